@@ -1,0 +1,106 @@
+#!/usr/bin/env python3
+"""Checks that includes point one way: every layer sees itself and those it stands on, never one above or beside it.
+
+Also that the engine needs nothing but the standard library and POSIX, and that one file alone maps memory.
+"""
+
+import re
+import sys
+from pathlib import Path
+
+PLATFORM = "Engine/core/platform"
+SYSTEM = "Engine/core/platform/system"
+STREAM = "Engine/core/platform/stream"
+COLLECTIONS = "Engine/core/platform/collections"
+DICTIONARY = "Engine/core/data-store/dictionary"
+DATA_STORE = "Engine/core/data-store"
+TOOLS = "tools"
+
+# From layer to the layers that it may include beside itself. Errors print themselves to a stream and streams throw
+# errors, so those two are one layer in two folders.
+MAY_INCLUDE = {
+    PLATFORM: {STREAM},
+    STREAM: {PLATFORM},
+    SYSTEM: {PLATFORM, STREAM},
+    COLLECTIONS: {PLATFORM, STREAM, SYSTEM},
+    DICTIONARY: {PLATFORM, STREAM, SYSTEM, COLLECTIONS},
+    DATA_STORE: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY},
+    TOOLS: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, DATA_STORE},
+}
+
+STANDARD_HEADERS = set("""
+    algorithm any array atomic barrier bit bitset charconv chrono codecvt compare complex concepts condition_variable
+    coroutine deque exception execution filesystem format forward_list fstream functional future initializer_list
+    iomanip ios iosfwd iostream istream iterator latch limits list locale map memory memory_resource mutex new numbers
+    numeric optional ostream queue random ranges ratio regex scoped_allocator semaphore set shared_mutex
+    source_location span sstream stack stdexcept stop_token streambuf string string_view strstream syncstream
+    system_error thread tuple type_traits typeindex typeinfo unordered_map unordered_set utility valarray variant
+    vector version
+    cassert cctype cerrno cfenv cfloat cinttypes climits clocale cmath csetjmp csignal cstdarg cstddef cstdint cstdio
+    cstdlib cstring ctime cuchar cwchar cwctype
+""".split())
+
+POSIX_HEADERS = set("""
+    dirent.h fcntl.h poll.h pthread.h sched.h semaphore.h signal.h sys/file.h sys/ioctl.h sys/mman.h sys/resource.h
+    sys/select.h sys/socket.h sys/stat.h sys/statvfs.h sys/time.h sys/times.h sys/types.h sys/uio.h sys/un.h
+    sys/utsname.h sys/wait.h time.h unistd.h
+""".split())
+
+# Headers with a single user, behind which the rest of the system goes.
+RESERVED_HEADERS = {"sys/mman.h": f"{SYSTEM}/VirtualMemory.cpp"}
+
+INCLUDE = re.compile(r"^\s*#\s*include\b\s*(.*)$")
+
+
+def layer_of(path):
+    """The layer whose folder is the innermost around the file, or None."""
+    layers = [layer for layer in MAY_INCLUDE if path.startswith(layer + "/")]
+    return max(layers, key=len, default=None)
+
+
+def objections(root, path, text):
+    """What speaks against the text that stands behind an #include in the file at path."""
+    layer = layer_of(path)
+    if quoted := re.match(r'"([^"]+)"', text):
+        included = quoted[1]
+        included_layer = layer_of(included)
+        if not (root / included).is_file():
+            yield f'"{included}" is no file below the repository root'
+        elif included_layer is None:
+            yield f'"{included}" belongs to no layer'
+        elif included_layer != layer and included_layer not in MAY_INCLUDE[layer]:
+            yield f'"{included}": {layer} must not know {included_layer}'
+    elif angled := re.match(r"<([^>]+)>", text):
+        included = angled[1]
+        if included.startswith(("Engine/", "tools/")):
+            yield f"<{included}>: a header of this repository stands in quotation marks"
+        elif layer == TOOLS:
+            return
+        elif included not in STANDARD_HEADERS | POSIX_HEADERS:
+            yield f"<{included}> is neither of the standard library nor of POSIX"
+        elif RESERVED_HEADERS.get(included, path) != path:
+            yield f"<{included}> is for {RESERVED_HEADERS[included]} alone"
+    else:
+        yield f"an include that cannot be checked: {text}"
+
+
+def main():
+    root = Path(__file__).resolve().parent.parent
+    files = 0
+    found = []
+    for folder in ("Engine", "tools"):
+        for file in sorted(path for path in (root / folder).rglob("*") if path.suffix in (".h", ".cpp")):
+            files += 1
+            path = file.relative_to(root).as_posix()
+            if layer_of(path) is None:
+                found.append(f"{path}: belongs to no layer")
+                continue
+            for number, line in enumerate(file.read_text(encoding="utf-8").splitlines(), 1):
+                if include := INCLUDE.match(line):
+                    found += [f"{path}:{number}: {objection}" for objection in objections(root, path, include[1])]
+    print("\n".join(found + [f"layering: {files} files, {len(found)} objections"]))
+    sys.exit(1 if found or not files else 0)
+
+
+if __name__ == "__main__":
+    main()

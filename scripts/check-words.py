@@ -1,0 +1,48 @@
+#!/usr/bin/env python3
+"""Checks that the tree and its commit messages speak for themselves.
+
+They do not point at documents that a reader of this repository cannot open, nor at folders of one developer's machine.
+"""
+
+import re
+import subprocess
+import sys
+from pathlib import Path
+
+# A class of one character keeps each pattern from matching this file.
+FORBIDDEN = re.compile("|".join([
+    r"\b[P]art [1-4]\.[0-9]\b",
+    r"\b[s]pec\.md\b",
+    r"\b[A-Za-z]+ [s]pecified (?:in|by) [P]art",
+    r"\b[Aa]s [s]pecified\b",
+    r"\b[Pp]er the [s]pec\b",
+    r"\b[Tt]he [s]pec\b",
+    r"\b[Ll]eft to the [i]mplementer\b",
+    r"\b[S]pecification (?:says|requires|of this)\b",
+    r"\b[s]pecification (?:says|requires|of this)\b",
+    r"(?:^|[^a-zA-Z0-9_.])/(?:[w]ork|[f]arm)/",
+]))
+
+
+def git(root, *arguments):
+    # A checkout may belong to someone else than the user who checks it, as on a build machine.
+    command = ["git", "-c", "safe.directory=*", "-C", str(root), *arguments]
+    return subprocess.run(command, check=True, capture_output=True).stdout
+
+
+def main():
+    root = Path(__file__).resolve().parent.parent
+    names = [name.decode() for name in git(root, "ls-files", "-z", "--cached", "--others", "--exclude-standard").split(b"\0")]
+    files = [name for name in names if name and (root / name).is_file()]
+    found = []
+    for name in files:
+        found += [f"{name}: the name itself: {match[0]}" for match in FORBIDDEN.finditer(name)]
+        text = (root / name).read_bytes().decode("utf-8", errors="replace")
+        for number, line in enumerate(text.splitlines(), 1):
+            found += [f"{name}:{number}: {match[0].strip()}" for match in FORBIDDEN.finditer(line)]
+    print("\n".join(found + [f"words: {len(files)} files, {len(found)} objections"]))
+    sys.exit(1 if found or not files else 0)
+
+
+if __name__ == "__main__":
+    main()
