@@ -1,0 +1,63 @@
+#pragma once
+
+#include "Engine/core/platform/MessagePieces.h"
+
+#include <exception>
+#include <string>
+#include <utility>
+#include <vector>
+
+class OutputStream;
+
+/// The root of all failures that this system reports.
+///
+/// A throw site names the place by a source path below the repository root, without extension, and a line number that
+/// is assigned once and stays with that failure when code moves; both are part of the interface, so that a report from
+/// the field can be traced whatever version wrote it.
+///
+/// Ownership  Owns all its texts and holds its causes.
+/// Threads    Immutable after construction.
+class MelnarException : public std::exception {
+public:
+    /// What throw sites without a cause pass.
+    static const std::vector<std::exception_ptr> NO_CAUSES;
+
+    /// Takes over the name and the message; the unnamed number is reserved for other forms of reports and is 0 today.
+    MelnarException(const std::string& sourceFileName, long sourceLineNumber, int,
+                    const std::vector<std::exception_ptr>& causes, std::string&& exceptionName, std::string&& message);
+
+    /// Joins the pieces into the message: texts as they are, unsigned numbers in decimal.
+    template<MessagePiece... Pieces>
+    MelnarException(const std::string& sourceFileName, const long sourceLineNumber,
+                    const std::vector<std::exception_ptr>& causes, Pieces&&... pieces)
+        : MelnarException(sourceFileName, sourceLineNumber, 0, causes, std::string("MelnarException"),
+                          joinMessagePieces(pieces...)) {}
+
+    MelnarException(const MelnarException&) = default;
+    MelnarException(MelnarException&&) = default;
+    MelnarException& operator=(const MelnarException&) = default;
+    MelnarException& operator=(MelnarException&&) = default;
+    ~MelnarException() override;
+
+    /// The exception's name, its place and the message, for logs. The pointer lives as long as the exception.
+    const char* what() const noexcept override;
+
+    /// Writes name, place, message and, indented, the causes.
+    virtual void printArguments(OutputStream& output) const;
+
+    const std::string& getSourceFileName() const noexcept { return m_sourceFileName; }
+    long getSourceLineNumber() const noexcept { return m_sourceLineNumber; }
+    const std::vector<std::exception_ptr>& getCauses() const noexcept { return m_causes; }
+    const std::string& getExceptionName() const noexcept { return m_exceptionName; }
+
+    /// The message alone, for people.
+    const std::string& getMessage() const noexcept { return m_message; }
+
+private:
+    std::string m_sourceFileName;
+    long m_sourceLineNumber;
+    std::vector<std::exception_ptr> m_causes;
+    std::string m_exceptionName;
+    std::string m_message;
+    std::string m_whatText;
+};

@@ -1,0 +1,3 @@
+#include "Engine/core/platform/MemoryExhaustedException.h"
+
+MemoryExhaustedException::~MemoryExhaustedException() = default;

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Engine/core/platform/MelnarException.h"
+
+/// The store's own memory limit is reached; see MemoryManager.
+class MemoryExhaustedException : public MelnarException {
+public:
+    template<MessagePiece... Pieces>
+    MemoryExhaustedException(const std::string& sourceFileName, const long sourceLineNumber,
+                             const std::vector<std::exception_ptr>& causes, Pieces&&... pieces)
+        : MelnarException(sourceFileName, sourceLineNumber, 0, causes, std::string("MemoryExhaustedException"),
+                          joinMessagePieces(pieces...)) {}
+
+    MemoryExhaustedException(const MemoryExhaustedException&) = default;
+    MemoryExhaustedException(MemoryExhaustedException&&) = default;
+    MemoryExhaustedException& operator=(const MemoryExhaustedException&) = default;
+    MemoryExhaustedException& operator=(MemoryExhaustedException&&) = default;
+    ~MemoryExhaustedException() override;
+};

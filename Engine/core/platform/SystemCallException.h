@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Engine/core/platform/MelnarException.h"
+
+/// A call of the operating system failed. The message ends with the call's name, the error code and its description.
+class SystemCallException : public MelnarException {
+public:
+    /// `systemCallName` is stored as given and must point to static text; `errorCode` is an `errno` value.
+    template<MessagePiece... Pieces>
+    SystemCallException(const std::string& sourceFileName, const long sourceLineNumber,
+                        const std::vector<std::exception_ptr>& causes, const char* const systemCallName,
+                        const int errorCode, Pieces&&... pieces)
+        : MelnarException(sourceFileName, sourceLineNumber, 0, causes, std::string("SystemCallException"),
+                          withExtendedInformation(joinMessagePieces(pieces...), systemCallName, errorCode)),
+          m_systemCallName(systemCallName), m_errorCode(errorCode) {}
+
+    SystemCallException(const SystemCallException&) = default;
+    SystemCallException(SystemCallException&&) = default;
+    SystemCallException& operator=(const SystemCallException&) = default;
+    SystemCallException& operator=(SystemCallException&&) = default;
+    ~SystemCallException() override;
+
+    const char* getSystemCallName() const noexcept { return m_systemCallName; }
+    int getErrorCode() const noexcept { return m_errorCode; }
+
+private:
+    static std::string withExtendedInformation(std::string&& message, const char* systemCallName, int errorCode);
+
+    const char* m_systemCallName;
+    int m_errorCode;
+};
