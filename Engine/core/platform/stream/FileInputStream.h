@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/stream/InputStream.h"
+
+#include <memory>
+#include <string>
+
+/// Reads a file from its start.
+///
+/// Ownership  Owns the file descriptor and a buffer of BUFFER_SIZE bytes; larger reads go past the buffer.
+/// Errors     SystemCallException that names the file and the call. Interrupted reads are repeated.
+class FileInputStream final : public InputStream, private Unmovable {
+public:
+    static constexpr size_t BUFFER_SIZE = size_t(1) << 18;
+
+    explicit FileInputStream(const std::string& fileName);
+    ~FileInputStream() override;
+
+    const std::string& getName() const override { return m_fileName; }
+    size_t read(void* data, size_t numberOfBytes) override;
+
+private:
+    size_t readThrough(uint8_t* data, size_t numberOfBytes);
+
+    const std::string m_fileName;
+    const std::unique_ptr<uint8_t[]> m_buffer;
+    size_t m_bufferBegin;
+    size_t m_bufferEnd;
+    int m_fileDescriptor;
+};

@@ -1,0 +1,74 @@
+#include "Engine/core/platform/stream/FileOutputStream.h"
+
+#include "Engine/core/platform/SystemCallException.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* const SOURCE_FILE = "Engine/core/platform/stream/FileOutputStream";
+constexpr long LINE_CANNOT_CREATE = 31;
+constexpr long LINE_CANNOT_WRITE = 58;
+constexpr long LINE_CANNOT_CLOSE = 79;
+
+// Larger requests are cut by the operating system anyway.
+constexpr size_t MAXIMUM_BYTES_PER_WRITE = 0x7FFFF000;
+
+} // namespace
+
+FileOutputStream::FileOutputStream(const std::string& fileName)
+    : m_fileName(fileName), m_buffer(std::make_unique<uint8_t[]>(BUFFER_SIZE)), m_bufferedBytes(0),
+      m_fileDescriptor(-1) {
+    do {
+        m_fileDescriptor = ::open(m_fileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    } while (m_fileDescriptor == -1 && errno == EINTR);
+    if (m_fileDescriptor == -1)
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_CREATE, MelnarException::NO_CAUSES, "open", errno,
+                                  "Cannot create file '", m_fileName, "'.");
+}
+
+FileOutputStream::~FileOutputStream() {
+    if (m_fileDescriptor != -1)
+        ::close(m_fileDescriptor);
+}
+
+void FileOutputStream::write(const void* const data, const size_t numberOfBytes) {
+    if (numberOfBytes > BUFFER_SIZE - m_bufferedBytes)
+        flush();
+    if (numberOfBytes >= BUFFER_SIZE)
+        writeThrough(static_cast<const uint8_t*>(data), numberOfBytes);
+    else if (numberOfBytes != 0) {
+        std::memcpy(m_buffer.get() + m_bufferedBytes, data, numberOfBytes);
+        m_bufferedBytes += numberOfBytes;
+    }
+}
+
+void FileOutputStream::flush() {
+    writeThrough(m_buffer.get(), m_bufferedBytes);
+    m_bufferedBytes = 0;
+}
+
+void FileOutputStream::close() {
+    flush();
+    const int fileDescriptor = m_fileDescriptor;
+    m_fileDescriptor = -1; // Linux releases the descriptor even when close fails: closing twice could hit another file.
+    if (::close(fileDescriptor) != 0)
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_CLOSE, MelnarException::NO_CAUSES, "close", errno,
+                                  "Cannot close file '", m_fileName, "'.");
+}
+
+void FileOutputStream::writeThrough(const uint8_t* data, size_t numberOfBytes) {
+    while (numberOfBytes != 0) {
+        const ssize_t written = ::write(m_fileDescriptor, data, std::min(numberOfBytes, MAXIMUM_BYTES_PER_WRITE));
+        if (written >= 0) {
+            data += written;
+            numberOfBytes -= static_cast<size_t>(written);
+        } else if (errno != EINTR)
+            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_WRITE, MelnarException::NO_CAUSES, "write", errno,
+                                      "Cannot write to file '", m_fileName, "'.");
+    }
+}

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/stream/OutputStream.h"
+
+#include <memory>
+#include <string>
+
+/// Writes a file, replacing what was there.
+///
+/// Ownership  Owns the file descriptor and a buffer of BUFFER_SIZE bytes.
+/// Errors     SystemCallException that names the file and the call. Interrupted and short writes are continued.
+/// Completion Only after close() has returned is the file complete. Destruction without it closes the file and drops
+///            what is still buffered, as a destructor could not report a failure.
+class FileOutputStream final : public OutputStream, private Unmovable {
+public:
+    static constexpr size_t BUFFER_SIZE = size_t(1) << 18;
+
+    explicit FileOutputStream(const std::string& fileName);
+    ~FileOutputStream() override;
+
+    const std::string& getName() const override { return m_fileName; }
+    void write(const void* data, size_t numberOfBytes) override;
+    void flush() override;
+
+    /// Flushes and closes. Nothing may be written afterwards.
+    void close();
+
+private:
+    void writeThrough(const uint8_t* data, size_t numberOfBytes);
+
+    const std::string m_fileName;
+    const std::unique_ptr<uint8_t[]> m_buffer;
+    size_t m_bufferedBytes;
+    int m_fileDescriptor;
+};
