@@ -1,0 +1,55 @@
+#pragma once
+
+#include "Engine/core/platform/ComponentProperty.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+class OutputStream;
+
+/// A node of a statistics tree: a component's name, its figures and its parts.
+///
+/// Ownership  A node owns its properties and its children.
+/// Threads    One thread at a time.
+/// Errors     std::bad_alloc; a node is then as it was before the call.
+class ComponentInfo {
+public:
+    using Metric = ComponentProperty::Metric;
+
+    explicit ComponentInfo(std::string&& name);
+    ComponentInfo(const ComponentInfo&) = delete;
+    ComponentInfo& operator=(const ComponentInfo&) = delete;
+    ~ComponentInfo();
+
+    /// Adds a whole number; the last argument is the width that its text form is padded to, 0 for none.
+    void addNumericProperty(Metric metric, std::optional<std::string> name, unsigned long value,
+                            unsigned short minimumWidth);
+
+    void addDoubleProperty(Metric metric, std::optional<std::string> name, double value);
+
+    void addChild(std::unique_ptr<ComponentInfo> child);
+
+    /// The sum over the whole numbers of this metric in this node and everything below it. A property that has a name
+    /// counts only when `name` is absent or the same; nameless ones always count.
+    unsigned long getSumOverNumericMetric(Metric metric, std::optional<std::string> name) const;
+
+    const std::string& getName() const noexcept { return m_name; }
+    const std::vector<std::unique_ptr<ComponentProperty>>& getProperties() const noexcept { return m_properties; }
+    const std::vector<std::unique_ptr<ComponentInfo>>& getChildren() const noexcept { return m_children; }
+
+    /// Writes the tree as text for people: a line a name or figure, parts indented by four spaces.
+    void printText(OutputStream& output) const;
+
+    /// Writes the tree as one JSON object with "name", "properties" and "children", and a line feed.
+    void printJSON(OutputStream& output) const;
+
+private:
+    void appendText(std::string& output, size_t depth) const;
+    void appendJSON(std::string& output, size_t depth) const;
+
+    const std::string m_name;
+    std::vector<std::unique_ptr<ComponentProperty>> m_properties;
+    std::vector<std::unique_ptr<ComponentInfo>> m_children;
+};

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+
+/// One figure of a ComponentInfo node. Immutable.
+class ComponentProperty {
+public:
+    /// What a figure means. The numbers are part of the interface and never change.
+    enum class Metric : unsigned short {
+        MEMORY_CONSUMED = 0,
+        NUMBER_OF_BUCKETS = 1,
+        NUMBER_OF_USED_BUCKETS = 2,
+        LOAD_FACTOR = 3,
+        NUMBER_OF_RESOURCES = 4,
+        BYTES_OF_TEXT = 5,
+        BYTES_UNUSED = 6,
+        MEMORY_LIMIT = 7,
+        AGGREGATE_MEMORY_CONSUMED = 40,
+    };
+
+    ComponentProperty(const Metric metric, std::optional<std::string>&& name)
+        : m_metric(metric), m_name(std::move(name)) {}
+    ComponentProperty(const ComponentProperty&) = delete;
+    ComponentProperty& operator=(const ComponentProperty&) = delete;
+    virtual ~ComponentProperty();
+
+    /// The value in decimal; a valid JSON number unless it is not finite, which no figure here is.
+    virtual std::string getValueText() const = 0;
+
+    Metric getMetric() const noexcept { return m_metric; }
+    const std::optional<std::string>& getName() const noexcept { return m_name; }
+
+    /// The name, or for a nameless property the usual words for its metric.
+    std::string getLabel() const;
+
+    /// The enumerator's name, as machines read it.
+    static const char* getMetricName(Metric metric) noexcept;
+
+private:
+    const Metric m_metric;
+    const std::optional<std::string> m_name;
+};

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "Engine/core/platform/ComponentProperty.h"
+
+#include <array>
+#include <charconv>
+
+/// A real number, such as a percentage.
+class DoubleComponentProperty final : public ComponentProperty {
+public:
+    DoubleComponentProperty(const Metric metric, std::optional<std::string>&& name, const double value)
+        : ComponentProperty(metric, std::move(name)), m_value(value) {}
+
+    /// The shortest decimal form that reads back as the same number.
+    std::string getValueText() const override {
+        std::array<char, 32> buffer;
+        return std::string(buffer.data(), std::to_chars(buffer.data(), buffer.data() + buffer.size(), m_value).ptr);
+    }
+
+    double getValue() const noexcept { return m_value; }
+
+private:
+    const double m_value;
+};
