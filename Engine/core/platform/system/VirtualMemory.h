@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+
+/// The virtual-memory calls of the operating system, in one place. Sizes are bytes and whole pages; failures are left
+/// in `errno`.
+namespace VirtualMemory {
+
+/// Reserves address space that faults on every access; nullptr on failure.
+void* reserve(size_t numberOfBytes) noexcept;
+
+/// Makes reserved pages readable and writable; they read as zero until first written. False on failure.
+bool commit(void* begin, size_t numberOfBytes) noexcept;
+
+/// Gives committed pages back and makes them fault again; the address space stays reserved.
+void decommit(void* begin, size_t numberOfBytes) noexcept;
+
+/// Gives a reservation back, committed pages included.
+void release(void* begin, size_t numberOfBytes) noexcept;
+
+} // namespace VirtualMemory
+
+/// The size of a page of virtual memory in bytes, a power of two.
+size_t getVMPageSize() noexcept;
