@@ -1,0 +1,210 @@
+#pragma once
+
+#include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/collections/TableThreadContext.h"
+#include "Engine/core/platform/stream/InputStream.h"
+#include "Engine/core/platform/stream/OutputStream.h"
+#include "Engine/core/platform/system/MemoryManager.h"
+#include "Engine/core/platform/system/MemoryRegion.h"
+#include "Engine/core/platform/system/SpinPause.h"
+#include "Engine/core/platform/system/ThreadContextRegistration.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <pthread.h>
+
+/// An open-addressing, linear-probing set of numbers that many threads read, insert into and delete from at once, and
+/// that grows in place while they do.
+///
+/// A bucket holds a number; what the number stands for, its hash and its equality with a query are the policy's. A
+/// policy provides Bucket (std::atomic<BucketValue>), BucketValue (an unsigned integer), the values EMPTY_BUCKET (0),
+/// BUCKET_IN_PROGRESS and BUCKET_DELETED, and `uint64_t getHash(BucketValue) const` for a stored number.
+///
+/// Units      Counters count buckets.
+/// Ownership  Owns its bucket array; the memory manager and what the policy refers to must outlive it.
+/// Threads    Everything that takes a ThreadContext: any threads at once, each holding the slot it passes, best through
+///            Operation. initialize, clear, shrinkToFit, save, load and destruction: alone. The get functions: any time.
+/// Errors     initialize, load and startHandleResize pass on the failures of MemoryRegion; load also rejects a stream
+///            that is not a table's. The rest does not fail.
+///
+/// You give up: reuse of a deleted entry's bucket before the next rehash; a reader that meets a bucket in progress
+/// waits for its inserter. You get: no lock on any common path, and one shared counter update per 100 insertions.
+///
+/// BUCKET STATES   EMPTY -claim-> IN_PROGRESS -publish-> number -delete-> DELETED;  IN_PROGRESS -fail-> EMPTY
+///                 A rehash copies numbers only, into an array of EMPTY buckets.
+///
+/// INVARIANTS      B1 a bucket changes only along an arrow, and only the claimer moves it out of IN_PROGRESS
+///                 B2 an entry is found by probing from its home bucket before the first EMPTY bucket, as no bucket
+///                    that a probe has passed ever becomes EMPTY again: whoever meets IN_PROGRESS waits
+///                 B3 a number is in at most one bucket
+///                 B4 used buckets = buckets that are not EMPTY + sum of the slots' quotas, whenever no insertion or
+///                    resize is under way; so an insertion that has quota always finds an EMPTY bucket
+///                 B5 insertions alone never take the used buckets past the resize threshold
+///
+/// MEMORY ORDERS
+///   #   operation                        order    pairs with   makes visible                              checked by
+///   O1  claim, CAS EMPTY->IN_PROGRESS    release  -            nothing yet: it only excludes              argued
+///   O2  publish, store number            release  O3           all that the number refers to              TSan
+///   O3  probe, load                      acquire  O2, O6
+///   O4  fail, store EMPTY                relaxed  -            nothing: the bucket holds nothing          argued
+///   O5  delete, exchange -> DELETED      relaxed  -            nothing: what it refers to stays readable  argued
+///   O6  rehash, CAS EMPTY->number        release  O3           what O3 on the old bucket made visible     TSan
+///   O7  reserve quota, CAS used + 100    relaxed  -            nothing: the counter is only a count       argued
+///   O8  deleted buckets + 1              relaxed  -            nothing: read when all slots are held      argued
+/// The resize protocol stands with its states and orders in ParallelHashTableImpl.h, the slot's in
+/// TableThreadContext.h.
+///
+/// Linear probing, load factor 0.7 at most; growth by cooperative rehashing in chunks.
+template<class Policy>
+class ParallelHashTable : private Unmovable {
+public:
+    using ThreadContext = TableThreadContext;
+    using Bucket = typename Policy::Bucket;
+    using BucketValue = typename Policy::BucketValue;
+
+    static constexpr size_t NUMBER_OF_THREAD_CONTEXTS = NUMBER_OF_THREAD_CONTEXT_INDICES;
+    static constexpr uint32_t INSERTION_QUOTA_BATCH = 100;
+    static constexpr size_t RESIZE_CHUNK_SIZE = 1024;
+    static constexpr size_t NOT_RESIZING = ~size_t(0);
+    static constexpr size_t RESIZE_PREPARING = NOT_RESIZING - 1;
+
+    class Operation;
+
+    ParallelHashTable(MemoryManager& memoryManager, const Policy& policy) noexcept;
+    ~ParallelHashTable();
+
+    /// Makes an empty table of exactly `numberOfBuckets` buckets, which must be a power of two of at least
+    /// RESIZE_CHUNK_SIZE. After a throw the table is unusable until it is initialised or loaded.
+    void initialize(size_t numberOfBuckets);
+
+    /// Empties the table; its size stays.
+    void clear() noexcept;
+
+    /// Makes the bucket array as small as its contents allow at load factor 0.7, but no smaller than
+    /// `minimumNumberOfBuckets`, and never larger than it is. Unspent quotas are taken back in any case.
+    void shrinkToFit(size_t minimumNumberOfBuckets) noexcept;
+
+    void save(OutputStream& outputStream) const;
+    void load(InputStream& inputStream);
+
+    const Policy& getPolicy() const noexcept { return m_policy; }
+
+    ThreadContext& getCurrentThreadContext() noexcept { return m_threadContexts[g_currentThreadContextIndex]; }
+
+    /// Performs a resize, or helps with one that another thread began. Returns when none is running.
+    void startHandleResize(ThreadContext& callerContext);
+
+    /// Helps with the resize that the caller saw in `observedState`. Returns when none is running.
+    void handleResize(ThreadContext& callerContext, size_t observedState) noexcept;
+
+    /// Makes sure that the slot holds quota for an insertion, growing the table when it is full.
+    void reserveInsertionQuota(ThreadContext& callerContext) {
+        while (callerContext.getInsertionQuota() == 0)
+            refillInsertionQuota(callerContext);
+    }
+
+    Bucket* getHomeBucket(const uint64_t hash) noexcept { return m_buckets.getData() + (hash & m_hashMask); }
+
+    Bucket* getNextBucket(Bucket* const bucket) noexcept {
+        return bucket + 1 == m_afterLastBucket ? m_buckets.getData() : bucket + 1;
+    }
+
+    /// The bucket's value once it is not IN_PROGRESS.
+    static BucketValue readBucket(const Bucket& bucket) noexcept {
+        for (;;) {
+            const BucketValue value = bucket.load(std::memory_order_acquire); // O3
+            if (value != Policy::BUCKET_IN_PROGRESS)
+                return value;
+            spinPause();
+        }
+    }
+
+    /// Claims an EMPTY bucket; after false, its new value must be examined.
+    static bool tryClaim(Bucket& bucket) noexcept {
+        BucketValue expected = Policy::EMPTY_BUCKET;
+        return bucket.compare_exchange_strong(expected, Policy::BUCKET_IN_PROGRESS, std::memory_order_release,
+                                              std::memory_order_relaxed); // O1
+    }
+
+    /// Completes an insertion in a bucket that the caller has claimed and pays for it from the caller's quota.
+    static void publish(ThreadContext& callerContext, Bucket& bucket, const BucketValue value) noexcept {
+        bucket.store(value, std::memory_order_release); // O2
+        callerContext.setInsertionQuota(callerContext.getInsertionQuota() - 1);
+    }
+
+    /// Gives up an insertion in a bucket that the caller has claimed; the quota stays.
+    static void unclaim(Bucket& bucket) noexcept { bucket.store(Policy::EMPTY_BUCKET, std::memory_order_relaxed); } // O4
+
+    /// Turns a live bucket into a tombstone. Only the thread that takes the number out counts it.
+    void remove(Bucket& bucket) noexcept {
+        if (bucket.exchange(Policy::BUCKET_DELETED, std::memory_order_relaxed) != Policy::BUCKET_DELETED) // O5
+            m_numberOfDeletedBuckets.fetch_add(1, std::memory_order_relaxed);                             // O8
+    }
+
+    /// Inserts a number that is not in the table, or is there already at its place, without growing the table: for
+    /// rebuilding a cleared table that has held all these numbers before.
+    void reinsert(ThreadContext& callerContext, uint64_t hash, BucketValue value) noexcept;
+
+    size_t getNumberOfBuckets() const noexcept { return m_numberOfBuckets.load(std::memory_order_relaxed); }
+    size_t getNumberOfDeletedBuckets() const noexcept {
+        return m_numberOfDeletedBuckets.load(std::memory_order_relaxed);
+    }
+    size_t getCommittedBytes() const noexcept { return m_buckets.getCommittedBytes(); }
+
+    /// Live entries and tombstones: the used buckets less the quotas. Exact while nobody inserts.
+    size_t getNumberOfNonEmptyBuckets() const noexcept;
+
+private:
+    friend class ParallelHashTableTestPeer;
+
+    class AllOtherThreadContexts;
+
+    void refillInsertionQuota(ThreadContext& callerContext);
+    void setNumberOfBuckets(size_t numberOfBuckets) noexcept;
+    void resetResize() noexcept;
+    void publishResizeState(size_t resizeState) noexcept;
+    void rehashChunk(ThreadContext& callerContext, size_t chunkIndex) noexcept;
+    void finishResize() noexcept;
+    void waitWhilePreparing(ThreadContext& callerContext) noexcept;
+
+    ThreadContext m_threadContexts[NUMBER_OF_THREAD_CONTEXTS];
+    const Policy m_policy;
+    std::atomic<size_t> m_resizeState;
+    // The next three change only while all slots are held, or alone: holding any slot makes them safe to read.
+    size_t m_hashMask;
+    Bucket* m_afterLastBucket;
+    MemoryRegion<Bucket> m_buckets;
+    std::atomic<size_t> m_numberOfUsedBuckets;
+    std::atomic<size_t> m_numberOfDeletedBuckets;
+    std::atomic<size_t> m_numberOfBuckets; // as the three above; atomic because statistics read it without a slot
+    const double m_maxLoadFactor;
+    size_t m_resizeThreshold;          // as the three above
+    MemoryRegion<Bucket> m_oldBuckets; // as the three above, but for the finisher of a resize, which empties it
+    size_t m_numberOfResizeChunks;     // as the three above
+    std::atomic<size_t> m_numberOfPendingChunks;
+    pthread_mutex_t m_resizeMutex;
+    pthread_cond_t m_resizeCondition;
+};
+
+/// The frame of every operation on a table: holds the calling thread's slot, and has joined any resize that was
+/// running, so that nobody ever probes a half-built array.
+template<class Policy>
+class ParallelHashTable<Policy>::Operation : private Unmovable {
+public:
+    explicit Operation(ParallelHashTable& table) noexcept : m_threadContext(table.getCurrentThreadContext()) {
+        acquireThreadContext(m_threadContext);
+        const size_t resizeState = table.m_resizeState.load(std::memory_order_acquire); // Z3
+        if (resizeState != NOT_RESIZING) [[unlikely]]
+            table.handleResize(m_threadContext, resizeState);
+    }
+
+    ~Operation() { releaseThreadContext(m_threadContext); }
+
+    ThreadContext& getThreadContext() const noexcept { return m_threadContext; }
+
+private:
+    ThreadContext& m_threadContext;
+};
+
+#include "Engine/core/platform/collections/ParallelHashTableImpl.h" // IWYU pragma: export

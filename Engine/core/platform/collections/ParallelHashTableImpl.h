@@ -1,0 +1,320 @@
+#pragma once
+
+#include "Engine/core/platform/MelnarException.h"
+#include "Engine/core/platform/collections/ParallelHashTable.h"
+
+#include <bit>
+#include <cstring>
+
+/// The table's growth, and its operations that run alone.
+///
+/// RESIZE STATES   NOT_RESIZING -elect-> PREPARING -start-> 0 -> 1 -> ... -> number of chunks -finish-> NOT_RESIZING
+///                 PREPARING -fail-> NOT_RESIZING
+///                 A number k below the number of chunks: chunk k of the old array is the next to be claimed. The
+///                 number of chunks itself: all are claimed, some are still being rehashed.
+///
+/// INVARIANTS      Z1 one leader: the thread whose CAS moved NOT_RESIZING to PREPARING
+///                 Z2 between PREPARING and 0 the leader holds every slot; nobody else is inside an operation, but
+///                    parked without its slot in waitWhilePreparing, or waiting to enter a slot
+///                 Z3 from 0 on, who enters a slot joins the resize before it touches a bucket, and leaves only when
+///                    the resize is finished: nobody reads or inserts in a half-built array
+///                 Z4 a chunk is rehashed by the one thread whose CAS moved the state past its number
+///                 Z5 what tombstones occupied in the used buckets becomes quota of the threads that drop them
+///
+/// LOCK ORDER      A thread that waits for a slot holds none but its own; only the leader does, in ascending order.
+///                 m_resizeMutex is taken by the leader holding all slots, or by a thread that holds none. A slot's
+///                 mutex is held for a hand-over only, and nothing is waited for meanwhile.
+///
+/// MEMORY ORDERS
+///   #   operation                             order    pairs with   makes visible                     checked by
+///   Z1  elect, CAS NOT_RESIZING->PREPARING    acq_rel  Z3           the last resize's outcome         TSan
+///   Z2  start or fail, store                  release  Z3, Z4       the new array and its size        TSan
+///   Z3  read the state, load                  acquire  Z2, Z6
+///   Z4  claim a chunk, CAS k->k+1             acq_rel  Z2, Z4       as Z2, through the chain of RMWs  TSan
+///   Z5  pending chunks - 1                    acq_rel  Z5           all buckets rehashed (O6) before  TSan
+///   Z6  finish, store NOT_RESIZING            release  Z3           the whole new array               TSan
+///   Z7  pending chunks, store                 release  Z5           nothing more than Z2 does         argued
+template<class Policy>
+ParallelHashTable<Policy>::ParallelHashTable(MemoryManager& memoryManager, const Policy& policy) noexcept
+    : m_policy(policy), m_resizeState(NOT_RESIZING), m_hashMask(0), m_afterLastBucket(nullptr),
+      m_buckets(memoryManager), m_numberOfUsedBuckets(0), m_numberOfDeletedBuckets(0), m_numberOfBuckets(0),
+      m_maxLoadFactor(0.7), m_resizeThreshold(0), m_oldBuckets(memoryManager), m_numberOfResizeChunks(0),
+      m_numberOfPendingChunks(0), m_resizeMutex{}, m_resizeCondition{} {}
+
+template<class Policy>
+ParallelHashTable<Policy>::~ParallelHashTable() {
+    ::pthread_cond_destroy(&m_resizeCondition);
+    ::pthread_mutex_destroy(&m_resizeMutex);
+}
+
+template<class Policy>
+void ParallelHashTable<Policy>::setNumberOfBuckets(const size_t numberOfBuckets) noexcept {
+    m_hashMask = numberOfBuckets - 1;
+    m_afterLastBucket = m_buckets.getData() + numberOfBuckets;
+    m_numberOfBuckets.store(numberOfBuckets, std::memory_order_relaxed);
+    m_resizeThreshold = static_cast<size_t>(static_cast<double>(numberOfBuckets) * m_maxLoadFactor);
+}
+
+/// Forgets any resize. Only while the table is not shared.
+template<class Policy>
+void ParallelHashTable<Policy>::resetResize() noexcept {
+    m_resizeState.store(NOT_RESIZING, std::memory_order_relaxed);
+    m_numberOfResizeChunks = 0;
+    m_numberOfPendingChunks.store(0, std::memory_order_relaxed);
+}
+
+template<class Policy>
+void ParallelHashTable<Policy>::initialize(const size_t numberOfBuckets) {
+    m_buckets.initialize(numberOfBuckets);
+    m_buckets.ensureEndAtLeast(numberOfBuckets);
+    setNumberOfBuckets(numberOfBuckets);
+    for (ThreadContext& threadContext : m_threadContexts)
+        threadContext.setInsertionQuota(0);
+    m_numberOfUsedBuckets.store(0, std::memory_order_relaxed);
+    m_numberOfDeletedBuckets.store(0, std::memory_order_relaxed);
+    m_oldBuckets.deinitialize();
+    resetResize();
+}
+
+template<class Policy>
+size_t ParallelHashTable<Policy>::getNumberOfNonEmptyBuckets() const noexcept {
+    size_t unspentQuotas = 0;
+    for (const ThreadContext& threadContext : m_threadContexts)
+        unspentQuotas += threadContext.getInsertionQuota();
+    const size_t usedBuckets = m_numberOfUsedBuckets.load(std::memory_order_relaxed);
+    // Under insertions the quotas and the counter are of different moments; the difference must not wrap.
+    return usedBuckets > unspentQuotas ? usedBuckets - unspentQuotas : 0;
+}
+
+template<class Policy>
+void ParallelHashTable<Policy>::clear() noexcept {
+    if (getNumberOfNonEmptyBuckets() == 0)
+        return;
+    for (ThreadContext& threadContext : m_threadContexts)
+        threadContext.setInsertionQuota(0);
+    std::memset(static_cast<void*>(m_buckets.getData()), 0, m_buckets.getEnd() * sizeof(Bucket));
+    m_numberOfUsedBuckets.store(0, std::memory_order_relaxed);
+    m_numberOfDeletedBuckets.store(0, std::memory_order_relaxed);
+    resetResize();
+}
+
+template<class Policy>
+void ParallelHashTable<Policy>::shrinkToFit(const size_t minimumNumberOfBuckets) noexcept {
+    const size_t nonEmptyBuckets = getNumberOfNonEmptyBuckets();
+    for (ThreadContext& threadContext : m_threadContexts)
+        threadContext.setInsertionQuota(0);
+    m_numberOfUsedBuckets.store(nonEmptyBuckets, std::memory_order_relaxed);
+
+    const size_t neededBuckets = std::bit_ceil(static_cast<size_t>(static_cast<double>(nonEmptyBuckets) / 0.7) + 1);
+    const size_t newNumberOfBuckets = std::max(minimumNumberOfBuckets, neededBuckets);
+    const size_t oldNumberOfBuckets = getNumberOfBuckets();
+    if (oldNumberOfBuckets <= newNumberOfBuckets)
+        return;
+
+    // The home bucket in the smaller table is the old home modulo its size, so every entry of the upper part goes to
+    // its old place modulo the new size, or behind it. Moving in ascending order keeps each probe chain unbroken:
+    // what stands before an entry in its chain is placed before it. Nothing is rehashed.
+    Bucket* const buckets = m_buckets.getData();
+    for (size_t index = newNumberOfBuckets; index < oldNumberOfBuckets; ++index) {
+        const BucketValue value = readBucket(buckets[index]);
+        if (value == Policy::EMPTY_BUCKET)
+            continue;
+        size_t newIndex = index & (newNumberOfBuckets - 1);
+        BucketValue expected = Policy::EMPTY_BUCKET;
+        while (!buckets[newIndex].compare_exchange_strong(expected, value, std::memory_order_release,
+                                                          std::memory_order_relaxed)) {
+            expected = Policy::EMPTY_BUCKET;
+            newIndex = (newIndex + 1) & (newNumberOfBuckets - 1);
+        }
+    }
+    m_buckets.truncate(newNumberOfBuckets);
+    setNumberOfBuckets(newNumberOfBuckets);
+}
+
+template<class Policy>
+void ParallelHashTable<Policy>::save(OutputStream& outputStream) const {
+    outputStream.writeString("ParallelHashTable");
+    outputStream.writeUInt64(getNumberOfBuckets());
+    outputStream.writeUInt64(m_resizeThreshold);
+    outputStream.writeUInt64(m_numberOfUsedBuckets.load(std::memory_order_relaxed));
+    outputStream.writeUInt64(getNumberOfDeletedBuckets());
+    for (const ThreadContext& threadContext : m_threadContexts)
+        outputStream.writeUInt32(threadContext.getInsertionQuota());
+    m_buckets.save(outputStream);
+}
+
+template<class Policy>
+void ParallelHashTable<Policy>::load(InputStream& inputStream) {
+    constexpr const char* SOURCE_FILE = "Engine/core/platform/collections/ParallelHashTableImpl";
+    constexpr long LINE_NOT_A_TABLE = 476;
+    if (!inputStream.readsString("ParallelHashTable"))
+        throw MelnarException(SOURCE_FILE, LINE_NOT_A_TABLE, MelnarException::NO_CAUSES,
+                              "Invalid input file: cannot load ParallelHashTable.");
+    m_numberOfBuckets.store(inputStream.readUInt64(), std::memory_order_relaxed);
+    m_resizeThreshold = inputStream.readUInt64();
+    m_numberOfUsedBuckets.store(inputStream.readUInt64(), std::memory_order_relaxed);
+    m_numberOfDeletedBuckets.store(inputStream.readUInt64(), std::memory_order_relaxed);
+    for (ThreadContext& threadContext : m_threadContexts)
+        threadContext.setInsertionQuota(inputStream.readUInt32());
+    m_buckets.load(inputStream);
+    m_hashMask = getNumberOfBuckets() - 1;
+    m_afterLastBucket = m_buckets.getData() + getNumberOfBuckets();
+    m_oldBuckets.deinitialize();
+    resetResize();
+}
+
+template<class Policy>
+void ParallelHashTable<Policy>::reinsert(ThreadContext& callerContext, const uint64_t hash,
+                                         const BucketValue value) noexcept {
+    Bucket* bucket = getHomeBucket(hash);
+    for (;;) {
+        const BucketValue present = readBucket(*bucket);
+        if (present == Policy::EMPTY_BUCKET || present == value)
+            break;
+        bucket = getNextBucket(bucket);
+    }
+    bucket->store(value, std::memory_order_release); // O2
+    if (callerContext.getInsertionQuota() == 0) {
+        m_numberOfUsedBuckets.fetch_add(INSERTION_QUOTA_BATCH, std::memory_order_acq_rel);
+        callerContext.setInsertionQuota(INSERTION_QUOTA_BATCH - 1);
+    } else
+        callerContext.setInsertionQuota(callerContext.getInsertionQuota() - 1);
+}
+
+template<class Policy>
+void ParallelHashTable<Policy>::refillInsertionQuota(ThreadContext& callerContext) {
+    size_t usedBuckets = m_numberOfUsedBuckets.load(std::memory_order_relaxed);
+    if (m_resizeThreshold < usedBuckets + INSERTION_QUOTA_BATCH)
+        startHandleResize(callerContext);
+    else if (m_numberOfUsedBuckets.compare_exchange_strong(usedBuckets, usedBuckets + INSERTION_QUOTA_BATCH,
+                                                           std::memory_order_relaxed, std::memory_order_relaxed)) // O7
+        callerContext.setInsertionQuota(INSERTION_QUOTA_BATCH);
+}
+
+/// All slots but the caller's own, taken in ascending order: waits until everyone has left the table or is parked.
+template<class Policy>
+class ParallelHashTable<Policy>::AllOtherThreadContexts : private Unmovable {
+public:
+    AllOtherThreadContexts(ParallelHashTable& table, const ThreadContext& callerContext) noexcept
+        : m_table(table), m_callerContext(callerContext) {
+        for (ThreadContext& threadContext : m_table.m_threadContexts)
+            if (&threadContext != &m_callerContext)
+                acquireThreadContext(threadContext);
+    }
+
+    ~AllOtherThreadContexts() {
+        for (ThreadContext& threadContext : m_table.m_threadContexts)
+            if (&threadContext != &m_callerContext)
+                releaseThreadContext(threadContext);
+    }
+
+private:
+    ParallelHashTable& m_table;
+    const ThreadContext& m_callerContext;
+};
+
+/// Ends PREPARING and wakes the threads that are parked until then.
+template<class Policy>
+void ParallelHashTable<Policy>::publishResizeState(const size_t resizeState) noexcept {
+    ::pthread_mutex_lock(&m_resizeMutex);
+    m_resizeState.store(resizeState, std::memory_order_release); // Z2
+    ::pthread_cond_broadcast(&m_resizeCondition);
+    ::pthread_mutex_unlock(&m_resizeMutex);
+}
+
+template<class Policy>
+void ParallelHashTable<Policy>::startHandleResize(ThreadContext& callerContext) {
+    size_t observedState = NOT_RESIZING;
+    if (!m_resizeState.compare_exchange_strong(observedState, RESIZE_PREPARING, std::memory_order_acq_rel,
+                                               std::memory_order_acquire)) { // Z1, Z3
+        handleResize(callerContext, observedState);
+        return;
+    }
+    {
+        const AllOtherThreadContexts allOtherThreadContexts(*this, callerContext);
+        const size_t oldNumberOfBuckets = getNumberOfBuckets();
+        // More tombstones than half the table: dropping them makes room enough.
+        const size_t newNumberOfBuckets =
+            getNumberOfDeletedBuckets() <= oldNumberOfBuckets / 2 ? 2 * oldNumberOfBuckets : oldNumberOfBuckets;
+        try {
+            // All of the new array is committed now, so that no rehashing thread can run out of memory.
+            m_oldBuckets.initialize(newNumberOfBuckets);
+            m_oldBuckets.ensureEndAtLeast(newNumberOfBuckets);
+        } catch (...) {
+            m_oldBuckets.deinitialize();
+            publishResizeState(NOT_RESIZING);
+            throw;
+        }
+        m_numberOfResizeChunks = oldNumberOfBuckets / RESIZE_CHUNK_SIZE;
+        m_numberOfPendingChunks.store(m_numberOfResizeChunks, std::memory_order_release); // Z7
+        m_buckets.swapContents(m_oldBuckets);
+        setNumberOfBuckets(newNumberOfBuckets);
+        publishResizeState(0);
+    }
+    handleResize(callerContext, 0);
+}
+
+template<class Policy>
+void ParallelHashTable<Policy>::handleResize(ThreadContext& callerContext, const size_t observedState) noexcept {
+    size_t resizeState = observedState;
+    while (resizeState != NOT_RESIZING) {
+        if (resizeState == RESIZE_PREPARING) {
+            waitWhilePreparing(callerContext);
+            resizeState = m_resizeState.load(std::memory_order_acquire); // Z3
+        } else if (resizeState < m_numberOfResizeChunks) {
+            if (!m_resizeState.compare_exchange_strong(resizeState, resizeState + 1, std::memory_order_acq_rel,
+                                                       std::memory_order_acquire)) // Z4
+                continue;                                                          // resizeState is what was seen
+            rehashChunk(callerContext, resizeState);
+            if (m_numberOfPendingChunks.fetch_sub(1, std::memory_order_acq_rel) == 1) { // Z5
+                finishResize();
+                return;
+            }
+            resizeState = m_resizeState.load(std::memory_order_acquire); // Z3
+        } else {
+            spinPause();
+            resizeState = m_resizeState.load(std::memory_order_acquire); // Z3
+        }
+    }
+}
+
+/// Lets the leader have the caller's slot, waits until it has prepared the resize or failed, and takes the slot again.
+template<class Policy>
+void ParallelHashTable<Policy>::waitWhilePreparing(ThreadContext& callerContext) noexcept {
+    releaseThreadContext(callerContext);
+    ::pthread_mutex_lock(&m_resizeMutex);
+    while (m_resizeState.load(std::memory_order_acquire) == RESIZE_PREPARING) // Z3
+        ::pthread_cond_wait(&m_resizeCondition, &m_resizeMutex);
+    ::pthread_mutex_unlock(&m_resizeMutex);
+    acquireThreadContext(callerContext);
+}
+
+template<class Policy>
+void ParallelHashTable<Policy>::rehashChunk(ThreadContext& callerContext, const size_t chunkIndex) noexcept {
+    uint32_t droppedTombstones = 0;
+    Bucket* const begin = m_oldBuckets.getData() + chunkIndex * RESIZE_CHUNK_SIZE;
+    for (Bucket* oldBucket = begin; oldBucket != begin + RESIZE_CHUNK_SIZE; ++oldBucket) {
+        const BucketValue value = readBucket(*oldBucket);
+        if (value == Policy::EMPTY_BUCKET)
+            continue;
+        if (value == Policy::BUCKET_DELETED) {
+            ++droppedTombstones;
+            continue;
+        }
+        Bucket* bucket = getHomeBucket(m_policy.getHash(value));
+        BucketValue expected = Policy::EMPTY_BUCKET;
+        while (!bucket->compare_exchange_strong(expected, value, std::memory_order_release,
+                                                std::memory_order_relaxed)) { // O6
+            expected = Policy::EMPTY_BUCKET;
+            bucket = getNextBucket(bucket);
+        }
+    }
+    callerContext.setInsertionQuota(callerContext.getInsertionQuota() + droppedTombstones);
+}
+
+template<class Policy>
+void ParallelHashTable<Policy>::finishResize() noexcept {
+    m_numberOfDeletedBuckets.store(0, std::memory_order_relaxed);
+    m_oldBuckets.deinitialize();
+    m_resizeState.store(NOT_RESIZING, std::memory_order_release); // Z6
+}

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "Engine/core/platform/Unmovable.h"
+
+#include <atomic>
+#include <cstdint>
+#include <pthread.h>
+
+/// One thread index's slot in a hash table: a small lock that every operation on the table holds, and the insertions
+/// that its holder may make before it must touch the table's shared counter again.
+///
+/// The counter alone decides whether the slot is free, so that entering and leaving an uncontended slot makes no
+/// system call; mutex, condition and flag serve only threads that have to wait.
+///
+/// SLOT STATES    lock count 0                 free
+///                lock count 1                 held, nobody waits
+///                lock count n > 1             held or being handed over, n - 1 threads wait
+///                wake flag 1                  handed over by its last holder, not yet taken by a waiter
+///
+/// INVARIANTS     S1 whoever raises the count from 0 holds the slot; everyone else waits for the wake flag
+///                S2 only the holder raises the flag, and only when someone waits; the waiter that clears it is the
+///                   next holder: so at most one hand-over is under way
+///                S3 the quota is written only by the slot's holder
+///
+/// MEMORY ORDERS
+///   #   operation                    order    pairs with   makes visible
+///   T1  enter, count + 1             acquire  T2           all that the last holder wrote, unless it is handed over
+///   T2  leave, count - 1             release  T1
+///   T3  flag, under the mutex        mutex    T3           the same, when the slot is handed over
+///   T4  quota, load and store        relaxed  -            nothing: the slot orders it (S3); statistics may read it at
+///                                                          any time and take what they see
+///
+/// Mutex and condition are all-zero storage, which is their static initialiser: 256 slots cost no calls to set up.
+struct alignas(64) TableThreadContext : private Unmovable {
+    TableThreadContext() = default;
+
+    ~TableThreadContext() {
+        ::pthread_cond_destroy(&m_condition);
+        ::pthread_mutex_destroy(&m_mutex);
+    }
+
+    uint32_t getInsertionQuota() const noexcept { return m_insertionQuota.load(std::memory_order_relaxed); } // T4
+
+    void setInsertionQuota(const uint32_t quota) noexcept {
+        m_insertionQuota.store(quota, std::memory_order_relaxed); // T4
+    }
+
+    std::atomic<uint32_t> m_insertionQuota{0};
+    std::atomic<uint16_t> m_lockCount{0};
+    uint8_t m_wakeUp{0}; // protected by m_mutex
+    pthread_mutex_t m_mutex{};
+    pthread_cond_t m_condition{};
+};
+
+/// Makes the calling thread the slot's holder; waits while another thread holds it.
+inline void acquireThreadContext(TableThreadContext& threadContext) noexcept {
+    if (threadContext.m_lockCount.fetch_add(1, std::memory_order_acquire) == 0) // T1
+        return;
+    ::pthread_mutex_lock(&threadContext.m_mutex);
+    while (threadContext.m_wakeUp == 0)
+        ::pthread_cond_wait(&threadContext.m_condition, &threadContext.m_mutex);
+    threadContext.m_wakeUp = 0; // T3
+    ::pthread_mutex_unlock(&threadContext.m_mutex);
+}
+
+/// Gives the slot up, to one of the threads that wait for it if there are any.
+inline void releaseThreadContext(TableThreadContext& threadContext) noexcept {
+    if (threadContext.m_lockCount.fetch_sub(1, std::memory_order_release) <= 1) // T2
+        return;
+    ::pthread_mutex_lock(&threadContext.m_mutex);
+    threadContext.m_wakeUp = 1; // T3
+    ::pthread_cond_signal(&threadContext.m_condition);
+    ::pthread_mutex_unlock(&threadContext.m_mutex);
+}
