@@ -1,0 +1,66 @@
+#include "Engine/core/data-store/dictionary/DataPool.h"
+
+#include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
+#include "Engine/core/platform/MelnarException.h"
+#include "Engine/core/platform/system/MemoryRegionGrowth.h"
+
+DataPool::DataPool(MemoryManager& memoryManager) noexcept
+    : m_end(0), m_unusedBytes(0), m_data(nullptr), m_bytes(memoryManager) {}
+
+void DataPool::initialize(const size_t capacity) {
+    m_end.store(0, std::memory_order_relaxed);
+    m_unusedBytes.store(0, std::memory_order_relaxed);
+    m_data = nullptr;
+    m_bytes.initialize(capacity);
+    m_data = m_bytes.getData();
+}
+
+uint64_t DataPool::append(const size_t numberOfBytes) {
+    uint64_t begin = m_end.load(std::memory_order_relaxed);
+    do
+        ensureEndInSteps(m_bytes, begin + numberOfBytes);
+    while (!m_end.compare_exchange_weak(begin, begin + numberOfBytes, std::memory_order_relaxed,
+                                        std::memory_order_relaxed));
+    return begin;
+}
+
+/// Returns [begin, end) to the pool when it is the last that was taken, and counts it as unused otherwise.
+void DataPool::giveBack(const uint64_t begin, const uint64_t end) noexcept {
+    uint64_t expected = end;
+    if (begin != end && !m_end.compare_exchange_strong(expected, begin, std::memory_order_relaxed,
+                                                       std::memory_order_relaxed))
+        m_unusedBytes.fetch_add(end - begin, std::memory_order_relaxed);
+}
+
+uint64_t DataPool::newDataChunk(DictionaryThreadContext* const threadContext, const size_t chunkSize) {
+    if (threadContext == nullptr || chunkSize > LARGEST_CHUNK_IN_BLOCK)
+        return append(chunkSize);
+    if (threadContext->m_blockEnd - threadContext->m_blockNext < chunkSize) {
+        uint64_t block;
+        try {
+            block = append(BLOCK_SIZE);
+        } catch (const MelnarException&) {
+            return append(chunkSize); // The limit is near: use what is left of it chunk by chunk.
+        }
+        if (block != threadContext->m_blockEnd) { // Otherwise it continues the old block, and nothing is lost.
+            giveBack(threadContext->m_blockNext, threadContext->m_blockEnd);
+            threadContext->m_blockNext = block;
+        }
+        threadContext->m_blockEnd = block + BLOCK_SIZE;
+    }
+    const uint64_t offset = threadContext->m_blockNext;
+    threadContext->m_blockNext += chunkSize;
+    return offset;
+}
+
+void DataPool::returnDataChunk(DictionaryThreadContext* const threadContext, const uint64_t offset,
+                               const size_t chunkSize) noexcept {
+    if (threadContext != nullptr && threadContext->m_blockNext == offset + chunkSize)
+        threadContext->m_blockNext = offset;
+    else
+        giveBack(offset, offset + chunkSize);
+}
+
+DictionaryThreadContext::~DictionaryThreadContext() {
+    m_dataPool.giveBack(m_blockNext, m_blockEnd);
+}

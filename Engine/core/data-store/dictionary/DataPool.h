@@ -1,0 +1,67 @@
+#pragma once
+
+#include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/system/MemoryRegion.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+class DictionaryThreadContext;
+
+/// The bytes of all resources: chunks that are appended by many threads at once, never move and are never freed singly.
+///
+/// A thread with a DictionaryThreadContext takes its chunks from a private block of BLOCK_SIZE bytes, so that threads
+/// meet at the pool's end once a block, not once a chunk. Chunks of more than LARGEST_CHUNK_IN_BLOCK bytes are taken
+/// from the pool's end directly, as is everything without a thread context and, near the memory limit, whatever still
+/// fits when a whole block does not.
+///
+/// Units      Offsets and sizes are bytes.
+/// Ownership  Owns its memory; the memory manager must outlive it. Thread contexts must go before it does.
+/// Addresses  Chunks never move: getData() + offset stays valid until initialize or destruction.
+/// Threads    newDataChunk and the get functions: any threads at once, a thread context in one thread at a time. A
+///            chunk's bytes are the caller's to publish. initialize: alone.
+/// Errors     newDataChunk throws MelnarException when the capacity is used up, MemoryExhaustedException at the memory
+///            limit, SystemCallException when the system refuses; nothing is taken then.
+class DataPool : private Unmovable {
+public:
+    static constexpr size_t BLOCK_SIZE = size_t(1) << 16;
+
+    /// A larger chunk could leave more than an eighth of a block unused behind it.
+    static constexpr size_t LARGEST_CHUNK_IN_BLOCK = BLOCK_SIZE / 8;
+
+    explicit DataPool(MemoryManager& memoryManager) noexcept;
+
+    /// Makes an empty pool that can grow to `capacity` bytes. No thread context may hold a block of the old one.
+    void initialize(size_t capacity);
+
+    /// Takes `chunkSize` bytes and returns the offset of the first. The context may be null.
+    uint64_t newDataChunk(DictionaryThreadContext* threadContext, size_t chunkSize);
+
+    /// Takes back the chunk that the same thread context got last and that nothing refers to.
+    void returnDataChunk(DictionaryThreadContext* threadContext, uint64_t offset, size_t chunkSize) noexcept;
+
+    uint8_t* getData() noexcept { return m_data; }
+    const uint8_t* getData() const noexcept { return m_data; }
+
+    /// Where the next block or large chunk will begin: all that is in use lies below.
+    uint64_t getEnd() const noexcept { return m_end.load(std::memory_order_relaxed); }
+
+    /// Bytes below the end that no chunk will ever use: the ends of blocks that were given up.
+    uint64_t getUnusedBytes() const noexcept { return m_unusedBytes.load(std::memory_order_relaxed); }
+
+    size_t getCommittedBytes() const noexcept { return m_bytes.getCommittedBytes(); }
+
+private:
+    friend class DictionaryThreadContext;
+
+    uint64_t append(size_t numberOfBytes);
+    void giveBack(uint64_t begin, uint64_t end) noexcept;
+
+    // Both counters only count, so that relaxed accesses do: a chunk becomes visible to other threads with the bucket
+    // that refers to it, and the pages below the end are accessible before the end is moved past them.
+    std::atomic<uint64_t> m_end;
+    std::atomic<uint64_t> m_unusedBytes;
+    uint8_t* m_data;
+    MemoryRegion<uint8_t> m_bytes;
+};

@@ -1,0 +1,120 @@
+#pragma once
+
+#include "Engine/core/data-store/dictionary/DataPool.h"
+#include "Engine/core/data-store/dictionary/DictionaryCommitPoint.h"
+#include "Engine/core/data-store/dictionary/DictionaryCompactionState.h"
+#include "Engine/core/data-store/dictionary/ResourceValue.h"
+#include "Engine/core/platform/ComponentInfo.h"
+#include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/stream/InputStream.h"
+#include "Engine/core/platform/stream/OutputStream.h"
+#include "Engine/core/platform/system/MemoryRegion.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+class DictionaryThreadContext;
+
+/// A family of literal datatypes of one dictionary: maps lexical forms to resource IDs and back.
+///
+/// Units      Resource IDs count from 1; 0 means no resource. Sizes are bytes.
+/// Ownership  The dictionary owns the counter, the two regions and the pool, and they outlive the datatype.
+/// Lifecycle  After construction one of initialize, initializeForSnapshot and load comes before anything else.
+/// Threads    resolveResource, restoreResource, tryResolveResource, getResource, deleteUncommittedResourceID and
+///            getComponentInfo: any threads at once. Everything else: alone.
+/// Errors     As each operation states; all are of the MelnarException family or std::bad_alloc.
+///
+/// A resource becomes visible with its bucket: chunk, offset and datatype byte are written first, and the datatype byte
+/// is stored with release order after the offset, so that who sees either of the two may read the rest.
+class DictionaryDatatype : private Unmovable {
+public:
+    /// How a resolve operation gets the ID of a resource that it inserts: the next one of the dictionary's counter.
+    struct GetNextResourceID {};
+
+    /// The same: an ID that the caller chose.
+    struct GetTargetResourceID {
+        uint64_t m_targetResourceID;
+    };
+
+    DictionaryDatatype(std::atomic<uint64_t>& nextResourceID, MemoryRegion<uint64_t>& resourceDataOffsets,
+                       MemoryRegion<std::atomic<uint8_t>>& resourceFlags, DataPool& dataPool) noexcept;
+
+    virtual ~DictionaryDatatype();
+
+    /// Prepares an empty datatype. `initialSize` is kept, saved and loaded; what it means is the dictionary's business.
+    virtual void initialize(size_t initialSize) = 0;
+
+    /// Prepares an empty datatype for as many resources as `resourceCounts` says, which is indexed by datatype ID and
+    /// has an entry for every ID that the datatype serves.
+    virtual void initializeForSnapshot(const std::vector<uint64_t>& resourceCounts) = 0;
+
+    virtual size_t getNumberOfMappableEntriesInCompaction() = 0;
+
+    /// Appends the record of a resource that survives a compaction; returns the size of its chunk. The state must have
+    /// room for the record.
+    virtual size_t prepareCompact(size_t resourceID, size_t newResourceID, DictionaryCompactionState& state) = 0;
+
+    /// Takes over new IDs and offsets. The records are sorted by datatype ID and the chunks lie where they say.
+    virtual void finishCompact(const DictionaryCompactionState& state) = 0;
+
+    /// Withdraws a resource that was never committed. Its chunk, offset and datatype byte stay as they are.
+    virtual void deleteUncommittedResourceID(uint64_t resourceID, uint8_t datatypeID) = 0;
+
+    /// Reads a resource that the caller knows to exist. The value points into the data pool.
+    virtual void getResource(uint64_t resourceID, uint8_t datatypeID, ResourceValue& resourceValue) const = 0;
+
+    /// The same; replaces the whole content of `lexicalForm`.
+    virtual void getResource(uint64_t resourceID, uint8_t datatypeID, std::string& lexicalForm) const = 0;
+
+    /// The ID of a literal that the commit point covers, or 0. The value must have been validated by a factory.
+    virtual uint64_t tryResolveResource(DictionaryCommitPoint commitPoint,
+                                        const ResourceValue& resourceValue) const = 0;
+
+    /// The same for a lexical form. Throws MelnarException when it is not one of the datatype.
+    virtual uint64_t tryResolveResource(DictionaryCommitPoint commitPoint, const char* lexicalForm,
+                                        size_t lexicalFormLength, uint8_t datatypeID) const = 0;
+
+    /// The ID of a literal, created when it has none. The value must have been validated by a factory. The context may
+    /// be null. Throws what newResourceIDAndDataChunk throws, and the failures of a table's growth.
+    virtual uint64_t resolveResource(DictionaryThreadContext* threadContext, const ResourceValue& resourceValue) = 0;
+
+    /// The same for a lexical form. Throws also MelnarException when it is not one of the datatype.
+    virtual uint64_t resolveResource(DictionaryThreadContext* threadContext, const char* lexicalForm,
+                                     size_t lexicalFormLength, uint8_t datatypeID) = 0;
+
+    /// Creates a resource under a given ID and returns the ID. The literal must not exist: the call waits until it is
+    /// deleted, for ever if it never is.
+    virtual uint64_t restoreResource(DictionaryThreadContext* threadContext, uint64_t resourceID,
+                                     const ResourceValue& resourceValue) = 0;
+
+    virtual void save(OutputStream& outputStream) const = 0;
+
+    /// Replaces the contents by saved ones of the same bucket width. After a throw the datatype must be initialised or
+    /// loaded again.
+    virtual void load(InputStream& inputStream) = 0;
+
+    /// Statistics. Reads counters that other threads may be changing; takes no lock.
+    virtual std::unique_ptr<ComponentInfo> getComponentInfo() const = 0;
+
+protected:
+    /// Takes `chunkSize` bytes of the data pool; returns their offset. The context may be null.
+    uint64_t newDataChunk(DictionaryThreadContext* threadContext, size_t chunkSize);
+
+    /// Takes a fresh resource ID and `chunkSize` bytes; returns (resource ID, offset). Both regions can be written at
+    /// the ID. Takes nothing when it throws: MelnarException when the dictionary is full, else as newDataChunk.
+    std::pair<uint64_t, uint64_t> newResourceIDAndDataChunk(DictionaryThreadContext* threadContext, size_t chunkSize);
+
+    size_t m_initialSize;
+    std::atomic<uint64_t>& m_nextResourceID;
+    MemoryRegion<uint64_t>& m_resourceDataOffsets;
+    MemoryRegion<std::atomic<uint8_t>>& m_resourceFlags;
+    DataPool& m_dataPool;
+
+private:
+    uint64_t newResourceID();
+};

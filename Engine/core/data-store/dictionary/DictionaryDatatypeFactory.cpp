@@ -1,0 +1,71 @@
+#include "Engine/core/data-store/dictionary/DictionaryDatatypeFactory.h"
+
+#include "Engine/core/platform/MelnarException.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+
+namespace {
+
+constexpr const char* const SOURCE_FILE = "Engine/core/data-store/dictionary/DictionaryDatatypeFactory";
+constexpr long LINE_DATATYPE_ID_TAKEN = 44;
+constexpr long LINE_DATATYPE_NAME_TAKEN = 49;
+
+struct Registry {
+    std::array<const DictionaryDatatypeFactory*, NUMBER_OF_DATATYPE_IDS> m_factoriesByID{};
+    std::map<std::string, const DictionaryDatatypeFactory*> m_factoriesByName;
+};
+
+/// Made by the first factory, in whatever file that is; so it exists before any factory is complete, and is destroyed
+/// after the last one.
+Registry& getRegistry() {
+    static Registry s_registry;
+    return s_registry;
+}
+
+} // namespace
+
+DictionaryDatatypeFactory::DictionaryDatatypeFactory(
+    const std::initializer_list<std::pair<uint8_t, std::string>> supportedDatatypes)
+    : m_supportedDatatypes(supportedDatatypes) {
+    Registry& registry = getRegistry();
+    for (const auto& [datatypeID, datatypeName] : m_supportedDatatypes) {
+        if (registry.m_factoriesByID[datatypeID] != nullptr)
+            throw MelnarException(SOURCE_FILE, LINE_DATATYPE_ID_TAKEN, MelnarException::NO_CAUSES,
+                                  "A factory is registered already for datatype ID ", size_t(datatypeID), ".");
+        if (registry.m_factoriesByName.contains(datatypeName))
+            throw MelnarException(SOURCE_FILE, LINE_DATATYPE_NAME_TAKEN, MelnarException::NO_CAUSES,
+                                  "A factory is registered already for datatype '", datatypeName, "'.");
+    }
+    for (const auto& [datatypeID, datatypeName] : m_supportedDatatypes) {
+        registry.m_factoriesByName[datatypeName] = this;
+        registry.m_factoriesByID[datatypeID] = this;
+    }
+}
+
+DictionaryDatatypeFactory::~DictionaryDatatypeFactory() {
+    Registry& registry = getRegistry();
+    for (const auto& [datatypeID, datatypeName] : m_supportedDatatypes) {
+        registry.m_factoriesByID[datatypeID] = nullptr;
+        registry.m_factoriesByName.erase(datatypeName);
+    }
+}
+
+const DictionaryDatatypeFactory* DictionaryDatatypeFactory::getFactory(const uint8_t datatypeID) noexcept {
+    return getRegistry().m_factoriesByID[datatypeID];
+}
+
+const DictionaryDatatypeFactory* DictionaryDatatypeFactory::getFactory(const std::string& datatypeName) noexcept {
+    const Registry& registry = getRegistry();
+    const auto found = registry.m_factoriesByName.find(datatypeName);
+    return found == registry.m_factoriesByName.end() ? nullptr : found->second;
+}
+
+std::vector<const DictionaryDatatypeFactory*> DictionaryDatatypeFactory::getFactories() {
+    std::vector<const DictionaryDatatypeFactory*> factories;
+    for (const DictionaryDatatypeFactory* const factory : getRegistry().m_factoriesByID)
+        if (factory != nullptr && std::find(factories.begin(), factories.end(), factory) == factories.end())
+            factories.push_back(factory);
+    return factories;
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+/// What a lexical form given as rdf:PlainLiteral is: a text, an '@' and a language tag. The last '@' separates the two;
+/// the text may hold others. A tag is one or more ASCII letters, then any number of groups of '-' and one or more ASCII
+/// letters or digits; no part has a length limit, and nothing is normalised: "a@en" and "a@EN" are two literals.
+enum class PlainLiteralKind : uint8_t {
+    WITH_TAG,          // a plain literal
+    EMPTY_TAG,         // ends in '@': the xsd:string without that '@'
+    WITHOUT_AT_SIGN,   // refused
+    WITH_MALFORMED_TAG // refused
+};
+
+PlainLiteralKind classifyPlainLiteral(const char* lexicalForm, size_t lexicalFormLength) noexcept;
+
+/// The assigned lines of an operation's two refusals.
+struct PlainLiteralFailureLines {
+    long m_missingAtSign;
+    long m_malformedTag;
+};
+
+/// Throws the refusal of a form of kind WITHOUT_AT_SIGN or WITH_MALFORMED_TAG; `lexicalForm` is quoted in the message.
+[[noreturn]] void refusePlainLiteral(PlainLiteralKind kind, const std::string& lexicalForm,
+                                     const PlainLiteralFailureLines& failureLines);
+
+/// Accepts a plain literal as it is, turns a form with an empty tag into the xsd:string before the '@' by changing
+/// length and datatype ID, or throws MelnarException. A form of datatype ID 5 is any sequence of bytes and is left alone.
+void validatePlainLiteral(const char* lexicalForm, size_t& lexicalFormLength, uint8_t& datatypeID,
+                          const PlainLiteralFailureLines& failureLines);

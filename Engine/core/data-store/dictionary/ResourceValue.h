@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
+
+#include <cstddef>
+#include <cstdint>
+
+/// The value of one resource: its datatype and its lexical bytes.
+///
+/// Units      m_dataSize counts the terminating zero byte: for a lexical form of length L it is L + 1.
+/// Ownership  Owns m_heapBuffer only. m_data points to m_inlineBuffer, to m_heapBuffer, or to bytes of somebody else
+///            that must outlive their use through this value, such as a data pool.
+/// Threads    One thread at a time.
+/// Errors     Copying and allocateBuffer throw std::bad_alloc.
+///
+/// A carrier that its users fill in place; the fields are public.
+class ResourceValue {
+public:
+    /// Data up to this size, terminator included, fits the value itself.
+    static constexpr size_t INLINE_BUFFER_SIZE = 128;
+
+    ResourceValue() noexcept;
+
+    /// The copy owns a copy of the data, also of data that the other value only points to.
+    ResourceValue(const ResourceValue& other);
+
+    /// The new value takes the other's heap buffer over; data of somebody else is shared. The other is left empty.
+    ResourceValue(ResourceValue&& other) noexcept;
+
+    ResourceValue& operator=(const ResourceValue&) = delete;
+    ResourceValue& operator=(ResourceValue&&) = delete;
+    ~ResourceValue();
+
+    /// Makes m_heapBuffer a block of at least `size` bytes from the system allocator. What the old block held is lost,
+    /// unless the allocation throws. m_data is not changed.
+    void allocateBuffer(size_t size);
+
+    /// Points m_data to storage of the value's own for `size` bytes and sets m_dataSize; returns the storage. There is
+    /// no auxiliary data afterwards.
+    uint8_t* useOwnStorage(size_t size);
+
+    uint8_t m_datatypeID;
+    const uint8_t* m_data;
+    size_t m_dataSize;
+    const uint8_t* m_auxiliaryData; // a second byte range, for datatypes that need one
+    size_t m_auxiliaryDataSize;
+    uint8_t m_inlineBuffer[INLINE_BUFFER_SIZE];
+    uint8_t* m_heapBuffer;
+    size_t m_heapBufferSize;
+};

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+/// A string as it lies in the data pool, read in place:
+///
+///   size header    1, 2, 4 or 8 bytes    the stored size S; see AdaptiveResourceSizeEncoding
+///   lexical bytes  S - 1 bytes
+///   terminator     1 byte                0, so that the bytes can be handed out as a C string
+///
+/// The bytes belong to the pool.
+class StringChunk {
+public:
+    /// `chunk` is the first byte of the size header.
+    explicit StringChunk(const uint8_t* const chunk) noexcept
+        : m_headerLength(AdaptiveResourceSizeEncoding::decodeSize(chunk, m_storedSize)),
+          m_data(chunk + m_headerLength) {}
+
+    /// The lexical length and the terminator.
+    size_t getStoredSize() const noexcept { return m_storedSize; }
+
+    /// Header, lexical bytes and terminator.
+    size_t getChunkSize() const noexcept { return m_headerLength + m_storedSize; }
+
+    const uint8_t* getData() const noexcept { return m_data; }
+    const char* getLexicalForm() const noexcept { return reinterpret_cast<const char*>(m_data); }
+    size_t getLexicalFormLength() const noexcept { return m_storedSize - 1; }
+
+    bool equals(const char* const lexicalForm, const size_t lexicalFormLength) const noexcept {
+        return m_storedSize == lexicalFormLength + 1 &&
+               (lexicalFormLength == 0 || std::memcmp(m_data, lexicalForm, lexicalFormLength) == 0);
+    }
+
+    /// How many bytes the chunk of a string takes.
+    static constexpr size_t getChunkSizeFor(const size_t lexicalFormLength) noexcept {
+        return AdaptiveResourceSizeEncoding::getEncodedSizeLength(lexicalFormLength + 1) + lexicalFormLength + 1;
+    }
+
+    /// Writes the chunk of a string.
+    static void write(uint8_t* const chunk, const char* const lexicalForm, const size_t lexicalFormLength) noexcept {
+        uint8_t* const data = chunk + AdaptiveResourceSizeEncoding::encodeSize(chunk, lexicalFormLength + 1);
+        if (lexicalFormLength != 0)
+            std::memcpy(data, lexicalForm, lexicalFormLength);
+        data[lexicalFormLength] = 0;
+    }
+
+private:
+    size_t m_storedSize;
+    size_t m_headerLength;
+    const uint8_t* m_data;
+};

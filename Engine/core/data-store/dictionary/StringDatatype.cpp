@@ -1,0 +1,279 @@
+#include "Engine/core/data-store/dictionary/StringDatatype.h"
+
+#include "Engine/core/data-store/dictionary/PlainLiteral.h"
+#include "Engine/core/data-store/dictionary/StringDatatypeFailureSites.h"
+
+#include <algorithm>
+#include <bit>
+#include <optional>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+namespace {
+
+constexpr PlainLiteralFailureLines TRY_RESOLVE_FAILURE_LINES{LINE_TRY_RESOLVE_MISSING_AT_SIGN,
+                                                             LINE_TRY_RESOLVE_MALFORMED_TAG};
+constexpr PlainLiteralFailureLines RESOLVE_FAILURE_LINES{LINE_RESOLVE_MISSING_AT_SIGN, LINE_RESOLVE_MALFORMED_TAG};
+
+const char* getLexicalForm(const ResourceValue& resourceValue) noexcept {
+    return reinterpret_cast<const char*>(resourceValue.m_data);
+}
+
+} // namespace
+
+template<class T>
+StringDatatype<T>::StringDatatype(MemoryManager& memoryManager, std::atomic<uint64_t>& nextResourceID,
+                                  MemoryRegion<uint64_t>& resourceDataOffsets,
+                                  MemoryRegion<std::atomic<uint8_t>>& resourceFlags, DataPool& dataPool) noexcept
+    : DictionaryDatatype(nextResourceID, resourceDataOffsets, resourceFlags, dataPool),
+      m_xsdStringTable(memoryManager, Policy(resourceDataOffsets, dataPool)),
+      m_plainLiteralTable(memoryManager, Policy(resourceDataOffsets, dataPool)) {}
+
+template<class T>
+StringDatatype<T>::~StringDatatype() = default;
+
+template<class T>
+void StringDatatype<T>::initialize(const size_t initialSize) {
+    m_initialSize = initialSize;
+    m_xsdStringTable.initialize(MINIMUM_NUMBER_OF_BUCKETS);
+    m_plainLiteralTable.initialize(MINIMUM_NUMBER_OF_BUCKETS);
+}
+
+template<class T>
+void StringDatatype<T>::initializeForSnapshot(const std::vector<uint64_t>& resourceCounts) {
+    const auto getNumberOfBuckets = [](const uint64_t resourceCount) {
+        const size_t neededBuckets = static_cast<size_t>(static_cast<double>(resourceCount) / 0.7) + 1;
+        return std::max(MINIMUM_NUMBER_OF_BUCKETS, std::bit_ceil(neededBuckets));
+    };
+    m_xsdStringTable.initialize(getNumberOfBuckets(resourceCounts[D_XSD_STRING]));
+    m_plainLiteralTable.initialize(getNumberOfBuckets(resourceCounts[D_RDF_PLAIN_LITERAL]));
+}
+
+template<class T>
+size_t StringDatatype<T>::getNumberOfMappableEntriesInCompaction() {
+    return 0;
+}
+
+template<class T>
+uint64_t StringDatatype<T>::resolveResource(DictionaryThreadContext* const threadContext,
+                                            const char* const lexicalForm, size_t lexicalFormLength,
+                                            uint8_t datatypeID) {
+    validatePlainLiteral(lexicalForm, lexicalFormLength, datatypeID, RESOLVE_FAILURE_LINES);
+    AdaptiveResourceSizeEncoding::checkSize(lexicalFormLength + 1);
+    return doResolveResource(selectTable(datatypeID), threadContext, GetNextResourceID(), lexicalForm,
+                             lexicalFormLength, datatypeID);
+}
+
+template<class T>
+uint64_t StringDatatype<T>::resolveResource(DictionaryThreadContext* const threadContext,
+                                            const ResourceValue& resourceValue) {
+    return doResolveResource(selectTable(resourceValue.m_datatypeID), threadContext, GetNextResourceID(),
+                             getLexicalForm(resourceValue), resourceValue.m_dataSize - 1, resourceValue.m_datatypeID);
+}
+
+template<class T>
+uint64_t StringDatatype<T>::restoreResource(DictionaryThreadContext* const threadContext, const uint64_t resourceID,
+                                            const ResourceValue& resourceValue) {
+    m_resourceDataOffsets.ensureEndAtLeast(resourceID + 1);
+    m_resourceFlags.ensureEndAtLeast(resourceID + 1);
+    return doResolveResource(selectTable(resourceValue.m_datatypeID), threadContext, GetTargetResourceID{resourceID},
+                             getLexicalForm(resourceValue), resourceValue.m_dataSize - 1, resourceValue.m_datatypeID);
+}
+
+template<class T>
+template<class ResourceIDSource>
+uint64_t StringDatatype<T>::doResolveResource(Table& table, DictionaryThreadContext* const threadContext,
+                                              const ResourceIDSource resourceIDSource, const char* const lexicalForm,
+                                              const size_t lexicalFormLength, const uint8_t datatypeID) {
+    const typename Table::Operation operation(table);
+    // Before it is known whether anything will be inserted: growing later would move the buckets under the probe.
+    table.reserveInsertionQuota(operation.getThreadContext());
+    auto* bucket = table.getHomeBucket(hashLexicalForm(lexicalForm, lexicalFormLength));
+    for (;;) {
+        const T value = Table::readBucket(*bucket);
+        if (value == Policy::EMPTY_BUCKET) {
+            if (Table::tryClaim(*bucket))
+                break;
+            continue; // Somebody was faster, perhaps with the same string: look at the bucket again.
+        }
+        if (value != Policy::BUCKET_DELETED && table.getPolicy().isEqual(value, lexicalForm, lexicalFormLength)) {
+            if constexpr (std::is_same_v<ResourceIDSource, GetNextResourceID>)
+                return value;
+            spinPause(); // The target ID's place is taken: wait until the entry is deleted.
+            continue;
+        }
+        bucket = table.getNextBucket(bucket);
+    }
+    try {
+        const uint64_t resourceID =
+            createResource(threadContext, resourceIDSource, lexicalForm, lexicalFormLength, datatypeID);
+        Table::publish(operation.getThreadContext(), *bucket, static_cast<T>(resourceID));
+        return resourceID;
+    } catch (...) {
+        Table::unclaim(*bucket);
+        throw;
+    }
+}
+
+/// Everything of a new resource but its bucket.
+template<class T>
+template<class ResourceIDSource>
+uint64_t StringDatatype<T>::createResource(DictionaryThreadContext* const threadContext,
+                                           const ResourceIDSource resourceIDSource, const char* const lexicalForm,
+                                           const size_t lexicalFormLength, const uint8_t datatypeID) {
+    const size_t chunkSize = StringChunk::getChunkSizeFor(lexicalFormLength);
+    uint64_t resourceID;
+    uint64_t dataOffset;
+    if constexpr (std::is_same_v<ResourceIDSource, GetNextResourceID>)
+        std::tie(resourceID, dataOffset) = newResourceIDAndDataChunk(threadContext, chunkSize);
+    else {
+        resourceID = resourceIDSource.m_targetResourceID;
+        dataOffset = newDataChunk(threadContext, chunkSize);
+    }
+    StringChunk::write(m_dataPool.getData() + dataOffset, lexicalForm, lexicalFormLength);
+    m_resourceDataOffsets[resourceID] = dataOffset;
+    m_resourceFlags[resourceID].store(datatypeID, std::memory_order_release);
+    return resourceID;
+}
+
+template<class T>
+uint64_t StringDatatype<T>::tryResolveResource(const DictionaryCommitPoint commitPoint, const char* const lexicalForm,
+                                               size_t lexicalFormLength, uint8_t datatypeID) const {
+    validatePlainLiteral(lexicalForm, lexicalFormLength, datatypeID, TRY_RESOLVE_FAILURE_LINES);
+    AdaptiveResourceSizeEncoding::checkSize(lexicalFormLength + 1);
+    return doTryResolveResource(selectTable(datatypeID), commitPoint, lexicalForm, lexicalFormLength);
+}
+
+template<class T>
+uint64_t StringDatatype<T>::tryResolveResource(const DictionaryCommitPoint commitPoint,
+                                               const ResourceValue& resourceValue) const {
+    return doTryResolveResource(selectTable(resourceValue.m_datatypeID), commitPoint, getLexicalForm(resourceValue),
+                                resourceValue.m_dataSize - 1);
+}
+
+template<class T>
+uint64_t StringDatatype<T>::doTryResolveResource(Table& table, const DictionaryCommitPoint commitPoint,
+                                                 const char* const lexicalForm,
+                                                 const size_t lexicalFormLength) const noexcept {
+    const typename Table::Operation operation(table);
+    auto* bucket = table.getHomeBucket(hashLexicalForm(lexicalForm, lexicalFormLength));
+    for (;; bucket = table.getNextBucket(bucket)) {
+        const T value = Table::readBucket(*bucket);
+        if (value == Policy::EMPTY_BUCKET)
+            return 0;
+        if (value != Policy::BUCKET_DELETED && value < commitPoint.m_resourceID &&
+            table.getPolicy().isEqual(value, lexicalForm, lexicalFormLength))
+            return value;
+    }
+}
+
+template<class T>
+void StringDatatype<T>::getResource(const uint64_t resourceID, const uint8_t datatypeID,
+                                    ResourceValue& resourceValue) const {
+    const StringChunk chunk(m_dataPool.getData() + m_resourceDataOffsets[resourceID]);
+    resourceValue.m_datatypeID = datatypeID;
+    resourceValue.m_data = chunk.getData();
+    resourceValue.m_dataSize = chunk.getStoredSize();
+    resourceValue.m_auxiliaryData = nullptr;
+    resourceValue.m_auxiliaryDataSize = 0;
+}
+
+template<class T>
+void StringDatatype<T>::getResource(const uint64_t resourceID, uint8_t, std::string& lexicalForm) const {
+    const StringChunk chunk(m_dataPool.getData() + m_resourceDataOffsets[resourceID]);
+    lexicalForm.assign(chunk.getLexicalForm(), chunk.getLexicalFormLength());
+}
+
+template<class T>
+void StringDatatype<T>::deleteUncommittedResourceID(const uint64_t resourceID, const uint8_t datatypeID) {
+    Table& table = selectTable(datatypeID);
+    const typename Table::Operation operation(table);
+    auto* bucket = table.getHomeBucket(table.getPolicy().getHash(static_cast<T>(resourceID)));
+    for (;; bucket = table.getNextBucket(bucket)) {
+        const T value = Table::readBucket(*bucket);
+        if (value == Policy::EMPTY_BUCKET)
+            return;
+        if (value == static_cast<T>(resourceID)) {
+            table.remove(*bucket);
+            return;
+        }
+    }
+}
+
+template<class T>
+size_t StringDatatype<T>::prepareCompact(const size_t resourceID, const size_t newResourceID,
+                                         DictionaryCompactionState& state) {
+    const uint8_t datatypeID = m_resourceFlags[resourceID].load(std::memory_order_acquire);
+    const uint64_t dataOffset = m_resourceDataOffsets[resourceID];
+    const size_t chunkSize = StringChunk(m_dataPool.getData() + dataOffset).getChunkSize();
+    state.m_entries[state.m_numberOfEntries] = {newResourceID, datatypeID, false, dataOffset, chunkSize};
+    ++state.m_numberOfEntries;
+    return chunkSize;
+}
+
+template<class T>
+void StringDatatype<T>::finishCompact(const DictionaryCompactionState& state) {
+    const CompactionEntry* const entriesEnd = state.m_entries.getData() + state.m_numberOfEntries;
+    const CompactionEntry* entry =
+        std::partition_point(state.m_entries.getData(), entriesEnd,
+                             [](const CompactionEntry& candidate) { return candidate.datatypeID < D_XSD_STRING; });
+    for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL}) {
+        Table& table = selectTable(datatypeID);
+        const typename Table::Operation operation(table);
+        table.clear();
+        for (; entry != entriesEnd && entry->datatypeID == datatypeID; ++entry) {
+            m_resourceDataOffsets[entry->resourceID] = entry->dataOffset;
+            m_resourceFlags[entry->resourceID].store(datatypeID, std::memory_order_release);
+            const T value = static_cast<T>(entry->resourceID);
+            table.reinsert(operation.getThreadContext(), table.getPolicy().getHash(value), value);
+        }
+        table.shrinkToFit(MINIMUM_NUMBER_OF_BUCKETS);
+    }
+}
+
+template<class T>
+void StringDatatype<T>::save(OutputStream& outputStream) const {
+    outputStream.writeString("StringDatatype");
+    outputStream.writeUInt64(m_initialSize);
+    m_xsdStringTable.save(outputStream);
+    m_plainLiteralTable.save(outputStream);
+}
+
+template<class T>
+void StringDatatype<T>::load(InputStream& inputStream) {
+    if (!inputStream.readsString("StringDatatype"))
+        throw MelnarException(STRING_DATATYPE_SOURCE_FILE, LINE_NOT_A_STRING_DATATYPE, MelnarException::NO_CAUSES,
+                              "Invalid input file: cannot load StringDatatype.");
+    m_initialSize = inputStream.readUInt64();
+    m_xsdStringTable.load(inputStream);
+    m_plainLiteralTable.load(inputStream);
+}
+
+template<class T>
+std::unique_ptr<ComponentInfo> StringDatatype<T>::getComponentInfo() const {
+    using Metric = ComponentInfo::Metric;
+    const auto describe = [](const Table& table, std::string&& name) {
+        auto component = std::make_unique<ComponentInfo>(std::move(name));
+        const size_t numberOfBuckets = table.getNumberOfBuckets();
+        component->addNumericProperty(Metric::MEMORY_CONSUMED, std::nullopt, table.getCommittedBytes(), 0);
+        component->addNumericProperty(Metric::NUMBER_OF_BUCKETS, std::nullopt, numberOfBuckets, 0);
+        component->addNumericProperty(Metric::NUMBER_OF_USED_BUCKETS, std::nullopt, table.getNumberOfNonEmptyBuckets(),
+                                      0);
+        if (numberOfBuckets != 0)
+            component->addDoubleProperty(Metric::LOAD_FACTOR, std::nullopt,
+                                         static_cast<double>(table.getNumberOfNonEmptyBuckets()) * 100.0 /
+                                             static_cast<double>(numberOfBuckets));
+        return component;
+    };
+    auto root = std::make_unique<ComponentInfo>("StringDatatype");
+    root->addChild(describe(m_xsdStringTable, "xsd:string"));
+    root->addChild(describe(m_plainLiteralTable, "rdf:PlainLiteral"));
+    const std::string aggregateName = "Aggregate memory consumed (bytes)";
+    root->addNumericProperty(Metric::AGGREGATE_MEMORY_CONSUMED, aggregateName,
+                             root->getSumOverNumericMetric(Metric::MEMORY_CONSUMED, aggregateName), 0);
+    return root;
+}
+
+template class StringDatatype<uint32_t>;
+template class StringDatatype<uint64_t>;

@@ -1,0 +1,93 @@
+#pragma once
+
+#include "Engine/core/data-store/dictionary/DatatypeStringPolicy.h"
+#include "Engine/core/data-store/dictionary/DictionaryDatatype.h"
+#include "Engine/core/platform/collections/ParallelHashTable.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// The literals of xsd:string (datatype ID 5) and rdf:PlainLiteral (6) of one dictionary.
+///
+/// T is the width of a bucket, uint32_t or uint64_t; both behave alike. Datatype ID 5 selects one table and every other
+/// ID the other one: the ID that a caller passes is stored as it is.
+///
+/// Sizes, ownership, threads and errors are those of DictionaryDatatype. The operations that take a lexical form check
+/// it; those that take a ResourceValue trust it, as it comes from a factory that has checked it.
+///
+/// THE LIFE OF A RESOURCE in resolveResource, each step visible to readers only through the last two:
+///   claim a bucket (O1) -> take ID and chunk -> write the chunk -> store its offset -> store the datatype byte with
+///   release order -> publish the ID in the bucket (O2)
+/// A reader comes by the bucket (O3), or by an ID and the datatype byte, read with acquire order. If the ID or the chunk
+/// is not to be had, the bucket becomes empty again (O4) and whoever waits for it may try in turn.
+/// O1 to O4 stand in ParallelHashTable.h.
+template<class T>
+class StringDatatype final : public DictionaryDatatype {
+public:
+    StringDatatype(MemoryManager& memoryManager, std::atomic<uint64_t>& nextResourceID,
+                   MemoryRegion<uint64_t>& resourceDataOffsets, MemoryRegion<std::atomic<uint8_t>>& resourceFlags,
+                   DataPool& dataPool) noexcept;
+    ~StringDatatype() override;
+
+    /// Both tables start with 1024 buckets, whatever the initial size.
+    void initialize(size_t initialSize) override;
+    void initializeForSnapshot(const std::vector<uint64_t>& resourceCounts) override;
+
+    /// 0: the records of prepareCompact are all that finishCompact needs.
+    size_t getNumberOfMappableEntriesInCompaction() override;
+    size_t prepareCompact(size_t resourceID, size_t newResourceID, DictionaryCompactionState& state) override;
+    void finishCompact(const DictionaryCompactionState& state) override;
+
+    void deleteUncommittedResourceID(uint64_t resourceID, uint8_t datatypeID) override;
+
+    void getResource(uint64_t resourceID, uint8_t datatypeID, ResourceValue& resourceValue) const override;
+    void getResource(uint64_t resourceID, uint8_t datatypeID, std::string& lexicalForm) const override;
+
+    uint64_t tryResolveResource(DictionaryCommitPoint commitPoint, const ResourceValue& resourceValue) const override;
+    uint64_t tryResolveResource(DictionaryCommitPoint commitPoint, const char* lexicalForm, size_t lexicalFormLength,
+                                uint8_t datatypeID) const override;
+
+    uint64_t resolveResource(DictionaryThreadContext* threadContext, const ResourceValue& resourceValue) override;
+    uint64_t resolveResource(DictionaryThreadContext* threadContext, const char* lexicalForm, size_t lexicalFormLength,
+                             uint8_t datatypeID) override;
+    uint64_t restoreResource(DictionaryThreadContext* threadContext, uint64_t resourceID,
+                             const ResourceValue& resourceValue) override;
+
+    void save(OutputStream& outputStream) const override;
+    void load(InputStream& inputStream) override;
+
+    std::unique_ptr<ComponentInfo> getComponentInfo() const override;
+
+private:
+    friend class StringDatatypeTestPeer;
+
+    using Policy = DatatypeStringPolicy<T>;
+    using Table = ParallelHashTable<Policy>;
+
+    static constexpr size_t MINIMUM_NUMBER_OF_BUCKETS = 1024;
+
+    Table& selectTable(const uint8_t datatypeID) const noexcept {
+        return datatypeID == D_XSD_STRING ? m_xsdStringTable : m_plainLiteralTable;
+    }
+
+    template<class ResourceIDSource>
+    uint64_t doResolveResource(Table& table, DictionaryThreadContext* threadContext, ResourceIDSource resourceIDSource,
+                               const char* lexicalForm, size_t lexicalFormLength, uint8_t datatypeID);
+
+    template<class ResourceIDSource>
+    uint64_t createResource(DictionaryThreadContext* threadContext, ResourceIDSource resourceIDSource,
+                            const char* lexicalForm, size_t lexicalFormLength, uint8_t datatypeID);
+
+    uint64_t doTryResolveResource(Table& table, DictionaryCommitPoint commitPoint, const char* lexicalForm,
+                                  size_t lexicalFormLength) const noexcept;
+
+    // Mutable because a lookup, too, holds its thread's slot and helps with a resize.
+    mutable Table m_xsdStringTable;
+    mutable Table m_plainLiteralTable;
+};
+
+extern template class StringDatatype<uint32_t>;
+extern template class StringDatatype<uint64_t>;

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Engine/core/data-store/dictionary/DictionaryDatatypeFactory.h"
+
+/// The factory of xsd:string (datatype ID 5) and rdf:PlainLiteral (6).
+///
+/// A plain literal is held as its whole lexical form: text, '@' and language tag. A form that ends in '@' is the
+/// xsd:string before it. The data of a value ends with a zero byte that is counted in its size.
+///
+/// Threads  Stateless: any threads at once.
+class StringDatatypeFactory : public DictionaryDatatypeFactory {
+public:
+    StringDatatypeFactory();
+    ~StringDatatypeFactory() override;
+
+    std::unique_ptr<DictionaryDatatype>
+    createDictionaryDatatype(bool useNarrowBuckets, MemoryManager& memoryManager, std::atomic<uint64_t>& nextResourceID,
+                             MemoryRegion<uint64_t>& resourceDataOffsets,
+                             MemoryRegion<std::atomic<uint8_t>>& resourceFlags, DataPool& dataPool) const override;
+
+    void inPlaceParseResourceValue(ResourceValue& resourceValue, uint8_t datatypeID) const override;
+
+    void parseResourceValue(ResourceValue& resourceValue, const char* lexicalForm, size_t lexicalFormLength,
+                            uint8_t datatypeID) const override;
+
+    size_t appendLexicalForm(uint8_t datatypeID, const uint8_t* data, size_t dataSize, const uint8_t* auxiliaryData,
+                             size_t auxiliaryDataSize, char* buffer, size_t bufferSize) const override;
+
+    void appendLexicalForm(uint8_t datatypeID, const uint8_t* data, size_t dataSize, const uint8_t* auxiliaryData,
+                           size_t auxiliaryDataSize, std::string& output) const override;
+
+    void appendTurtleLiteral(uint8_t datatypeID, const uint8_t* data, size_t dataSize, const uint8_t* auxiliaryData,
+                             size_t auxiliaryDataSize, const Prefixes& prefixes, std::string& output) const override;
+
+    void printLexicalForm(uint8_t datatypeID, const uint8_t* data, size_t dataSize, const uint8_t* auxiliaryData,
+                          size_t auxiliaryDataSize, OutputStream& output) const override;
+
+    void printTurtleLiteral(uint8_t datatypeID, const uint8_t* data, size_t dataSize, const uint8_t* auxiliaryData,
+                            size_t auxiliaryDataSize, const Prefixes& prefixes, OutputStream& output) const override;
+
+    /// EBV_TRUE for every stored xsd:string, the empty one included, since its data size counts the terminator: queries
+    /// depend on it. EBV_FALSE for an xsd:string without any data, EBV_ERROR for a plain literal.
+    EffectiveBooleanValue getEffectiveBooleanValue(uint8_t datatypeID, const uint8_t* data, size_t dataSize,
+                                                   const uint8_t* auxiliaryData,
+                                                   size_t auxiliaryDataSize) const override;
+
+    /// A string is equal to itself only.
+    bool enumerateEqualResourceValues(const ResourceValue& resourceValue,
+                                      std::vector<ResourceValue>& equalValues) const override;
+};
