@@ -1,0 +1,187 @@
+#include "Engine/core/data-store/Dictionary.h"
+
+#include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/data-store/dictionary/DatatypePolicy.h"
+#include "Engine/core/data-store/dictionary/Prefixes.h"
+#include "Engine/core/platform/MelnarException.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace {
+
+constexpr const char* const SOURCE_FILE = "Engine/core/data-store/Dictionary";
+constexpr long LINE_MAXIMUM_TOO_LARGE = 38;
+constexpr long LINE_UNKNOWN_DATATYPE = 71;
+constexpr long LINE_UNKNOWN_RESOURCE = 90;
+
+// Address space for the data pool is reserved up to here, however large the memory limit is.
+constexpr size_t LARGEST_DATA_POOL = size_t(1) << 44;
+
+static_assert(Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS + 1 ==
+                  DatatypePolicy<uint32_t>::BUCKET_IN_PROGRESS,
+              "no resource ID of a narrow bucket may be a marker");
+static_assert(Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES < DatatypePolicy<uint64_t>::BUCKET_IN_PROGRESS);
+
+uint64_t checkMaximumNumberOfResources(const uint64_t maximumNumberOfResources) {
+    if (maximumNumberOfResources > Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES)
+        throw MelnarException(SOURCE_FILE, LINE_MAXIMUM_TOO_LARGE, MelnarException::NO_CAUSES,
+                              "A dictionary can hold at most ", Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES,
+                              " resources, but was asked to hold ", maximumNumberOfResources, ".");
+    return maximumNumberOfResources;
+}
+
+} // namespace
+
+Dictionary::Dictionary(const size_t memoryLimit, const uint64_t maximumNumberOfResources)
+    : m_maximumNumberOfResources(checkMaximumNumberOfResources(maximumNumberOfResources)), m_memoryManager(memoryLimit),
+      m_nextResourceID(1), m_commitPoint(1), m_resourceDataOffsets(m_memoryManager), m_resourceFlags(m_memoryManager),
+      m_dataPool(m_memoryManager) {
+    // Index 0 belongs to no resource. The regions' capacity is what keeps resource IDs within the maximum.
+    m_resourceDataOffsets.initialize(m_maximumNumberOfResources + 1);
+    m_resourceFlags.initialize(m_maximumNumberOfResources + 1);
+    m_dataPool.initialize(std::min(memoryLimit, LARGEST_DATA_POOL));
+    const bool useNarrowBuckets = m_maximumNumberOfResources <= LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS;
+    for (const DictionaryDatatypeFactory* const factory : DictionaryDatatypeFactory::getFactories()) {
+        m_datatypes.push_back(factory->createDictionaryDatatype(useNarrowBuckets, m_memoryManager, m_nextResourceID,
+                                                                m_resourceDataOffsets, m_resourceFlags, m_dataPool));
+        m_datatypes.back()->initialize(m_maximumNumberOfResources);
+        for (const auto& [datatypeID, datatypeName] : factory->getSupportedDatatypes())
+            m_servers[datatypeID] = {factory, m_datatypes.back().get()};
+    }
+}
+
+Dictionary::~Dictionary() = default;
+
+const Dictionary::Server& Dictionary::getServer(const uint8_t datatypeID) const {
+    const Server& server = m_servers[datatypeID];
+    if (server.m_datatype == nullptr)
+        throw MelnarException(SOURCE_FILE, LINE_UNKNOWN_DATATYPE, MelnarException::NO_CAUSES,
+                              "There is no datatype with ID ", size_t(datatypeID), ".");
+    return server;
+}
+
+/// D_INVALID for everything that is not a resource. A datatype byte that is seen here makes offset and chunk visible:
+/// it was stored after them, with release order.
+uint8_t Dictionary::getDatatypeID(const uint64_t resourceID) const noexcept {
+    if (resourceID >= m_resourceFlags.getEnd())
+        return D_INVALID;
+    return m_resourceFlags[resourceID].load(std::memory_order_acquire);
+}
+
+uint8_t Dictionary::getDatatypeIDOrThrow(const uint64_t resourceID) const {
+    const uint8_t datatypeID = getDatatypeID(resourceID);
+    if (datatypeID == D_INVALID)
+        throw MelnarException(SOURCE_FILE, LINE_UNKNOWN_RESOURCE, MelnarException::NO_CAUSES,
+                              "There is no resource with ID ", resourceID, ".");
+    return datatypeID;
+}
+
+uint64_t Dictionary::resolveResource(DictionaryThread& thread, const std::string_view lexicalForm,
+                                     const uint8_t datatypeID) {
+    return getServer(datatypeID)
+        .m_datatype->resolveResource(&thread.m_threadContext, lexicalForm.data(), lexicalForm.size(), datatypeID);
+}
+
+uint64_t Dictionary::tryResolveResource(const DictionaryCommitPoint commitPoint, const std::string_view lexicalForm,
+                                        const uint8_t datatypeID) const {
+    return getServer(datatypeID)
+        .m_datatype->tryResolveResource(commitPoint, lexicalForm.data(), lexicalForm.size(), datatypeID);
+}
+
+void Dictionary::getResource(const uint64_t resourceID, ResourceValue& resourceValue) const {
+    const uint8_t datatypeID = getDatatypeIDOrThrow(resourceID);
+    getServer(datatypeID).m_datatype->getResource(resourceID, datatypeID, resourceValue);
+}
+
+uint8_t Dictionary::getResource(const uint64_t resourceID, std::string& lexicalForm) const {
+    const uint8_t datatypeID = getDatatypeIDOrThrow(resourceID);
+    getServer(datatypeID).m_datatype->getResource(resourceID, datatypeID, lexicalForm);
+    return datatypeID;
+}
+
+void Dictionary::appendTurtleLiteral(const uint64_t resourceID, std::string& output) const {
+    static const Prefixes s_noPrefixes;
+    ResourceValue resourceValue;
+    getResource(resourceID, resourceValue);
+    getServer(resourceValue.m_datatypeID)
+        .m_factory->appendTurtleLiteral(resourceValue.m_datatypeID, resourceValue.m_data, resourceValue.m_dataSize,
+                                        resourceValue.m_auxiliaryData, resourceValue.m_auxiliaryDataSize, s_noPrefixes,
+                                        output);
+}
+
+void Dictionary::forEachResource(const std::function<void(uint64_t, const ResourceValue&)>& visitor) const {
+    ResourceValue resourceValue;
+    const uint64_t endResourceID = getNextResourceID();
+    for (uint64_t resourceID = 1; resourceID < endResourceID; ++resourceID) {
+        const uint8_t datatypeID = getDatatypeID(resourceID);
+        if (datatypeID == D_INVALID)
+            continue;
+        getServer(datatypeID).m_datatype->getResource(resourceID, datatypeID, resourceValue);
+        visitor(resourceID, resourceValue);
+    }
+}
+
+DictionaryCommitPoint Dictionary::commit() {
+    const uint64_t commitPoint = getNextResourceID();
+    m_commitPoint.store(commitPoint, std::memory_order_release);
+    return {commitPoint};
+}
+
+void Dictionary::rollback() {
+    const uint64_t endResourceID = getNextResourceID();
+    for (uint64_t resourceID = getCommitPoint().m_resourceID; resourceID < endResourceID; ++resourceID) {
+        const uint8_t datatypeID = getDatatypeID(resourceID);
+        if (datatypeID == D_INVALID)
+            continue; // Withdrawn by an earlier rollback.
+        getServer(datatypeID).m_datatype->deleteUncommittedResourceID(resourceID, datatypeID);
+        m_resourceFlags[resourceID].store(D_INVALID, std::memory_order_release);
+    }
+}
+
+DictionaryCommitPoint Dictionary::getCommitPoint() const noexcept {
+    return {m_commitPoint.load(std::memory_order_acquire)};
+}
+
+size_t Dictionary::getNumberOfResources(const uint8_t datatypeID) const noexcept {
+    size_t numberOfResources = 0;
+    const uint64_t endResourceID = getNextResourceID();
+    for (uint64_t resourceID = 1; resourceID < endResourceID; ++resourceID)
+        numberOfResources += getDatatypeID(resourceID) == datatypeID;
+    return numberOfResources;
+}
+
+size_t Dictionary::getTextBytes(const uint8_t datatypeID) const {
+    size_t textBytes = 0;
+    forEachResource([&textBytes, datatypeID](uint64_t, const ResourceValue& resourceValue) {
+        if (resourceValue.m_datatypeID == datatypeID)
+            textBytes += resourceValue.m_dataSize - 1;
+    });
+    return textBytes;
+}
+
+std::unique_ptr<ComponentInfo> Dictionary::getComponentInfo() const {
+    using Metric = ComponentInfo::Metric;
+    const auto describeMemory = [](std::string&& name, const size_t committedBytes) {
+        auto component = std::make_unique<ComponentInfo>(std::move(name));
+        component->addNumericProperty(Metric::MEMORY_CONSUMED, std::nullopt, committedBytes, 0);
+        return component;
+    };
+    auto root = std::make_unique<ComponentInfo>("Dictionary");
+    auto dataPool = describeMemory("Data pool", m_dataPool.getCommittedBytes());
+    dataPool->addNumericProperty(Metric::BYTES_UNUSED, "Bytes lost to thread blocks", m_dataPool.getUnusedBytes(), 0);
+    root->addChild(std::move(dataPool));
+    root->addChild(describeMemory("Data offsets", m_resourceDataOffsets.getCommittedBytes()));
+    root->addChild(describeMemory("Datatype bytes", m_resourceFlags.getCommittedBytes()));
+    for (const std::unique_ptr<DictionaryDatatype>& datatype : m_datatypes)
+        root->addChild(datatype->getComponentInfo());
+    for (const DictionaryDatatypeFactory* const factory : DictionaryDatatypeFactory::getFactories())
+        for (const auto& [datatypeID, datatypeName] : factory->getSupportedDatatypes())
+            root->addNumericProperty(Metric::NUMBER_OF_RESOURCES, "Number of resources of " + datatypeName,
+                                     getNumberOfResources(datatypeID), 0);
+    root->addNumericProperty(Metric::MEMORY_LIMIT, std::nullopt, getMemoryLimit(), 0);
+    const std::string aggregateName = "Aggregate memory consumed (bytes)";
+    root->addNumericProperty(Metric::AGGREGATE_MEMORY_CONSUMED, aggregateName,
+                             root->getSumOverNumericMetric(Metric::MEMORY_CONSUMED, aggregateName), 0);
+    return root;
+}

@@ -1,0 +1,132 @@
+#pragma once
+
+#include "Engine/core/data-store/dictionary/DataPool.h"
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
+#include "Engine/core/data-store/dictionary/DictionaryCommitPoint.h"
+#include "Engine/core/data-store/dictionary/DictionaryDatatype.h"
+#include "Engine/core/data-store/dictionary/DictionaryDatatypeFactory.h"
+#include "Engine/core/data-store/dictionary/ResourceValue.h"
+#include "Engine/core/platform/ComponentInfo.h"
+#include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/system/MemoryManager.h"
+#include "Engine/core/platform/system/MemoryRegion.h"
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+class DictionaryThread;
+
+/// The dictionary of an in-memory store: calls every literal by a number, the resource ID, and gives the literal back.
+///
+/// IDs        Count from 1 in the order of creation; 0 means no resource. Threads that create resources at once get
+///            their IDs in any order. A failed creation uses up no ID.
+/// Units      Sizes are bytes.
+/// Ownership  Owns everything it holds. DictionaryThreads must be destroyed before it is.
+/// Addresses  Data that getResource points to stays where it is as long as the dictionary lives.
+/// Threads    resolveResource (each thread with a DictionaryThread of its own), tryResolveResource, the get functions,
+///            appendTurtleLiteral and forEachResource: any threads at once. commit and rollback: while no thread
+///            resolves; lookups and reads may go on. Construction and destruction: alone.
+/// Errors     MelnarException for a literal that is not one of its datatype, for a datatype or a resource that does not
+///            exist, and when the largest number of resources is reached; MemoryExhaustedException at the memory limit;
+///            SystemCallException when the system has no more memory. After any of them the dictionary is as it was.
+class Dictionary : private Unmovable {
+public:
+    /// No dictionary holds more resources than this, whatever the memory.
+    static constexpr uint64_t LARGEST_MAXIMUM_NUMBER_OF_RESOURCES = uint64_t(1) << 48;
+
+    /// The largest number of resources with which the hash tables get by with 4 bytes a bucket instead of 8.
+    static constexpr uint64_t LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS = 0xFFFFFFFD;
+
+    /// An empty dictionary that uses at most `memoryLimit` bytes and holds at most `maximumNumberOfResources` resources,
+    /// withdrawn ones included. Reserves address space for them, 9 bytes a resource and one byte a byte of the limit;
+    /// memory is taken as it is needed.
+    Dictionary(size_t memoryLimit, uint64_t maximumNumberOfResources);
+    ~Dictionary();
+
+    /// The ID of a literal; creates the resource when there is none. For D_RDF_PLAIN_LITERAL the lexical form is text,
+    /// '@' and language tag; with an empty tag it is the D_XSD_STRING before the '@'.
+    uint64_t resolveResource(DictionaryThread& thread, std::string_view lexicalForm, uint8_t datatypeID);
+
+    /// The ID of a literal that the commit point covers, or 0. The form is checked as in resolveResource.
+    uint64_t tryResolveResource(DictionaryCommitPoint commitPoint, std::string_view lexicalForm,
+                                uint8_t datatypeID) const;
+
+    /// Points `resourceValue` to the literal of a resource, committed or not.
+    void getResource(uint64_t resourceID, ResourceValue& resourceValue) const;
+
+    /// Replaces the content of `lexicalForm` by a resource's; returns the resource's datatype ID.
+    uint8_t getResource(uint64_t resourceID, std::string& lexicalForm) const;
+
+    /// Appends a resource's literal in Turtle syntax.
+    void appendTurtleLiteral(uint64_t resourceID, std::string& output) const;
+
+    /// Calls `visitor` for every resource that exists, in ascending order of the IDs. The value is the visitor's only
+    /// until it returns. Resources that are created meanwhile may be missed.
+    void forEachResource(const std::function<void(uint64_t, const ResourceValue&)>& visitor) const;
+
+    /// Moves the commit point past everything resolved so far and returns it.
+    DictionaryCommitPoint commit();
+
+    /// Withdraws every resource since the commit point: lookups no longer find them, reading them is an error, and
+    /// their literals can be resolved again, under new IDs. Their memory and IDs stay in use.
+    void rollback();
+
+    /// The commit point of the last commit; of the empty dictionary before the first.
+    DictionaryCommitPoint getCommitPoint() const noexcept;
+
+    /// The ID that the next resource will get.
+    uint64_t getNextResourceID() const noexcept { return m_nextResourceID.load(std::memory_order_relaxed); }
+
+    uint64_t getMaximumNumberOfResources() const noexcept { return m_maximumNumberOfResources; }
+
+    /// How many resources of a datatype exist. Walks a byte a resource.
+    size_t getNumberOfResources(uint8_t datatypeID) const noexcept;
+
+    /// The lexical lengths of all resources of a datatype, summed. Walks all resources.
+    size_t getTextBytes(uint8_t datatypeID) const;
+
+    size_t getMemoryLimit() const noexcept { return m_memoryManager.getReservedBytes(); }
+
+    /// Bytes of memory committed, all of them counted against the limit.
+    size_t getMemoryInUse() const noexcept {
+        return m_memoryManager.getReservedBytes() - m_memoryManager.getFreeBytes();
+    }
+
+    /// Statistics of all parts.
+    std::unique_ptr<ComponentInfo> getComponentInfo() const;
+
+private:
+    friend class DictionaryThread;
+
+    /// Who serves a datatype ID; null pointers when nobody does.
+    struct Server {
+        const DictionaryDatatypeFactory* m_factory = nullptr;
+        DictionaryDatatype* m_datatype = nullptr;
+    };
+
+    const Server& getServer(uint8_t datatypeID) const;
+    uint8_t getDatatypeID(uint64_t resourceID) const noexcept;
+    uint8_t getDatatypeIDOrThrow(uint64_t resourceID) const;
+
+    // Constant after construction, and outlived by nothing below.
+    const uint64_t m_maximumNumberOfResources;
+    MemoryManager m_memoryManager;
+
+    // Shared by all threads, each with its own rules; the datatypes below refer to them.
+    std::atomic<uint64_t> m_nextResourceID;
+    std::atomic<uint64_t> m_commitPoint; // release in commit, acquire in lookups: what is committed is visible
+    MemoryRegion<uint64_t> m_resourceDataOffsets;
+    MemoryRegion<std::atomic<uint8_t>> m_resourceFlags; // D_INVALID where no resource exists
+    DataPool m_dataPool;
+
+    // Constant after construction.
+    std::vector<std::unique_ptr<DictionaryDatatype>> m_datatypes;
+    std::array<Server, NUMBER_OF_DATATYPE_IDS> m_servers;
+};
