@@ -1,0 +1,169 @@
+#include "Engine/core/data-store/Dictionary.h"
+
+#include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/platform/MelnarException.h"
+#include "Engine/core/platform/MemoryExhaustedException.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr size_t MEMORY_LIMIT = size_t(64) << 20;
+constexpr uint64_t WIDE = uint64_t(1) << 33;
+constexpr uint64_t NARROW = 1000000;
+
+/// A literal that is a function of its number, of changing length and datatype.
+struct Literal {
+    explicit Literal(const uint64_t number)
+        : m_lexicalForm("literal " + std::to_string(number) + std::string(number % 50, 'x') + (number % 2 ? "@en" : "")),
+          m_datatypeID(number % 2 ? D_RDF_PLAIN_LITERAL : D_XSD_STRING) {}
+
+    std::string m_lexicalForm;
+    uint8_t m_datatypeID;
+};
+
+void expectExactly(const Dictionary& dictionary, const std::vector<uint64_t>& resourceIDs) {
+    EXPECT_EQ(resourceIDs.size() + 1, dictionary.getNextResourceID()) << "a failed creation uses up no ID";
+    std::string lexicalForm;
+    for (size_t number = 0; number < resourceIDs.size(); ++number) {
+        const Literal literal(number);
+        ASSERT_EQ(literal.m_datatypeID, dictionary.getResource(resourceIDs[number], lexicalForm));
+        ASSERT_EQ(literal.m_lexicalForm, lexicalForm);
+        ASSERT_EQ(resourceIDs[number], dictionary.tryResolveResource({dictionary.getNextResourceID()},
+                                                                     literal.m_lexicalForm, literal.m_datatypeID));
+    }
+}
+
+TEST(DictionaryFailureTest, refusesAMaximumThatNoAddressSpaceHolds) {
+    try {
+        const Dictionary dictionary(MEMORY_LIMIT, Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES + 1);
+        FAIL() << "nothing thrown";
+    } catch (const MelnarException& exception) {
+        EXPECT_EQ("A dictionary can hold at most 281474976710656 resources, but was asked to hold 281474976710657.",
+                  exception.getMessage());
+    }
+}
+
+TEST(DictionaryFailureTest, refusesTheResourceBeyondTheMaximumAndKeepsTheRest) {
+    Dictionary dictionary(MEMORY_LIMIT, 3);
+    DictionaryThread thread(dictionary);
+    std::vector<uint64_t> resourceIDs;
+    for (uint64_t number = 0; number < 3; ++number) {
+        const Literal literal(number);
+        resourceIDs.push_back(dictionary.resolveResource(thread, literal.m_lexicalForm, literal.m_datatypeID));
+    }
+    for (int attempt = 0; attempt < 2; ++attempt)
+        try {
+            dictionary.resolveResource(thread, "one too many", D_XSD_STRING);
+            FAIL() << "nothing thrown";
+        } catch (const MelnarException& exception) {
+            EXPECT_EQ("The dictionary cannot create resource 4 because it was created to hold at most 3 resources.",
+                      exception.getMessage());
+        }
+    expectExactly(dictionary, resourceIDs);
+    EXPECT_EQ(0u, dictionary.tryResolveResource({~uint64_t(0)}, "one too many", D_XSD_STRING));
+}
+
+TEST(DictionaryFailureTest, aDictionaryForNoResourcesRefusesTheFirst) {
+    Dictionary dictionary(MEMORY_LIMIT, 0);
+    DictionaryThread thread(dictionary);
+    EXPECT_THROW(dictionary.resolveResource(thread, "", D_XSD_STRING), MelnarException);
+    EXPECT_EQ(1u, dictionary.getNextResourceID());
+}
+
+TEST(DictionaryFailureTest, exactlyTheMaximumIsCreatedByManyThreads) {
+    constexpr uint64_t MAXIMUM = 5000;
+    constexpr size_t THREADS = 8;
+    Dictionary dictionary(MEMORY_LIMIT, MAXIMUM);
+    std::vector<std::set<uint64_t>> created(THREADS);
+    std::vector<std::thread> threads;
+    for (size_t threadIndex = 0; threadIndex < THREADS; ++threadIndex)
+        threads.emplace_back([&dictionary, &created, threadIndex] {
+            DictionaryThread thread(dictionary);
+            for (uint64_t number = 0; number < MAXIMUM; ++number) {
+                const std::string lexicalForm = std::to_string(threadIndex) + " " + std::to_string(number);
+                try {
+                    created[threadIndex].insert(dictionary.resolveResource(thread, lexicalForm, D_XSD_STRING));
+                } catch (const MelnarException&) {
+                    break;
+                }
+            }
+        });
+    std::set<uint64_t> all;
+    size_t sum = 0;
+    for (size_t threadIndex = 0; threadIndex < THREADS; ++threadIndex) {
+        threads[threadIndex].join();
+        all.insert(created[threadIndex].begin(), created[threadIndex].end());
+        sum += created[threadIndex].size();
+    }
+    EXPECT_EQ(MAXIMUM, sum) << "every ID went to one thread";
+    EXPECT_EQ(MAXIMUM, all.size());
+    EXPECT_EQ(1u, *all.begin());
+    EXPECT_EQ(MAXIMUM, *all.rbegin());
+    EXPECT_EQ(MAXIMUM, dictionary.getNumberOfResources(D_XSD_STRING));
+}
+
+/// Whatever the limit is, the dictionary takes what fits, refuses the rest, and loses nothing. The limits step through
+/// every growth of every part, as each changes the memory in use by at least a page.
+TEST(DictionaryFailureTest, everyMemoryLimitIsRefusedCleanly) {
+    constexpr uint64_t LITERALS = 6000;
+    for (const uint64_t maximumNumberOfResources : {NARROW, WIDE}) {
+        bool everythingFits = false;
+        size_t refusedByConstruction = 0;
+        size_t refusedLater = 0;
+        for (size_t memoryLimit = 0; !everythingFits; memoryLimit += 4096) {
+            ASSERT_LT(memoryLimit, size_t(8) << 20) << "the literals never fit";
+            std::vector<uint64_t> resourceIDs;
+            try {
+                Dictionary dictionary(memoryLimit, maximumNumberOfResources);
+                DictionaryThread thread(dictionary);
+                try {
+                    for (uint64_t number = 0; number < LITERALS; ++number) {
+                        const Literal literal(number);
+                        resourceIDs.push_back(
+                            dictionary.resolveResource(thread, literal.m_lexicalForm, literal.m_datatypeID));
+                    }
+                    everythingFits = true;
+                } catch (const MemoryExhaustedException&) {
+                    ++refusedLater;
+                }
+                ASSERT_LE(dictionary.getMemoryInUse(), memoryLimit);
+                expectExactly(dictionary, resourceIDs);
+            } catch (const MemoryExhaustedException&) {
+                ++refusedByConstruction;
+            }
+        }
+        EXPECT_GT(refusedByConstruction, 0u);
+        EXPECT_GT(refusedLater, 50u);
+    }
+}
+
+TEST(DictionaryFailureTest, aFullDictionaryStillFindsReadsAndRollsBack) {
+    Dictionary dictionary(size_t(1) << 20, NARROW);
+    DictionaryThread thread(dictionary);
+    std::vector<uint64_t> resourceIDs;
+    EXPECT_THROW(
+        for (uint64_t number = 0;; ++number) {
+            const Literal literal(number);
+            resourceIDs.push_back(dictionary.resolveResource(thread, literal.m_lexicalForm, literal.m_datatypeID));
+        },
+        MemoryExhaustedException);
+    ASSERT_GT(resourceIDs.size(), 1000u);
+    expectExactly(dictionary, resourceIDs);
+    for (uint64_t number = 0; number < resourceIDs.size(); ++number) {
+        const Literal literal(number);
+        ASSERT_EQ(resourceIDs[number],
+                  dictionary.tryResolveResource({~uint64_t(0)}, literal.m_lexicalForm, literal.m_datatypeID));
+    }
+    dictionary.rollback();
+    EXPECT_EQ(0u, dictionary.getNumberOfResources(D_XSD_STRING));
+    EXPECT_EQ(0u, dictionary.getNumberOfResources(D_RDF_PLAIN_LITERAL));
+    EXPECT_EQ(0u, dictionary.tryResolveResource({~uint64_t(0)}, Literal(0).m_lexicalForm, Literal(0).m_datatypeID));
+}
+
+} // namespace
