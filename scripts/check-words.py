@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Checks that the tree and its commit messages speak for themselves.
+"""Checks that the tree speaks for itself.
 
-They do not point at documents that a reader of this repository cannot open, nor at folders of one developer's machine.
+It does not point at documents that a reader of this repository cannot open, nor at folders of one developer's machine.
 """
 
 import re
@@ -27,12 +27,15 @@ FORBIDDEN = re.compile("|".join([
 def git(root, *arguments):
     # A checkout may belong to someone else than the user who checks it, as on a build machine.
     command = ["git", "-c", "safe.directory=*", "-C", str(root), *arguments]
-    return subprocess.run(command, check=True, capture_output=True).stdout
+    answer = subprocess.run(command, stdout=subprocess.PIPE, check=False)
+    if answer.returncode != 0:
+        sys.exit("words: git does not tell which files belong to the tree")
+    return answer.stdout.decode()
 
 
 def main():
     root = Path(__file__).resolve().parent.parent
-    names = [name.decode() for name in git(root, "ls-files", "-z", "--cached", "--others", "--exclude-standard").split(b"\0")]
+    names = git(root, "ls-files", "-z", "--cached", "--others", "--exclude-standard").split("\0")
     files = [name for name in names if name and (root / name).is_file()]
     found = []
     for name in files:
