@@ -13,6 +13,7 @@ namespace {
 constexpr const char* const SOURCE_FILE = "Engine/core/platform/stream/FileOutputStream";
 constexpr long LINE_CANNOT_CREATE = 31;
 constexpr long LINE_CANNOT_WRITE = 58;
+constexpr long LINE_CANNOT_SYNCHRONIZE = 68;
 constexpr long LINE_CANNOT_CLOSE = 79;
 
 // Larger requests are cut by the operating system anyway.
@@ -50,6 +51,14 @@ void FileOutputStream::write(const void* const data, const size_t numberOfBytes)
 void FileOutputStream::flush() {
     writeThrough(m_buffer.get(), m_bufferedBytes);
     m_bufferedBytes = 0;
+}
+
+void FileOutputStream::synchronize() {
+    flush();
+    while (::fsync(m_fileDescriptor) != 0)
+        if (errno != EINTR)
+            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_SYNCHRONIZE, MelnarException::NO_CAUSES, "fsync", errno,
+                                      "Cannot write file '", m_fileName, "' to the disk.");
 }
 
 void FileOutputStream::close() {

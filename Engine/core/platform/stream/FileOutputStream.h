@@ -23,6 +23,9 @@ public:
     void write(const void* data, size_t numberOfBytes) override;
     void flush() override;
 
+    /// Flushes, and returns only when the bytes are on the disk.
+    void synchronize();
+
     /// Flushes and closes. Nothing may be written afterwards.
     void close();
 
