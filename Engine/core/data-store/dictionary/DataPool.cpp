@@ -4,15 +4,34 @@
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/system/MemoryRegionGrowth.h"
 
-DataPool::DataPool(MemoryManager& memoryManager) noexcept
-    : m_end(0), m_unusedBytes(0), m_data(nullptr), m_bytes(memoryManager) {}
+#include <utility>
 
-void DataPool::initialize(const size_t capacity) {
+DataPool::DataPool(MemoryManager& memoryManager) noexcept
+    : m_end(0), m_unusedBytes(0), m_data(nullptr), m_bytes(memoryManager), m_generation(0) {}
+
+void DataPool::initialize(const size_t capacity, const size_t size) {
+    ++m_generation;
     m_end.store(0, std::memory_order_relaxed);
     m_unusedBytes.store(0, std::memory_order_relaxed);
     m_data = nullptr;
     m_bytes.initialize(capacity);
     m_data = m_bytes.getData();
+    m_bytes.ensureEndAtLeast(size);
+    m_end.store(size, std::memory_order_relaxed);
+}
+
+void DataPool::swapContents(DataPool& other) noexcept {
+    const auto swapRelaxed = [](std::atomic<uint64_t>& first, std::atomic<uint64_t>& second) {
+        const uint64_t value = first.load(std::memory_order_relaxed);
+        first.store(second.load(std::memory_order_relaxed), std::memory_order_relaxed);
+        second.store(value, std::memory_order_relaxed);
+    };
+    swapRelaxed(m_end, other.m_end);
+    swapRelaxed(m_unusedBytes, other.m_unusedBytes);
+    std::swap(m_data, other.m_data);
+    m_bytes.swapContents(other.m_bytes);
+    ++m_generation;
+    ++other.m_generation;
 }
 
 uint64_t DataPool::append(const size_t numberOfBytes) {
@@ -35,6 +54,10 @@ void DataPool::giveBack(const uint64_t begin, const uint64_t end) noexcept {
 uint64_t DataPool::newDataChunk(DictionaryThreadContext* const threadContext, const size_t chunkSize) {
     if (threadContext == nullptr || chunkSize > LARGEST_CHUNK_IN_BLOCK)
         return append(chunkSize);
+    if (threadContext->m_generation != m_generation) {
+        threadContext->m_blockNext = threadContext->m_blockEnd = 0;
+        threadContext->m_generation = m_generation;
+    }
     if (threadContext->m_blockEnd - threadContext->m_blockNext < chunkSize) {
         uint64_t block;
         try {
@@ -62,5 +85,6 @@ void DataPool::returnDataChunk(DictionaryThreadContext* const threadContext, con
 }
 
 DictionaryThreadContext::~DictionaryThreadContext() {
-    m_dataPool.giveBack(m_blockNext, m_blockEnd);
+    if (m_generation == m_dataPool.m_generation)
+        m_dataPool.giveBack(m_blockNext, m_blockEnd);
 }

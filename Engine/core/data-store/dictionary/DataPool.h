@@ -20,7 +20,7 @@ class DictionaryThreadContext;
 /// Ownership  Owns its memory; the memory manager must outlive it. Thread contexts must go before it does.
 /// Addresses  Chunks never move: getData() + offset stays valid until initialize or destruction.
 /// Threads    newDataChunk and the get functions: any threads at once, a thread context in one thread at a time. A
-///            chunk's bytes are the caller's to publish. initialize: alone.
+///            chunk's bytes are the caller's to publish. initialize, swapContents: alone.
 /// Errors     newDataChunk throws MelnarException when the capacity is used up, MemoryExhaustedException at the memory
 ///            limit, SystemCallException when the system refuses; nothing is taken then.
 class DataPool : private Unmovable {
@@ -32,8 +32,12 @@ public:
 
     explicit DataPool(MemoryManager& memoryManager) noexcept;
 
-    /// Makes an empty pool that can grow to `capacity` bytes. No thread context may hold a block of the old one.
-    void initialize(size_t capacity);
+    /// Makes a pool that can grow to `capacity` bytes and of which the first `size` bytes, all zero, are taken already.
+    /// Thread contexts lose their blocks of the old one.
+    void initialize(size_t capacity, size_t size = 0);
+
+    /// Exchanges all bytes with another pool of the same memory manager. Thread contexts of both lose their blocks.
+    void swapContents(DataPool& other) noexcept;
 
     /// Takes `chunkSize` bytes and returns the offset of the first. The context may be null.
     uint64_t newDataChunk(DictionaryThreadContext* threadContext, size_t chunkSize);
@@ -50,6 +54,7 @@ public:
     /// Bytes below the end that no chunk will ever use: the ends of blocks that were given up.
     uint64_t getUnusedBytes() const noexcept { return m_unusedBytes.load(std::memory_order_relaxed); }
 
+    size_t getCapacity() const noexcept { return m_bytes.getMaximumNumberOfItems(); }
     size_t getCommittedBytes() const noexcept { return m_bytes.getCommittedBytes(); }
 
 private:
@@ -64,4 +69,5 @@ private:
     std::atomic<uint64_t> m_unusedBytes;
     uint8_t* m_data;
     MemoryRegion<uint8_t> m_bytes;
+    uint64_t m_generation; // counts how often all bytes were replaced; a block of an earlier generation is void
 };

@@ -8,13 +8,12 @@ class DataPool;
 
 /// What a thread needs to create resources without meeting others: its private block of a data pool.
 ///
-/// Ownership  The pool must outlive the context, and the context must be destroyed before the pool is initialised anew
-///            or saved: only then is the unused part of its block accounted for.
+/// Ownership  The pool must outlive the context.
 /// Threads    One thread at a time.
 class alignas(64) DictionaryThreadContext : private Unmovable {
 public:
     explicit DictionaryThreadContext(DataPool& dataPool) noexcept
-        : m_dataPool(dataPool), m_blockNext(0), m_blockEnd(0) {}
+        : m_dataPool(dataPool), m_generation(0), m_blockNext(0), m_blockEnd(0) {}
 
     /// Gives the rest of the block back when nothing follows it in the pool; otherwise it is lost.
     ~DictionaryThreadContext();
@@ -23,6 +22,7 @@ private:
     friend class DataPool;
 
     DataPool& m_dataPool;
+    uint64_t m_generation; // of the pool when it gave the block
     uint64_t m_blockNext;
     uint64_t m_blockEnd;
 };
