@@ -1,11 +1,17 @@
 #include "Engine/core/data-store/Dictionary.h"
 
+#include "Engine/core/data-store/DictionaryFile.h"
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/dictionary/DatatypePolicy.h"
 #include "Engine/core/data-store/dictionary/Prefixes.h"
+#include "Engine/core/data-store/dictionary/StringChunk.h"
 #include "Engine/core/platform/MelnarException.h"
+#include "Engine/core/platform/stream/AtomicFileOutputStream.h"
+#include "Engine/core/platform/stream/FileInputStream.h"
 
 #include <algorithm>
+#include <cstring>
+#include <numeric>
 #include <optional>
 
 namespace {
@@ -14,6 +20,8 @@ constexpr const char* const SOURCE_FILE = "Engine/core/data-store/Dictionary";
 constexpr long LINE_MAXIMUM_TOO_LARGE = 38;
 constexpr long LINE_UNKNOWN_DATATYPE = 71;
 constexpr long LINE_UNKNOWN_RESOURCE = 90;
+constexpr long LINE_MALFORMED_RESOURCE = 181;
+constexpr long LINE_RESOURCE_NOT_FOUND = 185;
 
 // Address space for the data pool is reserved up to here, however large the memory limit is.
 constexpr size_t LARGEST_DATA_POOL = size_t(1) << 44;
@@ -43,11 +51,13 @@ Dictionary::Dictionary(const size_t memoryLimit, const uint64_t maximumNumberOfR
     m_dataPool.initialize(std::min(memoryLimit, LARGEST_DATA_POOL));
     const bool useNarrowBuckets = m_maximumNumberOfResources <= LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS;
     for (const DictionaryDatatypeFactory* const factory : DictionaryDatatypeFactory::getFactories()) {
-        m_datatypes.push_back(factory->createDictionaryDatatype(useNarrowBuckets, m_memoryManager, m_nextResourceID,
-                                                                m_resourceDataOffsets, m_resourceFlags, m_dataPool));
-        m_datatypes.back()->initialize(m_maximumNumberOfResources);
+        m_datatypes.push_back({factory, factory->createDictionaryDatatype(useNarrowBuckets, m_memoryManager,
+                                                                          m_nextResourceID, m_resourceDataOffsets,
+                                                                          m_resourceFlags, m_dataPool)});
+        DictionaryDatatype* const datatype = m_datatypes.back().m_datatype.get();
+        datatype->initialize(m_maximumNumberOfResources);
         for (const auto& [datatypeID, datatypeName] : factory->getSupportedDatatypes())
-            m_servers[datatypeID] = {factory, m_datatypes.back().get()};
+            m_servers[datatypeID] = {factory, datatype};
     }
 }
 
@@ -160,6 +170,102 @@ size_t Dictionary::getTextBytes(const uint8_t datatypeID) const {
     return textBytes;
 }
 
+size_t Dictionary::getUnusedDataPoolBytes() const {
+    size_t usedBytes = 0;
+    forEachResource([&usedBytes](uint64_t, const ResourceValue& resourceValue) {
+        usedBytes += StringChunk::getChunkSizeFor(resourceValue.m_dataSize - 1);
+    });
+    return m_dataPool.getEnd() - usedBytes;
+}
+
+void Dictionary::verify() const {
+    forEachResource([this](const uint64_t resourceID, const ResourceValue& resourceValue) {
+        const std::string_view lexicalForm(reinterpret_cast<const char*>(resourceValue.m_data),
+                                           resourceValue.m_dataSize - 1);
+        uint64_t foundID = 0;
+        try {
+            // Every resource lies below this point. A malformed tag is refused, and a form with an empty one is looked
+            // up as another literal, so that neither is found under its ID.
+            foundID = tryResolveResource({getNextResourceID()}, lexicalForm, resourceValue.m_datatypeID);
+        } catch (const MelnarException& exception) {
+            throw MelnarException(SOURCE_FILE, LINE_MALFORMED_RESOURCE, {std::current_exception()}, "Resource ",
+                                  resourceID, " is damaged: ", exception.getMessage());
+        }
+        if (foundID != resourceID)
+            throw MelnarException(SOURCE_FILE, LINE_RESOURCE_NOT_FOUND, MelnarException::NO_CAUSES, "Resource ",
+                                  resourceID, " is damaged: its literal is found under ID ", foundID, ".");
+    });
+}
+
+void Dictionary::save(const std::string& fileName) const {
+    AtomicFileOutputStream output(fileName);
+    DictionaryFile::write(*this, output);
+    output.commit();
+}
+
+std::unique_ptr<Dictionary> Dictionary::open(const std::string& fileName, const size_t memoryLimit) {
+    FileInputStream input(fileName);
+    return DictionaryFile::read(input, memoryLimit);
+}
+
+/// The new ID of each old one, 0 where nothing survives.
+std::vector<uint64_t> Dictionary::assignCompactIDs(const SurvivesCompaction& survives) const {
+    std::vector<uint64_t> newResourceIDs(getNextResourceID(), 0);
+    uint64_t nextNewResourceID = 1;
+    forEachResource([&](const uint64_t resourceID, const ResourceValue& resourceValue) {
+        if (survives == nullptr || survives(resourceID, resourceValue))
+            newResourceIDs[resourceID] = nextNewResourceID++;
+    });
+    return newResourceIDs;
+}
+
+std::vector<uint64_t> Dictionary::compact(const SurvivesCompaction& survives) {
+    std::vector<uint64_t> newResourceIDs = assignCompactIDs(survives);
+    const size_t numberOfSurvivors =
+        newResourceIDs.size() -
+        static_cast<size_t>(std::count(newResourceIDs.begin(), newResourceIDs.end(), uint64_t(0)));
+
+    // First everything that can fail, on the side: the records and the new data pool.
+    DictionaryCompactionState state(m_memoryManager);
+    state.m_entries.initialize(numberOfSurvivors);
+    state.m_entries.ensureEndAtLeast(numberOfSurvivors);
+    std::vector<uint64_t> dataOffsets(numberOfSurvivors + 1); // where the chunk of each new ID will begin
+    // Datatype by datatype, so that the records are in the order in which the datatypes want them.
+    for (size_t datatypeID = 0; datatypeID < NUMBER_OF_DATATYPE_IDS; ++datatypeID)
+        if (m_servers[datatypeID].m_datatype != nullptr)
+            for (uint64_t resourceID = 1; resourceID < newResourceIDs.size(); ++resourceID)
+                if (newResourceIDs[resourceID] != 0 && getDatatypeID(resourceID) == datatypeID)
+                    dataOffsets[newResourceIDs[resourceID]] = m_servers[datatypeID].m_datatype->prepareCompact(
+                        resourceID, newResourceIDs[resourceID], state);
+    std::exclusive_scan(dataOffsets.begin(), dataOffsets.end(), dataOffsets.begin(), uint64_t(0));
+    const auto [begin, end] = std::pair(state.m_entries.getData(), state.m_entries.getData() + state.m_numberOfEntries);
+    const size_t dataPoolBytes =
+        std::accumulate(begin, end, size_t(0), [](const size_t sum, const CompactionEntry& entry) {
+            return sum + entry.dataSize;
+        });
+    DataPool dataPool(m_memoryManager);
+    dataPool.initialize(m_dataPool.getCapacity(), dataPoolBytes);
+    std::for_each(begin, end, [&](CompactionEntry& entry) {
+        const uint64_t dataOffset = dataOffsets[entry.resourceID];
+        std::memcpy(dataPool.getData() + dataOffset, m_dataPool.getData() + entry.dataOffset, entry.dataSize);
+        entry.dataOffset = dataOffset;
+    });
+
+    // From here on nothing fails.
+    const uint64_t numberOfCommittedSurvivors = static_cast<uint64_t>(
+        std::count_if(newResourceIDs.begin() + 1,
+                      newResourceIDs.begin() + static_cast<ptrdiff_t>(getCommitPoint().m_resourceID),
+                      [](const uint64_t newResourceID) { return newResourceID != 0; }));
+    m_dataPool.swapContents(dataPool);
+    for (const Datatype& datatype : m_datatypes)
+        datatype.m_datatype->finishCompact(state);
+    m_resourceDataOffsets.truncate(numberOfSurvivors + 1);
+    m_resourceFlags.truncate(numberOfSurvivors + 1);
+    m_nextResourceID.store(numberOfSurvivors + 1, std::memory_order_relaxed);
+    m_commitPoint.store(numberOfCommittedSurvivors + 1, std::memory_order_release);
+    return newResourceIDs;
+}
+
 std::unique_ptr<ComponentInfo> Dictionary::getComponentInfo() const {
     using Metric = ComponentInfo::Metric;
     const auto describeMemory = [](std::string&& name, const size_t committedBytes) {
@@ -169,14 +275,14 @@ std::unique_ptr<ComponentInfo> Dictionary::getComponentInfo() const {
     };
     auto root = std::make_unique<ComponentInfo>("Dictionary");
     auto dataPool = describeMemory("Data pool", m_dataPool.getCommittedBytes());
-    dataPool->addNumericProperty(Metric::BYTES_UNUSED, "Bytes lost to thread blocks", m_dataPool.getUnusedBytes(), 0);
+    dataPool->addNumericProperty(Metric::BYTES_UNUSED, std::nullopt, getUnusedDataPoolBytes(), 0);
     root->addChild(std::move(dataPool));
     root->addChild(describeMemory("Data offsets", m_resourceDataOffsets.getCommittedBytes()));
     root->addChild(describeMemory("Datatype bytes", m_resourceFlags.getCommittedBytes()));
-    for (const std::unique_ptr<DictionaryDatatype>& datatype : m_datatypes)
-        root->addChild(datatype->getComponentInfo());
-    for (const DictionaryDatatypeFactory* const factory : DictionaryDatatypeFactory::getFactories())
-        for (const auto& [datatypeID, datatypeName] : factory->getSupportedDatatypes())
+    for (const Datatype& datatype : m_datatypes)
+        root->addChild(datatype.m_datatype->getComponentInfo());
+    for (const Datatype& datatype : m_datatypes)
+        for (const auto& [datatypeID, datatypeName] : datatype.m_factory->getSupportedDatatypes())
             root->addNumericProperty(Metric::NUMBER_OF_RESOURCES, "Number of resources of " + datatypeName,
                                      getNumberOfResources(datatypeID), 0);
     root->addNumericProperty(Metric::MEMORY_LIMIT, std::nullopt, getMemoryLimit(), 0);

@@ -29,10 +29,11 @@ class DictionaryThread;
 ///            their IDs in any order. A failed creation uses up no ID.
 /// Units      Sizes are bytes.
 /// Ownership  Owns everything it holds. DictionaryThreads must be destroyed before it is.
-/// Addresses  Data that getResource points to stays where it is as long as the dictionary lives.
+/// Addresses  Data that getResource points to stays where it is until a compaction or the dictionary's end.
 /// Threads    resolveResource (each thread with a DictionaryThread of its own), tryResolveResource, the get functions,
 ///            appendTurtleLiteral and forEachResource: any threads at once. commit and rollback: while no thread
-///            resolves; lookups and reads may go on. Construction and destruction: alone.
+///            resolves; lookups and reads may go on. save and verify: while no thread resolves, commits or rolls back.
+///            Construction, compact and destruction: alone.
 /// Errors     MelnarException for a literal that is not one of its datatype, for a datatype or a resource that does not
 ///            exist, and when the largest number of resources is reached; MemoryExhaustedException at the memory limit;
 ///            SystemCallException when the system has no more memory. After any of them the dictionary is as it was.
@@ -86,6 +87,27 @@ public:
 
     uint64_t getMaximumNumberOfResources() const noexcept { return m_maximumNumberOfResources; }
 
+    /// Writes everything to a file, replacing an old one all at once or not at all; see AtomicFileOutputStream. On one
+    /// thread, the same literals in the same order give the same bytes.
+    void save(const std::string& fileName) const;
+
+    /// The dictionary that a file holds, with a memory limit of its own. MelnarException names file, section and finding
+    /// when the file is not a sound dictionary.
+    static std::unique_ptr<Dictionary> open(const std::string& fileName, size_t memoryLimit);
+
+    /// Decides whether a resource survives a compaction.
+    using SurvivesCompaction = std::function<bool(uint64_t, const ResourceValue&)>;
+
+    /// Keeps the resources that `survives` wants (without it, all that exist), gives them dense IDs from 1 in ascending
+    /// order of their old ones, lays their literals out densely in the order of the new IDs, and gives the memory behind
+    /// them back. Returns the new ID of each old one, by old ID, 0 where nothing survived. What was committed stays
+    /// committed. Needs memory for a second copy of the literals meanwhile; after a throw nothing has changed.
+    std::vector<uint64_t> compact(const SurvivesCompaction& survives = nullptr);
+
+    /// Checks that every resource is found under its own ID by a lookup, so that no string is there twice, and that
+    /// every plain literal has a well-formed tag. Throws MelnarException that names the first resource that fails.
+    void verify() const;
+
     /// How many resources of a datatype exist. Walks a byte a resource.
     size_t getNumberOfResources(uint8_t datatypeID) const noexcept;
 
@@ -93,6 +115,10 @@ public:
     size_t getTextBytes(uint8_t datatypeID) const;
 
     size_t getMemoryLimit() const noexcept { return m_memoryManager.getReservedBytes(); }
+
+    /// Bytes of the data pool that no resource uses: the ends of blocks that threads gave up or still hold, and the
+    /// literals of withdrawn resources. Walks all resources.
+    size_t getUnusedDataPoolBytes() const;
 
     /// Bytes of memory committed, all of them counted against the limit.
     size_t getMemoryInUse() const noexcept {
@@ -103,7 +129,14 @@ public:
     std::unique_ptr<ComponentInfo> getComponentInfo() const;
 
 private:
+    friend class DictionaryFile;
     friend class DictionaryThread;
+
+    /// A datatype object and who made it.
+    struct Datatype {
+        const DictionaryDatatypeFactory* m_factory;
+        std::unique_ptr<DictionaryDatatype> m_datatype;
+    };
 
     /// Who serves a datatype ID; null pointers when nobody does.
     struct Server {
@@ -114,6 +147,7 @@ private:
     const Server& getServer(uint8_t datatypeID) const;
     uint8_t getDatatypeID(uint64_t resourceID) const noexcept;
     uint8_t getDatatypeIDOrThrow(uint64_t resourceID) const;
+    std::vector<uint64_t> assignCompactIDs(const SurvivesCompaction& survives) const;
 
     // Constant after construction, and outlived by nothing below.
     const uint64_t m_maximumNumberOfResources;
@@ -127,6 +161,6 @@ private:
     DataPool m_dataPool;
 
     // Constant after construction.
-    std::vector<std::unique_ptr<DictionaryDatatype>> m_datatypes;
+    std::vector<Datatype> m_datatypes;
     std::array<Server, NUMBER_OF_DATATYPE_IDS> m_servers;
 };

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "Engine/core/platform/Unmovable.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+/// 64-bit XXH3 over bytes that come piece by piece.
+class Checksum : private Unmovable {
+public:
+    Checksum();
+    ~Checksum();
+
+    /// Begins anew.
+    void reset() noexcept;
+    void update(const void* data, size_t numberOfBytes) noexcept;
+    uint64_t getValue() const noexcept;
+
+private:
+    struct State;
+
+    const std::unique_ptr<State> m_state;
+};

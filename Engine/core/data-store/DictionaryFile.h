@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+
+class Dictionary;
+class InputStream;
+class OutputStream;
+
+/// A dictionary as a stream of bytes; docs/formats/dictionary-file.md describes them.
+///
+/// Threads  While no thread changes the dictionary.
+/// Errors   write: those of the stream. read: MelnarException that names file, section and finding for everything that
+///          is not a whole and sound dictionary file; MemoryExhaustedException at the memory limit; SystemCallException.
+///
+/// Checksums catch what chance does to a file. Because a file can also lie with right checksums, read checks everything
+/// that later code trusts before it is used: nothing that a file holds makes a dictionary read out of bounds or probe
+/// for ever. Whether each string is found under its own ID is left to Dictionary::verify, as it costs a lookup each.
+class DictionaryFile {
+public:
+    DictionaryFile() = delete;
+
+    static void write(const Dictionary& dictionary, OutputStream& output);
+    static std::unique_ptr<Dictionary> read(InputStream& input, size_t memoryLimit);
+};

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "Engine/core/data-store/Checksum.h"
+#include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/stream/InputStream.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+/// Reads what SectionOutputStream wrote. Delivers no byte whose block's checksum it has not verified.
+///
+/// Ownership  Reads from a stream of the caller's; owns a buffer of one block.
+/// Errors     MelnarException that names file, section, block and what was found for everything that a section stream
+///            cannot be; those of the stream. The stream is unusable afterwards.
+class SectionInputStream final : public InputStream, private Unmovable {
+public:
+    /// Reads and checks the beginning of the file.
+    explicit SectionInputStream(InputStream& input);
+
+    const std::string& getName() const override { return m_input.getName(); }
+
+    /// Delivers bytes of the current section; 0 at its end.
+    size_t read(void* data, size_t numberOfBytes) override;
+
+    /// Begins the first or the next section. `sectionName` is used in messages.
+    void beginSection(std::string sectionName);
+
+    /// Checks that the section has been read to its end.
+    void endSection();
+
+    /// Checks that the file ends here, and its size and checksum.
+    void endFile();
+
+    /// Throws the failure of damaged contents: names the file, the section and `finding`.
+    [[noreturn]] void reportDamage(const std::string& finding) const;
+
+private:
+    void readBlock();
+    void readChecksummed(void* data, size_t numberOfBytes);
+    void readInput(void* data, size_t numberOfBytes);
+
+    InputStream& m_input;
+    const std::unique_ptr<uint8_t[]> m_buffer;
+    size_t m_blockPosition;
+    size_t m_blockSize;
+    bool m_isLastBlock;
+    uint32_t m_sectionNumber;
+    uint64_t m_blockNumber; // within the section, from 1
+    uint64_t m_readBytes;
+    std::string m_sectionName;
+    Checksum m_blockChecksum;
+    Checksum m_fileChecksum;
+};

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "Engine/core/data-store/Checksum.h"
+#include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/stream/OutputStream.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+/// Writes a file of sections, cut into blocks that each carry a checksum, with one checksum over everything at the end.
+/// The bytes are described in docs/formats/dictionary-file.md.
+///
+/// Ownership  Writes to a stream of the caller's; owns a buffer of BLOCK_SIZE bytes.
+/// Errors     Those of the stream.
+class SectionOutputStream final : public OutputStream, private Unmovable {
+public:
+    /// The largest number of bytes of one section that a block holds.
+    static constexpr size_t BLOCK_SIZE = size_t(1) << 20;
+
+    /// The top bit of a block's length: the block is the last one of its section.
+    static constexpr uint32_t LAST_BLOCK = uint32_t(1) << 31;
+
+    /// What every file begins with, and the version of all that follows.
+    static constexpr std::string_view MAGIC = "MELNARDC";
+    static constexpr uint32_t FORMAT_VERSION = 1;
+
+    /// Writes the beginning of the file.
+    explicit SectionOutputStream(OutputStream& output);
+
+    const std::string& getName() const override { return m_output.getName(); }
+    void write(const void* data, size_t numberOfBytes) override;
+
+    /// Does nothing: a section is cut into blocks by its bytes alone.
+    void flush() override {}
+
+    /// Completes the section that is being written; the next bytes begin another one.
+    void endSection();
+
+    /// Writes the end of the file. All sections must have ended.
+    void endFile();
+
+private:
+    void writeBlock(const uint8_t* data, size_t numberOfBytes, bool isLast);
+    void writeChecksummed(const void* data, size_t numberOfBytes);
+
+    OutputStream& m_output;
+    const std::unique_ptr<uint8_t[]> m_buffer;
+    size_t m_bufferedBytes;
+    uint32_t m_sectionNumber;
+    uint64_t m_writtenBytes;
+    Checksum m_blockChecksum;
+    Checksum m_fileChecksum;
+};
