@@ -4,15 +4,12 @@
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/dictionary/DatatypePolicy.h"
 #include "Engine/core/data-store/dictionary/Prefixes.h"
-#include "Engine/core/data-store/dictionary/StringChunk.h"
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/stream/AtomicFileOutputStream.h"
 #include "Engine/core/platform/stream/FileInputStream.h"
 
 #include <algorithm>
-#include <cstring>
-#include <numeric>
-#include <optional>
+#include <exception>
 
 namespace {
 
@@ -51,9 +48,9 @@ Dictionary::Dictionary(const size_t memoryLimit, const uint64_t maximumNumberOfR
     m_dataPool.initialize(std::min(memoryLimit, LARGEST_DATA_POOL));
     const bool useNarrowBuckets = m_maximumNumberOfResources <= LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS;
     for (const DictionaryDatatypeFactory* const factory : DictionaryDatatypeFactory::getFactories()) {
-        m_datatypes.push_back({factory, factory->createDictionaryDatatype(useNarrowBuckets, m_memoryManager,
-                                                                          m_nextResourceID, m_resourceDataOffsets,
-                                                                          m_resourceFlags, m_dataPool)});
+        m_datatypes.push_back(
+            {factory, factory->createDictionaryDatatype(useNarrowBuckets, m_memoryManager, m_nextResourceID,
+                                                        m_resourceDataOffsets, m_resourceFlags, m_dataPool)});
         DictionaryDatatype* const datatype = m_datatypes.back().m_datatype.get();
         datatype->initialize(m_maximumNumberOfResources);
         for (const auto& [datatypeID, datatypeName] : factory->getSupportedDatatypes())
@@ -153,31 +150,6 @@ DictionaryCommitPoint Dictionary::getCommitPoint() const noexcept {
     return {m_commitPoint.load(std::memory_order_acquire)};
 }
 
-size_t Dictionary::getNumberOfResources(const uint8_t datatypeID) const noexcept {
-    size_t numberOfResources = 0;
-    const uint64_t endResourceID = getNextResourceID();
-    for (uint64_t resourceID = 1; resourceID < endResourceID; ++resourceID)
-        numberOfResources += getDatatypeID(resourceID) == datatypeID;
-    return numberOfResources;
-}
-
-size_t Dictionary::getTextBytes(const uint8_t datatypeID) const {
-    size_t textBytes = 0;
-    forEachResource([&textBytes, datatypeID](uint64_t, const ResourceValue& resourceValue) {
-        if (resourceValue.m_datatypeID == datatypeID)
-            textBytes += resourceValue.m_dataSize - 1;
-    });
-    return textBytes;
-}
-
-size_t Dictionary::getUnusedDataPoolBytes() const {
-    size_t usedBytes = 0;
-    forEachResource([&usedBytes](uint64_t, const ResourceValue& resourceValue) {
-        usedBytes += StringChunk::getChunkSizeFor(resourceValue.m_dataSize - 1);
-    });
-    return m_dataPool.getEnd() - usedBytes;
-}
-
 void Dictionary::verify() const {
     forEachResource([this](const uint64_t resourceID, const ResourceValue& resourceValue) {
         const std::string_view lexicalForm(reinterpret_cast<const char*>(resourceValue.m_data),
@@ -206,88 +178,4 @@ void Dictionary::save(const std::string& fileName) const {
 std::unique_ptr<Dictionary> Dictionary::open(const std::string& fileName, const size_t memoryLimit) {
     FileInputStream input(fileName);
     return DictionaryFile::read(input, memoryLimit);
-}
-
-/// The new ID of each old one, 0 where nothing survives.
-std::vector<uint64_t> Dictionary::assignCompactIDs(const SurvivesCompaction& survives) const {
-    std::vector<uint64_t> newResourceIDs(getNextResourceID(), 0);
-    uint64_t nextNewResourceID = 1;
-    forEachResource([&](const uint64_t resourceID, const ResourceValue& resourceValue) {
-        if (survives == nullptr || survives(resourceID, resourceValue))
-            newResourceIDs[resourceID] = nextNewResourceID++;
-    });
-    return newResourceIDs;
-}
-
-std::vector<uint64_t> Dictionary::compact(const SurvivesCompaction& survives) {
-    std::vector<uint64_t> newResourceIDs = assignCompactIDs(survives);
-    const size_t numberOfSurvivors =
-        newResourceIDs.size() -
-        static_cast<size_t>(std::count(newResourceIDs.begin(), newResourceIDs.end(), uint64_t(0)));
-
-    // First everything that can fail, on the side: the records and the new data pool.
-    DictionaryCompactionState state(m_memoryManager);
-    state.m_entries.initialize(numberOfSurvivors);
-    state.m_entries.ensureEndAtLeast(numberOfSurvivors);
-    std::vector<uint64_t> dataOffsets(numberOfSurvivors + 1); // where the chunk of each new ID will begin
-    // Datatype by datatype, so that the records are in the order in which the datatypes want them.
-    for (size_t datatypeID = 0; datatypeID < NUMBER_OF_DATATYPE_IDS; ++datatypeID)
-        if (m_servers[datatypeID].m_datatype != nullptr)
-            for (uint64_t resourceID = 1; resourceID < newResourceIDs.size(); ++resourceID)
-                if (newResourceIDs[resourceID] != 0 && getDatatypeID(resourceID) == datatypeID)
-                    dataOffsets[newResourceIDs[resourceID]] = m_servers[datatypeID].m_datatype->prepareCompact(
-                        resourceID, newResourceIDs[resourceID], state);
-    std::exclusive_scan(dataOffsets.begin(), dataOffsets.end(), dataOffsets.begin(), uint64_t(0));
-    const auto [begin, end] = std::pair(state.m_entries.getData(), state.m_entries.getData() + state.m_numberOfEntries);
-    const size_t dataPoolBytes =
-        std::accumulate(begin, end, size_t(0), [](const size_t sum, const CompactionEntry& entry) {
-            return sum + entry.dataSize;
-        });
-    DataPool dataPool(m_memoryManager);
-    dataPool.initialize(m_dataPool.getCapacity(), dataPoolBytes);
-    std::for_each(begin, end, [&](CompactionEntry& entry) {
-        const uint64_t dataOffset = dataOffsets[entry.resourceID];
-        std::memcpy(dataPool.getData() + dataOffset, m_dataPool.getData() + entry.dataOffset, entry.dataSize);
-        entry.dataOffset = dataOffset;
-    });
-
-    // From here on nothing fails.
-    const uint64_t numberOfCommittedSurvivors = static_cast<uint64_t>(
-        std::count_if(newResourceIDs.begin() + 1,
-                      newResourceIDs.begin() + static_cast<ptrdiff_t>(getCommitPoint().m_resourceID),
-                      [](const uint64_t newResourceID) { return newResourceID != 0; }));
-    m_dataPool.swapContents(dataPool);
-    for (const Datatype& datatype : m_datatypes)
-        datatype.m_datatype->finishCompact(state);
-    m_resourceDataOffsets.truncate(numberOfSurvivors + 1);
-    m_resourceFlags.truncate(numberOfSurvivors + 1);
-    m_nextResourceID.store(numberOfSurvivors + 1, std::memory_order_relaxed);
-    m_commitPoint.store(numberOfCommittedSurvivors + 1, std::memory_order_release);
-    return newResourceIDs;
-}
-
-std::unique_ptr<ComponentInfo> Dictionary::getComponentInfo() const {
-    using Metric = ComponentInfo::Metric;
-    const auto describeMemory = [](std::string&& name, const size_t committedBytes) {
-        auto component = std::make_unique<ComponentInfo>(std::move(name));
-        component->addNumericProperty(Metric::MEMORY_CONSUMED, std::nullopt, committedBytes, 0);
-        return component;
-    };
-    auto root = std::make_unique<ComponentInfo>("Dictionary");
-    auto dataPool = describeMemory("Data pool", m_dataPool.getCommittedBytes());
-    dataPool->addNumericProperty(Metric::BYTES_UNUSED, std::nullopt, getUnusedDataPoolBytes(), 0);
-    root->addChild(std::move(dataPool));
-    root->addChild(describeMemory("Data offsets", m_resourceDataOffsets.getCommittedBytes()));
-    root->addChild(describeMemory("Datatype bytes", m_resourceFlags.getCommittedBytes()));
-    for (const Datatype& datatype : m_datatypes)
-        root->addChild(datatype.m_datatype->getComponentInfo());
-    for (const Datatype& datatype : m_datatypes)
-        for (const auto& [datatypeID, datatypeName] : datatype.m_factory->getSupportedDatatypes())
-            root->addNumericProperty(Metric::NUMBER_OF_RESOURCES, "Number of resources of " + datatypeName,
-                                     getNumberOfResources(datatypeID), 0);
-    root->addNumericProperty(Metric::MEMORY_LIMIT, std::nullopt, getMemoryLimit(), 0);
-    const std::string aggregateName = "Aggregate memory consumed (bytes)";
-    root->addNumericProperty(Metric::AGGREGATE_MEMORY_CONSUMED, aggregateName,
-                             root->getSumOverNumericMetric(Metric::MEMORY_CONSUMED, aggregateName), 0);
-    return root;
 }

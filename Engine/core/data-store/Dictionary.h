@@ -125,8 +125,12 @@ public:
         return m_memoryManager.getReservedBytes() - m_memoryManager.getFreeBytes();
     }
 
-    /// Statistics of all parts.
+    /// Statistics of all parts: memory and occupancy. Walks all resources.
     std::unique_ptr<ComponentInfo> getComponentInfo() const;
+
+    /// The same with what takes more walks: text and memory per resource, language tags with their resources, most
+    /// frequent first, probe lengths. While no thread resolves, commits or rolls back.
+    std::unique_ptr<ComponentInfo> getDetailedComponentInfo() const;
 
 private:
     friend class DictionaryFile;

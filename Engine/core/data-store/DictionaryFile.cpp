@@ -17,7 +17,7 @@ constexpr uint32_t WIDE_BUCKET_WIDTH = 8;
 
 uint32_t getBucketWidth(const uint64_t maximumNumberOfResources) {
     return maximumNumberOfResources <= Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS ? NARROW_BUCKET_WIDTH
-                                                                                                  : WIDE_BUCKET_WIDTH;
+                                                                                                 : WIDE_BUCKET_WIDTH;
 }
 
 /// The first section.
@@ -62,7 +62,7 @@ Header readHeader(SectionInputStream& input) {
     return header;
 }
 
-/// Is there, at this offset of the data pool, a size header and as many bytes as it says?
+/// Is there, at this offset of the data pool, the shortest size header of a size, and as many bytes as it says?
 bool isChunk(const uint8_t* const data, const uint64_t dataPoolBytes, const uint64_t dataOffset) {
     if (dataOffset >= dataPoolBytes)
         return false;
@@ -72,7 +72,8 @@ bool isChunk(const uint8_t* const data, const uint64_t dataPoolBytes, const uint
     std::memcpy(header, data + dataOffset, std::min<uint64_t>(sizeof(header), availableBytes));
     size_t storedSize;
     const size_t headerLength = AdaptiveResourceSizeEncoding::decodeSize(header, storedSize);
-    return storedSize != 0 && headerLength <= availableBytes && storedSize <= availableBytes - headerLength &&
+    return storedSize != 0 && headerLength == AdaptiveResourceSizeEncoding::getEncodedSizeLength(storedSize) &&
+           headerLength <= availableBytes && storedSize <= availableBytes - headerLength &&
            data[dataOffset + headerLength + storedSize - 1] == 0;
 }
 
@@ -131,8 +132,9 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_
     dictionary->m_commitPoint.store(header.m_commitPoint, std::memory_order_relaxed);
 
     sections.beginSection("data pool");
+    // Beyond the capacity is beyond the limit, and the memory manager says so better than the pool would.
     if (header.m_dataPoolBytes > dictionary->m_dataPool.getCapacity())
-        dictionary->m_memoryManager.allocate(header.m_dataPoolBytes); // Throws: the limit does not let this much through.
+        dictionary->m_memoryManager.allocate(header.m_dataPoolBytes);
     dictionary->m_dataPool.initialize(dictionary->m_dataPool.getCapacity(), header.m_dataPoolBytes);
     sections.readExactly(dictionary->m_dataPool.getData(), header.m_dataPoolBytes);
     sections.endSection();

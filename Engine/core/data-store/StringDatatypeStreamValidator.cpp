@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <string_view>
 
 namespace {
 
@@ -15,8 +16,10 @@ constexpr size_t NUMBER_OF_SLOTS = 256;
 constexpr size_t MINIMUM_NUMBER_OF_BUCKETS = 1024;
 
 // Fields, in bytes from the beginning of the datatype's stream and of a table's.
-constexpr size_t DATATYPE_HEADER_SIZE = 8 + 14 + 8;
-constexpr size_t COUNTERS = 8 + 17;
+constexpr std::string_view DATATYPE_MARKER = "StringDatatype";
+constexpr size_t DATATYPE_HEADER_SIZE = 8 + DATATYPE_MARKER.size() + 8;
+constexpr std::string_view TABLE_MARKER = "ParallelHashTable";
+constexpr size_t COUNTERS = 8 + TABLE_MARKER.size();
 constexpr size_t QUOTAS = COUNTERS + 4 * 8;
 constexpr size_t REGION = QUOTAS + NUMBER_OF_SLOTS * 4;
 constexpr size_t TABLE_HEADER_SIZE = REGION + 2 * 8;
@@ -31,6 +34,12 @@ Number getNumber(const uint8_t* const bytes) {
     return number;
 }
 
+/// Do these bytes begin with a text as OutputStream::writeString writes it?
+bool beginWith(const std::vector<uint8_t>& bytes, const std::string_view text) {
+    return getNumber<uint64_t>(bytes.data()) == text.size() &&
+           std::memcmp(bytes.data() + sizeof(uint64_t), text.data(), text.size()) == 0;
+}
+
 } // namespace
 
 StringDatatypeStreamValidator::StringDatatypeStreamValidator(SectionInputStream& sections, const size_t bucketWidth,
@@ -40,8 +49,10 @@ StringDatatypeStreamValidator::StringDatatypeStreamValidator(SectionInputStream&
       m_resourceFlags(resourceFlags), m_checkedBytes(DATATYPE_HEADER_SIZE), m_deliveredBytes(0), m_tableNumber(0),
       m_numberOfBuckets(0), m_numberOfNonEmptyBuckets(0), m_numberOfDeletedBuckets(0), m_regionEnd(0), m_seenBuckets(0),
       m_seenLiveBuckets(0), m_seenDeletedBuckets(0) {
-    // Marker and initial size need no check here: load compares the marker, and nobody acts upon the size.
     m_sections.readExactly(m_checkedBytes.data(), m_checkedBytes.size());
+    // The initial size needs no check: nobody acts upon it.
+    if (!beginWith(m_checkedBytes, DATATYPE_MARKER))
+        m_sections.reportDamage("it is not the stream of a string datatype.");
 }
 
 const std::string& StringDatatypeStreamValidator::getName() const {
@@ -79,6 +90,8 @@ void StringDatatypeStreamValidator::prepareTable() {
     ++m_tableNumber;
     m_checkedBytes.resize(TABLE_HEADER_SIZE);
     m_sections.readExactly(m_checkedBytes.data(), m_checkedBytes.size());
+    if (!beginWith(m_checkedBytes, TABLE_MARKER))
+        reportDamage("it is not a hash table.");
     const uint8_t* const bytes = m_checkedBytes.data();
     m_numberOfBuckets = getNumber<uint64_t>(bytes + COUNTERS);
     const uint64_t resizeThreshold = getNumber<uint64_t>(bytes + COUNTERS + 8);
@@ -122,8 +135,8 @@ void StringDatatypeStreamValidator::checkBucket(const uint64_t value) {
         ++m_seenDeletedBuckets;
         return;
     }
-    if (value >= m_nextResourceID || m_resourceFlags[value].load(std::memory_order_relaxed) !=
-                                         TABLE_DATATYPE_IDS[m_tableNumber - 1])
+    if (value >= m_nextResourceID ||
+        m_resourceFlags[value].load(std::memory_order_relaxed) != TABLE_DATATYPE_IDS[m_tableNumber - 1])
         reportDamage("bucket " + std::to_string(bucketNumber) + " holds " + std::to_string(value) +
                      ", which is no resource of its datatype.");
     ++m_seenLiveBuckets;
@@ -132,8 +145,8 @@ void StringDatatypeStreamValidator::checkBucket(const uint64_t value) {
 void StringDatatypeStreamValidator::finishTable() {
     uint64_t numberOfResources = 0;
     for (uint64_t resourceID = 1; resourceID < m_nextResourceID; ++resourceID)
-        numberOfResources += m_resourceFlags[resourceID].load(std::memory_order_relaxed) ==
-                             TABLE_DATATYPE_IDS[m_tableNumber - 1];
+        numberOfResources +=
+            m_resourceFlags[resourceID].load(std::memory_order_relaxed) == TABLE_DATATYPE_IDS[m_tableNumber - 1];
     if (m_seenLiveBuckets != numberOfResources)
         reportDamage("it holds " + std::to_string(m_seenLiveBuckets) + " resources, but there are " +
                      std::to_string(numberOfResources) + " of its datatype.");

@@ -49,8 +49,8 @@ private:
     size_t m_deliveredBytes;             // of those
     size_t m_tableNumber;                // of the table whose buckets are being delivered; counts from 1
     uint64_t m_numberOfBuckets;
-    uint64_t m_numberOfNonEmptyBuckets;  // as the counters say
-    uint64_t m_numberOfDeletedBuckets;   // as the counter says
+    uint64_t m_numberOfNonEmptyBuckets; // as the counters say
+    uint64_t m_numberOfDeletedBuckets;  // as the counter says
     uint64_t m_regionEnd;
     uint64_t m_seenBuckets;
     uint64_t m_seenLiveBuckets;

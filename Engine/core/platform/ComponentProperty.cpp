@@ -26,6 +26,14 @@ MetricTexts getMetricTexts(const ComponentProperty::Metric metric) noexcept {
         return {"BYTES_UNUSED", "Bytes unused"};
     case Metric::MEMORY_LIMIT:
         return {"MEMORY_LIMIT", "Memory limit (bytes)"};
+    case Metric::AVERAGE_PROBE_LENGTH:
+        return {"AVERAGE_PROBE_LENGTH", "Average probe length (buckets)"};
+    case Metric::LONGEST_PROBE_LENGTH:
+        return {"LONGEST_PROBE_LENGTH", "Longest probe length (buckets)"};
+    case Metric::NUMBER_OF_DELETED_BUCKETS:
+        return {"NUMBER_OF_DELETED_BUCKETS", "Number of deleted buckets"};
+    case Metric::BYTES_PER_RESOURCE:
+        return {"BYTES_PER_RESOURCE", "Bytes per resource beyond its text"};
     case Metric::AGGREGATE_MEMORY_CONSUMED:
         return {"AGGREGATE_MEMORY_CONSUMED", "Aggregate memory consumed (bytes)"};
     }

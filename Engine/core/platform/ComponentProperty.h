@@ -17,6 +17,10 @@ public:
         BYTES_OF_TEXT = 5,
         BYTES_UNUSED = 6,
         MEMORY_LIMIT = 7,
+        AVERAGE_PROBE_LENGTH = 8,
+        LONGEST_PROBE_LENGTH = 9,
+        NUMBER_OF_DELETED_BUCKETS = 10,
+        BYTES_PER_RESOURCE = 11,
         AGGREGATE_MEMORY_CONSUMED = 40,
     };
 

@@ -18,6 +18,10 @@ DictionaryDatatype::DictionaryDatatype(std::atomic<uint64_t>& nextResourceID,
 
 DictionaryDatatype::~DictionaryDatatype() = default;
 
+std::unique_ptr<ComponentInfo> DictionaryDatatype::getDetailedComponentInfo() const {
+    return nullptr;
+}
+
 uint64_t DictionaryDatatype::newDataChunk(DictionaryThreadContext* const threadContext, const size_t chunkSize) {
     return m_dataPool.newDataChunk(threadContext, chunkSize);
 }

@@ -101,6 +101,9 @@ public:
     /// Statistics. Reads counters that other threads may be changing; takes no lock.
     virtual std::unique_ptr<ComponentInfo> getComponentInfo() const = 0;
 
+    /// Statistics that take a walk over everything; nullptr when there are none. While nobody resolves or deletes.
+    virtual std::unique_ptr<ComponentInfo> getDetailedComponentInfo() const;
+
 protected:
     /// Takes `chunkSize` bytes of the data pool; returns their offset. The context may be null.
     uint64_t newDataChunk(DictionaryThreadContext* threadContext, size_t chunkSize);

@@ -275,5 +275,31 @@ std::unique_ptr<ComponentInfo> StringDatatype<T>::getComponentInfo() const {
     return root;
 }
 
+template<class T>
+std::unique_ptr<ComponentInfo> StringDatatype<T>::getDetailedComponentInfo() const {
+    using Metric = ComponentInfo::Metric;
+    const auto describe = [](const Table& table, std::string&& name) {
+        auto component = std::make_unique<ComponentInfo>(std::move(name));
+        const std::vector<size_t> probeLengths = table.getProbeLengths();
+        size_t numberOfEntries = 0;
+        size_t numberOfBuckets = 0;
+        for (size_t index = 0; index < probeLengths.size(); ++index) {
+            numberOfEntries += probeLengths[index];
+            numberOfBuckets += probeLengths[index] * (index + 1);
+        }
+        if (numberOfEntries != 0)
+            component->addDoubleProperty(Metric::AVERAGE_PROBE_LENGTH, std::nullopt,
+                                         static_cast<double>(numberOfBuckets) / static_cast<double>(numberOfEntries));
+        component->addNumericProperty(Metric::LONGEST_PROBE_LENGTH, std::nullopt, probeLengths.size(), 0);
+        component->addNumericProperty(Metric::NUMBER_OF_DELETED_BUCKETS, std::nullopt, table.getNumberOfDeletedBuckets(),
+                                      0);
+        return component;
+    };
+    auto root = std::make_unique<ComponentInfo>("StringDatatype probes");
+    root->addChild(describe(m_xsdStringTable, "xsd:string"));
+    root->addChild(describe(m_plainLiteralTable, "rdf:PlainLiteral"));
+    return root;
+}
+
 template class StringDatatype<uint32_t>;
 template class StringDatatype<uint64_t>;

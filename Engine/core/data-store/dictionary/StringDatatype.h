@@ -61,6 +61,9 @@ public:
 
     std::unique_ptr<ComponentInfo> getComponentInfo() const override;
 
+    /// How many buckets a lookup of an existing string reads, in each table.
+    std::unique_ptr<ComponentInfo> getDetailedComponentInfo() const override;
+
 private:
     friend class StringDatatypeTestPeer;
 

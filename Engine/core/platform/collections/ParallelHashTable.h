@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <pthread.h>
+#include <vector>
 
 /// An open-addressing, linear-probing set of numbers that many threads read, insert into and delete from at once, and
 /// that grows in place while they do.
@@ -154,6 +155,10 @@ public:
 
     /// Live entries and tombstones: the used buckets less the quotas. Exact while nobody inserts.
     size_t getNumberOfNonEmptyBuckets() const noexcept;
+
+    /// How many live entries a lookup finds after how many buckets: element n counts those found in bucket n + 1 of
+    /// their probe. Walks the table; while nobody inserts.
+    std::vector<size_t> getProbeLengths() const;
 
 private:
     friend class ParallelHashTableTestPeer;

@@ -87,6 +87,21 @@ size_t ParallelHashTable<Policy>::getNumberOfNonEmptyBuckets() const noexcept {
 }
 
 template<class Policy>
+std::vector<size_t> ParallelHashTable<Policy>::getProbeLengths() const {
+    std::vector<size_t> probeLengths;
+    for (size_t index = 0; index < getNumberOfBuckets(); ++index) {
+        const BucketValue value = readBucket(m_buckets[index]);
+        if (value == Policy::EMPTY_BUCKET || value == Policy::BUCKET_DELETED)
+            continue;
+        const size_t distance = (index - m_policy.getHash(value)) & m_hashMask;
+        if (distance >= probeLengths.size())
+            probeLengths.resize(distance + 1, 0);
+        ++probeLengths[distance];
+    }
+    return probeLengths;
+}
+
+template<class Policy>
 void ParallelHashTable<Policy>::clear() noexcept {
     if (getNumberOfNonEmptyBuckets() == 0)
         return;

@@ -227,6 +227,41 @@ TEST_P(DictionaryTest, statisticsDescribeAllParts) {
     EXPECT_EQ(MEMORY_LIMIT, componentInfo->getSumOverNumericMetric(Metric::MEMORY_LIMIT, std::nullopt));
 }
 
+TEST_P(DictionaryTest, detailedStatisticsTellOfLanguagesProbesAndText) {
+    resolve("text");
+    resolve("one@en", D_RDF_PLAIN_LITERAL);
+    resolve("eins@de", D_RDF_PLAIN_LITERAL);
+    resolve("zwei@de", D_RDF_PLAIN_LITERAL);
+    const std::unique_ptr<ComponentInfo> componentInfo = m_dictionary.getDetailedComponentInfo();
+    ASSERT_EQ(6u, componentInfo->getChildren().size());
+    using Metric = ComponentInfo::Metric;
+    EXPECT_EQ(24u, componentInfo->getSumOverNumericMetric(Metric::BYTES_OF_TEXT, std::nullopt));
+
+    const ComponentInfo& probes = *componentInfo->getChildren()[4];
+    EXPECT_EQ("StringDatatype probes", probes.getName());
+    ASSERT_EQ(2u, probes.getChildren().size());
+    EXPECT_EQ("xsd:string", probes.getChildren()[0]->getName());
+    EXPECT_EQ("Average probe length (buckets)", probes.getChildren()[0]->getProperties()[0]->getLabel());
+    EXPECT_EQ("1", probes.getChildren()[0]->getProperties()[0]->getValueText());
+
+    const ComponentInfo& languages = *componentInfo->getChildren()[5];
+    ASSERT_EQ(2u, languages.getProperties().size());
+    EXPECT_EQ("de", languages.getProperties()[0]->getLabel());
+    EXPECT_EQ("2", languages.getProperties()[0]->getValueText());
+    EXPECT_EQ("en", languages.getProperties()[1]->getLabel());
+    EXPECT_EQ("1", languages.getProperties()[1]->getValueText());
+}
+
+TEST_P(DictionaryTest, detailedStatisticsOfAnEmptyDictionaryHaveNoAverages) {
+    const std::unique_ptr<ComponentInfo> componentInfo = m_dictionary.getDetailedComponentInfo();
+    for (const std::unique_ptr<ComponentInfo>& table : componentInfo->getChildren()[4]->getChildren()) {
+        ASSERT_EQ(2u, table->getProperties().size());
+        EXPECT_EQ("Longest probe length (buckets)", table->getProperties()[0]->getLabel());
+        EXPECT_EQ("0", table->getProperties()[0]->getValueText());
+    }
+    EXPECT_TRUE(componentInfo->getChildren()[5]->getProperties().empty());
+}
+
 INSTANTIATE_TEST_SUITE_P(BucketWidths, DictionaryTest,
                          testing::Values(Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS,
                                          Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS + 1),

@@ -1,0 +1,63 @@
+#include "Engine/core/data-store/Dictionary.h"
+
+#include "Engine/core/data-store/dictionary/DictionaryCompactionState.h"
+
+#include <algorithm>
+#include <cstring>
+#include <numeric>
+#include <utility>
+
+/// The new ID of each old one, 0 where nothing survives.
+std::vector<uint64_t> Dictionary::assignCompactIDs(const SurvivesCompaction& survives) const {
+    std::vector<uint64_t> newResourceIDs(getNextResourceID(), 0);
+    uint64_t nextNewResourceID = 1;
+    forEachResource([&](const uint64_t resourceID, const ResourceValue& resourceValue) {
+        if (survives == nullptr || survives(resourceID, resourceValue))
+            newResourceIDs[resourceID] = nextNewResourceID++;
+    });
+    return newResourceIDs;
+}
+
+std::vector<uint64_t> Dictionary::compact(const SurvivesCompaction& survives) {
+    std::vector<uint64_t> newResourceIDs = assignCompactIDs(survives);
+    const size_t numberOfSurvivors =
+        newResourceIDs.size() -
+        static_cast<size_t>(std::count(newResourceIDs.begin(), newResourceIDs.end(), uint64_t(0)));
+
+    // First everything that can fail, on the side: the records and the new data pool.
+    DictionaryCompactionState state(m_memoryManager);
+    state.m_entries.initialize(numberOfSurvivors);
+    state.m_entries.ensureEndAtLeast(numberOfSurvivors);
+    std::vector<uint64_t> dataOffsets(numberOfSurvivors + 1); // where the chunk of each new ID will begin
+    // Datatype by datatype, so that the records are in the order in which the datatypes want them.
+    for (size_t datatypeID = 0; datatypeID < NUMBER_OF_DATATYPE_IDS; ++datatypeID)
+        if (m_servers[datatypeID].m_datatype != nullptr)
+            for (uint64_t resourceID = 1; resourceID < newResourceIDs.size(); ++resourceID)
+                if (newResourceIDs[resourceID] != 0 && getDatatypeID(resourceID) == datatypeID)
+                    dataOffsets[newResourceIDs[resourceID]] =
+                        m_servers[datatypeID].m_datatype->prepareCompact(resourceID, newResourceIDs[resourceID], state);
+    std::exclusive_scan(dataOffsets.begin(), dataOffsets.end(), dataOffsets.begin(), uint64_t(0));
+    const auto [begin, end] = std::pair(state.m_entries.getData(), state.m_entries.getData() + state.m_numberOfEntries);
+    const size_t dataPoolBytes = std::accumulate(
+        begin, end, size_t(0), [](const size_t sum, const CompactionEntry& entry) { return sum + entry.dataSize; });
+    DataPool dataPool(m_memoryManager);
+    dataPool.initialize(m_dataPool.getCapacity(), dataPoolBytes);
+    std::for_each(begin, end, [&](CompactionEntry& entry) {
+        const uint64_t dataOffset = dataOffsets[entry.resourceID];
+        std::memcpy(dataPool.getData() + dataOffset, m_dataPool.getData() + entry.dataOffset, entry.dataSize);
+        entry.dataOffset = dataOffset;
+    });
+
+    // From here on nothing fails.
+    const uint64_t numberOfCommittedSurvivors = static_cast<uint64_t>(std::count_if(
+        newResourceIDs.begin() + 1, newResourceIDs.begin() + static_cast<ptrdiff_t>(getCommitPoint().m_resourceID),
+        [](const uint64_t newResourceID) { return newResourceID != 0; }));
+    m_dataPool.swapContents(dataPool);
+    for (const Datatype& datatype : m_datatypes)
+        datatype.m_datatype->finishCompact(state);
+    m_resourceDataOffsets.truncate(numberOfSurvivors + 1);
+    m_resourceFlags.truncate(numberOfSurvivors + 1);
+    m_nextResourceID.store(numberOfSurvivors + 1, std::memory_order_relaxed);
+    m_commitPoint.store(numberOfCommittedSurvivors + 1, std::memory_order_release);
+    return newResourceIDs;
+}

@@ -1,0 +1,98 @@
+#include "Engine/core/data-store/Dictionary.h"
+
+#include "Engine/core/data-store/dictionary/StringChunk.h"
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <optional>
+#include <utility>
+
+size_t Dictionary::getNumberOfResources(const uint8_t datatypeID) const noexcept {
+    size_t numberOfResources = 0;
+    const uint64_t endResourceID = getNextResourceID();
+    for (uint64_t resourceID = 1; resourceID < endResourceID; ++resourceID)
+        numberOfResources += getDatatypeID(resourceID) == datatypeID;
+    return numberOfResources;
+}
+
+size_t Dictionary::getTextBytes(const uint8_t datatypeID) const {
+    size_t textBytes = 0;
+    forEachResource([&textBytes, datatypeID](uint64_t, const ResourceValue& resourceValue) {
+        if (resourceValue.m_datatypeID == datatypeID)
+            textBytes += resourceValue.m_dataSize - 1;
+    });
+    return textBytes;
+}
+
+size_t Dictionary::getUnusedDataPoolBytes() const {
+    size_t usedBytes = 0;
+    forEachResource([&usedBytes](uint64_t, const ResourceValue& resourceValue) {
+        usedBytes += StringChunk::getChunkSizeFor(resourceValue.m_dataSize - 1);
+    });
+    return m_dataPool.getEnd() - usedBytes;
+}
+
+std::unique_ptr<ComponentInfo> Dictionary::getComponentInfo() const {
+    using Metric = ComponentInfo::Metric;
+    const auto describeMemory = [](std::string&& name, const size_t committedBytes) {
+        auto component = std::make_unique<ComponentInfo>(std::move(name));
+        component->addNumericProperty(Metric::MEMORY_CONSUMED, std::nullopt, committedBytes, 0);
+        return component;
+    };
+    auto root = std::make_unique<ComponentInfo>("Dictionary");
+    auto dataPool = describeMemory("Data pool", m_dataPool.getCommittedBytes());
+    dataPool->addNumericProperty(Metric::BYTES_UNUSED, std::nullopt, getUnusedDataPoolBytes(), 0);
+    root->addChild(std::move(dataPool));
+    root->addChild(describeMemory("Data offsets", m_resourceDataOffsets.getCommittedBytes()));
+    root->addChild(describeMemory("Datatype bytes", m_resourceFlags.getCommittedBytes()));
+    for (const Datatype& datatype : m_datatypes)
+        root->addChild(datatype.m_datatype->getComponentInfo());
+    for (const Datatype& datatype : m_datatypes)
+        for (const auto& [datatypeID, datatypeName] : datatype.m_factory->getSupportedDatatypes())
+            root->addNumericProperty(Metric::NUMBER_OF_RESOURCES, "Number of resources of " + datatypeName,
+                                     getNumberOfResources(datatypeID), 0);
+    root->addNumericProperty(Metric::MEMORY_LIMIT, std::nullopt, getMemoryLimit(), 0);
+    const std::string aggregateName = "Aggregate memory consumed (bytes)";
+    root->addNumericProperty(Metric::AGGREGATE_MEMORY_CONSUMED, aggregateName,
+                             root->getSumOverNumericMetric(Metric::MEMORY_CONSUMED, aggregateName), 0);
+    return root;
+}
+
+std::unique_ptr<ComponentInfo> Dictionary::getDetailedComponentInfo() const {
+    using Metric = ComponentInfo::Metric;
+    size_t numberOfResources = 0;
+    size_t textBytes = 0;
+    std::map<std::string, size_t, std::less<>> resourcesByTag;
+    forEachResource([&](uint64_t, const ResourceValue& resourceValue) {
+        const std::string_view lexicalForm(reinterpret_cast<const char*>(resourceValue.m_data),
+                                           resourceValue.m_dataSize - 1);
+        ++numberOfResources;
+        textBytes += lexicalForm.size();
+        if (resourceValue.m_datatypeID != D_RDF_PLAIN_LITERAL)
+            return;
+        const std::string_view tag = lexicalForm.substr(lexicalForm.rfind('@') + 1);
+        const auto found = resourcesByTag.find(tag);
+        if (found == resourcesByTag.end())
+            resourcesByTag.emplace(tag, 1);
+        else
+            ++found->second;
+    });
+    std::unique_ptr<ComponentInfo> root = getComponentInfo();
+    root->addNumericProperty(Metric::BYTES_OF_TEXT, std::nullopt, textBytes, 0);
+    if (numberOfResources != 0)
+        root->addDoubleProperty(Metric::BYTES_PER_RESOURCE, std::nullopt,
+                                (static_cast<double>(getMemoryInUse()) - static_cast<double>(textBytes)) /
+                                    static_cast<double>(numberOfResources));
+    for (const Datatype& datatype : m_datatypes)
+        if (std::unique_ptr<ComponentInfo> details = datatype.m_datatype->getDetailedComponentInfo())
+            root->addChild(std::move(details));
+    std::vector<std::pair<std::string, size_t>> tags(resourcesByTag.begin(), resourcesByTag.end());
+    std::stable_sort(tags.begin(), tags.end(),
+                     [](const auto& left, const auto& right) { return left.second > right.second; });
+    auto languages = std::make_unique<ComponentInfo>("Languages");
+    for (const auto& [tag, resources] : tags)
+        languages->addNumericProperty(Metric::NUMBER_OF_RESOURCES, tag, resources, 0);
+    root->addChild(std::move(languages));
+    return root;
+}
