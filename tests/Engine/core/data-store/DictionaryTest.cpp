@@ -199,13 +199,24 @@ TEST_P(DictionaryTest, worksForThreadsThatAreNotRegisteredToo) {
     EXPECT_EQ(1u, found);
 }
 
-TEST_P(DictionaryTest, oneThreadLosesNoBytesOfThePool) {
-    for (unsigned number = 0; number < 20000; ++number)
-        resolve("a string that fills blocks, number " + std::to_string(number));
-    const std::unique_ptr<ComponentInfo> componentInfo = m_dictionary.getComponentInfo();
-    const ComponentInfo& dataPool = *componentInfo->getChildren().front();
-    EXPECT_EQ("Data pool", dataPool.getName());
-    EXPECT_EQ(0u, dataPool.getSumOverNumericMetric(ComponentInfo::Metric::BYTES_UNUSED, std::nullopt));
+TEST_P(DictionaryTest, aThreadThatWorkedAloneLeavesNoBytesOfThePoolUnused) {
+    {
+        DictionaryThread thread(m_dictionary);
+        for (unsigned number = 0; number < 20000; ++number)
+            m_dictionary.resolveResource(thread, "a string that fills blocks, number " + std::to_string(number),
+                                         D_XSD_STRING);
+        EXPECT_GT(m_dictionary.getUnusedDataPoolBytes(), 0u) << "the rest of its block";
+    }
+    EXPECT_EQ(0u, m_dictionary.getUnusedDataPoolBytes());
+}
+
+TEST_P(DictionaryTest, withdrawnLiteralsLeaveTheirBytesUnused) {
+    {
+        DictionaryThread thread(m_dictionary);
+        m_dictionary.resolveResource(thread, "123456789", D_XSD_STRING);
+    }
+    m_dictionary.rollback();
+    EXPECT_EQ(11u, m_dictionary.getUnusedDataPoolBytes()) << "size header, text and terminator";
 }
 
 TEST_P(DictionaryTest, statisticsDescribeAllParts) {
