@@ -13,17 +13,28 @@
 namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/platform/stream/AtomicFileOutputStream";
+constexpr long LINE_CANNOT_FOLLOW_LINKS = 27;
 constexpr long LINE_CANNOT_CREATE = 41;
 constexpr long LINE_CANNOT_LOCK = 49;
 constexpr long LINE_OTHER_WRITER = 52;
+constexpr long LINE_CANNOT_EXAMINE = 59;
+constexpr long LINE_CANNOT_TAKE_OVER = 66;
+constexpr long LINE_CANNOT_EXAMINE_OLD_FILE = 85;
 constexpr long LINE_CANNOT_KEEP_PERMISSIONS = 88;
 constexpr long LINE_CANNOT_RENAME = 97;
 constexpr long LINE_CANNOT_OPEN_FOLDER = 108;
 constexpr long LINE_CANNOT_SYNCHRONIZE_FOLDER = 115;
 
+/// The file itself, which need not exist. Were a link taken for the file because of another failure, it would be
+/// replaced.
 std::string followLinks(const std::string& fileName) {
     const std::unique_ptr<char, void (*)(void*)> target(::realpath(fileName.c_str(), nullptr), std::free);
-    return target == nullptr ? fileName : std::string(target.get());
+    if (target != nullptr)
+        return target.get();
+    if (errno != ENOENT)
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_FOLLOW_LINKS, MelnarException::NO_CAUSES, "realpath", errno,
+                                  "Cannot find the place of file '", fileName, "'.");
+    return fileName;
 }
 
 std::string getFolderName(const std::string& fileName) {
@@ -35,19 +46,58 @@ std::string getFolderName(const std::string& fileName) {
 bool isNameOf(const std::string& fileName, const int fileDescriptor) {
     struct stat named;
     struct stat opened;
-    return ::stat(fileName.c_str(), &named) == 0 && ::fstat(fileDescriptor, &opened) == 0 &&
-           named.st_ino == opened.st_ino && named.st_dev == opened.st_dev;
+    if (::stat(fileName.c_str(), &named) == 0 && ::fstat(fileDescriptor, &opened) == 0)
+        return named.st_ino == opened.st_ino && named.st_dev == opened.st_dev;
+    if (errno != ENOENT)
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_EXAMINE, MelnarException::NO_CAUSES, "stat", errno,
+                                  "Cannot examine file '", fileName, "'.");
+    return false;
+}
+
+/// Opens a file without truncating it: until it is locked, it may be another writer's.
+int openForLock(const std::string& fileName) {
+    for (;;) {
+        int fileDescriptor = ::open(fileName.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+        // A writer that died in its commit leaves a file with the permissions of the old one, perhaps read-only.
+        if (fileDescriptor == -1 && errno == EACCES)
+            fileDescriptor = ::open(fileName.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fileDescriptor != -1)
+            return fileDescriptor;
+        if (errno != EINTR)
+            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_CREATE, MelnarException::NO_CAUSES, "open", errno,
+                                      "Cannot create file '", fileName, "'.");
+    }
+}
+
+void lock(const std::string& fileName, const int fileDescriptor) {
+    if (::flock(fileDescriptor, LOCK_EX | LOCK_NB) == 0)
+        return;
+    if (errno == EWOULDBLOCK)
+        throw MelnarException(SOURCE_FILE, LINE_OTHER_WRITER, MelnarException::NO_CAUSES, "File '", fileName,
+                              "' is being written by another process.");
+    throw SystemCallException(SOURCE_FILE, LINE_CANNOT_LOCK, MelnarException::NO_CAUSES, "flock", errno,
+                              "Cannot lock file '", fileName, "'.");
+}
+
+void ensureWritable(const std::string& fileName, const int fileDescriptor) {
+    if ((::fcntl(fileDescriptor, F_GETFL) & O_ACCMODE) == O_RDONLY && ::chmod(fileName.c_str(), S_IRUSR | S_IWUSR) != 0)
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_TAKE_OVER, MelnarException::NO_CAUSES, "chmod", errno,
+                                  "Cannot make file '", fileName, "' writable.");
 }
 
 /// Makes a rename in the folder survive a power cut.
 void synchronizeFolder(const std::string& folderName) {
-    const int fileDescriptor = ::open(folderName.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    int fileDescriptor;
+    do {
+        fileDescriptor = ::open(folderName.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    } while (fileDescriptor == -1 && errno == EINTR);
     if (fileDescriptor == -1)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_OPEN_FOLDER, MelnarException::NO_CAUSES, "open", errno,
                                   "Cannot open folder '", folderName, "'.");
-    int result = ::fsync(fileDescriptor);
-    while (result != 0 && errno == EINTR)
+    int result;
+    do {
         result = ::fsync(fileDescriptor);
+    } while (result != 0 && errno == EINTR);
     const int errorCode = errno;
     ::close(fileDescriptor);
     if (result != 0)
@@ -59,27 +109,21 @@ void synchronizeFolder(const std::string& folderName) {
 
 AtomicFileOutputStream::TemporaryFile::TemporaryFile(const std::string& fileName)
     : m_fileName(fileName), m_fileDescriptor(-1), m_isRenamed(false) {
-    do {
-        if (m_fileDescriptor != -1)
+    for (;;) {
+        m_fileDescriptor = openForLock(m_fileName);
+        try {
+            lock(m_fileName, m_fileDescriptor);
+            // The lock may be on a file that its writer has just renamed to the target: take the next one then.
+            if (isNameOf(m_fileName, m_fileDescriptor)) {
+                ensureWritable(m_fileName, m_fileDescriptor);
+                return;
+            }
+        } catch (...) {
             ::close(m_fileDescriptor);
-        // Not truncated: until it is locked, the file may be another writer's.
-        do {
-            m_fileDescriptor = ::open(m_fileName.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-        } while (m_fileDescriptor == -1 && errno == EINTR);
-        if (m_fileDescriptor == -1)
-            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_CREATE, MelnarException::NO_CAUSES, "open", errno,
-                                      "Cannot create file '", m_fileName, "'.");
-        if (::flock(m_fileDescriptor, LOCK_EX | LOCK_NB) != 0) {
-            const int errorCode = errno;
-            ::close(m_fileDescriptor);
-            if (errorCode == EWOULDBLOCK)
-                throw MelnarException(SOURCE_FILE, LINE_OTHER_WRITER, MelnarException::NO_CAUSES, "File '", m_fileName,
-                                      "' is being written by another process.");
-            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_LOCK, MelnarException::NO_CAUSES, "flock", errorCode,
-                                      "Cannot lock file '", m_fileName, "'.");
+            throw;
         }
-        // The lock may be on a file that its writer has just renamed to the target: take the next one then.
-    } while (!isNameOf(m_fileName, m_fileDescriptor));
+        ::close(m_fileDescriptor);
+    }
 }
 
 AtomicFileOutputStream::TemporaryFile::~TemporaryFile() {
@@ -105,10 +149,13 @@ std::string AtomicFileOutputStream::getTemporaryFileName(const std::string& file
 
 void AtomicFileOutputStream::commit() {
     struct stat oldFile;
-    if (::stat(m_targetName.c_str(), &oldFile) == 0 &&
-        ::chmod(m_temporaryFile.m_fileName.c_str(), oldFile.st_mode & 07777) != 0)
-        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_KEEP_PERMISSIONS, MelnarException::NO_CAUSES, "chmod", errno,
-                                  "Cannot set the permissions of file '", m_temporaryFile.m_fileName, "'.");
+    if (::stat(m_targetName.c_str(), &oldFile) == 0) {
+        if (::chmod(m_temporaryFile.m_fileName.c_str(), oldFile.st_mode & 07777) != 0)
+            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_KEEP_PERMISSIONS, MelnarException::NO_CAUSES, "chmod",
+                                      errno, "Cannot set the permissions of file '", m_temporaryFile.m_fileName, "'.");
+    } else if (errno != ENOENT)
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_EXAMINE_OLD_FILE, MelnarException::NO_CAUSES, "stat", errno,
+                                  "Cannot examine file '", m_targetName, "'.");
     m_output.synchronize();
     m_output.close();
     m_temporaryFile.renameTo(m_targetName);

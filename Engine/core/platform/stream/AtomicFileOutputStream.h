@@ -9,11 +9,12 @@
 /// Writes a file that replaces the old one all at once or not at all.
 ///
 /// The bytes go to a temporary file beside the target; commit() flushes it to the disk, renames it over the target and
-/// flushes the folder. Destruction without a commit removes the temporary file. Whatever happens before the rename, a crash included, leaves the old file whole. A process that
-/// is killed leaves its temporary file behind; the name is always the same, so the next writer takes it over.
+/// flushes the folder. Destruction without a commit removes the temporary file. Whatever happens before the rename, a
+/// crash included, leaves the old file whole. A process that is killed leaves its temporary file behind; the name is
+/// always the same, so the next writer takes it over.
 ///
 /// Ownership  Owns the temporary file, and a lock on it that keeps other writers of the same target away. A target that
-///            is a symbolic link is followed. Permissions of the old file are kept.
+///            is a symbolic link to a file is followed. Permissions of the old file are kept.
 /// Errors     SystemCallException that names the file and the call; MelnarException when another writer is at work.
 ///            After a failure in commit the target is the old file or the new one.
 class AtomicFileOutputStream final : public OutputStream, private Unmovable {
