@@ -17,8 +17,8 @@ constexpr long LINE_UNKNOWN_VERSION = 52;
 } // namespace
 
 SectionInputStream::SectionInputStream(InputStream& input)
-    : m_input(input), m_buffer(std::make_unique<uint8_t[]>(SectionOutputStream::BLOCK_SIZE)), m_blockPosition(0),
-      m_blockSize(0), m_isLastBlock(true), m_sectionNumber(0), m_blockNumber(0), m_readBytes(0),
+    : m_input(input), m_buffer(std::make_unique_for_overwrite<uint8_t[]>(SectionOutputStream::BLOCK_SIZE)),
+      m_blockPosition(0), m_blockSize(0), m_isLastBlock(true), m_sectionNumber(0), m_blockNumber(0), m_readBytes(0),
       m_sectionName("beginning of file") {
     char magic[SectionOutputStream::MAGIC.size()];
     readChecksummed(magic, sizeof(magic));
@@ -50,7 +50,7 @@ void SectionInputStream::beginSection(std::string sectionName) {
 size_t SectionInputStream::read(void* const data, const size_t numberOfBytes) {
     if (m_blockPosition == m_blockSize) {
         if (m_isLastBlock)
-            return 0;
+            reportDamage("it is shorter than its contents.");
         readBlock();
     }
     const size_t delivered = std::min(numberOfBytes, m_blockSize - m_blockPosition);

@@ -4,8 +4,8 @@
 #include <cstring>
 
 SectionOutputStream::SectionOutputStream(OutputStream& output)
-    : m_output(output), m_buffer(std::make_unique<uint8_t[]>(BLOCK_SIZE)), m_bufferedBytes(0), m_sectionNumber(0),
-      m_writtenBytes(0) {
+    : m_output(output), m_buffer(std::make_unique_for_overwrite<uint8_t[]>(BLOCK_SIZE)), m_bufferedBytes(0),
+      m_sectionNumber(0), m_writtenBytes(0) {
     writeChecksummed(MAGIC.data(), MAGIC.size());
     writeChecksummed(&FORMAT_VERSION, sizeof(FORMAT_VERSION));
 }
