@@ -1,0 +1,167 @@
+#include "Engine/core/platform/stream/AtomicFileOutputStream.h"
+
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+#include <string>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+void replace(const std::string& path, const std::string& contents) {
+    AtomicFileOutputStream output(path);
+    output.write(contents.data(), contents.size());
+    output.commit();
+}
+
+std::set<std::string> getFileNames(const std::string& folder) {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.insert(entry.path().filename().string());
+    return names;
+}
+
+mode_t getPermissions(const std::string& path) {
+    struct stat status;
+    return ::stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+class AtomicFileOutputStreamTest : public testing::Test {
+protected:
+    const TemporaryDirectory m_directory;
+    const std::string m_path = m_directory.getPathOf("file");
+    const std::string m_folder = m_directory.getPathOf("");
+};
+
+TEST_F(AtomicFileOutputStreamTest, makesAFileThatIsNotThere) {
+    replace(m_path, "new");
+    EXPECT_EQ("new", TemporaryDirectory::getContentsOf(m_path));
+    EXPECT_EQ((std::set<std::string>{"file"}), getFileNames(m_folder));
+}
+
+TEST_F(AtomicFileOutputStreamTest, theOldFileStaysUntilTheCommit) {
+    m_directory.addFile("file", "the old file is longer");
+    AtomicFileOutputStream output(m_path);
+    EXPECT_EQ(m_path, output.getName());
+    output.write("new", 3);
+    output.flush();
+    EXPECT_EQ("the old file is longer", TemporaryDirectory::getContentsOf(m_path));
+    EXPECT_EQ("new", TemporaryDirectory::getContentsOf(AtomicFileOutputStream::getTemporaryFileName(m_path)));
+    output.commit();
+    EXPECT_EQ("new", TemporaryDirectory::getContentsOf(m_path));
+    EXPECT_EQ((std::set<std::string>{"file"}), getFileNames(m_folder));
+}
+
+TEST_F(AtomicFileOutputStreamTest, withoutACommitNothingChangesAndNothingStays) {
+    {
+        AtomicFileOutputStream output(m_path);
+        output.write("new", 3);
+        output.flush();
+    }
+    EXPECT_EQ(std::set<std::string>(), getFileNames(m_folder));
+    m_directory.addFile("file", "old");
+    {
+        AtomicFileOutputStream output(m_path);
+        output.write("new", 3);
+        output.flush();
+    }
+    EXPECT_EQ("old", TemporaryDirectory::getContentsOf(m_path));
+    EXPECT_EQ((std::set<std::string>{"file"}), getFileNames(m_folder));
+}
+
+TEST_F(AtomicFileOutputStreamTest, largeContentsArriveWhole) {
+    std::string contents;
+    for (unsigned number = 0; contents.size() < 3000000; ++number)
+        contents += std::to_string(number) + ' ';
+    {
+        AtomicFileOutputStream output(m_path);
+        for (size_t begin = 0, step = 1; begin < contents.size(); begin += step, step = step * 2 + 1)
+            output.write(contents.data() + begin, std::min(step, contents.size() - begin));
+        output.commit();
+    }
+    EXPECT_EQ(contents, TemporaryDirectory::getContentsOf(m_path));
+}
+
+TEST_F(AtomicFileOutputStreamTest, keepsThePermissionsOfTheOldFile) {
+    m_directory.addFile("file", "old");
+    for (const mode_t permissions : {0600U, 0644U, 0640U, 0444U, 0755U}) {
+        ASSERT_EQ(0, ::chmod(m_path.c_str(), permissions));
+        replace(m_path, "new");
+        EXPECT_EQ(permissions, getPermissions(m_path));
+    }
+}
+
+TEST_F(AtomicFileOutputStreamTest, aNewFileHasTheUsersPermissions) {
+    const mode_t mask = ::umask(027);
+    replace(m_path, "new");
+    ::umask(mask);
+    EXPECT_EQ(mode_t(0640), getPermissions(m_path));
+}
+
+TEST_F(AtomicFileOutputStreamTest, aLinkStaysALinkAndItsTargetIsReplaced) {
+    const std::string target = m_directory.addFile("target", "old");
+    ASSERT_EQ(0, ::symlink("target", m_path.c_str()));
+    const std::string second = m_directory.getPathOf("second");
+    ASSERT_EQ(0, ::symlink("file", second.c_str()));
+    replace(second, "new");
+    EXPECT_TRUE(std::filesystem::is_symlink(m_path));
+    EXPECT_TRUE(std::filesystem::is_symlink(second));
+    EXPECT_FALSE(std::filesystem::is_symlink(target));
+    EXPECT_EQ("new", TemporaryDirectory::getContentsOf(target));
+    EXPECT_EQ((std::set<std::string>{"file", "second", "target"}), getFileNames(m_folder));
+}
+
+TEST_F(AtomicFileOutputStreamTest, takesOverAFileThatADeadWriterLeft) {
+    m_directory.addFile("file.saving", std::string(100000, 'x'));
+    ASSERT_EQ(m_path + ".saving", AtomicFileOutputStream::getTemporaryFileName(m_path));
+    replace(m_path, "new");
+    EXPECT_EQ("new", TemporaryDirectory::getContentsOf(m_path));
+    EXPECT_EQ((std::set<std::string>{"file"}), getFileNames(m_folder));
+}
+
+/// A writer that dies in its commit may leave a file that nobody may write; only the owner's own rights count here, so
+/// the claim is tried by a user who is not the superuser.
+TEST_F(AtomicFileOutputStreamTest, takesOverAReadOnlyFileThatADeadWriterLeft) {
+    m_directory.addFile("file", "old");
+    const std::string left = m_directory.addFile("file.saving", std::string(100000, 'x'));
+    ASSERT_EQ(0, ::chmod(m_path.c_str(), 0444));
+    ASSERT_EQ(0, ::chmod(left.c_str(), 0444));
+    const bool isSuperuser = ::geteuid() == 0;
+    constexpr uid_t NOBODY = 65534;
+    if (isSuperuser) {
+        for (const std::string& path : {m_folder, m_path, left})
+            ASSERT_EQ(0, ::chown(path.c_str(), NOBODY, NOBODY));
+    }
+    const pid_t child = ::fork();
+    if (child == 0) {
+        if (isSuperuser && ::setuid(NOBODY) != 0)
+            ::_exit(2);
+        try {
+            replace(m_path, "new");
+        } catch (const std::exception&) {
+            ::_exit(3);
+        }
+        ::_exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    EXPECT_EQ(0, status);
+    EXPECT_EQ("new", TemporaryDirectory::getContentsOf(m_path));
+    EXPECT_EQ(mode_t(0444), getPermissions(m_path));
+    EXPECT_EQ((std::set<std::string>{"file"}), getFileNames(m_folder));
+}
+
+TEST_F(AtomicFileOutputStreamTest, writesBesideANameWithoutAFolder) {
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(m_folder);
+    replace("file", "new");
+    std::filesystem::current_path(before);
+    EXPECT_EQ("new", TemporaryDirectory::getContentsOf(m_path));
+}
+
+} // namespace

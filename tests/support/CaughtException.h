@@ -1,0 +1,19 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <typeinfo>
+
+/// Runs `action` and gives back the exception that it threw, which must be of exactly the type `Exception`. Anything
+/// else, no exception included, fails the calling test by another exception.
+template<class Exception, class Action>
+Exception catchException(const Action& action) {
+    try {
+        action();
+    } catch (const Exception& exception) {
+        if (typeid(exception) != typeid(Exception))
+            throw std::logic_error(std::string("A subclass was thrown: ") + typeid(exception).name());
+        return exception;
+    }
+    throw std::logic_error("Nothing was thrown.");
+}

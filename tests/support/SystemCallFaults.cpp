@@ -1,0 +1,231 @@
+#include "tests/support/SystemCallFaults.h"
+
+#include "tests/support/FileOperationObserver.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdarg>
+#include <fcntl.h>
+#include <pthread.h>
+#include <stdexcept>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace {
+
+using Call = SystemCallFaults::Call;
+
+/// Constant-initialised: calls are made before any test, and after the last.
+constinit std::array<std::atomic<SystemCallFaults*>, SystemCallFaults::NUMBER_OF_CALLS> s_watchers{};
+
+constinit std::atomic<FileOperationObserver*> s_observer{};
+
+std::atomic<SystemCallFaults*>& getWatcher(const Call call) {
+    return s_watchers[static_cast<size_t>(call)];
+}
+
+/// Tells the observer, if there is one, of a call that gave `result`, and passes that on.
+template<class Result, class... Parameters, class... Arguments>
+Result observed(const Result result, void (FileOperationObserver::*const operation)(Parameters...),
+                const Arguments... arguments) {
+    FileOperationObserver* const observer = s_observer.load(std::memory_order_acquire);
+    if (observer != nullptr && result >= 0)
+        (observer->*operation)(arguments...);
+    return result;
+}
+
+} // namespace
+
+FileOperationObserver::FileOperationObserver() {
+    if (s_observer.exchange(this, std::memory_order_acq_rel) != nullptr)
+        throw std::logic_error("Files are observed twice.");
+}
+
+FileOperationObserver::~FileOperationObserver() {
+    s_observer.store(nullptr, std::memory_order_release);
+}
+
+/// One call on its way: what the watcher, if there is one, decided about it.
+class SystemCallGate {
+public:
+    explicit SystemCallGate(const Call call, const size_t request = 0) : m_errorCode(0), m_bytes(request) {
+        SystemCallFaults* const watcher = getWatcher(call).load(std::memory_order_acquire);
+        if (watcher == nullptr)
+            return;
+        const size_t index = watcher->m_numberOfCalls.fetch_add(1, std::memory_order_relaxed);
+        watcher->m_latestRequest.store(request, std::memory_order_relaxed);
+        size_t largest = watcher->m_largestRequest.load(std::memory_order_relaxed);
+        while (largest < request &&
+               !watcher->m_largestRequest.compare_exchange_weak(largest, request, std::memory_order_relaxed)) {
+        }
+        m_bytes = std::min(request, watcher->m_maximumBytes.load(std::memory_order_relaxed));
+        if (index >= watcher->m_firstFailure.load(std::memory_order_relaxed) &&
+            index < watcher->m_endOfFailures.load(std::memory_order_relaxed)) {
+            watcher->m_numberOfFailures.fetch_add(1, std::memory_order_relaxed);
+            m_errorCode = watcher->m_errorCode.load(std::memory_order_relaxed);
+        }
+    }
+
+    /// Tells whether the call shall fail, and has then set `errno`.
+    bool isClosed() const {
+        if (m_errorCode != 0)
+            errno = m_errorCode;
+        return m_errorCode != 0;
+    }
+
+    int getErrorCode() const { return m_errorCode; }
+    size_t getBytes() const { return m_bytes; }
+
+private:
+    int m_errorCode;
+    size_t m_bytes;
+};
+
+SystemCallFaults::SystemCallFaults(const Call call)
+    : m_call(call), m_numberOfCalls(0), m_numberOfFailures(0), m_largestRequest(0), m_latestRequest(0),
+      m_maximumBytes(NEVER), m_firstFailure(NEVER), m_endOfFailures(NEVER), m_errorCode(0) {
+    if (getWatcher(m_call).exchange(this, std::memory_order_acq_rel) != nullptr)
+        throw std::logic_error("A system call is watched twice.");
+}
+
+SystemCallFaults::~SystemCallFaults() {
+    getWatcher(m_call).store(nullptr, std::memory_order_release);
+}
+
+void SystemCallFaults::failAfter(const size_t allowedCalls, const int errorCode, const Duration duration) {
+    const size_t firstFailure = getNumberOfCalls() + allowedCalls;
+    m_errorCode.store(errorCode, std::memory_order_relaxed);
+    m_firstFailure.store(firstFailure, std::memory_order_relaxed);
+    m_endOfFailures.store(duration == Duration::ONCE ? firstFailure + 1 : NEVER, std::memory_order_relaxed);
+}
+
+// The linker's option --wrap=X gives X the name __real_X and leads every call of X to __wrap_X.
+// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming, readability-non-const-parameter)
+extern "C" {
+
+void* __real_mmap(void* begin, size_t size, int protection, int flags, int fileDescriptor, off_t offset);
+int __real_munmap(void* begin, size_t size);
+int __real_mprotect(void* begin, size_t size, int protection);
+int __real_open(const char* fileName, int flags, ...);
+ssize_t __real_read(int fileDescriptor, void* data, size_t size);
+ssize_t __real_write(int fileDescriptor, const void* data, size_t size);
+int __real_close(int fileDescriptor);
+int __real_flock(int fileDescriptor, int operation);
+int __real_stat(const char* fileName, struct stat* status);
+int __real_fstat(int fileDescriptor, struct stat* status);
+int __real_chmod(const char* fileName, mode_t mode);
+int __real_fsync(int fileDescriptor);
+int __real_rename(const char* oldName, const char* newName);
+int __real_unlink(const char* fileName);
+char* __real_realpath(const char* fileName, char* resolvedName);
+int __real_pthread_mutex_destroy(pthread_mutex_t* mutex);
+int __real_pthread_cond_destroy(pthread_cond_t* condition);
+
+void* __wrap_mmap(void* begin, size_t size, int protection, int flags, int fileDescriptor, off_t offset) {
+    const SystemCallGate gate(Call::MMAP, size);
+    return gate.isClosed() ? MAP_FAILED : __real_mmap(begin, size, protection, flags, fileDescriptor, offset);
+}
+
+int __wrap_munmap(void* begin, size_t size) {
+    const SystemCallGate gate(Call::MUNMAP, size);
+    return gate.isClosed() ? -1 : __real_munmap(begin, size);
+}
+
+int __wrap_mprotect(void* begin, size_t size, int protection) {
+    const SystemCallGate gate(Call::MPROTECT, size);
+    return gate.isClosed() ? -1 : __real_mprotect(begin, size, protection);
+}
+
+int __wrap_open(const char* fileName, int flags, ...) {
+    mode_t mode = 0;
+    if ((flags & (O_CREAT | __O_TMPFILE)) != 0) {
+        va_list arguments;
+        va_start(arguments, flags);
+        mode = va_arg(arguments, mode_t);
+        va_end(arguments);
+    }
+    const SystemCallGate gate(Call::OPEN);
+    if (gate.isClosed())
+        return -1;
+    const int fileDescriptor = __real_open(fileName, flags, mode);
+    return observed(fileDescriptor, &FileOperationObserver::opened, fileName, flags, fileDescriptor);
+}
+
+ssize_t __wrap_read(int fileDescriptor, void* data, size_t size) {
+    const SystemCallGate gate(Call::READ, size);
+    return gate.isClosed() ? -1 : __real_read(fileDescriptor, data, gate.getBytes());
+}
+
+ssize_t __wrap_write(int fileDescriptor, const void* data, size_t size) {
+    const SystemCallGate gate(Call::WRITE, size);
+    if (gate.isClosed())
+        return -1;
+    const ssize_t written = __real_write(fileDescriptor, data, gate.getBytes());
+    return observed(written, &FileOperationObserver::written, fileDescriptor, data, static_cast<size_t>(written));
+}
+
+int __wrap_close(int fileDescriptor) {
+    const SystemCallGate gate(Call::CLOSE);
+    const int result = __real_close(fileDescriptor);
+    return gate.isClosed() ? -1 : result;
+}
+
+int __wrap_flock(int fileDescriptor, int operation) {
+    const SystemCallGate gate(Call::FLOCK);
+    return gate.isClosed() ? -1 : __real_flock(fileDescriptor, operation);
+}
+
+int __wrap_stat(const char* fileName, struct stat* status) {
+    const SystemCallGate gate(Call::STAT);
+    return gate.isClosed() ? -1 : __real_stat(fileName, status);
+}
+
+int __wrap_fstat(int fileDescriptor, struct stat* status) {
+    const SystemCallGate gate(Call::FSTAT);
+    return gate.isClosed() ? -1 : __real_fstat(fileDescriptor, status);
+}
+
+int __wrap_chmod(const char* fileName, mode_t mode) {
+    const SystemCallGate gate(Call::CHMOD);
+    return gate.isClosed() ? -1 : __real_chmod(fileName, mode);
+}
+
+int __wrap_fsync(int fileDescriptor) {
+    const SystemCallGate gate(Call::FSYNC);
+    return gate.isClosed()
+               ? -1
+               : observed(__real_fsync(fileDescriptor), &FileOperationObserver::synchronized, fileDescriptor);
+}
+
+int __wrap_rename(const char* oldName, const char* newName) {
+    const SystemCallGate gate(Call::RENAME);
+    return gate.isClosed()
+               ? -1
+               : observed(__real_rename(oldName, newName), &FileOperationObserver::renamed, oldName, newName);
+}
+
+int __wrap_unlink(const char* fileName) {
+    const SystemCallGate gate(Call::UNLINK);
+    return gate.isClosed() ? -1 : observed(__real_unlink(fileName), &FileOperationObserver::unlinked, fileName);
+}
+
+char* __wrap_realpath(const char* fileName, char* resolvedName) {
+    const SystemCallGate gate(Call::REALPATH);
+    return gate.isClosed() ? nullptr : __real_realpath(fileName, resolvedName);
+}
+
+int __wrap_pthread_mutex_destroy(pthread_mutex_t* mutex) {
+    const SystemCallGate gate(Call::MUTEX_DESTROY);
+    return gate.getErrorCode() != 0 ? gate.getErrorCode() : __real_pthread_mutex_destroy(mutex);
+}
+
+int __wrap_pthread_cond_destroy(pthread_cond_t* condition) {
+    const SystemCallGate gate(Call::CONDITION_DESTROY);
+    return gate.getErrorCode() != 0 ? gate.getErrorCode() : __real_pthread_cond_destroy(condition);
+}
+}
+// NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming, readability-non-const-parameter)

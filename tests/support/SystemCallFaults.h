@@ -1,0 +1,75 @@
+#pragma once
+
+#include "Engine/core/platform/Unmovable.h"
+
+#include <atomic>
+#include <cstddef>
+#include <limits>
+
+/// Watches the calls of one system call while it lives, and makes them fail or fall short as it is told.
+///
+/// Every call from the engine, the tool and the tests passes here: the linker leads it to a stand-in. Those of shared
+/// libraries do not. A failing call does nothing, except that a failing close still closes, as Linux does.
+///
+/// Threads  Calls of all threads count together. Made, told and destroyed while no other thread calls.
+/// Limits   At most one for each call at a time.
+class SystemCallFaults : private Unmovable {
+public:
+    enum class Call : size_t {
+        MMAP,
+        MUNMAP,
+        MPROTECT,
+        OPEN,
+        READ,
+        WRITE,
+        CLOSE,
+        FSYNC,
+        RENAME,
+        FLOCK,
+        CHMOD,
+        STAT,
+        FSTAT,
+        UNLINK,
+        REALPATH,
+        MUTEX_DESTROY,
+        CONDITION_DESTROY,
+    };
+
+    static constexpr size_t NUMBER_OF_CALLS = 17;
+
+    enum class Duration { ONCE, FOR_GOOD };
+
+    /// Counts, and lets every call pass.
+    explicit SystemCallFaults(Call call);
+    ~SystemCallFaults();
+
+    /// Lets `allowedCalls` more calls pass; the next one, or all further ones, report `errorCode`.
+    void failAfter(size_t allowedCalls, int errorCode, Duration duration);
+
+    /// Makes reads and writes transfer at most `maximumBytes` a call.
+    void shortenTo(const size_t maximumBytes) { m_maximumBytes.store(maximumBytes, std::memory_order_relaxed); }
+
+    /// Calls since the construction, failed ones included.
+    size_t getNumberOfCalls() const { return m_numberOfCalls.load(std::memory_order_relaxed); }
+
+    size_t getNumberOfFailures() const { return m_numberOfFailures.load(std::memory_order_relaxed); }
+
+    /// The largest number of bytes that a read, write, mmap, mprotect or munmap asked for, and the latest.
+    size_t getLargestRequest() const { return m_largestRequest.load(std::memory_order_relaxed); }
+    size_t getLatestRequest() const { return m_latestRequest.load(std::memory_order_relaxed); }
+
+private:
+    friend class SystemCallGate;
+
+    static constexpr size_t NEVER = std::numeric_limits<size_t>::max();
+
+    const Call m_call;
+    std::atomic<size_t> m_numberOfCalls;
+    std::atomic<size_t> m_numberOfFailures;
+    std::atomic<size_t> m_largestRequest;
+    std::atomic<size_t> m_latestRequest;
+    std::atomic<size_t> m_maximumBytes;
+    std::atomic<size_t> m_firstFailure; // counted like m_numberOfCalls, from 0
+    std::atomic<size_t> m_endOfFailures;
+    std::atomic<int> m_errorCode;
+};
