@@ -1,0 +1,221 @@
+#include "Engine/core/data-store/SectionInputStream.h"
+#include "Engine/core/data-store/SectionOutputStream.h"
+#include "Engine/core/platform/MelnarException.h"
+#include "Engine/core/platform/stream/MemoryInputStream.h"
+#include "Engine/core/platform/stream/MemoryOutputStream.h"
+#include "tests/support/CaughtException.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr size_t BLOCK_SIZE = SectionOutputStream::BLOCK_SIZE;
+constexpr size_t BLOCK_FRAME = 16; // the bytes of a block that are not the section's
+constexpr size_t FILE_FRAME = 28;  // beginning and end of a file
+
+std::string makeText(const size_t size) {
+    std::string text(size, '\0');
+    std::minstd_rand random(static_cast<unsigned>(size + 1));
+    for (char& character : text)
+        character = static_cast<char>(random() >> 8);
+    return text;
+}
+
+/// A file of the given sections, each written in pieces of `pieceSize`.
+std::string writeFile(const std::vector<std::string>& sections, const size_t pieceSize = ~size_t(0)) {
+    MemoryOutputStream file;
+    SectionOutputStream output(file);
+    EXPECT_EQ("memory", output.getName());
+    for (const std::string& section : sections) {
+        for (size_t begin = 0; begin < section.size();) {
+            const size_t size = std::min(pieceSize, section.size() - begin);
+            output.write(section.data() + begin, size);
+            output.flush();
+            begin += size;
+        }
+        output.endSection();
+    }
+    output.endFile();
+    return file.getBytes();
+}
+
+/// Reads sections of the given sizes and the end of the file.
+std::vector<std::string> readFile(const std::string& file, const std::vector<size_t>& sizes) {
+    MemoryInputStream bytes(file);
+    SectionInputStream input(bytes);
+    std::vector<std::string> sections;
+    for (const size_t size : sizes) {
+        input.beginSection("section " + std::to_string(sections.size()));
+        std::string section(size, '\0');
+        input.readExactly(section.data(), size);
+        input.endSection();
+        sections.push_back(section);
+    }
+    input.endFile();
+    return sections;
+}
+
+std::string getMessage(const std::string& file, const std::vector<size_t>& sizes) {
+    return catchException<MelnarException>([&] { readFile(file, sizes); }).getMessage();
+}
+
+TEST(SectionStreamsTest, everySizeAroundABlockComesBack) {
+    for (const size_t size : {size_t(0), size_t(1), size_t(7), BLOCK_SIZE - 1, BLOCK_SIZE, BLOCK_SIZE + 1,
+                              2 * BLOCK_SIZE - 1, 2 * BLOCK_SIZE, 2 * BLOCK_SIZE + 1, 5 * BLOCK_SIZE + 12345}) {
+        const std::string text = makeText(size);
+        const std::string file = writeFile({text, "between", text});
+        const size_t blocks = size == 0 ? 1 : (size - 1) / BLOCK_SIZE + 1;
+        EXPECT_EQ(FILE_FRAME + 2 * size + 7 + (2 * blocks + 1) * BLOCK_FRAME, file.size());
+        EXPECT_EQ((std::vector<std::string>{text, "between", text}), readFile(file, {size, 7, size}));
+    }
+}
+
+TEST(SectionStreamsTest, theBytesDoNotDependOnThePiecesInWhichTheyAreWritten) {
+    const std::string text = makeText(3 * BLOCK_SIZE + 100);
+    const std::string file = writeFile({text});
+    for (const size_t pieceSize :
+         {size_t(4093), BLOCK_SIZE / 2, BLOCK_SIZE - 1, BLOCK_SIZE, BLOCK_SIZE + 1, 2 * BLOCK_SIZE, 2 * BLOCK_SIZE + 1})
+        EXPECT_EQ(file, writeFile({text}, pieceSize)) << pieceSize;
+    EXPECT_EQ(writeFile({"abc"}), writeFile({"abc"}, 1));
+}
+
+TEST(SectionStreamsTest, aFileWithoutSectionsIsAFile) {
+    const std::string file = writeFile({});
+    EXPECT_EQ(FILE_FRAME, file.size());
+    EXPECT_EQ(std::vector<std::string>(), readFile(file, {}));
+}
+
+TEST(SectionStreamsTest, readsDeliverAcrossBlocksInAnyPieces) {
+    const std::string text = makeText(2 * BLOCK_SIZE + 77);
+    const std::string file = writeFile({text});
+    MemoryInputStream bytes(file);
+    SectionInputStream input(bytes);
+    input.beginSection("text");
+    std::string read;
+    std::string piece(300007, '\0');
+    while (read.size() < text.size()) {
+        const size_t delivered = input.read(piece.data(), std::min(piece.size(), text.size() - read.size()));
+        ASSERT_GT(delivered, 0u);
+        read.append(piece, 0, delivered);
+    }
+    EXPECT_EQ(text, read);
+    input.endSection();
+    input.endFile();
+}
+
+TEST(SectionStreamsTest, everyBitOfASmallFileIsGuarded) {
+    const std::vector<std::string> sections = {"header", "", "the third section"};
+    const std::string file = writeFile(sections);
+    size_t refused = 0;
+    for (size_t bit = 0; bit < file.size() * 8; ++bit) {
+        std::string damaged = file;
+        damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ (1 << bit % 8));
+        ASSERT_THROW(readFile(damaged, {6, 0, 17}), MelnarException) << "bit " << bit;
+        ++refused;
+    }
+    EXPECT_EQ(file.size() * 8, refused);
+}
+
+TEST(SectionStreamsTest, everyOtherByteValueAtEveryPlaceIsRefused) {
+    const std::string file = writeFile({"abc"});
+    for (size_t place = 0; place < file.size(); ++place)
+        for (unsigned change = 1; change < 256; ++change) {
+            std::string damaged = file;
+            damaged[place] = static_cast<char>(static_cast<unsigned char>(damaged[place]) ^ change);
+            ASSERT_THROW(readFile(damaged, {3}), MelnarException) << "byte " << place << " changed by " << change;
+        }
+}
+
+TEST(SectionStreamsTest, everyTruncationAndEveryExcessIsRefused) {
+    const std::string file = writeFile({"abc", "defghi"});
+    for (size_t size = 0; size < file.size(); ++size)
+        ASSERT_THROW(readFile(file.substr(0, size), {3, 6}), MelnarException) << size;
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'end of file': the file goes on behind its end.",
+              getMessage(file + '\0', {3, 6}));
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'end of file': the file goes on behind its end.",
+              getMessage(file + file, {3, 6}));
+}
+
+TEST(SectionStreamsTest, damageInALaterBlockIsFoundWithItsNumber) {
+    const size_t size = 3 * BLOCK_SIZE;
+    const std::string file = writeFile({"abc", makeText(size)});
+    const size_t secondSection = 12 + 3 + BLOCK_FRAME;
+    for (size_t block = 0; block < 3; ++block)
+        for (const size_t place : {size_t(8), BLOCK_SIZE / 2, 8 + BLOCK_SIZE - 1, 8 + BLOCK_SIZE + 7}) {
+            std::string damaged = file;
+            char& byte = damaged[secondSection + block * (BLOCK_SIZE + BLOCK_FRAME) + place];
+            byte = static_cast<char>(byte ^ 0x10);
+            EXPECT_EQ("Dictionary file 'memory' is damaged: section 'section 1': block " + std::to_string(block + 1) +
+                          " does not have the checksum that it was written with.",
+                      getMessage(damaged, {3, size}));
+        }
+}
+
+TEST(SectionStreamsTest, noByteOfADamagedBlockIsDelivered) {
+    std::string file = writeFile({"abc"});
+    file[12 + 8 + 2] = 'd';
+    MemoryInputStream bytes(file);
+    SectionInputStream input(bytes);
+    EXPECT_THROW(input.beginSection("text"), MelnarException);
+}
+
+TEST(SectionStreamsTest, blocksThatChangedPlacesAreFound) {
+    const std::string file = writeFile({"abc", "def"});
+    const size_t blockSize = 3 + BLOCK_FRAME;
+    const std::string swapped = file.substr(0, 12) + file.substr(12 + blockSize, blockSize) +
+                                file.substr(12, blockSize) + file.substr(12 + 2 * blockSize);
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'section 0': block 1 has a header that no block has there.",
+              getMessage(swapped, {3, 3}));
+    const std::string large = writeFile({makeText(2 * BLOCK_SIZE)});
+    const size_t fullBlock = BLOCK_SIZE + BLOCK_FRAME;
+    const std::string exchanged = large.substr(0, 12) + large.substr(12 + fullBlock, fullBlock) +
+                                  large.substr(12, fullBlock) + large.substr(12 + 2 * fullBlock);
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'section 0': it is shorter than its contents.",
+              getMessage(exchanged, {2 * BLOCK_SIZE}));
+}
+
+/// Full blocks of one section carry the same header, so that only the checksum over everything tells their order.
+TEST(SectionStreamsTest, fullBlocksThatChangedPlacesAreFoundByTheChecksumOfTheFile) {
+    const std::string file = writeFile({makeText(2 * BLOCK_SIZE + 1)});
+    const size_t fullBlock = BLOCK_SIZE + BLOCK_FRAME;
+    const std::string exchanged = file.substr(0, 12) + file.substr(12 + fullBlock, fullBlock) +
+                                  file.substr(12, fullBlock) + file.substr(12 + 2 * fullBlock);
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'end of file': the file does not have the checksum that "
+              "it was written with.",
+              getMessage(exchanged, {2 * BLOCK_SIZE + 1}));
+}
+
+TEST(SectionStreamsTest, aSectionThatIsShorterOrLongerThanExpectedIsNamed) {
+    const std::string file = writeFile({"abc", "defg"});
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'section 1': it is shorter than its contents.",
+              getMessage(file, {3, 5}));
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'section 1': it is longer than its contents.",
+              getMessage(file, {3, 3}));
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'section 0': it is longer than its contents.",
+              getMessage(writeFile({makeText(BLOCK_SIZE + 1)}), {BLOCK_SIZE}));
+}
+
+TEST(SectionStreamsTest, aWrongNumberOfSectionsIsFound) {
+    const std::string file = writeFile({"abc", "def"});
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'end of file': the file does not have the size that it was "
+              "written with.",
+              getMessage(file, {3}));
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'section 2': block 1 has a header that no block has there.",
+              getMessage(file, {3, 3, 0}));
+}
+
+TEST(SectionStreamsTest, whatIsNoDictionaryFileIsToldApart) {
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'beginning of file': the file ends within it.",
+              getMessage("", {}));
+    EXPECT_EQ("File 'memory' is not a dictionary file.", getMessage("a text that is long enough", {}));
+    std::string file = writeFile({});
+    file[8] = 2;
+    EXPECT_EQ("Dictionary file 'memory' has format version 2; this program reads and writes version 1.",
+              getMessage(file, {}));
+}
+
+} // namespace
