@@ -1,0 +1,195 @@
+#include "Engine/core/data-store/DictionaryFile.h"
+
+#include "Engine/core/platform/MelnarException.h"
+#include "Engine/core/platform/MemoryExhaustedException.h"
+#include "Engine/core/platform/SystemCallException.h"
+#include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
+#include "tests/support/CaughtException.h"
+#include "tests/support/SystemCallFaults.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Resources = std::vector<std::pair<uint64_t, std::string>>;
+
+Resources getResources(const Dictionary& dictionary) {
+    Resources resources;
+    dictionary.forEachResource([&](const uint64_t resourceID, const ResourceValue& value) {
+        resources.emplace_back(resourceID,
+                               std::to_string(value.m_datatypeID) + ' ' +
+                                   std::string(reinterpret_cast<const char*>(value.m_data), value.m_dataSize));
+    });
+    return resources;
+}
+
+void expectEqual(const Dictionary& expected, const Dictionary& actual) {
+    EXPECT_EQ(getResources(expected), getResources(actual));
+    EXPECT_EQ(expected.getNextResourceID(), actual.getNextResourceID());
+    EXPECT_EQ(expected.getCommitPoint().m_resourceID, actual.getCommitPoint().m_resourceID);
+    EXPECT_EQ(expected.getMaximumNumberOfResources(), actual.getMaximumNumberOfResources());
+    EXPECT_EQ(expected.getUnusedDataPoolBytes(), actual.getUnusedDataPoolBytes());
+    EXPECT_LE(actual.getMemoryInUse(), expected.getMemoryInUse()) << "a copy takes no more than it needs";
+    EXPECT_NO_THROW(actual.verify());
+}
+
+/// Literals of both datatypes and all lengths of size headers up to 4 bytes, enough of them for several resizes.
+std::unique_ptr<Dictionary> makeLargeDictionary(const uint64_t maximumNumberOfResources) {
+    auto dictionary = std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, maximumNumberOfResources);
+    DictionaryThread thread(*dictionary);
+    for (size_t number = 0; number < 9000; ++number) {
+        const std::string text = std::to_string(number) + std::string(number % 1000 == 7 ? 20000 : number % 200, 'x');
+        if (number % 3 == 0)
+            dictionary->resolveResource(thread, text + "@en-GB", D_RDF_PLAIN_LITERAL);
+        else
+            dictionary->resolveResource(thread, text, D_XSD_STRING);
+        if (number == 5000)
+            dictionary->commit();
+        if (number == 7000)
+            dictionary->rollback();
+    }
+    return dictionary;
+}
+
+/// Every claim holds for both bucket widths.
+class DictionaryFileTest : public testing::TestWithParam<uint64_t> {};
+
+TEST_P(DictionaryFileTest, anEmptyDictionaryComesBack) {
+    const Dictionary dictionary(TEST_MEMORY_LIMIT, GetParam());
+    const std::unique_ptr<Dictionary> copy = readFromMemory(writeToMemory(dictionary));
+    EXPECT_EQ(Resources(), getResources(*copy));
+    EXPECT_EQ(1u, copy->getNextResourceID());
+    EXPECT_EQ(GetParam(), copy->getMaximumNumberOfResources());
+    DictionaryThread thread(*copy);
+    EXPECT_EQ(1u, copy->resolveResource(thread, "first", D_XSD_STRING));
+}
+
+TEST_P(DictionaryFileTest, everythingComesBack) {
+    for (const auto make : {&makeSampleDictionary, &makeLargeDictionary}) {
+        const std::unique_ptr<Dictionary> dictionary = make(GetParam());
+        const std::unique_ptr<Dictionary> copy = readFromMemory(writeToMemory(*dictionary));
+        expectEqual(*dictionary, *copy);
+    }
+}
+
+TEST_P(DictionaryFileTest, aCopyGoesOnWhereTheOriginalWas) {
+    const std::unique_ptr<Dictionary> dictionary = makeSampleDictionary(GetParam());
+    const std::unique_ptr<Dictionary> copy = readFromMemory(writeToMemory(*dictionary));
+    for (Dictionary* const each : {dictionary.get(), copy.get()}) {
+        DictionaryThread thread(*each);
+        EXPECT_EQ(1u, each->resolveResource(thread, "abc", D_XSD_STRING));
+        EXPECT_EQ(6u, each->resolveResource(thread, "def", D_XSD_STRING));
+        EXPECT_EQ(7u, each->resolveResource(thread, "gone", D_XSD_STRING));
+        EXPECT_EQ(0u, each->tryResolveResource(each->getCommitPoint(), "def", D_XSD_STRING));
+        each->rollback();
+        EXPECT_EQ(0u, each->tryResolveResource({100}, "def", D_XSD_STRING));
+        for (uint64_t number = 0; number < 3000; ++number)
+            EXPECT_EQ(8 + number, each->resolveResource(thread, std::to_string(number) + "@en", D_RDF_PLAIN_LITERAL));
+        EXPECT_EQ(3008u, each->commit().m_resourceID);
+    }
+    EXPECT_EQ(getResources(*dictionary), getResources(*copy));
+    EXPECT_NO_THROW(copy->verify());
+}
+
+TEST_P(DictionaryFileTest, theSameLiteralsOnOneThreadGiveTheSameBytes) {
+    EXPECT_EQ(writeToMemory(*makeLargeDictionary(GetParam())), writeToMemory(*makeLargeDictionary(GetParam())));
+}
+
+TEST_P(DictionaryFileTest, aCopyIsWrittenAsTheSameBytes) {
+    for (const auto make : {&makeSampleDictionary, &makeLargeDictionary}) {
+        const std::string bytes = writeToMemory(*make(GetParam()));
+        EXPECT_EQ(bytes, writeToMemory(*readFromMemory(bytes)));
+    }
+}
+
+TEST_P(DictionaryFileTest, aFileOnDiskComesBackAndIsReplaced) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.getPathOf("strings.dict");
+    makeSampleDictionary(GetParam())->save(path);
+    expectEqual(*makeSampleDictionary(GetParam()), *Dictionary::open(path, TEST_MEMORY_LIMIT));
+    makeLargeDictionary(GetParam())->save(path);
+    expectEqual(*makeLargeDictionary(GetParam()), *Dictionary::open(path, TEST_MEMORY_LIMIT));
+    EXPECT_EQ(writeToMemory(*makeLargeDictionary(GetParam())), TemporaryDirectory::getContentsOf(path));
+}
+
+TEST_P(DictionaryFileTest, openingTakesTheMemoryThatItNeedsAndNoMore) {
+    const std::string bytes = writeToMemory(*makeLargeDictionary(GetParam()));
+    const size_t needed = readFromMemory(bytes)->getMemoryInUse();
+    const std::unique_ptr<Dictionary> dictionary = readFromMemory(bytes, needed + (size_t(1) << 20));
+    EXPECT_EQ(needed, dictionary->getMemoryInUse());
+    EXPECT_NO_THROW(dictionary->verify());
+}
+
+INSTANTIATE_TEST_SUITE_P(BucketWidths, DictionaryFileTest, testing::Values(NARROW, WIDE),
+                         [](const testing::TestParamInfo<uint64_t>& parameterInfo) {
+                             return parameterInfo.index == 0 ? "narrow" : "wide";
+                         });
+
+/// The bytes that the example of the format's description shows.
+std::string readExample() {
+    const std::string text =
+        TemporaryDirectory::getContentsOf(MELNAR_GOLDEN_FOLDER "/../../docs/formats/dictionary-file.md");
+    std::istringstream lines(text.substr(text.find("## Example")));
+    const std::regex bytesOfLine("    ((?:[0-9A-F]{2}  ?)*[0-9A-F]{2})(?:   *[^ ].*)?");
+    std::string bytes;
+    for (std::string line; std::getline(lines, line);) {
+        std::smatch match;
+        if (!std::regex_match(line, match, bytesOfLine))
+            continue;
+        std::istringstream numbers(match[1]);
+        for (unsigned number; numbers >> std::hex >> number;)
+            bytes += static_cast<char>(number);
+    }
+    return bytes;
+}
+
+TEST(DictionaryFileExampleTest, isWrittenAsDescribed) {
+    const std::string example = readExample();
+    EXPECT_EQ(12u + (16 + 40) + 3 * 16 + 8, example.size()) << "the description has changed";
+    const std::string bytes = writeToMemory(Dictionary(TEST_MEMORY_LIMIT, 10));
+    EXPECT_EQ(10686u, bytes.size());
+    EXPECT_EQ(example, bytes.substr(0, example.size()));
+}
+
+TEST(DictionaryFileOpenTest, aFileThatIsNotThereIsNamed) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.getPathOf("missing");
+    const auto exception = catchException<SystemCallException>([&] { Dictionary::open(path, TEST_MEMORY_LIMIT); });
+    EXPECT_EQ(0u, exception.getMessage().find("Cannot open file '" + path + "'."));
+    EXPECT_THROW(Dictionary::open(directory.getPathOf(""), TEST_MEMORY_LIMIT), SystemCallException);
+}
+
+TEST(DictionaryFileOpenTest, messagesNameTheFileOnDisk) {
+    const TemporaryDirectory directory;
+    const std::string bytes = writeToMemory(*makeSampleDictionary(NARROW));
+    const std::string path = directory.addFile("cut.dict", bytes.substr(0, bytes.size() - 100));
+    EXPECT_EQ("Dictionary file '" + path + "' is damaged: section 'datatype 5': the file ends within it.",
+              catchException<MelnarException>([&] { Dictionary::open(path, TEST_MEMORY_LIMIT); }).getMessage());
+}
+
+/// The limits step through every growth of every part.
+TEST(DictionaryFileOpenTest, everyMemoryLimitIsRefusedCleanly) {
+    for (const uint64_t maximumNumberOfResources : {NARROW, WIDE}) {
+        const std::string bytes = writeToMemory(*makeLargeDictionary(maximumNumberOfResources));
+        const size_t needed = readFromMemory(bytes)->getMemoryInUse();
+        size_t refused = 0;
+        for (size_t memoryLimit = 0; memoryLimit < needed; memoryLimit += 4096) {
+            SystemCallFaults reservations(SystemCallFaults::Call::MMAP);
+            SystemCallFaults releases(SystemCallFaults::Call::MUNMAP);
+            ASSERT_THROW(readFromMemory(bytes, memoryLimit), MemoryExhaustedException) << memoryLimit;
+            ASSERT_EQ(reservations.getNumberOfCalls(), releases.getNumberOfCalls()) << "address space leaked";
+            ++refused;
+        }
+        EXPECT_GT(refused, 250u);
+        EXPECT_NO_THROW(readFromMemory(bytes, needed + (size_t(1) << 20))->verify());
+    }
+}
+
+} // namespace

@@ -1,0 +1,164 @@
+#pragma once
+
+#include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/DictionaryFile.h"
+#include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/data-store/SectionInputStream.h"
+#include "Engine/core/data-store/SectionOutputStream.h"
+#include "Engine/core/platform/stream/MemoryInputStream.h"
+#include "Engine/core/platform/stream/MemoryOutputStream.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+/// The largest numbers of resources with which the tests ask for each bucket width.
+constexpr uint64_t NARROW = 100000;
+constexpr uint64_t WIDE = uint64_t(1) << 33;
+
+constexpr size_t TEST_MEMORY_LIMIT = size_t(64) << 20;
+
+inline std::string writeToMemory(const Dictionary& dictionary) {
+    MemoryOutputStream output;
+    DictionaryFile::write(dictionary, output);
+    return output.getBytes();
+}
+
+inline std::unique_ptr<Dictionary> readFromMemory(const std::string& bytes,
+                                                  const size_t memoryLimit = TEST_MEMORY_LIMIT) {
+    MemoryInputStream input(bytes);
+    return DictionaryFile::read(input, memoryLimit);
+}
+
+/// Six IDs: strings and plain literals, two of them withdrawn, the last one not committed.
+inline std::unique_ptr<Dictionary> makeSampleDictionary(const uint64_t maximumNumberOfResources) {
+    auto dictionary = std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, maximumNumberOfResources);
+    {
+        DictionaryThread thread(*dictionary);
+        dictionary->resolveResource(thread, "abc", D_XSD_STRING);
+        dictionary->resolveResource(thread, "abc@en", D_RDF_PLAIN_LITERAL);
+        dictionary->resolveResource(thread, "", D_XSD_STRING);
+        dictionary->commit();
+        dictionary->resolveResource(thread, "gone", D_XSD_STRING);
+        dictionary->resolveResource(thread, "gone@de", D_RDF_PLAIN_LITERAL);
+        dictionary->rollback();
+        dictionary->resolveResource(thread, "def", D_XSD_STRING);
+    } // The thread's block goes back to the pool, so that the file is small.
+    return dictionary;
+}
+
+/// A dictionary file taken to pieces, whose fields can be changed, and which is put together again with checksums that
+/// are right for what it holds then.
+class ForgedDictionaryFile {
+public:
+    enum Section { HEADER, DATA_OFFSETS, DATATYPE_BYTES, DATA_POOL, STRINGS, NUMBER_OF_SECTIONS };
+
+    // Fields of the header, by their offset.
+    static constexpr size_t BUCKET_WIDTH = 0;
+    static constexpr size_t NUMBER_OF_DATATYPES = 4;
+    static constexpr size_t MAXIMUM = 8;
+    static constexpr size_t NEXT_RESOURCE_ID = 16;
+    static constexpr size_t COMMIT_POINT = 24;
+    static constexpr size_t DATA_POOL_BYTES = 32;
+
+    // Fields of a table, by their offset.
+    static constexpr size_t TABLE_MARKER = 8;
+    static constexpr size_t NUMBER_OF_BUCKETS = 25;
+    static constexpr size_t THRESHOLD = 33;
+    static constexpr size_t USED_BUCKETS = 41;
+    static constexpr size_t DELETED_BUCKETS = 49;
+    static constexpr size_t QUOTAS = 57;
+    static constexpr size_t REGION_CAPACITY = QUOTAS + 256 * 4;
+    static constexpr size_t REGION_END = REGION_CAPACITY + 8;
+    static constexpr size_t BUCKETS = REGION_END + 8;
+
+    /// The datatypes with their names, and the stream's own beginning.
+    static constexpr size_t DATATYPE_STREAM = 122;
+    static constexpr size_t FIRST_TABLE = DATATYPE_STREAM + 30;
+
+    explicit ForgedDictionaryFile(const Dictionary& dictionary) : ForgedDictionaryFile(writeToMemory(dictionary)) {}
+
+    /// Takes a sound file to pieces.
+    explicit ForgedDictionaryFile(const std::string& bytes) : m_sections(NUMBER_OF_SECTIONS) {
+        size_t position = 12;
+        for (std::string& section : m_sections)
+            for (bool isLast = false; !isLast;) {
+                uint32_t header[2];
+                std::memcpy(header, bytes.data() + position, sizeof(header));
+                isLast = (header[1] & SectionOutputStream::LAST_BLOCK) != 0;
+                const size_t size = header[1] & ~SectionOutputStream::LAST_BLOCK;
+                section.append(bytes, position + sizeof(header), size);
+                position += sizeof(header) + size + sizeof(uint64_t);
+            }
+        if (position + 2 * sizeof(uint64_t) != bytes.size() || getBytes() != bytes)
+            throw std::logic_error("The file cannot be taken to pieces.");
+    }
+
+    std::string getBytes() const {
+        MemoryOutputStream file;
+        SectionOutputStream output(file);
+        for (const std::string& section : m_sections) {
+            output.write(section.data(), section.size());
+            output.endSection();
+        }
+        output.endFile();
+        return file.getBytes();
+    }
+
+    template<class T>
+    T get(const Section section, const size_t position) const {
+        T value;
+        std::memcpy(&value, m_sections.at(section).substr(position, sizeof(T)).data(), sizeof(T));
+        return value;
+    }
+
+    template<class T>
+    void set(const Section section, const size_t position, const T value) {
+        m_sections.at(section).replace(position, sizeof(T), reinterpret_cast<const char*>(&value), sizeof(T));
+    }
+
+    size_t getBucketWidth() const { return get<uint32_t>(HEADER, BUCKET_WIDTH); }
+
+    /// Where a table begins: 0 for the strings, 1 for the plain literals.
+    size_t getTable(const size_t table) const {
+        return table == 0 ? FIRST_TABLE
+                          : FIRST_TABLE + BUCKETS + get<uint64_t>(STRINGS, FIRST_TABLE + REGION_END) * getBucketWidth();
+    }
+
+    uint64_t getField(const size_t table, const size_t field) const {
+        return get<uint64_t>(STRINGS, getTable(table) + field);
+    }
+
+    void setField(const size_t table, const size_t field, const uint64_t value) {
+        set<uint64_t>(STRINGS, getTable(table) + field, value);
+    }
+
+    uint64_t getBucket(const size_t table, const size_t bucket) const {
+        const size_t position = getTable(table) + BUCKETS + bucket * getBucketWidth();
+        return getBucketWidth() == 4 ? get<uint32_t>(STRINGS, position) : get<uint64_t>(STRINGS, position);
+    }
+
+    void setBucket(const size_t table, const size_t bucket, const uint64_t value) {
+        const size_t position = getTable(table) + BUCKETS + bucket * getBucketWidth();
+        if (getBucketWidth() == 4)
+            set<uint32_t>(STRINGS, position, static_cast<uint32_t>(value));
+        else
+            set<uint64_t>(STRINGS, position, value);
+    }
+
+    /// The first bucket that holds `value`.
+    size_t findBucket(const size_t table, const uint64_t value) const {
+        size_t bucket = 0;
+        while (getBucket(table, bucket) != value)
+            ++bucket;
+        return bucket;
+    }
+
+    uint64_t getBucketDeleted() const { return getBucketWidth() == 4 ? 0xFFFFFFFF : 0x7FFFFFFFFFFFFFFF; }
+
+    std::vector<std::string> m_sections;
+};
