@@ -68,6 +68,9 @@ public:
     /// Appends a resource's literal in Turtle syntax.
     void appendTurtleLiteral(uint64_t resourceID, std::string& output) const;
 
+    /// Appends any literal in Turtle syntax, whether it has a resource or not.
+    void appendTurtleLiteral(std::string_view lexicalForm, uint8_t datatypeID, std::string& output) const;
+
     /// Calls `visitor` for every resource that exists, in ascending order of the IDs. The value is the visitor's only
     /// until it returns. Resources that are created meanwhile may be missed.
     void forEachResource(const std::function<void(uint64_t, const ResourceValue&)>& visitor) const;
