@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -56,9 +57,13 @@ void FileOutputStream::flush() {
 void FileOutputStream::synchronize() {
     flush();
     while (::fsync(m_fileDescriptor) != 0)
-        if (errno != EINTR)
-            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_SYNCHRONIZE, MelnarException::NO_CAUSES, "fsync", errno,
-                                      "Cannot write file '", m_fileName, "' to the disk.");
+        if (errno != EINTR) {
+            const int errorCode = errno;
+            // The system forgets which bytes it could not write, and may report success the next time.
+            ::close(std::exchange(m_fileDescriptor, -1));
+            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_SYNCHRONIZE, MelnarException::NO_CAUSES, "fsync",
+                                      errorCode, "Cannot write file '", m_fileName, "' to the disk.");
+        }
 }
 
 void FileOutputStream::close() {
@@ -76,8 +81,12 @@ void FileOutputStream::writeThrough(const uint8_t* data, size_t numberOfBytes) {
         if (written >= 0) {
             data += written;
             numberOfBytes -= static_cast<size_t>(written);
-        } else if (errno != EINTR)
-            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_WRITE, MelnarException::NO_CAUSES, "write", errno,
+        } else if (errno != EINTR) {
+            const int errorCode = errno;
+            // How much of the buffer has reached the file is lost with this failure: no later write may succeed.
+            ::close(std::exchange(m_fileDescriptor, -1));
+            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_WRITE, MelnarException::NO_CAUSES, "write", errorCode,
                                       "Cannot write to file '", m_fileName, "'.");
+        }
     }
 }

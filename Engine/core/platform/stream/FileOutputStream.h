@@ -10,6 +10,7 @@
 ///
 /// Ownership  Owns the file descriptor and a buffer of BUFFER_SIZE bytes.
 /// Errors     SystemCallException that names the file and the call. Interrupted and short writes are continued.
+///            After a failed write, to the file or to the disk, the stream never completes: close() fails as well.
 /// Completion Only after close() has returned is the file complete. Destruction without it closes the file and drops
 ///            what is still buffered, as a destructor could not report a failure.
 class FileOutputStream final : public OutputStream, private Unmovable {

@@ -1,0 +1,192 @@
+#include "Engine/core/platform/stream/FileOutputStream.h"
+
+#include "Engine/core/platform/SystemCallException.h"
+#include "Engine/core/platform/system/VirtualMemory.h"
+#include "tests/support/AllocationFaults.h"
+#include "tests/support/CaughtException.h"
+#include "tests/support/SystemCallFaults.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <new>
+#include <string>
+
+namespace {
+
+using Call = SystemCallFaults::Call;
+using Duration = SystemCallFaults::Duration;
+
+constexpr const char* SOURCE_FILE = "Engine/core/platform/stream/FileOutputStream";
+constexpr size_t BUFFER_SIZE = FileOutputStream::BUFFER_SIZE;
+
+} // namespace
+
+TEST(FileOutputStreamFailureTest, fileThatCannotBeMadeIsNamed) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.getPathOf("missing/file");
+    const auto exception = catchException<SystemCallException>([&] { const FileOutputStream output(path); });
+    EXPECT_EQ("Cannot create file '" + path +
+                  "'.\n[Extended information: open reported error code 2 (No such file or directory)]",
+              exception.getMessage());
+    EXPECT_STREQ("open", exception.getSystemCallName());
+    EXPECT_EQ(SOURCE_FILE, exception.getSourceFileName());
+    EXPECT_EQ(31, exception.getSourceLineNumber());
+}
+
+TEST(FileOutputStreamFailureTest, forbiddenFileIsLeftAsItWas) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.addFile("file", "old");
+    SystemCallFaults opens(Call::OPEN);
+    opens.failAfter(0, EACCES, Duration::FOR_GOOD);
+    const auto exception = catchException<SystemCallException>([&] { const FileOutputStream output(path); });
+    EXPECT_EQ(EACCES, exception.getErrorCode());
+    EXPECT_EQ("old", TemporaryDirectory::getContentsOf(path));
+}
+
+TEST(FileOutputStreamFailureTest, fullDiskIsReportedWithItsPlace) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.getPathOf("file");
+    FileOutputStream output(path);
+    output.write("contents", 8);
+    SystemCallFaults writes(Call::WRITE);
+    writes.failAfter(0, ENOSPC, Duration::FOR_GOOD);
+    const auto exception = catchException<SystemCallException>([&] { output.flush(); });
+    EXPECT_EQ("Cannot write to file '" + path +
+                  "'.\n[Extended information: write reported error code 28 (No space left on device)]",
+              exception.getMessage());
+    EXPECT_STREQ("write", exception.getSystemCallName());
+    EXPECT_EQ(SOURCE_FILE, exception.getSourceFileName());
+    EXPECT_EQ(58, exception.getSourceLineNumber());
+    EXPECT_EQ("", TemporaryDirectory::getContentsOf(path));
+}
+
+TEST(FileOutputStreamFailureTest, largeWriteReportsAFailureToo) {
+    const TemporaryDirectory directory;
+    FileOutputStream output(directory.getPathOf("file"));
+    SystemCallFaults writes(Call::WRITE);
+    writes.failAfter(0, EIO, Duration::ONCE);
+    const std::string contents(BUFFER_SIZE, 'x');
+    EXPECT_EQ(EIO, catchException<SystemCallException>([&] {
+                       output.write(contents.data(), contents.size());
+                   }).getErrorCode());
+}
+
+TEST(FileOutputStreamFailureTest, realFullDiskIsReported) {
+    FileOutputStream output("/dev/full");
+    output.write("contents", 8);
+    EXPECT_EQ(ENOSPC, catchException<SystemCallException>([&] { output.close(); }).getErrorCode());
+}
+
+TEST(FileOutputStreamFailureTest, closeReportsThatTheLastBytesCouldNotBeWritten) {
+    const TemporaryDirectory directory;
+    const SystemCallFaults closes(Call::CLOSE);
+    {
+        FileOutputStream output(directory.getPathOf("file"));
+        output.write("contents", 8);
+        SystemCallFaults writes(Call::WRITE);
+        writes.failAfter(0, EIO, Duration::FOR_GOOD);
+        EXPECT_EQ(EIO, catchException<SystemCallException>([&] { output.close(); }).getErrorCode());
+    }
+    EXPECT_EQ(1u, closes.getNumberOfCalls()) << "the file is closed all the same";
+}
+
+TEST(FileOutputStreamFailureTest, failedCloseIsReportedAndNotRepeated) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.getPathOf("file");
+    SystemCallFaults closes(Call::CLOSE);
+    closes.failAfter(0, EIO, Duration::ONCE);
+    {
+        FileOutputStream output(path);
+        output.write("contents", 8);
+        const auto exception = catchException<SystemCallException>([&] { output.close(); });
+        EXPECT_EQ("Cannot close file '" + path +
+                      "'.\n[Extended information: close reported error code 5 (Input/output error)]",
+                  exception.getMessage());
+        EXPECT_STREQ("close", exception.getSystemCallName());
+        EXPECT_EQ(79, exception.getSourceLineNumber());
+    }
+    EXPECT_EQ(1u, closes.getNumberOfCalls());
+}
+
+TEST(FileOutputStreamFailureTest, streamThatLostBytesNeverCompletes) {
+    const std::string large(BUFFER_SIZE, 'x');
+    for (const std::string& contents : {std::string("contents"), large}) {
+        const TemporaryDirectory directory;
+        FileOutputStream output(directory.getPathOf("file"));
+        {
+            SystemCallFaults writes(Call::WRITE);
+            writes.shortenTo(3);
+            writes.failAfter(1, ENOSPC, Duration::ONCE);
+            catchException<SystemCallException>([&] {
+                output.write(contents.data(), contents.size());
+                output.flush();
+            });
+        }
+        // There is space again, but which bytes of the piece reached the file is not known any more.
+        EXPECT_THROW(output.close(), SystemCallException) << contents.size() << " bytes";
+    }
+}
+
+TEST(FileOutputStreamFailureTest, failedSynchronizationIsReportedAndTheStreamNeverCompletes) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.getPathOf("file");
+    const SystemCallFaults closes(Call::CLOSE);
+    FileOutputStream output(path);
+    output.write("contents", 8);
+    SystemCallFaults synchronizations(Call::FSYNC);
+    synchronizations.failAfter(0, EIO, Duration::ONCE);
+    const auto exception = catchException<SystemCallException>([&] { output.synchronize(); });
+    EXPECT_EQ("Cannot write file '" + path +
+                  "' to the disk.\n[Extended information: fsync reported error code 5 (Input/output error)]",
+              exception.getMessage());
+    EXPECT_STREQ("fsync", exception.getSystemCallName());
+    EXPECT_EQ(SOURCE_FILE, exception.getSourceFileName());
+    EXPECT_EQ(68, exception.getSourceLineNumber());
+    EXPECT_EQ(1u, closes.getNumberOfCalls()) << "the file is closed at once";
+    EXPECT_THROW(output.synchronize(), SystemCallException);
+    EXPECT_THROW(output.close(), SystemCallException);
+}
+
+TEST(FileOutputStreamFailureTest, noWriteAsksForMoreThanThePlatformWritesAtOnce) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.getPathOf("file");
+    const size_t size = size_t(0x7FFFF000) + getVMPageSize();
+    void* const data = VirtualMemory::reserve(size);
+    ASSERT_NE(nullptr, data);
+    ASSERT_TRUE(VirtualMemory::commit(data, getVMPageSize()));
+    {
+        FileOutputStream output(path);
+        SystemCallFaults writes(Call::WRITE);
+        writes.shortenTo(1);
+        writes.failAfter(1, EIO, Duration::FOR_GOOD);
+        EXPECT_THROW(output.write(data, size), SystemCallException);
+        EXPECT_EQ(size_t(0x7FFFF000), writes.getLargestRequest());
+    }
+    VirtualMemory::release(data, size);
+    EXPECT_EQ(std::string(1, '\0'), TemporaryDirectory::getContentsOf(path));
+}
+
+TEST(FileOutputStreamFailureTest, failedAllocationLeavesNoFileOpen) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.getPathOf(std::string(100, 'f'));
+    const SystemCallFaults opens(Call::OPEN);
+    const SystemCallFaults closes(Call::CLOSE);
+    for (size_t allowed = 0;; ++allowed) {
+        bool hasFailed = false;
+        {
+            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
+            try {
+                const FileOutputStream output(path);
+            } catch (const std::bad_alloc&) {
+            }
+            hasFailed = faults.hasFailed();
+        }
+        EXPECT_EQ(opens.getNumberOfCalls(), closes.getNumberOfCalls()) << "allocation " << allowed + 1;
+        if (!hasFailed) {
+            EXPECT_EQ(2u, allowed) << "the path and the buffer";
+            break;
+        }
+    }
+}
