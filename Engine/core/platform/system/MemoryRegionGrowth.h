@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Engine/core/platform/MemoryExhaustedException.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
 #include <algorithm>
@@ -32,8 +31,8 @@ void ensureEndInSteps(MemoryRegion<T>& region, const size_t end) {
             try {
                 region.doEnsureEndAtLeast(steppedEnd);
                 return;
-            } catch (const MemoryExhaustedException&) {
-                // Other regions took the memory first: the need itself may still fit.
+            } catch (const MelnarException&) {
+                // Other regions took the memory first, or the system refused it: the need itself may still fit.
             }
         }
     }
