@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Engine/core/platform/Unmovable.h"
+
+#include <cstddef>
+
+/// Makes one allocation by operator new fail with std::bad_alloc.
+///
+///     for (size_t allowed = 0;; ++allowed) {
+///         bool hasFailed;
+///         {
+///             const AllocationFaults faults = AllocationFaults::failAfter(allowed);
+///             ...                                 // the operation under test, in a try block
+///             hasFailed = faults.hasFailed();
+///         }
+///         ...                                     // the state that must hold
+///         if (!hasFailed)
+///             break;                              // allowed + 1 is more than the operation needs
+///     }
+///
+/// Exceptions, malloc and what the system libraries allocate for themselves without operator new are not met.
+///
+/// Threads  Counts the allocations of the thread that made it, and only those. At most one a thread at a time.
+class AllocationFaults : private Unmovable {
+public:
+    /// Lets `allowedAllocations` pass and fails the next, once; those after it pass again.
+    static AllocationFaults failAfter(const size_t allowedAllocations) { return AllocationFaults(allowedAllocations); }
+
+    ~AllocationFaults();
+
+    bool hasFailed() const;
+
+private:
+    explicit AllocationFaults(size_t allowedAllocations);
+};
