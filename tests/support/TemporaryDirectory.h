@@ -2,10 +2,10 @@
 
 #include "Engine/core/platform/Unmovable.h"
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
-#include <stdlib.h>
 #include <string>
 
 /// A directory of its own for a test, removed with all that is in it.
