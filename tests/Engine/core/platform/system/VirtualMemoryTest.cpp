@@ -1,0 +1,102 @@
+#include "Engine/core/platform/system/VirtualMemory.h"
+
+#include "tests/support/MemoryAccess.h"
+#include "tests/support/SystemCallFaults.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <cstdint>
+#include <unistd.h>
+
+namespace {
+
+using Call = SystemCallFaults::Call;
+using Duration = SystemCallFaults::Duration;
+
+/// Two pages of address space.
+class VirtualMemoryTest : public ::testing::Test {
+protected:
+    VirtualMemoryTest() : m_pageSize(getVMPageSize()), m_begin(nullptr) {}
+
+    void SetUp() override {
+        m_begin = static_cast<uint8_t*>(VirtualMemory::reserve(2 * m_pageSize));
+        ASSERT_NE(nullptr, m_begin);
+    }
+
+    void TearDown() override { VirtualMemory::release(m_begin, 2 * m_pageSize); }
+
+    bool isZero(const uint8_t* const begin) const {
+        return std::all_of(begin, begin + m_pageSize, [](const uint8_t byte) { return byte == 0; });
+    }
+
+    const size_t m_pageSize;
+    uint8_t* m_begin;
+};
+
+} // namespace
+
+TEST(VMPageSizeTest, pageSizeIsTheSystemsAndAPowerOfTwo) {
+    EXPECT_EQ(static_cast<size_t>(::sysconf(_SC_PAGESIZE)), getVMPageSize());
+    EXPECT_TRUE(std::has_single_bit(getVMPageSize()));
+    EXPECT_LE(4096u, getVMPageSize());
+}
+
+TEST_F(VirtualMemoryTest, reservedMemoryFaults) {
+    EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(m_begin) % m_pageSize);
+    EXPECT_FALSE(isReadable(m_begin));
+    EXPECT_FALSE(isReadable(m_begin + 2 * m_pageSize - 1));
+}
+
+TEST_F(VirtualMemoryTest, committedPagesAreZeroAndWritableAndTheRestStillFaults) {
+    ASSERT_TRUE(VirtualMemory::commit(m_begin, m_pageSize));
+    EXPECT_TRUE(isZero(m_begin));
+    std::fill_n(m_begin, m_pageSize, uint8_t(0xFF));
+    EXPECT_FALSE(isReadable(m_begin + m_pageSize));
+}
+
+TEST_F(VirtualMemoryTest, decommittedPagesFaultAndAreZeroWhenCommittedAgain) {
+    ASSERT_TRUE(VirtualMemory::commit(m_begin, 2 * m_pageSize));
+    std::fill_n(m_begin, 2 * m_pageSize, uint8_t(0xFF));
+    VirtualMemory::decommit(m_begin + m_pageSize, m_pageSize);
+    EXPECT_EQ(0xFF, m_begin[m_pageSize - 1]) << "the page before keeps its contents";
+    EXPECT_FALSE(isReadable(m_begin + m_pageSize));
+    ASSERT_TRUE(VirtualMemory::commit(m_begin + m_pageSize, m_pageSize));
+    EXPECT_TRUE(isZero(m_begin + m_pageSize));
+}
+
+TEST_F(VirtualMemoryTest, releaseUnmapsTheWholeReservation) {
+    const SystemCallFaults unmaps(Call::MUNMAP);
+    void* const begin = VirtualMemory::reserve(3 * m_pageSize);
+    ASSERT_NE(nullptr, begin);
+    VirtualMemory::release(begin, 3 * m_pageSize);
+    EXPECT_EQ(1u, unmaps.getNumberOfCalls());
+    EXPECT_EQ(3 * m_pageSize, unmaps.getLatestRequest());
+    EXPECT_EQ(0u, unmaps.getNumberOfFailures());
+}
+
+TEST_F(VirtualMemoryTest, refusedReservationIsNull) {
+    SystemCallFaults maps(Call::MMAP);
+    maps.failAfter(0, ENOMEM, Duration::ONCE);
+    errno = 0;
+    EXPECT_EQ(nullptr, VirtualMemory::reserve(m_pageSize));
+    EXPECT_EQ(ENOMEM, errno);
+}
+
+TEST_F(VirtualMemoryTest, refusedCommitIsFalseAndThePagesStillFault) {
+    SystemCallFaults protects(Call::MPROTECT);
+    protects.failAfter(0, ENOMEM, Duration::ONCE);
+    errno = 0;
+    EXPECT_FALSE(VirtualMemory::commit(m_begin, m_pageSize));
+    EXPECT_EQ(ENOMEM, errno);
+    EXPECT_FALSE(isReadable(m_begin));
+}
+
+TEST_F(VirtualMemoryTest, commitOfWhatWasNeverReservedIsRefusedByTheSystem) {
+    VirtualMemory::release(m_begin, 2 * m_pageSize);
+    EXPECT_FALSE(VirtualMemory::commit(m_begin, m_pageSize));
+    EXPECT_EQ(ENOMEM, errno);
+    m_begin = static_cast<uint8_t*>(VirtualMemory::reserve(2 * m_pageSize));
+}
