@@ -1,0 +1,273 @@
+#include "Engine/core/platform/MelnarException.h"
+#include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/TestSeeds.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace {
+
+constexpr size_t STEPS = 120;
+
+/// What a caller passes, and what the dictionary then holds: an empty tag makes a string of a plain literal.
+struct Literal {
+    uint8_t m_datatypeID;
+    std::string m_lexicalForm;
+
+    auto operator<=>(const Literal&) const = default;
+
+    Literal getStored() const {
+        if (m_datatypeID == D_RDF_PLAIN_LITERAL && m_lexicalForm.back() == '@')
+            return {D_XSD_STRING, m_lexicalForm.substr(0, m_lexicalForm.size() - 1)};
+        return *this;
+    }
+};
+
+Literal makeLiteral(const uint32_t number) {
+    std::string text = number == 0 ? "" : std::to_string(number / 5) + std::string(number % 37, 'x');
+    switch (number % 5) {
+    case 0:
+    case 1:
+        return {D_XSD_STRING, text};
+    case 2:
+        return {D_XSD_STRING, text + "@en"};
+    case 3:
+        return {D_RDF_PLAIN_LITERAL, text + "@en"};
+    default:
+        return {D_RDF_PLAIN_LITERAL, text + "@"};
+    }
+}
+
+/// What a dictionary is, without any of its machinery.
+struct Model {
+    std::map<Literal, uint64_t> m_resourceIDs;
+    std::map<uint64_t, Literal> m_literals;
+    uint64_t m_nextResourceID = 1;
+    uint64_t m_commitPoint = 1;
+    std::vector<uint64_t> m_earlierCommitPoints; // of the present numbering
+
+    uint64_t find(const Literal& literal, const uint64_t commitPoint) const {
+        const auto found = m_resourceIDs.find(literal.getStored());
+        return found != m_resourceIDs.end() && found->second < commitPoint ? found->second : 0;
+    }
+
+    void commit() {
+        m_commitPoint = m_nextResourceID;
+        m_earlierCommitPoints.push_back(m_commitPoint);
+    }
+
+    void rollback() {
+        const auto begin = m_literals.lower_bound(m_commitPoint);
+        for (auto current = begin; current != m_literals.end(); ++current)
+            m_resourceIDs.erase(current->second);
+        m_literals.erase(begin, m_literals.end());
+    }
+
+    /// Returns the new ID of each old one.
+    std::vector<uint64_t> compact(const std::function<bool(uint64_t)>& survives) {
+        std::vector<uint64_t> newResourceIDs(m_nextResourceID, 0);
+        Model compacted;
+        for (const auto& [resourceID, literal] : m_literals)
+            if (survives(resourceID)) {
+                newResourceIDs[resourceID] = compacted.m_nextResourceID;
+                compacted.m_literals[compacted.m_nextResourceID] = literal;
+                compacted.m_resourceIDs[literal] = compacted.m_nextResourceID++;
+                compacted.m_commitPoint += resourceID < m_commitPoint;
+            }
+        *this = compacted;
+        return newResourceIDs;
+    }
+};
+
+/// One dictionary and its model, led through the same steps.
+class ModelRun {
+public:
+    ModelRun(const uint32_t seed, const uint64_t maximumNumberOfResources)
+        : m_random(seed), m_dictionary(std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, maximumNumberOfResources)),
+          m_thread(std::make_unique<DictionaryThread>(*m_dictionary)) {}
+
+    void takeStep() {
+        const uint32_t choice = drawNumber() % 100;
+        if (choice < 50)
+            resolve(drawNumber() % 4 + 1, drawNumber() % 12 == 0 ? 20000 : 600);
+        else if (choice < 65) {
+            m_model.commit();
+            EXPECT_EQ(m_model.m_commitPoint, m_dictionary->commit().m_resourceID);
+        } else if (choice < 80) {
+            m_model.rollback();
+            m_dictionary->rollback();
+        } else if (choice < 88)
+            compact();
+        else
+            saveAndOpen(choice % 2 == 0);
+    }
+
+    /// Dictionary and model agree.
+    void check() {
+        ASSERT_EQ(m_model.m_nextResourceID, m_dictionary->getNextResourceID());
+        ASSERT_EQ(m_model.m_commitPoint, m_dictionary->getCommitPoint().m_resourceID);
+        auto expected = m_model.m_literals.begin();
+        m_dictionary->forEachResource([&](const uint64_t resourceID, const ResourceValue& value) {
+            ASSERT_NE(m_model.m_literals.end(), expected) << "there is " << resourceID;
+            ASSERT_EQ(expected->first, resourceID);
+            ASSERT_EQ(expected->second,
+                      (Literal{value.m_datatypeID,
+                               std::string(reinterpret_cast<const char*>(value.m_data), value.m_dataSize - 1)}));
+            ++expected;
+        });
+        ASSERT_EQ(m_model.m_literals.end(), expected) << "there is no " << expected->first;
+        std::vector<uint64_t> commitPoints = {0, m_model.m_commitPoint, m_model.m_nextResourceID, ~uint64_t(0)};
+        if (!m_model.m_earlierCommitPoints.empty())
+            commitPoints.push_back(m_model.m_earlierCommitPoints[drawNumber() % m_model.m_earlierCommitPoints.size()]);
+        for (size_t count = 0; count < 200; ++count) {
+            const Literal literal = makeLiteral(drawNumber() % 700);
+            for (const uint64_t commitPoint : commitPoints)
+                ASSERT_EQ(m_model.find(literal, commitPoint), find(literal, commitPoint)) << literal.m_lexicalForm;
+        }
+        for (size_t count = 0; count < 20; ++count) {
+            const uint64_t resourceID = drawNumber() % (m_model.m_nextResourceID + 1);
+            std::string lexicalForm;
+            const auto literal = m_model.m_literals.find(resourceID);
+            if (literal == m_model.m_literals.end())
+                ASSERT_THROW(m_dictionary->getResource(resourceID, lexicalForm), MelnarException) << resourceID;
+            else {
+                const uint8_t datatypeID = m_dictionary->getResource(resourceID, lexicalForm);
+                ASSERT_EQ(literal->second, (Literal{datatypeID, lexicalForm}));
+            }
+        }
+        if (drawNumber() % 8 == 0) {
+            ASSERT_NO_THROW(m_dictionary->verify());
+        }
+    }
+
+    size_t m_resolved = 0;
+    size_t m_lookedUpMeanwhile = 0;
+
+private:
+    uint32_t drawNumber() { return static_cast<uint32_t>(m_random()); }
+
+    uint64_t find(const Literal& literal, const uint64_t commitPoint) const {
+        return m_dictionary->tryResolveResource({commitPoint}, literal.m_lexicalForm, literal.m_datatypeID);
+    }
+
+    /// Several threads resolve literals below a number, mostly the same ones; another one looks up meanwhile.
+    void resolve(const size_t numberOfThreads, const uint32_t numberOfLiterals) {
+        std::vector<std::vector<Literal>> literals(numberOfThreads);
+        for (std::vector<Literal>& ofThread : literals)
+            for (size_t count = numberOfLiterals / 5; count != 0; --count)
+                ofThread.push_back(makeLiteral(drawNumber() % numberOfLiterals));
+        std::vector<std::vector<uint64_t>> resourceIDs(numberOfThreads);
+        const auto run = [&](const size_t threadIndex, DictionaryThread& thread) {
+            for (const Literal& literal : literals[threadIndex])
+                resourceIDs[threadIndex].push_back(
+                    m_dictionary->resolveResource(thread, literal.m_lexicalForm, literal.m_datatypeID));
+        };
+        std::atomic<bool> isDone(false);
+        const uint32_t readerSeed = drawNumber();
+        std::thread reader([&] {
+            std::minstd_rand random(readerSeed);
+            while (!isDone.load()) {
+                const Literal literal = makeLiteral(static_cast<uint32_t>(random() % 700));
+                ASSERT_EQ(m_model.find(literal, m_model.m_commitPoint), find(literal, m_model.m_commitPoint))
+                    << "looked up while others resolve: " << literal.m_lexicalForm;
+                ++m_lookedUpMeanwhile;
+            }
+        });
+        std::vector<std::thread> threads;
+        for (size_t threadIndex = 1; threadIndex < numberOfThreads; ++threadIndex)
+            threads.emplace_back([&, threadIndex] {
+                DictionaryThread thread(*m_dictionary);
+                run(threadIndex, thread);
+            });
+        run(0, *m_thread);
+        for (std::thread& thread : threads)
+            thread.join();
+        isDone.store(true);
+        reader.join();
+
+        const uint64_t firstNewID = m_model.m_nextResourceID;
+        for (size_t threadIndex = 0; threadIndex < numberOfThreads; ++threadIndex)
+            for (size_t index = 0; index < literals[threadIndex].size(); ++index) {
+                const Literal literal = literals[threadIndex][index].getStored();
+                const uint64_t resourceID = resourceIDs[threadIndex][index];
+                const auto [known, isNew] = m_model.m_resourceIDs.try_emplace(literal, resourceID);
+                ASSERT_EQ(known->second, resourceID) << "all callers get one ID for " << literal.m_lexicalForm;
+                if (isNew) {
+                    ASSERT_GE(resourceID, firstNewID) << "an ID is not given out again";
+                    ASSERT_TRUE(m_model.m_literals.emplace(resourceID, literal).second) << "an ID is given out once";
+                    ++m_model.m_nextResourceID;
+                }
+                ++m_resolved;
+            }
+    }
+
+    void compact() {
+        const uint32_t divisor = drawNumber() % 5;
+        const uint32_t remainder = drawNumber();
+        const auto survives = [=](const uint64_t resourceID) {
+            return divisor == 0 || resourceID % (divisor + 1) != remainder % (divisor + 1);
+        };
+        const std::vector<uint64_t> expectedIDs = m_model.compact(survives);
+        const std::vector<uint64_t> newResourceIDs =
+            divisor == 0 ? m_dictionary->compact()
+                         : m_dictionary->compact(
+                               [&](const uint64_t resourceID, const ResourceValue&) { return survives(resourceID); });
+        EXPECT_EQ(expectedIDs, newResourceIDs);
+        EXPECT_EQ(0u, m_dictionary->getUnusedDataPoolBytes());
+    }
+
+    void saveAndOpen(const bool isOnDisk) {
+        std::unique_ptr<Dictionary> copy;
+        if (isOnDisk) {
+            m_dictionary->save(m_directory.getPathOf("model.dict"));
+            copy = Dictionary::open(m_directory.getPathOf("model.dict"), TEST_MEMORY_LIMIT);
+        } else
+            copy = readFromMemory(writeToMemory(*m_dictionary));
+        m_thread.reset();
+        m_dictionary = std::move(copy);
+        m_thread = std::make_unique<DictionaryThread>(*m_dictionary);
+    }
+
+    const TemporaryDirectory m_directory;
+    std::mt19937 m_random;
+    Model m_model;
+    std::unique_ptr<Dictionary> m_dictionary;
+    std::unique_ptr<DictionaryThread> m_thread; // of the thread that takes the steps
+};
+
+void runModel(const uint64_t maximumNumberOfResources, const uint32_t numberOfSeeds) {
+    for (const uint32_t seed : getTestSeeds(numberOfSeeds)) {
+        SCOPED_TRACE(describeSeed(seed));
+        ModelRun run(seed, maximumNumberOfResources);
+        for (size_t step = 0; step < STEPS; ++step) {
+            SCOPED_TRACE("step " + std::to_string(step));
+            run.takeStep();
+            run.check();
+            if (testing::Test::HasFailure())
+                return;
+        }
+        EXPECT_GT(run.m_resolved, 1000u) << "the run hardly resolved anything";
+        EXPECT_GT(run.m_lookedUpMeanwhile, 0u) << "nobody looked up while others resolved";
+    }
+}
+
+TEST(DictionaryModelTest, narrowDictionaryAndModelAgreeAfterEveryStep) {
+    runModel(uint64_t(1) << 30, 3);
+}
+
+TEST(DictionaryModelTest, wideDictionaryAndModelAgreeAfterEveryStep) {
+    runModel(uint64_t(1) << 33, 3);
+}
+
+} // namespace
