@@ -1,0 +1,234 @@
+/// Kills processes at random moments and checks what they leave:
+///
+///   dictionary-torture save-kill N FOLDER       N kills of a process that changes and saves a dictionary in a loop
+///   dictionary-torture compact-kill N FOLDER    the same with a compaction before each save
+///
+/// The child tells its parent, through a pipe, which state it is about to save and which one a save has completed.
+/// After each kill the file must open, verify, and hold exactly one state: the last one that was completed, or the one
+/// that was under way. The random numbers are those of MELNAR_SEED, or of seed 1.
+
+#include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/DictionaryThread.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <random>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+constexpr size_t MEMORY_LIMIT = size_t(256) << 20;
+constexpr uint64_t MAXIMUM_NUMBER_OF_RESOURCES = 10000000;
+constexpr size_t LITERALS_PER_STATE = 3000;
+
+// As many of the latest states as a dictionary holds, the present one included.
+constexpr uint64_t STATES_HELD = 4;
+
+enum class Mode { SAVE, COMPACT };
+
+/// What the child tells: a state that it begins to save, or one that it has saved.
+struct Report {
+    uint64_t m_state;
+    uint64_t m_isSaved;
+};
+
+std::string makeLiteral(const uint64_t state, const size_t number) {
+    return "literal " + std::to_string(number) + " of state " + std::to_string(state) + std::string(number % 100, 'x') +
+           (number % 2 == 0 ? "" : "@en");
+}
+
+uint8_t getDatatypeID(const size_t number) {
+    return number % 2 == 0 ? D_XSD_STRING : D_RDF_PLAIN_LITERAL;
+}
+
+/// The oldest state whose literals are in the dictionary of a state.
+uint64_t getOldestState(const Mode mode, const uint64_t state) {
+    if (mode == Mode::COMPACT)
+        return state < STATES_HELD ? 1 : state - STATES_HELD + 1;
+    return (state - 1) / STATES_HELD * STATES_HELD + 1; // begins anew when it is full
+}
+
+void addState(Dictionary& dictionary, const uint64_t state) {
+    DictionaryThread thread(dictionary);
+    for (size_t number = 0; number < LITERALS_PER_STATE; ++number)
+        dictionary.resolveResource(thread, makeLiteral(state, number), getDatatypeID(number));
+    dictionary.commit();
+}
+
+/// The state that a dictionary holds; throws when it holds none.
+uint64_t getState(const Mode mode, const Dictionary& dictionary) {
+    dictionary.verify();
+    const uint64_t numberOfResources = dictionary.getNextResourceID() - 1;
+    if (numberOfResources == 0)
+        return 0;
+    std::string last;
+    dictionary.getResource(numberOfResources, last);
+    const std::string before = " of state ";
+    const uint64_t state = std::stoull(last.substr(last.find(before) + before.size()));
+    uint64_t expectedID = 0;
+    std::string lexicalForm;
+    for (uint64_t held = getOldestState(mode, state); held <= state; ++held)
+        for (size_t number = 0; number < LITERALS_PER_STATE; ++number)
+            if (dictionary.getResource(++expectedID, lexicalForm) != getDatatypeID(number) ||
+                lexicalForm != makeLiteral(held, number))
+                throw std::runtime_error("resource " + std::to_string(expectedID) + " is not that of state " +
+                                         std::to_string(state));
+    if (expectedID != numberOfResources || dictionary.getCommitPoint().m_resourceID != expectedID + 1)
+        throw std::runtime_error("there are " + std::to_string(numberOfResources) + " resources in state " +
+                                 std::to_string(state));
+    return state;
+}
+
+void tell(const int pipe, const uint64_t state, const bool isSaved) {
+    const Report report{state, isSaved};
+    if (::write(pipe, &report, sizeof(report)) != ssize_t(sizeof(report)))
+        throw std::runtime_error("the parent is gone");
+}
+
+/// The child: goes on from the state in the file for ever.
+[[noreturn]] void changeAndSave(const Mode mode, const std::string& fileName, const int pipe) {
+    std::unique_ptr<Dictionary> dictionary = Dictionary::open(fileName, MEMORY_LIMIT);
+    for (uint64_t state = getState(mode, *dictionary) + 1;; ++state) {
+        if (mode == Mode::SAVE && getOldestState(mode, state) == state)
+            dictionary = std::make_unique<Dictionary>(MEMORY_LIMIT, MAXIMUM_NUMBER_OF_RESOURCES);
+        addState(*dictionary, state);
+        tell(pipe, state, false);
+        if (mode == Mode::COMPACT) {
+            // Every state has as many literals, so that the oldest one is at the front.
+            const uint64_t held = dictionary->getNextResourceID() - 1;
+            const uint64_t wanted = (state - getOldestState(mode, state) + 1) * LITERALS_PER_STATE;
+            dictionary->compact(
+                [=](const uint64_t resourceID, const ResourceValue&) { return resourceID > held - wanted; });
+        }
+        dictionary->save(fileName);
+        tell(pipe, state, true);
+    }
+}
+
+class Torture {
+public:
+    Torture(const Mode mode, const std::string& folder, const uint32_t seed)
+        : m_mode(mode), m_fileName(folder + "/tortured.dict"), m_random(seed), m_saved(0) {
+        std::filesystem::remove(m_fileName);
+        Dictionary(MEMORY_LIMIT, MAXIMUM_NUMBER_OF_RESOURCES).save(m_fileName);
+    }
+
+    void kill() {
+        int pipe[2];
+        if (::pipe(pipe) != 0)
+            throw std::runtime_error("no pipe to be had");
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::close(pipe[0]);
+            try {
+                changeAndSave(m_mode, m_fileName, pipe[1]);
+            } catch (const std::exception& exception) {
+                std::cerr << "dictionary-torture: the child failed: " << exception.what() << '\n';
+            }
+            ::_exit(1);
+        }
+        ::close(pipe[1]);
+        // Waits until it begins with something, so that the moment is one within a compaction or save, or shortly
+        // behind; then for as long as one takes, at most.
+        Report report{0, 0};
+        uint64_t begun = 0;
+        const auto receive = [&] {
+            const bool isReceived = ::read(pipe[0], &report, sizeof(report)) == ssize_t(sizeof(report));
+            if (isReceived && report.m_isSaved != 0)
+                m_saved = report.m_state;
+            else if (isReceived)
+                begun = report.m_state;
+            return isReceived;
+        };
+        if (receive()) {
+            const auto begin = std::chrono::steady_clock::now();
+            if (m_kills == 0 && receive())
+                m_duration = std::chrono::steady_clock::now() - begin;
+            const double share = std::uniform_real_distribution<double>(0, 1.2)(m_random);
+            std::this_thread::sleep_for(m_duration * share);
+        }
+        ::kill(child, SIGKILL);
+        while (receive()) {
+        }
+        ::close(pipe[0]);
+        int status = 0;
+        if (::waitpid(child, &status, 0) != child || !WIFSIGNALED(status) || WTERMSIG(status) != SIGKILL)
+            throw std::runtime_error("the child ended by itself");
+        ++m_kills;
+        m_filesLeft += std::filesystem::exists(m_fileName + ".saving");
+        m_killsUnderWay += begun > m_saved;
+        checkFile(begun);
+    }
+
+    void report() const {
+        std::cout << (m_mode == Mode::SAVE ? "Saves" : "Compactions with saves") << " killed: " << m_kills
+                  << ", of them under way: " << m_killsUnderWay << ", unfinished files left: " << m_filesLeft
+                  << "\nFiles opened and verified: " << m_verified << ", with the last completed state: " << m_oldStates
+                  << ", with the one under way: " << m_newStates << '\n';
+    }
+
+    /// A run in which no kill met a save has shown nothing.
+    bool hasShownSomething() const { return m_killsUnderWay != 0 && m_verified == m_kills; }
+
+private:
+    void checkFile(const uint64_t begun) {
+        const uint64_t state = getState(m_mode, *Dictionary::open(m_fileName, MEMORY_LIMIT));
+        ++m_verified;
+        if (state == m_saved)
+            ++m_oldStates;
+        else if (begun > m_saved && state == begun)
+            ++m_newStates;
+        else
+            throw std::runtime_error("the file holds state " + std::to_string(state) + ", but " +
+                                     std::to_string(m_saved) + " was saved and " + std::to_string(begun) + " begun");
+        m_saved = state;
+    }
+
+    const Mode m_mode;
+    const std::string m_fileName;
+    std::mt19937 m_random;
+    uint64_t m_saved; // the last state of which the file is known to hold it
+    std::chrono::duration<double> m_duration{0};
+    size_t m_kills = 0;
+    size_t m_killsUnderWay = 0;
+    size_t m_filesLeft = 0;
+    size_t m_verified = 0;
+    size_t m_oldStates = 0;
+    size_t m_newStates = 0;
+};
+
+int run(const std::string& mode, const std::string& numberOfKills, const std::string& folder) {
+    if (mode != "save-kill" && mode != "compact-kill")
+        throw std::invalid_argument("there is no mode '" + mode + "'");
+    const char* const seed = std::getenv("MELNAR_SEED");
+    Torture torture(mode == "save-kill" ? Mode::SAVE : Mode::COMPACT, folder,
+                    seed == nullptr ? 1 : static_cast<uint32_t>(std::stoul(seed)));
+    for (unsigned long kills = std::stoul(numberOfKills); kills != 0; --kills)
+        torture.kill();
+    torture.report();
+    return torture.hasShownSomething() ? 0 : 1;
+}
+
+} // namespace
+
+int main(const int argumentCount, const char* const* const arguments) {
+    if (argumentCount != 4) {
+        std::cerr << "usage: dictionary-torture save-kill|compact-kill N FOLDER\n";
+        return 2;
+    }
+    try {
+        return run(arguments[1], arguments[2], arguments[3]);
+    } catch (const std::exception& exception) {
+        std::cerr << "dictionary-torture: " << exception.what() << '\n';
+        return 1;
+    }
+}
