@@ -10,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -132,20 +131,25 @@ INSTANTIATE_TEST_SUITE_P(BucketWidths, DictionaryFileTest, testing::Values(NARRO
                              return parameterInfo.index == 0 ? "narrow" : "wide";
                          });
 
-/// The bytes that the example of the format's description shows.
+/// The number that a word is when it consists of two hexadecimal digits, or -1.
+int getByte(const std::string& word) {
+    return word.size() == 2 && word.find_first_not_of("0123456789ABCDEF") == std::string::npos
+               ? std::stoi(word, nullptr, 16)
+               : -1;
+}
+
+/// The bytes that the example of the format's description shows: what indented lines begin with.
 std::string readExample() {
     const std::string text =
         TemporaryDirectory::getContentsOf(MELNAR_GOLDEN_FOLDER "/../../docs/formats/dictionary-file.md");
     std::istringstream lines(text.substr(text.find("## Example")));
-    const std::regex bytesOfLine("    ((?:[0-9A-F]{2}  ?)*[0-9A-F]{2})(?:   *[^ ].*)?");
     std::string bytes;
     for (std::string line; std::getline(lines, line);) {
-        std::smatch match;
-        if (!std::regex_match(line, match, bytesOfLine))
+        if (line.rfind("    ", 0) != 0)
             continue;
-        std::istringstream numbers(match[1]);
-        for (unsigned number; numbers >> std::hex >> number;)
-            bytes += static_cast<char>(number);
+        std::istringstream words(line);
+        for (std::string word; words >> word && getByte(word) != -1;)
+            bytes += static_cast<char>(getByte(word));
     }
     return bytes;
 }
