@@ -1,0 +1,139 @@
+#include "tools/melnar-dict/LineParser.h"
+
+#include "tools/melnar-dict/LiteralCollector.h"
+#include "tools/melnar-dict/SerdRun.h"
+#include "tools/melnar-dict/Utf8.h"
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <string>
+
+namespace {
+
+const char* findByte(const char* const begin, const char* const end, const char byte) noexcept {
+    const void* const found = begin == end ? nullptr : std::memchr(begin, byte, static_cast<size_t>(end - begin));
+    return found == nullptr ? end : static_cast<const char*>(found);
+}
+
+} // namespace
+
+void LineParser::parse(const std::string_view text, ParsedPiece& piece) {
+    m_piece = &piece;
+    m_line = 1;
+    m_unread = text.data();
+    m_end = text.data() + text.size();
+    m_firstInvalidByte = findInvalidUtf8(m_unread, m_end);
+    m_mayHaveEscapes = text.find('\\') != std::string_view::npos;
+    m_hasCarriageReturns = text.find('\r') != std::string_view::npos;
+    m_statementLines.clear();
+    m_omissions.clear();
+    if (readShapes())
+        runSerdTo(m_end);
+    piece.m_numberOfLineEnds = m_line - 1;
+}
+
+/// Goes over all lines; false when the block is done with because of an error.
+bool LineParser::readShapes() {
+    for (const char* begin = m_unread; begin != m_end;) {
+        const char* const lineFeed = findByte(begin, m_end, '\n');
+        const char* const lineEnd = m_hasCarriageReturns ? findByte(begin, lineFeed, '\r') : lineFeed;
+        const char* const next = lineEnd == m_end ? m_end : lineEnd + 1;
+        if (!takeLine(begin, lineEnd, next))
+            return false;
+        if (lineEnd == lineFeed && lineFeed != m_end)
+            ++m_line;
+        begin = next;
+    }
+    return true;
+}
+
+bool LineParser::takeLine(const char* const begin, const char* const end, const char* const next) {
+    LineShape shape{LineShape::Kind::FAULTY, "invalid UTF-8"};
+    if (m_firstInvalidByte >= end)
+        shape = shapeOfLine({begin, end}, hasGraphs(m_format), m_mayHaveEscapes);
+    else
+        m_firstInvalidByte = findInvalidUtf8(next, m_end);
+    if (shape.m_kind == LineShape::Kind::FAULTY) {
+        if (!runSerdTo(begin) || !addError(m_line, shape.m_cause))
+            return false;
+        m_unread = next;
+        return true;
+    }
+    if (shape.m_kind == LineShape::Kind::STATEMENT)
+        m_statementLines.push_back({m_line, next});
+    if (shape.m_gap != nullptr)
+        m_omissions.push_back({shape.m_gap, shape.m_gap});
+    if (shape.m_end != end)
+        m_omissions.push_back({shape.m_end, end}); // serd takes a zero byte for a comment's end
+    return true;
+}
+
+/// Has serd read the unread text up to here; false when the block is done with because of an error.
+bool LineParser::runSerdTo(const char* const end) {
+    m_numberOfStatementsRead = 0;
+    m_unreadEnd = end;
+    while (m_numberOfStatementsRead != m_statementLines.size()) {
+        m_nextOmission = 0;
+        while (m_nextOmission != m_omissions.size() && m_omissions[m_nextOmission].m_begin < m_unread)
+            ++m_nextOmission;
+        const std::optional<SerdFault> fault =
+            runSerd(m_format == RdfFormat::N_QUADS ? SERD_NQUADS : SERD_NTRIPLES, *this);
+        if (m_numberOfStatementsRead == m_statementLines.size())
+            break;
+        const StatementLine& faultyLine = m_statementLines[m_numberOfStatementsRead++];
+        if (!addError(faultyLine.m_line, fault ? fault->m_cause : "not a statement"))
+            return false;
+        m_unread = faultyLine.m_next;
+    }
+    m_unread = end;
+    m_statementLines.clear();
+    m_omissions.clear();
+    return true;
+}
+
+/// Whether to go on.
+bool LineParser::addError(const uint64_t line, const std::string_view cause) {
+    m_piece->m_errors.push_back({line, ExitCode::BAD_DATA, std::string(cause)});
+    return m_isLenient;
+}
+
+size_t LineParser::provideText(char* const buffer, const size_t size) {
+    size_t length = 0;
+    while (length != size && m_unread != m_unreadEnd) {
+        const Omission* const omission = m_nextOmission == m_omissions.size() ? nullptr : &m_omissions[m_nextOmission];
+        if (omission != nullptr && omission->m_begin == m_unread) {
+            buffer[length++] = ' ';
+            m_unread = omission->m_end;
+            ++m_nextOmission;
+            continue;
+        }
+        const char* const end = omission == nullptr ? m_unreadEnd : omission->m_begin;
+        const size_t part = std::min(size - length, static_cast<size_t>(end - m_unread));
+        std::memcpy(buffer + length, m_unread, part);
+        length += part;
+        m_unread += part;
+    }
+    return length;
+}
+
+const char* LineParser::takeStatement(const SerdStatement& statement) {
+    if (m_numberOfStatementsRead == m_statementLines.size())
+        return "more statements than lines";
+    const SerdNode* const datatype = statement.m_datatype;
+    const LiteralKind kind =
+        datatype == nullptr
+            ? LiteralKind::OTHER
+            : literalKindOfDatatype({reinterpret_cast<const char*>(datatype->buf), datatype->n_bytes}, {});
+    collectStatement(statement, kind, m_statementLines[m_numberOfStatementsRead].m_line, *m_piece);
+    ++m_numberOfStatementsRead;
+    return nullptr;
+}
+
+const char* LineParser::takeBase(const SerdNode&) {
+    return "a base IRI";
+}
+
+const char* LineParser::takePrefix(const SerdNode&, const SerdNode&) {
+    return "a prefix";
+}

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "tools/melnar-dict/LineShape.h"
+#include "tools/melnar-dict/ParsedPiece.h"
+#include "tools/melnar-dict/RdfFormat.h"
+#include "tools/melnar-dict/SerdClient.h"
+
+#include <string_view>
+#include <vector>
+
+/// Reads blocks of N-Triples or N-Quads, each on its own.
+///
+/// Units    Lines are counted by line feeds. Statements also end at a carriage return.
+/// Threads  One at a time; each thread has its own parser.
+/// Errors   Bad data goes into the piece: the first of the block, or, when lenient, one for each bad line.
+class LineParser final : private SerdClient {
+public:
+    LineParser(RdfFormat format, bool lenient) : m_format(format), m_isLenient(lenient) {}
+
+    /// Reads a block of whole lines into an empty piece.
+    void parse(std::string_view text, ParsedPiece& piece);
+
+private:
+    /// A line with a statement that serd has yet to read.
+    struct StatementLine {
+        uint64_t m_line;
+        const char* m_next; // the start of the next line
+    };
+
+    /// A part of the text that serd is given a space for.
+    struct Omission {
+        const char* m_begin;
+        const char* m_end;
+    };
+
+    bool readShapes();
+    bool takeLine(const char* begin, const char* end, const char* next);
+    bool runSerdTo(const char* end);
+    bool addError(uint64_t line, std::string_view cause);
+
+    size_t provideText(char* buffer, size_t size) override;
+    const char* takeStatement(const SerdStatement& statement) override;
+    const char* takeBase(const SerdNode& iri) override;
+    const char* takePrefix(const SerdNode& name, const SerdNode& iri) override;
+
+    const RdfFormat m_format;
+    const bool m_isLenient;
+    ParsedPiece* m_piece = nullptr;
+    const char* m_end = nullptr;
+    const char* m_firstInvalidByte = nullptr;
+    bool m_mayHaveEscapes = false;
+    bool m_hasCarriageReturns = false;
+    uint64_t m_line = 0;
+    // The text from here on has been found well shaped but has not been given to serd.
+    const char* m_unread = nullptr;
+    const char* m_unreadEnd = nullptr;
+    std::vector<StatementLine> m_statementLines; // of the text since the last error
+    size_t m_numberOfStatementsRead = 0;
+    std::vector<Omission> m_omissions; // of the same text
+    size_t m_nextOmission = 0;
+};

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "tools/melnar-dict/ExitCode.h"
+
+#include <cstdint>
+#include <string>
+
+/// Something that went wrong while a file was loaded.
+struct LoadError {
+    uint64_t m_line; // counted as the ParsedPiece says; 0 when the file as a whole is meant
+    ExitCode m_exitCode;
+    std::string m_cause;
+};
+
+/// What the exception that is being handled means for the file being loaded: never bad data, and no line.
+LoadError loadErrorOfCurrentException();

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+/// The syntaxes that the tool reads.
+enum class RdfFormat { N_TRIPLES, N_QUADS, TURTLE, TRIG };
+
+/// Whether every statement has a line of its own, so that a file can be cut at line ends and read by many threads.
+constexpr bool isLineFormat(const RdfFormat format) noexcept {
+    return format == RdfFormat::N_TRIPLES || format == RdfFormat::N_QUADS;
+}
+
+/// Whether a statement can name a graph.
+constexpr bool hasGraphs(const RdfFormat format) noexcept {
+    return format == RdfFormat::N_QUADS || format == RdfFormat::TRIG;
+}
+
+/// The format of a name as one gives it by hand, such as "ntriples" or "nt", in any case of letters.
+std::optional<RdfFormat> formatOfName(std::string_view name);
+
+/// The format that a file's extension tells, below a final .gz if there is one.
+std::optional<RdfFormat> formatOfFile(std::string_view fileName);
