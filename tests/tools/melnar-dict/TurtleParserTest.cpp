@@ -1,0 +1,228 @@
+#include "tools/melnar-dict/TurtleParser.h"
+
+#include "tests/tools/melnar-dict/TextSource.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Literals = std::vector<std::pair<uint64_t, std::string>>;
+using Errors = std::vector<std::pair<uint64_t, std::string>>;
+
+constexpr const char* PREFIXES = "@prefix : <http://e/> . @prefix xsd: <http://www.w3.org/2001/XMLSchema#> .\n";
+
+class TurtleParserTest : public testing::Test {
+protected:
+    void parse(const std::string& text, const bool lenient = false, const RdfFormat format = RdfFormat::TURTLE,
+               const std::string& base = "", const size_t blockSize = BlockReader::DEFAULT_BLOCK_SIZE) {
+        parse(std::make_unique<TextSource>(text), lenient, format, base, blockSize);
+    }
+
+    void parse(std::unique_ptr<ByteSource> source, const bool lenient, const RdfFormat format, const std::string& base,
+               const size_t blockSize) {
+        m_literals.clear();
+        m_errors.clear();
+        m_counts = {};
+        BlockReader reader(std::move(source), blockSize);
+        TurtleParser parser(format, base, lenient, reader, [this](std::unique_ptr<ParsedPiece> full) {
+            if (full)
+                take(*full);
+            return std::make_unique<ParsedPiece>();
+        });
+        parser.parse();
+    }
+
+    void take(const ParsedPiece& piece) {
+        EXPECT_EQ(0u, piece.m_numberOfLineEnds) << "lines are counted from the start of the file";
+        m_counts += piece.m_counts;
+        for (const LiteralBatch::Entry& entry : piece.m_literals.getEntries())
+            m_literals.emplace_back(entry.m_line, piece.m_literals.getLexicalForm(entry));
+        for (const LoadError& error : piece.m_errors)
+            m_errors.emplace_back(error.m_line, error.m_cause);
+    }
+
+    Literals m_literals;
+    Errors m_errors;
+    StatementCounts m_counts;
+};
+
+TEST_F(TurtleParserTest, collectsLiteralsWithTheLinesTheyStartIn) {
+    parse(std::string(PREFIXES) +
+          ":s :p \"a\" ,\n 'b'@en ,\n 5 , true ;\n :q \"\"\"c\n\n\"\"\" , \"d\" .\n# c\n:s :p [ :p ( \"e\" ) ] .");
+    EXPECT_EQ(Errors{}, m_errors);
+    EXPECT_EQ((Literals{{2, "a"}, {3, "b@en"}, {5, "c\n\n"}, {7, "d"}, {9, "e"}}), m_literals);
+    EXPECT_EQ(10u, m_counts.m_statements);
+    EXPECT_EQ(4u, m_counts.m_strings);
+    EXPECT_EQ(1u, m_counts.m_plainLiterals);
+    EXPECT_EQ(10u * 3 - 5, m_counts.m_otherTerms);
+}
+
+TEST_F(TurtleParserTest, knowsTheDatatypesHoweverTheyAreWritten) {
+    parse(std::string(PREFIXES) +
+          "@prefix rdf: <http://www.w3.org/1999/02/22-rdf-syntax-ns#> . PREFIX x: <http://www.w3.org/2001/XMLSch>\n"
+          "@base <http://www.w3.org/2001/> .\n"
+          ":s :p \"a\"^^xsd:string , \"b\"^^<http://www.w3.org/2001/XMLSchema#string> , \"c\"^^<XMLSchema#string> ,\n"
+          "\"d\"^^x:ema\\#string , \"e@en\"^^rdf:PlainLiteral , \"f\"^^xsd:token , \"g\"^^rdf:langString , 123.\n");
+    EXPECT_EQ(Errors{}, m_errors);
+    EXPECT_EQ((Literals{{4, "a"}, {4, "b"}, {4, "c"}, {5, "d"}, {5, "e@en"}}), m_literals);
+    EXPECT_EQ(4u, m_counts.m_strings);
+    EXPECT_EQ(1u, m_counts.m_plainLiterals);
+}
+
+TEST_F(TurtleParserTest, resolvesRelativeDatatypesAgainstTheGivenBase) {
+    const std::string text = "<s> <p> \"a\"^^<XMLSchema#string> .";
+    parse(text, false, RdfFormat::TURTLE, "http://www.w3.org/2001/file.ttl");
+    EXPECT_EQ((Literals{{1, "a"}}), m_literals);
+    parse(text, false, RdfFormat::TURTLE, "http://e/");
+    EXPECT_EQ(Literals{}, m_literals);
+    parse(text);
+    EXPECT_EQ(Literals{}, m_literals);
+    EXPECT_EQ(Errors{}, m_errors);
+}
+
+TEST_F(TurtleParserTest, readsGraphs) {
+    parse(std::string(PREFIXES) +
+              ":g { :s :p \"a\" . :s :p 5. [] :p \"b\" } _:g{:s :p \"c\"@en} GRAPH <g> {:s :p \"d\"}\n{:s :p \"e\"}",
+          false, RdfFormat::TRIG);
+    EXPECT_EQ(Errors{}, m_errors);
+    EXPECT_EQ((Literals{{2, "a"}, {2, "b"}, {2, "c@en"}, {2, "d"}, {3, "e"}}), m_literals);
+    EXPECT_EQ(6u, m_counts.m_statements);
+    EXPECT_EQ(6u * 3 - 5 + 5, m_counts.m_otherTerms) << "all but one are in a named graph";
+}
+
+// Each of these texts is read wrongly by serd alone.
+TEST_F(TurtleParserTest, readsRightWhatSerdReadsWrongly) {
+    const std::vector<std::pair<std::string, Literals>> cases{
+        {":s :p \"\"\"a\"\\n\"\"\" .", {{2, "a\"\n"}}},
+        {":s :p \"\"\"a\"\\\\n\"\"\" .", {{2, "a\"\\n"}}},
+        {":s :p \"\"\"a\"\\\"\"\"\" .", {{2, "a\"\""}}},
+        {":s :p 123.", {}},
+        {":s :p 123.\n:s :p \"a\" .", {{3, "a"}}},
+        {":s :p _:b1 . _:B1 :p \"a\" .", {{2, "a"}}},
+        {":s :p \"a\"\n@en ; :q \"b\" ^^ xsd:string .", {{2, "a@en"}, {3, "b"}}},
+        {"PREFIX true: <http://t/> true:s true:p \"a\" .", {{2, "a"}}},
+        {std::string("# \0 \"\n:s :p \"a\" .", 17), {{3, "a"}}},
+    };
+    for (const auto& [text, literals] : cases) {
+        parse(PREFIXES + text);
+        EXPECT_EQ(Errors{}, m_errors) << text;
+        EXPECT_EQ(literals, m_literals) << text;
+    }
+}
+
+TEST_F(TurtleParserTest, tellsTheLineOfTheFirstError) {
+    const std::vector<std::pair<std::string, Errors>> cases{
+        {":s :p \"a\" .\n:s :p .", {{3, "expected digit"}}},
+        {":s :p \"a\n\" .", {{2, "line end in short string"}}},
+        {":s :p \"a\" .\n\n:s :p \"\\uD800\" .", {{4, "an escape stands for half of a surrogate pair"}}},
+        {":s :p \"a\\q\" .\n:s :p \"\\uD800\" .", {{2, "invalid escape `\\q'"}}},
+        {":s :p \"a\"\n:s :p :x .", {{3, "missing ';' or '.'"}}},
+        {":s :p :o .\n\n:s :p e:x .", {{4, "the prefix 'e:' has not been declared"}}},
+        {":s :p :o .\n:s :p \"\xC3\" .", {{3, "invalid UTF-8"}}},
+        {":s :p :o ;\n:q \"\xED\xA0\x80\" .", {{3, "invalid UTF-8"}}},
+        {":s :p \"\"\"a\n\n\n", {{5, "end of file in long string"}}},
+        {":s :p \"a\"@@ , \"b\" .", {{2, "unexpected `@'"}}},
+    };
+    for (const auto& [text, errors] : cases) {
+        parse(PREFIXES + text);
+        EXPECT_EQ(errors, m_errors) << text;
+    }
+}
+
+TEST_F(TurtleParserTest, goesOnBehindTheStatementWhenLenient) {
+    parse(std::string(PREFIXES) + ":s :p \"a\" ;\n  :q bad , \"b\" ;\n  :r \"c\" .\n:s :p \"d\" .\n:s :p \"\\q\" .\n" +
+              ":s :p e:x , \"e\" .\n:s :p \"\xFF\" .\n:s :p \"f\" .\n:s :p \"g\"",
+          true);
+    EXPECT_EQ((Literals{{2, "a"}, {5, "d"}, {9, "f"}, {10, "g"}}), m_literals);
+    EXPECT_EQ((Errors{{3, "expected prefixed name"},
+                      {6, "invalid escape `\\q'"},
+                      {7, "the prefix 'e:' has not been declared"},
+                      {8, "invalid UTF-8"},
+                      {10, "unexpected end of file"}}),
+              m_errors);
+}
+
+TEST_F(TurtleParserTest, readsTheSameInBlocksOfEverySize) {
+    const std::string text = std::string(PREFIXES) +
+                             ":s :p \"\"\"a\n\"b\\n\n\"\"\" ,\n\"c\" # c\n\n@en ;\n:q bad .\n:s :p 5.\n:s :p \"d\".\n" +
+                             "e:s :p \"e\" .\n:s :p [ :q \"f\" ] .\n";
+    parse(text, true);
+    const Literals literals = m_literals;
+    const Errors errors = m_errors;
+    EXPECT_EQ((Literals{{2, "a\n\"b\n\n"}, {5, "c@en"}, {10, "d"}, {12, "f"}}), literals);
+    EXPECT_EQ((Errors{{8, "expected prefixed name"}, {11, "the prefix 'e:' has not been declared"}}), errors);
+    for (size_t blockSize = 1; blockSize < text.size() + 2; ++blockSize) {
+        parse(text, true, RdfFormat::TURTLE, "", blockSize);
+        EXPECT_EQ(literals, m_literals) << blockSize;
+        EXPECT_EQ(errors, m_errors) << blockSize;
+    }
+}
+
+TEST_F(TurtleParserTest, findsItsWayBackOverManyPagesOfSerd) {
+    std::string text = PREFIXES;
+    Literals literals;
+    Errors errors;
+    for (uint64_t line = 2; line < 20000; ++line)
+        if (line % 997 == 0) {
+            text += ":s :p :o\n  , bad , \"lost\" .\n";
+            errors.emplace_back(++line, "expected prefixed name");
+        } else {
+            literals.emplace_back(line, "literal " + std::to_string(line));
+            text += ":s :p \"" + literals.back().second + "\" .\n";
+        }
+    for (const size_t blockSize : {size_t(100), size_t(5000), size_t(1) << 20}) {
+        parse(text, true, RdfFormat::TURTLE, "", blockSize);
+        EXPECT_EQ(literals, m_literals);
+        EXPECT_EQ(errors, m_errors);
+    }
+}
+
+TEST_F(TurtleParserTest, handsOutPiecesOfBoundedSize) {
+    std::string text = PREFIXES;
+    for (int number = 0; number < 30000; ++number)
+        text += ":s :p \"number " + std::to_string(number) + "\" .\n";
+    BlockReader reader(std::make_unique<TextSource>(text));
+    std::vector<size_t> sizes;
+    TurtleParser parser(RdfFormat::TURTLE, "", false, reader, [&sizes](std::unique_ptr<ParsedPiece> full) {
+        if (full)
+            sizes.push_back(full->m_literals.getEntries().size());
+        return std::make_unique<ParsedPiece>();
+    });
+    parser.parse();
+    ASSERT_GT(sizes.size(), 5u);
+    EXPECT_LE(*std::max_element(sizes.begin(), sizes.end()), 4096u);
+}
+
+TEST_F(TurtleParserTest, endsWhenNobodyTakesItsPieces) {
+    std::string text = PREFIXES;
+    for (int number = 0; number < 30000; ++number)
+        text += ":s :p \"number " + std::to_string(number) + "\" .\n";
+    BlockReader reader(std::make_unique<TextSource>(text));
+    size_t exchanges = 0;
+    TurtleParser parser(RdfFormat::TURTLE, "", false, reader, [&exchanges](std::unique_ptr<ParsedPiece>) {
+        return ++exchanges < 3 ? std::make_unique<ParsedPiece>() : nullptr;
+    });
+    parser.parse();
+    EXPECT_EQ(3u, exchanges);
+    Block block;
+    EXPECT_TRUE(reader.next(block)) << "it has not read on";
+}
+
+TEST_F(TurtleParserTest, tellsAnErrorOfReadingBehindAllThatWasRead) {
+    const std::string text = std::string(PREFIXES) + ":s :p \"a\" .\n:s :p \"b\" .\n:s :p \"c";
+    for (const size_t blockSize : {size_t(1), size_t(30), size_t(1) << 20}) {
+        parse(std::make_unique<TextSource>(text, 10, "no more"), true, RdfFormat::TURTLE, "", blockSize);
+        EXPECT_EQ((Literals{{2, "a"}, {3, "b"}}), m_literals);
+        EXPECT_EQ((Errors{{0, "no more"}}), m_errors);
+    }
+    parse(std::make_unique<TextSource>(":s :p \"a\" .\nbad", 10, "no more"), false, RdfFormat::TURTLE, "", 1 << 20);
+    EXPECT_EQ((Errors{{1, "the prefix ':' has not been declared"}}), m_errors) << "the first error of the file counts";
+}
+
+} // namespace
