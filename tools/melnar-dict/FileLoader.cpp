@@ -1,0 +1,96 @@
+#include "tools/melnar-dict/FileLoader.h"
+
+#include "tools/melnar-dict/InputFile.h"
+#include "tools/melnar-dict/LineParser.h"
+#include "tools/melnar-dict/LiteralResolver.h"
+#include "tools/melnar-dict/PieceQueue.h"
+#include "tools/melnar-dict/TurtleParser.h"
+#include "tools/melnar-dict/WorkerGroup.h"
+
+#include "Engine/core/data-store/DictionaryThread.h"
+
+#include <memory>
+#include <utility>
+
+FileLoader::FileLoader(Dictionary& dictionary, LoadJournal& journal, Settings settings)
+    : m_dictionary(dictionary), m_journal(journal), m_settings(std::move(settings)) {}
+
+void FileLoader::load(const std::string& fileName, const RdfFormat format) {
+    m_journal.startFile(fileName);
+    std::unique_ptr<ByteSource> source;
+    try {
+        source = openInputFile(fileName);
+    } catch (...) {
+        reportCurrentException(0);
+        return;
+    }
+    BlockReader reader(std::move(source), m_settings.m_blockSize);
+    if (isLineFormat(format))
+        loadLines(reader, format);
+    else
+        loadTurtle(reader, format);
+}
+
+void FileLoader::loadLines(BlockReader& reader, const RdfFormat format) {
+    WorkerGroup workers([this] { m_journal.stop(); });
+    workers.start(m_settings.m_numberOfThreads, [this, &reader, format] { loadBlocks(reader, format); });
+    workers.join();
+}
+
+/// The work of one of several threads.
+void FileLoader::loadBlocks(BlockReader& reader, const RdfFormat format) {
+    DictionaryThread thread(m_dictionary);
+    LineParser parser(format, m_settings.m_isLenient);
+    Block block;
+    ParsedPiece piece;
+    while (!m_journal.isStopped()) {
+        try {
+            if (!reader.next(block))
+                return;
+        } catch (...) {
+            reportCurrentException(reader.getNumberOfBlocks());
+            return;
+        }
+        piece.clear(block.m_sequence);
+        try {
+            parser.parse(block.getText(), piece);
+        } catch (...) {
+            piece.m_errors.push_back(loadErrorOfCurrentException());
+        }
+        resolveLiterals(m_dictionary, thread, m_settings.m_isLenient, piece);
+        m_journal.finish(piece);
+    }
+}
+
+void FileLoader::loadTurtle(BlockReader& reader, const RdfFormat format) {
+    PieceQueue queue(2 * m_settings.m_numberOfThreads + 2);
+    WorkerGroup resolvers([&queue] { queue.close(); });
+    resolvers.start(m_settings.m_numberOfThreads, [this, &queue] {
+        DictionaryThread thread(m_dictionary);
+        while (std::unique_ptr<ParsedPiece> piece = queue.takeFull()) {
+            resolveLiterals(m_dictionary, thread, m_settings.m_isLenient, *piece);
+            m_journal.finish(*piece);
+            queue.putEmpty(std::move(piece));
+        }
+    });
+    uint64_t nextSequence = 0;
+    TurtleParser parser(format, m_settings.m_base, m_settings.m_isLenient, reader,
+                        [this, &queue, &nextSequence](std::unique_ptr<ParsedPiece> full) {
+                            if (full)
+                                queue.putFull(std::move(full));
+                            std::unique_ptr<ParsedPiece> empty = m_journal.isStopped() ? nullptr : queue.takeEmpty();
+                            if (empty)
+                                empty->clear(nextSequence++);
+                            return empty;
+                        });
+    parser.parse();
+    queue.close();
+    resolvers.join();
+}
+
+void FileLoader::reportCurrentException(const uint64_t sequence) {
+    ParsedPiece piece;
+    piece.clear(sequence);
+    piece.m_errors.push_back(loadErrorOfCurrentException());
+    m_journal.finish(piece);
+}

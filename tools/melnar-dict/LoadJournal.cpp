@@ -1,0 +1,42 @@
+#include "tools/melnar-dict/LoadJournal.h"
+
+#include <algorithm>
+
+void LoadJournal::startFile(const std::string& fileName) {
+    m_fileName = fileName;
+    m_nextSequence = 0;
+    m_firstLine = 1;
+}
+
+void LoadJournal::finish(const ParsedPiece& piece) {
+    if (std::any_of(piece.m_errors.begin(), piece.m_errors.end(),
+                    [this](const LoadError& error) { return isFatal(error); }))
+        stop();
+    const std::lock_guard guard(m_mutex);
+    m_counts += piece.m_counts;
+    m_waiting.emplace(piece.m_sequence, Result{piece.m_numberOfLineEnds, piece.m_errors});
+    for (auto next = m_waiting.begin(); next != m_waiting.end() && next->first == m_nextSequence;
+         next = m_waiting.erase(next)) {
+        report(next->second);
+        m_firstLine += next->second.m_numberOfLineEnds;
+        ++m_nextSequence;
+    }
+}
+
+bool LoadJournal::isFatal(const LoadError& error) const noexcept {
+    return !m_isLenient || error.m_exitCode != ExitCode::BAD_DATA;
+}
+
+void LoadJournal::report(const Result& result) {
+    for (const LoadError& error : result.m_errors) {
+        if (m_exitCode != ExitCode::DONE)
+            return;
+        m_errorOutput << m_fileName << ':';
+        if (error.m_line != 0)
+            m_errorOutput << m_firstLine + error.m_line - 1 << ':';
+        m_errorOutput << ' ' << error.m_cause << '\n';
+        ++m_numberOfErrors;
+        if (isFatal(error))
+            m_exitCode = error.m_exitCode;
+    }
+}
