@@ -1,0 +1,88 @@
+#include "tests/tools/melnar-dict/ToolProcess.h"
+
+#include "tests/support/TemporaryDirectory.h"
+
+#include <array>
+#include <stdexcept>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+/// Where the file descriptors of the new process lead.
+class FileActions : private Unmovable {
+public:
+    FileActions() { posix_spawn_file_actions_init(&m_actions); }
+    ~FileActions() { posix_spawn_file_actions_destroy(&m_actions); }
+
+    void open(const int fileDescriptor, const std::string& path, const int flags) {
+        posix_spawn_file_actions_addopen(&m_actions, fileDescriptor, path.c_str(), flags, 0600);
+    }
+
+    void duplicate(const int from, const int to) { posix_spawn_file_actions_adddup2(&m_actions, from, to); }
+
+    void changeDirectory(const std::string& path) { posix_spawn_file_actions_addchdir_np(&m_actions, path.c_str()); }
+
+    const posix_spawn_file_actions_t* get() const { return &m_actions; }
+
+private:
+    posix_spawn_file_actions_t m_actions;
+};
+
+/// The end of a pipe whose other end is closed.
+class ClosedPipe : private Unmovable {
+public:
+    ClosedPipe() {
+        std::array<int, 2> fileDescriptors{};
+        if (::pipe(fileDescriptors.data()) != 0)
+            throw std::runtime_error("No pipe to be had.");
+        ::close(fileDescriptors[0]);
+        m_fileDescriptor = fileDescriptors[1];
+    }
+
+    ~ClosedPipe() { ::close(m_fileDescriptor); }
+
+    int get() const { return m_fileDescriptor; }
+
+private:
+    int m_fileDescriptor;
+};
+
+int wait(const pid_t process) {
+    int status = 0;
+    if (::waitpid(process, &status, 0) != process)
+        throw std::runtime_error("The process is lost.");
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+} // namespace
+
+ToolResult runToolProcess(const std::vector<std::string>& arguments, const ToolInput& input) {
+    const TemporaryDirectory directory;
+    const std::string outputPath = directory.addFile("output", "");
+    const std::string errorPath = directory.addFile("error", "");
+    const ClosedPipe closedPipe;
+    FileActions actions;
+    actions.open(STDIN_FILENO, directory.addFile("input", input.m_input), O_RDONLY);
+    if (input.m_isOutputClosedPipe)
+        actions.duplicate(closedPipe.get(), STDOUT_FILENO);
+    else
+        actions.open(STDOUT_FILENO, input.m_outputPath.empty() ? outputPath : input.m_outputPath, O_WRONLY);
+    actions.open(STDERR_FILENO, errorPath, O_WRONLY);
+    actions.changeDirectory(input.m_workingDirectory);
+
+    std::vector<std::string> texts{MELNAR_DICT_EXECUTABLE};
+    texts.insert(texts.end(), arguments.begin(), arguments.end());
+    std::vector<char*> pointers;
+    for (std::string& text : texts)
+        pointers.push_back(text.data());
+    pointers.push_back(nullptr);
+    pid_t process = 0;
+    if (::posix_spawn(&process, MELNAR_DICT_EXECUTABLE, actions.get(), nullptr, pointers.data(), environ) != 0)
+        throw std::runtime_error("The tool does not start.");
+    const int exitCode = wait(process);
+    return {exitCode, TemporaryDirectory::getContentsOf(outputPath), TemporaryDirectory::getContentsOf(errorPath)};
+}

@@ -1,0 +1,259 @@
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/tools/melnar-dict/GzipText.h"
+#include "tests/tools/melnar-dict/ToolProcess.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+constexpr const char* TEXT = "<a:s> <a:p> \"text\" .\n"
+                             "<a:s> <a:p> \"text\"@en .\n"
+                             "<a:s> <a:p> \"text\"^^<http://www.w3.org/2001/XMLSchema#string> .\n"
+                             "<a:s> <a:p> \"5\"^^<http://www.w3.org/2001/XMLSchema#integer> .\n";
+
+/// The tool as a process, run where its files are.
+class ToolTest : public testing::Test {
+protected:
+    ToolResult run(const std::vector<std::string>& arguments, ToolInput input = {}) const {
+        input.m_workingDirectory = m_directory.getPathOf("");
+        return runToolProcess(arguments, input);
+    }
+
+    /// The JSON that a run puts out, which must succeed and complain of nothing.
+    nlohmann::json runForJson(std::vector<std::string> arguments, const ToolInput& input = {}) const {
+        arguments.emplace_back("--json");
+        const ToolResult result = run(arguments, input);
+        EXPECT_EQ(0, result.m_exitCode);
+        EXPECT_EQ("", result.m_errorOutput);
+        return nlohmann::json::parse(result.m_output);
+    }
+
+    const TemporaryDirectory m_directory;
+};
+
+/// Expects the run to have failed with nothing on standard output.
+void expectFailure(const int exitCode, const std::string& errorOutput, const ToolResult& result) {
+    EXPECT_EQ(exitCode, result.m_exitCode);
+    EXPECT_EQ(errorOutput, result.m_errorOutput);
+    EXPECT_EQ("", result.m_output);
+}
+
+TEST_F(ToolTest, printsATableOfWhatItLoaded) {
+    m_directory.addFile("a.nt", TEXT);
+    const ToolResult result = run({"load", "a.nt"});
+    EXPECT_EQ(0, result.m_exitCode);
+    EXPECT_EQ("", result.m_errorOutput);
+    EXPECT_EQ(0u, result.m_output.find("triples                                 4\n"
+                                       "string literals met                     3\n"
+                                       "  xsd:string                            2\n"
+                                       "  rdf:PlainLiteral                      1\n"
+                                       "distinct xsd:string                     1\n"
+                                       "distinct rdf:PlainLiteral               1\n"
+                                       "other terms                             9\n"
+                                       "errors                                  0\n"
+                                       "bytes of text                          11\n"
+                                       "bytes of memory "));
+}
+
+TEST_F(ToolTest, printsTheSameAsJson) {
+    m_directory.addFile("a.nt", TEXT);
+    const nlohmann::json json = runForJson({"load", "a.nt"});
+    EXPECT_EQ(4, json["triples"]);
+    EXPECT_EQ(3, json["stringLiterals"]);
+    EXPECT_EQ(2, json["xsdStringLiterals"]);
+    EXPECT_EQ(1, json["rdfPlainLiteralLiterals"]);
+    EXPECT_EQ(1, json["distinctXsdString"]);
+    EXPECT_EQ(1, json["distinctRdfPlainLiteral"]);
+    EXPECT_EQ(9, json["otherTerms"]);
+    EXPECT_EQ(0, json["errors"]);
+    EXPECT_EQ(11, json["textBytes"]);
+    EXPECT_GT(json["memoryBytes"], 0);
+    EXPECT_GT(json["seconds"].get<double>() + 1, 1 - 1e-9);
+    EXPECT_TRUE(json["literalsPerSecond"].is_number());
+    EXPECT_FALSE(json.contains("lookups"));
+}
+
+TEST_F(ToolTest, readsEveryFormatPlainAndPacked) {
+    const std::vector<std::pair<std::string, std::string>> files{
+        {"a.nt", "<a:s> <a:p> \"nt\" ."},
+        {"a.nq", "<a:s> <a:p> \"nq\" <a:g> ."},
+        {"a.ttl", "@prefix : <a:> . :s :p 'ttl' ."},
+        {"a.trig", "@prefix : <a:> . :g { :s :p 'trig' }"},
+    };
+    std::vector<std::string> arguments{"load"};
+    for (const auto& [name, text] : files) {
+        m_directory.addFile(name, text);
+        m_directory.addFile(name + ".gz", gzip(text));
+        arguments.push_back(name);
+        arguments.push_back(name + ".gz");
+        EXPECT_EQ(1, runForJson({"load", name})["distinctXsdString"]) << name;
+        EXPECT_EQ(1, runForJson({"load", name + ".gz"})["distinctXsdString"]) << name;
+    }
+    const nlohmann::json all = runForJson(arguments);
+    EXPECT_EQ(8, all["triples"]);
+    EXPECT_EQ(4, all["distinctXsdString"]);
+}
+
+TEST_F(ToolTest, readsStandardInputPlainAndPacked) {
+    ToolInput input;
+    input.m_input = TEXT;
+    EXPECT_EQ(4, runForJson({"load", "--format", "nt", "-"}, input)["triples"]);
+    input.m_input = gzip(TEXT);
+    EXPECT_EQ(4, runForJson({"load", "--format=ntriples", "-"}, input)["triples"]);
+    input.m_input = "<a:s> <a:p> bad .";
+    expectFailure(1, "-:1: expected an object: an IRI, a blank node or a literal\n",
+                  run({"load", "--format", "nt", "-"}, input));
+}
+
+TEST_F(ToolTest, letsAGivenFormatOverrideTheName) {
+    m_directory.addFile("a.nt", "@prefix : <a:> . :s :p 'ttl' .");
+    EXPECT_EQ(1, runForJson({"load", "a.nt", "--format", "turtle"})["triples"]);
+}
+
+TEST_F(ToolTest, resolvesRelativeIrisAgainstTheGivenBase) {
+    m_directory.addFile("a.ttl", "<s> <p> \"x\"^^<XMLSchema#string> .");
+    EXPECT_EQ(1, runForJson({"load", "a.ttl", "--base", "http://www.w3.org/2001/"})["distinctXsdString"]);
+    EXPECT_EQ(0, runForJson({"load", "a.ttl"})["distinctXsdString"]);
+}
+
+TEST_F(ToolTest, looksLiteralsUpInBothDirections) {
+    m_directory.addFile("a.nt", TEXT);
+    const ToolResult result =
+        run({"load", "a.nt", "--threads", "1", "--query", "text", "--query", "text@en", "--get", "2"});
+    EXPECT_EQ(0, result.m_exitCode);
+    EXPECT_EQ("", result.m_errorOutput);
+    EXPECT_TRUE(result.m_output.ends_with("\n1\t\"text\"\n2\t\"text\"@en\n2\t\"text\"@en\n")) << result.m_output;
+}
+
+TEST_F(ToolTest, endsWithOneWhenSomethingIsNotFound) {
+    m_directory.addFile("a.nt", TEXT);
+    for (const std::vector<std::string>& question :
+         {std::vector<std::string>{"--query", "absent@en"}, std::vector<std::string>{"--get", "3"}}) {
+        const ToolResult result = run({"load", "a.nt", "--query", "text", question[0], question[1]});
+        EXPECT_EQ(1, result.m_exitCode);
+        EXPECT_EQ("", result.m_errorOutput);
+        EXPECT_TRUE(
+            result.m_output.ends_with(question[0] == "--get" ? "\nnot found\t3\n" : "\nnot found\t\"absent\"@en\n"))
+            << result.m_output;
+    }
+    const ToolResult result = run({"load", "a.nt", "--json", "--get", "3", "--query", "text"});
+    EXPECT_EQ(1, result.m_exitCode);
+    EXPECT_EQ(nlohmann::json::parse(R"([{"question": "3", "id": 3, "literal": null},
+                                       {"question": "text", "id": 1, "literal": "\"text\""}])"),
+              nlohmann::json::parse(result.m_output)["lookups"]);
+}
+
+TEST_F(ToolTest, tellsFileLineAndCauseOfBadData) {
+    m_directory.addFile("good.nt", TEXT);
+    m_directory.addFile("bad.nt", "# c\n\n<a:s> <a:p> \"\\q\" .\n");
+    expectFailure(1, "bad.nt:3: invalid escape `\\q'\n", run({"load", "good.nt", "bad.nt", "good.nt"}));
+    m_directory.addFile("bad.ttl",
+                        "@prefix : <a:> .\n:s :p 'x'^^<http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral> .");
+    expectFailure(
+        1,
+        "bad.ttl:2: Lexical form 'x' is invalid for datatype rdf:PlainLiteral because it does not contain the "
+        "'@' character.\n",
+        run({"load", "bad.ttl"}));
+    m_directory.addFile("bad.nq.gz", gzip("<a:s> <a:p> \"x\"@en-- .\n"));
+    expectFailure(
+        1,
+        "bad.nq.gz:1: Lexical form 'x@en--' is invalid for datatype rdf:PlainLiteral because  it its language "
+        "tag is malformed.\n",
+        run({"load", "bad.nq.gz"}));
+}
+
+TEST_F(ToolTest, countsErrorsAndGoesOnWhenLenient) {
+    m_directory.addFile("a.nt", "bad\n<a:s> <a:p> \"a\" .\nbad\n");
+    m_directory.addFile("b.ttl", "bad .\n<s> <p> \"b\" .\n");
+    const ToolResult result = run({"load", "--lenient", "--json", "a.nt", "b.ttl"});
+    EXPECT_EQ(0, result.m_exitCode);
+    EXPECT_EQ("a.nt:1: expected a subject: an IRI or a blank node\n"
+              "a.nt:3: expected a subject: an IRI or a blank node\n"
+              "b.ttl:1: expected a subject instead of 'bad'\n",
+              result.m_errorOutput);
+    const nlohmann::json json = nlohmann::json::parse(result.m_output);
+    EXPECT_EQ(3, json["errors"]);
+    EXPECT_EQ(2, json["distinctXsdString"]);
+}
+
+TEST_F(ToolTest, endsWithThreeWhenAFileCannotBeRead) {
+    m_directory.addFile("plain.nt.gz", TEXT);
+    std::string packed = gzip(TEXT);
+    m_directory.addFile("cut.nt.gz", packed.substr(0, packed.size() - 1));
+    packed[packed.size() - 8] = static_cast<char>(~packed[packed.size() - 8]);
+    m_directory.addFile("wrong.nt.gz", packed);
+    expectFailure(3, "absent.nt: No such file or directory\n", run({"load", "absent.nt"}));
+    expectFailure(3, "absent.nt: No such file or directory\n", run({"load", "--lenient", "absent.nt"}));
+    expectFailure(3, "cut.nt.gz: not a sound gzip file: it ends early\n", run({"load", "cut.nt.gz"}));
+    expectFailure(3, "wrong.nt.gz: not a sound gzip file: incorrect data check\n", run({"load", "wrong.nt.gz"}));
+    expectFailure(3, "plain.nt.gz: not a sound gzip file: its first bytes are not those of gzip\n",
+                  run({"load", "plain.nt.gz"}));
+    expectFailure(3, ".: Is a directory\n", run({"load", "--format", "nt", "."}));
+}
+
+TEST_F(ToolTest, endsWithThreeAtALimit) {
+    std::string text;
+    for (int number = 0; number < 20000; ++number)
+        text += "<a:s> <a:p> \"a literal with the number " + std::to_string(number) + "\" .\n";
+    m_directory.addFile("a.nt", text);
+    const ToolResult memory = run({"load", "a.nt", "--memory-limit", "512K"});
+    EXPECT_EQ(3, memory.m_exitCode);
+    EXPECT_EQ("", memory.m_output);
+    EXPECT_EQ(0u, memory.m_errorOutput.find("a.nt: The Melnar instance has run out of memory.\n"))
+        << memory.m_errorOutput;
+    expectFailure(
+        3, "a.nt: The dictionary cannot create resource 11 because it was created to hold at most 10 resources.\n",
+        run({"load", "a.nt", "--max-resources", "10", "--lenient"}));
+    const ToolResult none = run({"load", "a.nt", "--memory-limit", "1"});
+    EXPECT_EQ(3, none.m_exitCode);
+    EXPECT_EQ(0u, none.m_errorOutput.find("melnar-dict: The Melnar instance has run out of memory.\n"))
+        << none.m_errorOutput;
+}
+
+TEST_F(ToolTest, endsWithThreeWhenStandardOutputCannotBeWritten) {
+    m_directory.addFile("a.nt", TEXT);
+    ToolInput input;
+    input.m_outputPath = "/dev/full";
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"load", "a.nt"}, {"load", "--help"}, {"--help"}, {"--version"}})
+        expectFailure(3, "melnar-dict: standard output: No space left on device\n", run(arguments, input));
+    input = {};
+    input.m_isOutputClosedPipe = true;
+    expectFailure(3, "melnar-dict: standard output: Broken pipe\n", run({"load", "a.nt"}, input));
+}
+
+TEST_F(ToolTest, endsWithTwoOnAWrongCommandLine) {
+    m_directory.addFile("a.nt", TEXT);
+    expectFailure(2, "melnar-dict: load needs a file\n", run({"load"}));
+    expectFailure(2, "melnar-dict: unknown option --what\n", run({"load", "a.nt", "--what"}));
+    expectFailure(2, "melnar-dict: option --threads needs a number from 1 to 1024, not 'many'\n",
+                  run({"load", "a.nt", "--threads", "many"}));
+    expectFailure(2, "melnar-dict: the name 'a.txt' tells no format; give it with --format\n",
+                  run({"load", "a.nt", "a.txt"}));
+    expectFailure(2, "melnar-dict: unknown verb 'loda'; melnar-dict --help lists them\n", run({"loda", "a.nt"}));
+    const ToolResult result = run({});
+    EXPECT_EQ(2, result.m_exitCode);
+    EXPECT_EQ("", result.m_output);
+    EXPECT_NE(std::string::npos, result.m_errorOutput.find("usage: melnar-dict VERB"));
+}
+
+TEST_F(ToolTest, tellsWhatItCanDo) {
+    const ToolResult help = run({"--help"});
+    EXPECT_EQ(0, help.m_exitCode);
+    EXPECT_NE(std::string::npos, help.m_output.find("\n  load    "));
+    const ToolResult helpOfLoad = run({"load", "--help"});
+    EXPECT_EQ(0, helpOfLoad.m_exitCode);
+    for (const char* const option : {"--format", "--threads", "--lenient", "--base", "--memory-limit",
+                                     "--max-resources", "--json", "--query", "--get", "--help"})
+        EXPECT_NE(std::string::npos, helpOfLoad.m_output.find(std::string("\n  ") + option)) << option;
+    const ToolResult version = run({"--version"});
+    EXPECT_EQ(0, version.m_exitCode);
+    EXPECT_EQ("melnar-dict 0.1.0\n", version.m_output);
+}
+
+} // namespace

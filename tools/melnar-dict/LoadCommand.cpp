@@ -1,0 +1,66 @@
+#include "tools/melnar-dict/LoadCommand.h"
+
+#include "tools/melnar-dict/FileLoader.h"
+#include "tools/melnar-dict/LoadJournal.h"
+#include "tools/melnar-dict/LoadOptions.h"
+#include "tools/melnar-dict/LoadReport.h"
+
+#include "Engine/core/data-store/Dictionary.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+namespace {
+
+LoadReport makeReport(const Dictionary& dictionary, const LoadJournal& journal, const double seconds) {
+    LoadReport report;
+    report.m_counts = journal.getCounts();
+    report.m_distinctStrings = dictionary.getNumberOfResources(D_XSD_STRING);
+    report.m_distinctPlainLiterals = dictionary.getNumberOfResources(D_RDF_PLAIN_LITERAL);
+    report.m_errors = journal.getNumberOfErrors();
+    report.m_textBytes = dictionary.getTextBytes(D_XSD_STRING) + dictionary.getTextBytes(D_RDF_PLAIN_LITERAL);
+    report.m_memoryBytes = dictionary.getMemoryInUse();
+    report.m_seconds = seconds;
+    return report;
+}
+
+void print(const LoadReport& report, const LoadOptions& options, StandardOutput& output) {
+    if (options.m_asksForJson)
+        output.write(report.toJson(options.m_lookups));
+    else {
+        output.write(report.toText());
+        for (const Lookup& lookup : options.m_lookups)
+            output.write(lookup.toText());
+    }
+    output.flush();
+}
+
+} // namespace
+
+ExitCode runLoad(std::vector<std::string> arguments, StandardOutput& output, std::ostream& errorOutput) {
+    LoadOptions options = LoadOptions::parse(std::move(arguments));
+    if (options.m_asksForHelp) {
+        output.write(LoadOptions::getHelp());
+        output.flush();
+        return ExitCode::DONE;
+    }
+    Dictionary dictionary(options.m_memoryLimit, options.m_maximumNumberOfResources);
+    LoadJournal journal(options.m_isLenient, errorOutput);
+    FileLoader loader(dictionary, journal, {options.m_numberOfThreads, options.m_isLenient, options.m_base});
+    const auto start = std::chrono::steady_clock::now();
+    for (const auto& [fileName, format] : options.m_files) {
+        loader.load(fileName, format);
+        if (journal.isStopped())
+            return journal.getExitCode();
+    }
+    dictionary.commit();
+    const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - start;
+    for (Lookup& lookup : options.m_lookups)
+        lookup.answer(dictionary);
+    print(makeReport(dictionary, journal, duration.count()), options, output);
+    return std::all_of(options.m_lookups.begin(), options.m_lookups.end(),
+                       [](const Lookup& lookup) { return lookup.isAnswered(); })
+               ? ExitCode::DONE
+               : ExitCode::BAD_DATA;
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "tools/melnar-dict/Lookup.h"
+#include "tools/melnar-dict/RdfFormat.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// What the command line of `load` asks for.
+struct LoadOptions {
+    std::vector<std::pair<std::string, RdfFormat>> m_files; // empty only when help is asked for
+    size_t m_numberOfThreads = 1;
+    bool m_isLenient = false;
+    bool m_asksForJson = false;
+    bool m_asksForHelp = false;
+    uint64_t m_memoryLimit = 0;
+    uint64_t m_maximumNumberOfResources = 0;
+    std::string m_base;
+    std::vector<Lookup> m_lookups; // in the order given
+
+    static const char* getHelp() noexcept;
+
+    /// A wrong command line is a ToolFailure with ExitCode::USAGE.
+    static LoadOptions parse(std::vector<std::string> arguments);
+};

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+class Dictionary;
+
+/// A question that is put to a dictionary, and its answer: which ID a literal has, or which literal an ID.
+struct Lookup {
+    std::string m_question; // as it was asked
+    bool m_asksForLiteral = false;
+    uint64_t m_resourceID = 0;   // 0 when it asks for the ID of a literal and there is none
+    std::string m_turtleLiteral; // empty when it asks for the literal of an ID and there is none
+
+    /// Asks for the literal of an ID.
+    static Lookup ofResourceID(uint64_t resourceID);
+
+    /// Asks for the ID of a literal: of the rdf:PlainLiteral when what follows the last '@' is a language tag, of the
+    /// xsd:string otherwise.
+    static Lookup ofLiteral(const std::string& literal);
+
+    bool isAnswered() const noexcept { return m_resourceID != 0 && !m_turtleLiteral.empty(); }
+
+    /// Finds the answer among what is committed.
+    void answer(const Dictionary& dictionary);
+
+    /// One line: ID, tab and literal; or "not found", tab and what was asked for, a literal in Turtle syntax.
+    std::string toText() const;
+
+    /// One JSON object with "question", "id" and "literal"; what is not known is null.
+    std::string toJson() const;
+};

@@ -1,0 +1,64 @@
+#include "tools/melnar-dict/Tool.h"
+
+#include "tools/melnar-dict/LoadCommand.h"
+#include "tools/melnar-dict/LoadError.h"
+#include "tools/melnar-dict/StandardOutput.h"
+#include "tools/melnar-dict/ToolFailure.h"
+
+#include <iostream>
+#include <iterator>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* VERSION = "melnar-dict 0.1.0\n";
+
+/// A verb gets the arguments behind its name.
+struct Verb {
+    const char* m_name;
+    const char* m_purpose;
+    ExitCode (*m_run)(std::vector<std::string> arguments, StandardOutput& output, std::ostream& errorOutput);
+};
+
+constexpr Verb VERBS[] = {
+    {"load", "read RDF files and give their string literals resource IDs", &runLoad},
+};
+
+std::string getHelp() {
+    std::string help = "usage: melnar-dict VERB [ARGUMENT...]\n\n";
+    for (const Verb& verb : VERBS)
+        help.append("  ").append(verb.m_name).append("    ").append(verb.m_purpose).append("\n");
+    return help + "\nmelnar-dict VERB --help tells more; melnar-dict --version tells the version.\n";
+}
+
+ExitCode run(std::vector<std::string> arguments, StandardOutput& output) {
+    if (arguments.empty()) {
+        std::cerr << getHelp();
+        return ExitCode::USAGE;
+    }
+    if (arguments.front() == "--help" || arguments.front() == "--version") {
+        output.write(arguments.front() == "--help" ? getHelp() : VERSION);
+        output.flush();
+        return ExitCode::DONE;
+    }
+    for (const Verb& verb : VERBS)
+        if (arguments.front() == verb.m_name)
+            return verb.m_run({std::next(arguments.begin()), arguments.end()}, output, std::cerr);
+    throw ToolFailure(ExitCode::USAGE, "unknown verb '" + arguments.front() + "'; melnar-dict --help lists them");
+}
+
+} // namespace
+
+ExitCode runTool(std::vector<std::string> arguments) {
+    try {
+        StandardOutput output(STDOUT_FILENO);
+        return run(std::move(arguments), output);
+    } catch (const ToolFailure& failure) {
+        std::cerr << "melnar-dict: " << failure.what() << '\n';
+        return failure.getExitCode();
+    } catch (...) {
+        std::cerr << "melnar-dict: " << loadErrorOfCurrentException().m_cause << '\n';
+        return ExitCode::FAILURE;
+    }
+}

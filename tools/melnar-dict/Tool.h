@@ -1,0 +1,10 @@
+#pragma once
+
+#include "tools/melnar-dict/ExitCode.h"
+
+#include <string>
+#include <vector>
+
+/// The tool itself: finds the verb among the arguments, which do not start with the program's name, runs it and tells
+/// what went wrong on standard error.
+ExitCode runTool(std::vector<std::string> arguments);
