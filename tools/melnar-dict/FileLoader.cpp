@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/FileLoader.h"
 
+#include "tools/melnar-dict/BlockWork.h"
 #include "tools/melnar-dict/InputFile.h"
 #include "tools/melnar-dict/LineParser.h"
 #include "tools/melnar-dict/LiteralResolver.h"
@@ -21,7 +22,7 @@ void FileLoader::load(const std::string& fileName, const RdfFormat format) {
     try {
         source = openInputFile(fileName);
     } catch (...) {
-        reportCurrentException(0);
+        reportCurrentException(m_journal, 0);
         return;
     }
     BlockReader reader(std::move(source), m_settings.m_blockSize);
@@ -32,34 +33,22 @@ void FileLoader::load(const std::string& fileName, const RdfFormat format) {
 }
 
 void FileLoader::loadLines(BlockReader& reader, const RdfFormat format) {
-    WorkerGroup workers([this] { m_journal.stop(); });
-    workers.start(m_settings.m_numberOfThreads, [this, &reader, format] { loadBlocks(reader, format); });
-    workers.join();
-}
-
-/// The work of one of several threads.
-void FileLoader::loadBlocks(BlockReader& reader, const RdfFormat format) {
-    DictionaryThread thread(m_dictionary);
-    LineParser parser(format, m_settings.m_isLenient);
-    Block block;
-    ParsedPiece piece;
-    while (!m_journal.isStopped()) {
-        try {
-            if (!reader.next(block))
-                return;
-        } catch (...) {
-            reportCurrentException(reader.getNumberOfBlocks());
-            return;
-        }
-        piece.clear(block.m_sequence);
-        try {
-            parser.parse(block.getText(), piece);
-        } catch (...) {
-            piece.m_errors.push_back(loadErrorOfCurrentException());
-        }
-        resolveLiterals(m_dictionary, thread, m_settings.m_isLenient, piece);
-        m_journal.finish(piece);
-    }
+    workOnBlocks(reader, m_journal, m_settings.m_numberOfThreads, [this, format]() -> BlockWorker {
+        struct Worker {
+            DictionaryThread m_thread;
+            LineParser m_parser;
+        };
+        return [this, worker = std::shared_ptr<Worker>(
+                          new Worker{DictionaryThread(m_dictionary), LineParser(format, m_settings.m_isLenient)})](
+                   const Block& block, ParsedPiece& piece) {
+            try {
+                worker->m_parser.parse(block.getText(), piece);
+            } catch (...) {
+                piece.m_errors.push_back(loadErrorOfCurrentException()); // behind those of what was parsed
+            }
+            resolveLiterals(m_dictionary, worker->m_thread, m_settings.m_isLenient, piece);
+        };
+    });
 }
 
 void FileLoader::loadTurtle(BlockReader& reader, const RdfFormat format) {
@@ -86,11 +75,4 @@ void FileLoader::loadTurtle(BlockReader& reader, const RdfFormat format) {
     parser.parse();
     queue.close();
     resolvers.join();
-}
-
-void FileLoader::reportCurrentException(const uint64_t sequence) {
-    ParsedPiece piece;
-    piece.clear(sequence);
-    piece.m_errors.push_back(loadErrorOfCurrentException());
-    m_journal.finish(piece);
 }

@@ -33,9 +33,7 @@ public:
 
 private:
     void loadLines(BlockReader& reader, RdfFormat format);
-    void loadBlocks(BlockReader& reader, RdfFormat format);
     void loadTurtle(BlockReader& reader, RdfFormat format);
-    void reportCurrentException(uint64_t sequence);
 
     Dictionary& m_dictionary;
     LoadJournal& m_journal;
