@@ -1,6 +1,5 @@
 #include "tools/melnar-dict/LineParser.h"
 
-#include "tools/melnar-dict/LiteralCollector.h"
 #include "tools/melnar-dict/SerdRun.h"
 #include "tools/melnar-dict/Utf8.h"
 
@@ -125,8 +124,16 @@ const char* LineParser::takeStatement(const SerdStatement& statement) {
         datatype == nullptr
             ? LiteralKind::OTHER
             : literalKindOfDatatype({reinterpret_cast<const char*>(datatype->buf), datatype->n_bytes}, {});
-    collectStatement(statement, kind, m_statementLines[m_numberOfStatementsRead].m_line, *m_piece);
-    ++m_numberOfStatementsRead;
+    const char* const cause =
+        takeLineStatement(statement, kind, m_statementLines[m_numberOfStatementsRead].m_line, *m_piece);
+    if (cause == nullptr)
+        ++m_numberOfStatementsRead;
+    return cause;
+}
+
+const char* LineParser::takeLineStatement(const SerdStatement& statement, const LiteralKind kind, const uint64_t line,
+                                          ParsedPiece& piece) {
+    collectStatement(statement, kind, line, piece);
     return nullptr;
 }
 

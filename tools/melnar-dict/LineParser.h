@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/melnar-dict/LineShape.h"
+#include "tools/melnar-dict/LiteralCollector.h"
 #include "tools/melnar-dict/ParsedPiece.h"
 #include "tools/melnar-dict/RdfFormat.h"
 #include "tools/melnar-dict/SerdClient.h"
@@ -8,17 +9,23 @@
 #include <string_view>
 #include <vector>
 
-/// Reads blocks of N-Triples or N-Quads, each on its own.
+/// Reads blocks of N-Triples or N-Quads, each on its own. Collects their string literals, unless a subclass does
+/// something else with the statements.
 ///
 /// Units    Lines are counted by line feeds. Statements also end at a carriage return.
 /// Threads  One at a time; each thread has its own parser.
 /// Errors   Bad data goes into the piece: the first of the block, or, when lenient, one for each bad line.
-class LineParser final : private SerdClient {
+class LineParser : private SerdClient {
 public:
     LineParser(RdfFormat format, bool lenient) : m_format(format), m_isLenient(lenient) {}
 
     /// Reads a block of whole lines into an empty piece.
     void parse(std::string_view text, ParsedPiece& piece);
+
+protected:
+    /// Takes a statement; null, or why it is refused, which is an error of its line.
+    virtual const char* takeLineStatement(const SerdStatement& statement, LiteralKind kind, uint64_t line,
+                                          ParsedPiece& piece);
 
 private:
     /// A line with a statement that serd has yet to read.
@@ -38,10 +45,10 @@ private:
     bool runSerdTo(const char* end);
     bool addError(uint64_t line, std::string_view cause);
 
-    size_t provideText(char* buffer, size_t size) override;
-    const char* takeStatement(const SerdStatement& statement) override;
-    const char* takeBase(const SerdNode& iri) override;
-    const char* takePrefix(const SerdNode& name, const SerdNode& iri) override;
+    size_t provideText(char* buffer, size_t size) final;
+    const char* takeStatement(const SerdStatement& statement) final;
+    const char* takeBase(const SerdNode& iri) final;
+    const char* takePrefix(const SerdNode& name, const SerdNode& iri) final;
 
     const RdfFormat m_format;
     const bool m_isLenient;

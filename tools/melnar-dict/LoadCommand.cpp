@@ -4,11 +4,13 @@
 #include "tools/melnar-dict/LoadJournal.h"
 #include "tools/melnar-dict/LoadOptions.h"
 #include "tools/melnar-dict/LoadReport.h"
+#include "tools/melnar-dict/SaveDictionary.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 
 #include <algorithm>
 #include <chrono>
+#include <memory>
 #include <utility>
 
 namespace {
@@ -45,7 +47,11 @@ ExitCode runLoad(std::vector<std::string> arguments, StandardOutput& output, std
         output.flush();
         return ExitCode::DONE;
     }
-    Dictionary dictionary(options.m_memoryLimit, options.m_maximumNumberOfResources);
+    const std::unique_ptr<Dictionary> ownedDictionary =
+        options.m_intoName.empty()
+            ? std::make_unique<Dictionary>(options.m_memoryLimit, options.m_maximumNumberOfResources)
+            : Dictionary::open(options.m_intoName, options.m_memoryLimit);
+    Dictionary& dictionary = *ownedDictionary;
     LoadJournal journal(options.m_isLenient, errorOutput);
     FileLoader loader(dictionary, journal, {options.m_numberOfThreads, options.m_isLenient, options.m_base});
     const auto start = std::chrono::steady_clock::now();
@@ -55,6 +61,8 @@ ExitCode runLoad(std::vector<std::string> arguments, StandardOutput& output, std
             return journal.getExitCode();
     }
     dictionary.commit();
+    if (!options.m_outputName.empty())
+        saveDictionary(dictionary, options.m_outputName);
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - start;
     for (Lookup& lookup : options.m_lookups)
         lookup.answer(dictionary);

@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/LoadOptions.h"
 
 #include "tools/melnar-dict/ArgumentReader.h"
+#include "tools/melnar-dict/PhysicalMemory.h"
 #include "tools/melnar-dict/ToolFailure.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -9,8 +10,6 @@
 #include <limits>
 #include <optional>
 #include <thread>
-
-#include <unistd.h>
 
 namespace {
 
@@ -25,13 +24,18 @@ A FILE is N-Triples (.nt), N-Quads (.nq), Turtle (.ttl) or TriG (.trig), plain
 or packed with gzip (.gz behind that); "-" is standard input. Several are loaded
 into one dictionary, one after the other.
 
+  -o, --output DICTIONARY
+                       save the dictionary to this file
+  --into DICTIONARY    add to this saved dictionary, whose IDs stay, and save it
+                       again, or to the file given with -o
   --format FORMAT      ntriples, nquads, turtle or trig, whatever the names say
   --threads N          use N threads (default: one for each core)
   --lenient            report errors, count them and go on behind them
   --base IRI           what relative IRIs are relative to
   --memory-limit SIZE  bytes the dictionary may use, such as 512M or 16G
                        (default: the machine's memory)
-  --max-resources N    distinct literals it may hold (default: 4294967293)
+  --max-resources N    distinct literals it may hold (default: 4294967293);
+                       a saved dictionary keeps its own
   --json               print JSON instead of a table
   --query TEXT         afterwards print the ID of the string TEXT
   --query TEXT@TAG     the same for a text with a language tag
@@ -48,12 +52,9 @@ predicates, objects and graph names, each time they occur. Bytes of text are
 those of the distinct literals.
 
 Exit codes: 0 done, 1 bad data or something not found, 2 wrong command line,
-3 input or output failed or a limit was reached.
+3 input or output failed or a limit was reached. A dictionary is saved when all
+files have been loaded, and all at once: until then the old file stays.
 )";
-
-uint64_t getPhysicalMemory() {
-    return static_cast<uint64_t>(::sysconf(_SC_PHYS_PAGES)) * static_cast<uint64_t>(::sysconf(_SC_PAGESIZE));
-}
 
 RdfFormat parseFormat(const std::string& name) {
     const std::optional<RdfFormat> format = formatOfName(name);
@@ -82,8 +83,8 @@ LoadOptions LoadOptions::parse(std::vector<std::string> arguments) {
     LoadOptions options;
     options.m_numberOfThreads = std::max(1u, std::thread::hardware_concurrency());
     options.m_memoryLimit = getPhysicalMemory();
-    options.m_maximumNumberOfResources = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS;
     std::optional<RdfFormat> format;
+    std::optional<uint64_t> maximumNumberOfResources;
     std::vector<std::string> fileNames;
     ArgumentReader reader(std::move(arguments));
     while (reader.next()) {
@@ -101,7 +102,11 @@ LoadOptions LoadOptions::parse(std::vector<std::string> arguments) {
         else if (argument == "--memory-limit")
             options.m_memoryLimit = reader.takeNumberOfBytes();
         else if (argument == "--max-resources")
-            options.m_maximumNumberOfResources = reader.takeNumber(1, Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES);
+            maximumNumberOfResources = reader.takeNumber(1, Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES);
+        else if (argument == "-o" || argument == "--output")
+            options.m_outputName = reader.takeValue();
+        else if (argument == "--into")
+            options.m_intoName = reader.takeValue();
         else if (argument == "--json")
             options.m_asksForJson = true;
         else if (argument == "--query")
@@ -118,6 +123,12 @@ LoadOptions LoadOptions::parse(std::vector<std::string> arguments) {
         return options;
     if (fileNames.empty())
         throw ToolFailure(ExitCode::USAGE, "load needs a file");
+    if (!options.m_intoName.empty() && maximumNumberOfResources)
+        throw ToolFailure(ExitCode::USAGE, "--max-resources is for a new dictionary, not one given with --into");
+    options.m_maximumNumberOfResources =
+        maximumNumberOfResources.value_or(Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS);
+    if (options.m_outputName.empty())
+        options.m_outputName = options.m_intoName;
     if (std::count(fileNames.begin(), fileNames.end(), "-") > 1)
         throw ToolFailure(ExitCode::USAGE, "standard input can be loaded only once");
     for (const std::string& fileName : fileNames)

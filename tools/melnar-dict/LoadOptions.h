@@ -19,6 +19,8 @@ struct LoadOptions {
     uint64_t m_memoryLimit = 0;
     uint64_t m_maximumNumberOfResources = 0;
     std::string m_base;
+    std::string m_intoName;        // the saved dictionary to add to; empty for a new one
+    std::string m_outputName;      // where to save the dictionary; empty for nowhere
     std::vector<Lookup> m_lookups; // in the order given
 
     static const char* getHelp() noexcept;

@@ -1,10 +1,18 @@
 #include "tools/melnar-dict/Tool.h"
 
+#include "tools/melnar-dict/CompactCommand.h"
+#include "tools/melnar-dict/DumpCommand.h"
+#include "tools/melnar-dict/GetCommand.h"
 #include "tools/melnar-dict/LoadCommand.h"
 #include "tools/melnar-dict/LoadError.h"
+#include "tools/melnar-dict/LookupCommand.h"
+#include "tools/melnar-dict/RewriteCommand.h"
 #include "tools/melnar-dict/StandardOutput.h"
+#include "tools/melnar-dict/StatsCommand.h"
 #include "tools/melnar-dict/ToolFailure.h"
+#include "tools/melnar-dict/VerifyCommand.h"
 
+#include <cstring>
 #include <iostream>
 #include <iterator>
 
@@ -23,12 +31,24 @@ struct Verb {
 
 constexpr Verb VERBS[] = {
     {"load", "read RDF files and give their string literals resource IDs", &runLoad},
+    {"get", "print the literals of resource IDs", &runGet},
+    {"lookup", "print the resource IDs of literals", &runLookup},
+    {"dump", "print all resource IDs with their literals", &runDump},
+    {"stats", "describe a saved dictionary", &runStats},
+    {"compact", "give a saved dictionary dense resource IDs", &runCompact},
+    {"verify", "check a saved dictionary", &runVerify},
+    {"encode", "put resource IDs in the place of literals", &runEncode},
+    {"decode", "put the literals back", &runDecode},
 };
 
 std::string getHelp() {
     std::string help = "usage: melnar-dict VERB [ARGUMENT...]\n\n";
     for (const Verb& verb : VERBS)
-        help.append("  ").append(verb.m_name).append("    ").append(verb.m_purpose).append("\n");
+        help.append("  ")
+            .append(verb.m_name)
+            .append(10 - std::strlen(verb.m_name), ' ')
+            .append(verb.m_purpose)
+            .append("\n");
     return help + "\nmelnar-dict VERB --help tells more; melnar-dict --version tells the version.\n";
 }
 

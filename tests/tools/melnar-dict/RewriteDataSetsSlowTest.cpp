@@ -1,0 +1,95 @@
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/tools/melnar-dict/ToolProcess.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+std::string unpack(const std::filesystem::path& path) {
+    const gzFile file = ::gzopen(path.c_str(), "rb");
+    if (file == nullptr)
+        throw std::runtime_error("cannot open " + path.string());
+    std::string text;
+    std::vector<char> buffer(size_t(1) << 20);
+    int numberOfBytes;
+    while ((numberOfBytes = ::gzread(file, buffer.data(), static_cast<unsigned>(buffer.size()))) > 0)
+        text.append(buffer.data(), static_cast<size_t>(numberOfBytes));
+    ::gzclose(file);
+    return text;
+}
+
+/// The canonical form of statements that are canonical but for blank lines, tabs written as escapes and the datatype
+/// xsd:string, as those of the data sets are.
+std::string canonicalise(const std::string_view text) {
+    constexpr std::string_view XSD_STRING_SUFFIX = "\"^^<http://www.w3.org/2001/XMLSchema#string>";
+    std::string canonical;
+    canonical.reserve(text.size());
+    for (size_t index = 0; index < text.size(); ++index) {
+        if (text[index] == '\\') {
+            if (text[index + 1] == 'u' || text[index + 1] == 'U')
+                throw std::runtime_error("an escape that is not expected");
+            ++index;
+            if (text[index] == 't')
+                canonical += '\t';
+            else
+                canonical.append(text, index - 1, 2);
+        } else if (text[index] == '"' && text.substr(index).starts_with(XSD_STRING_SUFFIX)) {
+            canonical += '"';
+            index += XSD_STRING_SUFFIX.size() - 1;
+        } else if (text[index] != '\n' || (!canonical.empty() && canonical.back() != '\n'))
+            canonical += text[index];
+    }
+    return canonical;
+}
+
+class RewriteDataSetsSlowTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(RewriteDataSetsSlowTest, decodingWhatWasEncodedGivesTheStatementsBack) {
+    const char* const data = std::getenv("MELNAR_DATA");
+    if (data == nullptr)
+        GTEST_SKIP() << "MELNAR_DATA names no folder with data sets";
+    std::vector<std::filesystem::path> files;
+    const std::filesystem::path set = std::filesystem::path(data) / GetParam();
+    if (std::filesystem::is_directory(set)) {
+        for (const auto& entry : std::filesystem::directory_iterator(set))
+            if (entry.path().string().ends_with(".nq.gz"))
+                files.push_back(entry.path());
+    } else
+        files.push_back(set);
+    ASSERT_FALSE(files.empty());
+    for (const std::filesystem::path& path : files) {
+        const TemporaryDirectory directory;
+        const std::string extension = path.stem().extension().string();
+        const std::string dictionary = directory.getPathOf("d");
+        const std::string encoded = directory.getPathOf("encoded" + extension);
+        const std::string decoded = directory.getPathOf("decoded" + extension);
+        ASSERT_EQ(0, runToolProcess({"load", path.string(), "-o", dictionary}).m_exitCode) << path;
+        ASSERT_EQ(0, runToolProcess({"encode", path.string(), "-d", dictionary, "-o", encoded}).m_exitCode) << path;
+        ASSERT_EQ(0, runToolProcess({"decode", encoded, "-d", dictionary, "-o", decoded}).m_exitCode) << path;
+        const bool isSame = canonicalise(unpack(path)) == TemporaryDirectory::getContentsOf(decoded);
+        EXPECT_TRUE(isSame) << path;
+        ASSERT_EQ(0, runToolProcess({"verify", dictionary}).m_exitCode) << path;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, RewriteDataSetsSlowTest,
+                         testing::Values("wordnet31.nt.gz", "cldr-annotations.nt.gz", "long-texts.nt.gz",
+                                         "schemaorg-30.0/schemaorg-all-https.nt.gz",
+                                         "schemaorg-30.0/schemaorg-all-https.nq.gz", "vocabularies"),
+                         [](const testing::TestParamInfo<const char*>& parameterInfo) {
+                             std::string name(parameterInfo.param);
+                             std::replace_if(
+                                 name.begin(), name.end(), [](const char c) { return !std::isalnum(c); }, '_');
+                             return name;
+                         });
+
+} // namespace

@@ -1,0 +1,236 @@
+#include "Engine/core/data-store/Dictionary.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/tools/melnar-dict/ToolProcess.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr const char* TRIPLES = "<urn:s> <urn:p> \"one\" .\n"
+                                "<urn:s> <urn:p> \"eins\"@de .\n"
+                                "<urn:s> <urn:p> \"one\"^^<http://www.w3.org/2001/XMLSchema#string> .\n"
+                                "<urn:s> <urn:p> \"line\\nbreak \\\"quoted\\\"\"@en-GB .\n"
+                                "<urn:s> <urn:p> \"5\"^^<http://www.w3.org/2001/XMLSchema#integer> .\n";
+
+/// What the verbs make of the triples above, loaded and saved as "d" by one thread.
+class SavedDictionaryTest : public testing::Test {
+protected:
+    SavedDictionaryTest() {
+        m_directory.addFile("in.nt", TRIPLES);
+        EXPECT_EQ(0, run({"load", "in.nt", "-o", "d", "--threads", "1"}).m_exitCode);
+    }
+
+    ToolResult run(const std::vector<std::string>& arguments, const std::string& input = "") const {
+        ToolInput toolInput;
+        toolInput.m_input = input;
+        toolInput.m_workingDirectory = m_directory.getPathOf("");
+        return runToolProcess(arguments, toolInput);
+    }
+
+    std::string getContentsOf(const std::string& fileName) const {
+        return TemporaryDirectory::getContentsOf(m_directory.getPathOf(fileName));
+    }
+
+    bool exists(const std::string& fileName) const { return std::filesystem::exists(m_directory.getPathOf(fileName)); }
+
+    void damage(const std::string& fileName, const size_t position) const {
+        std::string contents = getContentsOf(fileName);
+        contents.at(position) = static_cast<char>(contents.at(position) ^ 4);
+        m_directory.addFile(fileName, contents);
+    }
+
+    TemporaryDirectory m_directory;
+};
+
+TEST_F(SavedDictionaryTest, loadSavesWhatItLoaded) {
+    const auto dictionary = Dictionary::open(m_directory.getPathOf("d"), size_t(1) << 30);
+    EXPECT_EQ(4u, dictionary->getNextResourceID());
+    EXPECT_EQ(4u, dictionary->getCommitPoint().m_resourceID) << "everything is committed";
+    EXPECT_FALSE(exists("d.saving"));
+}
+
+TEST_F(SavedDictionaryTest, loadSavesTheSameBytesAgain) {
+    ASSERT_EQ(0, run({"load", "in.nt", "-o", "e", "--threads", "1"}).m_exitCode);
+    EXPECT_EQ(getContentsOf("d"), getContentsOf("e"));
+}
+
+TEST_F(SavedDictionaryTest, getPrintsLiteralsAndWhatIsNotFound) {
+    const ToolResult found = run({"get", "d", "1", "3"});
+    EXPECT_EQ(0, found.m_exitCode);
+    EXPECT_EQ("1\t\"one\"\n3\t\"line\\nbreak \\\"quoted\\\"\"@en-GB\n", found.m_output);
+    const ToolResult missing = run({"get", "d", "4", "2", "0", "18446744073709551615"});
+    EXPECT_EQ(1, missing.m_exitCode);
+    EXPECT_EQ("not found\t4\n2\t\"eins\"@de\nnot found\t0\nnot found\t18446744073709551615\n", missing.m_output);
+}
+
+TEST_F(SavedDictionaryTest, getRefusesWhatIsNoID) {
+    for (const char* const text : {"", "x", "1x", "-1", "18446744073709551616", "1.0"})
+        EXPECT_EQ(2, run({"get", "d", "--", text}).m_exitCode) << text;
+    EXPECT_EQ(2, run({"get", "d"}).m_exitCode);
+    EXPECT_EQ(2, run({"get"}).m_exitCode);
+}
+
+TEST_F(SavedDictionaryTest, lookupTakesLiteralsInTurtleSyntax) {
+    const ToolResult found =
+        run({"lookup", "d", "\"one\"", "\"eins\"@de", "\"line\\u000Abreak \\\"quoted\\\"\"@en-GB"});
+    EXPECT_EQ("", found.m_errorOutput);
+    EXPECT_EQ(0, found.m_exitCode);
+    EXPECT_EQ("1\t\"one\"\n2\t\"eins\"@de\n3\t\"line\\nbreak \\\"quoted\\\"\"@en-GB\n", found.m_output);
+    const ToolResult missing = run({"lookup", "d", "\"eins\"", "\"eins\"@DE"});
+    EXPECT_EQ(1, missing.m_exitCode);
+    EXPECT_EQ("not found\t\"eins\"\nnot found\t\"eins\"@DE\n", missing.m_output);
+}
+
+TEST_F(SavedDictionaryTest, lookupRefusesWhatIsNoLiteralAndGoesOn) {
+    const ToolResult result = run({"lookup", "d", "one", "\"one", "<urn:x>", "\"5\"^^<urn:t>", "\"a\"\n\"b\"",
+                                   "\"one\" . # not only a literal", "\"one\""});
+    EXPECT_EQ(1, result.m_exitCode);
+    EXPECT_TRUE(result.m_output.ends_with("1\t\"one\"\n"));
+    EXPECT_NE(std::string::npos, result.m_errorOutput.find("literal 1, line 1: "));
+    EXPECT_NE(std::string::npos, result.m_errorOutput.find("literal 2, line 1: a string lacks its closing quote"));
+    EXPECT_NE(std::string::npos, result.m_errorOutput.find("literal 3, line 1: not a string literal"));
+    EXPECT_NE(std::string::npos, result.m_errorOutput.find("literal 4, line 1: not a string literal"));
+    EXPECT_NE(std::string::npos, result.m_errorOutput.find("literal 6, line 1: not a string literal"));
+}
+
+TEST_F(SavedDictionaryTest, lookupReadsTheLinesOfStandardInput) {
+    const ToolResult result = run({"lookup", "d", "-"}, "\"one\"\r\n\"eins\"@de\n\nbad\n\"a\rb\"\n\"one\"");
+    EXPECT_EQ(1, result.m_exitCode);
+    EXPECT_EQ("1\t\"one\"\n2\t\"eins\"@de\n1\t\"one\"\n", result.m_output);
+    EXPECT_NE(std::string::npos, result.m_errorOutput.find("-:3: "));
+    EXPECT_NE(std::string::npos, result.m_errorOutput.find("-:4: "));
+    EXPECT_NE(std::string::npos, result.m_errorOutput.find("-:5: not a string literal"));
+    EXPECT_EQ(2, run({"lookup", "d", "-", "-"}).m_exitCode);
+}
+
+TEST_F(SavedDictionaryTest, lookupAnswersManyLinesInOrder) {
+    std::string lines;
+    std::string expected;
+    for (int line = 0; line < 200000; ++line) {
+        lines += line % 2 == 0 ? "\"one\"\n" : "\"eins\"@de\n";
+        expected += line % 2 == 0 ? "1\t\"one\"\n" : "2\t\"eins\"@de\n";
+    }
+    EXPECT_EQ(expected, run({"lookup", "d", "-"}, lines).m_output);
+}
+
+TEST_F(SavedDictionaryTest, dumpPrintsEverythingInAscendingOrder) {
+    const ToolResult result = run({"dump", "d"});
+    EXPECT_EQ(0, result.m_exitCode);
+    EXPECT_EQ("1\t\"one\"\n2\t\"eins\"@de\n3\t\"line\\nbreak \\\"quoted\\\"\"@en-GB\n", result.m_output);
+}
+
+TEST_F(SavedDictionaryTest, dumpReportsOutputThatCannotBeWritten) {
+    ToolInput input;
+    input.m_outputPath = "/dev/full";
+    EXPECT_EQ(3, runToolProcess({"dump", m_directory.getPathOf("d")}, input).m_exitCode);
+}
+
+TEST_F(SavedDictionaryTest, statsDescribesForPeopleAndMachines) {
+    const ToolResult text = run({"stats", "d"});
+    EXPECT_EQ(0, text.m_exitCode);
+    EXPECT_TRUE(text.m_output.starts_with("Dictionary\n"));
+    EXPECT_NE(std::string::npos, text.m_output.find("    Languages\n        de: 1\n        en-GB: 1\n"));
+    const nlohmann::json json = nlohmann::json::parse(run({"stats", "--json", "d"}).m_output);
+    EXPECT_EQ("Dictionary", json["name"]);
+    EXPECT_EQ("Data pool", json["children"][0]["name"]);
+    EXPECT_EQ("MEMORY_CONSUMED", json["children"][0]["properties"][0]["metric"]);
+}
+
+TEST_F(SavedDictionaryTest, verifyTellsSoundFromDamaged) {
+    const ToolResult sound = run({"verify", "d"});
+    EXPECT_EQ(0, sound.m_exitCode);
+    EXPECT_EQ("d: sound, 3 resources\n", sound.m_output);
+    damage("d", getContentsOf("d").size() / 2);
+    const ToolResult damaged = run({"verify", "d"});
+    EXPECT_EQ(3, damaged.m_exitCode);
+    EXPECT_EQ("", damaged.m_output);
+    EXPECT_NE(std::string::npos, damaged.m_errorOutput.find("'d' is damaged: section 'datatype 5'"))
+        << damaged.m_errorOutput;
+}
+
+TEST_F(SavedDictionaryTest, everyVerbRefusesFilesThatAreNoDictionary) {
+    for (const char* const verb : {"get", "lookup", "dump", "stats", "compact", "verify"}) {
+        std::vector<std::string> arguments{verb, "in.nt"};
+        if (arguments[0] == "get")
+            arguments.emplace_back("1");
+        if (arguments[0] == "lookup")
+            arguments.emplace_back("\"one\"");
+        const ToolResult result = run(arguments);
+        EXPECT_EQ(3, result.m_exitCode) << verb;
+        EXPECT_EQ("melnar-dict: File 'in.nt' is not a dictionary file.\n", result.m_errorOutput) << verb;
+        arguments[1] = "missing";
+        EXPECT_EQ(3, run(arguments).m_exitCode) << verb;
+    }
+}
+
+TEST_F(SavedDictionaryTest, everyVerbKeepsItsMemoryLimit) {
+    const ToolResult result = run({"dump", "d", "--memory-limit", "8K"});
+    EXPECT_EQ(3, result.m_exitCode);
+    EXPECT_NE(std::string::npos, result.m_errorOutput.find("has run out of memory"));
+}
+
+TEST_F(SavedDictionaryTest, intoAddsAndKeepsTheIDs) {
+    m_directory.addFile("more.nt", "<urn:s> <urn:p> \"new\" .\n<urn:s> <urn:p> \"eins\"@de .\n");
+    ASSERT_EQ(0, run({"load", "more.nt", "--into", "d"}).m_exitCode);
+    EXPECT_EQ("1\t\"one\"\n2\t\"eins\"@de\n3\t\"line\\nbreak \\\"quoted\\\"\"@en-GB\n4\t\"new\"\n",
+              run({"dump", "d"}).m_output);
+}
+
+TEST_F(SavedDictionaryTest, intoWithOutputLeavesTheOldFile) {
+    const std::string before = getContentsOf("d");
+    m_directory.addFile("more.nt", "<urn:s> <urn:p> \"new\" .\n");
+    ASSERT_EQ(0, run({"load", "more.nt", "--into", "d", "-o", "e"}).m_exitCode);
+    EXPECT_EQ(before, getContentsOf("d"));
+    EXPECT_TRUE(run({"dump", "e"}).m_output.ends_with("4\t\"new\"\n"));
+    EXPECT_EQ(2, run({"load", "more.nt", "--into", "d", "--max-resources", "5"}).m_exitCode);
+}
+
+TEST_F(SavedDictionaryTest, aLoadThatFailsLeavesTheOldFile) {
+    const std::string before = getContentsOf("d");
+    m_directory.addFile("bad.nt", "<urn:s> <urn:p> \"new\" .\nnot a triple\n");
+    EXPECT_EQ(1, run({"load", "bad.nt", "--into", "d"}).m_exitCode);
+    EXPECT_EQ(3, run({"load", "missing.nt", "-o", "d"}).m_exitCode);
+    EXPECT_EQ(3, run({"load", "in.nt", "-o", "d", "--memory-limit", "8K"}).m_exitCode);
+    EXPECT_EQ(before, getContentsOf("d"));
+    EXPECT_FALSE(exists("d.saving"));
+    EXPECT_EQ(3, run({"load", "in.nt", "-o", "no/such/folder/d"}).m_exitCode);
+}
+
+TEST_F(SavedDictionaryTest, compactKeepsWhatIsThere) {
+    const std::string before = run({"dump", "d"}).m_output;
+    const ToolResult result = run({"compact", "d", "-o", "e"});
+    EXPECT_EQ(0, result.m_exitCode);
+    EXPECT_EQ("", result.m_output) << "no ID had to change";
+    EXPECT_EQ(before, run({"dump", "e"}).m_output);
+    EXPECT_EQ(0, run({"compact", "d"}).m_exitCode);
+    EXPECT_EQ(getContentsOf("e"), getContentsOf("d"));
+}
+
+TEST_F(SavedDictionaryTest, compactPrintsTheIDsThatChange) {
+    {
+        const auto dictionary = Dictionary::open(m_directory.getPathOf("d"), size_t(1) << 30);
+        dictionary->compact([](const uint64_t resourceID, const ResourceValue&) { return resourceID != 1; });
+        dictionary->save(m_directory.getPathOf("d"));
+    }
+    EXPECT_EQ("1\t\"eins\"@de\n2\t\"line\\nbreak \\\"quoted\\\"\"@en-GB\n", run({"dump", "d"}).m_output);
+    m_directory.addFile("more.nt", "<urn:s> <urn:p> \"one\" .\n");
+    ASSERT_EQ(0, run({"load", "more.nt", "--into", "d"}).m_exitCode);
+    EXPECT_EQ("", run({"compact", "d"}).m_output);
+}
+
+TEST_F(SavedDictionaryTest, everyVerbHasHelp) {
+    for (const char* const verb : {"load", "get", "lookup", "dump", "stats", "compact", "verify", "encode", "decode"}) {
+        const ToolResult result = run({verb, "--help"});
+        EXPECT_EQ(0, result.m_exitCode) << verb;
+        EXPECT_TRUE(result.m_output.starts_with("usage: melnar-dict " + std::string(verb))) << verb;
+        EXPECT_NE(std::string::npos, run({"--help"}).m_output.find("  " + std::string(verb) + " ")) << verb;
+    }
+}
+
+} // namespace

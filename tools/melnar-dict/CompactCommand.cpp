@@ -1,0 +1,45 @@
+#include "tools/melnar-dict/CompactCommand.h"
+
+#include "tools/melnar-dict/DictionaryOptions.h"
+#include "tools/melnar-dict/SaveDictionary.h"
+
+#include "Engine/core/data-store/Dictionary.h"
+
+#include <utility>
+
+namespace {
+
+constexpr const char* HELP = R"(usage: melnar-dict compact [OPTION...] DICTIONARY
+
+Gives the resources of a saved dictionary new IDs from 1 without gaps, in the
+order of the old ones, and saves it without the bytes that none of them uses.
+Prints "old ID<tab>new ID" for every resource whose ID has changed.
+
+  -o, --output FILE    save to FILE and leave DICTIONARY as it is
+  --memory-limit SIZE  bytes the dictionary may use, such as 512M or 16G
+                       (default: the machine's memory)
+  --help               print this text
+
+Exit codes: 0 done, 2 wrong command line, 3 the dictionary cannot be read or
+written or a limit was reached; DICTIONARY is as it was then.
+)";
+
+} // namespace
+
+ExitCode runCompact(std::vector<std::string> arguments, StandardOutput& output, std::ostream&) {
+    const DictionaryOptions options =
+        DictionaryOptions::parse({.m_verb = "compact", .m_hasOutput = true}, std::move(arguments));
+    if (options.m_asksForHelp) {
+        output.write(HELP);
+        output.flush();
+        return ExitCode::DONE;
+    }
+    const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
+    const std::vector<uint64_t> newResourceIDs = dictionary->compact();
+    saveDictionary(*dictionary, options.m_outputName ? *options.m_outputName : options.m_dictionaryName);
+    for (uint64_t resourceID = 1; resourceID < newResourceIDs.size(); ++resourceID)
+        if (newResourceIDs[resourceID] != 0 && newResourceIDs[resourceID] != resourceID)
+            output.write(std::to_string(resourceID) + '\t' + std::to_string(newResourceIDs[resourceID]) + '\n');
+    output.flush();
+    return ExitCode::DONE;
+}

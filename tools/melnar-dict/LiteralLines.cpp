@@ -1,0 +1,49 @@
+#include "tools/melnar-dict/LiteralLines.h"
+
+#include <algorithm>
+#include <utility>
+
+LiteralLines::LiteralLines(Receiver receiver) : m_receiver(std::move(receiver)), m_parser(RdfFormat::N_TRIPLES, true) {}
+
+void LiteralLines::parse(const std::string_view text) {
+    m_statements.clear();
+    uint64_t numberOfLines = 0;
+    for (size_t begin = 0; begin < text.size(); ++numberOfLines) {
+        const size_t end = std::min(text.find('\n', begin), text.size());
+        appendStatement(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    m_piece.clear(0);
+    m_parser.parse(m_statements, m_piece);
+    std::stable_sort(m_piece.m_errors.begin(), m_piece.m_errors.end(),
+                     [](const LoadError& left, const LoadError& right) { return left.m_line < right.m_line; });
+    auto error = m_piece.m_errors.begin();
+    auto literal = m_piece.m_literals.getEntries().begin();
+    for (uint64_t line = 1; line <= numberOfLines; ++line)
+        if (error != m_piece.m_errors.end() && error->m_line == line) {
+            m_receiver.m_takeError(m_numberOfLines + line, error->m_cause);
+            ++error;
+        } else if (literal != m_piece.m_literals.getEntries().end() && literal->m_line == line) {
+            m_receiver.m_takeLiteral(m_piece.m_literals.getLexicalForm(*literal), literal->m_datatypeID);
+            ++literal;
+        } else
+            m_receiver.m_takeError(m_numberOfLines + line, "not a string literal");
+    m_numberOfLines += numberOfLines;
+}
+
+/// Appends a line with the statement whose object is the given text, or an empty line, in which there is no literal,
+/// where the text would not stay within its statement.
+void LiteralLines::appendStatement(std::string_view object) {
+    if (object.ends_with('\r'))
+        object.remove_suffix(1);
+    const size_t begin = m_statements.size();
+    m_statements.append("<s:> <p:> ").append(object).append(" .");
+    const std::string_view statement = std::string_view(m_statements).substr(begin);
+    const bool endsEarly = statement.find('\r') != std::string_view::npos;
+    const LineShape shape = shapeOfLine(statement, false, true);
+    const bool hidesItsEnd =
+        shape.m_kind == LineShape::Kind::STATEMENT && shape.m_end != statement.data() + statement.size();
+    if (endsEarly || hidesItsEnd)
+        m_statements.resize(begin);
+    m_statements += '\n';
+}

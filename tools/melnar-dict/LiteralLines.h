@@ -1,0 +1,38 @@
+#pragma once
+
+#include "tools/melnar-dict/LineParser.h"
+#include "tools/melnar-dict/ParsedPiece.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+/// Reads literals in Turtle syntax, `"text"` or `"text"@tag`, one a line. They are given to the parser as the objects
+/// of statements, so that they are exactly what they are in N-Triples.
+///
+/// Units    Lines end with a line feed and are counted from 1.
+/// Threads  One at a time.
+class LiteralLines {
+public:
+    /// Called for each line in order: with the lexical form and datatype ID of its literal, or with the cause why it
+    /// holds none. All texts are the receiver's only until it returns.
+    struct Receiver {
+        std::function<void(std::string_view lexicalForm, uint8_t datatypeID)> m_takeLiteral;
+        std::function<void(uint64_t line, const std::string& cause)> m_takeError;
+    };
+
+    explicit LiteralLines(Receiver receiver);
+
+    /// Reads the next lines; the text ends with a line end or is the last.
+    void parse(std::string_view text);
+
+private:
+    void appendStatement(std::string_view object);
+
+    const Receiver m_receiver;
+    LineParser m_parser;
+    ParsedPiece m_piece;
+    std::string m_statements;
+    uint64_t m_numberOfLines = 0; // of earlier texts
+};

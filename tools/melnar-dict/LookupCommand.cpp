@@ -1,0 +1,101 @@
+#include "tools/melnar-dict/LookupCommand.h"
+
+#include "tools/melnar-dict/BlockReader.h"
+#include "tools/melnar-dict/DictionaryOptions.h"
+#include "tools/melnar-dict/InputFile.h"
+#include "tools/melnar-dict/LiteralLines.h"
+#include "tools/melnar-dict/ToolFailure.h"
+
+#include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/platform/MelnarException.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace {
+
+constexpr const char* HELP = R"(usage: melnar-dict lookup [OPTION...] DICTIONARY LITERAL...
+
+Prints "ID<tab>literal" for every literal, or "not found<tab>literal". A literal
+is given in Turtle syntax: "text" or "text"@tag, with its quotes. "-" stands for
+the lines of standard input, a literal in each.
+
+  --memory-limit SIZE  bytes the dictionary may use, such as 512M or 16G
+                       (default: the machine's memory)
+  --help               print this text
+
+Exit codes: 0 done, 1 something not found or not a literal, 2 wrong command
+line, 3 the dictionary cannot be read or a limit was reached.
+)";
+
+/// Answers one literal after the other.
+class Answers {
+public:
+    Answers(const Dictionary& dictionary, StandardOutput& output, std::ostream& errorOutput)
+        : m_dictionary(dictionary), m_output(output), m_errorOutput(errorOutput) {}
+
+    /// `place` is put before messages.
+    LiteralLines::Receiver getReceiver(std::string place) {
+        return {[this, place](const std::string_view lexicalForm, const uint8_t datatypeID) {
+                    answer(lexicalForm, datatypeID);
+                },
+                [this, place](const uint64_t line, const std::string& cause) {
+                    m_errorOutput << place << line << ": " << cause << '\n';
+                    m_exitCode = ExitCode::BAD_DATA;
+                }};
+    }
+
+    ExitCode getExitCode() const noexcept { return m_exitCode; }
+
+private:
+    void answer(const std::string_view lexicalForm, const uint8_t datatypeID) {
+        const uint64_t resourceID =
+            m_dictionary.tryResolveResource(m_dictionary.getCommitPoint(), lexicalForm, datatypeID);
+        m_line = resourceID == 0 ? "not found" : std::to_string(resourceID);
+        m_line += '\t';
+        m_dictionary.appendTurtleLiteral(lexicalForm, datatypeID, m_line);
+        m_line += '\n';
+        m_output.write(m_line);
+        if (resourceID == 0)
+            m_exitCode = ExitCode::BAD_DATA;
+    }
+
+    const Dictionary& m_dictionary;
+    StandardOutput& m_output;
+    std::ostream& m_errorOutput;
+    std::string m_line;
+    ExitCode m_exitCode = ExitCode::DONE;
+};
+
+} // namespace
+
+ExitCode runLookup(std::vector<std::string> arguments, StandardOutput& output, std::ostream& errorOutput) {
+    const DictionaryOptions options =
+        DictionaryOptions::parse({"lookup", 1, std::numeric_limits<size_t>::max()}, std::move(arguments));
+    if (options.m_asksForHelp) {
+        output.write(HELP);
+        output.flush();
+        return ExitCode::DONE;
+    }
+    if (std::count(options.m_operands.begin(), options.m_operands.end(), "-") > 1)
+        throw ToolFailure(ExitCode::USAGE, "standard input can be read only once");
+    const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
+    Answers answers(*dictionary, output, errorOutput);
+    for (size_t index = 0; index < options.m_operands.size(); ++index) {
+        const std::string& operand = options.m_operands[index];
+        if (operand != "-") {
+            // A line feed within an argument makes lines of it, none of which is a literal.
+            LiteralLines(answers.getReceiver("literal " + std::to_string(index + 1) + ", line ")).parse(operand + "\n");
+            continue;
+        }
+        LiteralLines lines(answers.getReceiver("-:"));
+        BlockReader reader(openInputFile(operand));
+        for (Block block; reader.next(block);) {
+            lines.parse(block.getText());
+            output.flush();
+        }
+    }
+    output.flush();
+    return answers.getExitCode();
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "tools/melnar-dict/RdfFormat.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// What the command line of `encode` or `decode` asks for.
+struct RewriteOptions {
+    std::vector<std::pair<std::string, RdfFormat>> m_files; // empty only when help is asked for
+    std::string m_dictionaryName;
+    std::string m_outputName; // "-" for standard output
+    size_t m_numberOfThreads = 1;
+    uint64_t m_memoryLimit = 0;
+    bool m_asksForHelp = false;
+
+    /// A wrong command line is a ToolFailure with ExitCode::USAGE. `verb` is named in messages.
+    static RewriteOptions parse(const std::string& verb, std::vector<std::string> arguments);
+};

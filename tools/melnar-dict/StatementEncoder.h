@@ -1,0 +1,23 @@
+#pragma once
+
+#include "tools/melnar-dict/StatementRewriter.h"
+
+#include <string>
+
+class Dictionary;
+
+/// Puts IRIs that carry resource IDs in the place of string literals. Refuses statements with a literal that the
+/// dictionary does not have, and with an IRI that a decoder would take for a literal's.
+class StatementEncoder final : public StatementRewriter {
+public:
+    StatementEncoder(const RdfFormat format, const Dictionary& dictionary)
+        : StatementRewriter(format), m_dictionary(dictionary) {}
+
+private:
+    const char* appendObject(const SerdStatement& statement, LiteralKind kind, std::string& output) override;
+    const char* appendTerm(const SerdNode& term, std::string& output) override;
+
+    const Dictionary& m_dictionary;
+    std::string m_lexicalForm;
+    std::string m_cause; // of the last refusal
+};
