@@ -138,7 +138,7 @@ public:
         }
         ::close(pipe[1]);
         // Waits until it begins with something, so that the moment is one within a compaction or save, or shortly
-        // behind; then for as long as one takes, at most.
+        // behind; then for as long as two take, at most.
         Report report{0, 0};
         uint64_t begun = 0;
         const auto receive = [&] {
@@ -153,7 +153,7 @@ public:
             const auto begin = std::chrono::steady_clock::now();
             if (m_kills == 0 && receive())
                 m_duration = std::chrono::steady_clock::now() - begin;
-            const double share = std::uniform_real_distribution<double>(0, 1.2)(m_random);
+            const double share = std::uniform_real_distribution<double>(0, 2)(m_random);
             std::this_thread::sleep_for(m_duration * share);
         }
         ::kill(child, SIGKILL);
