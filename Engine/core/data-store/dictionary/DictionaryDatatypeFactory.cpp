@@ -12,9 +12,11 @@ constexpr const char* const SOURCE_FILE = "Engine/core/data-store/dictionary/Dic
 constexpr long LINE_DATATYPE_ID_TAKEN = 44;
 constexpr long LINE_DATATYPE_NAME_TAKEN = 49;
 
+using FactoriesByName = std::map<std::string, const DictionaryDatatypeFactory*>;
+
 struct Registry {
     std::array<const DictionaryDatatypeFactory*, NUMBER_OF_DATATYPE_IDS> m_factoriesByID{};
-    std::map<std::string, const DictionaryDatatypeFactory*> m_factoriesByName;
+    FactoriesByName m_factoriesByName;
 };
 
 /// Made by the first factory, in whatever file that is; so it exists before any factory is complete, and is destroyed
@@ -38,10 +40,12 @@ DictionaryDatatypeFactory::DictionaryDatatypeFactory(
             throw MelnarException(SOURCE_FILE, LINE_DATATYPE_NAME_TAKEN, MelnarException::NO_CAUSES,
                                   "A factory is registered already for datatype '", datatypeName, "'.");
     }
-    for (const auto& [datatypeID, datatypeName] : m_supportedDatatypes) {
-        registry.m_factoriesByName[datatypeName] = this;
+    FactoriesByName factoriesByName; // made aside, so that memory that runs out leaves no half of a factory behind
+    for (const auto& [datatypeID, datatypeName] : m_supportedDatatypes)
+        factoriesByName[datatypeName] = this;
+    registry.m_factoriesByName.merge(factoriesByName);
+    for (const auto& [datatypeID, datatypeName] : m_supportedDatatypes)
         registry.m_factoriesByID[datatypeID] = this;
-    }
 }
 
 DictionaryDatatypeFactory::~DictionaryDatatypeFactory() {

@@ -1,0 +1,206 @@
+#include "Engine/core/data-store/dictionary/DictionaryDatatypeFactory.h"
+
+#include "Engine/core/data-store/dictionary/DatatypeNames.h"
+#include "Engine/core/data-store/dictionary/StringDatatypeFactory.h"
+#include "tests/support/AllocationFaults.h"
+#include "tests/support/CaughtException.h"
+#include "tests/support/VirtualSlots.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+/// A factory of datatypes that only the registry is asked about.
+class TestFactory final : public DictionaryDatatypeFactory {
+public:
+    using DictionaryDatatypeFactory::DictionaryDatatypeFactory;
+
+    std::unique_ptr<DictionaryDatatype> createDictionaryDatatype(bool, MemoryManager&, std::atomic<uint64_t>&,
+                                                                 MemoryRegion<uint64_t>&,
+                                                                 MemoryRegion<std::atomic<uint8_t>>&,
+                                                                 DataPool&) const override {
+        return nullptr;
+    }
+    void inPlaceParseResourceValue(ResourceValue&, uint8_t) const override {}
+    void parseResourceValue(ResourceValue&, const char*, size_t, uint8_t) const override {}
+    size_t appendLexicalForm(uint8_t, const uint8_t*, size_t, const uint8_t*, size_t, char*, size_t) const override {
+        return 0;
+    }
+    void appendLexicalForm(uint8_t, const uint8_t*, size_t, const uint8_t*, size_t, std::string&) const override {}
+    void appendTurtleLiteral(uint8_t, const uint8_t*, size_t, const uint8_t*, size_t, const Prefixes&,
+                             std::string&) const override {}
+    void printLexicalForm(uint8_t, const uint8_t*, size_t, const uint8_t*, size_t, OutputStream&) const override {}
+    void printTurtleLiteral(uint8_t, const uint8_t*, size_t, const uint8_t*, size_t, const Prefixes&,
+                            OutputStream&) const override {}
+    EffectiveBooleanValue getEffectiveBooleanValue(uint8_t, const uint8_t*, size_t, const uint8_t*,
+                                                   size_t) const override {
+        return EBV_ERROR;
+    }
+    bool enumerateEqualResourceValues(const ResourceValue&, std::vector<ResourceValue>&) const override {
+        return false;
+    }
+};
+
+constexpr uint8_t FIRST_ID = 200;
+constexpr uint8_t SECOND_ID = 201;
+constexpr const char* const FIRST_NAME = "http://example.com/a datatype whose name is not short";
+constexpr const char* const SECOND_NAME = "http://example.com/another datatype with a longer name";
+
+const DictionaryDatatypeFactory* findByID(const uint8_t datatypeID) {
+    return DictionaryDatatypeFactory::getFactory(datatypeID);
+}
+
+const DictionaryDatatypeFactory* findByName(const std::string& datatypeName) {
+    return DictionaryDatatypeFactory::getFactory(datatypeName);
+}
+
+/// Only the string datatypes are left.
+void expectNobodyElseRegistered() {
+    for (unsigned datatypeID = 0; datatypeID < 256; ++datatypeID)
+        EXPECT_EQ(datatypeID == 5 || datatypeID == 6, findByID(static_cast<uint8_t>(datatypeID)) != nullptr)
+            << datatypeID;
+    EXPECT_EQ(nullptr, findByName(FIRST_NAME));
+    EXPECT_EQ(nullptr, findByName(SECOND_NAME));
+    EXPECT_EQ(findByID(5), findByName(XSD_STRING));
+    EXPECT_EQ(findByID(6), findByName(RDF_PLAIN_LITERAL));
+    EXPECT_EQ(1u, DictionaryDatatypeFactory::getFactories().size());
+}
+
+template<class Factory>
+void expectAgreedSlots() {
+    using Data = const uint8_t*;
+    EXPECT_EQ(2u, getVirtualSlot(&Factory::createDictionaryDatatype)) << "0 and 1 are the destructors'";
+    EXPECT_EQ(3u, getVirtualSlot(&Factory::inPlaceParseResourceValue));
+    EXPECT_EQ(4u, getVirtualSlot(&Factory::parseResourceValue));
+    EXPECT_EQ(5u,
+              getVirtualSlot(static_cast<size_t (Factory::*)(uint8_t, Data, size_t, Data, size_t, char*, size_t) const>(
+                  &Factory::appendLexicalForm)));
+    EXPECT_EQ(6u,
+              getVirtualSlot(static_cast<void (Factory::*)(uint8_t, Data, size_t, Data, size_t, std::string&) const>(
+                  &Factory::appendLexicalForm)));
+    EXPECT_EQ(7u, getVirtualSlot(&Factory::appendTurtleLiteral));
+    EXPECT_EQ(8u, getVirtualSlot(&Factory::printLexicalForm));
+    EXPECT_EQ(9u, getVirtualSlot(&Factory::printTurtleLiteral));
+    EXPECT_EQ(10u, getVirtualSlot(&Factory::getEffectiveBooleanValue));
+    EXPECT_EQ(11u, getVirtualSlot(&Factory::enumerateEqualResourceValues));
+}
+
+} // namespace
+
+TEST(DictionaryDatatypeFactoryTest, operationsHaveTheirAgreedSlots) {
+    expectAgreedSlots<DictionaryDatatypeFactory>();
+    expectAgreedSlots<StringDatatypeFactory>();
+}
+
+TEST(DictionaryDatatypeFactoryTest, theListOfDatatypesIsTheOnlyField) {
+    const TestFactory factory({{FIRST_ID, FIRST_NAME}});
+    EXPECT_EQ(sizeof(void*) + sizeof(std::vector<std::pair<uint8_t, std::string>>), sizeof(DictionaryDatatypeFactory));
+    EXPECT_EQ(reinterpret_cast<const uint8_t*>(&factory) + sizeof(void*),
+              reinterpret_cast<const uint8_t*>(&factory.getSupportedDatatypes()));
+    EXPECT_EQ(sizeof(DictionaryDatatypeFactory), sizeof(StringDatatypeFactory));
+}
+
+TEST(DictionaryDatatypeFactoryTest, theListKeepsTheGivenOrder) {
+    const TestFactory factory({{SECOND_ID, SECOND_NAME}, {FIRST_ID, FIRST_NAME}});
+    const std::vector<std::pair<uint8_t, std::string>> expected{{SECOND_ID, SECOND_NAME}, {FIRST_ID, FIRST_NAME}};
+    EXPECT_EQ(expected, factory.getSupportedDatatypes());
+}
+
+TEST(DictionaryDatatypeFactoryTest, aFactoryIsFoundUnderEachIDAndEachName) {
+    const TestFactory factory({{FIRST_ID, FIRST_NAME}, {SECOND_ID, SECOND_NAME}});
+    EXPECT_EQ(&factory, findByID(FIRST_ID));
+    EXPECT_EQ(&factory, findByID(SECOND_ID));
+    EXPECT_EQ(&factory, findByName(FIRST_NAME));
+    EXPECT_EQ(&factory, findByName(SECOND_NAME));
+}
+
+TEST(DictionaryDatatypeFactoryTest, whatNobodyServesIsNotFound) {
+    expectNobodyElseRegistered();
+    EXPECT_EQ(nullptr, findByID(D_INVALID));
+    EXPECT_EQ(nullptr, findByID(255));
+    EXPECT_EQ(nullptr, findByName(""));
+    EXPECT_EQ(nullptr, findByName("xsd:string"));
+}
+
+TEST(DictionaryDatatypeFactoryTest, aFactoryLeavesWhenItIsDestroyed) {
+    { const TestFactory factory({{FIRST_ID, FIRST_NAME}, {SECOND_ID, SECOND_NAME}}); }
+    expectNobodyElseRegistered();
+    const TestFactory successor({{FIRST_ID, SECOND_NAME}, {SECOND_ID, FIRST_NAME}});
+    EXPECT_EQ(&successor, findByID(FIRST_ID));
+}
+
+TEST(DictionaryDatatypeFactoryTest, theListOfFactoriesHasEachOnceInOrderOfItsFirstID) {
+    const TestFactory last({{250, "e:250"}, {8, "e:8"}});
+    const TestFactory first({{1, "e:1"}, {251, "e:251"}});
+    const std::vector<const DictionaryDatatypeFactory*> expected{&first, findByID(D_XSD_STRING), &last};
+    EXPECT_EQ(expected, DictionaryDatatypeFactory::getFactories());
+}
+
+TEST(DictionaryDatatypeFactoryTest, aFactoryWithoutDatatypesIsNotListed) {
+    const TestFactory factory({});
+    expectNobodyElseRegistered();
+}
+
+TEST(DictionaryDatatypeFactoryFailureTest, anIDThatIsTakenRegistersNothing) {
+    const DictionaryDatatypeFactory* const stringFactory = findByID(D_XSD_STRING);
+    const auto exception = catchException<MelnarException>([] {
+        const TestFactory factory({{FIRST_ID, FIRST_NAME}, {D_XSD_STRING, SECOND_NAME}});
+    });
+    EXPECT_EQ("A factory is registered already for datatype ID 5.", exception.getMessage());
+    EXPECT_EQ("Engine/core/data-store/dictionary/DictionaryDatatypeFactory", exception.getSourceFileName());
+    EXPECT_EQ(44, exception.getSourceLineNumber());
+    EXPECT_TRUE(exception.getCauses().empty());
+    expectNobodyElseRegistered();
+    EXPECT_EQ(stringFactory, findByID(D_XSD_STRING));
+}
+
+TEST(DictionaryDatatypeFactoryFailureTest, aNameThatIsTakenRegistersNothing) {
+    const DictionaryDatatypeFactory* const stringFactory = findByID(D_XSD_STRING);
+    const auto exception = catchException<MelnarException>([] {
+        const TestFactory factory({{FIRST_ID, FIRST_NAME}, {SECOND_ID, XSD_STRING}});
+    });
+    EXPECT_EQ("A factory is registered already for datatype 'http://www.w3.org/2001/XMLSchema#string'.",
+              exception.getMessage());
+    EXPECT_EQ("Engine/core/data-store/dictionary/DictionaryDatatypeFactory", exception.getSourceFileName());
+    EXPECT_EQ(49, exception.getSourceLineNumber());
+    expectNobodyElseRegistered();
+    EXPECT_EQ(stringFactory, findByName(XSD_STRING));
+}
+
+TEST(DictionaryDatatypeFactoryFailureTest, aSecondStringFactoryIsRefusedAndTheFirstStays) {
+    const DictionaryDatatypeFactory* const stringFactory = findByID(D_XSD_STRING);
+    EXPECT_THROW(StringDatatypeFactory(), MelnarException);
+    expectNobodyElseRegistered();
+    EXPECT_EQ(stringFactory, findByID(D_XSD_STRING));
+    EXPECT_EQ(stringFactory, findByID(D_RDF_PLAIN_LITERAL));
+}
+
+TEST(DictionaryDatatypeFactoryFailureTest, anyAllocationThatFailsRegistersNothing) {
+    size_t failures = 0;
+    for (size_t allowed = 0;; ++allowed) {
+        SCOPED_TRACE(testing::Message() << allowed << " allocations allowed");
+        bool hasFailed;
+        {
+            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
+            try {
+                const TestFactory factory({{FIRST_ID, FIRST_NAME}, {SECOND_ID, SECOND_NAME}});
+            } catch (const std::bad_alloc&) {
+                ++failures;
+            }
+            hasFailed = faults.hasFailed();
+        }
+        expectNobodyElseRegistered();
+        if (!hasFailed)
+            break;
+    }
+    EXPECT_LE(9u, failures) << "two pairs and a vector of copies of them, two nodes of a map";
+}
