@@ -46,8 +46,8 @@ uint64_t DataPool::append(const size_t numberOfBytes) {
 /// Returns [begin, end) to the pool when it is the last that was taken, and counts it as unused otherwise.
 void DataPool::giveBack(const uint64_t begin, const uint64_t end) noexcept {
     uint64_t expected = end;
-    if (begin != end && !m_end.compare_exchange_strong(expected, begin, std::memory_order_relaxed,
-                                                       std::memory_order_relaxed))
+    if (begin != end &&
+        !m_end.compare_exchange_strong(expected, begin, std::memory_order_relaxed, std::memory_order_relaxed))
         m_unusedBytes.fetch_add(end - begin, std::memory_order_relaxed);
 }
 
@@ -78,7 +78,8 @@ uint64_t DataPool::newDataChunk(DictionaryThreadContext* const threadContext, co
 
 void DataPool::returnDataChunk(DictionaryThreadContext* const threadContext, const uint64_t offset,
                                const size_t chunkSize) noexcept {
-    if (threadContext != nullptr && threadContext->m_blockNext == offset + chunkSize)
+    if (threadContext != nullptr && threadContext->m_generation == m_generation &&
+        threadContext->m_blockNext == offset + chunkSize)
         threadContext->m_blockNext = offset;
     else
         giveBack(offset, offset + chunkSize);

@@ -42,7 +42,8 @@ public:
     /// Takes `chunkSize` bytes and returns the offset of the first. The context may be null.
     uint64_t newDataChunk(DictionaryThreadContext* threadContext, size_t chunkSize);
 
-    /// Takes back the chunk that the same thread context got last and that nothing refers to.
+    /// Takes back the chunk that the same thread context got last, which nothing refers to and nobody has written to:
+    /// the thread that gets these bytes next does not wait for this one.
     void returnDataChunk(DictionaryThreadContext* threadContext, uint64_t offset, size_t chunkSize) noexcept;
 
     uint8_t* getData() noexcept { return m_data; }
