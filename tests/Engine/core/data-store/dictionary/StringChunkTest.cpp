@@ -1,0 +1,74 @@
+#include "Engine/core/data-store/dictionary/StringChunk.h"
+
+#include "Engine/core/data-store/dictionary/DatatypeStringPolicy.h"
+#include "tests/support/DictionaryFixture.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::vector<uint8_t> writeChunk(const std::string& lexicalForm) {
+    std::vector<uint8_t> chunk(StringChunk::getChunkSizeFor(lexicalForm.size()), 0xAB);
+    StringChunk::write(chunk.data(), lexicalForm.data(), lexicalForm.size());
+    return chunk;
+}
+
+} // namespace
+
+TEST(StringChunkTest, aChunkIsHeaderBytesAndTerminator) {
+    EXPECT_EQ((std::vector<uint8_t>{0x08, 'a', 'b', 'c', 0}), writeChunk("abc"));
+    EXPECT_EQ((std::vector<uint8_t>{0x02, 0}), writeChunk(""));
+    EXPECT_EQ((std::vector<uint8_t>{0x08, 'a', 0, 'c', 0}), writeChunk(std::string("a\0c", 3)));
+}
+
+TEST(StringChunkTest, headersGrowWithTheStoredSize) {
+    EXPECT_EQ(1u + 127, StringChunk::getChunkSizeFor(126));
+    EXPECT_EQ(2u + 128, StringChunk::getChunkSizeFor(127));
+    EXPECT_EQ(2u + 16383, StringChunk::getChunkSizeFor(16382));
+    EXPECT_EQ(4u + 16384, StringChunk::getChunkSizeFor(16383));
+    EXPECT_EQ(4u + 536870911, StringChunk::getChunkSizeFor(536870910));
+    EXPECT_EQ(8u + 536870912, StringChunk::getChunkSizeFor(536870911));
+}
+
+TEST(StringChunkTest, chunksAreReadInPlace) {
+    for (const size_t length : {size_t(0), size_t(1), size_t(126), size_t(127), size_t(16382), size_t(16383)}) {
+        const std::vector<uint8_t> bytes = writeChunk(std::string(length, 'x'));
+        const StringChunk chunk(bytes.data());
+        EXPECT_EQ(length + 1, chunk.getStoredSize());
+        EXPECT_EQ(bytes.size(), chunk.getChunkSize());
+        EXPECT_EQ(length, chunk.getLexicalFormLength());
+        EXPECT_EQ(bytes.data() + bytes.size() - length - 1, chunk.getData());
+        EXPECT_EQ(std::string(length, 'x'), std::string(chunk.getLexicalForm(), length));
+        EXPECT_EQ(0, chunk.getData()[length]);
+    }
+}
+
+TEST(StringChunkTest, equalityNeedsTheSameLengthAndTheSameBytes) {
+    const std::vector<uint8_t> bytes = writeChunk(std::string("a\0c", 3));
+    const StringChunk chunk(bytes.data());
+    EXPECT_TRUE(chunk.equals("a\0c", 3));
+    EXPECT_FALSE(chunk.equals("a\0d", 3));
+    EXPECT_FALSE(chunk.equals("a\0c", 1));
+    EXPECT_FALSE(chunk.equals("a\0c", 2));
+    EXPECT_FALSE(chunk.equals("a\0c", 4)) << "the terminator is not a part of the string";
+    EXPECT_FALSE(chunk.equals(nullptr, 0));
+    const std::vector<uint8_t> emptyBytes = writeChunk("");
+    EXPECT_TRUE(StringChunk(emptyBytes.data()).equals(nullptr, 0));
+}
+
+TEST(StringChunkTest, thePolicyHashesAStoredStringLikeAQuery) {
+    DictionaryFixture<uint64_t> fixture;
+    const DatatypeStringPolicy<uint64_t> policy(fixture.m_resourceDataOffsets, fixture.m_dataPool);
+    for (const std::string& lexicalForm : {std::string(), std::string("a"), std::string("a\0\xFF", 3),
+                                           std::string(126, 'x'), std::string(127, 'x'), std::string(16383, 'x')}) {
+        const uint64_t resourceID = fixture.resolve(lexicalForm);
+        EXPECT_EQ(hashLexicalForm(lexicalForm.data(), lexicalForm.size()), policy.getHash(resourceID));
+        EXPECT_TRUE(policy.isEqual(resourceID, lexicalForm.data(), lexicalForm.size()));
+        EXPECT_FALSE(policy.isEqual(resourceID, "b", 1));
+    }
+}
