@@ -30,7 +30,9 @@ size_t Dictionary::getUnusedDataPoolBytes() const {
     forEachResource([&usedBytes](uint64_t, const ResourceValue& resourceValue) {
         usedBytes += StringChunk::getChunkSizeFor(resourceValue.m_dataSize - 1);
     });
-    return m_dataPool.getEnd() - usedBytes;
+    // A forged file may have made resources share their bytes.
+    const uint64_t end = m_dataPool.getEnd();
+    return end > usedBytes ? end - usedBytes : 0;
 }
 
 std::unique_ptr<ComponentInfo> Dictionary::getComponentInfo() const {
