@@ -17,9 +17,9 @@
 #include <string_view>
 
 /// The bucket widths that every test of a string datatype runs with.
-using BucketWidths = testing::Types<uint32_t, uint64_t>;
+using DatatypeWidths = testing::Types<uint32_t, uint64_t>;
 
-struct BucketWidthNames {
+struct DatatypeWidthNames {
     template<class T>
     static std::string GetName(int) { // NOLINT(readability-identifier-naming): GoogleTest's name
         return sizeof(T) == 4 ? "Narrow" : "Wide";

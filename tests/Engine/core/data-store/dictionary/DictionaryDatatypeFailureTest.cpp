@@ -37,7 +37,7 @@ void expectFull(DictionaryFixture<T>& fixture, const uint64_t resourceID, const 
 
 } // namespace
 
-TYPED_TEST_SUITE(DictionaryDatatypeFailureTest, BucketWidths, BucketWidthNames);
+TYPED_TEST_SUITE(DictionaryDatatypeFailureTest, DatatypeWidths, DatatypeWidthNames);
 
 TYPED_TEST(DictionaryDatatypeFailureTest, aFullDictionaryTakesNeitherIDNorChunk) {
     DictionaryFixture<TypeParam> fixture(DictionaryParts::MEMORY_LIMIT, 4);

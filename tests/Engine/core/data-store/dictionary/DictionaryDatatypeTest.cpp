@@ -61,7 +61,7 @@ class DictionaryDatatypeTest : public testing::Test {};
 
 } // namespace
 
-TYPED_TEST_SUITE(DictionaryDatatypeTest, BucketWidths, BucketWidthNames);
+TYPED_TEST_SUITE(DictionaryDatatypeTest, DatatypeWidths, DatatypeWidthNames);
 
 TYPED_TEST(DictionaryDatatypeTest, operationsHaveTheirAgreedSlots) {
     expectAgreedSlots<DictionaryDatatype>();

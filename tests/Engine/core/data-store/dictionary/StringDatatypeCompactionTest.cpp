@@ -90,7 +90,7 @@ void expectRebuilt(DictionaryFixture<T>& fixture, const uint8_t datatypeID, cons
 
 } // namespace
 
-TYPED_TEST_SUITE(StringDatatypeCompactionTest, BucketWidths, BucketWidthNames);
+TYPED_TEST_SUITE(StringDatatypeCompactionTest, DatatypeWidths, DatatypeWidthNames);
 
 TYPED_TEST(StringDatatypeCompactionTest, recordsHaveTheirFieldsInTheAgreedOrder) {
     EXPECT_EQ(0u, offsetof(CompactionEntry, resourceID));

@@ -77,7 +77,7 @@ private:
 
 } // namespace
 
-TYPED_TEST_SUITE(StringDatatypeConcurrentTest, BucketWidths, BucketWidthNames);
+TYPED_TEST_SUITE(StringDatatypeConcurrentTest, DatatypeWidths, DatatypeWidthNames);
 
 TYPED_TEST(StringDatatypeConcurrentTest, equalStringsFromManyThreadsGetOneIDAndOneChunk) {
     constexpr size_t THREADS = 8;

@@ -70,7 +70,7 @@ void expectUntouched(DictionaryFixture<T>& fixture) {
 
 } // namespace
 
-TYPED_TEST_SUITE(StringDatatypeFailureTest, BucketWidths, BucketWidthNames);
+TYPED_TEST_SUITE(StringDatatypeFailureTest, DatatypeWidths, DatatypeWidthNames);
 
 TYPED_TEST(StringDatatypeFailureTest, resolvingAPlainLiteralWithoutAtSignTouchesNothing) {
     DictionaryFixture<TypeParam> fixture;

@@ -70,7 +70,7 @@ std::string replace(std::string bytes, const size_t position, const std::string&
 
 } // namespace
 
-TYPED_TEST_SUITE(StringDatatypeLoadFailureTest, BucketWidths, BucketWidthNames);
+TYPED_TEST_SUITE(StringDatatypeLoadFailureTest, DatatypeWidths, DatatypeWidthNames);
 
 TYPED_TEST(StringDatatypeLoadFailureTest, aStreamCutAnywhereEndsPrematurely) {
     DictionaryFixture<TypeParam> fixture;

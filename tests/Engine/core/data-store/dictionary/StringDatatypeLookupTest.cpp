@@ -41,7 +41,7 @@ void plant(DictionaryFixture<T>& fixture, const uint64_t resourceID, const std::
 
 } // namespace
 
-TYPED_TEST_SUITE(StringDatatypeLookupTest, BucketWidths, BucketWidthNames);
+TYPED_TEST_SUITE(StringDatatypeLookupTest, DatatypeWidths, DatatypeWidthNames);
 
 TYPED_TEST(StringDatatypeLookupTest, aCommitPointCoversTheIDsBelowIt) {
     DictionaryFixture<TypeParam> fixture;

@@ -158,7 +158,7 @@ void contendForOneBucket(const size_t numberOfThreads) {
 
 } // namespace
 
-TYPED_TEST_SUITE(StringDatatypeMemoryStressTest, BucketWidths, BucketWidthNames);
+TYPED_TEST_SUITE(StringDatatypeMemoryStressTest, DatatypeWidths, DatatypeWidthNames);
 
 TYPED_TEST(StringDatatypeMemoryStressTest, memoryThatEndsAtAnyGrowthHarmsNothing) {
     for (const size_t numberOfThreads : {size_t(1), size_t(3)}) {

@@ -43,7 +43,7 @@ std::vector<uint8_t> getPoolBytes(const DictionaryParts& parts) {
 
 } // namespace
 
-TYPED_TEST_SUITE(StringDatatypeResolveTest, BucketWidths, BucketWidthNames);
+TYPED_TEST_SUITE(StringDatatypeResolveTest, DatatypeWidths, DatatypeWidthNames);
 
 TYPED_TEST(StringDatatypeResolveTest, equalStringsHaveOneIDAndOneChunk) {
     DictionaryFixture<TypeParam> fixture;

@@ -75,7 +75,7 @@ void put(std::vector<T>& buckets, const std::string& lexicalForm, const T resour
 
 } // namespace
 
-TYPED_TEST_SUITE(StringDatatypeSaveTest, BucketWidths, BucketWidthNames);
+TYPED_TEST_SUITE(StringDatatypeSaveTest, DatatypeWidths, DatatypeWidthNames);
 
 TYPED_TEST(StringDatatypeSaveTest, aFreshDatatypeIsHeadersAndEmptyBuckets) {
     DictionaryFixture<TypeParam> fixture;

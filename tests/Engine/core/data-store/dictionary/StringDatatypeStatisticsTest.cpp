@@ -68,7 +68,7 @@ void expectTree(const UninitializedDictionaryFixture<T>& fixture, const std::str
 
 } // namespace
 
-TYPED_TEST_SUITE(StringDatatypeStatisticsTest, BucketWidths, BucketWidthNames);
+TYPED_TEST_SUITE(StringDatatypeStatisticsTest, DatatypeWidths, DatatypeWidthNames);
 
 TYPED_TEST(StringDatatypeStatisticsTest, aDatatypeThatWasNeverInitialisedHasNoLoadFactor) {
     const UninitializedDictionaryFixture<TypeParam> fixture;

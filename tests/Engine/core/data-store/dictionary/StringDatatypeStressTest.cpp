@@ -261,7 +261,7 @@ protected:
 
 } // namespace
 
-TYPED_TEST_SUITE(StringDatatypeStressTest, BucketWidths, BucketWidthNames);
+TYPED_TEST_SUITE(StringDatatypeStressTest, DatatypeWidths, DatatypeWidthNames);
 
 TYPED_TEST(StringDatatypeStressTest, oneThreadFindsEverythingConsistent) {
     TestFixture::stress(1);

@@ -48,7 +48,7 @@ void expectEmpty(DictionaryFixture<T>& fixture, const uint8_t datatypeID, const 
 
 } // namespace
 
-TYPED_TEST_SUITE(StringDatatypeTest, BucketWidths, BucketWidthNames);
+TYPED_TEST_SUITE(StringDatatypeTest, DatatypeWidths, DatatypeWidthNames);
 
 TYPED_TEST(StringDatatypeTest, objectsLieOnCacheLines) {
     static_assert(alignof(StringDatatype<TypeParam>) == 64);
