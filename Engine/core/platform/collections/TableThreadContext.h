@@ -1,7 +1,5 @@
 #pragma once
 
-#include "Engine/core/platform/Unmovable.h"
-
 #include <atomic>
 #include <cstdint>
 #include <pthread.h>
@@ -30,8 +28,10 @@
 ///   T4  quota, load and store        relaxed  -            nothing: the slot orders it (S3); statistics may read it at
 ///                                                          any time and take what they see
 ///
-/// Mutex and condition are all-zero storage, which is their static initialiser: 256 slots cost no calls to set up.
-struct alignas(64) TableThreadContext : private Unmovable {
+/// Mutex and condition are all-zero storage, which is their static initialiser: 256 slots cost no calls to set up. That
+/// a slot is not copied nor moved, its atomics see to: with the base class that says so it could not lie at the begin
+/// of a table, which has the same base.
+struct alignas(64) TableThreadContext {
     TableThreadContext() = default;
 
     ~TableThreadContext() {

@@ -1,0 +1,146 @@
+#pragma once
+
+#include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/collections/ParallelHashTable.h"
+#include "tests/Engine/core/platform/collections/NumberPolicy.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+/// What stands behind the numbers of a KeyedTable: plain memory that the table alone must order, so that
+/// ThreadSanitizer reports every gap in the table's protocol.
+template<class T>
+struct KeyedEntry {
+    uint64_t m_key;                   // written by the creator between its claim and its publication
+    mutable uint32_t m_timesRehashed; // written by whoever rehashes the number
+};
+
+template<class T>
+class KeyedPolicy : public NumberBuckets<T> {
+public:
+    static uint64_t hashKey(const uint64_t key) noexcept {
+        return ((key / 4) * 0x9E3779B97F4A7C15) >> 20; // Four keys to a home, so that chains are never trivial.
+    }
+
+    explicit KeyedPolicy(const std::vector<KeyedEntry<T>>& entries) noexcept : m_entries(entries) {}
+
+    /// Called by a rehash alone.
+    uint64_t getHash(const T number) const noexcept {
+        ++m_entries[number].m_timesRehashed;
+        return hashKey(m_entries[number].m_key);
+    }
+
+    uint64_t getKey(const T number) const noexcept { return m_entries[number].m_key; }
+    uint32_t getTimesRehashed(const T number) const noexcept { return m_entries[number].m_timesRehashed; }
+
+private:
+    const std::vector<KeyedEntry<T>>& m_entries;
+};
+
+/// A table in the role that it has in a dictionary: a key is to its number what a string is to its resource ID. Numbers
+/// are given out in order from 1; number 1, of key 0, is there from the start and counts the resizes.
+template<class T>
+class KeyedTable : private Unmovable {
+public:
+    using Policy = KeyedPolicy<T>;
+    using Table = ParallelHashTable<Policy>;
+    using Operation = typename Table::Operation;
+    using Bucket = typename Table::Bucket;
+
+    struct Resolution {
+        T m_number;
+        bool m_isNew;
+    };
+
+    KeyedTable(const size_t numberOfBuckets, const size_t maximumNumberOfEntries)
+        : m_memoryManager(size_t(1) << 28), m_entries(maximumNumberOfEntries + 1),
+          m_table(m_memoryManager, Policy(m_entries)), m_nextNumber(1), m_encounters(0) {
+        m_table.initialize(numberOfBuckets);
+        resolve(0);
+    }
+
+    Resolution resolve(const uint64_t key) {
+        return resolve(key, [] {});
+    }
+
+    /// Runs `create` between claim and publication; its exception is the insertion's failure.
+    template<class Create>
+    Resolution resolve(const uint64_t key, const Create& create) {
+        const Operation operation(m_table);
+        m_table.reserveInsertionQuota(operation.getThreadContext());
+        Bucket* bucket = m_table.getHomeBucket(Policy::hashKey(key));
+        for (;;) {
+            if (bucket->load(std::memory_order_relaxed) == Policy::BUCKET_IN_PROGRESS)
+                m_encounters.fetch_add(1, std::memory_order_relaxed);
+            const T value = Table::readBucket(*bucket);
+            if (value == Policy::EMPTY_BUCKET) {
+                if (Table::tryClaim(*bucket))
+                    break;
+            } else if (value != Policy::BUCKET_DELETED && m_table.getPolicy().getKey(value) == key)
+                return {value, false};
+            else
+                bucket = m_table.getNextBucket(bucket);
+        }
+        try {
+            create();
+        } catch (...) {
+            Table::unclaim(*bucket);
+            throw;
+        }
+        const T number = m_nextNumber.fetch_add(1, std::memory_order_relaxed);
+        m_entries.at(number).m_key = key;
+        Table::publish(operation.getThreadContext(), *bucket, number);
+        return {number, true};
+    }
+
+    /// The key's number, or 0.
+    T find(const uint64_t key) {
+        const Operation operation(m_table);
+        const Bucket* const bucket = findBucket(key);
+        return bucket == nullptr ? 0 : Table::readBucket(*bucket);
+    }
+
+    /// True when the key was there; another thread may have deleted it at the same time.
+    bool remove(const uint64_t key) {
+        const Operation operation(m_table);
+        Bucket* const bucket = findBucket(key);
+        if (bucket != nullptr)
+            m_table.remove(*bucket);
+        return bucket != nullptr;
+    }
+
+    /// How often a number has been rehashed that the caller knows of. Within an operation all that rehashing threads
+    /// have written is visible, also that which lies behind buckets at which the caller does not look.
+    uint32_t getTimesRehashed(const T number) {
+        const Operation operation(m_table);
+        return m_table.getPolicy().getTimesRehashed(number);
+    }
+
+    uint32_t getNumberOfResizes() { return getTimesRehashed(1); }
+
+    /// Entries made so far, less the one that was there from the start.
+    size_t getNumberOfEntriesMade() const { return m_nextNumber.load(std::memory_order_relaxed) - 2; }
+
+    /// How often an insertion met a bucket in progress.
+    size_t getNumberOfEncounters() const { return m_encounters.load(std::memory_order_relaxed); }
+
+    MemoryManager m_memoryManager;
+    std::vector<KeyedEntry<T>> m_entries;
+    Table m_table;
+
+private:
+    Bucket* findBucket(const uint64_t key) {
+        for (Bucket* bucket = m_table.getHomeBucket(Policy::hashKey(key));; bucket = m_table.getNextBucket(bucket)) {
+            const T value = Table::readBucket(*bucket);
+            if (value == Policy::EMPTY_BUCKET)
+                return nullptr;
+            if (value != Policy::BUCKET_DELETED && m_table.getPolicy().getKey(value) == key)
+                return bucket;
+        }
+    }
+
+    std::atomic<T> m_nextNumber;
+    std::atomic<size_t> m_encounters;
+};

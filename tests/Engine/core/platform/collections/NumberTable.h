@@ -1,0 +1,121 @@
+#pragma once
+
+#include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/collections/ParallelHashTable.h"
+#include "tests/Engine/core/platform/collections/NumberPolicy.h"
+#include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
+
+#include <cstddef>
+#include <optional>
+
+/// A table of plain numbers with its memory manager, and the operations on it as a datatype performs them.
+template<class T>
+class NumberTable : private Unmovable {
+public:
+    using Policy = NumberPolicy<T>;
+    using Table = ParallelHashTable<Policy>;
+    using Operation = typename Table::Operation;
+    using Bucket = typename Table::Bucket;
+
+    static constexpr size_t AMPLE_MEMORY = size_t(1) << 26;
+
+    /// No buckets: not initialised.
+    explicit NumberTable(const size_t numberOfBuckets = 1024, typename Policy::Hash hash = &Policy::identity,
+                         const size_t memoryLimit = AMPLE_MEMORY)
+        : m_memoryManager(memoryLimit), m_table(m_memoryManager, Policy(std::move(hash))) {
+        if (numberOfBuckets != 0)
+            m_table.initialize(numberOfBuckets);
+    }
+
+    /// True when the number was not there.
+    bool insert(const T number) {
+        const Operation operation(m_table);
+        m_table.reserveInsertionQuota(operation.getThreadContext());
+        for (Bucket* bucket = m_table.getHomeBucket(m_table.getPolicy().getHash(number));;) {
+            const T value = Table::readBucket(*bucket);
+            if (value == number)
+                return false;
+            if (value != Policy::EMPTY_BUCKET)
+                bucket = m_table.getNextBucket(bucket);
+            else if (Table::tryClaim(*bucket)) {
+                Table::publish(operation.getThreadContext(), *bucket, number);
+                return true;
+            }
+        }
+    }
+
+    void insertRange(const T first, const T afterLast) {
+        for (T number = first; number < afterLast; ++number)
+            insert(number);
+    }
+
+    bool contains(const T number) {
+        const Operation operation(m_table);
+        return find(number) != nullptr;
+    }
+
+    bool containsRange(const T first, const T afterLast) {
+        for (T number = first; number < afterLast; ++number)
+            if (!contains(number))
+                return false;
+        return true;
+    }
+
+    /// True when the number was there.
+    bool remove(const T number) {
+        const Operation operation(m_table);
+        Bucket* const bucket = find(number);
+        if (bucket != nullptr)
+            m_table.remove(*bucket);
+        return bucket != nullptr;
+    }
+
+    void removeRange(const T first, const T afterLast) {
+        for (T number = first; number < afterLast; ++number)
+            remove(number);
+    }
+
+    /// Resizes the table now, whether or not it is full.
+    void resize() {
+        const Operation operation(m_table);
+        m_table.startHandleResize(operation.getThreadContext());
+    }
+
+    T getBucketValue(const size_t index) {
+        return ParallelHashTableTestPeer::getBuckets(m_table)[index].load(std::memory_order_acquire);
+    }
+
+    std::optional<size_t> getIndexOf(const T number) {
+        const Operation operation(m_table);
+        const Bucket* const bucket = find(number);
+        if (bucket == nullptr)
+            return std::nullopt;
+        return static_cast<size_t>(bucket - ParallelHashTableTestPeer::getBuckets(m_table).getData());
+    }
+
+    size_t getUsedBuckets() const {
+        return ParallelHashTableTestPeer::getNumberOfUsedBuckets(m_table).load(std::memory_order_relaxed);
+    }
+
+    uint32_t getQuota(const size_t threadContextIndex = 0) const {
+        return ParallelHashTableTestPeer::getThreadContexts(m_table)[threadContextIndex].getInsertionQuota();
+    }
+
+    size_t getChargedBytes() const { return m_memoryManager.getReservedBytes() - m_memoryManager.getFreeBytes(); }
+
+    MemoryManager m_memoryManager;
+    Table m_table;
+
+private:
+    /// Within an operation.
+    Bucket* find(const T number) {
+        for (Bucket* bucket = m_table.getHomeBucket(m_table.getPolicy().getHash(number));;
+             bucket = m_table.getNextBucket(bucket)) {
+            const T value = Table::readBucket(*bucket);
+            if (value == number)
+                return bucket;
+            if (value == Policy::EMPTY_BUCKET)
+                return nullptr;
+        }
+    }
+};

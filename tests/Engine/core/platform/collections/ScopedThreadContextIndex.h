@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/system/ThreadContextRegistration.h"
+
+#include <cstddef>
+
+/// Puts the calling thread at a chosen slot of every table, and back.
+class ScopedThreadContextIndex : private Unmovable {
+public:
+    explicit ScopedThreadContextIndex(const size_t index) noexcept : m_previousIndex(g_currentThreadContextIndex) {
+        g_currentThreadContextIndex = index;
+    }
+
+    ~ScopedThreadContextIndex() { g_currentThreadContextIndex = m_previousIndex; }
+
+private:
+    const size_t m_previousIndex;
+};
