@@ -31,7 +31,7 @@ class DictionaryDatatypeFactory {
 public:
     /// Registers the factory under the given (datatype ID, datatype name) pairs. Throws MelnarException, and registers
     /// nothing, when an ID or a name is taken.
-    explicit DictionaryDatatypeFactory(std::initializer_list<std::pair<uint8_t, std::string>> supportedDatatypes);
+    DictionaryDatatypeFactory(std::initializer_list<std::pair<uint8_t, std::string>> supportedDatatypes);
 
     DictionaryDatatypeFactory(const DictionaryDatatypeFactory&) = delete;
     DictionaryDatatypeFactory& operator=(const DictionaryDatatypeFactory&) = delete;
