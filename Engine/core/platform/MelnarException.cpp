@@ -10,8 +10,8 @@ MelnarException::MelnarException(const std::string& sourceFileName, const long s
                                  std::string&& message)
     : m_sourceFileName(sourceFileName), m_sourceLineNumber(sourceLineNumber), m_causes(causes),
       m_exceptionName(std::move(exceptionName)), m_message(std::move(message)),
-      m_whatText(m_exceptionName + " (" + m_sourceFileName + ":" + std::to_string(m_sourceLineNumber) + "): " +
-                 m_message) {}
+      m_whatText(m_exceptionName + " (" + m_sourceFileName + ":" + std::to_string(m_sourceLineNumber) +
+                 "): " + m_message) {}
 
 MelnarException::~MelnarException() = default;
 

@@ -18,7 +18,8 @@ constexpr std::array<Escape, 256> ESCAPES = [] {
     std::array<Escape, 256> escapes{};
     for (unsigned byte = 0; byte < 0x80; ++byte)
         if (byte < 0x20 || byte == 0x7F)
-            escapes[byte] = {{'\\', 'u', '0', '0', HEXADECIMAL_DIGITS[byte >> 4], HEXADECIMAL_DIGITS[byte & 0xF], 0}, 6};
+            escapes[byte] = {{'\\', 'u', '0', '0', HEXADECIMAL_DIGITS[byte >> 4], HEXADECIMAL_DIGITS[byte & 0xF], 0},
+                             6};
     escapes['"'] = {{'\\', '"'}, 2};
     escapes['\\'] = {{'\\', '\\'}, 2};
     escapes['\n'] = {{'\\', 'n'}, 2};

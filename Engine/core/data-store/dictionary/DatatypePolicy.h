@@ -17,7 +17,8 @@ public:
     using Bucket = std::atomic<T>;
 
     static constexpr T EMPTY_BUCKET = 0;
-    static constexpr T BUCKET_DELETED = sizeof(T) == 8 ? std::numeric_limits<T>::max() >> 1 : std::numeric_limits<T>::max();
+    static constexpr T BUCKET_DELETED = sizeof(T) == 8 ? std::numeric_limits<T>::max() >> 1
+                                                       : std::numeric_limits<T>::max();
     static constexpr T BUCKET_IN_PROGRESS = BUCKET_DELETED - 1;
 
     static_assert(sizeof(T) == 4 || sizeof(T) == 8);

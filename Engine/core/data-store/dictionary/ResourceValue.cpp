@@ -5,8 +5,8 @@
 #include <new>
 
 ResourceValue::ResourceValue() noexcept
-    : m_datatypeID(D_INVALID), m_data(nullptr), m_dataSize(0), m_auxiliaryData(nullptr), m_auxiliaryDataSize(0),
-      m_inlineBuffer{}, m_heapBuffer(nullptr), m_heapBufferSize(0) {}
+    : m_datatypeID(D_INVALID), m_data(nullptr), m_dataSize(0), m_auxiliaryData(nullptr),
+      m_auxiliaryDataSize(0), m_inlineBuffer{}, m_heapBuffer(nullptr), m_heapBufferSize(0) {}
 
 ResourceValue::ResourceValue(const ResourceValue& other) : ResourceValue() {
     if (other.m_data != nullptr)

@@ -56,9 +56,8 @@ size_t StringDatatype<T>::getNumberOfMappableEntriesInCompaction() {
 }
 
 template<class T>
-uint64_t StringDatatype<T>::resolveResource(DictionaryThreadContext* const threadContext,
-                                            const char* const lexicalForm, size_t lexicalFormLength,
-                                            uint8_t datatypeID) {
+uint64_t StringDatatype<T>::resolveResource(DictionaryThreadContext* const threadContext, const char* const lexicalForm,
+                                            size_t lexicalFormLength, uint8_t datatypeID) {
     validatePlainLiteral(lexicalForm, lexicalFormLength, datatypeID, RESOLVE_FAILURE_LINES);
     AdaptiveResourceSizeEncoding::checkSize(lexicalFormLength + 1);
     return doResolveResource(selectTable(datatypeID), threadContext, GetNextResourceID(), lexicalForm,
@@ -291,8 +290,8 @@ std::unique_ptr<ComponentInfo> StringDatatype<T>::getDetailedComponentInfo() con
             component->addDoubleProperty(Metric::AVERAGE_PROBE_LENGTH, std::nullopt,
                                          static_cast<double>(numberOfBuckets) / static_cast<double>(numberOfEntries));
         component->addNumericProperty(Metric::LONGEST_PROBE_LENGTH, std::nullopt, probeLengths.size(), 0);
-        component->addNumericProperty(Metric::NUMBER_OF_DELETED_BUCKETS, std::nullopt, table.getNumberOfDeletedBuckets(),
-                                      0);
+        component->addNumericProperty(Metric::NUMBER_OF_DELETED_BUCKETS, std::nullopt,
+                                      table.getNumberOfDeletedBuckets(), 0);
         return component;
     };
     auto root = std::make_unique<ComponentInfo>("StringDatatype probes");

@@ -13,10 +13,11 @@ public:
     StringDatatypeFactory();
     ~StringDatatypeFactory() override;
 
-    std::unique_ptr<DictionaryDatatype>
-    createDictionaryDatatype(bool useNarrowBuckets, MemoryManager& memoryManager, std::atomic<uint64_t>& nextResourceID,
-                             MemoryRegion<uint64_t>& resourceDataOffsets,
-                             MemoryRegion<std::atomic<uint8_t>>& resourceFlags, DataPool& dataPool) const override;
+    std::unique_ptr<DictionaryDatatype> createDictionaryDatatype(bool useNarrowBuckets, MemoryManager& memoryManager,
+                                                                 std::atomic<uint64_t>& nextResourceID,
+                                                                 MemoryRegion<uint64_t>& resourceDataOffsets,
+                                                                 MemoryRegion<std::atomic<uint8_t>>& resourceFlags,
+                                                                 DataPool& dataPool) const override;
 
     void inPlaceParseResourceValue(ResourceValue& resourceValue, uint8_t datatypeID) const override;
 

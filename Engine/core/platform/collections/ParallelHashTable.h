@@ -135,7 +135,9 @@ public:
     }
 
     /// Gives up an insertion in a bucket that the caller has claimed; the quota stays.
-    static void unclaim(Bucket& bucket) noexcept { bucket.store(Policy::EMPTY_BUCKET, std::memory_order_relaxed); } // O4
+    static void unclaim(Bucket& bucket) noexcept {
+        bucket.store(Policy::EMPTY_BUCKET, std::memory_order_relaxed);
+    } // O4
 
     /// Turns a live bucket into a tombstone. Only the thread that takes the number out counts it.
     void remove(Bucket& bucket) noexcept {

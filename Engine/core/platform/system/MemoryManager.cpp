@@ -16,11 +16,10 @@ void MemoryManager::allocate(const size_t bytes) {
     size_t freeBytes = m_freeBytes.load(std::memory_order_relaxed);
     do {
         if (bytes > freeBytes)
-            throw MemoryExhaustedException(
-                SOURCE_FILE, LINE_OUT_OF_MEMORY, MelnarException::NO_CAUSES,
-                "The Melnar instance has run out of memory.\n[Extended information: ", m_reservedBytes,
-                " bytes were reserved for the system, of which ", freeBytes,
-                " were free when an attempt to allocate ", bytes, " bytes was made.]");
+            throw MemoryExhaustedException(SOURCE_FILE, LINE_OUT_OF_MEMORY, MelnarException::NO_CAUSES,
+                                           "The Melnar instance has run out of memory.\n[Extended information: ",
+                                           m_reservedBytes, " bytes were reserved for the system, of which ", freeBytes,
+                                           " were free when an attempt to allocate ", bytes, " bytes was made.]");
     } while (!m_freeBytes.compare_exchange_weak(freeBytes, freeBytes - bytes, std::memory_order_relaxed,
                                                 std::memory_order_relaxed));
 }

@@ -20,7 +20,8 @@ constexpr uint64_t NARROW = 1000000;
 /// A literal that is a function of its number, of changing length and datatype.
 struct Literal {
     explicit Literal(const uint64_t number)
-        : m_lexicalForm("literal " + std::to_string(number) + std::string(number % 50, 'x') + (number % 2 ? "@en" : "")),
+        : m_lexicalForm("literal " + std::to_string(number) + std::string(number % 50, 'x') +
+                        (number % 2 ? "@en" : "")),
           m_datatypeID(number % 2 ? D_RDF_PLAIN_LITERAL : D_XSD_STRING) {}
 
     std::string m_lexicalForm;

@@ -51,8 +51,8 @@ void resolveLookUpCommitAndRollBack(const uint64_t maximumNumberOfResources, con
                 const uint64_t start = random();
                 for (uint64_t step = 0; step < LITERALS; ++step) {
                     const uint64_t number = (start + step * 1009) % LITERALS;
-                    ids[threadIndex][number] = dictionary.resolveResource(thread, getLexicalForm(round, number),
-                                                                          getDatatypeID(number));
+                    ids[threadIndex][number] =
+                        dictionary.resolveResource(thread, getLexicalForm(round, number), getDatatypeID(number));
                 }
                 --resolvingThreads;
             });
@@ -61,8 +61,8 @@ void resolveLookUpCommitAndRollBack(const uint64_t maximumNumberOfResources, con
         do { // A reader that is not registered shares slot 0 with one of the writers.
             const DictionaryCommitPoint commitPoint = dictionary.getCommitPoint();
             const uint64_t number = lookups % LITERALS;
-            ASSERT_EQ(0u, dictionary.tryResolveResource(commitPoint, getLexicalForm(round, number),
-                                                        getDatatypeID(number)))
+            ASSERT_EQ(0u,
+                      dictionary.tryResolveResource(commitPoint, getLexicalForm(round, number), getDatatypeID(number)))
                 << "a lookup sees what is not committed";
             if (!committedIDs.empty()) {
                 const size_t index = lookups % committedIDs.size();
