@@ -34,19 +34,16 @@ void FileLoader::load(const std::string& fileName, const RdfFormat format) {
 
 void FileLoader::loadLines(BlockReader& reader, const RdfFormat format) {
     workOnBlocks(reader, m_journal, m_settings.m_numberOfThreads, [this, format]() -> BlockWorker {
-        struct Worker {
-            DictionaryThread m_thread;
-            LineParser m_parser;
-        };
-        return [this, worker = std::shared_ptr<Worker>(
-                          new Worker{DictionaryThread(m_dictionary), LineParser(format, m_settings.m_isLenient)})](
-                   const Block& block, ParsedPiece& piece) {
+        // Both belong to the thread that makes them.
+        const auto thread = std::make_shared<DictionaryThread>(m_dictionary);
+        const auto parser = std::make_shared<LineParser>(format, m_settings.m_isLenient);
+        return [this, thread, parser](const Block& block, ParsedPiece& piece) {
             try {
-                worker->m_parser.parse(block.getText(), piece);
+                parser->parse(block.getText(), piece);
             } catch (...) {
                 piece.m_errors.push_back(loadErrorOfCurrentException()); // behind those of what was parsed
             }
-            resolveLiterals(m_dictionary, worker->m_thread, m_settings.m_isLenient, piece);
+            resolveLiterals(m_dictionary, *thread, m_settings.m_isLenient, piece);
         };
     });
 }

@@ -82,19 +82,17 @@ ExitCode rewriteFiles(const RewriteOptions& options, const Dictionary& dictionar
             return journal.getExitCode();
         }
         workOnBlocks(*reader, journal, options.m_numberOfThreads, [&, fileFormat = format]() -> BlockWorker {
-            struct Worker {
-                ThreadContextRegistration m_registration;
-                Rewriter m_rewriter;
-            };
-            return [&orderedOutput, worker = std::shared_ptr<Worker>(new Worker{{}, {fileFormat, dictionary}})](
-                       const Block& block, ParsedPiece& piece) {
+            // Both belong to the thread that makes them.
+            const auto registration = std::make_shared<ThreadContextRegistration>();
+            const auto rewriter = std::make_shared<Rewriter>(fileFormat, dictionary);
+            return [&orderedOutput, registration, rewriter](const Block& block, ParsedPiece& piece) {
                 try {
-                    worker->m_rewriter.rewrite(block.getText(), piece);
+                    rewriter->rewrite(block.getText(), piece);
                 } catch (...) {
                     orderedOutput.write(block.m_sequence, {}); // The others wait for this turn.
                     throw;
                 }
-                orderedOutput.write(block.m_sequence, worker->m_rewriter.getText());
+                orderedOutput.write(block.m_sequence, rewriter->getText());
             };
         });
         if (journal.isStopped())

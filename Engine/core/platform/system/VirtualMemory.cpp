@@ -16,7 +16,7 @@ bool commit(void* const begin, const size_t numberOfBytes) noexcept {
 
 void decommit(void* const begin, const size_t numberOfBytes) noexcept {
     // Fresh pages over the old ones: the old contents go, and the next commit reads zeros.
-    ::mmap(begin, numberOfBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0);
+    static_cast<void>(::mmap(begin, numberOfBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0));
 }
 
 void release(void* const begin, const size_t numberOfBytes) noexcept {
