@@ -36,7 +36,7 @@ public:
         : m_dictionary(dictionary), m_output(output), m_errorOutput(errorOutput) {}
 
     /// `place` is put before messages.
-    LiteralLines::Receiver getReceiver(std::string place) {
+    LiteralLines::Receiver getReceiver(const std::string& place) {
         return {[this, place](const std::string_view lexicalForm, const uint8_t datatypeID) {
                     answer(lexicalForm, datatypeID);
                 },
