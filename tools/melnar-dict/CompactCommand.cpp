@@ -21,7 +21,7 @@ Prints "old ID<tab>new ID" for every resource whose ID has changed.
   --help               print this text
 
 Exit codes: 0 done, 2 wrong command line, 3 the dictionary cannot be read or
-written or a limit was reached; DICTIONARY is as it was then.
+written or a limit was reached; the file is then the old one or the new one.
 )";
 
 } // namespace
@@ -36,10 +36,11 @@ ExitCode runCompact(std::vector<std::string> arguments, StandardOutput& output, 
     }
     const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
     const std::vector<uint64_t> newResourceIDs = dictionary->compact();
-    saveDictionary(*dictionary, options.m_outputName ? *options.m_outputName : options.m_dictionaryName);
+    // What became of the IDs is told before the old ones are gone.
     for (uint64_t resourceID = 1; resourceID < newResourceIDs.size(); ++resourceID)
         if (newResourceIDs[resourceID] != 0 && newResourceIDs[resourceID] != resourceID)
             output.write(std::to_string(resourceID) + '\t' + std::to_string(newResourceIDs[resourceID]) + '\n');
     output.flush();
+    saveDictionary(*dictionary, options.m_outputName ? *options.m_outputName : options.m_dictionaryName);
     return ExitCode::DONE;
 }

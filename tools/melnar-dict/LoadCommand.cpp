@@ -61,9 +61,9 @@ ExitCode runLoad(std::vector<std::string> arguments, StandardOutput& output, std
             return journal.getExitCode();
     }
     dictionary.commit();
+    const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - start;
     if (!options.m_outputName.empty())
         saveDictionary(dictionary, options.m_outputName);
-    const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - start;
     for (Lookup& lookup : options.m_lookups)
         lookup.answer(dictionary);
     print(makeReport(dictionary, journal, duration.count()), options, output);

@@ -35,7 +35,7 @@ Lookup Lookup::ofLiteral(const std::string& literal) {
 void Lookup::answer(const Dictionary& dictionary) {
     if (!m_asksForLiteral)
         m_resourceID = dictionary.tryResolveResource(dictionary.getCommitPoint(), m_question, datatypeIDOf(m_question));
-    else if (m_resourceID != 0 && m_resourceID < dictionary.getCommitPoint().m_resourceID)
+    else if (m_resourceID < dictionary.getCommitPoint().m_resourceID && dictionary.hasResource(m_resourceID))
         dictionary.appendTurtleLiteral(m_resourceID, m_turtleLiteral);
 }
 

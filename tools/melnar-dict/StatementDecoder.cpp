@@ -5,6 +5,8 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/platform/MelnarException.h"
 
+#include <algorithm>
+
 const char* StatementDecoder::appendTerm(const SerdNode& term, std::string& output) {
     if (term.type == SERD_URI && LiteralIri::isReserved(getText(term))) {
         m_cause = "the IRI '" + std::string(getText(term)) + "' stands where no literal can be";
@@ -27,7 +29,8 @@ const char* StatementDecoder::appendObject(const SerdStatement& statement, const
         m_cause = "the IRI '" + std::string(getText(object)) + "' carries no resource ID of the dictionary";
         return m_cause.c_str();
     }
-    const size_t textLength = datatypeID == D_XSD_STRING ? m_lexicalForm.size() : m_lexicalForm.rfind('@');
+    const size_t textLength =
+        datatypeID == D_XSD_STRING ? m_lexicalForm.size() : std::min(m_lexicalForm.rfind('@'), m_lexicalForm.size());
     output += '"';
     appendEscaped(std::string_view(m_lexicalForm).substr(0, textLength), output);
     output += '"';

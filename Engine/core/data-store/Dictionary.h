@@ -36,7 +36,8 @@ class DictionaryThread;
 ///            Construction, compact and destruction: alone.
 /// Errors     MelnarException for a literal that is not one of its datatype, for a datatype or a resource that does not
 ///            exist, and when the largest number of resources is reached; MemoryExhaustedException at the memory limit;
-///            SystemCallException when the system has no more memory. After any of them the dictionary is as it was.
+///            SystemCallException when the system has no more memory; std::bad_alloc from what an operation collects
+///            beside the dictionary, which the memory limit does not count. After any of them the dictionary is as it was.
 class Dictionary : private Unmovable {
 public:
     /// No dictionary holds more resources than this, whatever the memory.
@@ -61,6 +62,9 @@ public:
 
     /// Points `resourceValue` to the literal of a resource, committed or not.
     void getResource(uint64_t resourceID, ResourceValue& resourceValue) const;
+
+    /// Whether there is a resource with this ID: one that was given and not withdrawn.
+    bool hasResource(const uint64_t resourceID) const noexcept { return getDatatypeID(resourceID) != D_INVALID; }
 
     /// Replaces the content of `lexicalForm` by a resource's; returns the resource's datatype ID.
     uint8_t getResource(uint64_t resourceID, std::string& lexicalForm) const;
@@ -104,7 +108,8 @@ public:
     /// Keeps the resources that `survives` wants (without it, all that exist), gives them dense IDs from 1 in ascending
     /// order of their old ones, lays their literals out densely in the order of the new IDs, and gives the memory behind
     /// them back. Returns the new ID of each old one, by old ID, 0 where nothing survived. What was committed stays
-    /// committed. Needs memory for a second copy of the literals meanwhile; after a throw nothing has changed.
+    /// committed. Needs memory for a second copy of the literals meanwhile, and 16 bytes
+    /// a resource beside the memory limit; after a throw nothing has changed.
     std::vector<uint64_t> compact(const SurvivesCompaction& survives = nullptr);
 
     /// Checks that every resource is found under its own ID by a lookup, so that no string is there twice, and that

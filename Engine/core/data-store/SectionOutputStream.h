@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 /// Writes a file of sections, cut into blocks that each carry a checksum, with one checksum over everything at the end.
 /// The bytes are described in docs/formats/dictionary-file.md.

@@ -4,7 +4,7 @@
 
 /// What a compaction knows of one surviving resource.
 struct CompactionEntry {
-    // A plain record whose fields are named as the datatypes' contract names them.
+    // A plain record, whose fields bear no prefix.
     // NOLINTBEGIN(readability-identifier-naming)
     uint64_t resourceID; // after the compaction
     uint8_t datatypeID;

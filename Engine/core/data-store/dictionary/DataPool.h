@@ -18,7 +18,7 @@ class DictionaryThreadContext;
 ///
 /// Units      Offsets and sizes are bytes.
 /// Ownership  Owns its memory; the memory manager must outlive it. Thread contexts must go before it does.
-/// Addresses  Chunks never move: getData() + offset stays valid until initialize or destruction.
+/// Addresses  Chunks never move: getData() + offset stays valid until initialize, swapContents or destruction.
 /// Threads    newDataChunk and the get functions: any threads at once, a thread context in one thread at a time. A
 ///            chunk's bytes are the caller's to publish. initialize, swapContents: alone.
 /// Errors     newDataChunk throws MelnarException when the capacity is used up, MemoryExhaustedException at the memory

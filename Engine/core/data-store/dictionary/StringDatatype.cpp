@@ -188,7 +188,8 @@ template<class T>
 void StringDatatype<T>::deleteUncommittedResourceID(const uint64_t resourceID, const uint8_t datatypeID) {
     Table& table = selectTable(datatypeID);
     const typename Table::Operation operation(table);
-    auto* bucket = table.getHomeBucket(table.getPolicy().getHash(static_cast<T>(resourceID)));
+    const StringChunk chunk = table.getPolicy().getChunk(resourceID);
+    auto* bucket = table.getHomeBucket(hashLexicalForm(chunk.getLexicalForm(), chunk.getLexicalFormLength()));
     for (;; bucket = table.getNextBucket(bucket)) {
         const T value = Table::readBucket(*bucket);
         if (value == Policy::EMPTY_BUCKET)

@@ -25,9 +25,11 @@
 /// Units      Counters count buckets.
 /// Ownership  Owns its bucket array; the memory manager and what the policy refers to must outlive it.
 /// Threads    Everything that takes a ThreadContext: any threads at once, each holding the slot it passes, best through
-///            Operation. initialize, clear, shrinkToFit, save, load and destruction: alone. The get functions: any time.
-/// Errors     initialize, load and startHandleResize pass on the failures of MemoryRegion; load also rejects a stream
-///            that is not a table's. The rest does not fail.
+///            Operation; so are the buckets. initialize, clear, shrinkToFit, reinsert, save, load and destruction: alone.
+///            The counters: any time. getProbeLengths: while nobody inserts.
+/// Errors     initialize, load, startHandleResize and reserveInsertionQuota pass on the failures of MemoryRegion; load
+///            also rejects a stream that is not a table's; save and load pass on those of the stream. getProbeLengths
+///            throws std::bad_alloc. The rest does not fail.
 ///
 /// You give up: reuse of a deleted entry's bucket before the next rehash; a reader that meets a bucket in progress
 /// waits for its inserter. You get: no lock on any common path, and one shared counter update per 100 insertions.
@@ -167,6 +169,7 @@ private:
 
     class AllOtherThreadContexts;
 
+    size_t getSumOfInsertionQuotas() const noexcept;
     void refillInsertionQuota(ThreadContext& callerContext);
     void setNumberOfBuckets(size_t numberOfBuckets) noexcept;
     void resetResize() noexcept;

@@ -14,8 +14,8 @@
 ///                 number of chunks itself: all are claimed, some are still being rehashed.
 ///
 /// INVARIANTS      Z1 one leader: the thread whose CAS moved NOT_RESIZING to PREPARING
-///                 Z2 between PREPARING and 0 the leader holds every slot; nobody else is inside an operation, but
-///                    parked without its slot in waitWhilePreparing, or waiting to enter a slot
+///                 Z2 before it leaves PREPARING for 0 the leader holds every slot; nobody else is inside an operation
+///                    then, but parked without its slot in waitWhilePreparing, or waiting to enter a slot
 ///                 Z3 from 0 on, who enters a slot joins the resize before it touches a bucket, and leaves only when
 ///                    the resize is finished: nobody reads or inserts in a half-built array
 ///                 Z4 a chunk is rehashed by the one thread whose CAS moved the state past its number
@@ -27,7 +27,7 @@
 ///
 /// MEMORY ORDERS
 ///   #   operation                             order    pairs with   makes visible                     checked by
-///   Z1  elect, CAS NOT_RESIZING->PREPARING    acq_rel  Z3           the last resize's outcome         TSan
+///   Z1  elect, CAS NOT_RESIZING->PREPARING    acq_rel  Z2, Z6       the last resize's outcome         TSan
 ///   Z2  start or fail, store                  release  Z3, Z4       the new array and its size        TSan
 ///   Z3  read the state, load                  acquire  Z2, Z6
 ///   Z4  claim a chunk, CAS k->k+1             acq_rel  Z2, Z4       as Z2, through the chain of RMWs  TSan
@@ -77,10 +77,16 @@ void ParallelHashTable<Policy>::initialize(const size_t numberOfBuckets) {
 }
 
 template<class Policy>
-size_t ParallelHashTable<Policy>::getNumberOfNonEmptyBuckets() const noexcept {
-    size_t unspentQuotas = 0;
+size_t ParallelHashTable<Policy>::getSumOfInsertionQuotas() const noexcept {
+    size_t sum = 0;
     for (const ThreadContext& threadContext : m_threadContexts)
-        unspentQuotas += threadContext.getInsertionQuota();
+        sum += threadContext.getInsertionQuota();
+    return sum;
+}
+
+template<class Policy>
+size_t ParallelHashTable<Policy>::getNumberOfNonEmptyBuckets() const noexcept {
+    const size_t unspentQuotas = getSumOfInsertionQuotas();
     const size_t usedBuckets = m_numberOfUsedBuckets.load(std::memory_order_relaxed);
     // Under insertions the quotas and the counter are of different moments; the difference must not wrap.
     return usedBuckets > unspentQuotas ? usedBuckets - unspentQuotas : 0;
@@ -103,7 +109,7 @@ std::vector<size_t> ParallelHashTable<Policy>::getProbeLengths() const {
 
 template<class Policy>
 void ParallelHashTable<Policy>::clear() noexcept {
-    if (getNumberOfNonEmptyBuckets() == 0)
+    if (m_numberOfUsedBuckets.load(std::memory_order_relaxed) == getSumOfInsertionQuotas())
         return;
     for (ThreadContext& threadContext : m_threadContexts)
         threadContext.setInsertionQuota(0);

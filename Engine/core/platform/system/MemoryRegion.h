@@ -21,7 +21,7 @@
 /// Units          Capacity and end count items of T; committed memory counts bytes, whole pages.
 /// Ownership      Owns the reservation and the charge against the MemoryManager, which must outlive it.
 /// Addresses      Never move while the region is initialised: indices and pointers survive growth.
-/// Contents       Items read as zero until first written. T is an integer or an atomic integer: items are neither
+/// Contents       Items read as zero until first written. T is an integer, an atomic one or a plain record: items are neither
 ///                constructed nor destroyed.
 /// Threads        ensureEndAtLeast and accesses below the end: any threads at any time. The rest: alone.
 /// Errors         Every throw but load's leaves the region as it was before the call, or empty for initialize.
@@ -162,9 +162,11 @@ void MemoryRegion<T>::initialize(const size_t maximumNumberOfItems) {
         return;
     const size_t reservedBytes = roundUpToPages(maximumNumberOfItems * sizeof(T));
     void* const data = VirtualMemory::reserve(reservedBytes);
-    if (data == nullptr)
-        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_RESERVE, MelnarException::NO_CAUSES, "mmap", errno,
+    if (data == nullptr) {
+        const int errorCode = errno; // Making the exception allocates.
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_RESERVE, MelnarException::NO_CAUSES, "mmap", errorCode,
                                   "An error occurred while reserving ", reservedBytes, " bytes of address space.");
+    }
     m_data = static_cast<T*>(data);
     m_maximumNumberOfItems = maximumNumberOfItems;
 }
