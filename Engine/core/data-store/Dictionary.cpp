@@ -96,6 +96,70 @@ uint64_t Dictionary::tryResolveResource(const DictionaryCommitPoint commitPoint,
         .m_datatype->tryResolveResource(commitPoint, lexicalForm.data(), lexicalForm.size(), datatypeID);
 }
 
+/// Hands every run of entries that one datatype object serves to it. Entries that none serves become failures.
+template<class Operation>
+void Dictionary::forEachRun(const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures,
+                            const Operation operation) const {
+    size_t begin = 0;
+    while (begin < entries.size()) {
+        DictionaryDatatype* const datatype = m_servers[entries[begin].m_datatypeID].m_datatype;
+        size_t end = begin + 1;
+        while (end < entries.size() && m_servers[entries[end].m_datatypeID].m_datatype == datatype)
+            ++end;
+        const std::span<BatchEntry> run = entries.subspan(begin, end - begin);
+        const size_t numberOfEarlierFailures = failures.size();
+        if (datatype != nullptr)
+            operation(*datatype, run);
+        else
+            for (size_t index = 0; index < run.size(); ++index)
+                try {
+                    run[index].m_resourceID = 0;
+                    static_cast<void>(getServer(run[index].m_datatypeID));
+                } catch (const MelnarException&) {
+                    failures.push_back({index, std::current_exception()});
+                }
+        for (size_t index = numberOfEarlierFailures; index < failures.size(); ++index)
+            failures[index].m_entryIndex += begin;
+        begin = end;
+    }
+}
+
+void Dictionary::resolveResources(DictionaryThread& thread, const std::span<BatchEntry> entries,
+                                  std::vector<BatchFailure>& failures) {
+    forEachRun(entries, failures, [&](DictionaryDatatype& datatype, const std::span<BatchEntry> run) {
+        datatype.resolveResources(&thread.m_threadContext, run, failures);
+    });
+}
+
+void Dictionary::tryResolveResources(const DictionaryCommitPoint commitPoint, const std::span<BatchEntry> entries,
+                                     std::vector<BatchFailure>& failures) const {
+    forEachRun(entries, failures, [&](const DictionaryDatatype& datatype, const std::span<BatchEntry> run) {
+        datatype.tryResolveResources(commitPoint, run, failures);
+    });
+}
+
+void Dictionary::getResources(const std::span<BatchEntry> entries) const {
+    const size_t endResourceID = m_resourceFlags.getEnd();
+    for (const BatchEntry& entry : entries)
+        if (entry.m_resourceID < endResourceID)
+            __builtin_prefetch(&m_resourceFlags[entry.m_resourceID]);
+    for (BatchEntry& entry : entries) {
+        entry.m_datatypeID = getDatatypeID(entry.m_resourceID);
+        entry.m_lexicalForm = {};
+    }
+    size_t begin = 0;
+    while (begin < entries.size()) {
+        const DictionaryDatatype* const datatype = m_servers[entries[begin].m_datatypeID].m_datatype;
+        size_t end = begin + 1;
+        while (end < entries.size() &&
+               (m_servers[entries[end].m_datatypeID].m_datatype == datatype || entries[end].m_datatypeID == D_INVALID))
+            ++end;
+        if (datatype != nullptr)
+            datatype->getResources(entries.subspan(begin, end - begin));
+        begin = end;
+    }
+}
+
 void Dictionary::getResource(const uint64_t resourceID, ResourceValue& resourceValue) const {
     const uint8_t datatypeID = getDatatypeIDOrThrow(resourceID);
     getServer(datatypeID).m_datatype->getResource(resourceID, datatypeID, resourceValue);

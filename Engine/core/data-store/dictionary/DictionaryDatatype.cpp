@@ -1,5 +1,6 @@
 #include "Engine/core/data-store/dictionary/DictionaryDatatype.h"
 
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/system/MemoryRegionGrowth.h"
 
@@ -7,6 +8,18 @@ namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/data-store/dictionary/DictionaryDatatype";
 constexpr long LINE_TOO_MANY_RESOURCES = 47;
+
+/// Answers entry after entry; what one of them throws becomes its failure.
+template<class Answer>
+void answerEach(const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures, const Answer answer) {
+    for (size_t index = 0; index < entries.size(); ++index)
+        try {
+            entries[index].m_resourceID = 0;
+            entries[index].m_resourceID = answer(entries[index]);
+        } catch (...) {
+            failures.push_back({index, std::current_exception()});
+        }
+}
 
 } // namespace
 
@@ -20,6 +33,32 @@ DictionaryDatatype::~DictionaryDatatype() = default;
 
 std::unique_ptr<ComponentInfo> DictionaryDatatype::getDetailedComponentInfo() const {
     return nullptr;
+}
+
+void DictionaryDatatype::resolveResources(DictionaryThreadContext* const threadContext,
+                                          const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
+    answerEach(entries, failures, [this, threadContext](const BatchEntry& entry) {
+        return resolveResource(threadContext, entry.m_lexicalForm.data(), entry.m_lexicalForm.size(),
+                               entry.m_datatypeID);
+    });
+}
+
+void DictionaryDatatype::tryResolveResources(const DictionaryCommitPoint commitPoint,
+                                             const std::span<BatchEntry> entries,
+                                             std::vector<BatchFailure>& failures) const {
+    answerEach(entries, failures, [this, commitPoint](const BatchEntry& entry) {
+        return tryResolveResource(commitPoint, entry.m_lexicalForm.data(), entry.m_lexicalForm.size(),
+                                  entry.m_datatypeID);
+    });
+}
+
+void DictionaryDatatype::getResources(const std::span<BatchEntry> entries) const {
+    ResourceValue resourceValue;
+    for (BatchEntry& entry : entries)
+        if (entry.m_datatypeID != D_INVALID) {
+            getResource(entry.m_resourceID, entry.m_datatypeID, resourceValue);
+            entry.m_lexicalForm = {reinterpret_cast<const char*>(resourceValue.m_data), resourceValue.m_dataSize - 1};
+        }
 }
 
 uint64_t DictionaryDatatype::newDataChunk(DictionaryThreadContext* const threadContext, const size_t chunkSize) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Engine/core/data-store/dictionary/BatchEntry.h"
+#include "Engine/core/data-store/dictionary/BatchFailure.h"
 #include "Engine/core/data-store/dictionary/DataPool.h"
 #include "Engine/core/data-store/dictionary/DictionaryCommitPoint.h"
 #include "Engine/core/data-store/dictionary/DictionaryCompactionState.h"
@@ -14,6 +16,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -103,6 +106,22 @@ public:
 
     /// Statistics that take a walk over everything; nullptr when there are none. While nobody resolves or deletes.
     virtual std::unique_ptr<ComponentInfo> getDetailedComponentInfo() const;
+
+    /// Resolves the literals of a batch, of any size, as resolveResource would one after the other: literals that are
+    /// new get their IDs in the order of the entries. Each literal appears at once, the batch as a whole does not: other
+    /// threads may see a part of it. A literal that resolveResource would refuse, or for which there is no memory,
+    /// spoils no other: its entry is answered with 0, and a failure is appended. Failures come in ascending order of
+    /// their entries. Throws std::bad_alloc when there is no memory for a failure; some literals are resolved then.
+    virtual void resolveResources(DictionaryThreadContext* threadContext, std::span<BatchEntry> entries,
+                                  std::vector<BatchFailure>& failures);
+
+    /// Looks the literals of a batch up, as tryResolveResource would one after the other. Failures as above.
+    virtual void tryResolveResources(DictionaryCommitPoint commitPoint, std::span<BatchEntry> entries,
+                                     std::vector<BatchFailure>& failures) const;
+
+    /// Reads the resources of a batch, which the caller knows to exist, into the entries' lexical forms. Their datatype
+    /// IDs are given, all of them this object's; an entry with D_INVALID stands for no resource and is left alone.
+    virtual void getResources(std::span<BatchEntry> entries) const;
 
 protected:
     /// Takes `chunkSize` bytes of the data pool; returns their offset. The context may be null.
