@@ -1,0 +1,57 @@
+#include "Engine/core/data-store/dictionary/LexicalFormHashes.h"
+
+#include "Engine/core/data-store/dictionary/LexicalFormHash.h"
+#include "Engine/core/data-store/dictionary/LexicalFormLanes.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+/// Below this, sorting costs more than what lanes save.
+constexpr size_t MINIMUM_NUMBER_OF_FORMS_FOR_LANES = 8;
+
+/// Lengths from here on share a class in the counting sort.
+constexpr size_t NUMBER_OF_LENGTH_CLASSES = 256;
+
+size_t getLengthClass(const std::string_view form) noexcept {
+    return std::min(form.size(), NUMBER_OF_LENGTH_CLASSES - 1);
+}
+
+void prefetch(const std::string_view form) noexcept {
+    constexpr size_t CACHE_LINE_SIZE = 64;
+    for (size_t index = 0; index < std::min(form.size(), NUMBER_OF_LENGTH_CLASSES); index += CACHE_LINE_SIZE)
+        __builtin_prefetch(form.data() + index);
+}
+
+/// The places of the forms in ascending order of their lengths.
+void sortByLength(const std::string_view* const forms, const size_t numberOfForms, uint16_t* const order) noexcept {
+    std::array<uint16_t, NUMBER_OF_LENGTH_CLASSES + 1> begins{};
+    for (size_t place = 0; place < numberOfForms; ++place) {
+        ++begins[getLengthClass(forms[place]) + 1];
+        prefetch(forms[place]); // Forms are wherever the caller has them, and sorting jumps between them.
+    }
+    for (size_t lengthClass = 1; lengthClass < NUMBER_OF_LENGTH_CLASSES; ++lengthClass)
+        begins[lengthClass] = static_cast<uint16_t>(begins[lengthClass] + begins[lengthClass - 1]);
+    const size_t beginOfLongForms = begins[NUMBER_OF_LENGTH_CLASSES - 1];
+    for (size_t place = 0; place < numberOfForms; ++place)
+        order[begins[getLengthClass(forms[place])]++] = static_cast<uint16_t>(place);
+    std::sort(order + beginOfLongForms, order + numberOfForms, [forms](const uint16_t first, const uint16_t second) {
+        return forms[first].size() < forms[second].size();
+    });
+}
+
+} // namespace
+
+void hashLexicalForms(const std::string_view* const forms, const size_t numberOfForms,
+                      uint64_t* const hashes) noexcept {
+    static const LexicalFormLanes::HashInOrder s_hashInOrder = LexicalFormLanes::getFastest();
+    if (numberOfForms < MINIMUM_NUMBER_OF_FORMS_FOR_LANES) {
+        for (size_t place = 0; place < numberOfForms; ++place)
+            hashes[place] = hashLexicalForm(forms[place].data(), forms[place].size());
+        return;
+    }
+    std::array<uint16_t, MAXIMUM_NUMBER_OF_FORMS_TO_HASH> order;
+    sortByLength(forms, numberOfForms, order.data());
+    s_hashInOrder(forms, order.data(), numberOfForms, hashes);
+}

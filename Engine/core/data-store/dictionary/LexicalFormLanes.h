@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+/// The hashes of many lexical forms, several at once: FNV-1a is a chain of multiplications, of which a processor can
+/// keep a dozen going when each belongs to another form. Every implementation gives the same numbers.
+///
+/// Each takes `numberOfForms` places of forms in `order`, sorted by length so that the forms that are side by side end
+/// about together, and stores the hash of forms[order[n]] in hashes[order[n]].
+namespace LexicalFormLanes {
+
+using HashInOrder = void (*)(const std::string_view* forms, const uint16_t* order, size_t numberOfForms,
+                             uint64_t* hashes) noexcept;
+
+/// Four forms at once, with the instructions that every processor has.
+void hashInOrderPortably(const std::string_view* forms, const uint16_t* order, size_t numberOfForms,
+                         uint64_t* hashes) noexcept;
+
+#if defined(__x86_64__)
+/// Sixteen at once; only on a processor with AVX2.
+void hashInOrderWithAVX2(const std::string_view* forms, const uint16_t* order, size_t numberOfForms,
+                         uint64_t* hashes) noexcept;
+
+/// Thirty-two at once; only on a processor with AVX-512 F and DQ.
+void hashInOrderWithAVX512(const std::string_view* forms, const uint16_t* order, size_t numberOfForms,
+                           uint64_t* hashes) noexcept;
+#endif
+
+/// The fastest implementation that this processor can run.
+HashInOrder getFastest() noexcept;
+
+} // namespace LexicalFormLanes

@@ -1,0 +1,56 @@
+#include "Engine/core/data-store/dictionary/LexicalFormHashes.h"
+#include "Engine/core/data-store/dictionary/LexicalFormHash.h"
+
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+void expectRightHashes(const std::vector<std::string>& texts) {
+    const std::vector<std::string_view> forms(texts.begin(), texts.end());
+    std::vector<uint64_t> hashes(forms.size() + 1, 7);
+    hashLexicalForms(forms.data(), forms.size(), hashes.data());
+    for (size_t place = 0; place < forms.size(); ++place)
+        ASSERT_EQ(hashLexicalForm(forms[place].data(), forms[place].size()), hashes[place])
+            << "form " << place << " of " << forms.size() << ", length " << forms[place].size();
+    EXPECT_EQ(7u, hashes.back()) << "nothing beyond the forms is written";
+}
+
+/// Lengths 0 to `largestLength` in no order.
+std::vector<std::string> makeTexts(const size_t numberOfTexts, const size_t largestLength) {
+    std::mt19937_64 generator(numberOfTexts);
+    std::vector<std::string> texts;
+    for (size_t place = 0; place < numberOfTexts; ++place) {
+        std::string& text = texts.emplace_back(generator() % (largestLength + 1), ' ');
+        for (char& byte : text)
+            byte = static_cast<char>(generator());
+    }
+    return texts;
+}
+
+TEST(LexicalFormHashesTest, everyNumberOfFormsUpToTheLargestHashesAsAlone) {
+    for (size_t numberOfForms = 0; numberOfForms < 100; ++numberOfForms)
+        expectRightHashes(makeTexts(numberOfForms, 60));
+    expectRightHashes(makeTexts(MAXIMUM_NUMBER_OF_FORMS_TO_HASH - 1, 60));
+    expectRightHashes(makeTexts(MAXIMUM_NUMBER_OF_FORMS_TO_HASH, 60));
+}
+
+TEST(LexicalFormHashesTest, longFormsHashAsAlone) {
+    expectRightHashes(makeTexts(200, 2000));
+    std::vector<std::string> texts = makeTexts(50, 300);
+    texts[20] = std::string(1000000, 'x');
+    expectRightHashes(texts);
+}
+
+TEST(LexicalFormHashesTest, equalFormsHashAlikeWhereverTheyStand) {
+    std::vector<std::string> texts = makeTexts(500, 40);
+    for (size_t place = 0; place < texts.size(); place += 7)
+        texts[place] = "the same in many places";
+    expectRightHashes(texts);
+}
+
+} // namespace
