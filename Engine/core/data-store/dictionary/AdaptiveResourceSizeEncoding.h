@@ -19,6 +19,7 @@
 class AdaptiveResourceSizeEncoding {
 public:
     static constexpr size_t MAXIMUM_SIZE = 0x1FFFFFFFFFFFFFFF;
+    static constexpr size_t MAXIMUM_SIZE_IN_ONE_BYTE = 0x7F;
     static constexpr size_t MAXIMUM_HEADER_LENGTH = 8;
 
     AdaptiveResourceSizeEncoding() = delete;
@@ -32,12 +33,12 @@ public:
 
     /// The length of the header for `size`.
     static constexpr size_t getEncodedSizeLength(const size_t size) noexcept {
-        return size <= 0x7F ? 1 : size <= 0x3FFF ? 2 : size <= 0x1FFFFFFF ? 4 : 8;
+        return size <= MAXIMUM_SIZE_IN_ONE_BYTE ? 1 : size <= 0x3FFF ? 2 : size <= 0x1FFFFFFF ? 4 : 8;
     }
 
     /// Writes the header for `size` and returns its length.
     static size_t encodeSize(uint8_t* const chunk, const size_t size) noexcept {
-        if (size <= 0x7F)
+        if (size <= MAXIMUM_SIZE_IN_ONE_BYTE)
             return store(chunk, static_cast<uint8_t>(size << 1));
         if (size <= 0x3FFF)
             return store(chunk, static_cast<uint16_t>(size << 2 | 1));

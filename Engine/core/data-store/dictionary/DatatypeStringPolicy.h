@@ -3,11 +3,14 @@
 #include "Engine/core/data-store/dictionary/DataPool.h"
 #include "Engine/core/data-store/dictionary/DatatypePolicy.h"
 #include "Engine/core/data-store/dictionary/LexicalFormHash.h"
+#include "Engine/core/data-store/dictionary/LexicalFormHashes.h"
 #include "Engine/core/data-store/dictionary/StringChunk.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 /// Finds the string of a bucket: resource ID -> offset -> chunk in the data pool. A string that is stored and a query
 /// with the same bytes have the same hash.
@@ -17,17 +20,41 @@ public:
     DatatypeStringPolicy(const MemoryRegion<uint64_t>& resourceDataOffsets, const DataPool& dataPool) noexcept
         : m_resourceDataOffsets(resourceDataOffsets), m_dataPool(dataPool) {}
 
-    StringChunk getChunk(const uint64_t resourceID) const noexcept {
-        return StringChunk(m_dataPool.getData() + m_resourceDataOffsets[resourceID]);
+    void prefetchOffset(const uint64_t resourceID) const noexcept {
+        __builtin_prefetch(&m_resourceDataOffsets[resourceID]);
     }
+
+    const uint8_t* getChunkAddress(const uint64_t resourceID) const noexcept {
+        return m_dataPool.getData() + m_resourceDataOffsets[resourceID];
+    }
+
+    StringChunk getChunk(const uint64_t resourceID) const noexcept { return StringChunk(getChunkAddress(resourceID)); }
 
     uint64_t getHash(const T resourceID) const noexcept {
         const StringChunk chunk = getChunk(resourceID);
         return hashLexicalForm(chunk.getLexicalForm(), chunk.getLexicalFormLength());
     }
 
+    /// The same for up to MAXIMUM_NUMBER_OF_FORMS_TO_HASH resources.
+    void getHashes(const T* const resourceIDs, const size_t numberOfResources, uint64_t* const hashes) const noexcept {
+        // Offsets are asked for twice as far ahead as chunks, each long enough before it is needed.
+        constexpr size_t DISTANCE = 32;
+        std::array<std::string_view, MAXIMUM_NUMBER_OF_FORMS_TO_HASH> forms;
+        for (size_t ahead = 0; ahead < numberOfResources + 2 * DISTANCE; ++ahead) {
+            if (ahead < numberOfResources)
+                prefetchOffset(resourceIDs[ahead]);
+            if (ahead >= DISTANCE && ahead - DISTANCE < numberOfResources)
+                __builtin_prefetch(getChunkAddress(resourceIDs[ahead - DISTANCE]));
+            if (ahead >= 2 * DISTANCE) {
+                const StringChunk chunk = getChunk(resourceIDs[ahead - 2 * DISTANCE]);
+                forms[ahead - 2 * DISTANCE] = {chunk.getLexicalForm(), chunk.getLexicalFormLength()};
+            }
+        }
+        hashLexicalForms(forms.data(), numberOfResources, hashes);
+    }
+
     bool isEqual(const T resourceID, const char* const lexicalForm, const size_t lexicalFormLength) const noexcept {
-        return getChunk(resourceID).equals(lexicalForm, lexicalFormLength);
+        return StringChunk::isChunkOf(getChunkAddress(resourceID), lexicalForm, lexicalFormLength);
     }
 
 private:

@@ -2,12 +2,12 @@
 
 #include "Engine/core/data-store/dictionary/PlainLiteral.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeFailureSites.h"
+#include "Engine/core/data-store/dictionary/StringDatatypeImpl.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <optional>
-#include <tuple>
-#include <type_traits>
 #include <utility>
 
 namespace {
@@ -88,52 +88,9 @@ uint64_t StringDatatype<T>::doResolveResource(Table& table, DictionaryThreadCont
     const typename Table::Operation operation(table);
     // Before it is known whether anything will be inserted: growing later would move the buckets under the probe.
     table.reserveInsertionQuota(operation.getThreadContext());
-    auto* bucket = table.getHomeBucket(hashLexicalForm(lexicalForm, lexicalFormLength));
-    for (;;) {
-        const T value = Table::readBucket(*bucket);
-        if (value == Policy::EMPTY_BUCKET) {
-            if (Table::tryClaim(*bucket))
-                break;
-            continue; // Somebody was faster, perhaps with the same string: look at the bucket again.
-        }
-        if (value != Policy::BUCKET_DELETED && table.getPolicy().isEqual(value, lexicalForm, lexicalFormLength)) {
-            if constexpr (std::is_same_v<ResourceIDSource, GetNextResourceID>)
-                return value;
-            spinPause(); // The target ID's place is taken: wait until the entry is deleted.
-            continue;
-        }
-        bucket = table.getNextBucket(bucket);
-    }
-    try {
-        const uint64_t resourceID =
-            createResource(threadContext, resourceIDSource, lexicalForm, lexicalFormLength, datatypeID);
-        Table::publish(operation.getThreadContext(), *bucket, static_cast<T>(resourceID));
-        return resourceID;
-    } catch (...) {
-        Table::unclaim(*bucket);
-        throw;
-    }
-}
-
-/// Everything of a new resource but its bucket.
-template<class T>
-template<class ResourceIDSource>
-uint64_t StringDatatype<T>::createResource(DictionaryThreadContext* const threadContext,
-                                           const ResourceIDSource resourceIDSource, const char* const lexicalForm,
-                                           const size_t lexicalFormLength, const uint8_t datatypeID) {
-    const size_t chunkSize = StringChunk::getChunkSizeFor(lexicalFormLength);
-    uint64_t resourceID;
-    uint64_t dataOffset;
-    if constexpr (std::is_same_v<ResourceIDSource, GetNextResourceID>)
-        std::tie(resourceID, dataOffset) = newResourceIDAndDataChunk(threadContext, chunkSize);
-    else {
-        resourceID = resourceIDSource.m_targetResourceID;
-        dataOffset = newDataChunk(threadContext, chunkSize);
-    }
-    StringChunk::write(m_dataPool.getData() + dataOffset, lexicalForm, lexicalFormLength);
-    m_resourceDataOffsets[resourceID] = dataOffset;
-    m_resourceFlags[resourceID].store(datatypeID, std::memory_order_release);
-    return resourceID;
+    return doResolveResource(table, operation.getThreadContext(),
+                             table.getHomeBucket(hashLexicalForm(lexicalForm, lexicalFormLength)), threadContext,
+                             resourceIDSource, lexicalForm, lexicalFormLength, datatypeID);
 }
 
 template<class T>
@@ -156,15 +113,8 @@ uint64_t StringDatatype<T>::doTryResolveResource(Table& table, const DictionaryC
                                                  const char* const lexicalForm,
                                                  const size_t lexicalFormLength) const noexcept {
     const typename Table::Operation operation(table);
-    auto* bucket = table.getHomeBucket(hashLexicalForm(lexicalForm, lexicalFormLength));
-    for (;; bucket = table.getNextBucket(bucket)) {
-        const T value = Table::readBucket(*bucket);
-        if (value == Policy::EMPTY_BUCKET)
-            return 0;
-        if (value != Policy::BUCKET_DELETED && value < commitPoint.m_resourceID &&
-            table.getPolicy().isEqual(value, lexicalForm, lexicalFormLength))
-            return value;
-    }
+    return probe(table, table.getHomeBucket(hashLexicalForm(lexicalForm, lexicalFormLength)), commitPoint, lexicalForm,
+                 lexicalFormLength);
 }
 
 template<class T>
@@ -222,11 +172,20 @@ void StringDatatype<T>::finishCompact(const DictionaryCompactionState& state) {
         Table& table = selectTable(datatypeID);
         const typename Table::Operation operation(table);
         table.clear();
-        for (; entry != entriesEnd && entry->datatypeID == datatypeID; ++entry) {
-            m_resourceDataOffsets[entry->resourceID] = entry->dataOffset;
-            m_resourceFlags[entry->resourceID].store(datatypeID, std::memory_order_release);
-            const T value = static_cast<T>(entry->resourceID);
-            table.reinsert(operation.getThreadContext(), table.getPolicy().getHash(value), value);
+        std::array<T, MAXIMUM_NUMBER_OF_FORMS_TO_HASH> values;
+        std::array<uint64_t, MAXIMUM_NUMBER_OF_FORMS_TO_HASH> hashes;
+        while (entry != entriesEnd && entry->datatypeID == datatypeID) {
+            size_t numberOfValues = 0;
+            for (; numberOfValues < values.size() && entry != entriesEnd && entry->datatypeID == datatypeID; ++entry) {
+                m_resourceDataOffsets[entry->resourceID] = entry->dataOffset;
+                m_resourceFlags[entry->resourceID].store(datatypeID, std::memory_order_release);
+                values[numberOfValues++] = static_cast<T>(entry->resourceID);
+            }
+            table.getPolicy().getHashes(values.data(), numberOfValues, hashes.data());
+            for (size_t index = 0; index < numberOfValues; ++index)
+                table.prefetchHomeBucket(hashes[index]);
+            for (size_t index = 0; index < numberOfValues; ++index)
+                table.reinsert(operation.getThreadContext(), hashes[index], values[index]);
         }
         table.shrinkToFit(MINIMUM_NUMBER_OF_BUCKETS);
     }

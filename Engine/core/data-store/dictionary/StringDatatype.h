@@ -7,8 +7,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
+
+class PreparedEntries;
+
+template<class T>
+class GroupProbe;
 
 /// The literals of xsd:string (datatype ID 5) and rdf:PlainLiteral (6) of one dictionary.
 ///
@@ -64,11 +70,21 @@ public:
     /// How many buckets a lookup of an existing string reads, in each table.
     std::unique_ptr<ComponentInfo> getDetailedComponentInfo() const override;
 
+    /// A thread that waits for a resize does not wait for another's whole batch: slots are held for one group of its
+    /// entries at a time (see PreparedEntries).
+    void resolveResources(DictionaryThreadContext* threadContext, std::span<BatchEntry> entries,
+                          std::vector<BatchFailure>& failures) override;
+    void tryResolveResources(DictionaryCommitPoint commitPoint, std::span<BatchEntry> entries,
+                             std::vector<BatchFailure>& failures) const override;
+    void getResources(std::span<BatchEntry> entries) const override;
+
 private:
     friend class StringDatatypeTestPeer;
 
     using Policy = DatatypeStringPolicy<T>;
     using Table = ParallelHashTable<Policy>;
+
+    class EnteredTable;
 
     static constexpr size_t MINIMUM_NUMBER_OF_BUCKETS = 1024;
 
@@ -81,11 +97,27 @@ private:
                                const char* lexicalForm, size_t lexicalFormLength, uint8_t datatypeID);
 
     template<class ResourceIDSource>
+    uint64_t doResolveResource(Table& table, typename Table::ThreadContext& tableThreadContext,
+                               typename Table::Bucket* bucket, DictionaryThreadContext* threadContext,
+                               ResourceIDSource resourceIDSource, const char* lexicalForm, size_t lexicalFormLength,
+                               uint8_t datatypeID);
+
+    template<class ResourceIDSource>
     uint64_t createResource(DictionaryThreadContext* threadContext, ResourceIDSource resourceIDSource,
                             const char* lexicalForm, size_t lexicalFormLength, uint8_t datatypeID);
 
     uint64_t doTryResolveResource(Table& table, DictionaryCommitPoint commitPoint, const char* lexicalForm,
                                   size_t lexicalFormLength) const noexcept;
+
+    static uint64_t probe(Table& table, typename Table::Bucket* bucket, DictionaryCommitPoint commitPoint,
+                          const char* lexicalForm, size_t lexicalFormLength) noexcept;
+
+    size_t findGroup(const PreparedEntries& prepared, size_t begin, size_t end, DictionaryCommitPoint commitPoint,
+                     EnteredTable& enteredTable, GroupProbe<T>& groupProbe) const;
+    void resolveGroup(DictionaryThreadContext* threadContext, const PreparedEntries& prepared, size_t begin, size_t end,
+                      std::span<BatchEntry> entries, std::vector<BatchFailure>& failures);
+    void lookUpGroup(DictionaryCommitPoint commitPoint, const PreparedEntries& prepared, size_t begin, size_t end,
+                     std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) const;
 
     // Mutable because a lookup, too, holds its thread's slot and helps with a resize.
     mutable Table m_xsdStringTable;

@@ -20,7 +20,8 @@
 ///
 /// A bucket holds a number; what the number stands for, its hash and its equality with a query are the policy's. A
 /// policy provides Bucket (std::atomic<BucketValue>), BucketValue (an unsigned integer), the values EMPTY_BUCKET (0),
-/// BUCKET_IN_PROGRESS and BUCKET_DELETED, and `uint64_t getHash(BucketValue) const` for a stored number.
+/// BUCKET_IN_PROGRESS and BUCKET_DELETED, and `uint64_t getHash(BucketValue) const` for a stored number. It may provide
+/// `void getHashes(const BucketValue*, size_t, uint64_t*) const`, the same for up to RESIZE_CHUNK_SIZE numbers at once.
 ///
 /// Units      Counters count buckets.
 /// Ownership  Owns its bucket array; the memory manager and what the policy refers to must outlive it.
@@ -95,19 +96,37 @@ public:
 
     ThreadContext& getCurrentThreadContext() noexcept { return m_threadContexts[g_currentThreadContextIndex]; }
 
+    /// Takes the calling thread's slot and joins any resize that is running; as Operation does.
+    ThreadContext& enter() noexcept {
+        ThreadContext& threadContext = getCurrentThreadContext();
+        acquireThreadContext(threadContext);
+        const size_t resizeState = m_resizeState.load(std::memory_order_acquire); // Z3
+        if (resizeState != NOT_RESIZING) [[unlikely]]
+            handleResize(threadContext, resizeState);
+        return threadContext;
+    }
+
+    static void leave(ThreadContext& threadContext) noexcept { releaseThreadContext(threadContext); }
+
     /// Performs a resize, or helps with one that another thread began. Returns when none is running.
     void startHandleResize(ThreadContext& callerContext);
 
     /// Helps with the resize that the caller saw in `observedState`. Returns when none is running.
     void handleResize(ThreadContext& callerContext, size_t observedState) noexcept;
 
-    /// Makes sure that the slot holds quota for an insertion, growing the table when it is full.
-    void reserveInsertionQuota(ThreadContext& callerContext) {
+    /// Makes sure that the slot holds quota for an insertion, growing the table when it is full. Returns whether the
+    /// buckets may have moved.
+    bool reserveInsertionQuota(ThreadContext& callerContext) {
+        bool haveBucketsMoved = false;
         while (callerContext.getInsertionQuota() == 0)
-            refillInsertionQuota(callerContext);
+            haveBucketsMoved = refillInsertionQuota(callerContext) || haveBucketsMoved;
+        return haveBucketsMoved;
     }
 
     Bucket* getHomeBucket(const uint64_t hash) noexcept { return m_buckets.getData() + (hash & m_hashMask); }
+
+    /// Has the home bucket of a hash fetched into the cache.
+    void prefetchHomeBucket(const uint64_t hash) noexcept { __builtin_prefetch(getHomeBucket(hash)); }
 
     Bucket* getNextBucket(Bucket* const bucket) noexcept {
         return bucket + 1 == m_afterLastBucket ? m_buckets.getData() : bucket + 1;
@@ -170,7 +189,8 @@ private:
     class AllOtherThreadContexts;
 
     size_t getSumOfInsertionQuotas() const noexcept;
-    void refillInsertionQuota(ThreadContext& callerContext);
+    bool refillInsertionQuota(ThreadContext& callerContext);
+    void getHashes(const BucketValue* values, size_t numberOfValues, uint64_t* hashes) const noexcept;
     void setNumberOfBuckets(size_t numberOfBuckets) noexcept;
     void resetResize() noexcept;
     void publishResizeState(size_t resizeState) noexcept;
@@ -202,14 +222,8 @@ private:
 template<class Policy>
 class ParallelHashTable<Policy>::Operation : private Unmovable {
 public:
-    explicit Operation(ParallelHashTable& table) noexcept : m_threadContext(table.getCurrentThreadContext()) {
-        acquireThreadContext(m_threadContext);
-        const size_t resizeState = table.m_resizeState.load(std::memory_order_acquire); // Z3
-        if (resizeState != NOT_RESIZING) [[unlikely]]
-            table.handleResize(m_threadContext, resizeState);
-    }
-
-    ~Operation() { releaseThreadContext(m_threadContext); }
+    explicit Operation(ParallelHashTable& table) noexcept : m_threadContext(table.enter()) {}
+    ~Operation() { leave(m_threadContext); }
 
     ThreadContext& getThreadContext() const noexcept { return m_threadContext; }
 

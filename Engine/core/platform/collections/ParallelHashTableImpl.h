@@ -3,6 +3,8 @@
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/collections/ParallelHashTable.h"
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <cstring>
 
@@ -202,14 +204,18 @@ void ParallelHashTable<Policy>::reinsert(ThreadContext& callerContext, const uin
         callerContext.setInsertionQuota(callerContext.getInsertionQuota() - 1);
 }
 
+/// One attempt; returns whether the buckets may have moved.
 template<class Policy>
-void ParallelHashTable<Policy>::refillInsertionQuota(ThreadContext& callerContext) {
+bool ParallelHashTable<Policy>::refillInsertionQuota(ThreadContext& callerContext) {
     size_t usedBuckets = m_numberOfUsedBuckets.load(std::memory_order_relaxed);
-    if (m_resizeThreshold < usedBuckets + INSERTION_QUOTA_BATCH)
+    if (m_resizeThreshold < usedBuckets + INSERTION_QUOTA_BATCH) {
         startHandleResize(callerContext);
-    else if (m_numberOfUsedBuckets.compare_exchange_strong(usedBuckets, usedBuckets + INSERTION_QUOTA_BATCH,
-                                                           std::memory_order_relaxed, std::memory_order_relaxed)) // O7
+        return true;
+    }
+    if (m_numberOfUsedBuckets.compare_exchange_strong(usedBuckets, usedBuckets + INSERTION_QUOTA_BATCH,
+                                                      std::memory_order_relaxed, std::memory_order_relaxed)) // O7
         callerContext.setInsertionQuota(INSERTION_QUOTA_BATCH);
+    return false;
 }
 
 /// All slots but the caller's own, taken in ascending order: waits until everyone has left the table or is parked.
@@ -311,20 +317,41 @@ void ParallelHashTable<Policy>::waitWhilePreparing(ThreadContext& callerContext)
 }
 
 template<class Policy>
+void ParallelHashTable<Policy>::getHashes(const BucketValue* const values, const size_t numberOfValues,
+                                          uint64_t* const hashes) const noexcept {
+    if constexpr (requires { m_policy.getHashes(values, numberOfValues, hashes); })
+        m_policy.getHashes(values, numberOfValues, hashes);
+    else
+        std::transform(values, values + numberOfValues, hashes,
+                       [this](const BucketValue value) { return m_policy.getHash(value); });
+}
+
+/// Moves a chunk's numbers to the new array, in the order of their old buckets. Each step is done for all of them before
+/// the next one, so that the cache misses of a step overlap.
+template<class Policy>
 void ParallelHashTable<Policy>::rehashChunk(ThreadContext& callerContext, const size_t chunkIndex) noexcept {
+    std::array<BucketValue, RESIZE_CHUNK_SIZE> values;
+    std::array<uint64_t, RESIZE_CHUNK_SIZE> hashes;
+    size_t numberOfValues = 0;
     uint32_t droppedTombstones = 0;
-    Bucket* const begin = m_oldBuckets.getData() + chunkIndex * RESIZE_CHUNK_SIZE;
-    for (Bucket* oldBucket = begin; oldBucket != begin + RESIZE_CHUNK_SIZE; ++oldBucket) {
+    const Bucket* const begin = m_oldBuckets.getData() + chunkIndex * RESIZE_CHUNK_SIZE;
+    for (const Bucket* oldBucket = begin; oldBucket != begin + RESIZE_CHUNK_SIZE; ++oldBucket) {
         const BucketValue value = readBucket(*oldBucket);
-        if (value == Policy::EMPTY_BUCKET)
-            continue;
-        if (value == Policy::BUCKET_DELETED) {
+        if (value == Policy::BUCKET_DELETED)
             ++droppedTombstones;
-            continue;
-        }
-        Bucket* bucket = getHomeBucket(m_policy.getHash(value));
+        else if (value != Policy::EMPTY_BUCKET)
+            values[numberOfValues++] = value;
+    }
+    getHashes(values.data(), numberOfValues, hashes.data());
+    constexpr size_t PREFETCH_DISTANCE = 16;
+    for (size_t index = 0; index < std::min(numberOfValues, PREFETCH_DISTANCE); ++index)
+        prefetchHomeBucket(hashes[index]);
+    for (size_t index = 0; index < numberOfValues; ++index) {
+        if (index + PREFETCH_DISTANCE < numberOfValues)
+            prefetchHomeBucket(hashes[index + PREFETCH_DISTANCE]);
+        Bucket* bucket = getHomeBucket(hashes[index]);
         BucketValue expected = Policy::EMPTY_BUCKET;
-        while (!bucket->compare_exchange_strong(expected, value, std::memory_order_release,
+        while (!bucket->compare_exchange_strong(expected, values[index], std::memory_order_release,
                                                 std::memory_order_relaxed)) { // O6
             expected = Policy::EMPTY_BUCKET;
             bucket = getNextBucket(bucket);

@@ -48,17 +48,29 @@ TEST(StringChunkTest, chunksAreReadInPlace) {
     }
 }
 
-TEST(StringChunkTest, equalityNeedsTheSameLengthAndTheSameBytes) {
+TEST(StringChunkTest, aChunkIsThatOfOneStringOnly) {
     const std::vector<uint8_t> bytes = writeChunk(std::string("a\0c", 3));
-    const StringChunk chunk(bytes.data());
-    EXPECT_TRUE(chunk.equals("a\0c", 3));
-    EXPECT_FALSE(chunk.equals("a\0d", 3));
-    EXPECT_FALSE(chunk.equals("a\0c", 1));
-    EXPECT_FALSE(chunk.equals("a\0c", 2));
-    EXPECT_FALSE(chunk.equals("a\0c", 4)) << "the terminator is not a part of the string";
-    EXPECT_FALSE(chunk.equals(nullptr, 0));
-    const std::vector<uint8_t> emptyBytes = writeChunk("");
-    EXPECT_TRUE(StringChunk(emptyBytes.data()).equals(nullptr, 0));
+    EXPECT_TRUE(StringChunk::isChunkOf(bytes.data(), "a\0c", 3));
+    EXPECT_FALSE(StringChunk::isChunkOf(bytes.data(), "a\0d", 3));
+    EXPECT_FALSE(StringChunk::isChunkOf(bytes.data(), "a\0c", 1));
+    EXPECT_FALSE(StringChunk::isChunkOf(bytes.data(), "a\0c", 2));
+    EXPECT_FALSE(StringChunk::isChunkOf(bytes.data(), "a\0c", 4)) << "the terminator is not a part of the string";
+    EXPECT_FALSE(StringChunk::isChunkOf(bytes.data(), nullptr, 0));
+    EXPECT_TRUE(StringChunk::isChunkOf(writeChunk("").data(), nullptr, 0));
+}
+
+TEST(StringChunkTest, lengthsAreToldApartAtEveryHeaderLength) {
+    const std::vector<size_t> lengths{0, 1, 62, 63, 64, 125, 126, 127, 128, 254, 255, 16381, 16382, 16383, 16384, 70000};
+    for (const size_t stored : lengths) {
+        const std::vector<uint8_t> bytes = writeChunk(std::string(stored, 'x'));
+        for (const size_t asked : lengths) {
+            EXPECT_EQ(stored == asked, StringChunk::hasLength(bytes.data(), asked)) << stored << ", " << asked;
+            EXPECT_EQ(stored == asked, StringChunk::isChunkOf(bytes.data(), std::string(asked, 'x').data(), asked));
+        }
+        if (stored != 0) {
+            EXPECT_FALSE(StringChunk::isChunkOf(bytes.data(), (std::string(stored - 1, 'x') + 'y').data(), stored));
+        }
+    }
 }
 
 TEST(StringChunkTest, thePolicyHashesAStoredStringLikeAQuery) {

@@ -1,0 +1,214 @@
+#include "Engine/core/data-store/dictionary/GroupProbe.h"
+#include "Engine/core/data-store/dictionary/PlainLiteral.h"
+#include "Engine/core/data-store/dictionary/PreparedEntries.h"
+#include "Engine/core/data-store/dictionary/StringDatatype.h"
+#include "Engine/core/data-store/dictionary/StringDatatypeFailureSites.h"
+#include "Engine/core/data-store/dictionary/StringDatatypeImpl.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+constexpr PlainLiteralFailureLines TRY_RESOLVE_FAILURE_LINES{LINE_TRY_RESOLVE_MISSING_AT_SIGN,
+                                                             LINE_TRY_RESOLVE_MALFORMED_TAG};
+constexpr PlainLiteralFailureLines RESOLVE_FAILURE_LINES{LINE_RESOLVE_MISSING_AT_SIGN, LINE_RESOLVE_MALFORMED_TAG};
+
+constexpr DictionaryCommitPoint EVERYTHING{std::numeric_limits<uint64_t>::max()};
+
+/// Throws what made an entry refused.
+void refuse(const BatchEntry& entry, const PlainLiteralFailureLines& failureLines) {
+    size_t lexicalFormLength = entry.m_lexicalForm.size();
+    uint8_t datatypeID = entry.m_datatypeID;
+    validatePlainLiteral(entry.m_lexicalForm.data(), lexicalFormLength, datatypeID, failureLines);
+    AdaptiveResourceSizeEncoding::checkSize(lexicalFormLength + 1);
+}
+
+/// Hands a batch out in groups: calls `operation(prepared, begin, end, entries)` for the entries with these numbers of
+/// a prepared part.
+template<class Operation>
+void forEachGroup(const std::span<BatchEntry> batch, std::vector<BatchFailure>& failures, const Operation operation) {
+    PreparedEntries prepared;
+    for (size_t partBegin = 0; partBegin < batch.size(); partBegin += PreparedEntries::CAPACITY) {
+        const std::span<BatchEntry> entries =
+            batch.subspan(partBegin, std::min(PreparedEntries::CAPACITY, batch.size() - partBegin));
+        const size_t numberOfEarlierFailures = failures.size();
+        prepared.prepare(entries);
+        for (size_t begin = 0; begin < prepared.getSize();) {
+            const size_t end = prepared.getGroupEnd(begin);
+            operation(prepared, begin, end, entries);
+            begin = end;
+        }
+        for (size_t index = numberOfEarlierFailures; index < failures.size(); ++index)
+            failures[index].m_entryIndex += partBegin;
+    }
+}
+
+} // namespace
+
+/// The slot that a thread holds while it works on a group: in one table at a time, since a thread that waited for a
+/// resize of one table while it held its slot in the other could be waited for in turn.
+template<class T>
+class StringDatatype<T>::EnteredTable : private ::Unmovable {
+public:
+    ~EnteredTable() { leave(); }
+
+    void enter(Table& table) noexcept {
+        if (m_table == &table)
+            return;
+        leave();
+        m_threadContext = &table.enter();
+        m_table = &table;
+    }
+
+    typename Table::ThreadContext& getThreadContext() const noexcept { return *m_threadContext; }
+
+private:
+    void leave() noexcept {
+        if (m_table != nullptr)
+            Table::leave(*m_threadContext);
+    }
+
+    Table* m_table = nullptr;
+    typename Table::ThreadContext* m_threadContext = nullptr;
+};
+
+/// Finds what is there of a group, in both tables; returns in how many it has looked. The slot in the last one is held
+/// afterwards.
+template<class T>
+size_t StringDatatype<T>::findGroup(const PreparedEntries& prepared, const size_t begin, const size_t end,
+                                    const DictionaryCommitPoint commitPoint, EnteredTable& enteredTable,
+                                    GroupProbe<T>& groupProbe) const {
+    size_t numberOfTables = 0;
+    for (Table* const table : {&m_xsdStringTable, &m_plainLiteralTable}) {
+        groupProbe.clearSelection();
+        for (size_t index = begin; index < end; ++index)
+            if (!prepared.isRefused(index) && &selectTable(prepared.getDatatypeID(index)) == table)
+                groupProbe.select(index - begin);
+        if (!groupProbe.isSelectionEmpty()) {
+            enteredTable.enter(*table);
+            groupProbe.find(*table, commitPoint);
+            ++numberOfTables;
+        }
+    }
+    return numberOfTables;
+}
+
+template<class T>
+void StringDatatype<T>::resolveResources(DictionaryThreadContext* const threadContext,
+                                         const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
+    forEachGroup(
+        entries, failures,
+        [&](const PreparedEntries& prepared, const size_t begin, const size_t end, const std::span<BatchEntry> part) {
+            resolveGroup(threadContext, prepared, begin, end, part, failures);
+        });
+}
+
+template<class T>
+void StringDatatype<T>::resolveGroup(DictionaryThreadContext* const threadContext, const PreparedEntries& prepared,
+                                     const size_t begin, const size_t end, const std::span<BatchEntry> entries,
+                                     std::vector<BatchFailure>& failures) {
+    GroupProbe<T> groupProbe(prepared, begin, end);
+    EnteredTable enteredTable;
+    const size_t numberOfTables = findGroup(prepared, begin, end, EVERYTHING, enteredTable, groupProbe);
+
+    // What was not found is created, in the order of the entries, which the IDs follow. Its probe goes on where it ended
+    // unless the thread has been out of the table since, or has helped to resize it.
+    bool haveBucketsMoved = numberOfTables > 1;
+    for (size_t index = begin; index < end; ++index) {
+        const size_t place = index - begin;
+        entries[index].m_resourceID = groupProbe.getResourceID(place);
+        if (entries[index].m_resourceID != 0)
+            continue;
+        try {
+            if (prepared.isRefused(index))
+                refuse(entries[index], RESOLVE_FAILURE_LINES);
+            Table& table = selectTable(prepared.getDatatypeID(index));
+            enteredTable.enter(table);
+            auto& tableThreadContext = enteredTable.getThreadContext();
+            haveBucketsMoved = table.reserveInsertionQuota(tableThreadContext) || haveBucketsMoved;
+            auto* const bucket =
+                haveBucketsMoved ? table.getHomeBucket(groupProbe.getHash(place)) : groupProbe.getLastBucket(place);
+            const std::string_view form = groupProbe.getForm(place);
+            entries[index].m_resourceID =
+                doResolveResource(table, tableThreadContext, bucket, threadContext, GetNextResourceID(), form.data(),
+                                  form.size(), prepared.getDatatypeID(index));
+        } catch (...) {
+            failures.push_back({index, std::current_exception()});
+        }
+    }
+}
+
+template<class T>
+void StringDatatype<T>::tryResolveResources(const DictionaryCommitPoint commitPoint,
+                                            const std::span<BatchEntry> entries,
+                                            std::vector<BatchFailure>& failures) const {
+    forEachGroup(
+        entries, failures,
+        [&](const PreparedEntries& prepared, const size_t begin, const size_t end, const std::span<BatchEntry> part) {
+            lookUpGroup(commitPoint, prepared, begin, end, part, failures);
+        });
+}
+
+template<class T>
+void StringDatatype<T>::lookUpGroup(const DictionaryCommitPoint commitPoint, const PreparedEntries& prepared,
+                                    const size_t begin, const size_t end, const std::span<BatchEntry> entries,
+                                    std::vector<BatchFailure>& failures) const {
+    GroupProbe<T> groupProbe(prepared, begin, end);
+    EnteredTable enteredTable;
+    findGroup(prepared, begin, end, commitPoint, enteredTable, groupProbe);
+    for (size_t index = begin; index < end; ++index) {
+        entries[index].m_resourceID = groupProbe.getResourceID(index - begin);
+        if (prepared.isRefused(index))
+            try {
+                refuse(entries[index], TRY_RESOLVE_FAILURE_LINES);
+            } catch (...) {
+                failures.push_back({index, std::current_exception()});
+            }
+    }
+}
+
+template<class T>
+void StringDatatype<T>::getResources(const std::span<BatchEntry> entries) const {
+    // Offsets are asked for twice as far ahead as chunks, each long enough before it is needed.
+    constexpr size_t DISTANCE = 32;
+    const auto isResource = [entries](const size_t index) {
+        return index < entries.size() && entries[index].m_datatypeID != D_INVALID;
+    };
+    const Policy& policy = m_xsdStringTable.getPolicy();
+    for (size_t ahead = 0; ahead < entries.size() + 2 * DISTANCE; ++ahead) {
+        if (isResource(ahead))
+            policy.prefetchOffset(entries[ahead].m_resourceID);
+        if (ahead >= DISTANCE && isResource(ahead - DISTANCE))
+            __builtin_prefetch(policy.getChunkAddress(entries[ahead - DISTANCE].m_resourceID));
+        if (ahead >= 2 * DISTANCE && isResource(ahead - 2 * DISTANCE)) {
+            BatchEntry& entry = entries[ahead - 2 * DISTANCE];
+            const StringChunk chunk = policy.getChunk(entry.m_resourceID);
+            entry.m_lexicalForm = {chunk.getLexicalForm(), chunk.getLexicalFormLength()};
+        }
+    }
+}
+
+// The header promises an instantiation of the whole class; these are the parts of it that are defined here.
+template void StringDatatype<uint32_t>::resolveResources(DictionaryThreadContext*, std::span<BatchEntry>,
+                                                         std::vector<BatchFailure>&);
+template size_t StringDatatype<uint32_t>::findGroup(const PreparedEntries&, size_t, size_t, DictionaryCommitPoint,
+                                                    EnteredTable&, GroupProbe<uint32_t>&) const;
+template void StringDatatype<uint32_t>::resolveGroup(DictionaryThreadContext*, const PreparedEntries&, size_t, size_t,
+                                                     std::span<BatchEntry>, std::vector<BatchFailure>&);
+template void StringDatatype<uint32_t>::tryResolveResources(DictionaryCommitPoint, std::span<BatchEntry>,
+                                                            std::vector<BatchFailure>&) const;
+template void StringDatatype<uint32_t>::lookUpGroup(DictionaryCommitPoint, const PreparedEntries&, size_t, size_t,
+                                                    std::span<BatchEntry>, std::vector<BatchFailure>&) const;
+template void StringDatatype<uint32_t>::getResources(std::span<BatchEntry>) const;
+template void StringDatatype<uint64_t>::resolveResources(DictionaryThreadContext*, std::span<BatchEntry>,
+                                                         std::vector<BatchFailure>&);
+template size_t StringDatatype<uint64_t>::findGroup(const PreparedEntries&, size_t, size_t, DictionaryCommitPoint,
+                                                    EnteredTable&, GroupProbe<uint64_t>&) const;
+template void StringDatatype<uint64_t>::resolveGroup(DictionaryThreadContext*, const PreparedEntries&, size_t, size_t,
+                                                     std::span<BatchEntry>, std::vector<BatchFailure>&);
+template void StringDatatype<uint64_t>::tryResolveResources(DictionaryCommitPoint, std::span<BatchEntry>,
+                                                            std::vector<BatchFailure>&) const;
+template void StringDatatype<uint64_t>::lookUpGroup(DictionaryCommitPoint, const PreparedEntries&, size_t, size_t,
+                                                    std::span<BatchEntry>, std::vector<BatchFailure>&) const;
+template void StringDatatype<uint64_t>::getResources(std::span<BatchEntry>) const;

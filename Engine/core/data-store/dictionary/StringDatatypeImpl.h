@@ -1,0 +1,77 @@
+#pragma once
+
+#include "Engine/core/data-store/dictionary/StringDatatype.h"
+
+#include <tuple>
+#include <type_traits>
+
+/// What single operations and batches of the string datatype have in common.
+
+/// The same from a bucket on before which the form is known not to be, and with the slot and insertion quota at hand.
+template<class T>
+template<class ResourceIDSource>
+uint64_t StringDatatype<T>::doResolveResource(Table& table, typename Table::ThreadContext& tableThreadContext,
+                                              typename Table::Bucket* bucket,
+                                              DictionaryThreadContext* const threadContext,
+                                              const ResourceIDSource resourceIDSource, const char* const lexicalForm,
+                                              const size_t lexicalFormLength, const uint8_t datatypeID) {
+    for (;;) {
+        const T value = Table::readBucket(*bucket);
+        if (value == Policy::EMPTY_BUCKET) {
+            if (Table::tryClaim(*bucket))
+                break;
+            continue; // Somebody was faster, perhaps with the same string: look at the bucket again.
+        }
+        if (value != Policy::BUCKET_DELETED && table.getPolicy().isEqual(value, lexicalForm, lexicalFormLength)) {
+            if constexpr (std::is_same_v<ResourceIDSource, GetNextResourceID>)
+                return value;
+            spinPause(); // The target ID's place is taken: wait until the entry is deleted.
+            continue;
+        }
+        bucket = table.getNextBucket(bucket);
+    }
+    try {
+        const uint64_t resourceID =
+            createResource(threadContext, resourceIDSource, lexicalForm, lexicalFormLength, datatypeID);
+        Table::publish(tableThreadContext, *bucket, static_cast<T>(resourceID));
+        return resourceID;
+    } catch (...) {
+        Table::unclaim(*bucket);
+        throw;
+    }
+}
+
+/// Everything of a new resource but its bucket.
+template<class T>
+template<class ResourceIDSource>
+uint64_t StringDatatype<T>::createResource(DictionaryThreadContext* const threadContext,
+                                           const ResourceIDSource resourceIDSource, const char* const lexicalForm,
+                                           const size_t lexicalFormLength, const uint8_t datatypeID) {
+    const size_t chunkSize = StringChunk::getChunkSizeFor(lexicalFormLength);
+    uint64_t resourceID;
+    uint64_t dataOffset;
+    if constexpr (std::is_same_v<ResourceIDSource, GetNextResourceID>)
+        std::tie(resourceID, dataOffset) = newResourceIDAndDataChunk(threadContext, chunkSize);
+    else {
+        resourceID = resourceIDSource.m_targetResourceID;
+        dataOffset = newDataChunk(threadContext, chunkSize);
+    }
+    StringChunk::write(m_dataPool.getData() + dataOffset, lexicalForm, lexicalFormLength);
+    m_resourceDataOffsets[resourceID] = dataOffset;
+    m_resourceFlags[resourceID].store(datatypeID, std::memory_order_release);
+    return resourceID;
+}
+
+/// Looks for a form from a bucket on before which it is known not to be. The caller holds its slot.
+template<class T>
+uint64_t StringDatatype<T>::probe(Table& table, typename Table::Bucket* bucket, const DictionaryCommitPoint commitPoint,
+                                  const char* const lexicalForm, const size_t lexicalFormLength) noexcept {
+    for (;; bucket = table.getNextBucket(bucket)) {
+        const T value = Table::readBucket(*bucket);
+        if (value == Policy::EMPTY_BUCKET)
+            return 0;
+        if (value != Policy::BUCKET_DELETED && value < commitPoint.m_resourceID &&
+            table.getPolicy().isEqual(value, lexicalForm, lexicalFormLength))
+            return value;
+    }
+}
