@@ -16,6 +16,7 @@ COLLECTIONS = "Engine/core/platform/collections"
 DICTIONARY = "Engine/core/data-store/dictionary"
 DATA_STORE = "Engine/core/data-store"
 TOOLS = "tools"
+BENCHMARKS = "benchmarks"
 
 # From layer to the layers that it may include beside itself. Errors print themselves to a stream and streams throw
 # errors, so those two are one layer in two folders.
@@ -27,6 +28,7 @@ MAY_INCLUDE = {
     DICTIONARY: {PLATFORM, STREAM, SYSTEM, COLLECTIONS},
     DATA_STORE: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY},
     TOOLS: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, DATA_STORE},
+    BENCHMARKS: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, DATA_STORE, TOOLS},
 }
 
 STANDARD_HEADERS = set("""
@@ -76,9 +78,9 @@ def objections(root, path, text):
             yield f'"{included}": {layer} must not know {included_layer}'
     elif angled := re.match(r"<([^>]+)>", text):
         included = angled[1]
-        if included.startswith(("Engine/", "tools/")):
+        if included.startswith(("Engine/", "tools/", "benchmarks/")):
             yield f"<{included}>: a header of this repository stands in quotation marks"
-        elif layer == TOOLS:
+        elif layer in (TOOLS, BENCHMARKS):
             return
         elif included not in STANDARD_HEADERS | POSIX_HEADERS | RESERVED_HEADERS.keys():
             yield f"<{included}> is neither of the standard library nor of POSIX"
@@ -92,7 +94,7 @@ def main():
     root = Path(__file__).resolve().parent.parent
     files = 0
     found = []
-    for folder in ("Engine", "tools"):
+    for folder in ("Engine", "tools", "benchmarks"):
         for file in sorted(path for path in (root / folder).rglob("*") if path.suffix in (".h", ".cpp")):
             files += 1
             path = file.relative_to(root).as_posix()

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "benchmarks/data/RandomNumbers.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <numeric>
+#include <utility>
+#include <vector>
+
+/// The numbers below `size` in a random order that depends on the seed alone.
+inline std::vector<uint32_t> makeRandomOrder(const size_t size, const uint64_t seed) {
+    std::vector<uint32_t> order(size);
+    std::iota(order.begin(), order.end(), uint32_t(0));
+    RandomNumbers randomNumbers(seed);
+    for (size_t end = size; end > 1; --end)
+        std::swap(order[end - 1], order[randomNumbers.below(end)]);
+    return order;
+}

@@ -1,0 +1,119 @@
+#include "benchmarks/memory/PagePool.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <new>
+
+#include <sys/mman.h>
+
+namespace {
+
+// Two dictionaries with room for 2^32 resources and 32 GiB of text each.
+constexpr size_t RANGE_SIZE = size_t(1) << 38;
+constexpr size_t PAGE_SIZE = 4096;
+constexpr size_t HUGE_PAGE_SIZE = size_t(2) << 20;
+
+size_t roundUp(const size_t number, const size_t factor) {
+    return (number + factor - 1) / factor * factor;
+}
+
+uint8_t* mapRange() {
+    void* const begin = ::mmap(nullptr, RANGE_SIZE + HUGE_PAGE_SIZE, PROT_READ | PROT_WRITE,
+                               MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (begin == MAP_FAILED)
+        throw std::bad_alloc();
+    uint8_t* const range = static_cast<uint8_t*>(begin);
+    return range + (roundUp(reinterpret_cast<size_t>(begin), HUGE_PAGE_SIZE) - reinterpret_cast<size_t>(begin));
+}
+
+} // namespace
+
+PagePool& PagePool::get() {
+    static PagePool s_pool;
+    return s_pool;
+}
+
+PagePool::PagePool() : m_range(mapRange()), m_isWritten(RANGE_SIZE / HUGE_PAGE_SIZE) {
+    m_free.emplace(0, RANGE_SIZE);
+}
+
+void PagePool::configure(const bool isWarm, const bool usesHugePages) {
+    m_isWarm = isWarm;
+    ::madvise(m_range, RANGE_SIZE, usesHugePages ? MADV_HUGEPAGE : MADV_NOHUGEPAGE);
+}
+
+void* PagePool::takeLowestFit(const size_t numberOfBytes) {
+    const auto fit =
+        std::find_if(m_free.begin(), m_free.end(), [&](const auto& range) { return range.second >= numberOfBytes; });
+    if (fit == m_free.end())
+        throw std::bad_alloc();
+    const auto [begin, size] = *fit;
+    m_free.erase(fit);
+    if (size > numberOfBytes)
+        m_free.emplace(begin + numberOfBytes, size - numberOfBytes);
+    m_blocks.emplace(begin, Block{numberOfBytes, 0});
+    return m_range + begin;
+}
+
+void PagePool::noteUse(const size_t begin, const size_t numberOfBytes) {
+    std::prev(m_blocks.upper_bound(begin))->second.m_usedBytes += numberOfBytes;
+    m_usedBytes += numberOfBytes;
+    m_peakBytes = std::max(m_peakBytes, m_usedBytes);
+    for (size_t page = begin / HUGE_PAGE_SIZE; page * HUGE_PAGE_SIZE < begin + numberOfBytes; ++page)
+        m_isWritten[page] = true;
+}
+
+void* PagePool::reserve(const size_t numberOfBytes) {
+    const std::lock_guard lock(m_mutex);
+    return takeLowestFit(roundUp(numberOfBytes, PAGE_SIZE));
+}
+
+void PagePool::use(void* const begin, const size_t numberOfBytes) {
+    const std::lock_guard lock(m_mutex);
+    noteUse(static_cast<size_t>(static_cast<uint8_t*>(begin) - m_range), numberOfBytes);
+}
+
+void* PagePool::allocate(const size_t numberOfBytes) {
+    const std::lock_guard lock(m_mutex);
+    const size_t wholePages = roundUp(numberOfBytes, PAGE_SIZE);
+    uint8_t* const block = static_cast<uint8_t*>(takeLowestFit(wholePages));
+    noteUse(static_cast<size_t>(block - m_range), wholePages);
+    return block;
+}
+
+void PagePool::free(void* const block) noexcept {
+    const std::lock_guard lock(m_mutex);
+    const auto found = m_blocks.find(static_cast<size_t>(static_cast<uint8_t*>(block) - m_range));
+    size_t begin = found->first;
+    size_t size = found->second.m_numberOfBytes;
+    m_usedBytes -= found->second.m_usedBytes;
+    m_blocks.erase(found);
+    const auto next = m_free.find(begin + size);
+    if (next != m_free.end()) {
+        size += next->second;
+        m_free.erase(next);
+    }
+    const auto after = m_free.lower_bound(begin);
+    if (after != m_free.begin() && std::prev(after)->first + std::prev(after)->second == begin)
+        std::prev(after)->second += size;
+    else
+        m_free.emplace(begin, size);
+}
+
+void PagePool::reset() {
+    m_free = {{0, RANGE_SIZE}};
+    m_blocks.clear();
+    m_usedBytes = 0;
+    m_peakBytes = 0;
+    ++m_generation;
+    for (size_t page = 0; page < m_isWritten.size(); ++page)
+        if (m_isWritten[page]) {
+            uint8_t* const begin = m_range + page * HUGE_PAGE_SIZE;
+            if (m_isWarm)
+                std::memset(begin, 0, HUGE_PAGE_SIZE);
+            else
+                ::madvise(begin, HUGE_PAGE_SIZE, MADV_DONTNEED);
+            m_isWritten[page] = false;
+        }
+}

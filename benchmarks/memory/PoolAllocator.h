@@ -1,0 +1,36 @@
+#pragma once
+
+#include "benchmarks/memory/PagePool.h"
+#include "benchmarks/memory/ThreadArena.h"
+
+#include <cstddef>
+
+/// The allocator of the maps: arrays are blocks of the page pool, nodes lie one after the other in an
+/// arena of their thread. Nodes are never given back singly, as no string is ever taken out of a map under measurement.
+template<class T>
+class PoolAllocator {
+public:
+    using value_type = T;
+
+    PoolAllocator() noexcept = default;
+
+    template<class Other>
+    explicit(false) PoolAllocator(const PoolAllocator<Other>&) noexcept {}
+
+    T* allocate(const size_t number) {
+        const size_t numberOfBytes = number * sizeof(T);
+        return static_cast<T*>(numberOfBytes <= LARGEST_NODE
+                                   ? ThreadArena::getForNodes().take(numberOfBytes, alignof(T))
+                                   : PagePool::get().allocate(numberOfBytes));
+    }
+
+    void deallocate(T* const items, const size_t number) noexcept {
+        if (number * sizeof(T) > LARGEST_NODE)
+            PagePool::get().free(items);
+    }
+
+    friend bool operator==(const PoolAllocator&, const PoolAllocator&) noexcept { return true; }
+
+private:
+    static constexpr size_t LARGEST_NODE = 1024;
+};

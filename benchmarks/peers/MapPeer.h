@@ -1,0 +1,56 @@
+#pragma once
+
+#include "benchmarks/peers/Peer.h"
+#include "benchmarks/peers/TextTable.h"
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+/// What a thread keeps between its operations on a peer's map.
+struct MapThreadState {
+    uint64_t m_spareID = 0; // an ID that was taken and is not in use; 0 when there is none
+};
+
+/// A map of somebody else's making, and how it is best used to give IDs to strings.
+template<class Map>
+concept TextMap = requires(Map& map, TextTable& texts, MapThreadState& state, std::string_view text) {
+    { map.resolve(texts, state, text) } -> std::same_as<uint64_t>;
+    { map.lookUp(text) } -> std::same_as<uint64_t>;
+};
+
+/// Puts a map under measurement.
+template<TextMap Map>
+class MapPeer final : public Peer {
+public:
+    std::unique_ptr<PeerThread> makeThread() override { return std::make_unique<Thread>(*this); }
+
+private:
+    class Thread final : public PeerThread {
+    public:
+        explicit Thread(MapPeer& peer) noexcept : m_peer(peer) {}
+
+        void resolve(const std::span<const std::string_view> texts, const std::span<uint64_t> ids) override {
+            for (size_t index = 0; index < texts.size(); ++index)
+                ids[index] = m_peer.m_map.resolve(m_peer.m_texts, m_state, texts[index]);
+        }
+
+        void lookUp(const std::span<const std::string_view> texts, const std::span<uint64_t> ids) override {
+            for (size_t index = 0; index < texts.size(); ++index)
+                ids[index] = m_peer.m_map.lookUp(texts[index]);
+        }
+
+        void get(const std::span<const uint64_t> ids, const std::span<std::string_view> texts) override {
+            m_peer.m_texts.get(ids, texts);
+        }
+
+    private:
+        MapPeer& m_peer;
+        MapThreadState m_state;
+    };
+
+    TextTable m_texts;
+    Map m_map;
+};

@@ -1,0 +1,33 @@
+#include "Engine/core/data-store/Dictionary.h"
+#include "benchmarks/peers/AbslMap.h"
+#include "benchmarks/peers/DictionaryPeer.h"
+#include "benchmarks/peers/MapPeer.h"
+#include "benchmarks/peers/Peer.h"
+#include "benchmarks/peers/ShardedMap.h"
+
+namespace {
+
+constexpr uint64_t WIDE = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS + 1;
+constexpr uint64_t NARROW = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS;
+
+PeerKind dictionary(const char* const name, const DictionaryUse use, const uint64_t maximumNumberOfResources) {
+    return {name, true, [=] { return makeDictionaryPeer(use, maximumNumberOfResources); }};
+}
+
+template<class Map>
+PeerKind map(const char* const name, const bool isConcurrent) {
+    return {name, isConcurrent, [] { return std::make_unique<MapPeer<Map>>(); }};
+}
+
+} // namespace
+
+const std::vector<PeerKind>& getPeerKinds() {
+    static const std::vector<PeerKind> s_kinds{
+        dictionary("melnar-batch-64", DictionaryUse::BATCHES, WIDE),
+        dictionary("melnar-batch-32", DictionaryUse::BATCHES, NARROW),
+        dictionary("melnar-single-64", DictionaryUse::ONE_BY_ONE, WIDE),
+        dictionary("melnar-single-32", DictionaryUse::ONE_BY_ONE, NARROW),
+        map<ShardedMap<AbslMap>>("absl-256", true),
+    };
+    return s_kinds;
+}

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "Engine/core/platform/Unmovable.h"
+#include "benchmarks/memory/PagePool.h"
+#include "benchmarks/memory/ThreadArena.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <string_view>
+
+/// What every peer keeps beside its map: the bytes of the strings, in arenas of the threads that added them, behind a
+/// length of four bytes each; and an array that points from IDs to them.
+///
+/// Threads  Any at once. An ID is read by others only after the map has shown it to them.
+class TextTable : private Unmovable {
+public:
+    TextTable() : m_texts(static_cast<const char**>(PagePool::get().reserve(LARGEST_SIZE * sizeof(const char*)))) {}
+
+    /// Copies a string; nothing refers to it yet.
+    static std::string_view copy(const std::string_view text) {
+        const uint32_t size = static_cast<uint32_t>(text.size());
+        char* const bytes = static_cast<char*>(ThreadArena::getForTexts().take(sizeof size + size, 1));
+        std::memcpy(bytes, &size, sizeof size);
+        std::memcpy(bytes + sizeof size, text.data(), size);
+        return {bytes + sizeof size, size};
+    }
+
+    /// Drops the string that this thread copied last.
+    static void dropCopy(const std::string_view text) noexcept {
+        const char* const bytes = text.data() - sizeof(uint32_t);
+        ThreadArena::getForTexts().giveBack(bytes, sizeof(uint32_t) + text.size());
+    }
+
+    /// The next ID. Every ID that is taken is given a text, by `set`.
+    uint64_t takeID() {
+        const uint64_t id = m_nextID.fetch_add(1, std::memory_order_relaxed);
+        if (id % IDS_PER_STEP == 0 || id == 1)
+            PagePool::get().use(m_texts + (id == 1 ? 0 : id), IDS_PER_STEP * sizeof(const char*));
+        return id;
+    }
+
+    void set(const uint64_t id, const std::string_view copiedText) noexcept { m_texts[id] = copiedText.data(); }
+
+    /// The strings of a group of IDs; the memory that they lie in is asked for ahead of its use.
+    void get(const std::span<const uint64_t> ids, const std::span<std::string_view> texts) const noexcept {
+        for (size_t begin = 0; begin < ids.size(); begin += IDS_PER_PREFETCH) {
+            const size_t end = std::min(begin + IDS_PER_PREFETCH, ids.size());
+            for (size_t index = begin; index < end; ++index)
+                __builtin_prefetch(m_texts + ids[index]);
+            for (size_t index = begin; index < end; ++index)
+                __builtin_prefetch(m_texts[ids[index]] - sizeof(uint32_t));
+            for (size_t index = begin; index < end; ++index)
+                texts[index] = getText(ids[index]);
+        }
+    }
+
+private:
+    std::string_view getText(const uint64_t id) const noexcept {
+        const char* const bytes = m_texts[id];
+        uint32_t size = 0;
+        std::memcpy(&size, bytes - sizeof size, sizeof size);
+        return {bytes, size};
+    }
+
+    static constexpr size_t LARGEST_SIZE = size_t(1) << 32;
+    static constexpr size_t IDS_PER_STEP = size_t(1) << 12;
+    static constexpr size_t IDS_PER_PREFETCH = 64;
+
+    const char** const m_texts;
+    alignas(64) std::atomic<uint64_t> m_nextID{1};
+};

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+/// What the program is told beside Google Benchmark's own options.
+///
+///   --strings=a|b|FILE        short strings, mixed ones (the default), or those of a file
+///   --n=NUMBER                how many different ones (1000000)
+///   --threads=NUMBER,...      with how many threads, one run after the other (1)
+///   --workloads=NAME,...      which of build,re,zipf,miss,get; build always runs
+///   --texts-per-measurement=NUMBER  repeat what has fewer strings until it has had as many (1000000)
+///   --cold                    memory from the system, touched for the first time
+///   --small-pages             no huge pages
+struct TableOptions {
+    /// Throws std::runtime_error when an argument is none of these.
+    TableOptions(int argc, const char* const* argv);
+
+    bool has(const std::string& workload) const;
+
+    std::string m_source = "b";
+    size_t m_numberOfTexts = 1'000'000;
+    std::vector<size_t> m_numbersOfThreads{1};
+    std::vector<std::string> m_workloads{"build", "re", "zipf", "miss", "get"};
+    size_t m_textsPerMeasurement = 1'000'000;
+    bool m_isWarm = true;
+    bool m_usesHugePages = true;
+};
