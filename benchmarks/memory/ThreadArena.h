@@ -34,14 +34,6 @@ public:
         return reinterpret_cast<void*>(begin); // NOLINT(performance-no-int-to-ptr)
     }
 
-    /// Takes back what was taken last.
-    void giveBack(const void* const begin, const size_t numberOfBytes) noexcept {
-        if (reinterpret_cast<uintptr_t>(begin) + numberOfBytes == m_next)
-            m_next -= numberOfBytes;
-        else
-            PagePool::get().free(const_cast<void*>(begin));
-    }
-
 private:
     static constexpr size_t BLOCK_SIZE = size_t(1) << 16;
     static constexpr size_t LARGEST_IN_BLOCK = BLOCK_SIZE / 8;

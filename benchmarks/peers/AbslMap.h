@@ -12,14 +12,12 @@
 /// absl::flat_hash_map: one probe whether the string is there or not.
 class AbslMap {
 public:
-    uint64_t resolve(TextTable& texts, MapThreadState&, const HashedText& text) {
+    uint64_t resolve(TextTable& texts, const HashedText& text) {
         return m_ids
             .lazy_emplace(text,
                           [&](const Ids::constructor& construct) {
                               const std::string_view copiedText = TextTable::copy(text.m_text);
-                              const uint64_t id = texts.takeID();
-                              texts.set(id, copiedText);
-                              construct(copiedText, id);
+                              construct(copiedText, texts.add(copiedText));
                           })
             ->second;
     }

@@ -9,15 +9,10 @@
 #include <memory>
 #include <string_view>
 
-/// What a thread keeps between its operations on a peer's map.
-struct MapThreadState {
-    uint64_t m_spareID = 0; // an ID that was taken and is not in use; 0 when there is none
-};
-
 /// A map of somebody else's making, and how it is best used to give IDs to strings.
 template<class Map>
-concept TextMap = requires(Map& map, TextTable& texts, MapThreadState& state, std::string_view text) {
-    { map.resolve(texts, state, text) } -> std::same_as<uint64_t>;
+concept TextMap = requires(Map& map, TextTable& texts, std::string_view text) {
+    { map.resolve(texts, text) } -> std::same_as<uint64_t>;
     { map.lookUp(text) } -> std::same_as<uint64_t>;
 };
 
@@ -34,7 +29,7 @@ private:
 
         void resolve(const std::span<const std::string_view> texts, const std::span<uint64_t> ids) override {
             for (size_t index = 0; index < texts.size(); ++index)
-                ids[index] = m_peer.m_map.resolve(m_peer.m_texts, m_state, texts[index]);
+                ids[index] = m_peer.m_map.resolve(m_peer.m_texts, texts[index]);
         }
 
         void lookUp(const std::span<const std::string_view> texts, const std::span<uint64_t> ids) override {
@@ -48,7 +43,6 @@ private:
 
     private:
         MapPeer& m_peer;
-        MapThreadState m_state;
     };
 
     TextTable m_texts;

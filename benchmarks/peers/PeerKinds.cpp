@@ -1,9 +1,14 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "benchmarks/peers/AbslMap.h"
+#include "benchmarks/peers/BoostMap.h"
+#include "benchmarks/peers/CuckooMap.h"
 #include "benchmarks/peers/DictionaryPeer.h"
 #include "benchmarks/peers/MapPeer.h"
 #include "benchmarks/peers/Peer.h"
+#include "benchmarks/peers/RobinMap.h"
 #include "benchmarks/peers/ShardedMap.h"
+#include "benchmarks/peers/StdMap.h"
+#include "benchmarks/peers/TbbMap.h"
 
 namespace {
 
@@ -28,6 +33,11 @@ const std::vector<PeerKind>& getPeerKinds() {
         dictionary("melnar-single-64", DictionaryUse::ONE_BY_ONE, WIDE),
         dictionary("melnar-single-32", DictionaryUse::ONE_BY_ONE, NARROW),
         map<ShardedMap<AbslMap>>("absl-256", true),
+        map<TbbMap>("tbb", true),
+        map<CuckooMap>("libcuckoo", true),
+        map<ShardedMap<StdMap>>("std-256", true),
+        map<RobinMap>("tsl-robin", false),
+        map<BoostMap>("boost-flat", false),
     };
     return s_kinds;
 }

@@ -13,11 +13,11 @@
 template<class Map>
 class ShardedMap {
 public:
-    uint64_t resolve(TextTable& texts, MapThreadState& state, const std::string_view text) {
+    uint64_t resolve(TextTable& texts, const std::string_view text) {
         const HashedText hashedText(text);
         Shard& shard = getShard(hashedText);
         const std::lock_guard lock(shard.m_mutex);
-        return shard.m_map.resolve(texts, state, hashedText);
+        return shard.m_map.resolve(texts, hashedText);
     }
 
     uint64_t lookUp(const std::string_view text) {

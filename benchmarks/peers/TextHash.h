@@ -17,6 +17,12 @@ struct HashedText {
         : m_text(text), m_hash(XXH3_64bits(text.data(), text.size())) {}
 };
 
+/// The key of a map that inserts a key before it tells whether the key is new: the text is replaced by an equal one, the
+/// map's own copy, afterwards.
+struct TextKey {
+    mutable std::string_view m_text;
+};
+
 /// The hash of the peers, XXH3. A map that accepts it as transparent does not hash a HashedText again.
 ///
 /// Not noexcept, on purpose: std::unordered_map keeps hashes in its nodes only if computing one might throw, and reads a
@@ -26,19 +32,20 @@ struct TextHash {
     using is_avalanching = void; // tells boost::unordered_flat_map not to mix the hash again
 
     size_t operator()(const std::string_view text) const { return XXH3_64bits(text.data(), text.size()); }
+    size_t operator()(const TextKey& text) const { return (*this)(text.m_text); }
     size_t operator()(const HashedText& text) const { return text.m_hash; }
 };
 
 struct TextEquality {
     using is_transparent = void;
 
-    bool operator()(const std::string_view left, const std::string_view right) const noexcept { return left == right; }
-
-    bool operator()(const HashedText& left, const std::string_view right) const noexcept {
-        return left.m_text == right;
+    template<class Left, class Right>
+    bool operator()(const Left& left, const Right& right) const noexcept {
+        return getText(left) == getText(right);
     }
 
-    bool operator()(const std::string_view left, const HashedText& right) const noexcept {
-        return left == right.m_text;
-    }
+private:
+    static std::string_view getText(const std::string_view text) noexcept { return text; }
+    static std::string_view getText(const TextKey& text) noexcept { return text.m_text; }
+    static std::string_view getText(const HashedText& text) noexcept { return text.m_text; }
 };

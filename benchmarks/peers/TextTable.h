@@ -20,7 +20,15 @@ class TextTable : private Unmovable {
 public:
     TextTable() : m_texts(static_cast<const char**>(PagePool::get().reserve(LARGEST_SIZE * sizeof(const char*)))) {}
 
-    /// Copies a string; nothing refers to it yet.
+    /// The next ID.
+    uint64_t takeID() {
+        const uint64_t id = m_nextID.fetch_add(1, std::memory_order_relaxed);
+        if (id % IDS_PER_STEP == 0 || id == 1)
+            PagePool::get().use(m_texts + (id == 1 ? 0 : id), IDS_PER_STEP * sizeof(const char*));
+        return id;
+    }
+
+    /// Copies a string to where it stays.
     static std::string_view copy(const std::string_view text) {
         const uint32_t size = static_cast<uint32_t>(text.size());
         char* const bytes = static_cast<char*>(ThreadArena::getForTexts().take(sizeof size + size, 1));
@@ -29,21 +37,14 @@ public:
         return {bytes + sizeof size, size};
     }
 
-    /// Drops the string that this thread copied last.
-    static void dropCopy(const std::string_view text) noexcept {
-        const char* const bytes = text.data() - sizeof(uint32_t);
-        ThreadArena::getForTexts().giveBack(bytes, sizeof(uint32_t) + text.size());
-    }
-
-    /// The next ID. Every ID that is taken is given a text, by `set`.
-    uint64_t takeID() {
+    /// Gives a copied string the next ID.
+    uint64_t add(const std::string_view copiedText) {
         const uint64_t id = m_nextID.fetch_add(1, std::memory_order_relaxed);
         if (id % IDS_PER_STEP == 0 || id == 1)
             PagePool::get().use(m_texts + (id == 1 ? 0 : id), IDS_PER_STEP * sizeof(const char*));
+        m_texts[id] = copiedText.data();
         return id;
     }
-
-    void set(const uint64_t id, const std::string_view copiedText) noexcept { m_texts[id] = copiedText.data(); }
 
     /// The strings of a group of IDs; the memory that they lie in is asked for ahead of its use.
     void get(const std::span<const uint64_t> ids, const std::span<std::string_view> texts) const noexcept {

@@ -62,8 +62,7 @@ double WorkloadRun::resolve(const TextList& texts, std::vector<uint64_t>& ids) {
 /// Checks that the strings are behind the IDs, and that there are as many IDs as different strings, no more.
 void WorkloadRun::checkIDs(const TextList& texts, const std::vector<uint64_t>& ids,
                            const size_t numberOfDistinctTexts) {
-    // A thread may have taken an ID in vain.
-    const size_t endID = numberOfDistinctTexts + m_numberOfThreads + 1;
+    const size_t endID = numberOfDistinctTexts + 1;
     std::vector<std::atomic<uint8_t>> isTaken(endID);
     std::atomic<size_t> numberOfIDs{0};
     runShares(*m_peer, m_numberOfThreads, texts.getSize(), [&](PeerThread& thread, const Share share) {
