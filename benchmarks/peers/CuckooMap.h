@@ -1,6 +1,6 @@
 #pragma once
 
-#include "benchmarks/memory/PoolAllocator.h"
+#include "benchmarks/pages/PoolAllocator.h"
 #include "benchmarks/peers/NewText.h"
 #include "benchmarks/peers/TextHash.h"
 #include "benchmarks/peers/TextTable.h"

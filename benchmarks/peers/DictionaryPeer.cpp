@@ -2,8 +2,8 @@
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
-#include "benchmarks/memory/PagePool.h"
-#include "benchmarks/memory/WarmVirtualMemory.h"
+#include "benchmarks/pages/PagePool.h"
+#include "benchmarks/pages/WarmVirtualMemory.h"
 
 #include <exception>
 #include <stdexcept>
@@ -101,6 +101,7 @@ public:
     }
 
     void commit() override { m_dictionary.commit(); }
+    size_t getBytesInUse() const override { return m_dictionary.getMemoryInUse(); }
 
 private:
     const DictionaryUse m_use;

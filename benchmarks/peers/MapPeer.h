@@ -1,5 +1,6 @@
 #pragma once
 
+#include "benchmarks/pages/PagePool.h"
 #include "benchmarks/peers/Peer.h"
 #include "benchmarks/peers/TextTable.h"
 
@@ -21,6 +22,7 @@ template<TextMap Map>
 class MapPeer final : public Peer {
 public:
     std::unique_ptr<PeerThread> makeThread() override { return std::make_unique<Thread>(*this); }
+    size_t getBytesInUse() const override { return PagePool::get().getUsedBytes(); }
 
 private:
     class Thread final : public PeerThread {

@@ -42,12 +42,16 @@ public:
 
     /// Lets lookups find all that was resolved before. While no thread resolves.
     virtual void commit() {}
+
+    /// By its own account.
+    virtual size_t getBytesInUse() const = 0;
 };
 
 /// One kind of map and how to make an empty one.
 struct PeerKind {
     std::string m_name;
     bool m_isConcurrent; // whether more than one thread may use it
+    bool m_takesBatches; // whether a group of strings is one operation
     std::function<std::unique_ptr<Peer>()> m_make;
 };
 

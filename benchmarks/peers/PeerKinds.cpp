@@ -16,12 +16,13 @@ constexpr uint64_t WIDE = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCK
 constexpr uint64_t NARROW = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS;
 
 PeerKind dictionary(const char* const name, const DictionaryUse use, const uint64_t maximumNumberOfResources) {
-    return {name, true, [=] { return makeDictionaryPeer(use, maximumNumberOfResources); }};
+    return {name, true, use == DictionaryUse::BATCHES,
+            [=] { return makeDictionaryPeer(use, maximumNumberOfResources); }};
 }
 
 template<class Map>
 PeerKind map(const char* const name, const bool isConcurrent) {
-    return {name, isConcurrent, [] { return std::make_unique<MapPeer<Map>>(); }};
+    return {name, isConcurrent, false, [] { return std::make_unique<MapPeer<Map>>(); }};
 }
 
 } // namespace

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Engine/core/platform/Unmovable.h"
-#include "benchmarks/memory/PagePool.h"
-#include "benchmarks/memory/ThreadArena.h"
+#include "benchmarks/pages/PagePool.h"
+#include "benchmarks/pages/ThreadArena.h"
 
 #include <algorithm>
 #include <atomic>

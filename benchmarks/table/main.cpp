@@ -1,47 +1,36 @@
-#include "benchmarks/data/WorkloadData.h"
-#include "benchmarks/memory/PagePool.h"
 #include "benchmarks/peers/Peer.h"
-#include "benchmarks/table/TableOptions.h"
-#include "benchmarks/table/WorkloadRun.h"
+#include "benchmarks/program/BenchmarkProgram.h"
+#include "benchmarks/workloads/WorkloadData.h"
+#include "benchmarks/workloads/WorkloadRun.h"
 
 #include <algorithm>
-#include <benchmark/benchmark.h>
-#include <cstdio>
-#include <exception>
 #include <memory>
 #include <string>
 
 namespace {
 
-/// Measures one kind of map; a repetition of the benchmark is one pass through the workloads. Small maps are built often
-/// enough for the clock to see it.
+/// Measures one kind of map; a repetition is one pass through the workloads. Small maps are built often enough for the
+/// clock to see it.
 class Measurement {
 public:
-    Measurement(const TableOptions& options, const WorkloadData& data, const PeerKind& kind, const size_t threads)
+    Measurement(const BenchmarkOptions& options, const WorkloadData& data, const PeerKind& kind, const size_t threads)
         : m_options(options), m_data(data), m_kind(kind), m_numberOfThreads(threads) {}
 
     void operator()(benchmark::State& state) {
-        try {
-            WorkloadRun run(m_data, m_kind, m_numberOfThreads);
-            if (!m_isWarm)
-                run.build(); // touches the pages
-            m_isWarm = true;
-            const size_t rounds = std::max<size_t>(1, m_options.m_textsPerMeasurement / m_data.m_texts.getSize());
-            Seconds seconds;
-            for (auto _ : state) {
-                for (size_t round = 0; round < rounds; ++round)
-                    runOnce(run, seconds);
-                state.SetIterationTime(seconds.m_build + seconds.m_again + seconds.m_drawn + seconds.m_absent +
-                                       seconds.m_get);
-            }
-            report(state, rounds, seconds);
-        } catch (const std::exception& exception) {
-            s_hasFailed = true;
-            state.SkipWithError(exception.what());
+        WorkloadRun run(m_data, m_kind, m_numberOfThreads);
+        if (!m_isWarm)
+            run.build(); // touches the pages
+        m_isWarm = true;
+        const size_t rounds = std::max<size_t>(1, m_options.m_textsPerMeasurement / m_data.m_texts.getSize());
+        Seconds seconds;
+        for (auto _ : state) {
+            for (size_t round = 0; round < rounds; ++round)
+                runOnce(run, seconds);
+            state.SetIterationTime(seconds.m_build + seconds.m_again + seconds.m_drawn + seconds.m_absent +
+                                   seconds.m_get);
         }
+        report(state, rounds, seconds);
     }
-
-    static bool hasFailed() noexcept { return s_hasFailed; }
 
 private:
     struct Seconds {
@@ -64,10 +53,10 @@ private:
             seconds.m_drawn += run.buildFromDrawn();
     }
 
-    /// Nanoseconds an operation and thread, in the order of the table.
+    /// Nanoseconds an operation and thread.
     void report(benchmark::State& state, const size_t rounds, const Seconds& seconds) const {
         const auto put = [&](const char* const name, const double time, const size_t numberOfTexts) {
-            if (m_options.has(name))
+            if (time != 0)
                 state.counters[name] =
                     time * 1e9 * static_cast<double>(m_numberOfThreads) / static_cast<double>(rounds * numberOfTexts);
         };
@@ -78,9 +67,7 @@ private:
         put("get", seconds.m_get, m_data.m_texts.getSize());
     }
 
-    static inline bool s_hasFailed = false;
-
-    const TableOptions& m_options;
+    const BenchmarkOptions& m_options;
     const WorkloadData& m_data;
     const PeerKind& m_kind;
     const size_t m_numberOfThreads;
@@ -90,30 +77,14 @@ private:
 } // namespace
 
 int main(int argc, char** argv) {
-    try {
-        benchmark::Initialize(&argc, argv);
-        const TableOptions options(argc, argv);
-        PagePool::get().configure(options.m_isWarm, options.m_usesHugePages);
-        const WorkloadData data(options.m_source, options.m_numberOfTexts);
-        benchmark::AddCustomContext("strings", options.m_source);
-        benchmark::AddCustomContext("n", std::to_string(data.m_texts.getSize()));
-        benchmark::AddCustomContext("memory", options.m_isWarm ? "warm" : "cold");
-        benchmark::AddCustomContext("pages", options.m_usesHugePages ? "huge" : "small");
+    std::unique_ptr<WorkloadData> data;
+    return runBenchmarkProgram(argc, argv, [&](const BenchmarkOptions& options) {
+        data = std::make_unique<WorkloadData>(options);
         for (const size_t threads : options.m_numbersOfThreads)
             for (const PeerKind& kind : getPeerKinds())
                 if (threads == 1 || kind.m_isConcurrent)
-                    benchmark::RegisterBenchmark(
-                        (kind.m_name + "/threads:" + std::to_string(threads)).c_str(),
-                        [measurement = std::make_shared<Measurement>(options, data, kind, threads)](
-                            benchmark::State& state) { (*measurement)(state); })
-                        ->UseManualTime()
-                        ->Iterations(1)
-                        ->Unit(benchmark::kMillisecond);
-        benchmark::RunSpecifiedBenchmarks();
-        benchmark::Shutdown();
-        return Measurement::hasFailed() ? 1 : 0;
-    } catch (const std::exception& exception) {
-        std::fprintf(stderr, "bench-table: %s\n", exception.what());
-        return 2;
-    }
+                    registerBenchmark(kind.m_name + "/threads:" + std::to_string(threads),
+                                      [measurement = std::make_shared<Measurement>(options, *data, kind, threads)](
+                                          benchmark::State& state) { (*measurement)(state); });
+    });
 }

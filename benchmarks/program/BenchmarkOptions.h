@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-/// What the program is told beside Google Benchmark's own options.
+/// What a benchmark program is told beside Google Benchmark's own options.
 ///
 ///   --strings=a|b|FILE        short strings, mixed ones (the default), or those of a file
 ///   --n=NUMBER                how many different ones (1000000)
@@ -13,9 +13,10 @@
 ///   --texts-per-measurement=NUMBER  repeat what has fewer strings until it has had as many (1000000)
 ///   --cold                    memory from the system, touched for the first time
 ///   --small-pages             no huge pages
-struct TableOptions {
+///   --folder=FOLDER           where files are written (.)
+struct BenchmarkOptions {
     /// Throws std::runtime_error when an argument is none of these.
-    TableOptions(int argc, const char* const* argv);
+    BenchmarkOptions(int argc, const char* const* argv);
 
     bool has(const std::string& workload) const;
 
@@ -24,6 +25,7 @@ struct TableOptions {
     std::vector<size_t> m_numbersOfThreads{1};
     std::vector<std::string> m_workloads{"build", "re", "zipf", "miss", "get"};
     size_t m_textsPerMeasurement = 1'000'000;
+    std::string m_folder = ".";
     bool m_isWarm = true;
     bool m_usesHugePages = true;
 };

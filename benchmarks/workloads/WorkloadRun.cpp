@@ -1,7 +1,7 @@
-#include "benchmarks/table/WorkloadRun.h"
+#include "benchmarks/workloads/WorkloadRun.h"
 
-#include "benchmarks/memory/PagePool.h"
-#include "benchmarks/table/ThreadGroup.h"
+#include "benchmarks/pages/PagePool.h"
+#include "benchmarks/workloads/ThreadGroup.h"
 
 #include <algorithm>
 #include <array>
@@ -37,7 +37,7 @@ void check(const bool isRight, const PeerKind& kind, const char* const objection
 
 WorkloadRun::WorkloadRun(const WorkloadData& data, const PeerKind& kind, const size_t numberOfThreads)
     : m_data(data), m_kind(kind), m_numberOfThreads(numberOfThreads), m_ids(data.m_texts.getSize()),
-      m_answers(data.m_drawnTexts.getSize()) {}
+      m_answers(std::max(m_ids.size(), data.m_drawnTexts.getSize())) {}
 
 WorkloadRun::~WorkloadRun() = default;
 

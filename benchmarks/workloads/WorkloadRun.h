@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Engine/core/platform/Unmovable.h"
-#include "benchmarks/data/WorkloadData.h"
 #include "benchmarks/peers/Peer.h"
+#include "benchmarks/workloads/WorkloadData.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -15,7 +15,7 @@
 /// given to the next run: memory is warm. Everybody gets it from here: the maps through PoolAllocator and TextArena, the
 /// dictionary in place of its own reservations (see WarmVirtualMemory.cpp). The lowest addresses are given out first, so
 /// that one run touches what another has touched before. What is cold is measured with a pool that gives its pages back
-/// to the system instead.
+/// to the system instead, those of large blocks at once, as malloc does.
 ///
 /// Units    Bytes; blocks are whole pages.
 /// Threads  Any threads at once. configure and reset: alone.
@@ -48,7 +48,6 @@ public:
     uint64_t getGeneration() const noexcept { return m_generation; }
 
     size_t getUsedBytes() const noexcept { return m_usedBytes; }
-    size_t getPeakBytes() const noexcept { return m_peakBytes; }
 
 private:
     struct Block {
@@ -66,7 +65,6 @@ private:
     bool m_isWarm = true;
     uint64_t m_generation = 1;
     size_t m_usedBytes = 0;
-    size_t m_peakBytes = 0;
     std::mutex m_mutex;
     // By offset in the range.
     std::map<size_t, size_t> m_free;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "benchmarks/memory/PagePool.h"
+#include "benchmarks/pages/PagePool.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "benchmarks/table/ThreadGroup.h"
+#include "benchmarks/workloads/ThreadGroup.h"
 
 #include <algorithm>
 #include <barrier>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "benchmarks/memory/PagePool.h"
-#include "benchmarks/memory/ThreadArena.h"
+#include "benchmarks/pages/PagePool.h"
+#include "benchmarks/pages/ThreadArena.h"
 
 #include <cstddef>
 

@@ -1,4 +1,4 @@
-#include "benchmarks/table/TableOptions.h"
+#include "benchmarks/program/BenchmarkOptions.h"
 
 #include <algorithm>
 #include <charconv>
@@ -26,7 +26,7 @@ size_t toNumber(const std::string& text) {
 
 } // namespace
 
-TableOptions::TableOptions(const int argc, const char* const* const argv) {
+BenchmarkOptions::BenchmarkOptions(const int argc, const char* const* const argv) {
     for (int index = 1; index < argc; ++index) {
         const std::string argument = argv[index];
         const size_t equals = std::min(argument.find('='), argument.size());
@@ -44,6 +44,8 @@ TableOptions::TableOptions(const int argc, const char* const* const argv) {
                 m_numbersOfThreads.push_back(toNumber(item));
         } else if (name == "--workloads") {
             m_workloads = split(value);
+        } else if (name == "--folder") {
+            m_folder = value;
         } else if (argument == "--cold") {
             m_isWarm = false;
         } else if (argument == "--small-pages") {
@@ -54,6 +56,6 @@ TableOptions::TableOptions(const int argc, const char* const* const argv) {
     }
 }
 
-bool TableOptions::has(const std::string& workload) const {
+bool BenchmarkOptions::has(const std::string& workload) const {
     return std::find(m_workloads.begin(), m_workloads.end(), workload) != m_workloads.end();
 }

@@ -1,6 +1,6 @@
-#include "benchmarks/memory/WarmVirtualMemory.h"
+#include "benchmarks/pages/WarmVirtualMemory.h"
 
-#include "benchmarks/memory/PagePool.h"
+#include "benchmarks/pages/PagePool.h"
 
 #include <atomic>
 #include <cstdint>

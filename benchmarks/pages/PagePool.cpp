@@ -1,4 +1,4 @@
-#include "benchmarks/memory/PagePool.h"
+#include "benchmarks/pages/PagePool.h"
 
 #include <algorithm>
 #include <cstring>
@@ -12,6 +12,7 @@ namespace {
 // Two dictionaries with room for 2^32 resources and 32 GiB of text each.
 constexpr size_t RANGE_SIZE = size_t(1) << 38;
 constexpr size_t PAGE_SIZE = 4096;
+constexpr size_t SMALLEST_GIVEN_BACK = size_t(128) << 10; // from this size on malloc gives a block of its own back
 constexpr size_t HUGE_PAGE_SIZE = size_t(2) << 20;
 
 size_t roundUp(const size_t number, const size_t factor) {
@@ -59,7 +60,6 @@ void* PagePool::takeLowestFit(const size_t numberOfBytes) {
 void PagePool::noteUse(const size_t begin, const size_t numberOfBytes) {
     std::prev(m_blocks.upper_bound(begin))->second.m_usedBytes += numberOfBytes;
     m_usedBytes += numberOfBytes;
-    m_peakBytes = std::max(m_peakBytes, m_usedBytes);
     for (size_t page = begin / HUGE_PAGE_SIZE; page * HUGE_PAGE_SIZE < begin + numberOfBytes; ++page)
         m_isWritten[page] = true;
 }
@@ -89,6 +89,8 @@ void PagePool::free(void* const block) noexcept {
     size_t size = found->second.m_numberOfBytes;
     m_usedBytes -= found->second.m_usedBytes;
     m_blocks.erase(found);
+    if (!m_isWarm && size >= SMALLEST_GIVEN_BACK)
+        ::madvise(block, size, MADV_DONTNEED);
     const auto next = m_free.find(begin + size);
     if (next != m_free.end()) {
         size += next->second;
@@ -105,7 +107,6 @@ void PagePool::reset() {
     m_free = {{0, RANGE_SIZE}};
     m_blocks.clear();
     m_usedBytes = 0;
-    m_peakBytes = 0;
     ++m_generation;
     for (size_t page = 0; page < m_isWritten.size(); ++page)
         if (m_isWritten[page]) {

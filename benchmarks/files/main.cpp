@@ -1,0 +1,117 @@
+#include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/DictionaryThread.h"
+#include "benchmarks/files/FileCopy.h"
+#include "benchmarks/pages/PagePool.h"
+#include "benchmarks/program/BenchmarkProgram.h"
+#include "benchmarks/workloads/WorkloadData.h"
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+// What is done to whole dictionaries, on one thread. Seconds: save and copy_sync (both leave the file on the disk), open
+// and copy (neither does). Nanoseconds a string: verify, compact (all survive), compact_half (every second one does).
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr size_t MEMORY_LIMIT = size_t(1) << 36;
+constexpr size_t BATCH_SIZE = 1024;
+
+template<class Operation>
+double measure(const Operation& operation) {
+    const Clock::time_point start = Clock::now();
+    operation();
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+void require(const bool condition, const char* const objection) {
+    if (!condition)
+        throw std::runtime_error(objection);
+}
+
+void resolveAll(Dictionary& dictionary, const TextList& texts) {
+    DictionaryThread thread(dictionary);
+    std::vector<BatchEntry> entries(BATCH_SIZE);
+    std::vector<BatchFailure> failures;
+    for (size_t begin = 0; begin < texts.getSize(); begin += BATCH_SIZE) {
+        const size_t number = std::min(BATCH_SIZE, texts.getSize() - begin);
+        for (size_t index = 0; index < number; ++index)
+            entries[index] = {texts[begin + index], 0, D_XSD_STRING};
+        dictionary.resolveResources(thread, {entries.data(), number}, failures);
+    }
+    if (!failures.empty())
+        std::rethrow_exception(failures.front().m_exception);
+    dictionary.commit();
+}
+
+/// Checks that the dictionary calls each string by its number.
+void requireTexts(const Dictionary& dictionary, const TextList& texts) {
+    ResourceValue value;
+    for (size_t index = 0; index < texts.getSize(); ++index) {
+        dictionary.getResource(index + 1, value);
+        require(std::string_view(reinterpret_cast<const char*>(value.m_data), value.m_dataSize - 1) == texts[index],
+                "a string is not what it was");
+    }
+}
+
+void run(benchmark::State& state, const TextList& texts, const uint64_t maximumNumberOfResources,
+         const std::string& fileName) {
+    const auto perText = [&](const double seconds) { return seconds * 1e9 / static_cast<double>(texts.getSize()); };
+    PagePool::get().reset();
+    auto dictionary = std::make_unique<Dictionary>(MEMORY_LIMIT, maximumNumberOfResources);
+    resolveAll(*dictionary, texts);
+    std::filesystem::remove(fileName);
+    state.counters["save"] = measure([&] { dictionary->save(fileName); });
+    dictionary.reset();
+    PagePool::get().reset();
+
+    state.counters["bytes"] = static_cast<double>(std::filesystem::file_size(fileName));
+    state.counters["copy_sync"] = copyFile(fileName, true);
+    state.counters["copy"] = copyFile(fileName, false);
+    const double openTime = measure([&] { dictionary = Dictionary::open(fileName, MEMORY_LIMIT); });
+    state.counters["open"] = openTime;
+    state.SetIterationTime(openTime);
+    std::filesystem::remove(fileName);
+    requireTexts(*dictionary, texts);
+
+    state.counters["verify"] = perText(measure([&] { dictionary->verify(); }));
+    state.counters["compact"] = perText(measure([&] { dictionary->compact(); }));
+    requireTexts(*dictionary, texts);
+    std::vector<uint64_t> newIDs;
+    state.counters["compact_half"] = perText(measure(
+        [&] { newIDs = dictionary->compact([](const uint64_t id, const ResourceValue&) { return id % 2 == 0; }); }));
+    require(dictionary->getNumberOfResources(D_XSD_STRING) == texts.getSize() / 2, "not every second string is left");
+    dictionary->verify();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    TextList texts;
+    return runBenchmarkProgram(argc, argv, [&](const BenchmarkOptions& options) {
+        texts = makeTexts(options.m_source, options.m_numberOfTexts);
+        std::filesystem::create_directories(options.m_folder);
+        const std::string fileName = (std::filesystem::path(options.m_folder) / "benchmark.dict").string();
+        for (const bool isNarrow : {false, true}) {
+            const uint64_t maximum = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS + (isNarrow ? 0 : 1);
+            registerBenchmark(isNarrow ? "melnar-32" : "melnar-64",
+                              [&texts, maximum, fileName, isWarm = false](benchmark::State& state) mutable {
+                                  if (!isWarm) { // touches the pages
+                                      PagePool::get().reset();
+                                      Dictionary dictionary(MEMORY_LIMIT, maximum);
+                                      resolveAll(dictionary, texts);
+                                  }
+                                  isWarm = true;
+                                  for (auto _ : state)
+                                      run(state, texts, maximum, fileName);
+                              });
+        }
+    });
+}
