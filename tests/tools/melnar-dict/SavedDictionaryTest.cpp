@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <sys/stat.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -200,6 +202,39 @@ TEST_F(SavedDictionaryTest, aLoadThatFailsLeavesTheOldFile) {
     EXPECT_EQ(before, getContentsOf("d"));
     EXPECT_FALSE(exists("d.saving"));
     EXPECT_EQ(3, run({"load", "in.nt", "-o", "no/such/folder/d"}).m_exitCode);
+}
+
+TEST_F(SavedDictionaryTest, whatIsNoRegularFileIsNotReplaced) {
+    ASSERT_EQ(0, ::mkfifo(m_directory.getPathOf("pipe").c_str(), 0600));
+    ASSERT_EQ(0, ::mkdir(m_directory.getPathOf("folder").c_str(), 0700));
+    const std::string folder = std::filesystem::canonical(m_directory.getPathOf("")).string() + "/";
+    for (const auto& [name, target] : {std::pair<std::string, std::string>{"/dev/null", "/dev/null"},
+                                       {"pipe", folder + "pipe"},
+                                       {"folder", folder + "folder"}})
+        for (std::vector<std::string> arguments : {std::vector<std::string>{"load", "in.nt"},
+                                                   {"compact", "d"},
+                                                   {"encode", "in.nt", "-d", "d"},
+                                                   {"decode", "in.nt", "-d", "d"}}) {
+            arguments.insert(arguments.end(), {"-o", name});
+            const ToolResult result = run(arguments);
+            EXPECT_EQ(3, result.m_exitCode) << arguments[0];
+            EXPECT_EQ("melnar-dict: '" + target +
+                          "' exists and is not a regular file, so that it cannot be replaced.\n",
+                      result.m_errorOutput);
+            EXPECT_EQ("", result.m_output);
+            EXPECT_FALSE(std::filesystem::exists(target + ".saving"));
+        }
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+    EXPECT_TRUE(std::filesystem::is_fifo(m_directory.getPathOf("pipe")));
+    EXPECT_TRUE(std::filesystem::is_directory(m_directory.getPathOf("folder")));
+}
+
+TEST_F(SavedDictionaryTest, whatACrashLeftDoesNotHinderTheNextSave) {
+    const std::string before = getContentsOf("d");
+    m_directory.addFile("d.saving", before.substr(0, before.size() / 2));
+    EXPECT_EQ(0, run({"load", "in.nt", "--into", "d", "--threads", "1"}).m_exitCode);
+    EXPECT_FALSE(exists("d.saving"));
+    EXPECT_EQ(0, run({"verify", "d"}).m_exitCode);
 }
 
 TEST_F(SavedDictionaryTest, compactKeepsWhatIsThere) {

@@ -21,9 +21,12 @@ constexpr long LINE_CANNOT_EXAMINE = 59;
 constexpr long LINE_CANNOT_TAKE_OVER = 66;
 constexpr long LINE_CANNOT_EXAMINE_OLD_FILE = 85;
 constexpr long LINE_CANNOT_KEEP_PERMISSIONS = 88;
+constexpr long LINE_NOT_A_REGULAR_FILE = 91;
 constexpr long LINE_CANNOT_RENAME = 97;
 constexpr long LINE_CANNOT_OPEN_FOLDER = 108;
 constexpr long LINE_CANNOT_SYNCHRONIZE_FOLDER = 115;
+
+constexpr const char* const TEMPORARY_SUFFIX = ".saving";
 
 /// The file itself, which need not exist. Were a link taken for the file because of another failure, it would be
 /// replaced.
@@ -42,25 +45,56 @@ std::string getFolderName(const std::string& fileName) {
     return slash == std::string::npos ? "." : slash == 0 ? "/" : fileName.substr(0, slash);
 }
 
+/// A rename would put a file in the place of a device, a pipe or a socket.
+void requireRegularFile(const std::string& fileName, const struct stat& status) {
+    if (!S_ISREG(status.st_mode))
+        throw MelnarException(SOURCE_FILE, LINE_NOT_A_REGULAR_FILE, MelnarException::NO_CAUSES, "'", fileName,
+                              "' exists and is not a regular file, so that it cannot be replaced.");
+}
+
+/// Tells whether the old file exists, and what it is; throws when it is not a regular file.
+bool examineOldFile(const std::string& fileName, struct stat& status) {
+    if (::stat(fileName.c_str(), &status) == 0) {
+        requireRegularFile(fileName, status);
+        return true;
+    }
+    if (errno != ENOENT)
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_EXAMINE_OLD_FILE, MelnarException::NO_CAUSES, "stat", errno,
+                                  "Cannot examine file '", fileName, "'.");
+    return false;
+}
+
+/// Where to write, links followed.
+std::string findTarget(const std::string& fileName) {
+    std::string target = followLinks(fileName);
+    struct stat status;
+    static_cast<void>(examineOldFile(target, status));
+    return target;
+}
+
 /// Is `fileName` still the name of the open file?
 bool isNameOf(const std::string& fileName, const int fileDescriptor) {
     struct stat named;
     struct stat opened;
-    if (::stat(fileName.c_str(), &named) == 0 && ::fstat(fileDescriptor, &opened) == 0)
+    if (::stat(fileName.c_str(), &named) == 0 && ::fstat(fileDescriptor, &opened) == 0) {
+        requireRegularFile(fileName, opened);
         return named.st_ino == opened.st_ino && named.st_dev == opened.st_dev;
+    }
     if (errno != ENOENT)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_EXAMINE, MelnarException::NO_CAUSES, "stat", errno,
                                   "Cannot examine file '", fileName, "'.");
     return false;
 }
 
-/// Opens a file without truncating it: until it is locked, it may be another writer's.
+/// Opens a file without truncating it: until it is locked, it may be another writer's. A link that somebody has put
+/// there does not lead anywhere else, and a pipe does not wait for a reader.
 int openForLock(const std::string& fileName) {
+    constexpr int FLAGS = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     for (;;) {
-        int fileDescriptor = ::open(fileName.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+        int fileDescriptor = ::open(fileName.c_str(), O_WRONLY | O_CREAT | FLAGS, 0666);
         // A writer that died in its commit leaves a file with the permissions of the old one, perhaps read-only.
         if (fileDescriptor == -1 && errno == EACCES)
-            fileDescriptor = ::open(fileName.c_str(), O_RDONLY | O_CLOEXEC);
+            fileDescriptor = ::open(fileName.c_str(), O_RDONLY | FLAGS);
         if (fileDescriptor != -1)
             return fileDescriptor;
         if (errno != EINTR)
@@ -140,22 +174,19 @@ void AtomicFileOutputStream::TemporaryFile::renameTo(const std::string& targetNa
 }
 
 AtomicFileOutputStream::AtomicFileOutputStream(const std::string& fileName)
-    : m_fileName(fileName), m_targetName(followLinks(fileName)), m_temporaryFile(getTemporaryFileName(fileName)),
-      m_output(m_temporaryFile.m_fileName) {}
+    : m_fileName(fileName), m_targetName(findTarget(fileName)), m_temporaryFile(m_targetName + TEMPORARY_SUFFIX),
+      m_output(m_temporaryFile.m_fileName, O_NOFOLLOW) {}
 
 std::string AtomicFileOutputStream::getTemporaryFileName(const std::string& fileName) {
-    return followLinks(fileName) + ".saving";
+    return followLinks(fileName) + TEMPORARY_SUFFIX;
 }
 
 void AtomicFileOutputStream::commit() {
     struct stat oldFile;
-    if (::stat(m_targetName.c_str(), &oldFile) == 0) {
-        if (::chmod(m_temporaryFile.m_fileName.c_str(), oldFile.st_mode & 07777) != 0)
-            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_KEEP_PERMISSIONS, MelnarException::NO_CAUSES, "chmod",
-                                      errno, "Cannot set the permissions of file '", m_temporaryFile.m_fileName, "'.");
-    } else if (errno != ENOENT)
-        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_EXAMINE_OLD_FILE, MelnarException::NO_CAUSES, "stat", errno,
-                                  "Cannot examine file '", m_targetName, "'.");
+    if (examineOldFile(m_targetName, oldFile) &&
+        ::chmod(m_temporaryFile.m_fileName.c_str(), oldFile.st_mode & 07777) != 0)
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_KEEP_PERMISSIONS, MelnarException::NO_CAUSES, "chmod", errno,
+                                  "Cannot set the permissions of file '", m_temporaryFile.m_fileName, "'.");
     m_output.synchronize();
     m_output.close();
     m_temporaryFile.renameTo(m_targetName);

@@ -17,7 +17,8 @@ class FileOutputStream final : public OutputStream, private Unmovable {
 public:
     static constexpr size_t BUFFER_SIZE = size_t(1) << 18;
 
-    explicit FileOutputStream(const std::string& fileName);
+    /// The flags are added to those that the file is opened with.
+    explicit FileOutputStream(const std::string& fileName, int additionalFlags = 0);
     ~FileOutputStream() override;
 
     const std::string& getName() const override { return m_fileName; }

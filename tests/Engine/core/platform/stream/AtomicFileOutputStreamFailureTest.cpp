@@ -8,9 +8,15 @@
 
 #include <atomic>
 #include <cerrno>
+#include <fcntl.h>
 #include <filesystem>
+#include <functional>
 #include <string>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -85,6 +91,93 @@ TEST(AtomicFileOutputStreamFailureTest, aFolderThatIsNotThereIsNamed) {
     EXPECT_EQ(41, exception.getSourceLineNumber());
 }
 
+/// What may stand in the place of a file.
+using MakeIrregularFile = std::function<bool(const std::string&)>;
+
+bool makeSocket(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof(address.sun_path))
+        return false;
+    path.copy(address.sun_path, path.size());
+    const int fileDescriptor = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    const bool isBound = ::bind(fileDescriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+    ::close(fileDescriptor);
+    return isBound;
+}
+
+const std::vector<MakeIrregularFile> IRREGULAR_FILES = {
+    [](const std::string& path) { return ::mkdir(path.c_str(), 0700) == 0; },
+    [](const std::string& path) { return ::mkfifo(path.c_str(), 0600) == 0; },
+    &makeSocket,
+    [](const std::string& path) { return ::symlink("/dev/null", path.c_str()) == 0; },
+};
+
+mode_t getType(const std::string& path) {
+    struct stat status;
+    return ::lstat(path.c_str(), &status) == 0 ? status.st_mode & S_IFMT : 0;
+}
+
+TEST(AtomicFileOutputStreamFailureTest, aTargetThatIsNoRegularFileIsRefusedBeforeAnythingIsWritten) {
+    for (const MakeIrregularFile& make : IRREGULAR_FILES) {
+        const TemporaryDirectory directory;
+        const std::string path = directory.getPathOf("file");
+        ASSERT_TRUE(make(path));
+        const mode_t type = getType(path);
+        const auto exception = catchException<MelnarException>([&] { const AtomicFileOutputStream output(path); });
+        EXPECT_EQ("'" + (type == S_IFLNK ? "/dev/null" : path) +
+                      "' exists and is not a regular file, so that it cannot be replaced.",
+                  exception.getMessage());
+        EXPECT_EQ(SOURCE_FILE, exception.getSourceFileName());
+        EXPECT_EQ(91, exception.getSourceLineNumber());
+        EXPECT_EQ(type, getType(path));
+        EXPECT_FALSE(std::filesystem::exists(path + ".saving"));
+    }
+    EXPECT_EQ(mode_t(S_IFCHR), getType("/dev/null"));
+}
+
+TEST(AtomicFileOutputStreamFailureTest, aTargetThatBecomesAPipeMeanwhileIsNotReplaced) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.getPathOf("file");
+    {
+        AtomicFileOutputStream output(path);
+        output.write("new", 3);
+        ASSERT_EQ(0, ::mkfifo(path.c_str(), 0600));
+        EXPECT_EQ(91, catchException<MelnarException>([&] { output.commit(); }).getSourceLineNumber());
+    }
+    EXPECT_EQ(mode_t(S_IFIFO), getType(path));
+    EXPECT_FALSE(std::filesystem::exists(path + ".saving"));
+}
+
+TEST(AtomicFileOutputStreamFailureTest, aTemporaryFileThatIsNoRegularFileIsRefused) {
+    for (const MakeIrregularFile& make : IRREGULAR_FILES) {
+        const TemporaryDirectory directory;
+        const std::string path = directory.addFile("file", "old");
+        ASSERT_TRUE(make(path + ".saving"));
+        const mode_t type = getType(path + ".saving");
+        EXPECT_EQ(41, catchException<SystemCallException>([&] { replace(path); }).getSourceLineNumber());
+        if (type == S_IFIFO) {
+            const int reader = ::open((path + ".saving").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+            EXPECT_EQ(91, catchException<MelnarException>([&] { replace(path); }).getSourceLineNumber());
+            ::close(reader);
+        }
+        EXPECT_EQ(type, getType(path + ".saving"));
+        EXPECT_EQ("old", TemporaryDirectory::getContentsOf(path));
+    }
+}
+
+TEST(AtomicFileOutputStreamFailureTest, aLinkInThePlaceOfTheTemporaryFileIsNotFollowed) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.addFile("file", "old");
+    const std::string other = directory.addFile("other", "somebody else's");
+    ASSERT_EQ(0, ::symlink("other", (path + ".saving").c_str()));
+    const auto exception = catchException<SystemCallException>([&] { replace(path); });
+    EXPECT_EQ(41, exception.getSourceLineNumber());
+    EXPECT_EQ(ELOOP, exception.getErrorCode());
+    EXPECT_EQ("old", TemporaryDirectory::getContentsOf(path));
+    EXPECT_EQ("somebody else's", TemporaryDirectory::getContentsOf(other));
+}
+
 struct Failure {
     Call m_call;
     size_t m_occurrence;
@@ -99,9 +192,10 @@ TEST(AtomicFileOutputStreamFailureTest, eachFailureHasItsPlaceAndLeavesTheOldFil
         {Call::REALPATH, 0, ELOOP, "realpath", "Cannot find the place of file '", 27},
         {Call::OPEN, 0, ENOSPC, "open", "Cannot create file '", 41},
         {Call::FLOCK, 0, ENOLCK, "flock", "Cannot lock file '", 49},
-        {Call::STAT, 0, EIO, "stat", "Cannot examine file '", 59},
+        {Call::STAT, 0, EIO, "stat", "Cannot examine file '", 85},
+        {Call::STAT, 1, EIO, "stat", "Cannot examine file '", 59},
         {Call::FSTAT, 0, EIO, "stat", "Cannot examine file '", 59},
-        {Call::STAT, 1, EIO, "stat", "Cannot examine file '", 85},
+        {Call::STAT, 2, EIO, "stat", "Cannot examine file '", 85},
         {Call::CHMOD, 0, EPERM, "chmod", "Cannot set the permissions of file '", 88},
         {Call::RENAME, 0, EIO, "rename", "Cannot rename file '", 97},
     };
