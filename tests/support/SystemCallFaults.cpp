@@ -110,6 +110,7 @@ extern "C" {
 void* __real_mmap(void* begin, size_t size, int protection, int flags, int fileDescriptor, off_t offset);
 int __real_munmap(void* begin, size_t size);
 int __real_mprotect(void* begin, size_t size, int protection);
+int __real_madvise(void* begin, size_t size, int advice);
 int __real_open(const char* fileName, int flags, ...);
 ssize_t __real_read(int fileDescriptor, void* data, size_t size);
 ssize_t __real_write(int fileDescriptor, const void* data, size_t size);
@@ -138,6 +139,11 @@ int __wrap_munmap(void* begin, size_t size) {
 int __wrap_mprotect(void* begin, size_t size, int protection) {
     const SystemCallGate gate(Call::MPROTECT, size);
     return gate.isClosed() ? -1 : __real_mprotect(begin, size, protection);
+}
+
+int __wrap_madvise(void* begin, size_t size, int advice) {
+    const SystemCallGate gate(Call::MADVISE, size);
+    return gate.isClosed() ? -1 : __real_madvise(begin, size, advice);
 }
 
 int __wrap_open(const char* fileName, int flags, ...) {

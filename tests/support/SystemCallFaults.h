@@ -19,6 +19,7 @@ public:
         MMAP,
         MUNMAP,
         MPROTECT,
+        MADVISE,
         OPEN,
         READ,
         WRITE,
@@ -35,7 +36,7 @@ public:
         CONDITION_DESTROY,
     };
 
-    static constexpr size_t NUMBER_OF_CALLS = 17;
+    static constexpr size_t NUMBER_OF_CALLS = 18;
 
     enum class Duration { ONCE, FOR_GOOD };
 

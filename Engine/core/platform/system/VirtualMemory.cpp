@@ -1,5 +1,6 @@
 #include "Engine/core/platform/system/VirtualMemory.h"
 
+#include <cstring>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -30,7 +31,13 @@ bool commit(void* const begin, const size_t numberOfBytes) noexcept {
 
 void decommit(void* const begin, const size_t numberOfBytes) noexcept {
     // Fresh pages over the old ones: the old contents go, and the next commit reads zeros.
-    static_cast<void>(::mmap(begin, numberOfBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0));
+    if (::mmap(begin, numberOfBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) != MAP_FAILED)
+        return;
+    // The system may be too short of memory to describe a mapping more. Then the contents go at least: with their
+    // pages, or, when these must stay in memory, by being overwritten.
+    if (::madvise(begin, numberOfBytes, MADV_DONTNEED) != 0)
+        std::memset(begin, 0, numberOfBytes);
+    static_cast<void>(::mprotect(begin, numberOfBytes, PROT_NONE));
 }
 
 void release(void* const begin, const size_t numberOfBytes) noexcept {

@@ -12,7 +12,8 @@ void* reserve(size_t numberOfBytes) noexcept;
 /// Makes reserved pages readable and writable; they read as zero until first written. False on failure.
 bool commit(void* begin, size_t numberOfBytes) noexcept;
 
-/// Gives committed pages back and makes them fault again; the address space stays reserved.
+/// Gives committed pages back and makes them fault again; the address space stays reserved. When the system refuses,
+/// the pages may stay accessible and in memory, but their contents go all the same: a later commit reads zeros.
 void decommit(void* begin, size_t numberOfBytes) noexcept;
 
 /// Gives a reservation back, committed pages included.

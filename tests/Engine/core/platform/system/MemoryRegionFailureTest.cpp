@@ -212,14 +212,26 @@ TEST_F(MemoryRegionFailureTest, everyGrowthStepMayBeRefusedOnce) {
     }
 }
 
-TEST_F(MemoryRegionFailureTest, refusedDecommitIsNotReported) {
-    SystemCallFaults maps(Call::MMAP);
-    maps.failAfter(0, ENOMEM, Duration::ONCE);
-    m_region.truncate(1);
-    EXPECT_EQ(1u, maps.getNumberOfFailures());
-    EXPECT_EQ(m_itemsPerPage, m_region.getEnd());
-    EXPECT_EQ(m_pageSize, m_region.getCommittedBytes());
-    EXPECT_EQ(LIMIT - m_pageSize, m_memoryManager.getFreeBytes());
+TEST_F(MemoryRegionFailureTest, refusedDecommitIsNotReportedAndLeavesNothingBehind) {
+    for (const bool isAdviceRefused : {false, true}) {
+        SetUp();
+        {
+            SystemCallFaults maps(Call::MMAP);
+            maps.failAfter(0, ENOMEM, Duration::ONCE);
+            SystemCallFaults advices(Call::MADVISE);
+            if (isAdviceRefused)
+                advices.failAfter(0, EINVAL, Duration::ONCE);
+            m_region.truncate(1);
+            EXPECT_EQ(1u, maps.getNumberOfFailures());
+        }
+        EXPECT_EQ(m_itemsPerPage, m_region.getEnd());
+        EXPECT_EQ(m_pageSize, m_region.getCommittedBytes());
+        EXPECT_EQ(LIMIT - m_pageSize, m_memoryManager.getFreeBytes());
+        m_region.ensureEndAtLeast(3 * m_itemsPerPage);
+        EXPECT_EQ(1u, m_region[0]);
+        for (size_t index = 1; index < m_region.getEnd(); ++index)
+            ASSERT_EQ(0u, m_region[index]) << "at index " << index;
+    }
 }
 
 TEST_F(MemoryRegionFailureTest, refusedUnmapIsNotReported) {

@@ -67,6 +67,31 @@ TEST_F(VirtualMemoryTest, decommittedPagesFaultAndAreZeroWhenCommittedAgain) {
     EXPECT_TRUE(isZero(m_begin + m_pageSize));
 }
 
+TEST_F(VirtualMemoryTest, pagesThatTheSystemDoesNotTakeBackAreZeroAllTheSame) {
+    for (const bool isAdviceRefused : {false, true})
+        for (const bool isProtectionRefused : {false, true}) {
+            ASSERT_TRUE(VirtualMemory::commit(m_begin, 2 * m_pageSize));
+            std::fill_n(m_begin, 2 * m_pageSize, uint8_t(0xFF));
+            {
+                SystemCallFaults maps(Call::MMAP);
+                maps.failAfter(0, ENOMEM, Duration::ONCE);
+                SystemCallFaults advices(Call::MADVISE);
+                if (isAdviceRefused)
+                    advices.failAfter(0, EINVAL, Duration::ONCE);
+                SystemCallFaults protections(Call::MPROTECT);
+                if (isProtectionRefused)
+                    protections.failAfter(0, ENOMEM, Duration::ONCE);
+                VirtualMemory::decommit(m_begin + m_pageSize, m_pageSize);
+                EXPECT_EQ(1u, maps.getNumberOfFailures());
+                EXPECT_EQ(1u, advices.getNumberOfCalls());
+            }
+            EXPECT_EQ(isProtectionRefused, isReadable(m_begin + m_pageSize));
+            ASSERT_TRUE(VirtualMemory::commit(m_begin + m_pageSize, m_pageSize));
+            EXPECT_TRUE(isZero(m_begin + m_pageSize));
+            EXPECT_EQ(0xFF, m_begin[m_pageSize - 1]) << "the page before keeps its contents";
+        }
+}
+
 TEST_F(VirtualMemoryTest, releaseUnmapsTheWholeReservation) {
     const SystemCallFaults unmaps(Call::MUNMAP);
     void* const begin = VirtualMemory::reserve(3 * m_pageSize);
