@@ -62,19 +62,22 @@ Header readHeader(SectionInputStream& input) {
     return header;
 }
 
-/// Is there, at this offset of the data pool, the shortest size header of a size, and as many bytes as it says?
-bool isChunk(const uint8_t* const data, const uint64_t dataPoolBytes, const uint64_t dataOffset) {
+/// The size of the chunk at this offset of the data pool, with its size header; 0 unless there is the shortest header of
+/// a size, and as many bytes as it says.
+uint64_t getChunkSize(const uint8_t* const data, const uint64_t dataPoolBytes, const uint64_t dataOffset) {
     if (dataOffset >= dataPoolBytes)
-        return false;
+        return 0;
     const uint64_t availableBytes = dataPoolBytes - dataOffset;
     // The header is read from a copy, behind which there is always enough to read.
     uint8_t header[AdaptiveResourceSizeEncoding::MAXIMUM_HEADER_LENGTH] = {};
     std::memcpy(header, data + dataOffset, std::min<uint64_t>(sizeof(header), availableBytes));
     size_t storedSize;
     const size_t headerLength = AdaptiveResourceSizeEncoding::decodeSize(header, storedSize);
-    return storedSize != 0 && headerLength == AdaptiveResourceSizeEncoding::getEncodedSizeLength(storedSize) &&
-           headerLength <= availableBytes && storedSize <= availableBytes - headerLength &&
-           data[dataOffset + headerLength + storedSize - 1] == 0;
+    const bool isWhole = storedSize != 0 &&
+                         headerLength == AdaptiveResourceSizeEncoding::getEncodedSizeLength(storedSize) &&
+                         headerLength <= availableBytes && storedSize <= availableBytes - headerLength &&
+                         data[dataOffset + headerLength + storedSize - 1] == 0;
+    return isWhole ? headerLength + storedSize : 0;
 }
 
 } // namespace
@@ -132,12 +135,15 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_
     dictionary->m_commitPoint.store(header.m_commitPoint, std::memory_order_relaxed);
 
     sections.beginSection("data pool");
-    // Beyond the capacity is beyond the limit, and the memory manager says so better than the pool would.
-    if (header.m_dataPoolBytes > dictionary->m_dataPool.getCapacity())
+    if (header.m_dataPoolBytes > dictionary->m_dataPool.getCapacity()) {
+        // Mostly it is the memory limit that is too low, and the memory manager tells so.
         dictionary->m_memoryManager.allocate(header.m_dataPoolBytes);
+        sections.reportDamage("its " + std::to_string(header.m_dataPoolBytes) + " bytes are more than any pool holds.");
+    }
     dictionary->m_dataPool.initialize(dictionary->m_dataPool.getCapacity(), header.m_dataPoolBytes);
     sections.readExactly(dictionary->m_dataPool.getData(), header.m_dataPoolBytes);
     sections.endSection();
+    uint64_t unusedBytes = header.m_dataPoolBytes;
     for (uint64_t resourceID = 1; resourceID < header.m_nextResourceID; ++resourceID) {
         const uint8_t datatypeID = dictionary->getDatatypeID(resourceID);
         if (datatypeID == D_INVALID)
@@ -145,11 +151,17 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_
         if (dictionary->m_servers[datatypeID].m_datatype == nullptr)
             sections.reportDamage("resource " + std::to_string(resourceID) + " has the unknown datatype " +
                                   std::to_string(datatypeID) + ".");
-        if (!isChunk(dictionary->m_dataPool.getData(), header.m_dataPoolBytes,
-                     dictionary->m_resourceDataOffsets[resourceID]))
+        const uint64_t chunkSize = getChunkSize(dictionary->m_dataPool.getData(), header.m_dataPoolBytes,
+                                                dictionary->m_resourceDataOffsets[resourceID]);
+        if (chunkSize == 0)
             sections.reportDamage("there is no literal at offset " +
                                   std::to_string(dictionary->m_resourceDataOffsets[resourceID]) + " for resource " +
                                   std::to_string(resourceID) + ".");
+        // Resources that shared bytes would make a compaction write more than there are to read.
+        if (chunkSize > unusedBytes)
+            sections.reportDamage("its literals up to that of resource " + std::to_string(resourceID) +
+                                  " take more than its " + std::to_string(header.m_dataPoolBytes) + " bytes.");
+        unusedBytes -= chunkSize;
     }
 
     for (const Dictionary::Datatype& datatype : dictionary->m_datatypes) {

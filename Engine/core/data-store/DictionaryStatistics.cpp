@@ -30,9 +30,7 @@ size_t Dictionary::getUnusedDataPoolBytes() const {
     forEachResource([&usedBytes](uint64_t, const ResourceValue& resourceValue) {
         usedBytes += StringChunk::getChunkSizeFor(resourceValue.m_dataSize - 1);
     });
-    // A forged file may have made resources share their bytes.
-    const uint64_t end = m_dataPool.getEnd();
-    return end > usedBytes ? end - usedBytes : 0;
+    return m_dataPool.getEnd() - usedBytes;
 }
 
 std::unique_ptr<ComponentInfo> Dictionary::getComponentInfo() const {

@@ -132,6 +132,40 @@ TEST_P(DictionaryFileHostileTest, offsetsAndDatatypesThatLieAreFound) {
     expectFound(GetParam(), lies);
 }
 
+TEST_P(DictionaryFileHostileTest, aPoolLargerThanAnyIsFoundWhateverTheMemoryLimit) {
+    const Forged sound(*makeSampleDictionary(GetParam()));
+    for (const uint64_t bytes : {(uint64_t(1) << 44) + 1, uint64_t(1) << 45, ~uint64_t(0) >> 2}) {
+        Forged file = sound;
+        file.set<uint64_t>(Forged::HEADER, Forged::DATA_POOL_BYTES, bytes);
+        const auto exception =
+            catchException<MelnarException>([&] { readFromMemory(file.getBytes(), ~size_t(0) >> 1); });
+        EXPECT_EQ("Dictionary file 'memory' is damaged: section 'data pool': its " + std::to_string(bytes) +
+                      " bytes are more than any pool holds.",
+                  exception.getMessage());
+    }
+}
+
+TEST_P(DictionaryFileHostileTest, chunksThatAreSharedAreFoundWhenTheyAddUpToMoreThanThePool) {
+    // A pool of one chunk, as large as one resource and as small as two may have it.
+    Dictionary dictionary(TEST_MEMORY_LIMIT, GetParam());
+    {
+        DictionaryThread thread(dictionary);
+        for (const char* const text : {"abc", "def"})
+            dictionary.resolveResource(thread, text, D_XSD_STRING);
+    }
+    Forged file(dictionary);
+    ASSERT_EQ(10u, file.m_sections[Forged::DATA_POOL].size());
+    ASSERT_NO_THROW(readFromMemory(file.getBytes())) << "chunks that fill the pool";
+    file.set<uint64_t>(Forged::DATA_OFFSETS, 8, 0);
+    ASSERT_EQ(0u, readFromMemory(file.getBytes())->getUnusedDataPoolBytes()) << "shared, but not beyond the pool";
+    file.m_sections[Forged::DATA_POOL].resize(9);
+    file.set<uint64_t>(Forged::HEADER, Forged::DATA_POOL_BYTES, 9);
+    const auto exception = catchException<MelnarException>([&] { readFromMemory(file.getBytes()); });
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'data pool': its literals up to that of resource 2 take "
+              "more than its 9 bytes.",
+              exception.getMessage());
+}
+
 TEST_P(DictionaryFileHostileTest, chunksThatLieAreFound) {
     const Forged sound(*makeSampleDictionary(GetParam()));
     const uint64_t offset = sound.get<uint64_t>(Forged::DATA_OFFSETS, 5 * 8); // of "def", the last in the pool
