@@ -23,6 +23,9 @@ constexpr long LINE_RESOURCE_NOT_FOUND = 185;
 // Address space for the data pool is reserved up to here, however large the memory limit is.
 constexpr size_t LARGEST_DATA_POOL = size_t(1) << 44;
 
+static_assert(9 * (Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES + 1) + LARGEST_DATA_POOL < uint64_t(1) << 47,
+              "the largest dictionary fits into the address space");
+
 static_assert(Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS + 1 ==
                   DatatypePolicy<uint32_t>::BUCKET_IN_PROGRESS,
               "no resource ID of a narrow bucket may be a marker");

@@ -41,8 +41,9 @@ class DictionaryThread;
 ///            beside the dictionary, which the memory limit does not count. After any of them the dictionary is as it was.
 class Dictionary : private Unmovable {
 public:
-    /// No dictionary holds more resources than this, whatever the memory.
-    static constexpr uint64_t LARGEST_MAXIMUM_NUMBER_OF_RESOURCES = uint64_t(1) << 48;
+    /// No dictionary holds more resources than this, whatever the memory: at 9 bytes each there is room for them, and
+    /// for the largest data pool, in the 2^47 bytes of address space that a process has.
+    static constexpr uint64_t LARGEST_MAXIMUM_NUMBER_OF_RESOURCES = uint64_t(1) << 43;
 
     /// The largest number of resources with which the hash tables get by with 4 bytes a bucket instead of 8.
     static constexpr uint64_t LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS = 0xFFFFFFFD;

@@ -69,7 +69,7 @@ TEST(LoadOptionsTest, refusesWhatItCannotDo) {
     EXPECT_EQ("option --format needs ntriples, nquads, turtle or trig, not 'n3'", messageOf({"a", "--format", "n3"}));
     EXPECT_EQ("option --threads needs a number from 1 to 1024, not '0'", messageOf({"a.nt", "--threads", "0"}));
     EXPECT_EQ("option --threads needs a number from 1 to 1024, not '1025'", messageOf({"a.nt", "--threads", "1025"}));
-    EXPECT_EQ("option --max-resources needs a number from 1 to 281474976710656, not '0'",
+    EXPECT_EQ("option --max-resources needs a number from 1 to 8796093022208, not '0'",
               messageOf({"a.nt", "--max-resources", "0"}));
     EXPECT_EQ("option --memory-limit needs a number of bytes, such as 4096, 512M or 16G, not 'lots'",
               messageOf({"a.nt", "--memory-limit", "lots"}));

@@ -3,9 +3,12 @@
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/MemoryExhaustedException.h"
+#include "Engine/core/platform/SystemCallException.h"
+#include "tests/support/SystemCallFaults.h"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <set>
 #include <string>
 #include <thread>
@@ -45,9 +48,34 @@ TEST(DictionaryFailureTest, refusesAMaximumThatNoAddressSpaceHolds) {
         const Dictionary dictionary(MEMORY_LIMIT, Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES + 1);
         FAIL() << "nothing thrown";
     } catch (const MelnarException& exception) {
-        EXPECT_EQ("A dictionary can hold at most 281474976710656 resources, but was asked to hold 281474976710657.",
+        EXPECT_EQ("A dictionary can hold at most 8796093022208 resources, but was asked to hold 8796093022209.",
                   exception.getMessage());
     }
+}
+
+TEST(DictionaryFailureTest, theLargestMaximumAndTheLargestPoolFindTheirAddressSpace) {
+    Dictionary dictionary(size_t(1) << 60, Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES);
+    DictionaryThread thread(dictionary);
+    EXPECT_EQ(1u, dictionary.resolveResource(thread, "text", D_XSD_STRING));
+}
+
+TEST(DictionaryFailureTest, everyReservationThatIsRefusedIsReportedAndGivesTheOthersBack) {
+    size_t refused = 0;
+    for (;; ++refused) {
+        SystemCallFaults maps(SystemCallFaults::Call::MMAP);
+        const SystemCallFaults unmaps(SystemCallFaults::Call::MUNMAP);
+        maps.failAfter(refused, ENOMEM, SystemCallFaults::Duration::ONCE);
+        try {
+            const Dictionary dictionary(MEMORY_LIMIT, WIDE);
+            break;
+        } catch (const SystemCallException& exception) {
+            EXPECT_STREQ("mmap", exception.getSystemCallName());
+            EXPECT_EQ(ENOMEM, exception.getErrorCode());
+            EXPECT_EQ(0u, exception.getMessage().find("An error occurred while reserving ")) << exception.getMessage();
+            EXPECT_EQ(refused, unmaps.getNumberOfCalls());
+        }
+    }
+    EXPECT_EQ(5u, refused) << "offsets, datatype bytes, data pool and two tables";
 }
 
 TEST(DictionaryFailureTest, refusesTheResourceBeyondTheMaximumAndKeepsTheRest) {
