@@ -8,18 +8,36 @@
 
 namespace {
 
-/// The name of the temporary file, complete whenever s_isNameSet is.
+// What becomes of an interruption; a positive state is the number of the signal that waits for the end of a delay.
+constexpr int OPEN = 0;     // it ends the process at once
+constexpr int DELAYED = -1; // it waits
+constexpr int ENDING = -2;  // there has been one
+
+/// Whoever moves it from OPEN to DELAYED or ENDING, with acquire, owns what follows; release gives it back.
+std::atomic<int> s_state = OPEN;
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler uses it");
+
+/// The name of the temporary file; empty when there is none.
 char s_temporaryFileName[PATH_MAX];
 
-// Release when set, acquire in the handler, which may run in any thread: then the name is visible.
-std::atomic<bool> s_isNameSet = false;
-static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler reads it");
-
 /// Does only what a signal handler may do.
-void handleInterruption(const int signalNumber) {
-    if (s_isNameSet.load(std::memory_order_acquire))
+[[noreturn]] void end(const int signalNumber) noexcept {
+    if (s_temporaryFileName[0] != 0)
         ::unlink(s_temporaryFileName);
     ::_exit(128 + signalNumber);
+}
+
+void handleInterruption(const int signalNumber) {
+    for (int state = OPEN;;) {
+        if (s_state.compare_exchange_strong(state, state == OPEN ? ENDING : signalNumber, std::memory_order_acquire,
+                                            std::memory_order_relaxed)) {
+            if (state == OPEN)
+                end(signalNumber);
+            return;
+        }
+        if (state != OPEN && state != DELAYED)
+            return; // An earlier interruption ends the process.
+    }
 }
 
 } // namespace
@@ -27,6 +45,7 @@ void handleInterruption(const int signalNumber) {
 void exitCleanlyWhenInterrupted() {
     struct sigaction action = {};
     action.sa_handler = &handleInterruption;
+    action.sa_flags = SA_RESTART; // An interruption that waits is no failure of the call that it meets.
     ::sigemptyset(&action.sa_mask);
     ::sigaddset(&action.sa_mask, SIGINT);
     ::sigaddset(&action.sa_mask, SIGTERM);
@@ -38,14 +57,24 @@ void exitCleanlyWhenInterrupted() {
     }
 }
 
-TemporaryFileWhenInterrupted::TemporaryFileWhenInterrupted(const std::string& temporaryFileName) {
-    if (temporaryFileName.size() >= sizeof s_temporaryFileName)
-        return;
-    temporaryFileName.copy(s_temporaryFileName, temporaryFileName.size());
-    s_temporaryFileName[temporaryFileName.size()] = 0;
-    s_isNameSet.store(true, std::memory_order_release);
+InterruptionDelay::InterruptionDelay() noexcept {
+    for (int state = OPEN;
+         !s_state.compare_exchange_strong(state, DELAYED, std::memory_order_acquire, std::memory_order_relaxed);
+         state = OPEN)
+        ::pause(); // Another thread is ending the process.
 }
 
-TemporaryFileWhenInterrupted::~TemporaryFileWhenInterrupted() {
-    s_isNameSet.store(false, std::memory_order_release);
+InterruptionDelay::~InterruptionDelay() {
+    int state = DELAYED;
+    if (!s_state.compare_exchange_strong(state, OPEN, std::memory_order_release, std::memory_order_relaxed))
+        end(state);
+}
+
+void InterruptionDelay::setTemporaryFile(const std::string& fileName) noexcept {
+    if (fileName.size() < sizeof s_temporaryFileName)
+        s_temporaryFileName[fileName.copy(s_temporaryFileName, fileName.size())] = 0;
+}
+
+void InterruptionDelay::forgetTemporaryFile() noexcept {
+    s_temporaryFileName[0] = 0;
 }

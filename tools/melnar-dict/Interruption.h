@@ -5,13 +5,23 @@
 #include <string>
 
 /// Makes SIGINT and SIGTERM end the process with exit code 130 or 143, as a shell reports them, after removing the
-/// temporary file of whatever is being written at that moment. Called once, before threads start.
+/// temporary file that is being written at that moment, if any. Called once, before threads start.
 void exitCleanlyWhenInterrupted();
 
-/// While it lives, an interruption removes the given temporary file. One at a time.
-class TemporaryFileWhenInterrupted : private Unmovable {
+/// Puts interruptions off while it lives, whichever thread they come to; at its end, one that has come ends the process.
+/// Around the moments in which a temporary file appears or goes: so whoever is interrupted knows whether the name is
+/// that of its own file, and never removes the file of another process that has taken the name since.
+///
+/// Limits  At most one at a time, for as short as possible.
+class InterruptionDelay : private Unmovable {
 public:
-    /// A name that is too long to be a file's is left alone.
-    explicit TemporaryFileWhenInterrupted(const std::string& temporaryFileName);
-    ~TemporaryFileWhenInterrupted();
+    InterruptionDelay() noexcept;
+    ~InterruptionDelay();
+
+    /// From the end of this delay on, an interruption removes the file, which is this process's. A name that is too
+    /// long to be a file's is left alone.
+    void setTemporaryFile(const std::string& fileName) noexcept;
+
+    /// From the end of this delay on, an interruption removes nothing.
+    void forgetTemporaryFile() noexcept;
 };

@@ -2,14 +2,14 @@
 
 #include "tools/melnar-dict/BlockWork.h"
 #include "tools/melnar-dict/InputFile.h"
-#include "tools/melnar-dict/Interruption.h"
 #include "tools/melnar-dict/OrderedOutput.h"
+#include "tools/melnar-dict/OutputFile.h"
 #include "tools/melnar-dict/RewriteOptions.h"
 #include "tools/melnar-dict/StatementDecoder.h"
 #include "tools/melnar-dict/StatementEncoder.h"
 
 #include "Engine/core/data-store/Dictionary.h"
-#include "Engine/core/platform/stream/AtomicFileOutputStream.h"
+#include "Engine/core/platform/stream/OutputStream.h"
 #include "Engine/core/platform/system/ThreadContextRegistration.h"
 
 #include <memory>
@@ -118,10 +118,8 @@ ExitCode run(const std::string& verb, const char* const help, std::vector<std::s
         output.flush();
         return exitCode;
     }
-    const TemporaryFileWhenInterrupted temporaryFile(
-        AtomicFileOutputStream::getTemporaryFileName(options.m_outputName));
-    AtomicFileOutputStream file(options.m_outputName);
-    const ExitCode exitCode = rewriteFiles<Rewriter>(options, *dictionary, file, errorOutput);
+    OutputFile file(options.m_outputName);
+    const ExitCode exitCode = rewriteFiles<Rewriter>(options, *dictionary, file.getStream(), errorOutput);
     if (exitCode == ExitCode::DONE)
         file.commit();
     return exitCode;

@@ -175,13 +175,11 @@ void AtomicFileOutputStream::TemporaryFile::renameTo(const std::string& targetNa
 
 AtomicFileOutputStream::AtomicFileOutputStream(const std::string& fileName)
     : m_fileName(fileName), m_targetName(findTarget(fileName)), m_temporaryFile(m_targetName + TEMPORARY_SUFFIX),
-      m_output(m_temporaryFile.m_fileName, O_NOFOLLOW) {}
+      m_output(m_temporaryFile.m_fileName, O_NOFOLLOW), m_isPrepared(false) {}
 
-std::string AtomicFileOutputStream::getTemporaryFileName(const std::string& fileName) {
-    return followLinks(fileName) + TEMPORARY_SUFFIX;
-}
-
-void AtomicFileOutputStream::commit() {
+void AtomicFileOutputStream::prepare() {
+    if (m_isPrepared)
+        return;
     struct stat oldFile;
     if (examineOldFile(m_targetName, oldFile) &&
         ::chmod(m_temporaryFile.m_fileName.c_str(), oldFile.st_mode & 07777) != 0)
@@ -189,6 +187,11 @@ void AtomicFileOutputStream::commit() {
                                   "Cannot set the permissions of file '", m_temporaryFile.m_fileName, "'.");
     m_output.synchronize();
     m_output.close();
+    m_isPrepared = true;
+}
+
+void AtomicFileOutputStream::commit() {
+    prepare();
     m_temporaryFile.renameTo(m_targetName);
     synchronizeFolder(getFolderName(m_targetName));
 }

@@ -26,11 +26,15 @@ public:
     void write(const void* const data, const size_t numberOfBytes) override { m_output.write(data, numberOfBytes); }
     void flush() override { m_output.flush(); }
 
-    /// Makes what was written the file. Nothing may be written afterwards.
+    /// Completes the temporary file: flushes it to the disk and gives it the permissions of the old file. What still
+    /// fails after that is not for want of space. Nothing may be written afterwards. A second call does nothing.
+    void prepare();
+
+    /// Makes what was written the file; prepares it first unless that is done. Nothing may be written afterwards.
     void commit();
 
-    /// Where the bytes of `fileName` are written until the commit; for cleaning up after an interruption.
-    static std::string getTemporaryFileName(const std::string& fileName);
+    /// Where the bytes are written until the commit; for cleaning up after an interruption.
+    const std::string& getTemporaryFileName() const noexcept { return m_temporaryFile.m_fileName; }
 
 private:
     /// The temporary file's name, held by a lock on the file; removes the file unless it has been renamed.
@@ -52,4 +56,5 @@ private:
     const std::string m_targetName; // links followed
     TemporaryFile m_temporaryFile;
     FileOutputStream m_output;
+    bool m_isPrepared;
 };

@@ -51,7 +51,7 @@ TEST_F(AtomicFileOutputStreamTest, theOldFileStaysUntilTheCommit) {
     output.write("new", 3);
     output.flush();
     EXPECT_EQ("the old file is longer", TemporaryDirectory::getContentsOf(m_path));
-    EXPECT_EQ("new", TemporaryDirectory::getContentsOf(AtomicFileOutputStream::getTemporaryFileName(m_path)));
+    EXPECT_EQ("new", TemporaryDirectory::getContentsOf(output.getTemporaryFileName()));
     output.commit();
     EXPECT_EQ("new", TemporaryDirectory::getContentsOf(m_path));
     EXPECT_EQ((std::set<std::string>{"file"}), getFileNames(m_folder));
@@ -69,6 +69,32 @@ TEST_F(AtomicFileOutputStreamTest, withoutACommitNothingChangesAndNothingStays) 
         AtomicFileOutputStream output(m_path);
         output.write("new", 3);
         output.flush();
+    }
+    EXPECT_EQ("old", TemporaryDirectory::getContentsOf(m_path));
+    EXPECT_EQ((std::set<std::string>{"file"}), getFileNames(m_folder));
+}
+
+TEST_F(AtomicFileOutputStreamTest, aPreparedFileIsCompleteBesideTheOldOneUntilTheCommit) {
+    m_directory.addFile("file", "old");
+    ASSERT_EQ(0, ::chmod(m_path.c_str(), 0640));
+    AtomicFileOutputStream output(m_path);
+    output.write("new", 3);
+    output.prepare();
+    output.prepare();
+    EXPECT_EQ("old", TemporaryDirectory::getContentsOf(m_path));
+    EXPECT_EQ("new", TemporaryDirectory::getContentsOf(output.getTemporaryFileName()));
+    EXPECT_EQ(mode_t(0640), getPermissions(output.getTemporaryFileName()));
+    output.commit();
+    EXPECT_EQ("new", TemporaryDirectory::getContentsOf(m_path));
+    EXPECT_EQ((std::set<std::string>{"file"}), getFileNames(m_folder));
+}
+
+TEST_F(AtomicFileOutputStreamTest, whatWasPreparedButNotCommittedGoes) {
+    m_directory.addFile("file", "old");
+    {
+        AtomicFileOutputStream output(m_path);
+        output.write("new", 3);
+        output.prepare();
     }
     EXPECT_EQ("old", TemporaryDirectory::getContentsOf(m_path));
     EXPECT_EQ((std::set<std::string>{"file"}), getFileNames(m_folder));
@@ -118,7 +144,8 @@ TEST_F(AtomicFileOutputStreamTest, aLinkStaysALinkAndItsTargetIsReplaced) {
 
 TEST_F(AtomicFileOutputStreamTest, takesOverAFileThatADeadWriterLeft) {
     m_directory.addFile("file.saving", std::string(100000, 'x'));
-    ASSERT_EQ(m_path + ".saving", AtomicFileOutputStream::getTemporaryFileName(m_path));
+    EXPECT_EQ(m_path + ".saving", AtomicFileOutputStream(m_path).getTemporaryFileName());
+    m_directory.addFile("file.saving", std::string(100000, 'x'));
     replace(m_path, "new");
     EXPECT_EQ("new", TemporaryDirectory::getContentsOf(m_path));
     EXPECT_EQ((std::set<std::string>{"file"}), getFileNames(m_folder));
