@@ -36,11 +36,14 @@ ExitCode runCompact(std::vector<std::string> arguments, StandardOutput& output, 
     }
     const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
     const std::vector<uint64_t> newResourceIDs = dictionary->compact();
-    // What became of the IDs is told before the old ones are gone.
-    for (uint64_t resourceID = 1; resourceID < newResourceIDs.size(); ++resourceID)
-        if (newResourceIDs[resourceID] != 0 && newResourceIDs[resourceID] != resourceID)
-            output.write(std::to_string(resourceID) + '\t' + std::to_string(newResourceIDs[resourceID]) + '\n');
-    output.flush();
-    saveDictionary(*dictionary, options.m_outputName ? *options.m_outputName : options.m_dictionaryName);
+    // What became of the IDs is told when the new ones are on the disk, and before the old ones are gone.
+    const auto printChangedIDs = [&] {
+        for (uint64_t resourceID = 1; resourceID < newResourceIDs.size(); ++resourceID)
+            if (newResourceIDs[resourceID] != 0 && newResourceIDs[resourceID] != resourceID)
+                output.write(std::to_string(resourceID) + '\t' + std::to_string(newResourceIDs[resourceID]) + '\n');
+        output.flush();
+    };
+    saveDictionary(*dictionary, options.m_outputName ? *options.m_outputName : options.m_dictionaryName,
+                   printChangedIDs);
     return ExitCode::DONE;
 }

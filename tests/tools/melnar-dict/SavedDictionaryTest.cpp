@@ -1,4 +1,5 @@
 #include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/DictionaryThread.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict/ToolProcess.h"
 
@@ -47,6 +48,20 @@ protected:
         m_directory.addFile(fileName, contents);
     }
 
+    /// Adds "new" to the saved dictionary, as resource 6: 4 and 5 are withdrawn.
+    void addWithGap() const {
+        const auto dictionary = Dictionary::open(m_directory.getPathOf("d"), size_t(1) << 30);
+        {
+            DictionaryThread thread(*dictionary);
+            dictionary->resolveResource(thread, "gone", D_XSD_STRING);
+            dictionary->resolveResource(thread, "gone@en", D_RDF_PLAIN_LITERAL);
+            dictionary->rollback();
+            EXPECT_EQ(6u, dictionary->resolveResource(thread, "new", D_XSD_STRING));
+        }
+        dictionary->commit();
+        dictionary->save(m_directory.getPathOf("d"));
+    }
+
     TemporaryDirectory m_directory;
 };
 
@@ -69,6 +84,14 @@ TEST_F(SavedDictionaryTest, getPrintsLiteralsAndWhatIsNotFound) {
     const ToolResult missing = run({"get", "d", "4", "2", "0", "18446744073709551615"});
     EXPECT_EQ(1, missing.m_exitCode);
     EXPECT_EQ("not found\t4\n2\t\"eins\"@de\nnot found\t0\nnot found\t18446744073709551615\n", missing.m_output);
+}
+
+TEST_F(SavedDictionaryTest, getFindsNothingUnderAWithdrawnID) {
+    addWithGap();
+    const ToolResult result = run({"get", "d", "4", "6", "5"});
+    EXPECT_EQ(1, result.m_exitCode);
+    EXPECT_EQ("", result.m_errorOutput);
+    EXPECT_EQ("not found\t4\n6\t\"new\"\nnot found\t5\n", result.m_output);
 }
 
 TEST_F(SavedDictionaryTest, getRefusesWhatIsNoID) {
@@ -248,15 +271,32 @@ TEST_F(SavedDictionaryTest, compactKeepsWhatIsThere) {
 }
 
 TEST_F(SavedDictionaryTest, compactPrintsTheIDsThatChange) {
-    {
-        const auto dictionary = Dictionary::open(m_directory.getPathOf("d"), size_t(1) << 30);
-        dictionary->compact([](const uint64_t resourceID, const ResourceValue&) { return resourceID != 1; });
-        dictionary->save(m_directory.getPathOf("d"));
-    }
-    EXPECT_EQ("1\t\"eins\"@de\n2\t\"line\\nbreak \\\"quoted\\\"\"@en-GB\n", run({"dump", "d"}).m_output);
-    m_directory.addFile("more.nt", "<urn:s> <urn:p> \"one\" .\n");
-    ASSERT_EQ(0, run({"load", "more.nt", "--into", "d"}).m_exitCode);
+    addWithGap();
+    const ToolResult result = run({"compact", "d"});
+    EXPECT_EQ(0, result.m_exitCode);
+    EXPECT_EQ("6\t4\n", result.m_output);
+    EXPECT_EQ("1\t\"one\"\n2\t\"eins\"@de\n3\t\"line\\nbreak \\\"quoted\\\"\"@en-GB\n4\t\"new\"\n",
+              run({"dump", "d"}).m_output);
     EXPECT_EQ("", run({"compact", "d"}).m_output);
+}
+
+TEST_F(SavedDictionaryTest, compactPrintsNoIDsWhenItCannotSave) {
+    addWithGap();
+    const std::string before = getContentsOf("d");
+    const ToolResult result = run({"compact", "d", "-o", "no/such/folder/d"});
+    EXPECT_EQ(3, result.m_exitCode);
+    EXPECT_EQ("", result.m_output);
+    EXPECT_EQ(before, getContentsOf("d"));
+}
+
+TEST_F(SavedDictionaryTest, compactKeepsTheOldIDsWhenItCannotPrintTheNewOnes) {
+    addWithGap();
+    const std::string before = getContentsOf("d");
+    ToolInput input;
+    input.m_outputPath = "/dev/full";
+    EXPECT_EQ(3, runToolProcess({"compact", m_directory.getPathOf("d")}, input).m_exitCode);
+    EXPECT_EQ(before, getContentsOf("d"));
+    EXPECT_FALSE(exists("d.saving"));
 }
 
 TEST_F(SavedDictionaryTest, everyVerbHasHelp) {
