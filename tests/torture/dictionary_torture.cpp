@@ -1,7 +1,8 @@
-/// Kills processes at random moments and checks what they leave:
+/// Kills processes at random moments and checks what they leave; checks what is too large for a test:
 ///
 ///   dictionary-torture save-kill N FOLDER       N kills of a process that changes and saves a dictionary in a loop
 ///   dictionary-torture compact-kill N FOLDER    the same with a compaction before each save
+///   dictionary-torture large N FOLDER           a dictionary with N GiB of literals, saved and opened
 ///
 /// The child tells its parent, through a pipe, which state it is about to save and which one a save has completed.
 /// After each kill the file must open, verify, and hold exactly one state: the last one that was completed, or the one
@@ -9,6 +10,7 @@
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
+#include "tests/torture/LargeDictionary.h"
 
 #include <chrono>
 #include <csignal>
@@ -206,13 +208,17 @@ private:
     size_t m_newStates = 0;
 };
 
-int run(const std::string& mode, const std::string& numberOfKills, const std::string& folder) {
+int run(const std::string& mode, const std::string& number, const std::string& folder) {
+    if (mode == "large") {
+        checkLargeDictionary(std::stoul(number), folder);
+        return 0;
+    }
     if (mode != "save-kill" && mode != "compact-kill")
         throw std::invalid_argument("there is no mode '" + mode + "'");
     const char* const seed = std::getenv("MELNAR_SEED");
     Torture torture(mode == "save-kill" ? Mode::SAVE : Mode::COMPACT, folder,
                     seed == nullptr ? 1 : static_cast<uint32_t>(std::stoul(seed)));
-    for (unsigned long kills = std::stoul(numberOfKills); kills != 0; --kills)
+    for (unsigned long kills = std::stoul(number); kills != 0; --kills)
         torture.kill();
     torture.report();
     return torture.hasShownSomething() ? 0 : 1;
@@ -222,7 +228,7 @@ int run(const std::string& mode, const std::string& numberOfKills, const std::st
 
 int main(const int argumentCount, const char* const* const arguments) {
     if (argumentCount != 4) {
-        std::cerr << "usage: dictionary-torture save-kill|compact-kill N FOLDER\n";
+        std::cerr << "usage: dictionary-torture save-kill|compact-kill|large N FOLDER\n";
         return 2;
     }
     try {
