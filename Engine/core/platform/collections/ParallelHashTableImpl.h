@@ -29,13 +29,16 @@
 ///
 /// MEMORY ORDERS
 ///   #   operation                             order    pairs with   makes visible                     checked by
-///   Z1  elect, CAS NOT_RESIZING->PREPARING    acq_rel  Z2, Z6       the last resize's outcome         TSan
-///   Z2  start or fail, store                  release  Z3, Z4       the new array and its size        TSan
-///   Z3  read the state, load                  acquire  Z2, Z6
-///   Z4  claim a chunk, CAS k->k+1             acq_rel  Z2, Z4       as Z2, through the chain of RMWs  TSan
+///   Z1  elect, CAS NOT_RESIZING->PREPARING    acq_rel  Z2, Z6       the last resize's outcome         argued
+///   Z2  start or fail, store                  release  Z3, Z4       the new array and its size        argued
+///   Z3  read the state, load                  acquire  Z2, Z6                                         TSan
+///   Z4  claim a chunk, CAS k->k+1             acq_rel  Z2, Z4       as Z2, through the chain of RMWs  argued
 ///   Z5  pending chunks - 1                    acq_rel  Z5           all buckets rehashed (O6) before  TSan
 ///   Z6  finish, store NOT_RESIZING            release  Z3           the whole new array               TSan
 ///   Z7  pending chunks, store                 release  Z5           nothing more than Z2 does         argued
+/// TSan and argued: as in ParallelHashTable.h. Z1: who elects itself has read NOT_RESIZING through Z3, and takes every
+/// slot (T1) before it touches anything. Z2, Z4, Z7: who sees the new array holds a slot that the leader has left
+/// behind it (T2, T3), or was parked under the mutex.
 template<class Policy>
 ParallelHashTable<Policy>::ParallelHashTable(MemoryManager& memoryManager, const Policy& policy) noexcept
     : m_policy(policy), m_resizeState(NOT_RESIZING), m_hashMask(0), m_afterLastBucket(nullptr),
