@@ -10,6 +10,9 @@
 
 namespace {
 
+// As many lines as a run of serd costs.
+constexpr size_t LINES_FOR_SERD = 16;
+
 const char* findByte(const char* const begin, const char* const end, const char byte) noexcept {
     const void* const found = begin == end ? nullptr : std::memchr(begin, byte, static_cast<size_t>(end - begin));
     return found == nullptr ? end : static_cast<const char*>(found);
@@ -23,34 +26,50 @@ void LineParser::parse(const std::string_view text, ParsedPiece& piece) {
     m_unread = text.data();
     m_end = text.data() + text.size();
     m_firstInvalidByte = findInvalidUtf8(m_unread, m_end);
-    m_mayHaveEscapes = text.find('\\') != std::string_view::npos;
-    m_hasCarriageReturns = text.find('\r') != std::string_view::npos;
     m_statementLines.clear();
     m_omissions.clear();
-    if (readShapes())
+    m_plainLine.reserve(text.size());
+    if (readLines())
         runSerdTo(m_end);
     piece.m_numberOfLineEnds = m_line - 1;
 }
 
 /// Goes over all lines; false when the block is done with because of an error.
-bool LineParser::readShapes() {
+bool LineParser::readLines() {
     for (const char* begin = m_unread; begin != m_end;) {
-        const char* const lineFeed = findByte(begin, m_end, '\n');
-        const char* const lineEnd = m_hasCarriageReturns ? findByte(begin, lineFeed, '\r') : lineFeed;
-        const char* const next = lineEnd == m_end ? m_end : lineEnd + 1;
-        if (!takeLine(begin, lineEnd, next))
-            return false;
-        if (lineEnd == lineFeed && lineFeed != m_end)
-            ++m_line;
-        begin = next;
+        const bool mayBePlain = m_numberOfLinesForSerd == 0;
+        const char* lineEnd = mayBePlain ? m_plainLine.read(begin, m_end) : nullptr;
+        if (lineEnd != nullptr && lineEnd <= m_firstInvalidByte) {
+            if (!takePlainLine(begin, lineEnd))
+                return false;
+        } else {
+            lineEnd = findByte(begin, findByte(begin, m_end, '\n'), '\r');
+            if (!takeLine(begin, lineEnd, lineEnd == m_end ? m_end : lineEnd + 1))
+                return false;
+        }
+        if (lineEnd == m_end)
+            return true;
+        m_line += *lineEnd == '\n' ? 1 : 0;
+        begin = lineEnd + 1;
     }
     return true;
 }
 
+/// Takes the statement of a line that is plain, behind those of the lines before it.
+bool LineParser::takePlainLine(const char* const begin, const char* const end) {
+    if (!m_statementLines.empty() && !runSerdTo(begin))
+        return false;
+    m_omissions.clear();
+    m_unread = end;
+    const char* const cause = takeStatement(m_plainLine.getStatement(), m_line);
+    return cause == nullptr || addError(m_line, cause);
+}
+
+/// Takes a line that may not be plain.
 bool LineParser::takeLine(const char* const begin, const char* const end, const char* const next) {
     LineShape shape{LineShape::Kind::FAULTY, "invalid UTF-8"};
     if (m_firstInvalidByte >= end)
-        shape = shapeOfLine({begin, end}, hasGraphs(m_format), m_mayHaveEscapes);
+        shape = shapeOfLine({begin, end}, hasGraphs(m_format), true);
     else
         m_firstInvalidByte = findInvalidUtf8(next, m_end);
     if (shape.m_kind == LineShape::Kind::FAULTY) {
@@ -59,8 +78,10 @@ bool LineParser::takeLine(const char* const begin, const char* const end, const 
         m_unread = next;
         return true;
     }
-    if (shape.m_kind == LineShape::Kind::STATEMENT)
+    if (shape.m_kind == LineShape::Kind::STATEMENT) {
         m_statementLines.push_back({m_line, next});
+        m_numberOfLinesForSerd = (m_numberOfLinesForSerd == 0 ? LINES_FOR_SERD : m_numberOfLinesForSerd) - 1;
+    }
     if (shape.m_gap != nullptr)
         m_omissions.push_back({shape.m_gap, shape.m_gap});
     if (shape.m_end != end)
@@ -119,16 +140,19 @@ size_t LineParser::provideText(char* const buffer, const size_t size) {
 const char* LineParser::takeStatement(const SerdStatement& statement) {
     if (m_numberOfStatementsRead == m_statementLines.size())
         return "more statements than lines";
+    const char* const cause = takeStatement(statement, m_statementLines[m_numberOfStatementsRead].m_line);
+    if (cause == nullptr)
+        ++m_numberOfStatementsRead;
+    return cause;
+}
+
+const char* LineParser::takeStatement(const SerdStatement& statement, const uint64_t line) {
     const SerdNode* const datatype = statement.m_datatype;
     const LiteralKind kind =
         datatype == nullptr
             ? LiteralKind::OTHER
             : literalKindOfDatatype({reinterpret_cast<const char*>(datatype->buf), datatype->n_bytes}, {});
-    const char* const cause =
-        takeLineStatement(statement, kind, m_statementLines[m_numberOfStatementsRead].m_line, *m_piece);
-    if (cause == nullptr)
-        ++m_numberOfStatementsRead;
-    return cause;
+    return takeLineStatement(statement, kind, line, *m_piece);
 }
 
 const char* LineParser::takeLineStatement(const SerdStatement& statement, const LiteralKind kind, const uint64_t line,

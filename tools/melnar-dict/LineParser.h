@@ -3,6 +3,7 @@
 #include "tools/melnar-dict/LineShape.h"
 #include "tools/melnar-dict/LiteralCollector.h"
 #include "tools/melnar-dict/ParsedPiece.h"
+#include "tools/melnar-dict/PlainLine.h"
 #include "tools/melnar-dict/RdfFormat.h"
 #include "tools/melnar-dict/SerdClient.h"
 
@@ -12,12 +13,17 @@
 /// Reads blocks of N-Triples or N-Quads, each on its own. Collects their string literals, unless a subclass does
 /// something else with the statements.
 ///
+/// Plain lines are read at once. The others, once their shape is found to be sound, wait until they are given to serd
+/// together: a run of serd costs as much as some lines, so after a line that is not plain the next ones are given to
+/// serd too, whatever they are.
+///
 /// Units    Lines are counted by line feeds. Statements also end at a carriage return.
 /// Threads  One at a time; each thread has its own parser.
 /// Errors   Bad data goes into the piece: the first of the block, or, when lenient, one for each bad line.
 class LineParser : private SerdClient {
 public:
-    LineParser(RdfFormat format, bool lenient) : m_format(format), m_isLenient(lenient) {}
+    LineParser(const RdfFormat format, const bool lenient)
+        : m_format(format), m_isLenient(lenient), m_plainLine(hasGraphs(format)) {}
 
     /// Reads a block of whole lines into an empty piece.
     void parse(std::string_view text, ParsedPiece& piece);
@@ -40,24 +46,26 @@ private:
         const char* m_end;
     };
 
-    bool readShapes();
+    bool readLines();
+    bool takePlainLine(const char* begin, const char* end);
     bool takeLine(const char* begin, const char* end, const char* next);
     bool runSerdTo(const char* end);
     bool addError(uint64_t line, std::string_view cause);
 
     size_t provideText(char* buffer, size_t size) final;
     const char* takeStatement(const SerdStatement& statement) final;
+    const char* takeStatement(const SerdStatement& statement, uint64_t line);
     const char* takeBase(const SerdNode& iri) final;
     const char* takePrefix(const SerdNode& name, const SerdNode& iri) final;
 
     const RdfFormat m_format;
     const bool m_isLenient;
+    PlainLine m_plainLine;
     ParsedPiece* m_piece = nullptr;
     const char* m_end = nullptr;
     const char* m_firstInvalidByte = nullptr;
-    bool m_mayHaveEscapes = false;
-    bool m_hasCarriageReturns = false;
     uint64_t m_line = 0;
+    size_t m_numberOfLinesForSerd = 0; // the next lines that are not tried as plain ones
     // The text from here on has been found well shaped but has not been given to serd.
     const char* m_unread = nullptr;
     const char* m_unreadEnd = nullptr;

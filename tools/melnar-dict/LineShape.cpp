@@ -3,6 +3,7 @@
 #include "tools/melnar-dict/Escapes.h"
 #include "tools/melnar-dict/NameCharacters.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -101,15 +102,26 @@ private:
 
     bool readLiteralSuffix() noexcept {
         if (isAt('@'))
-            do
-                ++m_current;
-            while (m_current != m_end && (CHARMAP_ALPHANUMERIC[static_cast<uint8_t>(*m_current)] != 0 || isAt('-')));
-        else if (isAt('^')) {
+            return readTag();
+        if (isAt('^')) {
             if (remaining() < 3 || m_current[1] != '^' || m_current[2] != '<')
                 return fail("expected a datatype: '^^' and an IRI");
             m_current += 2;
             return readIri();
         }
+        return true;
+    }
+
+    /// Only where the letters of a tag end is judged: the parser reads that far, hands the statement out, and then takes
+    /// offence at a digit.
+    bool readTag() noexcept {
+        const auto isOf = [](const CharacterMap& map, const char byte) { return map[static_cast<uint8_t>(byte)] != 0; };
+        const char* const tag = m_current + 1;
+        m_current = std::find_if_not(tag, m_end, [&](const char byte) { return isOf(CHARMAP_ALPHABETIC, byte); });
+        if (m_current != tag && m_current != m_end && isOf(CHARMAP_ALPHANUMERIC, *m_current))
+            return fail("a language tag does not start with letters alone");
+        m_current = std::find_if_not(m_current, m_end,
+                                     [&](const char byte) { return byte == '-' || isOf(CHARMAP_ALPHANUMERIC, byte); });
         return true;
     }
 

@@ -1,25 +1,15 @@
 #include "tools/melnar-dict/Utf8.h"
 
 #include <cstddef>
-#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace {
 
 constexpr uint8_t toByte(const char character) noexcept {
     return static_cast<uint8_t>(character);
-}
-
-const char* skipAscii(const char* current, const char* const end) noexcept {
-    constexpr uint64_t HIGH_BITS = 0x8080808080808080;
-    for (; end - current >= 8; current += 8) {
-        uint64_t word;
-        std::memcpy(&word, current, sizeof word);
-        if ((word & HIGH_BITS) != 0)
-            break;
-    }
-    while (current != end && toByte(*current) < 0x80)
-        ++current;
-    return current;
 }
 
 bool isContinuation(const char character) noexcept {
@@ -47,20 +37,84 @@ size_t lengthOfSequence(const char* const current, const char* const end) noexce
                : 0;
 }
 
+#if defined(__SSE2__)
+
+/// Sixteen bytes of a text, and the sixteen before them.
+class Utf8Chunk {
+public:
+    Utf8Chunk(const char* const bytes, const __m128i previous) noexcept
+        : m_bytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes))), m_previous(previous) {}
+
+    __m128i getBytes() const noexcept { return m_bytes; }
+
+    bool isAscii() const noexcept { return _mm_movemask_epi8(_mm_or_si128(m_bytes, m_previous)) == 0; }
+
+    /// Whether no byte is wrong behind those that stand before it; one that is missing shows in the next chunk.
+    bool isWellFormed() const noexcept {
+        const __m128i first = _mm_or_si128(_mm_slli_si128(m_bytes, 1), _mm_srli_si128(m_previous, 15));
+        const __m128i second = _mm_or_si128(_mm_slli_si128(m_bytes, 2), _mm_srli_si128(m_previous, 14));
+        const __m128i third = _mm_or_si128(_mm_slli_si128(m_bytes, 3), _mm_srli_si128(m_previous, 13));
+        // Where the highest bit is set, a byte stands one, two or three places behind one that asks for so many more.
+        const __m128i isAskedFor =
+            _mm_or_si128(_mm_subs_epu8(first, all(0xC0 - 0x80)),
+                         _mm_or_si128(_mm_subs_epu8(second, all(0xE0 - 0x80)), _mm_subs_epu8(third, all(0xF0 - 0x80))));
+        const __m128i isContinuation = isBelow(0xC0);
+        const __m128i neverOccurs = _mm_or_si128(_mm_subs_epu8(m_bytes, all(0xF5 - 0x80)),
+                                                 _mm_cmpeq_epi8(_mm_and_si128(m_bytes, all(0xFE)), all(0xC0)));
+        const __m128i isOverlong = _mm_or_si128(_mm_and_si128(_mm_cmpeq_epi8(first, all(0xE0)), isBelow(0xA0)),
+                                                _mm_and_si128(_mm_cmpeq_epi8(first, all(0xF0)), isBelow(0x90)));
+        const __m128i isTooLarge = _mm_or_si128(_mm_andnot_si128(isBelow(0xA0), _mm_cmpeq_epi8(first, all(0xED))),
+                                                _mm_andnot_si128(isBelow(0x90), _mm_cmpeq_epi8(first, all(0xF4))));
+        const __m128i isWrong = _mm_or_si128(_mm_xor_si128(isAskedFor, isContinuation),
+                                             _mm_or_si128(neverOccurs, _mm_or_si128(isOverlong, isTooLarge)));
+        return _mm_movemask_epi8(isWrong) == 0;
+    }
+
+private:
+    static __m128i all(const unsigned byte) noexcept { return _mm_set1_epi8(static_cast<char>(byte)); }
+
+    /// Where a byte is at least 0x80 and below this; as signed numbers, such bytes stand in the same order below zero.
+    __m128i isBelow(const unsigned byte) const noexcept { return _mm_cmplt_epi8(m_bytes, all(byte)); }
+
+    const __m128i m_bytes;
+    const __m128i m_previous;
+};
+
+/// Skips well-formed sequences, most of those there are.
+const char* skipChunks(const char* const begin, const char* const end) noexcept {
+    const char* current = begin;
+    for (__m128i previous = _mm_setzero_si128(); end - current >= 16; current += 16) {
+        const Utf8Chunk chunk(current, previous);
+        if (!chunk.isAscii() && !chunk.isWellFormed())
+            break;
+        previous = chunk.getBytes();
+    }
+    // The last sequence may go on from here.
+    const char* last = current;
+    while (last != begin && current - last < 3 && isContinuation(last[-1]))
+        --last;
+    return last != begin && toByte(last[-1]) >= 0x80 ? last - 1 : current;
+}
+
+#else
+
+const char* skipChunks(const char* const begin, const char*) noexcept {
+    return begin;
+}
+
+#endif
+
 } // namespace
 
 const char* findInvalidUtf8(const char* const begin, const char* const end) noexcept {
-    const char* current = begin;
-    for (;;) {
-        if (current == end || toByte(*current) < 0x80)
-            current = skipAscii(current, end);
-        if (current == end)
-            return end;
-        const size_t length = lengthOfSequence(current, end);
+    const char* current = skipChunks(begin, end);
+    while (current != end) {
+        const size_t length = toByte(*current) < 0x80 ? 1 : lengthOfSequence(current, end);
         if (length == 0)
             return current;
         current += length;
     }
+    return end;
 }
 
 uint32_t decodeUtf8(const char* const begin) noexcept {

@@ -151,6 +151,15 @@ TEST_F(LineParserTest, handsBrokenTagsOnForTheEngineToJudge) {
     EXPECT_EQ((Literals{{1, "a@en-"}, {2, "b@en--x"}}), getLiterals());
 }
 
+TEST_F(LineParserTest, refusesTheLineOfAWrongTagAndNotTheNext) {
+    const std::string wrong = statement("\"a\"@en1");
+    for (const std::string& text : {wrong, wrong + statement("\"b\"")}) {
+        parse(text, true);
+        EXPECT_EQ((Errors{{1, "a language tag does not start with letters alone"}}), getErrors());
+        EXPECT_EQ(text == wrong ? Literals{} : (Literals{{2, "b"}}), getLiterals());
+    }
+}
+
 TEST_F(LineParserTest, isTheSameParserForBlockAfterBlock) {
     LineParser parser(RdfFormat::N_TRIPLES, false);
     parser.parse(statement("bad"), m_piece);

@@ -75,6 +75,13 @@ TEST(LineShapeTest, refusesDatatypesThatAreNoIri) {
         EXPECT_EQ("expected a datatype: '^^' and an IRI", causeOf(line)) << line;
 }
 
+TEST(LineShapeTest, refusesTagsWhoseLettersADigitFollows) {
+    for (const std::string_view line : {"<a:s> <a:p> \"x\"@en1 .", "<a:s> <a:p> \"x\"@z7h-Hant ."})
+        EXPECT_EQ("a language tag does not start with letters alone", causeOf(line)) << line;
+    for (const std::string_view line : {"<a:s> <a:p> \"x\"@1 .", "<a:s> <a:p> \"x\"@ .", "<a:s> <a:p> \"x\"@-1 ."})
+        EXPECT_EQ(Kind::STATEMENT, shapeOf(line).m_kind) << "the parser refuses it itself: " << line;
+}
+
 TEST(LineShapeTest, refusesBlankNodesThatAreNone) {
     EXPECT_EQ("a blank node lacks its ':'", causeOf("_ <a:p> <a:o> ."));
     EXPECT_EQ("a blank node lacks its ':'", causeOf("_b <a:p> <a:o> ."));

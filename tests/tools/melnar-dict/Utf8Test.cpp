@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <random>
 #include <string>
 
 namespace {
@@ -58,6 +60,53 @@ TEST(Utf8Test, findsTheFirstInvalidByteAtEveryDistance) {
                 text += filling;
             EXPECT_EQ(text.size(), validLengthOf(text + "\xFFzzzzzzzzzzzzzzzz")) << distance;
         }
+}
+
+/// The same decision, made as plainly as possible.
+size_t validLengthByTheBook(const std::string& text) {
+    for (size_t begin = 0; begin < text.size();) {
+        const auto byteAt = [&](const size_t index) { return static_cast<uint8_t>(text[begin + index]); };
+        const uint8_t first = byteAt(0);
+        const size_t length = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+        if ((first >= 0x80 && first < 0xC0) || first >= 0xF8 || text.size() - begin < length)
+            return begin;
+        for (size_t index = 1; index < length; ++index)
+            if ((byteAt(index) & 0xC0) != 0x80)
+                return begin;
+        const uint32_t codePoint = decodeUtf8(&text[begin]);
+        const uint32_t smallest = length == 1 ? 0 : length == 2 ? 0x80 : length == 3 ? 0x800 : 0x10000;
+        if (codePoint < smallest || codePoint > 0x10FFFF || (codePoint >= 0xD800 && codePoint <= 0xDFFF))
+            return begin;
+        begin += length;
+    }
+    return text.size();
+}
+
+TEST(Utf8Test, decidesAboutAnyBytesAsTheBookDoes) {
+    const std::string pieces[] = {"a",
+                                  "text of sixteen ",
+                                  "\xC3\xA4",
+                                  "\xE0\xA4\x95",
+                                  "\xED\x95\x9C",
+                                  "\xE2\x82\xAC",
+                                  "\xF0\x9F\x98\x80",
+                                  "\xF4\x8F\xBF\xBF"};
+    std::mt19937 random(7);
+    size_t numberOfValidTexts = 0;
+    for (size_t round = 0; round < 50000; ++round) {
+        std::string text;
+        for (size_t count = random() % 30; count > 0; --count)
+            text += pieces[random() % std::size(pieces)];
+        if (random() % 4 != 0 && !text.empty())
+            text[random() % text.size()] = static_cast<char>(random() % 256);
+        if (random() % 4 == 0)
+            text.resize(random() % (text.size() + 1));
+        const size_t expected = validLengthByTheBook(text);
+        ASSERT_EQ(expected, validLengthOf(text)) << testing::PrintToString(text);
+        numberOfValidTexts += expected == text.size() ? 1u : 0u;
+    }
+    EXPECT_GT(numberOfValidTexts, 10000u);
+    EXPECT_LT(numberOfValidTexts, 40000u);
 }
 
 TEST(Utf8Test, decodesSequencesOfEveryLength) {
