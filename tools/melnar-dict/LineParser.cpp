@@ -10,9 +10,6 @@
 
 namespace {
 
-// As many lines as a run of serd costs.
-constexpr size_t LINES_FOR_SERD = 16;
-
 const char* findByte(const char* const begin, const char* const end, const char byte) noexcept {
     const void* const found = begin == end ? nullptr : std::memchr(begin, byte, static_cast<size_t>(end - begin));
     return found == nullptr ? end : static_cast<const char*>(found);
@@ -37,8 +34,7 @@ void LineParser::parse(const std::string_view text, ParsedPiece& piece) {
 /// Goes over all lines; false when the block is done with because of an error.
 bool LineParser::readLines() {
     for (const char* begin = m_unread; begin != m_end;) {
-        const bool mayBePlain = m_numberOfLinesForSerd == 0;
-        const char* lineEnd = mayBePlain ? m_plainLine.read(begin, m_end) : nullptr;
+        const char* lineEnd = m_plainLine.read(begin, m_end);
         if (lineEnd != nullptr && lineEnd <= m_firstInvalidByte) {
             if (!takePlainLine(begin, lineEnd))
                 return false;
@@ -78,10 +74,8 @@ bool LineParser::takeLine(const char* const begin, const char* const end, const 
         m_unread = next;
         return true;
     }
-    if (shape.m_kind == LineShape::Kind::STATEMENT) {
+    if (shape.m_kind == LineShape::Kind::STATEMENT)
         m_statementLines.push_back({m_line, next});
-        m_numberOfLinesForSerd = (m_numberOfLinesForSerd == 0 ? LINES_FOR_SERD : m_numberOfLinesForSerd) - 1;
-    }
     if (shape.m_gap != nullptr)
         m_omissions.push_back({shape.m_gap, shape.m_gap});
     if (shape.m_end != end)

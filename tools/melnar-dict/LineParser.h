@@ -13,9 +13,8 @@
 /// Reads blocks of N-Triples or N-Quads, each on its own. Collects their string literals, unless a subclass does
 /// something else with the statements.
 ///
-/// Plain lines are read at once. The others, once their shape is found to be sound, wait until they are given to serd
-/// together: a run of serd costs as much as some lines, so after a line that is not plain the next ones are given to
-/// serd too, whatever they are.
+/// Plain lines are read at once. The others, once their shape is found to be sound, wait for serd to read them together,
+/// up to the next plain line.
 ///
 /// Units    Lines are counted by line feeds. Statements also end at a carriage return.
 /// Threads  One at a time; each thread has its own parser.
@@ -65,7 +64,6 @@ private:
     const char* m_end = nullptr;
     const char* m_firstInvalidByte = nullptr;
     uint64_t m_line = 0;
-    size_t m_numberOfLinesForSerd = 0; // the next lines that are not tried as plain ones
     // The text from here on has been found well shaped but has not been given to serd.
     const char* m_unread = nullptr;
     const char* m_unreadEnd = nullptr;

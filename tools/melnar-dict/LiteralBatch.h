@@ -1,8 +1,11 @@
 #pragma once
 
+#include "Engine/core/data-store/dictionary/BatchEntry.h"
+
 #include <cstddef>
 #include <cstdint>
-#include <string>
+#include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -14,14 +17,7 @@
 /// Threads    One at a time.
 class LiteralBatch {
 public:
-    struct Entry {
-        size_t m_offset;
-        size_t m_length;
-        uint64_t m_line; // counted from the start of what was parsed
-        uint8_t m_datatypeID;
-    };
-
-    /// Appends a literal whose lexical form is given.
+    /// Appends a literal whose lexical form is given, found in a line that is counted from the start of what was parsed.
     void append(std::string_view lexicalForm, uint8_t datatypeID, uint64_t line);
 
     /// Appends the rdf:PlainLiteral that a text with a language tag is.
@@ -30,14 +26,22 @@ public:
     /// Empties the batch and keeps its memory.
     void clear() noexcept;
 
-    const std::vector<Entry>& getEntries() const noexcept { return m_entries; }
-    size_t getNumberOfBytes() const noexcept { return m_bytes.size(); }
+    /// The literals, as the dictionary takes them.
+    std::span<BatchEntry> getEntries() noexcept { return m_entries; }
+    std::span<const BatchEntry> getEntries() const noexcept { return m_entries; }
 
-    std::string_view getLexicalForm(const Entry& entry) const noexcept {
-        return {m_bytes.data() + entry.m_offset, entry.m_length};
-    }
+    /// The line of the entry with this index.
+    uint64_t getLine(const size_t index) const noexcept { return m_lines[index]; }
+
+    size_t getNumberOfBytes() const noexcept { return m_numberOfBytes; }
 
 private:
-    std::string m_bytes;
-    std::vector<Entry> m_entries;
+    char* appendEntry(size_t length, uint8_t datatypeID, uint64_t line);
+    void grow(size_t capacity);
+
+    std::unique_ptr<char[]> m_bytes;
+    size_t m_numberOfBytes = 0;
+    size_t m_capacity = 0;
+    std::vector<BatchEntry> m_entries;
+    std::vector<uint64_t> m_lines; // of the entries
 };

@@ -18,14 +18,15 @@ void LiteralLines::parse(const std::string_view text) {
     std::stable_sort(m_piece.m_errors.begin(), m_piece.m_errors.end(),
                      [](const LoadError& left, const LoadError& right) { return left.m_line < right.m_line; });
     auto error = m_piece.m_errors.begin();
-    auto literal = m_piece.m_literals.getEntries().begin();
+    const LiteralBatch& literals = m_piece.m_literals;
+    size_t nextLiteral = 0;
     for (uint64_t line = 1; line <= numberOfLines; ++line)
         if (error != m_piece.m_errors.end() && error->m_line == line) {
             m_receiver.m_takeError(m_numberOfLines + line, error->m_cause);
             ++error;
-        } else if (literal != m_piece.m_literals.getEntries().end() && literal->m_line == line) {
-            m_receiver.m_takeLiteral(m_piece.m_literals.getLexicalForm(*literal), literal->m_datatypeID);
-            ++literal;
+        } else if (nextLiteral != literals.getEntries().size() && literals.getLine(nextLiteral) == line) {
+            const BatchEntry& literal = literals.getEntries()[nextLiteral++];
+            m_receiver.m_takeLiteral(literal.m_lexicalForm, literal.m_datatypeID);
         } else
             m_receiver.m_takeError(m_numberOfLines + line, "not a string literal");
     m_numberOfLines += numberOfLines;

@@ -2,33 +2,56 @@
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/data-store/dictionary/BatchFailure.h"
 #include "Engine/core/data-store/dictionary/PlainLiteral.h"
 #include "Engine/core/platform/MelnarException.h"
 
 #include <algorithm>
+#include <exception>
+#include <span>
+#include <vector>
 
 namespace {
 
+// Enough for the dictionary to work at full speed; at a limit of the dictionary each entry becomes a failure.
+constexpr size_t LITERALS_OF_A_GROUP = 2048;
+
 /// Whether it is the literal's own fault that it was not resolved, and not that of a limit.
-bool isRefused(const std::string_view lexicalForm, const uint8_t datatypeID) noexcept {
-    if (datatypeID == D_XSD_STRING)
+bool isRefused(const BatchEntry& entry) noexcept {
+    if (entry.m_datatypeID == D_XSD_STRING)
         return false;
-    const PlainLiteralKind kind = classifyPlainLiteral(lexicalForm.data(), lexicalForm.size());
+    const PlainLiteralKind kind = classifyPlainLiteral(entry.m_lexicalForm.data(), entry.m_lexicalForm.size());
     return kind == PlainLiteralKind::WITHOUT_AT_SIGN || kind == PlainLiteralKind::WITH_MALFORMED_TAG;
 }
 
-void resolveUntilError(Dictionary& dictionary, DictionaryThread& thread, const bool lenient, ParsedPiece& piece) {
-    for (const LiteralBatch::Entry& entry : piece.m_literals.getEntries()) {
-        const std::string_view lexicalForm = piece.m_literals.getLexicalForm(entry);
+/// How many literals come first, up to and with one that is refused.
+size_t lengthToRefusal(const std::span<const BatchEntry> entries) noexcept {
+    const auto refused = std::find_if(entries.begin(), entries.end(), isRefused);
+    return static_cast<size_t>(refused - entries.begin()) + (refused == entries.end() ? 0 : 1);
+}
+
+/// Adds what was refused in the entries from `begin` on to the errors of the piece; throws what went wrong otherwise.
+void addErrors(const std::vector<BatchFailure>& failures, const size_t begin, ParsedPiece& piece) {
+    for (const BatchFailure& failure : failures)
         try {
-            dictionary.resolveResource(thread, lexicalForm, entry.m_datatypeID);
+            std::rethrow_exception(failure.m_exception);
         } catch (const MelnarException& exception) {
-            if (!isRefused(lexicalForm, entry.m_datatypeID))
+            const size_t index = begin + failure.m_entryIndex;
+            if (!isRefused(piece.m_literals.getEntries()[index]))
                 throw;
-            piece.m_errors.push_back({entry.m_line, ExitCode::BAD_DATA, exception.getMessage()});
-            if (!lenient)
-                return;
+            piece.m_errors.push_back({piece.m_literals.getLine(index), ExitCode::BAD_DATA, exception.getMessage()});
         }
+}
+
+void resolveUntilError(Dictionary& dictionary, DictionaryThread& thread, const bool lenient, ParsedPiece& piece) {
+    const std::span<BatchEntry> allEntries = piece.m_literals.getEntries();
+    const std::span<BatchEntry> entries = lenient ? allEntries : allEntries.first(lengthToRefusal(allEntries));
+    std::vector<BatchFailure> failures;
+    for (size_t begin = 0; begin < entries.size(); begin += LITERALS_OF_A_GROUP) {
+        failures.clear();
+        dictionary.resolveResources(
+            thread, entries.subspan(begin, std::min(LITERALS_OF_A_GROUP, entries.size() - begin)), failures);
+        addErrors(failures, begin, piece);
     }
 }
 

@@ -29,8 +29,9 @@ protected:
 
     Literals getLiterals() const {
         Literals literals;
-        for (const LiteralBatch::Entry& entry : m_piece.m_literals.getEntries())
-            literals.emplace_back(entry.m_line, m_piece.m_literals.getLexicalForm(entry));
+        const LiteralBatch& batch = m_piece.m_literals;
+        for (size_t index = 0; index < batch.getEntries().size(); ++index)
+            literals.emplace_back(batch.getLine(index), batch.getEntries()[index].m_lexicalForm);
         return literals;
     }
 

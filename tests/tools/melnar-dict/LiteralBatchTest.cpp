@@ -19,12 +19,20 @@ TEST(LiteralBatchTest, keepsLiteralsInOrderWithAllTheirBytes) {
     const std::string expected[] = {"a\0b"s, "text@en-GB", "", "x@de"};
     const uint8_t datatypeIDs[] = {D_XSD_STRING, D_RDF_PLAIN_LITERAL, D_XSD_STRING, D_RDF_PLAIN_LITERAL};
     for (size_t index = 0; index < 4; ++index) {
-        const LiteralBatch::Entry& entry = batch.getEntries()[index];
-        EXPECT_EQ(expected[index], batch.getLexicalForm(entry));
+        const BatchEntry& entry = batch.getEntries()[index];
+        EXPECT_EQ(expected[index], entry.m_lexicalForm);
         EXPECT_EQ(datatypeIDs[index], entry.m_datatypeID);
-        EXPECT_EQ(index + 1, entry.m_line);
+        EXPECT_EQ(index + 1, batch.getLine(index));
     }
     EXPECT_EQ(3u + 10 + 0 + 4, batch.getNumberOfBytes());
+}
+
+TEST(LiteralBatchTest, keepsItsLiteralsAsItGrows) {
+    LiteralBatch batch;
+    for (size_t number = 0; number < 1000; ++number)
+        batch.appendTagged(std::string(number, 'x'), std::to_string(number), number);
+    for (size_t number = 0; number < 1000; ++number)
+        EXPECT_EQ(std::string(number, 'x') + '@' + std::to_string(number), batch.getEntries()[number].m_lexicalForm);
 }
 
 TEST(LiteralBatchTest, isEmptyAndUsableAfterClearing) {
@@ -34,7 +42,7 @@ TEST(LiteralBatchTest, isEmptyAndUsableAfterClearing) {
     EXPECT_TRUE(batch.getEntries().empty());
     EXPECT_EQ(0u, batch.getNumberOfBytes());
     batch.append("new", D_XSD_STRING, 2);
-    EXPECT_EQ("new", batch.getLexicalForm(batch.getEntries()[0]));
+    EXPECT_EQ("new", batch.getEntries()[0].m_lexicalForm);
 }
 
 } // namespace

@@ -80,6 +80,20 @@ TEST_F(LiteralResolverTest, bringsTheErrorsOfAllSourcesIntoTheOrderOfTheFile) {
     EXPECT_EQ((std::vector<uint64_t>{5, 7, 9, 0}), getErrorLines());
 }
 
+TEST_F(LiteralResolverTest, findsTheLineOfEveryRefusedLiteralAmongThousands) {
+    std::vector<uint64_t> expectedLines;
+    for (uint64_t line = 1; line <= 10000; ++line)
+        if (line % 997 == 0) {
+            m_piece.m_literals.append("none", D_RDF_PLAIN_LITERAL, line);
+            expectedLines.push_back(line);
+        } else
+            m_piece.m_literals.append(std::to_string(line), D_XSD_STRING, line);
+    resolve(true);
+    EXPECT_EQ(expectedLines, getErrorLines());
+    EXPECT_EQ(10000 - expectedLines.size() + 1, m_dictionary.getNextResourceID());
+    EXPECT_EQ(10000 - expectedLines.size(), find("10000", D_XSD_STRING)) << "IDs are given in the order of the file";
+}
+
 class LiteralResolverFailureTest : public LiteralResolverTest {
 protected:
     LiteralResolverFailureTest() : LiteralResolverTest(2) {}

@@ -129,8 +129,11 @@ Findings parse(const std::string& text, const RdfFormat format, const bool lenie
     ParsedPiece piece;
     LineParser(format, lenient).parse(text, piece);
     Findings findings;
-    for (const LiteralBatch::Entry& entry : piece.m_literals.getEntries())
-        findings.m_literals.emplace_back(entry.m_line, entry.m_datatypeID, piece.m_literals.getLexicalForm(entry));
+    const LiteralBatch& batch = piece.m_literals;
+    for (size_t index = 0; index < batch.getEntries().size(); ++index) {
+        const BatchEntry& entry = batch.getEntries()[index];
+        findings.m_literals.emplace_back(batch.getLine(index), entry.m_datatypeID, entry.m_lexicalForm);
+    }
     for (const LoadError& error : piece.m_errors)
         findings.m_errors.emplace_back(error.m_line, error.m_cause);
     findings.m_counts = {piece.m_counts.m_statements, piece.m_counts.m_strings, piece.m_counts.m_plainLiterals,

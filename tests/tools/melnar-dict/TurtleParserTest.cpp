@@ -41,8 +41,9 @@ protected:
     void take(const ParsedPiece& piece) {
         EXPECT_EQ(0u, piece.m_numberOfLineEnds) << "lines are counted from the start of the file";
         m_counts += piece.m_counts;
-        for (const LiteralBatch::Entry& entry : piece.m_literals.getEntries())
-            m_literals.emplace_back(entry.m_line, piece.m_literals.getLexicalForm(entry));
+        const LiteralBatch& batch = piece.m_literals;
+        for (size_t index = 0; index < batch.getEntries().size(); ++index)
+            m_literals.emplace_back(batch.getLine(index), batch.getEntries()[index].m_lexicalForm);
         for (const LoadError& error : piece.m_errors)
             m_errors.emplace_back(error.m_line, error.m_cause);
     }
