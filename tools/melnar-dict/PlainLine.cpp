@@ -1,165 +1,9 @@
 #include "tools/melnar-dict/PlainLine.h"
 
-#include "Engine/core/platform/CharacterMaps.h"
-
 #include <algorithm>
-#include <array>
-#include <bit>
-#include <cstring>
 #include <string_view>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 namespace {
-
-/// The bytes that end a run of ordinary ones within an IRI's angle brackets: the closing one and all that must not be.
-struct IriEnd {
-    static constexpr CharacterMap MAP = [] {
-        CharacterMap map{};
-        for (unsigned byte = 0; byte <= ' '; ++byte)
-            map[byte] = 1;
-        for (const char character : std::string_view("<>\"{}|^`\\"))
-            map[static_cast<uint8_t>(character)] = 1;
-        return map;
-    }();
-
-#if defined(__SSE2__)
-    static __m128i find(const __m128i bytes) noexcept {
-        const auto all = [](const char byte) { return _mm_set1_epi8(byte); };
-        const __m128i isBlankOrControl = _mm_cmpeq_epi8(_mm_min_epu8(bytes, all(' ')), bytes);
-        const __m128i isAngle = _mm_cmpeq_epi8(_mm_or_si128(bytes, all('<' ^ '>')), all('>'));
-        const __m128i isBackslashOrCaret = _mm_cmpeq_epi8(_mm_or_si128(bytes, all('\\' ^ '^')), all('^'));
-        const __m128i beyondBrace = _mm_sub_epi8(bytes, all('{')); // then come the bar and the closing brace
-        const __m128i isBraceOrBar = _mm_cmpeq_epi8(_mm_min_epu8(beyondBrace, all('}' - '{')), beyondBrace);
-        const __m128i isQuote = _mm_or_si128(_mm_cmpeq_epi8(bytes, all('"')), _mm_cmpeq_epi8(bytes, all('`')));
-        return _mm_or_si128(_mm_or_si128(isBlankOrControl, isQuote),
-                            _mm_or_si128(isAngle, _mm_or_si128(isBackslashOrCaret, isBraceOrBar)));
-    }
-#endif
-};
-
-/// The same within a string's quotes.
-struct StringEnd {
-    static constexpr CharacterMap MAP = [] {
-        CharacterMap map{};
-        for (const char character : std::string_view("\"\\\n\r"))
-            map[static_cast<uint8_t>(character)] = 1;
-        return map;
-    }();
-
-#if defined(__SSE2__)
-    static __m128i find(const __m128i bytes) noexcept {
-        const auto isEqual = [bytes](const char byte) { return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(byte)); };
-        return _mm_or_si128(_mm_or_si128(isEqual('"'), isEqual('\\')), _mm_or_si128(isEqual('\n'), isEqual('\r')));
-    }
-#endif
-};
-
-/// The first byte of this kind, or the end.
-template<class Kind>
-const char* findFirst(const char* current, const char* const end) noexcept {
-#if defined(__SSE2__)
-    for (; end - current >= 16; current += 16) {
-        const __m128i found = Kind::find(_mm_loadu_si128(reinterpret_cast<const __m128i*>(current)));
-        if (const auto mask = static_cast<unsigned>(_mm_movemask_epi8(found)); mask != 0)
-            return current + std::countr_zero(mask);
-    }
-#endif
-    while (current != end && Kind::MAP[static_cast<uint8_t>(*current)] == 0)
-        ++current;
-    return current;
-}
-
-bool isIn(const CharacterMap& map, const char character) noexcept {
-    return map[static_cast<uint8_t>(character)] != 0;
-}
-
-constexpr CharacterMap CHARMAP_SCHEME = [] {
-    CharacterMap map = CHARMAP_ALPHANUMERIC;
-    map['+'] = map['-'] = map['.'] = 1;
-    return map;
-}();
-
-constexpr CharacterMap CHARMAP_LABEL_START = [] {
-    CharacterMap map = CHARMAP_ALPHANUMERIC;
-    map['_'] = 1;
-    return map;
-}();
-
-constexpr CharacterMap CHARMAP_LABEL = [] {
-    CharacterMap map = CHARMAP_LABEL_START;
-    map['-'] = 1;
-    return map;
-}();
-
-/// What the character behind a backslash stands for, 0 when it is not one of these.
-constexpr std::array<char, 256> ESCAPED_CHARACTERS = [] {
-    std::array<char, 256> characters{};
-    characters['t'] = '\t';
-    characters['b'] = '\b';
-    characters['n'] = '\n';
-    characters['r'] = '\r';
-    characters['f'] = '\f';
-    characters['"'] = '"';
-    characters['\''] = '\'';
-    characters['\\'] = '\\';
-    return characters;
-}();
-
-constexpr uint8_t NO_DIGIT = 0xFF;
-
-constexpr std::array<uint8_t, 256> HEXADECIMAL_DIGITS = [] {
-    std::array<uint8_t, 256> digits{};
-    digits.fill(NO_DIGIT);
-    for (uint8_t digit = 0; digit < 10; ++digit)
-        digits[static_cast<size_t>('0' + digit)] = digit;
-    for (uint8_t letter = 0; letter < 6; ++letter)
-        digits[static_cast<size_t>('a' + letter)] = digits[static_cast<size_t>('A' + letter)] =
-            static_cast<uint8_t>(10 + letter);
-    return digits;
-}();
-
-constexpr uint32_t NO_CODE_POINT = 0xFFFFFFFF;
-
-uint32_t parseCodePoint(const char* const digits, const unsigned numberOfDigits) noexcept {
-    uint32_t codePoint = 0;
-    uint8_t allBits = 0;
-    for (unsigned index = 0; index < numberOfDigits; ++index) {
-        const uint8_t digit = HEXADECIMAL_DIGITS[static_cast<uint8_t>(digits[index])];
-        allBits |= digit;
-        codePoint = codePoint << 4 | (digit & 0xFu);
-    }
-    const bool isSurrogate = codePoint >= 0xD800 && codePoint <= 0xDFFF;
-    return allBits > 0xF || isSurrogate || codePoint > 0x10FFFF ? NO_CODE_POINT : codePoint;
-}
-
-char* writeUtf8(const uint32_t codePoint, char* output) noexcept {
-    const auto write = [&output](const uint32_t byte) { *output++ = static_cast<char>(byte); };
-    if (codePoint < 0x80)
-        write(codePoint);
-    else if (codePoint < 0x800) {
-        write(0xC0 | codePoint >> 6);
-        write(0x80 | (codePoint & 0x3F));
-    } else if (codePoint < 0x10000) {
-        write(0xE0 | codePoint >> 12);
-        write(0x80 | (codePoint >> 6 & 0x3F));
-        write(0x80 | (codePoint & 0x3F));
-    } else {
-        write(0xF0 | codePoint >> 18);
-        write(0x80 | (codePoint >> 12 & 0x3F));
-        write(0x80 | (codePoint >> 6 & 0x3F));
-        write(0x80 | (codePoint & 0x3F));
-    }
-    return output;
-}
-
-void setNode(SerdNode& node, const SerdType type, const char* const begin, const char* const end) noexcept {
-    node.buf = reinterpret_cast<const uint8_t*>(begin);
-    node.n_bytes = static_cast<size_t>(end - begin);
-    node.type = type;
-}
 
 bool isKeyword(const SerdNode& label) noexcept {
     const std::string_view text(reinterpret_cast<const char*>(label.buf), label.n_bytes);
@@ -172,22 +16,14 @@ bool isKeyword(const SerdNode& label) noexcept {
 
 } // namespace
 
-void PlainLine::reserve(const size_t lengthOfLine) {
-    if (m_capacity >= lengthOfLine)
-        return;
-    m_unescaped = std::make_unique_for_overwrite<char[]>(lengthOfLine);
-    m_capacity = lengthOfLine;
-}
-
 const char* PlainLine::read(const char* const begin, const char* const textEnd) noexcept {
-    m_current = begin;
-    m_end = textEnd;
+    start(begin, textEnd);
     m_statement.m_graph = m_statement.m_datatype = m_statement.m_language = nullptr;
     skipBlanks();
     if (!readSubject())
         return nullptr;
     skipBlanks();
-    if (!readIri(m_predicate))
+    if (!readAbsoluteIri(m_predicate))
         return nullptr;
     skipBlanks();
     if (!readObject())
@@ -206,113 +42,38 @@ const char* PlainLine::read(const char* const begin, const char* const textEnd) 
 }
 
 bool PlainLine::readSubject() noexcept {
-    return isAt('<') ? readIri(m_subject) : readLabel(m_subject) && !isKeyword(m_subject);
+    return isAt('<') ? readAbsoluteIri(m_subject) : readLabelAndBlank(m_subject) && !isKeyword(m_subject);
 }
 
 bool PlainLine::readObject() noexcept {
     if (isAt('"'))
         return readLiteral();
-    return isAt('<') ? readIri(m_object) : readLabel(m_object);
+    return isAt('<') ? readAbsoluteIri(m_object) : readLabelAndBlank(m_object);
 }
 
 bool PlainLine::readGraph() noexcept {
     m_statement.m_graph = &m_graph;
-    return isAt('<') ? readIri(m_graph) : readLabel(m_graph);
+    return isAt('<') ? readAbsoluteIri(m_graph) : readLabelAndBlank(m_graph);
 }
 
-bool PlainLine::readIri(SerdNode& node) noexcept {
-    if (m_end - m_current < 2 || *m_current != '<' || !isIn(CHARMAP_ALPHABETIC, m_current[1]))
-        return false;
-    const char* const iri = m_current + 1;
-    const char* schemeEnd = iri + 1;
-    while (schemeEnd != m_end && isIn(CHARMAP_SCHEME, *schemeEnd))
-        ++schemeEnd;
-    if (schemeEnd == m_end || *schemeEnd != ':')
-        return false;
-    const char* const iriEnd = findFirst<IriEnd>(schemeEnd + 1, m_end);
-    if (iriEnd == m_end || *iriEnd != '>')
-        return false;
-    setNode(node, SERD_URI, iri, iriEnd);
-    m_current = iriEnd + 1;
-    return true;
+bool PlainLine::readLabelAndBlank(SerdNode& node) noexcept {
+    return readLabel(node) && (isAt(' ') || isAt('\t'));
 }
 
-bool PlainLine::readLabel(SerdNode& node) noexcept {
-    if (m_end - m_current < 4 || m_current[0] != '_' || m_current[1] != ':' || !isIn(CHARMAP_LABEL_START, m_current[2]))
-        return false;
-    const char* const label = m_current + 2;
-    m_current = std::find_if_not(label + 1, m_end, [](const char byte) { return isIn(CHARMAP_LABEL, byte); });
-    setNode(node, SERD_BLANK, label, m_current);
-    return isAt(' ') || isAt('\t');
-}
-
-/// Reads a string, from its opening quote on, and what belongs to it.
 bool PlainLine::readLiteral() noexcept {
-    const char* const text = m_current + 1;
-    m_current = findFirst<StringEnd>(text, m_end);
-    if (isAt('"'))
-        setNode(m_object, SERD_LITERAL, text, m_current);
-    else {
-        char* output = std::copy(text, m_current, m_unescaped.get());
-        while (isAt('\\')) {
-            if (!readEscapes(output))
-                return false;
-            const char* const run = m_current;
-            m_current = findFirst<StringEnd>(run, m_end);
-            output = std::copy(run, m_current, output);
-        }
-        if (!isAt('"'))
-            return false;
-        setNode(m_object, SERD_LITERAL, m_unescaped.get(), output);
+    if (!readString(m_object))
+        return false;
+    if (isAt('@')) {
+        m_statement.m_language = &m_tag;
+        return readTag(m_tag) && (isAt(' ') || isAt('\t') || isAt('.'));
     }
-    ++m_current;
-    if (isAt('@'))
-        return readTag();
     if (!isAt('^'))
         return true;
     if (m_end - m_current < 2 || m_current[1] != '^')
         return false;
     m_current += 2;
     m_statement.m_datatype = &m_datatype;
-    return readIri(m_datatype);
-}
-
-/// Reads escapes as long as one follows the other, which is how texts beyond ASCII are often written.
-bool PlainLine::readEscapes(char*& output) noexcept {
-    do {
-        if (m_end - m_current < 2)
-            return false;
-        const char kind = m_current[1];
-        m_current += 2;
-        if (kind == 'u' || kind == 'U') {
-            const unsigned numberOfDigits = kind == 'u' ? 4 : 8;
-            if (m_end - m_current < numberOfDigits)
-                return false;
-            const uint32_t codePoint = parseCodePoint(m_current, numberOfDigits);
-            if (codePoint == NO_CODE_POINT)
-                return false;
-            m_current += numberOfDigits;
-            output = writeUtf8(codePoint, output);
-        } else {
-            *output = ESCAPED_CHARACTERS[static_cast<uint8_t>(kind)];
-            if (*output++ == 0)
-                return false;
-        }
-    } while (isAt('\\'));
-    return true;
-}
-
-bool PlainLine::readTag() noexcept {
-    const char* const tag = m_current + 1;
-    m_current = std::find_if_not(tag, m_end, [](const char byte) { return isIn(CHARMAP_ALPHABETIC, byte); });
-    if (m_current == tag)
-        return false;
-    while (isAt('-'))
-        m_current =
-            std::find_if_not(m_current + 1, m_end, [](const char byte) { return isIn(CHARMAP_ALPHANUMERIC, byte); });
-    setNode(m_tag, SERD_LITERAL, tag, m_current);
-    m_statement.m_language = &m_tag;
-    return isAt(' ') || isAt('\t') || isAt('.');
+    return readAbsoluteIri(m_datatype);
 }
 
 void PlainLine::skipBlanks() noexcept {

@@ -28,8 +28,10 @@ std::string_view RecentText::getText() const noexcept {
 
 void RecentText::keepUntil(const uint64_t position, const uint64_t done) {
     m_blocks[m_current].m_keptUntil = position;
-    for (; m_current != 0 && m_blocks.front().m_keptUntil <= done; --m_current)
+    for (; m_current != 0 && m_blocks.front().m_keptUntil <= done; --m_current) {
+        m_spareBlock = std::move(m_blocks.front().m_block);
         m_blocks.pop_front();
+    }
 }
 
 /// Moves to the start of the next block, which is read unless it is there.
@@ -40,7 +42,7 @@ bool RecentText::advance() {
     m_offset = 0;
     if (m_current != m_blocks.size())
         return true;
-    KeptBlock block;
+    KeptBlock block{std::exchange(m_spareBlock, {})};
     if (!m_reader.next(block.m_block))
         return false;
     block.m_firstLine = m_firstLine;

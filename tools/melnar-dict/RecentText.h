@@ -47,6 +47,7 @@ private:
 
     BlockReader& m_reader;
     std::deque<KeptBlock> m_blocks;
+    Block m_spareBlock;       // whose memory the next block takes over
     size_t m_current = 0;     // the current block in m_blocks; behind them at the start and at the end
     size_t m_offset = 0;      // where the current text starts in it
     uint64_t m_firstLine = 1; // of the current text

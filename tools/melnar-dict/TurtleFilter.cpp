@@ -53,16 +53,35 @@ void TurtleFilter::restart(const uint64_t line) {
 
 std::optional<TurtleFilter::Fault> TurtleFilter::filter(const std::string_view text, std::string& output,
                                                         std::vector<uint64_t>& literalLines) {
+    setText(text, output, literalLines);
+    while (m_current != m_end && !m_fault)
+        takeNext();
+    return m_fault;
+}
+
+std::optional<TurtleFilter::Fault> TurtleFilter::filterStatement(std::string_view& text, std::string& output,
+                                                                 std::vector<uint64_t>& literalLines) {
+    setText(text, output, literalLines);
+    while (m_current != m_end && !m_fault && !m_isBehindFullStop)
+        takeNext();
+    text.remove_prefix(static_cast<size_t>(m_current - text.data()));
+    return m_fault;
+}
+
+void TurtleFilter::setText(const std::string_view text, std::string& output,
+                           std::vector<uint64_t>& literalLines) noexcept {
     m_current = text.data();
     m_end = text.data() + text.size();
     m_output = &output;
     m_literalLines = &literalLines;
-    while (m_current != m_end && !m_fault)
-        if (m_quote != 0)
-            takeString();
-        else
-            takeToken();
-    return m_fault;
+    m_isBehindFullStop = false;
+}
+
+void TurtleFilter::takeNext() {
+    if (m_quote != 0)
+        takeString();
+    else
+        takeToken();
 }
 
 void TurtleFilter::takeToken() {
@@ -311,6 +330,7 @@ void TurtleFilter::takePunctuation(const char punctuation) {
         return fail("expected a predicate");
     m_before = punctuation == '.' ? Before::STATEMENT : Before::OTHER;
     m_declaresPrefix = false;
+    m_isBehindFullStop = punctuation == '.' && m_nesting == 0;
     copyTo(m_current + 1);
 }
 

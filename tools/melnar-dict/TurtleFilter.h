@@ -43,6 +43,20 @@ public:
     /// Filters lines of valid UTF-8, appending to `output`, and for each literal the line that it starts in.
     std::optional<Fault> filter(std::string_view text, std::string& output, std::vector<uint64_t>& literalLines);
 
+    /// The same up to and with the full stop that ends the statement, if it is there; removes from the text what has been
+    /// filtered. Directives without a full stop are a part of the statement behind them. In Turtle only.
+    std::optional<Fault> filterStatement(std::string_view& text, std::string& output,
+                                         std::vector<uint64_t>& literalLines);
+
+    /// Whether the text filtered last ends with the full stop of a statement.
+    bool isBehindFullStop() const noexcept { return m_isBehindFullStop; }
+
+    /// Takes note that statements up to this line have been read by somebody else.
+    void skipTo(const uint64_t line) noexcept { m_line = line; }
+
+    /// Whether there is such a prefix.
+    bool isDeclared(std::string_view prefix);
+
     /// The line that the next byte belongs to.
     uint64_t getLine() const noexcept { return m_line; }
 
@@ -59,6 +73,8 @@ private:
     /// How far a literal has been read whose parts may have space between them.
     enum class Suffix { NONE, STRING, CARETS };
 
+    void setText(std::string_view text, std::string& output, std::vector<uint64_t>& literalLines) noexcept;
+    void takeNext();
     void takeToken();
     void takeTokenProper();
     void takeSpace();
@@ -75,7 +91,6 @@ private:
     void takeName();
     void takeWord(std::string_view word);
     void takePrefixedName(std::string_view name, size_t colon);
-    bool isDeclared(std::string_view prefix);
     void takeBracket(char bracket);
     void takePunctuation(char punctuation);
     void endString();
@@ -103,6 +118,7 @@ private:
     bool m_isLongString = false;
     size_t m_nesting = 0;
     bool m_isInGraph = false;
+    bool m_isBehindFullStop = false;
     bool m_declaresPrefix = false;
     std::unordered_set<std::string> m_prefixes;
     std::optional<std::string> m_lastPrefix; // one that is known to be declared

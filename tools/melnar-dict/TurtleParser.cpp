@@ -40,27 +40,34 @@ std::string_view validLinesOf(const std::string_view text) noexcept {
 TurtleParser::TurtleParser(const RdfFormat format, const std::string& base, const bool lenient, BlockReader& reader,
                            PieceExchange exchangePiece)
     : m_format(format), m_isLenient(lenient), m_exchangePiece(std::move(exchangePiece)),
-      m_environment(newEnvironment(base)), m_text(reader), m_filter(hasGraphs(format)) {}
+      m_environment(newEnvironment(base)), m_text(reader), m_filter(hasGraphs(format)), m_plainTurtle(m_filter) {}
 
 void TurtleParser::parse() {
     m_piece = m_exchangePiece(nullptr);
-    while (m_piece && readToFault()) {
+    while (m_piece && readOn()) {
     }
     if (m_piece)
         m_exchangePiece(std::move(m_piece));
 }
 
-/// Reads on from where the text stands; whether there is more to read behind a fault.
-bool TurtleParser::readToFault() {
-    const uint64_t firstLine = m_filter.getLine();
+/// Reads on from where the text stands, up to a fault or behind the next statement that is not plain; whether there is
+/// more to read.
+bool TurtleParser::readOn() {
+    uint64_t firstLine = 0;
     m_filtered.clear();
     m_filteredOffset = 0;
     m_literalLines.clear();
     m_nextLiteral = 0;
     m_textFault.reset();
+    m_startOfPage = m_numberOfBytesGiven;
+    m_isStatementFiltered = false;
     std::optional<SerdFault> fault;
     try {
-        fault = runSerd(m_format == RdfFormat::TRIG ? SERD_TRIG : SERD_TURTLE, *this);
+        if (m_format == RdfFormat::TURTLE)
+            readPlainStatements();
+        firstLine = m_filter.getLine();
+        if (m_piece)
+            fault = runSerd(m_format == RdfFormat::TRIG ? SERD_TRIG : SERD_TURTLE, *this);
     } catch (...) {
         if (!m_piece)
             throw;
@@ -68,7 +75,9 @@ bool TurtleParser::readToFault() {
         return false;
     }
     if (!m_piece || (!fault && !m_textFault))
-        return false;
+        return m_piece && m_isStatementFiltered;
+    if (fault && !m_textFault)
+        filterRestOfLine(lineOf(*fault, firstLine));
     LoadError error = chooseError(fault, firstLine);
     const uint64_t line = error.m_line;
     const bool goesOn = m_isLenient && error.m_exitCode == ExitCode::BAD_DATA;
@@ -76,15 +85,27 @@ bool TurtleParser::readToFault() {
     if (goesOn) {
         m_text.skipStatement(line);
         m_filter.restart(m_text.getFirstLine());
+        m_unread = {};
+        m_isInvalidBehind = false;
     }
     return goesOn;
+}
+
+uint64_t TurtleParser::lineOf(const SerdFault& fault, const uint64_t firstLine) const noexcept {
+    return fault.m_line == 0 ? m_filter.getLine() : firstLine + fault.m_line - 1;
+}
+
+/// Looks for a fault behind the statement but in the same line.
+void TurtleParser::filterRestOfLine(const uint64_t line) {
+    while (m_filter.getLine() <= line && hasUnread())
+        filterUnread();
 }
 
 /// Of serd's fault and the one that ended serd's text, the one that comes first; at the end of its text serd always has
 /// something to say.
 LoadError TurtleParser::chooseError(const std::optional<SerdFault>& fault, const uint64_t firstLine) const {
     if (fault) {
-        const uint64_t line = fault->m_line == 0 ? m_filter.getLine() : firstLine + fault->m_line - 1;
+        const uint64_t line = lineOf(*fault, firstLine);
         if (!m_textFault || line < m_textFault->m_line)
             return {line, ExitCode::BAD_DATA, fault->m_cause};
     }
@@ -103,29 +124,81 @@ size_t TurtleParser::provideText(char* const buffer, const size_t size) {
     return m_numberOfBytesGiven - m_startOfPage;
 }
 
-/// Filters the next block; false at the end of the text. May yield nothing, where a block has nothing but comments.
+void TurtleParser::readPlainStatements() {
+    while (m_piece && hasUnread()) {
+        const char* const begin = m_unread.data();
+        const char* const end = m_plainTurtle.read(begin, begin + m_unread.size(), m_filter.getLine());
+        if (end == nullptr)
+            return;
+        m_unread.remove_prefix(static_cast<size_t>(end - begin));
+        m_filter.skipTo(m_plainTurtle.getLine());
+        takePlainStatement();
+    }
+}
+
+void TurtleParser::takePlainStatement() {
+    const std::vector<PlainTurtle::Literal>& literals = m_plainTurtle.getLiterals();
+    const size_t numberOfOtherTriples = m_plainTurtle.getNumberOfTriples() - literals.size();
+    m_piece->m_counts.m_statements += numberOfOtherTriples;
+    m_piece->m_counts.m_otherTerms += 3 * numberOfOtherTriples;
+    for (const PlainTurtle::Literal& literal : literals) {
+        const SerdNode* const datatype = literal.m_datatype.type == SERD_NOTHING ? nullptr : &literal.m_datatype;
+        const SerdNode* const tag = literal.m_tag.type == SERD_NOTHING ? nullptr : &literal.m_tag;
+        collectStatement({nullptr, nullptr, nullptr, &literal.m_text, datatype, tag},
+                         datatype == nullptr ? LiteralKind::OTHER : literalKindOf(*datatype), literal.m_line, *m_piece);
+        exchangeFullPiece();
+        if (!m_piece)
+            return;
+    }
+}
+
+/// Whether there is text to read, after moving to the next one if need be; at the end of the valid text there is a fault,
+/// at the end of the file not.
+bool TurtleParser::hasUnread() {
+    while (m_unread.empty() && !m_textFault) {
+        if (m_isInvalidBehind) {
+            m_textFault = {m_filter.getLine(), {m_filter.getLine(), ExitCode::BAD_DATA, "invalid UTF-8"}};
+            break;
+        }
+        try {
+            if (!m_text.next())
+                return false;
+        } catch (...) {
+            m_textFault = {m_filter.getLine(), loadErrorOfCurrentException()};
+            break;
+        }
+        m_text.keepUntil(m_numberOfBytesGiven, m_startOfPage);
+        const std::string_view text = m_text.getText();
+        m_unread = validLinesOf(text);
+        m_isInvalidBehind = m_unread.size() != text.size();
+        m_plainTurtle.reserve(text.size());
+    }
+    return !m_textFault;
+}
+
+/// Filters the next block, or what is there of a statement; false at the end of the text. May yield nothing, where a
+/// block has nothing but comments.
 bool TurtleParser::fillFiltered() {
-    if (m_textFault)
+    if (m_isStatementFiltered || !hasUnread())
         return false;
     m_filtered.clear();
     m_filteredOffset = 0;
     m_literalLines.erase(m_literalLines.begin(), m_literalLines.begin() + static_cast<ptrdiff_t>(m_nextLiteral));
     m_nextLiteral = 0;
-    try {
-        if (!m_text.next())
-            return false;
-    } catch (...) {
-        m_textFault = {m_filter.getLine(), loadErrorOfCurrentException()};
-        return false;
-    }
-    const std::string_view text = m_text.getText();
-    const std::string_view validLines = validLinesOf(text);
-    if (const auto fault = m_filter.filter(validLines, m_filtered, m_literalLines))
-        m_textFault = {fault->m_line, {fault->m_line, ExitCode::BAD_DATA, fault->m_cause}};
-    else if (validLines.size() != text.size())
-        m_textFault = {m_filter.getLine(), {m_filter.getLine(), ExitCode::BAD_DATA, "invalid UTF-8"}};
+    filterUnread();
     m_text.keepUntil(m_numberOfBytesGiven + m_filtered.size(), m_startOfPage);
     return true;
+}
+
+void TurtleParser::filterUnread() {
+    std::optional<TurtleFilter::Fault> fault;
+    if (m_format == RdfFormat::TURTLE) {
+        fault = m_filter.filterStatement(m_unread, m_filtered, m_literalLines);
+        m_isStatementFiltered = m_filter.isBehindFullStop();
+    } else
+        fault = m_filter.filter(std::exchange(m_unread, {}), m_filtered, m_literalLines);
+    if (fault)
+        m_textFault = {fault->m_line, {fault->m_line, ExitCode::BAD_DATA, fault->m_cause}};
 }
 
 const char* TurtleParser::takeStatement(const SerdStatement& statement) {
@@ -134,10 +207,14 @@ const char* TurtleParser::takeStatement(const SerdStatement& statement) {
         line = m_literalLines[m_nextLiteral++];
     const SerdNode* const datatype = statement.m_datatype;
     collectStatement(statement, datatype == nullptr ? LiteralKind::OTHER : literalKindOf(*datatype), line, *m_piece);
+    exchangeFullPiece();
+    return m_piece ? nullptr : "nobody takes the pieces";
+}
+
+void TurtleParser::exchangeFullPiece() {
     if (m_piece->m_literals.getNumberOfBytes() >= BYTES_OF_A_FULL_PIECE ||
         m_piece->m_literals.getEntries().size() >= LITERALS_OF_A_FULL_PIECE)
         m_piece = m_exchangePiece(std::move(m_piece));
-    return m_piece ? nullptr : "nobody takes the pieces";
 }
 
 LiteralKind TurtleParser::literalKindOf(const SerdNode& datatype) const {

@@ -2,6 +2,7 @@
 
 #include "tools/melnar-dict/LiteralCollector.h"
 #include "tools/melnar-dict/ParsedPiece.h"
+#include "tools/melnar-dict/PlainTurtle.h"
 #include "tools/melnar-dict/RdfFormat.h"
 #include "tools/melnar-dict/RecentText.h"
 #include "tools/melnar-dict/SerdClient.h"
@@ -13,9 +14,12 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// Reads a file of Turtle or TriG from its start to its end and hands out what it finds piece by piece.
+///
+/// In Turtle, plain statements are read at once and each of the others by a run of serd of its own; TriG is all serd's.
 ///
 /// Units    Lines are counted from the start of the file, by line feeds.
 /// Threads  One at a time.
@@ -44,8 +48,15 @@ private:
         LoadError m_error;
     };
 
-    bool readToFault();
+    bool readOn();
+    void readPlainStatements();
+    void takePlainStatement();
+    bool hasUnread();
     bool fillFiltered();
+    void filterUnread();
+    void filterRestOfLine(uint64_t line);
+    uint64_t lineOf(const SerdFault& fault, uint64_t firstLine) const noexcept;
+    void exchangeFullPiece();
     LoadError chooseError(const std::optional<SerdFault>& fault, uint64_t firstLine) const;
     LiteralKind literalKindOf(const SerdNode& datatype) const;
 
@@ -60,11 +71,15 @@ private:
     const std::unique_ptr<SerdEnv, EnvironmentDeleter> m_environment;
     RecentText m_text;
     TurtleFilter m_filter;
+    PlainTurtle m_plainTurtle;
+    std::string_view m_unread;      // of the current text, as far as it is valid
+    bool m_isInvalidBehind = false; // whether the current text goes on with what is not valid
     std::unique_ptr<ParsedPiece> m_piece;
     std::string m_filtered;               // the text that serd is to be given next
     size_t m_filteredOffset = 0;          // how much of it serd has been given
     uint64_t m_numberOfBytesGiven = 0;    // to serd, since the start of the file
     uint64_t m_startOfPage = 0;           // what serd had been given when it asked for the latest page
+    bool m_isStatementFiltered = false;   // whether the text that serd is to be given ends with that of m_filtered
     std::vector<uint64_t> m_literalLines; // of the literals in the text that serd has yet to read
     size_t m_nextLiteral = 0;
     std::optional<TextFault> m_textFault;
