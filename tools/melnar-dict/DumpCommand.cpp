@@ -3,8 +3,12 @@
 #include "tools/melnar-dict/DictionaryOptions.h"
 
 #include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/dictionary/BatchEntry.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -21,6 +25,18 @@ Exit codes: 0 done, 2 wrong command line, 3 the dictionary cannot be read, a
 limit was reached, or the output cannot be written.
 )";
 
+// Enough for the dictionary to work at full speed.
+constexpr uint64_t RESOURCES_OF_A_GROUP = 1024;
+
+void appendLines(const Dictionary& dictionary, const std::vector<BatchEntry>& entries, std::string& lines) {
+    for (const BatchEntry& entry : entries)
+        if (entry.m_datatypeID != D_INVALID) {
+            lines.append(std::to_string(entry.m_resourceID)).append(1, '\t');
+            dictionary.appendTurtleLiteral(entry.m_lexicalForm, entry.m_datatypeID, lines);
+            lines += '\n';
+        }
+}
+
 } // namespace
 
 ExitCode runDump(std::vector<std::string> arguments, StandardOutput& output, std::ostream&) {
@@ -31,13 +47,18 @@ ExitCode runDump(std::vector<std::string> arguments, StandardOutput& output, std
         return ExitCode::DONE;
     }
     const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
-    std::string line;
-    dictionary->forEachResource([&](const uint64_t resourceID, const ResourceValue&) {
-        line = std::to_string(resourceID) + '\t';
-        dictionary->appendTurtleLiteral(resourceID, line);
-        line += '\n';
-        output.write(line);
-    });
+    const uint64_t endResourceID = dictionary->getNextResourceID();
+    std::vector<BatchEntry> entries;
+    std::string lines;
+    for (uint64_t begin = 1; begin < endResourceID; begin += RESOURCES_OF_A_GROUP) {
+        entries.resize(std::min(RESOURCES_OF_A_GROUP, endResourceID - begin));
+        for (size_t index = 0; index < entries.size(); ++index)
+            entries[index].m_resourceID = begin + index;
+        dictionary->getResources(entries);
+        lines.clear();
+        appendLines(*dictionary, entries, lines);
+        output.write(lines);
+    }
     output.flush();
     return ExitCode::DONE;
 }

@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/LiteralLines.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 LiteralLines::LiteralLines(Receiver receiver) : m_receiver(std::move(receiver)), m_parser(RdfFormat::N_TRIPLES, true) {}
@@ -17,16 +18,20 @@ void LiteralLines::parse(const std::string_view text) {
     m_parser.parse(m_statements, m_piece);
     std::stable_sort(m_piece.m_errors.begin(), m_piece.m_errors.end(),
                      [](const LoadError& left, const LoadError& right) { return left.m_line < right.m_line; });
+    const std::span<BatchEntry> literals = m_piece.m_literals.getEntries();
+    m_failures.clear();
+    m_receiver.m_answerLiterals(literals, m_failures);
     auto error = m_piece.m_errors.begin();
-    const LiteralBatch& literals = m_piece.m_literals;
+    auto failure = m_failures.begin();
     size_t nextLiteral = 0;
     for (uint64_t line = 1; line <= numberOfLines; ++line)
         if (error != m_piece.m_errors.end() && error->m_line == line) {
             m_receiver.m_takeError(m_numberOfLines + line, error->m_cause);
             ++error;
-        } else if (nextLiteral != literals.getEntries().size() && literals.getLine(nextLiteral) == line) {
-            const BatchEntry& literal = literals.getEntries()[nextLiteral++];
-            m_receiver.m_takeLiteral(literal.m_lexicalForm, literal.m_datatypeID);
+        } else if (nextLiteral != literals.size() && m_piece.m_literals.getLine(nextLiteral) == line) {
+            if (failure != m_failures.end() && failure->m_entryIndex == nextLiteral)
+                std::rethrow_exception(failure->m_exception);
+            m_receiver.m_takeLiteral(literals[nextLiteral++]);
         } else
             m_receiver.m_takeError(m_numberOfLines + line, "not a string literal");
     m_numberOfLines += numberOfLines;

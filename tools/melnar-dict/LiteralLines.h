@@ -3,10 +3,15 @@
 #include "tools/melnar-dict/LineParser.h"
 #include "tools/melnar-dict/ParsedPiece.h"
 
+#include "Engine/core/data-store/dictionary/BatchEntry.h"
+#include "Engine/core/data-store/dictionary/BatchFailure.h"
+
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// Reads literals in Turtle syntax, `"text"` or `"text"@tag`, one a line. They are given to the parser as the objects
 /// of statements, so that they are exactly what they are in N-Triples.
@@ -15,10 +20,12 @@
 /// Threads  One at a time.
 class LiteralLines {
 public:
-    /// Called for each line in order: with the lexical form and datatype ID of its literal, or with the cause why it
-    /// holds none. All texts are the receiver's only until it returns.
+    /// Called first with all literals of a text, to be answered together, and then for each line in order: with the
+    /// answered literal, or with the cause why it holds none. A failure of the first call is thrown when it is the turn of
+    /// its literal. All texts are the receiver's only until it returns.
     struct Receiver {
-        std::function<void(std::string_view lexicalForm, uint8_t datatypeID)> m_takeLiteral;
+        std::function<void(std::span<BatchEntry> literals, std::vector<BatchFailure>& failures)> m_answerLiterals;
+        std::function<void(const BatchEntry& literal)> m_takeLiteral;
         std::function<void(uint64_t line, const std::string& cause)> m_takeError;
     };
 
@@ -33,6 +40,7 @@ private:
     const Receiver m_receiver;
     LineParser m_parser;
     ParsedPiece m_piece;
+    std::vector<BatchFailure> m_failures;
     std::string m_statements;
     uint64_t m_numberOfLines = 0; // of earlier texts
 };

@@ -29,7 +29,7 @@ Exit codes: 0 done, 1 something not found or not a literal, 2 wrong command
 line, 3 the dictionary cannot be read or a limit was reached.
 )";
 
-/// Answers one literal after the other.
+/// Answers literals, in batches of what is read at once.
 class Answers {
 public:
     Answers(const Dictionary& dictionary, StandardOutput& output, std::ostream& errorOutput)
@@ -37,9 +37,10 @@ public:
 
     /// `place` is put before messages.
     LiteralLines::Receiver getReceiver(const std::string& place) {
-        return {[this, place](const std::string_view lexicalForm, const uint8_t datatypeID) {
-                    answer(lexicalForm, datatypeID);
+        return {[this](const std::span<BatchEntry> literals, std::vector<BatchFailure>& failures) {
+                    m_dictionary.tryResolveResources(m_dictionary.getCommitPoint(), literals, failures);
                 },
+                [this](const BatchEntry& literal) { print(literal); },
                 [this, place](const uint64_t line, const std::string& cause) {
                     m_errorOutput << place << line << ": " << cause << '\n';
                     m_exitCode = ExitCode::BAD_DATA;
@@ -49,15 +50,14 @@ public:
     ExitCode getExitCode() const noexcept { return m_exitCode; }
 
 private:
-    void answer(const std::string_view lexicalForm, const uint8_t datatypeID) {
-        const uint64_t resourceID =
-            m_dictionary.tryResolveResource(m_dictionary.getCommitPoint(), lexicalForm, datatypeID);
-        m_line = resourceID == 0 ? "not found" : std::to_string(resourceID);
+    void print(const BatchEntry& literal) {
+        const bool isFound = literal.m_resourceID != 0;
+        m_line = isFound ? std::to_string(literal.m_resourceID) : "not found";
         m_line += '\t';
-        m_dictionary.appendTurtleLiteral(lexicalForm, datatypeID, m_line);
+        m_dictionary.appendTurtleLiteral(literal.m_lexicalForm, literal.m_datatypeID, m_line);
         m_line += '\n';
         m_output.write(m_line);
-        if (resourceID == 0)
+        if (!isFound)
             m_exitCode = ExitCode::BAD_DATA;
     }
 
