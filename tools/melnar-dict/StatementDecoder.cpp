@@ -3,7 +3,6 @@
 #include "tools/melnar-dict/LiteralIri.h"
 
 #include "Engine/core/data-store/Dictionary.h"
-#include "Engine/core/platform/MelnarException.h"
 
 #include <algorithm>
 
@@ -22,18 +21,32 @@ const char* StatementDecoder::appendObject(const SerdStatement& statement, const
         appendUnchangedObject(statement, kind, output);
         return nullptr;
     }
-    uint8_t datatypeID = D_INVALID;
-    try {
-        datatypeID = m_dictionary.getResource(LiteralIri::getResourceID(getText(object)), m_lexicalForm);
-    } catch (const MelnarException&) {
+    const uint64_t resourceID = LiteralIri::getResourceID(getText(object));
+    if (!m_dictionary.hasResource(resourceID)) {
         m_cause = "the IRI '" + std::string(getText(object)) + "' carries no resource ID of the dictionary";
         return m_cause.c_str();
     }
-    const size_t textLength =
-        datatypeID == D_XSD_STRING ? m_lexicalForm.size() : std::min(m_lexicalForm.rfind('@'), m_lexicalForm.size());
+    m_literals.push_back({{}, resourceID, D_INVALID});
+    leaveGap();
+    return nullptr;
+}
+
+void StatementDecoder::startBlock() {
+    m_literals.clear();
+}
+
+void StatementDecoder::answerGaps() {
+    m_dictionary.getResources(m_literals);
+}
+
+const char* StatementDecoder::appendAnswer(const size_t gapIndex, std::string& output) {
+    const std::string_view lexicalForm = m_literals[gapIndex].m_lexicalForm;
+    const size_t textLength = m_literals[gapIndex].m_datatypeID == D_XSD_STRING
+                                  ? lexicalForm.size()
+                                  : std::min(lexicalForm.rfind('@'), lexicalForm.size());
     output += '"';
-    appendEscaped(std::string_view(m_lexicalForm).substr(0, textLength), output);
+    appendEscaped(lexicalForm.substr(0, textLength), output);
     output += '"';
-    output.append(m_lexicalForm, textLength);
+    output += lexicalForm.substr(textLength);
     return nullptr;
 }

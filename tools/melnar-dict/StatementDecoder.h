@@ -2,7 +2,10 @@
 
 #include "tools/melnar-dict/StatementRewriter.h"
 
+#include "Engine/core/data-store/dictionary/BatchEntry.h"
+
 #include <string>
+#include <vector>
 
 class Dictionary;
 
@@ -14,10 +17,13 @@ public:
         : StatementRewriter(format), m_dictionary(dictionary) {}
 
 private:
+    void startBlock() override;
+    void answerGaps() override;
+    const char* appendAnswer(size_t gapIndex, std::string& output) override;
     const char* appendObject(const SerdStatement& statement, LiteralKind kind, std::string& output) override;
     const char* appendTerm(const SerdNode& term, std::string& output) override;
 
     const Dictionary& m_dictionary;
-    std::string m_lexicalForm;
-    std::string m_cause; // of the last refusal
+    std::vector<BatchEntry> m_literals; // of the gaps
+    std::string m_cause;                // of the last refusal
 };

@@ -1,8 +1,12 @@
 #pragma once
 
+#include "tools/melnar-dict/LiteralBatch.h"
 #include "tools/melnar-dict/StatementRewriter.h"
 
+#include "Engine/core/data-store/dictionary/BatchFailure.h"
+
 #include <string>
+#include <vector>
 
 class Dictionary;
 
@@ -14,10 +18,14 @@ public:
         : StatementRewriter(format), m_dictionary(dictionary) {}
 
 private:
+    void startBlock() override;
+    void answerGaps() override;
+    const char* appendAnswer(size_t gapIndex, std::string& output) override;
     const char* appendObject(const SerdStatement& statement, LiteralKind kind, std::string& output) override;
     const char* appendTerm(const SerdNode& term, std::string& output) override;
 
     const Dictionary& m_dictionary;
-    std::string m_lexicalForm;
+    LiteralBatch m_literals; // of the gaps
+    std::vector<BatchFailure> m_failures;
     std::string m_cause; // of the last refusal
 };

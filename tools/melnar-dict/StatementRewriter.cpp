@@ -3,32 +3,58 @@
 #include <algorithm>
 
 void StatementRewriter::rewrite(const std::string_view text, ParsedPiece& piece) {
-    m_text.clear();
+    m_unfilled.clear();
+    m_gaps.clear();
+    startBlock();
     parse(text, piece);
+    m_text.clear();
+    answerGaps();
+    fillGaps(piece);
 }
 
-const char* StatementRewriter::takeLineStatement(const SerdStatement& statement, const LiteralKind kind, uint64_t,
-                                                 ParsedPiece& piece) {
-    const size_t begin = m_text.size();
+/// Writes the text with its gaps filled. A gap that cannot be filled comes before the error that ended the block, if any.
+void StatementRewriter::fillGaps(ParsedPiece& piece) {
+    size_t begin = 0;
+    for (size_t index = 0; index < m_gaps.size(); ++index) {
+        const Gap& gap = m_gaps[index];
+        const size_t end = std::min(gap.m_offset, m_unfilled.size());
+        m_text.append(m_unfilled, begin, end - begin);
+        begin = end;
+        const size_t length = m_text.size();
+        if (const char* const cause = appendAnswer(index, m_text)) {
+            m_text.resize(length - (end - gap.m_startOfStatement));
+            piece.m_errors.assign(1, {gap.m_line, ExitCode::BAD_DATA, cause});
+            return;
+        }
+        if (gap.m_offset > m_unfilled.size())
+            m_text.resize(length);
+    }
+    m_text.append(m_unfilled, begin);
+}
+
+const char* StatementRewriter::takeLineStatement(const SerdStatement& statement, const LiteralKind kind,
+                                                 const uint64_t line, ParsedPiece& piece) {
+    m_startOfStatement = m_unfilled.size();
+    m_line = line;
     const auto appendAll = [&]() -> const char* {
-        if (const char* const cause = appendTerm(*statement.m_subject, m_text))
+        if (const char* const cause = appendTerm(*statement.m_subject, m_unfilled))
             return cause;
-        m_text += ' ';
-        if (const char* const cause = appendTerm(*statement.m_predicate, m_text))
+        m_unfilled += ' ';
+        if (const char* const cause = appendTerm(*statement.m_predicate, m_unfilled))
             return cause;
-        m_text += ' ';
-        if (const char* const cause = appendObject(statement, kind, m_text))
+        m_unfilled += ' ';
+        if (const char* const cause = appendObject(statement, kind, m_unfilled))
             return cause;
         if (statement.m_graph == nullptr)
             return nullptr;
-        m_text += ' ';
-        return appendTerm(*statement.m_graph, m_text);
+        m_unfilled += ' ';
+        return appendTerm(*statement.m_graph, m_unfilled);
     };
     if (const char* const cause = appendAll()) {
-        m_text.resize(begin);
+        m_unfilled.resize(m_startOfStatement);
         return cause;
     }
-    m_text += " .\n";
+    m_unfilled += " .\n";
     ++piece.m_counts.m_statements;
     return nullptr;
 }

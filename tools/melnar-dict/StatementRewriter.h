@@ -4,9 +4,11 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// Reads blocks of N-Triples or N-Quads and writes their statements in canonical form, one a line, with other objects in
-/// the place of some: how, is up to the subclass.
+/// the place of some: how, is up to the subclass. Where an object depends on the dictionary, the subclass leaves a gap, and
+/// fills the gaps of a block when all of them are known.
 ///
 /// Canonical: one space between terms and before the full stop; in literals only '"', '\', line feed and carriage return
 /// are escaped, in IRIs nothing is; xsd:string is not written; comments and blank lines go. Blank node labels and
@@ -24,8 +26,17 @@ public:
     const std::string& getText() const noexcept { return m_text; }
 
 protected:
-    /// Appends the object in the form that it is to have; null, or why the statement is refused.
+    /// Starts a block that has no gaps.
+    virtual void startBlock() = 0;
+
+    /// Appends the object in the form that it is to have, or leaves a gap for it; null, or why the statement is refused.
     virtual const char* appendObject(const SerdStatement& statement, LiteralKind kind, std::string& output) = 0;
+
+    /// Asks the dictionary for what belongs into the gaps of the block.
+    virtual void answerGaps() = 0;
+
+    /// Appends what belongs into the gap with this index; null, or why its statement is refused after all.
+    virtual const char* appendAnswer(size_t gapIndex, std::string& output) = 0;
 
     /// Appends a subject, predicate or graph; null, or why the statement is refused.
     virtual const char* appendTerm(const SerdNode& term, std::string& output);
@@ -36,13 +47,27 @@ protected:
     /// Appends text as it stands between the quotes of a literal.
     static void appendEscaped(std::string_view text, std::string& output);
 
+    /// Leaves a gap for the object of the current statement, the next one by index.
+    void leaveGap() { m_gaps.push_back({m_unfilled.size(), m_startOfStatement, m_line}); }
+
     static std::string_view getText(const SerdNode& node) noexcept {
         return {reinterpret_cast<const char*>(node.buf), node.n_bytes};
     }
 
 private:
+    struct Gap {
+        size_t m_offset;           // in m_unfilled; beyond its end when the statement was refused for another reason
+        size_t m_startOfStatement; // the same
+        uint64_t m_line;
+    };
+
+    void fillGaps(ParsedPiece& piece);
     const char* takeLineStatement(const SerdStatement& statement, LiteralKind kind, uint64_t line,
                                   ParsedPiece& piece) final;
 
+    std::string m_unfilled; // the statements, with gaps
+    std::vector<Gap> m_gaps;
+    size_t m_startOfStatement = 0;
+    uint64_t m_line = 0;
     std::string m_text;
 };

@@ -125,6 +125,25 @@ TEST_F(RewriteCommandTest, whatCannotBeEncodedNamesItsLineAndLeavesNoFile) {
     }
 }
 
+TEST_F(RewriteCommandTest, theFirstErrorIsToldAndWhatStandsBeforeItIsWritten) {
+    m_directory.addFile("known.nt", "<urn:s> <urn:p> \"known\" .\n");
+    load("known.nt");
+    const std::string sound = "<urn:s> <urn:p> \"known\" .\n";
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"<urn:s> <urn:p> \"unknown\" .\n<urn:s> <urn:p> \"unknown\"@en .\nnot a statement\n",
+         "the dictionary does not have the literal \"unknown\""},
+        {"<urn:s> <urn:p> \"unknown\" <melnar:1> .\n", "the dictionary does not have the literal \"unknown\""},
+        {"<urn:s> <urn:p> \"known\" <melnar:1> .\n", "the IRI 'melnar:1' would be taken for a literal's"},
+    };
+    for (const auto& [lines, cause] : cases) {
+        const ToolResult result =
+            run({"encode", "-", "--format", "nquads", "-d", "d", "-o", "-"}, sound + lines + sound);
+        EXPECT_EQ(1, result.m_exitCode) << lines;
+        EXPECT_EQ("<urn:s> <urn:p> <melnar:1> .\n", result.m_output) << lines;
+        EXPECT_EQ("-:2: " + cause + '\n', result.m_errorOutput) << lines;
+    }
+}
+
 TEST_F(RewriteCommandTest, whatCannotBeDecodedNamesItsLine) {
     m_directory.addFile("known.nt", "<urn:s> <urn:p> \"known\" .\n");
     load("known.nt");
