@@ -50,7 +50,7 @@ void TurtleParser::parse() {
         m_exchangePiece(std::move(m_piece));
 }
 
-/// Reads on from where the text stands, up to a fault or behind the next statement that is not plain; whether there is
+/// Reads on from where the text stands, up to a fault or behind the next statements that are not plain; whether there is
 /// more to read.
 bool TurtleParser::readOn() {
     uint64_t firstLine = 0;
@@ -126,14 +126,18 @@ size_t TurtleParser::provideText(char* const buffer, const size_t size) {
 
 void TurtleParser::readPlainStatements() {
     while (m_piece && hasUnread()) {
-        const char* const begin = m_unread.data();
-        const char* const end = m_plainTurtle.read(begin, begin + m_unread.size(), m_filter.getLine());
+        const char* const end = readPlainStatement();
         if (end == nullptr)
             return;
-        m_unread.remove_prefix(static_cast<size_t>(end - begin));
+        m_unread.remove_prefix(static_cast<size_t>(end - m_unread.data()));
         m_filter.skipTo(m_plainTurtle.getLine());
         takePlainStatement();
     }
+}
+
+/// Where the next statement ends, if it is plain.
+const char* TurtleParser::readPlainStatement() {
+    return m_plainTurtle.read(m_unread.data(), m_unread.data() + m_unread.size(), m_filter.getLine());
 }
 
 void TurtleParser::takePlainStatement() {
@@ -176,10 +180,10 @@ bool TurtleParser::hasUnread() {
     return !m_textFault;
 }
 
-/// Filters the next block, or what is there of a statement; false at the end of the text. May yield nothing, where a
-/// block has nothing but comments.
+/// Filters the next block, or what is there of a statement; false at the end of the text and before a plain statement. May
+/// yield nothing, where a block has nothing but comments.
 bool TurtleParser::fillFiltered() {
-    if (m_isStatementFiltered || !hasUnread())
+    if (!hasUnread() || (m_isStatementFiltered && readPlainStatement() != nullptr))
         return false;
     m_filtered.clear();
     m_filteredOffset = 0;

@@ -19,7 +19,8 @@
 
 /// Reads a file of Turtle or TriG from its start to its end and hands out what it finds piece by piece.
 ///
-/// In Turtle, plain statements are read at once and each of the others by a run of serd of its own; TriG is all serd's.
+/// In Turtle, plain statements are read at once, and the others up to the next plain one by a run of serd; TriG is all
+/// serd's.
 ///
 /// Units    Lines are counted from the start of the file, by line feeds.
 /// Threads  One at a time.
@@ -50,6 +51,7 @@ private:
 
     bool readOn();
     void readPlainStatements();
+    const char* readPlainStatement();
     void takePlainStatement();
     bool hasUnread();
     bool fillFiltered();
@@ -79,7 +81,7 @@ private:
     size_t m_filteredOffset = 0;          // how much of it serd has been given
     uint64_t m_numberOfBytesGiven = 0;    // to serd, since the start of the file
     uint64_t m_startOfPage = 0;           // what serd had been given when it asked for the latest page
-    bool m_isStatementFiltered = false;   // whether the text that serd is to be given ends with that of m_filtered
+    bool m_isStatementFiltered = false;   // whether the text that serd is to be given may end with m_filtered
     std::vector<uint64_t> m_literalLines; // of the literals in the text that serd has yet to read
     size_t m_nextLiteral = 0;
     std::optional<TextFault> m_textFault;
