@@ -1,22 +1,34 @@
 #!/usr/bin/env python3
 """Runs the benchmarks and writes what they measured below build/bench/results, one JSON file a run of a program.
 
-    run.py                       the tables: 1 and 10 million strings of both kinds, warm and cold
-    run.py --quick               the same with 20,000 strings and one repetition: that everything works
-    run.py --n 30000000          with other numbers of strings
-    run.py --strings FILE        with the strings of a file, one a line, or the literals of N-Triples
+    run.py                    all suites but load, with up to 30 million strings: hours
+    run.py --quick            the same with 20,000 strings, and a small file to load: that everything works
+    run.py SUITE...           some suites
+      tables                    all maps, all workloads, strings "a" and "b", warm; and cold
+      loads                     just after a doubling of the table (load 0.36), in between (0.6), just before one (0.69)
+      growth                    the cost a string against the number of strings
+      memory                    bytes beyond the texts
+      stalls                    how long single calls take while a map grows
+      files                     save, open, verify, compact
+      load                      RDF files beside serd's reader and serdi: those given with --file
+    run.py report             writes docs/performance.md from the results that are there
 
-The programs are those of the preset `bench`. Every program checks the answers that it measures; a wrong one is an error.
+The programs are those of the preset `bench`. They check the answers that they measure; a wrong one is an error.
 """
 
 import argparse
+import datetime
 import os
 import subprocess
 import sys
 from pathlib import Path
 
+import load
+import report
+
 ROOT = Path(__file__).resolve().parent.parent
-PROGRAMS = ROOT / "build" / "bench" / "benchmarks"
+SUITES = ["tables", "loads", "growth", "memory", "stalls", "files", "load"]
+LARGE_FILE_TRIPLES = 8_000_000  # a gigabyte
 
 
 def commit_of_tree():
@@ -38,50 +50,119 @@ def processor():
     return "unknown"
 
 
-def run(command):
+def machine():
+    """What every file of results tells about where it comes from. Google Benchmark's options take no ',' and no '='."""
+    gigabytes = os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / (1 << 30)
+    facts = {"commit": commit_of_tree(), "processor": processor(), "cores": str(len(os.sched_getaffinity(0))),
+             "gigabytes": f"{gigabytes:.0f}"}
+    return {name: fact.replace(",", " ").replace("=", " ") for name, fact in facts.items()}
+
+
+def run(arguments, program, name, *options):
+    """Runs a program; the result is called `name`."""
+    command = [
+        arguments.programs / "benchmarks" / program, *options,
+        f"--benchmark_repetitions={arguments.repetitions}", "--benchmark_enable_random_interleaving=true",
+        "--benchmark_display_aggregates_only=true", f"--benchmark_out={arguments.results / name}.json",
+        "--benchmark_out_format=json",
+        "--benchmark_context=" + ",".join(f"{fact}={value}" for fact, value in machine().items())
+    ]
+    if arguments.filter:
+        command.append(f"--benchmark_filter={arguments.filter}")
     print("\n$ " + " ".join(map(str, command)), flush=True)
     result = subprocess.run([str(word) for word in command], check=False)
     if result.returncode != 0:
-        sys.exit(f"run.py: {Path(command[0]).name} ended with {result.returncode}")
+        sys.exit(f"run.py: {program} ended with {result.returncode}")
 
 
 def run_table(arguments, name, strings, number, *options):
-    """One table of all maps."""
-    run([
-        PROGRAMS / "bench-table", f"--strings={strings}", f"--n={number}", f"--threads={arguments.threads}",
-        f"--benchmark_repetitions={arguments.repetitions}", "--benchmark_enable_random_interleaving=true",
-        "--benchmark_display_aggregates_only=true", f"--benchmark_filter={arguments.filter}",
-        f"--benchmark_out={arguments.results / name}.json", "--benchmark_out_format=json",
-        f"--benchmark_context=commit={commit_of_tree()},processor={processor().replace(',', ' ').replace('=', ' ')}",
-        *options
-    ])
+    quick = ["--texts-per-measurement=1"] if arguments.quick else []
+    run(arguments, "bench-table", name, f"--strings={strings}", f"--n={number}", f"--threads={arguments.threads}",
+        *quick, *options)
 
 
 def run_tables(arguments):
-    options = ["--texts-per-measurement=1"] if arguments.quick else []
-    for strings in arguments.strings:
-        kind = strings if strings in ("a", "b") else Path(strings).name.split(".")[0]
-        for number in arguments.n:
-            run_table(arguments, f"table-{kind}-{number}", strings, number, *options)
-    run_table(arguments, f"cold-b-{arguments.n[-1]}", "b", arguments.n[-1], "--cold", *options)
+    for number in arguments.n or ([20_000] if arguments.quick else [1_000_000, 10_000_000]):
+        for strings in arguments.strings:
+            kind = strings if strings in ("a", "b") else Path(strings).name.split(".")[0]
+            run_table(arguments, f"table-{kind}-{number}", strings, number)
+        run_table(arguments, f"cold-b-{number}", "b", number, "--cold")
+
+
+def run_loads(arguments):
+    buckets = 1 << (15 if arguments.quick else 24)
+    for percent in (36, 60, 69):
+        run_table(arguments, f"load{percent}-b", "b", buckets * percent // 100)
+
+
+def run_growth(arguments):
+    numbers = [1_000, 20_000] if arguments.quick else [10**3, 10**4, 10**5, 10**6, 10**7, 3 * 10**7]
+    for number in arguments.n or numbers:
+        run_table(arguments, f"growth-b-{number}", "b", number, "--workloads=build")
+
+
+def run_memory(arguments):
+    for number in arguments.n or [20_000 if arguments.quick else 10_000_000]:
+        run(arguments, "bench-memory", f"memory-b-{number}", f"--n={number}", f"--threads={arguments.threads}",
+            "--cold")
+
+
+def run_stalls(arguments):
+    for number in arguments.n or [20_000 if arguments.quick else 30_000_000]:
+        run(arguments, "bench-stalls", f"stalls-b-{number}", f"--n={number}", f"--threads={arguments.threads}")
+
+
+def run_files(arguments):
+    for number in arguments.n or [20_000 if arguments.quick else 10_000_000]:
+        folder = f"--folder={arguments.results.parent / 'files'}"
+        run(arguments, "bench-files", f"files-b-{number}", f"--n={number}", folder)
+        run(arguments, "bench-files", f"files-cold-b-{number}", f"--n={number}", folder, "--cold")
+
+
+def run_load(arguments):
+    data = arguments.results.parent / "data"
+    files = [load.unpacked(file, data) for file in arguments.file]
+    if arguments.large:
+        files.append(load.make_large_file(ROOT, LARGE_FILE_TRIPLES, data))
+    if not files and arguments.quick:
+        files.append(load.make_small_file(data))
+    if not files:
+        sys.exit("run.py: load wants --file FILE or --large")
+    threads = int(arguments.threads.split(",")[-1])
+    context = {"date": datetime.datetime.now().astimezone().isoformat(timespec="seconds"), **machine()}
+    for file in files:
+        print(f"\n{file.name}:", flush=True)
+        load.run_load(arguments.programs, file, min(2, threads), arguments.repetitions, context, arguments.results)
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("suites", nargs="*", metavar="SUITE", help=f"{', '.join(SUITES)} or report")
     parser.add_argument("--quick", action="store_true", help="20,000 strings and one repetition")
-    parser.add_argument("--n", type=int, nargs="+", help="numbers of strings (1000000 10000000)")
-    parser.add_argument("--strings", nargs="+", default=["a", "b"], help="a, b or files (a b)")
-    parser.add_argument("--threads", help="numbers of threads, with commas between them (1,2 and all)")
+    parser.add_argument("--n", type=int, nargs="+", metavar="NUMBER", help="numbers of strings, instead of the suite's")
+    parser.add_argument("--strings", nargs="+", default=["a", "b"],
+                        help="a, b, or files of strings or N-Triples, for the suite tables (a b)")
+    parser.add_argument("--threads", help="numbers of threads, with commas between them (1,2 and all cores)")
     parser.add_argument("--repetitions", type=int, help="of each measurement (5)")
-    parser.add_argument("--filter", default=".", help="a regular expression for the names of the maps")
-    parser.add_argument("--results", type=Path, default=ROOT / "build" / "bench" / "results")
+    parser.add_argument("--filter", help="a regular expression: the maps that are measured")
+    parser.add_argument("--file", type=Path, nargs="+", default=[], help="RDF files for the suite load, plain or .gz")
+    parser.add_argument("--large", action="store_true", help="for the suite load: a file of a gigabyte, made for it")
+    parser.add_argument("--programs", type=Path, default=ROOT / "build" / "bench", help="the build folder (build/bench)")
+    parser.add_argument("--results", type=Path, help="where the results go (build/bench/results, or quick beside it)")
     arguments = parser.parse_args()
+    if unknown := set(arguments.suites) - {*SUITES, "report"}:
+        parser.error(f"there is no suite {', '.join(sorted(unknown))}")
     cores = len(os.sched_getaffinity(0))
-    arguments.n = arguments.n or ([20_000] if arguments.quick else [1_000_000, 10_000_000])
     arguments.threads = arguments.threads or ",".join(str(number) for number in sorted({1, min(2, cores), cores}))
     arguments.repetitions = arguments.repetitions or (1 if arguments.quick else 5)
+    arguments.results = arguments.results or arguments.programs / ("quick" if arguments.quick else "results")
     arguments.results.mkdir(parents=True, exist_ok=True)
-    run_tables(arguments)
+    suites = arguments.suites or (SUITES if arguments.quick else [suite for suite in SUITES if suite != "load"])
+    for suite in suites:
+        if suite == "report":
+            report.write(arguments.results, ROOT / "docs")
+        else:
+            globals()[f"run_{suite}"](arguments)
 
 
 if __name__ == "__main__":

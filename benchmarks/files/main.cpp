@@ -113,5 +113,6 @@ int main(int argc, char** argv) {
                                       run(state, texts, maximum, fileName);
                               });
         }
+        return texts.getSize();
     });
 }

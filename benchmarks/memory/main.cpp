@@ -1,6 +1,5 @@
 #include "benchmarks/memory/ChildProcess.h"
 #include "benchmarks/memory/ResidentMemory.h"
-#include "benchmarks/pages/PagePool.h"
 #include "benchmarks/peers/Peer.h"
 #include "benchmarks/program/BenchmarkProgram.h"
 #include "benchmarks/workloads/ThreadGroup.h"
@@ -9,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -55,7 +55,8 @@ void measure(const PeerKind& kind, const TextList& texts, const size_t threads, 
 int main(int argc, char** argv) {
     TextList texts;
     return runBenchmarkProgram(argc, argv, [&](const BenchmarkOptions& options) {
-        PagePool::get().configure(false, options.m_usesHugePages); // all pages are touched for the first time
+        if (options.m_isWarm)
+            throw std::runtime_error("Memory is measured with --cold: what was touched before is not counted.");
         texts = makeTexts(options.m_source, options.m_numberOfTexts);
         for (const size_t threads : options.m_numbersOfThreads)
             for (const PeerKind& kind : getPeerKinds())
@@ -73,5 +74,6 @@ int main(int argc, char** argv) {
                                           state.counters["beyond_resident"] = figures[BEYOND_RESIDENT];
                                           state.counters["peak_resident"] = figures[PEAK_RESIDENT];
                                       });
+        return texts.getSize();
     });
 }

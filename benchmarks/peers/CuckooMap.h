@@ -50,10 +50,9 @@ private:
         }
     };
 
-    // The map starts with room for 262,144 strings unless it is told otherwise, which would be a reservation.
-    static constexpr size_t INITIAL_SIZE = 1024;
-
+    // Starts with room for 262,144 strings, the map's default. Told to start with fewer, it adds locks as it grows, and
+    // two threads that insert meanwhile have been seen to crash in it.
     libcuckoo::cuckoohash_map<std::string_view, uint64_t, Hash, Equality,
                               PoolAllocator<std::pair<const std::string_view, uint64_t>>>
-        m_ids{INITIAL_SIZE};
+        m_ids;
 };

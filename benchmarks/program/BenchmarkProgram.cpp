@@ -27,14 +27,15 @@ void registerBenchmark(const std::string& name, std::function<void(benchmark::St
         ->Unit(benchmark::kMillisecond);
 }
 
-int runBenchmarkProgram(int argc, char** argv, const std::function<void(const BenchmarkOptions&)>& registerBenchmarks) {
+int runBenchmarkProgram(int argc, char** argv,
+                        const std::function<size_t(const BenchmarkOptions&)>& registerBenchmarks) {
     try {
         benchmark::Initialize(&argc, argv);
         const BenchmarkOptions options(argc, argv);
         PagePool::get().configure(options.m_isWarm, options.m_usesHugePages);
-        registerBenchmarks(options);
+        const size_t numberOfTexts = registerBenchmarks(options);
         benchmark::AddCustomContext("strings", options.m_source);
-        benchmark::AddCustomContext("n", std::to_string(options.m_numberOfTexts));
+        benchmark::AddCustomContext("n", std::to_string(numberOfTexts));
         benchmark::AddCustomContext("memory", options.m_isWarm ? "warm" : "cold");
         benchmark::AddCustomContext("pages", options.m_usesHugePages ? "huge" : "small");
         if (benchmark::RunSpecifiedBenchmarks() == 0)

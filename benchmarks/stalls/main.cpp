@@ -88,5 +88,6 @@ int main(int argc, char** argv) {
                                           put("p999", latencies.getQuantile(0.999));
                                           put("longest", latencies.getLongest());
                                       });
+        return texts.getSize();
     });
 }

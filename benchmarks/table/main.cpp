@@ -86,5 +86,6 @@ int main(int argc, char** argv) {
                     registerBenchmark(kind.m_name + "/threads:" + std::to_string(threads),
                                       [measurement = std::make_shared<Measurement>(options, *data, kind, threads)](
                                           benchmark::State& state) { (*measurement)(state); });
+        return data->m_texts.getSize();
     });
 }

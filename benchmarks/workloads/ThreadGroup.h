@@ -12,6 +12,6 @@ struct Share {
 };
 
 /// Lets threads, each with a PeerThread of its own, do their share of `numberOfItems` items, and returns the seconds from
-/// their common start to the end of the last. What a share throws is thrown on once all have ended.
+/// the first start to the end of the last. What a share throws is thrown on once all have ended.
 double runShares(Peer& peer, size_t numberOfThreads, size_t numberOfItems,
                  const std::function<void(PeerThread&, Share)>& runShare);

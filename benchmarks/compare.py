@@ -1,0 +1,65 @@
+#!/usr/bin/env python3
+"""Compares the results of two runs of a benchmark program, and reports the differences that are beyond the spread.
+
+    compare.py OLD.json NEW.json
+
+A figure differs if all its repetitions lie on one side of all the other run's, and the medians are further apart than
+2 % (--tolerance). Of all figures less is better. Exit codes: 0 nothing has become worse, 1 something has, 2 the files
+cannot be compared.
+"""
+
+import argparse
+import sys
+from pathlib import Path
+
+from results import Results
+
+
+def differs(old, new, tolerance):
+    """Whether a figure has changed by more than its spread tells."""
+    is_apart = new.least > old.most or new.most < old.least
+    return is_apart and abs(new.median - old.median) > tolerance * abs(old.median)
+
+
+def compare(old_results, new_results, tolerance):
+    """Lines that tell the differences, and the number of those for the worse."""
+    lines = []
+    worse = 0
+    compared = 0
+    for benchmark, quantities in sorted(old_results.figures.items()):
+        for quantity, old in sorted(quantities.items()):
+            new = new_results.find(benchmark, quantity)
+            if new is None:
+                continue
+            compared += 1
+            if not differs(old, new, tolerance):
+                continue
+            is_worse = new.median > old.median
+            worse += is_worse
+            change = f"{(new.median / old.median - 1) * 100:+.1f} %" if old.median else "from nothing"
+            lines.append(f"{'worse ' if is_worse else 'better'} {benchmark} {quantity}: "
+                         f"{old.median:.4g} ({old.least:.4g} to {old.most:.4g}) -> "
+                         f"{new.median:.4g} ({new.least:.4g} to {new.most:.4g}), {change}")
+    return lines, worse, compared
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("old", type=Path)
+    parser.add_argument("new", type=Path)
+    parser.add_argument("--tolerance", type=float, default=0.02, help="a part of the median (0.02)")
+    arguments = parser.parse_args()
+    try:
+        old_results, new_results = Results(arguments.old), Results(arguments.new)
+    except (OSError, ValueError, KeyError) as error:
+        print(f"compare.py: {error!r}", file=sys.stderr)
+        return 2
+    lines, worse, compared = compare(old_results, new_results, arguments.tolerance)
+    print("\n".join(lines + new_results.failed + [f"{compared} figures compared, {len(lines)} differ, {worse} are worse"]))
+    if not compared:
+        return 2
+    return 1 if worse or new_results.failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,115 @@
+"""Loading RDF files: the tool beside serd's bare reader and serdi, in turns."""
+
+import gzip
+import json
+import os
+import re
+import shutil
+import statistics
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+
+def unpacked(file, folder):
+    """The file, or, of one packed with gzip, a plain copy in the folder: neither of the others reads gzip."""
+    if file.suffix != ".gz":
+        return file
+    folder.mkdir(parents=True, exist_ok=True)
+    plain = folder / file.stem
+    if not plain.exists():
+        with gzip.open(file, "rb") as source, open(plain, "wb") as target:
+            shutil.copyfileobj(source, target)
+    return plain
+
+
+def make_large_file(root, triples, folder):
+    """A file of `triples` statements from the generator beside the repository, made unless it is there."""
+    generator = root.parent / "shared" / "data" / "make_large.py"
+    folder.mkdir(parents=True, exist_ok=True)
+    file = folder / f"large-{triples}.nt"
+    if not file.exists():
+        if not generator.exists():
+            sys.exit("run.py: ../shared/data/make_large.py is not there to make the large file")
+        unfinished = file.with_suffix(".part")
+        subprocess.run([sys.executable, generator, str(triples), "-o", unfinished], check=True,
+                       stdout=subprocess.DEVNULL)
+        unfinished.rename(file)
+    return file
+
+
+def make_small_file(folder):
+    """A file that shows that everything works."""
+    folder.mkdir(parents=True, exist_ok=True)
+    file = folder / "small.nt"
+    lines = (f'<urn:s:{number}> <urn:p> "text {number % 1000}"{"@en" if number % 2 else ""} .\n'
+             for number in range(20_000))
+    file.write_text("".join(lines), encoding="utf-8")
+    return file
+
+
+def run_once(command):
+    """Runs a command; its output, wall seconds, CPU seconds and peak memory in MB."""
+    start = time.perf_counter()
+    with subprocess.Popen(command, stdout=subprocess.PIPE, text=True) as process:
+        output = process.stdout.read() if process.stdout else ""
+        _, status, usage = os.wait4(process.pid, 0)
+        seconds = time.perf_counter() - start
+        process.returncode = os.waitstatus_to_exitcode(status)
+    if process.returncode != 0:
+        sys.exit(f"run.py: {command[0]} ended with {process.returncode}")
+    return output, {
+        "seconds": seconds,
+        "cpu_seconds": usage.ru_utime + usage.ru_stime,
+        "peak_mb": usage.ru_maxrss / 1024,
+    }
+
+
+def commands(programs, file, threads):
+    """What is run, by the name in the results. serdi's output goes nowhere, by way of the shell."""
+    syntax = {".ttl": "turtle", ".nq": "nquads", ".trig": "trig"}.get(file.suffix, "ntriples")
+    return {
+        "serd-baseline": [str(programs / "benchmarks" / "serd-baseline"), str(file)],
+        f"melnar-dict/threads:{threads}": [
+            str(programs / "tools" / "melnar-dict"), "load", "--json", "--threads", str(threads), str(file)
+        ],
+        "serdi": [
+            "sh", "-c", 'exec serdi -q -i "$1" -o ntriples "$2" >/dev/null', "sh", syntax, str(file)
+        ],
+    }
+
+
+def check_statements(file, outputs):
+    """The loader and the reader must have met the same statements."""
+    read = int(re.match(r"(\d+) statements", outputs["serd-baseline"])[1])
+    for name, output in outputs.items():
+        if name.startswith("melnar-dict") and json.loads(output)["triples"] != read:
+            sys.exit(f"run.py: {file.name}: {name} does not count the {read} statements that serd reads")
+
+
+def run_load(programs, file, threads, repetitions, context, results):
+    """Loads a file with all programs in turn, as often as told, prints ratios and writes a file of results."""
+    entries = []
+    seconds = {}
+    for repetition in range(repetitions + 1):
+        outputs = {}
+        for name, command in commands(programs, file, threads).items():
+            outputs[name], figures = run_once(command)
+            if repetition == 0:
+                continue  # brings the file into the cache
+            if name.startswith("melnar-dict"):
+                figures["dictionary_mb"] = json.loads(outputs[name])["memoryBytes"] / (1 << 20)
+            seconds.setdefault(name, []).append(figures["seconds"])
+            entries.append({"run_name": name, "name": name, "run_type": "iteration",
+                            "repetition_index": repetition - 1, **figures})
+        check_statements(file, outputs)
+    medians = {name: statistics.median(values) for name, values in seconds.items()}
+    for name, median in medians.items():
+        print(f"{name:24} {median:8.3f} s  (from {min(seconds[name]):.3f} to {max(seconds[name]):.3f})")
+    ours = next(name for name in medians if name.startswith("melnar-dict"))
+    for name in medians.keys() - {ours}:
+        print(f"{ours} / {name}: {medians[ours] / medians[name]:.3f}")
+    document = {"context": {**context, "strings": file.name, "bytes": str(file.stat().st_size)},
+                "benchmarks": entries}
+    (results / f"load-{Path(file.name).stem}.json").write_text(json.dumps(document, indent=1), encoding="utf-8")
