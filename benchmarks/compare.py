@@ -3,8 +3,8 @@
 
     compare.py OLD.json NEW.json
 
-A figure differs if all its repetitions lie on one side of all the other run's, and the medians are further apart than
-2 % (--tolerance). Of all figures less is better. Exit codes: 0 nothing has become worse, 1 something has, 2 the files
+The spread of a figure is the median distance of its repetitions from their median. Two figures differ if their medians
+are further apart than three times the sum of their spreads, and than 2 % (--tolerance). Of all figures less is better. Exit codes: 0 nothing has become worse, 1 something has, 2 the files
 cannot be compared.
 """
 
@@ -12,13 +12,15 @@ import argparse
 import sys
 from pathlib import Path
 
-from results import Results
+sys.dont_write_bytecode = True  # nothing is left beside the sources
+
+from results import Results  # noqa: E402, pylint: disable=wrong-import-position
 
 
 def differs(old, new, tolerance):
     """Whether a figure has changed by more than its spread tells."""
-    is_apart = new.least > old.most or new.most < old.least
-    return is_apart and abs(new.median - old.median) > tolerance * abs(old.median)
+    difference = abs(new.median - old.median)
+    return difference > 3 * (old.spread + new.spread) and difference > tolerance * abs(old.median)
 
 
 def compare(old_results, new_results, tolerance):
@@ -38,8 +40,8 @@ def compare(old_results, new_results, tolerance):
             worse += is_worse
             change = f"{(new.median / old.median - 1) * 100:+.1f} %" if old.median else "from nothing"
             lines.append(f"{'worse ' if is_worse else 'better'} {benchmark} {quantity}: "
-                         f"{old.median:.4g} ({old.least:.4g} to {old.most:.4g}) -> "
-                         f"{new.median:.4g} ({new.least:.4g} to {new.most:.4g}), {change}")
+                         f"{old.median:.4g} (±{old.spread:.2g}) -> "
+                         f"{new.median:.4g} (±{new.spread:.2g}), {change}")
     return lines, worse, compared
 
 

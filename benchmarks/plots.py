@@ -44,12 +44,13 @@ def legend(names, y):
 
 
 def bars(title, unit, groups, series):
-    """Groups of bars: `series` is a list of (name, [(median, least, most) or None for each group])."""
+    """Groups of bars: `series` is a list of (name, [(median, least, most) or None for each group]). A thin line goes from
+    the least to the most, as far as the plot does."""
     parts, top = legend([name for name, _ in series], 44)
     parts.insert(0, text(60, 20, f"{title}, {unit}"))
     top += 8
     bottom = top + 260
-    largest = max(figure[2] for _, figures in series for figure in figures if figure)
+    largest = 1.2 * max(figure[0] for _, figures in series for figure in figures if figure)
     step = step_of(largest)
     for number in range(math.ceil(largest / step) + 1):
         y = bottom - number * step / largest * (bottom - top)
@@ -64,7 +65,7 @@ def bars(title, unit, groups, series):
         for index, (_, figures) in enumerate(series):
             if not figures[group]:
                 continue
-            median, least, most = (value / largest * (bottom - top) for value in figures[group])
+            median, least, most = (min(value / largest, 1) * (bottom - top) for value in figures[group])
             x = left + index * bar_width
             parts.append(f'<rect x="{x:.1f}" y="{bottom - median:.1f}" width="{bar_width * 0.9:.1f}" '
                          f'height="{median:.1f}" fill="{PALETTE[index % len(PALETTE)]}"/>')

@@ -29,12 +29,11 @@ RATIOS = [
 
 
 def shown(figure):
-    """A median and how far the repetitions lie from it, or a dash."""
+    """A median and its spread, or a dash."""
     if figure is None:
         return "–"
-    spread = max(figure.most - figure.median, figure.median - figure.least)
     digits = 0 if figure.median >= 100 else 1 if figure.median >= 10 else 2
-    return f"{figure.median:.{digits}f} ±{spread:.{digits}f}"
+    return f"{figure.median:.{digits}f} ±{figure.spread:.{digits}f}"
 
 
 def table(heads, rows):

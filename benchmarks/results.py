@@ -16,6 +16,8 @@ class Figure:
     def __init__(self, values):
         self.values = sorted(values)
         self.median = statistics.median(values)
+        # The median distance from the median: one repetition that the machine has disturbed does not move it.
+        self.spread = statistics.median(abs(value - self.median) for value in values)
 
     @property
     def least(self):

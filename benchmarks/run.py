@@ -23,8 +23,10 @@ import subprocess
 import sys
 from pathlib import Path
 
-import load
-import report
+sys.dont_write_bytecode = True  # nothing is left beside the sources
+
+import load  # noqa: E402, pylint: disable=wrong-import-position
+import report  # noqa: E402, pylint: disable=wrong-import-position
 
 ROOT = Path(__file__).resolve().parent.parent
 SUITES = ["tables", "loads", "growth", "memory", "stalls", "files", "load"]
