@@ -39,7 +39,7 @@ public:
     /// A block all of which is used.
     void* allocate(size_t numberOfBytes);
 
-    void free(void* begin) noexcept;
+    void free(void* block) noexcept;
 
     /// Ends a run: takes all blocks back and makes what was written to zero again.
     void reset();
