@@ -44,15 +44,22 @@ void PagePool::configure(const bool isWarm, const bool usesHugePages) {
     ::madvise(m_range, RANGE_SIZE, usesHugePages ? MADV_HUGEPAGE : MADV_NOHUGEPAGE);
 }
 
+/// Blocks as large as a huge page begin with one.
 void* PagePool::takeLowestFit(const size_t numberOfBytes) {
-    const auto fit =
-        std::find_if(m_free.begin(), m_free.end(), [&](const auto& range) { return range.second >= numberOfBytes; });
+    const size_t alignment = numberOfBytes >= HUGE_PAGE_SIZE ? HUGE_PAGE_SIZE : PAGE_SIZE;
+    const auto fit = std::find_if(m_free.begin(), m_free.end(), [&](const auto& range) {
+        return roundUp(range.first, alignment) + numberOfBytes <= range.first + range.second;
+    });
     if (fit == m_free.end())
         throw std::bad_alloc();
-    const auto [begin, size] = *fit;
-    m_free.erase(fit);
-    if (size > numberOfBytes)
-        m_free.emplace(begin + numberOfBytes, size - numberOfBytes);
+    const size_t begin = roundUp(fit->first, alignment);
+    const size_t end = begin + numberOfBytes;
+    const size_t endOfFree = fit->first + fit->second;
+    fit->second = begin - fit->first;
+    if (fit->second == 0)
+        m_free.erase(fit);
+    if (endOfFree > end)
+        m_free.emplace(end, endOfFree - end);
     m_blocks.emplace(begin, Block{numberOfBytes, 0});
     return m_range + begin;
 }
@@ -64,9 +71,22 @@ void PagePool::noteUse(const size_t begin, const size_t numberOfBytes) {
         m_isWritten[page] = true;
 }
 
+/// Zeroes what this run has written to a block that was another one then.
+void PagePool::clear(const size_t begin, const size_t numberOfBytes) {
+    const size_t end = begin + numberOfBytes;
+    for (size_t page = begin / HUGE_PAGE_SIZE; page * HUGE_PAGE_SIZE < end; ++page)
+        if (m_isWritten[page]) {
+            const size_t beginOfPart = std::max(begin, page * HUGE_PAGE_SIZE);
+            const size_t endOfPart = std::min(end, (page + 1) * HUGE_PAGE_SIZE);
+            std::memset(m_range + beginOfPart, 0, endOfPart - beginOfPart);
+        }
+}
+
 void* PagePool::reserve(const size_t numberOfBytes) {
     const std::lock_guard lock(m_mutex);
-    return takeLowestFit(roundUp(numberOfBytes, PAGE_SIZE));
+    uint8_t* const block = static_cast<uint8_t*>(takeLowestFit(roundUp(numberOfBytes, PAGE_SIZE)));
+    clear(static_cast<size_t>(block - m_range), numberOfBytes);
+    return block;
 }
 
 void PagePool::use(void* const begin, const size_t numberOfBytes) {

@@ -60,6 +60,7 @@ private:
 
     void* takeLowestFit(size_t numberOfBytes);
     void noteUse(size_t begin, size_t numberOfBytes);
+    void clear(size_t begin, size_t numberOfBytes);
 
     uint8_t* const m_range;
     bool m_isWarm = true;
