@@ -22,6 +22,7 @@ void prefetch(const std::string_view form) noexcept {
     constexpr size_t CACHE_LINE_SIZE = 64;
     for (size_t index = 0; index < std::min(form.size(), NUMBER_OF_LENGTH_CLASSES); index += CACHE_LINE_SIZE)
         __builtin_prefetch(form.data() + index);
+    __builtin_prefetch(form.data() + form.size());
 }
 
 /// The places of the forms in ascending order of their lengths.

@@ -4,33 +4,40 @@
 #include "Engine/core/data-store/dictionary/LexicalFormHashes.h"
 #include "Engine/core/platform/Unmovable.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string_view>
 
-/// What can be found out about the literals of a batch before a hash table is entered: each one's form and datatype as
-/// they are stored, and its hash. Takes a part of a batch at a time, large enough for the lanes of the hash and small
-/// enough to stay in the cache nearest to the core.
+/// A group of a batch's literals, with what can be found out about them before a hash table is entered: each one's form
+/// and datatype as they are stored, and its hash.
 ///
-/// Ownership  The forms are the entries'.
+/// A thread's slot in a hash table is held for a group. A group is large enough for the lanes of the hash, and small
+/// enough to stay in the cache nearest to the core and to keep nobody waiting for long.
+///
+/// Ownership  The forms are the batch's.
 /// Threads    One thread at a time.
 /// Errors     None: a refused literal is marked, and whoever comes to it refuses it again, by the exception.
 class PreparedEntries : private Unmovable {
 public:
-    static constexpr size_t CAPACITY = MAXIMUM_NUMBER_OF_FORMS_TO_HASH;
+    static constexpr size_t CAPACITY = 256;
 
-    /// A thread's slot in a hash table is held for a group of entries, which is no longer than this many, and of no more
-    /// text in bytes but for a single longer literal: so nobody waits for a whole batch.
-    static constexpr size_t MAXIMUM_GROUP_SIZE = 64;
-    static constexpr size_t MAXIMUM_GROUP_BYTES = size_t(1) << 16;
+    /// A group has no more text than this in bytes, but for a single longer literal.
+    static constexpr size_t MAXIMUM_NUMBER_OF_BYTES = size_t(1) << 16;
 
-    /// Replaces the contents by those of at most CAPACITY entries.
+    /// Makes a group of the first entries of what is left of a batch, which is not empty.
     void prepare(std::span<const BatchEntry> entries) noexcept;
 
-    /// The end of the group that begins at `begin`, which must be below the size.
-    size_t getGroupEnd(size_t begin) const noexcept;
+    /// Has forms of the entries behind the group fetched into the cache, counted from the group's end.
+    void prefetchUpcoming(const size_t begin, const size_t numberOfForms) const noexcept {
+        for (size_t index = begin; index < std::min(begin + numberOfForms, m_upcoming.size()); ++index) {
+            const std::string_view form = m_upcoming[index].m_lexicalForm;
+            __builtin_prefetch(form.data());
+            __builtin_prefetch(form.data() + form.size());
+        }
+    }
 
     size_t getSize() const noexcept { return m_size; }
     std::string_view getForm(const size_t index) const noexcept { return m_forms[index]; }
@@ -39,7 +46,11 @@ public:
     bool isRefused(const size_t index) const noexcept { return m_isRefused[index]; }
 
 private:
-    // All but the size are set up to it only.
+    static_assert(CAPACITY <= MAXIMUM_NUMBER_OF_FORMS_TO_HASH);
+
+    std::span<const BatchEntry> m_upcoming; // as many as may be in the next group
+
+    // The rest is set up to the size only.
     size_t m_size = 0;
     std::array<std::string_view, CAPACITY> m_forms;
     std::array<uint64_t, CAPACITY> m_hashes;

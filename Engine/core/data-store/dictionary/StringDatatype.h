@@ -112,12 +112,8 @@ private:
     static uint64_t probe(Table& table, typename Table::Bucket* bucket, DictionaryCommitPoint commitPoint,
                           const char* lexicalForm, size_t lexicalFormLength) noexcept;
 
-    size_t findGroup(const PreparedEntries& prepared, size_t begin, size_t end, DictionaryCommitPoint commitPoint,
-                     EnteredTable& enteredTable, GroupProbe<T>& groupProbe) const;
-    void resolveGroup(DictionaryThreadContext* threadContext, const PreparedEntries& prepared, size_t begin, size_t end,
-                      std::span<BatchEntry> entries, std::vector<BatchFailure>& failures);
-    void lookUpGroup(DictionaryCommitPoint commitPoint, const PreparedEntries& prepared, size_t begin, size_t end,
-                     std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) const;
+    size_t findGroup(const PreparedEntries& prepared, DictionaryCommitPoint commitPoint, EnteredTable& enteredTable,
+                     GroupProbe<T>& groupProbe) const;
 
     // Mutable because a lookup, too, holds its thread's slot and helps with a resize.
     mutable Table m_xsdStringTable;

@@ -24,23 +24,14 @@ void refuse(const BatchEntry& entry, const PlainLiteralFailureLines& failureLine
     AdaptiveResourceSizeEncoding::checkSize(lexicalFormLength + 1);
 }
 
-/// Hands a batch out in groups: calls `operation(prepared, begin, end, entries)` for the entries with these numbers of
-/// a prepared part.
+/// Hands a batch out in groups: calls `operation` for each with what is prepared of it, its entries, and the number of
+/// the first one.
 template<class Operation>
-void forEachGroup(const std::span<BatchEntry> batch, std::vector<BatchFailure>& failures, const Operation operation) {
+void forEachGroup(const std::span<BatchEntry> batch, const Operation operation) {
     PreparedEntries prepared;
-    for (size_t partBegin = 0; partBegin < batch.size(); partBegin += PreparedEntries::CAPACITY) {
-        const std::span<BatchEntry> entries =
-            batch.subspan(partBegin, std::min(PreparedEntries::CAPACITY, batch.size() - partBegin));
-        const size_t numberOfEarlierFailures = failures.size();
-        prepared.prepare(entries);
-        for (size_t begin = 0; begin < prepared.getSize();) {
-            const size_t end = prepared.getGroupEnd(begin);
-            operation(prepared, begin, end, entries);
-            begin = end;
-        }
-        for (size_t index = numberOfEarlierFailures; index < failures.size(); ++index)
-            failures[index].m_entryIndex += partBegin;
+    for (size_t begin = 0; begin < batch.size(); begin += prepared.getSize()) {
+        prepared.prepare(batch.subspan(begin));
+        operation(prepared, batch.subspan(begin, prepared.getSize()), begin);
     }
 }
 
@@ -76,15 +67,14 @@ private:
 /// Finds what is there of a group, in both tables; returns in how many it has looked. The slot in the last one is held
 /// afterwards.
 template<class T>
-size_t StringDatatype<T>::findGroup(const PreparedEntries& prepared, const size_t begin, const size_t end,
-                                    const DictionaryCommitPoint commitPoint, EnteredTable& enteredTable,
-                                    GroupProbe<T>& groupProbe) const {
+size_t StringDatatype<T>::findGroup(const PreparedEntries& prepared, const DictionaryCommitPoint commitPoint,
+                                    EnteredTable& enteredTable, GroupProbe<T>& groupProbe) const {
     size_t numberOfTables = 0;
     for (Table* const table : {&m_xsdStringTable, &m_plainLiteralTable}) {
         groupProbe.clearSelection();
-        for (size_t index = begin; index < end; ++index)
+        for (size_t index = 0; index < prepared.getSize(); ++index)
             if (!prepared.isRefused(index) && &selectTable(prepared.getDatatypeID(index)) == table)
-                groupProbe.select(index - begin);
+                groupProbe.select(index);
         if (!groupProbe.isSelectionEmpty()) {
             enteredTable.enter(*table);
             groupProbe.find(*table, commitPoint);
@@ -97,75 +87,59 @@ size_t StringDatatype<T>::findGroup(const PreparedEntries& prepared, const size_
 template<class T>
 void StringDatatype<T>::resolveResources(DictionaryThreadContext* const threadContext,
                                          const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
-    forEachGroup(
-        entries, failures,
-        [&](const PreparedEntries& prepared, const size_t begin, const size_t end, const std::span<BatchEntry> part) {
-            resolveGroup(threadContext, prepared, begin, end, part, failures);
-        });
-}
-
-template<class T>
-void StringDatatype<T>::resolveGroup(DictionaryThreadContext* const threadContext, const PreparedEntries& prepared,
-                                     const size_t begin, const size_t end, const std::span<BatchEntry> entries,
-                                     std::vector<BatchFailure>& failures) {
-    GroupProbe<T> groupProbe(prepared, begin, end);
-    EnteredTable enteredTable;
-    const size_t numberOfTables = findGroup(prepared, begin, end, EVERYTHING, enteredTable, groupProbe);
-
-    // What was not found is created, in the order of the entries, which the IDs follow. Its probe goes on where it ended
-    // unless the thread has been out of the table since, or has helped to resize it.
-    bool haveBucketsMoved = numberOfTables > 1;
-    for (size_t index = begin; index < end; ++index) {
-        const size_t place = index - begin;
-        entries[index].m_resourceID = groupProbe.getResourceID(place);
-        if (entries[index].m_resourceID != 0)
-            continue;
-        try {
+    forEachGroup(entries, [&](const PreparedEntries& prepared, const std::span<BatchEntry> group, const size_t begin) {
+        GroupProbe<T> groupProbe(prepared);
+        EnteredTable enteredTable;
+        const size_t numberOfTables = findGroup(prepared, EVERYTHING, enteredTable, groupProbe);
+        // The probe of a literal that is not there goes on where it ended, unless the thread has been out of the table
+        // since, or has helped to resize it.
+        bool haveBucketsMoved = numberOfTables > 1;
+        const auto create = [&](const size_t index) {
             if (prepared.isRefused(index))
-                refuse(entries[index], RESOLVE_FAILURE_LINES);
+                refuse(group[index], RESOLVE_FAILURE_LINES);
             Table& table = selectTable(prepared.getDatatypeID(index));
             enteredTable.enter(table);
             auto& tableThreadContext = enteredTable.getThreadContext();
             haveBucketsMoved = table.reserveInsertionQuota(tableThreadContext) || haveBucketsMoved;
             auto* const bucket =
-                haveBucketsMoved ? table.getHomeBucket(groupProbe.getHash(place)) : groupProbe.getLastBucket(place);
-            const std::string_view form = groupProbe.getForm(place);
-            entries[index].m_resourceID =
-                doResolveResource(table, tableThreadContext, bucket, threadContext, GetNextResourceID(), form.data(),
-                                  form.size(), prepared.getDatatypeID(index));
-        } catch (...) {
-            failures.push_back({index, std::current_exception()});
+                haveBucketsMoved ? table.getHomeBucket(prepared.getHash(index)) : groupProbe.getLastBucket(index);
+            const std::string_view form = prepared.getForm(index);
+            return doResolveResource(table, tableThreadContext, bucket, threadContext, GetNextResourceID(), form.data(),
+                                     form.size(), prepared.getDatatypeID(index));
+        };
+        // In the order of the entries, which the IDs follow.
+        for (size_t index = 0; index < group.size(); ++index) {
+            group[index].m_resourceID = groupProbe.getResourceID(index);
+            if (group[index].m_resourceID == 0)
+                try {
+                    group[index].m_resourceID = create(index);
+                } catch (...) {
+                    failures.push_back({begin + index, std::current_exception()});
+                }
         }
-    }
+    });
 }
 
 template<class T>
 void StringDatatype<T>::tryResolveResources(const DictionaryCommitPoint commitPoint,
                                             const std::span<BatchEntry> entries,
                                             std::vector<BatchFailure>& failures) const {
-    forEachGroup(
-        entries, failures,
-        [&](const PreparedEntries& prepared, const size_t begin, const size_t end, const std::span<BatchEntry> part) {
-            lookUpGroup(commitPoint, prepared, begin, end, part, failures);
-        });
-}
-
-template<class T>
-void StringDatatype<T>::lookUpGroup(const DictionaryCommitPoint commitPoint, const PreparedEntries& prepared,
-                                    const size_t begin, const size_t end, const std::span<BatchEntry> entries,
-                                    std::vector<BatchFailure>& failures) const {
-    GroupProbe<T> groupProbe(prepared, begin, end);
-    EnteredTable enteredTable;
-    findGroup(prepared, begin, end, commitPoint, enteredTable, groupProbe);
-    for (size_t index = begin; index < end; ++index) {
-        entries[index].m_resourceID = groupProbe.getResourceID(index - begin);
-        if (prepared.isRefused(index))
-            try {
-                refuse(entries[index], TRY_RESOLVE_FAILURE_LINES);
-            } catch (...) {
-                failures.push_back({index, std::current_exception()});
-            }
-    }
+    forEachGroup(entries, [&](const PreparedEntries& prepared, const std::span<BatchEntry> group, const size_t begin) {
+        GroupProbe<T> groupProbe(prepared);
+        {
+            EnteredTable enteredTable;
+            findGroup(prepared, commitPoint, enteredTable, groupProbe);
+        }
+        for (size_t index = 0; index < group.size(); ++index) {
+            group[index].m_resourceID = groupProbe.getResourceID(index);
+            if (prepared.isRefused(index))
+                try {
+                    refuse(group[index], TRY_RESOLVE_FAILURE_LINES);
+                } catch (...) {
+                    failures.push_back({begin + index, std::current_exception()});
+                }
+        }
+    });
 }
 
 template<class T>
@@ -192,23 +166,15 @@ void StringDatatype<T>::getResources(const std::span<BatchEntry> entries) const 
 // The header promises an instantiation of the whole class; these are the parts of it that are defined here.
 template void StringDatatype<uint32_t>::resolveResources(DictionaryThreadContext*, std::span<BatchEntry>,
                                                          std::vector<BatchFailure>&);
-template size_t StringDatatype<uint32_t>::findGroup(const PreparedEntries&, size_t, size_t, DictionaryCommitPoint,
-                                                    EnteredTable&, GroupProbe<uint32_t>&) const;
-template void StringDatatype<uint32_t>::resolveGroup(DictionaryThreadContext*, const PreparedEntries&, size_t, size_t,
-                                                     std::span<BatchEntry>, std::vector<BatchFailure>&);
 template void StringDatatype<uint32_t>::tryResolveResources(DictionaryCommitPoint, std::span<BatchEntry>,
                                                             std::vector<BatchFailure>&) const;
-template void StringDatatype<uint32_t>::lookUpGroup(DictionaryCommitPoint, const PreparedEntries&, size_t, size_t,
-                                                    std::span<BatchEntry>, std::vector<BatchFailure>&) const;
+template size_t StringDatatype<uint32_t>::findGroup(const PreparedEntries&, DictionaryCommitPoint, EnteredTable&,
+                                                    GroupProbe<uint32_t>&) const;
 template void StringDatatype<uint32_t>::getResources(std::span<BatchEntry>) const;
 template void StringDatatype<uint64_t>::resolveResources(DictionaryThreadContext*, std::span<BatchEntry>,
                                                          std::vector<BatchFailure>&);
-template size_t StringDatatype<uint64_t>::findGroup(const PreparedEntries&, size_t, size_t, DictionaryCommitPoint,
-                                                    EnteredTable&, GroupProbe<uint64_t>&) const;
-template void StringDatatype<uint64_t>::resolveGroup(DictionaryThreadContext*, const PreparedEntries&, size_t, size_t,
-                                                     std::span<BatchEntry>, std::vector<BatchFailure>&);
 template void StringDatatype<uint64_t>::tryResolveResources(DictionaryCommitPoint, std::span<BatchEntry>,
                                                             std::vector<BatchFailure>&) const;
-template void StringDatatype<uint64_t>::lookUpGroup(DictionaryCommitPoint, const PreparedEntries&, size_t, size_t,
-                                                    std::span<BatchEntry>, std::vector<BatchFailure>&) const;
+template size_t StringDatatype<uint64_t>::findGroup(const PreparedEntries&, DictionaryCommitPoint, EnteredTable&,
+                                                    GroupProbe<uint64_t>&) const;
 template void StringDatatype<uint64_t>::getResources(std::span<BatchEntry>) const;
