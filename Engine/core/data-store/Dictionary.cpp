@@ -141,25 +141,42 @@ void Dictionary::tryResolveResources(const DictionaryCommitPoint commitPoint, co
     });
 }
 
-void Dictionary::getResources(const std::span<BatchEntry> entries) const {
-    const size_t endResourceID = m_resourceFlags.getEnd();
+/// Has what leads to the literals fetched into the cache: datatype bytes and offsets, both of which lie where the IDs say.
+void Dictionary::prefetchResources(const std::span<const BatchEntry> entries) const noexcept {
+    const size_t endResourceID = std::min(m_resourceFlags.getEnd(), m_resourceDataOffsets.getEnd());
     for (const BatchEntry& entry : entries)
-        if (entry.m_resourceID < endResourceID)
+        if (entry.m_resourceID < endResourceID) {
             __builtin_prefetch(&m_resourceFlags[entry.m_resourceID]);
-    for (BatchEntry& entry : entries) {
-        entry.m_datatypeID = getDatatypeID(entry.m_resourceID);
-        entry.m_lexicalForm = {};
-    }
-    size_t begin = 0;
-    while (begin < entries.size()) {
-        const DictionaryDatatype* const datatype = m_servers[entries[begin].m_datatypeID].m_datatype;
-        size_t end = begin + 1;
-        while (end < entries.size() &&
-               (m_servers[entries[end].m_datatypeID].m_datatype == datatype || entries[end].m_datatypeID == D_INVALID))
-            ++end;
-        if (datatype != nullptr)
-            datatype->getResources(entries.subspan(begin, end - begin));
-        begin = end;
+            __builtin_prefetch(&m_resourceDataOffsets[entry.m_resourceID]);
+        }
+}
+
+void Dictionary::getResources(const std::span<BatchEntry> entries) const {
+    // While a block is read, the next one is on its way.
+    static constexpr size_t BLOCK_SIZE = 64;
+    const auto getBlock = [entries](const size_t begin) {
+        return begin < entries.size() ? entries.subspan(begin, std::min(BLOCK_SIZE, entries.size() - begin))
+                                      : std::span<BatchEntry>();
+    };
+    prefetchResources(getBlock(0));
+    for (size_t blockBegin = 0; blockBegin < entries.size(); blockBegin += BLOCK_SIZE) {
+        prefetchResources(getBlock(blockBegin + BLOCK_SIZE));
+        const std::span<BatchEntry> block = getBlock(blockBegin);
+        for (BatchEntry& entry : block) {
+            entry.m_datatypeID = getDatatypeID(entry.m_resourceID);
+            entry.m_lexicalForm = {};
+        }
+        // Runs of resources of one datatype object; what is no resource fits in any.
+        for (size_t begin = 0; begin < block.size();) {
+            const DictionaryDatatype* const datatype = m_servers[block[begin].m_datatypeID].m_datatype;
+            size_t end = begin + 1;
+            while (end < block.size() && (m_servers[block[end].m_datatypeID].m_datatype == datatype ||
+                                          block[end].m_datatypeID == D_INVALID))
+                ++end;
+            if (datatype != nullptr)
+                datatype->getResources(block.subspan(begin, end - begin));
+            begin = end;
+        }
     }
 }
 

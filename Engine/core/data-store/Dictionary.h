@@ -176,6 +176,7 @@ private:
 
     const Server& getServer(uint8_t datatypeID) const;
     uint8_t getDatatypeID(uint64_t resourceID) const noexcept;
+    void prefetchResources(std::span<const BatchEntry> entries) const noexcept;
     uint8_t getDatatypeIDOrThrow(uint64_t resourceID) const;
     template<class Operation>
     void forEachRun(std::span<BatchEntry> entries, std::vector<BatchFailure>& failures, Operation operation) const;

@@ -24,6 +24,19 @@ public:
         __builtin_prefetch(&m_resourceDataOffsets[resourceID]);
     }
 
+    /// False only when a resource's chunk is certainly smaller than this, as the next resource's begins too near behind
+    /// it: chunks do not overlap. That saves a look at the chunk. The next resource may be just being created; what is
+    /// read of its offset then is either nothing yet or its chunk, which does not overlap either. Where its offset lies
+    /// in another cache line, it is not worth reading.
+    bool mayHaveChunkSize(const uint64_t resourceID, const size_t chunkSize) const noexcept {
+        constexpr uint64_t OFFSETS_PER_CACHE_LINE = 64 / sizeof(uint64_t);
+        if (resourceID % OFFSETS_PER_CACHE_LINE == OFFSETS_PER_CACHE_LINE - 1)
+            return true;
+        const uint64_t* const offset = &m_resourceDataOffsets[resourceID];
+        const uint64_t nextOffset = __atomic_load_n(offset + 1, __ATOMIC_RELAXED);
+        return nextOffset <= *offset || nextOffset - *offset >= chunkSize;
+    }
+
     const uint8_t* getChunkAddress(const uint64_t resourceID) const noexcept {
         return m_dataPool.getData() + m_resourceDataOffsets[resourceID];
     }
@@ -50,7 +63,8 @@ public:
                 forms[ahead - 2 * DISTANCE] = {chunk.getLexicalForm(), chunk.getLexicalFormLength()};
             }
         }
-        hashLexicalForms(forms.data(), numberOfResources, hashes);
+        std::array<uint16_t, MAXIMUM_NUMBER_OF_FORMS_TO_HASH> order;
+        hashLexicalForms(forms.data(), numberOfResources, hashes, order.data());
     }
 
     bool isEqual(const T resourceID, const char* const lexicalForm, const size_t lexicalFormLength) const noexcept {

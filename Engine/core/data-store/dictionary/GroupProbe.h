@@ -115,11 +115,23 @@ private:
         }
     }
 
-    static void locate(const Policy& policy, Station& station) noexcept {
+    /// Asks for the chunks, but for those that are too small.
+    void locate(const Policy& policy, Station& station) noexcept {
+        size_t numberOfKept = 0;
         for (size_t number = 0; number < station.m_size; ++number) {
-            station.m_chunks[number] = policy.getChunkAddress(station.m_resourceIDs[number]);
-            __builtin_prefetch(station.m_chunks[number]);
+            const Index index = station.m_indexes[number];
+            const T resourceID = station.m_resourceIDs[number];
+            if (!policy.mayHaveChunkSize(resourceID, StringChunk::getChunkSizeFor(m_prepared.getForm(index).size()))) {
+                enqueue(index);
+                continue;
+            }
+            station.m_chunks[numberOfKept] = policy.getChunkAddress(resourceID);
+            __builtin_prefetch(station.m_chunks[numberOfKept]);
+            station.m_indexes[numberOfKept] = index;
+            station.m_resourceIDs[numberOfKept] = resourceID;
+            ++numberOfKept;
         }
+        station.m_size = numberOfKept;
     }
 
     /// Most other strings show in the first byte; only of the rest the end is asked for.

@@ -1,15 +1,11 @@
 #include "Engine/core/data-store/dictionary/LexicalFormHashes.h"
 
-#include "Engine/core/data-store/dictionary/LexicalFormHash.h"
 #include "Engine/core/data-store/dictionary/LexicalFormLanes.h"
 
 #include <algorithm>
 #include <array>
 
 namespace {
-
-/// Below this, sorting costs more than what lanes save.
-constexpr size_t MINIMUM_NUMBER_OF_FORMS_FOR_LANES = 8;
 
 /// Lengths from here on share a class in the counting sort.
 constexpr size_t NUMBER_OF_LENGTH_CLASSES = 256;
@@ -44,15 +40,9 @@ void sortByLength(const std::string_view* const forms, const size_t numberOfForm
 
 } // namespace
 
-void hashLexicalForms(const std::string_view* const forms, const size_t numberOfForms,
-                      uint64_t* const hashes) noexcept {
+void hashLexicalForms(const std::string_view* const forms, const size_t numberOfForms, uint64_t* const hashes,
+                      uint16_t* const order) noexcept {
     static const LexicalFormLanes::HashInOrder s_hashInOrder = LexicalFormLanes::getFastest();
-    if (numberOfForms < MINIMUM_NUMBER_OF_FORMS_FOR_LANES) {
-        for (size_t place = 0; place < numberOfForms; ++place)
-            hashes[place] = hashLexicalForm(forms[place].data(), forms[place].size());
-        return;
-    }
-    std::array<uint16_t, MAXIMUM_NUMBER_OF_FORMS_TO_HASH> order;
-    sortByLength(forms, numberOfForms, order.data());
-    s_hashInOrder(forms, order.data(), numberOfForms, hashes);
+    sortByLength(forms, numberOfForms, order);
+    s_hashInOrder(forms, order, numberOfForms, hashes);
 }

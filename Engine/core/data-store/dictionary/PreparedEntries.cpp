@@ -30,5 +30,5 @@ void PreparedEntries::prepare(const std::span<const BatchEntry> entries) noexcep
         m_isRefused[m_size] = isRefused;
     }
     m_upcoming = entries.subspan(m_size, std::min(CAPACITY, entries.size() - m_size));
-    hashLexicalForms(m_forms.data(), m_size, m_hashes.data());
+    hashLexicalForms(m_forms.data(), m_size, m_hashes.data(), m_order.data());
 }

@@ -43,6 +43,10 @@ public:
     std::string_view getForm(const size_t index) const noexcept { return m_forms[index]; }
     uint64_t getHash(const size_t index) const noexcept { return m_hashes[index]; }
     uint8_t getDatatypeID(const size_t index) const noexcept { return m_datatypeIDs[index]; }
+
+    /// All entries of the group in ascending order of their forms' lengths: those of one length take the same branches.
+    std::span<const uint16_t> getOrder() const noexcept { return {m_order.data(), m_size}; }
+
     bool isRefused(const size_t index) const noexcept { return m_isRefused[index]; }
 
 private:
@@ -54,6 +58,7 @@ private:
     size_t m_size = 0;
     std::array<std::string_view, CAPACITY> m_forms;
     std::array<uint64_t, CAPACITY> m_hashes;
+    std::array<uint16_t, CAPACITY> m_order;
     std::array<uint8_t, CAPACITY> m_datatypeIDs;
     std::array<bool, CAPACITY> m_isRefused;
 };

@@ -72,7 +72,7 @@ size_t StringDatatype<T>::findGroup(const PreparedEntries& prepared, const Dicti
     size_t numberOfTables = 0;
     for (Table* const table : {&m_xsdStringTable, &m_plainLiteralTable}) {
         groupProbe.clearSelection();
-        for (size_t index = 0; index < prepared.getSize(); ++index)
+        for (const size_t index : prepared.getOrder())
             if (!prepared.isRefused(index) && &selectTable(prepared.getDatatypeID(index)) == table)
                 groupProbe.select(index);
         if (!groupProbe.isSelectionEmpty()) {
@@ -145,20 +145,18 @@ void StringDatatype<T>::tryResolveResources(const DictionaryCommitPoint commitPo
 template<class T>
 void StringDatatype<T>::getResources(const std::span<BatchEntry> entries) const {
     // Offsets are asked for twice as far ahead as chunks, each long enough before it is needed.
-    constexpr size_t DISTANCE = 32;
-    const auto isResource = [entries](const size_t index) {
-        return index < entries.size() && entries[index].m_datatypeID != D_INVALID;
-    };
+    constexpr size_t DISTANCE = 24;
     const Policy& policy = m_xsdStringTable.getPolicy();
     for (size_t ahead = 0; ahead < entries.size() + 2 * DISTANCE; ++ahead) {
-        if (isResource(ahead))
+        if (ahead < entries.size() && entries[ahead].m_datatypeID != D_INVALID)
             policy.prefetchOffset(entries[ahead].m_resourceID);
-        if (ahead >= DISTANCE && isResource(ahead - DISTANCE))
-            __builtin_prefetch(policy.getChunkAddress(entries[ahead - DISTANCE].m_resourceID));
-        if (ahead >= 2 * DISTANCE && isResource(ahead - 2 * DISTANCE)) {
-            BatchEntry& entry = entries[ahead - 2 * DISTANCE];
-            const StringChunk chunk = policy.getChunk(entry.m_resourceID);
-            entry.m_lexicalForm = {chunk.getLexicalForm(), chunk.getLexicalFormLength()};
+        if (const size_t index = ahead - DISTANCE; index < entries.size() && entries[index].m_datatypeID != D_INVALID)
+            __builtin_prefetch(policy.getChunkAddress(entries[index].m_resourceID));
+        if (const size_t index = ahead - 2 * DISTANCE;
+            index < entries.size() && entries[index].m_datatypeID != D_INVALID) {
+            const StringChunk chunk = policy.getChunk(entries[index].m_resourceID);
+            entries[index].m_lexicalForm = {chunk.getLexicalForm(), chunk.getLexicalFormLength()};
+            __builtin_prefetch(chunk.getData() + chunk.getLexicalFormLength()); // the caller will read all of it
         }
     }
 }

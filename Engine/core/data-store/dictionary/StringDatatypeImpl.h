@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 
+#include <atomic>
 #include <tuple>
 #include <type_traits>
 
@@ -57,7 +58,8 @@ uint64_t StringDatatype<T>::createResource(DictionaryThreadContext* const thread
         dataOffset = newDataChunk(threadContext, chunkSize);
     }
     StringChunk::write(m_dataPool.getData() + dataOffset, lexicalForm, lexicalFormLength);
-    m_resourceDataOffsets[resourceID] = dataOffset;
+    // Atomic, as a probe that meets the resource before this one may look at it.
+    std::atomic_ref<uint64_t>(m_resourceDataOffsets[resourceID]).store(dataOffset, std::memory_order_relaxed);
     m_resourceFlags[resourceID].store(datatypeID, std::memory_order_release);
     return resourceID;
 }

@@ -1,6 +1,7 @@
 #include "Engine/core/data-store/dictionary/LexicalFormHashes.h"
 #include "Engine/core/data-store/dictionary/LexicalFormHash.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <random>
@@ -13,11 +14,20 @@ namespace {
 void expectRightHashes(const std::vector<std::string>& texts) {
     const std::vector<std::string_view> forms(texts.begin(), texts.end());
     std::vector<uint64_t> hashes(forms.size() + 1, 7);
-    hashLexicalForms(forms.data(), forms.size(), hashes.data());
+    std::vector<uint16_t> order(forms.size() + 1, 7);
+    hashLexicalForms(forms.data(), forms.size(), hashes.data(), order.data());
     for (size_t place = 0; place < forms.size(); ++place)
         ASSERT_EQ(hashLexicalForm(forms[place].data(), forms[place].size()), hashes[place])
             << "form " << place << " of " << forms.size() << ", length " << forms[place].size();
     EXPECT_EQ(7u, hashes.back()) << "nothing beyond the forms is written";
+    EXPECT_EQ(7u, order.back()) << "nothing beyond the forms is written";
+    order.pop_back();
+    EXPECT_TRUE(std::is_sorted(order.begin(), order.end(), [&forms](const uint16_t first, const uint16_t second) {
+        return forms[first].size() < forms[second].size();
+    }));
+    std::sort(order.begin(), order.end());
+    for (size_t place = 0; place < forms.size(); ++place)
+        ASSERT_EQ(place, order[place]) << "every form has one place";
 }
 
 /// Lengths 0 to `largestLength` in no order.
