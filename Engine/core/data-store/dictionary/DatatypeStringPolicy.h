@@ -30,11 +30,11 @@ public:
     /// in another cache line, it is not worth reading.
     bool mayHaveChunkSize(const uint64_t resourceID, const size_t chunkSize) const noexcept {
         constexpr uint64_t OFFSETS_PER_CACHE_LINE = 64 / sizeof(uint64_t);
-        if (resourceID % OFFSETS_PER_CACHE_LINE == OFFSETS_PER_CACHE_LINE - 1)
-            return true;
+        const bool isNextInSameLine = resourceID % OFFSETS_PER_CACHE_LINE != OFFSETS_PER_CACHE_LINE - 1;
         const uint64_t* const offset = &m_resourceDataOffsets[resourceID];
-        const uint64_t nextOffset = __atomic_load_n(offset + 1, __ATOMIC_RELAXED);
-        return nextOffset <= *offset || nextOffset - *offset >= chunkSize;
+        // Unsigned: nothing, or a chunk in front of this one, is far away, too.
+        const uint64_t distance = __atomic_load_n(offset + isNextInSameLine, __ATOMIC_RELAXED) - *offset;
+        return distance - 1 >= chunkSize - 1;
     }
 
     const uint8_t* getChunkAddress(const uint64_t resourceID) const noexcept {

@@ -84,14 +84,23 @@ private:
         std::array<const uint8_t*, STATION_SIZE> m_chunks;
     };
 
+    // Whether a probe goes on here or there is as good as random. So the following steps put it in both places, and then
+    // count it in one: a branch would be mispredicted half the time.
+
     void start(Table& table, const Index index) noexcept {
         m_buckets[index] = table.getHomeBucket(m_prepared.getHash(index));
-        enqueue(index);
+        enqueueIf(true, index);
     }
 
-    void enqueue(const Index index) noexcept {
+    void enqueueIf(const bool condition, const Index index) noexcept {
         __builtin_prefetch(m_buckets[index]);
-        m_queue[m_queueEnd++ % m_queue.size()] = index;
+        m_queue[m_queueEnd % m_queue.size()] = index;
+        m_queueEnd += condition;
+    }
+
+    /// Otherwise asks for what is there anyway.
+    void prefetchIf(const bool condition, const uint8_t* const data) const noexcept {
+        __builtin_prefetch(condition ? static_cast<const void*>(data) : &m_queueBegin);
     }
 
     /// Moves probes from the queue to the next resource each. A probe that meets an empty bucket is at its end.
@@ -104,14 +113,12 @@ private:
             while ((value = Table::readBucket(*bucket)) != Policy::EMPTY_BUCKET &&
                    (value == Policy::BUCKET_DELETED || value >= commitPoint.m_resourceID))
                 bucket = table.getNextBucket(bucket);
-            m_buckets[index] = bucket;
-            if (value == Policy::EMPTY_BUCKET)
-                continue;
-            m_buckets[index] = table.getNextBucket(bucket);
             table.getPolicy().prefetchOffset(value);
+            const bool isAtEnd = value == Policy::EMPTY_BUCKET;
+            m_buckets[index] = isAtEnd ? bucket : table.getNextBucket(bucket);
             station.m_indexes[station.m_size] = index;
             station.m_resourceIDs[station.m_size] = value;
-            ++station.m_size;
+            station.m_size += !isAtEnd;
         }
     }
 
@@ -121,15 +128,15 @@ private:
         for (size_t number = 0; number < station.m_size; ++number) {
             const Index index = station.m_indexes[number];
             const T resourceID = station.m_resourceIDs[number];
-            if (!policy.mayHaveChunkSize(resourceID, StringChunk::getChunkSizeFor(m_prepared.getForm(index).size()))) {
-                enqueue(index);
-                continue;
-            }
-            station.m_chunks[numberOfKept] = policy.getChunkAddress(resourceID);
-            __builtin_prefetch(station.m_chunks[numberOfKept]);
+            const uint8_t* const chunk = policy.getChunkAddress(resourceID);
+            const bool isKept =
+                policy.mayHaveChunkSize(resourceID, StringChunk::getChunkSizeFor(m_prepared.getForm(index).size()));
+            prefetchIf(isKept, chunk);
             station.m_indexes[numberOfKept] = index;
             station.m_resourceIDs[numberOfKept] = resourceID;
-            ++numberOfKept;
+            station.m_chunks[numberOfKept] = chunk;
+            numberOfKept += isKept;
+            enqueueIf(!isKept, index);
         }
         station.m_size = numberOfKept;
     }
@@ -141,19 +148,18 @@ private:
             const Index index = station.m_indexes[number];
             const uint8_t* const chunk = station.m_chunks[number];
             const size_t length = m_prepared.getForm(index).size();
-            if (!StringChunk::hasLength(chunk, length)) {
-                enqueue(index);
-                continue;
-            }
-            __builtin_prefetch(chunk + length);
+            const bool isKept = StringChunk::hasLength(chunk, length);
+            prefetchIf(isKept, chunk + length);
             station.m_indexes[numberOfKept] = index;
             station.m_resourceIDs[numberOfKept] = station.m_resourceIDs[number];
             station.m_chunks[numberOfKept] = chunk;
-            ++numberOfKept;
+            numberOfKept += isKept;
+            enqueueIf(!isKept, index);
         }
         station.m_size = numberOfKept;
     }
 
+    /// Here, strings are almost always equal.
     void compareBytes(Station& station) noexcept {
         for (size_t number = 0; number < station.m_size; ++number) {
             const Index index = station.m_indexes[number];
@@ -161,7 +167,7 @@ private:
             if (StringChunk::isChunkOf(station.m_chunks[number], form.data(), form.size()))
                 m_resourceIDs[index] = station.m_resourceIDs[number];
             else
-                enqueue(index);
+                enqueueIf(true, index);
         }
         station.m_size = 0;
     }
