@@ -1,0 +1,126 @@
+#include "Engine/core/data-store/dictionary/GroupProbe.h"
+
+#include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
+#include "tests/Engine/core/data-store/dictionary/FormsByHome.h"
+#include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
+#include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
+#include "tests/support/DictionaryFixture.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace {
+
+using TablePeer = ParallelHashTableTestPeer;
+
+constexpr size_t BUCKETS = 1024;
+constexpr size_t GROUP = PreparedEntries::MAXIMUM_GROUP_SIZE;
+
+template<class T>
+class GroupProbeTest : public testing::Test {
+protected:
+    auto& getTable() { return StringDatatypeTestPeer::getTable(m_fixture.m_datatype, D_XSD_STRING); }
+
+    size_t getIndex(const std::atomic<T>* const bucket) {
+        return static_cast<size_t>(bucket - TablePeer::getBuckets(getTable()).getData());
+    }
+
+    void prepare(const std::vector<std::string>& lexicalForms) {
+        m_literals.clear();
+        for (const std::string& lexicalForm : lexicalForms)
+            m_literals.push_back({lexicalForm, D_XSD_STRING});
+        m_prepared.prepare(makeBatch(m_literals));
+    }
+
+    DictionaryFixture<T> m_fixture;
+    OwnedLiterals m_literals;
+    PreparedEntries m_prepared;
+};
+
+} // namespace
+
+TYPED_TEST_SUITE(GroupProbeTest, DatatypeWidths, DatatypeWidthNames);
+
+TYPED_TEST(GroupProbeTest, onlyWhatIsSelectedIsLookedFor) {
+    const std::vector<std::string> forms = getFormsWithHome(5, BUCKETS, 4);
+    for (const std::string& form : forms)
+        this->m_fixture.resolve(form);
+    this->prepare(forms);
+    GroupProbe<TypeParam> groupProbe(this->m_prepared, 0, forms.size());
+    EXPECT_TRUE(groupProbe.isSelectionEmpty());
+    groupProbe.select(3);
+    groupProbe.select(1);
+    EXPECT_FALSE(groupProbe.isSelectionEmpty());
+    groupProbe.find(this->getTable(), EVERYTHING);
+    EXPECT_EQ(0u, groupProbe.getResourceID(0));
+    EXPECT_EQ(2u, groupProbe.getResourceID(1));
+    EXPECT_EQ(0u, groupProbe.getResourceID(2));
+    EXPECT_EQ(4u, groupProbe.getResourceID(3));
+
+    groupProbe.clearSelection();
+    EXPECT_TRUE(groupProbe.isSelectionEmpty());
+    groupProbe.select(0);
+    groupProbe.find(this->getTable(), EVERYTHING);
+    EXPECT_EQ(1u, groupProbe.getResourceID(0));
+    EXPECT_EQ(2u, groupProbe.getResourceID(1)) << "what was found before stays";
+}
+
+TYPED_TEST(GroupProbeTest, aGroupBeginsAnywhereInAPart) {
+    std::vector<std::string> forms;
+    for (size_t number = 0; number < 3 * GROUP; ++number) {
+        forms.push_back(std::to_string(number));
+        this->m_fixture.resolve(forms.back());
+    }
+    this->prepare(forms);
+    GroupProbe<TypeParam> groupProbe(this->m_prepared, GROUP, 2 * GROUP);
+    for (size_t place = 0; place < GROUP; ++place)
+        groupProbe.select(place);
+    groupProbe.find(this->getTable(), EVERYTHING);
+    for (size_t place = 0; place < GROUP; ++place) {
+        EXPECT_EQ(forms[GROUP + place], groupProbe.getForm(place));
+        EXPECT_EQ(GROUP + place + 1, groupProbe.getResourceID(place));
+    }
+}
+
+// Chains so short that all their resources are tried together, and so long that they are not: a group of strings that
+// are not there passes over each of them, and each of its probes ends at the first empty bucket.
+TYPED_TEST(GroupProbeTest, theLastBucketIsTheFirstEmptyOneOfTheProbe) {
+    constexpr size_t HOME = BUCKETS - 7;
+    const std::vector<std::string> forms = getFormsWithHome(HOME, BUCKETS, GROUP + 40);
+    this->prepare(forms);
+    for (size_t length = 0; length <= 40; ++length) {
+        SCOPED_TRACE(length);
+        GroupProbe<TypeParam> groupProbe(this->m_prepared, 40, 40 + GROUP);
+        for (size_t place = 0; place < GROUP; ++place)
+            groupProbe.select(place);
+        groupProbe.find(this->getTable(), EVERYTHING);
+        for (size_t place = 0; place < GROUP; ++place) {
+            ASSERT_EQ(0u, groupProbe.getResourceID(place));
+            ASSERT_EQ((HOME + length) % BUCKETS, this->getIndex(groupProbe.getLastBucket(place)));
+        }
+        if (length < 40)
+            this->m_fixture.resolve(forms[length]);
+    }
+}
+
+TYPED_TEST(GroupProbeTest, theLastBucketLiesBehindTombstonesAndWhatTheCommitPointHides) {
+    const std::vector<std::string> forms = getFormsWithHome(5, BUCKETS, 6);
+    for (size_t index = 0; index < 5; ++index)
+        this->m_fixture.resolve(forms[index]);
+    this->m_fixture.m_datatype.deleteUncommittedResourceID(2, D_XSD_STRING);
+    this->prepare(forms);
+    GroupProbe<TypeParam> groupProbe(this->m_prepared, 0, forms.size());
+    for (size_t place = 0; place < forms.size(); ++place)
+        groupProbe.select(place);
+    groupProbe.find(this->getTable(), {4});
+    const std::vector<uint64_t> expected{1, 0, 3, 0, 0, 0};
+    for (size_t place = 0; place < forms.size(); ++place) {
+        EXPECT_EQ(expected[place], groupProbe.getResourceID(place));
+        if (expected[place] == 0) {
+            EXPECT_EQ(10u, this->getIndex(groupProbe.getLastBucket(place)));
+        }
+    }
+}

@@ -1,0 +1,118 @@
+#include "Engine/core/data-store/dictionary/PreparedEntries.h"
+
+#include "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding.h"
+#include "Engine/core/data-store/dictionary/LexicalFormHash.h"
+#include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+constexpr size_t GROUP = PreparedEntries::MAXIMUM_GROUP_SIZE;
+constexpr size_t GROUP_BYTES = PreparedEntries::MAXIMUM_GROUP_BYTES;
+constexpr size_t PART = PreparedEntries::CAPACITY;
+
+/// The ends of all groups of literals of these lengths.
+std::vector<size_t> getGroupEnds(const std::vector<size_t>& lengths) {
+    OwnedLiterals literals;
+    for (const size_t length : lengths)
+        literals.push_back({std::string(length, 'x'), D_XSD_STRING});
+    PreparedEntries prepared;
+    prepared.prepare(makeBatch(literals));
+    std::vector<size_t> ends;
+    for (size_t begin = 0; begin < prepared.getSize(); begin = ends.back())
+        ends.push_back(prepared.getGroupEnd(begin));
+    return ends;
+}
+
+TEST(PreparedEntriesTest, formsAndDatatypesAreThoseThatAreStored) {
+    const OwnedLiterals literals{{"text", D_XSD_STRING},
+                                 {"text@", D_XSD_STRING},
+                                 {"text@", D_RDF_PLAIN_LITERAL},
+                                 {"text@en", D_RDF_PLAIN_LITERAL},
+                                 {"text@en", 42},
+                                 {"@", 42},
+                                 {"", D_XSD_STRING},
+                                 {std::string("a\0@en", 5), D_RDF_PLAIN_LITERAL}};
+    const OwnedLiterals expected{{"text", D_XSD_STRING}, {"text@", D_XSD_STRING},
+                                 {"text", D_XSD_STRING}, {"text@en", D_RDF_PLAIN_LITERAL},
+                                 {"text@en", 42},        {"", D_XSD_STRING},
+                                 {"", D_XSD_STRING},     {std::string("a\0@en", 5), D_RDF_PLAIN_LITERAL}};
+    PreparedEntries prepared;
+    prepared.prepare(makeBatch(literals));
+    ASSERT_EQ(literals.size(), prepared.getSize());
+    for (size_t index = 0; index < literals.size(); ++index) {
+        EXPECT_EQ(expected[index].m_lexicalForm, prepared.getForm(index));
+        EXPECT_EQ(expected[index].m_datatypeID, prepared.getDatatypeID(index));
+        EXPECT_FALSE(prepared.isRefused(index)) << literals[index].m_lexicalForm;
+    }
+}
+
+TEST(PreparedEntriesTest, whatIsNoLiteralIsMarkedAndHasNoForm) {
+    PreparedEntries prepared;
+    for (const char* const lexicalForm : {"", "text", "text@en-", "text@1", "text@ "}) {
+        const OwnedLiterals literals{{lexicalForm, D_RDF_PLAIN_LITERAL}, {lexicalForm, D_XSD_STRING}};
+        prepared.prepare(makeBatch(literals));
+        EXPECT_TRUE(prepared.isRefused(0)) << lexicalForm;
+        EXPECT_EQ("", prepared.getForm(0));
+        EXPECT_FALSE(prepared.isRefused(1)) << lexicalForm;
+        EXPECT_EQ(lexicalForm, prepared.getForm(1));
+    }
+}
+
+TEST(PreparedEntriesTest, aFormThatNoHeaderCanDescribeIsRefusedUnread) {
+    std::vector<BatchEntry> entries(2);
+    entries[0] = {{"text", AdaptiveResourceSizeEncoding::MAXIMUM_SIZE}, 0, D_XSD_STRING};
+    entries[1] = {"text", 0, D_XSD_STRING};
+    PreparedEntries prepared;
+    prepared.prepare(entries);
+    EXPECT_TRUE(prepared.isRefused(0));
+    EXPECT_FALSE(prepared.isRefused(1));
+    EXPECT_EQ(2u, prepared.getGroupEnd(0)) << "it counts for nothing";
+}
+
+TEST(PreparedEntriesTest, anyNumberOfFormsIsHashed) {
+    PreparedEntries prepared;
+    for (const size_t size : {size_t(0), size_t(1), size_t(2), GROUP, GROUP + 1, PART - 1, PART, size_t(3)}) {
+        OwnedLiterals literals;
+        for (size_t number = 0; number < size; ++number)
+            literals.push_back({std::string(number % 90, 'x') + std::to_string(number) + "@",
+                                number % 3 == 0 ? D_RDF_PLAIN_LITERAL : D_XSD_STRING});
+        const std::vector<BatchEntry> entries = makeBatch(literals);
+        prepared.prepare(entries);
+        ASSERT_EQ(size, prepared.getSize());
+        for (size_t index = 0; index < size; ++index) {
+            const std::string_view form = prepared.getForm(index);
+            ASSERT_EQ(literals[index].m_lexicalForm.size() - (index % 3 == 0), form.size());
+            ASSERT_EQ(hashLexicalForm(form.data(), form.size()), prepared.getHash(index));
+        }
+    }
+}
+
+TEST(PreparedEntriesTest, aGroupEndsAtItsLargestSize) {
+    EXPECT_EQ((std::vector<size_t>{1}), getGroupEnds({5}));
+    EXPECT_EQ((std::vector<size_t>{GROUP}), getGroupEnds(std::vector<size_t>(GROUP, 5)));
+    EXPECT_EQ((std::vector<size_t>{GROUP, GROUP + 1}), getGroupEnds(std::vector<size_t>(GROUP + 1, 5)));
+    EXPECT_EQ((std::vector<size_t>{GROUP, 2 * GROUP, 3 * GROUP - 1}),
+              getGroupEnds(std::vector<size_t>(3 * GROUP - 1, 0)));
+}
+
+TEST(PreparedEntriesTest, aGroupEndsBeforeItHasTooMuchText) {
+    EXPECT_EQ((std::vector<size_t>{2}), getGroupEnds({GROUP_BYTES - 1, 1}));
+    EXPECT_EQ((std::vector<size_t>{1, 2}), getGroupEnds({GROUP_BYTES, 1}));
+    EXPECT_EQ((std::vector<size_t>{2, 3}), getGroupEnds({GROUP_BYTES, 0, 1}));
+    EXPECT_EQ((std::vector<size_t>{1, 2}), getGroupEnds({1, GROUP_BYTES}));
+    EXPECT_EQ((std::vector<size_t>{2, 4, 5}),
+              getGroupEnds({GROUP_BYTES / 2, GROUP_BYTES / 2, GROUP_BYTES / 2, GROUP_BYTES / 2, GROUP_BYTES / 2}));
+}
+
+TEST(PreparedEntriesTest, aLongerLiteralIsAGroupOfItsOwn) {
+    EXPECT_EQ((std::vector<size_t>{1, 2, 3}), getGroupEnds({10, 3 * GROUP_BYTES, 10}));
+    EXPECT_EQ((std::vector<size_t>{1, 2}), getGroupEnds({GROUP_BYTES + 1, GROUP_BYTES + 1}));
+}
+
+} // namespace
