@@ -5,10 +5,13 @@
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/platform/MelnarException.h"
 
+#include <gtest/gtest.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <new>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <typeinfo>
@@ -55,6 +58,12 @@ struct BatchAnswers {
     std::vector<uint64_t> m_resourceIDs{};
     std::vector<std::pair<size_t, std::string>> m_failures{};
 };
+
+/// How GoogleTest shows them.
+inline void PrintTo(const BatchAnswers& answers, std::ostream* const output) { // NOLINT(readability-identifier-naming)
+    *output << testing::PrintToString(answers.m_resourceIDs) << " with failures "
+            << testing::PrintToString(answers.m_failures);
+}
 
 /// The answers of `resolveOne(lexicalForm, datatypeID)` for one literal after the other.
 template<class ResolveOne>
