@@ -1,0 +1,237 @@
+#include "Engine/core/data-store/dictionary/StringDatatype.h"
+
+#include "Engine/core/data-store/dictionary/PreparedEntries.h"
+#include "Engine/core/platform/system/ThreadContextRegistration.h"
+#include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
+#include "tests/Engine/core/data-store/dictionary/FormsByHome.h"
+#include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
+#include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
+#include "tests/Engine/core/platform/collections/ScopedThreadContextIndex.h"
+#include "tests/Engine/core/platform/collections/TableChecks.h"
+#include "tests/Engine/core/platform/collections/WaitUntil.h"
+#include "tests/support/DictionaryFixture.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <barrier>
+#include <cstdint>
+#include <functional>
+#include <numeric>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using TablePeer = ParallelHashTableTestPeer;
+
+constexpr size_t BUCKETS = 1024;
+constexpr size_t GROUP = PreparedEntries::MAXIMUM_GROUP_SIZE;
+
+template<class T>
+class StringDatatypeBatchConcurrentTest : public testing::Test {
+protected:
+    auto& getTable(const uint8_t datatypeID = D_XSD_STRING) {
+        return StringDatatypeTestPeer::getTable(m_fixture.m_datatype, datatypeID);
+    }
+
+    auto& getHomeBucket(const std::string& lexicalForm, const uint8_t datatypeID = D_XSD_STRING) {
+        return TablePeer::getBuckets(getTable(datatypeID))[getHome(lexicalForm, BUCKETS)];
+    }
+
+    /// Whether a thread holds its slot in a table.
+    bool isInside(const size_t slot, const uint8_t datatypeID) {
+        return TablePeer::getThreadContexts(getTable(datatypeID))[slot].m_lockCount.load() != 0;
+    }
+
+    void expectSound() {
+        for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL})
+            expectSoundAtRest(getTable(datatypeID));
+    }
+
+    DictionaryFixture<T> m_fixture;
+};
+
+/// An operation in a thread of its own, at a slot of its own.
+class Worker {
+public:
+    Worker(const size_t slot, std::function<BatchAnswers()> operation)
+        : m_hasEnded(false), m_thread([this, slot, operation = std::move(operation)] {
+              const ScopedThreadContextIndex threadContextIndex(slot);
+              m_answers = operation();
+              m_hasEnded.store(true);
+          }) {}
+
+    ~Worker() { m_thread.join(); }
+
+    bool hasEnded() const { return m_hasEnded.load(); }
+
+    const BatchAnswers& getAnswers() const {
+        waitUntil([this] { return hasEnded(); });
+        return m_answers;
+    }
+
+private:
+    std::atomic<bool> m_hasEnded;
+    BatchAnswers m_answers; // written before m_hasEnded, read after
+    std::thread m_thread;
+};
+
+/// Gives a thread that is about to wait for a bucket the time to reach it.
+void letOthersRun() {
+    for (size_t turn = 0; turn < 20; ++turn)
+        std::this_thread::yield();
+}
+
+OwnedLiterals makeStrings(const size_t count, const std::string& prefix, const uint8_t datatypeID = D_XSD_STRING) {
+    OwnedLiterals literals;
+    for (size_t number = 0; number < count; ++number)
+        literals.push_back({prefix + std::to_string(number) + "@en", datatypeID});
+    return literals;
+}
+
+BatchAnswers getConsecutiveIDs(const uint64_t first, const size_t count) {
+    BatchAnswers answers{std::vector<uint64_t>(count)};
+    std::iota(answers.m_resourceIDs.begin(), answers.m_resourceIDs.end(), first);
+    return answers;
+}
+
+constexpr size_t FIRST_SLOT = 100;
+constexpr size_t SECOND_SLOT = 101;
+
+} // namespace
+
+TYPED_TEST_SUITE(StringDatatypeBatchConcurrentTest, DatatypeWidths, DatatypeWidthNames);
+
+TYPED_TEST(StringDatatypeBatchConcurrentTest, equalBatchesFromManyThreadsGetTheSameIDs) {
+    constexpr size_t THREADS = 8;
+    const OwnedLiterals literals = makeStrings(1500, "string ");
+    std::vector<BatchAnswers> answers(THREADS);
+    std::barrier<> start(THREADS);
+    {
+        std::vector<std::jthread> threads;
+        for (size_t thread = 0; thread < THREADS; ++thread)
+            threads.emplace_back([&, thread] {
+                const ThreadContextRegistration registration;
+                start.arrive_and_wait();
+                answers[thread] = resolveAtOnce(this->m_fixture, literals);
+            });
+    }
+    for (size_t thread = 1; thread < THREADS; ++thread)
+        EXPECT_EQ(answers[0], answers[thread]);
+    EXPECT_EQ(literals.size() + 1, this->m_fixture.m_nextResourceID.load());
+    EXPECT_EQ(literals.size(), this->getTable().getNumberOfNonEmptyBuckets());
+    EXPECT_LT(BUCKETS, this->getTable().getNumberOfBuckets());
+    this->expectSound();
+}
+
+TYPED_TEST(StringDatatypeBatchConcurrentTest, aBatchTakesTheBucketThatAnotherThreadFailedToFill) {
+    const OwnedLiterals literals = makeStrings(GROUP, "");
+    auto& bucket = this->getHomeBucket(literals[GROUP / 2].m_lexicalForm);
+    ASSERT_TRUE(this->getTable().tryClaim(bucket));
+    Worker worker(FIRST_SLOT, [&] { return resolveAtOnce(this->m_fixture, literals); });
+    waitUntil([&] { return this->isInside(FIRST_SLOT, D_XSD_STRING); });
+    letOthersRun();
+    EXPECT_FALSE(worker.hasEnded());
+    this->getTable().unclaim(bucket);
+    EXPECT_EQ(getConsecutiveIDs(1, GROUP), worker.getAnswers());
+    EXPECT_NE(0u, bucket.load());
+    this->expectSound();
+}
+
+TYPED_TEST(StringDatatypeBatchConcurrentTest, aBatchFindsWhatAnotherThreadWasCreating) {
+    const OwnedLiterals literals = makeStrings(GROUP, "");
+    resolveAtOnce(this->m_fixture, literals);
+    for (const bool isLookUp : {false, true}) {
+        auto& bucket = this->getHomeBucket(literals[GROUP / 2].m_lexicalForm);
+        const TypeParam previous = bucket.exchange(this->getTable().getPolicy().BUCKET_IN_PROGRESS);
+        Worker worker(FIRST_SLOT, [&] {
+            return isLookUp ? lookUpAtOnce(this->m_fixture, literals, EVERYTHING)
+                            : resolveAtOnce(this->m_fixture, literals);
+        });
+        waitUntil([&] { return this->isInside(FIRST_SLOT, D_XSD_STRING); });
+        letOthersRun();
+        EXPECT_FALSE(worker.hasEnded());
+        bucket.store(previous);
+        EXPECT_EQ(getConsecutiveIDs(1, GROUP), worker.getAnswers());
+    }
+    this->expectSound();
+}
+
+TYPED_TEST(StringDatatypeBatchConcurrentTest, aLookupOfABatchWaitsForTheOutcomeOfAnInsertion) {
+    const OwnedLiterals literals = makeStrings(GROUP, "");
+    auto& bucket = this->getHomeBucket(literals[0].m_lexicalForm);
+    ASSERT_TRUE(this->getTable().tryClaim(bucket));
+    Worker worker(FIRST_SLOT, [&] { return lookUpAtOnce(this->m_fixture, literals, EVERYTHING); });
+    waitUntil([&] { return this->isInside(FIRST_SLOT, D_XSD_STRING); });
+    letOthersRun();
+    EXPECT_FALSE(worker.hasEnded());
+    this->getTable().unclaim(bucket);
+    EXPECT_EQ((BatchAnswers{std::vector<uint64_t>(GROUP, 0)}), worker.getAnswers());
+}
+
+// The batch has looked for its strings in one table and waits in the other one. The first table, where it holds no slot,
+// grows meanwhile: where its probes ended there is no longer a place.
+TYPED_TEST(StringDatatypeBatchConcurrentTest, oneTableGrowsWhileABatchWaitsInTheOther) {
+    OwnedLiterals literals = makeStrings(GROUP / 2, "a ", D_XSD_STRING);
+    const OwnedLiterals others = makeStrings(GROUP / 2, "b ", D_RDF_PLAIN_LITERAL);
+    literals.insert(literals.end(), others.begin(), others.end());
+    auto& bucket = this->getHomeBucket(others[3].m_lexicalForm, D_RDF_PLAIN_LITERAL);
+    for (const bool isKnown : {false, true}) {
+        const TypeParam previous = bucket.exchange(this->getTable().getPolicy().BUCKET_IN_PROGRESS);
+        {
+            Worker worker(FIRST_SLOT, [&] { return resolveAtOnce(this->m_fixture, literals); });
+            waitUntil([&] { return this->isInside(FIRST_SLOT, D_RDF_PLAIN_LITERAL); });
+            EXPECT_FALSE(this->isInside(FIRST_SLOT, D_XSD_STRING)) << "one slot at a time";
+            letOthersRun();
+            const size_t numberOfBuckets = this->getTable().getNumberOfBuckets();
+            resolveAtOnce(this->m_fixture, makeStrings(2000, isKnown ? "more " : "other "));
+            EXPECT_LT(numberOfBuckets, this->getTable().getNumberOfBuckets());
+            EXPECT_FALSE(worker.hasEnded());
+            bucket.store(previous);
+            EXPECT_EQ(getConsecutiveIDs(2001, GROUP), worker.getAnswers());
+        }
+        EXPECT_EQ(getConsecutiveIDs(2001, GROUP), lookUpAtOnce(this->m_fixture, literals, EVERYTHING));
+        this->expectSound();
+        ASSERT_EQ(BUCKETS, this->getTable(D_RDF_PLAIN_LITERAL).getNumberOfBuckets());
+    }
+}
+
+// The batch has no quota left and waits for a bucket while another thread begins a resize, which waits for the batch's
+// slot. When the batch goes on, it joins the resize: its buckets have moved.
+TYPED_TEST(StringDatatypeBatchConcurrentTest, aBatchJoinsTheResizeThatWaitsForIt) {
+    resolveAtOnce(this->m_fixture, makeStrings(700, "old "));
+    ASSERT_EQ(BUCKETS, this->getTable().getNumberOfBuckets());
+    OwnedLiterals literals = makeStrings(GROUP - 1, "new ");
+    literals.push_back({"old 5@en", D_XSD_STRING});
+    // A bucket that ends a probe, so that nobody but the batch waits for it.
+    auto* bucket = this->getTable().getHomeBucket(
+        hashLexicalForm(literals[GROUP / 2].m_lexicalForm.data(), literals[GROUP / 2].m_lexicalForm.size()));
+    while (bucket->load() != 0)
+        bucket = this->getTable().getNextBucket(bucket);
+    ASSERT_TRUE(this->getTable().tryClaim(*bucket));
+    Worker batch(FIRST_SLOT, [&] { return resolveAtOnce(this->m_fixture, literals); });
+    waitUntil([&] { return this->isInside(FIRST_SLOT, D_XSD_STRING); });
+    letOthersRun();
+    Worker leader(SECOND_SLOT, [&] { return BatchAnswers{{this->m_fixture.resolve("leader")}}; });
+    waitUntil([&] {
+        return TablePeer::getResizeState(this->getTable()).load() ==
+               std::decay_t<decltype(this->getTable())>::RESIZE_PREPARING;
+    });
+    letOthersRun();
+    EXPECT_FALSE(batch.hasEnded());
+    EXPECT_FALSE(leader.hasEnded());
+    EXPECT_EQ(BUCKETS, this->getTable().getNumberOfBuckets());
+    this->getTable().unclaim(*bucket);
+    const BatchAnswers answers = batch.getAnswers();
+    EXPECT_EQ(6u, answers.m_resourceIDs.back());
+    const uint64_t leaderID = leader.getAnswers().m_resourceIDs[0];
+    EXPECT_EQ(leaderID, this->m_fixture.tryResolve("leader"));
+    EXPECT_EQ(2 * BUCKETS, this->getTable().getNumberOfBuckets());
+    EXPECT_EQ(answers, lookUpAtOnce(this->m_fixture, literals, EVERYTHING));
+    EXPECT_EQ(701u + GROUP, this->m_fixture.m_nextResourceID.load());
+    this->expectSound();
+}
