@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <random>
+#include <span>
 #include <string>
 #include <thread>
 #include <utility>
@@ -130,11 +131,13 @@ public:
         std::vector<uint64_t> commitPoints = {0, m_model.m_commitPoint, m_model.m_nextResourceID, ~uint64_t(0)};
         if (!m_model.m_earlierCommitPoints.empty())
             commitPoints.push_back(m_model.m_earlierCommitPoints[drawNumber() % m_model.m_earlierCommitPoints.size()]);
+        std::vector<Literal> literals;
         for (size_t count = 0; count < 200; ++count) {
-            const Literal literal = makeLiteral(drawNumber() % 700);
+            const Literal& literal = literals.emplace_back(makeLiteral(drawNumber() % 700));
             for (const uint64_t commitPoint : commitPoints)
                 ASSERT_EQ(m_model.find(literal, commitPoint), find(literal, commitPoint)) << literal.m_lexicalForm;
         }
+        checkBatches(literals, commitPoints);
         for (size_t count = 0; count < 20; ++count) {
             const uint64_t resourceID = drawNumber() % (m_model.m_nextResourceID + 1);
             std::string lexicalForm;
@@ -168,10 +171,16 @@ private:
             for (size_t count = numberOfLiterals / 5; count != 0; --count)
                 ofThread.push_back(makeLiteral(drawNumber() % numberOfLiterals));
         std::vector<std::vector<uint64_t>> resourceIDs(numberOfThreads);
+        std::vector<size_t> batchSizes(numberOfThreads); // 1 means one by one
+        for (size_t& batchSize : batchSizes)
+            batchSize = drawNumber() % 3 == 0 ? 1 : drawNumber() % 300 + 1;
         const auto run = [&](const size_t threadIndex, DictionaryThread& thread) {
-            for (const Literal& literal : literals[threadIndex])
-                resourceIDs[threadIndex].push_back(
-                    m_dictionary->resolveResource(thread, literal.m_lexicalForm, literal.m_datatypeID));
+            if (batchSizes[threadIndex] == 1)
+                for (const Literal& literal : literals[threadIndex])
+                    resourceIDs[threadIndex].push_back(
+                        m_dictionary->resolveResource(thread, literal.m_lexicalForm, literal.m_datatypeID));
+            else
+                resourceIDs[threadIndex] = resolveInBatches(thread, literals[threadIndex], batchSizes[threadIndex]);
         };
         std::atomic<bool> isDone(false);
         const uint32_t readerSeed = drawNumber();
@@ -210,6 +219,52 @@ private:
                 }
                 ++m_resolved;
             }
+    }
+
+    std::vector<uint64_t> resolveInBatches(DictionaryThread& thread, const std::vector<Literal>& literals,
+                                           const size_t batchSize) {
+        std::vector<BatchEntry> entries = makeBatch(literals);
+        std::vector<BatchFailure> failures;
+        std::vector<uint64_t> resourceIDs;
+        for (size_t begin = 0; begin < entries.size(); begin += batchSize) {
+            const std::span<BatchEntry> batch =
+                std::span(entries).subspan(begin, std::min(batchSize, entries.size() - begin));
+            m_dictionary->resolveResources(thread, batch, failures);
+            for (const BatchEntry& entry : batch)
+                resourceIDs.push_back(entry.m_resourceID);
+        }
+        EXPECT_TRUE(failures.empty());
+        return resourceIDs;
+    }
+
+    static std::vector<BatchEntry> makeBatch(const std::vector<Literal>& literals) {
+        std::vector<BatchEntry> entries;
+        for (const Literal& literal : literals)
+            entries.push_back({literal.m_lexicalForm, ~uint64_t(0), literal.m_datatypeID});
+        return entries;
+    }
+
+    /// Batches of lookups and reads agree with the model, too.
+    void checkBatches(const std::vector<Literal>& literals, const std::vector<uint64_t>& commitPoints) {
+        std::vector<BatchFailure> failures;
+        for (const uint64_t commitPoint : commitPoints) {
+            std::vector<BatchEntry> entries = makeBatch(literals);
+            m_dictionary->tryResolveResources({commitPoint}, entries, failures);
+            for (size_t index = 0; index < entries.size(); ++index)
+                ASSERT_EQ(m_model.find(literals[index], commitPoint), entries[index].m_resourceID)
+                    << literals[index].m_lexicalForm;
+        }
+        ASSERT_TRUE(failures.empty());
+        std::vector<BatchEntry> entries(drawNumber() % 200);
+        for (BatchEntry& entry : entries)
+            entry.m_resourceID = drawNumber() % (m_model.m_nextResourceID + 2);
+        m_dictionary->getResources(entries);
+        for (const BatchEntry& entry : entries) {
+            const auto literal = m_model.m_literals.find(entry.m_resourceID);
+            const Literal expected = literal == m_model.m_literals.end() ? Literal{D_INVALID, ""} : literal->second;
+            const Literal found = {entry.m_datatypeID, std::string(entry.m_lexicalForm)};
+            ASSERT_EQ(expected, found) << entry.m_resourceID;
+        }
     }
 
     void compact() {

@@ -314,7 +314,7 @@ protected:
     }
 };
 
-constexpr size_t LITERALS_FOR_MEMORY = 1500; // more than the first tables hold
+constexpr size_t LITERALS_FOR_MEMORY = 1200; // more than the first tables hold
 
 /// Threads resolve the same literals, each in batches and an order of its own, with `pages` pages of memory to share.
 /// Returns how often they were refused.

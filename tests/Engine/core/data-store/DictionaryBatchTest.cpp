@@ -1,0 +1,385 @@
+#include "Engine/core/data-store/Dictionary.h"
+
+#include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/data-store/dictionary/PreparedEntries.h"
+#include "Engine/core/platform/MemoryExhaustedException.h"
+#include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
+#include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
+#include "tests/support/AllocationFaults.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <new>
+#include <random>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace {
+
+constexpr size_t GROUP = PreparedEntries::MAXIMUM_GROUP_SIZE;
+constexpr size_t PART = PreparedEntries::CAPACITY;
+
+/// A dictionary and a thread that works with it.
+struct OpenDictionary {
+    explicit OpenDictionary(std::unique_ptr<Dictionary> dictionary)
+        : m_dictionary(std::move(dictionary)), m_thread(std::make_unique<DictionaryThread>(*m_dictionary)) {}
+
+    BatchAnswers resolveOneByOne(const OwnedLiterals& literals) {
+        return answerOneByOne(literals, [this](const std::string_view lexicalForm, const uint8_t datatypeID) {
+            return m_dictionary->resolveResource(*m_thread, lexicalForm, datatypeID);
+        });
+    }
+
+    BatchAnswers resolveAtOnce(const OwnedLiterals& literals) {
+        return answerAtOnce(literals, [this](std::vector<BatchEntry>& entries, std::vector<BatchFailure>& failures) {
+            m_dictionary->resolveResources(*m_thread, entries, failures);
+        });
+    }
+
+    BatchAnswers lookUpOneByOne(const OwnedLiterals& literals, const uint64_t commitPoint) const {
+        return answerOneByOne(literals, [&](const std::string_view lexicalForm, const uint8_t datatypeID) {
+            return m_dictionary->tryResolveResource({commitPoint}, lexicalForm, datatypeID);
+        });
+    }
+
+    BatchAnswers lookUpAtOnce(const OwnedLiterals& literals, const uint64_t commitPoint) const {
+        return answerAtOnce(literals, [&](std::vector<BatchEntry>& entries, std::vector<BatchFailure>& failures) {
+            m_dictionary->tryResolveResources({commitPoint}, entries, failures);
+        });
+    }
+
+    void saveAndOpen() {
+        std::unique_ptr<Dictionary> copy = readFromMemory(writeToMemory(*m_dictionary));
+        m_thread.reset();
+        m_dictionary = std::move(copy);
+        m_thread = std::make_unique<DictionaryThread>(*m_dictionary);
+    }
+
+    std::unique_ptr<Dictionary> m_dictionary;
+    std::unique_ptr<DictionaryThread> m_thread;
+};
+
+/// Any literal, refused ones and those of unknown datatypes included, as a function of its number.
+OwnedLiteral makeLiteral(const uint32_t number) {
+    const std::string text = std::to_string(number) + std::string(number % 13 == 0 ? 200 : number % 4, 'x');
+    switch (number % 12) {
+    case 0:
+        return {text, 7}; // unknown
+    case 1:
+        return {text, D_INVALID}; // unknown
+    case 2:
+        return {text, D_RDF_PLAIN_LITERAL}; // refused
+    case 3:
+        return {text + "@", D_RDF_PLAIN_LITERAL};
+    case 4:
+    case 5:
+    case 6:
+        return {text + "@en", D_RDF_PLAIN_LITERAL};
+    default:
+        return {text, D_XSD_STRING};
+    }
+}
+
+/// Every behaviour holds for both bucket widths: the parameter is the largest number of resources, which chooses one.
+class DictionaryBatchTest : public testing::TestWithParam<uint64_t> {
+protected:
+    static OpenDictionary makeDictionary() {
+        return OpenDictionary(std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, GetParam()));
+    }
+
+    /// What getResources says of some IDs is what getResource says of each.
+    static void expectRead(const Dictionary& dictionary, const std::vector<uint64_t>& resourceIDs) {
+        std::vector<BatchEntry> entries;
+        for (const uint64_t resourceID : resourceIDs)
+            entries.push_back({"to be replaced", resourceID, 99});
+        dictionary.getResources(entries);
+        for (size_t index = 0; index < entries.size(); ++index) {
+            const BatchEntry& entry = entries[index];
+            ASSERT_EQ(resourceIDs[index], entry.m_resourceID);
+            if (dictionary.hasResource(entry.m_resourceID)) {
+                std::string lexicalForm;
+                ASSERT_EQ(dictionary.getResource(entry.m_resourceID, lexicalForm), entry.m_datatypeID);
+                ASSERT_EQ(lexicalForm, entry.m_lexicalForm);
+                ASSERT_EQ(0, entry.m_lexicalForm.data()[entry.m_lexicalForm.size()]);
+            } else {
+                ASSERT_EQ(D_INVALID, entry.m_datatypeID) << entry.m_resourceID;
+                ASSERT_EQ("", entry.m_lexicalForm) << entry.m_resourceID;
+            }
+        }
+    }
+};
+
+TEST_P(DictionaryBatchTest, anUnknownDatatypeSpoilsNoOtherLiteral) {
+    OpenDictionary dictionary = makeDictionary();
+    const OwnedLiterals literals{
+        {"a", D_INVALID},           {"a", 7}, {"a", D_XSD_STRING},        {"b@en", D_RDF_PLAIN_LITERAL}, {"a", 255},
+        {"c", D_RDF_PLAIN_LITERAL}, {"a", 4}, {"a@", D_RDF_PLAIN_LITERAL}};
+    const auto describeUnknown = [](const size_t datatypeID) {
+        return describeException(
+            std::make_exception_ptr(MelnarException("Engine/core/data-store/Dictionary", 71, MelnarException::NO_CAUSES,
+                                                    "There is no datatype with ID ", datatypeID, ".")));
+    };
+    const BatchAnswers answers = dictionary.resolveAtOnce(literals);
+    EXPECT_EQ((std::vector<uint64_t>{0, 0, 1, 2, 0, 0, 0, 1}), answers.m_resourceIDs);
+    ASSERT_EQ(5u, answers.m_failures.size());
+    EXPECT_EQ(std::pair(size_t(0), describeUnknown(0)), answers.m_failures[0]);
+    EXPECT_EQ(std::pair(size_t(1), describeUnknown(7)), answers.m_failures[1]);
+    EXPECT_EQ(std::pair(size_t(4), describeUnknown(255)), answers.m_failures[2]);
+    EXPECT_EQ(5u, answers.m_failures[3].first);
+    EXPECT_NE(std::string::npos, answers.m_failures[3].second.find("StringDatatype:220"));
+    EXPECT_EQ(std::pair(size_t(6), describeUnknown(4)), answers.m_failures[4]);
+    EXPECT_EQ(answers, dictionary.resolveOneByOne(literals));
+    EXPECT_EQ(dictionary.lookUpOneByOne(literals, 2), dictionary.lookUpAtOnce(literals, 2));
+    EXPECT_EQ(3u, dictionary.m_dictionary->getNextResourceID());
+}
+
+TEST_P(DictionaryBatchTest, failuresOfManyRunsAscendAndAreAppended) {
+    OpenDictionary dictionary = makeDictionary();
+    OwnedLiterals literals;
+    for (size_t index = 0; index < 3 * PART; ++index)
+        literals.push_back({std::to_string(index), index % 5 == 0                ? uint8_t(7)
+                                                   : index % 7 == 0              ? D_RDF_PLAIN_LITERAL
+                                                   : index / (PART + 3) % 2 == 1 ? D_INVALID
+                                                                                 : D_XSD_STRING});
+    std::vector<BatchEntry> entries = makeBatch(literals);
+    std::vector<BatchFailure> failures{{77, nullptr}, {5, nullptr}};
+    dictionary.m_dictionary->resolveResources(*dictionary.m_thread, entries, failures);
+    EXPECT_EQ(77u, failures[0].m_entryIndex);
+    EXPECT_EQ(5u, failures[1].m_entryIndex);
+    size_t number = 2;
+    uint64_t resourceID = 0;
+    for (size_t index = 0; index < literals.size(); ++index)
+        if (literals[index].m_datatypeID == D_XSD_STRING)
+            ASSERT_EQ(++resourceID, entries[index].m_resourceID);
+        else {
+            ASSERT_EQ(0u, entries[index].m_resourceID);
+            ASSERT_LT(number, failures.size());
+            ASSERT_EQ(index, failures[number++].m_entryIndex);
+        }
+    EXPECT_EQ(failures.size(), number);
+}
+
+TEST_P(DictionaryBatchTest, batchesAndSinglesGoTheSameWayThroughADictionarysLife) {
+    OpenDictionary single = makeDictionary();
+    OpenDictionary batch = makeDictionary();
+    std::mt19937 random(1);
+    uint32_t newest = 40;
+    uint64_t largestNextID = 0;
+    for (size_t round = 0; round < 150; ++round) {
+        SCOPED_TRACE(round);
+        OwnedLiterals literals;
+        for (size_t count = random() % (round % 10 == 0 ? 3 * PART : 3 * GROUP); count != 0; --count)
+            literals.push_back(makeLiteral(static_cast<uint32_t>(random() % newest)));
+        newest += static_cast<uint32_t>(literals.size() / 2);
+        ASSERT_EQ(single.resolveOneByOne(literals), batch.resolveAtOnce(literals));
+        switch (random() % 12) {
+        case 0:
+        case 1:
+            ASSERT_EQ(single.m_dictionary->commit().m_resourceID, batch.m_dictionary->commit().m_resourceID);
+            break;
+        case 2:
+        case 3:
+            single.m_dictionary->rollback();
+            batch.m_dictionary->rollback();
+            break;
+        case 4: {
+            const auto survives = [](const uint64_t resourceID, const ResourceValue&) { return resourceID % 20 != 0; };
+            ASSERT_EQ(single.m_dictionary->compact(survives), batch.m_dictionary->compact(survives));
+            break;
+        }
+        case 5:
+            ASSERT_EQ(single.m_dictionary->compact(), batch.m_dictionary->compact());
+            break;
+        case 6:
+            single.saveAndOpen();
+            batch.saveAndOpen();
+            break;
+        default:
+            break;
+        }
+        const uint64_t next = single.m_dictionary->getNextResourceID();
+        ASSERT_EQ(next, batch.m_dictionary->getNextResourceID());
+        largestNextID = std::max(largestNextID, next);
+        for (const uint64_t commitPoint :
+             {single.m_dictionary->getCommitPoint().m_resourceID, uint64_t(random() % (next + 2)), ~uint64_t(0)})
+            ASSERT_EQ(single.lookUpOneByOne(literals, commitPoint), batch.lookUpAtOnce(literals, commitPoint));
+        std::vector<uint64_t> resourceIDs(random() % (3 * GROUP));
+        for (uint64_t& resourceID : resourceIDs)
+            resourceID = random() % (next + 3);
+        expectRead(*batch.m_dictionary, resourceIDs);
+        ASSERT_FALSE(testing::Test::HasFailure());
+    }
+    batch.m_dictionary->verify();
+    single.m_dictionary->forEachResource([&](const uint64_t resourceID, const ResourceValue& expected) {
+        ResourceValue value;
+        batch.m_dictionary->getResource(resourceID, value);
+        ASSERT_EQ(expected.m_datatypeID, value.m_datatypeID);
+        ASSERT_EQ(std::string(reinterpret_cast<const char*>(expected.m_data), expected.m_dataSize),
+                  std::string(reinterpret_cast<const char*>(value.m_data), value.m_dataSize));
+    });
+    EXPECT_LT(2 * PART, largestNextID) << "hardly anything was created";
+}
+
+TEST_P(DictionaryBatchTest, newLiteralsMakeTheFileThatSingleOnesMake) {
+    OpenDictionary single = makeDictionary();
+    OpenDictionary batch = makeDictionary();
+    OwnedLiterals literals;
+    for (size_t number = 0; number < 3 * PART; ++number)
+        literals.push_back({std::to_string(number) + "@en", number % 3 == 0 ? D_RDF_PLAIN_LITERAL : D_XSD_STRING});
+    single.resolveOneByOne(literals);
+    batch.resolveAtOnce(literals);
+    EXPECT_TRUE(writeToMemory(*single.m_dictionary) == writeToMemory(*batch.m_dictionary));
+}
+
+TEST_P(DictionaryBatchTest, batchesOfResourcesHaveAnySizeAndOrder) {
+    OpenDictionary dictionary = makeDictionary();
+    OwnedLiterals literals{{"", D_XSD_STRING}, {std::string("\0", 1), D_XSD_STRING}, {"@en", D_RDF_PLAIN_LITERAL}};
+    for (size_t number = 0; number < 2000; ++number)
+        literals.push_back({std::to_string(number) + std::string(number % 9 == 0 ? number : 0, '\0') + "@en",
+                            number % 2 == 0 ? D_RDF_PLAIN_LITERAL : D_XSD_STRING});
+    dictionary.resolveAtOnce(literals);
+    dictionary.m_dictionary->commit();
+    for (OwnedLiteral& literal : literals)
+        literal.m_lexicalForm = "uncommitted " + literal.m_lexicalForm + "@en";
+    dictionary.resolveAtOnce(literals);
+    std::mt19937 random(2);
+    const uint64_t next = dictionary.m_dictionary->getNextResourceID();
+    for (const bool isRolledBack : {false, true}) {
+        if (isRolledBack)
+            dictionary.m_dictionary->rollback();
+        for (size_t size = 0; size <= 200; ++size) {
+            std::vector<uint64_t> resourceIDs(size == 200 ? 3 * PART : size);
+            for (uint64_t& resourceID : resourceIDs)
+                resourceID = random() % (next + 10);
+            expectRead(*dictionary.m_dictionary, resourceIDs);
+        }
+        expectRead(*dictionary.m_dictionary, std::vector<uint64_t>(3 * GROUP, 1));
+        expectRead(*dictionary.m_dictionary, std::vector<uint64_t>(3 * GROUP, next - 1));
+        EXPECT_EQ(!isRolledBack, dictionary.m_dictionary->hasResource(next - 1));
+    }
+}
+
+TEST_P(DictionaryBatchTest, idsThatStandForNoResourceAreAnsweredWithNothing) {
+    OpenDictionary dictionary = makeDictionary();
+    const std::vector<uint64_t> unknownIDs{
+        0, 1, 2, GetParam() - 1, GetParam(), GetParam() + 1, uint64_t(1) << 62, ~uint64_t(0)};
+    expectRead(*dictionary.m_dictionary, unknownIDs);
+    dictionary.resolveAtOnce({{"a", D_XSD_STRING}});
+    expectRead(*dictionary.m_dictionary, unknownIDs);
+    expectRead(*dictionary.m_dictionary, {0, 1, 0});
+    expectRead(*dictionary.m_dictionary, {1, 0, 1, ~uint64_t(0)});
+    expectRead(*dictionary.m_dictionary, {});
+}
+
+TEST_P(DictionaryBatchTest, anEmptyBatchDoesNothing) {
+    OpenDictionary dictionary = makeDictionary();
+    EXPECT_EQ(BatchAnswers(), dictionary.resolveAtOnce({}));
+    EXPECT_EQ(BatchAnswers(), dictionary.lookUpAtOnce({}, 1));
+    EXPECT_EQ(1u, dictionary.m_dictionary->getNextResourceID());
+}
+
+INSTANTIATE_TEST_SUITE_P(BucketWidths, DictionaryBatchTest,
+                         testing::Values(Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS,
+                                         Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS + 1),
+                         [](const testing::TestParamInfo<uint64_t>& parameterInfo) {
+                             return parameterInfo.index == 0 ? "narrow" : "wide";
+                         });
+
+/// Literals of changing length and datatype; none is refused.
+OwnedLiterals makeLiterals(const size_t count) {
+    OwnedLiterals literals;
+    for (size_t number = 0; number < count; ++number)
+        literals.push_back({"literal " + std::to_string(number) + std::string(number % 50, 'x') + "@en",
+                            number % 2 == 0 ? D_XSD_STRING : D_RDF_PLAIN_LITERAL});
+    return literals;
+}
+
+TEST(DictionaryBatchFailureTest, theResourcesBeyondTheMaximumAreRefusedAndTheRestIsKept) {
+    for (const uint64_t maximum : {uint64_t(0), uint64_t(3), uint64_t(GROUP), uint64_t(700)}) {
+        OpenDictionary batch(std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, maximum));
+        OpenDictionary single(std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, maximum));
+        const OwnedLiterals literals = makeLiterals(800);
+        const BatchAnswers answers = batch.resolveAtOnce(literals);
+        EXPECT_EQ(literals.size() - maximum, answers.m_failures.size());
+        EXPECT_EQ(single.resolveOneByOne(literals), answers);
+        EXPECT_EQ(answers, batch.resolveAtOnce(literals)) << "what exists is found, and nothing else happens";
+        EXPECT_EQ(maximum + 1, batch.m_dictionary->getNextResourceID());
+        batch.m_dictionary->verify();
+    }
+}
+
+/// The limits step through every growth of every part, as each changes the memory in use by at least a page.
+TEST(DictionaryBatchFailureTest, everyMemoryLimitIsRefusedCleanly) {
+    const OwnedLiterals literals = makeLiterals(2500);
+    for (const uint64_t maximumNumberOfResources : {NARROW, WIDE}) {
+        size_t refusingLimits = 0;
+        bool everythingFits = false;
+        for (size_t memoryLimit = 0; !everythingFits; memoryLimit += 4096) {
+            SCOPED_TRACE(testing::Message() << "at most " << memoryLimit << " bytes");
+            ASSERT_LT(memoryLimit, size_t(8) << 20) << "the literals never fit";
+            std::unique_ptr<Dictionary> empty;
+            try {
+                empty = std::make_unique<Dictionary>(memoryLimit, maximumNumberOfResources);
+            } catch (const MemoryExhaustedException&) {
+                continue;
+            }
+            OpenDictionary dictionary(std::move(empty));
+            const BatchAnswers answers = dictionary.resolveAtOnce(literals);
+            everythingFits = answers.m_failures.empty();
+            refusingLimits += !everythingFits;
+            ASSERT_LE(dictionary.m_dictionary->getMemoryInUse(), memoryLimit);
+            ASSERT_EQ(literals.size() - answers.m_failures.size() + 1, dictionary.m_dictionary->getNextResourceID());
+            ASSERT_EQ(answers.m_resourceIDs, dictionary.lookUpAtOnce(literals, ~uint64_t(0)).m_resourceIDs);
+            for (const auto& [index, description] : answers.m_failures) {
+                ASSERT_EQ(0u, answers.m_resourceIDs[index]);
+                ASSERT_NE(std::string::npos, description.find("MemoryManager:73")) << description;
+            }
+            dictionary.m_dictionary->verify();
+        }
+        EXPECT_LT(30u, refusingLimits);
+    }
+}
+
+/// An allocation for an exception's text fails the literal or ends the batch; one for a failure ends it.
+TEST(DictionaryBatchFailureTest, anyAllocationMayFail) {
+    OwnedLiterals literals = makeLiterals(3 * GROUP);
+    literals[1].m_datatypeID = 7;
+    literals[2] = {"no tag, and a text that no small buffer holds", D_RDF_PLAIN_LITERAL};
+    literals[GROUP].m_datatypeID = D_INVALID;
+    literals[2 * GROUP].m_datatypeID = 255;
+    size_t endedBatches = 0;
+    size_t allowed = 0;
+    for (bool hasFailed = true; hasFailed; ++allowed) {
+        SCOPED_TRACE(testing::Message() << allowed << " allocations");
+        ASSERT_LT(allowed, 1000u);
+        OpenDictionary dictionary(std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, NARROW));
+        std::vector<BatchEntry> entries = makeBatch(literals);
+        std::vector<BatchFailure> failures;
+        bool isEnded = false;
+        {
+            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
+            try {
+                dictionary.m_dictionary->resolveResources(*dictionary.m_thread, entries, failures);
+            } catch (const std::bad_alloc&) {
+                isEnded = true;
+            }
+            hasFailed = faults.hasFailed();
+        }
+        endedBatches += isEnded;
+        EXPECT_TRUE(isEnded || failures.size() == 4);
+        dictionary.m_dictionary->verify();
+        EXPECT_EQ(4u, dictionary.resolveAtOnce(literals).m_failures.size());
+        EXPECT_EQ(literals.size() - 3, dictionary.m_dictionary->getNextResourceID());
+        dictionary.m_dictionary->verify();
+        ASSERT_FALSE(testing::Test::HasFailure());
+    }
+    EXPECT_LT(2u, endedBatches) << "the failures never lacked memory";
+}
+
+} // namespace
