@@ -68,18 +68,22 @@ struct OpenDictionary {
 /// Any literal, refused ones and those of unknown datatypes included, as a function of its number.
 OwnedLiteral makeLiteral(const uint32_t number) {
     const std::string text = std::to_string(number) + std::string(number % 13 == 0 ? 200 : number % 4, 'x');
-    switch (number % 12) {
-    case 0:
+    switch (number % 120) {
+    case 7:
         return {text, 7}; // unknown
-    case 1:
+    case 8:
         return {text, D_INVALID}; // unknown
-    case 2:
+    case 9:
         return {text, D_RDF_PLAIN_LITERAL}; // refused
-    case 3:
+    default:
+        break;
+    }
+    switch (number % 8) {
+    case 0:
         return {text + "@", D_RDF_PLAIN_LITERAL};
-    case 4:
-    case 5:
-    case 6:
+    case 1:
+    case 2:
+    case 3:
         return {text + "@en", D_RDF_PLAIN_LITERAL};
     default:
         return {text, D_XSD_STRING};

@@ -55,6 +55,8 @@ std::vector<size_t> getBatchSizes() {
 /// A literal of any kind, refused ones included, as a function of its number.
 OwnedLiteral makeLiteral(const uint32_t number) {
     const std::string text = std::to_string(number) + std::string(number % 11 == 0 ? number % 300 : number % 5, 'x');
+    if (number % 50 == 7)
+        return {text + "@en-", D_RDF_PLAIN_LITERAL}; // refused
     switch (number % 9) {
     case 0:
         return {text + "@en", D_XSD_STRING};
@@ -63,7 +65,6 @@ OwnedLiteral makeLiteral(const uint32_t number) {
     case 2:
         return {text + "@en-GB", 42};
     case 3:
-        return {text + "@en-", D_RDF_PLAIN_LITERAL}; // refused
     case 4:
     case 5:
         return {text + "@de", D_RDF_PLAIN_LITERAL};
