@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/DictionaryFile.h"
 #include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/data-store/dictionary/BatchFailureShift.h"
 #include "Engine/core/data-store/dictionary/DatatypePolicy.h"
 #include "Engine/core/data-store/dictionary/Prefixes.h"
 #include "Engine/core/platform/MelnarException.h"
@@ -110,7 +111,7 @@ void Dictionary::forEachRun(const std::span<BatchEntry> entries, std::vector<Bat
         while (end < entries.size() && m_servers[entries[end].m_datatypeID].m_datatype == datatype)
             ++end;
         const std::span<BatchEntry> run = entries.subspan(begin, end - begin);
-        const size_t numberOfEarlierFailures = failures.size();
+        const BatchFailureShift failureShift(failures, begin);
         if (datatype != nullptr)
             operation(*datatype, run);
         else
@@ -121,8 +122,6 @@ void Dictionary::forEachRun(const std::span<BatchEntry> entries, std::vector<Bat
                 } catch (const MelnarException&) {
                     failures.push_back({index, std::current_exception()});
                 }
-        for (size_t index = numberOfEarlierFailures; index < failures.size(); ++index)
-            failures[index].m_entryIndex += begin;
         begin = end;
     }
 }

@@ -377,6 +377,9 @@ TEST(DictionaryBatchFailureTest, anyAllocationMayFail) {
         }
         endedBatches += isEnded;
         EXPECT_TRUE(isEnded || failures.size() == 4);
+        const std::vector<size_t> refused{1, 2, GROUP, 2 * GROUP};
+        for (size_t number = 0; number < failures.size(); ++number)
+            EXPECT_EQ(refused[number], failures[number].m_entryIndex) << "also when the batch was ended";
         dictionary.m_dictionary->verify();
         EXPECT_EQ(4u, dictionary.resolveAtOnce(literals).m_failures.size());
         EXPECT_EQ(literals.size() - 3, dictionary.m_dictionary->getNextResourceID());

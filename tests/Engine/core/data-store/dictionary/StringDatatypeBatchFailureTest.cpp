@@ -319,7 +319,8 @@ TYPED_TEST(StringDatatypeBatchFailureTest, aLongStringWithoutRoomIsRefusedAlone)
 /// failures, which end the batch.
 TYPED_TEST(StringDatatypeBatchFailureTest, anyAllocationMayFail) {
     OwnedLiterals literals = makeStrings(PART + GROUP, "a string that no small buffer holds, number ");
-    for (const size_t index : {size_t(3), GROUP, GROUP + 1, PART - 1, PART + 2, PART + GROUP - 1})
+    const std::vector<size_t> refused{3, GROUP, GROUP + 1, PART - 1, PART + 2, PART + GROUP - 1};
+    for (const size_t index : refused)
         literals[index].m_datatypeID = D_RDF_PLAIN_LITERAL;
     size_t endedBatches = 0;
     size_t allowed = 0;
@@ -341,6 +342,8 @@ TYPED_TEST(StringDatatypeBatchFailureTest, anyAllocationMayFail) {
         }
         endedBatches += isEnded;
         EXPECT_TRUE(isEnded || failures.size() == 6);
+        for (size_t number = 0; number < failures.size(); ++number)
+            EXPECT_EQ(refused[number], failures[number].m_entryIndex) << "also when the batch was ended";
         expectSound(fixture);
         uint64_t numberOfResources = 0;
         for (const BatchEntry& entry : entries)
