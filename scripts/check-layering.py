@@ -49,10 +49,12 @@ POSIX_HEADERS = set("""
     sys/utsname.h sys/wait.h time.h unistd.h
 """.split())
 
-# Headers with a single user, behind which the rest of the system goes. The second is a library's, the only one.
+# Headers for a few files, behind which the rest of the system goes: the system's memory, the only library, and the
+# instructions of one kind of processor.
 RESERVED_HEADERS = {
-    "sys/mman.h": f"{SYSTEM}/VirtualMemory.cpp",
-    "xxhash.h": f"{DATA_STORE}/Checksum.cpp",
+    "sys/mman.h": [f"{SYSTEM}/VirtualMemory.cpp"],
+    "xxhash.h": [f"{DATA_STORE}/Checksum.cpp"],
+    "immintrin.h": [f"{DICTIONARY}/LexicalFormLanesAVX2.cpp", f"{DICTIONARY}/LexicalFormLanesAVX512.cpp"],
 }
 
 INCLUDE = re.compile(r"^\s*#\s*include\b\s*(.*)$")
@@ -84,8 +86,8 @@ def objections(root, path, text):
             return
         elif included not in STANDARD_HEADERS | POSIX_HEADERS | RESERVED_HEADERS.keys():
             yield f"<{included}> is neither of the standard library nor of POSIX"
-        elif RESERVED_HEADERS.get(included, path) != path:
-            yield f"<{included}> is for {RESERVED_HEADERS[included]} alone"
+        elif path not in RESERVED_HEADERS.get(included, [path]):
+            yield f"<{included}> is for {' and '.join(RESERVED_HEADERS[included])} alone"
     else:
         yield f"an include that cannot be checked: {text}"
 

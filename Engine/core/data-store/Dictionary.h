@@ -113,7 +113,7 @@ public:
     uint64_t getMaximumNumberOfResources() const noexcept { return m_maximumNumberOfResources; }
 
     /// Writes everything to a file, replacing an old one all at once or not at all; see AtomicFileOutputStream. On one
-    /// thread, the same literals in the same order give the same bytes.
+    /// thread, the same operations in the same order give the same bytes.
     void save(const std::string& fileName) const;
 
     /// The dictionary that a file holds, with a memory limit of its own. MelnarException names file, section and finding

@@ -11,9 +11,6 @@ void PreparedEntries::prepare(const std::span<const BatchEntry> entries) noexcep
     size_t numberOfBytes = 0;
     for (m_size = 0; m_size < maximumSize; ++m_size) {
         std::string_view form = entries[m_size].m_lexicalForm;
-        numberOfBytes += form.size();
-        if (numberOfBytes > MAXIMUM_NUMBER_OF_BYTES && m_size != 0)
-            break;
         uint8_t datatypeID = entries[m_size].m_datatypeID;
         bool isRefused = form.size() >= AdaptiveResourceSizeEncoding::MAXIMUM_SIZE;
         if (datatypeID != D_XSD_STRING) {
@@ -25,7 +22,12 @@ void PreparedEntries::prepare(const std::span<const BatchEntry> entries) noexcep
                 datatypeID = D_XSD_STRING;
             }
         }
-        m_forms[m_size] = isRefused ? std::string_view() : form;
+        if (isRefused)
+            form = {};
+        numberOfBytes += form.size();
+        if (numberOfBytes > MAXIMUM_NUMBER_OF_BYTES && m_size != 0)
+            break;
+        m_forms[m_size] = form;
         m_datatypeIDs[m_size] = datatypeID;
         m_isRefused[m_size] = isRefused;
     }

@@ -35,7 +35,7 @@ public:
         for (size_t index = begin; index < std::min(begin + numberOfForms, m_upcoming.size()); ++index) {
             const std::string_view form = m_upcoming[index].m_lexicalForm;
             __builtin_prefetch(form.data());
-            __builtin_prefetch(form.data() + form.size());
+            __builtin_prefetch(form.data() + std::min(form.size(), MAXIMUM_NUMBER_OF_BYTES));
         }
     }
 

@@ -1,6 +1,5 @@
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 
-#include "Engine/core/data-store/dictionary/PlainLiteral.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeFailureSites.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeImpl.h"
 
@@ -11,10 +10,6 @@
 #include <utility>
 
 namespace {
-
-constexpr PlainLiteralFailureLines TRY_RESOLVE_FAILURE_LINES{LINE_TRY_RESOLVE_MISSING_AT_SIGN,
-                                                             LINE_TRY_RESOLVE_MALFORMED_TAG};
-constexpr PlainLiteralFailureLines RESOLVE_FAILURE_LINES{LINE_RESOLVE_MISSING_AT_SIGN, LINE_RESOLVE_MALFORMED_TAG};
 
 const char* getLexicalForm(const ResourceValue& resourceValue) noexcept {
     return reinterpret_cast<const char*>(resourceValue.m_data);

@@ -1,18 +1,12 @@
 #include "Engine/core/data-store/dictionary/GroupProbe.h"
-#include "Engine/core/data-store/dictionary/PlainLiteral.h"
 #include "Engine/core/data-store/dictionary/PreparedEntries.h"
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
-#include "Engine/core/data-store/dictionary/StringDatatypeFailureSites.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeImpl.h"
 
 #include <algorithm>
 #include <limits>
 
 namespace {
-
-constexpr PlainLiteralFailureLines TRY_RESOLVE_FAILURE_LINES{LINE_TRY_RESOLVE_MISSING_AT_SIGN,
-                                                             LINE_TRY_RESOLVE_MALFORMED_TAG};
-constexpr PlainLiteralFailureLines RESOLVE_FAILURE_LINES{LINE_RESOLVE_MISSING_AT_SIGN, LINE_RESOLVE_MALFORMED_TAG};
 
 constexpr DictionaryCommitPoint EVERYTHING{std::numeric_limits<uint64_t>::max()};
 
@@ -114,6 +108,7 @@ void StringDatatype<T>::resolveResources(DictionaryThreadContext* const threadCo
                 try {
                     group[index].m_resourceID = create(index);
                 } catch (...) {
+                    haveBucketsMoved = true; // A growth may have succeeded before another one failed.
                     failures.push_back({begin + index, std::current_exception()});
                 }
         }

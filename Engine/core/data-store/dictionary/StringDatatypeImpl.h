@@ -1,6 +1,8 @@
 #pragma once
 
+#include "Engine/core/data-store/dictionary/PlainLiteral.h"
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
+#include "Engine/core/data-store/dictionary/StringDatatypeFailureSites.h"
 
 #include <atomic>
 #include <tuple>
@@ -8,7 +10,12 @@
 
 /// What single operations and batches of the string datatype have in common.
 
-/// The same from a bucket on before which the form is known not to be, and with the slot and insertion quota at hand.
+inline constexpr PlainLiteralFailureLines TRY_RESOLVE_FAILURE_LINES{LINE_TRY_RESOLVE_MISSING_AT_SIGN,
+                                                                    LINE_TRY_RESOLVE_MALFORMED_TAG};
+inline constexpr PlainLiteralFailureLines RESOLVE_FAILURE_LINES{LINE_RESOLVE_MISSING_AT_SIGN,
+                                                                LINE_RESOLVE_MALFORMED_TAG};
+
+/// Resolves a form that is known not to be before a bucket of its probe. The caller holds its slot, with insertion quota.
 template<class T>
 template<class ResourceIDSource>
 uint64_t StringDatatype<T>::doResolveResource(Table& table, typename Table::ThreadContext& tableThreadContext,

@@ -22,8 +22,7 @@
 
 namespace {
 
-constexpr size_t GROUP = PreparedEntries::MAXIMUM_GROUP_SIZE;
-constexpr size_t PART = PreparedEntries::CAPACITY;
+constexpr size_t GROUP = PreparedEntries::CAPACITY;
 
 /// A dictionary and a thread that works with it.
 struct OpenDictionary {
@@ -146,11 +145,11 @@ TEST_P(DictionaryBatchTest, anUnknownDatatypeSpoilsNoOtherLiteral) {
 TEST_P(DictionaryBatchTest, failuresOfManyRunsAscendAndAreAppended) {
     OpenDictionary dictionary = makeDictionary();
     OwnedLiterals literals;
-    for (size_t index = 0; index < 3 * PART; ++index)
-        literals.push_back({std::to_string(index), index % 5 == 0                ? uint8_t(7)
-                                                   : index % 7 == 0              ? D_RDF_PLAIN_LITERAL
-                                                   : index / (PART + 3) % 2 == 1 ? D_INVALID
-                                                                                 : D_XSD_STRING});
+    for (size_t index = 0; index < 3 * GROUP; ++index)
+        literals.push_back({std::to_string(index), index % 5 == 0                 ? uint8_t(7)
+                                                   : index % 7 == 0               ? D_RDF_PLAIN_LITERAL
+                                                   : index / (GROUP + 3) % 2 == 1 ? D_INVALID
+                                                                                  : D_XSD_STRING});
     std::vector<BatchEntry> entries = makeBatch(literals);
     std::vector<BatchFailure> failures{{77, nullptr}, {5, nullptr}};
     dictionary.m_dictionary->resolveResources(*dictionary.m_thread, entries, failures);
@@ -178,7 +177,7 @@ TEST_P(DictionaryBatchTest, batchesAndSinglesGoTheSameWayThroughADictionarysLife
     for (size_t round = 0; round < 150; ++round) {
         SCOPED_TRACE(round);
         OwnedLiterals literals;
-        for (size_t count = random() % (round % 10 == 0 ? 3 * PART : 3 * GROUP); count != 0; --count)
+        for (size_t count = random() % (3 * GROUP); count != 0; --count)
             literals.push_back(makeLiteral(static_cast<uint32_t>(random() % newest)));
         newest += static_cast<uint32_t>(literals.size() / 2);
         ASSERT_EQ(single.resolveOneByOne(literals), batch.resolveAtOnce(literals));
@@ -227,14 +226,14 @@ TEST_P(DictionaryBatchTest, batchesAndSinglesGoTheSameWayThroughADictionarysLife
         ASSERT_EQ(std::string(reinterpret_cast<const char*>(expected.m_data), expected.m_dataSize),
                   std::string(reinterpret_cast<const char*>(value.m_data), value.m_dataSize));
     });
-    EXPECT_LT(2 * PART, largestNextID) << "hardly anything was created";
+    EXPECT_LT(2 * GROUP, largestNextID) << "hardly anything was created";
 }
 
 TEST_P(DictionaryBatchTest, newLiteralsMakeTheFileThatSingleOnesMake) {
     OpenDictionary single = makeDictionary();
     OpenDictionary batch = makeDictionary();
     OwnedLiterals literals;
-    for (size_t number = 0; number < 3 * PART; ++number)
+    for (size_t number = 0; number < 3 * GROUP; ++number)
         literals.push_back({std::to_string(number) + "@en", number % 3 == 0 ? D_RDF_PLAIN_LITERAL : D_XSD_STRING});
     single.resolveOneByOne(literals);
     batch.resolveAtOnce(literals);
@@ -258,7 +257,7 @@ TEST_P(DictionaryBatchTest, batchesOfResourcesHaveAnySizeAndOrder) {
         if (isRolledBack)
             dictionary.m_dictionary->rollback();
         for (size_t size = 0; size <= 200; ++size) {
-            std::vector<uint64_t> resourceIDs(size == 200 ? 3 * PART : size);
+            std::vector<uint64_t> resourceIDs(size == 200 ? 3 * GROUP : size);
             for (uint64_t& resourceID : resourceIDs)
                 resourceID = random() % (next + 10);
             expectRead(*dictionary.m_dictionary, resourceIDs);

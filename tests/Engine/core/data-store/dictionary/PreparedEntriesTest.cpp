@@ -6,26 +6,29 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace {
 
-constexpr size_t GROUP = PreparedEntries::MAXIMUM_GROUP_SIZE;
-constexpr size_t GROUP_BYTES = PreparedEntries::MAXIMUM_GROUP_BYTES;
-constexpr size_t PART = PreparedEntries::CAPACITY;
+constexpr size_t GROUP = PreparedEntries::CAPACITY;
+constexpr size_t GROUP_BYTES = PreparedEntries::MAXIMUM_NUMBER_OF_BYTES;
 
-/// The ends of all groups of literals of these lengths.
+/// The ends of all groups of a batch of literals of these lengths.
 std::vector<size_t> getGroupEnds(const std::vector<size_t>& lengths) {
     OwnedLiterals literals;
     for (const size_t length : lengths)
         literals.push_back({std::string(length, 'x'), D_XSD_STRING});
+    const std::vector<BatchEntry> batch = makeBatch(literals);
     PreparedEntries prepared;
-    prepared.prepare(makeBatch(literals));
     std::vector<size_t> ends;
-    for (size_t begin = 0; begin < prepared.getSize(); begin = ends.back())
-        ends.push_back(prepared.getGroupEnd(begin));
+    for (size_t begin = 0; begin < batch.size(); begin = ends.back()) {
+        prepared.prepare(std::span(batch).subspan(begin));
+        ends.push_back(begin + prepared.getSize());
+    }
     return ends;
 }
 
@@ -72,12 +75,12 @@ TEST(PreparedEntriesTest, aFormThatNoHeaderCanDescribeIsRefusedUnread) {
     prepared.prepare(entries);
     EXPECT_TRUE(prepared.isRefused(0));
     EXPECT_FALSE(prepared.isRefused(1));
-    EXPECT_EQ(2u, prepared.getGroupEnd(0)) << "it counts for nothing";
+    EXPECT_EQ(2u, prepared.getSize()) << "its length counts for nothing";
 }
 
-TEST(PreparedEntriesTest, anyNumberOfFormsIsHashed) {
+TEST(PreparedEntriesTest, anyNumberOfFormsIsHashedAndPutInOrderOfLength) {
     PreparedEntries prepared;
-    for (const size_t size : {size_t(0), size_t(1), size_t(2), GROUP, GROUP + 1, PART - 1, PART, size_t(3)}) {
+    for (const size_t size : {size_t(1), size_t(2), size_t(31), GROUP - 1, GROUP, size_t(3)}) {
         OwnedLiterals literals;
         for (size_t number = 0; number < size; ++number)
             literals.push_back({std::string(number % 90, 'x') + std::to_string(number) + "@",
@@ -90,6 +93,11 @@ TEST(PreparedEntriesTest, anyNumberOfFormsIsHashed) {
             ASSERT_EQ(literals[index].m_lexicalForm.size() - (index % 3 == 0), form.size());
             ASSERT_EQ(hashLexicalForm(form.data(), form.size()), prepared.getHash(index));
         }
+        ASSERT_EQ(size, prepared.getOrder().size());
+        EXPECT_TRUE(std::is_sorted(prepared.getOrder().begin(), prepared.getOrder().end(),
+                                   [&prepared](const size_t first, const size_t second) {
+                                       return prepared.getForm(first).size() < prepared.getForm(second).size();
+                                   }));
     }
 }
 

@@ -29,7 +29,7 @@ namespace {
 using TablePeer = ParallelHashTableTestPeer;
 
 constexpr size_t BUCKETS = 1024;
-constexpr size_t GROUP = PreparedEntries::MAXIMUM_GROUP_SIZE;
+constexpr size_t GROUP = PreparedEntries::CAPACITY;
 
 template<class T>
 class StringDatatypeBatchConcurrentTest : public testing::Test {

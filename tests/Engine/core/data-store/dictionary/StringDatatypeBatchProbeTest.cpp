@@ -22,7 +22,7 @@ namespace {
 using TablePeer = ParallelHashTableTestPeer;
 
 constexpr size_t BUCKETS = 1024;
-constexpr size_t GROUP = PreparedEntries::MAXIMUM_GROUP_SIZE;
+constexpr size_t GROUP = PreparedEntries::CAPACITY;
 
 /// The batch operations where probes are long and meet much that they must pass.
 template<class T>

@@ -29,7 +29,7 @@ namespace {
 
 constexpr uint32_t SHARED_LITERALS = 6000; // resolved by all threads, never deleted
 constexpr size_t STEPS = 600;              // of all threads together
-constexpr uint32_t LARGEST_BATCH = 5 * PreparedEntries::MAXIMUM_GROUP_SIZE;
+constexpr uint32_t LARGEST_BATCH = 5 * PreparedEntries::CAPACITY;
 
 /// A valid literal of either datatype; some are too long for a one-byte size header.
 OwnedLiteral makeLiteral(const std::string& kind, const uint64_t number) {
