@@ -40,6 +40,20 @@ uint64_t checkMaximumNumberOfResources(const uint64_t maximumNumberOfResources) 
     return maximumNumberOfResources;
 }
 
+/// Throws what verify has found: a literal that is refused, for this reason, or one that is found under another ID.
+[[noreturn]] void reportDamagedResource(const uint64_t resourceID, const uint64_t foundID,
+                                        const std::exception_ptr& refusal) {
+    if (refusal != nullptr)
+        try {
+            std::rethrow_exception(refusal);
+        } catch (const MelnarException& exception) {
+            throw MelnarException(SOURCE_FILE, LINE_MALFORMED_RESOURCE, {std::current_exception()}, "Resource ",
+                                  resourceID, " is damaged: ", exception.getMessage());
+        }
+    throw MelnarException(SOURCE_FILE, LINE_RESOURCE_NOT_FOUND, MelnarException::NO_CAUSES, "Resource ", resourceID,
+                          " is damaged: its literal is found under ID ", foundID, ".");
+}
+
 } // namespace
 
 Dictionary::Dictionary(const size_t memoryLimit, const uint64_t maximumNumberOfResources)
@@ -169,8 +183,8 @@ void Dictionary::getResources(const std::span<BatchEntry> entries) const {
         for (size_t begin = 0; begin < block.size();) {
             const DictionaryDatatype* const datatype = m_servers[block[begin].m_datatypeID].m_datatype;
             size_t end = begin + 1;
-            while (end < block.size() && (m_servers[block[end].m_datatypeID].m_datatype == datatype ||
-                                          block[end].m_datatypeID == D_INVALID))
+            while (end < block.size() &&
+                   (m_servers[block[end].m_datatypeID].m_datatype == datatype || block[end].m_datatypeID == D_INVALID))
                 ++end;
             if (datatype != nullptr)
                 datatype->getResources(block.subspan(begin, end - begin));
@@ -240,22 +254,30 @@ DictionaryCommitPoint Dictionary::getCommitPoint() const noexcept {
 }
 
 void Dictionary::verify() const {
-    forEachResource([this](const uint64_t resourceID, const ResourceValue& resourceValue) {
-        const std::string_view lexicalForm(reinterpret_cast<const char*>(resourceValue.m_data),
-                                           resourceValue.m_dataSize - 1);
-        uint64_t foundID = 0;
-        try {
-            // Every resource lies below this point. A malformed tag is refused, and a form with an empty one is looked
-            // up as another literal, so that neither is found under its ID.
-            foundID = tryResolveResource({getNextResourceID()}, lexicalForm, resourceValue.m_datatypeID);
-        } catch (const MelnarException& exception) {
-            throw MelnarException(SOURCE_FILE, LINE_MALFORMED_RESOURCE, {std::current_exception()}, "Resource ",
-                                  resourceID, " is damaged: ", exception.getMessage());
-        }
-        if (foundID != resourceID)
-            throw MelnarException(SOURCE_FILE, LINE_RESOURCE_NOT_FOUND, MelnarException::NO_CAUSES, "Resource ",
-                                  resourceID, " is damaged: its literal is found under ID ", foundID, ".");
-    });
+    constexpr uint64_t BATCH_SIZE = 1024;
+    const uint64_t endResourceID = getNextResourceID();
+    std::vector<BatchEntry> entries;
+    std::vector<uint64_t> resourceIDs;
+    std::vector<BatchFailure> failures;
+    for (uint64_t beginResourceID = 1; beginResourceID < endResourceID; beginResourceID += BATCH_SIZE) {
+        entries.clear();
+        for (uint64_t id = beginResourceID; id < std::min(beginResourceID + BATCH_SIZE, endResourceID); ++id)
+            entries.push_back({{}, id});
+        getResources(entries);
+        std::erase_if(entries, [](const BatchEntry& entry) { return entry.m_datatypeID == D_INVALID; });
+        resourceIDs.clear();
+        for (const BatchEntry& entry : entries)
+            resourceIDs.push_back(entry.m_resourceID);
+        // Every resource lies below this point. A malformed tag is refused, and a form with an empty one is looked up as
+        // another literal, so that neither is found under its ID.
+        tryResolveResources({endResourceID}, entries, failures);
+        for (size_t index = 0; index < entries.size(); ++index)
+            if (entries[index].m_resourceID != resourceIDs[index])
+                reportDamagedResource(resourceIDs[index], entries[index].m_resourceID,
+                                      failures.empty() || failures.front().m_entryIndex != index
+                                          ? nullptr
+                                          : failures.front().m_exception);
+    }
 }
 
 void Dictionary::save(const std::string& fileName) const {
