@@ -47,7 +47,7 @@ public:
 
     /// Finds the selected literals whose IDs lie before the commit point.
     void find(Table& table, const DictionaryCommitPoint commitPoint) noexcept {
-        std::array<Station, 4> line;
+        std::array<Station, NUMBER_OF_STATIONS> line;
         size_t numberOfStarted = 0;
         size_t step = 0;
         do {
@@ -75,6 +75,8 @@ private:
 
     /// So many lines are asked for at a time: about what the processor can have on their way.
     static constexpr size_t STATION_SIZE = 16;
+
+    static constexpr size_t NUMBER_OF_STATIONS = 4;
 
     /// Probes that are at the same step, each with the resource that it has met.
     struct Station {
@@ -177,7 +179,9 @@ private:
     size_t m_numberOfSelected = 0;
     std::array<Index, PreparedEntries::CAPACITY> m_selected;
 
-    // Each probe is in the queue once at most; begin and end only grow.
+    // A ring; begin and end only grow. Probes are started only while few wait, so that there is always a free place,
+    // which enqueueIf needs to write to: those that wait and those on the line would not fill it all together.
+    static_assert((2 + NUMBER_OF_STATIONS) * STATION_SIZE < PreparedEntries::CAPACITY);
     size_t m_queueBegin = 0;
     size_t m_queueEnd = 0;
     std::array<Index, PreparedEntries::CAPACITY> m_queue;
