@@ -1,6 +1,5 @@
 #include "Engine/core/data-store/dictionary/DataPool.h"
 
-#include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/system/MemoryRegionGrowth.h"
 
@@ -51,26 +50,25 @@ void DataPool::giveBack(const uint64_t begin, const uint64_t end) noexcept {
         m_unusedBytes.fetch_add(end - begin, std::memory_order_relaxed);
 }
 
-uint64_t DataPool::newDataChunk(DictionaryThreadContext* const threadContext, const size_t chunkSize) {
+/// What the thread's block cannot give.
+uint64_t DataPool::newDataChunkFromEnd(DictionaryThreadContext* const threadContext, const size_t chunkSize) {
     if (threadContext == nullptr || chunkSize > LARGEST_CHUNK_IN_BLOCK)
         return append(chunkSize);
     if (threadContext->m_generation != m_generation) {
         threadContext->m_blockNext = threadContext->m_blockEnd = 0;
         threadContext->m_generation = m_generation;
     }
-    if (threadContext->m_blockEnd - threadContext->m_blockNext < chunkSize) {
-        uint64_t block;
-        try {
-            block = append(BLOCK_SIZE);
-        } catch (const MelnarException&) {
-            return append(chunkSize); // The limit is near: use what is left of it chunk by chunk.
-        }
-        if (block != threadContext->m_blockEnd) { // Otherwise it continues the old block, and nothing is lost.
-            giveBack(threadContext->m_blockNext, threadContext->m_blockEnd);
-            threadContext->m_blockNext = block;
-        }
-        threadContext->m_blockEnd = block + BLOCK_SIZE;
+    uint64_t block;
+    try {
+        block = append(BLOCK_SIZE);
+    } catch (const MelnarException&) {
+        return append(chunkSize); // The limit is near: use what is left of it chunk by chunk.
     }
+    if (block != threadContext->m_blockEnd) { // Otherwise it continues the old block, and nothing is lost.
+        giveBack(threadContext->m_blockNext, threadContext->m_blockEnd);
+        threadContext->m_blockNext = block;
+    }
+    threadContext->m_blockEnd = block + BLOCK_SIZE;
     const uint64_t offset = threadContext->m_blockNext;
     threadContext->m_blockNext += chunkSize;
     return offset;

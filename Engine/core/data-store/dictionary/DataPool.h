@@ -1,13 +1,12 @@
 #pragma once
 
+#include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-
-class DictionaryThreadContext;
 
 /// The bytes of all resources: chunks that are appended by many threads at once, never move and are never freed singly.
 ///
@@ -40,7 +39,14 @@ public:
     void swapContents(DataPool& other) noexcept;
 
     /// Takes `chunkSize` bytes and returns the offset of the first. The context may be null.
-    uint64_t newDataChunk(DictionaryThreadContext* threadContext, size_t chunkSize);
+    uint64_t newDataChunk(DictionaryThreadContext* const threadContext, const size_t chunkSize) {
+        if (threadContext == nullptr || threadContext->m_generation != m_generation ||
+            chunkSize > LARGEST_CHUNK_IN_BLOCK || chunkSize > threadContext->m_blockEnd - threadContext->m_blockNext)
+            return newDataChunkFromEnd(threadContext, chunkSize);
+        const uint64_t offset = threadContext->m_blockNext;
+        threadContext->m_blockNext += chunkSize;
+        return offset;
+    }
 
     /// Takes back the chunk that the same thread context got last, which nothing refers to and nobody has written to:
     /// the thread that gets these bytes next does not wait for this one.
@@ -61,6 +67,7 @@ public:
 private:
     friend class DictionaryThreadContext;
 
+    uint64_t newDataChunkFromEnd(DictionaryThreadContext* threadContext, size_t chunkSize);
     uint64_t append(size_t numberOfBytes);
     void giveBack(uint64_t begin, uint64_t end) noexcept;
 

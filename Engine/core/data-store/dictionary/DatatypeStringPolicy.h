@@ -61,6 +61,7 @@ public:
             if (ahead >= 2 * DISTANCE) {
                 const StringChunk chunk = getChunk(resourceIDs[ahead - 2 * DISTANCE]);
                 forms[ahead - 2 * DISTANCE] = {chunk.getLexicalForm(), chunk.getLexicalFormLength()};
+                __builtin_prefetch(chunk.getLexicalForm() + chunk.getLexicalFormLength());
             }
         }
         std::array<uint16_t, MAXIMUM_NUMBER_OF_FORMS_TO_HASH> order;

@@ -65,19 +65,24 @@ uint64_t DictionaryDatatype::newDataChunk(DictionaryThreadContext* const threadC
     return m_dataPool.newDataChunk(threadContext, chunkSize);
 }
 
+/// Makes the regions' items of a resource ID accessible.
+void DictionaryDatatype::ensureResourceID(const uint64_t resourceID) {
+    const size_t capacity = m_resourceDataOffsets.getMaximumNumberOfItems();
+    if (resourceID >= capacity)
+        throw MelnarException(
+            SOURCE_FILE, LINE_TOO_MANY_RESOURCES, MelnarException::NO_CAUSES, "The dictionary cannot create resource ",
+            resourceID, " because it was created to hold at most ", capacity == 0 ? 0 : capacity - 1, " resources.");
+    ensureEndInSteps(m_resourceDataOffsets, resourceID + 1);
+    ensureEndInSteps(m_resourceFlags, resourceID + 1);
+}
+
 /// Takes the counter's value only when the regions can be written there, so that a failure uses up no ID. The counter
 /// only counts: a resource becomes visible with its bucket and its datatype byte.
 uint64_t DictionaryDatatype::newResourceID() {
     uint64_t resourceID = m_nextResourceID.load(std::memory_order_relaxed);
     do {
-        const size_t capacity = m_resourceDataOffsets.getMaximumNumberOfItems();
-        if (resourceID >= capacity)
-            throw MelnarException(SOURCE_FILE, LINE_TOO_MANY_RESOURCES, MelnarException::NO_CAUSES,
-                                  "The dictionary cannot create resource ", resourceID,
-                                  " because it was created to hold at most ", capacity == 0 ? 0 : capacity - 1,
-                                  " resources.");
-        ensureEndInSteps(m_resourceDataOffsets, resourceID + 1);
-        ensureEndInSteps(m_resourceFlags, resourceID + 1);
+        if (resourceID >= m_resourceDataOffsets.getEnd() || resourceID >= m_resourceFlags.getEnd())
+            ensureResourceID(resourceID);
     } while (!m_nextResourceID.compare_exchange_weak(resourceID, resourceID + 1, std::memory_order_relaxed,
                                                      std::memory_order_relaxed));
     return resourceID;

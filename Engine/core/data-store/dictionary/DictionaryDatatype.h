@@ -139,4 +139,5 @@ protected:
 
 private:
     uint64_t newResourceID();
+    void ensureResourceID(uint64_t resourceID);
 };
