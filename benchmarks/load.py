@@ -31,7 +31,7 @@ def make_large_file(root, triples, folder):
     file = folder / f"large-{triples}.nt"
     if not file.exists():
         if not generator.exists():
-            sys.exit("run.py: ../shared/data/make_large.py is not there to make the large file")
+            sys.exit("load.py: the program that makes the large file is not there; give files with --file")
         unfinished = file.with_suffix(".part")
         subprocess.run([sys.executable, generator, str(triples), "-o", unfinished], check=True,
                        stdout=subprocess.DEVNULL)

@@ -65,7 +65,7 @@ bool LineParser::takePlainLine(const char* const begin, const char* const end) {
 bool LineParser::takeLine(const char* const begin, const char* const end, const char* const next) {
     LineShape shape{LineShape::Kind::FAULTY, "invalid UTF-8"};
     if (m_firstInvalidByte >= end)
-        shape = shapeOfLine({begin, end}, hasGraphs(m_format), true);
+        shape = shapeOfLine({begin, end}, hasGraphs(m_format));
     else
         m_firstInvalidByte = findInvalidUtf8(next, m_end);
     if (shape.m_kind == LineShape::Kind::FAULTY) {

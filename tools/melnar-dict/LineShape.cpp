@@ -11,8 +11,8 @@ namespace {
 /// Goes over one line term by term. The first operation that fails leaves its cause; later ones are not called.
 class LineScanner {
 public:
-    LineScanner(const std::string_view line, const bool mayHaveEscapes) noexcept
-        : m_current(line.data()), m_end(line.data() + line.size()), m_mayHaveEscapes(mayHaveEscapes) {}
+    explicit LineScanner(const std::string_view line) noexcept
+        : m_current(line.data()), m_end(line.data() + line.size()) {}
 
     LineShape scan(const bool graphsAllowed) noexcept {
         skipBlanks();
@@ -68,8 +68,7 @@ private:
         const auto* const close = static_cast<const char*>(std::memchr(m_current, '>', remaining()));
         if (close == nullptr)
             return fail("an IRI lacks its '>'");
-        if (m_mayHaveEscapes)
-            m_cause = findFaultInIri({m_current + 1, close});
+        m_cause = findFaultInIri({m_current + 1, close});
         m_current = close + 1;
         return m_cause == nullptr;
     }
@@ -94,8 +93,7 @@ private:
             if (m_current == nullptr)
                 return fail("a string lacks its closing quote");
         } while (isEscaped(text, m_current));
-        if (m_mayHaveEscapes)
-            m_cause = findFaultInString({text, m_current});
+        m_cause = findFaultInString({text, m_current});
         ++m_current;
         return m_cause == nullptr && readLiteralSuffix();
     }
@@ -151,13 +149,12 @@ private:
 
     const char* m_current;
     const char* const m_end;
-    const bool m_mayHaveEscapes;
     const char* m_cause = nullptr;
     const char* m_gap = nullptr;
 };
 
 } // namespace
 
-LineShape shapeOfLine(const std::string_view line, const bool graphsAllowed, const bool mayHaveEscapes) noexcept {
-    return LineScanner(line, mayHaveEscapes).scan(graphsAllowed);
+LineShape shapeOfLine(const std::string_view line, const bool graphsAllowed) noexcept {
+    return LineScanner(line).scan(graphsAllowed);
 }

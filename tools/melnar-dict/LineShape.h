@@ -17,6 +17,5 @@ struct LineShape {
     const char* m_end = nullptr;   // where a comment starts or the line ends
 };
 
-/// Judges a line without its line end. The line is valid UTF-8; `graphsAllowed` tells
-/// N-Quads from N-Triples. Escapes are looked at only when `mayHaveEscapes`.
-LineShape shapeOfLine(std::string_view line, bool graphsAllowed, bool mayHaveEscapes) noexcept;
+/// Judges a line without its line end. The line is valid UTF-8; `graphsAllowed` tells N-Quads from N-Triples.
+LineShape shapeOfLine(std::string_view line, bool graphsAllowed) noexcept;

@@ -46,7 +46,7 @@ void LiteralLines::appendStatement(std::string_view object) {
     m_statements.append("<s:> <p:> ").append(object).append(" .");
     const std::string_view statement = std::string_view(m_statements).substr(begin);
     const bool endsEarly = statement.find('\r') != std::string_view::npos;
-    const LineShape shape = shapeOfLine(statement, false, true);
+    const LineShape shape = shapeOfLine(statement, false);
     const bool hidesItsEnd =
         shape.m_kind == LineShape::Kind::STATEMENT && shape.m_end != statement.data() + statement.size();
     if (endsEarly || hidesItsEnd)

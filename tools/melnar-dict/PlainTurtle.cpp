@@ -142,7 +142,8 @@ bool PlainTurtle::readName(SerdNode& node) {
     const char* const name = m_current;
     if (m_current != m_end && isLetter(*m_current))
         m_current = std::find_if_not(m_current, m_end, isOfName);
-    if (!isAt(':') || !m_filter.isDeclared({name, m_current}))
+    const std::string_view prefix(name, m_current);
+    if (!isAt(':') || !m_filter.isDeclared(prefix) || TurtleFilter::looksLikeBoolean(prefix))
         return false;
     ++m_current;
     if (m_current == m_end || !isOfName(*m_current) || *m_current == '-')

@@ -30,12 +30,6 @@ bool isKeyword(const std::string_view word, const std::string_view lowerCaseKeyw
                       [](const char given, const char expected) { return (given | 0x20) == expected; });
 }
 
-/// Whether serd would take the start of the name for true or false, or for a name that has been kept from that.
-bool looksLikeBoolean(std::string_view prefix) noexcept {
-    prefix.remove_prefix(std::min(prefix.find_first_not_of('x'), prefix.size()));
-    return prefix.starts_with("true") || prefix.starts_with("false");
-}
-
 } // namespace
 
 void TurtleFilter::restart(const uint64_t line) {
@@ -292,6 +286,11 @@ void TurtleFilter::takePrefixedName(const std::string_view name, const size_t co
     }
     if (looksLikeBoolean(prefix))
         m_output->push_back('x');
+}
+
+bool TurtleFilter::looksLikeBoolean(std::string_view prefix) noexcept {
+    prefix.remove_prefix(std::min(prefix.find_first_not_of('x'), prefix.size()));
+    return prefix.starts_with("true") || prefix.starts_with("false");
 }
 
 bool TurtleFilter::isDeclared(const std::string_view prefix) {

@@ -57,6 +57,10 @@ public:
     /// Whether there is such a prefix.
     bool isDeclared(std::string_view prefix);
 
+    /// Whether serd would take the start of a prefixed name for true or false, or for a name that has been kept from
+    /// that. The filter gives such names another prefix.
+    static bool looksLikeBoolean(std::string_view prefix) noexcept;
+
     /// The line that the next byte belongs to.
     uint64_t getLine() const noexcept { return m_line; }
 

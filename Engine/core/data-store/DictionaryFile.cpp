@@ -144,19 +144,30 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_
     sections.readExactly(dictionary->m_dataPool.getData(), header.m_dataPoolBytes);
     sections.endSection();
     uint64_t unusedBytes = header.m_dataPoolBytes;
+    uint64_t previousOffset = 0;
+    uint64_t previousSize = 0;
     for (uint64_t resourceID = 1; resourceID < header.m_nextResourceID; ++resourceID) {
+        uint64_t& dataOffset = dictionary->m_resourceDataOffsets[resourceID];
         const uint8_t datatypeID = dictionary->getDatatypeID(resourceID);
-        if (datatypeID == D_INVALID)
+        const bool beginsInsidePrevious = previousOffset < dataOffset && dataOffset - previousOffset < previousSize;
+        if (datatypeID == D_INVALID) {
+            if (beginsInsidePrevious)
+                dataOffset = 0; // It may be any number, but batches look at the offset behind the one that they want.
+            previousSize = 0;
             continue;
+        }
         if (dictionary->m_servers[datatypeID].m_datatype == nullptr)
             sections.reportDamage("resource " + std::to_string(resourceID) + " has the unknown datatype " +
                                   std::to_string(datatypeID) + ".");
-        const uint64_t chunkSize = getChunkSize(dictionary->m_dataPool.getData(), header.m_dataPoolBytes,
-                                                dictionary->m_resourceDataOffsets[resourceID]);
+        const uint64_t chunkSize = getChunkSize(dictionary->m_dataPool.getData(), header.m_dataPoolBytes, dataOffset);
         if (chunkSize == 0)
-            sections.reportDamage("there is no literal at offset " +
-                                  std::to_string(dictionary->m_resourceDataOffsets[resourceID]) + " for resource " +
+            sections.reportDamage("there is no literal at offset " + std::to_string(dataOffset) + " for resource " +
                                   std::to_string(resourceID) + ".");
+        if (beginsInsidePrevious)
+            sections.reportDamage("the literal of resource " + std::to_string(resourceID) + " begins inside that of " +
+                                  std::to_string(resourceID - 1) + ".");
+        previousOffset = dataOffset;
+        previousSize = chunkSize;
         // Resources that shared bytes would make a compaction write more than there are to read.
         if (chunkSize > unusedBytes)
             sections.reportDamage("its literals up to that of resource " + std::to_string(resourceID) +

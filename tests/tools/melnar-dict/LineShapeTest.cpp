@@ -9,11 +9,11 @@ namespace {
 using Kind = LineShape::Kind;
 
 LineShape shapeOf(const std::string_view line) {
-    return shapeOfLine(line, false, true);
+    return shapeOfLine(line, false);
 }
 
 std::string causeOf(const std::string_view line, const bool graphsAllowed = false) {
-    const LineShape shape = shapeOfLine(line, graphsAllowed, true);
+    const LineShape shape = shapeOfLine(line, graphsAllowed);
     EXPECT_EQ(Kind::FAULTY, shape.m_kind) << line;
     return shape.m_cause == nullptr ? "" : shape.m_cause;
 }
@@ -103,19 +103,19 @@ TEST(LineShapeTest, refusesEscapesThatStandForNothing) {
 TEST(LineShapeTest, takesAGraphOnlyWhereThereAreGraphs) {
     for (const std::string_view line :
          {"<a:s> <a:p> <a:o> <a:g> .", "<a:s> <a:p> \"x\" _:g .", "<a:s> <a:p> \"x\"@en<a:g>."}) {
-        EXPECT_EQ(Kind::STATEMENT, shapeOfLine(line, true, true).m_kind) << line;
-        EXPECT_EQ(Kind::FAULTY, shapeOfLine(line, false, true).m_kind) << line;
+        EXPECT_EQ(Kind::STATEMENT, shapeOfLine(line, true).m_kind) << line;
+        EXPECT_EQ(Kind::FAULTY, shapeOfLine(line, false).m_kind) << line;
     }
-    EXPECT_EQ(Kind::STATEMENT, shapeOfLine("<a:s> <a:p> <a:o> .", true, true).m_kind);
+    EXPECT_EQ(Kind::STATEMENT, shapeOfLine("<a:s> <a:p> <a:o> .", true).m_kind);
     EXPECT_EQ("expected '.' behind the statement", causeOf("<a:s> <a:p> <a:o> <a:g> <a:h> .", true));
     EXPECT_EQ("expected '.' behind the statement", causeOf("<a:s> <a:p> <a:o> \"g\" .", true));
 }
 
 TEST(LineShapeTest, asksForASpaceBetweenAGraphsLabelAndTheFullStop) {
     const std::string_view line = "<a:s> <a:p> _:o _:g.";
-    EXPECT_EQ(line.data() + line.size() - 1, shapeOfLine(line, true, true).m_gap);
-    EXPECT_EQ(nullptr, shapeOfLine("<a:s> <a:p> _:o _:g .", true, true).m_gap);
-    EXPECT_EQ(nullptr, shapeOfLine("<a:s> <a:p> _:o.", true, true).m_gap);
+    EXPECT_EQ(line.data() + line.size() - 1, shapeOfLine(line, true).m_gap);
+    EXPECT_EQ(nullptr, shapeOfLine("<a:s> <a:p> _:o _:g .", true).m_gap);
+    EXPECT_EQ(nullptr, shapeOfLine("<a:s> <a:p> _:o.", true).m_gap);
 }
 
 } // namespace

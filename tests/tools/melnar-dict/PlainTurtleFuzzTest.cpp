@@ -16,12 +16,14 @@
 namespace {
 
 const std::string PREFIXES = "@prefix : <http://e/> .\n@prefix x-1: <http://x/> .\n"
-                             "PREFIX xsd: <http://www.w3.org/2001/XMLSchema#>\n";
+                             "PREFIX xsd: <http://www.w3.org/2001/XMLSchema#>\n"
+                             "@prefix true: <http://www.w3.org/2001/XMLSchema#> .\n";
 
 const std::vector<std::string> STATEMENTS{
     ":s :p \"a\" .\n",
     "<s> a x-1:T ;\n  x-1:p \"b\"@en-GB , # c\n \"c\\n\"^^xsd:string ;\n  :q 5 , -1.5 , true .\n",
     "_:b1 <p> \"\"\"d\n\"\\u00e9\n\"\"\"@de ; :q _:B1 ; .\n",
+    ":s true:p \"k\"^^true:string , \"l\"^^xsd:string .\n",
     ":s :p [ :q \"e\" ; :r ( \"f\" 'g' ) ] .\n",
     ":s x-1:p '''h'''@en , \"i\" ^^ xsd:string , 123.\n",
     "<http://a.example/s>\n\t<http://a.example/p> \"j\"^^<http://www.w3.org/2001/XMLSchema#string> .\n\n",

@@ -57,7 +57,7 @@ void PrintTo(const StatementTexts& texts, std::ostream* const output) {
 }
 
 std::optional<StatementTexts> readWithSerd(const std::string_view line, const bool graphsAllowed) {
-    const LineShape shape = shapeOfLine(line, graphsAllowed, true);
+    const LineShape shape = shapeOfLine(line, graphsAllowed);
     if (shape.m_kind != LineShape::Kind::STATEMENT)
         return std::nullopt;
     std::string text(line.data(), shape.m_end);

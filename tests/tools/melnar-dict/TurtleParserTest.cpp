@@ -64,6 +64,15 @@ TEST_F(TurtleParserTest, collectsLiteralsWithTheLinesTheyStartIn) {
     EXPECT_EQ(10u * 3 - 5, m_counts.m_otherTerms);
 }
 
+TEST_F(TurtleParserTest, prefixesThatBeginLikeABooleanAreKeptApart) {
+    parse("@prefix true: <http://www.w3.org/2001/XMLSchema#> .\n@prefix xtrue: <http://e/x#> .\n"
+          "<http://e/s> <http://e/p> \"a\"^^true:string .\n<http://e/s> <http://e/p> 'b'^^true:string .\n"
+          "<http://e/s> <http://e/p> \"c\"^^xtrue:string .\n<http://e/s> <http://e/p> 'd'^^xtrue:string .\n");
+    EXPECT_EQ(Errors{}, m_errors);
+    EXPECT_EQ((Literals{{3, "a"}, {4, "b"}}), m_literals);
+    EXPECT_EQ(2u, m_counts.m_strings);
+}
+
 TEST_F(TurtleParserTest, knowsTheDatatypesHoweverTheyAreWritten) {
     parse(std::string(PREFIXES) +
           "@prefix rdf: <http://www.w3.org/1999/02/22-rdf-syntax-ns#> . PREFIX x: <http://www.w3.org/2001/XMLSch>\n"

@@ -25,7 +25,7 @@ public:
     }
 
     /// False only when a resource's chunk is certainly smaller than this, as the next resource's begins too near behind
-    /// it: chunks do not overlap. That saves a look at the chunk. The next resource may be just being created; what is
+    /// it: chunks do not overlap (DictionaryFile::read checks those of neighbours). That saves a look at the chunk. The next resource may be just being created; what is
     /// read of its offset then is either nothing yet or its chunk, which does not overlap either. Where its offset lies
     /// in another cache line, it is not worth reading.
     bool mayHaveChunkSize(const uint64_t resourceID, const size_t chunkSize) const noexcept {

@@ -108,7 +108,8 @@ void StringDatatype<T>::resolveResources(DictionaryThreadContext* const threadCo
                 try {
                     group[index].m_resourceID = create(index);
                 } catch (...) {
-                    haveBucketsMoved = true; // A growth may have succeeded before another one failed.
+                    // A growth may have succeeded before another one failed.
+                    haveBucketsMoved = haveBucketsMoved || !prepared.isRefused(index);
                     failures.push_back({begin + index, std::current_exception()});
                 }
         }

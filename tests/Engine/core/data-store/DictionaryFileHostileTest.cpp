@@ -166,6 +166,44 @@ TEST_P(DictionaryFileHostileTest, chunksThatAreSharedAreFoundWhenTheyAddUpToMore
               exception.getMessage());
 }
 
+TEST_P(DictionaryFileHostileTest, neighboursThatOverlapAreFound) {
+    // The text of the first is a chunk, too.
+    Dictionary dictionary(TEST_MEMORY_LIMIT, GetParam());
+    {
+        DictionaryThread thread(dictionary);
+        for (const char* const text : {"\x04q", "other"})
+            dictionary.resolveResource(thread, text, D_XSD_STRING);
+    }
+    Forged file(dictionary);
+    file.set<uint64_t>(Forged::DATA_OFFSETS, 8, 1);
+    const auto exception = catchException<MelnarException>([&] { readFromMemory(file.getBytes()); });
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'data pool': the literal of resource 2 begins inside that "
+              "of 1.",
+              exception.getMessage());
+}
+
+TEST_P(DictionaryFileHostileTest, theOffsetOfAWithdrawnResourceMayBeAnything) {
+    Dictionary dictionary(TEST_MEMORY_LIMIT, GetParam());
+    {
+        DictionaryThread thread(dictionary);
+        dictionary.resolveResource(thread, "stays", D_XSD_STRING);
+        dictionary.commit();
+        dictionary.resolveResource(thread, "goes", D_XSD_STRING);
+        dictionary.rollback();
+    }
+    Forged file(dictionary);
+    for (const uint64_t offset : {uint64_t(0), uint64_t(1), uint64_t(6), ~uint64_t(0)}) {
+        file.set<uint64_t>(Forged::DATA_OFFSETS, 8, offset);
+        const std::unique_ptr<Dictionary> opened = readFromMemory(file.getBytes());
+        EXPECT_NO_THROW(opened->verify()) << offset;
+        std::vector<BatchEntry> entries{{"stays", 0, D_XSD_STRING}, {"goes", 0, D_XSD_STRING}};
+        std::vector<BatchFailure> failures;
+        opened->tryResolveResources({opened->getNextResourceID()}, entries, failures);
+        EXPECT_EQ(1u, entries[0].m_resourceID) << offset;
+        EXPECT_EQ(0u, entries[1].m_resourceID) << offset;
+    }
+}
+
 TEST_P(DictionaryFileHostileTest, chunksThatLieAreFound) {
     const Forged sound(*makeSampleDictionary(GetParam()));
     const uint64_t offset = sound.get<uint64_t>(Forged::DATA_OFFSETS, 5 * 8); // of "def", the last in the pool

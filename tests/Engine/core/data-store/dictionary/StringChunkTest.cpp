@@ -60,7 +60,8 @@ TEST(StringChunkTest, aChunkIsThatOfOneStringOnly) {
 }
 
 TEST(StringChunkTest, lengthsAreToldApartAtEveryHeaderLength) {
-    const std::vector<size_t> lengths{0, 1, 62, 63, 64, 125, 126, 127, 128, 254, 255, 16381, 16382, 16383, 16384, 70000};
+    const std::vector<size_t> lengths{0,   1,   62,  63,    64,    125,   126,   127,
+                                      128, 254, 255, 16381, 16382, 16383, 16384, 70000};
     for (const size_t stored : lengths) {
         const std::vector<uint8_t> bytes = writeChunk(std::string(stored, 'x'));
         for (const size_t asked : lengths) {
