@@ -8,6 +8,7 @@
 #include "Engine/core/platform/system/MemoryRegion.h"
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -48,7 +49,18 @@ public:
         return hashLexicalForm(chunk.getLexicalForm(), chunk.getLexicalFormLength());
     }
 
-    /// The same for up to MAXIMUM_NUMBER_OF_FORMS_TO_HASH resources.
+    /// isEqual for one resource of a probe, of which the next bucket is given: asks for what a look at the next resource
+    /// will need while it waits for this one's.
+    bool isEqual(const T resourceID, const std::atomic<T>& nextBucket, const char* const lexicalForm,
+                 const size_t lexicalFormLength) const noexcept {
+        if (const T nextResourceID = nextBucket.load(std::memory_order_relaxed); // only a hint
+            nextResourceID < DatatypePolicy<T>::BUCKET_IN_PROGRESS)
+            prefetchOffset(nextResourceID);
+        return mayHaveChunkSize(resourceID, StringChunk::getChunkSizeFor(lexicalFormLength)) &&
+               isEqual(resourceID, lexicalForm, lexicalFormLength);
+    }
+
+    /// getHash for up to MAXIMUM_NUMBER_OF_FORMS_TO_HASH resources.
     void getHashes(const T* const resourceIDs, const size_t numberOfResources, uint64_t* const hashes) const noexcept {
         // Offsets are asked for twice as far ahead as chunks, each long enough before it is needed.
         constexpr size_t DISTANCE = 32;

@@ -30,13 +30,15 @@ uint64_t StringDatatype<T>::doResolveResource(Table& table, typename Table::Thre
                 break;
             continue; // Somebody was faster, perhaps with the same string: look at the bucket again.
         }
-        if (value != Policy::BUCKET_DELETED && table.getPolicy().isEqual(value, lexicalForm, lexicalFormLength)) {
+        auto* const nextBucket = table.getNextBucket(bucket);
+        if (value != Policy::BUCKET_DELETED &&
+            table.getPolicy().isEqual(value, *nextBucket, lexicalForm, lexicalFormLength)) {
             if constexpr (std::is_same_v<ResourceIDSource, GetNextResourceID>)
                 return value;
             spinPause(); // The target ID's place is taken: wait until the entry is deleted.
             continue;
         }
-        bucket = table.getNextBucket(bucket);
+        bucket = nextBucket;
     }
     try {
         const uint64_t resourceID =
@@ -75,12 +77,14 @@ uint64_t StringDatatype<T>::createResource(DictionaryThreadContext* const thread
 template<class T>
 uint64_t StringDatatype<T>::probe(Table& table, typename Table::Bucket* bucket, const DictionaryCommitPoint commitPoint,
                                   const char* const lexicalForm, const size_t lexicalFormLength) noexcept {
-    for (;; bucket = table.getNextBucket(bucket)) {
+    for (;;) {
         const T value = Table::readBucket(*bucket);
         if (value == Policy::EMPTY_BUCKET)
             return 0;
+        auto* const nextBucket = table.getNextBucket(bucket);
         if (value != Policy::BUCKET_DELETED && value < commitPoint.m_resourceID &&
-            table.getPolicy().isEqual(value, lexicalForm, lexicalFormLength))
+            table.getPolicy().isEqual(value, *nextBucket, lexicalForm, lexicalFormLength))
             return value;
+        bucket = nextBucket;
     }
 }
