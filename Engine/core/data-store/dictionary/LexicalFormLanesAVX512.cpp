@@ -9,8 +9,10 @@
 #include <immintrin.h>
 
 #if !defined(__clang__)
-// g++ 12 takes the deliberately undefined operands in its own header for mistakes.
+// g++ 12 takes the deliberately undefined operands in its own header for mistakes, and without optimisation the masks,
+// which its macros convert.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wsign-conversion"
 #endif
 
 // For a processor that the rest of the program does not ask for.
