@@ -4,6 +4,7 @@
 #include "Engine/core/data-store/dictionary/DatatypePolicy.h"
 #include "Engine/core/data-store/dictionary/LexicalFormHash.h"
 #include "Engine/core/data-store/dictionary/LexicalFormHashes.h"
+#include "Engine/core/data-store/dictionary/OffsetNeighbours.h"
 #include "Engine/core/data-store/dictionary/StringChunk.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
@@ -25,17 +26,9 @@ public:
         __builtin_prefetch(&m_resourceDataOffsets[resourceID]);
     }
 
-    /// False only when a resource's chunk is certainly smaller than this, as the next resource's begins too near behind
-    /// it: chunks do not overlap (DictionaryFile::read checks those of neighbours). That saves a look at the chunk. The next resource may be just being created; what is
-    /// read of its offset then is either nothing yet or its chunk, which does not overlap either. Where its offset lies
-    /// in another cache line, it is not worth reading.
+    /// Whether the chunk of a resource may have this size; see OffsetNeighbours.
     bool mayHaveChunkSize(const uint64_t resourceID, const size_t chunkSize) const noexcept {
-        constexpr uint64_t OFFSETS_PER_CACHE_LINE = 64 / sizeof(uint64_t);
-        const bool isNextInSameLine = resourceID % OFFSETS_PER_CACHE_LINE != OFFSETS_PER_CACHE_LINE - 1;
-        const uint64_t* const offset = &m_resourceDataOffsets[resourceID];
-        // Unsigned: nothing, or a chunk in front of this one, is far away, too.
-        const uint64_t distance = __atomic_load_n(offset + isNextInSameLine, __ATOMIC_RELAXED) - *offset;
-        return distance - 1 >= chunkSize - 1;
+        return OffsetNeighbours::mayHaveChunkSize(m_resourceDataOffsets.getData(), resourceID, chunkSize);
     }
 
     const uint8_t* getChunkAddress(const uint64_t resourceID) const noexcept {

@@ -26,7 +26,9 @@ class DictionaryThreadContext;
 /// A family of literal datatypes of one dictionary: maps lexical forms to resource IDs and back.
 ///
 /// Units      Resource IDs count from 1; 0 means no resource. Sizes are bytes.
-/// Ownership  The dictionary owns the counter, the two regions and the pool, and they outlive the datatype.
+/// Ownership  The dictionary owns the counter, the two regions and the pool, and they outlive the datatype. What it gives
+///            them to begin with, as when it loads them, is its business, with one condition: no ID has an offset inside
+///            another resource's chunk (see OffsetNeighbours).
 /// Lifecycle  After construction one of initialize, initializeForSnapshot and load comes before anything else.
 /// Threads    resolveResource, restoreResource, tryResolveResource, getResource, deleteUncommittedResourceID and
 ///            getComponentInfo: any threads at once. Everything else: alone.

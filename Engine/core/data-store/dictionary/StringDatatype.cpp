@@ -1,5 +1,6 @@
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 
+#include "Engine/core/data-store/dictionary/OffsetNeighbours.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeFailureSites.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeImpl.h"
 
@@ -163,6 +164,7 @@ void StringDatatype<T>::finishCompact(const DictionaryCompactionState& state) {
     const CompactionEntry* entry =
         std::partition_point(state.m_entries.getData(), entriesEnd,
                              [](const CompactionEntry& candidate) { return candidate.datatypeID < D_XSD_STRING; });
+    const CompactionEntry* const ownEntries = entry;
     for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL}) {
         Table& table = selectTable(datatypeID);
         const typename Table::Operation operation(table);
@@ -184,6 +186,9 @@ void StringDatatype<T>::finishCompact(const DictionaryCompactionState& state) {
         }
         table.shrinkToFit(MINIMUM_NUMBER_OF_BUCKETS);
     }
+    // Not before all offsets are the new ones.
+    for (const CompactionEntry* ownEntry = ownEntries; ownEntry != entry; ++ownEntry)
+        OffsetNeighbours::clearNextInside(m_resourceDataOffsets.getData(), ownEntry->resourceID, ownEntry->dataSize);
 }
 
 template<class T>

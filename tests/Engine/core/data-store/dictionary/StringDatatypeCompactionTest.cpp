@@ -1,5 +1,6 @@
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 
+#include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
 #include "tests/Engine/core/data-store/dictionary/SavedDatatype.h"
 #include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
 #include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
@@ -174,6 +175,19 @@ TYPED_TEST(StringDatatypeCompactionTest, survivorsAreFoundUnderTheirNewIDs) {
     EXPECT_EQ(1600u, xsdStrings);
     expectRebuilt(fixture, D_XSD_STRING, 4096, 1600);
     expectRebuilt(fixture, D_RDF_PLAIN_LITERAL, 2048, 800);
+}
+
+// The offsets behind the last survivor are nobody's, and point to where other chunks lie now.
+TYPED_TEST(StringDatatypeCompactionTest, theLastSurvivorIsFoundWhereOldOffsetsFollow) {
+    DictionaryFixture<TypeParam> fixture;
+    for (uint64_t number = 1; number <= 4; ++number)
+        fixture.resolve(std::to_string(number));
+    const std::string longForm(40, 'c');
+    const uint64_t longResourceID = fixture.resolve(longForm);
+    compact(fixture, {longResourceID});
+    EXPECT_EQ(1u, fixture.tryResolve(longForm));
+    EXPECT_EQ((BatchAnswers{{1}}), lookUpAtOnce(fixture, {{longForm, D_XSD_STRING}}, EVERYTHING));
+    EXPECT_EQ(1u, fixture.resolve(longForm));
 }
 
 TYPED_TEST(StringDatatypeCompactionTest, aTableShrinksToWhatItsSurvivorsNeed) {
