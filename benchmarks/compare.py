@@ -4,8 +4,8 @@
     compare.py OLD.json NEW.json
 
 The spread of a figure is the median distance of its repetitions from their median. Two figures differ if their medians
-are further apart than three times the sum of their spreads, and than 2 % (--tolerance). Of all figures less is better. Exit codes: 0 nothing has become worse, 1 something has, 2 the files
-cannot be compared.
+are further apart than three times the sum of their spreads, and than 2 % (--tolerance). Of all figures less is
+better. Exit codes: 0 nothing has become worse, 1 something has, 2 the files cannot be compared.
 """
 
 import argparse
@@ -57,7 +57,8 @@ def main():
         print(f"compare.py: {error!r}", file=sys.stderr)
         return 2
     lines, worse, compared = compare(old_results, new_results, arguments.tolerance)
-    print("\n".join(lines + new_results.failed + [f"{compared} figures compared, {len(lines)} differ, {worse} are worse"]))
+    summary = f"{compared} figures compared, {len(lines)} differ, {worse} are worse"
+    print("\n".join(lines + new_results.failed + [summary]))
     if not compared:
         return 2
     return 1 if worse or new_results.failed else 0

@@ -44,8 +44,8 @@ def legend(names, y):
 
 
 def bars(title, unit, groups, series):
-    """Groups of bars: `series` is a list of (name, [(median, least, most) or None for each group]). A thin line goes from
-    the least to the most, as far as the plot does."""
+    """Groups of bars: `series` is a list of (name, [(median, least, most) or None for each group]). A thin line goes
+    from the least to the most, as far as the plot does."""
     parts, top = legend([name for name, _ in series], 44)
     parts.insert(0, text(60, 20, f"{title}, {unit}"))
     top += 8

@@ -90,7 +90,8 @@ def map_ratios(results):
     """Ratios of the workloads' medians of one table."""
     for ours, workload, other, must, aim in RATIOS:
         for threads in thread_counts(results):
-            yield (f"{ours} {workload} ÷ {other}, threads: {threads}", results.find(f"{ours}/threads:{threads}", workload),
+            yield (f"{ours} {workload} ÷ {other}, threads: {threads}",
+                   results.find(f"{ours}/threads:{threads}", workload),
                    results.find(f"{other}/threads:{threads}", workload), must, aim)
 
 

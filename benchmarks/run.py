@@ -149,7 +149,8 @@ def main():
     parser.add_argument("--filter", help="a regular expression: the maps that are measured")
     parser.add_argument("--file", type=Path, nargs="+", default=[], help="RDF files for the suite load, plain or .gz")
     parser.add_argument("--large", action="store_true", help="for the suite load: a file of a gigabyte, made for it")
-    parser.add_argument("--programs", type=Path, default=ROOT / "build" / "bench", help="the build folder (build/bench)")
+    parser.add_argument("--programs", type=Path, default=ROOT / "build" / "bench",
+                        help="the build folder (build/bench)")
     parser.add_argument("--results", type=Path, help="where the results go (build/bench/results, or quick beside it)")
     arguments = parser.parse_args()
     if unknown := set(arguments.suites) - {*SUITES, "report"}:

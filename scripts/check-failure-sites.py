@@ -103,7 +103,8 @@ class Checker:
     def run(self):
         numbers = self.check_constants()
         throws = self.check_throws()
-        print("\n".join(self.found + [f"failure sites: {throws} throws, {numbers} numbers, {len(self.found)} objections"]))
+        summary = f"failure sites: {throws} throws, {numbers} numbers, {len(self.found)} objections"
+        print("\n".join(self.found + [summary]))
         return not self.found and throws > 0
 
 

@@ -10,8 +10,8 @@
 /// that has just parsed them would.
 ///
 /// Units   Sizes are bytes, indices count strings.
-/// Errors  append throws std::length_error when the bytes of all strings pass 4 GiB: an end takes four bytes, since tens
-///         of millions of strings are held several times over.
+/// Errors  append throws std::length_error when the bytes of all strings pass 4 GiB: an end takes four bytes, since
+///         tens of millions of strings are held several times over.
 class TextList {
 public:
     void reserve(size_t numberOfTexts, size_t numberOfBytes);

@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-// What is done to whole dictionaries, on one thread. Seconds: save and copy_sync (both leave the file on the disk), open
-// and copy (neither does). Nanoseconds a string: verify, compact (all survive), compact_half (every second one does).
+// What is done to whole dictionaries, on one thread. Seconds: save and copy_sync (both leave the file on the disk),
+// open and copy (neither does). Nanoseconds a string: verify, compact (all survive), compact_half (every second one).
 
 namespace {
 

@@ -10,12 +10,12 @@
 
 /// The memory that everything under measurement lives in: one range of address space whose pages, once touched, stay.
 ///
-/// A page that is touched for the first time costs 0.3 to 8 microseconds, mostly the system's, which would drown what is
-/// to be measured. So the pages that one run has touched are kept, zeroed between runs and outside of all timing, and
-/// given to the next run: memory is warm. Everybody gets it from here: the maps through PoolAllocator and TextArena, the
-/// dictionary in place of its own reservations (see WarmVirtualMemory.cpp). The lowest addresses are given out first, so
-/// that one run touches what another has touched before. What is cold is measured with a pool that gives its pages back
-/// to the system instead, those of large blocks at once, as malloc does.
+/// A page that is touched for the first time costs 0.3 to 8 microseconds, mostly the system's, which would drown what
+/// is to be measured. So the pages that one run has touched are kept, zeroed between runs and outside of all timing,
+/// and given to the next run: memory is warm. Everybody gets it from here: the maps through PoolAllocator and
+/// TextArena, the dictionary in place of its own reservations (see WarmVirtualMemory.cpp). The lowest addresses are
+/// given out first, so that one run touches what another has touched before. What is cold is measured with a pool that
+/// gives its pages back to the system instead, those of large blocks at once, as malloc does.
 ///
 /// Units    Bytes; blocks are whole pages.
 /// Threads  Any threads at once. configure and reset: alone.

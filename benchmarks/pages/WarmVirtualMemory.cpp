@@ -9,9 +9,9 @@
 #include <map>
 #include <mutex>
 
-// While the page pool is warm, these functions stand in for those of Engine/core/platform/system/VirtualMemory.h, by the
-// linker's option --wrap, and give the dictionary pages that were touched before. The system calls of the engine are
-// made all the same, on a twin: a reservation of the same size that nothing is ever written to. So their cost is in
+// While the page pool is warm, these functions stand in for those of Engine/core/platform/system/VirtualMemory.h, by
+// the linker's option --wrap, and give the dictionary pages that were touched before. The system calls of the engine
+// are made all the same, on a twin: a reservation of the same size that nothing is ever written to. So their cost is in
 // what is measured, and all that is missing is the first touch.
 
 extern "C" {

@@ -13,9 +13,9 @@
 #include <stdexcept>
 #include <string>
 
-// How long single calls take while a map grows from 1,000 strings to all, in nanoseconds: p50, p99, p999, longest. A call
-// resolves one string, or a whole group where the dictionary is given batches. With one thread, the longest call is the
-// one that rehashes the last time, alone.
+// How long single calls take while a map grows from 1,000 strings to all, in nanoseconds: p50, p99, p999, longest. A
+// call resolves one string, or a whole group where the dictionary is given batches. With one thread, the longest call
+// is the one that rehashes the last time, alone.
 
 namespace {
 

@@ -11,7 +11,7 @@ struct Share {
     size_t m_end;
 };
 
-/// Lets threads, each with a PeerThread of its own, do their share of `numberOfItems` items, and returns the seconds from
-/// the first start to the end of the last. What a share throws is thrown on once all have ended.
+/// Lets threads, each with a PeerThread of its own, do their share of `numberOfItems` items, and returns the seconds
+/// from the first start to the end of the last. What a share throws is thrown on once all have ended.
 double runShares(Peer& peer, size_t numberOfThreads, size_t numberOfItems,
                  const std::function<void(PeerThread&, Share)>& runShare);

@@ -8,8 +8,8 @@
 #include <cstddef>
 #include <functional>
 
-/// What a thread does with a block: fills the empty piece with what is to be told of it. What it throws becomes an error
-/// of the piece.
+/// What a thread does with a block: fills the empty piece with what is to be told of it. What it throws becomes an
+/// error of the piece.
 using BlockWorker = std::function<void(const Block& block, ParsedPiece& piece)>;
 
 /// Has several threads work on the blocks of a file until there are no more or the journal stops. Each thread makes a

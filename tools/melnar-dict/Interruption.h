@@ -8,9 +8,9 @@
 /// temporary file that is being written at that moment, if any. Called once, before threads start.
 void exitCleanlyWhenInterrupted();
 
-/// Puts interruptions off while it lives, whichever thread they come to; at its end, one that has come ends the process.
-/// Around the moments in which a temporary file appears or goes: so whoever is interrupted knows whether the name is
-/// that of its own file, and never removes the file of another process that has taken the name since.
+/// Puts interruptions off while it lives, whichever thread they come to; at its end, one that has come ends the
+/// process. Around the moments in which a temporary file appears or goes: so whoever is interrupted knows whether the
+/// name is that of its own file, and never removes the file of another process that has taken the name since.
 ///
 /// Limits  At most one at a time, for as short as possible.
 class InterruptionDelay : private Unmovable {

@@ -13,8 +13,8 @@
 /// Reads blocks of N-Triples or N-Quads, each on its own. Collects their string literals, unless a subclass does
 /// something else with the statements.
 ///
-/// Plain lines are read at once. The others, once their shape is found to be sound, wait for serd to read them together,
-/// up to the next plain line.
+/// Plain lines are read at once. The others, once their shape is found to be sound, wait for serd to read them
+/// together, up to the next plain line.
 ///
 /// Units    Lines are counted by line feeds. Statements also end at a carriage return.
 /// Threads  One at a time; each thread has its own parser.

@@ -110,8 +110,8 @@ private:
         return true;
     }
 
-    /// Only where the letters of a tag end is judged: the parser reads that far, hands the statement out, and then takes
-    /// offence at a digit.
+    /// Only where the letters of a tag end is judged: the parser reads that far, hands the statement out, and then
+    /// takes offence at a digit.
     bool readTag() noexcept {
         const auto isOf = [](const CharacterMap& map, const char byte) { return map[static_cast<uint8_t>(byte)] != 0; };
         const char* const tag = m_current + 1;

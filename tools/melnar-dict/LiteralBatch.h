@@ -17,7 +17,7 @@
 /// Threads    One at a time.
 class LiteralBatch {
 public:
-    /// Appends a literal whose lexical form is given, found in a line that is counted from the start of what was parsed.
+    /// Appends a literal whose lexical form is given, found in a line that counts from the start of what was parsed.
     void append(std::string_view lexicalForm, uint8_t datatypeID, uint64_t line);
 
     /// Appends the rdf:PlainLiteral that a text with a language tag is.

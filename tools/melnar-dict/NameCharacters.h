@@ -5,8 +5,8 @@
 #include <cstdint>
 
 /// The bytes that can stand in a prefix, a local name or a blank node label apart from ':' and escapes: letters,
-/// digits, '_', '-', '.', and all bytes of characters beyond ASCII. Which of those characters are allowed is left to the
-/// parser; none of them ends a name.
+/// digits, '_', '-', '.', and all bytes of characters beyond ASCII. Which of those characters are allowed is left to
+/// the parser; none of them ends a name.
 inline constexpr CharacterMap CHARMAP_NAME = [] {
     CharacterMap map = CHARMAP_ALPHANUMERIC;
     map['_'] = map['-'] = map['.'] = 1;

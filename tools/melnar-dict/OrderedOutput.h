@@ -11,8 +11,8 @@
 /// Lets threads that finish pieces in any order write them in the order of their numbers. A thread waits for its turn,
 /// so that no more text is held than there are threads.
 ///
-/// Threads  write: any number at once, each with a number of its own; every number from 0 on must come. startOver: while
-///          nobody writes.
+/// Threads  write: any number at once, each with a number of its own; every number from 0 on must come. startOver:
+///          while nobody writes.
 /// Errors   Those of the stream, in the thread that writes; all later turns write nothing then.
 class OrderedOutput : private Unmovable {
 public:

@@ -6,11 +6,11 @@
 
 #include <serd/serd.h>
 
-/// Reads terms that are written plainly, as nearly all are: the common part of PlainLine and PlainTurtle. Every operation
-/// tells whether the term is a plain one; where it is not, the place that has been read up to means nothing.
+/// Reads terms that are written plainly, as nearly all are: the common part of PlainLine and PlainTurtle. Every
+/// operation tells whether the term is a plain one; where it is not, the place that has been read up to means nothing.
 ///
-///     iri       = "<" character* ">", where a character is beyond ASCII or a printing one of it or a delete, and none of
-///                 <>"{}|^`\ and space
+///     iri       = "<" character* ">", where a character is beyond ASCII or a printing one of it or a delete, and none
+///                 of <>"{}|^`\ and space
 ///     label     = "_:" (letter | digit | "_") (letter | digit | "_" | "-")*
 ///     string    = '"' (byte | escape)* '"', where a byte is none of quote, backslash, line feed and carriage return
 ///     long      = three quotes, bytes of any kind but backslash, and escapes, up to the next three quotes

@@ -8,19 +8,20 @@
 class TurtleFilter;
 
 /// Reads statements of Turtle that are written plainly, as most are where there is much data, many times as fast as the
-/// filter and the parser behind it. What it takes for a statement, those take for the same one; everything else it leaves
-/// to them, above all whatever may be wrong.
+/// filter and the parser behind it. What it takes for a statement, those take for the same one; everything else it
+/// leaves to them, above all whatever may be wrong.
 ///
 ///     statement = subject predicates (";"+ predicates)* ";"* "."
 ///     predicates = (iri | name | "a") object ("," object)*
 ///     subject   = iri | name | label
-///     object    = iri | name | label | (string | long) (tag | "^^" (iri with a scheme | name))? | number | "true" | "false"
+///     object    = iri | name | label | (string | long) (tag | "^^" (iri with a scheme | name))? | number |
+///                 "true" | "false"
 ///     number    = ("+" | "-")? digit+ ("." digit+)?
 ///     name      = prefix? ":" (letter | digit | "_") (letter | digit | "_" | "-")*, where the prefix has been declared
 ///     prefix    = letter (letter | digit | "_" | "-")*
 ///
-/// with PlainTermReader's terms, and space and comments around them. Behind names, labels, numbers and words stands space,
-/// behind objects of these kinds a comma or semicolon will do.
+/// with PlainTermReader's terms, and space and comments around them. Behind names, labels, numbers and words stands
+/// space, behind objects of these kinds a comma or semicolon will do.
 ///
 /// Ownership  The literals refer to the text, and to memory that the next call writes anew. Refers to the filter, which
 ///            knows the prefixes.
@@ -37,8 +38,8 @@ public:
 
     explicit PlainTurtle(TurtleFilter& filter) noexcept : m_filter(filter) {}
 
-    /// Reads the statement that starts here, outside of all others, in the given line; where it ends; the end of the text
-    /// when there is nothing but space; null when it is not plain, or not whole.
+    /// Reads the statement that starts here, outside of all others, in the given line; where it ends; the end of the
+    /// text when there is nothing but space; null when it is not plain, or not whole.
     const char* read(const char* begin, const char* end, uint64_t line);
 
     // Of what was read last, if it was plain:

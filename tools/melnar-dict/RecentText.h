@@ -30,8 +30,8 @@ public:
     /// up the blocks that it is done with when it asks for what stands at `done`.
     void keepUntil(uint64_t position, uint64_t done);
 
-    /// Leaves out the statement that has a fault in this line: the next text starts behind the first line, from this one
-    /// on, that ends with a full stop. Reads on as far as that takes.
+    /// Leaves out the statement that has a fault in this line: the next text starts behind the first line, from this
+    /// one on, that ends with a full stop. Reads on as far as that takes.
     void skipStatement(uint64_t line);
 
 private:

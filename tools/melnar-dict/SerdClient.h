@@ -5,8 +5,8 @@
 
 #include <serd/serd.h>
 
-/// A statement as serd reads it. The nodes live until the call that they are passed to ends. In statements that were not
-/// read by serd their texts are not zero-terminated and their characters not counted.
+/// A statement as serd reads it. The nodes live until the call that they are passed to ends. In statements that were
+/// not read by serd their texts are not zero-terminated and their characters not counted.
 struct SerdStatement {
     const SerdNode* m_graph; // null in the default graph
     const SerdNode* m_subject;

@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-/// Where and why serd, or its client, gave up. The line counts line feeds of the text that was provided, from 1; it is 0
-/// when serd does not tell, which is so for everything that the client refuses.
+/// Where and why serd, or its client, gave up. The line counts line feeds of the text that was provided, from 1; it is
+/// 0 when serd does not tell, which is so for everything that the client refuses.
 struct SerdFault {
     uint64_t m_line;
     std::string m_cause;

@@ -12,7 +12,7 @@ void StatementRewriter::rewrite(const std::string_view text, ParsedPiece& piece)
     fillGaps(piece);
 }
 
-/// Writes the text with its gaps filled. A gap that cannot be filled comes before the error that ended the block, if any.
+/// Writes the text with its gaps filled. A gap that cannot be filled comes before an error that ended the block.
 void StatementRewriter::fillGaps(ParsedPiece& piece) {
     size_t begin = 0;
     for (size_t index = 0; index < m_gaps.size(); ++index) {

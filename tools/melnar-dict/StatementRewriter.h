@@ -6,13 +6,13 @@
 #include <string_view>
 #include <vector>
 
-/// Reads blocks of N-Triples or N-Quads and writes their statements in canonical form, one a line, with other objects in
-/// the place of some: how, is up to the subclass. Where an object depends on the dictionary, the subclass leaves a gap, and
-/// fills the gaps of a block when all of them are known.
+/// Reads blocks of N-Triples or N-Quads and writes their statements in canonical form, one a line, with other objects
+/// in the place of some: how, is up to the subclass. Where an object depends on the dictionary, the subclass leaves a
+/// gap, and fills the gaps of a block when all of them are known.
 ///
-/// Canonical: one space between terms and before the full stop; in literals only '"', '\', line feed and carriage return
-/// are escaped, in IRIs nothing is; xsd:string is not written; comments and blank lines go. Blank node labels and
-/// language tags stay as they are.
+/// Canonical: one space between terms and before the full stop; in literals only '"', '\', line feed and carriage
+/// return are escaped, in IRIs nothing is; xsd:string is not written; comments and blank lines go. Blank node labels
+/// and language tags stay as they are.
 ///
 /// Threads  One at a time; each thread has its own rewriter.
 class StatementRewriter : public LineParser {
@@ -29,7 +29,7 @@ protected:
     /// Starts a block that has no gaps.
     virtual void startBlock() = 0;
 
-    /// Appends the object in the form that it is to have, or leaves a gap for it; null, or why the statement is refused.
+    /// Appends the object in the form that it is to have, or leaves a gap; null, or why the statement is refused.
     virtual const char* appendObject(const SerdStatement& statement, LiteralKind kind, std::string& output) = 0;
 
     /// Asks the dictionary for what belongs into the gaps of the block.

@@ -18,8 +18,8 @@
 ///   - a document has labels such as _:b1 beside _:B1 (it refuses them),
 ///   - a string and its tag or datatype have space between them (it makes a plain string of it and then objects),
 ///   - a comment holds a zero byte (it ends there),
-///   - an escape stands for half a surrogate pair; braces stand in Turtle; a prefix has not been declared; "=" stands in
-///     brackets; a statement consists of "[]" alone, or starts with a bare word; a directive is glued to a name,
+///   - an escape stands for half a surrogate pair; braces stand in Turtle; a prefix has not been declared; "=" stands
+///     in brackets; a statement consists of "[]" alone, or starts with a bare word; a directive is glued to a name,
 ///   - brackets are nested deeper than its stack allows (it crashes).
 /// All else is handed on as it is, mistakes included, for serd to judge.
 ///
@@ -43,8 +43,8 @@ public:
     /// Filters lines of valid UTF-8, appending to `output`, and for each literal the line that it starts in.
     std::optional<Fault> filter(std::string_view text, std::string& output, std::vector<uint64_t>& literalLines);
 
-    /// The same up to and with the full stop that ends the statement, if it is there; removes from the text what has been
-    /// filtered. Directives without a full stop are a part of the statement behind them. In Turtle only.
+    /// The same up to and with the full stop that ends the statement, if it is there; removes from the text what has
+    /// been filtered. Directives without a full stop are a part of the statement behind them. In Turtle only.
     std::optional<Fault> filterStatement(std::string_view& text, std::string& output,
                                          std::vector<uint64_t>& literalLines);
 

@@ -50,8 +50,8 @@ void TurtleParser::parse() {
         m_exchangePiece(std::move(m_piece));
 }
 
-/// Reads on from where the text stands, up to a fault or behind the next statements that are not plain; whether there is
-/// more to read.
+/// Reads on from where the text stands, up to a fault or behind the next statements that are not plain; whether there
+/// is more to read.
 bool TurtleParser::readOn() {
     uint64_t firstLine = 0;
     m_filtered.clear();
@@ -156,8 +156,8 @@ void TurtleParser::takePlainStatement() {
     }
 }
 
-/// Whether there is text to read, after moving to the next one if need be; at the end of the valid text there is a fault,
-/// at the end of the file not.
+/// Whether there is text to read, after moving to the next one if need be; at the end of the valid text there is a
+/// fault, at the end of the file not.
 bool TurtleParser::hasUnread() {
     while (m_unread.empty() && !m_textFault) {
         if (m_isInvalidBehind) {
@@ -180,8 +180,8 @@ bool TurtleParser::hasUnread() {
     return !m_textFault;
 }
 
-/// Filters the next block, or what is there of a statement; false at the end of the text and before a plain statement. May
-/// yield nothing, where a block has nothing but comments.
+/// Filters the next block, or what is there of a statement; false at the end of the text and before a plain statement.
+/// May yield nothing, where a block has nothing but comments.
 bool TurtleParser::fillFiltered() {
     if (!hasUnread() || (m_isStatementFiltered && readPlainStatement() != nullptr))
         return false;

@@ -24,9 +24,9 @@
 ///
 /// Units    Lines are counted from the start of the file, by line feeds.
 /// Threads  One at a time.
-/// Errors   Bad data goes into the piece that is being filled: the first of the file, or, when lenient, each, after which
-///          it goes on behind the next line that ends with a full stop. So do errors of the reader, behind everything
-///          that was read before them.
+/// Errors   Bad data goes into the piece that is being filled: the first of the file, or, when lenient, each, after
+///          which it goes on behind the next line that ends with a full stop. So do errors of the reader, behind
+///          everything that was read before them.
 class TurtleParser final : private SerdClient {
 public:
     /// Takes a piece, none at the start, and returns the one to fill next, which is empty; null ends the parser.

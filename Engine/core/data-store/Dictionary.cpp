@@ -154,7 +154,7 @@ void Dictionary::tryResolveResources(const DictionaryCommitPoint commitPoint, co
     });
 }
 
-/// Has what leads to the literals fetched into the cache: datatype bytes and offsets, both of which lie where the IDs say.
+/// Has what leads to the literals fetched into the cache: datatype bytes and offsets, which lie where the IDs say.
 void Dictionary::prefetchResources(const std::span<const BatchEntry> entries) const noexcept {
     const size_t endResourceID = std::min(m_resourceFlags.getEnd(), m_resourceDataOffsets.getEnd());
     for (const BatchEntry& entry : entries)
@@ -268,8 +268,8 @@ void Dictionary::verify() const {
         resourceIDs.clear();
         for (const BatchEntry& entry : entries)
             resourceIDs.push_back(entry.m_resourceID);
-        // Every resource lies below this point. A malformed tag is refused, and a form with an empty one is looked up as
-        // another literal, so that neither is found under its ID.
+        // Every resource lies below this point. A malformed tag is refused, and a form with an empty one is looked up
+        // as another literal, so that neither is found under its ID.
         tryResolveResources({endResourceID}, entries, failures);
         for (size_t index = 0; index < entries.size(); ++index)
             if (entries[index].m_resourceID != resourceIDs[index])

@@ -38,7 +38,7 @@ class DictionaryThread;
 /// Errors     MelnarException for a literal that is not one of its datatype, for a datatype or a resource that does not
 ///            exist, and when the largest number of resources is reached; MemoryExhaustedException at the memory limit;
 ///            SystemCallException when the system has no more memory; std::bad_alloc from what an operation collects
-///            beside the dictionary, which the memory limit does not count. After any of them the dictionary is as it was.
+///            beside the dictionary, which the memory limit does not count. None of them changes the dictionary.
 class Dictionary : private Unmovable {
 public:
     /// No dictionary holds more resources than this, whatever the memory: at 9 bytes each there is room for them, and
@@ -48,9 +48,9 @@ public:
     /// The largest number of resources with which the hash tables get by with 4 bytes a bucket instead of 8.
     static constexpr uint64_t LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS = 0xFFFFFFFD;
 
-    /// An empty dictionary that uses at most `memoryLimit` bytes and holds at most `maximumNumberOfResources` resources,
-    /// withdrawn ones included. Reserves address space for them, 9 bytes a resource and one byte a byte of the limit;
-    /// memory is taken as it is needed.
+    /// An empty dictionary that uses at most `memoryLimit` bytes and holds at most `maximumNumberOfResources`
+    /// resources, withdrawn ones included. Reserves address space for them, 9 bytes a resource and one byte a byte of
+    /// the limit; memory is taken as it is needed.
     Dictionary(size_t memoryLimit, uint64_t maximumNumberOfResources);
     ~Dictionary();
 
@@ -66,8 +66,8 @@ public:
     /// other and with the same answers: literals that are new get their IDs in the order of the entries. Each literal
     /// appears at once, the batch as a whole does not: other threads may see a part of it. A literal that
     /// resolveResource would refuse spoils no other: its entry is answered with 0, and a failure is appended. Failures
-    /// come in ascending order of their entries. Throws only std::bad_alloc, when there is no memory for a failure; some
-    /// literals are resolved then.
+    /// come in ascending order of their entries. Throws only std::bad_alloc, when there is no memory for a failure;
+    /// some literals are resolved then.
     void resolveResources(DictionaryThread& thread, std::span<BatchEntry> entries, std::vector<BatchFailure>& failures);
 
     /// Looks the literals of a batch up, as tryResolveResource would one after the other. Failures as above.
@@ -116,18 +116,18 @@ public:
     /// thread, the same operations in the same order give the same bytes.
     void save(const std::string& fileName) const;
 
-    /// The dictionary that a file holds, with a memory limit of its own. MelnarException names file, section and finding
-    /// when the file is not a sound dictionary.
+    /// The dictionary that a file holds, with a memory limit of its own. MelnarException names file, section and
+    /// finding when the file is not a sound dictionary.
     static std::unique_ptr<Dictionary> open(const std::string& fileName, size_t memoryLimit);
 
     /// Decides whether a resource survives a compaction.
     using SurvivesCompaction = std::function<bool(uint64_t, const ResourceValue&)>;
 
     /// Keeps the resources that `survives` wants (without it, all that exist), gives them dense IDs from 1 in ascending
-    /// order of their old ones, lays their literals out densely in the order of the new IDs, and gives the memory behind
-    /// them back. Returns the new ID of each old one, by old ID, 0 where nothing survived. What was committed stays
-    /// committed. Needs memory for a second copy of the literals meanwhile, and 16 bytes
-    /// a resource beside the memory limit; after a throw nothing has changed.
+    /// order of their old ones, lays their literals out densely in the order of the new IDs, and gives the memory
+    /// behind them back. Returns the new ID of each old one, by old ID, 0 where nothing survived. What was committed
+    /// stays committed. Needs memory for a second copy of the literals meanwhile, and 16 bytes a resource beside the
+    /// memory limit; after a throw nothing has changed.
     std::vector<uint64_t> compact(const SurvivesCompaction& survives = nullptr);
 
     /// Checks that every resource is found under its own ID by a lookup, so that no string is there twice, and that

@@ -62,8 +62,8 @@ Header readHeader(SectionInputStream& input) {
     return header;
 }
 
-/// The size of the chunk at this offset of the data pool, with its size header; 0 unless there is the shortest header of
-/// a size, and as many bytes as it says.
+/// The size of the chunk at this offset of the data pool, with its size header; 0 unless there is the shortest header
+/// of a size, and as many bytes as it says.
 uint64_t getChunkSize(const uint8_t* const data, const uint64_t dataPoolBytes, const uint64_t dataOffset) {
     if (dataOffset >= dataPoolBytes)
         return 0;

@@ -11,7 +11,8 @@ class OutputStream;
 ///
 /// Threads  While no thread changes the dictionary.
 /// Errors   write: those of the stream. read: MelnarException that names file, section and finding for everything that
-///          is not a whole and sound dictionary file; MemoryExhaustedException at the memory limit; SystemCallException.
+///          is not a whole and sound dictionary file; MemoryExhaustedException at the memory limit;
+///          SystemCallException.
 ///
 /// Checksums catch what chance does to a file. Because a file can also lie with right checksums, read checks everything
 /// that later code trusts before it is used: nothing that a file holds makes a dictionary read out of bounds or probe

@@ -21,7 +21,7 @@ public:
 
     const std::string& getName() const override { return m_input.getName(); }
 
-    /// Delivers bytes of the current section. At its end it reports damage: whoever reads on expects more than is there.
+    /// Delivers bytes of the current section. At its end it reports damage, as whoever reads on expects more.
     size_t read(void* data, size_t numberOfBytes) override;
 
     /// Begins the first or the next section. `sectionName` is used in messages.

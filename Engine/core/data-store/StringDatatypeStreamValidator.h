@@ -15,10 +15,10 @@ class SectionInputStream;
 /// Passes the saved stream of a string datatype on to the datatype's load and vouches for it: a number that load would
 /// act upon is checked before load sees it, and the buckets are checked while they pass.
 ///
-/// What holds for a stream that passes: the tables' sizes are powers of two of at least 1024 and lie within the regions,
-/// whose sizes overflow nothing; no bucket is in progress; every live bucket holds the ID of an existing resource of the
-/// table's datatype, and there are as many as there are such resources; tombstones, used buckets, quotas and threshold
-/// agree with the buckets, so that every probe meets an empty bucket.
+/// What holds for a stream that passes: the tables' sizes are powers of two of at least 1024 and lie within the
+/// regions, whose sizes overflow nothing; no bucket is in progress; every live bucket holds the ID of an existing
+/// resource of the table's datatype, and there are as many as there are such resources; tombstones, used buckets,
+/// quotas and threshold agree with the buckets, so that every probe meets an empty bucket.
 ///
 /// Ownership  Refers to what it is given; lives for one load.
 /// Errors     Reports damage through the section stream.

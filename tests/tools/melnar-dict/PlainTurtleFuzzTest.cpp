@@ -101,7 +101,7 @@ void PrintTo(const Findings& findings, std::ostream* const output) {
             << testing::PrintToString(findings.m_counts);
 }
 
-/// Without the lines of literals, of which serd and the filter lose count where they are at odds about what a literal is.
+/// Without the lines of literals, of which serd and the filter lose count where they differ on what a literal is.
 Findings withoutLines(Findings findings) {
     for (auto& literal : findings.m_literals)
         std::get<0>(literal) = 0;

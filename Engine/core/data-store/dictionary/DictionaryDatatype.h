@@ -110,10 +110,10 @@ public:
     virtual std::unique_ptr<ComponentInfo> getDetailedComponentInfo() const;
 
     /// Resolves the literals of a batch, of any size, as resolveResource would one after the other: literals that are
-    /// new get their IDs in the order of the entries. Each literal appears at once, the batch as a whole does not: other
-    /// threads may see a part of it. A literal that resolveResource would refuse, or for which there is no memory,
-    /// spoils no other: its entry is answered with 0, and a failure is appended. Failures come in ascending order of
-    /// their entries. Throws std::bad_alloc when there is no memory for a failure; some literals are resolved then.
+    /// new get their IDs in the order of the entries. Each literal appears at once, the batch as a whole does not:
+    /// other threads may see a part of it. A literal that resolveResource would refuse, or for which there is no
+    /// memory, spoils no other: its entry is answered with 0, and a failure is appended. Failures come in ascending
+    /// order of their entries. Throws std::bad_alloc when there is no memory for a failure; a part is resolved then.
     virtual void resolveResources(DictionaryThreadContext* threadContext, std::span<BatchEntry> entries,
                                   std::vector<BatchFailure>& failures);
 

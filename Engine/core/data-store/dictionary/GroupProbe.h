@@ -16,11 +16,11 @@
 
 /// Looks a group of literals up in a hash table.
 ///
-/// A single lookup waits for three cache misses one after the other: bucket, offset, chunk. Here the probes move through
-/// these steps like goods on an assembly line, a few side by side at each: what a step will read was asked for while
-/// the others were at work, and the memory never rests. What is found on the way is no less true than what a single
-/// lookup sees: a bucket that holds the ID of an equal string settles a literal, and the probe of one that is not found
-/// may go on where it ended, as no bucket that it has passed ever becomes empty again.
+/// A single lookup waits for three cache misses one after the other: bucket, offset, chunk. Here the probes move
+/// through these steps like goods on an assembly line, a few side by side at each: what a step will read was asked for
+/// while the others were at work, and the memory never rests. What is found on the way is no less true than what a
+/// single lookup sees: a bucket that holds the ID of an equal string settles a literal, and the probe of one that is
+/// not found may go on where it ended, as no bucket that it has passed ever becomes empty again.
 ///
 ///   queue -> collect: bucket -> locate: offset -> compare lengths: header -> compare bytes
 ///     ^------------- other string: on to the next bucket -----------'--------------'
@@ -86,8 +86,8 @@ private:
         std::array<const uint8_t*, STATION_SIZE> m_chunks;
     };
 
-    // Whether a probe goes on here or there is as good as random. So the following steps put it in both places, and then
-    // count it in one: a branch would be mispredicted half the time.
+    // Whether a probe goes on here or there is as good as random. So the following steps put it in both places, and
+    // then count it in one: a branch would be mispredicted half the time.
 
     void start(Table& table, const Index index) noexcept {
         m_buckets[index] = table.getHomeBucket(m_prepared.getHash(index));

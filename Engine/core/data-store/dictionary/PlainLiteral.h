@@ -27,6 +27,6 @@ struct PlainLiteralFailureLines {
                                      const PlainLiteralFailureLines& failureLines);
 
 /// Accepts a plain literal as it is, turns a form with an empty tag into the xsd:string before the '@' by changing
-/// length and datatype ID, or throws MelnarException. A form of datatype ID 5 is any sequence of bytes and is left alone.
+/// length and datatype ID, or throws MelnarException. A form of datatype ID 5 may be any bytes and is left alone.
 void validatePlainLiteral(const char* lexicalForm, size_t& lexicalFormLength, uint8_t& datatypeID,
                           const PlainLiteralFailureLines& failureLines);

@@ -24,7 +24,7 @@ public:
     /// The copy owns a copy of the data, also of data that the other value only points to.
     ResourceValue(const ResourceValue& other);
 
-    /// The new value takes the other's heap buffer over; data of somebody else is shared. The other is left without data.
+    /// The new value takes the other's heap buffer over; data of others is shared. The other is left without data.
     ResourceValue(ResourceValue&& other) noexcept;
 
     ResourceValue& operator=(const ResourceValue&) = delete;

@@ -27,10 +27,10 @@ class GroupProbe;
 /// THE LIFE OF A RESOURCE in resolveResource, each step visible to readers only through the last two:
 ///   claim a bucket (O1) -> take ID and chunk -> write the chunk -> store its offset -> store the datatype byte with
 ///   release order -> publish the ID in the bucket (O2)
-/// A reader comes by the bucket (O3), or by an ID and the datatype byte, read with acquire order. If the ID or the chunk
-/// is not to be had, the bucket becomes empty again (O4) and whoever waits for it may try in turn.
-/// O1 to O4 stand in ParallelHashTable.h. The offset is stored atomically, relaxed, as batches look at the offset behind
-/// the one that they want; it makes nothing visible.
+/// A reader comes by the bucket (O3), or by an ID and the datatype byte, read with acquire order. If the ID or the
+/// chunk is not to be had, the bucket becomes empty again (O4) and whoever waits for it may try in turn.
+/// O1 to O4 stand in ParallelHashTable.h. The offset is stored atomically, relaxed, as batches look at the offset
+/// behind the one that they want; it makes nothing visible.
 template<class T>
 class StringDatatype final : public DictionaryDatatype {
 public:

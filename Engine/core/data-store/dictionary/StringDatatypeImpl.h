@@ -16,7 +16,7 @@ inline constexpr PlainLiteralFailureLines TRY_RESOLVE_FAILURE_LINES{LINE_TRY_RES
 inline constexpr PlainLiteralFailureLines RESOLVE_FAILURE_LINES{LINE_RESOLVE_MISSING_AT_SIGN,
                                                                 LINE_RESOLVE_MALFORMED_TAG};
 
-/// Resolves a form that is known not to be before a bucket of its probe. The caller holds its slot, with insertion quota.
+/// Resolves a form that is known not to be before a bucket of its probe. The caller holds its slot, and has quota.
 template<class T>
 template<class ResourceIDSource>
 uint64_t StringDatatype<T>::doResolveResource(Table& table, typename Table::ThreadContext& tableThreadContext,

@@ -329,8 +329,8 @@ void ParallelHashTable<Policy>::getHashes(const BucketValue* const values, const
                        [this](const BucketValue value) { return m_policy.getHash(value); });
 }
 
-/// Moves a chunk's numbers to the new array, in the order of their old buckets. Each step is done for all of them before
-/// the next one, so that the cache misses of a step overlap.
+/// Moves a chunk's numbers to the new array, in the order of their old buckets. Each step is done for all of them
+/// before the next one, so that the cache misses of a step overlap.
 template<class Policy>
 void ParallelHashTable<Policy>::rehashChunk(ThreadContext& callerContext, const size_t chunkIndex) noexcept {
     std::array<BucketValue, RESIZE_CHUNK_SIZE> values;

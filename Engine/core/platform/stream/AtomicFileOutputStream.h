@@ -15,9 +15,9 @@
 ///
 /// Ownership  Owns the temporary file, and a lock on it that keeps other writers of the same target away. A target that
 ///            is a symbolic link to a file is followed. Permissions of the old file are kept.
-/// Errors     SystemCallException that names the file and the call; MelnarException when another writer is at work, and,
-///            before anything is written, when the target exists and is not a regular file: a folder, a device, a pipe,
-///            a socket. After a failure in commit the target is the old file or the new one.
+/// Errors     SystemCallException that names the file and the call; MelnarException when another writer is at work,
+///            and, before anything is written, when the target exists and is not a regular file: a folder, a device, a
+///            pipe, a socket. After a failure in commit the target is the old file or the new one.
 class AtomicFileOutputStream final : public OutputStream, private Unmovable {
 public:
     explicit AtomicFileOutputStream(const std::string& fileName);

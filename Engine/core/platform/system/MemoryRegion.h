@@ -21,8 +21,8 @@
 /// Units          Capacity and end count items of T; committed memory counts bytes, whole pages.
 /// Ownership      Owns the reservation and the charge against the MemoryManager, which must outlive it.
 /// Addresses      Never move while the region is initialised: indices and pointers survive growth.
-/// Contents       Items read as zero until first written. T is an integer, an atomic one or a plain record: items are neither
-///                constructed nor destroyed.
+/// Contents       Items read as zero until first written. T is an integer, an atomic one or a plain record: items are
+///                neither constructed nor destroyed.
 /// Threads        ensureEndAtLeast and accesses below the end: any threads at any time. The rest: alone.
 /// Errors         Every throw but load's leaves the region as it was before the call, or empty for initialize.
 ///

@@ -173,8 +173,8 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, aLookupOfABatchWaitsForTheOutcomeO
     EXPECT_EQ((BatchAnswers{std::vector<uint64_t>(GROUP, 0)}), worker.getAnswers());
 }
 
-// The batch has looked for its strings in one table and waits in the other one. The first table, where it holds no slot,
-// grows meanwhile: where its probes ended there is no longer a place.
+// The batch has looked for its strings in one table and waits in the other one. The first table, where it holds no
+// slot, grows meanwhile: where its probes ended there is no longer a place.
 TYPED_TEST(StringDatatypeBatchConcurrentTest, oneTableGrowsWhileABatchWaitsInTheOther) {
     OwnedLiterals literals = makeStrings(GROUP / 2, "a ", D_XSD_STRING);
     const OwnedLiterals others = makeStrings(GROUP / 2, "b ", D_RDF_PLAIN_LITERAL);
