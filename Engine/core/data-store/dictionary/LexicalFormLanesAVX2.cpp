@@ -2,9 +2,9 @@
 
 #if defined(__x86_64__)
 
+#include "Engine/core/data-store/dictionary/LexicalFormGroups.h"
 #include "Engine/core/data-store/dictionary/LexicalFormHash.h"
 
-#include <algorithm>
 #include <array>
 #include <cstring>
 #include <immintrin.h>
@@ -19,7 +19,6 @@ namespace {
 constexpr size_t LANES_PER_VECTOR = 4;
 constexpr size_t NUMBER_OF_VECTORS = 4;
 constexpr size_t NUMBER_OF_LANES = LANES_PER_VECTOR * NUMBER_OF_VECTORS;
-constexpr size_t BYTES_PER_WORD = 8;
 
 /// There is no multiplication of 64-bit lanes, but the prime is 2^40 + 0x1B3.
 MELNAR_AVX2 inline __m256i multiplyByPrime(const __m256i value) noexcept {
@@ -49,9 +48,8 @@ inline long long loadWord(const char* const begin) noexcept {
     return word;
 }
 
-/// Hashes as many forms as there are lanes, each of at least a word's length, in ascending order of their lengths.
-/// Forms are read word by word. A form's last bytes are a part of the word that ends where the form ends, so that
-/// nothing outside the form is read.
+/// A HashOneFormPerLane. Forms are read word by word. A form's last bytes are a part of the word that ends where the
+/// form ends, so that nothing outside the form is read.
 MELNAR_AVX2 void hashOneFormPerLane(const std::array<const char*, NUMBER_OF_LANES>& data,
                                     const std::array<size_t, NUMBER_OF_LANES>& lengths,
                                     std::array<uint64_t, NUMBER_OF_LANES>& hashes) noexcept {
@@ -107,27 +105,7 @@ MELNAR_AVX2 void hashOneFormPerLane(const std::array<const char*, NUMBER_OF_LANE
 
 void hashInOrderWithAVX2(const std::string_view* const forms, const uint16_t* const order, const size_t numberOfForms,
                          uint64_t* const hashes) noexcept {
-    // Forms shorter than a word have no word to be read from.
-    const uint16_t* const end = order + numberOfForms;
-    const uint16_t* next = std::partition_point(
-        order, end, [forms](const uint16_t place) { return forms[place].size() < BYTES_PER_WORD; });
-    hashInOrderPortably(forms, order, static_cast<size_t>(next - order), hashes);
-    while (next != end) {
-        std::array<const char*, NUMBER_OF_LANES> data;
-        std::array<size_t, NUMBER_OF_LANES> lengths;
-        std::array<uint64_t, NUMBER_OF_LANES> laneHashes;
-        const size_t numberOfUsedLanes = std::min(NUMBER_OF_LANES, static_cast<size_t>(end - next));
-        for (size_t lane = 0; lane < NUMBER_OF_LANES; ++lane) {
-            // Lanes to spare repeat the last form.
-            const std::string_view& form = forms[next[std::min(lane, numberOfUsedLanes - 1)]];
-            data[lane] = form.data();
-            lengths[lane] = form.size();
-        }
-        hashOneFormPerLane(data, lengths, laneHashes);
-        for (size_t lane = 0; lane < numberOfUsedLanes; ++lane)
-            hashes[next[lane]] = laneHashes[lane];
-        next += numberOfUsedLanes;
-    }
+    hashGroupsInOrder<NUMBER_OF_LANES, hashOneFormPerLane>(forms, order, numberOfForms, hashes);
 }
 
 } // namespace LexicalFormLanes

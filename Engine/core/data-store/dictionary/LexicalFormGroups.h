@@ -1,0 +1,52 @@
+#pragma once
+
+#include "Engine/core/data-store/dictionary/LexicalFormLanes.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace LexicalFormLanes {
+
+/// How much of a form an implementation with vectors reads at once.
+constexpr size_t BYTES_PER_WORD = 8;
+
+/// Hashes as many forms as there are lanes, each of at least a word's length, in ascending order of their lengths.
+template<size_t NUMBER_OF_LANES>
+using HashOneFormPerLane = void (*)(const std::array<const char*, NUMBER_OF_LANES>& data,
+                                    const std::array<size_t, NUMBER_OF_LANES>& lengths,
+                                    std::array<uint64_t, NUMBER_OF_LANES>& hashes) noexcept;
+
+/// A HashInOrder that hands as many forms at a time as there are lanes to a function of vectors.
+///
+/// That function must be local to its source file, so that its instance is, too: the instances of two files are
+/// compiled for different processors, and the linker must not take one for the other.
+template<size_t NUMBER_OF_LANES, HashOneFormPerLane<NUMBER_OF_LANES> HASH_ONE_FORM_PER_LANE>
+void hashGroupsInOrder(const std::string_view* const forms, const uint16_t* const order, const size_t numberOfForms,
+                       uint64_t* const hashes) noexcept {
+    // Forms shorter than a word have no word to be read from.
+    const uint16_t* const end = order + numberOfForms;
+    const uint16_t* next = std::partition_point(
+        order, end, [forms](const uint16_t place) { return forms[place].size() < BYTES_PER_WORD; });
+    hashInOrderPortably(forms, order, static_cast<size_t>(next - order), hashes);
+    while (next != end) {
+        std::array<const char*, NUMBER_OF_LANES> data;
+        std::array<size_t, NUMBER_OF_LANES> lengths;
+        std::array<uint64_t, NUMBER_OF_LANES> laneHashes;
+        const size_t numberOfUsedLanes = std::min(NUMBER_OF_LANES, static_cast<size_t>(end - next));
+        for (size_t lane = 0; lane < NUMBER_OF_LANES; ++lane) {
+            // Lanes to spare repeat the last form.
+            const std::string_view& form = forms[next[std::min(lane, numberOfUsedLanes - 1)]];
+            data[lane] = form.data();
+            lengths[lane] = form.size();
+        }
+        HASH_ONE_FORM_PER_LANE(data, lengths, laneHashes);
+        for (size_t lane = 0; lane < numberOfUsedLanes; ++lane)
+            hashes[next[lane]] = laneHashes[lane];
+        next += numberOfUsedLanes;
+    }
+}
+
+} // namespace LexicalFormLanes
