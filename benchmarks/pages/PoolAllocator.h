@@ -15,17 +15,17 @@ public:
     PoolAllocator() noexcept = default;
 
     template<class Other>
-    explicit(false) PoolAllocator(const PoolAllocator<Other>&) noexcept {}
+    explicit(false) PoolAllocator(const PoolAllocator<Other>&) noexcept {} // NOLINT(google-explicit-constructor)
 
     T* allocate(const size_t number) {
-        const size_t numberOfBytes = number * sizeof(T);
+        const size_t numberOfBytes = getNumberOfBytes(number);
         return static_cast<T*>(numberOfBytes <= LARGEST_NODE
                                    ? ThreadArena::getForNodes().take(numberOfBytes, alignof(T))
                                    : PagePool::get().allocate(numberOfBytes));
     }
 
     void deallocate(T* const items, const size_t number) noexcept {
-        if (number * sizeof(T) > LARGEST_NODE)
+        if (getNumberOfBytes(number) > LARGEST_NODE)
             PagePool::get().free(items);
     }
 
@@ -33,4 +33,8 @@ public:
 
 private:
     static constexpr size_t LARGEST_NODE = 1024;
+
+    static constexpr size_t getNumberOfBytes(const size_t number) noexcept {
+        return number * sizeof(T); // NOLINT(bugprone-sizeof-expression): maps have arrays of pointers, too
+    }
 };

@@ -14,6 +14,8 @@
 // are made all the same, on a twin: a reservation of the same size that nothing is ever written to. So their cost is in
 // what is measured, and all that is missing is the first touch.
 
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the linker's names
+
 extern "C" {
 void* __real__ZN13VirtualMemory7reserveEm(size_t numberOfBytes) noexcept;
 bool __real__ZN13VirtualMemory6commitEPvm(void* begin, size_t numberOfBytes) noexcept;
@@ -86,3 +88,5 @@ void __wrap__ZN13VirtualMemory7releaseEPvm(void* const begin, const size_t numbe
     }
     __real__ZN13VirtualMemory7releaseEPvm(twin != nullptr ? twin : begin, numberOfBytes);
 }
+
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)

@@ -35,6 +35,7 @@ private:
         const NewText& m_text;
         uint64_t& m_id;
 
+        // NOLINTNEXTLINE(google-explicit-constructor)
         explicit(false) operator uint64_t() const { return m_id = m_texts.add(m_text.m_copy); }
     };
 

@@ -13,5 +13,6 @@ struct NewText {
 
     explicit NewText(const std::string_view text) noexcept : m_text(text) {}
 
+    // NOLINTNEXTLINE(google-explicit-constructor)
     explicit(false) operator std::string_view() const { return m_copy = TextTable::copy(m_text.m_text); }
 };
