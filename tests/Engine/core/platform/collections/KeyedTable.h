@@ -2,6 +2,7 @@
 
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/collections/ParallelHashTable.h"
+#include "tests/Engine/core/platform/collections/FindBucket.h"
 #include "tests/Engine/core/platform/collections/NumberPolicy.h"
 
 #include <atomic>
@@ -98,14 +99,14 @@ public:
     /// The key's number, or 0.
     T find(const uint64_t key) {
         const Operation operation(m_table);
-        const Bucket* const bucket = findBucket(key);
+        const Bucket* const bucket = findBucketOf(key);
         return bucket == nullptr ? 0 : Table::readBucket(*bucket);
     }
 
     /// True when the key was there; another thread may have deleted it at the same time.
     bool remove(const uint64_t key) {
         const Operation operation(m_table);
-        Bucket* const bucket = findBucket(key);
+        Bucket* const bucket = findBucketOf(key);
         if (bucket != nullptr)
             m_table.remove(*bucket);
         return bucket != nullptr;
@@ -131,14 +132,9 @@ public:
     Table m_table;
 
 private:
-    Bucket* findBucket(const uint64_t key) {
-        for (Bucket* bucket = m_table.getHomeBucket(Policy::hashKey(key));; bucket = m_table.getNextBucket(bucket)) {
-            const T value = Table::readBucket(*bucket);
-            if (value == Policy::EMPTY_BUCKET)
-                return nullptr;
-            if (value != Policy::BUCKET_DELETED && m_table.getPolicy().getKey(value) == key)
-                return bucket;
-        }
+    Bucket* findBucketOf(const uint64_t key) {
+        return findBucket(m_table, Policy::hashKey(key),
+                          [this, key](const T number) { return m_table.getPolicy().getKey(number) == key; });
     }
 
     std::atomic<T> m_nextNumber;

@@ -2,6 +2,7 @@
 
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/collections/ParallelHashTable.h"
+#include "tests/Engine/core/platform/collections/FindBucket.h"
 #include "tests/Engine/core/platform/collections/NumberPolicy.h"
 #include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
 
@@ -109,13 +110,7 @@ public:
 private:
     /// Within an operation.
     Bucket* find(const T number) {
-        for (Bucket* bucket = m_table.getHomeBucket(m_table.getPolicy().getHash(number));;
-             bucket = m_table.getNextBucket(bucket)) {
-            const T value = Table::readBucket(*bucket);
-            if (value == number)
-                return bucket;
-            if (value == Policy::EMPTY_BUCKET)
-                return nullptr;
-        }
+        return findBucket(m_table, m_table.getPolicy().getHash(number),
+                          [number](const T value) { return value == number; });
     }
 };

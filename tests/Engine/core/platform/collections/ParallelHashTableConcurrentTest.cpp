@@ -45,6 +45,26 @@ protected:
             action();
         });
     }
+
+    /// Claims a number's bucket, runs `action` in threads at slots 1 to 4, and calls `settle`, which must publish or
+    /// unclaim the bucket, before it waits for their ends.
+    template<class Action, class Settle>
+    static void runAtClaimedBucket(NumberTable<T>& numbers, const T number, const Action& action,
+                                   const Settle& settle) {
+        using Table = typename NumberTable<T>::Table;
+        std::vector<std::thread> threads;
+        {
+            const typename Table::Operation operation(numbers.m_table);
+            numbers.m_table.reserveInsertionQuota(operation.getThreadContext());
+            auto& bucket = *numbers.m_table.getHomeBucket(number);
+            ASSERT_TRUE(Table::tryClaim(bucket));
+            for (size_t index = 1; index <= 4; ++index)
+                threads.push_back(startAt(index, action));
+            settle(operation.getThreadContext(), bucket);
+        }
+        for (std::thread& thread : threads)
+            thread.join();
+    }
 };
 
 } // namespace
@@ -235,26 +255,19 @@ TYPED_TEST(ParallelHashTableConcurrentTest, whoFinishesLastEndsTheResizeEvenIfIt
 TYPED_TEST(ParallelHashTableConcurrentTest, whoMeetsABucketInProgressWaitsForItsNumber) {
     using Table = typename NumberTable<TypeParam>::Table;
     NumberTable<TypeParam> numbers;
-    std::vector<std::thread> readers;
     std::atomic<size_t> found = 0;
-    {
-        const typename Table::Operation operation(numbers.m_table);
-        numbers.m_table.reserveInsertionQuota(operation.getThreadContext());
-        auto& bucket = *numbers.m_table.getHomeBucket(5);
-        ASSERT_TRUE(Table::tryClaim(bucket));
-        for (size_t index = 1; index <= 4; ++index)
-            readers.push_back(
-                this->startAt(index, [&] { found.fetch_add(numbers.contains(5) ? 1 : 0, std::memory_order_acq_rel); }));
-        for (size_t index = 1; index <= 4; ++index)
-            this->waitForLockCount(numbers, index, 1);
-        for (size_t patience = 0; patience < 20; ++patience)
-            std::this_thread::yield();
-        for (size_t index = 1; index <= 4; ++index)
-            EXPECT_EQ(1, this->getSlot(numbers, index).m_lockCount.load(std::memory_order_acquire)) << "still reading";
-        Table::publish(operation.getThreadContext(), bucket, 5);
-    }
-    for (std::thread& reader : readers)
-        reader.join();
+    this->runAtClaimedBucket(
+        numbers, 5, [&] { found.fetch_add(numbers.contains(5) ? 1 : 0, std::memory_order_acq_rel); },
+        [&](TableThreadContext& threadContext, typename Table::Bucket& bucket) {
+            for (size_t index = 1; index <= 4; ++index)
+                this->waitForLockCount(numbers, index, 1);
+            for (size_t patience = 0; patience < 20; ++patience)
+                std::this_thread::yield();
+            for (size_t index = 1; index <= 4; ++index)
+                EXPECT_EQ(1, this->getSlot(numbers, index).m_lockCount.load(std::memory_order_acquire))
+                    << "still reading";
+            Table::publish(threadContext, bucket, 5);
+        });
     EXPECT_EQ(4u, found.load(std::memory_order_acquire)) << "nobody took the bucket for empty, or passed it";
     expectSoundAtRest(numbers.m_table);
 }
@@ -262,23 +275,15 @@ TYPED_TEST(ParallelHashTableConcurrentTest, whoMeetsABucketInProgressWaitsForIts
 TYPED_TEST(ParallelHashTableConcurrentTest, afterAnInsertionThatFailedExactlyOneOfThoseThatWaitInserts) {
     using Table = typename NumberTable<TypeParam>::Table;
     NumberTable<TypeParam> numbers;
-    std::vector<std::thread> inserters;
     std::atomic<size_t> created = 0;
-    {
-        const typename Table::Operation operation(numbers.m_table);
-        numbers.m_table.reserveInsertionQuota(operation.getThreadContext());
-        auto& bucket = *numbers.m_table.getHomeBucket(5);
-        ASSERT_TRUE(Table::tryClaim(bucket));
-        for (size_t index = 1; index <= 4; ++index)
-            inserters.push_back(
-                this->startAt(index, [&] { created.fetch_add(numbers.insert(5) ? 1 : 0, std::memory_order_acq_rel); }));
-        for (size_t index = 1; index <= 4; ++index)
-            waitUntil([&] { return numbers.getQuota(index) == 100; });
-        EXPECT_EQ(0u, created.load(std::memory_order_acquire));
-        Table::unclaim(bucket);
-    }
-    for (std::thread& inserter : inserters)
-        inserter.join();
+    this->runAtClaimedBucket(
+        numbers, 5, [&] { created.fetch_add(numbers.insert(5) ? 1 : 0, std::memory_order_acq_rel); },
+        [&](TableThreadContext&, typename Table::Bucket& bucket) {
+            for (size_t index = 1; index <= 4; ++index)
+                waitUntil([&] { return numbers.getQuota(index) == 100; });
+            EXPECT_EQ(0u, created.load(std::memory_order_acquire));
+            Table::unclaim(bucket);
+        });
     EXPECT_EQ(1u, created.load(std::memory_order_acquire));
     EXPECT_EQ(5u, numbers.getIndexOf(5));
     EXPECT_EQ(499u, Peer::getSumOfQuotas(numbers.m_table));

@@ -10,7 +10,19 @@ namespace {
 using Peer = ParallelHashTableTestPeer;
 
 template<class T>
-class ParallelHashTableShrinkTest : public testing::Test {};
+class ParallelHashTableShrinkTest : public testing::Test {
+protected:
+    /// Shrinks a table of that many buckets and entries.
+    static void shrinkTable(const size_t numberOfBuckets, const T entries, const size_t expectedBuckets,
+                            const size_t expectedThreshold) {
+        NumberTable<T> numbers(numberOfBuckets);
+        numbers.insertRange(1, entries + 1);
+        numbers.m_table.shrinkToFit(1024);
+        EXPECT_EQ(expectedBuckets, numbers.m_table.getNumberOfBuckets());
+        EXPECT_EQ(expectedThreshold, Peer::getResizeThreshold(numbers.m_table));
+        expectSoundAtRest(numbers.m_table);
+    }
+};
 
 } // namespace
 
@@ -93,21 +105,11 @@ TYPED_TEST(ParallelHashTableShrinkTest, sizeIsTheSmallestThatHoldsTheContents) {
 }
 
 TYPED_TEST(ParallelHashTableShrinkTest, aTableOf4096BucketsWith700EntriesShrinksTo1024) {
-    NumberTable<TypeParam> numbers(4096);
-    numbers.insertRange(1, 701);
-    numbers.m_table.shrinkToFit(1024);
-    EXPECT_EQ(1024u, numbers.m_table.getNumberOfBuckets());
-    EXPECT_EQ(716u, Peer::getResizeThreshold(numbers.m_table));
-    expectSoundAtRest(numbers.m_table);
+    this->shrinkTable(4096, 700, 1024, 716);
 }
 
 TYPED_TEST(ParallelHashTableShrinkTest, aTableOf4096BucketsWith717EntriesShrinksTo2048) {
-    NumberTable<TypeParam> numbers(4096);
-    numbers.insertRange(1, 718);
-    numbers.m_table.shrinkToFit(1024);
-    EXPECT_EQ(2048u, numbers.m_table.getNumberOfBuckets());
-    EXPECT_EQ(1433u, Peer::getResizeThreshold(numbers.m_table));
-    expectSoundAtRest(numbers.m_table);
+    this->shrinkTable(4096, 717, 2048, 1433);
 }
 
 TYPED_TEST(ParallelHashTableShrinkTest, neverGoesBelowTheMinimum) {
