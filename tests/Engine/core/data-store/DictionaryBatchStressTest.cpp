@@ -113,7 +113,9 @@ void resolveLookUpCommitAndRollBack(const uint64_t maximumNumberOfResources, con
             for (size_t index = 0; index < entries.size(); ++index)
                 ASSERT_EQ(committedIDs[index], entries[index].m_resourceID);
             ASSERT_TRUE(failures.empty());
-            numberOfRead += readNewest(dictionary, firstNewID, round, random);
+            const size_t numberOfNewest = readNewest(dictionary, firstNewID, round, random);
+            if (resolvingThreads.load() != 0)
+                numberOfRead += numberOfNewest;
         } while (resolvingThreads.load() != 0);
         for (std::thread& thread : threads)
             thread.join();
