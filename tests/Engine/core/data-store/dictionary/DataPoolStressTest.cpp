@@ -2,16 +2,15 @@
 
 #include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
 #include "Engine/core/platform/MemoryExhaustedException.h"
+#include "tests/support/RunTogether.h"
 #include "tests/support/StressDuration.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <barrier>
 #include <cstdint>
 #include <cstring>
 #include <random>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -73,16 +72,10 @@ void takeChunksAtOnce(const size_t numberOfThreads, const size_t chunksPerThread
     DataPool dataPool(memoryManager);
     dataPool.initialize(size_t(1) << 32);
     std::vector<ThreadResult> results(numberOfThreads);
-    std::barrier<> start(static_cast<ptrdiff_t>(numberOfThreads));
-    std::vector<std::thread> threads;
-    for (size_t index = 0; index < numberOfThreads; ++index)
-        threads.emplace_back([&, index] {
-            start.arrive_and_wait();
-            takeChunks(dataPool, index, chunksPerThread, std::minstd_rand(seed + static_cast<uint32_t>(index)),
-                       results[index]);
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    runTogether(numberOfThreads, [&](const size_t index) {
+        takeChunks(dataPool, index, chunksPerThread, std::minstd_rand(seed + static_cast<uint32_t>(index)),
+                   results[index]);
+    });
 
     std::vector<Chunk> chunks;
     size_t returnedChunks = 0;

@@ -1,8 +1,8 @@
 #include "Engine/core/data-store/dictionary/GroupProbe.h"
 
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
+#include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/data-store/dictionary/FormsByHome.h"
-#include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
 #include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
 #include "tests/support/DictionaryFixture.h"
 
@@ -22,10 +22,8 @@ constexpr size_t GROUP = PreparedEntries::CAPACITY;
 template<class T>
 class GroupProbeTest : public testing::Test {
 protected:
-    auto& getTable() { return StringDatatypeTestPeer::getTable(m_fixture.m_datatype, D_XSD_STRING); }
-
     size_t getIndex(const std::atomic<T>* const bucket) {
-        return static_cast<size_t>(bucket - TablePeer::getBuckets(getTable()).getData());
+        return static_cast<size_t>(bucket - TablePeer::getBuckets(getTable(m_fixture)).getData());
     }
 
     void prepare(const std::vector<std::string>& lexicalForms) {
@@ -54,7 +52,7 @@ TYPED_TEST(GroupProbeTest, onlyWhatIsSelectedIsLookedFor) {
     groupProbe.select(3);
     groupProbe.select(1);
     EXPECT_FALSE(groupProbe.isSelectionEmpty());
-    groupProbe.find(this->getTable(), EVERYTHING);
+    groupProbe.find(getTable(this->m_fixture), EVERYTHING);
     EXPECT_EQ(0u, groupProbe.getResourceID(0));
     EXPECT_EQ(2u, groupProbe.getResourceID(1));
     EXPECT_EQ(0u, groupProbe.getResourceID(2));
@@ -63,7 +61,7 @@ TYPED_TEST(GroupProbeTest, onlyWhatIsSelectedIsLookedFor) {
     groupProbe.clearSelection();
     EXPECT_TRUE(groupProbe.isSelectionEmpty());
     groupProbe.select(0);
-    groupProbe.find(this->getTable(), EVERYTHING);
+    groupProbe.find(getTable(this->m_fixture), EVERYTHING);
     EXPECT_EQ(1u, groupProbe.getResourceID(0));
     EXPECT_EQ(2u, groupProbe.getResourceID(1)) << "what was found before stays";
 }
@@ -78,7 +76,7 @@ TYPED_TEST(GroupProbeTest, aWholeGroupIsFoundInAnyOrder) {
     GroupProbe<TypeParam> groupProbe(this->m_prepared);
     for (size_t index = GROUP; index-- != 0;)
         groupProbe.select(index);
-    groupProbe.find(this->getTable(), EVERYTHING);
+    groupProbe.find(getTable(this->m_fixture), EVERYTHING);
     for (size_t index = 0; index < GROUP; ++index)
         EXPECT_EQ(index + 1, groupProbe.getResourceID(index));
 }
@@ -94,7 +92,7 @@ TYPED_TEST(GroupProbeTest, theLastBucketIsTheFirstEmptyOneOfTheProbe) {
         GroupProbe<TypeParam> groupProbe(this->m_prepared);
         for (size_t place = 0; place < GROUP; ++place)
             groupProbe.select(place);
-        groupProbe.find(this->getTable(), EVERYTHING);
+        groupProbe.find(getTable(this->m_fixture), EVERYTHING);
         for (size_t place = 0; place < GROUP; ++place) {
             ASSERT_EQ(0u, groupProbe.getResourceID(place));
             ASSERT_EQ((HOME + length) % BUCKETS, this->getIndex(groupProbe.getLastBucket(place)));
@@ -113,7 +111,7 @@ TYPED_TEST(GroupProbeTest, theLastBucketLiesBehindTombstonesAndWhatTheCommitPoin
     GroupProbe<TypeParam> groupProbe(this->m_prepared);
     for (size_t place = 0; place < forms.size(); ++place)
         groupProbe.select(place);
-    groupProbe.find(this->getTable(), {4});
+    groupProbe.find(getTable(this->m_fixture), {4});
     const std::vector<uint64_t> expected{1, 0, 3, 0, 0, 0};
     for (size_t place = 0; place < forms.size(); ++place) {
         EXPECT_EQ(expected[place], groupProbe.getResourceID(place));

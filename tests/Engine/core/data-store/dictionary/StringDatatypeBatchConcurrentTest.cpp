@@ -3,18 +3,17 @@
 #include "Engine/core/data-store/dictionary/PreparedEntries.h"
 #include "Engine/core/platform/system/ThreadContextRegistration.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
+#include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/data-store/dictionary/FormsByHome.h"
-#include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
 #include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
 #include "tests/Engine/core/platform/collections/ScopedThreadContextIndex.h"
-#include "tests/Engine/core/platform/collections/TableChecks.h"
 #include "tests/Engine/core/platform/collections/WaitUntil.h"
 #include "tests/support/DictionaryFixture.h"
+#include "tests/support/RunTogether.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <barrier>
 #include <cstdint>
 #include <functional>
 #include <numeric>
@@ -34,22 +33,13 @@ constexpr size_t GROUP = PreparedEntries::CAPACITY;
 template<class T>
 class StringDatatypeBatchConcurrentTest : public testing::Test {
 protected:
-    auto& getTable(const uint8_t datatypeID = D_XSD_STRING) {
-        return StringDatatypeTestPeer::getTable(m_fixture.m_datatype, datatypeID);
-    }
-
     auto& getHomeBucket(const std::string& lexicalForm, const uint8_t datatypeID = D_XSD_STRING) {
-        return TablePeer::getBuckets(getTable(datatypeID))[getHome(lexicalForm, BUCKETS)];
+        return TablePeer::getBuckets(getTable(m_fixture, datatypeID))[getHome(lexicalForm, BUCKETS)];
     }
 
     /// Whether a thread holds its slot in a table.
     bool isInside(const size_t slot, const uint8_t datatypeID) {
-        return TablePeer::getThreadContexts(getTable(datatypeID))[slot].m_lockCount.load() != 0;
-    }
-
-    void expectSound() {
-        for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL})
-            expectSoundAtRest(getTable(datatypeID));
+        return TablePeer::getThreadContexts(getTable(m_fixture, datatypeID))[slot].m_lockCount.load() != 0;
     }
 
     DictionaryFixture<T> m_fixture;
@@ -110,36 +100,28 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, equalBatchesFromManyThreadsGetTheS
     constexpr size_t THREADS = 8;
     const OwnedLiterals literals = makeStrings(1500, "string ");
     std::vector<BatchAnswers> answers(THREADS);
-    std::barrier<> start(THREADS);
-    {
-        std::vector<std::jthread> threads;
-        for (size_t thread = 0; thread < THREADS; ++thread)
-            threads.emplace_back([&, thread] {
-                const ThreadContextRegistration registration;
-                start.arrive_and_wait();
-                answers[thread] = resolveAtOnce(this->m_fixture, literals);
-            });
-    }
+    runTogether<ThreadContextRegistration>(
+        THREADS, [&](const size_t thread) { answers[thread] = resolveAtOnce(this->m_fixture, literals); });
     for (size_t thread = 1; thread < THREADS; ++thread)
         EXPECT_EQ(answers[0], answers[thread]);
     EXPECT_EQ(literals.size() + 1, this->m_fixture.m_nextResourceID.load());
-    EXPECT_EQ(literals.size(), this->getTable().getNumberOfNonEmptyBuckets());
-    EXPECT_LT(BUCKETS, this->getTable().getNumberOfBuckets());
-    this->expectSound();
+    EXPECT_EQ(literals.size(), getTable(this->m_fixture).getNumberOfNonEmptyBuckets());
+    EXPECT_LT(BUCKETS, getTable(this->m_fixture).getNumberOfBuckets());
+    expectSound(this->m_fixture);
 }
 
 TYPED_TEST(StringDatatypeBatchConcurrentTest, aBatchTakesTheBucketThatAnotherThreadFailedToFill) {
     const OwnedLiterals literals = makeStrings(GROUP, "");
     auto& bucket = this->getHomeBucket(literals[GROUP / 2].m_lexicalForm);
-    ASSERT_TRUE(this->getTable().tryClaim(bucket));
+    ASSERT_TRUE(getTable(this->m_fixture).tryClaim(bucket));
     Worker worker(FIRST_SLOT, [&] { return resolveAtOnce(this->m_fixture, literals); });
     waitUntil([&] { return this->isInside(FIRST_SLOT, D_XSD_STRING); });
     letOthersRun();
     EXPECT_FALSE(worker.hasEnded());
-    this->getTable().unclaim(bucket);
+    getTable(this->m_fixture).unclaim(bucket);
     EXPECT_EQ(getConsecutiveIDs(1, GROUP), worker.getAnswers());
     EXPECT_NE(0u, bucket.load());
-    this->expectSound();
+    expectSound(this->m_fixture);
 }
 
 TYPED_TEST(StringDatatypeBatchConcurrentTest, aBatchFindsWhatAnotherThreadWasCreating) {
@@ -147,7 +129,7 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, aBatchFindsWhatAnotherThreadWasCre
     resolveAtOnce(this->m_fixture, literals);
     for (const bool isLookUp : {false, true}) {
         auto& bucket = this->getHomeBucket(literals[GROUP / 2].m_lexicalForm);
-        const TypeParam previous = bucket.exchange(this->getTable().getPolicy().BUCKET_IN_PROGRESS);
+        const TypeParam previous = bucket.exchange(getTable(this->m_fixture).getPolicy().BUCKET_IN_PROGRESS);
         Worker worker(FIRST_SLOT, [&] {
             return isLookUp ? lookUpAtOnce(this->m_fixture, literals, EVERYTHING)
                             : resolveAtOnce(this->m_fixture, literals);
@@ -158,18 +140,18 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, aBatchFindsWhatAnotherThreadWasCre
         bucket.store(previous);
         EXPECT_EQ(getConsecutiveIDs(1, GROUP), worker.getAnswers());
     }
-    this->expectSound();
+    expectSound(this->m_fixture);
 }
 
 TYPED_TEST(StringDatatypeBatchConcurrentTest, aLookupOfABatchWaitsForTheOutcomeOfAnInsertion) {
     const OwnedLiterals literals = makeStrings(GROUP, "");
     auto& bucket = this->getHomeBucket(literals[0].m_lexicalForm);
-    ASSERT_TRUE(this->getTable().tryClaim(bucket));
+    ASSERT_TRUE(getTable(this->m_fixture).tryClaim(bucket));
     Worker worker(FIRST_SLOT, [&] { return lookUpAtOnce(this->m_fixture, literals, EVERYTHING); });
     waitUntil([&] { return this->isInside(FIRST_SLOT, D_XSD_STRING); });
     letOthersRun();
     EXPECT_FALSE(worker.hasEnded());
-    this->getTable().unclaim(bucket);
+    getTable(this->m_fixture).unclaim(bucket);
     EXPECT_EQ((BatchAnswers{std::vector<uint64_t>(GROUP, 0)}), worker.getAnswers());
 }
 
@@ -181,22 +163,22 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, oneTableGrowsWhileABatchWaitsInThe
     literals.insert(literals.end(), others.begin(), others.end());
     auto& bucket = this->getHomeBucket(others[3].m_lexicalForm, D_RDF_PLAIN_LITERAL);
     for (const bool isKnown : {false, true}) {
-        const TypeParam previous = bucket.exchange(this->getTable().getPolicy().BUCKET_IN_PROGRESS);
+        const TypeParam previous = bucket.exchange(getTable(this->m_fixture).getPolicy().BUCKET_IN_PROGRESS);
         {
             Worker worker(FIRST_SLOT, [&] { return resolveAtOnce(this->m_fixture, literals); });
             waitUntil([&] { return this->isInside(FIRST_SLOT, D_RDF_PLAIN_LITERAL); });
             EXPECT_FALSE(this->isInside(FIRST_SLOT, D_XSD_STRING)) << "one slot at a time";
             letOthersRun();
-            const size_t numberOfBuckets = this->getTable().getNumberOfBuckets();
+            const size_t numberOfBuckets = getTable(this->m_fixture).getNumberOfBuckets();
             resolveAtOnce(this->m_fixture, makeStrings(2000, isKnown ? "more " : "other "));
-            EXPECT_LT(numberOfBuckets, this->getTable().getNumberOfBuckets());
+            EXPECT_LT(numberOfBuckets, getTable(this->m_fixture).getNumberOfBuckets());
             EXPECT_FALSE(worker.hasEnded());
             bucket.store(previous);
             EXPECT_EQ(getConsecutiveIDs(2001, GROUP), worker.getAnswers());
         }
         EXPECT_EQ(getConsecutiveIDs(2001, GROUP), lookUpAtOnce(this->m_fixture, literals, EVERYTHING));
-        this->expectSound();
-        ASSERT_EQ(BUCKETS, this->getTable(D_RDF_PLAIN_LITERAL).getNumberOfBuckets());
+        expectSound(this->m_fixture);
+        ASSERT_EQ(BUCKETS, getTable(this->m_fixture, D_RDF_PLAIN_LITERAL).getNumberOfBuckets());
     }
 }
 
@@ -204,34 +186,35 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, oneTableGrowsWhileABatchWaitsInThe
 // slot. When the batch goes on, it joins the resize: its buckets have moved.
 TYPED_TEST(StringDatatypeBatchConcurrentTest, aBatchJoinsTheResizeThatWaitsForIt) {
     resolveAtOnce(this->m_fixture, makeStrings(700, "old "));
-    ASSERT_EQ(BUCKETS, this->getTable().getNumberOfBuckets());
+    ASSERT_EQ(BUCKETS, getTable(this->m_fixture).getNumberOfBuckets());
     OwnedLiterals literals = makeStrings(GROUP - 1, "new ");
     literals.push_back({"old 5@en", D_XSD_STRING});
     // A bucket that ends a probe, so that nobody but the batch waits for it.
-    auto* bucket = this->getTable().getHomeBucket(
-        hashLexicalForm(literals[GROUP / 2].m_lexicalForm.data(), literals[GROUP / 2].m_lexicalForm.size()));
+    auto* bucket = getTable(this->m_fixture)
+                       .getHomeBucket(hashLexicalForm(literals[GROUP / 2].m_lexicalForm.data(),
+                                                      literals[GROUP / 2].m_lexicalForm.size()));
     while (bucket->load() != 0)
-        bucket = this->getTable().getNextBucket(bucket);
-    ASSERT_TRUE(this->getTable().tryClaim(*bucket));
+        bucket = getTable(this->m_fixture).getNextBucket(bucket);
+    ASSERT_TRUE(getTable(this->m_fixture).tryClaim(*bucket));
     Worker batch(FIRST_SLOT, [&] { return resolveAtOnce(this->m_fixture, literals); });
     waitUntil([&] { return this->isInside(FIRST_SLOT, D_XSD_STRING); });
     letOthersRun();
     Worker leader(SECOND_SLOT, [&] { return BatchAnswers{{this->m_fixture.resolve("leader")}}; });
     waitUntil([&] {
-        return TablePeer::getResizeState(this->getTable()).load() ==
-               std::decay_t<decltype(this->getTable())>::RESIZE_PREPARING;
+        return TablePeer::getResizeState(getTable(this->m_fixture)).load() ==
+               std::decay_t<decltype(getTable(this->m_fixture))>::RESIZE_PREPARING;
     });
     letOthersRun();
     EXPECT_FALSE(batch.hasEnded());
     EXPECT_FALSE(leader.hasEnded());
-    EXPECT_EQ(BUCKETS, this->getTable().getNumberOfBuckets());
-    this->getTable().unclaim(*bucket);
+    EXPECT_EQ(BUCKETS, getTable(this->m_fixture).getNumberOfBuckets());
+    getTable(this->m_fixture).unclaim(*bucket);
     const BatchAnswers answers = batch.getAnswers();
     EXPECT_EQ(6u, answers.m_resourceIDs.back());
     const uint64_t leaderID = leader.getAnswers().m_resourceIDs[0];
     EXPECT_EQ(leaderID, this->m_fixture.tryResolve("leader"));
-    EXPECT_EQ(2 * BUCKETS, this->getTable().getNumberOfBuckets());
+    EXPECT_EQ(2 * BUCKETS, getTable(this->m_fixture).getNumberOfBuckets());
     EXPECT_EQ(answers, lookUpAtOnce(this->m_fixture, literals, EVERYTHING));
     EXPECT_EQ(701u + GROUP, this->m_fixture.m_nextResourceID.load());
-    this->expectSound();
+    expectSound(this->m_fixture);
 }

@@ -4,9 +4,8 @@
 #include "Engine/core/platform/MemoryExhaustedException.h"
 #include "Engine/core/platform/SystemCallException.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
-#include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
+#include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
-#include "tests/Engine/core/platform/collections/TableChecks.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/DictionaryFixture.h"
 #include "tests/support/SystemCallFaults.h"
@@ -32,17 +31,6 @@ constexpr size_t TOO_LONG = 0x1FFFFFFFFFFFFFFF; // with its terminator one more 
 
 template<class T>
 class StringDatatypeBatchFailureTest : public testing::Test {};
-
-template<class T>
-auto& getTable(DictionaryFixture<T>& fixture, const uint8_t datatypeID = D_XSD_STRING) {
-    return StringDatatypeTestPeer::getTable(fixture.m_datatype, datatypeID);
-}
-
-template<class T>
-void expectSound(DictionaryFixture<T>& fixture) {
-    expectSoundAtRest(getTable(fixture, D_XSD_STRING));
-    expectSoundAtRest(getTable(fixture, D_RDF_PLAIN_LITERAL));
-}
 
 /// What an operation refuses in its own place, as describeException tells it.
 std::string describeRefusal(const std::string& reason, const long sourceLineNumber, const std::string& lexicalForm) {

@@ -2,8 +2,8 @@
 
 #include "Engine/core/data-store/dictionary/PreparedEntries.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
+#include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/data-store/dictionary/FormsByHome.h"
-#include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
 #include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
 #include "tests/Engine/core/platform/collections/RandomNumbers.h"
 #include "tests/Engine/core/platform/collections/TableChecks.h"
@@ -14,7 +14,6 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -28,10 +27,6 @@ constexpr size_t GROUP = PreparedEntries::CAPACITY;
 template<class T>
 class StringDatatypeBatchProbeTest : public testing::Test {
 protected:
-    auto& getTable(const uint8_t datatypeID = D_XSD_STRING) {
-        return StringDatatypeTestPeer::getTable(m_fixture.m_datatype, datatypeID);
-    }
-
     /// A batch finds what single lookups find.
     void expectLookUps(const OwnedLiterals& literals, const DictionaryCommitPoint commitPoint) {
         EXPECT_EQ(lookUpOneByOne(m_fixture, literals, commitPoint), lookUpAtOnce(m_fixture, literals, commitPoint))
@@ -50,11 +45,6 @@ OwnedLiterals toLiterals(const std::vector<std::string>& lexicalForms, const uin
     for (const std::string& lexicalForm : lexicalForms)
         literals.push_back({lexicalForm, datatypeID});
     return literals;
-}
-
-void shuffle(OwnedLiterals& literals, RandomNumbers& random) {
-    for (size_t index = literals.size(); index > 1; --index)
-        std::swap(literals[index - 1], literals[random.below(static_cast<uint32_t>(index))]);
 }
 
 } // namespace
@@ -85,17 +75,17 @@ TYPED_TEST(StringDatatypeBatchProbeTest, aBatchOfOneHomeIsCreatedAndFound) {
     for (size_t index = 0; index < COUNT; ++index)
         expected.m_resourceIDs[index] = index + 1;
     EXPECT_EQ(expected, resolveAtOnce(this->m_fixture, literals));
-    const auto& buckets = TablePeer::getBuckets(this->getTable());
+    const auto& buckets = TablePeer::getBuckets(getTable(this->m_fixture));
     for (size_t index = 0; index < COUNT; ++index)
         ASSERT_EQ(index + 1, buckets[(BUCKETS - 100 + index) % BUCKETS].load()) << "each behind the one before it";
     EXPECT_EQ(expected, resolveAtOnce(this->m_fixture, literals));
     EXPECT_EQ(expected, lookUpAtOnce(this->m_fixture, literals, EVERYTHING));
     OwnedLiterals shuffled = literals;
     RandomNumbers random(1);
-    shuffle(shuffled, random);
+    random.shuffle(shuffled);
     this->expectLookUps(shuffled, EVERYTHING);
     EXPECT_EQ(COUNT + 1, this->m_fixture.m_nextResourceID.load());
-    expectSoundAtRest(this->getTable());
+    expectSoundAtRest(getTable(this->m_fixture));
 }
 
 TYPED_TEST(StringDatatypeBatchProbeTest, bothTablesHaveChainsOfTheirOwn) {
@@ -111,8 +101,7 @@ TYPED_TEST(StringDatatypeBatchProbeTest, bothTablesHaveChainsOfTheirOwn) {
     EXPECT_EQ(expected, resolveAtOnce(this->m_fixture, literals));
     EXPECT_EQ(expected, lookUpAtOnce(this->m_fixture, literals, EVERYTHING));
     EXPECT_EQ(expected, resolveOneByOne(this->m_fixture, literals));
-    for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL})
-        expectSoundAtRest(this->getTable(datatypeID));
+    expectSound(this->m_fixture);
 }
 
 TYPED_TEST(StringDatatypeBatchProbeTest, tombstonesArePassedAndNotUsedAgain) {
@@ -128,7 +117,7 @@ TYPED_TEST(StringDatatypeBatchProbeTest, tombstonesArePassedAndNotUsedAgain) {
     uint64_t next = COUNT + 1;
     for (size_t index = 0; index < COUNT; ++index)
         EXPECT_EQ((index + 1) % 3 == 0 ? index + 1 : next++, answers.m_resourceIDs[index]);
-    const auto& table = this->getTable();
+    const auto& table = getTable(this->m_fixture);
     EXPECT_EQ(COUNT * 2 / 3, table.getNumberOfDeletedBuckets());
     for (size_t index = 0; index < COUNT; ++index)
         if ((index + 1) % 3 != 0) {
@@ -137,7 +126,7 @@ TYPED_TEST(StringDatatypeBatchProbeTest, tombstonesArePassedAndNotUsedAgain) {
         }
     this->expectLookUps(literals, EVERYTHING);
     this->expectLookUps(literals, {COUNT + 10});
-    expectSoundAtRest(this->getTable());
+    expectSoundAtRest(getTable(this->m_fixture));
 }
 
 TYPED_TEST(StringDatatypeBatchProbeTest, everyCommitPointCoversTheIDsBelowIt) {
@@ -146,8 +135,7 @@ TYPED_TEST(StringDatatypeBatchProbeTest, everyCommitPointCoversTheIDsBelowIt) {
     std::vector<uint64_t> resourceIDs;
     for (uint64_t index = 0; index < forms.size(); ++index)
         resourceIDs.push_back(10 + 7 * index);
-    for (size_t index = resourceIDs.size(); index > 1; --index)
-        std::swap(resourceIDs[index - 1], resourceIDs[random.below(static_cast<uint32_t>(index))]);
+    random.shuffle(resourceIDs);
     for (size_t index = 0; index < forms.size(); ++index)
         this->m_fixture.restore(resourceIDs[index], forms[index]);
     const OwnedLiterals literals = toLiterals(forms);
@@ -188,6 +176,5 @@ TYPED_TEST(StringDatatypeBatchProbeTest, randomChangesAtFewHomesKeepBatchesAndSi
         ASSERT_FALSE(testing::Test::HasFailure());
     }
     EXPECT_LT(pool.size() + 100, single.m_nextResourceID.load()) << "hardly anything was deleted and resolved again";
-    for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL})
-        expectSoundAtRest(this->getTable(datatypeID));
+    expectSound(this->m_fixture);
 }

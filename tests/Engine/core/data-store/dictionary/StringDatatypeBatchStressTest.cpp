@@ -5,16 +5,16 @@
 #include "Engine/core/platform/MemoryExhaustedException.h"
 #include "Engine/core/platform/system/ThreadContextRegistration.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
-#include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
-#include "tests/Engine/core/platform/collections/TableChecks.h"
+#include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
+#include "tests/Engine/core/data-store/dictionary/ResourcesByForm.h"
 #include "tests/Engine/core/platform/collections/WaitUntil.h"
 #include "tests/support/DictionaryFixture.h"
-#include "tests/support/StressDuration.h"
+#include "tests/support/RepeatUntilDeadline.h"
+#include "tests/support/RunTogether.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <barrier>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -22,7 +22,6 @@
 #include <set>
 #include <string>
 #include <thread>
-#include <unordered_map>
 #include <vector>
 
 namespace {
@@ -45,23 +44,16 @@ public:
         : m_numberOfThreads(numberOfThreads), m_seed(seed), m_sharedIDs(SHARED_LITERALS) {}
 
     void run() {
-        std::barrier<> start(static_cast<ptrdiff_t>(m_numberOfThreads));
-        std::vector<std::jthread> threads;
-        for (size_t index = 0; index < m_numberOfThreads; ++index)
-            threads.emplace_back([this, &start, index] {
-                const ThreadContextRegistration registration;
-                start.arrive_and_wait();
-                Worker(*this, index).work();
-            });
+        runTogether<ThreadContextRegistration>(m_numberOfThreads,
+                                               [this](const size_t index) { Worker(*this, index).work(); });
     }
 
     /// What must hold after any interleaving.
     void check() {
-        for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL}) {
-            auto& table = StringDatatypeTestPeer::getTable(m_fixture.m_datatype, datatypeID);
-            expectSoundAtRest(table);
-            EXPECT_LT(1024u, table.getNumberOfBuckets()) << "the run never resized: it tested nothing";
-        }
+        expectSound(m_fixture);
+        for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL})
+            EXPECT_LT(1024u, getTable(m_fixture, datatypeID).getNumberOfBuckets())
+                << "the run never resized: it tested nothing";
         EXPECT_LT(0u, m_batchesWithGrowth.load()) << "no batch saw a resize";
         OwnedLiterals literals;
         BatchAnswers expected;
@@ -79,20 +71,11 @@ public:
 private:
     class Worker;
 
-    /// Reads every ID that was given out: each literal has its share of them, none was lost, and the pool holds their
-    /// chunks and nothing else.
+    /// Each literal has its share of the IDs that were given out, and none was lost.
     void checkEveryResource(const size_t sharedLiterals) {
-        const uint64_t nextResourceID = m_fixture.m_nextResourceID.load();
-        std::unordered_map<std::string, size_t> resourcesByForm;
-        size_t chunkBytes = 0;
-        for (uint64_t resourceID = 1; resourceID < nextResourceID; ++resourceID) {
-            const std::string lexicalForm = m_fixture.getLexicalForm(resourceID);
-            chunkBytes += StringChunk::getChunkSizeFor(lexicalForm.size());
-            ++resourcesByForm[lexicalForm];
-        }
         size_t sharedResources = 0;
         size_t ownResources = 0;
-        for (const auto& [lexicalForm, resources] : resourcesByForm)
+        for (const auto& [lexicalForm, resources] : countResourcesByForm(m_fixture))
             if (lexicalForm.starts_with("shared ")) {
                 EXPECT_EQ(1u, resources) << lexicalForm;
                 ++sharedResources;
@@ -102,7 +85,6 @@ private:
             }
         EXPECT_EQ(sharedLiterals, sharedResources);
         EXPECT_EQ(m_ownResources.load(), ownResources);
-        EXPECT_EQ(chunkBytes + m_fixture.m_dataPool.getUnusedBytes(), m_fixture.m_dataPool.getEnd());
     }
 
     const size_t m_numberOfThreads;
@@ -169,7 +151,7 @@ private:
     }
 
     BatchAnswers resolve(const OwnedLiterals& literals) {
-        auto& table = StringDatatypeTestPeer::getTable(m_datatype, D_XSD_STRING);
+        auto& table = getTable(m_fixture);
         const size_t numberOfBuckets = table.getNumberOfBuckets();
         BatchAnswers answers =
             answerAtOnce(literals, [this](std::vector<BatchEntry>& entries, std::vector<BatchFailure>& failures) {
@@ -302,15 +284,12 @@ template<class T>
 class StringDatatypeBatchStressTest : public testing::Test {
 protected:
     static void stress(const size_t numberOfThreads) {
-        const auto deadline = getStressDeadline();
-        uint32_t seed = 1;
-        do {
-            SCOPED_TRACE(testing::Message() << numberOfThreads << " threads, seed " << seed);
-            BatchStressRun<T> run(numberOfThreads, seed);
+        SCOPED_TRACE(testing::Message() << numberOfThreads << " threads");
+        repeatUntilDeadline([numberOfThreads](const uint32_t seed) {
+            BatchStressRun<T> run(numberOfThreads, seed * 1000); // each thread adds its number
             run.run();
             run.check();
-            seed += 1000;
-        } while (isBefore(deadline) && !testing::Test::HasFailure());
+        });
     }
 };
 
@@ -330,37 +309,30 @@ size_t resolveWithin(const size_t pages, const size_t numberOfThreads) {
     std::atomic<size_t> refusals(0);
     std::atomic<size_t> otherFailures(0);
     MemoryShortage shortage(fixture.m_memoryManager, pages * getVMPageSize());
-    {
-        std::barrier<> start(static_cast<ptrdiff_t>(numberOfThreads));
-        std::vector<std::jthread> threads;
-        for (size_t index = 0; index < numberOfThreads; ++index)
-            threads.emplace_back([&, index] {
-                const ThreadContextRegistration registration;
-                DictionaryThreadContext threadContext(fixture.m_dataPool);
-                std::vector<BatchEntry> entries = makeBatch(literals);
-                const size_t shift = index * 37 % literals.size();
-                std::rotate(entries.begin(), entries.begin() + static_cast<ptrdiff_t>(shift), entries.end());
-                const size_t batchSize = 50 + 100 * index;
-                start.arrive_and_wait();
-                for (size_t begin = 0; begin < entries.size(); begin += batchSize) {
-                    const std::span<BatchEntry> batch =
-                        std::span(entries).subspan(begin, std::min(batchSize, entries.size() - begin));
-                    std::vector<BatchFailure> failures;
-                    fixture.m_datatype.resolveResources(&threadContext, batch, failures);
-                    for (const BatchFailure& failure : failures) {
-                        try {
-                            std::rethrow_exception(failure.m_exception);
-                        } catch (const MemoryExhaustedException&) {
-                            ++refusals;
-                        } catch (...) {
-                            ++otherFailures;
-                        }
-                    }
+    runTogether<ThreadContextRegistration>(numberOfThreads, [&](const size_t index) {
+        DictionaryThreadContext threadContext(fixture.m_dataPool);
+        std::vector<BatchEntry> entries = makeBatch(literals);
+        const size_t shift = index * 37 % literals.size();
+        std::rotate(entries.begin(), entries.begin() + static_cast<ptrdiff_t>(shift), entries.end());
+        const size_t batchSize = 50 + 100 * index;
+        for (size_t begin = 0; begin < entries.size(); begin += batchSize) {
+            const std::span<BatchEntry> batch =
+                std::span(entries).subspan(begin, std::min(batchSize, entries.size() - begin));
+            std::vector<BatchFailure> failures;
+            fixture.m_datatype.resolveResources(&threadContext, batch, failures);
+            for (const BatchFailure& failure : failures) {
+                try {
+                    std::rethrow_exception(failure.m_exception);
+                } catch (const MemoryExhaustedException&) {
+                    ++refusals;
+                } catch (...) {
+                    ++otherFailures;
                 }
-                for (size_t place = 0; place < entries.size(); ++place)
-                    idsByThread[index][(place + shift) % entries.size()] = entries[place].m_resourceID;
-            });
-    }
+            }
+        }
+        for (size_t place = 0; place < entries.size(); ++place)
+            idsByThread[index][(place + shift) % entries.size()] = entries[place].m_resourceID;
+    });
     shortage.end();
     EXPECT_EQ(0u, otherFailures.load());
 
@@ -383,8 +355,7 @@ size_t resolveWithin(const size_t pages, const size_t numberOfThreads) {
         EXPECT_EQ(literals[number].m_lexicalForm, fixture.getLexicalForm(all.m_resourceIDs[number]));
     }
     EXPECT_EQ(literals.size() + 1, fixture.m_nextResourceID.load());
-    for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL})
-        expectSoundAtRest(StringDatatypeTestPeer::getTable(fixture.m_datatype, datatypeID));
+    expectSound(fixture);
     return refusals.load();
 }
 
@@ -423,7 +394,7 @@ void contendForOneBucket(const size_t numberOfThreads) {
         EXPECT_EQ((BatchAnswers{{1, 3, 2}}), ofThread);
     EXPECT_EQ(4u, fixture.m_nextResourceID.load());
     EXPECT_EQ(literals[1].m_lexicalForm, fixture.getLexicalForm(3));
-    expectSoundAtRest(StringDatatypeTestPeer::getTable(fixture.m_datatype, D_XSD_STRING));
+    expectSound(fixture);
 }
 
 } // namespace
@@ -458,9 +429,8 @@ TYPED_TEST(StringDatatypeBatchStressTest, memoryThatEndsAtAnyGrowthHarmsNothing)
 }
 
 TYPED_TEST(StringDatatypeBatchStressTest, insertionsThatFailLeaveTheirBucketToThoseThatWaitForIt) {
-    const auto deadline = getStressDeadline();
-    do
+    repeatUntilDeadline([](uint32_t) {
         for (const size_t numberOfThreads : {size_t(2), size_t(8), size_t(64)})
             contendForOneBucket<TypeParam>(numberOfThreads);
-    while (isBefore(deadline) && !testing::Test::HasFailure());
+    });
 }

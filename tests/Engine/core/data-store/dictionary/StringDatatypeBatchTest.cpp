@@ -3,11 +3,10 @@
 #include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
 #include "Engine/core/data-store/dictionary/PreparedEntries.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
+#include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/data-store/dictionary/SavedDatatype.h"
-#include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
 #include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
 #include "tests/Engine/core/platform/collections/RandomNumbers.h"
-#include "tests/Engine/core/platform/collections/TableChecks.h"
 #include "tests/support/DictionaryFixture.h"
 
 #include <gtest/gtest.h>
@@ -29,17 +28,6 @@ constexpr size_t GROUP_BYTES = PreparedEntries::MAXIMUM_NUMBER_OF_BYTES;
 
 template<class T>
 class StringDatatypeBatchTest : public testing::Test {};
-
-template<class T>
-auto& getTable(DictionaryFixture<T>& fixture, const uint8_t datatypeID = D_XSD_STRING) {
-    return StringDatatypeTestPeer::getTable(fixture.m_datatype, datatypeID);
-}
-
-template<class T>
-void expectSound(DictionaryFixture<T>& fixture) {
-    expectSoundAtRest(getTable(fixture, D_XSD_STRING));
-    expectSoundAtRest(getTable(fixture, D_RDF_PLAIN_LITERAL));
-}
 
 /// Every size up to one that fills some groups, and those around the borders of groups and parts.
 std::vector<size_t> getBatchSizes() {
@@ -87,6 +75,14 @@ public:
     void resolve(const OwnedLiterals& literals) {
         EXPECT_EQ(resolveOneByOne(m_single, literals), resolveAtOnce(m_batch, literals));
         lookUp(literals, EVERYTHING);
+    }
+
+    /// Both make the same file of the literals, which are resolved and nothing else.
+    void expectSameBytes(const OwnedLiterals& literals) {
+        resolveOneByOne(m_single, literals);
+        resolveAtOnce(m_batch, literals);
+        check();
+        EXPECT_TRUE(save(m_single.m_datatype) == save(m_batch.m_datatype));
     }
 
     void lookUp(const OwnedLiterals& literals, const DictionaryCommitPoint commitPoint) {
@@ -296,8 +292,7 @@ TYPED_TEST(StringDatatypeBatchTest, allLengthsAroundTheBordersOfHeadersAndGroups
     twins.resolve(literals);
     twins.check();
     RandomNumbers random(3);
-    for (size_t index = literals.size(); index > 1; --index)
-        std::swap(literals[index - 1], literals[random.below(static_cast<uint32_t>(index))]);
+    random.shuffle(literals);
     twins.resolve(literals);
     twins.check();
 }
@@ -331,10 +326,7 @@ TYPED_TEST(StringDatatypeBatchTest, newStringsLeaveTheBytesThatSingleOnesLeave) 
             SCOPED_TRACE(testing::Message() << size << " of datatype " << size_t(datatypeID));
             Twins<TypeParam> twins;
             const OwnedLiterals literals = makeStrings(size, "string ", datatypeID);
-            resolveOneByOne(twins.m_single, literals);
-            resolveAtOnce(twins.m_batch, literals);
-            twins.check();
-            EXPECT_TRUE(save(twins.m_single.m_datatype) == save(twins.m_batch.m_datatype));
+            twins.expectSameBytes(literals);
         }
 }
 
@@ -344,10 +336,7 @@ TYPED_TEST(StringDatatypeBatchTest, newLiteralsOfBothDatatypesLeaveTheBytesThatS
     OwnedLiterals literals = makeStrings(4 * GROUP, "literal ");
     for (OwnedLiteral& literal : literals)
         literal.m_datatypeID = random.below(3) == 0 ? D_XSD_STRING : D_RDF_PLAIN_LITERAL;
-    resolveOneByOne(twins.m_single, literals);
-    resolveAtOnce(twins.m_batch, literals);
-    twins.check();
-    EXPECT_TRUE(save(twins.m_single.m_datatype) == save(twins.m_batch.m_datatype));
+    twins.expectSameBytes(literals);
 }
 
 TYPED_TEST(StringDatatypeBatchTest, chunksComeFromTheThreadsBlock) {

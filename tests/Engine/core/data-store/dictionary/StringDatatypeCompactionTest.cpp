@@ -1,8 +1,8 @@
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
+#include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/data-store/dictionary/SavedDatatype.h"
-#include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
 #include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
 #include "tests/Engine/core/platform/collections/ScopedThreadContextIndex.h"
 #include "tests/Engine/core/platform/collections/TableChecks.h"
@@ -25,11 +25,6 @@ using TablePeer = ParallelHashTableTestPeer;
 
 template<class T>
 class StringDatatypeCompactionTest : public testing::Test {};
-
-template<class T>
-auto& getTable(DictionaryFixture<T>& fixture, const uint8_t datatypeID) {
-    return StringDatatypeTestPeer::getTable(fixture.m_datatype, datatypeID);
-}
 
 /// A state with room for `capacity` records.
 struct CompactionState : public DictionaryCompactionState {

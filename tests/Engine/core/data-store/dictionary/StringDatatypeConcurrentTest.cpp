@@ -1,8 +1,8 @@
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 
 #include "Engine/core/platform/system/ThreadContextRegistration.h"
+#include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/data-store/dictionary/FormsByHome.h"
-#include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
 #include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
 #include "tests/Engine/core/platform/collections/ScopedThreadContextIndex.h"
 #include "tests/Engine/core/platform/collections/TableChecks.h"
@@ -25,11 +25,6 @@ using TablePeer = ParallelHashTableTestPeer;
 
 template<class T>
 class StringDatatypeConcurrentTest : public testing::Test {};
-
-template<class T>
-auto& getTable(DictionaryFixture<T>& fixture) {
-    return StringDatatypeTestPeer::getTable(fixture.m_datatype, D_XSD_STRING);
-}
 
 /// The bucket where the probe for a form starts.
 template<class T>

@@ -1,8 +1,8 @@
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 
 #include "Engine/core/platform/MemoryExhaustedException.h"
+#include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/data-store/dictionary/FormsByHome.h"
-#include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
 #include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
 #include "tests/Engine/core/platform/collections/TableChecks.h"
 #include "tests/support/CaughtException.h"
@@ -26,11 +26,6 @@ constexpr size_t TOO_LONG = 0x1FFFFFFFFFFFFFFF; // with its terminator one more 
 
 template<class T>
 class StringDatatypeFailureTest : public testing::Test {};
-
-template<class T>
-auto& getTable(UninitializedDictionaryFixture<T>& fixture, const uint8_t datatypeID) {
-    return StringDatatypeTestPeer::getTable(fixture.m_datatype, datatypeID);
-}
 
 void expectFailure(const std::string& message, const std::string& sourceFileName, const long sourceLineNumber,
                    const std::function<void()>& operation) {
@@ -267,8 +262,7 @@ TYPED_TEST(StringDatatypeFailureTest, aDatatypeThatCannotBeInitialisedCanBeLater
         fixture.m_datatype.initialize(1);
         EXPECT_EQ(2 * tableBytes, fixture.getBytesInUse());
         EXPECT_EQ(1u, fixture.resolve("text"));
-        expectSoundAtRest(getTable(fixture, D_XSD_STRING));
-        expectSoundAtRest(getTable(fixture, D_RDF_PLAIN_LITERAL));
+        expectSound(fixture);
     }
 }
 

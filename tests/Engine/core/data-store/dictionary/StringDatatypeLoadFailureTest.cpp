@@ -2,9 +2,9 @@
 
 #include "Engine/core/platform/MemoryExhaustedException.h"
 #include "Engine/core/platform/stream/MemoryInputStream.h"
+#include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/data-store/dictionary/SavedDatatype.h"
 #include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
-#include "tests/Engine/core/platform/collections/TableChecks.h"
 #include "tests/support/CaughtException.h"
 #include "tests/support/DictionaryFixture.h"
 #include "tests/support/SystemCallFaults.h"
@@ -59,8 +59,7 @@ void expectUsableAgain(DictionaryFixture<T>& fixture) {
     fixture.m_datatype.load(input);
     EXPECT_EQ(bytes, save(fixture.m_datatype));
     fixture.m_datatype.initialize(0);
-    for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL})
-        expectSoundAtRest(StringDatatypeTestPeer::getTable(fixture.m_datatype, datatypeID));
+    expectSound(fixture);
     EXPECT_EQ(1u, fixture.resolve("text"));
 }
 

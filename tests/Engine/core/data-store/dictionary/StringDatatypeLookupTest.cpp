@@ -1,7 +1,7 @@
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 
+#include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/data-store/dictionary/FormsByHome.h"
-#include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
 #include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
 #include "tests/Engine/core/platform/collections/TableChecks.h"
 #include "tests/support/DictionaryFixture.h"
@@ -21,11 +21,6 @@ constexpr size_t BUCKETS = 1024;
 
 template<class T>
 class StringDatatypeLookupTest : public testing::Test {};
-
-template<class T>
-auto& getTable(DictionaryFixture<T>& fixture, const uint8_t datatypeID) {
-    return StringDatatypeTestPeer::getTable(fixture.m_datatype, datatypeID);
-}
 
 /// Puts a string into an empty bucket under an ID too large for its memory to be committed up to there.
 template<class T>
@@ -296,6 +291,5 @@ TYPED_TEST(StringDatatypeLookupTest, rollingBackManyResourcesLeavesTheCommittedO
                   fixture.tryResolve(std::to_string(number) + "@en", 5 + number % 2));
     EXPECT_EQ(3000u, getTable(fixture, D_XSD_STRING).getNumberOfDeletedBuckets() +
                          getTable(fixture, D_RDF_PLAIN_LITERAL).getNumberOfDeletedBuckets());
-    expectSoundAtRest(getTable(fixture, D_XSD_STRING));
-    expectSoundAtRest(getTable(fixture, D_RDF_PLAIN_LITERAL));
+    expectSound(fixture);
 }

@@ -7,12 +7,12 @@
 #include "tests/Engine/core/platform/collections/TableChecks.h"
 #include "tests/Engine/core/platform/collections/WaitUntil.h"
 #include "tests/support/DictionaryFixture.h"
-#include "tests/support/StressDuration.h"
+#include "tests/support/RepeatUntilDeadline.h"
+#include "tests/support/RunTogether.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <barrier>
 #include <cstdint>
 #include <numeric>
 #include <set>
@@ -38,7 +38,6 @@ using ResourceIDs = std::vector<uint64_t>;
 template<class T>
 void resolveAll(DictionaryFixture<T>& fixture, const size_t threadIndex, ResourceIDs& resourceIDs, size_t& refusals) {
     constexpr size_t PATIENCE = 20;
-    const ThreadContextRegistration registration;
     DictionaryThreadContext threadContext(fixture.m_dataPool);
     for (uint64_t step = 0; step < STRINGS && refusals < PATIENCE; ++step) {
         const uint64_t number = (threadIndex * 37 + step) % STRINGS;
@@ -81,15 +80,8 @@ size_t resolveWithin(const size_t pages, const size_t numberOfThreads) {
     std::vector<ResourceIDs> idsByThread(numberOfThreads, ResourceIDs(STRINGS));
     std::vector<size_t> refusals(numberOfThreads);
     MemoryShortage shortage(fixture.m_memoryManager, pages * getVMPageSize());
-    {
-        std::barrier<> start(static_cast<ptrdiff_t>(numberOfThreads));
-        std::vector<std::jthread> threads;
-        for (size_t index = 0; index < numberOfThreads; ++index)
-            threads.emplace_back([&, index] {
-                start.arrive_and_wait();
-                resolveAll(fixture, index, idsByThread[index], refusals[index]);
-            });
-    }
+    runTogether<ThreadContextRegistration>(
+        numberOfThreads, [&](const size_t index) { resolveAll(fixture, index, idsByThread[index], refusals[index]); });
     shortage.end();
 
     expectSoundAtRest(table);
@@ -172,9 +164,8 @@ TYPED_TEST(StringDatatypeMemoryStressTest, memoryThatEndsAtAnyGrowthHarmsNothing
 }
 
 TYPED_TEST(StringDatatypeMemoryStressTest, insertionsThatFailLeaveTheirBucketToThoseThatWaitForIt) {
-    const auto deadline = getStressDeadline();
-    do
+    repeatUntilDeadline([](uint32_t) {
         for (const size_t numberOfThreads : {size_t(2), size_t(8), size_t(64)})
             contendForOneBucket<TypeParam>(numberOfThreads);
-    while (isBefore(deadline) && !testing::Test::HasFailure());
+    });
 }

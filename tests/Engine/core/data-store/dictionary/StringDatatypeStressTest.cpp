@@ -2,22 +2,20 @@
 
 #include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
 #include "Engine/core/platform/system/ThreadContextRegistration.h"
-#include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
-#include "tests/Engine/core/platform/collections/TableChecks.h"
+#include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
+#include "tests/Engine/core/data-store/dictionary/ResourcesByForm.h"
 #include "tests/support/DictionaryFixture.h"
-#include "tests/support/StressDuration.h"
+#include "tests/support/RepeatUntilDeadline.h"
+#include "tests/support/RunTogether.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <barrier>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <random>
 #include <string>
-#include <thread>
-#include <unordered_map>
 #include <vector>
 
 namespace {
@@ -43,24 +41,16 @@ public:
         : m_numberOfThreads(numberOfThreads), m_seed(seed), m_sharedIDs(SHARED_STRINGS), m_ownStrings(0) {}
 
     void run() {
-        std::barrier<> start(static_cast<ptrdiff_t>(m_numberOfThreads));
-        std::vector<std::jthread> threads;
-        for (size_t index = 0; index < m_numberOfThreads; ++index)
-            threads.emplace_back([this, &start, index] {
-                const ThreadContextRegistration registration;
-                start.arrive_and_wait();
-                Worker(*this, index).work();
-            });
+        runTogether<ThreadContextRegistration>(m_numberOfThreads,
+                                               [this](const size_t index) { Worker(*this, index).work(); });
     }
 
     /// What must hold after any interleaving.
     void check() {
-        auto& datatype = m_fixture.m_datatype;
-        for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL}) {
-            auto& table = StringDatatypeTestPeer::getTable(datatype, datatypeID);
-            expectSoundAtRest(table);
-            EXPECT_LT(1024u, table.getNumberOfBuckets()) << "the run never resized: it tested nothing";
-        }
+        expectSound(m_fixture);
+        for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL})
+            EXPECT_LT(1024u, getTable(m_fixture, datatypeID).getNumberOfBuckets())
+                << "the run never resized: it tested nothing";
         size_t sharedStrings = 0;
         for (uint64_t number = 0; number < SHARED_STRINGS; ++number) {
             const uint64_t resourceID = m_sharedIDs[number].load();
@@ -76,23 +66,12 @@ public:
 private:
     class Worker;
 
-    /// Reads every ID that was given out: no string got more than its share of them, none was lost, and the pool holds
-    /// their chunks and nothing else.
+    /// No string got more than its share of the IDs that were given out, and none was lost.
     void checkEveryResource(const size_t sharedStrings) {
-        const uint64_t nextResourceID = m_fixture.m_nextResourceID.load();
-        std::unordered_map<std::string, size_t> resourcesByForm;
-        size_t chunkBytes = 0;
-        for (uint64_t resourceID = 1; resourceID < nextResourceID; ++resourceID) {
-            const std::string lexicalForm = m_fixture.getLexicalForm(resourceID);
-            ASSERT_TRUE(m_fixture.getDatatypeID(resourceID) == D_XSD_STRING ||
-                        m_fixture.getDatatypeID(resourceID) == D_RDF_PLAIN_LITERAL);
-            chunkBytes += StringChunk::getChunkSizeFor(lexicalForm.size());
-            ++resourcesByForm[lexicalForm];
-        }
         size_t fleetingResources = 0;
         size_t sharedResources = 0;
         size_t ownResources = 0;
-        for (const auto& [lexicalForm, resources] : resourcesByForm) {
+        for (const auto& [lexicalForm, resources] : countResourcesByForm(m_fixture)) {
             if (lexicalForm.starts_with("fleeting "))
                 fleetingResources += resources;
             else if (lexicalForm.starts_with("shared ")) {
@@ -106,7 +85,6 @@ private:
         EXPECT_EQ(sharedStrings, sharedResources);
         EXPECT_EQ(2 * m_ownStrings.load(), ownResources);
         EXPECT_LT(FLEETING_STRINGS, fleetingResources) << "hardly anything was deleted and resolved again";
-        EXPECT_EQ(chunkBytes + m_fixture.m_dataPool.getUnusedBytes(), m_fixture.m_dataPool.getEnd());
     }
 
     const size_t m_numberOfThreads;
@@ -247,15 +225,12 @@ template<class T>
 class StringDatatypeStressTest : public testing::Test {
 protected:
     static void stress(const size_t numberOfThreads) {
-        const auto deadline = getStressDeadline();
-        uint32_t seed = 1;
-        do {
-            SCOPED_TRACE(testing::Message() << numberOfThreads << " threads, seed " << seed);
-            StressRun<T> run(numberOfThreads, seed);
+        SCOPED_TRACE(testing::Message() << numberOfThreads << " threads");
+        repeatUntilDeadline([numberOfThreads](const uint32_t seed) {
+            StressRun<T> run(numberOfThreads, seed * 1000); // each thread adds its number
             run.run();
             run.check();
-            seed += 1000;
-        } while (isBefore(deadline) && !testing::Test::HasFailure());
+        });
     }
 };
 

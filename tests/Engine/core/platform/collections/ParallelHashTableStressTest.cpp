@@ -3,7 +3,7 @@
 #include "tests/Engine/core/platform/collections/RandomNumbers.h"
 #include "tests/Engine/core/platform/collections/ScopedThreadContextIndex.h"
 #include "tests/Engine/core/platform/collections/TableChecks.h"
-#include "tests/support/StressDuration.h"
+#include "tests/support/RepeatUntilDeadline.h"
 
 #include <gtest/gtest.h>
 
@@ -46,18 +46,6 @@ void runInLockstep(const uint32_t numberOfSteps, const Work& work) {
             work(thread, step);
         }
     });
-}
-
-/// Repeats a round with seeds 1, 2, ... until the time is up, once at least.
-template<class Round>
-void repeatUntilDeadline(const Round& round) {
-    const auto deadline = getStressDeadline();
-    uint32_t seed = 1;
-    do {
-        SCOPED_TRACE(testing::Message() << "seed " << seed);
-        round(seed);
-        ++seed;
-    } while (isBefore(deadline) && !testing::Test::HasFailure());
 }
 
 /// Asks for all figures of a table for as long as it lives.

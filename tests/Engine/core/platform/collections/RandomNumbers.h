@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <random>
+#include <utility>
 
 /// Numbers that look random and are the same for the same seed.
 class RandomNumbers {
@@ -10,6 +12,12 @@ public:
 
     /// A number from 0 to `end` - 1.
     uint32_t below(const uint32_t end) { return static_cast<uint32_t>(m_engine() % end); }
+
+    template<class Items>
+    void shuffle(Items& items) {
+        for (size_t index = items.size(); index > 1; --index)
+            std::swap(items[index - 1], items[below(static_cast<uint32_t>(index))]);
+    }
 
 private:
     std::mt19937 m_engine;

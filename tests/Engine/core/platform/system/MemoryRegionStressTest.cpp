@@ -1,34 +1,18 @@
 #include "Engine/core/platform/MemoryExhaustedException.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
+#include "tests/support/RunTogether.h"
 #include "tests/support/StressDuration.h"
 #include "tests/support/SystemCallFaults.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <barrier>
 #include <cstdint>
-#include <thread>
-#include <vector>
 
 namespace {
 
 constexpr size_t LIMIT = size_t(1) << 30;
 constexpr size_t NUMBER_OF_PAGES = 64;
-
-/// Runs `action(threadIndex)` in that many threads, all let go at once.
-template<class Action>
-void runTogether(const size_t numberOfThreads, const Action& action) {
-    std::barrier start(static_cast<ptrdiff_t>(numberOfThreads));
-    std::vector<std::thread> threads;
-    for (size_t threadIndex = 0; threadIndex < numberOfThreads; ++threadIndex)
-        threads.emplace_back([&, threadIndex] {
-            start.arrive_and_wait();
-            action(threadIndex);
-        });
-    for (std::thread& thread : threads)
-        thread.join();
-}
 
 /// All threads grow one region page by page. Of every page, each thread writes one item as soon as it is there, and
 /// reads back what it wrote into the page before.

@@ -1,11 +1,11 @@
 #include "Engine/core/platform/system/ThreadContextRegistration.h"
+#include "tests/support/RunTogether.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <barrier>
 #include <thread>
 #include <vector>
 
@@ -15,16 +15,8 @@ using UsersOfIndices = std::array<std::atomic<size_t>, NUMBER_OF_THREAD_CONTEXT_
 
 /// Registers that many threads, all at the same time, and counts how many of them got each index.
 void countUsers(const size_t numberOfThreads, UsersOfIndices& users) {
-    std::barrier allRegistered(static_cast<ptrdiff_t>(numberOfThreads));
-    std::vector<std::thread> threads;
-    for (size_t thread = 0; thread < numberOfThreads; ++thread)
-        threads.emplace_back([&] {
-            const ThreadContextRegistration registration;
-            allRegistered.arrive_and_wait();
-            ++users.at(g_currentThreadContextIndex);
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    runTogether<ThreadContextRegistration>(numberOfThreads,
+                                           [&users](const size_t) { ++users.at(g_currentThreadContextIndex); });
 }
 
 } // namespace
