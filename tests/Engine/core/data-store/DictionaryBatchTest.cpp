@@ -319,7 +319,7 @@ TEST(DictionaryBatchFailureTest, theResourcesBeyondTheMaximumAreRefusedAndTheRes
 
 /// The limits step through every growth of every part, as each changes the memory in use by at least a page.
 TEST(DictionaryBatchFailureTest, everyMemoryLimitIsRefusedCleanly) {
-    const OwnedLiterals literals = makeLiterals(2500);
+    const OwnedLiterals literals = makeLiterals(1500); // more than the first tables hold
     for (const uint64_t maximumNumberOfResources : {NARROW, WIDE}) {
         size_t refusingLimits = 0;
         bool everythingFits = false;
@@ -345,7 +345,7 @@ TEST(DictionaryBatchFailureTest, everyMemoryLimitIsRefusedCleanly) {
             }
             dictionary.m_dictionary->verify();
         }
-        EXPECT_LT(30u, refusingLimits);
+        EXPECT_LT(20u, refusingLimits);
     }
 }
 
