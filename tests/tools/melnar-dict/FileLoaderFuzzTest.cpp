@@ -1,10 +1,9 @@
+#include "tests/tools/melnar-dict/FuzzRounds.h"
 #include "tests/tools/melnar-dict/TestLoad.h"
+#include "tests/tools/melnar-dict/TextDamage.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <iterator>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -35,30 +34,13 @@ const std::vector<std::string> TURTLE_SEEDS{
 };
 
 /// Changes a text in a few places, mostly so that it is still near to something sound.
-std::string damage(std::string text, std::mt19937& random) {
+std::string damageText(std::string text, TextDamage& damage) {
     const std::string pieces[] = {
         "\"",  "'",       "\"\"\"", "\\",   "\n", "\r", ".", ";",  ",",  "<", ">",
         "[",   "]",       "(",      ")",    "{",  "}",  "@", "^^", "_:", ":", "#",
         "\\u", "\\uD800", "\xC3",   "\xFF", "a",  "1",  " ", "e:", "-",  "=", std::string(1, '\0')};
-    const auto below = [&random](const size_t bound) {
-        return std::uniform_int_distribution<size_t>(0, bound - 1)(random);
-    };
-    for (size_t count = below(4); count > 0; --count) {
-        const size_t position = below(text.size() + 1);
-        switch (below(4)) {
-        case 0:
-            text.erase(position, 1 + below(3));
-            break;
-        case 1:
-            text.insert(position, text.substr(below(text.size() + 1), below(20)));
-            break;
-        case 2:
-            text.resize(text.size() - below(text.size() / 4 + 1));
-            break;
-        default:
-            text.insert(position, pieces[below(std::size(pieces))]);
-        }
-    }
+    for (size_t count = damage.below(4); count > 0; --count)
+        damage.change(text, pieces);
     return text;
 }
 
@@ -70,15 +52,14 @@ struct FuzzedFormat {
 class FileLoaderFuzzTest : public testing::TestWithParam<FuzzedFormat> {};
 
 /// Whatever the bytes are: nothing crashes, and what is found does not depend on how the file is cut and by how many
-/// threads it is read. MELNAR_FUZZ_ROUNDS asks for more rounds than fit into a test run.
+/// threads it is read.
 TEST_P(FileLoaderFuzzTest, findsTheSameInDamagedTextHoweverItIsRead) {
-    const char* const rounds = std::getenv("MELNAR_FUZZ_ROUNDS");
-    const size_t numberOfRounds = rounds == nullptr ? 60 : std::strtoul(rounds, nullptr, 10);
-    std::mt19937 random(20240607);
+    const size_t numberOfRounds = getNumberOfFuzzRounds(60);
+    TextDamage damage(20240607);
     size_t numberOfTextsWithErrors = 0;
     for (size_t round = 0; round < numberOfRounds; ++round)
         for (const std::string& seed : *GetParam().m_seeds) {
-            const std::string text = damage(seed, random);
+            const std::string text = damageText(seed, damage);
             for (const bool lenient : {false, true}) {
                 const LoadOutcome whole = loadText(GetParam().m_format, text, {1, lenient, "", 1 << 20});
                 const LoadOutcome cut = loadText(GetParam().m_format, text, {3, lenient, "", 1 + round % 50});

@@ -1,4 +1,7 @@
+#include "tests/tools/melnar-dict/FuzzRounds.h"
+#include "tests/tools/melnar-dict/ParserFindings.h"
 #include "tests/tools/melnar-dict/StatementTexts.h"
+#include "tests/tools/melnar-dict/TextDamage.h"
 
 #include "tools/melnar-dict/LineParser.h"
 #include "tools/melnar-dict/LineShape.h"
@@ -7,11 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <iterator>
-#include <random>
 #include <string>
-#include <tuple>
 #include <vector>
 
 namespace {
@@ -26,20 +25,16 @@ const std::vector<std::string> SEEDS{
     "\t<a:s>\t<a:p>\t<http://a.example/o?q=1#f> . ",
 };
 
-/// How often to try; MELNAR_FUZZ_ROUNDS asks for more than fit into a test run.
-size_t getNumberOfRounds(const size_t usual) {
-    const char* const rounds = std::getenv("MELNAR_FUZZ_ROUNDS");
-    return rounds == nullptr ? usual : std::strtoul(rounds, nullptr, 10);
-}
-
-class Damage {
+class LineDamage : public TextDamage {
 public:
+    LineDamage() : TextDamage(20250301) {}
+
     /// A line that is a sound one with a few changes, in well-formed UTF-8 and without line ends.
     std::string makeLine() {
         for (;;) {
             std::string line = SEEDS[below(SEEDS.size())];
             for (size_t count = below(4); count > 0; --count)
-                change(line);
+                changeLine(line);
             const bool isWellFormed =
                 findInvalidUtf8(line.data(), line.data() + line.size()) == line.data() + line.size();
             if (isWellFormed && line.find_first_of("\n\r") == std::string::npos)
@@ -47,10 +42,8 @@ public:
         }
     }
 
-    size_t below(const size_t bound) { return std::uniform_int_distribution<size_t>(0, bound - 1)(m_random); }
-
 private:
-    void change(std::string& line) {
+    void changeLine(std::string& line) {
         static const std::string PIECES[] = {"\"",
                                              "\\",
                                              "\\\\",
@@ -91,61 +84,32 @@ private:
                                              "\xCC\x80",
                                              "\xE2\x82\xAC",
                                              "\xF0\x9F\x98\x80"};
-        const size_t position = below(line.size() + 1);
-        switch (below(6)) {
-        case 0:
-            line.erase(position, 1 + below(3));
-            break;
-        case 1:
-            line.insert(position, line.substr(below(line.size() + 1), below(20)));
-            break;
-        case 2:
-            line.resize(position);
-            break;
-        case 3:
-            line.insert(position, 1, static_cast<char>(below(0x80)));
-            break;
-        case 4:
-            if (position != line.size())
-                line[position] = static_cast<char>(below(0x80));
-            break;
-        default:
-            line.insert(position, PIECES[below(std::size(PIECES))]);
+        if (below(3) != 0) {
+            change(line, PIECES);
+            return;
         }
+        const size_t position = below(line.size() + 1);
+        const char byte = static_cast<char>(below(0x80));
+        if (position == line.size() || below(2) == 0)
+            line.insert(position, 1, byte);
+        else
+            line[position] = byte;
     }
-
-    std::mt19937_64 m_random{20250301};
 };
 
-struct Findings {
-    std::vector<std::tuple<uint64_t, uint8_t, std::string>> m_literals;
-    std::vector<std::tuple<uint64_t, std::string>> m_errors;
-    std::vector<uint64_t> m_counts;
-
-    bool operator==(const Findings&) const = default;
-};
-
-Findings parse(const std::string& text, const RdfFormat format, const bool lenient) {
+ParserFindings parse(const std::string& text, const RdfFormat format, const bool lenient) {
     ParsedPiece piece;
     LineParser(format, lenient).parse(text, piece);
-    Findings findings;
-    const LiteralBatch& batch = piece.m_literals;
-    for (size_t index = 0; index < batch.getEntries().size(); ++index) {
-        const BatchEntry& entry = batch.getEntries()[index];
-        findings.m_literals.emplace_back(batch.getLine(index), entry.m_datatypeID, entry.m_lexicalForm);
-    }
-    for (const LoadError& error : piece.m_errors)
-        findings.m_errors.emplace_back(error.m_line, error.m_cause);
-    findings.m_counts = {piece.m_counts.m_statements, piece.m_counts.m_strings, piece.m_counts.m_plainLiterals,
-                         piece.m_counts.m_otherTerms};
+    ParserFindings findings;
+    findings.add(piece);
     return findings;
 }
 
 TEST(PlainLineFuzzTest, aLineIsTheSameStatementForSerdAlone) {
-    Damage damage;
+    LineDamage damage;
     size_t numberOfPlainLines = 0;
     size_t numberOfOtherStatements = 0;
-    const size_t numberOfRounds = getNumberOfRounds(60000);
+    const size_t numberOfRounds = getNumberOfFuzzRounds(60000);
     for (size_t round = 0; round < numberOfRounds; ++round) {
         const std::string line = damage.makeLine();
         const bool graphsAllowed = damage.below(2) == 0;
@@ -158,7 +122,8 @@ TEST(PlainLineFuzzTest, aLineIsTheSameStatementForSerdAlone) {
             ++numberOfPlainLines;
         } else
             numberOfOtherStatements += expected ? 1u : 0u;
-        const Findings findings = parse(line + '\n', graphsAllowed ? RdfFormat::N_QUADS : RdfFormat::N_TRIPLES, true);
+        const ParserFindings findings =
+            parse(line + '\n', graphsAllowed ? RdfFormat::N_QUADS : RdfFormat::N_TRIPLES, true);
         const bool isBlank = shapeOfLine(line, graphsAllowed).m_kind == LineShape::Kind::BLANK;
         ASSERT_EQ(expected || isBlank, findings.m_errors.empty()) << testing::PrintToString(line);
         ASSERT_EQ(expected ? 1u : 0u, findings.m_counts.front()) << testing::PrintToString(line);
@@ -170,9 +135,9 @@ TEST(PlainLineFuzzTest, aLineIsTheSameStatementForSerdAlone) {
 
 /// A comment behind it makes no other statement of a line, but one that is not plain.
 TEST(PlainLineFuzzTest, aBlockHasTheSameContentsWhenNoLineOfItIsPlain) {
-    Damage damage;
+    LineDamage damage;
     size_t numberOfBlocksWithErrors = 0;
-    const size_t numberOfRounds = getNumberOfRounds(3000);
+    const size_t numberOfRounds = getNumberOfFuzzRounds(3000);
     for (size_t round = 0; round < numberOfRounds; ++round) {
         std::string text;
         std::string commented;
@@ -186,7 +151,7 @@ TEST(PlainLineFuzzTest, aBlockHasTheSameContentsWhenNoLineOfItIsPlain) {
         }
         for (const bool lenient : {false, true}) {
             const RdfFormat format = damage.below(2) == 0 ? RdfFormat::N_TRIPLES : RdfFormat::N_QUADS;
-            const Findings expected = parse(commented, format, lenient);
+            const ParserFindings expected = parse(commented, format, lenient);
             ASSERT_EQ(expected, parse(text, format, lenient)) << testing::PrintToString(text);
             numberOfBlocksWithErrors += expected.m_errors.empty() ? 0u : 1u;
         }

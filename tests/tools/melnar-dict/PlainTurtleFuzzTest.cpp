@@ -1,4 +1,7 @@
+#include "tests/tools/melnar-dict/FuzzRounds.h"
+#include "tests/tools/melnar-dict/ParserFindings.h"
 #include "tests/tools/melnar-dict/RdfFacts.h"
+#include "tests/tools/melnar-dict/TextDamage.h"
 #include "tests/tools/melnar-dict/TextSource.h"
 
 #include "tools/melnar-dict/InputFile.h"
@@ -6,9 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <iterator>
-#include <random>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -29,8 +29,10 @@ const std::vector<std::string> STATEMENTS{
     "<http://a.example/s>\n\t<http://a.example/p> \"j\"^^<http://www.w3.org/2001/XMLSchema#string> .\n\n",
 };
 
-class Damage {
+class TurtleDamage : public TextDamage {
 public:
+    TurtleDamage() : TextDamage(20250302) {}
+
     /// Some statements, of which a few are changed.
     std::string makeText() {
         std::string text = PREFIXES;
@@ -38,7 +40,7 @@ public:
         for (size_t count = below(12); count > 0; --count) {
             std::string statement = STATEMENTS[below(STATEMENTS.size())];
             for (size_t changes = below(6) == 0 ? 1 + below(2) : 0; changes > 0; --changes)
-                change(statement);
+                changeStatement(statement);
             text += statement;
         }
         return text;
@@ -47,11 +49,9 @@ public:
     /// Whether the text made last has been changed.
     bool hasChanged() const { return m_hasChanged; }
 
-    size_t below(const size_t bound) { return std::uniform_int_distribution<size_t>(0, bound - 1)(m_random); }
-
 private:
     /// No braces: where they stand, Turtle and TriG differ.
-    void change(std::string& text) {
+    void changeStatement(std::string& text) {
         static const std::string PIECES[] = {"\"",          "\"\"\"",    "'",
                                              "\\",          "\\u0041",   "\\uD800",
                                              "\\n",         "@",         "@en",
@@ -66,82 +66,47 @@ private:
                                              "e3",          "=",         "%41",
                                              "@base <b> .", "BASE <b> ", "@prefix y: <y> .",
                                              "\xC3\xA9",    "\xFF",      std::string(1, '\0')};
-        const size_t position = below(text.size() + 1);
         m_hasChanged = true;
-        switch (below(5)) {
-        case 0:
-            text.erase(position, 1 + below(3));
-            break;
-        case 1:
-            text.insert(position, text.substr(below(text.size() + 1), below(20)));
-            break;
-        case 2:
-            text.resize(position);
-            break;
-        default:
-            text.insert(position, PIECES[below(std::size(PIECES))]);
-        }
+        change(text, PIECES);
     }
 
     bool m_hasChanged = false;
-    std::mt19937_64 m_random{20250302};
 };
-
-struct Findings {
-    std::vector<std::tuple<uint64_t, uint8_t, std::string>> m_literals;
-    std::vector<std::tuple<uint64_t, std::string>> m_errors;
-    std::vector<uint64_t> m_counts;
-
-    bool operator==(const Findings&) const = default;
-};
-
-/// For GoogleTest's messages.
-void PrintTo(const Findings& findings, std::ostream* const output) {
-    *output << testing::PrintToString(findings.m_literals) << testing::PrintToString(findings.m_errors)
-            << testing::PrintToString(findings.m_counts);
-}
 
 /// Without the lines of literals, of which serd and the filter lose count where they differ on what a literal is.
-Findings withoutLines(Findings findings) {
+ParserFindings withoutLines(ParserFindings findings) {
     for (auto& literal : findings.m_literals)
         std::get<0>(literal) = 0;
     return findings;
 }
 
-Findings parse(std::unique_ptr<ByteSource> source, const RdfFormat format, const bool lenient, const size_t blockSize) {
-    Findings findings;
-    StatementCounts counts;
+ParserFindings parse(std::unique_ptr<ByteSource> source, const RdfFormat format, const bool lenient,
+                     const size_t blockSize) {
+    ParserFindings findings;
     BlockReader reader(std::move(source), blockSize);
     TurtleParser parser(format, "http://base/", lenient, reader, [&](std::unique_ptr<ParsedPiece> piece) {
         if (!piece)
             return std::make_unique<ParsedPiece>();
-        const LiteralBatch& batch = piece->m_literals;
-        for (size_t index = 0; index < batch.getEntries().size(); ++index) {
-            const BatchEntry& entry = batch.getEntries()[index];
-            findings.m_literals.emplace_back(batch.getLine(index), entry.m_datatypeID, entry.m_lexicalForm);
-        }
-        for (const LoadError& error : piece->m_errors)
-            findings.m_errors.emplace_back(error.m_line, error.m_cause);
-        counts += piece->m_counts;
+        findings.add(*piece);
         return std::make_unique<ParsedPiece>();
     });
     parser.parse();
-    findings.m_counts = {counts.m_statements, counts.m_strings, counts.m_plainLiterals, counts.m_otherTerms};
     return findings;
 }
 
 /// In TriG no statement is read as a plain one; as long as there are no graphs, it is the same language.
 TEST(PlainTurtleFuzzTest, damagedTextHasTheSameContentsAsTurtleAndAsTrig) {
-    const char* const rounds = std::getenv("MELNAR_FUZZ_ROUNDS");
-    const size_t numberOfRounds = rounds == nullptr ? 4000 : std::strtoul(rounds, nullptr, 10);
-    Damage damage;
+    const size_t numberOfRounds = getNumberOfFuzzRounds(4000);
+    TurtleDamage damage;
     size_t numberOfTextsWithErrors = 0;
     for (size_t round = 0; round < numberOfRounds; ++round) {
         const std::string text = damage.makeText();
         for (const bool lenient : {false, true}) {
             const size_t blockSize = damage.below(2) == 0 ? 1 + damage.below(100) : size_t(1) << 18;
-            const Findings expected = parse(std::make_unique<TextSource>(text), RdfFormat::TRIG, lenient, blockSize);
-            const Findings found = parse(std::make_unique<TextSource>(text), RdfFormat::TURTLE, lenient, blockSize);
+            const ParserFindings expected =
+                parse(std::make_unique<TextSource>(text), RdfFormat::TRIG, lenient, blockSize);
+            const ParserFindings found =
+                parse(std::make_unique<TextSource>(text), RdfFormat::TURTLE, lenient, blockSize);
             ASSERT_EQ(withoutLines(expected), withoutLines(found)) << testing::PrintToString(text) << blockSize;
             ASSERT_TRUE(damage.hasChanged() || expected == found) << testing::PrintToString(text);
             numberOfTextsWithErrors += expected.m_errors.empty() ? 0u : 1u;
@@ -156,7 +121,8 @@ TEST(PlainTurtleFuzzTest, aRealFileHasTheSameContentsAsTurtleAndAsTrig) {
     if (!folder)
         GTEST_SKIP() << "MELNAR_DATA names no folder";
     const std::string fileName = *folder + "/schemaorg-30.0/schemaorg-all-https.ttl.gz";
-    const Findings expected = parse(openInputFile(fileName), RdfFormat::TRIG, false, BlockReader::DEFAULT_BLOCK_SIZE);
+    const ParserFindings expected =
+        parse(openInputFile(fileName), RdfFormat::TRIG, false, BlockReader::DEFAULT_BLOCK_SIZE);
     EXPECT_EQ(18061u, expected.m_counts.at(0));
     EXPECT_TRUE(expected == parse(openInputFile(fileName), RdfFormat::TURTLE, false, BlockReader::DEFAULT_BLOCK_SIZE));
 }

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <random>
+#include <span>
+#include <string>
+
+/// Changes texts by chance, the same way in every run.
+class TextDamage {
+public:
+    explicit TextDamage(const uint64_t seed) : m_random(seed) {}
+
+    /// A number from 0 to `bound` - 1.
+    size_t below(const size_t bound) { return std::uniform_int_distribution<size_t>(0, bound - 1)(m_random); }
+
+    /// Takes a few bytes out, doubles some, cuts the end off or puts a piece in, somewhere.
+    void change(std::string& text, const std::span<const std::string> pieces) {
+        const size_t position = below(text.size() + 1);
+        switch (below(5)) {
+        case 0:
+            text.erase(position, 1 + below(3));
+            break;
+        case 1:
+            text.insert(position, text.substr(below(text.size() + 1), below(20)));
+            break;
+        case 2:
+            text.resize(position);
+            break;
+        default:
+            text.insert(position, pieces[below(pieces.size())]);
+        }
+    }
+
+private:
+    std::mt19937_64 m_random;
+};
