@@ -104,15 +104,17 @@ def other_ratios(all_results):
                    results.find(f"{REFERENCE}/threads:1", "beyond"), must, aim)
     if results := all_results.get("stalls-b-30000000"):
         for bits in (64, 32):
-            yield (f"longest call of 2 threads ÷ one thread's, which rehashes alone, {bits}-bit buckets",
+            yield (f"longest single resolve, 2 threads ÷ 1, which rehashes alone, {bits}-bit buckets",
                    results.find(f"melnar-single-{bits}/threads:2", "longest"),
                    results.find(f"melnar-single-{bits}/threads:1", "longest"), 0.7, 0.55)
     if results := all_results.get("files-b-10000000"):
         for bits in (64, 32):
-            yield (f"save ÷ cp and sync, {bits}-bit buckets", results.find(f"melnar-{bits}", "save"),
-                   results.find(f"melnar-{bits}", "copy_sync"), 1.5, 1.2)
-            yield (f"open ÷ cp, {bits}-bit buckets", results.find(f"melnar-{bits}", "open"),
-                   results.find(f"melnar-{bits}", "copy"), 2.0, 1.5)
+            for name, ours, other, must, aim in (("save ÷ cp", "save", "copy", 1.5, 1.2),
+                                                 ("save without waiting for the disk ÷ cp", "write", "copy", 1.5, 1.2),
+                                                 ("save ÷ cp and sync", "save", "copy_sync", 1.5, 1.2),
+                                                 ("open ÷ cp", "open", "copy", 2.0, 1.5)):
+                yield (f"{name}, {bits}-bit buckets", results.find(f"melnar-{bits}", ours),
+                       results.find(f"melnar-{bits}", other), must, aim)
     small, large = all_results.get("growth-b-1000000"), all_results.get("growth-b-30000000")
     if small and large:
         for bits in (64, 32):
@@ -130,10 +132,10 @@ def target_section(all_results):
         if left and right:
             ratio = left.median / right.median
             rows.append([name, f"{ratio:.2f}", f"{must:.2f}", f"{aim:.2f}", verdict(ratio <= must, ratio <= aim)])
-    for workload in WORKLOADS if results else ():
+    for workload in ("build", "re", "miss", "get") if results else ():
         one, two = (results.find(f"melnar-batch-64/threads:{threads}", workload) for threads in (1, 2))
         if one and two:
-            must, aim = (1.7, 1.9) if workload in ("build", "zipf") else (1.9, 2.0)
+            must, aim = (1.7, 1.9) if workload == "build" else (1.9, 2.0)
             gain = 2 * one.median / two.median
             rows.append([f"throughput of 2 threads ÷ 1, {workload} (at least)", f"{gain:.2f}", f"{must:.2f}",
                          f"{aim:.2f}", verdict(gain >= must, gain >= aim)])
@@ -183,14 +185,14 @@ def quantity_section(results, title, quantities, scale=1.0):
 
 def stall_section(results):
     """Latencies, and the longest stall beside the time of one thread alone."""
-    lines = quantity_section(results, f"{results.name}: single calls while the table grows, microseconds",
+    lines = quantity_section(results, f"{results.name}: calls while the table grows, microseconds",
                              ["p50", "p99", "p999", "longest"], 1e-3)
     for name in maps_of(results):
         alone = results.find(f"{name}/threads:1", "longest")
         for threads in thread_counts(results)[1:]:
             together = results.find(f"{name}/threads:{threads}", "longest")
             if alone and together and name.startswith("melnar"):
-                lines.append(f"- {name}: longest call with {threads} threads ÷ longest with one, which rehashes alone: "
+                lines.append(f"- {name}: longest call, {threads} threads ÷ one thread, which rehashes alone: "
                              f"{together.median / alone.median:.2f}")
     return [*lines, ""]
 
@@ -198,7 +200,7 @@ def stall_section(results):
 def file_section(results):
     """Save and open beside cp."""
     lines = quantity_section(results, f"{results.name}: whole dictionaries, on one thread, milliseconds",
-                             ["save", "copy_sync", "open", "copy"], 1e3)
+                             ["save", "copy_sync", "write", "open", "copy"], 1e3)
     lines += quantity_section(results, f"{results.name}: nanoseconds a string", ["verify", "compact", "compact_half"])
     for benchmark in results.figures:
         medians = {quantity: figure.median for quantity, figure in results.figures[benchmark].items()}

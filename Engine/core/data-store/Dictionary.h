@@ -66,8 +66,9 @@ public:
     /// other and with the same answers: literals that are new get their IDs in the order of the entries. Each literal
     /// appears at once, the batch as a whole does not: other threads may see a part of it. A literal that
     /// resolveResource would refuse spoils no other: its entry is answered with 0, and a failure is appended. Failures
-    /// come in ascending order of their entries. Throws only std::bad_alloc, when there is no memory for a failure;
-    /// some literals are resolved then.
+    /// come in ascending order of their entries. A literal that is there is found even where there is no memory for its
+    /// hash table to grow, and resolveResource would fail. Throws only std::bad_alloc, when there is no memory for a
+    /// failure; some literals are resolved then.
     void resolveResources(DictionaryThread& thread, std::span<BatchEntry> entries, std::vector<BatchFailure>& failures);
 
     /// Looks the literals of a batch up, as tryResolveResource would one after the other. Failures as above.

@@ -42,8 +42,8 @@ public:
         return hashLexicalForm(chunk.getLexicalForm(), chunk.getLexicalFormLength());
     }
 
-    /// isEqual for one resource of a probe, of which the next bucket is given: asks for what a look at the next resource
-    /// will need while it waits for this one's.
+    /// isEqual for one resource of a probe, of which the next bucket is given: asks for what a look at the next
+    /// resource will need while it waits for this one's.
     bool isEqual(const T resourceID, const std::atomic<T>& nextBucket, const char* const lexicalForm,
                  const size_t lexicalFormLength) const noexcept {
         if (const T nextResourceID = nextBucket.load(std::memory_order_relaxed); // only a hint

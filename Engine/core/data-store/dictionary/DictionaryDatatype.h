@@ -26,9 +26,9 @@ class DictionaryThreadContext;
 /// A family of literal datatypes of one dictionary: maps lexical forms to resource IDs and back.
 ///
 /// Units      Resource IDs count from 1; 0 means no resource. Sizes are bytes.
-/// Ownership  The dictionary owns the counter, the two regions and the pool, and they outlive the datatype. What it gives
-///            them to begin with, as when it loads them, is its business, with one condition: no ID has an offset inside
-///            another resource's chunk (see OffsetNeighbours).
+/// Ownership  The dictionary owns the counter, the two regions and the pool, and they outlive the datatype. What they
+///            hold at first, or after the dictionary has loaded them, is its business, with one condition: no ID has an
+///            offset inside another resource's chunk (see OffsetNeighbours).
 /// Lifecycle  After construction one of initialize, initializeForSnapshot and load comes before anything else.
 /// Threads    resolveResource, restoreResource, tryResolveResource, getResource, deleteUncommittedResourceID and
 ///            getComponentInfo: any threads at once. Everything else: alone.
@@ -113,7 +113,8 @@ public:
     /// new get their IDs in the order of the entries. Each literal appears at once, the batch as a whole does not:
     /// other threads may see a part of it. A literal that resolveResource would refuse, or for which there is no
     /// memory, spoils no other: its entry is answered with 0, and a failure is appended. Failures come in ascending
-    /// order of their entries. Throws std::bad_alloc when there is no memory for a failure; a part is resolved then.
+    /// order of their entries. What is there may be found without quota for an insertion, and so even where the table
+    /// cannot grow. Throws std::bad_alloc when there is no memory for a failure; a part is resolved then.
     virtual void resolveResources(DictionaryThreadContext* threadContext, std::span<BatchEntry> entries,
                                   std::vector<BatchFailure>& failures);
 

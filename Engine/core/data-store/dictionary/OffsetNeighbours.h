@@ -13,8 +13,8 @@
 /// former life of pool and tables; so whoever stores the offset of a resource clears the next ID's if it lies inside.
 ///
 /// Threads  Any at once: offsets are read and cleared atomically, relaxed, as they make nothing visible. The next
-///          resource may be just being created: what is read of its offset then is what was there before, or its chunk's.
-///          Where it is cleared, that is a compare-exchange, which never undoes what its creator has stored.
+///          resource may be just being created: what is read of its offset then is what was there before, or where its
+///          chunk is. What clears it is a compare-exchange, which never undoes what its creator has stored.
 struct OffsetNeighbours {
     /// Whether the chunk of a resource may have this size: false only when the next one begins too near behind it.
     static bool mayHaveChunkSize(const uint64_t* const offsets, const uint64_t resourceID,

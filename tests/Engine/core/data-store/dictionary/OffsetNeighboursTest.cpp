@@ -30,7 +30,7 @@ TEST(OffsetNeighboursTest, aNeighbourElsewhereTellsNothing) {
     alignas(64) Offsets offsets{};
     constexpr size_t LARGE = size_t(1) << 62;
     offsets[3] = 100;
-    for (const uint64_t next : {0, 99, 100}) { // none yet, one in front, itself
+    for (const uint64_t next : {0u, 99u, 100u}) { // none yet, one in front, itself
         offsets[4] = next;
         EXPECT_TRUE(OffsetNeighbours::mayHaveChunkSize(offsets.data(), 3, LARGE)) << next;
     }
@@ -41,8 +41,8 @@ TEST(OffsetNeighboursTest, aNeighbourElsewhereTellsNothing) {
 
 TEST(OffsetNeighboursTest, onlyAnOffsetInsideAChunkIsCleared) {
     alignas(64) Offsets offsets{};
-    for (const uint64_t resourceID : {3, 7})
-        for (const uint64_t next : {0, 99, 101, 109, 110, 1000}) {
+    for (const uint64_t resourceID : {3u, 7u})
+        for (const uint64_t next : {0u, 99u, 101u, 109u, 110u, 1000u}) {
             offsets[resourceID] = 100;
             offsets[resourceID + 1] = next;
             OffsetNeighbours::clearNextInside(offsets.data(), resourceID, 10);
