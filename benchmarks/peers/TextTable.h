@@ -20,14 +20,6 @@ class TextTable : private Unmovable {
 public:
     TextTable() : m_texts(static_cast<const char**>(PagePool::get().reserve(LARGEST_SIZE * sizeof(const char*)))) {}
 
-    /// The next ID.
-    uint64_t takeID() {
-        const uint64_t id = m_nextID.fetch_add(1, std::memory_order_relaxed);
-        if (id % IDS_PER_STEP == 0 || id == 1)
-            PagePool::get().use(m_texts + (id == 1 ? 0 : id), IDS_PER_STEP * sizeof(const char*));
-        return id;
-    }
-
     /// Copies a string to where it stays.
     static std::string_view copy(const std::string_view text) {
         const uint32_t size = static_cast<uint32_t>(text.size());
