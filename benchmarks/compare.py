@@ -4,8 +4,9 @@
     compare.py OLD.json NEW.json
 
 The spread of a figure is the median distance of its repetitions from their median. Two figures differ if their medians
-are further apart than three times the sum of their spreads, and than 2 % (--tolerance). Of all figures less is
-better. Exit codes: 0 nothing has become worse, 1 something has, 2 the files cannot be compared.
+are further apart than three times the sum of their spreads, and than 2 % (--tolerance). Of all figures less is better.
+A figure that only one of the runs has is told, too. Exit codes: 0 nothing has become worse, 1 something has or is
+missing in the new run, 2 the files cannot be compared.
 """
 
 import argparse
@@ -21,6 +22,14 @@ def differs(old, new, tolerance):
     """Whether a figure has changed by more than its spread tells."""
     difference = abs(new.median - old.median)
     return difference > 3 * (old.spread + new.spread) and difference > tolerance * abs(old.median)
+
+
+def tell_absences(word, results, other_results):
+    """Lines that tell which figures of some results the others lack."""
+    return [f"{word} {benchmark} {quantity}"
+            for benchmark, quantities in sorted(results.figures.items())
+            for quantity in sorted(quantities)
+            if other_results.find(benchmark, quantity) is None]
 
 
 def compare(old_results, new_results, tolerance):
@@ -57,11 +66,14 @@ def main():
         print(f"compare.py: {error!r}", file=sys.stderr)
         return 2
     lines, worse, compared = compare(old_results, new_results, arguments.tolerance)
-    summary = f"{compared} figures compared, {len(lines)} differ, {worse} are worse"
-    print("\n".join(lines + new_results.failed + [summary]))
+    missing = tell_absences("missing", old_results, new_results)
+    added = tell_absences("new    ", new_results, old_results)
+    summary = (f"{compared} figures compared, {len(lines)} differ, {worse} are worse, {len(missing)} are missing, "
+               f"{len(added)} are new")
+    print("\n".join(lines + missing + added + new_results.failed + [summary]))
     if not compared:
         return 2
-    return 1 if worse or new_results.failed else 0
+    return 1 if worse or missing or new_results.failed else 0
 
 
 if __name__ == "__main__":
