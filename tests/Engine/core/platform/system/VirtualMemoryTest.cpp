@@ -9,6 +9,10 @@
 #include <bit>
 #include <cerrno>
 #include <cstdint>
+#include <fstream>
+#include <ios>
+#include <sstream>
+#include <string>
 #include <unistd.h>
 
 namespace {
@@ -35,6 +39,24 @@ protected:
     const size_t m_pageSize;
     uint8_t* m_begin;
 };
+
+/// Whether the system has been advised to use huge pages for the mapping that this byte is in.
+bool isAdvisedToUseHugePages(const uint8_t* const byte) {
+    const auto address = reinterpret_cast<uintptr_t>(byte);
+    std::ifstream mappings("/proc/self/smaps");
+    bool isInMapping = false;
+    for (std::string line; std::getline(mappings, line);) {
+        std::istringstream words(line);
+        uintptr_t begin = 0;
+        uintptr_t end = 0;
+        char dash = 0;
+        if (words >> std::hex >> begin >> dash >> end && dash == '-')
+            isInMapping = begin <= address && address < end;
+        else if (isInMapping && line.starts_with("VmFlags:"))
+            return (line + ' ').find(" hg ") != std::string::npos;
+    }
+    return false;
+}
 
 } // namespace
 
@@ -65,6 +87,23 @@ TEST_F(VirtualMemoryTest, decommittedPagesFaultAndAreZeroWhenCommittedAgain) {
     EXPECT_FALSE(isReadable(m_begin + m_pageSize));
     ASSERT_TRUE(VirtualMemory::commit(m_begin + m_pageSize, m_pageSize));
     EXPECT_TRUE(isZero(m_begin + m_pageSize));
+}
+
+TEST_F(VirtualMemoryTest, decommittedPagesAreStillToBeHuge) {
+    constexpr size_t SIZE = size_t(16) << 20;
+    auto* const begin = static_cast<uint8_t*>(VirtualMemory::reserve(SIZE));
+    ASSERT_NE(nullptr, begin);
+    const bool hasHugePages = isAdvisedToUseHugePages(begin);
+    for (const size_t kept : {SIZE - m_pageSize, SIZE / 2, size_t(0)}) {
+        EXPECT_TRUE(VirtualMemory::commit(begin, SIZE));
+        VirtualMemory::decommit(begin + kept, SIZE - kept);
+        EXPECT_EQ(hasHugePages, isAdvisedToUseHugePages(begin + kept)) << "decommitted from byte " << kept;
+        EXPECT_TRUE(VirtualMemory::commit(begin + kept, SIZE - kept));
+        EXPECT_EQ(hasHugePages, isAdvisedToUseHugePages(begin + SIZE - 1)) << "decommitted from byte " << kept;
+    }
+    VirtualMemory::release(begin, SIZE);
+    if (!hasHugePages)
+        GTEST_SKIP() << "The system has no huge pages, or does not tell.";
 }
 
 TEST_F(VirtualMemoryTest, pagesThatTheSystemDoesNotTakeBackAreZeroAllTheSame) {
