@@ -123,6 +123,7 @@ int __real_fsync(int fileDescriptor);
 int __real_rename(const char* oldName, const char* newName);
 int __real_unlink(const char* fileName);
 char* __real_realpath(const char* fileName, char* resolvedName);
+ssize_t __real_readlink(const char* fileName, char* target, size_t size);
 int __real_pthread_mutex_destroy(pthread_mutex_t* mutex);
 int __real_pthread_cond_destroy(pthread_cond_t* condition);
 
@@ -222,6 +223,11 @@ int __wrap_unlink(const char* fileName) {
 char* __wrap_realpath(const char* fileName, char* resolvedName) {
     const SystemCallGate gate(Call::REALPATH);
     return gate.isClosed() ? nullptr : __real_realpath(fileName, resolvedName);
+}
+
+ssize_t __wrap_readlink(const char* fileName, char* target, size_t size) {
+    const SystemCallGate gate(Call::READLINK);
+    return gate.isClosed() ? -1 : __real_readlink(fileName, target, size);
 }
 
 int __wrap_pthread_mutex_destroy(pthread_mutex_t* mutex) {

@@ -32,11 +32,12 @@ public:
         FSTAT,
         UNLINK,
         REALPATH,
+        READLINK,
         MUTEX_DESTROY,
         CONDITION_DESTROY,
     };
 
-    static constexpr size_t NUMBER_OF_CALLS = 18;
+    static constexpr size_t NUMBER_OF_CALLS = 19;
 
     enum class Duration { ONCE, FOR_GOOD };
 

@@ -2,7 +2,9 @@
 
 #include "Engine/core/platform/SystemCallException.h"
 
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <fcntl.h>
 #include <memory>
@@ -28,6 +30,36 @@ constexpr long LINE_CANNOT_SYNCHRONIZE_FOLDER = 115;
 
 constexpr const char* const TEMPORARY_SUFFIX = ".saving";
 
+// As many as Linux follows.
+constexpr unsigned MAXIMUM_NUMBER_OF_LINKS = 40;
+
+std::string getFolderName(const std::string& fileName) {
+    const size_t slash = fileName.rfind('/');
+    return slash == std::string::npos ? "." : slash == 0 ? "/" : fileName.substr(0, slash);
+}
+
+[[noreturn]] void failToFollowLinks(const std::string& fileName, const char* const systemCallName,
+                                    const int errorCode) {
+    throw SystemCallException(SOURCE_FILE, LINE_CANNOT_FOLLOW_LINKS, MelnarException::NO_CAUSES, systemCallName,
+                              errorCode, "Cannot find the place of file '", fileName, "'.");
+}
+
+/// The file that does not exist, behind the links, if any, that lead to it.
+std::string followLinksToNothing(const std::string& fileName) {
+    std::string name = fileName;
+    for (unsigned numberOfLinks = 0; numberOfLinks <= MAXIMUM_NUMBER_OF_LINKS; ++numberOfLinks) {
+        std::array<char, PATH_MAX> target;
+        const ssize_t length = ::readlink(name.c_str(), target.data(), target.size());
+        if (length == -1 && (errno == ENOENT || errno == EINVAL)) // nothing of this name, or no link
+            return name;
+        if (length == -1)
+            failToFollowLinks(fileName, "readlink", errno);
+        const std::string targetName(target.data(), static_cast<size_t>(length));
+        name = targetName.starts_with('/') ? targetName : getFolderName(name) + '/' + targetName;
+    }
+    failToFollowLinks(fileName, "readlink", ELOOP);
+}
+
 /// The file itself, which need not exist. Were a link taken for the file because of another failure, it would be
 /// replaced.
 std::string followLinks(const std::string& fileName) {
@@ -35,14 +67,8 @@ std::string followLinks(const std::string& fileName) {
     if (target != nullptr)
         return target.get();
     if (errno != ENOENT)
-        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_FOLLOW_LINKS, MelnarException::NO_CAUSES, "realpath", errno,
-                                  "Cannot find the place of file '", fileName, "'.");
-    return fileName;
-}
-
-std::string getFolderName(const std::string& fileName) {
-    const size_t slash = fileName.rfind('/');
-    return slash == std::string::npos ? "." : slash == 0 ? "/" : fileName.substr(0, slash);
+        failToFollowLinks(fileName, "realpath", errno);
+    return followLinksToNothing(fileName);
 }
 
 /// A rename would put a file in the place of a device, a pipe or a socket.

@@ -14,7 +14,7 @@
 /// always the same, so the next writer takes it over.
 ///
 /// Ownership  Owns the temporary file, and a lock on it that keeps other writers of the same target away. A target that
-///            is a symbolic link to a file is followed. Permissions of the old file are kept.
+///            is a symbolic link is followed, also to where no file is yet. Permissions of the old file are kept.
 /// Errors     SystemCallException that names the file and the call; MelnarException when another writer is at work,
 ///            and, before anything is written, when the target exists and is not a regular file: a folder, a device, a
 ///            pipe, a socket. After a failure in commit the target is the old file or the new one.

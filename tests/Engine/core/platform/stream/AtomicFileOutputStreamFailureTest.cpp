@@ -91,6 +91,36 @@ TEST(AtomicFileOutputStreamFailureTest, aFolderThatIsNotThereIsNamed) {
     EXPECT_EQ(41, exception.getSourceLineNumber());
 }
 
+TEST(AtomicFileOutputStreamFailureTest, aLinkToNothingThatCannotBeReadIsNotReplaced) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.getPathOf("file");
+    ASSERT_EQ(0, ::symlink("target", path.c_str()));
+    {
+        SystemCallFaults reads(Call::READLINK);
+        reads.failAfter(0, EIO, Duration::FOR_GOOD);
+        const auto exception = catchException<SystemCallException>([&] { replace(path); });
+        EXPECT_EQ(0u, exception.getMessage().find("Cannot find the place of file '" + path)) << exception.what();
+        EXPECT_STREQ("readlink", exception.getSystemCallName());
+        EXPECT_EQ(EIO, exception.getErrorCode());
+        EXPECT_EQ(27, exception.getSourceLineNumber());
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink(path));
+    EXPECT_FALSE(std::filesystem::exists(path + ".saving"));
+}
+
+/// The system follows no more links than that either; only links that change meanwhile bring it here.
+TEST(AtomicFileOutputStreamFailureTest, linksWithoutAnEndAreNotFollowedForEver) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.getPathOf("file");
+    ASSERT_EQ(0, ::symlink("file", path.c_str()));
+    SystemCallFaults places(Call::REALPATH);
+    places.failAfter(0, ENOENT, Duration::ONCE);
+    const auto exception = catchException<SystemCallException>([&] { replace(path); });
+    EXPECT_EQ(ELOOP, exception.getErrorCode());
+    EXPECT_EQ(27, exception.getSourceLineNumber());
+    EXPECT_TRUE(std::filesystem::is_symlink(path));
+}
+
 /// What may stand in the place of a file.
 using MakeIrregularFile = std::function<bool(const std::string&)>;
 

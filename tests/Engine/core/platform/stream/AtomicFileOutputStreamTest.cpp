@@ -142,6 +142,32 @@ TEST_F(AtomicFileOutputStreamTest, aLinkStaysALinkAndItsTargetIsReplaced) {
     EXPECT_EQ((std::set<std::string>{"file", "second", "target"}), getFileNames(m_folder));
 }
 
+TEST_F(AtomicFileOutputStreamTest, aLinkToNothingStaysALinkAndItsTargetIsMade) {
+    std::filesystem::create_directory(m_directory.getPathOf("data"));
+    ASSERT_EQ(0, ::symlink("data/second", m_path.c_str()));
+    ASSERT_EQ(0, ::symlink("../target", m_directory.getPathOf("data/second").c_str()));
+    const std::string absolute = m_directory.getPathOf("absolute");
+    ASSERT_EQ(0, ::symlink(m_path.c_str(), absolute.c_str()));
+    for (const std::string& path : {m_path, absolute}) {
+        replace(path, "new");
+        EXPECT_TRUE(std::filesystem::is_symlink(path));
+        EXPECT_TRUE(std::filesystem::is_symlink(m_directory.getPathOf("data/second")));
+        EXPECT_EQ("new", TemporaryDirectory::getContentsOf(m_directory.getPathOf("target")));
+        EXPECT_EQ((std::set<std::string>{"absolute", "data", "file", "target"}), getFileNames(m_folder));
+        EXPECT_TRUE(std::filesystem::remove(m_directory.getPathOf("target")));
+    }
+}
+
+TEST_F(AtomicFileOutputStreamTest, followsALinkToNothingFromANameWithoutAFolder) {
+    ASSERT_EQ(0, ::symlink("target", m_path.c_str()));
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(m_folder);
+    replace("file", "new");
+    std::filesystem::current_path(before);
+    EXPECT_EQ("new", TemporaryDirectory::getContentsOf(m_directory.getPathOf("target")));
+    EXPECT_EQ((std::set<std::string>{"file", "target"}), getFileNames(m_folder));
+}
+
 TEST_F(AtomicFileOutputStreamTest, takesOverAFileThatADeadWriterLeft) {
     m_directory.addFile("file.saving", std::string(100000, 'x'));
     EXPECT_EQ(m_path + ".saving", AtomicFileOutputStream(m_path).getTemporaryFileName());
