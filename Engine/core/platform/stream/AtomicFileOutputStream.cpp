@@ -119,8 +119,11 @@ int openForLock(const std::string& fileName) {
     for (;;) {
         int fileDescriptor = ::open(fileName.c_str(), O_WRONLY | O_CREAT | FLAGS, 0666);
         // A writer that died in its commit leaves a file with the permissions of the old one, perhaps read-only.
-        if (fileDescriptor == -1 && errno == EACCES)
+        if (fileDescriptor == -1 && errno == EACCES) {
             fileDescriptor = ::open(fileName.c_str(), O_RDONLY | FLAGS);
+            if (fileDescriptor == -1 && errno == ENOENT)
+                errno = EACCES; // there is no such file, and none may be made
+        }
         if (fileDescriptor != -1)
             return fileDescriptor;
         if (errno != EINTR)

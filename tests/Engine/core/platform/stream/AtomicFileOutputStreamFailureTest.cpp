@@ -121,6 +121,21 @@ TEST(AtomicFileOutputStreamFailureTest, linksWithoutAnEndAreNotFollowedForEver) 
     EXPECT_TRUE(std::filesystem::is_symlink(path));
 }
 
+/// The superuser may write everywhere, so the system is made to refuse it.
+TEST(AtomicFileOutputStreamFailureTest, aFolderThatMayNotBeWrittenIsAMatterOfPermission) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.getPathOf("file");
+    SystemCallFaults opens(Call::OPEN);
+    opens.failAfter(0, EACCES, Duration::ONCE); // the second attempt, for reading, finds no file
+    const auto exception = catchException<SystemCallException>([&] { replace(path); });
+    EXPECT_EQ("Cannot create file '" + path +
+                  ".saving'.\n[Extended information: open reported error code 13 (Permission denied)]",
+              exception.getMessage());
+    EXPECT_EQ(41, exception.getSourceLineNumber());
+    EXPECT_EQ(2u, opens.getNumberOfCalls());
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+
 /// What may stand in the place of a file.
 using MakeIrregularFile = std::function<bool(const std::string&)>;
 
