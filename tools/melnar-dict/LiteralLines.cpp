@@ -1,7 +1,8 @@
 #include "tools/melnar-dict/LiteralLines.h"
 
+#include "tools/melnar-dict/LiteralRefusal.h"
+
 #include <algorithm>
-#include <exception>
 #include <utility>
 
 LiteralLines::LiteralLines(Receiver receiver) : m_receiver(std::move(receiver)), m_parser(RdfFormat::N_TRIPLES, true) {}
@@ -30,8 +31,10 @@ void LiteralLines::parse(const std::string_view text) {
             ++error;
         } else if (nextLiteral != literals.size() && m_piece.m_literals.getLine(nextLiteral) == line) {
             if (failure != m_failures.end() && failure->m_entryIndex == nextLiteral)
-                std::rethrow_exception(failure->m_exception);
-            m_receiver.m_takeLiteral(literals[nextLiteral++]);
+                m_receiver.m_takeError(m_numberOfLines + line, causeOfRefusal(literals[nextLiteral], *failure++));
+            else
+                m_receiver.m_takeLiteral(literals[nextLiteral]);
+            ++nextLiteral;
         } else
             m_receiver.m_takeError(m_numberOfLines + line, "not a string literal");
     m_numberOfLines += numberOfLines;

@@ -21,8 +21,8 @@
 class LiteralLines {
 public:
     /// Called first with all literals of a text, to be answered together, and then for each line in order: with the
-    /// answered literal, or with the cause why it holds none. A failure of the first call is thrown when it is the turn
-    /// of its literal. All texts are the receiver's only until it returns.
+    /// answered literal, or with the cause why it holds none or one that the dictionary refuses. Any other failure of
+    /// the first call is thrown when it is the turn of its literal. All texts are the receiver's only until it returns.
     struct Receiver {
         std::function<void(std::span<BatchEntry> literals, std::vector<BatchFailure>& failures)> m_answerLiterals;
         std::function<void(const BatchEntry& literal)> m_takeLiteral;

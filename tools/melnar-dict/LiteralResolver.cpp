@@ -1,13 +1,12 @@
 #include "tools/melnar-dict/LiteralResolver.h"
 
+#include "tools/melnar-dict/LiteralRefusal.h"
+
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/dictionary/BatchFailure.h"
-#include "Engine/core/data-store/dictionary/PlainLiteral.h"
-#include "Engine/core/platform/MelnarException.h"
 
 #include <algorithm>
-#include <exception>
 #include <span>
 #include <vector>
 
@@ -15,14 +14,6 @@ namespace {
 
 // Enough for the dictionary to work at full speed; at a limit of the dictionary each entry becomes a failure.
 constexpr size_t LITERALS_OF_A_GROUP = 2048;
-
-/// Whether it is the literal's own fault that it was not resolved, and not that of a limit.
-bool isRefused(const BatchEntry& entry) noexcept {
-    if (entry.m_datatypeID == D_XSD_STRING)
-        return false;
-    const PlainLiteralKind kind = classifyPlainLiteral(entry.m_lexicalForm.data(), entry.m_lexicalForm.size());
-    return kind == PlainLiteralKind::WITHOUT_AT_SIGN || kind == PlainLiteralKind::WITH_MALFORMED_TAG;
-}
 
 /// How many literals come first, up to and with one that is refused.
 size_t lengthToRefusal(const std::span<const BatchEntry> entries) noexcept {
@@ -32,15 +23,11 @@ size_t lengthToRefusal(const std::span<const BatchEntry> entries) noexcept {
 
 /// Adds what was refused in the entries from `begin` on to the errors of the piece; throws what went wrong otherwise.
 void addErrors(const std::vector<BatchFailure>& failures, const size_t begin, ParsedPiece& piece) {
-    for (const BatchFailure& failure : failures)
-        try {
-            std::rethrow_exception(failure.m_exception);
-        } catch (const MelnarException& exception) {
-            const size_t index = begin + failure.m_entryIndex;
-            if (!isRefused(piece.m_literals.getEntries()[index]))
-                throw;
-            piece.m_errors.push_back({piece.m_literals.getLine(index), ExitCode::BAD_DATA, exception.getMessage()});
-        }
+    for (const BatchFailure& failure : failures) {
+        const size_t index = begin + failure.m_entryIndex;
+        piece.m_errors.push_back({piece.m_literals.getLine(index), ExitCode::BAD_DATA,
+                                  causeOfRefusal(piece.m_literals.getEntries()[index], failure)});
+    }
 }
 
 void resolveUntilError(Dictionary& dictionary, DictionaryThread& thread, const bool lenient, ParsedPiece& piece) {

@@ -68,6 +68,23 @@ private:
     ExitCode m_exitCode = ExitCode::DONE;
 };
 
+void answerOperands(const std::vector<std::string>& operands, Answers& answers, StandardOutput& output) {
+    for (size_t index = 0; index < operands.size(); ++index) {
+        const std::string& operand = operands[index];
+        if (operand != "-") {
+            // A line feed within an argument makes lines of it, none of which is a literal.
+            LiteralLines(answers.getReceiver("literal " + std::to_string(index + 1) + ", line ")).parse(operand + "\n");
+            continue;
+        }
+        LiteralLines lines(answers.getReceiver("-:"));
+        BlockReader reader(openInputFile(operand));
+        for (Block block; reader.next(block);) {
+            lines.parse(block.getText());
+            output.flush();
+        }
+    }
+}
+
 } // namespace
 
 ExitCode runLookup(std::vector<std::string> arguments, StandardOutput& output, std::ostream& errorOutput) {
@@ -82,19 +99,11 @@ ExitCode runLookup(std::vector<std::string> arguments, StandardOutput& output, s
         throw ToolFailure(ExitCode::USAGE, "standard input can be read only once");
     const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
     Answers answers(*dictionary, output, errorOutput);
-    for (size_t index = 0; index < options.m_operands.size(); ++index) {
-        const std::string& operand = options.m_operands[index];
-        if (operand != "-") {
-            // A line feed within an argument makes lines of it, none of which is a literal.
-            LiteralLines(answers.getReceiver("literal " + std::to_string(index + 1) + ", line ")).parse(operand + "\n");
-            continue;
-        }
-        LiteralLines lines(answers.getReceiver("-:"));
-        BlockReader reader(openInputFile(operand));
-        for (Block block; reader.next(block);) {
-            lines.parse(block.getText());
-            output.flush();
-        }
+    try {
+        answerOperands(options.m_operands, answers, output);
+    } catch (...) {
+        output.flush(); // what has been answered so far
+        throw;
     }
     output.flush();
     return answers.getExitCode();

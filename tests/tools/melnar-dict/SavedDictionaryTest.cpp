@@ -134,6 +134,26 @@ TEST_F(SavedDictionaryTest, lookupReadsTheLinesOfStandardInput) {
     EXPECT_EQ(2, run({"lookup", "d", "-", "-"}).m_exitCode);
 }
 
+TEST_F(SavedDictionaryTest, lookupReportsALiteralThatTheDictionaryRefusesAndGoesOn) {
+    const std::string cause = "Lexical form 'z@en-' is invalid for datatype rdf:PlainLiteral because  it its language "
+                              "tag is malformed.\n";
+    const ToolResult lines = run({"lookup", "d", "-"}, "\"one\"\n\"z\"@en-\nbad\n\"z\"@en-\n\"eins\"@de\n");
+    EXPECT_EQ(1, lines.m_exitCode);
+    EXPECT_EQ("1\t\"one\"\n2\t\"eins\"@de\n", lines.m_output);
+    EXPECT_TRUE(lines.m_errorOutput.starts_with("-:2: " + cause + "-:3: ")) << lines.m_errorOutput;
+    EXPECT_TRUE(lines.m_errorOutput.ends_with("-:4: " + cause)) << lines.m_errorOutput;
+    const ToolResult arguments = run({"lookup", "d", "\"one\"", "\"z\"@en-", "\"eins\"@de"});
+    EXPECT_EQ(1, arguments.m_exitCode);
+    EXPECT_EQ("1\t\"one\"\n2\t\"eins\"@de\n", arguments.m_output);
+    EXPECT_EQ("literal 2, line 1: " + cause, arguments.m_errorOutput);
+}
+
+TEST_F(SavedDictionaryTest, lookupKeepsTheAnswersFromBeforeAFailure) {
+    const ToolResult result = run({"lookup", "d", "\"one\"", "-"}, "\x1F\x8B no gzip file");
+    EXPECT_EQ(3, result.m_exitCode);
+    EXPECT_EQ("1\t\"one\"\n", result.m_output);
+}
+
 TEST_F(SavedDictionaryTest, lookupAnswersManyLinesInOrder) {
     std::string lines;
     std::string expected;
