@@ -10,6 +10,9 @@
 
 namespace {
 
+// With this letter in front, no label is one of serd's keywords.
+constexpr char DISGUISE = 'x';
+
 const char* findByte(const char* const begin, const char* const end, const char byte) noexcept {
     const void* const found = begin == end ? nullptr : std::memchr(begin, byte, static_cast<size_t>(end - begin));
     return found == nullptr ? end : static_cast<const char*>(found);
@@ -24,7 +27,7 @@ void LineParser::parse(const std::string_view text, ParsedPiece& piece) {
     m_end = text.data() + text.size();
     m_firstInvalidByte = findInvalidUtf8(m_unread, m_end);
     m_statementLines.clear();
-    m_omissions.clear();
+    m_replacements.clear();
     m_plainLine.reserve(text.size());
     if (readLines())
         runSerdTo(m_end);
@@ -55,7 +58,7 @@ bool LineParser::readLines() {
 bool LineParser::takePlainLine(const char* const begin, const char* const end) {
     if (!m_statementLines.empty() && !runSerdTo(begin))
         return false;
-    m_omissions.clear();
+    m_replacements.clear();
     m_unread = end;
     const char* const cause = takeStatement(m_plainLine.getStatement(), m_line);
     return cause == nullptr || addError(m_line, cause);
@@ -75,11 +78,13 @@ bool LineParser::takeLine(const char* const begin, const char* const end, const 
         return true;
     }
     if (shape.m_kind == LineShape::Kind::STATEMENT)
-        m_statementLines.push_back({m_line, next});
+        m_statementLines.push_back({m_line, next, shape.m_keyword != nullptr});
+    if (shape.m_keyword != nullptr)
+        m_replacements.push_back({shape.m_keyword, shape.m_keyword, DISGUISE});
     if (shape.m_gap != nullptr)
-        m_omissions.push_back({shape.m_gap, shape.m_gap});
+        m_replacements.push_back({shape.m_gap, shape.m_gap, ' '});
     if (shape.m_end != end)
-        m_omissions.push_back({shape.m_end, end}); // serd takes a zero byte for a comment's end
+        m_replacements.push_back({shape.m_end, end, ' '}); // serd takes a zero byte for a comment's end
     return true;
 }
 
@@ -88,9 +93,9 @@ bool LineParser::runSerdTo(const char* const end) {
     m_numberOfStatementsRead = 0;
     m_unreadEnd = end;
     while (m_numberOfStatementsRead != m_statementLines.size()) {
-        m_nextOmission = 0;
-        while (m_nextOmission != m_omissions.size() && m_omissions[m_nextOmission].m_begin < m_unread)
-            ++m_nextOmission;
+        m_nextReplacement = 0;
+        while (m_nextReplacement != m_replacements.size() && m_replacements[m_nextReplacement].m_begin < m_unread)
+            ++m_nextReplacement;
         const std::optional<SerdFault> fault =
             runSerd(m_format == RdfFormat::N_QUADS ? SERD_NQUADS : SERD_NTRIPLES, *this);
         if (m_numberOfStatementsRead == m_statementLines.size())
@@ -102,7 +107,7 @@ bool LineParser::runSerdTo(const char* const end) {
     }
     m_unread = end;
     m_statementLines.clear();
-    m_omissions.clear();
+    m_replacements.clear();
     return true;
 }
 
@@ -115,14 +120,15 @@ bool LineParser::addError(const uint64_t line, const std::string_view cause) {
 size_t LineParser::provideText(char* const buffer, const size_t size) {
     size_t length = 0;
     while (length != size && m_unread != m_unreadEnd) {
-        const Omission* const omission = m_nextOmission == m_omissions.size() ? nullptr : &m_omissions[m_nextOmission];
-        if (omission != nullptr && omission->m_begin == m_unread) {
-            buffer[length++] = ' ';
-            m_unread = omission->m_end;
-            ++m_nextOmission;
+        const Replacement* const replacement =
+            m_nextReplacement == m_replacements.size() ? nullptr : &m_replacements[m_nextReplacement];
+        if (replacement != nullptr && replacement->m_begin == m_unread) {
+            buffer[length++] = replacement->m_byte;
+            m_unread = replacement->m_end;
+            ++m_nextReplacement;
             continue;
         }
-        const char* const end = omission == nullptr ? m_unreadEnd : omission->m_begin;
+        const char* const end = replacement == nullptr ? m_unreadEnd : replacement->m_begin;
         const size_t part = std::min(size - length, static_cast<size_t>(end - m_unread));
         std::memcpy(buffer + length, m_unread, part);
         length += part;
@@ -134,7 +140,16 @@ size_t LineParser::provideText(char* const buffer, const size_t size) {
 const char* LineParser::takeStatement(const SerdStatement& statement) {
     if (m_numberOfStatementsRead == m_statementLines.size())
         return "more statements than lines";
-    const char* const cause = takeStatement(statement, m_statementLines[m_numberOfStatementsRead].m_line);
+    const StatementLine& line = m_statementLines[m_numberOfStatementsRead];
+    SerdNode subject = *statement.m_subject;
+    if (line.m_isSubjectDisguised) {
+        ++subject.buf;
+        --subject.n_bytes;
+        --subject.n_chars;
+    }
+    SerdStatement undisguised = statement;
+    undisguised.m_subject = &subject;
+    const char* const cause = takeStatement(undisguised, line.m_line);
     if (cause == nullptr)
         ++m_numberOfStatementsRead;
     return cause;

@@ -37,12 +37,14 @@ private:
     struct StatementLine {
         uint64_t m_line;
         const char* m_next; // the start of the next line
+        bool m_isSubjectDisguised;
     };
 
-    /// A part of the text that serd is given a space for.
-    struct Omission {
+    /// A part of the text, perhaps empty, that serd is given one byte for.
+    struct Replacement {
         const char* m_begin;
         const char* m_end;
+        char m_byte;
     };
 
     bool readLines();
@@ -69,6 +71,6 @@ private:
     const char* m_unreadEnd = nullptr;
     std::vector<StatementLine> m_statementLines; // of the text since the last error
     size_t m_numberOfStatementsRead = 0;
-    std::vector<Omission> m_omissions; // of the same text
-    size_t m_nextOmission = 0;
+    std::vector<Replacement> m_replacements; // in the same text
+    size_t m_nextReplacement = 0;
 };

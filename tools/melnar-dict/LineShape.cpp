@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/LineShape.h"
 
 #include "tools/melnar-dict/Escapes.h"
+#include "tools/melnar-dict/Keyword.h"
 #include "tools/melnar-dict/NameCharacters.h"
 
 #include <algorithm>
@@ -19,7 +20,7 @@ public:
         if (isAtEndOrComment())
             return {LineShape::Kind::BLANK, nullptr, nullptr, m_current};
         if (readSubject() && readPredicate() && readObject() && (!graphsAllowed || readGraph()) && readFullStop())
-            return {LineShape::Kind::STATEMENT, nullptr, m_gap, m_current};
+            return {LineShape::Kind::STATEMENT, nullptr, m_gap, m_current, m_keyword};
         return {LineShape::Kind::FAULTY, m_cause, nullptr, nullptr};
     }
 
@@ -27,8 +28,15 @@ private:
     bool readSubject() noexcept {
         if (isAt('<'))
             return readIri();
-        return readLabel("expected a subject: an IRI or a blank node") &&
-               (!isAt('.') || fail("a subject ends with '.'"));
+        const char* const blankNode = m_current;
+        if (!readLabel("expected a subject: an IRI or a blank node"))
+            return false;
+        if (isAt('.'))
+            return fail("a subject ends with '.'");
+        const std::string_view label(blankNode + 2, m_current);
+        if (isKeyword(label, "base") || isKeyword(label, "prefix") || isKeyword(label, "graph"))
+            m_keyword = label.data();
+        return true;
     }
 
     bool readPredicate() noexcept {
@@ -151,6 +159,7 @@ private:
     const char* const m_end;
     const char* m_cause = nullptr;
     const char* m_gap = nullptr;
+    const char* m_keyword = nullptr;
 };
 
 } // namespace

@@ -15,6 +15,8 @@ struct LineShape {
     const char* m_cause = nullptr; // why it is faulty
     const char* m_gap = nullptr;   // where the parser needs a space that the text lacks, if anywhere
     const char* m_end = nullptr;   // where a comment starts or the line ends
+    // The subject's label where the parser needs another letter before it, for it takes this one for a keyword.
+    const char* m_keyword = nullptr;
 };
 
 /// Judges a line without its line end. The line is valid UTF-8; `graphsAllowed` tells N-Quads from N-Triples.

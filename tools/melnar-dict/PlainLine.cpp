@@ -1,21 +1,5 @@
 #include "tools/melnar-dict/PlainLine.h"
 
-#include <algorithm>
-#include <string_view>
-
-namespace {
-
-bool isKeyword(const SerdNode& label) noexcept {
-    const std::string_view text(reinterpret_cast<const char*>(label.buf), label.n_bytes);
-    for (const std::string_view keyword : {"base", "prefix", "graph"})
-        if (std::equal(text.begin(), text.end(), keyword.begin(), keyword.end(),
-                       [](const char given, const char expected) { return (given | 0x20) == expected; }))
-            return true;
-    return false;
-}
-
-} // namespace
-
 const char* PlainLine::read(const char* const begin, const char* const textEnd) noexcept {
     start(begin, textEnd);
     m_statement.m_graph = m_statement.m_datatype = m_statement.m_language = nullptr;
@@ -42,7 +26,7 @@ const char* PlainLine::read(const char* const begin, const char* const textEnd) 
 }
 
 bool PlainLine::readSubject() noexcept {
-    return isAt('<') ? readAbsoluteIri(m_subject) : readLabelAndBlank(m_subject) && !isKeyword(m_subject);
+    return isAt('<') ? readAbsoluteIri(m_subject) : readLabelAndBlank(m_subject);
 }
 
 bool PlainLine::readObject() noexcept {

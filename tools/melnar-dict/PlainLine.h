@@ -9,7 +9,7 @@
 ///
 ///     line      = blank* subject blank* iri blank* object (blank* graph)? blank* "." blank* end
 ///     end       = line feed | carriage return | end of the text
-///     subject   = iri | label, but not _:base, _:prefix and _:graph, which the parser takes for keywords
+///     subject   = iri | label
 ///     object    = iri | label | string (tag | "^^" iri)?
 ///     graph     = iri | label, in N-Quads only
 ///     blank     = space | tab

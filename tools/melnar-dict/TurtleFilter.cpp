@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/TurtleFilter.h"
 
 #include "tools/melnar-dict/Escapes.h"
+#include "tools/melnar-dict/Keyword.h"
 #include "tools/melnar-dict/NameCharacters.h"
 #include "tools/melnar-dict/TurtleNumber.h"
 
@@ -23,11 +24,6 @@ bool startsName(const char character) noexcept {
 
 bool isTagByte(const char character) noexcept {
     return character == '-' || CHARMAP_ALPHANUMERIC[static_cast<uint8_t>(character)] != 0;
-}
-
-bool isKeyword(const std::string_view word, const std::string_view lowerCaseKeyword) noexcept {
-    return std::equal(word.begin(), word.end(), lowerCaseKeyword.begin(), lowerCaseKeyword.end(),
-                      [](const char given, const char expected) { return (given | 0x20) == expected; });
 }
 
 } // namespace

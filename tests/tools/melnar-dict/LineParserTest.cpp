@@ -146,6 +146,22 @@ TEST_F(LineParserTest, refusesRelativeIris) {
     EXPECT_EQ((Errors{{1, "bad IRI scheme start `>'"}}), getErrors());
 }
 
+TEST_F(LineParserTest, takesKeywordsForTheLabelsThatTheyAre) {
+    for (const std::string label : {"base", "prefix", "graph", "BASE", "Prefix", "gRAPH"})
+        for (const RdfFormat format : {RdfFormat::N_TRIPLES, RdfFormat::N_QUADS}) {
+            const std::string start = "_:" + label + " <a:p> ";
+            parse(start + "\"plain\" .\n" + start + "\"commented\" . # c\n" + start + "\"\\q\" . # c\n" + start +
+                      "<a:\\u00e9> .\n" + start + "_:" + label + ".\n" + start + "\"end\" .",
+                  true, format);
+            EXPECT_EQ((Errors{{3, "invalid escape `\\q'"}}), getErrors()) << label;
+            EXPECT_EQ((Literals{{1, "plain"}, {2, "commented"}, {6, "end"}}), getLiterals()) << label;
+            EXPECT_EQ(5u, m_piece.m_counts.m_statements) << label;
+        }
+    parse("_:base <a:p> \"x\" _:graph. # c\n_:graph <a:p> \"y\" <a:g> .\n", false, RdfFormat::N_QUADS);
+    EXPECT_EQ(Errors{}, getErrors());
+    EXPECT_EQ((Literals{{1, "x"}, {2, "y"}}), getLiterals());
+}
+
 TEST_F(LineParserTest, handsBrokenTagsOnForTheEngineToJudge) {
     parse(statement("\"a\"@en-") + statement("\"b\"@en--x"));
     EXPECT_EQ(Errors{}, getErrors());

@@ -111,6 +111,15 @@ TEST(LineShapeTest, takesAGraphOnlyWhereThereAreGraphs) {
     EXPECT_EQ("expected '.' behind the statement", causeOf("<a:s> <a:p> <a:o> \"g\" .", true));
 }
 
+TEST(LineShapeTest, tellsWhichSubjectsAreKeywordsForTheParser) {
+    for (const std::string_view line :
+         {"_:base <a:p> <a:o> .", "_:PREFIX <a:p> <a:o> .", "_:gRAPH<a:p> <a:o> .", "_:base <a:p> _:graph ."})
+        EXPECT_EQ(line.data() + 2, shapeOf(line).m_keyword) << line;
+    for (const std::string_view line : {"_:bas <a:p> <a:o> .", "_:base1 <a:p> <a:o> .", "<base:> <a:p> <a:o> .",
+                                        "_:b <a:p> _:base .", "_:base.base <a:p> <a:o> ."})
+        EXPECT_EQ(nullptr, shapeOf(line).m_keyword) << line;
+}
+
 TEST(LineShapeTest, asksForASpaceBetweenAGraphsLabelAndTheFullStop) {
     const std::string_view line = "<a:s> <a:p> _:o _:g.";
     EXPECT_EQ(line.data() + line.size() - 1, shapeOfLine(line, true).m_gap);

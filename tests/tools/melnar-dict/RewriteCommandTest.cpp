@@ -79,6 +79,17 @@ TEST_F(RewriteCommandTest, statementsComeOutInCanonicalForm) {
               getContentsOf("decoded.nq"));
 }
 
+TEST_F(RewriteCommandTest, labelsThatAreKeywordsComeOutAsTheyWere) {
+    m_directory.addFile("in.nt", "_:base <urn:p> \"a\" .\n_:base <urn:p> <urn:o> . # not plain\n"
+                                 "_:xbase <urn:p> _:base.\n_:Graph<urn:p>_:xGraph . # not plain\n");
+    load("in.nt");
+    const ToolResult result = run({"encode", "in.nt", "-d", "d", "-o", "-"});
+    EXPECT_EQ("", result.m_errorOutput);
+    EXPECT_EQ("_:base <urn:p> <melnar:1> .\n_:base <urn:p> <urn:o> .\n_:xbase <urn:p> _:base .\n"
+              "_:Graph <urn:p> _:xGraph .\n",
+              result.m_output);
+}
+
 TEST_F(RewriteCommandTest, orderIsKeptWithAnyNumberOfThreads) {
     std::string triples;
     for (int number = 0; number < 100000; ++number)

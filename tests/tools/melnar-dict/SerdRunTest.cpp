@@ -160,6 +160,10 @@ TEST_F(SerdRunTest, knowsWhatSerdRefusesWronglyWithoutHelp) {
          {"@prefix true: <t> . <s> <p> true:x .", "_:b1 <p> _:B1 .", "<s> <p> \"x\" @en .", "<s> <p> \"x\" ^^<t> ."})
         EXPECT_NE("", run(text)) << text;
     EXPECT_NE("", run("<a:s> <a:p> <a:o> _:g.", SERD_NQUADS));
+    for (const std::string label : {"_:base", "_:PREFIX", "_:Graph"}) {
+        EXPECT_NE("", run(label + " <a:p> <a:o> .", SERD_NTRIPLES)) << label;
+        EXPECT_EQ("", run("<a:s> <a:p> " + label + " .", SERD_NTRIPLES)) << label;
+    }
 }
 
 } // namespace

@@ -63,9 +63,14 @@ std::optional<StatementTexts> readWithSerd(const std::string_view line, const bo
     std::string text(line.data(), shape.m_end);
     if (shape.m_gap != nullptr)
         text.insert(static_cast<size_t>(shape.m_gap - line.data()), 1, ' ');
+    if (shape.m_keyword != nullptr)
+        text.insert(static_cast<size_t>(shape.m_keyword - line.data()), 1, 'x');
     LineClient client(text);
     const bool isFaulty = runSerd(graphsAllowed ? SERD_NQUADS : SERD_NTRIPLES, client).has_value();
     if (isFaulty || client.getStatements().size() != 1)
         return std::nullopt;
-    return client.getStatements().front();
+    StatementTexts statement = client.getStatements().front();
+    if (shape.m_keyword != nullptr)
+        statement.m_subject.erase(statement.m_subject.find('x'), 1);
+    return statement;
 }
