@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <new>
 
-/// Zero bytes on pages of their own between two that fault on every access: a read outside ends the program, also one by
-/// an instruction that no sanitizer watches. Only the side that the bytes are flush with is guarded to the byte.
+/// Zero bytes on pages of their own between two that fault on every access: a read outside ends the program, also one
+/// by an instruction that no sanitizer watches. Only the side that the bytes are flush with is guarded to the byte.
 class GuardedBytes : private Unmovable {
 public:
     enum class FlushWith { START_OF_PAGE, END_OF_PAGE };

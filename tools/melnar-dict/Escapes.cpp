@@ -1,16 +1,11 @@
 #include "tools/melnar-dict/Escapes.h"
 
-#include <charconv>
+#include "tools/melnar-dict/CodePoint.h"
+
 #include <cstdint>
 #include <optional>
 
 namespace {
-
-constexpr uint32_t LAST_CODE_POINT = 0x10FFFF;
-
-bool isSurrogate(const uint32_t codePoint) noexcept {
-    return codePoint >= 0xD800 && codePoint <= 0xDFFF;
-}
 
 bool isForbiddenInIri(const uint32_t codePoint) noexcept {
     return codePoint <= 0x20 ||
@@ -21,14 +16,7 @@ bool isForbiddenInIri(const uint32_t codePoint) noexcept {
 /// The number in a \u or \U escape whose letter is the text's first byte; nothing when it is cut short or not a number.
 std::optional<uint32_t> parseEscape(const std::string_view text) noexcept {
     const size_t length = text.front() == 'u' ? 4 : 8;
-    if (text.size() < 1 + length)
-        return std::nullopt;
-    uint32_t codePoint = 0;
-    const char* const end = text.data() + 1 + length;
-    const auto [parsed, error] = std::from_chars(text.data() + 1, end, codePoint, 16);
-    if (error != std::errc() || parsed != end)
-        return std::nullopt;
-    return codePoint;
+    return text.size() < 1 + length ? std::nullopt : parseHexadecimalDigits(text.data() + 1, length);
 }
 
 const char* findFault(std::string_view text, const bool isIri) noexcept {

@@ -1,10 +1,14 @@
 #include "tools/melnar-dict/PlainTermReader.h"
 
+#include "tools/melnar-dict/CodePoint.h"
+#include "tools/melnar-dict/NameCharacters.h"
+
 #include "Engine/core/platform/CharacterMaps.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <optional>
 #include <string_view>
 
 #if defined(__SSE2__)
@@ -87,12 +91,6 @@ constexpr CharacterMap CHARMAP_LABEL_START = [] {
     return map;
 }();
 
-constexpr CharacterMap CHARMAP_LABEL = [] {
-    CharacterMap map = CHARMAP_LABEL_START;
-    map['-'] = 1;
-    return map;
-}();
-
 /// What the character behind a backslash stands for, 0 when it is not one of these.
 constexpr std::array<char, 256> ESCAPED_CHARACTERS = [] {
     std::array<char, 256> characters{};
@@ -106,33 +104,6 @@ constexpr std::array<char, 256> ESCAPED_CHARACTERS = [] {
     characters['\\'] = '\\';
     return characters;
 }();
-
-constexpr uint8_t NO_DIGIT = 0xFF;
-
-constexpr std::array<uint8_t, 256> HEXADECIMAL_DIGITS = [] {
-    std::array<uint8_t, 256> digits{};
-    digits.fill(NO_DIGIT);
-    for (uint8_t digit = 0; digit < 10; ++digit)
-        digits[static_cast<size_t>('0' + digit)] = digit;
-    for (uint8_t letter = 0; letter < 6; ++letter)
-        digits[static_cast<size_t>('a' + letter)] = digits[static_cast<size_t>('A' + letter)] =
-            static_cast<uint8_t>(10 + letter);
-    return digits;
-}();
-
-constexpr uint32_t NO_CODE_POINT = 0xFFFFFFFF;
-
-uint32_t parseCodePoint(const char* const digits, const unsigned numberOfDigits) noexcept {
-    uint32_t codePoint = 0;
-    uint8_t allBits = 0;
-    for (unsigned index = 0; index < numberOfDigits; ++index) {
-        const uint8_t digit = HEXADECIMAL_DIGITS[static_cast<uint8_t>(digits[index])];
-        allBits |= digit;
-        codePoint = codePoint << 4 | (digit & 0xFu);
-    }
-    const bool isSurrogate = codePoint >= 0xD800 && codePoint <= 0xDFFF;
-    return allBits > 0xF || isSurrogate || codePoint > 0x10FFFF ? NO_CODE_POINT : codePoint;
-}
 
 char* writeUtf8(const uint32_t codePoint, char* output) noexcept {
     const auto write = [&output](const uint32_t byte) { *output++ = static_cast<char>(byte); };
@@ -202,7 +173,7 @@ bool PlainTermReader::readLabel(SerdNode& node) noexcept {
     if (m_end - m_current < 4 || m_current[0] != '_' || m_current[1] != ':' || !isIn(CHARMAP_LABEL_START, m_current[2]))
         return false;
     const char* const label = m_current + 2;
-    m_current = std::find_if_not(label + 1, m_end, [](const char byte) { return isIn(CHARMAP_LABEL, byte); });
+    m_current = std::find_if_not(label + 1, m_end, [](const char byte) { return isIn(CHARMAP_PLAIN_NAME, byte); });
     setNode(node, SERD_BLANK, label, m_current);
     return true;
 }
@@ -268,11 +239,11 @@ bool PlainTermReader::readEscapes() noexcept {
             const unsigned numberOfDigits = kind == 'u' ? 4 : 8;
             if (m_end - m_current < numberOfDigits)
                 return false;
-            const uint32_t codePoint = parseCodePoint(m_current, numberOfDigits);
-            if (codePoint == NO_CODE_POINT)
+            const std::optional<uint32_t> codePoint = parseHexadecimalDigits(m_current, numberOfDigits);
+            if (!codePoint || isSurrogate(*codePoint) || *codePoint > LAST_CODE_POINT)
                 return false;
             m_current += numberOfDigits;
-            m_unescapedEnd = writeUtf8(codePoint, m_unescapedEnd);
+            m_unescapedEnd = writeUtf8(*codePoint, m_unescapedEnd);
         } else {
             *m_unescapedEnd = ESCAPED_CHARACTERS[static_cast<uint8_t>(kind)];
             if (*m_unescapedEnd++ == 0)

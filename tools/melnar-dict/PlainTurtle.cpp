@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/PlainTurtle.h"
 
+#include "tools/melnar-dict/NameCharacters.h"
 #include "tools/melnar-dict/TurtleFilter.h"
 
 #include "Engine/core/platform/CharacterMaps.h"
@@ -16,12 +17,6 @@ bool isLetter(const char byte) noexcept {
 bool isDigit(const char byte) noexcept {
     return byte >= '0' && byte <= '9';
 }
-
-constexpr CharacterMap CHARMAP_PLAIN_NAME = [] {
-    CharacterMap map = CHARMAP_ALPHANUMERIC;
-    map['_'] = map['-'] = 1;
-    return map;
-}();
 
 bool isOfName(const char byte) noexcept {
     return CHARMAP_PLAIN_NAME[static_cast<uint8_t>(byte)] != 0;

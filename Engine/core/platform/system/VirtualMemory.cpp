@@ -10,8 +10,8 @@ namespace {
 
 constexpr size_t HUGE_PAGE_SIZE = size_t(1) << 21;
 
-/// Only advice: what is random access in a large region then misses the address translation cache less often. The system
-/// uses a huge page only where all of it is accessible, so no more memory is taken than was committed.
+/// Only advice: what is random access in a large region then misses the address translation cache less often. The
+/// system uses a huge page only where all of it is accessible, so no more memory is taken than was committed.
 void adviseHugePages([[maybe_unused]] void* const begin, [[maybe_unused]] const size_t numberOfBytes) noexcept {
 #if defined(MADV_HUGEPAGE)
     static_cast<void>(::madvise(begin, numberOfBytes, MADV_HUGEPAGE));
