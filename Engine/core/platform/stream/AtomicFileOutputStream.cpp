@@ -55,7 +55,7 @@ std::string followLinksToNothing(const std::string& fileName) {
         if (length == -1)
             failToFollowLinks(fileName, "readlink", errno);
         const std::string targetName(target.data(), static_cast<size_t>(length));
-        name = targetName.starts_with('/') ? targetName : getFolderName(name) + '/' + targetName;
+        name = targetName.starts_with('/') ? targetName : getFolderName(name).append("/").append(targetName);
     }
     failToFollowLinks(fileName, "readlink", ELOOP);
 }
