@@ -32,6 +32,7 @@ StringDatatype<T>::~StringDatatype() = default;
 template<class T>
 void StringDatatype<T>::initialize(const size_t initialSize) {
     m_initialSize = initialSize;
+    m_endOfUsedOffsets = m_resourceDataOffsets.getEnd();
     m_xsdStringTable.initialize(MINIMUM_NUMBER_OF_BUCKETS);
     m_plainLiteralTable.initialize(MINIMUM_NUMBER_OF_BUCKETS);
 }
@@ -42,6 +43,7 @@ void StringDatatype<T>::initializeForSnapshot(const std::vector<uint64_t>& resou
         const size_t neededBuckets = static_cast<size_t>(static_cast<double>(resourceCount) / 0.7) + 1;
         return std::max(MINIMUM_NUMBER_OF_BUCKETS, std::bit_ceil(neededBuckets));
     };
+    m_endOfUsedOffsets = m_resourceDataOffsets.getEnd();
     m_xsdStringTable.initialize(getNumberOfBuckets(resourceCounts[D_XSD_STRING]));
     m_plainLiteralTable.initialize(getNumberOfBuckets(resourceCounts[D_RDF_PLAIN_LITERAL]));
 }
@@ -189,6 +191,7 @@ void StringDatatype<T>::finishCompact(const DictionaryCompactionState& state) {
     // Not before all offsets are the new ones.
     for (const CompactionEntry* ownEntry = ownEntries; ownEntry != entry; ++ownEntry)
         OffsetNeighbours::clearNextInside(m_resourceDataOffsets.getData(), ownEntry->resourceID, ownEntry->dataSize);
+    m_endOfUsedOffsets = m_resourceDataOffsets.getEnd();
 }
 
 template<class T>
@@ -205,6 +208,7 @@ void StringDatatype<T>::load(InputStream& inputStream) {
         throw MelnarException(STRING_DATATYPE_SOURCE_FILE, LINE_NOT_A_STRING_DATATYPE, MelnarException::NO_CAUSES,
                               "Invalid input file: cannot load StringDatatype.");
     m_initialSize = inputStream.readUInt64();
+    m_endOfUsedOffsets = m_resourceDataOffsets.getEnd();
     m_xsdStringTable.load(inputStream);
     m_plainLiteralTable.load(inputStream);
 }

@@ -116,6 +116,10 @@ private:
     size_t findGroup(const PreparedEntries& prepared, DictionaryCommitPoint commitPoint, EnteredTable& enteredTable,
                      GroupProbe<T>& groupProbe) const;
 
+    // Offsets from here on were zero when this life of the tables began. Constant while threads are at work. Nearly all
+    // resources are created behind it, and spared a look at the next offset: another thread may be writing it.
+    size_t m_endOfUsedOffsets = 0;
+
     // Mutable because a lookup, too, holds its thread's slot and helps with a resize.
     mutable Table m_xsdStringTable;
     mutable Table m_plainLiteralTable;
