@@ -1,6 +1,7 @@
 """What the benchmark programs write, Google Benchmark's JSON, as medians and spreads."""
 
 import json
+import math
 import statistics
 
 # Fields of a repetition that are Google Benchmark's own, not figures of ours.
@@ -45,7 +46,10 @@ class Results:
                 self.failed.append(f"{name}: {entry.get('error_message')}")
                 continue
             for quantity in entry.keys() - OWN_FIELDS:
-                values.setdefault(name, {}).setdefault(quantity, []).append(float(entry[quantity]))
+                if math.isfinite(entry[quantity]):
+                    values.setdefault(name, {}).setdefault(quantity, []).append(float(entry[quantity]))
+                else:
+                    self.failed.append(f"{name}: {quantity} is not finite")
         self.figures = {
             name: {quantity: Figure(numbers) for quantity, numbers in quantities.items()}
             for name, quantities in values.items()

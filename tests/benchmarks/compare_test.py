@@ -59,6 +59,12 @@ class CompareTest(unittest.TestCase):
         exit_code, lines = self.compare(old, make_results({"find": {"ns": 10}}, failed=["insert"]))
         self.assertEqual((1, "insert: wrong sum"), (exit_code, lines[0]))
 
+    def test_a_figure_that_is_no_number_is_no_pass(self):
+        results = [make_results({"find": {"ns": ns, "stalls": 2}}) for ns in (10, float("nan"), float("inf"))]
+        for new in results[1:]:
+            exit_code, lines = self.compare(results[0], new)
+            self.assertEqual((1, ["missing find ns", "find: ns is not finite"]), (exit_code, lines[:2]))
+
     def test_runs_without_a_common_figure_cannot_be_compared(self):
         exit_code, _ = self.compare(make_results({"find": {"ns": 10}}), make_results({"insert": {"ns": 10}}))
         self.assertEqual(2, exit_code)

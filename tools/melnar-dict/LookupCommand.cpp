@@ -102,7 +102,10 @@ ExitCode runLookup(std::vector<std::string> arguments, StandardOutput& output, s
     try {
         answerOperands(options.m_operands, answers, output);
     } catch (...) {
-        output.flush(); // what has been answered so far
+        try {
+            output.flush();            // what has been answered so far
+        } catch (const ToolFailure&) { // NOLINT(bugprone-empty-catch): the first failure is the one to report
+        }
         throw;
     }
     output.flush();

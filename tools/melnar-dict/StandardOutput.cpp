@@ -25,8 +25,11 @@ void StandardOutput::flush() {
         const ssize_t numberOfBytes = ::write(m_fileDescriptor, remaining.data(), remaining.size());
         if (numberOfBytes >= 0)
             remaining.remove_prefix(static_cast<size_t>(numberOfBytes));
-        else if (errno != EINTR)
-            throw ToolFailure(ExitCode::FAILURE, "standard output: " + std::generic_category().message(errno));
+        else if (errno != EINTR) {
+            const int errorCode = errno;
+            m_buffer.clear(); // a part of it may have been written, and must not be written again
+            throw ToolFailure(ExitCode::FAILURE, "standard output: " + std::generic_category().message(errorCode));
+        }
     }
     m_buffer.clear();
 }

@@ -9,8 +9,8 @@
 ///
 /// Ownership  Refers to a file descriptor, which stays open.
 /// Threads    One at a time.
-/// Errors     A ToolFailure with ExitCode::FAILURE when something cannot be written. What has not been flushed when
-///            this is destroyed is not written.
+/// Errors     A ToolFailure with ExitCode::FAILURE when something cannot be written; what was to be written is dropped
+///            then. What has not been flushed when this is destroyed is not written.
 class StandardOutput : private Unmovable {
 public:
     explicit StandardOutput(const int fileDescriptor) : m_fileDescriptor(fileDescriptor) {}

@@ -152,7 +152,7 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_
         const bool beginsInsidePrevious = previousOffset < dataOffset && dataOffset - previousOffset < previousSize;
         if (datatypeID == D_INVALID) {
             if (beginsInsidePrevious)
-                dataOffset = 0; // It may be any number, but batches look at the offset behind the one that they want.
+                dataOffset = 0; // It may be any number, but a probe looks at the offset behind the one that it wants.
             previousSize = 0;
             continue;
         }

@@ -40,7 +40,7 @@ std::string damageText(std::string text, TextDamage& damage) {
         "[",   "]",       "(",      ")",    "{",  "}",  "@", "^^", "_:", ":", "#",
         "\\u", "\\uD800", "\xC3",   "\xFF", "a",  "1",  " ", "e:", "-",  "=", std::string(1, '\0')};
     for (size_t count = damage.below(4); count > 0; --count)
-        damage.change(text, pieces);
+        damage.change(text, pieces, text.size() / 4);
     return text;
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <random>
 #include <span>
 #include <string>
@@ -14,8 +16,9 @@ public:
     /// A number from 0 to `bound` - 1.
     size_t below(const size_t bound) { return std::uniform_int_distribution<size_t>(0, bound - 1)(m_random); }
 
-    /// Takes a few bytes out, doubles some, cuts the end off or puts a piece in, somewhere.
-    void change(std::string& text, const std::span<const std::string> pieces) {
+    /// Takes a few bytes out, doubles some, cuts the end off, of at most so many bytes, or puts a piece in, somewhere.
+    void change(std::string& text, const std::span<const std::string> pieces,
+                const size_t largestCut = std::numeric_limits<size_t>::max()) {
         const size_t position = below(text.size() + 1);
         switch (below(5)) {
         case 0:
@@ -25,7 +28,7 @@ public:
             text.insert(position, text.substr(below(text.size() + 1), below(20)));
             break;
         case 2:
-            text.resize(position);
+            text.resize(std::max(position, text.size() - std::min(text.size(), largestCut)));
             break;
         default:
             text.insert(position, pieces[below(pieces.size())]);

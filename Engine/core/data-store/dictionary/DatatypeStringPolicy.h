@@ -32,7 +32,7 @@ public:
     }
 
     const uint8_t* getChunkAddress(const uint64_t resourceID) const noexcept {
-        return m_dataPool.getData() + m_resourceDataOffsets[resourceID];
+        return m_dataPool.getData() + OffsetNeighbours::getOffset(m_resourceDataOffsets.getData(), resourceID);
     }
 
     StringChunk getChunk(const uint64_t resourceID) const noexcept { return StringChunk(getChunkAddress(resourceID)); }

@@ -28,7 +28,8 @@ class DictionaryThreadContext;
 /// Units      Resource IDs count from 1; 0 means no resource. Sizes are bytes.
 /// Ownership  The dictionary owns the counter, the two regions and the pool, and they outlive the datatype. What they
 ///            hold at first, or after the dictionary has loaded them, is its business, with one condition: no ID has an
-///            offset inside another resource's chunk (see OffsetNeighbours).
+///            offset inside another resource's chunk (see OffsetNeighbours). Whoever empties the pool prepares the
+///            datatype anew, too.
 /// Lifecycle  After construction one of initialize, initializeForSnapshot and load comes before anything else.
 /// Threads    resolveResource, restoreResource, tryResolveResource, getResource, deleteUncommittedResourceID and
 ///            getComponentInfo: any threads at once. Everything else: alone.

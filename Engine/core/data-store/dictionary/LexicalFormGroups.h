@@ -21,8 +21,8 @@ using HashOneFormPerLane = void (*)(const std::array<const char*, NUMBER_OF_LANE
 
 /// A HashInOrder that hands as many forms at a time as there are lanes to a function of vectors.
 ///
-/// That function must be local to its source file, so that its instance is, too: the instances of two files are
-/// compiled for different processors, and the linker must not take one for the other.
+/// That function must be local to its source file, and so is its instance then: two files, compiled for different
+/// processors, may have functions of one name, and the linker must not take one for the other.
 template<size_t NUMBER_OF_LANES, HashOneFormPerLane<NUMBER_OF_LANES> HASH_ONE_FORM_PER_LANE>
 void hashGroupsInOrder(const std::string_view* const forms, const uint16_t* const order, const size_t numberOfForms,
                        uint64_t* const hashes) noexcept {

@@ -118,7 +118,7 @@ uint64_t StringDatatype<T>::doTryResolveResource(Table& table, const DictionaryC
 template<class T>
 void StringDatatype<T>::getResource(const uint64_t resourceID, const uint8_t datatypeID,
                                     ResourceValue& resourceValue) const {
-    const StringChunk chunk(m_dataPool.getData() + m_resourceDataOffsets[resourceID]);
+    const StringChunk chunk = m_xsdStringTable.getPolicy().getChunk(resourceID);
     resourceValue.m_datatypeID = datatypeID;
     resourceValue.m_data = chunk.getData();
     resourceValue.m_dataSize = chunk.getStoredSize();
@@ -128,7 +128,7 @@ void StringDatatype<T>::getResource(const uint64_t resourceID, const uint8_t dat
 
 template<class T>
 void StringDatatype<T>::getResource(const uint64_t resourceID, uint8_t, std::string& lexicalForm) const {
-    const StringChunk chunk(m_dataPool.getData() + m_resourceDataOffsets[resourceID]);
+    const StringChunk chunk = m_xsdStringTable.getPolicy().getChunk(resourceID);
     lexicalForm.assign(chunk.getLexicalForm(), chunk.getLexicalFormLength());
 }
 
@@ -208,7 +208,7 @@ void StringDatatype<T>::load(InputStream& inputStream) {
         throw MelnarException(STRING_DATATYPE_SOURCE_FILE, LINE_NOT_A_STRING_DATATYPE, MelnarException::NO_CAUSES,
                               "Invalid input file: cannot load StringDatatype.");
     m_initialSize = inputStream.readUInt64();
-    m_endOfUsedOffsets = m_resourceDataOffsets.getEnd();
+    m_endOfUsedOffsets = UNKNOWN_END; // the dictionary may load the offsets before or after this
     m_xsdStringTable.load(inputStream);
     m_plainLiteralTable.load(inputStream);
 }

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <span>
 #include <string>
@@ -29,8 +30,8 @@ class GroupProbe;
 ///   release order -> publish the ID in the bucket (O2)
 /// A reader comes by the bucket (O3), or by an ID and the datatype byte, read with acquire order. If the ID or the
 /// chunk is not to be had, the bucket becomes empty again (O4) and whoever waits for it may try in turn.
-/// O1 to O4 stand in ParallelHashTable.h. The offset is stored atomically, relaxed, as batches look at the offset
-/// behind the one that they want; it makes nothing visible.
+/// O1 to O4 stand in ParallelHashTable.h. Offsets are stored and read atomically, relaxed, as a probe also looks at the
+/// offset behind the one that it wants (see OffsetNeighbours); it makes nothing visible.
 template<class T>
 class StringDatatype final : public DictionaryDatatype {
 public:
@@ -88,6 +89,7 @@ private:
     class EnteredTable;
 
     static constexpr size_t MINIMUM_NUMBER_OF_BUCKETS = 1024;
+    static constexpr size_t UNKNOWN_END = std::numeric_limits<size_t>::max();
 
     Table& selectTable(const uint8_t datatypeID) const noexcept {
         return datatypeID == D_XSD_STRING ? m_xsdStringTable : m_plainLiteralTable;
@@ -116,8 +118,9 @@ private:
     size_t findGroup(const PreparedEntries& prepared, DictionaryCommitPoint commitPoint, EnteredTable& enteredTable,
                      GroupProbe<T>& groupProbe) const;
 
-    // Offsets from here on were zero when this life of the tables began. Constant while threads are at work. Nearly all
-    // resources are created behind it, and spared a look at the next offset: another thread may be writing it.
+    // From here on no ID ever had an offset before this life of the tables; after load that is not known. Constant
+    // while threads are at work. Who creates a resource behind it need not look at the next offset, which another
+    // thread may be about to write.
     size_t m_endOfUsedOffsets = 0;
 
     // Mutable because a lookup, too, holds its thread's slot and helps with a resize.

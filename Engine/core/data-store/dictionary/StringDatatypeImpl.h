@@ -68,8 +68,7 @@ uint64_t StringDatatype<T>::createResource(DictionaryThreadContext* const thread
         dataOffset = newDataChunk(threadContext, chunkSize);
     }
     StringChunk::write(m_dataPool.getData() + dataOffset, lexicalForm, lexicalFormLength);
-    // Atomic, as a probe that meets the resource before this one may look at it.
-    std::atomic_ref<uint64_t>(m_resourceDataOffsets[resourceID]).store(dataOffset, std::memory_order_relaxed);
+    OffsetNeighbours::setOffset(m_resourceDataOffsets.getData(), resourceID, dataOffset);
     if (resourceID < m_endOfUsedOffsets) [[unlikely]]
         OffsetNeighbours::clearNextInside(m_resourceDataOffsets.getData(), resourceID, chunkSize);
     m_resourceFlags[resourceID].store(datatypeID, std::memory_order_release);

@@ -122,7 +122,7 @@ int openForLock(const std::string& fileName) {
         if (fileDescriptor == -1 && errno == EACCES) {
             fileDescriptor = ::open(fileName.c_str(), O_RDONLY | FLAGS);
             if (fileDescriptor == -1 && errno == ENOENT)
-                errno = EACCES; // there is no such file, and none may be made
+                errno = EACCES; // no file is there, and it was for want of permission that none was made
         }
         if (fileDescriptor != -1)
             return fileDescriptor;

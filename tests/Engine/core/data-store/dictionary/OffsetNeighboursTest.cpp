@@ -1,7 +1,7 @@
 #include "Engine/core/data-store/dictionary/OffsetNeighbours.h"
 
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
-#include "tests/support/DictionaryFixture.h"
+#include "tests/Engine/core/data-store/dictionary/LeftOverOffsets.h"
 
 #include <gtest/gtest.h>
 
@@ -54,54 +54,39 @@ TEST(OffsetNeighboursTest, onlyAnOffsetInsideAChunkIsCleared) {
 }
 
 template<class T>
-class LeftOverOffsetsTest : public testing::Test {
-protected:
-    /// Fills the dictionary with short strings, and then makes all of it new but for offsets and datatype bytes.
-    void liveOnce() {
-        for (int number = 1; number <= 20; ++number)
-            m_fixture.resolve(std::to_string(number % 10));
-        startAgain();
-    }
-
-    void startAgain() {
-        m_fixture.m_nextResourceID = 1;
-        m_fixture.m_dataPool.initialize(DictionaryParts::POOL_CAPACITY);
-        m_fixture.m_datatype.initialize(0);
-    }
-
-    DictionaryFixture<T> m_fixture;
-};
+class LeftOverOffsetsTest : public testing::Test {};
 
 TYPED_TEST_SUITE(LeftOverOffsetsTest, DatatypeWidths, DatatypeWidthNames);
 
-TYPED_TEST(LeftOverOffsetsTest, aRestoredResourceIsFound) {
-    this->liveOnce();
-    const std::string form(40, 'c');
-    ASSERT_LT(this->m_fixture.m_resourceDataOffsets[2], 40u) << "inside the chunk that comes";
-    EXPECT_EQ(1u, this->m_fixture.restore(1, form));
-    EXPECT_EQ(1u, this->m_fixture.tryResolve(form));
-    EXPECT_EQ((BatchAnswers{{1}}), lookUpAtOnce(this->m_fixture, {{form, D_XSD_STRING}}, EVERYTHING));
-    EXPECT_EQ(1u, this->m_fixture.resolve(form));
-    EXPECT_EQ(2u, this->m_fixture.restore(2, "next"));
-    EXPECT_EQ(1u, this->m_fixture.tryResolve(form));
-    EXPECT_EQ(2u, this->m_fixture.tryResolve("next"));
+TYPED_TEST(LeftOverOffsetsTest, newResourcesAreFoundHoweverALifeBegins) {
+    for (const NewLife newLife : ALL_NEW_LIVES) {
+        SCOPED_TRACE(static_cast<int>(newLife));
+        LeftOverOffsets<TypeParam> fixture(20);
+        fixture.startAgain(newLife);
+        for (uint64_t resourceID = 1; resourceID <= 20; ++resourceID) {
+            ASSERT_EQ(20 + 40 * (resourceID - 1), fixture.m_resourceDataOffsets[resourceID + 1]) << "left over";
+            const std::string form = fixture.makeForm(resourceID);
+            ASSERT_EQ(resourceID, fixture.resolve(form));
+            ASSERT_EQ(40 * (resourceID - 1), fixture.m_resourceDataOffsets[resourceID]);
+            ASSERT_EQ(resourceID, fixture.tryResolve(form));
+            ASSERT_EQ((BatchAnswers{{resourceID}}), lookUpAtOnce(fixture, {{form, D_XSD_STRING}}, EVERYTHING));
+            ASSERT_EQ(resourceID, fixture.resolve(form));
+        }
+    }
 }
 
-TYPED_TEST(LeftOverOffsetsTest, aNewResourceIsFoundWhileItIsTheLast) {
-    this->liveOnce();
-    OwnedLiterals literals;
-    for (uint64_t resourceID = 1; resourceID <= 20; ++resourceID) {
-        literals.push_back({std::string(40 + resourceID, 'c'), D_XSD_STRING});
-        EXPECT_EQ(resourceID, this->m_fixture.resolve(literals.back().m_lexicalForm));
-        for (uint64_t earlier = 1; earlier <= resourceID; ++earlier)
-            EXPECT_EQ(earlier, this->m_fixture.tryResolve(literals[earlier - 1].m_lexicalForm));
+TYPED_TEST(LeftOverOffsetsTest, restoredResourcesAreFoundHoweverALifeBegins) {
+    for (const NewLife newLife : ALL_NEW_LIVES) {
+        SCOPED_TRACE(static_cast<int>(newLife));
+        LeftOverOffsets<TypeParam> fixture(20);
+        fixture.startAgain(newLife);
+        for (const uint64_t resourceID : {1u, 2u, 5u, 4u, 3u}) {
+            const std::string form = fixture.makeForm(resourceID);
+            fixture.restore(resourceID, form);
+            ASSERT_EQ(resourceID, fixture.tryResolve(form));
+            ASSERT_EQ((BatchAnswers{{resourceID}}), lookUpAtOnce(fixture, {{form, D_XSD_STRING}}, EVERYTHING));
+        }
+        for (uint64_t resourceID = 1; resourceID <= 5; ++resourceID)
+            ASSERT_EQ(resourceID, fixture.tryResolve(fixture.makeForm(resourceID)));
     }
-    EXPECT_EQ(lookUpOneByOne(this->m_fixture, literals, EVERYTHING),
-              lookUpAtOnce(this->m_fixture, literals, EVERYTHING));
-    this->startAgain();
-    for (OwnedLiteral& literal : literals)
-        literal.m_lexicalForm += literal.m_lexicalForm;
-    const BatchAnswers answers = resolveAtOnce(this->m_fixture, literals);
-    EXPECT_EQ(answers, lookUpAtOnce(this->m_fixture, literals, EVERYTHING));
-    EXPECT_EQ(answers, lookUpOneByOne(this->m_fixture, literals, EVERYTHING));
 }
