@@ -112,4 +112,5 @@ def run_load(programs, file, threads, repetitions, context, results):
         print(f"{ours} / {name}: {medians[ours] / medians[name]:.3f}")
     document = {"context": {**context, "strings": file.name, "bytes": str(file.stat().st_size)},
                 "benchmarks": entries}
-    (results / f"load-{Path(file.name).stem}.json").write_text(json.dumps(document, indent=1), encoding="utf-8")
+    name = f"load-{file.stem}-{file.suffix.removeprefix('.')}.json"
+    (results / name).write_text(json.dumps(document, indent=1), encoding="utf-8")

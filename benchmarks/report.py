@@ -4,6 +4,7 @@ What stands before and after the two markers in the page is its authors' and sta
 """
 
 import re
+from pathlib import Path
 
 import plots
 from results import Results
@@ -57,7 +58,7 @@ def maps_of(results):
 
 def describe(results):
     context = results.context
-    return (f"{number_of(results):,} strings \"{context['strings']}\", {context['memory']} memory, "
+    return (f"{number_of(results):,} strings \"{Path(context['strings']).name}\", {context['memory']} memory, "
             f"commit {context.get('commit', 'unknown')}, {context.get('processor', 'unknown')}, "
             f"{context.get('cores', '?')} cores, {context.get('gigabytes', '?')} GiB, {context['date'][:10]}")
 
@@ -115,6 +116,12 @@ def other_ratios(all_results):
                                                  ("open ÷ cp", "open", "copy", 2.0, 1.5)):
                 yield (f"{name}, {bits}-bit buckets", results.find(f"melnar-{bits}", ours),
                        results.find(f"melnar-{bits}", other), must, aim)
+    for results in all_results.values():
+        if results.name.startswith("load-"):
+            ours = next(name for name in results.figures if name.startswith("melnar"))
+            for other, must, aim in (("serd-baseline", 0.75, 0.60), ("serdi", 0.30, None)):
+                yield (f"load of {results.context['strings']}, 2 threads ÷ {other}, 1 thread",
+                       results.find(ours, "seconds"), results.find(other, "seconds"), must, aim)
     small, large = all_results.get("growth-b-1000000"), all_results.get("growth-b-30000000")
     if small and large:
         for bits in (64, 32):
@@ -131,13 +138,14 @@ def target_section(all_results):
     for name, left, right, must, aim in ratios:
         if left and right:
             ratio = left.median / right.median
-            rows.append([name, f"{ratio:.2f}", f"{must:.2f}", f"{aim:.2f}", verdict(ratio <= must, ratio <= aim)])
+            rows.append([name, f"{ratio:.3g}", f"{must:.2f}", f"{aim:.2f}" if aim else "–",
+                         verdict(ratio <= must, aim and ratio <= aim)])
     for workload in ("build", "re", "miss", "get") if results else ():
         one, two = (results.find(f"melnar-batch-64/threads:{threads}", workload) for threads in (1, 2))
         if one and two:
             must, aim = (1.7, 1.9) if workload == "build" else (1.9, 2.0)
             gain = 2 * one.median / two.median
-            rows.append([f"throughput of 2 threads ÷ 1, {workload} (at least)", f"{gain:.2f}", f"{must:.2f}",
+            rows.append([f"throughput of 2 threads ÷ 1, {workload} (at least)", f"{gain:.3g}", f"{must:.2f}",
                          f"{aim:.2f}", verdict(gain >= must, gain >= aim)])
     if not rows:
         return []
