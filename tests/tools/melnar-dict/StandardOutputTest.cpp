@@ -69,4 +69,15 @@ TEST_F(StandardOutputTest, tellsWhenNothingCanBeWritten) {
     EXPECT_EQ("", getWritten());
 }
 
+TEST_F(StandardOutputTest, writesNothingTwiceAfterAFailure) {
+    SystemCallFaults faults(SystemCallFaults::Call::WRITE);
+    faults.shortenTo(3);
+    faults.failAfter(1, EAGAIN, SystemCallFaults::Duration::ONCE);
+    m_output.write("12345678");
+    EXPECT_THROW(m_output.flush(), ToolFailure);
+    m_output.write("9");
+    m_output.flush();
+    EXPECT_EQ("1239", getWritten());
+}
+
 } // namespace
