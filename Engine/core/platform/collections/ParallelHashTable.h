@@ -59,7 +59,7 @@
 ///   O9  reinsert, used buckets + 100     acq_rel  -            nothing: it runs alone                     argued
 ///   O10 shrink, CAS EMPTY->number        release  -            nothing: it runs alone                     argued
 /// TSan: with relaxed order instead, ThreadSanitizer finds a race in the stress tests. Argued: it finds none, because
-/// nothing but atomics is read across, or other rows order the same; so O6, which Z5 and Z6 cover: nobody reads the new
+/// nothing but atomics is read across, or other rows order the same; so O6, which P5 and P6 cover: nobody reads the new
 /// array before.
 /// The resize protocol stands with its states and orders in ParallelHashTableImpl.h, the slot's in
 /// TableThreadContext.h.
@@ -105,7 +105,7 @@ public:
     ThreadContext& enter() noexcept {
         ThreadContext& threadContext = getCurrentThreadContext();
         acquireThreadContext(threadContext);
-        const size_t resizeState = m_resizeState.load(std::memory_order_acquire); // Z3
+        const size_t resizeState = m_resizeState.load(std::memory_order_acquire); // P3
         if (resizeState != NOT_RESIZING) [[unlikely]]
             handleResize(threadContext, resizeState);
         return threadContext;
@@ -162,8 +162,8 @@ public:
 
     /// Gives up an insertion in a bucket that the caller has claimed; the quota stays.
     static void unclaim(Bucket& bucket) noexcept {
-        bucket.store(Policy::EMPTY_BUCKET, std::memory_order_relaxed);
-    } // O4
+        bucket.store(Policy::EMPTY_BUCKET, std::memory_order_relaxed); // O4
+    }
 
     /// Turns a live bucket into a tombstone. Only the thread that takes the number out counts it.
     void remove(Bucket& bucket) noexcept {

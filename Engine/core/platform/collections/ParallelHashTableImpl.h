@@ -29,16 +29,16 @@
 ///
 /// MEMORY ORDERS
 ///   #   operation                             order    pairs with   makes visible                     checked by
-///   Z1  elect, CAS NOT_RESIZING->PREPARING    acq_rel  Z2, Z6       the last resize's outcome         argued
-///   Z2  start or fail, store                  release  Z3, Z4       the new array and its size        argued
-///   Z3  read the state, load                  acquire  Z2, Z6                                         TSan
-///   Z4  claim a chunk, CAS k->k+1             acq_rel  Z2, Z4       as Z2, through the chain of RMWs  argued
-///   Z5  pending chunks - 1                    acq_rel  Z5           all buckets rehashed (O6) before  TSan
-///   Z6  finish, store NOT_RESIZING            release  Z3           the whole new array               TSan
-///   Z7  pending chunks, store                 release  Z5           nothing more than Z2 does         argued
-/// TSan and argued: as in ParallelHashTable.h. Z1: who elects itself has read NOT_RESIZING through Z3, and takes every
-/// slot (T1) before it touches anything. Z2, Z4, Z7: who sees the new array holds a slot that the leader has left
-/// behind it (T2, T3), or was parked under the mutex.
+///   P1  elect, CAS NOT_RESIZING->PREPARING    acq_rel  P2, P6       the last resize's outcome         argued
+///   P2  start or fail, store                  release  P1, P3, P4   the new array and its size        argued
+///   P3  read the state, load                  acquire  P2, P6                                         TSan
+///   P4  claim a chunk, CAS k->k+1             acq_rel  P2, P4       as P2, through the chain of RMWs  argued
+///   P5  pending chunks - 1                    acq_rel  P5, P7       all buckets rehashed (O6) before  TSan
+///   P6  finish, store NOT_RESIZING            release  P1, P3       the whole new array               TSan
+///   P7  pending chunks, store                 release  P5           nothing more than P2 does         argued
+/// A CAS that fails is a P3: it reads the state. TSan and argued: as in ParallelHashTable.h. P1: the thread that elects
+/// itself has read NOT_RESIZING through P3, and takes every slot (T1) before it touches anything. P2, P4, P7: a thread
+/// that sees the new array holds a slot that the leader has left before (T2, T3), or was parked under the mutex.
 template<class Policy>
 ParallelHashTable<Policy>::ParallelHashTable(MemoryManager& memoryManager, const Policy& policy) noexcept
     : m_policy(policy), m_resizeState(NOT_RESIZING), m_hashMask(0), m_afterLastBucket(nullptr),
@@ -148,7 +148,7 @@ void ParallelHashTable<Policy>::shrinkToFit(const size_t minimumNumberOfBuckets)
         size_t newIndex = index & (newNumberOfBuckets - 1);
         BucketValue expected = Policy::EMPTY_BUCKET;
         while (!buckets[newIndex].compare_exchange_strong(expected, value, std::memory_order_release,
-                                                          std::memory_order_relaxed)) {
+                                                          std::memory_order_relaxed)) { // O10
             expected = Policy::EMPTY_BUCKET;
             newIndex = (newIndex + 1) & (newNumberOfBuckets - 1);
         }
@@ -201,7 +201,7 @@ void ParallelHashTable<Policy>::reinsert(ThreadContext& callerContext, const uin
     }
     bucket->store(value, std::memory_order_release); // O2
     if (callerContext.getInsertionQuota() == 0) {
-        m_numberOfUsedBuckets.fetch_add(INSERTION_QUOTA_BATCH, std::memory_order_acq_rel);
+        m_numberOfUsedBuckets.fetch_add(INSERTION_QUOTA_BATCH, std::memory_order_acq_rel); // O9
         callerContext.setInsertionQuota(INSERTION_QUOTA_BATCH - 1);
     } else
         callerContext.setInsertionQuota(callerContext.getInsertionQuota() - 1);
@@ -247,7 +247,7 @@ private:
 template<class Policy>
 void ParallelHashTable<Policy>::publishResizeState(const size_t resizeState) noexcept {
     ::pthread_mutex_lock(&m_resizeMutex);
-    m_resizeState.store(resizeState, std::memory_order_release); // Z2
+    m_resizeState.store(resizeState, std::memory_order_release); // P2
     ::pthread_cond_broadcast(&m_resizeCondition);
     ::pthread_mutex_unlock(&m_resizeMutex);
 }
@@ -256,7 +256,7 @@ template<class Policy>
 void ParallelHashTable<Policy>::startHandleResize(ThreadContext& callerContext) {
     size_t observedState = NOT_RESIZING;
     if (!m_resizeState.compare_exchange_strong(observedState, RESIZE_PREPARING, std::memory_order_acq_rel,
-                                               std::memory_order_acquire)) { // Z1, Z3
+                                               std::memory_order_acquire)) { // P1, P3
         handleResize(callerContext, observedState);
         return;
     }
@@ -276,7 +276,7 @@ void ParallelHashTable<Policy>::startHandleResize(ThreadContext& callerContext) 
             throw;
         }
         m_numberOfResizeChunks = oldNumberOfBuckets / RESIZE_CHUNK_SIZE;
-        m_numberOfPendingChunks.store(m_numberOfResizeChunks, std::memory_order_release); // Z7
+        m_numberOfPendingChunks.store(m_numberOfResizeChunks, std::memory_order_release); // P7
         m_buckets.swapContents(m_oldBuckets);
         setNumberOfBuckets(newNumberOfBuckets);
         publishResizeState(0);
@@ -290,20 +290,20 @@ void ParallelHashTable<Policy>::handleResize(ThreadContext& callerContext, const
     while (resizeState != NOT_RESIZING) {
         if (resizeState == RESIZE_PREPARING) {
             waitWhilePreparing(callerContext);
-            resizeState = m_resizeState.load(std::memory_order_acquire); // Z3
+            resizeState = m_resizeState.load(std::memory_order_acquire); // P3
         } else if (resizeState < m_numberOfResizeChunks) {
             if (!m_resizeState.compare_exchange_strong(resizeState, resizeState + 1, std::memory_order_acq_rel,
-                                                       std::memory_order_acquire)) // Z4
+                                                       std::memory_order_acquire)) // P4, P3
                 continue;                                                          // resizeState is what was seen
             rehashChunk(callerContext, resizeState);
-            if (m_numberOfPendingChunks.fetch_sub(1, std::memory_order_acq_rel) == 1) { // Z5
+            if (m_numberOfPendingChunks.fetch_sub(1, std::memory_order_acq_rel) == 1) { // P5
                 finishResize();
                 return;
             }
-            resizeState = m_resizeState.load(std::memory_order_acquire); // Z3
+            resizeState = m_resizeState.load(std::memory_order_acquire); // P3
         } else {
             spinPause();
-            resizeState = m_resizeState.load(std::memory_order_acquire); // Z3
+            resizeState = m_resizeState.load(std::memory_order_acquire); // P3
         }
     }
 }
@@ -313,7 +313,7 @@ template<class Policy>
 void ParallelHashTable<Policy>::waitWhilePreparing(ThreadContext& callerContext) noexcept {
     releaseThreadContext(callerContext);
     ::pthread_mutex_lock(&m_resizeMutex);
-    while (m_resizeState.load(std::memory_order_acquire) == RESIZE_PREPARING) // Z3
+    while (m_resizeState.load(std::memory_order_acquire) == RESIZE_PREPARING) // P3
         ::pthread_cond_wait(&m_resizeCondition, &m_resizeMutex);
     ::pthread_mutex_unlock(&m_resizeMutex);
     acquireThreadContext(callerContext);
@@ -367,5 +367,5 @@ template<class Policy>
 void ParallelHashTable<Policy>::finishResize() noexcept {
     m_numberOfDeletedBuckets.store(0, std::memory_order_relaxed);
     m_oldBuckets.deinitialize();
-    m_resizeState.store(NOT_RESIZING, std::memory_order_release); // Z6
+    m_resizeState.store(NOT_RESIZING, std::memory_order_release); // P6
 }
