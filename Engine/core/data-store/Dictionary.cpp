@@ -86,12 +86,12 @@ const Dictionary::Server& Dictionary::getServer(const uint8_t datatypeID) const 
     return server;
 }
 
-/// D_INVALID for everything that is not a resource. A datatype byte that is seen here makes offset and chunk visible:
-/// it was stored after them, with release order.
+/// Returns D_INVALID for everything that is not a resource. A datatype byte that is seen here makes offset and chunk
+/// visible: it was stored after them.
 uint8_t Dictionary::getDatatypeID(const uint64_t resourceID) const noexcept {
     if (resourceID >= m_resourceFlags.getEnd())
         return D_INVALID;
-    return m_resourceFlags[resourceID].load(std::memory_order_acquire);
+    return m_resourceFlags[resourceID].load(std::memory_order_acquire); // D2
 }
 
 uint8_t Dictionary::getDatatypeIDOrThrow(const uint64_t resourceID) const {
@@ -234,7 +234,7 @@ void Dictionary::forEachResource(const std::function<void(uint64_t, const Resour
 
 DictionaryCommitPoint Dictionary::commit() {
     const uint64_t commitPoint = getNextResourceID();
-    m_commitPoint.store(commitPoint, std::memory_order_release);
+    m_commitPoint.store(commitPoint, std::memory_order_release); // C1
     return {commitPoint};
 }
 
@@ -245,12 +245,12 @@ void Dictionary::rollback() {
         if (datatypeID == D_INVALID)
             continue; // Withdrawn by an earlier rollback.
         getServer(datatypeID).m_datatype->deleteUncommittedResourceID(resourceID, datatypeID);
-        m_resourceFlags[resourceID].store(D_INVALID, std::memory_order_release);
+        m_resourceFlags[resourceID].store(D_INVALID, std::memory_order_release); // D3
     }
 }
 
 DictionaryCommitPoint Dictionary::getCommitPoint() const noexcept {
-    return {m_commitPoint.load(std::memory_order_acquire)};
+    return {m_commitPoint.load(std::memory_order_acquire)}; // C2
 }
 
 void Dictionary::verify() const {

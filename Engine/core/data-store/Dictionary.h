@@ -39,6 +39,14 @@ class DictionaryThread;
 ///            exist, and when the largest number of resources is reached; MemoryExhaustedException at the memory limit;
 ///            SystemCallException when the system has no more memory; std::bad_alloc from what an operation collects
 ///            beside the dictionary, which the memory limit does not count. None of them changes the dictionary.
+///
+/// MEMORY ORDERS   of the commit point
+///   #   operation                          order    pairs with   makes visible                        checked by
+///   C1  commit, store                      release  C2           every resource below it              argued
+///   C2  read it, load                      acquire  C1                                                argued
+///   C3  compact, store                     release  -            nothing: it runs alone               argued
+/// Argued: ThreadSanitizer finds nothing with relaxed orders instead, since a lookup orders what it reads by the bucket
+/// (O3) and a read by the datatype byte (D2). What they cannot give is C1's: that nothing below the point is missed.
 class Dictionary : private Unmovable {
 public:
     /// No dictionary holds more resources than this, whatever the memory: at 9 bytes each there is room for them, and
@@ -189,7 +197,7 @@ private:
 
     // Shared by all threads, each with its own rules; the datatypes below refer to them.
     std::atomic<uint64_t> m_nextResourceID;
-    std::atomic<uint64_t> m_commitPoint; // release in commit, acquire in lookups: what is committed is visible
+    std::atomic<uint64_t> m_commitPoint; // C1 to C3
     MemoryRegion<uint64_t> m_resourceDataOffsets;
     MemoryRegion<std::atomic<uint8_t>> m_resourceFlags; // D_INVALID where no resource exists
     DataPool m_dataPool;

@@ -58,6 +58,6 @@ std::vector<uint64_t> Dictionary::compact(const SurvivesCompaction& survives) {
     m_resourceDataOffsets.truncate(numberOfSurvivors + 1);
     m_resourceFlags.truncate(numberOfSurvivors + 1);
     m_nextResourceID.store(numberOfSurvivors + 1, std::memory_order_relaxed);
-    m_commitPoint.store(numberOfCommittedSurvivors + 1, std::memory_order_release);
+    m_commitPoint.store(numberOfCommittedSurvivors + 1, std::memory_order_release); // C3
     return newResourceIDs;
 }

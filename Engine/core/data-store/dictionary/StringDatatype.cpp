@@ -152,7 +152,7 @@ void StringDatatype<T>::deleteUncommittedResourceID(const uint64_t resourceID, c
 template<class T>
 size_t StringDatatype<T>::prepareCompact(const size_t resourceID, const size_t newResourceID,
                                          DictionaryCompactionState& state) {
-    const uint8_t datatypeID = m_resourceFlags[resourceID].load(std::memory_order_acquire);
+    const uint8_t datatypeID = m_resourceFlags[resourceID].load(std::memory_order_acquire); // D2
     const uint64_t dataOffset = m_resourceDataOffsets[resourceID];
     const size_t chunkSize = StringChunk(m_dataPool.getData() + dataOffset).getChunkSize();
     state.m_entries[state.m_numberOfEntries] = {newResourceID, datatypeID, false, dataOffset, chunkSize};
@@ -177,7 +177,7 @@ void StringDatatype<T>::finishCompact(const DictionaryCompactionState& state) {
             size_t numberOfValues = 0;
             for (; numberOfValues < values.size() && entry != entriesEnd && entry->datatypeID == datatypeID; ++entry) {
                 m_resourceDataOffsets[entry->resourceID] = entry->dataOffset;
-                m_resourceFlags[entry->resourceID].store(datatypeID, std::memory_order_release);
+                m_resourceFlags[entry->resourceID].store(datatypeID, std::memory_order_release); // D4
                 values[numberOfValues++] = static_cast<T>(entry->resourceID);
             }
             table.getPolicy().getHashes(values.data(), numberOfValues, hashes.data());

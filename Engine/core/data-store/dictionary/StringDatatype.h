@@ -26,12 +26,19 @@ class GroupProbe;
 /// it; those that take a ResourceValue trust it, as it comes from a factory that has checked it.
 ///
 /// THE LIFE OF A RESOURCE in resolveResource, each step visible to readers only through the last two:
-///   claim a bucket (O1) -> take ID and chunk -> write the chunk -> store its offset -> store the datatype byte with
-///   release order -> publish the ID in the bucket (O2)
-/// A reader comes by the bucket (O3), or by an ID and the datatype byte, read with acquire order. If the ID or the
-/// chunk is not to be had, the bucket becomes empty again (O4) and whoever waits for it may try in turn.
-/// O1 to O4 stand in ParallelHashTable.h. Offsets are stored and read atomically, relaxed, as a probe also looks at the
-/// offset behind the one that it wants (see OffsetNeighbours); it makes nothing visible.
+///   claim a bucket (O1) -> take ID and chunk -> write the chunk -> store its offset -> store the datatype byte (D1)
+///   -> publish the ID in the bucket (O2)
+/// A reader comes by the bucket (O3), or by an ID and its datatype byte (D2). If no ID or chunk is available, the bucket
+/// becomes empty again (O4) and the next thread that waits for it may try. O1 to O4 stand in ParallelHashTable.h.
+///
+/// MEMORY ORDERS   of the datatype byte, which the host reads and clears, too
+///   #   operation                          order    pairs with   makes visible                        checked by
+///   D1  create, store datatype ID          release  D2           the resource's offset and chunk      argued
+///   D2  read by ID, load                   acquire  D1                                                argued
+///   D3  withdraw, store D_INVALID          release  -            nothing: offset and chunk stay       argued
+///   D4  compact, store datatype ID         release  -            nothing: it runs alone               argued
+/// Offsets are stored and read atomically, relaxed, as a probe also looks at the offset behind the one that it wants
+/// (see OffsetNeighbours); it makes nothing visible.
 template<class T>
 class StringDatatype final : public DictionaryDatatype {
 public:

@@ -71,7 +71,7 @@ uint64_t StringDatatype<T>::createResource(DictionaryThreadContext* const thread
     OffsetNeighbours::setOffset(m_resourceDataOffsets.getData(), resourceID, dataOffset);
     if (resourceID < m_endOfUsedOffsets) [[unlikely]]
         OffsetNeighbours::clearNextInside(m_resourceDataOffsets.getData(), resourceID, chunkSize);
-    m_resourceFlags[resourceID].store(datatypeID, std::memory_order_release);
+    m_resourceFlags[resourceID].store(datatypeID, std::memory_order_release); // D1
     return resourceID;
 }
 
