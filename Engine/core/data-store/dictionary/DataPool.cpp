@@ -5,11 +5,25 @@
 
 #include <utility>
 
+namespace {
+
+/// Constant-initialised: a pool may be made before main.
+constinit std::atomic<uint64_t> s_latestGeneration{0};
+
+} // namespace
+
 DataPool::DataPool(MemoryManager& memoryManager) noexcept
-    : m_end(0), m_unusedBytes(0), m_data(nullptr), m_bytes(memoryManager), m_generation(0) {}
+    : m_end(0), m_unusedBytes(0), m_data(nullptr), m_bytes(memoryManager), m_generation(newGeneration()) {}
+
+/// Returns a number that no life of any pool has had, and that no thread context starts with. Relaxed: that the
+/// addition is atomic makes the number unique, and it guards no other memory. A thread that compares generations has
+/// been handed both the pool and the thread context.
+uint64_t DataPool::newGeneration() noexcept {
+    return s_latestGeneration.fetch_add(1, std::memory_order_relaxed) + 1;
+}
 
 void DataPool::initialize(const size_t capacity, const size_t size) {
-    ++m_generation;
+    m_generation = newGeneration();
     m_end.store(0, std::memory_order_relaxed);
     m_unusedBytes.store(0, std::memory_order_relaxed);
     m_data = nullptr;
@@ -29,8 +43,8 @@ void DataPool::swapContents(DataPool& other) noexcept {
     swapRelaxed(m_unusedBytes, other.m_unusedBytes);
     std::swap(m_data, other.m_data);
     m_bytes.swapContents(other.m_bytes);
-    ++m_generation;
-    ++other.m_generation;
+    m_generation = newGeneration();
+    other.m_generation = newGeneration();
 }
 
 uint64_t DataPool::append(const size_t numberOfBytes) {
@@ -50,9 +64,10 @@ void DataPool::giveBack(const uint64_t begin, const uint64_t end) noexcept {
         m_unusedBytes.fetch_add(end - begin, std::memory_order_relaxed);
 }
 
-/// What the thread's block cannot give.
+/// Takes what the thread's block cannot give. A thread context gets blocks of its own pool only: its destructor gives
+/// the rest back to that one, and two pools that are used in turn do not take a block for each chunk.
 uint64_t DataPool::newDataChunkFromEnd(DictionaryThreadContext* const threadContext, const size_t chunkSize) {
-    if (threadContext == nullptr || chunkSize > LARGEST_CHUNK_IN_BLOCK)
+    if (threadContext == nullptr || &threadContext->m_dataPool != this || chunkSize > LARGEST_CHUNK_IN_BLOCK)
         return append(chunkSize);
     if (threadContext->m_generation != m_generation) {
         threadContext->m_blockNext = threadContext->m_blockEnd = 0;

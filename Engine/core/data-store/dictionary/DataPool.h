@@ -12,8 +12,8 @@
 ///
 /// A thread with a DictionaryThreadContext takes its chunks from a private block of BLOCK_SIZE bytes, so that threads
 /// meet at the pool's end once a block, not once a chunk. Chunks of more than LARGEST_CHUNK_IN_BLOCK bytes are taken
-/// from the pool's end directly, as is everything without a thread context and, near the memory limit, whatever still
-/// fits when a whole block does not.
+/// from the pool's end directly, as is everything without a thread context or with one of another pool and, near the
+/// memory limit, whatever still fits when a whole block does not.
 ///
 /// Units      Offsets and sizes are bytes.
 /// Ownership  Owns its memory; the memory manager must outlive it. Thread contexts must go before it does.
@@ -38,7 +38,8 @@ public:
     /// Exchanges all bytes with another pool of the same memory manager. Thread contexts of both lose their blocks.
     void swapContents(DataPool& other) noexcept;
 
-    /// Takes `chunkSize` bytes and returns the offset of the first. The context may be null.
+    /// Takes `chunkSize` bytes and returns the offset of the first. The context may be null. One of another pool
+    /// counts as null: its generation never equals this pool's.
     uint64_t newDataChunk(DictionaryThreadContext* const threadContext, const size_t chunkSize) {
         if (threadContext == nullptr || threadContext->m_generation != m_generation ||
             chunkSize > LARGEST_CHUNK_IN_BLOCK || chunkSize > threadContext->m_blockEnd - threadContext->m_blockNext)
@@ -67,6 +68,8 @@ public:
 private:
     friend class DictionaryThreadContext;
 
+    static uint64_t newGeneration() noexcept;
+
     uint64_t newDataChunkFromEnd(DictionaryThreadContext* threadContext, size_t chunkSize);
     uint64_t append(size_t numberOfBytes);
     void giveBack(uint64_t begin, uint64_t end) noexcept;
@@ -77,5 +80,8 @@ private:
     std::atomic<uint64_t> m_unusedBytes;
     uint8_t* m_data;
     MemoryRegion<uint8_t> m_bytes;
-    uint64_t m_generation; // counts how often all bytes were replaced; a block of an earlier generation is void
+
+    // Constant until all bytes are replaced, and unique in the process: a block is void unless its thread context has
+    // this generation.
+    uint64_t m_generation;
 };

@@ -6,7 +6,8 @@
 
 class DataPool;
 
-/// What a thread needs to create resources without meeting others: its private block of a data pool.
+/// What a thread needs to create resources without meeting others: its private block of a data pool. With another pool
+/// it can be used too, and has no block there.
 ///
 /// Ownership  The pool must outlive the context.
 /// Threads    One thread at a time.
@@ -22,7 +23,7 @@ private:
     friend class DataPool;
 
     DataPool& m_dataPool;
-    uint64_t m_generation; // of the pool when it gave the block
+    uint64_t m_generation; // of m_dataPool when it gave the block, 0 before: no pool's
     uint64_t m_blockNext;
     uint64_t m_blockEnd;
 };

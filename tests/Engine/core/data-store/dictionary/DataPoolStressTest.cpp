@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <random>
 #include <vector>
 
@@ -103,7 +104,37 @@ void takeChunksAtOnce(const size_t numberOfThreads, const size_t chunksPerThread
     EXPECT_EQ(memoryManager.getReservedBytes(), memoryManager.getFreeBytes() + dataPool.getCommittedBytes());
 }
 
+/// A pool, and a thread context with a block of it.
+struct PoolWithThreadContext {
+    explicit PoolWithThreadContext(MemoryManager& memoryManager)
+        : m_dataPool(memoryManager), m_threadContext(m_dataPool) {
+        m_dataPool.initialize(2 * DataPool::BLOCK_SIZE);
+        m_dataPool.newDataChunk(&m_threadContext, 10);
+    }
+
+    DataPool m_dataPool;
+    DictionaryThreadContext m_threadContext;
+};
+
 } // namespace
+
+TEST(DataPoolStressTest, poolsMadeByManyThreadsNeverTakeThreadContextsOfEachOther) {
+    constexpr size_t NUMBER_OF_THREADS = 8;
+    MemoryManager memoryManager(size_t(1) << 30);
+    std::vector<std::unique_ptr<PoolWithThreadContext>> pools(NUMBER_OF_THREADS * 20);
+    runTogether(NUMBER_OF_THREADS, [&](const size_t threadIndex) {
+        for (size_t index = threadIndex; index < pools.size(); index += NUMBER_OF_THREADS)
+            pools[index] = std::make_unique<PoolWithThreadContext>(memoryManager);
+    });
+    for (const auto& pool : pools)
+        for (const auto& other : pools)
+            if (pool != other) {
+                const uint64_t end = pool->m_dataPool.getEnd();
+                ASSERT_EQ(end, pool->m_dataPool.newDataChunk(&other->m_threadContext, 1));
+            }
+    for (const auto& pool : pools)
+        ASSERT_EQ(10u, pool->m_dataPool.newDataChunk(&pool->m_threadContext, 1));
+}
 
 TEST(DataPoolStressTest, chunksOfOneThreadNeverOverlap) {
     size_t failures = 0;

@@ -253,3 +253,54 @@ TEST_F(DataPoolTest, poolsExchangeTheirBytes) {
     EXPECT_EQ(5 + BLOCK + 1, m_dataPool.newDataChunk(&threadContext, 1)) << "a new block, of what is here now";
     EXPECT_EQ(BLOCK, other.newDataChunk(&otherThreadContext, 1));
 }
+
+TEST_F(DataPoolTest, aThreadContextOfAnotherPoolOverwritesNothing) {
+    DataPool other(m_memoryManager);
+    other.initialize(CAPACITY);
+    DictionaryThreadContext threadContext(m_dataPool);
+    m_dataPool.newDataChunk(&threadContext, 10);
+    EXPECT_EQ(0u, other.newDataChunk(nullptr, 100));
+    EXPECT_EQ(100u, other.newDataChunk(&threadContext, 5)) << "behind all that is taken";
+}
+
+TEST_F(DataPoolTest, aThreadContextOfAnotherPoolTakesChunksFromTheEnd) {
+    DataPool other(m_memoryManager);
+    other.initialize(CAPACITY);
+    {
+        DictionaryThreadContext threadContext(m_dataPool);
+        EXPECT_EQ(0u, other.newDataChunk(&threadContext, 10)) << "also before it has a block of its own";
+        EXPECT_EQ(0u, m_dataPool.newDataChunk(&threadContext, 20));
+        EXPECT_EQ(10u, other.newDataChunk(&threadContext, 30));
+        EXPECT_EQ(20u, m_dataPool.newDataChunk(&threadContext, 40)) << "its block stays in use";
+        EXPECT_EQ(40u, other.getEnd());
+    }
+    EXPECT_EQ(60u, m_dataPool.getEnd()) << "the rest of its block goes back";
+    EXPECT_EQ(40u, other.getEnd()) << "only to the pool that it is of";
+    EXPECT_EQ(0u, m_dataPool.getUnusedBytes());
+    EXPECT_EQ(0u, other.getUnusedBytes());
+}
+
+TEST_F(DataPoolTest, aChunkIsNotReturnedToABlockOfAnotherPool) {
+    DataPool other(m_memoryManager);
+    other.initialize(CAPACITY);
+    DictionaryThreadContext threadContext(m_dataPool);
+    ASSERT_EQ(0u, m_dataPool.newDataChunk(&threadContext, 10));
+    ASSERT_EQ(0u, other.newDataChunk(&threadContext, 10));
+    other.returnDataChunk(&threadContext, 0, 10);
+    EXPECT_EQ(0u, other.getEnd());
+    EXPECT_EQ(10u, m_dataPool.newDataChunk(&threadContext, 1));
+}
+
+TEST_F(DataPoolTest, aThreadContextDoesNotFollowItsBlockIntoAnotherPool) {
+    DataPool other(m_memoryManager);
+    other.initialize(CAPACITY);
+    other.newDataChunk(nullptr, 100);
+    std::optional<DictionaryThreadContext> threadContext(std::in_place, m_dataPool);
+    m_dataPool.newDataChunk(&*threadContext, 10);
+    m_dataPool.swapContents(other);
+    EXPECT_EQ(BLOCK, other.newDataChunk(&*threadContext, 1)) << "although the block is there now";
+    EXPECT_EQ(100u, m_dataPool.newDataChunk(&*threadContext, 1));
+    threadContext.reset();
+    EXPECT_EQ(101u, m_dataPool.getEnd());
+    EXPECT_EQ(BLOCK + 1, other.getEnd());
+}
