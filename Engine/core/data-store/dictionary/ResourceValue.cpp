@@ -1,37 +1,58 @@
 #include "Engine/core/data-store/dictionary/ResourceValue.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <new>
+#include <utility>
+
+namespace {
+
+/// Tells whether data may lie in a range. Its end counts, as where an empty part of it may be.
+bool isInRange(const uint8_t* const data, const uint8_t* const begin, const size_t size) noexcept {
+    return data != nullptr && std::less_equal<>()(begin, data) && std::less_equal<>()(data, begin + size);
+}
+
+bool isInOwnStorage(const ResourceValue& value, const uint8_t* const data) noexcept {
+    return isInRange(data, value.m_inlineBuffer, ResourceValue::INLINE_BUFFER_SIZE) ||
+           (value.m_heapBuffer != nullptr && isInRange(data, value.m_heapBuffer, value.m_heapBufferSize));
+}
+
+} // namespace
 
 ResourceValue::ResourceValue() noexcept
     : m_datatypeID(D_INVALID), m_data(nullptr), m_dataSize(0), m_auxiliaryData(nullptr),
       m_auxiliaryDataSize(0), m_inlineBuffer{}, m_heapBuffer(nullptr), m_heapBufferSize(0) {}
 
 ResourceValue::ResourceValue(const ResourceValue& other) : ResourceValue() {
-    if (other.m_data != nullptr)
-        std::memcpy(useOwnStorage(other.m_dataSize), other.m_data, other.m_dataSize);
+    const size_t dataSize = other.m_data == nullptr ? 0 : other.m_dataSize;
+    // Auxiliary data in the other value's storage may go before the copy does. The copy's lies after its data.
+    const bool isAuxiliaryDataCopied = isInOwnStorage(other, other.m_auxiliaryData);
+    const size_t copiedAuxiliaryDataSize = isAuxiliaryDataCopied ? other.m_auxiliaryDataSize : 0;
+    uint8_t* const storage = useOwnStorage(dataSize + copiedAuxiliaryDataSize);
+    std::copy_n(other.m_data, dataSize, storage);
+    std::copy_n(other.m_auxiliaryData, copiedAuxiliaryDataSize, storage + dataSize);
     m_datatypeID = other.m_datatypeID;
-    m_auxiliaryData = other.m_auxiliaryData;
+    m_data = other.m_data == nullptr ? nullptr : storage;
+    m_dataSize = dataSize;
+    m_auxiliaryData = isAuxiliaryDataCopied ? storage + dataSize : other.m_auxiliaryData;
     m_auxiliaryDataSize = other.m_auxiliaryDataSize;
 }
 
-ResourceValue::ResourceValue(ResourceValue&& other) noexcept : ResourceValue() {
-    m_datatypeID = other.m_datatypeID;
-    m_data = other.m_data;
-    m_dataSize = other.m_dataSize;
-    m_auxiliaryData = other.m_auxiliaryData;
-    m_auxiliaryDataSize = other.m_auxiliaryDataSize;
-    if (other.m_data == other.m_inlineBuffer) {
-        std::memcpy(m_inlineBuffer, other.m_inlineBuffer, other.m_dataSize);
-        m_data = m_inlineBuffer;
-    }
-    m_heapBuffer = other.m_heapBuffer;
-    m_heapBufferSize = other.m_heapBufferSize;
-    other.m_data = nullptr;
-    other.m_dataSize = 0;
-    other.m_heapBuffer = nullptr;
-    other.m_heapBufferSize = 0;
+ResourceValue::ResourceValue(ResourceValue&& other) noexcept
+    : m_datatypeID(other.m_datatypeID), m_data(std::exchange(other.m_data, nullptr)),
+      m_dataSize(std::exchange(other.m_dataSize, 0)), m_auxiliaryData(std::exchange(other.m_auxiliaryData, nullptr)),
+      m_auxiliaryDataSize(std::exchange(other.m_auxiliaryDataSize, 0)),
+      m_heapBuffer(std::exchange(other.m_heapBuffer, nullptr)),
+      m_heapBufferSize(std::exchange(other.m_heapBufferSize, 0)) {
+    std::memcpy(m_inlineBuffer, other.m_inlineBuffer, INLINE_BUFFER_SIZE);
+    const auto followInlineBuffer = [this, &other](const uint8_t*& data) {
+        if (isInRange(data, other.m_inlineBuffer, INLINE_BUFFER_SIZE))
+            data = m_inlineBuffer + (data - other.m_inlineBuffer);
+    };
+    followInlineBuffer(m_data);
+    followInlineBuffer(m_auxiliaryData);
 }
 
 ResourceValue::~ResourceValue() {

@@ -8,8 +8,9 @@
 /// The value of one resource: its datatype and its lexical bytes.
 ///
 /// Units      m_dataSize counts the terminating zero byte: for a lexical form of length L it is L + 1.
-/// Ownership  Owns m_heapBuffer only. m_data points to m_inlineBuffer, to m_heapBuffer, or to bytes of somebody else
-///            that must outlive their use through this value, such as a data pool.
+/// Ownership  Owns m_heapBuffer only. m_data and m_auxiliaryData each point anywhere into the value's own storage,
+///            m_inlineBuffer or m_heapBuffer, or to bytes of another owner that must outlive their use through this
+///            value, such as a data pool.
 /// Threads    One thread at a time.
 /// Errors     Copying and allocateBuffer throw std::bad_alloc.
 ///
@@ -21,10 +22,12 @@ public:
 
     ResourceValue() noexcept;
 
-    /// The copy owns a copy of the data, also of data that the other value only points to.
+    /// The copy owns a copy of the data, also of data that the other value only points to, and of auxiliary data in the
+    /// other's storage. Auxiliary data of another owner is shared.
     ResourceValue(const ResourceValue& other);
 
-    /// The new value takes the other's heap buffer over; data of others is shared. The other is left without data.
+    /// The new value takes the other's storage over, and both pointers point to the same bytes as before; those of
+    /// another owner are shared. The other is left without data.
     ResourceValue(ResourceValue&& other) noexcept;
 
     ResourceValue& operator=(const ResourceValue&) = delete;

@@ -4,11 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
 #include <new>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -23,6 +25,44 @@ static_assert(!std::is_copy_assignable_v<ResourceValue> && !std::is_move_assigna
 
 std::string getText(const ResourceValue& value) {
     return std::string(reinterpret_cast<const char*>(value.m_data), value.m_dataSize);
+}
+
+std::string getAuxiliaryText(const ResourceValue& value) {
+    return std::string(reinterpret_cast<const char*>(value.m_auxiliaryData), value.m_auxiliaryDataSize);
+}
+
+/// Makes a value whose ranges are parts of `text`, which lies in storage of its own. Neither range begins where the
+/// storage does, and they overlap.
+ResourceValue makeValueOfParts(const std::string& text) {
+    ResourceValue value;
+    uint8_t* const storage = value.useOwnStorage(text.size());
+    std::copy(text.begin(), text.end(), storage);
+    value.m_datatypeID = 42;
+    value.m_data = storage + 3;
+    value.m_dataSize = text.size() - 5;
+    value.m_auxiliaryData = storage + 1;
+    value.m_auxiliaryDataSize = 4;
+    return value;
+}
+
+/// A text without repetitions for an inline buffer, the longest one, and two for a block.
+const std::vector<std::string>& getTexts() {
+    static const std::vector<std::string> s_texts = [] {
+        std::vector<std::string> texts;
+        for (const size_t length : {size_t(10), size_t(128), size_t(129), size_t(250)}) {
+            std::string& text = texts.emplace_back();
+            while (text.size() < length)
+                text.push_back(static_cast<char>(text.size()));
+        }
+        return texts;
+    }();
+    return s_texts;
+}
+
+bool isInside(const uint8_t* const data, const ResourceValue& value) {
+    const uint8_t* const block = value.m_heapBuffer;
+    return (value.m_inlineBuffer <= data && data < value.m_inlineBuffer + ResourceValue::INLINE_BUFFER_SIZE) ||
+           (block <= data && data < block + value.m_heapBufferSize);
 }
 
 std::string withTerminator(const std::string& text) {
@@ -146,6 +186,46 @@ TEST(ResourceValueTest, aCopySharesAuxiliaryData) {
     EXPECT_EQ(2u, copy.m_auxiliaryDataSize);
 }
 
+TEST(ResourceValueTest, aCopyOfPartsOfOwnStorageHoldsItsOwnParts) {
+    for (const std::string& text : getTexts()) {
+        std::optional<ResourceValue> value(makeValueOfParts(text));
+        const ResourceValue copy(*value);
+        value.reset();
+        EXPECT_EQ(42, copy.m_datatypeID);
+        EXPECT_EQ(text.substr(3, text.size() - 5), getText(copy));
+        EXPECT_EQ(text.substr(1, 4), getAuxiliaryText(copy));
+        EXPECT_TRUE(isInside(copy.m_data, copy)) << text.size();
+        EXPECT_TRUE(isInside(copy.m_auxiliaryData, copy)) << text.size();
+    }
+}
+
+TEST(ResourceValueTest, aCopyHoldsItsOwnAuxiliaryDataBesideDataOfSomebodyElse) {
+    for (const std::string& text : getTexts()) {
+        std::optional<ResourceValue> value(makeValueOfParts(text));
+        value->m_data = reinterpret_cast<const uint8_t*>("data");
+        value->m_dataSize = 5;
+        const ResourceValue copy(*value);
+        value.reset();
+        EXPECT_EQ(withTerminator("data"), getText(copy));
+        EXPECT_EQ(text.substr(1, 4), getAuxiliaryText(copy));
+        EXPECT_TRUE(isInside(copy.m_auxiliaryData, copy)) << text.size();
+    }
+}
+
+TEST(ResourceValueTest, aCopyHoldsItsOwnAuxiliaryDataWhereThereIsNoData) {
+    for (const std::string& text : getTexts()) {
+        std::optional<ResourceValue> value(makeValueOfParts(text));
+        value->m_data = nullptr;
+        value->m_dataSize = 0;
+        const ResourceValue copy(*value);
+        value.reset();
+        EXPECT_EQ(nullptr, copy.m_data);
+        EXPECT_EQ(0u, copy.m_dataSize);
+        EXPECT_EQ(text.substr(1, 4), getAuxiliaryText(copy));
+        EXPECT_TRUE(isInside(copy.m_auxiliaryData, copy)) << text.size();
+    }
+}
+
 TEST(ResourceValueTest, aCopyOfAnEmptyValueIsEmpty) {
     const ResourceValue value;
     const ResourceValue copy(value); // NOLINT(performance-unnecessary-copy-initialization): it is what is tested
@@ -185,6 +265,56 @@ TEST(ResourceValueTest, movingSharesDataOfSomebodyElseAndHandsASpareBlockOver) {
     EXPECT_EQ(2u, moved.m_dataSize);
     EXPECT_EQ(block, moved.m_heapBuffer);
     EXPECT_TRUE(isEmpty(value)); // NOLINT(bugprone-use-after-move)
+}
+
+TEST(ResourceValueTest, movingTakesPartsOfOwnStorageAlong) {
+    for (const std::string& text : getTexts()) {
+        std::optional<ResourceValue> value(makeValueOfParts(text));
+        const ResourceValue moved(std::move(*value));
+        value.reset();
+        EXPECT_EQ(42, moved.m_datatypeID);
+        EXPECT_EQ(text.substr(3, text.size() - 5), getText(moved));
+        EXPECT_EQ(text.substr(1, 4), getAuxiliaryText(moved));
+        EXPECT_TRUE(isInside(moved.m_data, moved)) << text.size();
+        EXPECT_TRUE(isInside(moved.m_auxiliaryData, moved)) << text.size();
+        const uint8_t* const storage = text.size() > 128 ? moved.m_heapBuffer : moved.m_inlineBuffer;
+        EXPECT_EQ(storage + 3, moved.m_data);
+        EXPECT_EQ(storage + 1, moved.m_auxiliaryData);
+    }
+}
+
+TEST(ResourceValueTest, movingTakesAnEmptyRangeAtTheEndOfOwnStorageAlong) {
+    ResourceValue value;
+    value.useOwnStorage(128);
+    value.m_data += 128;
+    value.m_dataSize = 0;
+    const ResourceValue moved(std::move(value));
+    EXPECT_EQ(moved.m_inlineBuffer + 128, moved.m_data);
+    EXPECT_EQ(0u, moved.m_dataSize);
+}
+
+TEST(ResourceValueTest, movingSharesAuxiliaryDataOfSomebodyElseAndLeavesNoneBehind) {
+    const uint8_t auxiliaryData[] = {1, 2};
+    StringValue value("text", D_XSD_STRING);
+    value.m_auxiliaryData = auxiliaryData;
+    value.m_auxiliaryDataSize = 2;
+    const ResourceValue moved(std::move(value));
+    EXPECT_EQ(auxiliaryData, moved.m_auxiliaryData);
+    EXPECT_EQ(2u, moved.m_auxiliaryDataSize);
+    EXPECT_EQ(nullptr, value.m_auxiliaryData); // NOLINT(bugprone-use-after-move)
+    EXPECT_EQ(0u, value.m_auxiliaryDataSize);  // NOLINT(bugprone-use-after-move)
+}
+
+TEST(ResourceValueTest, aVectorOfValuesOfPartsKeepsThemWhileItGrows) {
+    std::vector<ResourceValue> values;
+    for (size_t round = 0; round < 50; ++round)
+        for (const std::string& text : getTexts())
+            values.push_back(makeValueOfParts(text));
+    for (size_t index = 0; index < values.size(); ++index) {
+        const std::string& text = getTexts()[index % getTexts().size()];
+        EXPECT_EQ(text.substr(3, text.size() - 5), getText(values[index]));
+        EXPECT_EQ(text.substr(1, 4), getAuxiliaryText(values[index]));
+    }
 }
 
 TEST(ResourceValueTest, aVectorOfValuesKeepsThemWhileItGrows) {
