@@ -2,6 +2,7 @@
 
 #include "Engine/core/platform/MelnarException.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -30,6 +31,10 @@ public:
             throw MelnarException(SOURCE_FILE, LINE_RESOURCE_TOO_LARGE, MelnarException::NO_CAUSES,
                                   "The resource is larger than the largest resource supported by Melnar.");
     }
+
+    /// The same for a lexical form of `length` bytes, which takes a byte more: its terminator. Any length may be asked
+    /// about, also the one that has no successor.
+    static void checkLength(const size_t length) { checkSize(std::max(length, length + 1)); }
 
     /// The length of the header for `size`.
     static constexpr size_t getEncodedSizeLength(const size_t size) noexcept {

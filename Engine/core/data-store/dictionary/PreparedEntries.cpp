@@ -12,8 +12,8 @@ void PreparedEntries::prepare(const std::span<const BatchEntry> entries) noexcep
     for (m_size = 0; m_size < maximumSize; ++m_size) {
         std::string_view form = entries[m_size].m_lexicalForm;
         uint8_t datatypeID = entries[m_size].m_datatypeID;
-        bool isRefused = false;
-        if (datatypeID != D_XSD_STRING) {
+        bool isRefused = form.size() >= AdaptiveResourceSizeEncoding::MAXIMUM_SIZE; // and must not be read
+        if (!isRefused && datatypeID != D_XSD_STRING) {
             const PlainLiteralKind kind = classifyPlainLiteral(form.data(), form.size());
             isRefused = kind == PlainLiteralKind::WITHOUT_AT_SIGN || kind == PlainLiteralKind::WITH_MALFORMED_TAG;
             if (kind == PlainLiteralKind::EMPTY_TAG) {
@@ -21,7 +21,6 @@ void PreparedEntries::prepare(const std::span<const BatchEntry> entries) noexcep
                 datatypeID = D_XSD_STRING;
             }
         }
-        isRefused = isRefused || form.size() >= AdaptiveResourceSizeEncoding::MAXIMUM_SIZE;
         if (isRefused)
             form = {};
         numberOfBytes += form.size();

@@ -56,8 +56,8 @@ size_t StringDatatype<T>::getNumberOfMappableEntriesInCompaction() {
 template<class T>
 uint64_t StringDatatype<T>::resolveResource(DictionaryThreadContext* const threadContext, const char* const lexicalForm,
                                             size_t lexicalFormLength, uint8_t datatypeID) {
+    AdaptiveResourceSizeEncoding::checkLength(lexicalFormLength); // Before the form is read: it cannot be that long.
     validatePlainLiteral(lexicalForm, lexicalFormLength, datatypeID, RESOLVE_FAILURE_LINES);
-    AdaptiveResourceSizeEncoding::checkSize(lexicalFormLength + 1);
     return doResolveResource(selectTable(datatypeID), threadContext, GetNextResourceID(), lexicalForm,
                              lexicalFormLength, datatypeID);
 }
@@ -94,8 +94,8 @@ uint64_t StringDatatype<T>::doResolveResource(Table& table, DictionaryThreadCont
 template<class T>
 uint64_t StringDatatype<T>::tryResolveResource(const DictionaryCommitPoint commitPoint, const char* const lexicalForm,
                                                size_t lexicalFormLength, uint8_t datatypeID) const {
+    AdaptiveResourceSizeEncoding::checkLength(lexicalFormLength); // Before the form is read: it cannot be that long.
     validatePlainLiteral(lexicalForm, lexicalFormLength, datatypeID, TRY_RESOLVE_FAILURE_LINES);
-    AdaptiveResourceSizeEncoding::checkSize(lexicalFormLength + 1);
     return doTryResolveResource(selectTable(datatypeID), commitPoint, lexicalForm, lexicalFormLength);
 }
 

@@ -14,8 +14,8 @@ constexpr DictionaryCommitPoint EVERYTHING{std::numeric_limits<uint64_t>::max()}
 void refuse(const BatchEntry& entry, const PlainLiteralFailureLines& failureLines) {
     size_t lexicalFormLength = entry.m_lexicalForm.size();
     uint8_t datatypeID = entry.m_datatypeID;
+    AdaptiveResourceSizeEncoding::checkLength(lexicalFormLength);
     validatePlainLiteral(entry.m_lexicalForm.data(), lexicalFormLength, datatypeID, failureLines);
-    AdaptiveResourceSizeEncoding::checkSize(lexicalFormLength + 1);
 }
 
 /// Hands a batch out in groups: calls `operation` for each with what is prepared of it, its entries, and the number of

@@ -86,7 +86,7 @@ void StringDatatypeFactory::inPlaceParseResourceValue(ResourceValue& resourceVal
 void StringDatatypeFactory::parseResourceValue(ResourceValue& resourceValue, const char* const lexicalForm,
                                                size_t lexicalFormLength, uint8_t datatypeID) const {
     // The size that is checked is the one the value had before; callers rely on getting this failure just then.
-    AdaptiveResourceSizeEncoding::checkSize(resourceValue.m_dataSize + 1);
+    AdaptiveResourceSizeEncoding::checkLength(resourceValue.m_dataSize);
     validatePlainLiteral(lexicalForm, lexicalFormLength, datatypeID, PARSE_FAILURE_LINES);
     uint8_t* const data = resourceValue.useOwnStorage(lexicalFormLength + 1);
     if (lexicalFormLength != 0)

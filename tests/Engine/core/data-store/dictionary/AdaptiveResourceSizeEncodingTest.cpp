@@ -43,6 +43,14 @@ size_t decode(const std::vector<uint8_t>& header, const size_t expectedLength) {
     return size;
 }
 
+void expectRefusal(const MelnarException& exception) {
+    EXPECT_EQ("The resource is larger than the largest resource supported by Melnar.", exception.getMessage());
+    EXPECT_EQ("MelnarException", exception.getExceptionName());
+    EXPECT_EQ("Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding", exception.getSourceFileName());
+    EXPECT_EQ(37, exception.getSourceLineNumber());
+    EXPECT_TRUE(exception.getCauses().empty());
+}
+
 } // namespace
 
 TEST(AdaptiveResourceSizeEncodingTest, theShortestHeaderThatHoldsTheSizeIsChosen) {
@@ -93,15 +101,17 @@ TEST(AdaptiveResourceSizeEncodingTest, sizesAroundEveryBoundaryRoundTripAtEveryA
 TEST(AdaptiveResourceSizeEncodingTest, theLargestSizeIsAccepted) {
     EXPECT_NO_THROW(Encoding::checkSize(0));
     EXPECT_NO_THROW(Encoding::checkSize(0x1FFFFFFFFFFFFFFF));
+    EXPECT_NO_THROW(Encoding::checkLength(0));
+    EXPECT_NO_THROW(Encoding::checkLength(0x1FFFFFFFFFFFFFFE));
 }
 
 TEST(AdaptiveResourceSizeEncodingFailureTest, sizesThatNoHeaderHoldsAreRefused) {
-    for (const size_t size : {size_t(0x2000000000000000), std::numeric_limits<size_t>::max()}) {
-        const auto exception = catchException<MelnarException>([size] { Encoding::checkSize(size); });
-        EXPECT_EQ("The resource is larger than the largest resource supported by Melnar.", exception.getMessage());
-        EXPECT_EQ("MelnarException", exception.getExceptionName());
-        EXPECT_EQ("Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding", exception.getSourceFileName());
-        EXPECT_EQ(37, exception.getSourceLineNumber());
-        EXPECT_TRUE(exception.getCauses().empty());
-    }
+    for (const size_t size : {size_t(0x2000000000000000), std::numeric_limits<size_t>::max()})
+        expectRefusal(catchException<MelnarException>([size] { Encoding::checkSize(size); }));
+}
+
+TEST(AdaptiveResourceSizeEncodingFailureTest, lengthsThatNoHeaderHoldsAreRefused) {
+    for (const size_t length : {size_t(0x1FFFFFFFFFFFFFFF), std::numeric_limits<size_t>::max() - 1,
+                                std::numeric_limits<size_t>::max()}) // the last one has no size
+        expectRefusal(catchException<MelnarException>([length] { Encoding::checkLength(length); }));
 }

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 #include <span>
 #include <string>
 #include <string_view>
@@ -68,14 +69,17 @@ TEST(PreparedEntriesTest, whatIsNoLiteralIsMarkedAndHasNoForm) {
 }
 
 TEST(PreparedEntriesTest, aFormThatNoHeaderCanDescribeIsRefusedUnread) {
-    std::vector<BatchEntry> entries(2);
-    entries[0] = {{"text", AdaptiveResourceSizeEncoding::MAXIMUM_SIZE}, 0, D_XSD_STRING};
-    entries[1] = {"text", 0, D_XSD_STRING};
-    PreparedEntries prepared;
-    prepared.prepare(entries);
-    EXPECT_TRUE(prepared.isRefused(0));
-    EXPECT_FALSE(prepared.isRefused(1));
-    EXPECT_EQ(2u, prepared.getSize()) << "its length counts for nothing";
+    for (const size_t length : {AdaptiveResourceSizeEncoding::MAXIMUM_SIZE, std::numeric_limits<size_t>::max()})
+        for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL}) {
+            std::vector<BatchEntry> entries(2);
+            entries[0] = {{"text", length}, 0, datatypeID};
+            entries[1] = {"text", 0, D_XSD_STRING};
+            PreparedEntries prepared;
+            prepared.prepare(entries);
+            EXPECT_TRUE(prepared.isRefused(0));
+            EXPECT_FALSE(prepared.isRefused(1));
+            EXPECT_EQ(2u, prepared.getSize()) << "its length counts for nothing";
+        }
 }
 
 TEST(PreparedEntriesTest, anyNumberOfFormsIsHashedAndPutInOrderOfLength) {

@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <exception>
+#include <limits>
 #include <map>
 #include <new>
 #include <string>
@@ -27,7 +28,10 @@ namespace {
 using TablePeer = ParallelHashTableTestPeer;
 
 constexpr size_t GROUP = PreparedEntries::CAPACITY;
-constexpr size_t TOO_LONG = 0x1FFFFFFFFFFFFFFF; // with its terminator one more than the largest size
+
+/// The first is with its terminator one more than the largest size; with the last one's the count wraps to 0.
+constexpr size_t TOO_LONG[] = {0x1FFFFFFFFFFFFFFF, std::numeric_limits<size_t>::max() - 1,
+                               std::numeric_limits<size_t>::max()};
 
 template<class T>
 class StringDatatypeBatchFailureTest : public testing::Test {};
@@ -173,24 +177,27 @@ TYPED_TEST(StringDatatypeBatchFailureTest, aBatchOfRefusedLiteralsTouchesNothing
 }
 
 TYPED_TEST(StringDatatypeBatchFailureTest, aStringThatNoHeaderCanDescribeIsRefused) {
-    DictionaryFixture<TypeParam> fixture;
-    std::vector<BatchEntry> entries{{"a", STALE_RESOURCE_ID, D_XSD_STRING},
-                                    {{"text", TOO_LONG}, STALE_RESOURCE_ID, D_XSD_STRING},
-                                    {"b", STALE_RESOURCE_ID, D_XSD_STRING}};
     const std::string expected = describeException(std::make_exception_ptr(MelnarException(
         "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding", 37, MelnarException::NO_CAUSES,
         "The resource is larger than the largest resource supported by Melnar.")));
-    std::vector<BatchFailure> failures;
-    fixture.m_datatype.resolveResources(nullptr, entries, failures);
-    fixture.m_datatype.tryResolveResources(EVERYTHING, entries, failures);
-    EXPECT_EQ(1u, entries[0].m_resourceID);
-    EXPECT_EQ(0u, entries[1].m_resourceID);
-    EXPECT_EQ(2u, entries[2].m_resourceID);
-    ASSERT_EQ(2u, failures.size());
-    for (const BatchFailure& failure : failures) {
-        EXPECT_EQ(1u, failure.m_entryIndex);
-        EXPECT_EQ(expected, describeException(failure.m_exception));
-    }
+    for (const size_t length : TOO_LONG)
+        for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL}) {
+            DictionaryFixture<TypeParam> fixture;
+            std::vector<BatchEntry> entries{{"a", STALE_RESOURCE_ID, D_XSD_STRING},
+                                            {{"text", length}, STALE_RESOURCE_ID, datatypeID},
+                                            {"b", STALE_RESOURCE_ID, D_XSD_STRING}};
+            std::vector<BatchFailure> failures;
+            fixture.m_datatype.resolveResources(nullptr, entries, failures);
+            fixture.m_datatype.tryResolveResources(EVERYTHING, entries, failures);
+            EXPECT_EQ(1u, entries[0].m_resourceID);
+            EXPECT_EQ(0u, entries[1].m_resourceID);
+            EXPECT_EQ(2u, entries[2].m_resourceID);
+            ASSERT_EQ(2u, failures.size());
+            for (const BatchFailure& failure : failures) {
+                EXPECT_EQ(1u, failure.m_entryIndex);
+                EXPECT_EQ(expected, describeException(failure.m_exception));
+            }
+        }
 }
 
 TYPED_TEST(StringDatatypeBatchFailureTest, theLargestNumberOfResourcesMayBeReachedAtAnyPlace) {

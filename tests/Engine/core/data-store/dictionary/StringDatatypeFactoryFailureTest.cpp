@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <string>
 #include <string_view>
@@ -101,16 +102,17 @@ TEST(StringDatatypeFactoryFailureTest, inPlaceFormsAreQuotedUpToTheirFirstZeroBy
 }
 
 TEST(StringDatatypeFactoryFailureTest, theSizeThatParsingChecksIsTheOneTheValueHadBefore) {
-    for (const char* const lexicalForm : {"abc", "abc@en", "abc@en-"}) // the check comes before every other
-        for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL}) {
-            StringValue value("previous", D_XSD_STRING);
-            value.m_dataSize = MAXIMUM_SIZE;
-            const std::string image = getImage(value);
-            expectFailure(catchException<MelnarException>([&] { parse(value, lexicalForm, datatypeID); }),
-                          "The resource is larger than the largest resource supported by Melnar.",
-                          "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding", 37);
-            EXPECT_EQ(image, getImage(value));
-        }
+    for (const size_t dataSize : {MAXIMUM_SIZE, std::numeric_limits<size_t>::max()})
+        for (const char* const lexicalForm : {"abc", "abc@en", "abc@en-"}) // the check comes before every other
+            for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL}) {
+                StringValue value("previous", D_XSD_STRING);
+                value.m_dataSize = dataSize;
+                const std::string image = getImage(value);
+                expectFailure(catchException<MelnarException>([&] { parse(value, lexicalForm, datatypeID); }),
+                              "The resource is larger than the largest resource supported by Melnar.",
+                              "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding", 37);
+                EXPECT_EQ(image, getImage(value));
+            }
     ResourceValue value;
     value.m_dataSize = MAXIMUM_SIZE - 1;
     parse(value, "abc", D_XSD_STRING);

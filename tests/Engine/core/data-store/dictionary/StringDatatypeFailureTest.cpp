@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,7 +23,9 @@ namespace {
 
 using TablePeer = ParallelHashTableTestPeer;
 
-constexpr size_t TOO_LONG = 0x1FFFFFFFFFFFFFFF; // with its terminator one more than the largest size
+/// The first is with its terminator one more than the largest size; with the last one's the count wraps to 0.
+constexpr size_t TOO_LONG[] = {0x1FFFFFFFFFFFFFFF, std::numeric_limits<size_t>::max() - 1,
+                               std::numeric_limits<size_t>::max()};
 
 template<class T>
 class StringDatatypeFailureTest : public testing::Test {};
@@ -99,12 +102,15 @@ TYPED_TEST(StringDatatypeFailureTest, lookingUpAPlainLiteralWithAMalformedTagTou
 
 TYPED_TEST(StringDatatypeFailureTest, aStringThatNoHeaderCanDescribeTouchesNothing) {
     DictionaryFixture<TypeParam> fixture;
-    const std::function<void()> operations[] = {
-        [&] { fixture.m_datatype.resolveResource(nullptr, "text", TOO_LONG, D_XSD_STRING); },
-        [&] { fixture.m_datatype.tryResolveResource(EVERYTHING, "text", TOO_LONG, D_XSD_STRING); }};
-    for (const std::function<void()>& operation : operations)
-        expectFailure("The resource is larger than the largest resource supported by Melnar.",
-                      "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding", 37, operation);
+    for (const size_t length : TOO_LONG)
+        for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL}) {
+            const std::function<void()> operations[] = {
+                [&] { fixture.m_datatype.resolveResource(nullptr, "text", length, datatypeID); },
+                [&] { fixture.m_datatype.tryResolveResource(EVERYTHING, "text", length, datatypeID); }};
+            for (const std::function<void()>& operation : operations)
+                expectFailure("The resource is larger than the largest resource supported by Melnar.",
+                              "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding", 37, operation);
+        }
     expectUntouched(fixture);
 }
 
