@@ -52,8 +52,9 @@ FileOperationObserver::~FileOperationObserver() {
 /// One call on its way: what the watcher, if there is one, decided about it.
 class SystemCallGate {
 public:
-    explicit SystemCallGate(const Call call, const size_t request = 0) : m_errorCode(0), m_bytes(request) {
-        SystemCallFaults* const watcher = getWatcher(call).load(std::memory_order_acquire);
+    explicit SystemCallGate(const Call call, const size_t request = 0)
+        : m_watcher(getWatcher(call).load(std::memory_order_acquire)), m_errorCode(0), m_bytes(request) {
+        SystemCallFaults* const watcher = m_watcher;
         if (watcher == nullptr)
             return;
         const size_t index = watcher->m_numberOfCalls.fetch_add(1, std::memory_order_relaxed);
@@ -77,10 +78,17 @@ public:
         return m_errorCode != 0;
     }
 
+    /// Does what shall happen to the old mapping when a mapping over it fails.
+    void failRemapping(void* const begin, const size_t size) const {
+        if (m_errorCode != 0 && m_watcher->m_action)
+            m_watcher->m_action(begin, size);
+    }
+
     int getErrorCode() const { return m_errorCode; }
     size_t getBytes() const { return m_bytes; }
 
 private:
+    SystemCallFaults* const m_watcher;
     int m_errorCode;
     size_t m_bytes;
 };
@@ -129,6 +137,8 @@ int __real_pthread_cond_destroy(pthread_cond_t* condition);
 
 void* __wrap_mmap(void* begin, size_t size, int protection, int flags, int fileDescriptor, off_t offset) {
     const SystemCallGate gate(Call::MMAP, size);
+    if ((flags & MAP_FIXED) != 0)
+        gate.failRemapping(begin, size);
     return gate.isClosed() ? MAP_FAILED : __real_mmap(begin, size, protection, flags, fileDescriptor, offset);
 }
 

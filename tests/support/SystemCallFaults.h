@@ -4,7 +4,9 @@
 
 #include <atomic>
 #include <cstddef>
+#include <functional>
 #include <limits>
+#include <utility>
 
 /// Watches the calls of one system call while it lives, and makes them fail or fall short as it is told.
 ///
@@ -48,6 +50,11 @@ public:
     /// Lets `allowedCalls` more calls pass; the next one, or all further ones, report `errorCode`.
     void failAfter(size_t allowedCalls, int errorCode, Duration duration);
 
+    /// Calls `action` with the range of each mapping over an old one (MAP_FIXED) that is made to fail, before it
+    /// reports its failure: the system may have removed the old mapping by then, and another thread may have got its
+    /// addresses.
+    void onFailedRemapping(std::function<void(void* begin, size_t size)> action) { m_action = std::move(action); }
+
     /// Makes reads and writes transfer at most `maximumBytes` a call.
     void shortenTo(const size_t maximumBytes) { m_maximumBytes.store(maximumBytes, std::memory_order_relaxed); }
 
@@ -74,4 +81,5 @@ private:
     std::atomic<size_t> m_firstFailure; // counted like m_numberOfCalls, from 0
     std::atomic<size_t> m_endOfFailures;
     std::atomic<int> m_errorCode;
+    std::function<void(void* begin, size_t size)> m_action;
 };

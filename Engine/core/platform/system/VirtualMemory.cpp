@@ -18,10 +18,15 @@ void adviseHugePages([[maybe_unused]] void* const begin, [[maybe_unused]] const 
 #endif
 }
 
+/// Maps fresh pages that fault on every access.
+void* mapWithoutAccess(void* const address, const size_t numberOfBytes, const int flags) noexcept {
+    return ::mmap(address, numberOfBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | flags, -1, 0);
+}
+
 } // namespace
 
 void* reserve(const size_t numberOfBytes) noexcept {
-    void* const begin = ::mmap(nullptr, numberOfBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    void* const begin = mapWithoutAccess(nullptr, numberOfBytes, 0);
     if (begin == MAP_FAILED)
         return nullptr;
     if (numberOfBytes >= HUGE_PAGE_SIZE)
@@ -34,17 +39,25 @@ bool commit(void* const begin, const size_t numberOfBytes) noexcept {
 }
 
 void decommit(void* const begin, const size_t numberOfBytes) noexcept {
-    // Fresh pages over the old ones: the old contents go, and the next commit reads zeros.
-    if (::mmap(begin, numberOfBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) != MAP_FAILED) {
-        // The advice went with the old mapping. The pages may be a short end of a large reservation.
-        adviseHugePages(begin, numberOfBytes);
-        return;
-    }
-    // The system may be too short of memory to describe a mapping more. Then the contents go at least: with their
-    // pages, or, when these must stay in memory, by being overwritten.
+    // The contents go first, while the pages are certainly there: with their pages, or, when these must stay in memory,
+    // by being overwritten.
     if (::madvise(begin, numberOfBytes, MADV_DONTNEED) != 0)
         std::memset(begin, 0, numberOfBytes);
-    static_cast<void>(::mprotect(begin, numberOfBytes, PROT_NONE));
+    // Fresh pages over the old ones fault, and the system no longer counts them as committed. When it is too short of
+    // memory to describe a mapping more, it may find out after it has removed the old one. Another thread may have got
+    // the addresses by then, so nothing there may be touched. To ask for them without force reserves them again where
+    // they are free, and gives other ones where they are not.
+    if (mapWithoutAccess(begin, numberOfBytes, MAP_FIXED) == MAP_FAILED) {
+        void* const reserved = mapWithoutAccess(begin, numberOfBytes, 0);
+        if (reserved == MAP_FAILED)
+            return;
+        if (reserved != begin) {
+            release(reserved, numberOfBytes);
+            return;
+        }
+    }
+    // The advice went with the old mapping. The pages may be a short end of a large reservation.
+    adviseHugePages(begin, numberOfBytes);
 }
 
 void release(void* const begin, const size_t numberOfBytes) noexcept {

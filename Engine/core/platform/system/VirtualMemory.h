@@ -13,7 +13,9 @@ void* reserve(size_t numberOfBytes) noexcept;
 bool commit(void* begin, size_t numberOfBytes) noexcept;
 
 /// Gives committed pages back and makes them fault again; the address space stays reserved. When the system refuses,
-/// the pages may stay accessible and in memory, but their contents go all the same: a later commit reads zeros.
+/// the pages may stay accessible, but their contents go all the same: a later commit reads zeros. The refusal may cost
+/// the reservation of the pages. They are then reserved again, unless the system refuses that too or another thread has
+/// got them meanwhile, and are not touched.
 void decommit(void* begin, size_t numberOfBytes) noexcept;
 
 /// Gives a reservation back, committed pages included.

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <string>
+#include <sys/mman.h>
 
 namespace {
 
@@ -232,6 +233,23 @@ TEST_F(MemoryRegionFailureTest, refusedDecommitIsNotReportedAndLeavesNothingBehi
         for (size_t index = 1; index < m_region.getEnd(); ++index)
             ASSERT_EQ(0u, m_region[index]) << "at index " << index;
     }
+}
+
+TEST_F(MemoryRegionFailureTest, pagesThatARefusedDecommitCostsMakeTheNextGrowthFail) {
+    {
+        SystemCallFaults maps(Call::MMAP);
+        maps.failAfter(0, ENOMEM, Duration::FOR_GOOD);
+        maps.onFailedRemapping([](void* const begin, const size_t size) { ::munmap(begin, size); });
+        m_region.truncate(1);
+    }
+    EXPECT_EQ(1u, m_region[0]);
+    EXPECT_EQ(LIMIT - m_pageSize, m_memoryManager.getFreeBytes());
+    const auto exception = catchException<SystemCallException>([&] { m_region.ensureEndAtLeast(m_itemsPerPage + 1); });
+    EXPECT_STREQ("mprotect", exception.getSystemCallName());
+    EXPECT_EQ(m_itemsPerPage, m_region.getEnd());
+    EXPECT_EQ(LIMIT - m_pageSize, m_memoryManager.getFreeBytes());
+    m_region.deinitialize();
+    expectEmpty();
 }
 
 TEST_F(MemoryRegionFailureTest, refusedUnmapIsNotReported) {

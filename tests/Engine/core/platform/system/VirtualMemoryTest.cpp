@@ -13,6 +13,7 @@
 #include <ios>
 #include <sstream>
 #include <string>
+#include <sys/mman.h>
 #include <unistd.h>
 
 namespace {
@@ -39,6 +40,11 @@ protected:
     const size_t m_pageSize;
     uint8_t* m_begin;
 };
+
+/// What the system may do to the old mapping before it reports that a new one over it failed.
+void unmap(void* const begin, const size_t size) {
+    ::munmap(begin, size);
+}
 
 /// Whether the system has been advised to use huge pages for the mapping that this byte is in.
 bool isAdvisedToUseHugePages(const uint8_t* const byte) {
@@ -94,41 +100,106 @@ TEST_F(VirtualMemoryTest, decommittedPagesAreStillToBeHuge) {
     auto* const begin = static_cast<uint8_t*>(VirtualMemory::reserve(SIZE));
     ASSERT_NE(nullptr, begin);
     const bool hasHugePages = isAdvisedToUseHugePages(begin);
-    for (const size_t kept : {SIZE - m_pageSize, SIZE / 2, size_t(0)}) {
-        EXPECT_TRUE(VirtualMemory::commit(begin, SIZE));
-        VirtualMemory::decommit(begin + kept, SIZE - kept);
-        EXPECT_EQ(hasHugePages, isAdvisedToUseHugePages(begin + kept)) << "decommitted from byte " << kept;
-        EXPECT_TRUE(VirtualMemory::commit(begin + kept, SIZE - kept));
-        EXPECT_EQ(hasHugePages, isAdvisedToUseHugePages(begin + SIZE - 1)) << "decommitted from byte " << kept;
-    }
+    for (const bool isLostMeanwhile : {false, true})
+        for (const size_t kept : {SIZE - m_pageSize, SIZE / 2, size_t(0)}) {
+            EXPECT_TRUE(VirtualMemory::commit(begin, SIZE));
+            {
+                SystemCallFaults maps(Call::MMAP);
+                if (isLostMeanwhile)
+                    maps.failAfter(0, ENOMEM, Duration::ONCE);
+                maps.onFailedRemapping(unmap);
+                VirtualMemory::decommit(begin + kept, SIZE - kept);
+            }
+            EXPECT_EQ(hasHugePages, isAdvisedToUseHugePages(begin + kept)) << "decommitted from byte " << kept;
+            EXPECT_TRUE(VirtualMemory::commit(begin + kept, SIZE - kept));
+            EXPECT_EQ(hasHugePages, isAdvisedToUseHugePages(begin + SIZE - 1)) << "decommitted from byte " << kept;
+        }
     VirtualMemory::release(begin, SIZE);
     if (!hasHugePages)
         GTEST_SKIP() << "The system has no huge pages, or does not tell.";
 }
 
 TEST_F(VirtualMemoryTest, pagesThatTheSystemDoesNotTakeBackAreZeroAllTheSame) {
-    for (const bool isAdviceRefused : {false, true})
-        for (const bool isProtectionRefused : {false, true}) {
-            ASSERT_TRUE(VirtualMemory::commit(m_begin, 2 * m_pageSize));
-            std::fill_n(m_begin, 2 * m_pageSize, uint8_t(0xFF));
-            {
-                SystemCallFaults maps(Call::MMAP);
-                maps.failAfter(0, ENOMEM, Duration::ONCE);
-                SystemCallFaults advices(Call::MADVISE);
-                if (isAdviceRefused)
-                    advices.failAfter(0, EINVAL, Duration::ONCE);
-                SystemCallFaults protections(Call::MPROTECT);
-                if (isProtectionRefused)
-                    protections.failAfter(0, ENOMEM, Duration::ONCE);
-                VirtualMemory::decommit(m_begin + m_pageSize, m_pageSize);
-                EXPECT_EQ(1u, maps.getNumberOfFailures());
-                EXPECT_EQ(1u, advices.getNumberOfCalls());
-            }
-            EXPECT_EQ(isProtectionRefused, isReadable(m_begin + m_pageSize));
-            ASSERT_TRUE(VirtualMemory::commit(m_begin + m_pageSize, m_pageSize));
-            EXPECT_TRUE(isZero(m_begin + m_pageSize));
-            EXPECT_EQ(0xFF, m_begin[m_pageSize - 1]) << "the page before keeps its contents";
+    for (const bool isAdviceRefused : {false, true}) {
+        ASSERT_TRUE(VirtualMemory::commit(m_begin, 2 * m_pageSize));
+        std::fill_n(m_begin, 2 * m_pageSize, uint8_t(0xFF));
+        {
+            SystemCallFaults maps(Call::MMAP);
+            maps.failAfter(0, ENOMEM, Duration::ONCE);
+            SystemCallFaults advices(Call::MADVISE);
+            if (isAdviceRefused)
+                advices.failAfter(0, EINVAL, Duration::ONCE);
+            VirtualMemory::decommit(m_begin + m_pageSize, m_pageSize);
+            EXPECT_EQ(1u, maps.getNumberOfFailures());
+            EXPECT_EQ(1u, advices.getNumberOfCalls());
         }
+        ASSERT_TRUE(VirtualMemory::commit(m_begin + m_pageSize, m_pageSize));
+        EXPECT_TRUE(isZero(m_begin + m_pageSize));
+        EXPECT_EQ(0xFF, m_begin[m_pageSize - 1]) << "the page before keeps its contents";
+    }
+}
+
+TEST_F(VirtualMemoryTest, refusedDecommitLeavesNoMappingElsewhere) {
+    ASSERT_TRUE(VirtualMemory::commit(m_begin, 2 * m_pageSize));
+    SystemCallFaults maps(Call::MMAP);
+    maps.failAfter(0, ENOMEM, Duration::ONCE);
+    const SystemCallFaults unmaps(Call::MUNMAP);
+    VirtualMemory::decommit(m_begin + m_pageSize, m_pageSize);
+    EXPECT_EQ(maps.getNumberOfCalls() - maps.getNumberOfFailures(), unmaps.getNumberOfCalls());
+}
+
+TEST_F(VirtualMemoryTest, pagesThatAreLostInADecommitAreReservedAgain) {
+    for (const bool isAdviceRefused : {false, true}) {
+        ASSERT_TRUE(VirtualMemory::commit(m_begin, 2 * m_pageSize));
+        std::fill_n(m_begin, 2 * m_pageSize, uint8_t(0xFF));
+        {
+            SystemCallFaults maps(Call::MMAP);
+            maps.failAfter(0, ENOMEM, Duration::ONCE);
+            maps.onFailedRemapping(unmap);
+            SystemCallFaults advices(Call::MADVISE);
+            if (isAdviceRefused)
+                advices.failAfter(0, EINVAL, Duration::FOR_GOOD);
+            VirtualMemory::decommit(m_begin + m_pageSize, m_pageSize);
+            EXPECT_EQ(1u, maps.getNumberOfFailures());
+        }
+        EXPECT_EQ(0xFF, m_begin[m_pageSize - 1]) << "the page before keeps its contents";
+        EXPECT_FALSE(isReadable(m_begin + m_pageSize));
+        ASSERT_TRUE(VirtualMemory::commit(m_begin + m_pageSize, m_pageSize));
+        EXPECT_TRUE(isZero(m_begin + m_pageSize));
+    }
+}
+
+TEST_F(VirtualMemoryTest, pagesThatAreLostForGoodAreNeitherTouchedNorCommitted) {
+    ASSERT_TRUE(VirtualMemory::commit(m_begin, 2 * m_pageSize));
+    std::fill_n(m_begin, 2 * m_pageSize, uint8_t(0xFF));
+    {
+        SystemCallFaults maps(Call::MMAP);
+        maps.failAfter(0, ENOMEM, Duration::FOR_GOOD);
+        maps.onFailedRemapping(unmap);
+        VirtualMemory::decommit(m_begin + m_pageSize, m_pageSize);
+    }
+    EXPECT_EQ(0xFF, m_begin[m_pageSize - 1]) << "the page before keeps its contents";
+    EXPECT_FALSE(isReadable(m_begin + m_pageSize));
+    EXPECT_FALSE(VirtualMemory::commit(m_begin + m_pageSize, m_pageSize));
+    EXPECT_EQ(ENOMEM, errno);
+}
+
+TEST_F(VirtualMemoryTest, pagesThatAnotherThreadGotDuringADecommitAreLeftAlone) {
+    ASSERT_TRUE(VirtualMemory::commit(m_begin, 2 * m_pageSize));
+    uint8_t* const lost = m_begin + m_pageSize;
+    {
+        SystemCallFaults maps(Call::MMAP);
+        maps.failAfter(0, ENOMEM, Duration::ONCE);
+        maps.onFailedRemapping([](void* const begin, const size_t size) {
+            constexpr int PROTECTION = PROT_READ | PROT_WRITE;
+            ASSERT_EQ(begin, ::mmap(begin, size, PROTECTION, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0));
+            std::fill_n(static_cast<uint8_t*>(begin), size, uint8_t(0xAB));
+        });
+        VirtualMemory::decommit(lost, m_pageSize);
+        EXPECT_EQ(1u, maps.getNumberOfFailures());
+    }
+    ASSERT_TRUE(isReadable(lost));
+    EXPECT_TRUE(std::all_of(lost, lost + m_pageSize, [](const uint8_t byte) { return byte == 0xAB; }));
 }
 
 TEST_F(VirtualMemoryTest, releaseUnmapsTheWholeReservation) {
