@@ -1,16 +1,10 @@
 #include "Engine/core/data-store/dictionary/DictionaryDatatypeFactory.h"
 
-#include "Engine/core/platform/MelnarException.h"
-
 #include <algorithm>
 #include <array>
 #include <map>
 
 namespace {
-
-constexpr const char* const SOURCE_FILE = "Engine/core/data-store/dictionary/DictionaryDatatypeFactory";
-constexpr long LINE_DATATYPE_ID_TAKEN = 44;
-constexpr long LINE_DATATYPE_NAME_TAKEN = 49;
 
 using FactoriesByName = std::map<std::string, const DictionaryDatatypeFactory*>;
 
@@ -32,14 +26,9 @@ DictionaryDatatypeFactory::DictionaryDatatypeFactory(
     const std::initializer_list<std::pair<uint8_t, std::string>> supportedDatatypes)
     : m_supportedDatatypes(supportedDatatypes) {
     Registry& registry = getRegistry();
-    for (const auto& [datatypeID, datatypeName] : m_supportedDatatypes) {
-        if (registry.m_factoriesByID[datatypeID] != nullptr)
-            throw MelnarException(SOURCE_FILE, LINE_DATATYPE_ID_TAKEN, MelnarException::NO_CAUSES,
-                                  "A factory is registered already for datatype ID ", size_t(datatypeID), ".");
-        if (registry.m_factoriesByName.contains(datatypeName))
-            throw MelnarException(SOURCE_FILE, LINE_DATATYPE_NAME_TAKEN, MelnarException::NO_CAUSES,
-                                  "A factory is registered already for datatype '", datatypeName, "'.");
-    }
+    for (const auto& [datatypeID, datatypeName] : m_supportedDatatypes)
+        if (registry.m_factoriesByID[datatypeID] != nullptr || registry.m_factoriesByName.contains(datatypeName))
+            return;
     FactoriesByName factoriesByName; // made aside, so that memory that runs out leaves no half of a factory behind
     for (const auto& [datatypeID, datatypeName] : m_supportedDatatypes)
         factoriesByName[datatypeName] = this;
@@ -49,10 +38,14 @@ DictionaryDatatypeFactory::DictionaryDatatypeFactory(
 }
 
 DictionaryDatatypeFactory::~DictionaryDatatypeFactory() {
+    // Another factory may be registered under the same ID and name.
     Registry& registry = getRegistry();
     for (const auto& [datatypeID, datatypeName] : m_supportedDatatypes) {
-        registry.m_factoriesByID[datatypeID] = nullptr;
-        registry.m_factoriesByName.erase(datatypeName);
+        if (registry.m_factoriesByID[datatypeID] == this)
+            registry.m_factoriesByID[datatypeID] = nullptr;
+        const auto found = registry.m_factoriesByName.find(datatypeName);
+        if (found != registry.m_factoriesByName.end() && found->second == this)
+            registry.m_factoriesByName.erase(found);
     }
 }
 

@@ -20,7 +20,9 @@
 /// Creates the datatype objects of a family of datatypes and handles its literals where no dictionary is needed.
 ///
 /// A factory enters itself into the process-wide registry when it is constructed, usually during static initialisation,
-/// and leaves it when it is destroyed.
+/// and takes its own entries out when it is destroyed. The first factory of an ID or a name keeps it. A later factory
+/// that claims any taken ID or name, such as a second object of the same class, is not registered at all, also not when
+/// the first one goes. Its operations work all the same.
 ///
 /// The five arguments that the formatting operations begin with are those of a ResourceValue: datatype ID, data, data
 /// size (with the terminator), auxiliary data, auxiliary data size.
@@ -29,8 +31,8 @@
 ///          looks factories up.
 class DictionaryDatatypeFactory {
 public:
-    /// Registers the factory under the given (datatype ID, datatype name) pairs. Throws MelnarException, and registers
-    /// nothing, when an ID or a name is taken.
+    /// Registers the factory under the given (datatype ID, datatype name) pairs, or under none when an ID or a name is
+    /// taken. Throws std::bad_alloc only, and registers nothing then.
     DictionaryDatatypeFactory(std::initializer_list<std::pair<uint8_t, std::string>> supportedDatatypes);
 
     DictionaryDatatypeFactory(const DictionaryDatatypeFactory&) = delete;

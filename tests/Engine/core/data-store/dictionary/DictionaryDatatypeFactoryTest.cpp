@@ -3,7 +3,6 @@
 #include "Engine/core/data-store/dictionary/DatatypeNames.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeFactory.h"
 #include "tests/support/AllocationFaults.h"
-#include "tests/support/CaughtException.h"
 #include "tests/support/VirtualSlots.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +10,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 #include <memory>
 #include <new>
 #include <string>
@@ -49,6 +49,8 @@ public:
         return false;
     }
 };
+
+using Datatypes = std::initializer_list<std::pair<uint8_t, std::string>>;
 
 constexpr uint8_t FIRST_ID = 200;
 constexpr uint8_t SECOND_ID = 201;
@@ -150,38 +152,58 @@ TEST(DictionaryDatatypeFactoryTest, aFactoryWithoutDatatypesIsNotListed) {
     expectNobodyElseRegistered();
 }
 
-TEST(DictionaryDatatypeFactoryFailureTest, anIDThatIsTakenRegistersNothing) {
+TEST(DictionaryDatatypeFactoryTest, aSecondFactoryOfAClassLeavesTheFirstRegistered) {
     const DictionaryDatatypeFactory* const stringFactory = findByID(D_XSD_STRING);
-    const auto exception = catchException<MelnarException>([] {
+    {
+        const StringDatatypeFactory second;
+        expectNobodyElseRegistered();
+        EXPECT_EQ(stringFactory, findByID(D_XSD_STRING));
+        EXPECT_EQ(stringFactory, findByID(D_RDF_PLAIN_LITERAL));
+        EXPECT_EQ(stringFactory->getSupportedDatatypes(), second.getSupportedDatatypes());
+        ResourceValue value;
+        second.parseResourceValue(value, "abc", 3, D_XSD_STRING);
+        EXPECT_EQ(4u, value.m_dataSize) << "it works all the same";
+    }
+    expectNobodyElseRegistered();
+    EXPECT_EQ(stringFactory, findByID(D_XSD_STRING)) << "the second one took no entry of the first along";
+    EXPECT_EQ(stringFactory, findByID(D_RDF_PLAIN_LITERAL));
+    EXPECT_EQ(stringFactory, findByName(XSD_STRING));
+    EXPECT_EQ(stringFactory, findByName(RDF_PLAIN_LITERAL));
+}
+
+TEST(DictionaryDatatypeFactoryTest, aFactoryWithATakenIDRegistersNothing) {
+    const DictionaryDatatypeFactory* const stringFactory = findByID(D_XSD_STRING);
+    {
         const TestFactory factory({{FIRST_ID, FIRST_NAME}, {D_XSD_STRING, SECOND_NAME}});
-    });
-    EXPECT_EQ("A factory is registered already for datatype ID 5.", exception.getMessage());
-    EXPECT_EQ("Engine/core/data-store/dictionary/DictionaryDatatypeFactory", exception.getSourceFileName());
-    EXPECT_EQ(44, exception.getSourceLineNumber());
-    EXPECT_TRUE(exception.getCauses().empty());
+        expectNobodyElseRegistered();
+        EXPECT_EQ(stringFactory, findByID(D_XSD_STRING));
+    }
     expectNobodyElseRegistered();
     EXPECT_EQ(stringFactory, findByID(D_XSD_STRING));
 }
 
-TEST(DictionaryDatatypeFactoryFailureTest, aNameThatIsTakenRegistersNothing) {
+TEST(DictionaryDatatypeFactoryTest, aFactoryWithATakenNameRegistersNothing) {
     const DictionaryDatatypeFactory* const stringFactory = findByID(D_XSD_STRING);
-    const auto exception = catchException<MelnarException>([] {
+    {
         const TestFactory factory({{FIRST_ID, FIRST_NAME}, {SECOND_ID, XSD_STRING}});
-    });
-    EXPECT_EQ("A factory is registered already for datatype 'http://www.w3.org/2001/XMLSchema#string'.",
-              exception.getMessage());
-    EXPECT_EQ("Engine/core/data-store/dictionary/DictionaryDatatypeFactory", exception.getSourceFileName());
-    EXPECT_EQ(49, exception.getSourceLineNumber());
+        expectNobodyElseRegistered();
+        EXPECT_EQ(stringFactory, findByName(XSD_STRING));
+    }
     expectNobodyElseRegistered();
     EXPECT_EQ(stringFactory, findByName(XSD_STRING));
 }
 
-TEST(DictionaryDatatypeFactoryFailureTest, aSecondStringFactoryIsRefusedAndTheFirstStays) {
-    const DictionaryDatatypeFactory* const stringFactory = findByID(D_XSD_STRING);
-    EXPECT_THROW(StringDatatypeFactory(), MelnarException);
+TEST(DictionaryDatatypeFactoryTest, aFactoryThatCameTooLateStaysUnregisteredWhenTheFirstGoes) {
+    auto first = std::make_unique<TestFactory>(Datatypes{{FIRST_ID, FIRST_NAME}});
+    auto second = std::make_unique<TestFactory>(Datatypes{{FIRST_ID, FIRST_NAME}, {SECOND_ID, SECOND_NAME}});
+    EXPECT_EQ(first.get(), findByID(FIRST_ID));
+    first.reset();
     expectNobodyElseRegistered();
-    EXPECT_EQ(stringFactory, findByID(D_XSD_STRING));
-    EXPECT_EQ(stringFactory, findByID(D_RDF_PLAIN_LITERAL));
+    const TestFactory third({{SECOND_ID, SECOND_NAME}});
+    second.reset();
+    EXPECT_EQ(&third, findByID(SECOND_ID)) << "not an entry of the one that goes";
+    EXPECT_EQ(&third, findByName(SECOND_NAME));
+    EXPECT_EQ(nullptr, findByID(FIRST_ID));
 }
 
 TEST(DictionaryDatatypeFactoryFailureTest, anyAllocationThatFailsRegistersNothing) {
