@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/collections/ParallelHashTableHeader.h"
 #include "Engine/core/platform/collections/TableThreadContext.h"
 #include "Engine/core/platform/stream/InputStream.h"
 #include "Engine/core/platform/stream/OutputStream.h"
@@ -77,6 +78,9 @@ public:
     static constexpr size_t RESIZE_CHUNK_SIZE = 1024;
     static constexpr size_t NOT_RESIZING = ~size_t(0);
     static constexpr size_t RESIZE_PREPARING = NOT_RESIZING - 1;
+
+    static_assert(ParallelHashTableHeader::MINIMUM_NUMBER_OF_BUCKETS >= RESIZE_CHUNK_SIZE,
+                  "a resize needs a chunk at least");
 
     class Operation;
 
@@ -193,6 +197,8 @@ private:
 
     class AllOtherThreadContexts;
 
+    ParallelHashTableHeader getHeader() const noexcept;
+    void setHeader(const ParallelHashTableHeader& header) noexcept;
     size_t getSumOfInsertionQuotas() const noexcept;
     bool refillInsertionQuota(ThreadContext& callerContext);
     void getHashes(const BucketValue* values, size_t numberOfValues, uint64_t* hashes) const noexcept;

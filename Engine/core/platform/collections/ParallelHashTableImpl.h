@@ -43,8 +43,8 @@ template<class Policy>
 ParallelHashTable<Policy>::ParallelHashTable(MemoryManager& memoryManager, const Policy& policy) noexcept
     : m_policy(policy), m_resizeState(NOT_RESIZING), m_hashMask(0), m_afterLastBucket(nullptr),
       m_buckets(memoryManager), m_numberOfUsedBuckets(0), m_numberOfDeletedBuckets(0), m_numberOfBuckets(0),
-      m_maxLoadFactor(0.7), m_resizeThreshold(0), m_oldBuckets(memoryManager), m_numberOfResizeChunks(0),
-      m_numberOfPendingChunks(0), m_resizeMutex{}, m_resizeCondition{} {}
+      m_maxLoadFactor(ParallelHashTableHeader::MAXIMUM_LOAD_FACTOR), m_resizeThreshold(0), m_oldBuckets(memoryManager),
+      m_numberOfResizeChunks(0), m_numberOfPendingChunks(0), m_resizeMutex{}, m_resizeCondition{} {}
 
 template<class Policy>
 ParallelHashTable<Policy>::~ParallelHashTable() {
@@ -57,7 +57,7 @@ void ParallelHashTable<Policy>::setNumberOfBuckets(const size_t numberOfBuckets)
     m_hashMask = numberOfBuckets - 1;
     m_afterLastBucket = m_buckets.getData() + numberOfBuckets;
     m_numberOfBuckets.store(numberOfBuckets, std::memory_order_relaxed);
-    m_resizeThreshold = static_cast<size_t>(static_cast<double>(numberOfBuckets) * m_maxLoadFactor);
+    m_resizeThreshold = ParallelHashTableHeader::getResizeThreshold(numberOfBuckets, m_maxLoadFactor);
 }
 
 /// Forgets any resize. Only while the table is not shared.
@@ -158,14 +158,30 @@ void ParallelHashTable<Policy>::shrinkToFit(const size_t minimumNumberOfBuckets)
 }
 
 template<class Policy>
+ParallelHashTableHeader ParallelHashTable<Policy>::getHeader() const noexcept {
+    ParallelHashTableHeader header;
+    header.m_numberOfBuckets = getNumberOfBuckets();
+    header.m_resizeThreshold = m_resizeThreshold;
+    header.m_numberOfUsedBuckets = m_numberOfUsedBuckets.load(std::memory_order_relaxed);
+    header.m_numberOfDeletedBuckets = getNumberOfDeletedBuckets();
+    for (size_t index = 0; index < NUMBER_OF_THREAD_CONTEXTS; ++index)
+        header.m_insertionQuotas[index] = m_threadContexts[index].getInsertionQuota();
+    return header;
+}
+
+template<class Policy>
+void ParallelHashTable<Policy>::setHeader(const ParallelHashTableHeader& header) noexcept {
+    m_numberOfBuckets.store(header.m_numberOfBuckets, std::memory_order_relaxed);
+    m_resizeThreshold = header.m_resizeThreshold;
+    m_numberOfUsedBuckets.store(header.m_numberOfUsedBuckets, std::memory_order_relaxed);
+    m_numberOfDeletedBuckets.store(header.m_numberOfDeletedBuckets, std::memory_order_relaxed);
+    for (size_t index = 0; index < NUMBER_OF_THREAD_CONTEXTS; ++index)
+        m_threadContexts[index].setInsertionQuota(header.m_insertionQuotas[index]);
+}
+
+template<class Policy>
 void ParallelHashTable<Policy>::save(OutputStream& outputStream) const {
-    outputStream.writeString("ParallelHashTable");
-    outputStream.writeUInt64(getNumberOfBuckets());
-    outputStream.writeUInt64(m_resizeThreshold);
-    outputStream.writeUInt64(m_numberOfUsedBuckets.load(std::memory_order_relaxed));
-    outputStream.writeUInt64(getNumberOfDeletedBuckets());
-    for (const ThreadContext& threadContext : m_threadContexts)
-        outputStream.writeUInt32(threadContext.getInsertionQuota());
+    getHeader().save(outputStream);
     m_buckets.save(outputStream);
 }
 
@@ -173,15 +189,16 @@ template<class Policy>
 void ParallelHashTable<Policy>::load(InputStream& inputStream) {
     constexpr const char* SOURCE_FILE = "Engine/core/platform/collections/ParallelHashTableImpl";
     constexpr long LINE_NOT_A_TABLE = 476;
-    if (!inputStream.readsString("ParallelHashTable"))
-        throw MelnarException(SOURCE_FILE, LINE_NOT_A_TABLE, MelnarException::NO_CAUSES,
-                              "Invalid input file: cannot load ParallelHashTable.");
-    m_numberOfBuckets.store(inputStream.readUInt64(), std::memory_order_relaxed);
-    m_resizeThreshold = inputStream.readUInt64();
-    m_numberOfUsedBuckets.store(inputStream.readUInt64(), std::memory_order_relaxed);
-    m_numberOfDeletedBuckets.store(inputStream.readUInt64(), std::memory_order_relaxed);
-    for (ThreadContext& threadContext : m_threadContexts)
-        threadContext.setInsertionQuota(inputStream.readUInt32());
+    ParallelHashTableHeader header = getHeader();
+    try {
+        if (!header.load(inputStream))
+            throw MelnarException(SOURCE_FILE, LINE_NOT_A_TABLE, MelnarException::NO_CAUSES,
+                                  "Invalid input file: cannot load ParallelHashTable.");
+    } catch (...) {
+        setHeader(header); // What was read before the failure stays.
+        throw;
+    }
+    setHeader(header);
     m_buckets.load(inputStream);
     m_hashMask = getNumberOfBuckets() - 1;
     m_afterLastBucket = m_buckets.getData() + getNumberOfBuckets();

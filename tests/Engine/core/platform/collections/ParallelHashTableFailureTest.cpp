@@ -231,6 +231,19 @@ TYPED_TEST(ParallelHashTableFailureTest, loadReportsAStreamThatEndsTooEarlyWhere
     TestFixture::expectUsableAfterInitialization(numbers);
 }
 
+TYPED_TEST(ParallelHashTableFailureTest, whatLoadReadBeforeAStreamEndsTooEarlyStays) {
+    TableStream<TypeParam> stream(2048, 1433);
+    stream.m_usedBuckets = 300;
+    stream.m_quotas = {{0, 77}, {1, 88}};
+    NumberTable<TypeParam> numbers(0);
+    EXPECT_THROW(TestFixture::load(numbers, stream.getBytes().substr(0, 57 + 4)), MelnarException);
+    EXPECT_EQ(2048u, numbers.m_table.getNumberOfBuckets());
+    EXPECT_EQ(300u, numbers.getUsedBuckets());
+    EXPECT_EQ(77u, numbers.getQuota(0));
+    EXPECT_EQ(0u, numbers.getQuota(1));
+    TestFixture::expectUsableAfterInitialization(numbers);
+}
+
 TYPED_TEST(ParallelHashTableFailureTest, loadReportsMemoryThatIsNotToBeHad) {
     NumberTable<TypeParam> numbers(1024, &NumberPolicy<TypeParam>::identity, 2048 * sizeof(TypeParam));
     const std::string bytes = TableStream<TypeParam>(4096, 2867).getBytes();

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "Engine/core/platform/stream/InputStream.h"
+#include "Engine/core/platform/stream/OutputStream.h"
+#include "Engine/core/platform/system/ThreadContextRegistration.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+/// What a saved ParallelHashTable begins with: a marker and the fields below, in their order. The bucket region follows.
+///
+/// Both the table and a reader that checks a table before it is loaded know the stream by this struct alone.
+///
+/// Units   Numbers of buckets.
+/// Errors  Those of the stream.
+struct ParallelHashTableHeader {
+    static constexpr std::string_view MARKER = "ParallelHashTable";
+
+    /// A table is initialised with a power of two of at least so many buckets.
+    static constexpr size_t MINIMUM_NUMBER_OF_BUCKETS = 1024;
+
+    static constexpr double MAXIMUM_LOAD_FACTOR = 0.7;
+
+    static constexpr uint64_t getResizeThreshold(const uint64_t numberOfBuckets,
+                                                 const double maximumLoadFactor = MAXIMUM_LOAD_FACTOR) noexcept {
+        return static_cast<uint64_t>(static_cast<double>(numberOfBuckets) * maximumLoadFactor);
+    }
+
+    void save(OutputStream& outputStream) const {
+        outputStream.writeString(MARKER);
+        outputStream.writeUInt64(m_numberOfBuckets);
+        outputStream.writeUInt64(m_resizeThreshold);
+        outputStream.writeUInt64(m_numberOfUsedBuckets);
+        outputStream.writeUInt64(m_numberOfDeletedBuckets);
+        for (const uint32_t insertionQuota : m_insertionQuotas)
+            outputStream.writeUInt32(insertionQuota);
+    }
+
+    /// Reads the marker and tells whether it is a table's; after false, nothing else has been read or changed. When the
+    /// stream fails, the fields before the failure have been read and the others are unchanged.
+    bool load(InputStream& inputStream) {
+        if (!inputStream.readsString(MARKER))
+            return false;
+        m_numberOfBuckets = inputStream.readUInt64();
+        m_resizeThreshold = inputStream.readUInt64();
+        m_numberOfUsedBuckets = inputStream.readUInt64();
+        m_numberOfDeletedBuckets = inputStream.readUInt64();
+        for (uint32_t& insertionQuota : m_insertionQuotas)
+            insertionQuota = inputStream.readUInt32();
+        return true;
+    }
+
+    uint64_t getSumOfInsertionQuotas() const noexcept {
+        uint64_t sum = 0;
+        for (const uint32_t insertionQuota : m_insertionQuotas)
+            sum += insertionQuota;
+        return sum;
+    }
+
+    uint64_t m_numberOfBuckets = 0;
+    uint64_t m_resizeThreshold = 0;
+    uint64_t m_numberOfUsedBuckets = 0; // buckets that are not empty, and the sum of the quotas
+    uint64_t m_numberOfDeletedBuckets = 0;
+    std::array<uint32_t, NUMBER_OF_THREAD_CONTEXT_INDICES> m_insertionQuotas{}; // by thread slot
+};
