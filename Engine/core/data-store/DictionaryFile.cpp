@@ -3,11 +3,7 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/SectionInputStream.h"
 #include "Engine/core/data-store/SectionOutputStream.h"
-#include "Engine/core/data-store/StringDatatypeStreamValidator.h"
-#include "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding.h"
 
-#include <algorithm>
-#include <cstring>
 #include <string>
 
 namespace {
@@ -62,24 +58,6 @@ Header readHeader(SectionInputStream& input) {
     return header;
 }
 
-/// The size of the chunk at this offset of the data pool, with its size header; 0 unless there is the shortest header
-/// of a size, and as many bytes as it says.
-uint64_t getChunkSize(const uint8_t* const data, const uint64_t dataPoolBytes, const uint64_t dataOffset) {
-    if (dataOffset >= dataPoolBytes)
-        return 0;
-    const uint64_t availableBytes = dataPoolBytes - dataOffset;
-    // The header is read from a copy, behind which there is always enough to read.
-    uint8_t header[AdaptiveResourceSizeEncoding::MAXIMUM_HEADER_LENGTH] = {};
-    std::memcpy(header, data + dataOffset, std::min<uint64_t>(sizeof(header), availableBytes));
-    size_t storedSize;
-    const size_t headerLength = AdaptiveResourceSizeEncoding::decodeSize(header, storedSize);
-    const bool isWhole = storedSize != 0 &&
-                         headerLength == AdaptiveResourceSizeEncoding::getEncodedSizeLength(storedSize) &&
-                         headerLength <= availableBytes && storedSize <= availableBytes - headerLength &&
-                         data[dataOffset + headerLength + storedSize - 1] == 0;
-    return isWhole ? headerLength + storedSize : 0;
-}
-
 } // namespace
 
 void DictionaryFile::write(const Dictionary& dictionary, OutputStream& output) {
@@ -114,6 +92,30 @@ void DictionaryFile::write(const Dictionary& dictionary, OutputStream& output) {
     sections.endFile();
 }
 
+/// Checks that each resource has a datatype that is served and a whole chunk, and that the pool has room for all chunks.
+void DictionaryFile::checkResources(const Dictionary& dictionary, const SectionInputStream& sections) {
+    uint64_t unusedBytes = dictionary.m_dataPool.getEnd();
+    for (uint64_t resourceID = 1; resourceID < dictionary.getNextResourceID(); ++resourceID) {
+        const uint8_t datatypeID = dictionary.getDatatypeID(resourceID);
+        if (datatypeID == D_INVALID)
+            continue; // Its offset means nothing, and may be any number.
+        const DictionaryDatatype* const datatype = dictionary.m_servers[datatypeID].m_datatype;
+        if (datatype == nullptr)
+            sections.reportDamage("resource " + std::to_string(resourceID) + " has the unknown datatype " +
+                                  std::to_string(datatypeID) + ".");
+        const size_t chunkSize = datatype->getChunkSize(resourceID);
+        if (chunkSize == 0)
+            sections.reportDamage("there is no literal at offset " +
+                                  std::to_string(dictionary.m_resourceDataOffsets[resourceID]) + " for resource " +
+                                  std::to_string(resourceID) + ".");
+        // Resources that shared bytes would make a compaction write more than there are to read.
+        if (chunkSize > unusedBytes)
+            sections.reportDamage("its literals up to that of resource " + std::to_string(resourceID) +
+                                  " take more than its " + std::to_string(dictionary.m_dataPool.getEnd()) + " bytes.");
+        unusedBytes -= chunkSize;
+    }
+}
+
 std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_t memoryLimit) {
     SectionInputStream sections(input);
     const Header header = readHeader(sections);
@@ -143,37 +145,7 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_
     dictionary->m_dataPool.initialize(dictionary->m_dataPool.getCapacity(), header.m_dataPoolBytes);
     sections.readExactly(dictionary->m_dataPool.getData(), header.m_dataPoolBytes);
     sections.endSection();
-    uint64_t unusedBytes = header.m_dataPoolBytes;
-    uint64_t previousOffset = 0;
-    uint64_t previousSize = 0;
-    for (uint64_t resourceID = 1; resourceID < header.m_nextResourceID; ++resourceID) {
-        uint64_t& dataOffset = dictionary->m_resourceDataOffsets[resourceID];
-        const uint8_t datatypeID = dictionary->getDatatypeID(resourceID);
-        const bool beginsInsidePrevious = previousOffset < dataOffset && dataOffset - previousOffset < previousSize;
-        if (datatypeID == D_INVALID) {
-            if (beginsInsidePrevious)
-                dataOffset = 0; // It may be any number, but a probe looks at the offset behind the one that it wants.
-            previousSize = 0;
-            continue;
-        }
-        if (dictionary->m_servers[datatypeID].m_datatype == nullptr)
-            sections.reportDamage("resource " + std::to_string(resourceID) + " has the unknown datatype " +
-                                  std::to_string(datatypeID) + ".");
-        const uint64_t chunkSize = getChunkSize(dictionary->m_dataPool.getData(), header.m_dataPoolBytes, dataOffset);
-        if (chunkSize == 0)
-            sections.reportDamage("there is no literal at offset " + std::to_string(dataOffset) + " for resource " +
-                                  std::to_string(resourceID) + ".");
-        if (beginsInsidePrevious)
-            sections.reportDamage("the literal of resource " + std::to_string(resourceID) + " begins inside that of " +
-                                  std::to_string(resourceID - 1) + ".");
-        previousOffset = dataOffset;
-        previousSize = chunkSize;
-        // Resources that shared bytes would make a compaction write more than there are to read.
-        if (chunkSize > unusedBytes)
-            sections.reportDamage("its literals up to that of resource " + std::to_string(resourceID) +
-                                  " take more than its " + std::to_string(header.m_dataPoolBytes) + " bytes.");
-        unusedBytes -= chunkSize;
-    }
+    checkResources(*dictionary, sections);
 
     for (const Dictionary::Datatype& datatype : dictionary->m_datatypes) {
         const auto& supportedDatatypes = datatype.m_factory->getSupportedDatatypes();
@@ -183,12 +155,7 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_
         for (const auto& [datatypeID, datatypeName] : supportedDatatypes)
             if (sections.readUInt32() != datatypeID || !sections.readsString(datatypeName))
                 sections.reportDamage("it serves other datatypes than this program's.");
-        if (supportedDatatypes.front().first == D_XSD_STRING) {
-            StringDatatypeStreamValidator validator(sections, header.m_bucketWidth, header.m_nextResourceID,
-                                                    dictionary->m_resourceFlags);
-            datatype.m_datatype->load(validator);
-        } else
-            datatype.m_datatype->load(sections);
+        datatype.m_datatype->loadUntrusted(sections);
         sections.endSection();
     }
     sections.endFile();

@@ -1,7 +1,5 @@
 #include "Engine/core/data-store/Dictionary.h"
 
-#include "Engine/core/data-store/dictionary/StringChunk.h"
-
 #include <algorithm>
 #include <functional>
 #include <map>
@@ -27,9 +25,10 @@ size_t Dictionary::getTextBytes(const uint8_t datatypeID) const {
 
 size_t Dictionary::getUnusedDataPoolBytes() const {
     size_t usedBytes = 0;
-    forEachResource([&usedBytes](uint64_t, const ResourceValue& resourceValue) {
-        usedBytes += StringChunk::getChunkSizeFor(resourceValue.m_dataSize - 1);
-    });
+    const uint64_t endResourceID = getNextResourceID();
+    for (uint64_t resourceID = 1; resourceID < endResourceID; ++resourceID)
+        if (const uint8_t datatypeID = getDatatypeID(resourceID); datatypeID != D_INVALID)
+            usedBytes += getServer(datatypeID).m_datatype->getChunkSize(resourceID);
     return m_dataPool.getEnd() - usedBytes;
 }
 

@@ -2,7 +2,7 @@
 
 #include "Engine/core/data-store/Checksum.h"
 #include "Engine/core/platform/Unmovable.h"
-#include "Engine/core/platform/stream/InputStream.h"
+#include "Engine/core/platform/stream/UntrustedInputStream.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +14,7 @@
 /// Ownership  Reads from a stream of the caller's; owns a buffer of one block.
 /// Errors     MelnarException that names file, section, block and what was found for everything that a section stream
 ///            cannot be; those of the stream. The stream is unusable afterwards.
-class SectionInputStream final : public InputStream, private Unmovable {
+class SectionInputStream final : public UntrustedInputStream, private Unmovable {
 public:
     /// Reads and checks the beginning of the file.
     explicit SectionInputStream(InputStream& input);
@@ -34,7 +34,7 @@ public:
     void endFile();
 
     /// Throws the failure of damaged contents: names the file, the section and `finding`.
-    [[noreturn]] void reportDamage(const std::string& finding) const;
+    [[noreturn]] void reportDamage(const std::string& finding) const override;
 
 private:
     void readBlock();

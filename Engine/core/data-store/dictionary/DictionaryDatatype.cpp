@@ -1,8 +1,13 @@
 #include "Engine/core/data-store/dictionary/DictionaryDatatype.h"
 
+#include "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding.h"
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/system/MemoryRegionGrowth.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
 
 namespace {
 
@@ -59,6 +64,29 @@ void DictionaryDatatype::getResources(const std::span<BatchEntry> entries) const
             getResource(entry.m_resourceID, entry.m_datatypeID, resourceValue);
             entry.m_lexicalForm = {reinterpret_cast<const char*>(resourceValue.m_data), resourceValue.m_dataSize - 1};
         }
+}
+
+size_t DictionaryDatatype::getChunkSize(const uint64_t resourceID) const noexcept {
+    const uint64_t dataOffset = m_resourceDataOffsets[resourceID];
+    const uint64_t dataPoolEnd = m_dataPool.getEnd();
+    if (dataOffset >= dataPoolEnd)
+        return 0;
+    const uint64_t availableBytes = dataPoolEnd - dataOffset;
+    const uint8_t* const chunk = m_dataPool.getData() + dataOffset;
+    // The header is read from a copy, after which there is always enough to read.
+    std::array<uint8_t, AdaptiveResourceSizeEncoding::MAXIMUM_HEADER_LENGTH> header{};
+    std::memcpy(header.data(), chunk, std::min<uint64_t>(header.size(), availableBytes));
+    size_t storedSize;
+    const size_t headerLength = AdaptiveResourceSizeEncoding::decodeSize(header.data(), storedSize);
+    const bool isWhole = storedSize != 0 &&
+                         headerLength == AdaptiveResourceSizeEncoding::getEncodedSizeLength(storedSize) &&
+                         headerLength <= availableBytes && storedSize <= availableBytes - headerLength &&
+                         chunk[headerLength + storedSize - 1] == 0;
+    return isWhole ? headerLength + storedSize : 0;
+}
+
+void DictionaryDatatype::loadUntrusted(UntrustedInputStream& inputStream) {
+    load(inputStream);
 }
 
 uint64_t DictionaryDatatype::newDataChunk(DictionaryThreadContext* const threadContext, const size_t chunkSize) {

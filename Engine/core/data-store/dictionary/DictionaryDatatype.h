@@ -10,6 +10,7 @@
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/stream/InputStream.h"
 #include "Engine/core/platform/stream/OutputStream.h"
+#include "Engine/core/platform/stream/UntrustedInputStream.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
 #include <atomic>
@@ -34,6 +35,10 @@ class DictionaryThreadContext;
 /// Threads    resolveResource, restoreResource, tryResolveResource, getResource, deleteUncommittedResourceID and
 ///            getComponentInfo: any threads at once. Everything else: alone.
 /// Errors     As each operation states; all are of the MelnarException family or std::bad_alloc.
+///
+/// CHUNKS  A resource has one chunk of the data pool. It holds the resource's data, followed by a terminating zero byte,
+/// as readers get pointers to them. The rest of its format is the datatype's own: the dictionary moves chunks as bytes,
+/// and asks prepareCompact or getChunkSize how many there are.
 ///
 /// A resource becomes visible with its bucket: chunk, offset and datatype byte are written first, and the datatype byte
 /// is stored with release order after the offset, so that who sees either of the two may read the rest.
@@ -126,6 +131,16 @@ public:
     /// Reads the resources of a batch, which the caller knows to exist, into the entries' lexical forms. Their datatype
     /// IDs are given, all of them this object's; an entry with D_INVALID stands for no resource and is left alone.
     virtual void getResources(std::span<BatchEntry> entries) const;
+
+    /// Returns the size of a resource's chunk, or 0 unless a whole chunk lies at the resource's offset within the data
+    /// pool. Trusts neither offset nor chunk: both may come from a damaged file. Any threads, as getResource. The
+    /// default is for chunks in the format of StringChunk.
+    virtual size_t getChunkSize(uint64_t resourceID) const noexcept;
+
+    /// Loads a stream that nobody vouches for, as load does, but checks every number before anything acts upon it, and
+    /// reports damage to the stream. The dictionary has loaded counter, regions and data pool before, and has checked
+    /// that every resource has a datatype and a whole chunk. The default calls load, and so trusts the stream.
+    virtual void loadUntrusted(UntrustedInputStream& inputStream);
 
 protected:
     /// Takes `chunkSize` bytes of the data pool; returns their offset. The context may be null.

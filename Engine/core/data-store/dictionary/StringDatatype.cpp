@@ -3,6 +3,8 @@
 #include "Engine/core/data-store/dictionary/OffsetNeighbours.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeFailureSites.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeImpl.h"
+#include "Engine/core/data-store/dictionary/StringDatatypeMarker.h"
+#include "Engine/core/data-store/dictionary/StringDatatypeStreamValidator.h"
 
 #include <algorithm>
 #include <array>
@@ -196,7 +198,7 @@ void StringDatatype<T>::finishCompact(const DictionaryCompactionState& state) {
 
 template<class T>
 void StringDatatype<T>::save(OutputStream& outputStream) const {
-    outputStream.writeString("StringDatatype");
+    outputStream.writeString(STRING_DATATYPE_MARKER);
     outputStream.writeUInt64(m_initialSize);
     m_xsdStringTable.save(outputStream);
     m_plainLiteralTable.save(outputStream);
@@ -204,13 +206,20 @@ void StringDatatype<T>::save(OutputStream& outputStream) const {
 
 template<class T>
 void StringDatatype<T>::load(InputStream& inputStream) {
-    if (!inputStream.readsString("StringDatatype"))
+    if (!inputStream.readsString(STRING_DATATYPE_MARKER))
         throw MelnarException(STRING_DATATYPE_SOURCE_FILE, LINE_NOT_A_STRING_DATATYPE, MelnarException::NO_CAUSES,
                               "Invalid input file: cannot load StringDatatype.");
     m_initialSize = inputStream.readUInt64();
     m_endOfUsedOffsets = UNKNOWN_END; // the dictionary may load the offsets before or after this
     m_xsdStringTable.load(inputStream);
     m_plainLiteralTable.load(inputStream);
+}
+
+template<class T>
+void StringDatatype<T>::loadUntrusted(UntrustedInputStream& inputStream) {
+    StringDatatypeStreamValidator<T> validator(inputStream, m_nextResourceID.load(std::memory_order_relaxed),
+                                               m_resourceFlags);
+    load(validator);
 }
 
 template<class T>

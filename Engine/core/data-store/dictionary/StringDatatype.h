@@ -88,6 +88,8 @@ public:
                              std::vector<BatchFailure>& failures) const override;
     void getResources(std::span<BatchEntry> entries) const override;
 
+    void loadUntrusted(UntrustedInputStream& inputStream) override;
+
 private:
     friend class StringDatatypeTestPeer;
 

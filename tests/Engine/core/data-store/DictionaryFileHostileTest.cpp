@@ -5,9 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -125,10 +127,10 @@ TEST_P(DictionaryFileHostileTest, offsetsAndDatatypesThatLieAreFound) {
     for (const uint8_t datatypeID : std::initializer_list<uint8_t>{1, 4, 7, 255})
         lies.push_back({set<uint8_t>(Forged::DATATYPE_BYTES, 1, datatypeID), "data pool",
                         "resource 2 has the unknown datatype " + std::to_string(datatypeID) + "."});
-    lies.push_back({set<uint8_t>(Forged::DATATYPE_BYTES, 3, D_XSD_STRING), "datatype 5",
-                    "table 1: it holds 3 resources, but there are 4 of its datatype."});
-    lies.push_back({set<uint8_t>(Forged::DATATYPE_BYTES, 4, D_RDF_PLAIN_LITERAL), "datatype 5",
-                    "table 2: it holds 1 resources, but there are 2 of its datatype."});
+    lies.push_back(
+        {set<uint8_t>(Forged::DATATYPE_BYTES, 3, D_XSD_STRING), "datatype 5", "table 1: it lacks resource 4."});
+    lies.push_back(
+        {set<uint8_t>(Forged::DATATYPE_BYTES, 4, D_RDF_PLAIN_LITERAL), "datatype 5", "table 2: it lacks resource 5."});
     expectFound(GetParam(), lies);
 }
 
@@ -166,8 +168,8 @@ TEST_P(DictionaryFileHostileTest, chunksThatAreSharedAreFoundWhenTheyAddUpToMore
               exception.getMessage());
 }
 
-TEST_P(DictionaryFileHostileTest, neighboursThatOverlapAreFound) {
-    // The text of the first is a chunk, too.
+TEST_P(DictionaryFileHostileTest, aLiteralInsideAnotherDoesNoHarmAndIsFoundByVerify) {
+    // The text of the first is a chunk, too: that of "q".
     Dictionary dictionary(TEST_MEMORY_LIMIT, GetParam());
     {
         DictionaryThread thread(dictionary);
@@ -176,10 +178,13 @@ TEST_P(DictionaryFileHostileTest, neighboursThatOverlapAreFound) {
     }
     Forged file(dictionary);
     file.set<uint64_t>(Forged::DATA_OFFSETS, 8, 1);
-    const auto exception = catchException<MelnarException>([&] { readFromMemory(file.getBytes()); });
-    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'data pool': the literal of resource 2 begins inside that "
-              "of 1.",
-              exception.getMessage());
+    const std::unique_ptr<Dictionary> opened = readFromMemory(file.getBytes());
+    EXPECT_EQ(1u, opened->tryResolveResource({3}, "\x04q", D_XSD_STRING));
+    std::string text;
+    opened->getResource(2, text);
+    EXPECT_EQ("q", text);
+    EXPECT_EQ("Resource 2 is damaged: its literal is found under ID 0.",
+              catchException<MelnarException>([&] { opened->verify(); }).getMessage());
 }
 
 TEST_P(DictionaryFileHostileTest, theOffsetOfAWithdrawnResourceMayBeAnything) {
@@ -196,6 +201,7 @@ TEST_P(DictionaryFileHostileTest, theOffsetOfAWithdrawnResourceMayBeAnything) {
         file.set<uint64_t>(Forged::DATA_OFFSETS, 8, offset);
         const std::unique_ptr<Dictionary> opened = readFromMemory(file.getBytes());
         EXPECT_NO_THROW(opened->verify()) << offset;
+        EXPECT_EQ(file.getBytes(), writeToMemory(*opened)) << "it is left as it is";
         std::vector<BatchEntry> entries{{"stays", 0, D_XSD_STRING}, {"goes", 0, D_XSD_STRING}};
         std::vector<BatchFailure> failures;
         opened->tryResolveResources({opened->getNextResourceID()}, entries, failures);
@@ -333,13 +339,13 @@ TEST_P(DictionaryFileHostileTest, bucketsThatLieAreFound) {
                             name + "bucket " + std::to_string(bucket) + " holds " + std::to_string(value) +
                                 ", which is no resource of its datatype."});
         const uint64_t entries = table == 0 ? 3 : 1;
-        const std::string resources = " resources, but there are " + std::to_string(entries) + " of its datatype.";
-        lies.push_back({[=](Forged& file) { file.setBucket(table, bucket, 0); }, "datatype 5",
-                        name + "it holds " + std::to_string(entries - 1) + resources});
-        lies.push_back({[=](Forged& file) { file.setBucket(table, bucket, deleted); }, "datatype 5",
-                        name + "it holds " + std::to_string(entries - 1) + resources});
-        lies.push_back({[=](Forged& file) { file.setBucket(table, (bucket + 1) % 1024, resourceID); }, "datatype 5",
-                        name + "it holds " + std::to_string(entries + 1) + resources});
+        for (const uint64_t value : {uint64_t(0), deleted})
+            lies.push_back({[=](Forged& file) { file.setBucket(table, bucket, value); }, "datatype 5",
+                            name + "it lacks resource " + std::to_string(resourceID) + "."});
+        ASSERT_LT(bucket, 1023u);
+        lies.push_back({[=](Forged& file) { file.setBucket(table, bucket + 1, resourceID); }, "datatype 5",
+                        name + "bucket " + std::to_string(bucket + 1) + " holds " + std::to_string(resourceID) +
+                            ", which an earlier bucket holds, too."});
         lies.push_back({[=](Forged& file) { file.setBucket(table, file.findBucket(table, deleted), 0); }, "datatype 5",
                         name + "its counters tell of 1 deleted and " + std::to_string(entries + 1) +
                             " non-empty buckets, but 0 and " + std::to_string(entries) + " are there."});
@@ -352,6 +358,18 @@ TEST_P(DictionaryFileHostileTest, bucketsThatLieAreFound) {
             lies.push_back(
                 {[=](Forged& file) { file.setBucket(0, 17, value); }, "datatype 5",
                  "table 1: bucket 17 holds " + std::to_string(value) + ", which is no resource of its datatype."});
+    expectFound(GetParam(), lies);
+}
+
+TEST_P(DictionaryFileHostileTest, anIDThatTakesThePlaceOfAnotherIsFoundThoughAllNumbersAgree) {
+    const Forged sound(*makeSampleDictionary(GetParam()));
+    std::vector<Lie> lies;
+    for (const auto& [kept, replaced] : {std::pair<uint64_t, uint64_t>(1, 3), {3, 1}, {6, 1}, {3, 6}}) {
+        const size_t bucket = sound.findBucket(0, replaced);
+        lies.push_back({[bucket, id = kept](Forged& file) { file.setBucket(0, bucket, id); }, "datatype 5",
+                        "table 1: bucket " + std::to_string(std::max(bucket, sound.findBucket(0, kept))) + " holds " +
+                            std::to_string(kept) + ", which an earlier bucket holds, too."});
+    }
     expectFound(GetParam(), lies);
 }
 

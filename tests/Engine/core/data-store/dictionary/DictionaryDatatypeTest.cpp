@@ -1,7 +1,9 @@
 #include "Engine/core/data-store/dictionary/DictionaryDatatype.h"
 
 #include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
+#include "tests/Engine/core/data-store/dictionary/SavedDatatype.h"
 #include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
+#include "tests/Engine/core/data-store/dictionary/UntrustedBytes.h"
 #include "tests/support/DictionaryFixture.h"
 #include "tests/support/VirtualSlots.h"
 
@@ -53,7 +55,12 @@ void expectAgreedSlots() {
     EXPECT_EQ(15u, getVirtualSlot(&Datatype::save));
     EXPECT_EQ(16u, getVirtualSlot(&Datatype::load));
     EXPECT_EQ(17u, getVirtualSlot(&Datatype::getComponentInfo));
-    EXPECT_EQ(18u, getVirtualSlot(&Datatype::getDetailedComponentInfo));
+    EXPECT_EQ(18u, getVirtualSlot(&Datatype::getDetailedComponentInfo)) << "from here on, those that came later";
+    EXPECT_EQ(19u, getVirtualSlot(&Datatype::resolveResources));
+    EXPECT_EQ(20u, getVirtualSlot(&Datatype::tryResolveResources));
+    EXPECT_EQ(21u, getVirtualSlot(&Datatype::getResources));
+    EXPECT_EQ(22u, getVirtualSlot(&Datatype::getChunkSize));
+    EXPECT_EQ(23u, getVirtualSlot(&Datatype::loadUntrusted));
 }
 
 template<class T>
@@ -124,4 +131,33 @@ TYPED_TEST(DictionaryDatatypeTest, newIDsGrowTheRegionsInSteps) {
     Peer::newResourceIDAndDataChunk(fixture.m_datatype, nullptr, 10);
     EXPECT_LT(5000u, fixture.m_resourceDataOffsets.getEnd()) << "more than a page at once";
     EXPECT_LT(5000u, fixture.m_resourceFlags.getEnd());
+}
+
+TYPED_TEST(DictionaryDatatypeTest, aChunkIsWholeWhenHeaderBytesAndTerminatorLieInThePool) {
+    DictionaryFixture<TypeParam> fixture;
+    fixture.resolve("");
+    fixture.resolve(std::string(126, 'x'));
+    fixture.resolve(std::string(127, 'x'));
+    fixture.resolve(std::string(20000, 'x'));
+    EXPECT_EQ(2u, fixture.m_datatype.getChunkSize(1));
+    EXPECT_EQ(128u, fixture.m_datatype.getChunkSize(2));
+    EXPECT_EQ(130u, fixture.m_datatype.getChunkSize(3));
+    EXPECT_EQ(20005u, fixture.m_datatype.getChunkSize(4)) << "the last byte of the pool is the terminator";
+    fixture.m_dataPool.getData()[fixture.m_dataPool.getEnd() - 1] = 'x';
+    EXPECT_EQ(0u, fixture.m_datatype.getChunkSize(4));
+    for (const uint64_t offset :
+         {uint64_t(1), fixture.m_dataPool.getEnd() - 1, fixture.m_dataPool.getEnd(), uint64_t(1) << 63, ~uint64_t(0)}) {
+        fixture.m_resourceDataOffsets[1] = offset;
+        EXPECT_EQ(0u, fixture.m_datatype.getChunkSize(1)) << offset;
+    }
+}
+
+TYPED_TEST(DictionaryDatatypeTest, aDatatypeThatDoesNotCheckItsStreamLoadsIt) {
+    SavedDatatype<TypeParam> saved;
+    saved.m_initialSize = 77;
+    const std::string bytes = saved.toStream();
+    UntrustedBytes input(bytes);
+    DictionaryFixture<TypeParam> fixture;
+    fixture.m_datatype.DictionaryDatatype::loadUntrusted(input);
+    EXPECT_EQ(bytes, save(fixture.m_datatype));
 }

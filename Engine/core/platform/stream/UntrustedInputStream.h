@@ -1,0 +1,16 @@
+#pragma once
+
+#include "Engine/core/platform/stream/InputStream.h"
+
+#include <string>
+
+/// A source of bytes that nobody vouches for: they may be damaged, or forged with right checksums. Its reader checks
+/// every number before anything acts upon it, and reports to the stream what it finds; the stream adds where.
+///
+/// Threads  One thread at a time.
+/// Errors   Every operation may throw the implementation's own failures. After one, the stream is unusable.
+class UntrustedInputStream : public InputStream {
+public:
+    /// Throws MelnarException that names the stream, the place in it and `finding`, a sentence.
+    [[noreturn]] virtual void reportDamage(const std::string& finding) const = 0;
+};
