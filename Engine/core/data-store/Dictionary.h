@@ -163,8 +163,8 @@ public:
     /// Statistics of all parts: memory and occupancy. Walks all resources.
     std::unique_ptr<ComponentInfo> getComponentInfo() const;
 
-    /// The same with what takes more walks: text and memory per resource, language tags with their resources, most
-    /// frequent first, probe lengths. While no thread resolves, commits or rolls back.
+    /// The same with what takes more walks: text and memory per resource, and what the datatypes add, as the strings
+    /// their probe lengths and languages. While no thread resolves, commits or rolls back.
     std::unique_ptr<ComponentInfo> getDetailedComponentInfo() const;
 
 private:

@@ -1,8 +1,5 @@
 #include "Engine/core/data-store/Dictionary.h"
 
-#include <algorithm>
-#include <functional>
-#include <map>
 #include <optional>
 #include <utility>
 
@@ -62,20 +59,9 @@ std::unique_ptr<ComponentInfo> Dictionary::getDetailedComponentInfo() const {
     using Metric = ComponentInfo::Metric;
     size_t numberOfResources = 0;
     size_t textBytes = 0;
-    std::map<std::string, size_t, std::less<>> resourcesByTag;
     forEachResource([&](uint64_t, const ResourceValue& resourceValue) {
-        const std::string_view lexicalForm(reinterpret_cast<const char*>(resourceValue.m_data),
-                                           resourceValue.m_dataSize - 1);
         ++numberOfResources;
-        textBytes += lexicalForm.size();
-        if (resourceValue.m_datatypeID != D_RDF_PLAIN_LITERAL)
-            return;
-        const std::string_view tag = lexicalForm.substr(lexicalForm.rfind('@') + 1);
-        const auto found = resourcesByTag.find(tag);
-        if (found == resourcesByTag.end())
-            resourcesByTag.emplace(tag, 1);
-        else
-            ++found->second;
+        textBytes += resourceValue.m_dataSize - 1;
     });
     std::unique_ptr<ComponentInfo> root = getComponentInfo();
     root->addNumericProperty(Metric::BYTES_OF_TEXT, std::nullopt, textBytes, 0);
@@ -84,14 +70,6 @@ std::unique_ptr<ComponentInfo> Dictionary::getDetailedComponentInfo() const {
                                 (static_cast<double>(getMemoryInUse()) - static_cast<double>(textBytes)) /
                                     static_cast<double>(numberOfResources));
     for (const Datatype& datatype : m_datatypes)
-        if (std::unique_ptr<ComponentInfo> details = datatype.m_datatype->getDetailedComponentInfo())
-            root->addChild(std::move(details));
-    std::vector<std::pair<std::string, size_t>> tags(resourcesByTag.begin(), resourcesByTag.end());
-    std::stable_sort(tags.begin(), tags.end(),
-                     [](const auto& left, const auto& right) { return left.second > right.second; });
-    auto languages = std::make_unique<ComponentInfo>("Languages");
-    for (const auto& [tag, resources] : tags)
-        languages->addNumericProperty(Metric::NUMBER_OF_RESOURCES, tag, resources, 0);
-    root->addChild(std::move(languages));
+        datatype.m_datatype->addDetailedComponentInfo(*root);
     return root;
 }

@@ -36,9 +36,7 @@ DictionaryDatatype::DictionaryDatatype(std::atomic<uint64_t>& nextResourceID,
 
 DictionaryDatatype::~DictionaryDatatype() = default;
 
-std::unique_ptr<ComponentInfo> DictionaryDatatype::getDetailedComponentInfo() const {
-    return nullptr;
-}
+void DictionaryDatatype::addDetailedComponentInfo(ComponentInfo&) const {}
 
 void DictionaryDatatype::resolveResources(DictionaryThreadContext* const threadContext,
                                           const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {

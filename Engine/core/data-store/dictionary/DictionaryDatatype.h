@@ -112,8 +112,9 @@ public:
     /// Statistics. Reads counters that other threads may be changing; takes no lock.
     virtual std::unique_ptr<ComponentInfo> getComponentInfo() const = 0;
 
-    /// Statistics that take a walk over everything; nullptr when there are none. While nobody resolves or deletes.
-    virtual std::unique_ptr<ComponentInfo> getDetailedComponentInfo() const;
+    /// Adds statistics that take a walk over everything to those of the dictionary, as children. While nobody resolves
+    /// or deletes. The default adds none.
+    virtual void addDetailedComponentInfo(ComponentInfo& dictionary) const;
 
     /// Resolves the literals of a batch, of any size, as resolveResource would one after the other: literals that are
     /// new get their IDs in the order of the entries. Each literal appears at once, the batch as a whole does not:

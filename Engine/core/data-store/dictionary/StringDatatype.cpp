@@ -1,5 +1,6 @@
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 
+#include "Engine/core/data-store/dictionary/LanguageCounts.h"
 #include "Engine/core/data-store/dictionary/OffsetNeighbours.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeFailureSites.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeImpl.h"
@@ -248,7 +249,7 @@ std::unique_ptr<ComponentInfo> StringDatatype<T>::getComponentInfo() const {
 }
 
 template<class T>
-std::unique_ptr<ComponentInfo> StringDatatype<T>::getDetailedComponentInfo() const {
+void StringDatatype<T>::addDetailedComponentInfo(ComponentInfo& dictionary) const {
     using Metric = ComponentInfo::Metric;
     const auto describe = [](const Table& table, std::string&& name) {
         auto component = std::make_unique<ComponentInfo>(std::move(name));
@@ -267,10 +268,18 @@ std::unique_ptr<ComponentInfo> StringDatatype<T>::getDetailedComponentInfo() con
                                       table.getNumberOfDeletedBuckets(), 0);
         return component;
     };
-    auto root = std::make_unique<ComponentInfo>("StringDatatype probes");
-    root->addChild(describe(m_xsdStringTable, "xsd:string"));
-    root->addChild(describe(m_plainLiteralTable, "rdf:PlainLiteral"));
-    return root;
+    auto probes = std::make_unique<ComponentInfo>("StringDatatype probes");
+    probes->addChild(describe(m_xsdStringTable, "xsd:string"));
+    probes->addChild(describe(m_plainLiteralTable, "rdf:PlainLiteral"));
+    LanguageCounts languages;
+    const uint64_t endResourceID = std::min(m_nextResourceID.load(std::memory_order_relaxed), m_resourceFlags.getEnd());
+    for (uint64_t resourceID = 1; resourceID < endResourceID; ++resourceID)
+        if (m_resourceFlags[resourceID].load(std::memory_order_acquire) == D_RDF_PLAIN_LITERAL) {
+            const StringChunk chunk = m_plainLiteralTable.getPolicy().getChunk(resourceID);
+            languages.add({chunk.getLexicalForm(), chunk.getLexicalFormLength()});
+        }
+    dictionary.addChild(std::move(probes));
+    dictionary.addChild(languages.toComponentInfo());
 }
 
 template class StringDatatype<uint32_t>;

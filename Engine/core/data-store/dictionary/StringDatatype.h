@@ -77,8 +77,9 @@ public:
 
     std::unique_ptr<ComponentInfo> getComponentInfo() const override;
 
-    /// How many buckets a lookup of an existing string reads, in each table.
-    std::unique_ptr<ComponentInfo> getDetailedComponentInfo() const override;
+    /// How many buckets a lookup of an existing string reads, in each table, and the language tags with their resources,
+    /// most frequent first.
+    void addDetailedComponentInfo(ComponentInfo& dictionary) const override;
 
     /// A thread that waits for a resize does not wait for another's whole batch: slots are held for one group of its
     /// entries at a time (see PreparedEntries).

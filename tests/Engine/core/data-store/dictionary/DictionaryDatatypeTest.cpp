@@ -55,7 +55,7 @@ void expectAgreedSlots() {
     EXPECT_EQ(15u, getVirtualSlot(&Datatype::save));
     EXPECT_EQ(16u, getVirtualSlot(&Datatype::load));
     EXPECT_EQ(17u, getVirtualSlot(&Datatype::getComponentInfo));
-    EXPECT_EQ(18u, getVirtualSlot(&Datatype::getDetailedComponentInfo)) << "from here on, those that came later";
+    EXPECT_EQ(18u, getVirtualSlot(&Datatype::addDetailedComponentInfo)) << "from here on, those that came later";
     EXPECT_EQ(19u, getVirtualSlot(&Datatype::resolveResources));
     EXPECT_EQ(20u, getVirtualSlot(&Datatype::tryResolveResources));
     EXPECT_EQ(21u, getVirtualSlot(&Datatype::getResources));

@@ -176,7 +176,11 @@ TYPED_TEST(StringDatatypeStatisticsTest, detailsTellHowFarEntriesLieFromTheirHom
         fixture.resolve(lexicalForm);
     fixture.resolve(getFormsWithHome(500, 1024, 1)[0]);
     fixture.m_datatype.deleteUncommittedResourceID(2, D_XSD_STRING);
-    const std::unique_ptr<ComponentInfo> component = fixture.m_datatype.getDetailedComponentInfo();
+    ComponentInfo dictionary("Dictionary");
+    fixture.m_datatype.addDetailedComponentInfo(dictionary);
+    EXPECT_EQ("", describe(dictionary));
+    ASSERT_EQ(2u, dictionary.getChildren().size());
+    const auto& component = dictionary.getChildren()[0];
     EXPECT_EQ("StringDatatype probes", component->getName());
     EXPECT_EQ("", describe(*component));
     ASSERT_EQ(2u, component->getChildren().size());
@@ -193,4 +197,23 @@ TYPED_TEST(StringDatatypeStatisticsTest, detailsTellHowFarEntriesLieFromTheirHom
     EXPECT_EQ(2u, component->getChildren()[1]->getProperties().size()) << "nothing has no average";
     EXPECT_EQ(0u, getSum(1, Metric::LONGEST_PROBE_LENGTH));
     EXPECT_EQ(0u, getSum(1, Metric::NUMBER_OF_DELETED_BUCKETS));
+}
+
+TYPED_TEST(StringDatatypeStatisticsTest, detailsTellOfTheLanguagesOfExistingPlainLiterals) {
+    DictionaryFixture<TypeParam> fixture;
+    for (const char* const lexicalForm : {"one@en", "eins@de", "zwei@de", "un@fr", "a@b@de", "deux@fr", "gone@it"})
+        fixture.resolve(lexicalForm, D_RDF_PLAIN_LITERAL);
+    fixture.resolve("text@es");
+    fixture.m_resourceFlags[7] = D_INVALID; // as the dictionary does when it withdraws a resource
+    ComponentInfo dictionary("Dictionary");
+    fixture.m_datatype.addDetailedComponentInfo(dictionary);
+    const ComponentInfo& languages = *dictionary.getChildren()[1];
+    EXPECT_EQ("Languages", languages.getName());
+    ASSERT_EQ(3u, languages.getProperties().size());
+    const char* const expected[][2] = {{"de", "3"}, {"fr", "2"}, {"en", "1"}};
+    for (size_t index = 0; index < 3; ++index) {
+        EXPECT_EQ(expected[index][0], languages.getProperties()[index]->getLabel());
+        EXPECT_EQ(expected[index][1], languages.getProperties()[index]->getValueText());
+        EXPECT_EQ(Metric::NUMBER_OF_RESOURCES, languages.getProperties()[index]->getMetric());
+    }
 }

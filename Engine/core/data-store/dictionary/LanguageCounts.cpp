@@ -1,0 +1,24 @@
+#include "Engine/core/data-store/dictionary/LanguageCounts.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+void LanguageCounts::add(const std::string_view plainLiteral) {
+    const std::string_view tag = plainLiteral.substr(plainLiteral.rfind('@') + 1);
+    const auto found = m_literalsByTag.find(tag);
+    if (found == m_literalsByTag.end())
+        m_literalsByTag.emplace(tag, 1);
+    else
+        ++found->second;
+}
+
+std::unique_ptr<ComponentInfo> LanguageCounts::toComponentInfo() const {
+    std::vector<std::pair<std::string, size_t>> tags(m_literalsByTag.begin(), m_literalsByTag.end());
+    std::stable_sort(tags.begin(), tags.end(),
+                     [](const auto& left, const auto& right) { return left.second > right.second; });
+    auto languages = std::make_unique<ComponentInfo>("Languages");
+    for (const auto& [tag, literals] : tags)
+        languages->addNumericProperty(ComponentInfo::Metric::NUMBER_OF_RESOURCES, tag, literals, 0);
+    return languages;
+}
