@@ -40,6 +40,11 @@ uint64_t checkMaximumNumberOfResources(const uint64_t maximumNumberOfResources) 
     return maximumNumberOfResources;
 }
 
+const Prefixes& getNoPrefixes() {
+    static const Prefixes s_noPrefixes;
+    return s_noPrefixes;
+}
+
 /// Throws what verify has found: a literal that is refused, for this reason, or one that is found under another ID.
 [[noreturn]] void reportDamagedResource(const uint64_t resourceID, const uint64_t foundID,
                                         const std::exception_ptr& refusal) {
@@ -207,17 +212,18 @@ uint8_t Dictionary::getResource(const uint64_t resourceID, std::string& lexicalF
 void Dictionary::appendTurtleLiteral(const uint64_t resourceID, std::string& output) const {
     ResourceValue resourceValue;
     getResource(resourceID, resourceValue);
-    appendTurtleLiteral({reinterpret_cast<const char*>(resourceValue.m_data), resourceValue.m_dataSize - 1},
-                        resourceValue.m_datatypeID, output);
+    getServer(resourceValue.m_datatypeID)
+        .m_factory->appendTurtleLiteral(resourceValue.m_datatypeID, resourceValue.m_data, resourceValue.m_dataSize,
+                                        resourceValue.m_auxiliaryData, resourceValue.m_auxiliaryDataSize,
+                                        getNoPrefixes(), output);
 }
 
 void Dictionary::appendTurtleLiteral(const std::string_view lexicalForm, const uint8_t datatypeID,
                                      std::string& output) const {
-    static const Prefixes s_noPrefixes;
     const char* const data = lexicalForm.empty() ? "" : lexicalForm.data(); // a view of nothing may point nowhere
     getServer(datatypeID)
         .m_factory->appendTurtleLiteral(datatypeID, reinterpret_cast<const uint8_t*>(data), lexicalForm.size() + 1,
-                                        nullptr, 0, s_noPrefixes, output);
+                                        nullptr, 0, getNoPrefixes(), output);
 }
 
 void Dictionary::forEachResource(const std::function<void(uint64_t, const ResourceValue&)>& visitor) const {

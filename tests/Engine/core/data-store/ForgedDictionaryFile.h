@@ -55,6 +55,7 @@ inline std::unique_ptr<Dictionary> makeSampleDictionary(const uint64_t maximumNu
 /// are right for what it holds then.
 class ForgedDictionaryFile {
 public:
+    /// Of a dictionary whose only datatypes are the strings. Those of further datatypes stand before or after theirs.
     enum Section { HEADER, DATA_OFFSETS, DATATYPE_BYTES, DATA_POOL, STRINGS, NUMBER_OF_SECTIONS };
 
     // Fields of the header, by their offset.
@@ -83,9 +84,10 @@ public:
     explicit ForgedDictionaryFile(const Dictionary& dictionary) : ForgedDictionaryFile(writeToMemory(dictionary)) {}
 
     /// Takes a sound file to pieces.
-    explicit ForgedDictionaryFile(const std::string& bytes) : m_sections(NUMBER_OF_SECTIONS) {
+    explicit ForgedDictionaryFile(const std::string& bytes) {
         size_t position = 12;
-        for (std::string& section : m_sections)
+        while (position + 2 * sizeof(uint64_t) < bytes.size()) {
+            std::string& section = m_sections.emplace_back();
             for (bool isLast = false; !isLast;) {
                 uint32_t header[2];
                 std::memcpy(header, bytes.data() + position, sizeof(header));
@@ -94,6 +96,7 @@ public:
                 section.append(bytes, position + sizeof(header), size);
                 position += sizeof(header) + size + sizeof(uint64_t);
             }
+        }
         if (position + 2 * sizeof(uint64_t) != bytes.size() || getBytes() != bytes)
             throw std::logic_error("The file cannot be taken to pieces.");
     }
@@ -110,15 +113,16 @@ public:
     }
 
     template<class T>
-    T get(const Section section, const size_t position) const {
+    T get(const size_t section, const size_t position) const {
         T value;
         std::memcpy(&value, m_sections.at(section).substr(position, sizeof(T)).data(), sizeof(T));
         return value;
     }
 
     template<class T>
-    void set(const Section section, const size_t position, const T value) {
-        m_sections.at(section).replace(position, sizeof(T), reinterpret_cast<const char*>(&value), sizeof(T));
+    void set(const size_t section, const size_t position, const T value) {
+        const std::string bytes(reinterpret_cast<const char*>(&value), sizeof(T));
+        m_sections.at(section).replace(position, sizeof(T), bytes);
     }
 
     size_t getBucketWidth() const { return get<uint32_t>(HEADER, BUCKET_WIDTH); }
