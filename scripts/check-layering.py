@@ -16,6 +16,7 @@ COLLECTIONS = "Engine/core/platform/collections"
 DICTIONARY = "Engine/core/data-store/dictionary"
 DATA_STORE = "Engine/core/data-store"
 TOOLS = "tools"
+TEST_SUPPORT = "tests/support"
 BENCHMARKS = "benchmarks"
 
 # From layer to the layers that it may include beside itself. Errors print themselves to a stream and streams throw
@@ -28,7 +29,8 @@ MAY_INCLUDE = {
     DICTIONARY: {PLATFORM, STREAM, SYSTEM, COLLECTIONS},
     DATA_STORE: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY},
     TOOLS: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, DATA_STORE},
-    BENCHMARKS: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, DATA_STORE, TOOLS},
+    TEST_SUPPORT: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, DATA_STORE},
+    BENCHMARKS: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, DATA_STORE, TOOLS, TEST_SUPPORT},
 }
 
 STANDARD_HEADERS = set("""

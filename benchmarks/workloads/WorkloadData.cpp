@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <optional>
 #include <unordered_set>
+#include <utility>
 
 namespace {
 
@@ -46,6 +47,13 @@ TextList makeAbsentTexts(const std::string& source, const TextList& texts) {
     return makeLonger(texts);
 }
 
+uint64_t getSumOfChecksums(const TextList& texts) {
+    uint64_t sum = 0;
+    for (size_t index = 0; index < texts.getSize(); ++index)
+        sum += getChecksum(texts[index]);
+    return sum;
+}
+
 } // namespace
 
 TextList makeTexts(const std::string& source, const size_t number) {
@@ -66,8 +74,7 @@ WorkloadData::WorkloadData(const BenchmarkOptions& options)
         m_textsInOrder = m_texts.select(m_order);
     if (options.has("miss"))
         m_absentTexts = makeAbsentTexts(options.m_source, m_texts);
-    for (size_t index = 0; index < size; ++index)
-        m_checksum += getChecksum(m_texts[index]);
+    m_checksum = getSumOfChecksums(m_texts);
     if (!options.has("zipf"))
         return;
     const ZipfSampler sampler(size, ZIPF_EXPONENT);
@@ -81,3 +88,7 @@ WorkloadData::WorkloadData(const BenchmarkOptions& options)
     m_drawnTexts = m_texts.select(drawnIndices);
     m_numberOfDistinctDrawn = static_cast<size_t>(std::count(isDrawn.begin(), isDrawn.end(), true));
 }
+
+WorkloadData::WorkloadData(TextList texts)
+    : m_texts(std::move(texts)), m_order(makeRandomOrder(m_texts.getSize(), 2)),
+      m_textsInOrder(m_texts.select(m_order)), m_checksum(getSumOfChecksums(m_texts)) {}

@@ -18,6 +18,9 @@ TextList makeTexts(const std::string& source, size_t number);
 struct WorkloadData {
     explicit WorkloadData(const BenchmarkOptions& options);
 
+    /// These strings, all different, for the workloads build, re and get.
+    explicit WorkloadData(TextList texts);
+
     TextList m_texts;              // all different
     std::vector<uint32_t> m_order; // a permutation of their indices
     TextList m_textsInOrder;       // the same strings in that order
