@@ -1,5 +1,7 @@
 #include "benchmarks/pages/PagePool.h"
 
+#include "benchmarks/pages/HugePages.h"
+
 #include <algorithm>
 #include <cstring>
 #include <iterator>
@@ -41,7 +43,10 @@ PagePool::PagePool() : m_range(mapRange()), m_isWritten(RANGE_SIZE / HUGE_PAGE_S
 
 void PagePool::configure(const bool isWarm, const bool usesHugePages) {
     m_isWarm = isWarm;
-    ::madvise(m_range, RANGE_SIZE, usesHugePages ? MADV_HUGEPAGE : MADV_NOHUGEPAGE);
+    if (usesHugePages)
+        ::madvise(m_range, RANGE_SIZE, MADV_HUGEPAGE);
+    else
+        forbidHugePages();
 }
 
 /// Blocks as large as a huge page begin with one.

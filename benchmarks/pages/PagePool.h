@@ -25,7 +25,8 @@ public:
     /// The only one: allocators that containers make for themselves must find it.
     static PagePool& get();
 
-    /// Whether pages stay from run to run, and whether the system is asked for huge ones.
+    /// Decides whether pages stay from run to run, and whether this process may use huge ones. Called before anything
+    /// is taken from the pool.
     void configure(bool isWarm, bool usesHugePages);
 
     bool isWarm() const noexcept { return m_isWarm; }

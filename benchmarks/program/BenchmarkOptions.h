@@ -12,7 +12,7 @@
 ///   --workloads=NAME,...      which of build,re,zipf,miss,get; build always runs
 ///   --texts-per-measurement=NUMBER  repeat what has fewer strings until it has had as many (1000000)
 ///   --cold                    memory from the system, touched for the first time
-///   --small-pages             no huge pages
+///   --small-pages             no huge pages for anything in this process
 ///   --folder=FOLDER           where files are written (.)
 struct BenchmarkOptions {
     /// Throws std::runtime_error when an argument is none of these.

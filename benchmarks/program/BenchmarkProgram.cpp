@@ -1,9 +1,11 @@
 #include "benchmarks/program/BenchmarkProgram.h"
 
+#include "benchmarks/pages/HugePages.h"
 #include "benchmarks/pages/PagePool.h"
 
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
 #include <utility>
 
 namespace {
@@ -41,6 +43,10 @@ int runBenchmarkProgram(int argc, char** argv,
         if (benchmark::RunSpecifiedBenchmarks() == 0)
             s_hasFailed = true;
         benchmark::Shutdown();
+        const size_t hugePageBytes = getHugePageBytes();
+        std::printf("At the end, %zu MiB lie in huge pages.\n", hugePageBytes >> 20);
+        if (!options.m_usesHugePages && hugePageBytes != 0)
+            throw std::runtime_error("There are huge pages where none were wanted.");
         return s_hasFailed ? 1 : 0;
     } catch (const std::exception& exception) {
         std::fprintf(stderr, "%s: %s\n", argv[0], exception.what());
