@@ -1,17 +1,14 @@
 #include "benchmarks/peers/DictionaryPeer.h"
 
-#include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "benchmarks/pages/PagePool.h"
 #include "benchmarks/pages/WarmVirtualMemory.h"
 
 #include <exception>
 #include <stdexcept>
+#include <utility>
 
 namespace {
-
-// Address space, of which as much is used as there are strings.
-constexpr size_t MEMORY_LIMIT = size_t(1) << 36;
 
 class BatchThread final : public PeerThread {
 public:
@@ -91,28 +88,29 @@ private:
 
 class DictionaryPeer final : public Peer {
 public:
-    DictionaryPeer(const DictionaryUse use, const uint64_t maximumNumberOfResources)
-        : m_use(use), m_dictionary(MEMORY_LIMIT, maximumNumberOfResources) {}
+    DictionaryPeer(const DictionaryUse use, std::unique_ptr<Dictionary> dictionary)
+        : m_use(use), m_dictionary(std::move(dictionary)) {}
 
     std::unique_ptr<PeerThread> makeThread() override {
         if (m_use == DictionaryUse::BATCHES)
-            return std::make_unique<BatchThread>(m_dictionary);
-        return std::make_unique<OneByOneThread>(m_dictionary);
+            return std::make_unique<BatchThread>(*m_dictionary);
+        return std::make_unique<OneByOneThread>(*m_dictionary);
     }
 
-    void commit() override { m_dictionary.commit(); }
-    size_t getBytesInUse() const override { return m_dictionary.getMemoryInUse(); }
+    void commit() override { m_dictionary->commit(); }
+    size_t getBytesInUse() const override { return m_dictionary->getMemoryInUse(); }
 
 private:
     const DictionaryUse m_use;
-    Dictionary m_dictionary;
+    const std::unique_ptr<Dictionary> m_dictionary;
 };
 
 } // namespace
 
-std::unique_ptr<Peer> makeDictionaryPeer(const DictionaryUse use, const uint64_t maximumNumberOfResources) {
+std::unique_ptr<Peer> makeDictionaryPeer(const DictionaryUse use,
+                                         const std::function<std::unique_ptr<Dictionary>()>& makeDictionary) {
     const size_t numberOfReservations = getNumberOfWarmReservations();
-    auto peer = std::make_unique<DictionaryPeer>(use, maximumNumberOfResources);
+    auto peer = std::make_unique<DictionaryPeer>(use, makeDictionary());
     if (PagePool::get().isWarm() && getNumberOfWarmReservations() == numberOfReservations)
         throw std::logic_error("The dictionary does not take its memory from the warm pages.");
     return peer;

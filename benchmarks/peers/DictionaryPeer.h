@@ -1,8 +1,9 @@
 #pragma once
 
+#include "Engine/core/data-store/Dictionary.h"
 #include "benchmarks/peers/Peer.h"
 
-#include <cstdint>
+#include <functional>
 #include <memory>
 
 /// How the dictionary is used.
@@ -11,5 +12,6 @@ enum class DictionaryUse {
     ONE_BY_ONE,
 };
 
-/// The dictionary; buckets are 4 bytes wide up to Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS resources.
-std::unique_ptr<Peer> makeDictionaryPeer(DictionaryUse use, uint64_t maximumNumberOfResources);
+/// Puts a dictionary, which `makeDictionary` makes, under measurement.
+std::unique_ptr<Peer> makeDictionaryPeer(DictionaryUse use,
+                                         const std::function<std::unique_ptr<Dictionary>()>& makeDictionary);

@@ -12,12 +12,20 @@
 
 namespace {
 
+// Address space, of which as much is used as there are strings.
+constexpr size_t MEMORY_LIMIT = size_t(1) << 36;
+
 constexpr uint64_t WIDE = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS + 1;
 constexpr uint64_t NARROW = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS;
 
-PeerKind dictionary(const char* const name, const DictionaryUse use, const uint64_t maximumNumberOfResources) {
-    return {name, true, use == DictionaryUse::BATCHES,
-            [=] { return makeDictionaryPeer(use, maximumNumberOfResources); }};
+/// Buckets are 4 bytes wide for up to NARROW resources. What follows goes to the dictionary's constructor.
+template<class... Options>
+PeerKind dictionary(const char* const name, const DictionaryUse use, const uint64_t maximumNumberOfResources,
+                    const Options&... options) {
+    const auto makeDictionary = [=] {
+        return std::make_unique<Dictionary>(MEMORY_LIMIT, maximumNumberOfResources, options...);
+    };
+    return {name, true, use == DictionaryUse::BATCHES, [=] { return makeDictionaryPeer(use, makeDictionary); }};
 }
 
 template<class Map>
