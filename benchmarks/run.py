@@ -2,16 +2,23 @@
 """Runs the benchmarks and writes what they measured below build/bench/results, one JSON file a run of a program.
 
     run.py                    all suites but load, with up to 30 million strings: hours
-    run.py --quick            the same with 20,000 strings, and a small file to load: that everything works
+    run.py --quick            all suites with 20,000 strings, a small file to load, and report, which writes its pages
+                              below the results: shows that everything works
     run.py SUITE...           some suites
-      tables                    all maps, all workloads, strings "a" and "b", warm; and cold
+      tables                    all maps, all workloads, strings "a" and "b", warm
+      cold                      the same with strings "b", first touch of memory included
+      small-pages               the same with strings "b", without huge pages
+      cache                     the same with 20,000 strings "b", which stay in the cache
       loads                     just after a doubling of the table (load 0.36), in between (0.6), just before one (0.69)
       growth                    the cost a string against the number of strings
       memory                    bytes beyond the texts
       stalls                    how long single calls take while a map grows
+      collisions                65,536 strings made to collide in the dictionary, beside ordinary ones
       files                     save, open, verify, compact
       load                      RDF files beside serd's reader and serdi: those given with --file
-    run.py report             writes docs/performance.md from the results that are there
+    run.py report             writes docs/performance.md, docs/performance/ and the README's figures from the results
+                              that are there, and prints the targets
+    run.py targets            prints the targets beside what was measured
 
 The programs are those of the preset `bench`. They check the answers that they measure; a wrong one is an error.
 """
@@ -27,9 +34,14 @@ sys.dont_write_bytecode = True  # nothing is left beside the sources
 
 import load  # noqa: E402, pylint: disable=wrong-import-position
 import report  # noqa: E402, pylint: disable=wrong-import-position
+import targets  # noqa: E402, pylint: disable=wrong-import-position
 
 ROOT = Path(__file__).resolve().parent.parent
-SUITES = ["tables", "loads", "growth", "memory", "stalls", "files", "load"]
+SUITES = ["tables", "cold", "small-pages", "cache", "loads", "growth", "memory", "stalls", "collisions", "files",
+          "load"]
+REPORTS = ["report", "targets"]
+QUICK_NUMBER = 20_000
+NUMBER_IN_CACHE = 20_000
 LARGE_FILE_TRIPLES = 8_000_000  # a gigabyte
 
 
@@ -83,12 +95,30 @@ def run_table(arguments, name, strings, number, *options):
         *quick, *options)
 
 
+def numbers_of(arguments, number):
+    """The numbers of strings of a suite that has one."""
+    return arguments.n or [QUICK_NUMBER if arguments.quick else number]
+
+
 def run_tables(arguments):
-    for number in arguments.n or ([20_000] if arguments.quick else [1_000_000, 10_000_000]):
+    for number in arguments.n or ([QUICK_NUMBER] if arguments.quick else [1_000_000, 10_000_000]):
         for strings in arguments.strings:
             kind = strings if strings in ("a", "b") else Path(strings).name.split(".")[0]
             run_table(arguments, f"table-{kind}-{number}", strings, number)
+
+
+def run_cold(arguments):
+    for number in numbers_of(arguments, 10_000_000):
         run_table(arguments, f"cold-b-{number}", "b", number, "--cold")
+
+
+def run_small_pages(arguments):
+    for number in numbers_of(arguments, 10_000_000):
+        run_table(arguments, f"small-pages-b-{number}", "b", number, "--small-pages")
+
+
+def run_cache(arguments):
+    run_table(arguments, f"table-b-{NUMBER_IN_CACHE}", "b", NUMBER_IN_CACHE)
 
 
 def run_loads(arguments):
@@ -98,24 +128,29 @@ def run_loads(arguments):
 
 
 def run_growth(arguments):
-    numbers = [1_000, 20_000] if arguments.quick else [10**3, 10**4, 10**5, 10**6, 10**7, 3 * 10**7]
+    numbers = [1_000, QUICK_NUMBER] if arguments.quick else [10**3, 10**4, 10**5, 10**6, 10**7, 3 * 10**7]
     for number in arguments.n or numbers:
         run_table(arguments, f"growth-b-{number}", "b", number, "--workloads=build")
 
 
 def run_memory(arguments):
-    for number in arguments.n or [20_000 if arguments.quick else 10_000_000]:
+    for number in numbers_of(arguments, 10_000_000):
         run(arguments, "bench-memory", f"memory-b-{number}", f"--n={number}", f"--threads={arguments.threads}",
             "--cold")
 
 
 def run_stalls(arguments):
-    for number in arguments.n or [20_000 if arguments.quick else 30_000_000]:
+    for number in numbers_of(arguments, 30_000_000):
         run(arguments, "bench-stalls", f"stalls-b-{number}", f"--n={number}", f"--threads={arguments.threads}")
 
 
+def run_collisions(arguments):
+    number = 2_048 if arguments.quick else 65_536
+    run(arguments, "bench-collisions", f"collisions-{number}", f"--n={number}", "--strings=colliding")
+
+
 def run_files(arguments):
-    for number in arguments.n or [20_000 if arguments.quick else 10_000_000]:
+    for number in numbers_of(arguments, 10_000_000):
         folder = f"--folder={arguments.results.parent / 'files'}"
         run(arguments, "bench-files", f"files-b-{number}", f"--n={number}", folder)
         run(arguments, "bench-files", f"files-cold-b-{number}", f"--n={number}", folder, "--cold")
@@ -139,7 +174,7 @@ def run_load(arguments):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("suites", nargs="*", metavar="SUITE", help=f"{', '.join(SUITES)} or report")
+    parser.add_argument("suites", nargs="*", metavar="SUITE", help=f"{', '.join(SUITES + REPORTS)}")
     parser.add_argument("--quick", action="store_true", help="20,000 strings and one repetition")
     parser.add_argument("--n", type=int, nargs="+", metavar="NUMBER", help="numbers of strings, instead of the suite's")
     parser.add_argument("--strings", nargs="+", default=["a", "b"],
@@ -151,21 +186,28 @@ def main():
     parser.add_argument("--large", action="store_true", help="for the suite load: a file of a gigabyte, made for it")
     parser.add_argument("--programs", type=Path, default=ROOT / "build" / "bench",
                         help="the build folder (build/bench)")
+    parser.add_argument("--mixed", action="store_true", help="for report: accept results of several commits or machines")
     parser.add_argument("--results", type=Path, help="where the results go (build/bench/results, or quick beside it)")
     arguments = parser.parse_args()
-    if unknown := set(arguments.suites) - {*SUITES, "report"}:
+    if unknown := set(arguments.suites) - {*SUITES, *REPORTS}:
         parser.error(f"there is no suite {', '.join(sorted(unknown))}")
     cores = len(os.sched_getaffinity(0))
     arguments.threads = arguments.threads or ",".join(str(number) for number in sorted({1, min(2, cores), cores}))
     arguments.repetitions = arguments.repetitions or (1 if arguments.quick else 5)
     arguments.results = arguments.results or arguments.programs / ("quick" if arguments.quick else "results")
     arguments.results.mkdir(parents=True, exist_ok=True)
-    suites = arguments.suites or (SUITES if arguments.quick else [suite for suite in SUITES if suite != "load"])
+    if arguments.quick and not arguments.suites:
+        for file in arguments.results.glob("*.json"):
+            file.unlink()  # the report is to be of this run alone
+    suites = arguments.suites or ([*SUITES, "report"] if arguments.quick else SUITES[:-1])
     for suite in suites:
         if suite == "report":
-            report.write(arguments.results, ROOT / "docs")
+            report.write(arguments.results, ROOT, arguments.results / "pages" if arguments.quick else ROOT,
+                         arguments.mixed)
+        elif suite == "targets":
+            targets.print_table(report.read_results(arguments.results))
         else:
-            globals()[f"run_{suite}"](arguments)
+            globals()[f"run_{suite.replace('-', '_')}"](arguments)
 
 
 if __name__ == "__main__":

@@ -1,0 +1,164 @@
+"""The page with all tables and plots, docs/performance/tables.md."""
+
+import re
+
+import plots
+from formatting import (REFERENCE, WORKLOADS, describe, describe_machine, maps_of, number_of, shown, table,
+                        thread_counts, threads_of)
+
+PLOTTED = ["melnar-batch-64", "melnar-batch-32", REFERENCE, "tbb", "libcuckoo", "std-256"]
+HEAD = """# All tables
+
+<!-- The whole page is written by ./dev bench report. Do not edit it. -->
+
+`./dev bench report` writes this page and its plots; nobody edits them. The answers are in \
+[performance.md](../performance.md); [method.md](method.md) says how everything is measured and what the names mean. \
+A figure is the median of the repetitions, and after ± stands the median distance from it. Less is better.
+"""
+
+
+def table_section(results, folder):
+    """A table of workloads for each number of threads, and a plot of the last."""
+    lines = [f"### {results.name}", "", describe(results) + ". Nanoseconds an operation and thread.", ""]
+    for threads in thread_counts(results):
+        rows = []
+        for name in maps_of(results):
+            benchmark = f"{name}/threads:{threads}"
+            if benchmark in results.figures:
+                rows.append([name] + [shown(results.find(benchmark, workload)) for workload in WORKLOADS])
+        lines += table([threads_of(threads), *WORKLOADS], rows)
+    threads = thread_counts(results)[-1]
+    series = []
+    for name in PLOTTED:
+        figures = [results.find(f"{name}/threads:{threads}", workload) for workload in WORKLOADS]
+        if any(figures):
+            series.append((name, [figure and (figure.median, figure.least, figure.most) for figure in figures]))
+    if series:
+        plot = folder / f"{results.name}.svg"
+        plot.write_text(plots.bars(f"{results.name}, {threads_of(threads)}", "ns an operation and thread", WORKLOADS,
+                                   series), encoding="utf-8")
+        lines += [f"![{results.name}]({plot.name})", ""]
+    return lines
+
+
+def growth_section(all_results, folder):
+    """The cost of a string against the number of strings."""
+    runs = sorted((results for name, results in all_results.items() if name.startswith("growth-")), key=number_of)
+    if not runs:
+        return []
+    heads = ["build, 1 thread", *(f"{number_of(results):,}" for results in runs)]
+    rows = [[name, *(shown(results.find(f"{name}/threads:1", "build")) for results in runs)]
+            for name in maps_of(runs[-1])]
+    series = []
+    for name in PLOTTED:
+        points = [(number_of(results), figure.median) for results in runs
+                  if (figure := results.find(f"{name}/threads:1", "build"))]
+        if points:
+            series.append((name, points))
+    lines = ["### Cost of a string against their number", "", describe(runs[-1]) + ". Nanoseconds a string.", "",
+             *table(heads, rows)]
+    if series:
+        plot = folder / "growth.svg"
+        plot.write_text(plots.lines("build, 1 thread", "ns a string", series), encoding="utf-8")
+        lines += [f"![growth]({plot.name})", ""]
+    return lines
+
+
+def quantity_section(results, title, quantities, scale=1.0, description=None):
+    """A table of all benchmarks of a file and some of their quantities."""
+    rows = []
+    for benchmark in sorted(results.figures, key=lambda name: (not name.startswith("melnar"), name)):
+        row = [benchmark]
+        for quantity in quantities:
+            figure = results.find(benchmark, quantity)
+            if figure and scale != 1.0:
+                figure = type(figure)([value * scale for value in figure.values])
+            row.append(shown(figure))
+        rows.append(row)
+    return [f"### {title}", "", (description or describe(results)) + ".", "", *table(["", *quantities], rows)]
+
+
+def stall_section(results):
+    """Latencies, and the longest stall beside the time of one thread alone."""
+    lines = quantity_section(results, f"{results.name}: calls while the table grows, microseconds",
+                             ["p50", "p99", "p999", "longest"], 1e-3)
+    for name in maps_of(results):
+        alone = results.find(f"{name}/threads:1", "longest")
+        for threads in thread_counts(results)[1:]:
+            together = results.find(f"{name}/threads:{threads}", "longest")
+            if alone and together and name.startswith("melnar"):
+                lines.append(f"- {name}: longest call, {threads_of(threads)} ÷ one thread, which rehashes alone: "
+                             f"{together.median / alone.median:.2f}")
+    return [*lines, ""]
+
+
+def file_section(results):
+    """Save and open beside cp."""
+    lines = quantity_section(results, f"{results.name}: whole dictionaries, on one thread, milliseconds",
+                             ["save", "copy_sync", "write", "open", "copy"], 1e3)
+    lines += quantity_section(results, f"{results.name}: nanoseconds a string", ["verify", "compact", "compact_half"])
+    for benchmark in results.figures:
+        medians = {quantity: figure.median for quantity, figure in results.figures[benchmark].items()}
+        lines.append(f"- {benchmark}: save {medians['bytes'] / medians['save'] / 1e9:.2f} GB/s, "
+                     f"{medians['save'] / medians['copy_sync']:.2f} of `cp` and `sync`; "
+                     f"open {medians['bytes'] / medians['open'] / 1e9:.2f} GB/s, "
+                     f"{medians['open'] / medians['copy']:.2f} of `cp`")
+    return [*lines, ""]
+
+
+def load_section(results):
+    """Loading a file, beside readers."""
+    context = results.context
+    lines = [f"### {results.name}: {context['strings']}, {int(context['bytes']) / 1e6:.0f} MB", "",
+             describe_machine(context) + ".", ""]
+    quantities = ["seconds", "cpu_seconds", "peak_mb", "dictionary_mb"]
+    rows = [[name, *(shown(results.find(name, quantity)) for quantity in quantities)] for name in results.figures]
+    lines += table(["", *quantities], rows)
+    ours = next(name for name in results.figures if name.startswith("melnar"))
+    for name in results.figures:
+        if name != ours:
+            ratio = results.find(ours, "seconds").median / results.find(name, "seconds").median
+            lines.append(f"- {ours} ÷ {name}: {ratio:.2f} of the wall time")
+    return [*lines, ""]
+
+
+def collision_section(results):
+    """Strings made to collide, beside ordinary ones: milliseconds, and the ratios."""
+    description = f"{number_of(results):,} strings of one length, warm memory, {describe_machine(results.context)}"
+    times = ["ordinary", "colliding", "ordinary_again", "colliding_again"]
+    lines = quantity_section(results, f"{results.name}: strings made to collide, milliseconds", times, 1e3, description)
+    return lines + quantity_section(results, f"{results.name}: colliding ÷ ordinary", ["ratio", "ratio_again"],
+                                    description=description)
+
+
+def order_of(name):
+    """Tables by their strings and then by their number."""
+    parts = re.match(r"(.*?)-?(\d*)$", name)
+    return parts[1], int(parts[2] or 0)
+
+
+def page(all_results, folder):
+    """The lines of the page; writes its plots to the folder."""
+    lines = HEAD.splitlines() + [""]
+    if not all_results:
+        lines += ["Nothing has been measured yet.", ""]
+    names = sorted(all_results, key=order_of)
+
+    def sections_of(*prefixes):
+        return (all_results[name] for name in names if name.startswith(prefixes))
+
+    for results in sections_of("table-", "cold-", "small-pages-", "load36-", "load60-", "load69-"):
+        lines += table_section(results, folder)
+    lines += growth_section(all_results, folder)
+    for results in sections_of("memory-"):
+        lines += quantity_section(results, f"{results.name}: bytes a string beyond its text; peak with it",
+                                  ["beyond", "beyond_resident", "peak_resident"])
+    for results in sections_of("stalls-"):
+        lines += stall_section(results)
+    for results in sections_of("collisions-"):
+        lines += collision_section(results)
+    for results in sections_of("files-"):
+        lines += file_section(results)
+    for results in sections_of("load-"):
+        lines += load_section(results)
+    return lines
