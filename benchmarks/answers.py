@@ -107,7 +107,7 @@ def maps_block(all_results):
         rows.append([words, *(rounded(cell) if cell else "–" for cell in cells)])
     repetitions = max(len(figure.values) for figures in results.figures.values() for figure in figures.values())
     return [provenance(all_results), "",
-            f"{counted(number)} strings, one thread, warm memory, huge pages, median of {repetitions}. Nanoseconds an "
+            f"{counted(number)} strings, one thread, warm memory, huge pages, repetitions: {repetitions}. Nanoseconds an "
             "operation; the last column counts the bytes that a string takes beyond its text.", "",
             *table(["", *WORKLOADS, "bytes"], rows)]
 
