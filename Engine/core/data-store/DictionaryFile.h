@@ -4,6 +4,7 @@
 #include <memory>
 
 class Dictionary;
+struct DictionaryOptions;
 class InputStream;
 class OutputStream;
 
@@ -22,5 +23,6 @@ public:
     DictionaryFile() = delete;
 
     static void write(const Dictionary& dictionary, OutputStream& output);
-    static std::unique_ptr<Dictionary> read(InputStream& input, size_t memoryLimit);
+    static std::unique_ptr<Dictionary> read(InputStream& input, size_t memoryLimit,
+                                            const DictionaryOptions& options);
 };

@@ -35,6 +35,14 @@ std::unique_ptr<ComponentInfo> DictionaryDatatype::getDetailedComponentInfo() co
     return nullptr;
 }
 
+void DictionaryDatatype::enableFingerprints() {}
+
+size_t DictionaryDatatype::getFingerprintBytes() const {
+    return 0;
+}
+
+void DictionaryDatatype::limitCollisions(size_t) {}
+
 void DictionaryDatatype::resolveResources(DictionaryThreadContext* const threadContext,
                                           const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
     answerEach(entries, failures, [this, threadContext](const BatchEntry& entry) {

@@ -30,20 +30,13 @@ public:
     const char* getLexicalForm() const noexcept { return reinterpret_cast<const char*>(m_data); }
     size_t getLexicalFormLength() const noexcept { return m_storedSize - 1; }
 
-    /// Whether a chunk holds a string of this length.
-    static bool hasLength(const uint8_t* const chunk, const size_t lexicalFormLength) noexcept {
-        if (lexicalFormLength < AdaptiveResourceSizeEncoding::MAXIMUM_SIZE_IN_ONE_BYTE)
-            return *chunk == static_cast<uint8_t>((lexicalFormLength + 1) << 1);
-        return StringChunk(chunk).getLexicalFormLength() == lexicalFormLength;
-    }
-
-    /// Whether a chunk holds a given string. The bytes are compared only when the lengths are equal.
+    /// Whether a chunk holds a given string: whatever the form of its size header, its stored size is the string's, and
+    /// its lexical bytes are the string's.
     static bool isChunkOf(const uint8_t* const chunk, const char* const lexicalForm,
                           const size_t lexicalFormLength) noexcept {
-        return hasLength(chunk, lexicalFormLength) &&
-               (lexicalFormLength == 0 ||
-                std::memcmp(chunk + AdaptiveResourceSizeEncoding::getEncodedSizeLength(lexicalFormLength + 1),
-                            lexicalForm, lexicalFormLength) == 0);
+        const StringChunk stored(chunk);
+        return stored.getStoredSize() == lexicalFormLength + 1 &&
+               (lexicalFormLength == 0 || std::memcmp(stored.getData(), lexicalForm, lexicalFormLength) == 0);
     }
 
     /// How many bytes the chunk of a string takes.
