@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <span>
 #include <string_view>
 
 /// Looks a group of literals up in a hash table.
@@ -37,29 +38,21 @@ public:
         std::fill_n(m_numbersOfCollisions.begin(), prepared.getSize(), 0);
     }
 
-    /// Forgets which literals to look for.
-    void clearSelection() noexcept { m_numberOfSelected = 0; }
-
-    /// Adds an entry's literal to those to look for.
-    void select(const size_t index) noexcept { m_selected[m_numberOfSelected++] = static_cast<Index>(index); }
-
-    bool isSelectionEmpty() const noexcept { return m_numberOfSelected == 0; }
-
-    /// Finds the selected literals whose IDs lie before the commit point.
-    void find(Table& table, const DictionaryCommitPoint commitPoint) noexcept {
+    /// Finds those of the entries `selected` whose IDs lie before the commit point. Several calls may share a group.
+    void find(Table& table, const DictionaryCommitPoint commitPoint, const std::span<const uint16_t> selected) noexcept {
         std::array<Station, NUMBER_OF_STATIONS> line;
         size_t numberOfStarted = 0;
         size_t step = 0;
         do {
-            while (numberOfStarted < m_numberOfSelected && m_queueEnd - m_queueBegin < 2 * STATION_SIZE)
-                start(table, m_selected[numberOfStarted++]);
+            while (numberOfStarted < selected.size() && m_queueEnd - m_queueBegin < 2 * STATION_SIZE)
+                start(table, static_cast<Index>(selected[numberOfStarted++]));
             seek(table, line[step % line.size()]);
             readBuckets(table, commitPoint, line[(step + 3) % line.size()]);
             readOffsets(table.getPolicy(), line[(step + 2) % line.size()]);
             compareChunks(table, line[(step + 1) % line.size()]);
             m_prepared.prefetchUpcoming(step * STATION_SIZE, STATION_SIZE);
             ++step;
-        } while (numberOfStarted < m_numberOfSelected || m_queueBegin != m_queueEnd ||
+        } while (numberOfStarted < selected.size() || m_queueBegin != m_queueEnd ||
                  std::any_of(line.begin(), line.end(), [](const Station& station) { return station.m_size != 0; }));
     }
 
@@ -175,9 +168,6 @@ private:
     }
 
     const PreparedEntries& m_prepared;
-
-    size_t m_numberOfSelected = 0;
-    std::array<Index, PreparedEntries::CAPACITY> m_selected;
 
     // A ring; begin and end only grow. Probes are started only while few wait, so that there is always a free place:
     // those that wait and those on the line would not fill it all together.

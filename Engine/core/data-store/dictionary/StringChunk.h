@@ -36,7 +36,7 @@ public:
                           const size_t lexicalFormLength) noexcept {
         const StringChunk stored(chunk);
         return stored.getStoredSize() == lexicalFormLength + 1 &&
-               (lexicalFormLength == 0 || std::memcmp(stored.getData(), lexicalForm, lexicalFormLength) == 0);
+               areEqual(stored.getLexicalForm(), lexicalForm, lexicalFormLength);
     }
 
     /// How many bytes the chunk of a string takes.
@@ -53,6 +53,24 @@ public:
     }
 
 private:
+    /// Compares word by word, which for most strings takes less time than a call.
+    static bool areEqual(const char* first, const char* second, const size_t length) noexcept {
+        constexpr size_t LONGEST_BY_WORDS = 128;
+        if (length < sizeof(uint64_t) || length > LONGEST_BY_WORDS)
+            return length == 0 || std::memcmp(first, second, length) == 0;
+        const char* const lastWord = first + length - sizeof(uint64_t);
+        uint64_t difference = getWord(lastWord) ^ getWord(second + length - sizeof(uint64_t));
+        for (; first < lastWord; first += sizeof(uint64_t), second += sizeof(uint64_t))
+            difference |= getWord(first) ^ getWord(second);
+        return difference == 0;
+    }
+
+    static uint64_t getWord(const char* const bytes) noexcept {
+        uint64_t word;
+        std::memcpy(&word, bytes, sizeof(word));
+        return word;
+    }
+
     size_t m_storedSize;
     size_t m_headerLength;
     const uint8_t* m_data;

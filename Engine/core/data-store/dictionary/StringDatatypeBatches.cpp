@@ -65,17 +65,13 @@ template<class T>
 size_t StringDatatype<T>::findGroup(const PreparedEntries& prepared, const DictionaryCommitPoint commitPoint,
                                     EnteredTable& enteredTable, GroupProbe<T>& groupProbe) const {
     size_t numberOfTables = 0;
-    for (Table* const table : {&m_xsdStringTable, &m_plainLiteralTable}) {
-        groupProbe.clearSelection();
-        for (const size_t index : prepared.getOrder())
-            if (!prepared.isRefused(index) && &selectTable(prepared.getDatatypeID(index)) == table)
-                groupProbe.select(index);
-        if (!groupProbe.isSelectionEmpty()) {
-            enteredTable.enter(*table);
-            groupProbe.find(*table, commitPoint);
+    for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL})
+        if (const std::span<const uint16_t> selected = prepared.getOrder(datatypeID); !selected.empty()) {
+            Table& table = selectTable(datatypeID);
+            enteredTable.enter(table);
+            groupProbe.find(table, commitPoint, selected);
             ++numberOfTables;
         }
-    }
     return numberOfTables;
 }
 

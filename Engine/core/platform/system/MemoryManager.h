@@ -35,7 +35,7 @@ public:
     /// again; fails only if there is none. The operation must undo its work when it fails. The caller holds nothing
     /// that the owners of reclaimable memory wait for.
     template<class Operation>
-    auto withReclaim(const Operation operation) -> decltype(operation()) {
+    [[gnu::always_inline]] auto withReclaim(const Operation& operation) -> decltype(operation()) {
         for (;;) {
             const size_t numberOfReclaims = m_numberOfReclaims.load(std::memory_order_relaxed);
             try {
