@@ -23,6 +23,5 @@ public:
     DictionaryFile() = delete;
 
     static void write(const Dictionary& dictionary, OutputStream& output);
-    static std::unique_ptr<Dictionary> read(InputStream& input, size_t memoryLimit,
-                                            const DictionaryOptions& options);
+    static std::unique_ptr<Dictionary> read(InputStream& input, size_t memoryLimit, const DictionaryOptions& options);
 };

@@ -39,7 +39,8 @@ public:
     }
 
     /// Finds those of the entries `selected` whose IDs lie before the commit point. Several calls may share a group.
-    void find(Table& table, const DictionaryCommitPoint commitPoint, const std::span<const uint16_t> selected) noexcept {
+    void find(Table& table, const DictionaryCommitPoint commitPoint,
+              const std::span<const uint16_t> selected) noexcept {
         std::array<Station, NUMBER_OF_STATIONS> line;
         size_t numberOfStarted = 0;
         size_t step = 0;

@@ -87,9 +87,8 @@ uint64_t StringDatatype<T>::doResolveResource(Table& table, DictionaryThreadCont
         const typename Table::Operation operation(table);
         // Before it is known whether anything will be inserted: growing later would move the buckets under the probe.
         table.reserveInsertionQuota(operation.getThreadContext());
-        return doResolveResource(table, operation.getThreadContext(),
-                                 startProbe(table, lexicalForm, lexicalFormLength), threadContext, resourceIDSource,
-                                 lexicalForm, lexicalFormLength, datatypeID);
+        return doResolveResource(table, operation.getThreadContext(), startProbe(table, lexicalForm, lexicalFormLength),
+                                 threadContext, resourceIDSource, lexicalForm, lexicalFormLength, datatypeID);
     });
 }
 

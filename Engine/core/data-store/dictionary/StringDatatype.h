@@ -115,10 +115,9 @@ private:
                                const char* lexicalForm, size_t lexicalFormLength, uint8_t datatypeID);
 
     template<class ResourceIDSource>
-    uint64_t doResolveResource(Table& table, typename Table::ThreadContext& tableThreadContext,
-                               ProbePlace place, DictionaryThreadContext* threadContext,
-                               ResourceIDSource resourceIDSource, const char* lexicalForm, size_t lexicalFormLength,
-                               uint8_t datatypeID);
+    uint64_t doResolveResource(Table& table, typename Table::ThreadContext& tableThreadContext, ProbePlace place,
+                               DictionaryThreadContext* threadContext, ResourceIDSource resourceIDSource,
+                               const char* lexicalForm, size_t lexicalFormLength, uint8_t datatypeID);
 
     template<class ResourceIDSource>
     uint64_t createResource(DictionaryThreadContext* threadContext, ResourceIDSource resourceIDSource,

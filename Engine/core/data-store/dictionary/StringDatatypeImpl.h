@@ -77,8 +77,8 @@ uint64_t StringDatatype<T>::createResource(DictionaryThreadContext* const thread
 
 /// Whether the entry that a probe has met is that of the form. Stores the entry's fingerprint if nobody has yet.
 template<class T>
-inline bool StringDatatype<T>::isEntryOf(Table& table, const ProbePlace& place, const T value, const char* const lexicalForm,
-                                  const size_t lexicalFormLength) noexcept {
+inline bool StringDatatype<T>::isEntryOf(Table& table, const ProbePlace& place, const T value,
+                                         const char* const lexicalForm, const size_t lexicalFormLength) noexcept {
     const bool isEqual = table.getPolicy().isEqual(value, lexicalForm, lexicalFormLength);
     if (table.isFingerprintUnknown(place.m_index)) [[unlikely]]
         table.learnFingerprint(place.m_index, isEqual ? place.m_hash : table.getPolicy().getHash(value));

@@ -99,7 +99,9 @@ public:
 
     size_t getCommittedBytes() const noexcept { return m_region.getCommittedBytes(); }
 
-    uint8_t operator[](const size_t index) const noexcept { return m_data[index].load(std::memory_order_acquire); } // H2
+    uint8_t operator[](const size_t index) const noexcept {
+        return m_data[index].load(std::memory_order_acquire);
+    } // H2
 
     /// Stores a fingerprint, if there are any.
     void set(const size_t index, const uint8_t fingerprint) noexcept {

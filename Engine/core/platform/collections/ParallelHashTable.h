@@ -204,7 +204,7 @@ public:
     /// Completes an insertion in a bucket that the caller has claimed and pays for it from the caller's quota.
     void publish(ThreadContext& callerContext, const size_t index, const uint64_t hash,
                  const BucketValue value) noexcept {
-        learnFingerprint(index, hash); // before the bucket: F3
+        learnFingerprint(index, hash);                            // before the bucket: F3
         m_buckets[index].store(value, std::memory_order_release); // O2
         callerContext.setInsertionQuota(callerContext.getInsertionQuota() - 1);
     }
