@@ -6,6 +6,7 @@
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/system/MemoryManager.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
+#include "tests/support/FingerprintsUnderTest.h"
 
 #include <gtest/gtest.h>
 
@@ -80,7 +81,10 @@ struct UninitializedDictionaryFixture : public DictionaryParts {
     explicit UninitializedDictionaryFixture(const size_t memoryLimit = MEMORY_LIMIT, const size_t capacity = CAPACITY,
                                             const size_t poolCapacity = POOL_CAPACITY)
         : DictionaryParts(memoryLimit, capacity, poolCapacity),
-          m_datatype(m_memoryManager, m_nextResourceID, m_resourceDataOffsets, m_resourceFlags, m_dataPool) {}
+          m_datatype(m_memoryManager, m_nextResourceID, m_resourceDataOffsets, m_resourceFlags, m_dataPool) {
+        if (areFingerprintsUnderTest())
+            m_datatype.enableFingerprints();
+    }
 
     uint64_t resolve(const std::string_view lexicalForm, const uint8_t datatypeID = D_XSD_STRING) {
         return m_datatype.resolveResource(nullptr, lexicalForm.data(), lexicalForm.size(), datatypeID);

@@ -61,7 +61,8 @@ const Prefixes& getNoPrefixes() {
 
 } // namespace
 
-Dictionary::Dictionary(const size_t memoryLimit, const uint64_t maximumNumberOfResources)
+Dictionary::Dictionary(const size_t memoryLimit, const uint64_t maximumNumberOfResources,
+                       const DictionaryOptions& options)
     : m_maximumNumberOfResources(checkMaximumNumberOfResources(maximumNumberOfResources)), m_memoryManager(memoryLimit),
       m_nextResourceID(1), m_commitPoint(1), m_resourceDataOffsets(m_memoryManager), m_resourceFlags(m_memoryManager),
       m_dataPool(m_memoryManager) {
@@ -79,9 +80,18 @@ Dictionary::Dictionary(const size_t memoryLimit, const uint64_t maximumNumberOfR
         for (const auto& [datatypeID, datatypeName] : factory->getSupportedDatatypes())
             m_servers[datatypeID] = {factory, datatype};
     }
+    apply(options);
 }
 
 Dictionary::~Dictionary() = default;
+
+void Dictionary::apply(const DictionaryOptions& options) {
+    for (const Datatype& datatype : m_datatypes) {
+        if (options.m_keepFingerprints)
+            datatype.m_datatype->enableFingerprints();
+        datatype.m_datatype->limitCollisions(options.m_largestNumberOfCollisions);
+    }
+}
 
 const Dictionary::Server& Dictionary::getServer(const uint8_t datatypeID) const {
     const Server& server = m_servers[datatypeID];
@@ -292,7 +302,8 @@ void Dictionary::save(const std::string& fileName) const {
     output.commit();
 }
 
-std::unique_ptr<Dictionary> Dictionary::open(const std::string& fileName, const size_t memoryLimit) {
+std::unique_ptr<Dictionary> Dictionary::open(const std::string& fileName, const size_t memoryLimit,
+                                             const DictionaryOptions& options) {
     FileInputStream input(fileName);
-    return DictionaryFile::read(input, memoryLimit);
+    return DictionaryFile::read(input, memoryLimit, options);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/data-store/DictionaryOptions.h"
 #include "Engine/core/data-store/dictionary/DataPool.h"
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/dictionary/DictionaryCommitPoint.h"
@@ -59,7 +60,7 @@ public:
     /// An empty dictionary that uses at most `memoryLimit` bytes and holds at most `maximumNumberOfResources`
     /// resources, withdrawn ones included. Reserves address space for them, 9 bytes a resource and one byte a byte of
     /// the limit; memory is taken as it is needed.
-    Dictionary(size_t memoryLimit, uint64_t maximumNumberOfResources);
+    Dictionary(size_t memoryLimit, uint64_t maximumNumberOfResources, const DictionaryOptions& options = {});
     ~Dictionary();
 
     /// The ID of a literal; creates the resource when there is none. For D_RDF_PLAIN_LITERAL the lexical form is text,
@@ -127,7 +128,8 @@ public:
 
     /// The dictionary that a file holds, with a memory limit of its own. MelnarException names file, section and
     /// finding when the file is not a sound dictionary.
-    static std::unique_ptr<Dictionary> open(const std::string& fileName, size_t memoryLimit);
+    static std::unique_ptr<Dictionary> open(const std::string& fileName, size_t memoryLimit,
+                                            const DictionaryOptions& options = {});
 
     /// Decides whether a resource survives a compaction.
     using SurvivesCompaction = std::function<bool(uint64_t, const ResourceValue&)>;
@@ -189,7 +191,9 @@ private:
     uint8_t getDatatypeIDOrThrow(uint64_t resourceID) const;
     template<class Operation>
     void forEachRun(std::span<BatchEntry> entries, std::vector<BatchFailure>& failures, Operation operation) const;
+    void apply(const DictionaryOptions& options);
     std::vector<uint64_t> assignCompactIDs(const SurvivesCompaction& survives) const;
+    void compact(const std::vector<uint64_t>& newResourceIDs);
 
     // Constant after construction, and outlived by nothing below.
     const uint64_t m_maximumNumberOfResources;

@@ -20,6 +20,12 @@ std::vector<uint64_t> Dictionary::assignCompactIDs(const SurvivesCompaction& sur
 
 std::vector<uint64_t> Dictionary::compact(const SurvivesCompaction& survives) {
     std::vector<uint64_t> newResourceIDs = assignCompactIDs(survives);
+    m_memoryManager.withReclaim([this, &newResourceIDs] { compact(newResourceIDs); });
+    return newResourceIDs;
+}
+
+/// Takes the new IDs over. After a throw nothing has changed.
+void Dictionary::compact(const std::vector<uint64_t>& newResourceIDs) {
     const size_t numberOfSurvivors =
         newResourceIDs.size() -
         static_cast<size_t>(std::count(newResourceIDs.begin(), newResourceIDs.end(), uint64_t(0)));
@@ -59,5 +65,4 @@ std::vector<uint64_t> Dictionary::compact(const SurvivesCompaction& survives) {
     m_resourceFlags.truncate(numberOfSurvivors + 1);
     m_nextResourceID.store(numberOfSurvivors + 1, std::memory_order_relaxed);
     m_commitPoint.store(numberOfCommittedSurvivors + 1, std::memory_order_release); // C3
-    return newResourceIDs;
 }

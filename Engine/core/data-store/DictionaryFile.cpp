@@ -116,10 +116,13 @@ void DictionaryFile::checkResources(const Dictionary& dictionary, const SectionI
     }
 }
 
-std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_t memoryLimit) {
+std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_t memoryLimit,
+                                                 const DictionaryOptions& options) {
     SectionInputStream sections(input);
     const Header header = readHeader(sections);
-    auto dictionary = std::make_unique<Dictionary>(memoryLimit, header.m_maximumNumberOfResources);
+    // Fingerprints come last, so that none of what is read must make do without the memory that they take.
+    auto dictionary = std::make_unique<Dictionary>(memoryLimit, header.m_maximumNumberOfResources,
+                                                   DictionaryOptions{.m_keepFingerprints = false});
     if (header.m_numberOfDatatypes != dictionary->m_datatypes.size())
         sections.reportDamage("it announces " + std::to_string(header.m_numberOfDatatypes) + " datatype objects.");
     const size_t numberOfResources = header.m_nextResourceID - 1;
@@ -159,5 +162,6 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_
         sections.endSection();
     }
     sections.endFile();
+    dictionary->apply(options);
     return dictionary;
 }

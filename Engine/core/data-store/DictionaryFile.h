@@ -4,6 +4,7 @@
 #include <memory>
 
 class Dictionary;
+struct DictionaryOptions;
 class InputStream;
 class OutputStream;
 class SectionInputStream;
@@ -24,7 +25,7 @@ public:
     DictionaryFile() = delete;
 
     static void write(const Dictionary& dictionary, OutputStream& output);
-    static std::unique_ptr<Dictionary> read(InputStream& input, size_t memoryLimit);
+    static std::unique_ptr<Dictionary> read(InputStream& input, size_t memoryLimit, const DictionaryOptions& options);
 
 private:
     static void checkResources(const Dictionary& dictionary, const SectionInputStream& sections);

@@ -55,7 +55,7 @@ public:
     /// Reads a header into `size` and returns its length.
     static size_t decodeSize(const uint8_t* const chunk, size_t& size) noexcept {
         const uint8_t firstByte = *chunk;
-        if ((firstByte & 1) == 0) {
+        if ((firstByte & 1) == 0) [[likely]] {
             size = firstByte >> 1;
             return 1;
         }

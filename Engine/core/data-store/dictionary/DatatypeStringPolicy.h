@@ -4,12 +4,10 @@
 #include "Engine/core/data-store/dictionary/DatatypePolicy.h"
 #include "Engine/core/data-store/dictionary/LexicalFormHash.h"
 #include "Engine/core/data-store/dictionary/LexicalFormHashes.h"
-#include "Engine/core/data-store/dictionary/OffsetNeighbours.h"
 #include "Engine/core/data-store/dictionary/StringChunk.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
 #include <array>
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -26,13 +24,8 @@ public:
         __builtin_prefetch(&m_resourceDataOffsets[resourceID]);
     }
 
-    /// Whether the chunk of a resource may have this size; see OffsetNeighbours.
-    bool mayHaveChunkSize(const uint64_t resourceID, const size_t chunkSize) const noexcept {
-        return OffsetNeighbours::mayHaveChunkSize(m_resourceDataOffsets.getData(), resourceID, chunkSize);
-    }
-
     const uint8_t* getChunkAddress(const uint64_t resourceID) const noexcept {
-        return m_dataPool.getData() + OffsetNeighbours::getOffset(m_resourceDataOffsets.getData(), resourceID);
+        return m_dataPool.getData() + m_resourceDataOffsets[resourceID];
     }
 
     StringChunk getChunk(const uint64_t resourceID) const noexcept { return StringChunk(getChunkAddress(resourceID)); }
@@ -40,17 +33,6 @@ public:
     uint64_t getHash(const T resourceID) const noexcept {
         const StringChunk chunk = getChunk(resourceID);
         return hashLexicalForm(chunk.getLexicalForm(), chunk.getLexicalFormLength());
-    }
-
-    /// isEqual for one resource of a probe, of which the next bucket is given: asks for what a look at the next
-    /// resource will need while it waits for this one's.
-    bool isEqual(const T resourceID, const std::atomic<T>& nextBucket, const char* const lexicalForm,
-                 const size_t lexicalFormLength) const noexcept {
-        if (const T nextResourceID = nextBucket.load(std::memory_order_relaxed); // only a hint
-            nextResourceID < DatatypePolicy<T>::BUCKET_IN_PROGRESS)
-            prefetchOffset(nextResourceID);
-        return mayHaveChunkSize(resourceID, StringChunk::getChunkSizeFor(lexicalFormLength)) &&
-               isEqual(resourceID, lexicalForm, lexicalFormLength);
     }
 
     /// getHash for up to MAXIMUM_NUMBER_OF_FORMS_TO_HASH resources.
@@ -73,6 +55,7 @@ public:
         hashLexicalForms(forms.data(), numberOfResources, hashes, order.data());
     }
 
+    /// Whether a resource is a given string. Its own offset and chunk alone decide.
     bool isEqual(const T resourceID, const char* const lexicalForm, const size_t lexicalFormLength) const noexcept {
         return StringChunk::isChunkOf(getChunkAddress(resourceID), lexicalForm, lexicalFormLength);
     }

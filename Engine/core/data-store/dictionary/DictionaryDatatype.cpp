@@ -38,6 +38,14 @@ DictionaryDatatype::~DictionaryDatatype() = default;
 
 void DictionaryDatatype::addDetailedComponentInfo(ComponentInfo&) const {}
 
+void DictionaryDatatype::enableFingerprints() {}
+
+size_t DictionaryDatatype::getFingerprintBytes() const {
+    return 0;
+}
+
+void DictionaryDatatype::limitCollisions(size_t) {}
+
 void DictionaryDatatype::resolveResources(DictionaryThreadContext* const threadContext,
                                           const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
     answerEach(entries, failures, [this, threadContext](const BatchEntry& entry) {

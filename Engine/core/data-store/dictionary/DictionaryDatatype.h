@@ -27,10 +27,8 @@ class DictionaryThreadContext;
 /// A family of literal datatypes of one dictionary: maps lexical forms to resource IDs and back.
 ///
 /// Units      Resource IDs count from 1; 0 means no resource. Sizes are bytes.
-/// Ownership  The dictionary owns the counter, the two regions and the pool, and they outlive the datatype. What they
-///            hold at first, or after the dictionary has loaded them, is its business, with one condition: no ID has an
-///            offset inside another resource's chunk (see OffsetNeighbours). Whoever empties the pool prepares the
-///            datatype anew, too.
+/// Ownership  The dictionary owns the counter, the two regions and the pool, and they outlive the datatype. It may fill
+///            or load them before or after it initialises or loads the datatype.
 /// Lifecycle  After construction one of initialize, initializeForSnapshot and load comes before anything else.
 /// Threads    resolveResource, restoreResource, tryResolveResource, getResource, deleteUncommittedResourceID and
 ///            getComponentInfo: any threads at once. Everything else: alone.
@@ -142,6 +140,19 @@ public:
     /// reports damage to the stream. The dictionary has loaded counter, regions and data pool before, and has checked
     /// that every resource has a datatype and a whole chunk. The default calls load, and so trusts the stream.
     virtual void loadUntrusted(UntrustedInputStream& inputStream);
+
+    /// Keeps a byte of hash for each bucket from now on, which makes resolving and lookups faster and changes no answer;
+    /// see Fingerprints. They take memory that the memory manager can have back at any time. Off until this is called.
+    /// Alone.
+    virtual void enableFingerprints();
+
+    /// Bytes that the fingerprints take, beside those that getComponentInfo tells of. Any time.
+    virtual size_t getFingerprintBytes() const;
+
+    /// Refuses new literals from now on, with HashCollisionException, that collide in the hash table with more than
+    /// so many others: against strings whose hashes collide on purpose, with which time grows with the square of
+    /// their number. Without limit until this is called. Alone.
+    virtual void limitCollisions(size_t largestNumberOfCollisions);
 
 protected:
     /// Takes `chunkSize` bytes of the data pool; returns their offset. The context may be null.

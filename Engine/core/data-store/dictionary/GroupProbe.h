@@ -12,18 +12,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <span>
 #include <string_view>
 
 /// Looks a group of literals up in a hash table.
 ///
-/// A single lookup waits for three cache misses one after the other: bucket, offset, chunk. Here the probes move
-/// through these steps like goods on an assembly line, a few side by side at each: what a step will read was asked for
-/// while the others were at work, and the memory never rests. What is found on the way is no less true than what a
-/// single lookup sees: a bucket that holds the ID of an equal string settles a literal, and the probe of one that is
-/// not found may go on where it ended, as no bucket that it has passed ever becomes empty again.
+/// A single lookup waits for cache misses one after the other: bucket, offset, chunk. Here the probes move through these
+/// steps like goods on an assembly line, a few side by side at each: what a step reads was prefetched while the others
+/// were at work, and the memory never rests. An answer is no less true than that of a single lookup: a bucket that holds
+/// the ID of an equal string settles a literal, and the probe of one that is not found may go on where it ended, as no
+/// bucket that it has passed ever becomes empty again.
 ///
-///   queue -> collect: bucket -> locate: offset -> compare lengths: header -> compare bytes
-///     ^------------- other string: on to the next bucket -----------'--------------'
+///   queue -> seek: fingerprints -> read bucket -> read offset -> compare chunk
+///     ^------ hidden entry, other string: next bucket -'----------------'
 ///
 /// Threads  One thread, which holds its slot in the table during find.
 template<class T>
@@ -31,43 +32,39 @@ class GroupProbe : private Unmovable {
 public:
     using Policy = DatatypeStringPolicy<T>;
     using Table = ParallelHashTable<Policy>;
-    using Bucket = typename Table::Bucket;
 
     explicit GroupProbe(const PreparedEntries& prepared) noexcept : m_prepared(prepared) {
         std::fill_n(m_resourceIDs.begin(), prepared.getSize(), T(0));
+        std::fill_n(m_numbersOfCollisions.begin(), prepared.getSize(), 0);
     }
 
-    /// Forgets which literals to look for.
-    void clearSelection() noexcept { m_numberOfSelected = 0; }
-
-    /// Adds an entry's literal to those to look for.
-    void select(const size_t index) noexcept { m_selected[m_numberOfSelected++] = static_cast<Index>(index); }
-
-    bool isSelectionEmpty() const noexcept { return m_numberOfSelected == 0; }
-
-    /// Finds the selected literals whose IDs lie before the commit point.
-    void find(Table& table, const DictionaryCommitPoint commitPoint) noexcept {
+    /// Finds those of the entries `selected` whose IDs lie before the commit point. Several calls may share a group.
+    void find(Table& table, const DictionaryCommitPoint commitPoint,
+              const std::span<const uint16_t> selected) noexcept {
         std::array<Station, NUMBER_OF_STATIONS> line;
         size_t numberOfStarted = 0;
         size_t step = 0;
         do {
-            while (numberOfStarted < m_numberOfSelected && m_queueEnd - m_queueBegin < 2 * STATION_SIZE)
-                start(table, m_selected[numberOfStarted++]);
-            collect(table, commitPoint, line[step % line.size()]);
-            locate(table.getPolicy(), line[(step + 3) % line.size()]);
-            compareLengths(line[(step + 2) % line.size()]);
-            compareBytes(line[(step + 1) % line.size()]);
+            while (numberOfStarted < selected.size() && m_queueEnd - m_queueBegin < 2 * STATION_SIZE)
+                start(table, static_cast<Index>(selected[numberOfStarted++]));
+            seek(table, line[step % line.size()]);
+            readBuckets(table, commitPoint, line[(step + 3) % line.size()]);
+            readOffsets(table.getPolicy(), line[(step + 2) % line.size()]);
+            compareChunks(table, line[(step + 1) % line.size()]);
             m_prepared.prefetchUpcoming(step * STATION_SIZE, STATION_SIZE);
             ++step;
-        } while (numberOfStarted < m_numberOfSelected || m_queueBegin != m_queueEnd ||
+        } while (numberOfStarted < selected.size() || m_queueBegin != m_queueEnd ||
                  std::any_of(line.begin(), line.end(), [](const Station& station) { return station.m_size != 0; }));
     }
 
     /// The ID that was found for an entry, or 0.
     uint64_t getResourceID(const size_t index) const noexcept { return m_resourceIDs[index]; }
 
-    /// The bucket that ended the probe of a literal that was not found. It was empty.
-    Bucket* getLastBucket(const size_t index) const noexcept { return m_buckets[index]; }
+    /// The bucket at which the probe of a literal ended that was not found.
+    size_t getLastBucketIndex(const size_t index) const noexcept { return m_bucketIndexes[index]; }
+
+    /// How many other strings the probe of a literal has met.
+    size_t getNumberOfCollisions(const size_t index) const noexcept { return m_numbersOfCollisions[index]; }
 
 private:
     using Index = uint8_t;
@@ -86,106 +83,101 @@ private:
         std::array<const uint8_t*, STATION_SIZE> m_chunks;
     };
 
-    // Whether a probe goes on here or there is as good as random. So the following steps put it in both places, and
+    // Whether a probe goes on here or there can be as good as random. So the following steps put it in both places, and
     // then count it in one: a branch would be mispredicted half the time.
 
     void start(Table& table, const Index index) noexcept {
-        m_buckets[index] = table.getHomeBucket(m_prepared.getHash(index));
+        m_bucketIndexes[index] = table.getHomeIndex(m_prepared.getHash(index));
+        table.prefetchFingerprint(m_bucketIndexes[index]);
         enqueueIf(true, index);
     }
 
     void enqueueIf(const bool condition, const Index index) noexcept {
-        __builtin_prefetch(m_buckets[index]);
         m_queue[m_queueEnd % m_queue.size()] = index;
         m_queueEnd += condition;
     }
 
-    /// Otherwise asks for what is there anyway.
-    void prefetchIf(const bool condition, const uint8_t* const data) const noexcept {
-        __builtin_prefetch(condition ? static_cast<const void*>(data) : &m_queueBegin);
-    }
-
-    /// Moves probes from the queue to the next resource each. A probe that meets an empty bucket is at its end.
-    void collect(Table& table, const DictionaryCommitPoint commitPoint, Station& station) noexcept {
+    /// Moves probes from the queue to the next bucket that each must look at, unless it is known to be the end.
+    void seek(Table& table, Station& station) noexcept {
         station.m_size = 0;
         while (station.m_size < STATION_SIZE && m_queueBegin != m_queueEnd) {
             const Index index = m_queue[m_queueBegin++ % m_queue.size()];
-            Bucket* bucket = m_buckets[index];
-            T value;
-            while ((value = Table::readBucket(*bucket)) != Policy::EMPTY_BUCKET &&
-                   (value == Policy::BUCKET_DELETED || value >= commitPoint.m_resourceID))
-                bucket = table.getNextBucket(bucket);
-            table.getPolicy().prefetchOffset(value);
-            const bool isAtEnd = value == Policy::EMPTY_BUCKET;
-            m_buckets[index] = isAtEnd ? bucket : table.getNextBucket(bucket);
+            const size_t bucketIndex =
+                table.findCandidate(m_bucketIndexes[index], Fingerprints::get(m_prepared.getHash(index)));
+            m_bucketIndexes[index] = bucketIndex;
             station.m_indexes[station.m_size] = index;
-            station.m_resourceIDs[station.m_size] = value;
+            const bool isAtEnd = table.isKnownToEndLookup(bucketIndex);
+            if (!isAtEnd)
+                table.prefetchBucket(bucketIndex);
             station.m_size += !isAtEnd;
         }
     }
 
-    /// Asks for the chunks, but for those that are too small.
-    void locate(const Policy& policy, Station& station) noexcept {
+    /// Prefetches the offsets of the entries that the lookup may see. A probe that meets an empty bucket is at its end.
+    void readBuckets(Table& table, const DictionaryCommitPoint commitPoint, Station& station) noexcept {
         size_t numberOfKept = 0;
+        for (size_t number = 0; number < station.m_size; ++number) {
+            const Index index = station.m_indexes[number];
+            const T value = Table::readBucket(table.getBucket(m_bucketIndexes[index]));
+            const bool isAtEnd = value == Policy::EMPTY_BUCKET;
+            const bool isHidden = value == Policy::BUCKET_DELETED || value >= commitPoint.m_resourceID;
+            const bool isKept = !isAtEnd && !isHidden;
+            table.getPolicy().prefetchOffset(isKept ? value : 0);
+            station.m_indexes[numberOfKept] = index;
+            station.m_resourceIDs[numberOfKept] = value;
+            numberOfKept += isKept;
+            if (isHidden) [[unlikely]]
+                goOn(table, index);
+        }
+        station.m_size = numberOfKept;
+    }
+
+    /// Prefetches the chunks: the beginning, and where the string would end.
+    void readOffsets(const Policy& policy, Station& station) noexcept {
+        for (size_t number = 0; number < station.m_size; ++number) {
+            const uint8_t* const chunk = policy.getChunkAddress(station.m_resourceIDs[number]);
+            station.m_chunks[number] = chunk;
+            __builtin_prefetch(chunk);
+            __builtin_prefetch(chunk + m_prepared.getForm(station.m_indexes[number]).size());
+        }
+    }
+
+    void compareChunks(Table& table, Station& station) noexcept {
         for (size_t number = 0; number < station.m_size; ++number) {
             const Index index = station.m_indexes[number];
             const T resourceID = station.m_resourceIDs[number];
-            const uint8_t* const chunk = policy.getChunkAddress(resourceID);
-            const bool isKept =
-                policy.mayHaveChunkSize(resourceID, StringChunk::getChunkSizeFor(m_prepared.getForm(index).size()));
-            prefetchIf(isKept, chunk);
-            station.m_indexes[numberOfKept] = index;
-            station.m_resourceIDs[numberOfKept] = resourceID;
-            station.m_chunks[numberOfKept] = chunk;
-            numberOfKept += isKept;
-            enqueueIf(!isKept, index);
-        }
-        station.m_size = numberOfKept;
-    }
-
-    /// Most other strings show in the first byte; only of the rest the end is asked for.
-    void compareLengths(Station& station) noexcept {
-        size_t numberOfKept = 0;
-        for (size_t number = 0; number < station.m_size; ++number) {
-            const Index index = station.m_indexes[number];
-            const uint8_t* const chunk = station.m_chunks[number];
-            const size_t length = m_prepared.getForm(index).size();
-            const bool isKept = StringChunk::hasLength(chunk, length);
-            prefetchIf(isKept, chunk + length);
-            station.m_indexes[numberOfKept] = index;
-            station.m_resourceIDs[numberOfKept] = station.m_resourceIDs[number];
-            station.m_chunks[numberOfKept] = chunk;
-            numberOfKept += isKept;
-            enqueueIf(!isKept, index);
-        }
-        station.m_size = numberOfKept;
-    }
-
-    /// Here, strings are almost always equal.
-    void compareBytes(Station& station) noexcept {
-        for (size_t number = 0; number < station.m_size; ++number) {
-            const Index index = station.m_indexes[number];
             const std::string_view form = m_prepared.getForm(index);
-            if (StringChunk::isChunkOf(station.m_chunks[number], form.data(), form.size()))
-                m_resourceIDs[index] = station.m_resourceIDs[number];
-            else
-                enqueueIf(true, index);
+            const bool isEqual = StringChunk::isChunkOf(station.m_chunks[number], form.data(), form.size());
+            if (table.isFingerprintUnknown(m_bucketIndexes[index])) [[unlikely]]
+                table.learnFingerprint(m_bucketIndexes[index],
+                                       isEqual ? m_prepared.getHash(index) : table.getPolicy().getHash(resourceID));
+            if (isEqual) {
+                m_resourceIDs[index] = resourceID;
+            } else {
+                ++m_numbersOfCollisions[index];
+                goOn(table, index);
+            }
         }
         station.m_size = 0;
     }
 
+    /// Sends a probe to its next bucket.
+    void goOn(Table& table, const Index index) noexcept {
+        m_bucketIndexes[index] = table.getNextIndex(m_bucketIndexes[index]);
+        table.prefetchFingerprint(m_bucketIndexes[index]);
+        enqueueIf(true, index);
+    }
+
     const PreparedEntries& m_prepared;
 
-    size_t m_numberOfSelected = 0;
-    std::array<Index, PreparedEntries::CAPACITY> m_selected;
-
-    // A ring; begin and end only grow. Probes are started only while few wait, so that there is always a free place,
-    // which enqueueIf needs to write to: those that wait and those on the line would not fill it all together.
+    // A ring; begin and end only grow. Probes are started only while few wait, so that there is always a free place:
+    // those that wait and those on the line would not fill it all together.
     static_assert((2 + NUMBER_OF_STATIONS) * STATION_SIZE < PreparedEntries::CAPACITY);
     size_t m_queueBegin = 0;
     size_t m_queueEnd = 0;
     std::array<Index, PreparedEntries::CAPACITY> m_queue;
 
     std::array<T, PreparedEntries::CAPACITY> m_resourceIDs;
-    std::array<Bucket*, PreparedEntries::CAPACITY> m_buckets; // which each probe examines next
+    std::array<size_t, PreparedEntries::CAPACITY> m_bucketIndexes; // which each probe examines next
+    std::array<uint32_t, PreparedEntries::CAPACITY> m_numbersOfCollisions;
 };

@@ -10,26 +10,23 @@
 
 namespace LexicalFormLanes {
 
-/// How much of a form an implementation with vectors reads at once.
-constexpr size_t BYTES_PER_WORD = 8;
-
-/// Hashes as many forms as there are lanes, each of at least a word's length, in ascending order of their lengths.
+/// Hashes as many forms as there are lanes, in ascending order of their lengths in whole words.
 template<size_t NUMBER_OF_LANES>
 using HashOneFormPerLane = void (*)(const std::array<const char*, NUMBER_OF_LANES>& data,
                                     const std::array<size_t, NUMBER_OF_LANES>& lengths,
                                     std::array<uint64_t, NUMBER_OF_LANES>& hashes) noexcept;
 
-/// A HashInOrder that hands as many forms at a time as there are lanes to a function of vectors.
+/// A HashInOrder that hands as many forms at a time as there are lanes to a function of vectors, but for those shorter
+/// than MINIMUM_LENGTH.
 ///
 /// That function must be local to its source file, and so is its instance then: two files, compiled for different
 /// processors, may have functions of one name, and the linker must not take one for the other.
-template<size_t NUMBER_OF_LANES, HashOneFormPerLane<NUMBER_OF_LANES> HASH_ONE_FORM_PER_LANE>
+template<size_t NUMBER_OF_LANES, size_t MINIMUM_LENGTH, HashOneFormPerLane<NUMBER_OF_LANES> HASH_ONE_FORM_PER_LANE>
 void hashGroupsInOrder(const std::string_view* const forms, const uint16_t* const order, const size_t numberOfForms,
                        uint64_t* const hashes) noexcept {
-    // Forms shorter than a word have no word to be read from.
     const uint16_t* const end = order + numberOfForms;
     const uint16_t* next = std::partition_point(
-        order, end, [forms](const uint16_t place) { return forms[place].size() < BYTES_PER_WORD; });
+        order, end, [forms](const uint16_t place) { return forms[place].size() < MINIMUM_LENGTH; });
     hashInOrderPortably(forms, order, static_cast<size_t>(next - order), hashes);
     while (next != end) {
         std::array<const char*, NUMBER_OF_LANES> data;

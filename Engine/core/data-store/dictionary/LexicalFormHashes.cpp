@@ -7,26 +7,20 @@
 
 namespace {
 
-/// Lengths from here on share a class in the counting sort.
-constexpr size_t NUMBER_OF_LENGTH_CLASSES = 256;
+/// Lengths that differ by less than a word share a class, and all from here on share the last one.
+constexpr size_t NUMBER_OF_LENGTH_CLASSES = 32;
 
 size_t getLengthClass(const std::string_view form) noexcept {
-    return std::min(form.size(), NUMBER_OF_LENGTH_CLASSES - 1);
+    return std::min(form.size() / LexicalFormLanes::BYTES_PER_WORD, NUMBER_OF_LENGTH_CLASSES - 1);
 }
 
-void prefetch(const std::string_view form) noexcept {
-    constexpr size_t CACHE_LINE_SIZE = 64;
-    for (size_t index = 0; index < std::min(form.size(), NUMBER_OF_LENGTH_CLASSES); index += CACHE_LINE_SIZE)
-        __builtin_prefetch(form.data() + index);
-    __builtin_prefetch(form.data() + form.size());
-}
-
-/// The places of the forms in ascending order of their lengths.
+/// Stores the places of the forms in ascending order of their lengths, those of one class in any order.
 void sortByLength(const std::string_view* const forms, const size_t numberOfForms, uint16_t* const order) noexcept {
     std::array<uint16_t, NUMBER_OF_LENGTH_CLASSES + 1> begins{};
     for (size_t place = 0; place < numberOfForms; ++place) {
         ++begins[getLengthClass(forms[place]) + 1];
-        prefetch(forms[place]); // Forms are wherever the caller has them, and sorting jumps between them.
+        __builtin_prefetch(forms[place].data()); // Forms are anywhere, and sorting jumps between them.
+        __builtin_prefetch(forms[place].data() + forms[place].size());
     }
     for (size_t lengthClass = 1; lengthClass < NUMBER_OF_LENGTH_CLASSES; ++lengthClass)
         begins[lengthClass] = static_cast<uint16_t>(begins[lengthClass] + begins[lengthClass - 1]);

@@ -14,7 +14,8 @@ void hashInOrderPortably(const std::string_view* const forms, const uint16_t* co
         std::array<const char*, NUMBER_OF_LANES> data;
         for (size_t lane = 0; lane < NUMBER_OF_LANES; ++lane)
             data[lane] = forms[order[begin + lane]].data();
-        const size_t commonLength = forms[order[begin]].size();
+        // Those that follow have as many whole words, but may be shorter within their last one.
+        const size_t commonLength = forms[order[begin]].size() / BYTES_PER_WORD * BYTES_PER_WORD;
         uint64_t hash0 = FNV_1A_OFFSET_BASIS;
         uint64_t hash1 = FNV_1A_OFFSET_BASIS;
         uint64_t hash2 = FNV_1A_OFFSET_BASIS;
@@ -39,7 +40,7 @@ void hashInOrderPortably(const std::string_view* const forms, const uint16_t* co
 
 HashInOrder getFastest() noexcept {
 #if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq"))
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512dq"))
         return hashInOrderWithAVX512;
     if (__builtin_cpu_supports("avx2"))
         return hashInOrderWithAVX2;

@@ -7,9 +7,12 @@
 /// The hashes of many lexical forms, several at once: FNV-1a is a chain of multiplications, of which a processor can
 /// keep a dozen going when each belongs to another form. Every implementation gives the same numbers.
 ///
-/// Each takes `numberOfForms` places of forms in `order`, sorted by length so that the forms that are side by side end
-/// about together, and stores the hash of forms[order[n]] in hashes[order[n]].
+/// Each takes `numberOfForms` places of forms in `order`, sorted by their lengths in whole words so that the forms that
+/// are side by side end about together, and stores the hash of forms[order[n]] in hashes[order[n]].
 namespace LexicalFormLanes {
+
+/// How much of a form an implementation with vectors reads together.
+constexpr size_t BYTES_PER_WORD = 8;
 
 using HashInOrder = void (*)(const std::string_view* forms, const uint16_t* order, size_t numberOfForms,
                              uint64_t* hashes) noexcept;
@@ -23,7 +26,7 @@ void hashInOrderPortably(const std::string_view* forms, const uint16_t* order, s
 void hashInOrderWithAVX2(const std::string_view* forms, const uint16_t* order, size_t numberOfForms,
                          uint64_t* hashes) noexcept;
 
-/// Thirty-two at once; only on a processor with AVX-512 F and DQ.
+/// Thirty-two at once; only on a processor with AVX-512 F, BW and DQ.
 void hashInOrderWithAVX512(const std::string_view* forms, const uint16_t* order, size_t numberOfForms,
                            uint64_t* hashes) noexcept;
 #endif

@@ -105,7 +105,7 @@ MELNAR_AVX2 void hashOneFormPerLane(const std::array<const char*, NUMBER_OF_LANE
 
 void hashInOrderWithAVX2(const std::string_view* const forms, const uint16_t* const order, const size_t numberOfForms,
                          uint64_t* const hashes) noexcept {
-    hashGroupsInOrder<NUMBER_OF_LANES, hashOneFormPerLane>(forms, order, numberOfForms, hashes);
+    hashGroupsInOrder<NUMBER_OF_LANES, BYTES_PER_WORD, hashOneFormPerLane>(forms, order, numberOfForms, hashes);
 }
 
 } // namespace LexicalFormLanes

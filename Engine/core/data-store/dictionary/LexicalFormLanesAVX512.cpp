@@ -5,6 +5,7 @@
 #include "Engine/core/data-store/dictionary/LexicalFormGroups.h"
 #include "Engine/core/data-store/dictionary/LexicalFormHash.h"
 
+#include <algorithm>
 #include <array>
 #include <immintrin.h>
 
@@ -16,7 +17,7 @@
 #endif
 
 // For a processor that the rest of the program does not ask for.
-#define MELNAR_AVX512 __attribute__((target("avx512f,avx512dq")))
+#define MELNAR_AVX512 __attribute__((target("avx512f,avx512bw,avx512dq")))
 
 namespace LexicalFormLanes {
 
@@ -26,68 +27,107 @@ constexpr size_t LANES_PER_VECTOR = 8;
 constexpr size_t NUMBER_OF_VECTORS = 4;
 constexpr size_t NUMBER_OF_LANES = LANES_PER_VECTOR * NUMBER_OF_VECTORS;
 
-/// A HashOneFormPerLane. Forms are read word by word. A form's last bytes are a part of the word that ends where the
-/// form ends, so that nothing outside the form is read.
+/// How much of a form is loaded at a time: a vector.
+constexpr size_t BYTES_PER_BLOCK = 64;
+constexpr size_t WORDS_PER_BLOCK = BYTES_PER_BLOCK / BYTES_PER_WORD;
+
+/// Loads a block of each of a vector's forms and turns rows into columns: words[n] gets word n of all of them. Beyond
+/// the end of a form the words are zero; nothing is read there.
+MELNAR_AVX512 void loadWords(const char* const* const data, const size_t* const lengths, const size_t blockBegin,
+                             __m512i (&words)[WORDS_PER_BLOCK]) noexcept {
+    __m512i rows[LANES_PER_VECTOR];
+    for (size_t lane = 0; lane < LANES_PER_VECTOR; ++lane) {
+        const size_t remaining = lengths[lane] - std::min(lengths[lane], blockBegin);
+        const __mmask64 present =
+            remaining == 0 ? 0 : ~__mmask64(0) >> (BYTES_PER_BLOCK - std::min(remaining, BYTES_PER_BLOCK));
+        rows[lane] = _mm512_maskz_loadu_epi8(present, data[lane] + blockBegin);
+    }
+    __m512i pairs[LANES_PER_VECTOR]; // even words of two rows, then odd words of the same two
+    for (size_t lane = 0; lane < LANES_PER_VECTOR; lane += 2) {
+        pairs[lane] = _mm512_unpacklo_epi64(rows[lane], rows[lane + 1]);
+        pairs[lane + 1] = _mm512_unpackhi_epi64(rows[lane], rows[lane + 1]);
+    }
+    for (size_t odd = 0; odd < 2; ++odd) {
+        const __m512i first04 = _mm512_shuffle_i64x2(pairs[odd], pairs[2 + odd], 0x88);
+        const __m512i first26 = _mm512_shuffle_i64x2(pairs[odd], pairs[2 + odd], 0xDD);
+        const __m512i last04 = _mm512_shuffle_i64x2(pairs[4 + odd], pairs[6 + odd], 0x88);
+        const __m512i last26 = _mm512_shuffle_i64x2(pairs[4 + odd], pairs[6 + odd], 0xDD);
+        words[odd] = _mm512_shuffle_i64x2(first04, last04, 0x88);
+        words[2 + odd] = _mm512_shuffle_i64x2(first26, last26, 0x88);
+        words[4 + odd] = _mm512_shuffle_i64x2(first04, last04, 0xDD);
+        words[6 + odd] = _mm512_shuffle_i64x2(first26, last26, 0xDD);
+    }
+}
+
+/// Continues the hashes by the bytes of a word each, one byte of all of them after the other, so that the
+/// multiplications overlap.
+MELNAR_AVX512 [[gnu::always_inline]] inline void hashWholeWords(__m512i (&hash)[NUMBER_OF_VECTORS],
+                                                                __m512i (&words)[NUMBER_OF_VECTORS]) noexcept {
+    for (size_t byte = 0; byte < BYTES_PER_WORD; ++byte)
+        for (size_t vector = 0; vector < NUMBER_OF_VECTORS; ++vector) {
+            // hash ^ (word & 0xFF), then the multiplication.
+            hash[vector] = _mm512_ternarylogic_epi64(hash[vector], words[vector], _mm512_set1_epi64(0xFF), 0x78);
+            hash[vector] = _mm512_mullo_epi64(hash[vector], _mm512_set1_epi64(FNV_1A_PRIME));
+            words[vector] = _mm512_srli_epi64(words[vector], 8);
+        }
+}
+
+/// The same from FIRST_VECTOR on, where some lanes have the whole word, some a part of it and some nothing.
+template<size_t FIRST_VECTOR>
+MELNAR_AVX512 [[gnu::always_inline]] inline void
+hashWords(__m512i (&hash)[NUMBER_OF_VECTORS], __m512i (&words)[NUMBER_OF_VECTORS],
+          const __m512i (&lengths)[NUMBER_OF_VECTORS], const size_t wordBegin) noexcept {
+    for (size_t byte = 0; byte < BYTES_PER_WORD; ++byte) {
+        const __m512i position = _mm512_set1_epi64(static_cast<long long>(wordBegin + byte));
+        for (size_t vector = FIRST_VECTOR; vector < NUMBER_OF_VECTORS; ++vector) {
+            const __m512i mixed = _mm512_ternarylogic_epi64(hash[vector], words[vector], _mm512_set1_epi64(0xFF), 0x78);
+            hash[vector] = _mm512_mask_mullo_epi64(hash[vector], _mm512_cmpgt_epu64_mask(lengths[vector], position),
+                                                   mixed, _mm512_set1_epi64(FNV_1A_PRIME));
+            words[vector] = _mm512_srli_epi64(words[vector], 8);
+        }
+    }
+}
+
+/// A HashOneFormPerLane.
 MELNAR_AVX512 void hashOneFormPerLane(const std::array<const char*, NUMBER_OF_LANES>& data,
                                       const std::array<size_t, NUMBER_OF_LANES>& lengths,
                                       std::array<uint64_t, NUMBER_OF_LANES>& hashes) noexcept {
-    const __m512i prime = _mm512_set1_epi64(FNV_1A_PRIME);
-    const __m512i byteMask = _mm512_set1_epi64(0xFF);
-    __m512i position[NUMBER_OF_VECTORS]; // addresses of the next words
+    constexpr size_t LAST_VECTOR = NUMBER_OF_VECTORS - 1;
     __m512i hash[NUMBER_OF_VECTORS];
+    __m512i lengthOf[NUMBER_OF_VECTORS];
     for (size_t vector = 0; vector < NUMBER_OF_VECTORS; ++vector) {
-        position[vector] = _mm512_loadu_si512(&data[vector * LANES_PER_VECTOR]);
         hash[vector] = _mm512_set1_epi64(static_cast<long long>(FNV_1A_OFFSET_BASIS));
+        lengthOf[vector] = _mm512_loadu_si512(&lengths[vector * LANES_PER_VECTOR]);
     }
-
-    // Words that all lanes have whole.
-    const size_t commonLength = lengths.front() & ~(BYTES_PER_WORD - 1);
-    for (size_t length = 0; length < commonLength; length += BYTES_PER_WORD) {
-        __m512i word[NUMBER_OF_VECTORS];
-        for (size_t vector = 0; vector < NUMBER_OF_VECTORS; ++vector) {
-            word[vector] = _mm512_mask_i64gather_epi64(_mm512_setzero_si512(), 0xFF, position[vector], nullptr, 1);
-            position[vector] = _mm512_add_epi64(position[vector], _mm512_set1_epi64(BYTES_PER_WORD));
-        }
-        for (size_t byte = 0; byte < BYTES_PER_WORD; ++byte)
-            for (size_t vector = 0; vector < NUMBER_OF_VECTORS; ++vector) {
-                // hash ^ (word & 0xFF), then the multiplication.
-                hash[vector] = _mm512_ternarylogic_epi64(hash[vector], word[vector], byteMask, 0x78);
-                hash[vector] = _mm512_mullo_epi64(hash[vector], prime);
-                word[vector] = _mm512_srli_epi64(word[vector], 8);
-            }
+    // Words that all lanes have; words that at least one lane before the last vector has, and those that one has at all.
+    const size_t commonWords = lengths.front() / BYTES_PER_WORD;
+    const size_t wordsOfMost = lengths[LAST_VECTOR * LANES_PER_VECTOR - 1] / BYTES_PER_WORD + 1;
+    const size_t numberOfWords = lengths.back() / BYTES_PER_WORD + 1;
+    __m512i block[NUMBER_OF_VECTORS][WORDS_PER_BLOCK];
+    for (size_t index = 0; index < numberOfWords; ++index) {
+        if (index % WORDS_PER_BLOCK == 0)
+            for (size_t vector = index < wordsOfMost ? 0 : LAST_VECTOR; vector < NUMBER_OF_VECTORS; ++vector)
+                loadWords(&data[vector * LANES_PER_VECTOR], &lengths[vector * LANES_PER_VECTOR], index * BYTES_PER_WORD,
+                          block[vector]);
+        __m512i words[NUMBER_OF_VECTORS];
+        for (size_t vector = 0; vector < NUMBER_OF_VECTORS; ++vector)
+            words[vector] = block[vector][index % WORDS_PER_BLOCK];
+        if (index < commonWords)
+            hashWholeWords(hash, words);
+        else if (index < wordsOfMost)
+            hashWords<0>(hash, words, lengthOf, index * BYTES_PER_WORD);
+        else
+            hashWords<LAST_VECTOR>(hash, words, lengthOf, index * BYTES_PER_WORD);
     }
-
-    // Words that some lanes have whole, some in part and some not at all.
-    for (size_t vector = 0; vector < NUMBER_OF_VECTORS; ++vector) {
-        __m512i remaining = _mm512_sub_epi64(_mm512_loadu_si512(&lengths[vector * LANES_PER_VECTOR]),
-                                             _mm512_set1_epi64(static_cast<long long>(commonLength)));
-        const __m512i wordLength = _mm512_set1_epi64(BYTES_PER_WORD);
-        for (;;) {
-            const __mmask8 unfinished = _mm512_cmpgt_epi64_mask(remaining, _mm512_setzero_si512());
-            if (unfinished == 0)
-                break;
-            const __m512i excess = _mm512_max_epi64(_mm512_sub_epi64(wordLength, remaining), _mm512_setzero_si512());
-            __m512i word = _mm512_mask_i64gather_epi64(_mm512_setzero_si512(), unfinished,
-                                                       _mm512_sub_epi64(position[vector], excess), nullptr, 1);
-            word = _mm512_srlv_epi64(word, _mm512_slli_epi64(excess, 3));
-            for (long long byte = 0; byte < static_cast<long long>(BYTES_PER_WORD); ++byte) {
-                const __mmask8 active = _mm512_cmpgt_epi64_mask(remaining, _mm512_set1_epi64(byte));
-                const __m512i mixed = _mm512_ternarylogic_epi64(hash[vector], word, byteMask, 0x78);
-                hash[vector] = _mm512_mask_mullo_epi64(hash[vector], active, mixed, prime);
-                word = _mm512_srli_epi64(word, 8);
-            }
-            position[vector] = _mm512_add_epi64(position[vector], wordLength);
-            remaining = _mm512_sub_epi64(remaining, wordLength);
-        }
+    for (size_t vector = 0; vector < NUMBER_OF_VECTORS; ++vector)
         _mm512_storeu_si512(&hashes[vector * LANES_PER_VECTOR], hash[vector]);
-    }
 }
 
 } // namespace
 
 void hashInOrderWithAVX512(const std::string_view* const forms, const uint16_t* const order, const size_t numberOfForms,
                            uint64_t* const hashes) noexcept {
-    hashGroupsInOrder<NUMBER_OF_LANES, hashOneFormPerLane>(forms, order, numberOfForms, hashes);
+    hashGroupsInOrder<NUMBER_OF_LANES, 0, hashOneFormPerLane>(forms, order, numberOfForms, hashes);
 }
 
 } // namespace LexicalFormLanes

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/dictionary/LexicalFormHashes.h"
 #include "Engine/core/platform/Unmovable.h"
 
@@ -44,8 +45,13 @@ public:
     uint64_t getHash(const size_t index) const noexcept { return m_hashes[index]; }
     uint8_t getDatatypeID(const size_t index) const noexcept { return m_datatypeIDs[index]; }
 
-    /// All entries of the group in ascending order of their forms' lengths: those of one length take the same branches.
-    std::span<const uint16_t> getOrder() const noexcept { return {m_order.data(), m_size}; }
+    /// The entries of the group that are not refused, of D_XSD_STRING or of all other datatypes: about in ascending order
+    /// of their forms' lengths, as those of one length take the same branches.
+    std::span<const uint16_t> getOrder(const uint8_t datatypeID) const noexcept {
+        if (datatypeID == D_XSD_STRING)
+            return {m_order.data(), m_numberOfStrings};
+        return {m_order.data() + m_numberOfStrings, m_numberOfOthers};
+    }
 
     bool isRefused(const size_t index) const noexcept { return m_isRefused[index]; }
 
@@ -54,8 +60,13 @@ private:
 
     std::span<const BatchEntry> m_upcoming; // as many as may be in the next group
 
-    // The rest is set up to the size only.
+    void groupByDatatype() noexcept;
+
     size_t m_size = 0;
+    size_t m_numberOfStrings = 0; // that are not refused, as those of other datatypes
+    size_t m_numberOfOthers = 0;
+
+    // The rest is set up to the size only.
     std::array<std::string_view, CAPACITY> m_forms;
     std::array<uint64_t, CAPACITY> m_hashes;
     std::array<uint16_t, CAPACITY> m_order;

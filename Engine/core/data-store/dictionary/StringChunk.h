@@ -30,20 +30,13 @@ public:
     const char* getLexicalForm() const noexcept { return reinterpret_cast<const char*>(m_data); }
     size_t getLexicalFormLength() const noexcept { return m_storedSize - 1; }
 
-    /// Whether a chunk holds a string of this length.
-    static bool hasLength(const uint8_t* const chunk, const size_t lexicalFormLength) noexcept {
-        if (lexicalFormLength < AdaptiveResourceSizeEncoding::MAXIMUM_SIZE_IN_ONE_BYTE)
-            return *chunk == static_cast<uint8_t>((lexicalFormLength + 1) << 1);
-        return StringChunk(chunk).getLexicalFormLength() == lexicalFormLength;
-    }
-
-    /// Whether a chunk holds a given string. The bytes are compared only when the lengths are equal.
+    /// Whether a chunk holds a given string: whatever the form of its size header, its stored size is the string's, and
+    /// its lexical bytes are the string's.
     static bool isChunkOf(const uint8_t* const chunk, const char* const lexicalForm,
                           const size_t lexicalFormLength) noexcept {
-        return hasLength(chunk, lexicalFormLength) &&
-               (lexicalFormLength == 0 ||
-                std::memcmp(chunk + AdaptiveResourceSizeEncoding::getEncodedSizeLength(lexicalFormLength + 1),
-                            lexicalForm, lexicalFormLength) == 0);
+        const StringChunk stored(chunk);
+        return stored.getStoredSize() == lexicalFormLength + 1 &&
+               areEqual(stored.getLexicalForm(), lexicalForm, lexicalFormLength);
     }
 
     /// How many bytes the chunk of a string takes.
@@ -60,6 +53,24 @@ public:
     }
 
 private:
+    /// Compares word by word, which for most strings takes less time than a call.
+    static bool areEqual(const char* first, const char* second, const size_t length) noexcept {
+        constexpr size_t LONGEST_BY_WORDS = 128;
+        if (length < sizeof(uint64_t) || length > LONGEST_BY_WORDS)
+            return length == 0 || std::memcmp(first, second, length) == 0;
+        const char* const lastWord = first + length - sizeof(uint64_t);
+        uint64_t difference = getWord(lastWord) ^ getWord(second + length - sizeof(uint64_t));
+        for (; first < lastWord; first += sizeof(uint64_t), second += sizeof(uint64_t))
+            difference |= getWord(first) ^ getWord(second);
+        return difference == 0;
+    }
+
+    static uint64_t getWord(const char* const bytes) noexcept {
+        uint64_t word;
+        std::memcpy(&word, bytes, sizeof(word));
+        return word;
+    }
+
     size_t m_storedSize;
     size_t m_headerLength;
     const uint8_t* m_data;

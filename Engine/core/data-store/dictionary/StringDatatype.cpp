@@ -1,7 +1,7 @@
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 
+#include "Engine/core/data-store/dictionary/HashCollisionException.h"
 #include "Engine/core/data-store/dictionary/LanguageCounts.h"
-#include "Engine/core/data-store/dictionary/OffsetNeighbours.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeFailureSites.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeImpl.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeMarker.h"
@@ -35,7 +35,6 @@ StringDatatype<T>::~StringDatatype() = default;
 template<class T>
 void StringDatatype<T>::initialize(const size_t initialSize) {
     m_initialSize = initialSize;
-    m_endOfUsedOffsets = m_resourceDataOffsets.getEnd();
     m_xsdStringTable.initialize(MINIMUM_NUMBER_OF_BUCKETS);
     m_plainLiteralTable.initialize(MINIMUM_NUMBER_OF_BUCKETS);
 }
@@ -46,7 +45,6 @@ void StringDatatype<T>::initializeForSnapshot(const std::vector<uint64_t>& resou
         const size_t neededBuckets = static_cast<size_t>(static_cast<double>(resourceCount) / 0.7) + 1;
         return std::max(MINIMUM_NUMBER_OF_BUCKETS, std::bit_ceil(neededBuckets));
     };
-    m_endOfUsedOffsets = m_resourceDataOffsets.getEnd();
     m_xsdStringTable.initialize(getNumberOfBuckets(resourceCounts[D_XSD_STRING]));
     m_plainLiteralTable.initialize(getNumberOfBuckets(resourceCounts[D_RDF_PLAIN_LITERAL]));
 }
@@ -75,8 +73,10 @@ uint64_t StringDatatype<T>::resolveResource(DictionaryThreadContext* const threa
 template<class T>
 uint64_t StringDatatype<T>::restoreResource(DictionaryThreadContext* const threadContext, const uint64_t resourceID,
                                             const ResourceValue& resourceValue) {
-    m_resourceDataOffsets.ensureEndAtLeast(resourceID + 1);
-    m_resourceFlags.ensureEndAtLeast(resourceID + 1);
+    m_resourceDataOffsets.getMemoryManager().withReclaim([this, resourceID] {
+        m_resourceDataOffsets.ensureEndAtLeast(resourceID + 1);
+        m_resourceFlags.ensureEndAtLeast(resourceID + 1);
+    });
     return doResolveResource(selectTable(resourceValue.m_datatypeID), threadContext, GetTargetResourceID{resourceID},
                              getLexicalForm(resourceValue), resourceValue.m_dataSize - 1, resourceValue.m_datatypeID);
 }
@@ -86,12 +86,34 @@ template<class ResourceIDSource>
 uint64_t StringDatatype<T>::doResolveResource(Table& table, DictionaryThreadContext* const threadContext,
                                               const ResourceIDSource resourceIDSource, const char* const lexicalForm,
                                               const size_t lexicalFormLength, const uint8_t datatypeID) {
-    const typename Table::Operation operation(table);
-    // Before it is known whether anything will be inserted: growing later would move the buckets under the probe.
-    table.reserveInsertionQuota(operation.getThreadContext());
-    return doResolveResource(table, operation.getThreadContext(),
-                             table.getHomeBucket(hashLexicalForm(lexicalForm, lexicalFormLength)), threadContext,
-                             resourceIDSource, lexicalForm, lexicalFormLength, datatypeID);
+    return table.getMemoryManager().withReclaim([&] {
+        const typename Table::Operation operation(table);
+        // Before it is known whether anything will be inserted: growing later would move the buckets under the probe.
+        table.reserveInsertionQuota(operation.getThreadContext());
+        return doResolveResource(table, operation.getThreadContext(), startProbe(table, lexicalForm, lexicalFormLength),
+                                 threadContext, resourceIDSource, lexicalForm, lexicalFormLength, datatypeID);
+    });
+}
+
+/// Prefetches what the probe reads first: the fingerprint and the bucket, without waiting for one before the other.
+template<class T>
+typename StringDatatype<T>::ProbePlace StringDatatype<T>::startProbe(const Table& table, const char* const lexicalForm,
+                                                                     const size_t lexicalFormLength) noexcept {
+    const uint64_t hash = hashLexicalForm(lexicalForm, lexicalFormLength);
+    const size_t homeIndex = table.getHomeIndex(hash);
+    table.prefetchFingerprint(homeIndex);
+    table.prefetchBucket(homeIndex);
+    return {hash, homeIndex};
+}
+
+/// Refuses a new string with which too many others collide.
+template<class T>
+void StringDatatype<T>::checkCollisions(const size_t numberOfCollisions) const {
+    if (numberOfCollisions > m_largestNumberOfCollisions) [[unlikely]]
+        throw HashCollisionException(STRING_DATATYPE_SOURCE_FILE, LINE_TOO_MANY_COLLISIONS, MelnarException::NO_CAUSES,
+                                     numberOfCollisions, "The string collides in the hash table with ",
+                                     numberOfCollisions, " others, more than the ", m_largestNumberOfCollisions,
+                                     " that are allowed.");
 }
 
 template<class T>
@@ -114,8 +136,19 @@ uint64_t StringDatatype<T>::doTryResolveResource(Table& table, const DictionaryC
                                                  const char* const lexicalForm,
                                                  const size_t lexicalFormLength) const noexcept {
     const typename Table::Operation operation(table);
-    return probe(table, table.getHomeBucket(hashLexicalForm(lexicalForm, lexicalFormLength)), commitPoint, lexicalForm,
-                 lexicalFormLength);
+    ProbePlace place = startProbe(table, lexicalForm, lexicalFormLength);
+    const uint8_t fingerprint = Fingerprints::get(place.m_hash);
+    for (;; place.m_index = table.getNextIndex(place.m_index)) {
+        place.m_index = table.findCandidate(place.m_index, fingerprint);
+        if (table.isKnownToEndLookup(place.m_index))
+            return 0;
+        const T value = Table::readBucket(table.getBucket(place.m_index));
+        if (value == Policy::EMPTY_BUCKET)
+            return 0;
+        if (value != Policy::BUCKET_DELETED && value < commitPoint.m_resourceID &&
+            isEntryOf(table, place, value, lexicalForm, lexicalFormLength))
+            return value;
+    }
 }
 
 template<class T>
@@ -140,13 +173,15 @@ void StringDatatype<T>::deleteUncommittedResourceID(const uint64_t resourceID, c
     Table& table = selectTable(datatypeID);
     const typename Table::Operation operation(table);
     const StringChunk chunk = table.getPolicy().getChunk(resourceID);
-    auto* bucket = table.getHomeBucket(hashLexicalForm(chunk.getLexicalForm(), chunk.getLexicalFormLength()));
-    for (;; bucket = table.getNextBucket(bucket)) {
-        const T value = Table::readBucket(*bucket);
+    const ProbePlace home = startProbe(table, chunk.getLexicalForm(), chunk.getLexicalFormLength());
+    const uint8_t fingerprint = Fingerprints::get(home.m_hash);
+    for (size_t index = home.m_index;; index = table.getNextIndex(index)) {
+        index = table.findCandidate(index, fingerprint);
+        const T value = Table::readBucket(table.getBucket(index));
         if (value == Policy::EMPTY_BUCKET)
             return;
         if (value == static_cast<T>(resourceID)) {
-            table.remove(*bucket);
+            table.remove(table.getBucket(index));
             return;
         }
     }
@@ -169,7 +204,6 @@ void StringDatatype<T>::finishCompact(const DictionaryCompactionState& state) {
     const CompactionEntry* entry =
         std::partition_point(state.m_entries.getData(), entriesEnd,
                              [](const CompactionEntry& candidate) { return candidate.datatypeID < D_XSD_STRING; });
-    const CompactionEntry* const ownEntries = entry;
     for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL}) {
         Table& table = selectTable(datatypeID);
         const typename Table::Operation operation(table);
@@ -185,16 +219,28 @@ void StringDatatype<T>::finishCompact(const DictionaryCompactionState& state) {
             }
             table.getPolicy().getHashes(values.data(), numberOfValues, hashes.data());
             for (size_t index = 0; index < numberOfValues; ++index)
-                table.prefetchHomeBucket(hashes[index]);
+                table.prefetchBucket(table.getHomeIndex(hashes[index]));
             for (size_t index = 0; index < numberOfValues; ++index)
                 table.reinsert(operation.getThreadContext(), hashes[index], values[index]);
         }
         table.shrinkToFit(MINIMUM_NUMBER_OF_BUCKETS);
     }
-    // Not before all offsets are the new ones.
-    for (const CompactionEntry* ownEntry = ownEntries; ownEntry != entry; ++ownEntry)
-        OffsetNeighbours::clearNextInside(m_resourceDataOffsets.getData(), ownEntry->resourceID, ownEntry->dataSize);
-    m_endOfUsedOffsets = m_resourceDataOffsets.getEnd();
+}
+
+template<class T>
+void StringDatatype<T>::enableFingerprints() {
+    m_xsdStringTable.enableFingerprints();
+    m_plainLiteralTable.enableFingerprints();
+}
+
+template<class T>
+size_t StringDatatype<T>::getFingerprintBytes() const {
+    return m_xsdStringTable.getFingerprintBytes() + m_plainLiteralTable.getFingerprintBytes();
+}
+
+template<class T>
+void StringDatatype<T>::limitCollisions(const size_t largestNumberOfCollisions) {
+    m_largestNumberOfCollisions = largestNumberOfCollisions;
 }
 
 template<class T>
@@ -211,7 +257,6 @@ void StringDatatype<T>::load(InputStream& inputStream) {
         throw MelnarException(STRING_DATATYPE_SOURCE_FILE, LINE_NOT_A_STRING_DATATYPE, MelnarException::NO_CAUSES,
                               "Invalid input file: cannot load StringDatatype.");
     m_initialSize = inputStream.readUInt64();
-    m_endOfUsedOffsets = UNKNOWN_END; // the dictionary may load the offsets before or after this
     m_xsdStringTable.load(inputStream);
     m_plainLiteralTable.load(inputStream);
 }

@@ -38,8 +38,6 @@ class GroupProbe;
 ///   D3  withdraw, store D_INVALID          release  -            nothing: offset and chunk stay       argued
 ///   D4  compact, store datatype ID         release  -            nothing: it runs alone               argued
 /// TSan and argued: as in ParallelHashTable.h.
-/// Offsets are stored and read atomically, relaxed, as a probe also looks at the offset behind the one that it wants
-/// (see OffsetNeighbours); it makes nothing visible.
 template<class T>
 class StringDatatype final : public DictionaryDatatype {
 public:
@@ -90,6 +88,9 @@ public:
     void getResources(std::span<BatchEntry> entries) const override;
 
     void loadUntrusted(UntrustedInputStream& inputStream) override;
+    void enableFingerprints() override;
+    size_t getFingerprintBytes() const override;
+    void limitCollisions(size_t largestNumberOfCollisions) override;
 
 private:
     friend class StringDatatypeTestPeer;
@@ -99,8 +100,14 @@ private:
 
     class EnteredTable;
 
+    /// Where a probe stands.
+    struct ProbePlace {
+        uint64_t m_hash;
+        size_t m_index;                  // of the bucket to examine next
+        size_t m_numberOfCollisions = 0; // other strings that it has met
+    };
+
     static constexpr size_t MINIMUM_NUMBER_OF_BUCKETS = 1024;
-    static constexpr size_t UNKNOWN_END = std::numeric_limits<size_t>::max();
 
     Table& selectTable(const uint8_t datatypeID) const noexcept {
         return datatypeID == D_XSD_STRING ? m_xsdStringTable : m_plainLiteralTable;
@@ -111,10 +118,9 @@ private:
                                const char* lexicalForm, size_t lexicalFormLength, uint8_t datatypeID);
 
     template<class ResourceIDSource>
-    uint64_t doResolveResource(Table& table, typename Table::ThreadContext& tableThreadContext,
-                               typename Table::Bucket* bucket, DictionaryThreadContext* threadContext,
-                               ResourceIDSource resourceIDSource, const char* lexicalForm, size_t lexicalFormLength,
-                               uint8_t datatypeID);
+    uint64_t doResolveResource(Table& table, typename Table::ThreadContext& tableThreadContext, ProbePlace place,
+                               DictionaryThreadContext* threadContext, ResourceIDSource resourceIDSource,
+                               const char* lexicalForm, size_t lexicalFormLength, uint8_t datatypeID);
 
     template<class ResourceIDSource>
     uint64_t createResource(DictionaryThreadContext* threadContext, ResourceIDSource resourceIDSource,
@@ -123,16 +129,17 @@ private:
     uint64_t doTryResolveResource(Table& table, DictionaryCommitPoint commitPoint, const char* lexicalForm,
                                   size_t lexicalFormLength) const noexcept;
 
-    static uint64_t probe(Table& table, typename Table::Bucket* bucket, DictionaryCommitPoint commitPoint,
-                          const char* lexicalForm, size_t lexicalFormLength) noexcept;
+    static ProbePlace startProbe(const Table& table, const char* lexicalForm, size_t lexicalFormLength) noexcept;
+
+    void checkCollisions(size_t numberOfCollisions) const;
+
+    static bool isEntryOf(Table& table, const ProbePlace& place, T value, const char* lexicalForm,
+                          size_t lexicalFormLength) noexcept;
 
     size_t findGroup(const PreparedEntries& prepared, DictionaryCommitPoint commitPoint, EnteredTable& enteredTable,
                      GroupProbe<T>& groupProbe) const;
 
-    // From here on no ID ever had an offset before this life of the tables; after load that is not known. Constant
-    // while threads are at work. Who creates a resource behind it need not look at the next offset, which another
-    // thread may be about to write.
-    size_t m_endOfUsedOffsets = 0;
+    size_t m_largestNumberOfCollisions = std::numeric_limits<size_t>::max(); // constant while threads are at work
 
     // Mutable because a lookup, too, holds its thread's slot and helps with a resize.
     mutable Table m_xsdStringTable;

@@ -46,14 +46,15 @@ public:
         m_table = &table;
     }
 
-    typename Table::ThreadContext& getThreadContext() const noexcept { return *m_threadContext; }
-
-private:
     void leave() noexcept {
         if (m_table != nullptr)
             Table::leave(*m_threadContext);
+        m_table = nullptr;
     }
 
+    typename Table::ThreadContext& getThreadContext() const noexcept { return *m_threadContext; }
+
+private:
     Table* m_table = nullptr;
     typename Table::ThreadContext* m_threadContext = nullptr;
 };
@@ -64,17 +65,13 @@ template<class T>
 size_t StringDatatype<T>::findGroup(const PreparedEntries& prepared, const DictionaryCommitPoint commitPoint,
                                     EnteredTable& enteredTable, GroupProbe<T>& groupProbe) const {
     size_t numberOfTables = 0;
-    for (Table* const table : {&m_xsdStringTable, &m_plainLiteralTable}) {
-        groupProbe.clearSelection();
-        for (const size_t index : prepared.getOrder())
-            if (!prepared.isRefused(index) && &selectTable(prepared.getDatatypeID(index)) == table)
-                groupProbe.select(index);
-        if (!groupProbe.isSelectionEmpty()) {
-            enteredTable.enter(*table);
-            groupProbe.find(*table, commitPoint);
+    for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL})
+        if (const std::span<const uint16_t> selected = prepared.getOrder(datatypeID); !selected.empty()) {
+            Table& table = selectTable(datatypeID);
+            enteredTable.enter(table);
+            groupProbe.find(table, commitPoint, selected);
             ++numberOfTables;
         }
-    }
     return numberOfTables;
 }
 
@@ -95,18 +92,31 @@ void StringDatatype<T>::resolveResources(DictionaryThreadContext* const threadCo
             enteredTable.enter(table);
             auto& tableThreadContext = enteredTable.getThreadContext();
             haveBucketsMoved = table.reserveInsertionQuota(tableThreadContext) || haveBucketsMoved;
-            auto* const bucket =
-                haveBucketsMoved ? table.getHomeBucket(prepared.getHash(index)) : groupProbe.getLastBucket(index);
+            const uint64_t hash = prepared.getHash(index);
+            const ProbePlace place = haveBucketsMoved ? ProbePlace{hash, table.getHomeIndex(hash)}
+                                                      : ProbePlace{hash, groupProbe.getLastBucketIndex(index),
+                                                                   groupProbe.getNumberOfCollisions(index)};
             const std::string_view form = prepared.getForm(index);
-            return doResolveResource(table, tableThreadContext, bucket, threadContext, GetNextResourceID(), form.data(),
+            return doResolveResource(table, tableThreadContext, place, threadContext, GetNextResourceID(), form.data(),
                                      form.size(), prepared.getDatatypeID(index));
+        };
+        // Memory is reclaimed without a slot, for which a resize may have moved the buckets meanwhile.
+        const auto createOrLeave = [&](const size_t index) {
+            try {
+                return create(index);
+            } catch (const MemoryExhaustedException&) {
+                enteredTable.leave();
+                haveBucketsMoved = true;
+                throw;
+            }
         };
         // In the order of the entries, which the IDs follow.
         for (size_t index = 0; index < group.size(); ++index) {
             group[index].m_resourceID = groupProbe.getResourceID(index);
             if (group[index].m_resourceID == 0)
                 try {
-                    group[index].m_resourceID = create(index);
+                    group[index].m_resourceID =
+                        m_xsdStringTable.getMemoryManager().withReclaim([&] { return createOrLeave(index); });
                 } catch (...) {
                     // A growth may have succeeded before another one failed.
                     haveBucketsMoved = haveBucketsMoved || !prepared.isRefused(index);

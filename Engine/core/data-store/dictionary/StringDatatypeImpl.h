@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Engine/core/data-store/dictionary/OffsetNeighbours.h"
 #include "Engine/core/data-store/dictionary/PlainLiteral.h"
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeFailureSites.h"
@@ -20,34 +19,37 @@ inline constexpr PlainLiteralFailureLines RESOLVE_FAILURE_LINES{LINE_RESOLVE_MIS
 template<class T>
 template<class ResourceIDSource>
 uint64_t StringDatatype<T>::doResolveResource(Table& table, typename Table::ThreadContext& tableThreadContext,
-                                              typename Table::Bucket* bucket,
-                                              DictionaryThreadContext* const threadContext,
+                                              ProbePlace place, DictionaryThreadContext* const threadContext,
                                               const ResourceIDSource resourceIDSource, const char* const lexicalForm,
                                               const size_t lexicalFormLength, const uint8_t datatypeID) {
+    const uint8_t fingerprint = Fingerprints::get(place.m_hash);
     for (;;) {
-        const T value = Table::readBucket(*bucket);
+        place.m_index = table.findCandidate(place.m_index, fingerprint);
+        const T value = Table::readBucket(table.getBucket(place.m_index));
         if (value == Policy::EMPTY_BUCKET) {
-            if (Table::tryClaim(*bucket))
+            checkCollisions(place.m_numberOfCollisions);
+            if (Table::tryClaim(table.getBucket(place.m_index)))
                 break;
             continue; // Somebody was faster, perhaps with the same string: look at the bucket again.
         }
-        auto* const nextBucket = table.getNextBucket(bucket);
-        if (value != Policy::BUCKET_DELETED &&
-            table.getPolicy().isEqual(value, *nextBucket, lexicalForm, lexicalFormLength)) {
-            if constexpr (std::is_same_v<ResourceIDSource, GetNextResourceID>)
-                return value;
-            spinPause(); // The target ID's place is taken: wait until the entry is deleted.
-            continue;
+        if (value != Policy::BUCKET_DELETED) {
+            if (isEntryOf(table, place, value, lexicalForm, lexicalFormLength)) {
+                if constexpr (std::is_same_v<ResourceIDSource, GetNextResourceID>)
+                    return value;
+                spinPause(); // The target ID's place is taken: wait until the entry is deleted.
+                continue;
+            }
+            ++place.m_numberOfCollisions;
         }
-        bucket = nextBucket;
+        place.m_index = table.getNextIndex(place.m_index);
     }
     try {
         const uint64_t resourceID =
             createResource(threadContext, resourceIDSource, lexicalForm, lexicalFormLength, datatypeID);
-        Table::publish(tableThreadContext, *bucket, static_cast<T>(resourceID));
+        table.publish(tableThreadContext, place.m_index, place.m_hash, static_cast<T>(resourceID));
         return resourceID;
     } catch (...) {
-        Table::unclaim(*bucket);
+        Table::unclaim(table.getBucket(place.m_index));
         throw;
     }
 }
@@ -68,25 +70,17 @@ uint64_t StringDatatype<T>::createResource(DictionaryThreadContext* const thread
         dataOffset = newDataChunk(threadContext, chunkSize);
     }
     StringChunk::write(m_dataPool.getData() + dataOffset, lexicalForm, lexicalFormLength);
-    OffsetNeighbours::setOffset(m_resourceDataOffsets.getData(), resourceID, dataOffset);
-    if (resourceID < m_endOfUsedOffsets) [[unlikely]]
-        OffsetNeighbours::clearNextInside(m_resourceDataOffsets.getData(), resourceID, chunkSize);
+    m_resourceDataOffsets[resourceID] = dataOffset;
     m_resourceFlags[resourceID].store(datatypeID, std::memory_order_release); // D1
     return resourceID;
 }
 
-/// Looks for a form from a bucket on before which it is known not to be. The caller holds its slot.
+/// Whether the entry that a probe has met is that of the form. Stores the entry's fingerprint if nobody has yet.
 template<class T>
-uint64_t StringDatatype<T>::probe(Table& table, typename Table::Bucket* bucket, const DictionaryCommitPoint commitPoint,
-                                  const char* const lexicalForm, const size_t lexicalFormLength) noexcept {
-    for (;;) {
-        const T value = Table::readBucket(*bucket);
-        if (value == Policy::EMPTY_BUCKET)
-            return 0;
-        auto* const nextBucket = table.getNextBucket(bucket);
-        if (value != Policy::BUCKET_DELETED && value < commitPoint.m_resourceID &&
-            table.getPolicy().isEqual(value, *nextBucket, lexicalForm, lexicalFormLength))
-            return value;
-        bucket = nextBucket;
-    }
+inline bool StringDatatype<T>::isEntryOf(Table& table, const ProbePlace& place, const T value,
+                                         const char* const lexicalForm, const size_t lexicalFormLength) noexcept {
+    const bool isEqual = table.getPolicy().isEqual(value, lexicalForm, lexicalFormLength);
+    if (table.isFingerprintUnknown(place.m_index)) [[unlikely]]
+        table.learnFingerprint(place.m_index, isEqual ? place.m_hash : table.getPolicy().getHash(value));
+    return isEqual;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/collections/Fingerprints.h"
 #include "Engine/core/platform/collections/ParallelHashTableHeader.h"
 #include "Engine/core/platform/collections/TableThreadContext.h"
 #include "Engine/core/platform/stream/InputStream.h"
@@ -11,6 +12,7 @@
 #include "Engine/core/platform/system/ThreadContextRegistration.h"
 
 #include <atomic>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <pthread.h>
@@ -22,7 +24,7 @@
 /// A bucket holds a number; what the number stands for, its hash and its equality with a query are the policy's. A
 /// policy provides Bucket (std::atomic<BucketValue>), BucketValue (an unsigned integer), the values EMPTY_BUCKET (0),
 /// BUCKET_IN_PROGRESS and BUCKET_DELETED, and `uint64_t getHash(BucketValue) const` for a stored number. It may provide
-/// `void getHashes(const BucketValue*, size_t, uint64_t*) const`, the same for up to RESIZE_CHUNK_SIZE numbers at once.
+/// `void getHashes(const BucketValue*, size_t, uint64_t*) const`, the same for up to REHASH_BLOCK_SIZE numbers at once.
 ///
 /// Units      Counters count buckets.
 /// Ownership  Owns its bucket array; the memory manager and what the policy refers to must outlive it.
@@ -76,6 +78,10 @@ public:
     static constexpr size_t NUMBER_OF_THREAD_CONTEXTS = NUMBER_OF_THREAD_CONTEXT_INDICES;
     static constexpr uint32_t INSERTION_QUOTA_BATCH = 100;
     static constexpr size_t RESIZE_CHUNK_SIZE = 1024;
+
+    /// How many numbers of a chunk are hashed side by side: enough for that to pay, on at most 16 KiB of stack.
+    static constexpr size_t REHASH_BLOCK_SIZE = 256;
+
     static constexpr size_t NOT_RESIZING = ~size_t(0);
     static constexpr size_t RESIZE_PREPARING = NOT_RESIZING - 1;
 
@@ -102,6 +108,7 @@ public:
     void load(InputStream& inputStream);
 
     const Policy& getPolicy() const noexcept { return m_policy; }
+    MemoryManager& getMemoryManager() const noexcept { return m_buckets.getMemoryManager(); }
 
     ThreadContext& getCurrentThreadContext() noexcept { return m_threadContexts[g_currentThreadContextIndex]; }
 
@@ -132,13 +139,53 @@ public:
         return haveBucketsMoved;
     }
 
-    Bucket* getHomeBucket(const uint64_t hash) noexcept { return m_buckets.getData() + (hash & m_hashMask); }
+    /// Where the probe for a hash begins.
+    size_t getHomeIndex(const uint64_t hash) const noexcept { return hash & m_hashMask; }
 
-    /// Has the home bucket of a hash fetched into the cache.
-    void prefetchHomeBucket(const uint64_t hash) noexcept { __builtin_prefetch(getHomeBucket(hash)); }
+    /// The bucket after this one in every probe.
+    size_t getNextIndex(const size_t index) const noexcept {
+        return m_buckets.getData() + index + 1 == m_afterLastBucket ? 0 : index + 1;
+    }
 
-    Bucket* getNextBucket(Bucket* const bucket) noexcept {
-        return bucket + 1 == m_afterLastBucket ? m_buckets.getData() : bucket + 1;
+    Bucket& getBucket(const size_t index) noexcept { return m_buckets[index]; }
+
+    void prefetchBucket(const size_t index) const noexcept { __builtin_prefetch(&m_buckets[index]); }
+
+    /// Prefetches what findCandidate reads.
+    void prefetchFingerprint(const size_t index) const noexcept {
+        if (m_fingerprints.exist())
+            m_fingerprints.prefetch(index);
+    }
+
+    /// The first bucket from `index` on, in the order of the probe, that may hold an entry of this fingerprint or be
+    /// EMPTY. Without fingerprints that is every bucket.
+    size_t findCandidate(const size_t index, const uint8_t fingerprint) const noexcept {
+        if (!m_fingerprints.exist())
+            return index;
+        size_t group = index & ~(Fingerprints::GROUP_SIZE - 1);
+        uint32_t candidates = m_fingerprints.getCandidates(group, fingerprint) >> (index - group) << (index - group);
+        while (candidates == 0) {
+            group = (group + Fingerprints::GROUP_SIZE) & m_hashMask;
+            candidates = m_fingerprints.getCandidates(group, fingerprint);
+        }
+        return group + static_cast<size_t>(std::countr_zero(candidates));
+    }
+
+    /// Whether a candidate is certain to end the probe of a lookup, without a look at the bucket: it holds nothing, or
+    /// an insertion in progress, and the lookup may answer what it could have answered a moment earlier (F3).
+    bool isKnownToEndLookup(const size_t index) const noexcept {
+        return m_fingerprints.areComplete() && m_fingerprints[index] == 0;
+    }
+
+    /// Whether nobody has stored the fingerprint of an entry yet that is in a bucket, so that learnFingerprint is of
+    /// use.
+    bool isFingerprintUnknown(const size_t index) const noexcept {
+        return m_fingerprints.exist() && !m_fingerprints.areComplete() && m_fingerprints[index] == 0;
+    }
+
+    /// Stores the fingerprint of a published entry, whose hash the caller knows.
+    void learnFingerprint(const size_t index, const uint64_t hash) noexcept {
+        m_fingerprints.set(index, Fingerprints::get(hash));
     }
 
     /// The bucket's value once it is not IN_PROGRESS.
@@ -159,8 +206,10 @@ public:
     }
 
     /// Completes an insertion in a bucket that the caller has claimed and pays for it from the caller's quota.
-    static void publish(ThreadContext& callerContext, Bucket& bucket, const BucketValue value) noexcept {
-        bucket.store(value, std::memory_order_release); // O2
+    void publish(ThreadContext& callerContext, const size_t index, const uint64_t hash,
+                 const BucketValue value) noexcept {
+        learnFingerprint(index, hash);                            // before the bucket: F3
+        m_buckets[index].store(value, std::memory_order_release); // O2
         callerContext.setInsertionQuota(callerContext.getInsertionQuota() - 1);
     }
 
@@ -185,6 +234,17 @@ public:
     }
     size_t getCommittedBytes() const noexcept { return m_buckets.getCommittedBytes(); }
 
+    /// Keeps fingerprints from now on, as far as the memory manager has room for them. Alone. Entries that are there
+    /// have unknown ones, until a probe meets them or the table is resized.
+    void enableFingerprints() noexcept;
+
+    /// Gives the memory of the fingerprints back; the next resize makes new ones. Returns false when there are none.
+    /// Any threads concurrently, each without any slot.
+    bool giveUpFingerprints() noexcept;
+
+    /// Bytes that the fingerprints take; charged to the memory manager beside getCommittedBytes.
+    size_t getFingerprintBytes() const noexcept { return m_fingerprints.getCommittedBytes(); }
+
     /// Live entries and tombstones: the used buckets less the quotas. Exact while nobody inserts.
     size_t getNumberOfNonEmptyBuckets() const noexcept;
 
@@ -199,13 +259,25 @@ private:
 
     ParallelHashTableHeader getHeader() const noexcept;
     void setHeader(const ParallelHashTableHeader& header) noexcept;
+    /// Lets the memory manager have the fingerprints back.
+    class FingerprintReclaimer final : public ReclaimableMemory {
+    public:
+        explicit FingerprintReclaimer(ParallelHashTable& table) noexcept : m_table(table) {}
+        bool reclaim() noexcept override { return m_table.giveUpFingerprints(); }
+
+    private:
+        ParallelHashTable& m_table;
+    };
+
     size_t getSumOfInsertionQuotas() const noexcept;
     bool refillInsertionQuota(ThreadContext& callerContext);
     void getHashes(const BucketValue* values, size_t numberOfValues, uint64_t* hashes) const noexcept;
     void setNumberOfBuckets(size_t numberOfBuckets) noexcept;
     void resetResize() noexcept;
     void publishResizeState(size_t resizeState) noexcept;
+    void makeFingerprints(bool isEmpty) noexcept;
     void rehashChunk(ThreadContext& callerContext, size_t chunkIndex) noexcept;
+    void rehashBlock(const BucketValue* values, size_t numberOfValues) noexcept;
     void finishResize() noexcept;
     void waitWhilePreparing(ThreadContext& callerContext) noexcept;
 
@@ -226,6 +298,9 @@ private:
     std::atomic<size_t> m_numberOfPendingChunks;
     pthread_mutex_t m_resizeMutex;
     pthread_cond_t m_resizeCondition;
+    bool m_keepsFingerprints;    // constant while threads are at work
+    Fingerprints m_fingerprints; // as the bucket array
+    FingerprintReclaimer m_fingerprintReclaimer;
 };
 
 /// The frame of every operation on a table: holds the calling thread's slot, and has joined any resize that was

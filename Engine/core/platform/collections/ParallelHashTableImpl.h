@@ -44,10 +44,13 @@ ParallelHashTable<Policy>::ParallelHashTable(MemoryManager& memoryManager, const
     : m_policy(policy), m_resizeState(NOT_RESIZING), m_hashMask(0), m_afterLastBucket(nullptr),
       m_buckets(memoryManager), m_numberOfUsedBuckets(0), m_numberOfDeletedBuckets(0), m_numberOfBuckets(0),
       m_maxLoadFactor(ParallelHashTableHeader::MAXIMUM_LOAD_FACTOR), m_resizeThreshold(0), m_oldBuckets(memoryManager),
-      m_numberOfResizeChunks(0), m_numberOfPendingChunks(0), m_resizeMutex{}, m_resizeCondition{} {}
+      m_numberOfResizeChunks(0), m_numberOfPendingChunks(0), m_resizeMutex{}, m_resizeCondition{},
+      m_keepsFingerprints(false), m_fingerprints(memoryManager), m_fingerprintReclaimer(*this) {}
 
 template<class Policy>
 ParallelHashTable<Policy>::~ParallelHashTable() {
+    if (m_keepsFingerprints)
+        getMemoryManager().removeReclaimable(m_fingerprintReclaimer);
     ::pthread_cond_destroy(&m_resizeCondition);
     ::pthread_mutex_destroy(&m_resizeMutex);
 }
@@ -70,6 +73,7 @@ void ParallelHashTable<Policy>::resetResize() noexcept {
 
 template<class Policy>
 void ParallelHashTable<Policy>::initialize(const size_t numberOfBuckets) {
+    m_fingerprints.deinitialize();
     m_buckets.initialize(numberOfBuckets);
     m_buckets.ensureEndAtLeast(numberOfBuckets);
     setNumberOfBuckets(numberOfBuckets);
@@ -79,6 +83,41 @@ void ParallelHashTable<Policy>::initialize(const size_t numberOfBuckets) {
     m_numberOfDeletedBuckets.store(0, std::memory_order_relaxed);
     m_oldBuckets.deinitialize();
     resetResize();
+    makeFingerprints(true);
+}
+
+/// Makes fingerprints, all unknown, for the bucket array as it is, if the table keeps any.
+template<class Policy>
+void ParallelHashTable<Policy>::makeFingerprints(const bool isEmpty) noexcept {
+    const size_t numberOfBuckets = getNumberOfBuckets();
+    // A loaded table has as many buckets as its stream says, which nobody may have vouched for.
+    if (m_keepsFingerprints && std::has_single_bit(numberOfBuckets) && numberOfBuckets >= Fingerprints::GROUP_SIZE)
+        m_fingerprints.initialize(numberOfBuckets, isEmpty);
+}
+
+template<class Policy>
+void ParallelHashTable<Policy>::enableFingerprints() noexcept {
+    if (m_keepsFingerprints)
+        return;
+    m_keepsFingerprints = true;
+    getMemoryManager().addReclaimable(m_fingerprintReclaimer);
+    makeFingerprints(getNumberOfNonEmptyBuckets() == 0);
+}
+
+template<class Policy>
+bool ParallelHashTable<Policy>::giveUpFingerprints() noexcept {
+    const Operation operation(*this);
+    size_t observedState = NOT_RESIZING;
+    while (!m_resizeState.compare_exchange_strong(observedState, RESIZE_PREPARING, std::memory_order_acq_rel,
+                                                  std::memory_order_acquire)) { // P1, P3
+        handleResize(operation.getThreadContext(), observedState);
+        observedState = NOT_RESIZING;
+    }
+    const AllOtherThreadContexts allOtherThreadContexts(*this, operation.getThreadContext());
+    const bool didExist = m_fingerprints.exist();
+    m_fingerprints.deinitialize();
+    publishResizeState(NOT_RESIZING);
+    return didExist;
 }
 
 template<class Policy>
@@ -116,6 +155,7 @@ template<class Policy>
 void ParallelHashTable<Policy>::clear() noexcept {
     if (m_numberOfUsedBuckets.load(std::memory_order_relaxed) == getSumOfInsertionQuotas())
         return;
+    m_fingerprints.clear();
     for (ThreadContext& threadContext : m_threadContexts)
         threadContext.setInsertionQuota(0);
     std::memset(static_cast<void*>(m_buckets.getData()), 0, m_buckets.getEnd() * sizeof(Bucket));
@@ -152,8 +192,10 @@ void ParallelHashTable<Policy>::shrinkToFit(const size_t minimumNumberOfBuckets)
             expected = Policy::EMPTY_BUCKET;
             newIndex = (newIndex + 1) & (newNumberOfBuckets - 1);
         }
+        m_fingerprints.copy(index, newIndex);
     }
     m_buckets.truncate(newNumberOfBuckets);
+    m_fingerprints.truncate(newNumberOfBuckets);
     setNumberOfBuckets(newNumberOfBuckets);
 }
 
@@ -199,24 +241,26 @@ void ParallelHashTable<Policy>::load(InputStream& inputStream) {
         throw;
     }
     setHeader(header);
+    m_fingerprints.deinitialize();
     m_buckets.load(inputStream);
     m_hashMask = getNumberOfBuckets() - 1;
     m_afterLastBucket = m_buckets.getData() + getNumberOfBuckets();
     m_oldBuckets.deinitialize();
     resetResize();
+    makeFingerprints(false);
 }
 
 template<class Policy>
 void ParallelHashTable<Policy>::reinsert(ThreadContext& callerContext, const uint64_t hash,
                                          const BucketValue value) noexcept {
-    Bucket* bucket = getHomeBucket(hash);
-    for (;;) {
-        const BucketValue present = readBucket(*bucket);
+    size_t index = getHomeIndex(hash);
+    for (;; index = getNextIndex(index)) {
+        const BucketValue present = readBucket(m_buckets[index]);
         if (present == Policy::EMPTY_BUCKET || present == value)
             break;
-        bucket = getNextBucket(bucket);
     }
-    bucket->store(value, std::memory_order_release); // O2
+    learnFingerprint(index, hash);
+    m_buckets[index].store(value, std::memory_order_release); // O2
     if (callerContext.getInsertionQuota() == 0) {
         m_numberOfUsedBuckets.fetch_add(INSERTION_QUOTA_BATCH, std::memory_order_acq_rel); // O9
         callerContext.setInsertionQuota(INSERTION_QUOTA_BATCH - 1);
@@ -292,10 +336,12 @@ void ParallelHashTable<Policy>::startHandleResize(ThreadContext& callerContext) 
             publishResizeState(NOT_RESIZING);
             throw;
         }
+        m_fingerprints.deinitialize(); // before the new ones, so that both are never charged
         m_numberOfResizeChunks = oldNumberOfBuckets / RESIZE_CHUNK_SIZE;
         m_numberOfPendingChunks.store(m_numberOfResizeChunks, std::memory_order_release); // P7
         m_buckets.swapContents(m_oldBuckets);
         setNumberOfBuckets(newNumberOfBuckets);
+        makeFingerprints(true); // and complete: the rehash stores one with every number
         publishResizeState(0);
     }
     handleResize(callerContext, 0);
@@ -346,12 +392,10 @@ void ParallelHashTable<Policy>::getHashes(const BucketValue* const values, const
                        [this](const BucketValue value) { return m_policy.getHash(value); });
 }
 
-/// Moves a chunk's numbers to the new array, in the order of their old buckets. Each step is done for all of them
-/// before the next one, so that the cache misses of a step overlap.
+/// Moves a chunk's numbers to the new array, in the order of their old buckets.
 template<class Policy>
 void ParallelHashTable<Policy>::rehashChunk(ThreadContext& callerContext, const size_t chunkIndex) noexcept {
-    std::array<BucketValue, RESIZE_CHUNK_SIZE> values;
-    std::array<uint64_t, RESIZE_CHUNK_SIZE> hashes;
+    std::array<BucketValue, REHASH_BLOCK_SIZE> values;
     size_t numberOfValues = 0;
     uint32_t droppedTombstones = 0;
     const Bucket* const begin = m_oldBuckets.getData() + chunkIndex * RESIZE_CHUNK_SIZE;
@@ -361,23 +405,39 @@ void ParallelHashTable<Policy>::rehashChunk(ThreadContext& callerContext, const 
             ++droppedTombstones;
         else if (value != Policy::EMPTY_BUCKET)
             values[numberOfValues++] = value;
-    }
-    getHashes(values.data(), numberOfValues, hashes.data());
-    constexpr size_t PREFETCH_DISTANCE = 16;
-    for (size_t index = 0; index < std::min(numberOfValues, PREFETCH_DISTANCE); ++index)
-        prefetchHomeBucket(hashes[index]);
-    for (size_t index = 0; index < numberOfValues; ++index) {
-        if (index + PREFETCH_DISTANCE < numberOfValues)
-            prefetchHomeBucket(hashes[index + PREFETCH_DISTANCE]);
-        Bucket* bucket = getHomeBucket(hashes[index]);
-        BucketValue expected = Policy::EMPTY_BUCKET;
-        while (!bucket->compare_exchange_strong(expected, values[index], std::memory_order_release,
-                                                std::memory_order_relaxed)) { // O6
-            expected = Policy::EMPTY_BUCKET;
-            bucket = getNextBucket(bucket);
+        if (numberOfValues == values.size()) {
+            rehashBlock(values.data(), numberOfValues);
+            numberOfValues = 0;
         }
     }
+    rehashBlock(values.data(), numberOfValues);
     callerContext.setInsertionQuota(callerContext.getInsertionQuota() + droppedTombstones);
+}
+
+/// Puts numbers into the new array. Each step is done for all of them before the next one, so that the cache misses of
+/// a step overlap.
+template<class Policy>
+void ParallelHashTable<Policy>::rehashBlock(const BucketValue* const values, const size_t numberOfValues) noexcept {
+    std::array<uint64_t, REHASH_BLOCK_SIZE> hashes;
+    getHashes(values, numberOfValues, hashes.data());
+    constexpr size_t PREFETCH_DISTANCE = 16;
+    for (size_t ahead = 0; ahead < numberOfValues + PREFETCH_DISTANCE; ++ahead) {
+        if (ahead < numberOfValues) {
+            prefetchBucket(getHomeIndex(hashes[ahead]));
+            prefetchFingerprint(getHomeIndex(hashes[ahead]));
+        }
+        if (ahead < PREFETCH_DISTANCE)
+            continue;
+        const size_t number = ahead - PREFETCH_DISTANCE;
+        size_t index = getHomeIndex(hashes[number]);
+        BucketValue expected = Policy::EMPTY_BUCKET;
+        while (!m_buckets[index].compare_exchange_strong(expected, values[number], std::memory_order_release,
+                                                         std::memory_order_relaxed)) { // O6
+            expected = Policy::EMPTY_BUCKET;
+            index = getNextIndex(index);
+        }
+        learnFingerprint(index, hashes[number]);
+    }
 }
 
 template<class Policy>

@@ -1,7 +1,5 @@
 #include "Engine/core/platform/system/MemoryManager.h"
 
-#include "Engine/core/platform/MemoryExhaustedException.h"
-
 namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/platform/system/MemoryManager";
@@ -10,7 +8,7 @@ constexpr long LINE_OUT_OF_MEMORY = 73;
 } // namespace
 
 MemoryManager::MemoryManager(const size_t reservedBytes) noexcept
-    : m_reservedBytes(reservedBytes), m_freeBytes(reservedBytes) {}
+    : m_reservedBytes(reservedBytes), m_freeBytes(reservedBytes), m_numberOfReclaims(0), m_firstReclaimable(nullptr) {}
 
 void MemoryManager::allocate(const size_t bytes) {
     size_t freeBytes = m_freeBytes.load(std::memory_order_relaxed);
@@ -22,4 +20,31 @@ void MemoryManager::allocate(const size_t bytes) {
                                            " were free when an attempt to allocate ", bytes, " bytes was made.]");
     } while (!m_freeBytes.compare_exchange_weak(freeBytes, freeBytes - bytes, std::memory_order_relaxed,
                                                 std::memory_order_relaxed));
+}
+
+void MemoryManager::addReclaimable(ReclaimableMemory& memory) noexcept {
+    const std::lock_guard<std::mutex> lock(m_reclaimMutex);
+    memory.m_next = m_firstReclaimable;
+    m_firstReclaimable = &memory;
+}
+
+void MemoryManager::removeReclaimable(ReclaimableMemory& memory) noexcept {
+    const std::lock_guard<std::mutex> lock(m_reclaimMutex);
+    ReclaimableMemory** place = &m_firstReclaimable;
+    while (*place != &memory)
+        place = &(*place)->m_next;
+    *place = memory.m_next;
+}
+
+/// Returns whether memory was given back since the caller knew the number of reclaims, by this call or another one.
+bool MemoryManager::reclaim(const size_t knownNumberOfReclaims) noexcept {
+    const std::lock_guard<std::mutex> lock(m_reclaimMutex);
+    if (m_numberOfReclaims.load(std::memory_order_relaxed) != knownNumberOfReclaims)
+        return true;
+    bool isReclaimed = false;
+    for (ReclaimableMemory* memory = m_firstReclaimable; memory != nullptr; memory = memory->m_next)
+        isReclaimed = memory->reclaim() || isReclaimed;
+    if (isReclaimed)
+        m_numberOfReclaims.fetch_add(1, std::memory_order_relaxed);
+    return isReclaimed;
 }

@@ -1,15 +1,21 @@
 #pragma once
 
+#include "Engine/core/platform/MemoryExhaustedException.h"
 #include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/system/ReclaimableMemory.h"
 
 #include <atomic>
 #include <cstddef>
+#include <mutex>
 
 /// Keeps one store within its memory limit: every committed page is charged here before it is committed.
 ///
 /// Units    Bytes.
-/// Threads  Any operation, any threads, any time. The counter orders nothing but itself, so relaxed accesses do.
+/// Threads  Any operation, any threads, any time. The counters order nothing but themselves, so relaxed accesses do.
 /// Errors   allocate throws MemoryExhaustedException and charges nothing.
+///
+/// Some memory only makes work faster (ReclaimableMemory). It is charged like all other, and given back as soon as an
+/// operation fails without it: so it never makes anything fail.
 class MemoryManager : private Unmovable {
 public:
     /// `reservedBytes` is the limit; nothing is set aside or touched.
@@ -21,10 +27,38 @@ public:
     /// Gives back `bytes` that were charged before.
     void deallocate(const size_t bytes) noexcept { m_freeBytes.fetch_add(bytes, std::memory_order_relaxed); }
 
+    /// Makes memory known that can be given back. It must be removed before it is destroyed.
+    void addReclaimable(ReclaimableMemory& memory) noexcept;
+    void removeReclaimable(ReclaimableMemory& memory) noexcept;
+
+    /// Performs an operation. If it runs out of memory, lets all reclaimable memory be given back and performs it
+    /// again; fails only if there is none. The operation must undo its work when it fails. The caller holds nothing
+    /// that the owners of reclaimable memory wait for.
+    template<class Operation>
+    [[gnu::always_inline]] auto withReclaim(const Operation& operation) -> decltype(operation()) {
+        for (;;) {
+            const size_t numberOfReclaims = m_numberOfReclaims.load(std::memory_order_relaxed);
+            try {
+                return operation();
+            } catch (const MemoryExhaustedException&) {
+                if (!reclaim(numberOfReclaims))
+                    throw;
+            }
+        }
+    }
+
     size_t getReservedBytes() const noexcept { return m_reservedBytes; }
     size_t getFreeBytes() const noexcept { return m_freeBytes.load(std::memory_order_relaxed); }
 
 private:
+    bool reclaim(size_t knownNumberOfReclaims) noexcept;
+
     const size_t m_reservedBytes;
     std::atomic<size_t> m_freeBytes;
+
+    // How often memory was given back: if it has grown since an operation began, another attempt may succeed.
+    std::atomic<size_t> m_numberOfReclaims;
+
+    std::mutex m_reclaimMutex;
+    ReclaimableMemory* m_firstReclaimable; // protected by m_reclaimMutex, as is the list that begins there
 };

@@ -31,7 +31,7 @@ inline std::string writeToMemory(const Dictionary& dictionary) {
 inline std::unique_ptr<Dictionary> readFromMemory(const std::string& bytes,
                                                   const size_t memoryLimit = TEST_MEMORY_LIMIT) {
     MemoryInputStream input(bytes);
-    return DictionaryFile::read(input, memoryLimit);
+    return DictionaryFile::read(input, memoryLimit, {});
 }
 
 /// Six IDs: strings and plain literals, two of them withdrawn, the last one not committed.

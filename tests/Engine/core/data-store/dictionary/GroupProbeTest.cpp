@@ -3,18 +3,16 @@
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
 #include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/data-store/dictionary/FormsByHome.h"
-#include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
 #include "tests/support/DictionaryFixture.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <numeric>
 #include <string>
 #include <vector>
 
 namespace {
-
-using TablePeer = ParallelHashTableTestPeer;
 
 constexpr size_t BUCKETS = 1024;
 constexpr size_t GROUP = PreparedEntries::CAPACITY;
@@ -22,10 +20,6 @@ constexpr size_t GROUP = PreparedEntries::CAPACITY;
 template<class T>
 class GroupProbeTest : public testing::Test {
 protected:
-    size_t getIndex(const std::atomic<T>* const bucket) {
-        return static_cast<size_t>(bucket - TablePeer::getBuckets(getTable(m_fixture)).getData());
-    }
-
     void prepare(const std::vector<std::string>& lexicalForms) {
         m_literals.clear();
         for (const std::string& lexicalForm : lexicalForms)
@@ -48,20 +42,13 @@ TYPED_TEST(GroupProbeTest, onlyWhatIsSelectedIsLookedFor) {
         this->m_fixture.resolve(form);
     this->prepare(forms);
     GroupProbe<TypeParam> groupProbe(this->m_prepared);
-    EXPECT_TRUE(groupProbe.isSelectionEmpty());
-    groupProbe.select(3);
-    groupProbe.select(1);
-    EXPECT_FALSE(groupProbe.isSelectionEmpty());
-    groupProbe.find(getTable(this->m_fixture), EVERYTHING);
+    groupProbe.find(getTable(this->m_fixture), EVERYTHING, std::vector<uint16_t>{3, 1});
     EXPECT_EQ(0u, groupProbe.getResourceID(0));
     EXPECT_EQ(2u, groupProbe.getResourceID(1));
     EXPECT_EQ(0u, groupProbe.getResourceID(2));
     EXPECT_EQ(4u, groupProbe.getResourceID(3));
 
-    groupProbe.clearSelection();
-    EXPECT_TRUE(groupProbe.isSelectionEmpty());
-    groupProbe.select(0);
-    groupProbe.find(getTable(this->m_fixture), EVERYTHING);
+    groupProbe.find(getTable(this->m_fixture), EVERYTHING, std::vector<uint16_t>{0});
     EXPECT_EQ(1u, groupProbe.getResourceID(0));
     EXPECT_EQ(2u, groupProbe.getResourceID(1)) << "what was found before stays";
 }
@@ -74,9 +61,9 @@ TYPED_TEST(GroupProbeTest, aWholeGroupIsFoundInAnyOrder) {
     }
     this->prepare(forms);
     GroupProbe<TypeParam> groupProbe(this->m_prepared);
-    for (size_t index = GROUP; index-- != 0;)
-        groupProbe.select(index);
-    groupProbe.find(getTable(this->m_fixture), EVERYTHING);
+    std::vector<uint16_t> places(GROUP);
+    std::iota(places.rbegin(), places.rend(), uint16_t(0));
+    groupProbe.find(getTable(this->m_fixture), EVERYTHING, places);
     for (size_t index = 0; index < GROUP; ++index)
         EXPECT_EQ(index + 1, groupProbe.getResourceID(index));
 }
@@ -90,12 +77,10 @@ TYPED_TEST(GroupProbeTest, theLastBucketIsTheFirstEmptyOneOfTheProbe) {
     for (size_t length = 0; length <= 40; ++length) {
         SCOPED_TRACE(length);
         GroupProbe<TypeParam> groupProbe(this->m_prepared);
-        for (size_t place = 0; place < GROUP; ++place)
-            groupProbe.select(place);
-        groupProbe.find(getTable(this->m_fixture), EVERYTHING);
+        groupProbe.find(getTable(this->m_fixture), EVERYTHING, this->m_prepared.getOrder(D_XSD_STRING));
         for (size_t place = 0; place < GROUP; ++place) {
             ASSERT_EQ(0u, groupProbe.getResourceID(place));
-            ASSERT_EQ((HOME + length) % BUCKETS, this->getIndex(groupProbe.getLastBucket(place)));
+            ASSERT_EQ((HOME + length) % BUCKETS, groupProbe.getLastBucketIndex(place));
         }
         if (length < 40)
             this->m_fixture.resolve(forms[length]);
@@ -109,14 +94,12 @@ TYPED_TEST(GroupProbeTest, theLastBucketLiesBehindTombstonesAndWhatTheCommitPoin
     this->m_fixture.m_datatype.deleteUncommittedResourceID(2, D_XSD_STRING);
     this->prepare(forms);
     GroupProbe<TypeParam> groupProbe(this->m_prepared);
-    for (size_t place = 0; place < forms.size(); ++place)
-        groupProbe.select(place);
-    groupProbe.find(getTable(this->m_fixture), {4});
+    groupProbe.find(getTable(this->m_fixture), {4}, this->m_prepared.getOrder(D_XSD_STRING));
     const std::vector<uint64_t> expected{1, 0, 3, 0, 0, 0};
     for (size_t place = 0; place < forms.size(); ++place) {
         EXPECT_EQ(expected[place], groupProbe.getResourceID(place));
         if (expected[place] == 0) {
-            EXPECT_EQ(10u, this->getIndex(groupProbe.getLastBucket(place)));
+            EXPECT_EQ(10u, groupProbe.getLastBucketIndex(place));
         }
     }
 }

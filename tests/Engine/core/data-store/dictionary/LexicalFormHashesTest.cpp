@@ -1,5 +1,6 @@
 #include "Engine/core/data-store/dictionary/LexicalFormHashes.h"
 #include "Engine/core/data-store/dictionary/LexicalFormHash.h"
+#include "Engine/core/data-store/dictionary/LexicalFormLanes.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -23,7 +24,8 @@ void expectRightHashes(const std::vector<std::string>& texts) {
     EXPECT_EQ(7u, order.back()) << "nothing beyond the forms is written";
     order.pop_back();
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end(), [&forms](const uint16_t first, const uint16_t second) {
-        return forms[first].size() < forms[second].size();
+        return forms[first].size() / LexicalFormLanes::BYTES_PER_WORD <
+               forms[second].size() / LexicalFormLanes::BYTES_PER_WORD;
     }));
     std::sort(order.begin(), order.end());
     for (size_t place = 0; place < forms.size(); ++place)

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -97,11 +98,16 @@ TEST(PreparedEntriesTest, anyNumberOfFormsIsHashedAndPutInOrderOfLength) {
             ASSERT_EQ(literals[index].m_lexicalForm.size() - (index % 3 == 0), form.size());
             ASSERT_EQ(hashLexicalForm(form.data(), form.size()), prepared.getHash(index));
         }
-        ASSERT_EQ(size, prepared.getOrder().size());
-        EXPECT_TRUE(std::is_sorted(prepared.getOrder().begin(), prepared.getOrder().end(),
-                                   [&prepared](const size_t first, const size_t second) {
-                                       return prepared.getForm(first).size() < prepared.getForm(second).size();
-                                   }));
+        for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL}) {
+            const std::span<const uint16_t> order = prepared.getOrder(datatypeID);
+            const auto hasDatatype = [&](const size_t place) { return prepared.getDatatypeID(place) == datatypeID; };
+            EXPECT_TRUE(std::all_of(order.begin(), order.end(), hasDatatype));
+            EXPECT_EQ(order.size(), std::set<uint16_t>(order.begin(), order.end()).size()) << "each once";
+            EXPECT_TRUE(std::is_sorted(order.begin(), order.end(), [&](const size_t first, const size_t second) {
+                return prepared.getForm(first).size() / 8 < prepared.getForm(second).size() / 8;
+            }));
+        }
+        EXPECT_EQ(size, prepared.getOrder(D_XSD_STRING).size() + prepared.getOrder(D_RDF_PLAIN_LITERAL).size());
     }
 }
 

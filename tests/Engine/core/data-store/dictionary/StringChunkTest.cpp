@@ -65,7 +65,6 @@ TEST(StringChunkTest, lengthsAreToldApartAtEveryHeaderLength) {
     for (const size_t stored : lengths) {
         const std::vector<uint8_t> bytes = writeChunk(std::string(stored, 'x'));
         for (const size_t asked : lengths) {
-            EXPECT_EQ(stored == asked, StringChunk::hasLength(bytes.data(), asked)) << stored << ", " << asked;
             EXPECT_EQ(stored == asked, StringChunk::isChunkOf(bytes.data(), std::string(asked, 'x').data(), asked));
         }
         if (stored != 0) {

@@ -190,12 +190,12 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, aBatchJoinsTheResizeThatWaitsForIt
     OwnedLiterals literals = makeStrings(GROUP - 1, "new ");
     literals.push_back({"old 5@en", D_XSD_STRING});
     // A bucket that ends a probe, so that nobody but the batch waits for it.
-    auto* bucket = getTable(this->m_fixture)
-                       .getHomeBucket(hashLexicalForm(literals[GROUP / 2].m_lexicalForm.data(),
-                                                      literals[GROUP / 2].m_lexicalForm.size()));
-    while (bucket->load() != 0)
-        bucket = getTable(this->m_fixture).getNextBucket(bucket);
-    ASSERT_TRUE(getTable(this->m_fixture).tryClaim(*bucket));
+    auto& table = getTable(this->m_fixture);
+    size_t index = table.getHomeIndex(
+        hashLexicalForm(literals[GROUP / 2].m_lexicalForm.data(), literals[GROUP / 2].m_lexicalForm.size()));
+    while (table.getBucket(index).load() != 0)
+        index = table.getNextIndex(index);
+    ASSERT_TRUE(table.tryClaim(table.getBucket(index)));
     Worker batch(FIRST_SLOT, [&] { return resolveAtOnce(this->m_fixture, literals); });
     waitUntil([&] { return this->isInside(FIRST_SLOT, D_XSD_STRING); });
     letOthersRun();
@@ -208,7 +208,7 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, aBatchJoinsTheResizeThatWaitsForIt
     EXPECT_FALSE(batch.hasEnded());
     EXPECT_FALSE(leader.hasEnded());
     EXPECT_EQ(BUCKETS, getTable(this->m_fixture).getNumberOfBuckets());
-    getTable(this->m_fixture).unclaim(*bucket);
+    getTable(this->m_fixture).unclaim(table.getBucket(index));
     const BatchAnswers answers = batch.getAnswers();
     EXPECT_EQ(6u, answers.m_resourceIDs.back());
     const uint64_t leaderID = leader.getAnswers().m_resourceIDs[0];

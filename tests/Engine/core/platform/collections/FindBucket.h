@@ -9,11 +9,12 @@ template<class Policy, class IsWanted>
 typename ParallelHashTable<Policy>::Bucket* findBucket(ParallelHashTable<Policy>& table, const uint64_t hash,
                                                        const IsWanted& isWanted) {
     using Table = ParallelHashTable<Policy>;
-    for (typename Table::Bucket* bucket = table.getHomeBucket(hash);; bucket = table.getNextBucket(bucket)) {
-        const auto value = Table::readBucket(*bucket);
+    for (size_t index = table.getHomeIndex(hash);; index = table.getNextIndex(index)) {
+        index = table.findCandidate(index, Fingerprints::get(hash));
+        const auto value = Table::readBucket(table.getBucket(index));
         if (value == Policy::EMPTY_BUCKET)
             return nullptr;
         if (value != Policy::BUCKET_DELETED && isWanted(value))
-            return bucket;
+            return &table.getBucket(index);
     }
 }

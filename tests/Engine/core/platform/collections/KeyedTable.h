@@ -4,6 +4,7 @@
 #include "Engine/core/platform/collections/ParallelHashTable.h"
 #include "tests/Engine/core/platform/collections/FindBucket.h"
 #include "tests/Engine/core/platform/collections/NumberPolicy.h"
+#include "tests/support/FingerprintsUnderTest.h"
 
 #include <atomic>
 #include <cstddef>
@@ -58,6 +59,8 @@ public:
     KeyedTable(const size_t numberOfBuckets, const size_t maximumNumberOfEntries)
         : m_memoryManager(size_t(1) << 28), m_entries(maximumNumberOfEntries + 1),
           m_table(m_memoryManager, Policy(m_entries)), m_nextNumber(1), m_encounters(0) {
+        if (areFingerprintsUnderTest())
+            m_table.enableFingerprints();
         m_table.initialize(numberOfBuckets);
         resolve(0);
     }
@@ -71,28 +74,31 @@ public:
     Resolution resolve(const uint64_t key, const Create& create) {
         const Operation operation(m_table);
         m_table.reserveInsertionQuota(operation.getThreadContext());
-        Bucket* bucket = m_table.getHomeBucket(Policy::hashKey(key));
+        const uint64_t hash = Policy::hashKey(key);
+        size_t index = m_table.getHomeIndex(hash);
         for (;;) {
-            if (bucket->load(std::memory_order_relaxed) == Policy::BUCKET_IN_PROGRESS)
+            index = m_table.findCandidate(index, Fingerprints::get(hash));
+            Bucket& bucket = m_table.getBucket(index);
+            if (bucket.load(std::memory_order_relaxed) == Policy::BUCKET_IN_PROGRESS)
                 m_encounters.fetch_add(1, std::memory_order_relaxed);
-            const T value = Table::readBucket(*bucket);
+            const T value = Table::readBucket(bucket);
             if (value == Policy::EMPTY_BUCKET) {
-                if (Table::tryClaim(*bucket))
+                if (Table::tryClaim(bucket))
                     break;
             } else if (value != Policy::BUCKET_DELETED && m_table.getPolicy().getKey(value) == key)
                 return {value, false};
             else
-                bucket = m_table.getNextBucket(bucket);
+                index = m_table.getNextIndex(index);
         }
         try {
             create();
         } catch (...) {
-            Table::unclaim(*bucket);
+            Table::unclaim(m_table.getBucket(index));
             throw;
         }
         const T number = m_nextNumber.fetch_add(1, std::memory_order_relaxed);
         m_entries.at(number).m_key = key;
-        Table::publish(operation.getThreadContext(), *bucket, number);
+        m_table.publish(operation.getThreadContext(), index, hash, number);
         return {number, true};
     }
 

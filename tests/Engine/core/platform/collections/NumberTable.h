@@ -5,6 +5,7 @@
 #include "tests/Engine/core/platform/collections/FindBucket.h"
 #include "tests/Engine/core/platform/collections/NumberPolicy.h"
 #include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
+#include "tests/support/FingerprintsUnderTest.h"
 
 #include <cstddef>
 #include <optional>
@@ -24,6 +25,8 @@ public:
     explicit NumberTable(const size_t numberOfBuckets = 1024, typename Policy::Hash hash = &Policy::identity,
                          const size_t memoryLimit = AMPLE_MEMORY)
         : m_memoryManager(memoryLimit), m_table(m_memoryManager, Policy(std::move(hash))) {
+        if (areFingerprintsUnderTest())
+            m_table.enableFingerprints();
         if (numberOfBuckets != 0)
             m_table.initialize(numberOfBuckets);
     }
@@ -32,14 +35,16 @@ public:
     bool insert(const T number) {
         const Operation operation(m_table);
         m_table.reserveInsertionQuota(operation.getThreadContext());
-        for (Bucket* bucket = m_table.getHomeBucket(m_table.getPolicy().getHash(number));;) {
-            const T value = Table::readBucket(*bucket);
+        const uint64_t hash = m_table.getPolicy().getHash(number);
+        for (size_t index = m_table.getHomeIndex(hash);;) {
+            index = m_table.findCandidate(index, Fingerprints::get(hash));
+            const T value = Table::readBucket(m_table.getBucket(index));
             if (value == number)
                 return false;
             if (value != Policy::EMPTY_BUCKET)
-                bucket = m_table.getNextBucket(bucket);
-            else if (Table::tryClaim(*bucket)) {
-                Table::publish(operation.getThreadContext(), *bucket, number);
+                index = m_table.getNextIndex(index);
+            else if (Table::tryClaim(m_table.getBucket(index))) {
+                m_table.publish(operation.getThreadContext(), index, hash, number);
                 return true;
             }
         }

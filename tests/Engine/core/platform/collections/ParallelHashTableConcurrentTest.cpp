@@ -56,7 +56,7 @@ protected:
         {
             const typename Table::Operation operation(numbers.m_table);
             numbers.m_table.reserveInsertionQuota(operation.getThreadContext());
-            auto& bucket = *numbers.m_table.getHomeBucket(number);
+            auto& bucket = numbers.m_table.getBucket(numbers.m_table.getHomeIndex(number));
             ASSERT_TRUE(Table::tryClaim(bucket));
             for (size_t index = 1; index <= 4; ++index)
                 threads.push_back(startAt(index, action));
@@ -85,7 +85,8 @@ TYPED_TEST(ParallelHashTableConcurrentTest, theLeaderWaitsForEveryoneInsideAnOpe
         EXPECT_EQ(1, this->getSlot(numbers, 8).m_lockCount.load(std::memory_order_acquire)) << "taken by the leader";
         EXPECT_EQ(0, this->getSlot(numbers, 10).m_lockCount.load(std::memory_order_acquire)) << "in ascending order";
         EXPECT_EQ(1024u, numbers.m_table.getNumberOfBuckets());
-        EXPECT_EQ(TypeParam(1), Table::readBucket(*numbers.m_table.getHomeBucket(1))) << "the array is still the old";
+        EXPECT_EQ(TypeParam(1), Table::readBucket(numbers.m_table.getBucket(numbers.m_table.getHomeIndex(1))))
+            << "the array is still the old";
     }
     leader.join();
     EXPECT_EQ(2048u, numbers.m_table.getNumberOfBuckets());
@@ -253,12 +254,11 @@ TYPED_TEST(ParallelHashTableConcurrentTest, whoFinishesLastEndsTheResizeEvenIfIt
 }
 
 TYPED_TEST(ParallelHashTableConcurrentTest, whoMeetsABucketInProgressWaitsForItsNumber) {
-    using Table = typename NumberTable<TypeParam>::Table;
     NumberTable<TypeParam> numbers;
     std::atomic<size_t> found = 0;
     this->runAtClaimedBucket(
         numbers, 5, [&] { found.fetch_add(numbers.contains(5) ? 1 : 0, std::memory_order_acq_rel); },
-        [&](TableThreadContext& threadContext, typename Table::Bucket& bucket) {
+        [&](TableThreadContext& threadContext, typename NumberTable<TypeParam>::Bucket&) {
             for (size_t index = 1; index <= 4; ++index)
                 this->waitForLockCount(numbers, index, 1);
             for (size_t patience = 0; patience < 20; ++patience)
@@ -266,7 +266,7 @@ TYPED_TEST(ParallelHashTableConcurrentTest, whoMeetsABucketInProgressWaitsForIts
             for (size_t index = 1; index <= 4; ++index)
                 EXPECT_EQ(1, this->getSlot(numbers, index).m_lockCount.load(std::memory_order_acquire))
                     << "still reading";
-            Table::publish(threadContext, bucket, 5);
+            numbers.m_table.publish(threadContext, numbers.m_table.getHomeIndex(5), 5, 5);
         });
     EXPECT_EQ(4u, found.load(std::memory_order_acquire)) << "nobody took the bucket for empty, or passed it";
     expectSoundAtRest(numbers.m_table);

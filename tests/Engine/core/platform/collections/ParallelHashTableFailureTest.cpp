@@ -275,13 +275,13 @@ TYPED_TEST(ParallelHashTableFailureTest, anInsertionThatFailsAfterItsClaimLeaves
     const auto insertAndFail = [&] {
         const typename Table::Operation operation(numbers.m_table);
         numbers.m_table.reserveInsertionQuota(operation.getThreadContext());
-        auto* bucket = numbers.m_table.getHomeBucket(1023);
-        while (!Table::tryClaim(*bucket))
-            bucket = numbers.m_table.getNextBucket(bucket);
+        size_t index = numbers.m_table.getHomeIndex(1023);
+        while (!Table::tryClaim(numbers.m_table.getBucket(index)))
+            index = numbers.m_table.getNextIndex(index);
         try {
             throw 4;
         } catch (...) {
-            Table::unclaim(*bucket);
+            Table::unclaim(numbers.m_table.getBucket(index));
             throw;
         }
     };

@@ -115,10 +115,10 @@ TYPED_TEST(ParallelHashTableQuotaTest, theBooksBalanceAfterEveryHistory) {
             case 4: {
                 const typename Table::Operation operation(numbers.m_table); // An insertion that fails.
                 numbers.m_table.reserveInsertionQuota(operation.getThreadContext());
-                auto* bucket = numbers.m_table.getHomeBucket(number);
-                while (!Table::tryClaim(*bucket))
-                    bucket = numbers.m_table.getNextBucket(bucket);
-                Table::unclaim(*bucket);
+                size_t place = numbers.m_table.getHomeIndex(number);
+                while (!Table::tryClaim(numbers.m_table.getBucket(place)))
+                    place = numbers.m_table.getNextIndex(place);
+                Table::unclaim(numbers.m_table.getBucket(place));
                 break;
             }
             default:

@@ -151,12 +151,12 @@ TYPED_TEST(ParallelHashTableTest, operationsLeaveTheirSlotWhenTheWorkThrows) {
 
 TYPED_TEST(ParallelHashTableTest, homeIsTheHashModuloTheSize) {
     NumberTable<TypeParam> numbers(1024);
-    auto* const buckets = Peer::getBuckets(numbers.m_table).getData();
-    EXPECT_EQ(buckets, numbers.m_table.getHomeBucket(0));
-    EXPECT_EQ(buckets + 1023, numbers.m_table.getHomeBucket(1023));
-    EXPECT_EQ(buckets, numbers.m_table.getHomeBucket(1024));
-    EXPECT_EQ(buckets + 1023, numbers.m_table.getHomeBucket(~uint64_t(0)));
-    EXPECT_EQ(buckets + 0x325, numbers.m_table.getHomeBucket(0xCBF29CE484222325)) << "the hash of an empty text";
+    EXPECT_EQ(0u, numbers.m_table.getHomeIndex(0));
+    EXPECT_EQ(1023u, numbers.m_table.getHomeIndex(1023));
+    EXPECT_EQ(0u, numbers.m_table.getHomeIndex(1024));
+    EXPECT_EQ(1023u, numbers.m_table.getHomeIndex(~uint64_t(0)));
+    EXPECT_EQ(0x325u, numbers.m_table.getHomeIndex(0xCBF29CE484222325)) << "the hash of an empty text";
+    EXPECT_EQ(&Peer::getBuckets(numbers.m_table)[0x325], &numbers.m_table.getBucket(0x325));
 }
 
 TYPED_TEST(ParallelHashTableTest, probeGoesOnFromTheLastBucketToTheFirst) {
@@ -200,13 +200,14 @@ TYPED_TEST(ParallelHashTableTest, publishingPaysAndUnclaimingDoesNot) {
     {
         const typename NumberTable<TypeParam>::Operation operation(numbers.m_table);
         numbers.m_table.reserveInsertionQuota(operation.getThreadContext());
-        auto& bucket = *numbers.m_table.getHomeBucket(5);
+        const size_t index = numbers.m_table.getHomeIndex(5);
+        auto& bucket = numbers.m_table.getBucket(index);
         ASSERT_TRUE(Table::tryClaim(bucket));
         Table::unclaim(bucket);
         EXPECT_EQ(Policy::EMPTY_BUCKET, Table::readBucket(bucket));
         EXPECT_EQ(100u, numbers.getQuota());
         ASSERT_TRUE(Table::tryClaim(bucket)) << "as if nothing had been";
-        Table::publish(operation.getThreadContext(), bucket, 5);
+        numbers.m_table.publish(operation.getThreadContext(), index, 5, 5);
         EXPECT_EQ(TypeParam(5), Table::readBucket(bucket));
         EXPECT_EQ(99u, numbers.getQuota());
     }
@@ -242,7 +243,7 @@ TYPED_TEST(ParallelHashTableTest, tombstonesAreNotReused) {
 TYPED_TEST(ParallelHashTableTest, deletingTwiceCountsOneTombstone) {
     NumberTable<TypeParam> numbers;
     numbers.insert(1);
-    auto& bucket = *numbers.m_table.getHomeBucket(1);
+    auto& bucket = numbers.m_table.getBucket(numbers.m_table.getHomeIndex(1));
     numbers.m_table.remove(bucket);
     numbers.m_table.remove(bucket); // A second thread that has seen the number, too.
     EXPECT_EQ(1u, numbers.m_table.getNumberOfDeletedBuckets());

@@ -88,6 +88,11 @@ public:
     }
 
     template<class Table>
+    static auto& getFingerprints(Table& table) {
+        return table.m_fingerprints;
+    }
+
+    template<class Table>
     static size_t getSumOfQuotas(const Table& table) {
         size_t sum = 0;
         for (const TableThreadContext& threadContext : table.m_threadContexts)

@@ -51,14 +51,28 @@ void expectSoundAtRest(ParallelHashTable<Policy>& table) {
     for (size_t index = numberOfBuckets; index < buckets.getEnd(); ++index)
         ASSERT_EQ(0u, buckets[index].load(std::memory_order_acquire)) << "beyond the last bucket, at " << index;
 
+    const Fingerprints& fingerprints = Peer::getFingerprints(table);
+    for (size_t index = 0; fingerprints.exist() && index < numberOfBuckets; ++index) {
+        const auto number = Table::readBucket(buckets[index]);
+        if (number == Policy::EMPTY_BUCKET) {
+            ASSERT_EQ(0, fingerprints[index]) << "probes pass the empty bucket " << index;
+        } else if (fingerprints.areComplete()) {
+            ASSERT_NE(0, fingerprints[index]) << "lookups end before bucket " << index;
+        }
+        if (number != Policy::EMPTY_BUCKET && number != Policy::BUCKET_DELETED && fingerprints[index] != 0) {
+            ASSERT_EQ(Fingerprints::get(table.getPolicy().getHash(number)), fingerprints[index]) << "bucket " << index;
+        }
+    }
+
     std::set<typename Policy::BucketValue> numbers;
     for (size_t index = 0; index < numberOfBuckets; ++index) {
         const auto number = Table::readBucket(buckets[index]);
         if (number == Policy::EMPTY_BUCKET || number == Policy::BUCKET_DELETED)
             continue;
         ASSERT_TRUE(numbers.insert(number).second) << number << " is there twice";
-        for (auto* bucket = table.getHomeBucket(table.getPolicy().getHash(number)); bucket != &buckets[index];
-             bucket = table.getNextBucket(bucket))
-            ASSERT_NE(Policy::EMPTY_BUCKET, Table::readBucket(*bucket)) << number << " is cut off from its home";
+        const uint64_t hash = table.getPolicy().getHash(number);
+        for (size_t passed = table.getHomeIndex(hash); passed != index; passed = table.getNextIndex(passed))
+            ASSERT_NE(Policy::EMPTY_BUCKET, Table::readBucket(buckets[passed]))
+                << number << " is cut off from its home";
     }
 }

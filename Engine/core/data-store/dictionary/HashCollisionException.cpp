@@ -1,0 +1,3 @@
+#include "Engine/core/data-store/dictionary/HashCollisionException.h"
+
+HashCollisionException::~HashCollisionException() = default;

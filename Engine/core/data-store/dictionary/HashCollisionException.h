@@ -1,0 +1,30 @@
+#pragma once
+
+#include "Engine/core/platform/MelnarException.h"
+
+#include <cstddef>
+
+/// A string was refused because too many other strings stand in its way in the hash table: theirs are hashes that
+/// collide with its own, which by chance never happens so often, but can be made on purpose.
+class HashCollisionException : public MelnarException {
+public:
+    template<MessagePiece... Pieces>
+    HashCollisionException(const std::string& sourceFileName, const long sourceLineNumber,
+                           const std::vector<std::exception_ptr>& causes, const size_t numberOfCollisions,
+                           Pieces&&... pieces)
+        : MelnarException(sourceFileName, sourceLineNumber, 0, causes, std::string("HashCollisionException"),
+                          joinMessagePieces(pieces...)),
+          m_numberOfCollisions(numberOfCollisions) {}
+
+    HashCollisionException(const HashCollisionException&) = default;
+    HashCollisionException(HashCollisionException&&) = default;
+    HashCollisionException& operator=(const HashCollisionException&) = default;
+    HashCollisionException& operator=(HashCollisionException&&) = default;
+    ~HashCollisionException() override;
+
+    /// With how many strings the refused one collides.
+    size_t getNumberOfCollisions() const noexcept { return m_numberOfCollisions; }
+
+private:
+    size_t m_numberOfCollisions;
+};

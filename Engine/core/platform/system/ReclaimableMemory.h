@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Engine/core/platform/Unmovable.h"
+
+/// Memory that only makes work faster, charged to a MemoryManager: its owner gives it back when it is needed for
+/// something else.
+///
+/// Ownership  The owner adds it to its memory manager, and removes it before it is destroyed.
+/// Threads    reclaim: called by any thread, by one at a time.
+class ReclaimableMemory : private Unmovable {
+public:
+    virtual ~ReclaimableMemory() = default;
+
+    /// Gives the memory back, and returns whether there was any.
+    virtual bool reclaim() noexcept = 0;
+
+private:
+    friend class MemoryManager;
+
+    ReclaimableMemory* m_next = nullptr;
+};
