@@ -120,7 +120,7 @@ private:
             const Index index = station.m_indexes[number];
             const T value = Table::readBucket(table.getBucket(m_bucketIndexes[index]));
             const bool isAtEnd = value == Policy::EMPTY_BUCKET;
-            const bool isHidden = value == Policy::BUCKET_DELETED || value >= commitPoint.m_resourceID;
+            const bool isHidden = !isAtEnd && (value == Policy::BUCKET_DELETED || value >= commitPoint.m_resourceID);
             const bool isKept = !isAtEnd && !isHidden;
             table.getPolicy().prefetchOffset(isKept ? value : 0);
             station.m_indexes[numberOfKept] = index;

@@ -182,7 +182,7 @@ TEST(DictionaryFileOpenTest, messagesNameTheFileOnDisk) {
 TEST(DictionaryFileOpenTest, everyMemoryLimitIsRefusedCleanly) {
     for (const uint64_t maximumNumberOfResources : {NARROW, WIDE}) {
         const std::string bytes = writeToMemory(*makeLargeDictionary(maximumNumberOfResources));
-        const size_t needed = readFromMemory(bytes)->getMemoryInUse();
+        const size_t needed = readFromMemory(bytes, TEST_MEMORY_LIMIT, {.m_keepFingerprints = false})->getMemoryInUse();
         size_t refused = 0;
         for (size_t memoryLimit = 0; memoryLimit < needed; memoryLimit += 4096) {
             SystemCallFaults reservations(SystemCallFaults::Call::MMAP);
