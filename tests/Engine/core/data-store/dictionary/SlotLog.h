@@ -9,6 +9,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <iostream>
 #include <vector>
 
 /// Logs when a thread enters and leaves its slots in the two tables of a string datatype.
@@ -55,11 +57,15 @@ public:
     }
 
     void notice(const Event event, const void* const object) override {
-        if (event == Event::MUTEX_UNLOCKING)
-            for (const uint8_t datatypeID : DATATYPE_IDS)
-                if (TableThreadContext& slot = getSlot(datatypeID); object == &slot.m_mutex)
-                    m_steps.push_back(
-                        {slot.m_wakeUp == 0, datatypeID, m_fixture.m_nextResourceID.load(), getContents()});
+        for (const uint8_t datatypeID : DATATYPE_IDS) {
+            TableThreadContext& slot = getSlot(datatypeID);
+            if (event == Event::MUTEX_UNLOCKING && object == &slot.m_mutex)
+                m_steps.push_back({slot.m_wakeUp == 0, datatypeID, m_fixture.m_nextResourceID.load(), getContents()});
+            else if (event == Event::CONDITION_WAITING && object == &slot.m_condition) {
+                std::cerr << "A thread hangs: it waits for a slot that it holds itself.\n";
+                std::abort();
+            }
+        }
     }
 
     /// The log so far, which begins anew.
