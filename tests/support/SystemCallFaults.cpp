@@ -1,6 +1,8 @@
 #include "tests/support/SystemCallFaults.h"
 
+#include "tests/support/ExitRegistrations.h"
 #include "tests/support/FileOperationObserver.h"
+#include "tests/support/LockObserver.h"
 
 #include <algorithm>
 #include <array>
@@ -8,6 +10,7 @@
 #include <cstdarg>
 #include <fcntl.h>
 #include <pthread.h>
+#include <span>
 #include <stdexcept>
 #include <sys/file.h>
 #include <sys/mman.h>
@@ -24,6 +27,15 @@ constinit std::array<std::atomic<SystemCallFaults*>, SystemCallFaults::NUMBER_OF
 
 constinit std::atomic<FileOperationObserver*> s_observer{};
 
+constinit std::atomic<LockObserver*> s_lockObserver{};
+
+/// Set while the calling thread is inside LockObserver::notice.
+constinit thread_local bool s_isNoticing = false;
+
+/// Static objects beyond this number are not recorded.
+constinit std::array<ExitRegistration, 8192> s_exitRegistrations{};
+constinit std::atomic<size_t> s_numberOfExitRegistrations{0};
+
 std::atomic<SystemCallFaults*>& getWatcher(const Call call) {
     return s_watchers[static_cast<size_t>(call)];
 }
@@ -38,7 +50,29 @@ Result observed(const Result result, void (FileOperationObserver::*const operati
     return result;
 }
 
+void notice(const LockObserver::Event event, const void* const object) {
+    LockObserver* const observer = s_lockObserver.load(std::memory_order_acquire);
+    if (observer == nullptr || s_isNoticing)
+        return;
+    s_isNoticing = true;
+    observer->notice(event, object);
+    s_isNoticing = false;
+}
+
 } // namespace
+
+LockObserver::LockObserver() {
+    if (s_lockObserver.exchange(this, std::memory_order_acq_rel) != nullptr)
+        throw std::logic_error("Locks are observed twice.");
+}
+
+LockObserver::~LockObserver() {
+    s_lockObserver.store(nullptr, std::memory_order_release);
+}
+
+std::span<const ExitRegistration> getExitRegistrations() {
+    return {s_exitRegistrations.data(), std::min(s_numberOfExitRegistrations.load(), s_exitRegistrations.size())};
+}
 
 FileOperationObserver::FileOperationObserver() {
     if (s_observer.exchange(this, std::memory_order_acq_rel) != nullptr)
@@ -132,8 +166,14 @@ int __real_rename(const char* oldName, const char* newName);
 int __real_unlink(const char* fileName);
 char* __real_realpath(const char* fileName, char* resolvedName);
 ssize_t __real_readlink(const char* fileName, char* target, size_t size);
+int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
+int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
 int __real_pthread_mutex_destroy(pthread_mutex_t* mutex);
+int __real_pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex);
+int __real_pthread_cond_signal(pthread_cond_t* condition);
+int __real_pthread_cond_broadcast(pthread_cond_t* condition);
 int __real_pthread_cond_destroy(pthread_cond_t* condition);
+int __real___cxa_atexit(void (*function)(void*), void* object, void* library);
 
 void* __wrap_mmap(void* begin, size_t size, int protection, int flags, int fileDescriptor, off_t offset) {
     const SystemCallGate gate(Call::MMAP, size);
@@ -144,6 +184,7 @@ void* __wrap_mmap(void* begin, size_t size, int protection, int flags, int fileD
 
 int __wrap_munmap(void* begin, size_t size) {
     const SystemCallGate gate(Call::MUNMAP, size);
+    notice(LockObserver::Event::UNMAPPED, begin);
     return gate.isClosed() ? -1 : __real_munmap(begin, size);
 }
 
@@ -240,14 +281,51 @@ ssize_t __wrap_readlink(const char* fileName, char* target, size_t size) {
     return gate.isClosed() ? -1 : __real_readlink(fileName, target, size);
 }
 
+int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
+    const int result = __real_pthread_mutex_lock(mutex);
+    notice(LockObserver::Event::MUTEX_LOCKED, mutex);
+    return result;
+}
+
+int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
+    notice(LockObserver::Event::MUTEX_UNLOCKING, mutex);
+    const int result = __real_pthread_mutex_unlock(mutex);
+    notice(LockObserver::Event::MUTEX_UNLOCKED, mutex);
+    return result;
+}
+
 int __wrap_pthread_mutex_destroy(pthread_mutex_t* mutex) {
     const SystemCallGate gate(Call::MUTEX_DESTROY);
+    notice(LockObserver::Event::MUTEX_DESTROYED, mutex);
     return gate.getErrorCode() != 0 ? gate.getErrorCode() : __real_pthread_mutex_destroy(mutex);
+}
+
+int __wrap_pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
+    notice(LockObserver::Event::CONDITION_WAITING, condition);
+    return __real_pthread_cond_wait(condition, mutex);
+}
+
+int __wrap_pthread_cond_signal(pthread_cond_t* condition) {
+    notice(LockObserver::Event::CONDITION_SIGNALLED, condition);
+    return __real_pthread_cond_signal(condition);
+}
+
+int __wrap_pthread_cond_broadcast(pthread_cond_t* condition) {
+    notice(LockObserver::Event::CONDITION_BROADCAST, condition);
+    return __real_pthread_cond_broadcast(condition);
 }
 
 int __wrap_pthread_cond_destroy(pthread_cond_t* condition) {
     const SystemCallGate gate(Call::CONDITION_DESTROY);
+    notice(LockObserver::Event::CONDITION_DESTROYED, condition);
     return gate.getErrorCode() != 0 ? gate.getErrorCode() : __real_pthread_cond_destroy(condition);
+}
+
+int __wrap___cxa_atexit(void (*function)(void*), void* object, void* library) {
+    const size_t index = s_numberOfExitRegistrations.fetch_add(1, std::memory_order_relaxed);
+    if (index < s_exitRegistrations.size())
+        s_exitRegistrations[index] = {function, object};
+    return __real___cxa_atexit(function, object, library);
 }
 }
 // NOLINTEND(bugprone-reserved-identifier, readability-identifier-naming, readability-non-const-parameter)

@@ -1,3 +1,4 @@
+#include "tests/Engine/core/data-store/DictionaryModel.h"
 #include "Engine/core/platform/MelnarException.h"
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -19,77 +20,9 @@
 
 namespace {
 
+using Literal = DictionaryModel::Literal;
+
 constexpr size_t STEPS = 120;
-
-/// What a caller passes, and what the dictionary then holds: an empty tag makes a string of a plain literal.
-struct Literal {
-    uint8_t m_datatypeID;
-    std::string m_lexicalForm;
-
-    auto operator<=>(const Literal&) const = default;
-
-    Literal getStored() const {
-        if (m_datatypeID == D_RDF_PLAIN_LITERAL && m_lexicalForm.back() == '@')
-            return {D_XSD_STRING, m_lexicalForm.substr(0, m_lexicalForm.size() - 1)};
-        return *this;
-    }
-};
-
-Literal makeLiteral(const uint32_t number) {
-    std::string text = number == 0 ? "" : std::to_string(number / 5) + std::string(number % 37, 'x');
-    switch (number % 5) {
-    case 0:
-    case 1:
-        return {D_XSD_STRING, text};
-    case 2:
-        return {D_XSD_STRING, text + "@en"};
-    case 3:
-        return {D_RDF_PLAIN_LITERAL, text + "@en"};
-    default:
-        return {D_RDF_PLAIN_LITERAL, text + "@"};
-    }
-}
-
-/// What a dictionary is, without any of its machinery.
-struct Model {
-    std::map<Literal, uint64_t> m_resourceIDs;
-    std::map<uint64_t, Literal> m_literals;
-    uint64_t m_nextResourceID = 1;
-    uint64_t m_commitPoint = 1;
-    std::vector<uint64_t> m_earlierCommitPoints; // of the present numbering
-
-    uint64_t find(const Literal& literal, const uint64_t commitPoint) const {
-        const auto found = m_resourceIDs.find(literal.getStored());
-        return found != m_resourceIDs.end() && found->second < commitPoint ? found->second : 0;
-    }
-
-    void commit() {
-        m_commitPoint = m_nextResourceID;
-        m_earlierCommitPoints.push_back(m_commitPoint);
-    }
-
-    void rollback() {
-        const auto begin = m_literals.lower_bound(m_commitPoint);
-        for (auto current = begin; current != m_literals.end(); ++current)
-            m_resourceIDs.erase(current->second);
-        m_literals.erase(begin, m_literals.end());
-    }
-
-    /// Returns the new ID of each old one.
-    std::vector<uint64_t> compact(const std::function<bool(uint64_t)>& survives) {
-        std::vector<uint64_t> newResourceIDs(m_nextResourceID, 0);
-        Model compacted;
-        for (const auto& [resourceID, literal] : m_literals)
-            if (survives(resourceID)) {
-                newResourceIDs[resourceID] = compacted.m_nextResourceID;
-                compacted.m_literals[compacted.m_nextResourceID] = literal;
-                compacted.m_resourceIDs[literal] = compacted.m_nextResourceID++;
-                compacted.m_commitPoint += resourceID < m_commitPoint;
-            }
-        *this = compacted;
-        return newResourceIDs;
-    }
-};
 
 /// One dictionary and its model, led through the same steps.
 class ModelRun {
@@ -116,24 +49,13 @@ public:
 
     /// Dictionary and model agree.
     void check() {
-        ASSERT_EQ(m_model.m_nextResourceID, m_dictionary->getNextResourceID());
-        ASSERT_EQ(m_model.m_commitPoint, m_dictionary->getCommitPoint().m_resourceID);
-        auto expected = m_model.m_literals.begin();
-        m_dictionary->forEachResource([&](const uint64_t resourceID, const ResourceValue& value) {
-            ASSERT_NE(m_model.m_literals.end(), expected) << "there is " << resourceID;
-            ASSERT_EQ(expected->first, resourceID);
-            ASSERT_EQ(expected->second,
-                      (Literal{value.m_datatypeID,
-                               std::string(reinterpret_cast<const char*>(value.m_data), value.m_dataSize - 1)}));
-            ++expected;
-        });
-        ASSERT_EQ(m_model.m_literals.end(), expected) << "there is no " << expected->first;
+        ASSERT_NO_FATAL_FAILURE(m_model.expectSameResources(*m_dictionary));
         std::vector<uint64_t> commitPoints = {0, m_model.m_commitPoint, m_model.m_nextResourceID, ~uint64_t(0)};
         if (!m_model.m_earlierCommitPoints.empty())
             commitPoints.push_back(m_model.m_earlierCommitPoints[drawNumber() % m_model.m_earlierCommitPoints.size()]);
         std::vector<Literal> literals;
         for (size_t count = 0; count < 200; ++count) {
-            const Literal& literal = literals.emplace_back(makeLiteral(drawNumber() % 700));
+            const Literal& literal = literals.emplace_back(DictionaryModel::makeLiteral(drawNumber() % 700));
             for (const uint64_t commitPoint : commitPoints)
                 ASSERT_EQ(m_model.find(literal, commitPoint), find(literal, commitPoint)) << literal.m_lexicalForm;
         }
@@ -169,7 +91,7 @@ private:
         std::vector<std::vector<Literal>> literals(numberOfThreads);
         for (std::vector<Literal>& ofThread : literals)
             for (size_t count = numberOfLiterals / 5; count != 0; --count)
-                ofThread.push_back(makeLiteral(drawNumber() % numberOfLiterals));
+                ofThread.push_back(DictionaryModel::makeLiteral(drawNumber() % numberOfLiterals));
         std::vector<std::vector<uint64_t>> resourceIDs(numberOfThreads);
         std::vector<size_t> batchSizes(numberOfThreads); // 1 means one by one
         for (size_t& batchSize : batchSizes)
@@ -187,7 +109,7 @@ private:
         std::thread reader([&] {
             std::minstd_rand random(readerSeed);
             while (!isDone.load()) {
-                const Literal literal = makeLiteral(static_cast<uint32_t>(random() % 700));
+                const Literal literal = DictionaryModel::makeLiteral(static_cast<uint32_t>(random() % 700));
                 ASSERT_EQ(m_model.find(literal, m_model.m_commitPoint), find(literal, m_model.m_commitPoint))
                     << "looked up while others resolve: " << literal.m_lexicalForm;
                 ++m_lookedUpMeanwhile;
@@ -296,7 +218,7 @@ private:
 
     const TemporaryDirectory m_directory;
     std::mt19937 m_random;
-    Model m_model;
+    DictionaryModel m_model;
     std::unique_ptr<Dictionary> m_dictionary;
     std::unique_ptr<DictionaryThread> m_thread; // of the thread that takes the steps
 };

@@ -1,0 +1,99 @@
+#pragma once
+
+#include "Engine/core/data-store/Dictionary.h"
+
+#include <gtest/gtest.h>
+
+#include <compare>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+/// What a dictionary is, without any of its machinery.
+struct DictionaryModel {
+    /// What a caller passes, and what the dictionary then holds: an empty tag makes a string of a plain literal.
+    struct Literal {
+        uint8_t m_datatypeID;
+        std::string m_lexicalForm;
+
+        auto operator<=>(const Literal&) const = default;
+
+        Literal getStored() const {
+            if (m_datatypeID == D_RDF_PLAIN_LITERAL && m_lexicalForm.back() == '@')
+                return {D_XSD_STRING, m_lexicalForm.substr(0, m_lexicalForm.size() - 1)};
+            return *this;
+        }
+    };
+
+    /// A literal that is a function of its number.
+    static Literal makeLiteral(const uint32_t number) {
+        std::string text = number == 0 ? "" : std::to_string(number / 5) + std::string(number % 37, 'x');
+        switch (number % 5) {
+        case 0:
+        case 1:
+            return {D_XSD_STRING, text};
+        case 2:
+            return {D_XSD_STRING, text + "@en"};
+        case 3:
+            return {D_RDF_PLAIN_LITERAL, text + "@en"};
+        default:
+            return {D_RDF_PLAIN_LITERAL, text + "@"};
+        }
+    }
+
+    std::map<Literal, uint64_t> m_resourceIDs;
+    std::map<uint64_t, Literal> m_literals;
+    uint64_t m_nextResourceID = 1;
+    uint64_t m_commitPoint = 1;
+    std::vector<uint64_t> m_earlierCommitPoints; // of the present numbering
+
+    uint64_t find(const Literal& literal, const uint64_t commitPoint) const {
+        const auto found = m_resourceIDs.find(literal.getStored());
+        return found != m_resourceIDs.end() && found->second < commitPoint ? found->second : 0;
+    }
+
+    void commit() {
+        m_commitPoint = m_nextResourceID;
+        m_earlierCommitPoints.push_back(m_commitPoint);
+    }
+
+    void rollback() {
+        const auto begin = m_literals.lower_bound(m_commitPoint);
+        for (auto current = begin; current != m_literals.end(); ++current)
+            m_resourceIDs.erase(current->second);
+        m_literals.erase(begin, m_literals.end());
+    }
+
+    /// Returns the new ID of each old one.
+    std::vector<uint64_t> compact(const std::function<bool(uint64_t)>& survives) {
+        std::vector<uint64_t> newResourceIDs(m_nextResourceID, 0);
+        DictionaryModel compacted;
+        for (const auto& [resourceID, literal] : m_literals)
+            if (survives(resourceID)) {
+                newResourceIDs[resourceID] = compacted.m_nextResourceID;
+                compacted.m_literals[compacted.m_nextResourceID] = literal;
+                compacted.m_resourceIDs[literal] = compacted.m_nextResourceID++;
+                compacted.m_commitPoint += resourceID < m_commitPoint;
+            }
+        *this = compacted;
+        return newResourceIDs;
+    }
+
+    /// Expects that a dictionary holds these resources and no other.
+    void expectSameResources(const Dictionary& dictionary) const {
+        ASSERT_EQ(m_nextResourceID, dictionary.getNextResourceID());
+        ASSERT_EQ(m_commitPoint, dictionary.getCommitPoint().m_resourceID);
+        auto expected = m_literals.begin();
+        dictionary.forEachResource([&](const uint64_t resourceID, const ResourceValue& value) {
+            ASSERT_NE(m_literals.end(), expected) << "there is " << resourceID;
+            ASSERT_EQ(expected->first, resourceID);
+            ASSERT_EQ(expected->second,
+                      (Literal{value.m_datatypeID,
+                               std::string(reinterpret_cast<const char*>(value.m_data), value.m_dataSize - 1)}));
+            ++expected;
+        });
+        ASSERT_EQ(m_literals.end(), expected) << "there is no " << expected->first;
+    }
+};
