@@ -286,6 +286,12 @@ void Dictionary::save(const std::string& fileName) const {
     output.commit();
 }
 
+void Dictionary::save(FileLock& lock) const {
+    AtomicFileOutputStream output(lock);
+    DictionaryFile::write(*this, output);
+    output.commit();
+}
+
 std::unique_ptr<Dictionary> Dictionary::open(const std::string& fileName, const size_t memoryLimit) {
     FileInputStream input(fileName);
     return DictionaryFile::read(input, memoryLimit);
