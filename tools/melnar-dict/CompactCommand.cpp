@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/CompactCommand.h"
 
 #include "tools/melnar-dict/DictionaryOptions.h"
+#include "tools/melnar-dict/OutputLock.h"
 #include "tools/melnar-dict/SaveDictionary.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -16,17 +17,20 @@ order of the old ones, and saves it without the bytes that none of them uses.
 Prints "old ID<tab>new ID" for every resource whose ID has changed.
 
   -o, --output FILE    save to FILE and leave DICTIONARY as it is
+  --wait               if another process is writing the file, wait until it
+                       has finished, and read it only then
   --memory-limit SIZE  bytes the dictionary may use, such as 512M or 16G
                        (default: the machine's memory)
   --help               print this text
 
 Exit codes: 0 done, 2 wrong command line, 3 the dictionary cannot be read or
-written or a limit was reached; the file is then the old one or the new one.
+written, another process is writing it, or a limit was reached; the file is then
+the old one or the new one.
 )";
 
 } // namespace
 
-ExitCode runCompact(std::vector<std::string> arguments, StandardOutput& output, std::ostream&) {
+ExitCode runCompact(std::vector<std::string> arguments, StandardOutput& output, std::ostream& errorOutput) {
     const DictionaryOptions options =
         DictionaryOptions::parse({.m_verb = "compact", .m_hasOutput = true}, std::move(arguments));
     if (options.m_asksForHelp) {
@@ -34,7 +38,11 @@ ExitCode runCompact(std::vector<std::string> arguments, StandardOutput& output, 
         output.flush();
         return ExitCode::DONE;
     }
-    const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
+    const std::string outputName = options.m_outputName.value_or(options.m_dictionaryName);
+    OutputLock lock(outputName, options.m_waits, errorOutput);
+    const bool isInPlace = outputName == options.m_dictionaryName;
+    const auto dictionary =
+        Dictionary::open(isInPlace ? lock.getTargetName() : options.m_dictionaryName, options.m_memoryLimit);
     const std::vector<uint64_t> newResourceIDs = dictionary->compact();
     // What became of the IDs is told when the new ones are on the disk, and before the old ones are gone.
     const auto printChangedIDs = [&] {
@@ -43,7 +51,6 @@ ExitCode runCompact(std::vector<std::string> arguments, StandardOutput& output, 
                 output.write(std::to_string(resourceID) + '\t' + std::to_string(newResourceIDs[resourceID]) + '\n');
         output.flush();
     };
-    saveDictionary(*dictionary, options.m_outputName ? *options.m_outputName : options.m_dictionaryName,
-                   printChangedIDs);
+    saveDictionary(*dictionary, lock, printChangedIDs);
     return ExitCode::DONE;
 }

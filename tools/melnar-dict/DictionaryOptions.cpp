@@ -20,6 +20,8 @@ DictionaryOptions DictionaryOptions::parse(const Grammar& grammar, std::vector<s
             options.m_asksForJson = true;
         else if ((argument == "-o" || argument == "--output") && grammar.m_hasOutput)
             options.m_outputName = reader.takeValue();
+        else if (argument == "--wait" && grammar.m_hasOutput)
+            options.m_waits = true;
         else if (argument == "--help")
             options.m_asksForHelp = true;
         else

@@ -24,6 +24,7 @@ struct DictionaryOptions {
     bool m_asksForJson = false;
     bool m_asksForHelp = false;
     std::optional<std::string> m_outputName;
+    bool m_waits = false; // for another process that writes the output
 
     /// A wrong command line is a ToolFailure with ExitCode::USAGE.
     static DictionaryOptions parse(const Grammar& grammar, std::vector<std::string> arguments);

@@ -4,6 +4,7 @@
 #include "tools/melnar-dict/LoadJournal.h"
 #include "tools/melnar-dict/LoadOptions.h"
 #include "tools/melnar-dict/LoadReport.h"
+#include "tools/melnar-dict/OutputLock.h"
 #include "tools/melnar-dict/SaveDictionary.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -11,6 +12,7 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace {
@@ -47,6 +49,12 @@ ExitCode runLoad(std::vector<std::string> arguments, StandardOutput& output, std
         output.flush();
         return ExitCode::DONE;
     }
+    std::optional<OutputLock> lock;
+    if (!options.m_outputName.empty()) {
+        lock.emplace(options.m_outputName, options.m_waits, errorOutput);
+        if (options.m_intoName == options.m_outputName)
+            options.m_intoName = lock->getTargetName();
+    }
     const std::unique_ptr<Dictionary> ownedDictionary =
         options.m_intoName.empty()
             ? std::make_unique<Dictionary>(options.m_memoryLimit, options.m_maximumNumberOfResources)
@@ -62,8 +70,10 @@ ExitCode runLoad(std::vector<std::string> arguments, StandardOutput& output, std
     }
     dictionary.commit();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - start;
-    if (!options.m_outputName.empty())
-        saveDictionary(dictionary, options.m_outputName);
+    if (lock) {
+        saveDictionary(dictionary, *lock);
+        lock.reset();
+    }
     for (Lookup& lookup : options.m_lookups)
         lookup.answer(dictionary);
     print(makeReport(dictionary, journal, duration.count()), options, output);

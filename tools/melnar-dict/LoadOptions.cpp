@@ -28,6 +28,8 @@ into one dictionary, one after the other.
                        save the dictionary to this file
   --into DICTIONARY    add to this saved dictionary, whose IDs stay, and save it
                        again, or to the file given with -o
+  --wait               if another process is writing the dictionary, wait
+                       until it has finished, and read it only then
   --format FORMAT      ntriples, nquads, turtle or trig, whatever the names say
   --threads N          use N threads (default: one for each core)
   --lenient            report errors, count them and go on behind them
@@ -52,8 +54,9 @@ predicates, objects and graph names, each time they occur. Bytes of text are
 those of the distinct literals.
 
 Exit codes: 0 done, 1 bad data or something not found, 2 wrong command line,
-3 input or output failed or a limit was reached. A dictionary is saved when all
-files have been loaded, and all at once: until then the old file stays.
+3 input or output failed, another process is writing the dictionary, or a limit
+was reached. A dictionary is saved when all files have been loaded, and
+atomically: until then the old file stays.
 )";
 
 RdfFormat parseFormat(const std::string& name) {
@@ -107,6 +110,8 @@ LoadOptions LoadOptions::parse(std::vector<std::string> arguments) {
             options.m_outputName = reader.takeValue();
         else if (argument == "--into")
             options.m_intoName = reader.takeValue();
+        else if (argument == "--wait")
+            options.m_waits = true;
         else if (argument == "--json")
             options.m_asksForJson = true;
         else if (argument == "--query")

@@ -39,6 +39,8 @@ standard input or output.
 constexpr const char* OPTIONS_HELP = R"(  -d, --dictionary DICTIONARY
                        the dictionary with the literals
   -o, --output OUT     the file to write
+  --wait               if another process is writing OUT, wait until it has
+                       finished
   --format FORMAT      ntriples or nquads, whatever the names say
   --threads N          use N threads (default: one for each core)
   --memory-limit SIZE  bytes the dictionary may use, such as 512M or 16G
@@ -46,7 +48,8 @@ constexpr const char* OPTIONS_HELP = R"(  -d, --dictionary DICTIONARY
   --help               print this text
 
 Exit codes: 0 done, 1 bad data or something not found, 2 wrong command line,
-3 input or output failed or a limit was reached. Without 0, no OUT is written.
+3 input or output failed, another process is writing OUT, or a limit was
+reached. Without 0, no OUT is written.
 )";
 
 /// Lets the tool's standard output be written to like a file.
@@ -64,6 +67,10 @@ private:
     const std::string m_name = "standard output";
     StandardOutput& m_output;
 };
+
+bool isStandardOutput(const RewriteOptions& options) {
+    return options.m_outputName == "-";
+}
 
 /// Returns the exit code of the first error, or DONE.
 template<class Rewriter>
@@ -111,14 +118,16 @@ ExitCode run(const std::string& verb, const char* const help, std::vector<std::s
         output.flush();
         return ExitCode::DONE;
     }
-    const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
-    if (options.m_outputName == "-") {
+    if (isStandardOutput(options)) {
+        const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
         StandardOutputStream stream(output);
         const ExitCode exitCode = rewriteFiles<Rewriter>(options, *dictionary, stream, errorOutput);
         output.flush();
         return exitCode;
     }
-    OutputFile file(options.m_outputName);
+    OutputLock lock(options.m_outputName, options.m_waits, errorOutput);
+    const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
+    OutputFile file(lock);
     const ExitCode exitCode = rewriteFiles<Rewriter>(options, *dictionary, file.getStream(), errorOutput);
     if (exitCode == ExitCode::DONE)
         file.commit();

@@ -208,7 +208,9 @@ TEST_F(SavedDictionaryTest, everyVerbRefusesFilesThatAreNoDictionary) {
             arguments.emplace_back("\"one\"");
         const ToolResult result = run(arguments);
         EXPECT_EQ(3, result.m_exitCode) << verb;
-        EXPECT_EQ("melnar-dict: File 'in.nt' is not a dictionary file.\n", result.m_errorOutput) << verb;
+        // compact reads the file that it has locked, by its own name.
+        const std::string name = arguments[0] == "compact" ? m_directory.getPathOf("in.nt") : "in.nt";
+        EXPECT_EQ("melnar-dict: File '" + name + "' is not a dictionary file.\n", result.m_errorOutput) << verb;
         arguments[1] = "missing";
         EXPECT_EQ(3, run(arguments).m_exitCode) << verb;
     }
