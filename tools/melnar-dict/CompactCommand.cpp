@@ -1,7 +1,7 @@
 #include "tools/melnar-dict/CompactCommand.h"
 
 #include "tools/melnar-dict/DictionaryOptions.h"
-#include "tools/melnar-dict/OutputLock.h"
+#include "tools/melnar-dict/OutputCheck.h"
 #include "tools/melnar-dict/SaveDictionary.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -19,14 +19,25 @@ Prints "old ID<tab>new ID" for every resource whose ID has changed.
   -o, --output FILE    save to FILE and leave DICTIONARY as it is
   --wait               if another process is writing the file, wait until it
                        has finished, and read it only then
+  --force              replace a FILE that is not a dictionary
   --memory-limit SIZE  bytes the dictionary may use, such as 512M or 16G
                        (default: the machine's memory)
   --help               print this text
 
-Exit codes: 0 done, 2 wrong command line, 3 the dictionary cannot be read or
-written, another process is writing it, or a limit was reached; the file is then
-the old one or the new one.
+Exit codes: 0 done, 2 wrong command line or a FILE that is not a dictionary,
+3 the dictionary cannot be read or written, another process is writing it, or a
+limit was reached; the file is then the old one or the new one.
 )";
+
+/// Refuses an output that would destroy something. Returns whether it is the dictionary itself.
+bool checkOutput(const std::string& outputName, const DictionaryOptions& options) {
+    const OutputCheck check(outputName, options.m_isForced);
+    if (check.isOutput(options.m_dictionaryName))
+        return true;
+    check.refuseInput(options.m_dictionaryName);
+    check.requireDictionaryOrNothing();
+    return false;
+}
 
 } // namespace
 
@@ -39,8 +50,9 @@ ExitCode runCompact(std::vector<std::string> arguments, StandardOutput& output, 
         return ExitCode::DONE;
     }
     const std::string outputName = options.m_outputName.value_or(options.m_dictionaryName);
+    static_cast<void>(checkOutput(outputName, options)); // before a wait, which may be long
     OutputLock lock(outputName, options.m_waits, errorOutput);
-    const bool isInPlace = outputName == options.m_dictionaryName;
+    const bool isInPlace = checkOutput(outputName, options); // The file may have come or changed since.
     const auto dictionary =
         Dictionary::open(isInPlace ? lock.getTargetName() : options.m_dictionaryName, options.m_memoryLimit);
     const std::vector<uint64_t> newResourceIDs = dictionary->compact();

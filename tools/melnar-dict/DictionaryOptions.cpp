@@ -22,6 +22,8 @@ DictionaryOptions DictionaryOptions::parse(const Grammar& grammar, std::vector<s
             options.m_outputName = reader.takeValue();
         else if (argument == "--wait" && grammar.m_hasOutput)
             options.m_waits = true;
+        else if (argument == "--force" && grammar.m_hasOutput)
+            options.m_isForced = true;
         else if (argument == "--help")
             options.m_asksForHelp = true;
         else

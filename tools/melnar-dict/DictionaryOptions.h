@@ -24,7 +24,8 @@ struct DictionaryOptions {
     bool m_asksForJson = false;
     bool m_asksForHelp = false;
     std::optional<std::string> m_outputName;
-    bool m_waits = false; // for another process that writes the output
+    bool m_waits = false;    // for another process that writes the output
+    bool m_isForced = false; // replaces what is not a dictionary
 
     /// A wrong command line is a ToolFailure with ExitCode::USAGE.
     static DictionaryOptions parse(const Grammar& grammar, std::vector<std::string> arguments);

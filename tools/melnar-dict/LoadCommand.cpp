@@ -4,6 +4,7 @@
 #include "tools/melnar-dict/LoadJournal.h"
 #include "tools/melnar-dict/LoadOptions.h"
 #include "tools/melnar-dict/LoadReport.h"
+#include "tools/melnar-dict/OutputCheck.h"
 #include "tools/melnar-dict/OutputLock.h"
 #include "tools/melnar-dict/SaveDictionary.h"
 
@@ -14,6 +15,8 @@
 #include <memory>
 #include <optional>
 #include <utility>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -40,6 +43,23 @@ void print(const LoadReport& report, const LoadOptions& options, StandardOutput&
     output.flush();
 }
 
+/// Refuses an output that would destroy something. Returns whether it is the dictionary that is added to.
+bool checkOutput(const LoadOptions& options) {
+    const OutputCheck check(options.m_outputName, options.m_isForced);
+    for (const auto& [fileName, format] : options.m_files)
+        check.refuseInput(fileName);
+    const bool isInPlace = !options.m_intoName.empty() && check.isOutput(options.m_intoName);
+    if (!isInPlace) {
+        if (!options.m_intoName.empty())
+            check.refuseInput(options.m_intoName);
+        check.requireDictionaryOrNothing();
+    }
+    struct stat oldDictionary;
+    if (!options.m_intoName.empty() && ::stat(options.m_intoName.c_str(), &oldDictionary) == 0)
+        check.requireRoom(static_cast<uint64_t>(oldDictionary.st_size)); // it only grows
+    return isInPlace;
+}
+
 } // namespace
 
 ExitCode runLoad(std::vector<std::string> arguments, StandardOutput& output, std::ostream& errorOutput) {
@@ -51,8 +71,9 @@ ExitCode runLoad(std::vector<std::string> arguments, StandardOutput& output, std
     }
     std::optional<OutputLock> lock;
     if (!options.m_outputName.empty()) {
+        static_cast<void>(checkOutput(options)); // before a wait, which may be long
         lock.emplace(options.m_outputName, options.m_waits, errorOutput);
-        if (options.m_intoName == options.m_outputName)
+        if (checkOutput(options)) // The file may have come or changed since.
             options.m_intoName = lock->getTargetName();
     }
     const std::unique_ptr<Dictionary> ownedDictionary =

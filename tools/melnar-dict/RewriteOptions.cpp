@@ -45,6 +45,8 @@ RewriteOptions RewriteOptions::parse(const std::string& verb, std::vector<std::s
             options.m_memoryLimit = reader.takeNumberOfBytes();
         else if (argument == "--wait")
             options.m_waits = true;
+        else if (argument == "--force")
+            options.m_isForced = true;
         else if (argument == "--help")
             options.m_asksForHelp = true;
         else

@@ -328,6 +328,24 @@ TEST_F(TwoWritersTest, encodeAndDecodeLockTheirOutput) {
     }
 }
 
+/// The file was not there when the second process looked for the first time.
+TEST_F(TwoWritersTest, anOutputIsLookedAtAgainAfterTheWait) {
+    const auto first = start({"encode", "pipe.nt", "-d", "d", "-o", "out"});
+    const int pipeEnd = enter();
+    std::vector<std::unique_ptr<RunningTool>> waiting;
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"load", "two.nt", "-o", "out", "--wait"}, {"compact", "d", "-o", "out", "--wait"}}) {
+        std::string message;
+        waiting.push_back(startWaiting(arguments, message));
+        EXPECT_NE(std::string::npos, message.find("waiting for its end"));
+    }
+    finish(pipeEnd, getTriple("one"));
+    EXPECT_EQ(0, first->wait().m_exitCode);
+    for (const auto& tool : waiting)
+        EXPECT_EQ(2, tool->wait().m_exitCode);
+    EXPECT_EQ("<urn:s> <urn:p> <melnar:1> .\n", TemporaryDirectory::getContentsOf(m_directory.getPathOf("out")));
+}
+
 TEST_F(TwoWritersTest, aDictionaryThatComesDuringTheWaitIsAddedTo) {
     const auto first = start({"load", "pipe.nt", "-o", "new"});
     const int pipeEnd = enter();

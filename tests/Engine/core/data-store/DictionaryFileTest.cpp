@@ -218,4 +218,17 @@ TEST(DictionaryFileLockTest, aDictionaryIsReadChangedAndSavedUnderItsLock) {
     }
 }
 
+TEST(DictionaryFileBeginningTest, tellsDictionaryFilesFromOthersByTheirFirstBytes) {
+    const std::string bytes = writeToMemory(*makeSampleDictionary(NARROW));
+    const auto isBeginning = [](const std::string& text) {
+        MemoryInputStream input(text);
+        return DictionaryFile::isBeginningOf(input);
+    };
+    EXPECT_TRUE(isBeginning(bytes));
+    EXPECT_TRUE(isBeginning(bytes.substr(0, 8))) << "of a damaged file as well";
+    for (size_t size = 0; size < 8; ++size)
+        EXPECT_FALSE(isBeginning(bytes.substr(0, size)));
+    EXPECT_FALSE(isBeginning("<urn:s> <urn:p> \"text\" .\n"));
+}
+
 } // namespace
