@@ -7,6 +7,8 @@
 #include "Engine/core/platform/stream/FileInputStream.h"
 #include "Engine/core/platform/stream/FileLock.h"
 
+#include <algorithm>
+
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -61,9 +63,10 @@ bool OutputCheck::isOutput(const std::string& inputName) const {
 
 void OutputCheck::refuseInput(const std::string& inputName) const {
     const std::optional<FileIdentity> input = identifyInput(inputName);
-    for (const auto& [identity, description] : m_files)
-        if (input == identity)
-            throw ToolFailure(ExitCode::USAGE, "the input '" + inputName + "' is also " + description);
+    const auto file =
+        std::find_if(m_files.begin(), m_files.end(), [&](const auto& candidate) { return input == candidate.first; });
+    if (file != m_files.end())
+        throw ToolFailure(ExitCode::USAGE, "the input '" + inputName + "' is also " + file->second);
 }
 
 bool OutputCheck::isDictionary() const {

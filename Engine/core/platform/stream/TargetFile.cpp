@@ -60,7 +60,7 @@ std::string followLinks(const std::string& fileName) {
     std::string path = getRealPath(fileName, fileName);
     if (!path.empty())
         return path;
-    const std::string name = followLinksToNothing(fileName);
+    std::string name = followLinksToNothing(fileName);
     path = getRealPath(getFolderNameOf(name), fileName);
     if (path.empty())
         return name; // creating the file will fail with a message about this name
