@@ -64,29 +64,33 @@ public:
         Dictionary(MEMORY_LIMIT, MAXIMUM_NUMBER_OF_RESOURCES).save(m_fileName);
         if (::pipe(m_pipe.data()) != 0)
             throw std::runtime_error("no pipe to be had");
-        for (pid_t& writer : m_writers)
+        for (Writer& writer : m_writers)
             writer = start();
     }
 
     ~LockTorture() {
-        for (const pid_t writer : m_writers)
-            if (writer != 0) {
-                ::kill(writer, SIGKILL);
-                ::waitpid(writer, nullptr, 0);
+        for (const Writer& writer : m_writers)
+            if (writer.m_processID != 0) {
+                ::kill(writer.m_processID, SIGKILL);
+                ::waitpid(writer.m_processID, nullptr, 0);
             }
         ::close(m_pipe[0]);
         if (m_pipe[1] != -1)
             ::close(m_pipe[1]);
     }
 
-    /// After as many reports as chance decides, so that the writer that is killed may be anywhere in its round.
+    /// After as many reports as chance decides, so that the writer that is killed may be anywhere in its round. Half of
+    /// the time it is the one that has told something last, which holds the lock more often than others.
     void kill() {
         const size_t numberOfReports =
             std::uniform_int_distribution<size_t>(1, LARGEST_NUMBER_OF_REPORTS_BETWEEN_KILLS)(m_random);
         for (size_t reports = 0; reports < numberOfReports; ++reports)
             if (!receive())
                 throw std::runtime_error("all writers have ended");
-        pid_t& writer = m_writers[std::uniform_int_distribution<size_t>(0, WRITERS - 1)(m_random)];
+        const auto latest = std::find_if(m_writers.begin(), m_writers.end(),
+                                         [this](const Writer& writer) { return writer.m_number == m_latestWriter; });
+        const size_t any = std::uniform_int_distribution<size_t>(0, WRITERS - 1)(m_random);
+        Writer& writer = latest != m_writers.end() && m_random() % 2 == 0 ? *latest : m_writers[any];
         kill(writer);
         writer = start();
     }
@@ -122,7 +126,12 @@ public:
     }
 
 private:
-    pid_t start() {
+    struct Writer {
+        pid_t m_processID; // 0 when it has been killed
+        uint64_t m_number;
+    };
+
+    Writer start() {
         const uint64_t writer = ++m_startedWriters;
         const pid_t child = ::fork();
         if (child == 0) {
@@ -134,39 +143,41 @@ private:
             }
             ::_exit(1);
         }
-        return child;
+        return {child, writer};
     }
 
     bool receive() {
         Report report;
         if (::read(m_pipe[0], &report, sizeof(report)) != ssize_t(sizeof(report)))
             return false;
+        m_latestWriter = report.m_writer;
         m_latestReports[report.m_writer] = report;
         if (report.m_isSaved != 0)
             m_saved.push_back(report);
         return true;
     }
 
-    void kill(pid_t& writer) {
+    void kill(Writer& writer) {
         int status = 0;
-        ::kill(writer, SIGKILL);
-        if (::waitpid(writer, &status, 0) != writer || !WIFSIGNALED(status) || WTERMSIG(status) != SIGKILL)
+        ::kill(writer.m_processID, SIGKILL);
+        if (::waitpid(writer.m_processID, &status, 0) != writer.m_processID || !WIFSIGNALED(status) ||
+            WTERMSIG(status) != SIGKILL)
             throw std::runtime_error("a writer ended by itself");
-        writer = 0;
+        writer.m_processID = 0;
         ++m_kills;
     }
 
     void killAll() {
-        for (pid_t& writer : m_writers)
-            if (writer != 0)
-                kill(writer);
+        for (Writer& writer : m_writers)
+            kill(writer);
     }
 
     const std::string m_fileName;
     std::mt19937 m_random;
     std::array<int, 2> m_pipe{};
-    std::array<pid_t, WRITERS> m_writers{};
+    std::array<Writer, WRITERS> m_writers{};
     uint64_t m_startedWriters = 0;
+    uint64_t m_latestWriter = 0; // that has told something
     size_t m_kills = 0;
     std::map<uint64_t, Report> m_latestReports; // by writer
     std::vector<Report> m_saved;
