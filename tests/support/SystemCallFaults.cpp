@@ -160,7 +160,10 @@ int __real_close(int fileDescriptor);
 int __real_flock(int fileDescriptor, int operation);
 int __real_stat(const char* fileName, struct stat* status);
 int __real_fstat(int fileDescriptor, struct stat* status);
-int __real_chmod(const char* fileName, mode_t mode);
+int __real_lstat(const char* fileName, struct stat* status);
+ssize_t __real_pread(int fileDescriptor, void* data, size_t size, off_t offset);
+int __real_fchmod(int fileDescriptor, mode_t mode);
+int __real_fchown(int fileDescriptor, uid_t owner, gid_t group);
 int __real_fsync(int fileDescriptor);
 int __real_rename(const char* oldName, const char* newName);
 int __real_unlink(const char* fileName);
@@ -247,9 +250,24 @@ int __wrap_fstat(int fileDescriptor, struct stat* status) {
     return gate.isClosed() ? -1 : __real_fstat(fileDescriptor, status);
 }
 
-int __wrap_chmod(const char* fileName, mode_t mode) {
-    const SystemCallGate gate(Call::CHMOD);
-    return gate.isClosed() ? -1 : __real_chmod(fileName, mode);
+int __wrap_lstat(const char* fileName, struct stat* status) {
+    const SystemCallGate gate(Call::LSTAT);
+    return gate.isClosed() ? -1 : __real_lstat(fileName, status);
+}
+
+ssize_t __wrap_pread(int fileDescriptor, void* data, size_t size, off_t offset) {
+    const SystemCallGate gate(Call::PREAD, size);
+    return gate.isClosed() ? -1 : __real_pread(fileDescriptor, data, gate.getBytes(), offset);
+}
+
+int __wrap_fchmod(int fileDescriptor, mode_t mode) {
+    const SystemCallGate gate(Call::FCHMOD);
+    return gate.isClosed() ? -1 : __real_fchmod(fileDescriptor, mode);
+}
+
+int __wrap_fchown(int fileDescriptor, uid_t owner, gid_t group) {
+    const SystemCallGate gate(Call::FCHOWN);
+    return gate.isClosed() ? -1 : __real_fchown(fileDescriptor, owner, group);
 }
 
 int __wrap_fsync(int fileDescriptor) {

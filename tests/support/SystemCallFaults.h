@@ -29,9 +29,12 @@ public:
         FSYNC,
         RENAME,
         FLOCK,
-        CHMOD,
+        FCHMOD,
+        FCHOWN,
         STAT,
+        LSTAT,
         FSTAT,
+        PREAD,
         UNLINK,
         REALPATH,
         READLINK,
@@ -39,7 +42,7 @@ public:
         CONDITION_DESTROY,
     };
 
-    static constexpr size_t NUMBER_OF_CALLS = 19;
+    static constexpr size_t NUMBER_OF_CALLS = 22;
 
     enum class Duration { ONCE, FOR_GOOD };
 

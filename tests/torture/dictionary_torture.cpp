@@ -2,6 +2,7 @@
 ///
 ///   dictionary-torture save-kill N FOLDER       N kills of a process that changes and saves a dictionary in a loop
 ///   dictionary-torture compact-kill N FOLDER    the same with a compaction before each save
+///   dictionary-torture lock-kill N FOLDER       N kills among processes that change and save one dictionary by turns
 ///   dictionary-torture large N FOLDER           a dictionary with N GiB of literals, saved and opened
 ///
 /// The child tells its parent, through a pipe, which state it is about to save and which one a save has completed.
@@ -11,6 +12,7 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "tests/torture/LargeDictionary.h"
+#include "tests/torture/LockTorture.h"
 
 #include <chrono>
 #include <csignal>
@@ -213,11 +215,15 @@ int run(const std::string& mode, const std::string& number, const std::string& f
         checkLargeDictionary(std::stoul(number), folder);
         return 0;
     }
+    const char* const seedText = std::getenv("MELNAR_SEED");
+    const uint32_t seed = seedText == nullptr ? 1 : static_cast<uint32_t>(std::stoul(seedText));
+    if (mode == "lock-kill") {
+        killLockHolders(std::stoul(number), folder, seed);
+        return 0;
+    }
     if (mode != "save-kill" && mode != "compact-kill")
         throw std::invalid_argument("there is no mode '" + mode + "'");
-    const char* const seed = std::getenv("MELNAR_SEED");
-    Torture torture(mode == "save-kill" ? Mode::SAVE : Mode::COMPACT, folder,
-                    seed == nullptr ? 1 : static_cast<uint32_t>(std::stoul(seed)));
+    Torture torture(mode == "save-kill" ? Mode::SAVE : Mode::COMPACT, folder, seed);
     for (unsigned long kills = std::stoul(number); kills != 0; --kills)
         torture.kill();
     torture.report();
@@ -228,7 +234,7 @@ int run(const std::string& mode, const std::string& number, const std::string& f
 
 int main(const int argumentCount, const char* const* const arguments) {
     if (argumentCount != 4) {
-        std::cerr << "usage: dictionary-torture save-kill|compact-kill|large N FOLDER\n";
+        std::cerr << "usage: dictionary-torture save-kill|compact-kill|lock-kill|large N FOLDER\n";
         return 2;
     }
     try {

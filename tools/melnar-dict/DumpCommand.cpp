@@ -1,6 +1,6 @@
 #include "tools/melnar-dict/DumpCommand.h"
 
-#include "tools/melnar-dict/DictionaryOptions.h"
+#include "tools/melnar-dict/DictionaryArguments.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
@@ -40,7 +40,7 @@ void appendLines(const Dictionary& dictionary, const std::vector<BatchEntry>& en
 } // namespace
 
 ExitCode runDump(std::vector<std::string> arguments, StandardOutput& output, std::ostream&) {
-    const DictionaryOptions options = DictionaryOptions::parse({"dump"}, std::move(arguments));
+    const DictionaryArguments options = DictionaryArguments::parse({"dump"}, std::move(arguments));
     if (options.m_asksForHelp) {
         output.write(HELP);
         output.flush();

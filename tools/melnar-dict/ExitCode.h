@@ -4,6 +4,6 @@
 enum class ExitCode : int {
     DONE = 0,
     BAD_DATA = 1, // a syntax error, a literal that the engine refuses, or something asked for that is not there
-    USAGE = 2,    // the command line is wrong; nothing was done
-    FAILURE = 3,  // input or output failed, or a limit of memory or resources was reached
+    USAGE = 2,    // the command line is wrong, or its output would destroy something; nothing was done
+    FAILURE = 3,  // input or output failed, another process writes the output, or a limit was reached
 };

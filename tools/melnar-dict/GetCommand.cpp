@@ -1,6 +1,6 @@
 #include "tools/melnar-dict/GetCommand.h"
 
-#include "tools/melnar-dict/DictionaryOptions.h"
+#include "tools/melnar-dict/DictionaryArguments.h"
 #include "tools/melnar-dict/Lookup.h"
 #include "tools/melnar-dict/ToolFailure.h"
 
@@ -36,8 +36,8 @@ uint64_t parseResourceID(const std::string& text) {
 } // namespace
 
 ExitCode runGet(std::vector<std::string> arguments, StandardOutput& output, std::ostream&) {
-    const DictionaryOptions options =
-        DictionaryOptions::parse({"get", 1, std::numeric_limits<size_t>::max()}, std::move(arguments));
+    const DictionaryArguments options =
+        DictionaryArguments::parse({"get", 1, std::numeric_limits<size_t>::max()}, std::move(arguments));
     if (options.m_asksForHelp) {
         output.write(HELP);
         output.flush();

@@ -17,13 +17,14 @@ constexpr int ENDING = -2;  // there has been one
 std::atomic<int> s_state = OPEN;
 static_assert(std::atomic<int>::is_always_lock_free, "a signal handler uses it");
 
-/// The name of the temporary file; empty when there is none.
-char s_temporaryFileName[PATH_MAX];
+/// The names of the temporary files by kind; empty where there is none.
+char s_temporaryFileNames[2][PATH_MAX];
 
 /// Does only what a signal handler may do.
 [[noreturn]] void end(const int signalNumber) noexcept {
-    if (s_temporaryFileName[0] != 0)
-        ::unlink(s_temporaryFileName);
+    for (const auto& fileName : s_temporaryFileNames)
+        if (fileName[0] != 0)
+            ::unlink(fileName);
     ::_exit(128 + signalNumber);
 }
 
@@ -70,11 +71,12 @@ InterruptionDelay::~InterruptionDelay() {
         end(state);
 }
 
-void InterruptionDelay::setTemporaryFile(const std::string& fileName) noexcept {
-    if (fileName.size() < sizeof s_temporaryFileName)
-        s_temporaryFileName[fileName.copy(s_temporaryFileName, fileName.size())] = 0;
+void InterruptionDelay::setTemporaryFile(const TemporaryFile kind, const std::string& fileName) noexcept {
+    char* const name = s_temporaryFileNames[static_cast<size_t>(kind)];
+    if (fileName.size() < PATH_MAX)
+        name[fileName.copy(name, fileName.size())] = 0;
 }
 
-void InterruptionDelay::forgetTemporaryFile() noexcept {
-    s_temporaryFileName[0] = 0;
+void InterruptionDelay::forgetTemporaryFile(const TemporaryFile kind) noexcept {
+    s_temporaryFileNames[static_cast<size_t>(kind)][0] = 0;
 }

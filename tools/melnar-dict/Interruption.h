@@ -2,10 +2,15 @@
 
 #include "Engine/core/platform/Unmovable.h"
 
+#include <cstddef>
 #include <string>
 
+/// The files that this process removes when it is interrupted, at most one of each kind, in this order: while the lock
+/// file is there, the name of the other is this process's.
+enum class TemporaryFile : size_t { OUTPUT, LOCK };
+
 /// Makes SIGINT and SIGTERM end the process with exit code 130 or 143, as a shell reports them, after removing the
-/// temporary file that is being written at that moment, if any. Called once, before threads start.
+/// temporary files that are there at that moment. Called once, before threads start.
 void exitCleanlyWhenInterrupted();
 
 /// Puts interruptions off while it lives, whichever thread they come to; at its end, one that has come ends the
@@ -20,8 +25,8 @@ public:
 
     /// From the end of this delay on, an interruption removes the file, which is this process's. A name that is too
     /// long to be a file's is left alone.
-    void setTemporaryFile(const std::string& fileName) noexcept;
+    void setTemporaryFile(TemporaryFile kind, const std::string& fileName) noexcept;
 
-    /// From the end of this delay on, an interruption removes nothing.
-    void forgetTemporaryFile() noexcept;
+    /// From the end of this delay on, an interruption removes no file of the kind.
+    void forgetTemporaryFile(TemporaryFile kind) noexcept;
 };

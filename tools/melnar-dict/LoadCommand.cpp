@@ -4,6 +4,8 @@
 #include "tools/melnar-dict/LoadJournal.h"
 #include "tools/melnar-dict/LoadOptions.h"
 #include "tools/melnar-dict/LoadReport.h"
+#include "tools/melnar-dict/OutputCheck.h"
+#include "tools/melnar-dict/OutputLock.h"
 #include "tools/melnar-dict/SaveDictionary.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -11,7 +13,10 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <utility>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -38,6 +43,23 @@ void print(const LoadReport& report, const LoadOptions& options, StandardOutput&
     output.flush();
 }
 
+/// Refuses an output that would destroy something. Returns whether it is the dictionary that is added to.
+bool checkOutput(const LoadOptions& options) {
+    const OutputCheck check(options.m_outputName, options.m_isForced);
+    for (const auto& [fileName, format] : options.m_files)
+        check.refuseInput(fileName);
+    const bool isInPlace = !options.m_intoName.empty() && check.isOutput(options.m_intoName);
+    if (!isInPlace) {
+        if (!options.m_intoName.empty())
+            check.refuseInput(options.m_intoName);
+        check.requireDictionaryOrNothing();
+    }
+    struct stat oldDictionary;
+    if (!options.m_intoName.empty() && ::stat(options.m_intoName.c_str(), &oldDictionary) == 0)
+        check.requireRoom(static_cast<uint64_t>(oldDictionary.st_size)); // it only grows
+    return isInPlace;
+}
+
 } // namespace
 
 ExitCode runLoad(std::vector<std::string> arguments, StandardOutput& output, std::ostream& errorOutput) {
@@ -46,6 +68,13 @@ ExitCode runLoad(std::vector<std::string> arguments, StandardOutput& output, std
         output.write(LoadOptions::getHelp());
         output.flush();
         return ExitCode::DONE;
+    }
+    std::optional<OutputLock> lock;
+    if (!options.m_outputName.empty()) {
+        static_cast<void>(checkOutput(options)); // before a wait, which may be long
+        lock.emplace(options.m_outputName, options.m_waits, errorOutput);
+        if (checkOutput(options)) // The file may have come or changed since.
+            options.m_intoName = lock->getTargetName();
     }
     const std::unique_ptr<Dictionary> ownedDictionary =
         options.m_intoName.empty()
@@ -62,8 +91,10 @@ ExitCode runLoad(std::vector<std::string> arguments, StandardOutput& output, std
     }
     dictionary.commit();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - start;
-    if (!options.m_outputName.empty())
-        saveDictionary(dictionary, options.m_outputName);
+    if (lock) {
+        saveDictionary(dictionary, *lock);
+        lock.reset();
+    }
     for (Lookup& lookup : options.m_lookups)
         lookup.answer(dictionary);
     print(makeReport(dictionary, journal, duration.count()), options, output);

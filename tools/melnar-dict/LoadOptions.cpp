@@ -28,6 +28,10 @@ into one dictionary, one after the other.
                        save the dictionary to this file
   --into DICTIONARY    add to this saved dictionary, whose IDs stay, and save it
                        again, or to the file given with -o
+  --wait               if another process is writing the dictionary, wait
+                       until it has finished, and read it only then
+  --force              replace a file that is not a dictionary, and do not
+                       estimate whether the disk has room
   --format FORMAT      ntriples, nquads, turtle or trig, whatever the names say
   --threads N          use N threads (default: one for each core)
   --lenient            report errors, count them and go on behind them
@@ -51,9 +55,10 @@ or with datatype rdf:PlainLiteral. Other terms are all other subjects,
 predicates, objects and graph names, each time they occur. Bytes of text are
 those of the distinct literals.
 
-Exit codes: 0 done, 1 bad data or something not found, 2 wrong command line,
-3 input or output failed or a limit was reached. A dictionary is saved when all
-files have been loaded, and all at once: until then the old file stays.
+Exit codes: 0 done, 1 bad data or something not found, 2 wrong command line or
+an output that would destroy something, 3 input or output failed, another
+process is writing the dictionary, or a limit was reached. A dictionary is saved
+when all files have been loaded, and atomically: until then the old file stays.
 )";
 
 RdfFormat parseFormat(const std::string& name) {
@@ -107,6 +112,10 @@ LoadOptions LoadOptions::parse(std::vector<std::string> arguments) {
             options.m_outputName = reader.takeValue();
         else if (argument == "--into")
             options.m_intoName = reader.takeValue();
+        else if (argument == "--wait")
+            options.m_waits = true;
+        else if (argument == "--force")
+            options.m_isForced = true;
         else if (argument == "--json")
             options.m_asksForJson = true;
         else if (argument == "--query")

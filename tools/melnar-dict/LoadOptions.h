@@ -16,6 +16,8 @@ struct LoadOptions {
     bool m_isLenient = false;
     bool m_asksForJson = false;
     bool m_asksForHelp = false;
+    bool m_waits = false;    // for another process that writes the output
+    bool m_isForced = false; // replaces what is not a dictionary
     uint64_t m_memoryLimit = 0;
     uint64_t m_maximumNumberOfResources = 0;
     std::string m_base;

@@ -1,7 +1,7 @@
 #include "tools/melnar-dict/LookupCommand.h"
 
 #include "tools/melnar-dict/BlockReader.h"
-#include "tools/melnar-dict/DictionaryOptions.h"
+#include "tools/melnar-dict/DictionaryArguments.h"
 #include "tools/melnar-dict/InputFile.h"
 #include "tools/melnar-dict/LiteralLines.h"
 #include "tools/melnar-dict/ToolFailure.h"
@@ -88,8 +88,8 @@ void answerOperands(const std::vector<std::string>& operands, Answers& answers, 
 } // namespace
 
 ExitCode runLookup(std::vector<std::string> arguments, StandardOutput& output, std::ostream& errorOutput) {
-    const DictionaryOptions options =
-        DictionaryOptions::parse({"lookup", 1, std::numeric_limits<size_t>::max()}, std::move(arguments));
+    const DictionaryArguments options =
+        DictionaryArguments::parse({"lookup", 1, std::numeric_limits<size_t>::max()}, std::move(arguments));
     if (options.m_asksForHelp) {
         output.write(HELP);
         output.flush();

@@ -7,15 +7,15 @@ namespace {
 /// Makes an interruption forget the temporary file at the end of a delay in which the file goes.
 void close(std::optional<AtomicFileOutputStream>& stream, InterruptionDelay& delay) noexcept {
     stream.reset();
-    delay.forgetTemporaryFile();
+    delay.forgetTemporaryFile(TemporaryFile::OUTPUT);
 }
 
 } // namespace
 
-OutputFile::OutputFile(const std::string& fileName) {
+OutputFile::OutputFile(OutputLock& lock) {
     InterruptionDelay delay;
-    m_stream.emplace(fileName);
-    delay.setTemporaryFile(m_stream->getTemporaryFileName());
+    m_stream.emplace(lock.get());
+    delay.setTemporaryFile(TemporaryFile::OUTPUT, m_stream->getTemporaryFileName());
 }
 
 OutputFile::~OutputFile() {

@@ -1,19 +1,21 @@
 #pragma once
 
+#include "tools/melnar-dict/OutputLock.h"
+
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/stream/AtomicFileOutputStream.h"
 
 #include <optional>
-#include <string>
 
-/// A file that the tool writes: it replaces the old one all at once, by commit, or not at all. An interruption before
+/// A file that the tool writes: it replaces the old one atomically, by commit, or not at all. An interruption before
 /// that moment leaves the old file, one behind it the new one, and neither leaves a temporary file.
 ///
 /// Limits  At most one at a time.
 /// Errors  Those of AtomicFileOutputStream.
 class OutputFile : private Unmovable {
 public:
-    explicit OutputFile(const std::string& fileName);
+    /// The lock must outlive this.
+    explicit OutputFile(OutputLock& lock);
     ~OutputFile();
 
     /// Takes the bytes, until prepare or commit.

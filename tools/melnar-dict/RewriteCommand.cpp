@@ -3,6 +3,7 @@
 #include "tools/melnar-dict/BlockWork.h"
 #include "tools/melnar-dict/InputFile.h"
 #include "tools/melnar-dict/OrderedOutput.h"
+#include "tools/melnar-dict/OutputCheck.h"
 #include "tools/melnar-dict/OutputFile.h"
 #include "tools/melnar-dict/RewriteOptions.h"
 #include "tools/melnar-dict/StatementDecoder.h"
@@ -38,15 +39,21 @@ standard input or output.
 
 constexpr const char* OPTIONS_HELP = R"(  -d, --dictionary DICTIONARY
                        the dictionary with the literals
-  -o, --output OUT     the file to write
+  -o, --output OUT     the file to write; one that exists is replaced, unless it
+                       is an input or a dictionary
+  --wait               if another process is writing OUT, wait until it has
+                       finished
+  --force              replace OUT even if it is a dictionary, unless it is
+                       DICTIONARY
   --format FORMAT      ntriples or nquads, whatever the names say
   --threads N          use N threads (default: one for each core)
   --memory-limit SIZE  bytes the dictionary may use, such as 512M or 16G
                        (default: the machine's memory)
   --help               print this text
 
-Exit codes: 0 done, 1 bad data or something not found, 2 wrong command line,
-3 input or output failed or a limit was reached. Without 0, no OUT is written.
+Exit codes: 0 done, 1 bad data or something not found, 2 wrong command line or
+an OUT that would destroy something, 3 input or output failed, another process
+is writing OUT, or a limit was reached. Without 0, no OUT is written.
 )";
 
 /// Lets the tool's standard output be written to like a file.
@@ -64,6 +71,20 @@ private:
     const std::string m_name = "standard output";
     StandardOutput& m_output;
 };
+
+bool isStandardOutput(const RewriteOptions& options) {
+    return options.m_outputName == "-";
+}
+
+/// Refuses an output that would destroy something.
+void checkOutput(const RewriteOptions& options) {
+    const OutputCheck check = isStandardOutput(options) ? OutputCheck::ofStandardOutput()
+                                                        : OutputCheck(options.m_outputName, options.m_isForced);
+    check.refuseInput(options.m_dictionaryName);
+    for (const auto& [fileName, format] : options.m_files)
+        check.refuseInput(fileName);
+    check.refuseDictionary();
+}
 
 /// Returns the exit code of the first error, or DONE.
 template<class Rewriter>
@@ -111,14 +132,18 @@ ExitCode run(const std::string& verb, const char* const help, std::vector<std::s
         output.flush();
         return ExitCode::DONE;
     }
-    const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
-    if (options.m_outputName == "-") {
+    checkOutput(options); // before a wait, which may be long
+    if (isStandardOutput(options)) {
+        const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
         StandardOutputStream stream(output);
         const ExitCode exitCode = rewriteFiles<Rewriter>(options, *dictionary, stream, errorOutput);
         output.flush();
         return exitCode;
     }
-    OutputFile file(options.m_outputName);
+    OutputLock lock(options.m_outputName, options.m_waits, errorOutput);
+    checkOutput(options); // The file may have come or changed since.
+    const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
+    OutputFile file(lock);
     const ExitCode exitCode = rewriteFiles<Rewriter>(options, *dictionary, file.getStream(), errorOutput);
     if (exitCode == ExitCode::DONE)
         file.commit();

@@ -16,6 +16,8 @@ struct RewriteOptions {
     size_t m_numberOfThreads = 1;
     uint64_t m_memoryLimit = 0;
     bool m_asksForHelp = false;
+    bool m_waits = false;    // for another process that writes the output
+    bool m_isForced = false; // replaces a dictionary
 
     /// A wrong command line is a ToolFailure with ExitCode::USAGE. `verb` is named in messages.
     static RewriteOptions parse(const std::string& verb, std::vector<std::string> arguments);

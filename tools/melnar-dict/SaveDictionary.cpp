@@ -4,9 +4,8 @@
 
 #include "Engine/core/data-store/DictionaryFile.h"
 
-void saveDictionary(const Dictionary& dictionary, const std::string& fileName,
-                    const std::function<void()>& beforeReplacing) {
-    OutputFile file(fileName);
+void saveDictionary(const Dictionary& dictionary, OutputLock& lock, const std::function<void()>& beforeReplacing) {
+    OutputFile file(lock);
     DictionaryFile::write(dictionary, file.getStream());
     file.prepare();
     if (beforeReplacing)

@@ -1,6 +1,6 @@
 #include "tools/melnar-dict/StatsCommand.h"
 
-#include "tools/melnar-dict/DictionaryOptions.h"
+#include "tools/melnar-dict/DictionaryArguments.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/platform/stream/MemoryOutputStream.h"
@@ -26,8 +26,8 @@ limit was reached, or the output cannot be written.
 } // namespace
 
 ExitCode runStats(std::vector<std::string> arguments, StandardOutput& output, std::ostream&) {
-    const DictionaryOptions options =
-        DictionaryOptions::parse({.m_verb = "stats", .m_hasJson = true}, std::move(arguments));
+    const DictionaryArguments options =
+        DictionaryArguments::parse({.m_verb = "stats", .m_hasJson = true}, std::move(arguments));
     if (options.m_asksForHelp) {
         output.write(HELP);
         output.flush();

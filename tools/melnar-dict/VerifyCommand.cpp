@@ -1,6 +1,6 @@
 #include "tools/melnar-dict/VerifyCommand.h"
 
-#include "tools/melnar-dict/DictionaryOptions.h"
+#include "tools/melnar-dict/DictionaryArguments.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 
@@ -25,7 +25,7 @@ cannot be read, or a limit was reached.
 } // namespace
 
 ExitCode runVerify(std::vector<std::string> arguments, StandardOutput& output, std::ostream&) {
-    const DictionaryOptions options = DictionaryOptions::parse({"verify"}, std::move(arguments));
+    const DictionaryArguments options = DictionaryArguments::parse({"verify"}, std::move(arguments));
     if (options.m_asksForHelp)
         output.write(HELP);
     else {

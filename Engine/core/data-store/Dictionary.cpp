@@ -302,6 +302,12 @@ void Dictionary::save(const std::string& fileName) const {
     output.commit();
 }
 
+void Dictionary::save(FileLock& lock) const {
+    AtomicFileOutputStream output(lock);
+    DictionaryFile::write(*this, output);
+    output.commit();
+}
+
 std::unique_ptr<Dictionary> Dictionary::open(const std::string& fileName, const size_t memoryLimit,
                                              const DictionaryOptions& options) {
     FileInputStream input(fileName);

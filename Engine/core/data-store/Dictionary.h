@@ -24,6 +24,7 @@
 #include <vector>
 
 class DictionaryThread;
+class FileLock;
 
 /// The dictionary of an in-memory store: calls every literal by a number, the resource ID, and gives the literal back.
 ///
@@ -125,6 +126,15 @@ public:
     /// Writes everything to a file, replacing an old one all at once or not at all; see AtomicFileOutputStream. On one
     /// thread, the same operations in the same order give the same bytes.
     void save(const std::string& fileName) const;
+
+    /// The same to the file that the caller has locked. A writer that takes the lock before it opens the file, by the
+    /// name of the lock's target, and holds it until the file is saved, undoes no other writer's work:
+    ///
+    ///     FileLock lock("strings.dict");
+    ///     const auto dictionary = Dictionary::open(lock.getTarget().getName(), memoryLimit);
+    ///     ...
+    ///     dictionary->save(lock);
+    void save(FileLock& lock) const;
 
     /// The dictionary that a file holds, with a memory limit of its own. MelnarException names file, section and
     /// finding when the file is not a sound dictionary.

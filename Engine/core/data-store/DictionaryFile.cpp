@@ -60,6 +60,18 @@ Header readHeader(SectionInputStream& input) {
 
 } // namespace
 
+bool DictionaryFile::isBeginningOf(InputStream& input) {
+    std::string beginning(SectionOutputStream::MAGIC.size(), '\0');
+    size_t length = 0;
+    while (length < beginning.size()) {
+        const size_t delivered = input.read(beginning.data() + length, beginning.size() - length);
+        if (delivered == 0)
+            return false;
+        length += delivered;
+    }
+    return beginning == SectionOutputStream::MAGIC;
+}
+
 void DictionaryFile::write(const Dictionary& dictionary, OutputStream& output) {
     SectionOutputStream sections(output);
     const Header header{getBucketWidth(dictionary.m_maximumNumberOfResources),

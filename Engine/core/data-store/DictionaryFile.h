@@ -24,6 +24,9 @@ class DictionaryFile {
 public:
     DictionaryFile() = delete;
 
+    /// Whether a stream begins like a dictionary file, sound or not and of any version.
+    static bool isBeginningOf(InputStream& input);
+
     static void write(const Dictionary& dictionary, OutputStream& output);
     static std::unique_ptr<Dictionary> read(InputStream& input, size_t memoryLimit, const DictionaryOptions& options);
 

@@ -11,6 +11,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -90,6 +91,7 @@ TEST(InterruptionTest, removesTheTemporaryFileAndLeavesTheOldOne) {
         ASSERT_TRUE(waitFor(output + ".saving"));
         EXPECT_EQ(exitCode, tool.interrupt(signalNumber));
         EXPECT_FALSE(std::filesystem::exists(output + ".saving"));
+        EXPECT_FALSE(std::filesystem::exists(output + ".lock"));
         EXPECT_EQ("old", TemporaryDirectory::getContentsOf(output));
     }
 }
@@ -163,7 +165,9 @@ int interruptAt(const Moment& moment, const std::string& path, const int signalN
         exitCleanlyWhenInterrupted();
         Interrupter interrupter(moment, path + ".saving", signalNumber, isInOtherThread);
         {
-            OutputFile file(path);
+            std::ostringstream errorOutput;
+            OutputLock lock(path, false, errorOutput);
+            OutputFile file(lock);
             file.getStream().write("new", 3);
             if (moment.m_commits)
                 file.commit();
@@ -186,6 +190,7 @@ TEST(InterruptionTest, removesTheTemporaryFileOfThisProcessAndNoOther) {
                 EXPECT_EQ(128 + signalNumber, interruptAt(moment, path, signalNumber, isInOtherThread));
                 EXPECT_EQ(moment.m_contents, TemporaryDirectory::getContentsOf(path));
                 ASSERT_EQ(moment.m_isNameFree, std::filesystem::exists(path + ".saving"));
+                ASSERT_FALSE(std::filesystem::exists(path + ".lock"));
                 if (moment.m_isNameFree) {
                     EXPECT_EQ("another process's", TemporaryDirectory::getContentsOf(path + ".saving"));
                 }
@@ -203,6 +208,7 @@ TEST(InterruptionTest, endsALoadBeforeAnythingIsSaved) {
     EXPECT_EQ(130, tool.interrupt(SIGINT));
     EXPECT_EQ(before, TemporaryDirectory::getContentsOf(dictionary));
     EXPECT_FALSE(std::filesystem::exists(dictionary + ".saving"));
+    EXPECT_FALSE(std::filesystem::exists(dictionary + ".lock"));
 }
 
 } // namespace

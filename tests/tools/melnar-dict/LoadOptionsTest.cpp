@@ -26,18 +26,19 @@ TEST(LoadOptionsTest, needsNothingButAFile) {
     EXPECT_EQ(4294967293u, options.m_maximumNumberOfResources);
     EXPECT_EQ("", options.m_base);
     EXPECT_FALSE(options.m_isLenient || options.m_asksForJson || options.m_asksForHelp);
+    EXPECT_FALSE(options.m_waits || options.m_isForced);
     EXPECT_TRUE(options.m_lookups.empty());
 }
 
 TEST(LoadOptionsTest, takesEveryOptionBeforeAndBehindTheFiles) {
-    const LoadOptions options = LoadOptions::parse({"--threads", "3", "a.ttl", "--lenient", "--json",
-                                                    "--base=http://b/", "--memory-limit", "1M", "--max-resources", "7",
-                                                    "--query", "text@en", "--get", "9", "--query=text", "b.trig.gz"});
+    const LoadOptions options = LoadOptions::parse(
+        {"--threads", "3", "a.ttl", "--lenient", "--json", "--base=http://b/", "--memory-limit", "1M",
+         "--max-resources", "7", "--query", "text@en", "--get", "9", "--query=text", "b.trig.gz", "--wait", "--force"});
     ASSERT_EQ(2u, options.m_files.size());
     EXPECT_EQ(RdfFormat::TURTLE, options.m_files[0].second);
     EXPECT_EQ(RdfFormat::TRIG, options.m_files[1].second);
     EXPECT_EQ(3u, options.m_numberOfThreads);
-    EXPECT_TRUE(options.m_isLenient && options.m_asksForJson);
+    EXPECT_TRUE(options.m_isLenient && options.m_asksForJson && options.m_waits && options.m_isForced);
     EXPECT_EQ("http://b/", options.m_base);
     EXPECT_EQ(1u << 20, options.m_memoryLimit);
     EXPECT_EQ(7u, options.m_maximumNumberOfResources);

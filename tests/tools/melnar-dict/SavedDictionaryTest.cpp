@@ -208,7 +208,9 @@ TEST_F(SavedDictionaryTest, everyVerbRefusesFilesThatAreNoDictionary) {
             arguments.emplace_back("\"one\"");
         const ToolResult result = run(arguments);
         EXPECT_EQ(3, result.m_exitCode) << verb;
-        EXPECT_EQ("melnar-dict: File 'in.nt' is not a dictionary file.\n", result.m_errorOutput) << verb;
+        // compact reads the file that it has locked, by its own name.
+        const std::string name = arguments[0] == "compact" ? m_directory.getPathOf("in.nt") : "in.nt";
+        EXPECT_EQ("melnar-dict: File '" + name + "' is not a dictionary file.\n", result.m_errorOutput) << verb;
         arguments[1] = "missing";
         EXPECT_EQ(3, run(arguments).m_exitCode) << verb;
     }
@@ -250,22 +252,19 @@ TEST_F(SavedDictionaryTest, aLoadThatFailsLeavesTheOldFile) {
 TEST_F(SavedDictionaryTest, whatIsNoRegularFileIsNotReplaced) {
     ASSERT_EQ(0, ::mkfifo(m_directory.getPathOf("pipe").c_str(), 0600));
     ASSERT_EQ(0, ::mkdir(m_directory.getPathOf("folder").c_str(), 0700));
-    const std::string folder = std::filesystem::canonical(m_directory.getPathOf("")).string() + "/";
-    for (const auto& [name, target] : {std::pair<std::string, std::string>{"/dev/null", "/dev/null"},
-                                       {"pipe", folder + "pipe"},
-                                       {"folder", folder + "folder"}})
+    for (const std::string name : {"/dev/null", "pipe", "folder"})
         for (std::vector<std::string> arguments : {std::vector<std::string>{"load", "in.nt"},
                                                    {"compact", "d"},
                                                    {"encode", "in.nt", "-d", "d"},
                                                    {"decode", "in.nt", "-d", "d"}}) {
-            arguments.insert(arguments.end(), {"-o", name});
+            arguments.insert(arguments.end(), {"-o", name, "--force"});
             const ToolResult result = run(arguments);
-            EXPECT_EQ(3, result.m_exitCode) << arguments[0];
-            EXPECT_EQ("melnar-dict: '" + target +
-                          "' exists and is not a regular file, so that it cannot be replaced.\n",
+            EXPECT_EQ(2, result.m_exitCode) << arguments[0];
+            EXPECT_EQ("melnar-dict: '" + name + "' exists and is not a regular file, so that it cannot be replaced\n",
                       result.m_errorOutput);
             EXPECT_EQ("", result.m_output);
-            EXPECT_FALSE(std::filesystem::exists(target + ".saving"));
+            EXPECT_FALSE(exists(name + ".saving"));
+            EXPECT_FALSE(exists(name + ".lock"));
         }
     EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
     EXPECT_TRUE(std::filesystem::is_fifo(m_directory.getPathOf("pipe")));

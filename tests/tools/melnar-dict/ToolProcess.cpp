@@ -1,9 +1,9 @@
 #include "tests/tools/melnar-dict/ToolProcess.h"
 
-#include "tests/support/TemporaryDirectory.h"
-
 #include <array>
+#include <csignal>
 #include <stdexcept>
+#include <utility>
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -51,7 +51,7 @@ private:
     int m_fileDescriptor;
 };
 
-int wait(const pid_t process) {
+int waitForExitCode(const pid_t process) {
     int status = 0;
     if (::waitpid(process, &status, 0) != process)
         throw std::runtime_error("The process is lost.");
@@ -60,18 +60,22 @@ int wait(const pid_t process) {
 
 } // namespace
 
-ToolResult runToolProcess(const std::vector<std::string>& arguments, const ToolInput& input) {
-    const TemporaryDirectory directory;
-    const std::string outputPath = directory.addFile("output", "");
-    const std::string errorPath = directory.addFile("error", "");
+RunningTool::RunningTool(const std::vector<std::string>& arguments, const ToolInput& input)
+    : m_outputPath(m_directory.addFile("output", "")), m_errorPath(m_directory.addFile("error", "")), m_processID(0) {
     const ClosedPipe closedPipe;
     FileActions actions;
-    actions.open(STDIN_FILENO, directory.addFile("input", input.m_input), O_RDONLY);
+    actions.open(STDIN_FILENO,
+                 input.m_inputPath.empty() ? m_directory.addFile("input", input.m_input) : input.m_inputPath, O_RDONLY);
     if (input.m_isOutputClosedPipe)
         actions.duplicate(closedPipe.get(), STDOUT_FILENO);
+    else if (input.m_outputDescriptor != -1)
+        actions.duplicate(input.m_outputDescriptor, STDOUT_FILENO);
     else
-        actions.open(STDOUT_FILENO, input.m_outputPath.empty() ? outputPath : input.m_outputPath, O_WRONLY);
-    actions.open(STDERR_FILENO, errorPath, O_WRONLY);
+        actions.open(STDOUT_FILENO, input.m_outputPath.empty() ? m_outputPath : input.m_outputPath, O_WRONLY);
+    if (input.m_errorDescriptor != -1)
+        actions.duplicate(input.m_errorDescriptor, STDERR_FILENO);
+    else
+        actions.open(STDERR_FILENO, m_errorPath, O_WRONLY);
     actions.changeDirectory(input.m_workingDirectory);
 
     std::vector<std::string> texts{MELNAR_DICT_EXECUTABLE};
@@ -80,9 +84,26 @@ ToolResult runToolProcess(const std::vector<std::string>& arguments, const ToolI
     for (std::string& text : texts)
         pointers.push_back(text.data());
     pointers.push_back(nullptr);
-    pid_t process = 0;
-    if (::posix_spawn(&process, MELNAR_DICT_EXECUTABLE, actions.get(), nullptr, pointers.data(), environ) != 0)
+    if (::posix_spawn(&m_processID, MELNAR_DICT_EXECUTABLE, actions.get(), nullptr, pointers.data(), environ) != 0)
         throw std::runtime_error("The tool does not start.");
-    const int exitCode = wait(process);
-    return {exitCode, TemporaryDirectory::getContentsOf(outputPath), TemporaryDirectory::getContentsOf(errorPath)};
+}
+
+RunningTool::~RunningTool() {
+    if (m_processID == 0)
+        return;
+    send(SIGKILL);
+    ::waitpid(m_processID, nullptr, 0);
+}
+
+void RunningTool::send(const int signalNumber) const {
+    ::kill(m_processID, signalNumber);
+}
+
+ToolResult RunningTool::wait() {
+    const int exitCode = waitForExitCode(std::exchange(m_processID, 0));
+    return {exitCode, TemporaryDirectory::getContentsOf(m_outputPath), TemporaryDirectory::getContentsOf(m_errorPath)};
+}
+
+ToolResult runToolProcess(const std::vector<std::string>& arguments, const ToolInput& input) {
+    return RunningTool(arguments, input).wait();
 }

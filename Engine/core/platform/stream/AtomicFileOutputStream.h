@@ -1,33 +1,45 @@
 #pragma once
 
 #include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/stream/FileLock.h"
 #include "Engine/core/platform/stream/FileOutputStream.h"
 #include "Engine/core/platform/stream/OutputStream.h"
 
+#include <optional>
 #include <string>
 
-/// Writes a file that replaces the old one all at once or not at all.
+#include <sys/types.h>
+
+/// Writes a file that replaces the old one atomically or not at all.
 ///
 /// The bytes go to a temporary file beside the target; commit() flushes it to the disk, renames it over the target and
 /// flushes the folder. Destruction without a commit removes the temporary file. Whatever happens before the rename, a
 /// crash included, leaves the old file whole. A process that is killed leaves its temporary file behind; the name is
-/// always the same, so the next writer takes it over.
+/// always the same, so the next writer replaces it.
 ///
-/// Ownership  Owns the temporary file, and a lock on it that keeps other writers of the same target away. A target that
-///            is a symbolic link is followed, also to where no file is yet. Permissions of the old file are kept.
-/// Errors     SystemCallException that names the file and the call; MelnarException when another writer is at work,
-///            and, before anything is written, when the target exists and is not a regular file: a folder, a device, a
-///            pipe, a socket. After a failure in commit the target is the old file or the new one.
+/// Ownership  Owns the temporary file. The file's lock keeps other writers away: the caller's, or else one that is held
+///            from construction until the commit.
+/// Metadata   The permissions of the old file are kept, and those of the temporary file never exceed them. Its owner and
+///            group are kept as far as the process may give files away; that it may not is no failure.
+/// Errors     SystemCallException that names the file and the call; those of FileLock and TargetFile, before anything is
+///            written. After a failure in commit the target is the old file or the new one.
 class AtomicFileOutputStream final : public OutputStream, private Unmovable {
 public:
+    /// Takes the lock of the file for itself.
     explicit AtomicFileOutputStream(const std::string& fileName);
 
-    const std::string& getName() const override { return m_fileName; }
-    void write(const void* const data, const size_t numberOfBytes) override { m_output.write(data, numberOfBytes); }
-    void flush() override { m_output.flush(); }
+    /// Writes under a lock that the caller holds, and that must outlive this. One stream at a time does.
+    explicit AtomicFileOutputStream(FileLock& lock);
 
-    /// Completes the temporary file: flushes it to the disk and gives it the permissions of the old file. What still
-    /// fails after that is not for want of space. Nothing may be written afterwards. A second call does nothing.
+    const std::string& getName() const override { return m_fileName; }
+    void write(const void* const data, const size_t numberOfBytes) override {
+        m_temporaryFile.m_output.write(data, numberOfBytes);
+    }
+    void flush() override { m_temporaryFile.m_output.flush(); }
+
+    /// Completes the temporary file: flushes it to the disk and gives it owner, group and permissions of the old file.
+    /// What still fails after that is not for want of space. Nothing may be written afterwards. A second call does
+    /// nothing.
     void prepare();
 
     /// Makes what was written the file; prepares it first unless that is done. Nothing may be written afterwards.
@@ -36,25 +48,31 @@ public:
     /// Where the bytes are written until the commit; for cleaning up after an interruption.
     const std::string& getTemporaryFileName() const noexcept { return m_temporaryFile.m_fileName; }
 
+    /// Where the bytes for a target are written.
+    static std::string getTemporaryFileNameOf(const TargetFile& target);
+
 private:
-    /// The temporary file's name, held by a lock on the file; removes the file unless it has been renamed.
+    /// Replaces what a dead writer has left, and is removed unless it has been renamed. The lock protects its name.
     class TemporaryFile : private Unmovable {
     public:
-        explicit TemporaryFile(const std::string& fileName);
+        TemporaryFile(const std::string& fileName, mode_t permissions);
         ~TemporaryFile();
 
         void renameTo(const std::string& targetName);
 
         const std::string m_fileName;
+        FileOutputStream m_output;
 
     private:
-        int m_fileDescriptor; // for the lock only
         bool m_isRenamed;
     };
 
+    void keepMetadataOf(const struct stat& oldFile);
+
     const std::string m_fileName;
-    const std::string m_targetName; // links followed
+    std::optional<FileLock> m_ownLock;  // nothing after the commit
+    std::optional<FileLock::Use> m_use; // of the own lock or the caller's; nothing after the commit
+    const TargetFile m_target;
     TemporaryFile m_temporaryFile;
-    FileOutputStream m_output;
     bool m_isPrepared;
 };

@@ -22,11 +22,12 @@ constexpr size_t MAXIMUM_BYTES_PER_WRITE = 0x7FFFF000;
 
 } // namespace
 
-FileOutputStream::FileOutputStream(const std::string& fileName, const int additionalFlags)
+FileOutputStream::FileOutputStream(const std::string& fileName, const int additionalFlags, const mode_t permissions)
     : m_fileName(fileName), m_buffer(std::make_unique<uint8_t[]>(BUFFER_SIZE)), m_bufferedBytes(0),
       m_fileDescriptor(-1) {
     do {
-        m_fileDescriptor = ::open(m_fileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | additionalFlags, 0666);
+        m_fileDescriptor =
+            ::open(m_fileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | additionalFlags, permissions);
     } while (m_fileDescriptor == -1 && errno == EINTR);
     if (m_fileDescriptor == -1)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_CREATE, MelnarException::NO_CAUSES, "open", errno,

@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+#include <sys/types.h>
+
 /// Writes a file, replacing what was there.
 ///
 /// Ownership  Owns the file descriptor and a buffer of BUFFER_SIZE bytes.
@@ -17,8 +19,9 @@ class FileOutputStream final : public OutputStream, private Unmovable {
 public:
     static constexpr size_t BUFFER_SIZE = size_t(1) << 18;
 
-    /// The flags are added to those that the file is opened with.
-    explicit FileOutputStream(const std::string& fileName, int additionalFlags = 0);
+    /// The flags are added to those that the file is opened with. The permissions, less the process's mask, are those of
+    /// a file that was not there.
+    explicit FileOutputStream(const std::string& fileName, int additionalFlags = 0, mode_t permissions = 0666);
     ~FileOutputStream() override;
 
     const std::string& getName() const override { return m_fileName; }
@@ -27,6 +30,9 @@ public:
 
     /// Flushes, and returns only when the bytes are on the disk.
     void synchronize();
+
+    /// For what concerns the file as a whole, until it is closed.
+    int getFileDescriptor() const noexcept { return m_fileDescriptor; }
 
     /// Flushes and closes. Nothing may be written afterwards.
     void close();

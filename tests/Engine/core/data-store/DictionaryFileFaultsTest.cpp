@@ -60,8 +60,9 @@ TEST(DictionaryFileFaultsTest, everyCallOfSaveFailsAtEveryOccurrence) {
     size_t newCame = 0;
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("strings.dict");
-    for (const Call call : {Call::OPEN, Call::FLOCK, Call::STAT, Call::FSTAT, Call::CHMOD, Call::WRITE, Call::FSYNC,
-                            Call::CLOSE, Call::RENAME, Call::UNLINK, Call::REALPATH})
+    for (const Call call :
+         {Call::OPEN, Call::FLOCK, Call::STAT, Call::LSTAT, Call::FSTAT, Call::FCHMOD, Call::FCHOWN, Call::WRITE,
+          Call::FSYNC, Call::CLOSE, Call::RENAME, Call::UNLINK, Call::REALPATH, Call::PREAD})
         for (const bool isShort : {false, true}) {
             if (isShort && call == Call::WRITE)
                 continue; // A call is watched once; short writes that fail have a test of their own.
@@ -127,16 +128,18 @@ TEST(DictionaryFileFaultsTest, aFileThatCannotBeRemovedDoesNotHinder) {
     const std::string path = directory.getPathOf("strings.dict");
     {
         SystemCallFaults writes(Call::WRITE);
-        writes.failAfter(0, EIO, Duration::FOR_GOOD);
+        writes.failAfter(1, EIO, Duration::FOR_GOOD); // after the lock file's
         SystemCallFaults unlinks(Call::UNLINK);
         unlinks.failAfter(0, EIO, Duration::FOR_GOOD);
         EXPECT_THROW(dictionary->save(path), SystemCallException);
-        EXPECT_EQ(1u, unlinks.getNumberOfFailures());
+        EXPECT_EQ(2u, unlinks.getNumberOfFailures());
     }
     EXPECT_TRUE(std::filesystem::exists(path + ".saving"));
+    EXPECT_TRUE(std::filesystem::exists(path + ".lock"));
     EXPECT_THROW(Dictionary::open(path, TEST_MEMORY_LIMIT), SystemCallException) << "there is no file yet";
     dictionary->save(path);
     EXPECT_FALSE(std::filesystem::exists(path + ".saving"));
+    EXPECT_FALSE(std::filesystem::exists(path + ".lock"));
     EXPECT_NO_THROW(Dictionary::open(path, TEST_MEMORY_LIMIT)->verify());
 }
 

@@ -3,6 +3,7 @@
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/MemoryExhaustedException.h"
 #include "Engine/core/platform/SystemCallException.h"
+#include "Engine/core/platform/stream/FileLock.h"
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
 #include "tests/support/CaughtException.h"
 #include "tests/support/SystemCallFaults.h"
@@ -194,6 +195,40 @@ TEST(DictionaryFileOpenTest, everyMemoryLimitIsRefusedCleanly) {
         EXPECT_GT(refused, 250u);
         EXPECT_NO_THROW(readFromMemory(bytes, needed + (size_t(1) << 20))->verify());
     }
+}
+
+TEST(DictionaryFileLockTest, aDictionaryIsReadChangedAndSavedUnderItsLock) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.getPathOf("strings.dict");
+    makeSampleDictionary(NARROW)->save(path);
+    FileLock lock(path);
+    const auto dictionary = Dictionary::open(lock.getTarget().getName(), TEST_MEMORY_LIMIT);
+    {
+        DictionaryThread thread(*dictionary);
+        dictionary->resolveResource(thread, "new", D_XSD_STRING);
+    }
+    dictionary->commit();
+    const std::string before = TemporaryDirectory::getContentsOf(path);
+    const auto exception = catchException<MelnarException>([&] { dictionary->save(path); });
+    EXPECT_EQ(0u, exception.getMessage().find("File '" + path + "' is being written by process ")) << exception.what();
+    EXPECT_EQ(before, TemporaryDirectory::getContentsOf(path));
+    for (size_t time = 0; time < 2; ++time) {
+        dictionary->save(lock);
+        expectEqual(*dictionary, *Dictionary::open(path, TEST_MEMORY_LIMIT));
+    }
+}
+
+TEST(DictionaryFileBeginningTest, tellsDictionaryFilesFromOthersByTheirFirstBytes) {
+    const std::string bytes = writeToMemory(*makeSampleDictionary(NARROW));
+    const auto isBeginning = [](const std::string& text) {
+        MemoryInputStream input(text);
+        return DictionaryFile::isBeginningOf(input);
+    };
+    EXPECT_TRUE(isBeginning(bytes));
+    EXPECT_TRUE(isBeginning(bytes.substr(0, 8))) << "of a damaged file as well";
+    for (size_t size = 0; size < 8; ++size)
+        EXPECT_FALSE(isBeginning(bytes.substr(0, size)));
+    EXPECT_FALSE(isBeginning("<urn:s> <urn:p> \"text\" .\n"));
 }
 
 } // namespace

@@ -29,9 +29,10 @@ inline std::string writeToMemory(const Dictionary& dictionary) {
 }
 
 inline std::unique_ptr<Dictionary> readFromMemory(const std::string& bytes,
-                                                  const size_t memoryLimit = TEST_MEMORY_LIMIT) {
+                                                  const size_t memoryLimit = TEST_MEMORY_LIMIT,
+                                                  const DictionaryOptions& options = {}) {
     MemoryInputStream input(bytes);
-    return DictionaryFile::read(input, memoryLimit, {});
+    return DictionaryFile::read(input, memoryLimit, options);
 }
 
 /// Six IDs: strings and plain literals, two of them withdrawn, the last one not committed.

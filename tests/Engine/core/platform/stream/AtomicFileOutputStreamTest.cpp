@@ -1,5 +1,7 @@
 #include "Engine/core/platform/stream/AtomicFileOutputStream.h"
 
+#include "Engine/core/platform/MelnarException.h"
+
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -86,7 +88,7 @@ TEST_F(AtomicFileOutputStreamTest, aPreparedFileIsCompleteBesideTheOldOneUntilTh
     EXPECT_EQ(mode_t(0640), getPermissions(output.getTemporaryFileName()));
     output.commit();
     EXPECT_EQ("new", TemporaryDirectory::getContentsOf(m_path));
-    EXPECT_EQ((std::set<std::string>{"file"}), getFileNames(m_folder));
+    EXPECT_EQ((std::set<std::string>{"file"}), getFileNames(m_folder)) << "the lock file is gone as well";
 }
 
 TEST_F(AtomicFileOutputStreamTest, whatWasPreparedButNotCommittedGoes) {
@@ -120,6 +122,65 @@ TEST_F(AtomicFileOutputStreamTest, keepsThePermissionsOfTheOldFile) {
         replace(m_path, "new");
         EXPECT_EQ(permissions, getPermissions(m_path));
     }
+}
+
+/// Only the superuser can have the file of another user.
+TEST_F(AtomicFileOutputStreamTest, keepsOwnerAndGroupOfTheOldFile) {
+    constexpr uid_t OWNER = 65533;
+    constexpr gid_t GROUP = 65532;
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs the superuser";
+    m_directory.addFile("file", "old");
+    ASSERT_EQ(0, ::chown(m_path.c_str(), OWNER, GROUP));
+    ASSERT_EQ(0, ::chmod(m_path.c_str(), 0640));
+    replace(m_path, "new");
+    struct stat status;
+    ASSERT_EQ(0, ::stat(m_path.c_str(), &status));
+    EXPECT_EQ(OWNER, status.st_uid);
+    EXPECT_EQ(GROUP, status.st_gid);
+    EXPECT_EQ(mode_t(0640), getPermissions(m_path));
+    EXPECT_EQ("new", TemporaryDirectory::getContentsOf(m_path));
+}
+
+TEST_F(AtomicFileOutputStreamTest, aPrivateFileIsNotPublicWhileItIsWritten) {
+    m_directory.addFile("file", "old");
+    for (const mode_t permissions : {0600U, 0440U, 0400U}) {
+        ASSERT_EQ(0, ::chmod(m_path.c_str(), permissions));
+        AtomicFileOutputStream output(m_path);
+        EXPECT_EQ(permissions, getPermissions(output.getTemporaryFileName()));
+        output.write("new", 3);
+        output.commit();
+        EXPECT_EQ(permissions, getPermissions(m_path));
+    }
+}
+
+/// So nothing that shares a leftover's bytes is changed.
+TEST_F(AtomicFileOutputStreamTest, replacesALeftoverInsteadOfWritingIntoIt) {
+    const std::string other = m_directory.addFile("other", "another file");
+    ASSERT_EQ(0, ::link(other.c_str(), (m_path + ".saving").c_str()));
+    replace(m_path, "new");
+    EXPECT_EQ("another file", TemporaryDirectory::getContentsOf(other));
+    EXPECT_EQ((std::set<std::string>{"file", "other"}), getFileNames(m_folder));
+}
+
+TEST_F(AtomicFileOutputStreamTest, writesUnderTheLockOfItsCallerAndLeavesItLocked) {
+    m_directory.addFile("file", "old");
+    FileLock lock(m_path);
+    for (const char* const contents : {"first", "second"}) {
+        AtomicFileOutputStream output(lock);
+        EXPECT_EQ(m_path, output.getName());
+        output.write(contents, std::string(contents).size());
+        output.commit();
+        EXPECT_EQ(contents, TemporaryDirectory::getContentsOf(m_path));
+        EXPECT_THROW(const FileLock second(m_path), MelnarException);
+    }
+}
+
+TEST_F(AtomicFileOutputStreamTest, theCommitReleasesItsOwnLock) {
+    AtomicFileOutputStream output(m_path);
+    EXPECT_THROW(const FileLock lock(m_path), MelnarException);
+    output.commit();
+    EXPECT_NO_THROW(const FileLock lock(m_path));
 }
 
 TEST_F(AtomicFileOutputStreamTest, aNewFileHasTheUsersPermissions) {

@@ -8,7 +8,7 @@
 
 /// What the command line of a verb that works on a saved dictionary asks for: the dictionary's file, operands of the
 /// verb, and options that such verbs have in common.
-struct DictionaryOptions {
+struct DictionaryArguments {
     /// What a verb understands beside --memory-limit and --help.
     struct Grammar {
         const char* m_verb;
@@ -24,7 +24,9 @@ struct DictionaryOptions {
     bool m_asksForJson = false;
     bool m_asksForHelp = false;
     std::optional<std::string> m_outputName;
+    bool m_waits = false;    // for another process that writes the output
+    bool m_isForced = false; // replaces what is not a dictionary
 
     /// A wrong command line is a ToolFailure with ExitCode::USAGE.
-    static DictionaryOptions parse(const Grammar& grammar, std::vector<std::string> arguments);
+    static DictionaryArguments parse(const Grammar& grammar, std::vector<std::string> arguments);
 };

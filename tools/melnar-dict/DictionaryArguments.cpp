@@ -1,4 +1,4 @@
-#include "tools/melnar-dict/DictionaryOptions.h"
+#include "tools/melnar-dict/DictionaryArguments.h"
 
 #include "tools/melnar-dict/ArgumentReader.h"
 #include "tools/melnar-dict/PhysicalMemory.h"
@@ -6,8 +6,8 @@
 
 #include <utility>
 
-DictionaryOptions DictionaryOptions::parse(const Grammar& grammar, std::vector<std::string> arguments) {
-    DictionaryOptions options;
+DictionaryArguments DictionaryArguments::parse(const Grammar& grammar, std::vector<std::string> arguments) {
+    DictionaryArguments options;
     options.m_memoryLimit = getPhysicalMemory();
     ArgumentReader reader(std::move(arguments));
     while (reader.next()) {
@@ -20,6 +20,10 @@ DictionaryOptions DictionaryOptions::parse(const Grammar& grammar, std::vector<s
             options.m_asksForJson = true;
         else if ((argument == "-o" || argument == "--output") && grammar.m_hasOutput)
             options.m_outputName = reader.takeValue();
+        else if (argument == "--wait" && grammar.m_hasOutput)
+            options.m_waits = true;
+        else if (argument == "--force" && grammar.m_hasOutput)
+            options.m_isForced = true;
         else if (argument == "--help")
             options.m_asksForHelp = true;
         else

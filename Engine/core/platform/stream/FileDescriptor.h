@@ -1,0 +1,29 @@
+#pragma once
+
+#include <utility>
+
+#include <unistd.h>
+
+/// An open file of the operating system, or none.
+///
+/// Ownership  Closes the file; a failure of that is disregarded. Where it matters, as after writing, the owner closes.
+class FileDescriptor {
+public:
+    explicit FileDescriptor(const int fileDescriptor = -1) noexcept : m_fileDescriptor(fileDescriptor) {}
+    FileDescriptor(FileDescriptor&& other) noexcept : m_fileDescriptor(std::exchange(other.m_fileDescriptor, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        std::swap(m_fileDescriptor, other.m_fileDescriptor);
+        return *this;
+    }
+
+    ~FileDescriptor() {
+        if (isOpen())
+            ::close(m_fileDescriptor);
+    }
+
+    bool isOpen() const noexcept { return m_fileDescriptor != -1; }
+    int get() const noexcept { return m_fileDescriptor; }
+
+private:
+    int m_fileDescriptor;
+};

@@ -1,0 +1,268 @@
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/tools/melnar-dict/ToolProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* TRIPLES = "<urn:s> <urn:p> \"one\" .\n";
+constexpr const char* NO_TRIPLES = "this is not RDF\n";
+
+/// What the tool does when an output would destroy something. There are a dictionary "d" and its triples "in.nt".
+class OverwritingTest : public testing::Test {
+protected:
+    OverwritingTest() {
+        m_directory.addFile("in.nt", TRIPLES);
+        m_directory.addFile("bad.nt", NO_TRIPLES);
+        m_directory.addFile("notes.txt", "what to remember");
+        EXPECT_EQ(0, run({"load", "in.nt", "-o", "d"}).m_exitCode);
+    }
+
+    ToolResult run(const std::vector<std::string>& arguments, ToolInput input = {}) const {
+        input.m_workingDirectory = m_directory.getPathOf("");
+        return runToolProcess(arguments, input);
+    }
+
+    /// Expects the run to be refused before any work, with and without --force, and to leave the file as it is.
+    void expectRefusalEvenByForce(std::vector<std::string> arguments, const std::string& fileName,
+                                  const std::string& message, const ToolInput& input = {}) const {
+        const std::string before = getContentsOf(fileName);
+        for (const bool isForced : {false, true}) {
+            if (isForced)
+                arguments.emplace_back("--force");
+            const ToolResult result = run(arguments, input);
+            EXPECT_EQ(2, result.m_exitCode);
+            EXPECT_EQ("melnar-dict: " + message + "\n", result.m_errorOutput);
+            EXPECT_EQ("", result.m_output);
+            EXPECT_EQ(before, getContentsOf(fileName));
+            EXPECT_FALSE(exists(fileName + ".lock"));
+        }
+    }
+
+    std::string getContentsOf(const std::string& fileName) const {
+        return TemporaryDirectory::getContentsOf(m_directory.getPathOf(fileName));
+    }
+
+    bool exists(const std::string& fileName) const { return std::filesystem::exists(m_directory.getPathOf(fileName)); }
+
+    bool isDictionary(const std::string& fileName) const { return run({"verify", fileName}).m_exitCode == 0; }
+
+    void link(const std::string& target, const std::string& name) const {
+        EXPECT_EQ(0, ::symlink(target.c_str(), m_directory.getPathOf(name).c_str()));
+    }
+
+    void linkHard(const std::string& target, const std::string& name) const {
+        EXPECT_EQ(0, ::link(m_directory.getPathOf(target).c_str(), m_directory.getPathOf(name).c_str()));
+    }
+
+    const TemporaryDirectory m_directory;
+};
+
+TEST_F(OverwritingTest, anInputOfLoadIsNotItsOutput) {
+    link("in.nt", "link.nt");
+    linkHard("in.nt", "hard.nt");
+    for (const std::string name : {"in.nt", "./in.nt", "link.nt", "hard.nt"}) {
+        expectRefusalEvenByForce({"load", "bad.nt", "in.nt", "-o", name}, "in.nt",
+                                 "the input 'in.nt' is also the output '" + name + "'");
+        expectRefusalEvenByForce({"load", name, "-o", "in.nt"}, "in.nt",
+                                 "the input '" + name + "' is also the output 'in.nt'");
+    }
+    ToolInput input;
+    input.m_inputPath = m_directory.getPathOf("in.nt");
+    expectRefusalEvenByForce({"load", "-", "--format", "nt", "-o", "in.nt"}, "in.nt",
+                             "the input '-' is also the output 'in.nt'", input);
+}
+
+/// The shell makes `load -o *.nt` of all names: the first one becomes the output.
+TEST_F(OverwritingTest, aFileThatIsNoDictionaryIsNotReplacedByOne) {
+    m_directory.addFile("empty", "");
+    m_directory.addFile("short", "MELNAR");
+    for (const std::string name : {"bad.nt", "notes.txt", "empty", "short"}) {
+        const std::string before = getContentsOf(name);
+        for (std::vector<std::string> arguments : {std::vector<std::string>{"load", "in.nt", "-o", name},
+                                                   {"load", "in.nt", "--into", "d", "-o", name},
+                                                   {"compact", "d", "-o", name}}) {
+            const ToolResult result = run(arguments);
+            EXPECT_EQ(2, result.m_exitCode);
+            EXPECT_EQ("melnar-dict: '" + name + "' exists and is not a dictionary; --force replaces it\n",
+                      result.m_errorOutput);
+            EXPECT_EQ(before, getContentsOf(name));
+            EXPECT_FALSE(exists(name + ".lock"));
+            arguments.emplace_back("--force");
+            EXPECT_EQ(0, run(arguments).m_exitCode);
+            EXPECT_TRUE(isDictionary(name));
+            m_directory.addFile(name, before);
+        }
+    }
+}
+
+TEST_F(OverwritingTest, nothingIsLoadedBeforeTheRefusal) {
+    const ToolResult result = run({"load", "bad.nt", "-o", "notes.txt"});
+    EXPECT_EQ(2, result.m_exitCode);
+    EXPECT_EQ("melnar-dict: 'notes.txt' exists and is not a dictionary; --force replaces it\n", result.m_errorOutput);
+}
+
+TEST_F(OverwritingTest, aDictionaryIsReplacedByAnotherSoundOrNot) {
+    EXPECT_EQ(0, run({"load", "in.nt", "-o", "d"}).m_exitCode);
+    m_directory.addFile("damaged", getContentsOf("d").substr(0, 50));
+    EXPECT_EQ(0, run({"load", "in.nt", "-o", "damaged"}).m_exitCode);
+    EXPECT_TRUE(isDictionary("damaged"));
+}
+
+TEST_F(OverwritingTest, aDictionaryMayBeReplacedInItsPlaceByWhateverNameItIsGiven) {
+    link("d", "link");
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"load", "in.nt", "--into", "d", "-o", "d"},
+          {"load", "in.nt", "--into", "d", "-o", "./link"},
+          {"compact", "d", "-o", "d"},
+          {"compact", "link", "-o", "d"}}) {
+        const ToolResult result = run(arguments);
+        EXPECT_EQ(0, result.m_exitCode) << result.m_errorOutput;
+        EXPECT_EQ("1\t\"one\"\n", run({"dump", "d"}).m_output);
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink(m_directory.getPathOf("link")));
+}
+
+TEST_F(OverwritingTest, aHardLinkOfADictionaryIsAnotherPlaceAndAnInput) {
+    linkHard("d", "hard");
+    expectRefusalEvenByForce({"load", "in.nt", "--into", "d", "-o", "hard"}, "d",
+                             "the input 'd' is also the output 'hard'");
+    expectRefusalEvenByForce({"compact", "d", "-o", "hard"}, "d", "the input 'd' is also the output 'hard'");
+}
+
+TEST_F(OverwritingTest, encodeAndDecodeReplaceNeitherTheirInputsNorTheirDictionary) {
+    link("d", "link");
+    linkHard("in.nt", "hard.nt");
+    for (const std::string verb : {"encode", "decode"}) {
+        for (const std::string name : {"in.nt", "hard.nt"})
+            expectRefusalEvenByForce({verb, "bad.nt", "in.nt", "-d", "d", "-o", name}, "in.nt",
+                                     "the input 'in.nt' is also the output '" + name + "'");
+        for (const std::string name : {"d", "link"})
+            expectRefusalEvenByForce({verb, "in.nt", "-d", "d", "-o", name}, "d",
+                                     "the input 'd' is also the output '" + name + "'");
+        ToolInput input;
+        input.m_inputPath = m_directory.getPathOf("in.nt");
+        expectRefusalEvenByForce({verb, "-", "--format", "nt", "-d", "d", "-o", "in.nt"}, "in.nt",
+                                 "the input '-' is also the output 'in.nt'", input);
+    }
+}
+
+TEST_F(OverwritingTest, encodeAndDecodeReplaceATextButNoDictionary) {
+    ASSERT_EQ(0, run({"load", "in.nt", "-o", "other"}).m_exitCode);
+    ASSERT_EQ(0, run({"encode", "in.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    for (const std::string verb : {"encode", "decode"}) {
+        const std::string input = verb == "encode" ? "in.nt" : "encoded.nt";
+        const std::string expected = verb == "encode" ? "<urn:s> <urn:p> <melnar:1> .\n" : TRIPLES;
+        const std::string before = getContentsOf("other");
+        const ToolResult result = run({verb, input, "-d", "d", "-o", "other"});
+        EXPECT_EQ(2, result.m_exitCode);
+        EXPECT_EQ("melnar-dict: 'other' is a dictionary; --force replaces it\n", result.m_errorOutput);
+        EXPECT_EQ(before, getContentsOf("other"));
+        EXPECT_EQ(0, run({verb, input, "-d", "d", "-o", "other", "--force"}).m_exitCode);
+        EXPECT_EQ(expected, getContentsOf("other"));
+        m_directory.addFile("other", before);
+        EXPECT_EQ(0, run({verb, input, "-d", "d", "-o", "notes.txt"}).m_exitCode);
+        EXPECT_EQ(expected, getContentsOf("notes.txt"));
+    }
+}
+
+/// A shell opens what it appends to before the tool starts.
+TEST_F(OverwritingTest, standardOutputIsNoInputEither) {
+    for (const std::string name : {"in.nt", "d"}) {
+        ToolInput input;
+        input.m_outputPath = m_directory.getPathOf(name);
+        expectRefusalEvenByForce({"encode", "in.nt", "-d", "d", "-o", "-"}, name,
+                                 "the input '" + name + "' is also standard output", input);
+    }
+}
+
+TEST_F(OverwritingTest, filesThatWritingRemovesAreNoInputs) {
+    for (const std::string suffix : {".saving", ".lock"}) {
+        const std::string name = "d" + suffix;
+        const std::string message = "the input '" + name + "' is also the " +
+                                    (suffix == ".saving" ? "temporary file" : "lock file") + " of the output 'd'";
+        m_directory.addFile(name, TRIPLES);
+        expectRefusalEvenByForce({"load", name, "--format", "nt", "--into", "d"}, name, message);
+        m_directory.addFile(name, getContentsOf("d"));
+        expectRefusalEvenByForce({"load", "in.nt", "--into", name, "-o", "d"}, name, message);
+        expectRefusalEvenByForce({"compact", name, "-o", "d"}, name, message);
+        std::filesystem::remove(m_directory.getPathOf(name));
+    }
+}
+
+TEST_F(OverwritingTest, aFolderWhereNothingCanBeWrittenIsReportedBeforeTheLoad) {
+    for (const std::string name : {"no/such/folder/d", "/proc/d", "in.nt/d"}) {
+        const ToolResult result = run({"load", "bad.nt", "-o", name});
+        EXPECT_EQ(3, result.m_exitCode);
+        EXPECT_NE(std::string::npos, result.m_errorOutput.find("'" + name)) << result.m_errorOutput;
+        EXPECT_EQ(std::string::npos, result.m_errorOutput.find("bad.nt")) << result.m_errorOutput;
+        EXPECT_EQ(3, run({"compact", "bad.nt", "-o", name}).m_exitCode);
+        EXPECT_EQ(3, run({"encode", "bad.nt", "-d", "d", "-o", name}).m_exitCode);
+    }
+}
+
+/// A dictionary that takes all the room there is takes none of it here: the file has a hole.
+TEST_F(OverwritingTest, aDiskThatHasSurelyNoRoomIsReportedBeforeTheLoad) {
+    struct statvfs disk;
+    ASSERT_EQ(0, ::statvfs(m_directory.getPathOf("").c_str(), &disk));
+    const uint64_t size = uint64_t(disk.f_blocks) * disk.f_frsize + (uint64_t(1) << 30);
+    if (::truncate(m_directory.getPathOf("d").c_str(), static_cast<off_t>(size)) != 0)
+        GTEST_SKIP() << "a file of this system cannot be that large";
+    const ToolResult result = run({"load", "bad.nt", "--into", "d"});
+    EXPECT_EQ(3, result.m_exitCode);
+    EXPECT_EQ(0u, result.m_errorOutput.find("melnar-dict: 'd' needs at least " + std::to_string(size) +
+                                            " bytes beside the old file, and its disk has "))
+        << result.m_errorOutput;
+    EXPECT_TRUE(result.m_errorOutput.ends_with("; --force tries it nevertheless\n")) << result.m_errorOutput;
+    EXPECT_FALSE(exists("d.lock"));
+    const ToolResult forced = run({"load", "bad.nt", "--into", "d", "--force"});
+    EXPECT_EQ(3, forced.m_exitCode);
+    EXPECT_EQ(std::string::npos, forced.m_errorOutput.find("needs at least")) << forced.m_errorOutput;
+}
+
+TEST_F(OverwritingTest, ownerGroupAndPermissionsOfAReplacedFileStay) {
+    ASSERT_EQ(0, run({"encode", "in.nt", "-d", "d", "-o", "out.nt"}).m_exitCode);
+    for (const std::string name : {"d", "out.nt"}) {
+        const std::string path = m_directory.getPathOf(name);
+        if (::geteuid() == 0) {
+            ASSERT_EQ(0, ::chown(path.c_str(), 65533, 65532));
+        }
+        ASSERT_EQ(0, ::chmod(path.c_str(), 0640));
+        const std::vector<std::vector<std::string>> runs =
+            name == "d" ? std::vector<std::vector<std::string>>{{"load", "in.nt", "--into", "d"}, {"compact", "d"}}
+                        : std::vector<std::vector<std::string>>{{"encode", "in.nt", "-d", "d", "-o", "out.nt"}};
+        for (const std::vector<std::string>& arguments : runs) {
+            struct stat before;
+            struct stat after;
+            ASSERT_EQ(0, ::stat(path.c_str(), &before));
+            EXPECT_EQ(0, run(arguments).m_exitCode);
+            ASSERT_EQ(0, ::stat(path.c_str(), &after));
+            EXPECT_NE(before.st_ino, after.st_ino) << "it has been replaced";
+            EXPECT_EQ(before.st_mode, after.st_mode);
+            EXPECT_EQ(before.st_uid, after.st_uid);
+            EXPECT_EQ(before.st_gid, after.st_gid);
+        }
+    }
+}
+
+TEST_F(OverwritingTest, verbsThatWriteTellOfTheOptionsAndOthersRefuseThem) {
+    for (const char* const verb : {"load", "compact", "encode", "decode"})
+        for (const char* const option : {"\n  --wait ", "\n  --force "})
+            EXPECT_NE(std::string::npos, run({verb, "--help"}).m_output.find(option)) << verb;
+    for (const char* const verb : {"get", "lookup", "dump", "stats", "verify"})
+        for (const std::string option : {"--wait", "--force"}) {
+            const ToolResult result = run({verb, "d", option});
+            EXPECT_EQ(2, result.m_exitCode);
+            EXPECT_EQ("melnar-dict: unknown option " + option + "\n", result.m_errorOutput);
+        }
+}
+
+} // namespace

@@ -1,0 +1,369 @@
+#include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/DictionaryThread.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/tools/melnar-dict/ToolProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <climits>
+#include <csignal>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+std::string getTriple(const std::string& text) {
+    return "<urn:s> <urn:p> \"" + text + "\" .\n";
+}
+
+/// A pipe whose reading end is this process's; the other end is handed to a new one.
+class Pipe : private Unmovable {
+public:
+    Pipe() { EXPECT_EQ(0, ::pipe2(m_ends.data(), O_CLOEXEC)); }
+
+    ~Pipe() {
+        closeWritingEnd();
+        ::close(m_ends[0]);
+    }
+
+    int getWritingEnd() const { return m_ends[1]; }
+
+    void closeWritingEnd() {
+        if (m_ends[1] != -1)
+            ::close(m_ends[1]);
+        m_ends[1] = -1;
+    }
+
+    /// Reads as far as the character, and waits for it; less at the end of the input.
+    std::string readTo(const char last) const {
+        std::string text;
+        for (char character = 0; character != last && ::read(m_ends[0], &character, 1) == 1;)
+            text.push_back(character);
+        return text;
+    }
+
+private:
+    std::array<int, 2> m_ends{-1, -1};
+};
+
+/// Two processes that write one dictionary, "d", which holds "one" as resource 1.
+class TwoWritersTest : public testing::Test {
+protected:
+    TwoWritersTest() {
+        m_directory.addFile("one.nt", getTriple("one"));
+        m_directory.addFile("two.nt", getTriple("two"));
+        EXPECT_EQ(0, ::mkfifo(m_directory.getPathOf("pipe.nt").c_str(), 0600));
+        EXPECT_EQ(0, run({"load", "one.nt", "-o", "d"}).m_exitCode);
+    }
+
+    ToolInput getInput() const {
+        ToolInput input;
+        input.m_workingDirectory = m_directory.getPathOf("");
+        return input;
+    }
+
+    ToolResult run(const std::vector<std::string>& arguments) const { return runToolProcess(arguments, getInput()); }
+
+    std::unique_ptr<RunningTool> start(const std::vector<std::string>& arguments) const {
+        return std::make_unique<RunningTool>(arguments, getInput());
+    }
+
+    /// Starts the tool, which is to wait for another's end, and returns when it says so.
+    std::unique_ptr<RunningTool> startWaiting(const std::vector<std::string>& arguments, std::string& message) const {
+        Pipe errorOutput;
+        ToolInput input = getInput();
+        input.m_errorDescriptor = errorOutput.getWritingEnd();
+        auto tool = std::make_unique<RunningTool>(arguments, input);
+        errorOutput.closeWritingEnd();
+        message = errorOutput.readTo('\n');
+        return tool;
+    }
+
+    /// Returns when the tool that reads "pipe.nt" is in the midst of its work. It goes on when the result is given to
+    /// finish.
+    int enter() const { return ::open(m_directory.getPathOf("pipe.nt").c_str(), O_WRONLY | O_CLOEXEC); }
+
+    static void finish(const int pipeEnd, const std::string& text) {
+        EXPECT_EQ(static_cast<ssize_t>(text.size()), ::write(pipeEnd, text.data(), text.size()));
+        ::close(pipeEnd);
+    }
+
+    static std::string describe(const RunningTool& tool) {
+        std::array<char, HOST_NAME_MAX + 1> hostName{};
+        EXPECT_EQ(0, ::gethostname(hostName.data(), hostName.size() - 1));
+        return "process " + std::to_string(tool.getProcessID()) + " on host " + hostName.data();
+    }
+
+    static void expectRefusal(const std::string& fileName, const RunningTool& holder, const ToolResult& result) {
+        EXPECT_EQ(3, result.m_exitCode);
+        EXPECT_EQ("melnar-dict: '" + fileName + "' is being written by " + describe(holder) +
+                      "; --wait waits for its end\n",
+                  result.m_errorOutput);
+        EXPECT_EQ("", result.m_output);
+    }
+
+    bool exists(const std::string& fileName) const { return std::filesystem::exists(m_directory.getPathOf(fileName)); }
+
+    const TemporaryDirectory m_directory;
+};
+
+TEST_F(TwoWritersTest, theSecondIsRefusedAndToldWhoIsAtWork) {
+    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const int pipeEnd = enter();
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"load", "two.nt", "--into", "d"}, {"load", "two.nt", "-o", "d"}, {"compact", "d"}})
+        expectRefusal("d", *first, run(arguments));
+    finish(pipeEnd, getTriple("three"));
+    EXPECT_EQ(0, first->wait().m_exitCode);
+    EXPECT_EQ("1\t\"one\"\n2\t\"three\"\n", run({"dump", "d"}).m_output);
+    EXPECT_EQ(0, run({"load", "two.nt", "--into", "d"}).m_exitCode);
+    EXPECT_EQ("1\t\"one\"\n2\t\"three\"\n3\t\"two\"\n", run({"dump", "d"}).m_output);
+}
+
+TEST_F(TwoWritersTest, theSecondWaitsIfAskedToAndNothingIsLost) {
+    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const int pipeEnd = enter();
+    std::string message;
+    const auto second = startWaiting({"load", "two.nt", "--into", "d", "--wait", "--query", "two"}, message);
+    EXPECT_EQ("melnar-dict: 'd' is being written by " + describe(*first) + "; waiting for its end\n", message);
+    finish(pipeEnd, getTriple("three"));
+    EXPECT_EQ(0, first->wait().m_exitCode);
+    const ToolResult result = second->wait();
+    EXPECT_EQ(0, result.m_exitCode);
+    EXPECT_TRUE(result.m_output.ends_with("\n3\t\"two\"\n")) << result.m_output;
+    EXPECT_EQ("1\t\"one\"\n2\t\"three\"\n3\t\"two\"\n", run({"dump", "d"}).m_output);
+    EXPECT_EQ(0, run({"verify", "d"}).m_exitCode);
+    EXPECT_FALSE(exists("d.lock"));
+}
+
+TEST_F(TwoWritersTest, anyNumberMayWaitAndAllLiteralsAreKept) {
+    constexpr size_t WAITING = 5;
+    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const int pipeEnd = enter();
+    std::vector<std::unique_ptr<RunningTool>> waiting;
+    for (size_t number = 0; number < WAITING; ++number) {
+        const std::string fileName = std::to_string(number) + ".nt";
+        m_directory.addFile(fileName, getTriple("literal " + std::to_string(number)));
+        std::string message;
+        waiting.push_back(startWaiting({"load", fileName, "--into", "d", "--wait"}, message));
+        EXPECT_NE(std::string::npos, message.find("waiting for its end"));
+    }
+    finish(pipeEnd, getTriple("three"));
+    EXPECT_EQ(0, first->wait().m_exitCode);
+    for (const auto& tool : waiting)
+        EXPECT_EQ(0, tool->wait().m_exitCode);
+    const auto dictionary = Dictionary::open(m_directory.getPathOf("d"), size_t(1) << 30);
+    EXPECT_EQ(WAITING + 3, dictionary->getNextResourceID()) << "one, three, and one literal of each that waited";
+    EXPECT_NO_THROW(dictionary->verify());
+    for (size_t number = 0; number < WAITING; ++number)
+        EXPECT_NE(0u, dictionary->tryResolveResource(dictionary->getCommitPoint(), "literal " + std::to_string(number),
+                                                     D_XSD_STRING));
+    EXPECT_FALSE(exists("d.lock"));
+}
+
+TEST_F(TwoWritersTest, readersAreNeverHeldUp) {
+    ASSERT_EQ(0, run({"encode", "one.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const int pipeEnd = enter();
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"get", "d", "1"},
+                                                      {"lookup", "d", "\"one\""},
+                                                      {"dump", "d"},
+                                                      {"stats", "d"},
+                                                      {"verify", "d"},
+                                                      {"encode", "one.nt", "-d", "d", "-o", "-"},
+                                                      {"decode", "encoded.nt", "-d", "d", "-o", "decoded.nt"},
+                                                      {"load", "two.nt", "--into", "d", "-o", "e"},
+                                                      {"compact", "d", "-o", "f"}}) {
+        const ToolResult result = run(arguments);
+        EXPECT_EQ(0, result.m_exitCode) << arguments[0];
+        EXPECT_EQ("", result.m_errorOutput) << arguments[0];
+    }
+    finish(pipeEnd, "");
+    EXPECT_EQ(0, first->wait().m_exitCode);
+}
+
+TEST_F(TwoWritersTest, twoNewDictionariesUnderOneNameMeet) {
+    const auto first = start({"load", "pipe.nt", "-o", "new"});
+    const int pipeEnd = enter();
+    expectRefusal("new", *first, run({"load", "two.nt", "-o", "new"}));
+    expectRefusal("new", *first, run({"compact", "d", "-o", "new"}));
+    finish(pipeEnd, getTriple("three"));
+    EXPECT_EQ(0, first->wait().m_exitCode);
+    EXPECT_EQ("1\t\"three\"\n", run({"dump", "new"}).m_output);
+}
+
+TEST_F(TwoWritersTest, twoNamesOfOneDictionaryMeet) {
+    std::filesystem::create_directory(m_directory.getPathOf("folder"));
+    ASSERT_EQ(0, ::symlink("../d", m_directory.getPathOf("folder/link").c_str()));
+    ASSERT_EQ(0, ::symlink("folder", m_directory.getPathOf("linked").c_str()));
+    const auto first = start({"load", "pipe.nt", "--into", "linked/link"});
+    const int pipeEnd = enter();
+    EXPECT_TRUE(exists("d.lock"));
+    for (const std::string name : {"d", "./folder/../d", "folder/link"})
+        expectRefusal(name, *first, run({"load", "two.nt", "--into", name}));
+    finish(pipeEnd, getTriple("three"));
+    EXPECT_EQ(0, first->wait().m_exitCode);
+    EXPECT_EQ("1\t\"one\"\n2\t\"three\"\n", run({"dump", "d"}).m_output);
+    EXPECT_TRUE(std::filesystem::is_symlink(m_directory.getPathOf("folder/link")));
+}
+
+TEST_F(TwoWritersTest, aKilledHolderLeavesNoLock) {
+    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const int pipeEnd = enter();
+    std::string message;
+    const auto second = startWaiting({"load", "two.nt", "--into", "d", "--wait"}, message);
+    first->send(SIGKILL);
+    EXPECT_EQ(128 + SIGKILL, first->wait().m_exitCode);
+    EXPECT_EQ(0, second->wait().m_exitCode) << "the wait has ended, too";
+    ::close(pipeEnd);
+    EXPECT_EQ("1\t\"one\"\n2\t\"two\"\n", run({"dump", "d"}).m_output);
+    EXPECT_FALSE(exists("d.lock"));
+}
+
+TEST_F(TwoWritersTest, theLockFileOfAKilledHolderHindersNobody) {
+    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const int pipeEnd = enter();
+    first->send(SIGKILL);
+    EXPECT_EQ(128 + SIGKILL, first->wait().m_exitCode);
+    ::close(pipeEnd);
+    ASSERT_TRUE(exists("d.lock"));
+    EXPECT_EQ(0, run({"load", "two.nt", "--into", "d"}).m_exitCode);
+    EXPECT_EQ("1\t\"one\"\n2\t\"two\"\n", run({"dump", "d"}).m_output);
+    EXPECT_FALSE(exists("d.lock"));
+}
+
+TEST_F(TwoWritersTest, anInterruptedHolderLeavesNoLockFile) {
+    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const int pipeEnd = enter();
+    ASSERT_TRUE(exists("d.lock"));
+    first->send(SIGTERM);
+    EXPECT_EQ(143, first->wait().m_exitCode);
+    ::close(pipeEnd);
+    EXPECT_FALSE(exists("d.lock"));
+}
+
+TEST_F(TwoWritersTest, anInterruptedWaiterLeavesTheLockToItsHolder) {
+    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const int pipeEnd = enter();
+    std::string message;
+    const auto second = startWaiting({"load", "two.nt", "--into", "d", "--wait"}, message);
+    second->send(SIGINT);
+    EXPECT_EQ(130, second->wait().m_exitCode);
+    EXPECT_TRUE(exists("d.lock"));
+    expectRefusal("d", *first, run({"load", "two.nt", "--into", "d"}));
+    finish(pipeEnd, getTriple("three"));
+    EXPECT_EQ(0, first->wait().m_exitCode);
+}
+
+/// Compaction prints more than a pipe holds before it replaces the file, and so waits for its reader.
+TEST_F(TwoWritersTest, compactHoldsTheLockWhileItWorks) {
+    constexpr uint64_t RESOURCES = 30000;
+    {
+        Dictionary dictionary(size_t(1) << 30, 1000000);
+        DictionaryThread thread(dictionary);
+        dictionary.resolveResource(thread, "withdrawn", D_XSD_STRING);
+        dictionary.rollback();
+        for (uint64_t number = 0; number < RESOURCES; ++number)
+            dictionary.resolveResource(thread, std::to_string(number), D_XSD_STRING);
+        dictionary.commit();
+        dictionary.save(m_directory.getPathOf("d"));
+    }
+    Pipe output;
+    ToolInput input = getInput();
+    input.m_outputDescriptor = output.getWritingEnd();
+    RunningTool first({"compact", "d"}, input);
+    output.closeWritingEnd();
+    EXPECT_EQ("2\t1\n", output.readTo('\n'));
+    expectRefusal("d", first, run({"load", "two.nt", "--into", "d"}));
+    EXPECT_EQ(0, run({"get", "d", "2"}).m_exitCode) << "the old file is there to be read";
+    std::string message;
+    const auto second = startWaiting({"load", "two.nt", "--into", "d", "--wait", "--query", "two"}, message);
+    EXPECT_EQ("melnar-dict: 'd' is being written by " + describe(first) + "; waiting for its end\n", message);
+    for (uint64_t number = 1; number < RESOURCES; ++number)
+        ASSERT_EQ(std::to_string(number + 2) + "\t" + std::to_string(number + 1) + "\n", output.readTo('\n'));
+    EXPECT_EQ(0, first.wait().m_exitCode);
+    const ToolResult result = second->wait();
+    EXPECT_EQ(0, result.m_exitCode);
+    EXPECT_TRUE(result.m_output.ends_with("\n" + std::to_string(RESOURCES + 1) + "\t\"two\"\n")) << result.m_output;
+}
+
+TEST_F(TwoWritersTest, compactWaitsIfAskedToAndReadsWhatTheOtherSaved) {
+    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const int pipeEnd = enter();
+    std::string message;
+    const auto second = startWaiting({"compact", "d", "--wait"}, message);
+    EXPECT_NE(std::string::npos, message.find(describe(*first)));
+    finish(pipeEnd, getTriple("three"));
+    EXPECT_EQ(0, first->wait().m_exitCode);
+    EXPECT_EQ(0, second->wait().m_exitCode);
+    EXPECT_EQ("1\t\"one\"\n2\t\"three\"\n", run({"dump", "d"}).m_output);
+}
+
+TEST_F(TwoWritersTest, encodeAndDecodeLockTheirOutput) {
+    ASSERT_EQ(0, run({"encode", "one.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    for (const std::string verb : {"encode", "decode"}) {
+        const auto first = start({"encode", "pipe.nt", "-d", "d", "-o", "out.nt"});
+        const int pipeEnd = enter();
+        const std::vector<std::string> arguments{verb,    verb == "encode" ? "one.nt" : "encoded.nt", "-d", "d", "-o",
+                                                 "out.nt"};
+        expectRefusal("out.nt", *first, run(arguments));
+        std::vector<std::string> waitingArguments = arguments;
+        waitingArguments.emplace_back("--wait");
+        std::string message;
+        const auto second = startWaiting(waitingArguments, message);
+        EXPECT_EQ("melnar-dict: 'out.nt' is being written by " + describe(*first) + "; waiting for its end\n", message);
+        finish(pipeEnd, getTriple("one") + getTriple("one"));
+        EXPECT_EQ(0, first->wait().m_exitCode);
+        EXPECT_EQ(0, second->wait().m_exitCode);
+        EXPECT_EQ(verb == "encode" ? "<urn:s> <urn:p> <melnar:1> .\n" : getTriple("one"),
+                  TemporaryDirectory::getContentsOf(m_directory.getPathOf("out.nt")));
+        EXPECT_FALSE(exists("out.nt.lock"));
+    }
+}
+
+/// The file was not there when the second process looked for the first time.
+TEST_F(TwoWritersTest, anOutputIsLookedAtAgainAfterTheWait) {
+    const auto first = start({"encode", "pipe.nt", "-d", "d", "-o", "out"});
+    const int pipeEnd = enter();
+    std::vector<std::unique_ptr<RunningTool>> waiting;
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"load", "two.nt", "-o", "out", "--wait"}, {"compact", "d", "-o", "out", "--wait"}}) {
+        std::string message;
+        waiting.push_back(startWaiting(arguments, message));
+        EXPECT_NE(std::string::npos, message.find("waiting for its end"));
+    }
+    finish(pipeEnd, getTriple("one"));
+    EXPECT_EQ(0, first->wait().m_exitCode);
+    for (const auto& tool : waiting)
+        EXPECT_EQ(2, tool->wait().m_exitCode);
+    EXPECT_EQ("<urn:s> <urn:p> <melnar:1> .\n", TemporaryDirectory::getContentsOf(m_directory.getPathOf("out")));
+}
+
+TEST_F(TwoWritersTest, aDictionaryThatComesDuringTheWaitIsAddedTo) {
+    const auto first = start({"load", "pipe.nt", "-o", "new"});
+    const int pipeEnd = enter();
+    std::string message;
+    const auto second = startWaiting({"load", "two.nt", "--into", "new", "--wait"}, message);
+    finish(pipeEnd, getTriple("three"));
+    EXPECT_EQ(0, first->wait().m_exitCode);
+    EXPECT_EQ(0, second->wait().m_exitCode);
+    EXPECT_EQ("1\t\"three\"\n2\t\"two\"\n", run({"dump", "new"}).m_output);
+}
+
+TEST_F(TwoWritersTest, aFileThatIsNoLockFileIsNotTakenForOne) {
+    ASSERT_EQ(0, run({"load", "two.nt", "-o", "d.lock"}).m_exitCode);
+    const ToolResult result = run({"load", "two.nt", "--into", "d"});
+    EXPECT_EQ(3, result.m_exitCode);
+    EXPECT_EQ("melnar-dict: '" + m_directory.getPathOf("d.lock") + "' exists and is not a lock file.\n",
+              result.m_errorOutput);
+    EXPECT_EQ(0, run({"verify", "d.lock"}).m_exitCode);
+}
+
+} // namespace
