@@ -148,7 +148,8 @@ TYPED_TEST(StringDatatypeSlotTest, readingAndStatisticsTakeNoSlot) {
     this->m_fixture.m_datatype.getResources(entries);
     EXPECT_EQ("literal@en", entries[1].m_lexicalForm);
     EXPECT_NE(nullptr, this->m_fixture.m_datatype.getComponentInfo());
-    EXPECT_NE(nullptr, this->m_fixture.m_datatype.getDetailedComponentInfo());
+    ComponentInfo details("details");
+    this->m_fixture.m_datatype.addDetailedComponentInfo(details);
     EXPECT_EQ(Stays(), this->getStays(this->m_log->takeSteps()));
 }
 
