@@ -58,7 +58,12 @@ struct DictionaryParts : private Unmovable {
 class MemoryShortage : private Unmovable {
 public:
     MemoryShortage(MemoryManager& memoryManager, const size_t bytesLeft)
-        : m_memoryManager(memoryManager), m_takenBytes(memoryManager.getFreeBytes() - bytesLeft) {
+        : m_memoryManager(memoryManager), m_takenBytes(0) {
+        // What can be given back is given back first, so that the bytes left are all that anyone can get.
+        EXPECT_THROW(
+            m_memoryManager.withReclaim([&] { m_memoryManager.allocate(m_memoryManager.getReservedBytes() + 1); }),
+            MemoryExhaustedException);
+        m_takenBytes = memoryManager.getFreeBytes() - bytesLeft;
         m_memoryManager.allocate(m_takenBytes);
     }
 

@@ -1,5 +1,6 @@
 #include "Engine/core/data-store/Dictionary.h"
 
+#include <numeric>
 #include <optional>
 #include <utility>
 
@@ -42,6 +43,10 @@ std::unique_ptr<ComponentInfo> Dictionary::getComponentInfo() const {
     root->addChild(std::move(dataPool));
     root->addChild(describeMemory("Data offsets", m_resourceDataOffsets.getCommittedBytes()));
     root->addChild(describeMemory("Datatype bytes", m_resourceFlags.getCommittedBytes()));
+    const size_t fingerprintBytes = std::accumulate(
+        m_datatypes.begin(), m_datatypes.end(), size_t(0),
+        [](const size_t sum, const Datatype& datatype) { return sum + datatype.m_datatype->getFingerprintBytes(); });
+    root->addChild(describeMemory("Fingerprints", fingerprintBytes));
     for (const Datatype& datatype : m_datatypes)
         root->addChild(datatype.m_datatype->getComponentInfo());
     for (const Datatype& datatype : m_datatypes)

@@ -106,6 +106,8 @@ void ParallelHashTable<Policy>::enableFingerprints() noexcept {
 
 template<class Policy>
 bool ParallelHashTable<Policy>::giveUpFingerprints() noexcept {
+    if (getFingerprintBytes() == 0)
+        return false;
     const Operation operation(*this);
     size_t observedState = NOT_RESIZING;
     while (!m_resizeState.compare_exchange_strong(observedState, RESIZE_PREPARING, std::memory_order_acq_rel,

@@ -283,10 +283,11 @@ TEST_P(DictionaryCompactionTest, memoryThatRunsOutAtAnyPageLeavesEverythingAsItW
         resolveAll(m_dictionary, thread, 1500, 2500);
         bytes = writeToMemory(m_dictionary);
     }
-    const size_t needed = readFromMemory(bytes)->getMemoryInUse();
+    const DictionaryOptions options{.m_keepFingerprints = false};
+    const size_t needed = readFromMemory(bytes, TEST_MEMORY_LIMIT, options)->getMemoryInUse();
     size_t refused = 0;
     for (size_t memoryLimit = needed;; memoryLimit += 4096) {
-        const std::unique_ptr<Dictionary> dictionary = readFromMemory(bytes, memoryLimit);
+        const std::unique_ptr<Dictionary> dictionary = readFromMemory(bytes, memoryLimit, options);
         const Snapshot before(*dictionary);
         try {
             dictionary->compact([](const uint64_t resourceID, const ResourceValue&) { return resourceID % 4 != 0; });

@@ -243,12 +243,13 @@ TEST_P(DictionaryDatatypesTest, statisticsTellOfBothObjects) {
     std::vector<std::string> names;
     for (const std::unique_ptr<ComponentInfo>& child : componentInfo->getChildren())
         names.push_back(child->getName());
-    EXPECT_EQ((m_small < D_XSD_STRING
-                   ? std::vector<std::string>{"Data pool", "Data offsets", "Datatype bytes", "WordDatatype",
-                                              "StringDatatype", "Words", "StringDatatype probes", "Languages"}
-                   : std::vector<std::string>{"Data pool", "Data offsets", "Datatype bytes", "StringDatatype",
-                                              "WordDatatype", "StringDatatype probes", "Languages", "Words"}),
-              names);
+    EXPECT_EQ(
+        (m_small < D_XSD_STRING
+             ? std::vector<std::string>{"Data pool", "Data offsets", "Datatype bytes", "Fingerprints", "WordDatatype",
+                                        "StringDatatype", "Words", "StringDatatype probes", "Languages"}
+             : std::vector<std::string>{"Data pool", "Data offsets", "Datatype bytes", "Fingerprints", "StringDatatype",
+                                        "WordDatatype", "StringDatatype probes", "Languages", "Words"}),
+        names);
     for (const char* const name :
          {"http://www.w3.org/2001/XMLSchema#string", "http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral",
           WordDatatypeFactory::SMALL_NAME, WordDatatypeFactory::CAPITAL_NAME}) {

@@ -250,11 +250,12 @@ TEST_P(DictionaryTest, statisticsDescribeAllParts) {
     resolve("three@en", D_RDF_PLAIN_LITERAL);
     const std::unique_ptr<ComponentInfo> componentInfo = m_dictionary.getComponentInfo();
     EXPECT_EQ("Dictionary", componentInfo->getName());
-    ASSERT_EQ(4u, componentInfo->getChildren().size());
+    ASSERT_EQ(5u, componentInfo->getChildren().size());
     EXPECT_EQ("Data pool", componentInfo->getChildren()[0]->getName());
     EXPECT_EQ("Data offsets", componentInfo->getChildren()[1]->getName());
     EXPECT_EQ("Datatype bytes", componentInfo->getChildren()[2]->getName());
-    EXPECT_EQ("StringDatatype", componentInfo->getChildren()[3]->getName());
+    EXPECT_EQ("Fingerprints", componentInfo->getChildren()[3]->getName());
+    EXPECT_EQ("StringDatatype", componentInfo->getChildren()[4]->getName());
     using Metric = ComponentInfo::Metric;
     EXPECT_EQ(3u, componentInfo->getSumOverNumericMetric(Metric::NUMBER_OF_RESOURCES, std::nullopt));
     EXPECT_EQ(3u, componentInfo->getSumOverNumericMetric(Metric::NUMBER_OF_USED_BUCKETS, std::nullopt));
@@ -269,18 +270,18 @@ TEST_P(DictionaryTest, detailedStatisticsTellOfLanguagesProbesAndText) {
     resolve("eins@de", D_RDF_PLAIN_LITERAL);
     resolve("zwei@de", D_RDF_PLAIN_LITERAL);
     const std::unique_ptr<ComponentInfo> componentInfo = m_dictionary.getDetailedComponentInfo();
-    ASSERT_EQ(6u, componentInfo->getChildren().size());
+    ASSERT_EQ(7u, componentInfo->getChildren().size());
     using Metric = ComponentInfo::Metric;
     EXPECT_EQ(24u, componentInfo->getSumOverNumericMetric(Metric::BYTES_OF_TEXT, std::nullopt));
 
-    const ComponentInfo& probes = *componentInfo->getChildren()[4];
+    const ComponentInfo& probes = *componentInfo->getChildren()[5];
     EXPECT_EQ("StringDatatype probes", probes.getName());
     ASSERT_EQ(2u, probes.getChildren().size());
     EXPECT_EQ("xsd:string", probes.getChildren()[0]->getName());
     EXPECT_EQ("Average probe length (buckets)", probes.getChildren()[0]->getProperties()[0]->getLabel());
     EXPECT_EQ("1", probes.getChildren()[0]->getProperties()[0]->getValueText());
 
-    const ComponentInfo& languages = *componentInfo->getChildren()[5];
+    const ComponentInfo& languages = *componentInfo->getChildren()[6];
     ASSERT_EQ(2u, languages.getProperties().size());
     EXPECT_EQ("de", languages.getProperties()[0]->getLabel());
     EXPECT_EQ("2", languages.getProperties()[0]->getValueText());

@@ -147,6 +147,12 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, aLookupOfABatchWaitsForTheOutcomeO
     const OwnedLiterals literals = makeStrings(GROUP, "");
     auto& bucket = this->getHomeBucket(literals[0].m_lexicalForm);
     ASSERT_TRUE(getTable(this->m_fixture).tryClaim(bucket));
+    if (areFingerprintsUnderTest()) {
+        EXPECT_EQ((BatchAnswers{std::vector<uint64_t>(GROUP, 0)}), lookUpAtOnce(this->m_fixture, literals, EVERYTHING))
+            << "the fingerprint tells that nothing is there yet";
+        getTable(this->m_fixture).unclaim(bucket);
+        return;
+    }
     Worker worker(FIRST_SLOT, [&] { return lookUpAtOnce(this->m_fixture, literals, EVERYTHING); });
     waitUntil([&] { return this->isInside(FIRST_SLOT, D_XSD_STRING); });
     letOthersRun();

@@ -153,6 +153,11 @@ TYPED_TEST(StringDatatypeConcurrentTest, aLookupWaitsForTheOutcomeOfAnInsertion)
     DictionaryFixture<TypeParam> fixture;
     auto& bucket = getHomeBucket(fixture, "text");
     ASSERT_TRUE(getTable(fixture).tryClaim(bucket));
+    if (areFingerprintsUnderTest()) {
+        EXPECT_EQ(0u, fixture.tryResolve("text")) << "the fingerprint tells that nothing is there yet";
+        getTable(fixture).unclaim(bucket);
+        return;
+    }
     Worker<TypeParam> worker(fixture, 0, [&] { return fixture.tryResolve("text"); });
     worker.waitUntilInside();
     EXPECT_FALSE(worker.hasEnded());

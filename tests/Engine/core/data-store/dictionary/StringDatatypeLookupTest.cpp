@@ -30,8 +30,10 @@ void plant(DictionaryFixture<T>& fixture, const uint64_t resourceID, const std::
     ASSERT_TRUE(VirtualMemory::commit(reinterpret_cast<uint8_t*>(dataOffset) - distanceToPageBegin, getVMPageSize()));
     *dataOffset = fixture.m_dataPool.newDataChunk(nullptr, StringChunk::getChunkSizeFor(lexicalForm.size()));
     StringChunk::write(fixture.m_dataPool.getData() + *dataOffset, lexicalForm.data(), lexicalForm.size());
-    TablePeer::getBuckets(getTable(fixture, D_XSD_STRING))[getHome(lexicalForm, BUCKETS)].store(
-        static_cast<T>(resourceID));
+    auto& table = getTable(fixture, D_XSD_STRING);
+    const size_t home = getHome(lexicalForm, BUCKETS);
+    table.learnFingerprint(home, hashLexicalForm(lexicalForm.data(), lexicalForm.size()));
+    TablePeer::getBuckets(table)[home].store(static_cast<T>(resourceID));
 }
 
 } // namespace

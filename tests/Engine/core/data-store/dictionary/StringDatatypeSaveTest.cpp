@@ -221,7 +221,7 @@ TYPED_TEST(StringDatatypeSaveTest, loadingReplacesWhatWasThere) {
     EXPECT_EQ(1u, fixture.tryResolve("a"));
     EXPECT_EQ(0u, fixture.tryResolve("1"));
     EXPECT_EQ(tableBytes + fixture.m_dataPool.getCommittedBytes() + fixture.m_resourceDataOffsets.getCommittedBytes() +
-                  fixture.m_resourceFlags.getCommittedBytes(),
+                  fixture.m_resourceFlags.getCommittedBytes() + fixture.m_datatype.getFingerprintBytes(),
               fixture.getBytesInUse());
     expectSoundAtRest(StringDatatypeTestPeer::getTable(fixture.m_datatype, D_XSD_STRING));
 }

@@ -165,8 +165,8 @@ TYPED_TEST(StringDatatypeSlotTest, aLiteralThatIsRefusedTakesNoSlot) {
 
 TYPED_TEST(StringDatatypeSlotTest, aSingleOperationThatFailsLeavesItsSlot) {
     resolveAtOnce(this->m_fixture, makeMixture(1400, ""));
-    this->m_log->takeSteps();
     const MemoryShortage shortage(this->m_fixture.m_memoryManager, 0);
+    this->m_log->takeSteps();
     for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL}) {
         EXPECT_THROW(this->m_fixture.resolve("one more@en", datatypeID), MemoryExhaustedException);
         EXPECT_EQ(this->getOneStay(datatypeID), this->getStays(this->m_log->takeSteps())) << "the table cannot grow";
@@ -175,8 +175,8 @@ TYPED_TEST(StringDatatypeSlotTest, aSingleOperationThatFailsLeavesItsSlot) {
 
 TYPED_TEST(StringDatatypeSlotTest, aStringWithoutRoomLeavesItsSlot) {
     this->m_fixture.resolve("text");
-    this->m_log->takeSteps();
     const MemoryShortage shortage(this->m_fixture.m_memoryManager, 0);
+    this->m_log->takeSteps();
     EXPECT_THROW(this->m_fixture.resolve(std::string(size_t(1) << 20, 'x')), MemoryExhaustedException);
     EXPECT_EQ(this->getOneStay(D_XSD_STRING), this->getStays(this->m_log->takeSteps()));
 }
