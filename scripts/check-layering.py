@@ -56,6 +56,7 @@ POSIX_HEADERS = set("""
 RESERVED_HEADERS = {
     "sys/mman.h": [f"{SYSTEM}/VirtualMemory.cpp"],
     "xxhash.h": [f"{DATA_STORE}/Checksum.cpp"],
+    "emmintrin.h": [f"{COLLECTIONS}/Fingerprints.h"],
     "immintrin.h": [f"{DICTIONARY}/LexicalFormLanesAVX2.cpp", f"{DICTIONARY}/LexicalFormLanesAVX512.cpp"],
 }
 

@@ -38,7 +38,8 @@ class FileLock;
 ///            resolves; lookups and reads may go on. save and verify: while no thread resolves, commits or rolls back.
 ///            Construction, compact and destruction: alone.
 /// Errors     MelnarException for a literal that is not one of its datatype, for a datatype or a resource that does not
-///            exist, and when the largest number of resources is reached; MemoryExhaustedException at the memory limit;
+///            exist, and when the largest number of resources is reached; HashCollisionException for a new literal that
+///            collides with too many others (see DictionaryOptions); MemoryExhaustedException at the memory limit;
 ///            SystemCallException when the system has no more memory; std::bad_alloc from what an operation collects
 ///            beside the dictionary, which the memory limit does not count. None of them changes the dictionary.
 ///
@@ -73,15 +74,17 @@ public:
                                 uint8_t datatypeID) const;
 
     /// Resolves the literals of a batch, of any size and mixture of datatypes, several times faster than one after the
-    /// other and with the same answers: literals that are new get their IDs in the order of the entries. Each literal
-    /// appears at once, the batch as a whole does not: other threads may see a part of it. A literal that
-    /// resolveResource would refuse spoils no other: its entry is answered with 0, and a failure is appended. Failures
-    /// come in ascending order of their entries. A literal that is there is found even where there is no memory for its
-    /// hash table to grow, and resolveResource would fail. Throws only std::bad_alloc, when there is no memory for a
-    /// failure; some literals are resolved then.
+    /// other. New literals get their IDs in the order of the entries. Groups of entries are looked up, in no defined
+    /// order, before the first of the group is created: so an answer is one that resolveResource could have given at
+    /// some moment of the call. Each literal appears atomically, the batch as a whole does not: other threads may see a
+    /// part of it. A literal that resolveResource would refuse spoils no other: its entry is answered with 0, and a
+    /// failure is appended. Failures come in ascending order of their entries. A literal that exists before the call is
+    /// found even where there is no memory for its hash table to grow, and resolveResource would fail. Throws only
+    /// std::bad_alloc, when there is no memory for a failure; some literals are resolved then.
     void resolveResources(DictionaryThread& thread, std::span<BatchEntry> entries, std::vector<BatchFailure>& failures);
 
-    /// Looks the literals of a batch up, as tryResolveResource would one after the other. Failures as above.
+    /// Looks the literals of a batch up, in no defined order: each answer is one that tryResolveResource could have given
+    /// at some moment of the call. Failures as above.
     void tryResolveResources(DictionaryCommitPoint commitPoint, std::span<BatchEntry> entries,
                              std::vector<BatchFailure>& failures) const;
 

@@ -114,16 +114,19 @@ public:
     /// or deletes. The default adds none.
     virtual void addDetailedComponentInfo(ComponentInfo& dictionary) const;
 
-    /// Resolves the literals of a batch, of any size, as resolveResource would one after the other: literals that are
-    /// new get their IDs in the order of the entries. Each literal appears at once, the batch as a whole does not:
-    /// other threads may see a part of it. A literal that resolveResource would refuse, or for which there is no
-    /// memory, spoils no other: its entry is answered with 0, and a failure is appended. Failures come in ascending
-    /// order of their entries. What is there may be found without quota for an insertion, and so even where the table
-    /// cannot grow. Throws std::bad_alloc when there is no memory for a failure; a part is resolved then.
+    /// Resolves the literals of a batch, of any size. New literals get their IDs in the order of the entries. All of a
+    /// group of entries are looked up, in no defined order, before the first one is created: so an answer is one that
+    /// resolveResource could have given at some moment of the call, and while other threads withdraw literals, two
+    /// equal entries may get different ones. Each literal appears atomically, the batch as a whole does not: other
+    /// threads may see a part of it. A literal that resolveResource would refuse, or for which there is no memory,
+    /// spoils no other: its entry is answered with 0, and a failure is appended. Failures come in ascending order of
+    /// their entries. Literals that exist before the call are found without quota for an insertion, and so even where
+    /// the table cannot grow. Throws std::bad_alloc when there is no memory for a failure; a part is resolved then.
     virtual void resolveResources(DictionaryThreadContext* threadContext, std::span<BatchEntry> entries,
                                   std::vector<BatchFailure>& failures);
 
-    /// Looks the literals of a batch up, as tryResolveResource would one after the other. Failures as above.
+    /// Looks the literals of a batch up, in no defined order: each answer is one that tryResolveResource could have given
+    /// at some moment of the call. Failures as above.
     virtual void tryResolveResources(DictionaryCommitPoint commitPoint, std::span<BatchEntry> entries,
                                      std::vector<BatchFailure>& failures) const;
 

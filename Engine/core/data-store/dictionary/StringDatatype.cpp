@@ -319,7 +319,7 @@ void StringDatatype<T>::addDetailedComponentInfo(ComponentInfo& dictionary) cons
     LanguageCounts languages;
     const uint64_t endResourceID = std::min(m_nextResourceID.load(std::memory_order_relaxed), m_resourceFlags.getEnd());
     for (uint64_t resourceID = 1; resourceID < endResourceID; ++resourceID)
-        if (m_resourceFlags[resourceID].load(std::memory_order_acquire) == D_RDF_PLAIN_LITERAL) {
+        if (m_resourceFlags[resourceID].load(std::memory_order_acquire) == D_RDF_PLAIN_LITERAL) { // D2
             const StringChunk chunk = m_plainLiteralTable.getPolicy().getChunk(resourceID);
             languages.add({chunk.getLexicalForm(), chunk.getLexicalFormLength()});
         }

@@ -91,7 +91,7 @@ void StringDatatypeStreamValidator<T>::prepareTable() {
 
 template<class T>
 void StringDatatypeStreamValidator<T>::checkHeader() const {
-    const uint64_t numberOfBuckets = m_header.m_numberOfBuckets;
+    const uint64_t numberOfBuckets = m_header.m_bucketCount;
     if (!std::has_single_bit(numberOfBuckets) || numberOfBuckets < ParallelHashTableHeader::MINIMUM_NUMBER_OF_BUCKETS)
         reportDamage("it has " + std::to_string(numberOfBuckets) + " buckets.");
     if (m_regionCapacity > LARGEST_REGION || m_regionEnd > m_regionCapacity || numberOfBuckets > m_regionEnd)
@@ -100,8 +100,8 @@ void StringDatatypeStreamValidator<T>::checkHeader() const {
     if (m_header.m_resizeThreshold != ParallelHashTableHeader::getResizeThreshold(numberOfBuckets))
         reportDamage("its resize threshold is " + std::to_string(m_header.m_resizeThreshold) + ".");
     const uint64_t quotas = m_header.getSumOfInsertionQuotas();
-    if (m_header.m_numberOfUsedBuckets > m_header.m_resizeThreshold || quotas > m_header.m_numberOfUsedBuckets)
-        reportDamage("it claims " + std::to_string(m_header.m_numberOfUsedBuckets) + " used buckets, " +
+    if (m_header.m_usedBucketCount > m_header.m_resizeThreshold || quotas > m_header.m_usedBucketCount)
+        reportDamage("it claims " + std::to_string(m_header.m_usedBucketCount) + " used buckets, " +
                      std::to_string(quotas) + " of them reserved.");
 }
 
@@ -110,7 +110,7 @@ void StringDatatypeStreamValidator<T>::checkBucket(const uint64_t value) {
     const uint64_t bucketNumber = m_seenBuckets++;
     if (value == DatatypePolicy<T>::EMPTY_BUCKET)
         return;
-    if (bucketNumber >= m_header.m_numberOfBuckets)
+    if (bucketNumber >= m_header.m_bucketCount)
         reportDamage("bucket " + std::to_string(bucketNumber) + ", beyond its last, is in use.");
     if (value == DatatypePolicy<T>::BUCKET_DELETED) {
         ++m_seenDeletedBuckets;
@@ -131,10 +131,10 @@ void StringDatatypeStreamValidator<T>::finishTable() const {
     for (uint64_t resourceID = 1; resourceID < m_endResourceID; ++resourceID)
         if (getDatatypeID(resourceID) == TABLE_DATATYPE_IDS[m_tableNumber - 1] && !m_isInTable[resourceID])
             reportDamage("it lacks resource " + std::to_string(resourceID) + ".");
-    const uint64_t nonEmptyBuckets = m_header.m_numberOfUsedBuckets - m_header.getSumOfInsertionQuotas();
-    if (m_seenDeletedBuckets != m_header.m_numberOfDeletedBuckets ||
+    const uint64_t nonEmptyBuckets = m_header.m_usedBucketCount - m_header.getSumOfInsertionQuotas();
+    if (m_seenDeletedBuckets != m_header.m_deletedBucketCount ||
         m_seenLiveBuckets + m_seenDeletedBuckets != nonEmptyBuckets)
-        reportDamage("its counters tell of " + std::to_string(m_header.m_numberOfDeletedBuckets) + " deleted and " +
+        reportDamage("its counters tell of " + std::to_string(m_header.m_deletedBucketCount) + " deleted and " +
                      std::to_string(nonEmptyBuckets) + " non-empty buckets, but " +
                      std::to_string(m_seenDeletedBuckets) + " and " +
                      std::to_string(m_seenLiveBuckets + m_seenDeletedBuckets) + " are there.");

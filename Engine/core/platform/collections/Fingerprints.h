@@ -43,7 +43,7 @@
 /// probe that looks at the bucket itself, EMPTY.
 ///
 /// The idea of short hashes beside the slots, compared in parallel, is that of Swiss tables (Abseil's flat_hash_map)
-/// and of F14 (Folly).
+/// and of the hash tables of Folly.
 class Fingerprints : private Unmovable {
 public:
     static constexpr size_t GROUP_SIZE = 16;
@@ -100,8 +100,8 @@ public:
     size_t getCommittedBytes() const noexcept { return m_region.getCommittedBytes(); }
 
     uint8_t operator[](const size_t index) const noexcept {
-        return m_data[index].load(std::memory_order_acquire);
-    } // H2
+        return m_data[index].load(std::memory_order_acquire); // H2
+    }
 
     /// Stores a fingerprint, if there are any.
     void set(const size_t index, const uint8_t fingerprint) noexcept {

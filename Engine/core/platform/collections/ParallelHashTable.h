@@ -24,13 +24,14 @@
 /// A bucket holds a number; what the number stands for, its hash and its equality with a query are the policy's. A
 /// policy provides Bucket (std::atomic<BucketValue>), BucketValue (an unsigned integer), the values EMPTY_BUCKET (0),
 /// BUCKET_IN_PROGRESS and BUCKET_DELETED, and `uint64_t getHash(BucketValue) const` for a stored number. It may provide
-/// `void getHashes(const BucketValue*, size_t, uint64_t*) const`, the same for up to REHASH_BLOCK_SIZE numbers at once.
+/// `void getHashes(const BucketValue*, size_t, uint64_t*) const`, the same for up to REHASH_BLOCK_SIZE numbers together.
 ///
 /// Units      Counters count buckets.
 /// Ownership  Owns its bucket array; the memory manager and what the policy refers to must outlive it.
 /// Threads    Everything that takes a ThreadContext: any threads at once, each holding the slot it passes, best through
 ///            Operation; so are the buckets. initialize, clear, shrinkToFit, reinsert, save, load and destruction:
-///            alone. The counters: any time. getProbeLengths: while nobody inserts.
+///            enableFingerprints: alone. giveUpFingerprints: any threads, each without a slot. The counters: any time.
+///            getProbeLengths: while nobody inserts.
 /// Errors     initialize, load, startHandleResize and reserveInsertionQuota pass on the failures of MemoryRegion; load
 ///            also rejects a stream that is not a table's; save and load pass on those of the stream. getProbeLengths
 ///            throws std::bad_alloc. The rest does not fail.
@@ -38,12 +39,16 @@
 /// You give up: reuse of a deleted entry's bucket before the next rehash; a reader that meets a bucket in progress
 /// waits for its inserter. You get: no lock on any common path, and one shared counter update per 100 insertions.
 ///
+/// A table can keep a byte of hash for each bucket, by which probes pass the buckets of other entries; see
+/// Fingerprints. They change no answer and no state of a bucket, and are never saved.
+///
 /// BUCKET STATES   EMPTY -claim-> IN_PROGRESS -publish-> number -delete-> DELETED;  IN_PROGRESS -fail-> EMPTY
 ///                 A rehash copies numbers only, into an array of EMPTY buckets.
 ///
 /// INVARIANTS      B1 a bucket changes only along an arrow, and only the claimer moves it out of IN_PROGRESS
 ///                 B2 an entry is found by probing from its home bucket before the first EMPTY bucket, as no bucket
-///                    that a probe has passed ever becomes EMPTY again: whoever meets IN_PROGRESS waits
+///                    that a probe has passed ever becomes EMPTY again: a probe that meets IN_PROGRESS waits, unless
+///                    the fingerprint tells that another entry is certain to come there (F2)
 ///                 B3 a number is in at most one bucket
 ///                 B4 used buckets = buckets that are not EMPTY + sum of the slots' quotas, whenever no insertion or
 ///                    resize is under way; so an insertion that has quota always finds an EMPTY bucket

@@ -30,10 +30,10 @@ struct ParallelHashTableHeader {
 
     void save(OutputStream& outputStream) const {
         outputStream.writeString(MARKER);
-        outputStream.writeUInt64(m_numberOfBuckets);
+        outputStream.writeUInt64(m_bucketCount);
         outputStream.writeUInt64(m_resizeThreshold);
-        outputStream.writeUInt64(m_numberOfUsedBuckets);
-        outputStream.writeUInt64(m_numberOfDeletedBuckets);
+        outputStream.writeUInt64(m_usedBucketCount);
+        outputStream.writeUInt64(m_deletedBucketCount);
         for (const uint32_t insertionQuota : m_insertionQuotas)
             outputStream.writeUInt32(insertionQuota);
     }
@@ -43,10 +43,10 @@ struct ParallelHashTableHeader {
     bool load(InputStream& inputStream) {
         if (!inputStream.readsString(MARKER))
             return false;
-        m_numberOfBuckets = inputStream.readUInt64();
+        m_bucketCount = inputStream.readUInt64();
         m_resizeThreshold = inputStream.readUInt64();
-        m_numberOfUsedBuckets = inputStream.readUInt64();
-        m_numberOfDeletedBuckets = inputStream.readUInt64();
+        m_usedBucketCount = inputStream.readUInt64();
+        m_deletedBucketCount = inputStream.readUInt64();
         for (uint32_t& insertionQuota : m_insertionQuotas)
             insertionQuota = inputStream.readUInt32();
         return true;
@@ -59,9 +59,9 @@ struct ParallelHashTableHeader {
         return sum;
     }
 
-    uint64_t m_numberOfBuckets = 0;
+    uint64_t m_bucketCount = 0;
     uint64_t m_resizeThreshold = 0;
-    uint64_t m_numberOfUsedBuckets = 0; // buckets that are not empty, and the sum of the quotas
-    uint64_t m_numberOfDeletedBuckets = 0;
+    uint64_t m_usedBucketCount = 0; // buckets that are not empty, and the sum of the quotas
+    uint64_t m_deletedBucketCount = 0;
     std::array<uint32_t, NUMBER_OF_THREAD_CONTEXT_INDICES> m_insertionQuotas{}; // by thread slot
 };

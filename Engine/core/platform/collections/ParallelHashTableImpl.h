@@ -204,10 +204,10 @@ void ParallelHashTable<Policy>::shrinkToFit(const size_t minimumNumberOfBuckets)
 template<class Policy>
 ParallelHashTableHeader ParallelHashTable<Policy>::getHeader() const noexcept {
     ParallelHashTableHeader header;
-    header.m_numberOfBuckets = getNumberOfBuckets();
+    header.m_bucketCount = getNumberOfBuckets();
     header.m_resizeThreshold = m_resizeThreshold;
-    header.m_numberOfUsedBuckets = m_numberOfUsedBuckets.load(std::memory_order_relaxed);
-    header.m_numberOfDeletedBuckets = getNumberOfDeletedBuckets();
+    header.m_usedBucketCount = m_numberOfUsedBuckets.load(std::memory_order_relaxed);
+    header.m_deletedBucketCount = getNumberOfDeletedBuckets();
     for (size_t index = 0; index < NUMBER_OF_THREAD_CONTEXTS; ++index)
         header.m_insertionQuotas[index] = m_threadContexts[index].getInsertionQuota();
     return header;
@@ -215,10 +215,10 @@ ParallelHashTableHeader ParallelHashTable<Policy>::getHeader() const noexcept {
 
 template<class Policy>
 void ParallelHashTable<Policy>::setHeader(const ParallelHashTableHeader& header) noexcept {
-    m_numberOfBuckets.store(header.m_numberOfBuckets, std::memory_order_relaxed);
+    m_numberOfBuckets.store(header.m_bucketCount, std::memory_order_relaxed);
     m_resizeThreshold = header.m_resizeThreshold;
-    m_numberOfUsedBuckets.store(header.m_numberOfUsedBuckets, std::memory_order_relaxed);
-    m_numberOfDeletedBuckets.store(header.m_numberOfDeletedBuckets, std::memory_order_relaxed);
+    m_numberOfUsedBuckets.store(header.m_usedBucketCount, std::memory_order_relaxed);
+    m_numberOfDeletedBuckets.store(header.m_deletedBucketCount, std::memory_order_relaxed);
     for (size_t index = 0; index < NUMBER_OF_THREAD_CONTEXTS; ++index)
         m_threadContexts[index].setInsertionQuota(header.m_insertionQuotas[index]);
 }

@@ -164,6 +164,8 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, aLookupOfABatchWaitsForTheOutcomeO
 // The batch has looked for its strings in one table and waits in the other one. The first table, where it holds no
 // slot, grows meanwhile: where its probes ended there is no longer a place.
 TYPED_TEST(StringDatatypeBatchConcurrentTest, oneTableGrowsWhileABatchWaitsInTheOther) {
+    if (areFingerprintsUnderTest())
+        GTEST_SKIP() << "a batch that only looks does not wait then, so nothing can grow meanwhile";
     OwnedLiterals literals = makeStrings(GROUP / 2, "a ", D_XSD_STRING);
     const OwnedLiterals others = makeStrings(GROUP / 2, "b ", D_RDF_PLAIN_LITERAL);
     literals.insert(literals.end(), others.begin(), others.end());
@@ -191,6 +193,8 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, oneTableGrowsWhileABatchWaitsInThe
 // The batch has no quota left and waits for a bucket while another thread begins a resize, which waits for the batch's
 // slot. When the batch goes on, it joins the resize: its buckets have moved.
 TYPED_TEST(StringDatatypeBatchConcurrentTest, aBatchJoinsTheResizeThatWaitsForIt) {
+    if (areFingerprintsUnderTest())
+        GTEST_SKIP() << "a batch that only looks does not wait then, so no resize can wait for it";
     resolveAtOnce(this->m_fixture, makeStrings(700, "old "));
     ASSERT_EQ(BUCKETS, getTable(this->m_fixture).getNumberOfBuckets());
     OwnedLiterals literals = makeStrings(GROUP - 1, "new ");

@@ -101,7 +101,7 @@ TYPED_TEST(StringDatatypeRestoreConcurrentTest, tablesAndRegionsGrowUnderRestori
     EXPECT_EQ(RESOURCES / 3, getTable(fixture, D_RDF_PLAIN_LITERAL).getNumberOfNonEmptyBuckets());
     EXPECT_EQ(RESOURCES - RESOURCES / 3, getTable(fixture).getNumberOfNonEmptyBuckets());
     EXPECT_EQ(tableBytes + fixture.m_dataPool.getCommittedBytes() + fixture.m_resourceDataOffsets.getCommittedBytes() +
-                  fixture.m_resourceFlags.getCommittedBytes(),
+                  fixture.m_resourceFlags.getCommittedBytes() + fixture.m_datatype.getFingerprintBytes(),
               fixture.getBytesInUse());
     expectSound(fixture);
 }

@@ -17,10 +17,10 @@ constexpr size_t HEADER_BYTES = MARKER_BYTES + 4 * 8 + 256 * 4;
 /// Numbers that differ in every byte, and in every field.
 ParallelHashTableHeader makeHeader() {
     ParallelHashTableHeader header;
-    header.m_numberOfBuckets = 0x0102030405060708;
+    header.m_bucketCount = 0x0102030405060708;
     header.m_resizeThreshold = 0x1112131415161718;
-    header.m_numberOfUsedBuckets = 0x2122232425262728;
-    header.m_numberOfDeletedBuckets = 0x3132333435363738;
+    header.m_usedBucketCount = 0x2122232425262728;
+    header.m_deletedBucketCount = 0x3132333435363738;
     header.m_insertionQuotas[0] = 0x41424344;
     header.m_insertionQuotas[255] = 0x51525354;
     return header;
