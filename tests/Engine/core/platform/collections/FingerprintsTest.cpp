@@ -75,6 +75,7 @@ protected:
         fingerprints.copy(3, 5);
         fingerprints.clear();
         fingerprints.truncate(16);
+        fingerprints.truncate(8);
         expectNone();
         fingerprints.deinitialize();
         expectNone();
@@ -205,6 +206,14 @@ TEST_F(FingerprintsTest, truncateKeepsTheFirstAndGivesPagesBack) {
     EXPECT_TRUE(m_fingerprints.areComplete());
     for (size_t index = 0; index < 2 * m_pageSize; ++index)
         ASSERT_EQ(index < m_pageSize + 64 ? index % 255 + 1 : 0, m_fingerprints[index]) << index;
+}
+
+TEST_F(FingerprintsTest, truncateToLessThanAGroupLeavesNone) {
+    m_fingerprints.initialize(1024, true);
+    m_fingerprints.truncate(Fingerprints::GROUP_SIZE);
+    EXPECT_TRUE(m_fingerprints.areComplete());
+    m_fingerprints.truncate(Fingerprints::GROUP_SIZE / 2);
+    expectNoneAndHarmless(m_fingerprints, m_memoryManager);
 }
 
 TEST_F(FingerprintsTest, areCompleteAsInitializeSaysUntilTheyAreGone) {
