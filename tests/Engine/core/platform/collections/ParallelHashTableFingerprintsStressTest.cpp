@@ -4,6 +4,7 @@
 #include "tests/Engine/core/platform/collections/RandomNumbers.h"
 #include "tests/Engine/core/platform/collections/ScopedThreadContextIndex.h"
 #include "tests/Engine/core/platform/collections/TableChecks.h"
+#include "tests/Engine/core/platform/collections/WaitOrAbort.h"
 #include "tests/support/RepeatUntilDeadline.h"
 #include "tests/support/RunTogether.h"
 
@@ -44,16 +45,18 @@ struct Events {
 };
 
 /// Threads that insert, look up and delete. All insert the same shared keys; each has keys of its own, of which the
-/// latest stay.
+/// latest stay. If another thread meddles with the fingerprints, each of them lets it have a turn now and then.
 template<class T>
 class Workers {
 public:
     using Keyed = KeyedTable<T>;
     using Policy = typename Keyed::Policy;
 
-    Workers(Keyed& keyed, const uint32_t numberOfThreads, const uint32_t numberOfSteps, Events& events)
-        : m_keyed(keyed), m_numberOfThreads(numberOfThreads), m_numberOfSteps(numberOfSteps), m_events(events),
-          m_numbersOfSharedKeys(numberOfThreads, std::vector<T>(SHARED_KEYS, 0)), m_stepsDone(0) {}
+    Workers(Keyed& keyed, const uint32_t numberOfThreads, const uint32_t numberOfSteps, const bool isMeddledWith,
+            Events& events)
+        : m_keyed(keyed), m_numberOfThreads(numberOfThreads), m_numberOfSteps(numberOfSteps),
+          m_isMeddledWith(isMeddledWith), m_events(events),
+          m_numbersOfSharedKeys(numberOfThreads, std::vector<T>(SHARED_KEYS, 0)), m_stepsDone(0), m_turns(0) {}
 
     /// The number of entries that they make in all.
     static size_t getNumberOfEntries(const uint32_t numberOfThreads, const uint32_t numberOfSteps) {
@@ -79,6 +82,8 @@ public:
                 EXPECT_EQ(T(0), lookUp(getKey(thread, step - WINDOW)));
                 EXPECT_EQ(T(0), m_keyed.find(getKey(thread, step - random.below(step - WINDOW + 1) - WINDOW)));
             }
+            if (m_isMeddledWith && step % 64 == 0)
+                waitForATurn();
             m_stepsDone.fetch_add(1, std::memory_order_relaxed);
         }
         for (uint32_t key = 0; key < SHARED_KEYS; ++key)
@@ -88,7 +93,13 @@ public:
     /// Steps that all threads have done together.
     size_t getStepsDone() const { return m_stepsDone.load(std::memory_order_relaxed); }
 
-    size_t getNumberOfSteps() const { return size_t(m_numberOfThreads) * m_numberOfSteps; }
+    bool areDone() const { return getStepsDone() == size_t(m_numberOfThreads) * m_numberOfSteps; }
+
+    /// Ends a turn of the thread that meddles.
+    void endTurn() {
+        m_turns.fetch_add(1, std::memory_order_relaxed);
+        std::this_thread::yield();
+    }
 
     /// After the work.
     void check() {
@@ -109,6 +120,12 @@ public:
     }
 
 private:
+    void waitForATurn() const {
+        const size_t turns = m_turns.load(std::memory_order_relaxed);
+        waitOrAbort("a turn of the thread that meddles",
+                    [&] { return m_turns.load(std::memory_order_relaxed) != turns; });
+    }
+
     void resolveSharedKey(const uint32_t thread, const uint32_t key) {
         T& number = m_numbersOfSharedKeys[thread][key];
         if (number == 0)
@@ -146,43 +163,44 @@ private:
     Keyed& m_keyed;
     const uint32_t m_numberOfThreads;
     const uint32_t m_numberOfSteps;
+    const bool m_isMeddledWith;
     Events& m_events;
     std::vector<std::vector<T>> m_numbersOfSharedKeys; // each thread has one of them to itself
     std::atomic<size_t> m_stepsDone;
+    std::atomic<size_t> m_turns;
 };
 
 /// Gives the fingerprints up again and again while the workers work, each time some steps later.
 template<class T>
-void giveUpRepeatedly(KeyedTable<T>& keyed, const Workers<T>& workers, const uint32_t seed, Events& events) {
+void giveUpRepeatedly(KeyedTable<T>& keyed, Workers<T>& workers, const uint32_t seed, Events& events) {
     constexpr uint32_t MAXIMUM_DISTANCE = 800;
     RandomNumbers random(seed);
     size_t nextStep = random.below(MAXIMUM_DISTANCE);
     size_t timesGivenUp = 0;
-    while (nextStep < workers.getNumberOfSteps()) {
-        if (workers.getStepsDone() < nextStep) {
-            std::this_thread::yield();
-            continue;
+    while (!workers.areDone()) {
+        if (workers.getStepsDone() >= nextStep) {
+            timesGivenUp += keyed.m_table.giveUpFingerprints() ? size_t(1) : 0;
+            nextStep = workers.getStepsDone() + random.below(MAXIMUM_DISTANCE);
         }
-        timesGivenUp += keyed.m_table.giveUpFingerprints() ? size_t(1) : 0;
-        nextStep = workers.getStepsDone() + random.below(MAXIMUM_DISTANCE);
+        workers.endTurn();
     }
     Events::count(events.m_returns, timesGivenUp - std::min(timesGivenUp, size_t(1)));
 }
 
 /// Forgets fingerprints of an incomplete table and gives tombstones those of keys, while the workers work.
 template<class T>
-void forgetAndForge(KeyedTable<T>& keyed, const Workers<T>& workers, const uint32_t numberOfThreads,
-                    const uint32_t seed, Events& events) {
+void forgetAndForge(KeyedTable<T>& keyed, Workers<T>& workers, const uint32_t numberOfThreads, const uint32_t seed,
+                    Events& events) {
     RandomNumbers random(seed);
     auto& table = keyed.m_table;
     auto& fingerprints = Peer::getFingerprints(table);
-    while (workers.getStepsDone() < workers.getNumberOfSteps()) {
+    while (!workers.areDone()) {
         {
             const typename KeyedTable<T>::Operation operation(table);
             ASSERT_TRUE(fingerprints.exist());
             ASSERT_FALSE(fingerprints.areComplete());
             const auto step = static_cast<uint32_t>(workers.getStepsDone() / numberOfThreads);
-            for (uint32_t attempt = 0; attempt < 16; ++attempt) {
+            for (uint32_t attempt = 0; attempt < 64; ++attempt) {
                 // A bucket in the probe of a key that is likely to be looked up.
                 const uint64_t key = attempt % 4 == 0
                                          ? 1 + random.below(SHARED_KEYS)
@@ -201,7 +219,7 @@ void forgetAndForge(KeyedTable<T>& keyed, const Workers<T>& workers, const uint3
                 }
             }
         }
-        std::this_thread::yield();
+        workers.endTurn();
     }
 }
 
@@ -226,7 +244,7 @@ protected:
         constexpr uint32_t STEPS = 1000;
         KeyedTable<T> keyed(1024, Workers<T>::getNumberOfEntries(THREADS, STEPS) + 10);
         keyed.m_table.enableFingerprints();
-        Workers<T> workers(keyed, THREADS, STEPS, events);
+        Workers<T> workers(keyed, THREADS, STEPS, true, events);
         runTogether(THREADS + 1, [&](const size_t thread) {
             const ScopedThreadContextIndex index(thread < THREADS ? thread % SLOTS : 200);
             if (thread < THREADS)
@@ -244,7 +262,7 @@ protected:
         KeyedTable<T> keyed(NUMBER_OF_BUCKETS, Workers<T>::getNumberOfEntries(THREADS, STEPS) + 10);
         keyed.m_table.enableFingerprints();
         reload(keyed);
-        Workers<T> workers(keyed, THREADS, STEPS, events);
+        Workers<T> workers(keyed, THREADS, STEPS, true, events);
         runTogether(THREADS + 1, [&](const size_t thread) {
             const ScopedThreadContextIndex index(thread < THREADS ? thread % SLOTS : 200);
             if (thread < THREADS)
@@ -269,7 +287,7 @@ TYPED_TEST(ParallelHashTableFingerprintsStressTest, oneThreadPassesTheSameChecks
         keyed.m_table.enableFingerprints();
         if (isReloaded)
             reload(keyed);
-        Workers<TypeParam> workers(keyed, 1, 2000, events);
+        Workers<TypeParam> workers(keyed, 1, 2000, false, events);
         workers.work(0, 1);
         workers.check();
     }
