@@ -86,9 +86,11 @@ public:
         m_areComplete = true;
     }
 
-    /// Keeps the first ones.
+    /// Keeps the first ones, or none if they do not fill a group: a probe would find candidates beyond the last bucket.
     void truncate(const size_t numberOfBuckets) noexcept {
-        if (exist())
+        if (numberOfBuckets < GROUP_SIZE)
+            deinitialize();
+        else if (exist())
             m_region.truncate(numberOfBuckets);
     }
 
