@@ -37,10 +37,10 @@ std::string makeBytes() {
 }
 
 void expectEqual(const ParallelHashTableHeader& expected, const ParallelHashTableHeader& actual) {
-    EXPECT_EQ(expected.m_numberOfBuckets, actual.m_numberOfBuckets);
+    EXPECT_EQ(expected.m_bucketCount, actual.m_bucketCount);
     EXPECT_EQ(expected.m_resizeThreshold, actual.m_resizeThreshold);
-    EXPECT_EQ(expected.m_numberOfUsedBuckets, actual.m_numberOfUsedBuckets);
-    EXPECT_EQ(expected.m_numberOfDeletedBuckets, actual.m_numberOfDeletedBuckets);
+    EXPECT_EQ(expected.m_usedBucketCount, actual.m_usedBucketCount);
+    EXPECT_EQ(expected.m_deletedBucketCount, actual.m_deletedBucketCount);
     EXPECT_EQ(expected.m_insertionQuotas, actual.m_insertionQuotas);
 }
 
@@ -78,7 +78,7 @@ TEST(ParallelHashTableHeaderTest, aStreamThatEndsTooEarlyHasGivenTheFieldsBefore
         ParallelHashTableHeader header;
         EXPECT_THROW(header.load(input), MelnarException);
         ParallelHashTableHeader expected;
-        expected.m_numberOfBuckets = makeHeader().m_numberOfBuckets;
+        expected.m_bucketCount = makeHeader().m_bucketCount;
         expected.m_resizeThreshold = makeHeader().m_resizeThreshold;
         expectEqual(expected, header);
     }
