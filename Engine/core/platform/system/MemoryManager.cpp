@@ -41,7 +41,7 @@ void MemoryManager::removeReclaimable(ReclaimableMemory& memory) noexcept {
 bool MemoryManager::reclaim(const size_t knownNumberOfReclaims) noexcept {
     const std::lock_guard<std::mutex> lock(m_reclaimMutex);
     const auto hasReclaimed = [&] {
-        return m_numberOfReclaims.load(std::memory_order_acquire) != knownNumberOfReclaims;
+        return m_numberOfReclaims.load(std::memory_order_acquire) != knownNumberOfReclaims; // E2
     };
     if (hasReclaimed())
         return true;
