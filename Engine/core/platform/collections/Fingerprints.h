@@ -61,7 +61,7 @@ public:
     /// Makes a fingerprint for each of so many buckets, all unknown, or none if there is no memory for them.
     /// `areComplete` says whether no bucket has an entry.
     void initialize(const size_t numberOfBuckets, const bool areComplete) noexcept {
-        m_data = nullptr;
+        deinitialize();
         try {
             m_region.initialize(numberOfBuckets);
             m_region.ensureEndAtLeast(numberOfBuckets);
@@ -74,8 +74,11 @@ public:
 
     /// Gives the memory back.
     void deinitialize() noexcept {
+        if (!exist())
+            return;
         m_data = nullptr;
         m_region.deinitialize();
+        m_region.getMemoryManager().noteReclaim();
     }
 
     /// Forgets all fingerprints of a table that becomes empty.

@@ -36,15 +36,19 @@ void MemoryManager::removeReclaimable(ReclaimableMemory& memory) noexcept {
     *place = memory.m_next;
 }
 
-/// Returns whether memory was given back since the caller knew the number of reclaims, by this call or another one.
+/// Returns whether memory was given back since the caller knew the number of reclaims, by this call, by another one or
+/// by its owner.
 bool MemoryManager::reclaim(const size_t knownNumberOfReclaims) noexcept {
     const std::lock_guard<std::mutex> lock(m_reclaimMutex);
-    if (m_numberOfReclaims.load(std::memory_order_relaxed) != knownNumberOfReclaims)
+    const auto hasReclaimed = [&] {
+        return m_numberOfReclaims.load(std::memory_order_acquire) != knownNumberOfReclaims; // E2
+    };
+    if (hasReclaimed())
         return true;
     bool isReclaimed = false;
     for (ReclaimableMemory* memory = m_firstReclaimable; memory != nullptr; memory = memory->m_next)
         isReclaimed = memory->reclaim() || isReclaimed;
     if (isReclaimed)
-        m_numberOfReclaims.fetch_add(1, std::memory_order_relaxed);
-    return isReclaimed;
+        noteReclaim();
+    return hasReclaimed();
 }

@@ -11,11 +11,17 @@
 /// Keeps one store within its memory limit: every committed page is charged here before it is committed.
 ///
 /// Units    Bytes.
-/// Threads  Any operation, any threads, any time. The counters order nothing but themselves, so relaxed accesses do.
+/// Threads  Any operation, any threads, any time. The charges order nothing but themselves, so relaxed accesses do.
 /// Errors   allocate throws MemoryExhaustedException and charges nothing.
 ///
 /// Some memory only makes work faster (ReclaimableMemory). It is charged like all other, and given back as soon as an
 /// operation fails without it: so it never makes anything fail.
+///
+/// MEMORY ORDERS
+///   #   operation                order    pairs with   makes visible                              checked by
+///   E1  number of reclaims + 1   release  E2           that the memory's charge is gone           argued
+///   E2  read it, load            acquire  E1                                                      argued
+/// Argued: nothing but atomics is read across.
 class MemoryManager : private Unmovable {
 public:
     /// `reservedBytes` is the limit; nothing is set aside or touched.
@@ -31,13 +37,17 @@ public:
     void addReclaimable(ReclaimableMemory& memory) noexcept;
     void removeReclaimable(ReclaimableMemory& memory) noexcept;
 
+    /// Tells that an owner of reclaimable memory has given some back without being asked: an operation that has failed
+    /// for it is performed again. Takes no lock.
+    void noteReclaim() noexcept { m_numberOfReclaims.fetch_add(1, std::memory_order_release); } // E1
+
     /// Performs an operation. If it runs out of memory, lets all reclaimable memory be given back and performs it
     /// again; fails only if there is none. The operation must undo its work when it fails. The caller holds nothing
     /// that the owners of reclaimable memory wait for.
     template<class Operation>
     [[gnu::always_inline]] auto withReclaim(const Operation& operation) -> decltype(operation()) {
         for (;;) {
-            const size_t numberOfReclaims = m_numberOfReclaims.load(std::memory_order_relaxed);
+            const size_t numberOfReclaims = m_numberOfReclaims.load(std::memory_order_acquire); // E2
             try {
                 return operation();
             } catch (const MemoryExhaustedException&) {

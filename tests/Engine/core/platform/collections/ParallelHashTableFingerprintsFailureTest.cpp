@@ -190,6 +190,28 @@ TYPED_TEST(ParallelHashTableFingerprintsFailureTest, aResizeThatFailsForThemAlon
     numbers.expectSound();
 }
 
+// What another thread can do between an operation's failure and its request for memory, the operation does itself.
+TYPED_TEST(ParallelHashTableFingerprintsFailureTest, anOperationThatFailsJustBeforeAResizeDropsThemIsPerformedAgain) {
+    const size_t room = this->getBucketBytes(4096) + this->getBucketBytes(8192) + this->getFingerprintBytes(4096);
+    FingerprintTable<TypeParam> numbers(4096, &NumberPolicy<TypeParam>::identity, room);
+    numbers.insertRange(1, 1001);
+    const size_t wantedBytes = numbers.m_memoryManager.getFreeBytes() + 1;
+    size_t attempts = 0;
+    EXPECT_NO_THROW(numbers.m_memoryManager.withReclaim([&] {
+        try {
+            ++attempts;
+            numbers.m_memoryManager.allocate(this->getFingerprintBytes(4096) + (attempts == 1 ? wantedBytes : 0));
+        } catch (const MemoryExhaustedException&) {
+            numbers.resize();
+            EXPECT_FALSE(numbers.getFingerprints().exist());
+            throw;
+        }
+    }));
+    EXPECT_EQ(2u, attempts);
+    numbers.m_memoryManager.deallocate(this->getFingerprintBytes(4096));
+    numbers.expectSound();
+}
+
 TYPED_TEST(ParallelHashTableFingerprintsFailureTest, aSystemThatRefusesMemoryForThemAloneIsNoFailure) {
     for (const Call call : {Call::MMAP, Call::MPROTECT}) {
         FingerprintTable<TypeParam> numbers;

@@ -48,6 +48,8 @@ TYPED_TEST(ParallelHashTableFingerprintsTest, anInsertionInProgressHasNoneYetAnd
         ASSERT_TRUE(Table::tryClaim(numbers.m_table.getBucket(7)));
         EXPECT_EQ(0, numbers.getFingerprints()[7]);
         EXPECT_EQ(7u, numbers.m_table.findCandidate(7, 1)) << "every probe looks at it";
+        EXPECT_TRUE(numbers.m_table.isKnownToEndLookup(7));
+        EXPECT_FALSE(numbers.m_table.isFingerprintUnknown(7)) << "there is nothing to learn in a complete table";
         Table::unclaim(numbers.m_table.getBucket(7));
         EXPECT_EQ(0, numbers.getFingerprints()[7]);
     }

@@ -187,6 +187,25 @@ TEST(MemoryManagerReclaimTest, aReclaimSinceTheBeginOfAnOperationMakesItTryAgain
     EXPECT_EQ((std::vector<size_t>{1, 1, 1}), pieces.getNumbersOfReclaims()) << "they are not asked a second time";
 }
 
+TEST(MemoryManagerReclaimTest, whatAnOwnerGivesBackUnaskedMakesAnOperationTryAgain) {
+    MemoryManager memoryManager(LIMIT);
+    const Pieces pieces(memoryManager, {0, 0, 0});
+    memoryManager.allocate(100);
+    size_t attempts = 0;
+    memoryManager.withReclaim([&] {
+        ++attempts;
+        try {
+            memoryManager.allocate(LIMIT);
+        } catch (const MemoryExhaustedException&) {
+            memoryManager.deallocate(100);
+            memoryManager.noteReclaim();
+            throw;
+        }
+    });
+    EXPECT_EQ(2u, attempts);
+    EXPECT_EQ((std::vector<size_t>{0, 0, 0}), pieces.getNumbersOfReclaims()) << "nobody needs to be asked";
+}
+
 TEST(MemoryManagerReclaimTest, whatIsRemovedIsNotAskedAndTheOthersAre) {
     for (size_t removed = 0; removed < 3; ++removed) {
         SCOPED_TRACE(removed);
