@@ -145,8 +145,6 @@ public:
     }
 
 private:
-    friend class FingerprintsTestPeer;
-
     /// The top bit of every byte that is zero.
     static constexpr uint64_t findZeroBytes(const uint64_t word) noexcept {
         constexpr uint64_t LOW_BITS = 0x7F7F7F7F7F7F7F7F;

@@ -33,11 +33,11 @@ protected:
         strings.m_buckets[11] = DatatypePolicy<T>::BUCKET_DELETED;
         strings.m_buckets[12] = 1;
         strings.m_buckets[1023] = 2;
-        strings.m_usedBucketCount = 10;
-        strings.m_deletedBucketCount = 1;
+        strings.m_numberOfUsedBuckets = 10;
+        strings.m_numberOfDeletedBuckets = 1;
         strings.m_quotas = {{0, 4}, {255, 2}};
         m_saved.m_plainLiteralTable.m_buckets[0] = 3;
-        m_saved.m_plainLiteralTable.m_usedBucketCount = 1;
+        m_saved.m_plainLiteralTable.m_numberOfUsedBuckets = 1;
     }
 
     /// All that the validator delivers, read in pieces that are cut after each field of the header.
@@ -103,7 +103,7 @@ TYPED_TEST(StringDatatypeStreamValidatorTest, aResourceInNoBucketIsFound) {
     EXPECT_EQ("table 1: it lacks resource 1.", this->getFinding([](Saved& saved) {
         SavedTable<TypeParam>& strings = saved.m_xsdStringTable;
         strings.m_buckets[12] = DatatypePolicy<TypeParam>::BUCKET_DELETED;
-        strings.m_deletedBucketCount = 2;
+        strings.m_numberOfDeletedBuckets = 2;
     })) << "a tombstone in its place, so that the numbers agree";
     EXPECT_EQ("table 2: it lacks resource 3.",
               this->getFinding([](Saved& saved) { saved.m_plainLiteralTable.m_buckets[0] = 0; }));
@@ -123,7 +123,7 @@ TYPED_TEST(StringDatatypeStreamValidatorTest, headersAreHeldToTheTablesOwnRules)
     using Saved = SavedDatatype<TypeParam>;
     using Header = ParallelHashTableHeader;
     EXPECT_EQ("table 1: it has 512 buckets.", this->getFinding([](Saved& saved) {
-        saved.m_xsdStringTable.m_bucketCount = Header::MINIMUM_NUMBER_OF_BUCKETS / 2;
+        saved.m_xsdStringTable.m_numberOfBuckets = Header::MINIMUM_NUMBER_OF_BUCKETS / 2;
         saved.m_xsdStringTable.m_resizeThreshold = Header::getResizeThreshold(512);
     }));
     EXPECT_EQ("table 2: its resize threshold is 717.", this->getFinding([](Saved& saved) {
