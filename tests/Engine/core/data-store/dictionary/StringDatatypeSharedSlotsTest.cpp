@@ -88,6 +88,11 @@ void fillSlots(DictionaryParts& parts, const uint64_t end) {
         parts.m_resourceFlags[resourceID] = OTHER_DATATYPE_ID;
 }
 
+/// What is worst to be left over in a slot: an offset within the chunk of the ID before.
+uint64_t getLeftover(const DictionaryParts& parts, const uint64_t resourceID) {
+    return parts.m_resourceDataOffsets[resourceID - 1] + 1;
+}
+
 std::vector<uint64_t> getIDsFrom(const uint64_t begin, const size_t count) {
     std::vector<uint64_t> resourceIDs(count);
     for (size_t index = 0; index < count; ++index)
@@ -113,6 +118,8 @@ protected:
             target.m_resourceDataOffsets[resourceID] = m_source.m_resourceDataOffsets[resourceID];
             target.m_resourceFlags[resourceID] = m_source.getDatatypeID(resourceID);
         }
+        target.m_resourceDataOffsets.ensureEndAtLeast(end + 1);
+        target.m_resourceDataOffsets[end] = getLeftover(m_source, end);
         const size_t poolBytes = m_source.m_dataPool.getEnd();
         ASSERT_EQ(0u, target.m_dataPool.newDataChunk(nullptr, poolBytes));
         std::memcpy(target.m_dataPool.getData(), m_source.m_dataPool.getData(), poolBytes);
@@ -194,17 +201,21 @@ TYPED_TEST(StringDatatypeSharedSlotsTest, idsAndBytesThatAreUsedAgainBelongToThe
     DictionaryFixture<TypeParam>& fixture = this->m_source;
     for (size_t life = 0; life < 4; ++life) {
         SCOPED_TRACE(life);
-        // The slots of what comes next hold all kinds of leftovers: larger and smaller ones than the right offsets.
         const OwnedLiterals literals = makeLiterals(this->COUNT / (life + 1), std::string(life * 17, 'l'));
         fixture.m_datatype.initialize(0);
         fixture.m_nextResourceID = 1;
         fixture.m_dataPool.initialize(DictionaryParts::POOL_CAPACITY);
+        DictionaryFixture<TypeParam> likeness;
+        resolveAtOnce(likeness, literals);
+        for (uint64_t resourceID = 2; resourceID <= literals.size() + 1; ++resourceID)
+            fixture.m_resourceDataOffsets[resourceID] = getLeftover(likeness, resourceID);
         if (life % 2 == 0)
             EXPECT_EQ(BatchAnswers{getIDsFrom(1, literals.size())}, resolveAtOnce(fixture, literals));
         else
             EXPECT_EQ(BatchAnswers{getIDsFrom(1, literals.size())}, resolveOneByOne(fixture, literals));
         expectAbsent(fixture, makeLiterals(literals.size(), "absent "));
         expectFound(fixture, literals, getIDsFrom(1, literals.size()));
+        EXPECT_EQ(getLeftover(likeness, literals.size() + 1), fixture.m_resourceDataOffsets[literals.size() + 1]);
     }
 }
 
@@ -273,6 +284,8 @@ TYPED_TEST(StringDatatypeSharedSlotsTest, creatingWritesTheNewIDsSlotsOnly) {
         DictionaryFixture<TypeParam> fixture;
         fillSlots(fixture, 3 * this->COUNT);
         fixture.m_nextResourceID = 100;
+        for (size_t index = 1; index <= this->COUNT; ++index) // the chunks will lie as those of the source
+            fixture.m_resourceDataOffsets[100 + index] = getLeftover(this->m_source, 1 + index);
         const Slots before(fixture);
         if (isBatch)
             resolveAtOnce(fixture, this->m_literals);
@@ -295,7 +308,8 @@ TYPED_TEST(StringDatatypeSharedSlotsTest, creatingWritesTheNewIDsSlotsOnly) {
 TYPED_TEST(StringDatatypeSharedSlotsTest, restoringWritesTheTargetIDsSlotsOnly) {
     DictionaryFixture<TypeParam> fixture;
     fillSlots(fixture, 3 * this->COUNT);
-    for (const uint64_t resourceID : {uint64_t(700), uint64_t(1), uint64_t(701), uint64_t(5000), uint64_t(699)}) {
+    for (const uint64_t resourceID : {uint64_t(700), uint64_t(1), uint64_t(750), uint64_t(5000), uint64_t(690)}) {
+        fixture.m_resourceDataOffsets[resourceID + 1] = fixture.m_dataPool.getEnd() + 1;
         const Slots before(fixture);
         fixture.restore(resourceID, "restored " + std::to_string(resourceID) + "@en", 5 + resourceID % 2);
         EXPECT_EQ(std::vector<uint64_t>{resourceID}, before.getDifferences(Slots(fixture)));
@@ -316,6 +330,8 @@ TYPED_TEST(StringDatatypeSharedSlotsTest, compactingWritesTheRecordsIDsSlotsOnly
             }
     std::sort(newResourceIDs.begin(), newResourceIDs.end());
     fillSlots(fixture, 3 * this->COUNT);
+    for (size_t index = 0; index < state.m_numberOfEntries; ++index)
+        fixture.m_resourceDataOffsets[state.m_entries[index].resourceID + 1] = state.m_entries[index].dataOffset + 1;
     const Slots before(fixture);
     fixture.m_datatype.finishCompact(state);
     EXPECT_EQ(newResourceIDs, before.getDifferences(Slots(fixture)));
