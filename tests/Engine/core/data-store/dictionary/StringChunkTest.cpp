@@ -1,6 +1,7 @@
 #include "Engine/core/data-store/dictionary/StringChunk.h"
 
 #include "Engine/core/data-store/dictionary/DatatypeStringPolicy.h"
+#include "tests/Engine/core/data-store/dictionary/HeaderForms.h"
 #include "tests/support/DictionaryFixture.h"
 
 #include <gtest/gtest.h>
@@ -71,6 +72,40 @@ TEST(StringChunkTest, lengthsAreToldApartAtEveryHeaderLength) {
             EXPECT_FALSE(StringChunk::isChunkOf(bytes.data(), (std::string(stored - 1, 'x') + 'y').data(), stored));
         }
     }
+}
+
+TEST(StringChunkTest, aChunkIsThatOfItsStringWhateverTheFormOfItsHeader) {
+    size_t numberOfForms = 0;
+    for (const size_t length : {size_t(0), size_t(1), size_t(5), size_t(63), size_t(126), size_t(127), size_t(128),
+                                size_t(300), size_t(16382), size_t(16383), size_t(70000)})
+        for (const size_t headerLength : HEADER_LENGTHS) {
+            if (!canHeaderHold(headerLength, length))
+                continue;
+            SCOPED_TRACE(testing::Message() << length << " bytes behind a header of " << headerLength);
+            ++numberOfForms;
+            const std::string text(length, 'x');
+            const std::vector<uint8_t> bytes = makeChunk(text, headerLength);
+            const StringChunk chunk(bytes.data());
+            EXPECT_EQ(length + 1, chunk.getStoredSize());
+            EXPECT_EQ(bytes.size(), chunk.getChunkSize());
+            EXPECT_EQ(text, std::string(chunk.getLexicalForm(), chunk.getLexicalFormLength()));
+            EXPECT_TRUE(StringChunk::isChunkOf(bytes.data(), text.data(), length));
+
+            const std::string longer = text + std::string(1, '\0');
+            EXPECT_FALSE(StringChunk::isChunkOf(bytes.data(), longer.data(), length + 1)) << "the terminator";
+            if (length == 0)
+                continue;
+            EXPECT_FALSE(StringChunk::isChunkOf(bytes.data(), text.data(), length - 1)) << "only the beginning";
+            for (const size_t place : {size_t(0), length / 2, length - 1}) {
+                std::string other = text;
+                other[place] = 'y';
+                EXPECT_FALSE(StringChunk::isChunkOf(bytes.data(), other.data(), length)) << "another byte at " << place;
+            }
+            // The string whose shortest chunk would have as many bytes as this one.
+            const size_t asMuch = length + headerLength - 1;
+            EXPECT_EQ(asMuch == length, StringChunk::isChunkOf(bytes.data(), std::string(asMuch, 'x').data(), asMuch));
+        }
+    EXPECT_EQ(5u * 4 + 4 * 3 + 2 * 2, numberOfForms);
 }
 
 TEST(StringChunkTest, thePolicyHashesAStoredStringLikeAQuery) {
