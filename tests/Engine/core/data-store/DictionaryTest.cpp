@@ -291,12 +291,12 @@ TEST_P(DictionaryTest, detailedStatisticsTellOfLanguagesProbesAndText) {
 
 TEST_P(DictionaryTest, detailedStatisticsOfAnEmptyDictionaryHaveNoAverages) {
     const std::unique_ptr<ComponentInfo> componentInfo = m_dictionary.getDetailedComponentInfo();
-    for (const std::unique_ptr<ComponentInfo>& table : componentInfo->getChildren()[4]->getChildren()) {
+    for (const std::unique_ptr<ComponentInfo>& table : componentInfo->getChildren()[5]->getChildren()) {
         ASSERT_EQ(2u, table->getProperties().size());
         EXPECT_EQ("Longest probe length (buckets)", table->getProperties()[0]->getLabel());
         EXPECT_EQ("0", table->getProperties()[0]->getValueText());
     }
-    EXPECT_TRUE(componentInfo->getChildren()[5]->getProperties().empty());
+    EXPECT_TRUE(componentInfo->getChildren()[6]->getProperties().empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(BucketWidths, DictionaryTest,

@@ -48,7 +48,7 @@ public:
 
     /// Expects what holds at rest, and that nothing but buckets and fingerprints is charged.
     void expectSound() {
-        EXPECT_EQ(this->m_table.getCommittedBytes() + this->m_table.getFingerprintBytes(), this->getChargedBytes());
+        EXPECT_EQ(this->m_table.getCommittedBytes() + this->m_table.getFingerprintBytes(), this->getAllChargedBytes());
         expectSoundAtRest(this->m_table);
     }
 

@@ -107,10 +107,10 @@ public:
         return ParallelHashTableTestPeer::getThreadContexts(m_table)[threadContextIndex].getInsertionQuota();
     }
 
+    size_t getAllChargedBytes() const { return m_memoryManager.getReservedBytes() - m_memoryManager.getFreeBytes(); }
+
     /// But for the fingerprints.
-    size_t getChargedBytes() const {
-        return m_memoryManager.getReservedBytes() - m_memoryManager.getFreeBytes() - m_table.getFingerprintBytes();
-    }
+    size_t getChargedBytes() const { return getAllChargedBytes() - m_table.getFingerprintBytes(); }
 
     MemoryManager m_memoryManager;
     Table m_table;

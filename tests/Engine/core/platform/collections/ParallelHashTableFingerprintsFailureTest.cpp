@@ -83,9 +83,9 @@ TYPED_TEST(ParallelHashTableFingerprintsFailureTest, anEmptyTableGetsCompleteOne
 TYPED_TEST(ParallelHashTableFingerprintsFailureTest, whatIsGivenUpIsGoneUntilTheNextResize) {
     FingerprintTable<TypeParam> numbers;
     numbers.insertRange(1, 701);
-    const size_t chargedBytes = numbers.getChargedBytes();
+    const size_t chargedBytes = numbers.getAllChargedBytes();
     EXPECT_TRUE(numbers.m_table.giveUpFingerprints());
-    EXPECT_EQ(chargedBytes - this->getFingerprintBytes(1024), numbers.getChargedBytes());
+    EXPECT_EQ(chargedBytes - this->getFingerprintBytes(1024), numbers.getAllChargedBytes());
     EXPECT_EQ(0u, numbers.m_table.getFingerprintBytes());
     EXPECT_TRUE(numbers.containsRange(1, 701));
     numbers.expectSound();
@@ -129,7 +129,7 @@ TYPED_TEST(ParallelHashTableFingerprintsFailureTest, aTableWithoutRoomForThemWor
     FingerprintTable<TypeParam> without(1024, &NumberPolicy<TypeParam>::identity,
                                         bucketBytes + this->getFingerprintBytes(1024) - 1);
     EXPECT_FALSE(without.getFingerprints().exist());
-    EXPECT_EQ(bucketBytes, without.getChargedBytes());
+    EXPECT_EQ(bucketBytes, without.getAllChargedBytes());
     EXPECT_FALSE(without.m_table.giveUpFingerprints());
     this->expectWorks(without);
     FingerprintTable<TypeParam> with(1024, &NumberPolicy<TypeParam>::identity,
@@ -148,7 +148,7 @@ TYPED_TEST(ParallelHashTableFingerprintsFailureTest, aResizeWithRoomForBucketsAl
     numbers.resize();
     EXPECT_EQ(8192u, numbers.m_table.getNumberOfBuckets());
     EXPECT_FALSE(numbers.getFingerprints().exist());
-    EXPECT_EQ(this->getBucketBytes(8192), numbers.getChargedBytes());
+    EXPECT_EQ(this->getBucketBytes(8192), numbers.getAllChargedBytes());
     EXPECT_TRUE(numbers.containsRange(1, 1001));
     EXPECT_FALSE(numbers.contains(1001));
     numbers.expectSound();
@@ -224,7 +224,7 @@ TYPED_TEST(ParallelHashTableFingerprintsFailureTest, aSystemThatRefusesMemoryFor
         }
         EXPECT_EQ(2048u, numbers.m_table.getNumberOfBuckets());
         EXPECT_FALSE(numbers.getFingerprints().exist());
-        EXPECT_EQ(this->getBucketBytes(2048), numbers.getChargedBytes());
+        EXPECT_EQ(this->getBucketBytes(2048), numbers.getAllChargedBytes());
         numbers.expectSound();
         this->expectWorks(numbers);
         numbers.resize();
