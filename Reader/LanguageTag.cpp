@@ -1,0 +1,45 @@
+#include "Reader/LanguageTag.h"
+
+namespace Rdf {
+
+namespace {
+
+constexpr ptrdiff_t LONGEST_PART = 8; // in RDF 1.2
+
+const char* readDirection(TextWindow& window, const char* const begin, Direction& direction) {
+    const char* end = begin;
+    while (CharacterClass::is(window.peek(end), CharacterClass::LETTER))
+        ++end;
+    const std::string_view name(begin, static_cast<size_t>(end - begin));
+    if (name != "ltr" && name != "rtl")
+        return window.failExpected(begin, "the direction ltr or rtl");
+    direction = name == "ltr" ? Direction::LEFT_TO_RIGHT : Direction::RIGHT_TO_LEFT;
+    return end;
+}
+
+} // namespace
+
+const char* readLanguageTag(TextWindow& window, const char* const at, Term& literal) {
+    const char* const begin = at + 1;
+    const char* part = begin;
+    uint8_t classes = CharacterClass::LETTER;
+    for (;;) {
+        const char* end = part;
+        while (CharacterClass::is(window.peek(end), classes))
+            ++end;
+        if (end == part)
+            return window.failExpected(end, part == begin ? "a language tag" : "a further part of the language tag");
+        if (end - part > LONGEST_PART && window.isVersion12())
+            return window.fail(part, "expected at most 8 characters in a part of a language tag, found '" +
+                                         std::string(part, end) + "'");
+        literal.m_tag = std::string_view(begin, static_cast<size_t>(end - begin));
+        if (!window.is(end, '-'))
+            return end;
+        if (window.isVersion12() && window.is(end + 1, '-'))
+            return readDirection(window, end + 2, literal.m_direction);
+        part = end + 1;
+        classes = CharacterClass::LETTER | CharacterClass::DIGIT;
+    }
+}
+
+} // namespace Rdf

@@ -1,0 +1,242 @@
+#include "Reader/LineReader.h"
+
+#include "Reader/DatatypeRule.h"
+#include "Reader/IriReference.h"
+#include "Reader/LanguageTag.h"
+#include "Reader/Name.h"
+#include "Reader/QuotedString.h"
+
+#include <algorithm>
+
+namespace Rdf {
+
+namespace {
+
+// So many bytes stay in the fastest caches between the check of their UTF-8 and the reading of their lines.
+constexpr ptrdiff_t WINDOW_SIZE = 1 << 15;
+
+constexpr bool isLineEnd(const char byte) noexcept {
+    return byte == '\n' || byte == '\r';
+}
+
+inline const char* skipBlanks(const char* at, const char* const end) noexcept {
+    while (at != end && (*at == ' ' || *at == '\t'))
+        ++at;
+    return at;
+}
+
+/// Returns where the last line ends of those that are whole, after its end; `begin` if there is none.
+const char* findEndOfLines(const char* const begin, const char* end) noexcept {
+    while (end != begin && !isLineEnd(end[-1]))
+        --end;
+    return end;
+}
+
+const char* findWindowEnd(const char* const begin, const char* const end) noexcept {
+    if (end - begin <= WINDOW_SIZE)
+        return end;
+    const char* const windowEnd = findEndOfLines(begin, begin + WINDOW_SIZE);
+    if (windowEnd != begin)
+        return windowEnd;
+    const char* const lineEnd = std::find_if(begin + WINDOW_SIZE, end, isLineEnd);
+    return lineEnd == end ? end : lineEnd + 1;
+}
+
+} // namespace
+
+const char* LineReader::readText(const char* const begin, const char* end, const bool isLast) {
+    if (!isLast)
+        end = findEndOfLines(begin, end);
+    const char* at = begin;
+    while (at != end && !m_isStopped)
+        at = readLines(at, findWindowEnd(at, end));
+    return at;
+}
+
+/// Reads whole lines, of which the last one of the input may lack its end.
+const char* LineReader::readLines(const char* const begin, const char* const end) {
+    openWindow(begin, end, true);
+    const char* line = begin;
+    while (line != end) {
+        const char* lineEnd = readLine(line);
+        if (lineEnd == nullptr) [[unlikely]] {
+            lineEnd = skipLine(line, end);
+            if (m_isStopped)
+                return lineEnd;
+        } else {
+            m_bytesExamined += static_cast<uint64_t>(lineEnd - line);
+        }
+        if (lineEnd == end)
+            return end;
+        line = lineEnd + 1;
+        if (*lineEnd == '\n')
+            m_places.startLine(line);
+    }
+    return end;
+}
+
+/// Reads a line; returns its end, where the line feed is.
+const char* LineReader::readLine(const char* const line) {
+    const char* const end = m_window.getEnd();
+    const char* at = skipBlanks(line, end);
+    const int byte = m_window.peek(at);
+    if (byte == '\n' || byte == '\r')
+        return at;
+    if (byte != '#' && byte != TextWindow::END) [[likely]] {
+        if (byte == 'V' && m_window.isVersion12())
+            return readVersion(at);
+        at = readStatement(at);
+        if (at == nullptr)
+            return nullptr;
+        at = readEndOfLine(at, "the end of the line after the statement");
+        if (at != nullptr)
+            m_sink.takeStatement(m_statement);
+        return at;
+    }
+    return readEndOfLine(at, "a statement");
+}
+
+const char* LineReader::readStatement(const char* at) {
+    const char* const end = m_window.getEnd();
+    if ((at = readSubject(at, m_statement.m_subject)) == nullptr ||
+        (at = readIri(skipBlanks(at, end), m_statement.m_predicate, "a predicate")) == nullptr ||
+        (at = readObject(skipBlanks(at, end), m_statement.m_object)) == nullptr)
+        return nullptr;
+    at = skipBlanks(at, end);
+    m_statement.m_graph.m_kind = TermKind::NONE;
+    const bool hasGraph = hasGraphs(m_options.m_syntax);
+    if (hasGraph && (m_window.is(at, '<') || m_window.is(at, '_'))) {
+        if ((at = readSubject(at, m_statement.m_graph)) == nullptr)
+            return nullptr;
+        at = skipBlanks(at, end);
+    }
+    if (!m_window.is(at, '.'))
+        return m_window.failExpected(at, hasGraph && m_statement.m_graph.m_kind == TermKind::NONE ? "a graph or '.'"
+                                                                                                  : "'.'");
+    return at + 1;
+}
+
+const char* LineReader::readVersion(const char* const at) {
+    Name keyword;
+    const char* string = readName(m_window, at, keyword);
+    if (string == nullptr || keyword.m_isPrefixed || keyword.m_prefix != "VERSION")
+        return m_window.failExpected(at, "a subject");
+    string = skipBlanks(string, m_window.getEnd());
+    std::string_view version;
+    if (!m_window.is(string, '"'))
+        return m_window.failExpected(string, "a version in quotes");
+    string = readShortString(m_window, string, version);
+    return string == nullptr ? nullptr : readEndOfLine(string, "the end of the line after the version");
+}
+
+/// Skips blanks and a comment up to the end of the line.
+const char* LineReader::readEndOfLine(const char* at, const char* const expected) {
+    const char* const end = m_window.getEnd();
+    at = skipBlanks(at, end);
+    if (at != end && *at == '#')
+        at = ByteScan::find<ByteScan::AnyOf<'\n', '\r'>>(at, end);
+    if (m_window.isInvalidHere(at) || (at != end && !isLineEnd(*at)))
+        return m_window.failExpected(at, expected);
+    return at;
+}
+
+const char* LineReader::readSubject(const char* at, Term& term) {
+    if (!m_window.is(at, '_')) [[likely]]
+        return readIri(at, term, &term == &m_statement.m_graph ? "a graph" : "a subject");
+    term.m_kind = TermKind::BLANK_NODE;
+    term.m_begin = at;
+    return readBlankNodeLabel(m_window, at, term.m_text);
+}
+
+const char* LineReader::readIri(const char* const at, Term& term, const char* const expected) {
+    if (!m_window.is(at, '<') || m_window.is(at + 1, '<')) [[unlikely]]
+        return m_window.failExpected(at, expected);
+    term.m_kind = TermKind::IRI;
+    term.m_begin = at;
+    const char* const end = readIriReference(m_window, at, term.m_text);
+    if (end != nullptr && !isAbsoluteIri(term.m_text)) [[unlikely]]
+        return m_window.fail(at, "expected an absolute IRI, found '<" + std::string(term.m_text) + ">'");
+    return end;
+}
+
+const char* LineReader::readObject(const char* const at, Term& term) {
+    if (m_window.isVersion12() && m_window.isPair(at, '<', '<') && m_window.is(at + 2, '('))
+        return readTripleTerm(at, term);
+    return readSimpleObject(at, term);
+}
+
+/// Reads a triple term. Only objects can be triple terms within triple terms, so the subjects and predicates of all come
+/// first, and in the end as many brackets close as were opened.
+const char* LineReader::readTripleTerm(const char* at, Term& term) {
+    const char* const end = m_window.getEnd();
+    m_triples.clear();
+    Term* object = &term;
+    while (m_window.isPair(at, '<', '<') && m_window.is(at + 2, '(')) {
+        if (m_triples.size() == m_options.m_maximumNesting)
+            return m_window.fail(at, "expected at most " + std::to_string(m_options.m_maximumNesting) +
+                                         " brackets within each other, found one more");
+        Triple& triple = m_triples.emplace_back();
+        object->m_kind = TermKind::TRIPLE;
+        object->m_begin = at;
+        object->m_triple = &triple;
+        object = &triple.m_object;
+        if ((at = readSubject(skipBlanks(at + 3, end), triple.m_subject)) == nullptr ||
+            (at = readIri(skipBlanks(at, end), triple.m_predicate, "a predicate")) == nullptr)
+            return nullptr;
+        at = skipBlanks(at, end);
+    }
+    if ((at = readSimpleObject(at, *object)) == nullptr)
+        return nullptr;
+    for (size_t index = 0; index < m_triples.size(); ++index) {
+        at = skipBlanks(at, end);
+        if (!m_window.isPair(at, ')', '>') || !m_window.is(at + 2, '>'))
+            return m_window.failExpected(at, "')>>'");
+        at += 3;
+    }
+    return at;
+}
+
+const char* LineReader::readSimpleObject(const char* const at, Term& term) {
+    if (m_window.is(at, '"'))
+        return readLiteral(at, term);
+    if (m_window.is(at, '_'))
+        return readSubject(at, term);
+    return readIri(at, term, "an object");
+}
+
+const char* LineReader::readLiteral(const char* at, Term& term) {
+    const char* const end = m_window.getEnd();
+    term.m_kind = TermKind::LITERAL;
+    term.m_begin = at;
+    term.m_direction = Direction::NONE;
+    term.m_tag = term.m_datatype = {};
+    if ((at = readShortString(m_window, at, term.m_text)) == nullptr)
+        return nullptr;
+    const char* const next = skipBlanks(at, end);
+    if (m_window.is(next, '@'))
+        return readLanguageTag(m_window, next, term);
+    if (!m_window.is(next, '^'))
+        return at;
+    if (!m_window.is(next + 1, '^'))
+        return m_window.failExpected(next + 1, "'^' after '^'");
+    Term datatype;
+    const char* const iri = skipBlanks(next + 2, end);
+    if ((at = readIri(iri, datatype, "a datatype")) == nullptr)
+        return nullptr;
+    term.m_datatype = datatype.m_text;
+    return checkDatatype(m_window, iri, term.m_datatype) ? at : nullptr;
+}
+
+/// Reports what is wrong with a line; returns its end.
+const char* LineReader::skipLine(const char* const line, const char* const end) {
+    const char* const invalid = m_window.getEnd();
+    const char* const lineEnd = std::find_if(std::max(line, m_window.getFailurePlace()), end, isLineEnd);
+    SyntaxError error = takeFailure(line);
+    m_bytesExamined += static_cast<uint64_t>(lineEnd - line);
+    report(error, lineEnd);
+    if (invalid < lineEnd)
+        openWindow(lineEnd, end, true);
+    return lineEnd;
+}
+
+} // namespace Rdf

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Reader/SyntaxReader.h"
+
+#include <deque>
+
+namespace Rdf {
+
+/// Reads N-Triples and N-Quads, line by line: blocks of whole lines can be read by several readers, each of which is
+/// told where its block starts.
+///
+/// Lines      A statement ends at a line feed or a carriage return. Lines are counted by line feeds.
+class LineReader : public SyntaxReader {
+public:
+    LineReader(const ReaderOptions& options, StatementSink& sink) : SyntaxReader(options, sink) {}
+
+private:
+    const char* readText(const char* begin, const char* end, bool isLast) final;
+    const char* readLines(const char* begin, const char* end);
+    const char* readLine(const char* line);
+    const char* readStatement(const char* at);
+    const char* readVersion(const char* at);
+    const char* readEndOfLine(const char* at, const char* expected);
+    const char* readSubject(const char* at, Term& term);
+    const char* readIri(const char* at, Term& term, const char* expected);
+    const char* readObject(const char* at, Term& term);
+    const char* readTripleTerm(const char* at, Term& term);
+    const char* readSimpleObject(const char* at, Term& term);
+    const char* readLiteral(const char* at, Term& term);
+    const char* skipLine(const char* line, const char* end);
+
+    Statement m_statement;
+    std::deque<Triple> m_triples; // that are terms of the statement
+};
+
+} // namespace Rdf

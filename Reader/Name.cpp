@@ -1,0 +1,99 @@
+#include "Reader/Name.h"
+
+#include "Reader/Utf8.h"
+
+namespace Rdf {
+
+namespace {
+
+using namespace CharacterClass;
+
+constexpr bool isAscii(const char byte) noexcept {
+    return static_cast<uint8_t>(byte) < 0x80;
+}
+
+/// Skips characters of names, and of ASCII those of this class.
+const char* skipNameParts(TextWindow& window, const char* at, const uint8_t asciiClass) noexcept {
+    const char* const end = window.getEnd();
+    for (;;) {
+        while (at != end && is(static_cast<uint8_t>(*at), asciiClass))
+            ++at;
+        if (at == end || isAscii(*at) || !isNamePart(Utf8::decode(at)))
+            return window.touch(at);
+        at += Utf8::getLength(at, end);
+    }
+}
+
+/// Full stops may stand within names, not at their end.
+const char* withoutFullStops(const char* const begin, const char* end) noexcept {
+    while (end != begin && end[-1] == '.')
+        --end;
+    return end;
+}
+
+/// Whether a label or local name may start here, with a digit or underscore too.
+bool isLabelStart(TextWindow& window, const char* const at) noexcept {
+    return isNameStart(window, at) || is(window.peek(at), DIGIT) || window.is(at, '_');
+}
+
+/// Reads the part after the colon; an escaped full stop may end it.
+const char* readLocalName(TextWindow& window, const char* const begin, bool& hasEscapes) {
+    const char* at = begin;
+    const char* unescaped = begin; // what comes after the last escape
+    if (window.peek(at) != '%' && window.peek(at) != '\\' && window.peek(at) != ':' && !isLabelStart(window, at))
+        return at;
+    for (;;) {
+        at = skipNameParts(window, at, LOCAL_NAME);
+        const int byte = window.peek(at);
+        if (byte == '%') {
+            for (int index = 1; index <= 2; ++index)
+                if (!is(window.peek(at + index), HEX))
+                    return window.failExpected(at + index, "two hexadecimal digits after '%'");
+            at += 3;
+        } else if (byte == '\\') {
+            if (!is(window.peek(at + 1), ESCAPABLE))
+                return window.failExpected(at + 1, "a character that a name can escape after the backslash");
+            hasEscapes = true;
+            at += 2;
+        } else {
+            return withoutFullStops(unescaped, at);
+        }
+        unescaped = at;
+    }
+}
+
+} // namespace
+
+bool isNameStart(TextWindow& window, const char* const at) noexcept {
+    const int byte = window.peek(at);
+    return byte < 0x80 ? is(byte, LETTER) : CharacterClass::isNameStart(Utf8::decode(at));
+}
+
+const char* readBlankNodeLabel(TextWindow& window, const char* const at, std::string_view& label) {
+    if (!window.is(at + 1, ':'))
+        return window.failExpected(at + 1, "':' after '_'");
+    const char* const begin = at + 2;
+    if (!isLabelStart(window, begin))
+        return window.failExpected(begin, "a label after '_:'");
+    const char* const end = withoutFullStops(begin, skipNameParts(window, begin, NAME));
+    label = std::string_view(begin, static_cast<size_t>(end - begin));
+    return end;
+}
+
+const char* readName(TextWindow& window, const char* const at, Name& name) {
+    const char* end = skipNameParts(window, at, NAME);
+    name.m_hasEscapes = false;
+    name.m_isPrefixed = window.is(end, ':') && (end == at || end[-1] != '.');
+    if (!name.m_isPrefixed)
+        end = withoutFullStops(at, end);
+    name.m_prefix = std::string_view(at, static_cast<size_t>(end - at));
+    if (!name.m_isPrefixed)
+        return end;
+    const char* const local = end + 1;
+    end = readLocalName(window, local, name.m_hasEscapes);
+    if (end != nullptr)
+        name.m_local = std::string_view(local, static_cast<size_t>(end - local));
+    return end;
+}
+
+} // namespace Rdf

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Reader/ByteScan.h"
+#include "Reader/TextWindow.h"
+
+#include <string_view>
+
+namespace Rdf {
+
+/// Reads a string on one line, with an escape in it or with something wrong; `stop` is the first such place.
+const char* readEscapedString(TextWindow& window, const char* opening, const char* stop, std::string_view& text);
+
+/// Reads a string on one line, whose opening quote stands here, and unescapes it.
+inline const char* readShortString(TextWindow& window, const char* const opening, std::string_view& text) {
+    const char* const begin = opening + 1;
+    const char* const stop = *opening == '"'
+                                 ? ByteScan::find<ByteScan::AnyOf<'"', '\\', '\n', '\r'>>(begin, window.getEnd())
+                                 : ByteScan::find<ByteScan::AnyOf<'\'', '\\', '\n', '\r'>>(begin, window.getEnd());
+    if (!window.is(stop, *opening)) [[unlikely]]
+        return readEscapedString(window, opening, stop, text);
+    text = std::string_view(begin, static_cast<size_t>(stop - begin));
+    return stop + 1;
+}
+
+/// Reads a string of Turtle, on one line in quotes of either kind or between three of them.
+const char* readTurtleString(TextWindow& window, const char* opening, std::string_view& text);
+
+/// Returns where a string that started here, after its three opening quotes, has its three closing ones; or the end.
+const char* findLongStringEnd(const char* at, const char* end, char quote) noexcept;
+
+} // namespace Rdf

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "Reader/SyntaxError.h"
+#include "Reader/Term.h"
+
+namespace Rdf {
+
+/// Takes what a reader finds, in the order of the text.
+///
+/// Errors  What it throws goes through the reader to the caller, and the reader cannot be used any more.
+class StatementSink {
+public:
+    virtual ~StatementSink() = default;
+
+    /// The statement is valid until the function returns.
+    virtual void takeStatement(const Statement& statement) = 0;
+
+    /// Called once when reading is strict, which is then over.
+    virtual void takeError(const SyntaxError& error) = 0;
+};
+
+} // namespace Rdf

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "Reader/PlaceCounter.h"
+#include "Reader/ReaderOptions.h"
+#include "Reader/StatementSink.h"
+#include "Reader/TextWindow.h"
+
+#include <memory>
+#include <string_view>
+
+namespace Rdf {
+
+/// Reads statements from text in memory. StreamReader feeds it with an input that comes in pieces.
+///
+/// Text       UTF-8, which is checked. A byte order mark at offset 0 is skipped; elsewhere U+FEFF is a character like
+///            any other. Statements do not depend on how the text is cut into calls of `read`.
+/// Memory     The texts that the longest statement does not have in the input as it gives them, and its triples.
+/// Ownership  The sink must outlive the reader.
+/// Threads    One at a time; each thread has its own reader.
+/// Errors     What is wrong with the text goes to the sink. Strict reading stops at the first error.
+class SyntaxReader {
+public:
+    virtual ~SyntaxReader() = default;
+    SyntaxReader(const SyntaxReader&) = delete;
+    SyntaxReader& operator=(const SyntaxReader&) = delete;
+
+    /// Makes the reader for a syntax.
+    static std::unique_ptr<SyntaxReader> make(const ReaderOptions& options, StatementSink& sink);
+
+    /// Reads the statements that are whole at the start of the text, which goes on where the last one ended. Returns how
+    /// many bytes are read for good; the next text starts after them. With the last text everything is read.
+    size_t read(std::string_view text, bool isLast);
+
+    /// Says where in the input the next text starts; without this, an input is read from its start.
+    void startAt(const Place& place) noexcept { m_places.startText(nullptr, place); }
+
+    /// Tells where a term of the statement stands that the sink is taking. Costs little if terms are asked for in the
+    /// order of the text.
+    Place locate(const Term& term) noexcept { return m_places.find(term.m_begin); }
+
+    /// Whether reading is over because of an error.
+    bool isStopped() const noexcept { return m_isStopped; }
+
+    /// Returns how often a byte was looked at, in sum, for tests: a small multiple of the input's length.
+    uint64_t getBytesExamined() const noexcept { return m_bytesExamined; }
+
+protected:
+    SyntaxReader(const ReaderOptions& options, StatementSink& sink)
+        : m_options(options), m_sink(sink), m_window(options.m_version) {}
+
+    /// Reads from the text; returns what is left.
+    virtual const char* readText(const char* begin, const char* end, bool isLast) = 0;
+
+    /// Opens the window from here to the end or the next byte that is not UTF-8.
+    void openWindow(const char* begin, const char* end, bool isLast);
+
+    /// Makes an error of the window's failure in the statement that starts here.
+    SyntaxError takeFailure(const char* statement);
+
+    /// Gives an error to the sink, now that it is known where what it costs ends.
+    void report(SyntaxError& error, const char* skippedEnd);
+
+    const ReaderOptions m_options;
+    StatementSink& m_sink;
+    TextWindow m_window;
+    PlaceCounter m_places;
+    bool m_isStopped = false;
+    uint64_t m_bytesExamined = 0;
+};
+
+} // namespace Rdf

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace Rdf {
+
+struct Triple;
+
+enum class TermKind : uint8_t { NONE, IRI, BLANK_NODE, LITERAL, TRIPLE };
+
+enum class Direction : uint8_t { NONE, LEFT_TO_RIGHT, RIGHT_TO_LEFT };
+
+/// A term of a statement.
+///
+/// Ownership  The views refer to the text that was read or to memory of the reader; both are valid until the sink
+///            returns from the statement.
+struct Term {
+    TermKind m_kind = TermKind::NONE;
+    Direction m_direction = Direction::NONE;
+    std::string_view m_text{};     // an absolute IRI, a label without "_:", or a literal's lexical form, unescaped
+    std::string_view m_tag{};      // a literal's language tag as written, without '@' and direction
+    std::string_view m_datatype{}; // a literal's; empty if it has a tag, or none of both, which means xsd:string
+    const Triple* m_triple = nullptr; // of a triple term
+    const char* m_begin = nullptr;    // where the term starts in the text; SyntaxReader::locate tells the place
+};
+
+/// What a triple term consists of.
+struct Triple {
+    Term m_subject;
+    Term m_predicate;
+    Term m_object;
+};
+
+/// A triple, and the graph that it belongs to: of kind NONE for the default graph.
+struct Statement : Triple {
+    Term m_graph;
+};
+
+} // namespace Rdf

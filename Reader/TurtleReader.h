@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Reader/StatementSkipper.h"
+#include "Reader/SyntaxReader.h"
+#include "Reader/TurtleTriples.h"
+
+#include <string>
+
+namespace Rdf {
+
+/// Reads Turtle and TriG, statement by statement. The sink gets the triples of a statement once all of it is read, so
+/// that a faulty one gives none.
+class TurtleReader : public SyntaxReader {
+public:
+    TurtleReader(const ReaderOptions& options, StatementSink& sink);
+
+    /// What the statements depend on that come next.
+    const TurtleContext& getContext() const noexcept { return m_context; }
+
+    /// Continues between statements of a text, outside of its graphs, as the reader would that the context is from.
+    void setContext(const TurtleContext& context) { m_context = context; }
+
+private:
+    const char* readText(const char* begin, const char* end, bool isLast) final;
+    const char* readUnit(const char* at);
+    const char* readDirective(const char* at);
+    const char* readKeyword(const char* at, bool& isKeyword);
+    const char* readPrefix(const char* at, bool hasFullStop);
+    const char* readBase(const char* at, bool hasFullStop);
+    const char* readVersion(const char* at, bool hasFullStop);
+    const char* readFullStop(const char* at, bool isWanted);
+    const char* readGraphLabel(const char* at);
+    const char* readTriples(const char* at);
+    const char* enterGraph(const char* brace, const Term& label);
+    const char* finishSkipping(const char* at, const char* end, bool isLast);
+    void deliver();
+    void reportOpenGraph(const char* end);
+
+    TurtleContext m_context;
+    TurtleTerms m_terms;
+    TurtleTriples m_triples;
+    StatementSkipper m_skipper;
+    SyntaxError m_error; // of the statement that is being skipped
+    bool m_isInGraph = false;
+    Term m_graph;
+    std::string m_graphName;
+    Place m_graphPlace; // of the opening brace
+};
+
+} // namespace Rdf

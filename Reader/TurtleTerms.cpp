@@ -1,0 +1,151 @@
+#include "Reader/TurtleTerms.h"
+
+#include "Reader/DatatypeRule.h"
+#include "Reader/IriReference.h"
+#include "Reader/LanguageTag.h"
+#include "Reader/Number.h"
+#include "Reader/QuotedString.h"
+
+#include <algorithm>
+#include <string>
+
+namespace Rdf {
+
+namespace {
+
+constexpr std::string_view ANONYMOUS = "anon";
+
+std::string_view join(const std::string_view first, const std::string_view second, TextArena& arena) {
+    char* const text = arena.allocate(first.size() + second.size());
+    std::copy(second.begin(), second.end(), std::copy(first.begin(), first.end(), text));
+    return {text, first.size() + second.size()};
+}
+
+std::string_view joinUnescaped(const std::string_view iri, const std::string_view local, TextArena& arena) {
+    char* const text = arena.allocate(iri.size() + local.size());
+    char* output = std::copy(iri.begin(), iri.end(), text);
+    for (size_t index = 0; index < local.size(); ++index) {
+        if (local[index] == '\\')
+            ++index;
+        *output++ = local[index];
+    }
+    return {text, static_cast<size_t>(output - text)};
+}
+
+} // namespace
+
+const char* TurtleTerms::skipSpace(const char* at) noexcept {
+    for (;;) {
+        const int byte = m_window.peek(at);
+        if (byte == '#')
+            at = ByteScan::find<ByteScan::AnyOf<'\n', '\r'>>(at, m_window.getEnd());
+        else if (CharacterClass::is(byte, CharacterClass::SPACE))
+            ++at;
+        else
+            return at;
+    }
+}
+
+const char* TurtleTerms::readIri(const char* const at, Term& term, const char* const expected) {
+    if (!m_window.is(at, '<')) {
+        Name name;
+        const char* const end = isNameStart(m_window, at) || m_window.is(at, ':') ? readName(m_window, at, name) : at;
+        if (end == nullptr)
+            return nullptr;
+        return name.m_isPrefixed ? expandName(at, end, name, term) : m_window.failExpected(at, expected);
+    }
+    if (m_window.is(at + 1, '<'))
+        return m_window.failExpected(at, expected);
+    term.m_kind = TermKind::IRI;
+    term.m_begin = at;
+    const char* const end = readIriReference(m_window, at, term.m_text);
+    if (end == nullptr || isAbsoluteIri(term.m_text))
+        return end;
+    if (!m_context.m_base.hasBase())
+        return m_window.fail(at, "expected an absolute IRI, as there is no base, found '<" + std::string(term.m_text) +
+                                     ">'");
+    term.m_text = m_context.m_base.resolve(term.m_text, m_window.getArena());
+    return end;
+}
+
+const char* TurtleTerms::readLabel(const char* const at, Term& term) {
+    term.m_kind = TermKind::BLANK_NODE;
+    term.m_begin = at;
+    const char* const end = readBlankNodeLabel(m_window, at, term.m_text);
+    if (end != nullptr && term.m_text.starts_with(ANONYMOUS))
+        term.m_text = join("anon_", term.m_text.substr(ANONYMOUS.size()), m_window.getArena());
+    return end;
+}
+
+const char* TurtleTerms::readString(const char* at, Term& term) {
+    term.m_kind = TermKind::LITERAL;
+    term.m_begin = at;
+    term.m_direction = Direction::NONE;
+    term.m_tag = term.m_datatype = {};
+    if ((at = readTurtleString(m_window, at, term.m_text)) == nullptr)
+        return nullptr;
+    const char* const next = skipSpace(at);
+    if (m_window.is(next, '@'))
+        return readLanguageTag(m_window, next, term);
+    if (!m_window.is(next, '^'))
+        return next;
+    if (!m_window.is(next + 1, '^'))
+        return m_window.failExpected(next + 1, "'^' after '^'");
+    Term datatype;
+    const char* const iri = skipSpace(next + 2);
+    if ((at = readIri(iri, datatype, "a datatype")) == nullptr)
+        return nullptr;
+    term.m_datatype = datatype.m_text;
+    return checkDatatype(m_window, iri, term.m_datatype) ? at : nullptr;
+}
+
+const char* TurtleTerms::readNumber(const char* const at, Term& term) {
+    term.m_kind = TermKind::LITERAL;
+    term.m_begin = at;
+    term.m_direction = Direction::NONE;
+    term.m_tag = {};
+    return Rdf::readNumber(m_window, at, term);
+}
+
+const char* TurtleTerms::readWord(const char* const at, Term& term, const char* const expected) {
+    Name name;
+    const char* const end = readName(m_window, at, name);
+    if (end == nullptr)
+        return nullptr;
+    if (name.m_isPrefixed)
+        return expandName(at, end, name, term);
+    if (name.m_prefix != "true" && name.m_prefix != "false")
+        return m_window.failExpected(at, expected);
+    term.m_kind = TermKind::LITERAL;
+    term.m_begin = at;
+    term.m_direction = Direction::NONE;
+    term.m_text = name.m_prefix;
+    term.m_tag = {};
+    term.m_datatype = Vocabulary::XSD_BOOLEAN;
+    return end;
+}
+
+const char* TurtleTerms::expandName(const char* const at, const char* const end, const Name& name, Term& term) {
+    const std::string* const iri = m_context.m_prefixes.find(name.m_prefix);
+    if (iri == nullptr)
+        return m_window.fail(at, "expected a declared prefix, found '" + std::string(name.m_prefix) + ":'");
+    term.m_kind = TermKind::IRI;
+    term.m_begin = at;
+    term.m_text = name.m_hasEscapes ? joinUnescaped(*iri, name.m_local, m_window.getArena())
+                                    : join(*iri, name.m_local, m_window.getArena());
+    return end;
+}
+
+Term TurtleTerms::makeBlankNode(const char* const at) {
+    std::string label(ANONYMOUS);
+    if (m_context.m_blankNodeScope != 0)
+        label.append(std::to_string(m_context.m_blankNodeScope)).append("-");
+    label += std::to_string(++m_context.m_numberOfBlankNodes);
+    Term node;
+    node.m_kind = TermKind::BLANK_NODE;
+    node.m_text = join(label, {}, m_window.getArena());
+    node.m_begin = at;
+    return node;
+}
+
+} // namespace Rdf

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "Reader/Name.h"
+#include "Reader/Term.h"
+#include "Reader/TextWindow.h"
+#include "Reader/TurtleContext.h"
+
+#include <string_view>
+
+namespace Rdf {
+
+/// Reads the terms of Turtle and TriG that have no terms within them.
+///
+/// Labels     Nodes without a label are called anonN, or anonM-N in a scope M other than 0. Labels of the text that
+///            start with "anon" get an underscore after that, so that no two nodes share a label.
+class TurtleTerms {
+public:
+    TurtleTerms(TextWindow& window, TurtleContext& context) : m_window(window), m_context(context) {}
+
+    /// Skips white space and comments.
+    const char* skipSpace(const char* at) noexcept;
+
+    /// Reads an IRI or a prefixed name; if neither starts here, says what was expected.
+    const char* readIri(const char* at, Term& term, const char* expected);
+
+    /// Reads a blank node, whose '_' stands here.
+    const char* readLabel(const char* at, Term& term);
+
+    /// Reads a string, whose opening quote stands here, with its tag or datatype.
+    const char* readString(const char* at, Term& term);
+
+    /// Reads a number, whose sign, digit or full stop stands here.
+    const char* readNumber(const char* at, Term& term);
+
+    /// Reads `true`, `false` or a prefixed name.
+    const char* readWord(const char* at, Term& term, const char* expected);
+
+    /// Makes a term of a name that was read.
+    const char* expandName(const char* at, const char* end, const Name& name, Term& term);
+
+    /// Makes a node that has no label in the text.
+    Term makeBlankNode(const char* at);
+
+private:
+    TextWindow& m_window;
+    TurtleContext& m_context;
+};
+
+} // namespace Rdf
