@@ -12,7 +12,7 @@ class TextArena {
 public:
     /// Returns `size` bytes, valid until clear.
     char* allocate(const size_t size) {
-        if (size > m_capacity - m_used)
+        if (size > m_capacity - m_used || m_blocks.empty())
             addBlock(size);
         char* const text = m_blocks.back().get() + m_used;
         m_used += size;

@@ -51,7 +51,7 @@ const char* TurtleReader::readText(const char* const begin, const char* const en
     }
     if (isLast && m_isInGraph)
         reportOpenGraph(end);
-    return at;
+    return isLast ? end : at;
 }
 
 /// Reads a statement, a directive, or what opens or closes a graph.

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "Reader/ReaderOptions.h"
+#include "Reader/SyntaxError.h"
+#include "Reader/TurtleContext.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What a reader found in a text.
+struct ReadResult {
+    std::string m_statements;            // in canonical form, a line each
+    std::vector<std::string> m_literals; // places and texts: 1:13:12 "chat"@EN
+    std::vector<std::string> m_errors;   // 1:13: expected an object, found '.'
+    std::vector<std::string> m_skipped;  // what gave no statements because of an error, as offsets: 0-14
+    uint64_t m_bytesExamined = 0;
+
+    /// Compares what was found, not how.
+    bool operator==(const ReadResult& other) const {
+        return m_statements == other.m_statements && m_literals == other.m_literals && m_errors == other.m_errors &&
+               m_skipped == other.m_skipped;
+    }
+};
+
+/// For GoogleTest's messages.
+void PrintTo(const ReadResult& result, std::ostream* output); // NOLINT(readability-identifier-naming)
+
+Rdf::ReaderOptions strict(Rdf::Syntax syntax, Rdf::Version version = Rdf::Version::RDF_1_2);
+Rdf::ReaderOptions lenient(Rdf::Syntax syntax);
+
+/// Reads a text that is there as a whole.
+ReadResult readText(std::string_view text, const Rdf::ReaderOptions& options);
+
+/// Reads a text that comes in pieces of this many bytes.
+ReadResult readInPieces(std::string_view text, size_t size, const Rdf::ReaderOptions& options);
+
+/// The only error of a text, or all that were found, if not one.
+std::string errorOf(std::string_view text, const Rdf::ReaderOptions& options);
+
+/// The statements of a text that must have no error.
+std::string statementsOf(std::string_view text, const Rdf::ReaderOptions& options);

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// A test of the W3C's suites.
+struct W3cTest {
+    std::string m_name;
+    std::string m_type;   // such as TestTurtleEval
+    std::string m_base;   // the IRI of the input
+    std::string m_action; // the path of the input
+    std::string m_result; // the path of what is expected, or nothing
+};
+
+/// Reads the tests that are the entries of the manifest in a folder, whose IRI is the base.
+std::vector<W3cTest> readW3cManifest(const std::string& folder, const std::string& base);
+
+std::string readWholeFile(const std::string& path);
