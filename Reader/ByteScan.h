@@ -24,10 +24,10 @@ struct IriStop { // what an IRI cannot hold as it is: up to the space, and <>"{}
         const __m128i fromBrace = _mm_sub_epi8(bytes, _mm_set1_epi8('{'));
         const __m128i low = _mm_cmpeq_epi8(_mm_min_epu8(bytes, _mm_set1_epi8(' ')), bytes);
         const __m128i braces = _mm_cmpeq_epi8(_mm_min_epu8(fromBrace, _mm_set1_epi8(2)), fromBrace);
-        const __m128i pairs = _mm_or_si128(_mm_cmpeq_epi8(withTwo, _mm_set1_epi8('>')),
-                                           _mm_cmpeq_epi8(withTwo, _mm_set1_epi8('^')));
-        const __m128i singles = _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')),
-                                             _mm_cmpeq_epi8(bytes, _mm_set1_epi8('`')));
+        const __m128i pairs =
+            _mm_or_si128(_mm_cmpeq_epi8(withTwo, _mm_set1_epi8('>')), _mm_cmpeq_epi8(withTwo, _mm_set1_epi8('^')));
+        const __m128i singles =
+            _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('`')));
         return _mm_or_si128(_mm_or_si128(low, braces), _mm_or_si128(pairs, singles));
     }
 #endif
@@ -35,7 +35,9 @@ struct IriStop { // what an IRI cannot hold as it is: up to the space, and <>"{}
 
 template<char... BYTES>
 struct AnyOf {
-    static constexpr bool matches(const uint8_t byte) noexcept { return ((byte == static_cast<uint8_t>(BYTES)) || ...); }
+    static constexpr bool matches(const uint8_t byte) noexcept {
+        return ((byte == static_cast<uint8_t>(BYTES)) || ...);
+    }
 #if defined(__SSE2__)
     static __m128i matchesOf(const __m128i bytes) noexcept {
         __m128i found = _mm_setzero_si128();
@@ -48,7 +50,9 @@ struct AnyOf {
 struct NotAscii {
     static constexpr bool matches(const uint8_t byte) noexcept { return byte >= 0x80; }
 #if defined(__SSE2__)
-    static __m128i matchesOf(const __m128i bytes) noexcept { return bytes; } // the highest bits are what counts
+    static __m128i matchesOf(const __m128i bytes) noexcept {
+        return bytes;
+    } // the highest bits are what counts
 #endif
 };
 

@@ -79,7 +79,8 @@ void appendEscaped(const std::string_view text, std::string& output) {
             output += LETTERS[escape];
         } else if (byte < 0x20 || byte == 0x7F) {
             appendHexadecimal(byte, output);
-        } else if (byte == 0xEF && (text.substr(index, 3) == "\xEF\xBF\xBE" || text.substr(index, 3) == "\xEF\xBF\xBF")) {
+        } else if (byte == 0xEF &&
+                   (text.substr(index, 3) == "\xEF\xBF\xBE" || text.substr(index, 3) == "\xEF\xBF\xBF")) {
             appendHexadecimal(text[index + 2] == '\xBE' ? 0xFFFE : 0xFFFF, output); // no characters of XML
             index += 2;
         } else {

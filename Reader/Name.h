@@ -11,10 +11,10 @@ const char* readBlankNodeLabel(TextWindow& window, const char* at, std::string_v
 
 /// A word such as `true`, or a name such as `ex:local`.
 struct Name {
-    std::string_view m_prefix;   // or the word
-    std::string_view m_local;    // as written
-    bool m_isPrefixed = false;   // a colon separates the two
-    bool m_hasEscapes = false;   // the local part has backslashes
+    std::string_view m_prefix; // or the word
+    std::string_view m_local;  // as written
+    bool m_isPrefixed = false; // a colon separates the two
+    bool m_hasEscapes = false; // the local part has backslashes
 };
 
 /// Reads a word or prefixed name; nothing but names start with a letter or a colon.

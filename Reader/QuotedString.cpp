@@ -35,9 +35,8 @@ const char* unescape(TextWindow& window, const char* at, const char* const end, 
 
 const char* readLongString(TextWindow& window, const char* const opening, std::string_view& text) {
     const char* const begin = opening + 3;
-    const char* const closing = window.isKnownUnclosed(*opening)
-                                    ? window.getEnd()
-                                    : findLongStringEnd(begin, window.getEnd(), *opening);
+    const char* const closing =
+        window.isKnownUnclosed(*opening) ? window.getEnd() : findLongStringEnd(begin, window.getEnd(), *opening);
     if (closing == window.getEnd()) {
         window.setKnownUnclosed(*opening);
         return window.failUnclosed(opening, "string", closing, "its closing quotes");

@@ -13,19 +13,18 @@ namespace {
 using ByteScan::AnyOf;
 using ByteScan::find;
 
-bool isNamePart(const char* const at, const char* const end) noexcept {
-    const auto byte = static_cast<uint8_t>(*at);
-    return CharacterClass::is(byte, CharacterClass::LOCAL_NAME) || byte >= 0x80 || byte == '%' ||
-           (byte == '\\' && end - at > 1);
+bool isNamePart(const char character) noexcept {
+    const auto byte = static_cast<uint8_t>(character);
+    return CharacterClass::is(byte, CharacterClass::LOCAL_NAME) || byte >= 0x80 || byte == '%' || byte == '\\';
 }
 
 /// Returns where a name, word or number ends; a full stop at its end belongs to the statement.
 const char* skipName(const char* const begin, const char* const end) noexcept {
     const char* at = begin;
     const char* unescaped = begin;
-    while (at != end && isNamePart(at, end)) {
+    while (at != end && isNamePart(*at)) {
         const bool isEscape = *at == '\\';
-        at += isEscape ? 2 : 1;
+        at += isEscape && end - at > 1 ? 2 : 1;
         if (isEscape)
             unescaped = at;
     }
@@ -100,7 +99,7 @@ const char* StatementSkipper::skipToken(const char* const at, const char* const 
             return at + 1;
         return cut(skipName(at, end));
     default:
-        return isNamePart(at, end) ? cut(skipName(at, end)) : at + 1;
+        return isNamePart(*at) ? cut(skipName(at, end)) : at + 1;
     }
 }
 
@@ -119,7 +118,8 @@ const char* StatementSkipper::skipString(const char* const at, const char* const
     }
     const char* stop = at + 1;
     for (;;) {
-        stop = isDouble ? find<AnyOf<'"', '\\', '\n', '\r'>>(stop, end) : find<AnyOf<'\'', '\\', '\n', '\r'>>(stop, end);
+        stop =
+            isDouble ? find<AnyOf<'"', '\\', '\n', '\r'>>(stop, end) : find<AnyOf<'\'', '\\', '\n', '\r'>>(stop, end);
         if (stop == end)
             return isLast ? end : nullptr;
         if (*stop != '\\')

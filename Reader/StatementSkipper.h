@@ -26,8 +26,8 @@ private:
     bool m_hasGraphs = false;
     bool m_isInGraph = false;
     size_t m_distance = 0;
-    size_t m_depth = 0;                       // of braces that were opened
-    std::array<bool, 2> m_isKnownUnclosed{};  // whether no long string with ' or " ends any more
+    size_t m_depth = 0;                      // of braces that were opened
+    std::array<bool, 2> m_isKnownUnclosed{}; // whether no long string with ' or " ends any more
 };
 
 } // namespace Rdf

@@ -18,9 +18,9 @@ enum class Direction : uint8_t { NONE, LEFT_TO_RIGHT, RIGHT_TO_LEFT };
 struct Term {
     TermKind m_kind = TermKind::NONE;
     Direction m_direction = Direction::NONE;
-    std::string_view m_text{};     // an absolute IRI, a label without "_:", or a literal's lexical form, unescaped
-    std::string_view m_tag{};      // a literal's language tag as written, without '@' and direction
-    std::string_view m_datatype{}; // a literal's; empty if it has a tag, or none of both, which means xsd:string
+    std::string_view m_text{};        // an absolute IRI, a label without "_:", or a literal's lexical form, unescaped
+    std::string_view m_tag{};         // a literal's language tag as written, without '@' and direction
+    std::string_view m_datatype{};    // a literal's; empty if it has a tag, or none of both, which means xsd:string
     const Triple* m_triple = nullptr; // of a triple term
     const char* m_begin = nullptr;    // where the term starts in the text; SyntaxReader::locate tells the place
 };

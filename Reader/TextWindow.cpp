@@ -56,7 +56,7 @@ std::string TextWindow::describe(const char* const at) {
     if (*at == '\n' || *at == '\r')
         return "the end of the line";
     const char* end = at;
-    if (*at == '@' && end + 1 != m_end)
+    if (*at == '@')
         ++end;
     while (end != m_end && isWordPart(*end) && static_cast<size_t>(end - at) < LONGEST_WORD_SHOWN)
         ++end;

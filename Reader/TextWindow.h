@@ -67,9 +67,7 @@ public:
 
     /// Remember that the rest of the input has no end of a long string with these quotes, so that it is searched once.
     bool isKnownUnclosed(const char quote) const noexcept { return m_isKnownUnclosed[quote == '"']; }
-    void setKnownUnclosed(const char quote) noexcept {
-        m_isKnownUnclosed[quote == '"'] |= m_beyond == Beyond::NOTHING;
-    }
+    void setKnownUnclosed(const char quote) noexcept { m_isKnownUnclosed[quote == '"'] |= m_beyond == Beyond::NOTHING; }
 
     /// Record a failure and return null.
     std::nullptr_t fail(const char* at, std::string message);

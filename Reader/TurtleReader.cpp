@@ -26,7 +26,7 @@ const char* TurtleReader::readText(const char* const begin, const char* const en
     openWindow(at, end, isLast);
     for (;;) {
         const char* const unit = m_terms.skipSpace(at);
-        if (unit == end)
+        if (unit == end || m_window.isIncomplete())
             break;
         m_window.getArena().clear();
         m_graph.m_begin = unit;
@@ -219,7 +219,8 @@ const char* TurtleReader::finishSkipping(const char* const begin, const char* co
 void TurtleReader::reportOpenGraph(const char* const end) {
     m_isInGraph = false;
     const uint64_t offset = m_places.getOffset(end);
-    m_error = {m_graphPlace, "this '{' is not closed: expected a statement or '}', found the end of the text", offset, 0};
+    m_error = {m_graphPlace, "this '{' is not closed: expected a statement or '}', found the end of the text", offset,
+               0};
     report(m_error, end);
 }
 

@@ -11,7 +11,8 @@ namespace {
 
 // By kind of what has begun.
 constexpr std::array<const char*, 6> OPENINGS{"", "'['", "'{|'", "'('", "'<<'", "'<<('"};
-constexpr std::array<const char*, 6> AFTER_OBJECT{"',', ';' or '.'", "',', ';' or ']'", "',', ';' or '|}'", "", "'>>'", "')>>'"};
+constexpr std::array<const char*, 6> AFTER_OBJECT{
+    "',', ';' or '.'", "',', ';' or ']'", "',', ';' or '|}'", "", "'>>'", "')>>'"};
 
 Term makeIri(const std::string_view iri, const char* const at) {
     Term term;

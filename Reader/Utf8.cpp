@@ -25,7 +25,8 @@ constexpr Lead getLead(const uint8_t first) noexcept {
     if (first < 0xE0)
         return {2, 0x80, 0xBF};
     if (first < 0xF0)
-        return {3, static_cast<uint8_t>(first == 0xE0 ? 0xA0 : 0x80), static_cast<uint8_t>(first == 0xED ? 0x9F : 0xBF)};
+        return {3, static_cast<uint8_t>(first == 0xE0 ? 0xA0 : 0x80),
+                static_cast<uint8_t>(first == 0xED ? 0x9F : 0xBF)};
     return {4, static_cast<uint8_t>(first == 0xF0 ? 0x90 : 0x80), static_cast<uint8_t>(first == 0xF4 ? 0x8F : 0xBF)};
 }
 

@@ -39,12 +39,12 @@ constexpr Table FIRST_LOW{{CARRY | OVERLONG_3 | OVERLONG_2 | OVERLONG_4, CARRY |
                            CARRY | TOO_LARGE | TOO_LARGE_1000, CARRY | TOO_LARGE | TOO_LARGE_1000,
                            CARRY | TOO_LARGE | TOO_LARGE_1000 | SURROGATE, CARRY | TOO_LARGE | TOO_LARGE_1000,
                            CARRY | TOO_LARGE | TOO_LARGE_1000}};
-constexpr Table SECOND_HIGH{
-    {TOO_SHORT, TOO_SHORT, TOO_SHORT, TOO_SHORT, TOO_SHORT, TOO_SHORT, TOO_SHORT, TOO_SHORT,
-     TOO_LONG | OVERLONG_2 | TWO_CONTINUATIONS | OVERLONG_3 | TOO_LARGE_1000 | OVERLONG_4,
-     TOO_LONG | OVERLONG_2 | TWO_CONTINUATIONS | OVERLONG_3 | TOO_LARGE,
-     TOO_LONG | OVERLONG_2 | TWO_CONTINUATIONS | SURROGATE | TOO_LARGE,
-     TOO_LONG | OVERLONG_2 | TWO_CONTINUATIONS | SURROGATE | TOO_LARGE, TOO_SHORT, TOO_SHORT, TOO_SHORT, TOO_SHORT}};
+constexpr Table SECOND_HIGH{{TOO_SHORT, TOO_SHORT, TOO_SHORT, TOO_SHORT, TOO_SHORT, TOO_SHORT, TOO_SHORT, TOO_SHORT,
+                             TOO_LONG | OVERLONG_2 | TWO_CONTINUATIONS | OVERLONG_3 | TOO_LARGE_1000 | OVERLONG_4,
+                             TOO_LONG | OVERLONG_2 | TWO_CONTINUATIONS | OVERLONG_3 | TOO_LARGE,
+                             TOO_LONG | OVERLONG_2 | TWO_CONTINUATIONS | SURROGATE | TOO_LARGE,
+                             TOO_LONG | OVERLONG_2 | TWO_CONTINUATIONS | SURROGATE | TOO_LARGE, TOO_SHORT, TOO_SHORT,
+                             TOO_SHORT, TOO_SHORT}};
 
 MELNAR_AVX2 inline __m256i load(const Table& table) noexcept {
     return _mm256_broadcastsi128_si256(_mm_load_si128(static_cast<const __m128i*>(static_cast<const void*>(&table))));
@@ -60,9 +60,8 @@ MELNAR_AVX2 inline bool hasFault(const __m256i bytes, const __m256i previous) no
     const __m256i half = _mm256_set1_epi8(0x0F);
     const __m256i first = delay<1>(bytes, previous);
     const __m256i ways = _mm256_and_si256(
-        _mm256_and_si256(
-            _mm256_shuffle_epi8(load(FIRST_HIGH), _mm256_and_si256(_mm256_srli_epi16(first, 4), half)),
-            _mm256_shuffle_epi8(load(FIRST_LOW), _mm256_and_si256(first, half))),
+        _mm256_and_si256(_mm256_shuffle_epi8(load(FIRST_HIGH), _mm256_and_si256(_mm256_srli_epi16(first, 4), half)),
+                         _mm256_shuffle_epi8(load(FIRST_LOW), _mm256_and_si256(first, half))),
         _mm256_shuffle_epi8(load(SECOND_HIGH), _mm256_and_si256(_mm256_srli_epi16(bytes, 4), half)));
     // Third and fourth bytes have to be second continuations, and no others.
     const __m256i third = _mm256_subs_epu8(delay<2>(bytes, previous), _mm256_set1_epi8(0xE0 - 0x80));

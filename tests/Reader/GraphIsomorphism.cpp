@@ -62,8 +62,8 @@ void refine(const Graph& graph, Colours& colours) {
                     size_t view = 0;
                     for (const std::string& piece : line)
                         view = combine(view, !isBlankNode(piece) ? std::hash<std::string>()(piece)
-                                             : piece == self    ? 1
-                                                                : combine(2, colours[piece]));
+                                             : piece == self     ? 1
+                                                                 : combine(2, colours[piece]));
                     views[self].insert(view);
                 }
         for (auto& [node, colour] : colours)

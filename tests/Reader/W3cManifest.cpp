@@ -58,7 +58,8 @@ std::vector<W3cTest> readW3cManifest(const std::string& folder, const std::strin
         const std::string action = properties.get(test, std::string(MANIFEST) + "action");
         const std::string result = properties.get(test, std::string(MANIFEST) + "result");
         tests.push_back({test.substr(test.find('#') + 1), type.substr(type.find('#') + 1), action,
-                         folder + action.substr(base.size()), result.empty() ? "" : folder + result.substr(base.size())});
+                         folder + action.substr(base.size()),
+                         result.empty() ? "" : folder + result.substr(base.size())});
     }
     return tests;
 }

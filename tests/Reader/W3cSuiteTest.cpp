@@ -57,8 +57,8 @@ protected:
     }
 
     void check(const std::string& suite, const Rdf::Version version) {
-        const std::string base = "https://w3c.github.io/rdf-tests/rdf/" + suite.substr(4, 5) + "/" +
-                                 suite.substr(suite.find('/') + 1);
+        const std::string base =
+            "https://w3c.github.io/rdf-tests/rdf/" + suite.substr(4, 5) + "/" + suite.substr(suite.find('/') + 1);
         for (const W3cTest& test : readW3cManifest(m_data + "/" + suite, base)) {
             EXPECT_EQ("", findFault(test, version)) << suite << test.m_name << " (" << test.m_action << ")";
             ++m_numberOfTests;

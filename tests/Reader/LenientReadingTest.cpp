@@ -1,0 +1,106 @@
+#include "tests/Reader/ReadText.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Rdf;
+using Strings = std::vector<std::string>;
+
+const std::string PREFIX = "@prefix : <u:> . ";
+
+/// The statements that are left, one word each, of those with :a to :z as the subject.
+std::string subjectsOf(const std::string& text, const Syntax syntax = Syntax::TRIG) {
+    const ReadResult result = readText(PREFIX + text, lenient(syntax));
+    std::string subjects;
+    for (size_t line = 0; line < result.m_statements.size(); line = result.m_statements.find('\n', line) + 1)
+        subjects += result.m_statements.substr(line + 3, 1);
+    return subjects + ' ' + std::to_string(result.m_errors.size());
+}
+
+TEST(LenientReadingTest, goesOnAfterTheFullStopOfTheStatement) {
+    EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b . :c :p 1 ."));
+    EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b :p \"x. y\" 'z. ' <u:x.y> x:y.z 1.5 _:b.c # . \n . :c :p 1 ."));
+    EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b :p '''x. \n y. ''' x\\. . :c :p 1 ."));
+    EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b :p '\\q. ' . :c :p 1 ."));
+    EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b :p [ [ ( :x . :c :p 1 ."));
+    EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b :p \xFF . :c :p 1 ."));
+    EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . @prefix y <v:> . :c :p 1 ."));
+    EXPECT_EQ("a 1", subjectsOf(":a :p 1 . :b :p"));
+    EXPECT_EQ("ac 3", subjectsOf(":a :p 1 . . . . :c :p 1 ."));
+}
+
+TEST(LenientReadingTest, anUnclosedStringCostsItsLine) {
+    EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b :p \"x . :y :p 1 .\n . :c :p 1 ."));
+    EXPECT_EQ("acd 1", subjectsOf(":a :p 1 . :b :p \"\"\"x . :c :p 1 . :d :p 1 ."));
+}
+
+TEST(LenientReadingTest, graphsStayWhatTheyAre) {
+    EXPECT_EQ("ac 1", subjectsOf(":g { :a :p 1 . :b . :c :p 1 }"));
+    EXPECT_EQ("ac 1", subjectsOf(":g { :a :p 1 . :b } :c :p 1 ."));
+    EXPECT_EQ("c 1", subjectsOf("x:g { :a :p 1 . :b :p 1 } :c :p 1 ."));
+    EXPECT_EQ("c 1", subjectsOf("GRAPH { :a :p 1 . { :b :p 1 } } :c :p 1 ."));
+
+    const ReadResult result = readText(PREFIX + ":g { :b . :c :p 1 . } :d :p 1 .", lenient(Syntax::TRIG));
+    EXPECT_NE(std::string::npos, result.m_statements.find("<u:g> .\n<u:d>"));
+}
+
+TEST(LenientReadingTest, whatIsSkippedIsKnownByItsPlace) {
+    const std::string text = PREFIX + ":a :p 1 .\n:b :p .\n:c :p 1 . :d\n";
+    const ReadResult result = readText(text, lenient(Syntax::TURTLE));
+    EXPECT_EQ((Strings{"27-34", "45-48"}), result.m_skipped);
+    EXPECT_EQ(":b :p .", text.substr(27, 7));
+}
+
+/// Bytes looked at for each byte of many copies of a text, which is mostly faulty.
+double effort(const std::string& piece, const Syntax syntax, const size_t size) {
+    std::string text = PREFIX;
+    while (text.size() < size)
+        text += piece;
+    const ReadResult whole = readText(text, lenient(syntax));
+    EXPECT_FALSE(whole.m_errors.empty()) << piece;
+    const ReadResult pieces = readInPieces(text, 10'000, lenient(syntax));
+    EXPECT_EQ(whole.m_errors, pieces.m_errors);
+    return static_cast<double>(std::max(whole.m_bytesExamined, pieces.m_bytesExamined)) /
+           static_cast<double>(text.size());
+}
+
+TEST(LenientReadingTest, effortIsLinearWhateverTheTextIs) {
+    for (const char* const piece : {". ",
+                                    "x ",
+                                    "\" ",
+                                    "' \n",
+                                    "\"\"\" ",
+                                    "''' ",
+                                    "\\\"\"\" ",
+                                    "\\''' \"\"\" ",
+                                    "< ",
+                                    "<a:b",
+                                    "<<( ",
+                                    "[ ",
+                                    "( ",
+                                    "{ ",
+                                    "} ",
+                                    "{| ",
+                                    ":a :b :c ",
+                                    ":a :b 'x\\q' . ",
+                                    "\xFF",
+                                    "\xC3 . ",
+                                    "# x\n.",
+                                    ":g { ",
+                                    "@prefix ",
+                                    "\"\n",
+                                    ":a :b \"\"\"x \\\"\"\" . ",
+                                    "_: ",
+                                    "1e",
+                                    ":a.b.",
+                                    "<u:a",
+                                    "^^ "})
+        for (const Syntax syntax : {Syntax::TURTLE, Syntax::TRIG, Syntax::N_QUADS})
+            EXPECT_LT(effort(piece, syntax, 100'000), 8.0) << piece << static_cast<int>(syntax);
+}
+
+} // namespace

@@ -1,0 +1,221 @@
+#include "Reader/TurtleReader.h"
+
+#include "tests/Reader/GraphIsomorphism.h"
+#include "tests/Reader/ReadText.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace Rdf;
+using Strings = std::vector<std::string>;
+
+const std::string PREFIX = "@prefix : <u:> .\n";
+const std::string RDF = "<http://www.w3.org/1999/02/22-rdf-syntax-ns#";
+
+/// The statements of what follows a prefix, or the errors.
+std::string read(const std::string& text, const Version version = Version::RDF_1_2) {
+    const ReadResult result = readText(PREFIX + text, strict(Syntax::TURTLE, version));
+    EXPECT_EQ(result, readInPieces(PREFIX + text, 1, strict(Syntax::TURTLE, version)));
+    return result.m_errors.empty() ? result.m_statements : result.m_errors.front();
+}
+
+/// The only object of a statement of :s and :p, in canonical form.
+std::string objectOf(const std::string& text) {
+    const std::string statements = read(":s :p " + text + " .");
+    const std::string_view before = "<u:s> <u:p> ";
+    if (!statements.starts_with(before) || statements.find('\n') != statements.size() - 1)
+        return statements;
+    return statements.substr(before.size(), statements.size() - before.size() - 3);
+}
+
+std::string typed(const std::string& text, const std::string& type) {
+    return "\"" + text + "\"^^<http://www.w3.org/2001/XMLSchema#" + type + ">";
+}
+
+TEST(TurtleReaderTest, numbers) {
+    for (const char* const integer : {"0", "007", "-1", "+1", "12345678901234567890"})
+        EXPECT_EQ(typed(integer, "integer"), objectOf(integer));
+    for (const char* const decimal : {"0.0", "-1.5", "+.5", ".5", "1.25"})
+        EXPECT_EQ(typed(decimal, "decimal"), objectOf(decimal));
+    for (const char* const number : {"1e1", "1.e1", "1.5E-3", "-.5e+10", "1E0"})
+        EXPECT_EQ(typed(number, "double"), objectOf(number));
+}
+
+TEST(TurtleReaderTest, aFullStopAfterAnIntegerEndsTheStatement) {
+    EXPECT_EQ("<u:s> <u:p> " + typed("123", "integer") + " .\n", read(":s :p 123."));
+    EXPECT_EQ("<u:s> <u:p> " + typed("1.5", "decimal") + " .\n<u:s> <u:p> " + typed("2", "integer") + " .\n",
+              read(":s :p 1.5.:s :p 2."));
+}
+
+TEST(TurtleReaderTest, booleansAreWordsNotPrefixes) {
+    EXPECT_EQ(typed("true", "boolean"), objectOf("true"));
+    EXPECT_EQ(typed("false", "boolean"), objectOf("false"));
+    EXPECT_EQ("<u:s> <u:p> " + typed("true", "boolean") + " .\n", read(":s :p true."));
+    EXPECT_EQ("<u:s> <u:p> <v:x> .\n", read("@prefix true: <v:> . :s :p true:x ."));
+    EXPECT_EQ("<v:s> <v:p> <v:> .\n", read("@prefix a: <v:> . a:s a:p a: ."));
+}
+
+TEST(TurtleReaderTest, stringsInQuotesOfAllKinds) {
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {"\"x\"", "\"x\""},
+        {"'x'", "\"x\""},
+        {"\"\"", "\"\""},
+        {"''", "\"\""},
+        {"\"\"\"\"\"\"", "\"\""},
+        {"''''''", "\"\""},
+        {"\"it's\"", "\"it's\""},
+        {"'a \"b\"'", "\"a \\\"b\\\"\""},
+        {"\"\"\"a\nb\r\nc\"\"\"", "\"a\\nb\\r\\nc\""},
+        {"'''a''b'c'''", "\"a''b'c\""},
+        {"\"\"\"\"a\"\"\"", "\"\\\"a\""},
+        {"\"\"\"say \"\\n\"\"\"", "\"say \\\"\\n\""},
+        {"\"\"\"a\\\"\"\"\"", "\"a\\\"\""},
+        {"'\\t\\b\\n\\r\\f\\\"\\'\\\\\\u00E4\\U0001F600'", "\"\\t\\b\\n\\r\\f\\\"'\\\\\xC3\xA4\xF0\x9F\x98\x80\""},
+        {"\"x\"@en", "\"x\"@en"},
+        {"\"x\" @en", "\"x\"@en"},
+        {"\"x\"# comment\n@en", "\"x\"@en"},
+        {"\"x\"@en-GB--rtl", "\"x\"@en-gb--rtl"},
+        {"\"x\"^^:d", "\"x\"^^<u:d>"},
+        {"\"x\" ^^ <u:d>", "\"x\"^^<u:d>"},
+        {"'''x'''^^<d>", "\"x\"^^<http://b.example/d>"},
+    };
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(expected, objectOf(text)) << text;
+}
+
+TEST(TurtleReaderTest, prefixedNames) {
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {":", "<u:>"},
+        {":a", "<u:a>"},
+        {":a.b", "<u:a.b>"},
+        {":a:b", "<u:a:b>"},
+        {"::", "<u::>"},
+        {":1", "<u:1>"},
+        {":_", "<u:_>"},
+        {":a-b", "<u:a-b>"},
+        {":%41%4a", "<u:%41%4a>"},
+        {":a\\.", "<u:a.>"},
+        {":\\~\\.\\-\\!\\$\\&\\'\\(\\)\\*\\+\\,\\;\\=\\/\\?\\#\\@\\%\\_", "<u:~.-!$&'()*+,;=/?#@%_>"},
+        {":\xC3\xA4\xC2\xB7\xE2\x80\xBF", "<u:\xC3\xA4\xC2\xB7\xE2\x80\xBF>"},
+        {"<x>", "<http://b.example/x>"},
+        {"<>", "<http://b.example/>"},
+        {"<\\u0061>", "<http://b.example/a>"},
+        {"<u:\\U000000E4>", "<u:\xC3\xA4>"},
+    };
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(expected, objectOf(text)) << text;
+    EXPECT_EQ("<v:x> <v:y> <v:z> .\n", read("@prefix \xC3\xA4.1-: <v:> . \xC3\xA4.1-:x \xC3\xA4.1-:y \xC3\xA4.1-:z."));
+}
+
+TEST(TurtleReaderTest, aNameMayNotStartWithHyphensOrCombiningCharacters) {
+    EXPECT_EQ("2:8: expected ',', ';' or '.', found '-a'", read(":s :p :-a ."));
+    EXPECT_EQ("2:8: expected ',', ';' or '.', found '\xC2\xB7'", read(":s :p :\xC2\xB7 ."));
+    EXPECT_EQ("2:9: expected a label after '_:', found '-a'", read(":s :p _:-a ."));
+}
+
+TEST(TurtleReaderTest, directivesInBothForms) {
+    EXPECT_EQ("<v:s> <v:p> <w:x/o> .\n<w:x/s> <v:p> <y:o> .\n",
+              read("prefix a: <v:> BASE <w:x/y> a:s a:p <o> . pReFiX b: <y:> <s> a:p b:o ."));
+    EXPECT_EQ("<v:s> <v:p> <w:x/o> .\n", read("@prefix a: <v:>. @base <w:x/y>. a:s a:p <o> ."));
+    EXPECT_EQ("<w:a/b/s> <u:p> <w:a/> .\n", read("@base <w:a/> . @base <b/c> . <s> :p <../> ."));
+    EXPECT_EQ("<u:s> <u:p> <v:o> .\n<u:s> <u:p> <w:o> .\n",
+              read("@prefix a: <v:> . :s :p a:o . @prefix a: <w:> . :s :p a:o ."));
+    EXPECT_EQ("2:1: expected a statement, found '@PREFIX'", read("@PREFIX a: <v:> ."));
+}
+
+TEST(TurtleReaderTest, commentsAreSpace) {
+    EXPECT_EQ("<u:s> <u:p> <u:o> .\n", read("# a\n:s#b\r:p#c \" <\n:o#d.\n.#e"));
+    EXPECT_EQ("<u:s> <u:p> <u:o#> .\n", read(":s :p <u:o#> ."));
+    EXPECT_EQ("<u:s> <u:p> _:anon1 .\n", read(":s :p [ # comment ]\n] ."));
+}
+
+TEST(TurtleReaderTest, listsOfPredicatesAndObjects) {
+    EXPECT_EQ("<u:s> <u:p> <u:a> .\n<u:s> <u:p> <u:b> .\n<u:s> " + RDF + "type> <u:c> .\n",
+              read(":s :p :a , :b ;;; a :c ; ."));
+}
+
+TEST(TurtleReaderTest, brackets) {
+    EXPECT_TRUE(
+        areIsomorphic("_:a <u:p> <u:o> .\n_:a <u:q> _:b .\n_:b <u:r> _:c .\n", read("[ :p :o ; ] :q [ :r [] ] .")));
+    EXPECT_EQ("_:anon1 <u:p> <u:o> .\n", read("[ :p :o ] ."));
+    EXPECT_EQ("<u:s> <u:p> " + RDF + "nil> .\n", read(":s :p ( ) ."));
+    const std::string list = "_:a " + RDF + "first> <u:a> .\n_:a " + RDF + "rest> _:b .\n_:b " + RDF +
+                             "first> \"b\" .\n_:b " + RDF + "rest> " + RDF + "nil> .\n";
+    EXPECT_TRUE(areIsomorphic("<u:s> <u:p> _:a .\n" + list, read(":s :p (:a 'b') .")));
+    EXPECT_TRUE(areIsomorphic("_:a <u:p> <u:o> .\n" + list, read("(:a 'b') :p :o .")));
+}
+
+TEST(TurtleReaderTest, nodesWithoutLabelShareNoneWithOthers) {
+    EXPECT_EQ("_:anon1 <u:p> _:anon_1 .\n_:anon_ <u:p> _:anon__1 .\n_:ano <u:p> _:b1 .\n",
+              read("[] :p _:anon1 . _:anon :p _:anon_1 . _:ano :p _:b1 ."));
+}
+
+TEST(TurtleReaderTest, reifiersAndAnnotations) {
+    const std::string triple = "<<( <u:s> <u:p> <u:o> )>>";
+    const std::string reifies = " " + RDF + "reifies> " + triple + " .\n";
+    EXPECT_EQ("<u:s> <u:p> <u:o> .\n<u:r>" + reifies + "<u:r> <u:a> <u:b> .\n_:anon1" + reifies +
+                  "_:anon1 <u:c> <u:d> .\n",
+              read(":s :p :o ~ :r {| :a :b |} {| :c :d |} ."));
+    EXPECT_EQ("<u:s> <u:p> <u:o> .\n_:anon1" + reifies + "_:x" + reifies + "_:anon2" + reifies,
+              read(":s :p :o ~ ~_:x ~[] ."));
+    EXPECT_EQ("_:anon1" + reifies, read("<<:s :p :o>>."));
+    EXPECT_EQ("<u:r>" + reifies + "<u:r> <u:q> " + triple + " .\n", read("<< :s :p :o ~ :r >> :q <<( :s :p :o )>> ."));
+}
+
+TEST(TurtleReaderTest, aFaultyStatementGivesNoTriples) {
+    const ReadResult result =
+        readText(PREFIX + ":s :p 1 . :s :p 2, 3, [ :q 4 ], 5 ;; :p . :s :p 6 .", lenient(Syntax::TURTLE));
+    EXPECT_EQ("<u:s> <u:p> " + typed("1", "integer") + " .\n<u:s> <u:p> " + typed("6", "integer") + " .\n",
+              result.m_statements);
+    EXPECT_EQ((Strings{"2:41: expected an object, found '.'"}), result.m_errors);
+    EXPECT_EQ((Strings{"27-58"}), result.m_skipped);
+}
+
+TEST(TurtleReaderTest, placesOfLiterals) {
+    const ReadResult result = readText(
+        "@prefix : <u:> .\n:s :p \"a\" ,\n\t'''b\n''' , 3 ; :\xC3\xA4 true .\n:s :p ( 'c' ) .", strict(Syntax::TURTLE));
+    EXPECT_EQ((Strings{"2:7:23 \"a\"", "3:2:30 \"b\n\"", "4:7:41 \"3\"^^http://www.w3.org/2001/XMLSchema#integer",
+                       "4:14:49 \"true\"^^http://www.w3.org/2001/XMLSchema#boolean", "5:9:64 \"c\""}),
+              result.m_literals);
+}
+
+TEST(TurtleReaderTest, aReaderStartsBetweenStatementsWithTheContextOfAnother) {
+    struct Sink : StatementSink {
+        void takeStatement(const Statement& statement) final { m_last = statement.m_subject.m_text; }
+        void takeError(const SyntaxError& error) final { ADD_FAILURE() << error.m_message; }
+        std::string m_last;
+    } sink;
+    TurtleReader first(strict(Syntax::TURTLE), sink);
+    first.read("@prefix : <u:> . @base <v:> . [] :p :o . ", false);
+    EXPECT_EQ("anon1", sink.m_last);
+    TurtleReader second(strict(Syntax::TURTLE), sink);
+    TurtleContext context = first.getContext();
+    context.m_blankNodeScope = 7;
+    second.setContext(context);
+    second.read("[] :p <o> .", true);
+    EXPECT_EQ("anon7-2", sink.m_last);
+}
+
+TEST(TurtleReaderTest, graphsOfTrig) {
+    const auto readTrig = [](const std::string& text) {
+        const std::string whole = PREFIX + text;
+        EXPECT_EQ(readText(whole, strict(Syntax::TRIG)), readInPieces(whole, 1, strict(Syntax::TRIG)));
+        return statementsOf(whole, strict(Syntax::TRIG));
+    };
+    EXPECT_EQ("<u:a> <u:b> <u:c> .\n<u:s> <u:p> <u:o> .\n", readTrig("{ :a :b :c } :s :p :o ."));
+    EXPECT_EQ("<u:a> <u:b> <u:c> <u:g> .\n<u:a> <u:b> <u:d> <u:g> .\n", readTrig(":g{:a :b :c. :a :b :d.}"));
+    EXPECT_EQ("<u:a> <u:b> <u:c> _:g .\n", readTrig("_:g { :a :b :c }"));
+    EXPECT_EQ("<u:a> <u:b> <u:c> _:anon1 .\n", readTrig("[ ] { :a :b :c }"));
+    EXPECT_EQ("<u:a> <u:b> <u:c> <u:g> .\n", readTrig("GRAPH :g { :a :b :c } graph _:h { } {}"));
+    EXPECT_EQ("_:anon1 <u:b> _:anon2 <u:g> .\n", readTrig(":g { [ :b [] ] }"));
+    EXPECT_EQ("<u:a> <u:b> <u:c> <u:g> .\n<u:a> <v:b> <u:c> .\n",
+              readTrig(":g { :a :b :c } @prefix v: <v:> . :a v:b :c ."));
+}
+
+} // namespace
