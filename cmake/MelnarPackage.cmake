@@ -1,11 +1,11 @@
-# How others find the engine: find_package(Melnar) on the installed files or on a build tree, and pkg-config.
+# How others find the libraries: find_package(Melnar) on the installed files or on a build tree, and pkg-config.
 
 include(CMakePackageConfigHelpers)
 
 set(packageDirectory ${CMAKE_INSTALL_LIBDIR}/cmake/Melnar)
 
 install(
-    TARGETS melnar-engine
+    TARGETS melnar-engine melnar-reader
     EXPORT MelnarTargets
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/melnar)

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks that includes point one way: every layer sees itself and those it stands on, never one above or beside it.
 
-Also that the engine needs nothing but the standard library and POSIX, less the exceptions listed below, and that one
+Also that the engine and the reader need nothing but the standard library and POSIX, less the exceptions listed below, and that one
 file alone maps memory.
 """
 
@@ -15,6 +15,7 @@ STREAM = "Engine/core/platform/stream"
 COLLECTIONS = "Engine/core/platform/collections"
 DICTIONARY = "Engine/core/data-store/dictionary"
 DATA_STORE = "Engine/core/data-store"
+READER = "Reader"
 TOOLS = "tools"
 TEST_SUPPORT = "tests/support"
 BENCHMARKS = "benchmarks"
@@ -28,9 +29,10 @@ MAY_INCLUDE = {
     COLLECTIONS: {PLATFORM, STREAM, SYSTEM},
     DICTIONARY: {PLATFORM, STREAM, SYSTEM, COLLECTIONS},
     DATA_STORE: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY},
-    TOOLS: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, DATA_STORE},
+    READER: set(),
+    TOOLS: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, DATA_STORE, READER},
     TEST_SUPPORT: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, DATA_STORE},
-    BENCHMARKS: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, DATA_STORE, TOOLS, TEST_SUPPORT},
+    BENCHMARKS: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, DATA_STORE, READER, TOOLS, TEST_SUPPORT},
 }
 
 STANDARD_HEADERS = set("""
@@ -56,8 +58,9 @@ POSIX_HEADERS = set("""
 RESERVED_HEADERS = {
     "sys/mman.h": [f"{SYSTEM}/VirtualMemory.cpp"],
     "xxhash.h": [f"{DATA_STORE}/Checksum.cpp"],
-    "emmintrin.h": [f"{COLLECTIONS}/Fingerprints.h"],
-    "immintrin.h": [f"{DICTIONARY}/LexicalFormLanesAVX2.cpp", f"{DICTIONARY}/LexicalFormLanesAVX512.cpp"],
+    "immintrin.h": [f"{DICTIONARY}/LexicalFormLanesAVX2.cpp", f"{DICTIONARY}/LexicalFormLanesAVX512.cpp",
+                    f"{READER}/Utf8AVX2.cpp"],
+    "emmintrin.h": [f"{COLLECTIONS}/Fingerprints.h", f"{READER}/ByteScan.h"],
 }
 
 INCLUDE = re.compile(r"^\s*#\s*include\b\s*(.*)$")
@@ -83,7 +86,7 @@ def objections(root, path, text):
             yield f'"{included}": {layer} must not know {included_layer}'
     elif angled := re.match(r"<([^>]+)>", text):
         included = angled[1]
-        if included.startswith(("Engine/", "tools/", "benchmarks/")):
+        if included.startswith(("Engine/", "Reader/", "tools/", "benchmarks/")):
             yield f"<{included}>: a header of this repository stands in quotation marks"
         elif layer in (TOOLS, BENCHMARKS):
             return
@@ -99,7 +102,7 @@ def main():
     root = Path(__file__).resolve().parent.parent
     files = 0
     found = []
-    for folder in ("Engine", "tools", "benchmarks"):
+    for folder in ("Engine", "Reader", "tools", "benchmarks"):
         for file in sorted(path for path in (root / folder).rglob("*") if path.suffix in (".h", ".cpp")):
             files += 1
             path = file.relative_to(root).as_posix()

@@ -98,7 +98,7 @@ void check(const std::string& text, const ReaderOptions& options, const size_t p
     const ReadResult whole = readText(text, options);
     ASSERT_EQ(whole, readInPieces(text, pieceSize, options)) << pieceSize;
     ASSERT_LE(whole.m_bytesExamined, 8 * text.size() + 8);
-    const ReadResult again = readText(whole.m_statements, strict(Syntax::N_QUADS));
+    const ReadResult again = readText(whole.m_statements, strict(Syntax::N_QUADS, options.m_version));
     ASSERT_EQ(whole.m_statements, again.m_statements);
     ASSERT_EQ(std::vector<std::string>(), again.m_errors);
     uint64_t end = 0;
