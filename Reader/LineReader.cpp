@@ -1,8 +1,7 @@
 #include "Reader/LineReader.h"
 
-#include "Reader/DatatypeRule.h"
 #include "Reader/IriReference.h"
-#include "Reader/LanguageTag.h"
+#include "Reader/Literal.h"
 #include "Reader/Name.h"
 #include "Reader/QuotedString.h"
 
@@ -160,9 +159,20 @@ const char* LineReader::readIri(const char* const at, Term& term, const char* co
 }
 
 const char* LineReader::readObject(const char* const at, Term& term) {
-    if (m_window.isVersion12() && m_window.isPair(at, '<', '<') && m_window.is(at + 2, '('))
-        return readTripleTerm(at, term);
-    return readSimpleObject(at, term);
+    switch (m_window.peek(at)) {
+    case '"':
+        return readLiteral(
+            m_window, at, term, [this](const char* const space) { return skipBlanks(space, m_window.getEnd()); },
+            readShortString, [this](auto&&... arguments) { return readIri(arguments...); });
+    case '_':
+        return readSubject(at, term);
+    case '<':
+        if (m_window.isVersion12() && m_window.is(at + 1, '<') && m_window.is(at + 2, '('))
+            return readTripleTerm(at, term);
+        [[fallthrough]];
+    default:
+        return readIri(at, term, "an object");
+    }
 }
 
 /// Reads a triple term. Only objects can be triple terms within triple terms, so the subjects and predicates of all come
@@ -171,10 +181,9 @@ const char* LineReader::readTripleTerm(const char* at, Term& term) {
     const char* const end = m_window.getEnd();
     m_triples.clear();
     Term* object = &term;
-    while (m_window.isPair(at, '<', '<') && m_window.is(at + 2, '(')) {
+    for (; m_window.isPair(at, '<', '<') && m_window.is(at + 2, '('); at = skipBlanks(at, end)) {
         if (m_triples.size() == m_options.m_maximumNesting)
-            return m_window.fail(at, "expected at most " + std::to_string(m_options.m_maximumNesting) +
-                                         " brackets within each other, found one more");
+            return m_window.failNesting(at, m_options.m_maximumNesting);
         Triple& triple = m_triples.emplace_back();
         object->m_kind = TermKind::TRIPLE;
         object->m_begin = at;
@@ -183,48 +192,15 @@ const char* LineReader::readTripleTerm(const char* at, Term& term) {
         if ((at = readSubject(skipBlanks(at + 3, end), triple.m_subject)) == nullptr ||
             (at = readIri(skipBlanks(at, end), triple.m_predicate, "a predicate")) == nullptr)
             return nullptr;
-        at = skipBlanks(at, end);
     }
-    if ((at = readSimpleObject(at, *object)) == nullptr)
-        return nullptr;
-    for (size_t index = 0; index < m_triples.size(); ++index) {
+    at = readObject(at, *object);
+    for (size_t index = 0; at != nullptr && index < m_triples.size(); ++index) {
         at = skipBlanks(at, end);
         if (!m_window.isPair(at, ')', '>') || !m_window.is(at + 2, '>'))
             return m_window.failExpected(at, "')>>'");
         at += 3;
     }
     return at;
-}
-
-const char* LineReader::readSimpleObject(const char* const at, Term& term) {
-    if (m_window.is(at, '"'))
-        return readLiteral(at, term);
-    if (m_window.is(at, '_'))
-        return readSubject(at, term);
-    return readIri(at, term, "an object");
-}
-
-const char* LineReader::readLiteral(const char* at, Term& term) {
-    const char* const end = m_window.getEnd();
-    term.m_kind = TermKind::LITERAL;
-    term.m_begin = at;
-    term.m_direction = Direction::NONE;
-    term.m_tag = term.m_datatype = {};
-    if ((at = readShortString(m_window, at, term.m_text)) == nullptr)
-        return nullptr;
-    const char* const next = skipBlanks(at, end);
-    if (m_window.is(next, '@'))
-        return readLanguageTag(m_window, next, term);
-    if (!m_window.is(next, '^'))
-        return at;
-    if (!m_window.is(next + 1, '^'))
-        return m_window.failExpected(next + 1, "'^' after '^'");
-    Term datatype;
-    const char* const iri = skipBlanks(next + 2, end);
-    if ((at = readIri(iri, datatype, "a datatype")) == nullptr)
-        return nullptr;
-    term.m_datatype = datatype.m_text;
-    return checkDatatype(m_window, iri, term.m_datatype) ? at : nullptr;
 }
 
 /// Reports what is wrong with a line; returns its end.

@@ -25,8 +25,6 @@ private:
     const char* readIri(const char* at, Term& term, const char* expected);
     const char* readObject(const char* at, Term& term);
     const char* readTripleTerm(const char* at, Term& term);
-    const char* readSimpleObject(const char* at, Term& term);
-    const char* readLiteral(const char* at, Term& term);
     const char* skipLine(const char* line, const char* end);
 
     Statement m_statement;

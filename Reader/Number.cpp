@@ -29,24 +29,23 @@ const char* readNumber(TextWindow& window, const char* const at, Term& literal) 
     const char* const digits = window.is(at, '+') || window.is(at, '-') ? at + 1 : at;
     const char* end = skipDigits(window, digits);
     const bool hasDigits = end != digits;
-    literal.m_datatype = Vocabulary::XSD_INTEGER;
+    std::string_view datatype = Vocabulary::XSD_INTEGER;
     // A full stop belongs to the number if digits or an exponent follow; else it may end the statement.
     if (window.is(end, '.')) {
         const char* const fraction = skipDigits(window, end + 1);
-        if (fraction != end + 1) {
+        if (fraction != end + 1 || (hasDigits && skipExponent(window, fraction) != nullptr)) {
             end = fraction;
-            literal.m_datatype = Vocabulary::XSD_DECIMAL;
-        } else if (hasDigits && skipExponent(window, fraction) != nullptr) {
-            end = fraction;
+            datatype = Vocabulary::XSD_DECIMAL;
         }
     }
-    if (!hasDigits && end == digits)
+    if (end == digits)
         return window.failExpected(digits, "the digits of a number");
     if (const char* const exponent = skipExponent(window, end)) {
         end = exponent;
-        literal.m_datatype = Vocabulary::XSD_DOUBLE;
+        datatype = Vocabulary::XSD_DOUBLE;
     }
-    literal.m_text = std::string_view(at, static_cast<size_t>(end - at));
+    const std::string_view text(at, static_cast<size_t>(end - at));
+    literal = {TermKind::LITERAL, Direction::NONE, text, {}, datatype, nullptr, at};
     return end;
 }
 

@@ -33,10 +33,10 @@ public:
         return m_beginOffset + static_cast<uint64_t>(at - m_textBegin);
     }
 
-    /// Returns a place of the text.
+    /// Returns a place of the text. One before the place reached is counted from the start of the text.
     Place find(const char* const at) noexcept {
         if (at < m_at)
-            goBack(at);
+            restart();
         m_line += ByteScan::count<ByteScan::AnyOf<'\n'>>(m_at, at);
         const char* const line = findLine(m_at, at);
         m_column = (line == m_at ? m_column : 1) + ByteScan::count<ByteScan::CharacterStart>(line, at);
@@ -60,11 +60,10 @@ private:
         return at;
     }
 
-    void goBack(const char* const at) noexcept {
-        const char* const line = findLine(m_textBegin, at);
-        m_line -= ByteScan::count<ByteScan::AnyOf<'\n'>>(line, m_at);
-        m_column = line == m_textBegin ? m_beginColumn : 1;
-        m_at = line;
+    void restart() noexcept {
+        m_at = m_textBegin;
+        m_line = m_beginLine;
+        m_column = m_beginColumn;
     }
 
     const char* m_textBegin = nullptr;

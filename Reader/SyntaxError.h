@@ -17,7 +17,10 @@ struct SyntaxError {
     uint64_t m_skippedEnd = 0;
 
     /// Returns file:line:column: message.
-    std::string format(std::string_view fileName) const;
+    std::string format(const std::string_view fileName) const {
+        return std::string(fileName) + ':' + std::to_string(m_place.m_line) + ':' + std::to_string(m_place.m_column) +
+               ": " + m_message;
+    }
 };
 
 } // namespace Rdf

@@ -44,6 +44,10 @@ std::nullptr_t TextWindow::failUnclosed(const char* const opening, const std::st
     return nullptr;
 }
 
+std::nullptr_t TextWindow::failNesting(const char* const opening, const size_t limit) {
+    return fail(opening, "expected at most " + std::to_string(limit) + " brackets within each other, found one more");
+}
+
 std::string TextWindow::describe(const char* const at) {
     std::array<char, 40> buffer;
     if (at == m_end) {

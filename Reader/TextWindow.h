@@ -73,6 +73,7 @@ public:
     std::nullptr_t fail(const char* at, std::string message);
     std::nullptr_t failExpected(const char* at, std::string_view expected);
     std::nullptr_t failUnclosed(const char* opening, std::string_view kind, const char* end, std::string_view expected);
+    std::nullptr_t failNesting(const char* opening, size_t limit);
 
     /// Names what stands here, such as: '.', the end of the line, U+0000.
     std::string describe(const char* at);

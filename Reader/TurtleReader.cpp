@@ -8,9 +8,12 @@ namespace Rdf {
 
 namespace {
 
-bool equalsIgnoringCase(const std::string_view word, const std::string_view upperCase) noexcept {
-    return std::equal(word.begin(), word.end(), upperCase.begin(), upperCase.end(),
-                      [](const char left, const char right) { return left == right || (left & ~0x20) == right; });
+// Statements that start with another letter are no directives.
+constexpr std::string_view KEYWORD_STARTS = "pPbBvVgG";
+
+bool equalsIgnoringCase(const std::string_view word, const std::string_view lowerCase) noexcept {
+    return std::equal(word.begin(), word.end(), lowerCase.begin(), lowerCase.end(),
+                      [](const char left, const char right) { return (left | 0x20) == right; });
 }
 
 } // namespace
@@ -63,53 +66,39 @@ const char* TurtleReader::readUnit(const char* const at) {
         m_isInGraph = false;
         return at + 1;
     }
-    if (byte == '@')
-        return readDirective(at);
     if (byte == '{' && m_options.m_syntax == Syntax::TRIG)
         return enterGraph(at, {});
-    if (CharacterClass::is(byte, CharacterClass::LETTER)) {
-        bool isKeyword = false;
-        const char* const end = readKeyword(at, isKeyword);
-        if (isKeyword)
+    bool isDirective = byte == '@' || (byte > 0 && KEYWORD_STARTS.find(static_cast<char>(byte)) != KEYWORD_STARTS.npos);
+    if (isDirective) {
+        const char* const end = readDirective(at, isDirective);
+        if (isDirective)
             return end;
     }
     return readTriples(at);
 }
 
-const char* TurtleReader::readDirective(const char* const at) {
-    const char* end = at + 1;
-    while (CharacterClass::is(m_window.peek(end), CharacterClass::LETTER))
-        ++end;
-    const std::string_view word(at, static_cast<size_t>(end - at));
-    if (word == "@prefix")
-        return readPrefix(end, true);
-    if (word == "@base")
-        return readBase(end, true);
-    if (word == "@version" && m_window.isVersion12())
-        return readVersion(end, true);
-    return m_window.failExpected(at, "a statement");
-}
-
-/// Reads a directive or a graph that starts with a word in upper or lower case.
-const char* TurtleReader::readKeyword(const char* const at, bool& isKeyword) {
-    // Statements that start with a name are the common case.
-    if (std::string_view("pPbBvVgG").find(*at) == std::string_view::npos)
-        return nullptr;
+/// Reads a directive, or a graph that starts with a word; if neither is here, says so.
+const char* TurtleReader::readDirective(const char* const at, bool& isDirective) {
+    const bool hasFullStop = *at == '@';
     Name name;
-    const char* const end = readName(m_window, at, name);
-    isKeyword = true;
-    if (end != nullptr && !name.m_isPrefixed) {
-        if (equalsIgnoringCase(name.m_prefix, "PREFIX"))
-            return readPrefix(end, false);
-        if (equalsIgnoringCase(name.m_prefix, "BASE"))
-            return readBase(end, false);
-        if (equalsIgnoringCase(name.m_prefix, "VERSION") && m_window.isVersion12())
-            return readVersion(end, false);
-        if (equalsIgnoringCase(name.m_prefix, "GRAPH") && m_options.m_syntax == Syntax::TRIG)
+    const char* end = readName(m_window, hasFullStop ? at + 1 : at, name);
+    const auto isWord = [&](const std::string_view word) {
+        return hasFullStop ? name.m_prefix == word : equalsIgnoringCase(name.m_prefix, word);
+    };
+    isDirective = true;
+    if (end != nullptr && (hasFullStop || !name.m_isPrefixed)) {
+        end = name.m_prefix.data() + name.m_prefix.size();
+        if (isWord("prefix"))
+            return readPrefix(end, hasFullStop);
+        if (isWord("base"))
+            return readBase(end, hasFullStop);
+        if (isWord("version") && m_window.isVersion12())
+            return readVersion(end, hasFullStop);
+        if (isWord("graph") && !hasFullStop && m_options.m_syntax == Syntax::TRIG)
             return readGraphLabel(end);
     }
-    isKeyword = false;
-    return nullptr;
+    isDirective = hasFullStop;
+    return hasFullStop ? m_window.failExpected(at, "a statement") : nullptr;
 }
 
 const char* TurtleReader::readPrefix(const char* at, const bool hasFullStop) {
@@ -122,31 +111,32 @@ const char* TurtleReader::readPrefix(const char* at, const bool hasFullStop) {
     if (!name.m_isPrefixed || !name.m_local.empty())
         return m_window.failExpected(at, "a prefix and ':'");
     Term iri;
-    at = m_terms.skipSpace(end);
-    if (!m_window.is(at, '<'))
-        return m_window.failExpected(at, "an IRI in '<' and '>'");
-    if ((at = m_terms.readIri(at, iri, "an IRI")) == nullptr || (at = readFullStop(at, hasFullStop)) == nullptr)
-        return nullptr;
-    m_context.m_prefixes.declare(name.m_prefix, iri.m_text);
+    at = readIriAndFullStop(end, iri, hasFullStop);
+    if (at != nullptr)
+        m_context.m_prefixes.declare(name.m_prefix, iri.m_text);
     return at;
 }
 
 const char* TurtleReader::readBase(const char* at, const bool hasFullStop) {
     Term iri;
+    at = readIriAndFullStop(at, iri, hasFullStop);
+    if (at != nullptr)
+        m_context.m_base.setBase(std::string(iri.m_text));
+    return at;
+}
+
+const char* TurtleReader::readIriAndFullStop(const char* at, Term& iri, const bool hasFullStop) {
     at = m_terms.skipSpace(at);
     if (!m_window.is(at, '<'))
         return m_window.failExpected(at, "an IRI in '<' and '>'");
-    if ((at = m_terms.readIri(at, iri, "an IRI")) == nullptr || (at = readFullStop(at, hasFullStop)) == nullptr)
-        return nullptr;
-    m_context.m_base.setBase(std::string(iri.m_text));
-    return at;
+    at = m_terms.readIri(at, iri, "an IRI");
+    return at == nullptr ? nullptr : readFullStop(at, hasFullStop);
 }
 
 const char* TurtleReader::readVersion(const char* at, const bool hasFullStop) {
     at = m_terms.skipSpace(at);
     const bool isQuoted = m_window.is(at, '"') || m_window.is(at, '\'');
-    const bool isLong = isQuoted && m_window.is(at + 1, *at) && m_window.is(at + 2, *at);
-    if (!isQuoted || isLong)
+    if (!isQuoted || (m_window.is(at + 1, *at) && m_window.is(at + 2, *at)))
         return m_window.failExpected(at, "a version in quotes");
     std::string_view version;
     at = readShortString(m_window, at, version);
@@ -163,15 +153,8 @@ const char* TurtleReader::readFullStop(const char* at, const bool isWanted) {
 const char* TurtleReader::readGraphLabel(const char* at) {
     Term label;
     at = m_terms.skipSpace(at);
-    if (m_window.is(at, '_')) {
-        at = m_terms.readLabel(at, label);
-    } else if (m_window.is(at, '[')) {
-        label = m_terms.makeBlankNode(at);
-        at = m_terms.skipSpace(at + 1);
-        at = m_window.is(at, ']') ? at + 1 : m_window.failExpected(at, "']'");
-    } else {
-        at = m_terms.readIri(at, label, "the label of a graph");
-    }
+    const bool isBlankNode = m_window.is(at, '_') || m_window.is(at, '[');
+    at = isBlankNode ? m_terms.readBlankNode(at, label) : m_terms.readIri(at, label, "the label of a graph");
     if (at == nullptr)
         return nullptr;
     at = m_terms.skipSpace(at);
@@ -184,7 +167,8 @@ const char* TurtleReader::readTriples(const char* const at) {
         return end;
     if (const Term* const label = m_triples.getLabel())
         return enterGraph(end, *label);
-    deliver();
+    for (const Statement& statement : m_triples.getStatements())
+        m_sink.takeStatement(statement);
     return *end == '.' ? end + 1 : end;
 }
 
@@ -197,11 +181,6 @@ const char* TurtleReader::enterGraph(const char* const brace, const Term& label)
     m_graph.m_text = m_graphName;
     m_graphPlace = m_places.find(brace);
     return brace + 1;
-}
-
-void TurtleReader::deliver() {
-    for (const Statement& statement : m_triples.getStatements())
-        m_sink.takeStatement(statement);
 }
 
 /// Goes on with what is being skipped, if anything is; its error is reported in the end.

@@ -23,17 +23,16 @@ public:
 private:
     const char* readText(const char* begin, const char* end, bool isLast) final;
     const char* readUnit(const char* at);
-    const char* readDirective(const char* at);
-    const char* readKeyword(const char* at, bool& isKeyword);
+    const char* readDirective(const char* at, bool& isDirective);
     const char* readPrefix(const char* at, bool hasFullStop);
     const char* readBase(const char* at, bool hasFullStop);
     const char* readVersion(const char* at, bool hasFullStop);
+    const char* readIriAndFullStop(const char* at, Term& iri, bool hasFullStop);
     const char* readFullStop(const char* at, bool isWanted);
     const char* readGraphLabel(const char* at);
     const char* readTriples(const char* at);
     const char* enterGraph(const char* brace, const Term& label);
     const char* finishSkipping(const char* at, const char* end, bool isLast);
-    void deliver();
     void reportOpenGraph(const char* end);
 
     TurtleContext m_context;

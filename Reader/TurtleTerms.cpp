@@ -1,9 +1,7 @@
 #include "Reader/TurtleTerms.h"
 
-#include "Reader/DatatypeRule.h"
 #include "Reader/IriReference.h"
-#include "Reader/LanguageTag.h"
-#include "Reader/Number.h"
+#include "Reader/Literal.h"
 #include "Reader/QuotedString.h"
 
 #include <algorithm>
@@ -50,9 +48,9 @@ const char* TurtleTerms::readIri(const char* const at, Term& term, const char* c
     if (!m_window.is(at, '<')) {
         Name name;
         const char* const end = isNameStart(m_window, at) || m_window.is(at, ':') ? readName(m_window, at, name) : at;
-        if (end == nullptr)
-            return nullptr;
-        return name.m_isPrefixed ? expandName(at, end, name, term) : m_window.failExpected(at, expected);
+        if (end == nullptr || name.m_isPrefixed)
+            return end == nullptr ? nullptr : expandName(at, end, name, term);
+        return m_window.failExpected(at, expected);
     }
     if (m_window.is(at + 1, '<'))
         return m_window.failExpected(at, expected);
@@ -68,7 +66,12 @@ const char* TurtleTerms::readIri(const char* const at, Term& term, const char* c
     return end;
 }
 
-const char* TurtleTerms::readLabel(const char* const at, Term& term) {
+const char* TurtleTerms::readBlankNode(const char* const at, Term& term) {
+    if (m_window.is(at, '[')) {
+        term = makeBlankNode(at);
+        const char* const closing = skipSpace(at + 1);
+        return m_window.is(closing, ']') ? closing + 1 : m_window.failExpected(closing, "']'");
+    }
     term.m_kind = TermKind::BLANK_NODE;
     term.m_begin = at;
     const char* const end = readBlankNodeLabel(m_window, at, term.m_text);
@@ -77,34 +80,10 @@ const char* TurtleTerms::readLabel(const char* const at, Term& term) {
     return end;
 }
 
-const char* TurtleTerms::readString(const char* at, Term& term) {
-    term.m_kind = TermKind::LITERAL;
-    term.m_begin = at;
-    term.m_direction = Direction::NONE;
-    term.m_tag = term.m_datatype = {};
-    if ((at = readTurtleString(m_window, at, term.m_text)) == nullptr)
-        return nullptr;
-    const char* const next = skipSpace(at);
-    if (m_window.is(next, '@'))
-        return readLanguageTag(m_window, next, term);
-    if (!m_window.is(next, '^'))
-        return next;
-    if (!m_window.is(next + 1, '^'))
-        return m_window.failExpected(next + 1, "'^' after '^'");
-    Term datatype;
-    const char* const iri = skipSpace(next + 2);
-    if ((at = readIri(iri, datatype, "a datatype")) == nullptr)
-        return nullptr;
-    term.m_datatype = datatype.m_text;
-    return checkDatatype(m_window, iri, term.m_datatype) ? at : nullptr;
-}
-
-const char* TurtleTerms::readNumber(const char* const at, Term& term) {
-    term.m_kind = TermKind::LITERAL;
-    term.m_begin = at;
-    term.m_direction = Direction::NONE;
-    term.m_tag = {};
-    return Rdf::readNumber(m_window, at, term);
+const char* TurtleTerms::readString(const char* const at, Term& term) {
+    return readLiteral(
+        m_window, at, term, [this](const char* const space) { return skipSpace(space); }, readTurtleString,
+        [this](auto&&... arguments) { return readIri(arguments...); });
 }
 
 const char* TurtleTerms::readWord(const char* const at, Term& term, const char* const expected) {
@@ -116,12 +95,7 @@ const char* TurtleTerms::readWord(const char* const at, Term& term, const char* 
         return expandName(at, end, name, term);
     if (name.m_prefix != "true" && name.m_prefix != "false")
         return m_window.failExpected(at, expected);
-    term.m_kind = TermKind::LITERAL;
-    term.m_begin = at;
-    term.m_direction = Direction::NONE;
-    term.m_text = name.m_prefix;
-    term.m_tag = {};
-    term.m_datatype = Vocabulary::XSD_BOOLEAN;
+    term = {TermKind::LITERAL, Direction::NONE, name.m_prefix, {}, Vocabulary::XSD_BOOLEAN, nullptr, at};
     return end;
 }
 
@@ -141,11 +115,7 @@ Term TurtleTerms::makeBlankNode(const char* const at) {
     if (m_context.m_blankNodeScope != 0)
         label.append(std::to_string(m_context.m_blankNodeScope)).append("-");
     label += std::to_string(++m_context.m_numberOfBlankNodes);
-    Term node;
-    node.m_kind = TermKind::BLANK_NODE;
-    node.m_text = join(label, {}, m_window.getArena());
-    node.m_begin = at;
-    return node;
+    return {TermKind::BLANK_NODE, Direction::NONE, join(label, {}, m_window.getArena()), {}, {}, nullptr, at};
 }
 
 } // namespace Rdf

@@ -23,14 +23,11 @@ public:
     /// Reads an IRI or a prefixed name; if neither starts here, says what was expected.
     const char* readIri(const char* at, Term& term, const char* expected);
 
-    /// Reads a blank node, whose '_' stands here.
-    const char* readLabel(const char* at, Term& term);
+    /// Reads a blank node, whose '_' or '[' stands here: a label, or empty brackets.
+    const char* readBlankNode(const char* at, Term& term);
 
     /// Reads a string, whose opening quote stands here, with its tag or datatype.
     const char* readString(const char* at, Term& term);
-
-    /// Reads a number, whose sign, digit or full stop stands here.
-    const char* readNumber(const char* at, Term& term);
 
     /// Reads `true`, `false` or a prefixed name.
     const char* readWord(const char* at, Term& term, const char* expected);

@@ -1,5 +1,6 @@
 #include "Reader/TurtleTriples.h"
 
+#include "Reader/Number.h"
 #include "Reader/Vocabulary.h"
 
 #include <array>
@@ -14,13 +15,13 @@ constexpr std::array<const char*, 6> OPENINGS{"", "'['", "'{|'", "'('", "'<<'", 
 constexpr std::array<const char*, 6> AFTER_OBJECT{
     "',', ';' or '.'", "',', ';' or ']'", "',', ';' or '|}'", "", "'>>'", "')>>'"};
 
-Term makeIri(const std::string_view iri, const char* const at) {
-    Term term;
-    term.m_kind = TermKind::IRI;
-    term.m_text = iri;
-    term.m_begin = at;
-    return term;
+constexpr Term makeIri(const std::string_view iri, const char* const at) {
+    return {TermKind::IRI, Direction::NONE, iri, {}, {}, nullptr, at};
 }
+
+constexpr Term REIFIES = makeIri(Vocabulary::RDF_REIFIES, nullptr);
+constexpr Term FIRST = makeIri(Vocabulary::RDF_FIRST, nullptr);
+constexpr Term REST = makeIri(Vocabulary::RDF_REST, nullptr);
 
 } // namespace
 
@@ -99,7 +100,7 @@ const char* TurtleTriples::readValue(const char* const at) {
     case ')':
         return isElement ? close(at) : fail(at, expected);
     case '_':
-        end = m_terms.readLabel(at, value);
+        end = m_terms.readBlankNode(at, value);
         break;
     case '"':
     case '\'':
@@ -110,7 +111,7 @@ const char* TurtleTriples::readValue(const char* const at) {
             end = isSubject ? m_terms.readIri(at, value, expected) : m_terms.readWord(at, value, expected);
         else if (!isSubject && (CharacterClass::is(byte, CharacterClass::DIGIT) || byte == '+' || byte == '-' ||
                                 (byte == '.' && CharacterClass::is(m_window.peek(at + 1), CharacterClass::DIGIT))))
-            end = m_terms.readNumber(at, value);
+            end = readNumber(m_window, at, value);
         else
             return fail(at, expected);
     }
@@ -132,14 +133,12 @@ const char* TurtleTriples::readAngle(const char* const at) {
 
 const char* TurtleTriples::readSquare(const char* const at) {
     const char* const next = m_terms.skipSpace(at + 1);
-    if (m_window.is(next, ']'))
-        return complete(next + 1, m_terms.makeBlankNode(at));
-    if (isInTerm())
-        return m_window.failExpected(next, "']'");
-    if (open(Kind::PROPERTIES, State::VERB, at, next) == nullptr)
-        return nullptr;
-    top().m_subject = m_terms.makeBlankNode(at);
-    return next;
+    if (isInTerm() || m_window.is(next, ']')) {
+        Term value;
+        const char* const end = m_terms.readBlankNode(at, value);
+        return end == nullptr ? nullptr : complete(end, value);
+    }
+    return open(Kind::PROPERTIES, State::VERB, at, next, m_terms.makeBlankNode(at));
 }
 
 const char* TurtleTriples::readAfterObject(const char* const at) {
@@ -156,7 +155,7 @@ const char* TurtleTriples::readAfterObject(const char* const at) {
         if (m_window.isVersion12()) {
             const char* const end = readReifier(at + 1, frame.m_reifier);
             if (end != nullptr)
-                add(frame.m_reifier, Vocabulary::RDF_REIFIES, makeTriple(frame));
+                add(frame.m_reifier, REIFIES, makeTriple(frame));
             return end;
         }
         break;
@@ -164,14 +163,11 @@ const char* TurtleTriples::readAfterObject(const char* const at) {
         if (m_window.isVersion12() && m_window.is(at + 1, '|')) {
             if (frame.m_reifier.m_kind == TermKind::NONE) {
                 frame.m_reifier = m_terms.makeBlankNode(at);
-                add(frame.m_reifier, Vocabulary::RDF_REIFIES, makeTriple(frame));
+                add(frame.m_reifier, REIFIES, makeTriple(frame));
             }
             const Term reifier = frame.m_reifier;
             frame.m_reifier = {};
-            if (open(Kind::ANNOTATION, State::VERB, at, at + 2) == nullptr)
-                return nullptr;
-            top().m_subject = reifier;
-            return at + 2;
+            return open(Kind::ANNOTATION, State::VERB, at, at + 2, reifier);
         }
         break;
     default:
@@ -196,23 +192,20 @@ const char* TurtleTriples::readAfterTerm(const char* const at) {
 const char* TurtleTriples::readReifier(const char* at, Term& reifier) {
     const char* const tilde = at - 1;
     at = m_terms.skipSpace(at);
-    if (m_window.is(at, '_'))
-        return m_terms.readLabel(at, reifier);
+    if (m_window.is(at, '_') || m_window.is(at, '['))
+        return m_terms.readBlankNode(at, reifier);
     if ((m_window.is(at, '<') && !m_window.is(at + 1, '<')) || m_window.is(at, ':') || isNameStart(m_window, at))
         return m_terms.readIri(at, reifier, "a reifier");
     reifier = m_terms.makeBlankNode(tilde);
-    if (!m_window.is(at, '['))
-        return at;
-    at = m_terms.skipSpace(at + 1);
-    return m_window.is(at, ']') ? at + 1 : m_window.failExpected(at, "']'");
+    return at;
 }
 
-const char* TurtleTriples::open(const Kind kind, const State state, const char* const opening, const char* const at) {
+const char* TurtleTriples::open(const Kind kind, const State state, const char* const opening, const char* const at,
+                                const Term& subject) {
     if (m_frames.size() > m_options.m_maximumNesting)
-        return m_window.fail(opening, "expected at most " + std::to_string(m_options.m_maximumNesting) +
-                                          " brackets within each other, found one more");
+        return m_window.failNesting(opening, m_options.m_maximumNesting);
     m_mayBeLabel = false;
-    m_frames.push_back({kind, state, opening});
+    m_frames.push_back({kind, state, opening, false, subject});
     return at;
 }
 
@@ -234,12 +227,12 @@ const char* TurtleTriples::close(const char* const at) {
     case Kind::COLLECTION:
         if (frame.m_subject.m_kind == TermKind::NONE)
             return complete(end, makeIri(Vocabulary::RDF_NIL, frame.m_opening));
-        add(frame.m_object, Vocabulary::RDF_REST, makeIri(Vocabulary::RDF_NIL, at));
+        add(frame.m_object, REST, makeIri(Vocabulary::RDF_NIL, at));
         return complete(end, frame.m_subject);
     case Kind::REIFIED: {
         const Term reifier =
             frame.m_reifier.m_kind == TermKind::NONE ? m_terms.makeBlankNode(frame.m_opening) : frame.m_reifier;
-        add(reifier, Vocabulary::RDF_REIFIES, makeTriple(frame));
+        add(reifier, REIFIES, makeTriple(frame));
         end = complete(at + 2, reifier);
         break;
     }
@@ -263,14 +256,8 @@ const char* TurtleTriples::complete(const char* const at, const Term& value) {
         frame.m_object = value;
         frame.m_reifier.m_kind = TermKind::NONE;
         frame.m_state = State::AFTER_OBJECT;
-        if (!isInTerm()) {
-            Statement& statement = m_statements.emplace_back();
-            statement.m_subject = frame.m_subject;
-            statement.m_predicate = frame.m_predicate;
-            statement.m_object = value;
-            if (m_graph != nullptr)
-                statement.m_graph = *m_graph;
-        }
+        if (!isInTerm())
+            add(frame.m_subject, frame.m_predicate, value);
     }
     return at;
 }
@@ -301,15 +288,15 @@ void TurtleTriples::addElement(const Term& value) {
     if (frame.m_subject.m_kind == TermKind::NONE)
         frame.m_subject = node;
     else
-        add(frame.m_object, Vocabulary::RDF_REST, node);
+        add(frame.m_object, REST, node);
     frame.m_object = node;
-    add(node, Vocabulary::RDF_FIRST, value);
+    add(node, FIRST, value);
 }
 
-void TurtleTriples::add(const Term& subject, const std::string_view predicate, const Term& object) {
+void TurtleTriples::add(const Term& subject, const Term& predicate, const Term& object) {
     Statement& statement = m_statements.emplace_back();
     statement.m_subject = subject;
-    statement.m_predicate = makeIri(predicate, object.m_begin);
+    statement.m_predicate = predicate;
     statement.m_object = object;
     if (m_graph != nullptr)
         statement.m_graph = *m_graph;
@@ -317,11 +304,7 @@ void TurtleTriples::add(const Term& subject, const std::string_view predicate, c
 
 Term TurtleTriples::makeTriple(const Frame& frame) {
     const Triple& triple = m_triples.emplace_back(Triple{frame.m_subject, frame.m_predicate, frame.m_object});
-    Term term;
-    term.m_kind = TermKind::TRIPLE;
-    term.m_triple = &triple;
-    term.m_begin = frame.m_opening;
-    return term;
+    return {TermKind::TRIPLE, Direction::NONE, {}, {}, {}, &triple, frame.m_opening};
 }
 
 } // namespace Rdf

@@ -64,13 +64,13 @@ private:
     const char* readAfterObject(const char* at);
     const char* readAfterTerm(const char* at);
     const char* readReifier(const char* at, Term& reifier);
-    const char* open(Kind kind, State state, const char* opening, const char* at);
+    const char* open(Kind kind, State state, const char* opening, const char* at, const Term& subject = {});
     const char* close(const char* at);
     const char* complete(const char* at, const Term& value);
     const char* fail(const char* at, const char* expected);
     bool isEnd(const char* at);
     void addElement(const Term& value);
-    void add(const Term& subject, std::string_view predicate, const Term& object);
+    void add(const Term& subject, const Term& predicate, const Term& object);
     Term makeTriple(const Frame& frame);
 
     Frame& top() noexcept { return m_frames.back(); }

@@ -114,3 +114,28 @@ def run_load(programs, file, threads, repetitions, context, results):
                 "benchmarks": entries}
     name = f"load-{file.stem}-{file.suffix.removeprefix('.')}.json"
     (results / name).write_text(json.dumps(document, indent=1), encoding="utf-8")
+
+
+def run_read(programs, file, repetitions, context, results):
+    """Reads a file with both bare readers in turn; prints and writes their processor time and the ratio."""
+    readers = {"serd-baseline": [], "bench-read": []}
+    for repetition in range(repetitions + 1):
+        counts = set()
+        for name, seconds in readers.items():
+            output, figures = run_once([str(programs / "benchmarks" / name), str(file)])
+            counts.add(int(re.match(r"(\d+) statements", output)[1]))
+            if repetition > 0:  # the first one brings the file into the cache
+                seconds.append(figures["cpu_seconds"])
+        if len(counts) != 1:
+            sys.exit(f"run.py: {file.name}: the readers count {counts} statements")
+    medians = {name: statistics.median(seconds) for name, seconds in readers.items()}
+    for name, seconds in readers.items():
+        print(f"{name:24} {medians[name]:8.3f} s  (from {min(seconds):.3f} to {max(seconds):.3f}),"
+              f" {file.stat().st_size / 1e6 / medians[name]:.0f} MB/s")
+    print(f"serd-baseline / bench-read: {medians['serd-baseline'] / medians['bench-read']:.2f}")
+    entries = [{"run_name": name, "name": name, "run_type": "iteration", "repetition_index": index,
+                "cpu_seconds": value} for name, seconds in readers.items() for index, value in enumerate(seconds)]
+    document = {"context": {**context, "strings": file.name, "bytes": str(file.stat().st_size)},
+                "benchmarks": entries}
+    name = f"read-{file.stem}-{file.suffix.removeprefix('.')}.json"
+    (results / name).write_text(json.dumps(document, indent=1), encoding="utf-8")

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs the benchmarks and writes what they measured below build/bench/results, one JSON file a run of a program.
 
-    run.py                    all suites but load, with up to 30 million strings: hours
+    run.py                    all suites but load and read, with up to 30 million strings: hours
     run.py --quick            all suites with 20,000 strings, a small file to load, and report, which writes its pages
                               below the results: shows that everything works
     run.py SUITE...           some suites
@@ -16,6 +16,7 @@
       collisions                65,536 strings made to collide in the dictionary, beside ordinary ones
       files                     save, open, verify, compact
       load                      RDF files beside serd's reader and serdi: those given with --file
+      read                      the bare readers, ours and serd's, in processor time: the files given with --file
     run.py report             writes docs/performance.md, docs/performance/ and the README's figures from the results
                               that are there, and prints the targets
     run.py targets            prints the targets beside what was measured
@@ -38,7 +39,8 @@ import targets  # noqa: E402, pylint: disable=wrong-import-position
 
 ROOT = Path(__file__).resolve().parent.parent
 SUITES = ["tables", "cold", "small-pages", "cache", "loads", "growth", "memory", "stalls", "collisions", "files",
-          "load"]
+          "load", "read"]
+SUITES_WITH_FILES = ["load", "read"]
 REPORTS = ["report", "targets"]
 QUICK_NUMBER = 20_000
 NUMBER_IN_CACHE = 20_000
@@ -70,6 +72,11 @@ def machine():
     facts = {"commit": commit_of_tree(), "processor": processor(), "cores": str(len(os.sched_getaffinity(0))),
              "gigabytes": f"{gigabytes:.0f}"}
     return {name: fact.replace(",", " ").replace("=", " ") for name, fact in facts.items()}
+
+
+def context_of_run():
+    """What the files of results tell that are not Google Benchmark's, which adds the date itself."""
+    return {"date": datetime.datetime.now().astimezone().isoformat(timespec="seconds"), **machine()}
 
 
 def run(arguments, program, name, *options):
@@ -156,7 +163,7 @@ def run_files(arguments):
         run(arguments, "bench-files", f"files-cold-b-{number}", f"--n={number}", folder, "--cold")
 
 
-def run_load(arguments):
+def files_to_read(arguments, suite):
     data = arguments.results.parent / "data"
     files = [load.unpacked(file, data) for file in arguments.file]
     if arguments.large:
@@ -164,12 +171,23 @@ def run_load(arguments):
     if not files and arguments.quick:
         files.append(load.make_small_file(data))
     if not files:
-        sys.exit("run.py: load wants --file FILE or --large")
+        sys.exit(f"run.py: {suite} wants --file FILE or --large")
+    return files
+
+
+def run_read(arguments):
+    for file in files_to_read(arguments, "read"):
+        print(f"\n{file.name}:", flush=True)
+        load.run_read(arguments.programs, file, arguments.repetitions, context_of_run(), arguments.results)
+
+
+def run_load(arguments):
+    files = files_to_read(arguments, "load")
     threads = int(arguments.threads.split(",")[-1])
-    context = {"date": datetime.datetime.now().astimezone().isoformat(timespec="seconds"), **machine()}
     for file in files:
         print(f"\n{file.name}:", flush=True)
-        load.run_load(arguments.programs, file, min(2, threads), arguments.repetitions, context, arguments.results)
+        load.run_load(arguments.programs, file, min(2, threads), arguments.repetitions, context_of_run(),
+                      arguments.results)
 
 
 def main():
@@ -182,8 +200,10 @@ def main():
     parser.add_argument("--threads", help="numbers of threads, with commas between them (1,2 and all cores)")
     parser.add_argument("--repetitions", type=int, help="of each measurement (5)")
     parser.add_argument("--filter", help="a regular expression: the maps that are measured")
-    parser.add_argument("--file", type=Path, nargs="+", default=[], help="RDF files for the suite load, plain or .gz")
-    parser.add_argument("--large", action="store_true", help="for the suite load: a file of a gigabyte, made for it")
+    parser.add_argument("--file", type=Path, nargs="+", default=[],
+                        help="RDF files for the suites load and read, plain or .gz")
+    parser.add_argument("--large", action="store_true",
+                        help="for the suites load and read: a file of a gigabyte, made for it")
     parser.add_argument("--programs", type=Path, default=ROOT / "build" / "bench",
                         help="the build folder (build/bench)")
     parser.add_argument("--mixed", action="store_true", help="for report: accept results of several commits or machines")
@@ -199,7 +219,8 @@ def main():
     if arguments.quick and not arguments.suites:
         for file in arguments.results.glob("*.json"):
             file.unlink()  # the report is to be of this run alone
-    suites = arguments.suites or ([*SUITES, "report"] if arguments.quick else SUITES[:-1])
+    suites = arguments.suites or (
+        [*SUITES, "report"] if arguments.quick else [suite for suite in SUITES if suite not in SUITES_WITH_FILES])
     for suite in suites:
         if suite == "report":
             report.write(arguments.results, ROOT, arguments.results / "pages" if arguments.quick else ROOT,

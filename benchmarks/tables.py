@@ -122,6 +122,17 @@ def load_section(results):
     return [*lines, ""]
 
 
+def read_section(results):
+    """Reading a file with the bare readers."""
+    context = results.context
+    seconds = {name: results.find(name, "cpu_seconds") for name in results.figures}
+    rows = [[name, shown(figure), f"{int(context['bytes']) / 1e6 / figure.median:.0f}"]
+            for name, figure in seconds.items()]
+    return [f"### {results.name}: {context['strings']}, {int(context['bytes']) / 1e6:.0f} MB, bare readers", "",
+            describe_machine(context) + ".", "", *table(["", "cpu_seconds", "MB/s"], rows),
+            f"- serd-baseline ÷ bench-read: {seconds['serd-baseline'].median / seconds['bench-read'].median:.2f}", ""]
+
+
 def collision_section(results):
     """Strings made to collide, beside ordinary ones: milliseconds, and the ratios."""
     description = f"{number_of(results):,} strings of one length, warm memory, {describe_machine(results.context)}"
@@ -161,4 +172,6 @@ def page(all_results, folder):
         lines += file_section(results)
     for results in sections_of("load-"):
         lines += load_section(results)
+    for results in sections_of("read-"):
+        lines += read_section(results)
     return lines
