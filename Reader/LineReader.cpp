@@ -68,8 +68,7 @@ const char* LineReader::readLines(const char* const begin, const char* const end
         if (lineEnd == end)
             return end;
         line = lineEnd + 1;
-        if (*lineEnd == '\n')
-            m_places.startLine(line);
+        m_places.passLineEnd(lineEnd);
     }
     return end;
 }

@@ -11,68 +11,54 @@ namespace Rdf {
 /// the text count every byte once.
 class PlaceCounter {
 public:
-    /// Says that the place reached is where this text begins, which is what follows in the input.
+    /// Says that the text before the place reached is followed by this one.
     void startText(const char* const begin) noexcept { m_textBegin = m_at = begin; }
 
     /// Starts a text at another place of an input.
     void startText(const char* const begin, const Place& place) noexcept {
         startText(begin);
-        m_line = m_beginLine = place.m_line;
-        m_column = m_beginColumn = place.m_column;
-        m_beginOffset = place.m_offset;
+        m_begin = m_place = place;
     }
 
-    /// Says that a line feed stands before here, and that no other follows the place reached.
-    void startLine(const char* const begin) noexcept {
-        m_at = begin;
-        m_column = 1;
-        ++m_line;
+    /// Says that a line feed or carriage return stands here, and that no other follows the place reached.
+    void passLineEnd(const char* const lineEnd) noexcept {
+        m_at = lineEnd + 1;
+        m_place.m_column = 1;
+        m_place.m_line += *lineEnd == '\n' ? 1u : 0u;
     }
 
+    /// Returns the place where the text starts.
+    const Place& getBegin() const noexcept { return m_begin; }
     uint64_t getOffset(const char* const at) const noexcept {
-        return m_beginOffset + static_cast<uint64_t>(at - m_textBegin);
+        return m_begin.m_offset + static_cast<uint64_t>(at - m_textBegin);
     }
 
     /// Returns a place of the text. One before the place reached is counted from the start of the text.
     Place find(const char* const at) noexcept {
-        if (at < m_at)
-            restart();
-        m_line += ByteScan::count<ByteScan::AnyOf<'\n'>>(m_at, at);
-        const char* const line = findLine(m_at, at);
-        m_column = (line == m_at ? m_column : 1) + ByteScan::count<ByteScan::CharacterStart>(line, at);
+        if (at < m_at) {
+            m_at = m_textBegin;
+            m_place = m_begin;
+        }
+        for (;;) {
+            const char* const lineEnd = ByteScan::find<ByteScan::AnyOf<'\n', '\r'>>(m_at, at);
+            if (lineEnd == at)
+                break;
+            passLineEnd(lineEnd);
+        }
+        m_place.m_column += ByteScan::count<ByteScan::CharacterStart>(m_at, at);
+        m_place.m_offset = getOffset(at);
         m_at = at;
-        return {m_line, m_column, getOffset(at)};
+        return m_place;
     }
 
     /// Ends the text here; the next one starts with what follows.
-    void endText(const char* const end) noexcept {
-        const Place place = find(end);
-        m_beginLine = place.m_line;
-        m_beginColumn = place.m_column;
-        m_beginOffset = place.m_offset;
-    }
+    void endText(const char* const end) noexcept { m_begin = find(end); }
 
 private:
-    /// Returns where the last line starts that starts after `begin` and not after `at`, or else `begin`.
-    static const char* findLine(const char* const begin, const char* at) noexcept {
-        while (at != begin && at[-1] != '\n')
-            --at;
-        return at;
-    }
-
-    void restart() noexcept {
-        m_at = m_textBegin;
-        m_line = m_beginLine;
-        m_column = m_beginColumn;
-    }
-
     const char* m_textBegin = nullptr;
-    uint64_t m_beginLine = 1;
-    uint64_t m_beginColumn = 1;
-    uint64_t m_beginOffset = 0;
+    Place m_begin;              // of the text
     const char* m_at = nullptr; // the place reached
-    uint64_t m_line = 1;
-    uint64_t m_column = 1;
+    Place m_place;
 };
 
 } // namespace Rdf

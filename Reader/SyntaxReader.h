@@ -31,8 +31,14 @@ public:
     /// many bytes are read for good; the next text starts after them. With the last text everything is read.
     size_t read(std::string_view text, bool isLast);
 
-    /// Says where in the input the next text starts; without this, an input is read from its start.
-    void startAt(const Place& place) noexcept { m_places.startText(nullptr, place); }
+    /// Starts over between statements, where the next text starts; without this, an input is read from its start.
+    void startAt(const Place& place) noexcept {
+        m_places.startText(nullptr, place);
+        m_isStopped = false;
+    }
+
+    /// Returns where the text ends that is read for good.
+    const Place& getPlace() const noexcept { return m_places.getBegin(); }
 
     /// Tells where a term of the statement stands that the sink is taking. Costs little if terms are asked for in the
     /// order of the text.

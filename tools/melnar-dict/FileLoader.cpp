@@ -9,9 +9,32 @@
 #include "tools/melnar-dict/WorkerGroup.h"
 
 #include "Engine/core/data-store/DictionaryThread.h"
+#include "Reader/ByteScan.h"
 
+#include <filesystem>
 #include <memory>
+#include <string_view>
 #include <utility>
+
+namespace {
+
+/// Returns the IRI that the relative ones of a file are relative to, unless it says otherwise.
+std::string iriOfFile(const std::string& fileName) {
+    const std::string path = fileName == "-" ? "/dev/stdin" : std::filesystem::absolute(fileName).string();
+    std::string iri("file://");
+    for (const char character : path) {
+        constexpr std::string_view DIGITS = "0123456789ABCDEF";
+        const auto byte = static_cast<uint8_t>(character);
+        if (Rdf::ByteScan::IriStop::matches(byte) || byte >= 0x80 ||
+            std::string_view("%?#").find(character) != std::string_view::npos)
+            iri.append("%").append(1, DIGITS[byte >> 4]).append(1, DIGITS[byte & 15]);
+        else
+            iri += character;
+    }
+    return iri;
+}
+
+} // namespace
 
 FileLoader::FileLoader(Dictionary& dictionary, LoadJournal& journal, Settings settings)
     : m_dictionary(dictionary), m_journal(journal), m_settings(std::move(settings)) {}
@@ -29,7 +52,7 @@ void FileLoader::load(const std::string& fileName, const RdfFormat format) {
     if (isLineFormat(format))
         loadLines(reader, format);
     else
-        loadTurtle(reader, format);
+        loadTurtle(reader, fileName, format);
 }
 
 void FileLoader::loadLines(BlockReader& reader, const RdfFormat format) {
@@ -48,7 +71,7 @@ void FileLoader::loadLines(BlockReader& reader, const RdfFormat format) {
     });
 }
 
-void FileLoader::loadTurtle(BlockReader& reader, const RdfFormat format) {
+void FileLoader::loadTurtle(BlockReader& reader, const std::string& fileName, const RdfFormat format) {
     PieceQueue queue(2 * m_settings.m_numberOfThreads + 2);
     WorkerGroup resolvers([&queue] { queue.close(); });
     resolvers.start(m_settings.m_numberOfThreads, [this, &queue] {
@@ -60,7 +83,8 @@ void FileLoader::loadTurtle(BlockReader& reader, const RdfFormat format) {
         }
     });
     uint64_t nextSequence = 0;
-    TurtleParser parser(format, m_settings.m_base, m_settings.m_isLenient, reader,
+    const std::string base = m_settings.m_base.empty() ? iriOfFile(fileName) : m_settings.m_base;
+    TurtleParser parser(format, base, m_settings.m_isLenient, reader,
                         [this, &queue, &nextSequence](std::unique_ptr<ParsedPiece> full) {
                             if (full)
                                 queue.putFull(std::move(full));

@@ -33,7 +33,7 @@ public:
 
 private:
     void loadLines(BlockReader& reader, RdfFormat format);
-    void loadTurtle(BlockReader& reader, RdfFormat format);
+    void loadTurtle(BlockReader& reader, const std::string& fileName, RdfFormat format);
 
     Dictionary& m_dictionary;
     LoadJournal& m_journal;

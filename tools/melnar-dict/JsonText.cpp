@@ -1,6 +1,6 @@
 #include "tools/melnar-dict/JsonText.h"
 
-#include "tools/melnar-dict/Utf8.h"
+#include "Reader/Utf8.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ void appendJsonString(std::string& output, const std::string_view text) {
     output.push_back('"');
     const char* const end = text.data() + text.size();
     for (const char* current = text.data(); current != end;) {
-        const char* const invalidByte = findInvalidUtf8(current, end);
+        const char* const invalidByte = Rdf::Utf8::findInvalid(current, end);
         appendValid(output, {current, invalidByte});
         current = invalidByte;
         if (current != end) {

@@ -1,51 +1,47 @@
 #include "tools/melnar-dict/LiteralCollector.h"
 
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
+#include "Reader/Vocabulary.h"
 
 namespace {
 
-constexpr std::string_view XSD_STRING_IRI = "http://www.w3.org/2001/XMLSchema#string";
-constexpr std::string_view RDF_PLAIN_LITERAL_IRI = "http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral";
-
-bool isJoined(const std::string_view whole, const std::string_view start, const std::string_view end) noexcept {
-    return whole.size() == start.size() + end.size() && whole.starts_with(start) && whole.ends_with(end);
-}
-
-std::string_view textOf(const SerdNode& node) noexcept {
-    return {reinterpret_cast<const char*>(node.buf), node.n_bytes};
-}
-
-/// Whether the object went into the piece.
-bool collectObject(const SerdStatement& statement, const LiteralKind kind, const uint64_t line, ParsedPiece& piece) {
-    const SerdNode& object = *statement.m_object;
-    if (object.type != SERD_LITERAL)
-        return false;
-    if (statement.m_language != nullptr) {
-        piece.m_literals.appendTagged(textOf(object), textOf(*statement.m_language), line);
-        ++piece.m_counts.m_plainLiterals;
-    } else if (statement.m_datatype == nullptr || kind == LiteralKind::STRING) {
-        piece.m_literals.append(textOf(object), D_XSD_STRING, line);
-        ++piece.m_counts.m_strings;
-    } else if (kind == LiteralKind::PLAIN_LITERAL) {
-        piece.m_literals.append(textOf(object), D_RDF_PLAIN_LITERAL, line);
-        ++piece.m_counts.m_plainLiterals;
-    } else
-        return false;
-    return true;
-}
+constexpr std::string_view RDF_PLAIN_LITERAL = "http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral";
 
 } // namespace
 
-LiteralKind literalKindOfDatatype(const std::string_view iriStart, const std::string_view iriEnd) noexcept {
-    if (isJoined(XSD_STRING_IRI, iriStart, iriEnd))
-        return LiteralKind::STRING;
-    if (isJoined(RDF_PLAIN_LITERAL_IRI, iriStart, iriEnd))
+LiteralKind literalKindOf(const Rdf::Term& term) noexcept {
+    if (term.m_kind != Rdf::TermKind::LITERAL || term.m_direction != Rdf::Direction::NONE)
+        return LiteralKind::OTHER;
+    if (!term.m_tag.empty())
         return LiteralKind::PLAIN_LITERAL;
-    return LiteralKind::OTHER;
+    if (term.m_datatype.empty() || term.m_datatype == Rdf::Vocabulary::XSD_STRING)
+        return LiteralKind::STRING;
+    return term.m_datatype == RDF_PLAIN_LITERAL ? LiteralKind::PLAIN_LITERAL : LiteralKind::OTHER;
 }
 
-void collectStatement(const SerdStatement& statement, const LiteralKind kind, const uint64_t line, ParsedPiece& piece) {
-    const bool isCollected = collectObject(statement, kind, line, piece);
+const Rdf::Term& innermostObject(const Rdf::Statement& statement) noexcept {
+    const Rdf::Term* object = &statement.m_object;
+    while (object->m_kind == Rdf::TermKind::TRIPLE)
+        object = &object->m_triple->m_object;
+    return *object;
+}
+
+void appendLiteral(const Rdf::Term& literal, const LiteralKind kind, const uint64_t line, LiteralBatch& batch) {
+    if (!literal.m_tag.empty())
+        batch.appendTagged(literal.m_text, literal.m_tag, line);
+    else
+        batch.append(literal.m_text, kind == LiteralKind::STRING ? D_XSD_STRING : D_RDF_PLAIN_LITERAL, line);
+}
+
+void collectStatement(const Rdf::Statement& statement, const uint64_t line, ParsedPiece& piece) {
+    const Rdf::Term& object = innermostObject(statement);
+    const LiteralKind kind = literalKindOf(object);
+    if (kind != LiteralKind::OTHER) {
+        appendLiteral(object, kind, line, piece.m_literals);
+        ++(kind == LiteralKind::STRING ? piece.m_counts.m_strings : piece.m_counts.m_plainLiterals);
+    }
     ++piece.m_counts.m_statements;
-    piece.m_counts.m_otherTerms += 2u + (isCollected ? 0u : 1u) + (statement.m_graph != nullptr ? 1u : 0u);
+    const bool isOther = kind == LiteralKind::OTHER || &object != &statement.m_object;
+    piece.m_counts.m_otherTerms +=
+        2u + (isOther ? 1u : 0u) + (statement.m_graph.m_kind != Rdf::TermKind::NONE ? 1u : 0u);
 }

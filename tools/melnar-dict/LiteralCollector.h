@@ -1,17 +1,24 @@
 #pragma once
 
+#include "tools/melnar-dict/LiteralBatch.h"
 #include "tools/melnar-dict/ParsedPiece.h"
-#include "tools/melnar-dict/SerdClient.h"
+
+#include "Reader/Term.h"
 
 #include <cstdint>
-#include <string_view>
 
-/// How a literal's datatype decides what becomes of it.
+/// What becomes of a literal: a string or a plain literal goes into the dictionary. Literals with a text direction are
+/// neither.
 enum class LiteralKind { STRING, PLAIN_LITERAL, OTHER };
 
-/// The kind of literal that has this datatype, an absolute IRI given in two parts.
-LiteralKind literalKindOfDatatype(std::string_view iriStart, std::string_view iriEnd) noexcept;
+/// The kind of a term; OTHER if it is no literal.
+LiteralKind literalKindOf(const Rdf::Term& term) noexcept;
 
-/// Counts a statement and puts its object into the piece when that is a literal of another kind than OTHER. `kind`
-/// tells the kind of a typed literal; all else is seen from the nodes.
-void collectStatement(const SerdStatement& statement, LiteralKind kind, uint64_t line, ParsedPiece& piece);
+/// The term that a statement says something about its subject with: the object, or the last one within triple terms.
+const Rdf::Term& innermostObject(const Rdf::Statement& statement) noexcept;
+
+/// Appends a literal of another kind than OTHER to a batch.
+void appendLiteral(const Rdf::Term& literal, LiteralKind kind, uint64_t line, LiteralBatch& batch);
+
+/// Counts a statement and puts its innermost object into the piece when that is a literal of another kind than OTHER.
+void collectStatement(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece);

@@ -5,7 +5,14 @@
 #include <algorithm>
 #include <utility>
 
-LiteralLines::LiteralLines(Receiver receiver) : m_receiver(std::move(receiver)), m_parser(RdfFormat::N_TRIPLES, true) {}
+namespace {
+
+// After an object of N-Quads, and not within a comment, this is a graph and the full stop.
+constexpr std::string_view END_OF_STATEMENT = " <g:> .\n";
+
+} // namespace
+
+LiteralLines::LiteralLines(Receiver receiver) : m_receiver(std::move(receiver)) {}
 
 void LiteralLines::parse(const std::string_view text) {
     m_statements.clear();
@@ -41,18 +48,22 @@ void LiteralLines::parse(const std::string_view text) {
 }
 
 /// Appends a line with the statement whose object is the given text, or an empty line, in which there is no literal,
-/// where the text would not stay within its statement.
+/// where the text would not stay within its line.
 void LiteralLines::appendStatement(std::string_view object) {
     if (object.ends_with('\r'))
         object.remove_suffix(1);
-    const size_t begin = m_statements.size();
-    m_statements.append("<s:> <p:> ").append(object).append(" .");
-    const std::string_view statement = std::string_view(m_statements).substr(begin);
-    const bool endsEarly = statement.find('\r') != std::string_view::npos;
-    const LineShape shape = shapeOfLine(statement, false);
-    const bool hidesItsEnd =
-        shape.m_kind == LineShape::Kind::STATEMENT && shape.m_end != statement.data() + statement.size();
-    if (endsEarly || hidesItsEnd)
-        m_statements.resize(begin);
-    m_statements += '\n';
+    if (object.find('\r') == std::string_view::npos)
+        m_statements.append("<s:> <p:> ").append(object).append(END_OF_STATEMENT);
+    else
+        m_statements += '\n';
+}
+
+const char* LiteralLines::ObjectParser::takeLineStatement(const Rdf::Statement& statement, const uint64_t line,
+                                                          ParsedPiece& piece) {
+    // The statement ends where its line does, or the text had an end of its own and a comment.
+    const char* const graph = statement.m_graph.m_begin;
+    if (statement.m_object.m_kind == Rdf::TermKind::TRIPLE || statement.m_graph.m_kind == Rdf::TermKind::NONE ||
+        !END_OF_STATEMENT.ends_with({graph, graph + 7}))
+        return "not a string literal";
+    return LineParser::takeLineStatement(statement, line, piece);
 }

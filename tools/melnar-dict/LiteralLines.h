@@ -35,10 +35,19 @@ public:
     void parse(std::string_view text);
 
 private:
+    /// Takes the statements whose object is all of the line.
+    class ObjectParser final : public LineParser {
+    public:
+        ObjectParser() : LineParser(RdfFormat::N_QUADS, true) {}
+
+    private:
+        const char* takeLineStatement(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece) final;
+    };
+
     void appendStatement(std::string_view object);
 
     const Receiver m_receiver;
-    LineParser m_parser;
+    ObjectParser m_parser;
     ParsedPiece m_piece;
     std::vector<BatchFailure> m_failures;
     std::string m_statements;

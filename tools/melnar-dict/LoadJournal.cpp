@@ -34,6 +34,8 @@ void LoadJournal::report(const Result& result) {
         m_errorOutput << m_fileName << ':';
         if (error.m_line != 0)
             m_errorOutput << m_firstLine + error.m_line - 1 << ':';
+        if (error.m_column != 0)
+            m_errorOutput << error.m_column << ':';
         m_errorOutput << ' ' << error.m_cause << '\n';
         ++m_numberOfErrors;
         if (isFatal(error))

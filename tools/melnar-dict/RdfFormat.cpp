@@ -37,6 +37,17 @@ std::optional<RdfFormat> findFormat(const std::string_view name, const bool exte
 
 } // namespace
 
+Rdf::ReaderOptions makeReaderOptions(const RdfFormat format, const bool lenient, const std::string& base) {
+    Rdf::ReaderOptions options;
+    options.m_syntax = format == RdfFormat::N_TRIPLES ? Rdf::Syntax::N_TRIPLES
+                       : format == RdfFormat::N_QUADS ? Rdf::Syntax::N_QUADS
+                       : format == RdfFormat::TURTLE  ? Rdf::Syntax::TURTLE
+                                                      : Rdf::Syntax::TRIG;
+    options.m_isLenient = lenient;
+    options.m_base = base;
+    return options;
+}
+
 std::optional<RdfFormat> formatOfName(const std::string_view name) {
     return findFormat(name, false);
 }

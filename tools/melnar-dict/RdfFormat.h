@@ -1,6 +1,9 @@
 #pragma once
 
+#include "Reader/ReaderOptions.h"
+
 #include <optional>
+#include <string>
 #include <string_view>
 
 /// The syntaxes that the tool reads.
@@ -15,6 +18,9 @@ constexpr bool isLineFormat(const RdfFormat format) noexcept {
 constexpr bool hasGraphs(const RdfFormat format) noexcept {
     return format == RdfFormat::N_QUADS || format == RdfFormat::TRIG;
 }
+
+/// How a file of this format is read. The base is for relative IRIs in Turtle and TriG.
+Rdf::ReaderOptions makeReaderOptions(RdfFormat format, bool lenient, const std::string& base = "");
 
 /// The format of a name as one gives it by hand, such as "ntriples" or "nt", in any case of letters.
 std::optional<RdfFormat> formatOfName(std::string_view name);

@@ -6,24 +6,22 @@
 
 #include <algorithm>
 
-const char* StatementDecoder::appendTerm(const SerdNode& term, std::string& output) {
-    if (term.type == SERD_URI && LiteralIri::isReserved(getText(term))) {
-        m_cause = "the IRI '" + std::string(getText(term)) + "' stands where no literal can be";
+const char* StatementDecoder::appendTerm(const Rdf::Term& term, std::string& output) {
+    if (term.m_kind == Rdf::TermKind::IRI && LiteralIri::isReserved(term.m_text)) {
+        m_cause = "the IRI '" + std::string(term.m_text) + "' stands where no literal can be";
         return m_cause.c_str();
     }
     return StatementRewriter::appendTerm(term, output);
 }
 
-const char* StatementDecoder::appendObject(const SerdStatement& statement, const LiteralKind kind,
-                                           std::string& output) {
-    const SerdNode& object = *statement.m_object;
-    if (object.type != SERD_URI || !LiteralIri::isReserved(getText(object))) {
-        appendUnchangedObject(statement, kind, output);
+const char* StatementDecoder::appendObject(const Rdf::Term& object, std::string& output) {
+    if (object.m_kind != Rdf::TermKind::IRI || !LiteralIri::isReserved(object.m_text)) {
+        appendUnchangedObject(object, output);
         return nullptr;
     }
-    const uint64_t resourceID = LiteralIri::getResourceID(getText(object));
+    const uint64_t resourceID = LiteralIri::getResourceID(object.m_text);
     if (!m_dictionary.hasResource(resourceID)) {
-        m_cause = "the IRI '" + std::string(getText(object)) + "' carries no resource ID of the dictionary";
+        m_cause = "the IRI '" + std::string(object.m_text) + "' carries no resource ID of the dictionary";
         return m_cause.c_str();
     }
     m_literals.push_back({{}, resourceID, D_INVALID});

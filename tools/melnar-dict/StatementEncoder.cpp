@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/StatementEncoder.h"
 
+#include "tools/melnar-dict/LiteralCollector.h"
 #include "tools/melnar-dict/LiteralIri.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -7,29 +8,23 @@
 
 #include <exception>
 
-const char* StatementEncoder::appendTerm(const SerdNode& term, std::string& output) {
-    if (term.type == SERD_URI && LiteralIri::isReserved(getText(term))) {
-        m_cause = "the IRI '" + std::string(getText(term)) + "' would be taken for a literal's";
+const char* StatementEncoder::appendTerm(const Rdf::Term& term, std::string& output) {
+    if (term.m_kind == Rdf::TermKind::IRI && LiteralIri::isReserved(term.m_text)) {
+        m_cause = "the IRI '" + std::string(term.m_text) + "' would be taken for a literal's";
         return m_cause.c_str();
     }
     return StatementRewriter::appendTerm(term, output);
 }
 
-const char* StatementEncoder::appendObject(const SerdStatement& statement, const LiteralKind kind,
-                                           std::string& output) {
-    const SerdNode& object = *statement.m_object;
-    if (object.type != SERD_LITERAL)
+const char* StatementEncoder::appendObject(const Rdf::Term& object, std::string& output) {
+    if (object.m_kind != Rdf::TermKind::LITERAL)
         return appendTerm(object, output);
-    if (statement.m_language != nullptr)
-        m_literals.appendTagged(getText(object), getText(*statement.m_language), 0);
-    else if (statement.m_datatype == nullptr || kind == LiteralKind::STRING)
-        m_literals.append(getText(object), D_XSD_STRING, 0);
-    else if (kind == LiteralKind::PLAIN_LITERAL)
-        m_literals.append(getText(object), D_RDF_PLAIN_LITERAL, 0);
-    else {
-        appendUnchangedObject(statement, kind, output);
+    const LiteralKind kind = literalKindOf(object);
+    if (kind == LiteralKind::OTHER) {
+        appendUnchangedObject(object, output);
         return nullptr;
     }
+    appendLiteral(object, kind, 0, m_literals);
     leaveGap();
     return nullptr;
 }

@@ -21,8 +21,8 @@ private:
     void startBlock() override;
     void answerGaps() override;
     const char* appendAnswer(size_t gapIndex, std::string& output) override;
-    const char* appendObject(const SerdStatement& statement, LiteralKind kind, std::string& output) override;
-    const char* appendTerm(const SerdNode& term, std::string& output) override;
+    const char* appendObject(const Rdf::Term& object, std::string& output) override;
+    const char* appendTerm(const Rdf::Term& term, std::string& output) override;
 
     const Dictionary& m_dictionary;
     LiteralBatch m_literals; // of the gaps

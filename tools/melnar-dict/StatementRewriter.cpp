@@ -1,5 +1,7 @@
 #include "tools/melnar-dict/StatementRewriter.h"
 
+#include "tools/melnar-dict/LiteralCollector.h"
+
 #include <algorithm>
 
 void StatementRewriter::rewrite(const std::string_view text, ParsedPiece& piece) {
@@ -32,59 +34,71 @@ void StatementRewriter::fillGaps(ParsedPiece& piece) {
     m_text.append(m_unfilled, begin);
 }
 
-const char* StatementRewriter::takeLineStatement(const SerdStatement& statement, const LiteralKind kind,
-                                                 const uint64_t line, ParsedPiece& piece) {
+const char* StatementRewriter::takeLineStatement(const Rdf::Statement& statement, const uint64_t line,
+                                                 ParsedPiece& piece) {
     m_startOfStatement = m_unfilled.size();
     m_line = line;
-    const auto appendAll = [&]() -> const char* {
-        if (const char* const cause = appendTerm(*statement.m_subject, m_unfilled))
-            return cause;
-        m_unfilled += ' ';
-        if (const char* const cause = appendTerm(*statement.m_predicate, m_unfilled))
-            return cause;
-        m_unfilled += ' ';
-        if (const char* const cause = appendObject(statement, kind, m_unfilled))
-            return cause;
-        if (statement.m_graph == nullptr)
-            return nullptr;
-        m_unfilled += ' ';
-        return appendTerm(*statement.m_graph, m_unfilled);
-    };
-    if (const char* const cause = appendAll()) {
+    if (const char* const cause = appendStatement(statement)) {
         m_unfilled.resize(m_startOfStatement);
         return cause;
     }
-    m_unfilled += " .\n";
     ++piece.m_counts.m_statements;
     return nullptr;
 }
 
-const char* StatementRewriter::appendTerm(const SerdNode& term, std::string& output) {
-    if (term.type == SERD_BLANK)
-        output.append("_:").append(getText(term));
-    else
-        output.append("<").append(getText(term)).append(">");
+/// Only objects can be triple terms, so all of them end where the innermost object does.
+const char* StatementRewriter::appendStatement(const Rdf::Statement& statement) {
+    size_t depth = 0;
+    for (const Rdf::Triple* triple = &statement;; triple = triple->m_object.m_triple, ++depth) {
+        for (const Rdf::Term* const term : {&triple->m_subject, &triple->m_predicate}) {
+            if (const char* const cause = appendTerm(*term, m_unfilled))
+                return cause;
+            m_unfilled += ' ';
+        }
+        if (triple->m_object.m_kind != Rdf::TermKind::TRIPLE) {
+            if (const char* const cause = appendObject(triple->m_object, m_unfilled))
+                return cause;
+            break;
+        }
+        m_unfilled += "<<( ";
+    }
+    while (depth-- != 0)
+        m_unfilled += " )>>";
+    if (statement.m_graph.m_kind != Rdf::TermKind::NONE) {
+        m_unfilled += ' ';
+        if (const char* const cause = appendTerm(statement.m_graph, m_unfilled))
+            return cause;
+    }
+    m_unfilled += " .\n";
     return nullptr;
 }
 
-void StatementRewriter::appendUnchangedObject(const SerdStatement& statement, const LiteralKind kind,
-                                              std::string& output) {
-    const SerdNode& object = *statement.m_object;
-    if (object.type == SERD_BLANK) {
-        output.append("_:").append(getText(object));
+const char* StatementRewriter::appendTerm(const Rdf::Term& term, std::string& output) {
+    if (term.m_kind == Rdf::TermKind::BLANK_NODE)
+        output.append("_:").append(term.m_text);
+    else
+        output.append("<").append(term.m_text).append(">");
+    return nullptr;
+}
+
+void StatementRewriter::appendUnchangedObject(const Rdf::Term& object, std::string& output) {
+    if (object.m_kind == Rdf::TermKind::BLANK_NODE) {
+        output.append("_:").append(object.m_text);
         return;
     }
-    if (object.type != SERD_LITERAL) {
-        output.append("<").append(getText(object)).append(">");
+    if (object.m_kind != Rdf::TermKind::LITERAL) {
+        output.append("<").append(object.m_text).append(">");
         return;
     }
     output += '"';
-    appendEscaped(getText(object), output);
+    appendEscaped(object.m_text, output);
     output += '"';
-    if (statement.m_language != nullptr)
-        output.append("@").append(getText(*statement.m_language));
-    else if (statement.m_datatype != nullptr && kind != LiteralKind::STRING)
-        output.append("^^<").append(getText(*statement.m_datatype)).append(">");
+    if (!object.m_tag.empty())
+        output.append("@").append(object.m_tag);
+    if (object.m_direction != Rdf::Direction::NONE)
+        output += object.m_direction == Rdf::Direction::LEFT_TO_RIGHT ? "--ltr" : "--rtl";
+    if (!object.m_datatype.empty() && literalKindOf(object) != LiteralKind::STRING)
+        output.append("^^<").append(object.m_datatype).append(">");
 }
 
 void StatementRewriter::appendEscaped(const std::string_view text, std::string& output) {

@@ -29,8 +29,8 @@ protected:
     /// Starts a block that has no gaps.
     virtual void startBlock() = 0;
 
-    /// Appends the object in the form that it is to have, or leaves a gap; null, or why the statement is refused.
-    virtual const char* appendObject(const SerdStatement& statement, LiteralKind kind, std::string& output) = 0;
+    /// Appends an object that is no triple term in the form that it is to have, or leaves a gap; null, or why the statement is refused.
+    virtual const char* appendObject(const Rdf::Term& object, std::string& output) = 0;
 
     /// Asks the dictionary for what belongs into the gaps of the block.
     virtual void answerGaps() = 0;
@@ -39,20 +39,16 @@ protected:
     virtual const char* appendAnswer(size_t gapIndex, std::string& output) = 0;
 
     /// Appends a subject, predicate or graph; null, or why the statement is refused.
-    virtual const char* appendTerm(const SerdNode& term, std::string& output);
+    virtual const char* appendTerm(const Rdf::Term& term, std::string& output);
 
-    /// Appends the statement's object as it is.
-    static void appendUnchangedObject(const SerdStatement& statement, LiteralKind kind, std::string& output);
+    /// Appends an object as it is.
+    static void appendUnchangedObject(const Rdf::Term& object, std::string& output);
 
     /// Appends text as it stands between the quotes of a literal.
     static void appendEscaped(std::string_view text, std::string& output);
 
     /// Leaves a gap for the object of the current statement, the next one by index.
     void leaveGap() { m_gaps.push_back({m_unfilled.size(), m_startOfStatement, m_line}); }
-
-    static std::string_view getText(const SerdNode& node) noexcept {
-        return {reinterpret_cast<const char*>(node.buf), node.n_bytes};
-    }
 
 private:
     struct Gap {
@@ -62,8 +58,8 @@ private:
     };
 
     void fillGaps(ParsedPiece& piece);
-    const char* takeLineStatement(const SerdStatement& statement, LiteralKind kind, uint64_t line,
-                                  ParsedPiece& piece) final;
+    const char* appendStatement(const Rdf::Statement& statement);
+    const char* takeLineStatement(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece) final;
 
     std::string m_unfilled; // the statements, with gaps
     std::vector<Gap> m_gaps;

@@ -12,6 +12,9 @@
 
 namespace {
 
+// What only the dictionary finds wrong.
+const std::string MALFORMED = "\"x@en-\"^^<http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral>";
+
 class LiteralLinesTest : public testing::Test {
 protected:
     LiteralLinesTest()
@@ -45,10 +48,20 @@ TEST_F(LiteralLinesTest, handsOutLiteralsAndErrorsInTheOrderOfTheLines) {
               m_taken);
 }
 
+TEST_F(LiteralLinesTest, aLineIsNotALiteralWithSomethingElse) {
+    m_lines.parse("\"a\" . #\n\"a\" <g:> . #\n\"a\" <g:> .\n\"a\" #\n\"a\" .\n\"a\rb\"\n\"b\"\r\n \"c\" \n\n<<( <a:s> "
+                  "<a:p> \"d\" )>>\n");
+    ASSERT_EQ(10u, m_taken.size());
+    EXPECT_EQ("b", m_taken[6]);
+    EXPECT_EQ("c", m_taken[7]);
+    for (const size_t index : {0u, 1u, 2u, 3u, 4u, 5u, 8u, 9u})
+        EXPECT_TRUE(m_taken[index].starts_with(std::to_string(index + 1) + ": ")) << m_taken[index];
+}
+
 TEST_F(LiteralLinesTest, aRefusedLiteralIsAnErrorOfItsLine) {
     failFor("x@en-", MelnarException("file", 1, MelnarException::NO_CAUSES, "malformed"));
-    m_lines.parse("\"a\"\n\"x\"@en-\n");
-    m_lines.parse("\"x\"@en-\n\"x\"@en-\n\"b\"\n");
+    m_lines.parse("\"a\"\n" + MALFORMED + "\n");
+    m_lines.parse(MALFORMED + "\n" + MALFORMED + "\n\"b\"\n");
     EXPECT_EQ((std::vector<std::string>{"a", "2: malformed", "3: malformed", "4: malformed", "b"}), m_taken);
 }
 
@@ -57,7 +70,8 @@ TEST_F(LiteralLinesTest, anotherFailureIsThrownBehindTheAnswersBeforeIt) {
     EXPECT_THROW(m_lines.parse("\"a\"\nbad\n\"x\"@en\n\"b\"\n"), MelnarException);
     EXPECT_EQ(2u, m_taken.size());
     failFor("x@en-", std::bad_alloc());
-    EXPECT_THROW(m_lines.parse("\"c\"\n\"x\"@en-\n"), std::bad_alloc) << "malformed, but that is not what failed";
+    EXPECT_THROW(m_lines.parse("\"c\"\n" + MALFORMED + "\n"), std::bad_alloc)
+        << "malformed, but that is not what failed";
     EXPECT_EQ(3u, m_taken.size());
 }
 

@@ -129,7 +129,7 @@ TEST_F(RewriteCommandTest, whatCannotBeEncodedNamesItsLineAndLeavesNoFile) {
         m_directory.addFile("bad.nt", "<urn:s> <urn:p> \"known\" .\n" + line + "<urn:s> <urn:p> \"known\" .\n");
         const ToolResult result = run({"encode", "bad.nt", "-d", "d", "-o", "out.nt"});
         EXPECT_EQ(1, result.m_exitCode) << line;
-        EXPECT_TRUE(result.m_errorOutput.starts_with("bad.nt:2: ")) << result.m_errorOutput;
+        EXPECT_TRUE(result.m_errorOutput.starts_with("bad.nt:2:")) << result.m_errorOutput;
         EXPECT_NE(std::string::npos, result.m_errorOutput.find(cause)) << result.m_errorOutput;
         EXPECT_FALSE(std::filesystem::exists(m_directory.getPathOf("out.nt")));
         EXPECT_FALSE(std::filesystem::exists(m_directory.getPathOf("out.nt.saving")));

@@ -106,8 +106,7 @@ TEST_F(ToolTest, readsStandardInputPlainAndPacked) {
     input.m_input = gzip(TEXT);
     EXPECT_EQ(4, runForJson({"load", "--format=ntriples", "-"}, input)["triples"]);
     input.m_input = "<a:s> <a:p> bad .";
-    expectFailure(1, "-:1: expected an object: an IRI, a blank node or a literal\n",
-                  run({"load", "--format", "nt", "-"}, input));
+    expectFailure(1, "-:1:13: expected an object, found 'bad'\n", run({"load", "--format", "nt", "-"}, input));
 }
 
 TEST_F(ToolTest, letsAGivenFormatOverrideTheName) {
@@ -151,7 +150,8 @@ TEST_F(ToolTest, endsWithOneWhenSomethingIsNotFound) {
 TEST_F(ToolTest, tellsFileLineAndCauseOfBadData) {
     m_directory.addFile("good.nt", TEXT);
     m_directory.addFile("bad.nt", "# c\n\n<a:s> <a:p> \"\\q\" .\n");
-    expectFailure(1, "bad.nt:3: invalid escape `\\q'\n", run({"load", "good.nt", "bad.nt", "good.nt"}));
+    expectFailure(1, "bad.nt:3:15: expected an escape such as \\n or \\u00E4 after the backslash, found 'q'\n",
+                  run({"load", "good.nt", "bad.nt", "good.nt"}));
     m_directory.addFile("bad.ttl",
                         "@prefix : <a:> .\n:s :p 'x'^^<http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral> .");
     expectFailure(
@@ -160,11 +160,7 @@ TEST_F(ToolTest, tellsFileLineAndCauseOfBadData) {
         "'@' character.\n",
         run({"load", "bad.ttl"}));
     m_directory.addFile("bad.nq.gz", gzip("<a:s> <a:p> \"x\"@en-- .\n"));
-    expectFailure(
-        1,
-        "bad.nq.gz:1: Lexical form 'x@en--' is invalid for datatype rdf:PlainLiteral because  it its language "
-        "tag is malformed.\n",
-        run({"load", "bad.nq.gz"}));
+    expectFailure(1, "bad.nq.gz:1:21: expected the direction ltr or rtl, found a space\n", run({"load", "bad.nq.gz"}));
 }
 
 TEST_F(ToolTest, countsErrorsAndGoesOnWhenLenient) {
@@ -172,9 +168,9 @@ TEST_F(ToolTest, countsErrorsAndGoesOnWhenLenient) {
     m_directory.addFile("b.ttl", "bad .\n<s> <p> \"b\" .\n");
     const ToolResult result = run({"load", "--lenient", "--json", "a.nt", "b.ttl"});
     EXPECT_EQ(0, result.m_exitCode);
-    EXPECT_EQ("a.nt:1: expected a subject: an IRI or a blank node\n"
-              "a.nt:3: expected a subject: an IRI or a blank node\n"
-              "b.ttl:1: expected a subject instead of 'bad'\n",
+    EXPECT_EQ("a.nt:1:1: expected a subject, found 'bad'\n"
+              "a.nt:3:1: expected a subject, found 'bad'\n"
+              "b.ttl:1:1: expected a subject, found 'bad'\n",
               result.m_errorOutput);
     const nlohmann::json json = nlohmann::json::parse(result.m_output);
     EXPECT_EQ(3, json["errors"]);
