@@ -74,7 +74,7 @@ void appendEscaped(const std::string_view text, std::string& output) {
     constexpr std::string_view LETTERS = "btnfr\"\\";
     for (size_t index = 0; index < text.size(); ++index) {
         const auto byte = static_cast<uint8_t>(text[index]);
-        if (const size_t escape = CHARACTERS.find(text[index]); escape != CHARACTERS.npos) {
+        if (const size_t escape = CHARACTERS.find(text[index]); escape != std::string_view::npos) {
             output += '\\';
             output += LETTERS[escape];
         } else if (byte < 0x20 || byte == 0x7F) {

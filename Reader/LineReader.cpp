@@ -1,6 +1,6 @@
 #include "Reader/LineReader.h"
 
-#include "Reader/IriReference.h"
+#include "Reader/Iri.h"
 #include "Reader/Literal.h"
 #include "Reader/Name.h"
 #include "Reader/QuotedString.h"

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Reader/LanguageTag.h"
 #include "Reader/Term.h"
 #include "Reader/TextWindow.h"
 #include "Reader/Vocabulary.h"
@@ -9,6 +8,12 @@
 #include <string_view>
 
 namespace Rdf {
+
+/// Reads a language tag, whose '@' stands here, and in RDF 1.2 a direction: @en, @zh-Hant, @ar--rtl.
+const char* readLanguageTag(TextWindow& window, const char* at, Term& literal);
+
+/// Reads a number of Turtle, whose sign, digit or full stop stands here: an integer, a decimal or a double.
+const char* readNumber(TextWindow& window, const char* at, Term& literal);
 
 /// Reads a literal in quotes with its language tag or datatype. The syntaxes differ in what stands between these parts
 /// (skipSpace), in their strings, and in their IRIs.

@@ -6,7 +6,7 @@ namespace Rdf {
 
 namespace {
 
-using namespace CharacterClass;
+using CharacterClass::is;
 
 constexpr bool isAscii(const char byte) noexcept {
     return static_cast<uint8_t>(byte) < 0x80;
@@ -18,7 +18,7 @@ const char* skipNameParts(TextWindow& window, const char* at, const uint8_t asci
     for (;;) {
         while (at != end && is(static_cast<uint8_t>(*at), asciiClass))
             ++at;
-        if (at == end || isAscii(*at) || !isNamePart(Utf8::decode(at)))
+        if (at == end || isAscii(*at) || !CharacterClass::isNamePart(Utf8::decode(at)))
             return window.touch(at);
         at += Utf8::getLength(at, end);
     }
@@ -33,7 +33,7 @@ const char* withoutFullStops(const char* const begin, const char* end) noexcept 
 
 /// Whether a label or local name may start here, with a digit or underscore too.
 bool isLabelStart(TextWindow& window, const char* const at) noexcept {
-    return isNameStart(window, at) || is(window.peek(at), DIGIT) || window.is(at, '_');
+    return isNameStart(window, at) || is(window.peek(at), CharacterClass::DIGIT) || window.is(at, '_');
 }
 
 /// Reads the part after the colon; an escaped full stop may end it.
@@ -43,15 +43,15 @@ const char* readLocalName(TextWindow& window, const char* const begin, bool& has
     if (window.peek(at) != '%' && window.peek(at) != '\\' && window.peek(at) != ':' && !isLabelStart(window, at))
         return at;
     for (;;) {
-        at = skipNameParts(window, at, LOCAL_NAME);
+        at = skipNameParts(window, at, CharacterClass::LOCAL_NAME);
         const int byte = window.peek(at);
         if (byte == '%') {
             for (int index = 1; index <= 2; ++index)
-                if (!is(window.peek(at + index), HEX))
+                if (!is(window.peek(at + index), CharacterClass::HEX))
                     return window.failExpected(at + index, "two hexadecimal digits after '%'");
             at += 3;
         } else if (byte == '\\') {
-            if (!is(window.peek(at + 1), ESCAPABLE))
+            if (!is(window.peek(at + 1), CharacterClass::ESCAPABLE))
                 return window.failExpected(at + 1, "a character that a name can escape after the backslash");
             hasEscapes = true;
             at += 2;
@@ -66,7 +66,7 @@ const char* readLocalName(TextWindow& window, const char* const begin, bool& has
 
 bool isNameStart(TextWindow& window, const char* const at) noexcept {
     const int byte = window.peek(at);
-    return byte < 0x80 ? is(byte, LETTER) : CharacterClass::isNameStart(Utf8::decode(at));
+    return byte < 0x80 ? is(byte, CharacterClass::LETTER) : CharacterClass::isNameStart(Utf8::decode(at));
 }
 
 const char* readBlankNodeLabel(TextWindow& window, const char* const at, std::string_view& label) {
@@ -75,13 +75,13 @@ const char* readBlankNodeLabel(TextWindow& window, const char* const at, std::st
     const char* const begin = at + 2;
     if (!isLabelStart(window, begin))
         return window.failExpected(begin, "a label after '_:'");
-    const char* const end = withoutFullStops(begin, skipNameParts(window, begin, NAME));
+    const char* const end = withoutFullStops(begin, skipNameParts(window, begin, CharacterClass::NAME));
     label = std::string_view(begin, static_cast<size_t>(end - begin));
     return end;
 }
 
 const char* readName(TextWindow& window, const char* const at, Name& name) {
-    const char* end = skipNameParts(window, at, NAME);
+    const char* end = skipNameParts(window, at, CharacterClass::NAME);
     name.m_hasEscapes = false;
     name.m_isPrefixed = window.is(end, ':') && (end == at || end[-1] != '.');
     if (!name.m_isPrefixed)

@@ -3,9 +3,13 @@
 #include "Reader/ByteScan.h"
 #include "Reader/TextWindow.h"
 
+#include <cstdint>
 #include <string_view>
 
 namespace Rdf {
+
+/// Reads \uXXXX or \UXXXXXXXX, whose backslash stands here: the number of a character, which is no surrogate.
+const char* readUnicodeEscape(TextWindow& window, const char* at, uint32_t& character);
 
 /// Reads a string on one line, with an escape in it or with something wrong; `stop` is the first such place.
 const char* readEscapedString(TextWindow& window, const char* opening, const char* stop, std::string_view& text);

@@ -2,15 +2,13 @@
 
 #include "Reader/SyntaxReader.h"
 
-#include <cstddef>
-#include <memory>
-#include <span>
+#include <string>
 #include <string_view>
 
 namespace Rdf {
 
-/// Reads an input that comes in pieces, cut wherever they are. Keeps what is not read for good: at most the longest
-/// statement and a few hundred kilobytes.
+/// Reads an input that comes in pieces, cut wherever they are. Keeps what is not read for good, at most a piece and the
+/// statement that it cuts.
 ///
 /// Ownership  The reader must outlive it, and is used through it until `finish`.
 /// Threads    One at a time.
@@ -19,27 +17,24 @@ class StreamReader {
 public:
     explicit StreamReader(SyntaxReader& reader) : m_reader(reader) {}
 
-    /// Returns where the next bytes of the input can be put.
-    std::span<char> getSpace();
-
-    /// Takes the bytes that were put at the start of the space.
-    void addText(size_t size);
-
-    /// Takes bytes of the input by copying them.
-    void feed(std::string_view text);
+    /// Takes the next bytes of the input by copying them.
+    void feed(const std::string_view piece) {
+        m_text += piece;
+        if (m_text.size() >= m_sizeToRead)
+            read(false);
+    }
 
     /// Says that the input is at its end.
-    void finish();
+    void finish() { read(true); }
 
 private:
-    void read(bool isLast);
-
-    static constexpr size_t SMALLEST_SPACE = size_t(1) << 18;
+    void read(const bool isLast) {
+        m_text.erase(0, m_reader.read(m_text, isLast));
+        m_sizeToRead = 2 * m_text.size();
+    }
 
     SyntaxReader& m_reader;
-    std::unique_ptr<char[]> m_buffer;
-    size_t m_capacity = 0;
-    size_t m_size = 0;
+    std::string m_text;
     size_t m_sizeToRead = 0; // a statement that was cut is read again only when there is twice as much of it
 };
 

@@ -1,9 +1,11 @@
 #pragma once
 
-#include "Reader/IriResolver.h"
-#include "Reader/PrefixMap.h"
+#include "Reader/Iri.h"
 
 #include <cstdint>
+#include <functional>
+#include <map>
+#include <string>
 #include <string_view>
 
 namespace Rdf {
@@ -14,7 +16,7 @@ struct TurtleContext {
     explicit TurtleContext(const std::string_view base) : m_base(base) {}
 
     IriResolver m_base;
-    PrefixMap m_prefixes;
+    std::map<std::string, std::string, std::less<>> m_prefixes; // to the IRIs that they stand for
     // Nodes without a label get one from these two numbers. Readers of the same text must differ in the first.
     uint64_t m_blankNodeScope = 0;
     uint64_t m_numberOfBlankNodes = 0;

@@ -68,7 +68,8 @@ const char* TurtleReader::readUnit(const char* const at) {
     }
     if (byte == '{' && m_options.m_syntax == Syntax::TRIG)
         return enterGraph(at, {});
-    bool isDirective = byte == '@' || (byte > 0 && KEYWORD_STARTS.find(static_cast<char>(byte)) != KEYWORD_STARTS.npos);
+    bool isDirective =
+        byte == '@' || (byte > 0 && KEYWORD_STARTS.find(static_cast<char>(byte)) != std::string_view::npos);
     if (isDirective) {
         const char* const end = readDirective(at, isDirective);
         if (isDirective)
@@ -113,7 +114,7 @@ const char* TurtleReader::readPrefix(const char* at, const bool hasFullStop) {
     Term iri;
     at = readIriAndFullStop(end, iri, hasFullStop);
     if (at != nullptr)
-        m_context.m_prefixes.declare(name.m_prefix, iri.m_text);
+        m_context.m_prefixes.insert_or_assign(std::string(name.m_prefix), std::string(iri.m_text));
     return at;
 }
 

@@ -1,6 +1,6 @@
 #include "Reader/TurtleTerms.h"
 
-#include "Reader/IriReference.h"
+#include "Reader/Iri.h"
 #include "Reader/Literal.h"
 #include "Reader/QuotedString.h"
 
@@ -100,13 +100,13 @@ const char* TurtleTerms::readWord(const char* const at, Term& term, const char* 
 }
 
 const char* TurtleTerms::expandName(const char* const at, const char* const end, const Name& name, Term& term) {
-    const std::string* const iri = m_context.m_prefixes.find(name.m_prefix);
-    if (iri == nullptr)
+    const auto prefix = m_context.m_prefixes.find(name.m_prefix);
+    if (prefix == m_context.m_prefixes.end())
         return m_window.fail(at, "expected a declared prefix, found '" + std::string(name.m_prefix) + ":'");
     term.m_kind = TermKind::IRI;
     term.m_begin = at;
-    term.m_text = name.m_hasEscapes ? joinUnescaped(*iri, name.m_local, m_window.getArena())
-                                    : join(*iri, name.m_local, m_window.getArena());
+    term.m_text = name.m_hasEscapes ? joinUnescaped(prefix->second, name.m_local, m_window.getArena())
+                                    : join(prefix->second, name.m_local, m_window.getArena());
     return end;
 }
 

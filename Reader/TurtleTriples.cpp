@@ -1,6 +1,6 @@
 #include "Reader/TurtleTriples.h"
 
-#include "Reader/Number.h"
+#include "Reader/Literal.h"
 #include "Reader/Vocabulary.h"
 
 #include <array>

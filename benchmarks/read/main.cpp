@@ -6,8 +6,8 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
-#include <span>
 #include <string_view>
+#include <vector>
 
 // What reading alone costs: the statements of a file are counted, and nothing is written. Prints the number of
 // statements, that of errors, and the seconds of processor time; beside it stands serd-baseline.
@@ -50,13 +50,9 @@ int main(const int argc, const char* const* const argv) {
     options.m_base = "http://example.org/";
     const std::unique_ptr<Rdf::SyntaxReader> reader = Rdf::SyntaxReader::make(options, counter);
     Rdf::StreamReader stream(*reader);
-    for (;;) {
-        const std::span<char> space = stream.getSpace();
-        const size_t size = std::fread(space.data(), 1, space.size(), file);
-        if (size == 0)
-            break;
-        stream.addText(size);
-    }
+    std::vector<char> piece(1 << 16);
+    while (const size_t size = std::fread(piece.data(), 1, piece.size(), file))
+        stream.feed({piece.data(), size});
     stream.finish();
     std::fclose(file);
     const double seconds = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;

@@ -1,6 +1,4 @@
-#include "Reader/IriResolver.h"
-
-#include "Reader/IriReference.h"
+#include "Reader/Iri.h"
 
 #include <gtest/gtest.h>
 
@@ -18,7 +16,7 @@ std::string resolve(const std::string_view base, const std::string_view referenc
     return std::string(IriResolver(base).resolve(reference, arena));
 }
 
-TEST(IriResolverTest, theExamplesOfRfc3986) {
+TEST(IriTest, theExamplesOfRfc3986) {
     const std::vector<std::pair<std::string_view, std::string_view>> examples{
         {"g", "http://a/b/c/g"},
         {"./g", "http://a/b/c/g"},
@@ -65,7 +63,7 @@ TEST(IriResolverTest, theExamplesOfRfc3986) {
         EXPECT_EQ(expected, resolve("http://a/b/c/d;p?q", reference)) << reference;
 }
 
-TEST(IriResolverTest, basesOfOtherShapes) {
+TEST(IriTest, basesOfOtherShapes) {
     EXPECT_EQ("http://a/x", resolve("http://a", "x"));
     EXPECT_EQ("http://a?q#x", resolve("http://a?q#f", "#x"));
     EXPECT_EQ("http://a/?x", resolve("http://a/?q#f", "?x"));
@@ -78,7 +76,7 @@ TEST(IriResolverTest, basesOfOtherShapes) {
     EXPECT_EQ("http://a/bä/x", resolve("http://a/bä/c", "x"));
 }
 
-TEST(IriResolverTest, theBaseMayChange) {
+TEST(IriTest, theBaseMayChange) {
     TextArena arena;
     IriResolver resolver("");
     EXPECT_FALSE(resolver.hasBase());
@@ -87,7 +85,7 @@ TEST(IriResolverTest, theBaseMayChange) {
     EXPECT_EQ("http://a/c", resolver.resolve("c", arena));
 }
 
-TEST(IriResolverTest, anAbsoluteIriStartsWithAScheme) {
+TEST(IriTest, anAbsoluteIriStartsWithAScheme) {
     for (const char* const iri : {"a:", "http://x", "a+b-c.d1:x", "A:b"})
         EXPECT_TRUE(isAbsoluteIri(iri)) << iri;
     for (const char* const iri : {"", "a", ":a", "1a:b", "a/b:c", "a_b:c", "//a:b", "#a:b", "ä:b", "a ä:b"})
