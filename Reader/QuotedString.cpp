@@ -111,7 +111,7 @@ const char* readTurtleString(TextWindow& window, const char* const opening, std:
         return readShortString(window, opening, text);
     if (window.is(opening + 2, *opening))
         return readLongString(window, opening, text);
-    text = std::string_view(opening + 1, 0);
+    text = {};
     return opening + 2;
 }
 
@@ -120,14 +120,10 @@ const char* findLongStringEnd(const char* at, const char* const end, const char 
         at = quote == '"' ? findLongStringStop<'"'>(at, end) : findLongStringStop<'\''>(at, end);
         if (end - at < 3)
             return end;
-        if (*at == '\\')
-            at += 2;
-        else if (at[1] != quote)
-            at += 1;
-        else if (at[2] != quote)
-            at += 2;
-        else
+        const bool isQuote = *at == quote;
+        if (isQuote && at[1] == quote && at[2] == quote)
             return at;
+        at += isQuote && at[1] != quote ? 1 : 2;
     }
 }
 

@@ -32,7 +32,7 @@ private:
     const char* readGraphLabel(const char* at);
     const char* readTriples(const char* at);
     const char* enterGraph(const char* brace, const Term& label);
-    const char* finishSkipping(const char* at, const char* end, bool isLast);
+    const char* finishSkipping(const char* begin, const char* end, bool isLast);
     void reportOpenGraph(const char* end);
 
     TurtleContext m_context;

@@ -56,7 +56,8 @@ bool isCutSequence(const char* const current, const char* const end) noexcept {
     return available < lead.m_length && countGoodBytes(current, end, lead) == available;
 }
 
-const char* findInvalidPortably(const char* current, const char* const end) noexcept {
+const char* findInvalidPortably(const char* const begin, const char* const end) noexcept {
+    const char* current = begin;
     for (;;) {
         current = ByteScan::find<ByteScan::NotAscii>(current, end);
         if (current == end)
@@ -72,8 +73,8 @@ const char* findInvalidPortably(const char* current, const char* const end) noex
 }
 
 const char* findInvalid(const char* const begin, const char* const end) noexcept {
-    static const FindInvalid WITH_AVX2 = getFindInvalidWithAVX2();
-    return WITH_AVX2 == nullptr ? findInvalidPortably(begin, end) : WITH_AVX2(begin, end);
+    static const FindInvalid s_withAVX2 = getFindInvalidWithAVX2();
+    return s_withAVX2 == nullptr ? findInvalidPortably(begin, end) : s_withAVX2(begin, end);
 }
 
 uint32_t decode(const char* const current) noexcept {
