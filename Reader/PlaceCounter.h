@@ -52,7 +52,17 @@ public:
     }
 
     /// Ends the text here; the next one starts with what follows.
-    void endText(const char* const end) noexcept { m_begin = find(end); }
+    void endText(const char* const end) noexcept {
+        const char* line = end;
+        while (line > m_at && line[-1] != '\n' && line[-1] != '\r')
+            --line;
+        if (line > m_at) {
+            m_place.m_line += ByteScan::count<ByteScan::AnyOf<'\n'>>(m_at, line);
+            m_place.m_column = 1;
+            m_at = line;
+        }
+        m_begin = find(end);
+    }
 
 private:
     const char* m_textBegin = nullptr;

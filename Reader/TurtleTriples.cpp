@@ -27,7 +27,7 @@ constexpr Term REST = makeIri(Vocabulary::RDF_REST, nullptr);
 
 const char* TurtleTriples::read(const char* at, const Term* const graph) {
     m_frames.clear();
-    m_statements.clear();
+    m_numberOfStatements = 0;
     m_triples.clear();
     m_graph = graph;
     m_mayBeLabel = graph == nullptr && m_options.m_syntax == Syntax::TRIG;
@@ -294,10 +294,13 @@ void TurtleTriples::addElement(const Term& value) {
 }
 
 void TurtleTriples::add(const Term& subject, const Term& predicate, const Term& object) {
-    Statement& statement = m_statements.emplace_back();
+    if (m_numberOfStatements == m_statements.size())
+        m_statements.resize(2 * m_numberOfStatements + 16);
+    Statement& statement = m_statements[m_numberOfStatements++];
     statement.m_subject = subject;
     statement.m_predicate = predicate;
     statement.m_object = object;
+    statement.m_graph.m_kind = TermKind::NONE;
     if (m_graph != nullptr)
         statement.m_graph = *m_graph;
 }

@@ -4,6 +4,7 @@
 #include "Reader/TurtleTerms.h"
 
 #include <deque>
+#include <span>
 #include <vector>
 
 namespace Rdf {
@@ -22,7 +23,7 @@ public:
     const char* read(const char* at, const Term* graph);
 
     /// The statement's triples, in the order in which they are complete.
-    const std::vector<Statement>& getStatements() const noexcept { return m_statements; }
+    std::span<const Statement> getStatements() const noexcept { return {m_statements.data(), m_numberOfStatements}; }
 
     /// The label of a graph, if that is what was read; else null.
     const Term* getLabel() const noexcept { return m_isLabel ? &m_label : nullptr; }
@@ -82,7 +83,8 @@ private:
     TextWindow& m_window;
     TurtleTerms& m_terms;
     std::vector<Frame> m_frames;
-    std::vector<Statement> m_statements;
+    std::vector<Statement> m_statements; // of which the first are in use
+    size_t m_numberOfStatements = 0;
     std::deque<Triple> m_triples; // that are terms
     const Term* m_graph = nullptr;
     bool m_mayBeLabel = false;
