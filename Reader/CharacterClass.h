@@ -45,10 +45,4 @@ constexpr bool is(const int character, const uint8_t classes) noexcept {
     return character >= 0 && (TABLE[static_cast<uint8_t>(character)] & classes) != 0;
 }
 
-/// Whether a character beyond ASCII may start a name (PN_CHARS_BASE).
-bool isNameStart(uint32_t character) noexcept;
-
-/// Whether a character beyond ASCII may stand within a name (PN_CHARS).
-bool isNamePart(uint32_t character) noexcept;
-
 } // namespace Rdf::CharacterClass

@@ -2,11 +2,31 @@
 
 #include "Reader/Utf8.h"
 
+#include <array>
+
 namespace Rdf {
 
 namespace {
 
 using CharacterClass::is;
+
+/// Whether a character beyond ASCII may start a name (PN_CHARS_BASE).
+bool isNameStartBeyondAscii(const uint32_t character) noexcept {
+    // The first and the last of each range.
+    constexpr std::array<uint32_t, 24> RANGES{0xC0,   0xD6,   0xD8,   0xF6,   0xF8,   0x2FF,  0x370,   0x37D,
+                                              0x37F,  0x1FFF, 0x200C, 0x200D, 0x2070, 0x218F, 0x2C00,  0x2FEF,
+                                              0x3001, 0xD7FF, 0xF900, 0xFDCF, 0xFDF0, 0xFFFD, 0x10000, 0xEFFFF};
+    for (std::size_t index = 0; index < RANGES.size(); index += 2)
+        if (character >= RANGES[index] && character <= RANGES[index + 1])
+            return true;
+    return false;
+}
+
+/// Whether a character beyond ASCII may stand within a name (PN_CHARS).
+bool isNamePartBeyondAscii(const uint32_t character) noexcept {
+    return character == 0xB7 || (character >= 0x300 && character <= 0x36F) || character == 0x203F ||
+           character == 0x2040 || isNameStartBeyondAscii(character);
+}
 
 constexpr bool isAscii(const char byte) noexcept {
     return static_cast<uint8_t>(byte) < 0x80;
@@ -18,7 +38,7 @@ const char* skipNameParts(TextWindow& window, const char* at, const uint8_t asci
     for (;;) {
         while (at != end && is(static_cast<uint8_t>(*at), asciiClass))
             ++at;
-        if (at == end || isAscii(*at) || !CharacterClass::isNamePart(Utf8::decode(at)))
+        if (at == end || isAscii(*at) || !isNamePartBeyondAscii(Utf8::decode(at)))
             return window.touch(at);
         at += Utf8::getLength(at, end);
     }
@@ -66,7 +86,7 @@ const char* readLocalName(TextWindow& window, const char* const begin, bool& has
 
 bool isNameStart(TextWindow& window, const char* const at) noexcept {
     const int byte = window.peek(at);
-    return byte < 0x80 ? is(byte, CharacterClass::LETTER) : CharacterClass::isNameStart(Utf8::decode(at));
+    return byte < 0x80 ? is(byte, CharacterClass::LETTER) : isNameStartBeyondAscii(Utf8::decode(at));
 }
 
 const char* readBlankNodeLabel(TextWindow& window, const char* const at, std::string_view& label) {

@@ -12,7 +12,10 @@ namespace Rdf {
 class PlaceCounter {
 public:
     /// Says that the text before the place reached is followed by this one.
-    void startText(const char* const begin) noexcept { m_textBegin = m_at = begin; }
+    void startText(const char* const begin) noexcept {
+        m_textBegin = m_at = begin;
+        m_earlierAt = nullptr;
+    }
 
     /// Starts a text at another place of an input.
     void startText(const char* const begin, const Place& place) noexcept {
@@ -33,12 +36,11 @@ public:
         return m_begin.m_offset + static_cast<uint64_t>(at - m_textBegin);
     }
 
-    /// Returns a place of the text. One before the place reached is counted from the start of the text.
+    /// Returns a place of the text. One before the place reached is counted from the start of the text, unless it is
+    /// asked for again.
     Place find(const char* const at) noexcept {
-        if (at < m_at) {
-            m_at = m_textBegin;
-            m_place = m_begin;
-        }
+        if (at < m_at)
+            return findEarlier(at);
         for (;;) {
             const char* const lineEnd = ByteScan::find<ByteScan::AnyOf<'\n', '\r'>>(m_at, at);
             if (lineEnd == at)
@@ -61,14 +63,26 @@ public:
             m_place.m_column = 1;
             m_at = line;
         }
-        m_begin = find(end);
+        m_begin = m_place = find(end); // which may be before the place reached, when an error is still being skipped
     }
 
 private:
+    Place findEarlier(const char* const at) noexcept {
+        if (at != m_earlierAt) {
+            PlaceCounter counter;
+            counter.startText(m_textBegin, m_begin);
+            m_earlier = counter.find(at);
+            m_earlierAt = at;
+        }
+        return m_earlier;
+    }
+
     const char* m_textBegin = nullptr;
     Place m_begin;              // of the text
     const char* m_at = nullptr; // the place reached
     Place m_place;
+    const char* m_earlierAt = nullptr; // the last place that was asked for out of order
+    Place m_earlier;
 };
 
 } // namespace Rdf

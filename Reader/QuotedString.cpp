@@ -93,13 +93,9 @@ const char* readUnicodeEscape(TextWindow& window, const char* const at, uint32_t
 }
 
 const char* readEscapedString(TextWindow& window, const char* const opening, const char* stop, std::string_view& text) {
-    const char* const end = window.getEnd();
-    const auto isEscape = [&] { return end - stop > 1 && *stop == '\\' && stop[1] != '\n' && stop[1] != '\r'; };
-    while (isEscape())
-        stop = *opening == '"' ? ByteScan::find<ByteScan::AnyOf<'"', '\\', '\n', '\r'>>(stop + 2, end)
-                               : ByteScan::find<ByteScan::AnyOf<'\'', '\\', '\n', '\r'>>(stop + 2, end);
+    stop = findShortStringEnd(stop, window.getEnd(), *opening);
     if (!window.is(stop, *opening)) {
-        if (stop != end && *stop == '\\')
+        if (stop != window.getEnd() && *stop == '\\')
             ++stop;
         return window.failUnclosed(opening, "string", stop, "its closing quote");
     }
@@ -113,6 +109,16 @@ const char* readTurtleString(TextWindow& window, const char* const opening, std:
         return readLongString(window, opening, text);
     text = {};
     return opening + 2;
+}
+
+const char* findShortStringEnd(const char* at, const char* const end, const char quote) noexcept {
+    for (;;) {
+        at = quote == '"' ? ByteScan::find<ByteScan::AnyOf<'"', '\\', '\n', '\r'>>(at, end)
+                          : ByteScan::find<ByteScan::AnyOf<'\'', '\\', '\n', '\r'>>(at, end);
+        if (end - at < 2 || *at != '\\' || at[1] == '\n' || at[1] == '\r')
+            return at;
+        at += 2;
+    }
 }
 
 const char* findLongStringEnd(const char* at, const char* const end, const char quote) noexcept {

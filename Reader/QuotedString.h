@@ -29,6 +29,10 @@ inline const char* readShortString(TextWindow& window, const char* const opening
 /// Reads a string of Turtle, on one line in quotes of either kind or between three of them.
 const char* readTurtleString(TextWindow& window, const char* opening, std::string_view& text);
 
+/// Returns the closing quote of a string on one line whose text goes on here, or what is wrong: the end of the line, a
+/// backslash before it, or the end.
+const char* findShortStringEnd(const char* at, const char* end, char quote) noexcept;
+
 /// Returns where a string that started here, after its three opening quotes, has its three closing ones; or the end.
 const char* findLongStringEnd(const char* at, const char* end, char quote) noexcept;
 

@@ -4,8 +4,6 @@
 #include "Reader/CharacterClass.h"
 #include "Reader/QuotedString.h"
 
-#include <algorithm>
-
 namespace Rdf {
 
 namespace {
@@ -116,16 +114,11 @@ const char* StatementSkipper::skipString(const char* const at, const char* const
         m_isKnownUnclosed[isDouble] = isLast;
         return isLast ? at + 3 : nullptr;
     }
-    const char* stop = at + 1;
-    for (;;) {
-        stop =
-            isDouble ? find<AnyOf<'"', '\\', '\n', '\r'>>(stop, end) : find<AnyOf<'\'', '\\', '\n', '\r'>>(stop, end);
-        if (stop == end)
-            return isLast ? end : nullptr;
-        if (*stop != '\\')
-            return *stop == *at ? stop + 1 : stop;
-        stop += std::min<ptrdiff_t>(end - stop, 2);
-    }
+    const char* const stop = findShortStringEnd(at + 1, end, *at);
+    if (stop != end && *stop == *at)
+        return stop + 1;
+    const char* const stringEnd = stop != end && *stop == '\\' ? stop + 1 : stop;
+    return stringEnd == end && !isLast ? nullptr : stringEnd;
 }
 
 } // namespace Rdf

@@ -38,6 +38,11 @@ TEST(LenientReadingTest, anUnclosedStringCostsItsLine) {
     EXPECT_EQ("acd 1", subjectsOf(":a :p 1 . :b :p \"\"\"x . :c :p 1 . :d :p 1 ."));
 }
 
+TEST(LenientReadingTest, aBackslashAtTheEndOfALineDoesNotHideIt) {
+    EXPECT_EQ("c 1", subjectsOf(":a :p \"x\\\n . :c :p 1 ."));
+    EXPECT_EQ("c 1", subjectsOf(":a :p 'x\\\r . :c :p 1 ."));
+}
+
 TEST(LenientReadingTest, graphsStayWhatTheyAre) {
     EXPECT_EQ("ac 1", subjectsOf(":g { :a :p 1 . :b . :c :p 1 }"));
     EXPECT_EQ("ac 1", subjectsOf(":g { :a :p 1 . :b } :c :p 1 ."));
