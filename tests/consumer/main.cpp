@@ -3,6 +3,7 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/dictionary/DictionaryDatatypeFactory.h"
+#include "Reader/SyntaxReader.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -25,6 +26,15 @@ void requireRegistered(const uint8_t datatypeID, const std::string& name) {
     std::cout << "datatype " << static_cast<unsigned int>(datatypeID) << " is " << name << '\n';
 }
 
+/// Keeps the last literal's text.
+class LiteralSink : public Rdf::StatementSink {
+public:
+    void takeStatement(const Rdf::Statement& statement) override { m_text = statement.m_object.m_text; }
+    void takeError(const Rdf::SyntaxError& error) override { require(false, error.m_message.c_str()); }
+
+    std::string m_text;
+};
+
 } // namespace
 
 int main() {
@@ -42,5 +52,11 @@ int main() {
     require(dictionary.getResource(resourceID, lexicalForm) == RDF_PLAIN_LITERAL_ID, "the datatype is read back");
     require(lexicalForm == "Deutschland@de", "the literal is read back");
     std::cout << "resource " << resourceID << " is " << lexicalForm << '\n';
+
+    LiteralSink sink;
+    Rdf::ReaderOptions options;
+    options.m_syntax = Rdf::Syntax::TURTLE;
+    Rdf::SyntaxReader::make(options, sink)->read("@prefix : <urn:> . :a :b 'read' .", true);
+    require(sink.m_text == "read", "Turtle is read");
     return EXIT_SUCCESS;
 }
