@@ -185,6 +185,14 @@ TEST(TurtleReaderTest, placesOfLiterals) {
               result.m_literals);
 }
 
+TEST(TurtleReaderTest, aLiteralWithinATripleTermKeepsItsPlace) {
+    const ReadResult result =
+        readText("@prefix : <u:> .\n:s :p \"o\"\n {| :q \"x\" ~ |}\n ~ {| :r 'y' |} .", strict(Syntax::TURTLE));
+    EXPECT_EQ(
+        (Strings{"2:7:23 \"o\"", "2:7:23 \"o\"", "3:8:34 \"x\"", "3:8:34 \"x\"", "2:7:23 \"o\"", "4:10:52 \"y\""}),
+        result.m_literals);
+}
+
 TEST(TurtleReaderTest, aReaderStartsBetweenStatementsWithTheContextOfAnother) {
     struct Sink : StatementSink {
         void takeStatement(const Statement& statement) final { m_last = statement.m_subject.m_text; }
