@@ -24,7 +24,7 @@ TurtleReader::TurtleReader(const ReaderOptions& options, StatementSink& sink)
 
 const char* TurtleReader::readText(const char* const begin, const char* const end, const bool isLast) {
     const char* at = finishSkipping(begin, end, isLast);
-    if (m_skipper.isSkipping() || m_isStopped)
+    if (m_skipper.isSkipping())
         return at;
     openWindow(at, end, isLast);
     for (;;) {
@@ -45,10 +45,14 @@ const char* TurtleReader::readText(const char* const begin, const char* const en
         }
         m_bytesExamined += static_cast<uint64_t>(std::max(m_window.getFailureEnd(), unit) - unit);
         m_error = takeFailure(unit);
+        if (!m_options.m_isLenient) {
+            report(m_error, unit);
+            return end;
+        }
         m_skipper.start(static_cast<size_t>(m_window.getFailurePlace() - unit), hasGraphs(m_options.m_syntax),
                         m_isInGraph);
         at = finishSkipping(unit, end, isLast);
-        if (m_skipper.isSkipping() || m_isStopped)
+        if (m_skipper.isSkipping())
             return at;
         openWindow(at, end, isLast);
     }
@@ -188,11 +192,10 @@ const char* TurtleReader::enterGraph(const char* const brace, const Term& label)
 const char* TurtleReader::finishSkipping(const char* const begin, const char* const end, const bool isLast) {
     if (!m_skipper.isSkipping())
         return begin;
-    const char* const at = m_options.m_isLenient ? m_skipper.skip(begin, end, isLast) : end;
+    const char* const at = m_skipper.skip(begin, end, isLast);
     m_bytesExamined += static_cast<uint64_t>(at - begin);
-    if (m_options.m_isLenient && m_skipper.isSkipping())
-        return at;
-    report(m_error, at);
+    if (!m_skipper.isSkipping())
+        report(m_error, at);
     return at;
 }
 

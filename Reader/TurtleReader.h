@@ -18,7 +18,10 @@ public:
     const TurtleContext& getContext() const noexcept { return m_context; }
 
     /// Continues between statements of a text, outside of its graphs, as the reader would that the context is from.
-    void setContext(const TurtleContext& context) { m_context = context; }
+    void setContext(const TurtleContext& context) {
+        m_context = context;
+        m_isInGraph = false;
+    }
 
 private:
     const char* readText(const char* begin, const char* end, bool isLast) final;
