@@ -43,13 +43,35 @@ const char* findWindowEnd(const char* const begin, const char* const end) noexce
 
 } // namespace
 
-const char* LineReader::readText(const char* const begin, const char* end, const bool isLast) {
-    if (!isLast)
-        end = findEndOfLines(begin, end);
-    const char* at = begin;
-    while (at != end && !m_isStopped)
-        at = readLines(at, findWindowEnd(at, end));
-    return at;
+const char* LineReader::readText(const char* const begin, const char* const end, const bool isLast) {
+    const char* at = skipLongLine(begin, end, isLast);
+    if (m_isInLongLine)
+        return at;
+    const char* const endOfLines = isLast ? end : findEndOfLines(at, end);
+    while (at != endOfLines && !m_isStopped)
+        at = readLines(at, findWindowEnd(at, endOfLines));
+    if (m_isStopped || static_cast<size_t>(end - at) <= m_options.m_maximumLength)
+        return at;
+    // The line goes on, and is too long already.
+    m_window.failLength(at, "line", m_options.m_maximumLength);
+    m_error = takeFailure(at);
+    if (!m_options.m_isLenient)
+        report(m_error, at);
+    m_isInLongLine = m_options.m_isLenient;
+    return end;
+}
+
+/// Goes on with the line that is being skipped, if one is; its error is reported in the end.
+const char* LineReader::skipLongLine(const char* const at, const char* const end, const bool isLast) {
+    if (!m_isInLongLine)
+        return at;
+    const char* const lineEnd = std::find_if(at, end, isLineEnd);
+    m_bytesExamined += static_cast<uint64_t>(lineEnd - at);
+    if (lineEnd == end && !isLast)
+        return end;
+    m_isInLongLine = false;
+    report(m_error, lineEnd);
+    return lineEnd; // the rest of the line is blank
 }
 
 /// Reads whole lines, of which the last one of the input may lack its end.
@@ -79,19 +101,26 @@ const char* LineReader::readLine(const char* const line) {
     const char* at = skipBlanks(line, end);
     const int byte = m_window.peek(at);
     if (byte == '\n' || byte == '\r')
-        return at;
+        return checkLength(line, at);
     if (byte != '#' && byte != TextWindow::END) [[likely]] {
         if (byte == 'V' && m_window.isVersion12())
-            return readVersion(at);
+            return checkLength(line, readVersion(at));
         at = readStatement(at);
         if (at == nullptr)
             return nullptr;
-        at = readEndOfLine(at, "the end of the line after the statement");
+        at = checkLength(line, readEndOfLine(at, "the end of the line after the statement"));
         if (at != nullptr)
             m_sink.takeStatement(m_statement);
         return at;
     }
-    return readEndOfLine(at, "a statement");
+    return checkLength(line, readEndOfLine(at, "a statement"));
+}
+
+/// Returns the end of the line, or null if the line is too long or `lineEnd` is null.
+const char* LineReader::checkLength(const char* const line, const char* const lineEnd) {
+    if (lineEnd == nullptr || static_cast<size_t>(lineEnd - line) <= m_options.m_maximumLength) [[likely]]
+        return lineEnd;
+    return m_window.failLength(line, "line", m_options.m_maximumLength);
 }
 
 const char* LineReader::readStatement(const char* at) {
@@ -206,6 +235,7 @@ const char* LineReader::readTripleTerm(const char* at, Term& term) {
 const char* LineReader::skipLine(const char* const line, const char* const end) {
     const char* const invalid = m_window.getEnd();
     const char* const lineEnd = std::find_if(std::max(line, m_window.getFailurePlace()), end, isLineEnd);
+    static_cast<void>(checkLength(line, lineEnd)); // A line that is too long has no other error.
     SyntaxError error = takeFailure(line);
     m_bytesExamined += static_cast<uint64_t>(lineEnd - line);
     report(error, lineEnd);

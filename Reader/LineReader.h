@@ -25,8 +25,12 @@ private:
     const char* readIri(const char* at, Term& term, const char* expected);
     const char* readObject(const char* at, Term& term);
     const char* readTripleTerm(const char* at, Term& term);
+    const char* checkLength(const char* line, const char* lineEnd);
     const char* skipLine(const char* line, const char* end);
+    const char* skipLongLine(const char* at, const char* end, bool isLast);
 
+    bool m_isInLongLine = false; // which is being skipped
+    SyntaxError m_error;         // of that line
     Statement m_statement;
     std::deque<Triple> m_triples; // that are terms of the statement
 };

@@ -13,11 +13,15 @@ enum class Syntax : uint8_t { N_TRIPLES, N_QUADS, TURTLE, TRIG };
 enum class Version : uint8_t { RDF_1_1, RDF_1_2 };
 
 struct ReaderOptions {
+    static constexpr size_t DEFAULT_MAXIMUM_LENGTH = size_t(1) << 30;
+
     Syntax m_syntax = Syntax::N_TRIPLES;
     Version m_version = Version::RDF_1_2;
     bool m_isLenient = false;       // goes on after errors
     size_t m_maximumNesting = 1000; // of brackets, collections and triple terms within each other
-    std::string m_base{};           // an absolute IRI for relative ones in Turtle and TriG; empty when there is none
+    size_t m_maximumLength =
+        DEFAULT_MAXIMUM_LENGTH; // in bytes: of a line, or a statement with the byte that shows its end
+    std::string m_base{};       // an absolute IRI for relative ones in Turtle and TriG; empty when there is none
 };
 
 constexpr bool hasGraphs(const Syntax syntax) noexcept {

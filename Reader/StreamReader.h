@@ -8,7 +8,8 @@
 namespace Rdf {
 
 /// Reads an input that comes in pieces, cut wherever they are. Keeps what is not read for good, at most a piece and the
-/// statement that it cuts.
+/// statement that it cuts, whose length the reader's options limit. Lenient reading of Turtle and TriG keeps all of a
+/// string or IRI that it skips.
 ///
 /// Ownership  The reader must outlive it, and is used through it until `finish`.
 /// Threads    One at a time.
@@ -30,12 +31,15 @@ public:
 private:
     void read(const bool isLast) {
         m_text.erase(0, m_reader.read(m_text, isLast));
-        m_sizeToRead = 2 * m_text.size();
+        const size_t maximum = m_reader.getMaximumLength();
+        const bool isDoubleTooLong = m_text.size() > maximum / 2 && m_text.size() <= maximum;
+        m_sizeToRead = isDoubleTooLong ? maximum + 1 : 2 * m_text.size();
     }
 
     SyntaxReader& m_reader;
     std::string m_text;
-    size_t m_sizeToRead = 0; // a statement that was cut is read again only when there is twice as much of it
+    // A statement that was cut is read again only when there is twice as much of it, or enough to refuse its length.
+    size_t m_sizeToRead = 0;
 };
 
 } // namespace Rdf

@@ -15,6 +15,8 @@ namespace Rdf {
 /// Text       UTF-8, which is checked. A byte order mark at offset 0 is skipped; elsewhere U+FEFF is a character like
 ///            any other. Statements do not depend on how the text is cut into calls of `read`.
 /// Memory     The texts that the longest statement does not have in the input as it gives them, and its triples.
+/// Lengths    A line or statement that is longer than the options allow is an error where it begins, however the text
+///            is cut. In Turtle and TriG this holds for statements alone, not for lines and comments.
 /// Ownership  The sink must outlive the reader.
 /// Threads    One at a time; each thread has its own reader.
 /// Errors     What is wrong with the text goes to the sink. Strict reading stops at the first error.
@@ -43,6 +45,9 @@ public:
     /// Tells where a term of the statement stands that the sink is taking. Costs little if terms are asked for in the
     /// order of the text.
     Place locate(const Term& term) noexcept { return m_places.find(term.m_begin); }
+
+    /// Returns how many bytes a line or statement may have.
+    size_t getMaximumLength() const noexcept { return m_options.m_maximumLength; }
 
     /// Whether reading is over because of an error.
     bool isStopped() const noexcept { return m_isStopped; }

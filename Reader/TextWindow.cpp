@@ -48,6 +48,11 @@ std::nullptr_t TextWindow::failNesting(const char* const opening, const size_t l
     return fail(opening, "expected at most " + std::to_string(limit) + " brackets within each other, found one more");
 }
 
+std::nullptr_t TextWindow::failLength(const char* const begin, const std::string_view kind, const size_t limit) {
+    return fail(begin, "expected a " + std::string(kind) + " of at most " + std::to_string(limit) +
+                           " bytes, found a longer one");
+}
+
 std::string TextWindow::describe(const char* const at) {
     std::array<char, 40> buffer;
     if (at == m_end) {

@@ -35,6 +35,7 @@ public:
     }
 
     const char* getEnd() const noexcept { return m_end; }
+    Beyond getBeyond() const noexcept { return m_beyond; }
     bool isVersion12() const noexcept { return m_isVersion12; }
     TextArena& getArena() noexcept { return m_arena; }
 
@@ -74,6 +75,7 @@ public:
     std::nullptr_t failExpected(const char* at, std::string_view expected);
     std::nullptr_t failUnclosed(const char* opening, std::string_view kind, const char* end, std::string_view expected);
     std::nullptr_t failNesting(const char* opening, size_t limit);
+    std::nullptr_t failLength(const char* begin, std::string_view kind, size_t limit);
 
     /// Names what stands here, such as: '.', the end of the line, U+0000.
     std::string describe(const char* at);

@@ -1,5 +1,6 @@
 #include "Reader/TurtleReader.h"
 
+#include "Reader/ByteScan.h"
 #include "Reader/QuotedString.h"
 
 #include <algorithm>
@@ -16,6 +17,18 @@ bool equalsIgnoringCase(const std::string_view word, const std::string_view lowe
                       [](const char left, const char right) { return (left | 0x20) == right; });
 }
 
+const char* findLineEnd(const char* const begin, const char* const end) noexcept {
+    return ByteScan::find<ByteScan::AnyOf<'\n', '\r'>>(begin, end);
+}
+
+/// Whether what ends here, white space and comments, ends in a comment.
+bool endsInComment(const char* const begin, const char* end) noexcept {
+    while (end != begin && end[-1] != '\n' && end[-1] != '\r')
+        if (*--end == '#')
+            return true;
+    return false;
+}
+
 } // namespace
 
 TurtleReader::TurtleReader(const ReaderOptions& options, StatementSink& sink)
@@ -28,17 +41,27 @@ const char* TurtleReader::readText(const char* const begin, const char* const en
         return at;
     openWindow(at, end, isLast);
     for (;;) {
-        const char* const unit = m_terms.skipSpace(at);
-        if (unit == end || m_window.isIncomplete())
-            break;
+        const char* const unit = skipSpace(at);
+        if (unit == end || m_window.isIncomplete()) {
+            if (isLast && m_isInGraph)
+                reportOpenGraph(end);
+            return unit;
+        }
         m_window.getArena().clear();
         m_graph.m_begin = unit;
         const uint64_t numberOfBlankNodes = m_context.m_numberOfBlankNodes;
+        const char* const windowEnd = m_window.getEnd();
+        const TextWindow::Beyond beyond = m_window.getBeyond();
+        const bool isLong = narrowWindow(unit);
         at = readUnit(unit);
         if (m_window.isIncomplete()) {
             m_context.m_numberOfBlankNodes = numberOfBlankNodes;
-            return unit;
+            if (!isLong)
+                return unit;
+            at = m_window.failLength(unit, "statement", m_options.m_maximumLength);
         }
+        if (isLong && at != nullptr)
+            m_window.open(windowEnd, beyond);
         if (at != nullptr) {
             m_bytesExamined += static_cast<uint64_t>(at - unit);
             continue;
@@ -56,12 +79,28 @@ const char* TurtleReader::readText(const char* const begin, const char* const en
             return at;
         openWindow(at, end, isLast);
     }
-    if (isLast && m_isInGraph)
-        reportOpenGraph(end);
-    return isLast ? end : at;
 }
 
-/// Reads a statement, a directive, or what opens or closes a graph.
+/// Skips white space and comments, and notes whether a comment goes on after the window.
+const char* TurtleReader::skipSpace(const char* const at) {
+    const char* const begin = m_isInComment ? findLineEnd(at, m_window.getEnd()) : at;
+    const char* const unit = m_terms.skipSpace(begin);
+    m_isInComment = m_window.isIncomplete() && ((m_isInComment && begin == unit) || endsInComment(begin, unit));
+    return unit;
+}
+
+/// Ends the window where the unit would be too long, unless it ends before that. Returns whether it did.
+bool TurtleReader::narrowWindow(const char* const unit) {
+    if (static_cast<size_t>(m_window.getEnd() - unit) <= m_options.m_maximumLength) [[likely]]
+        return false;
+    const char* end = unit + m_options.m_maximumLength;
+    while (end != unit && !ByteScan::CharacterStart::matches(static_cast<uint8_t>(*end)))
+        --end;
+    m_window.open(end, TextWindow::Beyond::MORE_TEXT);
+    return true;
+}
+
+/// Reads a unit: a statement, a directive, or what opens or closes a graph.
 const char* TurtleReader::readUnit(const char* const at) {
     const int byte = m_window.peek(at);
     if (m_isInGraph) {

@@ -20,11 +20,13 @@ public:
     /// Continues between statements of a text, outside of its graphs, as the reader would that the context is from.
     void setContext(const TurtleContext& context) {
         m_context = context;
-        m_isInGraph = false;
+        m_isInGraph = m_isInComment = false;
     }
 
 private:
     const char* readText(const char* begin, const char* end, bool isLast) final;
+    const char* skipSpace(const char* at);
+    bool narrowWindow(const char* unit);
     const char* readUnit(const char* at);
     const char* readDirective(const char* at, bool& isDirective);
     const char* readPrefix(const char* at, bool hasFullStop);
@@ -42,7 +44,8 @@ private:
     TurtleTerms m_terms;
     TurtleTriples m_triples;
     StatementSkipper m_skipper;
-    SyntaxError m_error; // of the statement that is being skipped
+    SyntaxError m_error;        // of the statement that is being skipped
+    bool m_isInComment = false; // at the start of the text
     bool m_isInGraph = false;
     Term m_graph;
     std::string m_graphName;

@@ -71,6 +71,23 @@ TEST(StreamReaderTest, anInputMayBeEmpty) {
     }
 }
 
+TEST(StreamReaderTest, wholeStatementsAreHandedOutWhenTheyAreThere) {
+    struct Sink : StatementSink {
+        void takeStatement(const Statement&) final { ++m_statements; }
+        void takeError(const SyntaxError&) final {}
+        size_t m_statements = 0;
+    };
+    for (const Syntax syntax : {Syntax::N_TRIPLES, Syntax::TURTLE}) {
+        Sink sink;
+        const std::unique_ptr<SyntaxReader> reader = SyntaxReader::make(strict(syntax), sink);
+        StreamReader stream(*reader);
+        for (size_t number = 1; number < 10; ++number) {
+            stream.feed("<a:s> <a:p> <a:o> .\n");
+            EXPECT_EQ(number, sink.m_statements);
+        }
+    }
+}
+
 TEST(StreamReaderTest, statementsMayBeLongerThanAnyBuffer) {
     const std::string text(3'000'000, 'x');
     for (const size_t size : {size_t(1000), size_t(1) << 20}) {

@@ -21,8 +21,8 @@ void enlarge(Block& block, const size_t capacity) {
 
 } // namespace
 
-BlockReader::BlockReader(std::unique_ptr<ByteSource> source, const size_t blockSize)
-    : m_source(std::move(source)), m_blockSize(blockSize) {}
+BlockReader::BlockReader(std::unique_ptr<ByteSource> source, const size_t blockSize, const size_t maximumLine)
+    : m_source(std::move(source)), m_blockSize(blockSize), m_maximumLine(maximumLine) {}
 
 bool BlockReader::next(Block& block) {
     const std::lock_guard guard(m_mutex);
@@ -59,7 +59,12 @@ void BlockReader::fill(Block& block) {
     if (m_nextSequence == 0 && block.getText().starts_with(BYTE_ORDER_MARK))
         block.m_begin = BYTE_ORDER_MARK.size();
     while (!m_atEnd && findCut(block) == block.m_begin) {
-        size *= 2;
+        const size_t length = block.getText().size();
+        if (length > m_maximumLine && length - m_maximumLine >= 2) { // also without a line end that is cut off
+            dropRestOfLongLine(block);
+            size = block.m_end + m_blockSize;
+        } else
+            size *= 2;
         enlarge(block, size);
         readMore(block, size);
     }
@@ -68,6 +73,21 @@ void BlockReader::fill(Block& block) {
     if (!m_atEnd)
         m_remainder.assign(block.m_bytes.get() + cut, block.m_end - cut);
     block.m_end = cut;
+}
+
+/// Drops what the only line of a block has beyond the maximum and a byte, up to its end.
+void BlockReader::dropRestOfLongLine(Block& block) {
+    const size_t kept = block.m_begin + m_maximumLine + 1;
+    enlarge(block, kept + m_blockSize);
+    char* const rest = block.m_bytes.get() + kept;
+    for (;;) {
+        char* const end = block.m_bytes.get() + block.m_end;
+        char* const lineEnd = std::find_if(rest, end, [](const char byte) { return byte == '\n' || byte == '\r'; });
+        block.m_end = static_cast<size_t>(std::move(lineEnd, end, rest) - block.m_bytes.get());
+        if (lineEnd != end || m_atEnd)
+            return;
+        readMore(block, block.m_capacity);
+    }
 }
 
 /// Fills the block up to a size, as far as the source goes.
@@ -85,7 +105,9 @@ void BlockReader::readMore(Block& block, const size_t size) {
 }
 
 /// The place behind the last line end, or the block's begin when there is none.
-size_t BlockReader::findCut(const Block& block) {
+size_t BlockReader::findCut(const Block& block) const {
+    if (m_maximumLine == WITHOUT_LINES)
+        return block.m_end;
     const std::string_view text = block.getText();
     const size_t lineFeed = text.rfind('\n');
     if (lineFeed != std::string_view::npos)

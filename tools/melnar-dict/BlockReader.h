@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -12,8 +13,9 @@
 /// Cuts a file at line ends into blocks that threads can work on independently.
 ///
 /// Units      A line ends with a line feed; in a stretch of a block's size without one, with a carriage return. Blocks
-///            have the given size or less; where a line is longer, the size is doubled for its block until it fits. The
-///            byte order mark that a file may start with is left out.
+///            have the given size or less; where a line is longer, the size is doubled for its block until it fits, or
+///            until the line is found to be longer than the maximum: then one byte more than that is handed out, which
+///            tells that it is too long, and its end. The byte order mark that a file may start with is left out.
 /// Ownership  The caller owns the blocks and may hand one in again to use its memory anew.
 /// Threads    Any number call `next` at once; reading and unpacking is done by one at a time.
 /// Errors     Those of the source, once, after all whole lines before them; from then on there is nothing more.
@@ -21,7 +23,11 @@ class BlockReader {
 public:
     static constexpr size_t DEFAULT_BLOCK_SIZE = 256 * 1024;
 
-    explicit BlockReader(std::unique_ptr<ByteSource> source, size_t blockSize = DEFAULT_BLOCK_SIZE);
+    /// The longest line of a text that is cut anywhere.
+    static constexpr size_t WITHOUT_LINES = 0;
+
+    explicit BlockReader(std::unique_ptr<ByteSource> source, size_t blockSize = DEFAULT_BLOCK_SIZE,
+                         size_t maximumLine = std::numeric_limits<size_t>::max());
 
     /// Fills the block with the next piece; false when there is none.
     bool next(Block& block);
@@ -32,11 +38,13 @@ public:
 private:
     void fill(Block& block);
     void readMore(Block& block, size_t size);
-    static size_t findCut(const Block& block);
+    void dropRestOfLongLine(Block& block);
+    size_t findCut(const Block& block) const;
 
     mutable std::mutex m_mutex;
     const std::unique_ptr<ByteSource> m_source;
     const size_t m_blockSize;
+    const size_t m_maximumLine;
     uint64_t m_nextSequence = 0;
     std::string m_remainder; // the start of the line that the last block cut off
     bool m_atEnd = false;

@@ -48,18 +48,20 @@ void FileLoader::load(const std::string& fileName, const RdfFormat format) {
         reportCurrentException(m_journal, 0);
         return;
     }
-    BlockReader reader(std::move(source), m_settings.m_blockSize);
-    if (isLineFormat(format))
+    if (isLineFormat(format)) {
+        BlockReader reader(std::move(source), m_settings.m_blockSize, m_settings.m_maximumLine);
         loadLines(reader, format);
-    else
+    } else {
+        BlockReader reader(std::move(source), m_settings.m_blockSize, BlockReader::WITHOUT_LINES);
         loadTurtle(reader, fileName, format);
+    }
 }
 
 void FileLoader::loadLines(BlockReader& reader, const RdfFormat format) {
     workOnBlocks(reader, m_journal, m_settings.m_numberOfThreads, [this, format]() -> BlockWorker {
         // Both belong to the thread that makes them.
         const auto thread = std::make_shared<DictionaryThread>(m_dictionary);
-        const auto parser = std::make_shared<LineParser>(format, m_settings.m_isLenient);
+        const auto parser = std::make_shared<LineParser>(format, m_settings.m_isLenient, m_settings.m_maximumLine);
         return [this, thread, parser](const Block& block, ParsedPiece& piece) {
             try {
                 parser->parse(block.getText(), piece);
@@ -84,7 +86,7 @@ void FileLoader::loadTurtle(BlockReader& reader, const std::string& fileName, co
     });
     uint64_t nextSequence = 0;
     const std::string base = m_settings.m_base.empty() ? iriOfFile(fileName) : m_settings.m_base;
-    TurtleParser parser(format, base, m_settings.m_isLenient, reader,
+    TurtleParser parser(makeReaderOptions(format, m_settings.m_isLenient, m_settings.m_maximumLine, base), reader,
                         [this, &queue, &nextSequence](std::unique_ptr<ParsedPiece> full) {
                             if (full)
                                 queue.putFull(std::move(full));

@@ -24,6 +24,7 @@ public:
         bool m_isLenient = false;
         std::string m_base;
         size_t m_blockSize = BlockReader::DEFAULT_BLOCK_SIZE;
+        size_t m_maximumLine = DEFAULT_MAXIMUM_LINE;
     };
 
     FileLoader(Dictionary& dictionary, LoadJournal& journal, Settings settings);

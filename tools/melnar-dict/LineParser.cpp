@@ -2,8 +2,8 @@
 
 #include "tools/melnar-dict/LiteralCollector.h"
 
-LineParser::LineParser(const RdfFormat format, const bool lenient)
-    : m_isLenient(lenient), m_reader(makeReaderOptions(format, lenient), *this) {}
+LineParser::LineParser(const RdfFormat format, const bool lenient, const size_t maximumLine)
+    : m_isLenient(lenient), m_reader(makeReaderOptions(format, lenient, maximumLine), *this) {}
 
 void LineParser::parse(const std::string_view text, ParsedPiece& piece) {
     m_piece = &piece;

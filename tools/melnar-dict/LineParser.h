@@ -5,6 +5,7 @@
 
 #include "Reader/LineReader.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -16,7 +17,7 @@
 /// Errors   Bad data goes into the piece: the first of the block, or, when lenient, one for each bad line.
 class LineParser : private Rdf::StatementSink {
 public:
-    LineParser(RdfFormat format, bool lenient);
+    LineParser(RdfFormat format, bool lenient, size_t maximumLine = DEFAULT_MAXIMUM_LINE);
 
     /// Reads a block of whole lines into an empty piece.
     void parse(std::string_view text, ParsedPiece& piece);

@@ -82,7 +82,9 @@ ExitCode runLoad(std::vector<std::string> arguments, StandardOutput& output, std
             : Dictionary::open(options.m_intoName, options.m_memoryLimit);
     Dictionary& dictionary = *ownedDictionary;
     LoadJournal journal(options.m_isLenient, errorOutput);
-    FileLoader loader(dictionary, journal, {options.m_numberOfThreads, options.m_isLenient, options.m_base});
+    FileLoader loader(dictionary, journal,
+                      {options.m_numberOfThreads, options.m_isLenient, options.m_base, BlockReader::DEFAULT_BLOCK_SIZE,
+                       options.m_maximumLine});
     const auto start = std::chrono::steady_clock::now();
     for (const auto& [fileName, format] : options.m_files) {
         loader.load(fileName, format);

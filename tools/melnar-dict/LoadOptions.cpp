@@ -38,6 +38,8 @@ into one dictionary, one after the other.
   --base IRI           what relative IRIs are relative to
   --memory-limit SIZE  bytes the dictionary may use, such as 512M or 16G
                        (default: the machine's memory)
+  --max-line SIZE      bytes of the longest line of N-Triples and N-Quads, and of
+                       the longest statement of Turtle and TriG (default: 1G)
   --max-resources N    distinct literals it may hold (default: 4294967293);
                        a saved dictionary keeps its own
   --json               print JSON instead of a table
@@ -106,6 +108,8 @@ LoadOptions LoadOptions::parse(std::vector<std::string> arguments) {
             options.m_base = reader.takeValue();
         else if (argument == "--memory-limit")
             options.m_memoryLimit = reader.takeNumberOfBytes();
+        else if (argument == "--max-line")
+            options.m_maximumLine = reader.takeNumberOfBytes();
         else if (argument == "--max-resources")
             maximumNumberOfResources = reader.takeNumber(1, Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES);
         else if (argument == "-o" || argument == "--output")

@@ -19,6 +19,7 @@ struct LoadOptions {
     bool m_waits = false;    // for another process that writes the output
     bool m_isForced = false; // replaces what is not a dictionary
     uint64_t m_memoryLimit = 0;
+    uint64_t m_maximumLine = DEFAULT_MAXIMUM_LINE;
     uint64_t m_maximumNumberOfResources = 0;
     std::string m_base;
     std::string m_intoName;        // the saved dictionary to add to; empty for a new one

@@ -37,13 +37,15 @@ std::optional<RdfFormat> findFormat(const std::string_view name, const bool exte
 
 } // namespace
 
-Rdf::ReaderOptions makeReaderOptions(const RdfFormat format, const bool lenient, const std::string& base) {
+Rdf::ReaderOptions makeReaderOptions(const RdfFormat format, const bool lenient, const size_t maximumLine,
+                                     const std::string& base) {
     Rdf::ReaderOptions options;
     options.m_syntax = format == RdfFormat::N_TRIPLES ? Rdf::Syntax::N_TRIPLES
                        : format == RdfFormat::N_QUADS ? Rdf::Syntax::N_QUADS
                        : format == RdfFormat::TURTLE  ? Rdf::Syntax::TURTLE
                                                       : Rdf::Syntax::TRIG;
     options.m_isLenient = lenient;
+    options.m_maximumLength = maximumLine;
     options.m_base = base;
     return options;
 }

@@ -2,6 +2,7 @@
 
 #include "Reader/ReaderOptions.h"
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,8 +20,11 @@ constexpr bool hasGraphs(const RdfFormat format) noexcept {
     return format == RdfFormat::N_QUADS || format == RdfFormat::TRIG;
 }
 
+/// In bytes, of a line, or of a statement in Turtle and TriG, unless the command line says otherwise.
+constexpr size_t DEFAULT_MAXIMUM_LINE = Rdf::ReaderOptions::DEFAULT_MAXIMUM_LENGTH;
+
 /// How a file of this format is read. The base is for relative IRIs in Turtle and TriG.
-Rdf::ReaderOptions makeReaderOptions(RdfFormat format, bool lenient, const std::string& base = "");
+Rdf::ReaderOptions makeReaderOptions(RdfFormat format, bool lenient, size_t maximumLine, const std::string& base = "");
 
 /// The format of a name as one gives it by hand, such as "ntriples" or "nt", in any case of letters.
 std::optional<RdfFormat> formatOfName(std::string_view name);

@@ -49,6 +49,7 @@ constexpr const char* OPTIONS_HELP = R"(  -d, --dictionary DICTIONARY
   --threads N          use N threads (default: one for each core)
   --memory-limit SIZE  bytes the dictionary may use, such as 512M or 16G
                        (default: the machine's memory)
+  --max-line SIZE      bytes of the longest line (default: 1G)
   --help               print this text
 
 Exit codes: 0 done, 1 bad data or something not found, 2 wrong command line or
@@ -97,7 +98,7 @@ ExitCode rewriteFiles(const RewriteOptions& options, const Dictionary& dictionar
         orderedOutput.startOver();
         std::optional<BlockReader> reader;
         try {
-            reader.emplace(openInputFile(fileName));
+            reader.emplace(openInputFile(fileName), BlockReader::DEFAULT_BLOCK_SIZE, options.m_maximumLine);
         } catch (...) {
             reportCurrentException(journal, 0);
             return journal.getExitCode();
@@ -105,7 +106,7 @@ ExitCode rewriteFiles(const RewriteOptions& options, const Dictionary& dictionar
         workOnBlocks(*reader, journal, options.m_numberOfThreads, [&, fileFormat = format]() -> BlockWorker {
             // Both belong to the thread that makes them.
             const auto registration = std::make_shared<ThreadContextRegistration>();
-            const auto rewriter = std::make_shared<Rewriter>(fileFormat, dictionary);
+            const auto rewriter = std::make_shared<Rewriter>(fileFormat, options.m_maximumLine, dictionary);
             return [&orderedOutput, registration, rewriter](const Block& block, ParsedPiece& piece) {
                 try {
                     rewriter->rewrite(block.getText(), piece);

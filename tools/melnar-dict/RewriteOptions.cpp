@@ -43,6 +43,8 @@ RewriteOptions RewriteOptions::parse(const std::string& verb, std::vector<std::s
             options.m_numberOfThreads = reader.takeNumber(1, MAXIMUM_NUMBER_OF_THREADS);
         else if (argument == "--memory-limit")
             options.m_memoryLimit = reader.takeNumberOfBytes();
+        else if (argument == "--max-line")
+            options.m_maximumLine = reader.takeNumberOfBytes();
         else if (argument == "--wait")
             options.m_waits = true;
         else if (argument == "--force")

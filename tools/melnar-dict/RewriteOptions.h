@@ -15,6 +15,7 @@ struct RewriteOptions {
     std::string m_outputName; // "-" for standard output
     size_t m_numberOfThreads = 1;
     uint64_t m_memoryLimit = 0;
+    uint64_t m_maximumLine = DEFAULT_MAXIMUM_LINE;
     bool m_asksForHelp = false;
     bool m_waits = false;    // for another process that writes the output
     bool m_isForced = false; // replaces a dictionary

@@ -13,8 +13,8 @@ class Dictionary;
 /// such an IRI that carries no ID of the dictionary's, or where no literal can be.
 class StatementDecoder final : public StatementRewriter {
 public:
-    StatementDecoder(const RdfFormat format, const Dictionary& dictionary)
-        : StatementRewriter(format), m_dictionary(dictionary) {}
+    StatementDecoder(const RdfFormat format, const size_t maximumLine, const Dictionary& dictionary)
+        : StatementRewriter(format, maximumLine), m_dictionary(dictionary) {}
 
 private:
     void startBlock() override;

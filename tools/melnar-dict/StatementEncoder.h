@@ -14,8 +14,8 @@ class Dictionary;
 /// dictionary does not have, and with an IRI that a decoder would take for a literal's.
 class StatementEncoder final : public StatementRewriter {
 public:
-    StatementEncoder(const RdfFormat format, const Dictionary& dictionary)
-        : StatementRewriter(format), m_dictionary(dictionary) {}
+    StatementEncoder(const RdfFormat format, const size_t maximumLine, const Dictionary& dictionary)
+        : StatementRewriter(format, maximumLine), m_dictionary(dictionary) {}
 
 private:
     void startBlock() override;

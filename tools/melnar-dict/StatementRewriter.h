@@ -17,7 +17,7 @@
 /// Threads  One at a time; each thread has its own rewriter.
 class StatementRewriter : public LineParser {
 public:
-    explicit StatementRewriter(const RdfFormat format) : LineParser(format, false) {}
+    StatementRewriter(const RdfFormat format, const size_t maximumLine) : LineParser(format, false, maximumLine) {}
 
     /// Rewrites a block of whole lines. Bad data goes into the piece, as LineParser does it.
     void rewrite(std::string_view text, ParsedPiece& piece);

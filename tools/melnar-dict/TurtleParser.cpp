@@ -12,10 +12,8 @@ constexpr size_t LITERALS_OF_A_FULL_PIECE = 4096;
 
 } // namespace
 
-TurtleParser::TurtleParser(const RdfFormat format, const std::string& base, const bool lenient, BlockReader& blocks,
-                           PieceExchange exchangePiece)
-    : m_blocks(blocks), m_exchangePiece(std::move(exchangePiece)),
-      m_reader(makeReaderOptions(format, lenient, base), *this) {}
+TurtleParser::TurtleParser(const Rdf::ReaderOptions& options, BlockReader& blocks, PieceExchange exchangePiece)
+    : m_blocks(blocks), m_exchangePiece(std::move(exchangePiece)), m_reader(options, *this) {}
 
 void TurtleParser::parse() {
     m_piece = m_exchangePiece(nullptr);

@@ -2,7 +2,6 @@
 
 #include "tools/melnar-dict/BlockReader.h"
 #include "tools/melnar-dict/ParsedPiece.h"
-#include "tools/melnar-dict/RdfFormat.h"
 
 #include "Reader/StreamReader.h"
 #include "Reader/TurtleReader.h"
@@ -23,9 +22,8 @@ public:
     /// Takes a piece, none at the start, and returns the one to fill next, which is empty; null ends the parser.
     using PieceExchange = std::function<std::unique_ptr<ParsedPiece>(std::unique_ptr<ParsedPiece>)>;
 
-    /// Relative IRIs are resolved against `base`, an absolute IRI, until the file says otherwise.
-    TurtleParser(RdfFormat format, const std::string& base, bool lenient, BlockReader& blocks,
-                 PieceExchange exchangePiece);
+    /// Reads the whole of the blocks.
+    TurtleParser(const Rdf::ReaderOptions& options, BlockReader& blocks, PieceExchange exchangePiece);
 
     void parse();
 

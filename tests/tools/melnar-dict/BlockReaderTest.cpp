@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <initializer_list>
 #include <vector>
 
@@ -37,6 +38,43 @@ using Blocks = std::vector<std::string>;
 
 TEST(BlockReaderTest, cutsAtTheLastLineFeedThatFits) {
     EXPECT_EQ((Blocks{"a\nbb\n", "ccc\n", "dd\n"}), cut("a\nbb\nccc\ndd\n", 6));
+}
+
+TEST(BlockReaderTest, dropsWhatALineHasBeyondTheMaximumAndAByteUnlessItFits) {
+    const std::string fits(10, 'f');
+    for (const char* const lineEnd : {"\n", "\r", "\r\n"})
+        for (const size_t length : std::initializer_list<size_t>{11, 12, 13, 50, 1000})
+            for (const size_t bytesAtOnce : std::initializer_list<size_t>{1, 2, 3, 7, 100}) {
+                const std::string text = "a\n" + fits + lineEnd + std::string(length, 'l') + lineEnd + fits + lineEnd;
+                BlockReader reader(std::make_unique<TextSource>(text, bytesAtOnce), 4, 10);
+                std::string joined;
+                for (const std::string& block : readAll(reader)) {
+                    EXPECT_LT(block.size(), 40u) << length;
+                    joined += block;
+                }
+                const size_t kept = std::min(length, length < 16 ? joined.rfind('l') - joined.find('l') + 1 : 11);
+                EXPECT_GE(kept, 11u) << "it is still too long";
+                EXPECT_EQ("a\n" + fits + lineEnd + std::string(kept, 'l') + lineEnd + fits + lineEnd, joined) << length;
+            }
+    BlockReader reader(std::make_unique<TextSource>("\xEF\xBB\xBF" + std::string(1000, 'l')), 4, 10);
+    EXPECT_EQ((std::vector<std::string>{std::string(11, 'l')}), readAll(reader))
+        << "the end of the text ends a line too";
+}
+
+TEST(BlockReaderTest, cutsATextWithoutLinesAnywhere) {
+    const std::string text = "\xEF\xBB\xBF"
+                             "abc\ndefghi";
+    BlockReader reader(std::make_unique<TextSource>(text), 6, BlockReader::WITHOUT_LINES);
+    EXPECT_EQ((std::vector<std::string>{"abc", "\ndefgh", "i"}), readAll(reader));
+}
+
+TEST(BlockReaderTest, aLongLineWhoseEndCannotBeReadIsNoLine) {
+    BlockReader reader(std::make_unique<TextSource>("a\n" + std::string(100, 'l'), 3, "no more"), 4, 10);
+    Block block;
+    EXPECT_TRUE(reader.next(block));
+    EXPECT_EQ("a\n", block.getText());
+    EXPECT_THROW(reader.next(block), ToolFailure);
+    EXPECT_FALSE(reader.next(block));
 }
 
 TEST(BlockReaderTest, cutsTheSameHoweverFewBytesTheSourceDelivers) {

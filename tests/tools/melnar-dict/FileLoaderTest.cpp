@@ -98,6 +98,31 @@ TEST(FileLoaderConcurrentTest, reportsAllErrorsInOrderWhenLenient) {
     }
 }
 
+TEST(FileLoaderTest, refusesALineOrStatementThatIsTooLongWhereItBegins) {
+    FileLoader::Settings settings = makeSettings(2, true, 16);
+    settings.m_maximumLine = 30;
+    const std::string before = "<a:s> <a:p> \"0123456789abc\" .\n";
+    const std::string longLine = " <a:s> <a:p> \"0123456789abcdef\" .\n";
+    const std::string longer = "<a:s> <a:p> \"" + std::string(10'000, 'x') + "\" .\n";
+    const std::string text = before + longLine + longer + "<a:s> <a:p> \"after\" .\n";
+    const LoadOutcome lines = loadText(RdfFormat::N_TRIPLES, text, settings);
+    EXPECT_EQ("FILE:2:1: expected a line of at most 30 bytes, found a longer one\n"
+              "FILE:3:1: expected a line of at most 30 bytes, found a longer one\n",
+              lines.m_errorOutput);
+    EXPECT_EQ((Forms{"0123456789abc", "after"}), lines.m_strings);
+    const LoadOutcome statements = loadText(RdfFormat::TURTLE, text, settings);
+    EXPECT_EQ("FILE:2:2: expected a statement of at most 30 bytes, found a longer one\n"
+              "FILE:3:1: expected a statement of at most 30 bytes, found a longer one\n",
+              statements.m_errorOutput);
+    EXPECT_EQ((Forms{"0123456789abc", "after"}), statements.m_strings);
+    const std::string oneLine = "<a:s> <a:p> 'a' . <a:s> <a:p> 'b' . # " + std::string(1000, 'c');
+    EXPECT_EQ((Forms{"a", "b"}), loadText(RdfFormat::TURTLE, oneLine, settings).m_strings);
+    settings.m_isLenient = false;
+    const LoadOutcome strict = loadText(RdfFormat::N_QUADS, text, settings);
+    EXPECT_EQ("FILE:2:1: expected a line of at most 30 bytes, found a longer one\n", strict.m_errorOutput);
+    EXPECT_EQ(ExitCode::BAD_DATA, strict.m_exitCode);
+}
+
 TEST(FileLoaderTest, loadsSeveralFilesIntoOneDictionary) {
     const TemporaryDirectory directory;
     TestLoad load;

@@ -24,6 +24,7 @@ TEST(LoadOptionsTest, needsNothingButAFile) {
     EXPECT_EQ(std::thread::hardware_concurrency(), options.m_numberOfThreads);
     EXPECT_EQ(uint64_t(::sysconf(_SC_PHYS_PAGES)) * uint64_t(::sysconf(_SC_PAGESIZE)), options.m_memoryLimit);
     EXPECT_EQ(4294967293u, options.m_maximumNumberOfResources);
+    EXPECT_EQ(1u << 30, options.m_maximumLine);
     EXPECT_EQ("", options.m_base);
     EXPECT_FALSE(options.m_isLenient || options.m_asksForJson || options.m_asksForHelp);
     EXPECT_FALSE(options.m_waits || options.m_isForced);
@@ -32,7 +33,7 @@ TEST(LoadOptionsTest, needsNothingButAFile) {
 
 TEST(LoadOptionsTest, takesEveryOptionBeforeAndBehindTheFiles) {
     const LoadOptions options = LoadOptions::parse(
-        {"--threads", "3", "a.ttl", "--lenient", "--json", "--base=http://b/", "--memory-limit", "1M",
+        {"--threads", "3", "a.ttl", "--lenient", "--json", "--base=http://b/", "--memory-limit", "1M", "--max-line=3K",
          "--max-resources", "7", "--query", "text@en", "--get", "9", "--query=text", "b.trig.gz", "--wait", "--force"});
     ASSERT_EQ(2u, options.m_files.size());
     EXPECT_EQ(RdfFormat::TURTLE, options.m_files[0].second);
@@ -41,6 +42,7 @@ TEST(LoadOptionsTest, takesEveryOptionBeforeAndBehindTheFiles) {
     EXPECT_TRUE(options.m_isLenient && options.m_asksForJson && options.m_waits && options.m_isForced);
     EXPECT_EQ("http://b/", options.m_base);
     EXPECT_EQ(1u << 20, options.m_memoryLimit);
+    EXPECT_EQ(3072u, options.m_maximumLine);
     EXPECT_EQ(7u, options.m_maximumNumberOfResources);
     ASSERT_EQ(3u, options.m_lookups.size()) << "in the order given";
     EXPECT_EQ("text@en", options.m_lookups[0].m_question);

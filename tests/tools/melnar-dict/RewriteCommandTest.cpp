@@ -56,6 +56,21 @@ TEST_F(RewriteCommandTest, encodePutsIDsInThePlaceOfLiterals) {
               result.m_output);
 }
 
+TEST_F(RewriteCommandTest, aLineThatIsTooLongIsAnErrorWhereItBegins) {
+    m_directory.addFile("in.nt", "<urn:s> <urn:p> \"one\" .\n<urn:s> <urn:p> \"three\" .\n");
+    load("in.nt");
+    for (const char* const verb : {"encode", "decode"}) {
+        EXPECT_EQ(0, run({verb, "in.nt", "-d", "d", "-o", "-", "--max-line", "25"}).m_exitCode);
+        const ToolResult result = run({verb, "in.nt", "-d", "d", "-o", "-", "--max-line", "24"});
+        EXPECT_EQ(1, result.m_exitCode);
+        EXPECT_NE(std::string::npos,
+                  result.m_errorOutput.find("in.nt:2:1: expected a line of at most 24 bytes, found a longer one\n"))
+            << result.m_errorOutput;
+    }
+    EXPECT_EQ(0, run({"load", "in.nt", "--max-line", "25"}).m_exitCode);
+    EXPECT_EQ(1, run({"load", "in.nt", "--max-line", "24"}).m_exitCode);
+}
+
 TEST_F(RewriteCommandTest, decodeGivesCanonicalTriplesBackByteForByte) {
     m_directory.addFile("in.nt", CANONICAL);
     load("in.nt");

@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/TurtleParser.h"
 
 #include "tests/tools/melnar-dict/TextSource.h"
+#include "tools/melnar-dict/RdfFormat.h"
 
 #include <gtest/gtest.h>
 
@@ -30,11 +31,12 @@ protected:
         m_errors.clear();
         m_counts = {};
         BlockReader reader(std::move(source), blockSize);
-        TurtleParser parser(format, base, lenient, reader, [this](std::unique_ptr<ParsedPiece> full) {
-            if (full)
-                take(*full);
-            return std::make_unique<ParsedPiece>();
-        });
+        TurtleParser parser(makeReaderOptions(format, lenient, DEFAULT_MAXIMUM_LINE, base), reader,
+                            [this](std::unique_ptr<ParsedPiece> full) {
+                                if (full)
+                                    take(*full);
+                                return std::make_unique<ParsedPiece>();
+                            });
         parser.parse();
     }
 
@@ -202,7 +204,7 @@ TEST_F(TurtleParserTest, handsOutPiecesOfBoundedSize) {
         text += ":s :p \"number " + std::to_string(number) + "\" .\n";
     BlockReader reader(std::make_unique<TextSource>(text));
     std::vector<size_t> sizes;
-    TurtleParser parser(RdfFormat::TURTLE, "", false, reader, [&sizes](std::unique_ptr<ParsedPiece> full) {
+    TurtleParser parser({Rdf::Syntax::TURTLE}, reader, [&sizes](std::unique_ptr<ParsedPiece> full) {
         if (full)
             sizes.push_back(full->m_literals.getEntries().size());
         return std::make_unique<ParsedPiece>();
@@ -218,7 +220,7 @@ TEST_F(TurtleParserTest, endsWhenNobodyTakesItsPieces) {
         text += ":s :p \"number " + std::to_string(number) + "\" .\n";
     BlockReader reader(std::make_unique<TextSource>(text));
     size_t exchanges = 0;
-    TurtleParser parser(RdfFormat::TURTLE, "", false, reader, [&exchanges](std::unique_ptr<ParsedPiece>) {
+    TurtleParser parser({Rdf::Syntax::TURTLE}, reader, [&exchanges](std::unique_ptr<ParsedPiece>) {
         return ++exchanges < 3 ? std::make_unique<ParsedPiece>() : nullptr;
     });
     parser.parse();
