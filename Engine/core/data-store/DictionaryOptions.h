@@ -2,7 +2,8 @@
 
 #include <cstddef>
 
-/// What a dictionary may do beside its contents. Options change no ID and no saved byte, and are not saved.
+/// What a dictionary may do beside its contents. Options change no ID and are not saved. Near the memory limit they may
+/// change where in the data pool a string lies.
 struct DictionaryOptions {
     /// Whether hash tables keep a byte of hash for each bucket, as long as the memory limit has room for it. Lookups of
     /// absent literals are several times faster then.

@@ -145,8 +145,8 @@ public:
     virtual void loadUntrusted(UntrustedInputStream& inputStream);
 
     /// Keeps a byte of hash for each bucket from now on, which makes resolving and lookups faster and changes no answer;
-    /// see Fingerprints. They take memory that the memory manager can have back at any time. Off until this is called.
-    /// Alone.
+    /// see Fingerprints. They take memory that the memory manager can have back while operations run out of it, but for
+    /// initialize and load: so this is called after those. Off until it is called. Alone.
     virtual void enableFingerprints();
 
     /// Bytes that the fingerprints take, beside those that getComponentInfo tells of. Any time.

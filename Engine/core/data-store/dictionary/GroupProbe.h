@@ -83,19 +83,16 @@ private:
         std::array<const uint8_t*, STATION_SIZE> m_chunks;
     };
 
-    // Whether a probe goes on here or there can be as good as random. So the following steps put it in both places, and
-    // then count it in one: a branch would be mispredicted half the time.
+    // Whether a probe stays on the line can be as good as random. So the following steps put it there, and then count it
+    // or not: a branch would be mispredicted half the time.
 
     void start(Table& table, const Index index) noexcept {
         m_bucketIndexes[index] = table.getHomeIndex(m_prepared.getHash(index));
         table.prefetchFingerprint(m_bucketIndexes[index]);
-        enqueueIf(true, index);
+        enqueue(index);
     }
 
-    void enqueueIf(const bool condition, const Index index) noexcept {
-        m_queue[m_queueEnd % m_queue.size()] = index;
-        m_queueEnd += condition;
-    }
+    void enqueue(const Index index) noexcept { m_queue[m_queueEnd++ % m_queue.size()] = index; }
 
     /// Moves probes from the queue to the next bucket that each must look at, unless it is known to be the end.
     void seek(Table& table, Station& station) noexcept {
@@ -165,7 +162,7 @@ private:
     void goOn(Table& table, const Index index) noexcept {
         m_bucketIndexes[index] = table.getNextIndex(m_bucketIndexes[index]);
         table.prefetchFingerprint(m_bucketIndexes[index]);
-        enqueueIf(true, index);
+        enqueue(index);
     }
 
     const PreparedEntries& m_prepared;

@@ -26,7 +26,8 @@ class GroupProbe;
 /// it; those that take a ResourceValue trust it, as it comes from a factory that has checked it.
 ///
 /// THE LIFE OF A RESOURCE in resolveResource, each step visible to readers only through the last two:
-///   claim a bucket (O1) -> take ID and chunk -> write the chunk -> store its offset -> store the datatype byte (D1)
+///   claim a bucket (O1) -> take ID and chunk -> write the chunk -> store its offset -> store the fingerprint (H1)
+///   -> store the datatype byte (D1)
 ///   -> publish the ID in the bucket (O2)
 /// A reader comes by the bucket (O3), or by an ID and its datatype byte (D2). If no ID or chunk is available, the bucket
 /// becomes empty again (O4) and the next thread that waits for it may try. O1 to O4 stand in ParallelHashTable.h.
@@ -123,8 +124,9 @@ private:
                                const char* lexicalForm, size_t lexicalFormLength, uint8_t datatypeID);
 
     template<class ResourceIDSource>
-    uint64_t createResource(DictionaryThreadContext* threadContext, ResourceIDSource resourceIDSource,
-                            const char* lexicalForm, size_t lexicalFormLength, uint8_t datatypeID);
+    uint64_t createResource(Table& table, const ProbePlace& place, DictionaryThreadContext* threadContext,
+                            ResourceIDSource resourceIDSource, const char* lexicalForm, size_t lexicalFormLength,
+                            uint8_t datatypeID);
 
     uint64_t doTryResolveResource(Table& table, DictionaryCommitPoint commitPoint, const char* lexicalForm,
                                   size_t lexicalFormLength) const noexcept;

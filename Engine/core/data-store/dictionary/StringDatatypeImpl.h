@@ -45,7 +45,7 @@ uint64_t StringDatatype<T>::doResolveResource(Table& table, typename Table::Thre
     }
     try {
         const uint64_t resourceID =
-            createResource(threadContext, resourceIDSource, lexicalForm, lexicalFormLength, datatypeID);
+            createResource(table, place, threadContext, resourceIDSource, lexicalForm, lexicalFormLength, datatypeID);
         table.publish(tableThreadContext, place.m_index, place.m_hash, static_cast<T>(resourceID));
         return resourceID;
     } catch (...) {
@@ -57,7 +57,8 @@ uint64_t StringDatatype<T>::doResolveResource(Table& table, typename Table::Thre
 /// Everything of a new resource but its bucket.
 template<class T>
 template<class ResourceIDSource>
-uint64_t StringDatatype<T>::createResource(DictionaryThreadContext* const threadContext,
+uint64_t StringDatatype<T>::createResource(Table& table, const ProbePlace& place,
+                                           DictionaryThreadContext* const threadContext,
                                            const ResourceIDSource resourceIDSource, const char* const lexicalForm,
                                            const size_t lexicalFormLength, const uint8_t datatypeID) {
     const size_t chunkSize = StringChunk::getChunkSizeFor(lexicalFormLength);
@@ -71,6 +72,8 @@ uint64_t StringDatatype<T>::createResource(DictionaryThreadContext* const thread
     }
     StringChunk::write(m_dataPool.getData() + dataOffset, lexicalForm, lexicalFormLength);
     m_resourceDataOffsets[resourceID] = dataOffset;
+    // Before the datatype byte: a thread that reads the resource by its ID must not be told that its string is absent.
+    table.learnFingerprint(place.m_index, place.m_hash);
     m_resourceFlags[resourceID].store(datatypeID, std::memory_order_release); // D1
     return resourceID;
 }

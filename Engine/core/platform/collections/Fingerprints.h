@@ -20,7 +20,8 @@
 /// Units      Indexes count buckets; a group is 16 of them whose first index is a multiple of 16.
 /// Ownership  Owns its memory, which is charged to the memory manager. There may be none: without memory every bucket
 ///            is a candidate and nothing is stored.
-/// Threads    getCandidates and set: any threads concurrently. The rest: alone, or with all slots of the table held.
+/// Threads    Reading and set: any threads concurrently, each within an operation on the table. getCommittedBytes: any
+///            time. What makes or drops fingerprints: alone, or with all slots of the table held.
 /// Errors     None. Where the limit leaves no room there are no fingerprints.
 ///
 /// FINGERPRINT STATES   unknown (0) -learn-> 1 to 255, the fingerprint of the entry's hash
@@ -67,7 +68,7 @@ public:
             m_region.ensureEndAtLeast(numberOfBuckets);
             m_data = m_region.getData();
             m_areComplete = areComplete;
-        } catch (const MelnarException&) {
+        } catch (...) { // Making the exception may fail, too, and that is no failure either.
             m_region.deinitialize();
         }
     }

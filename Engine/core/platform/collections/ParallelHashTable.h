@@ -29,9 +29,9 @@
 /// Units      Counters count buckets.
 /// Ownership  Owns its bucket array; the memory manager and what the policy refers to must outlive it.
 /// Threads    Everything that takes a ThreadContext: any threads at once, each holding the slot it passes, best through
-///            Operation; so are the buckets. initialize, clear, shrinkToFit, reinsert, save, load and destruction:
-///            enableFingerprints: alone. giveUpFingerprints: any threads, each without a slot. The counters: any time.
-///            getProbeLengths: while nobody inserts.
+///            Operation; so are the buckets. initialize, clear, shrinkToFit, reinsert, save, load,
+///            enableFingerprints and destruction: alone. giveUpFingerprints: any threads, each without a slot. The
+///            counters: any time. getProbeLengths: while nobody inserts.
 /// Errors     initialize, load, startHandleResize and reserveInsertionQuota pass on the failures of MemoryRegion; load
 ///            also rejects a stream that is not a table's; save and load pass on those of the stream. getProbeLengths
 ///            throws std::bad_alloc. The rest does not fail.

@@ -11,7 +11,7 @@
 /// The table's growth, and its operations that run alone.
 ///
 /// RESIZE STATES   NOT_RESIZING -elect-> PREPARING -start-> 0 -> 1 -> ... -> number of chunks -finish-> NOT_RESIZING
-///                 PREPARING -fail-> NOT_RESIZING
+///                 PREPARING -fail-> NOT_RESIZING;  so also when fingerprints are given up, which is no resize
 ///                 A number k below the number of chunks: chunk k of the old array is the next to be claimed. The
 ///                 number of chunks itself: all are claimed, some are still being rehashed.
 ///
@@ -25,7 +25,8 @@
 ///
 /// LOCK ORDER      A thread that waits for a slot holds none but its own; only the leader does, in ascending order.
 ///                 m_resizeMutex is taken by the leader holding all slots, or by a thread that holds none. A slot's
-///                 mutex is held for a hand-over only, and nothing is waited for meanwhile.
+///                 mutex is held for a hand-over only, and nothing is waited for meanwhile. The memory manager's mutex is
+///                 taken before any slot, by threads that hold none.
 ///
 /// MEMORY ORDERS
 ///   #   operation                             order    pairs with   makes visible                     checked by
@@ -106,7 +107,8 @@ void ParallelHashTable<Policy>::enableFingerprints() noexcept {
 
 template<class Policy>
 bool ParallelHashTable<Policy>::giveUpFingerprints() noexcept {
-    if (getFingerprintBytes() == 0)
+    // While a resize is prepared, its new fingerprints may be charged already and not be counted yet.
+    if (getFingerprintBytes() == 0 && m_resizeState.load(std::memory_order_acquire) == NOT_RESIZING) // P3
         return false;
     const Operation operation(*this);
     size_t observedState = NOT_RESIZING;
@@ -257,6 +259,7 @@ void ParallelHashTable<Policy>::reinsert(ThreadContext& callerContext, const uin
                                          const BucketValue value) noexcept {
     size_t index = getHomeIndex(hash);
     for (;; index = getNextIndex(index)) {
+        index = findCandidate(index, Fingerprints::get(hash));
         const BucketValue present = readBucket(m_buckets[index]);
         if (present == Policy::EMPTY_BUCKET || present == value)
             break;
@@ -432,11 +435,15 @@ void ParallelHashTable<Policy>::rehashBlock(const BucketValue* const values, con
             continue;
         const size_t number = ahead - PREFETCH_DISTANCE;
         size_t index = getHomeIndex(hashes[number]);
-        BucketValue expected = Policy::EMPTY_BUCKET;
-        while (!m_buckets[index].compare_exchange_strong(expected, values[number], std::memory_order_release,
-                                                         std::memory_order_relaxed)) { // O6
-            expected = Policy::EMPTY_BUCKET;
-            index = getNextIndex(index);
+        // A known fingerprint tells that the bucket is taken, whatever it is.
+        constexpr uint8_t UNKNOWN = 0;
+        for (;; index = getNextIndex(index)) {
+            index = findCandidate(index, UNKNOWN);
+            BucketValue expected = m_buckets[index].load(std::memory_order_relaxed);
+            if (expected == Policy::EMPTY_BUCKET &&
+                m_buckets[index].compare_exchange_strong(expected, values[number], std::memory_order_release,
+                                                         std::memory_order_relaxed)) // O6
+                break;
         }
         learnFingerprint(index, hashes[number]);
     }
