@@ -30,7 +30,7 @@ BatchAnswers resolve(Dictionary& dictionary, const OwnedLiterals& literals) {
     });
 }
 
-TEST(DictionaryCollisionTest, strings4096OfOneHashAreNotTooMany) {
+TEST(DictionaryCollisionSlowTest, strings4096OfOneHashAreNotTooMany) {
     const OwnedLiterals literals = makeColliding();
     const std::pair<uint64_t, DictionaryOptions> choices[] = {
         {NARROW, {}}, {WIDE, {.m_largestNumberOfCollisions = DictionaryOptions::NO_COLLISION_LIMIT}}};
@@ -54,7 +54,7 @@ TEST(DictionaryCollisionTest, theLimitIsThatOfTheOptions) {
 }
 
 /// Options are not saved: a dictionary that is read has a limit of its own, and what it holds already stays.
-TEST(DictionaryCollisionTest, aDictionaryThatIsReadKeepsItsStringsWhateverTheLimit) {
+TEST(DictionaryCollisionSlowTest, aDictionaryThatIsReadKeepsItsStringsWhateverTheLimit) {
     const OwnedLiterals literals = makeColliding();
     const OwnedLiterals half(literals.begin(), literals.begin() + 2000);
     Dictionary dictionary(TEST_MEMORY_LIMIT, NARROW);

@@ -186,11 +186,11 @@ void runTwins(const uint64_t maximumNumberOfResources) {
     }
 }
 
-TEST(DictionaryFingerprintsTest, narrowDictionariesWithAndWithoutThemAnswerAlike) {
+TEST(DictionaryFingerprintsSlowTest, narrowDictionariesWithAndWithoutThemAnswerAlike) {
     runTwins(NARROW);
 }
 
-TEST(DictionaryFingerprintsTest, wideDictionariesWithAndWithoutThemAnswerAlike) {
+TEST(DictionaryFingerprintsSlowTest, wideDictionariesWithAndWithoutThemAnswerAlike) {
     runTwins(WIDE);
 }
 

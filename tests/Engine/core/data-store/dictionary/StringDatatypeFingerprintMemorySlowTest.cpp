@@ -18,7 +18,7 @@ namespace {
 constexpr size_t STRINGS = 3600;
 
 template<class T>
-class StringDatatypeFingerprintMemoryTest : public testing::Test {};
+class StringDatatypeFingerprintMemorySlowTest : public testing::Test {};
 
 /// What came of resolving some literals.
 struct Outcome {
@@ -71,10 +71,10 @@ Outcome resolveWithin(const size_t bytesLeft, const bool keepsFingerprints, cons
 
 } // namespace
 
-TYPED_TEST_SUITE(StringDatatypeFingerprintMemoryTest, DatatypeWidths, DatatypeWidthNames);
+TYPED_TEST_SUITE(StringDatatypeFingerprintMemorySlowTest, DatatypeWidths, DatatypeWidthNames);
 
 /// So a string whose creation needs memory of fingerprints gets its ID before the later ones of its batch.
-TYPED_TEST(StringDatatypeFingerprintMemoryTest, theSameStringsFailWithTheSameMessagesAndTheOthersHaveTheSameIDs) {
+TYPED_TEST(StringDatatypeFingerprintMemorySlowTest, theSameStringsFailWithTheSameMessagesAndTheOthersHaveTheSameIDs) {
     size_t numberOfRunsThatGaveUp = 0;
     size_t numberOfRunsThatKept = 0;
     size_t numberOfRunsWithFailures = 0;

@@ -123,7 +123,7 @@ void expectTheSameUpToTheFirstFailure(const Outcome& without, const Outcome& wit
     expectTheSameIDs(LITERALS_BEFORE_COMPACTION, LITERALS);
 }
 
-TEST(DictionaryFingerprintMemoryTest, whatFitsWithoutThemFitsWithThem) {
+TEST(DictionaryFingerprintMemorySlowTest, whatFitsWithoutThemFitsWithThem) {
     size_t numberOfRunsThatGaveUp = 0;
     size_t numberOfRunsThatKept = 0;
     size_t numberOfRunsWithFailures = 0;

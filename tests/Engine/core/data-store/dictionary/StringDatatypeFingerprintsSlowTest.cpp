@@ -116,7 +116,7 @@ private:
 };
 
 template<class T>
-class StringDatatypeFingerprintsTest : public testing::Test {};
+class StringDatatypeFingerprintsSlowTest : public testing::Test {};
 
 /// Literals of both datatypes, some twice, some with an empty tag, some malformed.
 OwnedLiterals drawLiterals(std::mt19937& random) {
@@ -200,9 +200,9 @@ private:
 
 } // namespace
 
-TYPED_TEST_SUITE(StringDatatypeFingerprintsTest, DatatypeWidths, DatatypeWidthNames);
+TYPED_TEST_SUITE(StringDatatypeFingerprintsSlowTest, DatatypeWidths, DatatypeWidthNames);
 
-TYPED_TEST(StringDatatypeFingerprintsTest, datatypesWithAndWithoutThemAnswerAlike) {
+TYPED_TEST(StringDatatypeFingerprintsSlowTest, datatypesWithAndWithoutThemAnswerAlike) {
     for (const uint32_t seed : getTestSeeds(3)) {
         SCOPED_TRACE(describeSeed(seed));
         TwinRun<TypeParam> run(seed);
