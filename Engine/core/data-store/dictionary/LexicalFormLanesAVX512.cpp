@@ -61,8 +61,8 @@ MELNAR_AVX512 void loadWords(const char* const* const data, const size_t* const 
 
 /// Continues the hashes by the bytes of a word each, one byte of all of them after the other, so that the
 /// multiplications overlap.
-MELNAR_AVX512 [[gnu::always_inline]] inline void hashWholeWords(__m512i (&hash)[NUMBER_OF_VECTORS],
-                                                                __m512i (&words)[NUMBER_OF_VECTORS]) noexcept {
+MELNAR_AVX512 __attribute__((always_inline)) inline void hashWholeWords(__m512i (&hash)[NUMBER_OF_VECTORS],
+                                                                        __m512i (&words)[NUMBER_OF_VECTORS]) noexcept {
     for (size_t byte = 0; byte < BYTES_PER_WORD; ++byte)
         for (size_t vector = 0; vector < NUMBER_OF_VECTORS; ++vector) {
             // hash ^ (word & 0xFF), then the multiplication.
@@ -74,7 +74,7 @@ MELNAR_AVX512 [[gnu::always_inline]] inline void hashWholeWords(__m512i (&hash)[
 
 /// The same from FIRST_VECTOR on, where some lanes have the whole word, some a part of it and some nothing.
 template<size_t FIRST_VECTOR>
-MELNAR_AVX512 [[gnu::always_inline]] inline void
+MELNAR_AVX512 __attribute__((always_inline)) inline void
 hashWords(__m512i (&hash)[NUMBER_OF_VECTORS], __m512i (&words)[NUMBER_OF_VECTORS],
           const __m512i (&lengths)[NUMBER_OF_VECTORS], const size_t wordBegin) noexcept {
     for (size_t byte = 0; byte < BYTES_PER_WORD; ++byte) {
