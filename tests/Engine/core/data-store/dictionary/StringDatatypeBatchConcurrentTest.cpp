@@ -205,7 +205,8 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, aBatchJoinsTheResizeThatWaitsForIt
         hashLexicalForm(literals[GROUP / 2].m_lexicalForm.data(), literals[GROUP / 2].m_lexicalForm.size()));
     while (table.getBucket(index).load() != 0)
         index = table.getNextIndex(index);
-    ASSERT_TRUE(table.tryClaim(table.getBucket(index)));
+    auto& bucket = table.getBucket(index);
+    ASSERT_TRUE(table.tryClaim(bucket));
     Worker batch(FIRST_SLOT, [&] { return resolveAtOnce(this->m_fixture, literals); });
     waitUntil([&] { return this->isInside(FIRST_SLOT, D_XSD_STRING); });
     letOthersRun();
@@ -218,7 +219,7 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, aBatchJoinsTheResizeThatWaitsForIt
     EXPECT_FALSE(batch.hasEnded());
     EXPECT_FALSE(leader.hasEnded());
     EXPECT_EQ(BUCKETS, getTable(this->m_fixture).getNumberOfBuckets());
-    getTable(this->m_fixture).unclaim(table.getBucket(index));
+    getTable(this->m_fixture).unclaim(bucket);
     const BatchAnswers answers = batch.getAnswers();
     EXPECT_EQ(6u, answers.m_resourceIDs.back());
     const uint64_t leaderID = leader.getAnswers().m_resourceIDs[0];

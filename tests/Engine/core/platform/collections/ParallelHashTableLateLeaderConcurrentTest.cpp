@@ -19,7 +19,6 @@ using Peer = ParallelHashTableTestPeer;
 
 constexpr size_t LEADER_SLOT = 1;
 constexpr size_t HELPER_SLOT = 255; // the last one that the leader takes and leaves
-constexpr size_t LATE_SLOT = 7;
 
 /// Holds the leader from when it has left all slots but its own until it is let go. To see that moment, it first holds
 /// the leader while it has all slots, until a helper waits for the last one, which the leader then hands over.
