@@ -78,7 +78,7 @@ MELNAR_AVX512 __attribute__((always_inline)) inline void
 hashWords(__m512i (&hash)[NUMBER_OF_VECTORS], __m512i (&words)[NUMBER_OF_VECTORS],
           const __m512i (&lengths)[NUMBER_OF_VECTORS], const size_t wordBegin) noexcept {
     for (size_t byte = 0; byte < BYTES_PER_WORD; ++byte) {
-        const __m512i position = _mm512_set1_epi64(static_cast<long long>(wordBegin + byte));
+        const __m512i position = _mm512_set1_epi64(static_cast<long long>(wordBegin) + static_cast<long long>(byte));
         for (size_t vector = FIRST_VECTOR; vector < NUMBER_OF_VECTORS; ++vector) {
             const __m512i mixed = _mm512_ternarylogic_epi64(hash[vector], words[vector], _mm512_set1_epi64(0xFF), 0x78);
             hash[vector] = _mm512_mask_mullo_epi64(hash[vector], _mm512_cmpgt_epu64_mask(lengths[vector], position),
