@@ -16,9 +16,15 @@ COLLECTIONS = "Engine/core/platform/collections"
 DICTIONARY = "Engine/core/data-store/dictionary"
 DATA_STORE = "Engine/core/data-store"
 READER = "Reader"
-TOOLS = "tools"
+TOOL = "tools/melnar-dict"
+SHELL, INPUT, PIECES, THREADS, SAVED, LOAD, REWRITE = (
+    f"{TOOL}/{room}" for room in ("shell", "input", "pieces", "threads", "saved", "load", "rewrite"))
 TEST_SUPPORT = "tests/support"
 BENCHMARKS = "benchmarks"
+
+ENGINE_LAYERS = {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, DATA_STORE}
+LIBRARIES = ENGINE_LAYERS | {READER}
+TOOL_LAYERS = {TOOL, SHELL, INPUT, PIECES, THREADS, SAVED, LOAD, REWRITE}
 
 # From layer to the layers that it may include beside itself. Errors print themselves to a stream and streams throw
 # errors, so those two are one layer in two folders.
@@ -30,9 +36,16 @@ MAY_INCLUDE = {
     DICTIONARY: {PLATFORM, STREAM, SYSTEM, COLLECTIONS},
     DATA_STORE: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY},
     READER: set(),
-    TOOLS: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, DATA_STORE, READER},
-    TEST_SUPPORT: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, DATA_STORE},
-    BENCHMARKS: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, DATA_STORE, READER, TOOLS, TEST_SUPPORT},
+    SHELL: LIBRARIES,
+    INPUT: LIBRARIES | {SHELL},
+    PIECES: LIBRARIES | {SHELL, INPUT},
+    THREADS: LIBRARIES | {SHELL, INPUT, PIECES},
+    SAVED: LIBRARIES | {SHELL, INPUT, PIECES, THREADS},
+    LOAD: LIBRARIES | {SHELL, INPUT, PIECES, THREADS, SAVED},
+    REWRITE: LIBRARIES | {SHELL, INPUT, PIECES, THREADS, SAVED},
+    TOOL: LIBRARIES | TOOL_LAYERS,
+    TEST_SUPPORT: ENGINE_LAYERS,
+    BENCHMARKS: LIBRARIES | TOOL_LAYERS | {TEST_SUPPORT},
 }
 
 STANDARD_HEADERS = set("""
@@ -88,7 +101,7 @@ def objections(root, path, text):
         included = angled[1]
         if included.startswith(("Engine/", "Reader/", "tools/", "benchmarks/")):
             yield f"<{included}>: a header of this repository stands in quotation marks"
-        elif layer in (TOOLS, BENCHMARKS):
+        elif layer in TOOL_LAYERS or layer == BENCHMARKS:
             return
         elif included not in STANDARD_HEADERS | POSIX_HEADERS | RESERVED_HEADERS.keys():
             yield f"<{included}> is neither of the standard library nor of POSIX"

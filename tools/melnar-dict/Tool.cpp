@@ -1,16 +1,16 @@
 #include "tools/melnar-dict/Tool.h"
 
-#include "tools/melnar-dict/CompactCommand.h"
-#include "tools/melnar-dict/DumpCommand.h"
-#include "tools/melnar-dict/GetCommand.h"
-#include "tools/melnar-dict/LoadCommand.h"
-#include "tools/melnar-dict/LoadError.h"
-#include "tools/melnar-dict/LookupCommand.h"
-#include "tools/melnar-dict/RewriteCommand.h"
-#include "tools/melnar-dict/StandardOutput.h"
-#include "tools/melnar-dict/StatsCommand.h"
-#include "tools/melnar-dict/ToolFailure.h"
-#include "tools/melnar-dict/VerifyCommand.h"
+#include "tools/melnar-dict/load/LoadCommand.h"
+#include "tools/melnar-dict/pieces/InputError.h"
+#include "tools/melnar-dict/rewrite/RewriteCommand.h"
+#include "tools/melnar-dict/saved/CompactCommand.h"
+#include "tools/melnar-dict/saved/DumpCommand.h"
+#include "tools/melnar-dict/saved/GetCommand.h"
+#include "tools/melnar-dict/saved/LookupCommand.h"
+#include "tools/melnar-dict/saved/StatsCommand.h"
+#include "tools/melnar-dict/saved/VerifyCommand.h"
+#include "tools/melnar-dict/shell/StandardOutput.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <cstring>
 #include <iostream>
@@ -78,7 +78,7 @@ ExitCode runTool(std::vector<std::string> arguments) {
         std::cerr << "melnar-dict: " << failure.what() << '\n';
         return failure.getExitCode();
     } catch (...) {
-        std::cerr << "melnar-dict: " << loadErrorOfCurrentException().m_cause << '\n';
+        std::cerr << "melnar-dict: " << inputErrorOfCurrentException().m_cause << '\n';
         return ExitCode::FAILURE;
     }
 }

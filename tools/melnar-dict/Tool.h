@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/melnar-dict/ExitCode.h"
+#include "tools/melnar-dict/shell/ExitCode.h"
 
 #include <string>
 #include <vector>

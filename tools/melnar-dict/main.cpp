@@ -1,5 +1,5 @@
-#include "tools/melnar-dict/Interruption.h"
 #include "tools/melnar-dict/Tool.h"
+#include "tools/melnar-dict/shell/Interruption.h"
 
 #include <csignal>
 

@@ -1,6 +1,6 @@
 #include "tests/support/TemporaryDirectory.h"
-#include "tests/tools/melnar-dict/GzipText.h"
 #include "tests/tools/melnar-dict/ToolProcess.h"
+#include "tests/tools/melnar-dict/input/GzipText.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

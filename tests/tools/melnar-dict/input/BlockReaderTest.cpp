@@ -1,0 +1,164 @@
+#include "tools/melnar-dict/input/BlockReader.h"
+
+#include "tests/support/CaughtException.h"
+#include "tests/tools/melnar-dict/input/TextSource.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <initializer_list>
+#include <vector>
+
+namespace {
+
+BlockReader makeReader(const std::string& text, const size_t blockSize, const size_t bytesAtOnce = 1 << 20) {
+    return BlockReader(std::make_unique<TextSource>(text, bytesAtOnce), blockSize);
+}
+
+std::vector<std::string> readAll(BlockReader& reader) {
+    std::vector<std::string> blocks;
+    Block block;
+    while (reader.next(block)) {
+        EXPECT_EQ(blocks.size(), block.m_sequence);
+        blocks.emplace_back(block.getText());
+    }
+    EXPECT_EQ("", block.getText());
+    EXPECT_FALSE(reader.next(block)) << "the end stays the end";
+    EXPECT_EQ(blocks.size(), reader.getNumberOfBlocks());
+    return blocks;
+}
+
+std::vector<std::string> cut(const std::string& text, const size_t blockSize, const size_t bytesAtOnce = 1 << 20) {
+    BlockReader reader = makeReader(text, blockSize, bytesAtOnce);
+    return readAll(reader);
+}
+
+using Blocks = std::vector<std::string>;
+
+TEST(BlockReaderTest, cutsAtTheLastLineFeedThatFits) {
+    EXPECT_EQ((Blocks{"a\nbb\n", "ccc\n", "dd\n"}), cut("a\nbb\nccc\ndd\n", 6));
+}
+
+TEST(BlockReaderTest, dropsWhatALineHasBeyondTheMaximumAndAByteUnlessItFits) {
+    const std::string fits(10, 'f');
+    for (const char* const lineEnd : {"\n", "\r", "\r\n"})
+        for (const size_t length : std::initializer_list<size_t>{11, 12, 13, 50, 1000})
+            for (const size_t bytesAtOnce : std::initializer_list<size_t>{1, 2, 3, 7, 100}) {
+                const std::string text = "a\n" + fits + lineEnd + std::string(length, 'l') + lineEnd + fits + lineEnd;
+                BlockReader reader(std::make_unique<TextSource>(text, bytesAtOnce), 4, 10);
+                std::string joined;
+                for (const std::string& block : readAll(reader)) {
+                    EXPECT_LT(block.size(), 40u) << length;
+                    joined += block;
+                }
+                const size_t kept = std::min(length, length < 16 ? joined.rfind('l') - joined.find('l') + 1 : 11);
+                EXPECT_GE(kept, 11u) << "it is still too long";
+                EXPECT_EQ("a\n" + fits + lineEnd + std::string(kept, 'l') + lineEnd + fits + lineEnd, joined) << length;
+            }
+    BlockReader reader(std::make_unique<TextSource>("\xEF\xBB\xBF" + std::string(1000, 'l')), 4, 10);
+    EXPECT_EQ((std::vector<std::string>{std::string(11, 'l')}), readAll(reader))
+        << "the end of the text ends a line too";
+}
+
+TEST(BlockReaderTest, cutsATextWithoutLinesAnywhere) {
+    const std::string text = "\xEF\xBB\xBF"
+                             "abc\ndefghi";
+    BlockReader reader(std::make_unique<TextSource>(text), 6, BlockReader::WITHOUT_LINES);
+    EXPECT_EQ((std::vector<std::string>{"abc", "\ndefgh", "i"}), readAll(reader));
+}
+
+TEST(BlockReaderTest, aLongLineWhoseEndCannotBeReadIsNoLine) {
+    BlockReader reader(std::make_unique<TextSource>("a\n" + std::string(100, 'l'), 3, "no more"), 4, 10);
+    Block block;
+    EXPECT_TRUE(reader.next(block));
+    EXPECT_EQ("a\n", block.getText());
+    EXPECT_THROW(reader.next(block), ToolFailure);
+    EXPECT_FALSE(reader.next(block));
+}
+
+TEST(BlockReaderTest, cutsTheSameHoweverFewBytesTheSourceDelivers) {
+    for (const size_t bytesAtOnce : std::initializer_list<size_t>{1, 2, 3, 5, 100})
+        EXPECT_EQ((Blocks{"a\nbb\n", "ccc\n", "dd\n"}), cut("a\nbb\nccc\ndd\n", 6, bytesAtOnce));
+}
+
+TEST(BlockReaderTest, doublesABlockUntilALongLineFits) {
+    const std::string line(1021, 'x');
+    EXPECT_EQ((Blocks{"a\n", line + "\nb\n", "cc\n", "d\n"}), cut("a\n" + line + "\nb\ncc\nd\n", 4));
+    EXPECT_EQ((Blocks{line}), cut(line, 4));
+}
+
+TEST(BlockReaderTest, givesTheLastLineWithoutAnEnd) {
+    EXPECT_EQ((Blocks{"a\n", "b"}), cut("a\nb", 2));
+    EXPECT_EQ((Blocks{"a\nb"}), cut("a\nb", 100));
+}
+
+TEST(BlockReaderTest, givesNothingForAnEmptyFile) {
+    EXPECT_EQ(Blocks{}, cut("", 4));
+}
+
+TEST(BlockReaderTest, leavesAByteOrderMarkOutAtTheStartOnly) {
+    EXPECT_EQ((Blocks{"a\n", "\xEF\xBB\xBF"
+                             "b\n"}),
+              cut("\xEF\xBB\xBF"
+                  "a\n\xEF\xBB\xBF"
+                  "b\n",
+                  5));
+    EXPECT_EQ(Blocks{}, cut("\xEF\xBB\xBF", 5));
+    EXPECT_EQ((Blocks{"\xEF\xBB"}), cut("\xEF\xBB", 5));
+}
+
+TEST(BlockReaderTest, cutsAtCarriageReturnsWhereThereIsNoLineFeed) {
+    EXPECT_EQ((Blocks{"aa\rbb\r", "cc\rdd\r"}), cut("aa\rbb\rcc\rdd\r", 7));
+}
+
+TEST(BlockReaderTest, keepsBothHalvesOfALineEndTogether) {
+    for (size_t blockSize = 1; blockSize < 20; ++blockSize)
+        for (const std::string& block : cut("a\r\nbb\r\nccc\r\n", blockSize))
+            EXPECT_TRUE(block.ends_with("\r\n")) << blockSize;
+}
+
+TEST(BlockReaderTest, losesNoByteAtAnyBlockSize) {
+    std::string text;
+    for (size_t length = 0; length < 60; ++length)
+        text += std::string(length * 7 % 23, static_cast<char>('a' + length % 26)) + (length % 5 == 0 ? "\r" : "\n");
+    for (size_t blockSize = 1; blockSize < 100; ++blockSize) {
+        std::string joined;
+        for (const std::string& block : cut(text, blockSize))
+            joined += block;
+        EXPECT_EQ(text, joined) << blockSize;
+    }
+}
+
+TEST(BlockReaderTest, usesABlocksMemoryAnew) {
+    BlockReader reader = makeReader("aa\nbb\ncc\n", 3);
+    Block block;
+    ASSERT_TRUE(reader.next(block));
+    const char* const memory = block.m_bytes.get();
+    ASSERT_TRUE(reader.next(block));
+    EXPECT_EQ(memory, block.m_bytes.get());
+    EXPECT_EQ("bb\n", block.getText());
+}
+
+TEST(BlockReaderFailureTest, givesAllWholeLinesBeforeAFailureAndTellsItOnce) {
+    BlockReader reader(std::make_unique<TextSource>("a\nbb\nccc\nfragm", 1, "no more"), 6);
+    Block block;
+    ASSERT_TRUE(reader.next(block));
+    EXPECT_EQ("a\nbb\n", block.getText());
+    ASSERT_TRUE(reader.next(block));
+    EXPECT_EQ("ccc\n", block.getText());
+    EXPECT_STREQ("no more", catchException<ToolFailure>([&] { reader.next(block); }).what());
+    EXPECT_EQ("", block.getText());
+    EXPECT_EQ(2u, reader.getNumberOfBlocks());
+    EXPECT_FALSE(reader.next(block));
+    EXPECT_EQ(2u, reader.getNumberOfBlocks());
+}
+
+TEST(BlockReaderFailureTest, tellsAFailureBeforeTheFirstLineEnd) {
+    BlockReader reader(std::make_unique<TextSource>("fragment", 3, "no more"), 4);
+    Block block;
+    EXPECT_STREQ("no more", catchException<ToolFailure>([&] { reader.next(block); }).what());
+    EXPECT_FALSE(reader.next(block));
+}
+
+} // namespace

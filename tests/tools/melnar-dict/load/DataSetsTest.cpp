@@ -1,0 +1,103 @@
+#include "tests/tools/melnar-dict/load/RdfFacts.h"
+#include "tests/tools/melnar-dict/load/TestLoad.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <fstream>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+/// The real data sets, with what a reader must find in each. The parameter is the number of threads.
+class DataSetsTest : public testing::TestWithParam<size_t> {
+protected:
+    void SetUp() override {
+        const std::optional<std::string> folder = getDataFolder();
+        if (!folder)
+            GTEST_SKIP() << "MELNAR_DATA names no folder";
+        m_folder = *folder + '/';
+        m_facts = nlohmann::json::parse(std::ifstream(m_folder + "facts.json"));
+    }
+
+    std::vector<std::string> getFiles(const std::string& set) const {
+        std::vector<std::string> files;
+        for (const nlohmann::json& file : m_facts["sets"][set]["files"])
+            files.push_back(file["file"]);
+        return files;
+    }
+
+    /// Loads files and compares all that there are facts of; IDs are followed in both directions.
+    void expectFacts(const std::vector<std::string>& files, const nlohmann::json& facts) const {
+        ASSERT_FALSE(files.empty());
+        FileLoader::Settings settings;
+        settings.m_numberOfThreads = GetParam();
+        TestLoad load(settings);
+        for (const std::string& file : files)
+            load.load(m_folder + file, formatOfFile(file).value());
+        ASSERT_EQ("", load.getErrorOutput());
+        const StatementCounts& counts = load.getJournal().getCounts();
+        EXPECT_EQ(facts["triples"], counts.m_statements);
+        EXPECT_EQ(facts["xsd_string"]["occurrences"], counts.m_strings);
+        EXPECT_EQ(facts["lang_tagged"]["occurrences"], counts.m_plainLiterals);
+        expectForms(load, D_XSD_STRING, facts["xsd_string"], "distinct");
+        expectForms(load, D_RDF_PLAIN_LITERAL, facts["lang_tagged"], "distinct_text_at_lang");
+    }
+
+    static void expectForms(const TestLoad& load, const uint8_t datatypeID, const nlohmann::json& facts,
+                            const char* const distinct) {
+        EXPECT_EQ(facts[distinct], load.getDictionary().getNumberOfResources(datatypeID));
+        EXPECT_EQ(facts["bytes_distinct"], load.getDictionary().getTextBytes(datatypeID));
+        EXPECT_EQ(facts["sha256_sorted_distinct"], hashSortedForms(load.readForms(datatypeID)));
+    }
+
+    void expectSet(const std::string& set) const { expectFacts(getFiles(set), m_facts["sets"][set]["facts"]); }
+
+    std::string m_folder;
+    nlohmann::json m_facts;
+};
+
+class DataSetsSlowTest : public DataSetsTest {};
+
+TEST_P(DataSetsTest, schemaIsTheSameInThreeSyntaxes) {
+    const std::vector<std::string> files = getFiles("schemaorg-30.0");
+    EXPECT_EQ(3u, files.size());
+    for (const std::string& file : files)
+        expectFacts({file}, m_facts["sets"]["schemaorg-30.0"]["facts"]);
+}
+
+TEST_P(DataSetsTest, vocabulariesAreOneStoreOfManyFiles) {
+    EXPECT_EQ(34u, getFiles("vocabularies").size());
+    expectSet("vocabularies");
+}
+
+TEST_P(DataSetsTest, longTextsAreWholeBooks) {
+    expectSet("long-texts");
+}
+
+TEST_P(DataSetsSlowTest, wordNetHasExplicitDatatypes) {
+    expectSet("wordnet31");
+}
+
+TEST_P(DataSetsSlowTest, annotationsHaveManyScriptsAndDuplicates) {
+    expectSet("cldr-annotations");
+}
+
+INSTANTIATE_TEST_SUITE_P(Threads, DataSetsTest, testing::Values(1, 2, 7));
+INSTANTIATE_TEST_SUITE_P(Threads, DataSetsSlowTest, testing::Values(1, 2, 7));
+
+class AllDataSetsSlowTest : public DataSetsTest {};
+
+TEST_P(AllDataSetsSlowTest, togetherShareTheirLiterals) {
+    std::vector<std::string> files{getFiles("schemaorg-30.0").at(0)};
+    for (const char* const set : {"vocabularies", "wordnet31", "cldr-annotations", "long-texts"})
+        for (const std::string& file : getFiles(set))
+            files.push_back(file);
+    expectFacts(files, m_facts["all_sets_together"]["facts"]);
+}
+
+INSTANTIATE_TEST_SUITE_P(Threads, AllDataSetsSlowTest, testing::Values(2));
+
+} // namespace

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "tools/melnar-dict/input/RdfFormat.h"
+#include "tools/melnar-dict/load/FileLoader.h"
+#include "tools/melnar-dict/pieces/InputJournal.h"
+#include "tools/melnar-dict/pieces/StatementCounts.h"
+#include "tools/melnar-dict/shell/ExitCode.h"
+
+#include "Engine/core/data-store/Dictionary.h"
+
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+/// What loading one text comes to.
+struct LoadOutcome {
+    ExitCode m_exitCode;
+    std::string m_errorOutput; // the file is called "FILE"
+    StatementCounts m_counts;
+    std::vector<std::string> m_strings;       // the distinct lexical forms, sorted by their bytes
+    std::vector<std::string> m_plainLiterals; // the same
+};
+
+/// Loads files into a dictionary of its own, as the tool does.
+class TestLoad : private Unmovable {
+public:
+    static constexpr size_t MEMORY_LIMIT = size_t(1) << 30;
+
+    explicit TestLoad(FileLoader::Settings settings = {}, size_t memoryLimit = MEMORY_LIMIT,
+                      uint64_t maximumNumberOfResources = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS);
+
+    /// Loads a file and commits; may be repeated.
+    void load(const std::string& fileName, RdfFormat format);
+
+    /// The distinct lexical forms of a datatype, each read back by its ID and looked up again by what was read.
+    std::vector<std::string> readForms(uint8_t datatypeID) const;
+
+    const Dictionary& getDictionary() const { return m_dictionary; }
+    const InputJournal& getJournal() const { return m_journal; }
+    std::string getErrorOutput() const { return m_errorOutput.str(); }
+
+private:
+    std::ostringstream m_errorOutput;
+    Dictionary m_dictionary;
+    InputJournal m_journal;
+    FileLoader m_loader;
+};
+
+/// Loads a text.
+LoadOutcome loadText(RdfFormat format, std::string_view text, FileLoader::Settings settings = {});

@@ -1,0 +1,72 @@
+#include "tests/tools/melnar-dict/load/RdfFacts.h"
+#include "tests/tools/melnar-dict/load/TestLoad.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <fstream>
+#include <optional>
+#include <string>
+
+namespace {
+
+/// The W3C's tests of the four formats, with what a reader must find in each.
+class W3cSuiteTest : public testing::TestWithParam<FileLoader::Settings> {
+protected:
+    void SetUp() override {
+        const std::optional<std::string> folder = getDataFolder();
+        if (!folder)
+            GTEST_SKIP() << "MELNAR_DATA names no folder";
+        m_folder = *folder + "/w3c-rdf11-tests/";
+        m_tests = nlohmann::json::parse(std::ifstream(*folder + "/facts-w3c-rdf11-tests.json"))["tests"];
+    }
+
+    static RdfFormat getFormat(const nlohmann::json& test) {
+        const std::string suite = test["suite"];
+        return suite == "rdf-n-triples" ? RdfFormat::N_TRIPLES
+               : suite == "rdf-n-quads" ? RdfFormat::N_QUADS
+               : suite == "rdf-turtle"  ? RdfFormat::TURTLE
+                                        : RdfFormat::TRIG;
+    }
+
+    /// What is wrong about how a test is decided; nothing when all is right.
+    std::string findFault(const nlohmann::json& test) const {
+        FileLoader::Settings settings = GetParam();
+        settings.m_base = test["base"];
+        TestLoad load(settings);
+        load.load(m_folder + test["file"].get<std::string>(), getFormat(test));
+        const ExitCode exitCode = load.getJournal().getExitCode();
+        if (test["expect"] == "reject")
+            return exitCode == ExitCode::BAD_DATA ? "" : "was not rejected";
+        if (exitCode != ExitCode::DONE)
+            return "was rejected: " + load.getErrorOutput();
+        if (test.contains("statements") && load.getJournal().getCounts().m_statements != test["statements"])
+            return "has " + std::to_string(load.getJournal().getCounts().m_statements) + " statements";
+        if (hashSortedForms(load.readForms(D_XSD_STRING)) != test["sha256_xsd_string"] ||
+            load.readForms(D_XSD_STRING).size() != test["distinct_xsd_string"])
+            return "has other strings";
+        if (hashSortedForms(load.readForms(D_RDF_PLAIN_LITERAL)) != test["sha256_lang_tagged"] ||
+            load.readForms(D_RDF_PLAIN_LITERAL).size() != test["distinct_lang_tagged"])
+            return "has other plain literals";
+        return "";
+    }
+
+    std::string m_folder;
+    nlohmann::json m_tests;
+};
+
+TEST_P(W3cSuiteTest, decidesEveryTestAsTheW3cDoes) {
+    ASSERT_EQ(826u, m_tests.size());
+    size_t rejected = 0;
+    for (const nlohmann::json& test : m_tests) {
+        EXPECT_EQ("", findFault(test)) << test["suite"] << ' ' << test["name"];
+        rejected += test["expect"] == "reject";
+    }
+    EXPECT_EQ(272u, rejected);
+}
+
+INSTANTIATE_TEST_SUITE_P(OneThread, W3cSuiteTest, testing::Values(FileLoader::Settings{1, false, "", 1 << 20}));
+INSTANTIATE_TEST_SUITE_P(ThreeThreadsAndTinyBlocks, W3cSuiteTest,
+                         testing::Values(FileLoader::Settings{3, false, "", 1}));
+
+} // namespace

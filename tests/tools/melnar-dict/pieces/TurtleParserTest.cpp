@@ -1,0 +1,243 @@
+#include "tools/melnar-dict/pieces/TurtleParser.h"
+
+#include "tests/tools/melnar-dict/input/TextSource.h"
+#include "tools/melnar-dict/input/RdfFormat.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Literals = std::vector<std::pair<uint64_t, std::string>>;
+using Errors = std::vector<std::pair<uint64_t, std::string>>;
+
+constexpr const char* PREFIXES = "@prefix : <http://e/> . @prefix xsd: <http://www.w3.org/2001/XMLSchema#> .\n";
+
+class TurtleParserTest : public testing::Test {
+protected:
+    void parse(const std::string& text, const bool lenient = false, const RdfFormat format = RdfFormat::TURTLE,
+               const std::string& base = "", const size_t blockSize = BlockReader::DEFAULT_BLOCK_SIZE) {
+        parse(std::make_unique<TextSource>(text), lenient, format, base, blockSize);
+    }
+
+    void parse(std::unique_ptr<ByteSource> source, const bool lenient, const RdfFormat format, const std::string& base,
+               const size_t blockSize) {
+        m_literals.clear();
+        m_errors.clear();
+        m_counts = {};
+        BlockReader reader(std::move(source), blockSize);
+        TurtleParser parser(makeReaderOptions(format, lenient, DEFAULT_MAXIMUM_LINE, base), reader,
+                            [this](std::unique_ptr<ParsedPiece> full) {
+                                if (full)
+                                    take(*full);
+                                return std::make_unique<ParsedPiece>();
+                            });
+        parser.parse();
+    }
+
+    void take(const ParsedPiece& piece) {
+        EXPECT_EQ(0u, piece.m_numberOfLineEnds) << "lines are counted from the start of the file";
+        m_counts += piece.m_counts;
+        const LiteralBatch& batch = piece.m_literals;
+        for (size_t index = 0; index < batch.getEntries().size(); ++index)
+            m_literals.emplace_back(batch.getLine(index), batch.getEntries()[index].m_lexicalForm);
+        for (const InputError& error : piece.m_errors)
+            m_errors.emplace_back(error.m_line, error.m_cause);
+    }
+
+    Literals m_literals;
+    Errors m_errors;
+    StatementCounts m_counts;
+};
+
+TEST_F(TurtleParserTest, collectsLiteralsWithTheLinesTheyStartIn) {
+    parse(std::string(PREFIXES) +
+          ":s :p \"a\" ,\n 'b'@en ,\n 5 , true ;\n :q \"\"\"c\n\n\"\"\" , \"d\" .\n# c\n:s :p [ :p ( \"e\" ) ] .");
+    EXPECT_EQ(Errors{}, m_errors);
+    EXPECT_EQ((Literals{{2, "a"}, {3, "b@en"}, {5, "c\n\n"}, {7, "d"}, {9, "e"}}), m_literals);
+    EXPECT_EQ(10u, m_counts.m_statements);
+    EXPECT_EQ(4u, m_counts.m_strings);
+    EXPECT_EQ(1u, m_counts.m_plainLiterals);
+    EXPECT_EQ(10u * 3 - 5, m_counts.m_otherTerms);
+}
+
+TEST_F(TurtleParserTest, prefixesThatBeginLikeABooleanAreKeptApart) {
+    parse("@prefix true: <http://www.w3.org/2001/XMLSchema#> .\n@prefix xtrue: <http://e/x#> .\n"
+          "<http://e/s> <http://e/p> \"a\"^^true:string .\n<http://e/s> <http://e/p> 'b'^^true:string .\n"
+          "<http://e/s> <http://e/p> \"c\"^^xtrue:string .\n<http://e/s> <http://e/p> 'd'^^xtrue:string .\n");
+    EXPECT_EQ(Errors{}, m_errors);
+    EXPECT_EQ((Literals{{3, "a"}, {4, "b"}}), m_literals);
+    EXPECT_EQ(2u, m_counts.m_strings);
+}
+
+TEST_F(TurtleParserTest, knowsTheDatatypesHoweverTheyAreWritten) {
+    parse(std::string(PREFIXES) +
+          "@prefix rdf: <http://www.w3.org/1999/02/22-rdf-syntax-ns#> . PREFIX x: <http://www.w3.org/2001/XMLSch>\n"
+          "@base <http://www.w3.org/2001/> .\n"
+          ":s :p \"a\"^^xsd:string , \"b\"^^<http://www.w3.org/2001/XMLSchema#string> , \"c\"^^<XMLSchema#string> ,\n"
+          "\"d\"^^x:ema\\#string , \"e@en\"^^rdf:PlainLiteral , \"f\"^^xsd:token , 123.\n");
+    EXPECT_EQ(Errors{}, m_errors);
+    EXPECT_EQ((Literals{{4, "a"}, {4, "b"}, {4, "c"}, {5, "d"}, {5, "e@en"}}), m_literals);
+    EXPECT_EQ(4u, m_counts.m_strings);
+    EXPECT_EQ(1u, m_counts.m_plainLiterals);
+}
+
+TEST_F(TurtleParserTest, resolvesRelativeDatatypesAgainstTheGivenBase) {
+    const std::string text = "<s> <p> \"a\"^^<XMLSchema#string> .";
+    parse(text, false, RdfFormat::TURTLE, "http://www.w3.org/2001/file.ttl");
+    EXPECT_EQ((Literals{{1, "a"}}), m_literals);
+    parse(text, false, RdfFormat::TURTLE, "http://e/");
+    EXPECT_EQ(Literals{}, m_literals);
+    parse(text);
+    EXPECT_EQ((Errors{{1, "expected an absolute IRI, as there is no base, found '<s>'"}}), m_errors);
+}
+
+TEST_F(TurtleParserTest, readsGraphs) {
+    parse(std::string(PREFIXES) +
+              ":g { :s :p \"a\" . :s :p 5. [] :p \"b\" } _:g{:s :p \"c\"@en} GRAPH <g> {:s :p \"d\"}\n{:s :p \"e\"}",
+          false, RdfFormat::TRIG, "http://b/");
+    EXPECT_EQ(Errors{}, m_errors);
+    EXPECT_EQ((Literals{{2, "a"}, {2, "b"}, {2, "c@en"}, {2, "d"}, {3, "e"}}), m_literals);
+    EXPECT_EQ(6u, m_counts.m_statements);
+    EXPECT_EQ(6u * 3 - 5 + 5, m_counts.m_otherTerms) << "all but one are in a named graph";
+}
+
+TEST_F(TurtleParserTest, readsWhatIsOftenReadWrongly) {
+    const std::vector<std::pair<std::string, Literals>> cases{
+        {":s :p \"\"\"a\"\\n\"\"\" .", {{2, "a\"\n"}}},
+        {":s :p \"\"\"a\"\\\\n\"\"\" .", {{2, "a\"\\n"}}},
+        {":s :p \"\"\"a\"\\\"\"\"\" .", {{2, "a\"\""}}},
+        {":s :p 123.", {}},
+        {":s :p 123.\n:s :p \"a\" .", {{3, "a"}}},
+        {":s :p _:b1 . _:B1 :p \"a\" .", {{2, "a"}}},
+        {":s :p \"a\"\n@en ; :q \"b\" ^^ xsd:string .", {{2, "a@en"}, {3, "b"}}},
+        {"PREFIX true: <http://t/> true:s true:p \"a\" .", {{2, "a"}}},
+        {std::string("# \0 \"\n:s :p \"a\" .", 17), {{3, "a"}}},
+    };
+    for (const auto& [text, literals] : cases) {
+        parse(PREFIXES + text);
+        EXPECT_EQ(Errors{}, m_errors) << text;
+        EXPECT_EQ(literals, m_literals) << text;
+    }
+}
+
+TEST_F(TurtleParserTest, tellsTheLineOfTheFirstError) {
+    const std::vector<std::pair<std::string, Errors>> cases{
+        {":s :p \"a\" .\n:s :p .", {{3, "expected an object, found '.'"}}},
+        {":s :p \"a\n\" .", {{2, "this string is not closed: expected its closing quote, found the end of the line"}}},
+        {":s :p \"a\" .\n\n:s :p \"\\uD800\" .",
+         {{4, "expected the number of a character, found '\\uD800', half a surrogate pair"}}},
+        {":s :p \"a\\q\" .\n:s :p \"\\uD800\" .",
+         {{2, "expected an escape such as \\n or \\u00E4 after the backslash, found 'q'"}}},
+        {":s :p \"a\"\n:s :p :x .", {{3, "expected ',', ';' or '.', found ':s'"}}},
+        {":s :p :o .\n\n:s :p e:x .", {{4, "expected a declared prefix, found 'e:'"}}},
+        {":s :p :o .\n:s :p \"\xC3\" .",
+         {{3, "expected its closing quote, found the byte 0xC3, which is not UTF-8 here"}}},
+        {":s :p :o ;\n:q \"\xED\xA0\x80\" .",
+         {{3, "expected its closing quote, found the byte 0xED, which is not UTF-8 here"}}},
+        {":s :p \"\"\"a\n\n\n",
+         {{2, "this string is not closed: expected its closing quotes, found the end of the text"}}},
+        {":s :p \"a\"@@ , \"b\" .", {{2, "expected a language tag, found '@'"}}},
+    };
+    for (const auto& [text, errors] : cases) {
+        parse(PREFIXES + text);
+        EXPECT_EQ(errors, m_errors) << text;
+    }
+}
+
+TEST_F(TurtleParserTest, goesOnBehindTheStatementWhenLenient) {
+    parse(std::string(PREFIXES) + ":s :p \"a\" ;\n  :q bad , \"b\" ;\n  :r \"c\" .\n:s :p \"d\" .\n:s :p \"\\q\" .\n" +
+              ":s :p e:x , \"e\" .\n:s :p \"\xFF\" .\n:s :p \"f\" .\n:s :p \"g\"",
+          true);
+    EXPECT_EQ((Literals{{5, "d"}, {9, "f"}}), m_literals);
+    EXPECT_EQ((Errors{{3, "expected an object, found 'bad'"},
+                      {6, "expected an escape such as \\n or \\u00E4 after the backslash, found 'q'"},
+                      {7, "expected a declared prefix, found 'e:'"},
+                      {8, "expected its closing quote, found the byte 0xFF, which is not UTF-8 here"},
+                      {10, "expected ',', ';' or '.', found the end of the text"}}),
+              m_errors);
+}
+
+TEST_F(TurtleParserTest, readsTheSameInBlocksOfEverySize) {
+    const std::string text = std::string(PREFIXES) +
+                             ":s :p \"\"\"a\n\"b\\n\n\"\"\" ,\n\"c\" # c\n\n@en ;\n:q bad .\n:s :p 5.\n:s :p \"d\".\n" +
+                             "e:s :p \"e\" .\n:s :p [ :q \"f\" ] .\n";
+    parse(text, true);
+    const Literals literals = m_literals;
+    const Errors errors = m_errors;
+    EXPECT_EQ((Literals{{10, "d"}, {12, "f"}}), literals);
+    EXPECT_EQ((Errors{{8, "expected an object, found 'bad'"}, {11, "expected a declared prefix, found 'e:'"}}), errors);
+    for (size_t blockSize = 1; blockSize < text.size() + 2; ++blockSize) {
+        parse(text, true, RdfFormat::TURTLE, "", blockSize);
+        EXPECT_EQ(literals, m_literals) << blockSize;
+        EXPECT_EQ(errors, m_errors) << blockSize;
+    }
+}
+
+TEST_F(TurtleParserTest, goesOnAfterManyErrors) {
+    std::string text = PREFIXES;
+    Literals literals;
+    Errors errors;
+    for (uint64_t line = 2; line < 20000; ++line)
+        if (line % 997 == 0) {
+            text += ":s :p :o\n  , bad , \"lost\" .\n";
+            errors.emplace_back(++line, "expected an object, found 'bad'");
+        } else {
+            literals.emplace_back(line, "literal " + std::to_string(line));
+            text += ":s :p \"" + literals.back().second + "\" .\n";
+        }
+    for (const size_t blockSize : {size_t(100), size_t(5000), size_t(1) << 20}) {
+        parse(text, true, RdfFormat::TURTLE, "", blockSize);
+        EXPECT_EQ(literals, m_literals);
+        EXPECT_EQ(errors, m_errors);
+    }
+}
+
+TEST_F(TurtleParserTest, handsOutPiecesOfBoundedSize) {
+    std::string text = PREFIXES;
+    for (int number = 0; number < 30000; ++number)
+        text += ":s :p \"number " + std::to_string(number) + "\" .\n";
+    BlockReader reader(std::make_unique<TextSource>(text));
+    std::vector<size_t> sizes;
+    TurtleParser parser({Rdf::Syntax::TURTLE}, reader, [&sizes](std::unique_ptr<ParsedPiece> full) {
+        if (full)
+            sizes.push_back(full->m_literals.getEntries().size());
+        return std::make_unique<ParsedPiece>();
+    });
+    parser.parse();
+    ASSERT_GT(sizes.size(), 5u);
+    EXPECT_LE(*std::max_element(sizes.begin(), sizes.end()), 4096u);
+}
+
+TEST_F(TurtleParserTest, endsWhenNobodyTakesItsPieces) {
+    std::string text = PREFIXES;
+    for (int number = 0; number < 30000; ++number)
+        text += ":s :p \"number " + std::to_string(number) + "\" .\n";
+    BlockReader reader(std::make_unique<TextSource>(text));
+    size_t exchanges = 0;
+    TurtleParser parser({Rdf::Syntax::TURTLE}, reader, [&exchanges](std::unique_ptr<ParsedPiece>) {
+        return ++exchanges < 3 ? std::make_unique<ParsedPiece>() : nullptr;
+    });
+    parser.parse();
+    EXPECT_EQ(3u, exchanges);
+    Block block;
+    EXPECT_TRUE(reader.next(block)) << "it has not read on";
+}
+
+TEST_F(TurtleParserTest, tellsAnErrorOfReadingBehindAllThatWasRead) {
+    const std::string text = std::string(PREFIXES) + ":s :p \"a\" .\n:s :p \"b\" .\n:s :p \"c";
+    for (const size_t blockSize : {size_t(1), size_t(30), size_t(1) << 20}) {
+        parse(std::make_unique<TextSource>(text, 10, "no more"), true, RdfFormat::TURTLE, "", blockSize);
+        EXPECT_EQ((Literals{{2, "a"}, {3, "b"}}), m_literals);
+        EXPECT_EQ((Errors{{0, "no more"}}), m_errors);
+    }
+    parse(std::make_unique<TextSource>(":s :p \"a\" .\nbad", 10, "no more"), false, RdfFormat::TURTLE, "", 1 << 20);
+    EXPECT_EQ((Errors{{1, "expected a declared prefix, found ':'"}}), m_errors) << "the first error of the file counts";
+}
+
+} // namespace

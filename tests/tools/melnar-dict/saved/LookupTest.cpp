@@ -1,0 +1,80 @@
+#include "tools/melnar-dict/saved/Lookup.h"
+
+#include "Engine/core/data-store/DictionaryThread.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+class LookupTest : public testing::Test {
+protected:
+    LookupTest() : m_dictionary(size_t(64) << 20, 1000), m_thread(m_dictionary) {
+        m_dictionary.resolveResource(m_thread, "plain", D_XSD_STRING);          // 1
+        m_dictionary.resolveResource(m_thread, "text@en", D_RDF_PLAIN_LITERAL); // 2
+        m_dictionary.resolveResource(m_thread, "x@", D_XSD_STRING);             // 3
+        m_dictionary.resolveResource(m_thread, "a \"b\"\n", D_XSD_STRING);      // 4
+        m_dictionary.resolveResource(m_thread, "", D_XSD_STRING);               // 5
+        m_dictionary.commit();
+        m_dictionary.resolveResource(m_thread, "uncommitted", D_XSD_STRING); // 6
+    }
+
+    Lookup answer(Lookup lookup) const {
+        lookup.answer(m_dictionary);
+        return lookup;
+    }
+
+    std::string find(const std::string& literal) const { return answer(Lookup::ofLiteral(literal)).toText(); }
+    std::string get(const uint64_t resourceID) const { return answer(Lookup::ofResourceID(resourceID)).toText(); }
+
+    Dictionary m_dictionary;
+    DictionaryThread m_thread;
+};
+
+TEST_F(LookupTest, findsTheIDOfALiteral) {
+    EXPECT_EQ("1\t\"plain\"\n", find("plain"));
+    EXPECT_EQ("2\t\"text\"@en\n", find("text@en"));
+    EXPECT_EQ("4\t\"a \\\"b\\\"\\n\"\n", find("a \"b\"\n"));
+    EXPECT_EQ("5\t\"\"\n", find(""));
+}
+
+TEST_F(LookupTest, takesForATagOnlyWhatIsOne) {
+    EXPECT_EQ("3\t\"x@\"\n", find("x@"));
+    EXPECT_EQ("not found\t\"x@1\"\n", find("x@1"));
+    EXPECT_EQ("not found\t\"x@en-\"\n", find("x@en-"));
+    EXPECT_EQ("not found\t\"a@b\"@en-001\n", find("a@b@en-001"));
+}
+
+TEST_F(LookupTest, tellsWhatIsNotThere) {
+    EXPECT_EQ("not found\t\"Plain\"\n", find("Plain"));
+    EXPECT_EQ("not found\t\"text\"@EN\n", find("text@EN"));
+    EXPECT_EQ("not found\t\"text\"\n", find("text"));
+    EXPECT_EQ("not found\t\"uncommitted\"\n", find("uncommitted"));
+    for (const uint64_t resourceID : {uint64_t(0), uint64_t(6), uint64_t(7), ~uint64_t(0)})
+        EXPECT_EQ("not found\t" + std::to_string(resourceID) + "\n", get(resourceID));
+}
+
+TEST_F(LookupTest, findsTheLiteralOfAnID) {
+    EXPECT_EQ("1\t\"plain\"\n", get(1));
+    EXPECT_EQ("2\t\"text\"@en\n", get(2));
+    EXPECT_EQ("5\t\"\"\n", get(5));
+}
+
+TEST_F(LookupTest, knowsWhetherItIsAnswered) {
+    EXPECT_TRUE(answer(Lookup::ofLiteral("")).isAnswered());
+    EXPECT_TRUE(answer(Lookup::ofResourceID(5)).isAnswered());
+    EXPECT_FALSE(answer(Lookup::ofLiteral("absent")).isAnswered());
+    EXPECT_FALSE(answer(Lookup::ofResourceID(6)).isAnswered());
+    EXPECT_FALSE(answer(Lookup::ofResourceID(0)).isAnswered());
+}
+
+TEST_F(LookupTest, isJsonWithNullForWhatIsNotKnown) {
+    EXPECT_EQ(R"({"question": "text@en", "id": 2, "literal": "\"text\"@en"})",
+              answer(Lookup::ofLiteral("text@en")).toJson());
+    EXPECT_EQ(R"({"question": "no", "id": null, "literal": "\"no\""})", answer(Lookup::ofLiteral("no")).toJson());
+    EXPECT_EQ(R"({"question": "1", "id": 1, "literal": "\"plain\""})", answer(Lookup::ofResourceID(1)).toJson());
+    EXPECT_EQ(R"({"question": "9", "id": 9, "literal": null})", answer(Lookup::ofResourceID(9)).toJson());
+}
+
+} // namespace

@@ -1,0 +1,109 @@
+#include "tools/melnar-dict/shell/OutputCheck.h"
+
+#include "tests/support/CaughtException.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <limits>
+#include <string>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* DICTIONARY = "MELNARDC and what follows";
+
+class OutputCheckTest : public testing::Test {
+protected:
+    /// Expects a refusal and returns its message.
+    template<class Action>
+    static std::string getRefusal(const ExitCode exitCode, const Action& action) {
+        const auto failure = catchException<ToolFailure>(action);
+        EXPECT_EQ(exitCode, failure.getExitCode());
+        return failure.what();
+    }
+
+    const TemporaryDirectory m_directory;
+    const std::string m_path = m_directory.getPathOf("output");
+};
+
+TEST_F(OutputCheckTest, anOutputThatIsNotThereIsRefusedForNothing) {
+    const OutputCheck check(m_path, false);
+    EXPECT_FALSE(check.isOutput(m_path));
+    EXPECT_NO_THROW(check.refuseInput(m_path));
+    EXPECT_NO_THROW(check.refuseInput(m_directory.addFile("input", "text")));
+    EXPECT_NO_THROW(check.requireDictionaryOrNothing());
+    EXPECT_NO_THROW(check.refuseDictionary());
+    EXPECT_NO_THROW(check.requireRoom(1));
+}
+
+TEST_F(OutputCheckTest, anInputIsKnownByItsFileAndNotByItsName) {
+    m_directory.addFile("output", "text");
+    const std::string same = m_directory.getPathOf("same");
+    const std::string other = m_directory.addFile("other", "text");
+    ASSERT_EQ(0, ::link(m_path.c_str(), same.c_str()));
+    for (const bool isForced : {false, true}) {
+        const OutputCheck check(m_path, isForced);
+        EXPECT_EQ("the input '" + same + "' is also the output '" + m_path + "'",
+                  getRefusal(ExitCode::USAGE, [&] { check.refuseInput(same); }));
+        EXPECT_NO_THROW(check.refuseInput(other));
+        EXPECT_NO_THROW(check.refuseInput(m_directory.getPathOf("missing")));
+    }
+}
+
+TEST_F(OutputCheckTest, isTheOutputByEveryNameOfItsPlaceOnly) {
+    m_directory.addFile("output", DICTIONARY);
+    const std::string link = m_directory.getPathOf("link");
+    const std::string hardLink = m_directory.getPathOf("hard");
+    ASSERT_EQ(0, ::symlink("output", link.c_str()));
+    ASSERT_EQ(0, ::link(m_path.c_str(), hardLink.c_str()));
+    const OutputCheck check(link, false);
+    EXPECT_TRUE(check.isOutput(m_path));
+    EXPECT_TRUE(check.isOutput(link));
+    EXPECT_FALSE(check.isOutput(hardLink));
+    EXPECT_FALSE(check.isOutput(m_directory.getPathOf("missing")));
+    EXPECT_FALSE(check.isOutput("-"));
+}
+
+TEST_F(OutputCheckTest, whatADictionaryIsIsToldByItsFirstBytes) {
+    for (const bool isDictionary : {false, true}) {
+        m_directory.addFile("output", isDictionary ? DICTIONARY : "MELNARDX and what follows");
+        const OutputCheck check(m_path, false);
+        const OutputCheck forced(m_path, true);
+        if (isDictionary) {
+            EXPECT_NO_THROW(check.requireDictionaryOrNothing());
+            EXPECT_EQ("'" + m_path + "' is a dictionary; --force replaces it",
+                      getRefusal(ExitCode::USAGE, [&] { check.refuseDictionary(); }));
+        } else {
+            EXPECT_EQ("'" + m_path + "' exists and is not a dictionary; --force replaces it",
+                      getRefusal(ExitCode::USAGE, [&] { check.requireDictionaryOrNothing(); }));
+            EXPECT_NO_THROW(check.refuseDictionary());
+        }
+        EXPECT_NO_THROW(forced.requireDictionaryOrNothing());
+        EXPECT_NO_THROW(forced.refuseDictionary());
+    }
+}
+
+TEST_F(OutputCheckTest, whatIsNoRegularFileIsRefusedEvenByForce) {
+    ASSERT_EQ(0, ::mkfifo(m_path.c_str(), 0600));
+    for (const bool isForced : {false, true})
+        EXPECT_EQ("'" + m_path + "' exists and is not a regular file, so that it cannot be replaced",
+                  getRefusal(ExitCode::USAGE, [&] { const OutputCheck check(m_path, isForced); }));
+}
+
+TEST_F(OutputCheckTest, roomIsRefusedOnlyWhereItCannotSuffice) {
+    constexpr uint64_t TOO_MUCH = std::numeric_limits<uint64_t>::max();
+    const OutputCheck check(m_path, false);
+    const std::string message = getRefusal(ExitCode::FAILURE, [&] { check.requireRoom(TOO_MUCH); });
+    EXPECT_EQ(0u, message.find("'" + m_path + "' needs at least " + std::to_string(TOO_MUCH) + " bytes")) << message;
+    EXPECT_NO_THROW(check.requireRoom(0));
+    EXPECT_NO_THROW(OutputCheck(m_path, true).requireRoom(TOO_MUCH));
+    EXPECT_NO_THROW(OutputCheck(m_directory.getPathOf("missing/output"), false).requireRoom(TOO_MUCH))
+        << "a folder that is not there is reported by the lock";
+}
+
+} // namespace

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "tools/melnar-dict/input/Block.h"
+#include "tools/melnar-dict/input/ByteSource.h"
+
+#include <cstdint>
+#include <exception>
+#include <limits>
+#include <memory>
+#include <mutex>
+#include <string>
+
+/// Cuts a file at line ends into blocks that threads can work on independently.
+///
+/// Units      A line ends with a line feed; in a stretch of a block's size without one, with a carriage return. Blocks
+///            have the given size or less; where a line is longer, the size is doubled for its block until it fits, or
+///            until the line is found to be longer than the maximum: then one byte more than that is handed out, which
+///            tells that it is too long, and its end. The byte order mark that a file may start with is left out.
+/// Ownership  The caller owns the blocks and may hand one in again to use its memory anew.
+/// Threads    Any number call `next` at once; reading and unpacking is done by one at a time.
+/// Errors     Those of the source, once, after all whole lines before them; from then on there is nothing more.
+class BlockReader {
+public:
+    static constexpr size_t DEFAULT_BLOCK_SIZE = 256 * 1024;
+
+    /// The longest line of a text that is cut anywhere.
+    static constexpr size_t WITHOUT_LINES = 0;
+
+    explicit BlockReader(std::unique_ptr<ByteSource> source, size_t blockSize = DEFAULT_BLOCK_SIZE,
+                         size_t maximumLine = std::numeric_limits<size_t>::max());
+
+    /// Fills the block with the next piece; false when there is none.
+    bool next(Block& block);
+
+    /// The number of blocks handed out so far; after an error, the place of the error among the blocks.
+    uint64_t getNumberOfBlocks() const;
+
+private:
+    void fill(Block& block);
+    void readMore(Block& block, size_t size);
+    void dropRestOfLongLine(Block& block);
+    size_t findCut(const Block& block) const;
+
+    mutable std::mutex m_mutex;
+    const std::unique_ptr<ByteSource> m_source;
+    const size_t m_blockSize;
+    const size_t m_maximumLine;
+    uint64_t m_nextSequence = 0;
+    std::string m_remainder; // the start of the line that the last block cut off
+    bool m_atEnd = false;
+    std::exception_ptr m_failure;
+};

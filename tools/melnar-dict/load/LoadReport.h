@@ -1,0 +1,28 @@
+#pragma once
+
+#include "tools/melnar-dict/pieces/StatementCounts.h"
+#include "tools/melnar-dict/saved/Lookup.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// What a load came to, in figures.
+struct LoadReport {
+    StatementCounts m_counts;
+    uint64_t m_distinctStrings = 0;
+    uint64_t m_distinctPlainLiterals = 0;
+    uint64_t m_errors = 0;
+    uint64_t m_textBytes = 0;   // of the distinct literals: text, and '@' and tag
+    uint64_t m_memoryBytes = 0; // that the dictionary has committed
+    double m_seconds = 0;
+
+    uint64_t getNumberOfLiterals() const noexcept { return m_counts.m_strings + m_counts.m_plainLiterals; }
+    double getLiteralsPerSecond() const noexcept;
+
+    /// A table with a line a figure.
+    std::string toText() const;
+
+    /// One JSON object, with the answers to lookups under "lookups" when there are any.
+    std::string toJson(const std::vector<Lookup>& lookups) const;
+};

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "tools/melnar-dict/shell/ExitCode.h"
+
+#include <cstdint>
+#include <string>
+
+/// Something that went wrong while a file was loaded.
+struct InputError {
+    uint64_t m_line; // counted as the ParsedPiece says; 0 when the file as a whole is meant
+    ExitCode m_exitCode;
+    std::string m_cause;
+    uint64_t m_column = 0; // counts characters from 1; 0 when the line as a whole is meant
+};
+
+/// What the exception that is being handled means for the file being loaded: never bad data, and no line.
+InputError inputErrorOfCurrentException();

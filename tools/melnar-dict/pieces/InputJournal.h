@@ -1,0 +1,65 @@
+#pragma once
+
+#include "tools/melnar-dict/pieces/ParsedPiece.h"
+
+#include "Engine/core/platform/Unmovable.h"
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <vector>
+
+/// What came of the pieces of one file after another: sums up the counts and reports the errors in the order of the
+/// file, whatever order the pieces are done in.
+///
+/// The first error stops the load, unless it is bad data and the load is lenient. Pieces are handed out in the order of
+/// the file, so every piece before the one with the error is done in the end, and the error that is reported is the
+/// first of the file with any number of threads; what happens behind it is left out.
+///
+/// Threads  finish, stop and isStopped: any number at once. The rest: while no piece is worked on.
+class InputJournal : private Unmovable {
+public:
+    InputJournal(bool lenient, std::ostream& errorOutput) : m_isLenient(lenient), m_errorOutput(errorOutput) {}
+
+    /// Goes on to a file; the pieces of the last one are done.
+    void startFile(const std::string& fileName);
+
+    /// Takes a piece that is done. The pieces of a file are numbered from 0 without gaps.
+    void finish(const ParsedPiece& piece);
+
+    /// Whether to take no new pieces up.
+    bool isStopped() const noexcept { return m_isStopped.load(std::memory_order_relaxed); }
+
+    /// Stops without an error of its own.
+    void stop() noexcept { m_isStopped.store(true, std::memory_order_relaxed); }
+
+    const StatementCounts& getCounts() const noexcept { return m_counts; }
+    uint64_t getNumberOfErrors() const noexcept { return m_numberOfErrors; }
+
+    /// That of the error that stopped the load, or DONE.
+    ExitCode getExitCode() const noexcept { return m_exitCode; }
+
+private:
+    struct Result {
+        uint64_t m_numberOfLineEnds;
+        std::vector<InputError> m_errors;
+    };
+
+    bool isFatal(const InputError& error) const noexcept;
+    void report(const Result& result);
+
+    const bool m_isLenient;
+    std::atomic<bool> m_isStopped = false; // only a hint to stop early, so relaxed accesses do
+    std::mutex m_mutex;                    // protects all that follows
+    std::ostream& m_errorOutput;
+    std::string m_fileName;
+    uint64_t m_nextSequence = 0;
+    uint64_t m_firstLine = 1;             // of the next piece
+    std::map<uint64_t, Result> m_waiting; // for pieces before them
+    StatementCounts m_counts;
+    uint64_t m_numberOfErrors = 0;
+    ExitCode m_exitCode = ExitCode::DONE;
+};

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "tools/melnar-dict/input/RdfFormat.h"
+#include "tools/melnar-dict/pieces/ParsedPiece.h"
+
+#include "Reader/LineReader.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+/// Reads blocks of N-Triples or N-Quads, each on its own. Collects their string literals, unless a subclass does
+/// something else with the statements.
+///
+/// Units    Lines are counted by line feeds. Statements also end at a carriage return.
+/// Threads  One at a time; each thread has its own parser.
+/// Errors   Bad data goes into the piece: the first of the block, or, when lenient, one for each bad line.
+class LineParser : private Rdf::StatementSink {
+public:
+    LineParser(RdfFormat format, bool lenient, size_t maximumLine = DEFAULT_MAXIMUM_LINE);
+
+    /// Reads a block of whole lines into an empty piece.
+    void parse(std::string_view text, ParsedPiece& piece);
+
+protected:
+    /// Takes a statement; null, or why it is refused, which is an error of its line.
+    virtual const char* takeLineStatement(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece);
+
+private:
+    void takeStatement(const Rdf::Statement& statement) final;
+    void takeError(const Rdf::SyntaxError& error) final;
+
+    const bool m_isLenient;
+    Rdf::LineReader m_reader;
+    ParsedPiece* m_piece = nullptr;
+};

@@ -1,0 +1,47 @@
+#include "tools/melnar-dict/pieces/LiteralCollector.h"
+
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
+#include "Reader/Vocabulary.h"
+
+namespace {
+
+constexpr std::string_view RDF_PLAIN_LITERAL = "http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral";
+
+} // namespace
+
+LiteralKind literalKindOf(const Rdf::Term& term) noexcept {
+    if (term.m_kind != Rdf::TermKind::LITERAL || term.m_direction != Rdf::Direction::NONE)
+        return LiteralKind::OTHER;
+    if (!term.m_tag.empty())
+        return LiteralKind::PLAIN_LITERAL;
+    if (term.m_datatype.empty() || term.m_datatype == Rdf::Vocabulary::XSD_STRING)
+        return LiteralKind::STRING;
+    return term.m_datatype == RDF_PLAIN_LITERAL ? LiteralKind::PLAIN_LITERAL : LiteralKind::OTHER;
+}
+
+const Rdf::Term& innermostObject(const Rdf::Statement& statement) noexcept {
+    const Rdf::Term* object = &statement.m_object;
+    while (object->m_kind == Rdf::TermKind::TRIPLE)
+        object = &object->m_triple->m_object;
+    return *object;
+}
+
+void appendLiteral(const Rdf::Term& literal, const LiteralKind kind, const uint64_t line, LiteralBatch& batch) {
+    if (!literal.m_tag.empty())
+        batch.appendTagged(literal.m_text, literal.m_tag, line);
+    else
+        batch.append(literal.m_text, kind == LiteralKind::STRING ? D_XSD_STRING : D_RDF_PLAIN_LITERAL, line);
+}
+
+void collectStatement(const Rdf::Statement& statement, const uint64_t line, ParsedPiece& piece) {
+    const Rdf::Term& object = innermostObject(statement);
+    const LiteralKind kind = literalKindOf(object);
+    if (kind != LiteralKind::OTHER) {
+        appendLiteral(object, kind, line, piece.m_literals);
+        ++(kind == LiteralKind::STRING ? piece.m_counts.m_strings : piece.m_counts.m_plainLiterals);
+    }
+    ++piece.m_counts.m_statements;
+    const bool isOther = kind == LiteralKind::OTHER || &object != &statement.m_object;
+    piece.m_counts.m_otherTerms +=
+        2u + (isOther ? 1u : 0u) + (statement.m_graph.m_kind != Rdf::TermKind::NONE ? 1u : 0u);
+}

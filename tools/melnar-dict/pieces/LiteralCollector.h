@@ -1,0 +1,24 @@
+#pragma once
+
+#include "tools/melnar-dict/pieces/LiteralBatch.h"
+#include "tools/melnar-dict/pieces/ParsedPiece.h"
+
+#include "Reader/Term.h"
+
+#include <cstdint>
+
+/// What becomes of a literal: a string or a plain literal goes into the dictionary. Literals with a text direction are
+/// neither.
+enum class LiteralKind { STRING, PLAIN_LITERAL, OTHER };
+
+/// The kind of a term; OTHER if it is no literal.
+LiteralKind literalKindOf(const Rdf::Term& term) noexcept;
+
+/// The term that a statement says something about its subject with: the object, or the last one within triple terms.
+const Rdf::Term& innermostObject(const Rdf::Statement& statement) noexcept;
+
+/// Appends a literal of another kind than OTHER to a batch.
+void appendLiteral(const Rdf::Term& literal, LiteralKind kind, uint64_t line, LiteralBatch& batch);
+
+/// Counts a statement and puts its innermost object into the piece when that is a literal of another kind than OTHER.
+void collectStatement(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece);

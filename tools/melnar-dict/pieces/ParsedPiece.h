@@ -1,0 +1,27 @@
+#pragma once
+
+#include "tools/melnar-dict/pieces/InputError.h"
+#include "tools/melnar-dict/pieces/LiteralBatch.h"
+#include "tools/melnar-dict/pieces/StatementCounts.h"
+
+#include <cstdint>
+#include <vector>
+
+/// What was read from one piece of a file.
+struct ParsedPiece {
+    uint64_t m_sequence = 0; // counts the pieces of a file from 0
+    // Line ends in this piece, when its lines are counted from 1; 0 when they are counted from the start of the file.
+    uint64_t m_numberOfLineEnds = 0;
+    LiteralBatch m_literals;
+    StatementCounts m_counts;
+    std::vector<InputError> m_errors; // in any order until the piece is resolved, then by line
+
+    /// Makes the piece empty and keeps its memory.
+    void clear(const uint64_t sequence) noexcept {
+        m_sequence = sequence;
+        m_numberOfLineEnds = 0;
+        m_literals.clear();
+        m_counts = {};
+        m_errors.clear();
+    }
+};

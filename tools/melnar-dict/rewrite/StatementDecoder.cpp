@@ -1,0 +1,50 @@
+#include "tools/melnar-dict/rewrite/StatementDecoder.h"
+
+#include "tools/melnar-dict/rewrite/LiteralIri.h"
+
+#include "Engine/core/data-store/Dictionary.h"
+
+#include <algorithm>
+
+const char* StatementDecoder::appendTerm(const Rdf::Term& term, std::string& output) {
+    if (term.m_kind == Rdf::TermKind::IRI && LiteralIri::isReserved(term.m_text)) {
+        m_cause = "the IRI '" + std::string(term.m_text) + "' stands where no literal can be";
+        return m_cause.c_str();
+    }
+    return StatementRewriter::appendTerm(term, output);
+}
+
+const char* StatementDecoder::appendObject(const Rdf::Term& object, std::string& output) {
+    if (object.m_kind != Rdf::TermKind::IRI || !LiteralIri::isReserved(object.m_text)) {
+        appendUnchangedObject(object, output);
+        return nullptr;
+    }
+    const uint64_t resourceID = LiteralIri::getResourceID(object.m_text);
+    if (!m_dictionary.hasResource(resourceID)) {
+        m_cause = "the IRI '" + std::string(object.m_text) + "' carries no resource ID of the dictionary";
+        return m_cause.c_str();
+    }
+    m_literals.push_back({{}, resourceID, D_INVALID});
+    leaveGap();
+    return nullptr;
+}
+
+void StatementDecoder::startBlock() {
+    m_literals.clear();
+}
+
+void StatementDecoder::answerGaps() {
+    m_dictionary.getResources(m_literals);
+}
+
+const char* StatementDecoder::appendAnswer(const size_t gapIndex, std::string& output) {
+    const std::string_view lexicalForm = m_literals[gapIndex].m_lexicalForm;
+    const size_t textLength = m_literals[gapIndex].m_datatypeID == D_XSD_STRING
+                                  ? lexicalForm.size()
+                                  : std::min(lexicalForm.rfind('@'), lexicalForm.size());
+    output += '"';
+    appendEscaped(lexicalForm.substr(0, textLength), output);
+    output += '"';
+    output += lexicalForm.substr(textLength);
+    return nullptr;
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "tools/melnar-dict/rewrite/StatementRewriter.h"
+
+#include "Engine/core/data-store/dictionary/BatchEntry.h"
+
+#include <string>
+#include <vector>
+
+class Dictionary;
+
+/// Puts the literals of a dictionary in the place of the IRIs that carry their resource IDs. Refuses statements with
+/// such an IRI that carries no ID of the dictionary's, or where no literal can be.
+class StatementDecoder final : public StatementRewriter {
+public:
+    StatementDecoder(const RdfFormat format, const size_t maximumLine, const Dictionary& dictionary)
+        : StatementRewriter(format, maximumLine), m_dictionary(dictionary) {}
+
+private:
+    void startBlock() override;
+    void answerGaps() override;
+    const char* appendAnswer(size_t gapIndex, std::string& output) override;
+    const char* appendObject(const Rdf::Term& object, std::string& output) override;
+    const char* appendTerm(const Rdf::Term& term, std::string& output) override;
+
+    const Dictionary& m_dictionary;
+    std::vector<BatchEntry> m_literals; // of the gaps
+    std::string m_cause;                // of the last refusal
+};

@@ -1,0 +1,58 @@
+#include "tools/melnar-dict/rewrite/StatementEncoder.h"
+
+#include "tools/melnar-dict/pieces/LiteralCollector.h"
+#include "tools/melnar-dict/rewrite/LiteralIri.h"
+
+#include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/platform/MelnarException.h"
+
+#include <exception>
+
+const char* StatementEncoder::appendTerm(const Rdf::Term& term, std::string& output) {
+    if (term.m_kind == Rdf::TermKind::IRI && LiteralIri::isReserved(term.m_text)) {
+        m_cause = "the IRI '" + std::string(term.m_text) + "' would be taken for a literal's";
+        return m_cause.c_str();
+    }
+    return StatementRewriter::appendTerm(term, output);
+}
+
+const char* StatementEncoder::appendObject(const Rdf::Term& object, std::string& output) {
+    if (object.m_kind != Rdf::TermKind::LITERAL)
+        return appendTerm(object, output);
+    const LiteralKind kind = literalKindOf(object);
+    if (kind == LiteralKind::OTHER) {
+        appendUnchangedObject(object, output);
+        return nullptr;
+    }
+    appendLiteral(object, kind, 0, m_literals);
+    leaveGap();
+    return nullptr;
+}
+
+void StatementEncoder::startBlock() {
+    m_literals.clear();
+}
+
+void StatementEncoder::answerGaps() {
+    m_failures.clear();
+    m_dictionary.tryResolveResources(m_dictionary.getCommitPoint(), m_literals.getEntries(), m_failures);
+}
+
+const char* StatementEncoder::appendAnswer(const size_t gapIndex, std::string& output) {
+    // No gap behind the first failure is asked for.
+    if (!m_failures.empty() && m_failures.front().m_entryIndex == gapIndex)
+        try {
+            std::rethrow_exception(m_failures.front().m_exception);
+        } catch (const MelnarException& exception) {
+            m_cause = exception.getMessage();
+            return m_cause.c_str();
+        }
+    const BatchEntry& literal = m_literals.getEntries()[gapIndex];
+    if (literal.m_resourceID == 0) {
+        m_cause = "the dictionary does not have the literal ";
+        m_dictionary.appendTurtleLiteral(literal.m_lexicalForm, literal.m_datatypeID, m_cause);
+        return m_cause.c_str();
+    }
+    LiteralIri::append(literal.m_resourceID, output);
+    return nullptr;
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "tools/melnar-dict/pieces/LiteralBatch.h"
+#include "tools/melnar-dict/rewrite/StatementRewriter.h"
+
+#include "Engine/core/data-store/dictionary/BatchFailure.h"
+
+#include <string>
+#include <vector>
+
+class Dictionary;
+
+/// Puts IRIs that carry resource IDs in the place of string literals. Refuses statements with a literal that the
+/// dictionary does not have, and with an IRI that a decoder would take for a literal's.
+class StatementEncoder final : public StatementRewriter {
+public:
+    StatementEncoder(const RdfFormat format, const size_t maximumLine, const Dictionary& dictionary)
+        : StatementRewriter(format, maximumLine), m_dictionary(dictionary) {}
+
+private:
+    void startBlock() override;
+    void answerGaps() override;
+    const char* appendAnswer(size_t gapIndex, std::string& output) override;
+    const char* appendObject(const Rdf::Term& object, std::string& output) override;
+    const char* appendTerm(const Rdf::Term& term, std::string& output) override;
+
+    const Dictionary& m_dictionary;
+    LiteralBatch m_literals; // of the gaps
+    std::vector<BatchFailure> m_failures;
+    std::string m_cause; // of the last refusal
+};

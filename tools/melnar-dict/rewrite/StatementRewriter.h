@@ -1,0 +1,69 @@
+#pragma once
+
+#include "tools/melnar-dict/pieces/LineParser.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Reads blocks of N-Triples or N-Quads and writes their statements in canonical form, one a line, with other objects
+/// in the place of some: how, is up to the subclass. Where an object depends on the dictionary, the subclass leaves a
+/// gap, and fills the gaps of a block when all of them are known.
+///
+/// Canonical: one space between terms and before the full stop; in literals only '"', '\', line feed and carriage
+/// return are escaped, in IRIs nothing is; xsd:string is not written; comments and blank lines go. Blank node labels
+/// and language tags stay as they are.
+///
+/// Threads  One at a time; each thread has its own rewriter.
+class StatementRewriter : public LineParser {
+public:
+    StatementRewriter(const RdfFormat format, const size_t maximumLine) : LineParser(format, false, maximumLine) {}
+
+    /// Rewrites a block of whole lines. Bad data goes into the piece, as LineParser does it.
+    void rewrite(std::string_view text, ParsedPiece& piece);
+
+    /// The statements of the last block, up to the first error.
+    const std::string& getText() const noexcept { return m_text; }
+
+protected:
+    /// Starts a block that has no gaps.
+    virtual void startBlock() = 0;
+
+    /// Appends an object that is no triple term in the form that it is to have, or leaves a gap; null, or why the statement is refused.
+    virtual const char* appendObject(const Rdf::Term& object, std::string& output) = 0;
+
+    /// Asks the dictionary for what belongs into the gaps of the block.
+    virtual void answerGaps() = 0;
+
+    /// Appends what belongs into the gap with this index; null, or why its statement is refused after all.
+    virtual const char* appendAnswer(size_t gapIndex, std::string& output) = 0;
+
+    /// Appends a subject, predicate or graph; null, or why the statement is refused.
+    virtual const char* appendTerm(const Rdf::Term& term, std::string& output);
+
+    /// Appends an object as it is.
+    static void appendUnchangedObject(const Rdf::Term& object, std::string& output);
+
+    /// Appends text as it stands between the quotes of a literal.
+    static void appendEscaped(std::string_view text, std::string& output);
+
+    /// Leaves a gap for the object of the current statement, the next one by index.
+    void leaveGap() { m_gaps.push_back({m_unfilled.size(), m_startOfStatement, m_line}); }
+
+private:
+    struct Gap {
+        size_t m_offset;           // in m_unfilled; beyond its end when the statement was refused for another reason
+        size_t m_startOfStatement; // the same
+        uint64_t m_line;
+    };
+
+    void fillGaps(ParsedPiece& piece);
+    const char* appendStatement(const Rdf::Statement& statement);
+    const char* takeLineStatement(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece) final;
+
+    std::string m_unfilled; // the statements, with gaps
+    std::vector<Gap> m_gaps;
+    size_t m_startOfStatement = 0;
+    uint64_t m_line = 0;
+    std::string m_text;
+};

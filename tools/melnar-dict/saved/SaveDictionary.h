@@ -1,0 +1,13 @@
+#pragma once
+
+#include "tools/melnar-dict/shell/OutputLock.h"
+
+#include <functional>
+
+class Dictionary;
+
+/// Saves a dictionary to the locked file, so that an interruption leaves the old file or the new one, and no temporary one.
+/// `beforeReplacing` is called when the new file is on the disk and the old one is still in its place; if it throws,
+/// the old one stays.
+void saveDictionary(const Dictionary& dictionary, OutputLock& lock,
+                    const std::function<void()>& beforeReplacing = nullptr);

@@ -1,0 +1,82 @@
+#include "tools/melnar-dict/shell/Interruption.h"
+
+#include <atomic>
+#include <climits>
+#include <csignal>
+
+#include <unistd.h>
+
+namespace {
+
+// What becomes of an interruption; a positive state is the number of the signal that waits for the end of a delay.
+constexpr int OPEN = 0;     // it ends the process at once
+constexpr int DELAYED = -1; // it waits
+constexpr int ENDING = -2;  // there has been one
+
+/// Whoever moves it from OPEN to DELAYED or ENDING, with acquire, owns what follows; release gives it back.
+std::atomic<int> s_state = OPEN;
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler uses it");
+
+/// The names of the temporary files by kind; empty where there is none.
+char s_temporaryFileNames[2][PATH_MAX];
+
+/// Does only what a signal handler may do.
+[[noreturn]] void end(const int signalNumber) noexcept {
+    for (const auto& fileName : s_temporaryFileNames)
+        if (fileName[0] != 0)
+            ::unlink(fileName);
+    ::_exit(128 + signalNumber);
+}
+
+void handleInterruption(const int signalNumber) {
+    for (int state = OPEN;;) {
+        if (s_state.compare_exchange_strong(state, state == OPEN ? ENDING : signalNumber, std::memory_order_acquire,
+                                            std::memory_order_relaxed)) {
+            if (state == OPEN)
+                end(signalNumber);
+            return;
+        }
+        if (state != OPEN && state != DELAYED)
+            return; // An earlier interruption ends the process.
+    }
+}
+
+} // namespace
+
+void exitCleanlyWhenInterrupted() {
+    struct sigaction action = {};
+    action.sa_handler = &handleInterruption;
+    action.sa_flags = SA_RESTART; // An interruption that waits is no failure of the call that it meets.
+    ::sigemptyset(&action.sa_mask);
+    ::sigaddset(&action.sa_mask, SIGINT);
+    ::sigaddset(&action.sa_mask, SIGTERM);
+    for (const int signalNumber : {SIGINT, SIGTERM}) {
+        struct sigaction previous = {};
+        ::sigaction(signalNumber, nullptr, &previous);
+        if (previous.sa_handler != SIG_IGN) // a program started in the background ignores interrupts
+            ::sigaction(signalNumber, &action, nullptr);
+    }
+}
+
+InterruptionDelay::InterruptionDelay() noexcept {
+    for (int state = OPEN;
+         !s_state.compare_exchange_strong(state, DELAYED, std::memory_order_acquire, std::memory_order_relaxed);
+         state = OPEN)
+        ::pause(); // Another thread is ending the process.
+}
+
+InterruptionDelay::~InterruptionDelay() {
+    int state = DELAYED;
+    if (!s_state.compare_exchange_strong(state, OPEN, std::memory_order_release, std::memory_order_relaxed))
+        end(state);
+}
+
+void InterruptionDelay::setTemporaryFile(const TemporaryFile kind, const std::string& fileName) noexcept {
+    char* const name = s_temporaryFileNames[static_cast<size_t>(kind)];
+    if (fileName.size() < PATH_MAX)
+        name[fileName.copy(name, fileName.size())] = 0;
+}
+
+void InterruptionDelay::forgetTemporaryFile(const TemporaryFile kind) noexcept {
+    s_temporaryFileNames[static_cast<size_t>(kind)][0] = 0;
+}

@@ -1,0 +1,100 @@
+#include "tools/melnar-dict/shell/OutputCheck.h"
+
+#include "tools/melnar-dict/shell/ToolFailure.h"
+
+#include "Engine/core/data-store/DictionaryFile.h"
+#include "Engine/core/platform/stream/AtomicFileOutputStream.h"
+#include "Engine/core/platform/stream/FileInputStream.h"
+#include "Engine/core/platform/stream/FileLock.h"
+
+#include <algorithm>
+
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* STANDARD_STREAM = "-";
+constexpr uint64_t BYTES_PER_BLOCK_OF_A_FILE = 512;
+
+/// Passes the name on unless it leads to something that cannot be replaced.
+const std::string& requireRegularFile(const std::string& fileName) {
+    struct stat status;
+    if (::stat(fileName.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
+        throw ToolFailure(ExitCode::USAGE,
+                          "'" + fileName + "' exists and is not a regular file, so that it cannot be replaced");
+    return fileName;
+}
+
+std::optional<FileIdentity> identifyInput(const std::string& inputName) {
+    return inputName == STANDARD_STREAM ? FileIdentity::ofRegularFile(STDIN_FILENO) : FileIdentity::ofName(inputName);
+}
+
+} // namespace
+
+OutputCheck::OutputCheck(const std::string& outputName, const bool isForced)
+    : m_outputName(requireRegularFile(outputName)), m_isForced(isForced) {
+    const TargetFile target(outputName);
+    m_targetName = target.getName();
+    m_folderName = target.getFolderName();
+    m_temporaryFileName = AtomicFileOutputStream::getTemporaryFileNameOf(target);
+    m_output = FileIdentity::ofName(outputName);
+    const std::string output = "the output '" + outputName + "'";
+    for (const auto& [fileName, description] : {std::pair(target.getName(), output),
+                                                {m_temporaryFileName, "the temporary file of " + output},
+                                                {FileLock::getLockFileNameOf(target), "the lock file of " + output}})
+        if (const std::optional<FileIdentity> identity = FileIdentity::ofName(fileName))
+            m_files.emplace_back(*identity, description);
+}
+
+OutputCheck::OutputCheck() : m_isForced(false) {
+    if (const std::optional<FileIdentity> identity = FileIdentity::ofRegularFile(STDOUT_FILENO))
+        m_files.emplace_back(*identity, "standard output");
+}
+
+OutputCheck OutputCheck::ofStandardOutput() {
+    return {};
+}
+
+bool OutputCheck::isOutput(const std::string& inputName) const {
+    return m_output && identifyInput(inputName) == m_output && inputName != STANDARD_STREAM &&
+           TargetFile(inputName).getName() == m_targetName;
+}
+
+void OutputCheck::refuseInput(const std::string& inputName) const {
+    const std::optional<FileIdentity> input = identifyInput(inputName);
+    const auto file =
+        std::find_if(m_files.begin(), m_files.end(), [&](const auto& candidate) { return input == candidate.first; });
+    if (file != m_files.end())
+        throw ToolFailure(ExitCode::USAGE, "the input '" + inputName + "' is also " + file->second);
+}
+
+bool OutputCheck::isDictionary() const {
+    FileInputStream input(m_outputName);
+    return DictionaryFile::isBeginningOf(input);
+}
+
+void OutputCheck::requireDictionaryOrNothing() const {
+    if (!m_isForced && m_output && !isDictionary())
+        throw ToolFailure(ExitCode::USAGE,
+                          "'" + m_outputName + "' exists and is not a dictionary; --force replaces it");
+}
+
+void OutputCheck::refuseDictionary() const {
+    if (!m_isForced && m_output && isDictionary())
+        throw ToolFailure(ExitCode::USAGE, "'" + m_outputName + "' is a dictionary; --force replaces it");
+}
+
+void OutputCheck::requireRoom(const uint64_t numberOfBytes) const {
+    struct statvfs disk;
+    if (m_isForced || ::statvfs(m_folderName.c_str(), &disk) != 0 || disk.f_blocks == 0)
+        return; // Not every file system tells.
+    uint64_t freeBytes = uint64_t(::geteuid() == 0 ? disk.f_bfree : disk.f_bavail) * disk.f_frsize;
+    struct stat leftover; // is removed before anything is written
+    if (::stat(m_temporaryFileName.c_str(), &leftover) == 0)
+        freeBytes += static_cast<uint64_t>(leftover.st_blocks) * BYTES_PER_BLOCK_OF_A_FILE;
+    if (freeBytes < numberOfBytes)
+        throw ToolFailure(ExitCode::FAILURE, "'" + m_outputName + "' needs at least " + std::to_string(numberOfBytes) +
+                                                 " bytes beside the old file, and its disk has " +
+                                                 std::to_string(freeBytes) + "; --force tries it nevertheless");
+}

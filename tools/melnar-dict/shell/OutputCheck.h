@@ -1,0 +1,51 @@
+#pragma once
+
+#include "tools/melnar-dict/shell/FileIdentity.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// What a verb is asked to write: refuses, before any work, an output that would destroy something or cannot succeed.
+///
+/// Errors  ToolFailure, with ExitCode::USAGE unless something else is said.
+class OutputCheck {
+public:
+    /// Refuses a name that leads to anything but a regular file or nothing. With `isForced`, a regular file that is not
+    /// an input may be replaced without regard to its contents, and room is not estimated.
+    OutputCheck(const std::string& outputName, bool isForced);
+
+    /// Only inputs are refused for standard output.
+    static OutputCheck ofStandardOutput();
+
+    /// Whether the output is this dictionary itself, to be replaced in its place. Symbolic links may lead there; by
+    /// another hard link it is another place, and an input.
+    bool isOutput(const std::string& inputName) const;
+
+    /// Refuses an input, "-" being standard input, that is the output, or one of the files that writing the output makes and removes.
+    void refuseInput(const std::string& inputName) const;
+
+    /// Refuses an output that exists and is not a dictionary, sound or not.
+    void requireDictionaryOrNothing() const;
+
+    /// Refuses an output that is a dictionary.
+    void refuseDictionary() const;
+
+    /// Refuses, with ExitCode::FAILURE, a file system that has less room than this beside the files that are there.
+    void requireRoom(uint64_t numberOfBytes) const;
+
+private:
+    OutputCheck(); // standard output
+
+    bool isDictionary() const;
+
+    std::string m_outputName;
+    bool m_isForced;
+    std::string m_targetName;
+    std::string m_folderName;
+    std::string m_temporaryFileName;
+    std::optional<FileIdentity> m_output;                      // nothing when there is no such file yet
+    std::vector<std::pair<FileIdentity, std::string>> m_files; // what writing destroys, and how messages call it
+};

@@ -1,0 +1,24 @@
+#include "tools/melnar-dict/shell/OutputLock.h"
+
+#include "tools/melnar-dict/shell/Interruption.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
+
+OutputLock::OutputLock(const std::string& fileName, const bool waits, std::ostream& errorOutput) {
+    std::optional<InterruptionDelay> delay(std::in_place);
+    m_lock.emplace(fileName, [&](const std::string& holder, const std::function<void()>& wait) {
+        const std::string cause = "'" + fileName + "' is being written by " + holder;
+        if (!waits)
+            throw ToolFailure(ExitCode::FAILURE, cause + "; --wait waits for its end");
+        errorOutput << "melnar-dict: " << cause << "; waiting for its end" << std::endl;
+        delay.reset(); // A wait may be long, and meanwhile there is no lock file of this process.
+        wait();
+        delay.emplace();
+    });
+    delay->setTemporaryFile(TemporaryFile::LOCK, m_lock->getLockFileName());
+}
+
+OutputLock::~OutputLock() {
+    InterruptionDelay delay;
+    m_lock.reset();
+    delay.forgetTemporaryFile(TemporaryFile::LOCK);
+}
