@@ -33,7 +33,11 @@ public:
     using Policy = DatatypeStringPolicy<T>;
     using Table = ParallelHashTable<Policy>;
 
-    explicit GroupProbe(const PreparedEntries& prepared) noexcept : m_prepared(prepared) {
+    /// What comes of the literals that are not found: the buckets in which they would be created are prefetched, or not.
+    enum class Purpose : bool { LOOK_UP, CREATE };
+
+    GroupProbe(const PreparedEntries& prepared, const Purpose purpose) noexcept
+        : m_prepared(prepared), m_purpose(purpose) {
         std::fill_n(m_resourceIDs.begin(), prepared.getSize(), T(0));
         std::fill_n(m_numbersOfCollisions.begin(), prepared.getSize(), 0);
     }
@@ -104,7 +108,7 @@ private:
             m_bucketIndexes[index] = bucketIndex;
             station.m_indexes[station.m_size] = index;
             const bool isAtEnd = table.isKnownToEndLookup(bucketIndex);
-            if (!isAtEnd)
+            if (!isAtEnd || m_purpose == Purpose::CREATE)
                 table.prefetchBucket(bucketIndex);
             station.m_size += !isAtEnd;
         }
@@ -166,6 +170,7 @@ private:
     }
 
     const PreparedEntries& m_prepared;
+    const Purpose m_purpose;
 
     // A ring; begin and end only grow. Probes are started only while few wait, so that there is always a free place:
     // those that wait and those on the line would not fill it all together.

@@ -79,7 +79,7 @@ template<class T>
 void StringDatatype<T>::resolveResources(DictionaryThreadContext* const threadContext,
                                          const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
     forEachGroup(entries, [&](const PreparedEntries& prepared, const std::span<BatchEntry> group, const size_t begin) {
-        GroupProbe<T> groupProbe(prepared);
+        GroupProbe<T> groupProbe(prepared, GroupProbe<T>::Purpose::CREATE);
         EnteredTable enteredTable;
         const size_t numberOfTables = findGroup(prepared, EVERYTHING, enteredTable, groupProbe);
         // The probe of a literal that is not there goes on where it ended, unless the thread has been out of the table
@@ -131,7 +131,7 @@ void StringDatatype<T>::tryResolveResources(const DictionaryCommitPoint commitPo
                                             const std::span<BatchEntry> entries,
                                             std::vector<BatchFailure>& failures) const {
     forEachGroup(entries, [&](const PreparedEntries& prepared, const std::span<BatchEntry> group, const size_t begin) {
-        GroupProbe<T> groupProbe(prepared);
+        GroupProbe<T> groupProbe(prepared, GroupProbe<T>::Purpose::LOOK_UP);
         {
             EnteredTable enteredTable;
             findGroup(prepared, commitPoint, enteredTable, groupProbe);
