@@ -96,7 +96,9 @@ def file_section(results):
     """Save and open beside cp."""
     lines = quantity_section(results, f"{results.name}: whole dictionaries, on one thread, milliseconds",
                              ["save", "copy_sync", "write", "open", "copy"], 1e3)
-    lines += quantity_section(results, f"{results.name}: nanoseconds a string", ["verify", "compact", "compact_half"])
+    lines += quantity_section(results, f"{results.name}: nanoseconds a string",
+                              ["re_opened", "re_again", "miss_opened", "miss_again", "verify", "compact",
+                               "compact_half"])
     for benchmark in results.figures:
         medians = {quantity: figure.median for quantity, figure in results.figures[benchmark].items()}
         lines.append(f"- {benchmark}: save {medians['bytes'] / medians['save'] / 1e9:.2f} GB/s, "

@@ -18,7 +18,9 @@
 
 // What is done to whole dictionaries, on one thread. Seconds: save and copy_sync (both leave the file on the disk);
 // write (the bytes that save writes, without waiting for the disk), open and copy (none of which does). Nanoseconds a
-// string: verify, compact (all survive), compact_half (every second one).
+// string: miss_opened and re_opened (in batches, just after open, when no fingerprint is known; each starts with a
+// dictionary of its own), miss_again and re_again (the same once more), verify, compact (all survive), compact_half
+// (every second one).
 
 namespace {
 
@@ -54,6 +56,21 @@ void resolveAll(Dictionary& dictionary, const TextList& texts) {
     dictionary.commit();
 }
 
+/// Looks strings up that are absent.
+void lookUpAbsent(const Dictionary& dictionary, const TextList& texts) {
+    std::vector<BatchEntry> entries(BATCH_SIZE);
+    std::vector<BatchFailure> failures;
+    for (size_t begin = 0; begin < texts.getSize(); begin += BATCH_SIZE) {
+        const size_t number = std::min(BATCH_SIZE, texts.getSize() - begin);
+        for (size_t index = 0; index < number; ++index)
+            entries[index] = {texts[begin + index], 0, D_XSD_STRING};
+        dictionary.tryResolveResources(dictionary.getCommitPoint(), {entries.data(), number}, failures);
+        require(failures.empty() && std::all_of(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>(number),
+                                                [](const BatchEntry& entry) { return entry.m_resourceID == 0; }),
+                "a string is found that is not there");
+    }
+}
+
 /// Checks that the dictionary calls each string by its number.
 void requireTexts(const Dictionary& dictionary, const TextList& texts) {
     ResourceValue value;
@@ -64,8 +81,9 @@ void requireTexts(const Dictionary& dictionary, const TextList& texts) {
     }
 }
 
-void run(benchmark::State& state, const TextList& texts, const uint64_t maximumNumberOfResources,
+void run(benchmark::State& state, const WorkloadData& data, const uint64_t maximumNumberOfResources,
          const std::string& fileName) {
+    const TextList& texts = data.m_texts;
     const auto perText = [&](const double seconds) { return seconds * 1e9 / static_cast<double>(texts.getSize()); };
     PagePool::get().reset();
     auto dictionary = std::make_unique<Dictionary>(MEMORY_LIMIT, maximumNumberOfResources);
@@ -88,8 +106,15 @@ void run(benchmark::State& state, const TextList& texts, const uint64_t maximumN
     const double openTime = measure([&] { dictionary = Dictionary::open(fileName, MEMORY_LIMIT); });
     state.counters["open"] = openTime;
     state.SetIterationTime(openTime);
-    std::filesystem::remove(fileName);
+    for (const char* const name : {"re_opened", "re_again"})
+        state.counters[name] = perText(measure([&] { resolveAll(*dictionary, data.m_textsInOrder); }));
     requireTexts(*dictionary, texts);
+    dictionary.reset();
+    PagePool::get().reset();
+    dictionary = Dictionary::open(fileName, MEMORY_LIMIT);
+    std::filesystem::remove(fileName);
+    for (const char* const name : {"miss_opened", "miss_again"})
+        state.counters[name] = perText(measure([&] { lookUpAbsent(*dictionary, data.m_absentTexts); }));
 
     state.counters["verify"] = perText(measure([&] { dictionary->verify(); }));
     state.counters["compact"] = perText(measure([&] { dictionary->compact(); }));
@@ -104,25 +129,26 @@ void run(benchmark::State& state, const TextList& texts, const uint64_t maximumN
 } // namespace
 
 int main(int argc, char** argv) {
-    TextList texts;
-    return runBenchmarkProgram(argc, argv, [&](const BenchmarkOptions& options) {
-        texts = makeTexts(options.m_source, options.m_numberOfTexts);
+    std::unique_ptr<WorkloadData> data;
+    return runBenchmarkProgram(argc, argv, [&](BenchmarkOptions options) {
+        options.m_workloads = {"re", "miss"};
+        data = std::make_unique<WorkloadData>(options);
         std::filesystem::create_directories(options.m_folder);
         const std::string fileName = (std::filesystem::path(options.m_folder) / "benchmark.dict").string();
         for (const bool isNarrow : {false, true}) {
             const uint64_t maximum = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS + (isNarrow ? 0 : 1);
             registerBenchmark(isNarrow ? "melnar-32" : "melnar-64",
-                              [&texts, maximum, fileName, isWarm = false](benchmark::State& state) mutable {
+                              [&data = *data, maximum, fileName, isWarm = false](benchmark::State& state) mutable {
                                   if (!isWarm) { // touches the pages
                                       PagePool::get().reset();
                                       Dictionary dictionary(MEMORY_LIMIT, maximum);
-                                      resolveAll(dictionary, texts);
+                                      resolveAll(dictionary, data.m_texts);
                                   }
                                   isWarm = true;
                                   for (auto _ : state)
-                                      run(state, texts, maximum, fileName);
+                                      run(state, data, maximum, fileName);
                               });
         }
-        return texts.getSize();
+        return data->m_texts.getSize();
     });
 }
