@@ -66,13 +66,14 @@ POSIX_HEADERS = set("""
     sys/utsname.h sys/wait.h time.h unistd.h
 """.split())
 
-# Headers for a few files, behind which the rest of the system goes: the system's memory, the only library, and the
+# Headers for a few files, behind which the rest of the system goes: the system's memory, two libraries, and the
 # instructions of one kind of processor.
 RESERVED_HEADERS = {
     "sys/mman.h": [f"{SYSTEM}/VirtualMemory.cpp"],
     "xxhash.h": [f"{DATA_STORE}/Checksum.cpp"],
     "immintrin.h": [f"{DICTIONARY}/LexicalFormLanesAVX2.cpp", f"{DICTIONARY}/LexicalFormLanesAVX512.cpp",
                     f"{READER}/Utf8AVX2.cpp"],
+    "CLI/CLI.hpp": [f"{SHELL}/CommandLine.cpp"],
     "emmintrin.h": [f"{COLLECTIONS}/Fingerprints.h", f"{READER}/ByteScan.h"],
 }
 
@@ -101,12 +102,14 @@ def objections(root, path, text):
         included = angled[1]
         if included.startswith(("Engine/", "Reader/", "tools/", "benchmarks/")):
             yield f"<{included}>: a header of this repository stands in quotation marks"
-        elif layer in TOOL_LAYERS or layer == BENCHMARKS:
+        elif layer == BENCHMARKS:
+            return
+        elif path not in RESERVED_HEADERS.get(included, [path]):
+            yield f"<{included}> is for {' and '.join(RESERVED_HEADERS[included])} alone"
+        elif layer in TOOL_LAYERS:
             return
         elif included not in STANDARD_HEADERS | POSIX_HEADERS | RESERVED_HEADERS.keys():
             yield f"<{included}> is neither of the standard library nor of POSIX"
-        elif path not in RESERVED_HEADERS.get(included, [path]):
-            yield f"<{included}> is for {' and '.join(RESERVED_HEADERS[included])} alone"
     else:
         yield f"an include that cannot be checked: {text}"
 

@@ -7,4 +7,4 @@
 
 /// The tool itself: finds the verb among the arguments, which do not start with the program's name, runs it and tells
 /// what went wrong on standard error.
-ExitCode runTool(std::vector<std::string> arguments);
+ExitCode runTool(const std::vector<std::string>& arguments);

@@ -245,7 +245,7 @@ TEST_F(ToolTest, tellsWhatItCanDo) {
     const ToolResult helpOfLoad = run({"load", "--help"});
     EXPECT_EQ(0, helpOfLoad.m_exitCode);
     for (const char* const option : {"--format", "--threads", "--lenient", "--base", "--memory-limit",
-                                     "--max-resources", "--json", "--query", "--get", "--help"})
+                                     "--max-resources", "--json", "--query", "--get", "-h, --help"})
         EXPECT_NE(std::string::npos, helpOfLoad.m_output.find(std::string("\n  ") + option)) << option;
     const ToolResult version = run({"--version"});
     EXPECT_EQ(0, version.m_exitCode);

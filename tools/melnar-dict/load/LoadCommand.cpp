@@ -1,7 +1,6 @@
 #include "tools/melnar-dict/load/LoadCommand.h"
 
 #include "tools/melnar-dict/load/FileLoader.h"
-#include "tools/melnar-dict/load/LoadOptions.h"
 #include "tools/melnar-dict/load/LoadReport.h"
 #include "tools/melnar-dict/pieces/InputJournal.h"
 #include "tools/melnar-dict/saved/SaveDictionary.h"
@@ -14,7 +13,7 @@
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <utility>
+#include <vector>
 
 #include <sys/stat.h>
 
@@ -32,12 +31,12 @@ LoadReport makeReport(const Dictionary& dictionary, const InputJournal& journal,
     return report;
 }
 
-void print(const LoadReport& report, const LoadOptions& options, StandardOutput& output) {
-    if (options.m_asksForJson)
-        output.write(report.toJson(options.m_lookups));
+void print(const LoadReport& report, const std::vector<Lookup>& lookups, const bool asJson, StandardOutput& output) {
+    if (asJson)
+        output.write(report.toJson(lookups));
     else {
         output.write(report.toText());
-        for (const Lookup& lookup : options.m_lookups)
+        for (const Lookup& lookup : lookups)
             output.write(lookup.toText());
     }
     output.flush();
@@ -45,7 +44,7 @@ void print(const LoadReport& report, const LoadOptions& options, StandardOutput&
 
 /// Refuses an output that would destroy something. Returns whether it is the dictionary that is added to.
 bool checkOutput(const LoadOptions& options) {
-    const OutputCheck check(options.m_outputName, options.m_isForced);
+    const OutputCheck check(options.m_output.m_outputName, options.m_output.m_isForced);
     for (const auto& [fileName, format] : options.m_files)
         check.refuseInput(fileName);
     const bool isInPlace = !options.m_intoName.empty() && check.isOutput(options.m_intoName);
@@ -62,24 +61,20 @@ bool checkOutput(const LoadOptions& options) {
 
 } // namespace
 
-ExitCode runLoad(std::vector<std::string> arguments, StandardOutput& output, std::ostream& errorOutput) {
-    LoadOptions options = LoadOptions::parse(std::move(arguments));
-    if (options.m_asksForHelp) {
-        output.write(LoadOptions::getHelp());
-        output.flush();
-        return ExitCode::DONE;
-    }
+ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput) {
     std::optional<OutputLock> lock;
-    if (!options.m_outputName.empty()) {
+    std::string intoName = options.m_intoName;
+    if (!options.m_output.m_outputName.empty()) {
         static_cast<void>(checkOutput(options)); // before a wait, which may be long
-        lock.emplace(options.m_outputName, options.m_waits, errorOutput);
+        lock.emplace(options.m_output.m_outputName, options.m_output.m_waits, errorOutput);
         if (checkOutput(options)) // The file may have come or changed since.
-            options.m_intoName = lock->getTargetName();
+            intoName = lock->getTargetName();
     }
     const std::unique_ptr<Dictionary> ownedDictionary =
-        options.m_intoName.empty()
-            ? std::make_unique<Dictionary>(options.m_memoryLimit, options.m_maximumNumberOfResources)
-            : Dictionary::open(options.m_intoName, options.m_memoryLimit);
+        intoName.empty() ? std::make_unique<Dictionary>(options.m_memoryLimit,
+                                                        options.m_maximumNumberOfResources.value_or(
+                                                            Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS))
+                         : Dictionary::open(intoName, options.m_memoryLimit);
     Dictionary& dictionary = *ownedDictionary;
     InputJournal journal(options.m_isLenient, errorOutput);
     FileLoader loader(dictionary, journal,
@@ -97,11 +92,11 @@ ExitCode runLoad(std::vector<std::string> arguments, StandardOutput& output, std
         saveDictionary(dictionary, *lock);
         lock.reset();
     }
-    for (Lookup& lookup : options.m_lookups)
+    std::vector<Lookup> lookups = options.m_lookups;
+    for (Lookup& lookup : lookups)
         lookup.answer(dictionary);
-    print(makeReport(dictionary, journal, duration.count()), options, output);
-    return std::all_of(options.m_lookups.begin(), options.m_lookups.end(),
-                       [](const Lookup& lookup) { return lookup.isAnswered(); })
+    print(makeReport(dictionary, journal, duration.count()), lookups, options.m_asksForJson, output);
+    return std::all_of(lookups.begin(), lookups.end(), [](const Lookup& lookup) { return lookup.isAnswered(); })
                ? ExitCode::DONE
                : ExitCode::BAD_DATA;
 }

@@ -1,74 +1,49 @@
 #include "tools/melnar-dict/rewrite/RewriteOptions.h"
 
-#include "tools/melnar-dict/shell/ArgumentReader.h"
-#include "tools/melnar-dict/shell/PhysicalMemory.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
-
-#include <algorithm>
-#include <optional>
-#include <thread>
-#include <utility>
 
 namespace {
 
-constexpr uint64_t MAXIMUM_NUMBER_OF_THREADS = 1024;
+constexpr const char* ENCODE_TEXT = R"(
+Writes the statements of N-Triples (.nt) and N-Quads (.nq) files, plain or packed with gzip, with an IRI such as
+<melnar:17> in the place of every string literal, 17 being its resource ID. decode does the reverse. OUT appears when it
+is complete; "-" is standard input or output. Statements are written in canonical form: one space between terms, no
+needless escapes, no comments.
+)";
 
-std::optional<RdfFormat> lineFormat(const std::optional<RdfFormat> format) {
-    return format && isLineFormat(*format) ? format : std::nullopt;
+constexpr const char* DECODE_TEXT = R"(
+Writes the statements of files that encode has written, with the literals in their places again, in canonical form. OUT
+appears when it is complete; "-" is standard input or output.
+)";
+
+constexpr const char* EXIT_CODES = R"(
+0 done, 1 bad data or something not found, 2 wrong command line or an OUT that would destroy something, 3 input or
+output failed, another process is writing OUT, or a limit was reached. Without 0, no OUT is written.
+)";
+
+VerbDescription addOptions(VerbDescription verb, RewriteOptions& options) {
+    verb.addText("-d,--dictionary", "DICTIONARY", "the dictionary with the literals", options.m_dictionaryName);
+    addOutput(verb, "OUT", "the file to write; one that exists is replaced, unless it is an input or a dictionary",
+              "replace OUT even if it is a dictionary, unless it is DICTIONARY", options.m_output);
+    addInputFiles(verb, InputFormats::LINES, options.m_files);
+    addThreads(verb, options.m_numberOfThreads);
+    addMemoryLimit(verb, options.m_memoryLimit);
+    addMaximumLine(verb, options.m_maximumLine);
+    verb.m_checks.emplace_back([name = verb.m_name, &options] {
+        if (options.m_dictionaryName.empty())
+            throw ToolFailure(ExitCode::USAGE, name + " needs a dictionary: -d DICTIONARY");
+        if (options.m_output.m_outputName.empty())
+            throw ToolFailure(ExitCode::USAGE, name + " needs a file to write: -o OUT");
+    });
+    return verb;
 }
 
 } // namespace
 
-RewriteOptions RewriteOptions::parse(const std::string& verb, std::vector<std::string> arguments) {
-    RewriteOptions options;
-    options.m_numberOfThreads = std::max(1u, std::thread::hardware_concurrency());
-    options.m_memoryLimit = getPhysicalMemory();
-    std::optional<RdfFormat> format;
-    std::vector<std::string> fileNames;
-    ArgumentReader reader(std::move(arguments));
-    while (reader.next()) {
-        const std::string& argument = reader.getArgument();
-        if (!reader.isOption())
-            fileNames.push_back(argument);
-        else if (argument == "-d" || argument == "--dictionary")
-            options.m_dictionaryName = reader.takeValue();
-        else if (argument == "-o" || argument == "--output")
-            options.m_outputName = reader.takeValue();
-        else if (argument == "--format") {
-            const std::string name = reader.takeValue();
-            format = lineFormat(formatOfName(name));
-            if (!format)
-                throw ToolFailure(ExitCode::USAGE, "option --format needs ntriples or nquads, not '" + name + "'");
-        } else if (argument == "--threads")
-            options.m_numberOfThreads = reader.takeNumber(1, MAXIMUM_NUMBER_OF_THREADS);
-        else if (argument == "--memory-limit")
-            options.m_memoryLimit = reader.takeNumberOfBytes();
-        else if (argument == "--max-line")
-            options.m_maximumLine = reader.takeNumberOfBytes();
-        else if (argument == "--wait")
-            options.m_waits = true;
-        else if (argument == "--force")
-            options.m_isForced = true;
-        else if (argument == "--help")
-            options.m_asksForHelp = true;
-        else
-            reader.refuse();
-    }
-    if (options.m_asksForHelp)
-        return options;
-    if (fileNames.empty())
-        throw ToolFailure(ExitCode::USAGE, verb + " needs a file");
-    if (options.m_dictionaryName.empty())
-        throw ToolFailure(ExitCode::USAGE, verb + " needs a dictionary: -d DICTIONARY");
-    if (options.m_outputName.empty())
-        throw ToolFailure(ExitCode::USAGE, verb + " needs a file to write: -o OUT");
-    if (std::count(fileNames.begin(), fileNames.end(), "-") > 1)
-        throw ToolFailure(ExitCode::USAGE, "standard input can be read only once");
-    for (const std::string& fileName : fileNames) {
-        const std::optional<RdfFormat> fileFormat = format ? format : lineFormat(formatOfFile(fileName));
-        if (!fileFormat)
-            throw ToolFailure(ExitCode::USAGE, "'" + fileName + "' is neither .nt nor .nq; give its --format");
-        options.m_files.emplace_back(fileName, *fileFormat);
-    }
-    return options;
+VerbDescription describeEncode(RewriteOptions& options) {
+    return addOptions({"encode", "put resource IDs in the place of literals", ENCODE_TEXT, EXIT_CODES}, options);
+}
+
+VerbDescription describeDecode(RewriteOptions& options) {
+    return addOptions({"decode", "put the literals back", DECODE_TEXT, EXIT_CODES}, options);
 }

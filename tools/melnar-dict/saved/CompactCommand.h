@@ -1,11 +1,19 @@
 #pragma once
 
+#include "tools/melnar-dict/saved/SavedDictionaryOptions.h"
 #include "tools/melnar-dict/shell/ExitCode.h"
+#include "tools/melnar-dict/shell/SharedOptions.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
 
 #include <ostream>
-#include <string>
-#include <vector>
+
+/// What the command line of `compact` asks for.
+struct CompactOptions : SavedDictionaryOptions {
+    OutputOptions m_output; // without a name, the dictionary is saved in its place
+};
+
+/// The command line of `compact`, bound to the options.
+VerbDescription describeCompact(CompactOptions& options);
 
 /// The verb `compact`: makes the resource IDs of a saved dictionary dense again, and its file as small as it can be.
-ExitCode runCompact(std::vector<std::string> arguments, StandardOutput& output, std::ostream& errorOutput);
+ExitCode runCompact(const CompactOptions& options, StandardOutput& output, std::ostream& errorOutput);

@@ -1,27 +1,22 @@
 #include "tools/melnar-dict/saved/DumpCommand.h"
 
-#include "tools/melnar-dict/saved/DictionaryArguments.h"
-
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <utility>
+#include <string>
 #include <vector>
 
 namespace {
 
-constexpr const char* HELP = R"(usage: melnar-dict dump [OPTION...] DICTIONARY
-
+constexpr const char* TEXT = R"(
 Prints "ID<tab>literal" for every resource in ascending order of the IDs, the
 literal in Turtle syntax.
+)";
 
-  --memory-limit SIZE  bytes the dictionary may use, such as 512M or 16G
-                       (default: the machine's memory)
-  --help               print this text
-
-Exit codes: 0 done, 2 wrong command line, 3 the dictionary cannot be read, a
+constexpr const char* EXIT_CODES = R"(
+0 done, 2 wrong command line, 3 the dictionary cannot be read, a
 limit was reached, or the output cannot be written.
 )";
 
@@ -39,13 +34,13 @@ void appendLines(const Dictionary& dictionary, const std::vector<BatchEntry>& en
 
 } // namespace
 
-ExitCode runDump(std::vector<std::string> arguments, StandardOutput& output, std::ostream&) {
-    const DictionaryArguments options = DictionaryArguments::parse({"dump"}, std::move(arguments));
-    if (options.m_asksForHelp) {
-        output.write(HELP);
-        output.flush();
-        return ExitCode::DONE;
-    }
+VerbDescription describeDump(DumpOptions& options) {
+    VerbDescription verb{"dump", "print all resource IDs with their literals", TEXT, EXIT_CODES};
+    addDictionary(verb, options);
+    return verb;
+}
+
+ExitCode runDump(const DumpOptions& options, StandardOutput& output, std::ostream&) {
     const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
     const uint64_t endResourceID = dictionary->getNextResourceID();
     std::vector<BatchEntry> entries;

@@ -1,11 +1,16 @@
 #pragma once
 
+#include "tools/melnar-dict/saved/SavedDictionaryOptions.h"
 #include "tools/melnar-dict/shell/ExitCode.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
 
 #include <ostream>
-#include <string>
-#include <vector>
+
+/// What the command line of `dump` asks for.
+struct DumpOptions : SavedDictionaryOptions {};
+
+/// The command line of `dump`, bound to the options.
+VerbDescription describeDump(DumpOptions& options);
 
 /// The verb `dump`: prints every resource of a saved dictionary.
-ExitCode runDump(std::vector<std::string> arguments, StandardOutput& output, std::ostream& errorOutput);
+ExitCode runDump(const DumpOptions& options, StandardOutput& output, std::ostream& errorOutput);

@@ -1,11 +1,20 @@
 #pragma once
 
+#include "tools/melnar-dict/saved/SavedDictionaryOptions.h"
 #include "tools/melnar-dict/shell/ExitCode.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
 
+#include <cstdint>
 #include <ostream>
-#include <string>
 #include <vector>
 
+/// What the command line of `get` asks for.
+struct GetOptions : SavedDictionaryOptions {
+    std::vector<uint64_t> m_resourceIDs;
+};
+
+/// The command line of `get`, bound to the options.
+VerbDescription describeGet(GetOptions& options);
+
 /// The verb `get`: prints the literals of resource IDs of a saved dictionary.
-ExitCode runGet(std::vector<std::string> arguments, StandardOutput& output, std::ostream& errorOutput);
+ExitCode runGet(const GetOptions& options, StandardOutput& output, std::ostream& errorOutput);

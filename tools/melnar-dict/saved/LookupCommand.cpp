@@ -2,7 +2,6 @@
 
 #include "tools/melnar-dict/input/BlockReader.h"
 #include "tools/melnar-dict/input/InputFile.h"
-#include "tools/melnar-dict/saved/DictionaryArguments.h"
 #include "tools/melnar-dict/saved/LiteralLines.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
@@ -10,22 +9,17 @@
 #include "Engine/core/platform/MelnarException.h"
 
 #include <algorithm>
-#include <limits>
-#include <utility>
 
 namespace {
 
-constexpr const char* HELP = R"(usage: melnar-dict lookup [OPTION...] DICTIONARY LITERAL...
-
+constexpr const char* TEXT = R"(
 Prints "ID<tab>literal" for every literal, or "not found<tab>literal". A literal
 is given in Turtle syntax: "text" or "text"@tag, with its quotes. "-" stands for
 the lines of standard input, a literal in each.
+)";
 
-  --memory-limit SIZE  bytes the dictionary may use, such as 512M or 16G
-                       (default: the machine's memory)
-  --help               print this text
-
-Exit codes: 0 done, 1 something not found or not a literal, 2 wrong command
+constexpr const char* EXIT_CODES = R"(
+0 done, 1 something not found or not a literal, 2 wrong command
 line, 3 the dictionary cannot be read or a limit was reached.
 )";
 
@@ -87,20 +81,22 @@ void answerOperands(const std::vector<std::string>& operands, Answers& answers, 
 
 } // namespace
 
-ExitCode runLookup(std::vector<std::string> arguments, StandardOutput& output, std::ostream& errorOutput) {
-    const DictionaryArguments options =
-        DictionaryArguments::parse({"lookup", 1, std::numeric_limits<size_t>::max()}, std::move(arguments));
-    if (options.m_asksForHelp) {
-        output.write(HELP);
-        output.flush();
-        return ExitCode::DONE;
-    }
-    if (std::count(options.m_operands.begin(), options.m_operands.end(), "-") > 1)
-        throw ToolFailure(ExitCode::USAGE, "standard input can be read only once");
+VerbDescription describeLookup(LookupOptions& options) {
+    VerbDescription verb{"lookup", "print the resource IDs of literals", TEXT, EXIT_CODES};
+    addDictionary(verb, options);
+    verb.addOperands("LITERAL", "a literal", options.m_literals);
+    verb.m_checks.emplace_back([&options] {
+        if (std::count(options.m_literals.begin(), options.m_literals.end(), "-") > 1)
+            throw ToolFailure(ExitCode::USAGE, "standard input can be read only once");
+    });
+    return verb;
+}
+
+ExitCode runLookup(const LookupOptions& options, StandardOutput& output, std::ostream& errorOutput) {
     const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
     Answers answers(*dictionary, output, errorOutput);
     try {
-        answerOperands(options.m_operands, answers, output);
+        answerOperands(options.m_literals, answers, output);
     } catch (...) {
         try {
             output.flush();            // what has been answered so far

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tools/melnar-dict/saved/SavedDictionaryOptions.h"
 #include "tools/melnar-dict/shell/ExitCode.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
 
@@ -7,5 +8,13 @@
 #include <string>
 #include <vector>
 
+/// What the command line of `lookup` asks for.
+struct LookupOptions : SavedDictionaryOptions {
+    std::vector<std::string> m_literals; // as they are given; "-" stands for the lines of standard input
+};
+
+/// The command line of `lookup`, bound to the options.
+VerbDescription describeLookup(LookupOptions& options);
+
 /// The verb `lookup`: prints the resource IDs that literals have in a saved dictionary.
-ExitCode runLookup(std::vector<std::string> arguments, StandardOutput& output, std::ostream& errorOutput);
+ExitCode runLookup(const LookupOptions& options, StandardOutput& output, std::ostream& errorOutput);

@@ -1,11 +1,16 @@
 #pragma once
 
+#include "tools/melnar-dict/saved/SavedDictionaryOptions.h"
 #include "tools/melnar-dict/shell/ExitCode.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
 
 #include <ostream>
-#include <string>
-#include <vector>
+
+/// What the command line of `verify` asks for.
+struct VerifyOptions : SavedDictionaryOptions {};
+
+/// The command line of `verify`, bound to the options.
+VerbDescription describeVerify(VerifyOptions& options);
 
 /// The verb `verify`: checks everything that can be checked of a saved dictionary.
-ExitCode runVerify(std::vector<std::string> arguments, StandardOutput& output, std::ostream& errorOutput);
+ExitCode runVerify(const VerifyOptions& options, StandardOutput& output, std::ostream& errorOutput);

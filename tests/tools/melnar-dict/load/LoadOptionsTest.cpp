@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/load/LoadOptions.h"
 
 #include "tests/support/CaughtException.h"
+#include "tools/melnar-dict/shell/CommandLine.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <gtest/gtest.h>
@@ -11,35 +12,43 @@
 
 namespace {
 
+LoadOptions parse(const std::vector<std::string>& arguments) {
+    LoadOptions options;
+    EXPECT_EQ(Request::WORK, readCommandLine(describeLoad(options), arguments));
+    return options;
+}
+
 std::string messageOf(const std::vector<std::string>& arguments) {
-    const auto failure = catchException<ToolFailure>([&] { LoadOptions::parse(arguments); });
+    LoadOptions options;
+    const auto failure = catchException<ToolFailure>([&] { readCommandLine(describeLoad(options), arguments); });
     EXPECT_EQ(ExitCode::USAGE, failure.getExitCode());
     return failure.what();
 }
 
 TEST(LoadOptionsTest, needsNothingButAFile) {
-    const LoadOptions options = LoadOptions::parse({"a.nt"});
+    const LoadOptions options = parse({"a.nt"});
     ASSERT_EQ(1u, options.m_files.size());
     EXPECT_EQ(std::make_pair(std::string("a.nt"), RdfFormat::N_TRIPLES), options.m_files[0]);
     EXPECT_EQ(std::thread::hardware_concurrency(), options.m_numberOfThreads);
     EXPECT_EQ(uint64_t(::sysconf(_SC_PHYS_PAGES)) * uint64_t(::sysconf(_SC_PAGESIZE)), options.m_memoryLimit);
-    EXPECT_EQ(4294967293u, options.m_maximumNumberOfResources);
+    EXPECT_EQ(std::nullopt, options.m_maximumNumberOfResources);
     EXPECT_EQ(1u << 30, options.m_maximumLine);
     EXPECT_EQ("", options.m_base);
-    EXPECT_FALSE(options.m_isLenient || options.m_asksForJson || options.m_asksForHelp);
-    EXPECT_FALSE(options.m_waits || options.m_isForced);
+    EXPECT_FALSE(options.m_isLenient || options.m_asksForJson);
+    EXPECT_FALSE(options.m_output.m_waits || options.m_output.m_isForced);
     EXPECT_TRUE(options.m_lookups.empty());
 }
 
 TEST(LoadOptionsTest, takesEveryOptionBeforeAndBehindTheFiles) {
-    const LoadOptions options = LoadOptions::parse(
-        {"--threads", "3", "a.ttl", "--lenient", "--json", "--base=http://b/", "--memory-limit", "1M", "--max-line=3K",
-         "--max-resources", "7", "--query", "text@en", "--get", "9", "--query=text", "b.trig.gz", "--wait", "--force"});
+    const LoadOptions options = parse({"--threads", "3", "a.ttl", "--lenient", "--json", "--base=http://b/",
+                                       "--memory-limit", "1M", "--max-line=3K", "--max-resources", "7", "--query",
+                                       "text@en", "--get", "9", "--query=text", "b.trig.gz", "--wait", "--force"});
     ASSERT_EQ(2u, options.m_files.size());
     EXPECT_EQ(RdfFormat::TURTLE, options.m_files[0].second);
     EXPECT_EQ(RdfFormat::TRIG, options.m_files[1].second);
     EXPECT_EQ(3u, options.m_numberOfThreads);
-    EXPECT_TRUE(options.m_isLenient && options.m_asksForJson && options.m_waits && options.m_isForced);
+    EXPECT_TRUE(options.m_isLenient && options.m_asksForJson && options.m_output.m_waits &&
+                options.m_output.m_isForced);
     EXPECT_EQ("http://b/", options.m_base);
     EXPECT_EQ(1u << 20, options.m_memoryLimit);
     EXPECT_EQ(3072u, options.m_maximumLine);
@@ -50,26 +59,16 @@ TEST(LoadOptionsTest, takesEveryOptionBeforeAndBehindTheFiles) {
     EXPECT_EQ("text", options.m_lookups[2].m_question);
 }
 
-TEST(LoadOptionsTest, letsAGivenFormatOverrideEveryName) {
-    const LoadOptions options = LoadOptions::parse({"a.nt", "b", "-", "--format", "trig"});
-    ASSERT_EQ(3u, options.m_files.size());
-    for (const auto& [fileName, format] : options.m_files)
-        EXPECT_EQ(RdfFormat::TRIG, format) << fileName;
-}
-
-TEST(LoadOptionsTest, asksForHelpWithoutAFile) {
-    EXPECT_TRUE(LoadOptions::parse({"--help"}).m_asksForHelp);
-    EXPECT_TRUE(LoadOptions::parse({"--help", "what"}).m_asksForHelp);
+TEST(LoadOptionsTest, savesWhatIsAddedToInItsPlaceUnlessThereIsAnOutput) {
+    EXPECT_EQ("d", parse({"a.nt", "--into", "d"}).m_output.m_outputName);
+    EXPECT_EQ("o", parse({"a.nt", "--into", "d", "-o", "o"}).m_output.m_outputName);
+    EXPECT_EQ("", parse({"a.nt"}).m_output.m_outputName);
 }
 
 TEST(LoadOptionsTest, refusesWhatItCannotDo) {
     EXPECT_EQ("load needs a file", messageOf({}));
     EXPECT_EQ("load needs a file", messageOf({"--json"}));
-    EXPECT_EQ("the name 'a.rdf' tells no format; give it with --format", messageOf({"a.nt", "a.rdf"}));
-    EXPECT_EQ("standard input needs --format", messageOf({"-"}));
-    EXPECT_EQ("standard input can be loaded only once", messageOf({"--format", "nt", "-", "-"}));
     EXPECT_EQ("unknown option --thread", messageOf({"a.nt", "--thread", "2"}));
-    EXPECT_EQ("option --format needs ntriples, nquads, turtle or trig, not 'n3'", messageOf({"a", "--format", "n3"}));
     EXPECT_EQ("option --threads needs a number from 1 to 1024, not '0'", messageOf({"a.nt", "--threads", "0"}));
     EXPECT_EQ("option --threads needs a number from 1 to 1024, not '1025'", messageOf({"a.nt", "--threads", "1025"}));
     EXPECT_EQ("option --max-resources needs a number from 1 to 8796093022208, not '0'",
@@ -77,6 +76,9 @@ TEST(LoadOptionsTest, refusesWhatItCannotDo) {
     EXPECT_EQ("option --memory-limit needs a number of bytes, such as 4096, 512M or 16G, not 'lots'",
               messageOf({"a.nt", "--memory-limit", "lots"}));
     EXPECT_EQ("option --get needs a number from 0 to 18446744073709551615, not 'x'", messageOf({"a.nt", "--get", "x"}));
+    EXPECT_EQ("--max-resources is for a new dictionary, not one given with --into",
+              messageOf({"a.nt", "--into", "d", "--max-resources", "3"}));
+    EXPECT_EQ("the value of option --output is empty", messageOf({"a.nt", "-o", ""}));
     EXPECT_EQ("option --query needs a value", messageOf({"a.nt", "--query"}));
     EXPECT_EQ("option --lenient takes no value", messageOf({"a.nt", "--lenient=yes"}));
 }

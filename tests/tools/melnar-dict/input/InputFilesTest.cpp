@@ -1,0 +1,72 @@
+#include "tools/melnar-dict/input/InputFiles.h"
+
+#include "tests/support/CaughtException.h"
+#include "tools/melnar-dict/shell/CommandLine.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+InputFiles read(const std::vector<std::string>& arguments, const InputFormats formats = InputFormats::ALL) {
+    VerbDescription verb{"read", "", "", ""};
+    InputFiles files;
+    addInputFiles(verb, formats, files);
+    readCommandLine(verb, arguments);
+    return files;
+}
+
+std::string messageOf(const std::vector<std::string>& arguments, const InputFormats formats = InputFormats::ALL) {
+    const auto failure = catchException<ToolFailure>([&] { read(arguments, formats); });
+    EXPECT_EQ(ExitCode::USAGE, failure.getExitCode());
+    return failure.what();
+}
+
+TEST(InputFilesTest, tellTheirFormatsByTheirNames) {
+    EXPECT_EQ((InputFiles{{"a.nt", RdfFormat::N_TRIPLES}, {"b.trig.gz", RdfFormat::TRIG}}),
+              read({"a.nt", "b.trig.gz"}));
+}
+
+TEST(InputFilesTest, allHaveTheOnlyGivenFormatWhereverItStands) {
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--format", "trig", "a.nt", "b", "-"},
+                                                      {"a.nt", "--format=trig", "b", "-"},
+                                                      {"a.nt", "b", "-", "--format", "trig"}})
+        EXPECT_EQ((InputFiles{{"a.nt", RdfFormat::TRIG}, {"b", RdfFormat::TRIG}, {"-", RdfFormat::TRIG}}),
+                  read(arguments));
+}
+
+TEST(InputFilesTest, haveTheLastFormatBeforeThem) {
+    EXPECT_EQ((InputFiles{{"a", RdfFormat::TURTLE},
+                          {"b", RdfFormat::TURTLE},
+                          {"c", RdfFormat::N_QUADS},
+                          {"d.nt", RdfFormat::N_TRIPLES}}),
+              read({"a", "--format", "turtle", "b", "--format", "nq", "c", "--format", "auto", "d.nt"}));
+    EXPECT_EQ((InputFiles{{"a.ttl", RdfFormat::TURTLE}, {"b", RdfFormat::N_TRIPLES}}),
+              read({"--format=auto", "a.ttl", "--format=nt", "b"}));
+}
+
+TEST(InputFilesTest, areRefusedWithoutAFormat) {
+    EXPECT_EQ("the name 'a.rdf' tells no format; give it with --format", messageOf({"a.nt", "a.rdf"}));
+    EXPECT_EQ("the name 'b' tells no format; give it with --format",
+              messageOf({"--format", "nt", "a", "--format", "auto", "b"}));
+    EXPECT_EQ("standard input needs --format", messageOf({"-"}));
+    EXPECT_EQ("option --format needs ntriples, nquads, turtle, trig or auto, not 'n3'",
+              messageOf({"a", "--format", "n3"}));
+}
+
+TEST(InputFilesTest, areRefusedInAFormatThatTheVerbDoesNotRead) {
+    EXPECT_EQ((InputFiles{{"a.nt", RdfFormat::N_TRIPLES}, {"b.nq", RdfFormat::N_QUADS}}),
+              read({"a.nt", "b.nq"}, InputFormats::LINES));
+    EXPECT_EQ("read reads N-Triples and N-Quads, and 'a.ttl' is neither by its name",
+              messageOf({"a.ttl"}, InputFormats::LINES));
+    EXPECT_EQ("option --format needs ntriples, nquads or auto, not 'turtle'",
+              messageOf({"a.nt", "--format", "turtle"}, InputFormats::LINES));
+}
+
+TEST(InputFilesTest, haveStandardInputOnlyOnce) {
+    EXPECT_EQ("standard input can be read only once", messageOf({"--format", "nt", "-", "a.nt", "-"}));
+    EXPECT_EQ("read needs a file", messageOf({}));
+    EXPECT_EQ("read needs a file", messageOf({"--format", "nt"}));
+}
+
+} // namespace

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "tools/melnar-dict/input/RdfFormat.h"
+#include "tools/melnar-dict/shell/VerbDescription.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+/// Which syntaxes a verb reads: all, or those with a statement a line.
+enum class InputFormats { ALL, LINES };
+
+/// The files that a verb reads, in the order given, "-" being standard input.
+using InputFiles = std::vector<std::pair<std::string, RdfFormat>>;
+
+/// Adds the operands FILE... and the option --format, which holds for the files behind it up to the next one; the first
+/// one holds for those before it, too.
+void addInputFiles(VerbDescription& verb, InputFormats formats, InputFiles& variable);

@@ -1,0 +1,8 @@
+#include "tools/melnar-dict/saved/SavedDictionaryOptions.h"
+
+#include "tools/melnar-dict/shell/SharedOptions.h"
+
+void addDictionary(VerbDescription& verb, SavedDictionaryOptions& variable) {
+    verb.addOperand("DICTIONARY", "a dictionary", variable.m_dictionaryName);
+    addMemoryLimit(verb, variable.m_memoryLimit);
+}

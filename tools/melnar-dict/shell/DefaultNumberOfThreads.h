@@ -1,0 +1,10 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <thread>
+
+/// One for each core.
+inline size_t getDefaultNumberOfThreads() noexcept {
+    return std::max(1u, std::thread::hardware_concurrency());
+}

@@ -1,0 +1,37 @@
+#include "tools/melnar-dict/shell/SharedOptions.h"
+
+namespace {
+
+constexpr uint64_t MAXIMUM_NUMBER_OF_THREADS = 1024;
+
+} // namespace
+
+void addMemoryLimit(VerbDescription& verb, uint64_t& variable) {
+    verb.addSize("--memory-limit", "bytes the dictionary may use, such as 512M or 16G (default: the machine's memory)",
+                 variable);
+}
+
+void addThreads(VerbDescription& verb, size_t& variable) {
+    verb.addNumber("--threads", "N", "use N threads (default: one for each core)", variable, 1,
+                   MAXIMUM_NUMBER_OF_THREADS);
+}
+
+void addMaximumLine(VerbDescription& verb, uint64_t& variable) {
+    verb.addSize("--max-line",
+                 "bytes of the longest line of N-Triples and N-Quads, and of the longest statement of Turtle and TriG "
+                 "(default: 1G)",
+                 variable);
+}
+
+void addJson(VerbDescription& verb, bool& variable) {
+    verb.addFlag("--json", "print JSON instead of text", variable);
+}
+
+void addOutput(VerbDescription& verb, const std::string& valueName, const std::string& outputText,
+               const std::string& forceText, OutputOptions& variable) {
+    verb.addText("-o,--output", valueName, outputText, variable.m_outputName);
+    verb.addFlag("--wait",
+                 "if another process is writing " + valueName + ", wait until it has finished, and read it only then",
+                 variable.m_waits);
+    verb.addFlag("--force", forceText, variable.m_isForced);
+}

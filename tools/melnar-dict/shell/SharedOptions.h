@@ -1,0 +1,27 @@
+#pragma once
+
+#include "tools/melnar-dict/shell/VerbDescription.h"
+
+/// Options that several verbs have, with the same names and meanings.
+
+/// --memory-limit
+void addMemoryLimit(VerbDescription& verb, uint64_t& variable);
+
+/// --threads
+void addThreads(VerbDescription& verb, size_t& variable);
+
+/// --max-line
+void addMaximumLine(VerbDescription& verb, uint64_t& variable);
+
+/// --json
+void addJson(VerbDescription& verb, bool& variable);
+
+/// A file that the verb writes: -o, --output, --wait and --force.
+struct OutputOptions {
+    std::string m_outputName;
+    bool m_waits = false;    // for another process that writes the output
+    bool m_isForced = false; // replaces what would be refused otherwise
+};
+
+void addOutput(VerbDescription& verb, const std::string& valueName, const std::string& outputText,
+               const std::string& forceText, OutputOptions& variable);

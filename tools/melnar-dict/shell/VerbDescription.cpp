@@ -1,0 +1,67 @@
+#include "tools/melnar-dict/shell/VerbDescription.h"
+
+#include "tools/melnar-dict/shell/NumberText.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
+
+#include <optional>
+#include <utility>
+
+namespace {
+
+std::string_view longNameIn(const std::string_view names) {
+    return names.substr(names.find(',') + 1);
+}
+
+[[noreturn]] void refuseValue(const std::string_view names, const std::string& expected, const std::string& value) {
+    throw ToolFailure(ExitCode::USAGE,
+                      "option " + std::string(longNameIn(names)) + " needs " + expected + ", not '" + value + "'");
+}
+
+} // namespace
+
+void VerbDescription::addOperand(const std::string& name, const std::string& noun, std::string& variable) {
+    m_operands.push_back({name, noun, false, [&variable](const std::string& value) { variable = value; }});
+}
+
+void VerbDescription::addOperands(const std::string& name, const std::string& noun,
+                                  std::vector<std::string>& variable) {
+    m_operands.push_back({name, noun, true, [&variable](const std::string& value) { variable.push_back(value); }});
+}
+
+void VerbDescription::addOption(const std::string& names, const std::string& valueName, const std::string& text,
+                                TakeValue take) {
+    const std::string_view longName = longNameIn(names);
+    const size_t numberOfOtherCharacters = names.size() - longName.size();
+    m_options.push_back({names.substr(0, numberOfOtherCharacters == 0 ? 0 : numberOfOtherCharacters - 1),
+                         std::string(longName), valueName, text, std::move(take)});
+}
+
+void VerbDescription::addText(const std::string& names, const std::string& valueName, const std::string& text,
+                              std::string& variable) {
+    addOption(names, valueName, text, [names, &variable](const std::string& value) {
+        if (value.empty()) // as an unset variable of a shell leaves it
+            throw ToolFailure(ExitCode::USAGE, "the value of option " + std::string(longNameIn(names)) + " is empty");
+        variable = value;
+    });
+}
+
+void VerbDescription::addFlag(const std::string& names, const std::string& text, bool& variable) {
+    addOption(names, "", text, [&variable](const std::string&) { variable = true; });
+}
+
+void VerbDescription::addSize(const std::string& names, const std::string& text, uint64_t& variable) {
+    addOption(names, "SIZE", text, [names, &variable](const std::string& value) {
+        const std::optional<uint64_t> numberOfBytes = parseNumberOfBytes(value);
+        if (!numberOfBytes)
+            refuseValue(names, "a number of bytes, such as 4096, 512M or 16G", value);
+        variable = *numberOfBytes;
+    });
+}
+
+uint64_t VerbDescription::requireNumber(const std::string& option, const std::string& value, const uint64_t minimum,
+                                        const uint64_t maximum) {
+    const std::optional<uint64_t> number = parseNumber(value);
+    if (!number || *number < minimum || *number > maximum)
+        refuseValue(option, "a number from " + std::to_string(minimum) + " to " + std::to_string(maximum), value);
+    return *number;
+}

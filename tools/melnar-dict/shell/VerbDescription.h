@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+/// The command line of a verb: reading the arguments and the text of --help both come from here.
+///
+/// To add an option   Add a member to the verb's options, and to its describe function a line that binds the option to
+///                    the member. An option of several verbs has that line in SharedOptions.cpp.
+/// To add a verb      Write XOptions, describeX and runX, as StatsCommand does, and add a line to Verbs.cpp.
+///
+/// Texts      Plain sentences. Lines are joined and broken anew when printed; a blank line ends a paragraph.
+/// Ownership  Refers to the variables that operands and options are bound to.
+/// Errors     What takes a value refuses it with a ToolFailure with ExitCode::USAGE.
+struct VerbDescription {
+    using TakeValue = std::function<void(const std::string& value)>;
+
+    struct Operand {
+        std::string m_name; // as usage shows it
+        std::string m_noun; // with its article, for messages
+        bool m_isRepeated;  // once or more often, and then the last one
+        TakeValue m_take;
+    };
+
+    struct Option {
+        std::string m_shortName; // with its dash; empty for most
+        std::string m_longName;  // with its dashes
+        std::string m_valueName; // empty for an option without a value
+        std::string m_text;
+        TakeValue m_take; // is called each time the option is given, in the order of all arguments
+    };
+
+    std::string m_name;
+    std::string m_purpose; // for the list of verbs, without a full stop
+    std::string m_text;
+    std::string m_exitCodes;
+    std::vector<Operand> m_operands{};
+    std::vector<Option> m_options{};
+    std::vector<std::function<void()>> m_checks{}; // are called when all arguments have been taken
+
+    void addOperand(const std::string& name, const std::string& noun, std::string& variable);
+    void addOperands(const std::string& name, const std::string& noun, std::vector<std::string>& variable);
+
+    /// `names` is the long name, or the short one, a comma and the long one. Given several times, an option that is
+    /// bound to a variable counts as it is given last.
+    void addOption(const std::string& names, const std::string& valueName, const std::string& text, TakeValue take);
+    void addText(const std::string& names, const std::string& valueName, const std::string& text,
+                 std::string& variable);
+    void addFlag(const std::string& names, const std::string& text, bool& variable);
+
+    /// The variable is a uint64_t, or an optional one.
+    template<class Variable>
+    void addNumber(const std::string& names, const std::string& valueName, const std::string& text, Variable& variable,
+                   const uint64_t minimum, const uint64_t maximum) {
+        addOption(names, valueName, text, [names, &variable, minimum, maximum](const std::string& value) {
+            variable = requireNumber(names, value, minimum, maximum);
+        });
+    }
+
+    /// Bytes, with K, M, G or T for 1024 bytes and its powers, or without.
+    void addSize(const std::string& names, const std::string& text, uint64_t& variable);
+
+    static uint64_t requireNumber(const std::string& option, const std::string& value, uint64_t minimum,
+                                  uint64_t maximum);
+};
