@@ -32,6 +32,27 @@ private:
     posix_spawn_file_actions_t m_actions;
 };
 
+/// Signals act on the new process as they do at a terminal, whatever this one was started under.
+class DefaultSignals : private Unmovable {
+public:
+    DefaultSignals() {
+        sigset_t signals;
+        ::sigemptyset(&signals);
+        ::sigaddset(&signals, SIGHUP);
+        ::sigaddset(&signals, SIGPIPE);
+        ::sigaddset(&signals, SIGXFSZ);
+        posix_spawnattr_init(&m_attributes);
+        posix_spawnattr_setsigdefault(&m_attributes, &signals);
+        posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGDEF);
+    }
+    ~DefaultSignals() { posix_spawnattr_destroy(&m_attributes); }
+
+    const posix_spawnattr_t* get() const { return &m_attributes; }
+
+private:
+    posix_spawnattr_t m_attributes;
+};
+
 /// The end of a pipe whose other end is closed.
 class ClosedPipe : private Unmovable {
 public:
@@ -51,11 +72,11 @@ private:
     int m_fileDescriptor;
 };
 
-int waitForExitCode(const pid_t process) {
+int waitForStatus(const pid_t process) {
     int status = 0;
     if (::waitpid(process, &status, 0) != process)
         throw std::runtime_error("The process is lost.");
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return status;
 }
 
 } // namespace
@@ -79,12 +100,15 @@ RunningTool::RunningTool(const std::vector<std::string>& arguments, const ToolIn
     actions.changeDirectory(input.m_workingDirectory);
 
     std::vector<std::string> texts{MELNAR_DICT_EXECUTABLE};
+    if (!input.m_shellCommands.empty())
+        texts = {"/bin/sh", "-c", input.m_shellCommands + "\nexec \"$0\" \"$@\"", MELNAR_DICT_EXECUTABLE};
     texts.insert(texts.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
     for (std::string& text : texts)
         pointers.push_back(text.data());
     pointers.push_back(nullptr);
-    if (::posix_spawn(&m_processID, MELNAR_DICT_EXECUTABLE, actions.get(), nullptr, pointers.data(), environ) != 0)
+    if (::posix_spawn(&m_processID, pointers.front(), actions.get(), DefaultSignals().get(), pointers.data(),
+                      environ) != 0)
         throw std::runtime_error("The tool does not start.");
 }
 
@@ -100,8 +124,11 @@ void RunningTool::send(const int signalNumber) const {
 }
 
 ToolResult RunningTool::wait() {
-    const int exitCode = waitForExitCode(std::exchange(m_processID, 0));
-    return {exitCode, TemporaryDirectory::getContentsOf(m_outputPath), TemporaryDirectory::getContentsOf(m_errorPath)};
+    const int status = waitForStatus(std::exchange(m_processID, 0));
+    const int signalNumber = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    return {signalNumber == 0 ? WEXITSTATUS(status) : 128 + signalNumber,
+            TemporaryDirectory::getContentsOf(m_outputPath), TemporaryDirectory::getContentsOf(m_errorPath),
+            signalNumber};
 }
 
 ToolResult runToolProcess(const std::vector<std::string>& arguments, const ToolInput& input) {

@@ -12,6 +12,7 @@ struct ToolResult {
     int m_exitCode;
     std::string m_output;
     std::string m_errorOutput;
+    int m_signalNumber; // of the signal that it died by, or 0
 };
 
 /// What the tool runs with.
@@ -22,6 +23,7 @@ struct ToolInput {
     int m_outputDescriptor = -1;          // or the open file where it goes
     int m_errorDescriptor = -1;           // the open file where standard error goes instead of into the result
     bool m_isOutputClosedPipe = false;    // whether it goes where nobody reads
+    std::string m_shellCommands;          // done before by a shell that then becomes the tool, such as: ulimit -f 1
     std::string m_workingDirectory = "/"; // what relative file names are relative to
 };
 

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <csignal>
+#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
@@ -220,7 +222,75 @@ TEST_F(ToolTest, endsWithThreeWhenStandardOutputCannotBeWritten) {
         expectFailure(3, "melnar-dict: standard output: No space left on device\n", run(arguments, input));
     input = {};
     input.m_isOutputClosedPipe = true;
+    input.m_shellCommands = "trap '' PIPE";
     expectFailure(3, "melnar-dict: standard output: Broken pipe\n", run({"load", "a.nt"}, input));
+}
+
+TEST_F(ToolTest, endsQuietlyWhenNobodyReadsStandardOutput) {
+    m_directory.addFile("a.nt", TEXT);
+    ASSERT_EQ(0, run({"load", "a.nt", "-o", "d"}).m_exitCode);
+    ASSERT_EQ(0, run({"encode", "a.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    ToolInput input;
+    input.m_isOutputClosedPipe = true;
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"},
+                                                      {"load", "a.nt"},
+                                                      {"dump", "d"},
+                                                      {"get", "d", "1"},
+                                                      {"stats", "d"},
+                                                      {"decode", "encoded.nt", "-d", "d", "-o", "-"}}) {
+        const ToolResult result = run(arguments, input);
+        EXPECT_EQ(SIGPIPE, result.m_signalNumber) << arguments.front();
+        EXPECT_EQ("", result.m_errorOutput) << arguments.front();
+    }
+}
+
+TEST_F(ToolTest, aFileThatMayNotGrowIsAFailureThatLeavesNothing) {
+    std::string triples;
+    for (int number = 0; number < 10000; ++number)
+        triples += "<urn:s> <urn:p> \"text " + std::to_string(number) + "\" .\n";
+    m_directory.addFile("big.nt", triples);
+    ASSERT_EQ(0, run({"load", "big.nt", "-o", "big"}).m_exitCode);
+    const std::string dictionary = m_directory.getContentsOf(m_directory.getPathOf("big"));
+    ToolInput input;
+    input.m_shellCommands = "ulimit -f 8"; // half-kilobytes
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"load", "big.nt", "-o", "new"},
+                                                      {"load", "big.nt", "--into", "big"},
+                                                      {"compact", "big"},
+                                                      {"compact", "big", "-o", "new"},
+                                                      {"encode", "big.nt", "-d", "big", "-o", "new"},
+                                                      {"dump", "big"}}) {
+        const ToolResult result = run(arguments, input);
+        EXPECT_EQ(3, result.m_exitCode) << arguments.front();
+        EXPECT_NE(std::string::npos, result.m_errorOutput.find("File too large")) << result.m_errorOutput;
+    }
+    input.m_shellCommands = "ulimit -f 0";
+    EXPECT_EQ(3, run({"load", "big.nt", "-o", "new"}, input).m_exitCode);
+    EXPECT_EQ(dictionary, m_directory.getContentsOf(m_directory.getPathOf("big")));
+    size_t numberOfFiles = 0;
+    for ([[maybe_unused]] const auto& file : std::filesystem::directory_iterator(m_directory.getPathOf("")))
+        ++numberOfFiles;
+    EXPECT_EQ(2u, numberOfFiles);
+}
+
+TEST_F(ToolTest, closedStandardDescriptorsLeadNowhere) {
+    m_directory.addFile("a.nt", TEXT);
+    ASSERT_EQ(0, run({"load", "a.nt", "-o", "d"}).m_exitCode);
+    const std::string dictionary = m_directory.getContentsOf(m_directory.getPathOf("d"));
+    ToolInput input;
+    input.m_shellCommands = "exec >&-";
+    const std::string unwritable = "melnar-dict: standard output: Bad file descriptor\n";
+    expectFailure(3, unwritable, run({"load", "a.nt", "-o", "new"}, input));
+    EXPECT_EQ(dictionary, m_directory.getContentsOf(m_directory.getPathOf("new")));
+    expectFailure(3, unwritable, run({"dump", "d"}, input));
+    input.m_shellCommands = "exec <&- >&- 2>&-";
+    EXPECT_EQ(3, run({"dump", "d"}, input).m_exitCode);
+    EXPECT_EQ(3, run({"load", "-", "--format", "nt", "-o", "d"}, input).m_exitCode);
+    EXPECT_EQ(dictionary, m_directory.getContentsOf(m_directory.getPathOf("d")));
+    input.m_shellCommands = "exec 2>&-";
+    EXPECT_EQ(0, run({"load", "a.nt", "--into", "d"}, input).m_exitCode);
+    input.m_input = "This error is told nowhere.\n";
+    EXPECT_EQ(0, run({"load", "-", "--format", "nt", "--lenient", "--into", "d"}, input).m_exitCode);
+    EXPECT_EQ(0, run({"verify", "d"}).m_exitCode);
 }
 
 TEST_F(ToolTest, endsWithTwoOnAWrongCommandLine) {

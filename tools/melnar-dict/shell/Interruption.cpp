@@ -8,6 +8,8 @@
 
 namespace {
 
+constexpr int SIGNALS[] = {SIGHUP, SIGINT, SIGPIPE, SIGTERM};
+
 // What becomes of an interruption; a positive state is the number of the signal that waits for the end of a delay.
 constexpr int OPEN = 0;     // it ends the process at once
 constexpr int DELAYED = -1; // it waits
@@ -25,6 +27,14 @@ char s_temporaryFileNames[2][PATH_MAX];
     for (const auto& fileName : s_temporaryFileNames)
         if (fileName[0] != 0)
             ::unlink(fileName);
+    if (signalNumber == SIGPIPE) { // Shells report nothing else as this death.
+        ::signal(signalNumber, SIG_DFL);
+        sigset_t signals;
+        ::sigemptyset(&signals);
+        ::sigaddset(&signals, signalNumber);
+        ::pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+        ::raise(signalNumber);
+    }
     ::_exit(128 + signalNumber);
 }
 
@@ -48,12 +58,12 @@ void exitCleanlyWhenInterrupted() {
     action.sa_handler = &handleInterruption;
     action.sa_flags = SA_RESTART; // An interruption that waits is no failure of the call that it meets.
     ::sigemptyset(&action.sa_mask);
-    ::sigaddset(&action.sa_mask, SIGINT);
-    ::sigaddset(&action.sa_mask, SIGTERM);
-    for (const int signalNumber : {SIGINT, SIGTERM}) {
+    for (const int signalNumber : SIGNALS)
+        ::sigaddset(&action.sa_mask, signalNumber);
+    for (const int signalNumber : SIGNALS) {
         struct sigaction previous = {};
         ::sigaction(signalNumber, nullptr, &previous);
-        if (previous.sa_handler != SIG_IGN) // a program started in the background ignores interrupts
+        if (previous.sa_handler != SIG_IGN) // as in the background, or under nohup
             ::sigaction(signalNumber, &action, nullptr);
     }
 }

@@ -9,8 +9,10 @@
 /// file is there, the name of the other is this process's.
 enum class TemporaryFile : size_t { OUTPUT, LOCK };
 
-/// Makes SIGINT and SIGTERM end the process with exit code 130 or 143, as a shell reports them, after removing the
-/// temporary files that are there at that moment. Called once, before threads start.
+/// Makes SIGHUP, SIGINT and SIGTERM end the process with exit code 129, 130 or 143, as a shell reports them, after
+/// removing the temporary files that are there at that moment. SIGPIPE, when nobody reads what is written, does the same
+/// and then ends the process itself, without a word. Signals that are ignored stay so: a broken pipe is then an error
+/// of writing. Called once, before threads start.
 void exitCleanlyWhenInterrupted();
 
 /// Puts interruptions off while it lives, whichever thread they come to; at its end, one that has come ends the

@@ -23,10 +23,26 @@
 
 namespace {
 
+constexpr int SIGNALS[] = {SIGHUP, SIGINT, SIGPIPE, SIGTERM};
+
+/// Returns how a process has ended, such as: exit 0, signal 9.
+std::string waitForEnd(const pid_t process) {
+    int status = 0;
+    EXPECT_EQ(process, ::waitpid(process, &status, 0));
+    return WIFEXITED(status) ? "exit " + std::to_string(WEXITSTATUS(status))
+                             : "signal " + std::to_string(WTERMSIG(status));
+}
+
+/// The end by a signal that is to be seen from outside.
+std::string endBy(const int signalNumber) {
+    return signalNumber == SIGPIPE ? "signal " + std::to_string(signalNumber)
+                                   : "exit " + std::to_string(128 + signalNumber);
+}
+
 /// The tool, running, with standard input that stays open and empty until it is interrupted.
 class WaitingTool {
 public:
-    explicit WaitingTool(const std::vector<std::string>& arguments) {
+    explicit WaitingTool(const std::vector<std::string>& arguments, const std::vector<int>& ignoredSignals = {}) {
         int pipeEnds[2];
         EXPECT_EQ(0, ::pipe2(pipeEnds, O_CLOEXEC));
         std::vector<char*> argumentPointers{const_cast<char*>("melnar-dict")};
@@ -36,6 +52,10 @@ public:
         m_processID = ::fork();
         if (m_processID == 0) {
             ::dup2(pipeEnds[0], STDIN_FILENO);
+            for (const int signalNumber : SIGNALS)
+                ::signal(signalNumber, SIG_DFL);
+            for (const int signalNumber : ignoredSignals)
+                ::signal(signalNumber, SIG_IGN);
             ::execv(MELNAR_DICT_EXECUTABLE, argumentPointers.data());
             ::_exit(99);
         }
@@ -58,12 +78,11 @@ public:
         return false;
     }
 
-    /// Returns the exit code, or 1000 when it was no exit.
-    int interrupt(const int signalNumber) const {
-        ::kill(m_processID, signalNumber);
-        int status = 0;
-        EXPECT_EQ(m_processID, ::waitpid(m_processID, &status, 0));
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 1000;
+    void send(const int signalNumber) const { ::kill(m_processID, signalNumber); }
+
+    std::string interrupt(const int signalNumber) const {
+        send(signalNumber);
+        return waitForEnd(m_processID);
     }
 
 private:
@@ -85,11 +104,11 @@ TEST(InterruptionTest, removesTheTemporaryFileAndLeavesTheOldOne) {
     const std::string triples = directory.addFile("in.nt", "<urn:s> <urn:p> \"text\" .\n");
     const std::string dictionary = directory.getPathOf("d");
     ASSERT_EQ(0, runToolProcess({"load", triples, "-o", dictionary}).m_exitCode);
-    for (const auto& [signalNumber, exitCode] : std::vector<std::pair<int, int>>{{SIGINT, 130}, {SIGTERM, 143}}) {
+    for (const int signalNumber : SIGNALS) {
         const std::string output = directory.addFile("out.nt", "old");
         const WaitingTool tool({"encode", "-", "--format", "nt", "-d", dictionary, "-o", output});
         ASSERT_TRUE(waitFor(output + ".saving"));
-        EXPECT_EQ(exitCode, tool.interrupt(signalNumber));
+        EXPECT_EQ(endBy(signalNumber), tool.interrupt(signalNumber));
         EXPECT_FALSE(std::filesystem::exists(output + ".saving"));
         EXPECT_FALSE(std::filesystem::exists(output + ".lock"));
         EXPECT_EQ("old", TemporaryDirectory::getContentsOf(output));
@@ -158,10 +177,12 @@ private:
     bool m_isRenamed = false;
 };
 
-/// Returns the exit code of a child process that writes a file and is interrupted, or 1000 when it was no exit.
-int interruptAt(const Moment& moment, const std::string& path, const int signalNumber, const bool isInOtherThread) {
+/// Returns the end of a child process that writes a file and is interrupted.
+std::string interruptAt(const Moment& moment, const std::string& path, const int signalNumber,
+                        const bool isInOtherThread) {
     const pid_t child = ::fork();
     if (child == 0) {
+        ::signal(signalNumber, SIG_DFL);
         exitCleanlyWhenInterrupted();
         Interrupter interrupter(moment, path + ".saving", signalNumber, isInOtherThread);
         {
@@ -175,19 +196,17 @@ int interruptAt(const Moment& moment, const std::string& path, const int signalN
         interrupter.happened(Operation::NONE);
         ::_exit(0);
     }
-    int status = 0;
-    EXPECT_EQ(child, ::waitpid(child, &status, 0));
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 1000;
+    return waitForEnd(child);
 }
 
 TEST(InterruptionTest, removesTheTemporaryFileOfThisProcessAndNoOther) {
     for (const Moment& moment : MOMENTS)
-        for (const int signalNumber : {SIGINT, SIGTERM})
+        for (const int signalNumber : SIGNALS)
             for (const bool isInOtherThread : {false, true}) {
                 SCOPED_TRACE(static_cast<int>(moment.m_operation));
                 const TemporaryDirectory directory;
                 const std::string path = directory.addFile("file", "old");
-                EXPECT_EQ(128 + signalNumber, interruptAt(moment, path, signalNumber, isInOtherThread));
+                EXPECT_EQ(endBy(signalNumber), interruptAt(moment, path, signalNumber, isInOtherThread));
                 EXPECT_EQ(moment.m_contents, TemporaryDirectory::getContentsOf(path));
                 ASSERT_EQ(moment.m_isNameFree, std::filesystem::exists(path + ".saving"));
                 ASSERT_FALSE(std::filesystem::exists(path + ".lock"));
@@ -205,10 +224,19 @@ TEST(InterruptionTest, endsALoadBeforeAnythingIsSaved) {
     const std::string before = TemporaryDirectory::getContentsOf(dictionary);
     const WaitingTool tool({"load", "-", "--format", "nt", "--into", dictionary});
     ASSERT_TRUE(tool.takes("<urn:s> <urn:p> \"new\" .\n"));
-    EXPECT_EQ(130, tool.interrupt(SIGINT));
+    EXPECT_EQ("exit 130", tool.interrupt(SIGINT));
     EXPECT_EQ(before, TemporaryDirectory::getContentsOf(dictionary));
     EXPECT_FALSE(std::filesystem::exists(dictionary + ".saving"));
     EXPECT_FALSE(std::filesystem::exists(dictionary + ".lock"));
+}
+
+TEST(InterruptionTest, signalsThatWereIgnoredAtTheStartStayIgnored) {
+    for (const int signalNumber : {SIGHUP, SIGINT, SIGPIPE}) {
+        const WaitingTool tool({"load", "-", "--format", "nt"}, {signalNumber});
+        ASSERT_TRUE(tool.takes("\n"));
+        tool.send(signalNumber);
+        EXPECT_EQ("exit 143", tool.interrupt(SIGTERM)) << signalNumber;
+    }
 }
 
 } // namespace
