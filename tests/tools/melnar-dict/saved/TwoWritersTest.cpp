@@ -76,8 +76,8 @@ protected:
     }
 
     /// Starts the tool, which is to wait for another's end, and returns when it says so.
-    std::unique_ptr<RunningTool> startWaiting(const std::vector<std::string>& arguments, std::string& message) const {
-        Pipe errorOutput;
+    std::unique_ptr<RunningTool> startWaiting(const std::vector<std::string>& arguments, std::string& message) {
+        Pipe& errorOutput = *m_errorOutputs.emplace_back(std::make_unique<Pipe>());
         ToolInput input = getInput();
         input.m_errorDescriptor = errorOutput.getWritingEnd();
         auto tool = std::make_unique<RunningTool>(arguments, input);
@@ -112,6 +112,9 @@ protected:
     bool exists(const std::string& fileName) const { return std::filesystem::exists(m_directory.getPathOf(fileName)); }
 
     const TemporaryDirectory m_directory;
+
+private:
+    std::vector<std::unique_ptr<Pipe>> m_errorOutputs; // stay open: who writes what nobody can read any more dies
 };
 
 TEST_F(TwoWritersTest, theSecondIsRefusedAndToldWhoIsAtWork) {
