@@ -76,7 +76,7 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
                                                             Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS))
                          : Dictionary::open(intoName, options.m_memoryLimit);
     Dictionary& dictionary = *ownedDictionary;
-    InputJournal journal(options.m_isLenient, errorOutput);
+    InputJournal journal({options.m_isLenient, options.m_numberOfErrorsShown, options.m_isQuiet}, errorOutput);
     FileLoader loader(dictionary, journal,
                       {options.m_numberOfThreads, options.m_isLenient, options.m_base, BlockReader::DEFAULT_BLOCK_SIZE,
                        options.m_maximumLine});
@@ -86,6 +86,7 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
         if (journal.isStopped())
             return journal.getExitCode();
     }
+    journal.reportHiddenErrors();
     dictionary.commit();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - start;
     if (lock) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/melnar-dict/input/InputFiles.h"
+#include "tools/melnar-dict/pieces/InputJournal.h"
 #include "tools/melnar-dict/saved/Lookup.h"
 #include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
 #include "tools/melnar-dict/shell/PhysicalMemory.h"
@@ -18,6 +19,8 @@ struct LoadOptions {
     size_t m_numberOfThreads = getDefaultNumberOfThreads();
     bool m_isLenient = false;
     bool m_asksForJson = false;
+    bool m_isQuiet = false; // on standard error, but for what ends the load
+    uint64_t m_numberOfErrorsShown = InputJournal::DEFAULT_NUMBER_OF_ERRORS_SHOWN;
     OutputOptions m_output; // without a name, the dictionary is not saved
     uint64_t m_memoryLimit = getPhysicalMemory();
     uint64_t m_maximumLine = DEFAULT_MAXIMUM_LINE;

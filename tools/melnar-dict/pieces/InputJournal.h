@@ -19,10 +19,21 @@
 /// the file, so every piece before the one with the error is done in the end, and the error that is reported is the
 /// first of the file with any number of threads; what happens behind it is left out.
 ///
+/// All errors are counted, and so many are shown as the settings say, as well as the one that stops the load.
+///
 /// Threads  finish, stop and isStopped: any number at once. The rest: while no piece is worked on.
 class InputJournal : private Unmovable {
 public:
-    InputJournal(bool lenient, std::ostream& errorOutput) : m_isLenient(lenient), m_errorOutput(errorOutput) {}
+    struct Settings {
+        bool m_isLenient = false;
+        uint64_t m_numberOfErrorsShown = DEFAULT_NUMBER_OF_ERRORS_SHOWN;
+        bool m_isQuiet = false; // shows only the error that stops the load
+    };
+
+    static constexpr uint64_t DEFAULT_NUMBER_OF_ERRORS_SHOWN = 20;
+
+    InputJournal(const Settings& settings, std::ostream& errorOutput)
+        : m_settings(settings), m_errorOutput(errorOutput) {}
 
     /// Goes on to a file; the pieces of the last one are done.
     void startFile(const std::string& fileName);
@@ -35,6 +46,9 @@ public:
 
     /// Stops without an error of its own.
     void stop() noexcept { m_isStopped.store(true, std::memory_order_relaxed); }
+
+    /// Says how many errors were not shown, if any, after the last file. An error that stops the load does so itself.
+    void reportHiddenErrors();
 
     const StatementCounts& getCounts() const noexcept { return m_counts; }
     uint64_t getNumberOfErrors() const noexcept { return m_numberOfErrors; }
@@ -50,8 +64,9 @@ private:
 
     bool isFatal(const InputError& error) const noexcept;
     void report(const Result& result);
+    void report(const InputError& error);
 
-    const bool m_isLenient;
+    const Settings m_settings;
     std::atomic<bool> m_isStopped = false; // only a hint to stop early, so relaxed accesses do
     std::mutex m_mutex;                    // protects all that follows
     std::ostream& m_errorOutput;
@@ -61,5 +76,6 @@ private:
     std::map<uint64_t, Result> m_waiting; // for pieces before them
     StatementCounts m_counts;
     uint64_t m_numberOfErrors = 0;
+    uint64_t m_numberOfHiddenErrors = 0; // since this was said
     ExitCode m_exitCode = ExitCode::DONE;
 };

@@ -52,7 +52,7 @@ void checkOutput(const RewriteOptions& options) {
 template<class Rewriter>
 ExitCode rewriteFiles(const RewriteOptions& options, const Dictionary& dictionary, OutputStream& output,
                       std::ostream& errorOutput) {
-    InputJournal journal(false, errorOutput);
+    InputJournal journal({}, errorOutput);
     OrderedOutput orderedOutput(output);
     for (const auto& [fileName, format] : options.m_files) {
         journal.startFile(fileName);

@@ -5,6 +5,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -26,8 +27,11 @@ InputError badData(const uint64_t line, const std::string& cause) {
 class InputJournalTest : public testing::Test {
 protected:
     /// A journal at the start of a file.
-    InputJournal& open(const bool lenient) {
-        m_journal.emplace(lenient, m_errorOutput);
+    InputJournal& open(const bool lenient) { return open(InputJournal::Settings{.m_isLenient = lenient}); }
+
+    InputJournal& open(const InputJournal::Settings& settings) {
+        m_errorOutput.str("");
+        m_journal.emplace(settings, m_errorOutput);
         m_journal->startFile("a.nt");
         return *m_journal;
     }
@@ -83,6 +87,55 @@ TEST_F(InputJournalTest, stopsForWhatIsNotTheDatasFaultEvenWhenLenient) {
     EXPECT_EQ("a.nt:2: a\na.nt: disk on fire\n", m_errorOutput.str());
     EXPECT_EQ(ExitCode::FAILURE, journal.getExitCode());
     EXPECT_TRUE(journal.isStopped());
+}
+
+TEST_F(InputJournalTest, showsTheFirstErrorsAndCountsTheRest) {
+    InputJournal& journal = open({.m_isLenient = true, .m_numberOfErrorsShown = 2});
+    journal.finish(makePiece(0, 10, {badData(1, "a")}));
+    journal.startFile("b.nt");
+    journal.finish(makePiece(1, 10, {badData(1, "c")}));
+    journal.finish(makePiece(0, 10, {badData(2, "b")}));
+    journal.reportHiddenErrors();
+    EXPECT_EQ("a.nt:1: a\nb.nt:2: b\n… and 1 more error\n", m_errorOutput.str());
+    EXPECT_EQ(3u, journal.getNumberOfErrors());
+    journal.reportHiddenErrors();
+    EXPECT_EQ("a.nt:1: a\nb.nt:2: b\n… and 1 more error\n", m_errorOutput.str()) << "it is said once";
+}
+
+TEST_F(InputJournalTest, showsAsManyErrorsAsItWasToldAndNoMore) {
+    for (const auto& [number, expected] : {std::pair(1300u, "1,300 errors\n"), {1u, "1 error\n"}}) {
+        InputJournal& journal = open({.m_isLenient = true, .m_numberOfErrorsShown = 0});
+        journal.finish(makePiece(0, 10, std::vector<InputError>(number, badData(1, "a"))));
+        journal.reportHiddenErrors();
+        EXPECT_EQ(expected, m_errorOutput.str());
+    }
+    InputJournal& journal = open({.m_isLenient = true, .m_numberOfErrorsShown = 2});
+    journal.finish(makePiece(0, 10, {badData(1, "a"), badData(2, "b")}));
+    journal.reportHiddenErrors();
+    EXPECT_EQ("a.nt:1: a\na.nt:2: b\n", m_errorOutput.str()) << "nothing is hidden";
+}
+
+TEST_F(InputJournalTest, alwaysShowsTheErrorThatStopsTheLoad) {
+    for (const bool isQuiet : {false, true}) {
+        InputJournal& journal =
+            open({.m_isLenient = true, .m_numberOfErrorsShown = isQuiet ? 20u : 1u, .m_isQuiet = isQuiet});
+        journal.finish(makePiece(0, 10, {badData(1, "a"), badData(2, "b"), {0, ExitCode::FAILURE, "disk on fire"}}));
+        journal.reportHiddenErrors();
+        EXPECT_EQ(isQuiet ? "a.nt: disk on fire\n" : "a.nt:1: a\n… and 1 more error\na.nt: disk on fire\n",
+                  m_errorOutput.str());
+        EXPECT_EQ(3u, journal.getNumberOfErrors());
+    }
+    InputJournal& journal = open({.m_numberOfErrorsShown = 0});
+    journal.finish(makePiece(0, 10, {badData(1, "a"), badData(2, "b")}));
+    EXPECT_EQ("a.nt:1: a\n", m_errorOutput.str());
+}
+
+TEST_F(InputJournalTest, isQuietAboutAllErrorsThatStopNothing) {
+    InputJournal& journal = open({.m_isLenient = true, .m_isQuiet = true});
+    journal.finish(makePiece(0, 10, {badData(1, "a"), badData(2, "b")}));
+    journal.reportHiddenErrors();
+    EXPECT_EQ("", m_errorOutput.str());
+    EXPECT_EQ(2u, journal.getNumberOfErrors());
 }
 
 TEST_F(InputJournalTest, countsLinesFromTheFileWherePiecesDo) {
