@@ -58,6 +58,7 @@ const char* LineReader::readText(const char* const begin, const char* const end,
     if (!m_options.m_isLenient)
         report(m_error, at);
     m_isInLongLine = m_options.m_isLenient;
+    passSkipped(at, end);
     return end;
 }
 
@@ -67,6 +68,7 @@ const char* LineReader::skipLongLine(const char* const at, const char* const end
         return at;
     const char* const lineEnd = std::find_if(at, end, isLineEnd);
     m_bytesExamined += static_cast<uint64_t>(lineEnd - at);
+    passSkipped(at, lineEnd);
     if (lineEnd == end && !isLast)
         return end;
     m_isInLongLine = false;
@@ -238,6 +240,7 @@ const char* LineReader::skipLine(const char* const line, const char* const end) 
     static_cast<void>(checkLength(line, lineEnd)); // A line that is too long has no other error.
     SyntaxError error = takeFailure(line);
     m_bytesExamined += static_cast<uint64_t>(lineEnd - line);
+    passSkipped(line, lineEnd);
     report(error, lineEnd);
     if (invalid < lineEnd)
         openWindow(lineEnd, end, true);

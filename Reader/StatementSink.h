@@ -3,6 +3,8 @@
 #include "Reader/SyntaxError.h"
 #include "Reader/Term.h"
 
+#include <string_view>
+
 namespace Rdf {
 
 /// Takes what a reader finds, in the order of the text.
@@ -17,6 +19,10 @@ public:
 
     /// Called once when reading is strict, which is then over.
     virtual void takeError(const SyntaxError& error) = 0;
+
+    /// Takes bytes that give no statements because of an error, when reading is lenient: those that the error names as
+    /// skipped, in pieces and before it. They are valid until the function returns.
+    virtual void takeSkipped(std::string_view /*bytes*/) {}
 };
 
 } // namespace Rdf

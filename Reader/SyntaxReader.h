@@ -68,6 +68,12 @@ protected:
     /// Makes an error of the window's failure in the statement that starts here.
     SyntaxError takeFailure(const char* statement);
 
+    /// Gives bytes to the sink that an error costs.
+    void passSkipped(const char* const begin, const char* const end) {
+        if (m_options.m_isLenient && begin != end)
+            m_sink.takeSkipped({begin, static_cast<size_t>(end - begin)});
+    }
+
     /// Gives an error to the sink, now that it is known where what it costs ends.
     void report(SyntaxError& error, const char* skippedEnd);
 

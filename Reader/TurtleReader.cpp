@@ -211,9 +211,11 @@ const char* TurtleReader::readTriples(const char* const at) {
         return end;
     if (const Term* const label = m_triples.getLabel())
         return enterGraph(end, *label);
+    const char* const next = *end == '.' ? end + 1 : end;
+    m_statementText = {at, static_cast<size_t>(next - at)};
     for (const Statement& statement : m_triples.getStatements())
         m_sink.takeStatement(statement);
-    return *end == '.' ? end + 1 : end;
+    return next;
 }
 
 const char* TurtleReader::enterGraph(const char* const brace, const Term& label) {
@@ -233,6 +235,7 @@ const char* TurtleReader::finishSkipping(const char* const begin, const char* co
         return begin;
     const char* const at = m_skipper.skip(begin, end, isLast);
     m_bytesExamined += static_cast<uint64_t>(at - begin);
+    passSkipped(begin, at);
     if (!m_skipper.isSkipping())
         report(m_error, at);
     return at;

@@ -5,6 +5,7 @@
 #include "Reader/TurtleTriples.h"
 
 #include <string>
+#include <string_view>
 
 namespace Rdf {
 
@@ -16,6 +17,9 @@ public:
 
     /// What the statements depend on that come next.
     const TurtleContext& getContext() const noexcept { return m_context; }
+
+    /// Returns the text of the statement whose triples the sink is taking, with its full stop.
+    std::string_view getStatementText() const noexcept { return m_statementText; }
 
     /// Continues between statements of a text, outside of its graphs, as the reader would that the context is from.
     void setContext(const TurtleContext& context) {
@@ -44,7 +48,8 @@ private:
     TurtleTerms m_terms;
     TurtleTriples m_triples;
     StatementSkipper m_skipper;
-    SyntaxError m_error;        // of the statement that is being skipped
+    SyntaxError m_error; // of the statement that is being skipped
+    std::string_view m_statementText;
     bool m_isInComment = false; // at the start of the text
     bool m_isInGraph = false;
     Term m_graph;

@@ -13,6 +13,8 @@ namespace {
 
 class Recorder : public Rdf::StatementSink {
 public:
+    explicit Recorder(const std::string_view text) : m_text(text) {}
+
     void takeStatement(const Rdf::Statement& statement) final {
         Rdf::CanonicalWriter::appendStatement(statement, m_result.m_statements);
         const Rdf::Term* object = &statement.m_object;
@@ -34,11 +36,21 @@ public:
 
     void takeError(const Rdf::SyntaxError& error) final {
         m_result.m_errors.push_back(error.format("").substr(1));
+        const uint64_t length = m_isLenient ? error.m_skippedEnd - error.m_skippedBegin : 0;
+        EXPECT_EQ(m_text.substr(error.m_skippedBegin, length), m_skippedBytes);
+        m_skippedBytes.clear();
         m_result.m_skipped.push_back(std::to_string(error.m_skippedBegin) + '-' + std::to_string(error.m_skippedEnd));
     }
 
+    void takeSkipped(const std::string_view bytes) final { m_skippedBytes += bytes; }
+
+    const std::string_view m_text;
+    bool m_isLenient = false;
     ReadResult m_result;
     Rdf::SyntaxReader* m_reader = nullptr;
+
+private:
+    std::string m_skippedBytes; // since the last error
 };
 
 } // namespace
@@ -66,7 +78,8 @@ Rdf::ReaderOptions lenient(const Rdf::Syntax syntax) {
 }
 
 ReadResult readText(const std::string_view text, const Rdf::ReaderOptions& options) {
-    Recorder recorder;
+    Recorder recorder(text);
+    recorder.m_isLenient = options.m_isLenient;
     const std::unique_ptr<Rdf::SyntaxReader> reader = Rdf::SyntaxReader::make(options, recorder);
     recorder.m_reader = reader.get();
     // A copy of its own, so that a sanitizer notices when anything outside is read.
@@ -77,7 +90,8 @@ ReadResult readText(const std::string_view text, const Rdf::ReaderOptions& optio
 }
 
 ReadResult readInPieces(const std::string_view text, const size_t size, const Rdf::ReaderOptions& options) {
-    Recorder recorder;
+    Recorder recorder(text);
+    recorder.m_isLenient = options.m_isLenient;
     const std::unique_ptr<Rdf::SyntaxReader> reader = Rdf::SyntaxReader::make(options, recorder);
     recorder.m_reader = reader.get();
     Rdf::StreamReader stream(*reader);

@@ -226,4 +226,24 @@ TEST(TurtleReaderTest, graphsOfTrig) {
               readTrig(":g { :a :b :c } @prefix v: <v:> . :a v:b :c ."));
 }
 
+/// Notes the text of the statement that each triple is from.
+class StatementTexts : public StatementSink {
+public:
+    void takeStatement(const Statement&) final { m_texts.emplace_back(m_reader->getStatementText()); }
+    void takeError(const SyntaxError& error) final { FAIL() << error.m_message; }
+
+    const TurtleReader* m_reader = nullptr;
+    Strings m_texts;
+};
+
+TEST(TurtleReaderTest, tellsTheTextOfTheStatementThatATripleIsFrom) {
+    ReaderOptions options = strict(Syntax::TRIG);
+    StatementTexts sink;
+    TurtleReader reader(options, sink);
+    sink.m_reader = &reader;
+    const std::string text = PREFIX + " :a :b 1 ,\n 2 . # c\n :g { :c :d 3 } :e :f 'x. ' .";
+    EXPECT_EQ(text.size(), reader.read(text, true));
+    EXPECT_EQ((Strings{":a :b 1 ,\n 2 .", ":a :b 1 ,\n 2 .", ":c :d 3 ", ":e :f 'x. ' ."}), sink.m_texts);
+}
+
 } // namespace
