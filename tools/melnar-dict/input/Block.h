@@ -5,13 +5,15 @@
 #include <memory>
 #include <string_view>
 
-/// A piece of a file: whole lines, except that the last line of the file may lack its end.
+/// A piece of a file: whole lines, except that the last line of the file may lack its end, and that a line that is too
+/// long goes on in the next block.
 struct Block {
     uint64_t m_sequence = 0; // counts the blocks of a file from 0
     std::unique_ptr<char[]> m_bytes;
     size_t m_capacity = 0;
     size_t m_begin = 0;
     size_t m_end = 0;
+    size_t m_lengthOfRest = 0; // of a line that began in an earlier block and is too long: it stands first
 
     std::string_view getText() const noexcept { return {m_bytes.get() + m_begin, m_end - m_begin}; }
 };

@@ -51,42 +51,49 @@ uint64_t BlockReader::getNumberOfBlocks() const {
 }
 
 void BlockReader::fill(Block& block) {
-    size_t size = std::max(m_blockSize, m_remainder.size());
+    // The end of a line that is too long may need one more byte to be told.
+    const size_t size =
+        m_isInLongLine ? m_remainder.size() + m_blockSize + 1 : std::max(m_blockSize, m_remainder.size());
     enlarge(block, size);
     block.m_end = m_remainder.copy(block.m_bytes.get(), m_remainder.size());
     m_remainder.clear();
     readMore(block, size);
     if (m_nextSequence == 0 && block.getText().starts_with(BYTE_ORDER_MARK))
         block.m_begin = BYTE_ORDER_MARK.size();
-    while (!m_atEnd && findCut(block) == block.m_begin) {
-        const size_t length = block.getText().size();
-        if (length > m_maximumLine && length - m_maximumLine >= 2) { // also without a line end that is cut off
-            dropRestOfLongLine(block);
-            size = block.m_end + m_blockSize;
-        } else
-            size *= 2;
-        enlarge(block, size);
-        readMore(block, size);
-    }
-    // Only at the true end of the file is a last line without an end a line; where reading failed it is a fragment.
-    const size_t cut = m_atEnd && !m_failure ? block.m_end : findCut(block);
+    block.m_lengthOfRest = m_isInLongLine ? passLongLine(block.getText()) : 0;
+    const size_t endOfRest = block.m_begin + block.m_lengthOfRest;
+    const size_t cut = m_isInLongLine ? endOfRest : std::max(endOfRest, cutLines(block));
     if (!m_atEnd)
         m_remainder.assign(block.m_bytes.get() + cut, block.m_end - cut);
     block.m_end = cut;
 }
 
-/// Drops what the only line of a block has beyond the maximum and a byte, up to its end.
-void BlockReader::dropRestOfLongLine(Block& block) {
-    const size_t kept = block.m_begin + m_maximumLine + 1;
-    enlarge(block, kept + m_blockSize);
-    char* const rest = block.m_bytes.get() + kept;
+/// Returns how far a line goes that began in an earlier block.
+size_t BlockReader::passLongLine(const std::string_view text) {
+    const size_t lineEnd = text.find_first_of("\n\r");
+    if (lineEnd == std::string_view::npos)
+        return text.size();
+    // The last byte may be the first half of a line end of two bytes.
+    if (lineEnd + 1 == text.size() && text[lineEnd] == '\r' && !m_atEnd)
+        return lineEnd;
+    m_isInLongLine = false;
+    return lineEnd + (text.substr(lineEnd).starts_with("\r\n") ? 2 : 1);
+}
+
+/// Reads more until the block holds a whole line or is known to hold none; returns the place to cut it.
+size_t BlockReader::cutLines(Block& block) {
     for (;;) {
-        char* const end = block.m_bytes.get() + block.m_end;
-        char* const lineEnd = std::find_if(rest, end, [](const char byte) { return byte == '\n' || byte == '\r'; });
-        block.m_end = static_cast<size_t>(std::move(lineEnd, end, rest) - block.m_bytes.get());
-        if (lineEnd != end || m_atEnd)
-            return;
-        readMore(block, block.m_capacity);
+        // Only at the true end of the file is a last line without an end a line; where reading failed it is a fragment.
+        const size_t cut = m_atEnd && !m_failure ? block.m_end : findCut(block);
+        if (m_atEnd || cut != block.m_begin)
+            return cut;
+        const size_t length = block.getText().size();
+        m_isInLongLine = length > m_maximumLine && length - m_maximumLine >= 2; // also without half a line end
+        if (m_isInLongLine)
+            return block.m_begin + m_maximumLine + 1;
+        const size_t size = 2 * block.m_end;
+        enlarge(block, size);
+        readMore(block, size);
     }
 }
 

@@ -9,13 +9,15 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 /// Cuts a file at line ends into blocks that threads can work on independently.
 ///
 /// Units      A line ends with a line feed; in a stretch of a block's size without one, with a carriage return. Blocks
 ///            have the given size or less; where a line is longer, the size is doubled for its block until it fits, or
 ///            until the line is found to be longer than the maximum: then one byte more than that is handed out, which
-///            tells that it is too long, and its end. The byte order mark that a file may start with is left out.
+///            tells that it is too long, and the rest, marked as such, in the next blocks. The byte order mark that a
+///            file may start with is left out.
 /// Ownership  The caller owns the blocks and may hand one in again to use its memory anew.
 /// Threads    Any number call `next` at once; reading and unpacking is done by one at a time.
 /// Errors     Those of the source, once, after all whole lines before them; from then on there is nothing more.
@@ -38,7 +40,8 @@ public:
 private:
     void fill(Block& block);
     void readMore(Block& block, size_t size);
-    void dropRestOfLongLine(Block& block);
+    size_t passLongLine(std::string_view text);
+    size_t cutLines(Block& block);
     size_t findCut(const Block& block) const;
 
     mutable std::mutex m_mutex;
@@ -46,7 +49,8 @@ private:
     const size_t m_blockSize;
     const size_t m_maximumLine;
     uint64_t m_nextSequence = 0;
-    std::string m_remainder; // the start of the line that the last block cut off
+    std::string m_remainder;     // what the last block cut off
+    bool m_isInLongLine = false; // whether it goes on with one that is too long
     bool m_atEnd = false;
     std::exception_ptr m_failure;
 };

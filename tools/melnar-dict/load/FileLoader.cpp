@@ -64,7 +64,7 @@ void FileLoader::loadLines(BlockReader& reader, const RdfFormat format) {
         const auto parser = std::make_shared<LineParser>(format, m_settings.m_isLenient, m_settings.m_maximumLine);
         return [this, thread, parser](const Block& block, ParsedPiece& piece) {
             try {
-                parser->parse(block.getText(), piece);
+                parser->parse(block.getText(), piece, block.m_lengthOfRest);
             } catch (...) {
                 piece.m_errors.push_back(inputErrorOfCurrentException()); // behind those of what was parsed
             }

@@ -5,10 +5,11 @@
 LineParser::LineParser(const RdfFormat format, const bool lenient, const size_t maximumLine)
     : m_isLenient(lenient), m_reader(makeReaderOptions(format, lenient, maximumLine), *this) {}
 
-void LineParser::parse(const std::string_view text, ParsedPiece& piece) {
+void LineParser::parse(const std::string_view text, ParsedPiece& piece, const size_t lengthOfRest) {
     m_piece = &piece;
-    m_reader.startAt({1, 1, 1}); // not at the start of a file, where a byte order mark could be
-    m_reader.read(text, true);
+    const size_t firstLine = text.substr(0, lengthOfRest).ends_with('\n') ? 2 : 1;
+    m_reader.startAt({firstLine, 1, 1}); // not at the start of a file, where a byte order mark could be
+    m_reader.read(text.substr(lengthOfRest), true);
     piece.m_numberOfLineEnds = m_reader.getPlace().m_line - 1;
 }
 

@@ -19,8 +19,9 @@ class LineParser : private Rdf::StatementSink {
 public:
     LineParser(RdfFormat format, bool lenient, size_t maximumLine = DEFAULT_MAXIMUM_LINE);
 
-    /// Reads a block of whole lines into an empty piece.
-    void parse(std::string_view text, ParsedPiece& piece);
+    /// Reads a block of whole lines into an empty piece. So many bytes at its start are the rest of a line that is too
+    /// long, of which nothing is read but the line ends.
+    void parse(std::string_view text, ParsedPiece& piece, size_t lengthOfRest = 0);
 
 protected:
     /// Takes a statement; null, or why it is refused, which is an error of its line.

@@ -70,7 +70,7 @@ ExitCode rewriteFiles(const RewriteOptions& options, const Dictionary& dictionar
             const auto rewriter = std::make_shared<Rewriter>(fileFormat, options.m_maximumLine, dictionary);
             return [&orderedOutput, registration, rewriter](const Block& block, ParsedPiece& piece) {
                 try {
-                    rewriter->rewrite(block.getText(), piece);
+                    rewriter->rewrite(block.getText().substr(block.m_lengthOfRest), piece);
                 } catch (...) {
                     orderedOutput.write(block.m_sequence, {}); // The others wait for this turn.
                     throw;

@@ -40,25 +40,42 @@ TEST(BlockReaderTest, cutsAtTheLastLineFeedThatFits) {
     EXPECT_EQ((Blocks{"a\nbb\n", "ccc\n", "dd\n"}), cut("a\nbb\nccc\ndd\n", 6));
 }
 
-TEST(BlockReaderTest, dropsWhatALineHasBeyondTheMaximumAndAByteUnlessItFits) {
+TEST(BlockReaderTest, handsOutALineThatIsTooLongInPieces) {
     const std::string fits(10, 'f');
-    for (const char* const lineEnd : {"\n", "\r", "\r\n"})
+    for (const std::string lineEnd : {"\n", "\r", "\r\n"})
         for (const size_t length : std::initializer_list<size_t>{11, 12, 13, 50, 1000})
-            for (const size_t bytesAtOnce : std::initializer_list<size_t>{1, 2, 3, 7, 100}) {
-                const std::string text = "a\n" + fits + lineEnd + std::string(length, 'l') + lineEnd + fits + lineEnd;
-                BlockReader reader(std::make_unique<TextSource>(text, bytesAtOnce), 4, 10);
-                std::string joined;
-                for (const std::string& block : readAll(reader)) {
-                    EXPECT_LT(block.size(), 40u) << length;
-                    joined += block;
+            for (const size_t blockSize : std::initializer_list<size_t>{1, 4, 5})
+                for (const size_t bytesAtOnce : std::initializer_list<size_t>{1, 2, 3, 7, 100}) {
+                    const std::string before = "a" + lineEnd + fits + lineEnd;
+                    const std::string line = std::string(length, 'l') + lineEnd;
+                    const std::string after = fits + lineEnd + "b";
+                    BlockReader reader(std::make_unique<TextSource>(before + line + after, bytesAtOnce), blockSize, 10);
+                    std::string lines;
+                    std::string rest;
+                    for (Block block; reader.next(block);) {
+                        EXPECT_LT(block.getText().size(), 40u) << length;
+                        rest += block.getText().substr(0, block.m_lengthOfRest);
+                        lines += block.getText().substr(block.m_lengthOfRest);
+                    }
+                    const size_t kept = rest.empty() ? line.size() : 11;
+                    EXPECT_TRUE(!rest.empty() || length < 20) << length;
+                    EXPECT_EQ(before + line.substr(0, kept) + after, lines) << length;
+                    EXPECT_EQ(line.substr(kept), rest) << length;
                 }
-                const size_t kept = std::min(length, length < 16 ? joined.rfind('l') - joined.find('l') + 1 : 11);
-                EXPECT_GE(kept, 11u) << "it is still too long";
-                EXPECT_EQ("a\n" + fits + lineEnd + std::string(kept, 'l') + lineEnd + fits + lineEnd, joined) << length;
-            }
-    BlockReader reader(std::make_unique<TextSource>("\xEF\xBB\xBF" + std::string(1000, 'l')), 4, 10);
-    EXPECT_EQ((std::vector<std::string>{std::string(11, 'l')}), readAll(reader))
-        << "the end of the text ends a line too";
+}
+
+TEST(BlockReaderTest, theEndOfTheTextEndsALineThatIsTooLong) {
+    BlockReader reader(std::make_unique<TextSource>("\xEF\xBB\xBF" + std::string(1000, 'l') + "\r"), 4, 10);
+    Block block;
+    ASSERT_TRUE(reader.next(block));
+    EXPECT_EQ(std::string(11, 'l'), block.getText());
+    EXPECT_EQ(0u, block.m_lengthOfRest);
+    std::string rest;
+    while (reader.next(block)) {
+        EXPECT_EQ(block.getText().size(), block.m_lengthOfRest);
+        rest += block.getText();
+    }
+    EXPECT_EQ(std::string(989, 'l') + "\r", rest);
 }
 
 TEST(BlockReaderTest, cutsATextWithoutLinesAnywhere) {
@@ -68,13 +85,19 @@ TEST(BlockReaderTest, cutsATextWithoutLinesAnywhere) {
     EXPECT_EQ((std::vector<std::string>{"abc", "\ndefgh", "i"}), readAll(reader));
 }
 
-TEST(BlockReaderTest, aLongLineWhoseEndCannotBeReadIsNoLine) {
-    BlockReader reader(std::make_unique<TextSource>("a\n" + std::string(100, 'l'), 3, "no more"), 4, 10);
-    Block block;
-    EXPECT_TRUE(reader.next(block));
-    EXPECT_EQ("a\n", block.getText());
-    EXPECT_THROW(reader.next(block), ToolFailure);
-    EXPECT_FALSE(reader.next(block));
+TEST(BlockReaderFailureTest, givesOfALineThatIsTooLongWhatCanBeRead) {
+    for (const std::string after : {"", "\nb\nfragm"}) {
+        BlockReader reader(std::make_unique<TextSource>("a\n" + std::string(30, 'l') + after, 3, "no more"), 4, 10);
+        Block block;
+        std::string text;
+        for (size_t length = 0; length < 32 + (after.empty() ? 0 : 3); length = text.size()) {
+            ASSERT_TRUE(reader.next(block));
+            text += block.getText();
+        }
+        EXPECT_EQ("a\n" + std::string(30, 'l') + (after.empty() ? "" : "\nb\n"), text);
+        EXPECT_THROW(reader.next(block), ToolFailure);
+        EXPECT_FALSE(reader.next(block));
+    }
 }
 
 TEST(BlockReaderTest, cutsTheSameHoweverFewBytesTheSourceDelivers) {

@@ -122,6 +122,17 @@ TEST_F(LineParserTest, goesOnInTheLineAfterAnError) {
     EXPECT_EQ((Literals{{1, "a"}, {3, "b"}}), getLiterals());
 }
 
+TEST_F(LineParserTest, readsNothingOfTheRestOfALongLine) {
+    for (const std::string& rest : {statement("\"x\""), std::string("<a:s> <a:p> \"x\" .\r"), std::string()}) {
+        m_piece.clear(0);
+        LineParser(RdfFormat::N_TRIPLES, false).parse(rest + statement("\"y\""), m_piece, rest.size());
+        EXPECT_EQ(Errors{}, getErrors());
+        const uint64_t line = rest.ends_with('\n') ? 2 : 1;
+        EXPECT_EQ((Literals{{line, "y"}}), getLiterals());
+        EXPECT_EQ(line, m_piece.m_numberOfLineEnds);
+    }
+}
+
 TEST_F(LineParserTest, refusesWhatOnlyOtherFormatsHave) {
     for (const std::string line :
          {"@prefix a: <a:b> .\n", "PREFIX a: <a:b>\n", "BASE <a:b>\n", "<a:g> { <a:s> <a:p> <a:o> . }\n",
