@@ -61,7 +61,8 @@ void FileLoader::loadLines(BlockReader& reader, const RdfFormat format) {
     workOnBlocks(reader, m_journal, m_settings.m_numberOfThreads, [this, format]() -> BlockWorker {
         // Both belong to the thread that makes them.
         const auto thread = std::make_shared<DictionaryThread>(m_dictionary);
-        const auto parser = std::make_shared<LineParser>(format, m_settings.m_isLenient, m_settings.m_maximumLine);
+        const auto parser = std::make_shared<LineParser>(format, m_settings.m_isLenient, m_settings.m_maximumLine,
+                                                         m_settings.m_keepsRejected);
         return [this, thread, parser](const Block& block, ParsedPiece& piece) {
             try {
                 parser->parse(block.getText(), piece, block.m_lengthOfRest);
@@ -86,15 +87,17 @@ void FileLoader::loadTurtle(BlockReader& reader, const std::string& fileName, co
     });
     uint64_t nextSequence = 0;
     const std::string base = m_settings.m_base.empty() ? iriOfFile(fileName) : m_settings.m_base;
-    TurtleParser parser(makeReaderOptions(format, m_settings.m_isLenient, m_settings.m_maximumLine, base), reader,
-                        [this, &queue, &nextSequence](std::unique_ptr<ParsedPiece> full) {
-                            if (full)
-                                queue.putFull(std::move(full));
-                            std::unique_ptr<ParsedPiece> empty = m_journal.isStopped() ? nullptr : queue.takeEmpty();
-                            if (empty)
-                                empty->clear(nextSequence++);
-                            return empty;
-                        });
+    TurtleParser parser(
+        makeReaderOptions(format, m_settings.m_isLenient, m_settings.m_maximumLine, base), reader,
+        [this, &queue, &nextSequence](std::unique_ptr<ParsedPiece> full) {
+            if (full)
+                queue.putFull(std::move(full));
+            std::unique_ptr<ParsedPiece> empty = m_journal.isStopped() ? nullptr : queue.takeEmpty();
+            if (empty)
+                empty->clear(nextSequence++);
+            return empty;
+        },
+        m_settings.m_keepsRejected);
     parser.parse();
     queue.close();
     resolvers.join();

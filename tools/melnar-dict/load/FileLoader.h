@@ -25,6 +25,7 @@ public:
         std::string m_base;
         size_t m_blockSize = BlockReader::DEFAULT_BLOCK_SIZE;
         size_t m_maximumLine = DEFAULT_MAXIMUM_LINE;
+        bool m_keepsRejected = false; // hands the journal what is skipped
     };
 
     FileLoader(Dictionary& dictionary, InputJournal& journal, Settings settings);

@@ -59,9 +59,23 @@ bool checkOutput(const LoadOptions& options) {
     return isInPlace;
 }
 
+/// Refuses a file for what is skipped that would destroy something.
+void checkRejectedFile(const LoadOptions& options) {
+    const OutputCheck check(options.m_rejectedName, options.m_output.m_isForced);
+    for (const auto& [fileName, format] : options.m_files)
+        check.refuseInput(fileName);
+    if (!options.m_intoName.empty())
+        check.refuseInput(options.m_intoName);
+    if (!options.m_output.m_outputName.empty())
+        OutputCheck(options.m_output.m_outputName, options.m_output.m_isForced).refuseOutput(options.m_rejectedName);
+    check.refuseDictionary();
+}
+
 } // namespace
 
 ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput) {
+    if (!options.m_rejectedName.empty())
+        checkRejectedFile(options);
     std::optional<OutputLock> lock;
     std::string intoName = options.m_intoName;
     if (!options.m_output.m_outputName.empty()) {
@@ -76,16 +90,24 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
                                                             Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS))
                          : Dictionary::open(intoName, options.m_memoryLimit);
     Dictionary& dictionary = *ownedDictionary;
-    InputJournal journal({options.m_isLenient, options.m_numberOfErrorsShown, options.m_isQuiet}, errorOutput);
+    std::optional<RejectedFile> rejectedFile;
+    if (!options.m_rejectedName.empty())
+        rejectedFile.emplace(options.m_rejectedName);
+    InputJournal journal({options.m_isLenient, options.m_numberOfErrorsShown, options.m_isQuiet}, errorOutput,
+                         rejectedFile ? &*rejectedFile : nullptr);
     FileLoader loader(dictionary, journal,
                       {options.m_numberOfThreads, options.m_isLenient, options.m_base, BlockReader::DEFAULT_BLOCK_SIZE,
-                       options.m_maximumLine});
+                       options.m_maximumLine, rejectedFile.has_value()});
     const auto start = std::chrono::steady_clock::now();
     for (const auto& [fileName, format] : options.m_files) {
         loader.load(fileName, format);
         if (journal.isStopped())
-            return journal.getExitCode();
+            break;
     }
+    if (rejectedFile)
+        rejectedFile->close();
+    if (journal.isStopped())
+        return journal.getExitCode();
     journal.reportHiddenErrors();
     dictionary.commit();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - start;

@@ -27,6 +27,7 @@ struct LoadOptions {
     std::optional<uint64_t> m_maximumNumberOfResources;
     std::string m_base;
     std::string m_intoName;        // the saved dictionary to add to; empty for a new one
+    std::string m_rejectedName;    // where to keep what a lenient load skips; empty for nowhere
     std::vector<Lookup> m_lookups; // in the order given
 };
 

@@ -8,21 +8,45 @@ void InputJournal::startFile(const std::string& fileName) {
     m_fileName = fileName;
     m_nextSequence = 0;
     m_firstLine = 1;
+    if (m_rejectedFile != nullptr)
+        m_rejectedFile->endLine();
 }
 
 void InputJournal::finish(const ParsedPiece& piece) {
     if (std::any_of(piece.m_errors.begin(), piece.m_errors.end(),
                     [this](const InputError& error) { return isFatal(error); }))
         stop();
-    const std::lock_guard guard(m_mutex);
+    try {
+        add(piece);
+    } catch (...) {
+        stop(); // The pieces that wait for this one would do so for ever.
+        throw;
+    }
+}
+
+void InputJournal::stop() noexcept {
+    {
+        const std::lock_guard guard(m_mutex); // so that nobody misses it who is about to wait
+        m_isStopped.store(true, std::memory_order_relaxed);
+    }
+    m_turn.notify_all();
+}
+
+void InputJournal::add(const ParsedPiece& piece) {
+    std::unique_lock lock(m_mutex);
+    if (!piece.m_rejected.empty())
+        m_turn.wait(lock, [&] { return m_nextSequence == piece.m_sequence || isStopped(); });
     m_counts += piece.m_counts;
-    m_waiting.emplace(piece.m_sequence, Result{piece.m_numberOfLineEnds, piece.m_errors});
+    m_waiting.emplace(piece.m_sequence, Result{piece.m_numberOfLineEnds, piece.m_errors, piece.m_rejected});
     for (auto next = m_waiting.begin(); next != m_waiting.end() && next->first == m_nextSequence;
          next = m_waiting.erase(next)) {
         report(next->second);
+        if (m_rejectedFile != nullptr && m_exitCode == ExitCode::DONE)
+            m_rejectedFile->write(next->second.m_rejected);
         m_firstLine += next->second.m_numberOfLineEnds;
         ++m_nextSequence;
     }
+    m_turn.notify_all();
 }
 
 void InputJournal::reportHiddenErrors() {

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "tools/melnar-dict/pieces/ParsedPiece.h"
+#include "tools/melnar-dict/pieces/RejectedFile.h"
 
 #include "Engine/core/platform/Unmovable.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -19,9 +21,14 @@
 /// the file, so every piece before the one with the error is done in the end, and the error that is reported is the
 /// first of the file with any number of threads; what happens behind it is left out.
 ///
+/// What a piece rejects is written to a file in the order of the input, too. A piece with such bytes waits for its turn,
+/// so that no more of them are held than there are threads.
+///
 /// All errors are counted, and so many are shown as the settings say, as well as the one that stops the load.
 ///
-/// Threads  finish, stop and isStopped: any number at once. The rest: while no piece is worked on.
+/// Threads  finish, stop and isStopped: any number at once; a thread that is not finishing a piece must not hold one back
+///          that comes before. The rest: while no piece is worked on.
+/// Errors   Those of the file with what was rejected, from the thread that writes; they stop the journal.
 class InputJournal : private Unmovable {
 public:
     struct Settings {
@@ -32,8 +39,9 @@ public:
 
     static constexpr uint64_t DEFAULT_NUMBER_OF_ERRORS_SHOWN = 20;
 
-    InputJournal(const Settings& settings, std::ostream& errorOutput)
-        : m_settings(settings), m_errorOutput(errorOutput) {}
+    /// The file may be none.
+    InputJournal(const Settings& settings, std::ostream& errorOutput, RejectedFile* rejectedFile = nullptr)
+        : m_settings(settings), m_errorOutput(errorOutput), m_rejectedFile(rejectedFile) {}
 
     /// Goes on to a file; the pieces of the last one are done.
     void startFile(const std::string& fileName);
@@ -45,7 +53,7 @@ public:
     bool isStopped() const noexcept { return m_isStopped.load(std::memory_order_relaxed); }
 
     /// Stops without an error of its own.
-    void stop() noexcept { m_isStopped.store(true, std::memory_order_relaxed); }
+    void stop() noexcept;
 
     /// Says how many errors were not shown, if any, after the last file. An error that stops the load does so itself.
     void reportHiddenErrors();
@@ -60,7 +68,10 @@ private:
     struct Result {
         uint64_t m_numberOfLineEnds;
         std::vector<InputError> m_errors;
+        std::string m_rejected;
     };
+
+    void add(const ParsedPiece& piece);
 
     bool isFatal(const InputError& error) const noexcept;
     void report(const Result& result);
@@ -69,7 +80,9 @@ private:
     const Settings m_settings;
     std::atomic<bool> m_isStopped = false; // only a hint to stop early, so relaxed accesses do
     std::mutex m_mutex;                    // protects all that follows
+    std::condition_variable m_turn;        // that of another piece, or the journal has stopped
     std::ostream& m_errorOutput;
+    RejectedFile* const m_rejectedFile;
     std::string m_fileName;
     uint64_t m_nextSequence = 0;
     uint64_t m_firstLine = 1;             // of the next piece

@@ -1,12 +1,32 @@
 #include "tools/melnar-dict/pieces/LineParser.h"
 
 #include "tools/melnar-dict/pieces/LiteralCollector.h"
+#include "tools/melnar-dict/pieces/LiteralRefusal.h"
 
-LineParser::LineParser(const RdfFormat format, const bool lenient, const size_t maximumLine)
-    : m_isLenient(lenient), m_reader(makeReaderOptions(format, lenient, maximumLine), *this) {}
+namespace {
+
+/// Returns the line of a text that some of its bytes belong to, with its end.
+std::string_view lineAround(const std::string_view text, const char* const begin, const char* const end) {
+    constexpr std::string_view LINE_ENDS = "\n\r";
+    const size_t lineEnd = text.find_first_of(LINE_ENDS, static_cast<size_t>(end - text.data()));
+    const std::string_view line = lineEnd == std::string_view::npos
+                                      ? text
+                                      : text.substr(0, lineEnd + (text.substr(lineEnd).starts_with("\r\n") ? 2 : 1));
+    // npos is the place before the first one.
+    return line.substr(text.substr(0, static_cast<size_t>(begin - text.data())).find_last_of(LINE_ENDS) + 1);
+}
+
+} // namespace
+
+LineParser::LineParser(const RdfFormat format, const bool lenient, const size_t maximumLine, const bool keepsRejected)
+    : m_isLenient(lenient), m_keepsRejected(keepsRejected),
+      m_reader(makeReaderOptions(format, lenient, maximumLine), *this) {}
 
 void LineParser::parse(const std::string_view text, ParsedPiece& piece, const size_t lengthOfRest) {
+    m_text = text;
     m_piece = &piece;
+    if (m_keepsRejected)
+        piece.m_rejected += text.substr(0, lengthOfRest);
     const size_t firstLine = text.substr(0, lengthOfRest).ends_with('\n') ? 2 : 1;
     m_reader.startAt({firstLine, 1, 1}); // not at the start of a file, where a byte order mark could be
     m_reader.read(text.substr(lengthOfRest), true);
@@ -19,12 +39,19 @@ void LineParser::takeStatement(const Rdf::Statement& statement) {
     const Rdf::Place place = m_reader.locate(statement.m_object);
     if (const char* const cause = takeLineStatement(statement, place.m_line, *m_piece))
         m_piece->m_errors.push_back({place.m_line, ExitCode::BAD_DATA, cause});
+    if (m_keepsRejected && isRefusedTerm(innermostObject(statement)))
+        takeSkipped({statement.m_object.m_begin, 0});
 }
 
 void LineParser::takeError(const Rdf::SyntaxError& error) {
     if (m_isLenient || m_piece->m_errors.empty())
         m_piece->m_errors.push_back(
             {error.m_place.m_line, ExitCode::BAD_DATA, error.m_message, error.m_place.m_column});
+}
+
+void LineParser::takeSkipped(const std::string_view line) {
+    if (m_keepsRejected)
+        m_piece->m_rejected += lineAround(m_text, line.data(), line.data() + line.size());
 }
 
 const char* LineParser::takeLineStatement(const Rdf::Statement& statement, const uint64_t line, ParsedPiece& piece) {

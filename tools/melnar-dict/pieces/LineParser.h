@@ -14,10 +14,11 @@
 ///
 /// Units    Lines are counted by line feeds. Statements also end at a carriage return.
 /// Threads  One at a time; each thread has its own parser.
-/// Errors   Bad data goes into the piece: the first of the block, or, when lenient, one for each bad line.
+/// Errors   Bad data goes into the piece: the first of the block, or, when lenient, one for each bad line. So do the bad
+///          lines, if asked for, those with a literal that the dictionary will refuse included.
 class LineParser : private Rdf::StatementSink {
 public:
-    LineParser(RdfFormat format, bool lenient, size_t maximumLine = DEFAULT_MAXIMUM_LINE);
+    LineParser(RdfFormat format, bool lenient, size_t maximumLine = DEFAULT_MAXIMUM_LINE, bool keepsRejected = false);
 
     /// Reads a block of whole lines into an empty piece. So many bytes at its start are the rest of a line that is too
     /// long, of which nothing is read but the line ends.
@@ -30,8 +31,11 @@ protected:
 private:
     void takeStatement(const Rdf::Statement& statement) final;
     void takeError(const Rdf::SyntaxError& error) final;
+    void takeSkipped(std::string_view line) final;
 
     const bool m_isLenient;
+    const bool m_keepsRejected;
     Rdf::LineReader m_reader;
+    std::string_view m_text; // of the block
     ParsedPiece* m_piece = nullptr;
 };

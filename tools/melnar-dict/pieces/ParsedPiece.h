@@ -5,6 +5,7 @@
 #include "tools/melnar-dict/pieces/StatementCounts.h"
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 /// What was read from one piece of a file.
@@ -15,6 +16,7 @@ struct ParsedPiece {
     LiteralBatch m_literals;
     StatementCounts m_counts;
     std::vector<InputError> m_errors; // in any order until the piece is resolved, then by line
+    std::string m_rejected;           // what was skipped because of errors, in the order of the file, if it is kept
 
     /// Makes the piece empty and keeps its memory.
     void clear(const uint64_t sequence) noexcept {
@@ -23,5 +25,6 @@ struct ParsedPiece {
         m_literals.clear();
         m_counts = {};
         m_errors.clear();
+        m_rejected.clear();
     }
 };

@@ -27,6 +27,9 @@ public:
     /// Refuses an input, "-" being standard input, that is the output, or one of the files that writing the output makes and removes.
     void refuseInput(const std::string& inputName) const;
 
+    /// Refuses a second output that is this one, there or not yet, or one of the files that writing this one makes.
+    void refuseOutput(const std::string& outputName) const;
+
     /// Refuses an output that exists and is not a dictionary, sound or not.
     void requireDictionaryOrNothing() const;
 
@@ -46,6 +49,7 @@ private:
     std::string m_targetName;
     std::string m_folderName;
     std::string m_temporaryFileName;
+    std::string m_lockFileName;
     std::optional<FileIdentity> m_output;                      // nothing when there is no such file yet
     std::vector<std::pair<FileIdentity, std::string>> m_files; // what writing destroys, and how messages call it
 };

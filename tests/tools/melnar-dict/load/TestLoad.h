@@ -29,7 +29,8 @@ public:
     static constexpr size_t MEMORY_LIMIT = size_t(1) << 30;
 
     explicit TestLoad(FileLoader::Settings settings = {}, size_t memoryLimit = MEMORY_LIMIT,
-                      uint64_t maximumNumberOfResources = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS);
+                      uint64_t maximumNumberOfResources = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS,
+                      RejectedFile* rejectedFile = nullptr);
 
     /// Loads a file and commits; may be repeated.
     void load(const std::string& fileName, RdfFormat format);

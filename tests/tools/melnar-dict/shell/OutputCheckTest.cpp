@@ -106,4 +106,24 @@ TEST_F(OutputCheckTest, roomIsRefusedOnlyWhereItCannotSuffice) {
         << "a folder that is not there is reported by the lock";
 }
 
+TEST_F(OutputCheckTest, twoOutputsAreKnownByTheirPlacesWhetherTheyAreThereOrNot) {
+    const std::string link = m_directory.getPathOf("link");
+    ASSERT_EQ(0, ::symlink(m_path.c_str(), link.c_str()));
+    const std::string hardLink = m_directory.getPathOf("hard-link");
+    for (const bool isThere : {false, true}) {
+        if (isThere) {
+            m_directory.addFile("output", DICTIONARY);
+            ASSERT_EQ(0, ::link(m_path.c_str(), hardLink.c_str()));
+        }
+        const OutputCheck check(m_path, true);
+        for (const std::string& other : {m_path, link, m_path + ".saving", m_path + ".lock"})
+            EXPECT_EQ("'" + other + "' is also the output '" + m_path + "', or a file that writing it makes",
+                      getRefusal(ExitCode::USAGE, [&] { check.refuseOutput(other); }));
+        EXPECT_NO_THROW(check.refuseOutput(m_directory.getPathOf("other")));
+        if (isThere) {
+            EXPECT_THROW(check.refuseOutput(hardLink), ToolFailure);
+        }
+    }
+}
+
 } // namespace

@@ -1,0 +1,136 @@
+#include "tests/support/SystemCallFaults.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/tools/melnar-dict/load/TestLoad.h"
+
+#include "Engine/core/platform/SystemCallException.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr const char* REFUSED = "\"x\"^^<http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral>";
+
+class RejectedTest : public testing::Test {
+protected:
+    /// Loads texts, one file after the other, leniently, and returns what is rejected.
+    std::string reject(const RdfFormat format, const std::vector<std::string>& texts,
+                       FileLoader::Settings settings = {}) {
+        settings.m_isLenient = settings.m_keepsRejected = true;
+        RejectedFile rejectedFile(m_path);
+        m_load.emplace(settings, TestLoad::MEMORY_LIMIT, Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS,
+                       &rejectedFile);
+        for (const std::string& text : texts)
+            m_load->load(m_directory.addFile("FILE", text), format);
+        rejectedFile.close();
+        EXPECT_EQ(ExitCode::DONE, m_load->getJournal().getExitCode());
+        return TemporaryDirectory::getContentsOf(m_path);
+    }
+
+    const TemporaryDirectory m_directory;
+    const std::string m_path = m_directory.getPathOf("rejected");
+    std::optional<TestLoad> m_load;
+};
+
+FileLoader::Settings makeSettings(const size_t numberOfThreads, const size_t blockSize,
+                                  const size_t maximumLine = 1000) {
+    return {numberOfThreads, true, "", blockSize, maximumLine, true};
+}
+
+TEST_F(RejectedTest, keepsLinesWithTheirEnds) {
+    const std::string good = "<a:s> <a:p> \"good\" .";
+    const std::string refused = std::string("<a:s> <a:p> ") + REFUSED + " . # c";
+    for (const char* const end : {"\n", "\r\n", "\r"}) {
+        EXPECT_EQ("", reject(RdfFormat::N_TRIPLES, {good + end + good}));
+        EXPECT_EQ(std::string("bad") + end + " x \xFF" + end + refused + end + "\t<a:s> <" + end,
+                  reject(RdfFormat::N_TRIPLES, {std::string("bad") + end + good + end + " x \xFF" + end + end +
+                                                refused + end + "# c" + end + "\t<a:s> <" + end + good + end}))
+            << end;
+    }
+    EXPECT_EQ(4u, m_load->getJournal().getNumberOfErrors());
+}
+
+TEST_F(RejectedTest, endsTheLastLineOfAFile) {
+    EXPECT_EQ("a\nb\nc\n", reject(RdfFormat::N_TRIPLES, {"a\nb", "# nothing", "c"}));
+    EXPECT_EQ("a\nb\n", reject(RdfFormat::TURTLE, {"a", "b"}));
+}
+
+TEST_F(RejectedTest, keepsStatementsFromTheirStartToWhereReadingGoesOn) {
+    const std::string good = " <a:s> <a:p> 'good' .\n# c\n";
+    const std::string unclosed = "<a:s> <a:p> \"x . <a:s> <a:p> 1 .\n  .";
+    EXPECT_EQ("<a:s> <a:p> .\n" + unclosed + "\n<a:s> <a:p> 'x.' , .\n",
+              reject(RdfFormat::TURTLE,
+                     {good + "<a:s> <a:p> ." + good + unclosed + " # c\n" + good + "<a:s> <a:p> 'x.' , . "}));
+}
+
+TEST_F(RejectedTest, keepsAStatementWithRefusedLiteralsOnce) {
+    const std::string refused = std::string("<a:s> <a:p> ") + REFUSED + " , 'good',\n " + REFUSED + " .";
+    EXPECT_EQ(refused + "\n" + refused + "\n<a:s> .\n",
+              reject(RdfFormat::TURTLE, {"@prefix : <a:> . " + refused + refused + "\n<a:s> . :s :p 'good' ."}));
+    EXPECT_EQ(5u, m_load->getJournal().getNumberOfErrors());
+    EXPECT_EQ(std::vector<std::string>{"good"}, m_load->readForms(D_XSD_STRING));
+    EXPECT_EQ("<a:s> <a:p> " + std::string(REFUSED) + "\n",
+              reject(RdfFormat::TRIG, {"<a:g> { <a:s> <a:p> " + std::string(REFUSED) + "}"}));
+}
+
+TEST_F(RejectedTest, keepsLinesAndStatementsThatAreTooLong) {
+    const std::string longLine = "<a:s> <a:p> \"" + std::string(10'000, 'x') + "\" .\r\n";
+    const std::string good = "<a:s> <a:p> 'good' .\n";
+    EXPECT_EQ(longLine + longLine + "bad\n",
+              reject(RdfFormat::N_TRIPLES, {longLine + "<a:s> <a:p> \"good\" .\n" + longLine + "bad\n"},
+                     makeSettings(3, 16, 30)));
+    EXPECT_EQ((std::vector<std::string>{"good"}), m_load->readForms(D_XSD_STRING));
+    EXPECT_EQ(longLine.substr(0, longLine.size() - 2) + "\n",
+              reject(RdfFormat::TURTLE, {good + longLine + good}, makeSettings(3, 16, 30)));
+}
+
+/// A text of many statements, good and bad, and what is bad of it.
+struct MixedText {
+    explicit MixedText(const RdfFormat format) {
+        for (size_t number = 0; number < 3000; ++number) {
+            const std::string subject = "<a:s" + std::to_string(number) + "> ";
+            const bool isBad = number % 3 == 0 || (number > 1000 && number < 2000);
+            const std::string statement = subject + (!isBad                  ? "<a:p> \"good\" .\n"
+                                                     : number % 2 == 0       ? std::string("<a:p> ") + REFUSED + " .\n"
+                                                     : !isLineFormat(format) ? "<a:p> 'x' 'y. ' , <u .\n"
+                                                                             : "<a:p> bad .\n");
+            m_text += statement;
+            if (isBad)
+                m_rejected += statement;
+        }
+    }
+
+    std::string m_text;
+    std::string m_rejected;
+};
+
+class RejectedConcurrentTest : public RejectedTest {};
+
+TEST_F(RejectedConcurrentTest, isTheSameWithAnyNumberOfThreads) {
+    for (const RdfFormat format : {RdfFormat::N_TRIPLES, RdfFormat::N_QUADS, RdfFormat::TURTLE, RdfFormat::TRIG}) {
+        const MixedText mixed(format);
+        for (const size_t numberOfThreads : std::initializer_list<size_t>{1, 2, 7})
+            for (const size_t blockSize : std::initializer_list<size_t>{1, 100, 1000000})
+                EXPECT_EQ(mixed.m_rejected, reject(format, {mixed.m_text}, makeSettings(numberOfThreads, blockSize)));
+    }
+}
+
+TEST_F(RejectedConcurrentTest, aFailureToWriteEndsTheLoadOfAllThreads) {
+    for (const RdfFormat format : {RdfFormat::N_TRIPLES, RdfFormat::TURTLE}) {
+        std::string text;
+        while (text.size() < 3 * FileOutputStream::BUFFER_SIZE)
+            text += MixedText(format).m_text;
+        for (int round = 0; round < 5; ++round) {
+            SystemCallFaults faults(SystemCallFaults::Call::WRITE);
+            faults.failAfter(0, ENOSPC, SystemCallFaults::Duration::FOR_GOOD);
+            EXPECT_THROW(reject(format, {text}, makeSettings(7, 1000)), SystemCallException);
+        }
+    }
+}
+
+} // namespace
