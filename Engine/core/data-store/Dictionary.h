@@ -182,6 +182,10 @@ public:
     /// their probe lengths and languages. While no thread resolves, commits or rolls back.
     std::unique_ptr<ComponentInfo> getDetailedComponentInfo() const;
 
+    /// How entries lie in the hash tables of all datatypes; see DictionaryDatatype. While no thread resolves, commits or
+    /// rolls back.
+    std::vector<TableProfile> getTableProfiles(size_t numberOfSegments) const;
+
 private:
     friend class DictionaryFile;
     friend class DictionaryThread;

@@ -1,5 +1,7 @@
 #include "Engine/core/data-store/Dictionary.h"
 
+#include <algorithm>
+#include <iterator>
 #include <numeric>
 #include <optional>
 #include <utility>
@@ -77,4 +79,11 @@ std::unique_ptr<ComponentInfo> Dictionary::getDetailedComponentInfo() const {
     for (const Datatype& datatype : m_datatypes)
         datatype.m_datatype->addDetailedComponentInfo(*root);
     return root;
+}
+
+std::vector<TableProfile> Dictionary::getTableProfiles(const size_t numberOfSegments) const {
+    std::vector<TableProfile> tableProfiles;
+    for (const Datatype& datatype : m_datatypes)
+        std::ranges::move(datatype.m_datatype->getTableProfiles(numberOfSegments), std::back_inserter(tableProfiles));
+    return tableProfiles;
 }

@@ -46,6 +46,10 @@ size_t DictionaryDatatype::getFingerprintBytes() const {
 
 void DictionaryDatatype::limitCollisions(size_t) {}
 
+std::vector<TableProfile> DictionaryDatatype::getTableProfiles(size_t) const {
+    return {};
+}
+
 void DictionaryDatatype::resolveResources(DictionaryThreadContext* const threadContext,
                                           const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
     answerEach(entries, failures, [this, threadContext](const BatchEntry& entry) {

@@ -6,6 +6,7 @@
 #include "Engine/core/data-store/dictionary/DictionaryCommitPoint.h"
 #include "Engine/core/data-store/dictionary/DictionaryCompactionState.h"
 #include "Engine/core/data-store/dictionary/ResourceValue.h"
+#include "Engine/core/data-store/dictionary/TableProfile.h"
 #include "Engine/core/platform/ComponentInfo.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/stream/InputStream.h"
@@ -156,6 +157,10 @@ public:
     /// so many others: against strings whose hashes collide on purpose, with which time grows with the square of
     /// their number. Without limit until this is called. Alone.
     virtual void limitCollisions(size_t largestNumberOfCollisions);
+
+    /// How entries lie in each hash table, which is cut into `numberOfSegments`: a power of two, at most 1024. Walks the
+    /// tables. While nobody resolves or deletes. The default knows of no table.
+    virtual std::vector<TableProfile> getTableProfiles(size_t numberOfSegments) const;
 
 protected:
     /// Takes `chunkSize` bytes of the data pool; returns their offset. The context may be null.

@@ -327,5 +327,14 @@ void StringDatatype<T>::addDetailedComponentInfo(ComponentInfo& dictionary) cons
     dictionary.addChild(languages.toComponentInfo());
 }
 
+template<class T>
+std::vector<TableProfile> StringDatatype<T>::getTableProfiles(const size_t numberOfSegments) const {
+    const auto describe = [numberOfSegments](const Table& table, const char* const name) {
+        return TableProfile{name, table.getNumberOfBuckets(), table.getUsedBuckets(numberOfSegments),
+                            table.getProbeLengths()};
+    };
+    return {describe(m_xsdStringTable, "xsd:string"), describe(m_plainLiteralTable, "rdf:PlainLiteral")};
+}
+
 template class StringDatatype<uint32_t>;
 template class StringDatatype<uint64_t>;

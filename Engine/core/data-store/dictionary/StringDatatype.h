@@ -92,6 +92,7 @@ public:
     void enableFingerprints() override;
     size_t getFingerprintBytes() const override;
     void limitCollisions(size_t largestNumberOfCollisions) override;
+    std::vector<TableProfile> getTableProfiles(size_t numberOfSegments) const override;
 
 private:
     friend class StringDatatypeTestPeer;

@@ -31,10 +31,10 @@
 /// Threads    Everything that takes a ThreadContext: any threads at once, each holding the slot it passes, best through
 ///            Operation; so are the buckets. initialize, clear, shrinkToFit, reinsert, save, load,
 ///            enableFingerprints and destruction: alone. giveUpFingerprints: any threads, each without a slot. The
-///            counters: any time. getProbeLengths: while nobody inserts.
+///            counters: any time. getProbeLengths and getUsedBuckets: while nobody inserts.
 /// Errors     initialize, load, startHandleResize and reserveInsertionQuota pass on the failures of MemoryRegion; load
 ///            also rejects a stream that is not a table's; save and load pass on those of the stream. getProbeLengths
-///            throws std::bad_alloc. The rest does not fail.
+///            and getUsedBuckets throw std::bad_alloc. The rest does not fail.
 ///
 /// You give up: reuse of a deleted entry's bucket before the next rehash; a reader that meets a bucket in progress
 /// waits for its inserter. You get: no lock on any common path, and one shared counter update per 100 insertions.
@@ -256,6 +256,10 @@ public:
     /// How many live entries a lookup finds after how many buckets: element n counts those found in bucket n + 1 of
     /// their probe. Walks the table; while nobody inserts.
     std::vector<size_t> getProbeLengths() const;
+
+    /// How many buckets are not EMPTY in each of `numberOfSegments` equal segments of the table, from the first bucket
+    /// on: a power of two, and no more than there are buckets. Walks the table; while nobody inserts.
+    std::vector<size_t> getUsedBuckets(size_t numberOfSegments) const;
 
 private:
     friend class ParallelHashTableTestPeer;

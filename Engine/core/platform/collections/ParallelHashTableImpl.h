@@ -156,6 +156,16 @@ std::vector<size_t> ParallelHashTable<Policy>::getProbeLengths() const {
 }
 
 template<class Policy>
+std::vector<size_t> ParallelHashTable<Policy>::getUsedBuckets(const size_t numberOfSegments) const {
+    std::vector<size_t> usedBuckets(numberOfSegments, 0);
+    const size_t bucketsOfASegment = getNumberOfBuckets() / numberOfSegments;
+    for (size_t index = 0; index < getNumberOfBuckets(); ++index)
+        if (readBucket(m_buckets[index]) != Policy::EMPTY_BUCKET)
+            ++usedBuckets[index / bucketsOfASegment];
+    return usedBuckets;
+}
+
+template<class Policy>
 void ParallelHashTable<Policy>::clear() noexcept {
     if (m_numberOfUsedBuckets.load(std::memory_order_relaxed) == getSumOfInsertionQuotas())
         return;

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <numeric>
 #include <string>
 #include <utility>
 #include <vector>
@@ -234,6 +235,18 @@ TEST_P(DictionaryDatatypesTest, unusedBytesAreCountedByEachObjectsOwnChunks) {
     }
     m_dictionary->rollback();
     EXPECT_EQ(4u + 9 + 1, m_dictionary->getUnusedDataPoolBytes());
+}
+
+TEST_P(DictionaryDatatypesTest, tablesAreThoseOfTheObjectsThatKnowSome) {
+    resolveNew(0, 40);
+    const std::vector<TableProfile> profiles = m_dictionary->getTableProfiles(8);
+    ASSERT_EQ(2u, profiles.size());
+    EXPECT_EQ("xsd:string", profiles[0].m_name);
+    EXPECT_EQ("rdf:PlainLiteral", profiles[1].m_name);
+    for (const TableProfile& profile : profiles) {
+        ASSERT_EQ(8u, profile.m_usedBuckets.size());
+        EXPECT_EQ(10u, std::accumulate(profile.m_usedBuckets.begin(), profile.m_usedBuckets.end(), size_t(0)));
+    }
 }
 
 TEST_P(DictionaryDatatypesTest, statisticsTellOfBothObjects) {

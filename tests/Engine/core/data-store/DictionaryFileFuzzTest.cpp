@@ -214,6 +214,7 @@ void use(Dictionary& dictionary) {
             attempt([&] { dictionary.tryResolveResource(commitPoint, form, D_XSD_STRING); });
     attempt([&] { dictionary.getComponentInfo(); });
     attempt([&] { dictionary.getDetailedComponentInfo(); });
+    attempt([&] { dictionary.getTableProfiles(1024); });
     const auto resolve = [&](DictionaryThread& thread, const size_t end) {
         for (size_t number = 0; number < end; ++number) {
             attempt([&] { dictionary.resolveResource(thread, std::to_string(number), D_XSD_STRING); });

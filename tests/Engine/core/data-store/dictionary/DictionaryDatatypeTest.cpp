@@ -61,6 +61,10 @@ void expectAgreedSlots() {
     EXPECT_EQ(21u, getVirtualSlot(&Datatype::getResources));
     EXPECT_EQ(22u, getVirtualSlot(&Datatype::getChunkSize));
     EXPECT_EQ(23u, getVirtualSlot(&Datatype::loadUntrusted));
+    EXPECT_EQ(24u, getVirtualSlot(&Datatype::enableFingerprints));
+    EXPECT_EQ(25u, getVirtualSlot(&Datatype::getFingerprintBytes));
+    EXPECT_EQ(26u, getVirtualSlot(&Datatype::limitCollisions));
+    EXPECT_EQ(27u, getVirtualSlot(&Datatype::getTableProfiles));
 }
 
 template<class T>

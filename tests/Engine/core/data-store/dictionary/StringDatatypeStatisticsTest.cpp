@@ -15,6 +15,7 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -197,6 +198,29 @@ TYPED_TEST(StringDatatypeStatisticsTest, detailsTellHowFarEntriesLieFromTheirHom
     EXPECT_EQ(2u, component->getChildren()[1]->getProperties().size()) << "nothing has no average";
     EXPECT_EQ(0u, getSum(1, Metric::LONGEST_PROBE_LENGTH));
     EXPECT_EQ(0u, getSum(1, Metric::NUMBER_OF_DELETED_BUCKETS));
+}
+
+TYPED_TEST(StringDatatypeStatisticsTest, profilesTellWhereEntriesAndTombstonesLie) {
+    DictionaryFixture<TypeParam> fixture;
+    for (const std::string& lexicalForm : getFormsWithHome(1022, 1024, 4)) // buckets 1022, 1023, 0 and 1
+        fixture.resolve(lexicalForm);
+    fixture.resolve(getFormsWithHome(500, 1024, 1)[0]);
+    fixture.m_datatype.deleteUncommittedResourceID(2, D_XSD_STRING); // in bucket 1023
+    const std::vector<TableProfile> profiles = fixture.m_datatype.getTableProfiles(4);
+    ASSERT_EQ(2u, profiles.size());
+    EXPECT_EQ("xsd:string", profiles[0].m_name);
+    EXPECT_EQ(1024u, profiles[0].m_numberOfBuckets);
+    EXPECT_EQ((std::vector<size_t>{2, 1, 0, 2}), profiles[0].m_usedBuckets);
+    EXPECT_EQ((std::vector<size_t>{2, 0, 1, 1}), profiles[0].m_probeLengths);
+    EXPECT_EQ("rdf:PlainLiteral", profiles[1].m_name);
+    EXPECT_EQ(1024u, profiles[1].m_numberOfBuckets);
+    EXPECT_EQ(std::vector<size_t>(4, 0), profiles[1].m_usedBuckets);
+    EXPECT_EQ(std::vector<size_t>(), profiles[1].m_probeLengths);
+    std::vector<size_t> ofEachBucket = fixture.m_datatype.getTableProfiles(1024)[0].m_usedBuckets;
+    ASSERT_EQ(1024u, ofEachBucket.size());
+    for (const size_t index : {0u, 1u, 500u, 1022u, 1023u})
+        EXPECT_EQ(1u, std::exchange(ofEachBucket[index], 0)) << index;
+    EXPECT_EQ(std::vector<size_t>(1024, 0), ofEachBucket) << "nothing lies elsewhere";
 }
 
 TYPED_TEST(StringDatatypeStatisticsTest, detailsTellOfTheLanguagesOfExistingPlainLiterals) {

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+/// How entries lie in one of the hash tables of a datatype.
+struct TableProfile {
+    std::string m_name;
+    size_t m_numberOfBuckets = 0;
+    std::vector<size_t> m_usedBuckets; // those with an entry or a tombstone, in equal segments from the first bucket on
+    std::vector<size_t> m_probeLengths; // element n counts the entries that a lookup finds in bucket n + 1 of its probe
+};
