@@ -5,6 +5,7 @@
 #include "tools/melnar-dict/shell/CommandLine.h"
 #include "tools/melnar-dict/shell/HelpText.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
+#include "tools/melnar-dict/shell/Suggestion.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <iostream>
@@ -17,15 +18,30 @@ namespace {
 
 constexpr const char* VERSION = "melnar-dict 0.1.0\n";
 
-std::string getHelp() {
+std::string getHelp(const std::vector<Verb>& verbs) {
     std::string help = "usage: melnar-dict VERB [ARGUMENT...]\n\n";
-    for (const Verb& verb : makeVerbs())
+    for (const Verb& verb : verbs)
         help.append("  ")
             .append(verb.m_description.m_name)
             .append(10 - verb.m_description.m_name.size(), ' ')
             .append(verb.m_description.m_purpose)
             .append("\n");
-    return help + "\nmelnar-dict VERB --help tells more; melnar-dict --version tells the version.\n";
+    return help + "\nmelnar-dict help VERB or melnar-dict VERB --help tells more; melnar-dict --version tells the "
+                  "version.\n\nExample:\n\n  melnar-dict load dump.nt.gz -o dump.dict\n"
+                  "  melnar-dict lookup dump.dict '\"Berlin\"@de'\n";
+}
+
+const Verb& findVerb(const std::vector<Verb>& verbs, const std::string& name) {
+    std::vector<std::string> names{"help"};
+    for (const Verb& verb : verbs) {
+        if (verb.m_description.m_name == name)
+            return verb;
+        names.push_back(verb.m_description.m_name);
+    }
+    const std::string suggestion = suggest(name, names);
+    throw ToolFailure(ExitCode::USAGE, (name.starts_with('-') ? "expected a verb, found '" : "unknown verb '") + name +
+                                           "'" +
+                                           (suggestion.empty() ? "; melnar-dict --help lists the verbs" : suggestion));
 }
 
 ExitCode print(const std::string_view text, StandardOutput& output) {
@@ -35,18 +51,23 @@ ExitCode print(const std::string_view text, StandardOutput& output) {
 }
 
 ExitCode run(const std::vector<std::string>& arguments, StandardOutput& output) {
+    const std::vector<Verb> verbs = makeVerbs();
     if (arguments.empty()) {
-        std::cerr << getHelp();
+        std::cerr << getHelp(verbs);
         return ExitCode::USAGE;
     }
-    if (arguments.front() == "--help" || arguments.front() == "--version")
-        return print(arguments.front() == "--help" ? getHelp() : VERSION, output);
-    for (const Verb& verb : makeVerbs())
-        if (arguments.front() == verb.m_description.m_name)
-            return readCommandLine(verb.m_description, {std::next(arguments.begin()), arguments.end()}) == Request::HELP
-                       ? print(makeHelpText(verb.m_description), output)
-                       : verb.m_run(output, std::cerr);
-    throw ToolFailure(ExitCode::USAGE, "unknown verb '" + arguments.front() + "'; melnar-dict --help lists them");
+    const std::string& first = arguments.front();
+    if (first == "--version" || first == "-V")
+        return print(VERSION, output);
+    const bool asksForHelp = first == "help" || first == "--help" || first == "-h";
+    if (asksForHelp && arguments.size() == 1)
+        return print(getHelp(verbs), output);
+    if (asksForHelp)
+        return print(makeHelpText(findVerb(verbs, arguments[1]).m_description), output);
+    const Verb& verb = findVerb(verbs, first);
+    return readCommandLine(verb.m_description, {std::next(arguments.begin()), arguments.end()}) == Request::HELP
+               ? print(makeHelpText(verb.m_description), output)
+               : verb.m_run(output, std::cerr);
 }
 
 } // namespace

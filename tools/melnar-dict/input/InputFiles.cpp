@@ -2,9 +2,13 @@
 
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
+#include "Reader/Iri.h"
+#include "Reader/Utf8.h"
+
 #include <algorithm>
 #include <memory>
 #include <optional>
+#include <string_view>
 
 namespace {
 
@@ -71,6 +75,18 @@ private:
     std::vector<NamedFile> m_files;
 };
 
+/// Whether it could stand between angle brackets in Turtle, without escapes, and needs no base.
+bool isWrittenAbsoluteIri(const std::string& text) {
+    const std::string iri = '<' + text + '>';
+    const char* const end = iri.data() + iri.size();
+    if (Rdf::Utf8::findInvalid(iri.data(), end) != end)
+        return false;
+    Rdf::TextWindow window(Rdf::Version::RDF_1_2);
+    window.open(end, Rdf::TextWindow::Beyond::NOTHING);
+    std::string_view read;
+    return Rdf::readIriReference(window, iri.data(), read) == end && read == text && Rdf::isAbsoluteIri(read);
+}
+
 } // namespace
 
 void addInputFiles(VerbDescription& verb, const InputFormats formats, InputFiles& variable) {
@@ -81,4 +97,15 @@ void addInputFiles(VerbDescription& verb, const InputFormats formats, InputFiles
                        " or, with auto, as what their names say; the first one holds for files before it, too",
                    [reader](const std::string& name) { reader->takeFormat(name); });
     verb.m_checks.emplace_back([reader, &variable] { variable = reader->getFiles(); });
+}
+
+void addBase(VerbDescription& verb, std::string& variable) {
+    verb.addOption("--base", "IRI", "what relative IRIs are relative to, until the file says otherwise",
+                   [&variable](const std::string& value) {
+                       if (!isWrittenAbsoluteIri(value))
+                           throw ToolFailure(ExitCode::USAGE,
+                                             "option --base needs an absolute IRI, such as http://example.org/, not '" +
+                                                 value + "'");
+                       variable = value;
+                   });
 }

@@ -16,3 +16,6 @@ using InputFiles = std::vector<std::pair<std::string, RdfFormat>>;
 /// Adds the operands FILE... and the option --format, which holds for the files behind it up to the next one; the first
 /// one holds for those before it, too.
 void addInputFiles(VerbDescription& verb, InputFormats formats, InputFiles& variable);
+
+/// Adds the option --base, which takes absolute IRIs alone.
+void addBase(VerbDescription& verb, std::string& variable);

@@ -30,7 +30,14 @@ have been loaded, and atomically: until then the old file stays.
 } // namespace
 
 VerbDescription describeLoad(LoadOptions& options) {
-    VerbDescription verb{"load", "read RDF files and give their string literals resource IDs", TEXT, EXIT_CODES};
+    VerbDescription verb{
+        "load",
+        "read RDF files and give their string literals resource IDs",
+        TEXT,
+        EXIT_CODES,
+        {{"load dump.nt.gz -o dump.dict", "Gives every literal of a dump an ID and saves the dictionary."},
+         {"load more.ttl --into dump.dict --query '\"Berlin\"@de'",
+          "Adds the literals of another file, and prints the ID of one."}}};
     addOutput(verb, "DICTIONARY", "save the dictionary to this file",
               "replace a file that is not a dictionary, and do not estimate whether the disk has room",
               options.m_output);
@@ -40,14 +47,14 @@ VerbDescription describeLoad(LoadOptions& options) {
     addInputFiles(verb, InputFormats::ALL, options.m_files);
     addThreads(verb, options.m_numberOfThreads);
     verb.addFlag("--lenient", "report errors, count them and go on behind them", options.m_isLenient);
-    verb.addText("--base", "IRI", "what relative IRIs are relative to", options.m_base);
+    addBase(verb, options.m_base);
     addMemoryLimit(verb, options.m_memoryLimit);
     addMaximumLine(verb, options.m_maximumLine);
     verb.addNumber("--max-resources", "N",
                    "distinct literals it may hold (default: 4294967293); a saved dictionary keeps its own",
                    options.m_maximumNumberOfResources, 1, Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES);
     addJson(verb, options.m_asksForJson);
-    verb.addOption("--query", "TEXT", "afterwards print the ID of a literal, TEXT or TEXT@TAG",
+    verb.addOption("--query", "LITERAL", "afterwards print the ID of a literal, given in Turtle syntax with its quotes",
                    [&options](const std::string& value) { options.m_lookups.push_back(Lookup::ofLiteral(value)); });
     verb.addOption("--get", "ID", "afterwards print the literal with this ID", [&options](const std::string& value) {
         options.m_lookups.push_back(Lookup::ofResourceID(

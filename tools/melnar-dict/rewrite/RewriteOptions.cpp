@@ -1,7 +1,5 @@
 #include "tools/melnar-dict/rewrite/RewriteOptions.h"
 
-#include "tools/melnar-dict/shell/ToolFailure.h"
-
 namespace {
 
 constexpr const char* ENCODE_TEXT = R"(
@@ -29,21 +27,29 @@ VerbDescription addOptions(VerbDescription verb, RewriteOptions& options) {
     addThreads(verb, options.m_numberOfThreads);
     addMemoryLimit(verb, options.m_memoryLimit);
     addMaximumLine(verb, options.m_maximumLine);
-    verb.m_checks.emplace_back([name = verb.m_name, &options] {
-        if (options.m_dictionaryName.empty())
-            throw ToolFailure(ExitCode::USAGE, name + " needs a dictionary: -d DICTIONARY");
-        if (options.m_output.m_outputName.empty())
-            throw ToolFailure(ExitCode::USAGE, name + " needs a file to write: -o OUT");
-    });
+    verb.requireOption("--dictionary");
+    verb.requireOption("--output");
     return verb;
 }
 
 } // namespace
 
 VerbDescription describeEncode(RewriteOptions& options) {
-    return addOptions({"encode", "put resource IDs in the place of literals", ENCODE_TEXT, EXIT_CODES}, options);
+    return addOptions(
+        {"encode",
+         "put resource IDs in the place of literals",
+         ENCODE_TEXT,
+         EXIT_CODES,
+         {{"encode dump.nt.gz -d dump.dict -o encoded.nt", "Writes the statements with IDs for literals."}}},
+        options);
 }
 
 VerbDescription describeDecode(RewriteOptions& options) {
-    return addOptions({"decode", "put the literals back", DECODE_TEXT, EXIT_CODES}, options);
+    return addOptions({"decode",
+                       "put the literals back",
+                       DECODE_TEXT,
+                       EXIT_CODES,
+                       {{"decode encoded.nt -d dump.dict -o - | gzip > dump.nt.gz",
+                         "Writes the statements with their literals, and packs them."}}},
+                      options);
 }

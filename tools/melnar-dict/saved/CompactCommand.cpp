@@ -36,7 +36,12 @@ bool checkOutput(const std::string& outputName, const CompactOptions& options) {
 } // namespace
 
 VerbDescription describeCompact(CompactOptions& options) {
-    VerbDescription verb{"compact", "give a saved dictionary dense resource IDs", TEXT, EXIT_CODES};
+    VerbDescription verb{"compact",
+                         "give a saved dictionary dense resource IDs",
+                         TEXT,
+                         EXIT_CODES,
+                         {{"compact dump.dict -o small.dict > moved.tsv",
+                           "Saves a compacted copy, and which IDs have changed to what."}}};
     addDictionary(verb, options);
     addOutput(verb, "FILE", "save to FILE and leave DICTIONARY as it is", "replace a FILE that is not a dictionary",
               options.m_output);

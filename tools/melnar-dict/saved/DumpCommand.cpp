@@ -35,7 +35,11 @@ void appendLines(const Dictionary& dictionary, const std::vector<BatchEntry>& en
 } // namespace
 
 VerbDescription describeDump(DumpOptions& options) {
-    VerbDescription verb{"dump", "print all resource IDs with their literals", TEXT, EXIT_CODES};
+    VerbDescription verb{"dump",
+                         "print all resource IDs with their literals",
+                         TEXT,
+                         EXIT_CODES,
+                         {{"dump dump.dict | grep '@de$'", "Prints all literals in German."}}};
     addDictionary(verb, options);
     return verb;
 }

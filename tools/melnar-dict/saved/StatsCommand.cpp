@@ -22,7 +22,11 @@ limit was reached, or the output cannot be written.
 } // namespace
 
 VerbDescription describeStats(StatsOptions& options) {
-    VerbDescription verb{"stats", "describe a saved dictionary", TEXT, EXIT_CODES};
+    VerbDescription verb{"stats",
+                         "describe a saved dictionary",
+                         TEXT,
+                         EXIT_CODES,
+                         {{"stats dump.dict", "Prints figures of a dictionary."}}};
     addDictionary(verb, options);
     addJson(verb, options.m_asksForJson);
     return verb;

@@ -20,7 +20,11 @@ cannot be read, or a limit was reached.
 } // namespace
 
 VerbDescription describeVerify(VerifyOptions& options) {
-    VerbDescription verb{"verify", "check a saved dictionary", TEXT, EXIT_CODES};
+    VerbDescription verb{"verify",
+                         "check a saved dictionary",
+                         TEXT,
+                         EXIT_CODES,
+                         {{"verify dump.dict", "Says whether the file is sound."}}};
     addDictionary(verb, options);
     return verb;
 }

@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/shell/CommandLine.h"
 
+#include "tools/melnar-dict/shell/Suggestion.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/platform/Unmovable.h"
@@ -59,6 +60,7 @@ public:
             return Request::HELP;
         refuseTheUnknown();
         takeValues();
+        refuseTheMissing();
         for (const std::function<void()>& check : m_verb.m_checks)
             check();
         return Request::WORK;
@@ -80,7 +82,23 @@ private:
     void refuseTheUnknown() const {
         for (const std::string& argument : m_app.remaining())
             if (argument != "--") // It is among what CLI11 has no option for.
-                refuse("unknown option " + argument.substr(0, argument.find('=')));
+            {
+                const std::string name = argument.substr(0, argument.find('='));
+                refuse("unknown option " + name + suggest(name, getOptionNames()));
+            }
+    }
+
+    std::vector<std::string> getOptionNames() const {
+        std::vector<std::string> names{"--help"};
+        for (const VerbDescription::Option& option : m_verb.m_options)
+            names.push_back(option.m_longName);
+        return names;
+    }
+
+    void refuseTheMissing() const {
+        for (const auto& [parsed, option] : m_options)
+            if (option->m_isRequired && parsed->count() == 0)
+                refuse(m_verb.m_name + " needs " + option->getUsage());
     }
 
     void takeValues() {

@@ -56,15 +56,17 @@ void appendOption(std::string& output, const VerbDescription::Option& option) {
 } // namespace
 
 std::string makeHelpText(const VerbDescription& verb) {
-    std::string help = "usage: melnar-dict " + verb.m_name + " [OPTION...]";
-    for (const VerbDescription::Operand& operand : verb.m_operands)
-        help += ' ' + operand.m_name + (operand.m_isRepeated ? "..." : "");
-    help += "\n\n";
+    std::string help = "usage: melnar-dict " + verb.getUsage() + "\n\n";
     appendWrapped(help, verb.m_text, 0, 0);
     help += '\n';
     for (const VerbDescription::Option& option : verb.m_options)
         appendOption(help, option);
     appendOption(help, {"-h", "--help", "", "print this text", {}});
+    help += verb.m_examples.size() == 1 ? "\nExample:\n" : "\nExamples:\n";
+    for (const VerbDescription::Example& example : verb.m_examples) {
+        help += "\n  melnar-dict " + example.m_command + '\n';
+        appendWrapped(help, example.m_text, 6, 0);
+    }
     help += '\n';
     appendWrapped(help, "Exit codes: " + verb.m_exitCodes, 0, 0);
     return help;

@@ -33,7 +33,7 @@ void VerbDescription::addOption(const std::string& names, const std::string& val
     const std::string_view longName = longNameIn(names);
     const size_t numberOfOtherCharacters = names.size() - longName.size();
     m_options.push_back({names.substr(0, numberOfOtherCharacters == 0 ? 0 : numberOfOtherCharacters - 1),
-                         std::string(longName), valueName, text, std::move(take)});
+                         std::string(longName), valueName, text, std::move(take), false});
 }
 
 void VerbDescription::addText(const std::string& names, const std::string& valueName, const std::string& text,
@@ -56,6 +56,25 @@ void VerbDescription::addSize(const std::string& names, const std::string& text,
             refuseValue(names, "a number of bytes, such as 4096, 512M or 16G", value);
         variable = *numberOfBytes;
     });
+}
+
+void VerbDescription::requireOption(const std::string& longName) {
+    for (Option& option : m_options)
+        option.m_isRequired |= option.m_longName == longName;
+}
+
+std::string VerbDescription::Option::getUsage() const {
+    return (m_shortName.empty() ? m_longName : m_shortName) + (m_valueName.empty() ? "" : ' ' + m_valueName);
+}
+
+std::string VerbDescription::getUsage() const {
+    std::string usage = m_name + " [OPTION...]";
+    for (const Option& option : m_options)
+        if (option.m_isRequired)
+            usage += ' ' + option.getUsage();
+    for (const Operand& operand : m_operands)
+        usage += ' ' + operand.m_name + (operand.m_isRepeated ? "..." : "");
+    return usage;
 }
 
 uint64_t VerbDescription::requireNumber(const std::string& option, const std::string& value, const uint64_t minimum,

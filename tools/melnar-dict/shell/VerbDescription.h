@@ -30,12 +30,22 @@ struct VerbDescription {
         std::string m_valueName; // empty for an option without a value
         std::string m_text;
         TakeValue m_take; // is called each time the option is given, in the order of all arguments
+        bool m_isRequired = false;
+
+        /// How usage shows it, such as: -o OUT.
+        std::string getUsage() const;
+    };
+
+    struct Example {
+        std::string m_command; // behind the tool's name
+        std::string m_text;
     };
 
     std::string m_name;
     std::string m_purpose; // for the list of verbs, without a full stop
     std::string m_text;
     std::string m_exitCodes;
+    std::vector<Example> m_examples;
     std::vector<Operand> m_operands{};
     std::vector<Option> m_options{};
     std::vector<std::function<void()>> m_checks{}; // are called when all arguments have been taken
@@ -58,6 +68,12 @@ struct VerbDescription {
             variable = requireNumber(names, value, minimum, maximum);
         });
     }
+
+    /// Makes an option that was added one that must be given.
+    void requireOption(const std::string& longName);
+
+    /// The names, options and operands, behind the tool's name.
+    std::string getUsage() const;
 
     /// Bytes, with K, M, G or T for 1024 bytes and its powers, or without.
     void addSize(const std::string& names, const std::string& text, uint64_t& variable);

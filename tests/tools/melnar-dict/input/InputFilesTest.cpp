@@ -9,7 +9,7 @@
 namespace {
 
 InputFiles read(const std::vector<std::string>& arguments, const InputFormats formats = InputFormats::ALL) {
-    VerbDescription verb{"read", "", "", ""};
+    VerbDescription verb{"read", "", "", "", {}};
     InputFiles files;
     addInputFiles(verb, formats, files);
     readCommandLine(verb, arguments);

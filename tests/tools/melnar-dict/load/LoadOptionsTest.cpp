@@ -40,9 +40,10 @@ TEST(LoadOptionsTest, needsNothingButAFile) {
 }
 
 TEST(LoadOptionsTest, takesEveryOptionBeforeAndBehindTheFiles) {
-    const LoadOptions options = parse({"--threads", "3", "a.ttl", "--lenient", "--json", "--base=http://b/",
-                                       "--memory-limit", "1M", "--max-line=3K", "--max-resources", "7", "--query",
-                                       "text@en", "--get", "9", "--query=text", "b.trig.gz", "--wait", "--force"});
+    const LoadOptions options =
+        parse({"--threads", "3", "a.ttl", "--lenient", "--json", "--base=http://b/", "--memory-limit", "1M",
+               "--max-line=3K", "--max-resources", "7", "--query", "'text'@en", "--get", "9", "--query=\"text\"",
+               "b.trig.gz", "--wait", "--force"});
     ASSERT_EQ(2u, options.m_files.size());
     EXPECT_EQ(RdfFormat::TURTLE, options.m_files[0].second);
     EXPECT_EQ(RdfFormat::TRIG, options.m_files[1].second);
@@ -54,9 +55,9 @@ TEST(LoadOptionsTest, takesEveryOptionBeforeAndBehindTheFiles) {
     EXPECT_EQ(3072u, options.m_maximumLine);
     EXPECT_EQ(7u, options.m_maximumNumberOfResources);
     ASSERT_EQ(3u, options.m_lookups.size()) << "in the order given";
-    EXPECT_EQ("text@en", options.m_lookups[0].m_question);
+    EXPECT_EQ("'text'@en", options.m_lookups[0].m_question);
     EXPECT_EQ(9u, options.m_lookups[1].m_resourceID);
-    EXPECT_EQ("text", options.m_lookups[2].m_question);
+    EXPECT_EQ("\"text\"", options.m_lookups[2].m_question);
 }
 
 TEST(LoadOptionsTest, savesWhatIsAddedToInItsPlaceUnlessThereIsAnOutput) {
@@ -68,7 +69,7 @@ TEST(LoadOptionsTest, savesWhatIsAddedToInItsPlaceUnlessThereIsAnOutput) {
 TEST(LoadOptionsTest, refusesWhatItCannotDo) {
     EXPECT_EQ("load needs a file", messageOf({}));
     EXPECT_EQ("load needs a file", messageOf({"--json"}));
-    EXPECT_EQ("unknown option --thread", messageOf({"a.nt", "--thread", "2"}));
+    EXPECT_EQ("unknown option --thread; did you mean '--threads'?", messageOf({"a.nt", "--thread", "2"}));
     EXPECT_EQ("option --threads needs a number from 1 to 1024, not '0'", messageOf({"a.nt", "--threads", "0"}));
     EXPECT_EQ("option --threads needs a number from 1 to 1024, not '1025'", messageOf({"a.nt", "--threads", "1025"}));
     EXPECT_EQ("option --max-resources needs a number from 1 to 8796093022208, not '0'",
@@ -79,6 +80,10 @@ TEST(LoadOptionsTest, refusesWhatItCannotDo) {
     EXPECT_EQ("--max-resources is for a new dictionary, not one given with --into",
               messageOf({"a.nt", "--into", "d", "--max-resources", "3"}));
     EXPECT_EQ("the value of option --output is empty", messageOf({"a.nt", "-o", ""}));
+    for (const char* const base :
+         {"x", "/x", "http://a b/", "http://<x>", "", "//host/", "1a:b", "http://\xFF", "a:\\u0041"})
+        EXPECT_EQ("option --base needs an absolute IRI, such as http://example.org/, not '" + std::string(base) + "'",
+                  messageOf({"a.nt", "--base", base}));
     EXPECT_EQ("option --query needs a value", messageOf({"a.nt", "--query"}));
     EXPECT_EQ("option --lenient takes no value", messageOf({"a.nt", "--lenient=yes"}));
 }

@@ -13,7 +13,7 @@ namespace {
 
 /// A verb with an option of each kind, which notes all that it is given.
 struct NotingVerb {
-    VerbDescription m_description{"note", "note what is given", "Text.", "0 done."};
+    VerbDescription m_description{"note", "note what is given", "Text.", "0 done.", {}};
     std::string m_first;
     std::vector<std::string> m_rest;
     std::vector<std::string> m_values; // of --value and operands
@@ -146,14 +146,15 @@ TEST(CommandLineTest, refusesTheUnknownByName) {
     EXPECT_EQ("unknown option --what", messageOf({"a", "b", "--what"}));
     EXPECT_EQ("unknown option --what", messageOf({"a", "b", "--what=3"}));
     EXPECT_EQ("unknown option -x", messageOf({"a", "b", "-x"}));
-    EXPECT_EQ("unknown option --fla", messageOf({"a", "b", "--fla"})) << "names are not cut short";
+    EXPECT_EQ("unknown option --fla; did you mean '--flag'?", messageOf({"a", "b", "--fla"}))
+        << "names are not cut short";
     EXPECT_EQ("unknown option --FLAG", messageOf({"a", "b", "--FLAG"}));
 }
 
 TEST(CommandLineTest, refusesOperandsThatAreMissingOrTooMany) {
     EXPECT_EQ("note needs a first", messageOf({}));
     EXPECT_EQ("note needs a rest", messageOf({"--flag", "a"}));
-    VerbDescription verb{"single", "", "", ""};
+    VerbDescription verb{"single", "", "", "", {}};
     std::string first;
     verb.addOperand("FIRST", "a first", first);
     EXPECT_EQ("single does not take 'b'", std::string(catchException<ToolFailure>([&] {

@@ -1,0 +1,9 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Returns "; did you mean 'NAME'?" with the name that was probably meant: one that begins like what was typed, or
+/// differs from it by a few characters; or nothing.
+std::string suggest(std::string_view typed, const std::vector<std::string>& names);
