@@ -125,7 +125,7 @@ TEST_F(ToolTest, resolvesRelativeIrisAgainstTheGivenBase) {
 TEST_F(ToolTest, looksLiteralsUpInBothDirections) {
     m_directory.addFile("a.nt", TEXT);
     const ToolResult result =
-        run({"load", "a.nt", "--threads", "1", "--query", "text", "--query", "text@en", "--get", "2"});
+        run({"load", "a.nt", "--threads", "1", "--query", "'text'", "--query", "\"text\"@en", "--get", "2"});
     EXPECT_EQ(0, result.m_exitCode);
     EXPECT_EQ("", result.m_errorOutput);
     EXPECT_TRUE(result.m_output.ends_with("\n1\t\"text\"\n2\t\"text\"@en\n2\t\"text\"@en\n")) << result.m_output;
@@ -134,18 +134,18 @@ TEST_F(ToolTest, looksLiteralsUpInBothDirections) {
 TEST_F(ToolTest, endsWithOneWhenSomethingIsNotFound) {
     m_directory.addFile("a.nt", TEXT);
     for (const std::vector<std::string>& question :
-         {std::vector<std::string>{"--query", "absent@en"}, std::vector<std::string>{"--get", "3"}}) {
-        const ToolResult result = run({"load", "a.nt", "--query", "text", question[0], question[1]});
+         {std::vector<std::string>{"--query", "\"absent\"@en"}, std::vector<std::string>{"--get", "3"}}) {
+        const ToolResult result = run({"load", "a.nt", "--query", "\"text\"", question[0], question[1]});
         EXPECT_EQ(1, result.m_exitCode);
         EXPECT_EQ("", result.m_errorOutput);
         EXPECT_TRUE(
             result.m_output.ends_with(question[0] == "--get" ? "\nnot found\t3\n" : "\nnot found\t\"absent\"@en\n"))
             << result.m_output;
     }
-    const ToolResult result = run({"load", "a.nt", "--json", "--get", "3", "--query", "text"});
+    const ToolResult result = run({"load", "a.nt", "--json", "--get", "3", "--query", "'text'"});
     EXPECT_EQ(1, result.m_exitCode);
     EXPECT_EQ(nlohmann::json::parse(R"([{"question": "3", "id": 3, "literal": null},
-                                       {"question": "text", "id": 1, "literal": "\"text\""}])"),
+                                       {"question": "'text'", "id": 1, "literal": "\"text\""}])"),
               nlohmann::json::parse(result.m_output)["lookups"]);
 }
 
@@ -301,7 +301,17 @@ TEST_F(ToolTest, endsWithTwoOnAWrongCommandLine) {
                   run({"load", "a.nt", "--threads", "many"}));
     expectFailure(2, "melnar-dict: the name 'a.txt' tells no format; give it with --format\n",
                   run({"load", "a.nt", "a.txt"}));
-    expectFailure(2, "melnar-dict: unknown verb 'loda'; melnar-dict --help lists them\n", run({"loda", "a.nt"}));
+    expectFailure(2, "melnar-dict: unknown verb 'loda'; did you mean 'load'?\n", run({"loda", "a.nt"}));
+    expectFailure(2, "melnar-dict: unknown verb 'frob'; melnar-dict --help lists the verbs\n", run({"frob"}));
+    expectFailure(2, "melnar-dict: expected a verb, found '--json'; melnar-dict --help lists the verbs\n",
+                  run({"--json", "load", "a.nt"}));
+    expectFailure(2, "melnar-dict: unknown option --thread; did you mean '--threads'?\n",
+                  run({"load", "a.nt", "--thread=2"}));
+    expectFailure(2,
+                  "melnar-dict: literal 'text': expected a literal in quotes, found 'text'; did you mean '\"text\"'?\n",
+                  run({"load", "a.nt", "--query", "text"}));
+    expectFailure(2, "melnar-dict: encode needs -d DICTIONARY\n", run({"encode", "a.nt", "-o", "o"}));
+    expectFailure(2, "melnar-dict: unknown verb 'loda'; did you mean 'load'?\n", run({"help", "loda"}));
     const ToolResult result = run({});
     EXPECT_EQ(2, result.m_exitCode);
     EXPECT_EQ("", result.m_output);
@@ -317,9 +327,15 @@ TEST_F(ToolTest, tellsWhatItCanDo) {
     for (const char* const option : {"--format", "--threads", "--lenient", "--base", "--memory-limit",
                                      "--max-resources", "--json", "--query", "--get", "-h, --help"})
         EXPECT_NE(std::string::npos, helpOfLoad.m_output.find(std::string("\n  ") + option)) << option;
-    const ToolResult version = run({"--version"});
-    EXPECT_EQ(0, version.m_exitCode);
-    EXPECT_EQ("melnar-dict 0.1.0\n", version.m_output);
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"help"}, {"-h"}})
+        EXPECT_EQ(help.m_output, run(arguments).m_output);
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"help", "load"}, {"load", "-h"}})
+        EXPECT_EQ(helpOfLoad.m_output, run(arguments).m_output);
+    for (const char* const argument : {"--version", "-V"}) {
+        const ToolResult version = run({argument});
+        EXPECT_EQ(0, version.m_exitCode);
+        EXPECT_EQ("melnar-dict 0.1.0\n", version.m_output);
+    }
 }
 
 } // namespace

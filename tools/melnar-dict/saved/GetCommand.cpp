@@ -1,53 +1,142 @@
 #include "tools/melnar-dict/saved/GetCommand.h"
 
-#include "tools/melnar-dict/saved/Lookup.h"
+#include "tools/melnar-dict/input/BlockReader.h"
+#include "tools/melnar-dict/input/InputFile.h"
 #include "tools/melnar-dict/shell/NumberText.h"
+#include "tools/melnar-dict/shell/QuotedText.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/dictionary/BatchEntry.h"
 
-#include <optional>
+#include <algorithm>
+#include <string>
+#include <string_view>
 
 namespace {
 
 constexpr const char* TEXT = R"(
-Prints "ID<tab>literal" for every ID, the literal in Turtle syntax, or
-"not found<tab>ID".
+Prints "ID<tab>literal" for every ID, the literal in Turtle syntax, or "not found<tab>ID". "-" stands for the lines of
+standard input, an ID in each.
 )";
 
 constexpr const char* EXIT_CODES = R"(
-0 done, 1 something not found, 2 wrong command line, 3 the
+0 done, 1 something not found or a line that is not an ID, 2 wrong command line, 3 the
 dictionary cannot be read or a limit was reached.
 )";
 
-uint64_t parseResourceID(const std::string& text) {
-    const std::optional<uint64_t> resourceID = parseNumber(text);
-    if (!resourceID)
-        throw ToolFailure(ExitCode::USAGE, "'" + text + "' is not a resource ID");
-    return *resourceID;
-}
+constexpr const char* STANDARD_INPUT = "-";
+constexpr size_t IDS_OF_A_GROUP = 4096;
+
+/// Prints the literals of IDs, which are read in groups.
+class Answers {
+public:
+    Answers(const Dictionary& dictionary, StandardOutput& output, std::ostream& errorOutput)
+        : m_dictionary(dictionary), m_output(output), m_errorOutput(errorOutput) {}
+
+    void add(const uint64_t resourceID) {
+        m_group.emplace_back().m_resourceID = resourceID;
+        if (m_group.size() == IDS_OF_A_GROUP)
+            answer();
+    }
+
+    void addLines() {
+        BlockReader reader(openInputFile(STANDARD_INPUT));
+        uint64_t line = 0;
+        for (Block block; reader.next(block);) {
+            const std::string_view text = block.getText();
+            for (size_t begin = 0; begin < text.size();) {
+                const size_t end = std::min(text.find('\n', begin), text.size());
+                addLine(text.substr(begin, end - begin), ++line);
+                begin = end + 1;
+            }
+            answer();
+            m_output.flush();
+        }
+    }
+
+    /// Prints what has not been printed yet.
+    void answer() {
+        m_dictionary.getResources(m_group);
+        for (const BatchEntry& entry : m_group)
+            print(entry);
+        m_group.clear();
+    }
+
+    ExitCode getExitCode() const noexcept { return m_exitCode; }
+
+private:
+    void addLine(std::string_view text, const uint64_t line) {
+        if (text.ends_with('\r'))
+            text.remove_suffix(1);
+        if (const std::optional<uint64_t> resourceID = parseNumber(text))
+            add(*resourceID);
+        else {
+            m_errorOutput << "-:" << line << ": " << quoteText(text) << " is not a resource ID\n";
+            m_exitCode = ExitCode::BAD_DATA;
+        }
+    }
+
+    void print(const BatchEntry& entry) {
+        const bool isFound = entry.m_datatypeID != D_INVALID;
+        m_line = isFound ? "" : "not found\t";
+        m_line += std::to_string(entry.m_resourceID);
+        if (isFound) {
+            m_line += '\t';
+            m_dictionary.appendTurtleLiteral(entry.m_lexicalForm, entry.m_datatypeID, m_line);
+        } else
+            m_exitCode = ExitCode::BAD_DATA;
+        m_line += '\n';
+        m_output.write(m_line);
+    }
+
+    const Dictionary& m_dictionary;
+    StandardOutput& m_output;
+    std::ostream& m_errorOutput;
+    std::vector<BatchEntry> m_group;
+    std::string m_line;
+    ExitCode m_exitCode = ExitCode::DONE;
+};
 
 } // namespace
 
 VerbDescription describeGet(GetOptions& options) {
-    VerbDescription verb{"get", "print the literals of resource IDs", TEXT, EXIT_CODES};
+    VerbDescription verb{"get",
+                         "print the literals of resource IDs",
+                         TEXT,
+                         EXIT_CODES,
+                         {{"get dump.dict 1 17", "Prints the literals with the IDs 1 and 17."},
+                          {"get dump.dict - < ids.txt", "Prints the literals of all IDs in a file."}}};
     addDictionary(verb, options);
     verb.m_operands.push_back({"ID", "a resource ID", true, [&options](const std::string& value) {
-                                   options.m_resourceIDs.push_back(parseResourceID(value));
+                                   const std::optional<uint64_t> resourceID = parseNumber(value);
+                                   if (!resourceID && value != STANDARD_INPUT)
+                                       throw ToolFailure(ExitCode::USAGE, quoteText(value) + " is not a resource ID");
+                                   options.m_resourceIDs.push_back(resourceID);
                                }});
+    verb.m_checks.emplace_back([&options] {
+        if (std::count(options.m_resourceIDs.begin(), options.m_resourceIDs.end(), std::nullopt) > 1)
+            throw ToolFailure(ExitCode::USAGE, "standard input can be read only once");
+    });
     return verb;
 }
 
-ExitCode runGet(const GetOptions& options, StandardOutput& output, std::ostream&) {
+ExitCode runGet(const GetOptions& options, StandardOutput& output, std::ostream& errorOutput) {
     const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
-    ExitCode exitCode = ExitCode::DONE;
-    for (const uint64_t resourceID : options.m_resourceIDs) {
-        Lookup lookup = Lookup::ofResourceID(resourceID);
-        lookup.answer(*dictionary);
-        output.write(lookup.toText());
-        if (!lookup.isAnswered())
-            exitCode = ExitCode::BAD_DATA;
+    Answers answers(*dictionary, output, errorOutput);
+    try {
+        for (const std::optional<uint64_t> resourceID : options.m_resourceIDs)
+            if (resourceID)
+                answers.add(*resourceID);
+            else {
+                answers.answer();
+                answers.addLines();
+            }
+        answers.answer();
+    } catch (...) {
+        output.flushAfterFailure(); // what has been answered so far
+        throw;
     }
     output.flush();
-    return exitCode;
+    return answers.getExitCode();
 }

@@ -5,12 +5,13 @@
 #include "tools/melnar-dict/shell/StandardOutput.h"
 
 #include <cstdint>
+#include <optional>
 #include <ostream>
 #include <vector>
 
 /// What the command line of `get` asks for.
 struct GetOptions : SavedDictionaryOptions {
-    std::vector<uint64_t> m_resourceIDs;
+    std::vector<std::optional<uint64_t>> m_resourceIDs; // nothing stands for the lines of standard input
 };
 
 /// The command line of `get`, bound to the options.

@@ -1,41 +1,41 @@
 #include "tools/melnar-dict/saved/Lookup.h"
 
+#include "tools/melnar-dict/pieces/LiteralBatch.h"
+#include "tools/melnar-dict/pieces/LiteralCollector.h"
+#include "tools/melnar-dict/pieces/LiteralRefusal.h"
+#include "tools/melnar-dict/saved/LiteralReader.h"
 #include "tools/melnar-dict/shell/JsonText.h"
+#include "tools/melnar-dict/shell/QuotedText.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/Dictionary.h"
-#include "Engine/core/data-store/dictionary/PlainLiteral.h"
-#include "Engine/core/data-store/dictionary/Prefixes.h"
 
-namespace {
-
-uint8_t datatypeIDOf(const std::string& literal) noexcept {
-    return classifyPlainLiteral(literal.data(), literal.size()) == PlainLiteralKind::WITH_TAG ? D_RDF_PLAIN_LITERAL
-                                                                                              : D_XSD_STRING;
-}
-
-std::string toTurtle(const std::string& literal) {
-    const uint8_t datatypeID = datatypeIDOf(literal);
-    std::string turtleLiteral;
-    DictionaryDatatypeFactory::getFactory(datatypeID)
-        ->appendTurtleLiteral(datatypeID, reinterpret_cast<const uint8_t*>(literal.c_str()), literal.size() + 1,
-                              nullptr, 0, Prefixes(), turtleLiteral);
-    return turtleLiteral;
-}
-
-} // namespace
+#include <optional>
 
 Lookup Lookup::ofResourceID(const uint64_t resourceID) {
-    return {std::to_string(resourceID), true, resourceID, {}};
+    return {.m_question = std::to_string(resourceID), .m_asksForLiteral = true, .m_resourceID = resourceID};
 }
 
 Lookup Lookup::ofLiteral(const std::string& literal) {
-    return {literal, false, 0, toTurtle(literal)};
+    LiteralReader reader;
+    Rdf::Term term;
+    if (const std::optional<InputError> error = reader.read(literal, term))
+        throw ToolFailure(ExitCode::USAGE, "literal " + quoteText(literal) + ": " + error->m_cause);
+    LiteralBatch batch;
+    appendLiteral(term, literalKindOf(term), 0, batch);
+    const BatchEntry& entry = batch.getEntries().front();
+    if (isRefused(entry))
+        throw ToolFailure(ExitCode::USAGE,
+                          "literal " + quoteText(literal) + ": an rdf:PlainLiteral needs an '@' and a language tag");
+    return {
+        .m_question = literal, .m_lexicalForm = std::string(entry.m_lexicalForm), .m_datatypeID = entry.m_datatypeID};
 }
 
 void Lookup::answer(const Dictionary& dictionary) {
-    if (!m_asksForLiteral)
-        m_resourceID = dictionary.tryResolveResource(dictionary.getCommitPoint(), m_question, datatypeIDOf(m_question));
-    else if (m_resourceID < dictionary.getCommitPoint().m_resourceID && dictionary.hasResource(m_resourceID))
+    if (!m_asksForLiteral) {
+        m_resourceID = dictionary.tryResolveResource(dictionary.getCommitPoint(), m_lexicalForm, m_datatypeID);
+        dictionary.appendTurtleLiteral(m_lexicalForm, m_datatypeID, m_turtleLiteral);
+    } else if (m_resourceID < dictionary.getCommitPoint().m_resourceID && dictionary.hasResource(m_resourceID))
         dictionary.appendTurtleLiteral(m_resourceID, m_turtleLiteral);
 }
 

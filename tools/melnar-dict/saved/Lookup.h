@@ -9,14 +9,17 @@ class Dictionary;
 struct Lookup {
     std::string m_question; // as it was asked
     bool m_asksForLiteral = false;
-    uint64_t m_resourceID = 0;   // 0 when it asks for the ID of a literal and there is none
-    std::string m_turtleLiteral; // empty when it asks for the literal of an ID and there is none
+    std::string m_lexicalForm{}; // of the literal whose ID is asked for
+    uint8_t m_datatypeID = 0;
+    uint64_t m_resourceID = 0; // 0 when it asks for the ID of a literal and there is none
+    std::string
+        m_turtleLiteral{}; // empty before the answer, and when it asks for the literal of an ID and there is none
 
     /// Asks for the literal of an ID.
     static Lookup ofResourceID(uint64_t resourceID);
 
-    /// Asks for the ID of a literal: of the rdf:PlainLiteral when what follows the last '@' is a language tag, of the
-    /// xsd:string otherwise.
+    /// Asks for the ID of a literal, which is given in Turtle syntax. Throws ToolFailure with ExitCode::USAGE if it is
+    /// none, or one that every dictionary refuses.
     static Lookup ofLiteral(const std::string& literal);
 
     bool isAnswered() const noexcept { return m_resourceID != 0 && !m_turtleLiteral.empty(); }

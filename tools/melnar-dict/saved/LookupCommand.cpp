@@ -3,19 +3,23 @@
 #include "tools/melnar-dict/input/BlockReader.h"
 #include "tools/melnar-dict/input/InputFile.h"
 #include "tools/melnar-dict/saved/LiteralLines.h"
+#include "tools/melnar-dict/shell/QuotedText.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/platform/MelnarException.h"
 
 #include <algorithm>
+#include <functional>
+#include <string_view>
+#include <utility>
 
 namespace {
 
 constexpr const char* TEXT = R"(
-Prints "ID<tab>literal" for every literal, or "not found<tab>literal". A literal
-is given in Turtle syntax: "text" or "text"@tag, with its quotes. "-" stands for
-the lines of standard input, a literal in each.
+Prints "ID<tab>literal" for every literal, or "not found<tab>literal". A literal is given in Turtle syntax, with its
+quotes: "text", "text"@tag, 'text', or """text""" when there are quotes or line breaks in it. "-" stands for the lines
+of standard input, a literal in each.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -23,20 +27,22 @@ constexpr const char* EXIT_CODES = R"(
 line, 3 the dictionary cannot be read or a limit was reached.
 )";
 
+constexpr const char* STANDARD_INPUT = "-";
+
 /// Answers literals, in batches of what is read at once.
 class Answers {
 public:
     Answers(const Dictionary& dictionary, StandardOutput& output, std::ostream& errorOutput)
         : m_dictionary(dictionary), m_output(output), m_errorOutput(errorOutput) {}
 
-    /// `place` is put before messages.
-    LiteralLines::Receiver getReceiver(const std::string& place) {
+    /// `formatError` makes the line that tells an error.
+    LiteralLines::Receiver getReceiver(std::function<std::string(const InputError& error)> formatError) {
         return {[this](const std::span<BatchEntry> literals, std::vector<BatchFailure>& failures) {
                     m_dictionary.tryResolveResources(m_dictionary.getCommitPoint(), literals, failures);
                 },
                 [this](const BatchEntry& literal) { print(literal); },
-                [this, place](const uint64_t line, const std::string& cause) {
-                    m_errorOutput << place << line << ": " << cause << '\n';
+                [this, formatError = std::move(formatError)](const InputError& error) {
+                    m_errorOutput << formatError(error) << '\n';
                     m_exitCode = ExitCode::BAD_DATA;
                 }};
     }
@@ -62,31 +68,50 @@ private:
     ExitCode m_exitCode = ExitCode::DONE;
 };
 
-void answerOperands(const std::vector<std::string>& operands, Answers& answers, StandardOutput& output) {
-    for (size_t index = 0; index < operands.size(); ++index) {
-        const std::string& operand = operands[index];
-        if (operand != "-") {
-            // A line feed within an argument makes lines of it, none of which is a literal.
-            LiteralLines(answers.getReceiver("literal " + std::to_string(index + 1) + ", line ")).parse(operand + "\n");
-            continue;
-        }
-        LiteralLines lines(answers.getReceiver("-:"));
-        BlockReader reader(openInputFile(operand));
-        for (Block block; reader.next(block);) {
-            lines.parse(block.getText());
-            output.flush();
-        }
+/// Answers the lines of standard input.
+void answerLines(Answers& answers, StandardOutput& output) {
+    LiteralLines lines(answers.getReceiver([](const InputError& error) {
+        return "-:" + std::to_string(error.m_line) + (error.m_column == 0 ? "" : ':' + std::to_string(error.m_column)) +
+               ": " + error.m_cause;
+    }));
+    BlockReader reader(openInputFile(STANDARD_INPUT));
+    for (Block block; reader.next(block);) {
+        lines.addLines(block.getText());
+        lines.answer();
+        output.flush();
     }
+}
+
+void answerOperands(const std::vector<std::string>& operands, Answers& answers, StandardOutput& output) {
+    std::vector<std::string_view> literals; // all operands but "-"
+    LiteralLines lines(answers.getReceiver([&literals](const InputError& error) {
+        return "melnar-dict: literal " + quoteText(literals[error.m_line - 1]) + ": " + error.m_cause;
+    }));
+    for (const std::string& operand : operands)
+        if (operand == STANDARD_INPUT) {
+            lines.answer();
+            answerLines(answers, output);
+        } else {
+            literals.push_back(operand);
+            lines.add(operand);
+        }
+    lines.answer();
 }
 
 } // namespace
 
 VerbDescription describeLookup(LookupOptions& options) {
-    VerbDescription verb{"lookup", "print the resource IDs of literals", TEXT, EXIT_CODES};
+    VerbDescription verb{"lookup",
+                         "print the resource IDs of literals",
+                         TEXT,
+                         EXIT_CODES,
+                         {{"lookup dump.dict '\"Berlin\"' '\"Berlin\"@de'",
+                           "Prints the IDs of two literals; the single quotes are the shell's."},
+                          {"lookup dump.dict - < literals.txt", "Prints the IDs of all literals in a file."}}};
     addDictionary(verb, options);
     verb.addOperands("LITERAL", "a literal", options.m_literals);
     verb.m_checks.emplace_back([&options] {
-        if (std::count(options.m_literals.begin(), options.m_literals.end(), "-") > 1)
+        if (std::count(options.m_literals.begin(), options.m_literals.end(), STANDARD_INPUT) > 1)
             throw ToolFailure(ExitCode::USAGE, "standard input can be read only once");
     });
     return verb;
@@ -98,10 +123,7 @@ ExitCode runLookup(const LookupOptions& options, StandardOutput& output, std::os
     try {
         answerOperands(options.m_literals, answers, output);
     } catch (...) {
-        try {
-            output.flush();            // what has been answered so far
-        } catch (const ToolFailure&) { // NOLINT(bugprone-empty-catch): the first failure is the one to report
-        }
+        output.flushAfterFailure(); // what has been answered so far
         throw;
     }
     output.flush();

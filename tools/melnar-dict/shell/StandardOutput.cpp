@@ -33,3 +33,10 @@ void StandardOutput::flush() {
     }
     m_buffer.clear();
 }
+
+void StandardOutput::flushAfterFailure() noexcept {
+    try {
+        flush();
+    } catch (const ToolFailure&) { // NOLINT(bugprone-empty-catch): see above
+    }
+}

@@ -20,6 +20,9 @@ public:
     /// Hands everything written so far to the system.
     void flush();
 
+    /// The same when something else has failed, whose failure is the one to report.
+    void flushAfterFailure() noexcept;
+
 private:
     const int m_fileDescriptor;
     std::string m_buffer;

@@ -24,8 +24,8 @@ protected:
                                failures.push_back({index, m_failure});
                    },
                    [this](const BatchEntry& literal) { m_taken.emplace_back(literal.m_lexicalForm); },
-                   [this](const uint64_t line, const std::string& cause) {
-                       m_taken.push_back(std::to_string(line) + ": " + cause);
+                   [this](const InputError& error) {
+                       m_taken.push_back(std::to_string(error.m_line) + ": " + error.m_cause);
                    }}) {}
 
     /// Makes the dictionary fail for a literal.
@@ -35,6 +35,11 @@ protected:
         m_failure = std::make_exception_ptr(exception);
     }
 
+    void parse(const std::string& text) {
+        m_lines.addLines(text);
+        m_lines.answer();
+    }
+
     std::string m_failingForm = "none";
     std::exception_ptr m_failure;
     std::vector<std::string> m_taken; // literals and errors
@@ -42,36 +47,39 @@ protected:
 };
 
 TEST_F(LiteralLinesTest, handsOutLiteralsAndErrorsInTheOrderOfTheLines) {
-    m_lines.parse("\"a\"\n<a:b>\n\"b\"@en\n");
-    m_lines.parse("\"5\"^^<a:t>\n\"c\"\n");
-    EXPECT_EQ((std::vector<std::string>{"a", "2: not a string literal", "b@en", "4: not a string literal", "c"}),
-              m_taken);
+    parse("\"a\"\nb\n\"b\"@en\n");
+    parse("\"5\"^^<a:t>\n\"c\"\r\n 'd' ");
+    EXPECT_EQ(
+        (std::vector<std::string>{"a", "2: expected a literal in quotes, found 'b'; did you mean '\"b\"'?", "b@en",
+                                  "4: a literal of datatype <a:t> has no ID; those of xsd:string and "
+                                  "rdf:PlainLiteral have",
+                                  "c", "d"}),
+        m_taken);
 }
 
-TEST_F(LiteralLinesTest, aLineIsNotALiteralWithSomethingElse) {
-    m_lines.parse("\"a\" . #\n\"a\" <g:> . #\n\"a\" <g:> .\n\"a\" #\n\"a\" .\n\"a\rb\"\n\"b\"\r\n \"c\" \n\n<<( <a:s> "
-                  "<a:p> \"d\" )>>\n");
-    ASSERT_EQ(10u, m_taken.size());
-    EXPECT_EQ("b", m_taken[6]);
-    EXPECT_EQ("c", m_taken[7]);
-    for (const size_t index : {0u, 1u, 2u, 3u, 4u, 5u, 8u, 9u})
-        EXPECT_TRUE(m_taken[index].starts_with(std::to_string(index + 1) + ": ")) << m_taken[index];
+TEST_F(LiteralLinesTest, takesTextsOfSeveralLinesOneByOne) {
+    m_lines.add("\"\"\"a\nb\"\"\"");
+    m_lines.add("\"a\"\n\"b\"");
+    EXPECT_TRUE(m_taken.empty()) << "not answered yet";
+    m_lines.answer();
+    EXPECT_EQ((std::vector<std::string>{"a\nb", "2: expected the end of the literal, found '\"'"}), m_taken);
+    m_lines.answer();
+    EXPECT_EQ(2u, m_taken.size());
 }
 
 TEST_F(LiteralLinesTest, aRefusedLiteralIsAnErrorOfItsLine) {
     failFor("x@en-", MelnarException("file", 1, MelnarException::NO_CAUSES, "malformed"));
-    m_lines.parse("\"a\"\n" + MALFORMED + "\n");
-    m_lines.parse(MALFORMED + "\n" + MALFORMED + "\n\"b\"\n");
+    parse("\"a\"\n" + MALFORMED + "\n");
+    parse(MALFORMED + "\n" + MALFORMED + "\n\"b\"\n");
     EXPECT_EQ((std::vector<std::string>{"a", "2: malformed", "3: malformed", "4: malformed", "b"}), m_taken);
 }
 
 TEST_F(LiteralLinesTest, anotherFailureIsThrownBehindTheAnswersBeforeIt) {
     failFor("x@en", MelnarException("file", 1, MelnarException::NO_CAUSES, "a limit"));
-    EXPECT_THROW(m_lines.parse("\"a\"\nbad\n\"x\"@en\n\"b\"\n"), MelnarException);
+    EXPECT_THROW(parse("\"a\"\nbad\n\"x\"@en\n\"b\"\n"), MelnarException);
     EXPECT_EQ(2u, m_taken.size());
     failFor("x@en-", std::bad_alloc());
-    EXPECT_THROW(m_lines.parse("\"c\"\n" + MALFORMED + "\n"), std::bad_alloc)
-        << "malformed, but that is not what failed";
+    EXPECT_THROW(parse("\"c\"\n" + MALFORMED + "\n"), std::bad_alloc) << "malformed, but that is not what failed";
     EXPECT_EQ(3u, m_taken.size());
 }
 

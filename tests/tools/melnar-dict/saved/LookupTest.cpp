@@ -1,6 +1,8 @@
 #include "tools/melnar-dict/saved/Lookup.h"
 
 #include "Engine/core/data-store/DictionaryThread.h"
+#include "tests/support/CaughtException.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <gtest/gtest.h>
 
@@ -33,24 +35,38 @@ protected:
 };
 
 TEST_F(LookupTest, findsTheIDOfALiteral) {
-    EXPECT_EQ("1\t\"plain\"\n", find("plain"));
-    EXPECT_EQ("2\t\"text\"@en\n", find("text@en"));
-    EXPECT_EQ("4\t\"a \\\"b\\\"\\n\"\n", find("a \"b\"\n"));
-    EXPECT_EQ("5\t\"\"\n", find(""));
+    EXPECT_EQ("1\t\"plain\"\n", find("\"plain\""));
+    EXPECT_EQ("2\t\"text\"@en\n", find("'text'@en"));
+    EXPECT_EQ("4\t\"a \\\"b\\\"\\n\"\n", find("\"\"\"a \"b\"\n\"\"\""));
+    EXPECT_EQ("5\t\"\"\n", find("\"\""));
 }
 
-TEST_F(LookupTest, takesForATagOnlyWhatIsOne) {
-    EXPECT_EQ("3\t\"x@\"\n", find("x@"));
-    EXPECT_EQ("not found\t\"x@1\"\n", find("x@1"));
-    EXPECT_EQ("not found\t\"x@en-\"\n", find("x@en-"));
-    EXPECT_EQ("not found\t\"a@b\"@en-001\n", find("a@b@en-001"));
+TEST_F(LookupTest, takesALiteralOfRdfPlainLiteralForWhatTheDictionaryMakesOfIt) {
+    EXPECT_EQ("2\t\"text\"@en\n", find("\"text@en\"^^rdf:PlainLiteral"));
+    EXPECT_EQ("3\t\"x@\"\n", find("\"x@\""));
+    EXPECT_EQ("3\t\"x@\"\n", find("\"x@@\"^^rdf:PlainLiteral"));
+    EXPECT_EQ("1\t\"plain\"\n", find("\"plain@\"^^rdf:PlainLiteral"));
+    EXPECT_EQ("not found\t\"a@b\"@en-001\n", find("\"a@b\"@en-001"));
+}
+
+TEST_F(LookupTest, refusesWhatIsNoLiteralThatADictionaryCouldHave) {
+    for (const auto& [text, message] :
+         {std::pair("plain", "literal 'plain': expected a literal in quotes, found 'plain'; did you mean '\"plain\"'?"),
+          {"\"x\"^^rdf:PlainLiteral", "literal '\"x\"^^rdf:PlainLiteral': an rdf:PlainLiteral needs an '@' and a "
+                                      "language tag"},
+          {"\"5\"^^<a:t>", "literal '\"5\"^^<a:t>': a literal of datatype <a:t> has no ID; those of xsd:string and "
+                           "rdf:PlainLiteral have"}}) {
+        const auto failure = catchException<ToolFailure>([&, literal = text] { Lookup::ofLiteral(literal); });
+        EXPECT_EQ(ExitCode::USAGE, failure.getExitCode());
+        EXPECT_EQ(message, std::string(failure.what()));
+    }
 }
 
 TEST_F(LookupTest, tellsWhatIsNotThere) {
-    EXPECT_EQ("not found\t\"Plain\"\n", find("Plain"));
-    EXPECT_EQ("not found\t\"text\"@EN\n", find("text@EN"));
-    EXPECT_EQ("not found\t\"text\"\n", find("text"));
-    EXPECT_EQ("not found\t\"uncommitted\"\n", find("uncommitted"));
+    EXPECT_EQ("not found\t\"Plain\"\n", find("\"Plain\""));
+    EXPECT_EQ("not found\t\"text\"@EN\n", find("\"text\"@EN"));
+    EXPECT_EQ("not found\t\"text\"\n", find("\"text\""));
+    EXPECT_EQ("not found\t\"uncommitted\"\n", find("\"uncommitted\""));
     for (const uint64_t resourceID : {uint64_t(0), uint64_t(6), uint64_t(7), ~uint64_t(0)})
         EXPECT_EQ("not found\t" + std::to_string(resourceID) + "\n", get(resourceID));
 }
@@ -62,17 +78,18 @@ TEST_F(LookupTest, findsTheLiteralOfAnID) {
 }
 
 TEST_F(LookupTest, knowsWhetherItIsAnswered) {
-    EXPECT_TRUE(answer(Lookup::ofLiteral("")).isAnswered());
+    EXPECT_TRUE(answer(Lookup::ofLiteral("\"\"")).isAnswered());
     EXPECT_TRUE(answer(Lookup::ofResourceID(5)).isAnswered());
-    EXPECT_FALSE(answer(Lookup::ofLiteral("absent")).isAnswered());
+    EXPECT_FALSE(answer(Lookup::ofLiteral("\"absent\"")).isAnswered());
     EXPECT_FALSE(answer(Lookup::ofResourceID(6)).isAnswered());
     EXPECT_FALSE(answer(Lookup::ofResourceID(0)).isAnswered());
 }
 
 TEST_F(LookupTest, isJsonWithNullForWhatIsNotKnown) {
-    EXPECT_EQ(R"({"question": "text@en", "id": 2, "literal": "\"text\"@en"})",
-              answer(Lookup::ofLiteral("text@en")).toJson());
-    EXPECT_EQ(R"({"question": "no", "id": null, "literal": "\"no\""})", answer(Lookup::ofLiteral("no")).toJson());
+    EXPECT_EQ(R"({"question": "'text'@en", "id": 2, "literal": "\"text\"@en"})",
+              answer(Lookup::ofLiteral("'text'@en")).toJson());
+    EXPECT_EQ(R"({"question": "\"no\"", "id": null, "literal": "\"no\""})",
+              answer(Lookup::ofLiteral("\"no\"")).toJson());
     EXPECT_EQ(R"({"question": "1", "id": 1, "literal": "\"plain\""})", answer(Lookup::ofResourceID(1)).toJson());
     EXPECT_EQ(R"({"question": "9", "id": 9, "literal": null})", answer(Lookup::ofResourceID(9)).toJson());
 }

@@ -101,6 +101,32 @@ TEST_F(SavedDictionaryTest, getRefusesWhatIsNoID) {
     EXPECT_EQ(2, run({"get"}).m_exitCode);
 }
 
+TEST_F(SavedDictionaryTest, getReadsTheLinesOfStandardInputWhereItStands) {
+    const ToolResult result = run({"get", "d", "3", "-", "1"}, "1\r\n9\n\nx\n2");
+    EXPECT_EQ(1, result.m_exitCode);
+    EXPECT_EQ("3\t\"line\\nbreak \\\"quoted\\\"\"@en-GB\n1\t\"one\"\nnot found\t9\n2\t\"eins\"@de\n1\t\"one\"\n",
+              result.m_output);
+    EXPECT_EQ("-:3: '' is not a resource ID\n-:4: 'x' is not a resource ID\n", result.m_errorOutput);
+    EXPECT_EQ(2, run({"get", "d", "-", "-"}).m_exitCode);
+    EXPECT_EQ("", run({"get", "d", "-"}).m_output);
+}
+
+TEST_F(SavedDictionaryTest, getAnswersManyLinesInOrder) {
+    std::string lines;
+    std::string expected;
+    for (int line = 0; line < 200000; ++line) {
+        lines += line % 3 == 0 ? "1\n" : "2\n";
+        expected += line % 3 == 0 ? "1\t\"one\"\n" : "2\t\"eins\"@de\n";
+    }
+    EXPECT_EQ(expected, run({"get", "d", "-"}, lines).m_output);
+}
+
+TEST_F(SavedDictionaryTest, getKeepsTheAnswersFromBeforeAFailure) {
+    const ToolResult result = run({"get", "d", "1", "-"}, "\x1F\x8B no gzip file");
+    EXPECT_EQ(3, result.m_exitCode);
+    EXPECT_EQ("1\t\"one\"\n", result.m_output);
+}
+
 TEST_F(SavedDictionaryTest, lookupTakesLiteralsInTurtleSyntax) {
     const ToolResult found =
         run({"lookup", "d", "\"one\"", "\"eins\"@de", "\"line\\u000Abreak \\\"quoted\\\"\"@en-GB"});
@@ -113,24 +139,28 @@ TEST_F(SavedDictionaryTest, lookupTakesLiteralsInTurtleSyntax) {
 }
 
 TEST_F(SavedDictionaryTest, lookupRefusesWhatIsNoLiteralAndGoesOn) {
-    const ToolResult result = run({"lookup", "d", "one", "\"one", "<urn:x>", "\"5\"^^<urn:t>", "\"a\"\n\"b\"",
-                                   "\"one\" . # not only a literal", "\"one\""});
+    const ToolResult result = run({"lookup", "d", "one", "\"one", "\"5\"^^<urn:t>", "'one'"});
     EXPECT_EQ(1, result.m_exitCode);
-    EXPECT_TRUE(result.m_output.ends_with("1\t\"one\"\n"));
-    EXPECT_NE(std::string::npos, result.m_errorOutput.find("literal 1, line 1: "));
-    EXPECT_NE(std::string::npos, result.m_errorOutput.find("literal 2, line 1: this string is not closed"));
-    EXPECT_NE(std::string::npos, result.m_errorOutput.find("literal 3, line 1: not a string literal"));
-    EXPECT_NE(std::string::npos, result.m_errorOutput.find("literal 4, line 1: not a string literal"));
-    EXPECT_NE(std::string::npos, result.m_errorOutput.find("literal 6, line 1: not a string literal"));
+    EXPECT_EQ("1\t\"one\"\n", result.m_output);
+    EXPECT_EQ(
+        "melnar-dict: literal 'one': expected a literal in quotes, found 'one'; did you mean '\"one\"'?\n"
+        "melnar-dict: literal '\"one': this string is not closed: expected its closing quote, found the end of the "
+        "text\n"
+        "melnar-dict: literal '\"5\"^^<urn:t>': a literal of datatype <urn:t> has no ID; those of xsd:string and "
+        "rdf:PlainLiteral have\n",
+        result.m_errorOutput);
 }
 
-TEST_F(SavedDictionaryTest, lookupReadsTheLinesOfStandardInput) {
-    const ToolResult result = run({"lookup", "d", "-"}, "\"one\"\r\n\"eins\"@de\n\nbad\n\"a\rb\"\n\"one\"");
+TEST_F(SavedDictionaryTest, lookupReadsTheLinesOfStandardInputWhereItStands) {
+    const ToolResult result =
+        run({"lookup", "d", "'eins'@de", "-", "bad", "'one'"}, "\"one\"\r\n\"eins\"@de\n\nbad\n\"a\rb\"\n\"one\"");
     EXPECT_EQ(1, result.m_exitCode);
-    EXPECT_EQ("1\t\"one\"\n2\t\"eins\"@de\n1\t\"one\"\n", result.m_output);
-    EXPECT_NE(std::string::npos, result.m_errorOutput.find("-:3: "));
-    EXPECT_NE(std::string::npos, result.m_errorOutput.find("-:4: "));
-    EXPECT_NE(std::string::npos, result.m_errorOutput.find("-:5: not a string literal"));
+    EXPECT_EQ("2\t\"eins\"@de\n1\t\"one\"\n2\t\"eins\"@de\n1\t\"one\"\n1\t\"one\"\n", result.m_output);
+    EXPECT_TRUE(result.m_errorOutput.starts_with("-:3:1: expected a literal in quotes, found the end of the text\n"
+                                                 "-:4:1: expected a literal in quotes, found 'bad'; did you mean "
+                                                 "'\"bad\"'?\n-:5:"))
+        << result.m_errorOutput;
+    EXPECT_NE(std::string::npos, result.m_errorOutput.find("literal 'bad': "));
     EXPECT_EQ(2, run({"lookup", "d", "-", "-"}).m_exitCode);
 }
 
@@ -142,12 +172,12 @@ TEST_F(SavedDictionaryTest, lookupReportsALiteralThatTheDictionaryRefusesAndGoes
         run({"lookup", "d", "-"}, "\"one\"\n" + malformed + "\nbad\n" + malformed + "\n\"eins\"@de\n");
     EXPECT_EQ(1, lines.m_exitCode);
     EXPECT_EQ("1\t\"one\"\n2\t\"eins\"@de\n", lines.m_output);
-    EXPECT_TRUE(lines.m_errorOutput.starts_with("-:2: " + cause + "-:3: ")) << lines.m_errorOutput;
+    EXPECT_TRUE(lines.m_errorOutput.starts_with("-:2: " + cause + "-:3:1: ")) << lines.m_errorOutput;
     EXPECT_TRUE(lines.m_errorOutput.ends_with("-:4: " + cause)) << lines.m_errorOutput;
     const ToolResult arguments = run({"lookup", "d", "\"one\"", malformed, "\"eins\"@de"});
     EXPECT_EQ(1, arguments.m_exitCode);
     EXPECT_EQ("1\t\"one\"\n2\t\"eins\"@de\n", arguments.m_output);
-    EXPECT_EQ("literal 2, line 1: " + cause, arguments.m_errorOutput);
+    EXPECT_EQ("melnar-dict: literal '" + malformed + "': " + cause, arguments.m_errorOutput);
 }
 
 TEST_F(SavedDictionaryTest, lookupKeepsTheAnswersFromBeforeAFailure) {

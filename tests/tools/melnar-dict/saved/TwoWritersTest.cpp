@@ -134,7 +134,7 @@ TEST_F(TwoWritersTest, theSecondWaitsIfAskedToAndNothingIsLost) {
     const auto first = start({"load", "pipe.nt", "--into", "d"});
     const int pipeEnd = enter();
     std::string message;
-    const auto second = startWaiting({"load", "two.nt", "--into", "d", "--wait", "--query", "two"}, message);
+    const auto second = startWaiting({"load", "two.nt", "--into", "d", "--wait", "--query", "\"two\""}, message);
     EXPECT_EQ("melnar-dict: 'd' is being written by " + describe(*first) + "; waiting for its end\n", message);
     finish(pipeEnd, getTriple("three"));
     EXPECT_EQ(0, first->wait().m_exitCode);
@@ -287,7 +287,7 @@ TEST_F(TwoWritersTest, compactHoldsTheLockWhileItWorks) {
     expectRefusal("d", first, run({"load", "two.nt", "--into", "d"}));
     EXPECT_EQ(0, run({"get", "d", "2"}).m_exitCode) << "the old file is there to be read";
     std::string message;
-    const auto second = startWaiting({"load", "two.nt", "--into", "d", "--wait", "--query", "two"}, message);
+    const auto second = startWaiting({"load", "two.nt", "--into", "d", "--wait", "--query", "\"two\""}, message);
     EXPECT_EQ("melnar-dict: 'd' is being written by " + describe(first) + "; waiting for its end\n", message);
     for (uint64_t number = 1; number < RESOURCES; ++number)
         ASSERT_EQ(std::to_string(number + 2) + "\t" + std::to_string(number + 1) + "\n", output.readTo('\n'));
