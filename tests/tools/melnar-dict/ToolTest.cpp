@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <string>
@@ -177,6 +178,31 @@ TEST_F(ToolTest, countsErrorsAndGoesOnWhenLenient) {
     const nlohmann::json json = nlohmann::json::parse(result.m_output);
     EXPECT_EQ(3, json["errors"]);
     EXPECT_EQ(2, json["distinctXsdString"]);
+}
+
+TEST_F(ToolTest, showsSomeErrorsAndKeepsWhatItSkips) {
+    std::string text;
+    for (int number = 0; number < 1300; ++number)
+        text += "bad " + std::to_string(number) + "\n<a:s> <a:p> \"a\" .\n";
+    m_directory.addFile("a.nt", text);
+    const auto load = [this](std::vector<std::string> options) {
+        options.insert(options.begin(), {"load", "--lenient", "a.nt"});
+        const ToolResult result = run(options);
+        EXPECT_EQ(0, result.m_exitCode);
+        EXPECT_NE(std::string::npos, result.m_output.find("1300")) << "all errors are counted";
+        return result.m_errorOutput;
+    };
+    const std::string shown = load({});
+    EXPECT_EQ(21, std::count(shown.begin(), shown.end(), '\n'));
+    EXPECT_TRUE(shown.ends_with("a.nt:39:1: expected a subject, found 'bad'\n… and 1,280 more errors\n")) << shown;
+    EXPECT_EQ("a.nt:1:1: expected a subject, found 'bad'\n… and 1,299 more errors\n", load({"--errors", "1"}));
+    EXPECT_EQ("1,300 errors\n", load({"--errors=0"}));
+    EXPECT_EQ("", load({"--quiet", "--rejected", "r"}));
+    std::string rejected;
+    for (int number = 0; number < 1300; ++number)
+        rejected += "bad " + std::to_string(number) + "\n";
+    EXPECT_EQ(rejected, TemporaryDirectory::getContentsOf(m_directory.getPathOf("r")));
+    expectFailure(3, "absent.nt: No such file or directory\n", run({"load", "--quiet", "--lenient", "absent.nt"}));
 }
 
 TEST_F(ToolTest, endsWithThreeWhenAFileCannotBeRead) {

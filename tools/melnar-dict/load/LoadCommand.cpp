@@ -76,11 +76,13 @@ void checkRejectedFile(const LoadOptions& options) {
 ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput) {
     if (!options.m_rejectedName.empty())
         checkRejectedFile(options);
+    std::ostream silence(nullptr);
     std::optional<OutputLock> lock;
     std::string intoName = options.m_intoName;
     if (!options.m_output.m_outputName.empty()) {
         static_cast<void>(checkOutput(options)); // before a wait, which may be long
-        lock.emplace(options.m_output.m_outputName, options.m_output.m_waits, errorOutput);
+        lock.emplace(options.m_output.m_outputName, options.m_output.m_waits,
+                     options.m_isQuiet ? silence : errorOutput);
         if (checkOutput(options)) // The file may have come or changed since.
             intoName = lock->getTargetName();
     }

@@ -47,6 +47,12 @@ VerbDescription describeLoad(LoadOptions& options) {
     addInputFiles(verb, InputFormats::ALL, options.m_files);
     addThreads(verb, options.m_numberOfThreads);
     verb.addFlag("--lenient", "report errors, count them and go on behind them", options.m_isLenient);
+    verb.addNumber("--errors", "N", "show the first N errors and count the rest (default: 20)",
+                   options.m_numberOfErrorsShown, 0, std::numeric_limits<uint64_t>::max());
+    verb.addText("--rejected", "FILE",
+                 "with --lenient, write what is skipped because of errors to this file, byte for byte",
+                 options.m_rejectedName);
+    verb.addFlag("--quiet", "say nothing on standard error but what ends the load", options.m_isQuiet);
     addBase(verb, options.m_base);
     addMemoryLimit(verb, options.m_memoryLimit);
     addMaximumLine(verb, options.m_maximumLine);
@@ -63,6 +69,8 @@ VerbDescription describeLoad(LoadOptions& options) {
     verb.m_checks.emplace_back([&options] {
         if (!options.m_intoName.empty() && options.m_maximumNumberOfResources)
             throw ToolFailure(ExitCode::USAGE, "--max-resources is for a new dictionary, not one given with --into");
+        if (!options.m_rejectedName.empty() && !options.m_isLenient)
+            throw ToolFailure(ExitCode::USAGE, "--rejected needs --lenient, as without it nothing is skipped");
         if (options.m_output.m_outputName.empty())
             options.m_output.m_outputName = options.m_intoName;
     });

@@ -35,21 +35,30 @@ TEST(LoadOptionsTest, needsNothingButAFile) {
     EXPECT_EQ(1u << 30, options.m_maximumLine);
     EXPECT_EQ("", options.m_base);
     EXPECT_FALSE(options.m_isLenient || options.m_asksForJson);
-    EXPECT_FALSE(options.m_output.m_waits || options.m_output.m_isForced);
+    EXPECT_FALSE(options.m_output.m_waits || options.m_output.m_isForced || options.m_isQuiet);
+    EXPECT_EQ(20u, options.m_numberOfErrorsShown);
+    EXPECT_EQ("", options.m_rejectedName);
     EXPECT_TRUE(options.m_lookups.empty());
 }
 
 TEST(LoadOptionsTest, takesEveryOptionBeforeAndBehindTheFiles) {
-    const LoadOptions options =
-        parse({"--threads", "3", "a.ttl", "--lenient", "--json", "--base=http://b/", "--memory-limit", "1M",
-               "--max-line=3K", "--max-resources", "7", "--query", "'text'@en", "--get", "9", "--query=\"text\"",
-               "b.trig.gz", "--wait", "--force"});
+    const LoadOptions options = parse({"--threads",        "3",         "a.ttl",
+                                       "--lenient",        "--json",    "--base=http://b/",
+                                       "--memory-limit",   "1M",        "--max-line=3K",
+                                       "--max-resources",  "7",         "--query",
+                                       "'text'@en",        "--get",     "9",
+                                       "--query=\"text\"", "b.trig.gz", "--wait",
+                                       "--force",          "--errors",  "0",
+                                       "--rejected",       "r",         "--quiet"});
     ASSERT_EQ(2u, options.m_files.size());
     EXPECT_EQ(RdfFormat::TURTLE, options.m_files[0].second);
     EXPECT_EQ(RdfFormat::TRIG, options.m_files[1].second);
     EXPECT_EQ(3u, options.m_numberOfThreads);
     EXPECT_TRUE(options.m_isLenient && options.m_asksForJson && options.m_output.m_waits &&
                 options.m_output.m_isForced);
+    EXPECT_TRUE(options.m_isQuiet);
+    EXPECT_EQ(0u, options.m_numberOfErrorsShown);
+    EXPECT_EQ("r", options.m_rejectedName);
     EXPECT_EQ("http://b/", options.m_base);
     EXPECT_EQ(1u << 20, options.m_memoryLimit);
     EXPECT_EQ(3072u, options.m_maximumLine);
@@ -86,6 +95,10 @@ TEST(LoadOptionsTest, refusesWhatItCannotDo) {
                   messageOf({"a.nt", "--base", base}));
     EXPECT_EQ("option --query needs a value", messageOf({"a.nt", "--query"}));
     EXPECT_EQ("option --lenient takes no value", messageOf({"a.nt", "--lenient=yes"}));
+}
+
+TEST(LoadOptionsTest, keepsWhatIsRejectedOnlyWhenLenient) {
+    EXPECT_EQ("--rejected needs --lenient, as without it nothing is skipped", messageOf({"a.nt", "--rejected", "r"}));
 }
 
 } // namespace

@@ -265,4 +265,24 @@ TEST_F(OverwritingTest, verbsThatWriteTellOfTheOptionsAndOthersRefuseThem) {
         }
 }
 
+TEST_F(OverwritingTest, whatIsRejectedReplacesNoInputNoOtherOutputAndNoDictionary) {
+    expectRefusalEvenByForce({"load", "--lenient", "bad.nt", "in.nt", "--rejected", "in.nt"}, "in.nt",
+                             "the input 'in.nt' is also the output 'in.nt'");
+    expectRefusalEvenByForce({"load", "--lenient", "bad.nt", "--into", "d", "--rejected", "./d"}, "d",
+                             "the input 'd' is also the output './d'");
+    for (const std::string name : {"./out", "out.saving", "out.lock"}) {
+        const ToolResult result = run({"load", "--lenient", "bad.nt", "-o", "out", "--rejected", name, "--force"});
+        EXPECT_EQ(2, result.m_exitCode);
+        EXPECT_EQ("melnar-dict: '" + name + "' is also the output 'out', or a file that writing it makes\n",
+                  result.m_errorOutput);
+        EXPECT_FALSE(exists(name));
+    }
+    const std::string before = getContentsOf("d");
+    EXPECT_EQ("melnar-dict: 'd' is a dictionary; --force replaces it\n",
+              run({"load", "--lenient", "bad.nt", "--rejected", "d"}).m_errorOutput);
+    EXPECT_EQ(before, getContentsOf("d"));
+    EXPECT_EQ(0, run({"load", "--lenient", "bad.nt", "--rejected", "d", "--force"}).m_exitCode);
+    EXPECT_EQ(NO_TRIPLES, getContentsOf("d"));
+}
+
 } // namespace
