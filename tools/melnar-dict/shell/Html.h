@@ -1,0 +1,43 @@
+#pragma once
+
+#include <concepts>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// A piece of an HTML page: markup, which text becomes only by being escaped, so that no text ever acts as markup.
+///
+/// Errors  std::bad_alloc.
+class Html {
+public:
+    Html() = default;
+
+    /// Any bytes as text, fit for elements and for attributes in double quotes. Control characters and bytes that are
+    /// not UTF-8 become U+FFFD, since HTML has none of them.
+    static Html ofText(std::string_view text);
+
+    /// The pattern is markup that holds a "{}" for each value: texts, which are escaped, pieces, which are not, and
+    /// numbers, with two digits after the point if they are not whole ones.
+    template<class... Values>
+    static Html fill(const std::string_view pattern, const Values&... values) {
+        return fillMarkups(pattern, {toMarkup(values)...});
+    }
+
+    Html& append(const Html& piece) {
+        m_markup += piece.m_markup;
+        return *this;
+    }
+
+    const std::string& getMarkup() const noexcept { return m_markup; }
+
+private:
+    static std::string toMarkup(const Html& piece) { return piece.m_markup; }
+    static std::string toMarkup(const std::string_view text) { return ofText(text).m_markup; }
+    static std::string toMarkup(const std::integral auto number) { return std::to_string(number); }
+
+    static std::string toMarkup(double number);
+
+    static Html fillMarkups(std::string_view pattern, const std::vector<std::string>& markups);
+
+    std::string m_markup;
+};
