@@ -1,0 +1,95 @@
+#include "tools/melnar-dict/saved/DictionaryPortrait.h"
+
+#include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/DictionaryThread.h"
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Strings = std::vector<uint64_t>;
+
+class DictionaryPortraitTest : public testing::Test {
+protected:
+    void resolve(const std::string& lexicalForm, const uint8_t datatypeID) {
+        DictionaryThread thread(m_dictionary);
+        m_dictionary.resolveResource(thread, lexicalForm, datatypeID);
+    }
+
+    DictionaryPortrait portray() const { return DictionaryPortrait::of(m_dictionary, "name"); }
+
+    Dictionary m_dictionary{size_t(1) << 30, 1000000};
+};
+
+TEST_F(DictionaryPortraitTest, anEmptyDictionaryHasPartsAndNoStrings) {
+    const DictionaryPortrait portrait = portray();
+    EXPECT_EQ("name", portrait.m_name);
+    EXPECT_EQ(6u, portrait.m_parts.size());
+    EXPECT_EQ(0u, portrait.getNumberOfStrings());
+    EXPECT_EQ(0u, portrait.getTextBytes());
+    EXPECT_EQ(0u, portrait.m_numberOfIDs);
+    EXPECT_TRUE(portrait.m_languages.empty());
+    ASSERT_EQ(2u, portrait.m_lengths.size());
+    EXPECT_EQ(Strings(), portrait.m_lengths[0].m_strings);
+}
+
+TEST_F(DictionaryPortraitTest, partsAddUpToTheMemoryInUse) {
+    for (int number = 0; number < 5000; ++number)
+        resolve(std::to_string(number), D_XSD_STRING);
+    const DictionaryPortrait portrait = portray();
+    EXPECT_EQ(m_dictionary.getMemoryInUse(), portrait.getMemoryBytes());
+    EXPECT_EQ("Data pool", portrait.m_parts[0].m_name);
+    EXPECT_EQ("Hash table of xsd:string", portrait.m_parts[4].m_name);
+    EXPECT_EQ("Hash table of rdf:PlainLiteral", portrait.m_parts[5].m_name);
+    EXPECT_EQ(portrait.m_parts[0].m_bytes, portrait.m_poolBytes);
+    EXPECT_EQ(5000u, std::accumulate(portrait.m_tables[0].m_usedBuckets.begin(),
+                                     portrait.m_tables[0].m_usedBuckets.end(), size_t(0)));
+    EXPECT_EQ(DictionaryPortrait::NUMBER_OF_SEGMENTS, portrait.m_tables[0].m_usedBuckets.size());
+}
+
+TEST_F(DictionaryPortraitTest, lengthsAreToldApartByTheirBinaryDigits) {
+    for (const size_t length : {0u, 1u, 2u, 3u, 4u, 7u, 8u, 1000u})
+        resolve(std::string(length, 'x'), D_XSD_STRING);
+    resolve("a@en", D_RDF_PLAIN_LITERAL);
+    resolve("bcde@de", D_RDF_PLAIN_LITERAL);
+    resolve("fgh@de", D_RDF_PLAIN_LITERAL);
+    const DictionaryPortrait portrait = portray();
+    const DictionaryPortrait::Lengths& strings = portrait.m_lengths[0];
+    EXPECT_EQ("xsd:string", strings.m_datatypeName);
+    EXPECT_EQ((Strings{1, 1, 2, 2, 1, 0, 0, 0, 0, 0, 1}), strings.m_strings);
+    EXPECT_EQ(8u, strings.m_numberOfStrings);
+    EXPECT_EQ(1025u, strings.m_bytes);
+    EXPECT_EQ(0u, strings.m_shortest);
+    EXPECT_EQ(1000u, strings.m_longest);
+    const DictionaryPortrait::Lengths& plainLiterals = portrait.m_lengths[1];
+    EXPECT_EQ("rdf:PlainLiteral", plainLiterals.m_datatypeName);
+    EXPECT_EQ((Strings{0, 0, 0, 3}), plainLiterals.m_strings);
+    EXPECT_EQ(4u, plainLiterals.m_shortest);
+    EXPECT_EQ(7u, plainLiterals.m_longest);
+    EXPECT_EQ(1025u + 17u, portrait.getTextBytes());
+    ASSERT_EQ(2u, portrait.m_languages.size());
+    EXPECT_EQ("de", portrait.m_languages[0].m_tag);
+    EXPECT_EQ(2u, portrait.m_languages[0].m_numberOfStrings);
+    EXPECT_EQ("en", portrait.m_languages[1].m_tag);
+}
+
+TEST_F(DictionaryPortraitTest, withdrawnStringsLeaveUnusedBytesIdsAndBuckets) {
+    resolve("stays", D_XSD_STRING);
+    m_dictionary.commit();
+    resolve("goes", D_XSD_STRING);
+    m_dictionary.rollback();
+    const DictionaryPortrait portrait = portray();
+    EXPECT_EQ(1u, portrait.getNumberOfStrings());
+    EXPECT_EQ(2u, portrait.m_numberOfIDs);
+    EXPECT_EQ(m_dictionary.getUnusedDataPoolBytes(), portrait.m_unusedPoolBytes);
+    EXPECT_LT(0u, portrait.m_unusedPoolBytes);
+    const TableProfile& table = portrait.m_tables[0];
+    EXPECT_EQ(2u, std::accumulate(table.m_usedBuckets.begin(), table.m_usedBuckets.end(), size_t(0)));
+    EXPECT_EQ(1u, std::accumulate(table.m_probeLengths.begin(), table.m_probeLengths.end(), size_t(0)));
+}
+
+} // namespace

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "Engine/core/data-store/dictionary/TableProfile.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class Dictionary;
+
+/// The figures of a dictionary that its page shows.
+///
+/// Units  Memory and lengths count bytes. A string's length is that of its lexical form, with '@' and language tag.
+struct DictionaryPortrait {
+    /// So many segments of each table are told apart.
+    static constexpr size_t NUMBER_OF_SEGMENTS = 256;
+
+    /// A part of the dictionary that takes memory.
+    struct Part {
+        std::string m_name;
+        uint64_t m_bytes = 0;
+    };
+
+    /// The strings of one datatype.
+    struct Lengths {
+        std::string m_datatypeName;
+        uint64_t m_numberOfStrings = 0;
+        uint64_t m_bytes = 0;
+        uint64_t m_shortest = 0; // with no strings 0, as the longest
+        uint64_t m_longest = 0;
+        std::vector<uint64_t> m_strings; // element n counts those whose length has n binary digits, 0 having none
+    };
+
+    struct Language {
+        std::string m_tag;
+        uint64_t m_numberOfStrings = 0;
+    };
+
+    /// Describes a dictionary that nobody changes meanwhile; walks it several times. std::bad_alloc.
+    static DictionaryPortrait of(const Dictionary& dictionary, std::string name);
+
+    uint64_t getNumberOfStrings() const;
+    uint64_t getMemoryBytes() const;
+    uint64_t getTextBytes() const;
+
+    std::string m_name; // any bytes
+    std::vector<Part> m_parts;
+    std::vector<TableProfile> m_tables;
+    std::vector<Lengths> m_lengths;
+    std::vector<Language> m_languages; // most frequent first; tags of any bytes, as a file may be forged
+    uint64_t m_poolBytes = 0;          // the part of the memory where texts are
+    uint64_t m_unusedPoolBytes = 0;
+    uint64_t m_numberOfIDs = 0; // that were given, withdrawn ones included
+};
