@@ -1,0 +1,368 @@
+#include "tools/melnar-dict/saved/DictionaryPage.h"
+
+#include "tools/melnar-dict/saved/FigureText.h"
+#include "tools/melnar-dict/saved/PageCharts.h"
+#include "tools/melnar-dict/saved/PageStyle.h"
+#include "tools/melnar-dict/shell/Html.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <numeric>
+#include <utility>
+#include <vector>
+
+const std::string_view BEGINNING_OF_A_DICTIONARY_PAGE = "<!DOCTYPE html>\n<!-- melnar-dict stats -->\n";
+
+namespace {
+
+// The policy keeps what slips through all escaping from running or loading anything.
+constexpr const char* PAGE = R"html(<html lang="en">
+<head>
+<meta charset="utf-8">
+<meta name="viewport" content="width=device-width, initial-scale=1">
+<meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'">
+<title>{} – string dictionary</title>
+<style>{}</style>
+</head>
+<body>
+<main>
+<header>
+<p class="quiet">String dictionary</p>
+<h1><bdi>{}</bdi></h1>
+{}</header>
+{}</main>
+</body>
+</html>
+)html";
+
+constexpr const char* SECTION = R"html(<section id="{}">
+<h2>{}</h2>
+<p>{}</p>
+{}<p class="quiet unusual"><b>Unusual</b> would be {}</p>
+</section>
+)html";
+
+constexpr const char* FACT = "<div><dt>{}</dt><dd>{}</dd></div>\n";
+
+constexpr const char* BARS = R"html(<table class="bars">
+<thead><tr><th scope="col">{}</th><th scope="col">{}</th><th scope="col" class="number">{}</th></tr></thead>
+<tbody>
+{}</tbody>
+</table>
+)html";
+
+constexpr const char* BAR = R"html(<tr>
+<th scope="row">{}</th>
+<td><div class="bar{}"><span style="width:{}%"></span></div></td>
+<td class="number">{} <span class="quiet{}">{}</span></td>
+</tr>
+)html";
+
+constexpr const char* PANEL = R"html(<figure>
+<figcaption><b>{}</b> {}</figcaption>
+{}</figure>
+)html";
+
+constexpr const char* FIGURES_OF_COLUMNS = R"html(<details><summary>Figures</summary>
+<table>
+<thead><tr><th scope="col">{}</th><th scope="col" class="number">Strings</th><th scope="col" class="number">Share</th></tr></thead>
+<tbody>
+{}</tbody>
+</table>
+</details>
+)html";
+
+constexpr size_t MOST_LANGUAGES = 20;
+
+struct Purpose {
+    std::string_view m_part;
+    std::string_view m_text;
+};
+
+constexpr std::array<Purpose, 6> PURPOSES{{
+    {"Data pool", "the texts"},
+    {"Data offsets", "where each text begins, 8 bytes an ID"},
+    {"Datatype bytes", "a byte an ID"},
+    {"Fingerprints", "a byte of hash a bucket, to find strings sooner; not in the file"},
+    {"Hash table of xsd:string", "from texts to IDs"},
+    {"Hash table of rdf:PlainLiteral", "from texts with language tags to IDs"},
+}};
+
+/// A width in percent of the bar of a part.
+double getWidth(const uint64_t part, const uint64_t whole) {
+    return whole == 0 ? 0 : static_cast<double>(part) * 100 / static_cast<double>(whole);
+}
+
+uint64_t getSum(const std::vector<size_t>& numbers) {
+    return std::accumulate(numbers.begin(), numbers.end(), uint64_t(0));
+}
+
+Html drawFacts(const DictionaryPortrait& portrait) {
+    const uint64_t numberOfStrings = portrait.getNumberOfStrings();
+    Html facts = Html::fill(FACT, "strings", toCountText(numberOfStrings))
+                     .append(Html::fill(FACT, "text", toBytesText(portrait.getTextBytes())))
+                     .append(Html::fill(FACT, "memory", toBytesText(portrait.getMemoryBytes())));
+    if (numberOfStrings != 0) {
+        const double beyondText =
+            static_cast<double>(portrait.getMemoryBytes()) - static_cast<double>(portrait.getTextBytes());
+        facts.append(Html::fill(FACT, "bytes a string beyond its text",
+                                toDecimalText(beyondText / static_cast<double>(numberOfStrings))));
+    }
+    facts.append(Html::fill(FACT, portrait.m_languages.size() == 1 ? "language tag" : "language tags",
+                            toCountText(portrait.m_languages.size())));
+    return Html::fill("<dl class=\"facts\">\n{}</dl>\n", facts);
+}
+
+Html drawMemory(const DictionaryPortrait& portrait) {
+    const uint64_t memoryBytes = portrait.getMemoryBytes();
+    std::vector<DictionaryPortrait::Part> parts = portrait.m_parts;
+    std::ranges::stable_sort(parts, std::ranges::greater(), &DictionaryPortrait::Part::m_bytes);
+    Html rows;
+    for (const DictionaryPortrait::Part& part : parts) {
+        Html name = Html::ofText(part.m_name);
+        if (const auto* const purpose = std::ranges::find(PURPOSES, part.m_name, &Purpose::m_part);
+            purpose != PURPOSES.end())
+            name.append(Html::fill(" <span class=\"quiet\">{}</span>", purpose->m_text));
+        rows.append(Html::fill(BAR, name, " whole", getWidth(part.m_bytes, memoryBytes), toBytesText(part.m_bytes), "",
+                               toShareText(part.m_bytes, memoryBytes) + " · " + toCountText(part.m_bytes, "byte")));
+    }
+    return Html::fill(
+        SECTION, "memory", "Memory by part",
+        Html::fill("An open dictionary takes {}, of which the data pool with the texts should be the most. What the "
+                   "other parts take hardly depends on how long the strings are.",
+                   toBytesText(memoryBytes)),
+        Html::fill(BARS, "Part", "Share of the memory", "Memory", rows),
+        "another part that is larger than the data pool, unless there are only a few strings or very short ones: each "
+        "part takes whole pages of 4 KiB.");
+}
+
+/// The strings of a table: its used buckets without the tombstones.
+uint64_t getNumberOfStrings(const TableProfile& table) {
+    return getSum(table.m_probeLengths);
+}
+
+Html drawOccupancySection(const DictionaryPortrait& portrait) {
+    Html panels;
+    for (const TableProfile& table : portrait.m_tables) {
+        const uint64_t usedBuckets = getSum(table.m_usedBuckets);
+        const std::vector<size_t> segments = mergeSegments(table);
+        const auto [emptiest, fullest] = std::ranges::minmax(segments);
+        panels.append(Html::fill(
+            PANEL, table.m_name,
+            Html::fill("{} of {} used: {}<br><span class=\"quiet\">emptiest of {}: {}, fullest: {}</span>",
+                       toCountText(usedBuckets), toCountText(table.m_numberOfBuckets, "bucket"),
+                       toShareText(usedBuckets, table.m_numberOfBuckets), toCountText(segments.size(), "segment"),
+                       toShareText(emptiest * segments.size(), table.m_numberOfBuckets),
+                       toShareText(fullest * segments.size(), table.m_numberOfBuckets)),
+            drawOccupancy(table)));
+    }
+    return Html::fill(SECTION, "occupancy", "Occupancy along the table",
+                      "A hash table gives each string the bucket that its hash names, or the next free one. Each chart "
+                      "runs along a table, from the first bucket to the last: random hashes fill it evenly. A table "
+                      "doubles when 70% of its buckets are used, so that a large one is 35% to 70% full.",
+                      Html::fill("<div class=\"panels\">\n{}</div>\n", panels),
+                      "a step, a gap or a peak. There the hashes of many strings agree, and looking them up takes "
+                      "longer. The fewer buckets a table has, the more ragged it is by chance.");
+}
+
+/// The columns' figures, for those who do not see the chart or want to know more precisely.
+Html tabulate(const std::vector<ChartColumn>& columns, const char* const nameOfRanges) {
+    const uint64_t numberOfStrings =
+        std::accumulate(columns.begin(), columns.end(), uint64_t(0),
+                        [](const uint64_t sum, const ChartColumn& column) { return sum + column.m_numberOfStrings; });
+    Html rows;
+    for (const ChartColumn& column : columns)
+        rows.append(
+            Html::fill("<tr><th scope=\"row\">{}</th><td class=\"number\">{}</td><td class=\"number\">{}</td></tr>\n",
+                       column.m_range, toCountText(column.m_numberOfStrings),
+                       toShareText(column.m_numberOfStrings, numberOfStrings)));
+    return Html::fill(FIGURES_OF_COLUMNS, nameOfRanges, rows);
+}
+
+/// The numbers from `begin` to `last`.
+std::string toRangeText(const uint64_t begin, const uint64_t last) {
+    return begin == last ? toCountText(begin) : toCountText(begin) + "–" + toCountText(last);
+}
+
+/// 1 to 4 buckets have columns of their own, then each column stands for twice as many, and the last for all others.
+std::vector<ChartColumn> makeProbeColumns(const std::vector<size_t>& probeLengths) {
+    constexpr uint64_t LAST_COLUMN = 33;
+    std::vector<ChartColumn> columns;
+    for (uint64_t begin = 1; begin <= LAST_COLUMN;) {
+        const uint64_t end = begin == LAST_COLUMN ? UINT64_MAX : begin < 4 ? begin + 1 : begin == 4 ? 5 : 2 * begin - 1;
+        ChartColumn column{begin == LAST_COLUMN ? toCountText(begin) + "+" : toRangeText(begin, end - 1), "", "", 0};
+        for (uint64_t length = begin; length < end && length <= probeLengths.size(); ++length)
+            column.m_numberOfStrings += probeLengths[length - 1];
+        columns.push_back(std::move(column));
+        begin = end;
+    }
+    return columns;
+}
+
+/// What linear probing needs on average to find an entry of a table that is so full, if hashes are random.
+double getExpectedProbeLength(const TableProfile& table) {
+    const double freeShare =
+        1 - static_cast<double>(getSum(table.m_usedBuckets)) / static_cast<double>(table.m_numberOfBuckets);
+    return (1 + 1 / freeShare) / 2;
+}
+
+Html drawProbes(const DictionaryPortrait& portrait) {
+    Html panels;
+    for (const TableProfile& table : portrait.m_tables) {
+        const uint64_t numberOfStrings = getNumberOfStrings(table);
+        if (numberOfStrings == 0) {
+            panels.append(Html::fill(PANEL, table.m_name, "no string", ""));
+            continue;
+        }
+        uint64_t buckets = 0;
+        for (size_t index = 0; index < table.m_probeLengths.size(); ++index)
+            buckets += table.m_probeLengths[index] * (index + 1);
+        const std::vector<ChartColumn> columns = makeProbeColumns(table.m_probeLengths);
+        panels.append(Html::fill(
+            PANEL, table.m_name,
+            Html::fill(
+                "{} on average, {} at most<br><span class=\"quiet\">random hashes: {} on average in a table that "
+                "is so full</span>",
+                toDecimalText(static_cast<double>(buckets) / static_cast<double>(numberOfStrings)),
+                toCountText(table.m_probeLengths.size()), toDecimalText(getExpectedProbeLength(table))),
+            drawProbeLengths(columns, table.m_name).append(tabulate(columns, "Buckets"))));
+    }
+    return Html::fill(
+        SECTION, "probes", "Probe lengths",
+        "How many buckets a lookup reads until it finds a string: the bucket that the hash names, and the "
+        "next ones while others have them. Most strings should be in the first.",
+        Html::fill("<div class=\"panels\">\n{}</div>\n", panels),
+        "an average well above that of random hashes, or a longest probe of thousands of buckets: then "
+        "many strings have hashes that agree, by misfortune or on purpose.");
+}
+
+std::string toLengthText(const uint64_t length) {
+    constexpr uint64_t KIBI = 1024;
+    if (length < KIBI)
+        return std::to_string(length);
+    if (length < KIBI * KIBI)
+        return std::to_string(length / KIBI) + "K";
+    return length < KIBI * KIBI * KIBI ? std::to_string(length / KIBI / KIBI) + "M"
+                                       : std::to_string(length / KIBI / KIBI / KIBI) + "G";
+}
+
+/// Columns from `first` to the end, each for the lengths of so many binary digits.
+std::vector<ChartColumn> makeLengthColumns(const std::vector<uint64_t>& strings, const size_t first, const size_t end) {
+    std::vector<ChartColumn> columns;
+    for (size_t digits = first; digits < end; ++digits) {
+        const uint64_t begin = digits == 0 ? 0 : uint64_t(1) << (digits - 1);
+        columns.push_back({toRangeText(begin, digits == 0 ? 0 : 2 * begin - 1), toLengthText(begin),
+                           toLengthText(digits == 0 ? 1 : 2 * begin), digits < strings.size() ? strings[digits] : 0});
+    }
+    return columns;
+}
+
+Html drawLengthsSection(const DictionaryPortrait& portrait) {
+    // The same columns in each panel.
+    size_t first = SIZE_MAX;
+    size_t end = 0;
+    for (const DictionaryPortrait::Lengths& lengths : portrait.m_lengths) {
+        const auto found = std::ranges::find_if(lengths.m_strings, [](const uint64_t strings) { return strings != 0; });
+        first = std::min(first, static_cast<size_t>(found - lengths.m_strings.begin()));
+        end = std::max(end, lengths.m_strings.size());
+    }
+    Html panels;
+    for (const DictionaryPortrait::Lengths& lengths : portrait.m_lengths) {
+        if (lengths.m_numberOfStrings == 0) {
+            panels.append(Html::fill(PANEL, lengths.m_datatypeName, "no string", ""));
+            continue;
+        }
+        const std::vector<ChartColumn> columns = makeLengthColumns(lengths.m_strings, first, end);
+        panels.append(
+            Html::fill(PANEL, lengths.m_datatypeName,
+                       Html::fill("{} bytes on average<br><span class=\"quiet\">shortest: {}, longest: {}</span>",
+                                  toDecimalText(static_cast<double>(lengths.m_bytes) /
+                                                static_cast<double>(lengths.m_numberOfStrings)),
+                                  toCountText(lengths.m_shortest, "byte"), toCountText(lengths.m_longest, "byte")),
+                       drawLengths(columns, lengths.m_datatypeName).append(tabulate(columns, "Bytes"))));
+    }
+    return Html::fill(SECTION, "lengths", "String lengths",
+                      "Bytes of each string in UTF-8, with '@' and language tag where it has one. Each column stands "
+                      "for lengths twice as large as the one before it, from the number below its left edge.",
+                      Html::fill("<div class=\"panels\">\n{}</div>\n", panels),
+                      "a peak far from the others, such as thousands of strings of the same large length: documents, "
+                      "pictures or lists that were stored as literals.");
+}
+
+Html drawLanguages(const DictionaryPortrait& portrait) {
+    uint64_t numberOfStrings = 0;
+    for (const DictionaryPortrait::Language& language : portrait.m_languages)
+        numberOfStrings += language.m_numberOfStrings;
+    if (numberOfStrings == 0)
+        return Html::fill(SECTION, "languages", "Languages", "No string has a language tag.", "",
+                          "a data set made for people of several languages in which none has one.");
+    const uint64_t mostStrings = portrait.m_languages.front().m_numberOfStrings;
+    Html rows;
+    uint64_t otherStrings = numberOfStrings;
+    for (const DictionaryPortrait::Language& language : portrait.m_languages) {
+        if (&language == &portrait.m_languages.front() + MOST_LANGUAGES)
+            break;
+        otherStrings -= language.m_numberOfStrings;
+        rows.append(Html::fill(BAR, Html::fill("<bdi>{}</bdi>", language.m_tag), "",
+                               getWidth(language.m_numberOfStrings, mostStrings),
+                               toCountText(language.m_numberOfStrings), " share",
+                               toShareText(language.m_numberOfStrings, numberOfStrings)));
+    }
+    if (otherStrings != 0)
+        rows.append(Html::fill("<tr><th scope=\"row\">{}</th><td></td><td class=\"number\">{} <span "
+                               "class=\"quiet share\">{}</span></td></tr>\n",
+                               toCountText(portrait.m_languages.size() - MOST_LANGUAGES, "other tag"),
+                               toCountText(otherStrings), toShareText(otherStrings, numberOfStrings)));
+    return Html::fill(SECTION, "languages", "Languages",
+                      Html::fill("{} with a language tag, of {}. A tag counts as it is written: en, EN and en-GB are "
+                                 "three. <code>melnar-dict stats</code> lists them all.",
+                                 toCountText(numberOfStrings, "string"),
+                                 toCountText(portrait.m_languages.size(), "tag")),
+                      Html::fill(BARS, "Tag", "Compared with the first", "Strings, share", rows),
+                      "tags that differ in case only, or that no language has: the strings behind them are easily "
+                      "missed by those who look for the usual tag.");
+}
+
+Html drawUnused(const DictionaryPortrait& portrait) {
+    const uint64_t withdrawn = portrait.m_numberOfIDs - portrait.getNumberOfStrings();
+    Html rows;
+    const auto appendRow = [&rows](const std::string& name, const uint64_t part, const uint64_t whole,
+                                   const std::string& partText, const std::string& wholeText) {
+        rows.append(Html::fill(BAR, name, " whole", getWidth(part, whole), toShareText(part, whole), "",
+                               partText + " of " + wholeText));
+    };
+    appendRow("Bytes of the data pool", portrait.m_unusedPoolBytes, portrait.m_poolBytes,
+              toCountText(portrait.m_unusedPoolBytes), toCountText(portrait.m_poolBytes, "byte"));
+    appendRow("IDs without a string", withdrawn, portrait.m_numberOfIDs, toCountText(withdrawn),
+              toCountText(portrait.m_numberOfIDs, "ID"));
+    for (const TableProfile& table : portrait.m_tables) {
+        const uint64_t tombstones = getSum(table.m_usedBuckets) - getNumberOfStrings(table);
+        appendRow("Buckets of withdrawn strings, " + table.m_name, tombstones, table.m_numberOfBuckets,
+                  toCountText(tombstones), toCountText(table.m_numberOfBuckets, "bucket"));
+    }
+    return Html::fill(
+        SECTION, "unused", "Unused",
+        Html::fill("{} of the data pool and {} serve no string. A little is left behind each thread that loaded, and "
+                   "by strings that were withdrawn.",
+                   toCountText(portrait.m_unusedPoolBytes, "byte"), toCountText(withdrawn, "ID")),
+        Html::fill(BARS, "What", "Unused share", "Unused", rows),
+        Html::fill("more than a tenth in a large dictionary. <code>melnar-dict compact</code> gives it "
+                   "back; strings get new IDs then."));
+}
+
+} // namespace
+
+std::string toDictionaryPage(const DictionaryPortrait& portrait) {
+    const Html sections = drawMemory(portrait)
+                              .append(drawOccupancySection(portrait))
+                              .append(drawProbes(portrait))
+                              .append(drawLengthsSection(portrait))
+                              .append(drawLanguages(portrait))
+                              .append(drawUnused(portrait));
+    const Html page =
+        Html::fill(PAGE, portrait.m_name, Html::fill(PAGE_STYLE), portrait.m_name, drawFacts(portrait), sections);
+    return std::string(BEGINNING_OF_A_DICTIONARY_PAGE) + page.getMarkup();
+}
