@@ -1,23 +1,61 @@
 #include "tools/melnar-dict/saved/StatsCommand.h"
 
-#include "tools/melnar-dict/shell/SharedOptions.h"
+#include "tools/melnar-dict/saved/DictionaryPage.h"
+#include "tools/melnar-dict/shell/OutputCheck.h"
+#include "tools/melnar-dict/shell/OutputFile.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/platform/stream/MemoryOutputStream.h"
 
+#include <filesystem>
 #include <memory>
+#include <string>
 
 namespace {
 
 constexpr const char* TEXT = R"(
 Prints a tree of figures: memory and occupancy of every part, lengths of probes,
-bytes of text and of memory beyond it, resources of each language.
+bytes of text and of memory beyond it, resources of each language. With --html,
+writes a page that shows them to people, and prints nothing.
 )";
 
 constexpr const char* EXIT_CODES = R"(
-0 done, 2 wrong command line, 3 the dictionary cannot be read, a
-limit was reached, or the output cannot be written.
+0 done, 2 wrong command line or a PAGE that would destroy something, 3 the
+dictionary cannot be read, a limit was reached, another process is writing PAGE,
+or the output cannot be written.
 )";
+
+constexpr const char* STANDARD_OUTPUT = "-";
+
+std::string makePage(const StatsOptions& options) {
+    const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
+    const std::string name = std::filesystem::path(options.m_dictionaryName).filename().string();
+    return toDictionaryPage(DictionaryPortrait::of(*dictionary, name));
+}
+
+/// Refuses a page that would destroy something.
+void checkOutput(const StatsOptions& options) {
+    const OutputCheck check(options.m_page.m_outputName, options.m_page.m_isForced);
+    check.refuseInput(options.m_dictionaryName);
+    check.requireBeginningOrNothing(BEGINNING_OF_A_DICTIONARY_PAGE, "a page of stats");
+}
+
+void writePage(const StatsOptions& options, StandardOutput& output, std::ostream& errorOutput) {
+    if (options.m_page.m_outputName == STANDARD_OUTPUT) {
+        OutputCheck::ofStandardOutput().refuseInput(options.m_dictionaryName);
+        output.write(makePage(options));
+        output.flush();
+        return;
+    }
+    checkOutput(options); // before a wait, which may be long
+    OutputLock lock(options.m_page.m_outputName, options.m_page.m_waits, errorOutput);
+    checkOutput(options); // The file may have come or changed since.
+    const std::string page = makePage(options);
+    OutputFile file(lock);
+    file.getStream().write(page.data(), page.size());
+    file.commit();
+}
 
 } // namespace
 
@@ -29,10 +67,23 @@ VerbDescription describeStats(StatsOptions& options) {
                          {{"stats dump.dict", "Prints figures of a dictionary."}}};
     addDictionary(verb, options);
     addJson(verb, options.m_asksForJson);
+    addOutput(verb, "--html", "PAGE", "write a page that any browser shows, without a network, to this file",
+              "replace a PAGE that is no page of stats", options.m_page);
+    verb.m_checks.emplace_back([&options] {
+        const bool hasPage = !options.m_page.m_outputName.empty();
+        if (hasPage && options.m_asksForJson)
+            throw ToolFailure(ExitCode::USAGE, "--json and --html exclude each other");
+        if (!hasPage && (options.m_page.m_waits || options.m_page.m_isForced))
+            throw ToolFailure(ExitCode::USAGE, "--wait and --force are for --html");
+    });
     return verb;
 }
 
-ExitCode runStats(const StatsOptions& options, StandardOutput& output, std::ostream&) {
+ExitCode runStats(const StatsOptions& options, StandardOutput& output, std::ostream& errorOutput) {
+    if (!options.m_page.m_outputName.empty()) {
+        writePage(options, output, errorOutput);
+        return ExitCode::DONE;
+    }
     const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
     const std::unique_ptr<ComponentInfo> componentInfo = dictionary->getDetailedComponentInfo();
     MemoryOutputStream text;

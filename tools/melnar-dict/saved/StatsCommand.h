@@ -2,6 +2,7 @@
 
 #include "tools/melnar-dict/saved/SavedDictionaryOptions.h"
 #include "tools/melnar-dict/shell/ExitCode.h"
+#include "tools/melnar-dict/shell/SharedOptions.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
 
 #include <ostream>
@@ -9,10 +10,11 @@
 /// What the command line of `stats` asks for.
 struct StatsOptions : SavedDictionaryOptions {
     bool m_asksForJson = false;
+    OutputOptions m_page; // without a name, there is none
 };
 
 /// The command line of `stats`, bound to the options.
 VerbDescription describeStats(StatsOptions& options);
 
-/// The verb `stats`: describes a saved dictionary.
+/// The verb `stats`: describes a saved dictionary in text, in JSON or on a page.
 ExitCode runStats(const StatsOptions& options, StandardOutput& output, std::ostream& errorOutput);

@@ -26,6 +26,17 @@ const std::string& requireRegularFile(const std::string& fileName) {
     return fileName;
 }
 
+/// Reads so many bytes, or all if there are fewer.
+std::string readBeginning(const std::string& fileName, const size_t numberOfBytes) {
+    FileInputStream input(fileName);
+    std::string beginning(numberOfBytes, '\0');
+    size_t length = 0;
+    while (const size_t delivered = input.read(beginning.data() + length, numberOfBytes - length))
+        length += delivered;
+    beginning.resize(length);
+    return beginning;
+}
+
 std::optional<FileIdentity> identifyInput(const std::string& inputName) {
     return inputName == STANDARD_STREAM ? FileIdentity::ofRegularFile(STDIN_FILENO) : FileIdentity::ofName(inputName);
 }
@@ -88,6 +99,12 @@ void OutputCheck::requireDictionaryOrNothing() const {
     if (!m_isForced && m_output && !isDictionary())
         throw ToolFailure(ExitCode::USAGE,
                           "'" + m_outputName + "' exists and is not a dictionary; --force replaces it");
+}
+
+void OutputCheck::requireBeginningOrNothing(const std::string_view beginning, const std::string& noun) const {
+    if (!m_isForced && m_output && readBeginning(m_outputName, beginning.size()) != beginning)
+        throw ToolFailure(ExitCode::USAGE,
+                          "'" + m_outputName + "' exists and is not " + noun + "; --force replaces it");
 }
 
 void OutputCheck::refuseDictionary() const {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -32,6 +33,9 @@ public:
 
     /// Refuses an output that exists and is not a dictionary, sound or not.
     void requireDictionaryOrNothing() const;
+
+    /// Refuses an output that exists and does not begin with these bytes. `noun`, with its article, is what does.
+    void requireBeginningOrNothing(std::string_view beginning, const std::string& noun) const;
 
     /// Refuses an output that is a dictionary.
     void refuseDictionary() const;

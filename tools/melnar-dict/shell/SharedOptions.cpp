@@ -29,7 +29,12 @@ void addJson(VerbDescription& verb, bool& variable) {
 
 void addOutput(VerbDescription& verb, const std::string& valueName, const std::string& outputText,
                const std::string& forceText, OutputOptions& variable) {
-    verb.addText("-o,--output", valueName, outputText, variable.m_outputName);
+    addOutput(verb, "-o,--output", valueName, outputText, forceText, variable);
+}
+
+void addOutput(VerbDescription& verb, const std::string& names, const std::string& valueName,
+               const std::string& outputText, const std::string& forceText, OutputOptions& variable) {
+    verb.addText(names, valueName, outputText, variable.m_outputName);
     verb.addFlag("--wait",
                  "if another process is writing " + valueName + ", wait until it has finished, and read it only then",
                  variable.m_waits);

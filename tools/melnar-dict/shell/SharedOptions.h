@@ -25,3 +25,7 @@ struct OutputOptions {
 
 void addOutput(VerbDescription& verb, const std::string& valueName, const std::string& outputText,
                const std::string& forceText, OutputOptions& variable);
+
+/// The same with another option's names in place of -o and --output.
+void addOutput(VerbDescription& verb, const std::string& names, const std::string& valueName,
+               const std::string& outputText, const std::string& forceText, OutputOptions& variable);

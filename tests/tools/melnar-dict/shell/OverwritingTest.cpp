@@ -254,10 +254,10 @@ TEST_F(OverwritingTest, ownerGroupAndPermissionsOfAReplacedFileStay) {
 }
 
 TEST_F(OverwritingTest, verbsThatWriteTellOfTheOptionsAndOthersRefuseThem) {
-    for (const char* const verb : {"load", "compact", "encode", "decode"})
+    for (const char* const verb : {"load", "stats", "compact", "encode", "decode"})
         for (const char* const option : {"\n  --wait ", "\n  --force "})
             EXPECT_NE(std::string::npos, run({verb, "--help"}).m_output.find(option)) << verb;
-    for (const char* const verb : {"get", "lookup", "dump", "stats", "verify"})
+    for (const char* const verb : {"get", "lookup", "dump", "verify"})
         for (const std::string option : {"--wait", "--force"}) {
             const ToolResult result = run({verb, "d", option});
             EXPECT_EQ(2, result.m_exitCode);
