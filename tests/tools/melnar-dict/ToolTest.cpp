@@ -1,6 +1,7 @@
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict/ToolProcess.h"
 #include "tests/tools/melnar-dict/input/GzipText.h"
+#include "tests/tools/melnar-dict/input/PackedText.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -92,13 +93,16 @@ TEST_F(ToolTest, readsEveryFormatPlainAndPacked) {
     for (const auto& [name, text] : files) {
         m_directory.addFile(name, text);
         m_directory.addFile(name + ".gz", gzip(text));
-        arguments.push_back(name);
-        arguments.push_back(name + ".gz");
-        EXPECT_EQ(1, runForJson({"load", name})["distinctXsdString"]) << name;
-        EXPECT_EQ(1, runForJson({"load", name + ".gz"})["distinctXsdString"]) << name;
+        m_directory.addFile(name + ".bz2", bzip2(text));
+        m_directory.addFile(name + ".xz", xz(text));
+        m_directory.addFile(name + ".zst", zstd(text));
+        for (const char* const extension : {"", ".gz", ".bz2", ".xz", ".zst"}) {
+            arguments.push_back(name + extension);
+            EXPECT_EQ(1, runForJson({"load", name + extension})["distinctXsdString"]) << name << extension;
+        }
     }
     const nlohmann::json all = runForJson(arguments);
-    EXPECT_EQ(8, all["triples"]);
+    EXPECT_EQ(20, all["triples"]);
     EXPECT_EQ(4, all["distinctXsdString"]);
 }
 
@@ -106,10 +110,17 @@ TEST_F(ToolTest, readsStandardInputPlainAndPacked) {
     ToolInput input;
     input.m_input = TEXT;
     EXPECT_EQ(4, runForJson({"load", "--format", "nt", "-"}, input)["triples"]);
-    input.m_input = gzip(TEXT);
-    EXPECT_EQ(4, runForJson({"load", "--format=ntriples", "-"}, input)["triples"]);
+    for (const std::string& packed : {gzip(TEXT), bzip2(TEXT), xz(TEXT), zstd(TEXT)}) {
+        input.m_input = packed;
+        EXPECT_EQ(4, runForJson({"load", "--format=ntriples", "-"}, input)["triples"]);
+    }
     input.m_input = "<a:s> <a:p> bad .";
     expectFailure(1, "-:1:13: expected an object, found 'bad'\n", run({"load", "--format", "nt", "-"}, input));
+}
+
+TEST_F(ToolTest, refusesAHostileFileWithoutTakingTheMemory) {
+    m_directory.addFile("a.nt.xz", xz(TEXT, {.m_dictionarySize = 1536u << 20}));
+    expectFailure(3, "a.nt.xz: unpacking it takes more than the 256 MiB of memory allowed\n", run({"load", "a.nt.xz"}));
 }
 
 TEST_F(ToolTest, letsAGivenFormatOverrideTheName) {
@@ -214,8 +225,9 @@ TEST_F(ToolTest, endsWithThreeWhenAFileCannotBeRead) {
     expectFailure(3, "absent.nt: No such file or directory\n", run({"load", "absent.nt"}));
     expectFailure(3, "absent.nt: No such file or directory\n", run({"load", "--lenient", "absent.nt"}));
     expectFailure(3, "cut.nt.gz: not a sound gzip file: it ends early\n", run({"load", "cut.nt.gz"}));
-    expectFailure(3, "wrong.nt.gz: not a sound gzip file: incorrect data check\n", run({"load", "wrong.nt.gz"}));
-    expectFailure(3, "plain.nt.gz: not a sound gzip file: its first bytes are not those of gzip\n",
+    expectFailure(3, "wrong.nt.gz: not a sound gzip file: its checksum or length does not fit its data\n",
+                  run({"load", "wrong.nt.gz"}));
+    expectFailure(3, "plain.nt.gz: not a sound gzip file: its first bytes are not those of the format\n",
                   run({"load", "plain.nt.gz"}));
     expectFailure(3, ".: Is a directory\n", run({"load", "--format", "nt", "."}));
 }

@@ -19,7 +19,7 @@
 ///            tells that it is too long, and the rest, marked as such, in the next blocks. The byte order mark that a
 ///            file may start with is left out.
 /// Ownership  The caller owns the blocks and may hand one in again to use its memory anew.
-/// Threads    Any number call `next` at once; reading and unpacking is done by one at a time.
+/// Threads    Any number call `next` at once; reading is done by one at a time.
 /// Errors     Those of the source, once, after all whole lines before them; from then on there is nothing more.
 class BlockReader {
 public:

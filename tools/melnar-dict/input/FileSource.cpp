@@ -4,11 +4,15 @@
 
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 namespace {
+
+constexpr int MILLISECONDS_BETWEEN_LOOKS = 100;
 
 [[noreturn]] void failWith(const int errorCode) {
     throw ToolFailure(ExitCode::FAILURE, std::generic_category().message(errorCode));
@@ -16,8 +20,9 @@ namespace {
 
 } // namespace
 
-FileSource::FileSource(const std::string& fileName)
-    : m_fileDescriptor(fileName == "-" ? STDIN_FILENO : ::open(fileName.c_str(), O_RDONLY | O_CLOEXEC)) {
+FileSource::FileSource(const std::string& fileName, std::stop_token stop)
+    : m_stop(std::move(stop)),
+      m_fileDescriptor(fileName == "-" ? STDIN_FILENO : ::open(fileName.c_str(), O_RDONLY | O_CLOEXEC)) {
     if (m_fileDescriptor < 0)
         failWith(errno);
 }
@@ -29,10 +34,24 @@ FileSource::~FileSource() {
 
 size_t FileSource::read(char* const buffer, const size_t size) {
     for (;;) {
+        if (m_stop.stop_possible())
+            waitForBytes();
         const ssize_t numberOfBytes = ::read(m_fileDescriptor, buffer, size);
         if (numberOfBytes >= 0)
             return static_cast<size_t>(numberOfBytes);
         if (errno != EINTR)
             failWith(errno);
+    }
+}
+
+/// Returns when a read would not wait, be it for bytes, for the end or for an error.
+void FileSource::waitForBytes() const {
+    pollfd descriptor{m_fileDescriptor, POLLIN, 0};
+    for (;;) {
+        if (m_stop.stop_requested())
+            failWith(ECANCELED);
+        const int result = ::poll(&descriptor, 1, MILLISECONDS_BETWEEN_LOOKS);
+        if (result > 0 || (result < 0 && errno != EINTR))
+            return;
     }
 }

@@ -2,18 +2,24 @@
 
 #include "tools/melnar-dict/input/ByteSource.h"
 
+#include <stop_token>
 #include <string>
 
 /// The bytes of a file as they stand on disk, or of standard input for the name "-".
 ///
 /// Ownership  Closes what it opened; standard input stays open.
+/// Threads    When another thread requests a stop, a read that waits for bytes ends with an error, after 100 ms at the
+///            latest.
 class FileSource final : public ByteSource {
 public:
-    explicit FileSource(const std::string& fileName);
+    explicit FileSource(const std::string& fileName, std::stop_token stop = {});
     ~FileSource() override;
 
     size_t read(char* buffer, size_t size) override;
 
 private:
+    void waitForBytes() const;
+
+    const std::stop_token m_stop;
     int m_fileDescriptor;
 };

@@ -1,16 +1,21 @@
 #include "tools/melnar-dict/input/InputFile.h"
 
+#include "tools/melnar-dict/input/Bzip2Source.h"
+#include "tools/melnar-dict/input/DecodingSource.h"
 #include "tools/melnar-dict/input/FileSource.h"
-#include "tools/melnar-dict/input/GzipSource.h"
-#include "tools/melnar-dict/shell/ToolFailure.h"
+#include "tools/melnar-dict/input/GzipDecoder.h"
+#include "tools/melnar-dict/input/PackedFormat.h"
+#include "tools/melnar-dict/input/ThreadedSource.h"
+#include "tools/melnar-dict/input/XzDecoder.h"
+#include "tools/melnar-dict/input/ZstdDecoder.h"
 
 #include <algorithm>
+#include <optional>
+#include <stop_token>
 #include <string_view>
+#include <utility>
 
 namespace {
-
-/// No text of RDF starts with these bytes.
-constexpr std::string_view GZIP_MAGIC("\x1f\x8b");
 
 /// A source whose first bytes can be looked at before they are read.
 class PeekedSource final : public ByteSource {
@@ -43,13 +48,34 @@ private:
     size_t m_delivered = 0;
 };
 
+std::unique_ptr<Decoder> makeDecoder(const PackedFormat format, const size_t numberOfThreads) {
+    switch (format) {
+    case PackedFormat::GZIP:
+        return std::make_unique<GzipDecoder>();
+    case PackedFormat::XZ:
+        return std::make_unique<XzDecoder>(numberOfThreads);
+    default:
+        return std::make_unique<ZstdDecoder>();
+    }
+}
+
+std::unique_ptr<ByteSource> unpack(std::unique_ptr<ByteSource> packed, const PackedFormat format,
+                                   const size_t numberOfThreads) {
+    if (format == PackedFormat::BZIP2)
+        return std::make_unique<Bzip2Source>(std::move(packed), numberOfThreads);
+    return std::make_unique<DecodingSource>(std::move(packed), format, makeDecoder(format, numberOfThreads));
+}
+
 } // namespace
 
-std::unique_ptr<ByteSource> openInputFile(const std::string& fileName) {
-    auto source = std::make_unique<PeekedSource>(std::make_unique<FileSource>(fileName));
-    if (source->peek(GZIP_MAGIC.size()) == GZIP_MAGIC)
-        return std::make_unique<GzipSource>(std::move(source));
-    if (fileName.ends_with(".gz"))
-        throw ToolFailure(ExitCode::FAILURE, "not a sound gzip file: its first bytes are not those of gzip");
-    return source;
+std::unique_ptr<ByteSource> openInputFile(const std::string& fileName, const size_t numberOfThreads) {
+    std::stop_source stop;
+    auto source = std::make_unique<PeekedSource>(std::make_unique<FileSource>(fileName, stop.get_token()));
+    const std::optional<PackedFormat> format = packedFormatOfBeginning(source->peek(LENGTH_OF_PACKED_BEGINNING));
+    const std::optional<PackedFormat> promisedFormat = packedFormatOfFile(fileName);
+    if (promisedFormat && promisedFormat != format)
+        failAsUnsound(*promisedFormat, "its first bytes are not those of the format");
+    if (!format)
+        return source;
+    return std::make_unique<ThreadedSource>(unpack(std::move(source), *format, numberOfThreads), std::move(stop));
 }

@@ -2,9 +2,11 @@
 
 #include "tools/melnar-dict/input/ByteSource.h"
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
-/// Opens a file for reading, "-" being standard input. Its first bytes tell whether it is packed with gzip; a name that
-/// ends in .gz must keep what it says.
-std::unique_ptr<ByteSource> openInputFile(const std::string& fileName);
+/// Opens a file for reading, "-" being standard input. Its first bytes tell whether and how it is packed; a name that
+/// promises a packed format must keep what it says. What is packed is unpacked beside the reading thread: by a thread
+/// of its own, and by up to `numberOfThreads` others where the format allows that.
+std::unique_ptr<ByteSource> openInputFile(const std::string& fileName, size_t numberOfThreads);

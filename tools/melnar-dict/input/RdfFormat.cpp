@@ -1,5 +1,7 @@
 #include "tools/melnar-dict/input/RdfFormat.h"
 
+#include "tools/melnar-dict/input/PackedFormat.h"
+
 #include <algorithm>
 #include <string>
 
@@ -55,9 +57,7 @@ std::optional<RdfFormat> formatOfName(const std::string_view name) {
 }
 
 std::optional<RdfFormat> formatOfFile(const std::string_view fileName) {
-    std::string_view baseName = fileName.substr(fileName.find_last_of('/') + 1);
-    if (toLowerCase(baseName).ends_with(".gz"))
-        baseName.remove_suffix(3);
+    const std::string_view baseName = withoutPackedExtension(fileName.substr(fileName.find_last_of('/') + 1));
     const size_t dot = baseName.find_last_of('.');
     if (dot == std::string_view::npos)
         return std::nullopt;

@@ -29,5 +29,5 @@ Rdf::ReaderOptions makeReaderOptions(RdfFormat format, bool lenient, size_t maxi
 /// The format of a name as one gives it by hand, such as "ntriples" or "nt", in any case of letters.
 std::optional<RdfFormat> formatOfName(std::string_view name);
 
-/// The format that a file's extension tells, below a final .gz if there is one.
+/// The format that a file's extension tells, in any case of letters, below that of a packed format if there is one.
 std::optional<RdfFormat> formatOfFile(std::string_view fileName);

@@ -43,7 +43,7 @@ void FileLoader::load(const std::string& fileName, const RdfFormat format) {
     m_journal.startFile(fileName);
     std::unique_ptr<ByteSource> source;
     try {
-        source = openInputFile(fileName);
+        source = openInputFile(fileName, m_settings.m_numberOfThreads);
     } catch (...) {
         reportCurrentException(m_journal, 0);
         return;

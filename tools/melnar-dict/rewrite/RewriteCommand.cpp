@@ -59,7 +59,8 @@ ExitCode rewriteFiles(const RewriteOptions& options, const Dictionary& dictionar
         orderedOutput.startOver();
         std::optional<BlockReader> reader;
         try {
-            reader.emplace(openInputFile(fileName), BlockReader::DEFAULT_BLOCK_SIZE, options.m_maximumLine);
+            reader.emplace(openInputFile(fileName, options.m_numberOfThreads), BlockReader::DEFAULT_BLOCK_SIZE,
+                           options.m_maximumLine);
         } catch (...) {
             reportCurrentException(journal, 0);
             return journal.getExitCode();

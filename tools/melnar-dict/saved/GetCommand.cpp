@@ -41,7 +41,7 @@ public:
     }
 
     void addLines() {
-        BlockReader reader(openInputFile(STANDARD_INPUT));
+        BlockReader reader(openInputFile(STANDARD_INPUT, 1));
         uint64_t line = 0;
         for (Block block; reader.next(block);) {
             const std::string_view text = block.getText();

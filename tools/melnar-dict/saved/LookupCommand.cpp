@@ -74,7 +74,7 @@ void answerLines(Answers& answers, StandardOutput& output) {
         return "-:" + std::to_string(error.m_line) + (error.m_column == 0 ? "" : ':' + std::to_string(error.m_column)) +
                ": " + error.m_cause;
     }));
-    BlockReader reader(openInputFile(STANDARD_INPUT));
+    BlockReader reader(openInputFile(STANDARD_INPUT, 1));
     for (Block block; reader.next(block);) {
         lines.addLines(block.getText());
         lines.answer();

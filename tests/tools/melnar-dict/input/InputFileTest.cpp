@@ -1,39 +1,36 @@
 #include "tools/melnar-dict/input/InputFile.h"
 
+#include "tests/support/AllocationFaults.h"
 #include "tests/support/CaughtException.h"
 #include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict/input/GzipText.h"
+#include "tests/tools/melnar-dict/input/PackedText.h"
+#include "tests/tools/melnar-dict/input/SourceText.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <initializer_list>
+#include <new>
 
 namespace {
 
-/// More than the buffers hold, and nothing that zlib could shorten to nothing.
-std::string makeLongText() {
-    std::string text;
-    for (unsigned number = 0; number < 200000; ++number)
-        text += std::to_string(number * 2654435761u) + '\n';
-    return text;
-}
+struct Format {
+    const char* m_extension;
+    std::string (*m_pack)(const std::string& text);
+};
 
-std::string readAll(ByteSource& source, const size_t bytesAtOnce) {
-    std::string text;
-    std::string buffer(bytesAtOnce, '\0');
-    while (const size_t numberOfBytes = source.read(buffer.data(), buffer.size()))
-        text.append(buffer, 0, numberOfBytes);
-    EXPECT_EQ(0u, source.read(buffer.data(), buffer.size())) << "the end stays the end";
-    return text;
-}
+constexpr Format FORMATS[] = {{".gz", [](const std::string& text) { return gzip(text); }},
+                              {".bz2", [](const std::string& text) { return bzip2(text); }},
+                              {".xz", [](const std::string& text) { return xz(text); }},
+                              {".zst", [](const std::string& text) { return zstd(text); }}};
 
 class InputFileTest : public testing::Test {
 protected:
     std::string read(const std::string& fileName, const std::string& contents, const size_t bytesAtOnce = 4096) const {
-        return readAll(*openInputFile(m_directory.addFile(fileName, contents)), bytesAtOnce);
+        return readAll(*openInputFile(m_directory.addFile(fileName, contents), 2), bytesAtOnce);
     }
 
     std::string messageOfReading(const std::string& fileName, const std::string& contents) const {
@@ -49,77 +46,51 @@ TEST_F(InputFileTest, deliversPlainFilesOfEverySize) {
     for (const std::string text : {"", "a", "ab", "abc", "abcdefgh"})
         for (const size_t bytesAtOnce : std::initializer_list<size_t>{1, 2, 3, 100})
             EXPECT_EQ(text, read("plain.nt", text, bytesAtOnce));
-    const std::string text = makeLongText();
+    const std::string text = makeNumbers(200000);
     EXPECT_EQ(text, read("plain.nt", text));
 }
 
-TEST_F(InputFileTest, unpacksWhatStartsAsGzipWhateverItsName) {
-    const std::string text = makeLongText();
-    EXPECT_EQ(text, read("packed.nt.gz", gzip(text)));
-    EXPECT_EQ(text, read("packed.nt", gzip(text)));
-    EXPECT_EQ(text.substr(0, 1000), read("packed.nt", gzip(text.substr(0, 1000)), 1));
-    EXPECT_EQ("", read("empty.nt.gz", gzip("")));
+TEST_F(InputFileTest, unpacksWhatBeginsAsPackedWhateverItsName) {
+    const std::string text = makeNumbers(200000);
+    for (const auto& [extension, pack] : FORMATS)
+        for (const char* const name : {"packed.nt", "packed"}) {
+            EXPECT_EQ(text, read(name + std::string(extension), pack(text)));
+            EXPECT_EQ(text, read(name, pack(text)));
+            EXPECT_EQ(text.substr(0, 1000), read(name, pack(text.substr(0, 1000)), 1));
+            EXPECT_EQ("", read(name, pack("")));
+        }
 }
 
-TEST_F(InputFileTest, unpacksAllMembersOfAGzipFile) {
-    const std::string text = makeLongText();
-    EXPECT_EQ("ab" + text + "c", read("a.gz", gzip("a") + gzip("") + gzip("b") + gzip(text) + gzip("c")));
-}
-
-TEST_F(InputFileTest, takesZeroBytesBehindAGzipFileForPadding) {
-    EXPECT_EQ("ab", read("a.gz", gzip("a") + gzip("b") + std::string(300000, '\0')));
-}
-
-TEST_F(InputFileTest, refusesOtherBytesBehindAGzipFile) {
-    const std::string message = "not a sound gzip file: something else follows the packed data";
-    EXPECT_EQ(message, messageOfReading("a.gz", gzip("a") + "x"));
-    EXPECT_EQ(message, messageOfReading("a.gz", gzip("a") + std::string(3, '\0') + gzip("b")));
-}
-
-TEST_F(InputFileTest, refusesEveryWrongByteOfTheChecksumAndTheLength) {
-    for (size_t fromEnd = 1; fromEnd <= 8; ++fromEnd) {
-        std::string packed = gzip("some text");
-        packed[packed.size() - fromEnd] = static_cast<char>(packed[packed.size() - fromEnd] ^ 1);
-        EXPECT_EQ(fromEnd > 4 ? "not a sound gzip file: incorrect data check"
-                              : "not a sound gzip file: incorrect length check",
-                  messageOfReading("a.gz", packed));
+TEST_F(InputFileTest, holdsANameThatPromisesAFormatToIt) {
+    for (const auto& [extension, pack] : FORMATS) {
+        const std::string message = "its first bytes are not those of the format";
+        std::vector<std::string> others{"", "\x1f", "BZh9", "plain text, longer than any magic"};
+        for (const auto& [otherExtension, otherPack] : FORMATS)
+            if (otherExtension != extension)
+                others.push_back(otherPack("text"));
+        for (const std::string& contents : others)
+            for (const bool isUpperCase : {false, true}) {
+                std::string name = "a.nt" + std::string(extension);
+                if (isUpperCase)
+                    std::transform(name.begin(), name.end(), name.begin(), ::toupper);
+                const std::string found = messageOfReading(name, contents);
+                EXPECT_TRUE(found.starts_with("not a sound ") && found.ends_with(message)) << name << ' ' << found;
+            }
     }
-}
-
-TEST_F(InputFileTest, refusesAGzipFileThatIsCutShortAnywhere) {
-    const std::string packed = gzip("some text") + gzip("more text");
-    const size_t lengthOfFirst = gzip("some text").size();
-    for (size_t length = 2; length < packed.size(); ++length)
-        if (length == lengthOfFirst)
-            EXPECT_EQ("some text", read("a.gz", packed.substr(0, length)));
-        else
-            EXPECT_EQ("not a sound gzip file: it ends early", messageOfReading("a.gz", packed.substr(0, length)))
-                << length;
-}
-
-TEST_F(InputFileTest, refusesDamagedPackedData) {
-    std::string packed = gzip(makeLongText());
-    for (size_t index = packed.size() / 2; index < packed.size() / 2 + 64; ++index)
-        packed[index] = '\xFF';
-    EXPECT_EQ("not a sound gzip file: ", messageOfReading("a.gz", packed).substr(0, 23));
-}
-
-TEST_F(InputFileTest, holdsANameThatSaysGzipToIt) {
-    const std::string message = "not a sound gzip file: its first bytes are not those of gzip";
-    for (const char* const contents : {"", "\x1f", "plain text"})
-        EXPECT_EQ(message, messageOfReading("plain.nt.gz", contents));
+    EXPECT_EQ("not a sound xz file: its first bytes are not those of the format",
+              messageOfReading("a.xz", gzip("text")));
 }
 
 TEST_F(InputFileTest, tellsWhyAFileCannotBeRead) {
     const auto messageOf = [](const std::string& path) {
-        return std::string(catchException<ToolFailure>([&] { openInputFile(path); }).what());
+        return std::string(catchException<ToolFailure>([&] { openInputFile(path, 1); }).what());
     };
     EXPECT_EQ("No such file or directory", messageOf(m_directory.getPathOf("absent.nt")));
     EXPECT_EQ("Is a directory", messageOf(m_directory.getPathOf("")));
 }
 
 TEST_F(InputFileTest, tellsWhyReadingFailedLater) {
-    const auto source = openInputFile(m_directory.addFile("a.nt", makeLongText()));
+    const auto source = openInputFile(m_directory.addFile("a.nt", makeNumbers(200000)), 1);
     SystemCallFaults faults(SystemCallFaults::Call::READ);
     faults.failAfter(1, EIO, SystemCallFaults::Duration::ONCE);
     const auto failure = catchException<ToolFailure>([&] { readAll(*source, 1000); });
@@ -127,19 +98,61 @@ TEST_F(InputFileTest, tellsWhyReadingFailedLater) {
     EXPECT_EQ(ExitCode::FAILURE, failure.getExitCode());
 }
 
+TEST_F(InputFileTest, tellsWhyReadingOfAPackedFileFailedLater) {
+    const std::string text = makeNumbers(200000);
+    for (const auto& [extension, pack] : FORMATS) {
+        const std::string path = m_directory.addFile("a.nt", pack(text));
+        SystemCallFaults faults(SystemCallFaults::Call::READ);
+        faults.failAfter(2, EIO, SystemCallFaults::Duration::ONCE); // the first bytes, and a buffer
+        std::string delivered;
+        const auto failure = catchException<ToolFailure>([&] { readInto(delivered, *openInputFile(path, 2), 1000); });
+        EXPECT_STREQ("Input/output error", failure.what());
+        EXPECT_TRUE(text.starts_with(delivered));
+        EXPECT_GT(delivered.size(), 0u);
+    }
+}
+
 TEST_F(InputFileTest, readsOnAfterAnInterruption) {
-    const auto source = openInputFile(m_directory.addFile("a.nt", "text"));
+    const auto source = openInputFile(m_directory.addFile("a.nt", "text"), 1);
     SystemCallFaults faults(SystemCallFaults::Call::READ);
     faults.failAfter(0, EINTR, SystemCallFaults::Duration::ONCE);
     EXPECT_EQ("text", readAll(*source, 1000));
     EXPECT_EQ(1u, faults.getNumberOfFailures());
 }
 
+TEST_F(InputFileTest, everyAllocationOfTheReadingThreadMayFail) {
+    for (const auto& [extension, pack] : FORMATS) {
+        const std::string path = m_directory.addFile("a.nt", pack("text"));
+        const SystemCallFaults opened(SystemCallFaults::Call::OPEN);
+        const SystemCallFaults closed(SystemCallFaults::Call::CLOSE);
+        for (size_t allowed = 0;; ++allowed) {
+            std::string text;
+            bool hasFailed;
+            {
+                const AllocationFaults faults = AllocationFaults::failAfter(allowed);
+                try {
+                    readInto(text, *openInputFile(path, 2), 1);
+                } catch (const std::bad_alloc&) {
+                    EXPECT_TRUE(faults.hasFailed());
+                }
+                hasFailed = faults.hasFailed();
+            }
+            EXPECT_EQ(opened.getNumberOfCalls(), closed.getNumberOfCalls());
+            if (!hasFailed) {
+                EXPECT_EQ("text", text);
+                EXPECT_GT(allowed, 5u);
+                break;
+            }
+        }
+    }
+}
+
 TEST_F(InputFileTest, closesWhatItOpened) {
     const SystemCallFaults opened(SystemCallFaults::Call::OPEN);
     const SystemCallFaults closed(SystemCallFaults::Call::CLOSE);
     read("a.nt", "text");
-    read("a.nt.gz", gzip("text"));
+    for (const auto& [extension, pack] : FORMATS)
+        read("a.nt", pack("text"));
     EXPECT_GT(closed.getNumberOfCalls(), 0u);
     EXPECT_EQ(opened.getNumberOfCalls(), closed.getNumberOfCalls());
 }

@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(RdfFormatTest, followsTheExtensionWithAndWithoutGzip) {
+TEST(RdfFormatTest, followsTheExtensionBelowThatOfAPackedFormat) {
     EXPECT_EQ(RdfFormat::N_TRIPLES, formatOfFile("a.nt"));
     EXPECT_EQ(RdfFormat::N_TRIPLES, formatOfFile("a.nt.gz"));
     EXPECT_EQ(RdfFormat::N_QUADS, formatOfFile("dir.ttl/a.b.nq"));
@@ -13,11 +13,14 @@ TEST(RdfFormatTest, followsTheExtensionWithAndWithoutGzip) {
     EXPECT_EQ(RdfFormat::TURTLE, formatOfFile("A.TTL.GZ"));
     EXPECT_EQ(RdfFormat::TRIG, formatOfFile(".trig"));
     EXPECT_EQ(RdfFormat::TRIG, formatOfFile("a.trig.gz"));
+    EXPECT_EQ(RdfFormat::N_TRIPLES, formatOfFile("a.nt.bz2"));
+    EXPECT_EQ(RdfFormat::N_QUADS, formatOfFile("a.NQ.xz"));
+    EXPECT_EQ(RdfFormat::TURTLE, formatOfFile("a.ttl.zst"));
 }
 
 TEST(RdfFormatTest, tellsNothingFromOtherNames) {
-    for (const char* const name :
-         {"", "-", "a", "a.gz", "a.nt/b", "nt", "a.rdf", "a.turtle", "a.nt.bz2", "a.ntx", "a."})
+    for (const char* const name : {"", "-", "a", "a.gz", "a.nt/b", "nt", "a.rdf", "a.turtle", "a.nt.zip", "a.nt.gz.xz",
+                                   "a.xz", ".zst", "a.ntx", "a."})
         EXPECT_EQ(std::nullopt, formatOfFile(name)) << name;
 }
 

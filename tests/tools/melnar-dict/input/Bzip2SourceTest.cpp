@@ -1,0 +1,199 @@
+#include "tools/melnar-dict/input/Bzip2Source.h"
+
+#include "tests/support/AllocationFaults.h"
+#include "tests/support/CaughtException.h"
+#include "tests/tools/melnar-dict/input/PackedText.h"
+#include "tests/tools/melnar-dict/input/SourceText.h"
+#include "tests/tools/melnar-dict/input/TextDamage.h"
+#include "tests/tools/melnar-dict/input/TextSource.h"
+
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <new>
+
+namespace {
+
+Bzip2Source makeSource(const std::string& packed, const size_t numberOfThreads = 3, const size_t bytesAtOnce = 1 << 20,
+                       const std::optional<std::string>& failure = std::nullopt) {
+    return Bzip2Source(std::make_unique<TextSource>(packed, bytesAtOnce, failure), numberOfThreads);
+}
+
+std::string unpack(const std::string& packed) {
+    Bzip2Source source = makeSource(packed);
+    return readAll(source);
+}
+
+/// The message of a failure, and what was read before it.
+std::pair<std::string, std::string> failureOf(const std::string& packed) {
+    Bzip2Source source = makeSource(packed);
+    std::string text;
+    const auto failure = catchException<ToolFailure>([&] { readInto(text, source, 4096); });
+    EXPECT_EQ(ExitCode::FAILURE, failure.getExitCode());
+    return {failure.what(), text};
+}
+
+size_t countBeginnings(const std::string& packed) {
+    Bzip2Scanner scanner(std::make_unique<TextSource>(packed));
+    size_t number = 0;
+    while (const std::optional<Bzip2Stretch> stretch = scanner.next())
+        number += stretch->m_kind != Bzip2Stretch::Kind::OTHER ? 1u : 0u;
+    return number;
+}
+
+/// A text whose block has the magic within it: each block tells which bytes occur in it, in rows of 16, a bit each.
+std::string makeTextWithMagic(const uint64_t magic, const char filler) {
+    std::string text(1, filler);
+    for (unsigned row = 0; row < 3; ++row)
+        for (unsigned column = 0; column < 16; ++column)
+            if ((magic >> (47 - 16 * row - column) & 1) != 0)
+                text += static_cast<char>(0x40 + 16 * row + column);
+    return text + text;
+}
+
+TEST(Bzip2SourceTest, unpacksStreamsOfNoBlockOfOneAndOfMany) {
+    const std::string text = makeNumbers(100000);
+    EXPECT_EQ("", unpack(bzip2("")));
+    EXPECT_EQ("a", unpack(bzip2("a")));
+    EXPECT_GT(countBeginnings(bzip2(text)), 8u);
+    EXPECT_EQ(text, unpack(bzip2(text)));
+    EXPECT_EQ(text, unpack(bzip2(text, 9)));
+    EXPECT_EQ("a" + text + text + "b",
+              unpack(bzip2("a") + bzip2("") + bzip2(text) + bzip2(text, 9) + bzip2("b") + bzip2("")));
+}
+
+TEST(Bzip2SourceTest, unpacksTheSameWithAnyNumberOfThreadsHoweverItsBytesCome) {
+    const std::string text = makeNumbers(50000);
+    const std::string packed = bzip2(text) + bzip2("a") + bzip2("b");
+    for (const size_t numberOfThreads : std::initializer_list<size_t>{1, 2, 16})
+        for (const size_t bytesAtOnce : std::initializer_list<size_t>{1, 1000, 1000000}) {
+            Bzip2Source source = makeSource(packed, numberOfThreads, bytesAtOnce);
+            EXPECT_EQ(text + "ab", readAll(source, bytesAtOnce));
+        }
+}
+
+TEST(Bzip2SourceTest, unpacksBlocksThatHoldWhatLooksLikeABeginning) {
+    for (const uint64_t magic : {Bzip2Scanner::BLOCK_MAGIC, Bzip2Scanner::END_MAGIC})
+        for (const char* const filler : {"", "\n", "!", "1"}) {
+            const std::string text = makeTextWithMagic(magic, *filler);
+            const std::string packed = bzip2(text);
+            ASSERT_EQ(3u, countBeginnings(packed)) << "the block has no magic within it";
+            EXPECT_EQ(text, unpack(packed));
+            EXPECT_EQ(text + "between" + text + text, unpack(packed + bzip2("between") + packed + packed));
+            EXPECT_EQ("not a sound bzip2 file: it ends early", failureOf(packed.substr(0, packed.size() - 12)).first);
+        }
+}
+
+TEST(Bzip2SourceTest, unpacksBlocksOfLongRunsPieceByPiece) {
+    const std::string text(100 << 20, 'r');
+    const std::string packed = bzip2(text, 9) + bzip2("end");
+    EXPECT_LT(packed.size(), 1000u);
+    Bzip2Source source = makeSource(packed);
+    std::string buffer(100000, '\0');
+    size_t size = 0;
+    while (size < text.size()) {
+        const size_t numberOfBytes = source.read(buffer.data(), std::min(buffer.size(), text.size() - size));
+        ASSERT_NE(0u, numberOfBytes);
+        ASSERT_EQ(std::string::npos, buffer.substr(0, numberOfBytes).find_first_not_of('r'));
+        size += numberOfBytes;
+    }
+    EXPECT_EQ("end", readAll(source));
+}
+
+TEST(Bzip2SourceTest, passesOverZeroBytesAtTheEnd) {
+    EXPECT_EQ("a", unpack(bzip2("a") + '\0'));
+    EXPECT_EQ("ab", unpack(bzip2("a") + bzip2("b") + std::string(9 << 20, '\0')));
+}
+
+TEST(Bzip2SourceTest, refusesWhatFollows) {
+    const std::string message = "not a sound bzip2 file: something else follows the packed data";
+    const std::string packed = bzip2("a");
+    for (const std::string& following :
+         {std::string("x"), std::string("BZx"), std::string("BZh0"), '\0' + packed, xz("a"), zstd("a"),
+          std::string(9 << 20, '\0') + "x", std::string(9 << 20, 'x')})
+        EXPECT_EQ(std::pair(message, std::string("a")), failureOf(packed + following));
+}
+
+TEST(Bzip2SourceTest, refusesEveryCut) {
+    const std::string first = bzip2(makeNumbers(50));
+    const std::string packed = first + bzip2(makeNumbers(60));
+    for (size_t length = 10; length < packed.size(); ++length) {
+        if (length == first.size())
+            ++length;
+        EXPECT_EQ("not a sound bzip2 file: it ends early", failureOf(packed.substr(0, length)).first) << length;
+    }
+}
+
+TEST(Bzip2SourceTest, refusesDamageAndDeliversTheBlocksBefore) {
+    const std::string text = makeNumbers(50000);
+    const std::string packed = bzip2(text);
+    TextDamage damage(5);
+    for (int round = 0; round < 30; ++round) {
+        std::string damaged = packed;
+        const size_t place = packed.size() / 2 + damage.below(packed.size() / 2 - 1);
+        damaged[place] = static_cast<char>(damaged[place] ^ 1 << damage.below(8));
+        const auto [message, delivered] = failureOf(damaged);
+        EXPECT_TRUE(message.starts_with("not a sound bzip2 file: ")) << message;
+        EXPECT_GE(delivered.size(), 100000u);
+        EXPECT_TRUE(text.starts_with(delivered));
+    }
+}
+
+TEST(Bzip2SourceTest, checksTheSumOfAllBlocks) {
+    std::string packed = bzip2(makeNumbers(50000));
+    packed[packed.size() - 3] = static_cast<char>(packed[packed.size() - 3] ^ 8);
+    EXPECT_EQ("not a sound bzip2 file: its checksum does not fit its data", failureOf(packed).first);
+    // Each block is sound, and one of them is missing.
+    const std::string text = makeNumbers(50000);
+    Bzip2Scanner scanner(std::make_unique<TextSource>(bzip2(text)));
+    BitString without;
+    for (int number = 0; const std::optional<Bzip2Stretch> stretch = scanner.next(); ++number)
+        if (number != 2)
+            without.append(stretch->m_bits);
+    EXPECT_EQ("not a sound bzip2 file: its checksum does not fit its data", failureOf(without.getBytes()).first);
+}
+
+TEST(Bzip2SourceTest, refusesAFileOfNothingButBeginnings) {
+    std::string packed = "BZh9";
+    for (int number = 0; number < 100000; ++number)
+        packed += "1AY&SY";
+    EXPECT_EQ("not a sound bzip2 file: its data is damaged", failureOf(packed).first);
+    EXPECT_EQ("not a sound bzip2 file: its data is damaged",
+              failureOf("BZh91AY&SY" + std::string(20 << 20, 'x')).first);
+}
+
+TEST(Bzip2SourceFailureTest, tellsAFailureOfItsSourceBehindTheBlocksBefore) {
+    const std::string text = makeNumbers(50000);
+    Bzip2Source source = makeSource(bzip2(text), 3, 1000, "no more");
+    std::string delivered;
+    EXPECT_STREQ("no more", catchException<ToolFailure>([&] { readInto(delivered, source, 4096); }).what());
+    EXPECT_GE(delivered.size(), 400000u);
+    EXPECT_TRUE(text.starts_with(delivered));
+}
+
+TEST(Bzip2SourceFailureTest, everyAllocationOfItsThreadMayFail) {
+    const std::string packed = bzip2("text");
+    std::string text(100, '\0');
+    for (size_t allowed = 0;; ++allowed) {
+        size_t size = 0;
+        bool hasFailed;
+        {
+            auto packedSource = std::make_unique<TextSource>(packed);
+            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
+            try {
+                Bzip2Source source(std::move(packedSource), 2);
+                size = source.read(text.data(), text.size());
+            } catch (const std::bad_alloc&) {
+                EXPECT_TRUE(faults.hasFailed());
+            }
+            hasFailed = faults.hasFailed();
+        }
+        if (!hasFailed) {
+            EXPECT_EQ("text", text.substr(0, size));
+            EXPECT_GT(allowed, 5u);
+            break;
+        }
+    }
+}
+
+} // namespace

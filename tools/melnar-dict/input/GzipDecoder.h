@@ -1,0 +1,32 @@
+#pragma once
+
+#include "tools/melnar-dict/input/Decoder.h"
+
+#include <cstdint>
+
+#include <isa-l/igzip_lib.h>
+
+/// gzip: any number of members, each checked against its checksum and length.
+///
+/// Zero bytes after the last member are padding, as tapes leave it. Anything else there is an error, since it means that
+/// something was lost or mixed up.
+class GzipDecoder final : public Decoder {
+public:
+    GzipDecoder() noexcept;
+
+    bool decode(std::span<char>& packed, bool isLast, std::span<char>& unpacked) override;
+
+private:
+    enum class Position { BETWEEN_MEMBERS, IN_HEADER, IN_DATA, IN_PADDING };
+
+    void startMember(std::span<char>& packed);
+    void skipPadding(std::span<char>& packed);
+
+    /// Calls a function of the library on the state; returns its result unless that is a failure.
+    template<class Function>
+    int advance(std::span<char>& packed, std::span<char>& unpacked, Function function);
+
+    inflate_state m_state;
+    isal_gzip_header m_header; // the library keeps in it what it has read of a header that comes in parts
+    Position m_position = Position::BETWEEN_MEMBERS;
+};

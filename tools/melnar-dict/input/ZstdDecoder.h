@@ -1,0 +1,27 @@
+#pragma once
+
+#include "tools/melnar-dict/input/Decoder.h"
+
+#include <memory>
+
+#include <zstd.h>
+
+/// zstd: any number of frames, those to be skipped among them. A frame is checked against its checksum if it has one;
+/// damage to one without need not be seen.
+class ZstdDecoder final : public Decoder {
+public:
+    /// The largest window, the binary logarithm of its bytes: as far as the format's own tool goes without being asked.
+    static constexpr int LARGEST_WINDOW_LOG = 27;
+
+    ZstdDecoder();
+
+    bool decode(std::span<char>& packed, bool isLast, std::span<char>& unpacked) override;
+
+private:
+    struct Destroyer {
+        void operator()(ZSTD_DCtx* const context) const noexcept { ZSTD_freeDCtx(context); }
+    };
+
+    const std::unique_ptr<ZSTD_DCtx, Destroyer> m_context;
+    bool m_isInFrame = false;
+};
