@@ -118,6 +118,24 @@ TEST_F(ToolTest, readsStandardInputPlainAndPacked) {
     expectFailure(1, "-:1:13: expected an object, found 'bad'\n", run({"load", "--format", "nt", "-"}, input));
 }
 
+TEST_F(ToolTest, loadsWhatItKnowsOfAFolder) {
+    std::filesystem::create_directories(m_directory.getPathOf("dumps/more"));
+    m_directory.addFile("dumps/b.nt", "<a:s> <a:p> \"b\" .\n");
+    m_directory.addFile("dumps/a.ttl.zst", zstd("<a:s> <a:p> \"a\" ."));
+    m_directory.addFile("dumps/more/c.nq.xz", xz("<a:s> <a:p> bad .\n"));
+    m_directory.addFile("dumps/README", "not read");
+    expectFailure(1, "dumps/more/c.nq.xz:1:13: expected an object, found 'bad'\n", run({"load", "dumps/"}));
+    m_directory.addFile("dumps/more/c.nq.xz", xz("<a:s> <a:p> \"c\" .\n"));
+    const ToolResult result = run({"load", "dumps", "-o", "dumps/d", "--get", "1", "--get", "2", "--get", "3"});
+    EXPECT_EQ(0, result.m_exitCode);
+    EXPECT_NE(std::string::npos, result.m_output.find("1\t\"a\"\n2\t\"b\"\n3\t\"c\"\n")) << result.m_output;
+    EXPECT_EQ(3, runForJson({"load", "dumps"})["triples"]) << "the dictionary is passed over";
+    expectFailure(2, "melnar-dict: the input 'dumps/b.nt' is also the output 'dumps/b.nt'\n",
+                  run({"load", "dumps", "-o", "dumps/b.nt"}));
+    std::filesystem::create_directory(m_directory.getPathOf("empty"));
+    expectFailure(2, "melnar-dict: the folder 'empty' has no file whose name tells a format\n", run({"load", "empty"}));
+}
+
 TEST_F(ToolTest, refusesAHostileFileWithoutTakingTheMemory) {
     m_directory.addFile("a.nt.xz", xz(TEXT, {.m_dictionarySize = 1536u << 20}));
     expectFailure(3, "a.nt.xz: unpacking it takes more than the 256 MiB of memory allowed\n", run({"load", "a.nt.xz"}));
@@ -229,7 +247,6 @@ TEST_F(ToolTest, endsWithThreeWhenAFileCannotBeRead) {
                   run({"load", "wrong.nt.gz"}));
     expectFailure(3, "plain.nt.gz: not a sound gzip file: its first bytes are not those of the format\n",
                   run({"load", "plain.nt.gz"}));
-    expectFailure(3, ".: Is a directory\n", run({"load", "--format", "nt", "."}));
 }
 
 TEST_F(ToolTest, endsWithThreeAtALimit) {

@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/input/InputFiles.h"
 
+#include "tools/melnar-dict/input/InputNames.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Reader/Iri.h"
@@ -15,16 +16,11 @@ namespace {
 constexpr const char* STANDARD_INPUT = "-";
 constexpr const char* FORMAT_OF_NAME = "auto";
 
-struct NamedFile {
-    std::string m_name;
-    std::optional<RdfFormat> m_format; // nothing for that of the name
-};
-
 class InputFilesReader {
 public:
     InputFilesReader(const std::string& verb, const InputFormats formats) : m_verb(verb), m_formats(formats) {}
 
-    void takeName(const std::string& name) { m_files.push_back({name, m_format}); }
+    void takeName(const std::string& name) { m_files.emplace_back(name, m_format); }
 
     void takeFormat(const std::string& name) {
         m_format = formatOfName(name);
@@ -32,8 +28,8 @@ public:
             throw ToolFailure(ExitCode::USAGE,
                               "option --format needs " + getFormatNames() + " or auto, not '" + name + "'");
         if (!m_hasFormat)
-            for (NamedFile& file : m_files)
-                file.m_format = m_format;
+            for (auto& [fileName, format] : m_files)
+                format = m_format;
         m_hasFormat = true;
     }
 
@@ -42,12 +38,14 @@ public:
     }
 
     InputFiles getFiles() const {
-        InputFiles files;
-        for (const auto& [name, format] : m_files)
-            files.emplace_back(name, format ? *format : deduceFormat(name));
-        if (std::count_if(files.begin(), files.end(), [](const auto& file) { return file.first == STANDARD_INPUT; }) >
-            1)
+        const auto isStandardInput = [](const auto& file) { return file.first == STANDARD_INPUT; };
+        if (std::count_if(m_files.begin(), m_files.end(), isStandardInput) > 1)
             throw ToolFailure(ExitCode::USAGE, "standard input can be read only once");
+        InputFiles files = expandInputNames(m_files);
+        for (const auto& [fileName, format] : files)
+            if (!isRead(format))
+                throw ToolFailure(ExitCode::USAGE, m_verb + " reads N-Triples and N-Quads, and '" + fileName +
+                                                       "' is neither by its name");
         return files;
     }
 
@@ -56,23 +54,11 @@ private:
         return format && (m_formats == InputFormats::ALL || isLineFormat(*format));
     }
 
-    RdfFormat deduceFormat(const std::string& fileName) const {
-        const std::optional<RdfFormat> format = formatOfFile(fileName);
-        if (fileName == STANDARD_INPUT)
-            throw ToolFailure(ExitCode::USAGE, "standard input needs --format");
-        if (!format)
-            throw ToolFailure(ExitCode::USAGE, "the name '" + fileName + "' tells no format; give it with --format");
-        if (!isRead(format))
-            throw ToolFailure(ExitCode::USAGE,
-                              m_verb + " reads N-Triples and N-Quads, and '" + fileName + "' is neither by its name");
-        return *format;
-    }
-
     const std::string m_verb;
     const InputFormats m_formats;
     std::optional<RdfFormat> m_format; // for the files to come; nothing for that of their names
     bool m_hasFormat = false;          // whether one was given
-    std::vector<NamedFile> m_files;
+    std::vector<std::pair<std::string, std::optional<RdfFormat>>> m_files; // nothing for the format of the name
 };
 
 /// Whether it could stand between angle brackets in Turtle, without escapes, and needs no base.

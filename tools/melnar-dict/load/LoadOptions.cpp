@@ -11,8 +11,8 @@ namespace {
 constexpr const char* TEXT = R"(
 Reads RDF files, gives every distinct string literal in them a resource ID, and prints how much of what there was.
 
-A FILE is N-Triples (.nt), N-Quads (.nq), Turtle (.ttl) or TriG (.trig), plain or packed (.gz, .bz2, .xz or .zst behind that);
-"-" is standard input. Several are loaded into one dictionary, one after the other.
+A FILE is N-Triples (.nt), N-Quads (.nq), Turtle (.ttl) or TriG (.trig), plain or packed (.gz, .bz2, .xz or .zst behind
+that), or a folder with such files; "-" is standard input. Several are loaded into one dictionary, one after the other.
 
 --query and --get may be repeated; each prints "ID<tab>literal" or "not found<tab>what was asked for".
 

@@ -3,9 +3,9 @@
 namespace {
 
 constexpr const char* ENCODE_TEXT = R"(
-Writes the statements of N-Triples (.nt) and N-Quads (.nq) files, plain or packed, with an IRI such as
-<melnar:17> in the place of every string literal, 17 being its resource ID. decode does the reverse. OUT appears when it
-is complete; "-" is standard input or output. Statements are written in canonical form: one space between terms, no
+Writes the statements of N-Triples (.nt) and N-Quads (.nq) files, plain or packed, or of folders with such files, with an
+IRI such as <melnar:17> in the place of every string literal, 17 being its resource ID. decode does the reverse. OUT
+appears when it is complete; "-" is standard input or output. Statements are written in canonical form: one space between terms, no
 needless escapes, no comments.
 )";
 

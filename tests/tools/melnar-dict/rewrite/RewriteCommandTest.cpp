@@ -1,6 +1,7 @@
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict/ToolProcess.h"
 #include "tests/tools/melnar-dict/input/GzipText.h"
+#include "tests/tools/melnar-dict/input/PackedText.h"
 
 #include <gtest/gtest.h>
 
@@ -119,6 +120,21 @@ TEST_F(RewriteCommandTest, orderIsKeptWithAnyNumberOfThreads) {
         EXPECT_EQ(triples, getContentsOf("decoded.nt"));
         EXPECT_LT(getContentsOf("encoded.nt").size(), triples.size());
     }
+}
+
+TEST_F(RewriteCommandTest, aFolderStandsForItsFilesButNotIfOneOfThemHasNoLines) {
+    std::filesystem::create_directory(m_directory.getPathOf("dumps"));
+    m_directory.addFile("dumps/b.nq.bz2", bzip2(CANONICAL));
+    m_directory.addFile("dumps/a.nt", CANONICAL);
+    m_directory.addFile("dumps/README", "not read");
+    load("dumps");
+    ASSERT_EQ(0, run({"encode", "dumps", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    ASSERT_EQ(0, run({"decode", "encoded.nt", "-d", "d", "-o", "decoded.nt"}).m_exitCode);
+    EXPECT_EQ(std::string(CANONICAL) + CANONICAL, getContentsOf("decoded.nt"));
+    m_directory.addFile("dumps/c.ttl", "");
+    const ToolResult result = run({"encode", "dumps", "-d", "d", "-o", "encoded.nt"});
+    EXPECT_EQ(2, result.m_exitCode);
+    EXPECT_EQ("melnar-dict: 'dumps/c.ttl' is neither .nt nor .nq; give its --format\n", result.m_errorOutput);
 }
 
 TEST_F(RewriteCommandTest, severalFilesAndStandardInputAreWrittenOneBehindTheOther) {
