@@ -134,7 +134,8 @@ TEST_F(RewriteCommandTest, aFolderStandsForItsFilesButNotIfOneOfThemHasNoLines) 
     m_directory.addFile("dumps/c.ttl", "");
     const ToolResult result = run({"encode", "dumps", "-d", "d", "-o", "encoded.nt"});
     EXPECT_EQ(2, result.m_exitCode);
-    EXPECT_EQ("melnar-dict: 'dumps/c.ttl' is neither .nt nor .nq; give its --format\n", result.m_errorOutput);
+    EXPECT_EQ("melnar-dict: encode reads N-Triples and N-Quads, and 'dumps/c.ttl' is neither by its name\n",
+              result.m_errorOutput);
 }
 
 TEST_F(RewriteCommandTest, severalFilesAndStandardInputAreWrittenOneBehindTheOther) {
