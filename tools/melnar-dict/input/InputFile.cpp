@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <optional>
-#include <stop_token>
 #include <string_view>
 #include <utility>
 
@@ -68,8 +67,8 @@ std::unique_ptr<ByteSource> unpack(std::unique_ptr<ByteSource> packed, const Pac
 
 } // namespace
 
-std::unique_ptr<ByteSource> openInputFile(const std::string& fileName, const size_t numberOfThreads) {
-    std::stop_source stop;
+std::unique_ptr<ByteSource> openInputFile(const std::string& fileName, const size_t numberOfThreads,
+                                          std::stop_source stop) {
     auto source = std::make_unique<PeekedSource>(std::make_unique<FileSource>(fileName, stop.get_token()));
     const std::optional<PackedFormat> format = packedFormatOfBeginning(source->peek(LENGTH_OF_PACKED_BEGINNING));
     const std::optional<PackedFormat> promisedFormat = packedFormatOfFile(fileName);

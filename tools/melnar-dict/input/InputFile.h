@@ -4,9 +4,13 @@
 
 #include <cstddef>
 #include <memory>
+#include <stop_token>
 #include <string>
 
 /// Opens a file for reading, "-" being standard input. Its first bytes tell whether and how it is packed; a name that
 /// promises a packed format must keep what it says. What is packed is unpacked beside the reading thread: by a thread
 /// of its own, and by up to `numberOfThreads` others where the format allows that.
-std::unique_ptr<ByteSource> openInputFile(const std::string& fileName, size_t numberOfThreads);
+///
+/// When a stop is requested, a read that waits for bytes fails soon.
+std::unique_ptr<ByteSource> openInputFile(const std::string& fileName, size_t numberOfThreads,
+                                          std::stop_source stop = {});

@@ -42,23 +42,24 @@ FileLoader::FileLoader(Dictionary& dictionary, InputJournal& journal, Settings s
 void FileLoader::load(const std::string& fileName, const RdfFormat format) {
     m_journal.startFile(fileName);
     std::unique_ptr<ByteSource> source;
+    const std::stop_source reading;
     try {
-        source = openInputFile(fileName, m_settings.m_numberOfThreads);
+        source = openInputFile(fileName, m_settings.m_numberOfThreads, reading);
     } catch (...) {
         reportCurrentException(m_journal, 0);
         return;
     }
     if (isLineFormat(format)) {
         BlockReader reader(std::move(source), m_settings.m_blockSize, m_settings.m_maximumLine);
-        loadLines(reader, format);
+        loadLines(reader, reading, format);
     } else {
         BlockReader reader(std::move(source), m_settings.m_blockSize, BlockReader::WITHOUT_LINES);
         loadTurtle(reader, fileName, format);
     }
 }
 
-void FileLoader::loadLines(BlockReader& reader, const RdfFormat format) {
-    workOnBlocks(reader, m_journal, m_settings.m_numberOfThreads, [this, format]() -> BlockWorker {
+void FileLoader::loadLines(BlockReader& reader, const std::stop_source& reading, const RdfFormat format) {
+    workOnBlocks(reader, reading, m_journal, m_settings.m_numberOfThreads, [this, format]() -> BlockWorker {
         // Both belong to the thread that makes them.
         const auto thread = std::make_shared<DictionaryThread>(m_dictionary);
         const auto parser = std::make_shared<LineParser>(format, m_settings.m_isLenient, m_settings.m_maximumLine,

@@ -5,6 +5,7 @@
 #include "tools/melnar-dict/pieces/InputJournal.h"
 
 #include <cstddef>
+#include <stop_token>
 #include <string>
 
 class Dictionary;
@@ -34,7 +35,7 @@ public:
     void load(const std::string& fileName, RdfFormat format);
 
 private:
-    void loadLines(BlockReader& reader, RdfFormat format);
+    void loadLines(BlockReader& reader, const std::stop_source& reading, RdfFormat format);
     void loadTurtle(BlockReader& reader, const std::string& fileName, RdfFormat format);
 
     Dictionary& m_dictionary;

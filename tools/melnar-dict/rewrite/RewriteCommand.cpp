@@ -14,6 +14,8 @@
 
 #include <memory>
 #include <optional>
+#include <stop_token>
+#include <utility>
 
 namespace {
 
@@ -58,14 +60,15 @@ ExitCode rewriteFiles(const RewriteOptions& options, const Dictionary& dictionar
         journal.startFile(fileName);
         orderedOutput.startOver();
         std::optional<BlockReader> reader;
+        const std::stop_source reading;
         try {
-            reader.emplace(openInputFile(fileName, options.m_numberOfThreads), BlockReader::DEFAULT_BLOCK_SIZE,
+            reader.emplace(openInputFile(fileName, options.m_numberOfThreads, reading), BlockReader::DEFAULT_BLOCK_SIZE,
                            options.m_maximumLine);
         } catch (...) {
             reportCurrentException(journal, 0);
             return journal.getExitCode();
         }
-        workOnBlocks(*reader, journal, options.m_numberOfThreads, [&, fileFormat = format]() -> BlockWorker {
+        workOnBlocks(*reader, reading, journal, options.m_numberOfThreads, [&, fileFormat = format]() -> BlockWorker {
             // Both belong to the thread that makes them.
             const auto registration = std::make_shared<ThreadContextRegistration>();
             const auto rewriter = std::make_shared<Rewriter>(fileFormat, options.m_maximumLine, dictionary);

@@ -4,7 +4,7 @@
 
 namespace {
 
-void workOnBlocks(BlockReader& reader, InputJournal& journal, const BlockWorker& worker) {
+void workOnBlocks(BlockReader& reader, std::stop_source& reading, InputJournal& journal, const BlockWorker& worker) {
     Block block;
     ParsedPiece piece;
     while (!journal.isStopped()) {
@@ -12,7 +12,8 @@ void workOnBlocks(BlockReader& reader, InputJournal& journal, const BlockWorker&
             if (!reader.next(block))
                 return;
         } catch (...) {
-            reportCurrentException(journal, reader.getNumberOfBlocks());
+            if (!journal.isStopped()) // Otherwise it may have been stopped, and comes behind what stopped the journal.
+                reportCurrentException(journal, reader.getNumberOfBlocks());
             return;
         }
         piece.clear(block.m_sequence);
@@ -23,14 +24,18 @@ void workOnBlocks(BlockReader& reader, InputJournal& journal, const BlockWorker&
         }
         journal.finish(piece);
     }
+    reading.request_stop();
 }
 
 } // namespace
 
-void workOnBlocks(BlockReader& reader, InputJournal& journal, const size_t numberOfThreads,
+void workOnBlocks(BlockReader& reader, std::stop_source reading, InputJournal& journal, const size_t numberOfThreads,
                   const std::function<BlockWorker()>& makeWorker) {
-    WorkerGroup workers([&journal] { journal.stop(); });
-    workers.start(numberOfThreads, [&] { workOnBlocks(reader, journal, makeWorker()); });
+    WorkerGroup workers([&journal, &reading] {
+        journal.stop();
+        reading.request_stop();
+    });
+    workers.start(numberOfThreads, [&] { workOnBlocks(reader, reading, journal, makeWorker()); });
     workers.join();
 }
 

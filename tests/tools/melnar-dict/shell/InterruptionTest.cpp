@@ -3,6 +3,8 @@
 #include "tests/support/FileOperationObserver.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict/ToolProcess.h"
+#include "tests/tools/melnar-dict/input/GzipText.h"
+#include "tests/tools/melnar-dict/input/PackedText.h"
 #include "tools/melnar-dict/shell/OutputFile.h"
 
 #include <gtest/gtest.h>
@@ -78,12 +80,23 @@ public:
         return false;
     }
 
+    /// Writes to the tool's standard input until the tool ends.
+    void write(const std::string& input) const {
+        const auto previous = std::signal(SIGPIPE, SIG_IGN);
+        size_t written = 0;
+        for (ssize_t result = 0; written < input.size() && result >= 0; written += static_cast<size_t>(result))
+            result = ::write(m_inputEnd, input.data() + written, input.size() - written);
+        std::signal(SIGPIPE, previous);
+    }
+
     void send(const int signalNumber) const { ::kill(m_processID, signalNumber); }
 
     std::string interrupt(const int signalNumber) const {
         send(signalNumber);
-        return waitForEnd(m_processID);
+        return awaitEnd();
     }
+
+    std::string awaitEnd() const { return waitForEnd(m_processID); }
 
 private:
     pid_t m_processID;
@@ -236,6 +249,19 @@ TEST(InterruptionTest, signalsThatWereIgnoredAtTheStartStayIgnored) {
         ASSERT_TRUE(tool.takes("\n"));
         tool.send(signalNumber);
         EXPECT_EQ("exit 143", tool.interrupt(SIGTERM)) << signalNumber;
+    }
+}
+
+/// Every other thread of the tool is reading when one finds the error.
+TEST(InterruptionTest, anErrorEndsALoadThoughNoMoreBytesCome) {
+    const TemporaryDirectory directory;
+    std::string text = "<urn:s> <urn:p> bad .\n";
+    for (unsigned number = 0; number < 10000; ++number) // more than a block, and less than two
+        text += "<urn:s> <urn:p> \"" + std::to_string(number * 2654435761u) + "\" .\n";
+    for (const std::string& input : {text, gzip(text), zstd(text)}) {
+        const WaitingTool tool({"load", "-", "--format", "nt", "--threads", "3"});
+        tool.write(input);
+        EXPECT_EQ("exit 1", tool.awaitEnd());
     }
 }
 
