@@ -38,10 +38,10 @@ VerbDescription describeLoad(LoadOptions& options) {
         {{"load dump.nt.gz -o dump.dict", "Gives every literal of a dump an ID and saves the dictionary."},
          {"load more.ttl --into dump.dict --query '\"Berlin\"@de'",
           "Adds the literals of another file, and prints the ID of one."}}};
-    addOutput(verb, "DICTIONARY", "save the dictionary to this file",
+    addOutput(verb, OutputKind::FILE_ONLY, "DICTIONARY", "save the dictionary to this file",
               "replace a file that is not a dictionary, and do not estimate whether the disk has room",
               options.m_output);
-    verb.addText("--into", "DICTIONARY",
+    verb.addFile("--into", "DICTIONARY",
                  "add to this saved dictionary, whose IDs stay, and save it again, or to the file given with -o",
                  options.m_intoName);
     addInputFiles(verb, InputFormats::ALL, options.m_files);
@@ -59,7 +59,7 @@ VerbDescription describeLoad(LoadOptions& options) {
     verb.addNumber("--max-resources", "N",
                    "distinct literals it may hold (default: 4294967293); a saved dictionary keeps its own",
                    options.m_maximumNumberOfResources, 1, Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES);
-    addJson(verb, options.m_asksForJson);
+    addJson(verb, JsonLayout::DOCUMENT, options.m_asksForJson);
     verb.addOption("--query", "LITERAL", "afterwards print the ID of a literal, given in Turtle syntax with its quotes",
                    [&options](const std::string& value) { options.m_lookups.push_back(Lookup::ofLiteral(value)); });
     verb.addOption("--get", "ID", "afterwards print the literal with this ID", [&options](const std::string& value) {

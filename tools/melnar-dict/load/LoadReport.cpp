@@ -1,5 +1,9 @@
 #include "tools/melnar-dict/load/LoadReport.h"
 
+#include "tools/melnar-dict/shell/Json.h"
+
+#include <nlohmann/json.hpp>
+
 #include <cstdio>
 
 namespace {
@@ -51,16 +55,10 @@ std::string LoadReport::toText() const {
 }
 
 std::string LoadReport::toJson(const std::vector<Lookup>& lookups) const {
-    std::string json;
+    Json json;
     for (const Figure& figure : figuresOf(*this))
-        json.append(json.empty() ? "{\n" : ",\n")
-            .append("  \"")
-            .append(figure.m_jsonName)
-            .append("\": ")
-            .append(figure.m_value);
+        json[figure.m_jsonName] = Json::parse(figure.m_value);
     for (const Lookup& lookup : lookups)
-        json.append(&lookup == &lookups.front() ? ",\n  \"lookups\": [\n    " : ",\n    ").append(lookup.toJson());
-    if (!lookups.empty())
-        json += "\n  ]";
-    return json + "\n}\n";
+        json["lookups"].push_back(lookup.toJson());
+    return ::toText(json, JsonLayout::DOCUMENT);
 }

@@ -20,8 +20,9 @@ output failed, another process is writing OUT, or a limit was reached. Without 0
 )";
 
 VerbDescription addOptions(VerbDescription verb, RewriteOptions& options) {
-    verb.addText("-d,--dictionary", "DICTIONARY", "the dictionary with the literals", options.m_dictionaryName);
-    addOutput(verb, "OUT", "the file to write; one that exists is replaced, unless it is an input or a dictionary",
+    verb.addFile("-d,--dictionary", "DICTIONARY", "the dictionary with the literals", options.m_dictionaryName);
+    addOutput(verb, OutputKind::FILE_OR_STANDARD_OUTPUT, "OUT",
+              "the file to write; one that exists is replaced, unless it is an input or a dictionary",
               "replace OUT even if it is a dictionary, unless it is DICTIONARY", options.m_output);
     addInputFiles(verb, InputFormats::LINES, options.m_files);
     addThreads(verb, options.m_numberOfThreads);

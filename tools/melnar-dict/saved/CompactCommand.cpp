@@ -5,6 +5,8 @@
 
 #include "Engine/core/data-store/Dictionary.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -43,8 +45,9 @@ VerbDescription describeCompact(CompactOptions& options) {
                          {{"compact dump.dict -o small.dict > moved.tsv",
                            "Saves a compacted copy, and which IDs have changed to what."}}};
     addDictionary(verb, options);
-    addOutput(verb, "FILE", "save to FILE and leave DICTIONARY as it is", "replace a FILE that is not a dictionary",
-              options.m_output);
+    addJson(verb, JsonLayout::ROW, options.m_asksForJson);
+    addOutput(verb, OutputKind::FILE_ONLY, "FILE", "save to FILE and leave DICTIONARY as it is",
+              "replace a FILE that is not a dictionary", options.m_output);
     return verb;
 }
 
@@ -61,7 +64,10 @@ ExitCode runCompact(const CompactOptions& options, StandardOutput& output, std::
     const auto printChangedIDs = [&] {
         for (uint64_t resourceID = 1; resourceID < newResourceIDs.size(); ++resourceID)
             if (newResourceIDs[resourceID] != 0 && newResourceIDs[resourceID] != resourceID)
-                output.write(std::to_string(resourceID) + '\t' + std::to_string(newResourceIDs[resourceID]) + '\n');
+                output.write(
+                    options.m_asksForJson
+                        ? toText(Json{{"old", resourceID}, {"new", newResourceIDs[resourceID]}}, JsonLayout::ROW)
+                        : std::to_string(resourceID) + '\t' + std::to_string(newResourceIDs[resourceID]) + '\n');
         output.flush();
     };
     saveDictionary(*dictionary, lock, printChangedIDs);

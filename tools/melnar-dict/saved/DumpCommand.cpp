@@ -1,11 +1,12 @@
 #include "tools/melnar-dict/saved/DumpCommand.h"
+#include "tools/melnar-dict/saved/ResourceRows.h"
+#include "tools/melnar-dict/shell/SharedOptions.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <string>
 #include <vector>
 
 namespace {
@@ -23,15 +24,6 @@ limit was reached, or the output cannot be written.
 // Enough for the dictionary to work at full speed.
 constexpr uint64_t RESOURCES_OF_A_GROUP = 1024;
 
-void appendLines(const Dictionary& dictionary, const std::vector<BatchEntry>& entries, std::string& lines) {
-    for (const BatchEntry& entry : entries)
-        if (entry.m_datatypeID != D_INVALID) {
-            lines.append(std::to_string(entry.m_resourceID)).append(1, '\t');
-            dictionary.appendTurtleLiteral(entry.m_lexicalForm, entry.m_datatypeID, lines);
-            lines += '\n';
-        }
-}
-
 } // namespace
 
 VerbDescription describeDump(DumpOptions& options) {
@@ -41,6 +33,7 @@ VerbDescription describeDump(DumpOptions& options) {
                          EXIT_CODES,
                          {{"dump dump.dict | grep '@de$'", "Prints all literals in German."}}};
     addDictionary(verb, options);
+    addJson(verb, JsonLayout::ROW, options.m_asksForJson);
     return verb;
 }
 
@@ -48,15 +41,15 @@ ExitCode runDump(const DumpOptions& options, StandardOutput& output, std::ostrea
     const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
     const uint64_t endResourceID = dictionary->getNextResourceID();
     std::vector<BatchEntry> entries;
-    std::string lines;
+    ResourceRows rows(*dictionary, options.m_asksForJson, output);
     for (uint64_t begin = 1; begin < endResourceID; begin += RESOURCES_OF_A_GROUP) {
         entries.resize(std::min(RESOURCES_OF_A_GROUP, endResourceID - begin));
         for (size_t index = 0; index < entries.size(); ++index)
             entries[index].m_resourceID = begin + index;
         dictionary->getResources(entries);
-        lines.clear();
-        appendLines(*dictionary, entries, lines);
-        output.write(lines);
+        for (const BatchEntry& entry : entries)
+            if (entry.m_datatypeID != D_INVALID)
+                rows.print(entry);
     }
     output.flush();
     return ExitCode::DONE;

@@ -7,7 +7,9 @@
 #include <ostream>
 
 /// What the command line of `dump` asks for.
-struct DumpOptions : SavedDictionaryOptions {};
+struct DumpOptions : SavedDictionaryOptions {
+    bool m_asksForJson = false;
+};
 
 /// The command line of `dump`, bound to the options.
 VerbDescription describeDump(DumpOptions& options);

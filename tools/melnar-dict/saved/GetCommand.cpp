@@ -1,7 +1,9 @@
 #include "tools/melnar-dict/saved/GetCommand.h"
+#include "tools/melnar-dict/shell/SharedOptions.h"
 
 #include "tools/melnar-dict/input/BlockReader.h"
 #include "tools/melnar-dict/input/InputFile.h"
+#include "tools/melnar-dict/saved/ResourceRows.h"
 #include "tools/melnar-dict/shell/NumberText.h"
 #include "tools/melnar-dict/shell/QuotedText.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
@@ -10,7 +12,6 @@
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
 
 #include <algorithm>
-#include <string>
 #include <string_view>
 
 namespace {
@@ -31,8 +32,8 @@ constexpr size_t IDS_OF_A_GROUP = 4096;
 /// Prints the literals of IDs, which are read in groups.
 class Answers {
 public:
-    Answers(const Dictionary& dictionary, StandardOutput& output, std::ostream& errorOutput)
-        : m_dictionary(dictionary), m_output(output), m_errorOutput(errorOutput) {}
+    Answers(const Dictionary& dictionary, const bool asJson, StandardOutput& output, std::ostream& errorOutput)
+        : m_dictionary(dictionary), m_rows(dictionary, asJson, output), m_output(output), m_errorOutput(errorOutput) {}
 
     void add(const uint64_t resourceID) {
         m_group.emplace_back().m_resourceID = resourceID;
@@ -59,7 +60,12 @@ public:
     void answer() {
         m_dictionary.getResources(m_group);
         for (const BatchEntry& entry : m_group)
-            print(entry);
+            if (entry.m_datatypeID != D_INVALID)
+                m_rows.print(entry);
+            else {
+                m_rows.printMissingResource(entry.m_resourceID);
+                m_exitCode = ExitCode::BAD_DATA;
+            }
         m_group.clear();
     }
 
@@ -77,24 +83,11 @@ private:
         }
     }
 
-    void print(const BatchEntry& entry) {
-        const bool isFound = entry.m_datatypeID != D_INVALID;
-        m_line = isFound ? "" : "not found\t";
-        m_line += std::to_string(entry.m_resourceID);
-        if (isFound) {
-            m_line += '\t';
-            m_dictionary.appendTurtleLiteral(entry.m_lexicalForm, entry.m_datatypeID, m_line);
-        } else
-            m_exitCode = ExitCode::BAD_DATA;
-        m_line += '\n';
-        m_output.write(m_line);
-    }
-
     const Dictionary& m_dictionary;
+    ResourceRows m_rows;
     StandardOutput& m_output;
     std::ostream& m_errorOutput;
     std::vector<BatchEntry> m_group;
-    std::string m_line;
     ExitCode m_exitCode = ExitCode::DONE;
 };
 
@@ -108,6 +101,7 @@ VerbDescription describeGet(GetOptions& options) {
                          {{"get dump.dict 1 17", "Prints the literals with the IDs 1 and 17."},
                           {"get dump.dict - < ids.txt", "Prints the literals of all IDs in a file."}}};
     addDictionary(verb, options);
+    addJson(verb, JsonLayout::ROW, options.m_asksForJson);
     verb.m_operands.push_back({"ID", "a resource ID", true, [&options](const std::string& value) {
                                    const std::optional<uint64_t> resourceID = parseNumber(value);
                                    if (!resourceID && value != STANDARD_INPUT)
@@ -123,7 +117,7 @@ VerbDescription describeGet(GetOptions& options) {
 
 ExitCode runGet(const GetOptions& options, StandardOutput& output, std::ostream& errorOutput) {
     const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
-    Answers answers(*dictionary, output, errorOutput);
+    Answers answers(*dictionary, options.m_asksForJson, output, errorOutput);
     try {
         for (const std::optional<uint64_t> resourceID : options.m_resourceIDs)
             if (resourceID)

@@ -11,6 +11,7 @@
 
 /// What the command line of `get` asks for.
 struct GetOptions : SavedDictionaryOptions {
+    bool m_asksForJson = false;
     std::vector<std::optional<uint64_t>> m_resourceIDs; // nothing stands for the lines of standard input
 };
 

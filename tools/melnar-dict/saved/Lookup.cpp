@@ -4,11 +4,12 @@
 #include "tools/melnar-dict/pieces/LiteralCollector.h"
 #include "tools/melnar-dict/pieces/LiteralRefusal.h"
 #include "tools/melnar-dict/saved/LiteralReader.h"
-#include "tools/melnar-dict/shell/JsonText.h"
 #include "tools/melnar-dict/shell/QuotedText.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/Dictionary.h"
+
+#include <nlohmann/json.hpp>
 
 #include <optional>
 
@@ -45,13 +46,11 @@ std::string Lookup::toText() const {
     return "not found\t" + (m_asksForLiteral ? m_question : m_turtleLiteral) + '\n';
 }
 
-std::string Lookup::toJson() const {
-    std::string json = "{\"question\": ";
-    appendJsonString(json, m_question);
-    json += ", \"id\": " + (m_resourceID == 0 ? "null" : std::to_string(m_resourceID)) + ", \"literal\": ";
-    if (m_turtleLiteral.empty())
-        json += "null";
-    else
-        appendJsonString(json, m_turtleLiteral);
-    return json + '}';
+Json Lookup::toJson() const {
+    Json json{{"question", m_question}, {"id", nullptr}, {"literal", nullptr}};
+    if (m_resourceID != 0)
+        json["id"] = m_resourceID;
+    if (!m_turtleLiteral.empty())
+        json["literal"] = m_turtleLiteral;
+    return json;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tools/melnar-dict/shell/Json.h"
+
 #include <cstdint>
 #include <string>
 
@@ -31,5 +33,5 @@ struct Lookup {
     std::string toText() const;
 
     /// One JSON object with "question", "id" and "literal"; what is not known is null.
-    std::string toJson() const;
+    Json toJson() const;
 };

@@ -1,8 +1,10 @@
 #include "tools/melnar-dict/saved/LookupCommand.h"
+#include "tools/melnar-dict/shell/SharedOptions.h"
 
 #include "tools/melnar-dict/input/BlockReader.h"
 #include "tools/melnar-dict/input/InputFile.h"
 #include "tools/melnar-dict/saved/LiteralLines.h"
+#include "tools/melnar-dict/saved/ResourceRows.h"
 #include "tools/melnar-dict/shell/QuotedText.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
@@ -32,8 +34,8 @@ constexpr const char* STANDARD_INPUT = "-";
 /// Answers literals, in batches of what is read at once.
 class Answers {
 public:
-    Answers(const Dictionary& dictionary, StandardOutput& output, std::ostream& errorOutput)
-        : m_dictionary(dictionary), m_output(output), m_errorOutput(errorOutput) {}
+    Answers(const Dictionary& dictionary, const bool asJson, StandardOutput& output, std::ostream& errorOutput)
+        : m_dictionary(dictionary), m_rows(dictionary, asJson, output), m_errorOutput(errorOutput) {}
 
     /// `formatError` makes the line that tells an error.
     LiteralLines::Receiver getReceiver(std::function<std::string(const InputError& error)> formatError) {
@@ -51,20 +53,17 @@ public:
 
 private:
     void print(const BatchEntry& literal) {
-        const bool isFound = literal.m_resourceID != 0;
-        m_line = isFound ? std::to_string(literal.m_resourceID) : "not found";
-        m_line += '\t';
-        m_dictionary.appendTurtleLiteral(literal.m_lexicalForm, literal.m_datatypeID, m_line);
-        m_line += '\n';
-        m_output.write(m_line);
-        if (!isFound)
+        if (literal.m_resourceID != 0)
+            m_rows.print(literal);
+        else {
+            m_rows.printMissingLiteral(literal);
             m_exitCode = ExitCode::BAD_DATA;
+        }
     }
 
     const Dictionary& m_dictionary;
-    StandardOutput& m_output;
+    ResourceRows m_rows;
     std::ostream& m_errorOutput;
-    std::string m_line;
     ExitCode m_exitCode = ExitCode::DONE;
 };
 
@@ -109,6 +108,7 @@ VerbDescription describeLookup(LookupOptions& options) {
                            "Prints the IDs of two literals; the single quotes are the shell's."},
                           {"lookup dump.dict - < literals.txt", "Prints the IDs of all literals in a file."}}};
     addDictionary(verb, options);
+    addJson(verb, JsonLayout::ROW, options.m_asksForJson);
     verb.addOperands("LITERAL", "a literal", options.m_literals);
     verb.m_checks.emplace_back([&options] {
         if (std::count(options.m_literals.begin(), options.m_literals.end(), STANDARD_INPUT) > 1)
@@ -119,7 +119,7 @@ VerbDescription describeLookup(LookupOptions& options) {
 
 ExitCode runLookup(const LookupOptions& options, StandardOutput& output, std::ostream& errorOutput) {
     const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
-    Answers answers(*dictionary, output, errorOutput);
+    Answers answers(*dictionary, options.m_asksForJson, output, errorOutput);
     try {
         answerOperands(options.m_literals, answers, output);
     } catch (...) {

@@ -10,6 +10,7 @@
 
 /// What the command line of `lookup` asks for.
 struct LookupOptions : SavedDictionaryOptions {
+    bool m_asksForJson = false;
     std::vector<std::string> m_literals; // as they are given; "-" stands for the lines of standard input
 };
 

@@ -3,6 +3,6 @@
 #include "tools/melnar-dict/shell/SharedOptions.h"
 
 void addDictionary(VerbDescription& verb, SavedDictionaryOptions& variable) {
-    verb.addOperand("DICTIONARY", "a dictionary", variable.m_dictionaryName);
+    verb.addFileOperand("DICTIONARY", "a dictionary", variable.m_dictionaryName);
     addMemoryLimit(verb, variable.m_memoryLimit);
 }

@@ -66,8 +66,9 @@ VerbDescription describeStats(StatsOptions& options) {
                          EXIT_CODES,
                          {{"stats dump.dict", "Prints figures of a dictionary."}}};
     addDictionary(verb, options);
-    addJson(verb, options.m_asksForJson);
-    addOutput(verb, "--html", "PAGE", "write a page that any browser shows, without a network, to this file",
+    addJson(verb, JsonLayout::DOCUMENT, options.m_asksForJson);
+    addOutput(verb, "--html", OutputKind::FILE_OR_STANDARD_OUTPUT, "PAGE",
+              "write a page that any browser shows, without a network, to this file",
               "replace a PAGE that is no page of stats", options.m_page);
     verb.m_checks.emplace_back([&options] {
         const bool hasPage = !options.m_page.m_outputName.empty();

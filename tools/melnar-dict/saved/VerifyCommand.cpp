@@ -1,6 +1,9 @@
 #include "tools/melnar-dict/saved/VerifyCommand.h"
+#include "tools/melnar-dict/shell/SharedOptions.h"
 
 #include "Engine/core/data-store/Dictionary.h"
+
+#include <nlohmann/json.hpp>
 
 #include <string>
 
@@ -26,6 +29,7 @@ VerbDescription describeVerify(VerifyOptions& options) {
                          EXIT_CODES,
                          {{"verify dump.dict", "Says whether the file is sound."}}};
     addDictionary(verb, options);
+    addJson(verb, JsonLayout::DOCUMENT, options.m_asksForJson);
     return verb;
 }
 
@@ -34,7 +38,11 @@ ExitCode runVerify(const VerifyOptions& options, StandardOutput& output, std::os
     dictionary->verify();
     const size_t numberOfResources =
         dictionary->getNumberOfResources(D_XSD_STRING) + dictionary->getNumberOfResources(D_RDF_PLAIN_LITERAL);
-    output.write(options.m_dictionaryName + ": sound, " + std::to_string(numberOfResources) + " resources\n");
+    output.write(
+        options.m_asksForJson
+            ? toText(Json{{"dictionary", options.m_dictionaryName}, {"sound", true}, {"resources", numberOfResources}},
+                     JsonLayout::DOCUMENT)
+            : options.m_dictionaryName + ": sound, " + std::to_string(numberOfResources) + " resources\n");
     output.flush();
     return ExitCode::DONE;
 }

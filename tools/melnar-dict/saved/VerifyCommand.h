@@ -7,7 +7,9 @@
 #include <ostream>
 
 /// What the command line of `verify` asks for.
-struct VerifyOptions : SavedDictionaryOptions {};
+struct VerifyOptions : SavedDictionaryOptions {
+    bool m_asksForJson = false;
+};
 
 /// The command line of `verify`, bound to the options.
 VerbDescription describeVerify(VerifyOptions& options);

@@ -23,18 +23,24 @@ void addMaximumLine(VerbDescription& verb, uint64_t& variable) {
                  variable);
 }
 
-void addJson(VerbDescription& verb, bool& variable) {
-    verb.addFlag("--json", "print JSON instead of text", variable);
+void addJson(VerbDescription& verb, const JsonLayout layout, bool& variable) {
+    verb.addFlag("--json",
+                 layout == JsonLayout::DOCUMENT ? "print JSON instead of text"
+                                                : "print a JSON object a line instead of text",
+                 variable);
 }
 
-void addOutput(VerbDescription& verb, const std::string& valueName, const std::string& outputText,
-               const std::string& forceText, OutputOptions& variable) {
-    addOutput(verb, "-o,--output", valueName, outputText, forceText, variable);
-}
-
-void addOutput(VerbDescription& verb, const std::string& names, const std::string& valueName,
+void addOutput(VerbDescription& verb, const OutputKind kind, const std::string& valueName,
                const std::string& outputText, const std::string& forceText, OutputOptions& variable) {
-    verb.addText(names, valueName, outputText, variable.m_outputName);
+    addOutput(verb, "-o,--output", kind, valueName, outputText, forceText, variable);
+}
+
+void addOutput(VerbDescription& verb, const std::string& names, const OutputKind kind, const std::string& valueName,
+               const std::string& outputText, const std::string& forceText, OutputOptions& variable) {
+    if (kind == OutputKind::FILE_ONLY)
+        verb.addFile(names, valueName, outputText, variable.m_outputName);
+    else
+        verb.addText(names, valueName, outputText, variable.m_outputName);
     verb.addFlag("--wait",
                  "if another process is writing " + valueName + ", wait until it has finished, and read it only then",
                  variable.m_waits);

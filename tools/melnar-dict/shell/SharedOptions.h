@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tools/melnar-dict/shell/Json.h"
 #include "tools/melnar-dict/shell/VerbDescription.h"
 
 /// Options that several verbs have, with the same names and meanings.
@@ -13,8 +14,8 @@ void addThreads(VerbDescription& verb, size_t& variable);
 /// --max-line
 void addMaximumLine(VerbDescription& verb, uint64_t& variable);
 
-/// --json
-void addJson(VerbDescription& verb, bool& variable);
+/// --json: one document, or an object a line for verbs that print rows.
+void addJson(VerbDescription& verb, JsonLayout layout, bool& variable);
 
 /// A file that the verb writes: -o, --output, --wait and --force.
 struct OutputOptions {
@@ -23,9 +24,12 @@ struct OutputOptions {
     bool m_isForced = false; // replaces what would be refused otherwise
 };
 
-void addOutput(VerbDescription& verb, const std::string& valueName, const std::string& outputText,
+/// Whether "-" may be the output and stands for standard output.
+enum class OutputKind { FILE_ONLY, FILE_OR_STANDARD_OUTPUT };
+
+void addOutput(VerbDescription& verb, OutputKind kind, const std::string& valueName, const std::string& outputText,
                const std::string& forceText, OutputOptions& variable);
 
 /// The same with another option's names in place of -o and --output.
-void addOutput(VerbDescription& verb, const std::string& names, const std::string& valueName,
+void addOutput(VerbDescription& verb, const std::string& names, OutputKind kind, const std::string& valueName,
                const std::string& outputText, const std::string& forceText, OutputOptions& variable);

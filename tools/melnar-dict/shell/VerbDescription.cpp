@@ -17,10 +17,22 @@ std::string_view longNameIn(const std::string_view names) {
                       "option " + std::string(longNameIn(names)) + " needs " + expected + ", not '" + value + "'");
 }
 
+const std::string& requireFileName(const std::string& name, const std::string& value) {
+    if (value == "-")
+        throw ToolFailure(ExitCode::USAGE, name + " must be a file, and '-' is standard input or output; './-' is a "
+                                                  "file of that name");
+    return value;
+}
+
 } // namespace
 
 void VerbDescription::addOperand(const std::string& name, const std::string& noun, std::string& variable) {
     m_operands.push_back({name, noun, false, [&variable](const std::string& value) { variable = value; }});
+}
+
+void VerbDescription::addFileOperand(const std::string& name, const std::string& noun, std::string& variable) {
+    m_operands.push_back(
+        {name, noun, false, [name, &variable](const std::string& value) { variable = requireFileName(name, value); }});
 }
 
 void VerbDescription::addOperands(const std::string& name, const std::string& noun,
@@ -43,6 +55,14 @@ void VerbDescription::addText(const std::string& names, const std::string& value
             throw ToolFailure(ExitCode::USAGE, "the value of option " + std::string(longNameIn(names)) + " is empty");
         variable = value;
     });
+}
+
+void VerbDescription::addFile(const std::string& names, const std::string& valueName, const std::string& text,
+                              std::string& variable) {
+    addText(names, valueName, text, variable);
+    m_options.back().m_take = [take = m_options.back().m_take, valueName](const std::string& value) {
+        take(requireFileName(valueName, value));
+    };
 }
 
 void VerbDescription::addFlag(const std::string& names, const std::string& text, bool& variable) {

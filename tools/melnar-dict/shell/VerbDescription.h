@@ -51,12 +51,17 @@ struct VerbDescription {
     std::vector<std::function<void()>> m_checks{}; // are called when all arguments have been taken
 
     void addOperand(const std::string& name, const std::string& noun, std::string& variable);
+    /// The same for a file, for which "-" cannot stand.
+    void addFileOperand(const std::string& name, const std::string& noun, std::string& variable);
+
     void addOperands(const std::string& name, const std::string& noun, std::vector<std::string>& variable);
 
     /// `names` is the long name, or the short one, a comma and the long one. Given several times, an option that is
     /// bound to a variable counts as it is given last.
     void addOption(const std::string& names, const std::string& valueName, const std::string& text, TakeValue take);
     void addText(const std::string& names, const std::string& valueName, const std::string& text,
+                 std::string& variable);
+    void addFile(const std::string& names, const std::string& valueName, const std::string& text,
                  std::string& variable);
     void addFlag(const std::string& names, const std::string& text, bool& variable);
 

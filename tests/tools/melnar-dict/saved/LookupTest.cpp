@@ -5,6 +5,7 @@
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <string>
 
@@ -86,12 +87,12 @@ TEST_F(LookupTest, knowsWhetherItIsAnswered) {
 }
 
 TEST_F(LookupTest, isJsonWithNullForWhatIsNotKnown) {
-    EXPECT_EQ(R"({"question": "'text'@en", "id": 2, "literal": "\"text\"@en"})",
-              answer(Lookup::ofLiteral("'text'@en")).toJson());
-    EXPECT_EQ(R"({"question": "\"no\"", "id": null, "literal": "\"no\""})",
-              answer(Lookup::ofLiteral("\"no\"")).toJson());
-    EXPECT_EQ(R"({"question": "1", "id": 1, "literal": "\"plain\""})", answer(Lookup::ofResourceID(1)).toJson());
-    EXPECT_EQ(R"({"question": "9", "id": 9, "literal": null})", answer(Lookup::ofResourceID(9)).toJson());
+    const auto json = [this](const Lookup& lookup) { return answer(lookup).toJson(); };
+    EXPECT_EQ((Json{{"question", "'text'@en"}, {"id", 2}, {"literal", "\"text\"@en"}}),
+              json(Lookup::ofLiteral("'text'@en")));
+    EXPECT_EQ((Json{{"question", "'no'"}, {"id", nullptr}, {"literal", "\"no\""}}), json(Lookup::ofLiteral("'no'")));
+    EXPECT_EQ((Json{{"question", "1"}, {"id", 1}, {"literal", "\"plain\""}}), json(Lookup::ofResourceID(1)));
+    EXPECT_EQ((Json{{"question", "9"}, {"id", 9}, {"literal", nullptr}}), json(Lookup::ofResourceID(9)));
 }
 
 } // namespace

@@ -350,6 +350,54 @@ TEST_F(SavedDictionaryTest, compactKeepsTheOldIDsWhenItCannotPrintTheNewOnes) {
     EXPECT_FALSE(exists("d.saving"));
 }
 
+TEST_F(SavedDictionaryTest, verbsThatPrintRowsPrintThemAsJson) {
+    const std::string one = R"({"id":1,"literal":"\"one\"","text":"one","language":null})"
+                            "\n";
+    const std::string eins = R"({"id":2,"literal":"\"eins\"@de","text":"eins","language":"de"})"
+                             "\n";
+    EXPECT_EQ(eins + one, run({"get", "d", "--json", "2", "1"}).m_output);
+    EXPECT_EQ("{\"id\":9,\"literal\":null,\"text\":null,\"language\":null}\n" + one,
+              run({"get", "d", "--json", "-"}, "9\n1\n").m_output);
+    EXPECT_EQ(one + "{\"id\":null,\"literal\":\"\\\"two\\\"\",\"text\":\"two\",\"language\":null}\n",
+              run({"lookup", "d", "--json", "'one'", "'two'"}).m_output);
+    const ToolResult dump = run({"dump", "d", "--json"});
+    EXPECT_EQ(0, dump.m_exitCode);
+    EXPECT_TRUE(dump.m_output.starts_with(one + eins + "{\"id\":3,")) << dump.m_output;
+    addWithGap();
+    EXPECT_EQ("{\"old\":6,\"new\":4}\n", run({"compact", "d", "--json"}).m_output);
+}
+
+TEST_F(SavedDictionaryTest, verifyTellsItAsJson) {
+    EXPECT_EQ("{\n  \"dictionary\": \"d\",\n  \"sound\": true,\n  \"resources\": 3\n}\n",
+              run({"verify", "d", "--json"}).m_output);
+    damage("d", getContentsOf("d").size() / 2);
+    const ToolResult damaged = run({"verify", "d", "--json"});
+    EXPECT_EQ(3, damaged.m_exitCode);
+    EXPECT_EQ("", damaged.m_output);
+}
+
+TEST_F(SavedDictionaryTest, aDictionaryIsNeitherStandardInputNorOutput) {
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"load", "in.nt", "-o", "-"},
+                                                      {"load", "in.nt", "--into", "-"},
+                                                      {"get", "-", "1"},
+                                                      {"lookup", "-", "'one'"},
+                                                      {"dump", "-"},
+                                                      {"stats", "-"},
+                                                      {"verify", "-"},
+                                                      {"compact", "-"},
+                                                      {"compact", "d", "-o", "-"},
+                                                      {"encode", "in.nt", "-d", "-", "-o", "x"},
+                                                      {"decode", "in.nt", "-d", "-", "-o", "x"}}) {
+        const ToolResult result = run(arguments);
+        EXPECT_EQ(2, result.m_exitCode) << arguments[0];
+        EXPECT_NE(std::string::npos, result.m_errorOutput.find(" must be a file, and '-' is standard input or output"))
+            << result.m_errorOutput;
+    }
+    EXPECT_FALSE(exists("-"));
+    EXPECT_EQ(0, run({"load", "in.nt", "-o", "./-"}).m_exitCode);
+    EXPECT_EQ(0, run({"verify", "./-"}).m_exitCode);
+}
+
 TEST_F(SavedDictionaryTest, everyVerbHasHelp) {
     for (const char* const verb : {"load", "get", "lookup", "dump", "stats", "compact", "verify", "encode", "decode"}) {
         const ToolResult result = run({verb, "--help"});

@@ -1,0 +1,77 @@
+#include "tools/melnar-dict/saved/ResourceRows.h"
+
+#include "Engine/core/data-store/DictionaryThread.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+class ResourceRowsTest : public testing::Test {
+protected:
+    ResourceRowsTest() : m_dictionary(size_t(64) << 20, 1000) {}
+
+    /// What the rows are that `print` prints.
+    template<class Print>
+    std::string rowsOf(const bool asJson, const Print& print) const {
+        const std::string fileName = m_directory.addFile("rows", "");
+        const int fileDescriptor = ::open(fileName.c_str(), O_WRONLY);
+        StandardOutput output(fileDescriptor);
+        ResourceRows rows(m_dictionary, asJson, output);
+        print(rows);
+        output.flush();
+        ::close(fileDescriptor);
+        return TemporaryDirectory::getContentsOf(fileName);
+    }
+
+    static BatchEntry entryOf(const uint64_t resourceID, const std::string_view form, const uint8_t datatypeID) {
+        BatchEntry entry;
+        entry.m_resourceID = resourceID;
+        entry.m_lexicalForm = form;
+        entry.m_datatypeID = datatypeID;
+        return entry;
+    }
+
+    const TemporaryDirectory m_directory;
+    Dictionary m_dictionary;
+};
+
+TEST_F(ResourceRowsTest, areLinesOfText) {
+    EXPECT_EQ("1\t\"a\\\"b\"\n2\t\"a@b\"@en\nnot found\t3\nnot found\t\"c\"\n", rowsOf(false, [](ResourceRows& rows) {
+                  rows.print(entryOf(1, "a\"b", D_XSD_STRING));
+                  rows.print(entryOf(2, "a@b@en", D_RDF_PLAIN_LITERAL));
+                  rows.printMissingResource(3);
+                  rows.printMissingLiteral(entryOf(0, "c", D_XSD_STRING));
+              }));
+}
+
+TEST_F(ResourceRowsTest, areJsonWithNothingOfTheRowBefore) {
+    EXPECT_EQ(R"({"id":2,"literal":"\"a@b\"@en","text":"a@b","language":"en"}
+{"id":1,"literal":"\"a\\\"b@\"","text":"a\"b@","language":null}
+{"id":3,"literal":null,"text":null,"language":null}
+{"id":2,"literal":"\"x\"@de","text":"x","language":"de"}
+{"id":null,"literal":"\"c\"","text":"c","language":null}
+{"id":4,"literal":"\"\"","text":"","language":null}
+)",
+              rowsOf(true, [](ResourceRows& rows) {
+                  rows.print(entryOf(2, "a@b@en", D_RDF_PLAIN_LITERAL));
+                  rows.print(entryOf(1, "a\"b@", D_XSD_STRING));
+                  rows.printMissingResource(3);
+                  rows.print(entryOf(2, "x@de", D_RDF_PLAIN_LITERAL));
+                  rows.printMissingLiteral(entryOf(0, "c", D_XSD_STRING));
+                  rows.print(entryOf(4, "", D_XSD_STRING));
+              }));
+}
+
+TEST_F(ResourceRowsTest, areJsonWhateverBytesAForgedDictionaryHolds) {
+    const std::string row = rowsOf(true, [](ResourceRows& rows) { rows.print(entryOf(1, "a\xFF\x1B", D_XSD_STRING)); });
+    EXPECT_EQ("a\xEF\xBF\xBD\x1B", Json::parse(row)["text"]);
+}
+
+} // namespace
