@@ -52,7 +52,7 @@ void resolveAll(Dictionary& dictionary, const TextList& texts) {
         dictionary.resolveResources(thread, {entries.data(), number}, failures);
     }
     if (!failures.empty())
-        std::rethrow_exception(failures.front().m_exception);
+        failures.front().throwException();
     dictionary.commit();
 }
 

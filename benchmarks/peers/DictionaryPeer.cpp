@@ -47,7 +47,7 @@ private:
 
     void answer(const std::span<const BatchEntry> entries, const std::span<uint64_t> ids) const {
         if (!m_failures.empty())
-            std::rethrow_exception(m_failures.front().m_exception);
+            m_failures.front().throwException();
         for (size_t index = 0; index < ids.size(); ++index)
             ids[index] = entries[index].m_resourceID;
     }

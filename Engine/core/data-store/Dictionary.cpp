@@ -45,12 +45,17 @@ const Prefixes& getNoPrefixes() {
     return s_noPrefixes;
 }
 
+[[noreturn]] void refuseDatatype(const BatchEntry& entry) {
+    throw MelnarException(SOURCE_FILE, LINE_UNKNOWN_DATATYPE, MelnarException::NO_CAUSES,
+                          "There is no datatype with ID ", size_t(entry.m_datatypeID), ".");
+}
+
 /// Throws what verify has found: a literal that is refused, for this reason, or one that is found under another ID.
 [[noreturn]] void reportDamagedResource(const uint64_t resourceID, const uint64_t foundID,
-                                        const std::exception_ptr& refusal) {
+                                        const BatchFailure* const refusal) {
     if (refusal != nullptr)
         try {
-            std::rethrow_exception(refusal);
+            refusal->throwException();
         } catch (const MelnarException& exception) {
             throw MelnarException(SOURCE_FILE, LINE_MALFORMED_RESOURCE, {std::current_exception()}, "Resource ",
                                   resourceID, " is damaged: ", exception.getMessage());
@@ -96,8 +101,7 @@ void Dictionary::apply(const DictionaryOptions& options) {
 const Dictionary::Server& Dictionary::getServer(const uint8_t datatypeID) const {
     const Server& server = m_servers[datatypeID];
     if (server.m_datatype == nullptr)
-        throw MelnarException(SOURCE_FILE, LINE_UNKNOWN_DATATYPE, MelnarException::NO_CAUSES,
-                              "There is no datatype with ID ", size_t(datatypeID), ".");
+        refuseDatatype({{}, 0, datatypeID});
     return server;
 }
 
@@ -144,13 +148,10 @@ void Dictionary::forEachRun(const std::span<BatchEntry> entries, std::vector<Bat
         if (datatype != nullptr)
             operation(*datatype, run);
         else
-            for (size_t index = 0; index < run.size(); ++index)
-                try {
-                    run[index].m_resourceID = 0;
-                    static_cast<void>(getServer(run[index].m_datatypeID));
-                } catch (const MelnarException&) {
-                    failures.push_back({index, std::current_exception()});
-                }
+            for (size_t index = 0; index < run.size(); ++index) {
+                run[index].m_resourceID = 0;
+                failures.emplace_back(index, run[index], &refuseDatatype);
+            }
         begin = end;
     }
 }
@@ -290,9 +291,8 @@ void Dictionary::verify() const {
         for (size_t index = 0; index < entries.size(); ++index)
             if (entries[index].m_resourceID != resourceIDs[index])
                 reportDamagedResource(resourceIDs[index], entries[index].m_resourceID,
-                                      failures.empty() || failures.front().m_entryIndex != index
-                                          ? nullptr
-                                          : failures.front().m_exception);
+                                      failures.empty() || failures.front().m_entryIndex != index ? nullptr
+                                                                                                 : &failures.front());
     }
 }
 

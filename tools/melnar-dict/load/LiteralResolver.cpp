@@ -15,26 +15,17 @@ namespace {
 // Enough for the dictionary to work at full speed; at a limit of the dictionary each entry becomes a failure.
 constexpr size_t LITERALS_OF_A_GROUP = 2048;
 
-/// How many literals come first, up to and with one that is refused.
-size_t lengthToRefusal(const std::span<const BatchEntry> entries) noexcept {
-    const auto refused = std::find_if(entries.begin(), entries.end(), isRefused);
-    return static_cast<size_t>(refused - entries.begin()) + (refused == entries.end() ? 0 : 1);
-}
-
 /// Adds what was refused in the entries from `begin` on to the errors of the piece; throws what went wrong otherwise.
 void addErrors(const std::vector<BatchFailure>& failures, const size_t begin, ParsedPiece& piece) {
-    for (const BatchFailure& failure : failures) {
-        const size_t index = begin + failure.m_entryIndex;
-        piece.m_errors.push_back({piece.m_literals.getLine(index), ExitCode::BAD_DATA,
-                                  causeOfRefusal(piece.m_literals.getEntries()[index], failure)});
-    }
+    for (const BatchFailure& failure : failures)
+        piece.m_errors.push_back(
+            {piece.m_literals.getLine(begin + failure.m_entryIndex), ExitCode::BAD_DATA, causeOfRefusal(failure)});
 }
 
 void resolveUntilError(Dictionary& dictionary, DictionaryThread& thread, const bool lenient, ParsedPiece& piece) {
-    const std::span<BatchEntry> allEntries = piece.m_literals.getEntries();
-    const std::span<BatchEntry> entries = lenient ? allEntries : allEntries.first(lengthToRefusal(allEntries));
+    const std::span<BatchEntry> entries = piece.m_literals.getEntries();
     std::vector<BatchFailure> failures;
-    for (size_t begin = 0; begin < entries.size(); begin += LITERALS_OF_A_GROUP) {
+    for (size_t begin = 0; begin < entries.size() && (lenient || failures.empty()); begin += LITERALS_OF_A_GROUP) {
         failures.clear();
         dictionary.resolveResources(
             thread, entries.subspan(begin, std::min(LITERALS_OF_A_GROUP, entries.size() - begin)), failures);

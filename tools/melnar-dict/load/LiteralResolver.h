@@ -6,7 +6,7 @@ class Dictionary;
 class DictionaryThread;
 
 /// Resolves the literals of a piece in the order of the file. A literal that the dictionary refuses becomes an error of
-/// the piece; unless lenient, the first one ends it. Then brings the piece's errors into the order of the file.
+/// the piece; unless lenient, not many more are resolved then. Then brings the piece's errors into the order of the file.
 ///
 /// Threads  Any number at once, each with a piece and a DictionaryThread of its own.
 /// Errors   None: what else goes wrong becomes the last error of the piece.

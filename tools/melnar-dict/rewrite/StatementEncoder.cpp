@@ -1,12 +1,10 @@
 #include "tools/melnar-dict/rewrite/StatementEncoder.h"
 
 #include "tools/melnar-dict/pieces/LiteralCollector.h"
+#include "tools/melnar-dict/pieces/LiteralRefusal.h"
 #include "tools/melnar-dict/rewrite/LiteralIri.h"
 
 #include "Engine/core/data-store/Dictionary.h"
-#include "Engine/core/platform/MelnarException.h"
-
-#include <exception>
 
 const char* StatementEncoder::appendTerm(const Rdf::Term& term, std::string& output) {
     if (term.m_kind == Rdf::TermKind::IRI && LiteralIri::isReserved(term.m_text)) {
@@ -40,13 +38,10 @@ void StatementEncoder::answerGaps() {
 
 const char* StatementEncoder::appendAnswer(const size_t gapIndex, std::string& output) {
     // No gap behind the first failure is asked for.
-    if (!m_failures.empty() && m_failures.front().m_entryIndex == gapIndex)
-        try {
-            std::rethrow_exception(m_failures.front().m_exception);
-        } catch (const MelnarException& exception) {
-            m_cause = exception.getMessage();
-            return m_cause.c_str();
-        }
+    if (!m_failures.empty() && m_failures.front().m_entryIndex == gapIndex) {
+        m_cause = causeOfRefusal(m_failures.front());
+        return m_cause.c_str();
+    }
     const BatchEntry& literal = m_literals.getEntries()[gapIndex];
     if (literal.m_resourceID == 0) {
         m_cause = "the dictionary does not have the literal ";

@@ -45,8 +45,7 @@ void LiteralLines::answer() {
             m_receiver.m_takeError(*error++);
         else {
             if (failure != m_failures.end() && failure->m_entryIndex == index)
-                m_receiver.m_takeError(
-                    {m_literals.getLine(index), ExitCode::BAD_DATA, causeOfRefusal(literals[index], *failure++)});
+                m_receiver.m_takeError({m_literals.getLine(index), ExitCode::BAD_DATA, causeOfRefusal(*failure++)});
             else
                 m_receiver.m_takeLiteral(literals[index]);
             ++index;

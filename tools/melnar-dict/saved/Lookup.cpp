@@ -22,12 +22,12 @@ Lookup Lookup::ofLiteral(const std::string& literal) {
     Rdf::Term term;
     if (const std::optional<InputError> error = reader.read(literal, term))
         throw ToolFailure(ExitCode::USAGE, "literal " + quoteText(literal) + ": " + error->m_cause);
+    if (isRefusedTerm(term))
+        throw ToolFailure(ExitCode::USAGE,
+                          "literal " + quoteText(literal) + ": an rdf:PlainLiteral needs an '@' and a language tag");
     LiteralBatch batch;
     appendLiteral(term, literalKindOf(term), 0, batch);
     const BatchEntry& entry = batch.getEntries().front();
-    if (isRefused(entry))
-        throw ToolFailure(ExitCode::USAGE,
-                          "literal " + quoteText(literal) + ": an rdf:PlainLiteral needs an '@' and a language tag");
     return {
         .m_question = literal, .m_lexicalForm = std::string(entry.m_lexicalForm), .m_datatypeID = entry.m_datatypeID};
 }

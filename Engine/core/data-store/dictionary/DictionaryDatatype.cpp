@@ -15,14 +15,17 @@ constexpr const char* const SOURCE_FILE = "Engine/core/data-store/dictionary/Dic
 constexpr long LINE_TOO_MANY_RESOURCES = 47;
 
 /// Answers entry after entry; what one of them throws becomes its failure.
-template<class Answer>
-void answerEach(const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures, const Answer answer) {
+template<class Answer, class IsRefused>
+void answerEach(const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures, const Answer answer,
+                const IsRefused isRefused) {
     for (size_t index = 0; index < entries.size(); ++index)
         try {
             entries[index].m_resourceID = 0;
             entries[index].m_resourceID = answer(entries[index]);
         } catch (...) {
-            failures.push_back({index, std::current_exception()});
+            failures.push_back(BatchFailure::ofCurrentException(index));
+            if (failures.back().m_reason == BatchFailure::Reason::LIMIT && isRefused(entries[index]))
+                failures.back().m_reason = BatchFailure::Reason::REFUSED;
         }
 }
 
@@ -52,19 +55,32 @@ std::vector<TableProfile> DictionaryDatatype::getTableProfiles(size_t) const {
 
 void DictionaryDatatype::resolveResources(DictionaryThreadContext* const threadContext,
                                           const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
-    answerEach(entries, failures, [this, threadContext](const BatchEntry& entry) {
-        return resolveResource(threadContext, entry.m_lexicalForm.data(), entry.m_lexicalForm.size(),
-                               entry.m_datatypeID);
-    });
+    answerEach(
+        entries, failures,
+        [this, threadContext](const BatchEntry& entry) {
+            return resolveResource(threadContext, entry.m_lexicalForm.data(), entry.m_lexicalForm.size(),
+                                   entry.m_datatypeID);
+        },
+        [this](const BatchEntry& entry) { // A lookup meets no limit.
+            try {
+                tryResolveResource({0}, entry.m_lexicalForm.data(), entry.m_lexicalForm.size(), entry.m_datatypeID);
+                return false;
+            } catch (const MelnarException&) {
+                return true;
+            }
+        });
 }
 
 void DictionaryDatatype::tryResolveResources(const DictionaryCommitPoint commitPoint,
                                              const std::span<BatchEntry> entries,
                                              std::vector<BatchFailure>& failures) const {
-    answerEach(entries, failures, [this, commitPoint](const BatchEntry& entry) {
-        return tryResolveResource(commitPoint, entry.m_lexicalForm.data(), entry.m_lexicalForm.size(),
-                                  entry.m_datatypeID);
-    });
+    answerEach(
+        entries, failures,
+        [this, commitPoint](const BatchEntry& entry) {
+            return tryResolveResource(commitPoint, entry.m_lexicalForm.data(), entry.m_lexicalForm.size(),
+                                      entry.m_datatypeID);
+        },
+        [](const BatchEntry&) { return true; });
 }
 
 void DictionaryDatatype::getResources(const std::span<BatchEntry> entries) const {

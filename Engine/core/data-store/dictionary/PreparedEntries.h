@@ -20,7 +20,7 @@
 ///
 /// Ownership  The forms are the batch's.
 /// Threads    One thread at a time.
-/// Errors     None: a refused literal is marked, and whoever comes to it refuses it again, by the exception.
+/// Errors     None: a refused literal is marked, and becomes a failure, whose exception is made only if asked for.
 class PreparedEntries : private Unmovable {
 public:
     static constexpr size_t CAPACITY = 256;

@@ -10,8 +10,9 @@ namespace {
 
 constexpr DictionaryCommitPoint EVERYTHING{std::numeric_limits<uint64_t>::max()};
 
-/// Throws what made an entry refused.
-void refuse(const BatchEntry& entry, const PlainLiteralFailureLines& failureLines) {
+/// Throws what makes an entry refused.
+template<const PlainLiteralFailureLines& failureLines>
+void refuse(const BatchEntry& entry) {
     size_t lexicalFormLength = entry.m_lexicalForm.size();
     uint8_t datatypeID = entry.m_datatypeID;
     AdaptiveResourceSizeEncoding::checkLength(lexicalFormLength);
@@ -86,8 +87,6 @@ void StringDatatype<T>::resolveResources(DictionaryThreadContext* const threadCo
         // since, or has helped to resize it.
         bool haveBucketsMoved = numberOfTables > 1;
         const auto create = [&](const size_t index) {
-            if (prepared.isRefused(index))
-                refuse(group[index], RESOLVE_FAILURE_LINES);
             Table& table = selectTable(prepared.getDatatypeID(index));
             enteredTable.enter(table);
             auto& tableThreadContext = enteredTable.getThreadContext();
@@ -113,14 +112,15 @@ void StringDatatype<T>::resolveResources(DictionaryThreadContext* const threadCo
         // In the order of the entries, which the IDs follow.
         for (size_t index = 0; index < group.size(); ++index) {
             group[index].m_resourceID = groupProbe.getResourceID(index);
-            if (group[index].m_resourceID == 0)
+            if (prepared.isRefused(index)) [[unlikely]]
+                failures.emplace_back(begin + index, group[index], &refuse<RESOLVE_FAILURE_LINES>);
+            else if (group[index].m_resourceID == 0)
                 try {
                     group[index].m_resourceID =
                         m_xsdStringTable.getMemoryManager().withReclaim([&] { return createOrLeave(index); });
                 } catch (...) {
-                    // A growth may have succeeded before another one failed.
-                    haveBucketsMoved = haveBucketsMoved || !prepared.isRefused(index);
-                    failures.push_back({begin + index, std::current_exception()});
+                    haveBucketsMoved = true; // A growth may have succeeded before another one failed.
+                    failures.push_back(BatchFailure::ofCurrentException(begin + index));
                 }
         }
     });
@@ -138,12 +138,8 @@ void StringDatatype<T>::tryResolveResources(const DictionaryCommitPoint commitPo
         }
         for (size_t index = 0; index < group.size(); ++index) {
             group[index].m_resourceID = groupProbe.getResourceID(index);
-            if (prepared.isRefused(index))
-                try {
-                    refuse(group[index], TRY_RESOLVE_FAILURE_LINES);
-                } catch (...) {
-                    failures.push_back({begin + index, std::current_exception()});
-                }
+            if (prepared.isRefused(index)) [[unlikely]]
+                failures.emplace_back(begin + index, group[index], &refuse<TRY_RESOLVE_FAILURE_LINES>);
         }
     });
 }

@@ -115,7 +115,8 @@ private:
             else {
                 ASSERT_EQ(0u, entries[index].m_resourceID);
                 ASSERT_FALSE(wasThere[index]) << "a known literal is found in any case";
-                ASSERT_THROW(std::rethrow_exception(failure->m_exception), MemoryExhaustedException);
+                ASSERT_EQ(BatchFailure::Reason::LIMIT, failure->m_reason);
+                ASSERT_THROW(failure->throwException(), MemoryExhaustedException);
                 ++failure;
                 ++m_refused;
             }

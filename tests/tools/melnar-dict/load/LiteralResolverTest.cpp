@@ -47,10 +47,13 @@ TEST_F(LiteralResolverTest, givesIDsInTheOrderOfTheFile) {
     EXPECT_EQ(4u, m_dictionary.getNextResourceID());
 }
 
-TEST_F(LiteralResolverTest, stopsAtTheFirstRefusedLiteral) {
+TEST_F(LiteralResolverTest, stopsSoonAfterTheFirstRefusedLiteral) {
     m_piece.m_literals.append("a", D_XSD_STRING, 1);
     m_piece.m_literals.append("none", D_RDF_PLAIN_LITERAL, 2);
-    m_piece.m_literals.append("b", D_XSD_STRING, 3);
+    for (uint64_t line = 3; line < 5000; ++line)
+        m_piece.m_literals.append("text", D_XSD_STRING, line);
+    m_piece.m_literals.append("b", D_XSD_STRING, 5000);
+    m_piece.m_literals.append("none", D_RDF_PLAIN_LITERAL, 5001);
     resolve(false);
     ASSERT_EQ(std::vector<uint64_t>{2}, getErrorLines());
     EXPECT_EQ(ExitCode::BAD_DATA, m_piece.m_errors[0].m_exitCode);

@@ -21,7 +21,7 @@ protected:
         : m_lines({[this](const std::span<BatchEntry> literals, std::vector<BatchFailure>& failures) {
                        for (size_t index = 0; index < literals.size(); ++index)
                            if (literals[index].m_lexicalForm == m_failingForm)
-                               failures.push_back({index, m_failure});
+                               failures.emplace_back(index, m_reason, m_failure);
                    },
                    [this](const BatchEntry& literal) { m_taken.emplace_back(literal.m_lexicalForm); },
                    [this](const InputError& error) {
@@ -30,8 +30,9 @@ protected:
 
     /// Makes the dictionary fail for a literal.
     template<class Exception>
-    void failFor(std::string lexicalForm, const Exception& exception) {
+    void failFor(std::string lexicalForm, const BatchFailure::Reason reason, const Exception& exception) {
         m_failingForm = std::move(lexicalForm);
+        m_reason = reason;
         m_failure = std::make_exception_ptr(exception);
     }
 
@@ -41,6 +42,7 @@ protected:
     }
 
     std::string m_failingForm = "none";
+    BatchFailure::Reason m_reason = BatchFailure::Reason::SYSTEM;
     std::exception_ptr m_failure;
     std::vector<std::string> m_taken; // literals and errors
     LiteralLines m_lines;
@@ -68,17 +70,18 @@ TEST_F(LiteralLinesTest, takesTextsOfSeveralLinesOneByOne) {
 }
 
 TEST_F(LiteralLinesTest, aRefusedLiteralIsAnErrorOfItsLine) {
-    failFor("x@en-", MelnarException("file", 1, MelnarException::NO_CAUSES, "malformed"));
+    failFor("x@en-", BatchFailure::Reason::REFUSED,
+            MelnarException("file", 1, MelnarException::NO_CAUSES, "malformed"));
     parse("\"a\"\n" + MALFORMED + "\n");
     parse(MALFORMED + "\n" + MALFORMED + "\n\"b\"\n");
     EXPECT_EQ((std::vector<std::string>{"a", "2: malformed", "3: malformed", "4: malformed", "b"}), m_taken);
 }
 
 TEST_F(LiteralLinesTest, anotherFailureIsThrownBehindTheAnswersBeforeIt) {
-    failFor("x@en", MelnarException("file", 1, MelnarException::NO_CAUSES, "a limit"));
+    failFor("x@en", BatchFailure::Reason::LIMIT, MelnarException("file", 1, MelnarException::NO_CAUSES, "a limit"));
     EXPECT_THROW(parse("\"a\"\nbad\n\"x\"@en\n\"b\"\n"), MelnarException);
     EXPECT_EQ(2u, m_taken.size());
-    failFor("x@en-", std::bad_alloc());
+    failFor("x@en-", BatchFailure::Reason::SYSTEM, std::bad_alloc());
     EXPECT_THROW(parse("\"c\"\n" + MALFORMED + "\n"), std::bad_alloc) << "malformed, but that is not what failed";
     EXPECT_EQ(3u, m_taken.size());
 }

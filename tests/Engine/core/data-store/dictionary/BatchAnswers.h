@@ -51,6 +51,15 @@ inline std::string describeException(const std::exception_ptr& exceptionPointer)
     }
 }
 
+/// The same of the exception of a failure.
+inline std::string describeFailure(const BatchFailure& failure) {
+    try {
+        failure.throwException();
+    } catch (...) {
+        return describeException(std::current_exception());
+    }
+}
+
 /// What came back for some literals: IDs, and the numbers of those that failed with the reasons.
 struct BatchAnswers {
     bool operator==(const BatchAnswers&) const = default;
@@ -89,7 +98,7 @@ BatchAnswers answerAtOnce(const OwnedLiterals& literals, const ResolveMany resol
     for (const BatchEntry& entry : entries)
         answers.m_resourceIDs.push_back(entry.m_resourceID);
     for (const BatchFailure& failure : failures)
-        answers.m_failures.emplace_back(failure.m_entryIndex, describeException(failure.m_exception));
+        answers.m_failures.emplace_back(failure.m_entryIndex, describeFailure(failure));
     return answers;
 }
 

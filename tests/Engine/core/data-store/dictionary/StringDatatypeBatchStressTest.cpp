@@ -328,7 +328,7 @@ size_t resolveWithin(const size_t pages, const size_t numberOfThreads) {
             fixture.m_datatype.resolveResources(&threadContext, batch, failures);
             for (const BatchFailure& failure : failures) {
                 try {
-                    std::rethrow_exception(failure.m_exception);
+                    failure.throwException();
                 } catch (const MemoryExhaustedException&) {
                     ++refusals;
                 } catch (...) {

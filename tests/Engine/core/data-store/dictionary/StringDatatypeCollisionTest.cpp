@@ -105,7 +105,8 @@ TYPED_TEST(StringDatatypeCollisionTest, aStringThatCollidesWithMoreThanTheLimitI
                 fixture.m_datatype.resolveResources(nullptr, entries, failures);
                 EXPECT_EQ(0u, entries[0].m_resourceID);
                 ASSERT_EQ(1u, failures.size());
-                std::rethrow_exception(failures[0].m_exception);
+                EXPECT_EQ(BatchFailure::Reason::LIMIT, failures[0].m_reason);
+                failures[0].throwException();
             });
             EXPECT_EQ(0u, fixture.tryResolve(text, datatypeID)) << "a lookup refuses nothing";
         }

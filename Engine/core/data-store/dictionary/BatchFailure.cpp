@@ -1,0 +1,22 @@
+#include "Engine/core/data-store/dictionary/BatchFailure.h"
+
+#include "Engine/core/platform/MelnarException.h"
+#include "Engine/core/platform/SystemCallException.h"
+
+BatchFailure BatchFailure::ofCurrentException(const size_t entryIndex) noexcept {
+    try {
+        throw;
+    } catch (const SystemCallException&) {
+        return {entryIndex, Reason::SYSTEM, std::current_exception()};
+    } catch (const MelnarException&) {
+        return {entryIndex, Reason::LIMIT, std::current_exception()};
+    } catch (...) {
+        return {entryIndex, Reason::SYSTEM, std::current_exception()};
+    }
+}
+
+void BatchFailure::throwException() const {
+    if (m_refuse != nullptr)
+        m_refuse(m_entry);
+    std::rethrow_exception(m_exception);
+}
