@@ -16,8 +16,8 @@ int main(const int argumentCount, const char* const* const arguments) {
     }
     try {
         const std::string folder = arguments[1];
-        GoldenDictionary::make(GoldenDictionary::NARROW_MAXIMUM)->save(folder + "/dictionary-narrow-v1.dict");
-        GoldenDictionary::make(GoldenDictionary::WIDE_MAXIMUM)->save(folder + "/dictionary-wide-v1.dict");
+        GoldenDictionary::make(GoldenDictionary::NARROW_MAXIMUM)->save(folder + "/dictionary-narrow-v2.dict");
+        GoldenDictionary::make(GoldenDictionary::WIDE_MAXIMUM)->save(folder + "/dictionary-wide-v2.dict");
     } catch (const std::exception& exception) {
         std::cerr << "make-golden: " << exception.what() << '\n';
         return 1;

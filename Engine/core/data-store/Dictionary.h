@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/data-store/DictionaryHistory.h"
 #include "Engine/core/data-store/DictionaryOptions.h"
 #include "Engine/core/data-store/dictionary/DataPool.h"
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
@@ -126,8 +127,14 @@ public:
 
     uint64_t getMaximumNumberOfResources() const noexcept { return m_maximumNumberOfResources; }
 
+    /// The states in which the dictionary was saved, by which files of its IDs know it; see DictionaryHistory. A save
+    /// adds a state if the commit point has moved since the last one, open brings back those of the file, a commit and
+    /// a rollback change nothing. A compaction increases the generation, and forgets the states unless all committed IDs
+    /// stay what they are.
+    const DictionaryHistory& getHistory() const noexcept { return m_history; }
+
     /// Writes everything to a file, replacing an old one all at once or not at all; see AtomicFileOutputStream. On one
-    /// thread, the same operations in the same order give the same bytes.
+    /// thread, the same operations in the same order give the same bytes, saves included: they are in the history.
     void save(const std::string& fileName) const;
 
     /// The same to the file that the caller has locked. A writer that takes the lock before it opens the file, by the
@@ -150,8 +157,8 @@ public:
     /// Keeps the resources that `survives` wants (without it, all that exist), gives them dense IDs from 1 in ascending
     /// order of their old ones, lays their literals out densely in the order of the new IDs, and gives the memory
     /// behind them back. Returns the new ID of each old one, by old ID, 0 where nothing survived. What was committed
-    /// stays committed. Needs memory for a second copy of the literals meanwhile, and 16 bytes a resource beside the
-    /// memory limit; after a throw nothing has changed.
+    /// stays committed. Begins a generation of the history. Needs memory for a second copy of the literals meanwhile, and
+    /// 16 bytes a resource beside the memory limit; after a throw nothing has changed.
     std::vector<uint64_t> compact(const SurvivesCompaction& survives = nullptr);
 
     /// Checks that every resource is found under its own ID by a lookup, so that no string is there twice, and that
@@ -222,6 +229,8 @@ private:
     MemoryRegion<uint64_t> m_resourceDataOffsets;
     MemoryRegion<std::atomic<uint8_t>> m_resourceFlags; // D_INVALID where no resource exists
     DataPool m_dataPool;
+
+    mutable DictionaryHistory m_history; // A save changes what is known of the dictionary, not the dictionary.
 
     // Constant after construction.
     std::vector<Datatype> m_datatypes;

@@ -58,6 +58,7 @@ void Dictionary::compact(const std::vector<uint64_t>& newResourceIDs) {
     const uint64_t numberOfCommittedSurvivors = static_cast<uint64_t>(std::count_if(
         newResourceIDs.begin() + 1, newResourceIDs.begin() + static_cast<ptrdiff_t>(getCommitPoint().m_resourceID),
         [](const uint64_t newResourceID) { return newResourceID != 0; }));
+    m_history.startGeneration(numberOfCommittedSurvivors + 1 == getCommitPoint().m_resourceID);
     m_dataPool.swapContents(dataPool);
     for (const Datatype& datatype : m_datatypes)
         datatype.m_datatype->finishCompact(state);

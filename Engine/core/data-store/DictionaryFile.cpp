@@ -5,11 +5,14 @@
 #include "Engine/core/data-store/SectionOutputStream.h"
 
 #include <string>
+#include <utility>
 
 namespace {
 
 constexpr uint32_t NARROW_BUCKET_WIDTH = 4;
 constexpr uint32_t WIDE_BUCKET_WIDTH = 8;
+
+constexpr uint32_t FIRST_VERSION_WITH_HISTORY = 2;
 
 uint32_t getBucketWidth(const uint64_t maximumNumberOfResources) {
     return maximumNumberOfResources <= Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS ? NARROW_BUCKET_WIDTH
@@ -58,6 +61,40 @@ Header readHeader(SectionInputStream& input) {
     return header;
 }
 
+void writeHistory(SectionOutputStream& output, const DictionaryHistory::Contents& history) {
+    output.writeUInt64(history.m_generation);
+    output.writeUInt64(history.m_entries.size());
+    for (const DictionaryHistory::Entry& entry : history.m_entries) {
+        output.writeUInt64(entry.m_commitPoint);
+        for (const uint64_t half : entry.m_identity.m_checksum)
+            output.writeUInt64(half);
+    }
+    output.endSection();
+}
+
+/// Reads the history of a dictionary that is committed up to this point. There are no more entries than IDs.
+DictionaryHistory::Contents readHistory(SectionInputStream& input, const uint64_t commitPoint) {
+    DictionaryHistory::Contents history;
+    input.beginSection("history");
+    history.m_generation = input.readUInt64();
+    const uint64_t numberOfEntries = input.readUInt64();
+    uint64_t lastCommitPoint = 0;
+    for (uint64_t number = 1; number <= numberOfEntries; ++number) {
+        DictionaryHistory::Entry entry{input.readUInt64(), {}};
+        if (entry.m_commitPoint <= lastCommitPoint || entry.m_commitPoint > commitPoint)
+            input.reportDamage("entry " + std::to_string(number) + " has the commit point " +
+                               std::to_string(entry.m_commitPoint) + ".");
+        for (uint64_t& half : entry.m_identity.m_checksum)
+            half = input.readUInt64();
+        lastCommitPoint = entry.m_commitPoint;
+        history.m_entries.push_back(entry);
+    }
+    if (lastCommitPoint != commitPoint)
+        input.reportDamage("it ends at commit point " + std::to_string(lastCommitPoint) + ".");
+    input.endSection();
+    return history;
+}
+
 } // namespace
 
 bool DictionaryFile::isBeginningOf(InputStream& input) {
@@ -101,6 +138,7 @@ void DictionaryFile::write(const Dictionary& dictionary, OutputStream& output) {
         datatype.m_datatype->save(sections);
         sections.endSection();
     }
+    writeHistory(sections, dictionary.m_history.add(header.m_commitPoint, sections.getContentChecksum()));
     sections.endFile();
 }
 
@@ -173,6 +211,11 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_
         datatype.m_datatype->loadUntrusted(sections);
         sections.endSection();
     }
+    // A file from before there were histories is the first state of its own.
+    if (sections.getFormatVersion() < FIRST_VERSION_WITH_HISTORY)
+        dictionary->m_history.add(header.m_commitPoint, sections.getContentChecksum());
+    else
+        dictionary->m_history.assign(readHistory(sections, header.m_commitPoint));
     sections.endFile();
     dictionary->apply(options);
     return dictionary;

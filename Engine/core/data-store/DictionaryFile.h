@@ -27,6 +27,7 @@ public:
     /// Whether a stream begins like a dictionary file, sound or not and of any version.
     static bool isBeginningOf(InputStream& input);
 
+    /// Also enters the state that is written into the dictionary's history.
     static void write(const Dictionary& dictionary, OutputStream& output);
     static std::unique_ptr<Dictionary> read(InputStream& input, size_t memoryLimit, const DictionaryOptions& options);
 

@@ -55,6 +55,9 @@ std::unique_ptr<ComponentInfo> Dictionary::getComponentInfo() const {
         for (const auto& [datatypeID, datatypeName] : datatype.m_factory->getSupportedDatatypes())
             root->addNumericProperty(Metric::NUMBER_OF_RESOURCES, "Number of resources of " + datatypeName,
                                      getNumberOfResources(datatypeID), 0);
+    if (const std::optional<DictionaryIdentity> identity = m_history.getIdentity())
+        root->addTextProperty(Metric::IDENTITY, std::nullopt, identity->toString());
+    root->addNumericProperty(Metric::GENERATION, std::nullopt, m_history.getGeneration(), 0);
     root->addNumericProperty(Metric::MEMORY_LIMIT, std::nullopt, getMemoryLimit(), 0);
     const std::string aggregateName = "Aggregate memory consumed (bytes)";
     root->addNumericProperty(Metric::AGGREGATE_MEMORY_CONSUMED, aggregateName,

@@ -18,19 +18,18 @@ constexpr long LINE_UNKNOWN_VERSION = 52;
 
 SectionInputStream::SectionInputStream(InputStream& input)
     : m_input(input), m_buffer(std::make_unique_for_overwrite<uint8_t[]>(SectionOutputStream::BLOCK_SIZE)),
-      m_blockPosition(0), m_blockSize(0), m_isLastBlock(true), m_sectionNumber(0), m_blockNumber(0), m_readBytes(0),
-      m_sectionName("beginning of file") {
+      m_formatVersion(0), m_blockPosition(0), m_blockSize(0), m_isLastBlock(true), m_sectionNumber(0), m_blockNumber(0),
+      m_readBytes(0), m_sectionName("beginning of file") {
     char magic[SectionOutputStream::MAGIC.size()];
     readChecksummed(magic, sizeof(magic));
     if (std::string_view(magic, sizeof(magic)) != SectionOutputStream::MAGIC)
         throw MelnarException(SOURCE_FILE, LINE_NOT_A_DICTIONARY, MelnarException::NO_CAUSES, "File '", getName(),
                               "' is not a dictionary file.");
-    uint32_t formatVersion;
-    readChecksummed(&formatVersion, sizeof(formatVersion));
-    if (formatVersion != SectionOutputStream::FORMAT_VERSION)
+    readChecksummed(&m_formatVersion, sizeof(m_formatVersion));
+    if (m_formatVersion == 0 || m_formatVersion > SectionOutputStream::FORMAT_VERSION)
         throw MelnarException(SOURCE_FILE, LINE_UNKNOWN_VERSION, MelnarException::NO_CAUSES, "Dictionary file '",
-                              getName(), "' has format version ", formatVersion,
-                              "; this program reads and writes version ", SectionOutputStream::FORMAT_VERSION, ".");
+                              getName(), "' has format version ", m_formatVersion,
+                              "; this program reads versions up to ", SectionOutputStream::FORMAT_VERSION, ".");
 }
 
 void SectionInputStream::reportDamage(const std::string& finding) const {
@@ -84,6 +83,7 @@ void SectionInputStream::readBlock() {
     readChecksummed(&checksum, sizeof(checksum));
     if (checksum != m_blockChecksum.getValue())
         reportDamage(blockName + " does not have the checksum that it was written with.");
+    m_contentChecksum.add(checksum);
     m_blockPosition = 0;
     m_blockSize = blockSize;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Engine/core/data-store/Checksum.h"
+#include "Engine/core/data-store/ChecksumChain.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/stream/UntrustedInputStream.h"
 
@@ -20,6 +21,12 @@ public:
     explicit SectionInputStream(InputStream& input);
 
     const std::string& getName() const override { return m_input.getName(); }
+
+    /// The version of the format that the file has, one that this program can read.
+    uint32_t getFormatVersion() const noexcept { return m_formatVersion; }
+
+    /// That of SectionOutputStream, for the blocks that have been read so far.
+    const ChecksumChain::Value& getContentChecksum() const noexcept { return m_contentChecksum.getValue(); }
 
     /// Delivers bytes of the current section. At its end it reports damage, as whoever reads on expects more.
     size_t read(void* data, size_t numberOfBytes) override;
@@ -43,6 +50,7 @@ private:
 
     InputStream& m_input;
     const std::unique_ptr<uint8_t[]> m_buffer;
+    uint32_t m_formatVersion; // constant after construction
     size_t m_blockPosition;
     size_t m_blockSize;
     bool m_isLastBlock;
@@ -52,4 +60,5 @@ private:
     std::string m_sectionName;
     Checksum m_blockChecksum;
     Checksum m_fileChecksum;
+    ChecksumChain m_contentChecksum;
 };

@@ -44,6 +44,7 @@ void SectionOutputStream::writeBlock(const uint8_t* const data, const size_t num
     m_blockChecksum.update(header, sizeof(header));
     m_blockChecksum.update(data, numberOfBytes);
     const uint64_t checksum = m_blockChecksum.getValue();
+    m_contentChecksum.add(checksum);
     writeChecksummed(header, sizeof(header));
     writeChecksummed(data, numberOfBytes);
     writeChecksummed(&checksum, sizeof(checksum));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Engine/core/data-store/Checksum.h"
+#include "Engine/core/data-store/ChecksumChain.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/stream/OutputStream.h"
 
@@ -25,7 +26,7 @@ public:
 
     /// What every file begins with, and the version of all that follows.
     static constexpr std::string_view MAGIC = "MELNARDC";
-    static constexpr uint32_t FORMAT_VERSION = 1;
+    static constexpr uint32_t FORMAT_VERSION = 2;
 
     /// Writes the beginning of the file.
     explicit SectionOutputStream(OutputStream& output);
@@ -38,6 +39,9 @@ public:
 
     /// Completes the section that is being written; the next bytes begin another one.
     void endSection();
+
+    /// The checksum of everything in the blocks so far: the chain of their checksums.
+    const ChecksumChain::Value& getContentChecksum() const noexcept { return m_contentChecksum.getValue(); }
 
     /// Writes the end of the file. All sections must have ended.
     void endFile();
@@ -53,4 +57,5 @@ private:
     uint64_t m_writtenBytes;
     Checksum m_blockChecksum;
     Checksum m_fileChecksum;
+    ChecksumChain m_contentChecksum;
 };

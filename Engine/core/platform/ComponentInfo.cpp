@@ -2,6 +2,7 @@
 
 #include "Engine/core/platform/DoubleComponentProperty.h"
 #include "Engine/core/platform/NumericComponentProperty.h"
+#include "Engine/core/platform/TextComponentProperty.h"
 #include "Engine/core/platform/stream/OutputStream.h"
 
 #include <utility>
@@ -41,6 +42,10 @@ void ComponentInfo::addNumericProperty(const Metric metric, std::optional<std::s
 
 void ComponentInfo::addDoubleProperty(const Metric metric, std::optional<std::string> name, const double value) {
     m_properties.push_back(std::make_unique<DoubleComponentProperty>(metric, std::move(name), value));
+}
+
+void ComponentInfo::addTextProperty(const Metric metric, std::optional<std::string> name, std::string value) {
+    m_properties.push_back(std::make_unique<TextComponentProperty>(metric, std::move(name), std::move(value)));
 }
 
 void ComponentInfo::addChild(std::unique_ptr<ComponentInfo> child) {
@@ -98,7 +103,12 @@ void ComponentInfo::appendJSON(std::string& output, const size_t depth) const {
         output += "\n" + indentation + "    {\"metric\": \"" + ComponentProperty::getMetricName(property->getMetric());
         output += "\", \"label\": ";
         appendJSONString(output, property->getLabel());
-        output += ", \"value\": " + property->getValueText() + "}";
+        output += ", \"value\": ";
+        if (property->isNumber())
+            output += property->getValueText();
+        else
+            appendJSONString(output, property->getValueText());
+        output += '}';
         separator = ",";
     }
     output += (m_properties.empty() ? "" : "\n" + indentation) + "],\n" + indentation + "\"children\": [";

@@ -29,6 +29,9 @@ public:
 
     void addDoubleProperty(Metric metric, std::optional<std::string> name, double value);
 
+    /// Adds a text of ASCII letters and digits.
+    void addTextProperty(Metric metric, std::optional<std::string> name, std::string value);
+
     void addChild(std::unique_ptr<ComponentInfo> child);
 
     /// The sum over the whole numbers of this metric in this node and everything below it. A property that has a name

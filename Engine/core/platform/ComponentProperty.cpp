@@ -34,6 +34,10 @@ MetricTexts getMetricTexts(const ComponentProperty::Metric metric) noexcept {
         return {"NUMBER_OF_DELETED_BUCKETS", "Number of deleted buckets"};
     case Metric::BYTES_PER_RESOURCE:
         return {"BYTES_PER_RESOURCE", "Bytes per resource beyond its text"};
+    case Metric::IDENTITY:
+        return {"IDENTITY", "Identity"};
+    case Metric::GENERATION:
+        return {"GENERATION", "Generation"};
     case Metric::AGGREGATE_MEMORY_CONSUMED:
         return {"AGGREGATE_MEMORY_CONSUMED", "Aggregate memory consumed (bytes)"};
     }

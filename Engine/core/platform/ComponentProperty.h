@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-/// One figure of a ComponentInfo node. Immutable.
+/// One figure of a ComponentInfo node, or what it is known by. Immutable.
 class ComponentProperty {
 public:
     /// What a figure means. The numbers are part of the interface and never change.
@@ -21,6 +21,8 @@ public:
         LONGEST_PROBE_LENGTH = 9,
         NUMBER_OF_DELETED_BUCKETS = 10,
         BYTES_PER_RESOURCE = 11,
+        IDENTITY = 12,
+        GENERATION = 13,
         AGGREGATE_MEMORY_CONSUMED = 40,
     };
 
@@ -30,8 +32,12 @@ public:
     ComponentProperty& operator=(const ComponentProperty&) = delete;
     virtual ~ComponentProperty();
 
-    /// The value in decimal; a valid JSON number unless it is not finite, which no figure here is.
+    /// The value: a text of ASCII letters and digits, or in decimal, and then a valid JSON number unless it is not
+    /// finite, which no figure here is.
     virtual std::string getValueText() const = 0;
+
+    /// Whether the value is a number.
+    virtual bool isNumber() const noexcept { return true; }
 
     Metric getMetric() const noexcept { return m_metric; }
     const std::optional<std::string>& getName() const noexcept { return m_name; }

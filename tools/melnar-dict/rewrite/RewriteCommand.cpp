@@ -54,6 +54,8 @@ void checkOutput(const RewriteOptions& options) {
 template<class Rewriter>
 ExitCode rewriteFiles(const RewriteOptions& options, const Dictionary& dictionary, OutputStream& output,
                       std::ostream& errorOutput) {
+    const std::string beginning = Rewriter::getBeginning(dictionary);
+    output.write(beginning.data(), beginning.size());
     InputJournal journal({}, errorOutput);
     OrderedOutput orderedOutput(output);
     for (const auto& [fileName, format] : options.m_files) {

@@ -6,12 +6,13 @@ constexpr const char* ENCODE_TEXT = R"(
 Writes the statements of N-Triples (.nt) and N-Quads (.nq) files, plain or packed, or of folders with such files, with an
 IRI such as <melnar:17> in the place of every string literal, 17 being its resource ID. decode does the reverse. OUT
 appears when it is complete; "-" is standard input or output. Statements are written in canonical form: one space between terms, no
-needless escapes, no comments.
+needless escapes, no comments but the first line, which names the dictionary.
 )";
 
 constexpr const char* DECODE_TEXT = R"(
 Writes the statements of files that encode has written, with the literals in their places again, in canonical form. OUT
-appears when it is complete; "-" is standard input or output.
+appears when it is complete; "-" is standard input or output. A file that names another dictionary is bad data, unless
+DICTIONARY has grown from that one by load --into.
 )";
 
 constexpr const char* EXIT_CODES = R"(

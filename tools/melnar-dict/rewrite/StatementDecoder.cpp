@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/rewrite/StatementDecoder.h"
 
+#include "tools/melnar-dict/rewrite/DictionaryLine.h"
 #include "tools/melnar-dict/rewrite/LiteralIri.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -29,8 +30,13 @@ const char* StatementDecoder::appendObject(const Rdf::Term& object, std::string&
     return nullptr;
 }
 
-void StatementDecoder::startBlock() {
+std::string_view StatementDecoder::startBlock(const std::string_view text, std::string& refusal) {
     m_literals.clear();
+    const auto refused = DictionaryLine::findRefused(text, m_dictionary.getHistory());
+    if (!refused)
+        return text;
+    refusal = refused->m_cause;
+    return text.substr(0, refused->m_begin);
 }
 
 void StatementDecoder::answerGaps() {

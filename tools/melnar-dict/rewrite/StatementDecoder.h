@@ -10,14 +10,18 @@
 class Dictionary;
 
 /// Puts the literals of a dictionary in the place of the IRIs that carry their resource IDs. Refuses statements with
-/// such an IRI that carries no ID of the dictionary's, or where no literal can be.
+/// such an IRI that carries no ID of the dictionary's, or where no literal can be, and everything behind a line that
+/// names another dictionary.
 class StatementDecoder final : public StatementRewriter {
 public:
     StatementDecoder(const RdfFormat format, const size_t maximumLine, const Dictionary& dictionary)
         : StatementRewriter(format, maximumLine), m_dictionary(dictionary) {}
 
+    /// What the output begins with: nothing but statements.
+    static std::string getBeginning(const Dictionary&) { return {}; }
+
 private:
-    void startBlock() override;
+    std::string_view startBlock(std::string_view text, std::string& refusal) override;
     void answerGaps() override;
     const char* appendAnswer(size_t gapIndex, std::string& output) override;
     const char* appendObject(const Rdf::Term& object, std::string& output) override;

@@ -2,6 +2,7 @@
 
 #include "tools/melnar-dict/pieces/LiteralCollector.h"
 #include "tools/melnar-dict/pieces/LiteralRefusal.h"
+#include "tools/melnar-dict/rewrite/DictionaryLine.h"
 #include "tools/melnar-dict/rewrite/LiteralIri.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -27,8 +28,13 @@ const char* StatementEncoder::appendObject(const Rdf::Term& object, std::string&
     return nullptr;
 }
 
-void StatementEncoder::startBlock() {
+std::string StatementEncoder::getBeginning(const Dictionary& dictionary) {
+    return DictionaryLine::make(dictionary.getHistory());
+}
+
+std::string_view StatementEncoder::startBlock(const std::string_view text, std::string&) {
     m_literals.clear();
+    return text;
 }
 
 void StatementEncoder::answerGaps() {

@@ -17,8 +17,11 @@ public:
     StatementEncoder(const RdfFormat format, const size_t maximumLine, const Dictionary& dictionary)
         : StatementRewriter(format, maximumLine), m_dictionary(dictionary) {}
 
+    /// What the output begins with, before all statements.
+    static std::string getBeginning(const Dictionary& dictionary);
+
 private:
-    void startBlock() override;
+    std::string_view startBlock(std::string_view text, std::string& refusal) override;
     void answerGaps() override;
     const char* appendAnswer(size_t gapIndex, std::string& output) override;
     const char* appendObject(const Rdf::Term& object, std::string& output) override;

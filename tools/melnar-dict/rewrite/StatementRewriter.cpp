@@ -7,11 +7,14 @@
 void StatementRewriter::rewrite(const std::string_view text, ParsedPiece& piece) {
     m_unfilled.clear();
     m_gaps.clear();
-    startBlock();
-    parse(text, piece);
+    std::string refusal;
+    const std::string_view readText = startBlock(text, refusal);
+    parse(readText, piece);
     m_text.clear();
     answerGaps();
     fillGaps(piece);
+    if (readText.size() != text.size() && piece.m_errors.empty())
+        piece.m_errors.push_back({piece.m_numberOfLineEnds + 1, ExitCode::BAD_DATA, refusal});
 }
 
 /// Writes the text with its gaps filled. A gap that cannot be filled comes before an error that ended the block.

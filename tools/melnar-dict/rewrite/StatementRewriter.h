@@ -26,8 +26,9 @@ public:
     const std::string& getText() const noexcept { return m_text; }
 
 protected:
-    /// Starts a block that has no gaps.
-    virtual void startBlock() = 0;
+    /// Starts a block that has no gaps. Returns what of its text is to be read: all, or what stands before a line that is
+    /// refused, for the cause that is put into `refusal`.
+    virtual std::string_view startBlock(std::string_view text, std::string& refusal) = 0;
 
     /// Appends an object that is no triple term in the form that it is to have, or leaves a gap; null, or why the statement is refused.
     virtual const char* appendObject(const Rdf::Term& object, std::string& output) = 0;

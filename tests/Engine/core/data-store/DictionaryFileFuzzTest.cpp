@@ -83,7 +83,7 @@ private:
 
     void change(Forged& file) {
         const size_t table = choose(2);
-        switch (const size_t kind = choose(14)) {
+        switch (const size_t kind = choose(15)) {
         case 0:
             changeNumber(file, Forged::HEADER, choose(5) * 8);
             break;
@@ -115,6 +115,9 @@ private:
                 resources != 0 && file.m_sections[Forged::DATA_OFFSETS].size() >= resources * 8)
                 file.set<uint64_t>(Forged::DATA_OFFSETS, choose(resources) * 8,
                                    file.get<uint64_t>(Forged::DATA_OFFSETS, choose(resources) * 8));
+            break;
+        case 14:
+            changeNumber(file, Forged::HISTORY, choose(5) * 8);
             break;
         default:
             if (hasTables(file))

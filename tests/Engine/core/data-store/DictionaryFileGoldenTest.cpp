@@ -10,9 +10,25 @@
 namespace {
 
 struct GoldenFile {
+    std::string m_testName;
     std::string m_name;
+    std::string m_presentName; // of the file of the present version with the same contents
     uint64_t m_maximumNumberOfResources;
+    std::string m_identity;
 };
+
+constexpr const char* NARROW_IDENTITY = "16eebaaaa60bed05deda7c8d37678626";
+constexpr const char* WIDE_IDENTITY = "b4294f484667764148a41568309a01bb";
+
+GoldenFile makeGoldenFile(const std::string& width, const int version) {
+    const auto getName = [&width](const int versionOfName) {
+        return "dictionary-" + width + "-v" + std::to_string(versionOfName) + ".dict";
+    };
+    const bool isNarrow = width == "narrow";
+    return {width + 'V' + std::to_string(version), getName(version), getName(2),
+            isNarrow ? GoldenDictionary::NARROW_MAXIMUM : GoldenDictionary::WIDE_MAXIMUM,
+            isNarrow ? NARROW_IDENTITY : WIDE_IDENTITY};
+}
 
 /// Every claim holds for every file that a version of this program has written.
 class DictionaryFileGoldenTest : public testing::TestWithParam<GoldenFile> {
@@ -43,13 +59,19 @@ TEST_P(DictionaryFileGoldenTest, holdsWhatWasPutIntoIt) {
     }
 }
 
-TEST_P(DictionaryFileGoldenTest, isSavedAgainAsTheSameBytes) {
+TEST_P(DictionaryFileGoldenTest, isSavedAgainAsTheBytesOfThePresentVersion) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("copy.dict");
     Dictionary::open(m_path, TEST_MEMORY_LIMIT)->save(path);
-    const std::string bytes = TemporaryDirectory::getContentsOf(m_path);
+    const std::string bytes = TemporaryDirectory::getContentsOf(MELNAR_GOLDEN_FOLDER "/" + GetParam().m_presentName);
     EXPECT_GT(bytes.size(), 40000u);
     EXPECT_EQ(bytes, TemporaryDirectory::getContentsOf(path));
+}
+
+TEST_P(DictionaryFileGoldenTest, isOneStateOfOneDictionaryInAllVersions) {
+    const auto identity = Dictionary::open(m_path, TEST_MEMORY_LIMIT)->getHistory().getIdentity();
+    ASSERT_TRUE(identity);
+    EXPECT_EQ(GetParam().m_identity, identity->toString());
 }
 
 TEST_P(DictionaryFileGoldenTest, takesMoreLiterals) {
@@ -64,18 +86,18 @@ TEST_P(DictionaryFileGoldenTest, takesMoreLiterals) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, DictionaryFileGoldenTest,
-                         testing::Values(GoldenFile{"dictionary-narrow-v1.dict", GoldenDictionary::NARROW_MAXIMUM},
-                                         GoldenFile{"dictionary-wide-v1.dict", GoldenDictionary::WIDE_MAXIMUM}),
+                         testing::Values(makeGoldenFile("narrow", 1), makeGoldenFile("wide", 1),
+                                         makeGoldenFile("narrow", 2), makeGoldenFile("wide", 2)),
                          [](const testing::TestParamInfo<GoldenFile>& parameterInfo) {
-                             return parameterInfo.index == 0 ? "narrowV1" : "wideV1";
+                             return parameterInfo.param.m_testName;
                          });
 
 /// The files of the present version are what the program beside them makes today. When this fails for a reason, a new
 /// format version is due.
 TEST(DictionaryFileGoldenBytesTest, areWhatThePresentProgramWrites) {
-    EXPECT_EQ(TemporaryDirectory::getContentsOf(MELNAR_GOLDEN_FOLDER "/dictionary-narrow-v1.dict"),
+    EXPECT_EQ(TemporaryDirectory::getContentsOf(MELNAR_GOLDEN_FOLDER "/dictionary-narrow-v2.dict"),
               writeToMemory(*GoldenDictionary::make(GoldenDictionary::NARROW_MAXIMUM)));
-    EXPECT_EQ(TemporaryDirectory::getContentsOf(MELNAR_GOLDEN_FOLDER "/dictionary-wide-v1.dict"),
+    EXPECT_EQ(TemporaryDirectory::getContentsOf(MELNAR_GOLDEN_FOLDER "/dictionary-wide-v2.dict"),
               writeToMemory(*GoldenDictionary::make(GoldenDictionary::WIDE_MAXIMUM)));
 }
 

@@ -92,6 +92,40 @@ TEST_P(DictionaryFileHostileTest, headersThatLieAreFound) {
           "it is shorter than its contents."}});
 }
 
+TEST_P(DictionaryFileHostileTest, historiesThatLieAreFound) {
+    const std::string history = "history";
+    const size_t secondEntry = Forged::FIRST_ENTRY + Forged::ENTRY_SIZE;
+    const auto addEntry = [=](const uint64_t firstCommitPoint, const uint64_t secondCommitPoint) {
+        return [=](Forged& file) {
+            file.set<uint64_t>(Forged::HISTORY, Forged::NUMBER_OF_ENTRIES, 2);
+            file.set<uint64_t>(Forged::HISTORY, Forged::FIRST_ENTRY, firstCommitPoint);
+            file.m_sections[Forged::HISTORY].append(Forged::ENTRY_SIZE, 'x');
+            file.set<uint64_t>(Forged::HISTORY, secondEntry, secondCommitPoint);
+        };
+    };
+    expectFound(
+        GetParam(),
+        {{set<uint64_t>(Forged::HISTORY, Forged::NUMBER_OF_ENTRIES, 0), history, "it ends at commit point 0."},
+         {set<uint64_t>(Forged::HISTORY, Forged::NUMBER_OF_ENTRIES, 2), history, "it is shorter than its contents."},
+         {set<uint64_t>(Forged::HISTORY, Forged::NUMBER_OF_ENTRIES, ~uint64_t(0)), history,
+          "it is shorter than its contents."},
+         {set<uint64_t>(Forged::HISTORY, Forged::FIRST_ENTRY, 0), history, "entry 1 has the commit point 0."},
+         {set<uint64_t>(Forged::HISTORY, Forged::FIRST_ENTRY, 5), history, "entry 1 has the commit point 5."},
+         {set<uint64_t>(Forged::HISTORY, Forged::FIRST_ENTRY, ~uint64_t(0)), history,
+          "entry 1 has the commit point 18446744073709551615."},
+         {set<uint64_t>(Forged::HISTORY, Forged::FIRST_ENTRY, 3), history, "it ends at commit point 3."},
+         {set<uint64_t>(Forged::HEADER, Forged::COMMIT_POINT, 5), history, "it ends at commit point 4."},
+         {addEntry(4, 4), history, "entry 2 has the commit point 4."},
+         {addEntry(3, 2), history, "entry 2 has the commit point 2."},
+         {[](Forged& file) { file.m_sections[Forged::HISTORY] += '\0'; }, history, "it is longer than its contents."},
+         {[](Forged& file) { file.m_sections[Forged::HISTORY].resize(15); }, history,
+          "it is shorter than its contents."},
+         {[](Forged& file) { file.m_sections.pop_back(); }, history, "block 1 has a header that no block has there."}});
+    Forged file(*makeSampleDictionary(GetParam()));
+    addEntry(3, 4)(file);
+    EXPECT_EQ(file.getBytes(), writeToMemory(*readFromMemory(file.getBytes()))) << "two entries that do not lie";
+}
+
 TEST_P(DictionaryFileHostileTest, sizesBeyondTheMemoryLimitAreErrors) {
     const Forged sound(*makeSampleDictionary(GetParam()));
     for (const uint64_t bytes :

@@ -57,7 +57,7 @@ inline std::unique_ptr<Dictionary> makeSampleDictionary(const uint64_t maximumNu
 class ForgedDictionaryFile {
 public:
     /// Of a dictionary whose only datatypes are the strings. Those of further datatypes stand before or after theirs.
-    enum Section { HEADER, DATA_OFFSETS, DATATYPE_BYTES, DATA_POOL, STRINGS, NUMBER_OF_SECTIONS };
+    enum Section { HEADER, DATA_OFFSETS, DATATYPE_BYTES, DATA_POOL, STRINGS, HISTORY, NUMBER_OF_SECTIONS };
 
     // Fields of the header, by their offset.
     static constexpr size_t BUCKET_WIDTH = 0;
@@ -66,6 +66,12 @@ public:
     static constexpr size_t NEXT_RESOURCE_ID = 16;
     static constexpr size_t COMMIT_POINT = 24;
     static constexpr size_t DATA_POOL_BYTES = 32;
+
+    // Fields of the history, by their offset.
+    static constexpr size_t GENERATION = 0;
+    static constexpr size_t NUMBER_OF_ENTRIES = 8;
+    static constexpr size_t FIRST_ENTRY = 16;
+    static constexpr size_t ENTRY_SIZE = 24;
 
     // Fields of a table, by their offset.
     static constexpr size_t TABLE_MARKER = 8;

@@ -213,9 +213,12 @@ TEST(SectionStreamsTest, whatIsNoDictionaryFileIsToldApart) {
               getMessage("", {}));
     EXPECT_EQ("File 'memory' is not a dictionary file.", getMessage("a text that is long enough", {}));
     std::string file = writeFile({});
-    file[8] = 2;
-    EXPECT_EQ("Dictionary file 'memory' has format version 2; this program reads and writes version 1.",
-              getMessage(file, {}));
+    for (const char version : {'\0', '\3'}) {
+        file[8] = version;
+        EXPECT_EQ("Dictionary file 'memory' has format version " + std::to_string(int(version)) +
+                      "; this program reads versions up to 2.",
+                  getMessage(file, {}));
+    }
 }
 
 } // namespace

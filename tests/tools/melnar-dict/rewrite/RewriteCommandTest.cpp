@@ -1,7 +1,10 @@
+#include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/DictionaryThread.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict/ToolProcess.h"
 #include "tests/tools/melnar-dict/input/GzipText.h"
 #include "tests/tools/melnar-dict/input/PackedText.h"
+#include "tools/melnar-dict/rewrite/DictionaryLine.h"
 
 #include <gtest/gtest.h>
 
@@ -39,6 +42,19 @@ protected:
         return TemporaryDirectory::getContentsOf(m_directory.getPathOf(fileName));
     }
 
+    /// The line that encoded files begin with.
+    std::string getLineOf(const std::string& dictionaryName) const {
+        const auto dictionary = Dictionary::open(m_directory.getPathOf(dictionaryName), size_t(64) << 20);
+        return DictionaryLine::make(dictionary->getHistory());
+    }
+
+    /// Loads a statement into a dictionary, a new one or one to which it is added.
+    void loadText(const std::string& text, const std::string& option, const std::string& dictionaryName) {
+        m_directory.addFile("text.nt", "<urn:s> <urn:p> \"" + text + "\" .\n");
+        const ToolResult result = run({"load", "text.nt", option, dictionaryName, "--threads", "1"});
+        ASSERT_EQ(0, result.m_exitCode) << result.m_errorOutput;
+    }
+
     TemporaryDirectory m_directory;
 };
 
@@ -47,13 +63,13 @@ TEST_F(RewriteCommandTest, encodePutsIDsInThePlaceOfLiterals) {
     load("in.nt");
     const ToolResult result = run({"encode", "in.nt", "-d", "d", "-o", "-"});
     EXPECT_EQ(0, result.m_exitCode);
-    EXPECT_EQ("<urn:s> <urn:p> <melnar:1> .\n"
-              "_:b1 <urn:p> <melnar:2> .\n"
-              "<urn:s> <urn:p> <melnar:3> .\n"
-              "<urn:s> <urn:p> <melnar:4> .\n"
-              "<urn:s> <urn:p> \"5\"^^<http://www.w3.org/2001/XMLSchema#integer> .\n"
-              "<urn:\xC3\xA9> <urn:p> _:B1 .\n"
-              "<urn:s> <urn:p> <melnar:5> .\n",
+    EXPECT_EQ(getLineOf("d") + "<urn:s> <urn:p> <melnar:1> .\n"
+                               "_:b1 <urn:p> <melnar:2> .\n"
+                               "<urn:s> <urn:p> <melnar:3> .\n"
+                               "<urn:s> <urn:p> <melnar:4> .\n"
+                               "<urn:s> <urn:p> \"5\"^^<http://www.w3.org/2001/XMLSchema#integer> .\n"
+                               "<urn:\xC3\xA9> <urn:p> _:B1 .\n"
+                               "<urn:s> <urn:p> <melnar:5> .\n",
               result.m_output);
 }
 
@@ -88,7 +104,8 @@ TEST_F(RewriteCommandTest, statementsComeOutInCanonicalForm) {
                         "_:a<urn:p>_:c _:g.\n");
     load("in.nq");
     ASSERT_EQ(0, run({"encode", "in.nq", "-d", "d", "-o", "encoded.nq"}).m_exitCode);
-    EXPECT_EQ("<urn:s> <urn:p> <melnar:1> .\n<urn:\xC3\xA9> <urn:p> <melnar:2> <urn:g> .\n_:a <urn:p> _:c _:g .\n",
+    EXPECT_EQ(getLineOf("d") +
+                  "<urn:s> <urn:p> <melnar:1> .\n<urn:\xC3\xA9> <urn:p> <melnar:2> <urn:g> .\n_:a <urn:p> _:c _:g .\n",
               getContentsOf("encoded.nq"));
     ASSERT_EQ(0, run({"decode", "encoded.nq", "-d", "d", "-o", "decoded.nq"}).m_exitCode);
     EXPECT_EQ("<urn:s> <urn:p> \"A\t\xC3\xA9\" .\n<urn:\xC3\xA9> <urn:p> \"a\"@en <urn:g> .\n_:a <urn:p> _:c _:g .\n",
@@ -101,8 +118,8 @@ TEST_F(RewriteCommandTest, labelsThatAreKeywordsComeOutAsTheyWere) {
     load("in.nt");
     const ToolResult result = run({"encode", "in.nt", "-d", "d", "-o", "-"});
     EXPECT_EQ("", result.m_errorOutput);
-    EXPECT_EQ("_:base <urn:p> <melnar:1> .\n_:base <urn:p> <urn:o> .\n_:xbase <urn:p> _:base .\n"
-              "_:Graph <urn:p> _:xGraph .\n",
+    EXPECT_EQ(getLineOf("d") + "_:base <urn:p> <melnar:1> .\n_:base <urn:p> <urn:o> .\n_:xbase <urn:p> _:base .\n"
+                               "_:Graph <urn:p> _:xGraph .\n",
               result.m_output);
 }
 
@@ -182,7 +199,7 @@ TEST_F(RewriteCommandTest, theFirstErrorIsToldAndWhatStandsBeforeItIsWritten) {
         const ToolResult result =
             run({"encode", "-", "--format", "nquads", "-d", "d", "-o", "-"}, sound + lines + sound);
         EXPECT_EQ(1, result.m_exitCode) << lines;
-        EXPECT_EQ("<urn:s> <urn:p> <melnar:1> .\n", result.m_output) << lines;
+        EXPECT_EQ(getLineOf("d") + "<urn:s> <urn:p> <melnar:1> .\n", result.m_output) << lines;
         EXPECT_EQ("-:2: " + cause + '\n', result.m_errorOutput) << lines;
     }
 }
@@ -199,6 +216,103 @@ TEST_F(RewriteCommandTest, whatCannotBeDecodedNamesItsLine) {
         EXPECT_EQ(1, result.m_exitCode) << line;
         EXPECT_TRUE(result.m_errorOutput.starts_with("bad.nt:2: the IRI 'melnar:")) << result.m_errorOutput;
     }
+}
+
+TEST_F(RewriteCommandTest, decodeTakesTheDictionaryOfThenAndOneThatHasGrownFromIt) {
+    loadText("one", "-o", "d");
+    ASSERT_EQ(0, run({"encode", "text.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    const std::string text = getContentsOf("text.nt");
+    for (const char* const addition : {"one", "two", "three"}) {
+        loadText(addition, "--into", "d");
+        ASSERT_EQ(0, run({"decode", "encoded.nt", "-d", "d", "-o", "decoded.nt"}).m_exitCode) << addition;
+        EXPECT_EQ(text, getContentsOf("decoded.nt"));
+    }
+    ASSERT_EQ(0, run({"compact", "d"}).m_exitCode);
+    EXPECT_EQ(0, run({"decode", "encoded.nt", "-d", "d", "-o", "decoded.nt"}).m_exitCode) << "no ID has changed";
+}
+
+TEST_F(RewriteCommandTest, decodeRefusesAnotherDictionaryAndNamesBoth) {
+    loadText("one", "-o", "d");
+    loadText("other", "-o", "other");
+    std::filesystem::copy_file(m_directory.getPathOf("d"), m_directory.getPathOf("copy"));
+    loadText("two", "--into", "copy");
+    loadText("three", "--into", "d");
+    m_directory.addFile("one.nt", "<urn:s> <urn:p> \"one\" .\n");
+    ASSERT_EQ(0, run({"encode", "one.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    const auto nameOf = [this](const std::string& dictionaryName) {
+        const std::string line = getLineOf(dictionaryName);
+        const size_t begin = line.find("dictionary ");
+        return line.substr(begin, line.size() - 1 - begin);
+    };
+    for (const char* const dictionaryName : {"other", "copy"}) {
+        const ToolResult result = run({"decode", "encoded.nt", "-d", dictionaryName, "-o", "decoded.nt"});
+        EXPECT_EQ(1, result.m_exitCode) << dictionaryName;
+        EXPECT_EQ("encoded.nt:1: encoded with " + nameOf("d") + "; the given one is " + nameOf(dictionaryName) +
+                      ", and has not grown from it\n",
+                  result.m_errorOutput);
+        EXPECT_FALSE(std::filesystem::exists(m_directory.getPathOf("decoded.nt")));
+    }
+}
+
+TEST_F(RewriteCommandTest, decodeRefusesADictionaryWhoseIDsHaveChanged) {
+    const std::string path = m_directory.getPathOf("d");
+    {
+        Dictionary dictionary(size_t(64) << 20, 1000);
+        DictionaryThread thread(dictionary);
+        dictionary.resolveResource(thread, "withdrawn", D_XSD_STRING);
+        dictionary.rollback();
+        dictionary.resolveResource(thread, "one", D_XSD_STRING);
+        dictionary.commit();
+        dictionary.save(path);
+    }
+    m_directory.addFile("one.nt", "<urn:s> <urn:p> \"one\" .\n");
+    ASSERT_EQ(0, run({"encode", "one.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    ASSERT_EQ(getLineOf("d") + "<urn:s> <urn:p> <melnar:2> .\n", getContentsOf("encoded.nt"));
+    ASSERT_EQ("2\t1\n", run({"compact", "d", "-o", "compacted"}).m_output);
+    EXPECT_EQ(0, run({"decode", "encoded.nt", "-d", "d", "-o", "-"}).m_exitCode);
+    const ToolResult result = run({"decode", "encoded.nt", "-d", "compacted", "-o", "-"});
+    EXPECT_EQ(1, result.m_exitCode);
+    EXPECT_EQ("", result.m_output);
+    EXPECT_NE(std::string::npos, result.m_errorOutput.find(", generation 0; the given one is dictionary "));
+    EXPECT_NE(std::string::npos, result.m_errorOutput.find(", generation 1, and has not grown from it"));
+}
+
+TEST_F(RewriteCommandTest, everyPartOfFilesPutTogetherIsChecked) {
+    loadText("one", "-o", "d");
+    loadText("other", "-o", "other");
+    const std::string statement = "<urn:s> <urn:p> <melnar:1> .\n";
+    for (const size_t statements : {size_t(1), size_t(50000)}) { // in one block, and in a later one
+        std::string text = getLineOf("d");
+        for (size_t number = 0; number < statements; ++number)
+            text += statement;
+        m_directory.addFile("sound.nt", text + getLineOf("d") + statement);
+        EXPECT_EQ(0, run({"decode", "sound.nt", "-d", "d", "-o", "-", "--threads", "3"}).m_exitCode);
+        m_directory.addFile("mixed.nt", text + getLineOf("other") + statement);
+        const ToolResult result = run({"decode", "mixed.nt", "-d", "d", "-o", "-", "--threads", "3"});
+        EXPECT_EQ(1, result.m_exitCode);
+        const std::string place = "mixed.nt:" + std::to_string(statements + 2) + ": encoded with dictionary ";
+        EXPECT_TRUE(result.m_errorOutput.starts_with(place)) << result.m_errorOutput;
+        EXPECT_EQ(statements * std::string("<urn:s> <urn:p> \"one\" .\n").size(), result.m_output.size())
+            << "what stands before it is written";
+    }
+    m_directory.addFile("bad.nt", "no statement\n" + getLineOf("other"));
+    EXPECT_TRUE(run({"decode", "bad.nt", "-d", "d", "-o", "-"}).m_errorOutput.starts_with("bad.nt:1:1: "))
+        << "the first error counts";
+}
+
+TEST_F(RewriteCommandTest, whatNamesNoDictionaryIsDecodedWithAny) {
+    loadText("one", "-o", "d");
+    m_directory.addFile("encoded.nt", "# a comment\n<urn:s> <urn:p> <melnar:1> .\n");
+    EXPECT_EQ("<urn:s> <urn:p> \"one\" .\n", run({"decode", "encoded.nt", "-d", "d", "-o", "-"}).m_output);
+}
+
+TEST_F(RewriteCommandTest, aDictionaryOfTheFirstFormatVersionIsNamedAndGrows) {
+    std::filesystem::copy_file(MELNAR_GOLDEN_FOLDER "/dictionary-narrow-v1.dict", m_directory.getPathOf("d"));
+    m_directory.addFile("abc.nt", "<urn:s> <urn:p> \"abc\" .\n");
+    ASSERT_EQ(0, run({"encode", "abc.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    EXPECT_TRUE(getContentsOf("encoded.nt").starts_with("# melnar-dict: encoded with dictionary "));
+    loadText("new", "--into", "d");
+    EXPECT_EQ(getContentsOf("abc.nt"), run({"decode", "encoded.nt", "-d", "d", "-o", "-"}).m_output);
 }
 
 TEST_F(RewriteCommandTest, refusesWrongCommandLines) {

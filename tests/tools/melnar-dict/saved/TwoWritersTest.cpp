@@ -109,6 +109,12 @@ protected:
         EXPECT_EQ("", result.m_output);
     }
 
+    /// What a file holds behind the comment that it may begin with.
+    std::string getStatementsOf(const std::string& fileName) const {
+        const std::string contents = TemporaryDirectory::getContentsOf(m_directory.getPathOf(fileName));
+        return contents.starts_with('#') ? contents.substr(contents.find('\n') + 1) : contents;
+    }
+
     bool exists(const std::string& fileName) const { return std::filesystem::exists(m_directory.getPathOf(fileName)); }
 
     const TemporaryDirectory m_directory;
@@ -325,8 +331,7 @@ TEST_F(TwoWritersTest, encodeAndDecodeLockTheirOutput) {
         finish(pipeEnd, getTriple("one") + getTriple("one"));
         EXPECT_EQ(0, first->wait().m_exitCode);
         EXPECT_EQ(0, second->wait().m_exitCode);
-        EXPECT_EQ(verb == "encode" ? "<urn:s> <urn:p> <melnar:1> .\n" : getTriple("one"),
-                  TemporaryDirectory::getContentsOf(m_directory.getPathOf("out.nt")));
+        EXPECT_EQ(verb == "encode" ? "<urn:s> <urn:p> <melnar:1> .\n" : getTriple("one"), getStatementsOf("out.nt"));
         EXPECT_FALSE(exists("out.nt.lock"));
     }
 }
@@ -346,7 +351,7 @@ TEST_F(TwoWritersTest, anOutputIsLookedAtAgainAfterTheWait) {
     EXPECT_EQ(0, first->wait().m_exitCode);
     for (const auto& tool : waiting)
         EXPECT_EQ(2, tool->wait().m_exitCode);
-    EXPECT_EQ("<urn:s> <urn:p> <melnar:1> .\n", TemporaryDirectory::getContentsOf(m_directory.getPathOf("out")));
+    EXPECT_EQ("<urn:s> <urn:p> <melnar:1> .\n", getStatementsOf("out"));
 }
 
 TEST_F(TwoWritersTest, aDictionaryThatComesDuringTheWaitIsAddedTo) {

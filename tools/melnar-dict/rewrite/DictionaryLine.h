@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+class DictionaryHistory;
+
+/// The comment that an encoded file begins with. It names the dictionary whose IDs the file holds, so that no other one
+/// puts wrong literals in their place. Where encoded files were put one behind the other, each has its line.
+namespace DictionaryLine {
+
+/// The line for a dictionary as it was saved last, with its line end.
+std::string make(const DictionaryHistory& history);
+
+/// A line that a dictionary refuses.
+struct Refusal {
+    size_t m_begin; // in the text
+    std::string m_cause;
+};
+
+/// Finds the first line, of a text that starts with one, that names a dictionary from which this one has not grown, or
+/// that is damaged. A text without such lines may be of any dictionary.
+std::optional<Refusal> findRefused(std::string_view text, const DictionaryHistory& history);
+
+} // namespace DictionaryLine
