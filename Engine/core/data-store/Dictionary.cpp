@@ -66,15 +66,25 @@ const Prefixes& getNoPrefixes() {
 
 } // namespace
 
+Dictionary::Capacity Dictionary::getLargestCapacity(const size_t memoryLimit,
+                                                    const uint64_t maximumNumberOfResources) noexcept {
+    return {maximumNumberOfResources, std::min(memoryLimit, LARGEST_DATA_POOL)};
+}
+
 Dictionary::Dictionary(const size_t memoryLimit, const uint64_t maximumNumberOfResources,
                        const DictionaryOptions& options)
-    : m_maximumNumberOfResources(checkMaximumNumberOfResources(maximumNumberOfResources)), m_memoryManager(memoryLimit),
-      m_nextResourceID(1), m_commitPoint(1), m_resourceDataOffsets(m_memoryManager), m_resourceFlags(m_memoryManager),
+    : Dictionary(memoryLimit, checkMaximumNumberOfResources(maximumNumberOfResources), options,
+                 options.m_canGrow ? getLargestCapacity(memoryLimit, maximumNumberOfResources) : Capacity{0, 0}) {}
+
+Dictionary::Dictionary(const size_t memoryLimit, const uint64_t maximumNumberOfResources,
+                       const DictionaryOptions& options, const Capacity& capacity)
+    : m_maximumNumberOfResources(maximumNumberOfResources), m_memoryManager(memoryLimit), m_nextResourceID(1),
+      m_commitPoint(1), m_resourceDataOffsets(m_memoryManager), m_resourceFlags(m_memoryManager),
       m_dataPool(m_memoryManager) {
     // Index 0 belongs to no resource. The regions' capacity is what keeps resource IDs within the maximum.
-    m_resourceDataOffsets.initialize(m_maximumNumberOfResources + 1);
-    m_resourceFlags.initialize(m_maximumNumberOfResources + 1);
-    m_dataPool.initialize(std::min(memoryLimit, LARGEST_DATA_POOL));
+    m_resourceDataOffsets.initialize(capacity.m_numberOfResources + 1);
+    m_resourceFlags.initialize(capacity.m_numberOfResources + 1);
+    m_dataPool.initialize(capacity.m_dataPoolBytes);
     const bool useNarrowBuckets = m_maximumNumberOfResources <= LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS;
     for (const DictionaryDatatypeFactory* const factory : DictionaryDatatypeFactory::getFactories()) {
         m_datatypes.push_back(

@@ -62,7 +62,7 @@ public:
 
     /// An empty dictionary that uses at most `memoryLimit` bytes and holds at most `maximumNumberOfResources`
     /// resources, withdrawn ones included. Reserves address space for them, 9 bytes a resource and one byte a byte of
-    /// the limit; memory is taken as it is needed.
+    /// the limit, unless the options say otherwise; memory is taken as it is needed.
     Dictionary(size_t memoryLimit, uint64_t maximumNumberOfResources, const DictionaryOptions& options = {});
     ~Dictionary();
 
@@ -209,6 +209,16 @@ private:
         DictionaryDatatype* m_datatype = nullptr;
     };
 
+    /// For how much address space is reserved.
+    struct Capacity {
+        uint64_t m_numberOfResources;
+        size_t m_dataPoolBytes;
+    };
+
+    Dictionary(size_t memoryLimit, uint64_t maximumNumberOfResources, const DictionaryOptions& options,
+               const Capacity& capacity);
+
+    static Capacity getLargestCapacity(size_t memoryLimit, uint64_t maximumNumberOfResources) noexcept;
     const Server& getServer(uint8_t datatypeID) const;
     uint8_t getDatatypeID(uint64_t resourceID) const noexcept;
     void prefetchResources(std::span<const BatchEntry> entries) const noexcept;

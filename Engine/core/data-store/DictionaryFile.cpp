@@ -4,6 +4,7 @@
 #include "Engine/core/data-store/SectionInputStream.h"
 #include "Engine/core/data-store/SectionOutputStream.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -170,9 +171,12 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_
                                                  const DictionaryOptions& options) {
     SectionInputStream sections(input);
     const Header header = readHeader(sections);
+    Dictionary::Capacity capacity = Dictionary::getLargestCapacity(memoryLimit, header.m_maximumNumberOfResources);
+    if (!options.m_canGrow)
+        capacity = {header.m_nextResourceID - 1, std::min<size_t>(capacity.m_dataPoolBytes, header.m_dataPoolBytes)};
     // Fingerprints come last, so that none of what is read must make do without the memory that they take.
-    auto dictionary = std::make_unique<Dictionary>(memoryLimit, header.m_maximumNumberOfResources,
-                                                   DictionaryOptions{.m_keepFingerprints = false});
+    std::unique_ptr<Dictionary> dictionary(new Dictionary(memoryLimit, header.m_maximumNumberOfResources,
+                                                          DictionaryOptions{.m_keepFingerprints = false}, capacity));
     if (header.m_numberOfDatatypes != dictionary->m_datatypes.size())
         sections.reportDamage("it announces " + std::to_string(header.m_numberOfDatatypes) + " datatype objects.");
     const size_t numberOfResources = header.m_nextResourceID - 1;

@@ -9,6 +9,11 @@ struct DictionaryOptions {
     /// absent literals are several times faster then.
     bool m_keepFingerprints = true;
 
+    /// Whether address space is reserved for all that the dictionary may come to hold. Without, it holds no more than it
+    /// does when it has been made or opened, and refuses new literals at a limit; a process whose address space is
+    /// limited can open it to read it.
+    bool m_canGrow = true;
+
     /// A new literal that collides in its hash table with more others is refused, with HashCollisionException: with
     /// fingerprints those of its own fingerprint count, without them all that its probe passes. By chance a few hundred
     /// never collide; literals whose hashes were made to collide would take time that grows with the square of their

@@ -3,6 +3,7 @@
 #include "tools/melnar-dict/input/InputFile.h"
 #include "tools/melnar-dict/rewrite/StatementDecoder.h"
 #include "tools/melnar-dict/rewrite/StatementEncoder.h"
+#include "tools/melnar-dict/saved/OpenToRead.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/OutputFile.h"
 #include "tools/melnar-dict/threads/BlockWork.h"
@@ -94,7 +95,7 @@ template<class Rewriter>
 ExitCode run(const RewriteOptions& options, StandardOutput& output, std::ostream& errorOutput) {
     checkOutput(options); // before a wait, which may be long
     if (isStandardOutput(options)) {
-        const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
+        const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
         StandardOutputStream stream(output);
         const ExitCode exitCode = rewriteFiles<Rewriter>(options, *dictionary, stream, errorOutput);
         output.flush();
@@ -102,7 +103,7 @@ ExitCode run(const RewriteOptions& options, StandardOutput& output, std::ostream
     }
     OutputLock lock(options.m_output.m_outputName, options.m_output.m_waits, errorOutput);
     checkOutput(options); // The file may have come or changed since.
-    const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
+    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
     OutputFile file(lock);
     const ExitCode exitCode = rewriteFiles<Rewriter>(options, *dictionary, file.getStream(), errorOutput);
     if (exitCode == ExitCode::DONE)

@@ -1,5 +1,7 @@
 #include "tools/melnar-dict/saved/CompactCommand.h"
 
+#include "tools/melnar-dict/saved/OpenToRead.h"
+
 #include "tools/melnar-dict/saved/SaveDictionary.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
 
@@ -58,7 +60,7 @@ ExitCode runCompact(const CompactOptions& options, StandardOutput& output, std::
     OutputLock lock(outputName, options.m_output.m_waits, errorOutput);
     const bool isInPlace = checkOutput(outputName, options); // The file may have come or changed since.
     const auto dictionary =
-        Dictionary::open(isInPlace ? lock.getTargetName() : options.m_dictionaryName, options.m_memoryLimit);
+        openToRead(isInPlace ? lock.getTargetName() : options.m_dictionaryName, options.m_memoryLimit);
     const std::vector<uint64_t> newResourceIDs = dictionary->compact();
     // What became of the IDs is told when the new ones are on the disk, and before the old ones are gone.
     const auto printChangedIDs = [&] {

@@ -1,4 +1,6 @@
 #include "tools/melnar-dict/saved/DumpCommand.h"
+
+#include "tools/melnar-dict/saved/OpenToRead.h"
 #include "tools/melnar-dict/saved/ResourceRows.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
 
@@ -38,7 +40,7 @@ VerbDescription describeDump(DumpOptions& options) {
 }
 
 ExitCode runDump(const DumpOptions& options, StandardOutput& output, std::ostream&) {
-    const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
+    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
     const uint64_t endResourceID = dictionary->getNextResourceID();
     std::vector<BatchEntry> entries;
     ResourceRows rows(*dictionary, options.m_asksForJson, output);

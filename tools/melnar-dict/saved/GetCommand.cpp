@@ -1,4 +1,6 @@
 #include "tools/melnar-dict/saved/GetCommand.h"
+
+#include "tools/melnar-dict/saved/OpenToRead.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
 
 #include "tools/melnar-dict/input/BlockReader.h"
@@ -116,7 +118,7 @@ VerbDescription describeGet(GetOptions& options) {
 }
 
 ExitCode runGet(const GetOptions& options, StandardOutput& output, std::ostream& errorOutput) {
-    const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
+    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
     Answers answers(*dictionary, options.m_asksForJson, output, errorOutput);
     try {
         for (const std::optional<uint64_t> resourceID : options.m_resourceIDs)

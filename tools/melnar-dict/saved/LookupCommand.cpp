@@ -1,4 +1,6 @@
 #include "tools/melnar-dict/saved/LookupCommand.h"
+
+#include "tools/melnar-dict/saved/OpenToRead.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
 
 #include "tools/melnar-dict/input/BlockReader.h"
@@ -118,7 +120,7 @@ VerbDescription describeLookup(LookupOptions& options) {
 }
 
 ExitCode runLookup(const LookupOptions& options, StandardOutput& output, std::ostream& errorOutput) {
-    const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
+    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
     Answers answers(*dictionary, options.m_asksForJson, output, errorOutput);
     try {
         answerOperands(options.m_literals, answers, output);

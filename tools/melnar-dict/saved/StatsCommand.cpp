@@ -1,5 +1,7 @@
 #include "tools/melnar-dict/saved/StatsCommand.h"
 
+#include "tools/melnar-dict/saved/OpenToRead.h"
+
 #include "tools/melnar-dict/saved/DictionaryPage.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/OutputFile.h"
@@ -29,7 +31,7 @@ or the output cannot be written.
 constexpr const char* STANDARD_OUTPUT = "-";
 
 std::string makePage(const StatsOptions& options) {
-    const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
+    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
     const std::string name = std::filesystem::path(options.m_dictionaryName).filename().string();
     return toDictionaryPage(DictionaryPortrait::of(*dictionary, name));
 }
@@ -85,7 +87,7 @@ ExitCode runStats(const StatsOptions& options, StandardOutput& output, std::ostr
         writePage(options, output, errorOutput);
         return ExitCode::DONE;
     }
-    const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
+    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
     const std::unique_ptr<ComponentInfo> componentInfo = dictionary->getDetailedComponentInfo();
     MemoryOutputStream text;
     if (options.m_asksForJson)

@@ -1,4 +1,6 @@
 #include "tools/melnar-dict/saved/VerifyCommand.h"
+
+#include "tools/melnar-dict/saved/OpenToRead.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -34,7 +36,7 @@ VerbDescription describeVerify(VerifyOptions& options) {
 }
 
 ExitCode runVerify(const VerifyOptions& options, StandardOutput& output, std::ostream&) {
-    const auto dictionary = Dictionary::open(options.m_dictionaryName, options.m_memoryLimit);
+    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
     dictionary->verify();
     const size_t numberOfResources =
         dictionary->getNumberOfResources(D_XSD_STRING) + dictionary->getNumberOfResources(D_RDF_PLAIN_LITERAL);

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "Engine/core/data-store/Dictionary.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+/// Opens a saved dictionary to which no literal will be added. So no address space is reserved beyond what it holds.
+inline std::unique_ptr<Dictionary> openToRead(const std::string& fileName, const uint64_t memoryLimit) {
+    return Dictionary::open(fileName, memoryLimit, {.m_canGrow = false});
+}
