@@ -4,6 +4,7 @@
 #include "tools/melnar-dict/pieces/InputError.h"
 #include "tools/melnar-dict/shell/CommandLine.h"
 #include "tools/melnar-dict/shell/HelpText.h"
+#include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
 #include "tools/melnar-dict/shell/Suggestion.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
@@ -77,10 +78,10 @@ ExitCode runTool(const std::vector<std::string>& arguments) {
         StandardOutput output(STDOUT_FILENO);
         return run(arguments, output);
     } catch (const ToolFailure& failure) {
-        std::cerr << "melnar-dict: " << failure.what() << '\n';
+        std::cerr << "melnar-dict: " << toPrintableLines(failure.what()) << '\n';
         return failure.getExitCode();
     } catch (...) {
-        std::cerr << "melnar-dict: " << inputErrorOfCurrentException().m_cause << '\n';
+        std::cerr << "melnar-dict: " << toPrintableLines(inputErrorOfCurrentException().m_cause) << '\n';
         return ExitCode::FAILURE;
     }
 }

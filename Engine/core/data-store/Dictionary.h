@@ -147,7 +147,11 @@ public:
     void save(FileLock& lock) const;
 
     /// The dictionary that a file holds, with a memory limit of its own. MelnarException names file, section and
-    /// finding when the file is not a sound dictionary.
+    /// finding when the file is not a sound dictionary: checksums, and all that could make the dictionary read out of
+    /// bounds, probe for ever or give an ID twice. Whoever knows the format can write right checksums over wrong
+    /// contents. Then open does not see that a literal is found under another ID or not at all, or that a language tag
+    /// is malformed: verify does. Texts may be any bytes, here as when they are resolved, UTF-8 or not; those who print
+    /// them must look.
     static std::unique_ptr<Dictionary> open(const std::string& fileName, size_t memoryLimit,
                                             const DictionaryOptions& options = {});
 
@@ -162,7 +166,8 @@ public:
     std::vector<uint64_t> compact(const SurvivesCompaction& survives = nullptr);
 
     /// Checks that every resource is found under its own ID by a lookup, so that no string is there twice, and that
-    /// every plain literal has a well-formed tag. Throws MelnarException that names the first resource that fails.
+    /// every plain literal has a well-formed tag: all that open leaves open, but for UTF-8. Throws MelnarException that
+    /// names the first resource that fails.
     void verify() const;
 
     /// How many resources of a datatype exist. Walks a byte a resource.

@@ -31,7 +31,8 @@ LoadReport makeReport(const Dictionary& dictionary, const InputJournal& journal,
     return report;
 }
 
-void print(const LoadReport& report, const std::vector<Lookup>& lookups, const bool asJson, StandardOutput& output) {
+void print(const LoadReport& report, const std::vector<Lookup>& lookups, const bool asJson, StandardOutput& output,
+           std::ostream& errorOutput) {
     if (asJson)
         output.write(report.toJson(lookups));
     else {
@@ -40,6 +41,8 @@ void print(const LoadReport& report, const std::vector<Lookup>& lookups, const b
             output.write(lookup.toText());
     }
     output.flush();
+    for (const Lookup& lookup : lookups)
+        lookup.reportFlaw(errorOutput);
 }
 
 /// Refuses an output that would destroy something. Returns whether it is the dictionary that is added to.
@@ -120,7 +123,7 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
     std::vector<Lookup> lookups = options.m_lookups;
     for (Lookup& lookup : lookups)
         lookup.answer(dictionary);
-    print(makeReport(dictionary, journal, duration.count()), lookups, options.m_asksForJson, output);
+    print(makeReport(dictionary, journal, duration.count()), lookups, options.m_asksForJson, output, errorOutput);
     return std::all_of(lookups.begin(), lookups.end(), [](const Lookup& lookup) { return lookup.isAnswered(); })
                ? ExitCode::DONE
                : ExitCode::BAD_DATA;

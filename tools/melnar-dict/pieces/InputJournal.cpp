@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/pieces/InputJournal.h"
 
 #include "tools/melnar-dict/shell/Amounts.h"
+#include "tools/melnar-dict/shell/PrintableText.h"
 
 #include <algorithm>
 
@@ -79,10 +80,14 @@ void InputJournal::report(const Result& result) {
 }
 
 void InputJournal::report(const InputError& error) {
-    m_errorOutput << m_fileName << ':';
+    m_errorOutput << toPrintable(m_fileName) << ':';
     if (error.m_line != 0)
         m_errorOutput << m_firstLine + error.m_line - 1 << ':';
     if (error.m_column != 0)
         m_errorOutput << error.m_column << ':';
-    m_errorOutput << ' ' << error.m_cause << '\n';
+    // What is wrong with the data quotes it; other causes may have several lines.
+    m_errorOutput << ' '
+                  << (error.m_exitCode == ExitCode::BAD_DATA ? toPrintable(error.m_cause)
+                                                             : toPrintableLines(error.m_cause))
+                  << '\n';
 }

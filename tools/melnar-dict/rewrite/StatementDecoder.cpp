@@ -1,11 +1,10 @@
 #include "tools/melnar-dict/rewrite/StatementDecoder.h"
 
+#include "tools/melnar-dict/pieces/LiteralText.h"
 #include "tools/melnar-dict/rewrite/DictionaryLine.h"
 #include "tools/melnar-dict/rewrite/LiteralIri.h"
 
 #include "Engine/core/data-store/Dictionary.h"
-
-#include <algorithm>
 
 const char* StatementDecoder::appendTerm(const Rdf::Term& term, std::string& output) {
     if (term.m_kind == Rdf::TermKind::IRI && LiteralIri::isReserved(term.m_text)) {
@@ -45,9 +44,12 @@ void StatementDecoder::answerGaps() {
 
 const char* StatementDecoder::appendAnswer(const size_t gapIndex, std::string& output) {
     const std::string_view lexicalForm = m_literals[gapIndex].m_lexicalForm;
-    const size_t textLength = m_literals[gapIndex].m_datatypeID == D_XSD_STRING
-                                  ? lexicalForm.size()
-                                  : std::min(lexicalForm.rfind('@'), lexicalForm.size());
+    if (const char* const flaw = findLiteralFlaw(lexicalForm, m_literals[gapIndex].m_datatypeID)) {
+        m_cause = "resource " + std::to_string(m_literals[gapIndex].m_resourceID) + " cannot be written: " + flaw;
+        return m_cause.c_str();
+    }
+    const size_t textLength =
+        m_literals[gapIndex].m_datatypeID == D_XSD_STRING ? lexicalForm.size() : lexicalForm.rfind('@');
     output += '"';
     appendEscaped(lexicalForm.substr(0, textLength), output);
     output += '"';

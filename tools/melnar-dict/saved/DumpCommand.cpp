@@ -19,8 +19,8 @@ literal in Turtle syntax.
 )";
 
 constexpr const char* EXIT_CODES = R"(
-0 done, 2 wrong command line, 3 the dictionary cannot be read, a
-limit was reached, or the output cannot be written.
+0 done, 1 a literal cannot be written, since its text is not UTF-8 or its tag malformed, and was left out, 2 wrong
+command line, 3 the dictionary cannot be read, a limit was reached, or the output cannot be written.
 )";
 
 // Enough for the dictionary to work at full speed.
@@ -39,20 +39,21 @@ VerbDescription describeDump(DumpOptions& options) {
     return verb;
 }
 
-ExitCode runDump(const DumpOptions& options, StandardOutput& output, std::ostream&) {
+ExitCode runDump(const DumpOptions& options, StandardOutput& output, std::ostream& errorOutput) {
     const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
     const uint64_t endResourceID = dictionary->getNextResourceID();
     std::vector<BatchEntry> entries;
-    ResourceRows rows(*dictionary, options.m_asksForJson, output);
+    ResourceRows rows(options.m_asksForJson, output, errorOutput);
+    ExitCode exitCode = ExitCode::DONE;
     for (uint64_t begin = 1; begin < endResourceID; begin += RESOURCES_OF_A_GROUP) {
         entries.resize(std::min(RESOURCES_OF_A_GROUP, endResourceID - begin));
         for (size_t index = 0; index < entries.size(); ++index)
             entries[index].m_resourceID = begin + index;
         dictionary->getResources(entries);
         for (const BatchEntry& entry : entries)
-            if (entry.m_datatypeID != D_INVALID)
-                rows.print(entry);
+            if (entry.m_datatypeID != D_INVALID && !rows.print(entry))
+                exitCode = ExitCode::BAD_DATA;
     }
     output.flush();
-    return ExitCode::DONE;
+    return exitCode;
 }

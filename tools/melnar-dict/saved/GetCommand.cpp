@@ -24,7 +24,8 @@ standard input, an ID in each.
 )";
 
 constexpr const char* EXIT_CODES = R"(
-0 done, 1 something not found or a line that is not an ID, 2 wrong command line, 3 the
+0 done, 1 something not found, a line that is not an ID, or a literal that cannot be written since its text is not UTF-8
+or its tag malformed, 2 wrong command line, 3 the
 dictionary cannot be read or a limit was reached.
 )";
 
@@ -35,7 +36,7 @@ constexpr size_t IDS_OF_A_GROUP = 4096;
 class Answers {
 public:
     Answers(const Dictionary& dictionary, const bool asJson, StandardOutput& output, std::ostream& errorOutput)
-        : m_dictionary(dictionary), m_rows(dictionary, asJson, output), m_output(output), m_errorOutput(errorOutput) {}
+        : m_dictionary(dictionary), m_rows(asJson, output, errorOutput), m_output(output), m_errorOutput(errorOutput) {}
 
     void add(const uint64_t resourceID) {
         m_group.emplace_back().m_resourceID = resourceID;
@@ -62,12 +63,11 @@ public:
     void answer() {
         m_dictionary.getResources(m_group);
         for (const BatchEntry& entry : m_group)
-            if (entry.m_datatypeID != D_INVALID)
-                m_rows.print(entry);
-            else {
+            if (entry.m_datatypeID == D_INVALID) {
                 m_rows.printMissingResource(entry.m_resourceID);
                 m_exitCode = ExitCode::BAD_DATA;
-            }
+            } else if (!m_rows.print(entry))
+                m_exitCode = ExitCode::BAD_DATA;
         m_group.clear();
     }
 
@@ -95,43 +95,9 @@ private:
 
 } // namespace
 
-VerbDescription describeGet(GetOptions& options) {
-    VerbDescription verb{"get",
-                         "print the literals of resource IDs",
-                         TEXT,
-                         EXIT_CODES,
-                         {{"get dump.dict 1 17", "Prints the literals with the IDs 1 and 17."},
-                          {"get dump.dict - < ids.txt", "Prints the literals of all IDs in a file."}}};
-    addDictionary(verb, options);
-    addJson(verb, JsonLayout::ROW, options.m_asksForJson);
-    verb.m_operands.push_back({"ID", "a resource ID", true, [&options](const std::string& value) {
-                                   const std::optional<uint64_t> resourceID = parseNumber(value);
-                                   if (!resourceID && value != STANDARD_INPUT)
-                                       throw ToolFailure(ExitCode::USAGE, quoteText(value) + " is not a resource ID");
-                                   options.m_resourceIDs.push_back(resourceID);
-                               }});
-    verb.m_checks.emplace_back([&options] {
-        if (std::count(options.m_resourceIDs.begin(), options.m_resourceIDs.end(), std::nullopt) > 1)
-            throw ToolFailure(ExitCode::USAGE, "standard input can be read only once");
-    });
-    return verb;
-}
-
-ExitCode runGet(const GetOptions& options, StandardOutput& output, std::ostream& errorOutput) {
-    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
-    Answers answers(*dictionary, options.m_asksForJson, output, errorOutput);
-    try {
-        for (const std::optional<uint64_t> resourceID : options.m_resourceIDs)
-            if (resourceID)
-                answers.add(*resourceID);
-            else {
-                answers.answer();
-                answers.addLines();
-            }
-        answers.answer();
-    } catch (...) {
-        output.flushAfterFailure(); // what has been answered so far
-        throw;
+constexpr const char* EXIT_CODES = R"(
+0 done, 1 something not found, a line that is not an ID, or a literal that cannot be written since its text is not UTF-8
+or its tag malformed, 2 wrong command line, 3 the
     }
     output.flush();
     return answers.getExitCode();

@@ -3,6 +3,7 @@
 #include "tools/melnar-dict/pieces/LiteralBatch.h"
 #include "tools/melnar-dict/pieces/LiteralCollector.h"
 #include "tools/melnar-dict/pieces/LiteralRefusal.h"
+#include "tools/melnar-dict/pieces/LiteralText.h"
 #include "tools/melnar-dict/saved/LiteralReader.h"
 #include "tools/melnar-dict/shell/QuotedText.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
@@ -35,12 +36,24 @@ Lookup Lookup::ofLiteral(const std::string& literal) {
 void Lookup::answer(const Dictionary& dictionary) {
     if (!m_asksForLiteral) {
         m_resourceID = dictionary.tryResolveResource(dictionary.getCommitPoint(), m_lexicalForm, m_datatypeID);
-        dictionary.appendTurtleLiteral(m_lexicalForm, m_datatypeID, m_turtleLiteral);
-    } else if (m_resourceID < dictionary.getCommitPoint().m_resourceID && dictionary.hasResource(m_resourceID))
-        dictionary.appendTurtleLiteral(m_resourceID, m_turtleLiteral);
+        appendLiteralText(m_lexicalForm, m_datatypeID, m_turtleLiteral);
+    } else if (m_resourceID < dictionary.getCommitPoint().m_resourceID && dictionary.hasResource(m_resourceID)) {
+        std::string lexicalForm;
+        const uint8_t datatypeID = dictionary.getResource(m_resourceID, lexicalForm);
+        m_flaw = findLiteralFlaw(lexicalForm, datatypeID);
+        if (m_flaw == nullptr)
+            appendLiteralText(lexicalForm, datatypeID, m_turtleLiteral);
+    }
+}
+
+void Lookup::reportFlaw(std::ostream& errorOutput) const {
+    if (m_flaw != nullptr)
+        errorOutput << "melnar-dict: resource " << m_resourceID << " cannot be written: " << m_flaw << '\n';
 }
 
 std::string Lookup::toText() const {
+    if (m_flaw != nullptr)
+        return {};
     if (isAnswered())
         return std::to_string(m_resourceID) + '\t' + m_turtleLiteral + '\n';
     return "not found\t" + (m_asksForLiteral ? m_question : m_turtleLiteral) + '\n';

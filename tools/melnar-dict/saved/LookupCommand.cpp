@@ -7,6 +7,7 @@
 #include "tools/melnar-dict/input/InputFile.h"
 #include "tools/melnar-dict/saved/LiteralLines.h"
 #include "tools/melnar-dict/saved/ResourceRows.h"
+#include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/QuotedText.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
@@ -37,7 +38,7 @@ constexpr const char* STANDARD_INPUT = "-";
 class Answers {
 public:
     Answers(const Dictionary& dictionary, const bool asJson, StandardOutput& output, std::ostream& errorOutput)
-        : m_dictionary(dictionary), m_rows(dictionary, asJson, output), m_errorOutput(errorOutput) {}
+        : m_dictionary(dictionary), m_rows(asJson, output, errorOutput), m_errorOutput(errorOutput) {}
 
     /// `formatError` makes the line that tells an error.
     LiteralLines::Receiver getReceiver(std::function<std::string(const InputError& error)> formatError) {
@@ -46,7 +47,7 @@ public:
                 },
                 [this](const BatchEntry& literal) { print(literal); },
                 [this, formatError = std::move(formatError)](const InputError& error) {
-                    m_errorOutput << formatError(error) << '\n';
+                    m_errorOutput << toPrintable(formatError(error)) << '\n';
                     m_exitCode = ExitCode::BAD_DATA;
                 }};
     }
@@ -55,12 +56,11 @@ public:
 
 private:
     void print(const BatchEntry& literal) {
-        if (literal.m_resourceID != 0)
-            m_rows.print(literal);
-        else {
+        if (literal.m_resourceID == 0) {
             m_rows.printMissingLiteral(literal);
             m_exitCode = ExitCode::BAD_DATA;
-        }
+        } else if (!m_rows.print(literal))
+            m_exitCode = ExitCode::BAD_DATA;
     }
 
     const Dictionary& m_dictionary;

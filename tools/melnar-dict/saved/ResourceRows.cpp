@@ -1,6 +1,6 @@
 #include "tools/melnar-dict/saved/ResourceRows.h"
 
-#include "Engine/core/data-store/Dictionary.h"
+#include "tools/melnar-dict/pieces/LiteralText.h"
 
 #include <nlohmann/json.hpp>
 
@@ -18,25 +18,30 @@ void assign(Json& json, const std::string_view text) {
 
 } // namespace
 
-ResourceRows::ResourceRows(const Dictionary& dictionary, const bool asJson, StandardOutput& output)
-    : m_dictionary(dictionary), m_output(output),
+ResourceRows::ResourceRows(const bool asJson, StandardOutput& output, std::ostream& errorOutput)
+    : m_output(output), m_errorOutput(errorOutput),
       m_json(asJson ? new Json{{"id", nullptr}, {"literal", nullptr}, {"text", nullptr}, {"language", nullptr}}
                     : nullptr) {}
 
 ResourceRows::~ResourceRows() = default;
 
-void ResourceRows::print(const BatchEntry& resource) {
+bool ResourceRows::print(const BatchEntry& resource) {
+    if (const char* const flaw = findLiteralFlaw(resource.m_lexicalForm, resource.m_datatypeID)) {
+        m_errorOutput << "melnar-dict: resource " << resource.m_resourceID << " cannot be written: " << flaw << '\n';
+        return false;
+    }
     if (m_json) {
         (*m_json)["id"] = resource.m_resourceID;
         setLiteral(resource);
         printJson();
-        return;
+        return true;
     }
     m_text = std::to_string(resource.m_resourceID);
     m_text += '\t';
-    m_dictionary.appendTurtleLiteral(resource.m_lexicalForm, resource.m_datatypeID, m_text);
+    appendLiteralText(resource.m_lexicalForm, resource.m_datatypeID, m_text);
     m_text += '\n';
     m_output.write(m_text);
+    return true;
 }
 
 void ResourceRows::printMissingResource(const uint64_t resourceID) {
@@ -55,14 +60,14 @@ void ResourceRows::printMissingLiteral(const BatchEntry& literal) {
         return;
     }
     m_text = NOT_FOUND;
-    m_dictionary.appendTurtleLiteral(literal.m_lexicalForm, literal.m_datatypeID, m_text);
+    appendLiteralText(literal.m_lexicalForm, literal.m_datatypeID, m_text);
     m_text += '\n';
     m_output.write(m_text);
 }
 
 void ResourceRows::setLiteral(const BatchEntry& literal) {
     m_text.clear();
-    m_dictionary.appendTurtleLiteral(literal.m_lexicalForm, literal.m_datatypeID, m_text);
+    appendLiteralText(literal.m_lexicalForm, literal.m_datatypeID, m_text);
     assign((*m_json)["literal"], m_text);
     const bool hasTag = literal.m_datatypeID == D_RDF_PLAIN_LITERAL;
     const size_t textLength = hasTag ? literal.m_lexicalForm.find_last_of('@') : literal.m_lexicalForm.size();

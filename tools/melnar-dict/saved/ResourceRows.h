@@ -8,23 +8,23 @@
 
 #include <cstdint>
 #include <memory>
+#include <ostream>
 #include <string>
-
-class Dictionary;
 
 /// Prints resources, a row each: ID, tab and literal in Turtle syntax, or a JSON object with "id", "literal", "text" and
 /// "language", where null is what is not known. Nothing of a row is kept.
 ///
-/// Ownership  Refers to dictionary and output, which must outlive it.
+/// Ownership  Refers to the outputs, which must outlive it.
 /// Threads    One at a time.
 /// Errors     Those of StandardOutput.
 class ResourceRows : private Unmovable {
 public:
-    ResourceRows(const Dictionary& dictionary, bool asJson, StandardOutput& output);
+    ResourceRows(bool asJson, StandardOutput& output, std::ostream& errorOutput);
     ~ResourceRows();
 
-    /// Prints a resource with its ID and its literal.
-    void print(const BatchEntry& resource);
+    /// Prints a resource with its ID and its literal. Returns false if no syntax of RDF can hold the literal: then the
+    /// error output gets a message instead.
+    bool print(const BatchEntry& resource);
 
     /// Prints that there is no resource with the ID, or no ID for the literal.
     void printMissingResource(uint64_t resourceID);
@@ -34,8 +34,8 @@ private:
     void setLiteral(const BatchEntry& literal);
     void printJson();
 
-    const Dictionary& m_dictionary;
     StandardOutput& m_output;
+    std::ostream& m_errorOutput;
     const std::unique_ptr<Json> m_json; // the row, whose memory is used again; null when rows are text
     std::string m_text;
 };

@@ -1,7 +1,10 @@
 #include "tools/melnar-dict/saved/VerifyCommand.h"
 
+#include "tools/melnar-dict/pieces/LiteralText.h"
 #include "tools/melnar-dict/saved/OpenToRead.h"
+#include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 
@@ -13,38 +16,35 @@ namespace {
 
 constexpr const char* TEXT = R"(
 Checks a saved dictionary: all checksums, all that its parts say of each other,
-and that a lookup finds every literal under its own ID, so that none is there
-twice. Says on standard error what is damaged, and where.
+that a lookup finds every literal under its own ID, so that none is there twice,
+that every text is UTF-8 and every language tag well-formed. Says on standard
+error what is damaged, and where.
 )";
 
 constexpr const char* EXIT_CODES = R"(
-0 the dictionary is sound, 2 wrong command line, 3 it is damaged,
-cannot be read, or a limit was reached.
+0 the dictionary is sound, 1 a text is not UTF-8, 2 wrong command line, 3 it is
+damaged, cannot be read, or a limit was reached.
 )";
+
+/// The engine takes any bytes for text, so that it is for the tool to object.
+void requireWritableLiterals(const Dictionary& dictionary) {
+    dictionary.forEachResource([](const uint64_t resourceID, const ResourceValue& value) {
+        const std::string_view lexicalForm(reinterpret_cast<const char*>(value.m_data), value.m_dataSize - 1);
+        if (const char* const flaw = findLiteralFlaw(lexicalForm, value.m_datatypeID))
+            throw ToolFailure(ExitCode::BAD_DATA, "resource " + std::to_string(resourceID) + ": " + flaw);
+    });
+}
 
 } // namespace
 
-VerbDescription describeVerify(VerifyOptions& options) {
-    VerbDescription verb{"verify",
-                         "check a saved dictionary",
-                         TEXT,
-                         EXIT_CODES,
-                         {{"verify dump.dict", "Says whether the file is sound."}}};
-    addDictionary(verb, options);
-    addJson(verb, JsonLayout::DOCUMENT, options.m_asksForJson);
-    return verb;
-}
+that a lookup finds every literal under its own ID, so that none is there twice,
+that every text is UTF-8 and every language tag well-formed. Says on standard
+error what is damaged, and where.
+)";
 
-ExitCode runVerify(const VerifyOptions& options, StandardOutput& output, std::ostream&) {
-    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
-    dictionary->verify();
-    const size_t numberOfResources =
-        dictionary->getNumberOfResources(D_XSD_STRING) + dictionary->getNumberOfResources(D_RDF_PLAIN_LITERAL);
-    output.write(
-        options.m_asksForJson
-            ? toText(Json{{"dictionary", options.m_dictionaryName}, {"sound", true}, {"resources", numberOfResources}},
-                     JsonLayout::DOCUMENT)
-            : options.m_dictionaryName + ": sound, " + std::to_string(numberOfResources) + " resources\n");
+constexpr const char* EXIT_CODES = R"(
+0 the dictionary is sound, 1 a text is not UTF-8, 2 wrong command line, 3 it is
+damaged, cannot be read, or a limit was reached.
     output.flush();
     return ExitCode::DONE;
 }

@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/shell/OutputLock.h"
 
 #include "tools/melnar-dict/shell/Interruption.h"
+#include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 OutputLock::OutputLock(const std::string& fileName, const bool waits, std::ostream& errorOutput) {
@@ -9,7 +10,7 @@ OutputLock::OutputLock(const std::string& fileName, const bool waits, std::ostre
         const std::string cause = "'" + fileName + "' is being written by " + holder;
         if (!waits)
             throw ToolFailure(ExitCode::FAILURE, cause + "; --wait waits for its end");
-        errorOutput << "melnar-dict: " << cause << "; waiting for its end" << std::endl;
+        errorOutput << "melnar-dict: " << toPrintable(cause) << "; waiting for its end" << std::endl;
         delay.reset(); // A wait may be long, and meanwhile there is no lock file of this process.
         wait();
         delay.emplace();

@@ -1,11 +1,21 @@
 #include "Engine/core/data-store/dictionary/LanguageCounts.h"
 
+#include "Engine/core/data-store/dictionary/PlainLiteral.h"
+
 #include <algorithm>
 #include <utility>
 #include <vector>
 
+namespace {
+
+/// Stands for all that are none, and might do anything to a terminal.
+constexpr std::string_view MALFORMED_TAGS = "(malformed)";
+
+} // namespace
+
 void LanguageCounts::add(const std::string_view plainLiteral) {
-    const std::string_view tag = plainLiteral.substr(plainLiteral.rfind('@') + 1);
+    const bool hasTag = classifyPlainLiteral(plainLiteral.data(), plainLiteral.size()) == PlainLiteralKind::WITH_TAG;
+    const std::string_view tag = hasTag ? plainLiteral.substr(plainLiteral.rfind('@') + 1) : MALFORMED_TAGS;
     const auto found = m_literalsByTag.find(tag);
     if (found == m_literalsByTag.end())
         m_literalsByTag.emplace(tag, 1);

@@ -15,7 +15,7 @@
 /// Errors   std::bad_alloc.
 class LanguageCounts {
 public:
-    /// Counts a literal that is text, '@' and language tag.
+    /// Counts a literal that is text, '@' and language tag. What is not, as in a file that lies, is counted by itself.
     void add(std::string_view plainLiteral);
 
     /// The tags with their numbers of literals, most frequent first, tags as frequent as each other in alphabetical

@@ -31,6 +31,10 @@ TEST(LanguageCountsTest, equallyFrequentLanguagesComeInAlphabeticalOrder) {
     EXPECT_EQ("Languages de:1 en:1 fr:1", describe({"a@fr", "b@en", "c@de"}));
 }
 
+TEST(LanguageCountsTest, whatIsNoTagIsNotToldAsOne) {
+    EXPECT_EQ("Languages (malformed):5 en:1", describe({"a@\x1B[2J", "no tag", "a@", "a@en\n", "a@\xFF", "b@en"}));
+}
+
 TEST(LanguageCountsTest, theTagFollowsTheLastAtSign) {
     EXPECT_EQ("Languages en-GB:2", describe({"name@example.com@en-GB", "@en-GB"}));
 }
