@@ -1,13 +1,12 @@
 #include "tools/melnar-dict/saved/GetCommand.h"
 
-#include "tools/melnar-dict/saved/OpenToRead.h"
-#include "tools/melnar-dict/shell/SharedOptions.h"
-
 #include "tools/melnar-dict/input/BlockReader.h"
 #include "tools/melnar-dict/input/InputFile.h"
+#include "tools/melnar-dict/saved/OpenToRead.h"
 #include "tools/melnar-dict/saved/ResourceRows.h"
 #include "tools/melnar-dict/shell/NumberText.h"
 #include "tools/melnar-dict/shell/QuotedText.h"
+#include "tools/melnar-dict/shell/SharedOptions.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -25,8 +24,7 @@ standard input, an ID in each.
 
 constexpr const char* EXIT_CODES = R"(
 0 done, 1 something not found, a line that is not an ID, or a literal that cannot be written since its text is not UTF-8
-or its tag malformed, 2 wrong command line, 3 the
-dictionary cannot be read or a limit was reached.
+or its tag malformed, 2 wrong command line, 3 the dictionary cannot be read or a limit was reached.
 )";
 
 constexpr const char* STANDARD_INPUT = "-";
@@ -95,9 +93,43 @@ private:
 
 } // namespace
 
-constexpr const char* EXIT_CODES = R"(
-0 done, 1 something not found, a line that is not an ID, or a literal that cannot be written since its text is not UTF-8
-or its tag malformed, 2 wrong command line, 3 the
+VerbDescription describeGet(GetOptions& options) {
+    VerbDescription verb{"get",
+                         "print the literals of resource IDs",
+                         TEXT,
+                         EXIT_CODES,
+                         {{"get dump.dict 1 17", "Prints the literals with the IDs 1 and 17."},
+                          {"get dump.dict - < ids.txt", "Prints the literals of all IDs in a file."}}};
+    addDictionary(verb, options);
+    addJson(verb, JsonLayout::ROW, options.m_asksForJson);
+    verb.m_operands.push_back({"ID", "a resource ID", true, [&options](const std::string& value) {
+                                   const std::optional<uint64_t> resourceID = parseNumber(value);
+                                   if (!resourceID && value != STANDARD_INPUT)
+                                       throw ToolFailure(ExitCode::USAGE, quoteText(value) + " is not a resource ID");
+                                   options.m_resourceIDs.push_back(resourceID);
+                               }});
+    verb.m_checks.emplace_back([&options] {
+        if (std::count(options.m_resourceIDs.begin(), options.m_resourceIDs.end(), std::nullopt) > 1)
+            throw ToolFailure(ExitCode::USAGE, "standard input can be read only once");
+    });
+    return verb;
+}
+
+ExitCode runGet(const GetOptions& options, StandardOutput& output, std::ostream& errorOutput) {
+    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
+    Answers answers(*dictionary, options.m_asksForJson, output, errorOutput);
+    try {
+        for (const std::optional<uint64_t> resourceID : options.m_resourceIDs)
+            if (resourceID)
+                answers.add(*resourceID);
+            else {
+                answers.answer();
+                answers.addLines();
+            }
+        answers.answer();
+    } catch (...) {
+        output.flushAfterFailure(); // what has been answered so far
+        throw;
     }
     output.flush();
     return answers.getExitCode();

@@ -1,14 +1,13 @@
 #include "tools/melnar-dict/saved/LookupCommand.h"
 
-#include "tools/melnar-dict/saved/OpenToRead.h"
-#include "tools/melnar-dict/shell/SharedOptions.h"
-
 #include "tools/melnar-dict/input/BlockReader.h"
 #include "tools/melnar-dict/input/InputFile.h"
 #include "tools/melnar-dict/saved/LiteralLines.h"
+#include "tools/melnar-dict/saved/OpenToRead.h"
 #include "tools/melnar-dict/saved/ResourceRows.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/QuotedText.h"
+#include "tools/melnar-dict/shell/SharedOptions.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/Dictionary.h"

@@ -2,6 +2,8 @@
 
 #include "tools/melnar-dict/pieces/LiteralText.h"
 
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
+
 #include <nlohmann/json.hpp>
 
 #include <string_view>

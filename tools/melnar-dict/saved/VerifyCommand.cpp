@@ -37,14 +37,28 @@ void requireWritableLiterals(const Dictionary& dictionary) {
 
 } // namespace
 
-that a lookup finds every literal under its own ID, so that none is there twice,
-that every text is UTF-8 and every language tag well-formed. Says on standard
-error what is damaged, and where.
-)";
+VerbDescription describeVerify(VerifyOptions& options) {
+    VerbDescription verb{"verify",
+                         "check a saved dictionary",
+                         TEXT,
+                         EXIT_CODES,
+                         {{"verify dump.dict", "Says whether the file is sound."}}};
+    addDictionary(verb, options);
+    addJson(verb, JsonLayout::DOCUMENT, options.m_asksForJson);
+    return verb;
+}
 
-constexpr const char* EXIT_CODES = R"(
-0 the dictionary is sound, 1 a text is not UTF-8, 2 wrong command line, 3 it is
-damaged, cannot be read, or a limit was reached.
+ExitCode runVerify(const VerifyOptions& options, StandardOutput& output, std::ostream&) {
+    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
+    dictionary->verify();
+    requireWritableLiterals(*dictionary);
+    const size_t numberOfResources =
+        dictionary->getNumberOfResources(D_XSD_STRING) + dictionary->getNumberOfResources(D_RDF_PLAIN_LITERAL);
+    output.write(
+        options.m_asksForJson
+            ? toText(Json{{"dictionary", options.m_dictionaryName}, {"sound", true}, {"resources", numberOfResources}},
+                     JsonLayout::DOCUMENT)
+            : toPrintable(options.m_dictionaryName) + ": sound, " + std::to_string(numberOfResources) + " resources\n");
     output.flush();
     return ExitCode::DONE;
 }
