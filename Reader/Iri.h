@@ -45,6 +45,7 @@ public:
     explicit IriResolver(const std::string_view base) { setBase(base); }
 
     void setBase(std::string_view base);
+    const std::string& getBase() const noexcept { return m_base; }
     bool hasBase() const noexcept { return !m_base.empty(); }
 
     /// Returns the absolute IRI for a reference without a scheme. There must be a base.

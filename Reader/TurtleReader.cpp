@@ -4,6 +4,7 @@
 #include "Reader/QuotedString.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Rdf {
 
@@ -32,8 +33,16 @@ bool endsInComment(const char* const begin, const char* end) noexcept {
 } // namespace
 
 TurtleReader::TurtleReader(const ReaderOptions& options, StatementSink& sink)
-    : SyntaxReader(options, sink), m_context(options.m_base), m_terms(m_window, m_context),
-      m_triples(m_options, m_window, m_terms) {}
+    : SyntaxReader(options, sink), m_state{std::make_shared<const TurtleContext>(options.m_base), std::nullopt},
+      m_terms(m_window, m_places, m_state.m_context), m_triples(m_options, m_window, m_terms) {}
+
+void TurtleReader::startAt(const Place& place, TurtleState state) {
+    SyntaxReader::startAt(place);
+    m_state = std::move(state);
+    m_ownContext = nullptr;
+    m_skipper = {};
+    m_isInComment = false;
+}
 
 const char* TurtleReader::readText(const char* const begin, const char* const end, const bool isLast) {
     const char* at = finishSkipping(begin, end, isLast);
@@ -43,19 +52,16 @@ const char* TurtleReader::readText(const char* const begin, const char* const en
     for (;;) {
         const char* const unit = skipSpace(at);
         if (unit == end || m_window.isIncomplete()) {
-            if (isLast && m_isInGraph)
+            if (isLast && m_state.m_graph)
                 reportOpenGraph(end);
             return unit;
         }
         m_window.getArena().clear();
-        m_graph.m_begin = unit;
-        const uint64_t numberOfBlankNodes = m_context.m_numberOfBlankNodes;
         const char* const windowEnd = m_window.getEnd();
         const TextWindow::Beyond beyond = m_window.getBeyond();
         const bool isLong = narrowWindow(unit);
         at = readUnit(unit);
         if (m_window.isIncomplete()) {
-            m_context.m_numberOfBlankNodes = numberOfBlankNodes;
             if (!isLong)
                 return unit;
             at = m_window.failLength(unit, "statement", m_options.m_maximumLength);
@@ -73,7 +79,7 @@ const char* TurtleReader::readText(const char* const begin, const char* const en
             return end;
         }
         m_skipper.start(static_cast<size_t>(m_window.getFailurePlace() - unit), hasGraphs(m_options.m_syntax),
-                        m_isInGraph);
+                        m_state.m_graph.has_value());
         at = finishSkipping(unit, end, isLast);
         if (m_skipper.isSkipping())
             return at;
@@ -103,10 +109,10 @@ bool TurtleReader::narrowWindow(const char* const unit) {
 /// Reads a unit: a statement, a directive, or what opens or closes a graph.
 const char* TurtleReader::readUnit(const char* const at) {
     const int byte = m_window.peek(at);
-    if (m_isInGraph) {
+    if (m_state.m_graph) {
         if (byte != '}')
             return readTriples(at);
-        m_isInGraph = false;
+        m_state.m_graph.reset();
         return at + 1;
     }
     if (byte == '{' && m_options.m_syntax == Syntax::TRIG)
@@ -156,16 +162,19 @@ const char* TurtleReader::readPrefix(const char* at, const bool hasFullStop) {
         return m_window.failExpected(at, "a prefix and ':'");
     Term iri;
     at = readIriAndFullStop(end, iri, hasFullStop);
-    if (at != nullptr)
-        m_context.m_prefixes.insert_or_assign(std::string(name.m_prefix), std::string(iri.m_text));
+    if (at == nullptr)
+        return nullptr;
+    const auto known = m_state.m_context->m_prefixes.find(name.m_prefix);
+    if (known == m_state.m_context->m_prefixes.end() || known->second != iri.m_text)
+        changeContext().m_prefixes.insert_or_assign(std::string(name.m_prefix), std::string(iri.m_text));
     return at;
 }
 
 const char* TurtleReader::readBase(const char* at, const bool hasFullStop) {
     Term iri;
     at = readIriAndFullStop(at, iri, hasFullStop);
-    if (at != nullptr)
-        m_context.m_base.setBase(std::string(iri.m_text));
+    if (at != nullptr && m_state.m_context->m_base.getBase() != iri.m_text)
+        changeContext().m_base.setBase(iri.m_text);
     return at;
 }
 
@@ -206,7 +215,10 @@ const char* TurtleReader::readGraphLabel(const char* at) {
 }
 
 const char* TurtleReader::readTriples(const char* const at) {
-    const char* const end = m_triples.read(at, m_isInGraph ? &m_graph : nullptr);
+    Term graph;
+    if (m_state.m_graph)
+        graph = {m_state.m_graph->m_kind, Direction::NONE, m_state.m_graph->m_name, {}, {}, nullptr, at};
+    const char* const end = m_triples.read(at, m_state.m_graph ? &graph : nullptr);
     if (end == nullptr || m_window.isIncomplete())
         return end;
     if (const Term* const label = m_triples.getLabel())
@@ -221,12 +233,18 @@ const char* TurtleReader::readTriples(const char* const at) {
 const char* TurtleReader::enterGraph(const char* const brace, const Term& label) {
     if (m_window.isIncomplete())
         return brace;
-    m_isInGraph = true;
-    m_graphName = label.m_text;
-    m_graph.m_kind = label.m_kind;
-    m_graph.m_text = m_graphName;
-    m_graphPlace = m_places.find(brace);
+    m_state.m_graph = {label.m_kind, std::string(label.m_text), m_places.find(brace)};
     return brace + 1;
+}
+
+/// Returns the context to change it: a copy, if another state refers to it.
+TurtleContext& TurtleReader::changeContext() {
+    if (m_ownContext == nullptr) {
+        auto context = std::make_shared<TurtleContext>(*m_state.m_context);
+        m_ownContext = context.get();
+        m_state.m_context = std::move(context);
+    }
+    return *m_ownContext;
 }
 
 /// Goes on with what is being skipped, if anything is; its error is reported in the end.
@@ -242,10 +260,10 @@ const char* TurtleReader::finishSkipping(const char* const begin, const char* co
 }
 
 void TurtleReader::reportOpenGraph(const char* const end) {
-    m_isInGraph = false;
-    const uint64_t offset = m_places.getOffset(end);
-    m_error = {m_graphPlace, "this '{' is not closed: expected a statement or '}', found the end of the text", offset,
-               0};
+    m_error = {m_state.m_graph->m_place,
+               "this '{' is not closed: expected a statement or '}', found the end of the text",
+               m_places.getOffset(end), 0};
+    m_state.m_graph.reset();
     report(m_error, end);
 }
 

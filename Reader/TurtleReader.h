@@ -4,7 +4,6 @@
 #include "Reader/SyntaxReader.h"
 #include "Reader/TurtleTriples.h"
 
-#include <string>
 #include <string_view>
 
 namespace Rdf {
@@ -15,17 +14,20 @@ class TurtleReader : public SyntaxReader {
 public:
     TurtleReader(const ReaderOptions& options, StatementSink& sink);
 
-    /// What the statements depend on that come next.
-    const TurtleContext& getContext() const noexcept { return m_context; }
+    /// Starts over between statements, where the next text starts, as the reader would go on that the state is from.
+    void startAt(const Place& place, TurtleState state);
 
     /// Returns the text of the statement whose triples the sink is taking, with its full stop.
     std::string_view getStatementText() const noexcept { return m_statementText; }
 
-    /// Continues between statements of a text, outside of its graphs, as the reader would that the context is from.
-    void setContext(const TurtleContext& context) {
-        m_context = context;
-        m_isInGraph = m_isInComment = false;
+    /// What the statements depend on that come next.
+    TurtleState getState() {
+        m_ownContext = nullptr;
+        return m_state;
     }
+
+    /// Whether the text that is read for good ends between statements, and in no comment.
+    bool isBetweenStatements() const noexcept { return !m_skipper.isSkipping() && !m_isInComment; }
 
 private:
     const char* readText(const char* begin, const char* end, bool isLast) final;
@@ -41,20 +43,18 @@ private:
     const char* readGraphLabel(const char* at);
     const char* readTriples(const char* at);
     const char* enterGraph(const char* brace, const Term& label);
+    TurtleContext& changeContext();
     const char* finishSkipping(const char* begin, const char* end, bool isLast);
     void reportOpenGraph(const char* end);
 
-    TurtleContext m_context;
+    TurtleState m_state;
+    TurtleContext* m_ownContext = nullptr; // the context if no other state refers to it
     TurtleTerms m_terms;
     TurtleTriples m_triples;
     StatementSkipper m_skipper;
     SyntaxError m_error; // of the statement that is being skipped
     std::string_view m_statementText;
     bool m_isInComment = false; // at the start of the text
-    bool m_isInGraph = false;
-    Term m_graph;
-    std::string m_graphName;
-    Place m_graphPlace; // of the opening brace
 };
 
 } // namespace Rdf

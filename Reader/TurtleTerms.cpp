@@ -59,10 +59,10 @@ const char* TurtleTerms::readIri(const char* const at, Term& term, const char* c
     const char* const end = readIriReference(m_window, at, term.m_text);
     if (end == nullptr || isAbsoluteIri(term.m_text))
         return end;
-    if (!m_context.m_base.hasBase())
+    if (!m_context->m_base.hasBase())
         return m_window.fail(at, "expected an absolute IRI, as there is no base, found '<" + std::string(term.m_text) +
                                      ">'");
-    term.m_text = m_context.m_base.resolve(term.m_text, m_window.getArena());
+    term.m_text = m_context->m_base.resolve(term.m_text, m_window.getArena());
     return end;
 }
 
@@ -100,8 +100,8 @@ const char* TurtleTerms::readWord(const char* const at, Term& term, const char* 
 }
 
 const char* TurtleTerms::expandName(const char* const at, const char* const end, const Name& name, Term& term) {
-    const auto prefix = m_context.m_prefixes.find(name.m_prefix);
-    if (prefix == m_context.m_prefixes.end())
+    const auto prefix = m_context->m_prefixes.find(name.m_prefix);
+    if (prefix == m_context->m_prefixes.end())
         return m_window.fail(at, "expected a declared prefix, found '" + std::string(name.m_prefix) + ":'");
     term.m_kind = TermKind::IRI;
     term.m_begin = at;
@@ -111,11 +111,8 @@ const char* TurtleTerms::expandName(const char* const at, const char* const end,
 }
 
 Term TurtleTerms::makeBlankNode(const char* const at) {
-    std::string label(ANONYMOUS);
-    if (m_context.m_blankNodeScope != 0)
-        label.append(std::to_string(m_context.m_blankNodeScope)).append("-");
-    label += std::to_string(++m_context.m_numberOfBlankNodes);
-    return {TermKind::BLANK_NODE, Direction::NONE, join(label, {}, m_window.getArena()), {}, {}, nullptr, at};
+    const std::string_view label = join(ANONYMOUS, std::to_string(m_places.getOffset(at)), m_window.getArena());
+    return {TermKind::BLANK_NODE, Direction::NONE, label, {}, {}, nullptr, at};
 }
 
 } // namespace Rdf

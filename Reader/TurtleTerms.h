@@ -1,21 +1,25 @@
 #pragma once
 
 #include "Reader/Name.h"
+#include "Reader/PlaceCounter.h"
 #include "Reader/Term.h"
 #include "Reader/TextWindow.h"
 #include "Reader/TurtleContext.h"
 
+#include <memory>
 #include <string_view>
 
 namespace Rdf {
 
 /// Reads the terms of Turtle and TriG that have no terms within them.
 ///
-/// Labels     Nodes without a label are called anonN, or anonM-N in a scope M other than 0. Labels of the text that
-///            start with "anon" get an underscore after that, so that no two nodes share a label.
+/// Labels     Nodes without a label are called anonN by the offset of a byte that is theirs alone, so that their labels
+///            do not depend on where reading has begun. Labels of the text that start with "anon" get an underscore after
+///            that, so that no two nodes share a label.
 class TurtleTerms {
 public:
-    TurtleTerms(TextWindow& window, TurtleContext& context) : m_window(window), m_context(context) {}
+    TurtleTerms(TextWindow& window, const PlaceCounter& places, const std::shared_ptr<const TurtleContext>& context)
+        : m_window(window), m_places(places), m_context(context) {}
 
     /// Skips white space and comments.
     const char* skipSpace(const char* at) noexcept;
@@ -35,12 +39,13 @@ public:
     /// Makes a term of a name that was read.
     const char* expandName(const char* at, const char* end, const Name& name, Term& term);
 
-    /// Makes a node that has no label in the text.
+    /// Makes a node that has no label in the text, and of which nothing else stands at this byte.
     Term makeBlankNode(const char* at);
 
 private:
     TextWindow& m_window;
-    TurtleContext& m_context;
+    const PlaceCounter& m_places;
+    const std::shared_ptr<const TurtleContext>& m_context;
 };
 
 } // namespace Rdf

@@ -251,7 +251,7 @@ const char* TurtleTriples::complete(const char* const at, const Term& value) {
         frame.m_subject = value;
         frame.m_state = State::VERB;
     } else if (frame.m_kind == Kind::COLLECTION) {
-        addElement(value);
+        addElement(at, value);
     } else {
         frame.m_object = value;
         frame.m_reifier.m_kind = TermKind::NONE;
@@ -282,9 +282,10 @@ bool TurtleTriples::isEnd(const char* const at) {
     }
 }
 
-void TurtleTriples::addElement(const Term& value) {
+/// Adds an element, which ends here. Its node is named after its last byte, as the first may name the element.
+void TurtleTriples::addElement(const char* const end, const Term& value) {
     Frame& frame = top();
-    const Term node = m_terms.makeBlankNode(value.m_begin);
+    const Term node = m_terms.makeBlankNode(end - 1);
     if (frame.m_subject.m_kind == TermKind::NONE)
         frame.m_subject = node;
     else

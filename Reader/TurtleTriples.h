@@ -70,7 +70,7 @@ private:
     const char* complete(const char* at, const Term& value);
     const char* fail(const char* at, const char* expected);
     bool isEnd(const char* at);
-    void addElement(const Term& value);
+    void addElement(const char* end, const Term& value);
     void add(const Term& subject, const Term& predicate, const Term& object);
     Term makeTriple(const Frame& frame);
 

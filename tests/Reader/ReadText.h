@@ -2,7 +2,6 @@
 
 #include "Reader/ReaderOptions.h"
 #include "Reader/SyntaxError.h"
-#include "Reader/TurtleContext.h"
 
 #include <cstdint>
 #include <string>

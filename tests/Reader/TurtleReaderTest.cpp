@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -132,7 +133,7 @@ TEST(TurtleReaderTest, directivesInBothForms) {
 TEST(TurtleReaderTest, commentsAreSpace) {
     EXPECT_EQ("<u:s> <u:p> <u:o> .\n", read("# a\n:s#b\r:p#c \" <\n:o#d.\n.#e"));
     EXPECT_EQ("<u:s> <u:p> <u:o#> .\n", read(":s :p <u:o#> ."));
-    EXPECT_EQ("<u:s> <u:p> _:anon1 .\n", read(":s :p [ # comment ]\n] ."));
+    EXPECT_EQ("<u:s> <u:p> _:anon23 .\n", read(":s :p [ # comment ]\n] ."));
 }
 
 TEST(TurtleReaderTest, listsOfPredicatesAndObjects) {
@@ -143,7 +144,7 @@ TEST(TurtleReaderTest, listsOfPredicatesAndObjects) {
 TEST(TurtleReaderTest, brackets) {
     EXPECT_TRUE(
         areIsomorphic("_:a <u:p> <u:o> .\n_:a <u:q> _:b .\n_:b <u:r> _:c .\n", read("[ :p :o ; ] :q [ :r [] ] .")));
-    EXPECT_EQ("_:anon1 <u:p> <u:o> .\n", read("[ :p :o ] ."));
+    EXPECT_EQ("_:anon17 <u:p> <u:o> .\n", read("[ :p :o ] ."));
     EXPECT_EQ("<u:s> <u:p> " + RDF + "nil> .\n", read(":s :p ( ) ."));
     const std::string list = "_:a " + RDF + "first> <u:a> .\n_:a " + RDF + "rest> _:b .\n_:b " + RDF +
                              "first> \"b\" .\n_:b " + RDF + "rest> " + RDF + "nil> .\n";
@@ -152,19 +153,19 @@ TEST(TurtleReaderTest, brackets) {
 }
 
 TEST(TurtleReaderTest, nodesWithoutLabelShareNoneWithOthers) {
-    EXPECT_EQ("_:anon1 <u:p> _:anon_1 .\n_:anon_ <u:p> _:anon__1 .\n_:ano <u:p> _:b1 .\n",
+    EXPECT_EQ("_:anon17 <u:p> _:anon_1 .\n_:anon_ <u:p> _:anon__1 .\n_:ano <u:p> _:b1 .\n",
               read("[] :p _:anon1 . _:anon :p _:anon_1 . _:ano :p _:b1 ."));
 }
 
 TEST(TurtleReaderTest, reifiersAndAnnotations) {
     const std::string triple = "<<( <u:s> <u:p> <u:o> )>>";
     const std::string reifies = " " + RDF + "reifies> " + triple + " .\n";
-    EXPECT_EQ("<u:s> <u:p> <u:o> .\n<u:r>" + reifies + "<u:r> <u:a> <u:b> .\n_:anon1" + reifies +
-                  "_:anon1 <u:c> <u:d> .\n",
+    EXPECT_EQ("<u:s> <u:p> <u:o> .\n<u:r>" + reifies + "<u:r> <u:a> <u:b> .\n_:anon43" + reifies +
+                  "_:anon43 <u:c> <u:d> .\n",
               read(":s :p :o ~ :r {| :a :b |} {| :c :d |} ."));
-    EXPECT_EQ("<u:s> <u:p> <u:o> .\n_:anon1" + reifies + "_:x" + reifies + "_:anon2" + reifies,
+    EXPECT_EQ("<u:s> <u:p> <u:o> .\n_:anon26" + reifies + "_:x" + reifies + "_:anon34" + reifies,
               read(":s :p :o ~ ~_:x ~[] ."));
-    EXPECT_EQ("_:anon1" + reifies, read("<<:s :p :o>>."));
+    EXPECT_EQ("_:anon17" + reifies, read("<<:s :p :o>>."));
     EXPECT_EQ("<u:r>" + reifies + "<u:r> <u:q> " + triple + " .\n", read("<< :s :p :o ~ :r >> :q <<( :s :p :o )>> ."));
 }
 
@@ -193,21 +194,49 @@ TEST(TurtleReaderTest, aLiteralWithinATripleTermKeepsItsPlace) {
         result.m_literals);
 }
 
-TEST(TurtleReaderTest, aReaderStartsBetweenStatementsWithTheContextOfAnother) {
+TEST(TurtleReaderTest, everyNodeWithoutLabelHasALabelOfItsOwn) {
+    const std::string statements =
+        statementsOf(PREFIX + "([][:p[]](())((1))((<<:s :p :o>>)(<<:s :p :o~>>))(:a\\~[]'~'[]true[])) :p :o .\n"
+                              ":s :p :o ~ ~ ~[] {| :p () |} {| :p [] |} .",
+                     strict(Syntax::TURTLE));
+    std::set<std::string> labels;
+    for (size_t at = statements.find("_:"); at != std::string::npos; at = statements.find("_:", at + 1))
+        labels.insert(statements.substr(at, statements.find(' ', at) - at));
+    constexpr size_t ELEMENTS = 6 + 1 + 2 + 4 + 6;
+    constexpr size_t BRACKETS_AND_REIFIERS = 1 + 2 + 2 + 3 + 3 + 2;
+    EXPECT_EQ(ELEMENTS + BRACKETS_AND_REIFIERS, labels.size());
+}
+
+TEST(TurtleReaderTest, aReaderStartsBetweenStatementsWithTheStateOfAnother) {
     struct Sink : StatementSink {
-        void takeStatement(const Statement& statement) final { m_last = statement.m_subject.m_text; }
-        void takeError(const SyntaxError& error) final { ADD_FAILURE() << error.m_message; }
+        void takeStatement(const Statement& statement) final {
+            m_last = std::string(statement.m_subject.m_text) + ' ' + std::string(statement.m_object.m_text) + ' ' +
+                     std::string(statement.m_graph.m_text);
+        }
+        void takeError(const SyntaxError& error) final { m_last = error.format("f"); }
         std::string m_last;
     } sink;
-    TurtleReader first(strict(Syntax::TURTLE), sink);
-    first.read("@prefix : <u:> . @base <v:> . [] :p :o . ", false);
-    EXPECT_EQ("anon1", sink.m_last);
-    TurtleReader second(strict(Syntax::TURTLE), sink);
-    TurtleContext context = first.getContext();
-    context.m_blankNodeScope = 7;
-    second.setContext(context);
-    second.read("[] :p <o> .", true);
-    EXPECT_EQ("anon7-2", sink.m_last);
+    const std::string begin = "@prefix : <u:> . @base <v:> . :g {\n[] :p :o . ";
+    const std::string rest = "[] :p <o> .";
+    TurtleReader first(strict(Syntax::TRIG), sink);
+    first.read(begin, false);
+    EXPECT_EQ("anon35 u:o u:g", sink.m_last);
+    TurtleReader second(strict(Syntax::TRIG), sink);
+    const TurtleState state = first.getState();
+    second.startAt(first.getPlace(), state);
+    second.read(rest, false);
+    EXPECT_EQ("anon46 v:o u:g", sink.m_last);
+    EXPECT_EQ(state, second.getState());
+    second.read("} @prefix : <u:> . @base <v:> . :g {", false);
+    EXPECT_NE(state, second.getState()) << "another graph of that name";
+    EXPECT_EQ(state.m_context, second.getState().m_context) << "directives that change nothing";
+    second.read("} @prefix : <w:> . [] :p :o . ", false);
+    EXPECT_EQ(0u, sink.m_last.find("anon112 w:o")) << sink.m_last;
+    first.read(rest, true);
+    EXPECT_EQ("f:1:34: this '{' is not closed: expected a statement or '}', found the end of the text", sink.m_last);
+    first.startAt({1, 1, 0}, state);
+    first.read(":s :p :o }", true);
+    EXPECT_EQ("u:s u:o u:g", sink.m_last);
 }
 
 TEST(TurtleReaderTest, graphsOfTrig) {
@@ -219,9 +248,9 @@ TEST(TurtleReaderTest, graphsOfTrig) {
     EXPECT_EQ("<u:a> <u:b> <u:c> .\n<u:s> <u:p> <u:o> .\n", readTrig("{ :a :b :c } :s :p :o ."));
     EXPECT_EQ("<u:a> <u:b> <u:c> <u:g> .\n<u:a> <u:b> <u:d> <u:g> .\n", readTrig(":g{:a :b :c. :a :b :d.}"));
     EXPECT_EQ("<u:a> <u:b> <u:c> _:g .\n", readTrig("_:g { :a :b :c }"));
-    EXPECT_EQ("<u:a> <u:b> <u:c> _:anon1 .\n", readTrig("[ ] { :a :b :c }"));
+    EXPECT_EQ("<u:a> <u:b> <u:c> _:anon17 .\n", readTrig("[ ] { :a :b :c }"));
     EXPECT_EQ("<u:a> <u:b> <u:c> <u:g> .\n", readTrig("GRAPH :g { :a :b :c } graph _:h { } {}"));
-    EXPECT_EQ("_:anon1 <u:b> _:anon2 <u:g> .\n", readTrig(":g { [ :b [] ] }"));
+    EXPECT_EQ("_:anon22 <u:b> _:anon27 <u:g> .\n", readTrig(":g { [ :b [] ] }"));
     EXPECT_EQ("<u:a> <u:b> <u:c> <u:g> .\n<u:a> <v:b> <u:c> .\n",
               readTrig(":g { :a :b :c } @prefix v: <v:> . :a v:b :c ."));
 }
