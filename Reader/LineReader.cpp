@@ -112,7 +112,7 @@ const char* LineReader::readLine(const char* const line) {
             return nullptr;
         at = checkLength(line, readEndOfLine(at, "the end of the line after the statement"));
         if (at != nullptr)
-            m_sink.takeStatement(m_statement);
+            m_sink->takeStatement(m_statement);
         return at;
     }
     return checkLength(line, readEndOfLine(at, "a statement"));

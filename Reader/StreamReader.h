@@ -7,9 +7,8 @@
 
 namespace Rdf {
 
-/// Reads an input that comes in pieces, cut wherever they are. Keeps what is not read for good, at most a piece and the
-/// statement that it cuts, whose length the reader's options limit. Lenient reading of Turtle and TriG keeps all of a
-/// string or IRI that it skips.
+/// Reads an input that comes in pieces, cut wherever they are. Keeps what is not read for good: at most the statement
+/// that a piece cuts, whose length the reader's options limit.
 ///
 /// Ownership  The reader must outlive it, and is used through it until `finish`.
 /// Threads    One at a time.
@@ -18,19 +17,34 @@ class StreamReader {
 public:
     explicit StreamReader(SyntaxReader& reader) : m_reader(reader) {}
 
-    /// Takes the next bytes of the input by copying them.
+    /// Takes the next bytes of the input. Copies those that are not read for good.
     void feed(const std::string_view piece) {
-        m_text += piece;
-        if (m_text.size() >= m_sizeToRead)
-            read(false);
+        if (m_text.empty()) {
+            m_text = piece.substr(m_reader.read(piece, false));
+            waitForMore();
+        } else {
+            m_text += piece;
+            if (m_text.size() >= m_sizeToRead)
+                read(false);
+        }
     }
 
     /// Says that the input is at its end.
     void finish() { read(true); }
 
+    /// Forgets what is not read for good.
+    void clear() noexcept { m_text.clear(); }
+
+    /// Whether all that was fed is read for good.
+    bool isEmpty() const noexcept { return m_text.empty(); }
+
 private:
     void read(const bool isLast) {
         m_text.erase(0, m_reader.read(m_text, isLast));
+        waitForMore();
+    }
+
+    void waitForMore() noexcept {
         const size_t maximum = m_reader.getMaximumLength();
         const bool isDoubleTooLong = m_text.size() > maximum / 2 && m_text.size() <= maximum;
         m_sizeToRead = isDoubleTooLong ? maximum + 1 : 2 * m_text.size();

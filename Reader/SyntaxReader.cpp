@@ -52,7 +52,7 @@ SyntaxError SyntaxReader::takeFailure(const char* const statement) {
 void SyntaxReader::report(SyntaxError& error, const char* const skippedEnd) {
     error.m_skippedEnd = m_options.m_isLenient ? m_places.getOffset(skippedEnd) : error.m_place.m_offset;
     m_isStopped = !m_options.m_isLenient;
-    m_sink.takeError(error);
+    m_sink->takeError(error);
 }
 
 } // namespace Rdf

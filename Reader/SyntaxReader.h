@@ -39,6 +39,9 @@ public:
         m_isStopped = false;
     }
 
+    /// Hands what is found from now on to another sink.
+    void setSink(StatementSink& sink) noexcept { m_sink = &sink; }
+
     /// Returns where the text ends that is read for good.
     const Place& getPlace() const noexcept { return m_places.getBegin(); }
 
@@ -57,7 +60,7 @@ public:
 
 protected:
     SyntaxReader(const ReaderOptions& options, StatementSink& sink)
-        : m_options(options), m_sink(sink), m_window(options.m_version) {}
+        : m_options(options), m_sink(&sink), m_window(options.m_version) {}
 
     /// Reads from the text; returns what is left.
     virtual const char* readText(const char* begin, const char* end, bool isLast) = 0;
@@ -71,14 +74,14 @@ protected:
     /// Gives bytes to the sink that an error costs.
     void passSkipped(const char* const begin, const char* const end) {
         if (m_options.m_isLenient && begin != end)
-            m_sink.takeSkipped({begin, static_cast<size_t>(end - begin)});
+            m_sink->takeSkipped({begin, static_cast<size_t>(end - begin)});
     }
 
     /// Gives an error to the sink, now that it is known where what it costs ends.
     void report(SyntaxError& error, const char* skippedEnd);
 
     const ReaderOptions m_options;
-    StatementSink& m_sink;
+    StatementSink* m_sink;
     TextWindow m_window;
     PlaceCounter m_places;
     bool m_isStopped = false;

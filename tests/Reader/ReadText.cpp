@@ -1,6 +1,7 @@
 #include "tests/Reader/ReadText.h"
 
-#include "Reader/CanonicalWriter.h"
+#include "tests/Reader/Recorder.h"
+
 #include "Reader/StreamReader.h"
 #include "Reader/SyntaxReader.h"
 
@@ -9,51 +10,16 @@
 #include <memory>
 #include <ostream>
 
-namespace {
-
-class Recorder : public Rdf::StatementSink {
-public:
-    explicit Recorder(const std::string_view text) : m_text(text) {}
-
-    void takeStatement(const Rdf::Statement& statement) final {
-        Rdf::CanonicalWriter::appendStatement(statement, m_result.m_statements);
-        const Rdf::Term* object = &statement.m_object;
-        while (object->m_kind == Rdf::TermKind::TRIPLE)
-            object = &object->m_triple->m_object;
-        if (object->m_kind != Rdf::TermKind::LITERAL)
-            return;
-        const Rdf::Place place = m_reader->locate(*object);
-        std::string literal = std::to_string(place.m_line) + ':' + std::to_string(place.m_column) + ':' +
-                              std::to_string(place.m_offset) + " \"" + std::string(object->m_text) + '"';
-        if (!object->m_tag.empty())
-            literal.append("@").append(object->m_tag);
-        if (object->m_direction != Rdf::Direction::NONE)
-            literal.append(object->m_direction == Rdf::Direction::LEFT_TO_RIGHT ? "--ltr" : "--rtl");
-        if (!object->m_datatype.empty())
-            literal.append("^^").append(object->m_datatype);
-        m_result.m_literals.push_back(std::move(literal));
-    }
-
-    void takeError(const Rdf::SyntaxError& error) final {
-        m_result.m_errors.push_back(error.format("").substr(1));
-        const uint64_t length = m_isLenient ? error.m_skippedEnd - error.m_skippedBegin : 0;
-        EXPECT_EQ(m_text.substr(error.m_skippedBegin, length), m_skippedBytes);
-        m_skippedBytes.clear();
-        m_result.m_skipped.push_back(std::to_string(error.m_skippedBegin) + '-' + std::to_string(error.m_skippedEnd));
-    }
-
-    void takeSkipped(const std::string_view bytes) final { m_skippedBytes += bytes; }
-
-    const std::string_view m_text;
-    bool m_isLenient = false;
-    ReadResult m_result;
-    Rdf::SyntaxReader* m_reader = nullptr;
-
-private:
-    std::string m_skippedBytes; // since the last error
-};
-
-} // namespace
+ReadResult& ReadResult::operator+=(const ReadResult& next) {
+    const auto append = [](auto& all, const auto& more) { all.insert(all.end(), more.begin(), more.end()); };
+    append(m_statements, next.m_statements);
+    append(m_literals, next.m_literals);
+    append(m_errors, next.m_errors);
+    append(m_skipped, next.m_skipped);
+    m_skippedBytes += next.m_skippedBytes;
+    m_bytesExamined += next.m_bytesExamined;
+    return *this;
+}
 
 void PrintTo(const ReadResult& result, std::ostream* const output) {
     *output << '\n' << result.m_statements;
@@ -77,28 +43,43 @@ Rdf::ReaderOptions lenient(const Rdf::Syntax syntax) {
     return options;
 }
 
+namespace {
+
+/// Checks that the sink gets the bytes that errors name, before each error.
+void checkSkippedBytes(const std::string_view text, const ReadResult& result, const bool isLenient) {
+    std::string bytes;
+    for (const std::string& skipped : result.m_skipped) {
+        const size_t begin = std::stoull(skipped);
+        const size_t end = std::stoull(skipped.substr(skipped.find('-') + 1));
+        bytes.append(text.substr(begin, isLenient ? end - begin : 0)).append("|");
+    }
+    EXPECT_EQ(bytes, result.m_skippedBytes);
+}
+
+} // namespace
+
 ReadResult readText(const std::string_view text, const Rdf::ReaderOptions& options) {
-    Recorder recorder(text);
-    recorder.m_isLenient = options.m_isLenient;
-    const std::unique_ptr<Rdf::SyntaxReader> reader = Rdf::SyntaxReader::make(options, recorder);
-    recorder.m_reader = reader.get();
+    std::unique_ptr<Rdf::SyntaxReader> reader;
+    Recorder recorder([&reader](const Rdf::Term& term) { return reader->locate(term); });
+    reader = Rdf::SyntaxReader::make(options, recorder);
     // A copy of its own, so that a sanitizer notices when anything outside is read.
     const std::vector<char> copy(text.begin(), text.end());
     EXPECT_EQ(text.size(), reader->read({copy.data(), copy.size()}, true));
     recorder.m_result.m_bytesExamined = reader->getBytesExamined();
+    checkSkippedBytes(text, recorder.m_result, options.m_isLenient);
     return recorder.m_result;
 }
 
 ReadResult readInPieces(const std::string_view text, const size_t size, const Rdf::ReaderOptions& options) {
-    Recorder recorder(text);
-    recorder.m_isLenient = options.m_isLenient;
-    const std::unique_ptr<Rdf::SyntaxReader> reader = Rdf::SyntaxReader::make(options, recorder);
-    recorder.m_reader = reader.get();
+    std::unique_ptr<Rdf::SyntaxReader> reader;
+    Recorder recorder([&reader](const Rdf::Term& term) { return reader->locate(term); });
+    reader = Rdf::SyntaxReader::make(options, recorder);
     Rdf::StreamReader stream(*reader);
     for (size_t begin = 0; begin < text.size(); begin += size)
         stream.feed(text.substr(begin, size));
     stream.finish();
     recorder.m_result.m_bytesExamined = reader->getBytesExamined();
+    checkSkippedBytes(text, recorder.m_result, options.m_isLenient);
     return recorder.m_result;
 }
 

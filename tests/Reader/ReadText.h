@@ -14,12 +14,16 @@ struct ReadResult {
     std::vector<std::string> m_literals; // places and texts: 1:13:12 "chat"@EN
     std::vector<std::string> m_errors;   // 1:13: expected an object, found '.'
     std::vector<std::string> m_skipped;  // what gave no statements because of an error, as offsets: 0-14
+    std::string m_skippedBytes;          // those bytes, as they came, with a '|' where the error came
     uint64_t m_bytesExamined = 0;
+
+    /// Appends what was found in the text that follows.
+    ReadResult& operator+=(const ReadResult& next);
 
     /// Compares what was found, not how.
     bool operator==(const ReadResult& other) const {
         return m_statements == other.m_statements && m_literals == other.m_literals && m_errors == other.m_errors &&
-               m_skipped == other.m_skipped;
+               m_skipped == other.m_skipped && m_skippedBytes == other.m_skippedBytes;
     }
 };
 

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "tests/Reader/ReadText.h"
+
+#include "Reader/TurtleRelay.h"
+
+#include <functional>
+
+/// Keeps what a reader finds.
+class Recorder : public Rdf::TurtleRelay::Sink {
+public:
+    /// Asks the reader where a term stands.
+    using Locate = std::function<Rdf::Place(const Rdf::Term&)>;
+
+    explicit Recorder(Locate locate) : m_locate(std::move(locate)) {}
+
+    void takeStatement(const Rdf::Statement& statement) final;
+    void takeError(const Rdf::SyntaxError& error) final;
+    void takeSkipped(const std::string_view bytes) final { m_result.m_skippedBytes += bytes; }
+    void withdraw() final { m_result = {}; }
+
+    ReadResult m_result;
+
+private:
+    const Locate m_locate;
+};
