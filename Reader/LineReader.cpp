@@ -211,9 +211,17 @@ const char* LineReader::readTripleTerm(const char* at, Term& term) {
     const char* const end = m_window.getEnd();
     m_triples.clear();
     Term* object = &term;
+    const char* opening = at;
+    // A triple term in which the line ends is what is wrong.
+    const auto blameOpening = [&] {
+        const char* const place = m_window.getFailurePlace();
+        const bool isAtEnd = place == end ? m_window.isFailureAtEnd() : isLineEnd(*place);
+        return isAtEnd ? m_window.blameOpening(opening, "'<<('") : nullptr;
+    };
     for (; m_window.isPair(at, '<', '<') && m_window.is(at + 2, '('); at = skipBlanks(at, end)) {
         if (m_triples.size() == m_options.m_maximumNesting)
             return m_window.failNesting(at, m_options.m_maximumNesting);
+        opening = at;
         Triple& triple = m_triples.emplace_back();
         object->m_kind = TermKind::TRIPLE;
         object->m_begin = at;
@@ -221,13 +229,17 @@ const char* LineReader::readTripleTerm(const char* at, Term& term) {
         object = &triple.m_object;
         if ((at = readSubject(skipBlanks(at + 3, end), triple.m_subject)) == nullptr ||
             (at = readIri(skipBlanks(at, end), triple.m_predicate, "a predicate")) == nullptr)
-            return nullptr;
+            return blameOpening();
     }
-    at = readObject(at, *object);
-    for (size_t index = 0; at != nullptr && index < m_triples.size(); ++index) {
+    if ((at = readObject(at, *object)) == nullptr)
+        return blameOpening();
+    for (size_t open = m_triples.size(); open != 0; --open) {
         at = skipBlanks(at, end);
-        if (!m_window.isPair(at, ')', '>') || !m_window.is(at + 2, '>'))
-            return m_window.failExpected(at, "')>>'");
+        opening = open == 1 ? term.m_begin : m_triples[open - 2].m_object.m_begin;
+        if (!m_window.isPair(at, ')', '>') || !m_window.is(at + 2, '>')) {
+            m_window.failExpected(at, "')>>'");
+            return m_window.is(at, '.') ? m_window.blameOpening(opening, "'<<('") : blameOpening();
+        }
         at += 3;
     }
     return at;

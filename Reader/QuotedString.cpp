@@ -56,9 +56,9 @@ const char* readLongString(TextWindow& window, const char* const opening, std::s
     const char* const begin = opening + 3;
     const char* const closing =
         window.isKnownUnclosed(*opening) ? window.getEnd() : findLongStringEnd(begin, window.getEnd(), *opening);
-    if (closing == window.getEnd()) {
+    if (window.getEnd() - closing < 3) {
         window.setKnownUnclosed(*opening);
-        return window.failUnclosed(opening, "string", closing, "its closing quotes");
+        return window.failUnclosed(opening, "string", window.getEnd(), "its closing quotes");
     }
     const size_t size = static_cast<size_t>(closing - begin);
     text = std::string_view(begin, size);
@@ -125,7 +125,7 @@ const char* findLongStringEnd(const char* at, const char* const end, const char 
     for (;;) {
         at = quote == '"' ? findLongStringStop<'"'>(at, end) : findLongStringStop<'\''>(at, end);
         if (end - at < 3)
-            return end;
+            return at;
         const bool isQuote = *at == quote;
         if (isQuote && at[1] == quote && at[2] == quote)
             return at;

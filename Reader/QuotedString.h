@@ -33,7 +33,8 @@ const char* readTurtleString(TextWindow& window, const char* opening, std::strin
 /// backslash before it, or the end.
 const char* findShortStringEnd(const char* at, const char* end, char quote) noexcept;
 
-/// Returns where a string that started here, after its three opening quotes, has its three closing ones; or the end.
+/// Returns where a string that goes on here, after its three opening quotes, has its three closing ones; or, less than
+/// three bytes before the end, from where to look for them in more text.
 const char* findLongStringEnd(const char* at, const char* end, char quote) noexcept;
 
 } // namespace Rdf

@@ -4,6 +4,8 @@
 #include "Reader/CharacterClass.h"
 #include "Reader/QuotedString.h"
 
+#include <algorithm>
+
 namespace Rdf {
 
 namespace {
@@ -16,20 +18,9 @@ bool isNamePart(const char character) noexcept {
     return CharacterClass::is(byte, CharacterClass::LOCAL_NAME) || byte >= 0x80 || byte == '%' || byte == '\\';
 }
 
-/// Returns where a name, word or number ends; a full stop at its end belongs to the statement.
-const char* skipName(const char* const begin, const char* const end) noexcept {
-    const char* at = begin;
-    const char* unescaped = begin;
-    while (at != end && isNamePart(*at)) {
-        const bool isEscape = *at == '\\';
-        at += isEscape && end - at > 1 ? 2 : 1;
-        if (isEscape)
-            unescaped = at;
-    }
-    if (at != end)
-        while (at > unescaped && at[-1] == '.')
-            --at;
-    return at;
+/// How many bytes tell what starts with this one.
+ptrdiff_t getLookahead(const char first) noexcept {
+    return first == '"' || first == '\'' ? 3 : first == '{' || first == '|' || first == '.' ? 2 : 1;
 }
 
 } // namespace
@@ -38,87 +29,146 @@ void StatementSkipper::start(const size_t distance, const bool hasGraphs, const 
     m_isSkipping = true;
     m_hasGraphs = hasGraphs;
     m_isInGraph = isInGraph;
+    m_in = In::STATEMENT;
     m_distance = distance;
     m_depth = 0;
 }
 
 const char* StatementSkipper::skip(const char* at, const char* const end, const bool isLast) {
     const char* const failure = at + m_distance;
-    while (at != end) {
-        const char* const next = skipToken(at, end, isLast);
-        if (next == nullptr)
+    while (at != end && m_isSkipping) {
+        if (m_in != In::STATEMENT) {
+            at = skipWithin(at, end, isLast);
+            if (m_in != In::STATEMENT)
+                break;
+        } else if (!isLast && end - at < getLookahead(*at)) {
             break;
-        const bool isPast = at >= failure;
-        if (next - at == 1) {
-            const bool isBrace = m_hasGraphs && (*at == '{' || *at == '}');
-            if (isBrace && *at == '}' && m_depth == 0 && m_isInGraph && isPast) {
-                m_isSkipping = false;
-                return at;
-            }
-            const bool closesGraph = isBrace && *at == '}' && m_depth == 1;
-            if (isBrace)
-                m_depth = *at == '{' ? m_depth + 1 : m_depth - (m_depth != 0 ? 1 : 0);
-            if (isPast && m_depth == 0 && (*at == '.' || closesGraph)) {
-                m_isSkipping = false;
-                return next;
-            }
+        } else {
+            at = skipToken(at, end, at >= failure);
         }
-        at = next;
     }
     m_distance = at < failure ? static_cast<size_t>(failure - at) : 0;
-    m_isSkipping = !isLast;
+    if (isLast)
+        m_isSkipping = false;
     return at;
 }
 
-/// Returns the end of what starts here, or null if more text is needed to tell.
-const char* StatementSkipper::skipToken(const char* const at, const char* const end, const bool isLast) {
-    const auto cut = [&](const char* const tokenEnd) { return tokenEnd == end && !isLast ? nullptr : tokenEnd; };
+/// Skips what starts here, or its first byte and notes what it is.
+const char* StatementSkipper::skipToken(const char* const at, const char* const end, const bool isPast) {
+    const auto isNext = [&](const char character) { return end - at > 1 && at[1] == character; };
+    const auto enter = [&](const In in, const ptrdiff_t size) {
+        m_in = in;
+        return at + size;
+    };
     switch (*at) {
     case '"':
     case '\'':
-        return skipString(at, end, isLast);
+        m_quote = *at;
+        m_stringLength = 0;
+        if (!isNext(*at) || end - at < 3 || at[2] != *at)
+            return enter(In::STRING, 1);
+        return m_window.isKnownUnclosed(*at) ? at + 3 : enter(In::LONG_STRING, 3);
     case '#':
-        return cut(find<AnyOf<'\n', '\r'>>(at, end));
-    case '<': {
-        const char* stop = find<ByteScan::IriStop>(at + 1, end);
-        while (stop != end && *stop == '\\')
-            stop = find<ByteScan::IriStop>(stop + 1, end);
-        return stop != end ? (*stop == '>' ? stop + 1 : at + 1) : isLast ? at + 1 : nullptr;
-    }
-    case '{':
-    case '|':
-        if (end - at < 2)
-            return cut(end);
-        return at[1] == (*at == '{' ? '|' : '}') ? at + 2 : at + 1;
+        return enter(In::COMMENT, 1);
+    case '<':
+        return enter(In::IRI, 1);
     case '.':
-        if (end - at < 2)
-            return cut(end);
-        if (!CharacterClass::is(static_cast<uint8_t>(at[1]), CharacterClass::DIGIT))
+        if (end - at > 1 && CharacterClass::is(static_cast<uint8_t>(at[1]), CharacterClass::DIGIT))
+            return enter(In::NAME, 1);
+        m_isSkipping = !isPast || m_depth != 0;
+        return at + 1;
+    case '{':
+        if (isNext('|'))
+            return at + 2;
+        m_depth += m_hasGraphs ? 1 : 0;
+        return at + 1;
+    case '|':
+        return isNext('}') ? at + 2 : at + 1;
+    case '}':
+        if (!m_hasGraphs)
             return at + 1;
-        return cut(skipName(at, end));
+        if (m_depth == 0) {
+            m_isSkipping = !isPast || !m_isInGraph;
+            return m_isSkipping ? at + 1 : at;
+        }
+        --m_depth;
+        m_isSkipping = !isPast || m_depth != 0;
+        return at + 1;
     default:
-        return isNamePart(*at) ? cut(skipName(at, end)) : at + 1;
+        return isNamePart(*at) ? enter(In::NAME, 0) : at + 1;
     }
 }
 
-const char* StatementSkipper::skipString(const char* const at, const char* const end, const bool isLast) {
-    const bool isDouble = *at == '"';
-    if (end - at < 3 && !isLast)
-        return nullptr;
-    if (end - at >= 3 && at[1] == *at && at[2] == *at) {
-        if (m_isKnownUnclosed[isDouble])
-            return at + 3;
-        const char* const closing = findLongStringEnd(at + 3, end, *at);
-        if (closing != end)
-            return closing + 3;
-        m_isKnownUnclosed[isDouble] = isLast;
-        return isLast ? at + 3 : nullptr;
+/// Goes on with what has begun, and notes if it ends. Returns how far it is skipped.
+const char* StatementSkipper::skipWithin(const char* const at, const char* const end, const bool isLast) {
+    switch (m_in) {
+    case In::NAME:
+        return skipName(at, end, isLast);
+    case In::IRI:
+        return skipIri(at, end, isLast);
+    case In::STRING:
+        return skipString(at, end, isLast);
+    case In::LONG_STRING:
+        return skipLongString(at, end, isLast);
+    default: {
+        const char* const lineEnd = find<AnyOf<'\n', '\r'>>(at, end);
+        if (lineEnd != end)
+            m_in = In::STATEMENT;
+        return lineEnd;
     }
-    const char* const stop = findShortStringEnd(at + 1, end, *at);
-    if (stop != end && *stop == *at)
+    }
+}
+
+/// Skips a name, word or number. A full stop belongs to it if more of it follows that is no full stop.
+const char* StatementSkipper::skipName(const char* at, const char* const end, const bool isLast) {
+    for (; at != end && isNamePart(*at); ++at) {
+        if (*at != '.' && *at != '\\')
+            continue;
+        if (end - at < 2 && !isLast)
+            return at;
+        if (*at == '.' && (end - at < 2 || at[1] == '.' || !isNamePart(at[1])))
+            break;
+        if (*at == '\\' && end - at > 1)
+            ++at;
+    }
+    if (at != end)
+        m_in = In::STATEMENT;
+    return at;
+}
+
+/// Skips an IRI, or what it has before a character that is in no IRI; a full stop before that ends the statement.
+const char* StatementSkipper::skipIri(const char* const at, const char* const end, const bool isLast) {
+    const char* stop = find<ByteScan::IriStop>(at, end);
+    while (stop != end && *stop == '\\')
+        stop = find<ByteScan::IriStop>(stop + 1, end);
+    if (stop != end || isLast)
+        m_in = In::STATEMENT;
+    if (stop != end && *stop == '>')
         return stop + 1;
-    const char* const stringEnd = stop != end && *stop == '\\' ? stop + 1 : stop;
-    return stringEnd == end && !isLast ? nullptr : stringEnd;
+    return stop != at && stop[-1] == '.' ? stop - 1 : stop;
+}
+
+/// Skips a string that ends with its quote or with its line.
+const char* StatementSkipper::skipString(const char* const at, const char* const end, const bool isLast) {
+    const char* const stop = findShortStringEnd(at, end, m_quote);
+    if (stop == end || (*stop == '\\' && end - stop < 2))
+        return isLast ? end : stop;
+    m_in = In::STATEMENT;
+    return *stop == m_quote || *stop == '\\' ? stop + 1 : stop;
+}
+
+const char* StatementSkipper::skipLongString(const char* const at, const char* const end, const bool isLast) {
+    const size_t maximum = m_maximumLength - m_stringLength;
+    const bool mayReachMaximum = static_cast<size_t>(end - at) >= maximum;
+    const char* const limit = mayReachMaximum ? at + maximum : end;
+    const char* const stop = findLongStringEnd(at, limit, m_quote);
+    const bool isClosed = limit - stop >= 3;
+    if (isClosed || mayReachMaximum) {
+        m_in = In::STATEMENT;
+        return isClosed ? stop + 3 : limit;
+    }
+    m_stringLength += static_cast<size_t>(stop - at);
+    return isLast ? end : stop;
 }
 
 } // namespace Rdf

@@ -35,12 +35,13 @@ std::nullptr_t TextWindow::failExpected(const char* const at, const std::string_
 
 std::nullptr_t TextWindow::failUnclosed(const char* const opening, const std::string_view kind, const char* const end,
                                         const std::string_view expected) {
-    touch(end);
-    if (isInvalidHere(end))
-        return failExpected(end, expected);
-    fail(opening, "this " + std::string(kind) + " is not closed: expected " + std::string(expected) + ", found " +
-                      describe(end));
-    m_failureEnd = end;
+    failExpected(end, expected);
+    return isInvalidHere(end) ? nullptr : blameOpening(opening, kind);
+}
+
+std::nullptr_t TextWindow::blameOpening(const char* const opening, const std::string_view kind) {
+    m_failurePlace = opening;
+    m_failure.insert(0, "this " + std::string(kind) + " is not closed: ");
     return nullptr;
 }
 

@@ -74,6 +74,10 @@ public:
     std::nullptr_t fail(const char* at, std::string message);
     std::nullptr_t failExpected(const char* at, std::string_view expected);
     std::nullptr_t failUnclosed(const char* opening, std::string_view kind, const char* end, std::string_view expected);
+
+    /// Makes the failure that of something that was opened here and is not closed.
+    std::nullptr_t blameOpening(const char* opening, std::string_view kind);
+
     std::nullptr_t failNesting(const char* opening, size_t limit);
     std::nullptr_t failLength(const char* begin, std::string_view kind, size_t limit);
 
@@ -82,6 +86,9 @@ public:
 
     const char* getFailurePlace() const noexcept { return m_failurePlace; }
     std::string takeFailure() noexcept { return std::move(m_failure); }
+
+    /// Whether the failure is that the input is at its end.
+    bool isFailureAtEnd() const noexcept { return m_failurePlace == m_end && m_beyond != Beyond::INVALID_BYTE; }
 
     /// Returns how far the failing function looked.
     const char* getFailureEnd() const noexcept { return m_failureEnd; }

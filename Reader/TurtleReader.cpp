@@ -34,13 +34,14 @@ bool endsInComment(const char* const begin, const char* end) noexcept {
 
 TurtleReader::TurtleReader(const ReaderOptions& options, StatementSink& sink)
     : SyntaxReader(options, sink), m_state{std::make_shared<const TurtleContext>(options.m_base), std::nullopt},
-      m_terms(m_window, m_places, m_state.m_context), m_triples(m_options, m_window, m_terms) {}
+      m_terms(m_window, m_places, m_state.m_context), m_triples(m_options, m_window, m_terms),
+      m_skipper(m_window, m_options.m_maximumLength) {}
 
 void TurtleReader::startAt(const Place& place, TurtleState state) {
     SyntaxReader::startAt(place);
     m_state = std::move(state);
     m_ownContext = nullptr;
-    m_skipper = {};
+    m_skipper.stop();
     m_isInComment = false;
 }
 
@@ -74,12 +75,15 @@ const char* TurtleReader::readText(const char* const begin, const char* const en
         }
         m_bytesExamined += static_cast<uint64_t>(std::max(m_window.getFailureEnd(), unit) - unit);
         m_error = takeFailure(unit);
+        const bool isInGraph = m_state.m_graph.has_value();
+        if (isInGraph && m_window.isFailureAtEnd()) // also of the graph
+            blameOpenGraph();
         if (!m_options.m_isLenient) {
             report(m_error, unit);
             return end;
         }
         m_skipper.start(static_cast<size_t>(m_window.getFailurePlace() - unit), hasGraphs(m_options.m_syntax),
-                        m_state.m_graph.has_value());
+                        isInGraph);
         at = finishSkipping(unit, end, isLast);
         if (m_skipper.isSkipping())
             return at;
@@ -260,11 +264,17 @@ const char* TurtleReader::finishSkipping(const char* const begin, const char* co
 }
 
 void TurtleReader::reportOpenGraph(const char* const end) {
-    m_error = {m_state.m_graph->m_place,
-               "this '{' is not closed: expected a statement or '}', found the end of the text",
-               m_places.getOffset(end), 0};
-    m_state.m_graph.reset();
+    m_window.failExpected(end, "a statement or '}'");
+    m_error = takeFailure(end);
+    blameOpenGraph();
     report(m_error, end);
+}
+
+/// Says that the graph is what is wrong, as the text ends in it.
+void TurtleReader::blameOpenGraph() {
+    m_error.m_place = m_state.m_graph->m_place;
+    m_error.m_message.insert(0, "this '{' is not closed: ");
+    m_state.m_graph.reset();
 }
 
 } // namespace Rdf

@@ -46,6 +46,7 @@ private:
     TurtleContext& changeContext();
     const char* finishSkipping(const char* begin, const char* end, bool isLast);
     void reportOpenGraph(const char* end);
+    void blameOpenGraph();
 
     TurtleState m_state;
     TurtleContext* m_ownContext = nullptr; // the context if no other state refers to it

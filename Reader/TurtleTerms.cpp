@@ -70,7 +70,10 @@ const char* TurtleTerms::readBlankNode(const char* const at, Term& term) {
     if (m_window.is(at, '[')) {
         term = makeBlankNode(at);
         const char* const closing = skipSpace(at + 1);
-        return m_window.is(closing, ']') ? closing + 1 : m_window.failExpected(closing, "']'");
+        if (m_window.is(closing, ']'))
+            return closing + 1;
+        m_window.failExpected(closing, "']'");
+        return m_window.is(closing, '.') || m_window.isFailureAtEnd() ? m_window.blameOpening(at, "'['") : nullptr;
     }
     term.m_kind = TermKind::BLANK_NODE;
     term.m_begin = at;

@@ -35,6 +35,8 @@ const char* TurtleTriples::read(const char* at, const Term* const graph) {
     m_frames.push_back({Kind::STATEMENT, State::SUBJECT, at});
     while (at != nullptr && !m_frames.empty())
         at = step(m_terms.skipSpace(at));
+    if (at == nullptr && m_window.isFailureAtEnd())
+        blameOpening();
     return at;
 }
 
@@ -262,12 +264,18 @@ const char* TurtleTriples::complete(const char* const at, const Term& value) {
     return at;
 }
 
-/// Says what was expected. A bracket in which the statement or the text ends is what is wrong.
+/// Says what was expected.
 const char* TurtleTriples::fail(const char* const at, const char* const expected) {
-    const int byte = m_window.peek(at);
-    if (m_frames.size() > 1 && (byte == '.' || byte == TextWindow::END))
-        return m_window.failUnclosed(top().m_opening, OPENINGS[static_cast<size_t>(top().m_kind)], at, expected);
-    return m_window.failExpected(at, expected);
+    m_window.failExpected(at, expected);
+    if (m_window.is(at, '.'))
+        blameOpening();
+    return nullptr;
+}
+
+/// Says that the bracket that was opened last is what is wrong, as the statement or the text ends in it.
+void TurtleTriples::blameOpening() {
+    if (m_frames.size() > 1)
+        m_window.blameOpening(top().m_opening, OPENINGS[static_cast<size_t>(top().m_kind)]);
 }
 
 /// Whether what has begun last, a list of predicates and objects, ends here.

@@ -69,6 +69,7 @@ private:
     const char* close(const char* at);
     const char* complete(const char* at, const Term& value);
     const char* fail(const char* at, const char* expected);
+    void blameOpening();
     bool isEnd(const char* at);
     void addElement(const char* end, const Term& value);
     void add(const Term& subject, const Term& predicate, const Term& object);

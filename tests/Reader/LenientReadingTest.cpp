@@ -1,7 +1,10 @@
 #include "tests/Reader/ReadText.h"
 
+#include "Reader/SyntaxReader.h"
+
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -36,6 +39,53 @@ TEST(LenientReadingTest, goesOnAfterTheFullStopOfTheStatement) {
 TEST(LenientReadingTest, anUnclosedStringCostsItsLine) {
     EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b :p \"x . :y :p 1 .\n . :c :p 1 ."));
     EXPECT_EQ("acd 1", subjectsOf(":a :p 1 . :b :p \"\"\"x . :c :p 1 . :d :p 1 ."));
+    EXPECT_EQ("ac 3", subjectsOf(":a :p 1 . :b \"x . :y :p 1 .\n . :c :p 1 . :d :p ''' . :e :p \"\"\" . "));
+}
+
+TEST(LenientReadingTest, aLongStringThatIsSkippedIsNoLongerThanAStatement) {
+    const std::string begin = PREFIX + ":a :p 1 . :b bad '''" + std::string(27, 'x');
+    for (const std::string end : {"xxx . :d :p 1 .", "''' . :d :p 1 .", "xxx'' :e :p 1 . :d :p 1 ."})
+        for (size_t size = 1; size < 100; ++size) {
+            ReaderOptions options = lenient(Syntax::TURTLE);
+            options.m_maximumLength = 30;
+            const ReadResult result = readInPieces(begin + end, size, options);
+            EXPECT_EQ(1u, result.m_errors.size());
+            EXPECT_NE(std::string::npos, result.m_statements.find("<u:d>")) << end;
+            EXPECT_EQ(std::string::npos, result.m_statements.find("<u:e>")) << end;
+            options.m_maximumLength = 1000;
+            EXPECT_EQ(end.starts_with("'''"),
+                      readInPieces(begin + end, size, options).m_statements.find("<u:d>") != std::string::npos)
+                << "it never closes";
+        }
+}
+
+TEST(LenientReadingTest, fullStopsInWhatIsSkippedAreToldApart) {
+    EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b bad <x . :c :p 1 ."));
+    EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b bad <x. :c :p 1 ."));
+    EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b bad < x. :c :p 1 ."));
+    EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b bad <x.\\y.> x\\.. :c :p 1 ."));
+    EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b bad .5 -.5e3 1.x. :c :p 1 ."));
+    EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b bad '' \"\" '.' \"\"\".\\\"\"\" .\"\"\". :c :p 1 ."));
+}
+
+TEST(LenientReadingTest, whatIsSkippedIsNotKept) {
+    for (const std::string opening :
+         {"'", "'''", "\"", "\"\"\"", "<", "<a:", "#", "x", "1.", "\\", "", "[ ( { {| ", "<<("})
+        for (const std::string filling : {"x", "x.y", " ", "\\\"", "\xC3\xA4", "'\\'\"", "..", "\n"}) {
+            struct Sink : StatementSink {
+                void takeStatement(const Statement&) final { ++m_statements; }
+                void takeError(const SyntaxError&) final {}
+                size_t m_statements = 0;
+            } sink;
+            const std::unique_ptr<SyntaxReader> reader = SyntaxReader::make(lenient(Syntax::TRIG), sink);
+            std::string kept = "<a:s> <a:p> 1 . <a:s> bad " + opening;
+            for (int count = 0; count < 2000; ++count) {
+                kept += filling;
+                kept.erase(0, reader->read(kept, false));
+                ASSERT_LT(kept.size(), 60u) << opening << filling;
+            }
+            EXPECT_EQ(1u, sink.m_statements);
+        }
 }
 
 TEST(LenientReadingTest, aBackslashAtTheEndOfALineDoesNotHideIt) {
@@ -106,6 +156,21 @@ TEST(LenientReadingTest, effortIsLinearWhateverTheTextIs) {
                                     "^^ "})
         for (const Syntax syntax : {Syntax::TURTLE, Syntax::TRIG, Syntax::N_QUADS})
             EXPECT_LT(effort(piece, syntax, 100'000), 8.0) << piece << static_cast<int>(syntax);
+}
+
+TEST(LenientReadingTest, manyErrorsAndManyPrefixesAreReadInLinearEffort) {
+    std::string errors = PREFIX;
+    for (int number = 0; number < 300'000; ++number)
+        errors += ":s :p .\n";
+    std::string prefixes;
+    for (int number = 0; number < 40'000; ++number)
+        prefixes += "@prefix p" + std::to_string(number) + ": <u:> .\np" + std::to_string(number) + ":s p1:p x:o .\n";
+    for (const std::string& text : {errors, prefixes})
+        for (const size_t size : {size_t(1000), size_t(1) << 18}) {
+            const ReadResult result = readInPieces(text, size, lenient(Syntax::TURTLE));
+            EXPECT_GE(result.m_errors.size(), 40'000u);
+            EXPECT_LT(result.m_bytesExamined, 3 * text.size());
+        }
 }
 
 } // namespace

@@ -57,7 +57,8 @@ TEST(SyntaxErrorTest, ofLinesSayWhatWasFoundAndExpected) {
               {"@prefix a: <b> .", "1:1: expected a subject, found '@prefix'"},
               {"\xC3\xA4\xC3\xB6\xC3\xBC <a:p>\xFF", "1:1: expected a subject, found '\xC3\xA4'"},
               {"<a:\xC3\xA4> \xC3( <a:o>", "1:7: expected a predicate, found the byte 0xC3, which is not UTF-8 here"},
-              {"<a:s> <a:p> <<( <a:s> <a:p> <<( <a:s> <a:p> \"x\" )>> .", "1:53: expected ')>>', found '.'"},
+              {"<a:s> <a:p> <<( <a:s> <a:p> <<( <a:s> <a:p> \"x\" )>> .",
+               "1:13: this '<<(' is not closed: expected ')>>', found '.'"},
               {"<a:s> <a:p> << <a:s> <a:p> \"x\" >> .", "1:13: expected an object, found '<'"},
               {"VERSION 1.2", "1:9: expected a version in quotes, found '1'"},
               {"version \"1.2\"", "1:1: expected a subject, found 'version'"},
@@ -124,26 +125,84 @@ TEST(SyntaxErrorTest, ofTurtleSayWhatWasFoundAndExpected) {
 }
 
 TEST(SyntaxErrorTest, ofTriGSayWhatWasFoundAndExpected) {
-    check(Syntax::TRIG,
-          {
-              {"() { <a:s> <a:p> <a:o> }", "1:4: expected a predicate, found '{'"},
-              {"[ <a:p> <a:o> ] { <a:s> <a:p> <a:o> }", "1:17: expected a predicate, found '{'"},
-              {"<a:g> { <a:s> <a:p> }", "1:21: expected an object, found '}'"},
-              {"<a:g> { <a:s> <a:p> <a:o> . <a:a>", "1:34: expected a predicate, found the end of the text"},
-              {"<a:g> { <a:s> <a:p> <a:o> .\n ",
-               "1:7: this '{' is not closed: expected a statement or '}', found the end of the text"},
-              {"GRAPH { }", "1:7: expected the label of a graph, found '{'"},
-              {"GRAPH \"x\" { }", "1:7: expected the label of a graph, found '\"'"},
-              {"GRAPH <a:g> <a:s> <a:p> <a:o> .", "1:13: expected '{', found '<'"},
-              {"GRAPH [ <a:p> ] { }", "1:9: expected ']', found '<'"},
-              {"<a:g> { @prefix x: <y> . }", "1:9: expected a subject, found '@prefix'"},
-              {"<a:g> { { } }", "1:9: expected a subject, found '{'"},
-              {"}", "1:1: expected a subject, found '}'"},
-              {"<a:g> { <a:s> <a:p> <a:o> } .", "1:29: expected a subject, found '.'"},
-              {"<a:s> <a:p> <a:o> }", "1:19: expected ',', ';' or '.', found '}'"},
-              {"<a:g> { <a:s> <a:p> \"x } ",
-               "1:21: this string is not closed: expected its closing quote, found the end of the text"},
-          });
+    check(Syntax::TRIG, {
+                            {"() { <a:s> <a:p> <a:o> }", "1:4: expected a predicate, found '{'"},
+                            {"[ <a:p> <a:o> ] { <a:s> <a:p> <a:o> }", "1:17: expected a predicate, found '{'"},
+                            {"<a:g> { <a:s> <a:p> }", "1:21: expected an object, found '}'"},
+                            {"<a:g> { <a:s> <a:p> <a:o> . <a:a>",
+                             "1:7: this '{' is not closed: expected a predicate, found the end of the text"},
+                            {"<a:g> { <a:s> <a:p> <a:o> .\n ",
+                             "1:7: this '{' is not closed: expected a statement or '}', found the end of the text"},
+                            {"GRAPH { }", "1:7: expected the label of a graph, found '{'"},
+                            {"GRAPH \"x\" { }", "1:7: expected the label of a graph, found '\"'"},
+                            {"GRAPH <a:g> <a:s> <a:p> <a:o> .", "1:13: expected '{', found '<'"},
+                            {"GRAPH [ <a:p> ] { }", "1:9: expected ']', found '<'"},
+                            {"<a:g> { @prefix x: <y> . }", "1:9: expected a subject, found '@prefix'"},
+                            {"<a:g> { { } }", "1:9: expected a subject, found '{'"},
+                            {"}", "1:1: expected a subject, found '}'"},
+                            {"<a:g> { <a:s> <a:p> <a:o> } .", "1:29: expected a subject, found '.'"},
+                            {"<a:s> <a:p> <a:o> }", "1:19: expected ',', ';' or '.', found '}'"},
+                            {"<a:g> { <a:s> <a:p> \"x } ",
+                             "1:21: this string is not closed: expected its closing quote, found the end of the text"},
+                        });
+}
+
+TEST(SyntaxErrorTest, whatNeverClosesIsReportedWhereItOpens) {
+    struct Unclosed {
+        Syntax m_syntax;
+        std::string m_before; // the opening
+        std::string m_text;   // from the opening on
+        std::string m_kind;
+    };
+    for (const Unclosed& one : std::vector<Unclosed>{
+             {Syntax::TURTLE, "", "'x ", "string"},
+             {Syntax::TURTLE, "", "\"x \\\" .", "string"},
+             {Syntax::TURTLE, "", "'''x\n'' . ", "string"},
+             {Syntax::TURTLE, "", "\"\"\"x \\\"\"\"", "string"},
+             {Syntax::TURTLE, "", "<a:b", "IRI"},
+             {Syntax::TURTLE, "", "<a:\\u0061", "IRI"},
+             {Syntax::TURTLE, "'x'^^", "<a:b", "IRI"},
+             {Syntax::TURTLE, "", "(1 ", "'('"},
+             {Syntax::TURTLE, "", "( # )", "'('"},
+             {Syntax::TURTLE, "( ", "( 1 .", "'('"},
+             {Syntax::TURTLE, "", "[", "'['"},
+             {Syntax::TURTLE, "", "[<a:p>", "'['"},
+             {Syntax::TURTLE, "", "[ <a:p> 'x'", "'['"},
+             {Syntax::TURTLE, "", "[ <a:p> 'x' ;", "'['"},
+             {Syntax::TURTLE, "", "[ <a:p> [ ] , ", "'['"},
+             {Syntax::TURTLE, "", "<< <a:s>", "'<<'"},
+             {Syntax::TURTLE, "", "<< <a:s> <a:p> 'x'@en ~", "'<<'"},
+             {Syntax::TURTLE, "", "<< <a:s> <a:p> <<( <a:s> <a:p> 1 )>>", "'<<'"},
+             {Syntax::TURTLE, "", "<<(", "'<<('"},
+             {Syntax::TURTLE, "", "<<( <a:s> <a:p> 1 ", "'<<('"},
+             {Syntax::TURTLE, "<a:o> ", "{| <a:p>", "'{|'"},
+             {Syntax::TURTLE, "<a:o> ", "{| <a:p> ( 1 ) ", "'{|'"},
+             {Syntax::TURTLE, "<< <a:s> <a:p> ", "[", "'['"},
+             {Syntax::TURTLE, "<< <a:s> <a:p> ", "[ .", "'['"},
+             {Syntax::TRIG, "<a:o> . <a:g> ", "{ <a:s> <a:p> 1", "'{'"},
+             {Syntax::TRIG, "<a:o> . ", "{ <a:s> <a:p> 1 .", "'{'"},
+             {Syntax::TRIG, "<a:o> . ", "{ <a:s> <a:p> 1 ; ", "'{'"},
+             {Syntax::TRIG, "<a:o> . ", "{ <a:s>", "'{'"},
+             {Syntax::N_TRIPLES, "", "\"x", "string"},
+             {Syntax::N_TRIPLES, "", "<a:b", "IRI"},
+             {Syntax::N_TRIPLES, "", "<<(", "'<<('"},
+             {Syntax::N_QUADS, "", "<<( <a:s>", "'<<('"},
+             {Syntax::N_QUADS, "", "<<( <a:s> <a:p> \n", "'<<('"},
+             {Syntax::N_QUADS, "", "<<( <a:s> <a:p> \"x\" .\n", "'<<('"},
+             {Syntax::N_QUADS, "<<( <a:s> <a:p> ", "<<( <a:s> <a:p> <a:o> ", "'<<('"},
+             {Syntax::N_QUADS, "", "<<( <a:s> <a:p> <<( <a:s> <a:p> <a:o> )>> ", "'<<('"},
+         }) {
+        const std::string before = "\n<a:s> <a:p> " + one.m_before;
+        const std::string text = before + one.m_text;
+        const std::string error = errorOf(text, strict(one.m_syntax));
+        const std::string expected = "2:" + std::to_string(before.size()) + ": this " + one.m_kind + " is not closed: ";
+        EXPECT_EQ(expected, error.substr(0, expected.size())) << text << '\n' << error;
+        EXPECT_EQ(readText(text, strict(one.m_syntax)), readInPieces(text, 1, strict(one.m_syntax))) << text;
+        EXPECT_EQ(std::vector<std::string>{error}, readText(text, lenient(one.m_syntax)).m_errors) << text;
+    }
+    EXPECT_EQ("1:29: expected ')>>', found ')'",
+              errorOf("<a:s> <a:p> <<( <a:s> <a:p> )> .", strict(Syntax::N_TRIPLES)).replace(15, 9, "')>>'"))
+        << "what stands within a bracket may be wrong itself";
 }
 
 TEST(SyntaxErrorTest, aMessageStartsWithFileLineAndColumn) {
