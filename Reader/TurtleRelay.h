@@ -97,6 +97,9 @@ public:
     /// Tells where a term of the statement stands that the sink is taking.
     Place locate(const Term& term) noexcept { return m_reader->locate(term); }
 
+    /// Returns the text of that statement, with its full stop.
+    std::string_view getStatementText() const noexcept { return m_reader->getStatementText(); }
+
 private:
     void readInTurn();
     TurtleReader& prepare(Lane& lane) noexcept;

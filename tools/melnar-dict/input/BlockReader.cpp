@@ -21,8 +21,9 @@ void enlarge(Block& block, const size_t capacity) {
 
 } // namespace
 
-BlockReader::BlockReader(std::unique_ptr<ByteSource> source, const size_t blockSize, const size_t maximumLine)
-    : m_source(std::move(source)), m_blockSize(blockSize), m_maximumLine(maximumLine) {}
+BlockReader::BlockReader(std::unique_ptr<ByteSource> source, const size_t blockSize, const size_t maximumLine,
+                         const RdfFormat format)
+    : m_source(std::move(source)), m_blockSize(blockSize), m_maximumLine(maximumLine), m_format(format) {}
 
 bool BlockReader::next(Block& block) {
     const std::lock_guard guard(m_mutex);
@@ -62,7 +63,9 @@ void BlockReader::fill(Block& block) {
         block.m_begin = BYTE_ORDER_MARK.size();
     block.m_lengthOfRest = m_isInLongLine ? passLongLine(block.getText()) : 0;
     const size_t endOfRest = block.m_begin + block.m_lengthOfRest;
-    const size_t cut = m_isInLongLine ? endOfRest : std::max(endOfRest, cutLines(block));
+    const size_t cut = m_isInLongLine
+                           ? endOfRest
+                           : std::max(endOfRest, isLineFormat(m_format) ? cutLines(block) : findStatementEnd(block));
     if (!m_atEnd)
         m_remainder.assign(block.m_bytes.get() + cut, block.m_end - cut);
     block.m_end = cut;
@@ -113,8 +116,6 @@ void BlockReader::readMore(Block& block, const size_t size) {
 
 /// The place behind the last line end, or the block's begin when there is none.
 size_t BlockReader::findCut(const Block& block) const {
-    if (m_maximumLine == WITHOUT_LINES)
-        return block.m_end;
     const std::string_view text = block.getText();
     const size_t lineFeed = text.rfind('\n');
     if (lineFeed != std::string_view::npos)
@@ -122,4 +123,20 @@ size_t BlockReader::findCut(const Block& block) const {
     // The last byte may be the first half of a line end of two bytes.
     const size_t carriageReturn = text.substr(0, text.empty() ? 0 : text.size() - 1).rfind('\r');
     return carriageReturn == std::string_view::npos ? block.m_begin : block.m_begin + carriageReturn + 1;
+}
+
+/// Returns where a statement seems to end, or the block's end when there is none, and notes where the block begins and
+/// the next one will.
+size_t BlockReader::findStatementEnd(Block& block) {
+    const std::string_view text = block.getText();
+    if (m_nextSequence == 0)
+        m_places.startText(text.data(), {1, 1, block.m_begin});
+    block.m_place = m_places.getBegin();
+    block.m_cut = std::exchange(m_cut, Rdf::TurtleRelay::Cut::ANYWHERE);
+    size_t size = m_atEnd ? 0 : Rdf::TurtleRelay::findCut(text, makeReaderOptions(m_format, false, 0).m_syntax, m_cut);
+    if (size == 0)
+        size = text.size();
+    m_places.startText(text.data());
+    m_places.endText(text.data() + size);
+    return block.m_begin + size;
 }

@@ -5,8 +5,6 @@
 #include "tools/melnar-dict/pieces/LineParser.h"
 #include "tools/melnar-dict/pieces/TurtleParser.h"
 #include "tools/melnar-dict/threads/BlockWork.h"
-#include "tools/melnar-dict/threads/PieceQueue.h"
-#include "tools/melnar-dict/threads/WorkerGroup.h"
 
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Reader/ByteScan.h"
@@ -49,13 +47,22 @@ void FileLoader::load(const std::string& fileName, const RdfFormat format) {
         reportCurrentException(m_journal, 0);
         return;
     }
-    if (isLineFormat(format)) {
-        BlockReader reader(std::move(source), m_settings.m_blockSize, m_settings.m_maximumLine);
+    BlockReader reader(std::move(source), m_settings.m_blockSize, m_settings.m_maximumLine, format);
+    if (isLineFormat(format))
         loadLines(reader, reading, format);
-    } else {
-        BlockReader reader(std::move(source), m_settings.m_blockSize, BlockReader::WITHOUT_LINES);
-        loadTurtle(reader, fileName, format);
+    else
+        loadTurtle(reader, reading, fileName, format);
+}
+
+/// Reads text into a piece and resolves what was found, also if an error ends it.
+template<class Parse>
+void FileLoader::parseAndResolve(DictionaryThread& thread, ParsedPiece& piece, const Parse& parse) {
+    try {
+        parse();
+    } catch (...) {
+        piece.m_errors.push_back(inputErrorOfCurrentException());
     }
+    resolveLiterals(m_dictionary, thread, m_settings.m_isLenient, piece);
 }
 
 void FileLoader::loadLines(BlockReader& reader, const std::stop_source& reading, const RdfFormat format) {
@@ -65,41 +72,28 @@ void FileLoader::loadLines(BlockReader& reader, const std::stop_source& reading,
         const auto parser = std::make_shared<LineParser>(format, m_settings.m_isLenient, m_settings.m_maximumLine,
                                                          m_settings.m_keepsRejected);
         return [this, thread, parser](const Block& block, ParsedPiece& piece) {
-            try {
-                parser->parse(block.getText(), piece, block.m_lengthOfRest);
-            } catch (...) {
-                piece.m_errors.push_back(inputErrorOfCurrentException()); // behind those of what was parsed
-            }
-            resolveLiterals(m_dictionary, *thread, m_settings.m_isLenient, piece);
+            parseAndResolve(*thread, piece, [&] { parser->parse(block.getText(), piece, block.m_lengthOfRest); });
         };
     });
 }
 
-void FileLoader::loadTurtle(BlockReader& reader, const std::string& fileName, const RdfFormat format) {
-    PieceQueue queue(2 * m_settings.m_numberOfThreads + 2);
-    WorkerGroup resolvers([&queue] { queue.close(); });
-    resolvers.start(m_settings.m_numberOfThreads, [this, &queue] {
-        DictionaryThread thread(m_dictionary);
-        while (std::unique_ptr<ParsedPiece> piece = queue.takeFull()) {
-            resolveLiterals(m_dictionary, thread, m_settings.m_isLenient, *piece);
-            m_journal.finish(*piece);
-            queue.putEmpty(std::move(piece));
-        }
-    });
-    uint64_t nextSequence = 0;
+void FileLoader::loadTurtle(BlockReader& reader, const std::stop_source& reading, const std::string& fileName,
+                            const RdfFormat format) {
     const std::string base = m_settings.m_base.empty() ? iriOfFile(fileName) : m_settings.m_base;
-    TurtleParser parser(
-        makeReaderOptions(format, m_settings.m_isLenient, m_settings.m_maximumLine, base), reader,
-        [this, &queue, &nextSequence](std::unique_ptr<ParsedPiece> full) {
-            if (full)
-                queue.putFull(std::move(full));
-            std::unique_ptr<ParsedPiece> empty = m_journal.isStopped() ? nullptr : queue.takeEmpty();
-            if (empty)
-                empty->clear(nextSequence++);
-            return empty;
-        },
-        m_settings.m_keepsRejected);
-    parser.parse();
-    queue.close();
-    resolvers.join();
+    Rdf::TurtleRelay relay(makeReaderOptions(format, m_settings.m_isLenient, m_settings.m_maximumLine, base));
+    workOnBlocks(reader, reading, m_journal, m_settings.m_numberOfThreads, [this, &relay]() -> BlockWorker {
+        const auto thread = std::make_shared<DictionaryThread>(m_dictionary);
+        const auto parser = std::make_shared<TurtleParser>(relay, m_settings.m_keepsRejected);
+        return [this, thread, parser](const Block& block, ParsedPiece& piece) {
+            parseAndResolve(*thread, piece, [&] { parser->parse(block, piece); });
+        };
+    });
+    if (m_journal.isStopped())
+        return;
+    DictionaryThread thread(m_dictionary);
+    TurtleParser parser(relay, m_settings.m_keepsRejected);
+    ParsedPiece piece;
+    piece.clear(reader.getNumberOfBlocks());
+    parseAndResolve(thread, piece, [&] { parser.parseEnd(piece); });
+    m_journal.finish(piece);
 }

@@ -9,11 +9,13 @@
 #include <string>
 
 class Dictionary;
+class DictionaryThread;
 
 /// Brings the string literals of files into a dictionary, with several threads.
 ///
-/// In N-Triples and N-Quads every thread takes blocks of the file, parses them and resolves what it finds; the threads
-/// meet only where a block is read and where one is done. In Turtle and TriG one thread parses and the others resolve.
+/// Every thread takes blocks of the file, parses them and resolves what it finds. In N-Triples and N-Quads the threads
+/// meet only where a block is read and where one is done; in Turtle and TriG also where one is parsed, as a block has
+/// nothing to resolve until it is certain what it means.
 ///
 /// Ownership  Refers to a dictionary and a journal that outlive it.
 /// Threads    One at a time.
@@ -36,7 +38,10 @@ public:
 
 private:
     void loadLines(BlockReader& reader, const std::stop_source& reading, RdfFormat format);
-    void loadTurtle(BlockReader& reader, const std::string& fileName, RdfFormat format);
+    void loadTurtle(BlockReader& reader, const std::stop_source& reading, const std::string& fileName,
+                    RdfFormat format);
+    template<class Parse>
+    void parseAndResolve(DictionaryThread& thread, ParsedPiece& piece, const Parse& parse);
 
     Dictionary& m_dictionary;
     InputJournal& m_journal;

@@ -17,9 +17,11 @@ constexpr size_t LITERALS_OF_A_GROUP = 2048;
 
 /// Adds what was refused in the entries from `begin` on to the errors of the piece; throws what went wrong otherwise.
 void addErrors(const std::vector<BatchFailure>& failures, const size_t begin, ParsedPiece& piece) {
-    for (const BatchFailure& failure : failures)
+    for (const BatchFailure& failure : failures) {
+        const size_t index = begin + failure.m_entryIndex;
         piece.m_errors.push_back(
-            {piece.m_literals.getLine(begin + failure.m_entryIndex), ExitCode::BAD_DATA, causeOfRefusal(failure)});
+            {piece.m_literals.getLine(index), ExitCode::BAD_DATA, causeOfRefusal(failure), 0, index});
+    }
 }
 
 void resolveUntilError(Dictionary& dictionary, DictionaryThread& thread, const bool lenient, ParsedPiece& piece) {
@@ -41,8 +43,7 @@ void resolveLiterals(Dictionary& dictionary, DictionaryThread& thread, const boo
     } catch (...) {
         piece.m_errors.push_back(inputErrorOfCurrentException());
     }
-    // An error of the file as a whole has line 0 and ended the piece: it goes behind all others.
     std::stable_sort(piece.m_errors.begin(), piece.m_errors.end(), [](const InputError& left, const InputError& right) {
-        return left.m_line - 1 < right.m_line - 1;
+        return left.m_literalsBefore < right.m_literalsBefore;
     });
 }

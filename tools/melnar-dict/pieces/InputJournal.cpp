@@ -38,12 +38,16 @@ void InputJournal::add(const ParsedPiece& piece) {
     if (!piece.m_rejected.empty())
         m_turn.wait(lock, [&] { return m_nextSequence == piece.m_sequence || isStopped(); });
     m_counts += piece.m_counts;
-    m_waiting.emplace(piece.m_sequence, Result{piece.m_numberOfLineEnds, piece.m_errors, piece.m_rejected});
+    m_waiting.emplace(piece.m_sequence,
+                      Result{piece.m_numberOfLineEnds, piece.m_errors, piece.m_rejected, piece.m_endsRejectedLine});
     for (auto next = m_waiting.begin(); next != m_waiting.end() && next->first == m_nextSequence;
          next = m_waiting.erase(next)) {
         report(next->second);
-        if (m_rejectedFile != nullptr && m_exitCode == ExitCode::DONE)
+        if (m_rejectedFile != nullptr && m_exitCode == ExitCode::DONE) {
+            if (next->second.m_endsRejectedLine)
+                m_rejectedFile->endLine();
             m_rejectedFile->write(next->second.m_rejected);
+        }
         m_firstLine += next->second.m_numberOfLineEnds;
         ++m_nextSequence;
     }

@@ -69,6 +69,7 @@ private:
         uint64_t m_numberOfLineEnds;
         std::vector<InputError> m_errors;
         std::string m_rejected;
+        bool m_endsRejectedLine;
     };
 
     void add(const ParsedPiece& piece);

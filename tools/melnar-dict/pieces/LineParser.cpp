@@ -45,8 +45,7 @@ void LineParser::takeStatement(const Rdf::Statement& statement) {
 
 void LineParser::takeError(const Rdf::SyntaxError& error) {
     if (m_isLenient || m_piece->m_errors.empty())
-        m_piece->m_errors.push_back(
-            {error.m_place.m_line, ExitCode::BAD_DATA, error.m_message, error.m_place.m_column});
+        m_piece->m_errors.push_back(makeInputError(error, *m_piece));
 }
 
 void LineParser::takeSkipped(const std::string_view line) {

@@ -45,3 +45,8 @@ void collectStatement(const Rdf::Statement& statement, const uint64_t line, Pars
     piece.m_counts.m_otherTerms +=
         2u + (isOther ? 1u : 0u) + (statement.m_graph.m_kind != Rdf::TermKind::NONE ? 1u : 0u);
 }
+
+InputError makeInputError(const Rdf::SyntaxError& error, const ParsedPiece& piece) {
+    return {error.m_place.m_line, ExitCode::BAD_DATA, error.m_message, error.m_place.m_column,
+            piece.m_literals.getEntries().size()};
+}

@@ -3,6 +3,7 @@
 #include "tools/melnar-dict/pieces/LiteralBatch.h"
 #include "tools/melnar-dict/pieces/ParsedPiece.h"
 
+#include "Reader/SyntaxError.h"
 #include "Reader/Term.h"
 
 #include <cstdint>
@@ -22,3 +23,6 @@ void appendLiteral(const Rdf::Term& literal, LiteralKind kind, uint64_t line, Li
 
 /// Counts a statement and puts its innermost object into the piece when that is a literal of another kind than OTHER.
 void collectStatement(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece);
+
+/// Makes an error of the piece of what is wrong after the literals that it has so far.
+InputError makeInputError(const Rdf::SyntaxError& error, const ParsedPiece& piece);

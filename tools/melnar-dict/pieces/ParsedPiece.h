@@ -15,8 +15,10 @@ struct ParsedPiece {
     uint64_t m_numberOfLineEnds = 0;
     LiteralBatch m_literals;
     StatementCounts m_counts;
-    std::vector<InputError> m_errors; // in any order until the piece is resolved, then by line
+    std::vector<InputError> m_errors; // in any order until the piece is resolved, then in that of the file
     std::string m_rejected;           // what was skipped because of errors, in the order of the file, if it is kept
+    // Whether something ends here that the pieces before have rejected: it gets a line end if it has none.
+    bool m_endsRejectedLine = false;
 
     /// Makes the piece empty and keeps its memory.
     void clear(const uint64_t sequence) noexcept {
@@ -26,5 +28,6 @@ struct ParsedPiece {
         m_counts = {};
         m_errors.clear();
         m_rejected.clear();
+        m_endsRejectedLine = false;
     }
 };

@@ -78,11 +78,25 @@ TEST(BlockReaderTest, theEndOfTheTextEndsALineThatIsTooLong) {
     EXPECT_EQ(std::string(989, 'l') + "\r", rest);
 }
 
-TEST(BlockReaderTest, cutsATextWithoutLinesAnywhere) {
-    const std::string text = "\xEF\xBB\xBF"
-                             "abc\ndefghi";
-    BlockReader reader(std::make_unique<TextSource>(text), 6, BlockReader::WITHOUT_LINES);
-    EXPECT_EQ((std::vector<std::string>{"abc", "\ndefgh", "i"}), readAll(reader));
+TEST(BlockReaderTest, cutsTurtleWhereStatementsSeemToEndOrElseAnywhere) {
+    using Cut = Rdf::TurtleRelay::Cut;
+    const std::string text = "\xEF\xBB\xBF:a :b 1 .\n:c\n:d\n:\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4 .\n}\n:e";
+    BlockReader reader(std::make_unique<TextSource>(text), 16, 0, RdfFormat::TRIG);
+    Block block;
+    std::string found;
+    while (reader.next(block))
+        found += std::string(block.getText()) + "|" + std::to_string(block.m_place.m_line) + ":" +
+                 std::to_string(block.m_place.m_column) + ":" + std::to_string(block.m_place.m_offset) +
+                 (block.m_cut == Cut::ANYWHERE      ? "?"
+                  : block.m_cut == Cut::AFTER_BRACE ? "}"
+                                                    : ".") +
+                 "|";
+    EXPECT_EQ(":a :b 1 .\n|1:1:3?|:c\n:d\n:\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4 |2:1:13.|.\n}\n:e|4:7:29?|", found);
+    BlockReader brace(std::make_unique<TextSource>(":g { :a :b 1 }\n:c :d 2 ."), 20, 0, RdfFormat::TRIG);
+    EXPECT_TRUE(brace.next(block));
+    EXPECT_TRUE(brace.next(block));
+    EXPECT_EQ(Cut::AFTER_BRACE, block.m_cut);
+    EXPECT_EQ((Rdf::Place{2, 1, 15}), block.m_place);
 }
 
 TEST(BlockReaderFailureTest, givesOfALineThatIsTooLongWhatCanBeRead) {

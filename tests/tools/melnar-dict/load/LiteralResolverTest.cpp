@@ -76,11 +76,15 @@ TEST_F(LiteralResolverTest, goesOnBehindEveryRefusedLiteralWhenLenient) {
 
 TEST_F(LiteralResolverTest, bringsTheErrorsOfAllSourcesIntoTheOrderOfTheFile) {
     m_piece.m_errors.push_back({0, ExitCode::FAILURE, "the file as a whole"});
-    m_piece.m_errors.push_back({5, ExitCode::BAD_DATA, "syntax"});
-    m_piece.m_errors.push_back({9, ExitCode::BAD_DATA, "syntax"});
+    m_piece.m_errors.push_back({7, ExitCode::BAD_DATA, "syntax", 1, 0});
+    m_piece.m_errors.push_back({7, ExitCode::BAD_DATA, "syntax", 20, 1});
+    m_piece.m_literals.append("none", D_RDF_PLAIN_LITERAL, 7);
     m_piece.m_literals.append("none", D_RDF_PLAIN_LITERAL, 7);
     resolve(true);
-    EXPECT_EQ((std::vector<uint64_t>{5, 7, 9, 0}), getErrorLines());
+    ASSERT_EQ((std::vector<uint64_t>{7, 7, 7, 7, 0}), getErrorLines());
+    EXPECT_EQ(1u, m_piece.m_errors[0].m_column);
+    EXPECT_EQ(0u, m_piece.m_errors[1].m_column) << "a refused literal";
+    EXPECT_EQ(20u, m_piece.m_errors[2].m_column);
 }
 
 TEST_F(LiteralResolverTest, findsTheLineOfEveryRefusedLiteralAmongThousands) {

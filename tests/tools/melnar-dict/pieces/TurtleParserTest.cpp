@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/pieces/TurtleParser.h"
 
 #include "tests/tools/melnar-dict/input/TextSource.h"
+#include "tools/melnar-dict/input/BlockReader.h"
 #include "tools/melnar-dict/input/RdfFormat.h"
 
 #include <gtest/gtest.h>
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -30,14 +32,20 @@ protected:
         m_literals.clear();
         m_errors.clear();
         m_counts = {};
-        BlockReader reader(std::move(source), blockSize);
-        TurtleParser parser(makeReaderOptions(format, lenient, DEFAULT_MAXIMUM_LINE, base), reader,
-                            [this](std::unique_ptr<ParsedPiece> full) {
-                                if (full)
-                                    take(*full);
-                                return std::make_unique<ParsedPiece>();
-                            });
-        parser.parse();
+        m_rejected.clear();
+        BlockReader reader(std::move(source), blockSize, 0, format);
+        Rdf::TurtleRelay relay(makeReaderOptions(format, lenient, DEFAULT_MAXIMUM_LINE, base));
+        TurtleParser parser(relay, true);
+        Block block;
+        ParsedPiece piece;
+        while (reader.next(block)) {
+            piece.clear(block.m_sequence);
+            parser.parse(block, piece);
+            take(piece);
+        }
+        piece.clear(reader.getNumberOfBlocks());
+        parser.parseEnd(piece);
+        take(piece);
     }
 
     void take(const ParsedPiece& piece) {
@@ -48,11 +56,13 @@ protected:
             m_literals.emplace_back(batch.getLine(index), batch.getEntries()[index].m_lexicalForm);
         for (const InputError& error : piece.m_errors)
             m_errors.emplace_back(error.m_line, error.m_cause);
+        m_rejected.push_back(piece.m_rejected);
     }
 
     Literals m_literals;
     Errors m_errors;
     StatementCounts m_counts;
+    std::vector<std::string> m_rejected; // of each piece
 };
 
 TEST_F(TurtleParserTest, collectsLiteralsWithTheLinesTheyStartIn) {
@@ -198,46 +208,40 @@ TEST_F(TurtleParserTest, goesOnAfterManyErrors) {
     }
 }
 
-TEST_F(TurtleParserTest, handsOutPiecesOfBoundedSize) {
-    std::string text = PREFIXES;
-    for (int number = 0; number < 30000; ++number)
-        text += ":s :p \"number " + std::to_string(number) + "\" .\n";
-    BlockReader reader(std::make_unique<TextSource>(text));
-    std::vector<size_t> sizes;
-    TurtleParser parser({Rdf::Syntax::TURTLE}, reader, [&sizes](std::unique_ptr<ParsedPiece> full) {
-        if (full)
-            sizes.push_back(full->m_literals.getEntries().size());
-        return std::make_unique<ParsedPiece>();
-    });
-    parser.parse();
-    ASSERT_GT(sizes.size(), 5u);
-    EXPECT_LE(*std::max_element(sizes.begin(), sizes.end()), 4096u);
-}
-
-TEST_F(TurtleParserTest, endsWhenNobodyTakesItsPieces) {
-    std::string text = PREFIXES;
-    for (int number = 0; number < 30000; ++number)
-        text += ":s :p \"number " + std::to_string(number) + "\" .\n";
-    BlockReader reader(std::make_unique<TextSource>(text));
-    size_t exchanges = 0;
-    TurtleParser parser({Rdf::Syntax::TURTLE}, reader, [&exchanges](std::unique_ptr<ParsedPiece>) {
-        return ++exchanges < 3 ? std::make_unique<ParsedPiece>() : nullptr;
-    });
-    parser.parse();
-    EXPECT_EQ(3u, exchanges);
-    Block block;
-    EXPECT_TRUE(reader.next(block)) << "it has not read on";
-}
-
-TEST_F(TurtleParserTest, tellsAnErrorOfReadingBehindAllThatWasRead) {
-    const std::string text = std::string(PREFIXES) + ":s :p \"a\" .\n:s :p \"b\" .\n:s :p \"c";
-    for (const size_t blockSize : {size_t(1), size_t(30), size_t(1) << 20}) {
-        parse(std::make_unique<TextSource>(text, 10, "no more"), true, RdfFormat::TURTLE, "", blockSize);
-        EXPECT_EQ((Literals{{2, "a"}, {3, "b"}}), m_literals);
-        EXPECT_EQ((Errors{{0, "no more"}}), m_errors);
+TEST_F(TurtleParserTest, handsOutWhatIsSkippedBlockByBlock) {
+    const std::string rejected = "<a:s> , '" + std::string(100'000, 'x') + "' .";
+    parse(std::make_unique<TextSource>(rejected + " <a:s> <a:p> 'a' ."), true, RdfFormat::TURTLE, "", 1000);
+    EXPECT_EQ((Literals{{1, "a"}}), m_literals);
+    std::string found;
+    for (const std::string& part : m_rejected) {
+        EXPECT_LE(part.size(), 1010u);
+        found += part;
     }
-    parse(std::make_unique<TextSource>(":s :p \"a\" .\nbad", 10, "no more"), false, RdfFormat::TURTLE, "", 1 << 20);
-    EXPECT_EQ((Errors{{1, "expected a declared prefix, found ':'"}}), m_errors) << "the first error of the file counts";
+    EXPECT_EQ(rejected + "\n", found);
+}
+
+TEST_F(TurtleParserTest, withdrawsWhatAnotherThreadMakesWrong) {
+    Rdf::TurtleRelay relay(makeReaderOptions(RdfFormat::TURTLE, false, DEFAULT_MAXIMUM_LINE));
+    TurtleParser first(relay);
+    TurtleParser second(relay);
+    BlockReader reader(std::make_unique<TextSource>("@prefix : <u:> .\n:s :p 'a .\n:s :p 'b' .\n"), 20, 0,
+                       RdfFormat::TURTLE);
+    std::vector<Block> blocks(3);
+    std::vector<ParsedPiece> pieces(3);
+    for (size_t index = 0; index < 3; ++index) {
+        ASSERT_TRUE(reader.next(blocks[index]));
+        pieces[index].clear(index);
+    }
+    first.parse(blocks[0], pieces[0]);
+    std::thread ahead([&] { second.parse(blocks[2], pieces[2]); });
+    first.parse(blocks[1], pieces[1]);
+    ahead.join();
+    take(pieces[1]);
+    take(pieces[2]);
+    EXPECT_EQ(Literals{}, m_literals) << "the first error ends a strict load";
+    EXPECT_EQ((Errors{{2, "this string is not closed: expected its closing quote, found the end of the line"}}),
+              m_errors);
+    EXPECT_EQ(2u, pieces[2].m_sequence);
 }
 
 } // namespace
