@@ -89,6 +89,19 @@ TEST_F(RejectedTest, keepsLinesAndStatementsThatAreTooLong) {
               reject(RdfFormat::TURTLE, {good + longLine + good}, makeSettings(3, 16, 30)));
 }
 
+TEST_F(RejectedTest, isTheSameWhereverBlocksEnd) {
+    const std::string refused = std::string("<a:s> <a:p> ") + REFUSED + " , " + REFUSED;
+    const std::string unclosed = "<a:s> , \"\"\"x .\n<a:s> <a:p> 'y' .\n\"\"\" .";
+    const std::string text = "{ <a:s> bad}\n" + unclosed + "\n<a:g> { " + refused + " . \n <a:s> . \n " + refused +
+                             "}\n<a:s> . <a:s> <a:p> 1. { <a:s> 'z";
+    const std::string rejected =
+        "<a:s> bad\n" + unclosed + "\n" + refused + " .\n<a:s> .\n" + refused + "\n<a:s> .\n<a:s> 'z\n";
+    for (size_t blockSize = 1; blockSize <= text.size() + 1; ++blockSize) {
+        EXPECT_EQ(rejected, reject(RdfFormat::TRIG, {text}, makeSettings(1, blockSize))) << blockSize;
+        EXPECT_EQ(rejected, reject(RdfFormat::TRIG, {text}, makeSettings(3, blockSize))) << blockSize;
+    }
+}
+
 /// A text of many statements, good and bad, and what is bad of it.
 struct MixedText {
     explicit MixedText(const RdfFormat format) {
@@ -118,6 +131,31 @@ TEST_F(RejectedConcurrentTest, isTheSameWithAnyNumberOfThreads) {
             for (const size_t blockSize : std::initializer_list<size_t>{1, 100, 1000000})
                 EXPECT_EQ(mixed.m_rejected, reject(format, {mixed.m_text}, makeSettings(numberOfThreads, blockSize)));
     }
+}
+
+/// Blocks are read from guesses that turn out to be wrong: what was rejected then must not be left, nor be lacking.
+TEST_F(RejectedConcurrentTest, isTheSameWhenWhatWasReadAheadDoesNotCount) {
+    std::string text;
+    std::string rejected;
+    for (size_t number = 0; number < 3000; ++number) {
+        const std::string refused = ":s :p " + std::string(REFUSED) + ",\n " + REFUSED + " .\n";
+        const std::string skipped = "<a:s> 'faulty " + std::to_string(number) + ".' .\n";
+        if (number % 40 == 0)
+            text += "@prefix : <u:" + std::to_string(number) + "> .\n";
+        if (number % 70 == 0)
+            text += ":s :p '''a .\n" + refused + skipped + "''' .\n";
+        text += refused + skipped + ":s :p 'good' .\n";
+        rejected += refused + skipped;
+        if (number % 90 == 0) {
+            const std::string unclosed = ":s , '''a .\n" + refused + skipped + "''' .\n";
+            text += unclosed;
+            rejected += unclosed;
+        }
+    }
+    for (const size_t numberOfThreads : std::initializer_list<size_t>{1, 2, 7})
+        for (const size_t blockSize : std::initializer_list<size_t>{300, 1000, 5000})
+            EXPECT_EQ(rejected, reject(RdfFormat::TURTLE, {text}, makeSettings(numberOfThreads, blockSize)))
+                << numberOfThreads << ' ' << blockSize;
 }
 
 TEST_F(RejectedConcurrentTest, aFailureToWriteEndsTheLoadOfAllThreads) {

@@ -258,11 +258,12 @@ TEST(InterruptionTest, anErrorEndsALoadThoughNoMoreBytesCome) {
     std::string text = "<urn:s> <urn:p> bad .\n";
     for (unsigned number = 0; number < 10000; ++number) // more than a block, and less than two
         text += "<urn:s> <urn:p> \"" + std::to_string(number * 2654435761u) + "\" .\n";
-    for (const std::string& input : {text, gzip(text), zstd(text)}) {
-        const WaitingTool tool({"load", "-", "--format", "nt", "--threads", "3"});
-        tool.write(input);
-        EXPECT_EQ("exit 1", tool.awaitEnd());
-    }
+    for (const char* const format : {"nt", "ttl"})
+        for (const std::string& input : {text, gzip(text), zstd(text)}) {
+            const WaitingTool tool({"load", "-", "--format", format, "--threads", "3"});
+            tool.write(input);
+            EXPECT_EQ("exit 1", tool.awaitEnd());
+        }
 }
 
 } // namespace
