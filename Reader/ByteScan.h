@@ -33,6 +33,22 @@ struct IriStop { // what an IRI cannot hold as it is: up to the space, and <>"{}
 #endif
 };
 
+struct CanonicalEscape { // what may need an escape in a canonical literal: 0xEF starts U+FFFE and U+FFFF
+    static constexpr bool matches(const uint8_t byte) noexcept {
+        return byte < ' ' || byte == '"' || byte == '\\' || byte == 0x7F || byte == 0xEF;
+    }
+#if defined(__SSE2__)
+    static __m128i matchesOf(const __m128i bytes) noexcept {
+        const __m128i controls = _mm_cmpeq_epi8(_mm_min_epu8(bytes, _mm_set1_epi8(0x1F)), bytes);
+        const __m128i quotes =
+            _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')), _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\')));
+        const __m128i others = _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(0x7F)),
+                                            _mm_cmpeq_epi8(bytes, _mm_set1_epi8(static_cast<char>(0xEF))));
+        return _mm_or_si128(controls, _mm_or_si128(quotes, others));
+    }
+#endif
+};
+
 template<char... BYTES>
 struct AnyOf {
     static constexpr bool matches(const uint8_t byte) noexcept {

@@ -1,35 +1,21 @@
 #include "Reader/CanonicalWriter.h"
 
+#include "Reader/ByteScan.h"
 #include "Reader/Vocabulary.h"
 
-#include <cstdint>
+#include <algorithm>
 
 namespace Rdf::CanonicalWriter {
 
 namespace {
 
-void appendLiteral(const Term& literal, std::string& output) {
-    output += '"';
-    appendEscaped(literal.m_text, output);
-    output += '"';
-    if (!literal.m_tag.empty()) {
-        output += '@';
-        for (const char character : literal.m_tag)
-            output += character >= 'A' && character <= 'Z' ? static_cast<char>(character | 0x20) : character;
-        if (literal.m_direction != Direction::NONE)
-            output += literal.m_direction == Direction::LEFT_TO_RIGHT ? "--ltr" : "--rtl";
-    } else if (!literal.m_datatype.empty() && literal.m_datatype != Vocabulary::XSD_STRING) {
-        output.append("^^<").append(literal.m_datatype).append(">");
-    }
-}
-
-void appendSimpleTerm(const Term& term, std::string& output) {
-    if (term.m_kind == TermKind::IRI)
-        output.append("<").append(term.m_text).append(">");
-    else if (term.m_kind == TermKind::BLANK_NODE)
-        output.append("_:").append(term.m_text);
-    else
-        appendLiteral(term, output);
+void appendTag(const Term& literal, std::string& output, const Tags tags) {
+    output += '@';
+    for (const char character : literal.m_tag)
+        output += tags == Tags::LOWER_CASE && character >= 'A' && character <= 'Z' ? static_cast<char>(character | 0x20)
+                                                                                   : character;
+    if (literal.m_direction != Direction::NONE)
+        output += literal.m_direction == Direction::LEFT_TO_RIGHT ? "--ltr" : "--rtl";
 }
 
 void appendHexadecimal(const uint32_t character, std::string& output) {
@@ -42,49 +28,47 @@ void appendHexadecimal(const uint32_t character, std::string& output) {
 } // namespace
 
 void appendStatement(const Statement& statement, std::string& output) {
-    for (const Term* const term : {&statement.m_subject, &statement.m_predicate, &statement.m_object}) {
-        appendTerm(*term, output);
-        output += ' ';
-    }
-    if (statement.m_graph.m_kind != TermKind::NONE) {
-        appendTerm(statement.m_graph, output);
-        output += ' ';
-    }
-    output += ".\n";
+    appendStatementOf(statement, output, [&](const Term& term, bool) { appendTerm(term, output); });
 }
 
-/// Terms within terms are objects, so that all closing brackets come at the end.
-void appendTerm(const Term& term, std::string& output) {
-    size_t depth = 0;
-    const Term* current = &term;
-    for (; current->m_kind == TermKind::TRIPLE; current = &current->m_triple->m_object, ++depth) {
-        output += "<<( ";
-        appendSimpleTerm(current->m_triple->m_subject, output);
-        output += ' ';
-        appendSimpleTerm(current->m_triple->m_predicate, output);
-        output += ' ';
+void appendTerm(const Term& term, std::string& output, const Tags tags) {
+    if (term.m_kind == TermKind::IRI)
+        output.append("<").append(term.m_text).append(">");
+    else if (term.m_kind == TermKind::BLANK_NODE)
+        output.append("_:").append(term.m_text);
+    else {
+        output += '"';
+        appendEscaped(term.m_text, output);
+        output += '"';
+        if (!term.m_tag.empty())
+            appendTag(term, output, tags);
+        else if (!term.m_datatype.empty() && term.m_datatype != Vocabulary::XSD_STRING)
+            output.append("^^<").append(term.m_datatype).append(">");
     }
-    appendSimpleTerm(*current, output);
-    while (depth-- != 0)
-        output += " )>>";
 }
 
 void appendEscaped(const std::string_view text, std::string& output) {
     constexpr std::string_view CHARACTERS = "\b\t\n\f\r\"\\";
     constexpr std::string_view LETTERS = "btnfr\"\\";
-    for (size_t index = 0; index < text.size(); ++index) {
-        const auto byte = static_cast<uint8_t>(text[index]);
-        if (const size_t escape = CHARACTERS.find(text[index]); escape != std::string_view::npos) {
+    const char* const end = text.data() + text.size();
+    for (const char* begin = text.data();;) {
+        const char* const stop = ByteScan::find<ByteScan::CanonicalEscape>(begin, end);
+        output.append(begin, stop);
+        if (stop == end)
+            return;
+        begin = stop + 1;
+        if (const size_t escape = CHARACTERS.find(*stop); escape != std::string_view::npos) {
             output += '\\';
             output += LETTERS[escape];
-        } else if (byte < 0x20 || byte == 0x7F) {
-            appendHexadecimal(byte, output);
-        } else if (byte == 0xEF &&
-                   (text.substr(index, 3) == "\xEF\xBF\xBE" || text.substr(index, 3) == "\xEF\xBF\xBF")) {
-            appendHexadecimal(text[index + 2] == '\xBE' ? 0xFFFE : 0xFFFF, output); // no characters of XML
-            index += 2;
+        } else if (static_cast<uint8_t>(*stop) != 0xEF) {
+            appendHexadecimal(static_cast<uint8_t>(*stop), output);
         } else {
-            output += text[index];
+            const std::string_view character(stop, std::min<size_t>(3, static_cast<size_t>(end - stop)));
+            begin = stop + character.size();
+            if (character == "\xEF\xBF\xBE" || character == "\xEF\xBF\xBF") // no characters of XML
+                appendHexadecimal(character[2] == '\xBE' ? 0xFFFE : 0xFFFF, output);
+            else
+                output += character;
         }
     }
 }

@@ -2,6 +2,8 @@
 
 #include "Reader/Term.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -9,12 +11,41 @@
 /// language tags in lower case, no written xsd:string, escapes only for characters that need them.
 namespace Rdf::CanonicalWriter {
 
+/// What becomes of language tags. RDF takes tags for equal that differ in case only; not everybody does.
+enum class Tags : uint8_t { LOWER_CASE, AS_WRITTEN };
+
 /// Appends a line.
 void appendStatement(const Statement& statement, std::string& output);
 
-void appendTerm(const Term& term, std::string& output);
+/// Appends a term that is no triple term.
+void appendTerm(const Term& term, std::string& output, Tags tags = Tags::LOWER_CASE);
 
 /// Appends a text as it stands between the quotes of a literal.
 void appendEscaped(std::string_view text, std::string& output);
+
+/// Appends a line for which `appendPart(term, isObject)` appends the terms that are no triple terms. Triple terms are
+/// objects, so that all their closing brackets stand together.
+template<class AppendPart>
+void appendStatementOf(const Statement& statement, std::string& output, const AppendPart& appendPart) {
+    const Triple* triple = &statement;
+    size_t depth = 0;
+    for (;; triple = triple->m_object.m_triple, ++depth) {
+        appendPart(triple->m_subject, false);
+        output += ' ';
+        appendPart(triple->m_predicate, false);
+        output += ' ';
+        if (triple->m_object.m_kind != TermKind::TRIPLE)
+            break;
+        output += "<<( ";
+    }
+    appendPart(triple->m_object, true);
+    while (depth-- != 0)
+        output += " )>>";
+    if (statement.m_graph.m_kind != TermKind::NONE) {
+        output += ' ';
+        appendPart(statement.m_graph, false);
+    }
+    output += " .\n";
+}
 
 } // namespace Rdf::CanonicalWriter

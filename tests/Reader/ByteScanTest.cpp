@@ -26,6 +26,7 @@ void checkAllBytesAndPlaces() {
 
 TEST(ByteScanTest, vectorsFindAndCountWhatMatches) {
     checkAllBytesAndPlaces<ByteScan::IriStop>();
+    checkAllBytesAndPlaces<ByteScan::CanonicalEscape>();
     checkAllBytesAndPlaces<ByteScan::AnyOf<'"', '\\', '\n', '\r'>>();
     checkAllBytesAndPlaces<ByteScan::NotAscii>();
     checkAllBytesAndPlaces<ByteScan::CharacterStart>();

@@ -95,3 +95,13 @@ void addBase(VerbDescription& verb, std::string& variable) {
                        variable = value;
                    });
 }
+
+void addVersion(VerbDescription& verb, Rdf::Version& variable) {
+    verb.addOption("--rdf", "VERSION", "read files as RDF 1.1 or 1.2 has it (default: 1.2)",
+                   [&variable](const std::string& name) {
+                       const std::optional<Rdf::Version> version = versionOfName(name);
+                       if (!version)
+                           throw ToolFailure(ExitCode::USAGE, "option --rdf needs 1.1 or 1.2, not '" + name + "'");
+                       variable = *version;
+                   });
+}

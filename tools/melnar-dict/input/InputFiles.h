@@ -19,3 +19,6 @@ void addInputFiles(VerbDescription& verb, InputFormats formats, InputFiles& vari
 
 /// Adds the option --base, which takes absolute IRIs alone.
 void addBase(VerbDescription& verb, std::string& variable);
+
+/// Adds the option --rdf.
+void addVersion(VerbDescription& verb, Rdf::Version& variable);

@@ -40,8 +40,9 @@ std::optional<RdfFormat> findFormat(const std::string_view name, const bool exte
 } // namespace
 
 Rdf::ReaderOptions makeReaderOptions(const RdfFormat format, const bool lenient, const size_t maximumLine,
-                                     const std::string& base) {
+                                     const std::string& base, const Rdf::Version version) {
     Rdf::ReaderOptions options;
+    options.m_version = version;
     options.m_syntax = format == RdfFormat::N_TRIPLES ? Rdf::Syntax::N_TRIPLES
                        : format == RdfFormat::N_QUADS ? Rdf::Syntax::N_QUADS
                        : format == RdfFormat::TURTLE  ? Rdf::Syntax::TURTLE
@@ -50,6 +51,12 @@ Rdf::ReaderOptions makeReaderOptions(const RdfFormat format, const bool lenient,
     options.m_maximumLength = maximumLine;
     options.m_base = base;
     return options;
+}
+
+std::optional<Rdf::Version> versionOfName(const std::string_view name) {
+    if (name == "1.1")
+        return Rdf::Version::RDF_1_1;
+    return name == "1.2" ? std::optional(Rdf::Version::RDF_1_2) : std::nullopt;
 }
 
 std::optional<RdfFormat> formatOfName(const std::string_view name) {

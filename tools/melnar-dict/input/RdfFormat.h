@@ -24,7 +24,11 @@ constexpr bool hasGraphs(const RdfFormat format) noexcept {
 constexpr size_t DEFAULT_MAXIMUM_LINE = Rdf::ReaderOptions::DEFAULT_MAXIMUM_LENGTH;
 
 /// How a file of this format is read. The base is for relative IRIs in Turtle and TriG.
-Rdf::ReaderOptions makeReaderOptions(RdfFormat format, bool lenient, size_t maximumLine, const std::string& base = "");
+Rdf::ReaderOptions makeReaderOptions(RdfFormat format, bool lenient, size_t maximumLine, const std::string& base = "",
+                                     Rdf::Version version = Rdf::Version::RDF_1_2);
+
+/// The version of RDF that is called "1.1" or "1.2".
+std::optional<Rdf::Version> versionOfName(std::string_view name);
 
 /// The format of a name as one gives it by hand, such as "ntriples" or "nt", in any case of letters.
 std::optional<RdfFormat> formatOfName(std::string_view name);

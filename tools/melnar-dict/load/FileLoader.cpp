@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/load/FileLoader.h"
 
+#include "tools/melnar-dict/input/FileIri.h"
 #include "tools/melnar-dict/input/InputFile.h"
 #include "tools/melnar-dict/load/LiteralResolver.h"
 #include "tools/melnar-dict/pieces/LineParser.h"
@@ -7,32 +8,9 @@
 #include "tools/melnar-dict/threads/BlockWork.h"
 
 #include "Engine/core/data-store/DictionaryThread.h"
-#include "Reader/ByteScan.h"
 
-#include <filesystem>
 #include <memory>
-#include <string_view>
 #include <utility>
-
-namespace {
-
-/// Returns the IRI that the relative ones of a file are relative to, unless it says otherwise.
-std::string iriOfFile(const std::string& fileName) {
-    const std::string path = fileName == "-" ? "/dev/stdin" : std::filesystem::absolute(fileName).string();
-    std::string iri("file://");
-    for (const char character : path) {
-        constexpr std::string_view DIGITS = "0123456789ABCDEF";
-        const auto byte = static_cast<uint8_t>(character);
-        if (Rdf::ByteScan::IriStop::matches(byte) || byte >= 0x80 ||
-            std::string_view("%?#").find(character) != std::string_view::npos)
-            iri.append("%").append(1, DIGITS[byte >> 4]).append(1, DIGITS[byte & 15]);
-        else
-            iri += character;
-    }
-    return iri;
-}
-
-} // namespace
 
 FileLoader::FileLoader(Dictionary& dictionary, InputJournal& journal, Settings settings)
     : m_dictionary(dictionary), m_journal(journal), m_settings(std::move(settings)) {}
@@ -69,8 +47,9 @@ void FileLoader::loadLines(BlockReader& reader, const std::stop_source& reading,
     workOnBlocks(reader, reading, m_journal, m_settings.m_numberOfThreads, [this, format]() -> BlockWorker {
         // Both belong to the thread that makes them.
         const auto thread = std::make_shared<DictionaryThread>(m_dictionary);
-        const auto parser = std::make_shared<LineParser>(format, m_settings.m_isLenient, m_settings.m_maximumLine,
-                                                         m_settings.m_keepsRejected);
+        const auto parser = std::make_shared<LineParser>(
+            makeReaderOptions(format, m_settings.m_isLenient, m_settings.m_maximumLine, "", m_settings.m_version),
+            m_settings.m_keepsRejected);
         return [this, thread, parser](const Block& block, ParsedPiece& piece) {
             parseAndResolve(*thread, piece, [&] { parser->parse(block.getText(), piece, block.m_lengthOfRest); });
         };
@@ -80,7 +59,8 @@ void FileLoader::loadLines(BlockReader& reader, const std::stop_source& reading,
 void FileLoader::loadTurtle(BlockReader& reader, const std::stop_source& reading, const std::string& fileName,
                             const RdfFormat format) {
     const std::string base = m_settings.m_base.empty() ? iriOfFile(fileName) : m_settings.m_base;
-    Rdf::TurtleRelay relay(makeReaderOptions(format, m_settings.m_isLenient, m_settings.m_maximumLine, base));
+    Rdf::TurtleRelay relay(
+        makeReaderOptions(format, m_settings.m_isLenient, m_settings.m_maximumLine, base, m_settings.m_version));
     workOnBlocks(reader, reading, m_journal, m_settings.m_numberOfThreads, [this, &relay]() -> BlockWorker {
         const auto thread = std::make_shared<DictionaryThread>(m_dictionary);
         const auto parser = std::make_shared<TurtleParser>(relay, m_settings.m_keepsRejected);

@@ -29,6 +29,7 @@ public:
         size_t m_blockSize = BlockReader::DEFAULT_BLOCK_SIZE;
         size_t m_maximumLine = DEFAULT_MAXIMUM_LINE;
         bool m_keepsRejected = false; // hands the journal what is skipped
+        Rdf::Version m_version = Rdf::Version::RDF_1_2;
     };
 
     FileLoader(Dictionary& dictionary, InputJournal& journal, Settings settings);

@@ -102,7 +102,7 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
                          rejectedFile ? &*rejectedFile : nullptr);
     FileLoader loader(dictionary, journal,
                       {options.m_numberOfThreads, options.m_isLenient, options.m_base, BlockReader::DEFAULT_BLOCK_SIZE,
-                       options.m_maximumLine, rejectedFile.has_value()});
+                       options.m_maximumLine, rejectedFile.has_value(), options.m_version});
     const auto start = std::chrono::steady_clock::now();
     for (const auto& [fileName, format] : options.m_files) {
         loader.load(fileName, format);

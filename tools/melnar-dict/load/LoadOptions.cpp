@@ -46,7 +46,7 @@ VerbDescription describeLoad(LoadOptions& options) {
                  options.m_intoName);
     addInputFiles(verb, InputFormats::ALL, options.m_files);
     addThreads(verb, options.m_numberOfThreads);
-    verb.addFlag("--lenient", "report errors, count them and go on behind them", options.m_isLenient);
+    addLenient(verb, options.m_isLenient);
     verb.addNumber("--errors", "N", "show the first N errors and count the rest (default: 20)",
                    options.m_numberOfErrorsShown, 0, std::numeric_limits<uint64_t>::max());
     verb.addText("--rejected", "FILE",
@@ -54,6 +54,7 @@ VerbDescription describeLoad(LoadOptions& options) {
                  options.m_rejectedName);
     verb.addFlag("--quiet", "say nothing on standard error but what ends the load", options.m_isQuiet);
     addBase(verb, options.m_base);
+    addVersion(verb, options.m_version);
     addMemoryLimit(verb, options.m_memoryLimit);
     addMaximumLine(verb, options.m_maximumLine);
     verb.addNumber("--max-resources", "N",

@@ -24,6 +24,7 @@ struct LoadOptions {
     OutputOptions m_output; // without a name, the dictionary is not saved
     uint64_t m_memoryLimit = getPhysicalMemory();
     uint64_t m_maximumLine = DEFAULT_MAXIMUM_LINE;
+    Rdf::Version m_version = Rdf::Version::RDF_1_2;
     std::optional<uint64_t> m_maximumNumberOfResources;
     std::string m_base;
     std::string m_intoName;        // the saved dictionary to add to; empty for a new one

@@ -18,9 +18,8 @@ std::string_view lineAround(const std::string_view text, const char* const begin
 
 } // namespace
 
-LineParser::LineParser(const RdfFormat format, const bool lenient, const size_t maximumLine, const bool keepsRejected)
-    : m_isLenient(lenient), m_keepsRejected(keepsRejected),
-      m_reader(makeReaderOptions(format, lenient, maximumLine), *this) {}
+LineParser::LineParser(const Rdf::ReaderOptions& options, const bool keepsRejected)
+    : m_isLenient(options.m_isLenient), m_keepsRejected(keepsRejected), m_reader(options, *this) {}
 
 void LineParser::parse(const std::string_view text, ParsedPiece& piece, const size_t lengthOfRest) {
     m_text = text;

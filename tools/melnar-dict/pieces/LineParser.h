@@ -1,11 +1,9 @@
 #pragma once
 
-#include "tools/melnar-dict/input/RdfFormat.h"
 #include "tools/melnar-dict/pieces/ParsedPiece.h"
 
 #include "Reader/LineReader.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -18,7 +16,7 @@
 ///          lines, if asked for, those with a literal that the dictionary will refuse included.
 class LineParser : private Rdf::StatementSink {
 public:
-    LineParser(RdfFormat format, bool lenient, size_t maximumLine = DEFAULT_MAXIMUM_LINE, bool keepsRejected = false);
+    explicit LineParser(const Rdf::ReaderOptions& options, bool keepsRejected = false);
 
     /// Reads a block of whole lines into an empty piece. So many bytes at its start are the rest of a line that is too
     /// long, of which nothing is read but the line ends.

@@ -5,8 +5,8 @@ namespace {
 constexpr const char* ENCODE_TEXT = R"(
 Writes the statements of N-Triples (.nt) and N-Quads (.nq) files, plain or packed, or of folders with such files, with an
 IRI such as <melnar:17> in the place of every string literal, 17 being its resource ID. decode does the reverse. OUT
-appears when it is complete; "-" is standard input or output. Statements are written in canonical form: one space between terms, no
-needless escapes, no comments but the first line, which names the dictionary.
+appears when it is complete; "-" is standard input or output. Its first line is a comment that names the dictionary.
+Statements are written in canonical form, but for language tags, which stay as the dictionary has them.
 )";
 
 constexpr const char* DECODE_TEXT = R"(
@@ -29,6 +29,7 @@ VerbDescription addOptions(VerbDescription verb, RewriteOptions& options) {
     addThreads(verb, options.m_numberOfThreads);
     addMemoryLimit(verb, options.m_memoryLimit);
     addMaximumLine(verb, options.m_maximumLine);
+    addVersion(verb, options.m_version);
     verb.requireOption("--dictionary");
     verb.requireOption("--output");
     return verb;

@@ -17,6 +17,7 @@ struct RewriteOptions {
     size_t m_numberOfThreads = getDefaultNumberOfThreads();
     uint64_t m_memoryLimit = getPhysicalMemory();
     uint64_t m_maximumLine = DEFAULT_MAXIMUM_LINE;
+    Rdf::Version m_version = Rdf::Version::RDF_1_2;
 };
 
 /// The command lines of `encode` and `decode`, bound to the options.

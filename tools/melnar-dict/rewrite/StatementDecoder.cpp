@@ -5,18 +5,20 @@
 #include "tools/melnar-dict/rewrite/LiteralIri.h"
 
 #include "Engine/core/data-store/Dictionary.h"
+#include "Reader/CanonicalWriter.h"
 
 const char* StatementDecoder::appendTerm(const Rdf::Term& term, std::string& output) {
     if (term.m_kind == Rdf::TermKind::IRI && LiteralIri::isReserved(term.m_text)) {
         m_cause = "the IRI '" + std::string(term.m_text) + "' stands where no literal can be";
         return m_cause.c_str();
     }
-    return StatementRewriter::appendTerm(term, output);
+    appendUnchanged(term, output);
+    return nullptr;
 }
 
 const char* StatementDecoder::appendObject(const Rdf::Term& object, std::string& output) {
     if (object.m_kind != Rdf::TermKind::IRI || !LiteralIri::isReserved(object.m_text)) {
-        appendUnchangedObject(object, output);
+        appendUnchanged(object, output);
         return nullptr;
     }
     const uint64_t resourceID = LiteralIri::getResourceID(object.m_text);
@@ -51,7 +53,7 @@ const char* StatementDecoder::appendAnswer(const size_t gapIndex, std::string& o
     const size_t textLength =
         m_literals[gapIndex].m_datatypeID == D_XSD_STRING ? lexicalForm.size() : lexicalForm.rfind('@');
     output += '"';
-    appendEscaped(lexicalForm.substr(0, textLength), output);
+    Rdf::CanonicalWriter::appendEscaped(lexicalForm.substr(0, textLength), output);
     output += '"';
     output += lexicalForm.substr(textLength);
     return nullptr;

@@ -14,8 +14,8 @@ class Dictionary;
 /// names another dictionary.
 class StatementDecoder final : public StatementRewriter {
 public:
-    StatementDecoder(const RdfFormat format, const size_t maximumLine, const Dictionary& dictionary)
-        : StatementRewriter(format, maximumLine), m_dictionary(dictionary) {}
+    StatementDecoder(const Rdf::ReaderOptions& options, const Dictionary& dictionary)
+        : StatementRewriter(options), m_dictionary(dictionary) {}
 
     /// What the output begins with: nothing but statements.
     static std::string getBeginning(const Dictionary&) { return {}; }

@@ -13,7 +13,8 @@ const char* StatementEncoder::appendTerm(const Rdf::Term& term, std::string& out
         m_cause = "the IRI '" + std::string(term.m_text) + "' would be taken for a literal's";
         return m_cause.c_str();
     }
-    return StatementRewriter::appendTerm(term, output);
+    appendUnchanged(term, output);
+    return nullptr;
 }
 
 const char* StatementEncoder::appendObject(const Rdf::Term& object, std::string& output) {
@@ -21,7 +22,7 @@ const char* StatementEncoder::appendObject(const Rdf::Term& object, std::string&
         return appendTerm(object, output);
     const LiteralKind kind = literalKindOf(object);
     if (kind == LiteralKind::OTHER) {
-        appendUnchangedObject(object, output);
+        appendUnchanged(object, output);
         return nullptr;
     }
     appendLiteral(object, kind, 0, m_literals);

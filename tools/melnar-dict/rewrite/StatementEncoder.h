@@ -14,8 +14,8 @@ class Dictionary;
 /// dictionary does not have, and with an IRI that a decoder would take for a literal's.
 class StatementEncoder final : public StatementRewriter {
 public:
-    StatementEncoder(const RdfFormat format, const size_t maximumLine, const Dictionary& dictionary)
-        : StatementRewriter(format, maximumLine), m_dictionary(dictionary) {}
+    StatementEncoder(const Rdf::ReaderOptions& options, const Dictionary& dictionary)
+        : StatementRewriter(options), m_dictionary(dictionary) {}
 
     /// What the output begins with, before all statements.
     static std::string getBeginning(const Dictionary& dictionary);

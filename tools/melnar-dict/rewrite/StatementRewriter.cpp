@@ -1,6 +1,6 @@
 #include "tools/melnar-dict/rewrite/StatementRewriter.h"
 
-#include "tools/melnar-dict/pieces/LiteralCollector.h"
+#include "Reader/CanonicalWriter.h"
 
 #include <algorithm>
 
@@ -41,7 +41,12 @@ const char* StatementRewriter::takeLineStatement(const Rdf::Statement& statement
                                                  ParsedPiece& piece) {
     m_startOfStatement = m_unfilled.size();
     m_line = line;
-    if (const char* const cause = appendStatement(statement)) {
+    const char* cause = nullptr;
+    Rdf::CanonicalWriter::appendStatementOf(statement, m_unfilled, [&](const Rdf::Term& term, const bool isObject) {
+        if (cause == nullptr)
+            cause = isObject ? appendObject(term, m_unfilled) : appendTerm(term, m_unfilled);
+    });
+    if (cause != nullptr) {
         m_unfilled.resize(m_startOfStatement);
         return cause;
     }
@@ -49,69 +54,6 @@ const char* StatementRewriter::takeLineStatement(const Rdf::Statement& statement
     return nullptr;
 }
 
-/// Only objects can be triple terms, so all of them end where the innermost object does.
-const char* StatementRewriter::appendStatement(const Rdf::Statement& statement) {
-    size_t depth = 0;
-    for (const Rdf::Triple* triple = &statement;; triple = triple->m_object.m_triple, ++depth) {
-        for (const Rdf::Term* const term : {&triple->m_subject, &triple->m_predicate}) {
-            if (const char* const cause = appendTerm(*term, m_unfilled))
-                return cause;
-            m_unfilled += ' ';
-        }
-        if (triple->m_object.m_kind != Rdf::TermKind::TRIPLE) {
-            if (const char* const cause = appendObject(triple->m_object, m_unfilled))
-                return cause;
-            break;
-        }
-        m_unfilled += "<<( ";
-    }
-    while (depth-- != 0)
-        m_unfilled += " )>>";
-    if (statement.m_graph.m_kind != Rdf::TermKind::NONE) {
-        m_unfilled += ' ';
-        if (const char* const cause = appendTerm(statement.m_graph, m_unfilled))
-            return cause;
-    }
-    m_unfilled += " .\n";
-    return nullptr;
-}
-
-const char* StatementRewriter::appendTerm(const Rdf::Term& term, std::string& output) {
-    if (term.m_kind == Rdf::TermKind::BLANK_NODE)
-        output.append("_:").append(term.m_text);
-    else
-        output.append("<").append(term.m_text).append(">");
-    return nullptr;
-}
-
-void StatementRewriter::appendUnchangedObject(const Rdf::Term& object, std::string& output) {
-    if (object.m_kind == Rdf::TermKind::BLANK_NODE) {
-        output.append("_:").append(object.m_text);
-        return;
-    }
-    if (object.m_kind != Rdf::TermKind::LITERAL) {
-        output.append("<").append(object.m_text).append(">");
-        return;
-    }
-    output += '"';
-    appendEscaped(object.m_text, output);
-    output += '"';
-    if (!object.m_tag.empty())
-        output.append("@").append(object.m_tag);
-    if (object.m_direction != Rdf::Direction::NONE)
-        output += object.m_direction == Rdf::Direction::LEFT_TO_RIGHT ? "--ltr" : "--rtl";
-    if (!object.m_datatype.empty() && literalKindOf(object) != LiteralKind::STRING)
-        output.append("^^<").append(object.m_datatype).append(">");
-}
-
-void StatementRewriter::appendEscaped(const std::string_view text, std::string& output) {
-    for (size_t begin = 0;;) {
-        const size_t end = std::min(text.find_first_of("\"\\\n\r", begin), text.size());
-        output.append(text, begin, end - begin);
-        if (end == text.size())
-            return;
-        output += '\\';
-        output += text[end] == '\n' ? 'n' : text[end] == '\r' ? 'r' : text[end];
-        begin = end + 1;
-    }
+void StatementRewriter::appendUnchanged(const Rdf::Term& term, std::string& output) {
+    Rdf::CanonicalWriter::appendTerm(term, output, Rdf::CanonicalWriter::Tags::AS_WRITTEN);
 }

@@ -10,14 +10,12 @@
 /// in the place of some: how, is up to the subclass. Where an object depends on the dictionary, the subclass leaves a
 /// gap, and fills the gaps of a block when all of them are known.
 ///
-/// Canonical: one space between terms and before the full stop; in literals only '"', '\', line feed and carriage
-/// return are escaped, in IRIs nothing is; xsd:string is not written; comments and blank lines go. Blank node labels
-/// and language tags stay as they are.
+/// The form is that of Rdf::CanonicalWriter, but language tags stay as they are: dictionaries tell them apart.
 ///
 /// Threads  One at a time; each thread has its own rewriter.
 class StatementRewriter : public LineParser {
 public:
-    StatementRewriter(const RdfFormat format, const size_t maximumLine) : LineParser(format, false, maximumLine) {}
+    explicit StatementRewriter(const Rdf::ReaderOptions& options) : LineParser(options) {}
 
     /// Rewrites a block of whole lines. Bad data goes into the piece, as LineParser does it.
     void rewrite(std::string_view text, ParsedPiece& piece);
@@ -40,13 +38,10 @@ protected:
     virtual const char* appendAnswer(size_t gapIndex, std::string& output) = 0;
 
     /// Appends a subject, predicate or graph; null, or why the statement is refused.
-    virtual const char* appendTerm(const Rdf::Term& term, std::string& output);
+    virtual const char* appendTerm(const Rdf::Term& term, std::string& output) = 0;
 
-    /// Appends an object as it is.
-    static void appendUnchangedObject(const Rdf::Term& object, std::string& output);
-
-    /// Appends text as it stands between the quotes of a literal.
-    static void appendEscaped(std::string_view text, std::string& output);
+    /// Appends a term as it is.
+    static void appendUnchanged(const Rdf::Term& term, std::string& output);
 
     /// Leaves a gap for the object of the current statement, the next one by index.
     void leaveGap() { m_gaps.push_back({m_unfilled.size(), m_startOfStatement, m_line}); }
@@ -59,7 +54,6 @@ private:
     };
 
     void fillGaps(ParsedPiece& piece);
-    const char* appendStatement(const Rdf::Statement& statement);
     const char* takeLineStatement(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece) final;
 
     std::string m_unfilled; // the statements, with gaps

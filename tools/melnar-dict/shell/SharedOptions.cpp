@@ -23,6 +23,10 @@ void addMaximumLine(VerbDescription& verb, uint64_t& variable) {
                  variable);
 }
 
+void addLenient(VerbDescription& verb, bool& variable) {
+    verb.addFlag("--lenient", "report errors, count them and go on behind them", variable);
+}
+
 void addJson(VerbDescription& verb, const JsonLayout layout, bool& variable) {
     verb.addFlag("--json",
                  layout == JsonLayout::DOCUMENT ? "print JSON instead of text"

@@ -14,6 +14,9 @@ void addThreads(VerbDescription& verb, size_t& variable);
 /// --max-line
 void addMaximumLine(VerbDescription& verb, uint64_t& variable);
 
+/// --lenient
+void addLenient(VerbDescription& verb, bool& variable);
+
 /// --json: one document, or an object a line for verbs that print rows.
 void addJson(VerbDescription& verb, JsonLayout layout, bool& variable);
 

@@ -1,5 +1,7 @@
 #include "tools/melnar-dict/pieces/LineParser.h"
 
+#include "tools/melnar-dict/input/RdfFormat.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -15,7 +17,7 @@ class LineParserTest : public testing::Test {
 protected:
     void parse(const std::string& text, const bool lenient = false, const RdfFormat format = RdfFormat::N_TRIPLES) {
         m_piece.clear(0);
-        LineParser(format, lenient).parse(text, m_piece);
+        LineParser(makeReaderOptions(format, lenient, DEFAULT_MAXIMUM_LINE)).parse(text, m_piece);
     }
 
     Errors getErrors() const {
@@ -125,7 +127,8 @@ TEST_F(LineParserTest, goesOnInTheLineAfterAnError) {
 TEST_F(LineParserTest, readsNothingOfTheRestOfALongLine) {
     for (const std::string& rest : {statement("\"x\""), std::string("<a:s> <a:p> \"x\" .\r"), std::string()}) {
         m_piece.clear(0);
-        LineParser(RdfFormat::N_TRIPLES, false).parse(rest + statement("\"y\""), m_piece, rest.size());
+        LineParser(makeReaderOptions(RdfFormat::N_TRIPLES, false, DEFAULT_MAXIMUM_LINE))
+            .parse(rest + statement("\"y\""), m_piece, rest.size());
         EXPECT_EQ(Errors{}, getErrors());
         const uint64_t line = rest.ends_with('\n') ? 2 : 1;
         EXPECT_EQ((Literals{{line, "y"}}), getLiterals());
@@ -199,7 +202,7 @@ TEST_F(LineParserTest, refusesTheLineOfAWrongTagAndNotTheNext) {
 }
 
 TEST_F(LineParserTest, isTheSameParserForBlockAfterBlock) {
-    LineParser parser(RdfFormat::N_TRIPLES, false);
+    LineParser parser(makeReaderOptions(RdfFormat::N_TRIPLES, false, DEFAULT_MAXIMUM_LINE));
     parser.parse(statement("bad"), m_piece);
     EXPECT_EQ(1u, m_piece.m_errors.size());
     m_piece.clear(1);

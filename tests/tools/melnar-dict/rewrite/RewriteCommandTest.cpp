@@ -18,7 +18,7 @@ namespace {
 constexpr const char* CANONICAL =
     "<urn:s> <urn:p> \"one\" .\n"
     "_:b1 <urn:p> \"eins\"@de-AT .\n"
-    "<urn:s> <urn:p> \"quote \\\" backslash \\\\ \\\\n feed \\n return \\r tab \t delete \x7F\" .\n"
+    "<urn:s> <urn:p> \"quote \\\" backslash \\\\ \\\\n feed \\n return \\r tab \\t delete \\u007F\" .\n"
     "<urn:s> <urn:p> \"\" .\n"
     "<urn:s> <urn:p> \"5\"^^<http://www.w3.org/2001/XMLSchema#integer> .\n"
     "<urn:\xC3\xA9> <urn:p> _:B1 .\n"
@@ -108,7 +108,7 @@ TEST_F(RewriteCommandTest, statementsComeOutInCanonicalForm) {
                   "<urn:s> <urn:p> <melnar:1> .\n<urn:\xC3\xA9> <urn:p> <melnar:2> <urn:g> .\n_:a <urn:p> _:c _:g .\n",
               getContentsOf("encoded.nq"));
     ASSERT_EQ(0, run({"decode", "encoded.nq", "-d", "d", "-o", "decoded.nq"}).m_exitCode);
-    EXPECT_EQ("<urn:s> <urn:p> \"A\t\xC3\xA9\" .\n<urn:\xC3\xA9> <urn:p> \"a\"@en <urn:g> .\n_:a <urn:p> _:c _:g .\n",
+    EXPECT_EQ("<urn:s> <urn:p> \"A\\t\xC3\xA9\" .\n<urn:\xC3\xA9> <urn:p> \"a\"@en <urn:g> .\n_:a <urn:p> _:c _:g .\n",
               getContentsOf("decoded.nq"));
 }
 

@@ -27,8 +27,8 @@ std::string unpack(const std::filesystem::path& path) {
     return text;
 }
 
-/// The canonical form of statements that are canonical but for blank lines, tabs written as escapes and the datatype
-/// xsd:string, as those of the data sets are.
+/// The canonical form of statements that are canonical but for blank lines and the datatype xsd:string, as those of the
+/// data sets are.
 std::string canonicalise(const std::string_view text) {
     constexpr std::string_view XSD_STRING_SUFFIX = "\"^^<http://www.w3.org/2001/XMLSchema#string>";
     std::string canonical;
@@ -37,11 +37,7 @@ std::string canonicalise(const std::string_view text) {
         if (text[index] == '\\') {
             if (text[index + 1] == 'u' || text[index + 1] == 'U')
                 throw std::runtime_error("an escape that is not expected");
-            ++index;
-            if (text[index] == 't')
-                canonical += '\t';
-            else
-                canonical.append(text, index - 1, 2);
+            canonical.append(text, index++, 2);
         } else if (text[index] == '"' && text.substr(index).starts_with(XSD_STRING_SUFFIX)) {
             canonical += '"';
             index += XSD_STRING_SUFFIX.size() - 1;
