@@ -24,7 +24,7 @@ std::string getHelp(const std::vector<Verb>& verbs) {
     for (const Verb& verb : verbs)
         help.append("  ")
             .append(verb.m_description.m_name)
-            .append(10 - verb.m_description.m_name.size(), ' ')
+            .append(11 - verb.m_description.m_name.size(), ' ')
             .append(verb.m_description.m_purpose)
             .append("\n");
     return help + "\nmelnar-dict help VERB or melnar-dict VERB --help tells more; melnar-dict --version tells the "

@@ -1,6 +1,8 @@
 #include "tools/melnar-dict/Verbs.h"
 
 #include "tools/melnar-dict/load/LoadCommand.h"
+#include "tools/melnar-dict/rewrite/CanonicalCommand.h"
+#include "tools/melnar-dict/rewrite/CheckCommand.h"
 #include "tools/melnar-dict/rewrite/RewriteCommand.h"
 #include "tools/melnar-dict/saved/CompactCommand.h"
 #include "tools/melnar-dict/saved/DumpCommand.h"
@@ -30,6 +32,7 @@ std::vector<Verb> makeVerbs() {
         makeVerb(&describeLookup, &runLookup), makeVerb(&describeDump, &runDump),
         makeVerb(&describeStats, &runStats),   makeVerb(&describeCompact, &runCompact),
         makeVerb(&describeVerify, &runVerify), makeVerb(&describeEncode, &runEncode),
-        makeVerb(&describeDecode, &runDecode),
+        makeVerb(&describeDecode, &runDecode), makeVerb(&describeCanonical, &runCanonical),
+        makeVerb(&describeCheck, &runCheck),
     };
 }

@@ -1,0 +1,80 @@
+#include "tests/Reader/W3cManifest.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tools/melnar-dict/rewrite/CanonicalCommand.h"
+#include "tools/melnar-dict/rewrite/CheckCommand.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+#include <string>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+/// The W3C's tests, decided by `check` and written by `canonical`.
+class W3cRewriteTest : public testing::Test {
+protected:
+    W3cRewriteTest() : m_nowhere(::open("/dev/null", O_WRONLY)), m_output(m_nowhere) {}
+    ~W3cRewriteTest() override { ::close(m_nowhere); }
+
+    void SetUp() override {
+        const char* const folder = std::getenv("MELNAR_DATA");
+        if (folder == nullptr || !std::filesystem::is_directory(folder))
+            GTEST_SKIP() << "MELNAR_DATA names no folder";
+        m_data = folder;
+    }
+
+    void checkSuite(const std::string& suite, const Rdf::Version version) {
+        const std::string base =
+            "https://w3c.github.io/rdf-tests/rdf/" + suite.substr(0, 5) + suite.substr(suite.find('/'));
+        for (const W3cTest& test : readW3cManifest(m_data + "/w3c-" + suite, base)) {
+            SCOPED_TRACE(test.m_action);
+            const bool isNegative = test.m_type.find("Negative") != std::string::npos;
+            StatementPass::Settings reading;
+            reading.m_numberOfThreads = 2;
+            reading.m_base = test.m_base;
+            reading.m_version = version;
+            const RdfFormat format = *formatOfFile(test.m_action);
+            std::ostringstream errors;
+            EXPECT_EQ(isNegative ? ExitCode::BAD_DATA : ExitCode::DONE,
+                      runCheck({{{test.m_action, format}}, reading}, m_output, errors))
+                << errors.str();
+            m_numberRejected += isNegative;
+            ++m_numberOfTests;
+            if (!test.m_type.ends_with("C14N"))
+                continue;
+            const std::string path = m_directory.getPathOf("out.nq");
+            EXPECT_EQ(ExitCode::DONE, runCanonical({{{test.m_action, format}}, {path}, reading}, m_output, errors));
+            EXPECT_EQ(readWholeFile(test.m_result), readWholeFile(path));
+            ++m_numberWritten;
+        }
+    }
+
+    const int m_nowhere;
+    StandardOutput m_output;
+    const TemporaryDirectory m_directory;
+    std::string m_data;
+    size_t m_numberOfTests = 0;
+    size_t m_numberRejected = 0;
+    size_t m_numberWritten = 0;
+};
+
+TEST_F(W3cRewriteTest, everyTestIsDecidedAndWrittenAsTheW3cDoes) {
+    for (const char* const language : {"rdf-n-triples", "rdf-n-quads", "rdf-turtle", "rdf-trig"}) {
+        checkSuite("rdf11-tests/" + std::string(language) + "/", Rdf::Version::RDF_1_1);
+        for (const char* const kind : {"c14n", "syntax", "eval"}) {
+            const std::string suite = "rdf12-tests/" + std::string(language) + "/" + kind + "/";
+            if (std::filesystem::exists(m_data + "/w3c-" + suite))
+                checkSuite(suite, Rdf::Version::RDF_1_2);
+        }
+    }
+    EXPECT_EQ(826u + 301u, m_numberOfTests);
+    EXPECT_EQ(272u + 86u, m_numberRejected);
+    EXPECT_LT(0u, m_numberWritten);
+}
+
+} // namespace

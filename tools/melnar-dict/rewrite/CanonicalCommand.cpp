@@ -1,0 +1,72 @@
+#include "tools/melnar-dict/rewrite/CanonicalCommand.h"
+
+#include "tools/melnar-dict/rewrite/CanonicalLines.h"
+#include "tools/melnar-dict/rewrite/RewriteOutput.h"
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr const char* TEXT = R"(
+Writes the statements of RDF files of any syntax in the canonical form of N-Triples and N-Quads that RDF 1.2 defines, a
+line each, in their order; statements that stand twice are written twice. OUT appears when it is complete; "-" is
+standard input or output.
+
+Statements in named graphs are written as N-Quads, all others as N-Triples; if OUT ends in .nt or .ttl, a named graph is an
+error. Nodes without a label get one. If there are several files and one of them is Turtle or TriG, the labels in the
+N-th file begin with docN-, as a label belongs to its document; N-Triples and N-Quads files share their labels.
+)";
+
+constexpr const char* EXIT_CODES = R"(
+0 done, 1 bad data, 2 wrong command line or an OUT that would destroy something, 3 input or output failed, another
+process is writing OUT, or a limit was reached. Without 0, no OUT is written.
+)";
+
+} // namespace
+
+VerbDescription describeCanonical(CanonicalOptions& options) {
+    VerbDescription verb{"canonical",
+                         "write statements in canonical form",
+                         TEXT,
+                         EXIT_CODES,
+                         {{"canonical dump.ttl -o dump.nt", "Writes a Turtle file as canonical N-Triples."},
+                          {"canonical a.nq.gz -o - | LC_ALL=C sort -u",
+                           "Prints the distinct statements in an order that is always the same."}}};
+    addOutput(verb, OutputKind::FILE_OR_STANDARD_OUTPUT, "OUT",
+              "the file to write; one that exists is replaced, unless it is an input or a dictionary",
+              "replace OUT even if it is a dictionary", options.m_output);
+    addInputFiles(verb, InputFormats::ALL, options.m_files);
+    addThreads(verb, options.m_reading.m_numberOfThreads);
+    addBase(verb, options.m_reading.m_base);
+    addMaximumLine(verb, options.m_reading.m_maximumLine);
+    addVersion(verb, options.m_reading.m_version);
+    verb.requireOption("--output");
+    return verb;
+}
+
+ExitCode runCanonical(const CanonicalOptions& options, StandardOutput& standardOutput, std::ostream& errorOutput) {
+    std::vector<std::string> inputNames;
+    for (const auto& [fileName, format] : options.m_files)
+        inputNames.push_back(fileName);
+    RewriteOutput output(options.m_output, inputNames, standardOutput, errorOutput);
+    OrderedOutput lines(output.open());
+    InputJournal journal({}, errorOutput);
+    StatementPass pass(journal, options.m_reading);
+    const std::optional<RdfFormat> outputFormat = formatOfFile(options.m_output.m_outputName);
+    CanonicalLines::Settings settings;
+    settings.m_hasGraphs = !outputFormat || hasGraphs(*outputFormat);
+    settings.m_hasDocuments =
+        options.m_files.size() > 1 && std::any_of(options.m_files.begin(), options.m_files.end(),
+                                                  [](const auto& file) { return !isLineFormat(file.second); });
+    for (size_t index = 0; index < options.m_files.size() && !journal.isStopped(); ++index) {
+        const auto& [fileName, format] = options.m_files[index];
+        settings.m_document = isLineFormat(format) ? 0 : index + 1;
+        lines.startOver();
+        pass.read(fileName, format, [&] { return std::make_unique<CanonicalLines>(lines, settings); });
+    }
+    return output.finish(journal.getExitCode());
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "tools/melnar-dict/input/InputFiles.h"
+#include "tools/melnar-dict/rewrite/StatementPass.h"
+#include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
+#include "tools/melnar-dict/shell/ExitCode.h"
+#include "tools/melnar-dict/shell/SharedOptions.h"
+#include "tools/melnar-dict/shell/StandardOutput.h"
+
+#include <ostream>
+
+/// What the command line of `canonical` asks for.
+struct CanonicalOptions {
+    InputFiles m_files;
+    OutputOptions m_output; // the name is "-" for standard output
+    StatementPass::Settings m_reading{getDefaultNumberOfThreads()};
+};
+
+/// The command line of `canonical`, bound to the options.
+VerbDescription describeCanonical(CanonicalOptions& options);
+
+/// The verb `canonical`: writes statements of any syntax in the canonical form of N-Triples and N-Quads.
+ExitCode runCanonical(const CanonicalOptions& options, StandardOutput& output, std::ostream& errorOutput);

@@ -1,0 +1,64 @@
+#include "tools/melnar-dict/rewrite/CheckCommand.h"
+
+#include "tools/melnar-dict/shell/SharedOptions.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <string>
+
+namespace {
+
+constexpr const char* TEXT = R"(
+Reads RDF files and says on standard error what is not written as their syntax has it, the first error or, with
+--lenient, all. Prints how much was read.
+)";
+
+constexpr const char* EXIT_CODES = R"(
+0 no errors, 1 errors, 2 wrong command line, 3 input or output failed, or a limit was reached.
+)";
+
+class NoConsumer final : public StatementConsumer {
+public:
+    const char* take(const Rdf::Statement&) override { return nullptr; }
+    void endBlock(uint64_t) override {}
+};
+
+} // namespace
+
+VerbDescription describeCheck(CheckOptions& options) {
+    VerbDescription verb{"check",
+                         "judge the syntax of RDF files",
+                         TEXT,
+                         EXIT_CODES,
+                         {{"check --lenient dump.ttl", "Reports all errors of a file."}}};
+    addInputFiles(verb, InputFormats::ALL, options.m_files);
+    addThreads(verb, options.m_reading.m_numberOfThreads);
+    addLenient(verb, options.m_reading.m_isLenient);
+    addBase(verb, options.m_reading.m_base);
+    addMaximumLine(verb, options.m_reading.m_maximumLine);
+    addVersion(verb, options.m_reading.m_version);
+    addJson(verb, JsonLayout::DOCUMENT, options.m_asksForJson);
+    return verb;
+}
+
+ExitCode runCheck(const CheckOptions& options, StandardOutput& output, std::ostream& errorOutput) {
+    InputJournal journal({options.m_reading.m_isLenient, std::numeric_limits<uint64_t>::max()}, errorOutput);
+    StatementPass pass(journal, options.m_reading);
+    for (const auto& [fileName, format] : options.m_files) {
+        pass.read(fileName, format, [] { return std::make_unique<NoConsumer>(); });
+        if (journal.isStopped())
+            return journal.getExitCode();
+    }
+    const size_t files = options.m_files.size();
+    const uint64_t statements = journal.getCounts().m_statements;
+    const uint64_t errors = journal.getNumberOfErrors();
+    output.write(options.m_asksForJson ? toText(Json{{"files", files}, {"statements", statements}, {"errors", errors}},
+                                                JsonLayout::DOCUMENT)
+                                       : "files " + std::to_string(files) + ", statements " +
+                                             std::to_string(statements) + ", errors " + std::to_string(errors) + "\n");
+    output.flush();
+    return errors == 0 ? ExitCode::DONE : ExitCode::BAD_DATA;
+}

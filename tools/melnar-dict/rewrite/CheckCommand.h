@@ -1,0 +1,22 @@
+#pragma once
+
+#include "tools/melnar-dict/input/InputFiles.h"
+#include "tools/melnar-dict/rewrite/StatementPass.h"
+#include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
+#include "tools/melnar-dict/shell/ExitCode.h"
+#include "tools/melnar-dict/shell/StandardOutput.h"
+
+#include <ostream>
+
+/// What the command line of `check` asks for.
+struct CheckOptions {
+    InputFiles m_files;
+    StatementPass::Settings m_reading{getDefaultNumberOfThreads()};
+    bool m_asksForJson = false;
+};
+
+/// The command line of `check`, bound to the options.
+VerbDescription describeCheck(CheckOptions& options);
+
+/// The verb `check`: only judges whether files are written as their syntax says.
+ExitCode runCheck(const CheckOptions& options, StandardOutput& output, std::ostream& errorOutput);
