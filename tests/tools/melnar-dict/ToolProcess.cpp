@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -72,13 +73,6 @@ private:
     int m_fileDescriptor;
 };
 
-int waitForStatus(const pid_t process) {
-    int status = 0;
-    if (::waitpid(process, &status, 0) != process)
-        throw std::runtime_error("The process is lost.");
-    return status;
-}
-
 } // namespace
 
 RunningTool::RunningTool(const std::vector<std::string>& arguments, const ToolInput& input)
@@ -124,11 +118,14 @@ void RunningTool::send(const int signalNumber) const {
 }
 
 ToolResult RunningTool::wait() {
-    const int status = waitForStatus(std::exchange(m_processID, 0));
+    int status = 0;
+    struct rusage usage;
+    if (::wait4(m_processID, &status, 0, &usage) != std::exchange(m_processID, 0))
+        throw std::runtime_error("The process is lost.");
     const int signalNumber = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
     return {signalNumber == 0 ? WEXITSTATUS(status) : 128 + signalNumber,
             TemporaryDirectory::getContentsOf(m_outputPath), TemporaryDirectory::getContentsOf(m_errorPath),
-            signalNumber};
+            signalNumber, static_cast<size_t>(usage.ru_maxrss) * 1024};
 }
 
 ToolResult runToolProcess(const std::vector<std::string>& arguments, const ToolInput& input) {

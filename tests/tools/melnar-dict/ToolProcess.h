@@ -12,7 +12,8 @@ struct ToolResult {
     int m_exitCode;
     std::string m_output;
     std::string m_errorOutput;
-    int m_signalNumber; // of the signal that it died by, or 0
+    int m_signalNumber;  // of the signal that it died by, or 0
+    size_t m_peakMemory; // bytes that were resident; at least what this process has
 };
 
 /// What the tool runs with.

@@ -77,6 +77,7 @@ void checkRejectedFile(const LoadOptions& options) {
 } // namespace
 
 ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput) {
+    const size_t dictionaryLimit = MemoryLimit::apply(options.m_memoryLimit, options.m_numberOfThreads);
     if (!options.m_rejectedName.empty())
         checkRejectedFile(options);
     std::ostream silence(nullptr);
@@ -90,10 +91,10 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
             intoName = lock->getTargetName();
     }
     const std::unique_ptr<Dictionary> ownedDictionary =
-        intoName.empty() ? std::make_unique<Dictionary>(options.m_memoryLimit,
+        intoName.empty() ? std::make_unique<Dictionary>(dictionaryLimit,
                                                         options.m_maximumNumberOfResources.value_or(
                                                             Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS))
-                         : Dictionary::open(intoName, options.m_memoryLimit);
+                         : Dictionary::open(intoName, dictionaryLimit);
     Dictionary& dictionary = *ownedDictionary;
     std::optional<RejectedFile> rejectedFile;
     if (!options.m_rejectedName.empty())

@@ -4,7 +4,7 @@
 #include "tools/melnar-dict/pieces/InputJournal.h"
 #include "tools/melnar-dict/saved/Lookup.h"
 #include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
-#include "tools/melnar-dict/shell/PhysicalMemory.h"
+#include "tools/melnar-dict/shell/MemoryLimit.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
 
 #include <cstddef>
@@ -22,7 +22,7 @@ struct LoadOptions {
     bool m_isQuiet = false; // on standard error, but for what ends the load
     uint64_t m_numberOfErrorsShown = InputJournal::DEFAULT_NUMBER_OF_ERRORS_SHOWN;
     OutputOptions m_output; // without a name, the dictionary is not saved
-    uint64_t m_memoryLimit = getPhysicalMemory();
+    uint64_t m_memoryLimit = MemoryLimit::getDefault();
     uint64_t m_maximumLine = DEFAULT_MAXIMUM_LINE;
     Rdf::Version m_version = Rdf::Version::RDF_1_2;
     std::optional<uint64_t> m_maximumNumberOfResources;

@@ -1,7 +1,11 @@
 #include "tools/melnar-dict/pieces/InputError.h"
 
-#include "Engine/core/platform/MelnarException.h"
+#include "tools/melnar-dict/shell/MemoryLimit.h"
 
+#include "Engine/core/platform/MemoryExhaustedException.h"
+#include "Engine/core/platform/SystemCallException.h"
+
+#include <cerrno>
 #include <exception>
 #include <new>
 
@@ -10,10 +14,14 @@ namespace {
 std::string causeOfCurrentException() {
     try {
         throw;
+    } catch (const MemoryExhaustedException&) {
+        return MemoryLimit::describeFailure();
+    } catch (const SystemCallException& exception) {
+        return exception.getErrorCode() == ENOMEM ? MemoryLimit::describeFailure() : exception.getMessage();
     } catch (const MelnarException& exception) {
         return exception.getMessage();
     } catch (const std::bad_alloc&) {
-        return "out of memory";
+        return MemoryLimit::describeFailure();
     } catch (const std::exception& exception) {
         return exception.what();
     }

@@ -62,11 +62,12 @@ ExitCode rewriteFiles(const RewriteOptions& options, const Dictionary& dictionar
 
 template<class Rewriter>
 ExitCode run(const RewriteOptions& options, StandardOutput& output, std::ostream& errorOutput) {
+    const size_t dictionaryLimit = MemoryLimit::apply(options.m_memoryLimit, options.m_numberOfThreads);
     std::vector<std::string> inputNames{options.m_dictionaryName};
     for (const auto& [fileName, format] : options.m_files)
         inputNames.push_back(fileName);
     RewriteOutput file(options.m_output, inputNames, output, errorOutput);
-    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
+    const auto dictionary = openToRead(options.m_dictionaryName, dictionaryLimit);
     return file.finish(rewriteFiles<Rewriter>(options, *dictionary, file.open(), errorOutput));
 }
 

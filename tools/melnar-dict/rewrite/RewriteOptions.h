@@ -2,7 +2,7 @@
 
 #include "tools/melnar-dict/input/InputFiles.h"
 #include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
-#include "tools/melnar-dict/shell/PhysicalMemory.h"
+#include "tools/melnar-dict/shell/MemoryLimit.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
 
 #include <cstddef>
@@ -15,7 +15,7 @@ struct RewriteOptions {
     std::string m_dictionaryName;
     OutputOptions m_output; // the name is "-" for standard output
     size_t m_numberOfThreads = getDefaultNumberOfThreads();
-    uint64_t m_memoryLimit = getPhysicalMemory();
+    uint64_t m_memoryLimit = MemoryLimit::getDefault();
     uint64_t m_maximumLine = DEFAULT_MAXIMUM_LINE;
     Rdf::Version m_version = Rdf::Version::RDF_1_2;
 };

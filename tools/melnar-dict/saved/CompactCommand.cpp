@@ -53,13 +53,13 @@ VerbDescription describeCompact(CompactOptions& options) {
 }
 
 ExitCode runCompact(const CompactOptions& options, StandardOutput& output, std::ostream& errorOutput) {
+    const size_t dictionaryLimit = MemoryLimit::apply(options.m_memoryLimit, 1);
     const std::string& outputName =
         options.m_output.m_outputName.empty() ? options.m_dictionaryName : options.m_output.m_outputName;
     static_cast<void>(checkOutput(outputName, options)); // before a wait, which may be long
     OutputLock lock(outputName, options.m_output.m_waits, errorOutput);
     const bool isInPlace = checkOutput(outputName, options); // The file may have come or changed since.
-    const auto dictionary =
-        openToRead(isInPlace ? lock.getTargetName() : options.m_dictionaryName, options.m_memoryLimit);
+    const auto dictionary = openToRead(isInPlace ? lock.getTargetName() : options.m_dictionaryName, dictionaryLimit);
     const std::vector<uint64_t> newResourceIDs = dictionary->compact();
     // What became of the IDs is told when the new ones are on the disk, and before the old ones are gone.
     const auto printChangedIDs = [&] {

@@ -1,6 +1,5 @@
 #include "tools/melnar-dict/saved/DumpCommand.h"
 
-#include "tools/melnar-dict/saved/OpenToRead.h"
 #include "tools/melnar-dict/saved/ResourceRows.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
 
@@ -40,7 +39,7 @@ VerbDescription describeDump(DumpOptions& options) {
 }
 
 ExitCode runDump(const DumpOptions& options, StandardOutput& output, std::ostream& errorOutput) {
-    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
+    const auto dictionary = openDictionary(options);
     const uint64_t endResourceID = dictionary->getNextResourceID();
     std::vector<BatchEntry> entries;
     ResourceRows rows(options.m_asksForJson, output, errorOutput);

@@ -119,7 +119,7 @@ VerbDescription describeLookup(LookupOptions& options) {
 }
 
 ExitCode runLookup(const LookupOptions& options, StandardOutput& output, std::ostream& errorOutput) {
-    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
+    const auto dictionary = openDictionary(options);
     Answers answers(*dictionary, options.m_asksForJson, output, errorOutput);
     try {
         answerOperands(options.m_literals, answers, output);

@@ -1,16 +1,22 @@
 #pragma once
 
-#include "tools/melnar-dict/shell/PhysicalMemory.h"
+#include "tools/melnar-dict/shell/MemoryLimit.h"
 #include "tools/melnar-dict/shell/VerbDescription.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
+
+class Dictionary;
 
 /// The saved dictionary that a verb works on.
 struct SavedDictionaryOptions {
     std::string m_dictionaryName;
-    uint64_t m_memoryLimit = getPhysicalMemory();
+    uint64_t m_memoryLimit = MemoryLimit::getDefault();
 };
+
+/// Opens the dictionary, to which no literal will be added, and keeps the process within the limit.
+std::unique_ptr<Dictionary> openDictionary(const SavedDictionaryOptions& options);
 
 /// Adds the operand DICTIONARY and the option --memory-limit.
 void addDictionary(VerbDescription& verb, SavedDictionaryOptions& variable);

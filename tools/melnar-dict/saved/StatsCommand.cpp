@@ -30,7 +30,7 @@ or the output cannot be written.
 constexpr const char* STANDARD_OUTPUT = "-";
 
 std::string makePage(const StatsOptions& options) {
-    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
+    const auto dictionary = openDictionary(options);
     const std::string name = std::filesystem::path(options.m_dictionaryName).filename().string();
     return toDictionaryPage(DictionaryPortrait::of(*dictionary, name));
 }
@@ -86,7 +86,7 @@ ExitCode runStats(const StatsOptions& options, StandardOutput& output, std::ostr
         writePage(options, output, errorOutput);
         return ExitCode::DONE;
     }
-    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
+    const auto dictionary = openDictionary(options);
     const std::unique_ptr<ComponentInfo> componentInfo = dictionary->getDetailedComponentInfo();
     MemoryOutputStream text;
     if (options.m_asksForJson)

@@ -1,7 +1,6 @@
 #include "tools/melnar-dict/saved/VerifyCommand.h"
 
 #include "tools/melnar-dict/pieces/LiteralText.h"
-#include "tools/melnar-dict/saved/OpenToRead.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"

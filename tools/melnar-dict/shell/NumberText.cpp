@@ -43,3 +43,11 @@ std::optional<uint64_t> parseNumberOfBytes(std::string_view text) noexcept {
         return std::nullopt;
     return *number << shift;
 }
+
+std::string formatNumberOfBytes(uint64_t numberOfBytes) {
+    constexpr std::string_view UNITS = "KMGT";
+    size_t numberOfUnits = 0;
+    for (; numberOfBytes != 0 && numberOfBytes % 1024 == 0 && numberOfUnits != UNITS.size(); ++numberOfUnits)
+        numberOfBytes /= 1024;
+    return std::to_string(numberOfBytes) + std::string(numberOfUnits == 0 ? "" : UNITS.substr(numberOfUnits - 1, 1));
+}

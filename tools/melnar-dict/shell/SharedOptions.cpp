@@ -7,8 +7,10 @@ constexpr uint64_t MAXIMUM_NUMBER_OF_THREADS = 1024;
 } // namespace
 
 void addMemoryLimit(VerbDescription& verb, uint64_t& variable) {
-    verb.addSize("--memory-limit", "bytes the dictionary may use, such as 512M or 16G (default: the machine's memory)",
-                 variable);
+    verb.addSize(
+        "--memory-limit",
+        "bytes the process may use, such as 512M or 16G (default: 15/16 of what the machine or the container has)",
+        variable);
 }
 
 void addThreads(VerbDescription& verb, size_t& variable) {

@@ -8,8 +8,6 @@
 
 #include <thread>
 
-#include <unistd.h>
-
 namespace {
 
 LoadOptions parse(const std::vector<std::string>& arguments) {
@@ -30,7 +28,7 @@ TEST(LoadOptionsTest, needsNothingButAFile) {
     ASSERT_EQ(1u, options.m_files.size());
     EXPECT_EQ(std::make_pair(std::string("a.nt"), RdfFormat::N_TRIPLES), options.m_files[0]);
     EXPECT_EQ(std::thread::hardware_concurrency(), options.m_numberOfThreads);
-    EXPECT_EQ(uint64_t(::sysconf(_SC_PHYS_PAGES)) * uint64_t(::sysconf(_SC_PAGESIZE)), options.m_memoryLimit);
+    EXPECT_EQ(MemoryLimit::getDefault(), options.m_memoryLimit);
     EXPECT_EQ(std::nullopt, options.m_maximumNumberOfResources);
     EXPECT_EQ(1u << 30, options.m_maximumLine);
     EXPECT_EQ("", options.m_base);

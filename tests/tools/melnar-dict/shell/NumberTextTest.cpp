@@ -26,4 +26,11 @@ TEST(NumberTextTest, takesBytesWithUnits) {
         EXPECT_EQ(std::nullopt, parseNumberOfBytes(text)) << text;
 }
 
+TEST(NumberTextTest, writesBytesWithTheLargestUnit) {
+    for (const char* const text : {"1", "1023", "1K", "1025", "1023K", "1M", "1536M", "3G", "2T", "2048T"})
+        EXPECT_EQ(text, formatNumberOfBytes(*parseNumberOfBytes(text)));
+    EXPECT_EQ("0", formatNumberOfBytes(0));
+    EXPECT_EQ("1M", formatNumberOfBytes(*parseNumberOfBytes("1024K")));
+}
+
 } // namespace

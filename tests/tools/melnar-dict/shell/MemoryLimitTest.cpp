@@ -1,0 +1,98 @@
+#include "tools/melnar-dict/shell/MemoryLimit.h"
+
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/tools/melnar-dict/ToolProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <functional>
+#include <string>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr size_t MEBIBYTE = size_t(1) << 20;
+
+// What docs/tool.md leaves out of the limit: the program and its libraries, stacks of threads.
+constexpr size_t REMAINDER = 24 * MEBIBYTE;
+
+TEST(MemoryLimitTest, theDefaultLeavesSomeOfTheMachine) {
+    const auto pages = static_cast<uint64_t>(::sysconf(_SC_PHYS_PAGES));
+    const uint64_t limit = MemoryLimit::getDefault();
+    EXPECT_LT(0u, limit);
+    EXPECT_GE(pages * static_cast<uint64_t>(::sysconf(_SC_PAGESIZE)) / 16 * 15 + 16, limit);
+}
+
+TEST(MemoryLimitTest, withoutALimitNoneIsNamed) {
+    EXPECT_EQ("out of memory", MemoryLimit::describeFailure());
+}
+
+/// Loads files within limits; what they need beside the limit stays within the remainder.
+class MemoryLimitSlowTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!MemoryLimit::IS_ENFORCED)
+            GTEST_SKIP() << "A sanitizer takes memory of its own.";
+        struct rusage usage;
+        ::getrusage(RUSAGE_SELF, &usage);
+        if (static_cast<size_t>(usage.ru_maxrss) * 1024 > LIMIT)
+            GTEST_SKIP() << "The tool starts with what this process has, which is more than the limit.";
+    }
+
+    /// Loads a file that consists of a piece, written so often, between two others. It is never all in this process.
+    ToolResult load(const std::string& name, const std::string& begin,
+                    const std::function<std::string(size_t)>& makePiece, const size_t numberOfPieces,
+                    const std::string& end, const std::string& threads) const {
+        {
+            std::ofstream file(m_directory.getPathOf(name), std::ios::binary);
+            file << begin;
+            for (size_t index = 0; index < numberOfPieces; ++index)
+                file << makePiece(index);
+            file << end;
+        }
+        return runToolProcess(
+            {"load", m_directory.getPathOf(name), "--memory-limit", std::to_string(LIMIT), "--threads", threads});
+    }
+
+    static void expectLimitReached(const ToolResult& result) {
+        EXPECT_EQ(3, result.m_exitCode);
+        EXPECT_NE(std::string::npos, result.m_errorOutput.find(": out of memory: --memory-limit 64M is reached"))
+            << result.m_errorOutput;
+        EXPECT_GT(LIMIT + REMAINDER, result.m_peakMemory);
+    }
+
+    static void expectDone(const ToolResult& result) {
+        EXPECT_EQ(0, result.m_exitCode) << result.m_errorOutput;
+        EXPECT_GT(LIMIT + REMAINDER, result.m_peakMemory);
+    }
+
+    static constexpr size_t LIMIT = 64 * MEBIBYTE;
+
+    const TemporaryDirectory m_directory;
+};
+
+TEST_F(MemoryLimitSlowTest, theDictionaryUsesWhatThreadsDoNotNeed) {
+    const auto makeLine = [](const size_t number) {
+        return "<a:s> <a:p> \"a literal that has the number " + std::to_string(number) + "\" .\n";
+    };
+    expectDone(load("small.nt", "", makeLine, 400'000, "", "4"));
+    expectLimitReached(load("large.nt", "", makeLine, 1'600'000, "", "4"));
+}
+
+TEST_F(MemoryLimitSlowTest, longLinesAndStatementsCount) {
+    const auto makeText = [](size_t) { return std::string(MEBIBYTE, 'x'); };
+    for (const char* const name : {"long.nt", "long.ttl", "long.trig"}) {
+        expectDone(load(name, "<a:s> <a:p> \"", makeText, 4, "\" .\n", "2"));
+        expectLimitReached(load(name, "<a:s> <a:p> \"", makeText, 96, "\" .\n", "2"));
+    }
+}
+
+TEST_F(MemoryLimitSlowTest, statementsOfManyTriplesCount) {
+    const auto makeObject = [](size_t) { return std::string(",1"); };
+    expectLimitReached(load("many.ttl", "<a:s> <a:p> 1", makeObject, 1'000'000, ".", "2"));
+}
+
+} // namespace

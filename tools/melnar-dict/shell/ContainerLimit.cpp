@@ -1,0 +1,61 @@
+#include "tools/melnar-dict/shell/ContainerLimit.h"
+
+#include "tools/melnar-dict/shell/NumberText.h"
+
+#include <algorithm>
+#include <fstream>
+#include <string_view>
+
+namespace {
+
+/// Lowers the limit to that of a file with a number, if there is one. "max" is none; version 1 says it with a number
+/// that no machine has.
+void applyFile(const std::string& fileName, std::optional<uint64_t>& limit) {
+    std::string line;
+    std::ifstream file(fileName);
+    if (!std::getline(file, line))
+        return;
+    if (const std::optional<uint64_t> number = parseNumber(line))
+        limit = std::min(limit.value_or(*number), *number);
+}
+
+/// Applies the limits of a group and of all around it. A container may see its own group at the top of the mount, and
+/// then does not find the path that the group has outside.
+void applyGroups(const std::string& mount, std::string path, const std::string& fileName,
+                 std::optional<uint64_t>& limit) {
+    if (path.find("/..") != std::string::npos) // outside of what can be seen
+        path.clear();
+    for (;; path.resize(path.rfind('/'))) {
+        if (path.ends_with('/'))
+            path.pop_back();
+        applyFile(mount + path + '/' + fileName, limit);
+        if (path.find('/') == std::string::npos)
+            return;
+    }
+}
+
+bool hasMemory(const std::string_view controllers) {
+    return ("," + std::string(controllers) + ",").find(",memory,") != std::string::npos;
+}
+
+} // namespace
+
+std::optional<uint64_t> readContainerLimit(const std::string& root) {
+    std::optional<uint64_t> limit;
+    std::ifstream groups(root + "/proc/self/cgroup");
+    // A line is the number of a hierarchy, its controllers, and the group's path; version 2 has no controllers there.
+    for (std::string line; std::getline(groups, line);) {
+        const size_t first = line.find(':');
+        const size_t second = line.find(':', first + 1);
+        if (first == std::string::npos || second == std::string::npos)
+            continue;
+        const std::string controllers = line.substr(first + 1, second - first - 1);
+        const std::string path = line.substr(second + 1);
+        if (controllers.empty())
+            for (const char* const mount : {"/sys/fs/cgroup", "/sys/fs/cgroup/unified"})
+                applyGroups(root + mount, path, "memory.max", limit);
+        else if (hasMemory(controllers))
+            applyGroups(root + "/sys/fs/cgroup/memory", path, "memory.limit_in_bytes", limit);
+    }
+    return limit;
+}
