@@ -19,6 +19,7 @@ READER = "Reader"
 TOOL = "tools/melnar-dict"
 SHELL, INPUT, PIECES, THREADS, SAVED, LOAD, REWRITE = (
     f"{TOOL}/{room}" for room in ("shell", "input", "pieces", "threads", "saved", "load", "rewrite"))
+MANUAL = "tools/melnar-dict-manual"
 TEST_SUPPORT = "tests/support"
 BENCHMARKS = "benchmarks"
 
@@ -44,6 +45,7 @@ MAY_INCLUDE = {
     LOAD: LIBRARIES | {SHELL, INPUT, PIECES, THREADS, SAVED},
     REWRITE: LIBRARIES | {SHELL, INPUT, PIECES, THREADS, SAVED},
     TOOL: LIBRARIES | TOOL_LAYERS,
+    MANUAL: LIBRARIES | TOOL_LAYERS,
     TEST_SUPPORT: ENGINE_LAYERS,
     BENCHMARKS: LIBRARIES | TOOL_LAYERS | {TEST_SUPPORT},
 }
@@ -106,7 +108,7 @@ def objections(root, path, text):
             return
         elif path not in RESERVED_HEADERS.get(included, [path]):
             yield f"<{included}> is for {' and '.join(RESERVED_HEADERS[included])} alone"
-        elif layer in TOOL_LAYERS:
+        elif layer in TOOL_LAYERS | {MANUAL}:
             return
         elif included not in STANDARD_HEADERS | POSIX_HEADERS | RESERVED_HEADERS.keys():
             yield f"<{included}> is neither of the standard library nor of POSIX"

@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr const char* VERSION = "melnar-dict 0.1.0\n";
+constexpr const char* VERSION = "melnar-dict " MELNAR_VERSION "\n";
 
 std::string getHelp(const std::vector<Verb>& verbs) {
     std::string help = "usage: melnar-dict VERB [ARGUMENT...]\n\n";

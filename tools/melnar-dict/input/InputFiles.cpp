@@ -26,15 +26,26 @@ public:
         m_format = formatOfName(name);
         if (name != FORMAT_OF_NAME && !isRead(m_format))
             throw ToolFailure(ExitCode::USAGE,
-                              "option --format needs " + getFormatNames() + " or auto, not '" + name + "'");
+                              "option --format needs " + listFormats() + " or auto, not '" + name + "'");
         if (!m_hasFormat)
             for (auto& [fileName, format] : m_files)
                 format = m_format;
         m_hasFormat = true;
     }
 
-    std::string getFormatNames() const {
-        return m_formats == InputFormats::ALL ? "ntriples, nquads, turtle, trig" : "ntriples, nquads";
+    std::vector<std::string> getFormatNames() const {
+        std::vector<std::string> names{"ntriples", "nquads"};
+        if (m_formats == InputFormats::ALL)
+            names.insert(names.end(), {"turtle", "trig"});
+        return names;
+    }
+
+    /// The same with commas between them.
+    std::string listFormats() const {
+        std::string list;
+        for (const std::string& name : getFormatNames())
+            list += (list.empty() ? "" : ", ") + name;
+        return list;
     }
 
     InputFiles getFiles() const {
@@ -77,11 +88,14 @@ bool isWrittenAbsoluteIri(const std::string& text) {
 
 void addInputFiles(VerbDescription& verb, const InputFormats formats, InputFiles& variable) {
     const auto reader = std::make_shared<InputFilesReader>(verb.m_name, formats);
-    verb.m_operands.push_back({"FILE", "a file", true, [reader](const std::string& name) { reader->takeName(name); }});
+    verb.m_operands.push_back(
+        {"FILE", "a file", true, [reader](const std::string& name) { reader->takeName(name); }, true});
     verb.addOption("--format", "FORMAT",
-                   "read the files behind this option, up to the next one, as " + reader->getFormatNames() +
+                   "read the files behind this option, up to the next one, as " + reader->listFormats() +
                        " or, with auto, as what their names say; the first one holds for files before it, too",
                    [reader](const std::string& name) { reader->takeFormat(name); });
+    verb.m_options.back().m_choices = reader->getFormatNames();
+    verb.m_options.back().m_choices.emplace_back(FORMAT_OF_NAME);
     verb.m_checks.emplace_back([reader, &variable] { variable = reader->getFiles(); });
 }
 

@@ -8,8 +8,9 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 #include <map>
-#include <string_view>
 #include <utility>
 
 namespace {

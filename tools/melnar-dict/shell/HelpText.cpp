@@ -61,7 +61,7 @@ std::string makeHelpText(const VerbDescription& verb) {
     help += '\n';
     for (const VerbDescription::Option& option : verb.m_options)
         appendOption(help, option);
-    appendOption(help, {"-h", "--help", "", "print this text", {}});
+    appendOption(help, VerbDescription::getHelpOption());
     help += verb.m_examples.size() == 1 ? "\nExample:\n" : "\nExamples:\n";
     for (const VerbDescription::Example& example : verb.m_examples) {
         help += "\n  melnar-dict " + example.m_command + '\n';

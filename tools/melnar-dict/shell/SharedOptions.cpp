@@ -47,6 +47,7 @@ void addOutput(VerbDescription& verb, const std::string& names, const OutputKind
         verb.addFile(names, valueName, outputText, variable.m_outputName);
     else
         verb.addText(names, valueName, outputText, variable.m_outputName);
+    verb.m_options.back().m_isFile = true;
     verb.addFlag("--wait",
                  "if another process is writing " + valueName + ", wait until it has finished, and read it only then",
                  variable.m_waits);

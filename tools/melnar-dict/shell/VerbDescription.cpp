@@ -26,13 +26,10 @@ const std::string& requireFileName(const std::string& name, const std::string& v
 
 } // namespace
 
-void VerbDescription::addOperand(const std::string& name, const std::string& noun, std::string& variable) {
-    m_operands.push_back({name, noun, false, [&variable](const std::string& value) { variable = value; }});
-}
-
 void VerbDescription::addFileOperand(const std::string& name, const std::string& noun, std::string& variable) {
-    m_operands.push_back(
-        {name, noun, false, [name, &variable](const std::string& value) { variable = requireFileName(name, value); }});
+    m_operands.push_back({name, noun, false,
+                          [name, &variable](const std::string& value) { variable = requireFileName(name, value); },
+                          true});
 }
 
 void VerbDescription::addOperands(const std::string& name, const std::string& noun,
@@ -63,6 +60,7 @@ void VerbDescription::addFile(const std::string& names, const std::string& value
     m_options.back().m_take = [take = m_options.back().m_take, valueName](const std::string& value) {
         take(requireFileName(valueName, value));
     };
+    m_options.back().m_isFile = true;
 }
 
 void VerbDescription::addFlag(const std::string& names, const std::string& text, bool& variable) {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-/// The command line of a verb: reading the arguments and the text of --help both come from here.
+/// The command line of a verb: reading the arguments, --help, the manual page and completions all come from here.
 ///
 /// To add an option   Add a member to the verb's options, and to its describe function a line that binds the option to
 ///                    the member. An option of several verbs has that line in SharedOptions.cpp.
@@ -22,6 +22,7 @@ struct VerbDescription {
         std::string m_noun; // with its article, for messages
         bool m_isRepeated;  // once or more often, and then the last one
         TakeValue m_take;
+        bool m_isFile = false; // whether completions offer file names
     };
 
     struct Option {
@@ -31,6 +32,8 @@ struct VerbDescription {
         std::string m_text;
         TakeValue m_take; // is called each time the option is given, in the order of all arguments
         bool m_isRequired = false;
+        bool m_isFile = false;                // whether completions offer file names for the value
+        std::vector<std::string> m_choices{}; // or these values
 
         /// How usage shows it, such as: -o OUT.
         std::string getUsage() const;
@@ -50,17 +53,17 @@ struct VerbDescription {
     std::vector<Option> m_options{};
     std::vector<std::function<void()>> m_checks{}; // are called when all arguments have been taken
 
-    void addOperand(const std::string& name, const std::string& noun, std::string& variable);
-    /// The same for a file, for which "-" cannot stand.
+    /// A file, for which "-" cannot stand.
     void addFileOperand(const std::string& name, const std::string& noun, std::string& variable);
-
     void addOperands(const std::string& name, const std::string& noun, std::vector<std::string>& variable);
 
     /// `names` is the long name, or the short one, a comma and the long one. Given several times, an option that is
     /// bound to a variable counts as it is given last.
     void addOption(const std::string& names, const std::string& valueName, const std::string& text, TakeValue take);
+    /// A text that is not empty.
     void addText(const std::string& names, const std::string& valueName, const std::string& text,
                  std::string& variable);
+    /// The name of a file, for which "-" cannot stand.
     void addFile(const std::string& names, const std::string& valueName, const std::string& text,
                  std::string& variable);
     void addFlag(const std::string& names, const std::string& text, bool& variable);
@@ -73,6 +76,9 @@ struct VerbDescription {
             variable = requireNumber(names, value, minimum, maximum);
         });
     }
+
+    /// The option that every verb has beside its own.
+    static Option getHelpOption() { return {"-h", "--help", "", "print this text", {}}; }
 
     /// Makes an option that was added one that must be given.
     void requireOption(const std::string& longName);

@@ -18,15 +18,17 @@ struct NotingVerb {
     std::vector<std::string> m_rest;
     std::vector<std::string> m_values; // of --value and operands
     std::string m_text;
+    std::string m_file;
     bool m_flag = false;
     uint64_t m_number = 0;
     uint64_t m_size = 0;
     bool m_isChecked = false;
 
     NotingVerb() {
-        m_description.addOperand("FIRST", "a first", m_first);
+        m_description.addFileOperand("FIRST", "a first", m_first);
         m_description.addOperands("REST", "a rest", m_rest);
         m_description.addText("-t,--text", "TEXT", "a text", m_text);
+        m_description.addFile("--file", "FILE", "a file", m_file);
         m_description.addFlag("--flag", "a flag", m_flag);
         m_description.addNumber("--number", "N", "a number", m_number, 1, 10);
         m_description.addSize("--size", "a size", m_size);
@@ -156,10 +158,27 @@ TEST(CommandLineTest, refusesOperandsThatAreMissingOrTooMany) {
     EXPECT_EQ("note needs a rest", messageOf({"--flag", "a"}));
     VerbDescription verb{"single", "", "", "", {}};
     std::string first;
-    verb.addOperand("FIRST", "a first", first);
+    verb.addFileOperand("FIRST", "a first", first);
     EXPECT_EQ("single does not take 'b'", std::string(catchException<ToolFailure>([&] {
                                                           readCommandLine(verb, {"a", "b"});
                                                       }).what()));
+}
+
+TEST(CommandLineTest, refusesAnOptionThatIsMissing) {
+    NotingVerb verb;
+    verb.m_description.requireOption("--text");
+    const auto failure = catchException<ToolFailure>([&] { readCommandLine(verb.m_description, {"a", "b"}); });
+    EXPECT_EQ("note needs -t TEXT", std::string(failure.what()));
+    EXPECT_FALSE(verb.m_isChecked);
+    EXPECT_EQ("x", verb.read({"-tx"}).m_text);
+    EXPECT_EQ("note [OPTION...] -t TEXT FIRST REST...", verb.m_description.getUsage());
+}
+
+TEST(CommandLineTest, refusesADashForAFile) {
+    const std::string cause = " must be a file, and '-' is standard input or output; './-' is a file of that name";
+    EXPECT_EQ("FIRST" + cause, messageOf({"-", "b"}));
+    EXPECT_EQ("FILE" + cause, messageOf({"a", "b", "--file", "-"}));
+    EXPECT_EQ("./-", NotingVerb().read({"--file", "./-"}).m_file);
 }
 
 TEST(CommandLineTest, refusesNumbersOutOfBounds) {

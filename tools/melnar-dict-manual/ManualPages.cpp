@@ -1,0 +1,126 @@
+#include "tools/melnar-dict-manual/ManualPages.h"
+
+#include <algorithm>
+#include <cctype>
+#include <string_view>
+
+namespace {
+
+/// Escapes characters that roff would take for its own or print as others.
+std::string escape(const std::string_view text) {
+    std::string result;
+    for (const char character : text)
+        switch (character) {
+        case '\\':
+            result += "\\e";
+            break;
+        case '-':
+            result += "\\-";
+            break;
+        case '\'':
+            result += "\\(aq";
+            break;
+        case '"':
+            result += "\\(dq";
+            break;
+        case '^':
+            result += "\\(ha";
+            break;
+        case '~':
+            result += "\\(ti";
+            break;
+        case '`':
+            result += "\\(ga";
+            break;
+        default:
+            result += character;
+        }
+    return result;
+}
+
+/// Appends paragraphs, which a blank line separates, each as one line.
+void appendText(std::string& page, const std::string_view text) {
+    std::string line;
+    const auto endLine = [&] {
+        if (!line.empty())
+            page += (line.front() == '.' ? "\\&" : "") + line + '\n';
+        line.clear();
+    };
+    size_t numberOfLineFeeds = 0;
+    for (const char character : text)
+        if (character == '\n')
+            ++numberOfLineFeeds;
+        else {
+            if (numberOfLineFeeds > 1 && !line.empty()) {
+                endLine();
+                page += ".PP\n";
+            } else if (numberOfLineFeeds == 1 && !line.empty())
+                line += ' ';
+            numberOfLineFeeds = 0;
+            line += escape({&character, 1});
+        }
+    endLine();
+}
+
+std::string bold(const std::string_view text) {
+    return "\\fB" + escape(text) + "\\fR";
+}
+
+void appendTitle(std::string& page, std::string name, const std::string_view purpose) {
+    page += ".\\\" Made from the description of the command line; changes here are lost.\n";
+    std::string upperCaseName = name;
+    std::transform(name.begin(), name.end(), upperCaseName.begin(),
+                   [](const unsigned char character) { return static_cast<char>(std::toupper(character)); });
+    // Words that are broken cannot be searched for.
+    page += ".nr HY 0\n.TH " + upperCaseName +
+            " 1 \"\" \"melnar\\-dict " MELNAR_VERSION "\" \"User Commands\"\n.SH NAME\n" + escape(name) + " \\- " +
+            escape(purpose) + '\n';
+}
+
+void appendOption(std::string& page, const VerbDescription::Option& option) {
+    page += ".TP\n";
+    if (!option.m_shortName.empty())
+        page += bold(option.m_shortName) + ", ";
+    page += bold(option.m_longName);
+    if (!option.m_valueName.empty())
+        page += " \\fI" + escape(option.m_valueName) + "\\fR";
+    page += '\n';
+    appendText(page, option.m_text);
+}
+
+} // namespace
+
+std::string makeToolPage(const std::vector<Verb>& verbs) {
+    std::string page;
+    appendTitle(page, "melnar-dict", "give the string literals of RDF files resource IDs");
+    page += ".SH SYNOPSIS\n" + bold("melnar-dict") + " \\fIVERB\\fR [\\fIARGUMENT\\fR...]\n.SH VERBS\n";
+    std::string seeAlso;
+    for (const Verb& verb : verbs) {
+        page += ".TP\n" + bold(verb.m_description.m_name) + '\n';
+        appendText(page, verb.m_description.m_purpose);
+        seeAlso += (seeAlso.empty() ? "" : ",\n") + bold("melnar-dict-" + verb.m_description.m_name) + "(1)";
+    }
+    page += ".SH OPTIONS\n";
+    appendOption(page, {"-h", "--help", "", "Lists the verbs; behind a verb, tells what it does.", {}});
+    appendOption(page, {"-V", "--version", "", "Tells the version.", {}});
+    return page + ".SH SEE ALSO\n" + seeAlso + '\n';
+}
+
+std::string makeVerbPage(const VerbDescription& verb) {
+    std::string page;
+    appendTitle(page, "melnar-dict-" + verb.m_name, verb.m_purpose);
+    page += ".SH SYNOPSIS\n" + bold("melnar-dict") + ' ' + escape(verb.getUsage()) + "\n.SH DESCRIPTION\n";
+    appendText(page, verb.m_text);
+    page += ".SH OPTIONS\n";
+    for (const VerbDescription::Option& option : verb.m_options)
+        appendOption(page, option);
+    appendOption(page, VerbDescription::getHelpOption());
+    page += ".SH EXIT STATUS\n";
+    appendText(page, verb.m_exitCodes);
+    page += ".SH EXAMPLES\n";
+    for (const VerbDescription::Example& example : verb.m_examples) {
+        page += ".TP\n" + bold("melnar-dict " + example.m_command) + '\n';
+        appendText(page, example.m_text);
+    }
+    return page + ".SH SEE ALSO\n" + bold("melnar-dict") + "(1)\n";
+}
