@@ -112,7 +112,7 @@ void StatementPass::read(const std::string& fileName, const RdfFormat format, co
         });
         return;
     }
-    BlockReader blocks(std::move(source), m_settings.m_blockSize, BlockReader::WITHOUT_LINES);
+    BlockReader blocks(std::move(source), m_settings.m_blockSize, m_settings.m_maximumLine, format);
     ConsumedText text(options, makeConsumer());
     ParsedPiece piece;
     bool hasMore = true;

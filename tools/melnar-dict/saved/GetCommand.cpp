@@ -2,7 +2,6 @@
 
 #include "tools/melnar-dict/input/BlockReader.h"
 #include "tools/melnar-dict/input/InputFile.h"
-#include "tools/melnar-dict/saved/OpenToRead.h"
 #include "tools/melnar-dict/saved/ResourceRows.h"
 #include "tools/melnar-dict/shell/NumberText.h"
 #include "tools/melnar-dict/shell/QuotedText.h"
@@ -116,7 +115,7 @@ VerbDescription describeGet(GetOptions& options) {
 }
 
 ExitCode runGet(const GetOptions& options, StandardOutput& output, std::ostream& errorOutput) {
-    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
+    const auto dictionary = openDictionary(options);
     Answers answers(*dictionary, options.m_asksForJson, output, errorOutput);
     try {
         for (const std::optional<uint64_t> resourceID : options.m_resourceIDs)

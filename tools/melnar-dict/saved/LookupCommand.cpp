@@ -3,7 +3,6 @@
 #include "tools/melnar-dict/input/BlockReader.h"
 #include "tools/melnar-dict/input/InputFile.h"
 #include "tools/melnar-dict/saved/LiteralLines.h"
-#include "tools/melnar-dict/saved/OpenToRead.h"
 #include "tools/melnar-dict/saved/ResourceRows.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/QuotedText.h"

@@ -1,7 +1,6 @@
 #include "tools/melnar-dict/saved/StatsCommand.h"
 
 #include "tools/melnar-dict/saved/DictionaryPage.h"
-#include "tools/melnar-dict/saved/OpenToRead.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/OutputFile.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"

@@ -48,7 +48,7 @@ VerbDescription describeVerify(VerifyOptions& options) {
 }
 
 ExitCode runVerify(const VerifyOptions& options, StandardOutput& output, std::ostream&) {
-    const auto dictionary = openToRead(options.m_dictionaryName, options.m_memoryLimit);
+    const auto dictionary = openDictionary(options);
     dictionary->verify();
     requireWritableLiterals(*dictionary);
     const size_t numberOfResources =
