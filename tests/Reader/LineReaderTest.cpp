@@ -32,6 +32,7 @@ TEST(LineReaderTest, spaceBetweenTermsIsOptional) {
     EXPECT_EQ("<a:s> <a:p> <a:o> .\n", read(" \t<a:s>\t <a:p> <a:o> \t. \t\n"));
     EXPECT_EQ("_:a <a:p> \"x\"@en .\n", read("_:a<a:p>\"x\"@en."));
     EXPECT_EQ("<a:s> <a:p> \"x\"^^<a:d> .\n", read("<a:s> <a:p> \"x\" ^^ <a:d> ."));
+    EXPECT_EQ("<a:s> <a:p> \"x\"@en .\n", read("<a:s> <a:p> \"x\" \t@en ."));
     EXPECT_EQ("<a:s> <a:p> <a:o> <a:g> .\n", readQuads("<a:s><a:p><a:o><a:g>."));
     EXPECT_EQ("<a:s> <a:p> _:o _:g .\n", readQuads("<a:s><a:p>_:o _:g."));
 }

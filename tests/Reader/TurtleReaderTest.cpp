@@ -85,6 +85,11 @@ TEST(TurtleReaderTest, stringsInQuotesOfAllKinds) {
         {"\"x\"^^:d", "\"x\"^^<u:d>"},
         {"\"x\" ^^ <u:d>", "\"x\"^^<u:d>"},
         {"'''x'''^^<d>", "\"x\"^^<http://b.example/d>"},
+        {"'x'\n@en", "\"x\"@en"},
+        {"'x'\n^^ # comment\n:d", "\"x\"^^<u:d>"},
+        {"'x'^^<../a/./b/../d?x/../y>", "\"x\"^^<http://b.example/a/d?x/../y>"},
+        {"'x'^^<a/../../b/./c/..>", "\"x\"^^<http://b.example/b/>"},
+        {"'x'^^<\\u0075:d>", "\"x\"^^<u:d>"},
     };
     for (const auto& [text, expected] : cases)
         EXPECT_EQ(expected, objectOf(text)) << text;
@@ -107,6 +112,8 @@ TEST(TurtleReaderTest, prefixedNames) {
         {"<x>", "<http://b.example/x>"},
         {"<>", "<http://b.example/>"},
         {"<\\u0061>", "<http://b.example/a>"},
+        {"<\\u0061:b>", "<a:b>"},
+        {"<x\\U0000002By:b>", "<x+y:b>"},
         {"<u:\\U000000E4>", "<u:\xC3\xA4>"},
     };
     for (const auto& [text, expected] : cases)
