@@ -54,7 +54,7 @@ TEST_F(CanonicalCommandTest, writesEverySyntaxAsLines) {
     add("c.ttl", "@prefix : <a:> . :s :p 1, 'x\ty' ; :q [ :r _:b ] .");
     ASSERT_EQ(ExitCode::DONE, run("out.nt"));
     EXPECT_EQ("<a:s> <a:p> \"1\"^^<http://www.w3.org/2001/XMLSchema#integer> .\n<a:s> <a:p> \"x\\ty\" .\n"
-              "_:anon1 <a:r> _:b .\n<a:s> <a:q> _:anon1 .\n",
+              "_:anon37 <a:r> _:b .\n<a:s> <a:q> _:anon37 .\n",
               getOutput("out.nt"));
     m_options.m_files.clear();
     add("d.trig", "<x> <a:p> '''a\nb''' . <a:g> { <a:s> <a:p> <y> }");
@@ -80,13 +80,13 @@ TEST_F(CanonicalCommandTest, keepsOrderAndDuplicatesWithAnyNumberOfThreads) {
 TEST_F(CanonicalCommandTest, documentsDoNotShareBlankNodes) {
     add("a.ttl", "_:b <a:p> [] . _:anon1 <a:p> _:doc1-b .");
     ASSERT_EQ(ExitCode::DONE, run());
-    EXPECT_EQ("_:b <a:p> _:anon1 .\n_:anon_1 <a:p> _:doc1-b .\n", getOutput()) << "one document needs no names";
+    EXPECT_EQ("_:b <a:p> _:anon10 .\n_:anon_1 <a:p> _:doc1-b .\n", getOutput()) << "one document needs no names";
     add("b.trig", "_:b <a:p> [] . _:g { _:b <a:p> 'b' }");
     add("c.nt", "_:b <a:p> _:doc1-b .\n_:doc_1-b <a:p> _:doc .\n");
     add("d.nq", "_:b <a:p> _:anon1 _:doc2-g .\n");
     ASSERT_EQ(ExitCode::DONE, run());
-    EXPECT_EQ("_:doc1-b <a:p> _:doc1-anon1 .\n_:doc1-anon_1 <a:p> _:doc1-doc1-b .\n"
-              "_:doc2-b <a:p> _:doc2-anon1 .\n_:doc2-b <a:p> \"b\" _:doc2-g .\n"
+    EXPECT_EQ("_:doc1-b <a:p> _:doc1-anon10 .\n_:doc1-anon_1 <a:p> _:doc1-doc1-b .\n"
+              "_:doc2-b <a:p> _:doc2-anon10 .\n_:doc2-b <a:p> \"b\" _:doc2-g .\n"
               "_:b <a:p> _:doc_1-b .\n_:doc__1-b <a:p> _:doc_ .\n"
               "_:b <a:p> _:anon1 _:doc_2-g .\n",
               getOutput());
