@@ -92,10 +92,10 @@ TEST_F(RejectedTest, keepsLinesAndStatementsThatAreTooLong) {
 TEST_F(RejectedTest, isTheSameWhereverBlocksEnd) {
     const std::string refused = std::string("<a:s> <a:p> ") + REFUSED + " , " + REFUSED;
     const std::string unclosed = "<a:s> , \"\"\"x .\n<a:s> <a:p> 'y' .\n\"\"\" .";
-    const std::string text = "{ <a:s> bad}\n" + unclosed + "\n<a:g> { " + refused + " . \n <a:s> . \n " + refused +
-                             "}\n<a:s> . <a:s> <a:p> 1. { <a:s> 'z";
+    const std::string text = "{ <a:s> , <a:p> <a:o>}\n" + unclosed + "\n<a:g> { " + refused + " . \n <a:s> . \n " +
+                             refused + "}\n<a:s> . <a:s> <a:p> 1. { <a:s> 'z";
     const std::string rejected =
-        "<a:s> bad\n" + unclosed + "\n" + refused + " .\n<a:s> .\n" + refused + "\n<a:s> .\n<a:s> 'z\n";
+        "<a:s> , <a:p> <a:o>\n" + unclosed + "\n" + refused + " .\n<a:s> .\n" + refused + "\n<a:s> .\n<a:s> 'z\n";
     for (size_t blockSize = 1; blockSize <= text.size() + 1; ++blockSize) {
         EXPECT_EQ(rejected, reject(RdfFormat::TRIG, {text}, makeSettings(1, blockSize))) << blockSize;
         EXPECT_EQ(rejected, reject(RdfFormat::TRIG, {text}, makeSettings(3, blockSize))) << blockSize;
@@ -153,8 +153,8 @@ TEST_F(RejectedConcurrentTest, isTheSameWhenWhatWasReadAheadDoesNotCount) {
         }
     }
     for (const size_t numberOfThreads : std::initializer_list<size_t>{1, 2, 7})
-        for (const size_t blockSize : std::initializer_list<size_t>{300, 1000, 5000})
-            EXPECT_EQ(rejected, reject(RdfFormat::TURTLE, {text}, makeSettings(numberOfThreads, blockSize)))
+        for (const size_t blockSize : std::initializer_list<size_t>{180, 1000, 5000})
+            EXPECT_TRUE(rejected == reject(RdfFormat::TURTLE, {text}, makeSettings(numberOfThreads, blockSize)))
                 << numberOfThreads << ' ' << blockSize;
 }
 
