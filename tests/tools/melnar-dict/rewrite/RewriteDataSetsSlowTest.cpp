@@ -27,8 +27,8 @@ std::string unpack(const std::filesystem::path& path) {
     return text;
 }
 
-/// The canonical form of statements that are canonical but for blank lines and the datatype xsd:string, as those of the
-/// data sets are.
+/// The canonical form of statements that are canonical but for blank lines, tabs and form feeds that are not escaped and the datatype
+/// xsd:string, as those of the data sets are.
 std::string canonicalise(const std::string_view text) {
     constexpr std::string_view XSD_STRING_SUFFIX = "\"^^<http://www.w3.org/2001/XMLSchema#string>";
     std::string canonical;
@@ -41,7 +41,9 @@ std::string canonicalise(const std::string_view text) {
         } else if (text[index] == '"' && text.substr(index).starts_with(XSD_STRING_SUFFIX)) {
             canonical += '"';
             index += XSD_STRING_SUFFIX.size() - 1;
-        } else if (text[index] != '\n' || (!canonical.empty() && canonical.back() != '\n'))
+        } else if (text[index] == '\t' || text[index] == '\f')
+            canonical += text[index] == '\t' ? "\\t" : "\\f";
+        else if (text[index] != '\n' || (!canonical.empty() && canonical.back() != '\n'))
             canonical += text[index];
     }
     return canonical;
