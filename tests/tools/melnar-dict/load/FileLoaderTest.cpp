@@ -198,8 +198,7 @@ TEST(FileLoaderConcurrentTest, stopsAtTheMemoryLimitAndKeepsWhatItHas) {
             const std::string path = directory.addFile("a", makeText(format, 40000));
             TestLoad load(makeSettings(numberOfThreads, true, 3000), MEMORY_LIMIT);
             load.load(path, format);
-            EXPECT_EQ(0u, load.getErrorOutput().find(path + ": out of memory"))
-                << load.getErrorOutput();
+            EXPECT_EQ(0u, load.getErrorOutput().find(path + ": out of memory")) << load.getErrorOutput();
             EXPECT_EQ(ExitCode::FAILURE, load.getJournal().getExitCode());
             EXPECT_LE(load.getDictionary().getMemoryInUse(), MEMORY_LIMIT);
             EXPECT_EQ(load.getDictionary().getNextResourceID() - 1,
