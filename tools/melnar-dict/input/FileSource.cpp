@@ -20,9 +20,10 @@ constexpr int MILLISECONDS_BETWEEN_LOOKS = 100;
 
 } // namespace
 
-FileSource::FileSource(const std::string& fileName, std::stop_token stop)
+FileSource::FileSource(const std::string& fileName, std::stop_token stop, std::atomic<uint64_t>* const bytesRead)
     : m_stop(std::move(stop)),
-      m_fileDescriptor(fileName == "-" ? STDIN_FILENO : ::open(fileName.c_str(), O_RDONLY | O_CLOEXEC)) {
+      m_fileDescriptor(fileName == "-" ? STDIN_FILENO : ::open(fileName.c_str(), O_RDONLY | O_CLOEXEC)),
+      m_bytesRead(bytesRead) {
     if (m_fileDescriptor < 0)
         failWith(errno);
 }
@@ -37,8 +38,11 @@ size_t FileSource::read(char* const buffer, const size_t size) {
         if (m_stop.stop_possible())
             waitForBytes();
         const ssize_t numberOfBytes = ::read(m_fileDescriptor, buffer, size);
-        if (numberOfBytes >= 0)
+        if (numberOfBytes >= 0) {
+            if (m_bytesRead != nullptr)
+                m_bytesRead->fetch_add(static_cast<uint64_t>(numberOfBytes), std::memory_order_relaxed);
             return static_cast<size_t>(numberOfBytes);
+        }
         if (errno != EINTR)
             failWith(errno);
     }

@@ -2,6 +2,8 @@
 
 #include "tools/melnar-dict/input/ByteSource.h"
 
+#include <atomic>
+#include <cstdint>
 #include <stop_token>
 #include <string>
 
@@ -12,7 +14,9 @@
 ///            latest.
 class FileSource final : public ByteSource {
 public:
-    explicit FileSource(const std::string& fileName, std::stop_token stop = {});
+    /// Adds what it reads to a counter, if there is one, which must outlive it.
+    explicit FileSource(const std::string& fileName, std::stop_token stop = {},
+                        std::atomic<uint64_t>* bytesRead = nullptr);
     ~FileSource() override;
 
     size_t read(char* buffer, size_t size) override;
@@ -22,4 +26,5 @@ private:
 
     const std::stop_token m_stop;
     int m_fileDescriptor;
+    std::atomic<uint64_t>* const m_bytesRead;
 };

@@ -68,8 +68,8 @@ std::unique_ptr<ByteSource> unpack(std::unique_ptr<ByteSource> packed, const Pac
 } // namespace
 
 std::unique_ptr<ByteSource> openInputFile(const std::string& fileName, const size_t numberOfThreads,
-                                          std::stop_source stop) {
-    auto source = std::make_unique<PeekedSource>(std::make_unique<FileSource>(fileName, stop.get_token()));
+                                          std::stop_source stop, std::atomic<uint64_t>* const bytesRead) {
+    auto source = std::make_unique<PeekedSource>(std::make_unique<FileSource>(fileName, stop.get_token(), bytesRead));
     const std::optional<PackedFormat> format = packedFormatOfBeginning(source->peek(LENGTH_OF_PACKED_BEGINNING));
     const std::optional<PackedFormat> promisedFormat = packedFormatOfFile(fileName);
     if (promisedFormat && promisedFormat != format)

@@ -11,6 +11,9 @@
 #include <optional>
 #include <string_view>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 constexpr const char* STANDARD_INPUT = "-";
@@ -84,7 +87,29 @@ bool isWrittenAbsoluteIri(const std::string& text) {
     return Rdf::readIriReference(window, iri.data(), read) == end && read == text && Rdf::isAbsoluteIri(read);
 }
 
+/// Returns the bytes that are still to be read of a file; 0 if that is not known.
+uint64_t getBytes(const std::string& fileName) {
+    struct stat status;
+    const bool isStandardInput = fileName == STANDARD_INPUT;
+    if ((isStandardInput ? ::fstat(STDIN_FILENO, &status) : ::stat(fileName.c_str(), &status)) != 0 ||
+        !S_ISREG(status.st_mode))
+        return 0;
+    const off_t begin = isStandardInput ? ::lseek(STDIN_FILENO, 0, SEEK_CUR) : 0;
+    return begin >= 0 && begin < status.st_size ? static_cast<uint64_t>(status.st_size - begin) : 0;
+}
+
 } // namespace
+
+uint64_t getTotalBytes(const InputFiles& files) {
+    uint64_t total = 0;
+    for (const auto& [fileName, format] : files) {
+        const uint64_t bytes = getBytes(fileName);
+        if (bytes == 0)
+            return 0;
+        total += bytes;
+    }
+    return total;
+}
 
 void addInputFiles(VerbDescription& verb, const InputFormats formats, InputFiles& variable) {
     const auto reader = std::make_shared<InputFilesReader>(verb.m_name, formats);

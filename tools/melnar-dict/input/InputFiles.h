@@ -3,6 +3,7 @@
 #include "tools/melnar-dict/input/RdfFormat.h"
 #include "tools/melnar-dict/shell/VerbDescription.h"
 
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +13,9 @@ enum class InputFormats { ALL, LINES };
 
 /// The files that a verb reads, in the order given, "-" being standard input.
 using InputFiles = std::vector<std::pair<std::string, RdfFormat>>;
+
+/// Returns the bytes that the files have on the disk, or 0 if one of them does not tell, like a pipe.
+uint64_t getTotalBytes(const InputFiles& files);
 
 /// Adds the operands FILE... and the option --format, which holds for the files behind it up to the next one; the first
 /// one holds for those before it, too.

@@ -20,7 +20,7 @@ void FileLoader::load(const std::string& fileName, const RdfFormat format) {
     std::unique_ptr<ByteSource> source;
     const std::stop_source reading;
     try {
-        source = openInputFile(fileName, m_settings.m_numberOfThreads, reading);
+        source = openInputFile(fileName, m_settings.m_numberOfThreads, reading, m_settings.m_bytesRead);
     } catch (...) {
         reportCurrentException(m_journal, 0);
         return;

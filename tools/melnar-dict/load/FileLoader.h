@@ -4,7 +4,9 @@
 #include "tools/melnar-dict/input/RdfFormat.h"
 #include "tools/melnar-dict/pieces/InputJournal.h"
 
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <stop_token>
 #include <string>
 
@@ -30,6 +32,7 @@ public:
         size_t m_maximumLine = DEFAULT_MAXIMUM_LINE;
         bool m_keepsRejected = false; // hands the journal what is skipped
         Rdf::Version m_version = Rdf::Version::RDF_1_2;
+        std::atomic<uint64_t>* m_bytesRead = nullptr; // counts the bytes of files, packed or not, if it is there
     };
 
     FileLoader(Dictionary& dictionary, InputJournal& journal, Settings settings);

@@ -6,13 +6,17 @@
 #include "tools/melnar-dict/saved/SaveDictionary.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/OutputLock.h"
+#include "tools/melnar-dict/shell/PrintableText.h"
+#include "tools/melnar-dict/threads/ProgressReporter.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include <sys/stat.h>
@@ -74,6 +78,40 @@ void checkRejectedFile(const LoadOptions& options) {
     check.refuseDictionary();
 }
 
+std::unique_ptr<Dictionary> openDictionary(const LoadOptions& options, const std::string& intoName,
+                                           const size_t dictionaryLimit, MessageOutput& messages) {
+    if (intoName.empty())
+        return std::make_unique<Dictionary>(
+            dictionaryLimit,
+            options.m_maximumNumberOfResources.value_or(Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS));
+    const ProgressReporter progress(messages, options.m_feedback.getProgressMode(),
+                                    "opening '" + toPrintable(options.m_intoName) + "'");
+    return Dictionary::open(intoName, dictionaryLimit);
+}
+
+/// Loads all files, unless the journal stops.
+void loadFiles(const LoadOptions& options, Dictionary& dictionary, InputJournal& journal, MessageOutput& messages) {
+    std::atomic<uint64_t> bytesRead = 0;
+    FileLoader loader(dictionary, journal,
+                      {options.m_numberOfThreads, options.m_isLenient, options.m_base, BlockReader::DEFAULT_BLOCK_SIZE,
+                       options.m_maximumLine, !options.m_rejectedName.empty(), options.m_version, &bytesRead});
+    const uint64_t firstResourceID = dictionary.getNextResourceID();
+    const ProgressReporter progress(messages, options.m_feedback.getProgressMode(),
+                                    [&, totalBytes = getTotalBytes(options.m_files)]() -> ProgressFigures {
+                                        return {"loading",
+                                                bytesRead.load(std::memory_order_relaxed),
+                                                totalBytes,
+                                                {{journal.getLiteralsSoFar(), "literals"},
+                                                 {dictionary.getNextResourceID() - firstResourceID, "new distinct"}},
+                                                dictionary.getMemoryInUse()};
+                                    });
+    for (const auto& [fileName, format] : options.m_files) {
+        loader.load(fileName, format);
+        if (journal.isStopped())
+            return;
+    }
+}
+
 } // namespace
 
 ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput) {
@@ -86,30 +124,20 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
     if (!options.m_output.m_outputName.empty()) {
         static_cast<void>(checkOutput(options)); // before a wait, which may be long
         lock.emplace(options.m_output.m_outputName, options.m_output.m_waits,
-                     options.m_isQuiet ? silence : errorOutput);
+                     options.m_feedback.m_isQuiet ? silence : errorOutput);
         if (checkOutput(options)) // The file may have come or changed since.
             intoName = lock->getTargetName();
     }
-    const std::unique_ptr<Dictionary> ownedDictionary =
-        intoName.empty() ? std::make_unique<Dictionary>(dictionaryLimit,
-                                                        options.m_maximumNumberOfResources.value_or(
-                                                            Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS))
-                         : Dictionary::open(intoName, dictionaryLimit);
+    MessageOutput messages(errorOutput);
+    const std::unique_ptr<Dictionary> ownedDictionary = openDictionary(options, intoName, dictionaryLimit, messages);
     Dictionary& dictionary = *ownedDictionary;
     std::optional<RejectedFile> rejectedFile;
     if (!options.m_rejectedName.empty())
         rejectedFile.emplace(options.m_rejectedName);
-    InputJournal journal({options.m_isLenient, options.m_numberOfErrorsShown, options.m_isQuiet}, errorOutput,
+    InputJournal journal({options.m_isLenient, options.m_numberOfErrorsShown, options.m_feedback.m_isQuiet}, messages,
                          rejectedFile ? &*rejectedFile : nullptr);
-    FileLoader loader(dictionary, journal,
-                      {options.m_numberOfThreads, options.m_isLenient, options.m_base, BlockReader::DEFAULT_BLOCK_SIZE,
-                       options.m_maximumLine, rejectedFile.has_value(), options.m_version});
     const auto start = std::chrono::steady_clock::now();
-    for (const auto& [fileName, format] : options.m_files) {
-        loader.load(fileName, format);
-        if (journal.isStopped())
-            break;
-    }
+    loadFiles(options, dictionary, journal, messages);
     if (rejectedFile)
         rejectedFile->close();
     if (journal.isStopped())
@@ -118,6 +146,8 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
     dictionary.commit();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - start;
     if (lock) {
+        const ProgressReporter progress(messages, options.m_feedback.getProgressMode(),
+                                        "saving '" + toPrintable(options.m_output.m_outputName) + "'");
         saveDictionary(dictionary, *lock);
         lock.reset();
     }

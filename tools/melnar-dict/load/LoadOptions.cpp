@@ -52,7 +52,7 @@ VerbDescription describeLoad(LoadOptions& options) {
     verb.addText("--rejected", "FILE",
                  "with --lenient, write what is skipped because of errors to this file, byte for byte",
                  options.m_rejectedName);
-    verb.addFlag("--quiet", "say nothing on standard error but what ends the load", options.m_isQuiet);
+    addFeedback(verb, options.m_feedback);
     addBase(verb, options.m_base);
     addVersion(verb, options.m_version);
     addMemoryLimit(verb, options.m_memoryLimit);

@@ -19,7 +19,7 @@ struct LoadOptions {
     size_t m_numberOfThreads = getDefaultNumberOfThreads();
     bool m_isLenient = false;
     bool m_asksForJson = false;
-    bool m_isQuiet = false; // on standard error, but for what ends the load
+    FeedbackOptions m_feedback;
     uint64_t m_numberOfErrorsShown = InputJournal::DEFAULT_NUMBER_OF_ERRORS_SHOWN;
     OutputOptions m_output; // without a name, the dictionary is not saved
     uint64_t m_memoryLimit = MemoryLimit::getDefault();

@@ -38,6 +38,8 @@ void InputJournal::add(const ParsedPiece& piece) {
     if (!piece.m_rejected.empty())
         m_turn.wait(lock, [&] { return m_nextSequence == piece.m_sequence || isStopped(); });
     m_counts += piece.m_counts;
+    m_statementsSoFar.store(m_counts.m_statements, std::memory_order_relaxed);
+    m_literalsSoFar.store(m_counts.m_strings + m_counts.m_plainLiterals, std::memory_order_relaxed);
     m_waiting.emplace(piece.m_sequence,
                       Result{piece.m_numberOfLineEnds, piece.m_errors, piece.m_rejected, piece.m_endsRejectedLine});
     for (auto next = m_waiting.begin(); next != m_waiting.end() && next->first == m_nextSequence;
@@ -57,9 +59,9 @@ void InputJournal::add(const ParsedPiece& piece) {
 void InputJournal::reportHiddenErrors() {
     if (m_numberOfHiddenErrors == 0 || m_settings.m_isQuiet)
         return;
-    m_errorOutput << (m_numberOfHiddenErrors == m_numberOfErrors ? "" : "… and ") << groupDigits(m_numberOfHiddenErrors)
-                  << (m_numberOfHiddenErrors == m_numberOfErrors ? "" : " more")
-                  << (m_numberOfHiddenErrors == 1 ? " error\n" : " errors\n");
+    const std::string number = groupDigits(m_numberOfHiddenErrors);
+    m_messages.write((m_numberOfHiddenErrors == m_numberOfErrors ? number : "… and " + number + " more") +
+                     (m_numberOfHiddenErrors == 1 ? " error\n" : " errors\n"));
     m_numberOfHiddenErrors = 0;
 }
 
@@ -84,14 +86,13 @@ void InputJournal::report(const Result& result) {
 }
 
 void InputJournal::report(const InputError& error) {
-    m_errorOutput << toPrintable(m_fileName) << ':';
+    std::string message = toPrintable(m_fileName) + ':';
     if (error.m_line != 0)
-        m_errorOutput << m_firstLine + error.m_line - 1 << ':';
+        message += std::to_string(m_firstLine + error.m_line - 1) + ':';
     if (error.m_column != 0)
-        m_errorOutput << error.m_column << ':';
+        message += std::to_string(error.m_column) + ':';
     // What is wrong with the data quotes it; other causes may have several lines.
-    m_errorOutput << ' '
-                  << (error.m_exitCode == ExitCode::BAD_DATA ? toPrintable(error.m_cause)
-                                                             : toPrintableLines(error.m_cause))
-                  << '\n';
+    m_messages.write(
+        message + ' ' +
+        (error.m_exitCode == ExitCode::BAD_DATA ? toPrintable(error.m_cause) : toPrintableLines(error.m_cause)) + '\n');
 }

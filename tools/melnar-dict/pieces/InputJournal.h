@@ -2,6 +2,7 @@
 
 #include "tools/melnar-dict/pieces/ParsedPiece.h"
 #include "tools/melnar-dict/pieces/RejectedFile.h"
+#include "tools/melnar-dict/shell/MessageOutput.h"
 
 #include "Engine/core/platform/Unmovable.h"
 
@@ -10,7 +11,6 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -40,8 +40,8 @@ public:
     static constexpr uint64_t DEFAULT_NUMBER_OF_ERRORS_SHOWN = 20;
 
     /// The file may be none.
-    InputJournal(const Settings& settings, std::ostream& errorOutput, RejectedFile* rejectedFile = nullptr)
-        : m_settings(settings), m_errorOutput(errorOutput), m_rejectedFile(rejectedFile) {}
+    InputJournal(const Settings& settings, MessageOutput& messages, RejectedFile* rejectedFile = nullptr)
+        : m_settings(settings), m_messages(messages), m_rejectedFile(rejectedFile) {}
 
     /// Goes on to a file; the pieces of the last one are done.
     void startFile(const std::string& fileName);
@@ -59,6 +59,11 @@ public:
     void reportHiddenErrors();
 
     const StatementCounts& getCounts() const noexcept { return m_counts; }
+
+    /// Returns how many statements, and string literals, have been read so far. For any thread at any time.
+    uint64_t getStatementsSoFar() const noexcept { return m_statementsSoFar.load(std::memory_order_relaxed); }
+    uint64_t getLiteralsSoFar() const noexcept { return m_literalsSoFar.load(std::memory_order_relaxed); }
+
     uint64_t getNumberOfErrors() const noexcept { return m_numberOfErrors; }
 
     /// That of the error that stopped the load, or DONE.
@@ -80,9 +85,11 @@ private:
 
     const Settings m_settings;
     std::atomic<bool> m_isStopped = false; // only a hint to stop early, so relaxed accesses do
-    std::mutex m_mutex;                    // protects all that follows
-    std::condition_variable m_turn;        // that of another piece, or the journal has stopped
-    std::ostream& m_errorOutput;
+    std::atomic<uint64_t> m_statementsSoFar = 0;
+    std::atomic<uint64_t> m_literalsSoFar = 0;
+    std::mutex m_mutex;             // protects all that follows
+    std::condition_variable m_turn; // that of another piece, or the journal has stopped
+    MessageOutput& m_messages;
     RejectedFile* const m_rejectedFile;
     std::string m_fileName;
     uint64_t m_nextSequence = 0;

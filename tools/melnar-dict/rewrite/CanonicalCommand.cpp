@@ -54,7 +54,8 @@ ExitCode runCanonical(const CanonicalOptions& options, StandardOutput& standardO
         inputNames.push_back(fileName);
     RewriteOutput output(options.m_output, inputNames, standardOutput, errorOutput);
     OrderedOutput lines(output.open());
-    InputJournal journal({}, errorOutput);
+    MessageOutput messages(errorOutput);
+    InputJournal journal({}, messages);
     StatementPass pass(journal, options.m_reading);
     const std::optional<RdfFormat> outputFormat = formatOfFile(options.m_output.m_outputName);
     CanonicalLines::Settings settings;

@@ -45,7 +45,8 @@ VerbDescription describeCheck(CheckOptions& options) {
 }
 
 ExitCode runCheck(const CheckOptions& options, StandardOutput& output, std::ostream& errorOutput) {
-    InputJournal journal({options.m_reading.m_isLenient, std::numeric_limits<uint64_t>::max()}, errorOutput);
+    MessageOutput messages(errorOutput);
+    InputJournal journal({options.m_reading.m_isLenient, std::numeric_limits<uint64_t>::max()}, messages);
     StatementPass pass(journal, options.m_reading);
     for (const auto& [fileName, format] : options.m_files) {
         pass.read(fileName, format, [] { return std::make_unique<NoConsumer>(); });

@@ -5,12 +5,15 @@
 #include "tools/melnar-dict/rewrite/StatementDecoder.h"
 #include "tools/melnar-dict/rewrite/StatementEncoder.h"
 #include "tools/melnar-dict/saved/OpenToRead.h"
+#include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/threads/BlockWork.h"
 #include "tools/melnar-dict/threads/OrderedOutput.h"
+#include "tools/melnar-dict/threads/ProgressReporter.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/platform/system/ThreadContextRegistration.h"
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <stop_token>
@@ -19,13 +22,30 @@
 
 namespace {
 
+std::unique_ptr<Dictionary> openDictionary(const RewriteOptions& options, const size_t dictionaryLimit,
+                                           MessageOutput& messages) {
+    const ProgressReporter progress(messages, options.m_feedback.getProgressMode(),
+                                    "opening '" + toPrintable(options.m_dictionaryName) + "'");
+    return openToRead(options.m_dictionaryName, dictionaryLimit);
+}
+
 /// Returns the exit code of the first error, or DONE.
 template<class Rewriter>
 ExitCode rewriteFiles(const RewriteOptions& options, const Dictionary& dictionary, OutputStream& output,
-                      std::ostream& errorOutput) {
+                      MessageOutput& messages) {
     const std::string beginning = Rewriter::getBeginning(dictionary);
     output.write(beginning.data(), beginning.size());
-    InputJournal journal({}, errorOutput);
+    InputJournal journal({}, messages);
+    std::atomic<uint64_t> bytesRead = 0;
+    // What is written to a terminal would mix with the line.
+    const ProgressReporter progress(
+        messages, options.m_output.m_outputName == "-" ? ProgressMode::NONE : options.m_feedback.getProgressMode(),
+        [&, totalBytes = getTotalBytes(options.m_files)]() -> ProgressFigures {
+            return {"rewriting",
+                    bytesRead.load(std::memory_order_relaxed),
+                    totalBytes,
+                    {{journal.getStatementsSoFar(), "statements"}}};
+        });
     OrderedOutput orderedOutput(output);
     for (const auto& [fileName, format] : options.m_files) {
         journal.startFile(fileName);
@@ -33,8 +53,8 @@ ExitCode rewriteFiles(const RewriteOptions& options, const Dictionary& dictionar
         std::optional<BlockReader> reader;
         const std::stop_source reading;
         try {
-            reader.emplace(openInputFile(fileName, options.m_numberOfThreads, reading), BlockReader::DEFAULT_BLOCK_SIZE,
-                           options.m_maximumLine);
+            reader.emplace(openInputFile(fileName, options.m_numberOfThreads, reading, &bytesRead),
+                           BlockReader::DEFAULT_BLOCK_SIZE, options.m_maximumLine);
         } catch (...) {
             reportCurrentException(journal, 0);
             return journal.getExitCode();
@@ -66,9 +86,11 @@ ExitCode run(const RewriteOptions& options, StandardOutput& output, std::ostream
     std::vector<std::string> inputNames{options.m_dictionaryName};
     for (const auto& [fileName, format] : options.m_files)
         inputNames.push_back(fileName);
-    RewriteOutput file(options.m_output, inputNames, output, errorOutput);
-    const auto dictionary = openToRead(options.m_dictionaryName, dictionaryLimit);
-    return file.finish(rewriteFiles<Rewriter>(options, *dictionary, file.open(), errorOutput));
+    std::ostream silence(nullptr);
+    RewriteOutput file(options.m_output, inputNames, output, options.m_feedback.m_isQuiet ? silence : errorOutput);
+    MessageOutput messages(errorOutput);
+    const auto dictionary = openDictionary(options, dictionaryLimit, messages);
+    return file.finish(rewriteFiles<Rewriter>(options, *dictionary, file.open(), messages));
 }
 
 } // namespace

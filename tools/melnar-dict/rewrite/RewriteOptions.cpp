@@ -30,6 +30,7 @@ VerbDescription addOptions(VerbDescription verb, RewriteOptions& options) {
     addMemoryLimit(verb, options.m_memoryLimit);
     addMaximumLine(verb, options.m_maximumLine);
     addVersion(verb, options.m_version);
+    addFeedback(verb, options.m_feedback);
     verb.requireOption("--dictionary");
     verb.requireOption("--output");
     return verb;

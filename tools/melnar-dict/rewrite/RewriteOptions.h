@@ -13,6 +13,7 @@
 struct RewriteOptions {
     InputFiles m_files;
     std::string m_dictionaryName;
+    FeedbackOptions m_feedback;
     OutputOptions m_output; // the name is "-" for standard output
     size_t m_numberOfThreads = getDefaultNumberOfThreads();
     uint64_t m_memoryLimit = MemoryLimit::getDefault();

@@ -3,13 +3,17 @@
 #include "tools/melnar-dict/saved/OpenToRead.h"
 #include "tools/melnar-dict/saved/SaveDictionary.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
+#include "tools/melnar-dict/shell/PrintableText.h"
+#include "tools/melnar-dict/threads/ProgressReporter.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -47,6 +51,7 @@ VerbDescription describeCompact(CompactOptions& options) {
                            "Saves a compacted copy, and which IDs have changed to what."}}};
     addDictionary(verb, options);
     addJson(verb, JsonLayout::ROW, options.m_asksForJson);
+    addFeedback(verb, options.m_feedback);
     addOutput(verb, OutputKind::FILE_ONLY, "FILE", "save to FILE and leave DICTIONARY as it is",
               "replace a FILE that is not a dictionary", options.m_output);
     return verb;
@@ -57,12 +62,17 @@ ExitCode runCompact(const CompactOptions& options, StandardOutput& output, std::
     const std::string& outputName =
         options.m_output.m_outputName.empty() ? options.m_dictionaryName : options.m_output.m_outputName;
     static_cast<void>(checkOutput(outputName, options)); // before a wait, which may be long
-    OutputLock lock(outputName, options.m_output.m_waits, errorOutput);
+    std::ostream silence(nullptr);
+    OutputLock lock(outputName, options.m_output.m_waits, options.m_feedback.m_isQuiet ? silence : errorOutput);
     const bool isInPlace = checkOutput(outputName, options); // The file may have come or changed since.
+    MessageOutput messages(errorOutput);
+    std::optional<ProgressReporter> progress(std::in_place, messages, options.m_feedback.getProgressMode(),
+                                             "compacting '" + toPrintable(options.m_dictionaryName) + "'");
     const auto dictionary = openToRead(isInPlace ? lock.getTargetName() : options.m_dictionaryName, dictionaryLimit);
     const std::vector<uint64_t> newResourceIDs = dictionary->compact();
     // What became of the IDs is told when the new ones are on the disk, and before the old ones are gone.
     const auto printChangedIDs = [&] {
+        progress.reset(); // before what goes to the same terminal
         for (uint64_t resourceID = 1; resourceID < newResourceIDs.size(); ++resourceID)
             if (newResourceIDs[resourceID] != 0 && newResourceIDs[resourceID] != resourceID)
                 output.write(

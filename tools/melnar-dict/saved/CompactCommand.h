@@ -10,6 +10,7 @@
 /// What the command line of `compact` asks for.
 struct CompactOptions : SavedDictionaryOptions {
     bool m_asksForJson = false;
+    FeedbackOptions m_feedback;
     OutputOptions m_output; // without a name, the dictionary is saved in its place
 };
 

@@ -1,15 +1,18 @@
 #include "tools/melnar-dict/saved/VerifyCommand.h"
 
 #include "tools/melnar-dict/pieces/LiteralText.h"
+#include "tools/melnar-dict/saved/OpenToRead.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
-#include "tools/melnar-dict/shell/SharedOptions.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
+#include "tools/melnar-dict/threads/ProgressReporter.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 
 #include <nlohmann/json.hpp>
 
+#include <optional>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -44,15 +47,21 @@ VerbDescription describeVerify(VerifyOptions& options) {
                          {{"verify dump.dict", "Says whether the file is sound."}}};
     addDictionary(verb, options);
     addJson(verb, JsonLayout::DOCUMENT, options.m_asksForJson);
+    addFeedback(verb, options.m_feedback);
     return verb;
 }
 
-ExitCode runVerify(const VerifyOptions& options, StandardOutput& output, std::ostream&) {
-    const auto dictionary = openDictionary(options);
+ExitCode runVerify(const VerifyOptions& options, StandardOutput& output, std::ostream& errorOutput) {
+    const size_t dictionaryLimit = MemoryLimit::apply(options.m_memoryLimit, 1);
+    MessageOutput messages(errorOutput);
+    std::optional<ProgressReporter> progress(std::in_place, messages, options.m_feedback.getProgressMode(),
+                                             "verifying '" + toPrintable(options.m_dictionaryName) + "'");
+    const auto dictionary = openToRead(options.m_dictionaryName, dictionaryLimit);
     dictionary->verify();
     requireWritableLiterals(*dictionary);
     const size_t numberOfResources =
         dictionary->getNumberOfResources(D_XSD_STRING) + dictionary->getNumberOfResources(D_RDF_PLAIN_LITERAL);
+    progress.reset(); // before what goes to the same terminal
     output.write(
         options.m_asksForJson
             ? toText(Json{{"dictionary", options.m_dictionaryName}, {"sound", true}, {"resources", numberOfResources}},

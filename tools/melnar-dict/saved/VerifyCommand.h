@@ -2,6 +2,7 @@
 
 #include "tools/melnar-dict/saved/SavedDictionaryOptions.h"
 #include "tools/melnar-dict/shell/ExitCode.h"
+#include "tools/melnar-dict/shell/SharedOptions.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
 
 #include <ostream>
@@ -9,6 +10,7 @@
 /// What the command line of `verify` asks for.
 struct VerifyOptions : SavedDictionaryOptions {
     bool m_asksForJson = false;
+    FeedbackOptions m_feedback;
 };
 
 /// The command line of `verify`, bound to the options.

@@ -22,12 +22,18 @@ static_assert(std::atomic<int>::is_always_lock_free, "a signal handler uses it")
 /// The names of the temporary files by kind; empty where there is none.
 char s_temporaryFileNames[2][PATH_MAX];
 
+/// Whether standard error ends in an open line. Relaxed, as nothing else depends on it.
+std::atomic<bool> s_isLineOpen = false;
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler uses it");
+
 /// Does only what a signal handler may do.
 [[noreturn]] void end(const int signalNumber) noexcept {
     for (const auto& fileName : s_temporaryFileNames)
         if (fileName[0] != 0)
             ::unlink(fileName);
-    if (signalNumber == SIGPIPE) { // Shells report nothing else as this death.
+    if (s_isLineOpen.load(std::memory_order_relaxed))
+        static_cast<void>(::write(STDERR_FILENO, "\n", 1) == 1); // there is nobody to tell of a failure
+    if (signalNumber == SIGPIPE) {                               // Shells report nothing else as this death.
         ::signal(signalNumber, SIG_DFL);
         sigset_t signals;
         ::sigemptyset(&signals);
@@ -66,6 +72,11 @@ void exitCleanlyWhenInterrupted() {
         if (previous.sa_handler != SIG_IGN) // as in the background, or under nohup
             ::sigaction(signalNumber, &action, nullptr);
     }
+}
+
+bool setLineOpen(const bool isOpen) noexcept {
+    s_isLineOpen.store(isOpen, std::memory_order_relaxed);
+    return s_state.load(std::memory_order_relaxed) != ENDING;
 }
 
 InterruptionDelay::InterruptionDelay() noexcept {

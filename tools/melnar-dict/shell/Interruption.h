@@ -15,6 +15,10 @@ enum class TemporaryFile : size_t { OUTPUT, LOCK };
 /// of writing. Called once, before threads start.
 void exitCleanlyWhenInterrupted();
 
+/// Says whether standard error has a line at its end that is not ended: an interruption ends it then. Returns false when
+/// an interruption is ending the process, so that nothing more is to be written.
+bool setLineOpen(bool isOpen) noexcept;
+
 /// Puts interruptions off while it lives, whichever thread they come to; at its end, one that has come ends the
 /// process. Around the moments in which a temporary file appears or goes: so whoever is interrupted knows whether the
 /// name is that of its own file, and never removes the file of another process that has taken the name since.

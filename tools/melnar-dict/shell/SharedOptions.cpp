@@ -29,6 +29,14 @@ void addLenient(VerbDescription& verb, bool& variable) {
     verb.addFlag("--lenient", "report errors, count them and go on behind them", variable);
 }
 
+void addFeedback(VerbDescription& verb, FeedbackOptions& variable) {
+    verb.addFlag("--progress",
+                 "where standard error is no terminal, print a line every ten seconds that tells how far "
+                 "the work has come; on a terminal one line is rewritten without this option",
+                 variable.m_asksForProgress);
+    verb.addFlag("--quiet", "say nothing on standard error but what ends the work", variable.m_isQuiet);
+}
+
 void addJson(VerbDescription& verb, const JsonLayout layout, bool& variable) {
     verb.addFlag("--json",
                  layout == JsonLayout::DOCUMENT ? "print JSON instead of text"

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/melnar-dict/shell/Json.h"
+#include "tools/melnar-dict/shell/Progress.h"
 #include "tools/melnar-dict/shell/VerbDescription.h"
 
 /// Options that several verbs have, with the same names and meanings.
@@ -19,6 +20,16 @@ void addLenient(VerbDescription& verb, bool& variable);
 
 /// --json: one document, or an object a line for verbs that print rows.
 void addJson(VerbDescription& verb, JsonLayout layout, bool& variable);
+
+/// What a verb says on standard error while it works: --quiet and --progress.
+struct FeedbackOptions {
+    bool m_isQuiet = false;
+    bool m_asksForProgress = false;
+
+    ProgressMode getProgressMode() const { return chooseProgressMode(m_isQuiet, m_asksForProgress); }
+};
+
+void addFeedback(VerbDescription& verb, FeedbackOptions& variable);
 
 /// A file that the verb writes: -o, --output, --wait and --force.
 struct OutputOptions {

@@ -11,7 +11,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <initializer_list>
 #include <new>
 
@@ -109,6 +111,20 @@ TEST_F(InputFileTest, tellsWhyReadingOfAPackedFileFailedLater) {
         EXPECT_STREQ("Input/output error", failure.what());
         EXPECT_TRUE(text.starts_with(delivered));
         EXPECT_GT(delivered.size(), 0u);
+    }
+}
+
+TEST_F(InputFileTest, countsTheBytesOfTheFilePackedOrNot) {
+    const std::string text = makeNumbers(200000);
+    const auto countOf = [&](const std::string& contents) {
+        std::atomic<uint64_t> bytesRead = 0;
+        EXPECT_EQ(text, readAll(*openInputFile(m_directory.addFile("a.nt", contents), 2, {}, &bytesRead), 4096));
+        return bytesRead.load();
+    };
+    EXPECT_EQ(text.size(), countOf(text));
+    for (const auto& [extension, pack] : FORMATS) {
+        const std::string packed = pack(text);
+        EXPECT_EQ(packed.size(), countOf(packed)) << extension;
     }
 }
 

@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/input/InputFiles.h"
 
 #include "tests/support/CaughtException.h"
+#include "tests/support/TemporaryDirectory.h"
 #include "tools/melnar-dict/shell/CommandLine.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
@@ -67,6 +68,18 @@ TEST(InputFilesTest, haveStandardInputOnlyOnce) {
     EXPECT_EQ("standard input can be read only once", messageOf({"--format", "nt", "-", "a.nt", "-"}));
     EXPECT_EQ("read needs a file", messageOf({}));
     EXPECT_EQ("read needs a file", messageOf({"--format", "nt"}));
+}
+
+TEST(InputFilesTest, haveATotalSizeOnlyIfAllOfThemTellTheirs) {
+    const TemporaryDirectory directory;
+    const InputFiles files{{directory.addFile("a", "12345"), RdfFormat::N_TRIPLES},
+                           {directory.addFile("b", "123"), RdfFormat::N_TRIPLES}};
+    EXPECT_EQ(8u, getTotalBytes(files));
+    for (const std::string& unknown : {directory.getPathOf("absent"), std::string("/dev/null")}) {
+        InputFiles others = files;
+        others.emplace_back(unknown, RdfFormat::N_TRIPLES);
+        EXPECT_EQ(0u, getTotalBytes(others)) << unknown;
+    }
 }
 
 } // namespace

@@ -33,7 +33,8 @@ TEST(LoadOptionsTest, needsNothingButAFile) {
     EXPECT_EQ(1u << 30, options.m_maximumLine);
     EXPECT_EQ("", options.m_base);
     EXPECT_FALSE(options.m_isLenient || options.m_asksForJson);
-    EXPECT_FALSE(options.m_output.m_waits || options.m_output.m_isForced || options.m_isQuiet);
+    EXPECT_FALSE(options.m_output.m_waits || options.m_output.m_isForced);
+    EXPECT_FALSE(options.m_feedback.m_isQuiet || options.m_feedback.m_asksForProgress);
     EXPECT_EQ(20u, options.m_numberOfErrorsShown);
     EXPECT_EQ("", options.m_rejectedName);
     EXPECT_TRUE(options.m_lookups.empty());
@@ -47,14 +48,15 @@ TEST(LoadOptionsTest, takesEveryOptionBeforeAndBehindTheFiles) {
                                        "'text'@en",        "--get",     "9",
                                        "--query=\"text\"", "b.trig.gz", "--wait",
                                        "--force",          "--errors",  "0",
-                                       "--rejected",       "r",         "--quiet"});
+                                       "--rejected",       "r",         "--quiet",
+                                       "--progress"});
     ASSERT_EQ(2u, options.m_files.size());
     EXPECT_EQ(RdfFormat::TURTLE, options.m_files[0].second);
     EXPECT_EQ(RdfFormat::TRIG, options.m_files[1].second);
     EXPECT_EQ(3u, options.m_numberOfThreads);
     EXPECT_TRUE(options.m_isLenient && options.m_asksForJson && options.m_output.m_waits &&
                 options.m_output.m_isForced);
-    EXPECT_TRUE(options.m_isQuiet);
+    EXPECT_TRUE(options.m_feedback.m_isQuiet && options.m_feedback.m_asksForProgress);
     EXPECT_EQ(0u, options.m_numberOfErrorsShown);
     EXPECT_EQ("r", options.m_rejectedName);
     EXPECT_EQ("http://b/", options.m_base);

@@ -8,8 +8,7 @@
 TestLoad::TestLoad(FileLoader::Settings settings, const size_t memoryLimit, const uint64_t maximumNumberOfResources,
                    RejectedFile* const rejectedFile)
     : m_dictionary(memoryLimit, maximumNumberOfResources),
-      m_journal({.m_isLenient = settings.m_isLenient, .m_numberOfErrorsShown = ~uint64_t(0)}, m_errorOutput,
-                rejectedFile),
+      m_journal({.m_isLenient = settings.m_isLenient, .m_numberOfErrorsShown = ~uint64_t(0)}, m_messages, rejectedFile),
       m_loader(m_dictionary, m_journal, settings) {}
 
 void TestLoad::load(const std::string& fileName, const RdfFormat format) {

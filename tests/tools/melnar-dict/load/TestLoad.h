@@ -5,6 +5,7 @@
 #include "tools/melnar-dict/pieces/InputJournal.h"
 #include "tools/melnar-dict/pieces/StatementCounts.h"
 #include "tools/melnar-dict/shell/ExitCode.h"
+#include "tools/melnar-dict/shell/MessageOutput.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 
@@ -44,6 +45,7 @@ public:
 
 private:
     std::ostringstream m_errorOutput;
+    MessageOutput m_messages{m_errorOutput};
     Dictionary m_dictionary;
     InputJournal m_journal;
     FileLoader m_loader;

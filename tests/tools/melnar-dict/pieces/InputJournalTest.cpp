@@ -31,12 +31,13 @@ protected:
 
     InputJournal& open(const InputJournal::Settings& settings) {
         m_errorOutput.str("");
-        m_journal.emplace(settings, m_errorOutput);
+        m_journal.emplace(settings, m_messages);
         m_journal->startFile("a.nt");
         return *m_journal;
     }
 
     std::ostringstream m_errorOutput;
+    MessageOutput m_messages{m_errorOutput};
     std::optional<InputJournal> m_journal;
 };
 

@@ -1,0 +1,152 @@
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <pty.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+/// The tool on a terminal, which its standard input, output and error output are.
+class ToolOnTerminal : private Unmovable {
+public:
+    ToolOnTerminal(const std::string& folder, const std::vector<std::string>& arguments, const char* const terminal) {
+        std::vector<char*> argumentPointers{const_cast<char*>("melnar-dict")};
+        for (const std::string& argument : arguments)
+            argumentPointers.push_back(const_cast<char*>(argument.c_str()));
+        argumentPointers.push_back(nullptr);
+        const winsize size = {.ws_row = 24, .ws_col = 60, .ws_xpixel = 0, .ws_ypixel = 0};
+        m_processID = ::forkpty(&m_terminal, nullptr, nullptr, &size);
+        if (m_processID != 0)
+            return;
+        ::setenv("TERM", terminal, 1);
+        if (::chdir(folder.c_str()) == 0)
+            ::execv(MELNAR_DICT_EXECUTABLE, argumentPointers.data());
+        ::_exit(99);
+    }
+
+    ~ToolOnTerminal() { ::close(m_terminal); }
+
+    /// Reads what the terminal is given until this is there, or until its end.
+    const std::string& readTo(const std::string& text) {
+        while (m_text.find(text) == std::string::npos && readMore()) {
+        }
+        return m_text;
+    }
+
+    /// Returns the exit code, or 1000 when it was no exit.
+    int waitForEnd() {
+        while (readMore()) {
+        }
+        int status = 0;
+        EXPECT_EQ(m_processID, ::waitpid(m_processID, &status, 0));
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 1000;
+    }
+
+    void type(const char character) const { EXPECT_EQ(1, ::write(m_terminal, &character, 1)); }
+
+    const std::string& getText() const { return m_text; }
+
+private:
+    bool readMore() {
+        char buffer[4096];
+        ssize_t size = 0;
+        do
+            size = ::read(m_terminal, buffer, sizeof buffer); // fails when the tool has ended
+        while (size < 0 && errno == EINTR);
+        m_text.append(buffer, size > 0 ? static_cast<size_t>(size) : 0);
+        return size > 0;
+    }
+
+    pid_t m_processID;
+    int m_terminal = -1;
+    std::string m_text;
+};
+
+/// A load from a pipe that is kept open.
+class TerminalTest : public testing::Test {
+protected:
+    TerminalTest() { EXPECT_EQ(0, ::mkfifo(m_directory.getPathOf("in.nt").c_str(), 0600)); }
+    ~TerminalTest() override { closePipe(); }
+
+    std::unique_ptr<ToolOnTerminal> start(std::vector<std::string> options, const char* const terminal = "xterm") {
+        options.insert(options.begin(), {"load", "in.nt"});
+        auto tool = std::make_unique<ToolOnTerminal>(m_directory.getPathOf(""), options, terminal);
+        m_pipe = ::open(m_directory.getPathOf("in.nt").c_str(), O_WRONLY | O_CLOEXEC); // waits for the tool
+        return tool;
+    }
+
+    void write(const std::string& text) const {
+        for (size_t begin = 0; begin < text.size();)
+            begin += static_cast<size_t>(std::max<ssize_t>(0, ::write(m_pipe, &text[begin], text.size() - begin)));
+    }
+
+    void closePipe() { ::close(std::exchange(m_pipe, -1)); }
+
+    const TemporaryDirectory m_directory;
+    int m_pipe = -1;
+};
+
+constexpr const char* TRIPLE = "<a:s> <a:p> \"text\" .\n";
+
+TEST_F(TerminalTest, showsALineThatGivesWayToMessagesAndGoesInTheEnd) {
+    const auto tool = start({"--lenient"});
+    write(TRIPLE);
+    tool->readTo("\r\x1b[Kloading: 21 bytes");
+    std::string block = "bad\n";
+    while (block.size() < 512 * 1024) // more than is taken at once
+        block += TRIPLE;
+    write(block);
+    const std::string shown = tool->readTo("found 'bad'");
+    EXPECT_NE(std::string::npos, shown.find("\r\x1b[Kin.nt:2:1: expected a subject, found 'bad'")) << shown;
+    closePipe();
+    EXPECT_EQ(0, tool->waitForEnd());
+    const size_t lastErasure = tool->getText().rfind("\x1b[K");
+    EXPECT_LT(tool->getText().rfind("loading"), lastErasure);
+    EXPECT_LT(lastErasure, tool->getText().find("triples")) << "the report stands alone";
+    for (size_t begin = 0, end = 0; end != std::string::npos; begin = end + 2) {
+        end = tool->getText().find("\r\x1b[K", begin);
+        const std::string line = tool->getText().substr(begin, end - begin);
+        if (line.starts_with("loading")) {
+            EXPECT_LE(line.size(), 59u) << line;
+        }
+    }
+}
+
+TEST_F(TerminalTest, anInterruptionLeavesTheCursorOnAFreshLine) {
+    const auto tool = start({});
+    write(TRIPLE);
+    tool->readTo("loading: 21 bytes");
+    tool->type('\x03');
+    EXPECT_EQ(130, tool->waitForEnd());
+    EXPECT_TRUE(tool->getText().ends_with("\r\n")) << tool->getText();
+    EXPECT_EQ(tool->getText().size() - 1, tool->getText().find('\n')) << "nothing else was printed";
+}
+
+TEST_F(TerminalTest, isQuietOnDemandAndWhereALineCannotBeErased) {
+    for (const auto& [options, terminal] : {std::pair(std::vector<std::string>{"--quiet"}, "xterm"),
+                                            {std::vector<std::string>{}, "dumb"},
+                                            {std::vector<std::string>{}, ""}}) {
+        const auto tool = start(options, terminal);
+        write(TRIPLE);
+        std::this_thread::sleep_for(std::chrono::milliseconds(700)); // longer than until the first line
+        closePipe();
+        EXPECT_EQ(0, tool->waitForEnd());
+        EXPECT_TRUE(tool->getText().starts_with("triples")) << tool->getText();
+    }
+}
+
+} // namespace
