@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/Verbs.h"
 
+#include "tools/melnar-dict/load/EstimateCommand.h"
 #include "tools/melnar-dict/load/LoadCommand.h"
 #include "tools/melnar-dict/rewrite/CanonicalCommand.h"
 #include "tools/melnar-dict/rewrite/CheckCommand.h"
@@ -33,6 +34,6 @@ std::vector<Verb> makeVerbs() {
         makeVerb(&describeStats, &runStats),   makeVerb(&describeCompact, &runCompact),
         makeVerb(&describeVerify, &runVerify), makeVerb(&describeEncode, &runEncode),
         makeVerb(&describeDecode, &runDecode), makeVerb(&describeCanonical, &runCanonical),
-        makeVerb(&describeCheck, &runCheck),
+        makeVerb(&describeCheck, &runCheck),   makeVerb(&describeEstimate, &runEstimate),
     };
 }

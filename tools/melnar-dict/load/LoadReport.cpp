@@ -1,26 +1,12 @@
 #include "tools/melnar-dict/load/LoadReport.h"
 
-#include "tools/melnar-dict/shell/Json.h"
+#include "tools/melnar-dict/load/Figures.h"
 
 #include <nlohmann/json.hpp>
 
-#include <cstdio>
-
 namespace {
 
-struct Figure {
-    const char* m_name;
-    const char* m_jsonName;
-    std::string m_value;
-};
-
-std::string toFixed(const double value, const int decimals) {
-    char text[512]; // enough for the largest double
-    std::snprintf(text, sizeof text, "%.*f", decimals, value);
-    return text;
-}
-
-std::vector<Figure> figuresOf(const LoadReport& report) {
+Figures figuresOf(const LoadReport& report) {
     const StatementCounts& counts = report.m_counts;
     return {
         {"triples", "triples", std::to_string(counts.m_statements)},
@@ -45,19 +31,11 @@ double LoadReport::getLiteralsPerSecond() const noexcept {
 }
 
 std::string LoadReport::toText() const {
-    std::string text;
-    for (const Figure& figure : figuresOf(*this)) {
-        char line[600];
-        std::snprintf(line, sizeof line, "%-26s %14s\n", figure.m_name, figure.m_value.c_str());
-        text += line;
-    }
-    return text;
+    return toTable(figuresOf(*this));
 }
 
 std::string LoadReport::toJson(const std::vector<Lookup>& lookups) const {
-    Json json;
-    for (const Figure& figure : figuresOf(*this))
-        json[figure.m_jsonName] = Json::parse(figure.m_value);
+    Json json = makeJson(figuresOf(*this));
     for (const Lookup& lookup : lookups)
         json["lookups"].push_back(lookup.toJson());
     return ::toText(json, JsonLayout::DOCUMENT);

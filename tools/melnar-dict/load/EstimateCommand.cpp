@@ -1,0 +1,41 @@
+#include "tools/melnar-dict/load/EstimateCommand.h"
+
+#include "tools/melnar-dict/load/LoadEstimator.h"
+#include "tools/melnar-dict/shell/MemoryLimit.h"
+#include "tools/melnar-dict/shell/SharedOptions.h"
+
+namespace {
+
+constexpr const char* TEXT = R"(
+Reads samples of RDF files and says what load would need: the memory of the dictionary, the size of its file, and the
+time until everything is loaded, without saving. About 64 MiB are read, spread evenly over the files, so small ones are
+read as a whole. Packed files are unpacked to see what is in them, but no more than 1 GiB of each; of standard input and
+pipes the beginning is read. Faulty statements count for nothing.
+)";
+
+constexpr const char* EXIT_CODES = R"(
+0 done, 2 wrong command line, 3 a file cannot be read or a limit was reached.
+)";
+
+} // namespace
+
+VerbDescription describeEstimate(EstimateOptions& options) {
+    VerbDescription verb{"estimate",
+                         "say what memory, file size and time a load will need",
+                         TEXT,
+                         EXIT_CODES,
+                         {{"estimate dump.nt.gz", "Says what a load of the file would need."}}};
+    addInputFiles(verb, InputFormats::ALL, options.m_files);
+    addThreads(verb, options.m_numberOfThreads);
+    addJson(verb, JsonLayout::DOCUMENT, options.m_asksForJson);
+    return verb;
+}
+
+ExitCode runEstimate(const EstimateOptions& options, StandardOutput& output, std::ostream&) {
+    const size_t dictionaryLimit = MemoryLimit::apply(MemoryLimit::getDefault(), options.m_numberOfThreads);
+    LoadEstimator estimator({.m_numberOfThreads = options.m_numberOfThreads, .m_memoryLimit = dictionaryLimit});
+    const LoadEstimate estimate = estimator.estimate(options.m_files);
+    output.write(options.m_asksForJson ? estimate.toJson() : estimate.toText());
+    output.flush();
+    return ExitCode::DONE;
+}

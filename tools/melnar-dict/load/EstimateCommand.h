@@ -1,0 +1,23 @@
+#pragma once
+
+#include "tools/melnar-dict/input/InputFiles.h"
+#include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
+#include "tools/melnar-dict/shell/ExitCode.h"
+#include "tools/melnar-dict/shell/StandardOutput.h"
+#include "tools/melnar-dict/shell/VerbDescription.h"
+
+#include <cstddef>
+#include <ostream>
+
+/// What the command line of `estimate` asks for.
+struct EstimateOptions {
+    InputFiles m_files;
+    size_t m_numberOfThreads = getDefaultNumberOfThreads(); // of the load
+    bool m_asksForJson = false;
+};
+
+/// The command line of `estimate`, bound to the options.
+VerbDescription describeEstimate(EstimateOptions& options);
+
+/// The verb `estimate`: says what loading files will take.
+ExitCode runEstimate(const EstimateOptions& options, StandardOutput& output, std::ostream& errorOutput);

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "tools/melnar-dict/shell/Json.h"
+
+#include <string>
+#include <vector>
+
+/// A figure of a report: its name in a table, its key in JSON, and its value as both write it.
+struct Figure {
+    const char* m_name;
+    const char* m_jsonName;
+    std::string m_value;
+};
+
+using Figures = std::vector<Figure>;
+
+/// A table with a line a figure.
+std::string toTable(const Figures& figures);
+
+/// A JSON object with a member a figure.
+Json makeJson(const Figures& figures);
+
+std::string toFixed(double value, int decimals);

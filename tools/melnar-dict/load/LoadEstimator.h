@@ -1,0 +1,75 @@
+#pragma once
+
+#include "tools/melnar-dict/input/ByteSource.h"
+#include "tools/melnar-dict/input/InputFiles.h"
+#include "tools/melnar-dict/load/DistinctEstimator.h"
+#include "tools/melnar-dict/load/LoadEstimate.h"
+#include "tools/melnar-dict/load/SampleParser.h"
+
+#include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/platform/Unmovable.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+/// Estimates what loading files would take, from samples of them that it resolves in a dictionary of its own.
+///
+/// Small input is read as a whole. Of more, units are read that are spread evenly over all files. Packed files are
+/// unpacked to see them, but not beyond a limit; of a pipe the beginning is read.
+///
+/// Threads  One at a time.
+/// Errors   Faulty statements count for nothing. Otherwise a ToolFailure for a file, and those of the dictionary.
+class LoadEstimator : private Unmovable {
+public:
+    struct Settings {
+        uint64_t m_numberOfThreads = 1;               // that will load
+        uint64_t m_memoryLimit = 0;                   // of the estimator's dictionary
+        uint64_t m_sampleBytes = uint64_t(64) << 20;  // are read for their literals, or a little more
+        uint64_t m_unpackedBytes = uint64_t(1) << 30; // of a packed file are unpacked at most
+        uint64_t m_unitBytes = uint64_t(256) << 10;
+    };
+
+    explicit LoadEstimator(const Settings& settings);
+
+    /// Called once.
+    LoadEstimate estimate(const InputFiles& files);
+
+private:
+    /// What is known of a file before it is sampled.
+    struct File {
+        std::string m_name;
+        RdfFormat m_format;
+        bool m_isPlain = false;      // as it stands on the disk, so that units of it can be read
+        uint64_t m_bytes = 0;        // on the disk; 0 for a pipe
+        double m_unpackedBytes = 0;  // probably
+        double m_secondsOfAByte = 0; // that unpacking takes
+    };
+
+    File examine(const std::string& fileName, RdfFormat format) const;
+    void sampleUnits(const File& file);
+    void sampleStream(const File& file);
+    void startUnit(uint64_t sampledBytes);
+    void feed(SampleParser& parser, std::string_view text);
+    void finish(SampleParser& parser);
+    void resolve();
+    LoadEstimate extrapolate() const;
+
+    const Settings m_settings;
+    Dictionary m_dictionary;
+    DictionaryThread m_thread;
+    ParsedPiece m_piece;
+    DistinctEstimator m_strings;
+    DistinctEstimator m_plainLiterals;
+    double m_stride = 1;        // of so many units one is sampled
+    double m_nextPosition = 0;  // of a unit, in all plain files as if they were one
+    double m_plainBytes = 0;    // of the plain files so far
+    double m_inputBytes = 0;    // of all files so far, unpacked
+    double m_sampledBytes = 0;  // of them
+    double m_unpackSeconds = 0; // that the streams will take
+    double m_sampleSeconds = 0; // that the samples took
+    StatementCounts m_counts;   // of the samples
+    bool m_isWholeInput = true;
+};

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "tools/melnar-dict/input/RdfFormat.h"
+#include "tools/melnar-dict/pieces/ParsedPiece.h"
+
+#include "Reader/StreamReader.h"
+#include "Reader/TurtleContext.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// Collects the literals of stretches of a file that begin anywhere. Goes on after what is faulty.
+///
+/// In N-Triples and N-Quads a stretch is read from its first line that begins there. In Turtle and TriG it is read after
+/// its first line that ends with a full stop, with the prefixes that stood at the start of the file.
+///
+/// Threads  One at a time.
+class SampleParser final : private Rdf::StatementSink {
+public:
+    explicit SampleParser(RdfFormat format) : m_format(format) {}
+
+    /// Begins a stretch, at the start of the file or elsewhere.
+    void start(bool isAtStartOfFile);
+
+    /// Reads on in the stretch; the literals of statements that end here go into the piece.
+    void feed(std::string_view text, ParsedPiece& piece);
+
+    /// Ends the stretch.
+    void finish(ParsedPiece& piece);
+
+private:
+    void takeStatement(const Rdf::Statement& statement) final;
+    void takeError(const Rdf::SyntaxError& error) final;
+    size_t findStart(std::string_view text);
+
+    const RdfFormat m_format;
+    std::shared_ptr<const Rdf::TurtleContext> m_context; // at the end of the stretch that began the file
+    std::unique_ptr<Rdf::SyntaxReader> m_reader;
+    std::optional<Rdf::StreamReader> m_stream;
+    bool m_isAtStart = false; // whether the stretch began the file
+    bool m_isStarted = false; // whether a place to start was found
+    char m_lastByte = 0;      // that no place was found in
+    ParsedPiece* m_piece = nullptr;
+};
