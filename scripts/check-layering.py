@@ -68,7 +68,7 @@ POSIX_HEADERS = set("""
     sys/utsname.h sys/wait.h time.h unistd.h
 """.split())
 
-# Headers for a few files, behind which the rest of the system goes: the system's memory, two libraries, and the
+# Headers for a few files, behind which the rest of the system goes: the system's memory, some libraries, and the
 # instructions of one kind of processor.
 RESERVED_HEADERS = {
     "sys/mman.h": [f"{SYSTEM}/VirtualMemory.cpp"],
@@ -76,6 +76,11 @@ RESERVED_HEADERS = {
     "immintrin.h": [f"{DICTIONARY}/LexicalFormLanesAVX2.cpp", f"{DICTIONARY}/LexicalFormLanesAVX512.cpp",
                     f"{READER}/Utf8AVX2.cpp"],
     "CLI/CLI.hpp": [f"{SHELL}/CommandLine.cpp"],
+    "isa-l/igzip_lib.h": [f"{INPUT}/GzipDecoder.h"],
+    "bzlib.h": [f"{INPUT}/Bzip2Block.h"],
+    "lzma.h": [f"{INPUT}/XzDecoder.h"],
+    "zstd.h": [f"{INPUT}/ZstdDecoder.h"],
+    "zstd_errors.h": [f"{INPUT}/ZstdDecoder.cpp"],
     "emmintrin.h": [f"{COLLECTIONS}/Fingerprints.h", f"{READER}/ByteScan.h"],
 }
 

@@ -79,9 +79,10 @@ public:
     /// order, before the first of the group is created: so an answer is one that resolveResource could have given at
     /// some moment of the call. Each literal appears atomically, the batch as a whole does not: other threads may see a
     /// part of it. A literal that resolveResource would refuse spoils no other: its entry is answered with 0, and a
-    /// failure is appended. Failures come in ascending order of their entries. A literal that exists before the call is
-    /// found even where there is no memory for its hash table to grow, and resolveResource would fail. Throws only
-    /// std::bad_alloc, when there is no memory for a failure; some literals are resolved then.
+    /// failure is appended, which refers to the form (BatchFailure). Failures come in ascending order of their entries.
+    /// A literal that exists before the call is found even where there is no memory for its hash table to grow, and
+    /// resolveResource would fail. Throws only std::bad_alloc, when there is no memory for a failure; some literals are
+    /// resolved then.
     void resolveResources(DictionaryThread& thread, std::span<BatchEntry> entries, std::vector<BatchFailure>& failures);
 
     /// Looks the literals of a batch up, in no defined order: each answer is one that tryResolveResource could have given

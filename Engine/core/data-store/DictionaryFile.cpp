@@ -73,12 +73,14 @@ void writeHistory(SectionOutputStream& output, const DictionaryHistory::Contents
     output.endSection();
 }
 
-/// Reads the history of a dictionary that is committed up to this point. There are no more entries than IDs.
+/// Reads the history of a dictionary that is committed up to this point. Each entry has a commit point of its own.
 DictionaryHistory::Contents readHistory(SectionInputStream& input, const uint64_t commitPoint) {
     DictionaryHistory::Contents history;
     input.beginSection("history");
     history.m_generation = input.readUInt64();
     const uint64_t numberOfEntries = input.readUInt64();
+    if (numberOfEntries > commitPoint)
+        input.reportDamage("it has " + std::to_string(numberOfEntries) + " entries.");
     uint64_t lastCommitPoint = 0;
     for (uint64_t number = 1; number <= numberOfEntries; ++number) {
         DictionaryHistory::Entry entry{input.readUInt64(), {}};

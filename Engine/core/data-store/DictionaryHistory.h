@@ -15,7 +15,8 @@
 /// has changed do not have it.
 ///
 /// Entries    A save appends one if the commit point has moved since the last entry, or there is none. So their commit
-///            points ascend, and there are no more of them than IDs: 24 bytes a save that brought something. A rollback
+///            points ascend, and there is at most one more of them than IDs: 24 bytes a save that brought something. A
+///            rollback
 ///            appends none, since it changes nothing that was committed.
 /// Ownership  Owns its entries. The memory manager does not count them.
 /// Threads    Any operation, any threads, any time, but assign and startGeneration: alone.
@@ -36,14 +37,14 @@ public:
     /// How often the dictionary was compacted.
     uint64_t getGeneration() const;
 
-    /// The identity of the last save, or of the file that was opened; nothing before the first save.
+    /// The identity of the last entry; nothing before the first save, and after a compaction that has changed IDs.
     std::optional<DictionaryIdentity> getIdentity() const;
 
     /// Whether every ID that was committed in this state stands for the same literal now.
     bool contains(const DictionaryIdentity& identity) const;
 
     /// Takes a state that is being saved, of whose bytes a checksum is given. Returns the history with it. A save that
-    /// fails afterwards leaves the entry, which does no harm: the next one would give the state the same.
+    /// fails afterwards leaves the entry, which does no harm: it vouches for the IDs that are committed, and nothing else bears its identity.
     Contents add(uint64_t commitPoint, const ChecksumChain::Value& contentChecksum);
 
     /// Takes over what a file holds.

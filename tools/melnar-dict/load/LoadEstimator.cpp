@@ -2,7 +2,6 @@
 
 #include "tools/melnar-dict/input/FileSource.h"
 #include "tools/melnar-dict/input/InputFile.h"
-#include "tools/melnar-dict/pieces/LiteralRefusal.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
@@ -241,7 +240,8 @@ void LoadEstimator::resolve() {
         failures.clear();
         m_dictionary.resolveResources(m_thread, group, failures);
         for (const BatchFailure& failure : failures)
-            static_cast<void>(causeOfRefusal(failure)); // throws what is no refusal
+            if (failure.m_reason != BatchFailure::Reason::REFUSED)
+                failure.throwException();
     }
     for (const BatchEntry& entry : entries)
         if (entry.m_resourceID != 0)

@@ -16,7 +16,8 @@ BatchFailure BatchFailure::ofCurrentException(const size_t entryIndex) noexcept 
 }
 
 void BatchFailure::throwException() const {
-    if (m_refuse != nullptr)
-        m_refuse(m_entry);
-    std::rethrow_exception(m_exception);
+    if (m_exception)
+        std::rethrow_exception(m_exception);
+    m_refuse(m_entry);
+    std::terminate(); // The caller has changed the bytes of the form, which are no longer refused.
 }

@@ -10,7 +10,8 @@
 /// Why an entry of a batch has no answer. The reason tells whose fault it is; the exception, which says more, is made
 /// only when somebody asks for it.
 ///
-/// Ownership  Refers to the bytes of the entry's lexical form, which are the caller's, as long as it is REFUSED.
+/// Ownership  A REFUSED failure refers to the bytes of the entry's lexical form, which are the caller's: it may be asked
+///            for its exception only while they are there and unchanged. Other failures refer to nothing.
 /// Threads    One thread at a time.
 /// Errors     std::bad_alloc from making an exception.
 class BatchFailure {

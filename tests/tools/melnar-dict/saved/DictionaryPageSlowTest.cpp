@@ -52,7 +52,8 @@ protected:
     static void collect(const nlohmann::json& component, const std::string& path,
                         std::map<std::string, double>& values) {
         for (const nlohmann::json& property : component["properties"])
-            values[path + property["label"].get<std::string>()] = property["value"];
+            if (property["value"].is_number())
+                values[path + property["label"].get<std::string>()] = property["value"];
         for (const nlohmann::json& child : component["children"])
             collect(child, path + child["name"].get<std::string>() + "/", values);
     }
