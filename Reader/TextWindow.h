@@ -58,8 +58,6 @@ public:
         return at;
     }
 
-    void forgetTouch() noexcept { m_isEndTouched = false; }
-
     /// Whether more text might make another thing of what was read.
     bool isIncomplete() const noexcept { return m_isEndTouched && m_beyond == Beyond::MORE_TEXT; }
 

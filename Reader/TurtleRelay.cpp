@@ -58,18 +58,18 @@ uint64_t TurtleRelay::getBytesInVain() {
 void TurtleRelay::Runner::guess(const Block& block) {
     m_block = block;
     m_hasGuessed = false;
-    {
-        std::unique_lock lock(m_relay.m_mutex);
-        m_relay.m_turnCame.wait(lock, [&] { return m_relay.m_turn != 0 || block.m_number == 0; });
-        if (m_relay.m_turn == block.m_number || m_relay.m_isOver || block.m_cut == Cut::ANYWHERE ||
-            m_relay.m_bytesInVain * 8 > m_relay.m_bytesRead)
-            return;
-        m_guess = m_relay.m_state;
-    }
-    if (block.m_cut == Cut::AFTER_BRACE)
-        m_guess.m_graph.reset();
-    m_hasGuessed = true;
     try {
+        {
+            std::unique_lock lock(m_relay.m_mutex);
+            m_relay.m_turnCame.wait(lock, [&] { return m_relay.m_turn != 0 || block.m_number == 0; });
+            if (m_relay.m_turn == block.m_number || m_relay.m_isOver || block.m_cut == Cut::ANYWHERE ||
+                m_relay.m_bytesInVain * 8 > m_relay.m_bytesRead)
+                return;
+            m_guess = m_relay.m_state;
+        }
+        m_hasGuessed = true;
+        if (block.m_cut == Cut::AFTER_BRACE)
+            m_guess.m_graph.reset();
         if (!m_lane)
             m_lane = std::make_unique<Lane>(m_relay.m_options, m_sink);
         m_lane->m_stream.clear();
@@ -85,7 +85,7 @@ void TurtleRelay::Runner::finish() {
     {
         std::unique_lock lock(m_relay.m_mutex);
         m_relay.m_turnCame.wait(lock, [&] { return m_relay.m_turn == m_block.m_number; });
-        isOver = std::exchange(m_relay.m_isOver, true); // until all has gone well
+        isOver = m_relay.m_isOver;
     }
     // The turn ends however it goes, as others wait for theirs.
     const auto endTurn = [](TurtleRelay* const relay) {
@@ -94,10 +94,17 @@ void TurtleRelay::Runner::finish() {
         relay->m_turnCame.notify_all();
     };
     const std::unique_ptr<TurtleRelay, decltype(endTurn)> turn(&m_relay, endTurn);
-    if (isOver)
+    if (isOver) {
         m_sink.withdraw();
-    else
+        return;
+    }
+    try {
         readInTurn();
+    } catch (...) {
+        const std::lock_guard guard(m_relay.m_mutex);
+        m_relay.m_isOver = true;
+        throw;
+    }
 }
 
 void TurtleRelay::Runner::readInTurn() {

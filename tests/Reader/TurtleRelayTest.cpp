@@ -3,6 +3,7 @@
 #include "tests/Reader/ReadInBlocks.h"
 #include "tests/Reader/Recorder.h"
 #include "tests/Reader/W3cManifest.h"
+#include "tests/support/AllocationFaults.h"
 #include "tests/support/TestSeeds.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@
 #include <iterator>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -243,6 +245,42 @@ TEST(TurtleRelayTest, whatIsReadInVainIsASmallPartOfTheText) {
     EXPECT_LT(relay.getBytesInVain(), text.size() / 8 + 400);
 }
 
+/// Has another block guessed while a statement is taken.
+class GuessingSink : public TurtleRelay::Sink {
+public:
+    void takeStatement(const Statement&) final {
+        if (TurtleRelay::Runner* const runner = std::exchange(m_runner, nullptr))
+            runner->guess(m_block);
+    }
+    void takeError(const SyntaxError&) final {}
+    void withdraw() final { ++m_withdrawals; }
+
+    TurtleRelay::Runner* m_runner = nullptr;
+    TurtleRelay::Block m_block;
+    size_t m_withdrawals = 0;
+};
+
+TEST(TurtleRelayTest, aBlockIsGuessedWhileAnotherIsReadInTurn) {
+    const std::string text = "<a:s> <a:p> 1 .\n<a:s> <a:p> 1 .\n<a:s> <a:p> 2 .\n";
+    auto blocks = cutText(text, {16, 32});
+    blocks[1].m_cut = Cut::ANYWHERE;
+    Recorder recorder([](const Term&) { return Place(); });
+    GuessingSink sink;
+    TurtleRelay relay(strict(Syntax::TURTLE));
+    TurtleRelay::Runner ahead(relay, recorder);
+    TurtleRelay::Runner inTurn(relay, sink);
+    inTurn.read(blocks[0]);
+    sink.m_runner = &ahead;
+    sink.m_block = blocks[2];
+    inTurn.read(blocks[1]);
+    const std::string guess = recorder.m_result.m_statements;
+    EXPECT_NE("", guess);
+    ahead.finish();
+    EXPECT_EQ(guess, recorder.m_result.m_statements) << "it counts and is not read again";
+    EXPECT_EQ(0u, relay.getBytesInVain());
+    ahead.finishText();
+}
+
 TEST(TurtleRelayTest, aSinkThatThrowsInAGuessOnlySpoilsTheGuess) {
     struct Sink : TurtleRelay::Sink {
         void takeStatement(const Statement&) final {
@@ -270,6 +308,33 @@ TEST(TurtleRelayTest, aSinkThatThrowsInAGuessOnlySpoilsTheGuess) {
     EXPECT_EQ(1u, sink.m_statements);
     EXPECT_EQ(1u, sink.m_withdrawals);
     runner.finishText();
+}
+
+TEST(TurtleRelayTest, aGuessWithoutMemoryOnlySpoilsTheGuess) {
+    const std::string graph = ":" + std::string(100, 'g') + " {\n";
+    const std::string text = "@prefix : <u:> .\n" + graph + ":a :b 1 .\n:a :b 2 .\n";
+    const auto blocks = cutText(text, {17 + graph.size(), 27 + graph.size()});
+    for (size_t allowed = 0;; ++allowed) {
+        Recorder others([](const Term&) { return Place(); });
+        Recorder recorder([](const Term&) { return Place(); });
+        TurtleRelay relay(lenient(Syntax::TRIG));
+        TurtleRelay::Runner other(relay, others);
+        TurtleRelay::Runner runner(relay, recorder);
+        other.read(blocks[0]);
+        bool hasFailed;
+        {
+            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
+            EXPECT_NO_THROW(runner.guess(blocks[2]));
+            hasFailed = faults.hasFailed();
+        }
+        other.read(blocks[1]);
+        runner.finish();
+        EXPECT_NE(std::string::npos, recorder.m_result.m_statements.find("\"2\"")) << allowed;
+        if (!hasFailed) {
+            EXPECT_LT(0u, allowed);
+            break;
+        }
+    }
 }
 
 TEST(TurtleRelayTest, afterAnExceptionInTurnTheOtherBlocksHaveNothing) {

@@ -27,12 +27,13 @@ VerbDescription describeEstimate(EstimateOptions& options) {
                          {{"estimate dump.nt.gz", "Says what a load of the file would need."}}};
     addInputFiles(verb, InputFormats::ALL, options.m_files);
     addThreads(verb, options.m_numberOfThreads);
+    addMemoryLimit(verb, options.m_memoryLimit);
     addJson(verb, JsonLayout::DOCUMENT, options.m_asksForJson);
     return verb;
 }
 
 ExitCode runEstimate(const EstimateOptions& options, StandardOutput& output, std::ostream&) {
-    const size_t dictionaryLimit = MemoryLimit::apply(MemoryLimit::getDefault(), options.m_numberOfThreads);
+    const size_t dictionaryLimit = MemoryLimit::apply(options.m_memoryLimit, options.m_numberOfThreads);
     LoadEstimator estimator({.m_numberOfThreads = options.m_numberOfThreads, .m_memoryLimit = dictionaryLimit});
     const LoadEstimate estimate = estimator.estimate(options.m_files);
     output.write(options.m_asksForJson ? estimate.toJson() : estimate.toText());

@@ -3,16 +3,19 @@
 #include "tools/melnar-dict/input/InputFiles.h"
 #include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
 #include "tools/melnar-dict/shell/ExitCode.h"
+#include "tools/melnar-dict/shell/MemoryLimit.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
 #include "tools/melnar-dict/shell/VerbDescription.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <ostream>
 
 /// What the command line of `estimate` asks for.
 struct EstimateOptions {
     InputFiles m_files;
     size_t m_numberOfThreads = getDefaultNumberOfThreads(); // of the load
+    uint64_t m_memoryLimit = MemoryLimit::getDefault();     // of the estimate itself
     bool m_asksForJson = false;
 };
 

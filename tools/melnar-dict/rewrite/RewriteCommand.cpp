@@ -22,9 +22,14 @@
 
 namespace {
 
+/// What is written to a terminal would mix with the line.
+ProgressMode getProgressMode(const RewriteOptions& options) {
+    return options.m_output.m_outputName == "-" ? ProgressMode::NONE : options.m_feedback.getProgressMode();
+}
+
 std::unique_ptr<Dictionary> openDictionary(const RewriteOptions& options, const size_t dictionaryLimit,
                                            MessageOutput& messages) {
-    const ProgressReporter progress(messages, options.m_feedback.getProgressMode(),
+    const ProgressReporter progress(messages, getProgressMode(options),
                                     "opening '" + toPrintable(options.m_dictionaryName) + "'");
     return openToRead(options.m_dictionaryName, dictionaryLimit);
 }
@@ -37,15 +42,13 @@ ExitCode rewriteFiles(const RewriteOptions& options, const Dictionary& dictionar
     output.write(beginning.data(), beginning.size());
     InputJournal journal({}, messages);
     std::atomic<uint64_t> bytesRead = 0;
-    // What is written to a terminal would mix with the line.
-    const ProgressReporter progress(
-        messages, options.m_output.m_outputName == "-" ? ProgressMode::NONE : options.m_feedback.getProgressMode(),
-        [&, totalBytes = getTotalBytes(options.m_files)]() -> ProgressFigures {
-            return {"rewriting",
-                    bytesRead.load(std::memory_order_relaxed),
-                    totalBytes,
-                    {{journal.getStatementsSoFar(), "statements"}}};
-        });
+    const ProgressReporter progress(messages, getProgressMode(options),
+                                    [&, totalBytes = getTotalBytes(options.m_files)]() -> ProgressFigures {
+                                        return {"rewriting",
+                                                bytesRead.load(std::memory_order_relaxed),
+                                                totalBytes,
+                                                {{journal.getStatementsSoFar(), "statements"}}};
+                                    });
     OrderedOutput orderedOutput(output);
     for (const auto& [fileName, format] : options.m_files) {
         journal.startFile(fileName);

@@ -49,11 +49,16 @@ public:
         m_piece = &piece;
         bool hasMore = false;
         try {
-            hasMore = blocks.next(m_block);
-            if (hasMore)
-                m_stream.feed(m_block.getText());
-            else
-                m_stream.finish();
+            try {
+                hasMore = blocks.next(m_block);
+                if (hasMore)
+                    m_stream.feed(m_block.getText());
+                else
+                    m_stream.finish();
+            } catch (...) {
+                m_consumer->endBlock(sequence);
+                throw;
+            }
             m_consumer->endBlock(sequence);
         } catch (...) {
             piece.m_errors.push_back(inputErrorOfCurrentException());

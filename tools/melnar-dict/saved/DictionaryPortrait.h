@@ -47,7 +47,7 @@ struct DictionaryPortrait {
     std::vector<Part> m_parts;
     std::vector<TableProfile> m_tables;
     std::vector<Lengths> m_lengths;
-    std::vector<Language> m_languages; // most frequent first; tags of any bytes, as a file may be forged
+    std::vector<Language> m_languages; // most frequent first
     uint64_t m_poolBytes = 0;          // the part of the memory where texts are
     uint64_t m_unusedPoolBytes = 0;
     uint64_t m_numberOfIDs = 0; // that were given, withdrawn ones included

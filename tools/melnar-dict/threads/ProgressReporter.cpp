@@ -61,6 +61,10 @@ void ProgressReporter::show(const Duration duration) {
     const std::string text = describeProgress(m_getFigures(), std::chrono::duration<double>(duration).count());
     if (m_mode == ProgressMode::LINES)
         m_messages.write(text + '\n');
-    else
-        m_messages.showLine(text.substr(0, getTerminalWidth() - 1)); // A full line would make some terminals go on.
+    else {
+        size_t length = std::min(text.size(), getTerminalWidth() - 1); // A full line would make some terminals go on.
+        while (length != text.size() && (static_cast<uint8_t>(text[length]) & 0xC0) == 0x80)
+            --length; // not within a character
+        m_messages.showLine(text.substr(0, length));
+    }
 }
