@@ -23,25 +23,22 @@ bool mayBeFile(const std::filesystem::directory_entry& entry) {
 
 Files listFolder(const std::string& folderName, const std::optional<RdfFormat> format) {
     Files files;
-    std::filesystem::recursive_directory_iterator entry(folderName);
-    for (; entry != std::filesystem::recursive_directory_iterator(); ++entry)
+    std::error_code error;
+    std::filesystem::recursive_directory_iterator entry(folderName, error);
+    for (; !error && entry != std::filesystem::recursive_directory_iterator(); entry.increment(error))
         if (isHidden(entry->path()))
             entry.disable_recursion_pending();
         else if (mayBeFile(*entry))
             if (const std::optional<RdfFormat> fileFormat = format ? format : formatOfFile(entry->path().native()))
                 files.emplace_back(entry->path(), *fileFormat);
+    if (error)
+        throw ToolFailure(ExitCode::FAILURE, "the folder '" + folderName + "' cannot be read: " + error.message());
     std::sort(files.begin(), files.end());
     return files;
 }
 
 Files expandFolder(const std::string& folderName, const std::optional<RdfFormat> format) {
-    Files files;
-    try {
-        files = listFolder(folderName, format);
-    } catch (const std::filesystem::filesystem_error& error) {
-        throw ToolFailure(ExitCode::FAILURE,
-                          "the folder '" + folderName + "' cannot be read: " + error.code().message());
-    }
+    Files files = listFolder(folderName, format);
     if (files.empty())
         throw ToolFailure(ExitCode::USAGE, "the folder '" + folderName + "' has no file " +
                                                (format ? "to be read" : "whose name tells a format"));
