@@ -146,9 +146,14 @@ _melnar-dict() {
             const std::string text = '[' + replace(option.m_text, "[]:\\", "\\?") + ']';
             const std::string value =
                 hasValue ? ':' + option.m_valueName + ':' + zshAction(option.m_isFile, option.m_choices) : "";
+            const auto append = [&](const std::string& name, const char* const valueSign) {
+                std::string word("*");
+                word.append(name).append(hasValue ? valueSign : "").append(text).append(value);
+                script.append(" \\\n            ").append(quote(word));
+            };
             if (!option.m_shortName.empty())
-                script += " \\\n            " + quote('*' + option.m_shortName + (hasValue ? "+" : "") + text + value);
-            script += " \\\n            " + quote('*' + option.m_longName + (hasValue ? "=" : "") + text + value);
+                append(option.m_shortName, "+");
+            append(option.m_longName, "=");
         }
         for (const VerbDescription::Operand& operand : verb.m_description.m_operands)
             script += " \\\n            " + quote((operand.m_isRepeated ? "*:" : ":") + operand.m_name + ':' +

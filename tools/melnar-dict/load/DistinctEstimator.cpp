@@ -21,8 +21,10 @@ double estimateHigh(const LiteralsOfUnits& literalsOfUnits, const double seen, c
         return seen / share;
     const size_t half = units / 2;
     const auto logarithmOfChoices = [](const size_t all, const size_t chosen) {
+        // NOLINTBEGIN(concurrency-mt-unsafe): it sets a variable for the sign, which nobody reads
         return std::lgamma(static_cast<double>(all) + 1) - std::lgamma(static_cast<double>(chosen) + 1) -
                std::lgamma(static_cast<double>(all - chosen) + 1);
+        // NOLINTEND(concurrency-mt-unsafe)
     };
     double missedByHalf = 0; // on average over all halves
     for (size_t number = 1; number <= units - half; ++number)

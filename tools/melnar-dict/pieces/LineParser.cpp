@@ -39,7 +39,7 @@ void LineParser::takeStatement(const Rdf::Statement& statement) {
     if (const char* const cause = takeLineStatement(statement, place.m_line, *m_piece))
         m_piece->m_errors.push_back({place.m_line, ExitCode::BAD_DATA, cause});
     if (m_keepsRejected && isRefusedTerm(innermostObject(statement)))
-        takeSkipped({statement.m_object.m_begin, 0});
+        takeSkipped({statement.m_object.m_begin, statement.m_object.m_begin});
 }
 
 void LineParser::takeError(const Rdf::SyntaxError& error) {

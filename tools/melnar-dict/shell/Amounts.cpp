@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/shell/Amounts.h"
 
 #include <array>
+#include <cmath>
 #include <cstdio>
 
 namespace {
@@ -35,7 +36,7 @@ std::string describeBytes(const uint64_t numberOfBytes) {
 std::string describeSeconds(const double seconds) {
     if (seconds < 9.95)
         return print("%.1f s", seconds);
-    const auto rounded = static_cast<uint64_t>(seconds + 0.5);
+    const auto rounded = static_cast<uint64_t>(std::llround(seconds));
     const auto hours = static_cast<unsigned long long>(rounded / 3600);
     const auto minutes = static_cast<unsigned>(rounded / 60 % 60);
     if (hours != 0)

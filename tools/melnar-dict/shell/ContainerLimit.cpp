@@ -28,7 +28,8 @@ void applyGroups(const std::string& mount, std::string path, const std::string& 
     for (;; path.resize(path.rfind('/'))) {
         if (path.ends_with('/'))
             path.pop_back();
-        applyFile(mount + path + '/' + fileName, limit);
+        std::string file(mount);
+        applyFile(file.append(path).append("/").append(fileName), limit);
         if (path.find('/') == std::string::npos)
             return;
     }
