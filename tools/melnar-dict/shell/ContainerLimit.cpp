@@ -36,7 +36,9 @@ void applyGroups(const std::string& mount, std::string path, const std::string& 
 }
 
 bool hasMemory(const std::string_view controllers) {
-    return ("," + std::string(controllers) + ",").find(",memory,") != std::string::npos;
+    std::string list(",");
+    list.append(controllers).append(",");
+    return list.find(",memory,") != std::string::npos;
 }
 
 } // namespace
