@@ -108,7 +108,7 @@ TEST_P(DictionaryFileHostileTest, historiesThatLieAreFound) {
         {{set<uint64_t>(Forged::HISTORY, Forged::NUMBER_OF_ENTRIES, 0), history, "it ends at commit point 0."},
          {set<uint64_t>(Forged::HISTORY, Forged::NUMBER_OF_ENTRIES, 2), history, "it is shorter than its contents."},
          {set<uint64_t>(Forged::HISTORY, Forged::NUMBER_OF_ENTRIES, ~uint64_t(0)), history,
-          "it is shorter than its contents."},
+          "it has 18446744073709551615 entries."},
          {set<uint64_t>(Forged::HISTORY, Forged::FIRST_ENTRY, 0), history, "entry 1 has the commit point 0."},
          {set<uint64_t>(Forged::HISTORY, Forged::FIRST_ENTRY, 5), history, "entry 1 has the commit point 5."},
          {set<uint64_t>(Forged::HISTORY, Forged::FIRST_ENTRY, ~uint64_t(0)), history,
