@@ -167,8 +167,8 @@ public:
     std::vector<uint64_t> compact(const SurvivesCompaction& survives = nullptr);
 
     /// Checks that every resource is found under its own ID by a lookup, so that no string is there twice, and that
-    /// every plain literal has a well-formed tag: all that open leaves open, but for UTF-8. Throws MelnarException that
-    /// names the first resource that fails.
+    /// every plain literal has a well-formed tag: all that open leaves open, but for UTF-8 and for the history, whose
+    /// identities and generation are taken as they are. Throws MelnarException that names the first resource that fails.
     void verify() const;
 
     /// How many resources of a datatype exist. Walks a byte a resource.

@@ -14,8 +14,8 @@ class SectionInputStream;
 /// Threads  While no thread changes the dictionary.
 /// Errors   write: those of the stream. read: MelnarException that names file, section and finding for everything that
 ///          is not a whole and sound dictionary file; MemoryExhaustedException at the memory limit;
-///          SystemCallException; std::bad_alloc for a bit a resource ID and 24 bytes an entry of the
-///          history, which the limit does not count.
+///          SystemCallException; std::bad_alloc for a bit a resource ID and 24 bytes an entry of the history, which the limit
+///          does not count.
 ///
 /// Checksums catch what chance does to a file. Because a file can also lie with right checksums, read checks everything
 /// that later code trusts before it is used: nothing that a file holds makes a dictionary read out of bounds or probe

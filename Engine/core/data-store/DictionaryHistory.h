@@ -16,8 +16,7 @@
 ///
 /// Entries    A save appends one if the commit point has moved since the last entry, or there is none. So their commit
 ///            points ascend, and there is at most one more of them than IDs: 24 bytes a save that brought something. A
-///            rollback
-///            appends none, since it changes nothing that was committed.
+///            rollback appends none, since it changes nothing that was committed.
 /// Ownership  Owns its entries. The memory manager does not count them.
 /// Threads    Any operation, any threads, any time, but assign and startGeneration: alone.
 /// Errors     std::bad_alloc; the next save adds what is missing then.
@@ -44,7 +43,8 @@ public:
     bool contains(const DictionaryIdentity& identity) const;
 
     /// Takes a state that is being saved, of whose bytes a checksum is given. Returns the history with it. A save that
-    /// fails afterwards leaves the entry, which does no harm: it vouches for the IDs that are committed, and nothing else bears its identity.
+    /// fails afterwards leaves the entry, which does no harm: it vouches for the IDs that are committed, and nothing else
+    /// bears its identity.
     Contents add(uint64_t commitPoint, const ChecksumChain::Value& contentChecksum);
 
     /// Takes over what a file holds.

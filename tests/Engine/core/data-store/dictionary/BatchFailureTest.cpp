@@ -73,4 +73,11 @@ TEST(BatchFailureTest, aRefusalMakesItsExceptionWhenItIsAskedFor) {
     }
 }
 
+void refuseNothing(const BatchEntry&) {}
+
+TEST(BatchFailureDeathTest, aRefusalThatIsNoneAnyMoreEndsTheProgram) {
+    const BatchFailure failure(3, {"text", 0, 6}, &refuseNothing);
+    EXPECT_DEATH(failure.throwException(), "");
+}
+
 } // namespace
