@@ -49,6 +49,8 @@ public:
 
     explicit TurtleRelay(const ReaderOptions& options) : m_options(options) {}
 
+    bool isLenient() const noexcept { return m_options.m_isLenient; }
+
     /// Returns where a block of this text should end and the next one begin; 0 if no place looks good.
     static size_t findCut(std::string_view text, Syntax syntax, Cut& cut) noexcept;
 

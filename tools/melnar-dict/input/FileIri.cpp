@@ -1,5 +1,7 @@
 #include "tools/melnar-dict/input/FileIri.h"
 
+#include "tools/melnar-dict/shell/StandardStream.h"
+
 #include "Reader/ByteScan.h"
 
 #include <cstdint>
@@ -7,7 +9,7 @@
 #include <string_view>
 
 std::string iriOfFile(const std::string& fileName) {
-    const std::string path = fileName == "-" ? "/dev/stdin" : std::filesystem::absolute(fileName).string();
+    const std::string path = fileName == STANDARD_STREAM ? "/dev/stdin" : std::filesystem::absolute(fileName).string();
     std::string iri("file://");
     for (const char character : path) {
         constexpr std::string_view DIGITS = "0123456789ABCDEF";

@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/input/FileSource.h"
 
+#include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <cerrno>
@@ -22,7 +23,7 @@ constexpr int MILLISECONDS_BETWEEN_LOOKS = 100;
 
 FileSource::FileSource(const std::string& fileName, std::stop_token stop, std::atomic<uint64_t>* const bytesRead)
     : m_stop(std::move(stop)),
-      m_fileDescriptor(fileName == "-" ? STDIN_FILENO : ::open(fileName.c_str(), O_RDONLY | O_CLOEXEC)),
+      m_fileDescriptor(fileName == STANDARD_STREAM ? STDIN_FILENO : ::open(fileName.c_str(), O_RDONLY | O_CLOEXEC)),
       m_bytesRead(bytesRead) {
     if (m_fileDescriptor < 0)
         failWith(errno);

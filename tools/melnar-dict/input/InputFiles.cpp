@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/input/InputFiles.h"
 
 #include "tools/melnar-dict/input/InputNames.h"
+#include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Reader/Iri.h"
@@ -16,7 +17,6 @@
 
 namespace {
 
-constexpr const char* STANDARD_INPUT = "-";
 constexpr const char* FORMAT_OF_NAME = "auto";
 
 class InputFilesReader {
@@ -52,7 +52,7 @@ public:
     }
 
     InputFiles getFiles() const {
-        const auto isStandardInput = [](const auto& file) { return file.first == STANDARD_INPUT; };
+        const auto isStandardInput = [](const auto& file) { return file.first == STANDARD_STREAM; };
         if (std::count_if(m_files.begin(), m_files.end(), isStandardInput) > 1)
             throw ToolFailure(ExitCode::USAGE, "standard input can be read only once");
         InputFiles files = expandInputNames(m_files);
@@ -90,7 +90,7 @@ bool isWrittenAbsoluteIri(const std::string& text) {
 /// Returns the bytes that are still to be read of a file; 0 if that is not known.
 uint64_t getBytes(const std::string& fileName) {
     struct stat status;
-    const bool isStandardInput = fileName == STANDARD_INPUT;
+    const bool isStandardInput = fileName == STANDARD_STREAM;
     if ((isStandardInput ? ::fstat(STDIN_FILENO, &status) : ::stat(fileName.c_str(), &status)) != 0 ||
         !S_ISREG(status.st_mode))
         return 0;

@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/input/InputNames.h"
 
+#include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <algorithm>
@@ -47,7 +48,7 @@ Files expandFolder(const std::string& folderName, const std::optional<RdfFormat>
 
 bool isFolder(const std::string& name) {
     std::error_code ignored;
-    return name != "-" && std::filesystem::is_directory(name, ignored);
+    return name != STANDARD_STREAM && std::filesystem::is_directory(name, ignored);
 }
 
 } // namespace
@@ -62,7 +63,7 @@ Files expandInputNames(const std::vector<std::pair<std::string, std::optional<Rd
         }
         const std::optional<RdfFormat> format = givenFormat ? givenFormat : formatOfFile(name);
         if (!format)
-            throw ToolFailure(ExitCode::USAGE, name == "-"
+            throw ToolFailure(ExitCode::USAGE, name == STANDARD_STREAM
                                                    ? "standard input needs --format"
                                                    : "the name '" + name + "' tells no format; give it with --format");
         files.emplace_back(name, *format);

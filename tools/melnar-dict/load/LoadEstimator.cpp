@@ -2,7 +2,9 @@
 
 #include "tools/melnar-dict/input/FileSource.h"
 #include "tools/melnar-dict/input/InputFile.h"
+#include "tools/melnar-dict/load/LiteralResolver.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
+#include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <algorithm>
@@ -11,7 +13,6 @@
 #include <chrono>
 #include <cmath>
 #include <fstream>
-#include <span>
 #include <system_error>
 #include <vector>
 
@@ -19,10 +20,8 @@
 
 namespace {
 
-constexpr const char* STANDARD_INPUT = "-";
 constexpr size_t BYTES_TO_COMPARE = size_t(64) << 10;
 constexpr size_t BYTES_TO_UNPACK = size_t(16) << 20; // much more than is read ahead of a packed file
-constexpr size_t LITERALS_OF_A_GROUP = 2048;
 
 /// Measures the time of a scope.
 class Stopwatch : private Unmovable {
@@ -105,7 +104,7 @@ LoadEstimate LoadEstimator::estimate(const InputFiles& inputFiles) {
 LoadEstimator::File LoadEstimator::examine(const std::string& fileName, const RdfFormat format) const {
     File file{fileName, format};
     struct stat status;
-    if (fileName == STANDARD_INPUT || (::stat(fileName.c_str(), &status) == 0 && !S_ISREG(status.st_mode)))
+    if (fileName == STANDARD_STREAM || (::stat(fileName.c_str(), &status) == 0 && !S_ISREG(status.st_mode)))
         return file;
     std::atomic<uint64_t> bytesRead = 0;
     std::string unpacked;
@@ -233,17 +232,11 @@ void LoadEstimator::finish(SampleParser& parser) {
 
 void LoadEstimator::resolve() {
     m_counts += m_piece.m_counts;
-    const std::span<BatchEntry> entries = m_piece.m_literals.getEntries();
-    std::vector<BatchFailure> failures;
-    for (size_t begin = 0; begin < entries.size(); begin += LITERALS_OF_A_GROUP) {
-        const auto group = entries.subspan(begin, std::min(LITERALS_OF_A_GROUP, entries.size() - begin));
-        failures.clear();
-        m_dictionary.resolveResources(m_thread, group, failures);
-        for (const BatchFailure& failure : failures)
-            if (failure.m_reason != BatchFailure::Reason::REFUSED)
-                failure.throwException();
-    }
-    for (const BatchEntry& entry : entries)
+    resolveLiterals(m_dictionary, m_thread, true, m_piece);
+    for (const InputError& error : m_piece.m_errors)
+        if (error.m_exitCode != ExitCode::BAD_DATA) // those of refused literals
+            throw ToolFailure(error.m_exitCode, error.m_cause);
+    for (const BatchEntry& entry : m_piece.m_literals.getEntries())
         if (entry.m_resourceID != 0)
             (entry.m_datatypeID == D_XSD_STRING ? m_strings : m_plainLiterals)
                 .take(entry.m_resourceID, entry.m_lexicalForm.size());

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "tools/melnar-dict/input/InputFiles.h"
+#include "tools/melnar-dict/load/Lookup.h"
 #include "tools/melnar-dict/pieces/InputJournal.h"
-#include "tools/melnar-dict/saved/Lookup.h"
 #include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
 #include "tools/melnar-dict/shell/MemoryLimit.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"

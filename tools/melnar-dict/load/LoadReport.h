@@ -1,7 +1,7 @@
 #pragma once
 
+#include "tools/melnar-dict/load/Lookup.h"
 #include "tools/melnar-dict/pieces/StatementCounts.h"
-#include "tools/melnar-dict/saved/Lookup.h"
 
 #include <cstdint>
 #include <string>

@@ -18,8 +18,9 @@ std::string_view lineAround(const std::string_view text, const char* const begin
 
 } // namespace
 
-LineParser::LineParser(const Rdf::ReaderOptions& options, const bool keepsRejected)
-    : m_isLenient(options.m_isLenient), m_keepsRejected(keepsRejected), m_reader(options, *this) {}
+LineParser::LineParser(const Rdf::ReaderOptions& options, StatementConsumer& consumer, const bool keepsRejected)
+    : m_consumer(consumer), m_isLenient(options.m_isLenient), m_keepsRejected(keepsRejected), m_reader(options, *this) {
+}
 
 void LineParser::parse(const std::string_view text, ParsedPiece& piece, const size_t lengthOfRest) {
     m_text = text;
@@ -36,7 +37,7 @@ void LineParser::takeStatement(const Rdf::Statement& statement) {
     if (!m_isLenient && !m_piece->m_errors.empty())
         return;
     const Rdf::Place place = m_reader.locate(statement.m_object);
-    if (const char* const cause = takeLineStatement(statement, place.m_line, *m_piece))
+    if (const char* const cause = m_consumer.take(statement, place.m_line, *m_piece))
         m_piece->m_errors.push_back({place.m_line, ExitCode::BAD_DATA, cause});
     if (m_keepsRejected && isRefusedTerm(innermostObject(statement)))
         takeSkipped({statement.m_object.m_begin, statement.m_object.m_begin});
@@ -50,9 +51,4 @@ void LineParser::takeError(const Rdf::SyntaxError& error) {
 void LineParser::takeSkipped(const std::string_view line) {
     if (m_keepsRejected)
         m_piece->m_rejected += lineAround(m_text, line.data(), line.data() + line.size());
-}
-
-const char* LineParser::takeLineStatement(const Rdf::Statement& statement, const uint64_t line, ParsedPiece& piece) {
-    collectStatement(statement, line, piece);
-    return nullptr;
 }

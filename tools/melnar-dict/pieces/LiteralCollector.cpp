@@ -3,12 +3,6 @@
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Reader/Vocabulary.h"
 
-namespace {
-
-constexpr std::string_view RDF_PLAIN_LITERAL = "http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral";
-
-} // namespace
-
 LiteralKind literalKindOf(const Rdf::Term& term) noexcept {
     if (term.m_kind != Rdf::TermKind::LITERAL || term.m_direction != Rdf::Direction::NONE)
         return LiteralKind::OTHER;

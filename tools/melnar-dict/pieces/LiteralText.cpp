@@ -8,8 +8,6 @@
 #include "Engine/core/data-store/dictionary/Prefixes.h"
 #include "Reader/Utf8.h"
 
-#include <cstring>
-
 namespace {
 
 // How UTF-8 begins the control characters from U+0080 on, and others.
@@ -33,6 +31,13 @@ const char* findLiteralFlaw(const std::string_view lexicalForm, const uint8_t da
         classifyPlainLiteral(lexicalForm.data(), lexicalForm.size()) != PlainLiteralKind::WITH_TAG)
         return "its language tag is malformed";
     return nullptr;
+}
+
+LiteralParts splitLiteral(const std::string_view lexicalForm, const uint8_t datatypeID) noexcept {
+    const size_t at = datatypeID == D_RDF_PLAIN_LITERAL ? lexicalForm.rfind('@') : std::string_view::npos;
+    if (at == std::string_view::npos)
+        return {lexicalForm, {}};
+    return {lexicalForm.substr(0, at), lexicalForm.substr(at + 1)};
 }
 
 void appendLiteralText(const std::string_view lexicalForm, const uint8_t datatypeID, std::string& output) {

@@ -10,5 +10,14 @@
 /// Why a literal of one of the string datatypes cannot be written in any syntax of RDF, or null.
 const char* findLiteralFlaw(std::string_view lexicalForm, uint8_t datatypeID) noexcept;
 
+/// The parts of a literal of one of the string datatypes: the tag is empty if there is none.
+struct LiteralParts {
+    std::string_view m_text;
+    std::string_view m_tag;
+};
+
+/// Splits a lexical form at its last '@', which only a plain literal has.
+LiteralParts splitLiteral(std::string_view lexicalForm, uint8_t datatypeID) noexcept;
+
 /// Appends a literal without such a flaw in Turtle syntax, all control characters escaped.
 void appendLiteralText(std::string_view lexicalForm, uint8_t datatypeID, std::string& output);

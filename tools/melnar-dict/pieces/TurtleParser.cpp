@@ -14,9 +14,12 @@ void TurtleParser::parseEnd(ParsedPiece& piece) {
 }
 
 void TurtleParser::takeStatement(const Rdf::Statement& statement) {
+    if (!m_isLenient && !m_piece->m_errors.empty())
+        return;
     const Rdf::Term& object = innermostObject(statement);
     const Rdf::Place place = m_runner.locate(object);
-    collectStatement(statement, place.m_line, *m_piece);
+    if (const char* const cause = m_consumer.take(statement, place.m_line, *m_piece))
+        m_piece->m_errors.push_back({place.m_line, ExitCode::BAD_DATA, cause});
     if (m_keepsRejected && isRefusedTerm(object))
         rejectStatement(place, object.m_begin);
 }
@@ -48,4 +51,5 @@ void TurtleParser::takeSkipped(const std::string_view bytes) {
 void TurtleParser::withdraw() {
     m_piece->clear(m_piece->m_sequence);
     m_lastRejectedStatement = NO_STATEMENT;
+    m_consumer.withdraw();
 }

@@ -2,23 +2,26 @@
 
 #include "tools/melnar-dict/input/Block.h"
 #include "tools/melnar-dict/pieces/ParsedPiece.h"
+#include "tools/melnar-dict/pieces/StatementConsumer.h"
 
 #include "Reader/TurtleRelay.h"
 
 #include <cstdint>
 #include <string_view>
 
-/// Reads blocks of Turtle or TriG and collects their string literals. The parsers of all threads share a relay.
+/// Reads blocks of Turtle or TriG. The parsers of all threads share a relay.
 ///
-/// Units    Lines are counted from the start of the file, by line feeds.
-/// Threads  One at a time; each thread has its own parser.
-/// Errors   Bad data goes into the piece: the first of the file, or, when lenient, each of the block, after which it
-///          goes on after the statement. So do the bytes that errors cost, if asked for, and statements with a literal
-///          that the dictionary will refuse; each of them ends with a line end.
+/// Units      Lines are counted from the start of the file, by line feeds.
+/// Ownership  Relay and consumer must outlive it.
+/// Threads    One at a time; each thread has its own parser.
+/// Errors     Bad data goes into the piece: the first of the file, or, when lenient, each of the block, after which it
+///            goes on after the statement. So do the bytes that errors cost, if asked for, and statements with a literal
+///            that the dictionary will refuse; each of them ends with a line end.
 class TurtleParser final : private Rdf::TurtleRelay::Sink {
 public:
-    explicit TurtleParser(Rdf::TurtleRelay& relay, const bool keepsRejected = false)
-        : m_runner(relay, *this), m_keepsRejected(keepsRejected) {}
+    TurtleParser(Rdf::TurtleRelay& relay, StatementConsumer& consumer, const bool keepsRejected = false)
+        : m_runner(relay, *this), m_consumer(consumer), m_isLenient(relay.isLenient()), m_keepsRejected(keepsRejected) {
+    }
 
     /// Reads a block into an empty piece, with the start of the statement that the block before it cuts.
     void parse(const Block& block, ParsedPiece& piece);
@@ -36,6 +39,8 @@ private:
     static constexpr uint64_t NO_STATEMENT = ~uint64_t(0);
 
     Rdf::TurtleRelay::Runner m_runner;
+    StatementConsumer& m_consumer;
+    const bool m_isLenient;
     const bool m_keepsRejected;
     uint64_t m_lastRejectedStatement = NO_STATEMENT; // the offset where it began, of those with refused literals
     ParsedPiece* m_piece = nullptr;

@@ -56,7 +56,7 @@ ExitCode runCanonical(const CanonicalOptions& options, StandardOutput& standardO
     OrderedOutput lines(output.open());
     MessageOutput messages(errorOutput);
     InputJournal journal({}, messages);
-    StatementPass pass(journal, options.m_reading);
+    FilePass pass(journal, options.m_reading);
     const std::optional<RdfFormat> outputFormat = formatOfFile(options.m_output.m_outputName);
     CanonicalLines::Settings settings;
     settings.m_hasGraphs = !outputFormat || hasGraphs(*outputFormat);

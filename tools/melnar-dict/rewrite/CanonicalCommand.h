@@ -1,11 +1,11 @@
 #pragma once
 
 #include "tools/melnar-dict/input/InputFiles.h"
-#include "tools/melnar-dict/rewrite/StatementPass.h"
 #include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
 #include "tools/melnar-dict/shell/ExitCode.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
+#include "tools/melnar-dict/threads/FilePass.h"
 
 #include <ostream>
 
@@ -13,7 +13,7 @@
 struct CanonicalOptions {
     InputFiles m_files;
     OutputOptions m_output; // the name is "-" for standard output
-    StatementPass::Settings m_reading{getDefaultNumberOfThreads()};
+    FilePass::Settings m_reading{getDefaultNumberOfThreads()};
 };
 
 /// The command line of `canonical`, bound to the options.

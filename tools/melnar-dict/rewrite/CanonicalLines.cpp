@@ -12,7 +12,8 @@ CanonicalLines::CanonicalLines(OrderedOutput& output, const Settings& settings)
     : m_output(output), m_settings(settings),
       m_labelPrefix(std::string(DOCUMENT) + std::to_string(settings.m_document) + '-') {}
 
-const char* CanonicalLines::take(const Rdf::Statement& statement) {
+const char* CanonicalLines::take(const Rdf::Statement& statement, uint64_t, ParsedPiece& piece) {
+    ++piece.m_counts.m_statements;
     if (!m_settings.m_hasGraphs && statement.m_graph.m_kind != Rdf::TermKind::NONE)
         return "the statement is in a named graph, for which the output's format has no place";
     Rdf::CanonicalWriter::appendStatementOf(statement, m_text,
@@ -36,7 +37,7 @@ void CanonicalLines::appendTerm(const Rdf::Term& term) {
     m_text += label;
 }
 
-void CanonicalLines::endBlock(const uint64_t sequence) {
-    m_output.write(sequence, m_text);
+void CanonicalLines::endBlock(ParsedPiece& piece) {
+    m_output.write(piece.m_sequence, m_text);
     m_text.clear();
 }

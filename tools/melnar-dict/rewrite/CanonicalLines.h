@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/melnar-dict/rewrite/StatementConsumer.h"
+#include "tools/melnar-dict/pieces/StatementConsumer.h"
 #include "tools/melnar-dict/threads/OrderedOutput.h"
 
 #include <string>
@@ -21,8 +21,9 @@ public:
     CanonicalLines(OrderedOutput& output, const Settings& settings);
 
     /// Writes nothing of a block that is not ended by `endBlock`.
-    const char* take(const Rdf::Statement& statement) override;
-    void endBlock(uint64_t sequence) override;
+    const char* take(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece) override;
+    void withdraw() override { m_text.clear(); }
+    void endBlock(ParsedPiece& piece) override;
 
 private:
     void appendTerm(const Rdf::Term& term);

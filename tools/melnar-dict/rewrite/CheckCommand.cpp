@@ -20,10 +20,14 @@ constexpr const char* EXIT_CODES = R"(
 0 no errors, 1 errors, 2 wrong command line, 3 input or output failed, or a limit was reached.
 )";
 
-class NoConsumer final : public StatementConsumer {
+/// Only counts.
+class StatementCounter final : public StatementConsumer {
 public:
-    const char* take(const Rdf::Statement&) override { return nullptr; }
-    void endBlock(uint64_t) override {}
+    const char* take(const Rdf::Statement&, uint64_t, ParsedPiece& piece) override {
+        ++piece.m_counts.m_statements;
+        return nullptr;
+    }
+    void endBlock(ParsedPiece&) override {}
 };
 
 } // namespace
@@ -47,9 +51,9 @@ VerbDescription describeCheck(CheckOptions& options) {
 ExitCode runCheck(const CheckOptions& options, StandardOutput& output, std::ostream& errorOutput) {
     MessageOutput messages(errorOutput);
     InputJournal journal({options.m_reading.m_isLenient, std::numeric_limits<uint64_t>::max()}, messages);
-    StatementPass pass(journal, options.m_reading);
+    FilePass pass(journal, options.m_reading);
     for (const auto& [fileName, format] : options.m_files) {
-        pass.read(fileName, format, [] { return std::make_unique<NoConsumer>(); });
+        pass.read(fileName, format, [] { return std::make_unique<StatementCounter>(); });
         if (journal.isStopped())
             return journal.getExitCode();
     }

@@ -1,17 +1,17 @@
 #pragma once
 
 #include "tools/melnar-dict/input/InputFiles.h"
-#include "tools/melnar-dict/rewrite/StatementPass.h"
 #include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
 #include "tools/melnar-dict/shell/ExitCode.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
+#include "tools/melnar-dict/threads/FilePass.h"
 
 #include <ostream>
 
 /// What the command line of `check` asks for.
 struct CheckOptions {
     InputFiles m_files;
-    StatementPass::Settings m_reading{getDefaultNumberOfThreads()};
+    FilePass::Settings m_reading{getDefaultNumberOfThreads()};
     bool m_asksForJson = false;
 };
 

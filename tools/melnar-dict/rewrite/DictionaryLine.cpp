@@ -56,7 +56,8 @@ std::optional<DictionaryLine::Refusal> DictionaryLine::findRefused(const std::st
         const size_t end = std::min(text.find_first_of("\r\n", descriptionBegin), text.size());
         std::string cause = findCause(text.substr(descriptionBegin, end - descriptionBegin), history);
         if (!cause.empty())
-            return Refusal{begin, std::move(cause)};
+            return Refusal{static_cast<uint64_t>(std::count(text.data(), text.data() + begin, '\n')) + 1,
+                           std::move(cause)};
         begin = text.find(BEGINNING, end);
     }
     return std::nullopt;

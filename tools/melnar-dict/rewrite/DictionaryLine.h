@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,7 +16,7 @@ std::string make(const DictionaryHistory& history);
 
 /// A line that a dictionary refuses.
 struct Refusal {
-    size_t m_begin; // in the text
+    uint64_t m_line; // of the text, from 1
     std::string m_cause;
 };
 

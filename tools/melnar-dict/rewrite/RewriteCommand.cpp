@@ -6,17 +6,14 @@
 #include "tools/melnar-dict/rewrite/StatementEncoder.h"
 #include "tools/melnar-dict/saved/OpenToRead.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
-#include "tools/melnar-dict/threads/BlockWork.h"
-#include "tools/melnar-dict/threads/OrderedOutput.h"
+#include "tools/melnar-dict/shell/StandardStream.h"
+#include "tools/melnar-dict/threads/FilePass.h"
 #include "tools/melnar-dict/threads/ProgressReporter.h"
 
 #include "Engine/core/data-store/Dictionary.h"
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
 
 #include <atomic>
 #include <memory>
-#include <optional>
-#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -24,7 +21,7 @@ namespace {
 
 /// What is written to a terminal would mix with the line.
 ProgressMode getProgressMode(const RewriteOptions& options) {
-    return options.m_output.m_outputName == "-" ? ProgressMode::NONE : options.m_feedback.getProgressMode();
+    return options.m_output.m_outputName == STANDARD_STREAM ? ProgressMode::NONE : options.m_feedback.getProgressMode();
 }
 
 std::unique_ptr<Dictionary> openDictionary(const RewriteOptions& options, const size_t dictionaryLimit,
@@ -49,38 +46,18 @@ ExitCode rewriteFiles(const RewriteOptions& options, const Dictionary& dictionar
                                                 totalBytes,
                                                 {{journal.getStatementsSoFar(), "statements"}}};
                                     });
+    FilePass pass(journal, {.m_numberOfThreads = options.m_numberOfThreads,
+                            .m_maximumLine = options.m_maximumLine,
+                            .m_version = options.m_version,
+                            .m_bytesRead = &bytesRead});
     OrderedOutput orderedOutput(output);
     for (const auto& [fileName, format] : options.m_files) {
-        journal.startFile(fileName);
         orderedOutput.startOver();
-        std::optional<BlockReader> reader;
-        const std::stop_source reading;
-        try {
-            reader.emplace(openInputFile(fileName, options.m_numberOfThreads, reading, &bytesRead),
-                           BlockReader::DEFAULT_BLOCK_SIZE, options.m_maximumLine);
-        } catch (...) {
-            reportCurrentException(journal, 0);
-            return journal.getExitCode();
-        }
-        workOnBlocks(*reader, reading, journal, options.m_numberOfThreads, [&, fileFormat = format]() -> BlockWorker {
-            // Both belong to the thread that makes them.
-            const auto registration = std::make_shared<ThreadContextRegistration>();
-            const auto rewriter = std::make_shared<Rewriter>(
-                makeReaderOptions(fileFormat, false, options.m_maximumLine, "", options.m_version), dictionary);
-            return [&orderedOutput, registration, rewriter](const Block& block, ParsedPiece& piece) {
-                try {
-                    rewriter->rewrite(block.getText().substr(block.m_lengthOfRest), piece);
-                } catch (...) {
-                    orderedOutput.write(block.m_sequence, {}); // The others wait for this turn.
-                    throw;
-                }
-                orderedOutput.write(block.m_sequence, rewriter->getText());
-            };
-        });
+        pass.read(fileName, format, [&] { return std::make_unique<Rewriter>(dictionary, orderedOutput); });
         if (journal.isStopped())
-            return journal.getExitCode();
+            break;
     }
-    return ExitCode::DONE;
+    return journal.getExitCode();
 }
 
 template<class Rewriter>

@@ -1,11 +1,12 @@
 #include "tools/melnar-dict/rewrite/RewriteOutput.h"
 
 #include "tools/melnar-dict/shell/OutputCheck.h"
+#include "tools/melnar-dict/shell/StandardStream.h"
 
 namespace {
 
 bool isStandardOutput(const OutputOptions& options) {
-    return options.m_outputName == "-";
+    return options.m_outputName == STANDARD_STREAM;
 }
 
 void check(const OutputOptions& options, const std::vector<std::string>& inputNames) {

@@ -1,11 +1,9 @@
 #include "tools/melnar-dict/rewrite/StatementDecoder.h"
 
 #include "tools/melnar-dict/pieces/LiteralText.h"
-#include "tools/melnar-dict/rewrite/DictionaryLine.h"
 #include "tools/melnar-dict/rewrite/LiteralIri.h"
 
 #include "Engine/core/data-store/Dictionary.h"
-#include "Reader/CanonicalWriter.h"
 
 const char* StatementDecoder::appendTerm(const Rdf::Term& term, std::string& output) {
     if (term.m_kind == Rdf::TermKind::IRI && LiteralIri::isReserved(term.m_text)) {
@@ -31,13 +29,18 @@ const char* StatementDecoder::appendObject(const Rdf::Term& object, std::string&
     return nullptr;
 }
 
-std::string_view StatementDecoder::startBlock(const std::string_view text, std::string& refusal) {
-    m_literals.clear();
-    const auto refused = DictionaryLine::findRefused(text, m_dictionary.getHistory());
-    if (!refused)
-        return text;
-    refusal = refused->m_cause;
-    return text.substr(0, refused->m_begin);
+void StatementDecoder::startBlock(const std::string_view text) {
+    m_refusal = DictionaryLine::findRefused(text, m_dictionary.getHistory());
+}
+
+const char* StatementDecoder::take(const Rdf::Statement& statement, const uint64_t line, ParsedPiece& piece) {
+    return m_refusal && line >= m_refusal->m_line ? nullptr : StatementRewriter::take(statement, line, piece);
+}
+
+void StatementDecoder::endBlock(ParsedPiece& piece) {
+    StatementRewriter::endBlock(piece);
+    if (m_refusal && (piece.m_errors.empty() || piece.m_errors.front().m_line >= m_refusal->m_line))
+        piece.m_errors.assign(1, {m_refusal->m_line, ExitCode::BAD_DATA, m_refusal->m_cause});
 }
 
 void StatementDecoder::answerGaps() {
@@ -50,11 +53,11 @@ const char* StatementDecoder::appendAnswer(const size_t gapIndex, std::string& o
         m_cause = "resource " + std::to_string(m_literals[gapIndex].m_resourceID) + " cannot be written: " + flaw;
         return m_cause.c_str();
     }
-    const size_t textLength =
-        m_literals[gapIndex].m_datatypeID == D_XSD_STRING ? lexicalForm.size() : lexicalForm.rfind('@');
-    output += '"';
-    Rdf::CanonicalWriter::appendEscaped(lexicalForm.substr(0, textLength), output);
-    output += '"';
-    output += lexicalForm.substr(textLength);
+    const auto [text, tag] = splitLiteral(lexicalForm, m_literals[gapIndex].m_datatypeID);
+    Rdf::Term literal;
+    literal.m_kind = Rdf::TermKind::LITERAL;
+    literal.m_text = text;
+    literal.m_tag = tag;
+    appendUnchanged(literal, output);
     return nullptr;
 }

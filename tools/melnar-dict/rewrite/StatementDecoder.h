@@ -1,9 +1,11 @@
 #pragma once
 
+#include "tools/melnar-dict/rewrite/DictionaryLine.h"
 #include "tools/melnar-dict/rewrite/StatementRewriter.h"
 
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,20 +16,25 @@ class Dictionary;
 /// names another dictionary.
 class StatementDecoder final : public StatementRewriter {
 public:
-    StatementDecoder(const Rdf::ReaderOptions& options, const Dictionary& dictionary)
-        : StatementRewriter(options), m_dictionary(dictionary) {}
+    StatementDecoder(const Dictionary& dictionary, OrderedOutput& output)
+        : StatementRewriter(output), m_dictionary(dictionary) {}
 
     /// What the output begins with: nothing but statements.
     static std::string getBeginning(const Dictionary&) { return {}; }
 
+    void startBlock(std::string_view text) override;
+    const char* take(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece) override;
+    void endBlock(ParsedPiece& piece) override;
+
 private:
-    std::string_view startBlock(std::string_view text, std::string& refusal) override;
     void answerGaps() override;
+    void clearGaps() override { m_literals.clear(); }
     const char* appendAnswer(size_t gapIndex, std::string& output) override;
     const char* appendObject(const Rdf::Term& object, std::string& output) override;
     const char* appendTerm(const Rdf::Term& term, std::string& output) override;
 
     const Dictionary& m_dictionary;
-    std::vector<BatchEntry> m_literals; // of the gaps
-    std::string m_cause;                // of the last refusal
+    std::optional<DictionaryLine::Refusal> m_refusal; // of a line of the block
+    std::vector<BatchEntry> m_literals;               // of the gaps
+    std::string m_cause;                              // of the last refusal
 };

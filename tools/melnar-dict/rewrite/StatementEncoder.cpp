@@ -34,11 +34,6 @@ std::string StatementEncoder::getBeginning(const Dictionary& dictionary) {
     return DictionaryLine::make(dictionary.getHistory());
 }
 
-std::string_view StatementEncoder::startBlock(const std::string_view text, std::string&) {
-    m_literals.clear();
-    return text;
-}
-
 void StatementEncoder::answerGaps() {
     m_failures.clear();
     m_dictionary.tryResolveResources(m_dictionary.getCommitPoint(), m_literals.getEntries(), m_failures);

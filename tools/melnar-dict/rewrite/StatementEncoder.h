@@ -14,15 +14,15 @@ class Dictionary;
 /// dictionary does not have, and with an IRI that a decoder would take for a literal's.
 class StatementEncoder final : public StatementRewriter {
 public:
-    StatementEncoder(const Rdf::ReaderOptions& options, const Dictionary& dictionary)
-        : StatementRewriter(options), m_dictionary(dictionary) {}
+    StatementEncoder(const Dictionary& dictionary, OrderedOutput& output)
+        : StatementRewriter(output), m_dictionary(dictionary) {}
 
     /// What the output begins with, before all statements.
     static std::string getBeginning(const Dictionary& dictionary);
 
 private:
-    std::string_view startBlock(std::string_view text, std::string& refusal) override;
     void answerGaps() override;
+    void clearGaps() override { m_literals.clear(); }
     const char* appendAnswer(size_t gapIndex, std::string& output) override;
     const char* appendObject(const Rdf::Term& object, std::string& output) override;
     const char* appendTerm(const Rdf::Term& term, std::string& output) override;

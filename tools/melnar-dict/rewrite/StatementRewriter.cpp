@@ -4,17 +4,19 @@
 
 #include <algorithm>
 
-void StatementRewriter::rewrite(const std::string_view text, ParsedPiece& piece) {
+void StatementRewriter::endBlock(ParsedPiece& piece) {
+    m_text.clear();
+    try {
+        answerGaps();
+        fillGaps(piece);
+    } catch (...) {
+        m_output.write(piece.m_sequence, {}); // The others wait for this turn.
+        throw;
+    }
+    m_output.write(piece.m_sequence, m_text);
     m_unfilled.clear();
     m_gaps.clear();
-    std::string refusal;
-    const std::string_view readText = startBlock(text, refusal);
-    parse(readText, piece);
-    m_text.clear();
-    answerGaps();
-    fillGaps(piece);
-    if (readText.size() != text.size() && piece.m_errors.empty())
-        piece.m_errors.push_back({piece.m_numberOfLineEnds + 1, ExitCode::BAD_DATA, refusal});
+    clearGaps();
 }
 
 /// Writes the text with its gaps filled. A gap that cannot be filled comes before an error that ended the block.
@@ -37,8 +39,7 @@ void StatementRewriter::fillGaps(ParsedPiece& piece) {
     m_text.append(m_unfilled, begin);
 }
 
-const char* StatementRewriter::takeLineStatement(const Rdf::Statement& statement, const uint64_t line,
-                                                 ParsedPiece& piece) {
+const char* StatementRewriter::take(const Rdf::Statement& statement, const uint64_t line, ParsedPiece& piece) {
     m_startOfStatement = m_unfilled.size();
     m_line = line;
     const char* cause = nullptr;

@@ -1,34 +1,32 @@
 #pragma once
 
-#include "tools/melnar-dict/pieces/LineParser.h"
+#include "tools/melnar-dict/pieces/StatementConsumer.h"
+#include "tools/melnar-dict/threads/OrderedOutput.h"
 
+#include "Engine/core/platform/system/ThreadContextRegistration.h"
+
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
-/// Reads blocks of N-Triples or N-Quads and writes their statements in canonical form, one a line, with other objects
-/// in the place of some: how, is up to the subclass. Where an object depends on the dictionary, the subclass leaves a
-/// gap, and fills the gaps of a block when all of them are known.
+/// Writes statements in canonical form, one a line, in the order of the file, with other objects in the place of some:
+/// how, is up to the subclass. Where an object depends on the dictionary, the subclass leaves a gap, and fills the gaps of
+/// a block when all of them are known.
 ///
-/// The form is that of Rdf::CanonicalWriter, but language tags stay as they are: dictionaries tell them apart.
-///
-/// Threads  One at a time; each thread has its own rewriter.
-class StatementRewriter : public LineParser {
+/// The form is that of Rdf::CanonicalWriter, but language tags stay as they are: dictionaries tell them apart. Reading is
+/// strict: of a block, what stands before its first error is written.
+class StatementRewriter : public StatementConsumer {
 public:
-    explicit StatementRewriter(const Rdf::ReaderOptions& options) : LineParser(options) {}
+    explicit StatementRewriter(OrderedOutput& output) : m_output(output) {}
 
-    /// Rewrites a block of whole lines. Bad data goes into the piece, as LineParser does it.
-    void rewrite(std::string_view text, ParsedPiece& piece);
-
-    /// The statements of the last block, up to the first error.
-    const std::string& getText() const noexcept { return m_text; }
+    const char* take(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece) override;
+    void endBlock(ParsedPiece& piece) override;
 
 protected:
-    /// Starts a block that has no gaps. Returns what of its text is to be read: all, or what stands before a line that is
-    /// refused, for the cause that is put into `refusal`.
-    virtual std::string_view startBlock(std::string_view text, std::string& refusal) = 0;
-
-    /// Appends an object that is no triple term in the form that it is to have, or leaves a gap; null, or why the statement is refused.
+    /// Appends an object that is no triple term in the form that it is to have, or leaves a gap; null, or why the
+    /// statement is refused.
     virtual const char* appendObject(const Rdf::Term& object, std::string& output) = 0;
 
     /// Asks the dictionary for what belongs into the gaps of the block.
@@ -36,6 +34,9 @@ protected:
 
     /// Appends what belongs into the gap with this index; null, or why its statement is refused after all.
     virtual const char* appendAnswer(size_t gapIndex, std::string& output) = 0;
+
+    /// Forgets the gaps of the block.
+    virtual void clearGaps() = 0;
 
     /// Appends a subject, predicate or graph; null, or why the statement is refused.
     virtual const char* appendTerm(const Rdf::Term& term, std::string& output) = 0;
@@ -54,9 +55,10 @@ private:
     };
 
     void fillGaps(ParsedPiece& piece);
-    const char* takeLineStatement(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece) final;
 
-    std::string m_unfilled; // the statements, with gaps
+    const ThreadContextRegistration m_registration; // of the thread that takes the statements
+    OrderedOutput& m_output;
+    std::string m_unfilled; // the statements of the block, with gaps
     std::vector<Gap> m_gaps;
     size_t m_startOfStatement = 0;
     uint64_t m_line = 0;

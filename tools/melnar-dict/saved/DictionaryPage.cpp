@@ -3,6 +3,7 @@
 #include "tools/melnar-dict/saved/FigureText.h"
 #include "tools/melnar-dict/saved/PageCharts.h"
 #include "tools/melnar-dict/saved/PageStyle.h"
+#include "tools/melnar-dict/shell/Amounts.h"
 #include "tools/melnar-dict/shell/Html.h"
 
 #include <algorithm>
@@ -102,9 +103,9 @@ uint64_t getSum(const std::vector<size_t>& numbers) {
 
 Html drawFacts(const DictionaryPortrait& portrait) {
     const uint64_t numberOfStrings = portrait.getNumberOfStrings();
-    Html facts = Html::fill(FACT, "strings", toCountText(numberOfStrings))
-                     .append(Html::fill(FACT, "text", toBytesText(portrait.getTextBytes())))
-                     .append(Html::fill(FACT, "memory", toBytesText(portrait.getMemoryBytes())));
+    Html facts = Html::fill(FACT, "strings", groupDigits(numberOfStrings))
+                     .append(Html::fill(FACT, "text", describeBytes(portrait.getTextBytes())))
+                     .append(Html::fill(FACT, "memory", describeBytes(portrait.getMemoryBytes())));
     if (numberOfStrings != 0) {
         const double beyondText =
             static_cast<double>(portrait.getMemoryBytes()) - static_cast<double>(portrait.getTextBytes());
@@ -112,7 +113,7 @@ Html drawFacts(const DictionaryPortrait& portrait) {
                                 toDecimalText(beyondText / static_cast<double>(numberOfStrings))));
     }
     facts.append(Html::fill(FACT, portrait.m_languages.size() == 1 ? "language tag" : "language tags",
-                            toCountText(portrait.m_languages.size())));
+                            groupDigits(portrait.m_languages.size())));
     return Html::fill("<dl class=\"facts\">\n{}</dl>\n", facts);
 }
 
@@ -126,14 +127,14 @@ Html drawMemory(const DictionaryPortrait& portrait) {
         if (const auto* const purpose = std::ranges::find(PURPOSES, part.m_name, &Purpose::m_part);
             purpose != PURPOSES.end())
             name.append(Html::fill(" <span class=\"quiet\">{}</span>", purpose->m_text));
-        rows.append(Html::fill(BAR, name, " whole", getWidth(part.m_bytes, memoryBytes), toBytesText(part.m_bytes), "",
-                               toShareText(part.m_bytes, memoryBytes) + " · " + toCountText(part.m_bytes, "byte")));
+        rows.append(Html::fill(BAR, name, " whole", getWidth(part.m_bytes, memoryBytes), describeBytes(part.m_bytes),
+                               "", toShareText(part.m_bytes, memoryBytes) + " · " + toCountText(part.m_bytes, "byte")));
     }
     return Html::fill(
         SECTION, "memory", "Memory by part",
         Html::fill("An open dictionary takes {}, of which the data pool with the texts should be the most. What the "
                    "other parts take hardly depends on how long the strings are.",
-                   toBytesText(memoryBytes)),
+                   describeBytes(memoryBytes)),
         Html::fill(BARS, "Part", "Share of the memory", "Memory", rows),
         "another part that is larger than the data pool, unless there are only a few strings or very short ones: each "
         "part takes whole pages of 4 KiB.");
@@ -153,7 +154,7 @@ Html drawOccupancySection(const DictionaryPortrait& portrait) {
         panels.append(Html::fill(
             PANEL, table.m_name,
             Html::fill("{} of {} used: {}<br><span class=\"quiet\">emptiest of {}: {}, fullest: {}</span>",
-                       toCountText(usedBuckets), toCountText(table.m_numberOfBuckets, "bucket"),
+                       groupDigits(usedBuckets), toCountText(table.m_numberOfBuckets, "bucket"),
                        toShareText(usedBuckets, table.m_numberOfBuckets), toCountText(segments.size(), "segment"),
                        toShareText(emptiest * segments.size(), table.m_numberOfBuckets),
                        toShareText(fullest * segments.size(), table.m_numberOfBuckets)),
@@ -177,14 +178,14 @@ Html tabulate(const std::vector<ChartColumn>& columns, const char* const nameOfR
     for (const ChartColumn& column : columns)
         rows.append(
             Html::fill("<tr><th scope=\"row\">{}</th><td class=\"number\">{}</td><td class=\"number\">{}</td></tr>\n",
-                       column.m_range, toCountText(column.m_numberOfStrings),
+                       column.m_range, groupDigits(column.m_numberOfStrings),
                        toShareText(column.m_numberOfStrings, numberOfStrings)));
     return Html::fill(FIGURES_OF_COLUMNS, nameOfRanges, rows);
 }
 
 /// The numbers from `begin` to `last`.
 std::string toRangeText(const uint64_t begin, const uint64_t last) {
-    return begin == last ? toCountText(begin) : toCountText(begin) + "–" + toCountText(last);
+    return begin == last ? groupDigits(begin) : groupDigits(begin) + "–" + groupDigits(last);
 }
 
 /// 1 to 4 buckets have columns of their own, then each column stands for twice as many, and the last for all others.
@@ -193,7 +194,7 @@ std::vector<ChartColumn> makeProbeColumns(const std::vector<size_t>& probeLength
     std::vector<ChartColumn> columns;
     for (uint64_t begin = 1; begin <= LAST_COLUMN;) {
         const uint64_t end = begin == LAST_COLUMN ? UINT64_MAX : begin < 4 ? begin + 1 : begin == 4 ? 5 : 2 * begin - 1;
-        ChartColumn column{begin == LAST_COLUMN ? toCountText(begin) + "+" : toRangeText(begin, end - 1), "", "", 0};
+        ChartColumn column{begin == LAST_COLUMN ? groupDigits(begin) + "+" : toRangeText(begin, end - 1), "", "", 0};
         for (uint64_t length = begin; length < end && length <= probeLengths.size(); ++length)
             column.m_numberOfStrings += probeLengths[length - 1];
         columns.push_back(std::move(column));
@@ -227,7 +228,7 @@ Html drawProbes(const DictionaryPortrait& portrait) {
                 "{} on average, {} at most<br><span class=\"quiet\">random hashes: {} on average in a table that "
                 "is so full</span>",
                 toDecimalText(static_cast<double>(buckets) / static_cast<double>(numberOfStrings)),
-                toCountText(table.m_probeLengths.size()), toDecimalText(getExpectedProbeLength(table))),
+                groupDigits(table.m_probeLengths.size()), toDecimalText(getExpectedProbeLength(table))),
             drawProbeLengths(columns, table.m_name).append(tabulate(columns, "Buckets"))));
     }
     return Html::fill(
@@ -308,14 +309,14 @@ Html drawLanguages(const DictionaryPortrait& portrait) {
         otherStrings -= language.m_numberOfStrings;
         rows.append(Html::fill(BAR, Html::fill("<bdi>{}</bdi>", language.m_tag), "",
                                getWidth(language.m_numberOfStrings, mostStrings),
-                               toCountText(language.m_numberOfStrings), " share",
+                               groupDigits(language.m_numberOfStrings), " share",
                                toShareText(language.m_numberOfStrings, numberOfStrings)));
     }
     if (otherStrings != 0)
         rows.append(Html::fill("<tr><th scope=\"row\">{}</th><td></td><td class=\"number\">{} <span "
                                "class=\"quiet share\">{}</span></td></tr>\n",
                                toCountText(portrait.m_languages.size() - MOST_LANGUAGES, "other tag"),
-                               toCountText(otherStrings), toShareText(otherStrings, numberOfStrings)));
+                               groupDigits(otherStrings), toShareText(otherStrings, numberOfStrings)));
     return Html::fill(SECTION, "languages", "Languages",
                       Html::fill("{} with a language tag, of {}. A tag counts as it is written: en, EN and en-GB are "
                                  "three. <code>melnar-dict stats</code> lists them all.",
@@ -335,13 +336,13 @@ Html drawUnused(const DictionaryPortrait& portrait) {
                                partText + " of " + wholeText));
     };
     appendRow("Bytes of the data pool", portrait.m_unusedPoolBytes, portrait.m_poolBytes,
-              toCountText(portrait.m_unusedPoolBytes), toCountText(portrait.m_poolBytes, "byte"));
-    appendRow("IDs without a string", withdrawn, portrait.m_numberOfIDs, toCountText(withdrawn),
+              groupDigits(portrait.m_unusedPoolBytes), toCountText(portrait.m_poolBytes, "byte"));
+    appendRow("IDs without a string", withdrawn, portrait.m_numberOfIDs, groupDigits(withdrawn),
               toCountText(portrait.m_numberOfIDs, "ID"));
     for (const TableProfile& table : portrait.m_tables) {
         const uint64_t tombstones = getSum(table.m_usedBuckets) - getNumberOfStrings(table);
         appendRow("Buckets of withdrawn strings, " + table.m_name, tombstones, table.m_numberOfBuckets,
-                  toCountText(tombstones), toCountText(table.m_numberOfBuckets, "bucket"));
+                  groupDigits(tombstones), toCountText(table.m_numberOfBuckets, "bucket"));
     }
     return Html::fill(
         SECTION, "unused", "Unused",

@@ -1,5 +1,7 @@
 #include "tools/melnar-dict/saved/FigureText.h"
 
+#include "tools/melnar-dict/shell/Amounts.h"
+
 #include <array>
 #include <charconv>
 
@@ -14,27 +16,8 @@ std::string toText(const double number, const int numberOfDecimals) {
 
 } // namespace
 
-std::string toCountText(const uint64_t number) {
-    std::string text = std::to_string(number);
-    for (size_t position = text.size(); position > 3; position -= 3)
-        text.insert(position - 3, 1, ',');
-    return text;
-}
-
 std::string toCountText(const uint64_t number, const std::string& noun) {
-    return toCountText(number) + " " + noun + (number == 1 ? "" : "s");
-}
-
-std::string toBytesText(const uint64_t bytes) {
-    if (bytes < 1024)
-        return toCountText(bytes, "byte");
-    constexpr std::array<const char*, 4> UNITS{" KiB", " MiB", " GiB", " TiB"};
-    auto number = static_cast<double>(bytes) / 1024;
-    size_t unit = 0;
-    // What rounds up to 1024 is one of the next unit.
-    for (; number >= 1023.5 && unit + 1 != UNITS.size(); ++unit)
-        number /= 1024;
-    return toText(number, number < 9.995 ? 2 : number < 99.95 ? 1 : 0) + UNITS[unit];
+    return groupDigits(number) + " " + noun + (number == 1 ? "" : "s");
 }
 
 std::string toShareText(const uint64_t part, const uint64_t whole) {
@@ -51,5 +34,5 @@ std::string toShareText(const uint64_t part, const uint64_t whole) {
 std::string toDecimalText(const double number) {
     const std::string text = toText(number, 2);
     const size_t point = text.size() - 3;
-    return toCountText(std::stoull(text)) + text.substr(point);
+    return groupDigits(std::stoull(text)) + text.substr(point);
 }

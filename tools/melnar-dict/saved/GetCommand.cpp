@@ -6,6 +6,7 @@
 #include "tools/melnar-dict/shell/NumberText.h"
 #include "tools/melnar-dict/shell/QuotedText.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
+#include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -26,7 +27,6 @@ constexpr const char* EXIT_CODES = R"(
 or its tag malformed, 2 wrong command line, 3 the dictionary cannot be read or a limit was reached.
 )";
 
-constexpr const char* STANDARD_INPUT = "-";
 constexpr size_t IDS_OF_A_GROUP = 4096;
 
 /// Prints the literals of IDs, which are read in groups.
@@ -42,7 +42,7 @@ public:
     }
 
     void addLines() {
-        BlockReader reader(openInputFile(STANDARD_INPUT, 1));
+        BlockReader reader(openInputFile(STANDARD_STREAM, 1));
         uint64_t line = 0;
         for (Block block; reader.next(block);) {
             const std::string_view text = block.getText();
@@ -103,7 +103,7 @@ VerbDescription describeGet(GetOptions& options) {
     addJson(verb, JsonLayout::ROW, options.m_asksForJson);
     verb.m_operands.push_back({"ID", "a resource ID", true, [&options](const std::string& value) {
                                    const std::optional<uint64_t> resourceID = parseNumber(value);
-                                   if (!resourceID && value != STANDARD_INPUT)
+                                   if (!resourceID && value != STANDARD_STREAM)
                                        throw ToolFailure(ExitCode::USAGE, quoteText(value) + " is not a resource ID");
                                    options.m_resourceIDs.push_back(resourceID);
                                }});

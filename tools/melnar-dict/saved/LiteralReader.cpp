@@ -24,8 +24,7 @@ constexpr size_t LONGEST_HINT = 100; // in bytes
 /// place for.
 constexpr std::array PREFIXED_DATATYPES{
     std::pair<std::string_view, std::string_view>{"xsd:string", Rdf::Vocabulary::XSD_STRING},
-    std::pair<std::string_view, std::string_view>{"rdf:PlainLiteral",
-                                                  "http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral"}};
+    std::pair<std::string_view, std::string_view>{"rdf:PlainLiteral", RDF_PLAIN_LITERAL}};
 
 bool isSpace(const int byte) noexcept {
     return byte == ' ' || byte == '\t' || byte == '\n' || byte == '\r';

@@ -7,6 +7,7 @@
 #include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/QuotedText.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
+#include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -29,8 +30,6 @@ constexpr const char* EXIT_CODES = R"(
 0 done, 1 something not found or not a literal, 2 wrong command
 line, 3 the dictionary cannot be read or a limit was reached.
 )";
-
-constexpr const char* STANDARD_INPUT = "-";
 
 /// Answers literals, in batches of what is read at once.
 class Answers {
@@ -73,7 +72,7 @@ void answerLines(Answers& answers, StandardOutput& output) {
         return "-:" + std::to_string(error.m_line) + (error.m_column == 0 ? "" : ':' + std::to_string(error.m_column)) +
                ": " + error.m_cause;
     }));
-    BlockReader reader(openInputFile(STANDARD_INPUT, 1));
+    BlockReader reader(openInputFile(STANDARD_STREAM, 1));
     for (Block block; reader.next(block);) {
         lines.addLines(block.getText());
         lines.answer();
@@ -87,7 +86,7 @@ void answerOperands(const std::vector<std::string>& operands, Answers& answers, 
         return "melnar-dict: literal " + quoteText(literals[error.m_line - 1]) + ": " + error.m_cause;
     }));
     for (const std::string& operand : operands)
-        if (operand == STANDARD_INPUT) {
+        if (operand == STANDARD_STREAM) {
             lines.answer();
             answerLines(answers, output);
         } else {
@@ -111,7 +110,7 @@ VerbDescription describeLookup(LookupOptions& options) {
     addJson(verb, JsonLayout::ROW, options.m_asksForJson);
     verb.addOperands("LITERAL", "a literal", options.m_literals);
     verb.m_checks.emplace_back([&options] {
-        if (std::count(options.m_literals.begin(), options.m_literals.end(), STANDARD_INPUT) > 1)
+        if (std::count(options.m_literals.begin(), options.m_literals.end(), STANDARD_STREAM) > 1)
             throw ToolFailure(ExitCode::USAGE, "standard input can be read only once");
     });
     return verb;

@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/saved/PageCharts.h"
 
 #include "tools/melnar-dict/saved/FigureText.h"
+#include "tools/melnar-dict/shell/Amounts.h"
 
 #include <algorithm>
 #include <array>
@@ -114,7 +115,7 @@ Html drawOccupancy(const TableProfile& table) {
         .append(drawLine("limit", LEFT_OF_AXIS, RIGHT, limit))
         .append(drawText("end strong", RIGHT, limit - GAP_ABOVE, "the table grows at 70%"))
         .append(drawText("start", LEFT_OF_AXIS, NAMES_OF_COLUMNS, "bucket 1"))
-        .append(drawText("end", RIGHT, NAMES_OF_COLUMNS, toCountText(table.m_numberOfBuckets)));
+        .append(drawText("end", RIGHT, NAMES_OF_COLUMNS, groupDigits(table.m_numberOfBuckets)));
     return drawFrame("Share of used buckets along the table of " + table.m_name + ", in " +
                          toCountText(segments.size(), "segment"),
                      NAMES_OF_COLUMNS, contents);

@@ -71,13 +71,12 @@ void ResourceRows::setLiteral(const BatchEntry& literal) {
     m_text.clear();
     appendLiteralText(literal.m_lexicalForm, literal.m_datatypeID, m_text);
     assign((*m_json)["literal"], m_text);
-    const bool hasTag = literal.m_datatypeID == D_RDF_PLAIN_LITERAL;
-    const size_t textLength = hasTag ? literal.m_lexicalForm.find_last_of('@') : literal.m_lexicalForm.size();
-    assign((*m_json)["text"], literal.m_lexicalForm.substr(0, textLength));
-    if (hasTag)
-        assign((*m_json)["language"], literal.m_lexicalForm.substr(textLength + 1));
-    else
+    const auto [text, tag] = splitLiteral(literal.m_lexicalForm, literal.m_datatypeID);
+    assign((*m_json)["text"], text);
+    if (tag.empty())
         (*m_json)["language"] = nullptr;
+    else
+        assign((*m_json)["language"], tag);
 }
 
 void ResourceRows::printJson() {

@@ -3,6 +3,7 @@
 #include "tools/melnar-dict/saved/DictionaryPage.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/OutputFile.h"
+#include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -26,8 +27,6 @@ dictionary cannot be read, a limit was reached, another process is writing PAGE,
 or the output cannot be written.
 )";
 
-constexpr const char* STANDARD_OUTPUT = "-";
-
 std::string makePage(const StatsOptions& options) {
     const auto dictionary = openDictionary(options);
     const std::string name = std::filesystem::path(options.m_dictionaryName).filename().string();
@@ -42,7 +41,7 @@ void checkOutput(const StatsOptions& options) {
 }
 
 void writePage(const StatsOptions& options, StandardOutput& output, std::ostream& errorOutput) {
-    if (options.m_page.m_outputName == STANDARD_OUTPUT) {
+    if (options.m_page.m_outputName == STANDARD_STREAM) {
         OutputCheck::ofStandardOutput().refuseInput(options.m_dictionaryName);
         output.write(makePage(options));
         output.flush();

@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/shell/OutputCheck.h"
 
+#include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/DictionaryFile.h"
@@ -14,7 +15,6 @@
 
 namespace {
 
-constexpr const char* STANDARD_STREAM = "-";
 constexpr uint64_t BYTES_PER_BLOCK_OF_A_FILE = 512;
 
 /// Passes the name on unless it leads to something that cannot be replaced.

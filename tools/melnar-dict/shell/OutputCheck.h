@@ -25,7 +25,8 @@ public:
     /// another hard link it is another place, and an input.
     bool isOutput(const std::string& inputName) const;
 
-    /// Refuses an input, "-" being standard input, that is the output, or one of the files that writing the output makes and removes.
+    /// Refuses an input, "-" being standard input, that is the output, or one of the files that writing the output makes
+    /// and removes.
     void refuseInput(const std::string& inputName) const;
 
     /// Refuses a second output that is this one, there or not yet, or one of the files that writing this one makes.

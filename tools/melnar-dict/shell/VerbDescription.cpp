@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/shell/VerbDescription.h"
 
 #include "tools/melnar-dict/shell/NumberText.h"
+#include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <optional>
@@ -18,7 +19,7 @@ std::string_view longNameIn(const std::string_view names) {
 }
 
 const std::string& requireFileName(const std::string& name, const std::string& value) {
-    if (value == "-")
+    if (value == STANDARD_STREAM)
         throw ToolFailure(ExitCode::USAGE, name + " must be a file, and '-' is standard input or output; './-' is a "
                                                   "file of that name");
     return value;

@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/pieces/LineParser.h"
 
 #include "tools/melnar-dict/input/RdfFormat.h"
+#include "tools/melnar-dict/pieces/LiteralCollector.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +18,7 @@ class LineParserTest : public testing::Test {
 protected:
     void parse(const std::string& text, const bool lenient = false, const RdfFormat format = RdfFormat::N_TRIPLES) {
         m_piece.clear(0);
-        LineParser(makeReaderOptions(format, lenient, DEFAULT_MAXIMUM_LINE)).parse(text, m_piece);
+        LineParser(makeReaderOptions(format, lenient, DEFAULT_MAXIMUM_LINE), m_collector).parse(text, m_piece);
     }
 
     Errors getErrors() const {
@@ -37,6 +38,7 @@ protected:
         return literals;
     }
 
+    LiteralCollector m_collector;
     ParsedPiece m_piece;
 };
 
@@ -127,7 +129,7 @@ TEST_F(LineParserTest, goesOnInTheLineAfterAnError) {
 TEST_F(LineParserTest, readsNothingOfTheRestOfALongLine) {
     for (const std::string& rest : {statement("\"x\""), std::string("<a:s> <a:p> \"x\" .\r"), std::string()}) {
         m_piece.clear(0);
-        LineParser(makeReaderOptions(RdfFormat::N_TRIPLES, false, DEFAULT_MAXIMUM_LINE))
+        LineParser(makeReaderOptions(RdfFormat::N_TRIPLES, false, DEFAULT_MAXIMUM_LINE), m_collector)
             .parse(rest + statement("\"y\""), m_piece, rest.size());
         EXPECT_EQ(Errors{}, getErrors());
         const uint64_t line = rest.ends_with('\n') ? 2 : 1;
@@ -202,7 +204,7 @@ TEST_F(LineParserTest, refusesTheLineOfAWrongTagAndNotTheNext) {
 }
 
 TEST_F(LineParserTest, isTheSameParserForBlockAfterBlock) {
-    LineParser parser(makeReaderOptions(RdfFormat::N_TRIPLES, false, DEFAULT_MAXIMUM_LINE));
+    LineParser parser(makeReaderOptions(RdfFormat::N_TRIPLES, false, DEFAULT_MAXIMUM_LINE), m_collector);
     parser.parse(statement("bad"), m_piece);
     EXPECT_EQ(1u, m_piece.m_errors.size());
     m_piece.clear(1);

@@ -45,4 +45,16 @@ TEST(LiteralTextTest, whatNoRdfFileCanHoldIsFound) {
         EXPECT_EQ("its language tag is malformed", getFlaw(text, D_RDF_PLAIN_LITERAL)) << text;
 }
 
+TEST(LiteralTextTest, theTagOfAPlainLiteralIsSplitOffAtTheLastAtSign) {
+    const auto split = [](const std::string_view form, const uint8_t datatypeID) {
+        const LiteralParts parts = splitLiteral(form, datatypeID);
+        return std::pair(parts.m_text, parts.m_tag);
+    };
+    using Parts = std::pair<std::string_view, std::string_view>;
+    EXPECT_EQ(Parts("a@b", "en"), split("a@b@en", D_RDF_PLAIN_LITERAL));
+    EXPECT_EQ(Parts("", "en"), split("@en", D_RDF_PLAIN_LITERAL));
+    EXPECT_EQ(Parts("a@en", ""), split("a@en", D_XSD_STRING));
+    EXPECT_EQ(Parts("", ""), split("", D_XSD_STRING));
+}
+
 } // namespace

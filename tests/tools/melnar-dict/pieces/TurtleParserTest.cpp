@@ -3,6 +3,7 @@
 #include "tests/tools/melnar-dict/input/TextSource.h"
 #include "tools/melnar-dict/input/BlockReader.h"
 #include "tools/melnar-dict/input/RdfFormat.h"
+#include "tools/melnar-dict/pieces/LiteralCollector.h"
 
 #include <gtest/gtest.h>
 
@@ -35,7 +36,8 @@ protected:
         m_rejected.clear();
         BlockReader reader(std::move(source), blockSize, 0, format);
         Rdf::TurtleRelay relay(makeReaderOptions(format, lenient, DEFAULT_MAXIMUM_LINE, base));
-        TurtleParser parser(relay, true);
+        LiteralCollector collector;
+        TurtleParser parser(relay, collector, true);
         Block block;
         ParsedPiece piece;
         while (reader.next(block)) {
@@ -222,8 +224,10 @@ TEST_F(TurtleParserTest, handsOutWhatIsSkippedBlockByBlock) {
 
 TEST_F(TurtleParserTest, withdrawsWhatAnotherThreadMakesWrong) {
     Rdf::TurtleRelay relay(makeReaderOptions(RdfFormat::TURTLE, false, DEFAULT_MAXIMUM_LINE));
-    TurtleParser first(relay);
-    TurtleParser second(relay);
+    LiteralCollector collector;
+    LiteralCollector otherCollector;
+    TurtleParser first(relay, collector);
+    TurtleParser second(relay, otherCollector);
     BlockReader reader(std::make_unique<TextSource>("@prefix : <u:> .\n:s :p 'a .\n:s :p 'b' .\n"), 20, 0,
                        RdfFormat::TURTLE);
     std::vector<Block> blocks(3);

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 
 namespace {
@@ -21,10 +22,10 @@ protected:
         m_otherLine = DictionaryLine::make(other);
     }
 
-    /// Where the refused line begins; the text's end when there is none.
-    size_t findRefused(const std::string& text) const {
+    /// The number of the refused line; 0 when there is none.
+    uint64_t findRefused(const std::string& text) const {
         const auto refused = DictionaryLine::findRefused(text, m_history);
-        return refused ? refused->m_begin : text.size();
+        return refused ? refused->m_line : 0;
     }
 
     std::string getCause(const std::string& text) const {
@@ -55,7 +56,9 @@ TEST_F(DictionaryLineTest, theLineOfAnotherDictionaryIsFoundWhereItIs) {
     for (const std::string& before : {std::string(), m_line, statement, m_line + statement + m_earlierLine,
                                       std::string("\n"), std::string("#\n"), m_line + "\r\n"})
         for (const std::string& after : {std::string(), statement, m_line, m_otherLine})
-            EXPECT_EQ(before.size(), findRefused(before + m_otherLine + after)) << before;
+            EXPECT_EQ(static_cast<uint64_t>(std::count(before.begin(), before.end(), '\n')) + 1,
+                      findRefused(before + m_otherLine + after))
+                << before;
 }
 
 TEST_F(DictionaryLineTest, theCauseNamesBothDictionaries) {
@@ -71,7 +74,7 @@ TEST_F(DictionaryLineTest, theCauseNamesBothDictionaries) {
 TEST_F(DictionaryLineTest, lineEndsOfOtherSystemsMakeNoDifference) {
     const auto withReturn = [](std::string line) { return line.replace(line.size() - 1, 1, "\r\n"); };
     EXPECT_EQ("", getCause(withReturn(m_line) + withReturn(m_earlierLine)));
-    EXPECT_EQ(m_line.size() + 1, findRefused(withReturn(m_line) + withReturn(m_otherLine)));
+    EXPECT_EQ(2u, findRefused(withReturn(m_line) + withReturn(m_otherLine)));
     EXPECT_EQ(getCause(m_otherLine), getCause(withReturn(m_otherLine)));
 }
 

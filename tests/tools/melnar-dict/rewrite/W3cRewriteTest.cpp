@@ -34,7 +34,7 @@ protected:
         for (const W3cTest& test : readW3cManifest(m_data + "/w3c-" + suite, base)) {
             SCOPED_TRACE(test.m_action);
             const bool isNegative = test.m_type.find("Negative") != std::string::npos;
-            StatementPass::Settings reading;
+            FilePass::Settings reading;
             reading.m_numberOfThreads = 2;
             reading.m_base = test.m_base;
             reading.m_version = version;

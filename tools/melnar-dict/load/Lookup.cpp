@@ -1,4 +1,4 @@
-#include "tools/melnar-dict/saved/Lookup.h"
+#include "tools/melnar-dict/load/Lookup.h"
 
 #include "tools/melnar-dict/pieces/LiteralBatch.h"
 #include "tools/melnar-dict/pieces/LiteralCollector.h"

@@ -1,4 +1,4 @@
-#include "tools/melnar-dict/saved/Lookup.h"
+#include "tools/melnar-dict/load/Lookup.h"
 
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "tests/support/CaughtException.h"

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "tools/melnar-dict/input/BlockReader.h"
+#include "tools/melnar-dict/input/RdfFormat.h"
+#include "tools/melnar-dict/pieces/InputJournal.h"
+#include "tools/melnar-dict/pieces/StatementConsumer.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <stop_token>
+#include <string>
+
+/// Reads files from their start to their end with several threads, and hands their statements out. Threads take block
+/// after block of a file: they meet where a block is read and where its piece is finished in the journal; in Turtle and
+/// TriG also where it is parsed, as it takes all that precedes a block to know what it means.
+///
+/// Every block that is handed out is finished. When the journal stops, nobody waits for bytes that do not come.
+///
+/// Ownership  Refers to a journal that outlives it.
+/// Threads    One at a time.
+/// Errors     Those of the files go into the journal; exceptions come only from the system refusing threads or memory.
+class FilePass {
+public:
+    struct Settings {
+        size_t m_numberOfThreads = 1;
+        bool m_isLenient = false;
+        std::string m_base{};
+        size_t m_blockSize = BlockReader::DEFAULT_BLOCK_SIZE;
+        size_t m_maximumLine = DEFAULT_MAXIMUM_LINE;
+        bool m_keepsRejected = false; // hands the journal what is skipped
+        Rdf::Version m_version = Rdf::Version::RDF_1_2;
+        std::atomic<uint64_t>* m_bytesRead = nullptr; // counts the bytes of files, packed or not, if it is there
+    };
+
+    using ConsumerMaker = std::function<std::unique_ptr<StatementConsumer>()>;
+
+    FilePass(InputJournal& journal, Settings settings);
+
+    /// Reads a file, "-" being standard input, up to its end or to where the journal stops. Each thread makes a consumer
+    /// of its own, and destroys it in the end.
+    void read(const std::string& fileName, RdfFormat format, const ConsumerMaker& makeConsumer);
+
+private:
+    /// Parses a block into an empty piece.
+    using Parse = std::function<void(const Block& block, ParsedPiece& piece)>;
+
+    void readBlocks(BlockReader& reader, std::stop_source reading, const std::function<Parse()>& makeParse);
+    void work(BlockReader& reader, std::stop_source& reading, const Parse& parse);
+    void reportCurrentException(uint64_t sequence);
+
+    InputJournal& m_journal;
+    const Settings m_settings;
+};
