@@ -2,6 +2,7 @@
 
 #include "Engine/core/platform/MelnarException.h"
 
+#include "tests/support/RunWithoutPrivileges.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -245,26 +246,14 @@ TEST_F(AtomicFileOutputStreamTest, takesOverAReadOnlyFileThatADeadWriterLeft) {
     const std::string left = m_directory.addFile("file.saving", std::string(100000, 'x'));
     ASSERT_EQ(0, ::chmod(m_path.c_str(), 0444));
     ASSERT_EQ(0, ::chmod(left.c_str(), 0444));
-    const bool isSuperuser = ::geteuid() == 0;
-    constexpr uid_t NOBODY = 65534;
-    if (isSuperuser) {
+    if (::geteuid() == 0) {
         for (const std::string& path : {m_folder, m_path, left})
             ASSERT_EQ(0, ::chown(path.c_str(), NOBODY, NOBODY));
     }
-    const pid_t child = ::fork();
-    if (child == 0) {
-        if (isSuperuser && ::setuid(NOBODY) != 0)
-            ::_exit(2);
-        try {
-            replace(m_path, "new");
-        } catch (const std::exception&) {
-            ::_exit(3);
-        }
-        ::_exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(child, ::waitpid(child, &status, 0));
-    EXPECT_EQ(0, status);
+    EXPECT_TRUE(isTrueWithoutPrivileges([&] {
+        replace(m_path, "new");
+        return true;
+    }));
     EXPECT_EQ("new", TemporaryDirectory::getContentsOf(m_path));
     EXPECT_EQ(mode_t(0444), getPermissions(m_path));
     EXPECT_EQ((std::set<std::string>{"file"}), getFileNames(m_folder));

@@ -1,6 +1,7 @@
 #include "Engine/core/platform/stream/FileLock.h"
 
 #include "Engine/core/platform/MelnarException.h"
+#include "tests/support/RunWithoutPrivileges.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -17,8 +18,6 @@
 #include <unistd.h>
 
 namespace {
-
-constexpr uid_t NOBODY = 65534;
 
 std::string describe(const pid_t process) {
     std::array<char, HOST_NAME_MAX + 1> hostName{};
@@ -208,35 +207,17 @@ TEST_F(FileLockTest, removesNoLockFileButItsOwn) {
     EXPECT_NE(std::nullopt, findHolder(m_path));
 }
 
-/// Runs `action` in a child process without the superuser's rights; tells whether it returned true.
-template<class Action>
-bool isTrueForOthers(const Action& action) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-        if (::geteuid() == 0 && ::setuid(NOBODY) != 0)
-            ::_exit(2);
-        try {
-            ::_exit(action() ? 0 : 1);
-        } catch (const std::exception&) {
-            ::_exit(3);
-        }
-    }
-    int status = 0;
-    EXPECT_EQ(child, ::waitpid(child, &status, 0));
-    return status == 0;
-}
-
 TEST_F(FileLockTest, aLockFileThatMayOnlyBeReadIsRespectedAndReplacedWhenItsHolderIsDead) {
     ASSERT_EQ(0, ::chmod(m_directory.getPathOf("").c_str(), 0777));
     {
         const FileLock lock(m_path);
         ASSERT_EQ(0, ::chmod(lock.getLockFileName().c_str(), 0444));
         const std::string expected = describe(::getpid());
-        EXPECT_TRUE(isTrueForOthers([&] { return findHolder(m_path) == expected; }));
+        EXPECT_TRUE(isTrueWithoutPrivileges([&] { return findHolder(m_path) == expected; }));
     }
     for (const char* const text : {"", "melnar lock: process 1 on host left\n"}) {
         ASSERT_EQ(0, ::chmod(m_directory.addFile("file.lock", text).c_str(), 0444));
-        EXPECT_TRUE(isTrueForOthers([&] {
+        EXPECT_TRUE(isTrueWithoutPrivileges([&] {
             const FileLock lock(m_path);
             return findHolder(m_path) == describe(::getpid());
         }));
