@@ -118,13 +118,12 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
     const size_t dictionaryLimit = MemoryLimit::apply(options.m_memoryLimit, options.m_numberOfThreads);
     if (!options.m_rejectedName.empty())
         checkRejectedFile(options);
-    std::ostream silence(nullptr);
     std::optional<OutputLock> lock;
     std::string intoName = options.m_intoName;
     if (!options.m_output.m_outputName.empty()) {
         static_cast<void>(checkOutput(options)); // before a wait, which may be long
         lock.emplace(options.m_output.m_outputName, options.m_output.m_waits,
-                     options.m_feedback.m_isQuiet ? silence : errorOutput);
+                     options.m_feedback.getNoteOutput(errorOutput));
         if (checkOutput(options)) // The file may have come or changed since.
             intoName = lock->getTargetName();
     }

@@ -66,8 +66,7 @@ ExitCode run(const RewriteOptions& options, StandardOutput& output, std::ostream
     std::vector<std::string> inputNames{options.m_dictionaryName};
     for (const auto& [fileName, format] : options.m_files)
         inputNames.push_back(fileName);
-    std::ostream silence(nullptr);
-    RewriteOutput file(options.m_output, inputNames, output, options.m_feedback.m_isQuiet ? silence : errorOutput);
+    RewriteOutput file(options.m_output, inputNames, output, options.m_feedback.getNoteOutput(errorOutput));
     MessageOutput messages(errorOutput);
     const auto dictionary = openDictionary(options, dictionaryLimit, messages);
     return file.finish(rewriteFiles<Rewriter>(options, *dictionary, file.open(), messages));

@@ -62,8 +62,7 @@ ExitCode runCompact(const CompactOptions& options, StandardOutput& output, std::
     const std::string& outputName =
         options.m_output.m_outputName.empty() ? options.m_dictionaryName : options.m_output.m_outputName;
     static_cast<void>(checkOutput(outputName, options)); // before a wait, which may be long
-    std::ostream silence(nullptr);
-    OutputLock lock(outputName, options.m_output.m_waits, options.m_feedback.m_isQuiet ? silence : errorOutput);
+    OutputLock lock(outputName, options.m_output.m_waits, options.m_feedback.getNoteOutput(errorOutput));
     const bool isInPlace = checkOutput(outputName, options); // The file may have come or changed since.
     MessageOutput messages(errorOutput);
     std::optional<ProgressReporter> progress(std::in_place, messages, options.m_feedback.getProgressMode(),

@@ -6,6 +6,11 @@ constexpr uint64_t MAXIMUM_NUMBER_OF_THREADS = 1024;
 
 } // namespace
 
+std::ostream& FeedbackOptions::getNoteOutput(std::ostream& errorOutput) const {
+    static std::ostream s_silence(nullptr);
+    return m_isQuiet ? s_silence : errorOutput;
+}
+
 void addMemoryLimit(VerbDescription& verb, uint64_t& variable) {
     verb.addSize(
         "--memory-limit",

@@ -4,6 +4,8 @@
 #include "tools/melnar-dict/shell/Progress.h"
 #include "tools/melnar-dict/shell/VerbDescription.h"
 
+#include <ostream>
+
 /// Options that several verbs have, with the same names and meanings.
 
 /// --memory-limit
@@ -27,6 +29,9 @@ struct FeedbackOptions {
     bool m_asksForProgress = false;
 
     ProgressMode getProgressMode() const { return chooseProgressMode(m_isQuiet, m_asksForProgress); }
+
+    /// Returns where the verb says what does not end its work: nowhere if it is to be quiet.
+    std::ostream& getNoteOutput(std::ostream& errorOutput) const;
 };
 
 void addFeedback(VerbDescription& verb, FeedbackOptions& variable);
