@@ -31,16 +31,20 @@ class DictionaryThreadContext;
 /// Ownership  The dictionary owns the counter, the two regions and the pool, and they outlive the datatype. It may fill
 ///            or load them before or after it initialises or loads the datatype.
 /// Lifecycle  After construction one of initialize, initializeForSnapshot and load comes before anything else.
-/// Threads    resolveResource, restoreResource, tryResolveResource, getResource, deleteUncommittedResourceID and
-///            getComponentInfo: any threads at once. Everything else: alone.
+/// Threads    resolveResource and resolveResources, tryResolveResource and tryResolveResources, getResource and
+///            getResources, getChunkSize, getComponentInfo and getFingerprintBytes: any threads concurrently. So are
+///            restoreResource, of different IDs, and deleteUncommittedResourceID, of resources whose creation has
+///            returned. A context is used by one thread at a time. save, addDetailedComponentInfo and
+///            getTableProfiles: any threads, while nobody resolves, restores or deletes. Everything else: alone.
 /// Errors     As each operation states; all are of the MelnarException family or std::bad_alloc.
 ///
 /// CHUNKS  A resource has one chunk of the data pool. It holds the resource's data, followed by a terminating zero byte,
 /// as readers get pointers to them. The rest of its format is the datatype's own: the dictionary moves chunks as bytes,
 /// and asks prepareCompact or getChunkSize how many there are.
 ///
-/// A resource becomes visible with its bucket: chunk, offset and datatype byte are written first, and the datatype byte
-/// is stored with release order after the offset, so that who sees either of the two may read the rest.
+/// A resource becomes visible by its ID with its datatype byte, and then by its literal with its bucket. The chunk and
+/// the offset are written before both, and both are stored with release order, so a thread that sees either one may read
+/// chunk and offset.
 class DictionaryDatatype : private Unmovable {
 public:
     /// How a resolve operation gets the ID of a resource that it inserts: the next one of the dictionary's counter.
