@@ -46,7 +46,7 @@ uint64_t StringDatatype<T>::doResolveResource(Table& table, typename Table::Thre
     try {
         const uint64_t resourceID =
             createResource(table, place, threadContext, resourceIDSource, lexicalForm, lexicalFormLength, datatypeID);
-        table.publish(tableThreadContext, place.m_index, place.m_hash, static_cast<T>(resourceID));
+        table.publish(tableThreadContext, place.m_index, static_cast<T>(resourceID));
         return resourceID;
     } catch (...) {
         Table::unclaim(table.getBucket(place.m_index));

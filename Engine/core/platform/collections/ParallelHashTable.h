@@ -188,7 +188,8 @@ public:
         return m_fingerprints.exist() && !m_fingerprints.areComplete() && m_fingerprints[index] == 0;
     }
 
-    /// Stores the fingerprint of a published entry, whose hash the caller knows.
+    /// Stores the fingerprint of an entry that is published, or that its claimer is about to publish and can no longer
+    /// give up (F2).
     void learnFingerprint(const size_t index, const uint64_t hash) noexcept {
         m_fingerprints.set(index, Fingerprints::get(hash));
     }
@@ -210,10 +211,10 @@ public:
                                               std::memory_order_relaxed); // O1
     }
 
-    /// Completes an insertion in a bucket that the caller has claimed and pays for it from the caller's quota.
-    void publish(ThreadContext& callerContext, const size_t index, const uint64_t hash,
-                 const BucketValue value) noexcept {
-        learnFingerprint(index, hash);                            // before the bucket: F3
+    /// Completes an insertion in a bucket that the caller has claimed, and pays for it from the caller's quota. The
+    /// caller has stored the entry's fingerprint before, in the same operation (F3): it knows from when on its entry can
+    /// be read by other ways than the bucket, and must be found by then.
+    void publish(ThreadContext& callerContext, const size_t index, const BucketValue value) noexcept {
         m_buckets[index].store(value, std::memory_order_release); // O2
         callerContext.setInsertionQuota(callerContext.getInsertionQuota() - 1);
     }

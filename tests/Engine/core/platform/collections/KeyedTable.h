@@ -98,7 +98,8 @@ public:
         }
         const T number = m_nextNumber.fetch_add(1, std::memory_order_relaxed);
         m_entries.at(number).m_key = key;
-        m_table.publish(operation.getThreadContext(), index, hash, number);
+        m_table.learnFingerprint(index, hash);
+        m_table.publish(operation.getThreadContext(), index, number);
         return {number, true};
     }
 

@@ -44,7 +44,8 @@ public:
             if (value != Policy::EMPTY_BUCKET)
                 index = m_table.getNextIndex(index);
             else if (Table::tryClaim(m_table.getBucket(index))) {
-                m_table.publish(operation.getThreadContext(), index, hash, number);
+                m_table.learnFingerprint(index, hash);
+                m_table.publish(operation.getThreadContext(), index, number);
                 return true;
             }
         }

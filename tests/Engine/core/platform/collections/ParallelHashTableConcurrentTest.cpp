@@ -266,7 +266,9 @@ TYPED_TEST(ParallelHashTableConcurrentTest, whoMeetsABucketInProgressWaitsForIts
             for (size_t index = 1; index <= 4; ++index)
                 EXPECT_EQ(1, this->getSlot(numbers, index).m_lockCount.load(std::memory_order_acquire))
                     << "still reading";
-            numbers.m_table.publish(threadContext, numbers.m_table.getHomeIndex(5), 5, 5);
+            const size_t index = numbers.m_table.getHomeIndex(5);
+            numbers.m_table.learnFingerprint(index, 5);
+            numbers.m_table.publish(threadContext, index, 5);
         });
     EXPECT_EQ(4u, found.load(std::memory_order_acquire)) << "nobody took the bucket for empty, or passed it";
     expectSoundAtRest(numbers.m_table);

@@ -56,7 +56,8 @@ protected:
         const size_t index = numbers.m_table.getHomeIndex(hash);
         ASSERT_TRUE(Table::tryClaim(numbers.m_table.getBucket(index)));
         pause();
-        numbers.m_table.publish(operation.getThreadContext(), index, hash, number);
+        numbers.m_table.learnFingerprint(index, hash);
+        numbers.m_table.publish(operation.getThreadContext(), index, number);
     }
 };
 

@@ -207,7 +207,8 @@ TYPED_TEST(ParallelHashTableTest, publishingPaysAndUnclaimingDoesNot) {
         EXPECT_EQ(Policy::EMPTY_BUCKET, Table::readBucket(bucket));
         EXPECT_EQ(100u, numbers.getQuota());
         ASSERT_TRUE(Table::tryClaim(bucket)) << "as if nothing had been";
-        numbers.m_table.publish(operation.getThreadContext(), index, 5, 5);
+        numbers.m_table.learnFingerprint(index, 5);
+        numbers.m_table.publish(operation.getThreadContext(), index, 5);
         EXPECT_EQ(TypeParam(5), Table::readBucket(bucket));
         EXPECT_EQ(99u, numbers.getQuota());
     }
