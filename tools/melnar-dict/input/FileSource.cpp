@@ -49,6 +49,11 @@ size_t FileSource::read(char* const buffer, const size_t size) {
     }
 }
 
+void FileSource::seek(const uint64_t offset) {
+    if (::lseek(m_fileDescriptor, static_cast<off_t>(offset), SEEK_SET) < 0)
+        failWith(errno);
+}
+
 /// Returns when a read would not wait, be it for bytes, for the end or for an error.
 void FileSource::waitForBytes() const {
     pollfd descriptor{m_fileDescriptor, POLLIN, 0};

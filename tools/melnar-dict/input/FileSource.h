@@ -21,6 +21,9 @@ public:
 
     size_t read(char* buffer, size_t size) override;
 
+    /// Goes on reading at a place of the file, which must be a regular one.
+    void seek(uint64_t offset);
+
 private:
     void waitForBytes() const;
 

@@ -47,6 +47,15 @@ private:
     size_t m_delivered = 0;
 };
 
+/// Returns how a file is packed, if it is. Its name must not promise anything else.
+std::optional<PackedFormat> findFormat(PeekedSource& source, const std::string& fileName) {
+    const std::optional<PackedFormat> format = packedFormatOfBeginning(source.peek(LENGTH_OF_PACKED_BEGINNING));
+    const std::optional<PackedFormat> promisedFormat = packedFormatOfFile(fileName);
+    if (promisedFormat && promisedFormat != format)
+        failAsUnsound(*promisedFormat, "its first bytes are not those of the format");
+    return format;
+}
+
 std::unique_ptr<Decoder> makeDecoder(const PackedFormat format, const size_t numberOfThreads) {
     switch (format) {
     case PackedFormat::GZIP:
@@ -70,11 +79,13 @@ std::unique_ptr<ByteSource> unpack(std::unique_ptr<ByteSource> packed, const Pac
 std::unique_ptr<ByteSource> openInputFile(const std::string& fileName, const size_t numberOfThreads,
                                           std::stop_source stop, std::atomic<uint64_t>* const bytesRead) {
     auto source = std::make_unique<PeekedSource>(std::make_unique<FileSource>(fileName, stop.get_token(), bytesRead));
-    const std::optional<PackedFormat> format = packedFormatOfBeginning(source->peek(LENGTH_OF_PACKED_BEGINNING));
-    const std::optional<PackedFormat> promisedFormat = packedFormatOfFile(fileName);
-    if (promisedFormat && promisedFormat != format)
-        failAsUnsound(*promisedFormat, "its first bytes are not those of the format");
+    const std::optional<PackedFormat> format = findFormat(*source, fileName);
     if (!format)
         return source;
     return std::make_unique<ThreadedSource>(unpack(std::move(source), *format, numberOfThreads), std::move(stop));
+}
+
+bool isPlainFile(const std::string& fileName) {
+    PeekedSource source(std::make_unique<FileSource>(fileName));
+    return !findFormat(source, fileName);
 }

@@ -17,3 +17,7 @@
 /// counter as they are read, if there is one, which must outlive the source.
 std::unique_ptr<ByteSource> openInputFile(const std::string& fileName, size_t numberOfThreads,
                                           std::stop_source stop = {}, std::atomic<uint64_t>* bytesRead = nullptr);
+
+/// Whether openInputFile reads a regular file as it stands, so that a place in its text is a place in the file. Fails as
+/// openInputFile does.
+bool isPlainFile(const std::string& fileName);

@@ -8,19 +8,15 @@
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <algorithm>
-#include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <cmath>
-#include <fstream>
-#include <system_error>
+#include <memory>
 #include <vector>
 
 #include <sys/stat.h>
 
 namespace {
 
-constexpr size_t BYTES_TO_COMPARE = size_t(64) << 10;
 constexpr size_t BYTES_TO_UNPACK = size_t(16) << 20; // much more than is read ahead of a packed file
 
 /// Measures the time of a scope.
@@ -48,14 +44,9 @@ std::string_view readFully(ByteSource& source, std::string& buffer, const size_t
 }
 
 /// Reads so many bytes at a place of a file, fewer only at the end.
-std::string_view readAt(std::ifstream& file, const uint64_t offset, std::string& buffer, const size_t size) {
-    buffer.resize(size);
-    file.clear();
-    file.seekg(static_cast<std::streamoff>(offset));
-    file.read(buffer.data(), static_cast<std::streamsize>(size));
-    if (file.bad())
-        throw ToolFailure(ExitCode::FAILURE, std::generic_category().message(errno));
-    return std::string_view(buffer).substr(0, static_cast<size_t>(file.gcount()));
+std::string_view readAt(FileSource& file, const uint64_t offset, std::string& buffer, const size_t size) {
+    file.seek(offset);
+    return readFully(file, buffer, size);
 }
 
 /// Returns the text to its first line end; all of it if it has none.
@@ -101,36 +92,34 @@ LoadEstimate LoadEstimator::estimate(const InputFiles& inputFiles) {
     return extrapolate();
 }
 
-LoadEstimator::File LoadEstimator::examine(const std::string& fileName, const RdfFormat format) const {
+LoadEstimator::File LoadEstimator::examine(const std::string& fileName, const RdfFormat format) {
     File file{fileName, format};
     struct stat status;
     if (fileName == STANDARD_STREAM || (::stat(fileName.c_str(), &status) == 0 && !S_ISREG(status.st_mode)))
         return file;
-    std::atomic<uint64_t> bytesRead = 0;
-    std::string unpacked;
-    std::string plain;
-    const std::unique_ptr<ByteSource> source = openInputFile(fileName, m_settings.m_numberOfThreads, {}, &bytesRead);
-    FileSource plainSource(fileName);
-    double seconds = 0;
-    const auto read = [&](const size_t size) {
-        const Stopwatch stopwatch(seconds);
-        return readFully(*source, unpacked, size);
-    };
-    const std::string_view beginning = read(BYTES_TO_COMPARE);
-    file.m_isPlain = readFully(plainSource, plain, BYTES_TO_COMPARE) == beginning;
+    file.m_isPlain = isPlainFile(fileName);
     file.m_bytes = static_cast<uint64_t>(status.st_size);
     file.m_unpackedBytes = static_cast<double>(file.m_bytes);
     if (file.m_isPlain)
         return file;
-    const size_t unpackedBytes = beginning.size() + read(BYTES_TO_UNPACK).size();
+    const uint64_t bytesReadBefore = getBytesRead();
+    const std::unique_ptr<ByteSource> source = openInputFile(fileName, m_settings.m_numberOfThreads, {}, &m_bytesRead);
+    std::string buffer;
+    double seconds = 0;
+    size_t unpackedBytes = 0;
+    {
+        const Stopwatch stopwatch(seconds);
+        unpackedBytes = readFully(*source, buffer, BYTES_TO_UNPACK).size();
+    }
     file.m_secondsOfAByte = seconds / static_cast<double>(std::max<size_t>(1, unpackedBytes));
-    file.m_unpackedBytes *= static_cast<double>(unpackedBytes) / static_cast<double>(std::max<uint64_t>(1, bytesRead));
+    file.m_unpackedBytes *= static_cast<double>(unpackedBytes) /
+                            static_cast<double>(std::max<uint64_t>(1, getBytesRead() - bytesReadBefore));
     return file;
 }
 
 /// Reads units of a plain file by seeking them.
 void LoadEstimator::sampleUnits(const File& file) {
-    std::ifstream input(file.m_name, std::ios::binary);
+    FileSource input(file.m_name, {}, &m_bytesRead);
     SampleParser parser(file.m_format);
     std::string buffer;
     const auto bytes = static_cast<double>(file.m_bytes);
@@ -174,8 +163,9 @@ void LoadEstimator::sampleStream(const File& file) {
     const bool isPipe = file.m_bytes == 0;
     const uint64_t limit = isPipe ? m_settings.m_sampleBytes : m_settings.m_unpackedBytes;
     const auto stride = static_cast<uint64_t>(isPipe ? 1 : std::ceil(m_stride));
-    std::atomic<uint64_t> bytesRead = 0;
-    const std::unique_ptr<ByteSource> source = openInputFile(file.m_name, m_settings.m_numberOfThreads, {}, &bytesRead);
+    const uint64_t bytesReadBefore = getBytesRead();
+    const std::unique_ptr<ByteSource> source =
+        openInputFile(file.m_name, m_settings.m_numberOfThreads, {}, &m_bytesRead);
     SampleParser parser(file.m_format);
     std::string buffer;
     uint64_t unpackedBytes = 0;
@@ -206,7 +196,8 @@ void LoadEstimator::sampleStream(const File& file) {
     if (unpackedBytes >= limit) {
         m_isWholeInput &= !isPipe;
         if (!isPipe)
-            allBytes *= std::max(1.0, static_cast<double>(file.m_bytes) / static_cast<double>(bytesRead));
+            allBytes *= std::max(1.0, static_cast<double>(file.m_bytes) /
+                                          static_cast<double>(getBytesRead() - bytesReadBefore));
     }
     m_inputBytes += allBytes;
     m_unpackSeconds += file.m_secondsOfAByte * allBytes;

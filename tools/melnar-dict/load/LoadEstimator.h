@@ -10,6 +10,7 @@
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/platform/Unmovable.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -20,7 +21,7 @@
 /// Small input is read as a whole. Of more, units are read that are spread evenly over all files. Packed files are
 /// unpacked to see them, but not beyond a limit; of a pipe the beginning is read.
 ///
-/// Threads  One at a time.
+/// Threads  One at a time, but for getBytesRead.
 /// Errors   Faulty statements count for nothing. Otherwise a ToolFailure for a file, and those of the dictionary.
 class LoadEstimator : private Unmovable {
 public:
@@ -37,6 +38,9 @@ public:
     /// Called once.
     LoadEstimate estimate(const InputFiles& files);
 
+    /// Returns how many bytes of the files, packed or not, have been read so far. For any thread at any time.
+    uint64_t getBytesRead() const noexcept { return m_bytesRead.load(std::memory_order_relaxed); }
+
 private:
     /// What is known of a file before it is sampled.
     struct File {
@@ -48,7 +52,7 @@ private:
         double m_secondsOfAByte = 0; // that unpacking takes
     };
 
-    File examine(const std::string& fileName, RdfFormat format) const;
+    File examine(const std::string& fileName, RdfFormat format);
     void sampleUnits(const File& file);
     void sampleStream(const File& file);
     void startUnit(uint64_t sampledBytes);
@@ -58,6 +62,7 @@ private:
     LoadEstimate extrapolate() const;
 
     const Settings m_settings;
+    std::atomic<uint64_t> m_bytesRead = 0;
     Dictionary m_dictionary;
     DictionaryThread m_thread;
     ParsedPiece m_piece;

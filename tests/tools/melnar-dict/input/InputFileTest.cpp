@@ -7,6 +7,7 @@
 #include "tests/tools/melnar-dict/input/GzipText.h"
 #include "tests/tools/melnar-dict/input/PackedText.h"
 #include "tests/tools/melnar-dict/input/SourceText.h"
+#include "tools/melnar-dict/input/FileSource.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <gtest/gtest.h>
@@ -61,6 +62,26 @@ TEST_F(InputFileTest, unpacksWhatBeginsAsPackedWhateverItsName) {
             EXPECT_EQ(text.substr(0, 1000), read(name, pack(text.substr(0, 1000)), 1));
             EXPECT_EQ("", read(name, pack("")));
         }
+}
+
+TEST_F(InputFileTest, tellsPlainFilesFromPackedOnes) {
+    EXPECT_TRUE(isPlainFile(m_directory.addFile("a.nt", "")));
+    EXPECT_TRUE(isPlainFile(m_directory.addFile("b.nt", "BZh9 is text")));
+    for (const auto& [extension, pack] : FORMATS) {
+        EXPECT_FALSE(isPlainFile(m_directory.addFile("packed", pack("text"))));
+        EXPECT_THROW(isPlainFile(m_directory.addFile("c" + std::string(extension), "text")), ToolFailure);
+    }
+    EXPECT_THROW(isPlainFile(m_directory.getPathOf("absent")), ToolFailure);
+}
+
+TEST_F(InputFileTest, goesOnReadingAtAPlace) {
+    FileSource source(m_directory.addFile("a.nt", "0123456789"));
+    EXPECT_EQ("0123456789", readAll(source, 4));
+    for (const size_t place : {7u, 0u, 10u, 20u}) {
+        source.seek(place);
+        EXPECT_EQ(place < 10 ? std::string("0123456789").substr(place) : "", readAll(source, 4));
+    }
+    EXPECT_STREQ("Invalid argument", catchException<ToolFailure>([&] { source.seek(~uint64_t(0)); }).what());
 }
 
 TEST_F(InputFileTest, holdsANameThatPromisesAFormatToIt) {

@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/load/LoadEstimator.h"
 
 #include "tests/support/CaughtException.h"
+#include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict/ToolProcess.h"
 #include "tests/tools/melnar-dict/input/GzipText.h"
@@ -12,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -116,6 +118,22 @@ TEST(LoadEstimatorTest, namesTheFileThatCannotBeRead) {
                  catchException<ToolFailure>([&] {
                      estimator.estimate({{"/absent.nt", RdfFormat::N_TRIPLES}});
                  }).what());
+}
+
+TEST(LoadEstimatorTest, tellsHowManyBytesItHasReadAndWhyItCannotReadMore) {
+    const TemporaryDirectory directory;
+    const std::string text = makeText(RdfFormat::N_TRIPLES, 1000);
+    const std::string file = directory.addFile("a", text);
+    LoadEstimator estimator(makeSettings(1 << 20));
+    EXPECT_EQ(0u, estimator.getBytesRead());
+    estimator.estimate({{file, RdfFormat::N_TRIPLES}});
+    EXPECT_EQ(text.size(), estimator.getBytesRead());
+    SystemCallFaults faults(SystemCallFaults::Call::READ);
+    faults.failAfter(2, EIO, SystemCallFaults::Duration::ONCE); // behind the look whether the file is packed
+    LoadEstimator other(makeSettings(1 << 20));
+    EXPECT_EQ(file + ": Input/output error", catchException<ToolFailure>([&] {
+                                                 other.estimate({{file, RdfFormat::N_TRIPLES}});
+                                             }).what());
 }
 
 TEST(LoadEstimatorTest, theVerbPrintsTableAndJson) {
