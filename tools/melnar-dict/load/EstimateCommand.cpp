@@ -2,7 +2,7 @@
 
 #include "tools/melnar-dict/load/LoadEstimator.h"
 #include "tools/melnar-dict/shell/MemoryLimit.h"
-#include "tools/melnar-dict/shell/SharedOptions.h"
+#include "tools/melnar-dict/threads/ProgressReporter.h"
 
 namespace {
 
@@ -17,6 +17,15 @@ constexpr const char* EXIT_CODES = R"(
 0 done, 2 wrong command line, 3 a file cannot be read or a limit was reached.
 )";
 
+LoadEstimate makeEstimate(const EstimateOptions& options, const size_t dictionaryLimit, MessageOutput& messages) {
+    LoadEstimator estimator({.m_numberOfThreads = options.m_numberOfThreads, .m_memoryLimit = dictionaryLimit});
+    // How many bytes will be read is not known.
+    const ProgressReporter progress(messages, options.m_feedback.getProgressMode(), [&]() -> ProgressFigures {
+        return {.m_work = "estimating", .m_bytes = estimator.getBytesRead()};
+    });
+    return estimator.estimate(options.m_files);
+}
+
 } // namespace
 
 VerbDescription describeEstimate(EstimateOptions& options) {
@@ -28,14 +37,15 @@ VerbDescription describeEstimate(EstimateOptions& options) {
     addInputFiles(verb, InputFormats::ALL, options.m_files);
     addThreads(verb, options.m_numberOfThreads);
     addMemoryLimit(verb, options.m_memoryLimit);
+    addFeedback(verb, options.m_feedback);
     addJson(verb, JsonLayout::DOCUMENT, options.m_asksForJson);
     return verb;
 }
 
-ExitCode runEstimate(const EstimateOptions& options, StandardOutput& output, std::ostream&) {
+ExitCode runEstimate(const EstimateOptions& options, StandardOutput& output, std::ostream& errorOutput) {
     const size_t dictionaryLimit = MemoryLimit::apply(options.m_memoryLimit, options.m_numberOfThreads);
-    LoadEstimator estimator({.m_numberOfThreads = options.m_numberOfThreads, .m_memoryLimit = dictionaryLimit});
-    const LoadEstimate estimate = estimator.estimate(options.m_files);
+    MessageOutput messages(errorOutput);
+    const LoadEstimate estimate = makeEstimate(options, dictionaryLimit, messages);
     output.write(options.m_asksForJson ? estimate.toJson() : estimate.toText());
     output.flush();
     return ExitCode::DONE;

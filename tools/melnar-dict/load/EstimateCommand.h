@@ -4,8 +4,8 @@
 #include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
 #include "tools/melnar-dict/shell/ExitCode.h"
 #include "tools/melnar-dict/shell/MemoryLimit.h"
+#include "tools/melnar-dict/shell/SharedOptions.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
-#include "tools/melnar-dict/shell/VerbDescription.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,6 +14,7 @@
 /// What the command line of `estimate` asks for.
 struct EstimateOptions {
     InputFiles m_files;
+    FeedbackOptions m_feedback;
     size_t m_numberOfThreads = getDefaultNumberOfThreads(); // of the load
     uint64_t m_memoryLimit = MemoryLimit::getDefault();     // of the estimate itself
     bool m_asksForJson = false;

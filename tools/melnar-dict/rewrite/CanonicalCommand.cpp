@@ -2,6 +2,7 @@
 
 #include "tools/melnar-dict/rewrite/CanonicalLines.h"
 #include "tools/melnar-dict/rewrite/RewriteOutput.h"
+#include "tools/melnar-dict/rewrite/StatementProgress.h"
 
 #include <algorithm>
 #include <memory>
@@ -26,6 +27,30 @@ constexpr const char* EXIT_CODES = R"(
 process is writing OUT, or a limit was reached. Without 0, no OUT is written.
 )";
 
+/// Returns the exit code of the first error, or DONE.
+ExitCode rewriteFiles(const CanonicalOptions& options, OutputStream& output, MessageOutput& messages) {
+    InputJournal journal({}, messages);
+    StatementProgress progress(messages, options.m_feedback.getProgressMode(options.m_output), "rewriting",
+                               options.m_files, journal);
+    FilePass::Settings reading = options.m_reading;
+    reading.m_bytesRead = &progress.getBytesRead();
+    FilePass pass(journal, reading);
+    OrderedOutput lines(output);
+    const std::optional<RdfFormat> outputFormat = formatOfFile(options.m_output.m_outputName);
+    CanonicalLines::Settings settings;
+    settings.m_hasGraphs = !outputFormat || hasGraphs(*outputFormat);
+    settings.m_hasDocuments =
+        options.m_files.size() > 1 && std::any_of(options.m_files.begin(), options.m_files.end(),
+                                                  [](const auto& file) { return !isLineFormat(file.second); });
+    for (size_t index = 0; index < options.m_files.size() && !journal.isStopped(); ++index) {
+        const auto& [fileName, format] = options.m_files[index];
+        settings.m_document = isLineFormat(format) ? 0 : index + 1;
+        lines.startOver();
+        pass.read(fileName, format, [&] { return std::make_unique<CanonicalLines>(lines, settings); });
+    }
+    return journal.getExitCode();
+}
+
 } // namespace
 
 VerbDescription describeCanonical(CanonicalOptions& options) {
@@ -44,6 +69,7 @@ VerbDescription describeCanonical(CanonicalOptions& options) {
     addBase(verb, options.m_reading.m_base);
     addMaximumLine(verb, options.m_reading.m_maximumLine);
     addVersion(verb, options.m_reading.m_version);
+    addFeedback(verb, options.m_feedback);
     verb.requireOption("--output");
     return verb;
 }
@@ -52,22 +78,7 @@ ExitCode runCanonical(const CanonicalOptions& options, StandardOutput& standardO
     std::vector<std::string> inputNames;
     for (const auto& [fileName, format] : options.m_files)
         inputNames.push_back(fileName);
-    RewriteOutput output(options.m_output, inputNames, standardOutput, errorOutput);
-    OrderedOutput lines(output.open());
+    RewriteOutput output(options.m_output, inputNames, standardOutput, options.m_feedback.getNoteOutput(errorOutput));
     MessageOutput messages(errorOutput);
-    InputJournal journal({}, messages);
-    FilePass pass(journal, options.m_reading);
-    const std::optional<RdfFormat> outputFormat = formatOfFile(options.m_output.m_outputName);
-    CanonicalLines::Settings settings;
-    settings.m_hasGraphs = !outputFormat || hasGraphs(*outputFormat);
-    settings.m_hasDocuments =
-        options.m_files.size() > 1 && std::any_of(options.m_files.begin(), options.m_files.end(),
-                                                  [](const auto& file) { return !isLineFormat(file.second); });
-    for (size_t index = 0; index < options.m_files.size() && !journal.isStopped(); ++index) {
-        const auto& [fileName, format] = options.m_files[index];
-        settings.m_document = isLineFormat(format) ? 0 : index + 1;
-        lines.startOver();
-        pass.read(fileName, format, [&] { return std::make_unique<CanonicalLines>(lines, settings); });
-    }
-    return output.finish(journal.getExitCode());
+    return output.finish(rewriteFiles(options, output.open(), messages));
 }

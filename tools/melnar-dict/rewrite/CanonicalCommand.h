@@ -12,6 +12,7 @@
 /// What the command line of `canonical` asks for.
 struct CanonicalOptions {
     InputFiles m_files;
+    FeedbackOptions m_feedback{};
     OutputOptions m_output; // the name is "-" for standard output
     FilePass::Settings m_reading{getDefaultNumberOfThreads()};
 };

@@ -1,6 +1,6 @@
 #include "tools/melnar-dict/rewrite/CheckCommand.h"
 
-#include "tools/melnar-dict/shell/SharedOptions.h"
+#include "tools/melnar-dict/rewrite/StatementProgress.h"
 
 #include <nlohmann/json.hpp>
 
@@ -30,6 +30,19 @@ public:
     void endBlock(ParsedPiece&) override {}
 };
 
+/// Reads all files, unless the journal stops.
+void checkFiles(const CheckOptions& options, InputJournal& journal, MessageOutput& messages) {
+    StatementProgress progress(messages, options.m_feedback.getProgressMode(), "checking", options.m_files, journal);
+    FilePass::Settings reading = options.m_reading;
+    reading.m_bytesRead = &progress.getBytesRead();
+    FilePass pass(journal, reading);
+    for (const auto& [fileName, format] : options.m_files) {
+        pass.read(fileName, format, [] { return std::make_unique<StatementCounter>(); });
+        if (journal.isStopped())
+            return;
+    }
+}
+
 } // namespace
 
 VerbDescription describeCheck(CheckOptions& options) {
@@ -44,19 +57,18 @@ VerbDescription describeCheck(CheckOptions& options) {
     addBase(verb, options.m_reading.m_base);
     addMaximumLine(verb, options.m_reading.m_maximumLine);
     addVersion(verb, options.m_reading.m_version);
+    addFeedback(verb, options.m_feedback);
     addJson(verb, JsonLayout::DOCUMENT, options.m_asksForJson);
     return verb;
 }
 
 ExitCode runCheck(const CheckOptions& options, StandardOutput& output, std::ostream& errorOutput) {
     MessageOutput messages(errorOutput);
-    InputJournal journal({options.m_reading.m_isLenient, std::numeric_limits<uint64_t>::max()}, messages);
-    FilePass pass(journal, options.m_reading);
-    for (const auto& [fileName, format] : options.m_files) {
-        pass.read(fileName, format, [] { return std::make_unique<StatementCounter>(); });
-        if (journal.isStopped())
-            return journal.getExitCode();
-    }
+    InputJournal journal(
+        {options.m_reading.m_isLenient, std::numeric_limits<uint64_t>::max(), options.m_feedback.m_isQuiet}, messages);
+    checkFiles(options, journal, messages);
+    if (journal.isStopped())
+        return journal.getExitCode();
     const size_t files = options.m_files.size();
     const uint64_t statements = journal.getCounts().m_statements;
     const uint64_t errors = journal.getNumberOfErrors();

@@ -3,6 +3,7 @@
 #include "tools/melnar-dict/input/InputFiles.h"
 #include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
 #include "tools/melnar-dict/shell/ExitCode.h"
+#include "tools/melnar-dict/shell/SharedOptions.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
 #include "tools/melnar-dict/threads/FilePass.h"
 
@@ -11,6 +12,7 @@
 /// What the command line of `check` asks for.
 struct CheckOptions {
     InputFiles m_files;
+    FeedbackOptions m_feedback{};
     FilePass::Settings m_reading{getDefaultNumberOfThreads()};
     bool m_asksForJson = false;
 };

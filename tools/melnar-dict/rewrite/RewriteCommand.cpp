@@ -4,29 +4,23 @@
 #include "tools/melnar-dict/rewrite/RewriteOutput.h"
 #include "tools/melnar-dict/rewrite/StatementDecoder.h"
 #include "tools/melnar-dict/rewrite/StatementEncoder.h"
+#include "tools/melnar-dict/rewrite/StatementProgress.h"
 #include "tools/melnar-dict/saved/OpenToRead.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
-#include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/threads/FilePass.h"
 #include "tools/melnar-dict/threads/ProgressReporter.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 
-#include <atomic>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace {
 
-/// What is written to a terminal would mix with the line.
-ProgressMode getProgressMode(const RewriteOptions& options) {
-    return options.m_output.m_outputName == STANDARD_STREAM ? ProgressMode::NONE : options.m_feedback.getProgressMode();
-}
-
 std::unique_ptr<Dictionary> openDictionary(const RewriteOptions& options, const size_t dictionaryLimit,
                                            MessageOutput& messages) {
-    const ProgressReporter progress(messages, getProgressMode(options),
+    const ProgressReporter progress(messages, options.m_feedback.getProgressMode(options.m_output),
                                     "opening '" + toPrintable(options.m_dictionaryName) + "'");
     return openToRead(options.m_dictionaryName, dictionaryLimit);
 }
@@ -38,18 +32,12 @@ ExitCode rewriteFiles(const RewriteOptions& options, const Dictionary& dictionar
     const std::string beginning = Rewriter::getBeginning(dictionary);
     output.write(beginning.data(), beginning.size());
     InputJournal journal({}, messages);
-    std::atomic<uint64_t> bytesRead = 0;
-    const ProgressReporter progress(messages, getProgressMode(options),
-                                    [&, totalBytes = getTotalBytes(options.m_files)]() -> ProgressFigures {
-                                        return {"rewriting",
-                                                bytesRead.load(std::memory_order_relaxed),
-                                                totalBytes,
-                                                {{journal.getStatementsSoFar(), "statements"}}};
-                                    });
+    StatementProgress progress(messages, options.m_feedback.getProgressMode(options.m_output), "rewriting",
+                               options.m_files, journal);
     FilePass pass(journal, {.m_numberOfThreads = options.m_numberOfThreads,
                             .m_maximumLine = options.m_maximumLine,
                             .m_version = options.m_version,
-                            .m_bytesRead = &bytesRead});
+                            .m_bytesRead = &progress.getBytesRead()});
     OrderedOutput orderedOutput(output);
     for (const auto& [fileName, format] : options.m_files) {
         orderedOutput.startOver();

@@ -1,10 +1,16 @@
 #include "tools/melnar-dict/shell/SharedOptions.h"
 
+#include "tools/melnar-dict/shell/StandardStream.h"
+
 namespace {
 
 constexpr uint64_t MAXIMUM_NUMBER_OF_THREADS = 1024;
 
 } // namespace
+
+ProgressMode FeedbackOptions::getProgressMode(const OutputOptions& output) const {
+    return output.m_outputName == STANDARD_STREAM ? ProgressMode::NONE : getProgressMode();
+}
 
 std::ostream& FeedbackOptions::getNoteOutput(std::ostream& errorOutput) const {
     static std::ostream s_silence(nullptr);

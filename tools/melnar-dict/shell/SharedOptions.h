@@ -23,12 +23,17 @@ void addLenient(VerbDescription& verb, bool& variable);
 /// --json: one document, or an object a line for verbs that print rows.
 void addJson(VerbDescription& verb, JsonLayout layout, bool& variable);
 
+struct OutputOptions;
+
 /// What a verb says on standard error while it works: --quiet and --progress.
 struct FeedbackOptions {
     bool m_isQuiet = false;
     bool m_asksForProgress = false;
 
     ProgressMode getProgressMode() const { return chooseProgressMode(m_isQuiet, m_asksForProgress); }
+
+    /// The same for a verb that writes this output. Data on standard output may be on the same terminal as the line.
+    ProgressMode getProgressMode(const OutputOptions& output) const;
 
     /// Returns where the verb says what does not end its work: nowhere if it is to be quiet.
     std::ostream& getNoteOutput(std::ostream& errorOutput) const;

@@ -68,6 +68,18 @@ TEST_F(CheckCommandTest, endsAtTheFirstErrorUnlessLenient) {
               m_errorOutput.str());
 }
 
+TEST_F(CheckCommandTest, isQuietOnDemandAboutErrorsThatStopNothing) {
+    add("a.nt", "<a:s> <a:p> .\n");
+    m_options.m_feedback.m_isQuiet = true;
+    m_options.m_reading.m_isLenient = true;
+    EXPECT_EQ(ExitCode::BAD_DATA, run());
+    EXPECT_EQ("files 1, statements 0, errors 1\n", getOutput());
+    EXPECT_EQ("", m_errorOutput.str());
+    m_options.m_reading.m_isLenient = false;
+    EXPECT_EQ(ExitCode::BAD_DATA, run());
+    EXPECT_EQ(m_options.m_files[0].first + ":1:13: expected an object, found '.'\n", m_errorOutput.str());
+}
+
 TEST_F(CheckCommandTest, readsAsTheSettingsSay) {
     add("a.nt", "<a:s> <a:p> <<( <a:s> <a:p> <a:o> )>> .\n");
     EXPECT_EQ(ExitCode::DONE, run());

@@ -41,14 +41,16 @@ protected:
             const RdfFormat format = *formatOfFile(test.m_action);
             std::ostringstream errors;
             EXPECT_EQ(isNegative ? ExitCode::BAD_DATA : ExitCode::DONE,
-                      runCheck({{{test.m_action, format}}, reading}, m_output, errors))
+                      runCheck({.m_files = {{test.m_action, format}}, .m_reading = reading}, m_output, errors))
                 << errors.str();
             m_numberRejected += isNegative;
             ++m_numberOfTests;
             if (!test.m_type.ends_with("C14N"))
                 continue;
             const std::string path = m_directory.getPathOf("out.nq");
-            EXPECT_EQ(ExitCode::DONE, runCanonical({{{test.m_action, format}}, {path}, reading}, m_output, errors));
+            EXPECT_EQ(ExitCode::DONE,
+                      runCanonical({.m_files = {{test.m_action, format}}, .m_output = {path}, .m_reading = reading},
+                                   m_output, errors));
             EXPECT_EQ(readWholeFile(test.m_result), readWholeFile(path));
             ++m_numberWritten;
         }

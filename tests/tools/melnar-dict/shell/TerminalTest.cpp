@@ -1,4 +1,5 @@
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/tools/melnar-dict/ToolProcess.h"
 
 #include <gtest/gtest.h>
 
@@ -76,15 +77,15 @@ private:
     std::string m_text;
 };
 
-/// A load from a pipe that is kept open.
+/// A verb that reads a pipe that is kept open, "in.nt".
 class TerminalTest : public testing::Test {
 protected:
     TerminalTest() { EXPECT_EQ(0, ::mkfifo(m_directory.getPathOf("in.nt").c_str(), 0600)); }
     ~TerminalTest() override { closePipe(); }
 
-    std::unique_ptr<ToolOnTerminal> start(std::vector<std::string> options, const char* const terminal = "xterm") {
-        options.insert(options.begin(), {"load", "in.nt"});
-        auto tool = std::make_unique<ToolOnTerminal>(m_directory.getPathOf(""), options, terminal);
+    std::unique_ptr<ToolOnTerminal> start(const std::vector<std::string>& arguments,
+                                          const char* const terminal = "xterm") {
+        auto tool = std::make_unique<ToolOnTerminal>(m_directory.getPathOf(""), arguments, terminal);
         m_pipe = ::open(m_directory.getPathOf("in.nt").c_str(), O_WRONLY | O_CLOEXEC); // waits for the tool
         return tool;
     }
@@ -103,7 +104,7 @@ protected:
 constexpr const char* TRIPLE = "<a:s> <a:p> \"text\" .\n";
 
 TEST_F(TerminalTest, showsALineThatGivesWayToMessagesAndGoesInTheEnd) {
-    const auto tool = start({"--lenient"});
+    const auto tool = start({"load", "in.nt", "--lenient"});
     write(TRIPLE);
     tool->readTo("\r\x1b[Kloading: 21 bytes");
     std::string block = "bad\n";
@@ -127,7 +128,7 @@ TEST_F(TerminalTest, showsALineThatGivesWayToMessagesAndGoesInTheEnd) {
 }
 
 TEST_F(TerminalTest, anInterruptionLeavesTheCursorOnAFreshLine) {
-    const auto tool = start({});
+    const auto tool = start({"load", "in.nt"});
     write(TRIPLE);
     tool->readTo("loading: 21 bytes");
     tool->type('\x03');
@@ -136,16 +137,39 @@ TEST_F(TerminalTest, anInterruptionLeavesTheCursorOnAFreshLine) {
     EXPECT_EQ(tool->getText().size() - 1, tool->getText().find('\n')) << "nothing else was printed";
 }
 
-TEST_F(TerminalTest, isQuietOnDemandAndWhereALineCannotBeErased) {
-    for (const auto& [options, terminal] : {std::pair(std::vector<std::string>{"--quiet"}, "xterm"),
-                                            {std::vector<std::string>{}, "dumb"},
-                                            {std::vector<std::string>{}, ""}}) {
-        const auto tool = start(options, terminal);
+TEST_F(TerminalTest, everyVerbThatReadsFilesShowsHowFarItHasCome) {
+    const std::string dictionary = m_directory.getPathOf("d");
+    ASSERT_EQ(0, runToolProcess({"load", m_directory.addFile("one.nt", TRIPLE), "-o", dictionary}).m_exitCode);
+    for (const auto& [arguments, line] :
+         {std::pair(std::vector<std::string>{"check", "in.nt"}, "\r\x1b[Kchecking: 21 bytes"),
+          {std::vector<std::string>{"estimate", "in.nt"}, "\r\x1b[Kestimating: 21 bytes"},
+          {std::vector<std::string>{"canonical", "in.nt", "-o", "out.nt"}, "\r\x1b[Krewriting: 21 bytes"},
+          {std::vector<std::string>{"encode", "in.nt", "-d", "d", "-o", "out.nt"}, "\r\x1b[Krewriting: 21 bytes"},
+          {std::vector<std::string>{"decode", "in.nt", "-d", "d", "-o", "out.nt"}, "\r\x1b[Krewriting: 21 bytes"}}) {
+        const auto tool = start(arguments);
+        write(TRIPLE);
+        EXPECT_NE(std::string::npos, tool->readTo(line).find(line)) << arguments.front();
+        closePipe();
+        EXPECT_EQ(0, tool->waitForEnd()) << arguments.front();
+        EXPECT_LT(tool->getText().rfind("ing: "), tool->getText().rfind("\r\x1b[K")) << "the line is removed";
+    }
+}
+
+TEST_F(TerminalTest, isQuietOnDemandAndWhereALineWouldStay) {
+    for (const auto& [arguments, terminal] :
+         {std::pair(std::vector<std::string>{"load", "in.nt", "--quiet"}, "xterm"),
+          {std::vector<std::string>{"load", "in.nt"}, "dumb"},
+          {std::vector<std::string>{"load", "in.nt"}, ""},
+          {std::vector<std::string>{"check", "in.nt", "--quiet"}, "xterm"},
+          {std::vector<std::string>{"estimate", "in.nt", "--quiet"}, "xterm"},
+          {std::vector<std::string>{"canonical", "in.nt", "-o", "out.nt", "--quiet"}, "xterm"},
+          {std::vector<std::string>{"canonical", "in.nt", "-o", "-"}, "xterm"}}) {
+        const auto tool = start(arguments, terminal);
         write(TRIPLE);
         std::this_thread::sleep_for(std::chrono::milliseconds(700)); // longer than until the first line
         closePipe();
         EXPECT_EQ(0, tool->waitForEnd());
-        EXPECT_TRUE(tool->getText().starts_with("triples")) << tool->getText();
+        EXPECT_EQ(std::string::npos, tool->getText().find("ing: ")) << tool->getText();
     }
 }
 

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "tools/melnar-dict/input/InputFiles.h"
+#include "tools/melnar-dict/pieces/InputJournal.h"
+#include "tools/melnar-dict/shell/MessageOutput.h"
+#include "tools/melnar-dict/threads/ProgressReporter.h"
+
+#include "Engine/core/platform/Unmovable.h"
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+/// Shows while it lives how many bytes and statements of files have been read.
+///
+/// Ownership  Refers to the messages and the journal.
+/// Threads    The counter is for all. The rest: alone.
+class StatementProgress : private Unmovable {
+public:
+    /// `work` is what is done, such as: checking.
+    StatementProgress(MessageOutput& messages, ProgressMode mode, const std::string& work, const InputFiles& files,
+                      const InputJournal& journal);
+
+    /// Returns the counter of the bytes that are read.
+    std::atomic<uint64_t>& getBytesRead() { return m_bytesRead; }
+
+private:
+    std::atomic<uint64_t> m_bytesRead = 0;
+    const ProgressReporter m_reporter;
+};
