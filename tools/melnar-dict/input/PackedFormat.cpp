@@ -77,6 +77,13 @@ std::string_view withoutPackedExtension(const std::string_view fileName) {
     return fileName.substr(0, fileName.size() - (description == nullptr ? 0 : description->m_extension.size()));
 }
 
+void refusePackedOutput(const std::string& outputName) {
+    if (const Description* const description = describeFile(outputName))
+        throw ToolFailure(ExitCode::USAGE, "output '" + outputName + "' would be plain text, not " +
+                                               description->m_name +
+                                               " as its name says; give it another name and pack it afterwards");
+}
+
 void failAsUnsound(const PackedFormat format, const std::string& cause) {
     throw ToolFailure(ExitCode::FAILURE, std::string("not a sound ") +
                                              DESCRIPTIONS[static_cast<size_t>(format)].m_name + " file: " + cause);

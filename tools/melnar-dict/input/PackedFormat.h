@@ -20,6 +20,9 @@ std::optional<PackedFormat> packedFormatOfFile(std::string_view fileName);
 /// The name without the extension that promises a packed format, if it has one.
 std::string_view withoutPackedExtension(std::string_view fileName);
 
+/// Throws a ToolFailure with ExitCode::USAGE if the name of an output promises a packed format: the tool packs nothing.
+void refusePackedOutput(const std::string& outputName);
+
 /// Throws a ToolFailure with ExitCode::FAILURE: the file is not what its format demands.
 [[noreturn]] void failAsUnsound(PackedFormat format, const std::string& cause);
 

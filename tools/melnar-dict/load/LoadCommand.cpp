@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/load/LoadCommand.h"
 
+#include "tools/melnar-dict/input/PackedFormat.h"
 #include "tools/melnar-dict/load/FileLoader.h"
 #include "tools/melnar-dict/load/LoadReport.h"
 #include "tools/melnar-dict/pieces/InputJournal.h"
@@ -68,6 +69,7 @@ bool checkOutput(const LoadOptions& options) {
 
 /// Refuses a file for what is skipped that would destroy something.
 void checkRejectedFile(const LoadOptions& options) {
+    refusePackedOutput(options.m_rejectedName);
     const OutputCheck check(options.m_rejectedName, options.m_output.m_isForced);
     for (const auto& [fileName, format] : options.m_files)
         check.refuseInput(fileName);

@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/rewrite/RewriteOutput.h"
 
+#include "tools/melnar-dict/input/PackedFormat.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/StandardStream.h"
 
@@ -10,6 +11,7 @@ bool isStandardOutput(const OutputOptions& options) {
 }
 
 void check(const OutputOptions& options, const std::vector<std::string>& inputNames) {
+    refusePackedOutput(options.m_outputName);
     const OutputCheck check = isStandardOutput(options) ? OutputCheck::ofStandardOutput()
                                                         : OutputCheck(options.m_outputName, options.m_isForced);
     for (const std::string& inputName : inputNames)

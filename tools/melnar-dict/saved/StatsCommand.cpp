@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/saved/StatsCommand.h"
 
+#include "tools/melnar-dict/input/PackedFormat.h"
 #include "tools/melnar-dict/saved/DictionaryPage.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/OutputFile.h"
@@ -35,6 +36,7 @@ std::string makePage(const StatsOptions& options) {
 
 /// Refuses a page that would destroy something.
 void checkOutput(const StatsOptions& options) {
+    refusePackedOutput(options.m_page.m_outputName);
     const OutputCheck check(options.m_page.m_outputName, options.m_page.m_isForced);
     check.refuseInput(options.m_dictionaryName);
     check.requireBeginningOrNothing(BEGINNING_OF_A_DICTIONARY_PAGE, "a page of stats");

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <sys/stat.h>
@@ -285,6 +286,20 @@ TEST_F(OverwritingTest, whatIsRejectedReplacesNoInputNoOtherOutputAndNoDictionar
     EXPECT_EQ(before, getContentsOf("d"));
     EXPECT_EQ(0, run({"load", "--lenient", "bad.nt", "--rejected", "d", "--force"}).m_exitCode);
     EXPECT_EQ(NO_TRIPLES, getContentsOf("d"));
+}
+
+TEST_F(OverwritingTest, anOutputThatWouldNotBeWhatItsNameSaysIsRefused) {
+    for (const auto& [extension, format] : {std::pair("gz", "gzip"), {"BZ2", "bzip2"}, {"xz", "xz"}, {"zst", "zstd"}}) {
+        const std::string name = std::string("out.nt.") + extension;
+        m_directory.addFile(name, "old");
+        const std::string message = "output '" + name + "' would be plain text, not " + format +
+                                    " as its name says; give it another name and pack it afterwards";
+        expectRefusalEvenByForce({"canonical", "bad.nt", "-o", name}, name, message);
+        for (const char* const verb : {"encode", "decode"})
+            expectRefusalEvenByForce({verb, "bad.nt", "-d", "d", "-o", name}, name, message);
+        expectRefusalEvenByForce({"load", "bad.nt", "--lenient", "--rejected", name}, name, message);
+        expectRefusalEvenByForce({"stats", "d", "--html", name}, name, message);
+    }
 }
 
 } // namespace
