@@ -51,6 +51,32 @@ ExitCode print(const std::string_view text, StandardOutput& output) {
     return ExitCode::DONE;
 }
 
+ToolFailure failureOfCurrentException() {
+    try {
+        throw;
+    } catch (const ToolFailure& failure) {
+        return failure;
+    } catch (...) {
+        return {ExitCode::FAILURE, inputErrorOfCurrentException().m_cause};
+    }
+}
+
+/// Tells what ends the work as JSON too, if JSON was asked for.
+ExitCode runVerb(const Verb& verb, StandardOutput& output) {
+    try {
+        return verb.m_run(output, std::cerr);
+    } catch (...) {
+        if (const VerbDescription& description = verb.m_description;
+            description.m_asksForJson != nullptr && *description.m_asksForJson)
+            try {
+                const ToolFailure failure = failureOfCurrentException();
+                printError(failure.what(), failure.getExitCode(), description.m_jsonLayout, output);
+            } catch (...) { // NOLINT(bugprone-empty-catch): the first failure is the one to report
+            }
+        throw;
+    }
+}
+
 ExitCode run(const std::vector<std::string>& arguments, StandardOutput& output) {
     const std::vector<Verb> verbs = makeVerbs();
     if (arguments.empty()) {
@@ -68,7 +94,7 @@ ExitCode run(const std::vector<std::string>& arguments, StandardOutput& output) 
     const Verb& verb = findVerb(verbs, first);
     return readCommandLine(verb.m_description, {std::next(arguments.begin()), arguments.end()}) == Request::HELP
                ? print(makeHelpText(verb.m_description), output)
-               : verb.m_run(output, std::cerr);
+               : runVerb(verb, output);
 }
 
 } // namespace
@@ -77,11 +103,9 @@ ExitCode runTool(const std::vector<std::string>& arguments) {
     try {
         StandardOutput output(STDOUT_FILENO);
         return run(arguments, output);
-    } catch (const ToolFailure& failure) {
+    } catch (...) {
+        const ToolFailure failure = failureOfCurrentException();
         std::cerr << "melnar-dict: " << toPrintableLines(failure.what()) << '\n';
         return failure.getExitCode();
-    } catch (...) {
-        std::cerr << "melnar-dict: " << toPrintableLines(inputErrorOfCurrentException().m_cause) << '\n';
-        return ExitCode::FAILURE;
     }
 }

@@ -141,8 +141,11 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
     loadFiles(options, dictionary, journal, messages);
     if (rejectedFile)
         rejectedFile->close();
-    if (journal.isStopped())
+    if (journal.isStopped()) {
+        if (options.m_asksForJson)
+            printError(journal.getLastError(), journal.getExitCode(), JsonLayout::DOCUMENT, output);
         return journal.getExitCode();
+    }
     journal.reportHiddenErrors();
     dictionary.commit();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - start;

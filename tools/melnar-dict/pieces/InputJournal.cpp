@@ -76,23 +76,23 @@ void InputJournal::report(const Result& result) {
         if (isFatal(error)) {
             m_exitCode = error.m_exitCode;
             reportHiddenErrors();
-            report(error);
+            m_lastError = describe(error);
+            m_messages.write(m_lastError + '\n');
         } else if (m_numberOfErrors < m_settings.m_numberOfErrorsShown && !m_settings.m_isQuiet)
-            report(error);
+            m_messages.write(describe(error) + '\n');
         else
             ++m_numberOfHiddenErrors;
         ++m_numberOfErrors;
     }
 }
 
-void InputJournal::report(const InputError& error) {
+std::string InputJournal::describe(const InputError& error) const {
     std::string message = toPrintable(m_fileName) + ':';
     if (error.m_line != 0)
         message += std::to_string(m_firstLine + error.m_line - 1) + ':';
     if (error.m_column != 0)
         message += std::to_string(error.m_column) + ':';
     // What is wrong with the data quotes it; other causes may have several lines.
-    m_messages.write(
-        message + ' ' +
-        (error.m_exitCode == ExitCode::BAD_DATA ? toPrintable(error.m_cause) : toPrintableLines(error.m_cause)) + '\n');
+    return message + ' ' +
+           (error.m_exitCode == ExitCode::BAD_DATA ? toPrintable(error.m_cause) : toPrintableLines(error.m_cause));
 }

@@ -69,6 +69,9 @@ public:
     /// That of the error that stopped the load, or DONE.
     ExitCode getExitCode() const noexcept { return m_exitCode; }
 
+    /// How that error was reported, without a line end.
+    const std::string& getLastError() const noexcept { return m_lastError; }
+
 private:
     struct Result {
         uint64_t m_numberOfLineEnds;
@@ -81,7 +84,7 @@ private:
 
     bool isFatal(const InputError& error) const noexcept;
     void report(const Result& result);
-    void report(const InputError& error);
+    std::string describe(const InputError& error) const;
 
     const Settings m_settings;
     std::atomic<bool> m_isStopped = false; // only a hint to stop early, so relaxed accesses do
@@ -99,4 +102,5 @@ private:
     uint64_t m_numberOfErrors = 0;
     uint64_t m_numberOfHiddenErrors = 0; // since this was said
     ExitCode m_exitCode = ExitCode::DONE;
+    std::string m_lastError; // nothing unless it stopped the load
 };

@@ -67,8 +67,11 @@ ExitCode runCheck(const CheckOptions& options, StandardOutput& output, std::ostr
     InputJournal journal(
         {options.m_reading.m_isLenient, std::numeric_limits<uint64_t>::max(), options.m_feedback.m_isQuiet}, messages);
     checkFiles(options, journal, messages);
-    if (journal.isStopped())
+    if (journal.isStopped()) {
+        if (options.m_asksForJson)
+            printError(journal.getLastError(), journal.getExitCode(), JsonLayout::DOCUMENT, output);
         return journal.getExitCode();
+    }
     const size_t files = options.m_files.size();
     const uint64_t statements = journal.getCounts().m_statements;
     const uint64_t errors = journal.getNumberOfErrors();

@@ -7,3 +7,8 @@ std::string toText(const Json& json, const JsonLayout layout) {
     text += '\n';
     return text;
 }
+
+void printError(const std::string& error, const ExitCode exitCode, const JsonLayout layout, StandardOutput& output) {
+    output.write(toText(Json{{"error", error}, {"exitCode", static_cast<int>(exitCode)}}, layout));
+    output.flush();
+}

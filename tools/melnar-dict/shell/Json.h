@@ -1,5 +1,8 @@
 #pragma once
 
+#include "tools/melnar-dict/shell/ExitCode.h"
+#include "tools/melnar-dict/shell/StandardOutput.h"
+
 #include <nlohmann/json_fwd.hpp>
 
 #include <string>
@@ -12,3 +15,7 @@ enum class JsonLayout { DOCUMENT, ROW };
 
 /// Returns the JSON with a line feed at its end. Bytes that are not UTF-8 become U+FFFD, since JSON has no others.
 std::string toText(const Json& json, JsonLayout layout);
+
+/// Prints what has ended a verb, which is none the less to be told on standard error: an object with the keys `error`
+/// and `exitCode`.
+void printError(const std::string& error, ExitCode exitCode, JsonLayout layout, StandardOutput& output);

@@ -53,6 +53,8 @@ void addJson(VerbDescription& verb, const JsonLayout layout, bool& variable) {
                  layout == JsonLayout::DOCUMENT ? "print JSON instead of text"
                                                 : "print a JSON object a line instead of text",
                  variable);
+    verb.m_asksForJson = &variable;
+    verb.m_jsonLayout = layout;
 }
 
 void addOutput(VerbDescription& verb, const OutputKind kind, const std::string& valueName,

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tools/melnar-dict/shell/Json.h"
+
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -52,6 +54,8 @@ struct VerbDescription {
     std::vector<Operand> m_operands{};
     std::vector<Option> m_options{};
     std::vector<std::function<void()>> m_checks{}; // are called when all arguments have been taken
+    const bool* m_asksForJson = nullptr;           // whether JSON was asked for; null for a verb that prints none
+    JsonLayout m_jsonLayout{};
 
     /// A file, for which "-" cannot stand.
     void addFileOperand(const std::string& name, const std::string& noun, std::string& variable);

@@ -68,6 +68,18 @@ TEST_F(CheckCommandTest, endsAtTheFirstErrorUnlessLenient) {
               m_errorOutput.str());
 }
 
+TEST_F(CheckCommandTest, tellsTheErrorThatEndsItAsJson) {
+    add("a.nt", "<a:s> <a:p> .\n");
+    m_options.m_asksForJson = true;
+    ASSERT_EQ(ExitCode::BAD_DATA, run());
+    EXPECT_EQ("{\n  \"error\": \"" + m_options.m_files[0].first +
+                  ":1:13: expected an object, found '.'\",\n  \"exitCode\": 1\n}\n",
+              getOutput());
+    m_options.m_reading.m_isLenient = true;
+    ASSERT_EQ(ExitCode::BAD_DATA, run());
+    EXPECT_EQ("{\n  \"files\": 1,\n  \"statements\": 0,\n  \"errors\": 1\n}\n", getOutput());
+}
+
 TEST_F(CheckCommandTest, isQuietOnDemandAboutErrorsThatStopNothing) {
     add("a.nt", "<a:s> <a:p> .\n");
     m_options.m_feedback.m_isQuiet = true;

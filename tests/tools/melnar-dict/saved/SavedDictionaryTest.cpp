@@ -392,7 +392,55 @@ TEST_F(SavedDictionaryTest, verifyTellsItAsJson) {
     damage("d", getContentsOf("d").size() / 2);
     const ToolResult damaged = run({"verify", "d", "--json"});
     EXPECT_EQ(3, damaged.m_exitCode);
-    EXPECT_EQ("", damaged.m_output);
+    const nlohmann::json json = nlohmann::json::parse(damaged.m_output);
+    EXPECT_EQ(3, json["exitCode"]);
+    EXPECT_EQ("melnar-dict: " + json["error"].get<std::string>() + '\n', damaged.m_errorOutput);
+}
+
+TEST_F(SavedDictionaryTest, everyVerbTellsWhatEndsItAsJson) {
+    damage("d", getContentsOf("d").size() / 2);
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"verify", "d"},
+                                                      {"stats", "d"},
+                                                      {"get", "d", "1"},
+                                                      {"lookup", "d", "'one'"},
+                                                      {"dump", "d"},
+                                                      {"compact", "d"},
+                                                      {"load", "in.nt", "--into", "d"},
+                                                      {"load", "absent.nt"},
+                                                      {"estimate", "absent.nt"},
+                                                      {"check", "absent.nt"},
+                                                      {"load", "in.nt", "-o", "in.nt"},
+                                                      {"compact", "d", "-o", "in.nt"}}) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        const ToolResult text = run(arguments);
+        EXPECT_EQ("", text.m_output);
+        std::vector<std::string> withJson = arguments;
+        withJson.emplace_back("--json");
+        const ToolResult result = run(withJson);
+        EXPECT_EQ(text.m_exitCode, result.m_exitCode);
+        EXPECT_EQ(text.m_errorOutput, result.m_errorOutput);
+        const nlohmann::json json = nlohmann::json::parse(result.m_output);
+        EXPECT_EQ(2u, json.size());
+        EXPECT_EQ(result.m_exitCode, json["exitCode"]);
+        EXPECT_TRUE(result.m_errorOutput.ends_with(json["error"].get<std::string>() + '\n')) << result.m_errorOutput;
+        ToolInput input;
+        input.m_outputPath = "/dev/full";
+        input.m_workingDirectory = m_directory.getPathOf("");
+        EXPECT_LT(0, runToolProcess(withJson, input).m_exitCode) << "it ends, and not by a signal";
+    }
+    EXPECT_EQ("", run({"verify", "d", "--json", "--unknown"}).m_output);
+}
+
+TEST_F(SavedDictionaryTest, rowsThatWerePrintedStandBeforeWhatEndsTheVerb) {
+    const std::string one = run({"get", "d", "--json", "1"}).m_output;
+    const ToolResult result = run({"get", "d", "--json", "1", "-"}, std::string(200, 'x'));
+    EXPECT_EQ(one, result.m_output) << "a line that is no ID ends nothing";
+    ToolInput input;
+    input.m_workingDirectory = m_directory.getPathOf("");
+    input.m_inputPath = m_directory.getPathOf(""); // a folder cannot be read
+    const ToolResult failed = runToolProcess({"get", "d", "--json", "1", "-"}, input);
+    EXPECT_EQ(3, failed.m_exitCode);
+    EXPECT_EQ(one + "{\"error\":\"Is a directory\",\"exitCode\":3}\n", failed.m_output);
 }
 
 TEST_F(SavedDictionaryTest, aDictionaryIsNeitherStandardInputNorOutput) {
