@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -41,10 +43,60 @@ std::string endBy(const int signalNumber) {
                                    : "exit " + std::to_string(128 + signalNumber);
 }
 
-/// The tool, running, with standard input that stays open and empty until it is interrupted.
-class WaitingTool {
+/// Returns whether a process ends before a minute is over; it can still be waited for then.
+bool endsSoon(const pid_t process) {
+    for (int attempt = 0; attempt < 6000; ++attempt) {
+        siginfo_t end{};
+        EXPECT_EQ(0, ::waitid(P_PID, static_cast<id_t>(process), &end, WEXITED | WNOHANG | WNOWAIT));
+        if (end.si_pid == process)
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
+
+/// A pipe that the tool writes to and that nobody reads.
+class UnreadPipe : private Unmovable {
 public:
-    explicit WaitingTool(const std::vector<std::string>& arguments, const std::vector<int>& ignoredSignals = {}) {
+    UnreadPipe() {
+        EXPECT_EQ(0, ::pipe2(m_ends.data(), O_CLOEXEC));
+        m_capacity = ::fcntl(m_ends[1], F_SETPIPE_SZ, 1);
+        EXPECT_LT(0, m_capacity);
+    }
+    ~UnreadPipe() {
+        ::close(m_ends[0]);
+        ::close(m_ends[1]);
+    }
+
+    int getWritingEnd() const { return m_ends[1]; }
+
+    /// Waits until nothing more can be written. Returns false if that does not come.
+    bool becomesFull() const { return holds(m_capacity); }
+
+    /// The same until there is anything in it.
+    bool isWrittenTo() const { return holds(1); }
+
+private:
+    bool holds(const int numberOfBytes) const {
+        for (int attempt = 0; attempt < 6000; ++attempt) {
+            int unreadBytes = 0;
+            EXPECT_EQ(0, ::ioctl(m_ends[0], FIONREAD, &unreadBytes));
+            if (unreadBytes >= numberOfBytes)
+                return true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return false;
+    }
+
+    std::array<int, 2> m_ends{};
+    int m_capacity = 0;
+};
+
+/// The tool, running, with standard input that stays open and empty until it is interrupted.
+class WaitingTool : private Unmovable {
+public:
+    explicit WaitingTool(const std::vector<std::string>& arguments, const std::vector<int>& ignoredSignals = {},
+                         const int outputDescriptor = STDOUT_FILENO) {
         int pipeEnds[2];
         EXPECT_EQ(0, ::pipe2(pipeEnds, O_CLOEXEC));
         std::vector<char*> argumentPointers{const_cast<char*>("melnar-dict")};
@@ -54,6 +106,7 @@ public:
         m_processID = ::fork();
         if (m_processID == 0) {
             ::dup2(pipeEnds[0], STDIN_FILENO);
+            ::dup2(outputDescriptor, STDOUT_FILENO);
             for (const int signalNumber : SIGNALS)
                 ::signal(signalNumber, SIG_DFL);
             for (const int signalNumber : ignoredSignals)
@@ -80,6 +133,19 @@ public:
         return false;
     }
 
+    /// Writes the same to the tool's standard input again and again, until the tool ends, and counts the bytes.
+    void writeForEver(const std::string& input, std::atomic<uint64_t>& written) const {
+        const auto previous = std::signal(SIGPIPE, SIG_IGN);
+        for (size_t begin = 0;;) {
+            const ssize_t result = ::write(m_inputEnd, input.data() + begin, input.size() - begin);
+            if (result < 0)
+                break;
+            written.fetch_add(static_cast<uint64_t>(result));
+            begin = (begin + static_cast<size_t>(result)) % input.size();
+        }
+        std::signal(SIGPIPE, previous);
+    }
+
     /// Writes to the tool's standard input until the tool ends.
     void write(const std::string& input) const {
         const auto previous = std::signal(SIGPIPE, SIG_IGN);
@@ -96,7 +162,12 @@ public:
         return awaitEnd();
     }
 
-    std::string awaitEnd() const { return waitForEnd(m_processID); }
+    std::string awaitEnd() const {
+        if (endsSoon(m_processID))
+            return waitForEnd(m_processID);
+        send(SIGKILL);
+        return "no end, but " + waitForEnd(m_processID);
+    }
 
 private:
     pid_t m_processID;
@@ -264,6 +335,147 @@ TEST(InterruptionTest, anErrorEndsALoadThoughNoMoreBytesCome) {
             tool.write(input);
             EXPECT_EQ("exit 1", tool.awaitEnd());
         }
+}
+
+/// What the verbs are interrupted in the midst of.
+class InterruptedWorkTest : public testing::Test {
+protected:
+    /// There are triples, "in.nt", and a dictionary of them, "d".
+    InterruptedWorkTest() : m_triples(makeTriples()), m_turtle("@prefix : <urn:> .\n" + m_triples) {
+        m_directory.addFile("in.nt", m_triples);
+        EXPECT_EQ(0, runToolProcess({"load", getPathOf("in.nt"), "-o", getPathOf("d")}).m_exitCode);
+    }
+
+    static std::string makeTriples() {
+        std::string text;
+        for (unsigned number = 0; number < 5000; ++number)
+            text += "<urn:s> <urn:p> \"" + std::to_string(number * 2654435761u) + "\"@en .\n";
+        return text;
+    }
+
+    std::string getPathOf(const std::string& name) const { return m_directory.getPathOf(name); }
+
+    void expectNothingLeft() const {
+        for (const char* const name : {"out", "out.saving", "out.lock"})
+            EXPECT_FALSE(std::filesystem::exists(getPathOf(name))) << name;
+    }
+
+    /// Expects a verb whose input does not end to end by Ctrl-C when it has read much of it.
+    void expectEndInTheMidstOf(const std::vector<std::string>& arguments, const std::string& input,
+                               const std::string& beginning = "") const {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        constexpr uint64_t MUCH = 1 << 20; // more than what a pipe holds
+        const WaitingTool tool(arguments, {}, m_nowhere);
+        std::string repeated;
+        while (repeated.size() < MUCH / 16)
+            repeated += input;
+        std::atomic<uint64_t> written = 0;
+        std::thread writer([&] {
+            tool.write(beginning);
+            tool.writeForEver(repeated, written);
+        });
+        for (int attempt = 0; attempt < 6000 && written.load() < MUCH; ++attempt)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        EXPECT_LE(MUCH, written.load());
+        EXPECT_EQ("exit 130", tool.interrupt(SIGINT));
+        writer.join();
+        expectNothingLeft();
+    }
+
+    ~InterruptedWorkTest() override { ::close(m_nowhere); }
+
+    const TemporaryDirectory m_directory;
+    const int m_nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    const std::string m_triples;
+    const std::string m_turtle;
+};
+
+TEST_F(InterruptedWorkTest, aLoadOfInputThatNeverEndsIsEnded) {
+    for (const char* const threads : {"1", "2"}) {
+        const std::vector<std::string> arguments{"load", "-", "--threads", threads, "-o", getPathOf("out"), "--format"};
+        const auto load = [&](const char* const format, const std::string& input, const std::string& beginning = "") {
+            std::vector<std::string> all = arguments;
+            all.emplace_back(format);
+            expectEndInTheMidstOf(all, input, beginning);
+        };
+        for (const std::string& input : {m_triples, gzip(m_triples), bzip2(m_triples), xz(m_triples),
+                                         xz(m_triples, {.m_blockSize = 1 << 16}), zstd(m_triples)})
+            load("nt", input);
+        load("ttl", m_turtle);
+        load("ttl", gzip(m_turtle));
+        load("nt", "x", "<urn:s> <urn:p> \"");         // one line
+        load("ttl", "<urn:o> , ", "<urn:s> <urn:p> "); // one statement
+    }
+}
+
+TEST_F(InterruptedWorkTest, everyVerbThatReadsInputThatNeverEndsIsEnded) {
+    const std::string faulty = m_triples + "faulty\n";
+    expectEndInTheMidstOf({"load", "-", "--format", "nt", "--lenient", "--quiet", "--rejected", getPathOf("rejected")},
+                          faulty);
+    expectEndInTheMidstOf({"check", "-", "--format", "nt", "--lenient", "--quiet"}, faulty);
+    expectEndInTheMidstOf({"check", "-", "--format", "ttl"}, m_turtle);
+    expectEndInTheMidstOf({"canonical", "-", "--format", "nt", "-o", getPathOf("out")}, m_triples);
+    expectEndInTheMidstOf({"canonical", "-", "--format", "ttl", "-o", getPathOf("out")}, m_turtle);
+    expectEndInTheMidstOf({"encode", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")}, m_triples);
+    expectEndInTheMidstOf({"decode", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")},
+                          "<urn:s> <urn:p> <melnar:1> .\n");
+    expectEndInTheMidstOf({"estimate", "-", "--format", "nt"}, m_triples);
+    expectEndInTheMidstOf({"lookup", getPathOf("d"), "-"}, "\"x\"\n");
+    expectEndInTheMidstOf({"get", getPathOf("d"), "-"}, "1\n");
+}
+
+TEST_F(InterruptedWorkTest, aVerbIsEndedWhenNoInputComes) {
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"load", "-", "--format", "nt", "-o", getPathOf("out")},
+          {"load", "-", "--format", "ttl", "--threads", "1", "-o", getPathOf("out")},
+          {"load", "-", "--format", "ttl", "--threads", "2", "-o", getPathOf("out")},
+          {"estimate", "-", "--format", "nt"},
+          {"check", "-", "--format", "nt"},
+          {"canonical", "-", "--format", "nt", "-o", getPathOf("out")},
+          {"encode", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")},
+          {"decode", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")},
+          {"lookup", getPathOf("d"), "-"},
+          {"get", getPathOf("d"), "-"}}) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        const WaitingTool tool(arguments);
+        ASSERT_TRUE(tool.takes("#"));
+        EXPECT_EQ("exit 130", tool.interrupt(SIGINT));
+        expectNothingLeft();
+    }
+}
+
+TEST_F(InterruptedWorkTest, aVerbIsEndedWhenNobodyReadsItsOutput) {
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"dump", getPathOf("d")},
+          {"canonical", getPathOf("in.nt"), "-o", "-"},
+          {"encode", getPathOf("in.nt"), "-d", getPathOf("d"), "-o", "-"},
+          {"decode", getPathOf("in.nt"), "-d", getPathOf("d"), "-o", "-"}}) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        const UnreadPipe output;
+        const WaitingTool tool(arguments, {}, output.getWritingEnd());
+        ASSERT_TRUE(output.becomesFull());
+        EXPECT_EQ("exit 130", tool.interrupt(SIGINT));
+    }
+}
+
+TEST_F(InterruptedWorkTest, aWaitForAnotherWriterIsEndedAndLeavesTheOtherItsLock) {
+    const WaitingTool holder({"load", "-", "--format", "nt", "-o", getPathOf("out")});
+    ASSERT_TRUE(holder.takes("#"));
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"load", getPathOf("in.nt"), "-o", getPathOf("out"), "--wait"},
+          {"canonical", getPathOf("in.nt"), "-o", getPathOf("out"), "--wait"}}) {
+        const UnreadPipe messages;
+        ToolInput input;
+        input.m_errorDescriptor = messages.getWritingEnd();
+        RunningTool tool(arguments, input);
+        ASSERT_TRUE(messages.isWrittenTo()) << "that it waits";
+        tool.send(SIGINT);
+        ASSERT_TRUE(endsSoon(tool.getProcessID()));
+        EXPECT_EQ(130, tool.wait().m_exitCode);
+        EXPECT_TRUE(std::filesystem::exists(getPathOf("out.lock")));
+    }
+    EXPECT_EQ("exit 130", holder.interrupt(SIGINT));
+    expectNothingLeft();
 }
 
 } // namespace
