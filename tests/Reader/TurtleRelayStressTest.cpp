@@ -1,32 +1,52 @@
 #include "tests/Reader/ReadInBlocks.h"
 #include "tests/Reader/Recorder.h"
+#include "tests/Reader/TextsToCut.h"
+#include "tests/Reader/W3cManifest.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <mutex>
+#include <barrier>
+#include <cstddef>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
 
 using namespace Rdf;
 
-/// Reads a text with several threads, which take its blocks as they come to them.
-ReadResult readWithThreads(const std::string& text, const size_t size, const size_t numberOfThreads,
-                           const ReaderOptions& options) {
-    const std::vector<TurtleRelay::Block> blocks = cutText(text, size, options.m_syntax);
+class TurtleRelayStressTest : public testing::Test {
+protected:
+    ReadResult readWithThreads(const std::vector<TurtleRelay::Block>& blocks, size_t numberOfThreads,
+                               const ReaderOptions& options);
+
+    size_t m_numberOfSharedTexts = 0; // of which several threads have read blocks
+};
+
+/// Reads the blocks of a text with several threads, which take them as they come to them.
+ReadResult TurtleRelayStressTest::readWithThreads(const std::vector<TurtleRelay::Block>& blocks,
+                                                  const size_t numberOfThreads, const ReaderOptions& options) {
     std::vector<ReadResult> results(blocks.size() + 1);
     TurtleRelay relay(options);
     std::atomic<size_t> next = 0;
+    std::atomic<size_t> numberOfReaders = 0;
+    std::barrier start(static_cast<std::ptrdiff_t>(numberOfThreads));
     std::vector<std::thread> threads;
     const auto readSome = [&](const bool isLast) {
         TurtleRelay::Runner* current = nullptr;
         Recorder recorder([&current](const Term& term) { return current->locate(term); });
         TurtleRelay::Runner runner(relay, recorder);
         current = &runner;
+        if (!isLast)
+            start.arrive_and_wait();
+        bool hasRead = false;
         for (size_t index = next++; index < blocks.size(); index = next++) {
+            if (!std::exchange(hasRead, true))
+                ++numberOfReaders;
             recorder.withdraw();
             runner.read(blocks[index]);
             results[index] = recorder.m_result;
@@ -41,6 +61,8 @@ ReadResult readWithThreads(const std::string& text, const size_t size, const siz
         threads.emplace_back(readSome, false);
     for (std::thread& thread : threads)
         thread.join();
+    if (numberOfReaders > 1)
+        ++m_numberOfSharedTexts;
     readSome(true);
     ReadResult all;
     for (const ReadResult& result : results)
@@ -48,7 +70,7 @@ ReadResult readWithThreads(const std::string& text, const size_t size, const siz
     return all;
 }
 
-TEST(TurtleRelayStressTest, threadsFindWhatOneReaderFinds) {
+TEST_F(TurtleRelayStressTest, threadsFindWhatOneReaderFinds) {
     std::string text = "@prefix : <u:> .\n";
     for (int number = 0; number < 4000; ++number) {
         const std::string literal = "'number " + std::to_string(number) + "'";
@@ -69,8 +91,44 @@ TEST(TurtleRelayStressTest, threadsFindWhatOneReaderFinds) {
             const ReadResult whole = readText(text, options);
             for (const size_t numberOfThreads : {size_t(2), size_t(5)})
                 for (const size_t size : {size_t(60), size_t(1000), size_t(20'000)})
-                    ASSERT_EQ(whole, readWithThreads(text, size, numberOfThreads, options));
+                    ASSERT_EQ(whole, readWithThreads(cutText(text, size, syntax), numberOfThreads, options));
         }
+    EXPECT_GT(m_numberOfSharedTexts, 0u);
+}
+
+TEST_F(TurtleRelayStressTest, threadsFindWhatOneReaderFindsWhereverTheTextIsCut) {
+    for (const Syntax syntax : {Syntax::TURTLE, Syntax::TRIG})
+        for (const std::string& text : syntax == Syntax::TURTLE ? TURTLE_TEXTS : TRIG_TEXTS)
+            for (const bool isLenient : {false, true}) {
+                ReaderOptions options = strict(syntax);
+                options.m_isLenient = isLenient;
+                const ReadResult whole = readText(text, options);
+                for (size_t first = 0; first <= text.size(); first += 3)
+                    for (size_t second = first; second <= text.size(); second += 10)
+                        ASSERT_EQ(whole, readWithThreads(cutText(text, {first, second, second}), 2, options))
+                            << text << first << ' ' << second;
+            }
+    EXPECT_GT(m_numberOfSharedTexts, 0u);
+}
+
+TEST_F(TurtleRelayStressTest, threadsFindInTheW3cTestsWhatOneReaderFinds) {
+    const char* const data = std::getenv("MELNAR_DATA");
+    if (data == nullptr)
+        GTEST_SKIP() << "MELNAR_DATA names no folder";
+    size_t numberOfFiles = 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(data)) {
+        const std::string extension = entry.path().extension();
+        if (extension != ".ttl" && extension != ".trig")
+            continue;
+        ++numberOfFiles;
+        const std::string text = readWholeFile(entry.path());
+        const ReaderOptions options = strict(extension == ".ttl" ? Syntax::TURTLE : Syntax::TRIG);
+        const size_t size = 30 + text.size() / 20;
+        ASSERT_EQ(readText(text, options), readWithThreads(cutText(text, size, options.m_syntax), 3, options))
+            << entry.path();
+    }
+    EXPECT_GT(numberOfFiles, 800u);
+    EXPECT_GT(m_numberOfSharedTexts, 0u);
 }
 
 } // namespace

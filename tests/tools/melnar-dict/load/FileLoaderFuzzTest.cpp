@@ -49,11 +49,11 @@ struct FuzzedFormat {
     const std::vector<std::string>* m_seeds;
 };
 
-class FileLoaderFuzzTest : public testing::TestWithParam<FuzzedFormat> {};
+class FileLoaderFuzzConcurrentTest : public testing::TestWithParam<FuzzedFormat> {};
 
 /// Whatever the bytes are: nothing crashes, and what is found does not depend on how the file is cut and by how many
 /// threads it is read.
-TEST_P(FileLoaderFuzzTest, findsTheSameInDamagedTextHoweverItIsRead) {
+TEST_P(FileLoaderFuzzConcurrentTest, findsTheSameInDamagedTextHoweverItIsRead) {
     const size_t numberOfRounds = getNumberOfFuzzRounds(60);
     TextDamage damage(20240607);
     size_t numberOfTextsWithErrors = 0;
@@ -78,10 +78,13 @@ TEST_P(FileLoaderFuzzTest, findsTheSameInDamagedTextHoweverItIsRead) {
     EXPECT_LT(numberOfTextsWithErrors, 2 * numberOfRounds * GetParam().m_seeds->size());
 }
 
-INSTANTIATE_TEST_SUITE_P(NTriples, FileLoaderFuzzTest,
+INSTANTIATE_TEST_SUITE_P(NTriples, FileLoaderFuzzConcurrentTest,
                          testing::Values(FuzzedFormat{RdfFormat::N_TRIPLES, &TRIPLE_SEEDS}));
-INSTANTIATE_TEST_SUITE_P(NQuads, FileLoaderFuzzTest, testing::Values(FuzzedFormat{RdfFormat::N_QUADS, &QUAD_SEEDS}));
-INSTANTIATE_TEST_SUITE_P(Turtle, FileLoaderFuzzTest, testing::Values(FuzzedFormat{RdfFormat::TURTLE, &TURTLE_SEEDS}));
-INSTANTIATE_TEST_SUITE_P(TriG, FileLoaderFuzzTest, testing::Values(FuzzedFormat{RdfFormat::TRIG, &TURTLE_SEEDS}));
+INSTANTIATE_TEST_SUITE_P(NQuads, FileLoaderFuzzConcurrentTest,
+                         testing::Values(FuzzedFormat{RdfFormat::N_QUADS, &QUAD_SEEDS}));
+INSTANTIATE_TEST_SUITE_P(Turtle, FileLoaderFuzzConcurrentTest,
+                         testing::Values(FuzzedFormat{RdfFormat::TURTLE, &TURTLE_SEEDS}));
+INSTANTIATE_TEST_SUITE_P(TriG, FileLoaderFuzzConcurrentTest,
+                         testing::Values(FuzzedFormat{RdfFormat::TRIG, &TURTLE_SEEDS}));
 
 } // namespace
