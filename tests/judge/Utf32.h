@@ -1,0 +1,9 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+/// Decodes UTF-8. Throws Refusal if it is none.
+std::u32string toUtf32(std::string_view text);
+
+std::string toUtf8(std::u32string_view text);
