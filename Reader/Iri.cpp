@@ -27,8 +27,10 @@ void appendWithoutDotSegments(std::string_view path, std::string& output) {
     while (!path.empty()) {
         const bool isUp = startsWithSegment("/..");
         if (isUp || startsWithSegment("/.")) {
-            if (isUp)
-                output.resize(std::max(begin, std::min(output.rfind('/'), output.size())));
+            if (isUp) {
+                const size_t slash = output.rfind('/');
+                output.resize(slash == std::string::npos ? begin : std::max(begin, slash));
+            }
             path.remove_prefix(isUp ? 3 : 2);
             if (path.empty())
                 output += '/';

@@ -72,6 +72,8 @@ TEST(IriTest, basesOfOtherShapes) {
     EXPECT_EQ("file:///b", resolve("file:///a", "b"));
     EXPECT_EQ("http://a/b/x", resolve("http://a/b/c?q/r", "x"));
     EXPECT_EQ("s:/x", resolve("s:/a/b", "../../x"));
+    EXPECT_EQ("s:/x", resolve("s:a/b", "../x")) << "what a path without a slash begins with is taken away whole";
+    EXPECT_EQ("s:/x", resolve("s:a/../c", "x"));
     EXPECT_EQ("http://a//x", resolve("http://a//b", "x"));
     EXPECT_EQ("http://a/bä/x", resolve("http://a/bä/c", "x"));
 }
