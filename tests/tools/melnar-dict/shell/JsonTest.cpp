@@ -18,9 +18,15 @@ TEST(JsonTest, keepsTheOrderOfKeysAndEndsWithALineFeed) {
 }
 
 TEST(JsonTest, escapesWhatStringsMayNotHold) {
-    EXPECT_EQ("\"\\\"\\\\\\n\\u001b\x7F/\"\n", rowOf("\"\\\n\x1B\x7F/"));
+    EXPECT_EQ("\"\\\"\\\\\\n\\u001b/\"\n", rowOf("\"\\\n\x1B/"));
     EXPECT_EQ("\"\\u0000\"\n", rowOf(std::string(1, '\0')));
     EXPECT_EQ("\"\xC3\xA4\xF0\x9F\x98\x80\"\n", rowOf("\xC3\xA4\xF0\x9F\x98\x80"));
+}
+
+TEST(JsonTest, escapesWhatATerminalMayObey) {
+    EXPECT_EQ("\"\\u007f\\u0080 \\u009b\\u009f\"\n", rowOf("\x7F\xC2\x80 \xC2\x9B\xC2\x9F"));
+    EXPECT_EQ("\"~\xC2\xA0\xC2\xBF\xC3\x80\"\n", rowOf("~\xC2\xA0\xC2\xBF\xC3\x80"));
+    EXPECT_EQ("\x7F\xC2\x9B", Json::parse(rowOf("\x7F\xC2\x9B")).get<std::string>());
 }
 
 TEST(JsonTest, replacesWhatIsNotUtf8) {
