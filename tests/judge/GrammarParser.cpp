@@ -27,7 +27,7 @@ bool isTerminalName(const std::string& name) {
 GrammarParser::GrammarParser(EbnfRules rules, const std::string& startRule)
     : m_rules(std::move(rules)), m_automaton(m_rules) {
     addTerminal("IGNORED", m_rules.at("IGNORED"));
-    addTerminal("UNCLOSED", m_rules.at("UNCLOSED"));
+    addTerminal("MISTAKEN", m_rules.at("MISTAKEN"));
     addRule(startRule);
     m_grammarRules.front().m_following = bitOf(END_OF_TEXT);
     findFirst();

@@ -22,7 +22,7 @@ struct SyntaxTree {
 ///
 /// Method   Terminals are names without small letters, and texts in quotes. The longest that matches is taken, as the
 ///          recommendations say; what the rule IGNORED matches is left out, and
-///          what UNCLOSED matches is in no rule. The rules are followed from the start rule,
+///          what MISTAKEN matches is in no rule. The rules are followed from the start rule,
 ///          with the next terminal deciding where there is a choice. The constructor checks that it can decide
 ///          everywhere (the grammar is LL(1)), so that nothing that the grammar allows is missed.
 /// Depth    Rules within each other take the stack: some thousand brackets are too many.

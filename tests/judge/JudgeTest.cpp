@@ -86,8 +86,10 @@ TEST_F(JudgeTest, decidesTheSuitesAsTheW3cDoes) {
 TEST_F(JudgeTest, takesTheLongestTerminal) {
     EXPECT_EQ((JudgedStatements{"<u:> <p:> <u:a.b>"}),
               judge(Syntax::TURTLE, Version::RDF_1_1, "@prefix:<u:>.:<p:>:a.b.", BASE).m_statements);
-    EXPECT_TRUE(accepts(Syntax::TURTLE, "<a> <b> (1-2 'x' truefalse'''y''') ."));
-    EXPECT_FALSE(accepts(Syntax::TURTLE, "<a> <b> 1.e ."));
+    EXPECT_TRUE(accepts(Syntax::TURTLE, "PREFIX a:<a:> <a> <b> (1-2 'x' true'''y'''[]false[]a:b) ."));
+    for (const std::string text : {"<a> <b> 1.e .", "<a> atrue .", "<a> a5 .", "<a> <b> (true.5) .",
+                                   "<a> <b> ('x'@en-.5) .", "@prefixÃ¤: <b:> ."})
+        EXPECT_FALSE(accepts(Syntax::TURTLE, text)) << text;
     EXPECT_FALSE(accepts(Syntax::TURTLE, "<a> <b> ('''x' ) .")) << "no empty string before 'x'";
     EXPECT_FALSE(accepts(Syntax::N_QUADS, "<a:a> <a:b> 'x' ."));
     EXPECT_TRUE(accepts(Syntax::N_QUADS, "_:a<a:b>\"x\"@e_:c."));

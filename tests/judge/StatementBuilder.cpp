@@ -71,11 +71,19 @@ void StatementBuilder::visitDirective(const SyntaxTree& tree) {
     const SyntaxTree& directive = tree.m_parts.front();
     const SyntaxTree* const iri = find(directive, "IRIREF");
     if (iri == nullptr)
-        return; // a version
+        return visitVersion(tree);
     if (const SyntaxTree* const prefix = find(directive, "PNAME_NS"))
         m_prefixes[toUtf8(prefix->m_text)] = makeIri(*iri);
     else
         m_base = makeIri(*iri);
+}
+
+/// A version says nothing, but is a string like any other.
+void StatementBuilder::visitVersion(const SyntaxTree& tree) {
+    if (tree.m_name.starts_with("STRING_LITERAL"))
+        unescape(tree.m_text, false);
+    for (const SyntaxTree& part : tree.m_parts)
+        visitVersion(part);
 }
 
 void StatementBuilder::visitBlock(const SyntaxTree& tree) {

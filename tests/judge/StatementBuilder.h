@@ -34,6 +34,7 @@ private:
     void visitAnnotation(const std::string& triple, const SyntaxTree& annotation);
     void visitLine(const SyntaxTree& statement);
     void visitDirective(const SyntaxTree& directive);
+    void visitVersion(const SyntaxTree& directive);
 
     Term makeTerm(const SyntaxTree& tree);
     Term makeCollection(const SyntaxTree& collection);

@@ -1,195 +1,17 @@
 #include "Engine/core/platform/MelnarException.h"
-#include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
+#include "tests/Engine/core/data-store/DictionaryForger.h"
 #include "tests/support/TestSeeds.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
-#include <bit>
 #include <iostream>
-#include <random>
 #include <string>
 #include <vector>
 
 namespace {
 
-using Forged = ForgedDictionaryFile;
-
 constexpr size_t MEMORY_LIMIT = size_t(4) << 20;
 constexpr size_t FILES_PER_SEED = 1500;
-
-/// Changes files as someone would who knows the format, and computes right checksums.
-class Forger {
-public:
-    explicit Forger(const uint32_t seed) : m_random(seed) {}
-
-    std::string forge(const Forged& sound) {
-        Forged file = sound;
-        for (size_t count = choose(3) + 1; count != 0; --count)
-            change(file);
-        return file.getBytes();
-    }
-
-private:
-    size_t choose(const size_t end) { return m_random() % end; }
-
-    /// A number at which something might go wrong.
-    uint64_t chooseNumber(const uint64_t present) {
-        constexpr std::array<uint64_t, 12> NUMBERS = {0,    1,    2,          255,        512,        1024,
-                                                      2048, 4096, 0x7FFFFFFF, 0xFFFFFFFF, 0xFFFFFFFE, ~uint64_t(0)};
-        switch (choose(5)) {
-        case 0:
-            return NUMBERS[choose(NUMBERS.size())];
-        case 1:
-            return present + choose(5) - 2;
-        case 2:
-            return present << choose(8);
-        case 3:
-            return uint64_t(1) << choose(64);
-        default:
-            return uint64_t(m_random()) << choose(33);
-        }
-    }
-
-    void changeNumber(Forged& file, const Forged::Section section, const size_t position) {
-        if (position + 8 <= file.m_sections[section].size())
-            file.set<uint64_t>(section, position, chooseNumber(file.get<uint64_t>(section, position)));
-    }
-
-    void changeByte(Forged& file, const Forged::Section section) {
-        std::string& bytes = file.m_sections[section];
-        if (!bytes.empty())
-            bytes[choose(bytes.size())] = static_cast<char>(m_random());
-    }
-
-    uint64_t getNumberOfResources(const Forged& file) const { return file.m_sections[Forged::DATATYPE_BYTES].size(); }
-
-    /// Changes of tables need one whose fields are still where they belong.
-    bool hasTables(const Forged& file) const {
-        if (file.m_sections[Forged::HEADER].size() < 40 || (file.getBucketWidth() != 4 && file.getBucketWidth() != 8))
-            return false;
-        const size_t size = file.m_sections[Forged::STRINGS].size();
-        for (size_t table = 0; table < 2; ++table) {
-            if (file.getTable(table) > size || size - file.getTable(table) < Forged::BUCKETS)
-                return false;
-            const uint64_t buckets = file.getField(table, Forged::REGION_END);
-            if (buckets < 1024 || buckets > (size_t(1) << 20) ||
-                size - file.getTable(table) - Forged::BUCKETS < buckets * file.getBucketWidth())
-                return false;
-        }
-        return true;
-    }
-
-    void change(Forged& file) {
-        const size_t table = choose(2);
-        switch (const size_t kind = choose(15)) {
-        case 0:
-            changeNumber(file, Forged::HEADER, choose(5) * 8);
-            break;
-        case 1:
-            changeNumber(file, Forged::DATA_OFFSETS, choose(getNumberOfResources(file) + 1) * 8);
-            break;
-        case 2:
-            if (getNumberOfResources(file) != 0)
-                file.m_sections[Forged::DATATYPE_BYTES][choose(getNumberOfResources(file))] =
-                    static_cast<char>(std::array{0, 5, 6, 7, 255}[choose(5)]);
-            break;
-        case 3:
-            changeByte(file, Forged::DATA_POOL);
-            break;
-        case 4:
-            for (size_t count = choose(50); count != 0; --count)
-                changeByte(file, Forged::DATA_POOL);
-            break;
-        case 5: {
-            std::string& bytes = file.m_sections[choose(Forged::NUMBER_OF_SECTIONS)];
-            bytes.resize(choose(2) == 0 ? choose(bytes.size() + 1) : bytes.size() + choose(5000));
-            break;
-        }
-        case 6:
-            changeByte(file, Forged::STRINGS);
-            break;
-        case 7: // A literal twice.
-            if (const uint64_t resources = getNumberOfResources(file);
-                resources != 0 && file.m_sections[Forged::DATA_OFFSETS].size() >= resources * 8)
-                file.set<uint64_t>(Forged::DATA_OFFSETS, choose(resources) * 8,
-                                   file.get<uint64_t>(Forged::DATA_OFFSETS, choose(resources) * 8));
-            break;
-        case 14:
-            changeNumber(file, Forged::HISTORY, choose(5) * 8);
-            break;
-        default:
-            if (hasTables(file))
-                changeTable(file, table, kind);
-        }
-    }
-
-    void changeTable(Forged& file, const size_t table, const size_t kind) {
-        constexpr std::array FIELDS = {Forged::NUMBER_OF_BUCKETS, Forged::THRESHOLD,       Forged::USED_BUCKETS,
-                                       Forged::DELETED_BUCKETS,   Forged::REGION_CAPACITY, Forged::REGION_END};
-        const size_t buckets = file.getField(table, Forged::REGION_END);
-        switch (kind) {
-        case 8: {
-            const size_t field = FIELDS[choose(FIELDS.size())];
-            file.setField(table, field, chooseNumber(file.getField(table, field)));
-            break;
-        }
-        case 9:
-            file.set<uint32_t>(Forged::STRINGS, file.getTable(table) + Forged::QUOTAS + 4 * choose(256),
-                               static_cast<uint32_t>(chooseNumber(100)));
-            break;
-        case 10: // Any value in any bucket.
-            file.setBucket(table, choose(buckets),
-                           choose(2) == 0 ? file.getBucketDeleted() - choose(3)
-                                          : choose(getNumberOfResources(file) + 2));
-            break;
-        case 11: { // Entries in the wrong place, but as many as before.
-            for (size_t count = choose(20) + 1; count != 0; --count) {
-                const size_t first = choose(buckets);
-                const size_t second = choose(buckets);
-                const uint64_t value = file.getBucket(table, first);
-                file.setBucket(table, first, file.getBucket(table, second));
-                file.setBucket(table, second, value);
-            }
-            break;
-        }
-        case 12: { // An entry twice, another not at all: the counters agree.
-            std::vector<size_t> live;
-            for (size_t bucket = 0; bucket < buckets; ++bucket)
-                if (const uint64_t value = file.getBucket(table, bucket);
-                    value != 0 && value != file.getBucketDeleted())
-                    live.push_back(bucket);
-            if (!live.empty())
-                file.setBucket(table, live[choose(live.size())], file.getBucket(table, live[choose(live.size())]));
-            break;
-        }
-        default: { // As many tombstones as the threshold allows, with counters that agree.
-            size_t free = file.getField(table, Forged::THRESHOLD);
-            if (free >= buckets)
-                break;
-            uint64_t deleted = 0;
-            for (size_t bucket = 0; bucket < buckets; ++bucket) {
-                const uint64_t value = file.getBucket(table, bucket);
-                deleted += value == file.getBucketDeleted();
-                free -= value != 0 && free != 0;
-            }
-            for (size_t bucket = 0; bucket < buckets && free != 0; ++bucket)
-                if (file.getBucket(table, bucket) == 0) {
-                    file.setBucket(table, bucket, file.getBucketDeleted());
-                    ++deleted;
-                    --free;
-                }
-            for (size_t slot = 0; slot < 256; ++slot)
-                file.set<uint32_t>(Forged::STRINGS, file.getTable(table) + Forged::QUOTAS + 4 * slot, 0);
-            file.setField(table, Forged::USED_BUCKETS, file.getField(table, Forged::THRESHOLD));
-            file.setField(table, Forged::DELETED_BUCKETS, deleted);
-        }
-        }
-    }
-
-    std::mt19937 m_random;
-};
 
 /// Runs an operation that may refuse, but nothing else.
 template<class Action>
@@ -237,28 +59,15 @@ void use(Dictionary& dictionary) {
     writeToMemory(dictionary);
 }
 
-/// A dictionary of a few hundred literals with tombstones.
-std::unique_ptr<Dictionary> makeMediumDictionary() {
-    auto dictionary = std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, NARROW);
-    DictionaryThread thread(*dictionary);
-    for (size_t number = 0; number < 600; ++number) {
-        dictionary->resolveResource(thread, std::to_string(number), D_XSD_STRING);
-        if (number == 200)
-            dictionary->commit();
-        if (number == 400)
-            dictionary->rollback();
-    }
-    return dictionary;
-}
-
 TEST(DictionaryFileFuzzTest, aForgedFileIsRefusedOrDoesNoHarm) {
-    const std::vector<Forged> soundFiles = {Forged(*makeSampleDictionary(NARROW)), Forged(*makeSampleDictionary(WIDE)),
-                                            Forged(*makeMediumDictionary())};
+    const std::vector<ForgedDictionaryFile> soundFiles = {ForgedDictionaryFile(*makeSampleDictionary(NARROW)),
+                                                          ForgedDictionaryFile(*makeSampleDictionary(WIDE)),
+                                                          ForgedDictionaryFile(*makeMediumDictionary())};
     size_t refused = 0;
     size_t opened = 0;
     for (const uint32_t seed : getTestSeeds(1)) {
         SCOPED_TRACE(describeSeed(seed));
-        Forger forger(seed);
+        DictionaryForger forger(seed);
         for (size_t count = 0; count < FILES_PER_SEED; ++count) {
             const std::string bytes = forger.forge(soundFiles[count % soundFiles.size()]);
             std::unique_ptr<Dictionary> dictionary;

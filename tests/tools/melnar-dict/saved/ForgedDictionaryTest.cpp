@@ -1,8 +1,7 @@
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict/ToolProcess.h"
-
-#include "Reader/Utf8.h"
+#include "tests/tools/melnar-dict/saved/HarmlessText.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -12,19 +11,6 @@
 #include <vector>
 
 namespace {
-
-/// Whether a text can do nothing to a terminal: UTF-8 without control characters but tabs and line feeds.
-bool isHarmless(const std::string& text) {
-    const char* const end = text.data() + text.size();
-    if (Rdf::Utf8::findInvalid(text.data(), end) != end)
-        return false;
-    for (const char* current = text.data(); current != end; current += Rdf::Utf8::getLength(current, end)) {
-        const uint32_t character = Rdf::Utf8::decode(current);
-        if ((character < 0x20 && character != '\n' && character != '\t') || (character >= 0x7F && character < 0xA0))
-            return false;
-    }
-    return true;
-}
 
 /// Dictionaries whose literals no RDF file can hold, and files that would like to speak to the terminal.
 class ForgedDictionaryTest : public testing::Test {

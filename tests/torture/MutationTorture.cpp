@@ -1,0 +1,269 @@
+#include "tests/torture/MutationTorture.h"
+
+#include "Engine/core/platform/MelnarException.h"
+#include "tests/Engine/core/data-store/DictionaryForger.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/tools/melnar-dict/ToolProcess.h"
+#include "tests/tools/melnar-dict/saved/HarmlessText.h"
+#include "tests/torture/CrashMessage.h"
+#include "tests/torture/Findings.h"
+#include "tools/melnar-dict/saved/ResourceRows.h"
+#include "tools/melnar-dict/shell/StandardOutput.h"
+
+#include <algorithm>
+#include <random>
+#include <sstream>
+#include <utility>
+#include <vector>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr size_t MEMORY_LIMIT = size_t(4) << 20;
+constexpr size_t MUTATIONS_FOR_A_PROCESS = 500; // of the tool
+
+/// The resources of a dictionary by their IDs.
+using Contents = std::vector<std::pair<std::string, uint8_t>>;
+
+std::vector<BatchEntry> readEntries(const Dictionary& dictionary) {
+    std::vector<BatchEntry> entries(dictionary.getNextResourceID());
+    for (size_t resourceID = 0; resourceID < entries.size(); ++resourceID)
+        entries[resourceID].m_resourceID = resourceID;
+    dictionary.getResources(entries);
+    return entries;
+}
+
+Contents getContents(const Dictionary& dictionary) {
+    Contents contents;
+    for (const BatchEntry& entry : readEntries(dictionary))
+        contents.emplace_back(entry.m_lexicalForm, entry.m_datatypeID);
+    return contents;
+}
+
+struct SoundFile {
+    explicit SoundFile(const Dictionary& dictionary)
+        : m_bytes(writeToMemory(dictionary)), m_pieces(m_bytes), m_contents(getContents(dictionary)) {}
+
+    std::string m_bytes;
+    ForgedDictionaryFile m_pieces;
+    Contents m_contents;
+};
+
+/// Texts that would do something to a terminal, or are no UTF-8.
+std::unique_ptr<Dictionary> makeSpeakingDictionary() {
+    auto dictionary = std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, NARROW);
+    DictionaryThread thread(*dictionary);
+    for (const char* const text : {"sound", "\xFF\x1B[2J", "\x1B]0;title\x07", "\xC2\x9B", "\x7F", "\n\r\t\"\\"}) {
+        dictionary->resolveResource(thread, text, D_XSD_STRING);
+        dictionary->resolveResource(thread, std::string(text) + "@en-GB", D_RDF_PLAIN_LITERAL);
+    }
+    dictionary->commit();
+    return dictionary;
+}
+
+/// What is printed into memory.
+class MemoryFile {
+public:
+    MemoryFile() : m_fileDescriptor(::memfd_create("printed", 0)) {}
+    ~MemoryFile() { ::close(m_fileDescriptor); }
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
+
+    int get() const { return m_fileDescriptor; }
+
+    /// Returns what was printed, and forgets it.
+    std::string take() const {
+        std::string text(static_cast<size_t>(::lseek(m_fileDescriptor, 0, SEEK_CUR)), '\0');
+        const bool isRead = ::pread(m_fileDescriptor, text.data(), text.size(), 0) == ssize_t(text.size());
+        if (!isRead || ::ftruncate(m_fileDescriptor, 0) != 0 || ::lseek(m_fileDescriptor, 0, SEEK_SET) != 0)
+            throw std::runtime_error("A file in memory cannot be read.");
+        return text;
+    }
+
+private:
+    const int m_fileDescriptor;
+};
+
+class MutationTorture {
+public:
+    MutationTorture(const uint32_t seed, std::ostream& output, const OpenDictionary& open)
+        : m_seed(seed), m_open(open), m_findings(output), m_random(seed), m_forger(seed) {
+        m_files.emplace_back(*makeSampleDictionary(NARROW));
+        m_files.emplace_back(*makeSampleDictionary(WIDE));
+        m_files.emplace_back(*makeMediumDictionary());
+        m_files.emplace_back(*makeSpeakingDictionary());
+    }
+
+    bool run(const size_t numberOfMutations) {
+        for (size_t number = 0; number < numberOfMutations;) {
+            const SoundFile& file = m_files[below(m_files.size())];
+            const bool isForged = below(3) == 0;
+            const std::string bytes = isForged ? m_forger.forge(file.m_pieces) : change(file.m_bytes);
+            if (bytes == file.m_bytes)
+                continue;
+            m_name = "MELNAR_SEED=" + std::to_string(m_seed) + " mutation " + std::to_string(number) +
+                     (isForged ? ", forged: " : ": ");
+            CrashMessage::begin(m_name);
+            check(file, bytes, isForged);
+            if (number++ % MUTATIONS_FOR_A_PROCESS == 0)
+                checkTool(bytes);
+        }
+        return m_findings.finish(numberOfMutations, "mutations of dictionary files", "all refused, found or harmless",
+                                 " (" + withCommas(m_refused) + " refused, " + withCommas(m_foundByVerify) +
+                                     " found by verify, " + withCommas(m_harmless) + " with the same contents; " +
+                                     withCommas(m_toolRuns) + " runs of the tool)");
+    }
+
+private:
+    size_t below(const size_t end) { return m_random() % end; }
+
+    /// A place in the file and a number of bytes that there are.
+    std::pair<size_t, size_t> chooseBlock(const std::string& bytes) {
+        const size_t begin = below(bytes.size());
+        return {begin, std::min(bytes.size() - begin, size_t(1) << below(13))};
+    }
+
+    std::string change(std::string bytes) {
+        switch (below(8)) {
+        case 0:
+        case 1:
+            for (size_t count = 1 + below(3); count != 0; --count) {
+                const size_t place = below(bytes.size());
+                bytes[place] = static_cast<char>(bytes[place] ^ 1 << below(8));
+            }
+            break;
+        case 2:
+        case 3:
+            for (size_t count = 1 + below(8); count != 0; --count)
+                bytes[below(bytes.size())] = static_cast<char>(m_random());
+            break;
+        case 4: { // two blocks of one size
+            const auto [first, size] = chooseBlock(bytes);
+            const size_t second = below(bytes.size() - size + 1);
+            const std::string block = bytes.substr(first, size);
+            bytes.replace(first, size, bytes.substr(second, size));
+            bytes.replace(second, size, block);
+            break;
+        }
+        case 5: {
+            const auto [begin, size] = chooseBlock(bytes);
+            bytes.insert(below(bytes.size() + 1), bytes.substr(begin, size));
+            break;
+        }
+        case 6: {
+            const auto [begin, size] = chooseBlock(bytes);
+            if (below(2) == 0)
+                bytes.erase(begin, size);
+            else
+                bytes.replace(begin, size, size, '\0');
+            break;
+        }
+        default:
+            if (below(4) == 0)
+                bytes.append(1 + below(100), static_cast<char>(m_random()));
+            else
+                bytes.resize(below(bytes.size()));
+        }
+        return bytes;
+    }
+
+    void check(const SoundFile& file, const std::string& bytes, const bool isForged) {
+        std::unique_ptr<Dictionary> dictionary;
+        try {
+            dictionary = m_open(bytes);
+        } catch (const MelnarException&) {
+            ++m_refused;
+            return;
+        }
+        checkRows(*dictionary);
+        if (isForged)
+            try {
+                dictionary->verify();
+            } catch (const MelnarException&) {
+                ++m_foundByVerify;
+                return;
+            }
+        if (holdsOnly(*dictionary, file.m_contents, isForged))
+            ++m_harmless;
+        else
+            m_findings.add(m_name + "what it holds is something else: " + quoteBytes(bytes));
+    }
+
+    /// A forged file may say that it ends earlier or has IDs more that stand for nothing.
+    static bool holdsOnly(const Dictionary& dictionary, const Contents& known, const bool isForged) {
+        const Contents contents = getContents(dictionary);
+        if (!isForged)
+            return contents == known;
+        for (size_t resourceID = 1; resourceID < contents.size(); ++resourceID)
+            if (contents[resourceID].second != D_INVALID &&
+                (resourceID >= known.size() || contents[resourceID] != known[resourceID]))
+                return false;
+        return true;
+    }
+
+    void checkRows(const Dictionary& dictionary) {
+        const std::vector<BatchEntry> entries = readEntries(dictionary);
+        for (const bool isJson : {false, true}) {
+            std::ostringstream messages;
+            StandardOutput rowOutput(m_printed.get());
+            ResourceRows rows(isJson, rowOutput, messages);
+            for (const BatchEntry& entry : entries)
+                if (entry.m_datatypeID != D_INVALID)
+                    rows.print(entry);
+            rowOutput.flush();
+            const std::string text = m_printed.take() + messages.str();
+            if (!isHarmless(text))
+                m_findings.add(m_name + "prints " + quoteBytes(text));
+        }
+    }
+
+    void checkTool(const std::string& bytes) {
+        m_directory.addFile("d", bytes);
+        m_directory.addFile("encoded.nt", "<a:s> <a:p> <melnar:1> .\n<a:s> <a:p> <melnar:2> .\n");
+        ToolInput input;
+        input.m_workingDirectory = m_directory.getPathOf("");
+        for (const std::vector<std::string>& arguments :
+             std::vector<std::vector<std::string>>{{"verify", "d"},
+                                                   {"dump", "d"},
+                                                   {"get", "d", "1", "2", "3"},
+                                                   {"stats", "d"},
+                                                   {"lookup", "d", "\"abc\"@en"},
+                                                   {"decode", "encoded.nt", "-d", "d", "-o", "-"},
+                                                   {"compact", "d", "-o", "compacted", "--force"}}) {
+            const ToolResult result = runToolProcess(arguments, input);
+            ++m_toolRuns;
+            const bool isKnown = result.m_exitCode == 0 || result.m_exitCode == 1 || result.m_exitCode == 3;
+            if (!isKnown || !isHarmless(result.m_output) || !isHarmless(result.m_errorOutput))
+                m_findings.add(m_name + arguments.front() + " ends with " + std::to_string(result.m_exitCode) +
+                               " and prints " + quoteBytes(result.m_output + result.m_errorOutput));
+        }
+    }
+
+    const uint32_t m_seed;
+    const OpenDictionary m_open;
+    Findings m_findings;
+    std::mt19937 m_random;
+    DictionaryForger m_forger;
+    const CrashMessage m_crashMessage{};
+    const TemporaryDirectory m_directory;
+    const MemoryFile m_printed;
+    std::vector<SoundFile> m_files;
+    std::string m_name; // of the present mutation
+    size_t m_refused = 0;
+    size_t m_foundByVerify = 0;
+    size_t m_harmless = 0;
+    size_t m_toolRuns = 0;
+};
+
+} // namespace
+
+std::unique_ptr<Dictionary> openDictionaryBytes(const std::string& bytes) {
+    return readFromMemory(bytes, MEMORY_LIMIT);
+}
+
+bool tortureMutations(const size_t numberOfMutations, const uint32_t seed, std::ostream& output,
+                      const OpenDictionary& open) {
+    return MutationTorture(seed, output, open).run(numberOfMutations);
+}

@@ -1,0 +1,139 @@
+#include "tests/torture/CutTorture.h"
+#include "tests/torture/Findings.h"
+#include "tests/torture/KillTorture.h"
+#include "tests/torture/MutationTorture.h"
+#include "tests/torture/RewriteTorture.h"
+#include "tests/torture/SnippetTorture.h"
+
+#include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/platform/MelnarException.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <sstream>
+#include <string>
+
+namespace {
+
+/// A little of each torture, and faults that each must find.
+class ToolTortureTest : public testing::Test {
+protected:
+    void expectNothing(const bool isRight, const std::string& line) const {
+        EXPECT_TRUE(isRight) << m_output.str();
+        EXPECT_EQ(0u, m_output.str().find(line)) << m_output.str();
+    }
+
+    void expectFinding(const bool isRight, const std::string& finding) const {
+        EXPECT_FALSE(isRight);
+        EXPECT_NE(std::string::npos, m_output.str().find("WRONG: MELNAR_SEED=5 ")) << m_output.str();
+        EXPECT_NE(std::string::npos, m_output.str().find(finding)) << m_output.str();
+        EXPECT_TRUE(m_output.str().find(" WRONG (") != std::string::npos) << m_output.str();
+    }
+
+    std::string getFolder() const { return m_directory.getPathOf(""); }
+
+    /// A program that runs the tool and then, if the first argument is this verb, something else.
+    std::string addProgram(const std::string& verb, const std::string& commands) const {
+        const std::string path = m_directory.addFile(
+            "program", "#!/bin/sh\n'" MELNAR_DICT_EXECUTABLE "' \"$@\" || exit\nif [ \"$1\" = " + verb + " ]; then\n" +
+                           commands + "\nfi\n");
+        std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+        return path;
+    }
+
+    const TemporaryDirectory m_directory;
+    std::ostringstream m_output;
+};
+
+TEST_F(ToolTortureTest, readerAndJudgeAgreeOnSnippets) {
+    expectNothing(tortureSnippets(5'000, 5, m_output), "5,000 snippets: no disagreement (");
+}
+
+TEST_F(ToolTortureTest, rulesThatDifferAreFound) {
+    for (const char* const rule :
+         {"INTEGER ::= [0-9]+", "ANON ::= '[' WS* ']'",
+          "STRING_LITERAL_QUOTE ::= '\"' ([^#x22#x5C#xA] | ECHAR | UCHAR)* '\"'",
+          "PN_CHARS ::= PN_CHARS_U | '-' | [0-9]", "BooleanLiteral ::= 'true'", "MISTAKEN ::= '\"\"\"' | \"'''\"",
+          "IRIREF ::= '<' ([^#x00-#x1F<>\"{}|^`\\] | UCHAR)* '>'", "EOL ::= #xA"}) {
+        m_output.str("");
+        SCOPED_TRACE(rule);
+        expectFinding(tortureSnippets(20'000, 5, m_output, rule), "\n  the judge ");
+    }
+}
+
+TEST_F(ToolTortureTest, cutsAreErrors) {
+    expectNothing(tortureCuts(2'000, 5, getFolder(), m_output), "2,000 cuts: none silently short (");
+}
+
+TEST_F(ToolTortureTest, aPackedFileThatIsSilentlyShortIsFound) {
+    const auto readWhatIsThere = [](const std::string& path) {
+        const std::optional<std::string> text = readPackedFile(path);
+        return text || !path.ends_with(".xz") ? text : std::optional<std::string>("the beginning");
+    };
+    expectFinding(tortureCuts(4'000, 5, getFolder(), m_output, readWhatIsThere), "is read as \"the beginning\"");
+}
+
+TEST_F(ToolTortureTest, changedDictionariesDoNoHarm) {
+    expectNothing(tortureMutations(1'500, 5, m_output),
+                  "1,500 mutations of dictionary files: all refused, found or harmless (");
+}
+
+TEST_F(ToolTortureTest, aChangedDictionaryThatIsBelievedIsFound) {
+    const auto believe = [](const std::string& bytes) {
+        try {
+            return openDictionaryBytes(bytes);
+        } catch (const MelnarException&) {
+            auto dictionary = std::make_unique<Dictionary>(size_t(4) << 20, 100);
+            DictionaryThread thread(*dictionary);
+            dictionary->resolveResource(thread, "believed", D_XSD_STRING);
+            return dictionary;
+        }
+    };
+    expectFinding(tortureMutations(20, 5, m_output, believe), "what it holds is something else: ");
+}
+
+TEST_F(ToolTortureTest, killsLeaveTheOldFileOrTheNewOne) {
+    expectNothing(tortureByKills(24, 5, getFolder(), m_output),
+                  "24 kills of the tool: each file old or new as a whole (");
+}
+
+TEST_F(ToolTortureTest, aFileThatIsWrittenInPlaceIsFound) {
+    const std::string program =
+        addProgram("decode", "cp out-decoded.nt x; rm out-decoded.nt; sleep 0.2; mv x out-decoded.nt");
+    expectFinding(tortureByKills(60, 5, getFolder(), m_output, program), " of decode: the file is neither");
+}
+
+TEST_F(ToolTortureTest, aFileThatIsLeftIsFound) {
+    const std::string program = addProgram("canonical", ": > left; sleep 0.2; rm left");
+    expectFinding(tortureByKills(60, 5, getFolder(), m_output, program), " of canonical leaves the file left");
+}
+
+TEST_F(ToolTortureTest, decodingGivesBackWhatWasEncoded) {
+    ::unsetenv("MELNAR_DATA"); // That all is more than a test.
+    expectNothing(tortureByRewriting(10, 5, getFolder(), m_output),
+                  "10 files encoded and decoded: each as canonical writes it (10 made, 0 real ones; ");
+}
+
+TEST_F(ToolTortureTest, whatIsDecodedWronglyIsFound) {
+    ::unsetenv("MELNAR_DATA");
+    const std::string program = addProgram("decode", "sed -i '2s/\\\\\\\\t/ /;3s/ /  /' decoded.n?");
+    expectFinding(tortureByRewriting(10, 5, getFolder(), m_output, program), " is decoded to something else");
+}
+
+TEST(FindingsTest, whatIsPrintedCanBePastedIntoATest) {
+    EXPECT_EQ("\"a\\\"\\\\\\x0A\"\"b\\xFF\\x00\"", quoteBytes(std::string("a\"\\\nb\xFF\0", 7)));
+    EXPECT_EQ("148,500", withCommas(148'500));
+    EXPECT_EQ("999", withCommas(999));
+    EXPECT_EQ("1,000,000", withCommas(1'000'000));
+}
+
+TEST(FindingsTest, nothingThatWasTriedIsNoSuccess) {
+    std::ostringstream output;
+    EXPECT_FALSE(Findings(output).finish(0, "kills", "none"));
+    EXPECT_EQ("0 kills: 0 WRONG\n", output.str());
+}
+
+} // namespace

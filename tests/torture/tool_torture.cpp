@@ -1,0 +1,55 @@
+/// Tries the reader and the tool with what chance makes, as often as is asked:
+///
+///   tool-torture snippets N FOLDER    N texts that the reader and a strict reader of another make must judge alike
+///   tool-torture cuts N FOLDER        N cuts of files, plain and packed, none of which may go unnoticed
+///   tool-torture mutations N FOLDER   N changed and forged dictionary files, which must do no harm
+///   tool-torture kills N FOLDER       N kills of the tool, which must leave the old file or the new one
+///   tool-torture rewrites N FOLDER    N files that are encoded and decoded, and those of MELNAR_DATA
+///
+/// Each prints a line that begins with N and says what was found, and before that what was wrong, with what makes it
+/// again. The exit code is 1 if anything was. The random numbers are those of MELNAR_SEED, or of seed 1.
+
+#include "tests/torture/CutTorture.h"
+#include "tests/torture/KillTorture.h"
+#include "tests/torture/MutationTorture.h"
+#include "tests/torture/RewriteTorture.h"
+#include "tests/torture/SnippetTorture.h"
+
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+bool run(const std::string& mode, const size_t number, const std::string& folder) {
+    const char* const seedText = std::getenv("MELNAR_SEED");
+    const uint32_t seed = seedText == nullptr ? 1 : static_cast<uint32_t>(std::stoul(seedText));
+    if (mode == "snippets")
+        return tortureSnippets(number, seed, std::cout);
+    if (mode == "cuts")
+        return tortureCuts(number, seed, folder, std::cout);
+    if (mode == "mutations")
+        return tortureMutations(number, seed, std::cout);
+    if (mode == "kills")
+        return tortureByKills(number, seed, folder, std::cout);
+    if (mode == "rewrites")
+        return tortureByRewriting(number, seed, folder, std::cout);
+    throw std::invalid_argument("there is no mode '" + mode + "'");
+}
+
+} // namespace
+
+int main(const int argumentCount, const char* const* const arguments) {
+    if (argumentCount != 4) {
+        std::cerr << "usage: tool-torture snippets|cuts|mutations|kills|rewrites N FOLDER\n";
+        return 2;
+    }
+    try {
+        return run(arguments[1], std::stoul(arguments[2]), arguments[3]) ? 0 : 1;
+    } catch (const std::exception& exception) {
+        std::cerr << "tool-torture: " << exception.what() << '\n';
+        return 1;
+    }
+}
