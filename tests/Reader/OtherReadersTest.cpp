@@ -1,4 +1,5 @@
 #include "tests/Reader/ReadText.h"
+#include "tests/judge/Judge.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +7,7 @@
 #include <vector>
 
 // Texts that serd 0.30 or raptor 2.0.15 judges otherwise, found by running tests/fuzz/fuzz_comparison.cpp and judged by
-// the grammars of RDF 1.1.
+// the grammars of RDF 1.1, as the judge reads them.
 
 namespace {
 
@@ -20,8 +21,11 @@ struct Case {
 
 void check(const std::vector<Case>& cases) {
     for (const Case& one : cases) {
-        const ReadResult result = readText(one.m_text, strict(one.m_syntax, Version::RDF_1_1));
+        const ReaderOptions options = strict(one.m_syntax, Version::RDF_1_1);
+        const ReadResult result = readText(one.m_text, options);
         EXPECT_EQ(one.m_result, result.m_errors.empty() ? result.m_statements : result.m_errors.front()) << one.m_text;
+        const std::string refusal = Judge(one.m_syntax, options.m_version).judge(one.m_text, options.m_base).m_refusal;
+        EXPECT_EQ(result.m_errors.empty(), refusal.empty()) << one.m_text << ": " << refusal;
     }
 }
 

@@ -1,5 +1,7 @@
 #include "tests/Reader/ReadText.h"
 #include "tests/fuzz/OtherReaders.h"
+#include "tests/judge/Judge.h"
+#include "tests/judge/ReaderVerdict.h"
 
 #include "Reader/SyntaxReader.h"
 #include "Reader/Utf8.h"
@@ -7,14 +9,15 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <iterator>
-#include <memory>
-#include <set>
+#include <cstdlib>
+#include <map>
 #include <string>
+#include <string_view>
 
-// The reader beside two others, in RDF 1.1. Where they disagree nothing fails: each class of disagreement is printed
-// once with a text, to be judged by the grammar. What has been judged stands in tests/Reader/OtherReadersTest.cpp and is
-// not printed again. raptor 2.0.15 reads where it must not in faulty texts, for long language tags, and in sound TriG, so
+// The reader beside two others, in RDF 1.1, and beside the judge, in both versions. Where reader and judge disagree, the
+// process ends with the text, so that it is kept. Where another reader disagrees with both, nothing fails: the end prints
+// how often that happened, by verdict and cause, each with a short text that shows it. tests/Reader/OtherReadersTest.cpp
+// has such texts. raptor 2.0.15 reads where it must not in faulty texts, for long language tags, and in sound TriG, so
 // it is asked only about texts of the other syntaxes that ours accepts, with tags of ordinary length.
 
 namespace {
@@ -50,46 +53,70 @@ std::string classOf(const std::string& message) {
     return message.empty() ? "accepts" : "refuses: " + message.substr(0, message.find(", found"));
 }
 
-/// What has been judged, by how its description starts; in all of this the grammars are with ours. OtherReadersTest has
-/// a text for each.
-constexpr std::string_view JUDGED[] = {
-    // serd does not look prefixes up, goes on after many an unfinished statement, takes any character for a delimiter,
-    // and judges neither tags nor what an escape stands for.
-    "serd accepts; ours refuses: expected ",
-    "serd accepts; ours refuses: this ",
-    // It counts the full stop after an integer as part of it.
-    "serd finds other statements",
-    // It takes an empty text for a failure.
-    "serd refuses: Non-fatal failure",
-    // It does not allow white space around ^^ and before a tag, a tag that is named like a directive, or the label of a
-    // graph before a full stop.
-    "serd refuses: bad literal",
-    "serd refuses: expected `%c', not `%c'",
-    "serd refuses: missing ';' or '.'",
-    // raptor refuses ordinals that are none, noncharacters, an escaped apostrophe and white space around ^^ in lines, a
-    // graph that follows a tag without a space, a tag that is named like a directive, and a byte order mark in lines.
-    "raptor refuses: ",
-    // It normalises absolute IRIs, ends strings at zero bytes, and takes an apostrophe in a comment for a string.
-    "raptor finds ",
+/// What the other readers disagree on, by verdict and cause.
+class Disagreements {
+public:
+    void add(const std::string& disagreement, const std::string& text) {
+        Kind& kind = m_kinds[disagreement];
+        if (kind.m_count++ == 0 || text.size() < kind.m_text.size())
+            kind.m_text = text;
+    }
+
+    ~Disagreements() {
+        for (const auto& [disagreement, kind] : m_kinds)
+            std::fprintf(stderr, "%zu times: %s, as in\n%s\n\n", kind.m_count, disagreement.c_str(),
+                         kind.m_text.c_str());
+    }
+
+private:
+    struct Kind {
+        size_t m_count = 0;
+        std::string m_text; // the shortest
+    };
+
+    std::map<std::string, Kind> m_kinds;
 };
 
-void note(const std::string& disagreement, const std::string& text) {
-    static std::set<std::string> known;
-    const auto isJudged = [&](const std::string_view judged) { return disagreement.starts_with(judged); };
-    if (std::any_of(std::begin(JUDGED), std::end(JUDGED), isJudged) || !known.insert(disagreement).second)
-        return;
-    std::fprintf(stderr, "DISAGREEMENT %s\n%s\n", disagreement.c_str(), text.c_str());
+/// Why the judge refuses, without what it found.
+std::string causeOf(const std::string& refusal) {
+    const bool isClaim = refusal.starts_with("not so: ");
+    return refusal.empty() ? "the grammar allows it"
+                           : "the grammar does not: " + (isClaim ? refusal : refusal.substr(0, refusal.find(':')));
+}
+
+/// Ends the process if reader and judge disagree.
+Judgement judge(const std::string& text, const Rdf::Version version) {
+    static Judge judges[]{{Syntax::MELNAR_FUZZED_SYNTAX, Rdf::Version::RDF_1_1},
+                          {Syntax::MELNAR_FUZZED_SYNTAX, Rdf::Version::RDF_1_2}};
+    const Rdf::ReaderOptions options = strict(Syntax::MELNAR_FUZZED_SYNTAX, version);
+    const Judgement judgement = judges[static_cast<size_t>(version)].judge(text, options.m_base);
+    const ReaderVerdict verdict = readStrictly(text, options);
+    if (verdict.m_error.empty() == judgement.m_refusal.empty() && verdict.m_statements == judgement.m_statements)
+        return judgement;
+    std::fprintf(stderr, "DISAGREEMENT in RDF 1.%d\nthe reader: %s\nthe judge: %s\n", static_cast<int>(version) + 1,
+                 verdict.m_error.c_str(), judgement.m_refusal.c_str());
+    for (const JudgedStatements& statements : {verdict.m_statements, judgement.m_statements})
+        for (const std::string& statement : statements)
+            std::fprintf(stderr, "%s%s\n", &statement == statements.data() ? "has\n" : "", statement.c_str());
+    std::abort();
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* const data, const size_t size) { // NOLINT
     const std::string text(reinterpret_cast<const char*>(data), size);
+    // The judge has no limit of nesting, but a stack.
+    constexpr std::string_view OPENING = "([{<";
+    if (std::count_if(text.begin(), text.end(), [&](const char c) { return OPENING.find(c) != OPENING.npos; }) >= 500)
+        return 0;
+    judge(text, Rdf::Version::RDF_1_2);
+    const Judgement judgement = judge(text, Rdf::Version::RDF_1_1);
     // Neither of the others checks UTF-8 throughout or takes zero bytes.
     if (text.find('\0') != std::string::npos ||
         Rdf::Utf8::findInvalid(text.data(), text.data() + text.size()) != text.data() + text.size())
         return 0;
     const Rdf::ReaderOptions options = strict(Syntax::MELNAR_FUZZED_SYNTAX, Rdf::Version::RDF_1_1);
+    static Disagreements disagreements;
     Collector ours;
     Rdf::SyntaxReader::make(options, ours)->read(text, true);
     std::sort(ours.m_statements.begin(), ours.m_statements.end());
@@ -98,12 +125,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* const data, const size_t si
         if (read == &readWithRaptor && !isSafeForRaptor)
             continue;
         const OtherResult theirs = read(text, options.m_syntax, options.m_base);
+        const std::string cause = "; " + causeOf(judgement.m_refusal);
         if (theirs.m_error.empty() != ours.m_error.empty())
-            note(std::string(name) + ' ' + classOf(theirs.m_error) + "; ours " + classOf(ours.m_error), text);
-        else if (theirs.m_error.empty() && theirs.m_statements.size() != ours.m_statements.size())
-            note(std::string(name) + " finds another number of statements", text);
+            disagreements.add(std::string(name) + ' ' + classOf(theirs.m_error) + cause, text);
         else if (theirs.m_error.empty() && theirs.m_statements != ours.m_statements)
-            note(std::string(name) + " finds other statements", text);
+            disagreements.add(std::string(name) + " finds other statements" + cause, text);
     }
     return 0;
 }

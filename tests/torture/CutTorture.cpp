@@ -1,9 +1,9 @@
 #include "tests/torture/CutTorture.h"
 
+#include "tests/judge/ReaderVerdict.h"
 #include "tests/tools/melnar-dict/input/GzipText.h"
 #include "tests/tools/melnar-dict/input/PackedText.h"
 #include "tests/torture/Findings.h"
-#include "tests/torture/ReaderVerdict.h"
 #include "tests/torture/SnippetMaker.h"
 #include "tools/melnar-dict/input/InputFile.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"

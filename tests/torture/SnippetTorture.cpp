@@ -1,7 +1,7 @@
 #include "tests/torture/SnippetTorture.h"
 
+#include "tests/judge/ReaderVerdict.h"
 #include "tests/torture/Findings.h"
-#include "tests/torture/ReaderVerdict.h"
 #include "tests/torture/SnippetMaker.h"
 
 #include <random>

@@ -1,4 +1,4 @@
-#include "tests/torture/ReaderVerdict.h"
+#include "tests/judge/ReaderVerdict.h"
 
 #include "Reader/StatementSink.h"
 #include "Reader/SyntaxReader.h"
