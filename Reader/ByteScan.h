@@ -108,8 +108,12 @@ template<class Stop>
 inline size_t count(const char* current, const char* const end) noexcept {
     size_t number = 0;
 #if defined(__SSE2__)
-    for (; end - current >= 16; current += 16)
-        number += static_cast<size_t>(std::popcount(maskOf16<Stop>(current)));
+    if (end - current >= 16) {
+        for (; end - current >= 16; current += 16)
+            number += static_cast<size_t>(std::popcount(maskOf16<Stop>(current)));
+        // The last sixteen bytes once more, but for those that are counted.
+        return number + static_cast<size_t>(std::popcount(maskOf16<Stop>(end - 16) >> (16 - (end - current))));
+    }
 #endif
     for (; current != end; ++current)
         number += Stop::matches(static_cast<uint8_t>(*current));

@@ -105,6 +105,7 @@ const char* LineReader::readLine(const char* const line) {
     if (byte == '\n' || byte == '\r')
         return checkLength(line, at);
     if (byte != '#' && byte != TextWindow::END) [[likely]] {
+        m_window.getArena().clear();
         if (byte == 'V' && m_window.isVersion12())
             return checkLength(line, readVersion(at));
         at = readStatement(at);

@@ -14,6 +14,9 @@ class LineReader : public SyntaxReader {
 public:
     LineReader(const ReaderOptions& options, StatementSink& sink) : SyntaxReader(options, sink) {}
 
+    /// Returns the line of the statement that the sink is taking.
+    uint64_t getLine() const noexcept { return m_places.getLine(); }
+
 private:
     const char* readText(const char* begin, const char* end, bool isLast) final;
     const char* readLines(const char* begin, const char* end);

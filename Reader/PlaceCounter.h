@@ -13,14 +13,15 @@ class PlaceCounter {
 public:
     /// Says that the text before the place reached is followed by this one.
     void startText(const char* const begin) noexcept {
-        m_textBegin = m_at = begin;
+        m_textBegin = m_at = m_lineAt = begin;
+        m_line = m_place.m_line;
         m_earlierAt = nullptr;
     }
 
     /// Starts a text at another place of an input.
     void startText(const char* const begin, const Place& place) noexcept {
-        startText(begin);
         m_begin = m_place = place;
+        startText(begin);
     }
 
     /// Says that a line feed or carriage return stands here, and that no other follows the place reached.
@@ -53,6 +54,17 @@ public:
         return m_place;
     }
 
+    /// Returns the line of a place of the text, counting from the place whose line was asked for last, back or forth.
+    uint64_t findLine(const char* const at) noexcept {
+        using LineFeed = ByteScan::AnyOf<'\n'>;
+        m_line += at < m_lineAt ? -ByteScan::count<LineFeed>(at, m_lineAt) : ByteScan::count<LineFeed>(m_lineAt, at);
+        m_lineAt = at;
+        return m_line;
+    }
+
+    /// Returns the line reached.
+    uint64_t getLine() const noexcept { return m_place.m_line; }
+
     /// Ends the text here; the next one starts with what follows.
     void endText(const char* const end) noexcept {
         const char* line = end;
@@ -81,6 +93,8 @@ private:
     Place m_begin;              // of the text
     const char* m_at = nullptr; // the place reached
     Place m_place;
+    const char* m_lineAt = nullptr;    // the place whose line was asked for last
+    uint64_t m_line = 1;               // of that place
     const char* m_earlierAt = nullptr; // the last place that was asked for out of order
     Place m_earlier;
 };

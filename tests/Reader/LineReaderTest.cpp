@@ -1,6 +1,7 @@
 #include "Reader/LineReader.h"
 
 #include "tests/Reader/ReadText.h"
+#include "tests/support/AllocationFaults.h"
 
 #include <gtest/gtest.h>
 
@@ -136,6 +137,38 @@ TEST(LineReaderTest, aBlockSaysWhereItStarts) {
     EXPECT_EQ(1021u, sink.m_error.m_skippedBegin);
     EXPECT_EQ(1030u, sink.m_error.m_skippedEnd);
     EXPECT_EQ(0u, reader.read("<a:s> <a:p> <a:x> .", false)) << "a line without its end is not read yet";
+}
+
+TEST(LineReaderTest, tellsTheLineOfTheStatementAlone) {
+    struct Sink : StatementSink {
+        void takeStatement(const Statement&) final { m_lines.push_back(m_reader->getLine()); }
+        void takeError(const SyntaxError&) final {}
+        LineReader* m_reader = nullptr;
+        std::vector<uint64_t> m_lines;
+    } sink;
+    LineReader reader(lenient(Syntax::N_TRIPLES), sink);
+    sink.m_reader = &reader;
+    reader.startAt({7, 1, 1000});
+    reader.read("<a:s> <a:p> <a:o> .\r<a:s> <a:p> <a:o> .\r\n\nx\n<a:s> <a:p> \"y\" .", true);
+    EXPECT_EQ((std::vector<uint64_t>{7, 7, 10}), sink.m_lines);
+}
+
+TEST(LineReaderTest, itsMemoryIsThatOfTheLongestStatement) {
+    struct Sink : StatementSink {
+        void takeStatement(const Statement&) final { ++m_numberOfStatements; }
+        void takeError(const SyntaxError&) final {}
+        size_t m_numberOfStatements = 0;
+    } sink;
+    const std::string line = "<a:s> <a:p> \"\\u00E4" + std::string(1000, 'x') + "\" .\n";
+    std::string text;
+    for (size_t number = 0; number < 100; ++number)
+        text += line;
+    LineReader reader(strict(Syntax::N_TRIPLES), sink);
+    reader.read(line, false);
+    const AllocationFaults faults = AllocationFaults::failAfter(0);
+    reader.read(text, false);
+    EXPECT_FALSE(faults.hasFailed());
+    EXPECT_EQ(101u, sink.m_numberOfStatements);
 }
 
 TEST(LineReaderTest, aStoppedReaderReadsNothingMore) {

@@ -4,6 +4,8 @@
 
 #include "Reader/PlaceCounter.h"
 
+#include <gtest/gtest.h>
+
 #include <deque>
 #include <optional>
 
@@ -14,7 +16,11 @@ namespace {
 /// A runner, and what it has found.
 struct RecordingRunner {
     explicit RecordingRunner(TurtleRelay& relay)
-        : m_recorder([this](const Term& term) { return m_runner->locate(term); }) {
+        : m_recorder([this](const Term& term) {
+              const Place place = m_runner->locate(term);
+              EXPECT_EQ(place.m_line, m_runner->locateLine(term));
+              return place;
+          }) {
         m_runner.emplace(relay, m_recorder);
     }
 

@@ -36,9 +36,9 @@ void LineParser::parse(const std::string_view text, ParsedPiece& piece, const si
 void LineParser::takeStatement(const Rdf::Statement& statement) {
     if (!m_isLenient && !m_piece->m_errors.empty())
         return;
-    const Rdf::Place place = m_reader.locate(statement.m_object);
-    if (const char* const cause = m_consumer.take(statement, place.m_line, *m_piece))
-        m_piece->m_errors.push_back({place.m_line, ExitCode::BAD_DATA, cause});
+    const uint64_t line = m_reader.getLine();
+    if (const char* const cause = m_consumer.take(statement, line, *m_piece))
+        m_piece->m_errors.push_back({line, ExitCode::BAD_DATA, cause});
     if (m_keepsRejected && isRefusedTerm(innermostObject(statement)))
         takeSkipped({statement.m_object.m_begin, statement.m_object.m_begin});
 }

@@ -17,17 +17,18 @@ void TurtleParser::takeStatement(const Rdf::Statement& statement) {
     if (!m_isLenient && !m_piece->m_errors.empty())
         return;
     const Rdf::Term& object = innermostObject(statement);
-    const Rdf::Place place = m_runner.locate(object);
-    if (const char* const cause = m_consumer.take(statement, place.m_line, *m_piece))
-        m_piece->m_errors.push_back({place.m_line, ExitCode::BAD_DATA, cause});
+    const uint64_t line = m_runner.locateLine(object);
+    if (const char* const cause = m_consumer.take(statement, line, *m_piece))
+        m_piece->m_errors.push_back({line, ExitCode::BAD_DATA, cause});
     if (m_keepsRejected && isRefusedTerm(object))
-        rejectStatement(place, object.m_begin);
+        rejectStatement(object);
 }
 
 /// Rejects the statement that is being taken, in which a literal stands, unless another of its literals has done so.
-void TurtleParser::rejectStatement(const Rdf::Place& place, const char* const begin) {
+void TurtleParser::rejectStatement(const Rdf::Term& literal) {
     const std::string_view statement = m_runner.getStatementText();
-    const uint64_t offset = place.m_offset - static_cast<uint64_t>(begin - statement.data());
+    const uint64_t offset =
+        m_runner.locate(literal).m_offset - static_cast<uint64_t>(literal.m_begin - statement.data());
     if (offset == m_lastRejectedStatement)
         return;
     m_lastRejectedStatement = offset;

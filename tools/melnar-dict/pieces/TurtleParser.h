@@ -34,7 +34,7 @@ private:
     void takeError(const Rdf::SyntaxError& error) final;
     void takeSkipped(std::string_view bytes) final;
     void withdraw() final;
-    void rejectStatement(const Rdf::Place& place, const char* begin);
+    void rejectStatement(const Rdf::Term& literal);
 
     static constexpr uint64_t NO_STATEMENT = ~uint64_t(0);
 
