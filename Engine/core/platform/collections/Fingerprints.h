@@ -123,6 +123,14 @@ public:
 
     void prefetch(const size_t index) const noexcept { __builtin_prefetch(m_data + index); }
 
+    /// Has the system make the page of a fingerprint, if there are any, by a write that changes nothing: a page that is
+    /// read before it is written costs two faults, the second one with all processors.
+    void touch(const size_t index) noexcept {
+        uint8_t unknown = 0;
+        if (exist())
+            m_data[index].compare_exchange_strong(unknown, 0, std::memory_order_relaxed, std::memory_order_relaxed);
+    }
+
     /// The buckets of a group to look at, one bit each, lowest first: those of the fingerprint, and unknown ones.
     uint32_t getCandidates(const size_t group, const uint8_t fingerprint) const noexcept {
         const Word low = getWord(group);

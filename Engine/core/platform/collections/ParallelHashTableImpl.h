@@ -413,7 +413,10 @@ void ParallelHashTable<Policy>::rehashChunk(ThreadContext& callerContext, const 
     std::array<BucketValue, REHASH_BLOCK_SIZE> values;
     size_t numberOfValues = 0;
     uint32_t droppedTombstones = 0;
-    const Bucket* const begin = m_oldBuckets.getData() + chunkIndex * RESIZE_CHUNK_SIZE;
+    const size_t firstIndex = chunkIndex * RESIZE_CHUNK_SIZE;
+    const Bucket* const begin = m_oldBuckets.getData() + firstIndex;
+    m_fingerprints.touch(firstIndex);
+    m_fingerprints.touch(firstIndex + getNumberOfBuckets() / 2); // The new homes are at the old index or here.
     for (const Bucket* oldBucket = begin; oldBucket != begin + RESIZE_CHUNK_SIZE; ++oldBucket) {
         const BucketValue value = readBucket(*oldBucket);
         if (value == Policy::BUCKET_DELETED)
@@ -445,13 +448,13 @@ void ParallelHashTable<Policy>::rehashBlock(const BucketValue* const values, con
             continue;
         const size_t number = ahead - PREFETCH_DISTANCE;
         size_t index = getHomeIndex(hashes[number]);
-        // A known fingerprint tells that the bucket is taken, whatever it is.
+        // A known fingerprint tells that the bucket is taken, whatever it is. The bucket is not read first, for its page
+        // may be new (Fingerprints::touch).
         constexpr uint8_t UNKNOWN = 0;
         for (;; index = getNextIndex(index)) {
             index = findCandidate(index, UNKNOWN);
-            BucketValue expected = m_buckets[index].load(std::memory_order_relaxed);
-            if (expected == Policy::EMPTY_BUCKET &&
-                m_buckets[index].compare_exchange_strong(expected, values[number], std::memory_order_release,
+            BucketValue expected = Policy::EMPTY_BUCKET;
+            if (m_buckets[index].compare_exchange_strong(expected, values[number], std::memory_order_release,
                                                          std::memory_order_relaxed)) // O6
                 break;
         }

@@ -12,6 +12,8 @@
 #include <cstring>
 #include <set>
 
+#include <sys/resource.h>
+
 namespace {
 
 using Call = SystemCallFaults::Call;
@@ -87,6 +89,35 @@ protected:
 };
 
 } // namespace
+
+TEST_F(FingerprintsTest, touchChangesNothing) {
+    m_fingerprints.touch(3); // there are none yet
+    m_fingerprints.initialize(16, true);
+    m_fingerprints.set(3, 7);
+    m_fingerprints.touch(3);
+    m_fingerprints.touch(4);
+    EXPECT_EQ(7u, m_fingerprints[3]);
+    EXPECT_EQ(0u, m_fingerprints[4]);
+}
+
+TEST_F(FingerprintsTest, aTouchedPageIsReadAndWrittenWithoutAFault) {
+    constexpr size_t NUMBER_OF_PAGES = 64;
+    const auto countFaults = [&](const auto& access) {
+        rusage before;
+        rusage after;
+        ::getrusage(RUSAGE_THREAD, &before);
+        for (size_t page = 0; page < NUMBER_OF_PAGES; ++page)
+            access(page * m_pageSize);
+        ::getrusage(RUSAGE_THREAD, &after);
+        return static_cast<size_t>(after.ru_minflt - before.ru_minflt);
+    };
+    m_fingerprints.initialize(NUMBER_OF_PAGES * m_pageSize, true);
+    EXPECT_LE(NUMBER_OF_PAGES, countFaults([&](const size_t index) { m_fingerprints.touch(index); }));
+    EXPECT_GT(NUMBER_OF_PAGES, countFaults([&](const size_t index) {
+                  EXPECT_EQ(0u, m_fingerprints[index]);
+                  m_fingerprints.set(index, 1);
+              }));
+}
 
 TEST_F(FingerprintsTest, aFingerprintIsNeverTheMarkOfAnUnknownOne) {
     RandomNumbers random(1);
