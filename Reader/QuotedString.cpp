@@ -52,21 +52,6 @@ const char* unescape(TextWindow& window, const char* at, const char* const end, 
     return end;
 }
 
-const char* readLongString(TextWindow& window, const char* const opening, std::string_view& text) {
-    const char* const begin = opening + 3;
-    const char* const closing =
-        window.isKnownUnclosed(*opening) ? window.getEnd() : findLongStringEnd(begin, window.getEnd(), *opening);
-    if (window.getEnd() - closing < 3) {
-        window.setKnownUnclosed(*opening);
-        return window.failUnclosed(opening, "string", window.getEnd(), "its closing quotes");
-    }
-    const size_t size = static_cast<size_t>(closing - begin);
-    text = std::string_view(begin, size);
-    if (text.find('\\') != std::string_view::npos && unescape(window, begin, closing, text) == nullptr)
-        return nullptr;
-    return closing + 3;
-}
-
 } // namespace
 
 const char* readUnicodeEscape(TextWindow& window, const char* const at, uint32_t& character) {
@@ -102,13 +87,23 @@ const char* readEscapedString(TextWindow& window, const char* const opening, con
     return unescape(window, opening + 1, stop, text) == nullptr ? nullptr : stop + 1;
 }
 
-const char* readTurtleString(TextWindow& window, const char* const opening, std::string_view& text) {
-    if (!window.is(opening + 1, *opening))
-        return readShortString(window, opening, text);
-    if (window.is(opening + 2, *opening))
-        return readLongString(window, opening, text);
-    text = {};
-    return opening + 2;
+const char* readLongString(TextWindow& window, const char* const opening, std::string_view& text) {
+    if (!window.is(opening + 2, *opening)) {
+        text = {};
+        return opening + 2;
+    }
+    const char* const begin = opening + 3;
+    const char* const closing =
+        window.isKnownUnclosed(*opening) ? window.getEnd() : findLongStringEnd(begin, window.getEnd(), *opening);
+    if (window.getEnd() - closing < 3) {
+        window.setKnownUnclosed(*opening);
+        return window.failUnclosed(opening, "string", window.getEnd(), "its closing quotes");
+    }
+    const size_t size = static_cast<size_t>(closing - begin);
+    text = std::string_view(begin, size);
+    if (text.find('\\') != std::string_view::npos && unescape(window, begin, closing, text) == nullptr)
+        return nullptr;
+    return closing + 3;
 }
 
 const char* findShortStringEnd(const char* at, const char* const end, const char quote) noexcept {

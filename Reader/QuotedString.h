@@ -26,8 +26,14 @@ inline const char* readShortString(TextWindow& window, const char* const opening
     return stop + 1;
 }
 
+/// Reads a string of Turtle between three quotes, or an empty one.
+const char* readLongString(TextWindow& window, const char* opening, std::string_view& text);
+
 /// Reads a string of Turtle, on one line in quotes of either kind or between three of them.
-const char* readTurtleString(TextWindow& window, const char* opening, std::string_view& text);
+inline const char* readTurtleString(TextWindow& window, const char* const opening, std::string_view& text) {
+    return window.is(opening + 1, *opening) ? readLongString(window, opening, text)
+                                            : readShortString(window, opening, text);
+}
 
 /// Returns the closing quote of a string on one line whose text goes on here, or what is wrong: the end of the line, a
 /// backslash before it, or the end.

@@ -229,8 +229,7 @@ const char* TurtleReader::readTriples(const char* const at) {
         return enterGraph(end, *label);
     const char* const next = *end == '.' ? end + 1 : end;
     m_statementText = {at, static_cast<size_t>(next - at)};
-    for (const Statement& statement : m_triples.getStatements())
-        m_sink->takeStatement(statement);
+    m_triples.giveTo(*m_sink);
     return next;
 }
 

@@ -32,18 +32,6 @@ std::string_view joinUnescaped(const std::string_view iri, const std::string_vie
 
 } // namespace
 
-const char* TurtleTerms::skipSpace(const char* at) noexcept {
-    for (;;) {
-        const int byte = m_window.peek(at);
-        if (byte == '#')
-            at = ByteScan::find<ByteScan::AnyOf<'\n', '\r'>>(at, m_window.getEnd());
-        else if (CharacterClass::is(byte, CharacterClass::SPACE))
-            ++at;
-        else
-            return at;
-    }
-}
-
 const char* TurtleTerms::readIri(const char* const at, Term& term, const char* const expected) {
     if (!m_window.is(at, '<')) {
         Name name;

@@ -22,7 +22,16 @@ public:
         : m_window(window), m_places(places), m_context(context) {}
 
     /// Skips white space and comments.
-    const char* skipSpace(const char* at) noexcept;
+    const char* skipSpace(const char* at) noexcept {
+        const char* const end = m_window.getEnd();
+        for (;;) {
+            while (at != end && CharacterClass::is(static_cast<uint8_t>(*at), CharacterClass::SPACE))
+                ++at;
+            if (at == end || *at != '#')
+                return m_window.touch(at);
+            at = ByteScan::find<ByteScan::AnyOf<'\n', '\r'>>(at, end);
+        }
+    }
 
     /// Reads an IRI or a prefixed name; if neither starts here, says what was expected.
     const char* readIri(const char* at, Term& term, const char* expected);

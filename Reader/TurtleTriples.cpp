@@ -5,6 +5,7 @@
 
 #include <array>
 #include <string>
+#include <utility>
 
 namespace Rdf {
 
@@ -19,20 +20,23 @@ constexpr Term makeIri(const std::string_view iri, const char* const at) {
     return {TermKind::IRI, Direction::NONE, iri, {}, {}, nullptr, at};
 }
 
-constexpr Term REIFIES = makeIri(Vocabulary::RDF_REIFIES, nullptr);
-constexpr Term FIRST = makeIri(Vocabulary::RDF_FIRST, nullptr);
-constexpr Term REST = makeIri(Vocabulary::RDF_REST, nullptr);
-
 } // namespace
+
+TurtleTriples::TurtleTriples(const ReaderOptions& options, TextWindow& window, TurtleTerms& terms)
+    : m_options(options), m_window(window), m_terms(terms), m_values{{},
+                                                                     makeIri(Vocabulary::RDF_REIFIES, nullptr),
+                                                                     makeIri(Vocabulary::RDF_FIRST, nullptr),
+                                                                     makeIri(Vocabulary::RDF_REST, nullptr)} {}
 
 const char* TurtleTriples::read(const char* at, const Term* const graph) {
     m_frames.clear();
-    m_numberOfStatements = 0;
+    m_numberOfValues = REST + 1;
     m_triples.clear();
+    m_tripleTerms.clear();
     m_graph = graph;
     m_mayBeLabel = graph == nullptr && m_options.m_syntax == Syntax::TRIG;
-    m_isLabel = false;
-    m_frames.push_back({Kind::STATEMENT, State::SUBJECT, at});
+    m_label = NO_TERM;
+    m_frames.emplace_back(Kind::STATEMENT, State::SUBJECT, at, NO_TERM);
     while (at != nullptr && !m_frames.empty())
         at = step(m_terms.skipSpace(at));
     if (at == nullptr && m_window.isFailureAtEnd())
@@ -40,7 +44,21 @@ const char* TurtleTriples::read(const char* at, const Term* const graph) {
     return at;
 }
 
-const char* TurtleTriples::step(const char* const at) {
+void TurtleTriples::giveTo(StatementSink& sink) {
+    size_t subject = NO_TERM;
+    size_t predicate = NO_TERM;
+    m_statement.m_graph = m_graph == nullptr ? Term{} : *m_graph;
+    for (const IndexedTriple& triple : m_triples) {
+        if (triple.m_subject != subject)
+            m_statement.m_subject = m_values[subject = triple.m_subject];
+        if (triple.m_predicate != predicate)
+            m_statement.m_predicate = m_values[predicate = triple.m_predicate];
+        m_statement.m_object = m_values[triple.m_object];
+        sink.takeStatement(m_statement);
+    }
+}
+
+inline const char* TurtleTriples::step(const char* const at) {
     switch (top().m_state) {
     case State::SUBJECT:
     case State::OBJECT:
@@ -52,7 +70,7 @@ const char* TurtleTriples::step(const char* const at) {
     }
 }
 
-const char* TurtleTriples::readVerb(const char* const at) {
+inline const char* TurtleTriples::readVerb(const char* const at) {
     Frame& frame = top();
     if (frame.m_state == State::VERB_OR_END) {
         if (frame.m_hasSemicolon && m_window.is(at, ';'))
@@ -61,15 +79,16 @@ const char* TurtleTriples::readVerb(const char* const at) {
             return close(at);
     }
     if (m_mayBeLabel && m_window.is(at, '{')) {
-        m_isLabel = true;
         m_label = frame.m_subject;
         m_frames.clear();
         return at;
     }
     m_mayBeLabel = false;
     frame.m_state = State::OBJECT;
+    frame.m_predicate = addValue();
+    Term& predicate = m_values[frame.m_predicate];
     if (m_window.is(at, '<') && !m_window.is(at + 1, '<'))
-        return m_terms.readIri(at, frame.m_predicate, "a predicate");
+        return m_terms.readIri(at, predicate, "a predicate");
     if (!m_window.is(at, ':') && !isNameStart(m_window, at))
         return fail(at, "a predicate");
     Name name;
@@ -77,26 +96,37 @@ const char* TurtleTriples::readVerb(const char* const at) {
     if (end == nullptr)
         return nullptr;
     if (name.m_isPrefixed)
-        return m_terms.expandName(at, end, name, frame.m_predicate);
+        return m_terms.expandName(at, end, name, predicate);
     if (name.m_prefix != "a")
         return fail(at, "a predicate");
-    frame.m_predicate = makeIri(Vocabulary::RDF_TYPE, at);
+    predicate = makeIri(Vocabulary::RDF_TYPE, at);
     return end;
 }
 
 /// Reads a subject, an object or an element of a collection, or what opens one.
-const char* TurtleTriples::readValue(const char* const at) {
+inline const char* TurtleTriples::readValue(const char* const at) {
     const bool isSubject = top().m_state == State::SUBJECT;
     const bool isElement = top().m_kind == Kind::COLLECTION;
     const char* const expected = isSubject ? "a subject" : isElement ? "an object or ')'" : "an object";
-    Term value;
-    const char* end = nullptr;
     const int byte = m_window.peek(at);
+    const size_t index = addValue(); // of which nothing is made when something opens or closes here
+    Term& value = m_values[index];
+    const char* end = nullptr;
     switch (byte) {
     case '<':
-        return readAngle(at);
-    case '[':
-        return readSquare(at);
+        if (m_window.isVersion12() && m_window.is(at + 1, '<'))
+            return openAngles(at, expected);
+        end = m_terms.readIri(at, value, expected);
+        break;
+    case '[': {
+        const char* const next = m_terms.skipSpace(at + 1);
+        if (!isInTerm() && !m_window.is(next, ']')) {
+            value = m_terms.makeBlankNode(at);
+            return open(Kind::PROPERTIES, State::VERB, at, next, index);
+        }
+        end = m_terms.readBlankNode(at, value);
+        break;
+    }
     case '(':
         return isInTerm() ? fail(at, expected) : open(Kind::COLLECTION, State::OBJECT, at, at + 1);
     case ')':
@@ -117,33 +147,17 @@ const char* TurtleTriples::readValue(const char* const at) {
         else
             return fail(at, expected);
     }
-    return end == nullptr ? nullptr : complete(end, value);
+    return end == nullptr ? nullptr : complete(end, index);
 }
 
-const char* TurtleTriples::readAngle(const char* const at) {
-    const bool isSubject = top().m_state == State::SUBJECT;
-    const char* const expected = isSubject ? "a subject" : "an object";
-    if (!m_window.isVersion12() || !m_window.is(at + 1, '<')) {
-        Term value;
-        const char* const end = m_terms.readIri(at, value, expected);
-        return end == nullptr ? nullptr : complete(end, value);
-    }
+/// Opens a reified triple or a triple term.
+const char* TurtleTriples::openAngles(const char* const at, const char* const expected) {
     if (m_window.is(at + 2, '('))
-        return isSubject ? fail(at, expected) : open(Kind::TRIPLE, State::SUBJECT, at, at + 3);
+        return top().m_state == State::SUBJECT ? fail(at, expected) : open(Kind::TRIPLE, State::SUBJECT, at, at + 3);
     return top().m_kind == Kind::TRIPLE ? fail(at, expected) : open(Kind::REIFIED, State::SUBJECT, at, at + 2);
 }
 
-const char* TurtleTriples::readSquare(const char* const at) {
-    const char* const next = m_terms.skipSpace(at + 1);
-    if (isInTerm() || m_window.is(next, ']')) {
-        Term value;
-        const char* const end = m_terms.readBlankNode(at, value);
-        return end == nullptr ? nullptr : complete(end, value);
-    }
-    return open(Kind::PROPERTIES, State::VERB, at, next, m_terms.makeBlankNode(at));
-}
-
-const char* TurtleTriples::readAfterObject(const char* const at) {
+inline const char* TurtleTriples::readAfterObject(const char* const at) {
     Frame& frame = top();
     switch (m_window.peek(at)) {
     case ',':
@@ -157,19 +171,17 @@ const char* TurtleTriples::readAfterObject(const char* const at) {
         if (m_window.isVersion12()) {
             const char* const end = readReifier(at + 1, frame.m_reifier);
             if (end != nullptr)
-                add(frame.m_reifier, REIFIES, makeTriple(frame));
+                add(frame.m_reifier, REIFIES, addTripleTerm(frame));
             return end;
         }
         break;
     case '{':
         if (m_window.isVersion12() && m_window.is(at + 1, '|')) {
-            if (frame.m_reifier.m_kind == TermKind::NONE) {
-                frame.m_reifier = m_terms.makeBlankNode(at);
-                add(frame.m_reifier, REIFIES, makeTriple(frame));
+            if (frame.m_reifier == NO_TERM) {
+                frame.m_reifier = addValue(m_terms.makeBlankNode(at));
+                add(frame.m_reifier, REIFIES, addTripleTerm(frame));
             }
-            const Term reifier = frame.m_reifier;
-            frame.m_reifier = {};
-            return open(Kind::ANNOTATION, State::VERB, at, at + 2, reifier);
+            return open(Kind::ANNOTATION, State::VERB, at, at + 2, std::exchange(frame.m_reifier, NO_TERM));
         }
         break;
     default:
@@ -182,7 +194,7 @@ const char* TurtleTriples::readAfterObject(const char* const at) {
 const char* TurtleTriples::readAfterTerm(const char* const at) {
     Frame& frame = top();
     const bool isReified = frame.m_kind == Kind::REIFIED;
-    if (isReified && frame.m_reifier.m_kind == TermKind::NONE && m_window.is(at, '~'))
+    if (isReified && frame.m_reifier == NO_TERM && m_window.is(at, '~'))
         return readReifier(at + 1, frame.m_reifier);
     const char* const brackets = isReified ? at : at + 1;
     if ((!isReified && !m_window.is(at, ')')) || !m_window.isPair(brackets, '>', '>'))
@@ -191,23 +203,25 @@ const char* TurtleTriples::readAfterTerm(const char* const at) {
 }
 
 /// Reads the IRI or blank node after '~', if there is one.
-const char* TurtleTriples::readReifier(const char* at, Term& reifier) {
+const char* TurtleTriples::readReifier(const char* at, size_t& reifier) {
     const char* const tilde = at - 1;
     at = m_terms.skipSpace(at);
+    reifier = addValue();
+    Term& value = m_values[reifier];
     if (m_window.is(at, '_') || m_window.is(at, '['))
-        return m_terms.readBlankNode(at, reifier);
+        return m_terms.readBlankNode(at, value);
     if ((m_window.is(at, '<') && !m_window.is(at + 1, '<')) || m_window.is(at, ':') || isNameStart(m_window, at))
-        return m_terms.readIri(at, reifier, "a reifier");
-    reifier = m_terms.makeBlankNode(tilde);
+        return m_terms.readIri(at, value, "a reifier");
+    value = m_terms.makeBlankNode(tilde);
     return at;
 }
 
 const char* TurtleTriples::open(const Kind kind, const State state, const char* const opening, const char* const at,
-                                const Term& subject) {
+                                const size_t subject) {
     if (m_frames.size() > m_options.m_maximumNesting)
         return m_window.failNesting(opening, m_options.m_maximumNesting);
     m_mayBeLabel = false;
-    m_frames.push_back({kind, state, opening, false, subject});
+    m_frames.emplace_back(kind, state, opening, subject);
     return at;
 }
 
@@ -227,19 +241,19 @@ const char* TurtleTriples::close(const char* const at) {
         end = complete(end, frame.m_subject);
         break;
     case Kind::COLLECTION:
-        if (frame.m_subject.m_kind == TermKind::NONE)
-            return complete(end, makeIri(Vocabulary::RDF_NIL, frame.m_opening));
-        add(frame.m_object, REST, makeIri(Vocabulary::RDF_NIL, at));
+        if (frame.m_subject == NO_TERM)
+            return complete(end, addValue(makeIri(Vocabulary::RDF_NIL, frame.m_opening)));
+        add(frame.m_object, REST, addValue(makeIri(Vocabulary::RDF_NIL, at)));
         return complete(end, frame.m_subject);
     case Kind::REIFIED: {
-        const Term reifier =
-            frame.m_reifier.m_kind == TermKind::NONE ? m_terms.makeBlankNode(frame.m_opening) : frame.m_reifier;
-        add(reifier, REIFIES, makeTriple(frame));
+        const size_t reifier =
+            frame.m_reifier == NO_TERM ? addValue(m_terms.makeBlankNode(frame.m_opening)) : frame.m_reifier;
+        add(reifier, REIFIES, addTripleTerm(frame));
         end = complete(at + 2, reifier);
         break;
     }
     case Kind::TRIPLE:
-        return complete(at + 3, makeTriple(frame));
+        return complete(at + 3, addTripleTerm(frame));
     }
     if (isSubject)
         top().m_state = State::VERB_OR_END;
@@ -247,7 +261,7 @@ const char* TurtleTriples::close(const char* const at) {
 }
 
 /// Puts a value where it belongs in what has begun last.
-const char* TurtleTriples::complete(const char* const at, const Term& value) {
+inline const char* TurtleTriples::complete(const char* const at, const size_t value) {
     Frame& frame = top();
     if (frame.m_state == State::SUBJECT) {
         frame.m_subject = value;
@@ -256,7 +270,7 @@ const char* TurtleTriples::complete(const char* const at, const Term& value) {
         addElement(at, value);
     } else {
         frame.m_object = value;
-        frame.m_reifier.m_kind = TermKind::NONE;
+        frame.m_reifier = NO_TERM;
         frame.m_state = State::AFTER_OBJECT;
         if (!isInTerm())
             add(frame.m_subject, frame.m_predicate, value);
@@ -291,10 +305,10 @@ bool TurtleTriples::isEnd(const char* const at) {
 }
 
 /// Adds an element, which ends here. Its node is named after its last byte, as the first may name the element.
-void TurtleTriples::addElement(const char* const end, const Term& value) {
+void TurtleTriples::addElement(const char* const end, const size_t value) {
     Frame& frame = top();
-    const Term node = m_terms.makeBlankNode(end - 1);
-    if (frame.m_subject.m_kind == TermKind::NONE)
+    const size_t node = addValue(m_terms.makeBlankNode(end - 1));
+    if (frame.m_subject == NO_TERM)
         frame.m_subject = node;
     else
         add(frame.m_object, REST, node);
@@ -302,21 +316,23 @@ void TurtleTriples::addElement(const char* const end, const Term& value) {
     add(node, FIRST, value);
 }
 
-void TurtleTriples::add(const Term& subject, const Term& predicate, const Term& object) {
-    if (m_numberOfStatements == m_statements.size())
-        m_statements.resize(2 * m_numberOfStatements + 16);
-    Statement& statement = m_statements[m_numberOfStatements++];
-    statement.m_subject = subject;
-    statement.m_predicate = predicate;
-    statement.m_object = object;
-    statement.m_graph.m_kind = TermKind::NONE;
-    if (m_graph != nullptr)
-        statement.m_graph = *m_graph;
+/// Makes room for a term and returns its index. Terms move.
+inline size_t TurtleTriples::addValue() {
+    if (m_numberOfValues == m_values.size())
+        m_values.resize(2 * m_numberOfValues);
+    return m_numberOfValues++;
 }
 
-Term TurtleTriples::makeTriple(const Frame& frame) {
-    const Triple& triple = m_triples.emplace_back(Triple{frame.m_subject, frame.m_predicate, frame.m_object});
-    return {TermKind::TRIPLE, Direction::NONE, {}, {}, {}, &triple, frame.m_opening};
+size_t TurtleTriples::addValue(const Term& term) {
+    const size_t index = addValue();
+    m_values[index] = term;
+    return index;
+}
+
+size_t TurtleTriples::addTripleTerm(const Frame& frame) {
+    const Triple& triple = m_tripleTerms.emplace_back(
+        Triple{m_values[frame.m_subject], m_values[frame.m_predicate], m_values[frame.m_object]});
+    return addValue({TermKind::TRIPLE, Direction::NONE, {}, {}, {}, &triple, frame.m_opening});
 }
 
 } // namespace Rdf

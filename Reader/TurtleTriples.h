@@ -1,10 +1,10 @@
 #pragma once
 
 #include "Reader/ReaderOptions.h"
+#include "Reader/StatementSink.h"
 #include "Reader/TurtleTerms.h"
 
 #include <deque>
-#include <span>
 #include <vector>
 
 namespace Rdf {
@@ -12,21 +12,20 @@ namespace Rdf {
 /// Reads the triples of one statement of Turtle or TriG: a subject and what is said of it, with all that stands in
 /// brackets. Nesting is kept in memory of its own, not on the stack.
 ///
-/// Ownership  Triples and terms are valid until the next statement is read.
+/// A term is read to where it stays until the next statement is read; triples consist of indices of terms.
 class TurtleTriples {
 public:
-    TurtleTriples(const ReaderOptions& options, TextWindow& window, TurtleTerms& terms)
-        : m_options(options), m_window(window), m_terms(terms) {}
+    TurtleTriples(const ReaderOptions& options, TextWindow& window, TurtleTerms& terms);
 
     /// Reads a statement up to the full stop that ends it. Within a graph, its closing brace may do so; outside of all
     /// graphs of TriG, it may also be the label of one, which is read up to the opening brace.
     const char* read(const char* at, const Term* graph);
 
-    /// The statement's triples, in the order in which they are complete.
-    std::span<const Statement> getStatements() const noexcept { return {m_statements.data(), m_numberOfStatements}; }
+    /// Gives the statement's triples to a sink, in the order in which they were complete.
+    void giveTo(StatementSink& sink);
 
-    /// The label of a graph, if that is what was read; else null.
-    const Term* getLabel() const noexcept { return m_isLabel ? &m_label : nullptr; }
+    /// The label of a graph, if that is what was read; else null. Valid until the next statement is read.
+    const Term* getLabel() const noexcept { return m_label == NO_TERM ? nullptr : &m_values[m_label]; }
 
 private:
     enum class Kind : uint8_t {
@@ -45,35 +44,50 @@ private:
         AFTER_OBJECT
     };
 
-    /// Something that has begun and not ended.
-    struct Frame {
+    // Indices of terms that are always there.
+    static constexpr size_t NO_TERM = 0;
+    static constexpr size_t REIFIES = 1;
+    static constexpr size_t FIRST = 2;
+    static constexpr size_t REST = 3;
+
+    struct IndexedTriple {
+        size_t m_subject = NO_TERM;
+        size_t m_predicate = NO_TERM;
+        size_t m_object = NO_TERM;
+    };
+
+    /// Something that has begun and not ended. Of a collection, the subject is its first node and the object its last.
+    struct Frame : IndexedTriple {
+        Frame(const Kind kind, const State state, const char* const opening, const size_t subject)
+            : IndexedTriple{subject, NO_TERM, NO_TERM}, m_kind(kind), m_state(state), m_opening(opening) {}
+
         Kind m_kind;
         State m_state;
-        const char* m_opening;
         bool m_hasSemicolon = false; // further ones may follow
-        Term m_subject{};            // of a collection: its first node
-        Term m_predicate{};
-        Term m_object{};  // of a collection: its last node
-        Term m_reifier{}; // of the last triple, until something else follows
+        const char* m_opening;
+        size_t m_reifier = NO_TERM; // of the last triple, until something else follows
     };
 
     const char* step(const char* at);
     const char* readVerb(const char* at);
     const char* readValue(const char* at);
-    const char* readAngle(const char* at);
-    const char* readSquare(const char* at);
+    const char* openAngles(const char* at, const char* expected);
     const char* readAfterObject(const char* at);
     const char* readAfterTerm(const char* at);
-    const char* readReifier(const char* at, Term& reifier);
-    const char* open(Kind kind, State state, const char* opening, const char* at, const Term& subject = {});
+    const char* readReifier(const char* at, size_t& reifier);
+    const char* open(Kind kind, State state, const char* opening, const char* at, size_t subject = NO_TERM);
     const char* close(const char* at);
-    const char* complete(const char* at, const Term& value);
+    const char* complete(const char* at, size_t value);
     const char* fail(const char* at, const char* expected);
     void blameOpening();
     bool isEnd(const char* at);
-    void addElement(const char* end, const Term& value);
-    void add(const Term& subject, const Term& predicate, const Term& object);
-    Term makeTriple(const Frame& frame);
+    void addElement(const char* end, size_t value);
+    void add(const size_t subject, const size_t predicate, const size_t object) {
+        m_triples.push_back({subject, predicate, object});
+    }
+    size_t addValue();
+    size_t addValue(const Term& term);
+    size_t addTripleTerm(const Frame& frame);
 
     Frame& top() noexcept { return m_frames.back(); }
     bool isInTerm() const noexcept {
@@ -84,13 +98,14 @@ private:
     TextWindow& m_window;
     TurtleTerms& m_terms;
     std::vector<Frame> m_frames;
-    std::vector<Statement> m_statements; // of which the first are in use
-    size_t m_numberOfStatements = 0;
-    std::deque<Triple> m_triples; // that are terms
+    std::vector<Term> m_values; // of which the first are in use
+    size_t m_numberOfValues = 0;
+    std::vector<IndexedTriple> m_triples;
+    std::deque<Triple> m_tripleTerms;
     const Term* m_graph = nullptr;
     bool m_mayBeLabel = false;
-    bool m_isLabel = false;
-    Term m_label;
+    size_t m_label = NO_TERM;
+    Statement m_statement; // that the sink takes
 };
 
 } // namespace Rdf
