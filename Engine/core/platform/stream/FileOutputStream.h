@@ -39,9 +39,11 @@ public:
 
 private:
     void writeThrough(const uint8_t* data, size_t numberOfBytes);
+    void startWritingToDisk() noexcept;
 
     const std::string m_fileName;
     const std::unique_ptr<uint8_t[]> m_buffer;
     size_t m_bufferedBytes;
+    size_t m_bytesToStart = 0; // written to the file since the system was last told to begin
     int m_fileDescriptor;
 };
