@@ -3,6 +3,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -100,6 +101,24 @@ inline const char* find(const char* current, const char* const end) noexcept {
 #endif
     while (current != end && !Stop::matches(static_cast<uint8_t>(*current)))
         ++current;
+    return current;
+}
+
+/// Copies the bytes before the first one that matches, or before the end, and moves the output behind them. Returns what
+/// was not copied. The output has room for all bytes up to the end.
+template<class Stop>
+inline const char* copyUntil(const char* current, const char* const end, char*& output) noexcept {
+#if defined(__SSE2__)
+    for (; end - current >= 16; current += 16, output += 16) {
+        std::memcpy(output, current, 16);
+        if (const uint32_t mask = maskOf16<Stop>(current)) {
+            output += std::countr_zero(mask);
+            return current + std::countr_zero(mask);
+        }
+    }
+#endif
+    while (current < end && !Stop::matches(static_cast<uint8_t>(*current)))
+        *output++ = *current++;
     return current;
 }
 

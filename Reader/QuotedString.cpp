@@ -3,7 +3,8 @@
 #include "Reader/Utf8.h"
 
 #include <algorithm>
-#include <cstring>
+#include <array>
+#include <span>
 
 namespace Rdf {
 
@@ -14,10 +15,18 @@ const char* findLongStringStop(const char* const at, const char* const end) noex
     return ByteScan::find<ByteScan::AnyOf<QUOTE, '\\'>>(at, end);
 }
 
-/// Reads an escape of a string and appends its character's UTF-8 to the output, which is never longer than the escape.
-const char* readStringEscape(TextWindow& window, const char* const at, char*& output) {
+/// What a letter after a backslash stands for, or 0.
+constexpr std::array<char, 256> ESCAPES = [] {
     constexpr std::string_view LETTERS = "tbnrf\"'\\";
     constexpr std::string_view CHARACTERS = "\t\b\n\r\f\"'\\";
+    std::array<char, 256> escapes{};
+    for (size_t index = 0; index < LETTERS.size(); ++index)
+        escapes[static_cast<uint8_t>(LETTERS[index])] = CHARACTERS[index];
+    return escapes;
+}();
+
+/// Reads an escape of a string and appends its character's UTF-8 to the output, which is never longer than the escape.
+const char* readStringEscape(TextWindow& window, const char* const at, char*& output) {
     const int letter = window.peek(at + 1);
     if (letter == 'u' || letter == 'U') {
         uint32_t character;
@@ -26,29 +35,51 @@ const char* readStringEscape(TextWindow& window, const char* const at, char*& ou
             output = Utf8::encode(character, output);
         return end;
     }
-    const size_t index = letter == TextWindow::END ? std::string_view::npos : LETTERS.find(static_cast<char>(letter));
-    if (index == std::string_view::npos)
+    const char character = letter == TextWindow::END ? char(0) : ESCAPES[static_cast<uint8_t>(letter)];
+    if (character == 0)
         return window.failExpected(at + 1, "an escape such as \\n or \\u00E4 after the backslash");
-    *output++ = CHARACTERS[index];
+    *output++ = character;
     return at + 2;
 }
 
-/// Unescapes what stands between quotes, in one pass from left to right.
-const char* unescape(TextWindow& window, const char* at, const char* const end, std::string_view& text) {
-    const size_t size = static_cast<size_t>(end - at);
-    char* const begin = window.getArena().allocate(size);
-    char* output = begin;
-    while (at != end) {
-        const void* const found = std::memchr(at, '\\', static_cast<size_t>(end - at));
-        const char* const escape = found == nullptr ? end : static_cast<const char*>(found);
-        output = std::copy(at, escape, output);
-        if (escape == end)
+/// Unescapes text up to a byte that ends it or to the limit, in one pass from left to right; returns where. The last
+/// escape may go beyond the limit. The output has room for as many bytes as were read.
+template<class Stop>
+const char* unescape(TextWindow& window, const char* at, const char* const limit, char*& output) {
+    while (at != nullptr) {
+        at = ByteScan::copyUntil<Stop>(at, limit, output);
+        if (at >= limit || *at != '\\')
             break;
-        at = readStringEscape(window, escape, output);
-        if (at == nullptr)
-            return nullptr;
+        at = readStringEscape(window, at, output);
     }
-    text = std::string_view(begin, static_cast<size_t>(output - begin));
+    return at;
+}
+
+/// Unescapes the string on one line that starts here; null if there is anything else to it than escapes.
+template<class Stop>
+const char* readToClosingQuote(TextWindow& window, const char* const opening, std::string_view& text) {
+    constexpr ptrdiff_t LONGEST_ESCAPE = 10;
+    const std::span<char> room = window.getArena().getRoom();
+    const char* const begin = opening + 1;
+    const ptrdiff_t size = std::min(window.getEnd() - begin, static_cast<ptrdiff_t>(room.size()) - LONGEST_ESCAPE);
+    if (size <= 0)
+        return nullptr;
+    char* output = room.data();
+    const char* const end = unescape<Stop>(window, begin, begin + size, output);
+    if (end == nullptr || end >= begin + size || *end != *opening)
+        return nullptr;
+    text = {room.data(), static_cast<size_t>(output - room.data())};
+    window.getArena().allocate(text.size());
+    return end + 1;
+}
+
+/// Unescapes what stands between quotes.
+const char* unescapeAll(TextWindow& window, const char* const at, const char* const end, std::string_view& text) {
+    char* const begin = window.getArena().allocate(static_cast<size_t>(end - at));
+    char* output = begin;
+    if (unescape<ByteScan::AnyOf<'\\'>>(window, at, end, output) == nullptr)
+        return nullptr;
+    text = {begin, static_cast<size_t>(output - begin)};
     return end;
 }
 
@@ -78,13 +109,18 @@ const char* readUnicodeEscape(TextWindow& window, const char* const at, uint32_t
 }
 
 const char* readEscapedString(TextWindow& window, const char* const opening, const char* stop, std::string_view& text) {
+    const char* const end = *opening == '"'
+                                ? readToClosingQuote<ByteScan::AnyOf<'"', '\\', '\n', '\r'>>(window, opening, text)
+                                : readToClosingQuote<ByteScan::AnyOf<'\'', '\\', '\n', '\r'>>(window, opening, text);
+    if (end != nullptr)
+        return end;
     stop = findShortStringEnd(stop, window.getEnd(), *opening);
     if (!window.is(stop, *opening)) {
         if (stop != window.getEnd() && *stop == '\\')
             ++stop;
         return window.failUnclosed(opening, "string", stop, "its closing quote");
     }
-    return unescape(window, opening + 1, stop, text) == nullptr ? nullptr : stop + 1;
+    return unescapeAll(window, opening + 1, stop, text) == nullptr ? nullptr : stop + 1;
 }
 
 const char* readLongString(TextWindow& window, const char* const opening, std::string_view& text) {
@@ -101,7 +137,7 @@ const char* readLongString(TextWindow& window, const char* const opening, std::s
     }
     const size_t size = static_cast<size_t>(closing - begin);
     text = std::string_view(begin, size);
-    if (text.find('\\') != std::string_view::npos && unescape(window, begin, closing, text) == nullptr)
+    if (text.find('\\') != std::string_view::npos && unescapeAll(window, begin, closing, text) == nullptr)
         return nullptr;
     return closing + 3;
 }

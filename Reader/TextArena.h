@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace Rdf {
@@ -17,6 +18,11 @@ public:
         char* const text = m_blocks.back().get() + m_used;
         m_used += size;
         return text;
+    }
+
+    /// The room that there is without another block, for a text whose size is not known yet.
+    std::span<char> getRoom() const noexcept {
+        return m_blocks.empty() ? std::span<char>() : std::span(m_blocks.back().get() + m_used, m_capacity - m_used);
     }
 
     /// Frees all texts; keeps the largest block, which is the last.
