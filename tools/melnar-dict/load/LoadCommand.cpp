@@ -11,10 +11,12 @@
 #include "tools/melnar-dict/threads/ProgressReporter.h"
 
 #include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/dictionary/ResourceValue.h"
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -27,10 +29,11 @@ namespace {
 LoadReport makeReport(const Dictionary& dictionary, const InputJournal& journal, const double seconds) {
     LoadReport report;
     report.m_counts = journal.getCounts();
-    report.m_distinctStrings = dictionary.getNumberOfResources(D_XSD_STRING);
-    report.m_distinctPlainLiterals = dictionary.getNumberOfResources(D_RDF_PLAIN_LITERAL);
     report.m_errors = journal.getNumberOfErrors();
-    report.m_textBytes = dictionary.getTextBytes(D_XSD_STRING) + dictionary.getTextBytes(D_RDF_PLAIN_LITERAL);
+    dictionary.forEachResource([&report](uint64_t, const ResourceValue& value) {
+        ++(value.m_datatypeID == D_XSD_STRING ? report.m_distinctStrings : report.m_distinctPlainLiterals);
+        report.m_textBytes += value.m_dataSize - 1;
+    });
     report.m_memoryBytes = dictionary.getMemoryInUse();
     report.m_seconds = seconds;
     return report;
@@ -149,6 +152,10 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
     journal.reportHiddenErrors();
     dictionary.commit();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - start;
+    // Counts what is in the dictionary beside the save, if the system has a thread for it.
+    std::future<LoadReport> report =
+        std::async(lock ? std::launch::async | std::launch::deferred : std::launch::deferred,
+                   [&] { return makeReport(dictionary, journal, duration.count()); });
     if (lock) {
         const ProgressReporter progress(messages, options.m_feedback.getProgressMode(),
                                         "saving '" + toPrintable(options.m_output.m_outputName) + "'");
@@ -158,7 +165,7 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
     std::vector<Lookup> lookups = options.m_lookups;
     for (Lookup& lookup : lookups)
         lookup.answer(dictionary);
-    print(makeReport(dictionary, journal, duration.count()), lookups, options.m_asksForJson, output, errorOutput);
+    print(report.get(), lookups, options.m_asksForJson, output, errorOutput);
     return std::all_of(lookups.begin(), lookups.end(), [](const Lookup& lookup) { return lookup.isAnswered(); })
                ? ExitCode::DONE
                : ExitCode::BAD_DATA;
