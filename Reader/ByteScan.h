@@ -64,6 +64,18 @@ struct AnyOf {
 #endif
 };
 
+struct StringStop { // what a string on one line cannot hold as it is
+    bool matches(const uint8_t byte) const noexcept {
+        return byte == static_cast<uint8_t>(m_quote) || AnyOf<'\\', '\n', '\r'>::matches(byte);
+    }
+#if defined(__SSE2__)
+    __m128i matchesOf(const __m128i bytes) const noexcept {
+        return _mm_or_si128(_mm_cmpeq_epi8(bytes, _mm_set1_epi8(m_quote)), AnyOf<'\\', '\n', '\r'>::matchesOf(bytes));
+    }
+#endif
+    char m_quote;
+};
+
 struct NotAscii {
     static constexpr bool matches(const uint8_t byte) noexcept { return byte >= 0x80; }
 #if defined(__SSE2__)
@@ -85,39 +97,43 @@ struct CharacterStart { // of UTF-8: no continuation byte
 #if defined(__SSE2__)
 /// Bit n says whether byte n from here matches.
 template<class Stop>
-inline uint32_t maskOf16(const char* const current) noexcept {
+inline uint32_t maskOf16(const char* const current, const Stop stop = {}) noexcept {
     const __m128i bytes = _mm_loadu_si128(static_cast<const __m128i*>(static_cast<const void*>(current)));
-    return static_cast<uint32_t>(_mm_movemask_epi8(Stop::matchesOf(bytes)));
+    return static_cast<uint32_t>(_mm_movemask_epi8(stop.matchesOf(bytes)));
 }
 #endif
 
 /// Returns the first byte that matches, or the end.
 template<class Stop>
-inline const char* find(const char* current, const char* const end) noexcept {
+inline const char* find(const char* current, const char* const end, const Stop stop = {}) noexcept {
 #if defined(__SSE2__)
     for (; end - current >= 16; current += 16)
-        if (const uint32_t mask = maskOf16<Stop>(current))
+        if (const uint32_t mask = maskOf16(current, stop))
             return current + std::countr_zero(mask);
 #endif
-    while (current != end && !Stop::matches(static_cast<uint8_t>(*current)))
+    while (current != end && !stop.matches(static_cast<uint8_t>(*current)))
         ++current;
     return current;
+}
+
+inline const char* findLineEnd(const char* const current, const char* const end) noexcept {
+    return find<AnyOf<'\n', '\r'>>(current, end);
 }
 
 /// Copies the bytes before the first one that matches, or before the end, and moves the output behind them. Returns what
 /// was not copied. The output has room for all bytes up to the end.
 template<class Stop>
-inline const char* copyUntil(const char* current, const char* const end, char*& output) noexcept {
+inline const char* copyUntil(const char* current, const char* const end, const Stop stop, char*& output) noexcept {
 #if defined(__SSE2__)
     for (; end - current >= 16; current += 16, output += 16) {
         std::memcpy(output, current, 16);
-        if (const uint32_t mask = maskOf16<Stop>(current)) {
+        if (const uint32_t mask = maskOf16(current, stop)) {
             output += std::countr_zero(mask);
             return current + std::countr_zero(mask);
         }
     }
 #endif
-    while (current < end && !Stop::matches(static_cast<uint8_t>(*current)))
+    while (current < end && !stop.matches(static_cast<uint8_t>(*current)))
         *output++ = *current++;
     return current;
 }

@@ -37,7 +37,7 @@ const char* findWindowEnd(const char* const begin, const char* const end) noexce
     const char* const windowEnd = findEndOfLines(begin, begin + WINDOW_SIZE);
     if (windowEnd != begin)
         return windowEnd;
-    const char* const lineEnd = std::find_if(begin + WINDOW_SIZE, end, isLineEnd);
+    const char* const lineEnd = ByteScan::findLineEnd(begin + WINDOW_SIZE, end);
     return lineEnd == end ? end : lineEnd + 1;
 }
 
@@ -66,7 +66,7 @@ const char* LineReader::readText(const char* const begin, const char* const end,
 const char* LineReader::skipLongLine(const char* const at, const char* const end, const bool isLast) {
     if (!m_isInLongLine)
         return at;
-    const char* const lineEnd = std::find_if(at, end, isLineEnd);
+    const char* const lineEnd = ByteScan::findLineEnd(at, end);
     m_bytesExamined += static_cast<uint64_t>(lineEnd - at);
     passSkipped(at, lineEnd);
     if (lineEnd == end && !isLast)
@@ -164,7 +164,7 @@ const char* LineReader::readEndOfLine(const char* at, const char* const expected
     const char* const end = m_window.getEnd();
     at = skipBlanks(at, end);
     if (at != end && *at == '#')
-        at = ByteScan::find<ByteScan::AnyOf<'\n', '\r'>>(at, end);
+        at = ByteScan::findLineEnd(at, end);
     if (m_window.isInvalidHere(at) || (at != end && !isLineEnd(*at)))
         return m_window.failExpected(at, expected);
     return at;
@@ -249,7 +249,7 @@ const char* LineReader::readTripleTerm(const char* at, Term& term) {
 /// Reports what is wrong with a line; returns its end.
 const char* LineReader::skipLine(const char* const line, const char* const end) {
     const char* const invalid = m_window.getEnd();
-    const char* const lineEnd = std::find_if(std::max(line, m_window.getFailurePlace()), end, isLineEnd);
+    const char* const lineEnd = ByteScan::findLineEnd(std::max(line, m_window.getFailurePlace()), end);
     static_cast<void>(checkLength(line, lineEnd)); // A line that is too long has no other error.
     SyntaxError error = takeFailure(line);
     m_bytesExamined += static_cast<uint64_t>(lineEnd - line);

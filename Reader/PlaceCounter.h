@@ -43,7 +43,7 @@ public:
         if (at < m_at)
             return findEarlier(at);
         for (;;) {
-            const char* const lineEnd = ByteScan::find<ByteScan::AnyOf<'\n', '\r'>>(m_at, at);
+            const char* const lineEnd = ByteScan::findLineEnd(m_at, at);
             if (lineEnd == at)
                 break;
             passLineEnd(lineEnd);

@@ -10,11 +10,6 @@ namespace Rdf {
 
 namespace {
 
-template<char QUOTE>
-const char* findLongStringStop(const char* const at, const char* const end) noexcept {
-    return ByteScan::find<ByteScan::AnyOf<QUOTE, '\\'>>(at, end);
-}
-
 /// What a letter after a backslash stands for, or 0.
 constexpr std::array<char, 256> ESCAPES = [] {
     constexpr std::string_view LETTERS = "tbnrf\"'\\";
@@ -45,9 +40,9 @@ const char* readStringEscape(TextWindow& window, const char* const at, char*& ou
 /// Unescapes text up to a byte that ends it or to the limit, in one pass from left to right; returns where. The last
 /// escape may go beyond the limit. The output has room for as many bytes as were read.
 template<class Stop>
-const char* unescape(TextWindow& window, const char* at, const char* const limit, char*& output) {
+const char* unescape(TextWindow& window, const char* at, const char* const limit, const Stop stop, char*& output) {
     while (at != nullptr) {
-        at = ByteScan::copyUntil<Stop>(at, limit, output);
+        at = ByteScan::copyUntil(at, limit, stop, output);
         if (at >= limit || *at != '\\')
             break;
         at = readStringEscape(window, at, output);
@@ -56,7 +51,6 @@ const char* unescape(TextWindow& window, const char* at, const char* const limit
 }
 
 /// Unescapes the string on one line that starts here; null if there is anything else to it than escapes.
-template<class Stop>
 const char* readToClosingQuote(TextWindow& window, const char* const opening, std::string_view& text) {
     constexpr ptrdiff_t LONGEST_ESCAPE = 10;
     const std::span<char> room = window.getArena().getRoom();
@@ -65,7 +59,7 @@ const char* readToClosingQuote(TextWindow& window, const char* const opening, st
     if (size <= 0)
         return nullptr;
     char* output = room.data();
-    const char* const end = unescape<Stop>(window, begin, begin + size, output);
+    const char* const end = unescape(window, begin, begin + size, ByteScan::StringStop{*opening}, output);
     if (end == nullptr || end >= begin + size || *end != *opening)
         return nullptr;
     text = {room.data(), static_cast<size_t>(output - room.data())};
@@ -77,7 +71,7 @@ const char* readToClosingQuote(TextWindow& window, const char* const opening, st
 const char* unescapeAll(TextWindow& window, const char* const at, const char* const end, std::string_view& text) {
     char* const begin = window.getArena().allocate(static_cast<size_t>(end - at));
     char* output = begin;
-    if (unescape<ByteScan::AnyOf<'\\'>>(window, at, end, output) == nullptr)
+    if (unescape(window, at, end, ByteScan::AnyOf<'\\'>(), output) == nullptr)
         return nullptr;
     text = {begin, static_cast<size_t>(output - begin)};
     return end;
@@ -109,10 +103,7 @@ const char* readUnicodeEscape(TextWindow& window, const char* const at, uint32_t
 }
 
 const char* readEscapedString(TextWindow& window, const char* const opening, const char* stop, std::string_view& text) {
-    const char* const end = *opening == '"'
-                                ? readToClosingQuote<ByteScan::AnyOf<'"', '\\', '\n', '\r'>>(window, opening, text)
-                                : readToClosingQuote<ByteScan::AnyOf<'\'', '\\', '\n', '\r'>>(window, opening, text);
-    if (end != nullptr)
+    if (const char* const end = readToClosingQuote(window, opening, text))
         return end;
     stop = findShortStringEnd(stop, window.getEnd(), *opening);
     if (!window.is(stop, *opening)) {
@@ -144,8 +135,7 @@ const char* readLongString(TextWindow& window, const char* const opening, std::s
 
 const char* findShortStringEnd(const char* at, const char* const end, const char quote) noexcept {
     for (;;) {
-        at = quote == '"' ? ByteScan::find<ByteScan::AnyOf<'"', '\\', '\n', '\r'>>(at, end)
-                          : ByteScan::find<ByteScan::AnyOf<'\'', '\\', '\n', '\r'>>(at, end);
+        at = ByteScan::find(at, end, ByteScan::StringStop{quote});
         if (end - at < 2 || *at != '\\' || at[1] == '\n' || at[1] == '\r')
             return at;
         at += 2;
@@ -154,7 +144,8 @@ const char* findShortStringEnd(const char* at, const char* const end, const char
 
 const char* findLongStringEnd(const char* at, const char* const end, const char quote) noexcept {
     for (;;) {
-        at = quote == '"' ? findLongStringStop<'"'>(at, end) : findLongStringStop<'\''>(at, end);
+        at = quote == '"' ? ByteScan::find<ByteScan::AnyOf<'"', '\\'>>(at, end)
+                          : ByteScan::find<ByteScan::AnyOf<'\'', '\\'>>(at, end);
         if (end - at < 3)
             return at;
         const bool isQuote = *at == quote;

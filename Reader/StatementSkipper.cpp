@@ -10,9 +10,6 @@ namespace Rdf {
 
 namespace {
 
-using ByteScan::AnyOf;
-using ByteScan::find;
-
 bool isNamePart(const char character) noexcept {
     const auto byte = static_cast<uint8_t>(character);
     return CharacterClass::is(byte, CharacterClass::LOCAL_NAME) || byte >= 0x80 || byte == '%' || byte == '\\';
@@ -111,7 +108,7 @@ const char* StatementSkipper::skipWithin(const char* const at, const char* const
     case In::LONG_STRING:
         return skipLongString(at, end, isLast);
     default: {
-        const char* const lineEnd = find<AnyOf<'\n', '\r'>>(at, end);
+        const char* const lineEnd = ByteScan::findLineEnd(at, end);
         if (lineEnd != end)
             m_in = In::STATEMENT;
         return lineEnd;
@@ -138,9 +135,9 @@ const char* StatementSkipper::skipName(const char* at, const char* const end, co
 
 /// Skips an IRI, or what it has before a character that is in no IRI; a full stop before that ends the statement.
 const char* StatementSkipper::skipIri(const char* const at, const char* const end, const bool isLast) {
-    const char* stop = find<ByteScan::IriStop>(at, end);
+    const char* stop = ByteScan::find<ByteScan::IriStop>(at, end);
     while (stop != end && *stop == '\\')
-        stop = find<ByteScan::IriStop>(stop + 1, end);
+        stop = ByteScan::find<ByteScan::IriStop>(stop + 1, end);
     if (stop != end || isLast)
         m_in = In::STATEMENT;
     if (stop != end && *stop == '>')

@@ -27,6 +27,8 @@ public:
 
     /// Frees all texts; keeps the largest block, which is the last.
     void clear() noexcept {
+        if (m_used == 0)
+            return;
         if (m_blocks.size() > 1)
             m_blocks.erase(m_blocks.begin(), m_blocks.end() - 1);
         m_used = 0;

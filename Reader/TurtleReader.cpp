@@ -18,10 +18,6 @@ bool equalsIgnoringCase(const std::string_view word, const std::string_view lowe
                       [](const char left, const char right) { return (left | 0x20) == right; });
 }
 
-const char* findLineEnd(const char* const begin, const char* const end) noexcept {
-    return ByteScan::find<ByteScan::AnyOf<'\n', '\r'>>(begin, end);
-}
-
 /// Whether what ends here, white space and comments, ends in a comment.
 bool endsInComment(const char* const begin, const char* end) noexcept {
     while (end != begin && end[-1] != '\n' && end[-1] != '\r')
@@ -93,7 +89,7 @@ const char* TurtleReader::readText(const char* const begin, const char* const en
 
 /// Skips white space and comments, and notes whether a comment goes on after the window.
 const char* TurtleReader::skipSpace(const char* const at) {
-    const char* const begin = m_isInComment ? findLineEnd(at, m_window.getEnd()) : at;
+    const char* const begin = m_isInComment ? ByteScan::findLineEnd(at, m_window.getEnd()) : at;
     const char* const unit = m_terms.skipSpace(begin);
     m_isInComment = m_window.isIncomplete() && ((m_isInComment && begin == unit) || endsInComment(begin, unit));
     return unit;

@@ -29,7 +29,7 @@ public:
                 ++at;
             if (at == end || *at != '#')
                 return m_window.touch(at);
-            at = ByteScan::find<ByteScan::AnyOf<'\n', '\r'>>(at, end);
+            at = ByteScan::findLineEnd(at, end);
         }
     }
 

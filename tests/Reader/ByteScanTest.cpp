@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -30,6 +31,34 @@ TEST(ByteScanTest, vectorsFindAndCountWhatMatches) {
     checkAllBytesAndPlaces<ByteScan::AnyOf<'"', '\\', '\n', '\r'>>();
     checkAllBytesAndPlaces<ByteScan::NotAscii>();
     checkAllBytesAndPlaces<ByteScan::CharacterStart>();
+}
+
+TEST(ByteScanTest, aStringStopsAtItsOwnQuote) {
+    for (const char quote : {'"', '\''})
+        for (int byte = 0; byte < 256; ++byte)
+            for (size_t place = 0; place < 40; ++place) {
+                std::string text(40, 'x');
+                text[place] = static_cast<char>(byte);
+                const bool isStop = byte == quote || byte == '\\' || byte == '\n' || byte == '\r';
+                const char* const begin = text.data();
+                ASSERT_EQ(begin + (isStop ? place : text.size()),
+                          ByteScan::find(begin, begin + text.size(), ByteScan::StringStop{quote}))
+                    << byte;
+            }
+}
+
+TEST(ByteScanTest, copiesWhatIsBeforeAStopToRoomForAll) {
+    for (size_t size = 0; size <= 40; ++size)
+        for (size_t place = 0; place <= size; ++place) {
+            std::string text = std::string("0123456789abcdefghijklmnopqrstuvwxyzABCDEFG").substr(0, size);
+            if (place != size)
+                text[place] = '"';
+            const auto copy = std::make_unique<char[]>(size); // so that sanitizers see a write behind it
+            char* output = copy.get();
+            const char* const end = text.data() + size;
+            ASSERT_EQ(text.data() + place, ByteScan::copyUntil(text.data(), end, ByteScan::StringStop{'"'}, output));
+            ASSERT_EQ(text.substr(0, place), std::string(copy.get(), output));
+        }
 }
 
 TEST(ByteScanTest, anIriHoldsNoControlsSpacesOrDelimiters) {

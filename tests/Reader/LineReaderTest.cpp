@@ -153,6 +153,19 @@ TEST(LineReaderTest, tellsTheLineOfTheStatementAlone) {
     EXPECT_EQ((std::vector<uint64_t>{7, 7, 10}), sink.m_lines);
 }
 
+TEST(LineReaderTest, escapesStandAnywhereInTheMemoryThatThereIs) {
+    constexpr size_t MEMORY_AT_FIRST = 4096;
+    for (size_t size = MEMORY_AT_FIRST - 30; size < MEMORY_AT_FIRST + 10; ++size) {
+        const std::string plain(size, 'x');
+        const std::string text =
+            "<a:s> <a:p> \"\\n\" .\n<a:s> <a:p> \"" + plain + "\\U0001F600\\u00E4\\t" + plain + "\" .\n";
+        const std::string unescaped = plain + "\xF0\x9F\x98\x80\xC3\xA4\\t" + plain;
+        EXPECT_EQ("<a:s> <a:p> \"\\n\" .\n<a:s> <a:p> \"" + unescaped + "\" .\n", read(text));
+        EXPECT_EQ("2:13: this string is not closed: expected its closing quote, found the end of the line",
+                  errorOf(text.substr(0, text.size() - 4) + "\n", strict(Syntax::N_TRIPLES)));
+    }
+}
+
 TEST(LineReaderTest, itsMemoryIsThatOfTheLongestStatement) {
     struct Sink : StatementSink {
         void takeStatement(const Statement&) final { ++m_numberOfStatements; }
