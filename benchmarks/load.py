@@ -110,6 +110,9 @@ def run_load(programs, file, threads, repetitions, context, results):
     ours = next(name for name in medians if name.startswith("melnar-dict"))
     for name in medians.keys() - {ours}:
         print(f"{ours} / {name}: {medians[ours] / medians[name]:.3f}")
+    peak, dictionary = (statistics.median(entry[figure] for entry in entries if entry["name"] == ours)
+                        for figure in ("peak_mb", "dictionary_mb"))
+    print(f"{ours}: peak memory {peak:.1f} MB, {peak - dictionary:.1f} MB beside the dictionary's")
     document = {"context": {**context, "strings": file.name, "bytes": str(file.stat().st_size)},
                 "benchmarks": entries}
     name = f"load-{file.stem}-{file.suffix.removeprefix('.')}.json"
