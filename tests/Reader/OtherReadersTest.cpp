@@ -56,6 +56,7 @@ TEST(OtherReadersTest, textsThatOthersAccept) {
         {Syntax::TRIG, "G { }", "1:1: expected a subject, found 'G'"},
         {Syntax::TRIG, "{ [ <p> <o> ] y. }", "1:15: expected a predicate, found 'y'"},
         {Syntax::N_QUADS, "<a:s> <a:p> <a:o> \n. <a:g>", "1:19: expected a graph or '.', found the end of the line"},
+        {Syntax::N_TRIPLES, "<a:s> <a:p> \"x\"@en-GB\n.", "1:22: expected '.', found the end of the line"},
         {Syntax::N_TRIPLES, "_:s<a:p>_:o..", "1:13: expected the end of the line after the statement, found '.'"},
         {Syntax::N_TRIPLES, "<a:s> <p> <a:o> .", "1:7: expected an absolute IRI, found '<p>'"},
     });
@@ -67,6 +68,7 @@ TEST(OtherReadersTest, textsThatOthersRefuse) {
         {Syntax::TURTLE, "<a:s> <a:p> ''# no directive\n@base .", "<a:s> <a:p> \"\"@base .\n"},
         {Syntax::TURTLE, "<a:s> <a:p> 'x' @en .", "<a:s> <a:p> \"x\"@en .\n"},
         {Syntax::TRIG, "base <a:/>\n{<s> <p> <o> .}", "<a:/s> <a:/p> <a:/o> .\n"},
+        {Syntax::TRIG, "@prefix t: <a:t> . { <a:s> <a:p> \"2\"^^ t: . }", "<a:s> <a:p> \"2\"^^<a:t> .\n"},
         {Syntax::TRIG, "_:g { <a:s> <a:p> <a:o> }", "<a:s> <a:p> <a:o> _:g .\n"},
         {Syntax::TRIG, "@prefix : <a:> . GRAPH :g { }", ""},
         {Syntax::N_QUADS, "<a:s> <a:p> \"2\"^^  <a:t>  <a:g>  .", "<a:s> <a:p> \"2\"^^<a:t> <a:g> .\n"},
@@ -74,6 +76,9 @@ TEST(OtherReadersTest, textsThatOthersRefuse) {
         {Syntax::N_QUADS, "<a:s> <a:p> \"s\"@e_:k .", "<a:s> <a:p> \"s\"@e _:k .\n"},
         {Syntax::N_TRIPLES, "<a:s> <a:p> \"\\'\" .", "<a:s> <a:p> \"'\" .\n"},
         {Syntax::N_TRIPLES, "<a:s> <a:p> \"\\uFFFF\" .", "<a:s> <a:p> \"\\uFFFF\" .\n"},
+        {Syntax::N_TRIPLES, "<a:s> <a:p> \"2\"  ^^ <a:t> .", "<a:s> <a:p> \"2\"^^<a:t> .\n"},
+        {Syntax::N_TRIPLES, "<a:s> <http://www.w3.org/1999/02/22-rdf-syntax-ns#_0> \"1\" .",
+         "<a:s> <http://www.w3.org/1999/02/22-rdf-syntax-ns#_0> \"1\" .\n"},
         {Syntax::N_TRIPLES, "\xEF\xBB\xBF", ""},
     });
 }

@@ -48,9 +48,8 @@ public:
     bool m_hasLongTag = false;
 };
 
-/// What a message says apart from what was found.
-std::string classOf(const std::string& message) {
-    return message.empty() ? "accepts" : "refuses: " + message.substr(0, message.find(", found"));
+std::string describeVerdict(const std::string& error) {
+    return error.empty() ? "accepts" : "refuses: " + error.substr(0, error.find('\n'));
 }
 
 /// What the other readers disagree on, by verdict and cause.
@@ -127,7 +126,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* const data, const size_t si
         const OtherResult theirs = read(text, options.m_syntax, options.m_base);
         const std::string cause = "; " + causeOf(judgement.m_refusal);
         if (theirs.m_error.empty() != ours.m_error.empty())
-            disagreements.add(std::string(name) + ' ' + classOf(theirs.m_error) + cause, text);
+            disagreements.add(std::string(name) + ' ' + describeVerdict(theirs.m_error) + cause, text);
         else if (theirs.m_error.empty() && theirs.m_statements != ours.m_statements)
             disagreements.add(std::string(name) + " finds other statements" + cause, text);
     }
