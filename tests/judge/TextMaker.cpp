@@ -14,11 +14,11 @@ using Kind = EbnfExpression::Kind;
 constexpr size_t DEEPEST = 12; // from which the shortest ways are taken
 constexpr size_t UNKNOWN = std::numeric_limits<size_t>::max() / 4;
 
-/// Texts for terminals that chance alone would hardly make so that they mean something.
+/// Texts for rules of terminals that chance alone would hardly make so that they mean something.
 const std::map<std::string, std::vector<std::string>, std::less<>> LIKELY_TEXTS{
     {"IRIREF", {"<a:s>", "<a:s>", "<http://e.example/x?q#f>", "<u:\\u00E4\xC3\xA4>", "<a:b/../c>", "<a:%41>"}},
     {"PNAME_NS", {":", "x:", "x:", "y.z:"}},
-    {"PNAME_LN", {":a", "x:b.c", ":d\\-e", "x:%41", ":0", "y.z:f:g"}},
+    {"UCHAR", {"\\u00E4", "\\U0001F600", "\\uFFFF", "\\U0010FFFF", "\\u0061"}},
 };
 
 // What Turtle and TriG can have besides.
@@ -66,7 +66,7 @@ size_t TextMaker::getCost(const EbnfExpression& expression) const {
 }
 
 std::string TextMaker::make(Random& random) const {
-    std::string text = m_hasPrefixes && random() % 8 != 0 ? PROLOGUE : "";
+    std::string text = m_hasPrefixes && random() % 32 != 0 ? PROLOGUE : "";
     for (size_t count = 1 + random() % 3; count != 0; --count)
         derive(m_rules.at("document"), 0, random, text);
     return text;
@@ -106,11 +106,8 @@ void TextMaker::derive(const EbnfExpression& expression, const size_t depth, Ran
 }
 
 void TextMaker::appendTerminal(const EbnfExpression& expression, Random& random, std::string& text) const {
-    const auto likely = LIKELY_TEXTS.find(expression.m_text);
     if (expression.m_text == "IRIREF" && m_hasPrefixes && random() % 4 == 0)
         text += choose(RELATIVE_IRIS, random);
-    else if (likely != LIKELY_TEXTS.end() && random() % 8 != 0)
-        text += choose(likely->second, random);
     else
         match(expression, random, text);
     switch (random() % 24) {
@@ -135,8 +132,13 @@ void TextMaker::appendTerminal(const EbnfExpression& expression, Random& random,
 /// A text that a terminal matches.
 void TextMaker::match(const EbnfExpression& expression, Random& random, std::string& text) const {
     switch (expression.m_kind) {
-    case Kind::NAME:
-        return match(m_rules.at(expression.m_text), random, text);
+    case Kind::NAME: {
+        const auto likely = LIKELY_TEXTS.find(expression.m_text);
+        if (likely == LIKELY_TEXTS.end() || random() % 16 == 0)
+            return match(m_rules.at(expression.m_text), random, text);
+        text += choose(likely->second, random);
+        return;
+    }
     case Kind::TEXT:
         for (const char character : expression.m_text)
             text += expression.m_ignoresCase && random() % 4 == 0
@@ -147,7 +149,7 @@ void TextMaker::match(const EbnfExpression& expression, Random& random, std::str
         const CharacterRange& range = expression.m_ranges[random() % expression.m_ranges.size()];
         const auto size = range.m_last - range.m_first + 1;
         char32_t character = range.m_first + static_cast<char32_t>(random() % size);
-        if (random() % 64 == 0)
+        if (random() % 256 == 0)
             character = random() % 2 == 0 && range.m_first != 0 ? range.m_first - 1 : range.m_last + 1;
         else if (random() % 8 == 0)
             character = random() % 2 == 0 ? range.m_first : range.m_last;

@@ -51,7 +51,8 @@ std::optional<std::string> readFile(const std::string& path) {
 class KillTorture {
 public:
     KillTorture(const uint32_t seed, const std::string& folder, std::ostream& output, const std::string& executable)
-        : m_seed(seed), m_executable(executable), m_folder(folder + "/killed"), m_findings(output), m_random(seed) {
+        : m_seed(seed), m_executable(executable), m_folder(std::filesystem::absolute(folder) / "killed"),
+          m_findings(output), m_random(seed) {
         std::filesystem::remove_all(m_folder);
         std::filesystem::create_directory(m_folder);
         makeInputs();

@@ -17,7 +17,8 @@ std::unique_ptr<Dictionary> openDictionaryBytes(const std::string& bytes);
 
 /// Changes dictionary files by chance: bits, bytes, blocks that are swapped, repeated or zeroed, ends that are cut off
 /// or put on; and forges others, with right checksums. A changed file must be refused or hold what it held; a forged one
-/// must be refused, found by verify, or hold only what it held. The rows that are printed of it, as text and as JSON,
+/// must be refused, found by verify, or be a sound dictionary, in which a lookup finds each literal under its own ID. The
+/// rows that are printed of it, as text and as JSON,
 /// must be harmless to a terminal, and so must be what the tool prints of some as a process. Prints what is not so, and
 /// then a line. Returns whether all is so. A crash, or a minute of the processor for one file, ends the process with a
 /// message that names the file.

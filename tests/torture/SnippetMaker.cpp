@@ -71,7 +71,7 @@ Snippet SnippetMaker::make(std::mt19937& random) const {
     Snippet snippet;
     snippet.m_syntax = static_cast<Syntax>(random() % NUMBER_OF_SYNTAXES);
     snippet.m_version = random() % 3 == 0 ? Version::RDF_1_1 : Version::RDF_1_2;
-    snippet.m_base = random() % 8 == 0 ? "" : "http://b.example/c/d?e";
+    snippet.m_base = random() % 16 == 0 ? "" : "http://b.example/c/d?e";
     const std::vector<std::string>& texts = m_texts[static_cast<size_t>(snippet.m_syntax)];
     const size_t kind = random() % 8;
     if (kind == 0)

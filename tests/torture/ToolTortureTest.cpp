@@ -120,7 +120,7 @@ TEST_F(ToolTortureTest, decodingGivesBackWhatWasEncoded) {
 TEST_F(ToolTortureTest, whatIsDecodedWronglyIsFound) {
     ::unsetenv("MELNAR_DATA");
     const std::string program = addProgram("decode", "sed -i '2s/\\\\\\\\t/ /;3s/ /  /' decoded.n?");
-    expectFinding(tortureByRewriting(10, 5, getFolder(), m_output, program), " is decoded to something else");
+    expectFinding(tortureByRewriting(10, 5, getFolder(), m_output, program), ": it is decoded to something else: .n");
 }
 
 TEST(FindingsTest, whatIsPrintedCanBePastedIntoATest) {
