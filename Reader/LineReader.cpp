@@ -11,9 +11,6 @@ namespace Rdf {
 
 namespace {
 
-// So many bytes stay in the fastest caches between the check of their UTF-8 and the reading of their lines.
-constexpr ptrdiff_t WINDOW_SIZE = 1 << 15;
-
 constexpr bool isLineEnd(const char byte) noexcept {
     return byte == '\n' || byte == '\r';
 }
@@ -31,16 +28,6 @@ const char* findEndOfLines(const char* const begin, const char* end) noexcept {
     return end;
 }
 
-const char* findWindowEnd(const char* const begin, const char* const end) noexcept {
-    if (end - begin <= WINDOW_SIZE)
-        return end;
-    const char* const windowEnd = findEndOfLines(begin, begin + WINDOW_SIZE);
-    if (windowEnd != begin)
-        return windowEnd;
-    const char* const lineEnd = ByteScan::findLineEnd(begin + WINDOW_SIZE, end);
-    return lineEnd == end ? end : lineEnd + 1;
-}
-
 } // namespace
 
 const char* LineReader::readText(const char* const begin, const char* const end, const bool isLast) {
@@ -48,8 +35,7 @@ const char* LineReader::readText(const char* const begin, const char* const end,
     if (m_isInLongLine)
         return at;
     const char* const endOfLines = isLast ? end : findEndOfLines(at, end);
-    while (at != endOfLines && !m_isStopped)
-        at = readLines(at, findWindowEnd(at, endOfLines));
+    at = readLines(at, endOfLines);
     if (m_isStopped || static_cast<size_t>(end - at) <= m_options.m_maximumLength)
         return at;
     // The line goes on, and is too long already.

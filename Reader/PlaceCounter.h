@@ -14,21 +14,21 @@ public:
     /// Says that the text before the place reached is followed by this one.
     void startText(const char* const begin) noexcept {
         m_textBegin = m_at = m_lineAt = begin;
-        m_line = m_place.m_line;
-        m_earlierAt = nullptr;
+        m_column = m_begin.m_column;
+        m_line = m_begin.m_line;
     }
 
     /// Starts a text at another place of an input.
     void startText(const char* const begin, const Place& place) noexcept {
-        m_begin = m_place = place;
+        m_begin = place;
         startText(begin);
     }
 
     /// Says that a line feed or carriage return stands here, and that no other follows the place reached.
     void passLineEnd(const char* const lineEnd) noexcept {
-        m_at = lineEnd + 1;
-        m_place.m_column = 1;
-        m_place.m_line += *lineEnd == '\n' ? 1u : 0u;
+        m_at = m_lineAt = lineEnd + 1;
+        m_column = 1;
+        m_line += *lineEnd == '\n' ? 1u : 0u;
     }
 
     /// Returns the place where the text starts.
@@ -37,21 +37,22 @@ public:
         return m_begin.m_offset + static_cast<uint64_t>(at - m_textBegin);
     }
 
-    /// Returns a place of the text. One before the place reached is counted from the start of the text, unless it is
-    /// asked for again.
+    /// Returns a place of the text. The column of one before the place reached is counted from the start of its line.
     Place find(const char* const at) noexcept {
-        if (at < m_at)
-            return findEarlier(at);
-        for (;;) {
-            const char* const lineEnd = ByteScan::findLineEnd(m_at, at);
-            if (lineEnd == at)
-                break;
-            passLineEnd(lineEnd);
+        const bool isEarlier = at < m_at;
+        const char* const begin = isEarlier ? m_textBegin : m_at;
+        const char* line = at;
+        while (line != begin && line[-1] != '\n' && line[-1] != '\r')
+            --line;
+        const uint64_t column = (line != begin ? 1
+                                 : isEarlier   ? m_begin.m_column
+                                               : m_column) +
+                                ByteScan::count<ByteScan::CharacterStart>(line, at);
+        if (!isEarlier) {
+            m_at = at;
+            m_column = column;
         }
-        m_place.m_column += ByteScan::count<ByteScan::CharacterStart>(m_at, at);
-        m_place.m_offset = getOffset(at);
-        m_at = at;
-        return m_place;
+        return {findLine(at), column, getOffset(at)};
     }
 
     /// Returns the line of a place of the text, counting from the place whose line was asked for last, back or forth.
@@ -62,41 +63,19 @@ public:
         return m_line;
     }
 
-    /// Returns the line reached.
-    uint64_t getLine() const noexcept { return m_place.m_line; }
+    /// Returns the line of the place whose line was asked for last.
+    uint64_t getLine() const noexcept { return m_line; }
 
     /// Ends the text here; the next one starts with what follows.
-    void endText(const char* const end) noexcept {
-        const char* line = end;
-        while (line > m_at && line[-1] != '\n' && line[-1] != '\r')
-            --line;
-        if (line > m_at) {
-            m_place.m_line += ByteScan::count<ByteScan::AnyOf<'\n'>>(m_at, line);
-            m_place.m_column = 1;
-            m_at = line;
-        }
-        m_begin = m_place = find(end); // which may be before the place reached, when an error is still being skipped
-    }
+    void endText(const char* const end) noexcept { m_begin = find(end); }
 
 private:
-    Place findEarlier(const char* const at) noexcept {
-        if (at != m_earlierAt) {
-            PlaceCounter counter;
-            counter.startText(m_textBegin, m_begin);
-            m_earlier = counter.find(at);
-            m_earlierAt = at;
-        }
-        return m_earlier;
-    }
-
     const char* m_textBegin = nullptr;
-    Place m_begin;              // of the text
-    const char* m_at = nullptr; // the place reached
-    Place m_place;
-    const char* m_lineAt = nullptr;    // the place whose line was asked for last
-    uint64_t m_line = 1;               // of that place
-    const char* m_earlierAt = nullptr; // the last place that was asked for out of order
-    Place m_earlier;
+    Place m_begin;                  // of the text
+    const char* m_at = nullptr;     // the place reached
+    uint64_t m_column = 1;          // of it
+    const char* m_lineAt = nullptr; // the place whose line was asked for last
+    uint64_t m_line = 1;            // of that
 };
 
 } // namespace Rdf
