@@ -415,8 +415,9 @@ void ParallelHashTable<Policy>::rehashChunk(ThreadContext& callerContext, const 
     uint32_t droppedTombstones = 0;
     const size_t firstIndex = chunkIndex * RESIZE_CHUNK_SIZE;
     const Bucket* const begin = m_oldBuckets.getData() + firstIndex;
+    // New homes are at the old index or, if the table doubles, as far beyond it as the old array reached.
     m_fingerprints.touch(firstIndex);
-    m_fingerprints.touch(firstIndex + getNumberOfBuckets() / 2); // The new homes are at the old index or here.
+    m_fingerprints.touch((firstIndex + m_numberOfResizeChunks * RESIZE_CHUNK_SIZE) & m_hashMask);
     for (const Bucket* oldBucket = begin; oldBucket != begin + RESIZE_CHUNK_SIZE; ++oldBucket) {
         const BucketValue value = readBucket(*oldBucket);
         if (value == Policy::BUCKET_DELETED)

@@ -20,8 +20,8 @@ constexpr size_t addGrowthStep(const size_t numberOfBytes) noexcept {
 
 /// Makes at least the first `end` items accessible, and beyond them an eighth of what is there already, between
 /// MINIMUM_GROWTH_STEP and MAXIMUM_GROWTH_STEP bytes, up to a multiple of GROWTH_UNIT: a region that grows item by item
-/// then commits pages a few dozen times in all. The step is dropped, and just the need committed, where it would not leave the memory manager as much
-/// again; so a limit is used up to its last page.
+/// then commits pages a few dozen times in all. The step is dropped, and just the need committed, where it would not
+/// leave the memory manager as much again; so a limit is used up to its last page.
 ///
 /// Threads  Any threads at any time.
 /// Errors   Those of MemoryRegion::doEnsureEndAtLeast, for the need alone.
