@@ -65,7 +65,7 @@ TEST_F(MemoryRegionGrowthTest, laterGrowthTakesAnEighthOfWhatIsThere) {
 
 TEST_F(MemoryRegionGrowthTest, aLargerRegionEndsWhereAHugePageDoes) {
     m_region.initialize(size_t(1) << 30);
-    for (const size_t end : {GROWTH_UNIT / 8, GROWTH_UNIT / 8 * 2, GROWTH_UNIT / 8 * 7 - 1}) {
+    for (const size_t end : {GROWTH_UNIT / 8, GROWTH_UNIT / 8 * 3 - 1, GROWTH_UNIT / 8 * 7}) {
         ensureEndInSteps(m_region, end);
         EXPECT_EQ(0u, m_region.getCommittedBytes() % GROWTH_UNIT);
         EXPECT_LE(end * 8 + end, m_region.getCommittedBytes());
