@@ -1,10 +1,12 @@
 #pragma once
 
+#include "Engine/core/data-store/dictionary/BatchEntry.h"
 #include "Engine/core/data-store/dictionary/DataPool.h"
 #include "Engine/core/data-store/dictionary/DatatypePolicy.h"
 #include "Engine/core/data-store/dictionary/LexicalFormHash.h"
 #include "Engine/core/data-store/dictionary/LexicalFormHashes.h"
 #include "Engine/core/data-store/dictionary/StringChunk.h"
+#include "Engine/core/data-store/dictionary/StringDatatypeFailureSites.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
 #include <array>
@@ -17,6 +19,27 @@
 template<class T>
 class DatatypeStringPolicy : public DatatypePolicy<T> {
 public:
+    // Of the failure of a string that collides with too many others.
+    static constexpr const char* SOURCE_FILE = STRING_DATATYPE_SOURCE_FILE;
+    static constexpr long LINE_OF_COLLISIONS = LINE_TOO_MANY_COLLISIONS;
+    static constexpr const char* NOUN = "string";
+
+    /// The chunk of a string that is to be written.
+    class NewChunk {
+    public:
+        NewChunk(const DatatypeStringPolicy&, const std::string_view lexicalForm) noexcept
+            : m_lexicalForm(lexicalForm) {}
+
+        size_t getSize() const noexcept { return StringChunk::getChunkSizeFor(m_lexicalForm.size()); }
+
+        void write(uint8_t* const chunk) const noexcept {
+            StringChunk::write(chunk, m_lexicalForm.data(), m_lexicalForm.size());
+        }
+
+    private:
+        const std::string_view m_lexicalForm;
+    };
+
     DatatypeStringPolicy(const MemoryRegion<uint64_t>& resourceDataOffsets, const DataPool& dataPool) noexcept
         : m_resourceDataOffsets(resourceDataOffsets), m_dataPool(dataPool) {}
 
@@ -55,9 +78,17 @@ public:
         hashLexicalForms(forms.data(), numberOfResources, hashes, order.data());
     }
 
-    /// Whether a resource is a given string. Its own offset and chunk alone decide.
-    bool isEqual(const T resourceID, const char* const lexicalForm, const size_t lexicalFormLength) const noexcept {
-        return StringChunk::isChunkOf(getChunkAddress(resourceID), lexicalForm, lexicalFormLength);
+    /// Whether a chunk is that of a given string. Its own bytes alone decide.
+    static bool isChunkOf(const uint8_t* const chunk, const std::string_view lexicalForm) noexcept {
+        return StringChunk::isChunkOf(chunk, lexicalForm.data(), lexicalForm.size());
+    }
+
+    static size_t getChunkSize(const uint8_t* const chunk) noexcept { return StringChunk(chunk).getChunkSize(); }
+
+    void readInto(BatchEntry& entry) const noexcept {
+        const StringChunk chunk = getChunk(entry.m_resourceID);
+        entry.m_lexicalForm = {chunk.getLexicalForm(), chunk.getLexicalFormLength()};
+        __builtin_prefetch(chunk.getData() + chunk.getLexicalFormLength()); // the caller will read all of it
     }
 
 private:

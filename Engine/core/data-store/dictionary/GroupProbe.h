@@ -1,9 +1,7 @@
 #pragma once
 
-#include "Engine/core/data-store/dictionary/DatatypeStringPolicy.h"
 #include "Engine/core/data-store/dictionary/DictionaryCommitPoint.h"
 #include "Engine/core/data-store/dictionary/PreparedEntries.h"
-#include "Engine/core/data-store/dictionary/StringChunk.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/collections/ParallelHashTable.h"
 
@@ -27,10 +25,10 @@
 ///     ^------ hidden entry, other string: next bucket -'----------------'
 ///
 /// Threads  One thread, which holds its slot in the table during find.
-template<class T>
+template<class Policy>
 class GroupProbe : private Unmovable {
 public:
-    using Policy = DatatypeStringPolicy<T>;
+    using T = typename Policy::BucketValue;
     using Table = ParallelHashTable<Policy>;
 
     /// What comes of the literals that are not found: the buckets in which they would be created are prefetched, or not.
@@ -148,7 +146,7 @@ private:
             const Index index = station.m_indexes[number];
             const T resourceID = station.m_resourceIDs[number];
             const std::string_view form = m_prepared.getForm(index);
-            const bool isEqual = StringChunk::isChunkOf(station.m_chunks[number], form.data(), form.size());
+            const bool isEqual = table.getPolicy().isChunkOf(station.m_chunks[number], form);
             if (table.isFingerprintUnknown(m_bucketIndexes[index])) [[unlikely]]
                 table.learnFingerprint(m_bucketIndexes[index],
                                        isEqual ? m_prepared.getHash(index) : table.getPolicy().getHash(resourceID));

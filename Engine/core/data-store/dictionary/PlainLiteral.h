@@ -1,8 +1,11 @@
 #pragma once
 
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 /// What a lexical form given as rdf:PlainLiteral is: a text, an '@' and a language tag. The last '@' separates the two;
 /// the text may hold others. A tag is one or more ASCII letters, then any number of groups of '-' and one or more ASCII
@@ -15,6 +18,19 @@ enum class PlainLiteralKind : uint8_t {
 };
 
 PlainLiteralKind classifyPlainLiteral(const char* lexicalForm, size_t lexicalFormLength) noexcept;
+
+/// Whether a form is a literal of its datatype. A form with an empty tag becomes the xsd:string before the '@'. A form of
+/// datatype ID 5 may be any bytes.
+inline bool acceptPlainLiteral(std::string_view& lexicalForm, uint8_t& datatypeID) noexcept {
+    if (datatypeID == D_XSD_STRING)
+        return true;
+    const PlainLiteralKind kind = classifyPlainLiteral(lexicalForm.data(), lexicalForm.size());
+    if (kind == PlainLiteralKind::EMPTY_TAG) {
+        lexicalForm.remove_suffix(1);
+        datatypeID = D_XSD_STRING;
+    }
+    return kind == PlainLiteralKind::WITH_TAG || kind == PlainLiteralKind::EMPTY_TAG;
+}
 
 /// The assigned lines of an operation's two refusals.
 struct PlainLiteralFailureLines {

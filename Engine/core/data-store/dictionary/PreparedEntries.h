@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding.h"
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/dictionary/LexicalFormHashes.h"
@@ -28,8 +29,34 @@ public:
     /// A group has no more text than this in bytes, but for a single longer literal.
     static constexpr size_t MAXIMUM_NUMBER_OF_BYTES = size_t(1) << 16;
 
-    /// Makes a group of the first entries of what is left of a batch, which is not empty.
-    void prepare(std::span<const BatchEntry> entries) noexcept;
+    /// Makes a group of the first entries of what is left of a batch, which is not empty. For each one calls
+    /// `bool accept(std::string_view& form, uint8_t& datatypeID) noexcept`, which tells whether it is a literal of its
+    /// datatype, and may change both to what is stored. Longer forms than any are refused unseen.
+    template<class Accept>
+    void prepare(const std::span<const BatchEntry> entries, const Accept& accept) noexcept {
+        const size_t maximumSize = std::min(CAPACITY, entries.size());
+        size_t numberOfBytes = 0;
+        m_numberOfStrings = 0;
+        m_numberOfOthers = 0;
+        for (m_size = 0; m_size < maximumSize; ++m_size) {
+            std::string_view form = entries[m_size].m_lexicalForm;
+            uint8_t datatypeID = entries[m_size].m_datatypeID;
+            const bool isRefused = form.size() >= AdaptiveResourceSizeEncoding::MAXIMUM_SIZE || // must not be read
+                                   !accept(form, datatypeID);
+            if (isRefused)
+                form = {};
+            numberOfBytes += form.size();
+            if (numberOfBytes > MAXIMUM_NUMBER_OF_BYTES && m_size != 0)
+                break;
+            m_forms[m_size] = form;
+            m_datatypeIDs[m_size] = datatypeID;
+            m_isRefused[m_size] = isRefused;
+            m_numberOfStrings += !isRefused && datatypeID == D_XSD_STRING;
+            m_numberOfOthers += !isRefused && datatypeID != D_XSD_STRING;
+        }
+        m_upcoming = entries.subspan(m_size, std::min(CAPACITY, entries.size() - m_size));
+        hash();
+    }
 
     /// Has forms of the entries behind the group fetched into the cache, counted from the group's end.
     void prefetchUpcoming(const size_t begin, const size_t numberOfForms) const noexcept {
@@ -60,6 +87,7 @@ private:
 
     std::span<const BatchEntry> m_upcoming; // as many as may be in the next group
 
+    void hash() noexcept;
     void groupByDatatype() noexcept;
 
     size_t m_size = 0;

@@ -1,5 +1,7 @@
 #include "Engine/core/data-store/dictionary/GroupProbe.h"
 
+#include "Engine/core/data-store/dictionary/DatatypeStringPolicy.h"
+#include "Engine/core/data-store/dictionary/PlainLiteral.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
 #include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/data-store/dictionary/FormsByHome.h"
@@ -24,7 +26,7 @@ protected:
         m_literals.clear();
         for (const std::string& lexicalForm : lexicalForms)
             m_literals.push_back({lexicalForm, D_XSD_STRING});
-        m_prepared.prepare(makeBatch(m_literals));
+        m_prepared.prepare(makeBatch(m_literals), &acceptPlainLiteral);
     }
 
     DictionaryFixture<T> m_fixture;
@@ -41,7 +43,8 @@ TYPED_TEST(GroupProbeTest, onlyWhatIsSelectedIsLookedFor) {
     for (const std::string& form : forms)
         this->m_fixture.resolve(form);
     this->prepare(forms);
-    GroupProbe<TypeParam> groupProbe(this->m_prepared, GroupProbe<TypeParam>::Purpose::LOOK_UP);
+    GroupProbe<DatatypeStringPolicy<TypeParam>> groupProbe(
+        this->m_prepared, GroupProbe<DatatypeStringPolicy<TypeParam>>::Purpose::LOOK_UP);
     groupProbe.find(getTable(this->m_fixture), EVERYTHING, std::vector<uint16_t>{3, 1});
     EXPECT_EQ(0u, groupProbe.getResourceID(0));
     EXPECT_EQ(2u, groupProbe.getResourceID(1));
@@ -60,7 +63,8 @@ TYPED_TEST(GroupProbeTest, aWholeGroupIsFoundInAnyOrder) {
         this->m_fixture.resolve(forms.back());
     }
     this->prepare(forms);
-    GroupProbe<TypeParam> groupProbe(this->m_prepared, GroupProbe<TypeParam>::Purpose::LOOK_UP);
+    GroupProbe<DatatypeStringPolicy<TypeParam>> groupProbe(
+        this->m_prepared, GroupProbe<DatatypeStringPolicy<TypeParam>>::Purpose::LOOK_UP);
     std::vector<uint16_t> places(GROUP);
     std::iota(places.rbegin(), places.rend(), uint16_t(0));
     groupProbe.find(getTable(this->m_fixture), EVERYTHING, places);
@@ -76,7 +80,8 @@ TYPED_TEST(GroupProbeTest, theLastBucketIsTheFirstEmptyOneOfTheProbe) {
     this->prepare({forms.begin() + 40, forms.end()});
     for (size_t length = 0; length <= 40; ++length) {
         SCOPED_TRACE(length);
-        GroupProbe<TypeParam> groupProbe(this->m_prepared, GroupProbe<TypeParam>::Purpose::LOOK_UP);
+        GroupProbe<DatatypeStringPolicy<TypeParam>> groupProbe(
+            this->m_prepared, GroupProbe<DatatypeStringPolicy<TypeParam>>::Purpose::LOOK_UP);
         groupProbe.find(getTable(this->m_fixture), EVERYTHING, this->m_prepared.getOrder(D_XSD_STRING));
         for (size_t place = 0; place < GROUP; ++place) {
             ASSERT_EQ(0u, groupProbe.getResourceID(place));
@@ -93,7 +98,8 @@ TYPED_TEST(GroupProbeTest, theLastBucketLiesBehindTombstonesAndWhatTheCommitPoin
         this->m_fixture.resolve(forms[index]);
     this->m_fixture.m_datatype.deleteUncommittedResourceID(2, D_XSD_STRING);
     this->prepare(forms);
-    GroupProbe<TypeParam> groupProbe(this->m_prepared, GroupProbe<TypeParam>::Purpose::LOOK_UP);
+    GroupProbe<DatatypeStringPolicy<TypeParam>> groupProbe(
+        this->m_prepared, GroupProbe<DatatypeStringPolicy<TypeParam>>::Purpose::LOOK_UP);
     groupProbe.find(getTable(this->m_fixture), {4}, this->m_prepared.getOrder(D_XSD_STRING));
     const std::vector<uint64_t> expected{1, 0, 3, 0, 0, 0};
     for (size_t place = 0; place < forms.size(); ++place) {

@@ -1,5 +1,7 @@
 #include "Engine/core/data-store/dictionary/PreparedEntries.h"
 
+#include "Engine/core/data-store/dictionary/PlainLiteral.h"
+
 #include "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding.h"
 #include "Engine/core/data-store/dictionary/LexicalFormHash.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
@@ -28,7 +30,7 @@ std::vector<size_t> getGroupEnds(const std::vector<size_t>& lengths) {
     PreparedEntries prepared;
     std::vector<size_t> ends;
     for (size_t begin = 0; begin < batch.size(); begin = ends.back()) {
-        prepared.prepare(std::span(batch).subspan(begin));
+        prepared.prepare(std::span(batch).subspan(begin), &acceptPlainLiteral);
         ends.push_back(begin + prepared.getSize());
     }
     return ends;
@@ -48,7 +50,7 @@ TEST(PreparedEntriesTest, formsAndDatatypesAreThoseThatAreStored) {
                                  {"text@en", 42},        {"", D_XSD_STRING},
                                  {"", D_XSD_STRING},     {std::string("a\0@en", 5), D_RDF_PLAIN_LITERAL}};
     PreparedEntries prepared;
-    prepared.prepare(makeBatch(literals));
+    prepared.prepare(makeBatch(literals), &acceptPlainLiteral);
     ASSERT_EQ(literals.size(), prepared.getSize());
     for (size_t index = 0; index < literals.size(); ++index) {
         EXPECT_EQ(expected[index].m_lexicalForm, prepared.getForm(index));
@@ -61,7 +63,7 @@ TEST(PreparedEntriesTest, whatIsNoLiteralIsMarkedAndHasNoForm) {
     PreparedEntries prepared;
     for (const char* const lexicalForm : {"", "text", "text@en-", "text@1", "text@ "}) {
         const OwnedLiterals literals{{lexicalForm, D_RDF_PLAIN_LITERAL}, {lexicalForm, D_XSD_STRING}};
-        prepared.prepare(makeBatch(literals));
+        prepared.prepare(makeBatch(literals), &acceptPlainLiteral);
         EXPECT_TRUE(prepared.isRefused(0)) << lexicalForm;
         EXPECT_EQ("", prepared.getForm(0));
         EXPECT_FALSE(prepared.isRefused(1)) << lexicalForm;
@@ -76,7 +78,7 @@ TEST(PreparedEntriesTest, aFormThatNoHeaderCanDescribeIsRefusedUnread) {
             entries[0] = {{"text", length}, 0, datatypeID};
             entries[1] = {"text", 0, D_XSD_STRING};
             PreparedEntries prepared;
-            prepared.prepare(entries);
+            prepared.prepare(entries, &acceptPlainLiteral);
             EXPECT_TRUE(prepared.isRefused(0));
             EXPECT_FALSE(prepared.isRefused(1));
             EXPECT_EQ(2u, prepared.getSize()) << "its length counts for nothing";
@@ -91,7 +93,7 @@ TEST(PreparedEntriesTest, anyNumberOfFormsIsHashedAndPutInOrderOfLength) {
             literals.push_back({std::string(number % 90, 'x') + std::to_string(number) + "@",
                                 number % 3 == 0 ? D_RDF_PLAIN_LITERAL : D_XSD_STRING});
         const std::vector<BatchEntry> entries = makeBatch(literals);
-        prepared.prepare(entries);
+        prepared.prepare(entries, &acceptPlainLiteral);
         ASSERT_EQ(size, prepared.getSize());
         for (size_t index = 0; index < size; ++index) {
             const std::string_view form = prepared.getForm(index);

@@ -115,7 +115,7 @@ TEST(StringChunkTest, thePolicyHashesAStoredStringLikeAQuery) {
                                            std::string(126, 'x'), std::string(127, 'x'), std::string(16383, 'x')}) {
         const uint64_t resourceID = fixture.resolve(lexicalForm);
         EXPECT_EQ(hashLexicalForm(lexicalForm.data(), lexicalForm.size()), policy.getHash(resourceID));
-        EXPECT_TRUE(policy.isEqual(resourceID, lexicalForm.data(), lexicalForm.size()));
-        EXPECT_FALSE(policy.isEqual(resourceID, "b", 1));
+        EXPECT_TRUE(policy.isChunkOf(policy.getChunkAddress(resourceID), lexicalForm));
+        EXPECT_FALSE(policy.isChunkOf(policy.getChunkAddress(resourceID), "b"));
     }
 }

@@ -1,4 +1,4 @@
-#include "Engine/core/data-store/dictionary/StringDatatypeStreamValidator.h"
+#include "Engine/core/data-store/dictionary/DatatypeStreamValidator.h"
 
 #include "Engine/core/data-store/dictionary/DatatypePolicy.h"
 #include "tests/Engine/core/data-store/dictionary/SavedDatatype.h"
@@ -18,11 +18,11 @@ namespace {
 
 /// Resources 1 to 5: three strings, a plain literal, one withdrawn; and the stream of a datatype that holds them.
 template<class T>
-class StringDatatypeStreamValidatorTest : public testing::Test {
+class DatatypeStreamValidatorTest : public testing::Test {
 protected:
     static constexpr uint64_t END_RESOURCE_ID = 6;
 
-    StringDatatypeStreamValidatorTest() {
+    DatatypeStreamValidatorTest() {
         m_parts.m_resourceFlags.ensureEndAtLeast(END_RESOURCE_ID);
         for (const uint64_t resourceID : {uint64_t(1), uint64_t(2), uint64_t(5)})
             m_parts.m_resourceFlags[resourceID] = D_XSD_STRING;
@@ -43,7 +43,8 @@ protected:
     /// All that the validator delivers, read in pieces that are cut after each field of the header.
     std::string validate(const std::string& bytes) const {
         UntrustedBytes input(bytes);
-        StringDatatypeStreamValidator<T> validator(input, END_RESOURCE_ID, m_parts.m_resourceFlags);
+        DatatypeStreamValidator<T> validator(input, "StringDatatype", "string", {D_XSD_STRING, D_RDF_PLAIN_LITERAL},
+                                             END_RESOURCE_ID, m_parts.m_resourceFlags);
         EXPECT_EQ("memory", validator.getName());
         std::string delivered(bytes.size(), '\0');
         for (size_t position = 0; position < bytes.size();) {
@@ -76,16 +77,16 @@ protected:
 
 } // namespace
 
-TYPED_TEST_SUITE(StringDatatypeStreamValidatorTest, DatatypeWidths, DatatypeWidthNames);
+TYPED_TEST_SUITE(DatatypeStreamValidatorTest, DatatypeWidths, DatatypeWidthNames);
 
-TYPED_TEST(StringDatatypeStreamValidatorTest, aSoundStreamPassesByteForByte) {
+TYPED_TEST(DatatypeStreamValidatorTest, aSoundStreamPassesByteForByte) {
     EXPECT_EQ(this->m_saved.toStream(), this->validate(this->m_saved.toStream()));
     this->m_saved.m_plainLiteralTable.m_capacity = 5000;
     this->m_saved.m_plainLiteralTable.m_buckets.resize(3000);
     EXPECT_EQ(this->m_saved.toStream(), this->validate(this->m_saved.toStream())) << "empty buckets after the last";
 }
 
-TYPED_TEST(StringDatatypeStreamValidatorTest, anIDInTwoBucketsIsFound) {
+TYPED_TEST(DatatypeStreamValidatorTest, anIDInTwoBucketsIsFound) {
     using Saved = SavedDatatype<TypeParam>;
     EXPECT_EQ("table 1: bucket 500 holds 5, which an earlier bucket holds, too.",
               this->getFinding([](Saved& saved) { saved.m_xsdStringTable.m_buckets[500] = 5; }));
@@ -96,7 +97,7 @@ TYPED_TEST(StringDatatypeStreamValidatorTest, anIDInTwoBucketsIsFound) {
               this->getFinding([](Saved& saved) { saved.m_plainLiteralTable.m_buckets[1] = 3; }));
 }
 
-TYPED_TEST(StringDatatypeStreamValidatorTest, aResourceInNoBucketIsFound) {
+TYPED_TEST(DatatypeStreamValidatorTest, aResourceInNoBucketIsFound) {
     using Saved = SavedDatatype<TypeParam>;
     EXPECT_EQ("table 1: it lacks resource 2.",
               this->getFinding([](Saved& saved) { saved.m_xsdStringTable.m_buckets[1023] = 0; }));
@@ -109,7 +110,7 @@ TYPED_TEST(StringDatatypeStreamValidatorTest, aResourceInNoBucketIsFound) {
               this->getFinding([](Saved& saved) { saved.m_plainLiteralTable.m_buckets[0] = 0; }));
 }
 
-TYPED_TEST(StringDatatypeStreamValidatorTest, whatIsNoResourceOfTheTablesDatatypeIsFound) {
+TYPED_TEST(DatatypeStreamValidatorTest, whatIsNoResourceOfTheTablesDatatypeIsFound) {
     using Saved = SavedDatatype<TypeParam>;
     for (const TypeParam value : {TypeParam(3), TypeParam(4), TypeParam(6), TypeParam(0xFFFFFFF0),
                                   DatatypePolicy<TypeParam>::BUCKET_IN_PROGRESS})
@@ -119,7 +120,7 @@ TYPED_TEST(StringDatatypeStreamValidatorTest, whatIsNoResourceOfTheTablesDatatyp
               this->getFinding([](Saved& saved) { saved.m_plainLiteralTable.m_buckets[20] = 5; }));
 }
 
-TYPED_TEST(StringDatatypeStreamValidatorTest, headersAreHeldToTheTablesOwnRules) {
+TYPED_TEST(DatatypeStreamValidatorTest, headersAreHeldToTheTablesOwnRules) {
     using Saved = SavedDatatype<TypeParam>;
     using Header = ParallelHashTableHeader;
     EXPECT_EQ("table 1: it has 512 buckets.", this->getFinding([](Saved& saved) {
@@ -137,7 +138,7 @@ TYPED_TEST(StringDatatypeStreamValidatorTest, headersAreHeldToTheTablesOwnRules)
               this->getFinding([](Saved& saved) { saved.m_xsdStringTable.m_buckets.resize(1023); }));
 }
 
-TYPED_TEST(StringDatatypeStreamValidatorTest, markersAreChecked) {
+TYPED_TEST(DatatypeStreamValidatorTest, markersAreChecked) {
     std::string bytes = this->m_saved.toStream();
     for (const auto& [position, finding] :
          {std::pair<size_t, std::string>(21, "it is not the stream of a string datatype."),
@@ -154,13 +155,14 @@ TYPED_TEST(StringDatatypeStreamValidatorTest, markersAreChecked) {
     }
 }
 
-TYPED_TEST(StringDatatypeStreamValidatorTest, whereverTheStreamEndsItsFailureIsPassedOn) {
+TYPED_TEST(DatatypeStreamValidatorTest, whereverTheStreamEndsItsFailureIsPassedOn) {
     const std::string bytes = this->m_saved.toStream();
     for (size_t length = 0; length < bytes.size(); length += length < 1200 ? 7 : 509)
         try {
             UntrustedBytes input(std::string_view(bytes).substr(0, length));
-            StringDatatypeStreamValidator<TypeParam> validator(input, this->END_RESOURCE_ID,
-                                                               this->m_parts.m_resourceFlags);
+            DatatypeStreamValidator<TypeParam> validator(input, "StringDatatype", "string",
+                                                         {D_XSD_STRING, D_RDF_PLAIN_LITERAL}, this->END_RESOURCE_ID,
+                                                         this->m_parts.m_resourceFlags);
             std::string delivered(bytes.size(), '\0');
             validator.readExactly(delivered.data(), delivered.size());
             ADD_FAILURE() << length;

@@ -1,19 +1,14 @@
-#include "Engine/core/data-store/dictionary/StringDatatypeStreamValidator.h"
+#include "Engine/core/data-store/dictionary/DatatypeStreamValidator.h"
 
-#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/dictionary/DatatypePolicy.h"
-#include "Engine/core/data-store/dictionary/StringDatatypeMarker.h"
 #include "Engine/core/platform/stream/MemoryOutputStream.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cstring>
+#include <utility>
 
 namespace {
-
-/// The tables in the order of the stream.
-constexpr std::array TABLE_DATATYPE_IDS = {D_XSD_STRING, D_RDF_PLAIN_LITERAL};
 
 // No address space holds more buckets than this, so that no multiplication with their width overflows.
 constexpr uint64_t LARGEST_REGION = uint64_t(1) << 45;
@@ -21,33 +16,34 @@ constexpr uint64_t LARGEST_REGION = uint64_t(1) << 45;
 } // namespace
 
 template<class T>
-StringDatatypeStreamValidator<T>::StringDatatypeStreamValidator(UntrustedInputStream& inputStream,
-                                                                const uint64_t endResourceID,
-                                                                const MemoryRegion<std::atomic<uint8_t>>& resourceFlags)
-    : m_inputStream(inputStream), m_endResourceID(endResourceID), m_resourceFlags(resourceFlags),
-      m_isInTable(endResourceID), m_deliveredBytes(0), m_tableNumber(0), m_regionCapacity(0), m_regionEnd(0),
-      m_seenBuckets(0), m_seenLiveBuckets(0), m_seenDeletedBuckets(0) {
-    if (!m_inputStream.readsString(STRING_DATATYPE_MARKER))
-        m_inputStream.reportDamage("it is not the stream of a string datatype.");
+DatatypeStreamValidator<T>::DatatypeStreamValidator(UntrustedInputStream& inputStream, const std::string_view marker,
+                                                    const std::string& name, std::vector<uint8_t> tableDatatypeIDs,
+                                                    const uint64_t endResourceID,
+                                                    const MemoryRegion<std::atomic<uint8_t>>& resourceFlags)
+    : m_inputStream(inputStream), m_tableDatatypeIDs(std::move(tableDatatypeIDs)), m_endResourceID(endResourceID),
+      m_resourceFlags(resourceFlags), m_isInTable(endResourceID), m_deliveredBytes(0), m_tableNumber(0),
+      m_regionCapacity(0), m_regionEnd(0), m_seenBuckets(0), m_seenLiveBuckets(0), m_seenDeletedBuckets(0) {
+    if (!m_inputStream.readsString(marker))
+        m_inputStream.reportDamage("it is not the stream of a " + name + " datatype.");
     MemoryOutputStream checked;
-    checked.writeString(STRING_DATATYPE_MARKER);
+    checked.writeString(marker);
     checked.writeUInt64(m_inputStream.readUInt64()); // The initial size needs no check: nobody acts upon it.
     m_checkedBytes = checked.getBytes();
 }
 
 /// Always throws. Not marked [[noreturn]]: GCC 12 denies that of the call in an instance of a template.
 template<class T>
-void StringDatatypeStreamValidator<T>::reportDamage(const std::string& finding) const {
+void DatatypeStreamValidator<T>::reportDamage(const std::string& finding) const {
     m_inputStream.reportDamage("table " + std::to_string(m_tableNumber) + ": " + finding);
 }
 
 template<class T>
-uint8_t StringDatatypeStreamValidator<T>::getDatatypeID(const uint64_t resourceID) const noexcept {
+uint8_t DatatypeStreamValidator<T>::getDatatypeID(const uint64_t resourceID) const noexcept {
     return m_resourceFlags[resourceID].load(std::memory_order_relaxed);
 }
 
 template<class T>
-size_t StringDatatypeStreamValidator<T>::read(void* const data, const size_t numberOfBytes) {
+size_t DatatypeStreamValidator<T>::read(void* const data, const size_t numberOfBytes) {
     if (m_deliveredBytes == m_checkedBytes.size() && m_seenBuckets == m_regionEnd)
         prepareTable();
     if (m_deliveredBytes != m_checkedBytes.size()) {
@@ -70,11 +66,11 @@ size_t StringDatatypeStreamValidator<T>::read(void* const data, const size_t num
 
 /// Reads and checks all of a table but its buckets. After the last table there is nothing to read.
 template<class T>
-void StringDatatypeStreamValidator<T>::prepareTable() {
+void DatatypeStreamValidator<T>::prepareTable() {
     m_checkedBytes.clear();
     m_deliveredBytes = 0;
     m_regionEnd = m_seenBuckets = m_seenLiveBuckets = m_seenDeletedBuckets = 0;
-    if (m_tableNumber == TABLE_DATATYPE_IDS.size())
+    if (m_tableNumber == m_tableDatatypeIDs.size())
         return;
     ++m_tableNumber;
     if (!m_header.load(m_inputStream))
@@ -90,7 +86,7 @@ void StringDatatypeStreamValidator<T>::prepareTable() {
 }
 
 template<class T>
-void StringDatatypeStreamValidator<T>::checkHeader() const {
+void DatatypeStreamValidator<T>::checkHeader() const {
     const uint64_t numberOfBuckets = m_header.m_bucketCount;
     if (!std::has_single_bit(numberOfBuckets) || numberOfBuckets < ParallelHashTableHeader::MINIMUM_NUMBER_OF_BUCKETS)
         reportDamage("it has " + std::to_string(numberOfBuckets) + " buckets.");
@@ -106,7 +102,7 @@ void StringDatatypeStreamValidator<T>::checkHeader() const {
 }
 
 template<class T>
-void StringDatatypeStreamValidator<T>::checkBucket(const uint64_t value) {
+void DatatypeStreamValidator<T>::checkBucket(const uint64_t value) {
     const uint64_t bucketNumber = m_seenBuckets++;
     if (value == DatatypePolicy<T>::EMPTY_BUCKET)
         return;
@@ -116,7 +112,7 @@ void StringDatatypeStreamValidator<T>::checkBucket(const uint64_t value) {
         ++m_seenDeletedBuckets;
         return;
     }
-    if (value >= m_endResourceID || getDatatypeID(value) != TABLE_DATATYPE_IDS[m_tableNumber - 1])
+    if (value >= m_endResourceID || getDatatypeID(value) != m_tableDatatypeIDs[m_tableNumber - 1])
         reportDamage("bucket " + std::to_string(bucketNumber) + " holds " + std::to_string(value) +
                      ", which is no resource of its datatype.");
     if (m_isInTable[value])
@@ -127,9 +123,9 @@ void StringDatatypeStreamValidator<T>::checkBucket(const uint64_t value) {
 }
 
 template<class T>
-void StringDatatypeStreamValidator<T>::finishTable() const {
+void DatatypeStreamValidator<T>::finishTable() const {
     for (uint64_t resourceID = 1; resourceID < m_endResourceID; ++resourceID)
-        if (getDatatypeID(resourceID) == TABLE_DATATYPE_IDS[m_tableNumber - 1] && !m_isInTable[resourceID])
+        if (getDatatypeID(resourceID) == m_tableDatatypeIDs[m_tableNumber - 1] && !m_isInTable[resourceID])
             reportDamage("it lacks resource " + std::to_string(resourceID) + ".");
     const uint64_t nonEmptyBuckets = m_header.m_usedBucketCount - m_header.getSumOfInsertionQuotas();
     if (m_seenDeletedBuckets != m_header.m_deletedBucketCount ||
@@ -140,5 +136,5 @@ void StringDatatypeStreamValidator<T>::finishTable() const {
                      std::to_string(m_seenLiveBuckets + m_seenDeletedBuckets) + " are there.");
 }
 
-template class StringDatatypeStreamValidator<uint32_t>;
-template class StringDatatypeStreamValidator<uint64_t>;
+template class DatatypeStreamValidator<uint32_t>;
+template class DatatypeStreamValidator<uint64_t>;

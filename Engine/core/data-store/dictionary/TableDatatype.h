@@ -1,0 +1,135 @@
+#pragma once
+
+#include "Engine/core/data-store/dictionary/BatchEntry.h"
+#include "Engine/core/data-store/dictionary/BatchFailure.h"
+#include "Engine/core/data-store/dictionary/DictionaryCommitPoint.h"
+#include "Engine/core/data-store/dictionary/DictionaryDatatype.h"
+#include "Engine/core/data-store/dictionary/PreparedEntries.h"
+#include "Engine/core/data-store/dictionary/TableProfile.h"
+#include "Engine/core/platform/ComponentInfo.h"
+#include "Engine/core/platform/collections/ParallelHashTable.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+template<class Policy>
+class GroupProbe;
+
+/// What datatypes have in common whose literals are found through hash tables of resource IDs. The datatype owns the
+/// tables and says which literal belongs to which; here is what is done with one literal, one batch and one table.
+///
+/// Beside what ParallelHashTable wants of a policy, this one knows the literal of a bucket: `getChunkAddress(ID)` and
+/// `prefetchOffset(ID)`, `isChunkOf(chunk, form)`, `readInto(ID, BatchEntry&)`, `static getChunkSize(chunk)`,
+/// and `NewChunk(policy, form)` with `getSize()` and `write(chunk)`. A literal that is stored and a query for it have
+/// the same hash, which is hashLexicalForm of the form.
+///
+/// THE LIFE OF A RESOURCE in doResolveResource, each step visible to readers only through the last two:
+///   claim a bucket (O1) -> take ID and chunk -> write the chunk -> store its offset -> store the fingerprint (H1)
+///   -> store the datatype byte (D1)
+///   -> publish the ID in the bucket (O2)
+/// A reader comes by the bucket (O3), or by an ID and its datatype byte (D2). If no ID or chunk is available, the bucket
+/// becomes empty again (O4) and the next thread that waits for it may try. O1 to O4 stand in ParallelHashTable.h.
+///
+/// MEMORY ORDERS   of the datatype byte, which the host reads and clears, too
+///   #   operation                          order    pairs with   makes visible                        checked by
+///   D1  create, store datatype ID          release  D2           the resource's offset and chunk      TSan
+///   D2  read by ID, load                   acquire  D1                                                TSan
+///   D3  withdraw, store D_INVALID          release  -            nothing: offset and chunk stay       argued
+///   D4  compact, store datatype ID         release  -            nothing: it runs alone               argued
+/// TSan and argued: as in ParallelHashTable.h.
+template<class TablePolicy>
+class TableDatatype : public DictionaryDatatype {
+public:
+    /// 0: the records of prepareCompact are all that finishCompact needs.
+    size_t getNumberOfMappableEntriesInCompaction() override;
+    size_t prepareCompact(size_t resourceID, size_t newResourceID, DictionaryCompactionState& state) override;
+
+    void limitCollisions(size_t largestNumberOfCollisions) override;
+
+protected:
+    using Policy = TablePolicy;
+    using BucketValue = typename Policy::BucketValue;
+    using Table = ParallelHashTable<Policy>;
+
+    static constexpr size_t MINIMUM_NUMBER_OF_BUCKETS = 1024;
+
+    using DictionaryDatatype::DictionaryDatatype;
+
+    /// The smallest table that takes so many resources without growing.
+    static size_t getNumberOfBucketsFor(uint64_t numberOfResources);
+
+    template<class ResourceIDSource>
+    uint64_t doResolveResource(Table& table, DictionaryThreadContext* threadContext, ResourceIDSource resourceIDSource,
+                               std::string_view lexicalForm, uint8_t datatypeID);
+
+    uint64_t doTryResolveResource(Table& table, DictionaryCommitPoint commitPoint,
+                                  std::string_view lexicalForm) const noexcept;
+
+    /// What restoreResource needs before: both regions can be written at the ID.
+    void reserveResourceID(uint64_t resourceID);
+
+    static void doDeleteUncommittedResourceID(Table& table, uint64_t resourceID) noexcept;
+
+    /// Resolves a batch. `accept` is as in PreparedEntries::prepare; `refuse` throws what makes it refuse an entry;
+    /// `selectTable(datatypeID)` is the table of a stored datatype ID: one for D_XSD_STRING, and one for all others. A
+    /// thread that waits for a resize does not wait for another's whole batch: slots are held for one group of its
+    /// entries at a time.
+    template<class Accept, class SelectTable>
+    void resolveBatch(DictionaryThreadContext* threadContext, std::span<BatchEntry> entries,
+                      std::vector<BatchFailure>& failures, const Accept& accept, BatchFailure::Refuse refuse,
+                      const SelectTable& selectTable);
+
+    template<class Accept, class SelectTable>
+    void tryResolveBatch(DictionaryCommitPoint commitPoint, std::span<BatchEntry> entries,
+                         std::vector<BatchFailure>& failures, const Accept& accept, BatchFailure::Refuse refuse,
+                         const SelectTable& selectTable) const;
+
+    /// Reads the resources of a batch; see getResources.
+    static void readBatch(const Policy& policy, std::span<BatchEntry> entries) noexcept;
+
+    /// Fills a table anew with the records of one datatype ID, which begin at `entry`; returns where they end.
+    const CompactionEntry* refillTable(Table& table, const CompactionEntry* entry, const CompactionEntry* entriesEnd,
+                                       uint8_t datatypeID);
+
+    static std::unique_ptr<ComponentInfo> describeTable(const Table& table, std::string&& name);
+    static std::unique_ptr<ComponentInfo> describeProbes(const Table& table, std::string&& name);
+    static TableProfile getTableProfile(const Table& table, const char* name, size_t numberOfSegments);
+
+    size_t m_largestNumberOfCollisions = std::numeric_limits<size_t>::max(); // constant while threads are at work
+
+private:
+    class EnteredTable;
+
+    /// Where a probe stands.
+    struct ProbePlace {
+        uint64_t m_hash;
+        size_t m_index;                  // of the bucket to examine next
+        size_t m_numberOfCollisions = 0; // other literals that it has met
+    };
+
+    template<class ResourceIDSource>
+    uint64_t doResolveResource(Table& table, typename Table::ThreadContext& tableThreadContext, ProbePlace place,
+                               DictionaryThreadContext* threadContext, ResourceIDSource resourceIDSource,
+                               std::string_view lexicalForm, uint8_t datatypeID);
+
+    template<class ResourceIDSource>
+    uint64_t createResource(Table& table, const ProbePlace& place, DictionaryThreadContext* threadContext,
+                            ResourceIDSource resourceIDSource, std::string_view lexicalForm, uint8_t datatypeID);
+
+    static ProbePlace startProbe(const Table& table, uint64_t hash) noexcept;
+
+    void checkCollisions(size_t numberOfCollisions) const;
+
+    static bool isEntryOf(Table& table, const ProbePlace& place, BucketValue value,
+                          std::string_view lexicalForm) noexcept;
+
+    template<class SelectTable>
+    static size_t findGroup(const PreparedEntries& prepared, DictionaryCommitPoint commitPoint,
+                            EnteredTable& enteredTable, GroupProbe<Policy>& groupProbe, const SelectTable& selectTable);
+};
