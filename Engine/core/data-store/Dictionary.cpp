@@ -2,7 +2,6 @@
 
 #include "Engine/core/data-store/DictionaryFile.h"
 #include "Engine/core/data-store/DictionaryThread.h"
-#include "Engine/core/data-store/dictionary/BatchFailureShift.h"
 #include "Engine/core/data-store/dictionary/DatatypePolicy.h"
 #include "Engine/core/data-store/dictionary/Prefixes.h"
 #include "Engine/core/platform/MelnarException.h"
@@ -10,7 +9,11 @@
 #include "Engine/core/platform/stream/FileInputStream.h"
 
 #include <algorithm>
+#include <array>
+#include <bitset>
 #include <exception>
+#include <limits>
+#include <utility>
 
 namespace {
 
@@ -48,6 +51,14 @@ const Prefixes& getNoPrefixes() {
 [[noreturn]] void refuseDatatype(const BatchEntry& entry) {
     throw MelnarException(SOURCE_FILE, LINE_UNKNOWN_DATATYPE, MelnarException::NO_CAUSES,
                           "There is no datatype with ID ", size_t(entry.m_datatypeID), ".");
+}
+
+/// The term's own text where that is the form, else one that is made.
+std::string_view getLexicalForm(const Term& term, std::string& made) {
+    if (term.isTextTheForm())
+        return term.m_text;
+    term.appendLexicalForm(made);
+    return made;
 }
 
 /// Throws what verify has found: a literal that is refused, for this reason, or one that is found under another ID.
@@ -143,41 +154,125 @@ uint64_t Dictionary::tryResolveResource(const DictionaryCommitPoint commitPoint,
         .m_datatype->tryResolveResource(commitPoint, lexicalForm.data(), lexicalForm.size(), datatypeID);
 }
 
-/// Hands every run of entries that one datatype object serves to it. Entries that none serves become failures.
+/// Hands the entries of a block to the datatype objects that serve them, all of an object's entries together: calls
+/// `operation(object, entries, indexes)` for each object, and for the null pointer if some have none. Of a mixed block
+/// these are copies, which are copied back, and `indexes` tells which; otherwise it is null.
 template<class Operation>
-void Dictionary::forEachRun(const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures,
-                            const Operation operation) const {
-    size_t begin = 0;
-    while (begin < entries.size()) {
-        DictionaryDatatype* const datatype = m_servers[entries[begin].m_datatypeID].m_datatype;
-        size_t end = begin + 1;
-        while (end < entries.size() && m_servers[entries[end].m_datatypeID].m_datatype == datatype)
-            ++end;
-        const std::span<BatchEntry> run = entries.subspan(begin, end - begin);
-        const BatchFailureShift failureShift(failures, begin);
-        if (datatype != nullptr)
-            operation(*datatype, run);
-        else
-            for (size_t index = 0; index < run.size(); ++index) {
-                run[index].m_resourceID = 0;
-                failures.emplace_back(index, run[index], &refuseDatatype);
-            }
-        begin = end;
+void Dictionary::forEachServer(const std::span<BatchEntry> block, const Operation& operation) const {
+    const auto getObject = [this](const BatchEntry& entry) { return m_servers[entry.m_datatypeID].m_datatype; };
+    DictionaryDatatype* const firstObject = getObject(block.front());
+    if (std::all_of(block.begin() + 1, block.end(),
+                    [&](const BatchEntry& entry) { return getObject(entry) == firstObject; })) {
+        operation(firstObject, block, nullptr);
+        return;
     }
+    std::array<BatchEntry, MIXED_BLOCK_SIZE> entries;
+    std::array<uint16_t, MIXED_BLOCK_SIZE> indexes;
+    std::bitset<MIXED_BLOCK_SIZE> isDone;
+    for (size_t begin = 0; begin < block.size(); ++begin) {
+        if (isDone[begin])
+            continue;
+        DictionaryDatatype* const object = getObject(block[begin]);
+        size_t size = 0;
+        for (size_t index = begin; index < block.size(); ++index)
+            if (!isDone[index] && getObject(block[index]) == object) {
+                entries[size] = block[index];
+                indexes[size++] = static_cast<uint16_t>(index);
+                isDone.set(index);
+            }
+        operation(object, std::span(entries).first(size), indexes.data());
+        for (size_t number = 0; number < size; ++number)
+            block[indexes[number]] = entries[number];
+    }
+}
+
+/// Performs an operation of datatype objects on a batch: as a whole if one object serves all of it, else block by block.
+/// Entries that none serves become failures. After each block calls `finishBlock(block, failures of the block)`.
+template<class Operation, class FinishBlock>
+void Dictionary::forEachBlock(const std::span<BatchEntry> batch, std::vector<BatchFailure>& failures,
+                              const Operation& operation, const FinishBlock& finishBlock) const {
+    std::vector<BatchFailure> ofBlock;
+    for (size_t begin = 0; begin < batch.size(); begin += MIXED_BLOCK_SIZE) {
+        const std::span<BatchEntry> block = batch.subspan(begin, std::min(MIXED_BLOCK_SIZE, batch.size() - begin));
+        ofBlock.clear();
+        forEachServer(block, [&](DictionaryDatatype* const object, const std::span<BatchEntry> entries,
+                                 const uint16_t* const indexes) {
+            const size_t firstFailure = ofBlock.size();
+            if (object != nullptr)
+                operation(*object, entries, ofBlock);
+            else
+                for (size_t index = 0; index < entries.size(); ++index) {
+                    entries[index].m_resourceID = 0;
+                    ofBlock.emplace_back(index, entries[index], &refuseDatatype);
+                }
+            if (indexes != nullptr)
+                for (size_t failure = firstFailure; failure < ofBlock.size(); ++failure)
+                    ofBlock[failure].m_entryIndex = indexes[ofBlock[failure].m_entryIndex];
+        });
+        finishBlock(block, ofBlock);
+        std::ranges::sort(ofBlock, {}, &BatchFailure::m_entryIndex);
+        for (BatchFailure& failure : ofBlock) {
+            failure.m_entryIndex += begin;
+            failures.push_back(std::move(failure));
+        }
+    }
+}
+
+/// The object that serves all of a batch, or null.
+DictionaryDatatype* Dictionary::getCommonServer(const std::span<const BatchEntry> batch) const noexcept {
+    DictionaryDatatype* const object = batch.empty() ? nullptr : m_servers[batch.front().m_datatypeID].m_datatype;
+    const bool isCommon = std::all_of(batch.begin(), batch.end(), [this, object](const BatchEntry& entry) {
+        return m_servers[entry.m_datatypeID].m_datatype == object;
+    });
+    return isCommon ? object : nullptr;
 }
 
 void Dictionary::resolveResources(DictionaryThread& thread, const std::span<BatchEntry> entries,
                                   std::vector<BatchFailure>& failures) {
-    forEachRun(entries, failures, [&](DictionaryDatatype& datatype, const std::span<BatchEntry> run) {
-        datatype.resolveResources(&thread.m_threadContext, run, failures);
-    });
+    if (DictionaryDatatype* const object = getCommonServer(entries); object != nullptr) {
+        object->resolveResources(&thread.m_threadContext, entries, failures);
+        return;
+    }
+    // What is there is found object by object. The rest is created in the order of the entries, which the IDs follow.
+    const auto find = [](const DictionaryDatatype& object, const std::span<BatchEntry> served,
+                         std::vector<BatchFailure>& ofBlock) {
+        object.tryResolveResources({std::numeric_limits<uint64_t>::max()}, served, ofBlock);
+    };
+    const auto create = [&](const std::span<BatchEntry> block, std::vector<BatchFailure>& ofBlock) {
+        std::bitset<MIXED_BLOCK_SIZE> hasFailed;
+        for (BatchFailure& failure : ofBlock) {
+            const size_t index = failure.m_entryIndex;
+            hasFailed.set(index);
+            // Refused as an entry to be looked up, and now as one to be created.
+            if (DictionaryDatatype* const object = m_servers[block[index].m_datatypeID].m_datatype; object != nullptr) {
+                std::vector<BatchFailure> ofEntry;
+                object->resolveResources(&thread.m_threadContext, block.subspan(index, 1), ofEntry);
+                failure = std::move(ofEntry.front());
+                failure.m_entryIndex = index;
+            }
+        }
+        for (size_t index = 0; index < block.size(); ++index)
+            if (BatchEntry& entry = block[index]; entry.m_resourceID == 0 && !hasFailed[index])
+                try {
+                    entry.m_resourceID = resolveResource(thread, entry.m_lexicalForm, entry.m_datatypeID);
+                } catch (...) {
+                    ofBlock.push_back(BatchFailure::ofCurrentException(index));
+                }
+    };
+    forEachBlock(entries, failures, find, create);
 }
 
 void Dictionary::tryResolveResources(const DictionaryCommitPoint commitPoint, const std::span<BatchEntry> entries,
                                      std::vector<BatchFailure>& failures) const {
-    forEachRun(entries, failures, [&](const DictionaryDatatype& datatype, const std::span<BatchEntry> run) {
-        datatype.tryResolveResources(commitPoint, run, failures);
-    });
+    if (const DictionaryDatatype* const object = getCommonServer(entries); object != nullptr) {
+        object->tryResolveResources(commitPoint, entries, failures);
+        return;
+    }
+    forEachBlock(
+        entries, failures,
+        [commitPoint](const DictionaryDatatype& object, const std::span<BatchEntry> served,
+                      std::vector<BatchFailure>& ofBlock) { object.tryResolveResources(commitPoint, served, ofBlock); },
+        [](std::span<BatchEntry>, std::vector<BatchFailure>&) {});
 }
 
 /// Has what leads to the literals fetched into the cache: datatype bytes and offsets, which lie where the IDs say.
@@ -193,6 +288,7 @@ void Dictionary::prefetchResources(const std::span<const BatchEntry> entries) co
 void Dictionary::getResources(const std::span<BatchEntry> entries) const {
     // While a block is read, the next one is on its way.
     static constexpr size_t BLOCK_SIZE = 64;
+    static_assert(BLOCK_SIZE <= MIXED_BLOCK_SIZE);
     const auto getBlock = [entries](const size_t begin) {
         return begin < entries.size() ? entries.subspan(begin, std::min(BLOCK_SIZE, entries.size() - begin))
                                       : std::span<BatchEntry>();
@@ -204,24 +300,49 @@ void Dictionary::getResources(const std::span<BatchEntry> entries) const {
         for (BatchEntry& entry : block) {
             entry.m_datatypeID = getDatatypeID(entry.m_resourceID);
             entry.m_lexicalForm = {};
+            entry.m_affixNumber = 0;
         }
-        // Runs of resources of one datatype object; what is no resource fits in any.
-        for (size_t begin = 0; begin < block.size();) {
-            const DictionaryDatatype* const datatype = m_servers[block[begin].m_datatypeID].m_datatype;
-            size_t end = begin + 1;
-            while (end < block.size() &&
-                   (m_servers[block[end].m_datatypeID].m_datatype == datatype || block[end].m_datatypeID == D_INVALID))
-                ++end;
-            if (datatype != nullptr)
-                datatype->getResources(block.subspan(begin, end - begin));
-            begin = end;
-        }
+        forEachServer(block,
+                      [](const DictionaryDatatype* const object, const std::span<BatchEntry> served, const uint16_t*) {
+                          if (object != nullptr)
+                              object->getResources(served);
+                      });
     }
+}
+
+std::string_view Dictionary::getAffix(const BatchEntry& entry) const noexcept {
+    return entry.m_affixNumber == 0 ? std::string_view() : m_servers[entry.m_datatypeID].m_datatype->getAffix(entry);
+}
+
+void Dictionary::appendLexicalForm(const BatchEntry& entry, std::string& output) const {
+    if (entry.m_affixNumber == 0)
+        output += entry.m_lexicalForm;
+    else
+        m_servers[entry.m_datatypeID].m_datatype->appendLexicalForm(entry, output);
+}
+
+uint64_t Dictionary::resolveTerm(DictionaryThread& thread, const Term& term) {
+    std::string form;
+    return resolveResource(thread, getLexicalForm(term, form), term.getDatatypeID());
+}
+
+uint64_t Dictionary::tryResolveTerm(const DictionaryCommitPoint commitPoint, const Term& term) const {
+    std::string form;
+    return tryResolveResource(commitPoint, getLexicalForm(term, form), term.getDatatypeID());
+}
+
+Term Dictionary::getTerm(const uint64_t resourceID, std::string& lexicalForm) const {
+    const uint8_t datatypeID = getResource(resourceID, lexicalForm);
+    return Term::parse(datatypeID, lexicalForm);
 }
 
 void Dictionary::getResource(const uint64_t resourceID, ResourceValue& resourceValue) const {
     const uint8_t datatypeID = getDatatypeIDOrThrow(resourceID);
     getServer(datatypeID).m_datatype->getResource(resourceID, datatypeID, resourceValue);
+}
+
+bool Dictionary::mayHaveResources(const uint8_t datatypeID) const {
+    return getServer(datatypeID).m_datatype->isInUse();
 }
 
 uint8_t Dictionary::getResource(const uint64_t resourceID, std::string& lexicalForm) const {
@@ -284,6 +405,7 @@ void Dictionary::verify() const {
     constexpr uint64_t BATCH_SIZE = 1024;
     const uint64_t endResourceID = getNextResourceID();
     std::vector<BatchEntry> entries;
+    std::vector<std::string> joinedForms;
     std::vector<uint64_t> resourceIDs;
     std::vector<BatchFailure> failures;
     for (uint64_t beginResourceID = 1; beginResourceID < endResourceID; beginResourceID += BATCH_SIZE) {
@@ -293,8 +415,16 @@ void Dictionary::verify() const {
         getResources(entries);
         std::erase_if(entries, [](const BatchEntry& entry) { return entry.m_datatypeID == D_INVALID; });
         resourceIDs.clear();
-        for (const BatchEntry& entry : entries)
+        joinedForms.resize(entries.size());
+        for (BatchEntry& entry : entries) {
+            if (entry.m_affixNumber != 0) {
+                std::string& form = joinedForms[resourceIDs.size()];
+                form.clear();
+                appendLexicalForm(entry, form);
+                entry.m_lexicalForm = form;
+            }
             resourceIDs.push_back(entry.m_resourceID);
+        }
         // Every resource lies below this point. A malformed tag is refused, and a form with an empty one is looked up
         // as another literal, so that neither is found under its ID.
         tryResolveResources({endResourceID}, entries, failures);

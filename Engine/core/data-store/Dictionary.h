@@ -8,6 +8,7 @@
 #include "Engine/core/data-store/dictionary/DictionaryDatatype.h"
 #include "Engine/core/data-store/dictionary/DictionaryDatatypeFactory.h"
 #include "Engine/core/data-store/dictionary/ResourceValue.h"
+#include "Engine/core/data-store/terms/Term.h"
 #include "Engine/core/platform/ComponentInfo.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/system/MemoryManager.h"
@@ -28,6 +29,8 @@ class DictionaryThread;
 class FileLock;
 
 /// The dictionary of an in-memory store: calls every literal by a number, the resource ID, and gives the literal back.
+/// IRIs, blank nodes, triple terms and literals of all datatypes are its literals alike, each family a datatype with an
+/// ID of its own: those of strings stand in DatatypeIDs.h, the others in TermFamily.h, with what their lexical forms are.
 ///
 /// IDs        Count from 1 in the order of creation; 0 means no resource. Threads that create resources at once get
 ///            their IDs in any order. A failed creation uses up no ID.
@@ -91,14 +94,36 @@ public:
                              std::vector<BatchFailure>& failures) const;
 
     /// Reads the resources of a batch by their IDs, committed or not, into the entries' datatype IDs and lexical forms.
-    /// An ID that stands for no resource is answered with D_INVALID and an empty form. Does not throw.
+    /// An ID that stands for no resource is answered with D_INVALID and an empty form. A term that is no string may share
+    /// a part of its form with others, which getAffix tells: the form is then only the rest. Does not throw.
     void getResources(std::span<BatchEntry> entries) const;
 
-    /// Points `resourceValue` to the literal of a resource, committed or not.
+    /// The part of a lexical form that an entry of getResources leaves out: the front of an IRI or a blank node's label,
+    /// the end of any other form. Stays where it is until a compaction or the dictionary's end.
+    std::string_view getAffix(const BatchEntry& entry) const noexcept;
+
+    /// Appends the whole lexical form of an entry of getResources.
+    void appendLexicalForm(const BatchEntry& entry, std::string& output) const;
+
+    /// The ID of a term; creates the resource when there is none. Batches of terms: TermBatch.
+    uint64_t resolveTerm(DictionaryThread& thread, const Term& term);
+
+    /// The ID of a term that the commit point covers, or 0.
+    uint64_t tryResolveTerm(DictionaryCommitPoint commitPoint, const Term& term) const;
+
+    /// The term of a resource, committed or not. Replaces the content of `lexicalForm`, to which the term refers.
+    Term getTerm(uint64_t resourceID, std::string& lexicalForm) const;
+
+    /// Points `resourceValue` to the literal of a resource, committed or not. The value of a term that is no string may
+    /// come in two parts: what getAffix would tell is then the auxiliary data.
     void getResource(uint64_t resourceID, ResourceValue& resourceValue) const;
 
     /// Whether there is a resource with this ID: one that was given and not withdrawn.
     bool hasResource(const uint64_t resourceID) const noexcept { return getDatatypeID(resourceID) != D_INVALID; }
+
+    /// Whether there may be resources of a datatype: whether there have been any since it was last compacted away. Always
+    /// for strings. Any time.
+    bool mayHaveResources(uint8_t datatypeID) const;
 
     /// Replaces the content of `lexicalForm` by a resource's; returns the resource's datatype ID.
     uint8_t getResource(uint64_t resourceID, std::string& lexicalForm) const;
@@ -156,7 +181,7 @@ public:
     static std::unique_ptr<Dictionary> open(const std::string& fileName, size_t memoryLimit,
                                             const DictionaryOptions& options = {});
 
-    /// Decides whether a resource survives a compaction.
+    /// Decides whether a resource survives a compaction. The value is as getResource gives it.
     using SurvivesCompaction = std::function<bool(uint64_t, const ResourceValue&)>;
 
     /// Keeps the resources that `survives` wants (without it, all that exist), gives them dense IDs from 1 in ascending
@@ -215,6 +240,9 @@ private:
         DictionaryDatatype* m_datatype = nullptr;
     };
 
+    /// So many entries of a batch of several datatype objects are looked at together.
+    static constexpr size_t MIXED_BLOCK_SIZE = 256;
+
     /// For how much address space is reserved.
     struct Capacity {
         uint64_t m_numberOfResources;
@@ -229,8 +257,13 @@ private:
     uint8_t getDatatypeID(uint64_t resourceID) const noexcept;
     void prefetchResources(std::span<const BatchEntry> entries) const noexcept;
     uint8_t getDatatypeIDOrThrow(uint64_t resourceID) const;
+    size_t getLexicalLength(const ResourceValue& resourceValue) const;
+    DictionaryDatatype* getCommonServer(std::span<const BatchEntry> batch) const noexcept;
     template<class Operation>
-    void forEachRun(std::span<BatchEntry> entries, std::vector<BatchFailure>& failures, Operation operation) const;
+    void forEachServer(std::span<BatchEntry> block, const Operation& operation) const;
+    template<class Operation, class FinishBlock>
+    void forEachBlock(std::span<BatchEntry> batch, std::vector<BatchFailure>& failures, const Operation& operation,
+                      const FinishBlock& finishBlock) const;
     void apply(const DictionaryOptions& options);
     std::vector<uint64_t> assignCompactIDs(const SurvivesCompaction& survives) const;
     void compact(const std::vector<uint64_t>& newResourceIDs);

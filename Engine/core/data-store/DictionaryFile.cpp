@@ -114,8 +114,9 @@ bool DictionaryFile::isBeginningOf(InputStream& input) {
 
 void DictionaryFile::write(const Dictionary& dictionary, OutputStream& output) {
     SectionOutputStream sections(output);
+    const auto isInUse = [](const Dictionary::Datatype& datatype) { return datatype.m_datatype->isInUse(); };
     const Header header{getBucketWidth(dictionary.m_maximumNumberOfResources),
-                        static_cast<uint32_t>(dictionary.m_datatypes.size()),
+                        static_cast<uint32_t>(std::ranges::count_if(dictionary.m_datatypes, isInUse)),
                         dictionary.m_maximumNumberOfResources,
                         dictionary.getNextResourceID(),
                         dictionary.getCommitPoint().m_resourceID,
@@ -132,6 +133,8 @@ void DictionaryFile::write(const Dictionary& dictionary, OutputStream& output) {
     sections.write(dictionary.m_dataPool.getData(), header.m_dataPoolBytes);
     sections.endSection();
     for (const Dictionary::Datatype& datatype : dictionary.m_datatypes) {
+        if (!isInUse(datatype))
+            continue; // So a dictionary of strings alone is written as it was before there were other terms.
         const auto& supportedDatatypes = datatype.m_factory->getSupportedDatatypes();
         sections.writeUInt32(static_cast<uint32_t>(supportedDatatypes.size()));
         for (const auto& [datatypeID, datatypeName] : supportedDatatypes) {
@@ -146,7 +149,10 @@ void DictionaryFile::write(const Dictionary& dictionary, OutputStream& output) {
 }
 
 /// Checks that each resource has a datatype that is served and a whole chunk, and that the pool has room for all chunks.
-void DictionaryFile::checkResources(const Dictionary& dictionary, const SectionInputStream& sections) {
+/// Returns the datatype IDs that resources have.
+DictionaryFile::DatatypeIDs DictionaryFile::checkResources(const Dictionary& dictionary,
+                                                           const SectionInputStream& sections) {
+    DatatypeIDs usedDatatypeIDs;
     uint64_t unusedBytes = dictionary.m_dataPool.getEnd();
     for (uint64_t resourceID = 1; resourceID < dictionary.getNextResourceID(); ++resourceID) {
         const uint8_t datatypeID = dictionary.getDatatypeID(resourceID);
@@ -166,7 +172,51 @@ void DictionaryFile::checkResources(const Dictionary& dictionary, const SectionI
             sections.reportDamage("its literals up to that of resource " + std::to_string(resourceID) +
                                   " take more than its " + std::to_string(dictionary.m_dataPool.getEnd()) + " bytes.");
         unusedBytes -= chunkSize;
+        usedDatatypeIDs[datatypeID] = true;
     }
+    return usedDatatypeIDs;
+}
+
+/// Reads the sections of datatype objects: of all in the order of their datatype IDs, but for those that nobody had used.
+void DictionaryFile::readDatatypes(const Dictionary& dictionary, const uint32_t numberOfDatatypes,
+                                   const DatatypeIDs& usedDatatypeIDs, SectionInputStream& sections) {
+    const auto getName = [](const Dictionary::Datatype& datatype) {
+        return "datatype " + std::to_string(datatype.m_factory->getSupportedDatatypes().front().first);
+    };
+    auto next = dictionary.m_datatypes.begin();
+    const auto end = dictionary.m_datatypes.end();
+    const auto reportOtherDatatypes = [&sections] {
+        sections.reportDamage("it serves other datatypes than this program's.");
+    };
+    for (uint32_t number = 0; number < numberOfDatatypes; ++number) {
+        sections.beginSection(next == end ? "datatype" : getName(*next));
+        if (next == end)
+            reportOtherDatatypes();
+        const uint32_t numberOfIDs = sections.readUInt32();
+        for (uint32_t index = 0; index < std::max<uint32_t>(numberOfIDs, 1); ++index) {
+            const uint32_t datatypeID = sections.readUInt32();
+            if (index == 0)
+                while (std::next(next) != end && !next->m_datatype->isInUse() &&
+                       next->m_factory->getSupportedDatatypes().front().first != datatypeID)
+                    ++next;
+            const auto& supportedDatatypes = next->m_factory->getSupportedDatatypes();
+            if (numberOfIDs != supportedDatatypes.size() || datatypeID != supportedDatatypes[index].first ||
+                !sections.readsString(supportedDatatypes[index].second))
+                reportOtherDatatypes();
+        }
+        sections.nameSection(getName(*next));
+        next->m_datatype->loadUntrusted(sections);
+        sections.endSection();
+        ++next;
+    }
+    // What is left was skipped, as nobody had used it; but then it has no resources, and no other datatype is skipped.
+    for (const Dictionary::Datatype& datatype : dictionary.m_datatypes)
+        for (const auto& [datatypeID, datatypeName] : datatype.m_factory->getSupportedDatatypes())
+            if (usedDatatypeIDs[datatypeID] && !datatype.m_datatype->isInUse())
+                sections.reportDamage("there are resources of datatype " + std::to_string(datatypeID) +
+                                      ", which the file lacks.");
+    if (std::any_of(next, end, [](const Dictionary::Datatype& datatype) { return datatype.m_datatype->isInUse(); }))
+        reportOtherDatatypes();
 }
 
 std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_t memoryLimit,
@@ -179,7 +229,10 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_
     // Fingerprints come last, so that none of what is read must make do without the memory that they take.
     std::unique_ptr<Dictionary> dictionary(new Dictionary(memoryLimit, header.m_maximumNumberOfResources,
                                                           DictionaryOptions{.m_keepFingerprints = false}, capacity));
-    if (header.m_numberOfDatatypes != dictionary->m_datatypes.size())
+    const auto numberOfIndispensable = static_cast<size_t>(std::ranges::count_if(
+        dictionary->m_datatypes, [](const Dictionary::Datatype& datatype) { return datatype.m_datatype->isInUse(); }));
+    if (header.m_numberOfDatatypes < numberOfIndispensable ||
+        header.m_numberOfDatatypes > dictionary->m_datatypes.size())
         sections.reportDamage("it announces " + std::to_string(header.m_numberOfDatatypes) + " datatype objects.");
     const size_t numberOfResources = header.m_nextResourceID - 1;
 
@@ -204,19 +257,9 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_
     dictionary->m_dataPool.initialize(dictionary->m_dataPool.getCapacity(), header.m_dataPoolBytes);
     sections.readExactly(dictionary->m_dataPool.getData(), header.m_dataPoolBytes);
     sections.endSection();
-    checkResources(*dictionary, sections);
+    const DatatypeIDs usedDatatypeIDs = checkResources(*dictionary, sections);
 
-    for (const Dictionary::Datatype& datatype : dictionary->m_datatypes) {
-        const auto& supportedDatatypes = datatype.m_factory->getSupportedDatatypes();
-        sections.beginSection("datatype " + std::to_string(supportedDatatypes.front().first));
-        if (sections.readUInt32() != supportedDatatypes.size())
-            sections.reportDamage("it serves other datatypes than this program's.");
-        for (const auto& [datatypeID, datatypeName] : supportedDatatypes)
-            if (sections.readUInt32() != datatypeID || !sections.readsString(datatypeName))
-                sections.reportDamage("it serves other datatypes than this program's.");
-        datatype.m_datatype->loadUntrusted(sections);
-        sections.endSection();
-    }
+    readDatatypes(*dictionary, header.m_numberOfDatatypes, usedDatatypeIDs, sections);
     // A file from before there were histories is the first state of its own.
     if (sections.getFormatVersion() < FIRST_VERSION_WITH_HISTORY)
         dictionary->m_history.add(header.m_commitPoint, sections.getContentChecksum());

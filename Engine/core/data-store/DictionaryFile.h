@@ -1,5 +1,8 @@
 #pragma once
 
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
+
+#include <bitset>
 #include <cstddef>
 #include <memory>
 
@@ -33,5 +36,9 @@ public:
     static std::unique_ptr<Dictionary> read(InputStream& input, size_t memoryLimit, const DictionaryOptions& options);
 
 private:
-    static void checkResources(const Dictionary& dictionary, const SectionInputStream& sections);
+    using DatatypeIDs = std::bitset<NUMBER_OF_DATATYPE_IDS>;
+
+    static void readDatatypes(const Dictionary& dictionary, uint32_t numberOfDatatypes,
+                              const DatatypeIDs& usedDatatypeIDs, SectionInputStream& sections);
+    static DatatypeIDs checkResources(const Dictionary& dictionary, const SectionInputStream& sections);
 };

@@ -6,6 +6,12 @@
 #include <optional>
 #include <utility>
 
+size_t Dictionary::getLexicalLength(const ResourceValue& resourceValue) const {
+    return getServer(resourceValue.m_datatypeID)
+        .m_factory->appendLexicalForm(resourceValue.m_datatypeID, resourceValue.m_data, resourceValue.m_dataSize,
+                                      resourceValue.m_auxiliaryData, resourceValue.m_auxiliaryDataSize, nullptr, 0);
+}
+
 size_t Dictionary::getNumberOfResources(const uint8_t datatypeID) const noexcept {
     size_t numberOfResources = 0;
     const uint64_t endResourceID = getNextResourceID();
@@ -16,9 +22,9 @@ size_t Dictionary::getNumberOfResources(const uint8_t datatypeID) const noexcept
 
 size_t Dictionary::getTextBytes(const uint8_t datatypeID) const {
     size_t textBytes = 0;
-    forEachResource([&textBytes, datatypeID](uint64_t, const ResourceValue& resourceValue) {
+    forEachResource([this, &textBytes, datatypeID](uint64_t, const ResourceValue& resourceValue) {
         if (resourceValue.m_datatypeID == datatypeID)
-            textBytes += resourceValue.m_dataSize - 1;
+            textBytes += getLexicalLength(resourceValue);
     });
     return textBytes;
 }
@@ -50,11 +56,13 @@ std::unique_ptr<ComponentInfo> Dictionary::getComponentInfo() const {
         [](const size_t sum, const Datatype& datatype) { return sum + datatype.m_datatype->getFingerprintBytes(); });
     root->addChild(describeMemory("Fingerprints", fingerprintBytes));
     for (const Datatype& datatype : m_datatypes)
-        root->addChild(datatype.m_datatype->getComponentInfo());
+        if (datatype.m_datatype->isInUse())
+            root->addChild(datatype.m_datatype->getComponentInfo());
     for (const Datatype& datatype : m_datatypes)
-        for (const auto& [datatypeID, datatypeName] : datatype.m_factory->getSupportedDatatypes())
-            root->addNumericProperty(Metric::NUMBER_OF_RESOURCES, "Number of resources of " + datatypeName,
-                                     getNumberOfResources(datatypeID), 0);
+        if (datatype.m_datatype->isInUse())
+            for (const auto& [datatypeID, datatypeName] : datatype.m_factory->getSupportedDatatypes())
+                root->addNumericProperty(Metric::NUMBER_OF_RESOURCES, "Number of resources of " + datatypeName,
+                                         getNumberOfResources(datatypeID), 0);
     if (const std::optional<DictionaryIdentity> identity = m_history.getIdentity())
         root->addTextProperty(Metric::IDENTITY, std::nullopt, identity->toString());
     root->addNumericProperty(Metric::GENERATION, std::nullopt, m_history.getGeneration(), 0);
@@ -71,7 +79,7 @@ std::unique_ptr<ComponentInfo> Dictionary::getDetailedComponentInfo() const {
     size_t textBytes = 0;
     forEachResource([&](uint64_t, const ResourceValue& resourceValue) {
         ++numberOfResources;
-        textBytes += resourceValue.m_dataSize - 1;
+        textBytes += getLexicalLength(resourceValue);
     });
     std::unique_ptr<ComponentInfo> root = getComponentInfo();
     root->addNumericProperty(Metric::BYTES_OF_TEXT, std::nullopt, textBytes, 0);

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 
 /// Reads what SectionOutputStream wrote. Delivers no byte whose block's checksum it has not verified.
 ///
@@ -33,6 +34,9 @@ public:
 
     /// Begins the first or the next section. `sectionName` is used in messages.
     void beginSection(std::string sectionName);
+
+    /// Gives the section another name, that its contents have told.
+    void nameSection(std::string sectionName) { m_sectionName = std::move(sectionName); }
 
     /// Checks that the section has been read to its end.
     void endSection();

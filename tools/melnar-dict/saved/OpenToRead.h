@@ -1,12 +1,21 @@
 #pragma once
 
 #include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/terms/TermFamily.h"
+#include "tools/melnar-dict/shell/PrintableText.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <cstdint>
 #include <memory>
 #include <string>
 
 /// Opens a saved dictionary to which no literal will be added. So no address space is reserved beyond what it holds.
+/// Throws ToolFailure for one of other terms than strings, as the library can make: nothing here prints those yet.
 inline std::unique_ptr<Dictionary> openToRead(const std::string& fileName, const uint64_t memoryLimit) {
-    return Dictionary::open(fileName, memoryLimit, {.m_canGrow = false});
+    std::unique_ptr<Dictionary> dictionary = Dictionary::open(fileName, memoryLimit, {.m_canGrow = false});
+    for (const uint8_t datatypeID : {D_IRI, D_BLANK_NODE, D_TYPED_LITERAL, D_DIRECTIONAL_STRING, D_TRIPLE_TERM})
+        if (dictionary->mayHaveResources(datatypeID))
+            throw ToolFailure(ExitCode::FAILURE, "the dictionary '" + toPrintable(fileName) +
+                                                     "' has other terms than strings, which this version cannot read");
+    return dictionary;
 }

@@ -12,4 +12,7 @@ struct BatchEntry {
     std::string_view m_lexicalForm;
     uint64_t m_resourceID = 0; // as an answer, 0 when the literal is refused, or not there
     uint8_t m_datatypeID = 0;  // as an answer, D_INVALID when there is no such resource
+
+    // As an answer, of the text that the resource shares with others, which is then no part of m_lexicalForm; else 0.
+    uint32_t m_affixNumber = 0;
 };

@@ -93,7 +93,10 @@ void DictionaryDatatype::getResources(const std::span<BatchEntry> entries) const
 }
 
 size_t DictionaryDatatype::getChunkSize(const uint64_t resourceID) const noexcept {
-    const uint64_t dataOffset = m_resourceDataOffsets[resourceID];
+    return getStringChunkSize(m_resourceDataOffsets[resourceID]);
+}
+
+size_t DictionaryDatatype::getStringChunkSize(const uint64_t dataOffset) const noexcept {
     const uint64_t dataPoolEnd = m_dataPool.getEnd();
     if (dataOffset >= dataPoolEnd)
         return 0;
@@ -109,6 +112,18 @@ size_t DictionaryDatatype::getChunkSize(const uint64_t resourceID) const noexcep
                          headerLength <= availableBytes && storedSize <= availableBytes - headerLength &&
                          chunk[headerLength + storedSize - 1] == 0;
     return isWhole ? headerLength + storedSize : 0;
+}
+
+std::string_view DictionaryDatatype::getAffix(const BatchEntry&) const noexcept {
+    return {};
+}
+
+void DictionaryDatatype::appendLexicalForm(const BatchEntry& entry, std::string& output) const {
+    output += entry.m_lexicalForm;
+}
+
+bool DictionaryDatatype::isInUse() const noexcept {
+    return true;
 }
 
 void DictionaryDatatype::loadUntrusted(UntrustedInputStream& inputStream) {

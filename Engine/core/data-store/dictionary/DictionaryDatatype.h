@@ -20,6 +20,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -166,7 +167,21 @@ public:
     /// tables. While nobody resolves or deletes. The default knows of no table.
     virtual std::vector<TableProfile> getTableProfiles(size_t numberOfSegments) const;
 
+    /// The text of a resource that getResources has read which is no part of its entry's form. By default there is
+    /// none.
+    virtual std::string_view getAffix(const BatchEntry& entry) const noexcept;
+
+    /// Appends the whole form of a resource that getResources has read.
+    virtual void appendLexicalForm(const BatchEntry& entry, std::string& output) const;
+
+    /// Whether it may have resources. One that has none takes no part in saving and in statistics, and is initialised
+    /// where it is not loaded. True by default.
+    virtual bool isInUse() const noexcept;
+
 protected:
+    /// Returns the size of the StringChunk at an offset, or 0 unless a whole one lies there within the data pool.
+    size_t getStringChunkSize(uint64_t dataOffset) const noexcept;
+
     /// Takes `chunkSize` bytes of the data pool; returns their offset. The context may be null.
     uint64_t newDataChunk(DictionaryThreadContext* threadContext, size_t chunkSize);
 

@@ -19,6 +19,7 @@
 /// Sizes, ownership, threads and errors are those of DictionaryDatatype. The operations that take a lexical form check
 /// it; those that take a ResourceValue trust it, as it comes from a factory that has checked it.
 template<class T>
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): the base depends on T
 class StringDatatype final : public TableDatatype<DatatypeStringPolicy<T>> {
 public:
     StringDatatype(MemoryManager& memoryManager, std::atomic<uint64_t>& nextResourceID,

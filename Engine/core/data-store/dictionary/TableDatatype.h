@@ -25,8 +25,9 @@ class GroupProbe;
 /// tables and says which literal belongs to which; here is what is done with one literal, one batch and one table.
 ///
 /// Beside what ParallelHashTable wants of a policy, this one knows the literal of a bucket: `getChunkAddress(ID)` and
-/// `prefetchOffset(ID)`, `isChunkOf(chunk, form)`, `readInto(ID, BatchEntry&)`, `static getChunkSize(chunk)`,
-/// and `NewChunk(policy, form)` with `getSize()` and `write(chunk)`. A literal that is stored and a query for it have
+/// `prefetchOffset(ID)`, `isChunkOf(chunk, form)`, `readInto(BatchEntry&)`, `static getChunkSize(chunk)`, and
+/// `NewChunk(policy, form)` with `getSize()` and `write(chunk)`. For the failure of literals that collide it has
+/// SOURCE_FILE, LINE_OF_COLLISIONS, and NOUN, what it calls a literal. A literal that is stored and a query for it have
 /// the same hash, which is hashLexicalForm of the form.
 ///
 /// THE LIFE OF A RESOURCE in doResolveResource, each step visible to readers only through the last two:

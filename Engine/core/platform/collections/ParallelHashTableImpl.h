@@ -101,8 +101,11 @@ void ParallelHashTable<Policy>::enableFingerprints() noexcept {
     if (m_keepsFingerprints)
         return;
     m_keepsFingerprints = true;
-    getMemoryManager().addReclaimable(m_fingerprintReclaimer);
     makeFingerprints(getNumberOfNonEmptyBuckets() == 0);
+    // When they are complete, as other threads may ask for their memory at once, though none uses this table yet; and
+    // those who have run out of memory meanwhile may try again.
+    getMemoryManager().addReclaimable(m_fingerprintReclaimer);
+    getMemoryManager().noteReclaim();
 }
 
 template<class Policy>

@@ -300,7 +300,7 @@ TEST(DictionaryDatatypesRegistrationTest, aDictionaryHasTheDatatypesThatWereRegi
                   catchException<MelnarException>([&] { readFromMemory(writeToMemory(before)); }).getMessage());
     }
     EXPECT_NO_THROW(readFromMemory(writeToMemory(before)));
-    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'header': it announces 2 datatype objects.",
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'data pool': resource 1 has the unknown datatype 200.",
               catchException<MelnarException>([&] { readFromMemory(bytesOfBoth); }).getMessage());
 }
 

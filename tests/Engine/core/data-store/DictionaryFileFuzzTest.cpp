@@ -27,8 +27,15 @@ void attempt(const Action& action) {
 void use(Dictionary& dictionary) {
     attempt([&] { dictionary.verify(); });
     std::string text;
+    std::vector<BatchEntry> entries;
+    for (uint64_t resourceID = 0; resourceID < dictionary.getNextResourceID() + 2; ++resourceID)
+        entries.push_back({{}, resourceID});
+    dictionary.getResources(entries);
+    for (const BatchEntry& entry : entries)
+        if (entry.m_datatypeID != D_INVALID)
+            dictionary.appendLexicalForm(entry, text);
     for (uint64_t resourceID = 0; resourceID < dictionary.getNextResourceID() + 2; ++resourceID) {
-        attempt([&] { dictionary.getResource(resourceID, text); });
+        attempt([&] { dictionary.getTerm(resourceID, text); });
         attempt([&] {
             text.clear();
             dictionary.appendTurtleLiteral(resourceID, text);
@@ -44,6 +51,10 @@ void use(Dictionary& dictionary) {
         for (size_t number = 0; number < end; ++number) {
             attempt([&] { dictionary.resolveResource(thread, std::to_string(number), D_XSD_STRING); });
             attempt([&] { dictionary.resolveResource(thread, std::to_string(number) + "@en", D_RDF_PLAIN_LITERAL); });
+            for (const uint8_t datatypeID : {D_IRI, D_TYPED_LITERAL})
+                attempt([&] {
+                    dictionary.resolveResource(thread, std::to_string(number) + "^^http://example.org/1", datatypeID);
+                });
         }
     };
     DictionaryThread thread(dictionary);
@@ -60,9 +71,9 @@ void use(Dictionary& dictionary) {
 }
 
 TEST(DictionaryFileFuzzTest, aForgedFileIsRefusedOrDoesNoHarm) {
-    const std::vector<ForgedDictionaryFile> soundFiles = {ForgedDictionaryFile(*makeSampleDictionary(NARROW)),
-                                                          ForgedDictionaryFile(*makeSampleDictionary(WIDE)),
-                                                          ForgedDictionaryFile(*makeMediumDictionary())};
+    const std::vector<ForgedDictionaryFile> soundFiles = {
+        ForgedDictionaryFile(*makeSampleDictionary(NARROW)), ForgedDictionaryFile(*makeSampleDictionary(WIDE)),
+        ForgedDictionaryFile(*makeMediumDictionary()), ForgedDictionaryFile(*makeDictionaryOfTerms())};
     size_t refused = 0;
     size_t opened = 0;
     for (const uint32_t seed : getTestSeeds(1)) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/data-store/terms/TermFamily.h"
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
 
 #include <array>
@@ -20,6 +21,25 @@ inline std::unique_ptr<Dictionary> makeMediumDictionary() {
             dictionary->commit();
         if (number == 400)
             dictionary->rollback();
+    }
+    return dictionary;
+}
+
+/// Terms of all families, some of which share texts.
+inline std::unique_ptr<Dictionary> makeDictionaryOfTerms() {
+    auto dictionary = std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, NARROW);
+    DictionaryThread thread(*dictionary);
+    for (uint32_t number = 0; number < 400; ++number) {
+        const std::string text = std::to_string(number);
+        dictionary->resolveResource(thread, text, D_XSD_STRING);
+        dictionary->resolveResource(thread, "http://example.org/" + std::to_string(number % 5) + '#' + text, D_IRI);
+        dictionary->resolveResource(thread, "doc2-b" + text, D_BLANK_NODE);
+        dictionary->resolveResource(thread, text + "^^http://example.org/" + std::to_string(number % 3),
+                                    D_TYPED_LITERAL);
+        dictionary->resolveResource(thread, text + "@en--ltr", D_DIRECTIONAL_STRING);
+        dictionary->resolveResource(thread, "<<( _:b <p> \"" + text + "\" )>>", D_TRIPLE_TERM);
+        if (number == 200)
+            dictionary->commit();
     }
     return dictionary;
 }
@@ -88,7 +108,43 @@ private:
         return true;
     }
 
+    /// Sections of terms lie behind that of the strings, and the last one is the history.
+    void changeTerms(Forged& file) {
+        const auto chooseSection = [&] {
+            return static_cast<Forged::Section>(Forged::STRINGS + 1 +
+                                                choose(file.m_sections.size() - Forged::NUMBER_OF_SECTIONS));
+        };
+        const Forged::Section section = chooseSection();
+        const size_t size = file.m_sections[section].size();
+        switch (choose(6)) {
+        case 0:
+            changeNumber(file, section, choose(200));
+            break;
+        case 1: // The shared texts and their lengths.
+            changeNumber(file, section, size - std::min<size_t>(choose(200) + 8, size));
+            break;
+        case 2:
+            changeByte(file, section);
+            break;
+        case 3:
+            if (getNumberOfResources(file) != 0)
+                file.m_sections[Forged::DATATYPE_BYTES][choose(getNumberOfResources(file))] =
+                    static_cast<char>(249 + choose(7));
+            break;
+        case 4:
+            std::swap(file.m_sections[section], file.m_sections[chooseSection()]);
+            break;
+        default:
+            if (size != 0)
+                file.m_sections[section].resize(choose(size));
+        }
+    }
+
     void change(Forged& file) {
+        if (file.m_sections.size() > Forged::NUMBER_OF_SECTIONS && choose(2) == 0) {
+            changeTerms(file);
+            return;
+        }
         const size_t table = choose(2);
         switch (const size_t kind = choose(15)) {
         case 0:

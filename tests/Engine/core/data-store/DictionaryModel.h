@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/terms/TermFamily.h"
 
 #include <gtest/gtest.h>
 
@@ -27,10 +28,10 @@ struct DictionaryModel {
         }
     };
 
-    /// A literal that is a function of its number.
+    /// A literal that is a function of its number: terms of all families, some of which share texts.
     static Literal makeLiteral(const uint32_t number) {
-        std::string text = number == 0 ? "" : std::to_string(number / 5) + std::string(number % 37, 'x');
-        switch (number % 5) {
+        const std::string text = number == 0 ? "" : std::to_string(number / 10) + std::string(number % 37, 'x');
+        switch (number % 10) {
         case 0:
         case 1:
             return {D_XSD_STRING, text};
@@ -38,9 +39,28 @@ struct DictionaryModel {
             return {D_XSD_STRING, text + "@en"};
         case 3:
             return {D_RDF_PLAIN_LITERAL, text + "@en"};
-        default:
+        case 4:
             return {D_RDF_PLAIN_LITERAL, text + "@"};
+        case 5:
+            return {D_IRI, "http://example.org/" + std::to_string(number % 7) + '/' + text};
+        case 6:
+            return {D_IRI, "http://example.org/" + text + "/page"};
+        case 7:
+            return {D_BLANK_NODE, "doc" + std::to_string(number % 3) + "-b" + text};
+        case 8:
+            return {D_TYPED_LITERAL, text + "^^http://example.org/type#" + std::to_string(number % 4)};
+        default:
+            if (number % 4 == 1)
+                return {D_DIRECTIONAL_STRING, text + "@ar--rtl"};
+            return {D_TRIPLE_TERM, "<<( _:b <http://example.org/p> \"" + text + "\" )>>"};
         }
+    }
+
+    /// The lexical form of a value, which may come in two parts.
+    static std::string getForm(const ResourceValue& value) {
+        const std::string ownPart(reinterpret_cast<const char*>(value.m_data), value.m_dataSize - 1);
+        const std::string affix(reinterpret_cast<const char*>(value.m_auxiliaryData), value.m_auxiliaryDataSize);
+        return value.m_datatypeID == D_IRI || value.m_datatypeID == D_BLANK_NODE ? affix + ownPart : ownPart + affix;
     }
 
     std::map<Literal, uint64_t> m_resourceIDs;
@@ -89,9 +109,7 @@ struct DictionaryModel {
         dictionary.forEachResource([&](const uint64_t resourceID, const ResourceValue& value) {
             ASSERT_NE(m_literals.end(), expected) << "there is " << resourceID;
             ASSERT_EQ(expected->first, resourceID);
-            ASSERT_EQ(expected->second,
-                      (Literal{value.m_datatypeID,
-                               std::string(reinterpret_cast<const char*>(value.m_data), value.m_dataSize - 1)}));
+            ASSERT_EQ(expected->second, (Literal{value.m_datatypeID, getForm(value)}));
             ++expected;
         });
         ASSERT_EQ(m_literals.end(), expected) << "there is no " << expected->first;

@@ -184,7 +184,8 @@ private:
         for (const BatchEntry& entry : entries) {
             const auto literal = m_model.m_literals.find(entry.m_resourceID);
             const Literal expected = literal == m_model.m_literals.end() ? Literal{D_INVALID, ""} : literal->second;
-            const Literal found = {entry.m_datatypeID, std::string(entry.m_lexicalForm)};
+            Literal found = {entry.m_datatypeID, ""};
+            m_dictionary->appendLexicalForm(entry, found.m_lexicalForm);
             ASSERT_EQ(expected, found) << entry.m_resourceID;
         }
     }

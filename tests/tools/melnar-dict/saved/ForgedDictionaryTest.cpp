@@ -1,3 +1,4 @@
+#include "Engine/core/data-store/terms/TermFamily.h"
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict/ToolProcess.h"
@@ -59,6 +60,25 @@ protected:
 
     TemporaryDirectory m_directory;
 };
+
+TEST_F(ForgedDictionaryTest, otherTermsThanStringsAreRefusedAsNoVerbPrintsThem) {
+    {
+        Dictionary dictionary(size_t(64) << 20, 1000);
+        DictionaryThread thread(dictionary);
+        dictionary.resolveResource(thread, "http://example.org/", D_IRI);
+        dictionary.commit();
+        dictionary.save(m_directory.getPathOf("d"));
+    }
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"get", "d", "1"}, {"dump", "d"}, {"stats", "d"}, {"verify", "d"}}) {
+        const ToolResult result = run(arguments);
+        EXPECT_EQ(1, result.m_exitCode) << arguments.front();
+        EXPECT_EQ("", result.m_output) << arguments.front();
+        EXPECT_EQ("melnar-dict: the dictionary 'd' has other terms than strings, which this version cannot read\n",
+                  result.m_errorOutput)
+            << arguments.front();
+    }
+}
 
 TEST_F(ForgedDictionaryTest, getPrintsWhatItCanAndSaysWhatItCannot) {
     saveBytes();

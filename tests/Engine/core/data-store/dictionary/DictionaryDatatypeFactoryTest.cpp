@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/dictionary/DatatypeNames.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeFactory.h"
+#include "Engine/core/data-store/terms/TermFamily.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/VirtualSlots.h"
 
@@ -65,16 +66,17 @@ const DictionaryDatatypeFactory* findByName(const std::string& datatypeName) {
     return DictionaryDatatypeFactory::getFactory(datatypeName);
 }
 
-/// Only the string datatypes are left.
+/// Only the string datatypes and the terms are left.
 void expectNobodyElseRegistered() {
     for (unsigned datatypeID = 0; datatypeID < 256; ++datatypeID)
-        EXPECT_EQ(datatypeID == 5 || datatypeID == 6, findByID(static_cast<uint8_t>(datatypeID)) != nullptr)
+        EXPECT_EQ(datatypeID == 5 || datatypeID == 6 || (datatypeID >= 250 && datatypeID <= 254),
+                  findByID(static_cast<uint8_t>(datatypeID)) != nullptr)
             << datatypeID;
     EXPECT_EQ(nullptr, findByName(FIRST_NAME));
     EXPECT_EQ(nullptr, findByName(SECOND_NAME));
     EXPECT_EQ(findByID(5), findByName(XSD_STRING));
     EXPECT_EQ(findByID(6), findByName(RDF_PLAIN_LITERAL));
-    EXPECT_EQ(1u, DictionaryDatatypeFactory::getFactories().size());
+    EXPECT_EQ(6u, DictionaryDatatypeFactory::getFactories().size());
 }
 
 template<class Factory>
@@ -141,9 +143,11 @@ TEST(DictionaryDatatypeFactoryTest, aFactoryLeavesWhenItIsDestroyed) {
 }
 
 TEST(DictionaryDatatypeFactoryTest, theListOfFactoriesHasEachOnceInOrderOfItsFirstID) {
-    const TestFactory last({{250, "e:250"}, {8, "e:8"}});
-    const TestFactory first({{1, "e:1"}, {251, "e:251"}});
-    const std::vector<const DictionaryDatatypeFactory*> expected{&first, findByID(D_XSD_STRING), &last};
+    const TestFactory last({{249, "e:249"}, {8, "e:8"}});
+    const TestFactory first({{1, "e:1"}, {248, "e:248"}});
+    std::vector<const DictionaryDatatypeFactory*> expected{&first, findByID(D_XSD_STRING), &last};
+    for (const uint8_t datatypeID : {D_IRI, D_BLANK_NODE, D_TYPED_LITERAL, D_DIRECTIONAL_STRING, D_TRIPLE_TERM})
+        expected.push_back(findByID(datatypeID));
     EXPECT_EQ(expected, DictionaryDatatypeFactory::getFactories());
 }
 

@@ -65,6 +65,9 @@ void expectAgreedSlots() {
     EXPECT_EQ(25u, getVirtualSlot(&Datatype::getFingerprintBytes));
     EXPECT_EQ(26u, getVirtualSlot(&Datatype::limitCollisions));
     EXPECT_EQ(27u, getVirtualSlot(&Datatype::getTableProfiles));
+    EXPECT_EQ(28u, getVirtualSlot(&Datatype::getAffix));
+    EXPECT_EQ(29u, getVirtualSlot(&Datatype::appendLexicalForm));
+    EXPECT_EQ(30u, getVirtualSlot(&Datatype::isInUse));
 }
 
 template<class T>

@@ -1,0 +1,208 @@
+#include "Engine/core/data-store/terms/TermFamily.h"
+
+#include "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding.h"
+#include "Engine/core/data-store/dictionary/DatatypeNames.h"
+#include "Engine/core/data-store/dictionary/PlainLiteral.h"
+#include "Engine/core/platform/CharacterMaps.h"
+#include "Engine/core/platform/MelnarException.h"
+#include "Engine/core/platform/StringEscaping.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+constexpr const char* const SOURCE_FILE = "Engine/core/data-store/terms/TermFamily";
+constexpr long LINE_MALFORMED_TERM = 131;
+
+constexpr std::string_view DATATYPE_MARK = "^^";
+constexpr std::string_view DIRECTION_MARK = "--";
+constexpr std::string_view TRIPLE_TERM_BEGIN = "<<( ";
+constexpr std::string_view TRIPLE_TERM_END = " )>>";
+constexpr std::string_view DOCUMENT_MARK = "doc"; // of a label that was made unique
+
+bool isControlCharacter(const char character) noexcept {
+    return static_cast<uint8_t>(character) < 0x20 || character == 0x7F;
+}
+
+/// Splits at the last mark; the second part begins behind it. Without the mark, as in a file that lies, the first part is
+/// all.
+std::pair<std::string_view, std::string_view> splitAtLast(const std::string_view form,
+                                                          const std::string_view mark) noexcept {
+    const size_t place = form.rfind(mark);
+    if (place == std::string_view::npos)
+        return {form, {}};
+    return {form.substr(0, place), form.substr(place + mark.size())};
+}
+
+/// The namespace: up to the last slash or hash sign.
+size_t getNamespaceLength(const std::string_view iri) noexcept {
+    return iri.find_last_of("/#") + 1; // 0 if there is none
+}
+
+bool isIri(const std::string_view iri) noexcept {
+    return !iri.empty();
+}
+
+/// An IRI is stored as it is. What must not stand between angle brackets is escaped, so that nothing can end them.
+void appendIri(const std::string_view iri, std::string& output) {
+    constexpr std::string_view DIGITS = "0123456789ABCDEF";
+    output += '<';
+    for (const char character : iri)
+        if (static_cast<uint8_t>(character) <= 0x20 || character == 0x7F ||
+            std::string_view("<>\"{}|^`\\").find(character) != std::string_view::npos)
+            (output.append("\\u00") += DIGITS[static_cast<uint8_t>(character) >> 4]) +=
+                DIGITS[static_cast<uint8_t>(character) & 0xF];
+        else
+            output += character;
+    output += '>';
+}
+
+/// The part before the first hyphen of a label that begins like "doc2-".
+size_t getDocumentLength(const std::string_view label) noexcept {
+    if (!label.starts_with(DOCUMENT_MARK))
+        return 0;
+    const size_t end = label.find_first_not_of("0123456789", DOCUMENT_MARK.size());
+    return end != std::string_view::npos && end != DOCUMENT_MARK.size() && label[end] == '-' ? end + 1 : 0;
+}
+
+/// As N-Triples has it, but for which of the characters beyond ASCII are letters.
+bool isLabel(const std::string_view label) noexcept {
+    return !label.empty() && label.front() != '-' && label.front() != '.' && label.back() != '.' &&
+           std::all_of(label.begin(), label.end(), [](const char character) {
+               const auto byte = static_cast<uint8_t>(character);
+               return byte >= 0x80 || CHARMAP_ALPHANUMERIC[byte] != 0 ||
+                      std::string_view("_-.:").find(character) != std::string_view::npos;
+           });
+}
+
+void appendBlankNode(const std::string_view label, std::string& output) {
+    output.append("_:").append(label);
+}
+
+size_t getDatatypeLength(const std::string_view form) noexcept {
+    return splitAtLast(form, DATATYPE_MARK).second.size();
+}
+
+bool isTypedLiteral(const std::string_view form) noexcept {
+    const std::string_view datatype = splitAtLast(form, DATATYPE_MARK).second;
+    return !datatype.empty() && datatype != XSD_STRING && datatype != RDF_PLAIN_LITERAL;
+}
+
+void appendQuoted(const std::string_view text, std::string& output) {
+    output += '"';
+    appendStringEscaped(output, text.data(), text.data() + text.size());
+    output += '"';
+}
+
+void appendTypedLiteral(const std::string_view form, std::string& output) {
+    const auto [text, datatype] = splitAtLast(form, DATATYPE_MARK);
+    appendQuoted(text, output);
+    output += DATATYPE_MARK;
+    appendIri(datatype, output);
+}
+
+/// From the '@' on.
+size_t getTagLength(const std::string_view form) noexcept {
+    return form.size() - splitAtLast(form, "@").first.size();
+}
+
+bool isDirectionalString(const std::string_view form) noexcept {
+    const auto [tagged, direction] = splitAtLast(form, DIRECTION_MARK);
+    return (direction == "ltr" || direction == "rtl") &&
+           classifyPlainLiteral(tagged.data(), tagged.size()) == PlainLiteralKind::WITH_TAG;
+}
+
+void appendDirectionalString(const std::string_view form, std::string& output) {
+    const auto [text, tag] = splitAtLast(form, "@");
+    appendQuoted(text, output);
+    output.append("@").append(tag);
+}
+
+size_t getNoLength(std::string_view) noexcept {
+    return 0;
+}
+
+/// Takes a term that is no triple term away from the front of a text in canonical N-Triples; false if there is none.
+bool takeTerm(std::string_view& text) noexcept {
+    const auto takeUntil = [&text](const std::string_view characters, const size_t from) {
+        const size_t end = std::min(text.find_first_of(characters, from), text.size());
+        const std::string_view taken = text.substr(0, end);
+        text.remove_prefix(end);
+        return taken;
+    };
+    const auto takeIri = [&] {
+        const bool isTaken = text.starts_with('<') && takeUntil("> <\"", 1).size() > 1 && text.starts_with('>');
+        text.remove_prefix(isTaken);
+        return isTaken;
+    };
+    if (text.starts_with("_:"))
+        return isLabel(takeUntil(" ", 2).substr(2));
+    if (!text.starts_with('"'))
+        return takeIri();
+    for (size_t end = 1; end < text.size(); end += text[end] == '\\' ? size_t(2) : size_t(1))
+        if (text[end] == '"') {
+            text.remove_prefix(end + 1);
+            if (text.starts_with('@')) {
+                const std::string_view tag = takeUntil(" ", 1);
+                return isDirectionalString(tag) ||
+                       classifyPlainLiteral(tag.data(), tag.size()) == PlainLiteralKind::WITH_TAG;
+            }
+            if (!text.starts_with(DATATYPE_MARK))
+                return true;
+            text.remove_prefix(DATATYPE_MARK.size());
+            return takeIri();
+        }
+    return false;
+}
+
+/// Only the object can be a triple term, so that all closing brackets stand together.
+bool isTripleTerm(std::string_view form) noexcept {
+    if (std::any_of(form.begin(), form.end(), isControlCharacter))
+        return false;
+    size_t depth = 0;
+    for (; form.starts_with(TRIPLE_TERM_BEGIN); ++depth) {
+        form.remove_prefix(TRIPLE_TERM_BEGIN.size());
+        for (size_t term = 0; term < 2; ++term) {
+            if (!takeTerm(form) || !form.starts_with(' '))
+                return false;
+            form.remove_prefix(1);
+        }
+    }
+    if (depth == 0 || !takeTerm(form))
+        return false;
+    for (; depth != 0 && form.starts_with(TRIPLE_TERM_END); --depth)
+        form.remove_prefix(TRIPLE_TERM_END.size());
+    return depth == 0 && form.empty();
+}
+
+void appendTripleTerm(const std::string_view form, std::string& output) {
+    output += form;
+}
+
+using Place = TermFamily::AffixPlace;
+
+// Three terms that are stored whole cost less than a namespace with a single IRI, as that of a page; there are few
+// datatypes and tags.
+constexpr std::array FAMILIES{
+    TermFamily{D_IRI, "IRI", Place::FRONT, 4, &getNamespaceLength, &isIri, &appendIri},
+    TermFamily{D_BLANK_NODE, "blank node", Place::FRONT, 4, &getDocumentLength, &isLabel, &appendBlankNode},
+    TermFamily{D_TYPED_LITERAL, "typed literal", Place::BACK, 1, &getDatatypeLength, &isTypedLiteral,
+               &appendTypedLiteral},
+    TermFamily{D_DIRECTIONAL_STRING, "http://www.w3.org/1999/02/22-rdf-syntax-ns#dirLangString", Place::BACK, 1,
+               &getTagLength, &isDirectionalString, &appendDirectionalString},
+    TermFamily{D_TRIPLE_TERM, "triple term", Place::FRONT, 1, &getNoLength, &isTripleTerm, &appendTripleTerm},
+};
+
+} // namespace
+
+void TermFamily::check(const std::string_view lexicalForm) const {
+    AdaptiveResourceSizeEncoding::checkLength(lexicalForm.size()); // Before the form is read: it cannot be that long.
+    if (!m_isWellFormed(lexicalForm))
+        throw MelnarException(SOURCE_FILE, LINE_MALFORMED_TERM, MelnarException::NO_CAUSES, "'",
+                              std::string(lexicalForm), "' is no ", m_name, ".");
+}
+
+const TermFamily& TermFamily::get(const uint8_t datatypeID) noexcept {
+    return FAMILIES[datatypeID - D_IRI];
+}
