@@ -39,6 +39,21 @@ def make_large_file(root, triples, folder):
     return file
 
 
+def make_data_sets(root, folder):
+    """The data sets beside the repository that are N-Triples or N-Quads: a file each, plain."""
+    data = root.parent / "shared" / "data"
+    if not data.exists():
+        sys.exit("load.py: there are no data sets beside the repository; give files with --file")
+    files = [unpacked(file, folder) for file in (data / "schemaorg-30.0" / "schemaorg-all-https.nq.gz",
+                                                 *sorted(data.glob("*.nt.gz")))]
+    vocabularies = folder / "vocabularies.nq"
+    with open(vocabularies, "wb") as target:
+        for file in sorted((data / "vocabularies").glob("*.nq.gz")):
+            with gzip.open(file, "rb") as source:
+                shutil.copyfileobj(source, target)
+    return [*files, vocabularies]
+
+
 def make_small_file(folder):
     """A file that shows that everything works."""
     folder.mkdir(parents=True, exist_ok=True)

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs the benchmarks and writes what they measured below build/bench/results, one JSON file a run of a program.
 
-    run.py                    all suites but load and read, with up to 30 million strings: hours
+    run.py                    all suites but load, read and terms, with up to 30 million strings: hours
     run.py --quick            all suites with 20,000 strings, a small file to load, and report, which writes its pages
                               below the results: shows that everything works
     run.py SUITE...           some suites
@@ -17,6 +17,8 @@
       files                     save, open, verify, compact
       load                      RDF files beside serd's reader and serdi: those given with --file
       read                      the bare readers, ours and serd's, in processor time: the files given with --file
+      terms                     IRIs beside the same texts as strings, in time and memory: the files given with --file,
+                                N-Triples or N-Quads, or the data sets beside the repository
     run.py report             writes docs/performance.md, docs/performance/ and the README's figures from the results
                               that are there, and prints the targets
     run.py targets            prints the targets beside what was measured
@@ -35,12 +37,14 @@ sys.dont_write_bytecode = True  # nothing is left beside the sources
 
 import load  # noqa: E402, pylint: disable=wrong-import-position
 import report  # noqa: E402, pylint: disable=wrong-import-position
+import tables  # noqa: E402, pylint: disable=wrong-import-position
 import targets  # noqa: E402, pylint: disable=wrong-import-position
+from results import Results  # noqa: E402, pylint: disable=wrong-import-position
 
 ROOT = Path(__file__).resolve().parent.parent
 SUITES = ["tables", "cold", "small-pages", "cache", "loads", "growth", "memory", "stalls", "collisions", "files",
-          "load", "read"]
-SUITES_WITH_FILES = ["load", "read"]
+          "load", "read", "terms"]
+SUITES_WITH_FILES = ["load", "read", "terms"]
 REPORTS = ["report", "targets"]
 QUICK_NUMBER = 20_000
 NUMBER_IN_CACHE = 20_000
@@ -181,6 +185,17 @@ def run_read(arguments):
         load.run_read(arguments.programs, file, arguments.repetitions, context_of_run(), arguments.results)
 
 
+def run_terms(arguments):
+    folder = arguments.results.parent / "data"
+    if not arguments.file and not arguments.large and not arguments.quick:
+        arguments.file = load.make_data_sets(ROOT, folder)
+    quick = ["--texts-per-measurement=1"] if arguments.quick else []
+    for file in files_to_read(arguments, "terms"):
+        name = f"terms-{file.stem}-{file.suffix.removeprefix('.')}"
+        run(arguments, "bench-terms", name, f"--strings={file}", *quick)
+        print("\n" + "\n".join(tables.term_section(Results(arguments.results / f"{name}.json"))))
+
+
 def run_load(arguments):
     files = files_to_read(arguments, "load")
     threads = int(arguments.threads.split(",")[-1])
@@ -201,9 +216,9 @@ def main():
     parser.add_argument("--repetitions", type=int, help="of each measurement (5)")
     parser.add_argument("--filter", help="a regular expression: the maps that are measured")
     parser.add_argument("--file", type=Path, nargs="+", default=[],
-                        help="RDF files for the suites load and read, plain or .gz")
+                        help="RDF files for the suites load, read and terms, plain or .gz")
     parser.add_argument("--large", action="store_true",
-                        help="for the suites load and read: a file of a gigabyte, made for it")
+                        help="for the suites load, read and terms: a file of a gigabyte, made for it")
     parser.add_argument("--programs", type=Path, default=ROOT / "build" / "bench",
                         help="the build folder (build/bench)")
     parser.add_argument("--mixed", action="store_true", help="for report: accept results of several commits or machines")

@@ -144,6 +144,17 @@ def collision_section(results):
                                     description=description)
 
 
+def term_section(results):
+    """IRIs of a file beside the same texts as strings: nanoseconds, ratios, and bytes over those of the text."""
+    description = f"{number_of(results):,} IRIs, warm memory, {describe_machine(results.context)}"
+    title = f"{results.name}: IRIs beside the same texts as strings"
+    lines = quantity_section(results, f"{title}, ns each", ["iri_build", "string_build", "iri_re", "string_re"],
+                             description=description)
+    lines += quantity_section(results, f"{title}, ratio", ["ratio_build", "ratio_re"], description=description)
+    return lines + quantity_section(results, f"{results.name}: bytes ÷ bytes of text", [
+        "chunks", "shared", "stored", "all", "string_stored", "string_all"], description=description)
+
+
 def order_of(name):
     """Tables by their strings and then by their number."""
     parts = re.match(r"(.*?)-?(\d*)$", name)
@@ -176,4 +187,6 @@ def page(all_results, folder):
         lines += load_section(results)
     for results in sections_of("read-"):
         lines += read_section(results)
+    for results in sections_of("terms-"):
+        lines += term_section(results)
     return lines

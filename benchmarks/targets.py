@@ -100,11 +100,22 @@ def load_targets(all_results):
                              (file, other, "seconds"), must, aim)
 
 
+def term_targets(all_results):
+    """Targets for the IRIs of each file."""
+    for file in all_results:
+        if file.startswith("terms-"):
+            ours = (file, "iris/threads:1")
+            for workload in ("build", "re"):
+                yield Target(f"{file}: IRI / string, batch {workload}", (*ours, f"ratio_{workload}"), None, 1.15)
+            yield Target(f"{file}: bytes stored of IRIs / of their text", (*ours, "stored"), None, 0.6, 0.45)
+
+
 def rows(all_results):
     """Name, what was measured, must, aim and verdict of each target."""
     number = main_number(all_results)
     targets = [(target, {"n": number, "threads": threads}) for target in MAP_TARGETS for threads in (1, 2)]
-    targets += [(target, {"n": number}) for target in (*OTHER_TARGETS, *load_targets(all_results))]
+    targets += [(target, {"n": number}) for target in
+                (*OTHER_TARGETS, *load_targets(all_results), *term_targets(all_results))]
     for target, places in targets:
         ratio = target.measured(all_results, places)
         yield (target.name.format(**places), f"{ratio:.3g}" if ratio else "-", f"{target.must:g}",

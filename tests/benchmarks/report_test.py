@@ -61,6 +61,9 @@ def make_all_results():
                           0.5)
     collisions = dict.fromkeys(("ordinary", "ordinary_again", "colliding", "colliding_again", "ratio", "ratio_again"),
                                0.25)
+    terms = dict.fromkeys(("iri_build", "string_build", "iri_re", "string_re"), 20)
+    terms |= {"ratio_build": 1.1, "ratio_re": 1.2, "chunks": 0.4, "shared": 0.1, "stored": 0.5, "all": 0.9,
+              "string_stored": 1.1, "string_all": 1.5}
     numbered = {"n": "10000000", "strings": "b"}
     return {
         "table-b-10000000": make_table(10_000_000, **own),
@@ -81,6 +84,7 @@ def make_all_results():
         "load-large-8000000-nt": make_results(
             {name: loads for name in ("serd-baseline", "melnar-dict/threads:2", "serdi")},
             strings="large-8000000.nt", bytes="1000000000"),
+        "terms-names-nt": make_results({"iris/threads:1": terms}, strings="/tmp/names.nt", n="600000"),
     }
 
 
@@ -199,6 +203,12 @@ class TargetsTest(unittest.TestCase):
         self.assertEqual(("0.4", "0.34", "0.28", "MISSED"), rows["batch re / absl-256, threads: 1"])
         self.assertEqual(("40", "32", "25", "MISSED"), rows["batch re of 20,000 strings in the cache, ns"])
         self.assertEqual(("2", "1.9", "2", "aim"), rows["throughput of 2 threads / 1, batch re (at least)"])
+
+    def test_iris_are_compared_with_strings_and_with_their_text(self):
+        rows = {row[0]: row[1:] for row in targets.rows(self.results)}
+        self.assertEqual(("1.1", "1.15", "-", "must"), rows["terms-names-nt: IRI / string, batch build"])
+        self.assertEqual(("1.2", "1.15", "-", "MISSED"), rows["terms-names-nt: IRI / string, batch re"])
+        self.assertEqual(("0.5", "0.6", "0.45", "must"), rows["terms-names-nt: bytes stored of IRIs / of their text"])
 
     def test_what_was_not_measured_meets_nothing(self):
         del self.results["growth-b-1000000"]
