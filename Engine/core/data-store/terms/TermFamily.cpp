@@ -35,9 +35,10 @@ std::pair<std::string_view, std::string_view> splitAtLast(const std::string_view
     return {form.substr(0, place), form.substr(place + mark.size())};
 }
 
-/// The namespace: up to the last slash or hash sign.
+/// The namespace: up to the last slash, hash sign or colon.
 size_t getNamespaceLength(const std::string_view iri) noexcept {
-    return iri.find_last_of("/#") + 1; // 0 if there is none
+    const auto isEnd = [](const char character) { return character == '/' || character == '#' || character == ':'; };
+    return static_cast<size_t>(iri.rend() - std::find_if(iri.rbegin(), iri.rend(), isEnd));
 }
 
 bool isIri(const std::string_view iri) noexcept {

@@ -94,7 +94,10 @@ TEST(TermFamilyTest, aFormSharesItsNamespaceDocumentDatatypeOrTag) {
     EXPECT_EQ("http://example.org/a/", getAffix(D_IRI, "http://example.org/a/b"));
     EXPECT_EQ("http://example.org/a#b/", getAffix(D_IRI, "http://example.org/a#b/c"));
     EXPECT_EQ("http://example.org/", getAffix(D_IRI, "http://example.org/"));
-    EXPECT_EQ("", getAffix(D_IRI, "urn:uuid:1"));
+    EXPECT_EQ("urn:uuid:", getAffix(D_IRI, "urn:uuid:1"));
+    EXPECT_EQ("http://example.org/a:b/", getAffix(D_IRI, "http://example.org/a:b/c"));
+    EXPECT_EQ("http://example.org/a:", getAffix(D_IRI, "http://example.org/a:b"));
+    EXPECT_EQ("", getAffix(D_IRI, "no-absolute-iri"));
     EXPECT_EQ("doc12-", getAffix(D_BLANK_NODE, "doc12-b-c"));
     for (const char* const label : {"b", "doc", "doc-b", "doc1", "doc1b-", "docx1-b", "xdoc1-b", "doc_1-b"})
         EXPECT_EQ("", getAffix(D_BLANK_NODE, label)) << label;
