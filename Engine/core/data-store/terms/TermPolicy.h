@@ -5,6 +5,7 @@
 #include "Engine/core/data-store/dictionary/DatatypePolicy.h"
 #include "Engine/core/data-store/dictionary/LexicalFormHash.h"
 #include "Engine/core/data-store/terms/AffixTable.h"
+#include "Engine/core/data-store/terms/PartComparison.h"
 #include "Engine/core/data-store/terms/TermChunk.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
@@ -89,12 +90,12 @@ public:
     bool isChunkOf(const uint8_t* const chunk, const std::string_view lexicalForm) const noexcept {
         const TermChunk stored(chunk);
         const std::string_view affix = getAffix(stored);
-        if (affix.size() > lexicalForm.size())
+        const std::string_view own = stored.getOwnText();
+        if (own.size() + affix.size() != lexicalForm.size())
             return false;
-        const size_t ownLength = lexicalForm.size() - affix.size();
-        const std::string_view own = lexicalForm.substr(isAffixInFront() ? affix.size() : 0, ownLength);
-        return stored.getOwnText() == own &&
-               lexicalForm.substr(isAffixInFront() ? 0 : ownLength, affix.size()) == affix;
+        const bool isInFront = isAffixInFront();
+        return PartComparison::areEqual(own.data(), lexicalForm.data() + (isInFront ? affix.size() : 0), own.size()) &&
+               PartComparison::areEqual(affix.data(), lexicalForm.data() + (isInFront ? 0 : own.size()), affix.size());
     }
 
     static size_t getChunkSize(const uint8_t* const chunk) noexcept { return TermChunk(chunk).getChunkSize(); }

@@ -278,7 +278,8 @@ TYPED_TEST(TermDatatypeTest, streamsThatLieAreRefused) {
         UntrustedBytes untrusted(stream);
         EXPECT_EQ(finding, catchException<ReportedDamage>([&] { victim->loadUntrusted(untrusted); }).what());
     };
-    for (size_t length = 0; length < bytes.size(); length += length < 100 || length + 200 > bytes.size() ? size_t(1) : size_t(500))
+    for (size_t length = 0; length < bytes.size();
+         length += length < 100 || length + 200 > bytes.size() ? size_t(1) : size_t(500))
         expectDamage(bytes.substr(0, length), "the end");
     std::string changed = bytes;
     changed[8] = 'X';
