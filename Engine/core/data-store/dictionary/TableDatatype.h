@@ -115,9 +115,10 @@ private:
     };
 
     template<class ResourceIDSource>
-    uint64_t doResolveResource(Table& table, typename Table::ThreadContext& tableThreadContext, ProbePlace place,
-                               DictionaryThreadContext* threadContext, ResourceIDSource resourceIDSource,
-                               std::string_view lexicalForm, uint8_t datatypeID);
+    [[gnu::always_inline]] uint64_t doResolveResource(Table& table, typename Table::ThreadContext& tableThreadContext,
+                                                      ProbePlace place, DictionaryThreadContext* threadContext,
+                                                      ResourceIDSource resourceIDSource, std::string_view lexicalForm,
+                                                      uint8_t datatypeID);
 
     template<class ResourceIDSource>
     uint64_t createResource(Table& table, const ProbePlace& place, DictionaryThreadContext* threadContext,

@@ -76,9 +76,10 @@ void TableDatatype<TablePolicy>::checkCollisions(const size_t numberOfCollisions
 }
 
 /// Resolves a form that is known not to be before a bucket of its probe. The caller holds its slot, and has quota.
+/// Inlined in single calls and in batches alike: a call from both costs single ones a fifth of their time.
 template<class TablePolicy>
 template<class ResourceIDSource>
-uint64_t TableDatatype<TablePolicy>::doResolveResource(Table& table, typename Table::ThreadContext& tableThreadContext,
+inline uint64_t TableDatatype<TablePolicy>::doResolveResource(Table& table, typename Table::ThreadContext& tableThreadContext,
                                                        ProbePlace place, DictionaryThreadContext* const threadContext,
                                                        const ResourceIDSource resourceIDSource,
                                                        const std::string_view lexicalForm, const uint8_t datatypeID) {
