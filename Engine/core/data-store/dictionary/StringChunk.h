@@ -15,8 +15,8 @@
 /// The bytes belong to the pool.
 class StringChunk {
 public:
-    /// `chunk` is the first byte of the size header.
-    explicit StringChunk(const uint8_t* const chunk) noexcept
+    /// `chunk` is the first byte of the size header. Inlined wherever it is used: a call would take as long.
+    [[gnu::always_inline]] explicit StringChunk(const uint8_t* const chunk) noexcept
         : m_headerLength(AdaptiveResourceSizeEncoding::decodeSize(chunk, m_storedSize)),
           m_data(chunk + m_headerLength) {}
 
