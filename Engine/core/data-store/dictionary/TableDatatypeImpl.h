@@ -79,10 +79,11 @@ void TableDatatype<TablePolicy>::checkCollisions(const size_t numberOfCollisions
 /// Inlined in single calls and in batches alike: a call from both costs single ones a fifth of their time.
 template<class TablePolicy>
 template<class ResourceIDSource>
-inline uint64_t TableDatatype<TablePolicy>::doResolveResource(Table& table, typename Table::ThreadContext& tableThreadContext,
-                                                       ProbePlace place, DictionaryThreadContext* const threadContext,
-                                                       const ResourceIDSource resourceIDSource,
-                                                       const std::string_view lexicalForm, const uint8_t datatypeID) {
+inline uint64_t
+TableDatatype<TablePolicy>::doResolveResource(Table& table, typename Table::ThreadContext& tableThreadContext,
+                                              ProbePlace place, DictionaryThreadContext* const threadContext,
+                                              const ResourceIDSource resourceIDSource,
+                                              const std::string_view lexicalForm, const uint8_t datatypeID) {
     const uint8_t fingerprint = Fingerprints::get(place.m_hash);
     for (;;) {
         place.m_index = table.findCandidate(place.m_index, fingerprint);
