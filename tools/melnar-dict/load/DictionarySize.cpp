@@ -4,6 +4,8 @@
 #include "Engine/core/platform/collections/ParallelHashTableHeader.h"
 #include "Engine/core/platform/system/MemoryRegionGrowth.h"
 
+#include <algorithm>
+
 namespace {
 
 constexpr uint64_t BYTES_OF_A_BUCKET = 4;
@@ -27,8 +29,10 @@ uint64_t predictNumberOfBuckets(const uint64_t numberOfEntries) {
 /// Returns the bytes that a region has which grows when it needs so many more, as ensureEndInSteps does it.
 uint64_t predictRegion(const uint64_t bytes, const uint64_t bytesOfAnItem) {
     uint64_t committed = 0;
-    while (committed < bytes)
-        committed = addGrowthStep(committed + bytesOfAnItem);
+    while (committed < bytes) {
+        const uint64_t need = committed + bytesOfAnItem;
+        committed = need + std::clamp<uint64_t>(need / 8, MINIMUM_GROWTH_STEP, MAXIMUM_GROWTH_STEP);
+    }
     return committed;
 }
 

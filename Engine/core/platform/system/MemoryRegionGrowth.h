@@ -9,19 +9,10 @@
 constexpr size_t MINIMUM_GROWTH_STEP = size_t(1) << 16;
 constexpr size_t MAXIMUM_GROWTH_STEP = size_t(1) << 25;
 
-/// A larger region ends at a multiple of this, so that the system can use huge pages for what is appended.
-constexpr size_t GROWTH_UNIT = size_t(1) << 21;
-
-/// Returns how many bytes ensureEndInSteps commits when so many are needed.
-constexpr size_t addGrowthStep(const size_t numberOfBytes) noexcept {
-    const size_t stepped = numberOfBytes + std::clamp(numberOfBytes / 8, MINIMUM_GROWTH_STEP, MAXIMUM_GROWTH_STEP);
-    return stepped <= GROWTH_UNIT ? stepped : (stepped + GROWTH_UNIT - 1) / GROWTH_UNIT * GROWTH_UNIT;
-}
-
 /// Makes at least the first `end` items accessible, and beyond them an eighth of what is there already, between
-/// MINIMUM_GROWTH_STEP and MAXIMUM_GROWTH_STEP bytes, up to a multiple of GROWTH_UNIT: a region that grows item by item
-/// then commits pages a few dozen times in all. The step is dropped, and just the need committed, where it would not
-/// leave the memory manager as much again; so a limit is used up to its last page.
+/// MINIMUM_GROWTH_STEP and MAXIMUM_GROWTH_STEP bytes: a region that grows item by item then commits pages a few dozen
+/// times in all. The step is dropped, and just the need committed, where it would not leave the memory manager as much
+/// again; so a limit is used up to its last page.
 ///
 /// Threads  Any threads at any time.
 /// Errors   Those of MemoryRegion::doEnsureEndAtLeast, for the need alone.
@@ -31,7 +22,8 @@ void ensureEndInSteps(MemoryRegion<T>& region, const size_t end) {
         return;
     const size_t capacity = region.getMaximumNumberOfItems();
     if (end < capacity) {
-        const size_t steppedEnd = std::min(capacity, addGrowthStep(end * sizeof(T)) / sizeof(T));
+        const size_t step = std::clamp(end * sizeof(T) / 8, MINIMUM_GROWTH_STEP, MAXIMUM_GROWTH_STEP);
+        const size_t steppedEnd = end + std::min(capacity - end, step / sizeof(T));
         const size_t committedBytes = region.getCommittedBytes();
         const size_t steppedBytes = steppedEnd * sizeof(T);
         const size_t additionalBytes = steppedBytes > committedBytes ? steppedBytes - committedBytes : 0;

@@ -47,12 +47,14 @@ TEST(TermFamilyTest, formsThatAreNoneAreRefused) {
           "<<( _:a <p> \"b )>>", "<<( _:a <p> \"b\" . )>>", "<<( _:a <p q> _:b )>>", "<<( _:a <> _:b )>>",
           "<<( _:a <p> \"b\"@ )>>", "<<( _:a <p> \"b\"^^x )>>", "<<( _:a <p> _:b )>> )>>",
           "<<( _:a <p> <<( _:a <p> _:b )>>", "<<( <<( _:a <p> _:b )>> <p> _:b )>>", "<<( _:a <p> \"b\\\" )>>"}}};
-    for (const auto& [datatypeID, forms] : refused)
+    for (const auto& [datatypeID, forms] : refused) {
+        const TermFamily& family = TermFamily::get(datatypeID);
         for (const std::string& form : forms) {
-            EXPECT_FALSE(TermFamily::get(datatypeID).m_isWellFormed(form)) << form;
-            EXPECT_EQ("'" + form + "' is no " + TermFamily::get(datatypeID).m_name + ".",
-                      catchException<MelnarException>([&] { TermFamily::get(datatypeID).check(form); }).getMessage());
+            EXPECT_FALSE(family.m_isWellFormed(form)) << form;
+            EXPECT_EQ("'" + form + "' is no " + family.m_name + ".",
+                      catchException<MelnarException>([&] { family.check(form); }).getMessage());
         }
+    }
 }
 
 TEST(TermFamilyTest, formsOfEachFamilyAreAcceptedAndPrinted) {
