@@ -4,6 +4,8 @@
 #include "Reader/Place.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <vector>
 
 namespace Rdf {
 
@@ -16,6 +18,7 @@ public:
         m_textBegin = m_at = m_lineAt = begin;
         m_column = m_begin.m_column;
         m_line = m_begin.m_line;
+        m_linesOfStrides.clear();
     }
 
     /// Starts a text at another place of an input.
@@ -38,7 +41,7 @@ public:
     }
 
     /// Returns a place of the text. The column of one before the place reached is counted from the start of its line.
-    Place find(const char* const at) noexcept {
+    Place find(const char* const at) {
         const bool isEarlier = at < m_at;
         const char* const begin = isEarlier ? m_textBegin : m_at;
         const char* line = at;
@@ -55,27 +58,46 @@ public:
         return {findLine(at), column, getOffset(at)};
     }
 
-    /// Returns the line of a place of the text, counting from the place whose line was asked for last, back or forth.
-    uint64_t findLine(const char* const at) noexcept {
-        using LineFeed = ByteScan::AnyOf<'\n'>;
-        m_line += at < m_lineAt ? -ByteScan::count<LineFeed>(at, m_lineAt) : ByteScan::count<LineFeed>(m_lineAt, at);
+    /// Returns the line of a place of the text: in the order of the text, or of one that was passed, as often as one
+    /// likes. Throws std::bad_alloc.
+    uint64_t findLine(const char* const at) {
+        if (at < m_lineAt)
+            return findEarlierLine(at);
+        m_line += ByteScan::count<LineFeed>(m_lineAt, at);
         m_lineAt = at;
         return m_line;
     }
 
-    /// Returns the line of the place whose line was asked for last.
+    /// Returns the line of the place that was asked for last in the order of the text.
     uint64_t getLine() const noexcept { return m_line; }
 
     /// Ends the text here; the next one starts with what follows.
-    void endText(const char* const end) noexcept { m_begin = find(end); }
+    void endText(const char* const end) { m_begin = find(end); }
 
 private:
+    using LineFeed = ByteScan::AnyOf<'\n'>;
+
+    /// How far is counted at most to find an earlier line.
+    static constexpr size_t STRIDE = 4096;
+
+    uint64_t findEarlierLine(const char* const at) {
+        const size_t stride = static_cast<size_t>(at - m_textBegin) / STRIDE;
+        if (m_linesOfStrides.empty())
+            m_linesOfStrides.push_back(m_begin.m_line);
+        while (m_linesOfStrides.size() <= stride) {
+            const char* const begin = m_textBegin + (m_linesOfStrides.size() - 1) * STRIDE;
+            m_linesOfStrides.push_back(m_linesOfStrides.back() + ByteScan::count<LineFeed>(begin, begin + STRIDE));
+        }
+        return m_linesOfStrides[stride] + ByteScan::count<LineFeed>(m_textBegin + stride * STRIDE, at);
+    }
+
     const char* m_textBegin = nullptr;
-    Place m_begin;                  // of the text
-    const char* m_at = nullptr;     // the place reached
-    uint64_t m_column = 1;          // of it
-    const char* m_lineAt = nullptr; // the place whose line was asked for last
-    uint64_t m_line = 1;            // of that
+    Place m_begin;                          // of the text
+    const char* m_at = nullptr;             // the place reached
+    uint64_t m_column = 1;                  // of it
+    const char* m_lineAt = nullptr;         // the farthest place whose line was asked for
+    uint64_t m_line = 1;                    // of that
+    std::vector<uint64_t> m_linesOfStrides; // in which they begin, as far as was asked for
 };
 
 } // namespace Rdf

@@ -47,7 +47,10 @@ public:
 
     /// Tells where a term of the statement stands that the sink is taking. Costs little if terms are asked for in the
     /// order of the text.
-    Place locate(const Term& term) noexcept { return m_places.find(term.m_begin); }
+    Place locate(const Term& term) { return m_places.find(term.m_begin); }
+
+    /// Returns the offset in bytes of a term of the statement that is being taken, in the input.
+    uint64_t locateOffset(const Term& term) const noexcept { return m_places.getOffset(term.m_begin); }
 
     /// Returns how many bytes a line or statement may have.
     size_t getMaximumLength() const noexcept { return m_options.m_maximumLength; }

@@ -18,7 +18,7 @@ public:
     void startAt(const Place& place, TurtleState state);
 
     /// Tells the line of a term of the statement whose triples the sink is taking.
-    uint64_t locateLine(const Term& term) noexcept { return m_places.findLine(term.m_begin); }
+    uint64_t locateLine(const Term& term) { return m_places.findLine(term.m_begin); }
 
     /// Returns the text of the statement whose triples the sink is taking, with its full stop.
     std::string_view getStatementText() const noexcept { return m_statementText; }

@@ -97,10 +97,11 @@ public:
     void finishText();
 
     /// Tells where a term of the statement stands that the sink is taking.
-    Place locate(const Term& term) noexcept { return m_reader->locate(term); }
+    Place locate(const Term& term) { return m_reader->locate(term); }
+    uint64_t locateOffset(const Term& term) const noexcept { return m_reader->locateOffset(term); }
 
     /// Tells its line alone, which costs less.
-    uint64_t locateLine(const Term& term) noexcept { return m_reader->locateLine(term); }
+    uint64_t locateLine(const Term& term) { return m_reader->locateLine(term); }
 
     /// Returns the text of that statement, with its full stop.
     std::string_view getStatementText() const noexcept { return m_reader->getStatementText(); }

@@ -27,8 +27,7 @@ void TurtleParser::takeStatement(const Rdf::Statement& statement) {
 /// Rejects the statement that is being taken, in which a literal stands, unless another of its literals has done so.
 void TurtleParser::rejectStatement(const Rdf::Term& literal) {
     const std::string_view statement = m_runner.getStatementText();
-    const uint64_t offset =
-        m_runner.locate(literal).m_offset - static_cast<uint64_t>(literal.m_begin - statement.data());
+    const uint64_t offset = m_runner.locateOffset(literal) - static_cast<uint64_t>(literal.m_begin - statement.data());
     if (offset == m_lastRejectedStatement)
         return;
     m_lastRejectedStatement = offset;
