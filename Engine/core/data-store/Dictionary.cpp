@@ -247,8 +247,10 @@ void Dictionary::resolveResources(DictionaryThread& thread, const std::span<Batc
             if (DictionaryDatatype* const object = m_servers[block[index].m_datatypeID].m_datatype; object != nullptr) {
                 std::vector<BatchFailure> ofEntry;
                 object->resolveResources(&thread.m_threadContext, block.subspan(index, 1), ofEntry);
-                failure = std::move(ofEntry.front());
-                failure.m_entryIndex = index;
+                if (!ofEntry.empty()) {
+                    failure = std::move(ofEntry.front());
+                    failure.m_entryIndex = index;
+                }
             }
         }
         for (size_t index = 0; index < block.size(); ++index)

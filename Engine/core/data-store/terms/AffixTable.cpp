@@ -64,7 +64,7 @@ uint32_t AffixTable::getNumberFor(const std::string_view text) noexcept {
     const uint64_t textHash = hash(text);
     if (const uint32_t number = find(text, textHash); number != 0)
         return number;
-    if (!isMetOftenEnough(textHash))
+    if (getSize() == LARGEST_NUMBER || !isMetOftenEnough(textHash))
         return 0;
     try {
         return enter(text, textHash);
@@ -87,7 +87,7 @@ uint32_t AffixTable::find(const std::string_view text, const uint64_t textHash) 
 }
 
 /// Counts a text. Of two texts that share a place, the one that is met next starts again, as does one that has been met
-/// often enough: it gets a number then, or there is no room for it and it had better not be tried each time.
+/// often enough: it gets a number then, or there is no room for it.
 bool AffixTable::isMetOftenEnough(const uint64_t textHash) noexcept {
     constexpr uint32_t COUNT_MASK = 0xFF;
     std::atomic<uint32_t>& recent = m_recentTexts[textHash % NUMBER_OF_RECENT_TEXTS];

@@ -19,6 +19,7 @@ constexpr std::string_view DATATYPE_MARK = "^^";
 constexpr std::string_view DIRECTION_MARK = "--";
 constexpr std::string_view TRIPLE_TERM_BEGIN = "<<( ";
 constexpr std::string_view TRIPLE_TERM_END = " )>>";
+constexpr std::string_view STRING_DATATYPE = "<http://www.w3.org/2001/XMLSchema#string>"; // never written
 constexpr std::string_view DOCUMENT_MARK = "doc"; // of a label that was made unique
 
 bool isControlCharacter(const char character) noexcept {
@@ -124,8 +125,11 @@ size_t getNoLength(std::string_view) noexcept {
     return 0;
 }
 
-/// Takes a term that is no triple term away from the front of a text in canonical N-Triples; false if there is none.
-bool takeTerm(std::string_view& text) noexcept {
+enum class Position : uint8_t { SUBJECT, PREDICATE, OBJECT };
+
+/// Takes a term that is no triple term away from the front of a text in canonical N-Triples; false if there is none that
+/// may stand there.
+bool takeTerm(std::string_view& text, const Position position) noexcept {
     const auto takeUntil = [&text](const std::string_view characters, const size_t from) {
         const size_t end = std::min(text.find_first_of(characters, from), text.size());
         const std::string_view taken = text.substr(0, end);
@@ -138,21 +142,22 @@ bool takeTerm(std::string_view& text) noexcept {
         return isTaken;
     };
     if (text.starts_with("_:"))
-        return isLabel(takeUntil(" ", 2).substr(2));
-    if (!text.starts_with('"'))
+        return position != Position::PREDICATE && isLabel(takeUntil(" ", 2).substr(2));
+    if (position != Position::OBJECT || !text.starts_with('"'))
         return takeIri();
     for (size_t end = 1; end < text.size(); end += text[end] == '\\' ? size_t(2) : size_t(1))
         if (text[end] == '"') {
             text.remove_prefix(end + 1);
             if (text.starts_with('@')) {
                 const std::string_view tag = takeUntil(" ", 1);
-                return isDirectionalString(tag) ||
-                       classifyPlainLiteral(tag.data(), tag.size()) == PlainLiteralKind::WITH_TAG;
+                return tag.find('@', 1) == std::string_view::npos &&
+                       (isDirectionalString(tag) ||
+                        classifyPlainLiteral(tag.data(), tag.size()) == PlainLiteralKind::WITH_TAG);
             }
             if (!text.starts_with(DATATYPE_MARK))
                 return true;
             text.remove_prefix(DATATYPE_MARK.size());
-            return takeIri();
+            return !text.starts_with(STRING_DATATYPE) && takeIri();
         }
     return false;
 }
@@ -164,13 +169,13 @@ bool isTripleTerm(std::string_view form) noexcept {
     size_t depth = 0;
     for (; form.starts_with(TRIPLE_TERM_BEGIN); ++depth) {
         form.remove_prefix(TRIPLE_TERM_BEGIN.size());
-        for (size_t term = 0; term < 2; ++term) {
-            if (!takeTerm(form) || !form.starts_with(' '))
+        for (const Position position : {Position::SUBJECT, Position::PREDICATE}) {
+            if (!takeTerm(form, position) || !form.starts_with(' '))
                 return false;
             form.remove_prefix(1);
         }
     }
-    if (depth == 0 || !takeTerm(form))
+    if (depth == 0 || !takeTerm(form, Position::OBJECT))
         return false;
     for (; depth != 0 && form.starts_with(TRIPLE_TERM_END); --depth)
         form.remove_prefix(TRIPLE_TERM_END.size());
