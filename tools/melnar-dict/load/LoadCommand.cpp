@@ -4,6 +4,7 @@
 #include "tools/melnar-dict/load/FileLoader.h"
 #include "tools/melnar-dict/load/LoadReport.h"
 #include "tools/melnar-dict/pieces/InputJournal.h"
+#include "tools/melnar-dict/saved/OpenDictionary.h"
 #include "tools/melnar-dict/saved/SaveDictionary.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/OutputLock.h"
@@ -91,7 +92,7 @@ std::unique_ptr<Dictionary> openDictionary(const LoadOptions& options, const std
             options.m_maximumNumberOfResources.value_or(Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS));
     const ProgressReporter progress(messages, options.m_feedback.getProgressMode(),
                                     "opening '" + toPrintable(options.m_intoName) + "'");
-    return Dictionary::open(intoName, dictionaryLimit);
+    return openDictionaryOfStrings(intoName, dictionaryLimit, {});
 }
 
 /// Loads all files, unless the journal stops.

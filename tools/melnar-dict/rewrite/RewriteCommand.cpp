@@ -5,7 +5,7 @@
 #include "tools/melnar-dict/rewrite/StatementDecoder.h"
 #include "tools/melnar-dict/rewrite/StatementEncoder.h"
 #include "tools/melnar-dict/rewrite/StatementProgress.h"
-#include "tools/melnar-dict/saved/OpenToRead.h"
+#include "tools/melnar-dict/saved/OpenDictionary.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/threads/FilePass.h"
 #include "tools/melnar-dict/threads/ProgressReporter.h"

@@ -1,6 +1,6 @@
 #include "tools/melnar-dict/saved/CompactCommand.h"
 
-#include "tools/melnar-dict/saved/OpenToRead.h"
+#include "tools/melnar-dict/saved/OpenDictionary.h"
 #include "tools/melnar-dict/saved/SaveDictionary.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/PrintableText.h"

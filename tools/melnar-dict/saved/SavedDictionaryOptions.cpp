@@ -1,6 +1,6 @@
 #include "tools/melnar-dict/saved/SavedDictionaryOptions.h"
 
-#include "tools/melnar-dict/saved/OpenToRead.h"
+#include "tools/melnar-dict/saved/OpenDictionary.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
 
 void addDictionary(VerbDescription& verb, SavedDictionaryOptions& variable) {

@@ -1,7 +1,7 @@
 #include "tools/melnar-dict/saved/VerifyCommand.h"
 
 #include "tools/melnar-dict/pieces/LiteralText.h"
-#include "tools/melnar-dict/saved/OpenToRead.h"
+#include "tools/melnar-dict/saved/OpenDictionary.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 #include "tools/melnar-dict/threads/ProgressReporter.h"

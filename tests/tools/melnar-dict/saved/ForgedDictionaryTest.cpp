@@ -69,8 +69,14 @@ TEST_F(ForgedDictionaryTest, otherTermsThanStringsAreRefusedAsNoVerbPrintsThem) 
         dictionary.commit();
         dictionary.save(m_directory.getPathOf("d"));
     }
+    m_directory.addFile("in.nt", "<a:s> <a:p> \"o\" .\n");
     for (const std::vector<std::string>& arguments :
-         std::vector<std::vector<std::string>>{{"get", "d", "1"}, {"dump", "d"}, {"stats", "d"}, {"verify", "d"}}) {
+         std::vector<std::vector<std::string>>{{"get", "d", "1"},
+                                               {"dump", "d"},
+                                               {"stats", "d"},
+                                               {"verify", "d"},
+                                               {"compact", "d"},
+                                               {"load", "in.nt", "--into", "d"}}) {
         const ToolResult result = run(arguments);
         EXPECT_EQ(3, result.m_exitCode) << arguments.front();
         EXPECT_EQ("", result.m_output) << arguments.front();
