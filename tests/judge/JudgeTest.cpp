@@ -88,7 +88,7 @@ TEST_F(JudgeTest, takesTheLongestTerminal) {
               judge(Syntax::TURTLE, Version::RDF_1_1, "@prefix:<u:>.:<p:>:a.b.", BASE).m_statements);
     EXPECT_TRUE(accepts(Syntax::TURTLE, "PREFIX a:<a:> <a> <b> (1-2 'x' true'''y'''[]false[]a:b) ."));
     for (const std::string text : {"<a> <b> 1.e .", "<a> atrue .", "<a> a5 .", "<a> <b> (true.5) .",
-                                   "<a> <b> ('x'@en-.5) .", "@prefixÃ¤: <b:> ."})
+                                   "<a> <b> ('x'@en-.5) .", "@prefix\xC3\xA4: <b:> ."})
         EXPECT_FALSE(accepts(Syntax::TURTLE, text)) << text;
     EXPECT_FALSE(accepts(Syntax::TURTLE, "<a> <b> ('''x' ) .")) << "no empty string before 'x'";
     EXPECT_FALSE(accepts(Syntax::N_QUADS, "<a:a> <a:b> 'x' ."));

@@ -20,7 +20,7 @@
 /// Units      Indexes count buckets; a group is 16 of them whose first index is a multiple of 16.
 /// Ownership  Owns its memory, which is charged to the memory manager. There may be none: without memory every bucket
 ///            is a candidate and nothing is stored.
-/// Threads    Reading and set: any threads concurrently, each within an operation on the table. getCommittedBytes: any
+/// Threads    Reading, set and touch: any threads concurrently, each within an operation on the table. getCommittedBytes: any
 ///            time. What makes or drops fingerprints: alone, or with all slots of the table held.
 /// Errors     None. Where the limit leaves no room there are no fingerprints.
 ///
@@ -124,7 +124,7 @@ public:
     void prefetch(const size_t index) const noexcept { __builtin_prefetch(m_data + index); }
 
     /// Has the system make the page of a fingerprint, if there are any, by a write that changes nothing: a page that is
-    /// read before it is written costs two faults, the second one with all processors.
+    /// read before it is written costs two faults, and the second one interrupts the other processors.
     void touch(const size_t index) noexcept {
         uint8_t unknown = 0;
         if (exist())
