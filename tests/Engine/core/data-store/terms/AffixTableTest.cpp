@@ -143,7 +143,8 @@ TEST_F(AffixTableTest, isSavedAndLoaded) {
     EXPECT_EQ(2u, loaded.getNumberFor(std::string("\0\xFF", 2)));
     EXPECT_EQ(0u, loaded.getNumberFor("old"));
     m_affixes.initialize();
-    MemoryInputStream empty(save());
+    const std::string bytesOfNone = save();
+    MemoryInputStream empty(bytesOfNone);
     loaded.load(empty);
     EXPECT_EQ(0u, loaded.getSize());
 }
