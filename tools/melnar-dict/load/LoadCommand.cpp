@@ -92,7 +92,7 @@ std::unique_ptr<Dictionary> openDictionary(const LoadOptions& options, const std
             options.m_maximumNumberOfResources.value_or(Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS));
     const ProgressReporter progress(messages, options.m_feedback.getProgressMode(),
                                     "opening '" + toPrintable(options.m_intoName) + "'");
-    return openDictionaryOfStrings(intoName, dictionaryLimit, {});
+    return openDictionaryOfStrings(intoName, options.m_intoName, dictionaryLimit, {});
 }
 
 /// Loads all files, unless the journal stops.
