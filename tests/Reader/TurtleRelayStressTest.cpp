@@ -41,10 +41,11 @@ ReadResult TurtleRelayStressTest::readWithThreads(const std::vector<TurtleRelay:
         Recorder recorder([&current](const Term& term) { return current->locate(term); });
         TurtleRelay::Runner runner(relay, recorder);
         current = &runner;
+        size_t index = next++; // before any thread reads, so that one that is fast does not read all
         if (!isLast)
             start.arrive_and_wait();
         bool hasRead = false;
-        for (size_t index = next++; index < blocks.size(); index = next++) {
+        for (; index < blocks.size(); index = next++) {
             if (!std::exchange(hasRead, true))
                 ++numberOfReaders;
             recorder.withdraw();
