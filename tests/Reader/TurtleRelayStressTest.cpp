@@ -9,7 +9,6 @@
 #include <barrier>
 #include <cstddef>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <thread>
 #include <utility>
@@ -116,19 +115,14 @@ TEST_F(TurtleRelayStressTest, threadsFindInTheW3cTestsWhatOneReaderFinds) {
     const char* const data = std::getenv("MELNAR_DATA");
     if (data == nullptr)
         GTEST_SKIP() << "MELNAR_DATA names no folder";
-    size_t numberOfFiles = 0;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(data)) {
-        const std::string extension = entry.path().extension();
-        if (extension != ".ttl" && extension != ".trig")
-            continue;
-        ++numberOfFiles;
-        const std::string text = readWholeFile(entry.path());
-        const ReaderOptions options = strict(extension == ".ttl" ? Syntax::TURTLE : Syntax::TRIG);
+    const auto files = findTurtleFiles(data);
+    for (const auto& [path, syntax] : files) {
+        const std::string text = readWholeFile(path);
+        const ReaderOptions options = strict(syntax);
         const size_t size = 30 + text.size() / 20;
-        ASSERT_EQ(readText(text, options), readWithThreads(cutText(text, size, options.m_syntax), 3, options))
-            << entry.path();
+        ASSERT_EQ(readText(text, options), readWithThreads(cutText(text, size, options.m_syntax), 3, options)) << path;
     }
-    EXPECT_GT(numberOfFiles, 800u);
+    EXPECT_GT(files.size(), 800u);
     EXPECT_GT(m_numberOfSharedTexts, 0u);
 }
 

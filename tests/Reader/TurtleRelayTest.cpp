@@ -9,9 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <utility>
@@ -111,26 +108,21 @@ TEST(TurtleRelayTest, theW3cTestsGiveInBlocksWhatOneReaderGives) {
     const char* const data = std::getenv("MELNAR_DATA");
     if (data == nullptr)
         GTEST_SKIP() << "MELNAR_DATA names no folder";
-    size_t numberOfFiles = 0;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(data)) {
-        const std::string extension = entry.path().extension();
-        if (extension != ".ttl" && extension != ".trig")
-            continue;
-        ++numberOfFiles;
-        std::ifstream file(entry.path(), std::ios::binary);
-        const std::string text{std::istreambuf_iterator<char>(file), {}};
+    const auto files = findTurtleFiles(data);
+    for (const auto& [path, syntax] : files) {
+        const std::string text = readWholeFile(path);
         for (const bool isLenient : {false, true}) {
-            ReaderOptions options = strict(extension == ".ttl" ? Syntax::TURTLE : Syntax::TRIG);
+            ReaderOptions options = strict(syntax);
             options.m_isLenient = isLenient;
             const ReadResult whole = readText(text, options);
             for (const size_t size : {size_t(30), size_t(90), 200 + text.size() / 20})
                 ASSERT_EQ(whole,
                           readInBlocks(cutText(text, size, options.m_syntax), options,
                                        size == 90 ? GuessOrder::AFTER_THE_FIRST_BLOCK : GuessOrder::A_BLOCK_AHEAD))
-                    << entry.path() << ' ' << size;
+                    << path << ' ' << size;
         }
     }
-    EXPECT_GT(numberOfFiles, 800u);
+    EXPECT_GT(files.size(), 800u);
 }
 
 TEST(TurtleRelayTest, findsWhereStatementsSeemToEnd) {

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -41,6 +42,14 @@ std::string readWholeFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     EXPECT_TRUE(file) << path;
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::vector<std::pair<std::string, Rdf::Syntax>> findTurtleFiles(const std::string& folder) {
+    std::vector<std::pair<std::string, Rdf::Syntax>> files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
+        if (const std::string extension = entry.path().extension(); extension == ".ttl" || extension == ".trig")
+            files.emplace_back(entry.path(), extension == ".ttl" ? Rdf::Syntax::TURTLE : Rdf::Syntax::TRIG);
+    return files;
 }
 
 std::vector<W3cTest> readW3cManifest(const std::string& folder, const std::string& base) {

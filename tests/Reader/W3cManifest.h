@@ -1,6 +1,9 @@
 #pragma once
 
+#include "Reader/ReaderOptions.h"
+
 #include <string>
+#include <utility>
 #include <vector>
 
 /// A test of the W3C's suites.
@@ -16,3 +19,6 @@ struct W3cTest {
 std::vector<W3cTest> readW3cManifest(const std::string& folder, const std::string& base);
 
 std::string readWholeFile(const std::string& path);
+
+/// The paths and syntaxes of the files of Turtle and TriG below a folder.
+std::vector<std::pair<std::string, Rdf::Syntax>> findTurtleFiles(const std::string& folder);

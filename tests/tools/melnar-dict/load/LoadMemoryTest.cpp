@@ -1,6 +1,6 @@
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/tools/melnar-dict/MemoryOfTheProcess.h"
 #include "tests/tools/melnar-dict/ToolProcess.h"
-#include "tools/melnar-dict/shell/MemoryLimit.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -8,8 +8,6 @@
 #include <fstream>
 #include <string>
 #include <tuple>
-
-#include <sys/resource.h>
 
 namespace {
 
@@ -22,12 +20,8 @@ constexpr size_t LARGEST_REMAINDER = 32 * MEBIBYTE;
 class LoadMemoryTest : public testing::TestWithParam<std::tuple<const char*, const char*>> {
 protected:
     void SetUp() override {
-        if (!MemoryLimit::IS_ENFORCED)
-            GTEST_SKIP() << "A sanitizer takes memory of its own.";
-        struct rusage usage;
-        ::getrusage(RUSAGE_SELF, &usage);
-        if (static_cast<size_t>(usage.ru_maxrss) * 1024 > TEXT_BYTES)
-            GTEST_SKIP() << "The tool starts with what this process has, which is more than it needs.";
+        if (const char* const reason = findWhyMemoryTellsNothing(TEXT_BYTES); reason != nullptr)
+            GTEST_SKIP() << reason;
     }
 
     /// Writes the file; it is never all in this process.

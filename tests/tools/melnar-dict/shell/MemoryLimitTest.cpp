@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/shell/MemoryLimit.h"
 
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/tools/melnar-dict/MemoryOfTheProcess.h"
 #include "tests/tools/melnar-dict/ToolProcess.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +10,6 @@
 #include <functional>
 #include <string>
 
-#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -34,12 +34,8 @@ TEST(MemoryLimitTest, withoutALimitNoneIsNamed) {
 class MemoryLimitSlowTest : public testing::Test {
 protected:
     void SetUp() override {
-        if (!MemoryLimit::IS_ENFORCED)
-            GTEST_SKIP() << "A sanitizer takes memory of its own.";
-        struct rusage usage;
-        ::getrusage(RUSAGE_SELF, &usage);
-        if (static_cast<size_t>(usage.ru_maxrss) * 1024 > LIMIT)
-            GTEST_SKIP() << "The tool starts with what this process has, which is more than the limit.";
+        if (const char* const reason = findWhyMemoryTellsNothing(LIMIT); reason != nullptr)
+            GTEST_SKIP() << reason;
     }
 
     /// Loads a file that consists of a piece, written so often, between two others. It is never all in this process.
