@@ -186,8 +186,8 @@ void Dictionary::forEachServer(const std::span<BatchEntry> block, const Operatio
     }
 }
 
-/// Performs an operation of datatype objects on a batch: as a whole if one object serves all of it, else block by block.
-/// Entries that none serves become failures. After each block calls `finishBlock(block, failures of the block)`.
+/// Performs an operation of datatype objects on a batch, block by block and object by object. Entries that none serves
+/// become failures. After each block calls `finishBlock(block, failures of the block)`.
 template<class Operation, class FinishBlock>
 void Dictionary::forEachBlock(const std::span<BatchEntry> batch, std::vector<BatchFailure>& failures,
                               const Operation& operation, const FinishBlock& finishBlock) const {

@@ -78,7 +78,8 @@ public:
                                 uint8_t datatypeID) const;
 
     /// Resolves the literals of a batch, of any size and mixture of datatypes, several times faster than one after the
-    /// other. New literals get their IDs in the order of the entries. Groups of entries are looked up, in no defined
+    /// other; but what is new in a batch of several datatype objects, of which the strings are one, takes as long as by
+    /// itself. New literals get their IDs in the order of the entries. Groups of entries are looked up, in no defined
     /// order, before the first of the group is created: so an answer is one that resolveResource could have given at
     /// some moment of the call. Each literal appears atomically, the batch as a whole does not: other threads may see a
     /// part of it. A literal that resolveResource would refuse spoils no other: its entry is answered with 0, and a

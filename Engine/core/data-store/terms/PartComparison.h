@@ -7,7 +7,7 @@
 /// Compares the parts of terms. Their lengths come in no order, so that a branch that depends on one would often be
 /// mispredicted, which costs more than the comparison: there are as few of them as can be.
 ///
-/// Threads  Any threads at once.
+/// Threads  Any threads concurrently.
 class PartComparison {
 public:
     PartComparison() = delete;

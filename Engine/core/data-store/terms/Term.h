@@ -24,8 +24,7 @@ struct Term {
     std::string_view m_language{}; // a literal's tag, without '@' and direction
     std::string_view m_datatype{}; // a literal's; empty if it has a tag, or neither, which means xsd:string
 
-    /// The term of a resource. Of a form that is none of its datatype, as a file that lies may have, some parts are
-    /// missing.
+    /// The term of a resource. Of a form that is none of its datatype, as a damaged file may have, some parts are missing.
     static Term parse(uint8_t datatypeID, std::string_view lexicalForm) noexcept;
 
     /// The datatype that has resources for such terms. D_INVALID for what is no term: of kind NONE, or a literal whose

@@ -8,7 +8,7 @@
 /// A value may come in two parts, as TermDatatype gives it: the term's own in the data, and what it shares with others in
 /// the auxiliary data. Values that are parsed come in one.
 ///
-/// Threads  Stateless: any threads at once.
+/// Threads  Stateless: any threads concurrently.
 class TermDatatypeFactory : public DictionaryDatatypeFactory {
 public:
     /// The family must outlive the factory.

@@ -26,8 +26,7 @@ bool isControlCharacter(const char character) noexcept {
     return static_cast<uint8_t>(character) < 0x20 || character == 0x7F;
 }
 
-/// Splits at the last mark; the second part begins behind it. Without the mark, as in a file that lies, the first part is
-/// all.
+/// Splits at the last mark; the second part begins behind it. Without the mark, as in a damaged file, the first part is all.
 std::pair<std::string_view, std::string_view> splitAtLast(const std::string_view form,
                                                           const std::string_view mark) noexcept {
     const size_t place = form.rfind(mark);

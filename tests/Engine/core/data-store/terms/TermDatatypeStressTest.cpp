@@ -1,12 +1,14 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
+#include "Engine/core/platform/MemoryExhaustedException.h"
 #include "tests/support/RunTogether.h"
 #include "tests/support/TestSeeds.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <random>
 #include <string>
@@ -34,7 +36,6 @@ TEST(TermDatatypeStressTest, allThreadsGetOneIDForATermAndReadItBack) {
             DictionaryThread thread(dictionary);
             std::minstd_rand random(seed + static_cast<uint32_t>(threadIndex));
             std::vector<std::pair<std::string, uint8_t>> terms;
-            std::vector<uint32_t> numbers;
             std::vector<BatchFailure> failures;
             uint32_t begin = 0;
             while (begin < NUMBER_OF_TERMS) {
@@ -76,6 +77,39 @@ TEST(TermDatatypeStressTest, allThreadsGetOneIDForATermAndReadItBack) {
         }
         EXPECT_LE(NUMBER_OF_TERMS / 2, numberOfShared) << "the threads have hardly shared texts";
     }
+}
+
+/// The tables of families are made, with fingerprints, while strings use the memory up and have all fingerprints given
+/// back.
+TEST(TermDatatypeStressTest, firstTermsComeWhileTheMemoryRunsOut) {
+    constexpr size_t LIMIT = size_t(1) << 20;
+    std::atomic<size_t> numberOfShortages = 0;
+    std::atomic<size_t> numberOfTerms = 0;
+    for (uint32_t round = 0; round < 40; ++round) {
+        Dictionary dictionary(LIMIT, 100000);
+        runTogether(NUMBER_OF_THREADS, [&](const size_t threadIndex) {
+            DictionaryThread thread(dictionary);
+            const bool makesStrings = threadIndex < NUMBER_OF_THREADS / 2;
+            const std::string name = std::to_string(threadIndex) + '-';
+            for (uint32_t number = 0; number < (makesStrings ? 20000u : 400u); ++number)
+                try {
+                    const std::string text = name + std::to_string(number);
+                    if (makesStrings)
+                        dictionary.resolveResource(thread, text, D_XSD_STRING);
+                    else if (number % 100 == round % 100)
+                        dictionary.resolveResource(thread, text, number < 200 ? D_IRI : D_BLANK_NODE);
+                    else
+                        dictionary.tryResolveResource({1}, text, D_IRI);
+                    numberOfTerms += !makesStrings;
+                } catch (const MemoryExhaustedException&) {
+                    ++numberOfShortages;
+                }
+        });
+        ASSERT_NO_THROW(dictionary.verify());
+        ASSERT_GE(LIMIT, dictionary.getMemoryInUse());
+    }
+    EXPECT_LT(0u, numberOfShortages) << "the memory has never run out";
+    EXPECT_LT(0u, numberOfTerms);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/dictionary/DictionaryCompactionState.h"
 #include "Engine/core/data-store/dictionary/HashCollisionException.h"
+#include "Engine/core/data-store/dictionary/LexicalFormHash.h"
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/stream/MemoryInputStream.h"
 #include "Engine/core/platform/stream/MemoryOutputStream.h"
@@ -257,6 +258,30 @@ TYPED_TEST(TermDatatypeTest, isSavedAndLoaded) {
         this->expectFilled(*loaded, datatypeID, 2000);
         EXPECT_EQ(2001u, this->resolve(*loaded, makeForm(datatypeID, 2001), datatypeID));
     }
+}
+
+/// Files are read by later versions: nothing of this layout changes without a new version of the format.
+TYPED_TEST(TermDatatypeTest, chunkAndStreamLieAsTheirFormatSays) {
+    const auto datatype = this->make(D_TYPED_LITERAL);
+    EXPECT_EQ(1u, this->resolve(*datatype, "5^^x:y", D_TYPED_LITERAL));
+    const uint8_t* const chunk = this->m_parts.m_dataPool.getData() + this->m_parts.m_resourceDataOffsets[1];
+    EXPECT_EQ(std::string("\1\10"
+                          "5^^",
+                          5) +
+                  '\0',
+              std::string(reinterpret_cast<const char*>(chunk), 6))
+        << "number 1, size 4 twice, the literal less its datatype, and the end";
+    const std::string bytes = this->save(*datatype);
+    EXPECT_EQ(std::string("\14\0\0\0\0\0\0\0TermDatatype\7\0\0\0\0\0\0\0\21\0\0\0\0\0\0\0ParallelHashTable", 53),
+              bytes.substr(0, 53))
+        << "marker, initial size, table";
+    EXPECT_EQ(std::string("\1\0\0\0\0\0\0\0\3\0\0\0\0\0\0\0x:y", 19), bytes.substr(bytes.size() - 19))
+        << "one shared text of three bytes";
+    const size_t buckets = 28 + 1081 + 16; // behind the table's fields and those of its region
+    TypeParam bucket;
+    std::memcpy(&bucket, bytes.data() + buckets + (hashLexicalForm("5^^x:y", 6) & 1023) * sizeof(bucket),
+                sizeof(bucket));
+    EXPECT_EQ(1u, bucket) << "by the hash of the whole form";
 }
 
 TYPED_TEST(TermDatatypeTest, oneWithoutTermsIsSavedAndLoadedToo) {
