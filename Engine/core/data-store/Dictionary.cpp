@@ -301,8 +301,9 @@ void Dictionary::getResources(const std::span<BatchEntry> entries) const {
         const std::span<BatchEntry> block = getBlock(blockBegin);
         for (BatchEntry& entry : block) {
             entry.m_datatypeID = getDatatypeID(entry.m_resourceID);
-            entry.m_lexicalForm = {};
             entry.m_affixNumber = 0;
+            if (entry.m_datatypeID == D_INVALID)
+                entry.m_lexicalForm = {};
         }
         forEachServer(block,
                       [](const DictionaryDatatype* const object, const std::span<BatchEntry> served, const uint16_t*) {
