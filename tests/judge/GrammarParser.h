@@ -21,10 +21,10 @@ struct SyntaxTree {
 /// Parses texts by a grammar that is data.
 ///
 /// Method   Terminals are names without small letters, and texts in quotes. The longest that matches is taken, as the
-///          recommendations say; what the rule IGNORED matches is left out, and
-///          what MISTAKEN matches is in no rule. The rules are followed from the start rule,
-///          with the next terminal deciding where there is a choice. The constructor checks that it can decide
-///          everywhere (the grammar is LL(1)), so that nothing that the grammar allows is missed.
+///          recommendations say; what the rule IGNORED matches is left out, and what MISTAKEN matches is in no rule. The
+///          rules are followed from the start rule, with the next terminal deciding where there is a choice. The
+///          constructor checks that it can decide everywhere (the grammar is LL(1)), so that nothing that the grammar
+///          allows is missed.
 /// Depth    Rules within each other take the stack: some thousand brackets are too many.
 /// Threads  One at a time.
 class GrammarParser {
