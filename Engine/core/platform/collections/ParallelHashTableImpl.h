@@ -13,14 +13,16 @@
 /// RESIZE STATES   NOT_RESIZING -elect-> PREPARING -start-> 0 -> 1 -> ... -> number of chunks -finish-> NOT_RESIZING
 ///                 PREPARING -fail-> NOT_RESIZING;  so also when fingerprints are given up, which is no resize
 ///                 A number k below the number of chunks: chunk k of the old array is the next to be claimed. The
-///                 number of chunks itself: all are claimed, some are still being rehashed.
+///                 number of chunks itself: all are claimed, some are still being rehashed. A leader with a
+///                 ThreadContextLoan starts there: it has claimed all.
 ///
 /// INVARIANTS      Z1 one leader: the thread whose CAS moved NOT_RESIZING to PREPARING
 ///                 Z2 before it leaves PREPARING for 0 the leader holds every slot; nobody else is inside an operation
 ///                    then, but parked without its slot in waitWhilePreparing, or waiting to enter a slot
 ///                 Z3 from 0 on, who enters a slot joins the resize before it touches a bucket, and leaves only when
 ///                    the resize is finished: nobody reads or inserts in a half-built array
-///                 Z4 a chunk is rehashed by the one thread whose CAS moved the state past its number
+///                 Z4 a chunk is rehashed by the one thread whose CAS, or store at the start, moved the state past its
+///                    number
 ///                 Z5 what tombstones occupied in the used buckets becomes quota of the threads that drop them
 ///
 /// LOCK ORDER      A thread that waits for a slot holds none but its own; only the leader does, in ascending order.
@@ -360,9 +362,14 @@ void ParallelHashTable<Policy>::startHandleResize(ThreadContext& callerContext) 
         m_buckets.swapContents(m_oldBuckets);
         setNumberOfBuckets(newNumberOfBuckets);
         makeFingerprints(true); // and complete: the rehash stores one with every number
-        publishResizeState(0);
+        publishResizeState(g_hasThreadContextLoan ? m_numberOfResizeChunks : 0);
     }
-    handleResize(callerContext, 0);
+    if (g_hasThreadContextLoan) {
+        for (size_t chunkIndex = 0; chunkIndex < m_numberOfResizeChunks; ++chunkIndex)
+            rehashChunk(callerContext, chunkIndex);
+        finishResize();
+    } else
+        handleResize(callerContext, 0);
 }
 
 template<class Policy>

@@ -58,3 +58,40 @@ TEST(ThreadContextRegistrationTest, threadMayRegisterAgain) {
         EXPECT_EQ(0u, g_currentThreadContextIndex);
     }
 }
+
+TEST(ThreadContextRegistrationTest, loanGivesTheIndexOfAnotherThread) {
+    const ThreadContextRegistration registration;
+    std::thread([&registration] {
+        const ThreadContextRegistration otherRegistration;
+        EXPECT_EQ(1u, g_currentThreadContextIndex);
+        {
+            const ThreadContextLoan loan(registration);
+            EXPECT_EQ(0u, g_currentThreadContextIndex);
+            {
+                const ThreadContextRegistration within;
+                EXPECT_EQ(0u, g_currentThreadContextIndex) << "a registration within a loan keeps the index";
+            }
+            EXPECT_EQ(0u, g_currentThreadContextIndex);
+        }
+        EXPECT_EQ(1u, g_currentThreadContextIndex);
+    }).join();
+}
+
+TEST(ThreadContextRegistrationTest, unregisteredThreadMayBorrow) {
+    std::thread([] {
+        const ThreadContextRegistration first;
+        std::thread([] {
+            const ThreadContextRegistration second;
+            std::thread([&second] {
+                {
+                    const ThreadContextLoan loan(second);
+                    EXPECT_EQ(1u, g_currentThreadContextIndex);
+                    const ThreadContextRegistration within;
+                }
+                EXPECT_EQ(0u, g_currentThreadContextIndex);
+                const ThreadContextRegistration own;
+                EXPECT_EQ(2u, g_currentThreadContextIndex) << "nothing is left of the loan";
+            }).join();
+        }).join();
+    }).join();
+}
