@@ -1,18 +1,16 @@
 #pragma once
 
-#include "Engine/core/platform/Unmovable.h"
+#include "tools/melnar-dict/threads/Turns.h"
+
 #include "Engine/core/platform/stream/OutputStream.h"
 
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <string_view>
 
 /// Lets threads that finish pieces in any order write them in the order of their numbers. A thread waits for its turn,
 /// so that no more text is held than there are threads.
 ///
-/// Threads  write: any number at once, each with a number of its own; every number from 0 on must come. startOver:
-///          while nobody writes.
+/// Threads  Those of Turns.
 /// Errors   Those of the stream, in the thread that writes; all later turns write nothing then.
 class OrderedOutput : private Unmovable {
 public:
@@ -22,12 +20,10 @@ public:
     void write(uint64_t number, std::string_view text);
 
     /// Begins to count from 0 again.
-    void startOver() noexcept { m_nextNumber = 0; }
+    void startOver() noexcept { m_turns.startOver(); }
 
 private:
-    OutputStream& m_output;
-    std::mutex m_mutex; // protects all that follows, and the stream
-    std::condition_variable m_turn;
-    uint64_t m_nextNumber = 0;
+    OutputStream& m_output; // for who has the turn, as what follows
     bool m_hasFailed = false;
+    Turns m_turns;
 };
