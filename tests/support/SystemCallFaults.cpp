@@ -162,6 +162,10 @@ int __real_stat(const char* fileName, struct stat* status);
 int __real_fstat(int fileDescriptor, struct stat* status);
 int __real_lstat(const char* fileName, struct stat* status);
 ssize_t __real_pread(int fileDescriptor, void* data, size_t size, off_t offset);
+ssize_t __real_pwrite(int fileDescriptor, const void* data, size_t size, off_t offset);
+int __real_ftruncate(int fileDescriptor, off_t size);
+int __real_link(const char* fileName, const char* newName);
+int __real_renameat2(int oldFolder, const char* oldName, int newFolder, const char* newName, unsigned flags);
 int __real_fchmod(int fileDescriptor, mode_t mode);
 int __real_fchown(int fileDescriptor, uid_t owner, gid_t group);
 int __real_fsync(int fileDescriptor);
@@ -258,6 +262,26 @@ int __wrap_lstat(const char* fileName, struct stat* status) {
 ssize_t __wrap_pread(int fileDescriptor, void* data, size_t size, off_t offset) {
     const SystemCallGate gate(Call::PREAD, size);
     return gate.isClosed() ? -1 : __real_pread(fileDescriptor, data, gate.getBytes(), offset);
+}
+
+ssize_t __wrap_pwrite(int fileDescriptor, const void* data, size_t size, off_t offset) {
+    const SystemCallGate gate(Call::PWRITE, size);
+    return gate.isClosed() ? -1 : __real_pwrite(fileDescriptor, data, gate.getBytes(), offset);
+}
+
+int __wrap_ftruncate(int fileDescriptor, off_t size) {
+    const SystemCallGate gate(Call::FTRUNCATE);
+    return gate.isClosed() ? -1 : __real_ftruncate(fileDescriptor, size);
+}
+
+int __wrap_link(const char* fileName, const char* newName) {
+    const SystemCallGate gate(Call::LINK);
+    return gate.isClosed() ? -1 : __real_link(fileName, newName);
+}
+
+int __wrap_renameat2(int oldFolder, const char* oldName, int newFolder, const char* newName, unsigned flags) {
+    const SystemCallGate gate(Call::RENAMEAT2);
+    return gate.isClosed() ? -1 : __real_renameat2(oldFolder, oldName, newFolder, newName, flags);
 }
 
 int __wrap_fchmod(int fileDescriptor, mode_t mode) {

@@ -35,6 +35,10 @@ public:
         LSTAT,
         FSTAT,
         PREAD,
+        PWRITE,
+        FTRUNCATE,
+        LINK,
+        RENAMEAT2,
         UNLINK,
         REALPATH,
         READLINK,
@@ -42,7 +46,7 @@ public:
         CONDITION_DESTROY,
     };
 
-    static constexpr size_t NUMBER_OF_CALLS = 22;
+    static constexpr size_t NUMBER_OF_CALLS = 26;
 
     enum class Duration { ONCE, FOR_GOOD };
 

@@ -4,6 +4,8 @@
 #include "Engine/core/platform/stream/FileDescriptor.h"
 
 #include <cerrno>
+#include <cstdio>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -19,8 +21,12 @@ constexpr long LINE_NOT_A_REGULAR_FILE = 91;
 constexpr long LINE_CANNOT_RENAME = 97;
 constexpr long LINE_CANNOT_OPEN_FOLDER = 108;
 constexpr long LINE_CANNOT_SYNCHRONIZE_FOLDER = 115;
+constexpr long LINE_CANNOT_KEEP_REPLACED = 131;
+constexpr long LINE_CANNOT_PUT_BACK = 146;
+constexpr long LINE_CANNOT_TAKE_BACK = 150;
 
 constexpr const char* const TEMPORARY_SUFFIX = ".saving";
+constexpr const char* const REPLACED_SUFFIX = ".replaced";
 
 constexpr mode_t PERMISSIONS_OF_NEW_FILES = 0666;
 
@@ -48,6 +54,17 @@ const std::string& removeLeftover(const std::string& fileName) {
     return fileName;
 }
 
+/// Gives a file a second name, in the place of what a dead writer has left there. Returns false if there is no file.
+bool addName(const std::string& fileName, const std::string& secondName) {
+    int result = ::link(fileName.c_str(), secondName.c_str());
+    if (result != 0 && errno == EEXIST)
+        result = ::link(fileName.c_str(), removeLeftover(secondName).c_str());
+    if (result != 0 && errno != ENOENT)
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_KEEP_REPLACED, MelnarException::NO_CAUSES, "link", errno,
+                                  "Cannot keep file '", fileName, "' as '", secondName, "' until it is replaced.");
+    return result == 0;
+}
+
 /// Makes a rename in the folder survive a power cut.
 void synchronizeFolder(const std::string& folderName) {
     FileDescriptor folder;
@@ -67,8 +84,8 @@ void synchronizeFolder(const std::string& folderName) {
 
 /// O_EXCL: what has come since the leftover was removed is not a writer's, which would hold the lock.
 AtomicFileOutputStream::TemporaryFile::TemporaryFile(const std::string& fileName, const mode_t permissions)
-    : m_fileName(removeLeftover(fileName)), m_output(m_fileName, O_EXCL | O_NOFOLLOW, permissions), m_isRenamed(false) {
-}
+    : m_fileName(removeLeftover(fileName)), m_output(m_fileName, O_RDWR | O_EXCL | O_NOFOLLOW, permissions),
+      m_isRenamed(false) {}
 
 AtomicFileOutputStream::TemporaryFile::~TemporaryFile() {
     if (!m_isRenamed)
@@ -80,6 +97,46 @@ void AtomicFileOutputStream::TemporaryFile::renameTo(const std::string& targetNa
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_RENAME, MelnarException::NO_CAUSES, "rename", errno,
                                   "Cannot rename file '", m_fileName, "' to '", targetName, "'.");
     m_isRenamed = true;
+}
+
+void AtomicFileOutputStream::TemporaryFile::replace(const TargetFile& target) {
+    const std::string& targetName = target.getName();
+    if (::renameat2(AT_FDCWD, m_fileName.c_str(), AT_FDCWD, targetName.c_str(), RENAME_EXCHANGE) == 0) {
+        m_isRenamed = true;
+        m_replacedName = m_fileName;
+        return;
+    }
+    // There is no old file, or the file system exchanges none.
+    std::string replacedName = getReplacedFileNameOf(target);
+    if (addName(targetName, replacedName))
+        m_replacedName = std::move(replacedName);
+    try {
+        renameTo(targetName);
+    } catch (...) {
+        removeReplaced();
+        throw;
+    }
+}
+
+void AtomicFileOutputStream::TemporaryFile::takeBack(const TargetFile& target) {
+    const std::string& targetName = target.getName();
+    if (m_replacedName.empty()) {
+        if (::unlink(targetName.c_str()) != 0)
+            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_TAKE_BACK, MelnarException::NO_CAUSES, "unlink", errno,
+                                      "Cannot remove file '", targetName, "', which should not be there.");
+    } else if (::rename(m_replacedName.c_str(), targetName.c_str()) != 0)
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_PUT_BACK, MelnarException::NO_CAUSES, "rename", errno,
+                                  "File '", targetName, "' has been replaced; cannot put the old one, '",
+                                  m_replacedName, "', back.");
+}
+
+void AtomicFileOutputStream::TemporaryFile::removeReplaced() noexcept {
+    if (!m_replacedName.empty())
+        ::unlink(m_replacedName.c_str());
+}
+
+std::string AtomicFileOutputStream::getReplacedFileNameOf(const TargetFile& target) {
+    return target.getName() + REPLACED_SUFFIX;
 }
 
 std::string AtomicFileOutputStream::getTemporaryFileNameOf(const TargetFile& target) {
@@ -125,4 +182,20 @@ void AtomicFileOutputStream::commit() {
     synchronizeFolder(m_target.getFolderName());
     m_use.reset();
     m_ownLock.reset();
+}
+
+void AtomicFileOutputStream::replace() {
+    prepare();
+    m_temporaryFile.replace(m_target);
+    try {
+        synchronizeFolder(m_target.getFolderName());
+    } catch (...) {
+        takeBack();
+        throw;
+    }
+}
+
+void AtomicFileOutputStream::takeBack() {
+    m_temporaryFile.takeBack(m_target);
+    synchronizeFolder(m_target.getFolderName());
 }

@@ -45,11 +45,29 @@ public:
     /// Makes what was written the file; prepares it first unless that is done. Nothing may be written afterwards.
     void commit();
 
+    /// Makes what was written the file like commit, but keeps the old file until `keep` or `takeBack`, one of which must
+    /// follow: so several files can change together. After a failure the old file is in its place, unless the message
+    /// says that it could not be put back. A process that is killed before `keep` leaves the old file as the temporary
+    /// file, or, where the file system cannot exchange two files, under getReplacedFileNameOf.
+    void replace();
+
+    /// Removes the old file, after replace.
+    void keep() noexcept { m_temporaryFile.removeReplaced(); }
+
+    /// Puts the old file, or none, back in its place, after replace.
+    void takeBack();
+
+    /// The file that is written until the commit, readable too; for those who rewrite what they have written.
+    FileOutputStream& getTemporaryFile() noexcept { return m_temporaryFile.m_output; }
+
     /// Where the bytes are written until the commit; for cleaning up after an interruption.
     const std::string& getTemporaryFileName() const noexcept { return m_temporaryFile.m_fileName; }
 
     /// Where the bytes for a target are written.
     static std::string getTemporaryFileNameOf(const TargetFile& target);
+
+    /// Where replace may keep the old file.
+    static std::string getReplacedFileNameOf(const TargetFile& target);
 
 private:
     /// Replaces what a dead writer has left, and is removed unless it has been renamed. The lock protects its name.
@@ -59,12 +77,16 @@ private:
         ~TemporaryFile();
 
         void renameTo(const std::string& targetName);
+        void replace(const TargetFile& target);
+        void takeBack(const TargetFile& target);
+        void removeReplaced() noexcept;
 
         const std::string m_fileName;
         FileOutputStream m_output;
 
     private:
         bool m_isRenamed;
+        std::string m_replacedName; // of the old file after replace; empty if there was none
     };
 
     void keepMetadataOf(const struct stat& oldFile);

@@ -16,6 +16,10 @@ constexpr long LINE_CANNOT_CREATE = 31;
 constexpr long LINE_CANNOT_WRITE = 58;
 constexpr long LINE_CANNOT_SYNCHRONIZE = 68;
 constexpr long LINE_CANNOT_CLOSE = 79;
+constexpr long LINE_CANNOT_OVERWRITE = 101;
+constexpr long LINE_CANNOT_READ_BACK = 114;
+constexpr long LINE_IS_SHORTER = 117;
+constexpr long LINE_CANNOT_TRUNCATE = 128;
 
 // Larger requests are cut by the operating system anyway.
 constexpr size_t MAXIMUM_BYTES_PER_WRITE = 0x7FFFF000;
@@ -24,12 +28,11 @@ constexpr size_t BYTES_BETWEEN_STARTS = size_t(1) << 22;
 
 } // namespace
 
-FileOutputStream::FileOutputStream(const std::string& fileName, const int additionalFlags, const mode_t permissions)
+FileOutputStream::FileOutputStream(const std::string& fileName, const int flags, const mode_t permissions)
     : m_fileName(fileName), m_buffer(std::make_unique<uint8_t[]>(BUFFER_SIZE)), m_bufferedBytes(0),
       m_fileDescriptor(-1) {
     do {
-        m_fileDescriptor =
-            ::open(m_fileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | additionalFlags, permissions);
+        m_fileDescriptor = ::open(m_fileName.c_str(), O_CREAT | O_TRUNC | O_CLOEXEC | flags, permissions);
     } while (m_fileDescriptor == -1 && errno == EINTR);
     if (m_fileDescriptor == -1)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_CREATE, MelnarException::NO_CAUSES, "open", errno,
@@ -55,6 +58,50 @@ void FileOutputStream::write(const void* const data, const size_t numberOfBytes)
 void FileOutputStream::flush() {
     writeThrough(m_buffer.get(), m_bufferedBytes);
     m_bufferedBytes = 0;
+}
+
+void FileOutputStream::overwrite(uint64_t position, const void* const data, size_t numberOfBytes) {
+    flush();
+    for (const uint8_t* bytes = static_cast<const uint8_t*>(data); numberOfBytes != 0;) {
+        const ssize_t written = ::pwrite(m_fileDescriptor, bytes, std::min(numberOfBytes, MAXIMUM_BYTES_PER_WRITE),
+                                         static_cast<off_t>(position));
+        if (written >= 0) {
+            bytes += written;
+            position += static_cast<uint64_t>(written);
+            numberOfBytes -= static_cast<size_t>(written);
+            noticeWritten(static_cast<size_t>(written));
+        } else if (errno != EINTR) {
+            const int errorCode = errno;
+            ::close(std::exchange(m_fileDescriptor, -1)); // as in writeThrough
+            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_OVERWRITE, MelnarException::NO_CAUSES, "pwrite",
+                                      errorCode, "Cannot write to file '", m_fileName, "'.");
+        }
+    }
+}
+
+void FileOutputStream::readBack(uint64_t position, void* const data, size_t numberOfBytes) {
+    flush();
+    for (uint8_t* bytes = static_cast<uint8_t*>(data); numberOfBytes != 0;) {
+        const ssize_t delivered = ::pread(m_fileDescriptor, bytes, numberOfBytes, static_cast<off_t>(position));
+        if (delivered > 0) {
+            bytes += delivered;
+            position += static_cast<uint64_t>(delivered);
+            numberOfBytes -= static_cast<size_t>(delivered);
+        } else if (delivered == 0)
+            throw MelnarException(SOURCE_FILE, LINE_IS_SHORTER, MelnarException::NO_CAUSES, "File '", m_fileName,
+                                  "' has become shorter while it was written.");
+        else if (errno != EINTR)
+            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_READ_BACK, MelnarException::NO_CAUSES, "pread", errno,
+                                      "Cannot read file '", m_fileName, "'.");
+    }
+}
+
+void FileOutputStream::truncate(const uint64_t numberOfBytes) {
+    flush();
+    while (::ftruncate(m_fileDescriptor, static_cast<off_t>(numberOfBytes)) != 0)
+        if (errno != EINTR)
+            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_TRUNCATE, MelnarException::NO_CAUSES, "ftruncate", errno,
+                                      "Cannot cut file '", m_fileName, "' off.");
 }
 
 void FileOutputStream::synchronize() {
@@ -84,7 +131,7 @@ void FileOutputStream::writeThrough(const uint8_t* data, size_t numberOfBytes) {
         if (written >= 0) {
             data += written;
             numberOfBytes -= static_cast<size_t>(written);
-            m_bytesToStart += static_cast<size_t>(written);
+            noticeWritten(static_cast<size_t>(written));
         } else if (errno != EINTR) {
             const int errorCode = errno;
             // How much of the buffer has reached the file is lost with this failure: no later write may succeed.
@@ -93,12 +140,14 @@ void FileOutputStream::writeThrough(const uint8_t* data, size_t numberOfBytes) {
                                       "Cannot write to file '", m_fileName, "'.");
         }
     }
-    if (m_bytesToStart >= BYTES_BETWEEN_STARTS)
-        startWritingToDisk();
 }
 
-/// Has the system begin to bring to the disk what it was given, so that synchronize waits for less. Only advice.
-void FileOutputStream::startWritingToDisk() noexcept {
+/// Now and then has the system begin to bring to the disk what it was given, so that synchronize waits for less. Only
+/// advice.
+void FileOutputStream::noticeWritten(const size_t numberOfBytes) noexcept {
+    m_bytesToStart += numberOfBytes;
+    if (m_bytesToStart < BYTES_BETWEEN_STARTS)
+        return;
 #if defined(SYNC_FILE_RANGE_WRITE)
     static_cast<void>(::sync_file_range(m_fileDescriptor, 0, 0, SYNC_FILE_RANGE_WRITE));
 #endif

@@ -3,9 +3,11 @@
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/stream/OutputStream.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
+#include <fcntl.h>
 #include <sys/types.h>
 
 /// Writes a file, replacing what was there.
@@ -19,14 +21,23 @@ class FileOutputStream final : public OutputStream, private Unmovable {
 public:
     static constexpr size_t BUFFER_SIZE = size_t(1) << 18;
 
-    /// The flags are added to those that the file is opened with. The permissions, less the process's mask, are those of
-    /// a file that was not there.
-    explicit FileOutputStream(const std::string& fileName, int additionalFlags = 0, mode_t permissions = 0666);
+    /// The flags, with the kind of access, are added to those that the file is opened with. The permissions, less the
+    /// process's mask, are those of a file that was not there.
+    explicit FileOutputStream(const std::string& fileName, int flags = O_WRONLY, mode_t permissions = 0666);
     ~FileOutputStream() override;
 
     const std::string& getName() const override { return m_fileName; }
     void write(const void* data, size_t numberOfBytes) override;
     void flush() override;
+
+    /// Flushes, and puts bytes in the place of others that were written before, or behind the last ones.
+    void overwrite(uint64_t position, const void* data, size_t numberOfBytes);
+
+    /// Flushes, and reads bytes that were written before. The file must have been opened with O_RDWR.
+    void readBack(uint64_t position, void* data, size_t numberOfBytes);
+
+    /// Flushes, and cuts the file off. Nothing may be appended afterwards.
+    void truncate(uint64_t numberOfBytes);
 
     /// Flushes, and returns only when the bytes are on the disk.
     void synchronize();
@@ -39,7 +50,7 @@ public:
 
 private:
     void writeThrough(const uint8_t* data, size_t numberOfBytes);
-    void startWritingToDisk() noexcept;
+    void noticeWritten(size_t numberOfBytes) noexcept;
 
     const std::string m_fileName;
     const std::unique_ptr<uint8_t[]> m_buffer;

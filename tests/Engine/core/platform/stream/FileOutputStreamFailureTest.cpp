@@ -190,3 +190,57 @@ TEST(FileOutputStreamFailureTest, failedAllocationLeavesNoFileOpen) {
         }
     }
 }
+
+TEST(FileOutputStreamFailureTest, failedRewritesAreReportedWithTheirPlaces) {
+    struct Failure {
+        Call m_call;
+        const char* m_systemCallName;
+        const char* m_message;
+        long m_line;
+        bool m_canGoOn;
+    };
+    const Failure failures[] = {
+        {Call::PWRITE, "pwrite", "Cannot write to file '", 101, false},
+        {Call::PREAD, "pread", "Cannot read file '", 114, true},
+        {Call::FTRUNCATE, "ftruncate", "Cannot cut file '", 128, true},
+    };
+    for (const Failure& failure : failures) {
+        const TemporaryDirectory directory;
+        const std::string path = directory.getPathOf("file");
+        FileOutputStream output(path, O_RDWR);
+        output.write("contents", 8);
+        SystemCallFaults faults(failure.m_call);
+        faults.failAfter(0, EIO, Duration::ONCE);
+        char byte = 0;
+        const auto exception = catchException<SystemCallException>([&] {
+            if (failure.m_call == Call::PWRITE)
+                output.overwrite(0, &byte, 1);
+            else if (failure.m_call == Call::PREAD)
+                output.readBack(0, &byte, 1);
+            else
+                output.truncate(1);
+        });
+        EXPECT_EQ(0u, exception.getMessage().find(failure.m_message + path + "'")) << exception.getMessage();
+        EXPECT_STREQ(failure.m_systemCallName, exception.getSystemCallName());
+        EXPECT_EQ(EIO, exception.getErrorCode());
+        EXPECT_EQ(SOURCE_FILE, exception.getSourceFileName());
+        EXPECT_EQ(failure.m_line, exception.getSourceLineNumber());
+        if (failure.m_canGoOn) {
+            EXPECT_NO_THROW(output.close());
+        } else {
+            EXPECT_THROW(output.close(), SystemCallException) << "the file is never complete";
+        }
+    }
+}
+
+TEST(FileOutputStreamFailureTest, aFileThatHasBecomeShorterIsReported) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.getPathOf("file");
+    FileOutputStream output(path, O_RDWR);
+    output.write("contents", 8);
+    char bytes[9];
+    const auto exception = catchException<MelnarException>([&] { output.readBack(0, bytes, 9); });
+    EXPECT_EQ("File '" + path + "' has become shorter while it was written.", exception.getMessage());
+    EXPECT_EQ(SOURCE_FILE, exception.getSourceFileName());
+    EXPECT_EQ(117, exception.getSourceLineNumber());
+}

@@ -189,3 +189,50 @@ TEST(FileOutputStreamTest, writtenFileReadsBack) {
     EXPECT_EQ(2u, input.readUInt32());
     EXPECT_TRUE(input.readsString("text"));
 }
+
+TEST(FileOutputStreamTest, whatWasWrittenCanBeReadBackOverwrittenAndCutOff) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.getPathOf("file");
+    std::string contents = makeContents(BUFFER_SIZE + 1000);
+    SystemCallFaults writes(Call::PWRITE);
+    writes.shortenTo(50000);
+    SystemCallFaults reads(Call::PREAD);
+    reads.shortenTo(70000);
+    FileOutputStream output(path, O_RDWR);
+    output.write(contents.data(), contents.size());
+    std::string read(contents.size() - 5, '\0');
+    output.readBack(5, read.data(), read.size());
+    EXPECT_TRUE(contents.substr(5) == read) << "what is still buffered too";
+    const std::string other(200000, 'x');
+    output.overwrite(100, other.data(), other.size());
+    contents.replace(100, other.size(), other);
+    output.overwrite(contents.size() - 2, "behind", 6);
+    contents.replace(contents.size() - 2, 6, "behind");
+    output.overwrite(0, nullptr, 0);
+    output.synchronize();
+    EXPECT_TRUE(contents == TemporaryDirectory::getContentsOf(path));
+    output.truncate(300);
+    output.close();
+    EXPECT_EQ(contents.substr(0, 300), TemporaryDirectory::getContentsOf(path));
+}
+
+TEST(FileOutputStreamTest, interruptedRewritesAreRepeated) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.getPathOf("file");
+    FileOutputStream output(path, O_RDWR);
+    output.write("contents", 8);
+    SystemCallFaults writes(Call::PWRITE);
+    SystemCallFaults reads(Call::PREAD);
+    SystemCallFaults cuts(Call::FTRUNCATE);
+    for (SystemCallFaults* const faults : {&writes, &reads, &cuts})
+        faults->failAfter(0, EINTR, Duration::ONCE);
+    output.overwrite(0, "C", 1);
+    std::string read(8, '\0');
+    output.readBack(0, read.data(), read.size());
+    output.truncate(3);
+    output.close();
+    EXPECT_EQ("Contents", read);
+    EXPECT_EQ("Con", TemporaryDirectory::getContentsOf(path));
+    for (const SystemCallFaults* const faults : {&writes, &reads, &cuts})
+        EXPECT_EQ(1u, faults->getNumberOfFailures());
+}
