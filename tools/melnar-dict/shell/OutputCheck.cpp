@@ -49,11 +49,13 @@ OutputCheck::OutputCheck(const std::string& outputName, const bool isForced)
     m_targetName = target.getName();
     m_folderName = target.getFolderName();
     m_temporaryFileName = AtomicFileOutputStream::getTemporaryFileNameOf(target);
+    m_replacedFileName = AtomicFileOutputStream::getReplacedFileNameOf(target);
     m_lockFileName = FileLock::getLockFileNameOf(target);
     m_output = FileIdentity::ofName(outputName);
     const std::string output = "the output '" + outputName + "'";
     for (const auto& [fileName, description] : {std::pair(target.getName(), output),
                                                 {m_temporaryFileName, "the temporary file of " + output},
+                                                {m_replacedFileName, "the place of the replaced file of " + output},
                                                 {m_lockFileName, "the lock file of " + output}})
         if (const std::optional<FileIdentity> identity = FileIdentity::ofName(fileName))
             m_files.emplace_back(*identity, description);
@@ -85,7 +87,7 @@ void OutputCheck::refuseOutput(const std::string& outputName) const {
     const std::string targetName = TargetFile(outputName).getName();
     const std::optional<FileIdentity> identity = FileIdentity::ofName(outputName);
     if ((identity && identity == m_output) || targetName == m_targetName || targetName == m_temporaryFileName ||
-        targetName == m_lockFileName)
+        targetName == m_replacedFileName || targetName == m_lockFileName)
         throw ToolFailure(ExitCode::USAGE, "'" + outputName + "' is also the output '" + m_outputName +
                                                "', or a file that writing it makes");
 }

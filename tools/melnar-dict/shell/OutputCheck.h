@@ -54,6 +54,7 @@ private:
     std::string m_targetName;
     std::string m_folderName;
     std::string m_temporaryFileName;
+    std::string m_replacedFileName;
     std::string m_lockFileName;
     std::optional<FileIdentity> m_output;                      // nothing when there is no such file yet
     std::vector<std::pair<FileIdentity, std::string>> m_files; // what writing destroys, and how messages call it

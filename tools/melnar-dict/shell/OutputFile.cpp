@@ -1,28 +1,25 @@
 #include "tools/melnar-dict/shell/OutputFile.h"
 
-#include "tools/melnar-dict/shell/Interruption.h"
-
-namespace {
-
-/// Makes an interruption forget the temporary file at the end of a delay in which the file goes.
-void close(std::optional<AtomicFileOutputStream>& stream, InterruptionDelay& delay) noexcept {
-    stream.reset();
-    delay.forgetTemporaryFile(TemporaryFile::OUTPUT);
-}
-
-} // namespace
-
-OutputFile::OutputFile(OutputLock& lock) {
+OutputFile::OutputFile(OutputLock& lock) : m_output(lock.getOutput()) {
     InterruptionDelay delay;
     m_stream.emplace(lock.get());
-    delay.setTemporaryFile(TemporaryFile::OUTPUT, m_stream->getTemporaryFileName());
+    delay.setTemporaryFile(getKind(), m_stream->getTemporaryFileName());
 }
 
 OutputFile::~OutputFile() {
     if (!m_stream)
         return;
     InterruptionDelay delay;
-    close(m_stream, delay);
+    close(delay);
+}
+
+TemporaryFile OutputFile::getKind() const noexcept {
+    return m_output == Output::FIRST ? TemporaryFile::OUTPUT : TemporaryFile::SECOND_OUTPUT;
+}
+
+void OutputFile::close(InterruptionDelay& delay) noexcept {
+    m_stream.reset();
+    delay.forgetTemporaryFile(getKind());
 }
 
 void OutputFile::commit() {
@@ -31,8 +28,33 @@ void OutputFile::commit() {
     try {
         m_stream->commit();
     } catch (...) {
-        close(m_stream, delay);
+        close(delay);
         throw;
     }
-    close(m_stream, delay);
+    close(delay);
+}
+
+void OutputFile::commitBoth(OutputFile& first, OutputFile& second) {
+    first.prepare();
+    second.prepare();
+    InterruptionDelay delay;
+    const auto closeBoth = [&] {
+        first.close(delay);
+        second.close(delay);
+    };
+    try {
+        first.m_stream->replace();
+        try {
+            second.m_stream->replace();
+        } catch (...) {
+            first.m_stream->takeBack();
+            throw;
+        }
+    } catch (...) {
+        closeBoth();
+        throw;
+    }
+    first.m_stream->keep();
+    second.m_stream->keep();
+    closeBoth();
 }

@@ -4,7 +4,16 @@
 #include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
-OutputLock::OutputLock(const std::string& fileName, const bool waits, std::ostream& errorOutput) {
+namespace {
+
+TemporaryFile getKind(const Output output) noexcept {
+    return output == Output::FIRST ? TemporaryFile::LOCK : TemporaryFile::SECOND_LOCK;
+}
+
+} // namespace
+
+OutputLock::OutputLock(const std::string& fileName, const bool waits, std::ostream& errorOutput, const Output output)
+    : m_output(output) {
     std::optional<InterruptionDelay> delay(std::in_place);
     m_lock.emplace(fileName, [&](const std::string& holder, const std::function<void()>& wait) {
         const std::string cause = "'" + fileName + "' is being written by " + holder;
@@ -15,11 +24,11 @@ OutputLock::OutputLock(const std::string& fileName, const bool waits, std::ostre
         wait();
         delay.emplace();
     });
-    delay->setTemporaryFile(TemporaryFile::LOCK, m_lock->getLockFileName());
+    delay->setTemporaryFile(getKind(m_output), m_lock->getLockFileName());
 }
 
 OutputLock::~OutputLock() {
     InterruptionDelay delay;
     m_lock.reset();
-    delay.forgetTemporaryFile(TemporaryFile::LOCK);
+    delay.forgetTemporaryFile(getKind(m_output));
 }

@@ -3,19 +3,25 @@
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/stream/FileLock.h"
 
+#include <cstdint>
 #include <optional>
 #include <ostream>
 #include <string>
 
-/// The lock of the file that a verb writes, taken before anything is read. An interruption leaves no lock file.
+/// The files that a verb may write at a time.
+enum class Output : uint8_t { FIRST, SECOND };
+
+/// The lock of a file that a verb writes, taken before anything is read. An interruption leaves no lock file.
 ///
-/// Limits  At most one at a time.
+/// Limits  At most one at a time for each output.
 /// Errors  Those of FileLock; when another process holds the lock, a ToolFailure with ExitCode::FAILURE that names it,
 ///         or with `waits` a line on `errorOutput` that does, and a wait until the lock is free.
 class OutputLock : private Unmovable {
 public:
-    OutputLock(const std::string& fileName, bool waits, std::ostream& errorOutput);
+    OutputLock(const std::string& fileName, bool waits, std::ostream& errorOutput, Output output = Output::FIRST);
     ~OutputLock();
+
+    Output getOutput() const noexcept { return m_output; }
 
     FileLock& get() noexcept { return *m_lock; }
 
@@ -23,5 +29,6 @@ public:
     const std::string& getTargetName() const noexcept { return m_lock->getTarget().getName(); }
 
 private:
+    const Output m_output;
     std::optional<FileLock> m_lock; // nothing only while it is taken and released
 };

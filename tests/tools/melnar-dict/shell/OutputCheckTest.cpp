@@ -116,7 +116,7 @@ TEST_F(OutputCheckTest, twoOutputsAreKnownByTheirPlacesWhetherTheyAreThereOrNot)
             ASSERT_EQ(0, ::link(m_path.c_str(), hardLink.c_str()));
         }
         const OutputCheck check(m_path, true);
-        for (const std::string& other : {m_path, link, m_path + ".saving", m_path + ".lock"})
+        for (const std::string& other : {m_path, link, m_path + ".saving", m_path + ".replaced", m_path + ".lock"})
             EXPECT_EQ("'" + other + "' is also the output '" + m_path + "', or a file that writing it makes",
                       getRefusal(ExitCode::USAGE, [&] { check.refuseOutput(other); }));
         EXPECT_NO_THROW(check.refuseOutput(m_directory.getPathOf("other")));

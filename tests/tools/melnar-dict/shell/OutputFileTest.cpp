@@ -1,0 +1,219 @@
+#include "tools/melnar-dict/shell/OutputFile.h"
+
+#include "Engine/core/platform/SystemCallException.h"
+#include "tests/support/CaughtException.h"
+#include "tests/support/FileOperationObserver.h"
+#include "tests/support/SystemCallFaults.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <optional>
+#include <sstream>
+#include <string>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using Call = SystemCallFaults::Call;
+using Duration = SystemCallFaults::Duration;
+
+/// Two files that are written together.
+class OutputFileTest : public testing::Test {
+protected:
+    std::string getPath(const size_t index) const { return m_directory.getPathOf(index == 0 ? "first" : "second"); }
+
+    void makeOldFiles(const bool areThere) const {
+        for (const size_t index : {0u, 1u}) {
+            std::filesystem::remove(getPath(index));
+            if (areThere)
+                m_directory.addFile(index == 0 ? "first" : "second", "old");
+        }
+    }
+
+    void writeBoth() const {
+        std::ostringstream errorOutput;
+        OutputLock firstLock(getPath(0), false, errorOutput, Output::FIRST);
+        OutputLock secondLock(getPath(1), false, errorOutput, Output::SECOND);
+        OutputFile first(firstLock);
+        OutputFile second(secondLock);
+        first.getStream().write("new", 3);
+        second.getStream().write("new", 3);
+        OutputFile::commitBoth(first, second);
+    }
+
+    /// What both files hold, or that they differ; nothing else must be there.
+    std::string getState(const bool wereThere) const {
+        std::string state;
+        for (const size_t index : {0u, 1u}) {
+            const std::string contents = std::filesystem::exists(getPath(index))
+                                             ? TemporaryDirectory::getContentsOf(getPath(index))
+                                             : std::string(wereThere ? "missing" : "old");
+            state = index == 0 || state == contents ? contents : state + " and " + contents;
+            for (const char* const suffix : {".saving", ".lock", ".replaced"})
+                if (std::filesystem::exists(getPath(index) + suffix))
+                    state += suffix;
+        }
+        return state;
+    }
+
+    const TemporaryDirectory m_directory;
+};
+
+TEST_F(OutputFileTest, bothFilesAppearOrAreReplaced) {
+    for (const bool areThere : {false, true})
+        for (const bool isExchanged : {false, true}) {
+            makeOldFiles(areThere);
+            std::optional<SystemCallFaults> exchanges;
+            if (!isExchanged)
+                exchanges.emplace(Call::RENAMEAT2).failAfter(0, EINVAL, Duration::FOR_GOOD);
+            writeBoth();
+            EXPECT_EQ("new", getState(areThere));
+        }
+}
+
+TEST_F(OutputFileTest, whatALeftWriterKeptIsReplaced) {
+    makeOldFiles(true);
+    m_directory.addFile("first.replaced", "left");
+    SystemCallFaults exchanges(Call::RENAMEAT2);
+    exchanges.failAfter(0, EINVAL, Duration::FOR_GOOD);
+    writeBoth();
+    EXPECT_EQ("new", getState(true));
+}
+
+/// Every call fails once, in turn, with old files and without, on file systems that exchange files and others.
+TEST_F(OutputFileTest, afterAFailureBothAreOldOrBothAreNew) {
+    for (const Call call :
+         {Call::WRITE, Call::FSYNC, Call::CLOSE, Call::RENAMEAT2, Call::RENAME, Call::LINK, Call::OPEN, Call::FCHMOD})
+        for (const bool areThere : {false, true})
+            for (const bool isExchanged : {false, true}) {
+                if (call == Call::RENAMEAT2 && !isExchanged)
+                    continue;
+                std::optional<SystemCallFaults> exchanges;
+                if (!isExchanged)
+                    exchanges.emplace(Call::RENAMEAT2).failAfter(0, EINVAL, Duration::FOR_GOOD);
+                size_t failures = 0;
+                for (size_t allowed = 0;; ++allowed) {
+                    makeOldFiles(areThere);
+                    SystemCallFaults faults(call);
+                    faults.failAfter(allowed, EIO, Duration::ONCE);
+                    bool hasFailed = false;
+                    try {
+                        writeBoth();
+                    } catch (const MelnarException&) {
+                        hasFailed = true;
+                        ++failures;
+                    }
+                    EXPECT_EQ(hasFailed ? "old" : "new", getState(areThere))
+                        << "call " << static_cast<int>(call) << ", " << allowed << " allowed";
+                    if (faults.getNumberOfFailures() == 0)
+                        break;
+                }
+                const bool mayFail = call == Call::RENAMEAT2 ? false
+                                     : call == Call::RENAME  ? !areThere || !isExchanged
+                                     : call == Call::LINK    ? !areThere || !isExchanged
+                                     : call == Call::FCHMOD  ? areThere
+                                                             : true;
+                EXPECT_EQ(mayFail, failures != 0) << "call " << static_cast<int>(call);
+            }
+}
+
+TEST_F(OutputFileTest, anOldFileThatCannotBePutBackIsNamed) {
+    for (const bool areThere : {false, true}) {
+        makeOldFiles(areThere);
+        SystemCallFaults flushes(Call::FSYNC);
+        flushes.failAfter(2, EIO, Duration::FOR_GOOD); // of the folder, after both files
+        SystemCallFaults renames(Call::RENAME);
+        SystemCallFaults removals(Call::UNLINK);
+        if (areThere)
+            renames.failAfter(0, EACCES, Duration::FOR_GOOD);
+        else
+            removals.failAfter(0, EACCES, Duration::FOR_GOOD);
+        const auto exception = catchException<SystemCallException>([&] { writeBoth(); });
+        EXPECT_EQ("Engine/core/platform/stream/AtomicFileOutputStream", exception.getSourceFileName());
+        EXPECT_EQ(areThere ? 146 : 150, exception.getSourceLineNumber());
+        EXPECT_EQ(0u, exception.getMessage().find(
+                          areThere ? "File '" + getPath(0) + "' has been replaced; cannot put the old one, '" +
+                                         getPath(0) + ".saving', back."
+                                   : "Cannot remove file '" + getPath(0) + "', which should not be there."))
+            << exception.getMessage();
+        if (areThere) {
+            EXPECT_EQ("old", TemporaryDirectory::getContentsOf(getPath(0) + ".saving")) << "it is not lost";
+        }
+        std::filesystem::remove(getPath(0) + ".saving");
+        std::filesystem::remove(getPath(0) + ".lock");
+        std::filesystem::remove(getPath(1) + ".lock");
+        std::filesystem::remove(getPath(1) + ".saving");
+    }
+}
+
+TEST_F(OutputFileTest, whereNeitherExchangeNorLinkWorksTheOldFilesStay) {
+    makeOldFiles(true);
+    SystemCallFaults exchanges(Call::RENAMEAT2);
+    exchanges.failAfter(0, EINVAL, Duration::FOR_GOOD);
+    SystemCallFaults links(Call::LINK);
+    links.failAfter(0, EPERM, Duration::FOR_GOOD);
+    const auto exception = catchException<SystemCallException>([&] { writeBoth(); });
+    EXPECT_EQ(131, exception.getSourceLineNumber());
+    EXPECT_EQ(0u, exception.getMessage().find("Cannot keep file '" + getPath(0) + "' as '" + getPath(0) +
+                                              ".replaced' until it is replaced."))
+        << exception.getMessage();
+    EXPECT_EQ("old", getState(true));
+}
+
+/// Interrupts this process after so many operations on files.
+class Interrupter : public FileOperationObserver {
+public:
+    explicit Interrupter(const size_t operations) : m_operations(operations) {}
+
+    void opened(const char*, int, int) override { happened(); }
+    void written(int, const void*, size_t) override { happened(); }
+    void synchronized(int) override { happened(); }
+    void renamed(const char*, const char*) override { happened(); }
+    void unlinked(const char*) override { happened(); }
+
+private:
+    void happened() {
+        if (m_operations-- == 0)
+            ::kill(::getpid(), SIGTERM);
+    }
+
+    size_t m_operations;
+};
+
+TEST_F(OutputFileTest, anInterruptionLeavesBothNewOrBothOldAndNothingElse) {
+    for (const bool areThere : {false, true})
+        for (const bool isExchanged : {false, true}) {
+            size_t interruptions = 0;
+            size_t interruptionsWithNewFiles = 0;
+            for (bool isInterrupted = true; isInterrupted; ++interruptions) {
+                makeOldFiles(areThere);
+                const pid_t child = ::fork();
+                if (child == 0) {
+                    exitCleanlyWhenInterrupted();
+                    std::optional<SystemCallFaults> exchanges;
+                    if (!isExchanged)
+                        exchanges.emplace(Call::RENAMEAT2).failAfter(0, EINVAL, Duration::FOR_GOOD);
+                    const Interrupter interrupter(interruptions);
+                    writeBoth();
+                    ::_exit(0);
+                }
+                int status = 0;
+                ASSERT_EQ(child, ::waitpid(child, &status, 0));
+                ASSERT_TRUE(WIFEXITED(status));
+                isInterrupted = WEXITSTATUS(status) == 128 + SIGTERM;
+                const std::string state = getState(areThere);
+                EXPECT_TRUE(state == "new" || (isInterrupted && state == "old")) << state << " after " << interruptions;
+                interruptionsWithNewFiles += isInterrupted && state == "new";
+            }
+            EXPECT_GT(interruptions, 10u);
+            EXPECT_GT(interruptionsWithNewFiles, 2u);
+        }
+}
+
+} // namespace
