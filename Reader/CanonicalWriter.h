@@ -23,11 +23,11 @@ void appendTerm(const Term& term, std::string& output, Tags tags = Tags::LOWER_C
 /// Appends a text as it stands between the quotes of a literal.
 void appendEscaped(std::string_view text, std::string& output);
 
-/// Appends a line for which `appendPart(term, isObject)` appends the terms that are no triple terms. Triple terms are
-/// objects, so that all their closing brackets stand together.
+/// Appends the terms of a triple, of which `appendPart(term, isObject)` appends those that are no triple terms. Triple
+/// terms are objects, so that all their closing brackets stand together.
 template<class AppendPart>
-void appendStatementOf(const Statement& statement, std::string& output, const AppendPart& appendPart) {
-    const Triple* triple = &statement;
+void appendTripleOf(const Triple& outermost, std::string& output, const AppendPart& appendPart) {
+    const Triple* triple = &outermost;
     size_t depth = 0;
     for (;; triple = triple->m_object.m_triple, ++depth) {
         appendPart(triple->m_subject, false);
@@ -41,6 +41,12 @@ void appendStatementOf(const Statement& statement, std::string& output, const Ap
     appendPart(triple->m_object, true);
     while (depth-- != 0)
         output += " )>>";
+}
+
+/// Appends a line in the same way.
+template<class AppendPart>
+void appendStatementOf(const Statement& statement, std::string& output, const AppendPart& appendPart) {
+    appendTripleOf(statement, output, appendPart);
     if (statement.m_graph.m_kind != TermKind::NONE) {
         output += ' ';
         appendPart(statement.m_graph, false);
