@@ -18,15 +18,15 @@ TERMS = "Engine/core/data-store/terms"
 DATA_STORE = "Engine/core/data-store"
 READER = "Reader"
 TOOL = "tools/melnar-dict"
-SHELL, INPUT, PIECES, THREADS, SAVED, LOAD, REWRITE = (
-    f"{TOOL}/{room}" for room in ("shell", "input", "pieces", "threads", "saved", "load", "rewrite"))
+SHELL, INPUT, PIECES, THREADS, SAVED, ROWS, LOAD, REWRITE = (
+    f"{TOOL}/{room}" for room in ("shell", "input", "pieces", "threads", "saved", "rows", "load", "rewrite"))
 MANUAL = "tools/melnar-dict-manual"
 TEST_SUPPORT = "tests/support"
 BENCHMARKS = "benchmarks"
 
 ENGINE_LAYERS = {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, TERMS, DATA_STORE}
 LIBRARIES = ENGINE_LAYERS | {READER}
-TOOL_LAYERS = {TOOL, SHELL, INPUT, PIECES, THREADS, SAVED, LOAD, REWRITE}
+TOOL_LAYERS = {TOOL, SHELL, INPUT, PIECES, THREADS, SAVED, ROWS, LOAD, REWRITE}
 
 # From layer to the layers that it may include beside itself. Errors print themselves to a stream and streams throw
 # errors, so those two are one layer in two folders.
@@ -44,8 +44,9 @@ MAY_INCLUDE = {
     PIECES: LIBRARIES | {SHELL, INPUT},
     THREADS: LIBRARIES | {SHELL, INPUT, PIECES},
     SAVED: LIBRARIES | {SHELL, INPUT, PIECES, THREADS},
-    LOAD: LIBRARIES | {SHELL, INPUT, PIECES, THREADS, SAVED},
-    REWRITE: LIBRARIES | {SHELL, INPUT, PIECES, THREADS, SAVED},
+    ROWS: LIBRARIES | {SHELL, INPUT, PIECES, THREADS, SAVED},
+    LOAD: LIBRARIES | {SHELL, INPUT, PIECES, THREADS, SAVED, ROWS},
+    REWRITE: LIBRARIES | {SHELL, INPUT, PIECES, THREADS, SAVED, ROWS},
     TOOL: LIBRARIES | TOOL_LAYERS,
     MANUAL: LIBRARIES | TOOL_LAYERS,
     TEST_SUPPORT: ENGINE_LAYERS,

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tools/melnar-dict/rewrite/DictionaryLine.h"
 #include "tools/melnar-dict/rewrite/StatementRewriter.h"
+#include "tools/melnar-dict/rows/DictionaryLine.h"
 
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
 

@@ -3,8 +3,8 @@
 #include "tools/melnar-dict/pieces/LiteralCollector.h"
 #include "tools/melnar-dict/pieces/LiteralRefusal.h"
 #include "tools/melnar-dict/pieces/LiteralText.h"
-#include "tools/melnar-dict/rewrite/DictionaryLine.h"
 #include "tools/melnar-dict/rewrite/LiteralIri.h"
+#include "tools/melnar-dict/rows/DictionaryLine.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 

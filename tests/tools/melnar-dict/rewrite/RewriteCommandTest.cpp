@@ -4,7 +4,7 @@
 #include "tests/tools/melnar-dict/ToolProcess.h"
 #include "tests/tools/melnar-dict/input/GzipText.h"
 #include "tests/tools/melnar-dict/input/PackedText.h"
-#include "tools/melnar-dict/rewrite/DictionaryLine.h"
+#include "tools/melnar-dict/rows/DictionaryLine.h"
 
 #include <gtest/gtest.h>
 

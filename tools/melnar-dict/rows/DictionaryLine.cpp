@@ -1,4 +1,4 @@
-#include "tools/melnar-dict/rewrite/DictionaryLine.h"
+#include "tools/melnar-dict/rows/DictionaryLine.h"
 
 #include "Engine/core/data-store/DictionaryHistory.h"
 

@@ -7,11 +7,12 @@
 
 class DictionaryHistory;
 
-/// The comment that an encoded file begins with. It names the dictionary whose IDs the file holds, so that no other one
-/// puts wrong literals in their place. Where encoded files were put one behind the other, each has its line.
+/// The comment that a file of IDs has: at the beginning of an encoded file, and behind what the header of a .npy tells. It
+/// names the dictionary that gave the IDs, so that no other one puts wrong terms in their place. Where encoded files were
+/// put one behind the other, each has its line.
 namespace DictionaryLine {
 
-/// The line for a dictionary as it was saved last, with its line end.
+/// The line for a dictionary as it was saved last, with its line end. The dictionary must have been saved.
 std::string make(const DictionaryHistory& history);
 
 /// A line that a dictionary refuses.

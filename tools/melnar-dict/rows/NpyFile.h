@@ -1,0 +1,60 @@
+#pragma once
+
+#include "tools/melnar-dict/rows/RowLayout.h"
+#include "tools/melnar-dict/shell/OutputFile.h"
+
+#include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/stream/OutputStream.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+class DictionaryHistory;
+
+/// A .npy with rows of IDs that is being written; docs/formats/id-rows.md describes its bytes. The header, which tells
+/// the number of rows and names the dictionary, comes last.
+///
+/// Ownership  Refers to the file, which the caller commits after `prepare`.
+/// Errors     Those of the file.
+class NpyFile : private Unmovable {
+public:
+    /// Begins the file, to which nothing has been written.
+    NpyFile(OutputFile& file, const RowLayout& layout);
+
+    /// Takes the rows, in the layout, until prepare.
+    OutputStream& getStream() noexcept { return m_rows; }
+
+    /// Completes the file, so that it is on the disk and only remains to be committed. The dictionary must have been
+    /// saved. With a final width of 4 bytes, IDs that were written with 8 are narrowed in their place; all must fit.
+    void prepare(const DictionaryHistory& history, size_t finalWidth);
+
+    /// The same without another width.
+    void prepare(const DictionaryHistory& history) { prepare(history, m_layout.m_idWidth); }
+
+private:
+    /// Counts what is written to the file.
+    class RowStream final : public OutputStream {
+    public:
+        explicit RowStream(OutputStream& output) : m_output(output) {}
+
+        const std::string& getName() const override { return m_output.getName(); }
+        void write(const void* const data, const size_t numberOfBytes) override {
+            m_output.write(data, numberOfBytes);
+            m_numberOfBytes += numberOfBytes;
+        }
+        void flush() override { m_output.flush(); }
+
+        uint64_t getNumberOfBytes() const noexcept { return m_numberOfBytes; }
+
+    private:
+        OutputStream& m_output;
+        uint64_t m_numberOfBytes = 0;
+    };
+
+    void narrow();
+
+    OutputFile& m_file;
+    RowLayout m_layout;
+    RowStream m_rows;
+};
