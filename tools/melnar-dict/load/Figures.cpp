@@ -8,7 +8,7 @@ std::string toTable(const Figures& figures) {
     std::string text;
     for (const Figure& figure : figures) {
         char line[600];
-        std::snprintf(line, sizeof line, "%-26s %14s\n", figure.m_name, figure.m_value.c_str());
+        std::snprintf(line, sizeof line, "%-28s %12s\n", figure.m_name, figure.m_value.c_str());
         text += line;
     }
     return text;

@@ -1,11 +1,17 @@
 #include "tools/melnar-dict/load/FileLoader.h"
 
 #include "tools/melnar-dict/load/LiteralResolver.h"
+#include "tools/melnar-dict/load/TermCollector.h"
 #include "tools/melnar-dict/pieces/LiteralCollector.h"
 
+#include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/data-store/dictionary/ResourceValue.h"
+#include "Engine/core/data-store/terms/TermFamily.h"
 
+#include <algorithm>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -27,8 +33,41 @@ private:
 } // namespace
 
 FileLoader::FileLoader(Dictionary& dictionary, InputJournal& journal, Settings settings)
-    : m_dictionary(dictionary), m_isLenient(settings.m_isLenient), m_pass(journal, std::move(settings)) {}
+    : m_dictionary(dictionary), m_isLenient(settings.m_isLenient), m_blankNodes(BlankNodeScope::Mode::SHARED),
+      m_document(1), m_pass(journal, std::move(settings)) {}
+
+FileLoader::FileLoader(Dictionary& dictionary, InputJournal& journal, Settings settings, const TermSettings& terms)
+    : m_dictionary(dictionary), m_isLenient(settings.m_isLenient), m_blankNodes(terms.m_blankNodes),
+      m_document(terms.m_firstDocument), m_pass(journal, std::move(settings)) {
+    m_resolver.emplace(m_dictionary,
+                       TermResolver::Settings{m_isLenient, terms.m_order, terms.m_rowStream, terms.m_rowLayout});
+}
 
 void FileLoader::load(const std::string& fileName, const RdfFormat format) {
-    m_pass.read(fileName, format, [this] { return std::make_unique<ResolvingCollector>(m_dictionary, m_isLenient); });
+    if (!m_resolver) {
+        m_pass.read(fileName, format,
+                    [this] { return std::make_unique<ResolvingCollector>(m_dictionary, m_isLenient); });
+        return;
+    }
+    m_resolver->startFile();
+    m_pass.read(fileName, format, [this] { return std::make_unique<TermCollector>(*m_resolver, m_document); });
+    if (m_blankNodes == BlankNodeScope::Mode::DOCUMENTS)
+        ++m_document;
+}
+
+uint64_t FileLoader::getNextDocument(const Dictionary& dictionary) {
+    if (!dictionary.mayHaveResources(D_BLANK_NODE))
+        return 1;
+    uint64_t document = 0;
+    dictionary.forEachResource([&document](uint64_t, const ResourceValue& value) {
+        if (value.m_datatypeID != D_BLANK_NODE)
+            return;
+        // What says the document may be the part that many labels share.
+        const std::string_view label =
+            value.m_auxiliaryDataSize == 0
+                ? std::string_view(reinterpret_cast<const char*>(value.m_data), value.m_dataSize - 1)
+                : std::string_view(reinterpret_cast<const char*>(value.m_auxiliaryData), value.m_auxiliaryDataSize);
+        document = std::max(document, BlankNodeScope::getDocument(label));
+    });
+    return document + 1;
 }

@@ -1,14 +1,18 @@
 #pragma once
 
+#include "tools/melnar-dict/load/TermResolver.h"
+#include "tools/melnar-dict/pieces/BlankNodeScope.h"
 #include "tools/melnar-dict/threads/FilePass.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 class Dictionary;
 
-/// Brings the string literals of files into a dictionary, with several threads.
+/// Brings the terms of files into a dictionary, or string literals alone, with several threads.
 ///
-/// Every thread resolves the literals of the blocks that it has parsed. Of Turtle and TriG a block has nothing to resolve
+/// Every thread resolves the terms of the blocks that it has parsed. Of Turtle and TriG a block has nothing to resolve
 /// until it is certain what it means.
 ///
 /// Ownership  Refers to a dictionary and a journal that outlive it.
@@ -18,13 +22,33 @@ class FileLoader {
 public:
     using Settings = FilePass::Settings;
 
+    /// How terms that are no string literals are loaded.
+    struct TermSettings {
+        TermResolver::Order m_order = TermResolver::Order::INPUT;
+        OutputStream* m_rowStream = nullptr; // takes a row of IDs for each statement, if it is there
+        RowLayout m_rowLayout{};
+        BlankNodeScope::Mode m_blankNodes = BlankNodeScope::Mode::DOCUMENTS;
+        uint64_t m_firstDocument = 1; // the number of the first file that is loaded
+    };
+
+    /// Loads string literals alone.
     FileLoader(Dictionary& dictionary, InputJournal& journal, Settings settings);
+
+    /// Loads all terms.
+    FileLoader(Dictionary& dictionary, InputJournal& journal, Settings settings, const TermSettings& terms);
 
     /// Loads a file, "-" being standard input, up to its end or to where the journal stops.
     void load(const std::string& fileName, RdfFormat format);
 
+    /// The number of the first file that is added to a dictionary: one that no blank node of the dictionary belongs to.
+    /// Walks all resources.
+    static uint64_t getNextDocument(const Dictionary& dictionary);
+
 private:
     Dictionary& m_dictionary;
     const bool m_isLenient;
+    const BlankNodeScope::Mode m_blankNodes;
+    uint64_t m_document;
     FilePass m_pass;
+    std::optional<TermResolver> m_resolver; // nothing for string literals alone
 };

@@ -15,35 +15,37 @@ namespace {
 // Enough for the dictionary to work at full speed; at a limit of the dictionary each entry becomes a failure.
 constexpr size_t LITERALS_OF_A_GROUP = 2048;
 
-/// Adds what was refused in the entries from `begin` on to the errors of the piece; throws what went wrong otherwise.
-void addErrors(const std::vector<BatchFailure>& failures, const size_t begin, ParsedPiece& piece) {
-    for (const BatchFailure& failure : failures) {
-        const size_t index = begin + failure.m_entryIndex;
-        piece.m_errors.push_back(
-            {piece.m_literals.getLine(index), ExitCode::BAD_DATA, causeOfRefusal(failure), 0, index});
-    }
-}
-
-void resolveUntilError(Dictionary& dictionary, DictionaryThread& thread, const bool lenient, ParsedPiece& piece) {
-    const std::span<BatchEntry> entries = piece.m_literals.getEntries();
+void resolveUntilError(Dictionary& dictionary, DictionaryThread& thread, const bool lenient,
+                       const std::span<BatchEntry> entries, const std::span<const size_t> indexes, ParsedPiece& piece) {
     std::vector<BatchFailure> failures;
     for (size_t begin = 0; begin < entries.size() && (lenient || failures.empty()); begin += LITERALS_OF_A_GROUP) {
         failures.clear();
         dictionary.resolveResources(
             thread, entries.subspan(begin, std::min(LITERALS_OF_A_GROUP, entries.size() - begin)), failures);
-        addErrors(failures, begin, piece);
+        for (const BatchFailure& failure : failures) {
+            const size_t number = begin + failure.m_entryIndex;
+            const size_t index = indexes.empty() ? number : indexes[number];
+            // Throws what went wrong otherwise.
+            piece.m_errors.push_back(
+                {piece.m_literals.getLine(index), ExitCode::BAD_DATA, causeOfRefusal(failure), 0, index});
+        }
     }
 }
 
 } // namespace
 
-void resolveLiterals(Dictionary& dictionary, DictionaryThread& thread, const bool lenient, ParsedPiece& piece) {
+void resolveEntries(Dictionary& dictionary, DictionaryThread& thread, const bool lenient,
+                    const std::span<BatchEntry> entries, const std::span<const size_t> indexes, ParsedPiece& piece) {
     try {
-        resolveUntilError(dictionary, thread, lenient, piece);
+        resolveUntilError(dictionary, thread, lenient, entries, indexes, piece);
     } catch (...) {
         piece.m_errors.push_back(inputErrorOfCurrentException());
     }
     std::stable_sort(piece.m_errors.begin(), piece.m_errors.end(), [](const InputError& left, const InputError& right) {
         return left.m_literalsBefore < right.m_literalsBefore;
     });
+}
+
+void resolveLiterals(Dictionary& dictionary, DictionaryThread& thread, const bool lenient, ParsedPiece& piece) {
+    resolveEntries(dictionary, thread, lenient, piece.m_literals.getEntries(), {}, piece);
 }

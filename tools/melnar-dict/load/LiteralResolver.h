@@ -2,12 +2,22 @@
 
 #include "tools/melnar-dict/pieces/ParsedPiece.h"
 
+#include "Engine/core/data-store/dictionary/BatchEntry.h"
+
+#include <cstddef>
+#include <span>
+
 class Dictionary;
 class DictionaryThread;
 
-/// Resolves the literals of a piece in the order of the file. A literal that the dictionary refuses becomes an error of
-/// the piece; unless lenient, not many more are resolved then. Then brings the piece's errors into the order of the file.
+/// Resolves terms of a piece, in their order. `indexes` tells which of the piece's batch they are; empty, they are all of
+/// it. A term that the dictionary refuses becomes an error of the piece; unless lenient, not many more are resolved then.
+/// Then brings the piece's errors into the order of the file.
 ///
-/// Threads  Any number at once, each with a piece and a DictionaryThread of its own.
+/// Threads  Any number concurrently, each with a piece and a DictionaryThread of its own.
 /// Errors   None: what else goes wrong becomes the last error of the piece.
+void resolveEntries(Dictionary& dictionary, DictionaryThread& thread, bool lenient, std::span<BatchEntry> entries,
+                    std::span<const size_t> indexes, ParsedPiece& piece);
+
+/// Resolves all of a piece's batch so.
 void resolveLiterals(Dictionary& dictionary, DictionaryThread& thread, bool lenient, ParsedPiece& piece);

@@ -3,12 +3,14 @@
 #include "tools/melnar-dict/input/PackedFormat.h"
 #include "tools/melnar-dict/load/FileLoader.h"
 #include "tools/melnar-dict/load/LoadReport.h"
+#include "tools/melnar-dict/load/RowOutput.h"
 #include "tools/melnar-dict/pieces/InputJournal.h"
 #include "tools/melnar-dict/saved/OpenDictionary.h"
 #include "tools/melnar-dict/saved/SaveDictionary.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/OutputLock.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
+#include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/threads/ProgressReporter.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -32,8 +34,9 @@ LoadReport makeReport(const Dictionary& dictionary, const InputJournal& journal,
     report.m_counts = journal.getCounts();
     report.m_errors = journal.getNumberOfErrors();
     dictionary.forEachResource([&report](uint64_t, const ResourceValue& value) {
-        ++(value.m_datatypeID == D_XSD_STRING ? report.m_distinctStrings : report.m_distinctPlainLiterals);
-        report.m_textBytes += value.m_dataSize - 1;
+        ++report.m_distinct[value.m_datatypeID];
+        const bool isString = value.m_datatypeID == D_XSD_STRING || value.m_datatypeID == D_RDF_PLAIN_LITERAL;
+        (isString ? report.m_textBytes : report.m_otherTextBytes) += value.m_dataSize - 1 + value.m_auxiliaryDataSize;
     });
     report.m_memoryBytes = dictionary.getMemoryInUse();
     report.m_seconds = seconds;
@@ -71,17 +74,32 @@ bool checkOutput(const LoadOptions& options) {
     return isInPlace;
 }
 
-/// Refuses a file for what is skipped that would destroy something.
-void checkRejectedFile(const LoadOptions& options) {
-    refusePackedOutput(options.m_rejectedName);
-    const OutputCheck check(options.m_rejectedName, options.m_output.m_isForced);
+/// Refuses another output than the dictionary that would destroy something.
+void checkOtherOutput(const LoadOptions& options, const std::string& outputName) {
+    refusePackedOutput(outputName);
+    const OutputCheck check(outputName, options.m_output.m_isForced);
     for (const auto& [fileName, format] : options.m_files)
         check.refuseInput(fileName);
     if (!options.m_intoName.empty())
         check.refuseInput(options.m_intoName);
     if (!options.m_output.m_outputName.empty())
-        OutputCheck(options.m_output.m_outputName, options.m_output.m_isForced).refuseOutput(options.m_rejectedName);
+        OutputCheck(options.m_output.m_outputName, options.m_output.m_isForced).refuseOutput(outputName);
     check.refuseDictionary();
+}
+
+/// Refuses what is skipped and rows that would destroy something, or each other.
+void checkOtherOutputs(const LoadOptions& options) {
+    const bool hasRejectedFile = !options.m_rejectedName.empty();
+    const bool hasIdFile = !options.m_idsName.empty() && options.m_idsName != STANDARD_STREAM;
+    if (hasRejectedFile)
+        checkOtherOutput(options, options.m_rejectedName);
+    if (hasIdFile)
+        checkOtherOutput(options, options.m_idsName);
+    if (hasRejectedFile && hasIdFile)
+        OutputCheck(options.m_idsName, options.m_output.m_isForced).refuseOutput(options.m_rejectedName);
+    if (options.m_idsName == STANDARD_STREAM)
+        for (const auto& [fileName, format] : options.m_files)
+            OutputCheck::ofStandardOutput().refuseInput(fileName);
 }
 
 std::unique_ptr<Dictionary> openDictionary(const LoadOptions& options, const std::string& intoName,
@@ -96,34 +114,62 @@ std::unique_ptr<Dictionary> openDictionary(const LoadOptions& options, const std
 }
 
 /// Loads all files, unless the journal stops.
-void loadFiles(const LoadOptions& options, Dictionary& dictionary, InputJournal& journal, MessageOutput& messages) {
+void loadFiles(const LoadOptions& options, const FileLoader::TermSettings& terms, Dictionary& dictionary,
+               InputJournal& journal, MessageOutput& messages) {
     std::atomic<uint64_t> bytesRead = 0;
-    FileLoader loader(dictionary, journal,
-                      {options.m_numberOfThreads, options.m_isLenient, options.m_base, BlockReader::DEFAULT_BLOCK_SIZE,
-                       options.m_maximumLine, !options.m_rejectedName.empty(), options.m_version, &bytesRead});
+    const FileLoader::Settings reading{options.m_numberOfThreads,
+                                       options.m_isLenient,
+                                       options.m_base,
+                                       BlockReader::DEFAULT_BLOCK_SIZE,
+                                       options.m_maximumLine,
+                                       !options.m_rejectedName.empty(),
+                                       options.m_version,
+                                       &bytesRead};
+    std::optional<FileLoader> loader;
+    if (options.m_loadsOnlyStrings)
+        loader.emplace(dictionary, journal, reading);
+    else
+        loader.emplace(dictionary, journal, reading, terms);
     const uint64_t firstResourceID = dictionary.getNextResourceID();
-    const ProgressReporter progress(messages, options.m_feedback.getProgressMode(),
-                                    [&, totalBytes = getTotalBytes(options.m_files)]() -> ProgressFigures {
-                                        return {"loading",
-                                                bytesRead.load(std::memory_order_relaxed),
-                                                totalBytes,
-                                                {{journal.getLiteralsSoFar(), "literals"},
-                                                 {dictionary.getNextResourceID() - firstResourceID, "new distinct"}},
-                                                dictionary.getMemoryInUse()};
-                                    });
+    const ProgressReporter progress(
+        messages, options.m_feedback.getProgressMode(),
+        [&, totalBytes = getTotalBytes(options.m_files)]() -> ProgressFigures {
+            return {"loading",
+                    bytesRead.load(std::memory_order_relaxed),
+                    totalBytes,
+                    {options.m_loadsOnlyStrings ? ProgressFigures::Count{journal.getLiteralsSoFar(), "literals"}
+                                                : ProgressFigures::Count{journal.getStatementsSoFar(), "statements"},
+                     {dictionary.getNextResourceID() - firstResourceID, "new distinct"}},
+                    dictionary.getMemoryInUse()};
+        });
     for (const auto& [fileName, format] : options.m_files) {
-        loader.load(fileName, format);
+        loader->load(fileName, format);
         if (journal.isStopped())
             return;
     }
+}
+
+/// How terms are loaded; begins the rows, if there are any.
+FileLoader::TermSettings makeTermSettings(const LoadOptions& options, const Dictionary& dictionary,
+                                          std::optional<RowOutput>& rows) {
+    FileLoader::TermSettings terms;
+    terms.m_order = options.m_order.value_or(rows ? TermResolver::Order::INPUT : TermResolver::Order::ANY);
+    terms.m_blankNodes = options.m_blankNodes;
+    if (options.m_blankNodes == BlankNodeScope::Mode::DOCUMENTS)
+        terms.m_firstDocument = FileLoader::getNextDocument(dictionary);
+    if (rows) {
+        rows->open(dictionary);
+        terms.m_rowStream = &rows->getStream();
+        terms.m_rowLayout = rows->getLayout();
+    }
+    return terms;
 }
 
 } // namespace
 
 ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput) {
     const size_t dictionaryLimit = MemoryLimit::apply(options.m_memoryLimit, options.m_numberOfThreads);
-    if (!options.m_rejectedName.empty())
-        checkRejectedFile(options);
+    checkOtherOutputs(options);
     std::optional<OutputLock> lock;
     std::string intoName = options.m_intoName;
     if (!options.m_output.m_outputName.empty()) {
@@ -133,6 +179,11 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
         if (checkOutput(options)) // The file may have come or changed since.
             intoName = lock->getTargetName();
     }
+    std::optional<RowOutput> rows;
+    if (!options.m_idsName.empty()) {
+        rows.emplace(options, output, options.m_feedback.getNoteOutput(errorOutput));
+        checkOtherOutputs(options); // The file may have come or changed since.
+    }
     MessageOutput messages(errorOutput);
     const std::unique_ptr<Dictionary> ownedDictionary = openDictionary(options, intoName, dictionaryLimit, messages);
     Dictionary& dictionary = *ownedDictionary;
@@ -141,8 +192,9 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
         rejectedFile.emplace(options.m_rejectedName);
     InputJournal journal({options.m_isLenient, options.m_numberOfErrorsShown, options.m_feedback.m_isQuiet}, messages,
                          rejectedFile ? &*rejectedFile : nullptr);
+    const FileLoader::TermSettings terms = makeTermSettings(options, dictionary, rows);
     const auto start = std::chrono::steady_clock::now();
-    loadFiles(options, dictionary, journal, messages);
+    loadFiles(options, terms, dictionary, journal, messages);
     if (rejectedFile)
         rejectedFile->close();
     if (journal.isStopped()) {
@@ -160,8 +212,17 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
     if (lock) {
         const ProgressReporter progress(messages, options.m_feedback.getProgressMode(),
                                         "saving '" + toPrintable(options.m_output.m_outputName) + "'");
-        saveDictionary(dictionary, *lock);
+        if (rows)
+            rows->saveWith(dictionary, *lock);
+        else
+            saveDictionary(dictionary, *lock);
+        rows.reset();
         lock.reset();
+    }
+    if (options.m_idsName == STANDARD_STREAM) {
+        output.flush();
+        options.m_feedback.getNoteOutput(errorOutput) << report.get().toText();
+        return ExitCode::DONE;
     }
     std::vector<Lookup> lookups = options.m_lookups;
     for (Lookup& lookup : lookups)

@@ -1,24 +1,36 @@
 #include "tools/melnar-dict/load/LoadOptions.h"
 
+#include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 
 #include <limits>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
 constexpr const char* TEXT = R"(
-Reads RDF files, gives every distinct string literal in them a resource ID, and prints how much of what there was.
+Reads RDF files, gives every distinct term in them a resource ID, and prints how much of what there was. Terms are equal
+if they are written alike, escapes aside: "01" and "1" are two integers.
 
 A FILE is N-Triples (.nt), N-Quads (.nq), Turtle (.ttl) or TriG (.trig), plain or packed (.gz, .bz2, .xz or .zst behind
 that), or a folder with such files; "-" is standard input. Several are loaded into one dictionary, one after the other.
 
---query and --get may be repeated; each prints "ID<tab>literal" or "not found<tab>what was asked for".
+--ids also writes a row of IDs for every statement, in the order of the input: subject, predicate, object, and graph
+if there are graphs, 0 being the default graph. ROWS is a file as NumPy reads it (numpy.load). It appears together with
+the dictionary, and names it. On standard output, with "-", the rows come alone, without a header.
+
+In the order of the input, terms get their IDs from 1 in the order in which they first appear: statement by statement,
+and within one subject, predicate, object, graph. So IDs and files are the same with any number of threads.
+
+--query and --get may be repeated; each prints "ID<tab>term" or "not found<tab>what was asked for".
 
 The table counts statements as triples, quads too. String literals are objects: those without datatype and tag or with
 datatype xsd:string, and those with a tag or with datatype rdf:PlainLiteral. Other terms are all other subjects,
-predicates, objects and graph names, each time they occur. Bytes of text are those of the distinct literals.
+predicates, objects and graph names, each time they occur. Bytes of text are those of the distinct string literals.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -27,23 +39,52 @@ output failed, another process is writing the dictionary, or a limit was reached
 have been loaded, and atomically: until then the old file stays.
 )";
 
+/// Rows without their dictionary are numbers without a meaning; on standard output they are the user's business.
+void checkIds(const LoadOptions& options) {
+    if (options.m_idsName.empty())
+        return;
+    if (options.m_idsName != STANDARD_STREAM) {
+        if (options.m_output.m_outputName.empty())
+            throw ToolFailure(ExitCode::USAGE, "--ids needs -o or --into, to save the dictionary of the IDs");
+    } else if (options.m_asksForJson || !options.m_lookups.empty())
+        throw ToolFailure(ExitCode::USAGE,
+                          "--ids - goes with none of --json, --query and --get, which print to standard "
+                          "output, too");
+}
+
 } // namespace
 
 VerbDescription describeLoad(LoadOptions& options) {
     VerbDescription verb{
         "load",
-        "read RDF files and give their string literals resource IDs",
+        "read RDF files and give their terms resource IDs",
         TEXT,
         EXIT_CODES,
-        {{"load dump.nt.gz -o dump.dict", "Gives every literal of a dump an ID and saves the dictionary."},
+        {{"load dump.nt.gz -o dump.dict --ids dump.npy",
+          "Gives every term of a dump an ID, saves the dictionary, and the statements as rows of IDs."},
          {"load more.ttl --into dump.dict --query '\"Berlin\"@de'",
-          "Adds the literals of another file, and prints the ID of one."}}};
+          "Adds the terms of another file, and prints the ID of one."}}};
     addOutput(verb, OutputKind::FILE_ONLY, "DICTIONARY", "save the dictionary to this file",
               "replace a file that is not a dictionary, and do not estimate whether the disk has room",
               options.m_output);
     verb.addFile("--into", "DICTIONARY",
                  "add to this saved dictionary, whose IDs stay, and save it again, or to the file given with -o",
                  options.m_intoName);
+    verb.addText("--ids", "ROWS", "write the statements as rows of IDs to this file; one that exists is replaced",
+                 options.m_idsName);
+    verb.m_options.back().m_isFile = true;
+    verb.addChoice("--id-width", "BYTES", "bytes of an ID in the rows, 4 or 8 (default: 4 if all IDs fit)",
+                   options.m_idWidth, std::vector<std::pair<std::string, size_t>>{{"4", 4}, {"8", 8}});
+    verb.addFlag("--quads", "give the rows a column of graphs even if the input's formats have none",
+                 options.m_asksForGraphs);
+    verb.addChoice("--order", "ORDER",
+                   "give IDs in the order of the \"input\" (the default with --ids), or in \"any\" order, which may be "
+                   "faster",
+                   options.m_order,
+                   std::vector<std::pair<std::string, TermResolver::Order>>{{"input", TermResolver::Order::INPUT},
+                                                                            {"any", TermResolver::Order::ANY}});
+    verb.addFlag("--strings-only", "give IDs to string literals alone", options.m_loadsOnlyStrings);
+    BlankNodeScope::addMode(verb, options.m_blankNodes);
     addInputFiles(verb, InputFormats::ALL, options.m_files);
     addThreads(verb, options.m_numberOfThreads);
     addLenient(verb, options.m_isLenient);
@@ -58,12 +99,12 @@ VerbDescription describeLoad(LoadOptions& options) {
     addMemoryLimit(verb, options.m_memoryLimit);
     addMaximumLine(verb, options.m_maximumLine);
     verb.addNumber("--max-resources", "N",
-                   "distinct literals it may hold (default: 4294967293); a saved dictionary keeps its own",
+                   "distinct terms it may hold (default: 4294967293); a saved dictionary keeps its own",
                    options.m_maximumNumberOfResources, 1, Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES);
     addJson(verb, JsonLayout::DOCUMENT, options.m_asksForJson);
-    verb.addOption("--query", "LITERAL", "afterwards print the ID of a literal, given in Turtle syntax with its quotes",
+    verb.addOption("--query", "TERM", "afterwards print the ID of a term, given in Turtle syntax",
                    [&options](const std::string& value) { options.m_lookups.push_back(Lookup::ofLiteral(value)); });
-    verb.addOption("--get", "ID", "afterwards print the literal with this ID", [&options](const std::string& value) {
+    verb.addOption("--get", "ID", "afterwards print the term with this ID", [&options](const std::string& value) {
         options.m_lookups.push_back(Lookup::ofResourceID(
             VerbDescription::requireNumber("--get", value, 0, std::numeric_limits<uint64_t>::max())));
     });
@@ -72,8 +113,13 @@ VerbDescription describeLoad(LoadOptions& options) {
             throw ToolFailure(ExitCode::USAGE, "--max-resources is for a new dictionary, not one given with --into");
         if (!options.m_rejectedName.empty() && !options.m_isLenient)
             throw ToolFailure(ExitCode::USAGE, "--rejected needs --lenient, as without it nothing is skipped");
+        if (options.m_idsName.empty() && (options.m_idWidth || options.m_asksForGraphs))
+            throw ToolFailure(ExitCode::USAGE, "--id-width and --quads need --ids");
+        if (options.m_loadsOnlyStrings && (!options.m_idsName.empty() || options.m_order))
+            throw ToolFailure(ExitCode::USAGE, "--strings-only goes with neither --ids nor --order");
         if (options.m_output.m_outputName.empty())
             options.m_output.m_outputName = options.m_intoName;
+        checkIds(options);
     });
     return verb;
 }

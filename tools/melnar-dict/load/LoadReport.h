@@ -3,6 +3,7 @@
 #include "tools/melnar-dict/load/Lookup.h"
 #include "tools/melnar-dict/pieces/StatementCounts.h"
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -10,15 +11,17 @@
 /// What a load came to, in figures.
 struct LoadReport {
     StatementCounts m_counts;
-    uint64_t m_distinctStrings = 0;
-    uint64_t m_distinctPlainLiterals = 0;
+    std::array<uint64_t, 256> m_distinct{}; // terms in the dictionary, by datatype ID
     uint64_t m_errors = 0;
-    uint64_t m_textBytes = 0;   // of the distinct literals: text, and '@' and tag
-    uint64_t m_memoryBytes = 0; // that the dictionary has committed
+    uint64_t m_textBytes = 0;      // of the distinct string literals: text, and '@' and tag
+    uint64_t m_otherTextBytes = 0; // of the other distinct terms: their lexical forms
+    uint64_t m_memoryBytes = 0;    // that the dictionary has committed
     double m_seconds = 0;
 
     uint64_t getNumberOfLiterals() const noexcept { return m_counts.m_strings + m_counts.m_plainLiterals; }
+    uint64_t getNumberOfTerms() const noexcept { return getNumberOfLiterals() + m_counts.getNumberOfOtherTerms(); }
     double getLiteralsPerSecond() const noexcept;
+    double getTermsPerSecond() const noexcept;
 
     /// A table with a line a figure.
     std::string toText() const;

@@ -27,6 +27,25 @@ void appendLiteral(const Rdf::Term& literal, const LiteralKind kind, const uint6
         batch.append(literal.m_text, kind == LiteralKind::STRING ? D_XSD_STRING : D_RDF_PLAIN_LITERAL, line);
 }
 
+void countOtherTerm(const Rdf::Term& term, StatementCounts& counts) noexcept {
+    switch (term.m_kind) {
+    case Rdf::TermKind::NONE:
+        break;
+    case Rdf::TermKind::IRI:
+        ++counts.m_iris;
+        break;
+    case Rdf::TermKind::BLANK_NODE:
+        ++counts.m_blankNodes;
+        break;
+    case Rdf::TermKind::TRIPLE:
+        ++counts.m_tripleTerms;
+        break;
+    case Rdf::TermKind::LITERAL:
+        ++(term.m_direction == Rdf::Direction::NONE ? counts.m_otherLiterals : counts.m_directionalStrings);
+        break;
+    }
+}
+
 void collectStatement(const Rdf::Statement& statement, const uint64_t line, ParsedPiece& piece) {
     const Rdf::Term& object = innermostObject(statement);
     const LiteralKind kind = literalKindOf(object);
@@ -35,9 +54,11 @@ void collectStatement(const Rdf::Statement& statement, const uint64_t line, Pars
         ++(kind == LiteralKind::STRING ? piece.m_counts.m_strings : piece.m_counts.m_plainLiterals);
     }
     ++piece.m_counts.m_statements;
-    const bool isOther = kind == LiteralKind::OTHER || &object != &statement.m_object;
-    piece.m_counts.m_otherTerms +=
-        2u + (isOther ? 1u : 0u) + (statement.m_graph.m_kind != Rdf::TermKind::NONE ? 1u : 0u);
+    countOtherTerm(statement.m_subject, piece.m_counts);
+    countOtherTerm(statement.m_predicate, piece.m_counts);
+    countOtherTerm(statement.m_graph, piece.m_counts);
+    if (kind == LiteralKind::OTHER || &object != &statement.m_object)
+        countOtherTerm(statement.m_object, piece.m_counts);
 }
 
 InputError makeInputError(const Rdf::SyntaxError& error, const ParsedPiece& piece) {

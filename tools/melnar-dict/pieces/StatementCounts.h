@@ -2,18 +2,32 @@
 
 #include <cstdint>
 
-/// How much was read. A statement that stands twice counts twice.
+/// How much was read. A statement, or a term, that stands twice counts twice.
 struct StatementCounts {
     uint64_t m_statements = 0;
     uint64_t m_strings = 0;       // objects that are literals without tag and datatype, or of xsd:string
     uint64_t m_plainLiterals = 0; // objects that are literals with a tag, or of rdf:PlainLiteral
-    uint64_t m_otherTerms = 0;    // every other subject, predicate, object and graph
+
+    // All other subjects, predicates, objects and graphs.
+    uint64_t m_iris = 0;
+    uint64_t m_blankNodes = 0;
+    uint64_t m_otherLiterals = 0;
+    uint64_t m_directionalStrings = 0;
+    uint64_t m_tripleTerms = 0;
+
+    uint64_t getNumberOfOtherTerms() const noexcept {
+        return m_iris + m_blankNodes + m_otherLiterals + m_directionalStrings + m_tripleTerms;
+    }
 
     StatementCounts& operator+=(const StatementCounts& other) noexcept {
         m_statements += other.m_statements;
         m_strings += other.m_strings;
         m_plainLiterals += other.m_plainLiterals;
-        m_otherTerms += other.m_otherTerms;
+        m_iris += other.m_iris;
+        m_blankNodes += other.m_blankNodes;
+        m_otherLiterals += other.m_otherLiterals;
+        m_directionalStrings += other.m_directionalStrings;
+        m_tripleTerms += other.m_tripleTerms;
         return *this;
     }
 };

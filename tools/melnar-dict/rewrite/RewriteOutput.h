@@ -4,10 +4,9 @@
 #include "tools/melnar-dict/shell/OutputFile.h"
 #include "tools/melnar-dict/shell/OutputLock.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
-#include "tools/melnar-dict/shell/StandardOutput.h"
+#include "tools/melnar-dict/shell/StandardOutputStream.h"
 
 #include "Engine/core/platform/Unmovable.h"
-#include "Engine/core/platform/stream/OutputStream.h"
 
 #include <optional>
 #include <ostream>
@@ -31,22 +30,6 @@ public:
     ExitCode finish(ExitCode exitCode);
 
 private:
-    /// Lets the tool's standard output be written to like a file.
-    class StandardOutputStream final : public OutputStream {
-    public:
-        explicit StandardOutputStream(StandardOutput& output) : m_output(output) {}
-
-        const std::string& getName() const override { return m_name; }
-        void write(const void* const data, const size_t numberOfBytes) override {
-            m_output.write({static_cast<const char*>(data), numberOfBytes});
-        }
-        void flush() override { m_output.flush(); }
-
-    private:
-        const std::string m_name = "standard output";
-        StandardOutput& m_output;
-    };
-
     StandardOutputStream m_standardOutput;
     std::optional<OutputLock> m_lock; // nothing for standard output
     std::optional<OutputFile> m_file;

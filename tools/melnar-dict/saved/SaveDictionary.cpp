@@ -1,7 +1,5 @@
 #include "tools/melnar-dict/saved/SaveDictionary.h"
 
-#include "tools/melnar-dict/shell/OutputFile.h"
-
 #include "Engine/core/data-store/DictionaryFile.h"
 
 void saveDictionary(const Dictionary& dictionary, OutputLock& lock, const std::function<void()>& beforeReplacing) {
@@ -11,4 +9,12 @@ void saveDictionary(const Dictionary& dictionary, OutputLock& lock, const std::f
     if (beforeReplacing)
         beforeReplacing();
     file.commit();
+}
+
+void saveDictionary(const Dictionary& dictionary, OutputLock& lock, OutputFile& other,
+                    const std::function<void()>& completeOther) {
+    OutputFile file(lock);
+    DictionaryFile::write(dictionary, file.getStream());
+    completeOther();
+    OutputFile::commitBoth(other, file); // the dictionary last: without it, the other file means nothing
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tools/melnar-dict/shell/OutputFile.h"
 #include "tools/melnar-dict/shell/OutputLock.h"
 
 #include <functional>
@@ -11,3 +12,8 @@ class Dictionary;
 /// the old one stays.
 void saveDictionary(const Dictionary& dictionary, OutputLock& lock,
                     const std::function<void()>& beforeReplacing = nullptr);
+
+/// The same together with another file, so that both appear or neither; see OutputFile::commitBoth. `completeOther` is
+/// called when the dictionary's history tells what it is saved as.
+void saveDictionary(const Dictionary& dictionary, OutputLock& lock, OutputFile& other,
+                    const std::function<void()>& completeOther);

@@ -4,6 +4,7 @@
 #include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -94,6 +95,18 @@ std::string VerbDescription::getUsage() const {
     for (const Operand& operand : m_operands)
         usage += ' ' + operand.m_name + (operand.m_isRepeated ? "..." : "");
     return usage;
+}
+
+size_t VerbDescription::requireChoice(const std::string& option, const std::string& value,
+                                      const std::vector<std::string>& choices) {
+    const auto found = std::find(choices.begin(), choices.end(), value);
+    if (found == choices.end()) {
+        std::string expected;
+        for (const std::string& choice : choices)
+            expected += (expected.empty() ? "" : &choice == &choices.back() ? " or " : ", ") + choice;
+        refuseValue(option, expected, value);
+    }
+    return static_cast<size_t>(found - choices.begin());
 }
 
 uint64_t VerbDescription::requireNumber(const std::string& option, const std::string& value, const uint64_t minimum,

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// The command line of a verb: reading the arguments, --help, the manual page and completions all come from here.
@@ -81,6 +82,19 @@ struct VerbDescription {
         });
     }
 
+    /// One of a few words, each of which means a value. The variable may be an optional one.
+    template<class Variable, class Value>
+    void addChoice(const std::string& names, const std::string& valueName, const std::string& text, Variable& variable,
+                   const std::vector<std::pair<std::string, Value>>& choices) {
+        std::vector<std::string> words;
+        for (const auto& [word, meaning] : choices)
+            words.push_back(word);
+        addOption(names, valueName, text, [names, words, choices, &variable](const std::string& value) {
+            variable = choices[requireChoice(names, value, words)].second;
+        });
+        m_options.back().m_choices = std::move(words);
+    }
+
     /// The option that every verb has beside its own.
     static Option getHelpOption() { return {"-h", "--help", "", "print this text", {}}; }
 
@@ -92,6 +106,10 @@ struct VerbDescription {
 
     /// Bytes, with K, M, G or T for 1024 bytes and its powers, or without.
     void addSize(const std::string& names, const std::string& text, uint64_t& variable);
+
+    /// The index of a value among those that there are.
+    static size_t requireChoice(const std::string& option, const std::string& value,
+                                const std::vector<std::string>& choices);
 
     static uint64_t requireNumber(const std::string& option, const std::string& value, uint64_t minimum,
                                   uint64_t maximum);

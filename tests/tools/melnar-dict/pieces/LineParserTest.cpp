@@ -56,7 +56,7 @@ TEST_F(LineParserTest, collectsLiteralsWithTheirLines) {
     EXPECT_EQ(6u, m_piece.m_counts.m_statements);
     EXPECT_EQ(2u, m_piece.m_counts.m_strings);
     EXPECT_EQ(2u, m_piece.m_counts.m_plainLiterals);
-    EXPECT_EQ(6u * 2 + 2, m_piece.m_counts.m_otherTerms);
+    EXPECT_EQ(6u * 2 + 2, m_piece.m_counts.getNumberOfOtherTerms());
     EXPECT_EQ(8u, m_piece.m_numberOfLineEnds);
 }
 
@@ -64,7 +64,7 @@ TEST_F(LineParserTest, countsGraphsAsTerms) {
     parse("<a:s> <a:p> \"x\" <a:g> .\n<a:s> <a:p> \"x\" .\n<a:s> <a:p> <a:o> _:g.\n", false, RdfFormat::N_QUADS);
     EXPECT_EQ(Errors{}, getErrors());
     EXPECT_EQ(3u, m_piece.m_counts.m_statements);
-    EXPECT_EQ(2u + 2 + 3 + 2, m_piece.m_counts.m_otherTerms);
+    EXPECT_EQ(2u + 2 + 3 + 2, m_piece.m_counts.getNumberOfOtherTerms());
 }
 
 TEST_F(LineParserTest, unescapesFromLeftToRight) {
@@ -185,7 +185,7 @@ TEST_F(LineParserTest, passesLiteralsWithADirection) {
     parse(statement("\"a\"@ar--rtl") + statement("\"b\"@ar"));
     EXPECT_EQ(Errors{}, getErrors());
     EXPECT_EQ((Literals{{2, "b@ar"}}), getLiterals());
-    EXPECT_EQ(2u * 2 + 1, m_piece.m_counts.m_otherTerms);
+    EXPECT_EQ(2u * 2 + 1, m_piece.m_counts.getNumberOfOtherTerms());
 }
 
 TEST_F(LineParserTest, tellsTheColumnOfAnError) {

@@ -37,6 +37,8 @@ TEST(LiteralCollectorTest, aLiteralWithinATripleTermIsCollectedAndTheTripleCount
     Triple triple;
     triple.m_object = literal("en", "");
     Statement statement;
+    statement.m_subject.m_kind = TermKind::BLANK_NODE;
+    statement.m_predicate.m_kind = TermKind::IRI;
     statement.m_object.m_kind = TermKind::TRIPLE;
     statement.m_object.m_triple = &triple;
     ParsedPiece piece;
@@ -45,7 +47,10 @@ TEST(LiteralCollectorTest, aLiteralWithinATripleTermIsCollectedAndTheTripleCount
     EXPECT_EQ("x@en", piece.m_literals.getEntries()[0].m_lexicalForm);
     EXPECT_EQ(3u, piece.m_literals.getLine(0));
     EXPECT_EQ(1u, piece.m_counts.m_plainLiterals);
-    EXPECT_EQ(3u, piece.m_counts.m_otherTerms);
+    EXPECT_EQ(1u, piece.m_counts.m_blankNodes);
+    EXPECT_EQ(1u, piece.m_counts.m_iris);
+    EXPECT_EQ(1u, piece.m_counts.m_tripleTerms);
+    EXPECT_EQ(3u, piece.m_counts.getNumberOfOtherTerms());
 }
 
 } // namespace

@@ -75,7 +75,7 @@ TEST_F(TurtleParserTest, collectsLiteralsWithTheLinesTheyStartIn) {
     EXPECT_EQ(10u, m_counts.m_statements);
     EXPECT_EQ(4u, m_counts.m_strings);
     EXPECT_EQ(1u, m_counts.m_plainLiterals);
-    EXPECT_EQ(10u * 3 - 5, m_counts.m_otherTerms);
+    EXPECT_EQ(10u * 3 - 5, m_counts.getNumberOfOtherTerms());
 }
 
 TEST_F(TurtleParserTest, prefixesThatBeginLikeABooleanAreKeptApart) {
@@ -116,7 +116,7 @@ TEST_F(TurtleParserTest, readsGraphs) {
     EXPECT_EQ(Errors{}, m_errors);
     EXPECT_EQ((Literals{{2, "a"}, {2, "b"}, {2, "c@en"}, {2, "d"}, {3, "e"}}), m_literals);
     EXPECT_EQ(6u, m_counts.m_statements);
-    EXPECT_EQ(6u * 3 - 5 + 5, m_counts.m_otherTerms) << "all but one are in a named graph";
+    EXPECT_EQ(6u * 3 - 5 + 5, m_counts.getNumberOfOtherTerms()) << "all but one are in a named graph";
 }
 
 TEST_F(TurtleParserTest, readsWhatIsOftenReadWrongly) {

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "tools/melnar-dict/pieces/LiteralBatch.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+/// Puts each term of a block into its batch once: most occur many times, and a dictionary that is asked for each of them
+/// once has less to do.
+///
+/// Open addressing with XXH3, in a table that doubles when it is half full. A block whose terms collide more than by
+/// chance may have some of them in its batch several times.
+///
+/// Ownership  Refers to nothing; owns the table.
+/// Threads    One at a time.
+/// Errors     std::bad_alloc.
+class DistinctTerms {
+public:
+    DistinctTerms() : m_slots(FIRST_NUMBER_OF_SLOTS) {}
+
+    /// The index in the batch of a term, which is appended if it is not there. The batch has nothing but what this has
+    /// appended since clear.
+    uint32_t add(std::string_view lexicalForm, uint8_t datatypeID, uint64_t line, LiteralBatch& batch);
+
+    /// Forgets the terms and keeps the memory.
+    void clear() noexcept;
+
+private:
+    /// An empty slot has no end: index + 1 of its term, with the upper half of its hash.
+    struct Slot {
+        uint32_t m_hash = 0;
+        uint32_t m_end = 0;
+    };
+
+    static constexpr size_t FIRST_NUMBER_OF_SLOTS = size_t(1) << 12;
+    static constexpr size_t LONGEST_PROBE = 64;
+
+    void grow();
+
+    std::vector<Slot> m_slots; // a power of two
+    size_t m_numberOfTerms = 0;
+};

@@ -1,0 +1,46 @@
+#include "tools/melnar-dict/load/RowOutput.h"
+
+#include "tools/melnar-dict/saved/SaveDictionary.h"
+#include "tools/melnar-dict/shell/StandardStream.h"
+
+#include "Engine/core/data-store/Dictionary.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+/// The width in bytes that IDs up to this one need.
+size_t getWidthFor(const uint64_t resourceID) {
+    return resourceID <= std::numeric_limits<uint32_t>::max() ? RowLayout::NARROW : RowLayout::WIDE;
+}
+
+} // namespace
+
+RowOutput::RowOutput(const LoadOptions& options, StandardOutput& standardOutput, std::ostream& errorOutput)
+    : m_options(options), m_standardOutput(standardOutput) {
+    const bool hasGraphsInInput = std::any_of(options.m_files.begin(), options.m_files.end(),
+                                              [](const auto& file) { return hasGraphs(file.second); });
+    m_layout.m_columns = options.m_asksForGraphs || hasGraphsInInput ? 4 : 3;
+    if (options.m_idsName != STANDARD_STREAM)
+        m_lock.emplace(options.m_idsName, options.m_output.m_waits, errorOutput, Output::SECOND);
+}
+
+void RowOutput::open(const Dictionary& dictionary) {
+    m_layout.m_idWidth = m_options.m_idWidth.value_or(getWidthFor(dictionary.getMaximumNumberOfResources()));
+    if (!m_lock)
+        return;
+    m_file.emplace(*m_lock);
+    m_npyFile.emplace(*m_file, m_layout);
+}
+
+void RowOutput::saveWith(const Dictionary& dictionary, OutputLock& lock) {
+    if (!m_npyFile) {
+        saveDictionary(dictionary, lock);
+        return;
+    }
+    saveDictionary(dictionary, lock, *m_file, [&] {
+        m_npyFile->prepare(dictionary.getHistory(),
+                           m_options.m_idWidth.value_or(getWidthFor(dictionary.getNextResourceID() - 1)));
+    });
+}

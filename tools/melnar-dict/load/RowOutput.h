@@ -1,0 +1,43 @@
+#pragma once
+
+#include "tools/melnar-dict/load/LoadOptions.h"
+#include "tools/melnar-dict/rows/NpyFile.h"
+#include "tools/melnar-dict/rows/RowLayout.h"
+#include "tools/melnar-dict/shell/OutputFile.h"
+#include "tools/melnar-dict/shell/OutputLock.h"
+#include "tools/melnar-dict/shell/StandardOutputStream.h"
+
+#include "Engine/core/platform/Unmovable.h"
+
+#include <optional>
+#include <ostream>
+
+class Dictionary;
+
+/// What a load writes its rows of IDs to: a .npy that appears together with the dictionary, or standard output.
+///
+/// Limits  The file is the second output.
+/// Errors  Those of OutputLock, NpyFile and StandardOutput.
+class RowOutput : private Unmovable {
+public:
+    /// Takes the lock of the file that the options name, if they name one.
+    RowOutput(const LoadOptions& options, StandardOutput& standardOutput, std::ostream& errorOutput);
+
+    /// Begins the rows of a dictionary. Called once.
+    void open(const Dictionary& dictionary);
+
+    /// Takes the rows in the layout.
+    OutputStream& getStream() { return m_npyFile ? m_npyFile->getStream() : m_standardOutput; }
+    const RowLayout& getLayout() const noexcept { return m_layout; }
+
+    /// Saves the dictionary to the locked file. A file of rows is completed before, and appears together with it.
+    void saveWith(const Dictionary& dictionary, OutputLock& lock);
+
+private:
+    const LoadOptions& m_options;
+    StandardOutputStream m_standardOutput;
+    std::optional<OutputLock> m_lock; // this and what follows: nothing for standard output
+    std::optional<OutputFile> m_file;
+    std::optional<NpyFile> m_npyFile;
+    RowLayout m_layout;
+};
