@@ -36,7 +36,11 @@ void appendTerm(const Term& term, std::string& output, const Tags tags) {
         output.append("<").append(term.m_text).append(">");
     else if (term.m_kind == TermKind::BLANK_NODE)
         output.append("_:").append(term.m_text);
-    else {
+    else if (term.m_kind == TermKind::TRIPLE) {
+        output += "<<( ";
+        appendTripleOf(*term.m_triple, output, [&](const Term& part, bool) { appendTerm(part, output, tags); });
+        output += " )>>";
+    } else {
         output += '"';
         appendEscaped(term.m_text, output);
         output += '"';

@@ -17,14 +17,14 @@ enum class Tags : uint8_t { LOWER_CASE, AS_WRITTEN };
 /// Appends a line.
 void appendStatement(const Statement& statement, std::string& output);
 
-/// Appends a term that is no triple term.
+/// Appends a term.
 void appendTerm(const Term& term, std::string& output, Tags tags = Tags::LOWER_CASE);
 
 /// Appends a text as it stands between the quotes of a literal.
 void appendEscaped(std::string_view text, std::string& output);
 
-/// Appends the terms of a triple, of which `appendPart(term, isObject)` appends those that are no triple terms. Triple
-/// terms are objects, so that all their closing brackets stand together.
+/// Appends what stands between the brackets of a triple term. `appendPart(term, isObject)` appends the terms that are no
+/// triple terms. Those are objects, so that all their closing brackets stand together.
 template<class AppendPart>
 void appendTripleOf(const Triple& outermost, std::string& output, const AppendPart& appendPart) {
     const Triple* triple = &outermost;
@@ -43,7 +43,7 @@ void appendTripleOf(const Triple& outermost, std::string& output, const AppendPa
         output += " )>>";
 }
 
-/// Appends a line in the same way.
+/// Appends a line, its terms as above.
 template<class AppendPart>
 void appendStatementOf(const Statement& statement, std::string& output, const AppendPart& appendPart) {
     appendTripleOf(statement, output, appendPart);

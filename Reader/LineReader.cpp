@@ -1,24 +1,17 @@
 #include "Reader/LineReader.h"
 
-#include "Reader/Iri.h"
-#include "Reader/Literal.h"
-#include "Reader/Name.h"
-#include "Reader/QuotedString.h"
-
 #include <algorithm>
 
 namespace Rdf {
 
 namespace {
 
+using LineTerms::readIri;
+using LineTerms::readSubject;
+using LineTerms::skipBlanks;
+
 constexpr bool isLineEnd(const char byte) noexcept {
     return byte == '\n' || byte == '\r';
-}
-
-inline const char* skipBlanks(const char* at, const char* const end) noexcept {
-    while (at != end && (*at == ' ' || *at == '\t'))
-        ++at;
-    return at;
 }
 
 /// Returns where the last line ends of those that are whole, after its end; `begin` if there is none.
@@ -114,15 +107,16 @@ const char* LineReader::checkLength(const char* const line, const char* const li
 
 const char* LineReader::readStatement(const char* at) {
     const char* const end = m_window.getEnd();
-    if ((at = readSubject(at, m_statement.m_subject)) == nullptr ||
-        (at = readIri(skipBlanks(at, end), m_statement.m_predicate, "a predicate")) == nullptr ||
-        (at = readObject(skipBlanks(at, end), m_statement.m_object)) == nullptr)
+    if ((at = readSubject(m_window, at, m_statement.m_subject, "a subject")) == nullptr ||
+        (at = readIri(m_window, skipBlanks(at, end), m_statement.m_predicate, "a predicate")) == nullptr ||
+        (at = LineTerms::readObject(m_window, skipBlanks(at, end), m_statement.m_object, m_triples, "an object")) ==
+            nullptr)
         return nullptr;
     at = skipBlanks(at, end);
     m_statement.m_graph.m_kind = TermKind::NONE;
     const bool hasGraph = hasGraphs(m_options.m_syntax);
     if (hasGraph && (m_window.is(at, '<') || m_window.is(at, '_'))) {
-        if ((at = readSubject(at, m_statement.m_graph)) == nullptr)
+        if ((at = readSubject(m_window, at, m_statement.m_graph, "a graph")) == nullptr)
             return nullptr;
         at = skipBlanks(at, end);
     }
@@ -153,82 +147,6 @@ const char* LineReader::readEndOfLine(const char* at, const char* const expected
         at = ByteScan::findLineEnd(at, end);
     if (m_window.isInvalidHere(at) || (at != end && !isLineEnd(*at)))
         return m_window.failExpected(at, expected);
-    return at;
-}
-
-const char* LineReader::readSubject(const char* at, Term& term) {
-    if (!m_window.is(at, '_')) [[likely]]
-        return readIri(at, term, &term == &m_statement.m_graph ? "a graph" : "a subject");
-    term.m_kind = TermKind::BLANK_NODE;
-    term.m_begin = at;
-    return readBlankNodeLabel(m_window, at, term.m_text);
-}
-
-const char* LineReader::readIri(const char* const at, Term& term, const char* const expected) {
-    if (!m_window.is(at, '<') || m_window.is(at + 1, '<')) [[unlikely]]
-        return m_window.failExpected(at, expected);
-    term.m_kind = TermKind::IRI;
-    term.m_begin = at;
-    const char* const end = readIriReference(m_window, at, term.m_text);
-    if (end != nullptr && !isAbsoluteIri(term.m_text)) [[unlikely]]
-        return m_window.fail(at, "expected an absolute IRI, found '<" + std::string(term.m_text) + ">'");
-    return end;
-}
-
-const char* LineReader::readObject(const char* const at, Term& term) {
-    switch (m_window.peek(at)) {
-    case '"':
-        return readLiteral(
-            m_window, at, term, [this](const char* const space) { return skipBlanks(space, m_window.getEnd()); },
-            readShortString, [this](auto&&... arguments) { return readIri(arguments...); });
-    case '_':
-        return readSubject(at, term);
-    case '<':
-        if (m_window.isVersion12() && m_window.is(at + 1, '<') && m_window.is(at + 2, '('))
-            return readTripleTerm(at, term);
-        [[fallthrough]];
-    default:
-        return readIri(at, term, "an object");
-    }
-}
-
-/// Reads a triple term. Only objects can be triple terms within triple terms, so the subjects and predicates of all come
-/// first, and in the end as many brackets close as were opened.
-const char* LineReader::readTripleTerm(const char* at, Term& term) {
-    const char* const end = m_window.getEnd();
-    m_triples.clear();
-    Term* object = &term;
-    const char* opening = at;
-    // A triple term in which the line ends is what is wrong.
-    const auto blameOpening = [&] {
-        const char* const place = m_window.getFailurePlace();
-        const bool isAtEnd = place == end ? m_window.isFailureAtEnd() : isLineEnd(*place);
-        return isAtEnd ? m_window.blameOpening(opening, "'<<('") : nullptr;
-    };
-    for (; m_window.isPair(at, '<', '<') && m_window.is(at + 2, '('); at = skipBlanks(at, end)) {
-        if (m_triples.size() == m_options.m_maximumNesting)
-            return m_window.failNesting(at, m_options.m_maximumNesting);
-        opening = at;
-        Triple& triple = m_triples.emplace_back();
-        object->m_kind = TermKind::TRIPLE;
-        object->m_begin = at;
-        object->m_triple = &triple;
-        object = &triple.m_object;
-        if ((at = readSubject(skipBlanks(at + 3, end), triple.m_subject)) == nullptr ||
-            (at = readIri(skipBlanks(at, end), triple.m_predicate, "a predicate")) == nullptr)
-            return blameOpening();
-    }
-    if ((at = readObject(at, *object)) == nullptr)
-        return blameOpening();
-    for (size_t open = m_triples.size(); open != 0; --open) {
-        at = skipBlanks(at, end);
-        opening = open == 1 ? term.m_begin : m_triples[open - 2].m_object.m_begin;
-        if (!m_window.isPair(at, ')', '>') || !m_window.is(at + 2, '>')) {
-            m_window.failExpected(at, "')>>'");
-            return m_window.is(at, '.') ? m_window.blameOpening(opening, "'<<('") : blameOpening();
-        }
-        at += 3;
-    }
     return at;
 }
 

@@ -1,8 +1,7 @@
 #pragma once
 
+#include "Reader/LineTerms.h"
 #include "Reader/SyntaxReader.h"
-
-#include <deque>
 
 namespace Rdf {
 
@@ -12,7 +11,8 @@ namespace Rdf {
 /// Lines      A statement ends at a line feed or a carriage return. Lines are counted by line feeds.
 class LineReader : public SyntaxReader {
 public:
-    LineReader(const ReaderOptions& options, StatementSink& sink) : SyntaxReader(options, sink) {}
+    LineReader(const ReaderOptions& options, StatementSink& sink)
+        : SyntaxReader(options, sink), m_triples(options.m_maximumNesting) {}
 
     /// Returns the line of the statement that the sink is taking.
     uint64_t getLine() const noexcept { return m_places.getLine(); }
@@ -24,10 +24,6 @@ private:
     const char* readStatement(const char* at);
     const char* readVersion(const char* at);
     const char* readEndOfLine(const char* at, const char* expected);
-    const char* readSubject(const char* at, Term& term);
-    const char* readIri(const char* at, Term& term, const char* expected);
-    const char* readObject(const char* at, Term& term);
-    const char* readTripleTerm(const char* at, Term& term);
     const char* checkLength(const char* line, const char* lineEnd);
     const char* skipLine(const char* line, const char* end);
     const char* skipLongLine(const char* at, const char* end, bool isLast);
@@ -35,7 +31,7 @@ private:
     bool m_isInLongLine = false; // which is being skipped
     SyntaxError m_error;         // of that line
     Statement m_statement;
-    std::deque<Triple> m_triples; // that are terms of the statement
+    LineTerms::Triples m_triples; // that are terms of the statement
 };
 
 } // namespace Rdf

@@ -39,4 +39,26 @@ TEST(CanonicalWriterTest, aStatementIsALine) {
     EXPECT_EQ("_:b <a:p> \"x\"@en-us--rtl <a:g> .\n", output);
 }
 
+TEST(CanonicalWriterTest, aTripleTermHasItsTermsBetweenBrackets) {
+    const auto makeTerm = [](const TermKind kind, const std::string_view text) {
+        Term term;
+        term.m_kind = kind;
+        term.m_text = text;
+        return term;
+    };
+    Term literal = makeTerm(TermKind::LITERAL, "a\tb");
+    literal.m_tag = "EN";
+    const Triple inner{makeTerm(TermKind::IRI, "a:s"), makeTerm(TermKind::IRI, "a:p"), literal};
+    Term triple = makeTerm(TermKind::TRIPLE, "");
+    triple.m_triple = &inner;
+    const Triple outer{makeTerm(TermKind::BLANK_NODE, "b"), makeTerm(TermKind::IRI, "a:q"), triple};
+    triple.m_triple = &outer;
+    std::string output = "before ";
+    CanonicalWriter::appendTerm(triple, output);
+    EXPECT_EQ("before <<( _:b <a:q> <<( <a:s> <a:p> \"a\\tb\"@en )>> )>>", output);
+    output.clear();
+    CanonicalWriter::appendTerm(triple, output, CanonicalWriter::Tags::AS_WRITTEN);
+    EXPECT_EQ("<<( _:b <a:q> <<( <a:s> <a:p> \"a\\tb\"@EN )>> )>>", output);
+}
+
 } // namespace
