@@ -5,7 +5,6 @@
 #include "tools/melnar-dict/load/LoadReport.h"
 #include "tools/melnar-dict/load/RowOutput.h"
 #include "tools/melnar-dict/pieces/InputJournal.h"
-#include "tools/melnar-dict/saved/OpenDictionary.h"
 #include "tools/melnar-dict/saved/SaveDictionary.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/OutputLock.h"
@@ -110,7 +109,7 @@ std::unique_ptr<Dictionary> openDictionary(const LoadOptions& options, const std
             options.m_maximumNumberOfResources.value_or(Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS));
     const ProgressReporter progress(messages, options.m_feedback.getProgressMode(),
                                     "opening '" + toPrintable(options.m_intoName) + "'");
-    return openDictionaryOfStrings(intoName, options.m_intoName, dictionaryLimit, {});
+    return Dictionary::open(intoName, dictionaryLimit);
 }
 
 /// Loads all files, unless the journal stops.

@@ -102,8 +102,8 @@ VerbDescription describeLoad(LoadOptions& options) {
                    "distinct terms it may hold (default: 4294967293); a saved dictionary keeps its own",
                    options.m_maximumNumberOfResources, 1, Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES);
     addJson(verb, JsonLayout::DOCUMENT, options.m_asksForJson);
-    verb.addOption("--query", "TERM", "afterwards print the ID of a term, given in Turtle syntax",
-                   [&options](const std::string& value) { options.m_lookups.push_back(Lookup::ofLiteral(value)); });
+    verb.addOption("--query", "TERM", "afterwards print the ID of a term, given as to lookup",
+                   [&options](const std::string& value) { options.m_lookups.push_back(Lookup::ofTerm(value)); });
     verb.addOption("--get", "ID", "afterwards print the term with this ID", [&options](const std::string& value) {
         options.m_lookups.push_back(Lookup::ofResourceID(
             VerbDescription::requireNumber("--get", value, 0, std::numeric_limits<uint64_t>::max())));

@@ -2,7 +2,6 @@
 
 #include "tools/melnar-dict/pieces/BlankNodeScope.h"
 #include "tools/melnar-dict/pieces/LiteralCollector.h"
-#include "tools/melnar-dict/pieces/LiteralText.h"
 
 #include "Engine/core/data-store/dictionary/PlainLiteral.h"
 #include "Reader/CanonicalWriter.h"
@@ -15,9 +14,9 @@ Rdf::Term untangle(Rdf::Term literal) {
     uint8_t datatypeID = D_RDF_PLAIN_LITERAL;
     if (!acceptPlainLiteral(form, datatypeID))
         return literal;
-    const auto [text, tag] = splitLiteral(form, datatypeID);
-    literal.m_text = text;
-    literal.m_tag = tag;
+    const Term plain = Term::parse(datatypeID, form);
+    literal.m_text = plain.m_text;
+    literal.m_tag = plain.m_language;
     literal.m_datatype = {};
     return literal;
 }

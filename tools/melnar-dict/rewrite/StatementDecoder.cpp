@@ -1,6 +1,6 @@
 #include "tools/melnar-dict/rewrite/StatementDecoder.h"
 
-#include "tools/melnar-dict/pieces/LiteralText.h"
+#include "tools/melnar-dict/pieces/TermText.h"
 #include "tools/melnar-dict/rewrite/LiteralIri.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -48,16 +48,20 @@ void StatementDecoder::answerGaps() {
 }
 
 const char* StatementDecoder::appendAnswer(const size_t gapIndex, std::string& output) {
-    const std::string_view lexicalForm = m_literals[gapIndex].m_lexicalForm;
-    if (const char* const flaw = findLiteralFlaw(lexicalForm, m_literals[gapIndex].m_datatypeID)) {
-        m_cause = "resource " + std::to_string(m_literals[gapIndex].m_resourceID) + " cannot be written: " + flaw;
+    const BatchEntry& entry = m_literals[gapIndex];
+    if (entry.m_datatypeID != D_XSD_STRING && entry.m_datatypeID != D_RDF_PLAIN_LITERAL) {
+        m_cause = "the IRI 'melnar:" + std::to_string(entry.m_resourceID) + "' carries the ID of no string literal";
         return m_cause.c_str();
     }
-    const auto [text, tag] = splitLiteral(lexicalForm, m_literals[gapIndex].m_datatypeID);
+    if (const char* const flaw = findTermFlaw(entry.m_lexicalForm, entry.m_datatypeID)) {
+        m_cause = "resource " + std::to_string(entry.m_resourceID) + " cannot be written: " + flaw;
+        return m_cause.c_str();
+    }
+    const Term term = Term::parse(entry.m_datatypeID, entry.m_lexicalForm);
     Rdf::Term literal;
     literal.m_kind = Rdf::TermKind::LITERAL;
-    literal.m_text = text;
-    literal.m_tag = tag;
+    literal.m_text = term.m_text;
+    literal.m_tag = term.m_language;
     appendUnchanged(literal, output);
     return nullptr;
 }

@@ -2,7 +2,7 @@
 
 #include "tools/melnar-dict/pieces/LiteralCollector.h"
 #include "tools/melnar-dict/pieces/LiteralRefusal.h"
-#include "tools/melnar-dict/pieces/LiteralText.h"
+#include "tools/melnar-dict/pieces/TermText.h"
 #include "tools/melnar-dict/rewrite/LiteralIri.h"
 #include "tools/melnar-dict/rows/DictionaryLine.h"
 
@@ -48,7 +48,7 @@ const char* StatementEncoder::appendAnswer(const size_t gapIndex, std::string& o
     const BatchEntry& literal = m_literals.getEntries()[gapIndex];
     if (literal.m_resourceID == 0) {
         m_cause = "the dictionary does not have the literal ";
-        appendLiteralText(literal.m_lexicalForm, literal.m_datatypeID, m_cause);
+        appendTermText(literal.m_lexicalForm, literal.m_datatypeID, m_cause);
         return m_cause.c_str();
     }
     LiteralIri::append(literal.m_resourceID, output);

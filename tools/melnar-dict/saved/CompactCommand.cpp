@@ -67,8 +67,7 @@ ExitCode runCompact(const CompactOptions& options, StandardOutput& output, std::
     MessageOutput messages(errorOutput);
     std::optional<ProgressReporter> progress(std::in_place, messages, options.m_feedback.getProgressMode(),
                                              "compacting '" + toPrintable(options.m_dictionaryName) + "'");
-    const auto dictionary = openToRead(isInPlace ? lock.getTargetName() : options.m_dictionaryName,
-                                       options.m_dictionaryName, dictionaryLimit);
+    const auto dictionary = openToRead(isInPlace ? lock.getTargetName() : options.m_dictionaryName, dictionaryLimit);
     const std::vector<uint64_t> newResourceIDs = dictionary->compact();
     // What became of the IDs is told when the new ones are on the disk, and before the old ones are gone.
     const auto printChangedIDs = [&] {

@@ -3,14 +3,12 @@
 #include "tools/melnar-dict/input/BlockReader.h"
 #include "tools/melnar-dict/input/InputFile.h"
 #include "tools/melnar-dict/saved/ResourceRows.h"
+#include "tools/melnar-dict/saved/WholeEntries.h"
 #include "tools/melnar-dict/shell/NumberText.h"
 #include "tools/melnar-dict/shell/QuotedText.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
 #include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
-
-#include "Engine/core/data-store/Dictionary.h"
-#include "Engine/core/data-store/dictionary/BatchEntry.h"
 
 #include <algorithm>
 #include <string_view>
@@ -18,18 +16,18 @@
 namespace {
 
 constexpr const char* TEXT = R"(
-Prints "ID<tab>literal" for every ID, the literal in Turtle syntax, or "not found<tab>ID". "-" stands for the lines of
+Prints "ID<tab>term" for every ID, the term in Turtle syntax, or "not found<tab>ID". "-" stands for the lines of
 standard input, an ID in each.
 )";
 
 constexpr const char* EXIT_CODES = R"(
-0 done, 1 something not found, a line that is not an ID, or a literal that cannot be written since its text is not UTF-8
-or its tag malformed, 2 wrong command line, 3 the dictionary cannot be read or a limit was reached.
+0 done, 1 something not found, a line that is not an ID, or a term that no RDF file can hold, 2 wrong command line, 3 the
+dictionary cannot be read or a limit was reached.
 )";
 
 constexpr size_t IDS_OF_A_GROUP = 4096;
 
-/// Prints the literals of IDs, which are read in groups.
+/// Prints the terms of IDs, which are read in groups.
 class Answers {
 public:
     Answers(const Dictionary& dictionary, const bool asJson, StandardOutput& output, std::ostream& errorOutput)
@@ -59,12 +57,15 @@ public:
     /// Prints what has not been printed yet.
     void answer() {
         m_dictionary.getResources(m_group);
-        for (const BatchEntry& entry : m_group)
+        for (BatchEntry& entry : m_group)
             if (entry.m_datatypeID == D_INVALID) {
                 m_rows.printMissingResource(entry.m_resourceID);
                 m_exitCode = ExitCode::BAD_DATA;
-            } else if (!m_rows.print(entry))
-                m_exitCode = ExitCode::BAD_DATA;
+            } else {
+                makeWhole(m_dictionary, entry, m_form);
+                if (!m_rows.print(entry))
+                    m_exitCode = ExitCode::BAD_DATA;
+            }
         m_group.clear();
     }
 
@@ -87,6 +88,7 @@ private:
     StandardOutput& m_output;
     std::ostream& m_errorOutput;
     std::vector<BatchEntry> m_group;
+    std::string m_form; // of an entry
     ExitCode m_exitCode = ExitCode::DONE;
 };
 
@@ -94,11 +96,11 @@ private:
 
 VerbDescription describeGet(GetOptions& options) {
     VerbDescription verb{"get",
-                         "print the literals of resource IDs",
+                         "print the terms of resource IDs",
                          TEXT,
                          EXIT_CODES,
-                         {{"get dump.dict 1 17", "Prints the literals with the IDs 1 and 17."},
-                          {"get dump.dict - < ids.txt", "Prints the literals of all IDs in a file."}}};
+                         {{"get dump.dict 1 17", "Prints the terms with the IDs 1 and 17."},
+                          {"get dump.dict - < ids.txt", "Prints the terms of all IDs in a file."}}};
     addDictionary(verb, options);
     addJson(verb, JsonLayout::ROW, options.m_asksForJson);
     verb.m_operands.push_back({"ID", "a resource ID", true, [&options](const std::string& value) {

@@ -18,5 +18,5 @@ struct GetOptions : SavedDictionaryOptions {
 /// The command line of `get`, bound to the options.
 VerbDescription describeGet(GetOptions& options);
 
-/// The verb `get`: prints the literals of resource IDs of a saved dictionary.
+/// The verb `get`: prints the terms of resource IDs of a saved dictionary.
 ExitCode runGet(const GetOptions& options, StandardOutput& output, std::ostream& errorOutput);

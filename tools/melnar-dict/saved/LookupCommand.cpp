@@ -2,8 +2,8 @@
 
 #include "tools/melnar-dict/input/BlockReader.h"
 #include "tools/melnar-dict/input/InputFile.h"
-#include "tools/melnar-dict/saved/LiteralLines.h"
 #include "tools/melnar-dict/saved/ResourceRows.h"
+#include "tools/melnar-dict/saved/TermLines.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/QuotedText.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
@@ -21,28 +21,29 @@
 namespace {
 
 constexpr const char* TEXT = R"(
-Prints "ID<tab>literal" for every literal, or "not found<tab>literal". A literal is given in Turtle syntax, with its
-quotes: "text", "text"@tag, 'text', or """text""" when there are quotes or line breaks in it. "-" stands for the lines
-of standard input, a literal in each.
+Prints "ID<tab>term" for every term, or "not found<tab>term". A term is given in Turtle syntax, a literal with its quotes
+("text", "text"@tag, "5"^^xsd:int, 'text', or """text""" when there are quotes or line breaks in it), an IRI with its
+brackets (<http://example.org/>), a blank node as _:label, a triple term as <<( subject predicate object )>>. "-" stands
+for the lines of standard input, a term in each.
 )";
 
 constexpr const char* EXIT_CODES = R"(
-0 done, 1 something not found or not a literal, 2 wrong command
+0 done, 1 something not found or not a term, 2 wrong command
 line, 3 the dictionary cannot be read or a limit was reached.
 )";
 
-/// Answers literals, in batches of what is read at once.
+/// Answers terms, in batches of what is read at once.
 class Answers {
 public:
     Answers(const Dictionary& dictionary, const bool asJson, StandardOutput& output, std::ostream& errorOutput)
         : m_dictionary(dictionary), m_rows(asJson, output, errorOutput), m_errorOutput(errorOutput) {}
 
     /// `formatError` makes the line that tells an error.
-    LiteralLines::Receiver getReceiver(std::function<std::string(const InputError& error)> formatError) {
-        return {[this](const std::span<BatchEntry> literals, std::vector<BatchFailure>& failures) {
-                    m_dictionary.tryResolveResources(m_dictionary.getCommitPoint(), literals, failures);
+    TermLines::Receiver getReceiver(std::function<std::string(const InputError& error)> formatError) {
+        return {[this](const std::span<BatchEntry> terms, std::vector<BatchFailure>& failures) {
+                    m_dictionary.tryResolveResources(m_dictionary.getCommitPoint(), terms, failures);
                 },
-                [this](const BatchEntry& literal) { print(literal); },
+                [this](const BatchEntry& term) { print(term); },
                 [this, formatError = std::move(formatError)](const InputError& error) {
                     m_errorOutput << toPrintable(formatError(error)) << '\n';
                     m_exitCode = ExitCode::BAD_DATA;
@@ -52,11 +53,11 @@ public:
     ExitCode getExitCode() const noexcept { return m_exitCode; }
 
 private:
-    void print(const BatchEntry& literal) {
-        if (literal.m_resourceID == 0) {
-            m_rows.printMissingLiteral(literal);
+    void print(const BatchEntry& term) {
+        if (term.m_resourceID == 0) {
+            m_rows.printMissingTerm(term);
             m_exitCode = ExitCode::BAD_DATA;
-        } else if (!m_rows.print(literal))
+        } else if (!m_rows.print(term))
             m_exitCode = ExitCode::BAD_DATA;
     }
 
@@ -68,7 +69,7 @@ private:
 
 /// Answers the lines of standard input.
 void answerLines(Answers& answers, StandardOutput& output) {
-    LiteralLines lines(answers.getReceiver([](const InputError& error) {
+    TermLines lines(answers.getReceiver([](const InputError& error) {
         return "-:" + std::to_string(error.m_line) + (error.m_column == 0 ? "" : ':' + std::to_string(error.m_column)) +
                ": " + error.m_cause;
     }));
@@ -81,16 +82,16 @@ void answerLines(Answers& answers, StandardOutput& output) {
 }
 
 void answerOperands(const std::vector<std::string>& operands, Answers& answers, StandardOutput& output) {
-    std::vector<std::string_view> literals; // all operands but "-"
-    LiteralLines lines(answers.getReceiver([&literals](const InputError& error) {
-        return "melnar-dict: literal " + quoteText(literals[error.m_line - 1]) + ": " + error.m_cause;
+    std::vector<std::string_view> terms; // all operands but "-"
+    TermLines lines(answers.getReceiver([&terms](const InputError& error) {
+        return "melnar-dict: term " + quoteText(terms[error.m_line - 1]) + ": " + error.m_cause;
     }));
     for (const std::string& operand : operands)
         if (operand == STANDARD_STREAM) {
             lines.answer();
             answerLines(answers, output);
         } else {
-            literals.push_back(operand);
+            terms.push_back(operand);
             lines.add(operand);
         }
     lines.answer();
@@ -99,18 +100,20 @@ void answerOperands(const std::vector<std::string>& operands, Answers& answers, 
 } // namespace
 
 VerbDescription describeLookup(LookupOptions& options) {
-    VerbDescription verb{"lookup",
-                         "print the resource IDs of literals",
-                         TEXT,
-                         EXIT_CODES,
-                         {{"lookup dump.dict '\"Berlin\"' '\"Berlin\"@de'",
-                           "Prints the IDs of two literals; the single quotes are the shell's."},
-                          {"lookup dump.dict - < literals.txt", "Prints the IDs of all literals in a file."}}};
+    VerbDescription verb{
+        "lookup",
+        "print the resource IDs of terms",
+        TEXT,
+        EXIT_CODES,
+        {{"lookup dump.dict '\"Berlin\"' '\"Berlin\"@de'",
+          "Prints the IDs of two literals; the single quotes are the shell's."},
+         {"lookup dump.dict '<http://example.org/>' '\"5\"^^xsd:int' _:b0", "Prints the IDs of other terms."},
+         {"lookup dump.dict - < terms.txt", "Prints the IDs of all terms in a file."}}};
     addDictionary(verb, options);
     addJson(verb, JsonLayout::ROW, options.m_asksForJson);
-    verb.addOperands("LITERAL", "a literal", options.m_literals);
+    verb.addOperands("TERM", "a term", options.m_terms);
     verb.m_checks.emplace_back([&options] {
-        if (std::count(options.m_literals.begin(), options.m_literals.end(), STANDARD_STREAM) > 1)
+        if (std::count(options.m_terms.begin(), options.m_terms.end(), STANDARD_STREAM) > 1)
             throw ToolFailure(ExitCode::USAGE, "standard input can be read only once");
     });
     return verb;
@@ -120,7 +123,7 @@ ExitCode runLookup(const LookupOptions& options, StandardOutput& output, std::os
     const auto dictionary = openDictionary(options);
     Answers answers(*dictionary, options.m_asksForJson, output, errorOutput);
     try {
-        answerOperands(options.m_literals, answers, output);
+        answerOperands(options.m_terms, answers, output);
     } catch (...) {
         output.flushAfterFailure(); // what has been answered so far
         throw;

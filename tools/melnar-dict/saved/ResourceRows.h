@@ -11,8 +11,8 @@
 #include <ostream>
 #include <string>
 
-/// Prints resources, a row each: ID, tab and literal in Turtle syntax, or a JSON object with "id", "literal", "text" and
-/// "language", where null is what is not known. Nothing of a row is kept.
+/// Prints resources, a row each: ID, tab and term in Turtle syntax, or a JSON object with "id" and the keys of TermJson,
+/// where null is what is not known. Nothing of a row is kept.
 ///
 /// Ownership  Refers to the outputs, which must outlive it.
 /// Threads    One at a time.
@@ -22,16 +22,16 @@ public:
     ResourceRows(bool asJson, StandardOutput& output, std::ostream& errorOutput);
     ~ResourceRows();
 
-    /// Prints a resource with its ID and its literal. Returns false if no syntax of RDF can hold the literal: then the
-    /// error output gets a message instead.
+    /// Prints a resource with its ID and its term, whose lexical form must be whole. Returns false if no syntax of RDF can
+    /// hold the term: then the error output gets a message instead.
     bool print(const BatchEntry& resource);
 
-    /// Prints that there is no resource with the ID, or no ID for the literal.
+    /// Prints that there is no resource with the ID, or no ID for the term.
     void printMissingResource(uint64_t resourceID);
-    void printMissingLiteral(const BatchEntry& literal);
+    void printMissingTerm(const BatchEntry& term);
 
 private:
-    void setLiteral(const BatchEntry& literal);
+    void setTerm(const BatchEntry& term);
     void printJson();
 
     StandardOutput& m_output;

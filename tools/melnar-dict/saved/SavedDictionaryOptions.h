@@ -15,7 +15,7 @@ struct SavedDictionaryOptions {
     uint64_t m_memoryLimit = MemoryLimit::getDefault();
 };
 
-/// Opens the dictionary, to which no literal will be added, and keeps the process within the limit.
+/// Opens the dictionary, to which nothing will be added, and keeps the process within the limit.
 std::unique_ptr<Dictionary> openDictionary(const SavedDictionaryOptions& options);
 
 /// Adds the operand DICTIONARY and the option --memory-limit.

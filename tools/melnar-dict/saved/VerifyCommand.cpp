@@ -1,12 +1,11 @@
 #include "tools/melnar-dict/saved/VerifyCommand.h"
 
-#include "tools/melnar-dict/pieces/LiteralText.h"
+#include "tools/melnar-dict/pieces/TermText.h"
 #include "tools/melnar-dict/saved/OpenDictionary.h"
+#include "tools/melnar-dict/saved/WholeEntries.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 #include "tools/melnar-dict/threads/ProgressReporter.h"
-
-#include "Engine/core/data-store/Dictionary.h"
 
 #include <nlohmann/json.hpp>
 
@@ -18,23 +17,26 @@ namespace {
 
 constexpr const char* TEXT = R"(
 Checks a saved dictionary: all checksums, all that its parts say of each other,
-that a lookup finds every literal under its own ID, so that none is there twice,
-that every text is UTF-8 and every language tag well-formed. Says on standard
-error what is damaged, and where.
+that a lookup finds every term under its own ID, so that none is there twice,
+that every text is UTF-8 and every term one that an RDF file can hold. Says on
+standard error what is damaged, and where.
 )";
 
 constexpr const char* EXIT_CODES = R"(
-0 the dictionary is sound, 1 a text is not UTF-8, 2 wrong command line, 3 it is
-damaged, cannot be read, or a limit was reached.
+0 the dictionary is sound, 1 no RDF file can hold one of its terms, 2 wrong
+command line, 3 it is damaged, cannot be read, or a limit was reached.
 )";
 
-/// The engine takes any bytes for text, so that it is for the tool to object.
-void requireWritableLiterals(const Dictionary& dictionary) {
-    dictionary.forEachResource([](const uint64_t resourceID, const ResourceValue& value) {
-        const std::string_view lexicalForm(reinterpret_cast<const char*>(value.m_data), value.m_dataSize - 1);
-        if (const char* const flaw = findLiteralFlaw(lexicalForm, value.m_datatypeID))
-            throw ToolFailure(ExitCode::BAD_DATA, "resource " + std::to_string(resourceID) + ": " + flaw);
+/// The engine takes any bytes for text, and nearly any for an IRI, so that it is for the tool to object. Returns how many
+/// terms there are.
+uint64_t countWritableTerms(const Dictionary& dictionary) {
+    uint64_t numberOfTerms = 0;
+    forEachWholeEntry(dictionary, [&numberOfTerms](const BatchEntry& entry) {
+        if (const char* const flaw = findTermFlaw(entry.m_lexicalForm, entry.m_datatypeID))
+            throw ToolFailure(ExitCode::BAD_DATA, "resource " + std::to_string(entry.m_resourceID) + ": " + flaw);
+        ++numberOfTerms;
     });
+    return numberOfTerms;
 }
 
 } // namespace
@@ -58,9 +60,7 @@ ExitCode runVerify(const VerifyOptions& options, StandardOutput& output, std::os
                                              "verifying '" + toPrintable(options.m_dictionaryName) + "'");
     const auto dictionary = openToRead(options.m_dictionaryName, dictionaryLimit);
     dictionary->verify();
-    requireWritableLiterals(*dictionary);
-    const size_t numberOfResources =
-        dictionary->getNumberOfResources(D_XSD_STRING) + dictionary->getNumberOfResources(D_RDF_PLAIN_LITERAL);
+    const uint64_t numberOfResources = countWritableTerms(*dictionary);
     progress.reset(); // before what goes to the same terminal
     output.write(
         options.m_asksForJson

@@ -85,7 +85,7 @@ TEST(LoadReportTest, isJsonForMachines) {
 
 TEST(LoadReportTest, givesTheAnswersWithTheJson) {
     const nlohmann::json json =
-        nlohmann::json::parse(makeReport().toJson({Lookup::ofLiteral("'a\"b'"), Lookup::ofResourceID(3)}));
+        nlohmann::json::parse(makeReport().toJson({Lookup::ofTerm("'a\"b'"), Lookup::ofResourceID(3)}));
     ASSERT_EQ(2u, json["lookups"].size());
     EXPECT_EQ("'a\"b'", json["lookups"][0]["question"]);
     EXPECT_EQ("3", json["lookups"][1]["question"]);

@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/load/Lookup.h"
 
 #include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/data-store/terms/TermFamily.h"
 #include "tests/support/CaughtException.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
@@ -14,13 +15,16 @@ namespace {
 class LookupTest : public testing::Test {
 protected:
     LookupTest() : m_dictionary(size_t(64) << 20, 1000), m_thread(m_dictionary) {
-        m_dictionary.resolveResource(m_thread, "plain", D_XSD_STRING);          // 1
-        m_dictionary.resolveResource(m_thread, "text@en", D_RDF_PLAIN_LITERAL); // 2
-        m_dictionary.resolveResource(m_thread, "x@", D_XSD_STRING);             // 3
-        m_dictionary.resolveResource(m_thread, "a \"b\"\n", D_XSD_STRING);      // 4
-        m_dictionary.resolveResource(m_thread, "", D_XSD_STRING);               // 5
+        m_dictionary.resolveResource(m_thread, "plain", D_XSD_STRING);                                      // 1
+        m_dictionary.resolveResource(m_thread, "text@en", D_RDF_PLAIN_LITERAL);                             // 2
+        m_dictionary.resolveResource(m_thread, "x@", D_XSD_STRING);                                         // 3
+        m_dictionary.resolveResource(m_thread, "a \"b\"\n", D_XSD_STRING);                                  // 4
+        m_dictionary.resolveResource(m_thread, "", D_XSD_STRING);                                           // 5
+        m_dictionary.resolveResource(m_thread, "a:b", D_IRI);                                               // 6
+        m_dictionary.resolveResource(m_thread, "http://example.org/", D_IRI);                               // 7
+        m_dictionary.resolveResource(m_thread, "5^^http://www.w3.org/2001/XMLSchema#int", D_TYPED_LITERAL); // 8
         m_dictionary.commit();
-        m_dictionary.resolveResource(m_thread, "uncommitted", D_XSD_STRING); // 6
+        m_dictionary.resolveResource(m_thread, "uncommitted", D_XSD_STRING); // 9
     }
 
     Lookup answer(Lookup lookup) const {
@@ -28,7 +32,7 @@ protected:
         return lookup;
     }
 
-    std::string find(const std::string& literal) const { return answer(Lookup::ofLiteral(literal)).toText(); }
+    std::string find(const std::string& term) const { return answer(Lookup::ofTerm(term)).toText(); }
     std::string get(const uint64_t resourceID) const { return answer(Lookup::ofResourceID(resourceID)).toText(); }
 
     Dictionary m_dictionary;
@@ -50,14 +54,21 @@ TEST_F(LookupTest, takesALiteralOfRdfPlainLiteralForWhatTheDictionaryMakesOfIt) 
     EXPECT_EQ("not found\t\"a@b\"@en-001\n", find("\"a@b\"@en-001"));
 }
 
-TEST_F(LookupTest, refusesWhatIsNoLiteralThatADictionaryCouldHave) {
+TEST_F(LookupTest, takesTermsOfAllKinds) {
+    EXPECT_EQ("7\t<http://example.org/>\n", find("<http://example.org/>"));
+    EXPECT_EQ("8\t\"5\"^^<http://www.w3.org/2001/XMLSchema#int>\n", find("'5'^^xsd:int"));
+    EXPECT_EQ("not found\t_:b0\n", find("_:b0"));
+    EXPECT_EQ("7\t<http://example.org/>\n", get(7));
+    EXPECT_EQ("8\t\"5\"^^<http://www.w3.org/2001/XMLSchema#int>\n", get(8));
+}
+
+TEST_F(LookupTest, refusesWhatIsNoTermThatADictionaryCouldHave) {
     for (const auto& [text, message] :
-         {std::pair("plain", "literal 'plain': expected a literal in quotes, found 'plain'; did you mean '\"plain\"'?"),
-          {"\"x\"^^rdf:PlainLiteral", "literal '\"x\"^^rdf:PlainLiteral': an rdf:PlainLiteral needs an '@' and a "
-                                      "language tag"},
-          {"\"5\"^^<a:t>", "literal '\"5\"^^<a:t>': a literal of datatype <a:t> has no ID; those of xsd:string and "
-                           "rdf:PlainLiteral have"}}) {
-        const auto failure = catchException<ToolFailure>([&, literal = text] { Lookup::ofLiteral(literal); });
+         {std::pair("plain", "term 'plain': expected a term, found 'plain'; did you mean '\"plain\"'?"),
+          {"\"x\"^^rdf:PlainLiteral", "term '\"x\"^^rdf:PlainLiteral': its language tag is malformed"},
+          {"\"x@en-\"^^rdf:PlainLiteral", "term '\"x@en-\"^^rdf:PlainLiteral': its language tag is malformed"},
+          {"<x>", "term '<x>': expected an absolute IRI, found '<x>'"}}) {
+        const auto failure = catchException<ToolFailure>([&, term = text] { Lookup::ofTerm(term); });
         EXPECT_EQ(ExitCode::USAGE, failure.getExitCode());
         EXPECT_EQ(message, std::string(failure.what()));
     }
@@ -68,7 +79,7 @@ TEST_F(LookupTest, tellsWhatIsNotThere) {
     EXPECT_EQ("not found\t\"text\"@EN\n", find("\"text\"@EN"));
     EXPECT_EQ("not found\t\"text\"\n", find("\"text\""));
     EXPECT_EQ("not found\t\"uncommitted\"\n", find("\"uncommitted\""));
-    for (const uint64_t resourceID : {uint64_t(0), uint64_t(6), uint64_t(7), ~uint64_t(0)})
+    for (const uint64_t resourceID : {uint64_t(0), uint64_t(9), uint64_t(10), ~uint64_t(0)})
         EXPECT_EQ("not found\t" + std::to_string(resourceID) + "\n", get(resourceID));
 }
 
@@ -79,20 +90,27 @@ TEST_F(LookupTest, findsTheLiteralOfAnID) {
 }
 
 TEST_F(LookupTest, knowsWhetherItIsAnswered) {
-    EXPECT_TRUE(answer(Lookup::ofLiteral("\"\"")).isAnswered());
+    EXPECT_TRUE(answer(Lookup::ofTerm("\"\"")).isAnswered());
     EXPECT_TRUE(answer(Lookup::ofResourceID(5)).isAnswered());
-    EXPECT_FALSE(answer(Lookup::ofLiteral("\"absent\"")).isAnswered());
-    EXPECT_FALSE(answer(Lookup::ofResourceID(6)).isAnswered());
+    EXPECT_FALSE(answer(Lookup::ofTerm("\"absent\"")).isAnswered());
+    EXPECT_FALSE(answer(Lookup::ofResourceID(9)).isAnswered());
     EXPECT_FALSE(answer(Lookup::ofResourceID(0)).isAnswered());
 }
 
 TEST_F(LookupTest, isJsonWithNullForWhatIsNotKnown) {
-    const auto json = [this](const Lookup& lookup) { return answer(lookup).toJson(); };
-    EXPECT_EQ((Json{{"question", "'text'@en"}, {"id", 2}, {"literal", "\"text\"@en"}}),
-              json(Lookup::ofLiteral("'text'@en")));
-    EXPECT_EQ((Json{{"question", "'no'"}, {"id", nullptr}, {"literal", "\"no\""}}), json(Lookup::ofLiteral("'no'")));
-    EXPECT_EQ((Json{{"question", "1"}, {"id", 1}, {"literal", "\"plain\""}}), json(Lookup::ofResourceID(1)));
-    EXPECT_EQ((Json{{"question", "9"}, {"id", 9}, {"literal", nullptr}}), json(Lookup::ofResourceID(9)));
+    const auto json = [this](const Lookup& lookup) { return answer(lookup).toJson().dump(); };
+    EXPECT_EQ(R"({"question":"'text'@en","id":2,"literal":"\"text\"@en","text":"text","language":"en",)"
+              R"("type":"literal","value":"text","datatype":null,"direction":null})",
+              json(Lookup::ofTerm("'text'@en")));
+    EXPECT_EQ(R"({"question":"'no'","id":null,"literal":"\"no\"","text":"no","language":null,)"
+              R"("type":"literal","value":"no","datatype":null,"direction":null})",
+              json(Lookup::ofTerm("'no'")));
+    EXPECT_EQ(R"({"question":"6","id":6,"literal":null,"text":null,"language":null,)"
+              R"("type":"iri","value":"a:b","datatype":null,"direction":null})",
+              json(Lookup::ofResourceID(6)));
+    EXPECT_EQ(R"({"question":"99","id":99,"literal":null,"text":null,"language":null,)"
+              R"("type":null,"value":null,"datatype":null,"direction":null})",
+              json(Lookup::ofResourceID(99)));
 }
 
 } // namespace

@@ -8,12 +8,13 @@
 #include <nlohmann/json.hpp>
 
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 namespace {
 
-/// Dictionaries whose literals no RDF file can hold, and files that would like to speak to the terminal.
+/// Dictionaries whose terms no RDF file can hold, and files that would like to speak to the terminal.
 class ForgedDictionaryTest : public testing::Test {
 protected:
     /// Runs the tool; whatever it prints must be harmless.
@@ -61,28 +62,99 @@ protected:
     TemporaryDirectory m_directory;
 };
 
-TEST_F(ForgedDictionaryTest, otherTermsThanStringsAreRefusedAsNoVerbPrintsThem) {
+/// Terms that the library takes and no RDF file can hold, and what is wrong with them.
+const std::vector<std::tuple<std::string, uint8_t, std::string>> UNWRITABLE_TERMS{
+    {"x", D_IRI, "it is no absolute IRI"},
+    {"a:b\x1B[2J", D_IRI, "it is no absolute IRI"},
+    {"a:> <b", D_IRI, "it is no absolute IRI"},
+    {"a:\xFF\x1B", D_IRI, "its text is not UTF-8"},
+    {"a\xC2\x9B", D_BLANK_NODE, "it is no label of a blank node"},
+    {"a\xFF", D_BLANK_NODE, "its text is not UTF-8"},
+    {"\x1B^^t", D_TYPED_LITERAL, "its datatype is no absolute IRI, or that of a string"},
+    {"\x1B^^a:\x1B]", D_TYPED_LITERAL, "its datatype is no absolute IRI, or that of a string"},
+    {"\xFF^^a:t", D_TYPED_LITERAL, "its text is not UTF-8"},
+    {"\xFF@en--ltr", D_DIRECTIONAL_STRING, "its text is not UTF-8"},
+    {"<<( <s> <a:p> <a:o> )>>", D_TRIPLE_TERM, "it is no triple term in canonical form"},
+    {"<<( _:\xC2\x9B <a:p> <a:o> )>>", D_TRIPLE_TERM, "it is no triple term in canonical form"},
+    {"<<( _:s <a:p> \"\xFF\" )>>", D_TRIPLE_TERM, "its text is not UTF-8"}};
+
+TEST_F(ForgedDictionaryTest, termsThatNoRdfFileCanHoldAreNamedAndLeftOut) {
+    std::string expected;
+    std::vector<std::string> get{"get", "d"};
     {
         Dictionary dictionary(size_t(64) << 20, 1000);
         DictionaryThread thread(dictionary);
-        dictionary.resolveResource(thread, "http://example.org/", D_IRI);
+        for (const auto& [form, datatypeID, flaw] : UNWRITABLE_TERMS) {
+            const std::string id = std::to_string(dictionary.resolveResource(thread, form, datatypeID));
+            expected += "melnar-dict: resource " + id + " cannot be written: " + flaw + '\n';
+            get.push_back(id);
+        }
+        dictionary.resolveResource(thread, "sound", D_XSD_STRING);
+        get.push_back("14");
         dictionary.commit();
         dictionary.save(m_directory.getPathOf("d"));
     }
-    m_directory.addFile("in.nt", "<a:s> <a:p> \"o\" .\n");
-    for (const std::vector<std::string>& arguments :
-         std::vector<std::vector<std::string>>{{"get", "d", "1"},
-                                               {"dump", "d"},
-                                               {"stats", "d"},
-                                               {"verify", "d"},
-                                               {"compact", "d"},
-                                               {"load", "in.nt", "--into", "d"}}) {
-        const ToolResult result = run(arguments);
-        EXPECT_EQ(3, result.m_exitCode) << arguments.front();
-        EXPECT_EQ("", result.m_output) << arguments.front();
-        EXPECT_EQ("melnar-dict: the dictionary 'd' has other terms than strings, which this version cannot read\n",
-                  result.m_errorOutput)
-            << arguments.front();
+    for (const bool asJson : {false, true})
+        for (std::vector<std::string> arguments : {{"dump", "d"}, get}) {
+            if (asJson)
+                arguments.insert(arguments.begin() + 1, "--json");
+            const ToolResult result = run(arguments);
+            EXPECT_EQ(1, result.m_exitCode);
+            EXPECT_EQ(expected, result.m_errorOutput);
+            EXPECT_TRUE(result.m_output.starts_with(asJson ? "{\"id\":14," : "14\t\"sound\"\n")) << result.m_output;
+        }
+    const ToolResult verify = run({"verify", "d"});
+    EXPECT_EQ(1, verify.m_exitCode);
+    EXPECT_EQ("melnar-dict: resource 1: it is no absolute IRI\n", verify.m_errorOutput);
+    m_directory.addFile("empty.nt", "");
+    const ToolResult load = run({"load", "empty.nt", "--into", "d", "--get", "1", "--get", "14"});
+    EXPECT_EQ(1, load.m_exitCode);
+    EXPECT_TRUE(load.m_output.ends_with("\n14\t\"sound\"\n")) << load.m_output;
+    EXPECT_EQ("melnar-dict: resource 1 cannot be written: it is no absolute IRI\n", load.m_errorOutput);
+    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+             {"stats", "d"}, {"stats", "d", "--json"}, {"stats", "d", "--html", "-"}, {"compact", "d"}})
+        EXPECT_EQ(0, run(arguments).m_exitCode) << arguments.front();
+}
+
+TEST_F(ForgedDictionaryTest, aFormThatIsNoneOfItsFamilyIsNeverPrinted) {
+    for (const auto& [form, forgedForm, datatypeID] :
+         std::vector<std::tuple<std::string, std::string, uint8_t>>{{"a:b", "a\x1B ", D_IRI},
+                                                                    {"a:b", "\xFF\xFF\xFF", D_IRI},
+                                                                    {"b0", "\x1B]", D_BLANK_NODE},
+                                                                    {"5^^", "5\x1B^", D_TYPED_LITERAL},
+                                                                    {"text", "te@1", D_DIRECTIONAL_STRING},
+                                                                    {"_:o )>>", "_:o )>\n", D_TRIPLE_TERM},
+                                                                    {"_:o )>>", ")>> )>>", D_TRIPLE_TERM}}) {
+        Dictionary dictionary(size_t(64) << 20, 1000);
+        {
+            DictionaryThread thread(dictionary);
+            dictionary.resolveResource(thread,
+                                       datatypeID == D_TYPED_LITERAL        ? form + "a:t"
+                                       : datatypeID == D_DIRECTIONAL_STRING ? form + "@en--ltr"
+                                       : datatypeID == D_TRIPLE_TERM        ? "<<( _:s <a:p> " + form
+                                                                            : form,
+                                       datatypeID);
+            dictionary.resolveResource(thread, "sound", D_XSD_STRING);
+        }
+        dictionary.commit();
+        ForgedDictionaryFile file(dictionary);
+        std::string& pool = file.m_sections[ForgedDictionaryFile::DATA_POOL];
+        const size_t place = pool.find(form);
+        ASSERT_NE(std::string::npos, place) << form;
+        pool.replace(place, form.size(), forgedForm);
+        m_directory.addFile("d", file.getBytes());
+        const bool isWritable = datatypeID == D_DIRECTIONAL_STRING; // an '@' more belongs to the text
+        EXPECT_EQ(3, run({"verify", "d"}).m_exitCode) << "not found by its hash";
+        for (const std::vector<std::string>& arguments :
+             std::vector<std::vector<std::string>>{{"get", "d", "1", "2"}, {"dump", "d"}}) {
+            const ToolResult result = run(arguments);
+            EXPECT_EQ(isWritable ? 0 : 1, result.m_exitCode) << form;
+            EXPECT_EQ(isWritable ? "1\t\"te@1\"@en--ltr\n2\t\"sound\"\n" : "2\t\"sound\"\n", result.m_output);
+            EXPECT_EQ(isWritable, result.m_errorOutput.empty()) << result.m_errorOutput;
+        }
+        EXPECT_EQ(0, run({"stats", "d"}).m_exitCode);
+        EXPECT_EQ(0, run({"stats", "d", "--html", "-"}).m_exitCode);
+        EXPECT_EQ(0, run({"compact", "d", "-o", "compacted", "--force"}).m_exitCode);
     }
 }
 

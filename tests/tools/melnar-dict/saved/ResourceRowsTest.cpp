@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/saved/ResourceRows.h"
 
-#include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
+#include "Engine/core/data-store/terms/TermFamily.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -46,26 +47,29 @@ TEST_F(ResourceRowsTest, areLinesOfText) {
                   rows.print(entryOf(1, "a\"b", D_XSD_STRING));
                   rows.print(entryOf(2, "a@b@en", D_RDF_PLAIN_LITERAL));
                   rows.printMissingResource(3);
-                  rows.printMissingLiteral(entryOf(0, "c", D_XSD_STRING));
+                  rows.printMissingTerm(entryOf(0, "c", D_XSD_STRING));
               }));
 }
 
 TEST_F(ResourceRowsTest, areJsonWithNothingOfTheRowBefore) {
-    EXPECT_EQ(R"({"id":2,"literal":"\"a@b\"@en","text":"a@b","language":"en"}
-{"id":1,"literal":"\"a\\\"b@\"","text":"a\"b@","language":null}
-{"id":3,"literal":null,"text":null,"language":null}
-{"id":2,"literal":"\"x\"@de","text":"x","language":"de"}
-{"id":null,"literal":"\"c\"","text":"c","language":null}
-{"id":4,"literal":"\"\"","text":"","language":null}
+    EXPECT_EQ(
+        R"({"id":2,"literal":"\"a@b\"@en","text":"a@b","language":"en","type":"literal","value":"a@b","datatype":null,"direction":null}
+{"id":1,"literal":"\"a\\\"b@\"","text":"a\"b@","language":null,"type":"literal","value":"a\"b@","datatype":null,"direction":null}
+{"id":3,"literal":null,"text":null,"language":null,"type":null,"value":null,"datatype":null,"direction":null}
+{"id":2,"literal":"\"x\"@ar--rtl","text":"x","language":"ar","type":"literal","value":"x","datatype":null,"direction":"rtl"}
+{"id":null,"literal":"\"c\"^^<a:t>","text":"c","language":null,"type":"literal","value":"c","datatype":"a:t","direction":null}
+{"id":4,"literal":null,"text":null,"language":null,"type":"iri","value":"a:b","datatype":null,"direction":null}
+{"id":5,"literal":"\"\"","text":"","language":null,"type":"literal","value":"","datatype":null,"direction":null}
 )",
-              rowsOf(true, [](ResourceRows& rows) {
-                  rows.print(entryOf(2, "a@b@en", D_RDF_PLAIN_LITERAL));
-                  rows.print(entryOf(1, "a\"b@", D_XSD_STRING));
-                  rows.printMissingResource(3);
-                  rows.print(entryOf(2, "x@de", D_RDF_PLAIN_LITERAL));
-                  rows.printMissingLiteral(entryOf(0, "c", D_XSD_STRING));
-                  rows.print(entryOf(4, "", D_XSD_STRING));
-              }));
+        rowsOf(true, [](ResourceRows& rows) {
+            rows.print(entryOf(2, "a@b@en", D_RDF_PLAIN_LITERAL));
+            rows.print(entryOf(1, "a\"b@", D_XSD_STRING));
+            rows.printMissingResource(3);
+            rows.print(entryOf(2, "x@ar--rtl", D_DIRECTIONAL_STRING));
+            rows.printMissingTerm(entryOf(0, "c^^a:t", D_TYPED_LITERAL));
+            rows.print(entryOf(4, "a:b", D_IRI));
+            rows.print(entryOf(5, "", D_XSD_STRING));
+        }));
 }
 
 TEST_F(ResourceRowsTest, leaveOutWhatCannotBeWrittenAndNameIt) {

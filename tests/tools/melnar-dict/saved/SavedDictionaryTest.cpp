@@ -138,17 +138,15 @@ TEST_F(SavedDictionaryTest, lookupTakesLiteralsInTurtleSyntax) {
     EXPECT_EQ("not found\t\"eins\"\nnot found\t\"eins\"@DE\n", missing.m_output);
 }
 
-TEST_F(SavedDictionaryTest, lookupRefusesWhatIsNoLiteralAndGoesOn) {
-    const ToolResult result = run({"lookup", "d", "one", "\"one", "\"5\"^^<urn:t>", "'one'"});
+TEST_F(SavedDictionaryTest, lookupRefusesWhatIsNoTermAndGoesOn) {
+    const ToolResult result = run({"lookup", "d", "one", "\"one", "\"5\"^^<t>", "'one'"});
     EXPECT_EQ(1, result.m_exitCode);
     EXPECT_EQ("1\t\"one\"\n", result.m_output);
-    EXPECT_EQ(
-        "melnar-dict: literal 'one': expected a literal in quotes, found 'one'; did you mean '\"one\"'?\n"
-        "melnar-dict: literal '\"one': this string is not closed: expected its closing quote, found the end of the "
-        "text\n"
-        "melnar-dict: literal '\"5\"^^<urn:t>': a literal of datatype <urn:t> has no ID; those of xsd:string and "
-        "rdf:PlainLiteral have\n",
-        result.m_errorOutput);
+    EXPECT_EQ("melnar-dict: term 'one': expected a term, found 'one'; did you mean '\"one\"'?\n"
+              "melnar-dict: term '\"one': this string is not closed: expected its closing quote, found the end of the "
+              "text\n"
+              "melnar-dict: term '\"5\"^^<t>': expected an absolute IRI, found '<t>'\n",
+              result.m_errorOutput);
 }
 
 TEST_F(SavedDictionaryTest, lookupReadsTheLinesOfStandardInputWhereItStands) {
@@ -156,11 +154,11 @@ TEST_F(SavedDictionaryTest, lookupReadsTheLinesOfStandardInputWhereItStands) {
         run({"lookup", "d", "'eins'@de", "-", "bad", "'one'"}, "\"one\"\r\n\"eins\"@de\n\nbad\n\"a\rb\"\n\"one\"");
     EXPECT_EQ(1, result.m_exitCode);
     EXPECT_EQ("2\t\"eins\"@de\n1\t\"one\"\n2\t\"eins\"@de\n1\t\"one\"\n1\t\"one\"\n", result.m_output);
-    EXPECT_TRUE(result.m_errorOutput.starts_with("-:3:1: expected a literal in quotes, found the end of the text\n"
-                                                 "-:4:1: expected a literal in quotes, found 'bad'; did you mean "
+    EXPECT_TRUE(result.m_errorOutput.starts_with("-:3:1: expected a term, found the end of the text\n"
+                                                 "-:4:1: expected a term, found 'bad'; did you mean "
                                                  "'\"bad\"'?\n-:5:"))
         << result.m_errorOutput;
-    EXPECT_NE(std::string::npos, result.m_errorOutput.find("literal 'bad': "));
+    EXPECT_NE(std::string::npos, result.m_errorOutput.find("term 'bad': "));
     EXPECT_EQ(2, run({"lookup", "d", "-", "-"}).m_exitCode);
 }
 
@@ -177,7 +175,7 @@ TEST_F(SavedDictionaryTest, lookupReportsALiteralThatTheDictionaryRefusesAndGoes
     const ToolResult arguments = run({"lookup", "d", "\"one\"", malformed, "\"eins\"@de"});
     EXPECT_EQ(1, arguments.m_exitCode);
     EXPECT_EQ("1\t\"one\"\n2\t\"eins\"@de\n", arguments.m_output);
-    EXPECT_EQ("melnar-dict: literal '" + malformed + "': " + cause, arguments.m_errorOutput);
+    EXPECT_EQ("melnar-dict: term '" + malformed + "': " + cause, arguments.m_errorOutput);
 }
 
 TEST_F(SavedDictionaryTest, lookupKeepsTheAnswersFromBeforeAFailure) {
@@ -370,15 +368,21 @@ TEST_F(SavedDictionaryTest, compactKeepsTheOldIDsWhenItCannotPrintTheNewOnes) {
 }
 
 TEST_F(SavedDictionaryTest, verbsThatPrintRowsPrintThemAsJson) {
-    const std::string one = R"({"id":1,"literal":"\"one\"","text":"one","language":null})"
+    const std::string one = R"({"id":1,"literal":"\"one\"","text":"one","language":null,)"
+                            R"("type":"literal","value":"one","datatype":null,"direction":null})"
                             "\n";
-    const std::string eins = R"({"id":2,"literal":"\"eins\"@de","text":"eins","language":"de"})"
+    const std::string eins = R"({"id":2,"literal":"\"eins\"@de","text":"eins","language":"de",)"
+                             R"("type":"literal","value":"eins","datatype":null,"direction":null})"
                              "\n";
+    const std::string missing = R"({"id":9,"literal":null,"text":null,"language":null,)"
+                                R"("type":null,"value":null,"datatype":null,"direction":null})"
+                                "\n";
+    const std::string absent = R"({"id":null,"literal":"\"two\"","text":"two","language":null,)"
+                               R"("type":"literal","value":"two","datatype":null,"direction":null})"
+                               "\n";
     EXPECT_EQ(eins + one, run({"get", "d", "--json", "2", "1"}).m_output);
-    EXPECT_EQ("{\"id\":9,\"literal\":null,\"text\":null,\"language\":null}\n" + one,
-              run({"get", "d", "--json", "-"}, "9\n1\n").m_output);
-    EXPECT_EQ(one + "{\"id\":null,\"literal\":\"\\\"two\\\"\",\"text\":\"two\",\"language\":null}\n",
-              run({"lookup", "d", "--json", "'one'", "'two'"}).m_output);
+    EXPECT_EQ(missing + one, run({"get", "d", "--json", "-"}, "9\n1\n").m_output);
+    EXPECT_EQ(one + absent, run({"lookup", "d", "--json", "'one'", "'two'"}).m_output);
     const ToolResult dump = run({"dump", "d", "--json"});
     EXPECT_EQ(0, dump.m_exitCode);
     EXPECT_TRUE(dump.m_output.starts_with(one + eins + "{\"id\":3,")) << dump.m_output;

@@ -1,4 +1,4 @@
-#include "tools/melnar-dict/saved/LiteralLines.h"
+#include "tools/melnar-dict/saved/TermLines.h"
 
 #include "Engine/core/platform/MelnarException.h"
 
@@ -15,20 +15,20 @@ namespace {
 // What only the dictionary finds wrong.
 const std::string MALFORMED = "\"x@en-\"^^<http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral>";
 
-class LiteralLinesTest : public testing::Test {
+class TermLinesTest : public testing::Test {
 protected:
-    LiteralLinesTest()
-        : m_lines({[this](const std::span<BatchEntry> literals, std::vector<BatchFailure>& failures) {
-                       for (size_t index = 0; index < literals.size(); ++index)
-                           if (literals[index].m_lexicalForm == m_failingForm)
+    TermLinesTest()
+        : m_lines({[this](const std::span<BatchEntry> terms, std::vector<BatchFailure>& failures) {
+                       for (size_t index = 0; index < terms.size(); ++index)
+                           if (terms[index].m_lexicalForm == m_failingForm)
                                failures.emplace_back(index, m_reason, m_failure);
                    },
-                   [this](const BatchEntry& literal) { m_taken.emplace_back(literal.m_lexicalForm); },
+                   [this](const BatchEntry& term) { m_taken.emplace_back(term.m_lexicalForm); },
                    [this](const InputError& error) {
                        m_taken.push_back(std::to_string(error.m_line) + ": " + error.m_cause);
                    }}) {}
 
-    /// Makes the dictionary fail for a literal.
+    /// Makes the dictionary fail for a term.
     template<class Exception>
     void failFor(std::string lexicalForm, const BatchFailure::Reason reason, const Exception& exception) {
         m_failingForm = std::move(lexicalForm);
@@ -44,32 +44,46 @@ protected:
     std::string m_failingForm = "none";
     BatchFailure::Reason m_reason = BatchFailure::Reason::SYSTEM;
     std::exception_ptr m_failure;
-    std::vector<std::string> m_taken; // literals and errors
-    LiteralLines m_lines;
+    std::vector<std::string> m_taken; // terms and errors
+    TermLines m_lines;
 };
 
-TEST_F(LiteralLinesTest, handsOutLiteralsAndErrorsInTheOrderOfTheLines) {
+TEST_F(TermLinesTest, handsOutTermsAndErrorsInTheOrderOfTheLines) {
     parse("\"a\"\nb\n\"b\"@en\n");
-    parse("\"5\"^^<a:t>\n\"c\"\r\n 'd' ");
+    parse("<a>\n<a:\\u0062>\r\n 'd' \n_:x\n\"5\"^^xsd:int\n\"x\"@en--ltr\n<<(_:s <a:p> \"o\")>>");
     EXPECT_EQ(
-        (std::vector<std::string>{"a", "2: expected a literal in quotes, found 'b'; did you mean '\"b\"'?", "b@en",
-                                  "4: a literal of datatype <a:t> has no ID; those of xsd:string and "
-                                  "rdf:PlainLiteral have",
-                                  "c", "d"}),
+        (std::vector<std::string>{"a", "2: expected a term, found 'b'; did you mean '\"b\"'?", "b@en",
+                                  "4: expected an absolute IRI, found '<a>'", "a:b", "d", "x",
+                                  "5^^http://www.w3.org/2001/XMLSchema#int", "x@en--ltr", "<<( _:s <a:p> \"o\" )>>"}),
         m_taken);
 }
 
-TEST_F(LiteralLinesTest, takesTextsOfSeveralLinesOneByOne) {
+TEST_F(TermLinesTest, termsOfAGroupStayUntilItIsAnswered) {
+    std::string lines;
+    std::vector<std::string> expected;
+    for (int number = 0; number < 5000; ++number) {
+        const std::string text = std::to_string(number);
+        lines += number % 2 == 0 ? "\"" + text + "\\n\"^^xsd:x" + text + "\n" : "<a:\\u0062" + text + ">\n";
+        expected.push_back(number % 2 == 0 ? text + "\n^^http://www.w3.org/2001/XMLSchema#x" + text : "a:b" + text);
+    }
+    for (int group = 0; group < 2; ++group) {
+        m_taken.clear();
+        parse(lines);
+        EXPECT_EQ(expected, m_taken);
+    }
+}
+
+TEST_F(TermLinesTest, takesTextsOfSeveralLinesOneByOne) {
     m_lines.add("\"\"\"a\nb\"\"\"");
     m_lines.add("\"a\"\n\"b\"");
     EXPECT_TRUE(m_taken.empty()) << "not answered yet";
     m_lines.answer();
-    EXPECT_EQ((std::vector<std::string>{"a\nb", "2: expected the end of the literal, found '\"'"}), m_taken);
+    EXPECT_EQ((std::vector<std::string>{"a\nb", "2: expected the end of the term, found '\"'"}), m_taken);
     m_lines.answer();
     EXPECT_EQ(2u, m_taken.size());
 }
 
-TEST_F(LiteralLinesTest, aRefusedLiteralIsAnErrorOfItsLine) {
+TEST_F(TermLinesTest, aRefusedTermIsAnErrorOfItsLine) {
     failFor("x@en-", BatchFailure::Reason::REFUSED,
             MelnarException("file", 1, MelnarException::NO_CAUSES, "malformed"));
     parse("\"a\"\n" + MALFORMED + "\n");
@@ -77,7 +91,7 @@ TEST_F(LiteralLinesTest, aRefusedLiteralIsAnErrorOfItsLine) {
     EXPECT_EQ((std::vector<std::string>{"a", "2: malformed", "3: malformed", "4: malformed", "b"}), m_taken);
 }
 
-TEST_F(LiteralLinesTest, anotherFailureIsThrownBehindTheAnswersBeforeIt) {
+TEST_F(TermLinesTest, anotherFailureIsThrownBehindTheAnswersBeforeIt) {
     failFor("x@en", BatchFailure::Reason::LIMIT, MelnarException("file", 1, MelnarException::NO_CAUSES, "a limit"));
     EXPECT_THROW(parse("\"a\"\nbad\n\"x\"@en\n\"b\"\n"), MelnarException);
     EXPECT_EQ(2u, m_taken.size());

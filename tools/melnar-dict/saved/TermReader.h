@@ -1,0 +1,39 @@
+#pragma once
+
+#include "tools/melnar-dict/pieces/InputError.h"
+
+#include "Engine/core/data-store/terms/Term.h"
+#include "Engine/core/platform/Unmovable.h"
+#include "Reader/LineTerms.h"
+#include "Reader/ReaderOptions.h"
+#include "Reader/Term.h"
+#include "Reader/TextWindow.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// Reads terms that are given one by one, each as a text of its own: a literal as in Turtle, in quotes of either kind,
+/// one or three, with a language tag or a datatype; an IRI, a blank node or a triple term as in N-Triples. For the IRI of
+/// a datatype, a name with the prefix xsd: or rdf: can stand, whose declarations a single term has no place for.
+///
+/// Ownership  Terms refer to the texts that they were read from, and to memory of the reader.
+/// Threads    One at a time.
+class TermReader : private Unmovable {
+public:
+    /// Reads a text that is a term, with white space around it at most. Returns what is wrong otherwise, with the column
+    /// but no line; a text that lacks quotes or brackets gets a hint.
+    std::optional<InputError> read(std::string_view text, Term& term);
+
+    /// Forgets all terms that were read.
+    void clear() noexcept { m_window.getArena().clear(); }
+
+private:
+    const char* readLiteral(const char* at, Rdf::Term& literal);
+    const char* readDatatype(const char* at, Rdf::Term& datatype);
+    Term convert(const Rdf::Term& term);
+    std::string_view keep(std::string_view first, std::string_view second);
+
+    Rdf::TextWindow m_window{Rdf::Version::RDF_1_2};
+    Rdf::LineTerms::Triples m_triples{Rdf::ReaderOptions().m_maximumNesting};
+};
