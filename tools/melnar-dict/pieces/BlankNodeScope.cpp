@@ -27,6 +27,10 @@ uint64_t BlankNodeScope::getDocument(const std::string_view uniqueLabel) noexcep
 }
 
 void BlankNodeScope::appendLabel(const uint64_t document, const std::string_view label, std::string& output) {
+    if (document == NO_DOCUMENT) {
+        output += label;
+        return;
+    }
     if (document != 1) {
         output.append(DOCUMENT).append(std::to_string(document)).append("-").append(label);
         return;

@@ -10,8 +10,11 @@
 /// of several documents: labels of document 1 stay as they are, those of document N get "docN-" before them. A label of
 /// document 1 that looks like one of another document gets an underscore after its "doc".
 ///
-/// Documents count from 1. Where documents share their labels, all are document 1.
+/// Documents count from 1. Where documents share their labels, all are document 1. Labels that are unique already are
+/// those of NO_DOCUMENT, and stay as they are.
 namespace BlankNodeScope {
+
+constexpr uint64_t NO_DOCUMENT = 0;
 
 /// Whose labels belong to their documents: each one's to itself, or all to one.
 enum class Mode : uint8_t { DOCUMENTS, SHARED };

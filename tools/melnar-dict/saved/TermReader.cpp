@@ -1,13 +1,13 @@
 #include "tools/melnar-dict/saved/TermReader.h"
 
+#include "tools/melnar-dict/pieces/BlankNodeScope.h"
+#include "tools/melnar-dict/pieces/EngineTerm.h"
 #include "tools/melnar-dict/pieces/TermText.h"
 
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
-#include "Engine/core/data-store/dictionary/DatatypeNames.h"
 #include "Engine/core/data-store/dictionary/PlainLiteral.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
 #include "Reader/ByteScan.h"
-#include "Reader/CanonicalWriter.h"
 #include "Reader/Literal.h"
 #include "Reader/Name.h"
 #include "Reader/QuotedString.h"
@@ -54,18 +54,6 @@ std::string hintAt(std::string_view text) {
     std::string hint = "; did you mean '";
     appendTermText(text, guessDatatypeID(text), hint);
     return hint += "'?";
-}
-
-Term::Direction convert(const Rdf::Direction direction) noexcept {
-    switch (direction) {
-    case Rdf::Direction::LEFT_TO_RIGHT:
-        return Term::Direction::LEFT_TO_RIGHT;
-    case Rdf::Direction::RIGHT_TO_LEFT:
-        return Term::Direction::RIGHT_TO_LEFT;
-    case Rdf::Direction::NONE:
-        break;
-    }
-    return Term::Direction::NONE;
 }
 
 } // namespace
@@ -125,31 +113,17 @@ const char* TermReader::readDatatype(const char* const at, Rdf::Term& datatype) 
     return m_window.failExpected(at, EXPECTED_DATATYPE);
 }
 
-Term TermReader::convert(const Rdf::Term& term) {
-    switch (term.m_kind) {
-    case Rdf::TermKind::IRI:
-        return {.m_kind = Term::Kind::IRI, .m_text = term.m_text};
-    case Rdf::TermKind::BLANK_NODE:
-        return {.m_kind = Term::Kind::BLANK_NODE, .m_text = term.m_text};
-    case Rdf::TermKind::TRIPLE: {
-        std::string form;
-        Rdf::CanonicalWriter::appendTerm(term, form, Rdf::CanonicalWriter::Tags::AS_WRITTEN);
-        return {.m_kind = Term::Kind::TRIPLE_TERM, .m_text = keep(form, {})};
+Term TermReader::convert(const Rdf::Term& parsed) {
+    std::string text;
+    Term term = toTerm(parsed, BlankNodeScope::NO_DOCUMENT, text);
+    if (term.m_kind == Term::Kind::BLANK_NODE || term.m_kind == Term::Kind::TRIPLE_TERM)
+        term.m_text = keep(text, {});
+    if (term.getDatatypeID() == D_RDF_PLAIN_LITERAL && term.m_language.empty() &&
+        term.m_text.ends_with('@')) { // with an empty tag it is the string before the '@'
+        term.m_text.remove_suffix(1);
+        term.m_datatype = {};
     }
-    default:
-        break;
-    }
-    Term literal{.m_kind = Term::Kind::LITERAL,
-                 .m_direction = ::convert(term.m_direction),
-                 .m_text = term.m_text,
-                 .m_language = term.m_tag,
-                 .m_datatype = term.m_datatype};
-    if (literal.getDatatypeID() == D_RDF_PLAIN_LITERAL && literal.m_language.empty() &&
-        literal.m_text.ends_with('@')) { // with an empty tag it is the string before the '@'
-        literal.m_text.remove_suffix(1);
-        literal.m_datatype = XSD_STRING;
-    }
-    return literal;
+    return term;
 }
 
 /// Joins two texts in memory that lasts until the terms are forgotten.

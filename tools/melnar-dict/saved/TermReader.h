@@ -31,7 +31,7 @@ public:
 private:
     const char* readLiteral(const char* at, Rdf::Term& literal);
     const char* readDatatype(const char* at, Rdf::Term& datatype);
-    Term convert(const Rdf::Term& term);
+    Term convert(const Rdf::Term& parsed);
     std::string_view keep(std::string_view first, std::string_view second);
 
     Rdf::TextWindow m_window{Rdf::Version::RDF_1_2};

@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
+#include "tools/melnar-dict/pieces/BlankNodeScope.h"
 
 #include <gtest/gtest.h>
 
@@ -57,6 +58,8 @@ TEST(EngineTermTest, everyKindHasItsDatatypeAndForm) {
 TEST(EngineTermTest, labelsBelongToTheirDocument) {
     EXPECT_EQ(Form(D_BLANK_NODE, "doc2-b"), getForm(make(Rdf::TermKind::BLANK_NODE, "b"), 2));
     EXPECT_EQ(Form(D_BLANK_NODE, "doc_2-b"), getForm(make(Rdf::TermKind::BLANK_NODE, "doc2-b")));
+    EXPECT_EQ(Form(D_BLANK_NODE, "doc2-b"),
+              getForm(make(Rdf::TermKind::BLANK_NODE, "doc2-b"), BlankNodeScope::NO_DOCUMENT));
     EXPECT_EQ(Form(D_IRI, "b"), getForm(make(Rdf::TermKind::IRI, "b"), 2));
 }
 
