@@ -166,6 +166,12 @@ void TermDatatype<T>::getResource(const uint64_t resourceID, uint8_t, std::strin
     m_family.appendJoined(chunk.getOwnText(), m_policy.getAffix(chunk), lexicalForm);
 }
 
+template<class T>
+bool TermDatatype<T>::isRefused(const BatchEntry& entry) const noexcept {
+    return entry.m_lexicalForm.size() >= AdaptiveResourceSizeEncoding::MAXIMUM_SIZE || // must not be read
+           !m_family.m_isWellFormed(entry.m_lexicalForm);
+}
+
 /// Answers a batch of which nothing can be there. With `isFailure`, the exception that is being handled is why what is
 /// not refused fails.
 template<class T>
@@ -174,8 +180,7 @@ void TermDatatype<T>::answerWithoutTable(const std::span<BatchEntry> entries, st
     for (size_t index = 0; index < entries.size(); ++index) {
         BatchEntry& entry = entries[index];
         entry.m_resourceID = 0;
-        if (entry.m_lexicalForm.size() >= AdaptiveResourceSizeEncoding::MAXIMUM_SIZE ||
-            !m_family.m_isWellFormed(entry.m_lexicalForm))
+        if (isRefused(entry))
             failures.emplace_back(index, entry, &refuse);
         else if (isFailure)
             failures.push_back(BatchFailure::ofCurrentException(index));
@@ -185,8 +190,7 @@ void TermDatatype<T>::answerWithoutTable(const std::span<BatchEntry> entries, st
 template<class T>
 void TermDatatype<T>::resolveResources(DictionaryThreadContext* const threadContext,
                                        const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
-    const auto isWellFormed = [this](const BatchEntry& entry) { return m_family.m_isWellFormed(entry.m_lexicalForm); };
-    if (!isInUse() && std::none_of(entries.begin(), entries.end(), isWellFormed)) {
+    if (!isInUse() && std::ranges::all_of(entries, [this](const BatchEntry& entry) { return isRefused(entry); })) {
         answerWithoutTable(entries, failures, false);
         return;
     }

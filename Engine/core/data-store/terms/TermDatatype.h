@@ -100,6 +100,7 @@ private:
     void loadTable(InputStream& inputStream);
     void checkAffixNumbers(const UntrustedInputStream& inputStream) const;
     void answerWithoutTable(std::span<BatchEntry> entries, std::vector<BatchFailure>& failures, bool isFailure) const;
+    bool isRefused(const BatchEntry& entry) const noexcept;
     std::string_view getForm(const ResourceValue& resourceValue, std::string& joined) const;
 
     const TermFamily& m_family;
