@@ -186,38 +186,6 @@ void Dictionary::forEachServer(const std::span<BatchEntry> block, const Operatio
     }
 }
 
-/// Performs an operation of datatype objects on a batch, block by block and object by object. Entries that none serves
-/// become failures. After each block calls `finishBlock(block, failures of the block)`.
-template<class Operation, class FinishBlock>
-void Dictionary::forEachBlock(const std::span<BatchEntry> batch, std::vector<BatchFailure>& failures,
-                              const Operation& operation, const FinishBlock& finishBlock) const {
-    std::vector<BatchFailure> ofBlock;
-    for (size_t begin = 0; begin < batch.size(); begin += MIXED_BLOCK_SIZE) {
-        const std::span<BatchEntry> block = batch.subspan(begin, std::min(MIXED_BLOCK_SIZE, batch.size() - begin));
-        ofBlock.clear();
-        forEachServer(block, [&](DictionaryDatatype* const object, const std::span<BatchEntry> entries,
-                                 const uint16_t* const indexes) {
-            const size_t firstFailure = ofBlock.size();
-            if (object != nullptr)
-                operation(*object, entries, ofBlock);
-            else
-                for (size_t index = 0; index < entries.size(); ++index) {
-                    entries[index].m_resourceID = 0;
-                    ofBlock.emplace_back(index, entries[index], &refuseDatatype);
-                }
-            if (indexes != nullptr)
-                for (size_t failure = firstFailure; failure < ofBlock.size(); ++failure)
-                    ofBlock[failure].m_entryIndex = indexes[ofBlock[failure].m_entryIndex];
-        });
-        finishBlock(block, ofBlock);
-        std::ranges::sort(ofBlock, {}, &BatchFailure::m_entryIndex);
-        for (BatchFailure& failure : ofBlock) {
-            failure.m_entryIndex += begin;
-            failures.push_back(std::move(failure));
-        }
-    }
-}
-
 /// The object that serves all of a batch, or null.
 DictionaryDatatype* Dictionary::getCommonServer(const std::span<const BatchEntry> batch) const noexcept {
     DictionaryDatatype* const object = batch.empty() ? nullptr : m_servers[batch.front().m_datatypeID].m_datatype;
@@ -227,41 +195,56 @@ DictionaryDatatype* Dictionary::getCommonServer(const std::span<const BatchEntry
     return isCommon ? object : nullptr;
 }
 
+/// Creates the resources that a block lacks, in the order of the entries, which the IDs follow: an object gets those up
+/// to the first one that another object is to create. `begin` is the number of the block's first entry in the batch.
+void Dictionary::createMissing(DictionaryThread& thread, const std::span<BatchEntry> block,
+                               const uint64_t* const hashes, const size_t begin, std::vector<BatchFailure>& failures) {
+    const auto isMissing = [](const BatchEntry& entry) { return entry.m_resourceID == 0; };
+    std::vector<BatchFailure> ofRun;
+    for (auto runBegin = std::ranges::find_if(block, isMissing); runBegin != block.end();) {
+        DictionaryDatatype* const object = m_servers[runBegin->m_datatypeID].m_datatype;
+        const auto runEnd = std::find_if(runBegin, block.end(), [&](const BatchEntry& entry) {
+            return isMissing(entry) && m_servers[entry.m_datatypeID].m_datatype != object;
+        });
+        const std::span<BatchEntry> run(runBegin, runEnd);
+        const auto index = static_cast<size_t>(runBegin - block.begin());
+        ofRun.clear();
+        if (object != nullptr)
+            object->createResources(&thread.m_threadContext, run, hashes + index, ofRun);
+        else
+            for (size_t number = 0; number < run.size(); ++number)
+                if (isMissing(run[number]))
+                    ofRun.emplace_back(number, run[number], &refuseDatatype);
+        for (BatchFailure& failure : ofRun) {
+            failure.m_entryIndex += begin + index;
+            failures.push_back(std::move(failure));
+        }
+        runBegin = runEnd;
+    }
+}
+
 void Dictionary::resolveResources(DictionaryThread& thread, const std::span<BatchEntry> entries,
                                   std::vector<BatchFailure>& failures) {
     if (DictionaryDatatype* const object = getCommonServer(entries); object != nullptr) {
         object->resolveResources(&thread.m_threadContext, entries, failures);
         return;
     }
-    // What is there is found object by object. The rest is created in the order of the entries, which the IDs follow.
-    const auto find = [](const DictionaryDatatype& object, const std::span<BatchEntry> served,
-                         std::vector<BatchFailure>& ofBlock) {
-        object.tryResolveResources({std::numeric_limits<uint64_t>::max()}, served, ofBlock);
-    };
-    const auto create = [&](const std::span<BatchEntry> block, std::vector<BatchFailure>& ofBlock) {
-        std::bitset<MIXED_BLOCK_SIZE> hasFailed;
-        for (BatchFailure& failure : ofBlock) {
-            const size_t index = failure.m_entryIndex;
-            hasFailed.set(index);
-            // Refused as an entry to be looked up, and now as one to be created.
-            if (DictionaryDatatype* const object = m_servers[block[index].m_datatypeID].m_datatype; object != nullptr) {
-                std::vector<BatchFailure> ofEntry;
-                object->resolveResources(&thread.m_threadContext, block.subspan(index, 1), ofEntry);
-                if (!ofEntry.empty()) {
-                    failure = std::move(ofEntry.front());
-                    failure.m_entryIndex = index;
-                }
-            }
-        }
-        for (size_t index = 0; index < block.size(); ++index)
-            if (BatchEntry& entry = block[index]; entry.m_resourceID == 0 && !hasFailed[index])
-                try {
-                    entry.m_resourceID = resolveResource(thread, entry.m_lexicalForm, entry.m_datatypeID);
-                } catch (...) {
-                    ofBlock.push_back(BatchFailure::ofCurrentException(index));
-                }
-    };
-    forEachBlock(entries, failures, find, create);
+    std::array<uint64_t, MIXED_BLOCK_SIZE> hashes;
+    for (size_t begin = 0; begin < entries.size(); begin += MIXED_BLOCK_SIZE) {
+        const std::span<BatchEntry> block = entries.subspan(begin, std::min(MIXED_BLOCK_SIZE, entries.size() - begin));
+        forEachServer(block, [&hashes](const DictionaryDatatype* const object, const std::span<BatchEntry> served,
+                                       const uint16_t* const indexes) {
+            std::array<uint64_t, MIXED_BLOCK_SIZE> ofServed;
+            if (object != nullptr)
+                object->findResources(served, ofServed.data());
+            else
+                for (BatchEntry& entry : served)
+                    entry.m_resourceID = 0;
+            for (size_t number = 0; number < served.size(); ++number)
+                hashes[indexes == nullptr ? number : indexes[number]] = ofServed[number];
+        });
+        createMissing(thread, block, hashes.data(), begin, failures);
+    }
 }
 
 void Dictionary::tryResolveResources(const DictionaryCommitPoint commitPoint, const std::span<BatchEntry> entries,
@@ -270,11 +253,30 @@ void Dictionary::tryResolveResources(const DictionaryCommitPoint commitPoint, co
         object->tryResolveResources(commitPoint, entries, failures);
         return;
     }
-    forEachBlock(
-        entries, failures,
-        [commitPoint](const DictionaryDatatype& object, const std::span<BatchEntry> served,
-                      std::vector<BatchFailure>& ofBlock) { object.tryResolveResources(commitPoint, served, ofBlock); },
-        [](std::span<BatchEntry>, std::vector<BatchFailure>&) {});
+    std::vector<BatchFailure> ofBlock;
+    for (size_t begin = 0; begin < entries.size(); begin += MIXED_BLOCK_SIZE) {
+        const std::span<BatchEntry> block = entries.subspan(begin, std::min(MIXED_BLOCK_SIZE, entries.size() - begin));
+        ofBlock.clear();
+        forEachServer(block, [&](const DictionaryDatatype* const object, const std::span<BatchEntry> served,
+                                 const uint16_t* const indexes) {
+            const size_t firstFailure = ofBlock.size();
+            if (object != nullptr)
+                object->tryResolveResources(commitPoint, served, ofBlock);
+            else
+                for (size_t index = 0; index < served.size(); ++index) {
+                    served[index].m_resourceID = 0;
+                    ofBlock.emplace_back(index, served[index], &refuseDatatype);
+                }
+            if (indexes != nullptr)
+                for (size_t failure = firstFailure; failure < ofBlock.size(); ++failure)
+                    ofBlock[failure].m_entryIndex = indexes[ofBlock[failure].m_entryIndex];
+        });
+        std::ranges::sort(ofBlock, {}, &BatchFailure::m_entryIndex);
+        for (BatchFailure& failure : ofBlock) {
+            failure.m_entryIndex += begin;
+            failures.push_back(std::move(failure));
+        }
+    }
 }
 
 /// Has what leads to the literals fetched into the cache: datatype bytes and offsets, which lie where the IDs say.

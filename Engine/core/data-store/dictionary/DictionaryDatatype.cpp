@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <limits>
 
 namespace {
 
@@ -81,6 +82,23 @@ void DictionaryDatatype::tryResolveResources(const DictionaryCommitPoint commitP
                                       entry.m_datatypeID);
         },
         [](const BatchEntry&) { return true; });
+}
+
+void DictionaryDatatype::findResources(const std::span<BatchEntry> entries, uint64_t*) const {
+    std::vector<BatchFailure> failures; // What cannot be looked up is for createResources to refuse.
+    tryResolveResources({std::numeric_limits<uint64_t>::max()}, entries, failures);
+}
+
+void DictionaryDatatype::createResources(DictionaryThreadContext* const threadContext,
+                                         const std::span<BatchEntry> entries, const uint64_t*,
+                                         std::vector<BatchFailure>& failures) {
+    for (size_t index = 0; index < entries.size(); ++index)
+        if (entries[index].m_resourceID == 0) {
+            const size_t firstFailure = failures.size();
+            resolveResources(threadContext, entries.subspan(index, 1), failures);
+            if (failures.size() != firstFailure)
+                failures.back().m_entryIndex = index;
+        }
 }
 
 void DictionaryDatatype::getResources(const std::span<BatchEntry> entries) const {

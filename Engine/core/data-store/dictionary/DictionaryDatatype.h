@@ -33,10 +33,11 @@ class DictionaryThreadContext;
 ///            or load them before or after it initialises or loads the datatype.
 /// Lifecycle  After construction one of initialize, initializeForSnapshot and load comes before anything else.
 /// Threads    resolveResource and resolveResources, tryResolveResource and tryResolveResources, getResource and
-///            getResources, getChunkSize, getComponentInfo and getFingerprintBytes: any threads concurrently. So are
-///            restoreResource, of different IDs, and deleteUncommittedResourceID, of resources whose creation has
-///            returned. A context is used by one thread at a time. save, addDetailedComponentInfo and
-///            getTableProfiles: any threads, while nobody resolves, restores or deletes. Everything else: alone.
+///            getResources, findResources and createResources, getChunkSize, getComponentInfo and getFingerprintBytes:
+///            any threads concurrently. So are restoreResource, of different IDs, and deleteUncommittedResourceID, of
+///            resources whose creation has returned. A context is used by one thread at a time. save,
+///            addDetailedComponentInfo and getTableProfiles: any threads, while nobody resolves, restores or deletes.
+///            Everything else: alone.
 /// Errors     As each operation states; all are of the MelnarException family or std::bad_alloc.
 ///
 /// CHUNKS  A resource has one chunk of the data pool. It holds the resource's data, followed by a terminating zero byte,
@@ -177,6 +178,17 @@ public:
     /// Whether it may have resources. One that has none takes no part in saving and in statistics, and is initialised
     /// where it is not loaded. True by default.
     virtual bool isInUse() const noexcept;
+
+    /// The first half of resolveResources, for batches that several objects serve: answers the literals that are there,
+    /// committed or not, and all other entries with 0. Fills `hashes`, one for each entry, for the second half. The
+    /// default looks the literals up and fills nothing.
+    virtual void findResources(std::span<BatchEntry> entries, uint64_t* hashes) const;
+
+    /// The second half: resolves the entries whose ID is 0, in their order. They are this object's, each with the hash
+    /// that the first half gave; entries with an ID are left alone. Failures are as those of resolveResources. The
+    /// default resolves each by itself.
+    virtual void createResources(DictionaryThreadContext* threadContext, std::span<BatchEntry> entries,
+                                 const uint64_t* hashes, std::vector<BatchFailure>& failures);
 
 protected:
     /// Returns the size of the StringChunk at an offset, or 0 unless a whole one lies there within the data pool.

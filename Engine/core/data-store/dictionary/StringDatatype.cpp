@@ -223,6 +223,20 @@ void StringDatatype<T>::tryResolveResources(const DictionaryCommitPoint commitPo
 }
 
 template<class T>
+void StringDatatype<T>::findResources(const std::span<BatchEntry> entries, uint64_t* const hashes) const {
+    Base::findBatch(entries, hashes, ACCEPT,
+                    [this](const uint8_t datatypeID) -> Table& { return selectTable(datatypeID); });
+}
+
+template<class T>
+void StringDatatype<T>::createResources(DictionaryThreadContext* const threadContext,
+                                        const std::span<BatchEntry> entries, const uint64_t* const hashes,
+                                        std::vector<BatchFailure>& failures) {
+    Base::createBatch(threadContext, entries, hashes, failures, ACCEPT, &refuse<RESOLVE_FAILURE_LINES>,
+                      [this](const uint8_t datatypeID) -> Table& { return selectTable(datatypeID); });
+}
+
+template<class T>
 void StringDatatype<T>::getResources(const std::span<BatchEntry> entries) const {
     Base::readBatch(m_xsdStringTable.getPolicy(), entries);
 }

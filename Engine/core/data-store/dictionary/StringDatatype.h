@@ -61,6 +61,9 @@ public:
                           std::vector<BatchFailure>& failures) override;
     void tryResolveResources(DictionaryCommitPoint commitPoint, std::span<BatchEntry> entries,
                              std::vector<BatchFailure>& failures) const override;
+    void findResources(std::span<BatchEntry> entries, uint64_t* hashes) const override;
+    void createResources(DictionaryThreadContext* threadContext, std::span<BatchEntry> entries, const uint64_t* hashes,
+                         std::vector<BatchFailure>& failures) override;
     void getResources(std::span<BatchEntry> entries) const override;
 
     void loadUntrusted(UntrustedInputStream& inputStream) override;

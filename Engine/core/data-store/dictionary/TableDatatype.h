@@ -91,6 +91,16 @@ protected:
                          std::vector<BatchFailure>& failures, const Accept& accept, BatchFailure::Refuse refuse,
                          const SelectTable& selectTable) const;
 
+    /// The two halves of resolveBatch, with a slot in no table between them; see findResources and createResources.
+    template<class Accept, class SelectTable>
+    void findBatch(std::span<BatchEntry> entries, uint64_t* hashes, const Accept& accept,
+                   const SelectTable& selectTable) const;
+
+    template<class Accept, class SelectTable>
+    void createBatch(DictionaryThreadContext* threadContext, std::span<BatchEntry> entries, const uint64_t* hashes,
+                     std::vector<BatchFailure>& failures, const Accept& accept, BatchFailure::Refuse refuse,
+                     const SelectTable& selectTable);
+
     /// Reads the resources of a batch; see getResources.
     static void readBatch(const Policy& policy, std::span<BatchEntry> entries) noexcept;
 
@@ -132,6 +142,14 @@ private:
                           std::string_view lexicalForm) noexcept;
 
     template<class SelectTable>
-    static size_t findGroup(const PreparedEntries& prepared, DictionaryCommitPoint commitPoint,
-                            EnteredTable& enteredTable, GroupProbe<Policy>& groupProbe, const SelectTable& selectTable);
+    static void findGroup(const PreparedEntries& prepared, DictionaryCommitPoint commitPoint,
+                          EnteredTable& enteredTable, GroupProbe<Policy>& groupProbe, const SelectTable& selectTable);
+
+    template<class Purpose, class Accept, class SelectTable, class FinishEntry>
+    void lookUpBatch(DictionaryCommitPoint commitPoint, Purpose purpose, std::span<BatchEntry> entries,
+                     const Accept& accept, const SelectTable& selectTable, const FinishEntry& finishEntry) const;
+
+    template<class GetPlace>
+    uint64_t resolveInBatch(EnteredTable& enteredTable, Table& table, const GetPlace& getPlace,
+                            DictionaryThreadContext* threadContext, std::string_view lexicalForm, uint8_t datatypeID);
 };

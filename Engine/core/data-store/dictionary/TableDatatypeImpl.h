@@ -203,34 +203,63 @@ public:
     }
 
     void leave() noexcept {
-        if (m_table != nullptr)
-            Table::leave(*m_threadContext);
+        if (m_table == nullptr)
+            return;
+        Table::leave(*m_threadContext);
         m_table = nullptr;
+        m_haveBucketsMoved = true;
     }
+
+    /// Makes sure that an insertion can follow.
+    void reserveInsertionQuota() {
+        m_haveBucketsMoved = m_table->reserveInsertionQuota(*m_threadContext) || m_haveBucketsMoved;
+    }
+
+    /// Whether buckets may have moved since the first table was entered: the thread has been out of it, or has grown it.
+    bool haveBucketsMoved() const noexcept { return m_haveBucketsMoved; }
 
     typename Table::ThreadContext& getThreadContext() const noexcept { return *m_threadContext; }
 
 private:
     Table* m_table = nullptr;
     typename Table::ThreadContext* m_threadContext = nullptr;
+    bool m_haveBucketsMoved = false;
 };
 
-/// Finds what is there of a group, in all its tables; returns in how many it has looked. The slot in the last one is
-/// held afterwards.
+/// Finds what is there of a group, in all its tables. The slot in the last one is held afterwards.
 template<class TablePolicy>
 template<class SelectTable>
-size_t TableDatatype<TablePolicy>::findGroup(const PreparedEntries& prepared, const DictionaryCommitPoint commitPoint,
-                                             EnteredTable& enteredTable, GroupProbe<Policy>& groupProbe,
-                                             const SelectTable& selectTable) {
-    size_t numberOfTables = 0;
+void TableDatatype<TablePolicy>::findGroup(const PreparedEntries& prepared, const DictionaryCommitPoint commitPoint,
+                                           EnteredTable& enteredTable, GroupProbe<Policy>& groupProbe,
+                                           const SelectTable& selectTable) {
     for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL})
         if (const std::span<const uint16_t> selected = prepared.getOrder(datatypeID); !selected.empty()) {
             Table& table = selectTable(prepared.getDatatypeID(selected.front()));
             enteredTable.enter(table);
             groupProbe.find(table, commitPoint, selected);
-            ++numberOfTables;
         }
-    return numberOfTables;
+}
+
+/// Resolves a literal that was not found, in a table that the thread enters if need be. The slot is given up after a
+/// failure: memory is reclaimed without one, and a growth may have succeeded before another one failed.
+/// `getPlace()` is where the probe begins.
+template<class TablePolicy>
+template<class GetPlace>
+[[gnu::always_inline]] inline uint64_t
+TableDatatype<TablePolicy>::resolveInBatch(EnteredTable& enteredTable, Table& table, const GetPlace& getPlace,
+                                           DictionaryThreadContext* const threadContext,
+                                           const std::string_view lexicalForm, const uint8_t datatypeID) {
+    return table.getMemoryManager().withReclaim([&] {
+        try {
+            enteredTable.enter(table);
+            enteredTable.reserveInsertionQuota();
+            return doResolveResource(table, enteredTable.getThreadContext(), getPlace(), threadContext,
+                                     GetNextResourceID(), lexicalForm, datatypeID);
+        } catch (...) {
+            enteredTable.leave();
+            throw;
+        }
+    });
 }
 
 template<class TablePolicy>
@@ -246,32 +275,7 @@ void TableDatatype<TablePolicy>::resolveBatch(DictionaryThreadContext* const thr
         const std::span<BatchEntry> group = entries.subspan(begin, prepared.getSize());
         GroupProbe<Policy> groupProbe(prepared, GroupProbe<Policy>::Purpose::CREATE);
         EnteredTable enteredTable;
-        const size_t numberOfTables = findGroup(prepared, EVERYTHING, enteredTable, groupProbe, selectTable);
-        // The probe of a literal that is not there goes on where it ended, unless the thread has been out of the table
-        // since, or has helped to resize it.
-        bool haveBucketsMoved = numberOfTables > 1;
-        const auto create = [&](const size_t index) {
-            Table& table = selectTable(prepared.getDatatypeID(index));
-            enteredTable.enter(table);
-            auto& tableThreadContext = enteredTable.getThreadContext();
-            haveBucketsMoved = table.reserveInsertionQuota(tableThreadContext) || haveBucketsMoved;
-            const uint64_t hash = prepared.getHash(index);
-            const ProbePlace place = haveBucketsMoved ? ProbePlace{hash, table.getHomeIndex(hash)}
-                                                      : ProbePlace{hash, groupProbe.getLastBucketIndex(index),
-                                                                   groupProbe.getNumberOfCollisions(index)};
-            return doResolveResource(table, tableThreadContext, place, threadContext, GetNextResourceID(),
-                                     prepared.getForm(index), prepared.getDatatypeID(index));
-        };
-        // Memory is reclaimed without a slot, for which a resize may have moved the buckets meanwhile.
-        const auto createOrLeave = [&](const size_t index) {
-            try {
-                return create(index);
-            } catch (const MemoryExhaustedException&) {
-                enteredTable.leave();
-                haveBucketsMoved = true;
-                throw;
-            }
-        };
+        findGroup(prepared, EVERYTHING, enteredTable, groupProbe, selectTable);
         // In the order of the entries, which the IDs follow.
         for (size_t index = 0; index < group.size(); ++index) {
             group[index].m_resourceID = groupProbe.getResourceID(index);
@@ -279,12 +283,40 @@ void TableDatatype<TablePolicy>::resolveBatch(DictionaryThreadContext* const thr
                 failures.emplace_back(begin + index, group[index], refuse);
             else if (group[index].m_resourceID == 0)
                 try {
-                    group[index].m_resourceID =
-                        m_resourceDataOffsets.getMemoryManager().withReclaim([&] { return createOrLeave(index); });
+                    Table& table = selectTable(prepared.getDatatypeID(index));
+                    // Goes on where the probe ended, if that is still the place.
+                    const auto getPlace = [&] {
+                        const uint64_t hash = prepared.getHash(index);
+                        return enteredTable.haveBucketsMoved() ? ProbePlace{hash, table.getHomeIndex(hash)}
+                                                               : ProbePlace{hash, groupProbe.getLastBucketIndex(index),
+                                                                            groupProbe.getNumberOfCollisions(index)};
+                    };
+                    group[index].m_resourceID = resolveInBatch(enteredTable, table, getPlace, threadContext,
+                                                               prepared.getForm(index), prepared.getDatatypeID(index));
                 } catch (...) {
-                    haveBucketsMoved = true; // A growth may have succeeded before another one failed.
                     failures.push_back(BatchFailure::ofCurrentException(begin + index));
                 }
+        }
+    }
+}
+
+/// Looks the literals of a batch up; then calls `finishEntry(entry's number, group, number in the group)` for each.
+template<class TablePolicy>
+template<class Purpose, class Accept, class SelectTable, class FinishEntry>
+void TableDatatype<TablePolicy>::lookUpBatch(const DictionaryCommitPoint commitPoint, const Purpose purpose,
+                                             const std::span<BatchEntry> entries, const Accept& accept,
+                                             const SelectTable& selectTable, const FinishEntry& finishEntry) const {
+    PreparedEntries prepared;
+    for (size_t begin = 0; begin < entries.size(); begin += prepared.getSize()) {
+        prepared.prepare(entries.subspan(begin), accept);
+        GroupProbe<Policy> groupProbe(prepared, purpose);
+        {
+            EnteredTable enteredTable;
+            findGroup(prepared, commitPoint, enteredTable, groupProbe, selectTable);
+        }
+        for (size_t index = 0; index < prepared.getSize(); ++index) {
+            entries[begin + index].m_resourceID = groupProbe.getResourceID(index);
+            finishEntry(begin + index, prepared, index);
         }
     }
 }
@@ -296,19 +328,48 @@ void TableDatatype<TablePolicy>::tryResolveBatch(const DictionaryCommitPoint com
                                                  std::vector<BatchFailure>& failures, const Accept& accept,
                                                  const BatchFailure::Refuse refuse,
                                                  const SelectTable& selectTable) const {
-    PreparedEntries prepared;
-    for (size_t begin = 0; begin < entries.size(); begin += prepared.getSize()) {
-        prepared.prepare(entries.subspan(begin), accept);
-        const std::span<BatchEntry> group = entries.subspan(begin, prepared.getSize());
-        GroupProbe<Policy> groupProbe(prepared, GroupProbe<Policy>::Purpose::LOOK_UP);
-        {
-            EnteredTable enteredTable;
-            findGroup(prepared, commitPoint, enteredTable, groupProbe, selectTable);
+    lookUpBatch(commitPoint, GroupProbe<Policy>::Purpose::LOOK_UP, entries, accept, selectTable,
+                [&](const size_t number, const PreparedEntries& prepared, const size_t index) {
+                    if (prepared.isRefused(index)) [[unlikely]]
+                        failures.emplace_back(number, entries[number], refuse);
+                });
+}
+
+template<class TablePolicy>
+template<class Accept, class SelectTable>
+void TableDatatype<TablePolicy>::findBatch(const std::span<BatchEntry> entries, uint64_t* const hashes,
+                                           const Accept& accept, const SelectTable& selectTable) const {
+    lookUpBatch({std::numeric_limits<uint64_t>::max()}, GroupProbe<Policy>::Purpose::CREATE, entries, accept,
+                selectTable, [hashes](const size_t number, const PreparedEntries& prepared, const size_t index) {
+                    hashes[number] = prepared.getHash(index);
+                });
+}
+
+/// Every probe begins at its home bucket, as the thread has been out of the tables since findBatch. What it reads there
+/// has been prefetched.
+template<class TablePolicy>
+template<class Accept, class SelectTable>
+void TableDatatype<TablePolicy>::createBatch(DictionaryThreadContext* const threadContext,
+                                             const std::span<BatchEntry> entries, const uint64_t* const hashes,
+                                             std::vector<BatchFailure>& failures, const Accept& accept,
+                                             const BatchFailure::Refuse refuse, const SelectTable& selectTable) {
+    EnteredTable enteredTable;
+    for (size_t index = 0; index < entries.size(); ++index) {
+        BatchEntry& entry = entries[index];
+        if (entry.m_resourceID != 0)
+            continue;
+        std::string_view form = entry.m_lexicalForm;
+        uint8_t datatypeID = entry.m_datatypeID;
+        if (form.size() >= AdaptiveResourceSizeEncoding::MAXIMUM_SIZE || !accept(form, datatypeID)) [[unlikely]] {
+            failures.emplace_back(index, entry, refuse);
+            continue;
         }
-        for (size_t index = 0; index < group.size(); ++index) {
-            group[index].m_resourceID = groupProbe.getResourceID(index);
-            if (prepared.isRefused(index)) [[unlikely]]
-                failures.emplace_back(begin + index, group[index], refuse);
+        try {
+            Table& table = selectTable(datatypeID);
+            const auto getPlace = [&table, hash = hashes[index]] { return ProbePlace{hash, table.getHomeIndex(hash)}; };
+            entry.m_resourceID = resolveInBatch(enteredTable, table, getPlace, threadContext, form, datatypeID);
+        } catch (...) {
+            failures.push_back(BatchFailure::ofCurrentException(index));
         }
     }
 }

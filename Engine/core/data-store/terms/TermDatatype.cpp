@@ -187,6 +187,12 @@ void TermDatatype<T>::answerWithoutTable(const std::span<BatchEntry> entries, st
     }
 }
 
+/// Which forms a batch may have.
+template<class T>
+auto TermDatatype<T>::getAccept() const noexcept {
+    return [this](const std::string_view form, uint8_t) noexcept { return m_family.m_isWellFormed(form); };
+}
+
 template<class T>
 void TermDatatype<T>::resolveResources(DictionaryThreadContext* const threadContext,
                                        const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
@@ -201,10 +207,8 @@ void TermDatatype<T>::resolveResources(DictionaryThreadContext* const threadCont
         answerWithoutTable(entries, failures, true);
         return;
     }
-    Base::resolveBatch(
-        threadContext, entries, failures,
-        [this](const std::string_view form, uint8_t) noexcept { return m_family.m_isWellFormed(form); }, &refuse,
-        [table](uint8_t) -> Table& { return *table; });
+    Base::resolveBatch(threadContext, entries, failures, getAccept(), &refuse,
+                       [table](uint8_t) -> Table& { return *table; });
 }
 
 template<class T>
@@ -215,10 +219,29 @@ void TermDatatype<T>::tryResolveResources(const DictionaryCommitPoint commitPoin
         answerWithoutTable(entries, failures, false);
         return;
     }
-    Base::tryResolveBatch(
-        commitPoint, entries, failures,
-        [this](const std::string_view form, uint8_t) noexcept { return m_family.m_isWellFormed(form); }, &refuse,
-        [table](uint8_t) -> Table& { return *table; });
+    Base::tryResolveBatch(commitPoint, entries, failures, getAccept(), &refuse,
+                          [table](uint8_t) -> Table& { return *table; });
+}
+
+template<class T>
+void TermDatatype<T>::findResources(const std::span<BatchEntry> entries, uint64_t* const hashes) const {
+    Table* const table = getTable();
+    if (table != nullptr) {
+        Base::findBatch(entries, hashes, getAccept(), [table](uint8_t) -> Table& { return *table; });
+        return;
+    }
+    for (size_t index = 0; index < entries.size(); ++index) {
+        const std::string_view form = entries[index].m_lexicalForm;
+        entries[index].m_resourceID = 0;
+        hashes[index] = isRefused(entries[index]) ? 0 : hashLexicalForm(form.data(), form.size());
+    }
+}
+
+template<class T>
+void TermDatatype<T>::createResources(DictionaryThreadContext* const threadContext, const std::span<BatchEntry> entries,
+                                      const uint64_t* const hashes, std::vector<BatchFailure>& failures) {
+    Base::createBatch(threadContext, entries, hashes, failures, getAccept(), &refuse,
+                      [this](uint8_t) -> Table& { return getOrMakeTable(); });
 }
 
 template<class T>

@@ -73,6 +73,10 @@ public:
     void tryResolveResources(DictionaryCommitPoint commitPoint, std::span<BatchEntry> entries,
                              std::vector<BatchFailure>& failures) const override;
 
+    void findResources(std::span<BatchEntry> entries, uint64_t* hashes) const override;
+    void createResources(DictionaryThreadContext* threadContext, std::span<BatchEntry> entries, const uint64_t* hashes,
+                         std::vector<BatchFailure>& failures) override;
+
     /// Gives the terms' own parts; getAffix has the others.
     void getResources(std::span<BatchEntry> entries) const override;
     std::string_view getAffix(const BatchEntry& entry) const noexcept override;
@@ -100,6 +104,7 @@ private:
     void loadTable(InputStream& inputStream);
     void checkAffixNumbers(const UntrustedInputStream& inputStream) const;
     void answerWithoutTable(std::span<BatchEntry> entries, std::vector<BatchFailure>& failures, bool isFailure) const;
+    auto getAccept() const noexcept;
     bool isRefused(const BatchEntry& entry) const noexcept;
     std::string_view getForm(const ResourceValue& resourceValue, std::string& joined) const;
 

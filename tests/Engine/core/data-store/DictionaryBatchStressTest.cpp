@@ -1,12 +1,14 @@
 #include "Engine/core/data-store/Dictionary.h"
 
 #include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/data-store/terms/TermFamily.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
 #include "tests/support/StressDuration.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <optional>
 #include <random>
@@ -23,12 +25,22 @@ constexpr uint64_t NARROW = 100000000;
 constexpr size_t LITERALS = 4000;
 constexpr size_t LARGEST_BATCH = 300;
 
-OwnedLiterals makeLiterals(const uint64_t round) {
+std::string makePrefix(const uint64_t round) {
+    return "http://example.org/round/" + std::to_string(round) + '/';
+}
+
+/// With IRIs and typed literals among them if wanted, for batches that several datatype objects serve.
+OwnedLiterals makeLiterals(const uint64_t round, const bool hasTerms) {
+    constexpr std::array<uint8_t, 4> DATATYPE_IDS{D_XSD_STRING, D_RDF_PLAIN_LITERAL, D_IRI, D_TYPED_LITERAL};
     OwnedLiterals literals;
-    for (size_t number = 0; number < LITERALS; ++number)
-        literals.push_back(
-            {"round " + std::to_string(round) + " literal " + std::to_string(number) + (number % 2 == 0 ? "" : "@en"),
-             number % 2 == 0 ? D_XSD_STRING : D_RDF_PLAIN_LITERAL});
+    for (size_t number = 0; number < LITERALS; ++number) {
+        const uint8_t datatypeID = DATATYPE_IDS[number % (hasTerms ? 4 : 2)];
+        literals.push_back({makePrefix(round) + std::to_string(number) +
+                                (datatypeID == D_RDF_PLAIN_LITERAL ? "@en"
+                                 : datatypeID == D_TYPED_LITERAL   ? "^^x:y"
+                                                                   : ""),
+                            datatypeID});
+    }
     return literals;
 }
 
@@ -65,15 +77,18 @@ size_t readNewest(const Dictionary& dictionary, const uint64_t commitPoint, cons
     for (BatchEntry& entry : entries)
         entry.m_resourceID = commitPoint + random() % range;
     dictionary.getResources(entries);
-    const std::string prefix = "round " + std::to_string(round) + " literal ";
+    const std::string prefix = makePrefix(round);
     size_t numberOfRead = 0;
     for (const BatchEntry& entry : entries) {
         if (entry.m_datatypeID == D_INVALID) {
             EXPECT_EQ("", entry.m_lexicalForm);
             continue;
         }
-        EXPECT_TRUE(entry.m_lexicalForm.starts_with(prefix)) << entry.m_lexicalForm;
-        EXPECT_EQ(entry.m_lexicalForm.ends_with("@en") ? D_RDF_PLAIN_LITERAL : D_XSD_STRING, entry.m_datatypeID);
+        std::string form;
+        dictionary.appendLexicalForm(entry, form);
+        EXPECT_TRUE(form.starts_with(prefix)) << form;
+        EXPECT_EQ(form.ends_with("@en"), entry.m_datatypeID == D_RDF_PLAIN_LITERAL);
+        EXPECT_EQ(form.ends_with("^^x:y"), entry.m_datatypeID == D_TYPED_LITERAL);
         ++numberOfRead;
     }
     return numberOfRead;
@@ -81,7 +96,8 @@ size_t readNewest(const Dictionary& dictionary, const uint64_t commitPoint, cons
 
 /// Rounds of: all threads resolve the same new literals in batches while others look up and read in batches; then,
 /// alone, every second round is committed and the others are rolled back.
-void resolveLookUpCommitAndRollBack(const uint64_t maximumNumberOfResources, const size_t numberOfThreads) {
+void resolveLookUpCommitAndRollBack(const uint64_t maximumNumberOfResources, const size_t numberOfThreads,
+                                    const bool hasTerms) {
     Dictionary dictionary(MEMORY_LIMIT, maximumNumberOfResources);
     const size_t bucketsBefore = getNumberOfBuckets(dictionary);
     const auto deadline = getStressDeadline();
@@ -91,7 +107,7 @@ void resolveLookUpCommitAndRollBack(const uint64_t maximumNumberOfResources, con
     size_t numberOfRead = 0;
     uint64_t round = 0;
     do {
-        const OwnedLiterals literals = makeLiterals(round);
+        const OwnedLiterals literals = makeLiterals(round, hasTerms);
         const DictionaryCommitPoint commitPoint = dictionary.getCommitPoint();
         const uint64_t firstNewID = dictionary.getNextResourceID();
         std::vector<std::vector<uint64_t>> ids(numberOfThreads, std::vector<uint64_t>(LITERALS));
@@ -130,8 +146,11 @@ void resolveLookUpCommitAndRollBack(const uint64_t maximumNumberOfResources, con
         for (size_t number = 0; number < LITERALS; ++number)
             entries[number].m_resourceID = ids[0][number];
         dictionary.getResources(entries);
-        for (size_t number = 0; number < LITERALS; ++number)
-            ASSERT_EQ(literals[number].m_lexicalForm, entries[number].m_lexicalForm);
+        for (size_t number = 0; number < LITERALS; ++number) {
+            std::string form;
+            dictionary.appendLexicalForm(entries[number], form);
+            ASSERT_EQ(literals[number].m_lexicalForm, form);
+        }
         if (round % 2 == 0) {
             dictionary.commit();
             if (committed.size() < 2 * LITERALS) {
@@ -148,11 +167,15 @@ void resolveLookUpCommitAndRollBack(const uint64_t maximumNumberOfResources, con
 }
 
 TEST(DictionaryBatchStressTest, narrowBucketsTwoThreads) {
-    resolveLookUpCommitAndRollBack(NARROW, 2);
+    resolveLookUpCommitAndRollBack(NARROW, 2, false);
 }
 
 TEST(DictionaryBatchStressTest, wideBucketsEightThreads) {
-    resolveLookUpCommitAndRollBack(WIDE, 8);
+    resolveLookUpCommitAndRollBack(WIDE, 8, false);
+}
+
+TEST(DictionaryBatchStressTest, mixedBatchesEightThreads) {
+    resolveLookUpCommitAndRollBack(NARROW, 8, true);
 }
 
 } // namespace

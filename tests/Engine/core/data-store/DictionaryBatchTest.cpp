@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/dictionary/PreparedEntries.h"
+#include "Engine/core/data-store/terms/TermFamily.h"
 #include "Engine/core/platform/MemoryExhaustedException.h"
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
@@ -10,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <exception>
 #include <memory>
@@ -74,16 +76,30 @@ OwnedLiteral makeLiteral(const uint32_t number) {
         return {text, D_INVALID}; // unknown
     case 9:
         return {text, D_RDF_PLAIN_LITERAL}; // refused
+    case 10:
+        return {text, D_TYPED_LITERAL}; // refused
+    case 11:
+        return {"", D_IRI}; // refused
     default:
         break;
     }
-    switch (number % 8) {
+    switch (number % 13) {
     case 0:
         return {text + "@", D_RDF_PLAIN_LITERAL};
     case 1:
     case 2:
     case 3:
         return {text + "@en", D_RDF_PLAIN_LITERAL};
+    case 4:
+        return {"http://example.org/" + std::to_string(number % 5) + '#' + text, D_IRI};
+    case 5:
+        return {"doc2-" + text, D_BLANK_NODE};
+    case 6:
+        return {text + "^^http://example.org/type", D_TYPED_LITERAL};
+    case 7:
+        return {text + "@en--rtl", D_DIRECTIONAL_STRING};
+    case 8:
+        return {"<<( _:b <p> \"" + text + "\" )>>", D_TRIPLE_TERM};
     default:
         return {text, D_XSD_STRING};
     }
@@ -108,7 +124,9 @@ protected:
             if (dictionary.hasResource(entry.m_resourceID)) {
                 std::string lexicalForm;
                 ASSERT_EQ(dictionary.getResource(entry.m_resourceID, lexicalForm), entry.m_datatypeID);
-                ASSERT_EQ(lexicalForm, entry.m_lexicalForm);
+                std::string found;
+                dictionary.appendLexicalForm(entry, found);
+                ASSERT_EQ(lexicalForm, found);
                 ASSERT_EQ(0, entry.m_lexicalForm.data()[entry.m_lexicalForm.size()]);
             } else {
                 ASSERT_EQ(D_INVALID, entry.m_datatypeID) << entry.m_resourceID;
@@ -220,12 +238,12 @@ TEST_P(DictionaryBatchTest, batchesAndSinglesGoTheSameWayThroughADictionarysLife
         ASSERT_FALSE(testing::Test::HasFailure());
     }
     batch.m_dictionary->verify();
-    single.m_dictionary->forEachResource([&](const uint64_t resourceID, const ResourceValue& expected) {
-        ResourceValue value;
-        batch.m_dictionary->getResource(resourceID, value);
-        ASSERT_EQ(expected.m_datatypeID, value.m_datatypeID);
-        ASSERT_EQ(std::string(reinterpret_cast<const char*>(expected.m_data), expected.m_dataSize),
-                  std::string(reinterpret_cast<const char*>(value.m_data), value.m_dataSize));
+    single.m_dictionary->forEachResource([&](const uint64_t resourceID, const ResourceValue&) {
+        std::string expected;
+        std::string form;
+        ASSERT_EQ(single.m_dictionary->getResource(resourceID, expected),
+                  batch.m_dictionary->getResource(resourceID, form));
+        ASSERT_EQ(expected, form);
     });
     EXPECT_LT(2 * GROUP, largestNextID) << "hardly anything was created";
 }
@@ -295,20 +313,27 @@ INSTANTIATE_TEST_SUITE_P(BucketWidths, DictionaryBatchTest,
                              return parameterInfo.index == 0 ? "narrow" : "wide";
                          });
 
-/// Literals of changing length and datatype; none is refused.
-OwnedLiterals makeLiterals(const size_t count) {
+/// Literals of changing length and datatype, with IRIs and typed literals among them if wanted; none is refused.
+OwnedLiterals makeLiterals(const size_t count, const bool hasTerms) {
+    constexpr std::array<uint8_t, 4> DATATYPE_IDS{D_XSD_STRING, D_RDF_PLAIN_LITERAL, D_IRI, D_TYPED_LITERAL};
     OwnedLiterals literals;
-    for (size_t number = 0; number < count; ++number)
-        literals.push_back({"literal " + std::to_string(number) + std::string(number % 50, 'x') + "@en",
-                            number % 2 == 0 ? D_XSD_STRING : D_RDF_PLAIN_LITERAL});
+    for (size_t number = 0; number < count; ++number) {
+        const uint8_t datatypeID = DATATYPE_IDS[number % (hasTerms ? 4 : 2)];
+        literals.push_back({"http://example.org/literal/" + std::to_string(number) + std::string(number % 50, 'x') +
+                                (datatypeID == D_TYPED_LITERAL ? "^^x:y" : "@en"),
+                            datatypeID});
+    }
     return literals;
 }
 
-TEST(DictionaryBatchFailureTest, theResourcesBeyondTheMaximumAreRefusedAndTheRestIsKept) {
+/// The failures of batches that one datatype object serves, and of those that several do.
+class DictionaryBatchFailureTest : public testing::TestWithParam<bool> {};
+
+TEST_P(DictionaryBatchFailureTest, theResourcesBeyondTheMaximumAreRefusedAndTheRestIsKept) {
     for (const uint64_t maximum : {uint64_t(0), uint64_t(3), uint64_t(GROUP), uint64_t(700)}) {
         OpenDictionary batch(std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, maximum));
         OpenDictionary single(std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, maximum));
-        const OwnedLiterals literals = makeLiterals(800);
+        const OwnedLiterals literals = makeLiterals(800, GetParam());
         const BatchAnswers answers = batch.resolveAtOnce(literals);
         EXPECT_EQ(literals.size() - maximum, answers.m_failures.size());
         EXPECT_EQ(single.resolveOneByOne(literals), answers);
@@ -319,8 +344,8 @@ TEST(DictionaryBatchFailureTest, theResourcesBeyondTheMaximumAreRefusedAndTheRes
 }
 
 /// The limits step through every growth of every part, as each changes the memory in use by at least a page.
-TEST(DictionaryBatchFailureTest, everyMemoryLimitIsRefusedCleanly) {
-    const OwnedLiterals literals = makeLiterals(1500); // more than the first tables hold
+TEST_P(DictionaryBatchFailureTest, everyMemoryLimitIsRefusedCleanly) {
+    const OwnedLiterals literals = makeLiterals(1500, GetParam()); // more than the first tables hold
     for (const uint64_t maximumNumberOfResources : {NARROW, WIDE}) {
         size_t refusingLimits = 0;
         bool everythingFits = false;
@@ -350,9 +375,14 @@ TEST(DictionaryBatchFailureTest, everyMemoryLimitIsRefusedCleanly) {
     }
 }
 
+INSTANTIATE_TEST_SUITE_P(Objects, DictionaryBatchFailureTest, testing::Values(false, true),
+                         [](const testing::TestParamInfo<bool>& parameterInfo) {
+                             return parameterInfo.param ? "several" : "one";
+                         });
+
 /// An allocation for an exception's text fails the literal or ends the batch; one for a failure ends it.
-TEST(DictionaryBatchFailureTest, anyAllocationMayFail) {
-    OwnedLiterals literals = makeLiterals(3 * GROUP);
+TEST(DictionaryBatchAllocationFailureTest, anyAllocationMayFail) {
+    OwnedLiterals literals = makeLiterals(3 * GROUP, false);
     literals[1].m_datatypeID = 7;
     literals[2] = {"no tag, and a text that no small buffer holds", D_RDF_PLAIN_LITERAL};
     literals[GROUP].m_datatypeID = D_INVALID;

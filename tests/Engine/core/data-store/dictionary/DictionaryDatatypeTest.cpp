@@ -68,6 +68,8 @@ void expectAgreedSlots() {
     EXPECT_EQ(28u, getVirtualSlot(&Datatype::getAffix));
     EXPECT_EQ(29u, getVirtualSlot(&Datatype::appendLexicalForm));
     EXPECT_EQ(30u, getVirtualSlot(&Datatype::isInUse));
+    EXPECT_EQ(31u, getVirtualSlot(&Datatype::findResources));
+    EXPECT_EQ(32u, getVirtualSlot(&Datatype::createResources));
 }
 
 template<class T>
