@@ -59,8 +59,19 @@ TEST_F(ToolTest, printsATableOfWhatItLoaded) {
                                        "distinct xsd:string                     1\n"
                                        "distinct rdf:PlainLiteral               1\n"
                                        "other terms                             9\n"
+                                       "  IRIs                                  8\n"
+                                       "  blank nodes                           0\n"
+                                       "  other literals                        1\n"
+                                       "  directional strings                   0\n"
+                                       "  triple terms                          0\n"
+                                       "distinct IRIs                           2\n"
+                                       "distinct blank nodes                    0\n"
+                                       "distinct other literals                 1\n"
+                                       "distinct directional strings            0\n"
+                                       "distinct triple terms                   0\n"
                                        "errors                                  0\n"
                                        "bytes of text                          11\n"
+                                       "bytes of other text                    49\n"
                                        "bytes of memory "));
 }
 
@@ -126,7 +137,8 @@ TEST_F(ToolTest, loadsWhatItKnowsOfAFolder) {
     m_directory.addFile("dumps/README", "not read");
     expectFailure(1, "dumps/more/c.nq.xz:1:13: expected an object, found 'bad'\n", run({"load", "dumps/"}));
     m_directory.addFile("dumps/more/c.nq.xz", xz("<a:s> <a:p> \"c\" .\n"));
-    const ToolResult result = run({"load", "dumps", "-o", "dumps/d", "--get", "1", "--get", "2", "--get", "3"});
+    const ToolResult result =
+        run({"load", "--strings-only", "dumps", "-o", "dumps/d", "--get", "1", "--get", "2", "--get", "3"});
     EXPECT_EQ(0, result.m_exitCode);
     EXPECT_NE(std::string::npos, result.m_output.find("1\t\"a\"\n2\t\"b\"\n3\t\"c\"\n")) << result.m_output;
     EXPECT_EQ(3, runForJson({"load", "dumps"})["triples"]) << "the dictionary is passed over";
@@ -154,8 +166,8 @@ TEST_F(ToolTest, resolvesRelativeIrisAgainstTheGivenBase) {
 
 TEST_F(ToolTest, looksLiteralsUpInBothDirections) {
     m_directory.addFile("a.nt", TEXT);
-    const ToolResult result =
-        run({"load", "a.nt", "--threads", "1", "--query", "'text'", "--query", "\"text\"@en", "--get", "2"});
+    const ToolResult result = run({"load", "--strings-only", "a.nt", "--threads", "1", "--query", "'text'", "--query",
+                                   "\"text\"@en", "--get", "2"});
     EXPECT_EQ(0, result.m_exitCode);
     EXPECT_EQ("", result.m_errorOutput);
     EXPECT_TRUE(result.m_output.ends_with("\n1\t\"text\"\n2\t\"text\"@en\n2\t\"text\"@en\n")) << result.m_output;
@@ -165,14 +177,15 @@ TEST_F(ToolTest, endsWithOneWhenSomethingIsNotFound) {
     m_directory.addFile("a.nt", TEXT);
     for (const std::vector<std::string>& question :
          {std::vector<std::string>{"--query", "\"absent\"@en"}, std::vector<std::string>{"--get", "3"}}) {
-        const ToolResult result = run({"load", "a.nt", "--query", "\"text\"", question[0], question[1]});
+        const ToolResult result =
+            run({"load", "--strings-only", "a.nt", "--query", "\"text\"", question[0], question[1]});
         EXPECT_EQ(1, result.m_exitCode);
         EXPECT_EQ("", result.m_errorOutput);
         EXPECT_TRUE(
             result.m_output.ends_with(question[0] == "--get" ? "\nnot found\t3\n" : "\nnot found\t\"absent\"@en\n"))
             << result.m_output;
     }
-    const ToolResult result = run({"load", "a.nt", "--json", "--get", "3", "--query", "'text'"});
+    const ToolResult result = run({"load", "--strings-only", "a.nt", "--json", "--get", "3", "--query", "'text'"});
     EXPECT_EQ(1, result.m_exitCode);
     const nlohmann::json lookups = nlohmann::json::parse(result.m_output)["lookups"];
     ASSERT_EQ(2u, lookups.size());

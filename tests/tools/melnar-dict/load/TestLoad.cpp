@@ -11,6 +11,12 @@ TestLoad::TestLoad(FileLoader::Settings settings, const size_t memoryLimit, cons
       m_journal({.m_isLenient = settings.m_isLenient, .m_numberOfErrorsShown = ~uint64_t(0)}, m_messages, rejectedFile),
       m_loader(m_dictionary, m_journal, settings) {}
 
+TestLoad::TestLoad(const FileLoader::Settings& settings, const FileLoader::TermSettings& terms,
+                   const size_t memoryLimit, const uint64_t maximumNumberOfResources)
+    : m_dictionary(memoryLimit, maximumNumberOfResources),
+      m_journal({.m_isLenient = settings.m_isLenient, .m_numberOfErrorsShown = ~uint64_t(0)}, m_messages),
+      m_loader(m_dictionary, m_journal, settings, terms) {}
+
 void TestLoad::load(const std::string& fileName, const RdfFormat format) {
     m_loader.load(fileName, format);
     m_dictionary.commit();

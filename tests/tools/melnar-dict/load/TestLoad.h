@@ -33,6 +33,11 @@ public:
                       uint64_t maximumNumberOfResources = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS,
                       RejectedFile* rejectedFile = nullptr);
 
+    /// The same for all terms.
+    TestLoad(const FileLoader::Settings& settings, const FileLoader::TermSettings& terms,
+             size_t memoryLimit = MEMORY_LIMIT,
+             uint64_t maximumNumberOfResources = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS);
+
     /// Loads a file and commits; may be repeated.
     void load(const std::string& fileName, RdfFormat format);
 

@@ -26,7 +26,7 @@ class SavedDictionaryTest : public testing::Test {
 protected:
     SavedDictionaryTest() {
         m_directory.addFile("in.nt", TRIPLES);
-        EXPECT_EQ(0, run({"load", "in.nt", "-o", "d", "--threads", "1"}).m_exitCode);
+        EXPECT_EQ(0, run({"load", "--strings-only", "in.nt", "-o", "d", "--threads", "1"}).m_exitCode);
     }
 
     ToolResult run(const std::vector<std::string>& arguments, const std::string& input = "") const {
@@ -73,7 +73,7 @@ TEST_F(SavedDictionaryTest, loadSavesWhatItLoaded) {
 }
 
 TEST_F(SavedDictionaryTest, loadSavesTheSameBytesAgain) {
-    ASSERT_EQ(0, run({"load", "in.nt", "-o", "e", "--threads", "1"}).m_exitCode);
+    ASSERT_EQ(0, run({"load", "--strings-only", "in.nt", "-o", "e", "--threads", "1"}).m_exitCode);
     EXPECT_EQ(getContentsOf("d"), getContentsOf("e"));
 }
 
@@ -251,15 +251,16 @@ TEST_F(SavedDictionaryTest, everyVerbKeepsItsMemoryLimit) {
     for (int number = 0; number < 100000; ++number)
         triples += "<urn:s> <urn:p> \"text " + std::to_string(number) + "\" .\n";
     m_directory.addFile("big.nt", triples);
-    ASSERT_EQ(0, run({"load", "big.nt", "-o", "big"}).m_exitCode);
-    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"dump", "big"},
-                                                      {"get", "big", "1"},
-                                                      {"lookup", "big", "\"x\""},
-                                                      {"stats", "big"},
-                                                      {"verify", "big"},
-                                                      {"compact", "big", "-o", "e"},
-                                                      {"load", "in.nt", "--into", "big", "--threads", "1"},
-                                                      {"encode", "in.nt", "-d", "big", "-o", "e", "--threads", "1"}}) {
+    ASSERT_EQ(0, run({"load", "--strings-only", "big.nt", "-o", "big"}).m_exitCode);
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"dump", "big"},
+          {"get", "big", "1"},
+          {"lookup", "big", "\"x\""},
+          {"stats", "big"},
+          {"verify", "big"},
+          {"compact", "big", "-o", "e"},
+          {"load", "--strings-only", "in.nt", "--into", "big", "--threads", "1"},
+          {"encode", "in.nt", "-d", "big", "-o", "e", "--threads", "1"}}) {
         std::vector<std::string> limited = arguments;
         limited.insert(limited.end(), {"--memory-limit", "5M"});
         const ToolResult result = run(limited);
@@ -273,7 +274,7 @@ TEST_F(SavedDictionaryTest, everyVerbKeepsItsMemoryLimit) {
 
 TEST_F(SavedDictionaryTest, intoAddsAndKeepsTheIDs) {
     m_directory.addFile("more.nt", "<urn:s> <urn:p> \"new\" .\n<urn:s> <urn:p> \"eins\"@de .\n");
-    ASSERT_EQ(0, run({"load", "more.nt", "--into", "d"}).m_exitCode);
+    ASSERT_EQ(0, run({"load", "--strings-only", "more.nt", "--into", "d"}).m_exitCode);
     EXPECT_EQ("1\t\"one\"\n2\t\"eins\"@de\n3\t\"line\\nbreak \\\"quoted\\\"\"@en-GB\n4\t\"new\"\n",
               run({"dump", "d"}).m_output);
 }
@@ -281,7 +282,7 @@ TEST_F(SavedDictionaryTest, intoAddsAndKeepsTheIDs) {
 TEST_F(SavedDictionaryTest, intoWithOutputLeavesTheOldFile) {
     const std::string before = getContentsOf("d");
     m_directory.addFile("more.nt", "<urn:s> <urn:p> \"new\" .\n");
-    ASSERT_EQ(0, run({"load", "more.nt", "--into", "d", "-o", "e"}).m_exitCode);
+    ASSERT_EQ(0, run({"load", "--strings-only", "more.nt", "--into", "d", "-o", "e"}).m_exitCode);
     EXPECT_EQ(before, getContentsOf("d"));
     EXPECT_TRUE(run({"dump", "e"}).m_output.ends_with("4\t\"new\"\n"));
     EXPECT_EQ(2, run({"load", "more.nt", "--into", "d", "--max-resources", "5"}).m_exitCode);
@@ -323,7 +324,7 @@ TEST_F(SavedDictionaryTest, whatIsNoRegularFileIsNotReplaced) {
 TEST_F(SavedDictionaryTest, whatACrashLeftDoesNotHinderTheNextSave) {
     const std::string before = getContentsOf("d");
     m_directory.addFile("d.saving", before.substr(0, before.size() / 2));
-    EXPECT_EQ(0, run({"load", "in.nt", "--into", "d", "--threads", "1"}).m_exitCode);
+    EXPECT_EQ(0, run({"load", "--strings-only", "in.nt", "--into", "d", "--threads", "1"}).m_exitCode);
     EXPECT_FALSE(exists("d.saving"));
     EXPECT_EQ(0, run({"verify", "d"}).m_exitCode);
 }
@@ -409,7 +410,7 @@ TEST_F(SavedDictionaryTest, everyVerbTellsWhatEndsItAsJson) {
                                                       {"lookup", "d", "'one'"},
                                                       {"dump", "d"},
                                                       {"compact", "d"},
-                                                      {"load", "in.nt", "--into", "d"},
+                                                      {"load", "--strings-only", "in.nt", "--into", "d"},
                                                       {"load", "absent.nt"},
                                                       {"estimate", "absent.nt"},
                                                       {"check", "absent.nt"},
