@@ -1,5 +1,7 @@
 #include "tools/melnar-dict/pieces/TermText.h"
 
+#include "tools/melnar-dict/pieces/BlankNodeScope.h"
+#include "tools/melnar-dict/pieces/EngineTerm.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
 
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
@@ -8,7 +10,6 @@
 #include "Engine/core/data-store/dictionary/Prefixes.h"
 #include "Engine/core/data-store/terms/Term.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
-#include "Reader/CanonicalWriter.h"
 #include "Reader/LineTerms.h"
 #include "Reader/ReaderOptions.h"
 #include "Reader/Utf8.h"
@@ -39,7 +40,7 @@ bool isLabel(const std::string_view text) {
     return Rdf::readBlankNodeLabel(window, node.data(), label) == window.getEnd();
 }
 
-/// Whether a text is a triple term as the tool writes it: nothing else in the dictionary is the same term.
+/// Whether a text is a triple term in the one form that it has when it is read.
 bool isTripleTerm(const std::string_view text) {
     Rdf::TextWindow window(Rdf::Version::RDF_1_2);
     window.open(text.data() + text.size(), Rdf::TextWindow::Beyond::NOTHING);
@@ -49,8 +50,7 @@ bool isTripleTerm(const std::string_view text) {
         term.m_kind != Rdf::TermKind::TRIPLE)
         return false;
     std::string canonical;
-    Rdf::CanonicalWriter::appendTerm(term, canonical, Rdf::CanonicalWriter::Tags::AS_WRITTEN);
-    return canonical == text;
+    return toTerm(term, BlankNodeScope::NO_DOCUMENT, canonical).m_text == text;
 }
 
 } // namespace

@@ -101,7 +101,8 @@ TEST(TermTextTest, formsThatAreNoneOfTheirFamilyAreFound) {
               "<<( _:s <a:p> _:o )>>",
               {"", "x", "<<( )>>", "<<( _:s <a:p> _:o )>> ", "<<(_:s <a:p> _:o)>>", "<<( _:s <p> _:o )>>",
                "<<( _:s <a:p> \"\\u0041\" )>>", "<<( _:s <a:p> \"\t\" )>>", "<<( _:s <a:p> \"\x1B\" )>>",
-               "<<( _:s <a:p> \"\\x\" )>>", "<<( _:s <a:p> \"\"^^<t> )>>", "<<( _:s. <a:p> _:o )>>", "<a:b>", "_:b",
+               "<<( _:s <a:p> \"\\x\" )>>", "<<( _:s <a:p> \"\"^^<t> )>>", "<<( _:s. <a:p> _:o )>>",
+               "<<( _:s <a:p> \"a@en\"^^<http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral> )>>", "<a:b>", "_:b",
                nested}}}) {
         EXPECT_EQ("", getFlaw(sound, datatypeID)) << sound;
         for (const std::string& form : forms)
