@@ -349,10 +349,12 @@ std::unique_ptr<ComponentInfo> TermDatatype<T>::getComponentInfo() const {
     using Metric = ComponentInfo::Metric;
     auto root = std::make_unique<ComponentInfo>("TermDatatype");
     if (const Table* const table = getTable(); table != nullptr)
-        root->addChild(Base::describeTable(*table, m_family.m_name));
-    auto affixes = std::make_unique<ComponentInfo>("Shared texts");
-    affixes->addNumericProperty(Metric::MEMORY_CONSUMED, std::nullopt, m_affixes.getCommittedBytes(), 0);
-    root->addChild(std::move(affixes));
+        root->addChild(Base::describeTable(*table, m_family.m_plural));
+    if (const size_t affixBytes = m_affixes.getCommittedBytes(); affixBytes != 0) {
+        auto affixes = std::make_unique<ComponentInfo>(std::string("Shared texts of ") + m_family.m_plural);
+        affixes->addNumericProperty(Metric::MEMORY_CONSUMED, std::nullopt, affixBytes, 0);
+        root->addChild(std::move(affixes));
+    }
     const std::string aggregateName = "Aggregate memory consumed (bytes)";
     root->addNumericProperty(Metric::AGGREGATE_MEMORY_CONSUMED, aggregateName,
                              root->getSumOverNumericMetric(Metric::MEMORY_CONSUMED, aggregateName), 0);
@@ -365,7 +367,7 @@ void TermDatatype<T>::addDetailedComponentInfo(ComponentInfo& dictionary) const 
     if (table == nullptr)
         return;
     auto probes = std::make_unique<ComponentInfo>("TermDatatype probes");
-    probes->addChild(Base::describeProbes(*table, m_family.m_name));
+    probes->addChild(Base::describeProbes(*table, m_family.m_plural));
     dictionary.addChild(std::move(probes));
 }
 
@@ -374,7 +376,7 @@ std::vector<TableProfile> TermDatatype<T>::getTableProfiles(const size_t numberO
     const Table* const table = getTable();
     if (table == nullptr)
         return {};
-    return {Base::getTableProfile(*table, m_family.m_name, numberOfSegments)};
+    return {Base::getTableProfile(*table, m_family.m_plural, numberOfSegments)};
 }
 
 template<class T>

@@ -45,17 +45,29 @@ bool isIri(const std::string_view iri) noexcept {
     return !iri.empty();
 }
 
+constexpr std::array<bool, 256> ESCAPED_IN_IRIS = [] {
+    std::array<bool, 256> isEscaped{};
+    std::fill_n(isEscaped.begin(), 0x21, true);
+    for (const char character : std::string_view("<>\"{}|^`\\\x7F"))
+        isEscaped[static_cast<uint8_t>(character)] = true;
+    return isEscaped;
+}();
+
 /// An IRI is stored as it is. What must not stand between angle brackets is escaped, so that nothing can end them.
 void appendIri(const std::string_view iri, std::string& output) {
     constexpr std::string_view DIGITS = "0123456789ABCDEF";
     output += '<';
-    for (const char character : iri)
-        if (static_cast<uint8_t>(character) <= 0x20 || character == 0x7F ||
-            std::string_view("<>\"{}|^`\\").find(character) != std::string_view::npos)
-            (output.append("\\u00") += DIGITS[static_cast<uint8_t>(character) >> 4]) +=
-                DIGITS[static_cast<uint8_t>(character) & 0xF];
-        else
-            output += character;
+    for (const char* begin = iri.data();;) {
+        const char* const end = iri.data() + iri.size();
+        const char* const escaped = std::find_if(
+            begin, end, [](const char character) { return ESCAPED_IN_IRIS[static_cast<uint8_t>(character)]; });
+        output.append(begin, escaped);
+        if (escaped == end)
+            break;
+        (output.append("\\u00") += DIGITS[static_cast<uint8_t>(*escaped) >> 4]) +=
+            DIGITS[static_cast<uint8_t>(*escaped) & 0xF];
+        begin = escaped + 1;
+    }
     output += '>';
 }
 
@@ -190,13 +202,15 @@ using Place = TermFamily::AffixPlace;
 // Three terms that are stored whole cost less than a namespace with a single IRI, as that of a page; there are few
 // datatypes and tags.
 constexpr std::array FAMILIES{
-    TermFamily{D_IRI, "IRI", Place::FRONT, 4, &getNamespaceLength, &isIri, &appendIri},
-    TermFamily{D_BLANK_NODE, "blank node", Place::FRONT, 4, &getDocumentLength, &isLabel, &appendBlankNode},
-    TermFamily{D_TYPED_LITERAL, "typed literal", Place::BACK, 1, &getDatatypeLength, &isTypedLiteral,
+    TermFamily{D_IRI, "IRI", "IRIs", Place::FRONT, 4, &getNamespaceLength, &isIri, &appendIri},
+    TermFamily{D_BLANK_NODE, "blank node", "blank nodes", Place::FRONT, 4, &getDocumentLength, &isLabel,
+               &appendBlankNode},
+    TermFamily{D_TYPED_LITERAL, "typed literal", "typed literals", Place::BACK, 1, &getDatatypeLength, &isTypedLiteral,
                &appendTypedLiteral},
-    TermFamily{D_DIRECTIONAL_STRING, "http://www.w3.org/1999/02/22-rdf-syntax-ns#dirLangString", Place::BACK, 1,
-               &getTagLength, &isDirectionalString, &appendDirectionalString},
-    TermFamily{D_TRIPLE_TERM, "triple term", Place::FRONT, 1, &getNoLength, &isTripleTerm, &appendTripleTerm},
+    TermFamily{D_DIRECTIONAL_STRING, "http://www.w3.org/1999/02/22-rdf-syntax-ns#dirLangString", "directional strings",
+               Place::BACK, 1, &getTagLength, &isDirectionalString, &appendDirectionalString},
+    TermFamily{D_TRIPLE_TERM, "triple term", "triple terms", Place::FRONT, 1, &getNoLength, &isTripleTerm,
+               &appendTripleTerm},
 };
 
 } // namespace

@@ -27,7 +27,8 @@ struct TermFamily {
     enum class AffixPlace : uint8_t { FRONT, BACK };
 
     uint8_t m_datatypeID;
-    const char* m_name; // that the datatype is registered under
+    const char* m_name;   // that the datatype is registered under
+    const char* m_plural; // what statistics call its terms
     AffixPlace m_affixPlace;
     uint32_t m_numberOfSightings; // of a text, before it is shared
 
