@@ -25,13 +25,13 @@ constexpr const char* PAGE = R"html(<html lang="en">
 <meta charset="utf-8">
 <meta name="viewport" content="width=device-width, initial-scale=1">
 <meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'">
-<title>{} – string dictionary</title>
+<title>{} – {} dictionary</title>
 <style>{}</style>
 </head>
 <body>
 <main>
 <header>
-<p class="quiet">String dictionary</p>
+<p class="quiet">{} dictionary</p>
 <h1><bdi>{}</bdi></h1>
 {}</header>
 {}</main>
@@ -69,7 +69,7 @@ constexpr const char* PANEL = R"html(<figure>
 
 constexpr const char* FIGURES_OF_COLUMNS = R"html(<details><summary>Figures</summary>
 <table>
-<thead><tr><th scope="col">{}</th><th scope="col" class="number">Strings</th><th scope="col" class="number">Share</th></tr></thead>
+<thead><tr><th scope="col">{}</th><th scope="col" class="number">{}</th><th scope="col" class="number">Share</th></tr></thead>
 <tbody>
 {}</tbody>
 </table>
@@ -83,13 +83,22 @@ struct Purpose {
     std::string_view m_text;
 };
 
-constexpr std::array<Purpose, 6> PURPOSES{{
+constexpr std::array<Purpose, 15> PURPOSES{{
     {"Data pool", "the texts"},
     {"Data offsets", "where each text begins, 8 bytes an ID"},
     {"Datatype bytes", "a byte an ID"},
-    {"Fingerprints", "a byte of hash a bucket, to find strings sooner; not in the file"},
+    {"Fingerprints", "a byte of hash a bucket, to find texts sooner; not in the file"},
     {"Hash table of xsd:string", "from texts to IDs"},
     {"Hash table of rdf:PlainLiteral", "from texts with language tags to IDs"},
+    {"Hash table of IRIs", "from IRIs to IDs"},
+    {"Hash table of blank nodes", "from labels to IDs"},
+    {"Hash table of typed literals", "from texts with datatypes to IDs"},
+    {"Hash table of directional strings", "from texts with language tags and directions to IDs"},
+    {"Hash table of triple terms", "from triples to IDs"},
+    {"Shared texts of IRIs", "what many IRIs begin with, once"},
+    {"Shared texts of blank nodes", "what labels of each document begin with, once"},
+    {"Shared texts of typed literals", "each datatype once"},
+    {"Shared texts of directional strings", "each language tag and direction once"},
 }};
 
 /// A width in percent of the bar of a part.
@@ -97,20 +106,30 @@ double getWidth(const uint64_t part, const uint64_t whole) {
     return whole == 0 ? 0 : static_cast<double>(part) * 100 / static_cast<double>(whole);
 }
 
+/// What the page calls the terms: those of a dictionary that has no others are strings.
+std::string getNoun(const DictionaryPortrait& portrait) {
+    return portrait.hasOtherTerms() ? "term" : "string";
+}
+
+/// The same at the beginning of a sentence or a heading.
+std::string getCapitalNoun(const DictionaryPortrait& portrait) {
+    return portrait.hasOtherTerms() ? "Term" : "String";
+}
+
 uint64_t getSum(const std::vector<size_t>& numbers) {
     return std::accumulate(numbers.begin(), numbers.end(), uint64_t(0));
 }
 
 Html drawFacts(const DictionaryPortrait& portrait) {
-    const uint64_t numberOfStrings = portrait.getNumberOfStrings();
-    Html facts = Html::fill(FACT, "strings", groupDigits(numberOfStrings))
+    const uint64_t numberOfTerms = portrait.getNumberOfTerms();
+    Html facts = Html::fill(FACT, getNoun(portrait) + "s", groupDigits(numberOfTerms))
                      .append(Html::fill(FACT, "text", describeBytes(portrait.getTextBytes())))
                      .append(Html::fill(FACT, "memory", describeBytes(portrait.getMemoryBytes())));
-    if (numberOfStrings != 0) {
+    if (numberOfTerms != 0) {
         const double beyondText =
             static_cast<double>(portrait.getMemoryBytes()) - static_cast<double>(portrait.getTextBytes());
-        facts.append(Html::fill(FACT, "bytes a string beyond its text",
-                                toDecimalText(beyondText / static_cast<double>(numberOfStrings))));
+        facts.append(Html::fill(FACT, "bytes a " + getNoun(portrait) + " beyond its text",
+                                toDecimalText(beyondText / static_cast<double>(numberOfTerms))));
     }
     facts.append(Html::fill(FACT, portrait.m_languages.size() == 1 ? "language tag" : "language tags",
                             groupDigits(portrait.m_languages.size())));
@@ -133,15 +152,35 @@ Html drawMemory(const DictionaryPortrait& portrait) {
     return Html::fill(
         SECTION, "memory", "Memory by part",
         Html::fill("An open dictionary takes {}, of which the data pool with the texts should be the most. What the "
-                   "other parts take hardly depends on how long the strings are.",
-                   describeBytes(memoryBytes)),
+                   "other parts take hardly depends on how long the {}s are.",
+                   describeBytes(memoryBytes), getNoun(portrait)),
         Html::fill(BARS, "Part", "Share of the memory", "Memory", rows),
-        "another part that is larger than the data pool, unless there are only a few strings or very short ones: each "
-        "part takes whole pages of 4 KiB.");
+        Html::fill(
+            "another part that is larger than the data pool, unless there are only a few {}s or very short ones: "
+            "each part takes whole pages of 4 KiB.",
+            getNoun(portrait)));
 }
 
-/// The strings of a table: its used buckets without the tombstones.
-uint64_t getNumberOfStrings(const TableProfile& table) {
+/// Of a dictionary of strings alone, the facts and the lengths tell what there is to say.
+Html drawKinds(const DictionaryPortrait& portrait) {
+    if (!portrait.hasOtherTerms())
+        return {};
+    const uint64_t numberOfTerms = portrait.getNumberOfTerms();
+    Html rows;
+    for (const DictionaryPortrait::Lengths& lengths : portrait.m_lengths)
+        rows.append(Html::fill(BAR, lengths.m_datatypeName, " whole", getWidth(lengths.m_numberOfTerms, numberOfTerms),
+                               groupDigits(lengths.m_numberOfTerms), "",
+                               toShareText(lengths.m_numberOfTerms, numberOfTerms) + " · " +
+                                   describeBytes(lengths.m_bytes) + " of text"));
+    return Html::fill(SECTION, "kinds", "Kinds of terms",
+                      "xsd:string and rdf:PlainLiteral are the strings without and with a language tag; typed literals "
+                      "have another datatype, directional strings a tag and a direction of writing.",
+                      Html::fill(BARS, "Kind", "Share of the terms", "Terms", rows),
+                      "as many blank nodes as IRIs: other data cannot refer to them.");
+}
+
+/// The terms of a table: its used buckets without the tombstones.
+uint64_t getNumberOfTerms(const TableProfile& table) {
     return getSum(table.m_probeLengths);
 }
 
@@ -160,27 +199,30 @@ Html drawOccupancySection(const DictionaryPortrait& portrait) {
                        toShareText(fullest * segments.size(), table.m_numberOfBuckets)),
             drawOccupancy(table)));
     }
-    return Html::fill(SECTION, "occupancy", "Occupancy along the table",
-                      "A hash table gives each string the bucket that its hash names, or the next free one. Each chart "
-                      "runs along a table, from the first bucket to the last: random hashes fill it evenly. A table "
-                      "doubles when 70% of its buckets are used, so that a large one is 35% to 70% full.",
-                      Html::fill("<div class=\"panels\">\n{}</div>\n", panels),
-                      "a step, a gap or a peak. There the hashes of many strings agree, and looking them up takes "
-                      "longer. The fewer buckets a table has, the more ragged it is by chance.");
+    return Html::fill(
+        SECTION, "occupancy", "Occupancy along the table",
+        Html::fill("A hash table gives each {} the bucket that its hash names, or the next free one. Each "
+                   "chart runs along a table, from the first bucket to the last: random hashes fill it "
+                   "evenly. A table doubles when 70% of its buckets are used, so that a large one is 35% "
+                   "to 70% full.",
+                   getNoun(portrait)),
+        Html::fill("<div class=\"panels\">\n{}</div>\n", panels),
+        Html::fill("a step, a gap or a peak. There the hashes of many {}s agree, and looking them up takes "
+                   "longer. The fewer buckets a table has, the more ragged it is by chance.",
+                   getNoun(portrait)));
 }
 
 /// The columns' figures, for those who do not see the chart or want to know more precisely.
-Html tabulate(const std::vector<ChartColumn>& columns, const char* const nameOfRanges) {
-    const uint64_t numberOfStrings =
+Html tabulate(const std::vector<ChartColumn>& columns, const char* const nameOfRanges, const std::string& capitalNoun) {
+    const uint64_t numberOfTerms =
         std::accumulate(columns.begin(), columns.end(), uint64_t(0),
-                        [](const uint64_t sum, const ChartColumn& column) { return sum + column.m_numberOfStrings; });
+                        [](const uint64_t sum, const ChartColumn& column) { return sum + column.m_numberOfTerms; });
     Html rows;
     for (const ChartColumn& column : columns)
-        rows.append(
-            Html::fill("<tr><th scope=\"row\">{}</th><td class=\"number\">{}</td><td class=\"number\">{}</td></tr>\n",
-                       column.m_range, groupDigits(column.m_numberOfStrings),
-                       toShareText(column.m_numberOfStrings, numberOfStrings)));
-    return Html::fill(FIGURES_OF_COLUMNS, nameOfRanges, rows);
+        rows.append(Html::fill(
+            "<tr><th scope=\"row\">{}</th><td class=\"number\">{}</td><td class=\"number\">{}</td></tr>\n",
+            column.m_range, groupDigits(column.m_numberOfTerms), toShareText(column.m_numberOfTerms, numberOfTerms)));
+    return Html::fill(FIGURES_OF_COLUMNS, nameOfRanges, capitalNoun + "s", rows);
 }
 
 /// The numbers from `begin` to `last`.
@@ -196,7 +238,7 @@ std::vector<ChartColumn> makeProbeColumns(const std::vector<size_t>& probeLength
         const uint64_t end = begin == LAST_COLUMN ? UINT64_MAX : begin < 4 ? begin + 1 : begin == 4 ? 5 : 2 * begin - 1;
         ChartColumn column{begin == LAST_COLUMN ? groupDigits(begin) + "+" : toRangeText(begin, end - 1), "", "", 0};
         for (uint64_t length = begin; length < end && length <= probeLengths.size(); ++length)
-            column.m_numberOfStrings += probeLengths[length - 1];
+            column.m_numberOfTerms += probeLengths[length - 1];
         columns.push_back(std::move(column));
         begin = end;
     }
@@ -213,9 +255,9 @@ double getExpectedProbeLength(const TableProfile& table) {
 Html drawProbes(const DictionaryPortrait& portrait) {
     Html panels;
     for (const TableProfile& table : portrait.m_tables) {
-        const uint64_t numberOfStrings = getNumberOfStrings(table);
-        if (numberOfStrings == 0) {
-            panels.append(Html::fill(PANEL, table.m_name, "no string", ""));
+        const uint64_t numberOfTerms = getNumberOfTerms(table);
+        if (numberOfTerms == 0) {
+            panels.append(Html::fill(PANEL, table.m_name, "no " + getNoun(portrait), ""));
             continue;
         }
         uint64_t buckets = 0;
@@ -227,17 +269,20 @@ Html drawProbes(const DictionaryPortrait& portrait) {
             Html::fill(
                 "{} on average, {} at most<br><span class=\"quiet\">random hashes: {} on average in a table that "
                 "is so full</span>",
-                toDecimalText(static_cast<double>(buckets) / static_cast<double>(numberOfStrings)),
+                toDecimalText(static_cast<double>(buckets) / static_cast<double>(numberOfTerms)),
                 groupDigits(table.m_probeLengths.size()), toDecimalText(getExpectedProbeLength(table))),
-            drawProbeLengths(columns, table.m_name).append(tabulate(columns, "Buckets"))));
+            drawProbeLengths(columns, table.m_name, getNoun(portrait))
+                .append(tabulate(columns, "Buckets", getCapitalNoun(portrait)))));
     }
     return Html::fill(
         SECTION, "probes", "Probe lengths",
-        "How many buckets a lookup reads until it finds a string: the bucket that the hash names, and the "
-        "next ones while others have them. Most strings should be in the first.",
+        Html::fill("How many buckets a lookup reads until it finds a {}: the bucket that the hash names, and the next "
+                   "ones while others have them. Most {}s should be in the first.",
+                   getNoun(portrait), getNoun(portrait)),
         Html::fill("<div class=\"panels\">\n{}</div>\n", panels),
-        "an average well above that of random hashes, or a longest probe of thousands of buckets: then "
-        "many strings have hashes that agree, by misfortune or on purpose.");
+        Html::fill("an average well above that of random hashes, or a longest probe of thousands of buckets: then many "
+                   "{}s have hashes that agree, by misfortune or on purpose.",
+                   getNoun(portrait)));
 }
 
 std::string toLengthText(const uint64_t length) {
@@ -251,12 +296,12 @@ std::string toLengthText(const uint64_t length) {
 }
 
 /// Columns from `first` to the end, each for the lengths of so many binary digits.
-std::vector<ChartColumn> makeLengthColumns(const std::vector<uint64_t>& strings, const size_t first, const size_t end) {
+std::vector<ChartColumn> makeLengthColumns(const std::vector<uint64_t>& terms, const size_t first, const size_t end) {
     std::vector<ChartColumn> columns;
     for (size_t digits = first; digits < end; ++digits) {
         const uint64_t begin = digits == 0 ? 0 : uint64_t(1) << (digits - 1);
         columns.push_back({toRangeText(begin, digits == 0 ? 0 : 2 * begin - 1), toLengthText(begin),
-                           toLengthText(digits == 0 ? 1 : 2 * begin), digits < strings.size() ? strings[digits] : 0});
+                           toLengthText(digits == 0 ? 1 : 2 * begin), digits < terms.size() ? terms[digits] : 0});
     }
     return columns;
 }
@@ -266,31 +311,42 @@ Html drawLengthsSection(const DictionaryPortrait& portrait) {
     size_t first = SIZE_MAX;
     size_t end = 0;
     for (const DictionaryPortrait::Lengths& lengths : portrait.m_lengths) {
-        const auto found = std::ranges::find_if(lengths.m_strings, [](const uint64_t strings) { return strings != 0; });
-        first = std::min(first, static_cast<size_t>(found - lengths.m_strings.begin()));
-        end = std::max(end, lengths.m_strings.size());
+        const auto found = std::ranges::find_if(lengths.m_terms, [](const uint64_t terms) { return terms != 0; });
+        first = std::min(first, static_cast<size_t>(found - lengths.m_terms.begin()));
+        end = std::max(end, lengths.m_terms.size());
     }
     Html panels;
     for (const DictionaryPortrait::Lengths& lengths : portrait.m_lengths) {
-        if (lengths.m_numberOfStrings == 0) {
-            panels.append(Html::fill(PANEL, lengths.m_datatypeName, "no string", ""));
+        if (lengths.m_numberOfTerms == 0) {
+            panels.append(Html::fill(PANEL, lengths.m_datatypeName, "no " + getNoun(portrait), ""));
             continue;
         }
-        const std::vector<ChartColumn> columns = makeLengthColumns(lengths.m_strings, first, end);
+        const std::vector<ChartColumn> columns = makeLengthColumns(lengths.m_terms, first, end);
         panels.append(
             Html::fill(PANEL, lengths.m_datatypeName,
                        Html::fill("{} bytes on average<br><span class=\"quiet\">shortest: {}, longest: {}</span>",
                                   toDecimalText(static_cast<double>(lengths.m_bytes) /
-                                                static_cast<double>(lengths.m_numberOfStrings)),
+                                                static_cast<double>(lengths.m_numberOfTerms)),
                                   toCountText(lengths.m_shortest, "byte"), toCountText(lengths.m_longest, "byte")),
-                       drawLengths(columns, lengths.m_datatypeName).append(tabulate(columns, "Bytes"))));
+                       drawLengths(columns, lengths.m_datatypeName, getNoun(portrait))
+                           .append(tabulate(columns, "Bytes", getCapitalNoun(portrait)))));
     }
-    return Html::fill(SECTION, "lengths", "String lengths",
-                      "Bytes of each string in UTF-8, with '@' and language tag where it has one. Each column stands "
-                      "for lengths twice as large as the one before it, from the number below its left edge.",
+    return Html::fill(SECTION, "lengths", getCapitalNoun(portrait) + " lengths",
+                      Html::fill("Bytes of each {} in UTF-8, with '@' and language tag{} where it has one. Each column "
+                                 "stands for lengths twice as large as the one before it, from the number below its "
+                                 "left edge.",
+                                 getNoun(portrait), portrait.hasOtherTerms() ? " or '^^' and datatype" : ""),
                       Html::fill("<div class=\"panels\">\n{}</div>\n", panels),
-                      "a peak far from the others, such as thousands of strings of the same large length: documents, "
-                      "pictures or lists that were stored as literals.");
+                      Html::fill("a peak far from the others, such as thousands of {}s of the same large length: "
+                                 "documents, pictures or lists that were stored as literals.",
+                                 getNoun(portrait)));
+}
+
+/// What the section on languages leaves out, if it does.
+const char* getNoteOnDirections(const DictionaryPortrait& portrait) {
+    return std::ranges::find(portrait.m_tables, "directional strings", &TableProfile::m_name) == portrait.m_tables.end()
+               ? ""
+               : " Directional strings are not counted.";
 }
 
 Html drawLanguages(const DictionaryPortrait& portrait) {
@@ -298,7 +354,8 @@ Html drawLanguages(const DictionaryPortrait& portrait) {
     for (const DictionaryPortrait::Language& language : portrait.m_languages)
         numberOfStrings += language.m_numberOfStrings;
     if (numberOfStrings == 0)
-        return Html::fill(SECTION, "languages", "Languages", "No string has a language tag.", "",
+        return Html::fill(SECTION, "languages", "Languages",
+                          "No string has a language tag." + std::string(getNoteOnDirections(portrait)), "",
                           "a data set made for people of several languages in which none has one.");
     const uint64_t mostStrings = portrait.m_languages.front().m_numberOfStrings;
     Html rows;
@@ -319,16 +376,16 @@ Html drawLanguages(const DictionaryPortrait& portrait) {
                                groupDigits(otherStrings), toShareText(otherStrings, numberOfStrings)));
     return Html::fill(SECTION, "languages", "Languages",
                       Html::fill("{} with a language tag, of {}. A tag counts as it is written: en, EN and en-GB are "
-                                 "three. <code>melnar-dict stats</code> lists them all.",
+                                 "three. <code>melnar-dict stats</code> lists them all.{}",
                                  toCountText(numberOfStrings, "string"),
-                                 toCountText(portrait.m_languages.size(), "tag")),
+                                 toCountText(portrait.m_languages.size(), "tag"), getNoteOnDirections(portrait)),
                       Html::fill(BARS, "Tag", "Compared with the first", "Strings, share", rows),
                       "tags that differ in case only, or that no language has: the strings behind them are easily "
                       "missed by those who look for the usual tag.");
 }
 
 Html drawUnused(const DictionaryPortrait& portrait) {
-    const uint64_t withdrawn = portrait.m_numberOfIDs - portrait.getNumberOfStrings();
+    const uint64_t withdrawn = portrait.m_numberOfIDs - portrait.getNumberOfTerms();
     Html rows;
     const auto appendRow = [&rows](const std::string& name, const uint64_t part, const uint64_t whole,
                                    const std::string& partText, const std::string& wholeText) {
@@ -337,33 +394,37 @@ Html drawUnused(const DictionaryPortrait& portrait) {
     };
     appendRow("Bytes of the data pool", portrait.m_unusedPoolBytes, portrait.m_poolBytes,
               groupDigits(portrait.m_unusedPoolBytes), toCountText(portrait.m_poolBytes, "byte"));
-    appendRow("IDs without a string", withdrawn, portrait.m_numberOfIDs, groupDigits(withdrawn),
+    appendRow("IDs without a " + getNoun(portrait), withdrawn, portrait.m_numberOfIDs, groupDigits(withdrawn),
               toCountText(portrait.m_numberOfIDs, "ID"));
     for (const TableProfile& table : portrait.m_tables) {
-        const uint64_t tombstones = getSum(table.m_usedBuckets) - getNumberOfStrings(table);
-        appendRow("Buckets of withdrawn strings, " + table.m_name, tombstones, table.m_numberOfBuckets,
-                  groupDigits(tombstones), toCountText(table.m_numberOfBuckets, "bucket"));
+        const uint64_t tombstones = getSum(table.m_usedBuckets) - getNumberOfTerms(table);
+        appendRow("Buckets of withdrawn " + getNoun(portrait) + "s, " + table.m_name, tombstones,
+                  table.m_numberOfBuckets, groupDigits(tombstones), toCountText(table.m_numberOfBuckets, "bucket"));
     }
     return Html::fill(
         SECTION, "unused", "Unused",
-        Html::fill("{} of the data pool and {} serve no string. A little is left behind each thread that loaded, and "
-                   "by strings that were withdrawn.",
-                   toCountText(portrait.m_unusedPoolBytes, "byte"), toCountText(withdrawn, "ID")),
+        Html::fill(
+            "{} of the data pool and {} serve no {}. A little is left behind each thread that loaded, and by {}s "
+            "that were withdrawn.",
+            toCountText(portrait.m_unusedPoolBytes, "byte"), toCountText(withdrawn, "ID"), getNoun(portrait),
+            getNoun(portrait)),
         Html::fill(BARS, "What", "Unused share", "Unused", rows),
         Html::fill("more than a tenth in a large dictionary. <code>melnar-dict compact</code> gives it "
-                   "back; strings get new IDs then."));
+                   "back; {}s get new IDs then.",
+                   getNoun(portrait)));
 }
 
 } // namespace
 
 std::string toDictionaryPage(const DictionaryPortrait& portrait) {
-    const Html sections = drawMemory(portrait)
+    const Html sections = drawKinds(portrait)
+                              .append(drawMemory(portrait))
                               .append(drawOccupancySection(portrait))
                               .append(drawProbes(portrait))
                               .append(drawLengthsSection(portrait))
                               .append(drawLanguages(portrait))
                               .append(drawUnused(portrait));
-    const Html page =
-        Html::fill(PAGE, portrait.m_name, Html::fill(PAGE_STYLE), portrait.m_name, drawFacts(portrait), sections);
+    const Html page = Html::fill(PAGE, portrait.m_name, getNoun(portrait), Html::fill(PAGE_STYLE),
+                                 getCapitalNoun(portrait), portrait.m_name, drawFacts(portrait), sections);
     return std::string(BEGINNING_OF_A_DICTIONARY_PAGE) + page.getMarkup();
 }

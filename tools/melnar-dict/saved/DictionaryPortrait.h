@@ -10,10 +10,12 @@ class Dictionary;
 
 /// The figures of a dictionary that its page shows.
 ///
-/// Units  Memory and lengths count bytes. A string's length is that of its lexical form, with '@' and language tag.
+/// Units  Memory and lengths count bytes. A term's length is that of its lexical form, with '@' and language tag.
 struct DictionaryPortrait {
     /// So many segments of each table are told apart.
     static constexpr size_t NUMBER_OF_SEGMENTS = 256;
+
+    static constexpr size_t NUMBER_OF_STRING_DATATYPES = 2;
 
     /// A part of the dictionary that takes memory.
     struct Part {
@@ -21,14 +23,14 @@ struct DictionaryPortrait {
         uint64_t m_bytes = 0;
     };
 
-    /// The strings of one datatype.
+    /// The terms of one datatype.
     struct Lengths {
         std::string m_datatypeName;
-        uint64_t m_numberOfStrings = 0;
+        uint64_t m_numberOfTerms = 0;
         uint64_t m_bytes = 0;
-        uint64_t m_shortest = 0; // with no strings 0, as the longest
+        uint64_t m_shortest = 0; // with no terms 0, as the longest
         uint64_t m_longest = 0;
-        std::vector<uint64_t> m_strings; // element n counts those whose length has n binary digits, 0 having none
+        std::vector<uint64_t> m_terms; // element n counts those whose length has n binary digits, 0 having none
     };
 
     struct Language {
@@ -39,14 +41,17 @@ struct DictionaryPortrait {
     /// Describes a dictionary that nobody changes meanwhile; walks it several times. std::bad_alloc.
     static DictionaryPortrait of(const Dictionary& dictionary, std::string name);
 
-    uint64_t getNumberOfStrings() const;
+    /// Whether there are other terms than strings, or have been.
+    bool hasOtherTerms() const { return m_tables.size() > NUMBER_OF_STRING_DATATYPES; }
+
+    uint64_t getNumberOfTerms() const;
     uint64_t getMemoryBytes() const;
     uint64_t getTextBytes() const;
 
     std::string m_name; // any bytes
     std::vector<Part> m_parts;
     std::vector<TableProfile> m_tables;
-    std::vector<Lengths> m_lengths;
+    std::vector<Lengths> m_lengths;    // of the string datatypes, and of the others of which there are terms
     std::vector<Language> m_languages; // most frequent first
     uint64_t m_poolBytes = 0;          // the part of the memory where texts are
     uint64_t m_unusedPoolBytes = 0;

@@ -36,18 +36,17 @@ double getShare(const uint64_t part, const uint64_t whole) {
     return whole == 0 ? 0 : static_cast<double>(part) / static_cast<double>(whole);
 }
 
-uint64_t countStrings(const std::vector<ChartColumn>& columns) {
-    return std::accumulate(
-        columns.begin(), columns.end(), uint64_t(0),
-        [](const uint64_t sum, const ChartColumn& column) { return sum + column.m_numberOfStrings; });
+uint64_t countTerms(const std::vector<ChartColumn>& columns) {
+    return std::accumulate(columns.begin(), columns.end(), uint64_t(0),
+                           [](const uint64_t sum, const ChartColumn& column) { return sum + column.m_numberOfTerms; });
 }
 
-uint64_t countMostStrings(const std::vector<ChartColumn>& columns) {
+uint64_t countMostTerms(const std::vector<ChartColumn>& columns) {
     return std::max_element(columns.begin(), columns.end(),
                             [](const ChartColumn& left, const ChartColumn& right) {
-                                return left.m_numberOfStrings < right.m_numberOfStrings;
+                                return left.m_numberOfTerms < right.m_numberOfTerms;
                             })
-        ->m_numberOfStrings;
+        ->m_numberOfTerms;
 }
 
 Html drawText(const char* const anchor, const double x, const double y, const std::string& text) {
@@ -69,13 +68,12 @@ Html drawFrame(const std::string& label, const double lastLineOfText, const Html
                       lastLineOfText + DESCENT, label, contents);
 }
 
-Html drawColumn(const ChartColumn& column, const uint64_t numberOfStrings, const std::string& unit, const double left,
-                const double width, const double largestShare) {
-    const double height = getHeight(getShare(column.m_numberOfStrings, numberOfStrings), largestShare);
+Html drawColumn(const ChartColumn& column, const uint64_t numberOfTerms, const std::string& noun,
+                const std::string& unit, const double left, const double width, const double largestShare) {
+    const double height = getHeight(getShare(column.m_numberOfTerms, numberOfTerms), largestShare);
     return Html::fill(R"(<rect class="mark" x="{}" y="{}" width="{}" height="{}"><title>{} {}: {}, {}</title></rect>)",
                       left + GAP / 2, BOTTOM - height, width - GAP, height, column.m_range, unit,
-                      toCountText(column.m_numberOfStrings, "string"),
-                      toShareText(column.m_numberOfStrings, numberOfStrings));
+                      toCountText(column.m_numberOfTerms, noun), toShareText(column.m_numberOfTerms, numberOfTerms));
 }
 
 /// The distance in percent of the ticks of an axis that must reach a share: the smallest usual one for at most four.
@@ -121,29 +119,29 @@ Html drawOccupancy(const TableProfile& table) {
                      NAMES_OF_COLUMNS, contents);
 }
 
-Html drawProbeLengths(const std::vector<ChartColumn>& columns, const std::string& tableName) {
-    const uint64_t numberOfStrings = countStrings(columns);
-    const double largestShare = getShare(countMostStrings(columns), numberOfStrings);
+Html drawProbeLengths(const std::vector<ChartColumn>& columns, const std::string& tableName, const std::string& noun) {
+    const uint64_t numberOfTerms = countTerms(columns);
+    const double largestShare = getShare(countMostTerms(columns), numberOfTerms);
     const double width = WIDTH / static_cast<double>(columns.size());
     Html contents = drawLine("axis", 0, WIDTH, BOTTOM);
     double left = 0;
     for (const ChartColumn& column : columns) {
-        const double height = getHeight(getShare(column.m_numberOfStrings, numberOfStrings), largestShare);
+        const double height = getHeight(getShare(column.m_numberOfTerms, numberOfTerms), largestShare);
         contents.append(drawText("middle", left + width / 2, NAMES_OF_COLUMNS, column.m_range));
-        if (column.m_numberOfStrings != 0)
-            contents.append(drawColumn(column, numberOfStrings, "buckets", left, width, largestShare))
+        if (column.m_numberOfTerms != 0)
+            contents.append(drawColumn(column, numberOfTerms, noun, "buckets", left, width, largestShare))
                 .append(drawText("middle strong", left + width / 2, BOTTOM - height - GAP_ABOVE,
-                                 toShareText(column.m_numberOfStrings, numberOfStrings)));
+                                 toShareText(column.m_numberOfTerms, numberOfTerms)));
         left += width;
     }
     contents.append(drawText("middle", WIDTH / 2, NAME_OF_AXIS, "buckets that a lookup reads"));
-    return drawFrame("Shares of the strings of " + tableName + " by the buckets that a lookup reads", NAME_OF_AXIS,
-                     contents);
+    return drawFrame("Shares of the " + noun + "s of " + tableName + " by the buckets that a lookup reads",
+                     NAME_OF_AXIS, contents);
 }
 
-Html drawLengths(const std::vector<ChartColumn>& columns, const std::string& tableName) {
-    const uint64_t numberOfStrings = countStrings(columns);
-    const double share = getShare(countMostStrings(columns), numberOfStrings);
+Html drawLengths(const std::vector<ChartColumn>& columns, const std::string& datatypeName, const std::string& noun) {
+    const uint64_t numberOfTerms = countTerms(columns);
+    const double share = getShare(countMostTerms(columns), numberOfTerms);
     const uint64_t tickDistance = getTickDistance(share);
     const uint64_t numberOfTicks = static_cast<uint64_t>(std::ceil(share * 100 / static_cast<double>(tickDistance)));
     const double largestShare = static_cast<double>(numberOfTicks * tickDistance) / 100;
@@ -158,13 +156,13 @@ Html drawLengths(const std::vector<ChartColumn>& columns, const std::string& tab
     const size_t columnsOfAName = (columns.size() + MOST_NAMES - 1) / MOST_NAMES;
     double left = LEFT_OF_AXIS;
     for (size_t index = 0; index < columns.size(); ++index) {
-        contents.append(drawColumn(columns[index], numberOfStrings, "bytes", left, width, largestShare));
+        contents.append(drawColumn(columns[index], numberOfTerms, noun, "bytes", left, width, largestShare));
         if (index % columnsOfAName == 0)
             contents.append(drawText("middle", left, NAMES_OF_COLUMNS, columns[index].m_begin));
         left += width;
     }
     if (columns.size() % columnsOfAName == 0)
         contents.append(drawText("middle", left, NAMES_OF_COLUMNS, columns.back().m_end));
-    contents.append(drawText("middle", (LEFT_OF_AXIS + RIGHT) / 2, NAME_OF_AXIS, "bytes of a string"));
-    return drawFrame("Shares of the strings of " + tableName + " by length", NAME_OF_AXIS, contents);
+    contents.append(drawText("middle", (LEFT_OF_AXIS + RIGHT) / 2, NAME_OF_AXIS, "bytes of a " + noun));
+    return drawFrame("Shares of the " + noun + "s of " + datatypeName + " by length", NAME_OF_AXIS, contents);
 }

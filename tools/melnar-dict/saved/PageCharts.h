@@ -10,22 +10,22 @@
 
 /// The charts of a dictionary's page, in SVG that is as wide as the column it stands in.
 
-/// A column of a chart: a range of numbers, and how many strings have one of them, for which its height stands.
+/// A column of a chart: a range of numbers, and how many terms have one of them, for which its height stands.
 struct ChartColumn {
     std::string m_range;
     std::string m_begin; // of the range, where an axis names the edges of columns
     std::string m_end;
-    uint64_t m_numberOfStrings = 0;
+    uint64_t m_numberOfTerms = 0;
 };
 
 /// The shares of used buckets along a table, from its first bucket to its last.
 Html drawOccupancy(const TableProfile& table);
 
-/// Columns with their ranges below and their shares above them.
-Html drawProbeLengths(const std::vector<ChartColumn>& columns, const std::string& tableName);
+/// Columns with their ranges below and their shares above them. `noun` is what a term is called, here and below.
+Html drawProbeLengths(const std::vector<ChartColumn>& columns, const std::string& tableName, const std::string& noun);
 
 /// Columns with an axis of shares, and the beginnings of their ranges as far as there is room for them.
-Html drawLengths(const std::vector<ChartColumn>& columns, const std::string& tableName);
+Html drawLengths(const std::vector<ChartColumn>& columns, const std::string& datatypeName, const std::string& noun);
 
 /// Merges the segments of a small table, so that chance alone makes little difference between them.
 std::vector<size_t> mergeSegments(const TableProfile& table);

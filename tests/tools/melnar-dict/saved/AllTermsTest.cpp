@@ -16,7 +16,7 @@ namespace {
 /// What the verbs make of a dictionary "d" of terms of all families.
 class AllTermsTest : public testing::Test {
 protected:
-    AllTermsTest() { saveSampleTerms(m_directory.getPathOf("d")); }
+    AllTermsTest() { makeDictionaryOfTerms()->save(m_directory.getPathOf("d")); }
 
     ToolResult run(const std::vector<std::string>& arguments, const std::string& input = "") const {
         ToolInput toolInput;
@@ -133,6 +133,20 @@ TEST_F(AllTermsTest, jsonHasTheKindAndThePartsOfEach) {
 TEST_F(AllTermsTest, verifyCountsAll) {
     EXPECT_EQ("d: sound, 18 resources\n", outputOf({"verify", "d"}));
     EXPECT_EQ(18, nlohmann::json::parse(outputOf({"verify", "d", "--json"}))["resources"]);
+}
+
+TEST_F(AllTermsTest, statsTellOfEachFamily) {
+    const std::string text = outputOf({"stats", "d"});
+    for (const char* const line :
+         {"\n    Number of resources of IRI: 7\n", "\n    Number of resources of blank node: 2\n",
+          "\n    Number of resources of typed literal: 3\n", "\n    Number of resources of triple term: 2\n",
+          "#dirLangString: 2\n", "\n        IRIs\n            Memory consumed (bytes): ",
+          "\n        Shared texts of IRIs\n            Memory consumed (bytes): ",
+          "\n        directional strings\n            Average probe length (buckets): 1\n"})
+        EXPECT_NE(std::string::npos, text.find(line)) << line << text;
+    EXPECT_EQ("Dictionary", nlohmann::json::parse(outputOf({"stats", "d", "--json"}))["name"]);
+    const std::string page = outputOf({"stats", "d", "--html", "-"});
+    EXPECT_NE(std::string::npos, page.find("<section id=\"kinds\">"));
 }
 
 TEST_F(AllTermsTest, compactKeepsAll) {

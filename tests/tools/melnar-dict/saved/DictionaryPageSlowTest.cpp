@@ -2,6 +2,7 @@
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "tests/tools/melnar-dict/ToolProcess.h"
 #include "tests/tools/melnar-dict/saved/Browser.h"
+#include "tests/tools/melnar-dict/saved/SampleTerms.h"
 #include "tools/melnar-dict/saved/DictionaryPage.h"
 #include "tools/melnar-dict/saved/PageCharts.h"
 
@@ -141,7 +142,7 @@ TEST_F(DictionaryPageSlowTest, columnsHaveTheSharesOfTheirStrings) {
                 height += column[0].get<double>();
                 strings += column[1].get<double>();
             }
-            EXPECT_EQ(m_portrait.m_lengths[table].m_numberOfStrings, strings) << "no string is missing";
+            EXPECT_EQ(m_portrait.m_lengths[table].m_numberOfTerms, strings) << "no string is missing";
             for (const nlohmann::json& column : columns[chart][table])
                 EXPECT_NEAR(column[1].get<double>() / strings, column[0].get<double>() / height, 0.002);
         }
@@ -204,6 +205,10 @@ TEST_F(DictionaryPageSlowTest, nothingStandsOutsideAndNothingIsLoaded) {
     portrait.m_languages[0].m_tag = std::string(200, 'W');
     const nlohmann::json layout = m_browser.measure(toDictionaryPage(portrait), PHONE, expression);
     EXPECT_EQ(nlohmann::json::array(), layout["outside"]) << "with the longest names, too";
+    const nlohmann::json terms = m_browser.measure(
+        toDictionaryPage(DictionaryPortrait::of(*makeDictionaryOfTerms(), "terms")), PHONE, expression);
+    EXPECT_EQ(nlohmann::json::array(), terms["outside"]);
+    EXPECT_EQ("kinds", terms["sections"][0]);
     const nlohmann::json tooWide =
         m_browser.measure("<!DOCTYPE html><body style=\"margin:0\"><p style=\"width:361px\"></p>", PHONE, expression);
     EXPECT_EQ(1u, tooWide["outside"].size()) << "what does stand outside is noticed";

@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
+#include "tests/tools/melnar-dict/saved/SampleTerms.h"
 #include "tools/melnar-dict/saved/PageCharts.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,10 @@
 #include <vector>
 
 namespace {
+
+DictionaryPortrait portrayTerms() {
+    return DictionaryPortrait::of(*makeDictionaryOfTerms(), "terms.dict");
+}
 
 DictionaryPortrait portray(const std::vector<std::string>& plainLiterals) {
     Dictionary dictionary(size_t(1) << 30, 1000000);
@@ -46,8 +51,40 @@ TEST(DictionaryPageTest, everySectionIsThereWithAHeadingAndWhatWouldBeUnusual) {
     }
 }
 
+TEST(DictionaryPageTest, termsAreCalledSoAndShownByTheirKinds) {
+    const std::string page = toDictionaryPage(portrayTerms());
+    EXPECT_EQ(1u, count(page, "<title>terms.dict – term dictionary</title>"));
+    EXPECT_EQ(1u, count(page, "<p class=\"quiet\">Term dictionary</p>"));
+    EXPECT_EQ(1u, count(page, "<dt>terms</dt><dd>18</dd>"));
+    EXPECT_EQ(7u, count(page, "<h2>"));
+    EXPECT_EQ(7u, count(page, "<b>Unusual</b> would be "));
+    EXPECT_EQ(1u, count(page, "<section id=\"kinds\">"));
+    for (const char* const kind : {"xsd:string", "rdf:PlainLiteral", "IRIs", "blank nodes", "typed literals",
+                                   "directional strings", "triple terms"}) {
+        EXPECT_EQ(1u, count(page, "<tr>\n<th scope=\"row\">" + std::string(kind) + "</th>")) << kind;
+        EXPECT_EQ(3u, count(page, "<figcaption><b>" + std::string(kind) + "</b>")) << kind;
+        EXPECT_EQ(1u, count(page, "<th scope=\"row\">Hash table of " + std::string(kind) + " <span")) << kind;
+        EXPECT_EQ(1u, count(page, "Buckets of withdrawn terms, " + std::string(kind))) << kind;
+    }
+    EXPECT_EQ(1u, count(page, "<th scope=\"row\">Shared texts of IRIs <span"));
+    EXPECT_EQ(0u, count(page, "Shared texts of blank nodes")) << "there are too few of them";
+    EXPECT_EQ(1u, count(page, "Directional strings are not counted."));
+    EXPECT_EQ(0u, count(page, "{}"));
+    EXPECT_EQ(0u, count(page, "example.org")) << "no text of the dictionary";
+    EXPECT_EQ(0u, count(page, "each string")) << page;
+}
+
+TEST(DictionaryPageTest, stringsAloneAreCalledSoAndHaveNoKinds) {
+    const std::string page = toDictionaryPage(portray({"a@en", "b@de"}));
+    for (const char* const text : {"strings.dict – string dictionary</title>", "String dictionary", "<dt>strings</dt>",
+                                   "<h2>String lengths</h2>", "bytes a string beyond its text", "IDs without a string"})
+        EXPECT_EQ(1u, count(page, text)) << text;
+    for (const char* const text : {"term", "kinds", "Directional", "IRI"})
+        EXPECT_EQ(0u, count(page.substr(page.find("<body>")), text)) << text;
+}
+
 TEST(DictionaryPageTest, nothingComesFromOutsideThePage) {
-    const std::string page = toDictionaryPage(portray({"a@en"}));
+    const std::string page = toDictionaryPage(portray({"a@en"})) + toDictionaryPage(portrayTerms());
     const std::regex outside("https?:|//|url\\(|@import|src=|href=|<script|<link|<iframe|<object|<embed| on[a-z]+=",
                              std::regex::icase);
     std::smatch found;
@@ -103,7 +140,7 @@ TEST(PageChartsTest, axesHaveAtMostFiveTicks) {
     for (uint64_t most = 1; most <= 100; ++most) {
         std::vector<ChartColumn> columns(100 / most, {"1–2", "1", "2", most});
         columns.push_back({"3–4", "3", "4", 100 % most});
-        const std::string chart = drawLengths(columns, "name").getMarkup();
+        const std::string chart = drawLengths(columns, "name", "string").getMarkup();
         EXPECT_GE(5u, count(chart, "<line class=\"grid\"")) << most;
         EXPECT_LE(2u, count(chart, "<line class=\"grid\"")) << most;
     }
@@ -112,7 +149,7 @@ TEST(PageChartsTest, axesHaveAtMostFiveTicks) {
 TEST(PageChartsTest, longStringsHaveNoMoreNamesThanThereIsRoomFor) {
     for (size_t columns = 1; columns < 60; ++columns) {
         const std::string chart =
-            drawLengths(std::vector<ChartColumn>(columns, {"1", "edge", "edge", 1}), "name").getMarkup();
+            drawLengths(std::vector<ChartColumn>(columns, {"1", "edge", "edge", 1}), "name", "string").getMarkup();
         EXPECT_GE(11u, count(chart, ">edge<")) << columns;
         EXPECT_LE(1u, count(chart, ">edge<")) << columns;
     }

@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/data-store/terms/TermFamily.h"
 
 #include <gtest/gtest.h>
 
@@ -29,12 +30,12 @@ TEST_F(DictionaryPortraitTest, anEmptyDictionaryHasPartsAndNoStrings) {
     const DictionaryPortrait portrait = portray();
     EXPECT_EQ("name", portrait.m_name);
     EXPECT_EQ(6u, portrait.m_parts.size());
-    EXPECT_EQ(0u, portrait.getNumberOfStrings());
+    EXPECT_EQ(0u, portrait.getNumberOfTerms());
     EXPECT_EQ(0u, portrait.getTextBytes());
     EXPECT_EQ(0u, portrait.m_numberOfIDs);
     EXPECT_TRUE(portrait.m_languages.empty());
     ASSERT_EQ(2u, portrait.m_lengths.size());
-    EXPECT_EQ(Strings(), portrait.m_lengths[0].m_strings);
+    EXPECT_EQ(Strings(), portrait.m_lengths[0].m_terms);
 }
 
 TEST_F(DictionaryPortraitTest, partsAddUpToTheMemoryInUse) {
@@ -60,14 +61,14 @@ TEST_F(DictionaryPortraitTest, lengthsAreToldApartByTheirBinaryDigits) {
     const DictionaryPortrait portrait = portray();
     const DictionaryPortrait::Lengths& strings = portrait.m_lengths[0];
     EXPECT_EQ("xsd:string", strings.m_datatypeName);
-    EXPECT_EQ((Strings{1, 1, 2, 2, 1, 0, 0, 0, 0, 0, 1}), strings.m_strings);
-    EXPECT_EQ(8u, strings.m_numberOfStrings);
+    EXPECT_EQ((Strings{1, 1, 2, 2, 1, 0, 0, 0, 0, 0, 1}), strings.m_terms);
+    EXPECT_EQ(8u, strings.m_numberOfTerms);
     EXPECT_EQ(1025u, strings.m_bytes);
     EXPECT_EQ(0u, strings.m_shortest);
     EXPECT_EQ(1000u, strings.m_longest);
     const DictionaryPortrait::Lengths& plainLiterals = portrait.m_lengths[1];
     EXPECT_EQ("rdf:PlainLiteral", plainLiterals.m_datatypeName);
-    EXPECT_EQ((Strings{0, 0, 0, 3}), plainLiterals.m_strings);
+    EXPECT_EQ((Strings{0, 0, 0, 3}), plainLiterals.m_terms);
     EXPECT_EQ(4u, plainLiterals.m_shortest);
     EXPECT_EQ(7u, plainLiterals.m_longest);
     EXPECT_EQ(1025u + 17u, portrait.getTextBytes());
@@ -77,13 +78,46 @@ TEST_F(DictionaryPortraitTest, lengthsAreToldApartByTheirBinaryDigits) {
     EXPECT_EQ("en", portrait.m_languages[1].m_tag);
 }
 
+TEST_F(DictionaryPortraitTest, familiesOfTermsHavePartsTablesAndLengthsAsSoonAsThereAreAny) {
+    resolve("a", D_XSD_STRING);
+    EXPECT_FALSE(portray().hasOtherTerms());
+    for (int number = 0; number < 10; ++number)
+        resolve("http://example.org/" + std::to_string(number), D_IRI);
+    resolve("5^^a:t", D_TYPED_LITERAL);
+    resolve("<<( _:s <a:p> _:o )>>", D_TRIPLE_TERM);
+    const DictionaryPortrait portrait = portray();
+    EXPECT_TRUE(portrait.hasOtherTerms());
+    EXPECT_EQ(m_dictionary.getMemoryInUse(), portrait.getMemoryBytes());
+    std::vector<std::string> names;
+    for (const DictionaryPortrait::Part& part : portrait.m_parts)
+        names.push_back(part.m_name);
+    EXPECT_EQ((std::vector<std::string>{"Data pool", "Data offsets", "Datatype bytes", "Fingerprints",
+                                        "Hash table of xsd:string", "Hash table of rdf:PlainLiteral",
+                                        "Hash table of IRIs", "Shared texts of IRIs", "Hash table of typed literals",
+                                        "Shared texts of typed literals", "Hash table of triple terms"}),
+              names);
+    EXPECT_EQ(5u, portrait.m_tables.size());
+    ASSERT_EQ(5u, portrait.m_lengths.size());
+    const DictionaryPortrait::Lengths& iris = portrait.m_lengths[2];
+    EXPECT_EQ("IRIs", iris.m_datatypeName);
+    EXPECT_EQ(10u, iris.m_numberOfTerms);
+    EXPECT_EQ(200u, iris.m_bytes) << "shared or not";
+    EXPECT_EQ(20u, iris.m_shortest);
+    EXPECT_EQ(20u, iris.m_longest);
+    EXPECT_EQ("typed literals", portrait.m_lengths[3].m_datatypeName);
+    EXPECT_EQ(6u, portrait.m_lengths[3].m_bytes);
+    EXPECT_EQ("triple terms", portrait.m_lengths[4].m_datatypeName);
+    EXPECT_EQ(13u, portrait.getNumberOfTerms());
+    EXPECT_EQ(1u + 200u + 6u + 21u, portrait.getTextBytes());
+}
+
 TEST_F(DictionaryPortraitTest, withdrawnStringsLeaveUnusedBytesIdsAndBuckets) {
     resolve("stays", D_XSD_STRING);
     m_dictionary.commit();
     resolve("goes", D_XSD_STRING);
     m_dictionary.rollback();
     const DictionaryPortrait portrait = portray();
-    EXPECT_EQ(1u, portrait.getNumberOfStrings());
+    EXPECT_EQ(1u, portrait.getNumberOfTerms());
     EXPECT_EQ(2u, portrait.m_numberOfIDs);
     EXPECT_EQ(m_dictionary.getUnusedDataPoolBytes(), portrait.m_unusedPoolBytes);
     EXPECT_LT(0u, portrait.m_unusedPoolBytes);

@@ -4,6 +4,7 @@
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/terms/Term.h"
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,14 +46,12 @@ inline std::vector<SampleTerm> makeSampleTerms() {
          R"(<<( <a:s> <a:p> <<( <a:s> <a:p> "\u009B" )>> )>>)"}};
 }
 
-/// Saves a dictionary with these terms, whose IDs count from 1.
-inline void saveSampleTerms(const std::string& fileName) {
-    Dictionary dictionary(size_t(64) << 20, 1000);
-    {
-        DictionaryThread thread(dictionary);
-        for (const SampleTerm& sample : makeSampleTerms())
-            dictionary.resolveTerm(thread, sample.m_term);
-    }
-    dictionary.commit();
-    dictionary.save(fileName);
+/// A dictionary with these terms, whose IDs count from 1.
+inline std::unique_ptr<Dictionary> makeDictionaryOfTerms() {
+    auto dictionary = std::make_unique<Dictionary>(size_t(64) << 20, 1000);
+    DictionaryThread thread(*dictionary);
+    for (const SampleTerm& sample : makeSampleTerms())
+        dictionary->resolveTerm(thread, sample.m_term);
+    dictionary->commit();
+    return dictionary;
 }
