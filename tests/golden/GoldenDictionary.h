@@ -2,15 +2,16 @@
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/data-store/terms/TermFamily.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
-/// What the golden dictionary files hold: every length of size header up to 4 bytes at its bounds, both datatypes,
+/// What the golden dictionary files hold: strings, with every length of size header up to 4 bytes at its bounds, and
+/// both their datatypes; or terms of all families, with numbers of shared texts of one and of two bytes. Each with
 /// withdrawn resources, and some that are not committed. Changing anything here takes new files under new names.
 class GoldenDictionary {
 public:
@@ -20,8 +21,18 @@ public:
     static constexpr uint64_t NARROW_MAXIMUM = 1000000;
     static constexpr uint64_t WIDE_MAXIMUM = uint64_t(1) << 33;
 
-    /// Datatype ID and lexical form by ID - 1. Datatype ID 0: withdrawn, with the form that it had.
-    static std::vector<std::pair<uint8_t, std::string>> getResources() {
+    enum class Fate : uint8_t { COMMITTED, WITHDRAWN, NOT_COMMITTED };
+
+    struct Resource {
+        uint8_t m_datatypeID;
+        std::string m_lexicalForm;
+        Fate m_fate = Fate::COMMITTED;
+    };
+
+    /// By ID - 1.
+    using Resources = std::vector<Resource>;
+
+    static Resources getStrings() {
         using namespace std::string_literals;
         return {
             {D_XSD_STRING, ""},
@@ -36,29 +47,61 @@ public:
             {D_XSD_STRING, std::string(127, 'b')},   // the shortest with 2
             {D_XSD_STRING, std::string(16382, 'c')}, // the longest with 2
             {D_XSD_STRING, std::string(16383, 'd')}, // the shortest with 4
-            {D_INVALID, "withdrawn"},
-            {D_INVALID, "withdrawn too"},
+            {D_XSD_STRING, "withdrawn", Fate::WITHDRAWN},
+            {D_XSD_STRING, "withdrawn too", Fate::WITHDRAWN},
             {D_XSD_STRING, "withdrawn"},
-            {D_RDF_PLAIN_LITERAL, "not committed@x-private"},
+            {D_RDF_PLAIN_LITERAL, "not committed@x-private", Fate::NOT_COMMITTED},
         };
     }
 
-    /// The ID of the first resource that is not committed.
-    static constexpr uint64_t COMMIT_POINT = 15;
+    static Resources getTerms() {
+        const std::string base = "http://example.org/things#";
+        Resources terms{
+            {D_IRI, base},
+            {D_BLANK_NODE, "b0"},
+            {D_XSD_STRING, "thing"},
+            {D_RDF_PLAIN_LITERAL, "thing@en"},
+            {D_TYPED_LITERAL, "5^^http://www.w3.org/2001/XMLSchema#integer"},
+            {D_TYPED_LITERAL, "05^^http://www.w3.org/2001/XMLSchema#integer"},
+            {D_TYPED_LITERAL, "^^x:empty"},
+            {D_DIRECTIONAL_STRING, "thing@en--ltr"},
+            {D_DIRECTIONAL_STRING, "\xD7\xA9\xD7\x9C\xD7\x95\xD7\x9D@he--rtl"},
+            {D_DIRECTIONAL_STRING, "another thing@en--ltr"},
+            {D_TRIPLE_TERM, "<<( <x:s> <x:p> \"o\" )>>"},
+            {D_TRIPLE_TERM, "<<( _:b0 <x:p> <<( <x:s> <x:p> \"o\"@en--ltr )>> )>>"},
+        };
+        // A shared text is entered with the fourth, so that some are stored whole.
+        for (const char* const name : {"a", "b", "c", "d", "e", "f"}) {
+            terms.push_back({D_IRI, base + name});
+            terms.push_back({D_BLANK_NODE, std::string("doc12-") + name});
+        }
+        for (const size_t length : {126UL, 127UL, 16382UL, 16383UL}) // the own part at the bounds of size headers
+            terms.push_back({D_IRI, base + std::string(length, 'x')});
+        for (size_t number = 0; number < 130; ++number) // more datatypes than numbers of one byte
+            terms.push_back({D_TYPED_LITERAL, "1^^http://example.org/type" + std::to_string(number)});
+        terms.push_back({D_TYPED_LITERAL, "2^^http://example.org/type129"});
+        for (const uint8_t datatypeID : {D_IRI, D_BLANK_NODE})
+            terms.push_back({datatypeID, "withdrawn", Fate::WITHDRAWN});
+        terms.push_back({D_TYPED_LITERAL, "1^^x:withdrawn", Fate::WITHDRAWN});
+        terms.push_back({D_TRIPLE_TERM, "<<( <x:s> <x:p> <x:withdrawn> )>>", Fate::WITHDRAWN});
+        terms.push_back({D_BLANK_NODE, "withdrawn"});
+        terms.push_back({D_TYPED_LITERAL, "1^^x:withdrawn"});
+        terms.push_back({D_IRI, base + "not-committed", Fate::NOT_COMMITTED});
+        terms.push_back({D_DIRECTIONAL_STRING, "not committed@en--rtl", Fate::NOT_COMMITTED});
+        return terms;
+    }
 
-    static std::unique_ptr<Dictionary> make(const uint64_t maximumNumberOfResources) {
+    static std::unique_ptr<Dictionary> make(const Resources& resources, const uint64_t maximumNumberOfResources) {
         auto dictionary = std::make_unique<Dictionary>(MEMORY_LIMIT, maximumNumberOfResources);
         DictionaryThread thread(*dictionary);
-        bool isWithdrawing = false;
-        for (const auto& [datatypeID, lexicalForm] : getResources()) {
-            if (datatypeID == D_INVALID && !isWithdrawing)
+        Fate before = Fate::COMMITTED;
+        for (const Resource& resource : resources) {
+            if (before == Fate::COMMITTED && resource.m_fate != Fate::COMMITTED)
                 dictionary->commit();
-            if (datatypeID != D_INVALID && isWithdrawing)
+            if (before == Fate::WITHDRAWN && resource.m_fate != Fate::WITHDRAWN)
                 dictionary->rollback();
-            isWithdrawing = datatypeID == D_INVALID;
-            if (dictionary->getNextResourceID() == COMMIT_POINT)
-                dictionary->commit();
-            dictionary->resolveResource(thread, lexicalForm, isWithdrawing ? D_XSD_STRING : datatypeID);
+            before = resource.m_fate;
+            dictionary->resolveResource(thread, resource.m_lexicalForm, resource.m_datatypeID);
         }
         return dictionary;
     }

@@ -8,6 +8,7 @@
 #include <exception>
 #include <iostream>
 #include <string>
+#include <utility>
 
 int main(const int argumentCount, const char* const* const arguments) {
     if (argumentCount != 2) {
@@ -16,8 +17,12 @@ int main(const int argumentCount, const char* const* const arguments) {
     }
     try {
         const std::string folder = arguments[1];
-        GoldenDictionary::make(GoldenDictionary::NARROW_MAXIMUM)->save(folder + "/dictionary-narrow-v2.dict");
-        GoldenDictionary::make(GoldenDictionary::WIDE_MAXIMUM)->save(folder + "/dictionary-wide-v2.dict");
+        for (const auto& [width, maximum] : {std::pair("narrow", GoldenDictionary::NARROW_MAXIMUM),
+                                             std::pair("wide", GoldenDictionary::WIDE_MAXIMUM)}) {
+            const std::string end = std::string(width) + "-v2.dict";
+            GoldenDictionary::make(GoldenDictionary::getStrings(), maximum)->save(folder + "/dictionary-" + end);
+            GoldenDictionary::make(GoldenDictionary::getTerms(), maximum)->save(folder + "/dictionary-terms-" + end);
+        }
     } catch (const std::exception& exception) {
         std::cerr << "make-golden: " << exception.what() << '\n';
         return 1;
