@@ -1,9 +1,13 @@
 #include "Engine/core/platform/MelnarException.h"
+#include "tests/Engine/core/data-store/DictionaryModel.h"
+#include "tests/Engine/core/data-store/DictionaryUse.h"
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <iostream>
+#include <memory>
 #include <string>
 
 namespace {
@@ -62,6 +66,46 @@ TEST(DictionaryFileDamageSlowTest, everyShortenedSectionIsFound) {
         forged.m_sections[section] += '\0';
         ASSERT_TRUE(isRefused(forged.getBytes())) << "section " << section << " with a byte more";
     }
+}
+
+/// Every byte of a file of terms is changed, with right checksums: the file is refused, or does no harm.
+TEST(DictionaryFileDamageSlowTest, everyByteOfAFileOfTermsMayLie) {
+    const auto terms = std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, NARROW);
+    {
+        DictionaryThread thread(*terms);
+        for (uint32_t number = 1; number <= 60; ++number) {
+            const DictionaryModel::Literal literal = DictionaryModel::makeLiteral(number);
+            terms->resolveResource(thread, literal.m_lexicalForm, literal.m_datatypeID);
+            if (number == 50)
+                terms->commit();
+        }
+    }
+    const ForgedDictionaryFile sound(*terms);
+    size_t refused = 0;
+    size_t opened = 0;
+    for (size_t section = 0; section < sound.m_sections.size(); ++section)
+        for (size_t position = 0; position < sound.m_sections[section].size(); ++position)
+            for (const uint8_t change : {uint8_t(0x01), uint8_t(0x80), uint8_t(0xFF)}) {
+                // The buckets are mostly empty, and each changed one is much like another.
+                const auto byte = static_cast<uint8_t>(sound.m_sections[section][position]);
+                if (byte == 0 && change != 0x01 && position % 16 != 0)
+                    continue;
+                ForgedDictionaryFile forged = sound;
+                forged.m_sections[section][position] = static_cast<char>(byte ^ change);
+                std::unique_ptr<Dictionary> dictionary;
+                try {
+                    dictionary = readFromMemory(forged.getBytes(), size_t(4) << 20);
+                } catch (const MelnarException&) {
+                    ++refused;
+                    continue;
+                }
+                ++opened;
+                ASSERT_NO_THROW(DictionaryUse::useAll(*dictionary, 20))
+                    << "byte " << position << " of section " << section << " changed by " << size_t(change);
+            }
+    EXPECT_GT(refused, 20000u);
+    EXPECT_GT(opened, 2000u) << "the pool has more bytes of text";
+    std::cout << "Bytes changed: " << refused + opened << ", refused: " << refused << ", harmless: " << opened << '\n';
 }
 
 } // namespace

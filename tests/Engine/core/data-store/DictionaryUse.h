@@ -1,0 +1,91 @@
+#pragma once
+
+#include "Engine/core/platform/MelnarException.h"
+#include "tests/Engine/core/data-store/DictionaryModel.h"
+#include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// Uses all of a dictionary from a file that may lie. What it answers may be wrong; it must not crash, and must come
+/// back.
+class DictionaryUse {
+public:
+    DictionaryUse() = delete;
+
+    /// Resolves `numberOfLiterals` of each kind, after all that needs no new ones.
+    static void useAll(Dictionary& dictionary, const size_t numberOfLiterals) {
+        attempt([&] { dictionary.verify(); });
+        readAll(dictionary);
+        for (const DictionaryCommitPoint commitPoint :
+             {dictionary.getCommitPoint(), DictionaryCommitPoint{~uint64_t(0)}})
+            for (const char* const form : {"abc", "", "7", "gone", "def", "nothing"})
+                attempt([&] { dictionary.tryResolveResource(commitPoint, form, D_XSD_STRING); });
+        attempt([&] { dictionary.getComponentInfo(); });
+        attempt([&] { dictionary.getDetailedComponentInfo(); });
+        attempt([&] { dictionary.getTableProfiles(1024); });
+        DictionaryThread thread(dictionary);
+        resolve(dictionary, thread, 20);
+        dictionary.rollback();
+        resolve(dictionary, thread, numberOfLiterals);
+        dictionary.commit();
+        writeToMemory(dictionary);
+        attempt([&] {
+            dictionary.compact([](const uint64_t resourceID, const ResourceValue&) { return resourceID % 3 != 0; });
+        });
+        attempt([&] { dictionary.compact(); });
+        resolve(dictionary, thread, 20);
+        writeToMemory(dictionary);
+    }
+
+private:
+    /// Runs an operation that may refuse, but nothing else: a literal that is none, an ID that stands for none, or no
+    /// memory for it.
+    template<class Action>
+    static void attempt(const Action& action) {
+        try {
+            action();
+        } catch (const MelnarException&) {
+        }
+    }
+
+    static void readAll(const Dictionary& dictionary) {
+        std::string text;
+        std::vector<BatchEntry> entries;
+        for (uint64_t resourceID = 0; resourceID < dictionary.getNextResourceID() + 2; ++resourceID)
+            entries.push_back({{}, resourceID});
+        dictionary.getResources(entries);
+        for (const BatchEntry& entry : entries)
+            if (entry.m_datatypeID != D_INVALID)
+                dictionary.appendLexicalForm(entry, text);
+        for (uint64_t resourceID = 0; resourceID < dictionary.getNextResourceID() + 2; ++resourceID) {
+            attempt([&] { dictionary.getTerm(resourceID, text); });
+            attempt([&] {
+                text.clear();
+                dictionary.appendTurtleLiteral(resourceID, text);
+            });
+        }
+    }
+
+    /// One by one and in a batch.
+    static void resolve(Dictionary& dictionary, DictionaryThread& thread, const size_t numberOfLiterals) {
+        for (size_t number = 0; number < numberOfLiterals; ++number) {
+            attempt([&] { dictionary.resolveResource(thread, std::to_string(number), D_XSD_STRING); });
+            attempt([&] { dictionary.resolveResource(thread, std::to_string(number) + "@en", D_RDF_PLAIN_LITERAL); });
+            for (const uint8_t datatypeID : {D_IRI, D_TYPED_LITERAL})
+                attempt([&] {
+                    dictionary.resolveResource(thread, std::to_string(number) + "^^http://example.org/1", datatypeID);
+                });
+        }
+        std::vector<DictionaryModel::Literal> literals;
+        for (uint32_t number = 0; number < numberOfLiterals; ++number)
+            literals.push_back(DictionaryModel::makeLiteral(number));
+        std::vector<BatchEntry> entries;
+        for (const DictionaryModel::Literal& literal : literals)
+            entries.push_back({literal.m_lexicalForm, 0, literal.m_datatypeID});
+        std::vector<BatchFailure> failures;
+        dictionary.resolveResources(thread, entries, failures);
+    }
+};
