@@ -11,9 +11,11 @@
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/data-store/terms/TermFamily.h"
 #include "tests/torture/LargeDictionary.h"
 #include "tests/torture/LockTorture.h"
 
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -27,6 +29,7 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -45,13 +48,32 @@ struct Report {
     uint64_t m_isSaved;
 };
 
-std::string makeLiteral(const uint64_t state, const size_t number) {
-    return "literal " + std::to_string(number) + " of state " + std::to_string(state) + std::string(number % 100, 'x') +
-           (number % 2 == 0 ? "" : "@en");
+/// Terms of all families.
+uint8_t getDatatypeID(const size_t number) {
+    constexpr std::array<uint8_t, 7> DATATYPE_IDS{D_XSD_STRING,    D_RDF_PLAIN_LITERAL,  D_IRI,        D_BLANK_NODE,
+                                                  D_TYPED_LITERAL, D_DIRECTIONAL_STRING, D_TRIPLE_TERM};
+    return DATATYPE_IDS[number % DATATYPE_IDS.size()];
 }
 
-uint8_t getDatatypeID(const size_t number) {
-    return number % 2 == 0 ? D_XSD_STRING : D_RDF_PLAIN_LITERAL;
+std::string makeLiteral(const uint64_t state, const size_t number) {
+    const std::string text =
+        "literal." + std::to_string(number) + ".of.state." + std::to_string(state) + std::string(number % 100, 'x');
+    switch (getDatatypeID(number)) {
+    case D_RDF_PLAIN_LITERAL:
+        return text + "@en";
+    case D_IRI:
+        return "http://example.org/" + std::to_string(number % 5) + '#' + text;
+    case D_BLANK_NODE:
+        return "doc" + std::to_string(state) + '-' + text;
+    case D_TYPED_LITERAL:
+        return text + "^^http://example.org/state/" + std::to_string(state);
+    case D_DIRECTIONAL_STRING:
+        return text + "@en--ltr";
+    case D_TRIPLE_TERM:
+        return "<<( _:b <x:p> \"" + text + "\" )>>";
+    default:
+        return text;
+    }
 }
 
 /// The oldest state whose literals are in the dictionary of a state.
@@ -63,8 +85,16 @@ uint64_t getOldestState(const Mode mode, const uint64_t state) {
 
 void addState(Dictionary& dictionary, const uint64_t state) {
     DictionaryThread thread(dictionary);
+    std::vector<std::string> literals;
     for (size_t number = 0; number < LITERALS_PER_STATE; ++number)
-        dictionary.resolveResource(thread, makeLiteral(state, number), getDatatypeID(number));
+        literals.push_back(makeLiteral(state, number));
+    std::vector<BatchEntry> entries;
+    for (size_t number = 0; number < LITERALS_PER_STATE; ++number)
+        entries.push_back({literals[number], 0, getDatatypeID(number)});
+    std::vector<BatchFailure> failures;
+    dictionary.resolveResources(thread, entries, failures);
+    if (!failures.empty())
+        failures.front().throwException();
     dictionary.commit();
 }
 
@@ -76,7 +106,7 @@ uint64_t getState(const Mode mode, const Dictionary& dictionary) {
         return 0;
     std::string last;
     dictionary.getResource(numberOfResources, last);
-    const std::string before = " of state ";
+    const std::string before = ".of.state.";
     const uint64_t state = std::stoull(last.substr(last.find(before) + before.size()));
     uint64_t expectedID = 0;
     std::string lexicalForm;
@@ -154,9 +184,14 @@ public:
             return isReceived;
         };
         if (receive()) {
-            const auto begin = std::chrono::steady_clock::now();
-            if (m_kills == 0 && receive())
-                m_duration = std::chrono::steady_clock::now() - begin;
+            // The first time it measures those of each size.
+            auto begin = std::chrono::steady_clock::now();
+            for (uint64_t reports = 1; m_kills == 0 && reports < 2 * STATES_HELD && receive(); ++reports) {
+                const auto end = std::chrono::steady_clock::now();
+                if (report.m_isSaved != 0)
+                    m_duration = end - begin;
+                begin = end;
+            }
             const double share = std::uniform_real_distribution<double>(0, 2)(m_random);
             std::this_thread::sleep_for(m_duration * share);
         }
