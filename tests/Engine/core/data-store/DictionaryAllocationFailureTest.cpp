@@ -1,4 +1,4 @@
-#include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
+#include "tests/Engine/core/data-store/DictionaryContents.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -41,20 +41,16 @@ size_t failEachAllocation(const Operation& operation, const Check& check) {
     return thrown;
 }
 
-class DictionaryAllocationFailureTest : public testing::TestWithParam<uint64_t> {
+class DictionaryAllocationFailureTest : public testing::TestWithParam<DictionaryContents> {
 protected:
-    DictionaryAllocationFailureTest() : m_dictionary(TEST_MEMORY_LIMIT, GetParam()), m_thread(m_dictionary) {
+    DictionaryAllocationFailureTest()
+        : m_dictionary(TEST_MEMORY_LIMIT, GetParam().m_maximumNumberOfResources), m_thread(m_dictionary) {
         for (size_t number = 0; number < 3000; ++number)
-            m_dictionary.resolveResource(m_thread, makeForm(number),
-                                         number % 3 == 0 ? D_RDF_PLAIN_LITERAL : D_XSD_STRING);
+            GetParam().resolve(m_dictionary, m_thread, number);
         m_dictionary.commit();
         m_dictionary.resolveResource(m_thread, "not committed", D_XSD_STRING);
         m_bytes = writeToMemory(m_dictionary);
         m_memoryInUse = m_dictionary.getMemoryInUse();
-    }
-
-    static std::string makeForm(const size_t number) {
-        return std::to_string(number) + std::string(number % 60, 'x') + "@en";
     }
 
     void expectUnchanged() const {
@@ -83,8 +79,8 @@ TEST_P(DictionaryAllocationFailureTest, compactingChangesAllOrNothing) {
     EXPECT_NO_THROW(m_dictionary.verify());
     for (uint64_t resourceID = 1; resourceID <= 1500; ++resourceID) {
         const size_t number = 2 * resourceID - 1; // whose ID was one more
-        EXPECT_EQ(resourceID, m_dictionary.tryResolveResource(m_dictionary.getCommitPoint(), makeForm(number),
-                                                              number % 3 == 0 ? D_RDF_PLAIN_LITERAL : D_XSD_STRING));
+        const auto [datatypeID, lexicalForm] = GetParam().makeLiteral(number);
+        EXPECT_EQ(resourceID, m_dictionary.tryResolveResource(m_dictionary.getCommitPoint(), lexicalForm, datatypeID));
     }
 }
 
@@ -132,7 +128,7 @@ TEST_P(DictionaryAllocationFailureTest, verifyingChangesNothing) {
 TEST_P(DictionaryAllocationFailureTest, savingReplacesTheFileOrLeavesIt) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("strings.dict");
-    const std::string oldBytes = writeToMemory(*makeSampleDictionary(GetParam()));
+    const std::string oldBytes = writeToMemory(*makeSampleDictionary(NARROW));
     directory.addFile("strings.dict", oldBytes);
     size_t oldStayed = 0;
     const auto check = [&](const bool isThrown) {
@@ -167,9 +163,6 @@ TEST_P(DictionaryAllocationFailureTest, openingLeavesTheFileAndNoAddressSpace) {
     EXPECT_NO_THROW(copy->verify());
 }
 
-INSTANTIATE_TEST_SUITE_P(BucketWidths, DictionaryAllocationFailureTest, testing::Values(NARROW, WIDE),
-                         [](const testing::TestParamInfo<uint64_t>& parameterInfo) {
-                             return parameterInfo.index == 0 ? "narrow" : "wide";
-                         });
+INSTANTIATE_TEST_SUITE_P(Contents, DictionaryAllocationFailureTest, ALL_CONTENTS, nameContents);
 
 } // namespace

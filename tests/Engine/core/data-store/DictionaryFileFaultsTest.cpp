@@ -1,6 +1,6 @@
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/SystemCallException.h"
-#include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
+#include "tests/Engine/core/data-store/DictionaryContents.h"
 #include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -20,15 +20,18 @@ using Duration = SystemCallFaults::Duration;
 
 constexpr std::array ERROR_CODES = {EIO, ENOSPC, ENOMEM, EINTR};
 
-/// A dictionary file of several writes and reads.
-std::unique_ptr<Dictionary> makeDictionary(const size_t numberOfLiterals) {
-    auto dictionary = std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, NARROW);
-    DictionaryThread thread(*dictionary);
-    for (size_t number = 0; number < numberOfLiterals; ++number)
-        dictionary->resolveResource(thread, std::to_string(number) + std::string(100, 'x'), D_XSD_STRING);
-    dictionary->commit();
-    return dictionary;
-}
+class DictionaryFileFaultsTest : public testing::TestWithParam<DictionaryContents> {
+protected:
+    /// A dictionary file of several writes and reads.
+    static std::unique_ptr<Dictionary> makeDictionary(const size_t numberOfLiterals) {
+        auto dictionary = std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, GetParam().m_maximumNumberOfResources);
+        DictionaryThread thread(*dictionary);
+        for (size_t number = 1; number <= numberOfLiterals; ++number)
+            GetParam().resolve(*dictionary, thread, number);
+        dictionary->commit();
+        return dictionary;
+    }
+};
 
 /// Runs `attempt` with each occurrence of a call failing in turn, once and for good and with each error code, until a
 /// run meets no failure. Returns how many calls failed in all.
@@ -50,7 +53,7 @@ size_t failEachOccurrence(const Call call, const std::function<void(SystemCallFa
     return failedCalls;
 }
 
-TEST(DictionaryFileFaultsTest, everyCallOfSaveFailsAtEveryOccurrence) {
+TEST_P(DictionaryFileFaultsTest, everyCallOfSaveFailsAtEveryOccurrence) {
     const std::unique_ptr<Dictionary> oldDictionary = makeSampleDictionary(NARROW);
     const std::unique_ptr<Dictionary> newDictionary = makeDictionary(5000);
     const std::string oldBytes = writeToMemory(*oldDictionary);
@@ -97,7 +100,7 @@ TEST(DictionaryFileFaultsTest, everyCallOfSaveFailsAtEveryOccurrence) {
               << ", new file whole: " << newCame << '\n';
 }
 
-TEST(DictionaryFileFaultsTest, aDiskThatFillsUpAfterAnyByteLeavesTheOldFileAndNoOther) {
+TEST_P(DictionaryFileFaultsTest, aDiskThatFillsUpAfterAnyByteLeavesTheOldFileAndNoOther) {
     const std::unique_ptr<Dictionary> newDictionary = makeDictionary(300);
     const std::string oldBytes = writeToMemory(*makeSampleDictionary(NARROW));
     const TemporaryDirectory directory;
@@ -122,7 +125,7 @@ TEST(DictionaryFileFaultsTest, aDiskThatFillsUpAfterAnyByteLeavesTheOldFileAndNo
 }
 
 /// A failure of removing what a failed save wrote leaves a file that the next save takes over.
-TEST(DictionaryFileFaultsTest, aFileThatCannotBeRemovedDoesNotHinder) {
+TEST_P(DictionaryFileFaultsTest, aFileThatCannotBeRemovedDoesNotHinder) {
     const std::unique_ptr<Dictionary> dictionary = makeDictionary(300);
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("strings.dict");
@@ -143,7 +146,7 @@ TEST(DictionaryFileFaultsTest, aFileThatCannotBeRemovedDoesNotHinder) {
     EXPECT_NO_THROW(Dictionary::open(path, TEST_MEMORY_LIMIT)->verify());
 }
 
-TEST(DictionaryFileFaultsTest, everyCallOfOpenFailsAtEveryOccurrence) {
+TEST_P(DictionaryFileFaultsTest, everyCallOfOpenFailsAtEveryOccurrence) {
     const std::unique_ptr<Dictionary> dictionary = makeDictionary(5000);
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("strings.dict");
@@ -179,7 +182,7 @@ TEST(DictionaryFileFaultsTest, everyCallOfOpenFailsAtEveryOccurrence) {
     std::cout << "Calls of open failed: " << failedCalls << '\n';
 }
 
-TEST(DictionaryFileFaultsTest, noAddressSpaceLeaksWhenOpeningFails) {
+TEST_P(DictionaryFileFaultsTest, noAddressSpaceLeaksWhenOpeningFails) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("strings.dict");
     makeDictionary(5000)->save(path);
@@ -194,5 +197,9 @@ TEST(DictionaryFileFaultsTest, noAddressSpaceLeaksWhenOpeningFails) {
             ASSERT_EQ(reservations.getNumberOfCalls(), releases.getNumberOfCalls());
         });
 }
+
+INSTANTIATE_TEST_SUITE_P(Contents, DictionaryFileFaultsTest,
+                         testing::Values(DictionaryContents{NARROW, false}, DictionaryContents{NARROW, true}),
+                         nameContents);
 
 } // namespace

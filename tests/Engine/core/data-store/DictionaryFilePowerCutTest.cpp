@@ -1,5 +1,5 @@
 #include "Engine/core/platform/MelnarException.h"
-#include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
+#include "tests/Engine/core/data-store/DictionaryContents.h"
 #include "tests/support/RecordedDisk.h"
 #include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -27,17 +27,17 @@ void writeState(const TemporaryDirectory& directory, const RecordedDisk::State& 
         directory.addFile(name, contents);
 }
 
-std::unique_ptr<Dictionary> makeNewDictionary() {
+std::unique_ptr<Dictionary> makeNewDictionary(const DictionaryContents& contents) {
     std::unique_ptr<Dictionary> dictionary = makeSampleDictionary(NARROW);
     DictionaryThread thread(*dictionary);
-    for (size_t number = 0; number < 300; ++number)
-        dictionary->resolveResource(thread, std::to_string(number) + std::string(100, 'x'), D_XSD_STRING);
+    for (size_t number = 1; number <= 300; ++number)
+        contents.resolve(*dictionary, thread, number);
     dictionary->commit();
     return dictionary;
 }
 
 /// Saves a new dictionary over an old one and records the disk meanwhile. Small writes leave many moments for a cut.
-class DictionaryFilePowerCutTest : public testing::Test {
+class DictionaryFilePowerCutTest : public testing::TestWithParam<DictionaryContents> {
 protected:
     DictionaryFilePowerCutTest()
         : m_path(m_directory.addFile(FILE_NAME, m_oldBytes)), m_disk(m_directory.getPathOf("")), m_random(1) {}
@@ -48,7 +48,7 @@ protected:
         m_newDictionary->save(m_path);
     }
 
-    const std::unique_ptr<Dictionary> m_newDictionary = makeNewDictionary();
+    const std::unique_ptr<Dictionary> m_newDictionary = makeNewDictionary(GetParam());
     const std::string m_oldBytes = writeToMemory(*makeSampleDictionary(NARROW));
     const std::string m_newBytes = writeToMemory(*m_newDictionary);
     const TemporaryDirectory m_directory;
@@ -57,7 +57,7 @@ protected:
     std::minstd_rand m_random;
 };
 
-TEST_F(DictionaryFilePowerCutTest, leavesTheOldFileOrTheNewOneWhenever) {
+TEST_P(DictionaryFilePowerCutTest, leavesTheOldFileOrTheNewOneWhenever) {
     save();
     EXPECT_EQ(m_newBytes, TemporaryDirectory::getContentsOf(m_path));
     const size_t numberOfOperations = m_disk.getNumberOfOperations();
@@ -86,8 +86,10 @@ TEST_F(DictionaryFilePowerCutTest, leavesTheOldFileOrTheNewOneWhenever) {
               << "; different files left: " << strayFiles.size() << '\n';
 }
 
-TEST(DictionaryFileAfterPowerCutTest, whatIsLeftOpensAndIsSavedOver) {
-    const std::unique_ptr<Dictionary> newDictionary = makeNewDictionary();
+class DictionaryFileAfterPowerCutTest : public testing::TestWithParam<DictionaryContents> {};
+
+TEST_P(DictionaryFileAfterPowerCutTest, whatIsLeftOpensAndIsSavedOver) {
+    const std::unique_ptr<Dictionary> newDictionary = makeNewDictionary(GetParam());
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf(FILE_NAME);
     makeSampleDictionary(NARROW)->save(path);
@@ -118,7 +120,7 @@ TEST(DictionaryFileAfterPowerCutTest, whatIsLeftOpensAndIsSavedOver) {
 }
 
 /// The scaffolding itself: a save that did not flush its file would be caught.
-TEST_F(DictionaryFilePowerCutTest, aSaveWithoutFlushingWouldLeaveNeither) {
+TEST_P(DictionaryFilePowerCutTest, aSaveWithoutFlushingWouldLeaveNeither) {
     save();
     m_disk.forgetFlushesOfFiles();
     size_t damagedStates = 0;
@@ -132,5 +134,10 @@ TEST_F(DictionaryFilePowerCutTest, aSaveWithoutFlushingWouldLeaveNeither) {
         }
     EXPECT_GT(damagedStates, 10u);
 }
+
+const auto CONTENTS = testing::Values(DictionaryContents{NARROW, false}, DictionaryContents{NARROW, true});
+
+INSTANTIATE_TEST_SUITE_P(Contents, DictionaryFilePowerCutTest, CONTENTS, nameContents);
+INSTANTIATE_TEST_SUITE_P(Contents, DictionaryFileAfterPowerCutTest, CONTENTS, nameContents);
 
 } // namespace

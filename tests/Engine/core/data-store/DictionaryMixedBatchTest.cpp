@@ -9,10 +9,12 @@
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
 #include "tests/support/AllocationFaults.h"
+#include "tests/support/SystemCallFaults.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -212,6 +214,45 @@ TEST_P(DictionaryMixedBatchTest, anyAllocationMayFail) {
     }
     EXPECT_LT(2u, endedBatches) << "the failures never lacked memory";
     EXPECT_LT(4u, failedTerms) << "no family ever lacked memory for its table";
+}
+
+TEST_P(DictionaryMixedBatchTest, anyCallOfTheSystemMayFail) {
+    const OwnedLiterals terms = makeTerms(0, 3000);
+    for (const SystemCallFaults::Call call : {SystemCallFaults::Call::MMAP, SystemCallFaults::Call::MPROTECT})
+        for (const size_t batchSize : {1UL, 2048UL}) {
+            size_t failedTerms = 0;
+            size_t occurrence = 0;
+            for (bool hasFailed = true; hasFailed; ++occurrence) {
+                SCOPED_TRACE(testing::Message() << "call " << occurrence << ", batches of " << batchSize);
+                const std::unique_ptr<Dictionary> dictionary = makeDictionary();
+                DictionaryThread thread(*dictionary);
+                std::vector<BatchEntry> entries = makeBatch(terms);
+                std::vector<BatchFailure> failures;
+                const auto resolve = [&] {
+                    failures.clear();
+                    for (size_t begin = 0; begin < entries.size(); begin += batchSize)
+                        dictionary->resolveResources(
+                            thread, std::span(entries).subspan(begin, std::min(batchSize, entries.size() - begin)),
+                            failures);
+                };
+                {
+                    SystemCallFaults faults(call);
+                    faults.failAfter(occurrence, ENOMEM, SystemCallFaults::Duration::ONCE);
+                    resolve();
+                    hasFailed = faults.getNumberOfFailures() != 0;
+                }
+                ASSERT_LE(failures.size(), hasFailed ? 1U : 0U) << "one call fails one term, or a shared text";
+                failedTerms += failures.size();
+                ASSERT_EQ(terms.size() - failures.size() + 1, dictionary->getNextResourceID());
+                dictionary->verify();
+                resolve();
+                ASSERT_TRUE(failures.empty());
+                ASSERT_EQ(terms.size() + 1, dictionary->getNextResourceID());
+                dictionary->verify();
+            }
+            EXPECT_LT(4u, failedTerms);
+            EXPECT_LT(10u, occurrence);
+        }
 }
 
 INSTANTIATE_TEST_SUITE_P(Widths, DictionaryMixedBatchTest, testing::Values(NARROW, WIDE),
