@@ -1,11 +1,15 @@
 #include "tools/melnar-dict/threads/OrderedOutput.h"
 
 void OrderedOutput::write(const uint64_t number, const std::string_view text) {
-    m_turns.take(number, [this, text] {
+    writeInTurn(number, [text](OutputStream& output) { output.write(text.data(), text.size()); });
+}
+
+void OrderedOutput::writeInTurn(const uint64_t number, const std::function<void(OutputStream& output)>& writePiece) {
+    m_turns.take(number, [this, &writePiece] {
         if (m_hasFailed)
             return;
         m_hasFailed = true; // until it has gone well
-        m_output.write(text.data(), text.size());
+        writePiece(m_output);
         m_hasFailed = false;
     });
 }

@@ -5,6 +5,7 @@
 #include "Engine/core/platform/stream/OutputStream.h"
 
 #include <cstdint>
+#include <functional>
 #include <string_view>
 
 /// Lets threads that finish pieces in any order write them in the order of their numbers. A thread waits for its turn,
@@ -18,6 +19,9 @@ public:
 
     /// Waits until all pieces with smaller numbers are written, then writes this one.
     void write(uint64_t number, std::string_view text);
+
+    /// The same for a piece that is too large to be held: `writePiece` writes it when its turn has come.
+    void writeInTurn(uint64_t number, const std::function<void(OutputStream& output)>& writePiece);
 
     /// Begins to count from 0 again.
     void startOver() noexcept { m_turns.startOver(); }
