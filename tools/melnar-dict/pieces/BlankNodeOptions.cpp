@@ -1,0 +1,41 @@
+#include "tools/melnar-dict/pieces/BlankNodeOptions.h"
+
+#include "tools/melnar-dict/shell/ToolFailure.h"
+
+#include <limits>
+
+namespace {
+
+constexpr const char* DOCUMENTS = "documents";
+constexpr const char* SHARED = "shared";
+
+// So that the files that follow have numbers too.
+constexpr uint64_t LARGEST_DOCUMENT = std::numeric_limits<uint64_t>::max() / 2;
+
+} // namespace
+
+void addBlankNodes(VerbDescription& verb, BlankNodeOptions& variable) {
+    verb.addOption(
+        "--blank-nodes", "MODE",
+        "documents: labels of blank nodes belong to their files, as RDF has it (default); shared: one label is "
+        "one node in all files, as in the parts of a divided dump",
+        [&variable](const std::string& value) {
+            if (value != DOCUMENTS && value != SHARED)
+                throw ToolFailure(ExitCode::USAGE,
+                                  "option --blank-nodes needs documents or shared, not '" + value + "'");
+            variable.m_mode = value == SHARED ? BlankNodeScope::Mode::SHARED : BlankNodeScope::Mode::DOCUMENTS;
+        });
+    verb.m_options.back().m_choices = {DOCUMENTS, SHARED};
+}
+
+void addDocument(VerbDescription& verb, BlankNodeOptions& variable) {
+    verb.addNumber(
+        "--document", "K",
+        "the first file is document K of those that the dictionary was loaded with, and the others follow it "
+        "(default: 1)",
+        variable.m_firstDocument, 1, LARGEST_DOCUMENT);
+    verb.m_checks.emplace_back([&variable] {
+        if (variable.m_mode == BlankNodeScope::Mode::SHARED && variable.m_firstDocument != 1)
+            throw ToolFailure(ExitCode::USAGE, "--document needs --blank-nodes documents");
+    });
+}

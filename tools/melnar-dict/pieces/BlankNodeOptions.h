@@ -1,0 +1,24 @@
+#pragma once
+
+#include "tools/melnar-dict/pieces/BlankNodeScope.h"
+#include "tools/melnar-dict/shell/VerbDescription.h"
+
+#include <cstddef>
+#include <cstdint>
+
+/// To which documents the labels of blank nodes belong: --blank-nodes and --document.
+struct BlankNodeOptions {
+    BlankNodeScope::Mode m_mode = BlankNodeScope::Mode::DOCUMENTS;
+    uint64_t m_firstDocument = 1; // that of the first file
+
+    /// The document that the file with this index, counted from 0, is.
+    uint64_t getDocument(const size_t fileIndex) const noexcept {
+        return m_mode == BlankNodeScope::Mode::SHARED ? 1 : m_firstDocument + fileIndex;
+    }
+};
+
+/// Adds --blank-nodes.
+void addBlankNodes(VerbDescription& verb, BlankNodeOptions& variable);
+
+/// Adds --document, which cannot be given where labels are shared.
+void addDocument(VerbDescription& verb, BlankNodeOptions& variable);
