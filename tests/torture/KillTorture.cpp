@@ -104,7 +104,7 @@ private:
         write("a.nt", makeTriples(0));
         write("b.nt", makeTriples(LITERALS));
         require({"load", "a.nt", "-o", "a.dict", "--threads", "1"});
-        require({"encode", "a.nt", "-d", "a.dict", "-o", "encoded.nt"});
+        require({"encode", "--as", "iri", "a.nt", "-d", "a.dict", "-o", "encoded.nt"});
         // With IDs withdrawn, so that a compaction has something to do.
         Dictionary dictionary(MEMORY_LIMIT, MAXIMUM_NUMBER_OF_RESOURCES);
         {
@@ -130,8 +130,18 @@ private:
             {"load", {"load", "a.nt", "b.nt", "-o", "out.dict", "--threads", "1"}, "out.dict", dictionary},
             {"load --into", {"load", "b.nt", "--into", "grown.dict", "--threads", "1"}, "grown.dict", dictionary},
             {"compact", {"compact", "compacted.dict"}, "compacted.dict", m_inputs.at("sparse.dict")},
-            {"encode", {"encode", "a.nt", "-d", "a.dict", "-o", "out-encoded.nt"}, "out-encoded.nt", text},
-            {"decode", {"decode", "encoded.nt", "-d", "a.dict", "-o", "out-decoded.nt"}, "out-decoded.nt", text},
+            {"encode",
+             "--as",
+             "iri",
+             {"encode", "--as", "iri", "a.nt", "-d", "a.dict", "-o", "out-encoded.nt"},
+             "out-encoded.nt",
+             text},
+            {"decode",
+             "--as",
+             "iri",
+             {"decode", "--as", "iri", "encoded.nt", "-d", "a.dict", "-o", "out-decoded.nt"},
+             "out-decoded.nt",
+             text},
             {"canonical", {"canonical", "a.nt", "b.nt", "-o", "out-canonical.nt"}, "out-canonical.nt", text},
         };
     }

@@ -248,7 +248,7 @@ private:
                                                    {"get", "d", "1", "2", "3"},
                                                    {"stats", "d"},
                                                    {"lookup", "d", "\"abc\"@en"},
-                                                   {"decode", "encoded.nt", "-d", "d", "-o", "-"},
+                                                   {"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "-"},
                                                    {"compact", "d", "-o", "compacted", "--force"}}) {
             const ToolResult result = runToolProcess(arguments, input);
             ++m_toolRuns;

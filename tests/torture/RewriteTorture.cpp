@@ -101,8 +101,8 @@ private:
         const std::string canonical = "canonical" + extension;
         for (const std::vector<std::string>& arguments :
              std::vector<std::vector<std::string>>{{"load", path, "-o", "d", "--force"},
-                                                   {"encode", path, "-d", "d", "-o", encoded},
-                                                   {"decode", encoded, "-d", "d", "-o", decoded},
+                                                   {"encode", "--as", "iri", path, "-d", "d", "-o", encoded},
+                                                   {"decode", "--as", "iri", encoded, "-d", "d", "-o", decoded},
                                                    {"canonical", path, "-o", canonical},
                                                    {"canonical", decoded, "-o", "again" + extension}})
             if (run(arguments) != 0)

@@ -301,7 +301,7 @@ TEST_F(ToolTest, endsWithThreeWhenStandardOutputCannotBeWritten) {
 TEST_F(ToolTest, endsQuietlyWhenNobodyReadsStandardOutput) {
     m_directory.addFile("a.nt", TEXT);
     ASSERT_EQ(0, run({"load", "a.nt", "-o", "d"}).m_exitCode);
-    ASSERT_EQ(0, run({"encode", "a.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    ASSERT_EQ(0, run({"encode", "--as", "iri", "a.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
     ToolInput input;
     input.m_isOutputClosedPipe = true;
     for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"},
@@ -309,7 +309,7 @@ TEST_F(ToolTest, endsQuietlyWhenNobodyReadsStandardOutput) {
                                                       {"dump", "d"},
                                                       {"get", "d", "1"},
                                                       {"stats", "d"},
-                                                      {"decode", "encoded.nt", "-d", "d", "-o", "-"}}) {
+                                                      {"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "-"}}) {
         const ToolResult result = run(arguments, input);
         EXPECT_EQ(SIGPIPE, result.m_signalNumber) << arguments.front();
         EXPECT_EQ("", result.m_errorOutput) << arguments.front();
@@ -329,7 +329,7 @@ TEST_F(ToolTest, aFileThatMayNotGrowIsAFailureThatLeavesNothing) {
                                                       {"load", "big.nt", "--into", "big"},
                                                       {"compact", "big"},
                                                       {"compact", "big", "-o", "new"},
-                                                      {"encode", "big.nt", "-d", "big", "-o", "new"},
+                                                      {"encode", "--as", "iri", "big.nt", "-d", "big", "-o", "new"},
                                                       {"dump", "big"}}) {
         const ToolResult result = run(arguments, input);
         EXPECT_EQ(3, result.m_exitCode) << arguments.front();
@@ -382,7 +382,7 @@ TEST_F(ToolTest, endsWithTwoOnAWrongCommandLine) {
                   run({"load", "a.nt", "--thread=2"}));
     expectFailure(2, "melnar-dict: term 'text': expected a term, found 'text'; did you mean '\"text\"'?\n",
                   run({"load", "a.nt", "--query", "text"}));
-    expectFailure(2, "melnar-dict: encode needs -d DICTIONARY\n", run({"encode", "a.nt", "-o", "o"}));
+    expectFailure(2, "melnar-dict: encode needs -d DICTIONARY\n", run({"encode", "--as", "iri", "a.nt", "-o", "o"}));
     expectFailure(2, "melnar-dict: unknown verb 'loda'; did you mean 'load'?\n", run({"help", "loda"}));
     const ToolResult result = run({});
     EXPECT_EQ(2, result.m_exitCode);

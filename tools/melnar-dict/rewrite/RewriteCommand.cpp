@@ -1,10 +1,12 @@
 #include "tools/melnar-dict/rewrite/RewriteCommand.h"
 
-#include "tools/melnar-dict/input/InputFile.h"
 #include "tools/melnar-dict/rewrite/RewriteOutput.h"
+#include "tools/melnar-dict/rewrite/RowEncoder.h"
+#include "tools/melnar-dict/rewrite/RowPass.h"
 #include "tools/melnar-dict/rewrite/StatementDecoder.h"
 #include "tools/melnar-dict/rewrite/StatementEncoder.h"
 #include "tools/melnar-dict/rewrite/StatementProgress.h"
+#include "tools/melnar-dict/rows/NpyFile.h"
 #include "tools/melnar-dict/saved/OpenDictionary.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/threads/FilePass.h"
@@ -12,7 +14,10 @@
 
 #include "Engine/core/data-store/Dictionary.h"
 
+#include <algorithm>
+#include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,31 +30,87 @@ std::unique_ptr<Dictionary> openDictionary(const RewriteOptions& options, const 
     return openToRead(options.m_dictionaryName, dictionaryLimit);
 }
 
+/// Reads the files with a rewriter of their statements that `makeRewriter(fileIndex, output)` makes for each thread.
 /// Returns the exit code of the first error, or DONE.
-template<class Rewriter>
-ExitCode rewriteFiles(const RewriteOptions& options, const Dictionary& dictionary, OutputStream& output,
-                      MessageOutput& messages) {
-    const std::string beginning = Rewriter::getBeginning(dictionary);
-    output.write(beginning.data(), beginning.size());
+template<class MakeRewriter>
+ExitCode rewriteFiles(const RewriteOptions& options, OutputStream& output, MessageOutput& messages,
+                      const MakeRewriter& makeRewriter) {
     InputJournal journal({}, messages);
     StatementProgress progress(messages, options.m_feedback.getProgressMode(options.m_output), "rewriting",
                                options.m_files, journal);
     FilePass pass(journal, {.m_numberOfThreads = options.m_numberOfThreads,
+                            .m_base = options.m_base,
                             .m_maximumLine = options.m_maximumLine,
                             .m_version = options.m_version,
                             .m_bytesRead = &progress.getBytesRead()});
     OrderedOutput orderedOutput(output);
-    for (const auto& [fileName, format] : options.m_files) {
+    for (size_t index = 0; index < options.m_files.size() && !journal.isStopped(); ++index) {
+        const auto& [fileName, format] = options.m_files[index];
         orderedOutput.startOver();
-        pass.read(fileName, format, [&] { return std::make_unique<Rewriter>(dictionary, orderedOutput); });
-        if (journal.isStopped())
-            break;
+        pass.read(fileName, format, [&] { return makeRewriter(index, orderedOutput); });
     }
     return journal.getExitCode();
 }
 
 template<class Rewriter>
-ExitCode run(const RewriteOptions& options, StandardOutput& output, std::ostream& errorOutput) {
+ExitCode rewriteIris(const RewriteOptions& options, const Dictionary& dictionary, RewriteOutput& file,
+                     MessageOutput& messages) {
+    OutputStream& output = file.open();
+    const std::string beginning = Rewriter::getBeginning(dictionary);
+    output.write(beginning.data(), beginning.size());
+    return rewriteFiles(options, output, messages, [&](size_t, OrderedOutput& orderedOutput) {
+        return std::make_unique<Rewriter>(dictionary, orderedOutput);
+    });
+}
+
+RowLayout chooseLayout(const RewriteOptions& options, const Dictionary& dictionary) {
+    const bool namesGraphs = std::any_of(options.m_files.begin(), options.m_files.end(),
+                                         [](const auto& file) { return hasGraphs(file.second); });
+    const bool isNarrow = dictionary.getNextResourceID() - 1 <= std::numeric_limits<uint32_t>::max();
+    return {options.m_asksForQuads || namesGraphs ? size_t(4) : size_t(3), options.m_idWidth != 0 ? options.m_idWidth
+                                                                           : isNarrow             ? RowLayout::NARROW
+                                                                                                  : RowLayout::WIDE};
+}
+
+ExitCode encodeRows(const RewriteOptions& options, const Dictionary& dictionary, RewriteOutput& file,
+                    MessageOutput& messages) {
+    const RowLayout layout = chooseLayout(options, dictionary);
+    OutputStream& output = file.open();
+    std::optional<NpyFile> npyFile; // not on standard output, where the number of rows comes too late
+    if (OutputFile* const outputFile = file.getFile())
+        npyFile.emplace(*outputFile, layout);
+    const ExitCode exitCode =
+        rewriteFiles(options, npyFile ? npyFile->getStream() : output, messages,
+                     [&](const size_t fileIndex, OrderedOutput& orderedOutput) {
+                         return std::make_unique<RowEncoder>(dictionary, orderedOutput, layout,
+                                                             options.m_blankNodes.getDocument(fileIndex));
+                     });
+    if (npyFile && exitCode == ExitCode::DONE)
+        npyFile->prepare(dictionary.getHistory());
+    return exitCode;
+}
+
+ExitCode decodeRows(const RewriteOptions& options, const Dictionary& dictionary, RewriteOutput& file,
+                    MessageOutput& messages) {
+    InputJournal journal({}, messages);
+    StatementProgress progress(messages, options.m_feedback.getProgressMode(options.m_output), "rewriting",
+                               options.m_files, journal);
+    OrderedOutput output(file.open());
+    const std::optional<RdfFormat> outputFormat = formatOfFile(options.m_output.m_outputName);
+    RowPass pass(dictionary, journal, output,
+                 {.m_numberOfThreads = options.m_numberOfThreads,
+                  .m_takesGraphs = !outputFormat || hasGraphs(*outputFormat),
+                  .m_bytesRead = &progress.getBytesRead()});
+    for (size_t index = 0; index < options.m_files.size() && !journal.isStopped(); ++index)
+        pass.decode(options.m_files[index].first);
+    return journal.getExitCode();
+}
+
+/// Returns the exit code of the first error, or DONE.
+using Rewrite = ExitCode(const RewriteOptions& options, const Dictionary& dictionary, RewriteOutput& file,
+                         MessageOutput& messages);
+
+ExitCode run(const RewriteOptions& options, StandardOutput& output, std::ostream& errorOutput, Rewrite* const rewrite) {
     const size_t dictionaryLimit = MemoryLimit::apply(options.m_memoryLimit, options.m_numberOfThreads);
     std::vector<std::string> inputNames{options.m_dictionaryName};
     for (const auto& [fileName, format] : options.m_files)
@@ -57,15 +118,17 @@ ExitCode run(const RewriteOptions& options, StandardOutput& output, std::ostream
     RewriteOutput file(options.m_output, inputNames, output, options.m_feedback.getNoteOutput(errorOutput));
     MessageOutput messages(errorOutput);
     const auto dictionary = openDictionary(options, dictionaryLimit, messages);
-    return file.finish(rewriteFiles<Rewriter>(options, *dictionary, file.open(), messages));
+    return file.finish(rewrite(options, *dictionary, file, messages));
 }
 
 } // namespace
 
 ExitCode runEncode(const RewriteOptions& options, StandardOutput& output, std::ostream& errorOutput) {
-    return run<StatementEncoder>(options, output, errorOutput);
+    return run(options, output, errorOutput,
+               options.m_form == EncodedForm::ROWS ? &encodeRows : &rewriteIris<StatementEncoder>);
 }
 
 ExitCode runDecode(const RewriteOptions& options, StandardOutput& output, std::ostream& errorOutput) {
-    return run<StatementDecoder>(options, output, errorOutput);
+    return run(options, output, errorOutput,
+               options.m_form == EncodedForm::ROWS ? &decodeRows : &rewriteIris<StatementDecoder>);
 }

@@ -6,8 +6,8 @@
 
 #include <ostream>
 
-/// The verb `encode`: puts resource IDs in the place of the string literals of N-Triples and N-Quads.
+/// The verb `encode`: writes rows of resource IDs for statements, or puts IDs in the place of their string literals.
 ExitCode runEncode(const RewriteOptions& options, StandardOutput& output, std::ostream& errorOutput);
 
-/// The verb `decode`: puts the literals back.
+/// The verb `decode`: does the reverse.
 ExitCode runDecode(const RewriteOptions& options, StandardOutput& output, std::ostream& errorOutput);

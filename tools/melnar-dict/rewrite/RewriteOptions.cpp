@@ -1,18 +1,30 @@
 #include "tools/melnar-dict/rewrite/RewriteOptions.h"
 
+#include "tools/melnar-dict/rows/RowLayout.h"
+#include "tools/melnar-dict/shell/StandardStream.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <vector>
+
 namespace {
 
 constexpr const char* ENCODE_TEXT = R"(
-Writes the statements of N-Triples (.nt) and N-Quads (.nq) files, plain or packed, or of folders with such files, with an
-IRI such as <melnar:17> in the place of every string literal, 17 being its resource ID. decode does the reverse. OUT
-appears when it is complete; "-" is standard input or output. Its first line is a comment that names the dictionary.
-Statements are written in canonical form, but for language tags, which stay as the dictionary has them.
+Writes a row of IDs for each statement of RDF files, plain or packed, or of folders with such files: those of subject,
+predicate and object, and in files of quads that of the graph, or 0. decode does the reverse. OUT is an array of NumPy
+(.npy) that names the dictionary; it appears when it is complete. "-" is standard input or output; there the rows come
+without a header. A term that the dictionary does not have is bad data.
+
+With --as iri, N-Triples and N-Quads are written as such, in canonical form, with an IRI such as <melnar:17> in the place of
+every string literal, 17 being its resource ID. The first line is then a comment that names the dictionary.
 )";
 
 constexpr const char* DECODE_TEXT = R"(
-Writes the statements of files that encode has written, with the literals in their places again, in canonical form. OUT
-appears when it is complete; "-" is standard input or output. A file that names another dictionary is bad data, unless
-DICTIONARY has grown from that one by load --into.
+Writes the statements of files that encode or load has written, in canonical form, with language tags as the dictionary
+has them. OUT appears when it is complete; "-" is standard input or output. A file that names another dictionary is bad
+data, unless DICTIONARY has grown from that one by load --into.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -20,12 +32,74 @@ constexpr const char* EXIT_CODES = R"(
 output failed, another process is writing OUT, or a limit was reached. Without 0, no OUT is written.
 )";
 
+void addForm(VerbDescription& verb, EncodedForm& variable) {
+    constexpr const char* ROWS = "npy";
+    constexpr const char* IRIS = "iri";
+    verb.addOption("--as", "FORM",
+                   "npy: rows of IDs in NumPy's format (default); iri: statements with IRIs in the place of literals",
+                   [&variable](const std::string& value) {
+                       if (value != ROWS && value != IRIS)
+                           throw ToolFailure(ExitCode::USAGE, "option --as needs npy or iri, not '" + value + "'");
+                       variable = value == ROWS ? EncodedForm::ROWS : EncodedForm::IRIS;
+                   });
+    verb.m_options.back().m_choices = {ROWS, IRIS};
+}
+
+void addIDWidth(VerbDescription& verb, size_t& variable) {
+    constexpr const char* AUTO = "auto";
+    verb.addOption("--id-width", "BYTES",
+                   "bytes of an ID: 4, 8, or auto: 4 unless the dictionary has IDs that need more (default)",
+                   [&variable](const std::string& value) {
+                       if (value != "4" && value != "8" && value != AUTO)
+                           throw ToolFailure(ExitCode::USAGE,
+                                             "option --id-width needs 4, 8 or auto, not '" + value + "'");
+                       variable = value == AUTO ? 0 : value == "4" ? RowLayout::NARROW : RowLayout::WIDE;
+                   });
+    verb.m_options.back().m_choices = {"4", "8", AUTO};
+}
+
+/// Refuses what is for rows alone.
+void checkIris(const RewriteOptions& options) {
+    if (options.m_form == EncodedForm::ROWS)
+        return;
+    for (const auto& [fileName, format] : options.m_files)
+        if (!isLineFormat(format))
+            throw ToolFailure(ExitCode::USAGE, "encode --as iri reads N-Triples and N-Quads, and '" + fileName +
+                                                   "' is neither by its name");
+    if (options.m_asksForQuads || options.m_idWidth != 0 || options.m_blankNodes.m_firstDocument != 1 ||
+        options.m_blankNodes.m_mode != BlankNodeScope::Mode::DOCUMENTS || !options.m_base.empty())
+        throw ToolFailure(ExitCode::USAGE,
+                          "--quads, --id-width, --blank-nodes, --document and --base are for --as npy");
+}
+
+/// Takes files as they are named if they have rows, which no name and no --format tells.
+void addEncodedFiles(VerbDescription& verb, RewriteOptions& options) {
+    addInputFiles(verb, InputFormats::LINES, options.m_files);
+    const auto names = std::make_shared<std::vector<std::string>>();
+    VerbDescription::TakeValue& take = verb.m_operands.back().m_take;
+    take = [take, names](const std::string& name) {
+        names->push_back(name);
+        take(name);
+    };
+    std::function<void()>& check = verb.m_checks.back();
+    check = [check, names, &options] {
+        if (options.m_form == EncodedForm::IRIS) {
+            check();
+            return;
+        }
+        if (std::count(names->begin(), names->end(), STANDARD_STREAM) > 1)
+            throw ToolFailure(ExitCode::USAGE, "standard input can be read only once");
+        for (const std::string& name : *names)
+            options.m_files.emplace_back(name, RdfFormat::N_QUADS);
+    };
+}
+
 VerbDescription addOptions(VerbDescription verb, RewriteOptions& options) {
-    verb.addFile("-d,--dictionary", "DICTIONARY", "the dictionary with the literals", options.m_dictionaryName);
+    verb.addFile("-d,--dictionary", "DICTIONARY", "the dictionary with the terms", options.m_dictionaryName);
     addOutput(verb, OutputKind::FILE_OR_STANDARD_OUTPUT, "OUT",
               "the file to write; one that exists is replaced, unless it is an input or a dictionary",
               "replace OUT even if it is a dictionary, unless it is DICTIONARY", options.m_output);
-    addInputFiles(verb, InputFormats::LINES, options.m_files);
+    addForm(verb, options.m_form);
     addThreads(verb, options.m_numberOfThreads);
     addMemoryLimit(verb, options.m_memoryLimit);
     addMaximumLine(verb, options.m_maximumLine);
@@ -39,21 +113,32 @@ VerbDescription addOptions(VerbDescription verb, RewriteOptions& options) {
 } // namespace
 
 VerbDescription describeEncode(RewriteOptions& options) {
-    return addOptions(
+    VerbDescription verb = addOptions(
         {"encode",
-         "put resource IDs in the place of literals",
+         "write statements as rows of resource IDs",
          ENCODE_TEXT,
          EXIT_CODES,
-         {{"encode dump.nt.gz -d dump.dict -o encoded.nt", "Writes the statements with IDs for literals."}}},
+         {{"encode dump.nt.gz -d dump.dict -o dump.npy", "Writes a row of three IDs for each statement."},
+          {"encode dump.nt.gz --as iri -d dump.dict -o encoded.nt", "Writes the statements with IDs for literals."}}},
         options);
+    addInputFiles(verb, InputFormats::ALL, options.m_files);
+    verb.addFlag("--quads", "write 4 columns, also if no input file has graphs by its syntax", options.m_asksForQuads);
+    addIDWidth(verb, options.m_idWidth);
+    addBlankNodes(verb, options.m_blankNodes);
+    addDocument(verb, options.m_blankNodes);
+    addBase(verb, options.m_base);
+    verb.m_checks.emplace_back([&options] { checkIris(options); });
+    return verb;
 }
 
 VerbDescription describeDecode(RewriteOptions& options) {
-    return addOptions({"decode",
-                       "put the literals back",
-                       DECODE_TEXT,
-                       EXIT_CODES,
-                       {{"decode encoded.nt -d dump.dict -o - | gzip > dump.nt.gz",
-                         "Writes the statements with their literals, and packs them."}}},
-                      options);
+    VerbDescription verb = addOptions({"decode",
+                                       "write the statements that rows of resource IDs stand for",
+                                       DECODE_TEXT,
+                                       EXIT_CODES,
+                                       {{"decode dump.npy -d dump.dict -o - | gzip > dump.nt.gz",
+                                         "Writes the statements of the rows, and packs them."}}},
+                                      options);
+    addEncodedFiles(verb, options);
+    return verb;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/melnar-dict/input/InputFiles.h"
+#include "tools/melnar-dict/pieces/BlankNodeOptions.h"
 #include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
 #include "tools/melnar-dict/shell/MemoryLimit.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
@@ -9,9 +10,13 @@
 #include <cstdint>
 #include <string>
 
+/// What statements are encoded as: rows of IDs in NumPy's format, or statements with IRIs for string literals.
+enum class EncodedForm { ROWS, IRIS };
+
 /// What the command line of `encode` or `decode` asks for.
 struct RewriteOptions {
-    InputFiles m_files;
+    InputFiles m_files; // of rows, the format means nothing
+    EncodedForm m_form = EncodedForm::ROWS;
     std::string m_dictionaryName;
     FeedbackOptions m_feedback;
     OutputOptions m_output; // the name is "-" for standard output
@@ -19,6 +24,12 @@ struct RewriteOptions {
     uint64_t m_memoryLimit = MemoryLimit::getDefault();
     uint64_t m_maximumLine = DEFAULT_MAXIMUM_LINE;
     Rdf::Version m_version = Rdf::Version::RDF_1_2;
+
+    // Of encode, for rows:
+    BlankNodeOptions m_blankNodes;
+    std::string m_base{};
+    bool m_asksForQuads = false;
+    size_t m_idWidth = 0; // bytes; 0 for that which the dictionary needs
 };
 
 /// The command lines of `encode` and `decode`, bound to the options.

@@ -26,6 +26,9 @@ public:
     /// Opens the output. Called once.
     OutputStream& open();
 
+    /// The file that is written, when it is open; null for standard output.
+    OutputFile* getFile() noexcept { return m_file ? &*m_file : nullptr; }
+
     /// Makes what was written the file if all is done. Passes the exit code on.
     ExitCode finish(ExitCode exitCode);
 

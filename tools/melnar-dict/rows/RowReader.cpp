@@ -35,7 +35,7 @@ std::string readExactly(ByteSource& source, const size_t numberOfBytes) {
 NpyHeader RowReader::readHeader(ByteSource& source) {
     const std::string preamble = read(source, NpyHeader::PREAMBLE_SIZE);
     if (preamble.size() != NpyHeader::PREAMBLE_SIZE || !preamble.starts_with(NpyHeader::MAGIC))
-        throw ToolFailure(ExitCode::BAD_DATA, "it is no .npy file");
+        throw ToolFailure(ExitCode::BAD_DATA, "it is no .npy file; decode --as iri reads encoded statements");
     const auto majorVersion = static_cast<uint8_t>(preamble[NpyHeader::MAGIC.size()]);
     if (majorVersion < 1 || majorVersion > 3)
         throw ToolFailure(ExitCode::BAD_DATA, "it is of version " + std::to_string(majorVersion) +
@@ -56,6 +56,9 @@ RowReader::RowReader(std::unique_ptr<ByteSource> source, const size_t blockSize)
 
 bool RowReader::next(RowBlock& block) {
     const std::lock_guard guard(m_mutex);
+    if (m_isAtEnd)
+        return false;
+    m_isAtEnd = true; // until it is known that there is more
     const uint64_t rows = std::min(m_rowsPerBlock, m_header.m_numberOfRows - m_nextRow);
     const std::string size = std::to_string(m_header.m_numberOfRows) + " rows";
     if (rows == 0) {
@@ -71,6 +74,7 @@ bool RowReader::next(RowBlock& block) {
     block.m_sequence = m_numberOfBlocks++;
     block.m_firstRow = m_nextRow;
     m_nextRow += rows;
+    m_isAtEnd = false;
     return true;
 }
 

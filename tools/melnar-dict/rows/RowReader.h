@@ -33,7 +33,7 @@ public:
 
     const NpyHeader& getHeader() const noexcept { return m_header; }
 
-    /// Reads the next rows; false if there are no more.
+    /// Reads the next rows; false if there are no more, and after an error.
     bool next(RowBlock& block);
 
     /// Blocks that `next` has read.
@@ -51,4 +51,5 @@ private:
     mutable std::mutex m_mutex; // protects the source and all that follows
     uint64_t m_numberOfBlocks = 0;
     uint64_t m_nextRow = 0;
+    bool m_isAtEnd = false;
 };

@@ -117,8 +117,8 @@ TEST_F(CheckCommandTest, versionsOfRdfAreAnOptionOfAllVerbsThatRead) {
     for (const std::vector<std::string>& arguments : {std::vector<std::string>{"load", path},
                                                       {"check", path},
                                                       {"canonical", path, "-o", "-"},
-                                                      {"encode", path, "-d", dictionary, "-o", "-"},
-                                                      {"decode", path, "-d", dictionary, "-o", "-"}})
+                                                      {"encode", "--as", "iri", path, "-d", dictionary, "-o", "-"},
+                                                      {"decode", "--as", "iri", path, "-d", dictionary, "-o", "-"}})
         for (const auto& [version, exitCode] : {std::pair("1.1", 1), std::pair("1.2", 0)}) {
             std::vector<std::string> all = arguments;
             all.insert(all.end(), {"--rdf", version});

@@ -61,7 +61,7 @@ protected:
 TEST_F(RewriteCommandTest, encodePutsIDsInThePlaceOfLiterals) {
     m_directory.addFile("in.nt", CANONICAL);
     load("in.nt");
-    const ToolResult result = run({"encode", "in.nt", "-d", "d", "-o", "-"});
+    const ToolResult result = run({"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "-"});
     EXPECT_EQ(0, result.m_exitCode);
     EXPECT_EQ(getLineOf("d") + "<urn:s> <urn:p> <melnar:1> .\n"
                                "_:b1 <urn:p> <melnar:2> .\n"
@@ -77,8 +77,8 @@ TEST_F(RewriteCommandTest, aLineThatIsTooLongIsAnErrorWhereItBegins) {
     m_directory.addFile("in.nt", "<urn:s> <urn:p> \"one\" .\n<urn:s> <urn:p> \"three\" .\n");
     load("in.nt");
     for (const char* const verb : {"encode", "decode"}) {
-        EXPECT_EQ(0, run({verb, "in.nt", "-d", "d", "-o", "-", "--max-line", "25"}).m_exitCode);
-        const ToolResult result = run({verb, "in.nt", "-d", "d", "-o", "-", "--max-line", "24"});
+        EXPECT_EQ(0, run({verb, "--as", "iri", "in.nt", "-d", "d", "-o", "-", "--max-line", "25"}).m_exitCode);
+        const ToolResult result = run({verb, "--as", "iri", "in.nt", "-d", "d", "-o", "-", "--max-line", "24"});
         EXPECT_EQ(1, result.m_exitCode);
         EXPECT_NE(std::string::npos,
                   result.m_errorOutput.find("in.nt:2:1: expected a line of at most 24 bytes, found a longer one\n"))
@@ -91,8 +91,8 @@ TEST_F(RewriteCommandTest, aLineThatIsTooLongIsAnErrorWhereItBegins) {
 TEST_F(RewriteCommandTest, decodeGivesCanonicalTriplesBackByteForByte) {
     m_directory.addFile("in.nt", CANONICAL);
     load("in.nt");
-    ASSERT_EQ(0, run({"encode", "in.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
-    ASSERT_EQ(0, run({"decode", "encoded.nt", "-d", "d", "-o", "decoded.nt"}).m_exitCode);
+    ASSERT_EQ(0, run({"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    ASSERT_EQ(0, run({"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "decoded.nt"}).m_exitCode);
     EXPECT_EQ(CANONICAL, getContentsOf("decoded.nt"));
 }
 
@@ -103,11 +103,11 @@ TEST_F(RewriteCommandTest, statementsComeOutInCanonicalForm) {
                         "<urn:\\u00E9> <urn:p> \"a\"@en <urn:g>.\n"
                         "_:a<urn:p>_:c _:g.\n");
     load("in.nq");
-    ASSERT_EQ(0, run({"encode", "in.nq", "-d", "d", "-o", "encoded.nq"}).m_exitCode);
+    ASSERT_EQ(0, run({"encode", "--as", "iri", "in.nq", "-d", "d", "-o", "encoded.nq"}).m_exitCode);
     EXPECT_EQ(getLineOf("d") +
                   "<urn:s> <urn:p> <melnar:1> .\n<urn:\xC3\xA9> <urn:p> <melnar:2> <urn:g> .\n_:a <urn:p> _:c _:g .\n",
               getContentsOf("encoded.nq"));
-    ASSERT_EQ(0, run({"decode", "encoded.nq", "-d", "d", "-o", "decoded.nq"}).m_exitCode);
+    ASSERT_EQ(0, run({"decode", "--as", "iri", "encoded.nq", "-d", "d", "-o", "decoded.nq"}).m_exitCode);
     EXPECT_EQ("<urn:s> <urn:p> \"A\\t\xC3\xA9\" .\n<urn:\xC3\xA9> <urn:p> \"a\"@en <urn:g> .\n_:a <urn:p> _:c _:g .\n",
               getContentsOf("decoded.nq"));
 }
@@ -116,7 +116,7 @@ TEST_F(RewriteCommandTest, labelsThatAreKeywordsComeOutAsTheyWere) {
     m_directory.addFile("in.nt", "_:base <urn:p> \"a\" .\n_:base <urn:p> <urn:o> . # not plain\n"
                                  "_:xbase <urn:p> _:base.\n_:Graph<urn:p>_:xGraph . # not plain\n");
     load("in.nt");
-    const ToolResult result = run({"encode", "in.nt", "-d", "d", "-o", "-"});
+    const ToolResult result = run({"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "-"});
     EXPECT_EQ("", result.m_errorOutput);
     EXPECT_EQ(getLineOf("d") + "_:base <urn:p> <melnar:1> .\n_:base <urn:p> <urn:o> .\n_:xbase <urn:p> _:base .\n"
                                "_:Graph <urn:p> _:xGraph .\n",
@@ -132,8 +132,11 @@ TEST_F(RewriteCommandTest, orderIsKeptWithAnyNumberOfThreads) {
     m_directory.addFile("in.nt.gz", gzip(triples));
     load("in.nt");
     for (const char* const threads : {"1", "2", "7"}) {
-        ASSERT_EQ(0, run({"encode", "in.nt.gz", "-d", "d", "-o", "encoded.nt", "--threads", threads}).m_exitCode);
-        ASSERT_EQ(0, run({"decode", "encoded.nt", "-d", "d", "-o", "decoded.nt", "--threads", threads}).m_exitCode);
+        ASSERT_EQ(
+            0,
+            run({"encode", "--as", "iri", "in.nt.gz", "-d", "d", "-o", "encoded.nt", "--threads", threads}).m_exitCode);
+        ASSERT_EQ(0, run({"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "decoded.nt", "--threads", threads})
+                         .m_exitCode);
         EXPECT_EQ(triples, getContentsOf("decoded.nt"));
         EXPECT_LT(getContentsOf("encoded.nt").size(), triples.size());
     }
@@ -145,21 +148,21 @@ TEST_F(RewriteCommandTest, aFolderStandsForItsFilesButNotIfOneOfThemHasNoLines) 
     m_directory.addFile("dumps/a.nt", CANONICAL);
     m_directory.addFile("dumps/README", "not read");
     load("dumps");
-    ASSERT_EQ(0, run({"encode", "dumps", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
-    ASSERT_EQ(0, run({"decode", "encoded.nt", "-d", "d", "-o", "decoded.nt"}).m_exitCode);
+    ASSERT_EQ(0, run({"encode", "--as", "iri", "dumps", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    ASSERT_EQ(0, run({"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "decoded.nt"}).m_exitCode);
     EXPECT_EQ(std::string(CANONICAL) + CANONICAL, getContentsOf("decoded.nt"));
     m_directory.addFile("dumps/c.ttl", "");
-    const ToolResult result = run({"encode", "dumps", "-d", "d", "-o", "encoded.nt"});
+    const ToolResult result = run({"encode", "--as", "iri", "dumps", "-d", "d", "-o", "encoded.nt"});
     EXPECT_EQ(2, result.m_exitCode);
-    EXPECT_EQ("melnar-dict: encode reads N-Triples and N-Quads, and 'dumps/c.ttl' is neither by its name\n",
+    EXPECT_EQ("melnar-dict: encode --as iri reads N-Triples and N-Quads, and 'dumps/c.ttl' is neither by its name\n",
               result.m_errorOutput);
 }
 
 TEST_F(RewriteCommandTest, severalFilesAndStandardInputAreWrittenOneBehindTheOther) {
     m_directory.addFile("in.nt", CANONICAL);
     load("in.nt");
-    const ToolResult result =
-        run({"encode", "in.nt", "-", "--format", "ntriples", "-d", "d", "-o", "-"}, "<urn:s> <urn:p> \"one\" .\n");
+    const ToolResult result = run({"encode", "--as", "iri", "in.nt", "-", "--format", "ntriples", "-d", "d", "-o", "-"},
+                                  "<urn:s> <urn:p> \"one\" .\n");
     EXPECT_TRUE(result.m_output.ends_with("<melnar:5> .\n<urn:s> <urn:p> <melnar:1> .\n")) << result.m_output;
 }
 
@@ -176,7 +179,7 @@ TEST_F(RewriteCommandTest, whatCannotBeEncodedNamesItsLineAndLeavesNoFile) {
     };
     for (const auto& [line, cause] : cases) {
         m_directory.addFile("bad.nt", "<urn:s> <urn:p> \"known\" .\n" + line + "<urn:s> <urn:p> \"known\" .\n");
-        const ToolResult result = run({"encode", "bad.nt", "-d", "d", "-o", "out.nt"});
+        const ToolResult result = run({"encode", "--as", "iri", "bad.nt", "-d", "d", "-o", "out.nt"});
         EXPECT_EQ(1, result.m_exitCode) << line;
         EXPECT_TRUE(result.m_errorOutput.starts_with("bad.nt:2:")) << result.m_errorOutput;
         EXPECT_NE(std::string::npos, result.m_errorOutput.find(cause)) << result.m_errorOutput;
@@ -197,7 +200,7 @@ TEST_F(RewriteCommandTest, theFirstErrorIsToldAndWhatStandsBeforeItIsWritten) {
     };
     for (const auto& [lines, cause] : cases) {
         const ToolResult result =
-            run({"encode", "-", "--format", "nquads", "-d", "d", "-o", "-"}, sound + lines + sound);
+            run({"encode", "--as", "iri", "-", "--format", "nquads", "-d", "d", "-o", "-"}, sound + lines + sound);
         EXPECT_EQ(1, result.m_exitCode) << lines;
         EXPECT_EQ(getLineOf("d") + "<urn:s> <urn:p> <melnar:1> .\n", result.m_output) << lines;
         EXPECT_EQ("-:2: " + cause + '\n', result.m_errorOutput) << lines;
@@ -212,7 +215,7 @@ TEST_F(RewriteCommandTest, whatCannotBeDecodedNamesItsLine) {
           "<urn:s> <urn:p> <melnar:> .\n", "<urn:s> <urn:p> <melnar:1x> .\n", "<melnar:1> <urn:p> <urn:o> .\n",
           "<urn:s> <melnar:1> <urn:o> .\n", "<urn:s> <urn:p> <melnar:18446744073709551617> .\n"}) {
         m_directory.addFile("bad.nt", "<urn:s> <urn:p> <melnar:1> .\n" + line);
-        const ToolResult result = run({"decode", "bad.nt", "-d", "d", "-o", "out.nt"});
+        const ToolResult result = run({"decode", "--as", "iri", "bad.nt", "-d", "d", "-o", "out.nt"});
         EXPECT_EQ(1, result.m_exitCode) << line;
         EXPECT_TRUE(result.m_errorOutput.starts_with("bad.nt:2: the IRI 'melnar:")) << result.m_errorOutput;
     }
@@ -220,15 +223,17 @@ TEST_F(RewriteCommandTest, whatCannotBeDecodedNamesItsLine) {
 
 TEST_F(RewriteCommandTest, decodeTakesTheDictionaryOfThenAndOneThatHasGrownFromIt) {
     loadText("one", "-o", "d");
-    ASSERT_EQ(0, run({"encode", "text.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    ASSERT_EQ(0, run({"encode", "--as", "iri", "text.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
     const std::string text = getContentsOf("text.nt");
     for (const char* const addition : {"one", "two", "three"}) {
         loadText(addition, "--into", "d");
-        ASSERT_EQ(0, run({"decode", "encoded.nt", "-d", "d", "-o", "decoded.nt"}).m_exitCode) << addition;
+        ASSERT_EQ(0, run({"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "decoded.nt"}).m_exitCode)
+            << addition;
         EXPECT_EQ(text, getContentsOf("decoded.nt"));
     }
     ASSERT_EQ(0, run({"compact", "d"}).m_exitCode);
-    EXPECT_EQ(0, run({"decode", "encoded.nt", "-d", "d", "-o", "decoded.nt"}).m_exitCode) << "no ID has changed";
+    EXPECT_EQ(0, run({"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "decoded.nt"}).m_exitCode)
+        << "no ID has changed";
 }
 
 TEST_F(RewriteCommandTest, decodeRefusesAnotherDictionaryAndNamesBoth) {
@@ -238,14 +243,15 @@ TEST_F(RewriteCommandTest, decodeRefusesAnotherDictionaryAndNamesBoth) {
     loadText("two", "--into", "copy");
     loadText("three", "--into", "d");
     m_directory.addFile("one.nt", "<urn:s> <urn:p> \"one\" .\n");
-    ASSERT_EQ(0, run({"encode", "one.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    ASSERT_EQ(0, run({"encode", "--as", "iri", "one.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
     const auto nameOf = [this](const std::string& dictionaryName) {
         const std::string line = getLineOf(dictionaryName);
         const size_t begin = line.find("dictionary ");
         return line.substr(begin, line.size() - 1 - begin);
     };
     for (const char* const dictionaryName : {"other", "copy"}) {
-        const ToolResult result = run({"decode", "encoded.nt", "-d", dictionaryName, "-o", "decoded.nt"});
+        const ToolResult result =
+            run({"decode", "--as", "iri", "encoded.nt", "-d", dictionaryName, "-o", "decoded.nt"});
         EXPECT_EQ(1, result.m_exitCode) << dictionaryName;
         EXPECT_EQ("encoded.nt:1: encoded with " + nameOf("d") + "; the given one is " + nameOf(dictionaryName) +
                       ", and has not grown from it\n",
@@ -266,11 +272,11 @@ TEST_F(RewriteCommandTest, decodeRefusesADictionaryWhoseIDsHaveChanged) {
         dictionary.save(path);
     }
     m_directory.addFile("one.nt", "<urn:s> <urn:p> \"one\" .\n");
-    ASSERT_EQ(0, run({"encode", "one.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    ASSERT_EQ(0, run({"encode", "--as", "iri", "one.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
     ASSERT_EQ(getLineOf("d") + "<urn:s> <urn:p> <melnar:2> .\n", getContentsOf("encoded.nt"));
     ASSERT_EQ("2\t1\n", run({"compact", "d", "-o", "compacted"}).m_output);
-    EXPECT_EQ(0, run({"decode", "encoded.nt", "-d", "d", "-o", "-"}).m_exitCode);
-    const ToolResult result = run({"decode", "encoded.nt", "-d", "compacted", "-o", "-"});
+    EXPECT_EQ(0, run({"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "-"}).m_exitCode);
+    const ToolResult result = run({"decode", "--as", "iri", "encoded.nt", "-d", "compacted", "-o", "-"});
     EXPECT_EQ(1, result.m_exitCode);
     EXPECT_EQ("", result.m_output);
     EXPECT_NE(std::string::npos, result.m_errorOutput.find(", generation 0; the given one is dictionary "));
@@ -286,9 +292,9 @@ TEST_F(RewriteCommandTest, everyPartOfFilesPutTogetherIsChecked) {
         for (size_t number = 0; number < statements; ++number)
             text += statement;
         m_directory.addFile("sound.nt", text + getLineOf("d") + statement);
-        EXPECT_EQ(0, run({"decode", "sound.nt", "-d", "d", "-o", "-", "--threads", "3"}).m_exitCode);
+        EXPECT_EQ(0, run({"decode", "--as", "iri", "sound.nt", "-d", "d", "-o", "-", "--threads", "3"}).m_exitCode);
         m_directory.addFile("mixed.nt", text + getLineOf("other") + statement);
-        const ToolResult result = run({"decode", "mixed.nt", "-d", "d", "-o", "-", "--threads", "3"});
+        const ToolResult result = run({"decode", "--as", "iri", "mixed.nt", "-d", "d", "-o", "-", "--threads", "3"});
         EXPECT_EQ(1, result.m_exitCode);
         const std::string place = "mixed.nt:" + std::to_string(statements + 2) + ": encoded with dictionary ";
         EXPECT_TRUE(result.m_errorOutput.starts_with(place)) << result.m_errorOutput;
@@ -296,50 +302,53 @@ TEST_F(RewriteCommandTest, everyPartOfFilesPutTogetherIsChecked) {
             << "what stands before it is written";
     }
     m_directory.addFile("bad.nt", "no statement\n" + getLineOf("other"));
-    EXPECT_TRUE(run({"decode", "bad.nt", "-d", "d", "-o", "-"}).m_errorOutput.starts_with("bad.nt:1:1: "))
+    EXPECT_TRUE(
+        run({"decode", "--as", "iri", "bad.nt", "-d", "d", "-o", "-"}).m_errorOutput.starts_with("bad.nt:1:1: "))
         << "the first error counts";
 }
 
 TEST_F(RewriteCommandTest, whatNamesNoDictionaryIsDecodedWithAny) {
     loadText("one", "-o", "d");
     m_directory.addFile("encoded.nt", "# a comment\n<urn:s> <urn:p> <melnar:1> .\n");
-    EXPECT_EQ("<urn:s> <urn:p> \"one\" .\n", run({"decode", "encoded.nt", "-d", "d", "-o", "-"}).m_output);
+    EXPECT_EQ("<urn:s> <urn:p> \"one\" .\n",
+              run({"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "-"}).m_output);
 }
 
 TEST_F(RewriteCommandTest, aDictionaryOfTheFirstFormatVersionIsNamedAndGrows) {
     std::filesystem::copy_file(MELNAR_GOLDEN_FOLDER "/dictionary-narrow-v1.dict", m_directory.getPathOf("d"));
     m_directory.addFile("abc.nt", "<urn:s> <urn:p> \"abc\" .\n");
-    ASSERT_EQ(0, run({"encode", "abc.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    ASSERT_EQ(0, run({"encode", "--as", "iri", "abc.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
     EXPECT_TRUE(getContentsOf("encoded.nt").starts_with("# melnar-dict: encoded with dictionary "));
     loadText("new", "--into", "d");
-    EXPECT_EQ(getContentsOf("abc.nt"), run({"decode", "encoded.nt", "-d", "d", "-o", "-"}).m_output);
+    EXPECT_EQ(getContentsOf("abc.nt"), run({"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "-"}).m_output);
 }
 
 TEST_F(RewriteCommandTest, refusesWrongCommandLines) {
     m_directory.addFile("in.nt", CANONICAL);
     load("in.nt");
-    for (const std::vector<std::string>& arguments :
-         std::vector<std::vector<std::string>>{{"encode"},
-                                               {"encode", "in.nt"},
-                                               {"encode", "in.nt", "-d", "d"},
-                                               {"encode", "in.nt", "-o", "out"},
-                                               {"encode", "in.ttl", "-d", "d", "-o", "out"},
-                                               {"encode", "in.nt", "-d", "d", "-o", "out", "--format", "turtle"},
-                                               {"encode", "-", "-", "--format", "nt", "-d", "d", "-o", "out"},
-                                               {"decode", "in.nt", "-d", "d", "-o", "out", "--lenient"}})
+    for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+             {"encode"},
+             {"encode", "--as", "iri", "in.nt"},
+             {"encode", "--as", "iri", "in.nt", "-d", "d"},
+             {"encode", "--as", "iri", "in.nt", "-o", "out"},
+             {"encode", "--as", "iri", "in.ttl", "-d", "d", "-o", "out"},
+             {"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "out", "--format", "turtle"},
+             {"encode", "--as", "iri", "-", "-", "--format", "nt", "-d", "d", "-o", "out"},
+             {"decode", "--as", "iri", "in.nt", "-d", "d", "-o", "out", "--lenient"}})
         EXPECT_EQ(2, run(arguments).m_exitCode) << arguments.size();
 }
 
 TEST_F(RewriteCommandTest, reportsFilesThatCannotBeReadOrWritten) {
     m_directory.addFile("in.nt", CANONICAL);
     load("in.nt");
-    EXPECT_EQ(3, run({"encode", "missing.nt", "-d", "d", "-o", "out"}).m_exitCode);
-    EXPECT_EQ(3, run({"encode", "in.nt", "-d", "missing", "-o", "out"}).m_exitCode);
-    EXPECT_EQ(3, run({"encode", "in.nt", "-d", "d", "-o", "no/such/folder/out"}).m_exitCode);
+    EXPECT_EQ(3, run({"encode", "--as", "iri", "missing.nt", "-d", "d", "-o", "out"}).m_exitCode);
+    EXPECT_EQ(3, run({"encode", "--as", "iri", "in.nt", "-d", "missing", "-o", "out"}).m_exitCode);
+    EXPECT_EQ(3, run({"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "no/such/folder/out"}).m_exitCode);
     EXPECT_FALSE(std::filesystem::exists(m_directory.getPathOf("out")));
     ToolInput input;
     input.m_outputPath = "/dev/full";
-    EXPECT_EQ(3, runToolProcess({"encode", m_directory.getPathOf("in.nt"), "-d", m_directory.getPathOf("d"), "-o", "-"},
+    EXPECT_EQ(3, runToolProcess({"encode", "--as", "iri", m_directory.getPathOf("in.nt"), "-d",
+                                 m_directory.getPathOf("d"), "-o", "-"},
                                 input)
                      .m_exitCode);
 }

@@ -71,8 +71,11 @@ TEST_P(RewriteDataSetsSlowTest, decodingWhatWasEncodedGivesTheStatementsBack) {
         const std::string encoded = directory.getPathOf("encoded" + extension);
         const std::string decoded = directory.getPathOf("decoded" + extension);
         ASSERT_EQ(0, runToolProcess({"load", path.string(), "-o", dictionary}).m_exitCode) << path;
-        ASSERT_EQ(0, runToolProcess({"encode", path.string(), "-d", dictionary, "-o", encoded}).m_exitCode) << path;
-        ASSERT_EQ(0, runToolProcess({"decode", encoded, "-d", dictionary, "-o", decoded}).m_exitCode) << path;
+        ASSERT_EQ(0,
+                  runToolProcess({"encode", "--as", "iri", path.string(), "-d", dictionary, "-o", encoded}).m_exitCode)
+            << path;
+        ASSERT_EQ(0, runToolProcess({"decode", "--as", "iri", encoded, "-d", dictionary, "-o", decoded}).m_exitCode)
+            << path;
         const bool isSame = canonicalise(unpack(path)) == TemporaryDirectory::getContentsOf(decoded);
         EXPECT_TRUE(isSame) << path;
         ASSERT_EQ(0, runToolProcess({"verify", dictionary}).m_exitCode) << path;

@@ -72,9 +72,10 @@ TEST(RowReaderTest, readsLaterVersionsToo) {
 
 TEST(RowReaderTest, whatIsNoSuchFileIsRefused) {
     const std::string sound = makeFile({{3, 4}, false, 5, ""}, makeIDs(15));
-    EXPECT_EQ("it is no .npy file", getRefusal(""));
-    EXPECT_EQ("it is no .npy file", getRefusal("\x93NUM"));
-    EXPECT_EQ("it is no .npy file", getRefusal("<urn:s> <urn:p> <urn:o> .\n"));
+    EXPECT_EQ("it is no .npy file; decode --as iri reads encoded statements", getRefusal(""));
+    EXPECT_EQ("it is no .npy file; decode --as iri reads encoded statements", getRefusal("\x93NUM"));
+    EXPECT_EQ("it is no .npy file; decode --as iri reads encoded statements",
+              getRefusal("<urn:s> <urn:p> <urn:o> .\n"));
     std::string changed = sound;
     changed[6] = 4;
     EXPECT_EQ("it is of version 4 of the .npy format; expected 1, 2 or 3", getRefusal(changed));
@@ -89,6 +90,16 @@ TEST(RowReaderTest, theSizeMustBeThatOfTheShape) {
     EXPECT_EQ("it ends after 0 of the 5 rows that its header tells", getRefusal(sound.substr(0, 256)));
     EXPECT_EQ("it ends after 4 of the 5 rows that its header tells", getRefusal(sound.substr(0, sound.size() - 1)));
     EXPECT_EQ("more bytes follow the 5 rows that its header tells", getRefusal(sound + '\0'));
+}
+
+TEST(RowReaderTest, anErrorIsToldOnce) {
+    const std::string sound = makeFile({{3, 4}, false, 5, ""}, makeIDs(15));
+    for (const std::string& bytes : {sound.substr(0, sound.size() - 1), sound + '\0'}) {
+        RowReader reader(std::make_unique<TextSource>(bytes), 24);
+        RowBlock block;
+        EXPECT_THROW(while (reader.next(block)){}, ToolFailure);
+        EXPECT_FALSE(reader.next(block));
+    }
 }
 
 TEST(RowReaderTest, aNegativeNumberIsRefusedWithItsRow) {

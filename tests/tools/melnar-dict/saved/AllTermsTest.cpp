@@ -193,20 +193,20 @@ TEST_F(AllTermsTest, loadAnswersQuestionsOfAll) {
 TEST_F(AllTermsTest, encodeAsksForStringsAlone) {
     m_directory.addFile("in.nt", "<http://example.org/1> <a:p> \"text\" .\n"
                                  "_:b0 <a:p> \"5\"^^<http://www.w3.org/2001/XMLSchema#int> .\n");
-    outputOf({"encode", "in.nt", "-d", "d", "-o", "out.nt"});
+    outputOf({"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "out.nt"});
     const std::string encoded = TemporaryDirectory::getContentsOf(m_directory.getPathOf("out.nt"));
     EXPECT_TRUE(encoded.ends_with("\n<http://example.org/1> <a:p> <melnar:1> .\n"
                                   "_:b0 <a:p> \"5\"^^<http://www.w3.org/2001/XMLSchema#int> .\n"))
         << encoded;
     EXPECT_EQ("<http://example.org/1> <a:p> \"text\" .\n"
               "_:b0 <a:p> \"5\"^^<http://www.w3.org/2001/XMLSchema#int> .\n",
-              outputOf({"decode", "out.nt", "-d", "d", "-o", "-"}));
+              outputOf({"decode", "--as", "iri", "out.nt", "-d", "d", "-o", "-"}));
 }
 
 TEST_F(AllTermsTest, decodeRefusesAnIDThatIsThatOfNoString) {
     for (size_t id = 1; id <= m_samples.size(); ++id) {
         m_directory.addFile("in.nt", "<a:s> <a:p> <melnar:" + std::to_string(id) + "> .\n");
-        const ToolResult result = run({"decode", "in.nt", "-d", "d", "-o", "-"});
+        const ToolResult result = run({"decode", "--as", "iri", "in.nt", "-d", "d", "-o", "-"});
         EXPECT_EQ(id > 2 ? 1 : 0, result.m_exitCode) << id;
         EXPECT_EQ(id > 2 ? "in.nt:1: the IRI 'melnar:" + std::to_string(id) + "' carries the ID of no string literal\n"
                          : "",

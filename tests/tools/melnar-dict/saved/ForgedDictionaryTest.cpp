@@ -195,7 +195,7 @@ TEST_F(ForgedDictionaryTest, loadAnswersWhatItCanAndSaysWhatItCannot) {
 TEST_F(ForgedDictionaryTest, decodeRefusesTheStatementAndNamesTheID) {
     saveBytes();
     m_directory.addFile("encoded.nt", "<urn:s> <urn:p> <melnar:4> .\n<urn:s> <urn:p> <melnar:3> .\n");
-    const ToolResult result = run({"decode", "encoded.nt", "-d", "d", "-o", "decoded.nt"});
+    const ToolResult result = run({"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "decoded.nt"});
     EXPECT_EQ(1, result.m_exitCode);
     EXPECT_EQ("encoded.nt:2: resource 3 cannot be written: its text is not UTF-8\n", result.m_errorOutput);
 }
@@ -213,8 +213,10 @@ TEST_F(ForgedDictionaryTest, aTagThatIsNoneIsNeverPrinted) {
     for (const std::string form : {"a@\x1B[2J", "abc@e\n", "abc@\xC2\x9B", "abc@\xFF!", "no tag", "abcde@"}) {
         saveTag(form);
         EXPECT_EQ(3, run({"verify", "d"}).m_exitCode) << form;
-        for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
-                 {"get", "d", "1", "2"}, {"dump", "d"}, {"decode", "encoded.nt", "-d", "d", "-o", "-"}}) {
+        for (const std::vector<std::string>& arguments :
+             std::vector<std::vector<std::string>>{{"get", "d", "1", "2"},
+                                                   {"dump", "d"},
+                                                   {"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "-"}}) {
             const ToolResult result = run(arguments);
             EXPECT_EQ(1, result.m_exitCode) << arguments.front() << form;
             EXPECT_EQ(arguments.front() == "decode" ? "" : "2\t\"sound\"\n", result.m_output);
@@ -253,8 +255,8 @@ TEST_F(ForgedDictionaryTest, whatFilesAndArgumentsSayInMessagesIsHarmless) {
             run({"load", fileName});
             run({"load", fileName, "--lenient"});
             run({"load", "-", "--format", format}, line);
-            run({"encode", fileName, "--format", "nt", "-d", "d", "-o", "out.nt"});
-            run({"decode", fileName, "--format", "nt", "-d", "d", "-o", "out.nt"});
+            run({"encode", "--as", "iri", fileName, "--format", "nt", "-d", "d", "-o", "out.nt"});
+            run({"decode", "--as", "iri", fileName, "--format", "nt", "-d", "d", "-o", "out.nt"});
         }
     run({"load", "missing" + attack});
     run({"load", attack + ".nt", "-o", attack});

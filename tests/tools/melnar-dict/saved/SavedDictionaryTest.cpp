@@ -260,7 +260,7 @@ TEST_F(SavedDictionaryTest, everyVerbKeepsItsMemoryLimit) {
           {"verify", "big"},
           {"compact", "big", "-o", "e"},
           {"load", "--strings-only", "in.nt", "--into", "big", "--threads", "1"},
-          {"encode", "in.nt", "-d", "big", "-o", "e", "--threads", "1"}}) {
+          {"encode", "--as", "iri", "in.nt", "-d", "big", "-o", "e", "--threads", "1"}}) {
         std::vector<std::string> limited = arguments;
         limited.insert(limited.end(), {"--memory-limit", "5M"});
         const ToolResult result = run(limited);
@@ -305,8 +305,8 @@ TEST_F(SavedDictionaryTest, whatIsNoRegularFileIsNotReplaced) {
     for (const std::string name : {"/dev/null", "pipe", "folder"})
         for (std::vector<std::string> arguments : {std::vector<std::string>{"load", "in.nt"},
                                                    {"compact", "d"},
-                                                   {"encode", "in.nt", "-d", "d"},
-                                                   {"decode", "in.nt", "-d", "d"}}) {
+                                                   {"encode", "--as", "iri", "in.nt", "-d", "d"},
+                                                   {"decode", "--as", "iri", "in.nt", "-d", "d"}}) {
             arguments.insert(arguments.end(), {"-o", name, "--force"});
             const ToolResult result = run(arguments);
             EXPECT_EQ(2, result.m_exitCode) << arguments[0];
@@ -458,8 +458,8 @@ TEST_F(SavedDictionaryTest, aDictionaryIsNeitherStandardInputNorOutput) {
                                                       {"verify", "-"},
                                                       {"compact", "-"},
                                                       {"compact", "d", "-o", "-"},
-                                                      {"encode", "in.nt", "-d", "-", "-o", "x"},
-                                                      {"decode", "in.nt", "-d", "-", "-o", "x"}}) {
+                                                      {"encode", "--as", "iri", "in.nt", "-d", "-", "-o", "x"},
+                                                      {"decode", "--as", "iri", "in.nt", "-d", "-", "-o", "x"}}) {
         const ToolResult result = run(arguments);
         EXPECT_EQ(2, result.m_exitCode) << arguments[0];
         EXPECT_NE(std::string::npos, result.m_errorOutput.find(" must be a file, and '-' is standard input or output"))

@@ -178,18 +178,19 @@ TEST_F(TwoWritersTest, anyNumberMayWaitAndAllLiteralsAreKept) {
 }
 
 TEST_F(TwoWritersTest, readersAreNeverHeldUp) {
-    ASSERT_EQ(0, run({"encode", "one.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    ASSERT_EQ(0, run({"encode", "--as", "iri", "one.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
     const auto first = start({"load", "pipe.nt", "--into", "d"});
     const int pipeEnd = enter();
-    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"get", "d", "1"},
-                                                      {"lookup", "d", "\"one\""},
-                                                      {"dump", "d"},
-                                                      {"stats", "d"},
-                                                      {"verify", "d"},
-                                                      {"encode", "one.nt", "-d", "d", "-o", "-"},
-                                                      {"decode", "encoded.nt", "-d", "d", "-o", "decoded.nt"},
-                                                      {"load", "two.nt", "--into", "d", "-o", "e"},
-                                                      {"compact", "d", "-o", "f"}}) {
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"get", "d", "1"},
+          {"lookup", "d", "\"one\""},
+          {"dump", "d"},
+          {"stats", "d"},
+          {"verify", "d"},
+          {"encode", "--as", "iri", "one.nt", "-d", "d", "-o", "-"},
+          {"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "decoded.nt"},
+          {"load", "two.nt", "--into", "d", "-o", "e"},
+          {"compact", "d", "-o", "f"}}) {
         const ToolResult result = run(arguments);
         EXPECT_EQ(0, result.m_exitCode) << arguments[0];
         EXPECT_EQ("", result.m_errorOutput) << arguments[0];
@@ -316,12 +317,12 @@ TEST_F(TwoWritersTest, compactWaitsIfAskedToAndReadsWhatTheOtherSaved) {
 }
 
 TEST_F(TwoWritersTest, encodeAndDecodeLockTheirOutput) {
-    ASSERT_EQ(0, run({"encode", "one.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    ASSERT_EQ(0, run({"encode", "--as", "iri", "one.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
     for (const std::string verb : {"encode", "decode"}) {
-        const auto first = start({"encode", "pipe.nt", "-d", "d", "-o", "out.nt"});
+        const auto first = start({"encode", "--as", "iri", "pipe.nt", "-d", "d", "-o", "out.nt"});
         const int pipeEnd = enter();
-        const std::vector<std::string> arguments{verb,    verb == "encode" ? "one.nt" : "encoded.nt", "-d", "d", "-o",
-                                                 "out.nt"};
+        const std::vector<std::string> arguments{verb, "--as", "iri", verb == "encode" ? "one.nt" : "encoded.nt",
+                                                 "-d", "d",    "-o",  "out.nt"};
         expectRefusal("out.nt", *first, run(arguments));
         std::vector<std::string> waitingArguments = arguments;
         waitingArguments.emplace_back("--wait");
@@ -338,7 +339,7 @@ TEST_F(TwoWritersTest, encodeAndDecodeLockTheirOutput) {
 
 /// The file was not there when the second process looked for the first time.
 TEST_F(TwoWritersTest, anOutputIsLookedAtAgainAfterTheWait) {
-    const auto first = start({"encode", "pipe.nt", "-d", "d", "-o", "out"});
+    const auto first = start({"encode", "--as", "iri", "pipe.nt", "-d", "d", "-o", "out"});
     const int pipeEnd = enter();
     std::vector<std::unique_ptr<RunningTool>> waiting;
     for (const std::vector<std::string>& arguments :

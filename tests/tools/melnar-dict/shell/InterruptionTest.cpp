@@ -190,7 +190,7 @@ TEST(InterruptionTest, removesTheTemporaryFileAndLeavesTheOldOne) {
     ASSERT_EQ(0, runToolProcess({"load", triples, "-o", dictionary}).m_exitCode);
     for (const int signalNumber : SIGNALS) {
         const std::string output = directory.addFile("out.nt", "old");
-        const WaitingTool tool({"encode", "-", "--format", "nt", "-d", dictionary, "-o", output});
+        const WaitingTool tool({"encode", "--as", "iri", "-", "--format", "nt", "-d", dictionary, "-o", output});
         ASSERT_TRUE(waitFor(output + ".saving"));
         EXPECT_EQ(endBy(signalNumber), tool.interrupt(signalNumber));
         EXPECT_FALSE(std::filesystem::exists(output + ".saving"));
@@ -416,9 +416,11 @@ TEST_F(InterruptedWorkTest, everyVerbThatReadsInputThatNeverEndsIsEnded) {
     expectEndInTheMidstOf({"check", "-", "--format", "ttl"}, m_turtle);
     expectEndInTheMidstOf({"canonical", "-", "--format", "nt", "-o", getPathOf("out")}, m_triples);
     expectEndInTheMidstOf({"canonical", "-", "--format", "ttl", "-o", getPathOf("out")}, m_turtle);
-    expectEndInTheMidstOf({"encode", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")}, m_triples);
-    expectEndInTheMidstOf({"decode", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")},
-                          "<urn:s> <urn:p> <melnar:1> .\n");
+    expectEndInTheMidstOf(
+        {"encode", "--as", "iri", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")}, m_triples);
+    expectEndInTheMidstOf(
+        {"decode", "--as", "iri", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")},
+        "<urn:s> <urn:p> <melnar:1> .\n");
     expectEndInTheMidstOf({"estimate", "-", "--format", "nt"}, m_triples);
     expectEndInTheMidstOf({"lookup", getPathOf("d"), "-"}, "\"x\"\n");
     expectEndInTheMidstOf({"get", getPathOf("d"), "-"}, "1\n");
@@ -432,8 +434,8 @@ TEST_F(InterruptedWorkTest, aVerbIsEndedWhenNoInputComes) {
           {"estimate", "-", "--format", "nt"},
           {"check", "-", "--format", "nt"},
           {"canonical", "-", "--format", "nt", "-o", getPathOf("out")},
-          {"encode", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")},
-          {"decode", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")},
+          {"encode", "--as", "iri", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")},
+          {"decode", "--as", "iri", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")},
           {"lookup", getPathOf("d"), "-"},
           {"get", getPathOf("d"), "-"}}) {
         SCOPED_TRACE(testing::PrintToString(arguments));
@@ -448,8 +450,8 @@ TEST_F(InterruptedWorkTest, aVerbIsEndedWhenNobodyReadsItsOutput) {
     for (const std::vector<std::string>& arguments :
          {std::vector<std::string>{"dump", getPathOf("d")},
           {"canonical", getPathOf("in.nt"), "-o", "-"},
-          {"encode", getPathOf("in.nt"), "-d", getPathOf("d"), "-o", "-"},
-          {"decode", getPathOf("in.nt"), "-d", getPathOf("d"), "-o", "-"}}) {
+          {"encode", "--as", "iri", getPathOf("in.nt"), "-d", getPathOf("d"), "-o", "-"},
+          {"decode", "--as", "iri", getPathOf("in.nt"), "-d", getPathOf("d"), "-o", "-"}}) {
         SCOPED_TRACE(testing::PrintToString(arguments));
         const UnreadPipe output;
         const WaitingTool tool(arguments, {}, output.getWritingEnd());

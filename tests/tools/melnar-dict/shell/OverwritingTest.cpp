@@ -144,35 +144,35 @@ TEST_F(OverwritingTest, encodeAndDecodeReplaceNeitherTheirInputsNorTheirDictiona
     linkHard("in.nt", "hard.nt");
     for (const std::string verb : {"encode", "decode"}) {
         for (const std::string name : {"in.nt", "hard.nt"})
-            expectRefusalEvenByForce({verb, "bad.nt", "in.nt", "-d", "d", "-o", name}, "in.nt",
+            expectRefusalEvenByForce({verb, "--as", "iri", "bad.nt", "in.nt", "-d", "d", "-o", name}, "in.nt",
                                      "the input 'in.nt' is also the output '" + name + "'");
         for (const std::string name : {"d", "link"})
-            expectRefusalEvenByForce({verb, "in.nt", "-d", "d", "-o", name}, "d",
+            expectRefusalEvenByForce({verb, "--as", "iri", "in.nt", "-d", "d", "-o", name}, "d",
                                      "the input 'd' is also the output '" + name + "'");
         ToolInput input;
         input.m_inputPath = m_directory.getPathOf("in.nt");
-        expectRefusalEvenByForce({verb, "-", "--format", "nt", "-d", "d", "-o", "in.nt"}, "in.nt",
+        expectRefusalEvenByForce({verb, "--as", "iri", "-", "--format", "nt", "-d", "d", "-o", "in.nt"}, "in.nt",
                                  "the input '-' is also the output 'in.nt'", input);
     }
 }
 
 TEST_F(OverwritingTest, encodeAndDecodeReplaceATextButNoDictionary) {
     ASSERT_EQ(0, run({"load", "in.nt", "-o", "other"}).m_exitCode);
-    ASSERT_EQ(0, run({"encode", "in.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
+    ASSERT_EQ(0, run({"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
     const std::string encoded = getContentsOf("encoded.nt");
     ASSERT_TRUE(encoded.ends_with("\n<urn:s> <urn:p> <melnar:1> .\n"));
     for (const std::string verb : {"encode", "decode"}) {
         const std::string input = verb == "encode" ? "in.nt" : "encoded.nt";
         const std::string expected = verb == "encode" ? encoded : TRIPLES;
         const std::string before = getContentsOf("other");
-        const ToolResult result = run({verb, input, "-d", "d", "-o", "other"});
+        const ToolResult result = run({verb, "--as", "iri", input, "-d", "d", "-o", "other"});
         EXPECT_EQ(2, result.m_exitCode);
         EXPECT_EQ("melnar-dict: 'other' is a dictionary; --force replaces it\n", result.m_errorOutput);
         EXPECT_EQ(before, getContentsOf("other"));
-        EXPECT_EQ(0, run({verb, input, "-d", "d", "-o", "other", "--force"}).m_exitCode);
+        EXPECT_EQ(0, run({verb, "--as", "iri", input, "-d", "d", "-o", "other", "--force"}).m_exitCode);
         EXPECT_EQ(expected, getContentsOf("other"));
         m_directory.addFile("other", before);
-        EXPECT_EQ(0, run({verb, input, "-d", "d", "-o", "notes.txt"}).m_exitCode);
+        EXPECT_EQ(0, run({verb, "--as", "iri", input, "-d", "d", "-o", "notes.txt"}).m_exitCode);
         EXPECT_EQ(expected, getContentsOf("notes.txt"));
     }
 }
@@ -182,7 +182,7 @@ TEST_F(OverwritingTest, standardOutputIsNoInputEither) {
     for (const std::string name : {"in.nt", "d"}) {
         ToolInput input;
         input.m_outputPath = m_directory.getPathOf(name);
-        expectRefusalEvenByForce({"encode", "in.nt", "-d", "d", "-o", "-"}, name,
+        expectRefusalEvenByForce({"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "-"}, name,
                                  "the input '" + name + "' is also standard output", input);
     }
 }
@@ -208,7 +208,7 @@ TEST_F(OverwritingTest, aFolderWhereNothingCanBeWrittenIsReportedBeforeTheLoad) 
         EXPECT_NE(std::string::npos, result.m_errorOutput.find("'" + name)) << result.m_errorOutput;
         EXPECT_EQ(std::string::npos, result.m_errorOutput.find("bad.nt")) << result.m_errorOutput;
         EXPECT_EQ(3, run({"compact", "bad.nt", "-o", name}).m_exitCode);
-        EXPECT_EQ(3, run({"encode", "bad.nt", "-d", "d", "-o", name}).m_exitCode);
+        EXPECT_EQ(3, run({"encode", "--as", "iri", "bad.nt", "-d", "d", "-o", name}).m_exitCode);
     }
 }
 
@@ -232,7 +232,7 @@ TEST_F(OverwritingTest, aDiskThatHasSurelyNoRoomIsReportedBeforeTheLoad) {
 }
 
 TEST_F(OverwritingTest, ownerGroupAndPermissionsOfAReplacedFileStay) {
-    ASSERT_EQ(0, run({"encode", "in.nt", "-d", "d", "-o", "out.nt"}).m_exitCode);
+    ASSERT_EQ(0, run({"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "out.nt"}).m_exitCode);
     for (const std::string name : {"d", "out.nt"}) {
         const std::string path = m_directory.getPathOf(name);
         if (::geteuid() == 0) {
@@ -240,8 +240,9 @@ TEST_F(OverwritingTest, ownerGroupAndPermissionsOfAReplacedFileStay) {
         }
         ASSERT_EQ(0, ::chmod(path.c_str(), 0640));
         const std::vector<std::vector<std::string>> runs =
-            name == "d" ? std::vector<std::vector<std::string>>{{"load", "in.nt", "--into", "d"}, {"compact", "d"}}
-                        : std::vector<std::vector<std::string>>{{"encode", "in.nt", "-d", "d", "-o", "out.nt"}};
+            name == "d"
+                ? std::vector<std::vector<std::string>>{{"load", "in.nt", "--into", "d"}, {"compact", "d"}}
+                : std::vector<std::vector<std::string>>{{"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "out.nt"}};
         for (const std::vector<std::string>& arguments : runs) {
             struct stat before;
             struct stat after;
@@ -296,7 +297,7 @@ TEST_F(OverwritingTest, anOutputThatWouldNotBeWhatItsNameSaysIsRefused) {
                                     " as its name says; give it another name and pack it afterwards";
         expectRefusalEvenByForce({"canonical", "bad.nt", "-o", name}, name, message);
         for (const char* const verb : {"encode", "decode"})
-            expectRefusalEvenByForce({verb, "bad.nt", "-d", "d", "-o", name}, name, message);
+            expectRefusalEvenByForce({verb, "--as", "iri", "bad.nt", "-d", "d", "-o", name}, name, message);
         expectRefusalEvenByForce({"load", "bad.nt", "--lenient", "--rejected", name}, name, message);
         expectRefusalEvenByForce({"stats", "d", "--html", name}, name, message);
     }

@@ -144,8 +144,10 @@ TEST_F(TerminalTest, everyVerbThatReadsFilesShowsHowFarItHasCome) {
          {std::pair(std::vector<std::string>{"check", "in.nt"}, "\r\x1b[Kchecking: 21 bytes"),
           {std::vector<std::string>{"estimate", "in.nt"}, "\r\x1b[Kestimating: 21 bytes"},
           {std::vector<std::string>{"canonical", "in.nt", "-o", "out.nt"}, "\r\x1b[Krewriting: 21 bytes"},
-          {std::vector<std::string>{"encode", "in.nt", "-d", "d", "-o", "out.nt"}, "\r\x1b[Krewriting: 21 bytes"},
-          {std::vector<std::string>{"decode", "in.nt", "-d", "d", "-o", "out.nt"}, "\r\x1b[Krewriting: 21 bytes"}}) {
+          {std::vector<std::string>{"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "out.nt"},
+           "\r\x1b[Krewriting: 21 bytes"},
+          {std::vector<std::string>{"decode", "--as", "iri", "in.nt", "-d", "d", "-o", "out.nt"},
+           "\r\x1b[Krewriting: 21 bytes"}}) {
         const auto tool = start(arguments);
         write(TRIPLE);
         EXPECT_NE(std::string::npos, tool->readTo(line).find(line)) << arguments.front();

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "tools/melnar-dict/pieces/StatementConsumer.h"
+#include "tools/melnar-dict/pieces/TermRows.h"
+#include "tools/melnar-dict/rows/RowLayout.h"
+#include "tools/melnar-dict/threads/OrderedOutput.h"
+
+#include "Engine/core/data-store/dictionary/BatchFailure.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class Dictionary;
+
+/// Writes the rows of IDs of a file's statements in their order. Refuses statements with a term that the dictionary does
+/// not have. Reading is strict: of a block, what stands before its first error is written.
+class RowEncoder final : public StatementConsumer {
+public:
+    /// Labels of blank nodes are those of a document. The layout has a column for graphs if the file has any.
+    RowEncoder(const Dictionary& dictionary, OrderedOutput& output, const RowLayout& layout, const uint64_t document)
+        : m_dictionary(dictionary), m_output(output), m_layout(layout), m_document(document), m_rows(layout.m_columns) {
+    }
+
+    const char* take(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece) override;
+    void withdraw() override { m_rows.clear(); }
+    void endBlock(ParsedPiece& piece) override;
+
+private:
+    void makeRows(ParsedPiece& piece);
+    std::string describeGap(size_t entryIndex);
+
+    const Dictionary& m_dictionary;
+    OrderedOutput& m_output;
+    const RowLayout m_layout;
+    const uint64_t m_document;
+    TermRows m_rows; // of the block
+    std::vector<BatchFailure> m_failures;
+    std::vector<uint64_t> m_ids;
+    std::string m_bytes;
+};

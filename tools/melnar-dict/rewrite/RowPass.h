@@ -1,0 +1,45 @@
+#pragma once
+
+#include "tools/melnar-dict/pieces/InputJournal.h"
+#include "tools/melnar-dict/threads/OrderedOutput.h"
+
+#include "Engine/core/platform/Unmovable.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+class Dictionary;
+class RowReader;
+
+/// Decodes files of rows with several threads: reads them from their start to their end and writes the statements that
+/// their rows stand for, in their order.
+///
+/// Ownership  Refers to all that it is given, which outlives it.
+/// Threads    One at a time.
+/// Errors     Those of the files and of the output go into the journal; exceptions come only from the system refusing
+///            threads or memory.
+class RowPass : private Unmovable {
+public:
+    struct Settings {
+        size_t m_numberOfThreads = 1;
+        bool m_takesGraphs = true;                    // whether the output may name graphs
+        std::atomic<uint64_t>* m_bytesRead = nullptr; // counts the bytes of files, packed or not, if it is there
+    };
+
+    RowPass(const Dictionary& dictionary, InputJournal& journal, OrderedOutput& output, const Settings& settings)
+        : m_dictionary(dictionary), m_journal(journal), m_output(output), m_settings(settings) {}
+
+    /// Decodes a file, "-" being standard input, up to its end or to where the journal stops.
+    void decode(const std::string& fileName);
+
+private:
+    void work(RowReader& reader);
+    void reportCurrentException(uint64_t sequence);
+
+    const Dictionary& m_dictionary;
+    InputJournal& m_journal;
+    OrderedOutput& m_output;
+    const Settings m_settings;
+};
