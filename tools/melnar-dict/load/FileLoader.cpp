@@ -33,12 +33,12 @@ private:
 } // namespace
 
 FileLoader::FileLoader(Dictionary& dictionary, InputJournal& journal, Settings settings)
-    : m_dictionary(dictionary), m_isLenient(settings.m_isLenient), m_blankNodes(BlankNodeScope::Mode::SHARED),
-      m_document(1), m_pass(journal, std::move(settings)) {}
+    : m_dictionary(dictionary), m_isLenient(settings.m_isLenient), m_blankNodes(),
+      m_pass(journal, std::move(settings)) {}
 
 FileLoader::FileLoader(Dictionary& dictionary, InputJournal& journal, Settings settings, const TermSettings& terms)
     : m_dictionary(dictionary), m_isLenient(settings.m_isLenient), m_blankNodes(terms.m_blankNodes),
-      m_document(terms.m_firstDocument), m_pass(journal, std::move(settings)) {
+      m_pass(journal, std::move(settings)) {
     m_resolver.emplace(m_dictionary,
                        TermResolver::Settings{m_isLenient, terms.m_order, terms.m_rowStream, terms.m_rowLayout});
 }
@@ -50,9 +50,8 @@ void FileLoader::load(const std::string& fileName, const RdfFormat format) {
         return;
     }
     m_resolver->startFile();
-    m_pass.read(fileName, format, [this] { return std::make_unique<TermCollector>(*m_resolver, m_document); });
-    if (m_blankNodes == BlankNodeScope::Mode::DOCUMENTS)
-        ++m_document;
+    const uint64_t document = m_blankNodes.getDocument(m_numberOfFiles++);
+    m_pass.read(fileName, format, [this, document] { return std::make_unique<TermCollector>(*m_resolver, document); });
 }
 
 uint64_t FileLoader::getNextDocument(const Dictionary& dictionary) {

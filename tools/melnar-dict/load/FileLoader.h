@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tools/melnar-dict/load/TermResolver.h"
-#include "tools/melnar-dict/pieces/BlankNodeScope.h"
+#include "tools/melnar-dict/pieces/BlankNodeOptions.h"
 #include "tools/melnar-dict/threads/FilePass.h"
 
 #include <cstdint>
@@ -27,8 +27,7 @@ public:
         TermResolver::Order m_order = TermResolver::Order::INPUT;
         OutputStream* m_rowStream = nullptr; // takes a row of IDs for each statement, if it is there
         RowLayout m_rowLayout{};
-        BlankNodeScope::Mode m_blankNodes = BlankNodeScope::Mode::DOCUMENTS;
-        uint64_t m_firstDocument = 1; // the number of the first file that is loaded
+        BlankNodeOptions m_blankNodes{};
     };
 
     /// Loads string literals alone.
@@ -47,8 +46,8 @@ public:
 private:
     Dictionary& m_dictionary;
     const bool m_isLenient;
-    const BlankNodeScope::Mode m_blankNodes;
-    uint64_t m_document;
+    const BlankNodeOptions m_blankNodes;
+    size_t m_numberOfFiles = 0; // that have been begun
     FilePass m_pass;
     std::optional<TermResolver> m_resolver; // nothing for string literals alone
 };

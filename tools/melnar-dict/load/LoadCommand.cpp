@@ -154,8 +154,7 @@ FileLoader::TermSettings makeTermSettings(const LoadOptions& options, const Dict
     FileLoader::TermSettings terms;
     terms.m_order = options.m_order.value_or(rows ? TermResolver::Order::INPUT : TermResolver::Order::ANY);
     terms.m_blankNodes = options.m_blankNodes;
-    if (options.m_blankNodes == BlankNodeScope::Mode::DOCUMENTS)
-        terms.m_firstDocument = FileLoader::getNextDocument(dictionary);
+    terms.m_blankNodes.m_firstDocument = FileLoader::getNextDocument(dictionary);
     if (rows) {
         rows->open(dictionary);
         terms.m_rowStream = &rows->getStream();

@@ -84,7 +84,7 @@ VerbDescription describeLoad(LoadOptions& options) {
                    std::vector<std::pair<std::string, TermResolver::Order>>{{"input", TermResolver::Order::INPUT},
                                                                             {"any", TermResolver::Order::ANY}});
     verb.addFlag("--strings-only", "give IDs to string literals alone", options.m_loadsOnlyStrings);
-    BlankNodeScope::addMode(verb, options.m_blankNodes);
+    addBlankNodes(verb, options.m_blankNodes);
     addInputFiles(verb, InputFormats::ALL, options.m_files);
     addThreads(verb, options.m_numberOfThreads);
     addLenient(verb, options.m_isLenient);

@@ -3,7 +3,7 @@
 #include "tools/melnar-dict/input/InputFiles.h"
 #include "tools/melnar-dict/load/Lookup.h"
 #include "tools/melnar-dict/load/TermResolver.h"
-#include "tools/melnar-dict/pieces/BlankNodeScope.h"
+#include "tools/melnar-dict/pieces/BlankNodeOptions.h"
 #include "tools/melnar-dict/pieces/InputJournal.h"
 #include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
 #include "tools/melnar-dict/shell/MemoryLimit.h"
@@ -30,11 +30,11 @@ struct LoadOptions {
     std::optional<uint64_t> m_maximumNumberOfResources;
     std::string m_base;
     bool m_loadsOnlyStrings = false;
-    std::string m_idsName; // where rows of IDs go, "-" being standard output; empty for nowhere
+    std::string m_idsName;                      // where rows of IDs go, "-" being standard output; empty for nowhere
     bool m_asksForGraphs = false;               // whether the rows have a column of graphs in any case
     std::optional<size_t> m_idWidth;            // in bytes; without one, what the largest ID needs
     std::optional<TermResolver::Order> m_order; // without one, that of the input if there are rows
-    BlankNodeScope::Mode m_blankNodes = BlankNodeScope::Mode::DOCUMENTS;
+    BlankNodeOptions m_blankNodes;
     std::string m_intoName;        // the saved dictionary to add to; empty for a new one
     std::string m_rejectedName;    // where to keep what a lenient load skips; empty for nowhere
     std::vector<Lookup> m_lookups; // in the order given

@@ -29,7 +29,7 @@ std::string TermResolver::getCauseOfRefusal(BatchEntry literal) const {
     return causeOfRefusal(failures.at(0));
 }
 
-void TermResolver::resolve(const Rows& rows, Thread& thread, ParsedPiece& piece) {
+void TermResolver::resolve(const TermRows& rows, Thread& thread, ParsedPiece& piece) {
     if (m_creator)
         resolveInOrder(thread, piece);
     else
@@ -80,22 +80,8 @@ void TermResolver::createUnknown(Thread& thread, ParsedPiece& piece) {
     resolveEntries(m_dictionary, *m_creator, m_settings.m_isLenient, thread.m_unknown, thread.m_indexes, piece);
 }
 
-/// Leaves the rows of statements out in which a term was refused.
-void TermResolver::makeBytes(const Rows& rows, const ParsedPiece& piece, Thread& thread) const {
-    const std::span<const BatchEntry> entries = piece.m_literals.getEntries();
-    const size_t numberOfColumns = m_settings.m_rowLayout.m_columns;
-    std::vector<uint64_t>& ids = thread.m_ids;
-    ids.resize(rows.size());
-    size_t end = 0;
-    for (size_t begin = 0; begin < rows.size(); begin += numberOfColumns) {
-        bool isWhole = true;
-        for (size_t column = 0; column < numberOfColumns; ++column) {
-            const uint32_t index = rows[begin + column];
-            const uint64_t resourceID = index == NO_TERM ? 0 : entries[index].m_resourceID;
-            isWhole = isWhole && (index == NO_TERM || resourceID != 0);
-            ids[end + column] = resourceID;
-        }
-        end += isWhole ? numberOfColumns : 0;
-    }
-    appendIDs({ids.data(), end}, m_settings.m_rowLayout.m_idWidth, thread.m_bytes);
+void TermResolver::makeBytes(const TermRows& rows, const ParsedPiece& piece, Thread& thread) const {
+    thread.m_ids.clear();
+    rows.appendIDsOfWholeRows(piece.m_literals.getEntries(), thread.m_ids);
+    appendIDs(thread.m_ids, m_settings.m_rowLayout.m_idWidth, thread.m_bytes);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/melnar-dict/pieces/ParsedPiece.h"
+#include "tools/melnar-dict/pieces/TermRows.h"
 #include "tools/melnar-dict/rows/RowLayout.h"
 #include "tools/melnar-dict/threads/OrderedOutput.h"
 #include "tools/melnar-dict/threads/Turns.h"
@@ -40,11 +41,6 @@ public:
         RowLayout m_rowLayout{};
     };
 
-    /// The terms of statements, by their indexes in the piece's batch, column by column and row by row; NO_TERM for the
-    /// default graph.
-    using Rows = std::vector<uint32_t>;
-    static constexpr uint32_t NO_TERM = ~uint32_t(0);
-
     /// What a thread that resolves needs. Used by one thread.
     class Thread : private Unmovable {
     public:
@@ -76,13 +72,13 @@ public:
 
     /// Resolves the terms of a piece, and writes its rows when it is their turn. A term that is refused becomes an error
     /// of the piece, and its statements have no rows.
-    void resolve(const Rows& rows, Thread& thread, ParsedPiece& piece);
+    void resolve(const TermRows& rows, Thread& thread, ParsedPiece& piece);
 
 private:
     void resolveInOrder(Thread& thread, ParsedPiece& piece);
     void findUnknown(Thread& thread, ParsedPiece& piece) const;
     void createUnknown(Thread& thread, ParsedPiece& piece);
-    void makeBytes(const Rows& rows, const ParsedPiece& piece, Thread& thread) const;
+    void makeBytes(const TermRows& rows, const ParsedPiece& piece, Thread& thread) const;
 
     Dictionary& m_dictionary;
     const Settings m_settings;

@@ -3,11 +3,11 @@
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <limits>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace {
-
-constexpr const char* DOCUMENTS = "documents";
-constexpr const char* SHARED = "shared";
 
 // So that the files that follow have numbers too.
 constexpr uint64_t LARGEST_DOCUMENT = std::numeric_limits<uint64_t>::max() / 2;
@@ -15,17 +15,13 @@ constexpr uint64_t LARGEST_DOCUMENT = std::numeric_limits<uint64_t>::max() / 2;
 } // namespace
 
 void addBlankNodes(VerbDescription& verb, BlankNodeOptions& variable) {
-    verb.addOption(
+    verb.addChoice(
         "--blank-nodes", "MODE",
         "documents: labels of blank nodes belong to their files, as RDF has it (default); shared: one label is "
         "one node in all files, as in the parts of a divided dump",
-        [&variable](const std::string& value) {
-            if (value != DOCUMENTS && value != SHARED)
-                throw ToolFailure(ExitCode::USAGE,
-                                  "option --blank-nodes needs documents or shared, not '" + value + "'");
-            variable.m_mode = value == SHARED ? BlankNodeScope::Mode::SHARED : BlankNodeScope::Mode::DOCUMENTS;
-        });
-    verb.m_options.back().m_choices = {DOCUMENTS, SHARED};
+        variable.m_mode,
+        std::vector<std::pair<std::string, BlankNodeScope::Mode>>{{"documents", BlankNodeScope::Mode::DOCUMENTS},
+                                                                  {"shared", BlankNodeScope::Mode::SHARED}});
 }
 
 void addDocument(VerbDescription& verb, BlankNodeOptions& variable) {

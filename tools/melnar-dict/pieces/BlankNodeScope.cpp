@@ -8,14 +8,6 @@ constexpr std::string_view DOCUMENT = "doc";
 
 } // namespace
 
-void BlankNodeScope::addMode(VerbDescription& verb, Mode& variable) {
-    verb.addChoice(
-        "--blank-nodes", "HOW",
-        "\"documents\": a blank node's label belongs to its file, so that those of the N-th file from the second "
-        "one on get docN- before them (the default); \"shared\": equal labels are one node in all files",
-        variable, std::vector<std::pair<std::string, Mode>>{{"documents", Mode::DOCUMENTS}, {"shared", Mode::SHARED}});
-}
-
 uint64_t BlankNodeScope::getDocument(const std::string_view uniqueLabel) noexcept {
     if (!uniqueLabel.starts_with(DOCUMENT))
         return 1;

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "tools/melnar-dict/shell/VerbDescription.h"
-
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -18,9 +16,6 @@ constexpr uint64_t NO_DOCUMENT = 0;
 
 /// Whose labels belong to their documents: each one's to itself, or all to one.
 enum class Mode : uint8_t { DOCUMENTS, SHARED };
-
-/// The option --blank-nodes.
-void addMode(VerbDescription& verb, Mode& variable);
 
 /// Appends the unique label of a label, both without "_:".
 void appendLabel(uint64_t document, std::string_view label, std::string& output);

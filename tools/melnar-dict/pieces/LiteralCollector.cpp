@@ -27,6 +27,8 @@ void appendLiteral(const Rdf::Term& literal, const LiteralKind kind, const uint6
         batch.append(literal.m_text, kind == LiteralKind::STRING ? D_XSD_STRING : D_RDF_PLAIN_LITERAL, line);
 }
 
+namespace {
+
 void countOtherTerm(const Rdf::Term& term, StatementCounts& counts) noexcept {
     switch (term.m_kind) {
     case Rdf::TermKind::NONE:
@@ -46,19 +48,26 @@ void countOtherTerm(const Rdf::Term& term, StatementCounts& counts) noexcept {
     }
 }
 
-void collectStatement(const Rdf::Statement& statement, const uint64_t line, ParsedPiece& piece) {
+} // namespace
+
+LiteralKind countStatement(const Rdf::Statement& statement, StatementCounts& counts) noexcept {
     const Rdf::Term& object = innermostObject(statement);
     const LiteralKind kind = literalKindOf(object);
-    if (kind != LiteralKind::OTHER) {
-        appendLiteral(object, kind, line, piece.m_literals);
-        ++(kind == LiteralKind::STRING ? piece.m_counts.m_strings : piece.m_counts.m_plainLiterals);
-    }
-    ++piece.m_counts.m_statements;
-    countOtherTerm(statement.m_subject, piece.m_counts);
-    countOtherTerm(statement.m_predicate, piece.m_counts);
-    countOtherTerm(statement.m_graph, piece.m_counts);
+    if (kind != LiteralKind::OTHER)
+        ++(kind == LiteralKind::STRING ? counts.m_strings : counts.m_plainLiterals);
+    ++counts.m_statements;
+    countOtherTerm(statement.m_subject, counts);
+    countOtherTerm(statement.m_predicate, counts);
+    countOtherTerm(statement.m_graph, counts);
     if (kind == LiteralKind::OTHER || &object != &statement.m_object)
-        countOtherTerm(statement.m_object, piece.m_counts);
+        countOtherTerm(statement.m_object, counts);
+    return kind;
+}
+
+void collectStatement(const Rdf::Statement& statement, const uint64_t line, ParsedPiece& piece) {
+    const LiteralKind kind = countStatement(statement, piece.m_counts);
+    if (kind != LiteralKind::OTHER)
+        appendLiteral(innermostObject(statement), kind, line, piece.m_literals);
 }
 
 InputError makeInputError(const Rdf::SyntaxError& error, const ParsedPiece& piece) {

@@ -25,8 +25,8 @@ const Rdf::Term& innermostObject(const Rdf::Statement& statement) noexcept;
 /// Appends a literal of another kind than OTHER to a batch.
 void appendLiteral(const Rdf::Term& literal, LiteralKind kind, uint64_t line, LiteralBatch& batch);
 
-/// Counts a term that is no string literal.
-void countOtherTerm(const Rdf::Term& term, StatementCounts& counts) noexcept;
+/// Counts a statement and its terms; returns the kind of its innermost object.
+LiteralKind countStatement(const Rdf::Statement& statement, StatementCounts& counts) noexcept;
 
 /// Counts a statement and puts its innermost object into the piece when that is a literal of another kind than OTHER.
 void collectStatement(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece);

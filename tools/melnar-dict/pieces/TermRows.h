@@ -1,6 +1,8 @@
 #pragma once
 
-#include "Engine/core/data-store/dictionary/BatchEntry.h"
+#include "tools/melnar-dict/pieces/DistinctTerms.h"
+#include "tools/melnar-dict/pieces/LiteralBatch.h"
+
 #include "Engine/core/platform/Unmovable.h"
 #include "Reader/Term.h"
 
@@ -10,64 +12,63 @@
 #include <limits>
 #include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
-struct Term;
-
-/// The terms of statements on their way to a dictionary, in the order of the file, and the rows of IDs that come of them:
+/// Puts the terms of a block's statements into its batch, each once, and makes the rows of IDs of them:
 ///
-///     rows.add(statement, document, line);
-///     dictionary.tryResolveResources(commitPoint, rows.getEntries(), failures);
-///     rows.appendIDs(rows.getNumberOfRows(), ids);
+///     rows.add(statement, document, line, batch);
+///     dictionary.tryResolveResources(commitPoint, batch.getEntries(), failures);
+///     rows.appendIDs(rows.findGap(batch.getEntries()).m_row, batch.getEntries(), ids);
 ///
-/// A term that stands in the same place in the row before has one entry with it.
-///
-/// Ownership  Owns the bytes of all terms.
+/// Ownership  Refers to nothing. One batch is used until clear.
 /// Threads    One at a time.
 /// Errors     std::bad_alloc.
 class TermRows : private Unmovable {
 public:
-    /// Rows of subject, predicate and object, and the graph if there are four columns.
+    /// Rows of subject, predicate and object, and the graph if there are four columns. With no columns, no rows are kept.
     explicit TermRows(size_t numberOfColumns) : m_numberOfColumns(numberOfColumns) {}
 
-    /// Adds a row. A graph must have a column. Labels of blank nodes are those of a document.
-    void add(const Rdf::Statement& statement, uint64_t document, uint64_t line);
+    /// The entries of a statement's terms, by their indexes.
+    struct Cells {
+        static constexpr uint32_t NO_ENTRY = std::numeric_limits<uint32_t>::max();
 
-    /// The terms, as the dictionary takes them, subject, predicate, object and graph of each row. Valid until the next
-    /// row is added.
-    std::span<BatchEntry> getEntries() noexcept;
+        uint32_t m_subject;
+        uint32_t m_predicate;
+        uint32_t m_object;
+        uint32_t m_graph; // NO_ENTRY for the default graph
+    };
 
-    size_t getNumberOfRows() const noexcept { return m_lines.size(); }
+    /// Adds a row. Labels of blank nodes are those of a document.
+    Cells add(const Rdf::Statement& statement, uint64_t document, uint64_t line, LiteralBatch& batch);
 
-    /// The line of the row with this index, as it was given.
-    uint64_t getLine(const size_t row) const noexcept { return m_lines[row]; }
+    /// Adds a term that stands in no row; returns its entry.
+    uint32_t addTerm(const Rdf::Term& term, uint64_t document, uint64_t line, LiteralBatch& batch);
+
+    size_t getNumberOfRows() const noexcept { return m_cells.size() / m_numberOfColumns; }
 
     /// The first row with a term that has no ID, and the index of its entry; the number of rows if there is none.
     struct Gap {
         size_t m_row;
         size_t m_entryIndex;
     };
-    Gap findGap() const noexcept;
+    Gap findGap(std::span<const BatchEntry> entries) const noexcept;
 
     /// Appends the IDs of the first rows, 0 for the default graph.
-    void appendIDs(size_t numberOfRows, std::vector<uint64_t>& ids) const;
+    void appendIDs(size_t numberOfRows, std::span<const BatchEntry> entries, std::vector<uint64_t>& ids) const;
+
+    /// Appends the IDs of all rows but those with a term that has none.
+    void appendIDsOfWholeRows(std::span<const BatchEntry> entries, std::vector<uint64_t>& ids) const;
 
     /// Empties the rows and keeps their memory.
     void clear() noexcept;
 
 private:
-    static constexpr uint32_t NO_ENTRY = std::numeric_limits<uint32_t>::max();
-
-    uint32_t addTerm(const Rdf::Term& term, uint64_t document, size_t column);
-    bool isEntry(uint32_t entryIndex, uint8_t datatypeID, std::string_view form) const noexcept;
+    uint32_t addTermOf(size_t column, const Rdf::Term& term, uint64_t document, uint64_t line, LiteralBatch& batch);
 
     const size_t m_numberOfColumns;
-    std::vector<BatchEntry> m_entries; // whose forms are set by getEntries
-    std::vector<size_t> m_ends;        // of the forms in m_bytes
-    std::string m_bytes;
-    std::vector<uint32_t> m_cells; // row by row, the indexes of the entries
-    std::vector<uint64_t> m_lines; // of the rows
-    std::array<uint32_t, 4> m_previous{NO_ENTRY, NO_ENTRY, NO_ENTRY, NO_ENTRY}; // by column
-    std::string m_text;                                                         // of a term that is being added
+    DistinctTerms m_terms;
+    std::vector<uint32_t> m_cells; // row by row
+    std::array<uint32_t, 4> m_previous{Cells::NO_ENTRY, Cells::NO_ENTRY, Cells::NO_ENTRY, Cells::NO_ENTRY}; // by column
+    std::string m_text; // of a label or a triple term that is being added
+    std::string m_form;
 };

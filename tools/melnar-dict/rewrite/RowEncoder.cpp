@@ -6,9 +6,10 @@
 #include "Engine/core/data-store/Dictionary.h"
 
 #include <algorithm>
+#include <span>
 
 const char* RowEncoder::take(const Rdf::Statement& statement, const uint64_t line, ParsedPiece& piece) {
-    m_rows.add(statement, m_document, line);
+    m_rows.add(statement, m_document, line, piece.m_literals);
     ++piece.m_counts.m_statements;
     return nullptr;
 }
@@ -28,22 +29,23 @@ void RowEncoder::endBlock(ParsedPiece& piece) {
 /// A term that is missing comes before an error that ended the block.
 void RowEncoder::makeRows(ParsedPiece& piece) {
     m_failures.clear();
-    m_dictionary.tryResolveResources(m_dictionary.getCommitPoint(), m_rows.getEntries(), m_failures);
-    const TermRows::Gap gap = m_rows.findGap();
+    const std::span<BatchEntry> entries = piece.m_literals.getEntries();
+    m_dictionary.tryResolveResources(m_dictionary.getCommitPoint(), entries, m_failures);
+    const TermRows::Gap gap = m_rows.findGap(entries);
     if (gap.m_row != m_rows.getNumberOfRows())
-        piece.m_errors.assign(1, {m_rows.getLine(gap.m_row), ExitCode::BAD_DATA, describeGap(gap.m_entryIndex)});
+        piece.m_errors.assign(1, {piece.m_literals.getLine(gap.m_entryIndex), ExitCode::BAD_DATA,
+                                  describeGap(entries[gap.m_entryIndex], gap.m_entryIndex)});
     m_ids.clear();
-    m_rows.appendIDs(gap.m_row, m_ids);
+    m_rows.appendIDs(gap.m_row, entries, m_ids);
     appendIDs(m_ids, m_layout.m_idWidth, m_bytes);
 }
 
-std::string RowEncoder::describeGap(const size_t entryIndex) {
+std::string RowEncoder::describeGap(const BatchEntry& entry, const size_t entryIndex) const {
     const auto failure = std::lower_bound(
         m_failures.begin(), m_failures.end(), entryIndex,
         [](const BatchFailure& candidate, const size_t index) { return candidate.m_entryIndex < index; });
     if (failure != m_failures.end() && failure->m_entryIndex == entryIndex)
         return causeOfRefusal(*failure);
-    const BatchEntry& entry = m_rows.getEntries()[entryIndex];
     std::string cause = "the dictionary does not have ";
     appendTermText(entry.m_lexicalForm, entry.m_datatypeID, cause);
     return cause;

@@ -28,7 +28,7 @@ public:
 
 private:
     void makeRows(ParsedPiece& piece);
-    std::string describeGap(size_t entryIndex);
+    std::string describeGap(const BatchEntry& entry, size_t entryIndex) const;
 
     const Dictionary& m_dictionary;
     OrderedOutput& m_output;

@@ -37,8 +37,7 @@ struct HowToLoad {
     bool m_isLenient = false;
     size_t m_blockSize = BlockReader::DEFAULT_BLOCK_SIZE;
     Order m_order = Order::INPUT;
-    Mode m_blankNodes = Mode::DOCUMENTS;
-    uint64_t m_firstDocument = 1;
+    BlankNodeOptions m_blankNodes{};
     RowLayout m_rowLayout{4, RowLayout::NARROW};
 };
 
@@ -56,7 +55,7 @@ TermOutcome loadTexts(const std::vector<std::string>& texts, const HowToLoad& ho
     const TemporaryDirectory directory;
     MemoryOutputStream rows;
     const FileLoader::Settings reading{how.m_numberOfThreads, how.m_isLenient, "http://base/", how.m_blockSize};
-    TestLoad load(reading, {how.m_order, &rows, how.m_rowLayout, how.m_blankNodes, how.m_firstDocument});
+    TestLoad load(reading, {how.m_order, &rows, how.m_rowLayout, how.m_blankNodes});
     for (size_t number = 1; number <= texts.size(); ++number)
         load.load(directory.addFile(std::to_string(number), texts[number - 1]), how.m_format);
     TermOutcome outcome{load.getJournal().getExitCode(),
@@ -131,10 +130,10 @@ TEST(FileLoaderTermsTest, labelsBelongToTheirDocumentsUnlessTheyAreShared) {
     const TermOutcome scoped = loadTexts(texts);
     EXPECT_EQ((Terms{"_:b", "<a:p>", "_:doc_2-b", "_:doc2-b", "<<( _:doc2-b <a:p> _:doc2-c )>>", "_:doc2-g"}),
               scoped.m_terms);
-    const TermOutcome later = loadTexts(texts, {.m_firstDocument = 7});
+    const TermOutcome later = loadTexts(texts, {.m_blankNodes = {Mode::DOCUMENTS, 7}});
     EXPECT_EQ((Terms{"_:doc7-b", "<a:p>", "_:doc7-doc2-b", "_:doc8-b", "<<( _:doc8-b <a:p> _:doc8-c )>>", "_:doc8-g"}),
               later.m_terms);
-    const TermOutcome shared = loadTexts(texts, {.m_blankNodes = Mode::SHARED});
+    const TermOutcome shared = loadTexts(texts, {.m_blankNodes = {Mode::SHARED, 7}});
     EXPECT_EQ((Terms{"_:b", "<a:p>", "_:doc_2-b", "<<( _:b <a:p> _:c )>>", "_:g"}), shared.m_terms);
     EXPECT_EQ((Rows{{1, 2, 1, 0}, {3, 2, 1, 0}, {1, 2, 4, 5}}), shared.m_rows);
 }

@@ -31,71 +31,100 @@ Rdf::Statement makeStatement(const std::string_view subject, const Rdf::Term& ob
 }
 
 /// The forms of all entries, each with its datatype ID.
-std::vector<std::string> getForms(TermRows& rows) {
+std::vector<std::string> getForms(const LiteralBatch& batch) {
     std::vector<std::string> forms;
-    for (const BatchEntry& entry : rows.getEntries())
+    for (const BatchEntry& entry : batch.getEntries())
         forms.push_back(std::to_string(entry.m_datatypeID) + " " + std::string(entry.m_lexicalForm));
     return forms;
 }
 
 /// Gives the entries the IDs 1, 2, ...
-void number(TermRows& rows) {
+void number(LiteralBatch& batch) {
     uint64_t nextID = 1;
-    for (BatchEntry& entry : rows.getEntries())
+    for (BatchEntry& entry : batch.getEntries())
         entry.m_resourceID = nextID++;
 }
 
 using Forms = std::vector<std::string>;
 using IDs = std::vector<uint64_t>;
 
-TEST(TermRowsTest, entriesHaveTheOrderOfTheStatementsAndTermsOfTheRowBeforeNoneOfTheirOwn) {
+TEST(TermRowsTest, termsHaveAnEntryEachInTheOrderOfTheStatements) {
     TermRows rows(3);
-    rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x")), 1, 5);
-    rows.add(makeStatement("a", make(Rdf::TermKind::LITERAL, "x")), 1, 6);
-    rows.add(makeStatement("b", make(Rdf::TermKind::LITERAL, "x", "en")), 1, 8);
-    rows.add(makeStatement("a", make(Rdf::TermKind::LITERAL, "x")), 2, 9);
-    EXPECT_EQ((Forms{"250 a", "251 p", "250 x", "5 x", "250 b", "6 x@en", "250 a", "251 doc2-p", "5 x"}),
-              getForms(rows));
-    number(rows);
+    LiteralBatch batch;
+    rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x")), 1, 5, batch);
+    rows.add(makeStatement("a", make(Rdf::TermKind::LITERAL, "x")), 1, 6, batch);
+    const TermRows::Cells cells = rows.add(makeStatement("b", make(Rdf::TermKind::LITERAL, "x", "en")), 1, 8, batch);
+    rows.add(makeStatement("a", make(Rdf::TermKind::LITERAL, "x")), 2, 9, batch);
+    EXPECT_EQ((Forms{"250 a", "251 p", "250 x", "5 x", "250 b", "6 x@en", "251 doc2-p"}), getForms(batch));
+    EXPECT_EQ(4u, cells.m_subject);
+    EXPECT_EQ(1u, cells.m_predicate);
+    EXPECT_EQ(5u, cells.m_object);
+    EXPECT_EQ(TermRows::Cells::NO_ENTRY, cells.m_graph);
+    EXPECT_EQ(8u, batch.getLine(4));
+    number(batch);
     IDs ids = {99};
-    rows.appendIDs(3, ids);
+    rows.appendIDs(3, batch.getEntries(), ids);
     EXPECT_EQ((IDs{99, 1, 2, 3, 1, 2, 4, 5, 2, 6}), ids);
     EXPECT_EQ(4u, rows.getNumberOfRows());
-    EXPECT_EQ(8u, rows.getLine(2));
+}
+
+TEST(TermRowsTest, aTermBesideTheRowsStandsInNone) {
+    TermRows rows(3);
+    LiteralBatch batch;
+    EXPECT_EQ(0u, rows.addTerm(make(Rdf::TermKind::LITERAL, "x"), 1, 5, batch));
+    rows.add(makeStatement("a", make(Rdf::TermKind::LITERAL, "x")), 1, 6, batch);
+    EXPECT_EQ((Forms{"5 x", "250 a", "251 p"}), getForms(batch));
+    EXPECT_EQ(1u, rows.getNumberOfRows());
 }
 
 TEST(TermRowsTest, theDefaultGraphIsZeroAndNoGap) {
     TermRows rows(4);
-    rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x")), 1, 1);
-    rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x"), "g"), 1, 2);
-    rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x")), 1, 3);
-    number(rows);
+    LiteralBatch batch;
+    rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x")), 1, 1, batch);
+    rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x"), "g"), 1, 2, batch);
+    rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x")), 1, 3, batch);
+    number(batch);
     IDs ids;
-    rows.appendIDs(3, ids);
+    rows.appendIDs(3, batch.getEntries(), ids);
     EXPECT_EQ((IDs{1, 2, 3, 0, 1, 2, 3, 4, 1, 2, 3, 0}), ids);
-    EXPECT_EQ(3u, rows.findGap().m_row);
+    EXPECT_EQ(3u, rows.findGap(batch.getEntries()).m_row);
+    ids.clear();
+    rows.appendIDsOfWholeRows(batch.getEntries(), ids);
+    EXPECT_EQ((IDs{1, 2, 3, 0, 1, 2, 3, 4, 1, 2, 3, 0}), ids);
+}
+
+TEST(TermRowsTest, withoutColumnsThereAreTermsButNoRows) {
+    TermRows rows(0);
+    LiteralBatch batch;
+    rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x"), "g"), 1, 1, batch);
+    EXPECT_EQ((Forms{"250 a", "251 p", "250 x", "250 g"}), getForms(batch));
 }
 
 TEST(TermRowsTest, theFirstGapIsThatOfTheFirstRow) {
     TermRows rows(3);
-    for (const char* const subject : {"a", "b", "a", "c"})
-        rows.add(makeStatement(subject, make(Rdf::TermKind::IRI, "x")), 1, 1);
-    number(rows);
-    EXPECT_EQ(4u, rows.findGap().m_row);
-    rows.getEntries()[3].m_resourceID = 0; // of b
-    rows.getEntries()[4].m_resourceID = 0; // of the second a
-    EXPECT_EQ(1u, rows.findGap().m_row);
-    EXPECT_EQ(3u, rows.findGap().m_entryIndex);
+    LiteralBatch batch;
+    for (const char* const subject : {"a", "b", "c", "a", "b", "d"})
+        rows.add(makeStatement(subject, make(Rdf::TermKind::IRI, "x")), 1, 1, batch);
+    number(batch);
+    EXPECT_EQ(6u, rows.findGap(batch.getEntries()).m_row);
+    batch.getEntries()[3].m_resourceID = 0; // of b
+    batch.getEntries()[5].m_resourceID = 0; // of d
+    EXPECT_EQ(1u, rows.findGap(batch.getEntries()).m_row);
+    EXPECT_EQ(3u, rows.findGap(batch.getEntries()).m_entryIndex);
+    IDs ids;
+    rows.appendIDsOfWholeRows(batch.getEntries(), ids);
+    EXPECT_EQ((IDs{1, 2, 3, 5, 2, 3, 1, 2, 3}), ids);
 }
 
 TEST(TermRowsTest, whatWasClearedLeavesNothing) {
     TermRows rows(3);
-    rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x")), 1, 1);
+    LiteralBatch batch;
+    rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x")), 1, 1, batch);
     rows.clear();
+    batch.clear();
     EXPECT_EQ(0u, rows.getNumberOfRows());
-    EXPECT_TRUE(rows.getEntries().empty());
-    rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x")), 1, 1);
-    EXPECT_EQ((Forms{"250 a", "251 p", "250 x"}), getForms(rows));
+    rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x")), 1, 1, batch);
+    EXPECT_EQ((Forms{"250 a", "251 p", "250 x"}), getForms(batch));
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "tools/melnar-dict/load/DistinctTerms.h"
+#include "tools/melnar-dict/pieces/DistinctTerms.h"
 
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
