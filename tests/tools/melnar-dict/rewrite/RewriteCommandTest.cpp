@@ -34,7 +34,7 @@ protected:
     }
 
     void load(const std::string& fileName) const {
-        const ToolResult result = run({"load", fileName, "-o", "d", "--threads", "1"});
+        const ToolResult result = run({"load", "--strings-only", fileName, "-o", "d", "--threads", "1"});
         ASSERT_EQ(0, result.m_exitCode) << result.m_errorOutput;
     }
 
@@ -51,7 +51,7 @@ protected:
     /// Loads a statement into a dictionary, a new one or one to which it is added.
     void loadText(const std::string& text, const std::string& option, const std::string& dictionaryName) {
         m_directory.addFile("text.nt", "<urn:s> <urn:p> \"" + text + "\" .\n");
-        const ToolResult result = run({"load", "text.nt", option, dictionaryName, "--threads", "1"});
+        const ToolResult result = run({"load", "--strings-only", "text.nt", option, dictionaryName, "--threads", "1"});
         ASSERT_EQ(0, result.m_exitCode) << result.m_errorOutput;
     }
 
@@ -84,8 +84,8 @@ TEST_F(RewriteCommandTest, aLineThatIsTooLongIsAnErrorWhereItBegins) {
                   result.m_errorOutput.find("in.nt:2:1: expected a line of at most 24 bytes, found a longer one\n"))
             << result.m_errorOutput;
     }
-    EXPECT_EQ(0, run({"load", "in.nt", "--max-line", "25"}).m_exitCode);
-    EXPECT_EQ(1, run({"load", "in.nt", "--max-line", "24"}).m_exitCode);
+    EXPECT_EQ(0, run({"load", "--strings-only", "in.nt", "--max-line", "25"}).m_exitCode);
+    EXPECT_EQ(1, run({"load", "--strings-only", "in.nt", "--max-line", "24"}).m_exitCode);
 }
 
 TEST_F(RewriteCommandTest, decodeGivesCanonicalTriplesBackByteForByte) {

@@ -60,7 +60,7 @@ protected:
         m_directory.addFile("one.nt", getTriple("one"));
         m_directory.addFile("two.nt", getTriple("two"));
         EXPECT_EQ(0, ::mkfifo(m_directory.getPathOf("pipe.nt").c_str(), 0600));
-        EXPECT_EQ(0, run({"load", "one.nt", "-o", "d"}).m_exitCode);
+        EXPECT_EQ(0, run({"load", "--strings-only", "one.nt", "-o", "d"}).m_exitCode);
     }
 
     ToolInput getInput() const {
@@ -124,23 +124,26 @@ private:
 };
 
 TEST_F(TwoWritersTest, theSecondIsRefusedAndToldWhoIsAtWork) {
-    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const auto first = start({"load", "--strings-only", "pipe.nt", "--into", "d"});
     const int pipeEnd = enter();
     for (const std::vector<std::string>& arguments :
-         {std::vector<std::string>{"load", "two.nt", "--into", "d"}, {"load", "two.nt", "-o", "d"}, {"compact", "d"}})
+         {std::vector<std::string>{"load", "--strings-only", "two.nt", "--into", "d"},
+          {"load", "--strings-only", "two.nt", "-o", "d"},
+          {"compact", "d"}})
         expectRefusal("d", *first, run(arguments));
     finish(pipeEnd, getTriple("three"));
     EXPECT_EQ(0, first->wait().m_exitCode);
     EXPECT_EQ("1\t\"one\"\n2\t\"three\"\n", run({"dump", "d"}).m_output);
-    EXPECT_EQ(0, run({"load", "two.nt", "--into", "d"}).m_exitCode);
+    EXPECT_EQ(0, run({"load", "--strings-only", "two.nt", "--into", "d"}).m_exitCode);
     EXPECT_EQ("1\t\"one\"\n2\t\"three\"\n3\t\"two\"\n", run({"dump", "d"}).m_output);
 }
 
 TEST_F(TwoWritersTest, theSecondWaitsIfAskedToAndNothingIsLost) {
-    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const auto first = start({"load", "--strings-only", "pipe.nt", "--into", "d"});
     const int pipeEnd = enter();
     std::string message;
-    const auto second = startWaiting({"load", "two.nt", "--into", "d", "--wait", "--query", "\"two\""}, message);
+    const auto second =
+        startWaiting({"load", "--strings-only", "two.nt", "--into", "d", "--wait", "--query", "\"two\""}, message);
     EXPECT_EQ("melnar-dict: 'd' is being written by " + describe(*first) + "; waiting for its end\n", message);
     finish(pipeEnd, getTriple("three"));
     EXPECT_EQ(0, first->wait().m_exitCode);
@@ -154,14 +157,14 @@ TEST_F(TwoWritersTest, theSecondWaitsIfAskedToAndNothingIsLost) {
 
 TEST_F(TwoWritersTest, anyNumberMayWaitAndAllLiteralsAreKept) {
     constexpr size_t WAITING = 5;
-    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const auto first = start({"load", "--strings-only", "pipe.nt", "--into", "d"});
     const int pipeEnd = enter();
     std::vector<std::unique_ptr<RunningTool>> waiting;
     for (size_t number = 0; number < WAITING; ++number) {
         const std::string fileName = std::to_string(number) + ".nt";
         m_directory.addFile(fileName, getTriple("literal " + std::to_string(number)));
         std::string message;
-        waiting.push_back(startWaiting({"load", fileName, "--into", "d", "--wait"}, message));
+        waiting.push_back(startWaiting({"load", "--strings-only", fileName, "--into", "d", "--wait"}, message));
         EXPECT_NE(std::string::npos, message.find("waiting for its end"));
     }
     finish(pipeEnd, getTriple("three"));
@@ -179,7 +182,7 @@ TEST_F(TwoWritersTest, anyNumberMayWaitAndAllLiteralsAreKept) {
 
 TEST_F(TwoWritersTest, readersAreNeverHeldUp) {
     ASSERT_EQ(0, run({"encode", "--as", "iri", "one.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
-    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const auto first = start({"load", "--strings-only", "pipe.nt", "--into", "d"});
     const int pipeEnd = enter();
     for (const std::vector<std::string>& arguments :
          {std::vector<std::string>{"get", "d", "1"},
@@ -189,7 +192,7 @@ TEST_F(TwoWritersTest, readersAreNeverHeldUp) {
           {"verify", "d"},
           {"encode", "--as", "iri", "one.nt", "-d", "d", "-o", "-"},
           {"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "decoded.nt"},
-          {"load", "two.nt", "--into", "d", "-o", "e"},
+          {"load", "--strings-only", "two.nt", "--into", "d", "-o", "e"},
           {"compact", "d", "-o", "f"}}) {
         const ToolResult result = run(arguments);
         EXPECT_EQ(0, result.m_exitCode) << arguments[0];
@@ -200,9 +203,9 @@ TEST_F(TwoWritersTest, readersAreNeverHeldUp) {
 }
 
 TEST_F(TwoWritersTest, twoNewDictionariesUnderOneNameMeet) {
-    const auto first = start({"load", "pipe.nt", "-o", "new"});
+    const auto first = start({"load", "--strings-only", "pipe.nt", "-o", "new"});
     const int pipeEnd = enter();
-    expectRefusal("new", *first, run({"load", "two.nt", "-o", "new"}));
+    expectRefusal("new", *first, run({"load", "--strings-only", "two.nt", "-o", "new"}));
     expectRefusal("new", *first, run({"compact", "d", "-o", "new"}));
     finish(pipeEnd, getTriple("three"));
     EXPECT_EQ(0, first->wait().m_exitCode);
@@ -213,11 +216,11 @@ TEST_F(TwoWritersTest, twoNamesOfOneDictionaryMeet) {
     std::filesystem::create_directory(m_directory.getPathOf("folder"));
     ASSERT_EQ(0, ::symlink("../d", m_directory.getPathOf("folder/link").c_str()));
     ASSERT_EQ(0, ::symlink("folder", m_directory.getPathOf("linked").c_str()));
-    const auto first = start({"load", "pipe.nt", "--into", "linked/link"});
+    const auto first = start({"load", "--strings-only", "pipe.nt", "--into", "linked/link"});
     const int pipeEnd = enter();
     EXPECT_TRUE(exists("d.lock"));
     for (const std::string name : {"d", "./folder/../d", "folder/link"})
-        expectRefusal(name, *first, run({"load", "two.nt", "--into", name}));
+        expectRefusal(name, *first, run({"load", "--strings-only", "two.nt", "--into", name}));
     finish(pipeEnd, getTriple("three"));
     EXPECT_EQ(0, first->wait().m_exitCode);
     EXPECT_EQ("1\t\"one\"\n2\t\"three\"\n", run({"dump", "d"}).m_output);
@@ -225,10 +228,10 @@ TEST_F(TwoWritersTest, twoNamesOfOneDictionaryMeet) {
 }
 
 TEST_F(TwoWritersTest, aKilledHolderLeavesNoLock) {
-    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const auto first = start({"load", "--strings-only", "pipe.nt", "--into", "d"});
     const int pipeEnd = enter();
     std::string message;
-    const auto second = startWaiting({"load", "two.nt", "--into", "d", "--wait"}, message);
+    const auto second = startWaiting({"load", "--strings-only", "two.nt", "--into", "d", "--wait"}, message);
     first->send(SIGKILL);
     EXPECT_EQ(128 + SIGKILL, first->wait().m_exitCode);
     EXPECT_EQ(0, second->wait().m_exitCode) << "the wait has ended, too";
@@ -238,19 +241,19 @@ TEST_F(TwoWritersTest, aKilledHolderLeavesNoLock) {
 }
 
 TEST_F(TwoWritersTest, theLockFileOfAKilledHolderHindersNobody) {
-    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const auto first = start({"load", "--strings-only", "pipe.nt", "--into", "d"});
     const int pipeEnd = enter();
     first->send(SIGKILL);
     EXPECT_EQ(128 + SIGKILL, first->wait().m_exitCode);
     ::close(pipeEnd);
     ASSERT_TRUE(exists("d.lock"));
-    EXPECT_EQ(0, run({"load", "two.nt", "--into", "d"}).m_exitCode);
+    EXPECT_EQ(0, run({"load", "--strings-only", "two.nt", "--into", "d"}).m_exitCode);
     EXPECT_EQ("1\t\"one\"\n2\t\"two\"\n", run({"dump", "d"}).m_output);
     EXPECT_FALSE(exists("d.lock"));
 }
 
 TEST_F(TwoWritersTest, anInterruptedHolderLeavesNoLockFile) {
-    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const auto first = start({"load", "--strings-only", "pipe.nt", "--into", "d"});
     const int pipeEnd = enter();
     ASSERT_TRUE(exists("d.lock"));
     first->send(SIGTERM);
@@ -260,14 +263,14 @@ TEST_F(TwoWritersTest, anInterruptedHolderLeavesNoLockFile) {
 }
 
 TEST_F(TwoWritersTest, anInterruptedWaiterLeavesTheLockToItsHolder) {
-    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const auto first = start({"load", "--strings-only", "pipe.nt", "--into", "d"});
     const int pipeEnd = enter();
     std::string message;
-    const auto second = startWaiting({"load", "two.nt", "--into", "d", "--wait"}, message);
+    const auto second = startWaiting({"load", "--strings-only", "two.nt", "--into", "d", "--wait"}, message);
     second->send(SIGINT);
     EXPECT_EQ(130, second->wait().m_exitCode);
     EXPECT_TRUE(exists("d.lock"));
-    expectRefusal("d", *first, run({"load", "two.nt", "--into", "d"}));
+    expectRefusal("d", *first, run({"load", "--strings-only", "two.nt", "--into", "d"}));
     finish(pipeEnd, getTriple("three"));
     EXPECT_EQ(0, first->wait().m_exitCode);
 }
@@ -291,10 +294,11 @@ TEST_F(TwoWritersTest, compactHoldsTheLockWhileItWorks) {
     RunningTool first({"compact", "d"}, input);
     output.closeWritingEnd();
     EXPECT_EQ("2\t1\n", output.readTo('\n'));
-    expectRefusal("d", first, run({"load", "two.nt", "--into", "d"}));
+    expectRefusal("d", first, run({"load", "--strings-only", "two.nt", "--into", "d"}));
     EXPECT_EQ(0, run({"get", "d", "2"}).m_exitCode) << "the old file is there to be read";
     std::string message;
-    const auto second = startWaiting({"load", "two.nt", "--into", "d", "--wait", "--query", "\"two\""}, message);
+    const auto second =
+        startWaiting({"load", "--strings-only", "two.nt", "--into", "d", "--wait", "--query", "\"two\""}, message);
     EXPECT_EQ("melnar-dict: 'd' is being written by " + describe(first) + "; waiting for its end\n", message);
     for (uint64_t number = 1; number < RESOURCES; ++number)
         ASSERT_EQ(std::to_string(number + 2) + "\t" + std::to_string(number + 1) + "\n", output.readTo('\n'));
@@ -305,7 +309,7 @@ TEST_F(TwoWritersTest, compactHoldsTheLockWhileItWorks) {
 }
 
 TEST_F(TwoWritersTest, compactWaitsIfAskedToAndReadsWhatTheOtherSaved) {
-    const auto first = start({"load", "pipe.nt", "--into", "d"});
+    const auto first = start({"load", "--strings-only", "pipe.nt", "--into", "d"});
     const int pipeEnd = enter();
     std::string message;
     const auto second = startWaiting({"compact", "d", "--wait"}, message);
@@ -343,7 +347,8 @@ TEST_F(TwoWritersTest, anOutputIsLookedAtAgainAfterTheWait) {
     const int pipeEnd = enter();
     std::vector<std::unique_ptr<RunningTool>> waiting;
     for (const std::vector<std::string>& arguments :
-         {std::vector<std::string>{"load", "two.nt", "-o", "out", "--wait"}, {"compact", "d", "-o", "out", "--wait"}}) {
+         {std::vector<std::string>{"load", "--strings-only", "two.nt", "-o", "out", "--wait"},
+          {"compact", "d", "-o", "out", "--wait"}}) {
         std::string message;
         waiting.push_back(startWaiting(arguments, message));
         EXPECT_NE(std::string::npos, message.find("waiting for its end"));
@@ -356,10 +361,10 @@ TEST_F(TwoWritersTest, anOutputIsLookedAtAgainAfterTheWait) {
 }
 
 TEST_F(TwoWritersTest, aDictionaryThatComesDuringTheWaitIsAddedTo) {
-    const auto first = start({"load", "pipe.nt", "-o", "new"});
+    const auto first = start({"load", "--strings-only", "pipe.nt", "-o", "new"});
     const int pipeEnd = enter();
     std::string message;
-    const auto second = startWaiting({"load", "two.nt", "--into", "new", "--wait"}, message);
+    const auto second = startWaiting({"load", "--strings-only", "two.nt", "--into", "new", "--wait"}, message);
     finish(pipeEnd, getTriple("three"));
     EXPECT_EQ(0, first->wait().m_exitCode);
     EXPECT_EQ(0, second->wait().m_exitCode);
@@ -367,8 +372,8 @@ TEST_F(TwoWritersTest, aDictionaryThatComesDuringTheWaitIsAddedTo) {
 }
 
 TEST_F(TwoWritersTest, aFileThatIsNoLockFileIsNotTakenForOne) {
-    ASSERT_EQ(0, run({"load", "two.nt", "-o", "d.lock"}).m_exitCode);
-    const ToolResult result = run({"load", "two.nt", "--into", "d"});
+    ASSERT_EQ(0, run({"load", "--strings-only", "two.nt", "-o", "d.lock"}).m_exitCode);
+    const ToolResult result = run({"load", "--strings-only", "two.nt", "--into", "d"});
     EXPECT_EQ(3, result.m_exitCode);
     EXPECT_EQ("melnar-dict: '" + m_directory.getPathOf("d.lock") + "' exists and is not a lock file.\n",
               result.m_errorOutput);

@@ -24,7 +24,7 @@ protected:
         m_directory.addFile("in.nt", TRIPLES);
         m_directory.addFile("bad.nt", NO_TRIPLES);
         m_directory.addFile("notes.txt", "what to remember");
-        EXPECT_EQ(0, run({"load", "in.nt", "-o", "d"}).m_exitCode);
+        EXPECT_EQ(0, run({"load", "--strings-only", "in.nt", "-o", "d"}).m_exitCode);
     }
 
     ToolResult run(const std::vector<std::string>& arguments, ToolInput input = {}) const {
@@ -71,14 +71,14 @@ TEST_F(OverwritingTest, anInputOfLoadIsNotItsOutput) {
     link("in.nt", "link.nt");
     linkHard("in.nt", "hard.nt");
     for (const std::string name : {"in.nt", "./in.nt", "link.nt", "hard.nt"}) {
-        expectRefusalEvenByForce({"load", "bad.nt", "in.nt", "-o", name}, "in.nt",
+        expectRefusalEvenByForce({"load", "--strings-only", "bad.nt", "in.nt", "-o", name}, "in.nt",
                                  "the input 'in.nt' is also the output '" + name + "'");
         expectRefusalEvenByForce({"load", name, "-o", "in.nt"}, "in.nt",
                                  "the input '" + name + "' is also the output 'in.nt'");
     }
     ToolInput input;
     input.m_inputPath = m_directory.getPathOf("in.nt");
-    expectRefusalEvenByForce({"load", "-", "--format", "nt", "-o", "in.nt"}, "in.nt",
+    expectRefusalEvenByForce({"load", "--strings-only", "-", "--format", "nt", "-o", "in.nt"}, "in.nt",
                              "the input '-' is also the output 'in.nt'", input);
 }
 
@@ -88,9 +88,10 @@ TEST_F(OverwritingTest, aFileThatIsNoDictionaryIsNotReplacedByOne) {
     m_directory.addFile("short", "MELNAR");
     for (const std::string name : {"bad.nt", "notes.txt", "empty", "short"}) {
         const std::string before = getContentsOf(name);
-        for (std::vector<std::string> arguments : {std::vector<std::string>{"load", "in.nt", "-o", name},
-                                                   {"load", "in.nt", "--into", "d", "-o", name},
-                                                   {"compact", "d", "-o", name}}) {
+        for (std::vector<std::string> arguments :
+             {std::vector<std::string>{"load", "--strings-only", "in.nt", "-o", name},
+              {"load", "--strings-only", "in.nt", "--into", "d", "-o", name},
+              {"compact", "d", "-o", name}}) {
             const ToolResult result = run(arguments);
             EXPECT_EQ(2, result.m_exitCode);
             EXPECT_EQ("melnar-dict: '" + name + "' exists and is not a dictionary; --force replaces it\n",
@@ -106,23 +107,23 @@ TEST_F(OverwritingTest, aFileThatIsNoDictionaryIsNotReplacedByOne) {
 }
 
 TEST_F(OverwritingTest, nothingIsLoadedBeforeTheRefusal) {
-    const ToolResult result = run({"load", "bad.nt", "-o", "notes.txt"});
+    const ToolResult result = run({"load", "--strings-only", "bad.nt", "-o", "notes.txt"});
     EXPECT_EQ(2, result.m_exitCode);
     EXPECT_EQ("melnar-dict: 'notes.txt' exists and is not a dictionary; --force replaces it\n", result.m_errorOutput);
 }
 
 TEST_F(OverwritingTest, aDictionaryIsReplacedByAnotherSoundOrNot) {
-    EXPECT_EQ(0, run({"load", "in.nt", "-o", "d"}).m_exitCode);
+    EXPECT_EQ(0, run({"load", "--strings-only", "in.nt", "-o", "d"}).m_exitCode);
     m_directory.addFile("damaged", getContentsOf("d").substr(0, 50));
-    EXPECT_EQ(0, run({"load", "in.nt", "-o", "damaged"}).m_exitCode);
+    EXPECT_EQ(0, run({"load", "--strings-only", "in.nt", "-o", "damaged"}).m_exitCode);
     EXPECT_TRUE(isDictionary("damaged"));
 }
 
 TEST_F(OverwritingTest, aDictionaryMayBeReplacedInItsPlaceByWhateverNameItIsGiven) {
     link("d", "link");
     for (const std::vector<std::string>& arguments :
-         {std::vector<std::string>{"load", "in.nt", "--into", "d", "-o", "d"},
-          {"load", "in.nt", "--into", "d", "-o", "./link"},
+         {std::vector<std::string>{"load", "--strings-only", "in.nt", "--into", "d", "-o", "d"},
+          {"load", "--strings-only", "in.nt", "--into", "d", "-o", "./link"},
           {"compact", "d", "-o", "d"},
           {"compact", "link", "-o", "d"}}) {
         const ToolResult result = run(arguments);
@@ -134,7 +135,7 @@ TEST_F(OverwritingTest, aDictionaryMayBeReplacedInItsPlaceByWhateverNameItIsGive
 
 TEST_F(OverwritingTest, aHardLinkOfADictionaryIsAnotherPlaceAndAnInput) {
     linkHard("d", "hard");
-    expectRefusalEvenByForce({"load", "in.nt", "--into", "d", "-o", "hard"}, "d",
+    expectRefusalEvenByForce({"load", "--strings-only", "in.nt", "--into", "d", "-o", "hard"}, "d",
                              "the input 'd' is also the output 'hard'");
     expectRefusalEvenByForce({"compact", "d", "-o", "hard"}, "d", "the input 'd' is also the output 'hard'");
 }
@@ -157,7 +158,7 @@ TEST_F(OverwritingTest, encodeAndDecodeReplaceNeitherTheirInputsNorTheirDictiona
 }
 
 TEST_F(OverwritingTest, encodeAndDecodeReplaceATextButNoDictionary) {
-    ASSERT_EQ(0, run({"load", "in.nt", "-o", "other"}).m_exitCode);
+    ASSERT_EQ(0, run({"load", "--strings-only", "in.nt", "-o", "other"}).m_exitCode);
     ASSERT_EQ(0, run({"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
     const std::string encoded = getContentsOf("encoded.nt");
     ASSERT_TRUE(encoded.ends_with("\n<urn:s> <urn:p> <melnar:1> .\n"));
@@ -195,7 +196,7 @@ TEST_F(OverwritingTest, filesThatWritingRemovesAreNoInputs) {
         m_directory.addFile(name, TRIPLES);
         expectRefusalEvenByForce({"load", name, "--format", "nt", "--into", "d"}, name, message);
         m_directory.addFile(name, getContentsOf("d"));
-        expectRefusalEvenByForce({"load", "in.nt", "--into", name, "-o", "d"}, name, message);
+        expectRefusalEvenByForce({"load", "--strings-only", "in.nt", "--into", name, "-o", "d"}, name, message);
         expectRefusalEvenByForce({"compact", name, "-o", "d"}, name, message);
         std::filesystem::remove(m_directory.getPathOf(name));
     }
@@ -203,7 +204,7 @@ TEST_F(OverwritingTest, filesThatWritingRemovesAreNoInputs) {
 
 TEST_F(OverwritingTest, aFolderWhereNothingCanBeWrittenIsReportedBeforeTheLoad) {
     for (const std::string name : {"no/such/folder/d", "/proc/d", "in.nt/d"}) {
-        const ToolResult result = run({"load", "bad.nt", "-o", name});
+        const ToolResult result = run({"load", "--strings-only", "bad.nt", "-o", name});
         EXPECT_EQ(3, result.m_exitCode);
         EXPECT_NE(std::string::npos, result.m_errorOutput.find("'" + name)) << result.m_errorOutput;
         EXPECT_EQ(std::string::npos, result.m_errorOutput.find("bad.nt")) << result.m_errorOutput;
@@ -219,14 +220,14 @@ TEST_F(OverwritingTest, aDiskThatHasSurelyNoRoomIsReportedBeforeTheLoad) {
     const uint64_t size = uint64_t(disk.f_blocks) * disk.f_frsize + (uint64_t(1) << 30);
     if (::truncate(m_directory.getPathOf("d").c_str(), static_cast<off_t>(size)) != 0)
         GTEST_SKIP() << "a file of this system cannot be that large";
-    const ToolResult result = run({"load", "bad.nt", "--into", "d"});
+    const ToolResult result = run({"load", "--strings-only", "bad.nt", "--into", "d"});
     EXPECT_EQ(3, result.m_exitCode);
     EXPECT_EQ(0u, result.m_errorOutput.find("melnar-dict: 'd' needs at least " + std::to_string(size) +
                                             " bytes beside the old file, and its disk has "))
         << result.m_errorOutput;
     EXPECT_TRUE(result.m_errorOutput.ends_with("; --force tries it nevertheless\n")) << result.m_errorOutput;
     EXPECT_FALSE(exists("d.lock"));
-    const ToolResult forced = run({"load", "bad.nt", "--into", "d", "--force"});
+    const ToolResult forced = run({"load", "--strings-only", "bad.nt", "--into", "d", "--force"});
     EXPECT_EQ(3, forced.m_exitCode);
     EXPECT_EQ(std::string::npos, forced.m_errorOutput.find("needs at least")) << forced.m_errorOutput;
 }
@@ -241,7 +242,8 @@ TEST_F(OverwritingTest, ownerGroupAndPermissionsOfAReplacedFileStay) {
         ASSERT_EQ(0, ::chmod(path.c_str(), 0640));
         const std::vector<std::vector<std::string>> runs =
             name == "d"
-                ? std::vector<std::vector<std::string>>{{"load", "in.nt", "--into", "d"}, {"compact", "d"}}
+                ? std::vector<std::vector<std::string>>{{"load", "--strings-only", "in.nt", "--into", "d"},
+                                                        {"compact", "d"}}
                 : std::vector<std::vector<std::string>>{{"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "out.nt"}};
         for (const std::vector<std::string>& arguments : runs) {
             struct stat before;
@@ -270,12 +272,13 @@ TEST_F(OverwritingTest, verbsThatWriteTellOfTheOptionsAndOthersRefuseThem) {
 }
 
 TEST_F(OverwritingTest, whatIsRejectedReplacesNoInputNoOtherOutputAndNoDictionary) {
-    expectRefusalEvenByForce({"load", "--lenient", "bad.nt", "in.nt", "--rejected", "in.nt"}, "in.nt",
+    expectRefusalEvenByForce({"load", "--strings-only", "--lenient", "bad.nt", "in.nt", "--rejected", "in.nt"}, "in.nt",
                              "the input 'in.nt' is also the output 'in.nt'");
-    expectRefusalEvenByForce({"load", "--lenient", "bad.nt", "--into", "d", "--rejected", "./d"}, "d",
+    expectRefusalEvenByForce({"load", "--strings-only", "--lenient", "bad.nt", "--into", "d", "--rejected", "./d"}, "d",
                              "the input 'd' is also the output './d'");
     for (const std::string name : {"./out", "out.saving", "out.lock"}) {
-        const ToolResult result = run({"load", "--lenient", "bad.nt", "-o", "out", "--rejected", name, "--force"});
+        const ToolResult result =
+            run({"load", "--strings-only", "--lenient", "bad.nt", "-o", "out", "--rejected", name, "--force"});
         EXPECT_EQ(2, result.m_exitCode);
         EXPECT_EQ("melnar-dict: '" + name + "' is also the output 'out', or a file that writing it makes\n",
                   result.m_errorOutput);
@@ -283,9 +286,9 @@ TEST_F(OverwritingTest, whatIsRejectedReplacesNoInputNoOtherOutputAndNoDictionar
     }
     const std::string before = getContentsOf("d");
     EXPECT_EQ("melnar-dict: 'd' is a dictionary; --force replaces it\n",
-              run({"load", "--lenient", "bad.nt", "--rejected", "d"}).m_errorOutput);
+              run({"load", "--strings-only", "--lenient", "bad.nt", "--rejected", "d"}).m_errorOutput);
     EXPECT_EQ(before, getContentsOf("d"));
-    EXPECT_EQ(0, run({"load", "--lenient", "bad.nt", "--rejected", "d", "--force"}).m_exitCode);
+    EXPECT_EQ(0, run({"load", "--strings-only", "--lenient", "bad.nt", "--rejected", "d", "--force"}).m_exitCode);
     EXPECT_EQ(NO_TRIPLES, getContentsOf("d"));
 }
 
@@ -298,7 +301,7 @@ TEST_F(OverwritingTest, anOutputThatWouldNotBeWhatItsNameSaysIsRefused) {
         expectRefusalEvenByForce({"canonical", "bad.nt", "-o", name}, name, message);
         for (const char* const verb : {"encode", "decode"})
             expectRefusalEvenByForce({verb, "--as", "iri", "bad.nt", "-d", "d", "-o", name}, name, message);
-        expectRefusalEvenByForce({"load", "bad.nt", "--lenient", "--rejected", name}, name, message);
+        expectRefusalEvenByForce({"load", "--strings-only", "bad.nt", "--lenient", "--rejected", name}, name, message);
         expectRefusalEvenByForce({"stats", "d", "--html", name}, name, message);
     }
 }
