@@ -40,6 +40,18 @@ bool isLabel(const std::string_view text) {
     return Rdf::readBlankNodeLabel(window, node.data(), label) == window.getEnd();
 }
 
+/// Whether a form ends with a language tag and a direction.
+bool isDirectionalString(const std::string_view form) {
+    const size_t atSign = form.rfind('@');
+    if (atSign == std::string_view::npos)
+        return false;
+    Rdf::TextWindow window(Rdf::Version::RDF_1_2);
+    window.open(form.data() + form.size(), Rdf::TextWindow::Beyond::NOTHING);
+    Rdf::Term literal;
+    return Rdf::readLanguageTag(window, form.data() + atSign, literal) == window.getEnd() &&
+           literal.m_direction != Rdf::Direction::NONE;
+}
+
 /// Whether a text is a triple term in the one form that it has when it is read.
 bool isTripleTerm(const std::string_view text) {
     Rdf::TextWindow window(Rdf::Version::RDF_1_2);
@@ -74,8 +86,7 @@ const char* findTermFlaw(const std::string_view lexicalForm, const uint8_t datat
                    ? nullptr
                    : "its datatype is no absolute IRI, or that of a string";
     case D_DIRECTIONAL_STRING:
-        return TermFamily::get(datatypeID).m_isWellFormed(lexicalForm) ? nullptr
-                                                                       : "its language tag or direction is malformed";
+        return isDirectionalString(lexicalForm) ? nullptr : "its language tag or direction is malformed";
     case D_TRIPLE_TERM:
         return isTripleTerm(lexicalForm) ? nullptr : "it is no triple term in canonical form";
     default:

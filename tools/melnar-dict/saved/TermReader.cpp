@@ -72,7 +72,7 @@ std::optional<InputError> TermReader::read(const std::string_view text, Term& te
     std::string hint;
     Rdf::Term parsed;
     if (m_window.is(start, '"') || m_window.is(start, '\''))
-        termEnd = readLiteral(start, parsed);
+        termEnd = readLiteralOfEitherVersion(start, parsed);
     else if (m_window.is(start, '<') || m_window.isPair(start, '_', ':'))
         termEnd = Rdf::LineTerms::readObject(m_window, start, parsed, m_triples, EXPECTED);
     else {
@@ -90,19 +90,29 @@ std::optional<InputError> TermReader::read(const std::string_view text, Term& te
     return std::nullopt;
 }
 
-const char* TermReader::readLiteral(const char* const at, Rdf::Term& literal) {
-    return Rdf::readLiteral(
-        m_window, at, literal, [this](const char* const place) { return skipSpace(m_window, place); },
-        Rdf::readTurtleString,
-        [this](const char* const place, Rdf::Term& datatype, const char*) { return readDatatype(place, datatype); });
+/// Of a literal that neither version of RDF has, the failure is that of the newer.
+const char* TermReader::readLiteralOfEitherVersion(const char* const at, Rdf::Term& literal) {
+    if (const char* const end = readLiteral(m_window, at, literal))
+        return end;
+    m_olderWindow.open(m_window.getEnd(), m_window.getBeyond());
+    return readLiteral(m_olderWindow, at, literal);
 }
 
-const char* TermReader::readDatatype(const char* const at, Rdf::Term& datatype) {
+const char* TermReader::readLiteral(Rdf::TextWindow& window, const char* const at, Rdf::Term& literal) {
+    return Rdf::readLiteral(
+        window, at, literal, [&window](const char* const place) { return skipSpace(window, place); },
+        Rdf::readTurtleString,
+        [this, &window](const char* const place, Rdf::Term& datatype, const char*) {
+            return readDatatype(window, place, datatype);
+        });
+}
+
+const char* TermReader::readDatatype(Rdf::TextWindow& window, const char* const at, Rdf::Term& datatype) {
     constexpr const char* EXPECTED_DATATYPE = "an IRI in angle brackets or a name that begins with xsd: or rdf:";
-    if (m_window.is(at, '<'))
-        return Rdf::LineTerms::readIri(m_window, at, datatype, EXPECTED_DATATYPE);
+    if (window.is(at, '<'))
+        return Rdf::LineTerms::readIri(window, at, datatype, EXPECTED_DATATYPE);
     Rdf::Name name;
-    const char* const end = Rdf::readName(m_window, at, name);
+    const char* const end = Rdf::readName(window, at, name);
     if (end == nullptr)
         return nullptr;
     for (const auto& [prefix, iri] : PREFIXES)
@@ -110,7 +120,7 @@ const char* TermReader::readDatatype(const char* const at, Rdf::Term& datatype) 
             datatype.m_text = keep(iri, name.m_local);
             return end;
         }
-    return m_window.failExpected(at, EXPECTED_DATATYPE);
+    return window.failExpected(at, EXPECTED_DATATYPE);
 }
 
 Term TermReader::convert(const Rdf::Term& parsed) {

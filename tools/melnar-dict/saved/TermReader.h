@@ -26,14 +26,19 @@ public:
     std::optional<InputError> read(std::string_view text, Term& term);
 
     /// Forgets all terms that were read.
-    void clear() noexcept { m_window.getArena().clear(); }
+    void clear() noexcept {
+        m_window.getArena().clear();
+        m_olderWindow.getArena().clear();
+    }
 
 private:
-    const char* readLiteral(const char* at, Rdf::Term& literal);
-    const char* readDatatype(const char* at, Rdf::Term& datatype);
+    const char* readLiteralOfEitherVersion(const char* at, Rdf::Term& literal);
+    const char* readLiteral(Rdf::TextWindow& window, const char* at, Rdf::Term& literal);
+    const char* readDatatype(Rdf::TextWindow& window, const char* at, Rdf::Term& datatype);
     Term convert(const Rdf::Term& parsed);
     std::string_view keep(std::string_view first, std::string_view second);
 
     Rdf::TextWindow m_window{Rdf::Version::RDF_1_2};
+    Rdf::TextWindow m_olderWindow{Rdf::Version::RDF_1_1}; // which has a few literals that RDF 1.2 has no more
     Rdf::LineTerms::Triples m_triples{Rdf::ReaderOptions().m_maximumNesting};
 };

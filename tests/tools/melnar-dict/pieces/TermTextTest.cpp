@@ -95,7 +95,7 @@ TEST(TermTextTest, formsThatAreNoneOfTheirFamilyAreFound) {
              {D_DIRECTIONAL_STRING,
               "its language tag or direction is malformed",
               "@en--ltr",
-              {"", "x", "x@en", "x@en--", "x@en--up", "x@--ltr", "x@e n--ltr", "x@\x1B--ltr"}},
+              {"", "x", "x@en", "x@en--", "x@en--up", "x@--ltr", "x@e n--ltr", "x@\x1B--ltr", "x@ninechars-en--ltr"}},
              {D_TRIPLE_TERM,
               "it is no triple term in canonical form",
               "<<( _:s <a:p> _:o )>>",
@@ -112,7 +112,8 @@ TEST(TermTextTest, formsThatAreNoneOfTheirFamilyAreFound) {
     }
 }
 
-TEST(TermTextTest, rdf11HasMoreDatatypes) {
+TEST(TermTextTest, rdf11HasMoreDatatypesAndTags) {
+    EXPECT_EQ("", getFlaw("x@ninechars-en", D_RDF_PLAIN_LITERAL));
     EXPECT_EQ("", getFlaw("x^^http://www.w3.org/1999/02/22-rdf-syntax-ns#langString", D_TYPED_LITERAL));
 }
 

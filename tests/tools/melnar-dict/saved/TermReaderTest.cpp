@@ -56,6 +56,13 @@ TEST(TermReaderTest, takesLiteralsOfAnyDatatypeAndDirection) {
     EXPECT_EQ("x@en-GB--ltr", read("\"\"\"x\"\"\"@en-GB--ltr"));
 }
 
+TEST(TermReaderTest, takesWhatOnlyOneVersionOfRdfHas) {
+    EXPECT_EQ("x^^" + std::string(RDF) + "langString", read("\"x\"^^rdf:langString"));
+    EXPECT_EQ("\n@ninechars-en", read("\"\\n\"@ninechars-en"));
+    EXPECT_EQ("5: expected at most 8 characters in a part of a language tag, found 'ninechars'",
+              read("'x'@ninechars-en--ltr"));
+}
+
 TEST(TermReaderTest, takesIrisBlankNodesAndTripleTerms) {
     EXPECT_EQ("I http://example.org/\xC3\xA4#x", read(" <http://example.org/\\u00E4#x>\n"));
     EXPECT_EQ("I urn:x", read("<urn:x>"));
@@ -115,8 +122,6 @@ TEST(TermReaderTest, refusesDatatypesThatAreNoneOrHaveOtherPrefixes) {
     EXPECT_EQ("6: " + expected + "'xsd:a'", read("\"5\"^^xsd:a\\-b"));
     EXPECT_EQ("6: " + expected + "the end of the text", read("\"5\"^^"));
     EXPECT_EQ("6: expected an absolute IRI, found '<t>'", read("\"5\"^^<t>"));
-    EXPECT_EQ("6: expected a datatype for a literal without language tag, found '" + std::string(RDF) + "langString'",
-              read("\"5\"^^rdf:langString"));
     EXPECT_EQ("9: expected the direction ltr or rtl, found 'up'", read("\"x\"@en--up"));
 }
 
