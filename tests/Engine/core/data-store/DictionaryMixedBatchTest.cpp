@@ -84,34 +84,36 @@ TEST_P(DictionaryMixedBatchTest, differentNewTermsMakeOneFileHoweverTheyAreDivid
     }
 }
 
+/// At the end of each number of terms the table of strings has spent its quota, so that more would be seen.
 TEST_P(DictionaryMixedBatchTest, knownTermsAmongNewOnesChangeNothingOfTheFile) {
-    const OwnedLiterals known = makeTerms(0, 3400);
-    const OwnedLiterals fresh = makeTerms(3400, 7400);
-    OwnedLiterals all = known;
-    all.insert(all.end(), fresh.begin(), fresh.end());
-    const std::string file = makeFileOneByOne(all);
     std::minstd_rand random(2);
-    const std::unique_ptr<Dictionary> dictionary = makeDictionary();
-    DictionaryThread thread(*dictionary);
-    std::vector<BatchFailure> failures;
-    std::vector<BatchEntry> entries = makeBatch(known);
-    dictionary->resolveResources(thread, entries, failures);
-    std::vector<uint64_t> expectedIDs;
-    entries.clear();
-    for (size_t index = 0; index < fresh.size(); ++index) {
-        for (size_t count = random() % 4; count != 0; --count) {
-            expectedIDs.push_back(random() % known.size() + 1);
-            const OwnedLiteral& literal = known[expectedIDs.back() - 1];
-            entries.push_back({literal.m_lexicalForm, STALE_RESOURCE_ID, literal.m_datatypeID});
+    for (const uint32_t numberOfTerms : {1750U, 2500U, 3500U}) {
+        const OwnedLiterals terms = makeTerms(0, numberOfTerms);
+        const size_t numberOfKnown = numberOfTerms / 2;
+        const std::unique_ptr<Dictionary> dictionary = makeDictionary();
+        DictionaryThread thread(*dictionary);
+        std::vector<BatchEntry> entries = makeBatch(terms);
+        std::vector<BatchFailure> failures;
+        dictionary->resolveResources(thread, std::span(entries).first(numberOfKnown), failures);
+        std::vector<uint64_t> expectedIDs;
+        entries.clear();
+        const auto addTerm = [&](const size_t index) {
+            expectedIDs.push_back(index + 1);
+            entries.push_back({terms[index].m_lexicalForm, STALE_RESOURCE_ID, terms[index].m_datatypeID});
+        };
+        for (size_t index = numberOfKnown; index < terms.size(); ++index) {
+            addTerm(index);
+            for (size_t count = random() % 4; count != 0; --count)
+                addTerm(random() % numberOfKnown);
         }
-        expectedIDs.push_back(known.size() + index + 1);
-        entries.push_back({fresh[index].m_lexicalForm, STALE_RESOURCE_ID, fresh[index].m_datatypeID});
+        for (size_t index = 0; index < 100; ++index)
+            addTerm(index);
+        dictionary->resolveResources(thread, entries, failures);
+        EXPECT_TRUE(failures.empty());
+        for (size_t index = 0; index < entries.size(); ++index)
+            ASSERT_EQ(expectedIDs[index], entries[index].m_resourceID);
+        EXPECT_TRUE(makeFileOneByOne(terms) == writeToMemory(*dictionary)) << numberOfTerms;
     }
-    dictionary->resolveResources(thread, entries, failures);
-    EXPECT_TRUE(failures.empty());
-    for (size_t index = 0; index < entries.size(); ++index)
-        ASSERT_EQ(expectedIDs[index], entries[index].m_resourceID);
-    EXPECT_TRUE(file == writeToMemory(*dictionary));
 }
 
 TEST_P(DictionaryMixedBatchTest, anEntryThatIsRepeatedGetsTheIDOfTheFirst) {
