@@ -4,7 +4,6 @@
 #include "tools/melnar-dict/rewrite/RewriteOutput.h"
 #include "tools/melnar-dict/rewrite/StatementProgress.h"
 
-#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,8 +17,8 @@ line each, in their order; statements that stand twice are written twice. OUT ap
 standard input or output.
 
 Statements in named graphs are written as N-Quads, all others as N-Triples; if OUT ends in .nt or .ttl, a named graph is an
-error. Nodes without a label get one. If there are several files and one of them is Turtle or TriG, the labels in the
-N-th file begin with docN-, as a label belongs to its document; N-Triples and N-Quads files share their labels.
+error. Nodes without a label get one. A label belongs to its file: if there are several files, the labels in the N-th file
+begin with docN- from the second on, unless --blank-nodes shared says that one label is one node.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -39,12 +38,11 @@ ExitCode rewriteFiles(const CanonicalOptions& options, OutputStream& output, Mes
     const std::optional<RdfFormat> outputFormat = formatOfFile(options.m_output.m_outputName);
     CanonicalLines::Settings settings;
     settings.m_hasGraphs = !outputFormat || hasGraphs(*outputFormat);
-    settings.m_hasDocuments =
-        options.m_files.size() > 1 && std::any_of(options.m_files.begin(), options.m_files.end(),
-                                                  [](const auto& file) { return !isLineFormat(file.second); });
+    const bool areLabelsKept =
+        options.m_files.size() == 1 || options.m_blankNodes.m_mode == BlankNodeScope::Mode::SHARED;
     for (size_t index = 0; index < options.m_files.size() && !journal.isStopped(); ++index) {
         const auto& [fileName, format] = options.m_files[index];
-        settings.m_document = isLineFormat(format) ? 0 : index + 1;
+        settings.m_document = areLabelsKept ? 0 : options.m_blankNodes.getDocument(index);
         lines.startOver();
         pass.read(fileName, format, [&] { return std::make_unique<CanonicalLines>(lines, settings); });
     }
@@ -65,6 +63,7 @@ VerbDescription describeCanonical(CanonicalOptions& options) {
               "the file to write; one that exists is replaced, unless it is an input or a dictionary",
               "replace OUT even if it is a dictionary", options.m_output);
     addInputFiles(verb, InputFormats::ALL, options.m_files);
+    addBlankNodes(verb, options.m_blankNodes);
     addThreads(verb, options.m_reading.m_numberOfThreads);
     addBase(verb, options.m_reading.m_base);
     addMaximumLine(verb, options.m_reading.m_maximumLine);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/melnar-dict/input/InputFiles.h"
+#include "tools/melnar-dict/pieces/BlankNodeOptions.h"
 #include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
 #include "tools/melnar-dict/shell/ExitCode.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
@@ -12,6 +13,7 @@
 /// What the command line of `canonical` asks for.
 struct CanonicalOptions {
     InputFiles m_files;
+    BlankNodeOptions m_blankNodes{};
     FeedbackOptions m_feedback{};
     OutputOptions m_output; // the name is "-" for standard output
     FilePass::Settings m_reading{getDefaultNumberOfThreads()};

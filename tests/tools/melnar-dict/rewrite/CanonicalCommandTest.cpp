@@ -47,8 +47,8 @@ TEST_F(CanonicalCommandTest, writesEverySyntaxAsLines) {
                 "_:b <a:p> \"x\"@EN-gb .\n");
     add("b.nq", "<a:s> <a:p> \"\\u007F\" _:g.\n<a:s> <a:p> <<(_:b<a:q><a:o>)>>.\n");
     ASSERT_EQ(ExitCode::DONE, run());
-    EXPECT_EQ("<a:s> <a:p> \"A\\t\xC3\xA9\" .\n_:b <a:p> \"x\"@en-gb .\n<a:s> <a:p> \"\\u007F\" _:g .\n"
-              "<a:s> <a:p> <<( _:b <a:q> <a:o> )>> .\n",
+    EXPECT_EQ("<a:s> <a:p> \"A\\t\xC3\xA9\" .\n_:b <a:p> \"x\"@en-gb .\n<a:s> <a:p> \"\\u007F\" _:doc2-g .\n"
+              "<a:s> <a:p> <<( _:doc2-b <a:q> <a:o> )>> .\n",
               getOutput());
     m_options.m_files.clear();
     add("c.ttl", "@prefix : <a:> . :s :p 1, 'x\ty' ; :q [ :r _:b ] .");
@@ -77,18 +77,26 @@ TEST_F(CanonicalCommandTest, keepsOrderAndDuplicatesWithAnyNumberOfThreads) {
     }
 }
 
-TEST_F(CanonicalCommandTest, documentsDoNotShareBlankNodes) {
-    add("a.ttl", "_:b <a:p> [] . _:anon1 <a:p> _:doc1-b .");
+TEST_F(CanonicalCommandTest, documentsDoNotShareBlankNodesUnlessAskedTo) {
+    add("a.ttl", "_:b <a:p> [] . _:anon1 <a:p> _:doc2-b .");
     ASSERT_EQ(ExitCode::DONE, run());
-    EXPECT_EQ("_:b <a:p> _:anon10 .\n_:anon_1 <a:p> _:doc1-b .\n", getOutput()) << "one document needs no names";
+    EXPECT_EQ("_:b <a:p> _:anon10 .\n_:anon_1 <a:p> _:doc2-b .\n", getOutput()) << "one document needs no names";
     add("b.trig", "_:b <a:p> [] . _:g { _:b <a:p> 'b' }");
-    add("c.nt", "_:b <a:p> _:doc1-b .\n_:doc_1-b <a:p> _:doc .\n");
+    add("c.nt", "_:b <a:p> _:doc2-b .\n_:doc_2-b <a:p> <<( _:doc <a:p> _:b )>> .\n");
     add("d.nq", "_:b <a:p> _:anon1 _:doc2-g .\n");
     ASSERT_EQ(ExitCode::DONE, run());
-    EXPECT_EQ("_:doc1-b <a:p> _:doc1-anon10 .\n_:doc1-anon_1 <a:p> _:doc1-doc1-b .\n"
+    EXPECT_EQ("_:b <a:p> _:anon10 .\n_:anon_1 <a:p> _:doc_2-b .\n"
               "_:doc2-b <a:p> _:doc2-anon10 .\n_:doc2-b <a:p> \"b\" _:doc2-g .\n"
-              "_:b <a:p> _:doc_1-b .\n_:doc__1-b <a:p> _:doc_ .\n"
-              "_:b <a:p> _:anon1 _:doc_2-g .\n",
+              "_:doc3-b <a:p> _:doc3-doc2-b .\n"
+              "_:doc3-doc_2-b <a:p> <<( _:doc3-doc <a:p> _:doc3-b )>> .\n"
+              "_:doc4-b <a:p> _:doc4-anon1 _:doc4-doc2-g .\n",
+              getOutput());
+    m_options.m_blankNodes.m_mode = BlankNodeScope::Mode::SHARED;
+    ASSERT_EQ(ExitCode::DONE, run());
+    EXPECT_EQ("_:b <a:p> _:anon10 .\n_:anon_1 <a:p> _:doc2-b .\n"
+              "_:b <a:p> _:anon10 .\n_:b <a:p> \"b\" _:g .\n"
+              "_:b <a:p> _:doc2-b .\n_:doc_2-b <a:p> <<( _:doc <a:p> _:b )>> .\n"
+              "_:b <a:p> _:anon1 _:doc2-g .\n",
               getOutput());
 }
 
@@ -148,6 +156,9 @@ TEST_F(CanonicalCommandTest, isAVerbOfTheTool) {
     const ToolResult result = runToolProcess({"canonical", path, "-o", "-"});
     EXPECT_EQ(0, result.m_exitCode) << result.m_errorOutput;
     EXPECT_EQ("<a:s> <a:p> \"x\" .\n", result.m_output);
+    EXPECT_EQ("<a:s> <a:p> \"x\" .\n",
+              runToolProcess({"canonical", path, "--blank-nodes", "shared", "-o", "-"}).m_output);
+    EXPECT_EQ(2, runToolProcess({"canonical", path, "--blank-nodes", "none", "-o", "-"}).m_exitCode);
     EXPECT_EQ(2, runToolProcess({"canonical", path}).m_exitCode);
     EXPECT_EQ(2, runToolProcess({"canonical", path, "-o", "-", "--rdf", "1.3"}).m_exitCode);
 }
