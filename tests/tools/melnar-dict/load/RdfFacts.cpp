@@ -33,17 +33,12 @@ std::optional<std::string> getDataFolder() {
     return folder;
 }
 
-std::string hashSortedForms(const std::vector<std::string>& sortedForms) {
-    // What is sorted in the facts is the escaped lines; a backslash and a line feed sort differently when escaped.
-    std::vector<std::string> lines;
-    std::transform(sortedForms.begin(), sortedForms.end(), std::back_inserter(lines), &escape);
-    std::sort(lines.begin(), lines.end());
+std::string hashBytes(const std::string_view bytes) {
     const std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> context(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
     std::array<unsigned char, 32> digest{};
     if (!context || EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr) != 1)
         throw std::runtime_error("OpenSSL does not start.");
-    for (const std::string& line : lines)
-        EVP_DigestUpdate(context.get(), line.data(), line.size());
+    EVP_DigestUpdate(context.get(), bytes.data(), bytes.size());
     EVP_DigestFinal_ex(context.get(), digest.data(), nullptr);
     std::string text;
     for (const unsigned char byte : digest) {
@@ -51,4 +46,15 @@ std::string hashSortedForms(const std::vector<std::string>& sortedForms) {
         text += "0123456789abcdef"[byte & 15];
     }
     return text;
+}
+
+std::string hashSortedForms(const std::vector<std::string>& sortedForms) {
+    // What is sorted in the facts is the escaped lines; a backslash and a line feed sort differently when escaped.
+    std::vector<std::string> lines;
+    std::transform(sortedForms.begin(), sortedForms.end(), std::back_inserter(lines), &escape);
+    std::sort(lines.begin(), lines.end());
+    std::string bytes;
+    for (const std::string& line : lines)
+        bytes += line;
+    return hashBytes(bytes);
 }

@@ -1,12 +1,17 @@
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict/ToolProcess.h"
+#include "tests/tools/melnar-dict/load/RdfFacts.h"
+#include "tests/tools/melnar-dict/rewrite/TermDictionary.h"
+#include "tools/melnar-dict/rows/NpyHeader.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 #include <zlib.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -76,9 +81,49 @@ TEST_P(RewriteDataSetsSlowTest, decodingWhatWasEncodedGivesTheStatementsBack) {
             << path;
         ASSERT_EQ(0, runToolProcess({"decode", "--as", "iri", encoded, "-d", dictionary, "-o", decoded}).m_exitCode)
             << path;
-        const bool isSame = canonicalise(unpack(path)) == TemporaryDirectory::getContentsOf(decoded);
-        EXPECT_TRUE(isSame) << path;
+        const std::string expected = canonicalise(unpack(path));
+        EXPECT_TRUE(expected == TemporaryDirectory::getContentsOf(decoded)) << path;
         ASSERT_EQ(0, runToolProcess({"verify", dictionary}).m_exitCode) << path;
+
+        const std::string terms = directory.getPathOf("terms");
+        const std::string rows = directory.getPathOf("T.npy");
+        saveTermDictionary({path.string()}, terms);
+        for (const char* const threads : {"1", "2", "7"}) {
+            ASSERT_EQ(
+                0, runToolProcess({"encode", path.string(), "-d", terms, "-o", rows, "--threads", threads}).m_exitCode)
+                << path;
+            ASSERT_EQ(0, runToolProcess({"decode", rows, "-d", terms, "-o", decoded, "--threads", threads}).m_exitCode)
+                << path;
+            EXPECT_TRUE(expected == TemporaryDirectory::getContentsOf(decoded)) << path;
+        }
+    }
+}
+
+/// The numbers of all terms of a set in the order in which they first appear, as another program has computed them.
+TEST(RowFactsSlowTest, rowsAreThoseOfTheFacts) {
+    const std::optional<std::string> data = getDataFolder();
+    if (!data)
+        GTEST_SKIP() << "MELNAR_DATA names no folder with data sets";
+    const auto facts = nlohmann::json::parse(TemporaryDirectory::getContentsOf(*data + "/facts-terms.json"));
+    ASSERT_EQ(6u, facts["sets"].size());
+    for (const auto& [name, set] : facts["sets"].items()) {
+        std::vector<std::string> arguments{"encode"};
+        for (const std::string fileName : set["files"])
+            for (const char* const folder : {"/", "/schemaorg-30.0/", "/vocabularies/"})
+                if (std::filesystem::exists(*data + folder + fileName))
+                    arguments.push_back(*data + folder + fileName);
+        ASSERT_EQ(set["files"].size() + 1, arguments.size()) << name;
+        const TemporaryDirectory directory;
+        const std::string dictionary = directory.getPathOf("d");
+        const std::string rows = directory.getPathOf("T.npy");
+        saveTermDictionary(std::vector(arguments.begin() + 1, arguments.end()), dictionary);
+        arguments.insert(arguments.end(), {"-d", dictionary, "-o", rows});
+        ASSERT_EQ(0, runToolProcess(arguments).m_exitCode) << name;
+        const std::string bytes = TemporaryDirectory::getContentsOf(rows);
+        const NpyHeader header = NpyHeader::parse(bytes.substr(10, NpyHeader::SIZE - 10));
+        EXPECT_EQ(set["statements"], header.m_numberOfRows) << name;
+        EXPECT_EQ((RowLayout{set["columns"], 4}), header.m_layout) << name;
+        EXPECT_EQ(set["sha256_rows_uint32_le"], hashBytes(std::string_view(bytes).substr(NpyHeader::SIZE))) << name;
     }
 }
 
