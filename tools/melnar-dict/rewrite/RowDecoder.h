@@ -23,7 +23,7 @@ class Dictionary;
 /// Threads  One at a time; each thread has its own decoder.
 class RowDecoder : private Unmovable {
 public:
-    static constexpr size_t MAXIMUM_TEXT = size_t(4) << 20;
+    static constexpr size_t MAXIMUM_TEXT = size_t(1) << 19;
 
     /// `takesGraphs` is whether the output may name graphs.
     RowDecoder(const Dictionary& dictionary, OrderedOutput& output, const bool takesGraphs)

@@ -9,9 +9,9 @@ namespace {
 
 constexpr size_t LONGEST_HEADER = 65535; // as in version 1.0; NumPy itself reads no longer one than 10000
 
-/// Reads so many bytes, fewer only if there are no more.
-std::string read(ByteSource& source, const size_t numberOfBytes) {
-    std::string bytes(numberOfBytes, '\0');
+/// Puts so many bytes in the place of what the text has, fewer only if there are no more.
+void read(ByteSource& source, const size_t numberOfBytes, std::string& bytes) {
+    bytes.resize(numberOfBytes);
     size_t length = 0;
     while (length < numberOfBytes) {
         const size_t delivered = source.read(bytes.data() + length, numberOfBytes - length);
@@ -20,11 +20,11 @@ std::string read(ByteSource& source, const size_t numberOfBytes) {
         length += delivered;
     }
     bytes.resize(length);
-    return bytes;
 }
 
 std::string readExactly(ByteSource& source, const size_t numberOfBytes) {
-    std::string bytes = read(source, numberOfBytes);
+    std::string bytes;
+    read(source, numberOfBytes, bytes);
     if (bytes.size() != numberOfBytes)
         throw ToolFailure(ExitCode::BAD_DATA, "it ends within its header");
     return bytes;
@@ -33,7 +33,8 @@ std::string readExactly(ByteSource& source, const size_t numberOfBytes) {
 } // namespace
 
 NpyHeader RowReader::readHeader(ByteSource& source) {
-    const std::string preamble = read(source, NpyHeader::PREAMBLE_SIZE);
+    std::string preamble;
+    read(source, NpyHeader::PREAMBLE_SIZE, preamble);
     if (preamble.size() != NpyHeader::PREAMBLE_SIZE || !preamble.starts_with(NpyHeader::MAGIC))
         throw ToolFailure(ExitCode::BAD_DATA, "it is no .npy file; decode --as iri reads encoded statements");
     const auto majorVersion = static_cast<uint8_t>(preamble[NpyHeader::MAGIC.size()]);
@@ -62,11 +63,12 @@ bool RowReader::next(RowBlock& block) {
     const uint64_t rows = std::min(m_rowsPerBlock, m_header.m_numberOfRows - m_nextRow);
     const std::string size = std::to_string(m_header.m_numberOfRows) + " rows";
     if (rows == 0) {
-        if (!read(*m_source, 1).empty())
+        read(*m_source, 1, block.m_bytes);
+        if (!block.m_bytes.empty())
             throw ToolFailure(ExitCode::BAD_DATA, "more bytes follow the " + size + " that its header tells");
         return false;
     }
-    block.m_bytes = read(*m_source, rows * m_header.m_layout.getRowSize());
+    read(*m_source, rows * m_header.m_layout.getRowSize(), block.m_bytes);
     const uint64_t rowsThere = block.m_bytes.size() / m_header.m_layout.getRowSize();
     if (rowsThere != rows)
         throw ToolFailure(ExitCode::BAD_DATA, "it ends after " + std::to_string(m_nextRow + rowsThere) + " of the " +

@@ -26,7 +26,7 @@ struct RowBlock {
 ///          it ends early or late; those of the source.
 class RowReader : private Unmovable {
 public:
-    static constexpr size_t DEFAULT_BLOCK_SIZE = size_t(1) << 17; // bytes
+    static constexpr size_t DEFAULT_BLOCK_SIZE = size_t(1) << 15; // bytes
 
     /// Reads the header.
     explicit RowReader(std::unique_ptr<ByteSource> source, size_t blockSize = DEFAULT_BLOCK_SIZE);

@@ -158,17 +158,19 @@ TEST_F(RowRewriteTest, longTextsAreWrittenPieceByPiece) {
     addWithDictionary("in.nt", text);
     std::vector<uint64_t> ids;
     std::string expected;
-    for (int number = 0; number < 20; ++number) {
+    for (int number = 0; number < 60; ++number) {
         ids.insert(ids.end(), {1, 2, 3, 1, 2, 4});
         expected += text;
     }
     addRows("T.npy", {3, 8}, ids);
     for (const char* const threads : {"1", "3"})
-        EXPECT_TRUE(expected == run({"decode", "T.npy", "-d", "d", "-o", "-", "--threads", threads}).m_output);
+        EXPECT_TRUE(
+            expected ==
+            run({"decode", "T.npy", "-d", "d", "-o", "-", "--threads", threads, "--memory-limit", "16M"}).m_output);
     ids.insert(ids.end(), {1, 2, 5});
     addRows("T.npy", {3, 8}, ids);
     const ToolResult result = run({"decode", "T.npy", "-d", "d", "-o", "-"});
-    EXPECT_EQ("T.npy: row 40: the object is 5, and the dictionary has no resource with this ID\n",
+    EXPECT_EQ("T.npy: row 120: the object is 5, and the dictionary has no resource with this ID\n",
               result.m_errorOutput);
     EXPECT_TRUE(expected == result.m_output);
 }
