@@ -1,11 +1,16 @@
 #include "tests/tools/melnar-dict/load/RdfFacts.h"
 #include "tests/tools/melnar-dict/load/TestLoad.h"
 
+#include "Engine/core/data-store/terms/TermFamily.h"
+#include "Engine/core/platform/stream/MemoryOutputStream.h"
+
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <filesystem>
 #include <fstream>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -99,5 +104,74 @@ TEST_P(AllDataSetsSlowTest, togetherShareTheirLiterals) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Threads, AllDataSetsSlowTest, testing::Values(2));
+
+/// The same with all terms, and the rows of IDs.
+class TermSetsTest : public DataSetsTest {
+protected:
+    void SetUp() override {
+        DataSetsTest::SetUp();
+        if (!IsSkipped())
+            m_facts = nlohmann::json::parse(std::ifstream(m_folder + "facts-terms.json"))["sets"];
+    }
+
+    /// The path of a file, which the facts call by its name alone.
+    std::string getPathOf(const std::string& fileName) const {
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(m_folder))
+            if (entry.path().filename() == fileName)
+                return entry.path();
+        throw std::runtime_error("There is no file '" + fileName + "'.");
+    }
+
+    void expectSet(const std::string& set) const {
+        const nlohmann::json& facts = m_facts[set];
+        FileLoader::Settings settings;
+        settings.m_numberOfThreads = GetParam();
+        MemoryOutputStream rows;
+        TestLoad load(settings, {.m_rowStream = &rows, .m_rowLayout = {facts["columns"], RowLayout::NARROW}});
+        for (const std::string file : facts["files"])
+            load.load(getPathOf(file), formatOfFile(file).value());
+        ASSERT_EQ("", load.getErrorOutput());
+        EXPECT_EQ(facts["sha256_rows_uint32_le"], hashBytes(rows.getBytes()));
+        const StatementCounts& counts = load.getJournal().getCounts();
+        EXPECT_EQ(facts["statements"], counts.m_statements);
+        EXPECT_EQ(facts["iri"]["occurrences"], counts.m_iris);
+        EXPECT_EQ(facts["blank_node"]["occurrences"], counts.m_blankNodes);
+        EXPECT_EQ(facts["xsd_string"]["occurrences"], counts.m_strings);
+        EXPECT_EQ(facts["lang_tagged"]["occurrences"], counts.m_plainLiterals);
+        EXPECT_EQ(facts["other_literal"]["occurrences"], counts.m_otherLiterals);
+        EXPECT_EQ(facts["distinct_terms"], load.getDictionary().getNextResourceID() - 1);
+        EXPECT_EQ(facts["blank_node"]["distinct"], load.getDictionary().getNumberOfResources(D_BLANK_NODE));
+        expectForms(load, D_IRI, facts["iri"], "distinct");
+        expectForms(load, D_XSD_STRING, facts["xsd_string"], "distinct");
+        expectForms(load, D_RDF_PLAIN_LITERAL, facts["lang_tagged"], "distinct");
+        expectForms(load, D_TYPED_LITERAL, facts["other_literal"], "distinct");
+    }
+};
+
+class TermSetsSlowTest : public TermSetsTest {};
+
+TEST_P(TermSetsTest, schemaIsOneInTwoSyntaxes) {
+    expectSet("schemaorg-nt");
+    expectSet("schemaorg-nq");
+}
+
+TEST_P(TermSetsTest, vocabulariesHaveBlankNodesOfTheirOwn) {
+    expectSet("vocabularies");
+}
+
+TEST_P(TermSetsTest, longTextsHaveRowsToo) {
+    expectSet("long-texts");
+}
+
+TEST_P(TermSetsSlowTest, wordNetHasTermsOfManyKinds) {
+    expectSet("wordnet31");
+}
+
+TEST_P(TermSetsSlowTest, annotationsAreMillionsOfRows) {
+    expectSet("cldr-annotations");
+}
+
+INSTANTIATE_TEST_SUITE_P(Threads, TermSetsTest, testing::Values(1, 2, 7));
+INSTANTIATE_TEST_SUITE_P(Threads, TermSetsSlowTest, testing::Values(1, 2, 7));
 
 } // namespace
