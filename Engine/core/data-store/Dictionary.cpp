@@ -12,7 +12,6 @@
 #include <array>
 #include <bitset>
 #include <exception>
-#include <limits>
 #include <utility>
 
 namespace {
@@ -234,7 +233,7 @@ void Dictionary::resolveResources(DictionaryThread& thread, const std::span<Batc
         const std::span<BatchEntry> block = entries.subspan(begin, std::min(MIXED_BLOCK_SIZE, entries.size() - begin));
         forEachServer(block, [&hashes](const DictionaryDatatype* const object, const std::span<BatchEntry> served,
                                        const uint16_t* const indexes) {
-            std::array<uint64_t, MIXED_BLOCK_SIZE> ofServed;
+            std::array<uint64_t, MIXED_BLOCK_SIZE> ofServed{};
             if (object != nullptr)
                 object->findResources(served, ofServed.data());
             else

@@ -185,8 +185,8 @@ public:
     virtual void findResources(std::span<BatchEntry> entries, uint64_t* hashes) const;
 
     /// The second half: resolves the entries whose ID is 0, in their order. They are this object's, each with the hash
-    /// that the first half gave; entries with an ID are left alone. Failures are as those of resolveResources. The
-    /// default resolves each by itself.
+    /// that the first half gave; entries with an ID are left alone. Failures are as those of resolveResources. A slot is
+    /// held for all of these entries at most, which the caller chooses few enough. The default resolves each by itself.
     virtual void createResources(DictionaryThreadContext* threadContext, std::span<BatchEntry> entries,
                                  const uint64_t* hashes, std::vector<BatchFailure>& failures);
 

@@ -346,7 +346,7 @@ void TableDatatype<TablePolicy>::findBatch(const std::span<BatchEntry> entries, 
 }
 
 /// Every probe begins at its home bucket, as the thread has been out of the tables since findBatch. What it reads there
-/// has been prefetched.
+/// has been prefetched. The slot is left after as much text as a group may have, for those who wait for it.
 template<class TablePolicy>
 template<class Accept, class SelectTable>
 void TableDatatype<TablePolicy>::createBatch(DictionaryThreadContext* const threadContext,
@@ -354,6 +354,7 @@ void TableDatatype<TablePolicy>::createBatch(DictionaryThreadContext* const thre
                                              std::vector<BatchFailure>& failures, const Accept& accept,
                                              const BatchFailure::Refuse refuse, const SelectTable& selectTable) {
     EnteredTable enteredTable;
+    size_t numberOfBytes = 0;
     for (size_t index = 0; index < entries.size(); ++index) {
         BatchEntry& entry = entries[index];
         if (entry.m_resourceID != 0)
@@ -363,6 +364,11 @@ void TableDatatype<TablePolicy>::createBatch(DictionaryThreadContext* const thre
         if (form.size() >= AdaptiveResourceSizeEncoding::MAXIMUM_SIZE || !accept(form, datatypeID)) [[unlikely]] {
             failures.emplace_back(index, entry, refuse);
             continue;
+        }
+        numberOfBytes += form.size();
+        if (numberOfBytes > PreparedEntries::MAXIMUM_NUMBER_OF_BYTES) {
+            enteredTable.leave();
+            numberOfBytes = form.size();
         }
         try {
             Table& table = selectTable(datatypeID);

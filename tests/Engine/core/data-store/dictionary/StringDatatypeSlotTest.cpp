@@ -195,6 +195,36 @@ TYPED_TEST(StringDatatypeSlotTest, aBatchLeavesOneSlotBeforeItTakesTheOther) {
     EXPECT_LT(1024u, getTable(this->m_fixture).getNumberOfBuckets()) << "no batch has grown a table";
 }
 
+TYPED_TEST(StringDatatypeSlotTest, theHalvesOfABatchHoldNoSlotBetweenThem) {
+    const OwnedLiterals literals = makeMixture(GROUP, "");
+    std::vector<BatchEntry> entries = makeBatch(literals);
+    std::vector<uint64_t> hashes(entries.size());
+    std::vector<BatchFailure> failures;
+    this->expectGroupsOfABatch(entries.size(),
+                               [&] { this->m_fixture.m_datatype.findResources(entries, hashes.data()); });
+    this->expectGroupsOfABatch(
+        entries.size(), [&] { this->m_fixture.m_datatype.createResources(nullptr, entries, hashes.data(), failures); });
+    EXPECT_EQ(entries.size() + 1, this->m_fixture.m_nextResourceID.load());
+}
+
+/// 400 KiB of text, where a group may have 64.
+TYPED_TEST(StringDatatypeSlotTest, longTextsOfASecondHalfAreCreatedInSeveralStays) {
+    OwnedLiterals literals;
+    for (size_t number = 0; number < 100; ++number)
+        literals.push_back({std::to_string(number) + std::string(4096, 'x'), D_XSD_STRING});
+    std::vector<BatchEntry> entries = makeBatch(literals);
+    std::vector<uint64_t> hashes(entries.size());
+    std::vector<BatchFailure> failures;
+    this->m_fixture.m_datatype.findResources(entries, hashes.data());
+    const auto contentsBefore = this->m_log->getContents();
+    this->m_log->takeSteps();
+    this->m_fixture.m_datatype.createResources(nullptr, entries, hashes.data(), failures);
+    const auto steps = this->m_log->takeSteps();
+    this->expectOneSlotAtATime(contentsBefore, steps);
+    EXPECT_EQ(7u, this->countEntries(steps, D_XSD_STRING)) << "15 texts a stay";
+    EXPECT_EQ(entries.size() + 1, this->m_fixture.m_nextResourceID.load());
+}
+
 TYPED_TEST(StringDatatypeSlotTest, aBatchOfOneDatatypeEntersOneTable) {
     for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL}) {
         OwnedLiterals literals = makeMixture(2 * GROUP, "");
