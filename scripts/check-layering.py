@@ -75,7 +75,7 @@ POSIX_HEADERS = set("""
 # instructions of one kind of processor.
 RESERVED_HEADERS = {
     "sys/mman.h": [f"{SYSTEM}/VirtualMemory.cpp"],
-    "xxhash.h": [f"{DATA_STORE}/Checksum.cpp", f"{DATA_STORE}/ChecksumChain.cpp"],
+    "xxhash.h": [f"{DATA_STORE}/Checksum.cpp", f"{DATA_STORE}/ChecksumChain.cpp", f"{PIECES}/DistinctTerms.cpp"],
     "immintrin.h": [f"{DICTIONARY}/LexicalFormLanesAVX2.cpp", f"{DICTIONARY}/LexicalFormLanesAVX512.cpp",
                     f"{READER}/Utf8AVX2.cpp"],
     "CLI/CLI.hpp": [f"{SHELL}/CommandLine.cpp"],

@@ -30,35 +30,33 @@ std::string TermResolver::getCauseOfRefusal(BatchEntry literal) const {
 }
 
 void TermResolver::resolve(const TermRows& rows, Thread& thread, ParsedPiece& piece) {
-    if (m_creator)
-        resolveInOrder(thread, piece);
-    else
-        resolveLiterals(m_dictionary, thread.m_dictionaryThread, m_settings.m_isLenient, piece);
-    if (!m_rowOutput)
+    if (!m_rowOutput) {
+        resolveTerms(thread, piece);
         return;
+    }
     thread.m_bytes.clear();
     try {
+        resolveTerms(thread, piece);
         makeBytes(rows, piece, thread);
     } catch (...) {
-        thread.m_bytes.clear();
-        piece.m_errors.push_back(inputErrorOfCurrentException());
+        m_rowOutput->write(piece.m_sequence, {}); // The others wait for this turn.
+        throw;
     }
     m_rowOutput->write(piece.m_sequence, thread.m_bytes);
 }
 
-/// Takes the piece's turn, whatever fails.
-void TermResolver::resolveInOrder(Thread& thread, ParsedPiece& piece) {
+void TermResolver::resolveTerms(Thread& thread, ParsedPiece& piece) {
+    if (!m_creator) {
+        resolveLiterals(m_dictionary, thread.m_dictionaryThread, m_settings.m_isLenient, piece);
+        return;
+    }
     try {
         findUnknown(thread, piece);
     } catch (...) {
-        thread.m_unknown.clear();
-        thread.m_indexes.clear();
-        piece.m_errors.push_back(inputErrorOfCurrentException());
+        m_turns.take(piece.m_sequence, [] {}); // for which the others wait
+        throw;
     }
     m_turns.take(piece.m_sequence, [&] { createUnknown(thread, piece); });
-    const std::span<BatchEntry> entries = piece.m_literals.getEntries();
-    for (size_t number = 0; number < thread.m_unknown.size(); ++number)
-        entries[thread.m_indexes[number]].m_resourceID = thread.m_unknown[number].m_resourceID;
 }
 
 /// Looks all terms up; collects those that are not there, and those that are refused.
@@ -78,6 +76,9 @@ void TermResolver::findUnknown(Thread& thread, ParsedPiece& piece) const {
 void TermResolver::createUnknown(Thread& thread, ParsedPiece& piece) {
     const DictionaryThread::Loan loan(*m_creator);
     resolveEntries(m_dictionary, *m_creator, m_settings.m_isLenient, thread.m_unknown, thread.m_indexes, piece);
+    const std::span<BatchEntry> entries = piece.m_literals.getEntries();
+    for (size_t number = 0; number < thread.m_unknown.size(); ++number)
+        entries[thread.m_indexes[number]].m_resourceID = thread.m_unknown[number].m_resourceID;
 }
 
 void TermResolver::makeBytes(const TermRows& rows, const ParsedPiece& piece, Thread& thread) const {

@@ -29,7 +29,8 @@ class Dictionary;
 /// Ownership  Refers to a dictionary and a stream that outlive it.
 /// Threads    resolve: any number concurrently, each with a Thread and a piece of its own; every piece of a file must
 ///            come. startFile: while nobody resolves.
-/// Errors     Those of a piece go into the piece.
+/// Errors     Terms that are refused, and limits, go into the piece. Others, such as those of the stream, are thrown, and
+///            hold nobody's turn back.
 class TermResolver : private Unmovable {
 public:
     enum class Order : uint8_t { INPUT, ANY };
@@ -75,7 +76,7 @@ public:
     void resolve(const TermRows& rows, Thread& thread, ParsedPiece& piece);
 
 private:
-    void resolveInOrder(Thread& thread, ParsedPiece& piece);
+    void resolveTerms(Thread& thread, ParsedPiece& piece);
     void findUnknown(Thread& thread, ParsedPiece& piece) const;
     void createUnknown(Thread& thread, ParsedPiece& piece);
     void makeBytes(const TermRows& rows, const ParsedPiece& piece, Thread& thread) const;

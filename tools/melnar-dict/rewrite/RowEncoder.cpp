@@ -23,7 +23,6 @@ void RowEncoder::endBlock(ParsedPiece& piece) {
         throw;
     }
     m_output.write(piece.m_sequence, m_bytes);
-    m_rows.clear();
 }
 
 /// A term that is missing comes before an error that ended the block.

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class Dictionary;
@@ -22,6 +23,7 @@ public:
         : m_dictionary(dictionary), m_output(output), m_layout(layout), m_document(document), m_rows(layout.m_columns) {
     }
 
+    void startBlock(std::string_view) override { m_rows.clear(); }
     const char* take(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece) override;
     void withdraw() override { m_rows.clear(); }
     void endBlock(ParsedPiece& piece) override;

@@ -293,7 +293,8 @@ TEST(AddressSpaceTest, readingASmallDictionaryTakesLittle) {
          {"get " + dictionary + " 1", "lookup " + dictionary + " '\"abc\"'", "dump " + dictionary,
           "stats " + dictionary, "verify " + dictionary,
           "encode --as iri " + file + " -d " + dictionary + " -o " + directory.getPathOf("e.nt") + " --threads 1",
-          "decode --as iri " + directory.getPathOf("e.nt") + " -d " + dictionary + " -o - --threads 1", "compact " + dictionary})
+          "decode --as iri " + directory.getPathOf("e.nt") + " -d " + dictionary + " -o - --threads 1",
+          "compact " + dictionary})
         EXPECT_EQ(0, runWithin(KIB_OF_ADDRESS_SPACE, arguments)) << arguments;
     EXPECT_NE(0, runWithin(KIB_OF_ADDRESS_SPACE, "load " + file + " --into " + dictionary))
         << "what may grow reserves for it, so the limit is one";
