@@ -22,9 +22,7 @@ constexpr std::string_view TRIPLE_TERM_END = " )>>";
 constexpr std::string_view STRING_DATATYPE = "<http://www.w3.org/2001/XMLSchema#string>"; // never written
 constexpr std::string_view DOCUMENT_MARK = "doc"; // of a label that was made unique
 
-bool isControlCharacter(const char character) noexcept {
-    return static_cast<uint8_t>(character) < 0x20 || character == 0x7F;
-}
+constexpr char DELETE = 0x7F; // the one control character of ASCII that IRIs can have
 
 /// Splits at the last mark; the second part begins behind it. Without the mark, as in a damaged file, the first part is all.
 std::pair<std::string_view, std::string_view> splitAtLast(const std::string_view form,
@@ -158,6 +156,8 @@ bool takeTerm(std::string_view& text, const Position position) noexcept {
         return takeIri();
     for (size_t end = 1; end < text.size(); end += text[end] == '\\' ? size_t(2) : size_t(1))
         if (text[end] == '"') {
+            if (text.substr(0, end).find(DELETE) != std::string_view::npos)
+                return false;
             text.remove_prefix(end + 1);
             if (text.starts_with('@')) {
                 const std::string_view tag = takeUntil(" ", 1);
@@ -175,7 +175,8 @@ bool takeTerm(std::string_view& text, const Position position) noexcept {
 
 /// Only the object can be a triple term, so that all closing brackets stand together.
 bool isTripleTerm(std::string_view form) noexcept {
-    if (std::any_of(form.begin(), form.end(), isControlCharacter))
+    if (std::any_of(form.begin(), form.end(),
+                    [](const char character) { return static_cast<uint8_t>(character) < 0x20; }))
         return false;
     size_t depth = 0;
     for (; form.starts_with(TRIPLE_TERM_BEGIN); ++depth) {
@@ -193,8 +194,13 @@ bool isTripleTerm(std::string_view form) noexcept {
     return depth == 0 && form.empty();
 }
 
+/// Only IRIs have a character that is escaped here, and is written as it is in canonical form.
 void appendTripleTerm(const std::string_view form, std::string& output) {
-    output += form;
+    for (const char character : form)
+        if (character == DELETE)
+            output += "\\u007F";
+        else
+            output += character;
 }
 
 using Place = TermFamily::AffixPlace;

@@ -48,6 +48,11 @@ TEST(TermFamilyTest, formsThatAreNoneAreRefused) {
           "_:a <p> _:b )>>",
           "<<( _:a <p> \"a\nb\" )>>",
           "<<( _:a <p> \"a\x7F\" )>>",
+          "<<( _:a <p> \"\\\x7F\" )>>",
+          "<<( _:a <p> \"a\"@en\x7F )>>",
+          "<<( _:a\x7F <p> _:b )>>",
+          "<<( _:a <p> _:b\x7F )>>",
+          "<<( _:a <p\x1F> _:b )>>",
           "<<(_:a <p> _:b)>>",
           "<<( )>> . <e:s> <e:p> <<( )>>",
           "<<( _:a <p> _:b )>> . <e:s> <e:p> <<( _:a <p> _:b )>>",
@@ -96,7 +101,8 @@ TEST(TermFamilyTest, formsOfEachFamilyAreAcceptedAndPrinted) {
         {D_TRIPLE_TERM, "<<( _:a <p> \"b\" )>>", "<<( _:a <p> \"b\" )>>"},
         {D_TRIPLE_TERM, "<<( <s> <p> \"\\\"b \\\\\"^^<x:y> )>>", "<<( <s> <p> \"\\\"b \\\\\"^^<x:y> )>>"},
         {D_TRIPLE_TERM, "<<( <s> <p> <<( _:a <p> \"b\"@en-GB )>> )>>", "<<( <s> <p> <<( _:a <p> \"b\"@en-GB )>> )>>"},
-        {D_TRIPLE_TERM, "<<( <s> <p> \"\"@en--ltr )>>", "<<( <s> <p> \"\"@en--ltr )>>"}};
+        {D_TRIPLE_TERM, "<<( <s> <p> \"\"@en--ltr )>>", "<<( <s> <p> \"\"@en--ltr )>>"},
+        {D_TRIPLE_TERM, "<<( <s\x7F> <\x7Fp> \"\"^^<t\x7F> )>>", "<<( <s\\u007F> <\\u007Fp> \"\"^^<t\\u007F> )>>"}};
     for (const auto& [datatypeID, form, printed] : accepted) {
         EXPECT_NO_THROW(TermFamily::get(datatypeID).check(form)) << form;
         EXPECT_EQ(printed, toTurtle(datatypeID, form));
