@@ -5,16 +5,28 @@
 
 #include "Engine/core/data-store/dictionary/PlainLiteral.h"
 #include "Reader/CanonicalWriter.h"
+#include "Reader/Literal.h"
 
 namespace {
 
-/// Writes a literal of rdf:PlainLiteral as what it is.
+/// Whether a tag can stand in a triple term, which RDF 1.2 reads.
+bool isReadable(const std::string_view tag) {
+    const std::string text = "@" + std::string(tag);
+    Rdf::TextWindow window(Rdf::Version::RDF_1_2);
+    window.open(text.data() + text.size(), Rdf::TextWindow::Beyond::NOTHING);
+    Rdf::Term literal;
+    return Rdf::readLanguageTag(window, text.data(), literal) == window.getEnd();
+}
+
+/// Writes a literal of rdf:PlainLiteral as what it is, if it can be read again then.
 Rdf::Term untangle(Rdf::Term literal) {
     std::string_view form = literal.m_text;
     uint8_t datatypeID = D_RDF_PLAIN_LITERAL;
     if (!acceptPlainLiteral(form, datatypeID))
         return literal;
     const Term plain = Term::parse(datatypeID, form);
+    if (!plain.m_language.empty() && !isReadable(plain.m_language))
+        return literal;
     literal.m_text = plain.m_text;
     literal.m_tag = plain.m_language;
     literal.m_datatype = {};

@@ -11,7 +11,7 @@
 /// are.
 ///
 /// Literals of rdf:PlainLiteral within triple terms are written as text and tag, like the literals that the dictionary
-/// has for them elsewhere; a malformed one stays as it is.
+/// has for them elsewhere; one that is malformed, or has a tag that RDF 1.2 does not read, stays as it is.
 ///
 /// Ownership  The result refers to the term's own bytes, and for blank nodes and triple terms to `text`, whose contents
 ///            it replaces.

@@ -79,7 +79,7 @@ TEST(EngineTermTest, plainLiteralsWithinTripleTermsAreTextAndTag) {
     Rdf::Triple triple{make(Rdf::TermKind::IRI, "urn:s"), make(Rdf::TermKind::IRI, "urn:p"), {}};
     Rdf::Term term = make(Rdf::TermKind::TRIPLE, "");
     term.m_triple = &triple;
-    const auto getObject = [&](const char* const text) {
+    const auto getObject = [&](const std::string& text) {
         triple.m_object = makeLiteral(text, "", PLAIN_LITERAL);
         const auto [datatypeID, form] = getForm(term);
         EXPECT_EQ(D_TRIPLE_TERM, datatypeID);
@@ -89,8 +89,8 @@ TEST(EngineTermTest, plainLiteralsWithinTripleTermsAreTextAndTag) {
     };
     EXPECT_EQ("\"a@b\"@en", getObject("a@b@en"));
     EXPECT_EQ("\"a\"", getObject("a@"));
-    EXPECT_EQ(std::string("\"a\"^^<") + PLAIN_LITERAL + ">", getObject("a"));
-    EXPECT_EQ(std::string("\"a@1\"^^<") + PLAIN_LITERAL + ">", getObject("a@1"));
+    for (const std::string text : {"a", "a@1", "a@abcdefghi", "a@en-abcdefghi"})
+        EXPECT_EQ('"' + text + "\"^^<" + PLAIN_LITERAL + ">", getObject(text));
 }
 
 } // namespace
