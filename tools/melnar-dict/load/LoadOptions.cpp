@@ -73,8 +73,10 @@ VerbDescription describeLoad(LoadOptions& options) {
     verb.addText("--ids", "ROWS", "write the statements as rows of IDs to this file; one that exists is replaced",
                  options.m_idsName);
     verb.m_options.back().m_isFile = true;
-    verb.addChoice("--id-width", "BYTES", "bytes of an ID in the rows, 4 or 8 (default: 4 if all IDs fit)",
-                   options.m_idWidth, std::vector<std::pair<std::string, size_t>>{{"4", 4}, {"8", 8}});
+    verb.addChoice("--id-width", "BYTES", "bytes of an ID in the rows: 4, 8, or auto: 4 if all IDs fit (default)",
+                   options.m_idWidth,
+                   std::vector<std::pair<std::string, std::optional<size_t>>>{
+                       {"4", RowLayout::NARROW}, {"8", RowLayout::WIDE}, {"auto", std::nullopt}});
     verb.addFlag("--quads", "give the rows a column of graphs even if the input's formats have none",
                  options.m_asksForGraphs);
     verb.addChoice("--order", "ORDER",

@@ -37,6 +37,11 @@ TEST(LoadOptionsTest, needsNothingButAFile) {
     EXPECT_FALSE(options.m_feedback.m_isQuiet || options.m_feedback.m_asksForProgress);
     EXPECT_EQ(20u, options.m_numberOfErrorsShown);
     EXPECT_EQ("", options.m_rejectedName);
+    EXPECT_FALSE(options.m_loadsOnlyStrings || options.m_asksForGraphs);
+    EXPECT_EQ("", options.m_idsName);
+    EXPECT_EQ(std::nullopt, options.m_idWidth);
+    EXPECT_EQ(std::nullopt, options.m_order);
+    EXPECT_EQ(BlankNodeScope::Mode::DOCUMENTS, options.m_blankNodes.m_mode);
     EXPECT_TRUE(options.m_lookups.empty());
 }
 
@@ -95,6 +100,43 @@ TEST(LoadOptionsTest, refusesWhatItCannotDo) {
                   messageOf({"a.nt", "--base", base}));
     EXPECT_EQ("option --query needs a value", messageOf({"a.nt", "--query"}));
     EXPECT_EQ("option --lenient takes no value", messageOf({"a.nt", "--lenient=yes"}));
+}
+
+TEST(LoadOptionsTest, takesWhatRowsAndTermsAreToBe) {
+    const LoadOptions options = parse(
+        {"a.nt", "-o", "d", "--ids", "T.npy", "--id-width", "4", "--quads", "--order=any", "--blank-nodes", "shared"});
+    EXPECT_EQ("T.npy", options.m_idsName);
+    EXPECT_EQ(4u, options.m_idWidth);
+    EXPECT_TRUE(options.m_asksForGraphs);
+    EXPECT_EQ(TermResolver::Order::ANY, options.m_order);
+    EXPECT_EQ(BlankNodeScope::Mode::SHARED, options.m_blankNodes.m_mode);
+    EXPECT_EQ(8u, parse({"a.nt", "--ids", "-", "--id-width=8"}).m_idWidth);
+    EXPECT_EQ(std::nullopt, parse({"a.nt", "--ids", "-", "--id-width", "8", "--id-width", "auto"}).m_idWidth);
+    EXPECT_EQ(TermResolver::Order::INPUT, parse({"a.nt", "--order", "input"}).m_order);
+    EXPECT_TRUE(parse({"a.nt", "--strings-only"}).m_loadsOnlyStrings);
+    EXPECT_EQ("T.npy", parse({"a.nt", "--into", "d", "--ids", "T.npy"}).m_idsName);
+}
+
+TEST(LoadOptionsTest, refusesRowsAndTermsThatContradictEachOther) {
+    EXPECT_EQ("--ids needs -o or --into, to save the dictionary of the IDs", messageOf({"a.nt", "--ids", "T.npy"}));
+    for (const std::vector<std::string>& option :
+         {std::vector<std::string>{"--json"}, {"--query", "'x'"}, {"--get", "1"}}) {
+        std::vector<std::string> arguments{"a.nt", "--ids", "-"};
+        arguments.insert(arguments.end(), option.begin(), option.end());
+        EXPECT_EQ("--ids - goes with none of --json, --query and --get, which print to standard output, too",
+                  messageOf(arguments));
+    }
+    EXPECT_EQ("--id-width and --quads need --ids", messageOf({"a.nt", "-o", "d", "--id-width", "8"}));
+    EXPECT_EQ("--id-width and --quads need --ids", messageOf({"a.nt", "-o", "d", "--quads"}));
+    EXPECT_EQ("--strings-only goes with neither --ids nor --order",
+              messageOf({"a.nt", "-o", "d", "--ids", "T.npy", "--strings-only"}));
+    EXPECT_EQ("--strings-only goes with neither --ids nor --order",
+              messageOf({"a.nt", "--order", "any", "--strings-only"}));
+    EXPECT_NE("", messageOf({"a.nt", "--ids", "-", "--id-width", "2"}));
+    EXPECT_NE("", messageOf({"a.nt", "--ids", "-", "--id-width", ""}));
+    EXPECT_NE("", messageOf({"a.nt", "--order", "none"}));
+    EXPECT_NE("", messageOf({"a.nt", "--blank-nodes", "none"}));
+    EXPECT_EQ("the value of option --ids is empty", messageOf({"a.nt", "-o", "d", "--ids", ""}));
 }
 
 TEST(LoadOptionsTest, keepsWhatIsRejectedOnlyWhenLenient) {
