@@ -36,6 +36,7 @@ void RowOutput::open(const Dictionary& dictionary) {
 
 void RowOutput::saveWith(const Dictionary& dictionary, OutputLock& lock) {
     if (!m_npyFile) {
+        m_standardOutput.flush(); // A load whose rows nobody gets saves nothing.
         saveDictionary(dictionary, lock);
         return;
     }

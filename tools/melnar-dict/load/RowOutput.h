@@ -30,7 +30,7 @@ public:
     OutputStream& getStream() { return m_npyFile ? m_npyFile->getStream() : m_standardOutput; }
     const RowLayout& getLayout() const noexcept { return m_layout; }
 
-    /// Saves the dictionary to the locked file. A file of rows is completed before, and appears together with it.
+    /// Saves the dictionary to the locked file. Rows are all written before; a file of rows appears together with it.
     void saveWith(const Dictionary& dictionary, OutputLock& lock);
 
 private:
