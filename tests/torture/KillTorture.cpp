@@ -32,13 +32,18 @@ constexpr size_t LARGEST_NUMBER_OF_IDLE_RUNS = 1000; // that end before they are
 using Clock = std::chrono::steady_clock;
 using Files = std::map<std::string, std::string>; // contents by names
 
-/// A command line that replaces a file.
+/// A file that a verb replaces.
+struct Output {
+    std::string m_name;
+    std::optional<std::string> m_old; // what it held before; nothing if it was not there
+    std::string m_new{};              // what it holds when the verb has ended
+};
+
+/// A command line that replaces files: one, or rows of IDs and their dictionary.
 struct Verb {
     std::string m_name;
     std::vector<std::string> m_arguments;
-    std::string m_output;
-    std::string m_old{};                        // what the file held before
-    std::string m_new{};                        // and what it holds when the verb has ended
+    std::vector<Output> m_outputs;
     std::chrono::duration<double> m_duration{}; // of the longest of a few runs
     size_t m_kills = 0;
 };
@@ -80,7 +85,8 @@ public:
             kills += verb.m_kills;
         }
         return m_findings.finish(kills, "kills of the tool", "each file old or new as a whole",
-                                 " (" + withCommas(m_oldFiles) + " old, " + withCommas(m_newFiles) + " new; " +
+                                 " (" + withCommas(m_oldFiles) + " old, " + withCommas(m_newFiles) + " new, " +
+                                     withCommas(m_halves) + " with new rows beside the old dictionary; " +
                                      withCommas(m_savingFiles) + " unfinished files left" + verbs + ")") &&
                kills == numberOfKills;
     }
@@ -103,7 +109,7 @@ private:
     void makeInputs() {
         write("a.nt", makeTriples(0));
         write("b.nt", makeTriples(LITERALS));
-        require({"load", "a.nt", "-o", "a.dict", "--threads", "1"});
+        require({"load", "a.nt", "-o", "a.dict", "--ids", "a.npy", "--threads", "1"});
         require({"encode", "--as", "iri", "a.nt", "-d", "a.dict", "-o", "encoded.nt"});
         // With IDs withdrawn, so that a compaction has something to do.
         Dictionary dictionary(MEMORY_LIMIT, MAXIMUM_NUMBER_OF_RESOURCES);
@@ -125,20 +131,30 @@ private:
 
     void makeVerbs() {
         const std::string& dictionary = m_inputs.at("a.dict");
+        const std::string& rows = m_inputs.at("a.npy");
         const std::string& text = m_inputs.at("b.nt");
         m_verbs = {
-            {"load", {"load", "a.nt", "b.nt", "-o", "out.dict", "--threads", "1"}, "out.dict", dictionary},
-            {"load --into", {"load", "b.nt", "--into", "grown.dict", "--threads", "1"}, "grown.dict", dictionary},
-            {"compact", {"compact", "compacted.dict"}, "compacted.dict", m_inputs.at("sparse.dict")},
-            {"encode",
+            {"load", {"load", "a.nt", "b.nt", "-o", "out.dict", "--threads", "1"}, {{"out.dict", dictionary}}},
+            {"load --into", {"load", "b.nt", "--into", "grown.dict", "--threads", "1"}, {{"grown.dict", dictionary}}},
+            {"load --ids",
+             {"load", "b.nt", "-o", "new.dict", "--ids", "new.npy"},
+             {{"new.npy", std::nullopt}, {"new.dict", std::nullopt}}},
+            {"load --ids over others",
+             {"load", "b.nt", "-o", "other.dict", "--ids", "other.npy"},
+             {{"other.npy", rows}, {"other.dict", dictionary}}},
+            {"load --into --ids",
+             {"load", "b.nt", "--into", "more.dict", "--ids", "more.npy"},
+             {{"more.npy", rows}, {"more.dict", dictionary}}},
+            {"compact", {"compact", "compacted.dict"}, {{"compacted.dict", m_inputs.at("sparse.dict")}}},
+            {"encode", {"encode", "a.nt", "-d", "a.dict", "-o", "out.npy"}, {{"out.npy", text}}},
+            {"encode --as iri",
              {"encode", "--as", "iri", "a.nt", "-d", "a.dict", "-o", "out-encoded.nt"},
-             "out-encoded.nt",
-             text},
-            {"decode",
-             {"decode", "--as", "iri", "encoded.nt", "-d", "a.dict", "-o", "out-decoded.nt"},
-             "out-decoded.nt",
-             text},
-            {"canonical", {"canonical", "a.nt", "b.nt", "-o", "out-canonical.nt"}, "out-canonical.nt", text},
+             {{"out-encoded.nt", text}}},
+            {"decode", {"decode", "a.npy", "-d", "a.dict", "-o", "out-decoded.nt"}, {{"out-decoded.nt", text}}},
+            {"decode --as iri",
+             {"decode", "--as", "iri", "encoded.nt", "-d", "a.dict", "-o", "out-text.nt"},
+             {{"out-text.nt", text}}},
+            {"canonical", {"canonical", "a.nt", "b.nt", "-o", "out-canonical.nt"}, {{"out-canonical.nt", text}}},
         };
     }
 
@@ -151,21 +167,45 @@ private:
             throw std::runtime_error("the tool fails to " + arguments.front());
     }
 
-    /// Runs the verb a few times to know what it makes of the file, and how long that takes.
+    /// Puts the old file there, or nothing. Temporary files and locks stay for the next process.
+    void restore(const Output& output) const {
+        if (output.m_old)
+            write(output.m_name, *output.m_old);
+        else
+            std::filesystem::remove(pathOf(output.m_name));
+    }
+
+    /// Runs the verb a few times to know what it makes of the files, and how long that takes.
     void prepare(Verb& verb) {
         for (int run = 0; run < 3; ++run) {
-            write(verb.m_output, verb.m_old);
+            for (const Output& output : verb.m_outputs)
+                restore(output);
             const auto begin = Clock::now();
             require(verb.m_arguments);
             verb.m_duration = std::max<std::chrono::duration<double>>(verb.m_duration, Clock::now() - begin);
-            const std::string result = readFile(pathOf(verb.m_output)).value_or("");
-            if (run != 0 && result != verb.m_new)
-                m_findings.add(verb.m_name + " does not do the same twice");
-            verb.m_new = result;
+            for (Output& output : verb.m_outputs) {
+                const std::string result = readFile(pathOf(output.m_name)).value_or("");
+                if (run != 0 && result != output.m_new)
+                    m_findings.add(verb.m_name + " does not do the same twice");
+                output.m_new = result;
+            }
         }
-        if (verb.m_new == verb.m_old)
-            m_findings.add(verb.m_name + " changes nothing, so that kills show nothing");
-        write(verb.m_output, verb.m_old);
+        if (verb.m_outputs.size() == 2 && decode(verb) != m_inputs.at("b.nt"))
+            m_findings.add(verb.m_name + " makes rows that are decoded to something else");
+        for (const Output& output : verb.m_outputs) {
+            if (output.m_new == output.m_old)
+                m_findings.add(verb.m_name + " changes nothing, so that kills show nothing");
+            restore(output);
+        }
+    }
+
+    /// The statements of rows of IDs that stand beside their dictionary; nothing if the tool refuses them.
+    std::optional<std::string> decode(const Verb& verb) {
+        const int status = waitForTool(
+            start({"decode", verb.m_outputs.front().m_name, "-d", verb.m_outputs.back().m_name, "-o", "decoded.nt"}));
+        const std::optional<std::string> decoded = readFile(pathOf("decoded.nt"));
+        std::filesystem::remove(pathOf("decoded.nt"));
+        return status == 0 ? decoded : std::nullopt;
     }
 
     /// Returns false if the verb had ended before.
@@ -179,41 +219,65 @@ private:
             "MELNAR_SEED=" + std::to_string(m_seed) + " kill " + std::to_string(verb.m_kills) + " of " + verb.m_name;
         if (!isKilled && status != 0)
             m_findings.add(name + ": it failed before, with status " + std::to_string(status));
-        const bool isSavingLeft = std::filesystem::exists(pathOf(verb.m_output + ".saving"));
         checkFiles(verb, name, true);
-        const std::optional<std::string> result = readFile(pathOf(verb.m_output));
-        if (result != verb.m_old && result != verb.m_new)
-            m_findings.add(name + ": the file is neither the old nor the new one, but " +
-                           (result ? "has " + std::to_string(result->size()) + " bytes" : "gone"));
-        if (result != verb.m_old) // Temporary files and locks stay for the next process.
-            write(verb.m_output, verb.m_old);
+        const size_t newFiles = countNewFiles(verb, name);
+        const bool isHalfDone = newFiles != 0 && newFiles != verb.m_outputs.size();
+        if (isHalfDone)
+            checkHalf(verb, name);
+        for (const Output& output : verb.m_outputs) {
+            m_savingFiles += isKilled && std::filesystem::exists(pathOf(output.m_name + ".saving"));
+            restore(output);
+        }
         if (!isKilled)
             return false;
         ++verb.m_kills;
-        m_savingFiles += isSavingLeft;
-        ++(result == verb.m_new ? m_newFiles : m_oldFiles);
+        ++(isHalfDone ? m_halves : newFiles != 0 ? m_newFiles : m_oldFiles);
         return true;
+    }
+
+    /// Checks that each file is the old one or the new one. Returns how many are new.
+    size_t countNewFiles(const Verb& verb, const std::string& name) {
+        size_t newFiles = 0;
+        for (const Output& output : verb.m_outputs) {
+            const std::optional<std::string> result = readFile(pathOf(output.m_name));
+            newFiles += result == output.m_new;
+            if (result != output.m_old && result != output.m_new)
+                m_findings.add(name + ": the file is neither the old nor the new one, but " +
+                               (result ? "has " + std::to_string(result->size()) + " bytes" : "gone"));
+        }
+        return newFiles;
+    }
+
+    /// Rows and a dictionary that are not of one load, as a kill between two calls of the system leaves them, must not
+    /// be taken for each other: the rows come first, and no dictionary of before knows the new one, which they name.
+    void checkHalf(const Verb& verb, const std::string& name) {
+        if (readFile(pathOf(verb.m_outputs.front().m_name)) != verb.m_outputs.front().m_new)
+            m_findings.add(name + ": the dictionary is there before its rows");
+        if (decode(verb))
+            m_findings.add(name + ": rows are decoded with a dictionary that is not theirs");
     }
 
     void checkWholeRun(const Verb& verb) {
         const std::string name = "MELNAR_SEED=" + std::to_string(m_seed) + " a run of " + verb.m_name + " after kills";
         if (waitForTool(start(verb.m_arguments)) != 0)
             m_findings.add(name + " fails");
-        if (readFile(pathOf(verb.m_output)) != verb.m_new)
+        if (countNewFiles(verb, name) != verb.m_outputs.size())
             m_findings.add(name + " makes another file");
         checkFiles(verb, name, false);
-        write(verb.m_output, verb.m_old);
+        for (const Output& output : verb.m_outputs)
+            restore(output);
     }
 
     /// Checks that there is nothing but the inputs, unchanged, and the outputs, with what a killed process may leave:
     /// this verb too, or only the others, which may have been killed since their last whole run.
     void checkFiles(const Verb& verb, const std::string& name, const bool mayLeaveFiles) {
         std::set<std::string> allowed;
-        for (const Verb& other : m_verbs) {
-            allowed.insert(other.m_output);
-            if (mayLeaveFiles || &other != &verb)
-                allowed.insert({other.m_output + ".saving", other.m_output + ".lock"});
-        }
+        for (const Verb& other : m_verbs)
+            for (const auto& [fileName, oldBytes, newBytes] : other.m_outputs) {
+                allowed.insert(fileName);
+                if (mayLeaveFiles || &other != &verb)
+                    allowed.insert({fileName + ".saving", fileName + ".lock", fileName + ".replaced"});
+            }
         size_t inputs = 0;
         for (const auto& entry : std::filesystem::directory_iterator(m_folder)) {
             const std::string fileName = entry.path().filename();
@@ -237,6 +301,7 @@ private:
     std::vector<Verb> m_verbs;
     size_t m_oldFiles = 0;
     size_t m_newFiles = 0;
+    size_t m_halves = 0;
     size_t m_savingFiles = 0;
 };
 
