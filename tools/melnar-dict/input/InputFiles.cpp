@@ -111,6 +111,10 @@ uint64_t getTotalBytes(const InputFiles& files) {
     return total;
 }
 
+bool haveGraphs(const InputFiles& files) {
+    return std::any_of(files.begin(), files.end(), [](const auto& file) { return hasGraphs(file.second); });
+}
+
 void addInputFiles(VerbDescription& verb, const InputFormats formats, InputFiles& variable) {
     const auto reader = std::make_shared<InputFilesReader>(verb.m_name, formats);
     verb.m_operands.push_back(

@@ -17,6 +17,9 @@ using InputFiles = std::vector<std::pair<std::string, RdfFormat>>;
 /// Returns the bytes that the files have on the disk, or 0 if one of them does not tell, like a pipe.
 uint64_t getTotalBytes(const InputFiles& files);
 
+/// Whether a statement of one of the files can name a graph.
+bool haveGraphs(const InputFiles& files);
+
 /// Adds the operands FILE... and the option --format, which holds for the files behind it up to the next one; the first
 /// one holds for those before it, too.
 void addInputFiles(VerbDescription& verb, InputFormats formats, InputFiles& variable);

@@ -5,7 +5,6 @@
 
 #include "Engine/core/data-store/Dictionary.h"
 
-#include <algorithm>
 #include <limits>
 
 namespace {
@@ -19,9 +18,7 @@ size_t getWidthFor(const uint64_t resourceID) {
 
 RowOutput::RowOutput(const LoadOptions& options, StandardOutput& standardOutput, std::ostream& errorOutput)
     : m_options(options), m_standardOutput(standardOutput) {
-    const bool hasGraphsInInput = std::any_of(options.m_files.begin(), options.m_files.end(),
-                                              [](const auto& file) { return hasGraphs(file.second); });
-    m_layout.m_columns = options.m_asksForGraphs || hasGraphsInInput ? 4 : 3;
+    m_layout.m_columns = options.m_asksForGraphs || haveGraphs(options.m_files) ? 4 : 3;
     if (options.m_idsName != STANDARD_STREAM)
         m_lock.emplace(options.m_idsName, options.m_output.m_waits, errorOutput, Output::SECOND);
 }

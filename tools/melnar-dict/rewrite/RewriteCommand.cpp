@@ -14,7 +14,6 @@
 
 #include "Engine/core/data-store/Dictionary.h"
 
-#include <algorithm>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -64,12 +63,11 @@ ExitCode rewriteIris(const RewriteOptions& options, const Dictionary& dictionary
 }
 
 RowLayout chooseLayout(const RewriteOptions& options, const Dictionary& dictionary) {
-    const bool namesGraphs = std::any_of(options.m_files.begin(), options.m_files.end(),
-                                         [](const auto& file) { return hasGraphs(file.second); });
     const bool isNarrow = dictionary.getNextResourceID() - 1 <= std::numeric_limits<uint32_t>::max();
-    return {options.m_asksForQuads || namesGraphs ? size_t(4) : size_t(3), options.m_idWidth != 0 ? options.m_idWidth
-                                                                           : isNarrow             ? RowLayout::NARROW
-                                                                                                  : RowLayout::WIDE};
+    return {options.m_asksForQuads || haveGraphs(options.m_files) ? size_t(4) : size_t(3),
+            options.m_idWidth != 0 ? options.m_idWidth
+            : isNarrow             ? RowLayout::NARROW
+                                   : RowLayout::WIDE};
 }
 
 ExitCode encodeRows(const RewriteOptions& options, const Dictionary& dictionary, RewriteOutput& file,

@@ -70,6 +70,12 @@ TEST(InputFilesTest, haveStandardInputOnlyOnce) {
     EXPECT_EQ("read needs a file", messageOf({"--format", "nt"}));
 }
 
+TEST(InputFilesTest, haveGraphsIfOneOfThemHas) {
+    EXPECT_FALSE(haveGraphs({}));
+    EXPECT_FALSE(haveGraphs({{"a", RdfFormat::TURTLE}, {"b", RdfFormat::N_TRIPLES}}));
+    EXPECT_TRUE(haveGraphs({{"a", RdfFormat::TURTLE}, {"b", RdfFormat::N_QUADS}}));
+}
+
 TEST(InputFilesTest, haveATotalSizeOnlyIfAllOfThemTellTheirs) {
     const TemporaryDirectory directory;
     const InputFiles files{{directory.addFile("a", "12345"), RdfFormat::N_TRIPLES},
