@@ -119,12 +119,16 @@ LoadEstimator::File LoadEstimator::examine(const std::string& fileName, const Rd
 
 /// Reads units of a plain file by seeking them.
 void LoadEstimator::sampleUnits(const File& file) {
+    if (file.m_bytes == 0)
+        return;
     FileSource input(file.m_name, {}, &m_bytesRead);
     SampleParser parser(file.m_format);
     std::string buffer;
     const auto bytes = static_cast<double>(file.m_bytes);
     const auto unitBytes = static_cast<double>(m_settings.m_unitBytes);
     const bool isWhole = m_stride == 1;
+    if (isWhole)
+        m_nextPosition = m_plainBytes; // The last unit may have ended early.
     for (bool isFirst = true; m_nextPosition < m_plainBytes + bytes;
          m_nextPosition += m_stride * unitBytes, isFirst = false) {
         const auto begin = static_cast<uint64_t>(std::max(0.0, m_nextPosition - m_plainBytes));

@@ -91,6 +91,21 @@ TEST(LoadEstimatorTest, countsSmallInput) {
     }
 }
 
+TEST(LoadEstimatorTest, countsAllOfSeveralSmallFiles) {
+    const TemporaryDirectory directory;
+    InputFiles files{{directory.addFile("empty", ""), RdfFormat::TURTLE}};
+    size_t numberOfStatements = 0;
+    for (size_t number = 1; number < 30; number += 7) {
+        files.emplace_back(directory.addFile(std::to_string(number), makeText(RdfFormat::N_TRIPLES, number)),
+                           RdfFormat::N_TRIPLES);
+        numberOfStatements += number;
+    }
+    LoadEstimator estimator(makeSettings(1 << 20, 512));
+    const LoadEstimate estimate = estimator.estimate(files);
+    EXPECT_EQ(numberOfStatements, estimate.m_statements);
+    EXPECT_EQ(estimate.m_inputBytes, estimate.m_sampledBytes);
+}
+
 TEST(LoadEstimatorTest, extrapolatesLargeInput) {
     const TemporaryDirectory directory;
     for (const RdfFormat format : {RdfFormat::N_TRIPLES, RdfFormat::TURTLE}) {
