@@ -1,5 +1,6 @@
-"""Loading RDF files: the tool beside serd's bare reader and serdi, in turns."""
+"""RDF files and rows of IDs: the tool beside serd's bare reader, serdi and a copy, in turns."""
 
+import filecmp
 import gzip
 import json
 import os
@@ -8,6 +9,7 @@ import shutil
 import statistics
 import subprocess
 import sys
+import tempfile
 import time
 from pathlib import Path
 
@@ -81,57 +83,82 @@ def run_once(command):
     }
 
 
-def commands(programs, file, threads):
-    """What is run, by the name in the results. serdi's output goes nowhere, by way of the shell."""
+def commands(programs, file, folder, threads):
+    """What is run, by the name in the results: later commands read what earlier ones have written to the folder.
+    serdi's output goes nowhere, by way of the shell."""
     syntax = {".ttl": "turtle", ".nq": "nquads", ".trig": "trig"}.get(file.suffix, "ntriples")
+
+    def tool(verb, *arguments):
+        return [programs / "tools" / "melnar-dict", verb, *arguments, "--threads", str(threads)]
+
+    def load(name, *options):
+        return tool("load", file, "--json", "-o", folder / f"{name}.dict", *options)
+
     return {
-        "serd-baseline": [str(programs / "benchmarks" / "serd-baseline"), str(file)],
-        f"melnar-dict/threads:{threads}": [
-            str(programs / "tools" / "melnar-dict"), "load", "--json", "--threads", str(threads), str(file)
-        ],
-        "serdi": [
-            "sh", "-c", 'exec serdi -q -i "$1" -o ntriples "$2" >/dev/null', "sh", syntax, str(file)
-        ],
+        "serd-baseline": [programs / "benchmarks" / "serd-baseline", file],
+        "serdi": ["sh", "-c", 'exec serdi -q -i "$1" -o ntriples "$2" >/dev/null', "sh", syntax, file],
+        "melnar-strings": tool("load", file, "--json", "--strings-only"),
+        "melnar-load": load("input", "--ids", folder / "input.npy"),
+        "melnar-load-any": load("any", "--ids", folder / "any.npy", "--order", "any"),
+        "melnar-encode": tool("encode", file, "-d", folder / "input.dict", "-o", folder / "encoded.npy"),
+        "melnar-decode": tool("decode", folder / "input.npy", "-d", folder / "input.dict", "-o", folder / "decoded"),
+        "melnar-copy": [programs / "benchmarks" / "bench-copy", folder / "decoded", folder / "copied"],
     }
 
 
-def check_statements(file, outputs):
-    """The loader and the reader must have met the same statements."""
+def count_lines(file):
+    with open(file, "rb") as source:
+        return sum(piece.count(b"\n") for piece in iter(lambda: source.read(1 << 20), b""))
+
+
+def check_answers(file, folder, outputs):
+    """All must have met the same statements, and what was written must agree."""
     read = int(re.match(r"(\d+) statements", outputs["serd-baseline"])[1])
-    for name, output in outputs.items():
-        if name.startswith("melnar-dict") and json.loads(output)["triples"] != read:
+    reports = {name: json.loads(output) for name, output in outputs.items() if output.startswith("{")}
+    counts = {name: report["triples"] for name, report in reports.items()}
+    counts["melnar-decode"] = count_lines(folder / "decoded")
+    for name, count in counts.items():
+        if count != read:
             sys.exit(f"run.py: {file.name}: {name} does not count the {read} statements that serd reads")
+    if any(count != reports["melnar-load-any"][name] for name, count in reports["melnar-load"].items()
+           if name.startswith("distinct")):
+        sys.exit(f"run.py: {file.name}: the order of the IDs changes the terms")
+    for left, right in (("input.npy", "encoded.npy"), ("decoded", "copied")):
+        if not filecmp.cmp(folder / left, folder / right, shallow=False):
+            sys.exit(f"run.py: {file.name}: '{left}' and '{right}' differ")
+
+
+def figures_of_output(name, output, folder, figures):
+    """What a command tells or has written, in figures."""
+    if name.startswith(("melnar-load", "melnar-strings")):
+        report = json.loads(output)
+        return {"dictionary_mb": report["memoryBytes"] / (1 << 20),
+                "text_mb": (report["textBytes"] + report["otherTextBytes"]) / (1 << 20)}
+    if name in ("melnar-decode", "melnar-copy"):
+        return {"mb_per_cpu_second": (folder / "decoded").stat().st_size / 1e6 / figures["cpu_seconds"]}
+    return {}
 
 
 def run_load(programs, file, threads, repetitions, context, results):
-    """Loads a file with all programs in turn, as often as told, prints ratios and writes a file of results."""
+    """Runs all commands in turn, as often as told, and writes a file of results, which it returns."""
     entries = []
-    seconds = {}
     for repetition in range(repetitions + 1):
         outputs = {}
-        for name, command in commands(programs, file, threads).items():
-            outputs[name], figures = run_once(command)
-            if repetition == 0:
-                continue  # brings the file into the cache
-            if name.startswith("melnar-dict"):
-                figures["dictionary_mb"] = json.loads(outputs[name])["memoryBytes"] / (1 << 20)
-            seconds.setdefault(name, []).append(figures["seconds"])
-            entries.append({"run_name": name, "name": name, "run_type": "iteration",
-                            "repetition_index": repetition - 1, **figures})
-        check_statements(file, outputs)
-    medians = {name: statistics.median(values) for name, values in seconds.items()}
-    for name, median in medians.items():
-        print(f"{name:24} {median:8.3f} s  (from {min(seconds[name]):.3f} to {max(seconds[name]):.3f})")
-    ours = next(name for name in medians if name.startswith("melnar-dict"))
-    for name in medians.keys() - {ours}:
-        print(f"{ours} / {name}: {medians[ours] / medians[name]:.3f}")
-    peak, dictionary = (statistics.median(entry[figure] for entry in entries if entry["name"] == ours)
-                        for figure in ("peak_mb", "dictionary_mb"))
-    print(f"{ours}: peak memory {peak:.1f} MB, {peak - dictionary:.1f} MB beside the dictionary's")
-    document = {"context": {**context, "strings": file.name, "bytes": str(file.stat().st_size)},
+        with tempfile.TemporaryDirectory(dir=results) as name_of_folder:
+            folder = Path(name_of_folder)
+            for name, command in commands(programs, file, folder, threads).items():
+                outputs[name], figures = run_once(command)
+                figures |= figures_of_output(name, outputs[name], folder, figures)
+                if repetition > 0:  # the first one brings the file into the cache
+                    entries.append({"run_name": name, "name": name, "run_type": "iteration",
+                                    "repetition_index": repetition - 1, **figures})
+            check_answers(file, folder, outputs)
+    document = {"context": {**context, "strings": file.name, "bytes": str(file.stat().st_size),
+                            "threads": str(threads)},
                 "benchmarks": entries}
-    name = f"load-{file.stem}-{file.suffix.removeprefix('.')}.json"
-    (results / name).write_text(json.dumps(document, indent=1), encoding="utf-8")
+    path = results / f"load-{file.stem}-{file.suffix.removeprefix('.')}.json"
+    path.write_text(json.dumps(document, indent=1), encoding="utf-8")
+    return path
 
 
 def run_read(programs, file, repetitions, context, results):

@@ -15,7 +15,8 @@
       stalls                    how long single calls take while a map grows
       collisions                65,536 strings made to collide in the dictionary, beside ordinary ones
       files                     save, open, verify, compact
-      load                      RDF files beside serd's reader and serdi: those given with --file
+      load                      RDF files loaded, encoded and decoded, beside serd's reader, serdi and a copy: those
+                                given with --file
       read                      the bare readers, ours and serd's, in processor time: the files given with --file
       terms                     IRIs beside the same texts as strings, in time and memory: the files given with --file,
                                 N-Triples or N-Quads, or the data sets beside the repository
@@ -197,12 +198,11 @@ def run_terms(arguments):
 
 
 def run_load(arguments):
-    files = files_to_read(arguments, "load")
     threads = int(arguments.threads.split(",")[-1])
-    for file in files:
-        print(f"\n{file.name}:", flush=True)
-        load.run_load(arguments.programs, file, min(2, threads), arguments.repetitions, context_of_run(),
-                      arguments.results)
+    for file in files_to_read(arguments, "load"):
+        path = load.run_load(arguments.programs, file, min(2, threads), arguments.repetitions, context_of_run(),
+                             arguments.results)
+        print("\n" + "\n".join(tables.load_section(Results(path))), flush=True)
 
 
 def main():

@@ -109,18 +109,22 @@ def file_section(results):
 
 
 def load_section(results):
-    """Loading a file, beside readers."""
+    """Loading, encoding and decoding a file, beside readers and a copy."""
     context = results.context
-    lines = [f"### {results.name}: {context['strings']}, {int(context['bytes']) / 1e6:.0f} MB", "",
-             describe_machine(context) + ".", ""]
-    quantities = ["seconds", "cpu_seconds", "peak_mb", "dictionary_mb"]
+    lines = [f"### {results.name}: {context['strings']}, {int(context['bytes']) / 1e6:.0f} MB, "
+             f"{threads_of(int(context['threads']))}", "", describe_machine(context) + ".", ""]
+    quantities = ["seconds", "cpu_seconds", "peak_mb", "dictionary_mb", "text_mb", "mb_per_cpu_second"]
     rows = [[name, *(shown(results.find(name, quantity)) for quantity in quantities)] for name in results.figures]
     lines += table(["", *quantities], rows)
-    ours = next(name for name in results.figures if name.startswith("melnar"))
-    for name in results.figures:
-        if name != ours:
-            ratio = results.find(ours, "seconds").median / results.find(name, "seconds").median
-            lines.append(f"- {ours} ÷ {name}: {ratio:.2f} of the wall time")
+    for left, right, quantity, words in (
+            *((ours, other, "seconds", "of the wall time") for other in ("serd-baseline", "serdi")
+              for ours in ("melnar-load", "melnar-load-any", "melnar-strings", "melnar-encode")),
+            ("melnar-load", "melnar-load-any", "seconds", "of the wall time"),
+            ("melnar-decode", "melnar-copy", "mb_per_cpu_second", "of the bytes a second of processor time")):
+        ratio = results.find(left, quantity).median / results.find(right, quantity).median
+        lines.append(f"- {left} ÷ {right}: {ratio:.2f} {words}")
+    peak, text = (results.find("melnar-load", quantity).median for quantity in ("peak_mb", "text_mb"))
+    lines.append(f"- melnar-load: peak memory {peak / text:.2f} of the text of all distinct terms")
     return [*lines, ""]
 
 

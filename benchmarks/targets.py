@@ -93,11 +93,23 @@ OTHER_TARGETS = [
 def load_targets(all_results):
     """Targets for each file that was loaded."""
     for file, results in all_results.items():
-        if file.startswith("load-"):
-            ours = next(name for name in results.figures if name.startswith("melnar"))
-            for other, must, aim in (("serd-baseline", 0.75, 0.60), ("serdi", 0.30, None)):
-                yield Target(f"load of {results.context['strings']} / {other}, 1 thread", (file, ours, "seconds"),
-                             (file, other, "seconds"), must, aim)
+        if not file.startswith("load-"):
+            continue
+        name = results.context["strings"]
+        for words, ours, other, must, aim in (
+                ("load of the strings of", "melnar-strings", "serd-baseline", 0.75, 0.60),
+                ("load of the strings of", "melnar-strings", "serdi", 0.30, None),
+                ("load with IDs of all terms of", "melnar-load", "serd-baseline", 0.60, 0.40),
+                ("load with IDs of all terms of", "melnar-load", "melnar-load-any", 1.2, None),
+                ("encode", "melnar-encode", "serd-baseline", 0.50, 0.35)):
+            beside_what = {"melnar-load-any": "in any order"}.get(other, f"{other}, 1 thread")
+            yield Target(f"{words} {name} / {beside_what}", (file, ours, "seconds"), (file, other, "seconds"), must,
+                         aim)
+        yield Target(f"decode {name} / a copy, bytes a second of processor time (at least)",
+                     (file, "melnar-decode", "mb_per_cpu_second"), (file, "melnar-copy", "mb_per_cpu_second"), 0.2, 0.3,
+                     at_least=True)
+        yield Target(f"peak memory of loading {name} / text of all distinct terms", (file, "melnar-load", "peak_mb"),
+                     (file, "melnar-load", "text_mb"), 1.4, 1.1)
 
 
 def term_targets(all_results):

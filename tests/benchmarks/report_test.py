@@ -56,7 +56,11 @@ def make_all_results():
     maps = ("melnar-batch-64", "melnar-single-64", "melnar-batch-32", "absl-256", "tbb")
     named = [f"{name}/threads:{threads}" for name in maps for threads in (1, 2)]
     own = {"melnar_batch_64": 40, "melnar_single_64": 150}
-    loads = {"seconds": 1.0, "cpu_seconds": 2.0, "peak_mb": 3.0}
+    loads = {name: {"seconds": seconds, "cpu_seconds": 2.0, "peak_mb": 30.0, "text_mb": 24.0, "mb_per_cpu_second": rate}
+             for name, seconds, rate in (
+                 ("serd-baseline", 4.0, 0.0), ("serdi", 10.0, 0.0), ("melnar-strings", 1.2, 0.0),
+                 ("melnar-load", 2.0, 0.0), ("melnar-load-any", 1.6, 0.0), ("melnar-encode", 1.3, 0.0),
+                 ("melnar-decode", 3.0, 500.0), ("melnar-copy", 0.5, 2000.0))}
     files = dict.fromkeys(("save", "copy_sync", "write", "open", "copy", "bytes", "verify", "compact", "compact_half"),
                           0.5)
     collisions = dict.fromkeys(("ordinary", "ordinary_again", "colliding", "colliding_again", "ratio", "ratio_again"),
@@ -81,9 +85,7 @@ def make_all_results():
         "collisions-65536": make_results({name: collisions for name in named if name.endswith(":1")}, n="65536",
                                          strings="colliding"),
         "files-b-10000000": make_results({name: files for name in ("melnar-32", "melnar-64")}, **numbered),
-        "load-large-8000000-nt": make_results(
-            {name: loads for name in ("serd-baseline", "melnar-dict/threads:2", "serdi")},
-            strings="large-8000000.nt", bytes="1000000000"),
+        "load-large-8000000-nt": make_results(loads, strings="large-8000000.nt", bytes="1000000000", threads="2"),
         "terms-names-nt": make_results({"iris/threads:1": terms}, strings="/tmp/names.nt", n="600000"),
     }
 
@@ -171,6 +173,23 @@ class ReportTest(unittest.TestCase):
         self.assertIn("| 10 million strings, 1 thread | 40 (0.40) |", text)
         self.assertIn("| 10 million strings, 1 thread | **150 (1.50)** |", text)
 
+    def test_all_that_is_done_with_an_rdf_file_is_told(self):
+        repository = self.make(make_all_results())
+        repository.write()
+        text = repository.read()
+        file = "large-8000000.nt, 1000 MB, 2 threads"
+        for line in (f"| load {file}, all terms and rows of IDs | 2.0 s | 0.50 of serd's bare reader, 0.20 of `serdi`",
+                     f"| load {file}, strings alone | 1.20 s | 0.30 of serd's",
+                     f"| encode {file} | 1.30 s | 0.33 of serd's",
+                     f"| decode {file} | 3.0 s | 0.25 of the bytes that a copy"):
+            self.assertIn(line, text)
+        self.assertIn("2 threads turn a gigabyte of N-Triples into rows of IDs and a dictionary of all terms in 0.50 "
+                      "of", repository.read("README.md"))
+        tables = repository.read(report.TABLES)
+        for line in ("- melnar-load ÷ serd-baseline: 0.50 of", "- melnar-load ÷ melnar-load-any: 1.25 of",
+                     "- melnar-load: peak memory 1.25 of"):
+            self.assertIn(line, tables)
+
     def test_plots_of_earlier_results_go(self):
         repository = self.make(make_all_results())
         old = repository.root / "docs/performance/old.svg"
@@ -209,6 +228,20 @@ class TargetsTest(unittest.TestCase):
         self.assertEqual(("1.1", "1.15", "-", "must"), rows["terms-names-nt: IRI / string, batch build"])
         self.assertEqual(("1.2", "1.15", "-", "MISSED"), rows["terms-names-nt: IRI / string, batch re"])
         self.assertEqual(("0.5", "0.6", "0.45", "must"), rows["terms-names-nt: bytes stored of IRIs / of their text"])
+
+    def test_what_is_done_with_an_rdf_file_is_compared_with_readers_and_a_copy(self):
+        rows = {row[0]: row[1:] for row in targets.rows(self.results)}
+        name = "large-8000000.nt"
+        for target, row in (
+                (f"load of the strings of {name} / serd-baseline, 1 thread", ("0.3", "0.75", "0.6", "aim")),
+                (f"load of the strings of {name} / serdi, 1 thread", ("0.12", "0.3", "-", "must")),
+                (f"load with IDs of all terms of {name} / serd-baseline, 1 thread", ("0.5", "0.6", "0.4", "must")),
+                (f"load with IDs of all terms of {name} / in any order", ("1.25", "1.2", "-", "MISSED")),
+                (f"encode {name} / serd-baseline, 1 thread", ("0.325", "0.5", "0.35", "aim")),
+                (f"decode {name} / a copy, bytes a second of processor time (at least)",
+                 ("0.25", "0.2", "0.3", "must")),
+                (f"peak memory of loading {name} / text of all distinct terms", ("1.25", "1.4", "1.1", "must"))):
+            self.assertEqual(row, rows[target])
 
     def test_what_was_not_measured_meets_nothing(self):
         del self.results["growth-b-1000000"]
