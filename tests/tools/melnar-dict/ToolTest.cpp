@@ -69,6 +69,7 @@ TEST_F(ToolTest, printsATableOfWhatItLoaded) {
                                        "distinct other literals                 1\n"
                                        "distinct directional strings            0\n"
                                        "distinct triple terms                   0\n"
+                                       "first document                          1\n"
                                        "errors                                  0\n"
                                        "bytes of text                          11\n"
                                        "bytes of other text                    49\n"
@@ -269,20 +270,22 @@ TEST_F(ToolTest, endsWithThreeWhenAFileCannotBeRead) {
 
 TEST_F(ToolTest, endsWithThreeAtALimit) {
     std::string text;
-    for (int number = 0; number < 40000; ++number)
+    for (int number = 0; number < 80000; ++number)
         text += "<a:s> <a:p> \"a literal with the number " + std::to_string(number) + "\" .\n";
     m_directory.addFile("a.nt", text);
     expectFailure(3,
-                  "a.nt: out of memory: --memory-limit 5M is reached; a larger one may help, or fewer threads, or "
+                  "a.nt: out of memory: --memory-limit 9M is reached; a larger one may help, or fewer threads, or "
                   "shorter lines\n",
-                  run({"load", "a.nt", "--memory-limit", "5M", "--threads", "1"}));
+                  run({"load", "a.nt", "--memory-limit", "9M", "--threads", "1"}));
     expectFailure(
         3, "a.nt: The dictionary cannot create resource 11 because it was created to hold at most 10 resources.\n",
         run({"load", "a.nt", "--max-resources", "10", "--lenient"}));
     expectFailure(2, "melnar-dict: --memory-limit 1 is too small: with 1 thread it must be 5M or more\n",
-                  run({"load", "a.nt", "--memory-limit", "1", "--threads", "1"}));
+                  run({"load", "--strings-only", "a.nt", "--memory-limit", "1", "--threads", "1"}));
+    expectFailure(2, "melnar-dict: --memory-limit 8M is too small: with 1 thread it must be 9M or more\n",
+                  run({"load", "a.nt", "--memory-limit", "8M", "--threads", "1"}));
     expectFailure(2, "melnar-dict: --memory-limit 10M is too small: with 4 threads it must be 11M or more\n",
-                  run({"load", "a.nt", "--memory-limit", "10M", "--threads", "4"}));
+                  run({"load", "--strings-only", "a.nt", "--memory-limit", "10M", "--threads", "4"}));
 }
 
 TEST_F(ToolTest, endsWithThreeWhenStandardOutputCannotBeWritten) {

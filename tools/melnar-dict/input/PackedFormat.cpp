@@ -79,9 +79,8 @@ std::string_view withoutPackedExtension(const std::string_view fileName) {
 
 void refusePackedOutput(const std::string& outputName) {
     if (const Description* const description = describeFile(outputName))
-        throw ToolFailure(ExitCode::USAGE, "output '" + outputName + "' would be plain text, not " +
-                                               description->m_name +
-                                               " as its name says; give it another name and pack it afterwards");
+        throw ToolFailure(ExitCode::USAGE, "output '" + outputName + "' would not be packed as " + description->m_name +
+                                               ", as its name says; give it another name and pack it afterwards");
 }
 
 void failAsUnsound(const PackedFormat format, const std::string& cause) {

@@ -16,6 +16,8 @@
 
 namespace {
 
+constexpr std::string_view LABEL_MARK = "_:";
+
 /// Resolves what is collected of a block, also if an error has ended it.
 class ResolvingCollector final : public LiteralCollector {
 public:
@@ -55,18 +57,23 @@ void FileLoader::load(const std::string& fileName, const RdfFormat format) {
 }
 
 uint64_t FileLoader::getNextDocument(const Dictionary& dictionary) {
-    if (!dictionary.mayHaveResources(D_BLANK_NODE))
+    if (!dictionary.mayHaveResources(D_BLANK_NODE) && !dictionary.mayHaveResources(D_TRIPLE_TERM))
         return 1;
     uint64_t document = 0;
     dictionary.forEachResource([&document](uint64_t, const ResourceValue& value) {
-        if (value.m_datatypeID != D_BLANK_NODE)
-            return;
-        // What says the document may be the part that many labels share.
-        const std::string_view label =
-            value.m_auxiliaryDataSize == 0
-                ? std::string_view(reinterpret_cast<const char*>(value.m_data), value.m_dataSize - 1)
-                : std::string_view(reinterpret_cast<const char*>(value.m_auxiliaryData), value.m_auxiliaryDataSize);
-        document = std::max(document, BlankNodeScope::getDocument(label));
+        const auto takeLabel = [&document](const std::string_view label) {
+            document = std::max(document, BlankNodeScope::getDocument(label));
+        };
+        const std::string_view own(reinterpret_cast<const char*>(value.m_data), value.m_dataSize - 1);
+        const std::string_view shared(reinterpret_cast<const char*>(value.m_auxiliaryData), value.m_auxiliaryDataSize);
+        if (value.m_datatypeID == D_BLANK_NODE)
+            takeLabel(shared.empty() ? own : shared); // The document is in the part that many labels share.
+        else if (value.m_datatypeID == D_TRIPLE_TERM)
+            // What looks like a label within a literal may leave a number out, which does no harm.
+            for (const std::string_view part : {own, shared})
+                for (size_t mark = part.find(LABEL_MARK); mark != std::string_view::npos;
+                     mark = part.find(LABEL_MARK, mark + LABEL_MARK.size()))
+                    takeLabel(part.substr(mark + LABEL_MARK.size()));
     });
     return document + 1;
 }

@@ -39,7 +39,8 @@ public:
     /// Loads a file, "-" being standard input, up to its end or to where the journal stops.
     void load(const std::string& fileName, RdfFormat format);
 
-    /// The number of the first file that is added to a dictionary: one that no blank node of the dictionary belongs to.
+    /// The number of the first file that is added to a dictionary: one that no blank node of the dictionary belongs to,
+    /// within triple terms neither.
     /// Walks all resources.
     static uint64_t getNextDocument(const Dictionary& dictionary);
 

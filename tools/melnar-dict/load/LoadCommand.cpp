@@ -28,8 +28,10 @@
 
 namespace {
 
-LoadReport makeReport(const Dictionary& dictionary, const InputJournal& journal, const double seconds) {
+LoadReport makeReport(const Dictionary& dictionary, const InputJournal& journal, const uint64_t firstDocument,
+                      const double seconds) {
     LoadReport report;
+    report.m_firstDocument = firstDocument;
     report.m_counts = journal.getCounts();
     report.m_errors = journal.getNumberOfErrors();
     dictionary.forEachResource([&report](uint64_t, const ResourceValue& value) {
@@ -81,8 +83,10 @@ void checkOtherOutput(const LoadOptions& options, const std::string& outputName)
         check.refuseInput(fileName);
     if (!options.m_intoName.empty())
         check.refuseInput(options.m_intoName);
-    if (!options.m_output.m_outputName.empty())
+    if (!options.m_output.m_outputName.empty()) {
+        check.refuseOutput(options.m_output.m_outputName);
         OutputCheck(options.m_output.m_outputName, options.m_output.m_isForced).refuseOutput(outputName);
+    }
     check.refuseDictionary();
 }
 
@@ -154,7 +158,8 @@ FileLoader::TermSettings makeTermSettings(const LoadOptions& options, const Dict
     FileLoader::TermSettings terms;
     terms.m_order = options.m_order.value_or(rows ? TermResolver::Order::INPUT : TermResolver::Order::ANY);
     terms.m_blankNodes = options.m_blankNodes;
-    terms.m_blankNodes.m_firstDocument = FileLoader::getNextDocument(dictionary);
+    if (!options.m_loadsOnlyStrings && options.m_blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS)
+        terms.m_blankNodes.m_firstDocument = FileLoader::getNextDocument(dictionary);
     if (rows) {
         rows->open(dictionary);
         terms.m_rowStream = &rows->getStream();
@@ -166,7 +171,9 @@ FileLoader::TermSettings makeTermSettings(const LoadOptions& options, const Dict
 } // namespace
 
 ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput) {
-    const size_t dictionaryLimit = MemoryLimit::apply(options.m_memoryLimit, options.m_numberOfThreads);
+    const size_t dictionaryLimit = MemoryLimit::apply(
+        options.m_memoryLimit, options.m_numberOfThreads,
+        options.m_loadsOnlyStrings ? MemoryLimit::BYTES_OF_THREAD : MemoryLimit::BYTES_OF_THREAD_WITH_TERMS);
     checkOtherOutputs(options);
     std::optional<OutputLock> lock;
     std::string intoName = options.m_intoName;
@@ -205,8 +212,9 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - start;
     // Counts what is in the dictionary beside the save, if the system has a thread for it.
     std::future<LoadReport> report =
-        std::async(lock ? std::launch::async | std::launch::deferred : std::launch::deferred,
-                   [&] { return makeReport(dictionary, journal, duration.count()); });
+        std::async(lock ? std::launch::async | std::launch::deferred : std::launch::deferred, [&] {
+            return makeReport(dictionary, journal, terms.m_blankNodes.m_firstDocument, duration.count());
+        });
     if (lock) {
         const ProgressReporter progress(messages, options.m_feedback.getProgressMode(),
                                         "saving '" + toPrintable(options.m_output.m_outputName) + "'");

@@ -73,12 +73,7 @@ VerbDescription describeLoad(LoadOptions& options) {
     verb.addText("--ids", "ROWS", "write the statements as rows of IDs to this file; one that exists is replaced",
                  options.m_idsName);
     verb.m_options.back().m_isFile = true;
-    verb.addChoice("--id-width", "BYTES", "bytes of an ID in the rows: 4, 8, or auto: 4 if all IDs fit (default)",
-                   options.m_idWidth,
-                   std::vector<std::pair<std::string, std::optional<size_t>>>{
-                       {"4", RowLayout::NARROW}, {"8", RowLayout::WIDE}, {"auto", std::nullopt}});
-    verb.addFlag("--quads", "give the rows a column of graphs even if the input's formats have none",
-                 options.m_asksForGraphs);
+    addRowOptions(verb, options.m_rows);
     verb.addChoice("--order", "ORDER",
                    "give IDs in the order of the \"input\" (the default with --ids), or in \"any\" order, which may be "
                    "faster",
@@ -86,7 +81,7 @@ VerbDescription describeLoad(LoadOptions& options) {
                    std::vector<std::pair<std::string, TermResolver::Order>>{{"input", TermResolver::Order::INPUT},
                                                                             {"any", TermResolver::Order::ANY}});
     verb.addFlag("--strings-only", "give IDs to string literals alone", options.m_loadsOnlyStrings);
-    addBlankNodes(verb, options.m_blankNodes);
+    addBlankNodes(verb, options.m_files, options.m_blankNodes);
     addInputFiles(verb, InputFormats::ALL, options.m_files);
     addThreads(verb, options.m_numberOfThreads);
     addLenient(verb, options.m_isLenient);
@@ -115,7 +110,7 @@ VerbDescription describeLoad(LoadOptions& options) {
             throw ToolFailure(ExitCode::USAGE, "--max-resources is for a new dictionary, not one given with --into");
         if (!options.m_rejectedName.empty() && !options.m_isLenient)
             throw ToolFailure(ExitCode::USAGE, "--rejected needs --lenient, as without it nothing is skipped");
-        if (options.m_idsName.empty() && (options.m_idWidth || options.m_asksForGraphs))
+        if (options.m_idsName.empty() && options.m_rows.isGiven())
             throw ToolFailure(ExitCode::USAGE, "--id-width and --quads need --ids");
         if (options.m_loadsOnlyStrings && (!options.m_idsName.empty() || options.m_order))
             throw ToolFailure(ExitCode::USAGE, "--strings-only goes with neither --ids nor --order");

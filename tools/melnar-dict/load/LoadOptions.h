@@ -5,6 +5,7 @@
 #include "tools/melnar-dict/load/TermResolver.h"
 #include "tools/melnar-dict/pieces/BlankNodeOptions.h"
 #include "tools/melnar-dict/pieces/InputJournal.h"
+#include "tools/melnar-dict/rows/RowOptions.h"
 #include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
 #include "tools/melnar-dict/shell/MemoryLimit.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
@@ -30,9 +31,8 @@ struct LoadOptions {
     std::optional<uint64_t> m_maximumNumberOfResources;
     std::string m_base;
     bool m_loadsOnlyStrings = false;
-    std::string m_idsName;                      // where rows of IDs go, "-" being standard output; empty for nowhere
-    bool m_asksForGraphs = false;               // whether the rows have a column of graphs in any case
-    std::optional<size_t> m_idWidth;            // in bytes; without one, what the largest ID needs
+    std::string m_idsName; // where rows of IDs go, "-" being standard output; empty for nowhere
+    RowOptions m_rows;
     std::optional<TermResolver::Order> m_order; // without one, that of the input if there are rows
     BlankNodeOptions m_blankNodes;
     std::string m_intoName;        // the saved dictionary to add to; empty for a new one

@@ -30,6 +30,7 @@ Figures figuresOf(const LoadReport& report) {
         {"distinct other literals", "distinctOtherLiterals", distinct(D_TYPED_LITERAL)},
         {"distinct directional strings", "distinctDirectionalStrings", distinct(D_DIRECTIONAL_STRING)},
         {"distinct triple terms", "distinctTripleTerms", distinct(D_TRIPLE_TERM)},
+        {"first document", "firstDocument", std::to_string(report.m_firstDocument)},
         {"errors", "errors", std::to_string(report.m_errors)},
         {"bytes of text", "textBytes", std::to_string(report.m_textBytes)},
         {"bytes of other text", "otherTextBytes", std::to_string(report.m_otherTextBytes)},

@@ -12,6 +12,7 @@
 struct LoadReport {
     StatementCounts m_counts;
     std::array<uint64_t, 256> m_distinct{}; // terms in the dictionary, by datatype ID
+    uint64_t m_firstDocument = 1;           // that the first file is, by which its blank nodes are told from others
     uint64_t m_errors = 0;
     uint64_t m_textBytes = 0;      // of the distinct string literals: text, and '@' and tag
     uint64_t m_otherTextBytes = 0; // of the other distinct terms: their lexical forms

@@ -5,26 +5,15 @@
 
 #include "Engine/core/data-store/Dictionary.h"
 
-#include <limits>
-
-namespace {
-
-/// The width in bytes that IDs up to this one need.
-size_t getWidthFor(const uint64_t resourceID) {
-    return resourceID <= std::numeric_limits<uint32_t>::max() ? RowLayout::NARROW : RowLayout::WIDE;
-}
-
-} // namespace
-
 RowOutput::RowOutput(const LoadOptions& options, StandardOutput& standardOutput, std::ostream& errorOutput)
     : m_options(options), m_standardOutput(standardOutput) {
-    m_layout.m_columns = options.m_asksForGraphs || haveGraphs(options.m_files) ? 4 : 3;
+    m_layout.m_columns = options.m_rows.getNumberOfColumns(options.m_files);
     if (options.m_idsName != STANDARD_STREAM)
         m_lock.emplace(options.m_idsName, options.m_output.m_waits, errorOutput, Output::SECOND);
 }
 
 void RowOutput::open(const Dictionary& dictionary) {
-    m_layout.m_idWidth = m_options.m_idWidth.value_or(getWidthFor(dictionary.getMaximumNumberOfResources()));
+    m_layout.m_idWidth = m_options.m_rows.getIDWidth(dictionary.getMaximumNumberOfResources());
     if (!m_lock)
         return;
     m_file.emplace(*m_lock);
@@ -38,7 +27,6 @@ void RowOutput::saveWith(const Dictionary& dictionary, OutputLock& lock) {
         return;
     }
     saveDictionary(dictionary, lock, *m_file, [&] {
-        m_npyFile->prepare(dictionary.getHistory(),
-                           m_options.m_idWidth.value_or(getWidthFor(dictionary.getNextResourceID() - 1)));
+        m_npyFile->prepare(dictionary.getHistory(), m_options.m_rows.getIDWidth(dictionary.getNextResourceID() - 1));
     });
 }

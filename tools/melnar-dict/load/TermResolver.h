@@ -23,7 +23,8 @@ class Dictionary;
 /// In the order of the input, IDs and the saved dictionary are those of a load with one thread, byte for byte. Threads
 /// look up concurrently what is known of their blocks. What is left is created in the order of the blocks, one block
 /// after the other, with one DictionaryThread that they lend each other: new terms get their IDs, and their places in
-/// all tables, in the order of their first appearance. For that no term is in a batch twice. In any order, every thread
+/// all tables, in the order of their first appearance. For that no term is in a batch twice, unless terms of a block collide
+/// on purpose (DistinctTerms.h); then a table may grow a little earlier with some numbers of threads. In any order, every thread
 /// creates what it finds missing.
 ///
 /// Ownership  Refers to a dictionary and a stream that outlive it.

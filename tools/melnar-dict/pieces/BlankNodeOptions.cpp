@@ -2,6 +2,7 @@
 
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
+#include <algorithm>
 #include <limits>
 #include <string>
 #include <utility>
@@ -14,7 +15,7 @@ constexpr uint64_t LARGEST_DOCUMENT = std::numeric_limits<uint64_t>::max() / 2;
 
 } // namespace
 
-void addBlankNodes(VerbDescription& verb, BlankNodeOptions& variable) {
+void addBlankNodes(VerbDescription& verb, const InputFiles& files, BlankNodeOptions& variable) {
     verb.addChoice(
         "--blank-nodes", "MODE",
         "documents: labels of blank nodes belong to their files, as RDF has it (default); shared: one label is "
@@ -22,6 +23,12 @@ void addBlankNodes(VerbDescription& verb, BlankNodeOptions& variable) {
         variable.m_mode,
         std::vector<std::pair<std::string, BlankNodeScope::Mode>>{{"documents", BlankNodeScope::Mode::DOCUMENTS},
                                                                   {"shared", BlankNodeScope::Mode::SHARED}});
+    verb.m_checks.emplace_back([&files, &variable] {
+        if (variable.m_mode == BlankNodeScope::Mode::SHARED &&
+            !std::all_of(files.begin(), files.end(), [](const auto& file) { return isLineFormat(file.second); }))
+            throw ToolFailure(ExitCode::USAGE, "--blank-nodes shared is for N-Triples and N-Quads: in Turtle and TriG, "
+                                               "nodes without a label would be shared, too");
+    });
 }
 
 void addDocument(VerbDescription& verb, BlankNodeOptions& variable) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tools/melnar-dict/input/InputFiles.h"
 #include "tools/melnar-dict/pieces/BlankNodeScope.h"
 #include "tools/melnar-dict/shell/VerbDescription.h"
 
@@ -17,8 +18,9 @@ struct BlankNodeOptions {
     }
 };
 
-/// Adds --blank-nodes.
-void addBlankNodes(VerbDescription& verb, BlankNodeOptions& variable);
+/// Adds --blank-nodes, for a verb that reads these files. Labels of Turtle and TriG cannot be shared: nodes without one
+/// have labels that the reader makes, and those of two files would be one.
+void addBlankNodes(VerbDescription& verb, const InputFiles& files, BlankNodeOptions& variable);
 
 /// Adds --document, which cannot be given where labels are shared.
 void addDocument(VerbDescription& verb, BlankNodeOptions& variable);

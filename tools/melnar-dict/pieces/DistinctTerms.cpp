@@ -5,10 +5,13 @@
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
+uint32_t DistinctTerms::hash(const std::string_view lexicalForm, const uint8_t datatypeID) noexcept {
+    return static_cast<uint32_t>(XXH3_64bits_withSeed(lexicalForm.data(), lexicalForm.size(), datatypeID) >> 32);
+}
+
 uint32_t DistinctTerms::add(const std::string_view lexicalForm, const uint8_t datatypeID, const uint64_t line,
                             LiteralBatch& batch) {
-    const uint64_t hash = XXH3_64bits_withSeed(lexicalForm.data(), lexicalForm.size(), datatypeID);
-    const auto hashOfSlot = static_cast<uint32_t>(hash >> 32);
+    const uint32_t hashOfSlot = hash(lexicalForm, datatypeID);
     size_t index = hashOfSlot & (m_slots.size() - 1);
     for (size_t probeLength = 0; m_slots[index].m_end != 0; ++probeLength, index = (index + 1) & (m_slots.size() - 1)) {
         if (m_slots[index].m_hash == hashOfSlot) {
@@ -31,6 +34,10 @@ uint32_t DistinctTerms::add(const std::string_view lexicalForm, const uint8_t da
 }
 
 void DistinctTerms::clear() noexcept {
+    if (m_slots.size() > LARGEST_NUMBER_OF_SLOTS_KEPT) { // or each block after a large one would take longer
+        m_slots.resize(FIRST_NUMBER_OF_SLOTS);
+        m_slots.shrink_to_fit();
+    }
     std::fill(m_slots.begin(), m_slots.end(), Slot());
     m_numberOfTerms = 0;
 }

@@ -24,18 +24,24 @@ public:
     /// appended since clear.
     uint32_t add(std::string_view lexicalForm, uint8_t datatypeID, uint64_t line, LiteralBatch& batch);
 
-    /// Forgets the terms and keeps the memory.
+    /// Forgets the terms and keeps the memory, unless that is much.
     void clear() noexcept;
 
+    /// Where the probe for a term begins, as its lowest bits tell.
+    static uint32_t hash(std::string_view lexicalForm, uint8_t datatypeID) noexcept;
+
+    /// After so many slots that are taken, a term is appended without a further look.
+    static constexpr size_t LONGEST_PROBE = 64;
+
 private:
-    /// An empty slot has no end: index + 1 of its term, with the upper half of its hash.
+    /// An empty slot has no end: index + 1 of its term, with its hash.
     struct Slot {
         uint32_t m_hash = 0;
         uint32_t m_end = 0;
     };
 
     static constexpr size_t FIRST_NUMBER_OF_SLOTS = size_t(1) << 12;
-    static constexpr size_t LONGEST_PROBE = 64;
+    static constexpr size_t LARGEST_NUMBER_OF_SLOTS_KEPT = size_t(1) << 17;
 
     void grow();
 

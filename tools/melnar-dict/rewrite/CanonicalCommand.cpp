@@ -63,7 +63,7 @@ VerbDescription describeCanonical(CanonicalOptions& options) {
               "the file to write; one that exists is replaced, unless it is an input or a dictionary",
               "replace OUT even if it is a dictionary", options.m_output);
     addInputFiles(verb, InputFormats::ALL, options.m_files);
-    addBlankNodes(verb, options.m_blankNodes);
+    addBlankNodes(verb, options.m_files, options.m_blankNodes);
     addThreads(verb, options.m_reading.m_numberOfThreads);
     addBase(verb, options.m_reading.m_base);
     addMaximumLine(verb, options.m_reading.m_maximumLine);

@@ -14,7 +14,6 @@
 
 #include "Engine/core/data-store/Dictionary.h"
 
-#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -62,17 +61,10 @@ ExitCode rewriteIris(const RewriteOptions& options, const Dictionary& dictionary
     });
 }
 
-RowLayout chooseLayout(const RewriteOptions& options, const Dictionary& dictionary) {
-    const bool isNarrow = dictionary.getNextResourceID() - 1 <= std::numeric_limits<uint32_t>::max();
-    return {options.m_asksForQuads || haveGraphs(options.m_files) ? size_t(4) : size_t(3),
-            options.m_idWidth != 0 ? options.m_idWidth
-            : isNarrow             ? RowLayout::NARROW
-                                   : RowLayout::WIDE};
-}
-
 ExitCode encodeRows(const RewriteOptions& options, const Dictionary& dictionary, RewriteOutput& file,
                     MessageOutput& messages) {
-    const RowLayout layout = chooseLayout(options, dictionary);
+    const RowLayout layout{options.m_rows.getNumberOfColumns(options.m_files),
+                           options.m_rows.getIDWidth(dictionary.getNextResourceID() - 1)};
     OutputStream& output = file.open();
     std::optional<NpyFile> npyFile; // not on standard output, where the number of rows comes too late
     if (OutputFile* const outputFile = file.getFile())
@@ -109,7 +101,9 @@ using Rewrite = ExitCode(const RewriteOptions& options, const Dictionary& dictio
                          MessageOutput& messages);
 
 ExitCode run(const RewriteOptions& options, StandardOutput& output, std::ostream& errorOutput, Rewrite* const rewrite) {
-    const size_t dictionaryLimit = MemoryLimit::apply(options.m_memoryLimit, options.m_numberOfThreads);
+    const size_t dictionaryLimit = MemoryLimit::apply(options.m_memoryLimit, options.m_numberOfThreads,
+                                                      rewrite == &encodeRows ? MemoryLimit::BYTES_OF_THREAD_WITH_TERMS
+                                                                             : MemoryLimit::BYTES_OF_THREAD);
     std::vector<std::string> inputNames{options.m_dictionaryName};
     for (const auto& [fileName, format] : options.m_files)
         inputNames.push_back(fileName);

@@ -45,19 +45,6 @@ void addForm(VerbDescription& verb, EncodedForm& variable) {
     verb.m_options.back().m_choices = {ROWS, IRIS};
 }
 
-void addIDWidth(VerbDescription& verb, size_t& variable) {
-    constexpr const char* AUTO = "auto";
-    verb.addOption("--id-width", "BYTES",
-                   "bytes of an ID: 4, 8, or auto: 4 unless the dictionary has IDs that need more (default)",
-                   [&variable](const std::string& value) {
-                       if (value != "4" && value != "8" && value != AUTO)
-                           throw ToolFailure(ExitCode::USAGE,
-                                             "option --id-width needs 4, 8 or auto, not '" + value + "'");
-                       variable = value == AUTO ? 0 : value == "4" ? RowLayout::NARROW : RowLayout::WIDE;
-                   });
-    verb.m_options.back().m_choices = {"4", "8", AUTO};
-}
-
 /// Refuses what is for rows alone.
 void checkIris(const RewriteOptions& options) {
     if (options.m_form == EncodedForm::ROWS)
@@ -66,7 +53,7 @@ void checkIris(const RewriteOptions& options) {
         if (!isLineFormat(format))
             throw ToolFailure(ExitCode::USAGE, "encode --as iri reads N-Triples and N-Quads, and '" + fileName +
                                                    "' is neither by its name");
-    if (options.m_asksForQuads || options.m_idWidth != 0 || options.m_blankNodes.m_firstDocument != 1 ||
+    if (options.m_rows.isGiven() || options.m_blankNodes.m_firstDocument != 1 ||
         options.m_blankNodes.m_mode != BlankNodeScope::Mode::DOCUMENTS || !options.m_base.empty())
         throw ToolFailure(ExitCode::USAGE,
                           "--quads, --id-width, --blank-nodes, --document and --base are for --as npy");
@@ -122,9 +109,8 @@ VerbDescription describeEncode(RewriteOptions& options) {
           {"encode dump.nt.gz --as iri -d dump.dict -o encoded.nt", "Writes the statements with IDs for literals."}}},
         options);
     addInputFiles(verb, InputFormats::ALL, options.m_files);
-    verb.addFlag("--quads", "write 4 columns, also if no input file has graphs by its syntax", options.m_asksForQuads);
-    addIDWidth(verb, options.m_idWidth);
-    addBlankNodes(verb, options.m_blankNodes);
+    addRowOptions(verb, options.m_rows);
+    addBlankNodes(verb, options.m_files, options.m_blankNodes);
     addDocument(verb, options.m_blankNodes);
     addBase(verb, options.m_base);
     verb.m_checks.emplace_back([&options] { checkIris(options); });

@@ -2,6 +2,7 @@
 
 #include "tools/melnar-dict/input/InputFiles.h"
 #include "tools/melnar-dict/pieces/BlankNodeOptions.h"
+#include "tools/melnar-dict/rows/RowOptions.h"
 #include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
 #include "tools/melnar-dict/shell/MemoryLimit.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
@@ -28,8 +29,7 @@ struct RewriteOptions {
     // Of encode, for rows:
     BlankNodeOptions m_blankNodes;
     std::string m_base{};
-    bool m_asksForQuads = false;
-    size_t m_idWidth = 0; // bytes; 0 for that which the dictionary needs
+    RowOptions m_rows{};
 };
 
 /// The command lines of `encode` and `decode`, bound to the options.

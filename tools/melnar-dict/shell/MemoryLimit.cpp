@@ -16,10 +16,7 @@ namespace {
 
 constexpr uint64_t MEBIBYTE = uint64_t(1) << 20;
 
-// What the tool holds beside the dictionary, as long as no line is longer than a block: of each thread a block, what was
-// parsed from it, the text that is written, and the arena of its allocator.
-constexpr uint64_t BYTES_OF_PROCESS = 2 * MEBIBYTE;
-constexpr uint64_t BYTES_OF_THREAD = 2 * MEBIBYTE;
+constexpr uint64_t BYTES_OF_PROCESS = 2 * MEBIBYTE; // beside the dictionary and the threads
 constexpr uint64_t BYTES_OF_SMALLEST_DICTIONARY = MEBIBYTE;
 
 constexpr uint64_t STACK_OF_THREAD = MEBIBYTE;
@@ -78,8 +75,8 @@ uint64_t MemoryLimit::getDefault() {
     return (available - available / 16) / MEBIBYTE * MEBIBYTE;
 }
 
-size_t MemoryLimit::apply(const uint64_t limit, const size_t numberOfThreads) {
-    const uint64_t ownBytes = BYTES_OF_PROCESS + numberOfThreads * BYTES_OF_THREAD;
+size_t MemoryLimit::apply(const uint64_t limit, const size_t numberOfThreads, const uint64_t bytesOfThread) {
+    const uint64_t ownBytes = BYTES_OF_PROCESS + numberOfThreads * bytesOfThread;
     if (limit < ownBytes + BYTES_OF_SMALLEST_DICTIONARY)
         throw ToolFailure(ExitCode::USAGE, "--memory-limit " + formatNumberOfBytes(limit) + " is too small: with " +
                                                std::to_string(numberOfThreads) +

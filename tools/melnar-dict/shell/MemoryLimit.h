@@ -27,9 +27,16 @@ inline constexpr bool IS_ENFORCED = true;
 /// in whole megabytes.
 uint64_t getDefault();
 
+/// What a thread holds beside the dictionary, in bytes, as long as no line is longer than a block: a block, what was parsed
+/// from it, the text that is written, and the arena of its allocator.
+inline constexpr uint64_t BYTES_OF_THREAD = uint64_t(2) << 20;
+
+/// The same for a thread that resolves or looks up all terms of a block at a time, of which short statements have many.
+inline constexpr uint64_t BYTES_OF_THREAD_WITH_TERMS = uint64_t(6) << 20;
+
 /// Keeps this process within a limit from now on, once, before it starts threads. Returns the limit of the dictionary.
 /// Refuses a limit that is too small, with ExitCode::USAGE.
-size_t apply(uint64_t limit, size_t numberOfThreads);
+size_t apply(uint64_t limit, size_t numberOfThreads, uint64_t bytesOfThread = BYTES_OF_THREAD);
 
 /// Tells why there is no more memory.
 std::string describeFailure();

@@ -6,6 +6,7 @@
 #include "tools/melnar-dict/pieces/TurtleParser.h"
 #include "tools/melnar-dict/threads/WorkerGroup.h"
 
+#include <exception>
 #include <stop_token>
 #include <utility>
 
@@ -21,11 +22,19 @@ void catchInto(ParsedPiece& piece, const Action& action) {
     }
 }
 
-/// Parses a block and ends it, whatever comes of that.
+/// Parses a block and ends it, whatever comes of that, even if there is no memory to tell of it: other threads may wait
+/// for the end.
 template<class Parse>
 void consumeBlock(StatementConsumer& consumer, ParsedPiece& piece, const Parse& parse) {
-    catchInto(piece, parse);
+    std::exception_ptr untold;
+    try {
+        catchInto(piece, parse);
+    } catch (...) {
+        untold = std::current_exception();
+    }
     catchInto(piece, [&] { consumer.endBlock(piece); });
+    if (untold)
+        std::rethrow_exception(untold);
 }
 
 } // namespace

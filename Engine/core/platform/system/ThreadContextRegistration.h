@@ -39,7 +39,8 @@ private:
 /// had done it, whatever others look up meanwhile.
 ///
 /// Threads  Made and destroyed by the thread that borrows, before the registration ends. Two threads may have the index
-///          at the same time: they wait for each other at every table. A registration within a loan keeps the index.
+///          at the same time: they wait for each other at every table. A registration within a loan keeps the index, and
+///          ends before the loan does.
 /// Errors   None.
 class ThreadContextLoan : private Unmovable {
 public:

@@ -139,13 +139,15 @@ TEST(FileLoaderTermsTest, labelsBelongToTheirDocumentsUnlessTheyAreShared) {
 }
 
 TEST(FileLoaderTermsTest, theNextDocumentIsOneThatNoBlankNodeBelongsTo) {
-    const auto getNextDocument = [](const std::vector<std::string>& labels) {
+    const auto getNextDocument = [](const std::vector<std::string>& labels, const std::string& tripleTerm = "") {
         Dictionary dictionary(TestLoad::MEMORY_LIMIT, 1000);
         {
             DictionaryThread thread(dictionary);
             for (const std::string& label : labels)
                 dictionary.resolveResource(thread, label, D_BLANK_NODE);
             dictionary.resolveResource(thread, "doc99-x", D_XSD_STRING);
+            if (!tripleTerm.empty())
+                dictionary.resolveResource(thread, tripleTerm, D_TRIPLE_TERM);
         }
         return FileLoader::getNextDocument(dictionary);
     };
@@ -153,6 +155,9 @@ TEST(FileLoaderTermsTest, theNextDocumentIsOneThatNoBlankNodeBelongsTo) {
     EXPECT_EQ(2u, getNextDocument({"b"}));
     EXPECT_EQ(2u, getNextDocument({"doc_5-b"}));
     EXPECT_EQ(18u, getNextDocument({"b", "doc17-b", "doc3-b"}));
+    EXPECT_EQ(1u, getNextDocument({}, "<<( <a:s> <a:p> <a:o> )>>"));
+    EXPECT_EQ(2u, getNextDocument({}, "<<( <a:s> <a:p> _:b )>>"));
+    EXPECT_EQ(6u, getNextDocument({"doc2-b"}, "<<( _:doc4-b <a:p> <<( _:doc5-b <a:p> _:b )>> )>>"));
     std::vector<std::string> many; // so that they share the text before the label
     for (int number = 0; number < 50; ++number)
         many.push_back("doc12-" + std::to_string(number));

@@ -200,8 +200,8 @@ TEST_F(LoadIdsTest, rowsReplaceNoInputAndNoOtherOutput) {
     for (const auto& [extension, format] : {std::pair("gz", "gzip"), {"bz2", "bzip2"}, {"XZ", "xz"}, {"zst", "zstd"}}) {
         const std::string name = std::string("T.npy.") + extension;
         expectRefusalEvenByForce({"load", "in.nq", "-o", "e", "--ids", name},
-                                 "output '" + name + "' would be plain text, not " + format +
-                                     " as its name says; give it another name and pack it afterwards");
+                                 "output '" + name + "' would not be packed as " + format +
+                                     ", as its name says; give it another name and pack it afterwards");
     }
     expectRefusalEvenByForce({"load", "in.nq", "-o", "e", "--ids", "."},
                              "'.' exists and is not a regular file, so that it cannot be replaced");

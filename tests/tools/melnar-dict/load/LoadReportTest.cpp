@@ -18,6 +18,7 @@ LoadReport makeReport() {
     report.m_distinct[D_TYPED_LITERAL] = 7;
     report.m_distinct[D_DIRECTIONAL_STRING] = 6;
     report.m_distinct[D_TRIPLE_TERM] = 5;
+    report.m_firstDocument = 11;
     report.m_errors = 5;
     report.m_textBytes = 6;
     report.m_otherTextBytes = 66;
@@ -44,6 +45,7 @@ TEST(LoadReportTest, isATableForPeople) {
               "distinct other literals                 7\n"
               "distinct directional strings            6\n"
               "distinct triple terms                   5\n"
+              "first document                         11\n"
               "errors                                  5\n"
               "bytes of text                           6\n"
               "bytes of other text                    66\n"
@@ -73,6 +75,7 @@ TEST(LoadReportTest, isJsonForMachines) {
                               {"distinctOtherLiterals", 7},
                               {"distinctDirectionalStrings", 6},
                               {"distinctTripleTerms", 5},
+                              {"firstDocument", 11},
                               {"errors", 5},
                               {"textBytes", 6},
                               {"otherTextBytes", 66},

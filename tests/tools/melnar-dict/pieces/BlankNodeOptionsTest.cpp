@@ -11,10 +11,11 @@
 
 namespace {
 
-BlankNodeOptions read(const std::vector<std::string>& arguments) {
+BlankNodeOptions read(const std::vector<std::string>& arguments,
+                      const InputFiles& files = {{"a.nt", RdfFormat::N_TRIPLES}, {"b.nq", RdfFormat::N_QUADS}}) {
     BlankNodeOptions options;
     VerbDescription verb{"verb", "", "", "", {}};
-    addBlankNodes(verb, options);
+    addBlankNodes(verb, files, options);
     addDocument(verb, options);
     readCommandLine(verb, arguments);
     return options;
@@ -37,6 +38,15 @@ TEST(BlankNodeOptionsTest, whatContradictsItselfIsRefused) {
                                                {"--document", "2", "--blank-nodes", "shared"}})
         EXPECT_EQ(ExitCode::USAGE, catchException<ToolFailure>([&] { read(arguments); }).getExitCode())
             << arguments.back();
+}
+
+TEST(BlankNodeOptionsTest, labelsThatTheReaderMakesAreNotShared) {
+    const std::vector<std::string> shared{"--blank-nodes", "shared"};
+    for (const RdfFormat format : {RdfFormat::TURTLE, RdfFormat::TRIG}) {
+        const InputFiles files{{"a.nt", RdfFormat::N_TRIPLES}, {"b", format}};
+        EXPECT_EQ(ExitCode::USAGE, catchException<ToolFailure>([&] { read(shared, files); }).getExitCode());
+        EXPECT_EQ(2u, read({}, files).getDocument(1));
+    }
 }
 
 } // namespace

@@ -7,6 +7,8 @@
 
 #include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -59,6 +61,24 @@ TEST(DistinctTermsTest, manyTermsAreFoundWhereTheyWereAppended) {
         terms.clear();
         batch.clear();
     }
+}
+
+// A hash that somebody can compute keeps nobody from making thousands of terms that collide.
+TEST(DistinctTermsTest, aTermThatCollidesWithManyIsAppendedWithoutALongLook) {
+    std::vector<std::string> colliding;
+    constexpr uint32_t MASK = (1 << 12) - 1; // as long as there are few terms
+    for (size_t number = 0; colliding.size() < 3 * DistinctTerms::LONGEST_PROBE; ++number)
+        if (std::string form = "term " + std::to_string(number); (DistinctTerms::hash(form, D_IRI) & MASK) == 17)
+            colliding.push_back(std::move(form));
+    DistinctTerms terms;
+    LiteralBatch batch;
+    for (const std::string& form : colliding)
+        EXPECT_EQ(form, batch.getEntries()[terms.add(form, D_IRI, 1, batch)].m_lexicalForm);
+    EXPECT_EQ(colliding.size(), batch.getEntries().size());
+    for (const std::string& form : colliding)
+        EXPECT_EQ(form, batch.getEntries()[terms.add(form, D_IRI, 1, batch)].m_lexicalForm);
+    EXPECT_LT(colliding.size() + DistinctTerms::LONGEST_PROBE, batch.getEntries().size()) << "some are there twice";
+    EXPECT_GT(2 * colliding.size(), batch.getEntries().size()) << "and some are not";
 }
 
 } // namespace

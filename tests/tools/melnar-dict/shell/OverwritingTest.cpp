@@ -271,6 +271,23 @@ TEST_F(OverwritingTest, verbsThatWriteTellOfTheOptionsAndOthersRefuseThem) {
         }
 }
 
+TEST_F(OverwritingTest, rowsReplaceNoInputAndNothingThatTheDictionaryIsWrittenBy) {
+    for (const auto& [dictionaryName, rowsName] :
+         std::vector<std::pair<std::string, std::string>>{{"out", "out"},
+                                                          {"out", "./out.saving"},
+                                                          {"out", "out.lock"},
+                                                          {"rows.saving", "rows"},
+                                                          {"rows.lock", "rows"}}) {
+        const ToolResult result = run({"load", "in.nt", "-o", dictionaryName, "--ids", rowsName, "--force"});
+        EXPECT_EQ(2, result.m_exitCode);
+        EXPECT_NE(std::string::npos, result.m_errorOutput.find("or a file that writing it makes\n"));
+    }
+    expectRefusalEvenByForce({"load", "bad.nt", "in.nt", "-o", "out", "--ids", "in.nt"}, "in.nt",
+                             "the input 'in.nt' is also the output 'in.nt'");
+    expectRefusalEvenByForce({"load", "bad.nt", "--into", "d", "--ids", "./d"}, "d",
+                             "the input 'd' is also the output './d'");
+}
+
 TEST_F(OverwritingTest, whatIsRejectedReplacesNoInputNoOtherOutputAndNoDictionary) {
     expectRefusalEvenByForce({"load", "--strings-only", "--lenient", "bad.nt", "in.nt", "--rejected", "in.nt"}, "in.nt",
                              "the input 'in.nt' is also the output 'in.nt'");
@@ -296,8 +313,8 @@ TEST_F(OverwritingTest, anOutputThatWouldNotBeWhatItsNameSaysIsRefused) {
     for (const auto& [extension, format] : {std::pair("gz", "gzip"), {"BZ2", "bzip2"}, {"xz", "xz"}, {"zst", "zstd"}}) {
         const std::string name = std::string("out.nt.") + extension;
         m_directory.addFile(name, "old");
-        const std::string message = "output '" + name + "' would be plain text, not " + format +
-                                    " as its name says; give it another name and pack it afterwards";
+        const std::string message = "output '" + name + "' would not be packed as " + format +
+                                    ", as its name says; give it another name and pack it afterwards";
         expectRefusalEvenByForce({"canonical", "bad.nt", "-o", name}, name, message);
         for (const char* const verb : {"encode", "decode"})
             expectRefusalEvenByForce({verb, "--as", "iri", "bad.nt", "-d", "d", "-o", name}, name, message);
