@@ -4,7 +4,8 @@ void TermBatch::add(const Term& term) {
     const size_t begin = m_forms.size();
     if (!term.isTextTheForm())
         term.appendLexicalForm(m_forms);
-    m_madeForms.reserve(m_madeForms.size() + 1); // so that nothing fails when the entry is there
+    if (m_madeForms.size() == m_madeForms.capacity())
+        m_madeForms.reserve(2 * m_madeForms.size() + 1); // so that nothing fails when the entry is there
     m_entries.push_back({term.m_text, 0, term.getDatatypeID()});
     if (m_forms.size() != begin)
         m_madeForms.push_back({m_entries.size() - 1, begin, m_forms.size() - begin});

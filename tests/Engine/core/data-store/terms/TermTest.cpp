@@ -4,6 +4,7 @@
 #include "Engine/core/data-store/dictionary/DatatypeNames.h"
 #include "Engine/core/data-store/terms/TermBatch.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
+#include "tests/support/AllocationFaults.h"
 
 #include <gtest/gtest.h>
 
@@ -105,6 +106,15 @@ TEST(TermTest, aBatchHasTheFormsOfItsTerms) {
     }
     batch.add(Term());
     EXPECT_EQ(D_INVALID, batch.getEntries()[0].m_datatypeID);
+}
+
+/// Each of 10,000 terms has a form that is made.
+TEST(TermTest, aBatchGrowsInFewAllocations) {
+    TermBatch batch;
+    const AllocationFaults faults = AllocationFaults::failAfter(100);
+    for (size_t number = 0; number < 10000; ++number)
+        batch.add({.m_kind = Kind::LITERAL, .m_text = "1", .m_datatype = "x:y"});
+    EXPECT_FALSE(faults.hasFailed());
 }
 
 } // namespace
