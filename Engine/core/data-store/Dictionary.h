@@ -27,6 +27,7 @@
 
 class DictionaryThread;
 class FileLock;
+class TermColumn;
 
 /// The dictionary of an in-memory store: calls every literal by a number, the resource ID, and gives the literal back.
 /// IRIs, blank nodes, triple terms and literals of all datatypes are its literals alike, each family a datatype with an
@@ -106,7 +107,7 @@ public:
     /// Appends the whole lexical form of an entry of getResources.
     void appendLexicalForm(const BatchEntry& entry, std::string& output) const;
 
-    /// The ID of a term; creates the resource when there is none. Batches of terms: TermBatch.
+    /// The ID of a term; creates the resource when there is none. Batches of terms: TermBatch; columns: below.
     uint64_t resolveTerm(DictionaryThread& thread, const Term& term);
 
     /// The ID of a term that the commit point covers, or 0.
@@ -114,6 +115,24 @@ public:
 
     /// The term of a resource, committed or not. Replaces the content of `lexicalForm`, to which the term refers.
     Term getTerm(uint64_t resourceID, std::string& lexicalForm) const;
+
+    /// Resolves a column of terms: `resourceIDs[n]` becomes the ID of `terms[n]`, or 0 if it is refused. The guarantees
+    /// are those of resolveResources; the IDs of new terms follow the order of the column. Memory beside the dictionary
+    /// does not grow with the column, but for the failures: these refer to the column by their entry indexes and, if
+    /// REFUSED, to the text of the term, which must still be there when the exception is asked for; a failure of a term
+    /// whose form was made refers to nothing, since its exception is made at once. Throws MelnarException if the spans
+    /// differ in length, and then does nothing; or std::bad_alloc, when there is no memory for a form or a failure: some
+    /// terms are resolved then, and each of `resourceIDs` is right or 0.
+    void resolveTerms(DictionaryThread& thread, std::span<const Term> terms, std::span<uint64_t> resourceIDs,
+                      std::vector<BatchFailure>& failures);
+
+    /// Looks a column of terms up, as tryResolveResources would. IDs, failures and what is thrown as above.
+    void tryResolveTerms(DictionaryCommitPoint commitPoint, std::span<const Term> terms,
+                         std::span<uint64_t> resourceIDs, std::vector<BatchFailure>& failures) const;
+
+    /// Replaces the content of `column` by the terms of resources, committed or not: one of kind NONE for an ID that
+    /// stands for no resource. Throws only std::bad_alloc; the column then has the terms of the first IDs, or none.
+    void getTerms(std::span<const uint64_t> resourceIDs, TermColumn& column) const;
 
     /// Points `resourceValue` to the literal of a resource, committed or not. The value of a term that is no string may
     /// come in two parts: what getAffix would tell is then the auxiliary data.

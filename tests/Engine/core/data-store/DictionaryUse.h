@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/data-store/terms/TermColumn.h"
 #include "Engine/core/platform/MelnarException.h"
 #include "tests/Engine/core/data-store/DictionaryModel.h"
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
@@ -57,6 +58,11 @@ private:
         for (uint64_t resourceID = 0; resourceID < dictionary.getNextResourceID() + 2; ++resourceID)
             entries.push_back({{}, resourceID});
         dictionary.getResources(entries);
+        std::vector<uint64_t> resourceIDs;
+        TermColumn column;
+        for (const BatchEntry& entry : entries)
+            resourceIDs.push_back(entry.m_resourceID);
+        dictionary.getTerms(resourceIDs, column);
         for (const BatchEntry& entry : entries)
             if (entry.m_datatypeID != D_INVALID)
                 dictionary.appendLexicalForm(entry, text);
