@@ -18,8 +18,9 @@
       load                      RDF files loaded, encoded and decoded, beside serd's reader, serdi and a copy: those
                                 given with --file
       read                      the bare readers, ours and serd's, in processor time: the files given with --file
-      terms                     IRIs beside the same texts as strings, in time and memory: the files given with --file,
-                                N-Triples or N-Quads, or the data sets beside the repository
+      terms                     IRIs beside the same texts as strings, in time and memory, and all terms in columns,
+                                batches and single calls: the files given with --file, N-Triples or N-Quads, or the
+                                data sets beside the repository
     run.py report             writes docs/performance.md, docs/performance/ and the README's figures from the results
                               that are there, and prints the targets
     run.py targets            prints the targets beside what was measured

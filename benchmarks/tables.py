@@ -65,16 +65,13 @@ def growth_section(all_results, folder):
 
 
 def quantity_section(results, title, quantities, scale=1.0, description=None):
-    """A table of all benchmarks of a file and some of their quantities."""
+    """A table of some quantities of the benchmarks of a file that have any of them."""
     rows = []
     for benchmark in sorted(results.figures, key=lambda name: (not name.startswith("melnar"), name)):
-        row = [benchmark]
-        for quantity in quantities:
-            figure = results.find(benchmark, quantity)
-            if figure and scale != 1.0:
-                figure = type(figure)([value * scale for value in figure.values])
-            row.append(shown(figure))
-        rows.append(row)
+        figures = [results.find(benchmark, quantity) for quantity in quantities]
+        if any(figures):
+            rows.append([benchmark] + [shown(figure and type(figure)([value * scale for value in figure.values]))
+                                       for figure in figures])
     return [f"### {title}", "", (description or describe(results)) + ".", "", *table(["", *quantities], rows)]
 
 
@@ -155,6 +152,9 @@ def term_section(results):
     lines = quantity_section(results, f"{title}, ns each", ["iri_build", "string_build", "iri_re", "string_re"],
                              description=description)
     lines += quantity_section(results, f"{title}, ratio", ["ratio_build", "ratio_re"], description=description)
+    lines += quantity_section(results, f"{results.name}: terms of all kinds, in columns and otherwise, ns each", [
+        f"{way}_{workload}" for workload in ("build", "re", "get") for way in ("column", "batch", "single")],
+                              description=f"All terms of the file, {describe_machine(results.context)}")
     return lines + quantity_section(results, f"{results.name}: bytes ÷ bytes of text", [
         "chunks", "shared", "stored", "all", "string_stored", "string_all"], description=description)
 

@@ -1,6 +1,8 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/data-store/terms/TermBatch.h"
 #include "Engine/core/data-store/terms/TermChunk.h"
+#include "Engine/core/data-store/terms/TermColumn.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
 #include "Reader/StreamReader.h"
 #include "Reader/SyntaxReader.h"
@@ -14,6 +16,7 @@
 #include <fstream>
 #include <memory>
 #include <numeric>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -25,6 +28,10 @@
 // iri_re and string_re when all are there; ratio_build and ratio_re are those of IRIs over those of strings. Bytes over
 // those of the text of the different IRIs: chunks and shared (the texts that IRIs share), stored (both), string_stored
 // (of strings); all and string_all (everything that the dictionary has asked for).
+//
+// Then the same with all terms of the file but triple terms, in columns of as many as a batch has: column_build and
+// column_re, beside a TermBatch that is filled (batch_build, batch_re) and single calls (single_build, single_re), and
+// column_get, batch_get and single_get for the way back.
 
 namespace {
 
@@ -36,25 +43,61 @@ void require(const bool condition, const char* const objection) {
         throw std::runtime_error(objection);
 }
 
-class IriCollector : public Rdf::StatementSink {
+/// What a file has; the parts of a term are texts one after the other.
+struct FileTerms {
+    /// The terms refer to the texts.
+    std::vector<Term> makeColumn() const {
+        std::vector<Term> terms;
+        for (size_t index = 0; index < m_kinds.size(); ++index)
+            terms.push_back({.m_kind = m_kinds[index],
+                             .m_direction = m_directions[index],
+                             .m_text = m_parts[3 * index],
+                             .m_language = m_parts[3 * index + 1],
+                             .m_datatype = m_parts[3 * index + 2]});
+        return terms;
+    }
+
+    TextList m_iris;
+    TextList m_parts;
+    std::vector<Term::Kind> m_kinds;
+    std::vector<Term::Direction> m_directions;
+};
+
+class TermCollector : public Rdf::StatementSink {
 public:
     void takeStatement(const Rdf::Statement& statement) final {
         for (const Rdf::Term* const term :
              {&statement.m_subject, &statement.m_predicate, &statement.m_object, &statement.m_graph})
-            if (term->m_kind == Rdf::TermKind::IRI)
-                m_iris.append(term->m_text);
+            takeTerm(*term);
     }
 
     void takeError(const Rdf::SyntaxError& error) final { throw std::runtime_error(error.format("the file")); }
 
-    TextList m_iris;
+    FileTerms m_terms;
+
+private:
+    void takeTerm(const Rdf::Term& term) {
+        if (term.m_kind == Rdf::TermKind::NONE || term.m_kind == Rdf::TermKind::TRIPLE)
+            return;
+        if (term.m_kind == Rdf::TermKind::IRI)
+            m_terms.m_iris.append(term.m_text);
+        for (const std::string_view part : {term.m_text, term.m_tag, term.m_datatype})
+            m_terms.m_parts.append(part);
+        m_terms.m_kinds.push_back(term.m_kind == Rdf::TermKind::IRI       ? Term::Kind::IRI
+                                  : term.m_kind == Rdf::TermKind::LITERAL ? Term::Kind::LITERAL
+                                                                          : Term::Kind::BLANK_NODE);
+        m_terms.m_directions.push_back(term.m_direction == Rdf::Direction::NONE ? Term::Direction::NONE
+                                       : term.m_direction == Rdf::Direction::LEFT_TO_RIGHT
+                                           ? Term::Direction::LEFT_TO_RIGHT
+                                           : Term::Direction::RIGHT_TO_LEFT);
+    }
 };
 
 /// Reads a file of N-Triples or N-Quads.
-TextList readIris(const std::string& fileName) {
+FileTerms readTerms(const std::string& fileName) {
     std::ifstream file(fileName, std::ios::binary);
     require(file.is_open(), "the file of --strings cannot be read");
-    IriCollector collector;
+    TermCollector collector;
     Rdf::ReaderOptions options;
     options.m_syntax = fileName.ends_with(".nq") ? Rdf::Syntax::N_QUADS : Rdf::Syntax::N_TRIPLES;
     const std::unique_ptr<Rdf::SyntaxReader> reader = Rdf::SyntaxReader::make(options, collector);
@@ -63,8 +106,8 @@ TextList readIris(const std::string& fileName) {
     while (file.read(piece.data(), static_cast<std::streamsize>(piece.size())).gcount() != 0)
         stream.feed({piece.data(), static_cast<size_t>(file.gcount())});
     stream.finish();
-    require(collector.m_iris.getSize() != 0, "there are no IRIs");
-    return std::move(collector.m_iris);
+    require(collector.m_terms.m_iris.getSize() != 0, "there are no IRIs");
+    return std::move(collector.m_terms);
 }
 
 double getProcessorSeconds() {
@@ -179,14 +222,150 @@ void run(benchmark::State& state, const TextList& texts, const size_t numberOfRo
     state.counters["string_all"] = perTextByte(strings.m_all);
 }
 
+/// The bytes of all parts of a term.
+size_t getSize(const Term& term) noexcept {
+    return term.m_text.size() + term.m_language.size() + term.m_datatype.size();
+}
+
+// The ways to have a piece of a column answered. Each reads terms back by their IDs and returns their bytes.
+
+struct ByColumn {
+    void resolve(Dictionary& dictionary, DictionaryThread& thread, const std::span<const Term> terms,
+                 const std::span<uint64_t> resourceIDs) {
+        dictionary.resolveTerms(thread, terms, resourceIDs, m_failures);
+    }
+
+    size_t read(const Dictionary& dictionary, const std::span<const uint64_t> resourceIDs) {
+        dictionary.getTerms(resourceIDs, m_column);
+        size_t bytes = 0;
+        for (const Term& term : m_column.getTerms())
+            bytes += getSize(term);
+        return bytes;
+    }
+
+    std::vector<BatchFailure> m_failures;
+    TermColumn m_column;
+};
+
+struct ByBatch {
+    void resolve(Dictionary& dictionary, DictionaryThread& thread, const std::span<const Term> terms,
+                 const std::span<uint64_t> resourceIDs) {
+        m_batch.clear();
+        for (const Term& term : terms)
+            m_batch.add(term);
+        const std::span<BatchEntry> entries = m_batch.getEntries();
+        dictionary.resolveResources(thread, entries, m_failures);
+        std::ranges::transform(entries, resourceIDs.begin(), &BatchEntry::m_resourceID);
+    }
+
+    size_t read(const Dictionary& dictionary, const std::span<const uint64_t> resourceIDs) {
+        m_entries.clear();
+        for (const uint64_t resourceID : resourceIDs)
+            m_entries.push_back({{}, resourceID});
+        dictionary.getResources(m_entries);
+        size_t bytes = 0;
+        for (const BatchEntry& entry : m_entries) {
+            m_form.clear();
+            dictionary.appendLexicalForm(entry, m_form);
+            bytes += getSize(Term::parse(entry.m_datatypeID, m_form));
+        }
+        return bytes;
+    }
+
+    std::vector<BatchFailure> m_failures;
+    TermBatch m_batch;
+    std::vector<BatchEntry> m_entries;
+    std::string m_form;
+};
+
+struct BySingleCalls {
+    void resolve(Dictionary& dictionary, DictionaryThread& thread, const std::span<const Term> terms,
+                 const std::span<uint64_t> resourceIDs) {
+        std::ranges::transform(terms, resourceIDs.begin(),
+                               [&](const Term& term) { return dictionary.resolveTerm(thread, term); });
+    }
+
+    size_t read(const Dictionary& dictionary, const std::span<const uint64_t> resourceIDs) {
+        size_t bytes = 0;
+        for (const uint64_t resourceID : resourceIDs)
+            bytes += getSize(dictionary.getTerm(resourceID, m_form));
+        return bytes;
+    }
+
+    std::vector<BatchFailure> m_failures; // stay none: what fails throws
+    std::string m_form;
+};
+
+/// Calls `answer(begin, size)` for each piece; returns the seconds of processor time that it took.
+template<class Answer>
+double measurePieces(const size_t numberOfTerms, const Answer& answer) {
+    const double start = getProcessorSeconds();
+    for (size_t begin = 0; begin < numberOfTerms; begin += BATCH_SIZE)
+        answer(begin, std::min(BATCH_SIZE, numberOfTerms - begin));
+    return getProcessorSeconds() - start;
+}
+
+/// Measures one way with empty dictionaries; adds to the counters `name`_build, _re and _get. Returns the bytes read.
+template<class Way>
+size_t measureWay(benchmark::State& state, const std::string& name, const std::span<const Term> terms,
+                  const size_t numberOfRounds) {
+    double build = 0;
+    double again = 0;
+    double get = 0;
+    size_t bytes = 0;
+    for (size_t round = 0; round < numberOfRounds; ++round) {
+        PagePool::get().reset();
+        Dictionary dictionary(MEMORY_LIMIT, Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS);
+        DictionaryThread thread(dictionary);
+        std::vector<uint64_t> resourceIDs(terms.size());
+        std::vector<uint64_t> resourceIDsAgain(terms.size());
+        Way way;
+        const auto resolveAllInto = [&](std::vector<uint64_t>& answers) {
+            return measurePieces(terms.size(), [&](const size_t begin, const size_t size) {
+                way.resolve(dictionary, thread, terms.subspan(begin, size), std::span(answers).subspan(begin, size));
+            });
+        };
+        build += resolveAllInto(resourceIDs);
+        again += resolveAllInto(resourceIDsAgain);
+        bytes = 0;
+        get += measurePieces(terms.size(), [&](const size_t begin, const size_t size) {
+            bytes += way.read(dictionary, std::span(resourceIDs).subspan(begin, size));
+        });
+        require(way.m_failures.empty(), "a term is refused");
+        require(resourceIDs == resourceIDsAgain, "a term has got another ID");
+        TermColumn column;
+        dictionary.getTerms(resourceIDs, column);
+        dictionary.tryResolveTerms({~uint64_t(0)}, column.getTerms(), resourceIDsAgain, way.m_failures);
+        require(resourceIDs == resourceIDsAgain, "a term is read as another");
+    }
+    for (const auto& [quantity, seconds] : {std::pair("_build", build), {"_re", again}, {"_get", get}})
+        state.counters[name + quantity] = seconds * 1e9 / static_cast<double>(terms.size() * numberOfRounds);
+    state.SetIterationTime(build);
+    return bytes;
+}
+
+void runColumns(benchmark::State& state, const std::span<const Term> terms, const size_t numberOfRounds) {
+    measureWay<ByBatch>(state, "batch", terms, 1); // touches the pages; its figures are replaced
+    const size_t bytes = measureWay<BySingleCalls>(state, "single", terms, numberOfRounds);
+    require(bytes == measureWay<ByBatch>(state, "batch", terms, numberOfRounds) &&
+                bytes == measureWay<ByColumn>(state, "column", terms, numberOfRounds),
+            "the ways read different terms");
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    TextList texts;
+    FileTerms fileTerms;
+    std::vector<Term> column;
     return runBenchmarkProgram(argc, argv, [&](const BenchmarkOptions& options) {
-        texts = readIris(options.m_source);
-        const size_t numberOfRounds = (options.m_textsPerMeasurement + texts.getSize() - 1) / texts.getSize();
-        registerBenchmark("iris/threads:1", [&texts, numberOfRounds, isWarm = false](benchmark::State& state) mutable {
+        fileTerms = readTerms(options.m_source);
+        column = fileTerms.makeColumn();
+        const TextList& texts = fileTerms.m_iris;
+        const auto getNumberOfRounds = [&options](const size_t numberOfTerms) {
+            return (options.m_textsPerMeasurement + numberOfTerms - 1) / numberOfTerms;
+        };
+        registerBenchmark("iris/threads:1", [&texts, numberOfRounds = getNumberOfRounds(texts.getSize()),
+                                             isWarm = false](benchmark::State& state) mutable {
             if (!isWarm) { // touches the pages
                 Figures figures;
                 measure(texts, D_IRI, false, figures);
@@ -196,6 +375,11 @@ int main(int argc, char** argv) {
             for (auto _ : state)
                 run(state, texts, numberOfRounds);
         });
+        registerBenchmark("columns/threads:1",
+                          [&column, numberOfRounds = getNumberOfRounds(column.size())](benchmark::State& state) {
+                              for (auto _ : state)
+                                  runColumns(state, column, numberOfRounds);
+                          });
         return texts.getSize();
     });
 }

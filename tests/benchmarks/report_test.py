@@ -68,6 +68,7 @@ def make_all_results():
     terms = dict.fromkeys(("iri_build", "string_build", "iri_re", "string_re"), 20)
     terms |= {"ratio_build": 1.1, "ratio_re": 1.2, "chunks": 0.4, "shared": 0.1, "stored": 0.5, "all": 0.9,
               "string_stored": 1.1, "string_all": 1.5}
+    columns = {f"{way}_{workload}": 30 for way in ("column", "batch", "single") for workload in ("build", "re", "get")}
     numbered = {"n": "10000000", "strings": "b"}
     return {
         "table-b-10000000": make_table(10_000_000, **own),
@@ -86,7 +87,8 @@ def make_all_results():
                                          strings="colliding"),
         "files-b-10000000": make_results({name: files for name in ("melnar-32", "melnar-64")}, **numbered),
         "load-large-8000000-nt": make_results(loads, strings="large-8000000.nt", bytes="1000000000", threads="2"),
-        "terms-names-nt": make_results({"iris/threads:1": terms}, strings="/tmp/names.nt", n="600000"),
+        "terms-names-nt": make_results({"iris/threads:1": terms, "columns/threads:1": columns},
+                                       strings="/tmp/names.nt", n="600000"),
     }
 
 
