@@ -116,17 +116,17 @@ public:
     /// The term of a resource, committed or not. Replaces the content of `lexicalForm`, to which the term refers.
     Term getTerm(uint64_t resourceID, std::string& lexicalForm) const;
 
-    /// Resolves a column of terms: `resourceIDs[n]` becomes the ID of `terms[n]`, or 0 if it is refused. The guarantees
-    /// are those of resolveResources; the IDs of new terms follow the order of the column. Memory beside the dictionary
-    /// does not grow with the column, but for the failures: these refer to the column by their entry indexes and, if
-    /// REFUSED, to the text of the term, which must still be there when the exception is asked for; a failure of a term
-    /// whose form was made refers to nothing, since its exception is made at once. Throws MelnarException if the spans
-    /// differ in length, and then does nothing; or std::bad_alloc, when there is no memory for a form or a failure: some
-    /// terms are resolved then, and each of `resourceIDs` is right or 0.
+    /// Resolves a column of terms: `resourceIDs[n]` becomes the ID of `terms[n]`, or 0 if there is a failure for it. The
+    /// guarantees are those of resolveResources; the IDs of new terms follow the order of the column. Memory beside the
+    /// dictionary does not grow with the column, but for the failures. A failure refers to no more than its term's text: if
+    /// that is not the form, the exception of a refused term is made at once. Throws MelnarException if the spans differ
+    /// in length, and then does nothing; or std::bad_alloc, when there is no memory for a form or a failure: some terms
+    /// are resolved then, and each of `resourceIDs` is right or 0.
     void resolveTerms(DictionaryThread& thread, std::span<const Term> terms, std::span<uint64_t> resourceIDs,
                       std::vector<BatchFailure>& failures);
 
-    /// Looks a column of terms up, as tryResolveResources would. IDs, failures and what is thrown as above.
+    /// Looks a column of terms up, as tryResolveResources would; 0 also stands for a term that is not there. Failures, and
+    /// what is thrown, as above.
     void tryResolveTerms(DictionaryCommitPoint commitPoint, std::span<const Term> terms,
                          std::span<uint64_t> resourceIDs, std::vector<BatchFailure>& failures) const;
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-/// Terms that have been read together, by Dictionary::getTerms. A column that is filled again with terms of about the same
-/// lengths allocates nothing.
+/// Terms that have been read together, by Dictionary::getTerms. A column that is filled again, with no more terms and no
+/// longer texts than before, allocates nothing.
 ///
 /// Ownership  Owns the texts of the terms whose forms come in two parts. The others refer to the dictionary's, which stay
 ///            until a compaction or its end.
