@@ -119,8 +119,14 @@ TEST_F(ToolTortureTest, decodingGivesBackWhatWasEncoded) {
 
 TEST_F(ToolTortureTest, whatIsDecodedWronglyIsFound) {
     ::unsetenv("MELNAR_DATA");
-    const std::string program = addProgram("decode", "sed -i '2s/\\\\\\\\t/ /;3s/ /  /' decoded.n?");
+    const std::string program = addProgram("decode", "sed -i '2s/\\\\\\\\t/ /;3s/ /  /' decoded-*.nq");
     expectFinding(tortureByRewriting(10, 5, getFolder(), m_output, program), ": it is decoded to something else: .n");
+}
+
+TEST_F(ToolTortureTest, rowsThatAreNotThoseOfTheLoadAreFound) {
+    ::unsetenv("MELNAR_DATA");
+    const std::string program = addProgram("encode", "echo >> encoded.npy");
+    expectFinding(tortureByRewriting(2, 5, getFolder(), m_output, program), ": load and encode write other rows: .");
 }
 
 TEST(FindingsTest, whatIsPrintedCanBePastedIntoATest) {
