@@ -1,13 +1,19 @@
 #include "tests/torture/MutationTorture.h"
 
 #include "Engine/core/platform/MelnarException.h"
+#include "Engine/core/platform/stream/MemoryOutputStream.h"
 #include "tests/Engine/core/data-store/DictionaryForger.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict/ToolProcess.h"
+#include "tests/tools/melnar-dict/input/TextSource.h"
 #include "tests/tools/melnar-dict/saved/HarmlessText.h"
 #include "tests/torture/CrashMessage.h"
 #include "tests/torture/Findings.h"
+#include "tools/melnar-dict/pieces/TermText.h"
+#include "tools/melnar-dict/rewrite/RowDecoder.h"
+#include "tools/melnar-dict/rows/DictionaryLine.h"
 #include "tools/melnar-dict/saved/ResourceRows.h"
+#include "tools/melnar-dict/saved/WholeEntries.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
 
 #include <algorithm>
@@ -22,23 +28,18 @@
 namespace {
 
 constexpr size_t MEMORY_LIMIT = size_t(4) << 20;
-constexpr size_t MUTATIONS_FOR_A_PROCESS = 500; // of the tool
+constexpr size_t MUTATIONS_FOR_A_PROCESS = 700; // of the tool
+constexpr size_t SHARE_OF_ROWS = 5;             // one of so many mutations is that of a file with rows
+constexpr size_t BLOCK_SIZE = 300;
 
 /// The resources of a dictionary by their IDs.
 using Contents = std::vector<std::pair<std::string, uint8_t>>;
 
-std::vector<BatchEntry> readEntries(const Dictionary& dictionary) {
-    std::vector<BatchEntry> entries(dictionary.getNextResourceID());
-    for (size_t resourceID = 0; resourceID < entries.size(); ++resourceID)
-        entries[resourceID].m_resourceID = resourceID;
-    dictionary.getResources(entries);
-    return entries;
-}
-
 Contents getContents(const Dictionary& dictionary) {
-    Contents contents;
-    for (const BatchEntry& entry : readEntries(dictionary))
-        contents.emplace_back(entry.m_lexicalForm, entry.m_datatypeID);
+    Contents contents(dictionary.getNextResourceID(), {"", D_INVALID});
+    forEachWholeEntry(dictionary, [&contents](const BatchEntry& entry) {
+        contents[entry.m_resourceID] = {std::string(entry.m_lexicalForm), entry.m_datatypeID};
+    });
     return contents;
 }
 
@@ -71,9 +72,31 @@ std::unique_ptr<Dictionary> makeSpeakingDictionary() {
     for (const char* const text : {"sound", "\xFF\x1B[2J", "\x1B]0;title\x07", "\xC2\x9B", "\x7F", "\n\r\t\"\\"}) {
         dictionary->resolveResource(thread, text, D_XSD_STRING);
         dictionary->resolveResource(thread, std::string(text) + "@en-GB", D_RDF_PLAIN_LITERAL);
+        dictionary->resolveResource(thread, std::string("a:") + text, D_IRI);
+        dictionary->resolveResource(thread, std::string(text) + "^^a:b" + text, D_TYPED_LITERAL);
+        dictionary->resolveResource(thread, std::string(text) + "@en--rtl", D_DIRECTIONAL_STRING);
     }
+    for (const char* const term : {"<<( <a:\x7F> <a:\xC2\x9B> \"\xC2\x9B\" )>>", "<<( _:\xC2\x9B <\xFF> _:\xFF )>>"})
+        dictionary->resolveResource(thread, term, D_TRIPLE_TERM);
+    dictionary->resolveResource(thread, "\xC2\x9B", D_BLANK_NODE);
     dictionary->commit();
     return dictionary;
+}
+
+/// A .npy with statements of makeDictionaryOfTerms.
+std::string makeRows(const RowLayout& layout, const std::string& comment) {
+    constexpr size_t ROWS = 40;
+    constexpr uint64_t TERMS_OF_A_NUMBER = 6; // a string, an IRI, a blank node, and others, in this order
+    std::vector<uint64_t> ids;
+    for (uint64_t row = 0; row < ROWS; ++row) {
+        const uint64_t first = row * TERMS_OF_A_NUMBER + 1;
+        ids.insert(ids.end(), {first + 1 + row % 2, 2, first + row % (TERMS_OF_A_NUMBER - 1)});
+        if (layout.m_columns == 4)
+            ids.push_back(row % 3 == 0 ? 0 : first + row % 3);
+    }
+    std::string bytes = NpyHeader{layout, false, ROWS, comment}.toBytes();
+    appendIDs(ids, layout.m_idWidth, bytes);
+    return bytes;
 }
 
 /// What is printed into memory.
@@ -107,31 +130,121 @@ public:
         m_files.emplace_back(*makeSampleDictionary(WIDE));
         m_files.emplace_back(*makeMediumDictionary());
         m_files.emplace_back(*makeSpeakingDictionary());
+        m_files.emplace_back(*m_terms);
+        for (const SoundFile& file : m_files)
+            openDictionaryBytes(file.m_bytes); // which would otherwise be refused for want of memory, changed or not
+        m_terms->save(m_directory.getPathOf("sound"));
+        std::string comment = DictionaryLine::make(m_terms->getHistory());
+        comment.pop_back(); // the line end
+        for (const size_t columns : {size_t(3), size_t(4)})
+            for (const size_t width : {RowLayout::NARROW, RowLayout::WIDE})
+                m_rowFiles.push_back(makeRows({columns, width}, comment));
+        m_directory.addFile("rows.npy", makeRows({3, RowLayout::NARROW}, ""));
+        m_directory.addFile("encoded.nt", "<a:s> <a:p> <melnar:1> .\n<a:s> <a:p> <melnar:2> .\n");
+        m_directory.addFile("in.nt", "<a:s> <a:p> \"abc\" .\n");
     }
 
     bool run(const size_t numberOfMutations) {
         for (size_t number = 0; number < numberOfMutations;) {
-            const SoundFile& file = m_files[below(m_files.size())];
-            const bool isForged = below(3) == 0;
-            const std::string bytes = isForged ? m_forger.forge(file.m_pieces) : change(file.m_bytes);
-            if (bytes == file.m_bytes)
+            m_name = "MELNAR_SEED=" + std::to_string(m_seed) + " mutation " + std::to_string(number);
+            const bool isTurnOfTool = number % MUTATIONS_FOR_A_PROCESS == 0;
+            if (below(SHARE_OF_ROWS) == 0)
+                mutateRows(isTurnOfTool);
+            else if (!mutateDictionary(isTurnOfTool))
                 continue;
-            m_name = "MELNAR_SEED=" + std::to_string(m_seed) + " mutation " + std::to_string(number) +
-                     (isForged ? ", forged: " : ": ");
-            CrashMessage::begin(m_name);
-            check(file, bytes, isForged);
-            if (number++ % MUTATIONS_FOR_A_PROCESS == 0)
-                checkTool(bytes);
+            ++number;
         }
-        return m_findings.finish(numberOfMutations, "mutations of dictionary files", "all refused, found or harmless",
-                                 " (" + withCommas(m_refused) + " refused, " + withCommas(m_foundByVerify) +
-                                     " found by verify, " + withCommas(m_harmless) + " with the same contents, " +
-                                     withCommas(m_others) + " sound ones with others; " + withCommas(m_toolRuns) +
-                                     " runs of the tool)");
+        return m_findings.finish(
+            numberOfMutations, "mutations of dictionaries and rows", "all refused, found or harmless",
+            " (" + withCommas(m_refused) + " refused, " + withCommas(m_foundByVerify) + " found by verify, " +
+                withCommas(m_harmless) + " with the same contents, " + withCommas(m_others) +
+                " sound ones with others; of files with rows " + withCommas(m_rowsRefused) + " refused, " +
+                withCommas(m_rowsDecoded) + " decoded to terms that are there; " + withCommas(m_toolRuns) +
+                " runs of the tool)");
     }
 
 private:
     size_t below(const size_t end) { return m_random() % end; }
+
+    /// Returns false if nothing was changed.
+    bool mutateDictionary(const bool runsTool) {
+        const SoundFile& file = m_files[below(m_files.size())];
+        const bool isForged = below(3) == 0;
+        const std::string bytes = isForged ? m_forger.forge(file.m_pieces) : change(file.m_bytes);
+        if (bytes == file.m_bytes)
+            return false;
+        m_name += isForged ? ", forged: " : ": ";
+        CrashMessage::begin(m_name);
+        check(file, bytes, isForged);
+        if (runsTool) {
+            m_directory.addFile("d", bytes);
+            checkTool({{"verify", "d"},
+                       {"dump", "d"},
+                       {"get", "d", "1", "2", "3"},
+                       {"stats", "d"},
+                       {"stats", "d", "--html", "-"},
+                       {"lookup", "d", "\"abc\"@en", "<a:s>"},
+                       {"encode", "in.nt", "-d", "d", "-o", "out.npy"},
+                       {"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "-"},
+                       {"decode", "rows.npy", "-d", "d", "-o", "-"},
+                       {"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "-"},
+                       {"load", "in.nt", "--into", "d", "-o", "grown", "--ids", "grown.npy", "--force"},
+                       {"compact", "d", "-o", "compacted", "--force"}});
+        }
+        return true;
+    }
+
+    void mutateRows(const bool runsTool) {
+        const std::string bytes = change(m_rowFiles[below(m_rowFiles.size())]);
+        m_name += ", of rows: ";
+        CrashMessage::begin(m_name);
+        checkDecoding(bytes);
+        if (runsTool) {
+            m_directory.addFile("changed.npy", bytes);
+            checkTool({{"decode", "changed.npy", "-d", "sound", "-o", "-"}});
+        }
+    }
+
+    /// What is decoded of changed rows must be what the IDs in the file stand for.
+    void checkDecoding(const std::string& bytes) {
+        MemoryOutputStream text;
+        OrderedOutput output(text);
+        RowDecoder decoder(*m_terms, output, true);
+        std::string expected;
+        bool isRefused = false;
+        try {
+            RowReader reader(std::make_unique<TextSource>(bytes), BLOCK_SIZE);
+            RowBlock block;
+            std::vector<uint64_t> ids;
+            for (ParsedPiece piece; !isRefused && reader.next(block);) {
+                reader.takeIDs(block, ids);
+                piece.clear(block.m_sequence);
+                decoder.decode(reader, block, piece);
+                const size_t columns = reader.getHeader().m_layout.m_columns;
+                for (size_t cell = 0; cell < piece.m_counts.m_statements * columns; ++cell)
+                    if (cell % columns != 3 || ids[cell] != 0)
+                        appendTerm(ids[cell], (cell + 1) % columns == 0, expected);
+                    else
+                        expected += ".\n";
+                isRefused = !piece.m_errors.empty();
+            }
+        } catch (const ToolFailure&) {
+            isRefused = true;
+        }
+        ++(isRefused ? m_rowsRefused : m_rowsDecoded);
+        if (text.getBytes() != expected)
+            m_findings.add(m_name + "rows are decoded to " + quoteBytes(text.getBytes()) + ": " + quoteBytes(bytes));
+    }
+
+    /// Appends a term with what follows it in a statement.
+    void appendTerm(const uint64_t resourceID, const bool isLast, std::string& statement) {
+        const Contents& contents = m_files.back().m_contents;
+        if (resourceID < contents.size() && contents[resourceID].second != D_INVALID)
+            appendTermText(contents[resourceID].first, contents[resourceID].second, statement);
+        else
+            statement += "no resource";
+        statement += isLast ? " .\n" : " ";
+    }
 
     /// A place in the file and a number of bytes that there are.
     std::pair<size_t, size_t> chooseBlock(const std::string& bytes) {
@@ -222,14 +335,11 @@ private:
     }
 
     void checkRows(const Dictionary& dictionary) {
-        const std::vector<BatchEntry> entries = readEntries(dictionary);
         for (const bool isJson : {false, true}) {
             std::ostringstream messages;
             StandardOutput rowOutput(m_printed.get());
             ResourceRows rows(isJson, rowOutput, messages);
-            for (const BatchEntry& entry : entries)
-                if (entry.m_datatypeID != D_INVALID)
-                    rows.print(entry);
+            forEachWholeEntry(dictionary, [&rows](const BatchEntry& entry) { rows.print(entry); });
             rowOutput.flush();
             const std::string text = m_printed.take() + messages.str();
             if (!isHarmless(text))
@@ -237,19 +347,10 @@ private:
         }
     }
 
-    void checkTool(const std::string& bytes) {
-        m_directory.addFile("d", bytes);
-        m_directory.addFile("encoded.nt", "<a:s> <a:p> <melnar:1> .\n<a:s> <a:p> <melnar:2> .\n");
+    void checkTool(const std::vector<std::vector<std::string>>& commands) {
         ToolInput input;
         input.m_workingDirectory = m_directory.getPathOf("");
-        for (const std::vector<std::string>& arguments :
-             std::vector<std::vector<std::string>>{{"verify", "d"},
-                                                   {"dump", "d"},
-                                                   {"get", "d", "1", "2", "3"},
-                                                   {"stats", "d"},
-                                                   {"lookup", "d", "\"abc\"@en"},
-                                                   {"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "-"},
-                                                   {"compact", "d", "-o", "compacted", "--force"}}) {
+        for (const std::vector<std::string>& arguments : commands) {
             const ToolResult result = runToolProcess(arguments, input);
             ++m_toolRuns;
             const bool isKnown = result.m_exitCode == 0 || result.m_exitCode == 1 || result.m_exitCode == 3;
@@ -267,12 +368,16 @@ private:
     const CrashMessage m_crashMessage{};
     const TemporaryDirectory m_directory;
     const MemoryFile m_printed;
-    std::vector<SoundFile> m_files;
+    const std::unique_ptr<Dictionary> m_terms = makeDictionaryOfTerms();
+    std::vector<SoundFile> m_files; // the last one holds m_terms
+    std::vector<std::string> m_rowFiles;
     std::string m_name; // of the present mutation
     size_t m_refused = 0;
     size_t m_foundByVerify = 0;
     size_t m_harmless = 0;
     size_t m_others = 0;
+    size_t m_rowsRefused = 0;
+    size_t m_rowsDecoded = 0;
     size_t m_toolRuns = 0;
 };
 

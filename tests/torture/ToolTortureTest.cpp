@@ -78,7 +78,7 @@ TEST_F(ToolTortureTest, aPackedFileThatIsSilentlyShortIsFound) {
 
 TEST_F(ToolTortureTest, changedDictionariesDoNoHarm) {
     expectNothing(tortureMutations(1'500, 5, m_output),
-                  "1,500 mutations of dictionary files: all refused, found or harmless (");
+                  "1,500 mutations of dictionaries and rows: all refused, found or harmless (");
 }
 
 TEST_F(ToolTortureTest, aChangedDictionaryThatIsBelievedIsFound) {
