@@ -1,11 +1,9 @@
 #include "tools/melnar-dict/load/FileLoader.h"
 
-#include "tools/melnar-dict/load/LiteralResolver.h"
+#include "tools/melnar-dict/load/ResolvingCollector.h"
 #include "tools/melnar-dict/load/TermCollector.h"
-#include "tools/melnar-dict/pieces/LiteralCollector.h"
 
 #include "Engine/core/data-store/Dictionary.h"
-#include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/dictionary/ResourceValue.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
 
@@ -17,20 +15,6 @@
 namespace {
 
 constexpr std::string_view LABEL_MARK = "_:";
-
-/// Resolves what is collected of a block, also if an error has ended it.
-class ResolvingCollector final : public LiteralCollector {
-public:
-    ResolvingCollector(Dictionary& dictionary, const bool lenient)
-        : m_dictionary(dictionary), m_thread(dictionary), m_isLenient(lenient) {}
-
-    void endBlock(ParsedPiece& piece) override { resolveLiterals(m_dictionary, m_thread, m_isLenient, piece); }
-
-private:
-    Dictionary& m_dictionary;
-    DictionaryThread m_thread;
-    const bool m_isLenient;
-};
 
 } // namespace
 
