@@ -36,8 +36,8 @@ LoadReport makeReport(const Dictionary& dictionary, const InputJournal& journal,
     report.m_errors = journal.getNumberOfErrors();
     dictionary.forEachResource([&report](uint64_t, const ResourceValue& value) {
         ++report.m_distinct[value.m_datatypeID];
-        const bool isString = value.m_datatypeID == D_XSD_STRING || value.m_datatypeID == D_RDF_PLAIN_LITERAL;
-        (isString ? report.m_textBytes : report.m_otherTextBytes) += value.m_dataSize - 1 + value.m_auxiliaryDataSize;
+        (isOfStrings(value.m_datatypeID) ? report.m_textBytes : report.m_otherTextBytes) +=
+            value.m_dataSize - 1 + value.m_auxiliaryDataSize;
     });
     report.m_memoryBytes = dictionary.getMemoryInUse();
     report.m_seconds = seconds;

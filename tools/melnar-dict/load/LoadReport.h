@@ -1,9 +1,9 @@
 #pragma once
 
 #include "tools/melnar-dict/load/Lookup.h"
+#include "tools/melnar-dict/load/TermFigures.h"
 #include "tools/melnar-dict/pieces/StatementCounts.h"
 
-#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -11,8 +11,8 @@
 /// What a load came to, in figures.
 struct LoadReport {
     StatementCounts m_counts;
-    std::array<uint64_t, 256> m_distinct{}; // terms in the dictionary, by datatype ID
-    uint64_t m_firstDocument = 1;           // that the first file is, by which its blank nodes are told from others
+    DistinctCounts m_distinct{}; // terms in the dictionary
+    uint64_t m_firstDocument = 1; // that the first file is, by which its blank nodes are told from others
     uint64_t m_errors = 0;
     uint64_t m_textBytes = 0;      // of the distinct string literals: text, and '@' and tag
     uint64_t m_otherTextBytes = 0; // of the other distinct terms: their lexical forms
