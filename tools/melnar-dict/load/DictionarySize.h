@@ -1,12 +1,20 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 
-/// The literals of a dictionary without withdrawn ones, in figures.
+/// The terms of a dictionary without withdrawn ones, in figures.
 struct DictionaryContents {
-    uint64_t m_strings = 0;
-    uint64_t m_plainLiterals = 0;
-    uint64_t m_chunkBytes = 0; // of all, as they lie in the data pool
+    /// Those of a datatype.
+    struct Terms {
+        uint64_t m_number = 0;
+        uint64_t m_sharedTexts = 0; // that several of them begin or end with
+        uint64_t m_sharedTextBytes = 0;
+    };
+
+    std::array<Terms, size_t(1) << 8> m_terms{}; // by datatype ID
+    uint64_t m_chunkBytes = 0;                   // of all, as they lie in the data pool
 };
 
 /// What a dictionary with narrow buckets and fingerprints takes.

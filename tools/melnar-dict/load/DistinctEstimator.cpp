@@ -1,22 +1,20 @@
 #include "tools/melnar-dict/load/DistinctEstimator.h"
 
-#include "Engine/core/data-store/dictionary/StringChunk.h"
-
 #include <cmath>
 
 namespace {
 
-using LiteralsOfUnits = std::vector<uint64_t>;
+using TermsOfUnits = std::vector<uint64_t>;
 
-double estimateLow(const LiteralsOfUnits& literalsOfUnits, const double seen, const double share) {
-    const auto units = static_cast<double>(literalsOfUnits.size() - 1);
-    const auto once = static_cast<double>(literalsOfUnits[1]);
-    const double twice = units > 1 ? static_cast<double>(literalsOfUnits[2]) * units / (units - 1) : 0;
+double estimateLow(const TermsOfUnits& termsOfUnits, const double seen, const double share) {
+    const auto units = static_cast<double>(termsOfUnits.size() - 1);
+    const auto once = static_cast<double>(termsOfUnits[1]);
+    const double twice = units > 1 ? static_cast<double>(termsOfUnits[2]) * units / (units - 1) : 0;
     return seen + once * once / (2 * twice + once * share / (1 - share));
 }
 
-double estimateHigh(const LiteralsOfUnits& literalsOfUnits, const double seen, const double share) {
-    const size_t units = literalsOfUnits.size() - 1;
+double estimateHigh(const TermsOfUnits& termsOfUnits, const double seen, const double share) {
+    const size_t units = termsOfUnits.size() - 1;
     if (units == 1)
         return seen / share;
     const size_t half = units / 2;
@@ -28,7 +26,7 @@ double estimateHigh(const LiteralsOfUnits& literalsOfUnits, const double seen, c
     };
     double missedByHalf = 0; // on average over all halves
     for (size_t number = 1; number <= units - half; ++number)
-        missedByHalf += static_cast<double>(literalsOfUnits[number]) *
+        missedByHalf += static_cast<double>(termsOfUnits[number]) *
                         std::exp(logarithmOfChoices(units - number, half) - logarithmOfChoices(units, half));
     const double power =
         std::log(seen / (seen - missedByHalf)) / std::log(static_cast<double>(units) / static_cast<double>(half));
@@ -37,39 +35,24 @@ double estimateHigh(const LiteralsOfUnits& literalsOfUnits, const double seen, c
 
 } // namespace
 
-void DistinctEstimator::take(const uint64_t resourceID, const size_t length) {
-    if (resourceID >= m_seen.size())
-        m_seen.resize(resourceID + 1);
-    Seen& seen = m_seen[resourceID];
-    if (seen.m_lastUnit == m_unit)
-        return;
-    seen.m_lastUnit = m_unit;
-    seen.m_length = length;
-    ++seen.m_numberOfUnits;
+void DistinctEstimator::take(const uint32_t numberOfUnits, const size_t textBytes, const size_t chunkBytes) {
+    const auto add = [&](Estimate& estimate) {
+        ++estimate.m_number;
+        estimate.m_textBytes += static_cast<double>(textBytes);
+        estimate.m_chunkBytes += static_cast<double>(chunkBytes);
+    };
+    add(m_seenAtAll);
+    if (numberOfUnits == 1)
+        add(m_seenOnce);
+    ++m_termsOfUnits[numberOfUnits];
 }
 
 DistinctEstimator::Estimate DistinctEstimator::extrapolate(const double share) const {
-    Estimate seenAtAll;
-    Estimate seenOnce;
-    std::vector<uint64_t> literalsOfUnits(m_unit + 1); // by the number of units they were met in
-    for (const Seen& seen : m_seen) {
-        if (seen.m_numberOfUnits == 0)
-            continue;
-        const auto add = [&seen](Estimate& estimate) {
-            ++estimate.m_number;
-            estimate.m_textBytes += static_cast<double>(seen.m_length);
-            estimate.m_chunkBytes += static_cast<double>(StringChunk::getChunkSizeFor(seen.m_length));
-        };
-        add(seenAtAll);
-        if (seen.m_numberOfUnits == 1)
-            add(seenOnce);
-        ++literalsOfUnits[seen.m_numberOfUnits];
-    }
-    if (share >= 1 || seenOnce.m_number == 0)
-        return seenAtAll;
-    const double number = std::sqrt(estimateLow(literalsOfUnits, seenAtAll.m_number, share) *
-                                    estimateHigh(literalsOfUnits, seenAtAll.m_number, share));
-    const double factor = (number - seenAtAll.m_number) / seenOnce.m_number;
-    return {number, seenAtAll.m_textBytes + factor * seenOnce.m_textBytes,
-            seenAtAll.m_chunkBytes + factor * seenOnce.m_chunkBytes};
+    if (share >= 1 || m_seenOnce.m_number == 0)
+        return m_seenAtAll;
+    const double number = std::sqrt(estimateLow(m_termsOfUnits, m_seenAtAll.m_number, share) *
+                                    estimateHigh(m_termsOfUnits, m_seenAtAll.m_number, share));
+    const double factor = (number - m_seenAtAll.m_number) / m_seenOnce.m_number;
+    return {number, m_seenAtAll.m_textBytes + factor * m_seenOnce.m_textBytes,
+            m_seenAtAll.m_chunkBytes + factor * m_seenOnce.m_chunkBytes};
 }

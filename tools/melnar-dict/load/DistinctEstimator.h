@@ -4,22 +4,22 @@
 #include <cstdint>
 #include <vector>
 
-/// Estimates how many distinct literals an input has, and their bytes, from samples of it: units of one size, spread over
+/// Estimates how many distinct terms an input has, and their bytes, from samples of it: units of one size, spread over
 /// the input.
 ///
 /// It is the geometric mean of a number that tends to be too low and one that tends to be too high, both made of how many
-/// literals (Q1, Q2, ...) were met in just 1, 2, ... units, since what repeats nearby says little of the whole:
+/// terms (Q1, Q2, ...) were met in just 1, 2, ... units, since what repeats nearby says little of the whole:
 ///
 ///   low   The estimate of Chao and Lin for sampling without replacement ("Nonparametric lower bounds for species
 ///         richness and shared species richness under sampling without replacement", Biometrics 68, 2012). With t units
 ///         that are a share q of the input, so many are unseen: Q1^2 / (2 Q2 t / (t - 1) + Q1 q / (1 - q)). It is exact
-///         where all literals are equally common, or in one unit each.
-///   high  Heaps' law (Information Retrieval, 1978): the number of distinct literals grows as a power of the input's
+///         where all terms are equally common, or in one unit each.
+///   high  Heaps' law (Information Retrieval, 1978): the number of distinct terms grows as a power of the input's
 ///         length. The power is that of the growth from half of the units to all of them; what half of them would have
 ///         is known exactly (Colwell, Mao and Chang, "Interpolating, extrapolating, and comparing incidence-based
 ///         species accumulation curves", Ecology 85, 2004). In truth the power declines.
 ///
-/// Unseen literals are taken to be as long as those that were met in one unit.
+/// Unseen terms are taken to be as long as those that were met in one unit.
 ///
 /// Threads  One at a time.
 class DistinctEstimator {
@@ -30,22 +30,17 @@ public:
         double m_chunkBytes = 0; // as they lie in a dictionary's data pool
     };
 
-    /// Begins a unit.
-    void startUnit() noexcept { ++m_unit; }
+    /// Of samples of so many units.
+    explicit DistinctEstimator(const uint32_t numberOfUnits) : m_termsOfUnits(size_t(numberOfUnits) + 1) {}
 
-    /// Takes a literal of the unit by the ID that tells it from others, with its length in bytes.
-    void take(uint64_t resourceID, size_t length);
+    /// Takes a distinct term that was met in so many units, at least one.
+    void take(uint32_t numberOfUnits, size_t textBytes, size_t chunkBytes);
 
     /// Returns the estimate for the whole input, of which the units are a share above 0 and at most 1.
     Estimate extrapolate(double share) const;
 
 private:
-    struct Seen {
-        uint32_t m_lastUnit = 0;
-        uint32_t m_numberOfUnits = 0;
-        uint64_t m_length = 0;
-    };
-
-    uint32_t m_unit = 0;      // counted from 1
-    std::vector<Seen> m_seen; // by resource ID
+    Estimate m_seenAtAll;
+    Estimate m_seenOnce;
+    std::vector<uint64_t> m_termsOfUnits; // by the number of units they were met in
 };

@@ -7,10 +7,10 @@
 namespace {
 
 constexpr const char* TEXT = R"(
-Reads samples of RDF files and says what load would need: the memory of the dictionary, the size of its file, and the
-time until everything is loaded, without saving. About 64 MiB are read, spread evenly over the files, so small ones are
-read as a whole. Packed files are unpacked to see what is in them, but no more than 1 GiB of each; of standard input and
-pipes the beginning is read. Faulty statements count for nothing.
+Reads samples of RDF files and says what load would need: the memory of the dictionary, the sizes of its file and of the
+rows that --ids would write, with 4 bytes an ID, and the time until everything is loaded, without saving. About 64 MiB are
+read, spread evenly over the files, so small ones are read as a whole. Packed files are unpacked to see what is in them,
+but no more than 1 GiB of each; of standard input and pipes the beginning is read. Faulty statements count for nothing.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -18,7 +18,10 @@ constexpr const char* EXIT_CODES = R"(
 )";
 
 LoadEstimate makeEstimate(const EstimateOptions& options, const size_t dictionaryLimit, MessageOutput& messages) {
-    LoadEstimator estimator({.m_numberOfThreads = options.m_numberOfThreads, .m_memoryLimit = dictionaryLimit});
+    LoadEstimator estimator({.m_numberOfThreads = options.m_numberOfThreads,
+                             .m_memoryLimit = dictionaryLimit,
+                             .m_loadsOnlyStrings = options.m_loadsOnlyStrings,
+                             .m_blankNodes = options.m_blankNodes});
     // How many bytes will be read is not known.
     const ProgressReporter progress(messages, options.m_feedback.getProgressMode(), [&]() -> ProgressFigures {
         return {.m_work = "estimating", .m_bytes = estimator.getBytesRead()};
@@ -30,10 +33,12 @@ LoadEstimate makeEstimate(const EstimateOptions& options, const size_t dictionar
 
 VerbDescription describeEstimate(EstimateOptions& options) {
     VerbDescription verb{"estimate",
-                         "say what memory, file size and time a load will need",
+                         "say what memory, file sizes and time a load will need",
                          TEXT,
                          EXIT_CODES,
                          {{"estimate dump.nt.gz", "Says what a load of the file would need."}}};
+    verb.addFlag("--strings-only", "estimate a load of string literals alone", options.m_loadsOnlyStrings);
+    addBlankNodes(verb, options.m_blankNodes);
     addInputFiles(verb, InputFormats::ALL, options.m_files);
     addThreads(verb, options.m_numberOfThreads);
     addMemoryLimit(verb, options.m_memoryLimit);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/melnar-dict/input/InputFiles.h"
+#include "tools/melnar-dict/pieces/BlankNodeOptions.h"
 #include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
 #include "tools/melnar-dict/shell/ExitCode.h"
 #include "tools/melnar-dict/shell/MemoryLimit.h"
@@ -14,6 +15,8 @@
 /// What the command line of `estimate` asks for.
 struct EstimateOptions {
     InputFiles m_files;
+    bool m_loadsOnlyStrings = false;
+    BlankNodeOptions m_blankNodes;
     FeedbackOptions m_feedback;
     size_t m_numberOfThreads = getDefaultNumberOfThreads(); // of the load
     uint64_t m_memoryLimit = MemoryLimit::getDefault();     // of the estimate itself

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "tools/melnar-dict/load/DictionarySize.h"
+#include "tools/melnar-dict/load/TermFigures.h"
+#include "tools/melnar-dict/pieces/StatementCounts.h"
 
 #include <cstdint>
 #include <string>
@@ -8,14 +10,14 @@
 /// What a load will probably come to, in figures.
 struct LoadEstimate {
     uint64_t m_inputBytes = 0;   // of the files, unpacked
-    uint64_t m_sampledBytes = 0; // of them that were read for their literals
+    uint64_t m_sampledBytes = 0; // of them that were read for their terms
     bool m_isWholeInput = true;  // whether it is about all of the input, and not only about what was read of a pipe
-    uint64_t m_statements = 0;
-    uint64_t m_literals = 0;
-    uint64_t m_distinctStrings = 0;
-    uint64_t m_distinctPlainLiterals = 0;
-    uint64_t m_textBytes = 0;
+    StatementCounts m_counts;
+    DistinctCounts m_distinct{};
+    uint64_t m_textBytes = 0;      // of the distinct string literals: text, and '@' and tag
+    uint64_t m_otherTextBytes = 0; // of the other distinct terms: their lexical forms
     DictionarySize m_size{};
+    uint64_t m_rowBytes = 0; // of the file with a row of IDs for each statement; none if only strings are loaded
     double m_seconds = 0;
 
     /// A table with a line a figure.

@@ -1,16 +1,23 @@
 #include "tools/melnar-dict/load/LoadEstimator.h"
 
+#include "tools/melnar-dict/input/FileIri.h"
 #include "tools/melnar-dict/input/FileSource.h"
 #include "tools/melnar-dict/input/InputFile.h"
-#include "tools/melnar-dict/load/LiteralResolver.h"
+#include "tools/melnar-dict/load/DistinctEstimator.h"
+#include "tools/melnar-dict/load/ResolvingCollector.h"
+#include "tools/melnar-dict/load/TermCollector.h"
+#include "tools/melnar-dict/rows/NpyHeader.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
+#include "Engine/core/data-store/dictionary/StringChunk.h"
+#include "Engine/core/data-store/terms/TermChunk.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <memory>
+#include <map>
 #include <vector>
 
 #include <sys/stat.h>
@@ -63,8 +70,11 @@ uint64_t toCount(const double number) {
 
 LoadEstimator::LoadEstimator(const Settings& settings)
     : m_settings(settings),
-      m_dictionary(settings.m_memoryLimit, Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS),
-      m_thread(m_dictionary) {}
+      m_dictionary(settings.m_memoryLimit, Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS) {
+    if (!m_settings.m_loadsOnlyStrings)
+        m_resolver.emplace(m_dictionary,
+                           TermResolver::Settings{.m_isLenient = true, .m_order = TermResolver::Order::ANY});
+}
 
 LoadEstimate LoadEstimator::estimate(const InputFiles& inputFiles) {
     std::vector<File> files;
@@ -82,14 +92,9 @@ LoadEstimate LoadEstimator::estimate(const InputFiles& inputFiles) {
             unpackedBytes += files.back().m_unpackedBytes;
         });
     m_stride = std::max(1.0, unpackedBytes / static_cast<double>(m_settings.m_sampleBytes));
-    for (const File& file : files)
-        withName(file.m_name, [&] {
-            if (file.m_isPlain)
-                sampleUnits(file);
-            else
-                sampleStream(file);
-        });
-    return extrapolate();
+    for (size_t index = 0; index < files.size(); ++index)
+        withName(files[index].m_name, [&] { sample(files[index], index); });
+    return extrapolate({haveGraphs(inputFiles) ? size_t(4) : size_t(3), RowLayout::NARROW});
 }
 
 LoadEstimator::File LoadEstimator::examine(const std::string& fileName, const RdfFormat format) {
@@ -117,12 +122,27 @@ LoadEstimator::File LoadEstimator::examine(const std::string& fileName, const Rd
     return file;
 }
 
+void LoadEstimator::sample(const File& file, const size_t fileIndex) {
+    const std::unique_ptr<StatementConsumer> consumer = makeConsumer(fileIndex);
+    SampleParser parser(file.m_format, iriOfFile(file.m_name), *consumer);
+    if (file.m_isPlain)
+        sampleUnits(file, parser, *consumer);
+    else
+        sampleStream(file, parser, *consumer);
+}
+
+/// Makes what collects and resolves the terms of a file, as a load has it.
+std::unique_ptr<StatementConsumer> LoadEstimator::makeConsumer(const size_t fileIndex) {
+    if (!m_resolver)
+        return std::make_unique<ResolvingCollector>(m_dictionary, true);
+    return std::make_unique<TermCollector>(*m_resolver, m_settings.m_blankNodes.getDocument(fileIndex));
+}
+
 /// Reads units of a plain file by seeking them.
-void LoadEstimator::sampleUnits(const File& file) {
+void LoadEstimator::sampleUnits(const File& file, SampleParser& parser, StatementConsumer& consumer) {
     if (file.m_bytes == 0)
         return;
     FileSource input(file.m_name, {}, &m_bytesRead);
-    SampleParser parser(file.m_format);
     std::string buffer;
     const auto bytes = static_cast<double>(file.m_bytes);
     const auto unitBytes = static_cast<double>(m_settings.m_unitBytes);
@@ -135,42 +155,43 @@ void LoadEstimator::sampleUnits(const File& file) {
         const uint64_t end = std::min(file.m_bytes, begin + m_settings.m_unitBytes);
         const Stopwatch stopwatch(m_sampleSeconds);
         if (isFirst && begin != 0 && !isLineFormat(file.m_format)) { // for its prefixes
-            parser.start(true);
+            parser.start(0);
+            m_piece.clear(0);
             parser.feed(readAt(input, 0, buffer, m_settings.m_unitBytes), m_piece);
             parser.finish(m_piece);
+            consumer.withdraw();
         }
         startUnit(end - begin);
-        if (isFirst || !isWhole)
-            parser.start(begin == 0);
         // A line belongs to the unit that it begins in; the byte before tells whether one begins there.
         const uint64_t from = begin - (begin != 0 && !isWhole ? 1 : 0);
+        if (isFirst || !isWhole)
+            parser.start(from);
         const std::string_view text = readAt(input, from, buffer, end - from);
         bool isInLine = isLineFormat(file.m_format) && !text.ends_with('\n');
-        feed(parser, text);
+        feed(parser, consumer, text);
         if (isWhole)
             continue;
         for (uint64_t next = end; isInLine && next < file.m_bytes; next += m_settings.m_unitBytes) {
             const std::string_view line = firstLineOf(readAt(input, next, buffer, m_settings.m_unitBytes));
-            feed(parser, line);
+            feed(parser, consumer, line);
             isInLine = !line.empty() && line.back() != '\n';
         }
-        finish(parser);
+        finish(parser, consumer);
     }
     if (isWhole)
-        finish(parser);
+        finish(parser, consumer);
     m_plainBytes += bytes;
     m_inputBytes += bytes;
 }
 
 /// Reads all of a packed file or a pipe, within limits, and takes units of what comes.
-void LoadEstimator::sampleStream(const File& file) {
+void LoadEstimator::sampleStream(const File& file, SampleParser& parser, StatementConsumer& consumer) {
     const bool isPipe = file.m_bytes == 0;
     const uint64_t limit = isPipe ? m_settings.m_sampleBytes : m_settings.m_unpackedBytes;
     const auto stride = static_cast<uint64_t>(isPipe ? 1 : std::ceil(m_stride));
     const uint64_t bytesReadBefore = getBytesRead();
     const std::unique_ptr<ByteSource> source =
         openInputFile(file.m_name, m_settings.m_numberOfThreads, {}, &m_bytesRead);
-    SampleParser parser(file.m_format);
     std::string buffer;
     uint64_t unpackedBytes = 0;
     bool isOpen = false; // whether a stretch is being read
@@ -178,24 +199,25 @@ void LoadEstimator::sampleStream(const File& file) {
         const std::string_view text = readFully(*source, buffer, m_settings.m_unitBytes);
         if (text.empty())
             break;
+        const uint64_t offset = unpackedBytes;
         unpackedBytes += text.size();
         const Stopwatch stopwatch(m_sampleSeconds);
         if (unit % stride == 0) {
             startUnit(text.size());
             if (!isOpen)
-                parser.start(unit == 0);
+                parser.start(offset);
             isOpen = true;
-            feed(parser, text);
+            feed(parser, consumer, text);
         } else if (isOpen) {
             const std::string_view line = isLineFormat(file.m_format) ? firstLineOf(text) : std::string_view();
-            feed(parser, line);
+            feed(parser, consumer, line);
             isOpen = !line.empty() && line.back() != '\n';
             if (!isOpen)
-                finish(parser);
+                finish(parser, consumer);
         }
     }
     if (isOpen)
-        finish(parser);
+        finish(parser, consumer);
     double allBytes = static_cast<double>(unpackedBytes);
     if (unpackedBytes >= limit) {
         m_isWholeInput &= !isPipe;
@@ -208,50 +230,88 @@ void LoadEstimator::sampleStream(const File& file) {
 }
 
 void LoadEstimator::startUnit(const uint64_t sampledBytes) {
-    m_strings.startUnit();
-    m_plainLiterals.startUnit();
+    m_units.startUnit();
     m_sampledBytes += static_cast<double>(sampledBytes);
 }
 
-void LoadEstimator::feed(SampleParser& parser, const std::string_view text) {
+void LoadEstimator::feed(SampleParser& parser, StatementConsumer& consumer, const std::string_view text) {
     m_piece.clear(0);
     parser.feed(text, m_piece);
-    resolve();
+    resolve(consumer);
 }
 
-void LoadEstimator::finish(SampleParser& parser) {
+void LoadEstimator::finish(SampleParser& parser, StatementConsumer& consumer) {
     m_piece.clear(0);
     parser.finish(m_piece);
-    resolve();
+    resolve(consumer);
 }
 
-void LoadEstimator::resolve() {
+void LoadEstimator::resolve(StatementConsumer& consumer) {
+    consumer.endBlock(m_piece);
     m_counts += m_piece.m_counts;
-    resolveLiterals(m_dictionary, m_thread, true, m_piece);
     for (const InputError& error : m_piece.m_errors)
-        if (error.m_exitCode != ExitCode::BAD_DATA) // those of refused literals
+        if (error.m_exitCode != ExitCode::BAD_DATA) // those of refused terms
             throw ToolFailure(error.m_exitCode, error.m_cause);
     for (const BatchEntry& entry : m_piece.m_literals.getEntries())
         if (entry.m_resourceID != 0)
-            (entry.m_datatypeID == D_XSD_STRING ? m_strings : m_plainLiterals)
-                .take(entry.m_resourceID, entry.m_lexicalForm.size());
+            m_units.take(entry.m_resourceID);
 }
 
-LoadEstimate LoadEstimator::extrapolate() const {
-    const double share = m_inputBytes == 0 ? 1 : std::min(1.0, m_sampledBytes / m_inputBytes);
-    const DistinctEstimator::Estimate strings = m_strings.extrapolate(share);
-    const DistinctEstimator::Estimate plainLiterals = m_plainLiterals.extrapolate(share);
+/// Returns which share of the input was sampled.
+double LoadEstimator::getShare() const {
+    return m_inputBytes == 0 ? 1 : std::min(1.0, m_sampledBytes / m_inputBytes);
+}
+
+/// Estimates how many terms there are, and their bytes, also for the estimate. All texts that terms share are taken to have
+/// been met.
+DictionaryContents LoadEstimator::extrapolateTerms(LoadEstimate& estimate) const {
+    constexpr uint64_t ENTRIES_OF_A_BATCH = 1024;
+    DictionaryContents contents;
+    std::map<uint8_t, DistinctEstimator> estimators;
+    std::vector<BatchEntry> entries;
+    for (uint64_t begin = 1; begin < m_dictionary.getNextResourceID(); begin += entries.size()) {
+        entries.resize(std::min(ENTRIES_OF_A_BATCH, m_dictionary.getNextResourceID() - begin));
+        for (size_t index = 0; index < entries.size(); ++index)
+            entries[index] = {{}, begin + index};
+        m_dictionary.getResources(entries);
+        for (const BatchEntry& entry : entries) {
+            const size_t ownBytes = entry.m_lexicalForm.size();
+            const size_t sharedBytes = m_dictionary.getAffix(entry).size();
+            const size_t chunkBytes = isOfStrings(entry.m_datatypeID)
+                                          ? StringChunk::getChunkSizeFor(ownBytes)
+                                          : TermChunk::getChunkSizeFor(entry.m_affixNumber, ownBytes);
+            const auto estimator = estimators.try_emplace(entry.m_datatypeID, m_units.getNumberOfUnits()).first;
+            estimator->second.take(m_units.getNumberOfUnits(entry.m_resourceID), ownBytes + sharedBytes, chunkBytes);
+            DictionaryContents::Terms& terms = contents.m_terms[entry.m_datatypeID];
+            if (entry.m_affixNumber > terms.m_sharedTexts) { // They have their numbers in the order of the IDs.
+                terms.m_sharedTexts = entry.m_affixNumber;
+                terms.m_sharedTextBytes += sharedBytes;
+            }
+        }
+    }
+    for (const auto& [datatypeID, estimator] : estimators) {
+        const DistinctEstimator::Estimate terms = estimator.extrapolate(getShare());
+        estimate.m_distinct[datatypeID] = contents.m_terms[datatypeID].m_number = toCount(terms.m_number);
+        (isOfStrings(datatypeID) ? estimate.m_textBytes : estimate.m_otherTextBytes) += toCount(terms.m_textBytes);
+        contents.m_chunkBytes += toCount(terms.m_chunkBytes);
+    }
+    return contents;
+}
+
+LoadEstimate LoadEstimator::extrapolate(const RowLayout& rowLayout) const {
+    const double share = getShare();
+    const auto scale = [share](const uint64_t count) { return toCount(static_cast<double>(count) / share); };
     LoadEstimate estimate;
     estimate.m_inputBytes = toCount(m_inputBytes);
     estimate.m_sampledBytes = toCount(m_sampledBytes);
     estimate.m_isWholeInput = m_isWholeInput;
-    estimate.m_statements = toCount(static_cast<double>(m_counts.m_statements) / share);
-    estimate.m_literals = toCount(static_cast<double>(m_counts.m_strings + m_counts.m_plainLiterals) / share);
-    estimate.m_distinctStrings = toCount(strings.m_number);
-    estimate.m_distinctPlainLiterals = toCount(plainLiterals.m_number);
-    estimate.m_textBytes = toCount(strings.m_textBytes + plainLiterals.m_textBytes);
-    estimate.m_size = predictDictionarySize({estimate.m_distinctStrings, estimate.m_distinctPlainLiterals,
-                                             toCount(strings.m_chunkBytes + plainLiterals.m_chunkBytes)});
+    estimate.m_counts = {scale(m_counts.m_statements),         scale(m_counts.m_strings),
+                         scale(m_counts.m_plainLiterals),      scale(m_counts.m_iris),
+                         scale(m_counts.m_blankNodes),         scale(m_counts.m_otherLiterals),
+                         scale(m_counts.m_directionalStrings), scale(m_counts.m_tripleTerms)};
+    estimate.m_size = predictDictionarySize(extrapolateTerms(estimate));
+    if (m_resolver)
+        estimate.m_rowBytes = NpyHeader::SIZE + estimate.m_counts.m_statements * rowLayout.getRowSize();
     // Unpacking has a thread of its own; all others share the rest.
     estimate.m_seconds =
         std::max(m_unpackSeconds, m_sampleSeconds / share / static_cast<double>(m_settings.m_numberOfThreads));

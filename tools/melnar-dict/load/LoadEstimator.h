@@ -2,21 +2,25 @@
 
 #include "tools/melnar-dict/input/ByteSource.h"
 #include "tools/melnar-dict/input/InputFiles.h"
-#include "tools/melnar-dict/load/DistinctEstimator.h"
 #include "tools/melnar-dict/load/LoadEstimate.h"
 #include "tools/melnar-dict/load/SampleParser.h"
+#include "tools/melnar-dict/load/TermResolver.h"
+#include "tools/melnar-dict/load/UnitCounts.h"
+#include "tools/melnar-dict/pieces/BlankNodeOptions.h"
+#include "tools/melnar-dict/rows/RowLayout.h"
 
 #include "Engine/core/data-store/Dictionary.h"
-#include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/platform/Unmovable.h"
 
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
-/// Estimates what loading files would take, from samples of them that it resolves in a dictionary of its own.
+/// Estimates what loading files would take, from samples of them that it loads into a dictionary of its own.
 ///
 /// Small input is read as a whole. Of more, units are read that are spread evenly over all files. Packed files are
 /// unpacked to see them, but not beyond a limit; of a pipe the beginning is read.
@@ -26,9 +30,11 @@
 class LoadEstimator : private Unmovable {
 public:
     struct Settings {
-        uint64_t m_numberOfThreads = 1;               // that will load
-        uint64_t m_memoryLimit = 0;                   // of the estimator's dictionary
-        uint64_t m_sampleBytes = uint64_t(64) << 20;  // are read for their literals, or a little more
+        uint64_t m_numberOfThreads = 1; // that will load
+        uint64_t m_memoryLimit = 0;     // of the estimator's dictionary
+        bool m_loadsOnlyStrings = false;
+        BlankNodeOptions m_blankNodes{};
+        uint64_t m_sampleBytes = uint64_t(64) << 20;  // are read for their terms, or a little more
         uint64_t m_unpackedBytes = uint64_t(1) << 30; // of a packed file are unpacked at most
         uint64_t m_unitBytes = uint64_t(256) << 10;
     };
@@ -53,21 +59,24 @@ private:
     };
 
     File examine(const std::string& fileName, RdfFormat format);
-    void sampleUnits(const File& file);
-    void sampleStream(const File& file);
+    std::unique_ptr<StatementConsumer> makeConsumer(size_t fileIndex);
+    void sample(const File& file, size_t fileIndex);
+    void sampleUnits(const File& file, SampleParser& parser, StatementConsumer& consumer);
+    void sampleStream(const File& file, SampleParser& parser, StatementConsumer& consumer);
     void startUnit(uint64_t sampledBytes);
-    void feed(SampleParser& parser, std::string_view text);
-    void finish(SampleParser& parser);
-    void resolve();
-    LoadEstimate extrapolate() const;
+    void feed(SampleParser& parser, StatementConsumer& consumer, std::string_view text);
+    void finish(SampleParser& parser, StatementConsumer& consumer);
+    void resolve(StatementConsumer& consumer);
+    double getShare() const;
+    DictionaryContents extrapolateTerms(LoadEstimate& estimate) const;
+    LoadEstimate extrapolate(const RowLayout& rowLayout) const;
 
     const Settings m_settings;
     std::atomic<uint64_t> m_bytesRead = 0;
     Dictionary m_dictionary;
-    DictionaryThread m_thread;
+    std::optional<TermResolver> m_resolver; // nothing for string literals alone
     ParsedPiece m_piece;
-    DistinctEstimator m_strings;
-    DistinctEstimator m_plainLiterals;
+    UnitCounts m_units;
     double m_stride = 1;        // of so many units one is sampled
     double m_nextPosition = 0;  // of a unit, in all plain files as if they were one
     double m_plainBytes = 0;    // of the plain files so far

@@ -1,23 +1,22 @@
 #include "tools/melnar-dict/load/SampleParser.h"
 
-#include "tools/melnar-dict/pieces/LiteralCollector.h"
-
 #include "Reader/LineReader.h"
 #include "Reader/TurtleReader.h"
 
-void SampleParser::start(const bool isAtStartOfFile) {
-    const Rdf::ReaderOptions options = makeReaderOptions(m_format, true, DEFAULT_MAXIMUM_LINE, "file:///sample");
+void SampleParser::start(const uint64_t offset) {
+    const Rdf::ReaderOptions options = makeReaderOptions(m_format, true, DEFAULT_MAXIMUM_LINE, m_base);
     Rdf::StatementSink& sink = *this;
     m_stream.reset();
-    constexpr Rdf::Place BEHIND_THE_START{1, 1, 1}; // where no byte order mark can be
+    const bool isAtStartOfFile = offset == 0;
+    const Rdf::Place place{1, 1, offset};
     if (isLineFormat(m_format)) {
         m_reader = std::make_unique<Rdf::LineReader>(options, sink);
         if (!isAtStartOfFile)
-            m_reader->startAt(BEHIND_THE_START);
+            m_reader->startAt(place);
     } else {
         auto reader = std::make_unique<Rdf::TurtleReader>(options, sink);
         if (!isAtStartOfFile)
-            reader->startAt(BEHIND_THE_START, {m_context ? m_context : reader->getState().m_context, std::nullopt});
+            reader->startAt(place, {m_context ? m_context : reader->getState().m_context, std::nullopt});
         m_reader = std::move(reader);
     }
     m_stream.emplace(*m_reader);
@@ -51,7 +50,7 @@ size_t SampleParser::findStart(const std::string_view text) {
 }
 
 void SampleParser::takeStatement(const Rdf::Statement& statement) {
-    collectStatement(statement, 0, *m_piece);
+    static_cast<void>(m_consumer.take(statement, 0, *m_piece)); // one that is refused counts for nothing
 }
 
 void SampleParser::takeError(const Rdf::SyntaxError&) {}

@@ -2,29 +2,36 @@
 
 #include "tools/melnar-dict/input/RdfFormat.h"
 #include "tools/melnar-dict/pieces/ParsedPiece.h"
+#include "tools/melnar-dict/pieces/StatementConsumer.h"
 
 #include "Reader/StreamReader.h"
 #include "Reader/TurtleContext.h"
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
-/// Collects the literals of stretches of a file that begin anywhere. Goes on after what is faulty.
+/// Reads the statements of stretches of a file that begin anywhere. Goes on after what is faulty.
 ///
 /// In N-Triples and N-Quads a stretch is read from its first line that begins there. In Turtle and TriG it is read after
-/// its first line that ends with a full stop, with the prefixes that stood at the start of the file.
+/// its first line that ends with a full stop, with the prefixes that stood at the start of the file. Nodes without a
+/// label have labels that those of no other stretch have, and about as long as those of the whole file.
 ///
-/// Threads  One at a time.
+/// Ownership  Refers to the consumer.
+/// Threads    One at a time.
 class SampleParser final : private Rdf::StatementSink {
 public:
-    explicit SampleParser(RdfFormat format) : m_format(format) {}
+    /// The base is for relative IRIs.
+    SampleParser(const RdfFormat format, std::string base, StatementConsumer& consumer)
+        : m_format(format), m_base(std::move(base)), m_consumer(consumer) {}
 
-    /// Begins a stretch, at the start of the file or elsewhere.
-    void start(bool isAtStartOfFile);
+    /// Begins a stretch at this offset in the file.
+    void start(uint64_t offset);
 
-    /// Reads on in the stretch; the literals of statements that end here go into the piece.
+    /// Reads on in the stretch; the consumer takes the statements that end here.
     void feed(std::string_view text, ParsedPiece& piece);
 
     /// Ends the stretch.
@@ -36,6 +43,8 @@ private:
     size_t findStart(std::string_view text);
 
     const RdfFormat m_format;
+    const std::string m_base;
+    StatementConsumer& m_consumer;
     std::shared_ptr<const Rdf::TurtleContext> m_context; // at the end of the stretch that began the file
     std::unique_ptr<Rdf::SyntaxReader> m_reader;
     std::optional<Rdf::StreamReader> m_stream;
