@@ -11,7 +11,7 @@
 /// What a load came to, in figures.
 struct LoadReport {
     StatementCounts m_counts;
-    DistinctCounts m_distinct{}; // terms in the dictionary
+    DistinctCounts m_distinct{};  // terms in the dictionary
     uint64_t m_firstDocument = 1; // that the first file is, by which its blank nodes are told from others
     uint64_t m_errors = 0;
     uint64_t m_textBytes = 0;      // of the distinct string literals: text, and '@' and tag

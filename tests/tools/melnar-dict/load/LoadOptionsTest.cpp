@@ -37,9 +37,9 @@ TEST(LoadOptionsTest, needsNothingButAFile) {
     EXPECT_FALSE(options.m_feedback.m_isQuiet || options.m_feedback.m_asksForProgress);
     EXPECT_EQ(20u, options.m_numberOfErrorsShown);
     EXPECT_EQ("", options.m_rejectedName);
-    EXPECT_FALSE(options.m_loadsOnlyStrings || options.m_asksForGraphs);
+    EXPECT_FALSE(options.m_loadsOnlyStrings || options.m_rows.m_asksForQuads);
     EXPECT_EQ("", options.m_idsName);
-    EXPECT_EQ(std::nullopt, options.m_idWidth);
+    EXPECT_EQ(std::nullopt, options.m_rows.m_idWidth);
     EXPECT_EQ(std::nullopt, options.m_order);
     EXPECT_EQ(BlankNodeScope::Mode::DOCUMENTS, options.m_blankNodes.m_mode);
     EXPECT_TRUE(options.m_lookups.empty());
@@ -106,12 +106,12 @@ TEST(LoadOptionsTest, takesWhatRowsAndTermsAreToBe) {
     const LoadOptions options = parse(
         {"a.nt", "-o", "d", "--ids", "T.npy", "--id-width", "4", "--quads", "--order=any", "--blank-nodes", "shared"});
     EXPECT_EQ("T.npy", options.m_idsName);
-    EXPECT_EQ(4u, options.m_idWidth);
-    EXPECT_TRUE(options.m_asksForGraphs);
+    EXPECT_EQ(4u, options.m_rows.m_idWidth);
+    EXPECT_TRUE(options.m_rows.m_asksForQuads);
     EXPECT_EQ(TermResolver::Order::ANY, options.m_order);
     EXPECT_EQ(BlankNodeScope::Mode::SHARED, options.m_blankNodes.m_mode);
-    EXPECT_EQ(8u, parse({"a.nt", "--ids", "-", "--id-width=8"}).m_idWidth);
-    EXPECT_EQ(std::nullopt, parse({"a.nt", "--ids", "-", "--id-width", "8", "--id-width", "auto"}).m_idWidth);
+    EXPECT_EQ(8u, parse({"a.nt", "--ids", "-", "--id-width=8"}).m_rows.m_idWidth);
+    EXPECT_EQ(std::nullopt, parse({"a.nt", "--ids", "-", "--id-width", "8", "--id-width", "auto"}).m_rows.m_idWidth);
     EXPECT_EQ(TermResolver::Order::INPUT, parse({"a.nt", "--order", "input"}).m_order);
     EXPECT_TRUE(parse({"a.nt", "--strings-only"}).m_loadsOnlyStrings);
     EXPECT_EQ("T.npy", parse({"a.nt", "--into", "d", "--ids", "T.npy"}).m_idsName);
