@@ -31,6 +31,8 @@ const std::vector<std::string> TURTLE_SEEDS{
     "@prefix : <http://e/> .\n:g { :s :p \"a\" . [] :p 5. }\n{ :s :p \"b\"@en }\nGRAPH _:g {\n :s :p '''c\n''' ;\n :q "
     "() .\n}\n"
     "[] { :s :p \"d\" }\nBASE <http://b/>\n<s> <p> <o> .\n",
+    "PREFIX : <http://e/>\n:s :p 'a'@ar--ltr ~ :r {| :q <<( :s :p 'b' )>> |} .\n<< _:b :p ( 1 \"c\" ) >> :q [] .\n"
+    ":s :p <<( _:b :p <<( :s :p 'x@en'^^<http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral> )>> )>> .\n",
 };
 
 /// Changes a text in a few places, mostly so that it is still near to something sound.
@@ -49,34 +51,62 @@ struct FuzzedFormat {
     const std::vector<std::string>* m_seeds;
 };
 
-class FileLoaderFuzzConcurrentTest : public testing::TestWithParam<FuzzedFormat> {};
+class FileLoaderFuzzConcurrentTest : public testing::TestWithParam<FuzzedFormat> {
+protected:
+    /// Damages the seeds again and again. `expectSame` loads a text in two ways: with one thread at once, and with
+    /// several in small blocks. It returns whether the text has errors.
+    template<class ExpectSame>
+    static void fuzz(const ExpectSame& expectSame) {
+        const size_t numberOfRounds = getNumberOfFuzzRounds(60);
+        TextDamage damage(20240607);
+        size_t numberOfTextsWithErrors = 0;
+        for (size_t round = 0; round < numberOfRounds; ++round)
+            for (const std::string& seed : *GetParam().m_seeds) {
+                const std::string text = damageText(seed, damage);
+                for (const bool lenient : {false, true}) {
+                    numberOfTextsWithErrors +=
+                        expectSame(text, FileLoader::Settings{1, lenient, "http://b/", 1 << 20},
+                                   FileLoader::Settings{3, lenient, "http://b/", 1 + round % 50});
+                    ASSERT_FALSE(HasFailure()) << testing::PrintToString(text);
+                }
+            }
+        EXPECT_GT(numberOfTextsWithErrors, 0u);
+        EXPECT_LT(numberOfTextsWithErrors, 2 * numberOfRounds * GetParam().m_seeds->size());
+    }
+};
 
 /// Whatever the bytes are: nothing crashes, and what is found does not depend on how the file is cut and by how many
 /// threads it is read.
 TEST_P(FileLoaderFuzzConcurrentTest, findsTheSameInDamagedTextHoweverItIsRead) {
-    const size_t numberOfRounds = getNumberOfFuzzRounds(60);
-    TextDamage damage(20240607);
-    size_t numberOfTextsWithErrors = 0;
-    for (size_t round = 0; round < numberOfRounds; ++round)
-        for (const std::string& seed : *GetParam().m_seeds) {
-            const std::string text = damageText(seed, damage);
-            for (const bool lenient : {false, true}) {
-                const LoadOutcome whole = loadText(GetParam().m_format, text, {1, lenient, "", 1 << 20});
-                const LoadOutcome cut = loadText(GetParam().m_format, text, {3, lenient, "", 1 + round % 50});
-                ASSERT_EQ(whole.m_exitCode, cut.m_exitCode) << testing::PrintToString(text);
-                ASSERT_EQ(whole.m_errorOutput, cut.m_errorOutput) << testing::PrintToString(text);
-                numberOfTextsWithErrors += whole.m_errorOutput.empty() ? 0u : 1u;
-                if (whole.m_exitCode != ExitCode::DONE)
-                    continue;
-                ASSERT_EQ(whole.m_strings, cut.m_strings) << testing::PrintToString(text);
-                ASSERT_EQ(whole.m_plainLiterals, cut.m_plainLiterals) << testing::PrintToString(text);
-                ASSERT_EQ(whole.m_counts.m_statements, cut.m_counts.m_statements) << testing::PrintToString(text);
-                ASSERT_EQ(whole.m_counts.getNumberOfOtherTerms(), cut.m_counts.getNumberOfOtherTerms())
-                    << testing::PrintToString(text);
-            }
+    fuzz([](const std::string& text, const FileLoader::Settings& atOnce, const FileLoader::Settings& inBlocks) {
+        const LoadOutcome whole = loadText(GetParam().m_format, text, atOnce);
+        const LoadOutcome cut = loadText(GetParam().m_format, text, inBlocks);
+        EXPECT_EQ(whole.m_exitCode, cut.m_exitCode);
+        EXPECT_EQ(whole.m_errorOutput, cut.m_errorOutput);
+        if (whole.m_exitCode == ExitCode::DONE) {
+            EXPECT_EQ(whole.m_strings, cut.m_strings);
+            EXPECT_EQ(whole.m_plainLiterals, cut.m_plainLiterals);
+            EXPECT_EQ(whole.m_counts.m_statements, cut.m_counts.m_statements);
+            EXPECT_EQ(whole.m_counts.getNumberOfOtherTerms(), cut.m_counts.getNumberOfOtherTerms());
         }
-    EXPECT_GT(numberOfTextsWithErrors, 0u);
-    EXPECT_LT(numberOfTextsWithErrors, 2 * numberOfRounds * GetParam().m_seeds->size());
+        return !whole.m_errorOutput.empty();
+    });
+}
+
+TEST_P(FileLoaderFuzzConcurrentTest, givesAllTermsOfDamagedTextTheSameIDsHoweverItIsRead) {
+    fuzz([](const std::string& text, const FileLoader::Settings& atOnce, const FileLoader::Settings& inBlocks) {
+        const TermLoadOutcome whole = loadTermsOfText(GetParam().m_format, text, atOnce);
+        const TermLoadOutcome cut = loadTermsOfText(GetParam().m_format, text, inBlocks);
+        EXPECT_EQ(whole.m_exitCode, cut.m_exitCode);
+        EXPECT_EQ(whole.m_errorOutput, cut.m_errorOutput);
+        if (whole.m_exitCode == ExitCode::DONE) {
+            EXPECT_EQ(whole.m_rows, cut.m_rows);
+            EXPECT_TRUE(whole.m_savedBytes == cut.m_savedBytes);
+            EXPECT_EQ(whole.m_counts.getNumberOfOtherTerms(), cut.m_counts.getNumberOfOtherTerms());
+            EXPECT_EQ(4 * whole.m_counts.m_statements, whole.m_rows.size()) << "what is counted has a row";
+        }
+        return !whole.m_errorOutput.empty();
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(NTriples, FileLoaderFuzzConcurrentTest,

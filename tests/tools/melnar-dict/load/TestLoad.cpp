@@ -1,6 +1,10 @@
 #include "tests/tools/melnar-dict/load/TestLoad.h"
 
 #include "tests/support/TemporaryDirectory.h"
+#include "tools/melnar-dict/rows/RowLayout.h"
+
+#include "Engine/core/data-store/DictionaryFile.h"
+#include "Engine/core/platform/stream/MemoryOutputStream.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -37,16 +41,44 @@ std::vector<std::string> TestLoad::readForms(const uint8_t datatypeID) const {
     return forms;
 }
 
+TermLoadOutcome loadTerms(const std::string& fileName, const RdfFormat format, const FileLoader::Settings& settings) {
+    const RowLayout layout{4, RowLayout::WIDE};
+    MemoryOutputStream rows;
+    TestLoad load(settings, {.m_rowStream = &rows, .m_rowLayout = layout});
+    load.load(fileName, format);
+    MemoryOutputStream saved;
+    DictionaryFile::write(load.getDictionary(), saved);
+    TermLoadOutcome outcome{
+        load.getJournal().getExitCode(), load.getErrorOutput(), load.getJournal().getCounts(), {}, saved.getBytes()};
+    takeIDs(rows.getBytes(), layout.m_idWidth, outcome.m_rows);
+    return outcome;
+}
+
+namespace {
+
+/// The folder of a file leaves its messages.
+void removeAll(const std::string& what, std::string& text) {
+    for (size_t found = text.find(what); found != std::string::npos; found = text.find(what))
+        text.erase(found, what.size());
+}
+
+} // namespace
+
 LoadOutcome loadText(const RdfFormat format, const std::string_view text, FileLoader::Settings settings) {
     const TemporaryDirectory directory;
     const std::string fileName = directory.addFile("FILE", std::string(text));
     TestLoad load(std::move(settings));
     load.load(fileName, format);
     std::string errorOutput = load.getErrorOutput();
-    const std::string directoryName = directory.getPathOf("");
-    for (size_t found = errorOutput.find(directoryName); found != std::string::npos;
-         found = errorOutput.find(directoryName))
-        errorOutput.erase(found, directoryName.size());
+    removeAll(directory.getPathOf(""), errorOutput);
     return {load.getJournal().getExitCode(), errorOutput, load.getJournal().getCounts(), load.readForms(D_XSD_STRING),
             load.readForms(D_RDF_PLAIN_LITERAL)};
+}
+
+TermLoadOutcome loadTermsOfText(const RdfFormat format, const std::string_view text,
+                                const FileLoader::Settings& settings) {
+    const TemporaryDirectory directory;
+    TermLoadOutcome outcome = loadTerms(directory.addFile("FILE", std::string(text)), format, settings);
+    removeAll(directory.getPathOf(""), outcome.m_errorOutput);
+    return outcome;
 }

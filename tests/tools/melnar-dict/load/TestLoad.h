@@ -24,6 +24,15 @@ struct LoadOutcome {
     std::vector<std::string> m_plainLiterals; // the same
 };
 
+/// The same with all terms, which get their IDs in the order of the input.
+struct TermLoadOutcome {
+    ExitCode m_exitCode;
+    std::string m_errorOutput;
+    StatementCounts m_counts;
+    std::vector<uint64_t> m_rows; // four IDs each
+    std::string m_savedBytes;     // of the dictionary
+};
+
 /// Loads files into a dictionary of its own, as the tool does.
 class TestLoad : private Unmovable {
 public:
@@ -56,5 +65,11 @@ private:
     FileLoader m_loader;
 };
 
+/// Loads a file with all terms.
+TermLoadOutcome loadTerms(const std::string& fileName, RdfFormat format, const FileLoader::Settings& settings);
+
 /// Loads a text.
 LoadOutcome loadText(RdfFormat format, std::string_view text, FileLoader::Settings settings = {});
+
+/// Loads a text with all terms.
+TermLoadOutcome loadTermsOfText(RdfFormat format, std::string_view text, const FileLoader::Settings& settings);

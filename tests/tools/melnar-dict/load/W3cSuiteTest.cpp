@@ -47,7 +47,16 @@ protected:
         if (hashSortedForms(load.readForms(D_RDF_PLAIN_LITERAL)) != test["sha256_lang_tagged"] ||
             load.readForms(D_RDF_PLAIN_LITERAL).size() != test["distinct_lang_tagged"])
             return "has other plain literals";
-        return "";
+        const std::string fileName = m_folder + test["file"].get<std::string>();
+        const TermLoadOutcome terms = loadTerms(fileName, getFormat(test), settings);
+        if (terms.m_rows.size() != 4 * load.getJournal().getCounts().m_statements)
+            return "has other rows";
+        settings.m_numberOfThreads = 1;
+        settings.m_blockSize = BlockReader::DEFAULT_BLOCK_SIZE;
+        const TermLoadOutcome expected = loadTerms(fileName, getFormat(test), settings);
+        return terms.m_rows == expected.m_rows && terms.m_savedBytes == expected.m_savedBytes
+                   ? ""
+                   : "gives its terms other IDs";
     }
 
     void expectToDecideAsTheW3cDoes(const FileLoader::Settings& settings) const {
