@@ -1,9 +1,12 @@
 #include "tests/Reader/W3cManifest.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/tools/melnar-dict/load/TestLoad.h"
 #include "tests/tools/melnar-dict/rewrite/TermDictionary.h"
 #include "tools/melnar-dict/rewrite/CanonicalCommand.h"
 #include "tools/melnar-dict/rewrite/CheckCommand.h"
 #include "tools/melnar-dict/rewrite/RewriteCommand.h"
+#include "tools/melnar-dict/rows/NpyHeader.h"
+#include "tools/melnar-dict/rows/RowLayout.h"
 
 #include <gtest/gtest.h>
 
@@ -13,6 +16,7 @@
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -78,6 +82,13 @@ protected:
         std::ostringstream errors;
         options.m_output.m_outputName = rows;
         EXPECT_EQ(ExitCode::DONE, runEncode(options, m_output, errors)) << errors.str();
+        std::vector<uint64_t> ids;
+        takeIDs(readWholeFile(rows).substr(NpyHeader::SIZE), RowLayout::NARROW, ids);
+        std::vector<uint64_t> loadedIDs = loadTerms(path, format, reading).m_rows;
+        if (!hasGraphs(format))
+            for (size_t row = 0; row < loadedIDs.size(); row += 3)
+                loadedIDs.erase(loadedIDs.begin() + static_cast<ptrdiff_t>(row + 3)); // that of the default graph
+        EXPECT_EQ(loadedIDs, ids) << "load writes the same rows";
         options.m_files = {{rows, format}};
         options.m_output.m_outputName = decoded;
         EXPECT_EQ(ExitCode::DONE, runDecode(options, m_output, errors)) << errors.str();
