@@ -2,8 +2,8 @@
 ///
 ///   tool-torture snippets N FOLDER    N texts that the reader and a strict reader of another make must judge alike
 ///   tool-torture cuts N FOLDER        N cuts of files, plain and packed, none of which may go unnoticed
-///   tool-torture mutations N FOLDER   N changed and forged dictionary files, which must do no harm
-///   tool-torture kills N FOLDER       N kills of the tool, which must leave the old file or the new one
+///   tool-torture mutations N FOLDER   N changed and forged files of dictionaries and rows, which must do no harm
+///   tool-torture kills N FOLDER       N kills of the tool, which must leave each file old or new
 ///   tool-torture rewrites N FOLDER    N files that are encoded and decoded, and those of MELNAR_DATA
 ///
 /// Each prints a line that begins with N and says what was found, and before that what was wrong, with what makes it
