@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bitset>
 #include <exception>
 #include <utility>
 
@@ -153,36 +152,40 @@ uint64_t Dictionary::tryResolveResource(const DictionaryCommitPoint commitPoint,
         .m_datatype->tryResolveResource(commitPoint, lexicalForm.data(), lexicalForm.size(), datatypeID);
 }
 
-/// Hands the entries of a block to the datatype objects that serve them, all of an object's entries together: calls
-/// `operation(object, entries, indexes)` for each object, and for the null pointer if some have none. Of a mixed block
-/// these are copies, which are copied back, and `indexes` tells which; otherwise it is null.
+/// Hands the entries of a block to the datatype objects that serve them, all entries of a datatype together: calls
+/// `operation(object, entries, indexes)` for each datatype, with the null pointer if no object serves it. Of a mixed
+/// block these are copies, which are copied back in the end, and `indexes` tells which; otherwise it is null.
 template<class Operation>
 void Dictionary::forEachServer(const std::span<BatchEntry> block, const Operation& operation) const {
-    const auto getObject = [this](const BatchEntry& entry) { return m_servers[entry.m_datatypeID].m_datatype; };
-    DictionaryDatatype* const firstObject = getObject(block.front());
-    if (std::all_of(block.begin() + 1, block.end(),
-                    [&](const BatchEntry& entry) { return getObject(entry) == firstObject; })) {
-        operation(firstObject, block, nullptr);
+    if (DictionaryDatatype* const object = getCommonServer(block); object != nullptr) {
+        operation(object, block, nullptr);
         return;
     }
+    // A counting sort by datatype ID.
+    std::array<uint8_t, 256> datatypeIDs;
+    size_t numberOfDatatypes = 0;
+    std::array<uint16_t, 256> places{}; // by datatype ID
+    for (const BatchEntry& entry : block)
+        if (places[entry.m_datatypeID]++ == 0)
+            datatypeIDs[numberOfDatatypes++] = entry.m_datatypeID;
+    uint16_t end = 0;
+    for (const uint8_t datatypeID : std::span(datatypeIDs).first(numberOfDatatypes))
+        end += std::exchange(places[datatypeID], end);
     std::array<BatchEntry, MIXED_BLOCK_SIZE> entries;
     std::array<uint16_t, MIXED_BLOCK_SIZE> indexes;
-    std::bitset<MIXED_BLOCK_SIZE> isDone;
-    for (size_t begin = 0; begin < block.size(); ++begin) {
-        if (isDone[begin])
-            continue;
-        DictionaryDatatype* const object = getObject(block[begin]);
-        size_t size = 0;
-        for (size_t index = begin; index < block.size(); ++index)
-            if (!isDone[index] && getObject(block[index]) == object) {
-                entries[size] = block[index];
-                indexes[size++] = static_cast<uint16_t>(index);
-                isDone.set(index);
-            }
-        operation(object, std::span(entries).first(size), indexes.data());
-        for (size_t number = 0; number < size; ++number)
-            block[indexes[number]] = entries[number];
+    for (size_t index = 0; index < block.size(); ++index) {
+        const uint16_t place = places[block[index].m_datatypeID]++;
+        entries[place] = block[index];
+        indexes[place] = static_cast<uint16_t>(index);
     }
+    size_t begin = 0;
+    for (const uint8_t datatypeID : std::span(datatypeIDs).first(numberOfDatatypes)) {
+        const size_t size = places[datatypeID] - begin;
+        operation(m_servers[datatypeID].m_datatype, std::span(entries).subspan(begin, size), indexes.data() + begin);
+        begin += size;
+    }
+    for (size_t place = 0; place < block.size(); ++place)
+        block[indexes[place]] = entries[place];
 }
 
 /// The object that serves all of a batch, or null.
@@ -290,15 +293,13 @@ void Dictionary::prefetchResources(const std::span<const BatchEntry> entries) co
 
 void Dictionary::getResources(const std::span<BatchEntry> entries) const {
     // While a block is read, the next one is on its way.
-    static constexpr size_t BLOCK_SIZE = 64;
-    static_assert(BLOCK_SIZE <= MIXED_BLOCK_SIZE);
     const auto getBlock = [entries](const size_t begin) {
-        return begin < entries.size() ? entries.subspan(begin, std::min(BLOCK_SIZE, entries.size() - begin))
+        return begin < entries.size() ? entries.subspan(begin, std::min(MIXED_BLOCK_SIZE, entries.size() - begin))
                                       : std::span<BatchEntry>();
     };
     prefetchResources(getBlock(0));
-    for (size_t blockBegin = 0; blockBegin < entries.size(); blockBegin += BLOCK_SIZE) {
-        prefetchResources(getBlock(blockBegin + BLOCK_SIZE));
+    for (size_t blockBegin = 0; blockBegin < entries.size(); blockBegin += MIXED_BLOCK_SIZE) {
+        prefetchResources(getBlock(blockBegin + MIXED_BLOCK_SIZE));
         const std::span<BatchEntry> block = getBlock(blockBegin);
         for (BatchEntry& entry : block) {
             entry.m_datatypeID = getDatatypeID(entry.m_resourceID);

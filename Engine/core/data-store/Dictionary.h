@@ -261,7 +261,7 @@ private:
     };
 
     /// So many entries of a batch of several datatype objects are looked at together.
-    static constexpr size_t MIXED_BLOCK_SIZE = 256;
+    static constexpr size_t MIXED_BLOCK_SIZE = 512;
 
     /// For how much address space is reserved.
     struct Capacity {

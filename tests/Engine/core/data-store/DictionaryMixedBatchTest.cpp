@@ -74,11 +74,11 @@ protected:
 TEST_P(DictionaryMixedBatchTest, differentNewTermsMakeOneFileHoweverTheyAreDivided) {
     std::minstd_rand random(1);
     for (const uint32_t numberOfTerms :
-         {1U, 255U, 256U, 257U, 1745U, 1750U, 1755U, 3503U, 3508U, 7006U, 7015U, 7500U}) {
+         {1U, 511U, 512U, 513U, 1745U, 1750U, 1755U, 3503U, 3508U, 7006U, 7015U, 7500U}) {
         SCOPED_TRACE(numberOfTerms);
         const OwnedLiterals terms = makeTerms(0, numberOfTerms);
         const std::string file = makeFileOneByOne(terms);
-        for (const size_t batchSize : {1UL, 2UL, 7UL, 255UL, 256UL, 257UL, 2048UL, 10000UL})
+        for (const size_t batchSize : {1UL, 2UL, 7UL, 511UL, 512UL, 513UL, 2048UL, 10000UL})
             ASSERT_TRUE(file == makeFileInBatches(terms, [batchSize] { return batchSize; })) << batchSize;
         ASSERT_TRUE(file == makeFileInBatches(terms, [&random] { return random() % 600 + 1; }));
     }
