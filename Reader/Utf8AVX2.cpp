@@ -2,6 +2,8 @@
 
 #if defined(__x86_64__)
 
+#include <algorithm>
+
 #include <immintrin.h>
 
 // For a processor that the rest of the program does not ask for.
@@ -72,14 +74,26 @@ MELNAR_AVX2 inline bool hasFault(const __m256i bytes, const __m256i previous) no
     return _mm256_testz_si256(faults, faults) == 0;
 }
 
+/// `bytes` are all ASCII behind a whole sequence, or have no fault.
+MELNAR_AVX2 inline bool isValid(const __m256i bytes, const __m256i previous) noexcept {
+    return _mm256_movemask_epi8(_mm256_or_si256(bytes, previous)) == 0 || !hasFault(bytes, previous);
+}
+
 MELNAR_AVX2 const char* findInvalidWithAVX2(const char* const begin, const char* const end) noexcept {
     const char* current = begin;
     __m256i previous = _mm256_setzero_si256();
     for (; end - current >= 32; current += 32) {
         const __m256i bytes = _mm256_loadu_si256(static_cast<const __m256i*>(static_cast<const void*>(current)));
-        if (_mm256_movemask_epi8(_mm256_or_si256(bytes, previous)) != 0 && hasFault(bytes, previous))
+        if (!isValid(bytes, previous))
             break;
         previous = bytes;
+    }
+    if (const auto size = static_cast<size_t>(end - current); size < sizeof(__m256i)) {
+        // The zeros behind the text show a last sequence that is cut short.
+        alignas(sizeof(__m256i)) char rest[sizeof(__m256i)] = {};
+        std::copy(current, end, rest);
+        if (isValid(_mm256_load_si256(static_cast<const __m256i*>(static_cast<const void*>(rest))), previous))
+            return end;
     }
     // The last sequence may go on from here, and one that is cut short shows only in what follows.
     for (int step = 0; step < 3 && current != begin && (current[-1] & 0xC0) == 0x80; ++step)
