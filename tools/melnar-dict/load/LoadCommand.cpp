@@ -84,8 +84,8 @@ void checkOtherOutput(const LoadOptions& options, const std::string& outputName)
     if (!options.m_intoName.empty())
         check.refuseInput(options.m_intoName);
     if (!options.m_output.m_outputName.empty()) {
-        check.refuseOutput(options.m_output.m_outputName);
         OutputCheck(options.m_output.m_outputName, options.m_output.m_isForced).refuseOutput(outputName);
+        check.refuseOutput(options.m_output.m_outputName);
     }
     check.refuseDictionary();
 }

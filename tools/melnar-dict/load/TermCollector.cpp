@@ -17,3 +17,8 @@ const char* TermCollector::take(const Rdf::Statement& statement, const uint64_t 
     countStatement(statement, piece.m_counts);
     return nullptr;
 }
+
+void TermCollector::endBlock(ParsedPiece& piece) {
+    m_resolver.resolve(m_rows, m_thread, piece);
+    m_rows.clear();
+}

@@ -18,10 +18,10 @@ public:
     TermCollector(TermResolver& resolver, const uint64_t document)
         : m_resolver(resolver), m_document(document), m_thread(resolver), m_rows(resolver.getNumberOfColumns()) {}
 
-    void startBlock(std::string_view) override { m_rows.clear(); }
+    void startBlock(std::string_view) override { m_rows.clear(); } // of a block that has failed
     const char* take(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece) override;
     void withdraw() override { m_rows.clear(); }
-    void endBlock(ParsedPiece& piece) override { m_resolver.resolve(m_rows, m_thread, piece); }
+    void endBlock(ParsedPiece& piece) override;
 
 private:
     TermResolver& m_resolver;

@@ -72,11 +72,15 @@ TEST(DistinctTermsTest, aTermThatCollidesWithManyIsAppendedWithoutALongLook) {
             colliding.push_back(std::move(form));
     DistinctTerms terms;
     LiteralBatch batch;
-    for (const std::string& form : colliding)
-        EXPECT_EQ(form, batch.getEntries()[terms.add(form, D_IRI, 1, batch)].m_lexicalForm);
+    for (const std::string& form : colliding) {
+        const uint32_t index = terms.add(form, D_IRI, 1, batch);
+        EXPECT_EQ(form, batch.getEntries()[index].m_lexicalForm);
+    }
     EXPECT_EQ(colliding.size(), batch.getEntries().size());
-    for (const std::string& form : colliding)
-        EXPECT_EQ(form, batch.getEntries()[terms.add(form, D_IRI, 1, batch)].m_lexicalForm);
+    for (const std::string& form : colliding) {
+        const uint32_t index = terms.add(form, D_IRI, 1, batch);
+        EXPECT_EQ(form, batch.getEntries()[index].m_lexicalForm);
+    }
     EXPECT_LT(colliding.size() + DistinctTerms::LONGEST_PROBE, batch.getEntries().size()) << "some are there twice";
     EXPECT_GT(2 * colliding.size(), batch.getEntries().size()) << "and some are not";
 }

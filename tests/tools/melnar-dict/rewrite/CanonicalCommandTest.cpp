@@ -151,13 +151,14 @@ TEST_F(CanonicalCommandTest, aFullDiskIsAFailureInEverySyntax) {
 }
 
 TEST_F(CanonicalCommandTest, isAVerbOfTheTool) {
-    add("a.ttl", "<a:s> <a:p> 'x' .");
+    add("a.ttl", "<a:s> <a:p> \"x\" .");
     const std::string path = m_options.m_files[0].first;
     const ToolResult result = runToolProcess({"canonical", path, "-o", "-"});
     EXPECT_EQ(0, result.m_exitCode) << result.m_errorOutput;
     EXPECT_EQ("<a:s> <a:p> \"x\" .\n", result.m_output);
     EXPECT_EQ("<a:s> <a:p> \"x\" .\n",
-              runToolProcess({"canonical", path, "--blank-nodes", "shared", "-o", "-"}).m_output);
+              runToolProcess({"canonical", path, "--format", "nt", "--blank-nodes", "shared", "-o", "-"}).m_output);
+    EXPECT_EQ(2, runToolProcess({"canonical", path, "--blank-nodes", "shared", "-o", "-"}).m_exitCode);
     EXPECT_EQ(2, runToolProcess({"canonical", path, "--blank-nodes", "none", "-o", "-"}).m_exitCode);
     EXPECT_EQ(2, runToolProcess({"canonical", path}).m_exitCode);
     EXPECT_EQ(2, runToolProcess({"canonical", path, "-o", "-", "--rdf", "1.3"}).m_exitCode);
