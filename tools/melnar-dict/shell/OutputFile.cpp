@@ -46,6 +46,13 @@ void OutputFile::commitBoth(OutputFile& first, OutputFile& second) {
         first.m_stream->replace();
         try {
             second.m_stream->replace();
+            try {
+                first.m_stream->settle();
+                second.m_stream->settle();
+            } catch (...) {
+                second.m_stream->takeBack();
+                throw;
+            }
         } catch (...) {
             first.m_stream->takeBack();
             throw;

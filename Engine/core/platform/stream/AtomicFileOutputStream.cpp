@@ -187,12 +187,10 @@ void AtomicFileOutputStream::commit() {
 void AtomicFileOutputStream::replace() {
     prepare();
     m_temporaryFile.replace(m_target);
-    try {
-        synchronizeFolder(m_target.getFolderName());
-    } catch (...) {
-        takeBack();
-        throw;
-    }
+}
+
+void AtomicFileOutputStream::settle() {
+    synchronizeFolder(m_target.getFolderName());
 }
 
 void AtomicFileOutputStream::takeBack() {

@@ -46,10 +46,14 @@ public:
     void commit();
 
     /// Makes what was written the file like commit, but keeps the old file until `keep` or `takeBack`, one of which must
-    /// follow: so several files can change together. After a failure the old file is in its place, unless the message
-    /// says that it could not be put back. A process that is killed before `keep` leaves the old file as the temporary
-    /// file, or, where the file system cannot exchange two files, under getReplacedFileNameOf.
+    /// follow: so several files can change together. After a failure the old file is in its place. A power cut may undo
+    /// it until `settle`. A process that is killed before `keep` leaves the old file as the temporary file, or, where the
+    /// file system cannot exchange two files, under getReplacedFileNameOf.
     void replace();
+
+    /// Flushes the folder to the disk, after replace: apart from that, so that several files change with nothing between
+    /// them that takes time.
+    void settle();
 
     /// Removes the old file, after replace.
     void keep() noexcept { m_temporaryFile.removeReplaced(); }
