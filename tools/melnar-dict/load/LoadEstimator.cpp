@@ -252,7 +252,7 @@ void LoadEstimator::resolve(StatementConsumer& consumer) {
     for (const InputError& error : m_piece.m_errors)
         if (error.m_exitCode != ExitCode::BAD_DATA) // those of refused terms
             throw ToolFailure(error.m_exitCode, error.m_cause);
-    for (const BatchEntry& entry : m_piece.m_literals.getEntries())
+    for (const BatchEntry& entry : m_piece.m_terms.getEntries())
         if (entry.m_resourceID != 0)
             m_units.take(entry.m_resourceID);
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/melnar-dict/load/LiteralResolver.h"
+#include "tools/melnar-dict/load/BatchResolver.h"
 #include "tools/melnar-dict/pieces/LiteralCollector.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -12,7 +12,7 @@ public:
     ResolvingCollector(Dictionary& dictionary, const bool lenient)
         : m_dictionary(dictionary), m_thread(dictionary), m_isLenient(lenient) {}
 
-    void endBlock(ParsedPiece& piece) override { resolveLiterals(m_dictionary, m_thread, m_isLenient, piece); }
+    void endBlock(ParsedPiece& piece) override { resolveBatch(m_dictionary, m_thread, m_isLenient, piece); }
 
 private:
     Dictionary& m_dictionary;

@@ -11,9 +11,9 @@ const char* TermCollector::take(const Rdf::Statement& statement, const uint64_t 
         m_cause = m_resolver.getCauseOfRefusal({innermost.m_text, 0, D_RDF_PLAIN_LITERAL});
         return m_cause.c_str();
     }
-    m_rows.add(statement, m_document, line, piece.m_literals);
+    m_rows.add(statement, m_document, line, piece.m_terms);
     if (&innermost != &statement.m_object && literalKindOf(innermost) != LiteralKind::OTHER)
-        m_rows.addTerm(innermost, m_document, line, piece.m_literals);
+        m_rows.addTerm(innermost, m_document, line, piece.m_terms);
     countStatement(statement, piece.m_counts);
     return nullptr;
 }

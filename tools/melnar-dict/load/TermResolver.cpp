@@ -1,6 +1,6 @@
 #include "tools/melnar-dict/load/TermResolver.h"
 
-#include "tools/melnar-dict/load/LiteralResolver.h"
+#include "tools/melnar-dict/load/BatchResolver.h"
 #include "tools/melnar-dict/pieces/LiteralRefusal.h"
 #include "tools/melnar-dict/rows/RowLayout.h"
 
@@ -47,7 +47,7 @@ void TermResolver::resolve(const TermRows& rows, Thread& thread, ParsedPiece& pi
 
 void TermResolver::resolveTerms(Thread& thread, ParsedPiece& piece) {
     if (!m_creator) {
-        resolveLiterals(m_dictionary, thread.m_dictionaryThread, m_settings.m_isLenient, piece);
+        resolveBatch(m_dictionary, thread.m_dictionaryThread, m_settings.m_isLenient, piece);
         return;
     }
     try {
@@ -64,7 +64,7 @@ void TermResolver::findUnknown(Thread& thread, ParsedPiece& piece) const {
     thread.m_unknown.clear();
     thread.m_indexes.clear();
     thread.m_failures.clear();
-    const std::span<BatchEntry> entries = piece.m_literals.getEntries();
+    const std::span<BatchEntry> entries = piece.m_terms.getEntries();
     m_dictionary.tryResolveResources({std::numeric_limits<uint64_t>::max()}, entries, thread.m_failures);
     for (size_t index = 0; index < entries.size(); ++index)
         if (entries[index].m_resourceID == 0) {
@@ -76,13 +76,13 @@ void TermResolver::findUnknown(Thread& thread, ParsedPiece& piece) const {
 void TermResolver::createUnknown(Thread& thread, ParsedPiece& piece) {
     const DictionaryThread::Loan loan(*m_creator);
     resolveEntries(m_dictionary, *m_creator, m_settings.m_isLenient, thread.m_unknown, thread.m_indexes, piece);
-    const std::span<BatchEntry> entries = piece.m_literals.getEntries();
+    const std::span<BatchEntry> entries = piece.m_terms.getEntries();
     for (size_t number = 0; number < thread.m_unknown.size(); ++number)
         entries[thread.m_indexes[number]].m_resourceID = thread.m_unknown[number].m_resourceID;
 }
 
 void TermResolver::makeBytes(const TermRows& rows, const ParsedPiece& piece, Thread& thread) const {
     thread.m_ids.clear();
-    rows.appendIDsOfWholeRows(piece.m_literals.getEntries(), thread.m_ids);
+    rows.appendIDsOfWholeRows(piece.m_terms.getEntries(), thread.m_ids);
     appendIDs(thread.m_ids, m_settings.m_rowLayout.m_idWidth, thread.m_bytes);
 }

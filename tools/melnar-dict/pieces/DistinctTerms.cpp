@@ -10,7 +10,7 @@ uint32_t DistinctTerms::hash(const std::string_view lexicalForm, const uint8_t d
 }
 
 uint32_t DistinctTerms::add(const std::string_view lexicalForm, const uint8_t datatypeID, const uint64_t line,
-                            LiteralBatch& batch) {
+                            FormBatch& batch) {
     const uint32_t hashOfSlot = hash(lexicalForm, datatypeID);
     size_t index = hashOfSlot & (m_slots.size() - 1);
     for (size_t probeLength = 0; m_slots[index].m_end != 0; ++probeLength, index = (index + 1) & (m_slots.size() - 1)) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/melnar-dict/pieces/LiteralBatch.h"
+#include "tools/melnar-dict/pieces/FormBatch.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -22,7 +22,7 @@ public:
 
     /// The index in the batch of a term, which is appended if it is not there. The batch has nothing but what this has
     /// appended since clear.
-    uint32_t add(std::string_view lexicalForm, uint8_t datatypeID, uint64_t line, LiteralBatch& batch);
+    uint32_t add(std::string_view lexicalForm, uint8_t datatypeID, uint64_t line, FormBatch& batch);
 
     /// Forgets the terms and keeps the memory, unless that is much.
     void clear() noexcept;

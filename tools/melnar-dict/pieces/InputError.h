@@ -13,8 +13,8 @@ struct InputError {
     ExitCode m_exitCode;
     std::string m_cause;
     uint64_t m_column = 0; // counts characters from 1; 0 when the line as a whole is meant
-    // Literals of the piece that come before it, which say what comes first in a line. What ends a piece follows all.
-    size_t m_literalsBefore = std::numeric_limits<size_t>::max();
+    // Terms of the piece's batch that come before it, which say what comes first in a line. What ends a piece follows all.
+    size_t m_termsBefore = std::numeric_limits<size_t>::max();
 };
 
 /// What the exception that is being handled means for the file being loaded: never bad data, and no line.

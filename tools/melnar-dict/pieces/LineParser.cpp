@@ -38,7 +38,7 @@ void LineParser::takeStatement(const Rdf::Statement& statement) {
         return;
     const uint64_t line = m_reader.getLine();
     if (const char* const cause = m_consumer.take(statement, line, *m_piece))
-        m_piece->m_errors.push_back({line, ExitCode::BAD_DATA, cause, 0, m_piece->m_literals.getEntries().size()});
+        m_piece->m_errors.push_back({line, ExitCode::BAD_DATA, cause, 0, m_piece->m_terms.getEntries().size()});
     if (m_keepsRejected && isRefusedTerm(innermostObject(statement)))
         takeSkipped({statement.m_object.m_begin, statement.m_object.m_begin});
 }

@@ -20,7 +20,7 @@ const Rdf::Term& innermostObject(const Rdf::Statement& statement) noexcept {
     return *object;
 }
 
-void appendLiteral(const Rdf::Term& literal, const LiteralKind kind, const uint64_t line, LiteralBatch& batch) {
+void appendLiteral(const Rdf::Term& literal, const LiteralKind kind, const uint64_t line, FormBatch& batch) {
     if (!literal.m_tag.empty())
         batch.appendTagged(literal.m_text, literal.m_tag, line);
     else
@@ -67,10 +67,10 @@ LiteralKind countStatement(const Rdf::Statement& statement, StatementCounts& cou
 void collectStatement(const Rdf::Statement& statement, const uint64_t line, ParsedPiece& piece) {
     const LiteralKind kind = countStatement(statement, piece.m_counts);
     if (kind != LiteralKind::OTHER)
-        appendLiteral(innermostObject(statement), kind, line, piece.m_literals);
+        appendLiteral(innermostObject(statement), kind, line, piece.m_terms);
 }
 
 InputError makeInputError(const Rdf::SyntaxError& error, const ParsedPiece& piece) {
     return {error.m_place.m_line, ExitCode::BAD_DATA, error.m_message, error.m_place.m_column,
-            piece.m_literals.getEntries().size()};
+            piece.m_terms.getEntries().size()};
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/melnar-dict/pieces/LiteralBatch.h"
+#include "tools/melnar-dict/pieces/FormBatch.h"
 #include "tools/melnar-dict/pieces/ParsedPiece.h"
 #include "tools/melnar-dict/pieces/StatementConsumer.h"
 
@@ -23,7 +23,7 @@ LiteralKind literalKindOf(const Rdf::Term& term) noexcept;
 const Rdf::Term& innermostObject(const Rdf::Statement& statement) noexcept;
 
 /// Appends a literal of another kind than OTHER to a batch.
-void appendLiteral(const Rdf::Term& literal, LiteralKind kind, uint64_t line, LiteralBatch& batch);
+void appendLiteral(const Rdf::Term& literal, LiteralKind kind, uint64_t line, FormBatch& batch);
 
 /// Counts a statement and its terms; returns the kind of its innermost object.
 LiteralKind countStatement(const Rdf::Statement& statement, StatementCounts& counts) noexcept;

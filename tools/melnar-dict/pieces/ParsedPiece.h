@@ -1,7 +1,7 @@
 #pragma once
 
+#include "tools/melnar-dict/pieces/FormBatch.h"
 #include "tools/melnar-dict/pieces/InputError.h"
-#include "tools/melnar-dict/pieces/LiteralBatch.h"
 #include "tools/melnar-dict/pieces/StatementCounts.h"
 
 #include <cstdint>
@@ -13,7 +13,7 @@ struct ParsedPiece {
     uint64_t m_sequence = 0; // counts the pieces of a file from 0
     // Line ends in this piece, when its lines are counted from 1; 0 when they are counted from the start of the file.
     uint64_t m_numberOfLineEnds = 0;
-    LiteralBatch m_literals;
+    FormBatch m_terms;
     StatementCounts m_counts;
     std::vector<InputError> m_errors; // in any order until the piece is resolved, then in that of the file
     std::string m_rejected;           // what was skipped because of errors, in the order of the file, if it is kept
@@ -24,7 +24,7 @@ struct ParsedPiece {
     void clear(const uint64_t sequence) noexcept {
         m_sequence = sequence;
         m_numberOfLineEnds = 0;
-        m_literals.clear();
+        m_terms.clear();
         m_counts = {};
         m_errors.clear();
         m_rejected.clear();

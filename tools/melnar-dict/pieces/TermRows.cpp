@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-uint32_t TermRows::addTerm(const Rdf::Term& term, const uint64_t document, const uint64_t line, LiteralBatch& batch) {
+uint32_t TermRows::addTerm(const Rdf::Term& term, const uint64_t document, const uint64_t line, FormBatch& batch) {
     const Term engineTerm = toTerm(term, document, m_text);
     const uint8_t datatypeID = engineTerm.getDatatypeID();
     if (engineTerm.isTextTheForm())
@@ -18,7 +18,7 @@ uint32_t TermRows::addTerm(const Rdf::Term& term, const uint64_t document, const
 
 /// Most statements share a term with the one before. An IRI that does needs no look at the others.
 uint32_t TermRows::addTermOf(const size_t column, const Rdf::Term& term, const uint64_t document, const uint64_t line,
-                             LiteralBatch& batch) {
+                             FormBatch& batch) {
     uint32_t& previous = m_previous[column];
     if (term.m_kind == Rdf::TermKind::IRI && previous != Cells::NO_ENTRY) {
         const BatchEntry& entry = batch.getEntries()[previous];
@@ -29,7 +29,7 @@ uint32_t TermRows::addTermOf(const size_t column, const Rdf::Term& term, const u
 }
 
 TermRows::Cells TermRows::add(const Rdf::Statement& statement, const uint64_t document, const uint64_t line,
-                              LiteralBatch& batch) {
+                              FormBatch& batch) {
     Cells cells{};
     cells.m_subject = addTermOf(0, statement.m_subject, document, line, batch);
     cells.m_predicate = addTermOf(1, statement.m_predicate, document, line, batch);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "tools/melnar-dict/pieces/DistinctTerms.h"
-#include "tools/melnar-dict/pieces/LiteralBatch.h"
+#include "tools/melnar-dict/pieces/FormBatch.h"
 
 #include "Engine/core/platform/Unmovable.h"
 #include "Reader/Term.h"
@@ -39,10 +39,10 @@ public:
     };
 
     /// Adds a row. Labels of blank nodes are those of a document.
-    Cells add(const Rdf::Statement& statement, uint64_t document, uint64_t line, LiteralBatch& batch);
+    Cells add(const Rdf::Statement& statement, uint64_t document, uint64_t line, FormBatch& batch);
 
     /// Adds a term that stands in no row; returns its entry.
-    uint32_t addTerm(const Rdf::Term& term, uint64_t document, uint64_t line, LiteralBatch& batch);
+    uint32_t addTerm(const Rdf::Term& term, uint64_t document, uint64_t line, FormBatch& batch);
 
     size_t getNumberOfRows() const noexcept { return m_cells.size() / m_numberOfColumns; }
 
@@ -63,7 +63,7 @@ public:
     void clear() noexcept;
 
 private:
-    uint32_t addTermOf(size_t column, const Rdf::Term& term, uint64_t document, uint64_t line, LiteralBatch& batch);
+    uint32_t addTermOf(size_t column, const Rdf::Term& term, uint64_t document, uint64_t line, FormBatch& batch);
 
     const size_t m_numberOfColumns;
     DistinctTerms m_terms;

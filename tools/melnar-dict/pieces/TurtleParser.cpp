@@ -19,7 +19,7 @@ void TurtleParser::takeStatement(const Rdf::Statement& statement) {
     const Rdf::Term& object = innermostObject(statement);
     const uint64_t line = m_runner.locateLine(object);
     if (const char* const cause = m_consumer.take(statement, line, *m_piece))
-        m_piece->m_errors.push_back({line, ExitCode::BAD_DATA, cause, 0, m_piece->m_literals.getEntries().size()});
+        m_piece->m_errors.push_back({line, ExitCode::BAD_DATA, cause, 0, m_piece->m_terms.getEntries().size()});
     if (m_keepsRejected && isRefusedTerm(object))
         rejectStatement(object);
 }

@@ -9,7 +9,7 @@
 #include <span>
 
 const char* RowEncoder::take(const Rdf::Statement& statement, const uint64_t line, ParsedPiece& piece) {
-    m_rows.add(statement, m_document, line, piece.m_literals);
+    m_rows.add(statement, m_document, line, piece.m_terms);
     ++piece.m_counts.m_statements;
     return nullptr;
 }
@@ -28,11 +28,11 @@ void RowEncoder::endBlock(ParsedPiece& piece) {
 /// A term that is missing comes before an error that ended the block.
 void RowEncoder::makeRows(ParsedPiece& piece) {
     m_failures.clear();
-    const std::span<BatchEntry> entries = piece.m_literals.getEntries();
+    const std::span<BatchEntry> entries = piece.m_terms.getEntries();
     m_dictionary.tryResolveResources(m_dictionary.getCommitPoint(), entries, m_failures);
     const TermRows::Gap gap = m_rows.findGap(entries);
     if (gap.m_row != m_rows.getNumberOfRows())
-        piece.m_errors.assign(1, {piece.m_literals.getLine(gap.m_entryIndex), ExitCode::BAD_DATA,
+        piece.m_errors.assign(1, {piece.m_terms.getLine(gap.m_entryIndex), ExitCode::BAD_DATA,
                                   describeGap(entries[gap.m_entryIndex], gap.m_entryIndex)});
     m_ids.clear();
     m_rows.appendIDs(gap.m_row, entries, m_ids);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/melnar-dict/pieces/LiteralBatch.h"
+#include "tools/melnar-dict/pieces/FormBatch.h"
 #include "tools/melnar-dict/rewrite/StatementRewriter.h"
 
 #include "Engine/core/data-store/dictionary/BatchFailure.h"
@@ -28,7 +28,7 @@ private:
     const char* appendTerm(const Rdf::Term& term, std::string& output) override;
 
     const Dictionary& m_dictionary;
-    LiteralBatch m_literals; // of the gaps
+    FormBatch m_literals; // of the gaps
     std::vector<BatchFailure> m_failures;
     std::string m_cause; // of the last refusal
 };

@@ -14,7 +14,7 @@ using Forms = std::vector<std::string>;
 
 Forms formsOf(const ParsedPiece& piece) {
     Forms forms;
-    for (const BatchEntry& entry : piece.m_literals.getEntries())
+    for (const BatchEntry& entry : piece.m_terms.getEntries())
         forms.emplace_back(entry.m_lexicalForm);
     return forms;
 }

@@ -14,7 +14,7 @@ namespace {
 
 TEST(DistinctTermsTest, aTermIsAppendedOnce) {
     DistinctTerms terms;
-    LiteralBatch batch;
+    FormBatch batch;
     EXPECT_EQ(0u, terms.add("a", D_XSD_STRING, 1, batch));
     EXPECT_EQ(1u, terms.add("b", D_XSD_STRING, 2, batch));
     EXPECT_EQ(0u, terms.add("a", D_XSD_STRING, 3, batch));
@@ -27,7 +27,7 @@ TEST(DistinctTermsTest, aTermIsAppendedOnce) {
 
 TEST(DistinctTermsTest, equalFormsOfTwoDatatypesAreTwoTerms) {
     DistinctTerms terms;
-    LiteralBatch batch;
+    FormBatch batch;
     std::set<uint32_t> indexes;
     for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL, D_IRI, D_BLANK_NODE, D_TYPED_LITERAL,
                                      D_DIRECTIONAL_STRING, D_TRIPLE_TERM}) {
@@ -40,7 +40,7 @@ TEST(DistinctTermsTest, equalFormsOfTwoDatatypesAreTwoTerms) {
 
 TEST(DistinctTermsTest, nothingIsLeftAfterClear) {
     DistinctTerms terms;
-    LiteralBatch batch;
+    FormBatch batch;
     terms.add("a", D_IRI, 1, batch);
     terms.add("b", D_IRI, 1, batch);
     terms.clear();
@@ -52,7 +52,7 @@ TEST(DistinctTermsTest, nothingIsLeftAfterClear) {
 TEST(DistinctTermsTest, manyTermsAreFoundWhereTheyWereAppended) {
     constexpr uint32_t TERMS = 100'000;
     DistinctTerms terms;
-    LiteralBatch batch;
+    FormBatch batch;
     for (int round = 0; round < 2; ++round) {
         for (int pass = 0; pass < 2; ++pass)
             for (uint32_t number = 0; number < TERMS; ++number)
@@ -71,7 +71,7 @@ TEST(DistinctTermsTest, aTermThatCollidesWithManyIsAppendedWithoutALongLook) {
         if (std::string form = "term " + std::to_string(number); (DistinctTerms::hash(form, D_IRI) & MASK) == 17)
             colliding.push_back(std::move(form));
     DistinctTerms terms;
-    LiteralBatch batch;
+    FormBatch batch;
     for (const std::string& form : colliding) {
         const uint32_t index = terms.add(form, D_IRI, 1, batch);
         EXPECT_EQ(form, batch.getEntries()[index].m_lexicalForm);

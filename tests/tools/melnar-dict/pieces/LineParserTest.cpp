@@ -32,7 +32,7 @@ protected:
 
     Literals getLiterals() const {
         Literals literals;
-        const LiteralBatch& batch = m_piece.m_literals;
+        const FormBatch& batch = m_piece.m_terms;
         for (size_t index = 0; index < batch.getEntries().size(); ++index)
             literals.emplace_back(batch.getLine(index), batch.getEntries()[index].m_lexicalForm);
         return literals;

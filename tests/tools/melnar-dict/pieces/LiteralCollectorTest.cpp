@@ -43,9 +43,9 @@ TEST(LiteralCollectorTest, aLiteralWithinATripleTermIsCollectedAndTheTripleCount
     statement.m_object.m_triple = &triple;
     ParsedPiece piece;
     collectStatement(statement, 3, piece);
-    ASSERT_EQ(1u, piece.m_literals.getEntries().size());
-    EXPECT_EQ("x@en", piece.m_literals.getEntries()[0].m_lexicalForm);
-    EXPECT_EQ(3u, piece.m_literals.getLine(0));
+    ASSERT_EQ(1u, piece.m_terms.getEntries().size());
+    EXPECT_EQ("x@en", piece.m_terms.getEntries()[0].m_lexicalForm);
+    EXPECT_EQ(3u, piece.m_terms.getLine(0));
     EXPECT_EQ(1u, piece.m_counts.m_plainLiterals);
     EXPECT_EQ(1u, piece.m_counts.m_blankNodes);
     EXPECT_EQ(1u, piece.m_counts.m_iris);

@@ -31,7 +31,7 @@ Rdf::Statement makeStatement(const std::string_view subject, const Rdf::Term& ob
 }
 
 /// The forms of all entries, each with its datatype ID.
-std::vector<std::string> getForms(const LiteralBatch& batch) {
+std::vector<std::string> getForms(const FormBatch& batch) {
     std::vector<std::string> forms;
     for (const BatchEntry& entry : batch.getEntries())
         forms.push_back(std::to_string(entry.m_datatypeID) + " " + std::string(entry.m_lexicalForm));
@@ -39,7 +39,7 @@ std::vector<std::string> getForms(const LiteralBatch& batch) {
 }
 
 /// Gives the entries the IDs 1, 2, ...
-void number(LiteralBatch& batch) {
+void number(FormBatch& batch) {
     uint64_t nextID = 1;
     for (BatchEntry& entry : batch.getEntries())
         entry.m_resourceID = nextID++;
@@ -50,7 +50,7 @@ using IDs = std::vector<uint64_t>;
 
 TEST(TermRowsTest, termsHaveAnEntryEachInTheOrderOfTheStatements) {
     TermRows rows(3);
-    LiteralBatch batch;
+    FormBatch batch;
     rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x")), 1, 5, batch);
     rows.add(makeStatement("a", make(Rdf::TermKind::LITERAL, "x")), 1, 6, batch);
     const TermRows::Cells cells = rows.add(makeStatement("b", make(Rdf::TermKind::LITERAL, "x", "en")), 1, 8, batch);
@@ -70,7 +70,7 @@ TEST(TermRowsTest, termsHaveAnEntryEachInTheOrderOfTheStatements) {
 
 TEST(TermRowsTest, aTermBesideTheRowsStandsInNone) {
     TermRows rows(3);
-    LiteralBatch batch;
+    FormBatch batch;
     EXPECT_EQ(0u, rows.addTerm(make(Rdf::TermKind::LITERAL, "x"), 1, 5, batch));
     rows.add(makeStatement("a", make(Rdf::TermKind::LITERAL, "x")), 1, 6, batch);
     EXPECT_EQ((Forms{"5 x", "250 a", "251 p"}), getForms(batch));
@@ -79,7 +79,7 @@ TEST(TermRowsTest, aTermBesideTheRowsStandsInNone) {
 
 TEST(TermRowsTest, theDefaultGraphIsZeroAndNoGap) {
     TermRows rows(4);
-    LiteralBatch batch;
+    FormBatch batch;
     rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x")), 1, 1, batch);
     rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x"), "g"), 1, 2, batch);
     rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x")), 1, 3, batch);
@@ -95,14 +95,14 @@ TEST(TermRowsTest, theDefaultGraphIsZeroAndNoGap) {
 
 TEST(TermRowsTest, withoutColumnsThereAreTermsButNoRows) {
     TermRows rows(0);
-    LiteralBatch batch;
+    FormBatch batch;
     rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x"), "g"), 1, 1, batch);
     EXPECT_EQ((Forms{"250 a", "251 p", "250 x", "250 g"}), getForms(batch));
 }
 
 TEST(TermRowsTest, theFirstGapIsThatOfTheFirstRow) {
     TermRows rows(3);
-    LiteralBatch batch;
+    FormBatch batch;
     for (const char* const subject : {"a", "b", "c", "a", "b", "d"})
         rows.add(makeStatement(subject, make(Rdf::TermKind::IRI, "x")), 1, 1, batch);
     number(batch);
@@ -118,7 +118,7 @@ TEST(TermRowsTest, theFirstGapIsThatOfTheFirstRow) {
 
 TEST(TermRowsTest, whatWasClearedLeavesNothing) {
     TermRows rows(3);
-    LiteralBatch batch;
+    FormBatch batch;
     rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x")), 1, 1, batch);
     rows.clear();
     batch.clear();

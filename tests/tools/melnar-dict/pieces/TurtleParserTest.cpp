@@ -53,7 +53,7 @@ protected:
     void take(const ParsedPiece& piece) {
         EXPECT_EQ(0u, piece.m_numberOfLineEnds) << "lines are counted from the start of the file";
         m_counts += piece.m_counts;
-        const LiteralBatch& batch = piece.m_literals;
+        const FormBatch& batch = piece.m_terms;
         for (size_t index = 0; index < batch.getEntries().size(); ++index)
             m_literals.emplace_back(batch.getLine(index), batch.getEntries()[index].m_lexicalForm);
         for (const InputError& error : piece.m_errors)

@@ -9,15 +9,14 @@
 #include <string_view>
 #include <vector>
 
-/// String literals on their way from a parser to the dictionary, in the order of the file: their lexical forms one
-/// behind the other in one piece of memory, and where each came from. This is the only copy between the parser and the
-/// dictionary; it is what joins text and tag.
+/// Terms on their way from a parser to the dictionary, in the order of the file: their lexical forms one after the other in
+/// one piece of memory, and where each came from. This is the only copy between the parser and the dictionary.
 ///
 /// Ownership  Owns its bytes; a form's address holds until the batch changes.
 /// Threads    One at a time.
-class LiteralBatch {
+class FormBatch {
 public:
-    /// Appends a literal whose lexical form is given, found in a line that counts from the start of what was parsed.
+    /// Appends a term whose lexical form is given, found in a line that counts from the start of what was parsed.
     void append(std::string_view lexicalForm, uint8_t datatypeID, uint64_t line);
 
     /// Appends the rdf:PlainLiteral that a text with a language tag is.
@@ -26,7 +25,7 @@ public:
     /// Empties the batch and keeps its memory.
     void clear() noexcept;
 
-    /// The literals, as the dictionary takes them.
+    /// The terms, as the dictionary takes them.
     std::span<BatchEntry> getEntries() noexcept { return m_entries; }
     std::span<const BatchEntry> getEntries() const noexcept { return m_entries; }
 

@@ -1,4 +1,4 @@
-#include "tools/melnar-dict/pieces/LiteralBatch.h"
+#include "tools/melnar-dict/pieces/FormBatch.h"
 
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 
@@ -8,9 +8,9 @@
 
 namespace {
 
-TEST(LiteralBatchTest, keepsLiteralsInOrderWithAllTheirBytes) {
+TEST(FormBatchTest, keepsLiteralsInOrderWithAllTheirBytes) {
     using namespace std::string_literals;
-    LiteralBatch batch;
+    FormBatch batch;
     batch.append("a\0b"s, D_XSD_STRING, 1);
     batch.appendTagged("text", "en-GB", 2);
     batch.append("", D_XSD_STRING, 3);
@@ -27,16 +27,16 @@ TEST(LiteralBatchTest, keepsLiteralsInOrderWithAllTheirBytes) {
     EXPECT_EQ(3u + 10 + 0 + 4, batch.getNumberOfBytes());
 }
 
-TEST(LiteralBatchTest, keepsItsLiteralsAsItGrows) {
-    LiteralBatch batch;
+TEST(FormBatchTest, keepsItsLiteralsAsItGrows) {
+    FormBatch batch;
     for (size_t number = 0; number < 1000; ++number)
         batch.appendTagged(std::string(number, 'x'), std::to_string(number), number);
     for (size_t number = 0; number < 1000; ++number)
         EXPECT_EQ(std::string(number, 'x') + '@' + std::to_string(number), batch.getEntries()[number].m_lexicalForm);
 }
 
-TEST(LiteralBatchTest, isEmptyAndUsableAfterClearing) {
-    LiteralBatch batch;
+TEST(FormBatchTest, isEmptyAndUsableAfterClearing) {
+    FormBatch batch;
     batch.append("old", D_XSD_STRING, 1);
     batch.clear();
     EXPECT_TRUE(batch.getEntries().empty());

@@ -1,4 +1,4 @@
-#include "tools/melnar-dict/load/LiteralResolver.h"
+#include "tools/melnar-dict/load/BatchResolver.h"
 
 #include "tools/melnar-dict/pieces/LiteralRefusal.h"
 
@@ -13,21 +13,21 @@
 namespace {
 
 // Enough for the dictionary to work at full speed; at a limit of the dictionary each entry becomes a failure.
-constexpr size_t LITERALS_OF_A_GROUP = 2048;
+constexpr size_t ENTRIES_OF_A_GROUP = 2048;
 
 void resolveUntilError(Dictionary& dictionary, DictionaryThread& thread, const bool lenient,
                        const std::span<BatchEntry> entries, const std::span<const size_t> indexes, ParsedPiece& piece) {
     std::vector<BatchFailure> failures;
-    for (size_t begin = 0; begin < entries.size() && (lenient || failures.empty()); begin += LITERALS_OF_A_GROUP) {
+    for (size_t begin = 0; begin < entries.size() && (lenient || failures.empty()); begin += ENTRIES_OF_A_GROUP) {
         failures.clear();
         dictionary.resolveResources(
-            thread, entries.subspan(begin, std::min(LITERALS_OF_A_GROUP, entries.size() - begin)), failures);
+            thread, entries.subspan(begin, std::min(ENTRIES_OF_A_GROUP, entries.size() - begin)), failures);
         for (const BatchFailure& failure : failures) {
             const size_t number = begin + failure.m_entryIndex;
             const size_t index = indexes.empty() ? number : indexes[number];
             // Throws what went wrong otherwise.
             piece.m_errors.push_back(
-                {piece.m_literals.getLine(index), ExitCode::BAD_DATA, causeOfRefusal(failure), 0, index});
+                {piece.m_terms.getLine(index), ExitCode::BAD_DATA, causeOfRefusal(failure), 0, index});
         }
     }
 }
@@ -42,10 +42,10 @@ void resolveEntries(Dictionary& dictionary, DictionaryThread& thread, const bool
         piece.m_errors.push_back(inputErrorOfCurrentException());
     }
     std::stable_sort(piece.m_errors.begin(), piece.m_errors.end(), [](const InputError& left, const InputError& right) {
-        return left.m_literalsBefore < right.m_literalsBefore;
+        return left.m_termsBefore < right.m_termsBefore;
     });
 }
 
-void resolveLiterals(Dictionary& dictionary, DictionaryThread& thread, const bool lenient, ParsedPiece& piece) {
-    resolveEntries(dictionary, thread, lenient, piece.m_literals.getEntries(), {}, piece);
+void resolveBatch(Dictionary& dictionary, DictionaryThread& thread, const bool lenient, ParsedPiece& piece) {
+    resolveEntries(dictionary, thread, lenient, piece.m_terms.getEntries(), {}, piece);
 }

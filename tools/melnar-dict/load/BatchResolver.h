@@ -20,4 +20,4 @@ void resolveEntries(Dictionary& dictionary, DictionaryThread& thread, bool lenie
                     std::span<const size_t> indexes, ParsedPiece& piece);
 
 /// Resolves all of a piece's batch so.
-void resolveLiterals(Dictionary& dictionary, DictionaryThread& thread, bool lenient, ParsedPiece& piece);
+void resolveBatch(Dictionary& dictionary, DictionaryThread& thread, bool lenient, ParsedPiece& piece);
