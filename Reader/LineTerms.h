@@ -50,7 +50,7 @@ inline const char* readSubject(TextWindow& window, const char* const at, Term& t
 }
 
 /// Reads a triple term, whose brackets open here.
-const char* readTripleTerm(TextWindow& window, const char* at, Term& term, Triples& triples);
+const char* readTripleTerm(TextWindow& window, const char* at, Term& term, Triples& storage);
 
 /// Reads any term.
 inline const char* readObject(TextWindow& window, const char* const at, Term& term, Triples& triples,

@@ -34,7 +34,8 @@ Rdf::Term untangle(Rdf::Term literal) {
 }
 
 void appendPart(const Rdf::Term& term, const uint64_t document, std::string& text) {
-    using namespace Rdf::CanonicalWriter;
+    using Rdf::CanonicalWriter::appendTerm;
+    using Rdf::CanonicalWriter::Tags;
     if (term.m_kind == Rdf::TermKind::BLANK_NODE)
         BlankNodeScope::appendLabel(document, term.m_text, text.append("_:"));
     else if (term.m_datatype == RDF_PLAIN_LITERAL)

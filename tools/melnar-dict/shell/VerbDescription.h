@@ -87,6 +87,7 @@ struct VerbDescription {
     void addChoice(const std::string& names, const std::string& valueName, const std::string& text, Variable& variable,
                    const std::vector<std::pair<std::string, Value>>& choices) {
         std::vector<std::string> words;
+        words.reserve(choices.size());
         for (const auto& [word, meaning] : choices)
             words.push_back(word);
         addOption(names, valueName, text, [names, words, choices, &variable](const std::string& value) {
