@@ -281,7 +281,9 @@ int __wrap_link(const char* fileName, const char* newName) {
 
 int __wrap_renameat2(int oldFolder, const char* oldName, int newFolder, const char* newName, unsigned flags) {
     const SystemCallGate gate(Call::RENAMEAT2);
-    return gate.isClosed() ? -1 : __real_renameat2(oldFolder, oldName, newFolder, newName, flags);
+    return gate.isClosed() ? -1
+                           : observed(__real_renameat2(oldFolder, oldName, newFolder, newName, flags),
+                                      &FileOperationObserver::renamed, oldName, newName);
 }
 
 int __wrap_fchmod(int fileDescriptor, mode_t mode) {

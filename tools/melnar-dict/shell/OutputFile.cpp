@@ -43,20 +43,7 @@ void OutputFile::commitBoth(OutputFile& first, OutputFile& second) {
         second.close(delay);
     };
     try {
-        first.m_stream->replace();
-        try {
-            second.m_stream->replace();
-            try {
-                first.m_stream->settle();
-                second.m_stream->settle();
-            } catch (...) {
-                second.m_stream->takeBack();
-                throw;
-            }
-        } catch (...) {
-            first.m_stream->takeBack();
-            throw;
-        }
+        AtomicFileOutputStream::replaceBoth(*first.m_stream, *second.m_stream);
     } catch (...) {
         closeBoth();
         throw;

@@ -32,8 +32,8 @@ public:
     /// Makes what was written the file. The last operation.
     void commit();
 
-    /// Commits both, so that an interruption or a failure leaves both new files or both old ones. What kills the process
-    /// between two calls of the system, or a power cut, may leave the first one new and the second one old.
+    /// Commits both, so that an interruption or a failure, and what kills the process, leaves both new files or both old
+    /// ones; see AtomicFileOutputStream::replaceBoth.
     static void commitBoth(OutputFile& first, OutputFile& second);
 
 private:

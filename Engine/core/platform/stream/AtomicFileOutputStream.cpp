@@ -4,11 +4,13 @@
 #include "Engine/core/platform/stream/FileDescriptor.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -24,6 +26,7 @@ constexpr long LINE_CANNOT_SYNCHRONIZE_FOLDER = 115;
 constexpr long LINE_CANNOT_KEEP_REPLACED = 131;
 constexpr long LINE_CANNOT_PUT_BACK = 146;
 constexpr long LINE_CANNOT_TAKE_BACK = 150;
+constexpr long LINE_NOT_REPLACED_TOGETHER = 163;
 
 constexpr const char* const TEMPORARY_SUFFIX = ".saving";
 constexpr const char* const REPLACED_SUFFIX = ".replaced";
@@ -63,6 +66,37 @@ bool addName(const std::string& fileName, const std::string& secondName) {
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_KEEP_REPLACED, MelnarException::NO_CAUSES, "link", errno,
                                   "Cannot keep file '", fileName, "' as '", secondName, "' until it is replaced.");
     return result == 0;
+}
+
+/// Makes a temporary file the target, which becomes the temporary file, if it is there.
+bool exchange(const char* const temporaryName, const char* const targetName) noexcept {
+    return ::renameat2(AT_FDCWD, temporaryName, AT_FDCWD, targetName, RENAME_EXCHANGE) == 0 ||
+           (errno == ENOENT && ::renameat2(AT_FDCWD, temporaryName, AT_FDCWD, targetName, RENAME_NOREPLACE) == 0);
+}
+
+/// The reverse.
+void exchangeBack(const char* const temporaryName, const char* const targetName) noexcept {
+    if (::renameat2(AT_FDCWD, temporaryName, AT_FDCWD, targetName, RENAME_EXCHANGE) != 0 && errno == ENOENT)
+        static_cast<void>(::renameat2(AT_FDCWD, targetName, AT_FDCWD, temporaryName, RENAME_NOREPLACE));
+}
+
+/// Exchanges both or none, in a process that nothing kills which kills this one. It makes nothing but calls of the system,
+/// as the only thread of a process that several threads have left. What came of it shows in the files.
+void exchangeInOtherProcess(const char* const firstTemporaryName, const char* const firstTargetName,
+                            const char* const secondTemporaryName, const char* const secondTargetName) noexcept {
+    sigset_t allSignals;
+    sigset_t ownSignals;
+    ::sigfillset(&allSignals);
+    ::pthread_sigmask(SIG_SETMASK, &allSignals, &ownSignals); // The process has no use for handlers.
+    const pid_t process = ::fork();
+    if (process == 0) {
+        if (exchange(firstTemporaryName, firstTargetName) && !exchange(secondTemporaryName, secondTargetName))
+            exchangeBack(firstTemporaryName, firstTargetName);
+        ::_exit(0);
+    }
+    ::pthread_sigmask(SIG_SETMASK, &ownSignals, nullptr);
+    while (process > 0 && ::waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
+    }
 }
 
 /// Makes a rename in the folder survive a power cut.
@@ -116,6 +150,18 @@ void AtomicFileOutputStream::TemporaryFile::replace(const TargetFile& target) {
         removeReplaced();
         throw;
     }
+}
+
+/// Whether the target is the file that was written by now: another process has replaced it then.
+bool AtomicFileOutputStream::TemporaryFile::noticeReplaced(const TargetFile& target,
+                                                           const struct stat& written) noexcept {
+    struct stat file;
+    if (::lstat(target.getName().c_str(), &file) != 0 || file.st_ino != written.st_ino || file.st_dev != written.st_dev)
+        return false;
+    m_isRenamed = true;
+    if (::lstat(m_fileName.c_str(), &file) == 0)
+        m_replacedName = m_fileName;
+    return true;
 }
 
 void AtomicFileOutputStream::TemporaryFile::takeBack(const TargetFile& target) {
@@ -184,13 +230,48 @@ void AtomicFileOutputStream::commit() {
     m_ownLock.reset();
 }
 
-void AtomicFileOutputStream::replace() {
-    prepare();
-    m_temporaryFile.replace(m_target);
+/// Replaces both files, and leaves it to the caller to make that survive a power cut.
+void AtomicFileOutputStream::exchangeBoth(AtomicFileOutputStream& first, AtomicFileOutputStream& second) {
+    struct stat firstWritten {};
+    struct stat secondWritten {};
+    static_cast<void>(::lstat(first.getTemporaryFileName().c_str(), &firstWritten));
+    static_cast<void>(::lstat(second.getTemporaryFileName().c_str(), &secondWritten));
+    exchangeInOtherProcess(first.getTemporaryFileName().c_str(), first.m_target.getName().c_str(),
+                           second.getTemporaryFileName().c_str(), second.m_target.getName().c_str());
+    const bool isFirstNew = first.m_temporaryFile.noticeReplaced(first.m_target, firstWritten);
+    const bool isSecondNew = second.m_temporaryFile.noticeReplaced(second.m_target, secondWritten);
+    if (isFirstNew && isSecondNew)
+        return;
+    if (isFirstNew) { // The process was killed, or could not undo what it had done.
+        first.takeBack();
+        throw MelnarException(SOURCE_FILE, LINE_NOT_REPLACED_TOGETHER, MelnarException::NO_CAUSES,
+                              "Cannot replace file '", second.m_fileName, "' together with '", first.m_fileName, "'.");
+    }
+    first.m_temporaryFile.replace(first.m_target);
+    try {
+        second.m_temporaryFile.replace(second.m_target);
+    } catch (...) {
+        first.takeBack();
+        throw;
+    }
 }
 
-void AtomicFileOutputStream::settle() {
-    synchronizeFolder(m_target.getFolderName());
+void AtomicFileOutputStream::replaceBoth(AtomicFileOutputStream& first, AtomicFileOutputStream& second) {
+    first.prepare();
+    second.prepare();
+    exchangeBoth(first, second);
+    try {
+        try {
+            synchronizeFolder(first.m_target.getFolderName());
+            synchronizeFolder(second.m_target.getFolderName());
+        } catch (...) {
+            second.takeBack();
+            throw;
+        }
+    } catch (...) {
+        first.takeBack(); // even if the second could not be
+        throw;
+    }
 }
 
 void AtomicFileOutputStream::takeBack() {

@@ -45,21 +45,17 @@ public:
     /// Makes what was written the file; prepares it first unless that is done. Nothing may be written afterwards.
     void commit();
 
-    /// Makes what was written the file like commit, but keeps the old file until `keep` or `takeBack`, one of which must
-    /// follow: so several files can change together. After a failure the old file is in its place. A power cut may undo
-    /// it until `settle`. A process that is killed before `keep` leaves the old file as the temporary file, or, where the
-    /// file system cannot exchange two files, under getReplacedFileNameOf.
-    void replace();
+    /// Makes what was written to both streams their files like commit, but together, and keeps the old files until `keep`,
+    /// which must follow for each. A process of its own does both at a stroke, so that what kills this one leaves both
+    /// new or both old; where the file system cannot exchange two files, this one does, one file after the other, and
+    /// may be killed between. After a failure the old files are in their places, unless the message says something
+    /// else. A power cut in the midst may leave the first file new and the second one old. A process that is killed
+    /// before `keep` leaves an old file as the temporary file, or, where files cannot be exchanged, under
+    /// getReplacedFileNameOf.
+    static void replaceBoth(AtomicFileOutputStream& first, AtomicFileOutputStream& second);
 
-    /// Flushes the folder to the disk, after replace: apart from that, so that several files change with nothing between
-    /// them that takes time.
-    void settle();
-
-    /// Removes the old file, after replace.
+    /// Removes the old file, after replaceBoth.
     void keep() noexcept { m_temporaryFile.removeReplaced(); }
-
-    /// Puts the old file, or none, back in its place, after replace.
-    void takeBack();
 
     /// The file that is written until the commit, readable too; for those who rewrite what they have written.
     FileOutputStream& getTemporaryFile() noexcept { return m_temporaryFile.m_output; }
@@ -70,7 +66,7 @@ public:
     /// Where the bytes for a target are written.
     static std::string getTemporaryFileNameOf(const TargetFile& target);
 
-    /// Where replace may keep the old file.
+    /// Where replaceBoth may keep the old file.
     static std::string getReplacedFileNameOf(const TargetFile& target);
 
 private:
@@ -82,6 +78,7 @@ private:
 
         void renameTo(const std::string& targetName);
         void replace(const TargetFile& target);
+        bool noticeReplaced(const TargetFile& target, const struct stat& written) noexcept;
         void takeBack(const TargetFile& target);
         void removeReplaced() noexcept;
 
@@ -90,10 +87,12 @@ private:
 
     private:
         bool m_isRenamed;
-        std::string m_replacedName; // of the old file after replace; empty if there was none
+        std::string m_replacedName; // of the old file after it was replaced; empty if there was none
     };
 
     void keepMetadataOf(const struct stat& oldFile);
+    static void exchangeBoth(AtomicFileOutputStream& first, AtomicFileOutputStream& second);
+    void takeBack();
 
     const std::string m_fileName;
     std::optional<FileLock> m_ownLock;  // nothing after the commit

@@ -115,8 +115,8 @@ TEST_F(OutputFileTest, afterAFailureBothAreOldOrBothAreNew) {
                         break;
                 }
                 const bool mayFail = call == Call::RENAMEAT2 ? false
-                                     : call == Call::RENAME  ? !areThere || !isExchanged
-                                     : call == Call::LINK    ? !areThere || !isExchanged
+                                     : call == Call::RENAME  ? !isExchanged
+                                     : call == Call::LINK    ? !isExchanged
                                      : call == Call::FCHMOD  ? areThere
                                                              : true;
                 EXPECT_EQ(mayFail, failures != 0) << "call " << static_cast<int>(call);
@@ -152,6 +152,19 @@ TEST_F(OutputFileTest, anOldFileThatCannotBePutBackIsNamed) {
     }
 }
 
+TEST_F(OutputFileTest, whatTheOtherProcessCannotUndoIsTakenBack) {
+    for (const bool areThere : {false, true}) {
+        makeOldFiles(areThere);
+        SystemCallFaults exchanges(Call::RENAMEAT2);
+        exchanges.failAfter(areThere ? 1 : 2, EIO, Duration::FOR_GOOD); // after the first file was replaced
+        const auto exception = catchException<MelnarException>([&] { writeBoth(); });
+        EXPECT_EQ(163, exception.getSourceLineNumber());
+        EXPECT_EQ("Cannot replace file '" + getPath(1) + "' together with '" + getPath(0) + "'.",
+                  exception.getMessage());
+        EXPECT_EQ("old", getState(areThere));
+    }
+}
+
 TEST_F(OutputFileTest, whereNeitherExchangeNorLinkWorksTheOldFilesStay) {
     makeOldFiles(true);
     SystemCallFaults exchanges(Call::RENAMEAT2);
@@ -180,11 +193,49 @@ public:
 private:
     void happened() {
         if (m_operations-- == 0)
-            ::kill(::getpid(), SIGTERM);
+            ::kill(m_process, SIGTERM);
     }
 
+    const pid_t m_process = ::getpid();
     size_t m_operations;
 };
+
+/// Kills a process as soon as one of two files has been replaced, whichever process has done it.
+class Killer : public Interrupter {
+public:
+    explicit Killer(const pid_t victim) : Interrupter(NEVER), m_victim(victim) {}
+
+    void renamed(const char*, const char*) override {
+        ::kill(m_victim, SIGKILL);
+        ::usleep(20'000); // so that it is dead before the other file is replaced
+    }
+
+private:
+    static constexpr size_t NEVER = ~size_t(0);
+
+    const pid_t m_victim;
+};
+
+TEST_F(OutputFileTest, aKillBetweenTheTwoLeavesBothNew) {
+    for (const bool areThere : {false, true}) {
+        makeOldFiles(areThere);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const Killer killer(::getpid());
+            writeBoth();
+            ::_exit(0);
+        }
+        int status = 0;
+        ASSERT_EQ(child, ::waitpid(child, &status, 0));
+        ASSERT_TRUE(WIFSIGNALED(status)) << "it did not come to the end";
+        EXPECT_EQ(SIGKILL, WTERMSIG(status));
+        for (const size_t index : {0u, 1u}) {
+            std::ostringstream errorOutput;
+            const OutputLock lock(getPath(index), true, errorOutput); // waits for those who have it still
+            EXPECT_EQ("new", TemporaryDirectory::getContentsOf(getPath(index))) << index;
+        }
+    }
+}
 
 TEST_F(OutputFileTest, anInterruptionLeavesBothNewOrBothOldAndNothingElse) {
     for (const bool areThere : {false, true})
