@@ -260,7 +260,7 @@ private:
         DictionaryDatatype* m_datatype = nullptr;
     };
 
-    /// So many entries of a batch of several datatype objects are looked at together.
+    /// So many entries of a batch of several datatype objects are looked at together, and so many of any batch that is read.
     static constexpr size_t MIXED_BLOCK_SIZE = 512;
 
     /// For how much address space is reserved.

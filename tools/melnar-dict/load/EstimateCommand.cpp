@@ -38,8 +38,8 @@ VerbDescription describeEstimate(EstimateOptions& options) {
                          EXIT_CODES,
                          {{"estimate dump.nt.gz", "Says what a load of the file would need."}}};
     verb.addFlag("--strings-only", "estimate a load of string literals alone", options.m_loadsOnlyStrings);
-    addBlankNodes(verb, options.m_files, options.m_blankNodes);
     addInputFiles(verb, InputFormats::ALL, options.m_files);
+    addBlankNodes(verb, options.m_files, options.m_blankNodes);
     addThreads(verb, options.m_numberOfThreads);
     addMemoryLimit(verb, options.m_memoryLimit);
     addFeedback(verb, options.m_feedback);

@@ -3,6 +3,8 @@
 #include "tools/melnar-dict/load/ResolvingCollector.h"
 #include "tools/melnar-dict/load/TermCollector.h"
 
+#include "tools/melnar-dict/shell/ToolFailure.h"
+
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/dictionary/ResourceValue.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
@@ -14,7 +16,7 @@
 
 namespace {
 
-constexpr std::string_view LABEL_MARK = "_:";
+constexpr std::string_view LABEL_MARK = " _:"; // in a triple term
 
 } // namespace
 
@@ -52,12 +54,15 @@ uint64_t FileLoader::getNextDocument(const Dictionary& dictionary) {
         const std::string_view shared(reinterpret_cast<const char*>(value.m_auxiliaryData), value.m_auxiliaryDataSize);
         if (value.m_datatypeID == D_BLANK_NODE)
             takeLabel(shared.empty() ? own : shared); // The document is in the part that many labels share.
-        else if (value.m_datatypeID == D_TRIPLE_TERM)
-            // What looks like a label within a literal may leave a number out, which does no harm.
-            for (const std::string_view part : {own, shared})
-                for (size_t mark = part.find(LABEL_MARK); mark != std::string_view::npos;
-                     mark = part.find(LABEL_MARK, mark + LABEL_MARK.size()))
-                    takeLabel(part.substr(mark + LABEL_MARK.size()));
+        else if (value.m_datatypeID == D_TRIPLE_TERM) {
+            const std::string_view terms = own.substr(0, own.find('"')); // A literal is the last term.
+            for (size_t mark = terms.find(LABEL_MARK); mark != std::string_view::npos;
+                 mark = terms.find(LABEL_MARK, mark + LABEL_MARK.size()))
+                takeLabel(terms.substr(mark + LABEL_MARK.size()));
+        }
     });
+    if (document >= BlankNodeScope::LARGEST_DOCUMENT)
+        throw ToolFailure(ExitCode::FAILURE, "the dictionary has a blank node of document " + std::to_string(document) +
+                                                 ", after which no file gets a number");
     return document + 1;
 }

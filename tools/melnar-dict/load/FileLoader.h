@@ -40,7 +40,7 @@ public:
     void load(const std::string& fileName, RdfFormat format);
 
     /// The number of the first file that is added to a dictionary: one that no blank node of the dictionary belongs to,
-    /// within triple terms neither.
+    /// within triple terms neither. ToolFailure if there is none left.
     /// Walks all resources.
     static uint64_t getNextDocument(const Dictionary& dictionary);
 

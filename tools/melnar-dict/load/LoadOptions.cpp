@@ -82,8 +82,8 @@ VerbDescription describeLoad(LoadOptions& options) {
                    std::vector<std::pair<std::string, TermResolver::Order>>{{"input", TermResolver::Order::INPUT},
                                                                             {"any", TermResolver::Order::ANY}});
     verb.addFlag("--strings-only", "give IDs to string literals alone", options.m_loadsOnlyStrings);
-    addBlankNodes(verb, options.m_files, options.m_blankNodes);
     addInputFiles(verb, InputFormats::ALL, options.m_files);
+    addBlankNodes(verb, options.m_files, options.m_blankNodes);
     addThreads(verb, options.m_numberOfThreads);
     addLenient(verb, options.m_isLenient);
     verb.addNumber("--errors", "N", "show the first N errors and count the rest (default: 20)",

@@ -6,7 +6,6 @@
 
 #include "Engine/core/data-store/Dictionary.h"
 
-#include <limits>
 #include <span>
 
 TermResolver::TermResolver(Dictionary& dictionary, const Settings& settings)
@@ -65,7 +64,7 @@ void TermResolver::findUnknown(Thread& thread, ParsedPiece& piece) const {
     thread.m_indexes.clear();
     thread.m_failures.clear();
     const std::span<BatchEntry> entries = piece.m_terms.getEntries();
-    m_dictionary.tryResolveResources({std::numeric_limits<uint64_t>::max()}, entries, thread.m_failures);
+    m_dictionary.tryResolveResources(BEHIND_ALL_RESOURCES, entries, thread.m_failures);
     for (size_t index = 0; index < entries.size(); ++index)
         if (entries[index].m_resourceID == 0) {
             thread.m_unknown.push_back(entries[index]);

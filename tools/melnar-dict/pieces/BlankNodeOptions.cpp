@@ -3,17 +3,9 @@
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <algorithm>
-#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
-
-namespace {
-
-// So that the files that follow have numbers too.
-constexpr uint64_t LARGEST_DOCUMENT = std::numeric_limits<uint64_t>::max() / 2;
-
-} // namespace
 
 void addBlankNodes(VerbDescription& verb, const InputFiles& files, BlankNodeOptions& variable) {
     verb.addChoice(
@@ -36,7 +28,7 @@ void addDocument(VerbDescription& verb, BlankNodeOptions& variable) {
         "--document", "K",
         "the first file is document K of those that the dictionary was loaded with, and the others follow it "
         "(default: 1)",
-        variable.m_firstDocument, 1, LARGEST_DOCUMENT);
+        variable.m_firstDocument, 1, BlankNodeScope::LARGEST_DOCUMENT);
     verb.m_checks.emplace_back([&variable] {
         if (variable.m_mode == BlankNodeScope::Mode::SHARED && variable.m_firstDocument != 1)
             throw ToolFailure(ExitCode::USAGE, "--document needs --blank-nodes documents");

@@ -18,7 +18,7 @@ struct BlankNodeOptions {
     }
 };
 
-/// Adds --blank-nodes, for a verb that reads these files. Labels of Turtle and TriG cannot be shared: nodes without one
+/// Adds --blank-nodes, for a verb that reads these files; after addInputFiles, which fills them before they are checked. Labels of Turtle and TriG cannot be shared: nodes without one
 /// have labels that the reader makes, and those of two files would be one.
 void addBlankNodes(VerbDescription& verb, const InputFiles& files, BlankNodeOptions& variable);
 

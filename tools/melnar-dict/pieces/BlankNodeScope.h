@@ -14,6 +14,9 @@ namespace BlankNodeScope {
 
 constexpr uint64_t NO_DOCUMENT = 0;
 
+/// So that the files that follow have numbers, too.
+constexpr uint64_t LARGEST_DOCUMENT = UINT64_MAX / 2;
+
 /// Whose labels belong to their documents: each one's to itself, or all to one.
 enum class Mode : uint8_t { DOCUMENTS, SHARED };
 

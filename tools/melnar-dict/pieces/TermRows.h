@@ -28,18 +28,8 @@ public:
     /// Rows of subject, predicate and object, and the graph if there are four columns. With no columns, no rows are kept.
     explicit TermRows(size_t numberOfColumns) : m_numberOfColumns(numberOfColumns) {}
 
-    /// The entries of a statement's terms, by their indexes.
-    struct Cells {
-        static constexpr uint32_t NO_ENTRY = std::numeric_limits<uint32_t>::max();
-
-        uint32_t m_subject;
-        uint32_t m_predicate;
-        uint32_t m_object;
-        uint32_t m_graph; // NO_ENTRY for the default graph
-    };
-
     /// Adds a row. Labels of blank nodes are those of a document.
-    Cells add(const Rdf::Statement& statement, uint64_t document, uint64_t line, FormBatch& batch);
+    void add(const Rdf::Statement& statement, uint64_t document, uint64_t line, FormBatch& batch);
 
     /// Adds a term that stands in no row; returns its entry.
     uint32_t addTerm(const Rdf::Term& term, uint64_t document, uint64_t line, FormBatch& batch);
@@ -63,12 +53,15 @@ public:
     void clear() noexcept;
 
 private:
+    static constexpr uint32_t NO_ENTRY = std::numeric_limits<uint32_t>::max(); // of the default graph
+
+    static uint64_t getID(uint32_t cell, std::span<const BatchEntry> entries) noexcept;
     uint32_t addTermOf(size_t column, const Rdf::Term& term, uint64_t document, uint64_t line, FormBatch& batch);
 
     const size_t m_numberOfColumns;
     DistinctTerms m_terms;
-    std::vector<uint32_t> m_cells; // row by row
-    std::array<uint32_t, 4> m_previous{Cells::NO_ENTRY, Cells::NO_ENTRY, Cells::NO_ENTRY, Cells::NO_ENTRY}; // by column
+    std::vector<uint32_t> m_cells; // entries of the terms by their indexes, row by row
+    std::array<uint32_t, 4> m_previous{NO_ENTRY, NO_ENTRY, NO_ENTRY, NO_ENTRY}; // by column
     std::string m_text; // of a label or a triple term that is being added
     std::string m_form;
 };

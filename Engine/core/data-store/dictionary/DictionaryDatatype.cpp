@@ -86,7 +86,7 @@ void DictionaryDatatype::tryResolveResources(const DictionaryCommitPoint commitP
 
 void DictionaryDatatype::findResources(const std::span<BatchEntry> entries, uint64_t*) const {
     std::vector<BatchFailure> failures; // What cannot be looked up is for createResources to refuse.
-    tryResolveResources({std::numeric_limits<uint64_t>::max()}, entries, failures);
+    tryResolveResources(BEHIND_ALL_RESOURCES, entries, failures);
 }
 
 void DictionaryDatatype::createResources(DictionaryThreadContext* const threadContext,

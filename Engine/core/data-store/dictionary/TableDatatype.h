@@ -145,8 +145,8 @@ private:
     static void findGroup(const PreparedEntries& prepared, DictionaryCommitPoint commitPoint,
                           EnteredTable& enteredTable, GroupProbe<Policy>& groupProbe, const SelectTable& selectTable);
 
-    template<class Purpose, class Accept, class SelectTable, class FinishEntry>
-    void lookUpBatch(DictionaryCommitPoint commitPoint, Purpose purpose, std::span<BatchEntry> entries,
+    template<class Accept, class SelectTable, class FinishEntry>
+    void lookUpBatch(DictionaryCommitPoint commitPoint, bool isForCreation, std::span<BatchEntry> entries,
                      const Accept& accept, const SelectTable& selectTable, const FinishEntry& finishEntry) const;
 
     template<class GetPlace>

@@ -268,14 +268,13 @@ void TableDatatype<TablePolicy>::resolveBatch(DictionaryThreadContext* const thr
                                               const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures,
                                               const Accept& accept, const BatchFailure::Refuse refuse,
                                               const SelectTable& selectTable) {
-    constexpr DictionaryCommitPoint EVERYTHING{std::numeric_limits<uint64_t>::max()};
     PreparedEntries prepared;
     for (size_t begin = 0; begin < entries.size(); begin += prepared.getSize()) {
         prepared.prepare(entries.subspan(begin), accept);
         const std::span<BatchEntry> group = entries.subspan(begin, prepared.getSize());
         GroupProbe<Policy> groupProbe(prepared, GroupProbe<Policy>::Purpose::CREATE);
         EnteredTable enteredTable;
-        findGroup(prepared, EVERYTHING, enteredTable, groupProbe, selectTable);
+        findGroup(prepared, BEHIND_ALL_RESOURCES, enteredTable, groupProbe, selectTable);
         // In the order of the entries, which the IDs follow.
         for (size_t index = 0; index < group.size(); ++index) {
             group[index].m_resourceID = groupProbe.getResourceID(index);
@@ -302,14 +301,15 @@ void TableDatatype<TablePolicy>::resolveBatch(DictionaryThreadContext* const thr
 
 /// Looks the literals of a batch up; then calls `finishEntry(entry's number, group, number in the group)` for each.
 template<class TablePolicy>
-template<class Purpose, class Accept, class SelectTable, class FinishEntry>
-void TableDatatype<TablePolicy>::lookUpBatch(const DictionaryCommitPoint commitPoint, const Purpose purpose,
+template<class Accept, class SelectTable, class FinishEntry>
+void TableDatatype<TablePolicy>::lookUpBatch(const DictionaryCommitPoint commitPoint, const bool isForCreation,
                                              const std::span<BatchEntry> entries, const Accept& accept,
                                              const SelectTable& selectTable, const FinishEntry& finishEntry) const {
     PreparedEntries prepared;
     for (size_t begin = 0; begin < entries.size(); begin += prepared.getSize()) {
         prepared.prepare(entries.subspan(begin), accept);
-        GroupProbe<Policy> groupProbe(prepared, purpose);
+        GroupProbe<Policy> groupProbe(prepared, isForCreation ? GroupProbe<Policy>::Purpose::CREATE
+                                                              : GroupProbe<Policy>::Purpose::LOOK_UP);
         {
             EnteredTable enteredTable;
             findGroup(prepared, commitPoint, enteredTable, groupProbe, selectTable);
@@ -328,7 +328,7 @@ void TableDatatype<TablePolicy>::tryResolveBatch(const DictionaryCommitPoint com
                                                  std::vector<BatchFailure>& failures, const Accept& accept,
                                                  const BatchFailure::Refuse refuse,
                                                  const SelectTable& selectTable) const {
-    lookUpBatch(commitPoint, GroupProbe<Policy>::Purpose::LOOK_UP, entries, accept, selectTable,
+    lookUpBatch(commitPoint, false, entries, accept, selectTable,
                 [&](const size_t number, const PreparedEntries& prepared, const size_t index) {
                     if (prepared.isRefused(index)) [[unlikely]]
                         failures.emplace_back(number, entries[number], refuse);
@@ -339,8 +339,8 @@ template<class TablePolicy>
 template<class Accept, class SelectTable>
 void TableDatatype<TablePolicy>::findBatch(const std::span<BatchEntry> entries, uint64_t* const hashes,
                                            const Accept& accept, const SelectTable& selectTable) const {
-    lookUpBatch({std::numeric_limits<uint64_t>::max()}, GroupProbe<Policy>::Purpose::CREATE, entries, accept,
-                selectTable, [hashes](const size_t number, const PreparedEntries& prepared, const size_t index) {
+    lookUpBatch(BEHIND_ALL_RESOURCES, true, entries, accept, selectTable,
+                [hashes](const size_t number, const PreparedEntries& prepared, const size_t index) {
                     hashes[number] = prepared.getHash(index);
                 });
 }

@@ -288,6 +288,7 @@ private:
     void makeFingerprints(bool isEmpty) noexcept;
     void rehashChunk(ThreadContext& callerContext, size_t chunkIndex) noexcept;
     void rehashBlock(const BucketValue* values, size_t numberOfValues) noexcept;
+    void finishRehash() noexcept;
     void finishResize() noexcept;
     void waitWhilePreparing(ThreadContext& callerContext) noexcept;
 

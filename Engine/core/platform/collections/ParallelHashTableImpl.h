@@ -13,16 +13,16 @@
 /// RESIZE STATES   NOT_RESIZING -elect-> PREPARING -start-> 0 -> 1 -> ... -> number of chunks -finish-> NOT_RESIZING
 ///                 PREPARING -fail-> NOT_RESIZING;  so also when fingerprints are given up, which is no resize
 ///                 A number k below the number of chunks: chunk k of the old array is the next to be claimed. The
-///                 number of chunks itself: all are claimed, some are still being rehashed. A leader with a
-///                 ThreadContextLoan starts there: it has claimed all.
+///                 number of chunks itself: all are claimed, some are still being rehashed.
+///                 PREPARING -rehash with a ThreadContextLoan-> NOT_RESIZING: all chunks, by the leader alone
 ///
 /// INVARIANTS      Z1 one leader: the thread whose CAS moved NOT_RESIZING to PREPARING
 ///                 Z2 before it leaves PREPARING for 0 the leader holds every slot; nobody else is inside an operation
 ///                    then, but parked without its slot in waitWhilePreparing, or waiting to enter a slot
 ///                 Z3 from 0 on, who enters a slot joins the resize before it touches a bucket, and leaves only when
 ///                    the resize is finished: nobody reads or inserts in a half-built array
-///                 Z4 a chunk is rehashed by the one thread whose CAS, or store at the start, moved the state past its
-///                    number
+///                 Z4 a chunk is rehashed by the one thread whose CAS moved the state past its number, or all by a
+///                    leader with a loan while it holds every slot
 ///                 Z5 what tombstones occupied in the used buckets becomes quota of the threads that drop them
 ///
 /// LOCK ORDER      A thread that waits for a slot holds none but its own; only the leader does, in ascending order.
@@ -361,15 +361,18 @@ void ParallelHashTable<Policy>::startHandleResize(ThreadContext& callerContext) 
         m_numberOfPendingChunks.store(m_numberOfResizeChunks, std::memory_order_release); // P7
         m_buckets.swapContents(m_oldBuckets);
         setNumberOfBuckets(newNumberOfBuckets);
-        makeFingerprints(true); // and complete: the rehash stores one with every number
-        publishResizeState(g_hasThreadContextLoan ? m_numberOfResizeChunks : 0);
+        makeFingerprints(true);       // and complete: the rehash stores one with every number
+        if (g_hasThreadContextLoan) { // The order in which helpers come would show in the buckets.
+            for (size_t chunkIndex = 0; chunkIndex < m_numberOfResizeChunks; ++chunkIndex)
+                rehashChunk(callerContext, chunkIndex);
+            m_numberOfPendingChunks.store(0, std::memory_order_relaxed);
+            finishRehash();
+            publishResizeState(NOT_RESIZING);
+            return;
+        }
+        publishResizeState(0);
     }
-    if (g_hasThreadContextLoan) {
-        for (size_t chunkIndex = 0; chunkIndex < m_numberOfResizeChunks; ++chunkIndex)
-            rehashChunk(callerContext, chunkIndex);
-        finishResize();
-    } else
-        handleResize(callerContext, 0);
+    handleResize(callerContext, 0);
 }
 
 template<class Policy>
@@ -473,9 +476,15 @@ void ParallelHashTable<Policy>::rehashBlock(const BucketValue* const values, con
     }
 }
 
+/// Gives up what is left of the old array.
 template<class Policy>
-void ParallelHashTable<Policy>::finishResize() noexcept {
+void ParallelHashTable<Policy>::finishRehash() noexcept {
     m_numberOfDeletedBuckets.store(0, std::memory_order_relaxed);
     m_oldBuckets.deinitialize();
+}
+
+template<class Policy>
+void ParallelHashTable<Policy>::finishResize() noexcept {
+    finishRehash();
     m_resizeState.store(NOT_RESIZING, std::memory_order_release); // P6
 }

@@ -60,23 +60,16 @@ void FileOutputStream::flush() {
     m_bufferedBytes = 0;
 }
 
-void FileOutputStream::overwrite(uint64_t position, const void* const data, size_t numberOfBytes) {
+void FileOutputStream::overwrite(const uint64_t position, const void* const data, const size_t numberOfBytes) {
     flush();
-    for (const uint8_t* bytes = static_cast<const uint8_t*>(data); numberOfBytes != 0;) {
-        const ssize_t written = ::pwrite(m_fileDescriptor, bytes, std::min(numberOfBytes, MAXIMUM_BYTES_PER_WRITE),
-                                         static_cast<off_t>(position));
-        if (written >= 0) {
-            bytes += written;
-            position += static_cast<uint64_t>(written);
-            numberOfBytes -= static_cast<size_t>(written);
-            noticeWritten(static_cast<size_t>(written));
-        } else if (errno != EINTR) {
-            const int errorCode = errno;
-            ::close(std::exchange(m_fileDescriptor, -1)); // as in writeThrough
-            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_OVERWRITE, MelnarException::NO_CAUSES, "pwrite",
-                                      errorCode, "Cannot write to file '", m_fileName, "'.");
-        }
-    }
+    const int errorCode =
+        writeAll(static_cast<const uint8_t*>(data), numberOfBytes,
+                 [this, position](const uint8_t* const bytes, const size_t size, const size_t offset) {
+                     return ::pwrite(m_fileDescriptor, bytes, size, static_cast<off_t>(position + offset));
+                 });
+    if (errorCode != 0)
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_OVERWRITE, MelnarException::NO_CAUSES, "pwrite", errorCode,
+                                  "Cannot write to file '", m_fileName, "'.");
 }
 
 void FileOutputStream::readBack(uint64_t position, void* const data, size_t numberOfBytes) {
@@ -125,21 +118,32 @@ void FileOutputStream::close() {
                                   "Cannot close file '", m_fileName, "'.");
 }
 
-void FileOutputStream::writeThrough(const uint8_t* data, size_t numberOfBytes) {
-    while (numberOfBytes != 0) {
-        const ssize_t written = ::write(m_fileDescriptor, data, std::min(numberOfBytes, MAXIMUM_BYTES_PER_WRITE));
+void FileOutputStream::writeThrough(const uint8_t* const data, const size_t numberOfBytes) {
+    const int errorCode = writeAll(data, numberOfBytes, [this](const uint8_t* const bytes, const size_t size, size_t) {
+        return ::write(m_fileDescriptor, bytes, size);
+    });
+    if (errorCode != 0)
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_WRITE, MelnarException::NO_CAUSES, "write", errorCode,
+                                  "Cannot write to file '", m_fileName, "'.");
+}
+
+/// Writes bytes by a call of the system: `call(bytes, number, how many have been written)`. Returns 0, or the error code of
+/// a failure, after which the file is closed.
+template<class Call>
+int FileOutputStream::writeAll(const uint8_t* const data, const size_t numberOfBytes, const Call& call) noexcept {
+    for (size_t offset = 0; offset != numberOfBytes;) {
+        const ssize_t written = call(data + offset, std::min(numberOfBytes - offset, MAXIMUM_BYTES_PER_WRITE), offset);
         if (written >= 0) {
-            data += written;
-            numberOfBytes -= static_cast<size_t>(written);
+            offset += static_cast<size_t>(written);
             noticeWritten(static_cast<size_t>(written));
         } else if (errno != EINTR) {
             const int errorCode = errno;
             // How much of the buffer has reached the file is lost with this failure: no later write may succeed.
             ::close(std::exchange(m_fileDescriptor, -1));
-            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_WRITE, MelnarException::NO_CAUSES, "write", errorCode,
-                                      "Cannot write to file '", m_fileName, "'.");
+            return errorCode;
         }
     }
+    return 0;
 }
 
 /// Now and then has the system begin to bring to the disk what it was given, so that synchronize waits for less. Only

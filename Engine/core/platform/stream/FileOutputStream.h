@@ -50,6 +50,8 @@ public:
 
 private:
     void writeThrough(const uint8_t* data, size_t numberOfBytes);
+    template<class Call>
+    int writeAll(const uint8_t* data, size_t numberOfBytes, const Call& call) noexcept;
     void noticeWritten(size_t numberOfBytes) noexcept;
 
     const std::string m_fileName;

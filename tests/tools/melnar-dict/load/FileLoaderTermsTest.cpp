@@ -2,6 +2,7 @@
 
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict/load/TestLoad.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/DictionaryFile.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
@@ -157,6 +158,11 @@ TEST(FileLoaderTermsTest, theNextDocumentIsOneThatNoBlankNodeBelongsTo) {
     EXPECT_EQ(18u, getNextDocument({"b", "doc17-b", "doc3-b"}));
     EXPECT_EQ(1u, getNextDocument({}, "<<( <a:s> <a:p> <a:o> )>>"));
     EXPECT_EQ(2u, getNextDocument({}, "<<( <a:s> <a:p> _:b )>>"));
+    EXPECT_EQ(2u, getNextDocument({}, "<<( _:b <a:_:doc7-p> \" _:doc8-b \\\" _:doc9-b\" )>>")) << "no labels but one";
+    EXPECT_EQ(BlankNodeScope::LARGEST_DOCUMENT,
+              getNextDocument({"doc" + std::to_string(BlankNodeScope::LARGEST_DOCUMENT - 1) + "-b"}));
+    for (const char* const label : {"doc9223372036854775807-b", "doc18446744073709551615-b"})
+        EXPECT_THROW(getNextDocument({label}), ToolFailure) << "whose numbers the next files would have";
     EXPECT_EQ(6u, getNextDocument({"doc2-b"}, "<<( _:doc4-b <a:p> <<( _:doc5-b <a:p> _:b )>> )>>"));
     std::vector<std::string> many; // so that they share the text before the label
     for (int number = 0; number < 50; ++number)

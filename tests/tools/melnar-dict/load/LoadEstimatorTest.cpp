@@ -297,12 +297,13 @@ TEST(LoadEstimatorTest, theVerbPrintsTableAndJson) {
 TEST(LoadEstimatorTest, theVerbSaysWhatALoadOfTheSameOptionsTakes) {
     const TemporaryDirectory directory;
     const std::string lines = directory.addFile("a.nq", makeTermText(RdfFormat::N_QUADS, 3500));
+    const std::string moreLines = directory.addFile("c.nq", makeTermText(RdfFormat::N_QUADS, 3000));
     const std::string turtle = directory.addFile("b.ttl", makeTermText(RdfFormat::TURTLE, 3500));
     const std::string rows = directory.getPathOf("r");
     using Arguments = std::vector<std::string>;
     for (const Arguments& options : {Arguments{turtle},
                                      {lines, turtle},
-                                     {lines, turtle, "--blank-nodes", "shared"},
+                                     {lines, moreLines, "--blank-nodes", "shared"},
                                      {lines, turtle, "--strings-only"}}) {
         Arguments estimate{"estimate", "--json"};
         estimate.insert(estimate.end(), options.begin(), options.end());

@@ -102,6 +102,13 @@ TEST(LoadOptionsTest, refusesWhatItCannotDo) {
     EXPECT_EQ("option --lenient takes no value", messageOf({"a.nt", "--lenient=yes"}));
 }
 
+TEST(LoadOptionsTest, labelsAreSharedInNTriplesAndNQuadsAlone) {
+    EXPECT_EQ(BlankNodeScope::Mode::SHARED, parse({"a.nt", "--blank-nodes", "shared", "b.nq"}).m_blankNodes.m_mode);
+    for (const std::string file : {"a.ttl", "a.trig"})
+        EXPECT_EQ(0u,
+                  messageOf({"--blank-nodes", "shared", "a.nt", file}).find("--blank-nodes shared is for N-Triples "));
+}
+
 TEST(LoadOptionsTest, takesWhatRowsAndTermsAreToBe) {
     const LoadOptions options = parse(
         {"a.nt", "-o", "d", "--ids", "T.npy", "--id-width", "4", "--quads", "--order=any", "--blank-nodes", "shared"});

@@ -1,10 +1,13 @@
 #include "tools/melnar-dict/pieces/TermRows.h"
 
+#include "tests/support/AllocationFaults.h"
+
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -53,13 +56,9 @@ TEST(TermRowsTest, termsHaveAnEntryEachInTheOrderOfTheStatements) {
     FormBatch batch;
     rows.add(makeStatement("a", make(Rdf::TermKind::IRI, "x")), 1, 5, batch);
     rows.add(makeStatement("a", make(Rdf::TermKind::LITERAL, "x")), 1, 6, batch);
-    const TermRows::Cells cells = rows.add(makeStatement("b", make(Rdf::TermKind::LITERAL, "x", "en")), 1, 8, batch);
+    rows.add(makeStatement("b", make(Rdf::TermKind::LITERAL, "x", "en")), 1, 8, batch);
     rows.add(makeStatement("a", make(Rdf::TermKind::LITERAL, "x")), 2, 9, batch);
     EXPECT_EQ((Forms{"250 a", "251 p", "250 x", "5 x", "250 b", "6 x@en", "251 doc2-p"}), getForms(batch));
-    EXPECT_EQ(4u, cells.m_subject);
-    EXPECT_EQ(1u, cells.m_predicate);
-    EXPECT_EQ(5u, cells.m_object);
-    EXPECT_EQ(TermRows::Cells::NO_ENTRY, cells.m_graph);
     EXPECT_EQ(8u, batch.getLine(4));
     number(batch);
     IDs ids = {99};
@@ -114,6 +113,30 @@ TEST(TermRowsTest, theFirstGapIsThatOfTheFirstRow) {
     IDs ids;
     rows.appendIDsOfWholeRows(batch.getEntries(), ids);
     EXPECT_EQ((IDs{1, 2, 3, 5, 2, 3, 1, 2, 3}), ids);
+}
+
+TEST(TermRowsTest, aRowForWhichThereIsNoMemoryIsNotThereInPart) {
+    bool hasFailed = true;
+    for (size_t allowed = 0; hasFailed; ++allowed) {
+        TermRows rows(4);
+        FormBatch batch;
+        {
+            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
+            try {
+                for (const char* const subject : {"a", "b", "c", "d", "e"})
+                    rows.add(makeStatement(subject, make(Rdf::TermKind::IRI, "x"), "g"), 1, 1, batch);
+            } catch (const std::bad_alloc&) {
+                EXPECT_GT(5u, rows.getNumberOfRows());
+            }
+            hasFailed = faults.hasFailed();
+        }
+        IDs ids;
+        rows.appendIDsOfWholeRows(batch.getEntries(), ids);
+        EXPECT_TRUE(ids.empty()) << "no term has an ID";
+        number(batch);
+        rows.appendIDsOfWholeRows(batch.getEntries(), ids);
+        EXPECT_EQ(4 * rows.getNumberOfRows(), ids.size());
+    }
 }
 
 TEST(TermRowsTest, whatWasClearedLeavesNothing) {
