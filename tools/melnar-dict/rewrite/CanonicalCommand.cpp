@@ -42,7 +42,7 @@ ExitCode rewriteFiles(const CanonicalOptions& options, OutputStream& output, Mes
         options.m_files.size() == 1 || options.m_blankNodes.m_mode == BlankNodeScope::Mode::SHARED;
     for (size_t index = 0; index < options.m_files.size() && !journal.isStopped(); ++index) {
         const auto& [fileName, format] = options.m_files[index];
-        settings.m_document = areLabelsKept ? 0 : options.m_blankNodes.getDocument(index);
+        settings.m_document = areLabelsKept ? BlankNodeScope::NO_DOCUMENT : options.m_blankNodes.getDocument(index);
         lines.startOver();
         pass.read(fileName, format, [&] { return std::make_unique<CanonicalLines>(lines, settings); });
     }

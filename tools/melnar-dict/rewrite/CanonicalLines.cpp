@@ -1,7 +1,5 @@
 #include "tools/melnar-dict/rewrite/CanonicalLines.h"
 
-#include "tools/melnar-dict/pieces/BlankNodeScope.h"
-
 #include "Reader/CanonicalWriter.h"
 
 const char* CanonicalLines::take(const Rdf::Statement& statement, uint64_t, ParsedPiece& piece) {
@@ -14,7 +12,7 @@ const char* CanonicalLines::take(const Rdf::Statement& statement, uint64_t, Pars
 }
 
 void CanonicalLines::appendTerm(const Rdf::Term& term) {
-    if (term.m_kind == Rdf::TermKind::BLANK_NODE && m_settings.m_document != 0)
+    if (term.m_kind == Rdf::TermKind::BLANK_NODE)
         BlankNodeScope::appendLabel(m_settings.m_document, term.m_text, m_text.append("_:"));
     else
         Rdf::CanonicalWriter::appendTerm(term, m_text);

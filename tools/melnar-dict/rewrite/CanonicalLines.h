@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tools/melnar-dict/pieces/BlankNodeScope.h"
 #include "tools/melnar-dict/pieces/StatementConsumer.h"
 #include "tools/melnar-dict/threads/OrderedOutput.h"
 
@@ -10,8 +11,8 @@
 class CanonicalLines final : public StatementConsumer {
 public:
     struct Settings {
-        bool m_hasGraphs = true; // whether the output may name graphs
-        uint64_t m_document = 0; // whose labels become unique (BlankNodeScope.h); 0 for labels that stay as they are
+        bool m_hasGraphs = true;                           // whether the output may name graphs
+        uint64_t m_document = BlankNodeScope::NO_DOCUMENT; // whose labels become unique
     };
 
     CanonicalLines(OrderedOutput& output, const Settings& settings) : m_output(output), m_settings(settings) {}
