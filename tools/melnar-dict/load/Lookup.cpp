@@ -60,6 +60,6 @@ Json Lookup::toJson() const {
     if (m_turtleTerm.empty())
         TermJson::clear(json);
     else
-        TermJson::set(json, m_lexicalForm, m_datatypeID, m_turtleTerm);
+        TermJson::set(json, m_lexicalForm, m_datatypeID);
     return json;
 }

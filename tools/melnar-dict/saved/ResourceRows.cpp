@@ -61,9 +61,7 @@ void ResourceRows::printMissingTerm(const BatchEntry& term) {
 }
 
 void ResourceRows::setTerm(const BatchEntry& term) {
-    m_text.clear();
-    appendTermText(term.m_lexicalForm, term.m_datatypeID, m_text);
-    TermJson::set(*m_json, term.m_lexicalForm, term.m_datatypeID, m_text);
+    TermJson::set(*m_json, term.m_lexicalForm, term.m_datatypeID);
 }
 
 void ResourceRows::printJson() {

@@ -1,5 +1,7 @@
 #include "tools/melnar-dict/saved/TermJson.h"
 
+#include "tools/melnar-dict/pieces/TermText.h"
+
 #include "Engine/core/data-store/terms/Term.h"
 
 #include <nlohmann/json.hpp>
@@ -39,11 +41,13 @@ void clear(Json& object) {
         object[key] = nullptr;
 }
 
-void set(Json& object, const std::string_view lexicalForm, const uint8_t datatypeID,
-         const std::string_view turtleTerm) {
+void set(Json& object, const std::string_view lexicalForm, const uint8_t datatypeID) {
     const Term term = Term::parse(datatypeID, lexicalForm);
     const bool isLiteral = term.m_kind == Term::Kind::LITERAL;
-    assign(object["literal"], turtleTerm, isLiteral);
+    Json& literal = object["literal"];
+    assign(literal, "", isLiteral);
+    if (isLiteral)
+        appendTermText(lexicalForm, datatypeID, literal.get_ref<std::string&>());
     assign(object["text"], term.m_text, isLiteral);
     assign(object["language"], term.m_language, !term.m_language.empty());
     assign(object["type"], getTypeName(term.m_kind), true);

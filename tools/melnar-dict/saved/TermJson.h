@@ -12,7 +12,7 @@ namespace TermJson {
 /// Sets all keys to null, which thus follow those that the object has.
 void clear(Json& object);
 
-/// Sets all keys. The object keeps the memory of its strings.
-void set(Json& object, std::string_view lexicalForm, uint8_t datatypeID, std::string_view turtleTerm);
+/// Sets all keys to those of a term without a flaw (TermText.h). The object keeps the memory of its strings.
+void set(Json& object, std::string_view lexicalForm, uint8_t datatypeID);
 
 } // namespace TermJson
