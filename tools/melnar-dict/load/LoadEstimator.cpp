@@ -37,23 +37,11 @@ private:
     const std::chrono::steady_clock::time_point m_start;
 };
 
-/// Reads so many bytes, fewer only at the end.
-std::string_view readFully(ByteSource& source, std::string& buffer, const size_t size) {
-    buffer.resize(size);
-    size_t length = 0;
-    while (length != size) {
-        const size_t numberOfBytes = source.read(&buffer[length], size - length);
-        if (numberOfBytes == 0)
-            break;
-        length += numberOfBytes;
-    }
-    return std::string_view(buffer).substr(0, length);
-}
-
 /// Reads so many bytes at a place of a file, fewer only at the end.
 std::string_view readAt(FileSource& file, const uint64_t offset, std::string& buffer, const size_t size) {
     file.seek(offset);
-    return readFully(file, buffer, size);
+    file.readFully(buffer, size);
+    return buffer;
 }
 
 /// Returns the text to its first line end; all of it if it has none.
@@ -111,11 +99,11 @@ LoadEstimator::File LoadEstimator::examine(const std::string& fileName, const Rd
     const std::unique_ptr<ByteSource> source = openInputFile(fileName, m_settings.m_numberOfThreads, {}, &m_bytesRead);
     std::string buffer;
     double seconds = 0;
-    size_t unpackedBytes = 0;
     {
         const Stopwatch stopwatch(seconds);
-        unpackedBytes = readFully(*source, buffer, BYTES_TO_UNPACK).size();
+        source->readFully(buffer, BYTES_TO_UNPACK);
     }
+    const size_t unpackedBytes = buffer.size();
     file.m_secondsOfAByte = seconds / static_cast<double>(std::max<size_t>(1, unpackedBytes));
     file.m_unpackedBytes *= static_cast<double>(unpackedBytes) /
                             static_cast<double>(std::max<uint64_t>(1, getBytesRead() - bytesReadBefore));
@@ -192,11 +180,11 @@ void LoadEstimator::sampleStream(const File& file, SampleParser& parser, Stateme
     const uint64_t bytesReadBefore = getBytesRead();
     const std::unique_ptr<ByteSource> source =
         openInputFile(file.m_name, m_settings.m_numberOfThreads, {}, &m_bytesRead);
-    std::string buffer;
+    std::string text;
     uint64_t unpackedBytes = 0;
     bool isOpen = false; // whether a stretch is being read
     for (uint64_t unit = 0; unpackedBytes < limit; ++unit) {
-        const std::string_view text = readFully(*source, buffer, m_settings.m_unitBytes);
+        source->readFully(text, m_settings.m_unitBytes);
         if (text.empty())
             break;
         const uint64_t offset = unpackedBytes;

@@ -9,22 +9,9 @@ namespace {
 
 constexpr size_t LONGEST_HEADER = 65535; // as in version 1.0; NumPy itself reads no longer one than 10000
 
-/// Puts so many bytes in the place of what the text has, fewer only if there are no more.
-void read(ByteSource& source, const size_t numberOfBytes, std::string& bytes) {
-    bytes.resize(numberOfBytes);
-    size_t length = 0;
-    while (length < numberOfBytes) {
-        const size_t delivered = source.read(bytes.data() + length, numberOfBytes - length);
-        if (delivered == 0)
-            break;
-        length += delivered;
-    }
-    bytes.resize(length);
-}
-
 std::string readExactly(ByteSource& source, const size_t numberOfBytes) {
     std::string bytes;
-    read(source, numberOfBytes, bytes);
+    source.readFully(bytes, numberOfBytes);
     if (bytes.size() != numberOfBytes)
         throw ToolFailure(ExitCode::BAD_DATA, "it ends within its header");
     return bytes;
@@ -34,7 +21,7 @@ std::string readExactly(ByteSource& source, const size_t numberOfBytes) {
 
 NpyHeader RowReader::readHeader(ByteSource& source) {
     std::string preamble;
-    read(source, NpyHeader::PREAMBLE_SIZE, preamble);
+    source.readFully(preamble, NpyHeader::PREAMBLE_SIZE);
     if (preamble.size() != NpyHeader::PREAMBLE_SIZE || !preamble.starts_with(NpyHeader::MAGIC))
         throw ToolFailure(ExitCode::BAD_DATA, "it is no .npy file; decode --as iri reads encoded statements");
     const auto majorVersion = static_cast<uint8_t>(preamble[NpyHeader::MAGIC.size()]);
@@ -61,18 +48,20 @@ bool RowReader::next(RowBlock& block) {
         return false;
     m_isAtEnd = true; // until it is known that there is more
     const uint64_t rows = std::min(m_rowsPerBlock, m_header.m_numberOfRows - m_nextRow);
-    const std::string size = std::to_string(m_header.m_numberOfRows) + " rows";
+    const auto describeRows = [this] {
+        return std::to_string(m_header.m_numberOfRows) + " rows that its header tells";
+    };
     if (rows == 0) {
-        read(*m_source, 1, block.m_bytes);
+        m_source->readFully(block.m_bytes, 1);
         if (!block.m_bytes.empty())
-            throw ToolFailure(ExitCode::BAD_DATA, "more bytes follow the " + size + " that its header tells");
+            throw ToolFailure(ExitCode::BAD_DATA, "more bytes follow the " + describeRows());
         return false;
     }
-    read(*m_source, rows * m_header.m_layout.getRowSize(), block.m_bytes);
+    m_source->readFully(block.m_bytes, rows * m_header.m_layout.getRowSize());
     const uint64_t rowsThere = block.m_bytes.size() / m_header.m_layout.getRowSize();
     if (rowsThere != rows)
-        throw ToolFailure(ExitCode::BAD_DATA, "it ends after " + std::to_string(m_nextRow + rowsThere) + " of the " +
-                                                  size + " that its header tells");
+        throw ToolFailure(ExitCode::BAD_DATA,
+                          "it ends after " + std::to_string(m_nextRow + rowsThere) + " of the " + describeRows());
     block.m_sequence = m_numberOfBlocks++;
     block.m_firstRow = m_nextRow;
     m_nextRow += rows;
