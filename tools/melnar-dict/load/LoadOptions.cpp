@@ -1,6 +1,5 @@
 #include "tools/melnar-dict/load/LoadOptions.h"
 
-#include "tools/melnar-dict/rows/RowLayout.h"
 #include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 

@@ -7,7 +7,6 @@
 #include <limits>
 #include <optional>
 #include <stdexcept>
-#include <utility>
 #include <vector>
 
 namespace {

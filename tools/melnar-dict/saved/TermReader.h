@@ -10,7 +10,6 @@
 #include "Reader/TextWindow.h"
 
 #include <optional>
-#include <string>
 #include <string_view>
 
 /// Reads terms that are given one by one, each as a text of its own: a literal as in Turtle, in quotes of either kind,
