@@ -36,8 +36,8 @@ public:
 private:
     const LoadOptions& m_options;
     StandardOutputStream m_standardOutput;
+    RowLayout m_layout;
     std::optional<OutputLock> m_lock; // this and what follows: nothing for standard output
     std::optional<OutputFile> m_file;
     std::optional<NpyFile> m_npyFile;
-    RowLayout m_layout;
 };
