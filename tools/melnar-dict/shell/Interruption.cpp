@@ -20,7 +20,7 @@ std::atomic<int> s_state = OPEN;
 static_assert(std::atomic<int>::is_always_lock_free, "a signal handler uses it");
 
 /// The names of the temporary files by kind; empty where there is none.
-char s_temporaryFileNames[4][PATH_MAX];
+char s_temporaryFileNames[static_cast<size_t>(TemporaryFile::END)][PATH_MAX];
 
 /// Whether standard error ends in an open line. Relaxed, as nothing else depends on it.
 std::atomic<bool> s_isLineOpen = false;

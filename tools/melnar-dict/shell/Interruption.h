@@ -7,7 +7,7 @@
 
 /// The files that this process removes when it is interrupted, at most one of each kind, in this order: while the lock
 /// file is there, the name of the output's is this process's.
-enum class TemporaryFile : size_t { OUTPUT, SECOND_OUTPUT, LOCK, SECOND_LOCK };
+enum class TemporaryFile : size_t { OUTPUT, SECOND_OUTPUT, LOCK, SECOND_LOCK, END };
 
 /// Makes SIGHUP, SIGINT and SIGTERM end the process with exit code 129, 130 or 143, as a shell reports them, after
 /// removing the temporary files that are there at that moment. SIGPIPE, when nobody reads what is written, does the same
