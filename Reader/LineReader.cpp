@@ -6,13 +6,10 @@ namespace Rdf {
 
 namespace {
 
+using LineTerms::isLineEnd;
 using LineTerms::readIri;
 using LineTerms::readSubject;
 using LineTerms::skipBlanks;
-
-constexpr bool isLineEnd(const char byte) noexcept {
-    return byte == '\n' || byte == '\r';
-}
 
 /// Returns where the last line ends of those that are whole, after its end; `begin` if there is none.
 const char* findEndOfLines(const char* const begin, const char* end) noexcept {

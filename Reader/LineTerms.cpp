@@ -13,7 +13,7 @@ const char* readTripleTerm(TextWindow& window, const char* at, Term& term, Tripl
     // A triple term in which the line ends is what is wrong.
     const auto blameOpening = [&] {
         const char* const place = window.getFailurePlace();
-        const bool isAtEnd = place == end ? window.isFailureAtEnd() : *place == '\n' || *place == '\r';
+        const bool isAtEnd = place == end ? window.isFailureAtEnd() : isLineEnd(*place);
         return isAtEnd ? window.blameOpening(opening, "'<<('") : nullptr;
     };
     for (; window.isPair(at, '<', '<') && window.is(at + 2, '('); at = skipBlanks(at, end)) {

@@ -22,6 +22,10 @@ struct Triples {
     std::deque<Triple> m_triples;
 };
 
+constexpr bool isLineEnd(const char byte) noexcept {
+    return byte == '\n' || byte == '\r';
+}
+
 inline const char* skipBlanks(const char* at, const char* const end) noexcept {
     while (at != end && (*at == ' ' || *at == '\t'))
         ++at;
