@@ -1,6 +1,6 @@
 #include "tools/melnar-dict/load/DictionarySize.h"
 
-#include "tools/melnar-dict/load/TermFigures.h"
+#include "tools/melnar-dict/pieces/EngineTerm.h"
 
 #include "Engine/core/data-store/dictionary/DataPool.h"
 #include "Engine/core/platform/collections/ParallelHashTableHeader.h"

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
+
 #include <array>
-#include <cstddef>
 #include <cstdint>
 
 /// The terms of a dictionary without withdrawn ones, in figures.
@@ -13,8 +14,8 @@ struct DictionaryContents {
         uint64_t m_sharedTextBytes = 0;
     };
 
-    std::array<Terms, size_t(1) << 8> m_terms{}; // by datatype ID
-    uint64_t m_chunkBytes = 0;                   // of all, as they lie in the data pool
+    std::array<Terms, NUMBER_OF_DATATYPE_IDS> m_terms{}; // by datatype ID
+    uint64_t m_chunkBytes = 0;                           // of all, as they lie in the data pool
 };
 
 /// What a dictionary with narrow buckets and fingerprints takes.

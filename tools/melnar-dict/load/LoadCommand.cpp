@@ -4,6 +4,7 @@
 #include "tools/melnar-dict/load/FileLoader.h"
 #include "tools/melnar-dict/load/LoadReport.h"
 #include "tools/melnar-dict/load/RowOutput.h"
+#include "tools/melnar-dict/pieces/EngineTerm.h"
 #include "tools/melnar-dict/pieces/InputJournal.h"
 #include "tools/melnar-dict/saved/SaveDictionary.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"

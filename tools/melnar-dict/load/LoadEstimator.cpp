@@ -6,6 +6,7 @@
 #include "tools/melnar-dict/load/DistinctEstimator.h"
 #include "tools/melnar-dict/load/ResolvingCollector.h"
 #include "tools/melnar-dict/load/TermCollector.h"
+#include "tools/melnar-dict/pieces/EngineTerm.h"
 #include "tools/melnar-dict/rows/NpyHeader.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/StandardStream.h"

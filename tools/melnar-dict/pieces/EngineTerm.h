@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/terms/Term.h"
 #include "Reader/Term.h"
 
@@ -16,3 +17,8 @@
 /// Ownership  The result refers to the term's own bytes, and for blank nodes and triple terms to `text`, whose contents
 ///            it replaces.
 Term toTerm(const Rdf::Term& term, uint64_t document, std::string& text);
+
+/// Whether a datatype is one of the string literals; other terms have the others.
+constexpr bool isOfStrings(const uint8_t datatypeID) noexcept {
+    return datatypeID == D_XSD_STRING || datatypeID == D_RDF_PLAIN_LITERAL;
+}

@@ -4,7 +4,6 @@
 #include "tools/melnar-dict/pieces/EngineTerm.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
 
-#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/dictionary/DictionaryDatatypeFactory.h"
 #include "Engine/core/data-store/dictionary/PlainLiteral.h"
 #include "Engine/core/data-store/dictionary/Prefixes.h"
@@ -96,7 +95,7 @@ const char* findTermFlaw(const std::string_view lexicalForm, const uint8_t datat
 
 void appendTermText(const std::string_view lexicalForm, const uint8_t datatypeID, std::string& output) {
     const size_t begin = output.size();
-    if (datatypeID == D_XSD_STRING || datatypeID == D_RDF_PLAIN_LITERAL) {
+    if (isOfStrings(datatypeID)) {
         const char* const data = lexicalForm.empty() ? "" : lexicalForm.data(); // a view of nothing may point nowhere
         DictionaryDatatypeFactory::getFactory(datatypeID)
             ->appendTurtleLiteral(datatypeID, reinterpret_cast<const uint8_t*>(data), lexicalForm.size() + 1, nullptr,

@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/rewrite/StatementDecoder.h"
 
+#include "tools/melnar-dict/pieces/EngineTerm.h"
 #include "tools/melnar-dict/pieces/TermText.h"
 #include "tools/melnar-dict/rewrite/LiteralIri.h"
 
@@ -49,7 +50,7 @@ void StatementDecoder::answerGaps() {
 
 const char* StatementDecoder::appendAnswer(const size_t gapIndex, std::string& output) {
     const BatchEntry& entry = m_literals[gapIndex];
-    if (entry.m_datatypeID != D_XSD_STRING && entry.m_datatypeID != D_RDF_PLAIN_LITERAL) {
+    if (!isOfStrings(entry.m_datatypeID)) {
         m_cause = "the IRI 'melnar:" + std::to_string(entry.m_resourceID) + "' carries the ID of no string literal";
         return m_cause.c_str();
     }
