@@ -19,7 +19,7 @@ bool isReadable(const std::string_view tag) {
 }
 
 /// Writes a literal of rdf:PlainLiteral as what it is, if it can be read again then.
-Rdf::Term untangle(Rdf::Term literal) {
+Rdf::Term untangle(const Rdf::Term& literal) {
     std::string_view form = literal.m_text;
     uint8_t datatypeID = D_RDF_PLAIN_LITERAL;
     if (!acceptPlainLiteral(form, datatypeID))
@@ -27,10 +27,7 @@ Rdf::Term untangle(Rdf::Term literal) {
     const Term plain = Term::parse(datatypeID, form);
     if (!plain.m_language.empty() && !isReadable(plain.m_language))
         return literal;
-    literal.m_text = plain.m_text;
-    literal.m_tag = plain.m_language;
-    literal.m_datatype = {};
-    return literal;
+    return toRdfLiteral(plain);
 }
 
 void appendPart(const Rdf::Term& term, const uint64_t document, std::string& text) {
@@ -82,4 +79,16 @@ Term toTerm(const Rdf::Term& term, const uint64_t document, std::string& text) {
         break;
     }
     return {};
+}
+
+Rdf::Term toRdfLiteral(const Term& literal) noexcept {
+    Rdf::Term term;
+    term.m_kind = Rdf::TermKind::LITERAL;
+    term.m_text = literal.m_text;
+    term.m_tag = literal.m_language;
+    term.m_datatype = literal.m_datatype;
+    if (literal.m_direction != Term::Direction::NONE)
+        term.m_direction = literal.m_direction == Term::Direction::LEFT_TO_RIGHT ? Rdf::Direction::LEFT_TO_RIGHT
+                                                                                 : Rdf::Direction::RIGHT_TO_LEFT;
+    return term;
 }

@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/rewrite/RowDecoder.h"
 
+#include "tools/melnar-dict/pieces/EngineTerm.h"
 #include "tools/melnar-dict/pieces/TermText.h"
 
 #include "Engine/core/data-store/Dictionary.h"
@@ -32,19 +33,6 @@ const char* describeKind(const uint8_t datatypeID) noexcept {
 /// Whether a term of this kind can stand in a column.
 bool mayStandIn(const size_t column, const uint8_t datatypeID) noexcept {
     return column == 2 || datatypeID == D_IRI || (datatypeID == D_BLANK_NODE && column != 1);
-}
-
-void appendLiteral(const uint8_t datatypeID, const std::string_view form, std::string& output) {
-    const Term term = Term::parse(datatypeID, form);
-    Rdf::Term literal;
-    literal.m_kind = Rdf::TermKind::LITERAL;
-    literal.m_text = term.m_text;
-    literal.m_tag = term.m_language;
-    literal.m_datatype = term.m_datatype;
-    if (term.m_direction != Term::Direction::NONE)
-        literal.m_direction = term.m_direction == Term::Direction::LEFT_TO_RIGHT ? Rdf::Direction::LEFT_TO_RIGHT
-                                                                                 : Rdf::Direction::RIGHT_TO_LEFT;
-    Rdf::CanonicalWriter::appendTerm(literal, output, Rdf::CanonicalWriter::Tags::AS_WRITTEN);
 }
 
 } // namespace
@@ -172,7 +160,8 @@ bool RowDecoder::appendEntry(const BatchEntry& entry) {
     else if (datatypeID == D_TRIPLE_TERM)
         m_text += form;
     else if (datatypeID != D_BLANK_NODE)
-        appendLiteral(datatypeID, form, m_text);
+        Rdf::CanonicalWriter::appendTerm(toRdfLiteral(Term::parse(datatypeID, form)), m_text,
+                                         Rdf::CanonicalWriter::Tags::AS_WRITTEN);
     return true;
 }
 

@@ -58,11 +58,6 @@ const char* StatementDecoder::appendAnswer(const size_t gapIndex, std::string& o
         m_cause = "resource " + std::to_string(entry.m_resourceID) + " cannot be written: " + flaw;
         return m_cause.c_str();
     }
-    const Term term = Term::parse(entry.m_datatypeID, entry.m_lexicalForm);
-    Rdf::Term literal;
-    literal.m_kind = Rdf::TermKind::LITERAL;
-    literal.m_text = term.m_text;
-    literal.m_tag = term.m_language;
-    appendUnchanged(literal, output);
+    appendUnchanged(toRdfLiteral(Term::parse(entry.m_datatypeID, entry.m_lexicalForm)), output);
     return nullptr;
 }

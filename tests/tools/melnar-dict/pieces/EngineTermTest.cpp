@@ -55,6 +55,13 @@ TEST(EngineTermTest, everyKindHasItsDatatypeAndForm) {
     EXPECT_EQ(Form(D_INVALID, ""), getForm(Rdf::Term()));
 }
 
+TEST(EngineTermTest, literalsComeBack) {
+    for (const auto& [datatypeID, form] :
+         {Form(D_XSD_STRING, "x@en"), Form(D_RDF_PLAIN_LITERAL, "x@en-GB"), Form(D_TYPED_LITERAL, "5^^urn:int"),
+          Form(D_DIRECTIONAL_STRING, "x@ar--rtl"), Form(D_DIRECTIONAL_STRING, "x@ar--ltr")})
+        EXPECT_EQ(Form(datatypeID, form), getForm(toRdfLiteral(Term::parse(datatypeID, form))));
+}
+
 TEST(EngineTermTest, labelsBelongToTheirDocument) {
     EXPECT_EQ(Form(D_BLANK_NODE, "doc2-b"), getForm(make(Rdf::TermKind::BLANK_NODE, "b"), 2));
     EXPECT_EQ(Form(D_BLANK_NODE, "doc_2-b"), getForm(make(Rdf::TermKind::BLANK_NODE, "doc2-b")));
