@@ -52,13 +52,8 @@ ExitCode print(const std::string_view text, StandardOutput& output) {
 }
 
 ToolFailure failureOfCurrentException() {
-    try {
-        throw;
-    } catch (const ToolFailure& failure) {
-        return failure;
-    } catch (...) {
-        return {ExitCode::FAILURE, inputErrorOfCurrentException().m_cause};
-    }
+    const InputError error = inputErrorOfCurrentException();
+    return {error.m_exitCode, error.m_cause};
 }
 
 /// Tells what ends the work as JSON too, if JSON was asked for.

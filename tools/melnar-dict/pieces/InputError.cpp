@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/pieces/InputError.h"
 
 #include "tools/melnar-dict/shell/MemoryLimit.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/platform/MemoryExhaustedException.h"
 #include "Engine/core/platform/SystemCallException.h"
@@ -30,5 +31,11 @@ std::string causeOfCurrentException() {
 } // namespace
 
 InputError inputErrorOfCurrentException() {
-    return {0, ExitCode::FAILURE, causeOfCurrentException()};
+    try {
+        throw;
+    } catch (const ToolFailure& failure) {
+        return {0, failure.getExitCode(), failure.what()};
+    } catch (...) {
+        return {0, ExitCode::FAILURE, causeOfCurrentException()};
+    }
 }

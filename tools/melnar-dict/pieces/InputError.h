@@ -17,5 +17,5 @@ struct InputError {
     size_t m_termsBefore = std::numeric_limits<size_t>::max();
 };
 
-/// What the exception that is being handled means for the file being loaded: never bad data, and no line.
+/// What the exception that is being handled means for the file being read: bad data if a ToolFailure says so, and no line.
 InputError inputErrorOfCurrentException();

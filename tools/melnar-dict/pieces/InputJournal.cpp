@@ -25,6 +25,13 @@ void InputJournal::finish(const ParsedPiece& piece) {
     }
 }
 
+void InputJournal::finishWithCurrentException(const uint64_t sequence) {
+    ParsedPiece piece;
+    piece.m_sequence = sequence;
+    piece.m_errors.push_back(inputErrorOfCurrentException());
+    finish(piece);
+}
+
 void InputJournal::stop() noexcept {
     {
         const std::lock_guard guard(m_mutex); // so that nobody misses it who is about to wait

@@ -49,6 +49,9 @@ public:
     /// Takes a piece that is done. The pieces of a file are numbered from 0 without gaps.
     void finish(const ParsedPiece& piece);
 
+    /// Ends the file, behind the piece before this one, with the exception that is being handled.
+    void finishWithCurrentException(uint64_t sequence);
+
     /// Whether to take no new pieces up.
     bool isStopped() const noexcept { return m_isStopped.load(std::memory_order_relaxed); }
 

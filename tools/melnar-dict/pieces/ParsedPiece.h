@@ -30,4 +30,14 @@ struct ParsedPiece {
         m_rejected.clear();
         m_endsRejectedLine = false;
     }
+
+    /// Performs an action; what it throws becomes the last error.
+    template<class Action>
+    void catchFrom(const Action& action) {
+        try {
+            action();
+        } catch (...) {
+            m_errors.push_back(inputErrorOfCurrentException());
+        }
+    }
 };

@@ -11,7 +11,6 @@
 #include <string>
 
 class Dictionary;
-class RowReader;
 
 /// Decodes files of rows with several threads: reads them from their start to their end and writes the statements that
 /// their rows stand for, in their order.
@@ -35,9 +34,6 @@ public:
     void decode(const std::string& fileName);
 
 private:
-    void work(RowReader& reader);
-    void reportCurrentException(uint64_t sequence);
-
     const Dictionary& m_dictionary;
     InputJournal& m_journal;
     OrderedOutput& m_output;

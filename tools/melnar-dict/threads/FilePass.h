@@ -10,14 +10,11 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <stop_token>
 #include <string>
 
 /// Reads files from their start to their end with several threads, and hands their statements out. Threads take block
 /// after block of a file: they meet where a block is read and where its piece is finished in the journal; in Turtle and
 /// TriG also where it is parsed, as it takes all that precedes a block to know what it means.
-///
-/// Every block that is handed out is finished. When the journal stops, nobody waits for bytes that do not come.
 ///
 /// Ownership  Refers to a journal that outlives it.
 /// Threads    One at a time.
@@ -44,13 +41,6 @@ public:
     void read(const std::string& fileName, RdfFormat format, const ConsumerMaker& makeConsumer);
 
 private:
-    /// Parses a block into an empty piece.
-    using Parse = std::function<void(const Block& block, ParsedPiece& piece)>;
-
-    void readBlocks(BlockReader& reader, std::stop_source reading, const std::function<Parse()>& makeParse);
-    void work(BlockReader& reader, std::stop_source& reading, const Parse& parse);
-    void reportCurrentException(uint64_t sequence);
-
     InputJournal& m_journal;
     const Settings m_settings;
 };
