@@ -27,7 +27,7 @@ public:
 
     void takeFormat(const std::string& name) {
         m_format = formatOfName(name);
-        if (name != FORMAT_OF_NAME && !isRead(m_format))
+        if (name != FORMAT_OF_NAME && !isOneOf(m_formats, m_format))
             throw ToolFailure(ExitCode::USAGE,
                               "option --format needs " + listFormats() + " or auto, not '" + name + "'");
         if (!m_hasFormat)
@@ -51,21 +51,33 @@ public:
         return list;
     }
 
-    InputFiles getFiles() const {
+    InputFiles getFiles(const InputFormats formats) const {
         const auto isStandardInput = [](const auto& file) { return file.first == STANDARD_STREAM; };
         if (std::count_if(m_files.begin(), m_files.end(), isStandardInput) > 1)
             throw ToolFailure(ExitCode::USAGE, "standard input can be read only once");
+        if (formats == InputFormats::NONE)
+            return getNames();
         InputFiles files = expandInputNames(m_files);
         for (const auto& [fileName, format] : files)
-            if (!isRead(format))
-                throw ToolFailure(ExitCode::USAGE, m_verb + " reads N-Triples and N-Quads, and '" + fileName +
-                                                       "' is neither by its name");
+            if (!isOneOf(formats, format))
+                throw ToolFailure(ExitCode::USAGE, "with these options " + m_verb +
+                                                       " reads N-Triples and N-Quads, and '" + fileName +
+                                                       "' is neither");
         return files;
     }
 
 private:
-    bool isRead(const std::optional<RdfFormat> format) const {
-        return format && (m_formats == InputFormats::ALL || isLineFormat(*format));
+    static bool isOneOf(const InputFormats formats, const std::optional<RdfFormat> format) {
+        return format && (formats == InputFormats::ALL || isLineFormat(*format));
+    }
+
+    InputFiles getNames() const {
+        if (m_hasFormat)
+            throw ToolFailure(ExitCode::USAGE, "with these options " + m_verb + " reads no RDF, and needs no --format");
+        InputFiles files;
+        for (const auto& [fileName, format] : m_files)
+            files.emplace_back(fileName, RdfFormat());
+        return files;
     }
 
     const std::string m_verb;
@@ -115,7 +127,8 @@ bool haveGraphs(const InputFiles& files) {
     return std::any_of(files.begin(), files.end(), [](const auto& file) { return hasGraphs(file.second); });
 }
 
-void addInputFiles(VerbDescription& verb, const InputFormats formats, InputFiles& variable) {
+void addInputFiles(VerbDescription& verb, const InputFormats formats, InputFiles& variable,
+                   std::function<InputFormats()> getFormats) {
     const auto reader = std::make_shared<InputFilesReader>(verb.m_name, formats);
     verb.m_operands.push_back(
         {"FILE", "a file", true, [reader](const std::string& name) { reader->takeName(name); }, true});
@@ -125,7 +138,9 @@ void addInputFiles(VerbDescription& verb, const InputFormats formats, InputFiles
                    [reader](const std::string& name) { reader->takeFormat(name); });
     verb.m_options.back().m_choices = reader->getFormatNames();
     verb.m_options.back().m_choices.emplace_back(FORMAT_OF_NAME);
-    verb.m_checks.emplace_back([reader, &variable] { variable = reader->getFiles(); });
+    verb.m_checks.emplace_back([reader, formats, getFormats = std::move(getFormats), &variable] {
+        variable = reader->getFiles(getFormats ? getFormats() : formats);
+    });
 }
 
 void addBase(VerbDescription& verb, std::string& variable) {

@@ -1,11 +1,8 @@
 #include "tools/melnar-dict/rewrite/RewriteOptions.h"
 
-#include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
-#include <algorithm>
-#include <functional>
-#include <memory>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -31,53 +28,20 @@ constexpr const char* EXIT_CODES = R"(
 output failed, another process is writing OUT, or a limit was reached. Without 0, no OUT is written.
 )";
 
-void addForm(VerbDescription& verb, EncodedForm& variable) {
-    constexpr const char* ROWS = "npy";
-    constexpr const char* IRIS = "iri";
-    verb.addOption("--as", "FORM",
-                   "npy: rows of IDs in NumPy's format (default); iri: statements with IRIs in the place of literals",
-                   [&variable](const std::string& value) {
-                       if (value != ROWS && value != IRIS)
-                           throw ToolFailure(ExitCode::USAGE, "option --as needs npy or iri, not '" + value + "'");
-                       variable = value == ROWS ? EncodedForm::ROWS : EncodedForm::IRIS;
-                   });
-    verb.m_options.back().m_choices = {ROWS, IRIS};
-}
-
 /// Refuses what is for rows alone.
 void checkIris(const RewriteOptions& options) {
-    if (options.m_form == EncodedForm::ROWS)
-        return;
-    for (const auto& [fileName, format] : options.m_files)
-        if (!isLineFormat(format))
-            throw ToolFailure(ExitCode::USAGE, "encode --as iri reads N-Triples and N-Quads, and '" + fileName +
-                                                   "' is neither by its name");
-    if (options.m_rows.isGiven() || options.m_blankNodes.m_firstDocument != 1 ||
-        options.m_blankNodes.m_mode != BlankNodeScope::Mode::DOCUMENTS || !options.m_base.empty())
+    if (options.m_form == EncodedForm::IRIS &&
+        (options.m_rows.isGiven() || options.m_blankNodes.m_firstDocument != 1 ||
+        options.m_blankNodes.m_mode != BlankNodeScope::Mode::DOCUMENTS || !options.m_base.empty()))
         throw ToolFailure(ExitCode::USAGE,
                           "--quads, --id-width, --blank-nodes, --document and --base are for --as npy");
 }
 
-/// Takes files as they are named if they have rows, which no name and no --format tells.
-void addEncodedFiles(VerbDescription& verb, RewriteOptions& options) {
-    addInputFiles(verb, InputFormats::LINES, options.m_files);
-    const auto names = std::make_shared<std::vector<std::string>>();
-    VerbDescription::TakeValue& take = verb.m_operands.back().m_take;
-    take = [take, names](const std::string& name) {
-        names->push_back(name);
-        take(name);
-    };
-    std::function<void()>& check = verb.m_checks.back();
-    check = [check, names, &options] {
-        if (options.m_form == EncodedForm::IRIS) {
-            check();
-            return;
-        }
-        if (std::count(names->begin(), names->end(), STANDARD_STREAM) > 1)
-            throw ToolFailure(ExitCode::USAGE, "standard input can be read only once");
-        for (const std::string& name : *names)
-            options.m_files.emplace_back(name, RdfFormat::N_QUADS);
-    };
+/// Refuses what is for statements alone.
+void checkRows(const RewriteOptions& options) {
+    if (options.m_form == EncodedForm::ROWS &&
+        (options.m_version != Rdf::Version::RDF_1_2 || options.m_maximumLine != DEFAULT_MAXIMUM_LINE))
+        throw ToolFailure(ExitCode::USAGE, "--rdf and --max-line are for --as iri");
 }
 
 VerbDescription addOptions(VerbDescription verb, RewriteOptions& options) {
@@ -85,7 +49,11 @@ VerbDescription addOptions(VerbDescription verb, RewriteOptions& options) {
     addOutput(verb, OutputKind::FILE_OR_STANDARD_OUTPUT, "OUT",
               "the file to write; one that exists is replaced, unless it is an input or a dictionary",
               "replace OUT even if it is a dictionary, unless it is DICTIONARY", options.m_output);
-    addForm(verb, options.m_form);
+    verb.addChoice(
+        "--as", "FORM",
+        "npy: rows of IDs in NumPy's format (default); iri: statements with IRIs in the place of literals",
+        options.m_form,
+        std::vector<std::pair<std::string, EncodedForm>>{{"npy", EncodedForm::ROWS}, {"iri", EncodedForm::IRIS}});
     addThreads(verb, options.m_numberOfThreads);
     addMemoryLimit(verb, options.m_memoryLimit);
     addMaximumLine(verb, options.m_maximumLine);
@@ -107,7 +75,8 @@ VerbDescription describeEncode(RewriteOptions& options) {
          {{"encode dump.nt.gz -d dump.dict -o dump.npy", "Writes a row of three IDs for each statement."},
           {"encode dump.nt.gz --as iri -d dump.dict -o encoded.nt", "Writes the statements with IDs for literals."}}},
         options);
-    addInputFiles(verb, InputFormats::ALL, options.m_files);
+    addInputFiles(verb, InputFormats::ALL, options.m_files,
+                  [&options] { return options.m_form == EncodedForm::IRIS ? InputFormats::LINES : InputFormats::ALL; });
     addRowOptions(verb, options.m_rows);
     addBlankNodes(verb, options.m_files, options.m_blankNodes);
     addDocument(verb, options.m_blankNodes);
@@ -124,6 +93,8 @@ VerbDescription describeDecode(RewriteOptions& options) {
                                        {{"decode dump.npy -d dump.dict -o - | gzip > dump.nt.gz",
                                          "Writes the statements of the rows, and packs them."}}},
                                       options);
-    addEncodedFiles(verb, options);
+    addInputFiles(verb, InputFormats::LINES, options.m_files,
+                  [&options] { return options.m_form == EncodedForm::IRIS ? InputFormats::LINES : InputFormats::NONE; });
+    verb.m_checks.emplace_back([&options] { checkRows(options); });
     return verb;
 }

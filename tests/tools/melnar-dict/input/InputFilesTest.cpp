@@ -58,10 +58,39 @@ TEST(InputFilesTest, areRefusedWithoutAFormat) {
 TEST(InputFilesTest, areRefusedInAFormatThatTheVerbDoesNotRead) {
     EXPECT_EQ((InputFiles{{"a.nt", RdfFormat::N_TRIPLES}, {"b.nq", RdfFormat::N_QUADS}}),
               read({"a.nt", "b.nq"}, InputFormats::LINES));
-    EXPECT_EQ("read reads N-Triples and N-Quads, and 'a.ttl' is neither by its name",
+    EXPECT_EQ("with these options read reads N-Triples and N-Quads, and 'a.ttl' is neither",
               messageOf({"a.ttl"}, InputFormats::LINES));
     EXPECT_EQ("option --format needs ntriples, nquads or auto, not 'turtle'",
               messageOf({"a.nt", "--format", "turtle"}, InputFormats::LINES));
+}
+
+/// With the option --own, files are the verb's own ones.
+InputFiles readOwn(const std::vector<std::string>& arguments) {
+    VerbDescription verb{"read", "", "", "", {}};
+    InputFiles files;
+    bool isOwn = false;
+    addInputFiles(verb, InputFormats::LINES, files,
+                  [&isOwn] { return isOwn ? InputFormats::NONE : InputFormats::LINES; });
+    verb.addFlag("--own", "", isOwn);
+    readCommandLine(verb, arguments);
+    return files;
+}
+
+TEST(InputFilesTest, areTakenByAnyNameIfAnyOptionSaysThatTheyAreNoRdf) {
+    const TemporaryDirectory directory;
+    const std::string folder = directory.getPathOf("");
+    const InputFiles files = readOwn({"a.npy", "-", folder, "--own", "b.ttl"});
+    ASSERT_EQ(4u, files.size());
+    for (size_t index = 0; index < files.size(); ++index)
+        EXPECT_EQ((std::vector<std::string>{"a.npy", "-", folder, "b.ttl"}[index]), files[index].first);
+    EXPECT_EQ((InputFiles{{"a.nt", RdfFormat::N_TRIPLES}}), readOwn({"a.nt"}));
+    const auto messageOf = [](const std::vector<std::string>& arguments) -> std::string {
+        return catchException<ToolFailure>([&] { readOwn(arguments); }).what();
+    };
+    EXPECT_EQ("the name 'a.npy' tells no format; give it with --format", messageOf({"a.npy"}));
+    EXPECT_EQ("with these options read reads no RDF, and needs no --format",
+              messageOf({"--format", "nt", "a.npy", "--own"}));
+    EXPECT_EQ("standard input can be read only once", messageOf({"--own", "-", "-"}));
 }
 
 TEST(InputFilesTest, haveStandardInputOnlyOnce) {

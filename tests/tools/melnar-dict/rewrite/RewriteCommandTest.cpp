@@ -154,7 +154,7 @@ TEST_F(RewriteCommandTest, aFolderStandsForItsFilesButNotIfOneOfThemHasNoLines) 
     m_directory.addFile("dumps/c.ttl", "");
     const ToolResult result = run({"encode", "--as", "iri", "dumps", "-d", "d", "-o", "encoded.nt"});
     EXPECT_EQ(2, result.m_exitCode);
-    EXPECT_EQ("melnar-dict: encode --as iri reads N-Triples and N-Quads, and 'dumps/c.ttl' is neither by its name\n",
+    EXPECT_EQ("melnar-dict: with these options encode reads N-Triples and N-Quads, and 'dumps/c.ttl' is neither\n",
               result.m_errorOutput);
 }
 

@@ -385,6 +385,9 @@ TEST_F(RowRewriteTest, refusesWrongCommandLines) {
              {"encode", "in.npy"},
              {"decode", "-", "-"},
              {"decode", "T.npy", "--quads"},
+             {"decode", "T.npy", "--format", "nquads"},
+             {"decode", "T.npy", "--rdf", "1.1"},
+             {"decode", "T.npy", "--max-line", "1M"},
          }) {
         std::vector<std::string> arguments = options;
         arguments.insert(arguments.end(), {"-d", "d", "-o", "out"});
