@@ -262,25 +262,36 @@ TYPED_TEST(ParallelHashTableStressTest, threadsThatAllShareOneSlotInsertLookUpAn
     this->stressOverlappingSets(6, 1);
 }
 
-// The table is rebuilt without growing, over and over, and quotas are credited to whoever drops tombstones.
+// The table is rebuilt without growing, over and over, and quotas are credited to whoever drops tombstones. It doubles
+// as well: a thread that ends with much quota leaves the others little. Those of the next generation spend it.
 TYPED_TEST(ParallelHashTableStressTest, insertingAndDeletingForEverKeepsTheTableSmall) {
     constexpr uint32_t THREADS = 8;
     constexpr uint32_t ROUNDS = 4000;
     constexpr uint32_t WINDOW = 8;
+    constexpr uint32_t MAXIMUM_NUMBER_OF_GENERATIONS = 16;
     repeatUntilDeadline([&](const uint32_t seed) {
-        KeyedTable<TypeParam> keyed(1024, size_t(THREADS) * ROUNDS + 10);
-        runThreads(THREADS, 256, [&](const uint32_t thread) {
-            const auto getKey = [&](const uint32_t round) { return uint64_t(seed + thread) * 1'000'000 + round; };
-            for (uint32_t round = 0; round < ROUNDS; ++round) {
-                EXPECT_TRUE(keyed.resolve(getKey(round)).m_isNew);
-                if (round >= WINDOW) {
-                    EXPECT_TRUE(keyed.remove(getKey(round - WINDOW)));
+        KeyedTable<TypeParam> keyed(1024, size_t(THREADS) * ROUNDS * MAXIMUM_NUMBER_OF_GENERATIONS + 10);
+        const auto hasKeptItsSize = [&keyed] {
+            return static_cast<uint32_t>(std::countr_zero(keyed.m_table.getNumberOfBuckets()) - 10) <
+                   keyed.getNumberOfResizes();
+        };
+        uint32_t generation = 0;
+        do {
+            runThreads(THREADS, 256, [&](const uint32_t thread) {
+                const auto getKey = [&](const uint32_t round) {
+                    return uint64_t(seed + thread) * 1'000'000 + generation * ROUNDS + round;
+                };
+                for (uint32_t round = 0; round < ROUNDS; ++round) {
+                    EXPECT_TRUE(keyed.resolve(getKey(round)).m_isNew);
+                    if (round >= WINDOW) {
+                        EXPECT_TRUE(keyed.remove(getKey(round - WINDOW)));
+                    }
                 }
-            }
-        });
-        const auto doublings = static_cast<uint32_t>(std::countr_zero(keyed.m_table.getNumberOfBuckets()) - 10);
-        EXPECT_LT(doublings, keyed.getNumberOfResizes()) << "no resize kept the size: this tested nothing";
-        EXPECT_EQ(1u + THREADS * WINDOW,
+            });
+            ++generation;
+        } while (!hasKeptItsSize() && generation < MAXIMUM_NUMBER_OF_GENERATIONS);
+        EXPECT_TRUE(hasKeptItsSize()) << "this tested nothing";
+        EXPECT_EQ(1u + THREADS * WINDOW * generation,
                   keyed.m_table.getNumberOfNonEmptyBuckets() - keyed.m_table.getNumberOfDeletedBuckets());
         expectSoundAtRest(keyed.m_table);
     });
