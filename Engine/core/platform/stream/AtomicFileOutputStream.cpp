@@ -40,11 +40,11 @@ mode_t getPermissionsToStartWith(const TargetFile& target) {
 }
 
 /// Removes what a dead writer has left, perhaps read-only or of another user. Anything but a file is not a writer's.
-const std::string& removeLeftover(const std::string& fileName) {
+void removeLeftover(const std::string& fileName) {
     struct stat status;
     if (::lstat(fileName.c_str(), &status) != 0) {
         if (errno == ENOENT)
-            return fileName;
+            return;
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_EXAMINE, MelnarException::NO_CAUSES, "lstat", errno,
                                   "Cannot examine file '", fileName, "'.");
     }
@@ -54,14 +54,19 @@ const std::string& removeLeftover(const std::string& fileName) {
     if (::unlink(fileName.c_str()) != 0)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_REMOVE, MelnarException::NO_CAUSES, "unlink", errno,
                                   "Cannot remove file '", fileName, "', which a writer left that has ended.");
-    return fileName;
 }
 
-/// Gives a file a second name, in the place of what a dead writer has left there. Returns false if there is no file.
+/// Returns the name of the temporary file, when neither that nor an old file is left of a dead writer.
+std::string removeLeftovers(const TargetFile& target) {
+    std::string temporaryFileName = AtomicFileOutputStream::getTemporaryFileNameOf(target);
+    removeLeftover(temporaryFileName);
+    removeLeftover(AtomicFileOutputStream::getReplacedFileNameOf(target));
+    return temporaryFileName;
+}
+
+/// Gives a file a second name. Returns false if there is no file.
 bool addName(const std::string& fileName, const std::string& secondName) {
-    int result = ::link(fileName.c_str(), secondName.c_str());
-    if (result != 0 && errno == EEXIST)
-        result = ::link(fileName.c_str(), removeLeftover(secondName).c_str());
+    const int result = ::link(fileName.c_str(), secondName.c_str());
     if (result != 0 && errno != ENOENT)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_KEEP_REPLACED, MelnarException::NO_CAUSES, "link", errno,
                                   "Cannot keep file '", fileName, "' as '", secondName, "' until it is replaced.");
@@ -116,9 +121,9 @@ void synchronizeFolder(const std::string& folderName) {
 
 } // namespace
 
-/// O_EXCL: what has come since the leftover was removed is not a writer's, which would hold the lock.
-AtomicFileOutputStream::TemporaryFile::TemporaryFile(const std::string& fileName, const mode_t permissions)
-    : m_fileName(removeLeftover(fileName)), m_output(m_fileName, O_RDWR | O_EXCL | O_NOFOLLOW, permissions),
+/// O_EXCL: what has come since the leftovers were removed is not a writer's, which would hold the lock.
+AtomicFileOutputStream::TemporaryFile::TemporaryFile(const TargetFile& target, const mode_t permissions)
+    : m_fileName(removeLeftovers(target)), m_output(m_fileName, O_RDWR | O_EXCL | O_NOFOLLOW, permissions),
       m_isRenamed(false) {}
 
 AtomicFileOutputStream::TemporaryFile::~TemporaryFile() {
@@ -191,12 +196,12 @@ std::string AtomicFileOutputStream::getTemporaryFileNameOf(const TargetFile& tar
 
 AtomicFileOutputStream::AtomicFileOutputStream(const std::string& fileName)
     : m_fileName(fileName), m_ownLock(std::in_place, fileName), m_use(std::in_place, *m_ownLock),
-      m_target(m_ownLock->getTarget()),
-      m_temporaryFile(getTemporaryFileNameOf(m_target), getPermissionsToStartWith(m_target)), m_isPrepared(false) {}
+      m_target(m_ownLock->getTarget()), m_temporaryFile(m_target, getPermissionsToStartWith(m_target)),
+      m_isPrepared(false) {}
 
 AtomicFileOutputStream::AtomicFileOutputStream(FileLock& lock)
     : m_fileName(lock.getFileName()), m_use(std::in_place, lock), m_target(lock.getTarget()),
-      m_temporaryFile(getTemporaryFileNameOf(m_target), getPermissionsToStartWith(m_target)), m_isPrepared(false) {}
+      m_temporaryFile(m_target, getPermissionsToStartWith(m_target)), m_isPrepared(false) {}
 
 /// Works on the open file: the superuser must not be led elsewhere by a link that another user has put in its place.
 void AtomicFileOutputStream::keepMetadataOf(const struct stat& oldFile) {

@@ -14,8 +14,8 @@
 ///
 /// The bytes go to a temporary file beside the target; commit() flushes it to the disk, renames it over the target and
 /// flushes the folder. Destruction without a commit removes the temporary file. Whatever happens before the rename, a
-/// crash included, leaves the old file whole. A process that is killed leaves its temporary file behind; the name is
-/// always the same, so the next writer replaces it.
+/// crash included, leaves the old file whole. A process that is killed leaves its temporary file behind, or an old file
+/// (see replaceBoth); the names are always the same, and the next writer of the file removes both.
 ///
 /// Ownership  Owns the temporary file. The file's lock keeps other writers away: the caller's, or else one that is held
 ///            from construction until the commit.
@@ -70,10 +70,10 @@ public:
     static std::string getReplacedFileNameOf(const TargetFile& target);
 
 private:
-    /// Replaces what a dead writer has left, and is removed unless it has been renamed. The lock protects its name.
+    /// Takes the place of what a dead writer has left, and is removed unless it has been renamed. The lock protects its name.
     class TemporaryFile : private Unmovable {
     public:
-        TemporaryFile(const std::string& fileName, mode_t permissions);
+        TemporaryFile(const TargetFile& target, mode_t permissions);
         ~TemporaryFile();
 
         void renameTo(const std::string& targetName);

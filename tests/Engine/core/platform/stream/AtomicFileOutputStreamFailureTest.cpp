@@ -184,18 +184,20 @@ TEST(AtomicFileOutputStreamFailureTest, aTargetThatBecomesAPipeMeanwhileIsNotRep
     EXPECT_FALSE(std::filesystem::exists(path + ".saving"));
 }
 
-TEST(AtomicFileOutputStreamFailureTest, aTemporaryFileThatIsNoRegularFileIsRefused) {
-    for (const MakeIrregularFile& make : IRREGULAR_FILES) {
-        const TemporaryDirectory directory;
-        const std::string path = directory.addFile("file", "old");
-        ASSERT_TRUE(make(path + ".saving"));
-        const mode_t type = getType(path + ".saving");
-        const auto exception = catchException<MelnarException>([&] { replace(path); });
-        EXPECT_EQ(SOURCE_FILE, exception.getSourceFileName());
-        EXPECT_EQ(91, exception.getSourceLineNumber());
-        EXPECT_EQ(type, getType(path + ".saving"));
-        EXPECT_EQ("old", TemporaryDirectory::getContentsOf(path));
-    }
+TEST(AtomicFileOutputStreamFailureTest, whatIsNoRegularFileIsNotTakenForALeftover) {
+    for (const MakeIrregularFile& make : IRREGULAR_FILES)
+        for (const char* const suffix : {".saving", ".replaced"}) {
+            const TemporaryDirectory directory;
+            const std::string path = directory.addFile("file", "old");
+            ASSERT_TRUE(make(path + suffix));
+            const mode_t type = getType(path + suffix);
+            const auto exception = catchException<MelnarException>([&] { replace(path); });
+            EXPECT_EQ(SOURCE_FILE, exception.getSourceFileName());
+            EXPECT_EQ(91, exception.getSourceLineNumber());
+            EXPECT_EQ(type, getType(path + suffix));
+            EXPECT_EQ("old", TemporaryDirectory::getContentsOf(path));
+            EXPECT_EQ(std::string(suffix) == ".saving", std::filesystem::exists(path + ".saving"));
+        }
 }
 
 TEST(AtomicFileOutputStreamFailureTest, aLinkInThePlaceOfTheTemporaryFileIsNotFollowed) {

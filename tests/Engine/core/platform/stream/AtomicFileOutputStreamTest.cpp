@@ -230,6 +230,19 @@ TEST_F(AtomicFileOutputStreamTest, followsALinkToNothingFromANameWithoutAFolder)
     EXPECT_EQ((std::set<std::string>{"file", "target"}), getFileNames(m_folder));
 }
 
+/// It was to be removed after both of two files were replaced.
+TEST_F(AtomicFileOutputStreamTest, removesAnOldFileThatADeadWriterKept) {
+    for (const bool isCommitted : {false, true}) {
+        m_directory.addFile("file", "old");
+        const std::string kept = m_directory.addFile("file.replaced", "older");
+        AtomicFileOutputStream output(m_path);
+        EXPECT_FALSE(std::filesystem::exists(kept));
+        if (isCommitted)
+            output.commit();
+    }
+    EXPECT_EQ((std::set<std::string>{"file"}), getFileNames(m_folder));
+}
+
 TEST_F(AtomicFileOutputStreamTest, takesOverAFileThatADeadWriterLeft) {
     m_directory.addFile("file.saving", std::string(100000, 'x'));
     EXPECT_EQ(m_path + ".saving", AtomicFileOutputStream(m_path).getTemporaryFileName());
