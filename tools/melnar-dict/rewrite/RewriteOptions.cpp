@@ -32,7 +32,7 @@ output failed, another process is writing OUT, or a limit was reached. Without 0
 void checkIris(const RewriteOptions& options) {
     if (options.m_form == EncodedForm::IRIS &&
         (options.m_rows.isGiven() || options.m_blankNodes.m_firstDocument != 1 ||
-        options.m_blankNodes.m_mode != BlankNodeScope::Mode::DOCUMENTS || !options.m_base.empty()))
+         options.m_blankNodes.m_mode != BlankNodeScope::Mode::DOCUMENTS || !options.m_base.empty()))
         throw ToolFailure(ExitCode::USAGE,
                           "--quads, --id-width, --blank-nodes, --document and --base are for --as npy");
 }
@@ -93,8 +93,9 @@ VerbDescription describeDecode(RewriteOptions& options) {
                                        {{"decode dump.npy -d dump.dict -o - | gzip > dump.nt.gz",
                                          "Writes the statements of the rows, and packs them."}}},
                                       options);
-    addInputFiles(verb, InputFormats::LINES, options.m_files,
-                  [&options] { return options.m_form == EncodedForm::IRIS ? InputFormats::LINES : InputFormats::NONE; });
+    addInputFiles(verb, InputFormats::LINES, options.m_files, [&options] {
+        return options.m_form == EncodedForm::IRIS ? InputFormats::LINES : InputFormats::NONE;
+    });
     verb.m_checks.emplace_back([&options] { checkRows(options); });
     return verb;
 }

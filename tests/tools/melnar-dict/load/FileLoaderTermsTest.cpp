@@ -298,33 +298,6 @@ TEST(FileLoaderTermsConcurrentTest, aLimitOfTheDictionaryEndsTheLoad) {
         }
 }
 
-/// Fails once, at the second piece.
-class FailingOnce final : public OutputStream {
-public:
-    const std::string& getName() const override { return m_name; }
-    void write(const void*, const size_t) override {
-        if (++m_numberOfWrites == 2)
-            throw std::runtime_error("failed once");
-    }
-    void flush() override {}
-
-private:
-    const std::string m_name = "once";
-    size_t m_numberOfWrites = 0;
-};
-
-TEST(FileLoaderTermsConcurrentTest, aThreadWhoseRowsHaveFailedLeavesNothingBehindForItsNextBlock) {
-    for (const Order order : {Order::INPUT, Order::ANY}) {
-        const TemporaryDirectory directory;
-        const std::string fileName = directory.addFile("1", makeText(RdfFormat::N_QUADS, 5000));
-        FailingOnce stream;
-        TestLoad load({2, true, "", 1000}, {.m_order = order, .m_rowStream = &stream});
-        load.load(fileName, RdfFormat::N_QUADS);
-        EXPECT_EQ(ExitCode::FAILURE, load.getJournal().getExitCode());
-        EXPECT_EQ(fileName + ": failed once\n", load.getErrorOutput());
-    }
-}
-
 /// A disk that is full after some bytes.
 class FullDisk final : public OutputStream {
 public:

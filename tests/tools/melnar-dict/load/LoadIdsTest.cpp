@@ -188,13 +188,13 @@ TEST_F(LoadIdsTest, rowsReplaceNoInputAndNoOtherOutput) {
         expectRefusalEvenByForce({"load", "in.nq", "-o", "e", "--ids", "T.npy", "--lenient", "--rejected", name},
                                  std::string("'") + name +
                                      "' is also the output 'T.npy', or a file that writing it makes");
-    for (const char* const suffix : {".saving", ".lock"}) {
+    for (const auto& [suffix, whatItIs] : {std::pair(".saving", "temporary file"),
+                                           {".replaced", "place of the replaced file"},
+                                           {".lock", "lock file"}}) {
         const std::string name = std::string("T.npy") + suffix;
         m_directory.addFile(name, QUADS);
         expectRefusalEvenByForce({"load", "--format", "nq", name, "-o", "e", "--ids", "T.npy"},
-                                 "the input '" + name + "' is also the " +
-                                     (std::string(suffix) == ".lock" ? "lock file" : "temporary file") +
-                                     " of the output 'T.npy'");
+                                 "the input '" + name + "' is also the " + whatItIs + " of the output 'T.npy'");
         std::filesystem::remove(m_directory.getPathOf(name));
     }
     for (const auto& [extension, format] : {std::pair("gz", "gzip"), {"bz2", "bzip2"}, {"XZ", "xz"}, {"zst", "zstd"}}) {

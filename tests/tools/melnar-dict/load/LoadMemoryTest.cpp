@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include <fstream>
+#include <iostream>
 #include <string>
 #include <tuple>
 
@@ -52,6 +53,7 @@ TEST_P(LoadMemoryTest, aLoadTakesLittleMoreThanItsDictionary) {
     const size_t dictionaryBytes = report["memoryBytes"];
     EXPECT_LT(TEXT_BYTES, dictionaryBytes);
     EXPECT_GT(dictionaryBytes + LARGEST_REMAINDER, result.m_peakMemory);
+    std::cout << "Bytes beside the dictionary: " << result.m_peakMemory - dictionaryBytes << '\n';
 }
 
 INSTANTIATE_TEST_SUITE_P(SyntaxesAndThreads, LoadMemoryTest,

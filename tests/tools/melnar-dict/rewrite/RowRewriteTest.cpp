@@ -369,31 +369,36 @@ TEST_F(RowRewriteTest, aDamagedFileIsRefusedWithItsName) {
 }
 
 TEST_F(RowRewriteTest, refusesWrongCommandLines) {
-    addWithDictionary("in.nt", TRIPLES);
-    for (const std::vector<std::string>& options : std::vector<std::vector<std::string>>{
-             {"encode", "in.nt", "--as", "npz"},
-             {"encode", "in.nt", "--id-width", "2"},
-             {"encode", "in.nt", "--blank-nodes", "none"},
-             {"encode", "in.nt", "--document", "0"},
-             {"encode", "in.nt", "--document", "2", "--blank-nodes", "shared"},
-             {"encode", "in.nt", "--as", "iri", "--quads"},
-             {"encode", "in.nt", "--as", "iri", "--id-width", "4"},
-             {"encode", "in.nt", "--as", "iri", "--document", "2"},
-             {"encode", "in.nt", "--as", "iri", "--blank-nodes", "shared"},
-             {"encode", "in.nt", "--as", "iri", "--base", "urn:b"},
-             {"encode", "in.ttl", "--as", "iri"},
-             {"encode", "in.npy"},
-             {"decode", "-", "-"},
-             {"decode", "T.npy", "--quads"},
-             {"decode", "T.npy", "--format", "nquads"},
-             {"decode", "T.npy", "--rdf", "1.1"},
-             {"decode", "T.npy", "--max-line", "1M"},
+    const std::string forRows = "--quads, --id-width, --blank-nodes, --document and --base are for --as npy";
+    for (const auto& [options, message] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+             {{"encode", "in.nt", "--as", "npz"}, "option --as needs npy or iri, not 'npz'"},
+             {{"encode", "in.nt", "--id-width", "2"}, "option --id-width needs 4, 8 or auto, not '2'"},
+             {{"encode", "in.nt", "--blank-nodes", "none"},
+              "option --blank-nodes needs documents or shared, not 'none'"},
+             {{"encode", "in.nt", "--document", "0"},
+              "option --document needs a number from 1 to 9223372036854775807, not '0'"},
+             {{"encode", "in.nt", "--document", "2", "--blank-nodes", "shared"},
+              "--document needs --blank-nodes documents"},
+             {{"encode", "in.nt", "--as", "iri", "--quads"}, forRows},
+             {{"encode", "in.nt", "--as", "iri", "--id-width", "4"}, forRows},
+             {{"encode", "in.nt", "--as", "iri", "--document", "2"}, forRows},
+             {{"encode", "in.nt", "--as", "iri", "--blank-nodes", "shared"}, forRows},
+             {{"encode", "in.nt", "--as", "iri", "--base", "urn:b"}, forRows},
+             {{"encode", "in.ttl", "--as", "iri"},
+              "with these options encode reads N-Triples and N-Quads, and 'in.ttl' is neither"},
+             {{"encode", "in.npy"}, "the name 'in.npy' tells no format; give it with --format"},
+             {{"decode", "-", "-"}, "standard input can be read only once"},
+             {{"decode", "T.npy", "--quads"}, "unknown option --quads"},
+             {{"decode", "T.npy", "--format", "nquads"},
+              "with these options decode reads no RDF, and needs no --format"},
+             {{"decode", "T.npy", "--rdf", "1.1"}, "--rdf and --max-line are for --as iri"},
+             {{"decode", "T.npy", "--max-line", "1M"}, "--rdf and --max-line are for --as iri"},
          }) {
         std::vector<std::string> arguments = options;
         arguments.insert(arguments.end(), {"-d", "d", "-o", "out"});
         const ToolResult result = run(arguments);
-        EXPECT_EQ(2, result.m_exitCode) << testing::PrintToString(options);
-        EXPECT_NE("", result.m_errorOutput);
+        EXPECT_EQ(2, result.m_exitCode);
+        EXPECT_EQ("melnar-dict: " + message + "\n", result.m_errorOutput) << testing::PrintToString(options);
     }
 }
 

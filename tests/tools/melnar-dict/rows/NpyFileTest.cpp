@@ -160,6 +160,28 @@ std::string findPython() {
     return "";
 }
 
+TEST_F(NpyFileTest, numPyReadsRowsFromAPipeAndFromAFile) {
+    const std::string python = findPython();
+    if (python.empty())
+        GTEST_SKIP() << "no Python with NumPy here";
+    const std::string program = m_directory.addFile("check.py", R"(import sys, numpy
+path = sys.argv[1]
+array = numpy.frombuffer(sys.stdin.buffer.read(), '<u4') if path == '-' else numpy.fromfile(path, '<u4')
+array = array.reshape(-1, 3)
+assert array.tolist() == [[1, 2, 3], [1, 2, 4], [5, 2, 1]], array
+)");
+    const std::string input =
+        m_directory.addFile("in.nt", "<a:s> <a:p> <a:o> .\n<a:s> <a:p> \"x\" .\n_:b <a:p> <a:s> .\n");
+    const std::string dictionary = m_directory.getPathOf("d");
+    const std::string rows = m_directory.getPathOf("rows");
+    const std::string tool = std::string(MELNAR_DICT_EXECUTABLE) + " ";
+    for (const std::string& command : {tool + "load --quiet --ids - -o " + dictionary + ' ' + input,
+                                       tool + "encode -d " + dictionary + " -o - " + input})
+        for (const std::string& whole : {command + " | " + python + ' ' + program + " -",
+                                         command + " > " + rows + " && " + python + ' ' + program + ' ' + rows})
+            EXPECT_EQ(0, std::system(whole.c_str())) << whole; // NOLINT(cert-env33-c)
+}
+
 TEST_F(NpyFileTest, numPyReadsIt) {
     const std::string python = findPython();
     if (python.empty())

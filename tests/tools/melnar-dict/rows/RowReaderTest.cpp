@@ -103,11 +103,12 @@ TEST(RowReaderTest, anErrorIsToldOnce) {
 }
 
 TEST(RowReaderTest, aNegativeNumberIsRefusedWithItsRow) {
-    const NpyHeader header{{3, 8}, true, 100, ""};
-    std::vector<uint64_t> ids = makeIDs(300);
-    ids[200] = uint64_t(-1);
-    EXPECT_EQ("row 66: the number is negative", getRefusal(makeFile(header, ids)));
-    EXPECT_EQ(ids, readAll(makeFile({{3, 8}, false, 100, ""}, ids), 1000)) << "without a sign it is none";
+    for (const size_t width : {RowLayout::NARROW, RowLayout::WIDE}) {
+        std::vector<uint64_t> ids = makeIDs(300);
+        ids[200] = width == RowLayout::NARROW ? uint64_t(0xFFFFFFFF) : uint64_t(-1);
+        EXPECT_EQ("row 66: the number is negative", getRefusal(makeFile({{3, width}, true, 100, ""}, ids)));
+        EXPECT_EQ(ids, readAll(makeFile({{3, width}, false, 100, ""}, ids), 1000)) << "without a sign it is none";
+    }
 }
 
 } // namespace

@@ -109,9 +109,13 @@ protected:
         EXPECT_EQ("", result.m_output);
     }
 
+    std::string getContentsOf(const std::string& fileName) const {
+        return TemporaryDirectory::getContentsOf(m_directory.getPathOf(fileName));
+    }
+
     /// What a file holds behind the comment that it may begin with.
     std::string getStatementsOf(const std::string& fileName) const {
-        const std::string contents = TemporaryDirectory::getContentsOf(m_directory.getPathOf(fileName));
+        const std::string contents = getContentsOf(fileName);
         return contents.starts_with('#') ? contents.substr(contents.find('\n') + 1) : contents;
     }
 
@@ -181,19 +185,22 @@ TEST_F(TwoWritersTest, anyNumberMayWaitAndAllLiteralsAreKept) {
 }
 
 TEST_F(TwoWritersTest, readersAreNeverHeldUp) {
-    ASSERT_EQ(0, run({"encode", "--as", "iri", "one.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
-    const auto first = start({"load", "--strings-only", "pipe.nt", "--into", "d"});
+    ASSERT_EQ(0, run({"load", "one.nt", "-o", "t", "--ids", "rows.npy"}).m_exitCode);
+    ASSERT_EQ(0, run({"encode", "--as", "iri", "one.nt", "-d", "t", "-o", "encoded.nt"}).m_exitCode);
+    const auto first = start({"load", "pipe.nt", "--into", "t"});
     const int pipeEnd = enter();
     for (const std::vector<std::string>& arguments :
-         {std::vector<std::string>{"get", "d", "1"},
-          {"lookup", "d", "\"one\""},
-          {"dump", "d"},
-          {"stats", "d"},
-          {"verify", "d"},
-          {"encode", "--as", "iri", "one.nt", "-d", "d", "-o", "-"},
-          {"decode", "--as", "iri", "encoded.nt", "-d", "d", "-o", "decoded.nt"},
-          {"load", "--strings-only", "two.nt", "--into", "d", "-o", "e"},
-          {"compact", "d", "-o", "f"}}) {
+         {std::vector<std::string>{"get", "t", "1"},
+          {"lookup", "t", "\"one\""},
+          {"dump", "t"},
+          {"stats", "t"},
+          {"verify", "t"},
+          {"encode", "one.nt", "-d", "t", "-o", "-"},
+          {"encode", "--as", "iri", "one.nt", "-d", "t", "-o", "-"},
+          {"decode", "rows.npy", "-d", "t", "-o", "decoded.nt"},
+          {"decode", "--as", "iri", "encoded.nt", "-d", "t", "-o", "decoded.nt"},
+          {"load", "two.nt", "--into", "t", "-o", "e", "--ids", "other.npy"},
+          {"compact", "t", "-o", "f"}}) {
         const ToolResult result = run(arguments);
         EXPECT_EQ(0, result.m_exitCode) << arguments[0];
         EXPECT_EQ("", result.m_errorOutput) << arguments[0];
@@ -321,23 +328,28 @@ TEST_F(TwoWritersTest, compactWaitsIfAskedToAndReadsWhatTheOtherSaved) {
 }
 
 TEST_F(TwoWritersTest, encodeAndDecodeLockTheirOutput) {
-    ASSERT_EQ(0, run({"encode", "--as", "iri", "one.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
-    for (const std::string verb : {"encode", "decode"}) {
-        const auto first = start({"encode", "--as", "iri", "pipe.nt", "-d", "d", "-o", "out.nt"});
-        const int pipeEnd = enter();
-        const std::vector<std::string> arguments{verb, "--as", "iri", verb == "encode" ? "one.nt" : "encoded.nt",
-                                                 "-d", "d",    "-o",  "out.nt"};
-        expectRefusal("out.nt", *first, run(arguments));
-        std::vector<std::string> waitingArguments = arguments;
-        waitingArguments.emplace_back("--wait");
-        std::string message;
-        const auto second = startWaiting(waitingArguments, message);
-        EXPECT_EQ("melnar-dict: 'out.nt' is being written by " + describe(*first) + "; waiting for its end\n", message);
-        finish(pipeEnd, getTriple("one") + getTriple("one"));
-        EXPECT_EQ(0, first->wait().m_exitCode);
-        EXPECT_EQ(0, second->wait().m_exitCode);
-        EXPECT_EQ(verb == "encode" ? "<urn:s> <urn:p> <melnar:1> .\n" : getTriple("one"), getStatementsOf("out.nt"));
-        EXPECT_FALSE(exists("out.nt.lock"));
+    ASSERT_EQ(0, run({"load", "one.nt", "-o", "t"}).m_exitCode);
+    for (const std::string form : {"npy", "iri"}) {
+        const std::string encoded = "encoded." + form + ".nt";
+        ASSERT_EQ(0, run({"encode", "--as", form, "one.nt", "-d", "t", "-o", encoded}).m_exitCode);
+        for (const std::string verb : {"encode", "decode"}) {
+            const auto first = start({"encode", "--as", form, "pipe.nt", "-d", "t", "-o", "out.nt"});
+            const int pipeEnd = enter();
+            const std::vector<std::string> arguments{verb, "--as", form, verb == "encode" ? "one.nt" : encoded,
+                                                     "-d", "t",    "-o", "out.nt"};
+            expectRefusal("out.nt", *first, run(arguments));
+            std::vector<std::string> waitingArguments = arguments;
+            waitingArguments.emplace_back("--wait");
+            std::string message;
+            const auto second = startWaiting(waitingArguments, message);
+            EXPECT_EQ("melnar-dict: 'out.nt' is being written by " + describe(*first) + "; waiting for its end\n",
+                      message);
+            finish(pipeEnd, getTriple("one") + getTriple("one"));
+            EXPECT_EQ(0, first->wait().m_exitCode);
+            EXPECT_EQ(0, second->wait().m_exitCode);
+            EXPECT_EQ(getContentsOf(verb == "encode" ? encoded : "one.nt"), getContentsOf("out.nt"));
+            EXPECT_FALSE(exists("out.nt.lock"));
+        }
     }
 }
 

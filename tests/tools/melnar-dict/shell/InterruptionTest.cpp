@@ -5,6 +5,8 @@
 #include "tests/tools/melnar-dict/ToolProcess.h"
 #include "tests/tools/melnar-dict/input/GzipText.h"
 #include "tests/tools/melnar-dict/input/PackedText.h"
+#include "tools/melnar-dict/rows/NpyHeader.h"
+#include "tools/melnar-dict/rows/RowLayout.h"
 #include "tools/melnar-dict/shell/OutputFile.h"
 
 #include <gtest/gtest.h>
@@ -188,15 +190,16 @@ TEST(InterruptionTest, removesTheTemporaryFileAndLeavesTheOldOne) {
     const std::string triples = directory.addFile("in.nt", "<urn:s> <urn:p> \"text\" .\n");
     const std::string dictionary = directory.getPathOf("d");
     ASSERT_EQ(0, runToolProcess({"load", triples, "-o", dictionary}).m_exitCode);
-    for (const int signalNumber : SIGNALS) {
-        const std::string output = directory.addFile("out.nt", "old");
-        const WaitingTool tool({"encode", "--as", "iri", "-", "--format", "nt", "-d", dictionary, "-o", output});
-        ASSERT_TRUE(waitFor(output + ".saving"));
-        EXPECT_EQ(endBy(signalNumber), tool.interrupt(signalNumber));
-        EXPECT_FALSE(std::filesystem::exists(output + ".saving"));
-        EXPECT_FALSE(std::filesystem::exists(output + ".lock"));
-        EXPECT_EQ("old", TemporaryDirectory::getContentsOf(output));
-    }
+    for (const int signalNumber : SIGNALS)
+        for (const std::string form : {"npy", "iri"}) {
+            const std::string output = directory.addFile("out", "old");
+            const WaitingTool tool({"encode", "--as", form, "-", "--format", "nt", "-d", dictionary, "-o", output});
+            ASSERT_TRUE(waitFor(output + ".saving"));
+            EXPECT_EQ(endBy(signalNumber), tool.interrupt(signalNumber));
+            EXPECT_FALSE(std::filesystem::exists(output + ".saving"));
+            EXPECT_FALSE(std::filesystem::exists(output + ".lock"));
+            EXPECT_EQ("old", TemporaryDirectory::getContentsOf(output));
+        }
 }
 
 /// The moments in which an OutputFile is interrupted, and what comes of it.
@@ -340,10 +343,11 @@ TEST(InterruptionTest, anErrorEndsALoadThoughNoMoreBytesCome) {
 /// What the verbs are interrupted in the midst of.
 class InterruptedWorkTest : public testing::Test {
 protected:
-    /// There are triples, "in.nt", and a dictionary of them, "d".
+    /// There are triples, "in.nt", a dictionary of them, "d", and their rows, "rows.npy".
     InterruptedWorkTest() : m_triples(makeTriples()), m_turtle("@prefix : <urn:> .\n" + m_triples) {
         m_directory.addFile("in.nt", m_triples);
-        EXPECT_EQ(0, runToolProcess({"load", "--strings-only", getPathOf("in.nt"), "-o", getPathOf("d")}).m_exitCode);
+        EXPECT_EQ(0, runToolProcess({"load", getPathOf("in.nt"), "-o", getPathOf("d"), "--ids", getPathOf("rows.npy")})
+                         .m_exitCode);
     }
 
     static std::string makeTriples() {
@@ -356,8 +360,9 @@ protected:
     std::string getPathOf(const std::string& name) const { return m_directory.getPathOf(name); }
 
     void expectNothingLeft() const {
-        for (const char* const name : {"out", "out.saving", "out.lock"})
-            EXPECT_FALSE(std::filesystem::exists(getPathOf(name))) << name;
+        for (const std::string name : {"out", "ids"})
+            for (const char* const suffix : {"", ".saving", ".lock"})
+                EXPECT_FALSE(std::filesystem::exists(getPathOf(name + suffix))) << name << suffix;
     }
 
     /// Expects a verb whose input does not end to end by Ctrl-C when it has read much of it.
@@ -412,15 +417,21 @@ TEST_F(InterruptedWorkTest, everyVerbThatReadsInputThatNeverEndsIsEnded) {
     const std::string faulty = m_triples + "faulty\n";
     expectEndInTheMidstOf({"load", "-", "--format", "nt", "--lenient", "--quiet", "--rejected", getPathOf("rejected")},
                           faulty);
+    expectEndInTheMidstOf({"load", "-", "--format", "nt", "-o", getPathOf("out"), "--ids", getPathOf("ids")},
+                          m_triples);
     expectEndInTheMidstOf({"check", "-", "--format", "nt", "--lenient", "--quiet"}, faulty);
     expectEndInTheMidstOf({"check", "-", "--format", "ttl"}, m_turtle);
     expectEndInTheMidstOf({"canonical", "-", "--format", "nt", "-o", getPathOf("out")}, m_triples);
     expectEndInTheMidstOf({"canonical", "-", "--format", "ttl", "-o", getPathOf("out")}, m_turtle);
+    expectEndInTheMidstOf({"encode", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")}, m_triples);
+    expectEndInTheMidstOf({"decode", "-", "-d", getPathOf("d"), "-o", getPathOf("out")},
+                          TemporaryDirectory::getContentsOf(getPathOf("rows.npy")).substr(NpyHeader::SIZE),
+                          NpyHeader{{3, RowLayout::NARROW}, false, uint64_t(1) << 40, ""}.toBytes());
     expectEndInTheMidstOf(
         {"encode", "--as", "iri", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")}, m_triples);
     expectEndInTheMidstOf(
         {"decode", "--as", "iri", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")},
-        "<urn:s> <urn:p> <melnar:1> .\n");
+        "<urn:s> <urn:p> <melnar:3> .\n");
     expectEndInTheMidstOf({"estimate", "-", "--format", "nt"}, m_triples);
     expectEndInTheMidstOf({"lookup", getPathOf("d"), "-"}, "\"x\"\n");
     expectEndInTheMidstOf({"get", getPathOf("d"), "-"}, "1\n");
@@ -434,6 +445,9 @@ TEST_F(InterruptedWorkTest, aVerbIsEndedWhenNoInputComes) {
           {"estimate", "-", "--format", "nt"},
           {"check", "-", "--format", "nt"},
           {"canonical", "-", "--format", "nt", "-o", getPathOf("out")},
+          {"load", "-", "--format", "nt", "-o", getPathOf("out"), "--ids", getPathOf("ids")},
+          {"encode", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")},
+          {"decode", "-", "-d", getPathOf("d"), "-o", getPathOf("out")},
           {"encode", "--as", "iri", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")},
           {"decode", "--as", "iri", "-", "--format", "nt", "-d", getPathOf("d"), "-o", getPathOf("out")},
           {"lookup", getPathOf("d"), "-"},
@@ -450,6 +464,9 @@ TEST_F(InterruptedWorkTest, aVerbIsEndedWhenNobodyReadsItsOutput) {
     for (const std::vector<std::string>& arguments :
          {std::vector<std::string>{"dump", getPathOf("d")},
           {"canonical", getPathOf("in.nt"), "-o", "-"},
+          {"load", getPathOf("in.nt"), "--ids", "-"},
+          {"encode", getPathOf("in.nt"), "-d", getPathOf("d"), "-o", "-"},
+          {"decode", getPathOf("rows.npy"), "-d", getPathOf("d"), "-o", "-"},
           {"encode", "--as", "iri", getPathOf("in.nt"), "-d", getPathOf("d"), "-o", "-"},
           {"decode", "--as", "iri", getPathOf("in.nt"), "-d", getPathOf("d"), "-o", "-"}}) {
         SCOPED_TRACE(testing::PrintToString(arguments));

@@ -8,7 +8,9 @@
 
 #include <fstream>
 #include <functional>
+#include <ios>
 #include <string>
+#include <vector>
 
 #include <unistd.h>
 
@@ -69,6 +71,37 @@ protected:
 
     const TemporaryDirectory m_directory;
 };
+
+/// No statements are shorter: a thread has the most terms and rows of a block that there can be. The least limit leaves
+/// the dictionary 1 MiB, and it needs another one.
+TEST_F(MemoryLimitSlowTest, threadsGetByWithWhatIsSetAsideHoweverShortStatementsAre) {
+    constexpr size_t STATEMENTS = 200'000;
+    constexpr size_t DISTINCT_TERMS = 60'000; // more than a block has
+    const std::string input = m_directory.getPathOf("short.nt");
+    {
+        std::ofstream file(input, std::ios::binary);
+        for (size_t number = 0; number < STATEMENTS * 3; number += 3)
+            file << std::hex << "_:" << number % DISTINCT_TERMS << "<a:" << (number + 1) % DISTINCT_TERMS
+                 << ">_:" << (number + 2) % DISTINCT_TERMS << ".\n";
+    }
+    const std::string dictionary = m_directory.getPathOf("d");
+    const std::string rows = m_directory.getPathOf("rows.npy");
+    for (const size_t threads : {1u, 4u, 7u}) {
+        const uint64_t limit = 4 * MEBIBYTE + threads * MemoryLimit::BYTES_OF_THREAD_WITH_TERMS;
+        for (const std::vector<std::string>& command :
+             {std::vector<std::string>{"load", input, "-o", dictionary, "--ids", rows},
+              {"load", input, "-o", dictionary, "--ids", rows, "--order", "any"},
+              {"encode", input, "-d", dictionary, "-o", rows},
+              {"decode", rows, "-d", dictionary, "-o", m_directory.getPathOf("decoded.nt")}}) {
+            SCOPED_TRACE(testing::PrintToString(command) + " with threads: " + std::to_string(threads));
+            std::vector<std::string> arguments = command;
+            arguments.insert(arguments.end(),
+                             {"--memory-limit", std::to_string(limit), "--threads", std::to_string(threads)});
+            const ToolResult result = runToolProcess(arguments);
+            EXPECT_EQ(0, result.m_exitCode) << result.m_errorOutput;
+        }
+    }
+}
 
 TEST_F(MemoryLimitSlowTest, theDictionaryUsesWhatThreadsDoNotNeed) {
     const auto makeLine = [](const size_t number) {

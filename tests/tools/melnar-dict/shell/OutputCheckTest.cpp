@@ -55,6 +55,16 @@ TEST_F(OutputCheckTest, anInputIsKnownByItsFileAndNotByItsName) {
     }
 }
 
+TEST_F(OutputCheckTest, whatWritingMakesOrRemovesIsNoInput) {
+    for (const auto& [suffix, whatItIs] : {std::pair(".saving", "temporary file"),
+                                           {".replaced", "place of the replaced file"},
+                                           {".lock", "lock file"}}) {
+        const std::string input = m_directory.addFile(std::string("output") + suffix, "text");
+        EXPECT_EQ("the input '" + input + "' is also the " + whatItIs + " of the output '" + m_path + "'",
+                  getRefusal(ExitCode::USAGE, [&] { OutputCheck(m_path, true).refuseInput(input); }));
+    }
+}
+
 TEST_F(OutputCheckTest, isTheOutputByEveryNameOfItsPlaceOnly) {
     m_directory.addFile("output", DICTIONARY);
     const std::string link = m_directory.getPathOf("link");

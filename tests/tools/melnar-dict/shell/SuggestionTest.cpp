@@ -29,7 +29,7 @@ TEST(SuggestionTest, isSilentWhenNothingIsLikeIt) {
 
 TEST(SuggestionTest, prefersTheNearest) {
     EXPECT_EQ("; did you mean 'decode'?", suggest("decod", {"encode", "decode"}));
-    EXPECT_EQ("; did you mean 'encode'?", suggest("emcode", {"decode", "--as", "iri", "encode"}));
+    EXPECT_EQ("; did you mean 'encode'?", suggest("emcode", {"decode", "encode"}));
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -77,6 +78,8 @@ private:
     std::string m_text;
 };
 
+constexpr const char* TRIPLE = "<a:s> <a:p> \"text\" .\n";
+
 /// A verb that reads a pipe that is kept open, "in.nt".
 class TerminalTest : public testing::Test {
 protected:
@@ -95,13 +98,19 @@ protected:
             begin += static_cast<size_t>(std::max<ssize_t>(0, ::write(m_pipe, &text[begin], text.size() - begin)));
     }
 
+    /// Adds a dictionary of the triple, "d", and its row, "rows.npy".
+    void addDictionary() const {
+        const std::string file = m_directory.addFile("one.nt", TRIPLE);
+        ASSERT_EQ(0, runToolProcess(
+                         {"load", file, "-o", m_directory.getPathOf("d"), "--ids", m_directory.getPathOf("rows.npy")})
+                         .m_exitCode);
+    }
+
     void closePipe() { ::close(std::exchange(m_pipe, -1)); }
 
     const TemporaryDirectory m_directory;
     int m_pipe = -1;
 };
-
-constexpr const char* TRIPLE = "<a:s> <a:p> \"text\" .\n";
 
 TEST_F(TerminalTest, showsALineThatGivesWayToMessagesAndGoesInTheEnd) {
     const auto tool = start({"load", "in.nt", "--lenient"});
@@ -138,26 +147,32 @@ TEST_F(TerminalTest, anInterruptionLeavesTheCursorOnAFreshLine) {
 }
 
 TEST_F(TerminalTest, everyVerbThatReadsFilesShowsHowFarItHasCome) {
-    const std::string dictionary = m_directory.getPathOf("d");
-    ASSERT_EQ(0, runToolProcess({"load", m_directory.addFile("one.nt", TRIPLE), "-o", dictionary}).m_exitCode);
-    for (const auto& [arguments, line] :
-         {std::pair(std::vector<std::string>{"check", "in.nt"}, "\r\x1b[Kchecking: 21 bytes"),
-          {std::vector<std::string>{"estimate", "in.nt"}, "\r\x1b[Kestimating: 21 bytes"},
-          {std::vector<std::string>{"canonical", "in.nt", "-o", "out.nt"}, "\r\x1b[Krewriting: 21 bytes"},
-          {std::vector<std::string>{"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "out.nt"},
-           "\r\x1b[Krewriting: 21 bytes"},
-          {std::vector<std::string>{"decode", "--as", "iri", "in.nt", "-d", "d", "-o", "out.nt"},
-           "\r\x1b[Krewriting: 21 bytes"}}) {
+    addDictionary();
+    const std::string rows = TemporaryDirectory::getContentsOf(m_directory.getPathOf("rows.npy"));
+    const std::string text = TRIPLE;
+    for (const auto& [arguments, input, line] :
+         std::vector<std::tuple<std::vector<std::string>, std::string, std::string>>{
+             {{"load", "in.nt", "-o", "e", "--ids", "ids.npy"}, text, "loading: 21 bytes"},
+             {{"load", "in.nt", "--strings-only"}, text, "loading: 21 bytes"},
+             {{"check", "in.nt"}, text, "checking: 21 bytes"},
+             {{"estimate", "in.nt"}, text, "estimating: 21 bytes"},
+             {{"canonical", "in.nt", "-o", "out"}, text, "rewriting: 21 bytes"},
+             {{"encode", "in.nt", "-d", "d", "-o", "out"}, text, "rewriting: 21 bytes"},
+             {{"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "out"}, text, "rewriting: 21 bytes"},
+             {{"decode", "in.nt", "-d", "d", "-o", "out"}, rows, "rewriting: 268 bytes"},
+             {{"decode", "--as", "iri", "in.nt", "-d", "d", "-o", "out"}, text, "rewriting: 21 bytes"}}) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
         const auto tool = start(arguments);
-        write(TRIPLE);
-        EXPECT_NE(std::string::npos, tool->readTo(line).find(line)) << arguments.front();
+        write(input);
+        EXPECT_NE(std::string::npos, tool->readTo("\r\x1b[K" + line).find("\r\x1b[K" + line));
         closePipe();
-        EXPECT_EQ(0, tool->waitForEnd()) << arguments.front();
+        EXPECT_EQ(0, tool->waitForEnd());
         EXPECT_LT(tool->getText().rfind("ing: "), tool->getText().rfind("\r\x1b[K")) << "the line is removed";
     }
 }
 
 TEST_F(TerminalTest, isQuietOnDemandAndWhereALineWouldStay) {
+    addDictionary();
     for (const auto& [arguments, terminal] :
          {std::pair(std::vector<std::string>{"load", "in.nt", "--quiet"}, "xterm"),
           {std::vector<std::string>{"load", "in.nt"}, "dumb"},
@@ -165,7 +180,11 @@ TEST_F(TerminalTest, isQuietOnDemandAndWhereALineWouldStay) {
           {std::vector<std::string>{"check", "in.nt", "--quiet"}, "xterm"},
           {std::vector<std::string>{"estimate", "in.nt", "--quiet"}, "xterm"},
           {std::vector<std::string>{"canonical", "in.nt", "-o", "out.nt", "--quiet"}, "xterm"},
-          {std::vector<std::string>{"canonical", "in.nt", "-o", "-"}, "xterm"}}) {
+          {std::vector<std::string>{"encode", "in.nt", "-d", "d", "-o", "out", "--quiet"}, "xterm"},
+          {std::vector<std::string>{"canonical", "in.nt", "-o", "-"}, "xterm"},
+          {std::vector<std::string>{"encode", "in.nt", "-d", "d", "-o", "-"}, "xterm"},
+          {std::vector<std::string>{"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "-"}, "xterm"},
+          {std::vector<std::string>{"decode", "--as", "iri", "in.nt", "-d", "d", "-o", "-"}, "xterm"}}) {
         const auto tool = start(arguments, terminal);
         write(TRIPLE);
         std::this_thread::sleep_for(std::chrono::milliseconds(700)); // longer than until the first line

@@ -1,0 +1,162 @@
+#include "tools/melnar-dict/load/TermCollector.h"
+
+#include "tests/support/AllocationFaults.h"
+#include "tools/melnar-dict/rows/RowLayout.h"
+
+#include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/platform/stream/MemoryOutputStream.h"
+#include "Engine/core/platform/stream/OutputStream.h"
+
+#include <gtest/gtest.h>
+
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+constexpr size_t MEMORY_LIMIT = size_t(64) << 20;
+constexpr RowLayout LAYOUT{4, RowLayout::WIDE};
+
+using Order = TermResolver::Order;
+
+Rdf::Term makeIri(const std::string_view text) {
+    return {.m_kind = Rdf::TermKind::IRI, .m_text = text};
+}
+
+/// The first block has some terms in common with the second one, in another order.
+const std::vector<Rdf::Statement> FIRST_BLOCK{{{makeIri("a:s"), makeIri("a:p"), makeIri("a:o")}, {}},
+                                              {{makeIri("a:t"), makeIri("a:p"), makeIri("a:u")}, makeIri("a:g")}};
+const std::vector<Rdf::Statement> SECOND_BLOCK{{{makeIri("a:u"), makeIri("a:q"), makeIri("a:s")}, makeIri("a:g")},
+                                               {{makeIri("a:u"), makeIri("a:p"), makeIri("a:new")}, {}}};
+
+constexpr const char* FIRST_ROWS = "<a:s> <a:p> <a:o> .\n<a:t> <a:p> <a:u> <a:g> .\n";
+constexpr const char* SECOND_ROWS = "<a:u> <a:q> <a:s> <a:g> .\n<a:u> <a:p> <a:new> .\n";
+
+/// Hands the statements of a block to a collector, which starts with it.
+void take(TermCollector& collector, const std::vector<Rdf::Statement>& statements, ParsedPiece& piece) {
+    collector.startBlock("");
+    for (const Rdf::Statement& statement : statements)
+        EXPECT_EQ(nullptr, collector.take(statement, 1, piece));
+}
+
+/// What rows stand for.
+std::string decode(const Dictionary& dictionary, const std::string& bytes) {
+    std::vector<uint64_t> ids;
+    takeIDs(bytes, LAYOUT.m_idWidth, ids);
+    std::string text;
+    for (size_t cell = 0; cell < ids.size(); ++cell) {
+        if (ids[cell] != 0) {
+            dictionary.appendTurtleLiteral(ids[cell], text);
+            text += ' ';
+        }
+        if (cell % LAYOUT.m_columns == LAYOUT.m_columns - 1)
+            text += ".\n";
+    }
+    return text;
+}
+
+TEST(TermCollectorTest, writesTheRowsOfItsBlocks) {
+    for (const Order order : {Order::INPUT, Order::ANY}) {
+        Dictionary dictionary(MEMORY_LIMIT, 1000);
+        MemoryOutputStream rows;
+        TermResolver resolver(dictionary, {.m_order = order, .m_rowStream = &rows, .m_rowLayout = LAYOUT});
+        TermCollector collector(resolver, 1);
+        ParsedPiece piece;
+        take(collector, FIRST_BLOCK, piece);
+        collector.endBlock(piece);
+        piece.clear(1);
+        take(collector, SECOND_BLOCK, piece);
+        collector.endBlock(piece);
+        EXPECT_EQ(std::string(FIRST_ROWS) + SECOND_ROWS, decode(dictionary, rows.getBytes()));
+    }
+}
+
+/// Cannot be written to.
+class BrokenStream final : public OutputStream {
+public:
+    const std::string& getName() const override { return m_name; }
+    void write(const void*, size_t) override { throw std::runtime_error("broken"); }
+    void flush() override {}
+
+private:
+    const std::string m_name = "broken";
+};
+
+TEST(TermCollectorTest, aBlockWhoseRowsCannotBeWrittenLeavesNothingForTheNextOne) {
+    for (const Order order : {Order::INPUT, Order::ANY}) {
+        Dictionary dictionary(MEMORY_LIMIT, 1000);
+        BrokenStream stream;
+        TermResolver resolver(dictionary, {.m_order = order, .m_rowStream = &stream, .m_rowLayout = LAYOUT});
+        TermCollector collector(resolver, 1);
+        ParsedPiece piece;
+        take(collector, FIRST_BLOCK, piece);
+        EXPECT_THROW(collector.endBlock(piece), std::runtime_error);
+        piece.clear(1);
+        take(collector, SECOND_BLOCK, piece);
+        collector.endBlock(piece);
+        std::string terms;
+        for (const BatchEntry& entry : piece.m_terms.getEntries()) {
+            EXPECT_NE(0u, entry.m_resourceID);
+            terms.append(entry.m_lexicalForm).append(" ");
+        }
+        EXPECT_EQ("a:u a:q a:s a:g a:p a:new ", terms) << "all that the block has";
+    }
+}
+
+/// Needs no memory for what it is given.
+class RoomyStream final : public OutputStream {
+public:
+    RoomyStream() { m_bytes.reserve(1000); }
+
+    const std::string& getName() const override { return m_name; }
+    void write(const void* const data, const size_t numberOfBytes) override {
+        m_bytes.append(static_cast<const char*>(data), numberOfBytes);
+    }
+    void flush() override {}
+
+    const std::string& getBytes() const { return m_bytes; }
+
+private:
+    const std::string m_name = "roomy";
+    std::string m_bytes;
+};
+
+TEST(TermCollectorTest, aBlockThatFailsForWantOfMemoryLeavesNothingForTheNextOne) {
+    for (const Order order : {Order::INPUT, Order::ANY}) {
+        size_t throws = 0;
+        for (size_t allowed = 0;; ++allowed) {
+            Dictionary dictionary(MEMORY_LIMIT, 1000);
+            RoomyStream rows;
+            TermResolver resolver(dictionary, {.m_order = order, .m_rowStream = &rows, .m_rowLayout = LAYOUT});
+            TermCollector collector(resolver, 1);
+            ParsedPiece piece;
+            take(collector, FIRST_BLOCK, piece);
+            bool hasFailed;
+            bool hasThrown = false;
+            {
+                const AllocationFaults faults = AllocationFaults::failAfter(allowed);
+                try {
+                    collector.endBlock(piece);
+                } catch (const std::bad_alloc&) {
+                    hasThrown = true;
+                }
+                hasFailed = faults.hasFailed();
+            }
+            throws += hasThrown ? 1 : 0;
+            const bool isLost = hasThrown || !piece.m_errors.empty();
+            piece.clear(1);
+            take(collector, SECOND_BLOCK, piece);
+            collector.endBlock(piece);
+            EXPECT_EQ(isLost ? SECOND_ROWS : std::string(FIRST_ROWS) + SECOND_ROWS, decode(dictionary, rows.getBytes()))
+                << "allocation " << allowed + 1;
+            if (!hasFailed)
+                break;
+        }
+        EXPECT_LT(0u, throws) << "some failure came out";
+    }
+}
+
+} // namespace
