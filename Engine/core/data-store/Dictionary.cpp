@@ -87,7 +87,7 @@ Dictionary::Dictionary(const size_t memoryLimit, const uint64_t maximumNumberOfR
 
 Dictionary::Dictionary(const size_t memoryLimit, const uint64_t maximumNumberOfResources,
                        const DictionaryOptions& options, const Capacity& capacity)
-    : m_maximumNumberOfResources(maximumNumberOfResources), m_memoryManager(memoryLimit), m_nextResourceID(1),
+    : m_maximumNumberOfResources(maximumNumberOfResources), m_memoryManager(memoryLimit, options.m_sharedMemory), m_nextResourceID(1),
       m_commitPoint(1), m_resourceDataOffsets(m_memoryManager), m_resourceFlags(m_memoryManager),
       m_dataPool(m_memoryManager) {
     // Index 0 belongs to no resource. The regions' capacity is what keeps resource IDs within the maximum.

@@ -101,7 +101,7 @@ DictionaryHistory::Contents readHistory(SectionInputStream& input, const uint64_
 } // namespace
 
 bool DictionaryFile::isBeginningOf(InputStream& input) {
-    std::string beginning(SectionOutputStream::MAGIC.size(), '\0');
+    std::string beginning(SectionFormat::DICTIONARY.m_magic.size(), '\0');
     size_t length = 0;
     while (length < beginning.size()) {
         const size_t delivered = input.read(beginning.data() + length, beginning.size() - length);
@@ -109,11 +109,11 @@ bool DictionaryFile::isBeginningOf(InputStream& input) {
             return false;
         length += delivered;
     }
-    return beginning == SectionOutputStream::MAGIC;
+    return beginning == SectionFormat::DICTIONARY.m_magic;
 }
 
 void DictionaryFile::write(const Dictionary& dictionary, OutputStream& output) {
-    SectionOutputStream sections(output);
+    SectionOutputStream sections(output, SectionFormat::DICTIONARY);
     const auto isInUse = [](const Dictionary::Datatype& datatype) { return datatype.m_datatype->isInUse(); };
     const Header header{getBucketWidth(dictionary.m_maximumNumberOfResources),
                         static_cast<uint32_t>(std::ranges::count_if(dictionary.m_datatypes, isInUse)),
@@ -221,14 +221,14 @@ void DictionaryFile::readDatatypes(const Dictionary& dictionary, const uint32_t 
 
 std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_t memoryLimit,
                                                  const DictionaryOptions& options) {
-    SectionInputStream sections(input);
+    SectionInputStream sections(input, SectionFormat::DICTIONARY);
     const Header header = readHeader(sections);
     Dictionary::Capacity capacity = Dictionary::getLargestCapacity(memoryLimit, header.m_maximumNumberOfResources);
     if (!options.m_canGrow)
         capacity = {header.m_nextResourceID - 1, std::min<size_t>(capacity.m_dataPoolBytes, header.m_dataPoolBytes)};
     // Fingerprints come last, so that none of what is read must make do without the memory that they take.
     std::unique_ptr<Dictionary> dictionary(new Dictionary(memoryLimit, header.m_maximumNumberOfResources,
-                                                          DictionaryOptions{.m_keepFingerprints = false}, capacity));
+                                                          DictionaryOptions{.m_keepFingerprints = false, .m_sharedMemory = options.m_sharedMemory}, capacity));
     const auto numberOfIndispensable = static_cast<size_t>(std::ranges::count_if(
         dictionary->m_datatypes, [](const Dictionary::Datatype& datatype) { return datatype.m_datatype->isInUse(); }));
     if (header.m_numberOfDatatypes < numberOfIndispensable ||

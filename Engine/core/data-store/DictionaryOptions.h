@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+class MemoryManager;
+
 /// What a dictionary may do beside its contents. Options change no ID and are not saved. Near the memory limit they may
 /// change where in the data pool a string lies.
 struct DictionaryOptions {
@@ -21,4 +23,8 @@ struct DictionaryOptions {
     size_t m_largestNumberOfCollisions = 4096;
 
     static constexpr size_t NO_COLLISION_LIMIT = ~size_t(0);
+
+    /// If it is there, the dictionary's memory is charged to it as well: dictionaries that have it together keep within
+    /// its limit. It must outlive the dictionary.
+    MemoryManager* m_sharedMemory = nullptr;
 };

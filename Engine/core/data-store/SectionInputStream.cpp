@@ -16,24 +16,24 @@ constexpr long LINE_UNKNOWN_VERSION = 52;
 
 } // namespace
 
-SectionInputStream::SectionInputStream(InputStream& input)
-    : m_input(input), m_buffer(std::make_unique_for_overwrite<uint8_t[]>(SectionOutputStream::BLOCK_SIZE)),
+SectionInputStream::SectionInputStream(InputStream& input, const SectionFormat& format)
+    : m_input(input), m_format(format), m_buffer(std::make_unique_for_overwrite<uint8_t[]>(SectionOutputStream::BLOCK_SIZE)),
       m_formatVersion(0), m_blockPosition(0), m_blockSize(0), m_isLastBlock(true), m_sectionNumber(0), m_blockNumber(0),
       m_readBytes(0), m_sectionName("beginning of file") {
-    char magic[SectionOutputStream::MAGIC.size()];
-    readChecksummed(magic, sizeof(magic));
-    if (std::string_view(magic, sizeof(magic)) != SectionOutputStream::MAGIC)
+    std::string magic(m_format.m_magic.size(), '\0');
+    readChecksummed(magic.data(), magic.size());
+    if (magic != m_format.m_magic)
         throw MelnarException(SOURCE_FILE, LINE_NOT_A_DICTIONARY, MelnarException::NO_CAUSES, "File '", getName(),
-                              "' is not a dictionary file.");
+                              "' is not a ", m_format.m_name, ".");
     readChecksummed(&m_formatVersion, sizeof(m_formatVersion));
-    if (m_formatVersion == 0 || m_formatVersion > SectionOutputStream::FORMAT_VERSION)
-        throw MelnarException(SOURCE_FILE, LINE_UNKNOWN_VERSION, MelnarException::NO_CAUSES, "Dictionary file '",
+    if (m_formatVersion == 0 || m_formatVersion > m_format.m_version)
+        throw MelnarException(SOURCE_FILE, LINE_UNKNOWN_VERSION, MelnarException::NO_CAUSES, m_format.m_title, " '",
                               getName(), "' has format version ", m_formatVersion,
-                              "; this program reads versions up to ", SectionOutputStream::FORMAT_VERSION, ".");
+                              "; this program reads versions up to ", m_format.m_version, ".");
 }
 
 void SectionInputStream::reportDamage(const std::string& finding) const {
-    throw MelnarException(SOURCE_FILE, LINE_DAMAGED, MelnarException::NO_CAUSES, "Dictionary file '", getName(),
+    throw MelnarException(SOURCE_FILE, LINE_DAMAGED, MelnarException::NO_CAUSES, m_format.m_title, " '", getName(),
                           "' is damaged: section '", m_sectionName, "': ", finding);
 }
 

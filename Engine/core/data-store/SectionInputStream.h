@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/Checksum.h"
 #include "Engine/core/data-store/ChecksumChain.h"
+#include "Engine/core/data-store/SectionFormat.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/stream/UntrustedInputStream.h"
 
@@ -18,8 +19,8 @@
 ///            cannot be; those of the stream. The stream is unusable afterwards.
 class SectionInputStream final : public UntrustedInputStream, private Unmovable {
 public:
-    /// Reads and checks the beginning of the file.
-    explicit SectionInputStream(InputStream& input);
+    /// Reads the beginning of the file, and checks that it is of this kind.
+    SectionInputStream(InputStream& input, const SectionFormat& format);
 
     const std::string& getName() const override { return m_input.getName(); }
 
@@ -53,6 +54,7 @@ private:
     void readInput(void* data, size_t numberOfBytes);
 
     InputStream& m_input;
+    const SectionFormat m_format;
     const std::unique_ptr<uint8_t[]> m_buffer;
     uint32_t m_formatVersion; // constant after construction
     size_t m_blockPosition;

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstring>
 
-SectionOutputStream::SectionOutputStream(OutputStream& output)
+SectionOutputStream::SectionOutputStream(OutputStream& output, const SectionFormat& format)
     : m_output(output), m_buffer(std::make_unique_for_overwrite<uint8_t[]>(BLOCK_SIZE)), m_bufferedBytes(0),
       m_sectionNumber(0), m_writtenBytes(0) {
-    writeChecksummed(MAGIC.data(), MAGIC.size());
-    writeChecksummed(&FORMAT_VERSION, sizeof(FORMAT_VERSION));
+    writeChecksummed(format.m_magic.data(), format.m_magic.size());
+    writeChecksummed(&format.m_version, sizeof(format.m_version));
 }
 
 void SectionOutputStream::write(const void* const data, size_t numberOfBytes) {

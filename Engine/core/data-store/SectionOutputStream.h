@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/Checksum.h"
 #include "Engine/core/data-store/ChecksumChain.h"
+#include "Engine/core/data-store/SectionFormat.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/stream/OutputStream.h"
 
@@ -24,12 +25,8 @@ public:
     /// The top bit of a block's length: the block is the last one of its section.
     static constexpr uint32_t LAST_BLOCK = uint32_t(1) << 31;
 
-    /// What every file begins with, and the version of all that follows.
-    static constexpr std::string_view MAGIC = "MELNARDC";
-    static constexpr uint32_t FORMAT_VERSION = 2;
-
-    /// Writes the beginning of the file.
-    explicit SectionOutputStream(OutputStream& output);
+    /// Writes the beginning of a file of this kind.
+    SectionOutputStream(OutputStream& output, const SectionFormat& format);
 
     const std::string& getName() const override { return m_output.getName(); }
     void write(const void* data, size_t numberOfBytes) override;

@@ -104,8 +104,10 @@ void exchangeInOtherProcess(const char* const firstTemporaryName, const char* co
     }
 }
 
+} // namespace
+
 /// Makes a rename in the folder survive a power cut.
-void synchronizeFolder(const std::string& folderName) {
+void AtomicFileOutputStream::synchronizeFolder(const std::string& folderName) {
     FileDescriptor folder;
     do {
         folder = FileDescriptor(::open(folderName.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -118,8 +120,6 @@ void synchronizeFolder(const std::string& folderName) {
             throw SystemCallException(SOURCE_FILE, LINE_CANNOT_SYNCHRONIZE_FOLDER, MelnarException::NO_CAUSES, "fsync",
                                       errno, "Cannot write folder '", folderName, "' to the disk.");
 }
-
-} // namespace
 
 /// O_EXCL: what has come since the leftovers were removed is not a writer's, which would hold the lock.
 AtomicFileOutputStream::TemporaryFile::TemporaryFile(const TargetFile& target, const mode_t permissions)

@@ -66,6 +66,9 @@ public:
     /// Where the bytes for a target are written.
     static std::string getTemporaryFileNameOf(const TargetFile& target);
 
+    /// Returns only when the names of a folder's files are on the disk.
+    static void synchronizeFolder(const std::string& folderName);
+
     /// Where replaceBoth may keep the old file.
     static std::string getReplacedFileNameOf(const TargetFile& target);
 

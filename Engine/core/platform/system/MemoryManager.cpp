@@ -7,8 +7,8 @@ constexpr long LINE_OUT_OF_MEMORY = 73;
 
 } // namespace
 
-MemoryManager::MemoryManager(const size_t reservedBytes) noexcept
-    : m_reservedBytes(reservedBytes), m_freeBytes(reservedBytes), m_numberOfReclaims(0), m_firstReclaimable(nullptr) {}
+MemoryManager::MemoryManager(const size_t reservedBytes, MemoryManager* const shared) noexcept
+    : m_reservedBytes(reservedBytes), m_shared(shared), m_freeBytes(reservedBytes), m_numberOfReclaims(0), m_firstReclaimable(nullptr) {}
 
 void MemoryManager::allocate(const size_t bytes) {
     size_t freeBytes = m_freeBytes.load(std::memory_order_relaxed);
@@ -20,6 +20,13 @@ void MemoryManager::allocate(const size_t bytes) {
                                            " were free when an attempt to allocate ", bytes, " bytes was made.]");
     } while (!m_freeBytes.compare_exchange_weak(freeBytes, freeBytes - bytes, std::memory_order_relaxed,
                                                 std::memory_order_relaxed));
+    if (m_shared != nullptr)
+        try {
+            m_shared->allocate(bytes);
+        } catch (const MemoryExhaustedException&) {
+            m_freeBytes.fetch_add(bytes, std::memory_order_relaxed);
+            throw;
+        }
 }
 
 void MemoryManager::addReclaimable(ReclaimableMemory& memory) noexcept {

@@ -24,14 +24,20 @@
 /// Argued: nothing but atomics is read across.
 class MemoryManager : private Unmovable {
 public:
-    /// `reservedBytes` is the limit; nothing is set aside or touched.
-    explicit MemoryManager(size_t reservedBytes) noexcept;
+    /// `reservedBytes` is the limit; nothing is set aside or touched. What is charged is charged to `shared` as well, if it
+    /// is there: so several stores keep within one limit. It must outlive this. Running out of it reclaims nothing of the
+    /// other stores.
+    explicit MemoryManager(size_t reservedBytes, MemoryManager* shared = nullptr) noexcept;
 
     /// Charges `bytes`, or throws when fewer are free.
     void allocate(size_t bytes);
 
     /// Gives back `bytes` that were charged before.
-    void deallocate(const size_t bytes) noexcept { m_freeBytes.fetch_add(bytes, std::memory_order_relaxed); }
+    void deallocate(const size_t bytes) noexcept {
+        m_freeBytes.fetch_add(bytes, std::memory_order_relaxed);
+        if (m_shared != nullptr)
+            m_shared->deallocate(bytes);
+    }
 
     /// Makes memory known that can be given back. It must be removed before it is destroyed.
     void addReclaimable(ReclaimableMemory& memory) noexcept;
@@ -64,6 +70,7 @@ private:
     bool reclaim(size_t knownNumberOfReclaims) noexcept;
 
     const size_t m_reservedBytes;
+    MemoryManager* const m_shared;
     std::atomic<size_t> m_freeBytes;
 
     // How often memory was given back: if it has grown since an operation began, another attempt may succeed.

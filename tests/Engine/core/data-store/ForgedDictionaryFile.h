@@ -110,7 +110,7 @@ public:
 
     std::string getBytes() const {
         MemoryOutputStream file;
-        SectionOutputStream output(file);
+        SectionOutputStream output(file, SectionFormat::DICTIONARY);
         for (const std::string& section : m_sections) {
             output.write(section.data(), section.size());
             output.endSection();

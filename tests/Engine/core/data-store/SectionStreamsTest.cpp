@@ -28,7 +28,7 @@ std::string makeText(const size_t size) {
 /// A file of the given sections, each written in pieces of `pieceSize`.
 std::string writeFile(const std::vector<std::string>& sections, const size_t pieceSize = ~size_t(0)) {
     MemoryOutputStream file;
-    SectionOutputStream output(file);
+    SectionOutputStream output(file, SectionFormat::DICTIONARY);
     EXPECT_EQ("memory", output.getName());
     for (const std::string& section : sections) {
         for (size_t begin = 0; begin < section.size();) {
@@ -46,7 +46,7 @@ std::string writeFile(const std::vector<std::string>& sections, const size_t pie
 /// Reads sections of the given sizes and the end of the file.
 std::vector<std::string> readFile(const std::string& file, const std::vector<size_t>& sizes) {
     MemoryInputStream bytes(file);
-    SectionInputStream input(bytes);
+    SectionInputStream input(bytes, SectionFormat::DICTIONARY);
     std::vector<std::string> sections;
     for (const size_t size : sizes) {
         input.beginSection("section " + std::to_string(sections.size()));
@@ -93,7 +93,7 @@ TEST(SectionStreamsTest, readsDeliverAcrossBlocksInAnyPieces) {
     const std::string text = makeText(2 * BLOCK_SIZE + 77);
     const std::string file = writeFile({text});
     MemoryInputStream bytes(file);
-    SectionInputStream input(bytes);
+    SectionInputStream input(bytes, SectionFormat::DICTIONARY);
     input.beginSection("text");
     std::string read;
     std::string piece(300007, '\0');
@@ -159,7 +159,7 @@ TEST(SectionStreamsTest, noByteOfADamagedBlockIsDelivered) {
     std::string file = writeFile({"abc"});
     file[12 + 8 + 2] = 'd';
     MemoryInputStream bytes(file);
-    SectionInputStream input(bytes);
+    SectionInputStream input(bytes, SectionFormat::DICTIONARY);
     EXPECT_THROW(input.beginSection("text"), MelnarException);
 }
 

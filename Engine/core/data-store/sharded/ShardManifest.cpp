@@ -1,0 +1,138 @@
+#include "Engine/core/data-store/sharded/ShardManifest.h"
+
+#include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/SectionFormat.h"
+#include "Engine/core/data-store/SectionInputStream.h"
+#include "Engine/core/data-store/SectionOutputStream.h"
+
+#include <cstdio>
+#include <utility>
+
+namespace {
+
+constexpr SectionFormat MANIFEST{"MELNARDF", 1, "manifest of a dictionary folder", "Manifest"};
+
+constexpr std::string_view NAME_PREFIX = "shard-";
+
+void writeIdentity(const DictionaryIdentity& identity, OutputStream& output) {
+    for (const uint64_t half : identity.m_checksum)
+        output.writeUInt64(half);
+}
+
+DictionaryIdentity readIdentity(InputStream& input) {
+    DictionaryIdentity identity;
+    for (uint64_t& half : identity.m_checksum)
+        half = input.readUInt64();
+    return identity;
+}
+
+void readShards(SectionInputStream& input, ShardManifest& manifest) {
+    input.beginSection("shards");
+    const uint32_t numberOfShards = input.readUInt32();
+    if (numberOfShards != ShardLayout::NUMBER_OF_SHARDS)
+        input.reportDamage("there are " + std::to_string(numberOfShards) + " shards.");
+    for (uint32_t number = 0; number < numberOfShards; ++number) {
+        ShardManifest::Shard& shard = manifest.m_shards[number];
+        shard.m_numberOfResources = input.readUInt64();
+        shard.m_fileBytes = input.readUInt64();
+        shard.m_identity = readIdentity(input);
+        if (shard.m_numberOfResources > Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES)
+            input.reportDamage("shard " + std::to_string(number) + " has " + std::to_string(shard.m_numberOfResources) +
+                               " resources.");
+    }
+    input.endSection();
+}
+
+void readInputs(SectionInputStream& input, ShardManifest& manifest) {
+    input.beginSection("inputs");
+    manifest.m_nextDocument = input.readUInt64();
+    const uint64_t numberOfInputs = input.readUInt64();
+    // Nothing is reserved for a number that nobody vouches for.
+    for (uint64_t number = 1; number <= numberOfInputs; ++number) {
+        const uint64_t length = input.readUInt64();
+        if (length > ShardManifest::LONGEST_INPUT_NAME)
+            input.reportDamage("the name of input " + std::to_string(number) + " has " + std::to_string(length) +
+                               " bytes.");
+        ShardManifest::Input& read = manifest.m_inputs.emplace_back();
+        read.m_name.resize(length);
+        input.readExactly(read.m_name.data(), length);
+        read.m_numberOfStatements = input.readUInt64();
+        const uint32_t isWhole = input.readUInt32();
+        if (isWhole > 1)
+            input.reportDamage("input " + std::to_string(number) + " is neither whole nor not.");
+        read.m_isWhole = isWhole == 1;
+    }
+    input.endSection();
+}
+
+void readHistory(SectionInputStream& input, ShardManifest& manifest) {
+    input.beginSection("history");
+    manifest.m_history.m_generation = input.readUInt64();
+    const uint64_t numberOfEntries = input.readUInt64();
+    uint64_t lastCommitPoint = 0;
+    for (uint64_t number = 1; number <= numberOfEntries; ++number) {
+        const DictionaryHistory::Entry entry{input.readUInt64(), readIdentity(input)};
+        if (entry.m_commitPoint <= lastCommitPoint || entry.m_commitPoint > manifest.getNumberOfResources() + 1)
+            input.reportDamage("entry " + std::to_string(number) + " has the commit point " +
+                               std::to_string(entry.m_commitPoint) + ".");
+        lastCommitPoint = entry.m_commitPoint;
+        manifest.m_history.m_entries.push_back(entry);
+    }
+    input.endSection();
+}
+
+} // namespace
+
+uint64_t ShardManifest::getNumberOfResources() const noexcept {
+    uint64_t sum = 0;
+    for (const Shard& shard : m_shards)
+        sum += shard.m_numberOfResources;
+    return sum;
+}
+
+std::string ShardManifest::getFileName(const uint32_t shard) const {
+    char number[4];
+    std::snprintf(number, sizeof(number), "%02x-", static_cast<unsigned>(shard % ShardLayout::NUMBER_OF_SHARDS));
+    return std::string(NAME_PREFIX) + number + m_shards[shard].m_identity.toString();
+}
+
+bool ShardManifest::isNameOfShard(const std::string& fileName) {
+    return fileName.starts_with(NAME_PREFIX);
+}
+
+void ShardManifest::write(OutputStream& output) const {
+    SectionOutputStream sections(output, MANIFEST);
+    sections.writeUInt32(ShardLayout::NUMBER_OF_SHARDS);
+    for (const Shard& shard : m_shards) {
+        sections.writeUInt64(shard.m_numberOfResources);
+        sections.writeUInt64(shard.m_fileBytes);
+        writeIdentity(shard.m_identity, sections);
+    }
+    sections.endSection();
+    sections.writeUInt64(m_nextDocument);
+    sections.writeUInt64(m_inputs.size());
+    for (const Input& input : m_inputs) {
+        sections.writeString(input.m_name);
+        sections.writeUInt64(input.m_numberOfStatements);
+        sections.writeUInt32(input.m_isWhole ? 1 : 0);
+    }
+    sections.endSection();
+    sections.writeUInt64(m_history.m_generation);
+    sections.writeUInt64(m_history.m_entries.size());
+    for (const DictionaryHistory::Entry& entry : m_history.m_entries) {
+        sections.writeUInt64(entry.m_commitPoint);
+        writeIdentity(entry.m_identity, sections);
+    }
+    sections.endSection();
+    sections.endFile();
+}
+
+ShardManifest ShardManifest::read(InputStream& input) {
+    SectionInputStream sections(input, MANIFEST);
+    ShardManifest manifest;
+    readShards(sections, manifest);
+    readInputs(sections, manifest);
+    readHistory(sections, manifest);
+    sections.endFile();
+    return manifest;
+}

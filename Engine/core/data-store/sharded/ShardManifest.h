@@ -1,0 +1,64 @@
+#pragma once
+
+#include "Engine/core/data-store/DictionaryHistory.h"
+#include "Engine/core/data-store/DictionaryIdentity.h"
+#include "Engine/core/data-store/sharded/ShardLayout.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class InputStream;
+class OutputStream;
+
+/// What the folder of a sharded dictionary holds: a file that is replaced last, at a stroke, so that the folder is always
+/// in one of the states that were saved. docs/formats/dictionary-folder.md describes the bytes.
+///
+/// The file of a shard bears the identity of its state in its name. So a state never takes the place of another, and
+/// what has not changed need not be written again; files that the manifest does not name are remains.
+///
+/// Ownership  Owns its contents.
+/// Threads    One at a time.
+struct ShardManifest {
+    static constexpr const char* FILE_NAME = "manifest";
+
+    /// A shard's file. A shard without resources has none.
+    struct Shard {
+        bool operator==(const Shard&) const = default;
+
+        uint64_t m_numberOfResources = 0;
+        uint64_t m_fileBytes = 0;
+        DictionaryIdentity m_identity{};
+    };
+
+    /// A file whose statements have been taken in.
+    struct Input {
+        bool operator==(const Input&) const = default;
+
+        std::string m_name; // as it was given
+        uint64_t m_numberOfStatements = 0;
+        bool m_isWhole = true; // or else there may be more statements
+    };
+
+    static constexpr size_t LONGEST_INPUT_NAME = 1 << 16;
+
+    uint64_t getNumberOfResources() const noexcept;
+
+    /// The name of a shard's file within the folder.
+    std::string getFileName(uint32_t shard) const;
+
+    /// Whether a name within the folder is that of a shard's file, complete or not.
+    static bool isNameOfShard(const std::string& fileName);
+
+    void write(OutputStream& output) const;
+
+    /// Throws MelnarException that names file, section and finding for everything that is not a whole and sound manifest;
+    /// std::bad_alloc; and what the stream throws.
+    static ShardManifest read(InputStream& input);
+
+    std::array<Shard, ShardLayout::NUMBER_OF_SHARDS> m_shards{};
+    uint64_t m_nextDocument = 1; // the number of the next input, for its blank nodes
+    std::vector<Input> m_inputs; // in the order in which they were taken in
+    DictionaryHistory::Contents m_history;
+};

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/data-store/sharded/ShardLayout.h"
+#include "Engine/core/data-store/sharded/ShardedBatch.h"
+#include "Engine/core/data-store/sharded/ShardedDictionary.h"
+#include "Engine/core/platform/Unmovable.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+/// Registers the calling thread with all shards of a dictionary, which it brings into memory.
+///
+/// Ownership  As DictionaryThread, for each shard.
+/// Threads    Made and destroyed by one thread, and used by one thread at a time; the thread of a shard: by another one
+///            with a DictionaryThread::Loan.
+/// Errors     Those of ShardedDictionary.
+class ShardedDictionaryThread : private Unmovable {
+public:
+    explicit ShardedDictionaryThread(ShardedDictionary& dictionary) {
+        for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
+            m_threads[shard].emplace(dictionary.getOrMakeShard(shard));
+    }
+
+    /// For a shard alone.
+    DictionaryThread& getThread(const uint32_t shard) noexcept { return *m_threads[shard]; }
+
+private:
+    friend class ShardedDictionary;
+
+    std::array<std::optional<DictionaryThread>, ShardLayout::NUMBER_OF_SHARDS> m_threads;
+    ShardedBatch m_batch;
+};
