@@ -4,6 +4,7 @@
 #include "Engine/core/data-store/SectionFormat.h"
 #include "Engine/core/data-store/SectionInputStream.h"
 #include "Engine/core/data-store/SectionOutputStream.h"
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 
 #include <cstdio>
 #include <utility>
@@ -26,6 +27,40 @@ DictionaryIdentity readIdentity(InputStream& input) {
     return identity;
 }
 
+/// Reads how many terms of each datatype a shard has; together they are its resources.
+void readTerms(SectionInputStream& input, const uint32_t number, ShardManifest::Shard& shard) {
+    const std::string name = "shard " + std::to_string(number);
+    const uint32_t numberOfDatatypes = input.readUInt32();
+    uint64_t sum = 0;
+    uint32_t previousID = D_INVALID;
+    for (uint32_t index = 0; index < numberOfDatatypes; ++index) {
+        const uint32_t datatypeID = input.readUInt32();
+        if (datatypeID <= previousID || datatypeID >= NUMBER_OF_DATATYPE_IDS)
+            input.reportDamage(name + " has datatype " + std::to_string(datatypeID) + " behind datatype " +
+                               std::to_string(previousID) + ".");
+        previousID = datatypeID;
+        const ShardManifest::Terms terms{input.readUInt64(), input.readUInt64()};
+        if (terms.m_number == 0 || terms.m_number > shard.m_numberOfResources - sum)
+            input.reportDamage(name + " has " + std::to_string(terms.m_number) + " terms of datatype " +
+                               std::to_string(datatypeID) + ".");
+        sum += terms.m_number;
+        shard.m_terms.emplace(static_cast<uint8_t>(datatypeID), terms);
+    }
+    if (sum != shard.m_numberOfResources)
+        input.reportDamage(name + " has " + std::to_string(sum) + " terms and " +
+                           std::to_string(shard.m_numberOfResources) + " resources.");
+}
+
+/// Nothing is reserved for a length that nobody vouches for, up to the largest.
+std::string readText(SectionInputStream& input, const char* const name, const size_t largestLength) {
+    const uint64_t length = input.readUInt64();
+    if (length > largestLength)
+        input.reportDamage(std::string(name) + " has " + std::to_string(length) + " bytes.");
+    std::string text(length, '\0');
+    input.readExactly(text.data(), length);
+    return text;
+}
+
 void readShards(SectionInputStream& input, ShardManifest& manifest) {
     input.beginSection("shards");
     const uint32_t numberOfShards = input.readUInt32();
@@ -39,6 +74,7 @@ void readShards(SectionInputStream& input, ShardManifest& manifest) {
         if (shard.m_numberOfResources > Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES)
             input.reportDamage("shard " + std::to_string(number) + " has " + std::to_string(shard.m_numberOfResources) +
                                " resources.");
+        readTerms(input, number, shard);
     }
     input.endSection();
 }
@@ -47,15 +83,9 @@ void readInputs(SectionInputStream& input, ShardManifest& manifest) {
     input.beginSection("inputs");
     manifest.m_nextDocument = input.readUInt64();
     const uint64_t numberOfInputs = input.readUInt64();
-    // Nothing is reserved for a number that nobody vouches for.
     for (uint64_t number = 1; number <= numberOfInputs; ++number) {
-        const uint64_t length = input.readUInt64();
-        if (length > ShardManifest::LONGEST_INPUT_NAME)
-            input.reportDamage("the name of input " + std::to_string(number) + " has " + std::to_string(length) +
-                               " bytes.");
         ShardManifest::Input& read = manifest.m_inputs.emplace_back();
-        read.m_name.resize(length);
-        input.readExactly(read.m_name.data(), length);
+        read.m_name = readText(input, "the name of an input", ShardManifest::LONGEST_INPUT_NAME);
         read.m_numberOfStatements = input.readUInt64();
         const uint32_t isWhole = input.readUInt32();
         if (isWhole > 1)
@@ -100,6 +130,10 @@ bool ShardManifest::isNameOfShard(const std::string& fileName) {
     return fileName.starts_with(NAME_PREFIX);
 }
 
+bool ShardManifest::isNameOfWork(const std::string& fileName) {
+    return fileName.starts_with(WORK_PREFIX);
+}
+
 void ShardManifest::write(OutputStream& output) const {
     SectionOutputStream sections(output, MANIFEST);
     sections.writeUInt32(ShardLayout::NUMBER_OF_SHARDS);
@@ -107,6 +141,12 @@ void ShardManifest::write(OutputStream& output) const {
         sections.writeUInt64(shard.m_numberOfResources);
         sections.writeUInt64(shard.m_fileBytes);
         writeIdentity(shard.m_identity, sections);
+        sections.writeUInt32(static_cast<uint32_t>(shard.m_terms.size()));
+        for (const auto& [datatypeID, terms] : shard.m_terms) {
+            sections.writeUInt32(datatypeID);
+            sections.writeUInt64(terms.m_number);
+            sections.writeUInt64(terms.m_formBytes);
+        }
     }
     sections.endSection();
     sections.writeUInt64(m_nextDocument);
@@ -124,6 +164,8 @@ void ShardManifest::write(OutputStream& output) const {
         writeIdentity(entry.m_identity, sections);
     }
     sections.endSection();
+    sections.writeString(m_work);
+    sections.endSection();
     sections.endFile();
 }
 
@@ -133,6 +175,9 @@ ShardManifest ShardManifest::read(InputStream& input) {
     readShards(sections, manifest);
     readInputs(sections, manifest);
     readHistory(sections, manifest);
+    sections.beginSection("work");
+    manifest.m_work = readText(sections, "it", LONGEST_WORK);
+    sections.endSection();
     sections.endFile();
     return manifest;
 }

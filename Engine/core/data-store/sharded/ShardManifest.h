@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -23,11 +24,20 @@ class OutputStream;
 struct ShardManifest {
     static constexpr const char* FILE_NAME = "manifest";
 
+    /// The terms of a datatype in a shard.
+    struct Terms {
+        bool operator==(const Terms&) const = default;
+
+        uint64_t m_number = 0;
+        uint64_t m_formBytes = 0; // of their lexical forms
+    };
+
     /// A shard's file. A shard without resources has none.
     struct Shard {
         bool operator==(const Shard&) const = default;
 
         uint64_t m_numberOfResources = 0;
+        std::map<uint8_t, Terms> m_terms{}; // by datatype ID, of those that there are
         uint64_t m_fileBytes = 0;
         DictionaryIdentity m_identity{};
     };
@@ -41,7 +51,8 @@ struct ShardManifest {
         bool m_isWhole = true; // or else there may be more statements
     };
 
-    static constexpr size_t LONGEST_INPUT_NAME = 1 << 16;
+    static constexpr size_t LONGEST_INPUT_NAME = size_t(1) << 16;
+    static constexpr size_t LONGEST_WORK = size_t(1) << 24;
 
     uint64_t getNumberOfResources() const noexcept;
 
@@ -50,6 +61,12 @@ struct ShardManifest {
 
     /// Whether a name within the folder is that of a shard's file, complete or not.
     static bool isNameOfShard(const std::string& fileName);
+
+    /// Whether a name within the folder is that of a file of unfinished work.
+    static bool isNameOfWork(const std::string& fileName);
+
+    /// What names of files of unfinished work begin with.
+    static constexpr const char* WORK_PREFIX = "work-";
 
     void write(OutputStream& output) const;
 
@@ -61,4 +78,7 @@ struct ShardManifest {
     uint64_t m_nextDocument = 1; // the number of the next input, for its blank nodes
     std::vector<Input> m_inputs; // in the order in which they were taken in
     DictionaryHistory::Contents m_history;
+
+    /// What the user needs to go on with work that was interrupted, in a form of its own; empty if there is none.
+    std::string m_work;
 };

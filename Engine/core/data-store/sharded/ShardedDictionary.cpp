@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <exception>
 #include <filesystem>
+#include <map>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -78,19 +79,27 @@ void forEachGroup(const Dictionary& dictionary, const Visit& visit) {
 }
 
 /// A dictionary with the same terms under the same IDs, laid out as if one thread had created them one after the other. All
-/// copies of one shard are the same, byte for byte, whichever threads made the shard, and how often it was saved.
-std::unique_ptr<Dictionary> makeCanonicalCopy(const Dictionary& source) {
+/// copies of one shard are the same, byte for byte, whichever threads made the shard, and how often it was saved. Counts the
+/// terms.
+std::unique_ptr<Dictionary> makeCanonicalCopy(const Dictionary& source,
+                                              std::map<uint8_t, ShardManifest::Terms>& termsByDatatype) {
     DictionaryOptions options;
     options.m_largestNumberOfCollisions = DictionaryOptions::NO_COLLISION_LIMIT; // the source has them
     auto copy = std::make_unique<Dictionary>(ShardedDictionary::LARGEST_MEMORY_OF_SHARD,
                                              source.getMaximumNumberOfResources(), options);
     {
+        const ThreadContextLoan loan; // whose index shows in the file
         DictionaryThread thread(*copy);
         std::vector<BatchFailure> failures;
         forEachGroup(source, [&](const std::span<BatchEntry> entries) {
             copy->resolveResources(thread, entries, failures);
             if (!failures.empty())
                 failures.front().throwException();
+            for (const BatchEntry& entry : entries) {
+                ShardManifest::Terms& terms = termsByDatatype[entry.m_datatypeID];
+                ++terms.m_number;
+                terms.m_formBytes += entry.m_lexicalForm.size();
+            }
         });
     }
     copy->commit();
@@ -132,9 +141,10 @@ void removeRemains(const std::string& folderName, const ShardManifest& manifest)
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(folderName, error)) {
         const std::string fileName = entry.path().filename().string();
-        if (!ShardManifest::isNameOfShard(fileName))
+        const bool isWork = ShardManifest::isNameOfWork(fileName);
+        if (!isWork && !ShardManifest::isNameOfShard(fileName))
             continue;
-        bool isNamed = false;
+        bool isNamed = isWork && !manifest.m_work.empty();
         for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS && !isNamed; ++shard)
             isNamed = manifest.m_shards[shard].m_numberOfResources != 0 && fileName == manifest.getFileName(shard);
         if (!isNamed)
@@ -368,11 +378,6 @@ Term ShardedDictionary::getTerm(const uint64_t resourceID, std::string& lexicalF
     return getShard(ShardLayout::getShard(resourceID))->getTerm(ShardLayout::toLocal(resourceID), lexicalForm);
 }
 
-void ShardedDictionary::setInputs(std::vector<ShardManifest::Input> inputs, const uint64_t nextDocument) {
-    m_manifest.m_inputs = std::move(inputs);
-    m_manifest.m_nextDocument = nextDocument;
-}
-
 /// Of a shard that is in memory, those it has; of another one, those in its file.
 uint64_t ShardedDictionary::getNumberOfResources(const uint32_t shard) const noexcept {
     const Dictionary* const dictionary = m_shards[shard].load(std::memory_order_acquire); // U2
@@ -393,18 +398,19 @@ uint64_t ShardedDictionary::getEndOfResourceIDs() const noexcept {
     return lastID + 1;
 }
 
-/// Makes a shard's file, unless it is there.
+/// Makes a shard's file, unless it is there. A shard only grows, so that its number of resources tells whether it has.
 ShardManifest::Shard ShardedDictionary::saveShard(const uint32_t shard, const std::string& folderName) const {
-    const ShardManifest::Shard& old = m_manifest.m_shards[shard];
-    ShardManifest saved;
-    saved.m_shards[shard] = {getNumberOfResources(shard), old.m_fileBytes, old.m_identity};
-    if (saved.m_shards[shard].m_numberOfResources == 0)
+    const uint64_t numberOfResources = getNumberOfResources(shard);
+    if (numberOfResources == 0)
         return {};
-    const auto getPath = [&] { return folderName + '/' + saved.getFileName(shard); };
+    ShardManifest manifest; // of this shard alone
+    ShardManifest::Shard& saved = manifest.m_shards[shard];
+    saved = m_manifest.m_shards[shard];
+    const auto getPath = [&] { return folderName + '/' + manifest.getFileName(shard); };
     const std::string temporaryName = folderName + "/shard-" + std::to_string(shard) + ".saving";
-    if (saved.m_shards[shard] == old) {
+    if (numberOfResources == saved.m_numberOfResources) {
         if (exists(getPath()))
-            return old;
+            return saved;
         FileInputStream input(m_folderName + '/' + m_manifest.getFileName(shard));
         writeFile(temporaryName, [&](OutputStream& output) {
             std::vector<char> buffer(FileInputStream::BUFFER_SIZE);
@@ -412,27 +418,36 @@ ShardManifest::Shard ShardedDictionary::saveShard(const uint32_t shard, const st
                 output.write(buffer.data(), delivered);
         });
     } else {
+        saved = ShardManifest::Shard();
+        saved.m_numberOfResources = numberOfResources;
         const std::unique_ptr<Dictionary> copy =
-            makeCanonicalCopy(*m_shards[shard].load(std::memory_order_acquire)); // U2
+            makeCanonicalCopy(*m_shards[shard].load(std::memory_order_acquire), saved.m_terms); // U2
         writeFile(temporaryName, [&](OutputStream& output) { DictionaryFile::write(*copy, output); });
-        saved.m_shards[shard].m_identity = copy->getHistory().getIdentity().value();
-        saved.m_shards[shard].m_fileBytes = getSize(temporaryName);
+        saved.m_identity = copy->getHistory().getIdentity().value();
+        saved.m_fileBytes = getSize(temporaryName);
     }
     rename(temporaryName, getPath());
-    return saved.m_shards[shard];
+    return saved;
 }
 
-void ShardedDictionary::save(FileLock& lock, const State state, const size_t numberOfThreads) {
-    const std::string folderName = lock.getTarget().getFolderName();
-    if (lock.getTarget().getName() != getManifestName(folderName))
-        throw MelnarException(SOURCE_FILE, LINE_FOREIGN_LOCK, MelnarException::NO_CAUSES, "The lock is one of '",
-                              lock.getFileName(), "', and not of a manifest.");
+void ShardedDictionary::saveAndRelease(const std::string& folderName, const uint32_t shard) {
+    m_manifest.m_shards[shard] = saveShard(shard, folderName);
+    m_shards[shard].store(nullptr, std::memory_order_relaxed);
+    m_ownedShards[shard].reset();
+}
+
+void ShardedDictionary::release() {
+    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
+        m_shards[shard].store(nullptr, std::memory_order_relaxed);
+        m_ownedShards[shard].reset();
+    }
+}
+
+ShardManifest ShardedDictionary::saveShards(const std::string& folderName, const State state,
+                                            const size_t numberOfThreads) {
     ShardManifest manifest = m_manifest;
-    const ThreadContextRegistration registration; // of all threads, for one index shows in the files
-    forEachShardNumber(numberOfThreads, [&](const uint32_t shard) {
-        const ThreadContextLoan loan(registration);
-        manifest.m_shards[shard] = saveShard(shard, folderName);
-    });
+    forEachShardNumber(numberOfThreads,
+                       [&](const uint32_t shard) { manifest.m_shards[shard] = saveShard(shard, folderName); });
     AtomicFileOutputStream::synchronizeFolder(folderName);
     if (state == State::WHOLE) {
         ChecksumChain checksum;
@@ -441,12 +456,25 @@ void ShardedDictionary::save(FileLock& lock, const State state, const size_t num
                 checksum.add(half);
         manifest.m_history = m_history.add(manifest.getNumberOfResources() + 1, checksum.getValue());
     }
-    AtomicFileOutputStream output(lock);
-    manifest.write(output);
-    output.commit();
+    return manifest;
+}
+
+void ShardedDictionary::finishSave(const std::string& folderName, ShardManifest manifest) {
     removeRemains(folderName, manifest);
     m_manifest = std::move(manifest);
     m_folderName = folderName;
+}
+
+void ShardedDictionary::save(FileLock& lock, const State state, const size_t numberOfThreads) {
+    const std::string folderName = lock.getTarget().getFolderName();
+    if (lock.getTarget().getName() != getManifestName(folderName))
+        throw MelnarException(SOURCE_FILE, LINE_FOREIGN_LOCK, MelnarException::NO_CAUSES, "The lock is one of '",
+                              lock.getFileName(), "', and not of a manifest.");
+    ShardManifest manifest = saveShards(folderName, state, numberOfThreads);
+    AtomicFileOutputStream output(lock);
+    manifest.write(output);
+    output.commit();
+    finishSave(folderName, std::move(manifest));
 }
 
 void ShardedDictionary::verify() const {

@@ -85,10 +85,11 @@ public:
     /// memory only until the visitor returns.
     void forEachShard(const std::function<void(uint32_t shard, const Dictionary& dictionary)>& visitor) const;
 
-    /// What the folder held when it was opened or saved last; of a new dictionary, nothing. Its inputs and its document
-    /// are the user's to keep: a save writes them.
+    /// What the folder held when it was opened or saved last; of a new dictionary, nothing.
     const ShardManifest& getManifest() const noexcept { return m_manifest; }
-    void setInputs(std::vector<ShardManifest::Input> inputs, uint64_t nextDocument);
+
+    /// Inputs, document and work are the user's to keep: a save writes them as they are.
+    ShardManifest& getManifest() noexcept { return m_manifest; }
 
     /// As Dictionary::getHistory, of the folder. Only a save that completes a state adds an entry.
     const DictionaryHistory& getHistory() const noexcept { return m_history; }
@@ -112,6 +113,21 @@ public:
     /// replaced, the folder holds what it held; after that, files that the manifest does not name are removed. Needs
     /// memory for a second copy of one shard for each of its threads, beside the memory limit.
     void save(FileLock& lock, State state = State::WHOLE, size_t numberOfThreads = 1);
+
+    /// The same in three steps, for who replaces the manifest together with another file. First the files of shards; returns
+    /// the manifest that names them, which the caller writes. If it is not written, the folder holds what it held, and some
+    /// remains. Only the holder of the manifest's lock may call it.
+    ShardManifest saveShards(const std::string& folderName, State state, size_t numberOfThreads);
+
+    /// The last step: takes note that the folder now has this manifest, and removes what it does not name.
+    void finishSave(const std::string& folderName, ShardManifest manifest);
+
+    /// Saves a shard on its own and removes it from memory; the next manifest is to name its file. While nobody uses the
+    /// shard, with any number of shards at once.
+    void saveAndRelease(const std::string& folderName, uint32_t shard);
+
+    /// Removes all shards from memory. All must have been saved; nobody may use them.
+    void release();
 
     /// Checks each shard as Dictionary::verify does, and that each term is in its shard. Throws MelnarException that names
     /// the shard's file and the finding.

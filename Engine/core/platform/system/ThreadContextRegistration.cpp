@@ -39,9 +39,12 @@ ThreadContextRegistration::~ThreadContextRegistration() {
 }
 
 ThreadContextLoan::ThreadContextLoan(const ThreadContextRegistration& registration) noexcept
+    : ThreadContextLoan(registration.m_index) {}
+
+ThreadContextLoan::ThreadContextLoan(const size_t index) noexcept
     : m_ownIndex(g_currentThreadContextIndex), m_hadLoan(g_hasThreadContextLoan) {
     ++s_registrationDepth;
-    g_currentThreadContextIndex = registration.m_index;
+    g_currentThreadContextIndex = index;
     g_hasThreadContextLoan = true;
 }
 

@@ -45,9 +45,16 @@ private:
 class ThreadContextLoan : private Unmovable {
 public:
     explicit ThreadContextLoan(const ThreadContextRegistration& registration) noexcept;
+
+    /// Gives the thread the index of the only thread of a process: what it does with tables that nobody else uses has the
+    /// same outcome whichever thread it is.
+    ThreadContextLoan() noexcept : ThreadContextLoan(size_t(0)) {}
+
     ~ThreadContextLoan();
 
 private:
+    explicit ThreadContextLoan(size_t index) noexcept;
+
     const size_t m_ownIndex;
     const bool m_hadLoan;
 };
