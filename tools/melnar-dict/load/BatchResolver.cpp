@@ -15,6 +15,18 @@ namespace {
 // Enough for the dictionary to work at full speed; at a limit of the dictionary each entry becomes a failure.
 constexpr size_t ENTRIES_OF_A_GROUP = 2048;
 
+/// Throws what went wrong otherwise.
+void addRefusal(const BatchFailure& failure, const size_t index, ParsedPiece& piece) {
+    piece.m_errors.push_back({piece.m_terms.getLine(index), ExitCode::BAD_DATA, causeOfRefusal(failure), 0, index});
+}
+
+/// Brings the errors into the order of the file.
+void sortErrors(ParsedPiece& piece) {
+    std::stable_sort(piece.m_errors.begin(), piece.m_errors.end(), [](const InputError& left, const InputError& right) {
+        return left.m_termsBefore < right.m_termsBefore;
+    });
+}
+
 void resolveUntilError(Dictionary& dictionary, DictionaryThread& thread, const bool lenient,
                        const std::span<BatchEntry> entries, const std::span<const size_t> indexes, ParsedPiece& piece) {
     std::vector<BatchFailure> failures;
@@ -24,10 +36,7 @@ void resolveUntilError(Dictionary& dictionary, DictionaryThread& thread, const b
             thread, entries.subspan(begin, std::min(ENTRIES_OF_A_GROUP, entries.size() - begin)), failures);
         for (const BatchFailure& failure : failures) {
             const size_t number = begin + failure.m_entryIndex;
-            const size_t index = indexes.empty() ? number : indexes[number];
-            // Throws what went wrong otherwise.
-            piece.m_errors.push_back(
-                {piece.m_terms.getLine(index), ExitCode::BAD_DATA, causeOfRefusal(failure), 0, index});
+            addRefusal(failure, indexes.empty() ? number : indexes[number], piece);
         }
     }
 }
@@ -36,14 +45,16 @@ void resolveUntilError(Dictionary& dictionary, DictionaryThread& thread, const b
 
 void resolveEntries(Dictionary& dictionary, DictionaryThread& thread, const bool lenient,
                     const std::span<BatchEntry> entries, const std::span<const size_t> indexes, ParsedPiece& piece) {
-    try {
-        resolveUntilError(dictionary, thread, lenient, entries, indexes, piece);
-    } catch (...) {
-        piece.m_errors.push_back(inputErrorOfCurrentException());
-    }
-    std::stable_sort(piece.m_errors.begin(), piece.m_errors.end(), [](const InputError& left, const InputError& right) {
-        return left.m_termsBefore < right.m_termsBefore;
+    piece.catchFrom([&] { resolveUntilError(dictionary, thread, lenient, entries, indexes, piece); });
+    sortErrors(piece);
+}
+
+void addFailures(const std::span<const BatchFailure> failures, ParsedPiece& piece) {
+    piece.catchFrom([&] {
+        for (const BatchFailure& failure : failures)
+            addRefusal(failure, failure.m_entryIndex, piece);
     });
+    sortErrors(piece);
 }
 
 void resolveBatch(Dictionary& dictionary, DictionaryThread& thread, const bool lenient, ParsedPiece& piece) {

@@ -3,6 +3,7 @@
 #include "tools/melnar-dict/pieces/ParsedPiece.h"
 
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
+#include "Engine/core/data-store/dictionary/BatchFailure.h"
 
 #include <cstddef>
 #include <span>
@@ -18,6 +19,9 @@ class DictionaryThread;
 /// Errors   None: what else goes wrong becomes the last error of the piece.
 void resolveEntries(Dictionary& dictionary, DictionaryThread& thread, bool lenient, std::span<BatchEntry> entries,
                     std::span<const size_t> indexes, ParsedPiece& piece);
+
+/// Makes errors of the piece of failures of its batch, in the same way. Their forms must still be there.
+void addFailures(std::span<const BatchFailure> failures, ParsedPiece& piece);
 
 /// Resolves all of a piece's batch so.
 void resolveBatch(Dictionary& dictionary, DictionaryThread& thread, bool lenient, ParsedPiece& piece);

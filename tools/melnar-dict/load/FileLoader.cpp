@@ -21,20 +21,26 @@ constexpr std::string_view LABEL_MARK = " _:"; // in a triple term
 } // namespace
 
 FileLoader::FileLoader(Dictionary& dictionary, InputJournal& journal, Settings settings)
-    : m_dictionary(dictionary), m_isLenient(settings.m_isLenient), m_blankNodes(),
+    : m_dictionary(&dictionary), m_isLenient(settings.m_isLenient), m_blankNodes(),
       m_pass(journal, std::move(settings)) {}
 
 FileLoader::FileLoader(Dictionary& dictionary, InputJournal& journal, Settings settings, const TermSettings& terms)
-    : m_dictionary(dictionary), m_isLenient(settings.m_isLenient), m_blankNodes(terms.m_blankNodes),
+    : m_dictionary(nullptr), m_isLenient(settings.m_isLenient), m_blankNodes(terms.m_blankNodes),
       m_pass(journal, std::move(settings)) {
-    m_resolver.emplace(m_dictionary,
-                       TermResolver::Settings{m_isLenient, terms.m_order, terms.m_rowStream, terms.m_rowLayout});
+    m_ownResolver.emplace(
+        dictionary, DictionaryResolver::Settings{m_isLenient, terms.m_order, terms.m_rowStream, terms.m_rowLayout});
+    m_resolver = &*m_ownResolver;
 }
 
+FileLoader::FileLoader(TermResolver& resolver, InputJournal& journal, Settings settings,
+                       const BlankNodeOptions& blankNodes)
+    : m_dictionary(nullptr), m_isLenient(settings.m_isLenient), m_blankNodes(blankNodes),
+      m_pass(journal, std::move(settings)), m_resolver(&resolver) {}
+
 void FileLoader::load(const std::string& fileName, const RdfFormat format) {
-    if (!m_resolver) {
+    if (m_resolver == nullptr) {
         m_pass.read(fileName, format,
-                    [this] { return std::make_unique<ResolvingCollector>(m_dictionary, m_isLenient); });
+                    [this] { return std::make_unique<ResolvingCollector>(*m_dictionary, m_isLenient); });
         return;
     }
     m_resolver->startFile();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tools/melnar-dict/load/DictionaryResolver.h"
 #include "tools/melnar-dict/load/TermResolver.h"
 #include "tools/melnar-dict/pieces/BlankNodeOptions.h"
 #include "tools/melnar-dict/threads/FilePass.h"
@@ -36,6 +37,9 @@ public:
     /// Loads all terms.
     FileLoader(Dictionary& dictionary, InputJournal& journal, Settings settings, const TermSettings& terms);
 
+    /// Loads all terms with a resolver, which outlives this.
+    FileLoader(TermResolver& resolver, InputJournal& journal, Settings settings, const BlankNodeOptions& blankNodes);
+
     /// Loads a file, "-" being standard input, up to its end or to where the journal stops.
     void load(const std::string& fileName, RdfFormat format);
 
@@ -45,10 +49,11 @@ public:
     static uint64_t getNextDocument(const Dictionary& dictionary);
 
 private:
-    Dictionary& m_dictionary;
+    Dictionary* const m_dictionary; // for string literals alone
     const bool m_isLenient;
     const BlankNodeOptions m_blankNodes;
     size_t m_numberOfFiles = 0; // that have been begun
     FilePass m_pass;
-    std::optional<TermResolver> m_resolver; // nothing for string literals alone
+    std::optional<DictionaryResolver> m_ownResolver;
+    TermResolver* m_resolver = nullptr; // for all terms
 };

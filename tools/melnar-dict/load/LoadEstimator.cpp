@@ -61,8 +61,8 @@ LoadEstimator::LoadEstimator(const Settings& settings)
     : m_settings(settings),
       m_dictionary(settings.m_memoryLimit, Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS) {
     if (!m_settings.m_loadsOnlyStrings)
-        m_resolver.emplace(m_dictionary,
-                           TermResolver::Settings{.m_isLenient = true, .m_order = TermResolver::Order::ANY});
+        m_resolver.emplace(
+            m_dictionary, DictionaryResolver::Settings{.m_isLenient = true, .m_order = DictionaryResolver::Order::ANY});
 }
 
 LoadEstimate LoadEstimator::estimate(const InputFiles& inputFiles) {

@@ -2,9 +2,9 @@
 
 #include "tools/melnar-dict/input/ByteSource.h"
 #include "tools/melnar-dict/input/InputFiles.h"
+#include "tools/melnar-dict/load/DictionaryResolver.h"
 #include "tools/melnar-dict/load/LoadEstimate.h"
 #include "tools/melnar-dict/load/SampleParser.h"
-#include "tools/melnar-dict/load/TermResolver.h"
 #include "tools/melnar-dict/load/UnitCounts.h"
 #include "tools/melnar-dict/pieces/BlankNodeOptions.h"
 #include "tools/melnar-dict/rows/RowLayout.h"
@@ -74,7 +74,7 @@ private:
     const Settings m_settings;
     std::atomic<uint64_t> m_bytesRead = 0;
     Dictionary m_dictionary;
-    std::optional<TermResolver> m_resolver; // nothing for string literals alone
+    std::optional<DictionaryResolver> m_resolver; // nothing for string literals alone
     ParsedPiece m_piece;
     UnitCounts m_units;
     double m_stride = 1;        // of so many units one is sampled

@@ -4,6 +4,7 @@
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/sharded/ShardedDictionary.h"
 
 #include <limits>
 #include <string>
@@ -52,6 +53,25 @@ void checkIds(const LoadOptions& options) {
                           "output, too");
 }
 
+/// A dictionary that is added to tells itself whether it is a folder.
+void checkShards(LoadOptions& options) {
+    if (!options.m_intoName.empty())
+        options.m_makesShards = options.m_makesShards || ShardedDictionary::isFolder(options.m_intoName);
+    if (!options.m_makesShards)
+        return;
+    if (options.m_output.m_outputName.empty())
+        throw ToolFailure(ExitCode::USAGE, "--shards needs -o, the folder of the dictionary");
+    if (!options.m_intoName.empty() && !ShardedDictionary::isFolder(options.m_intoName))
+        throw ToolFailure(ExitCode::USAGE, "--shards cannot add to '" + options.m_intoName + "', which has no shards");
+    if (options.m_loadsOnlyStrings)
+        throw ToolFailure(ExitCode::USAGE, "--strings-only is for a dictionary without shards");
+    if (options.m_order == TermResolver::Order::ANY)
+        throw ToolFailure(ExitCode::USAGE, "the IDs of shards follow the order of the input: --order any is for a "
+                                           "dictionary without shards");
+    if (options.m_maximumNumberOfResources)
+        throw ToolFailure(ExitCode::USAGE, "--max-resources is for a dictionary without shards");
+}
+
 } // namespace
 
 VerbDescription describeLoad(LoadOptions& options) {
@@ -80,6 +100,10 @@ VerbDescription describeLoad(LoadOptions& options) {
                    options.m_order,
                    std::vector<std::pair<std::string, TermResolver::Order>>{{"input", TermResolver::Order::INPUT},
                                                                             {"any", TermResolver::Order::ANY}});
+    verb.addFlag(
+        "--shards",
+        "make DICTIONARY a folder of shards, which may be larger than memory: what does not fit is put aside in it",
+        options.m_makesShards);
     verb.addFlag("--strings-only", "give IDs to string literals alone", options.m_loadsOnlyStrings);
     addInputFiles(verb, InputFormats::ALL, options.m_files);
     addBlankNodes(verb, options.m_files, options.m_blankNodes);
@@ -117,6 +141,7 @@ VerbDescription describeLoad(LoadOptions& options) {
         if (options.m_output.m_outputName.empty())
             options.m_output.m_outputName = options.m_intoName;
         checkIds(options);
+        checkShards(options);
     });
     return verb;
 }

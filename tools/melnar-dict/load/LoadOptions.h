@@ -31,7 +31,8 @@ struct LoadOptions {
     std::optional<uint64_t> m_maximumNumberOfResources;
     std::string m_base;
     bool m_loadsOnlyStrings = false;
-    std::string m_idsName; // where rows of IDs go, "-" being standard output; empty for nowhere
+    bool m_makesShards = false; // the dictionary is a folder
+    std::string m_idsName;      // where rows of IDs go, "-" being standard output; empty for nowhere
     RowOptions m_rows;
     std::optional<TermResolver::Order> m_order; // without one, that of the input if there are rows
     BlankNodeOptions m_blankNodes;

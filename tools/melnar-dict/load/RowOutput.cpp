@@ -12,8 +12,8 @@ RowOutput::RowOutput(const LoadOptions& options, StandardOutput& standardOutput,
         m_lock.emplace(options.m_idsName, options.m_output.m_waits, errorOutput, Output::SECOND);
 }
 
-void RowOutput::open(const Dictionary& dictionary) {
-    m_layout.m_idWidth = m_options.m_rows.getIDWidth(dictionary.getMaximumNumberOfResources());
+void RowOutput::open(const uint64_t largestResourceID) {
+    m_layout.m_idWidth = m_options.m_rows.getIDWidth(largestResourceID);
     if (!m_lock)
         return;
     m_file.emplace(*m_lock);
@@ -29,4 +29,15 @@ void RowOutput::saveWith(const Dictionary& dictionary, OutputLock& lock) {
     saveDictionary(dictionary, lock, *m_file, [&] {
         m_npyFile->prepare(dictionary.getHistory(), m_options.m_rows.getIDWidth(dictionary.getNextResourceID() - 1));
     });
+}
+
+void RowOutput::commitWith(const DictionaryHistory& history, const uint64_t largestResourceID,
+                           OutputFile& dictionaryFile) {
+    if (!m_npyFile) {
+        m_standardOutput.flush();
+        dictionaryFile.commit();
+        return;
+    }
+    m_npyFile->prepare(history, m_options.m_rows.getIDWidth(largestResourceID));
+    OutputFile::commitBoth(*m_file, dictionaryFile);
 }

@@ -13,6 +13,7 @@
 #include <ostream>
 
 class Dictionary;
+class DictionaryHistory;
 
 /// What a load writes its rows of IDs to: a .npy that appears together with the dictionary, or standard output.
 ///
@@ -23,8 +24,8 @@ public:
     /// Takes the lock of the file that the options name, if they name one.
     RowOutput(const LoadOptions& options, StandardOutput& standardOutput, std::ostream& errorOutput);
 
-    /// Begins the rows of a dictionary. Called once.
-    void open(const Dictionary& dictionary);
+    /// Begins the rows of a dictionary with IDs up to this one. Called once.
+    void open(uint64_t largestResourceID);
 
     /// Takes the rows in the layout.
     OutputStream& getStream() { return m_npyFile ? m_npyFile->getStream() : m_standardOutput; }
@@ -32,6 +33,9 @@ public:
 
     /// Saves the dictionary to the locked file. Rows are all written before; a file of rows appears together with it.
     void saveWith(const Dictionary& dictionary, OutputLock& lock);
+
+    /// Completes the rows and commits another file, that of a dictionary with this history, together with them.
+    void commitWith(const DictionaryHistory& history, uint64_t largestResourceID, OutputFile& dictionaryFile);
 
 private:
     const LoadOptions& m_options;

@@ -19,6 +19,6 @@ const char* TermCollector::take(const Rdf::Statement& statement, const uint64_t 
 }
 
 void TermCollector::endBlock(ParsedPiece& piece) {
-    m_resolver.resolve(m_rows, m_thread, piece);
+    m_resolver.resolve(m_rows, *m_thread, piece);
     m_rows.clear();
 }

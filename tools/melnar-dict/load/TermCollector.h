@@ -5,6 +5,7 @@
 #include "tools/melnar-dict/pieces/TermRows.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -16,7 +17,8 @@ class TermCollector final : public StatementConsumer {
 public:
     /// `document` is that of the file's blank nodes; see BlankNodeScope.
     TermCollector(TermResolver& resolver, const uint64_t document)
-        : m_resolver(resolver), m_document(document), m_thread(resolver), m_rows(resolver.getNumberOfColumns()) {}
+        : m_resolver(resolver), m_document(document), m_thread(resolver.makeThread()),
+          m_rows(resolver.getNumberOfColumns()) {}
 
     void startBlock(std::string_view) override { m_rows.clear(); } // of a block that has failed
     const char* take(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece) override;
@@ -26,7 +28,7 @@ public:
 private:
     TermResolver& m_resolver;
     const uint64_t m_document;
-    TermResolver::Thread m_thread;
+    std::unique_ptr<TermResolver::Thread> m_thread;
     TermRows m_rows;     // of the block
     std::string m_cause; // of the last refusal
 };

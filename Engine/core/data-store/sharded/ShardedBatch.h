@@ -33,6 +33,11 @@ public:
         return {m_entries.data() + m_begins[shard], m_begins[shard + 1] - m_begins[shard]};
     }
 
+    /// Which of the entries that were assigned this one of a part is.
+    size_t getIndex(const uint32_t shard, const size_t number) const noexcept {
+        return m_indexes[m_begins[shard] + number];
+    }
+
     /// Gives the entries that were assigned the answers of a part, with global IDs.
     void copyAnswers(uint32_t shard, std::span<BatchEntry> entries) const noexcept;
 

@@ -430,17 +430,24 @@ ShardManifest::Shard ShardedDictionary::saveShard(const uint32_t shard, const st
     return saved;
 }
 
-void ShardedDictionary::saveAndRelease(const std::string& folderName, const uint32_t shard) {
-    m_manifest.m_shards[shard] = saveShard(shard, folderName);
-    m_shards[shard].store(nullptr, std::memory_order_relaxed);
-    m_ownedShards[shard].reset();
+void ShardedDictionary::saveAndRelease(const std::string& folderName, const size_t numberOfThreads) {
+    ShardManifest manifest = m_manifest;
+    forEachShardNumber(numberOfThreads, [&](const uint32_t shard) {
+        manifest.m_shards[shard] = saveShard(shard, folderName);
+        releaseShard(shard);
+    });
+    m_manifest = std::move(manifest);
+    m_folderName = folderName;
 }
 
-void ShardedDictionary::release() {
-    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
-        m_shards[shard].store(nullptr, std::memory_order_relaxed);
-        m_ownedShards[shard].reset();
-    }
+void ShardedDictionary::saveAndRelease(const uint32_t shard) {
+    m_manifest.m_shards[shard] = saveShard(shard, m_folderName);
+    releaseShard(shard);
+}
+
+void ShardedDictionary::releaseShard(const uint32_t shard) {
+    m_shards[shard].store(nullptr, std::memory_order_relaxed);
+    m_ownedShards[shard].reset();
 }
 
 ShardManifest ShardedDictionary::saveShards(const std::string& folderName, const State state,

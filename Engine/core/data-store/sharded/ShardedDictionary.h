@@ -81,6 +81,9 @@ public:
     /// The shard with this number; null if it has no resources and nothing was ever resolved in it.
     const Dictionary* getShard(uint32_t shard) const;
 
+    /// The shard with this number, to be used on its own: it must get the terms that belong there, and no others.
+    Dictionary& getOrMakeShard(uint32_t shard);
+
     /// Calls `visitor` for each shard that has resources, in ascending order. A shard that nobody needs otherwise is in
     /// memory only until the visitor returns.
     void forEachShard(const std::function<void(uint32_t shard, const Dictionary& dictionary)>& visitor) const;
@@ -122,12 +125,13 @@ public:
     /// The last step: takes note that the folder now has this manifest, and removes what it does not name.
     void finishSave(const std::string& folderName, ShardManifest manifest);
 
-    /// Saves a shard on its own and removes it from memory; the next manifest is to name its file. While nobody uses the
-    /// shard, with any number of shards at once.
-    void saveAndRelease(const std::string& folderName, uint32_t shard);
+    /// Saves all shards to a folder and removes them from memory; from then on they are read from there. The manifest stays
+    /// as it was. While nobody uses them.
+    void saveAndRelease(const std::string& folderName, size_t numberOfThreads);
 
-    /// Removes all shards from memory. All must have been saved; nobody may use them.
-    void release();
+    /// The same with one shard, in the folder that shards are read from. While nobody uses the shard, with any number of
+    /// shards at once.
+    void saveAndRelease(uint32_t shard);
 
     /// Checks each shard as Dictionary::verify does, and that each term is in its shard. Throws MelnarException that names
     /// the shard's file and the finding.
@@ -140,8 +144,8 @@ private:
                       ShardManifest manifest, const DictionaryOptions& options);
 
     std::unique_ptr<Dictionary> openShard(uint32_t shard) const;
-    Dictionary& getOrMakeShard(uint32_t shard);
     uint64_t getNumberOfResources(uint32_t shard) const noexcept;
+    void releaseShard(uint32_t shard);
     ShardManifest::Shard saveShard(uint32_t shard, const std::string& folderName) const;
 
     MemoryManager m_memoryManager; // of all shards

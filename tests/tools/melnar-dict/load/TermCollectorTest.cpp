@@ -62,7 +62,7 @@ TEST(TermCollectorTest, writesTheRowsOfItsBlocks) {
     for (const Order order : {Order::INPUT, Order::ANY}) {
         Dictionary dictionary(MEMORY_LIMIT, 1000);
         MemoryOutputStream rows;
-        TermResolver resolver(dictionary, {.m_order = order, .m_rowStream = &rows, .m_rowLayout = LAYOUT});
+        DictionaryResolver resolver(dictionary, {.m_order = order, .m_rowStream = &rows, .m_rowLayout = LAYOUT});
         TermCollector collector(resolver, 1);
         ParsedPiece piece;
         take(collector, FIRST_BLOCK, piece);
@@ -89,7 +89,7 @@ TEST(TermCollectorTest, aBlockWhoseRowsCannotBeWrittenLeavesNothingForTheNextOne
     for (const Order order : {Order::INPUT, Order::ANY}) {
         Dictionary dictionary(MEMORY_LIMIT, 1000);
         BrokenStream stream;
-        TermResolver resolver(dictionary, {.m_order = order, .m_rowStream = &stream, .m_rowLayout = LAYOUT});
+        DictionaryResolver resolver(dictionary, {.m_order = order, .m_rowStream = &stream, .m_rowLayout = LAYOUT});
         TermCollector collector(resolver, 1);
         ParsedPiece piece;
         take(collector, FIRST_BLOCK, piece);
@@ -130,7 +130,7 @@ TEST(TermCollectorTest, aBlockThatFailsForWantOfMemoryLeavesNothingForTheNextOne
         for (size_t allowed = 0;; ++allowed) {
             Dictionary dictionary(MEMORY_LIMIT, 1000);
             RoomyStream rows;
-            TermResolver resolver(dictionary, {.m_order = order, .m_rowStream = &rows, .m_rowLayout = LAYOUT});
+            DictionaryResolver resolver(dictionary, {.m_order = order, .m_rowStream = &rows, .m_rowLayout = LAYOUT});
             TermCollector collector(resolver, 1);
             ParsedPiece piece;
             take(collector, FIRST_BLOCK, piece);

@@ -1,4 +1,4 @@
-#include "tools/melnar-dict/load/TermResolver.h"
+#include "tools/melnar-dict/load/DictionaryResolver.h"
 
 #include "tools/melnar-dict/load/BatchResolver.h"
 #include "tools/melnar-dict/pieces/LiteralRefusal.h"
@@ -8,7 +8,18 @@
 
 #include <span>
 
-TermResolver::TermResolver(Dictionary& dictionary, const Settings& settings)
+struct DictionaryResolver::OwnThread final : Thread {
+    explicit OwnThread(Dictionary& dictionary) : m_dictionaryThread(dictionary) {}
+
+    DictionaryThread m_dictionaryThread;
+    std::vector<BatchEntry> m_unknown;
+    std::vector<size_t> m_indexes; // in the batch, of those
+    std::vector<BatchFailure> m_failures;
+    std::vector<uint64_t> m_ids;
+    std::string m_bytes; // of rows
+};
+
+DictionaryResolver::DictionaryResolver(Dictionary& dictionary, const Settings& settings)
     : m_dictionary(dictionary), m_settings(settings) {
     if (m_settings.m_order == Order::INPUT)
         m_creator.emplace(m_dictionary);
@@ -16,19 +27,24 @@ TermResolver::TermResolver(Dictionary& dictionary, const Settings& settings)
         m_rowOutput.emplace(*m_settings.m_rowStream);
 }
 
-void TermResolver::startFile() noexcept {
+std::unique_ptr<TermResolver::Thread> DictionaryResolver::makeThread() {
+    return std::make_unique<OwnThread>(m_dictionary);
+}
+
+void DictionaryResolver::startFile() noexcept {
     m_turns.startOver();
     if (m_rowOutput)
         m_rowOutput->startOver();
 }
 
-std::string TermResolver::getCauseOfRefusal(BatchEntry literal) const {
+std::string DictionaryResolver::getCauseOfRefusal(BatchEntry literal) const {
     std::vector<BatchFailure> failures;
     m_dictionary.tryResolveResources(m_dictionary.getCommitPoint(), {&literal, 1}, failures);
     return causeOfRefusal(failures.at(0));
 }
 
-void TermResolver::resolve(const TermRows& rows, Thread& thread, ParsedPiece& piece) {
+void DictionaryResolver::resolve(const TermRows& rows, Thread& anyThread, ParsedPiece& piece) {
+    auto& thread = static_cast<OwnThread&>(anyThread); // one of makeThread's
     if (!m_rowOutput) {
         resolveTerms(thread, piece);
         return;
@@ -44,7 +60,7 @@ void TermResolver::resolve(const TermRows& rows, Thread& thread, ParsedPiece& pi
     m_rowOutput->write(piece.m_sequence, thread.m_bytes);
 }
 
-void TermResolver::resolveTerms(Thread& thread, ParsedPiece& piece) {
+void DictionaryResolver::resolveTerms(OwnThread& thread, ParsedPiece& piece) {
     if (!m_creator) {
         resolveBatch(m_dictionary, thread.m_dictionaryThread, m_settings.m_isLenient, piece);
         return;
@@ -59,7 +75,7 @@ void TermResolver::resolveTerms(Thread& thread, ParsedPiece& piece) {
 }
 
 /// Looks all terms up; collects those that are not there, and those that are refused.
-void TermResolver::findUnknown(Thread& thread, ParsedPiece& piece) const {
+void DictionaryResolver::findUnknown(OwnThread& thread, ParsedPiece& piece) const {
     thread.m_unknown.clear();
     thread.m_indexes.clear();
     thread.m_failures.clear();
@@ -72,7 +88,7 @@ void TermResolver::findUnknown(Thread& thread, ParsedPiece& piece) const {
         }
 }
 
-void TermResolver::createUnknown(Thread& thread, ParsedPiece& piece) {
+void DictionaryResolver::createUnknown(OwnThread& thread, ParsedPiece& piece) {
     const DictionaryThread::Loan loan(*m_creator);
     resolveEntries(m_dictionary, *m_creator, m_settings.m_isLenient, thread.m_unknown, thread.m_indexes, piece);
     const std::span<BatchEntry> entries = piece.m_terms.getEntries();
@@ -80,7 +96,7 @@ void TermResolver::createUnknown(Thread& thread, ParsedPiece& piece) {
         entries[thread.m_indexes[number]].m_resourceID = thread.m_unknown[number].m_resourceID;
 }
 
-void TermResolver::makeBytes(const TermRows& rows, const ParsedPiece& piece, Thread& thread) const {
+void DictionaryResolver::makeBytes(const TermRows& rows, const ParsedPiece& piece, OwnThread& thread) const {
     thread.m_ids.clear();
     rows.appendIDsOfWholeRows(piece.m_terms.getEntries(), thread.m_ids);
     appendIDs(thread.m_ids, m_settings.m_rowLayout.m_idWidth, thread.m_bytes);

@@ -1,0 +1,153 @@
+#include "tools/melnar-dict/load/ShardSpill.h"
+
+#include "tools/melnar-dict/rows/RowLayout.h"
+
+#include "Engine/core/data-store/DictionaryThread.h"
+#include "Engine/core/data-store/dictionary/BatchFailure.h"
+#include "Engine/core/data-store/sharded/ShardManifest.h"
+#include "Engine/core/data-store/sharded/ShardedDictionary.h"
+#include "Engine/core/platform/stream/FileInputStream.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+namespace {
+
+// Enough for a dictionary to work at full speed.
+constexpr size_t TERMS_OF_A_BATCH = 2048;
+constexpr size_t BYTES_OF_A_BATCH = size_t(1) << 18;
+
+/// Terms of a shard's file that are resolved together.
+struct Batch {
+    std::string m_forms;
+    std::vector<BatchEntry> m_entries;
+};
+
+/// Reads a batch of as many terms as there still are, up to its size.
+void readBatch(FileInputStream& input, uint64_t& remainingBytes, Batch& batch) {
+    batch.m_forms.clear();
+    batch.m_entries.clear();
+    std::vector<size_t> begins;
+    while (remainingBytes != 0 && begins.size() < TERMS_OF_A_BATCH && batch.m_forms.size() < BYTES_OF_A_BATCH) {
+        const uint32_t length = input.readUInt32();
+        BatchEntry& entry = batch.m_entries.emplace_back();
+        input.readExactly(&entry.m_datatypeID, sizeof(entry.m_datatypeID));
+        begins.push_back(batch.m_forms.size());
+        batch.m_forms.resize(begins.back() + length);
+        input.readExactly(batch.m_forms.data() + begins.back(), length);
+        remainingBytes -= sizeof(length) + sizeof(entry.m_datatypeID) + length;
+    }
+    begins.push_back(batch.m_forms.size());
+    for (size_t index = 0; index < batch.m_entries.size(); ++index)
+        batch.m_entries[index].m_lexicalForm =
+            std::string_view(batch.m_forms.data() + begins[index], begins[index + 1] - begins[index]);
+}
+
+} // namespace
+
+ShardSpill::ShardSpill(std::string folderName) : m_folderName(std::move(folderName)) {}
+
+ShardSpill::~ShardSpill() {
+    std::error_code error; // What cannot be removed is removed by the next save.
+    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
+        for (const auto& file : {std::cref(m_terms[shard]), std::cref(m_ids[shard])})
+            if (file.get() != nullptr)
+                std::filesystem::remove(file.get()->getName(), error);
+    if (m_rows != nullptr)
+        std::filesystem::remove(m_rows->getName(), error);
+}
+
+std::string ShardSpill::getName(const char* const kind, const uint32_t shard) const {
+    char number[4];
+    std::snprintf(number, sizeof(number), "-%02x", static_cast<unsigned>(shard % ShardLayout::NUMBER_OF_SHARDS));
+    return m_folderName + '/' + ShardManifest::WORK_PREFIX + kind + number;
+}
+
+void ShardSpill::addTerm(const uint32_t shard, const BatchEntry& term) {
+    if (m_terms[shard] == nullptr)
+        m_terms[shard] = std::make_unique<SpillFile>(getName("terms", shard));
+    SpillFile& file = *m_terms[shard];
+    file.writeUInt32(static_cast<uint32_t>(term.m_lexicalForm.size()));
+    file.write(&term.m_datatypeID, sizeof(term.m_datatypeID));
+    file.write(term.m_lexicalForm.data(), term.m_lexicalForm.size());
+}
+
+bool ShardSpill::hasAnyTerms() const noexcept {
+    return std::ranges::any_of(m_terms, [](const auto& file) { return file != nullptr; });
+}
+
+void ShardSpill::addRows(const std::span<const uint8_t> shardsOfUnknown, const std::span<const uint64_t> cells) {
+    if (m_rows == nullptr)
+        m_rows = std::make_unique<SpillFile>(m_folderName + '/' + ShardManifest::WORK_PREFIX + "rows");
+    m_rows->writeUInt32(static_cast<uint32_t>(shardsOfUnknown.size()));
+    m_rows->write(shardsOfUnknown.data(), shardsOfUnknown.size());
+    m_rows->writeUInt64(cells.size());
+    m_rows->write(cells.data(), cells.size_bytes());
+}
+
+void ShardSpill::resolveShard(ShardedDictionary& dictionary, const uint32_t shard) {
+    m_terms[shard]->flush();
+    m_ids[shard] = std::make_unique<SpillFile>(getName("ids", shard));
+    Dictionary& shardDictionary = dictionary.getOrMakeShard(shard);
+    {
+        DictionaryThread thread(shardDictionary);
+        FileInputStream input(m_terms[shard]->getName());
+        uint64_t remainingBytes = m_terms[shard]->getNumberOfBytes();
+        Batch batch;
+        std::vector<BatchFailure> failures;
+        while (remainingBytes != 0) {
+            readBatch(input, remainingBytes, batch);
+            shardDictionary.resolveResources(thread, batch.m_entries, failures);
+            if (!failures.empty())
+                failures.front().throwException();
+            for (const BatchEntry& entry : batch.m_entries)
+                m_ids[shard]->writeUInt64(entry.m_resourceID);
+        }
+    }
+    m_ids[shard]->flush();
+    std::error_code error; // An old file does no harm.
+    std::filesystem::remove(m_terms[shard]->getName(), error);
+}
+
+void ShardSpill::writeRows(const size_t idWidth, OutputStream& output) {
+    if (m_rows == nullptr)
+        return;
+    m_rows->flush();
+    std::array<std::unique_ptr<FileInputStream>, ShardLayout::NUMBER_OF_SHARDS> ids;
+    FileInputStream input(m_rows->getName());
+    std::vector<uint8_t> shards;
+    std::vector<uint64_t> globalIDs; // of the block's unknown terms
+    std::vector<uint64_t> cells;
+    std::string bytes;
+    for (uint64_t remainingBytes = m_rows->getNumberOfBytes(); remainingBytes != 0;) {
+        shards.resize(input.readUInt32());
+        input.readExactly(shards.data(), shards.size());
+        globalIDs.clear();
+        for (const uint8_t shard : shards) {
+            if (ids[shard] == nullptr)
+                ids[shard] = std::make_unique<FileInputStream>(m_ids[shard]->getName());
+            globalIDs.push_back(ShardLayout::toGlobal(ids[shard]->readUInt64(), shard));
+        }
+        cells.resize(input.readUInt64());
+        input.readExactly(cells.data(), cells.size() * sizeof(uint64_t));
+        remainingBytes -= sizeof(uint32_t) + shards.size() + sizeof(uint64_t) + cells.size() * sizeof(uint64_t);
+        for (uint64_t& cell : cells)
+            if ((cell & UNKNOWN) != 0)
+                cell = globalIDs[cell & ~UNKNOWN];
+        bytes.clear();
+        appendIDs(cells, idWidth, bytes);
+        output.write(bytes.data(), bytes.size());
+    }
+}
+
+uint64_t ShardSpill::getNumberOfBytes() const noexcept {
+    uint64_t sum = m_rows == nullptr ? 0 : m_rows->getNumberOfBytes();
+    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
+        for (const auto& file : {std::cref(m_terms[shard]), std::cref(m_ids[shard])})
+            sum += file.get() == nullptr ? 0 : file.get()->getNumberOfBytes();
+    return sum;
+}

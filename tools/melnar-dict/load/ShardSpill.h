@@ -1,0 +1,68 @@
+#pragma once
+
+#include "tools/melnar-dict/load/SpillFile.h"
+
+#include "Engine/core/data-store/dictionary/BatchEntry.h"
+#include "Engine/core/data-store/sharded/ShardLayout.h"
+#include "Engine/core/platform/Unmovable.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+class ShardedDictionary;
+
+/// What a load puts aside when its terms no longer fit into memory: for each shard a file of terms that were not known, in
+/// the order of the input; and the rows that have such terms. Later each shard is brought into memory on its own and
+/// resolves its terms in their order, so that they get the IDs that they would have got at once; then the rows are
+/// completed. All files are written and read from their start to their end.
+///
+///   work-terms-XX  for each term 4 bytes of length, the datatype ID and the lexical form
+///   work-ids-XX    for each of these terms its local ID, 8 bytes
+///   work-rows      for each block of the input: the number of its unknown terms, 4 bytes; the shard of each, a byte; the
+///                  number of cells, 8 bytes; the cells, 8 bytes each: an ID, or UNKNOWN and the number of such a term
+///
+/// A term that is unknown in several blocks is there for each.
+///
+/// Ownership  Owns the files, and removes them in the end.
+/// Threads    addTerm: one at a time for each shard. addRows: one at a time. resolveShard: any number at once, each with
+///            a shard of its own, when all terms have been added. writeRows: alone, after that.
+/// Errors     SystemCallException; those of the dictionary for terms that it cannot take.
+class ShardSpill : private Unmovable {
+public:
+    /// The mark of a cell whose term is unknown; the rest of the cell is the term's number in its block.
+    static constexpr uint64_t UNKNOWN = uint64_t(1) << 63;
+
+    /// The folder is that of the dictionary.
+    explicit ShardSpill(std::string folderName);
+    ~ShardSpill();
+
+    void addTerm(uint32_t shard, const BatchEntry& term);
+
+    /// Adds the rows of a block: the shards of its unknown terms, and all cells.
+    void addRows(std::span<const uint8_t> shardsOfUnknown, std::span<const uint64_t> cells);
+
+    bool hasTerms(uint32_t shard) const noexcept { return m_terms[shard] != nullptr; }
+    bool hasAnyTerms() const noexcept;
+    bool hasRows() const noexcept { return m_rows != nullptr; }
+
+    /// Has a shard resolve its terms.
+    void resolveShard(ShardedDictionary& dictionary, uint32_t shard);
+
+    /// Writes all rows that were added, with IDs of this width.
+    void writeRows(size_t idWidth, OutputStream& output);
+
+    /// How many bytes of files there have been at most so far.
+    uint64_t getNumberOfBytes() const noexcept;
+
+private:
+    std::string getName(const char* kind, uint32_t shard) const;
+
+    const std::string m_folderName;
+    std::array<std::unique_ptr<SpillFile>, ShardLayout::NUMBER_OF_SHARDS> m_terms;
+    std::array<std::unique_ptr<SpillFile>, ShardLayout::NUMBER_OF_SHARDS> m_ids;
+    std::unique_ptr<SpillFile> m_rows;
+};

@@ -1,0 +1,72 @@
+#include "tools/melnar-dict/load/ShardedFolder.h"
+
+#include "tools/melnar-dict/shell/StandardStream.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
+
+#include "Engine/core/data-store/sharded/ShardManifest.h"
+#include "Engine/core/data-store/sharded/ShardedDictionary.h"
+#include "Engine/core/platform/stream/FileLock.h"
+#include "Engine/core/platform/stream/TargetFile.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Without a slash at the end, which the name of a folder may have.
+std::string removeSlashes(std::string name) {
+    while (name.size() > 1 && name.ends_with('/'))
+        name.pop_back();
+    return name;
+}
+
+/// Whether a folder has files that are not a dictionary's, nor what a load leaves that was killed before its first save.
+bool hasOtherFiles(const std::string& folderName) {
+    const std::string manifest = ShardManifest::FILE_NAME;
+    std::error_code error;
+    return std::ranges::any_of(fs::directory_iterator(folderName, error), [&](const fs::directory_entry& entry) {
+        const std::string name = entry.path().filename().string();
+        return !name.starts_with(manifest) && !ShardManifest::isNameOfShard(name) && !ShardManifest::isNameOfWork(name);
+    });
+}
+
+} // namespace
+
+ShardedFolder::ShardedFolder(const LoadOptions& options)
+    : m_options(options), m_name(removeSlashes(options.m_output.m_outputName)) {
+    check();
+    std::error_code error;
+    m_isMade = fs::create_directory(m_name, error);
+    if (error)
+        throw ToolFailure(ExitCode::FAILURE, "cannot make the folder '" + m_name + "': " + error.message());
+}
+
+ShardedFolder::~ShardedFolder() {
+    std::error_code error;
+    if (m_isMade && !ShardedDictionary::isFolder(m_name))
+        fs::remove(m_name, error); // unless there is something in it
+}
+
+std::string ShardedFolder::getManifestName() const {
+    return m_name + '/' + ShardManifest::FILE_NAME;
+}
+
+void ShardedFolder::check() const {
+    std::error_code error;
+    const fs::file_status status = fs::status(m_name, error);
+    if (!fs::exists(status))
+        return;
+    if (!fs::is_directory(status))
+        throw ToolFailure(ExitCode::USAGE, "'" + m_name + "' exists and is not a folder; --shards makes one");
+    if (!ShardedDictionary::isFolder(m_name) && !m_options.m_output.m_isForced && hasOtherFiles(m_name))
+        throw ToolFailure(ExitCode::USAGE,
+                          "the folder '" + m_name +
+                              "' is not empty and no dictionary; --force puts one beside what it holds");
+    for (const auto& [fileName, format] : m_options.m_files)
+        if (fileName != STANDARD_STREAM &&
+            fs::equivalent(fs::path(TargetFile(fileName).getFolderName()), m_name, error))
+            throw ToolFailure(ExitCode::USAGE, "the input '" + fileName + "' is in the folder of the dictionary");
+}

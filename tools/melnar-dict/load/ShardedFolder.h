@@ -1,0 +1,31 @@
+#pragma once
+
+#include "tools/melnar-dict/load/LoadOptions.h"
+
+#include "Engine/core/platform/Unmovable.h"
+
+#include <string>
+
+/// The folder that a load saves its shards to. It is made if it is not there, and removed again if nothing has been saved
+/// to it.
+///
+/// Ownership  Refers to the options.
+/// Errors     ToolFailure with ExitCode::USAGE for a folder whose contents are something else than a dictionary, and for
+///            an input within the folder.
+class ShardedFolder : private Unmovable {
+public:
+    /// Checks the folder, and makes it.
+    explicit ShardedFolder(const LoadOptions& options);
+    ~ShardedFolder();
+
+    const std::string& getName() const noexcept { return m_name; }
+    std::string getManifestName() const;
+
+    /// Checks it again.
+    void check() const;
+
+private:
+    const LoadOptions& m_options;
+    const std::string m_name;
+    bool m_isMade = false; // by this
+};

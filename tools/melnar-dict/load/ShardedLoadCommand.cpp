@@ -1,0 +1,141 @@
+#include "tools/melnar-dict/load/ShardedLoadCommand.h"
+
+#include "tools/melnar-dict/load/FileLoader.h"
+#include "tools/melnar-dict/load/LoadOutputs.h"
+#include "tools/melnar-dict/load/LoadReport.h"
+#include "tools/melnar-dict/load/LoadRun.h"
+#include "tools/melnar-dict/load/RowOutput.h"
+#include "tools/melnar-dict/load/ShardResolver.h"
+#include "tools/melnar-dict/load/ShardSpill.h"
+#include "tools/melnar-dict/load/ShardedFolder.h"
+#include "tools/melnar-dict/pieces/EngineTerm.h"
+#include "tools/melnar-dict/shell/NumberText.h"
+#include "tools/melnar-dict/shell/OutputFile.h"
+#include "tools/melnar-dict/shell/OutputLock.h"
+#include "tools/melnar-dict/shell/PrintableText.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
+#include "tools/melnar-dict/threads/ProgressReporter.h"
+#include "tools/melnar-dict/threads/WorkerGroup.h"
+
+#include "Engine/core/data-store/sharded/ShardedDictionary.h"
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace {
+
+// What a load needs beside the shards and beside what every load does: the buffers of what is put aside, and for each
+// thread the terms of a block sorted by shards.
+constexpr uint64_t BYTES_OF_SPILL =
+    ShardLayout::NUMBER_OF_SHARDS * (SpillFile::BUFFER_SIZE + SpillFile::BUFFER_SIZE / 2);
+constexpr uint64_t BYTES_OF_THREAD = MemoryLimit::BYTES_OF_THREAD_WITH_TERMS + (uint64_t(4) << 20);
+
+/// Of the shards' memory, what is kept for their growth after the last look at it, and for the copies that are saved.
+size_t getLargestMemory(const size_t dictionaryLimit) {
+    return dictionaryLimit - std::max(dictionaryLimit / 8, std::min(dictionaryLimit / 2, size_t(32) << 20));
+}
+
+/// Has every shard resolve what was put aside, each on its own.
+void resolveSpilled(const size_t numberOfThreads, ShardedDictionary& dictionary, ShardSpill& spill) {
+    std::atomic<uint32_t> nextShard = 0;
+    WorkerGroup workers([&nextShard] { nextShard = ShardLayout::NUMBER_OF_SHARDS; });
+    workers.start(numberOfThreads, [&] {
+        for (uint32_t shard = nextShard++; shard < ShardLayout::NUMBER_OF_SHARDS; shard = nextShard++)
+            if (spill.hasTerms(shard)) {
+                spill.resolveShard(dictionary, shard);
+                dictionary.saveAndRelease(shard);
+            }
+    });
+    workers.join();
+}
+
+/// Adds what is in the dictionary, as its manifest tells.
+void addDictionary(const ShardManifest& manifest, LoadReport& report) {
+    for (const ShardManifest::Shard& shard : manifest.m_shards)
+        for (const auto& [datatypeID, terms] : shard.m_terms) {
+            report.m_distinct[datatypeID] += terms.m_number;
+            (isOfStrings(datatypeID) ? report.m_textBytes : report.m_otherTextBytes) += terms.m_formBytes;
+        }
+}
+
+/// Adds the inputs of a load to those of the dictionary.
+void addInputs(const LoadOptions& options, const std::vector<uint64_t>& numbersOfStatements, ShardManifest& manifest) {
+    for (size_t index = 0; index < options.m_files.size(); ++index)
+        manifest.m_inputs.push_back({options.m_files[index].first, numbersOfStatements[index], true});
+    if (options.m_blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS)
+        manifest.m_nextDocument += options.m_files.size();
+}
+
+} // namespace
+
+ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput) {
+    const uint64_t limit = MemoryLimit::apply(options.m_memoryLimit, options.m_numberOfThreads, BYTES_OF_THREAD);
+    if (limit < 2 * BYTES_OF_SPILL)
+        throw ToolFailure(ExitCode::USAGE, "--memory-limit is too small for --shards: it must be " +
+                                               formatNumberOfBytes(options.m_memoryLimit - limit + 2 * BYTES_OF_SPILL) +
+                                               " or more");
+    const size_t dictionaryLimit = limit - BYTES_OF_SPILL;
+    const ShardedFolder folder(options);
+    checkOtherOutputs(options);
+    OutputLock lock(folder.getManifestName(), options.m_output.m_waits, options.m_feedback.getNoteOutput(errorOutput));
+    folder.check(); // It may have changed since.
+    std::optional<RowOutput> rows;
+    if (!options.m_idsName.empty()) {
+        rows.emplace(options, output, options.m_feedback.getNoteOutput(errorOutput));
+        checkOtherOutputs(options);
+    }
+    MessageOutput messages(errorOutput);
+    const std::unique_ptr<ShardedDictionary> ownedDictionary =
+        options.m_intoName.empty() ? std::make_unique<ShardedDictionary>(dictionaryLimit)
+                                   : ShardedDictionary::open(options.m_intoName, dictionaryLimit);
+    ShardedDictionary& dictionary = *ownedDictionary;
+    LoadRun run(options, output, messages, errorOutput);
+    BlankNodeOptions blankNodes = options.m_blankNodes;
+    if (blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS)
+        blankNodes.m_firstDocument = dictionary.getManifest().m_nextDocument;
+    if (rows)
+        rows->open(ShardLayout::toGlobal(ShardedDictionary::MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD,
+                                         ShardLayout::NUMBER_OF_SHARDS - 1));
+    ShardSpill spill(folder.getName());
+    {
+        ShardResolver::Settings settings{getLargestMemory(dictionaryLimit)};
+        if (rows) {
+            settings.m_rowStream = &rows->getStream();
+            settings.m_rowLayout = rows->getLayout();
+        }
+        ShardResolver resolver(dictionary, spill, settings);
+        FileLoader loader(resolver, run.getJournal(), run.getSettings(), blankNodes);
+        const uint64_t firstNumber = dictionary.getNumberOfResources();
+        if (!run.load(loader, {[&] { return dictionary.getNumberOfResources() - firstNumber; },
+                               [&] { return dictionary.getMemoryInUse(); }}))
+            return run.tellStop();
+    }
+    LoadReport report = run.makeReport(blankNodes.m_firstDocument);
+    report.m_memoryBytes = dictionary.getMemoryInUse();
+    {
+        const ProgressReporter progress(messages, options.m_feedback.getProgressMode(),
+                                        "saving '" + toPrintable(folder.getName()) + "'");
+        if (spill.hasAnyTerms()) {
+            dictionary.saveAndRelease(folder.getName(), options.m_numberOfThreads);
+            resolveSpilled(options.m_numberOfThreads, dictionary, spill);
+            if (rows)
+                spill.writeRows(rows->getLayout().m_idWidth, rows->getStream());
+        }
+        addInputs(options, run.getStatementsOfFiles(), dictionary.getManifest());
+        ShardManifest manifest =
+            dictionary.saveShards(folder.getName(), ShardedDictionary::State::WHOLE, options.m_numberOfThreads);
+        OutputFile file(lock);
+        manifest.write(file.getStream());
+        if (rows)
+            rows->commitWith(dictionary.getHistory(), dictionary.getEndOfResourceIDs() - 1, file);
+        else
+            file.commit();
+        dictionary.finishSave(folder.getName(), std::move(manifest));
+    }
+    addDictionary(dictionary.getManifest(), report);
+    return run.print(report, {});
+}

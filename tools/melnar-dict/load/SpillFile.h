@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/stream/FileDescriptor.h"
+#include "Engine/core/platform/stream/OutputStream.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+/// A file of a load's unfinished work to which is appended. There may be many at once, so its buffer is smaller than that of
+/// a FileOutputStream, and there is only as much of it as was needed.
+///
+/// Ownership  Owns the file descriptor and the buffer. The file stays.
+/// Threads    One at a time.
+/// Errors     SystemCallException that names the file and the call.
+class SpillFile final : public OutputStream, private Unmovable {
+public:
+    static constexpr size_t BUFFER_SIZE = size_t(1) << 16;
+
+    /// Makes the file, or empties the one that is there.
+    explicit SpillFile(const std::string& fileName);
+
+    const std::string& getName() const override { return m_fileName; }
+    void write(const void* data, size_t numberOfBytes) override;
+    void flush() override;
+
+    uint64_t getNumberOfBytes() const noexcept { return m_numberOfBytes; }
+
+private:
+    const std::string m_fileName;
+    FileDescriptor m_file;
+    std::string m_buffer;
+    uint64_t m_numberOfBytes = 0;
+};
