@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tools/melnar-dict/input/InputFiles.h"
+#include "tools/melnar-dict/load/CheckpointOptions.h"
 #include "tools/melnar-dict/load/Lookup.h"
 #include "tools/melnar-dict/load/TermResolver.h"
 #include "tools/melnar-dict/pieces/BlankNodeOptions.h"
@@ -32,7 +33,8 @@ struct LoadOptions {
     std::string m_base;
     bool m_loadsOnlyStrings = false;
     bool m_makesShards = false; // the dictionary is a folder
-    std::string m_idsName;      // where rows of IDs go, "-" being standard output; empty for nowhere
+    CheckpointOptions m_checkpoint;
+    std::string m_idsName; // where rows of IDs go, "-" being standard output; empty for nowhere
     RowOptions m_rows;
     std::optional<TermResolver::Order> m_order; // without one, that of the input if there are rows
     BlankNodeOptions m_blankNodes;

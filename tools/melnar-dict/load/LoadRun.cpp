@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/load/LoadRun.h"
 
+#include "tools/melnar-dict/load/ShardResolver.h"
 #include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/threads/ProgressReporter.h"
 
@@ -16,7 +17,7 @@ FileLoader::Settings LoadRun::getSettings() {
     return {m_options.m_numberOfThreads,
             m_options.m_isLenient,
             m_options.m_base,
-            BlockReader::DEFAULT_BLOCK_SIZE,
+            m_options.m_makesShards ? ShardResolver::BLOCK_SIZE : BlockReader::DEFAULT_BLOCK_SIZE,
             m_options.m_maximumLine,
             !m_options.m_rejectedName.empty(),
             m_options.m_version,

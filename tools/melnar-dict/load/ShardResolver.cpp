@@ -22,16 +22,13 @@ struct ShardResolver::OwnThread final : Thread {
     std::vector<BatchFailure> m_failuresOfShard;
     std::vector<std::pair<size_t, uint8_t>> m_unknown; // terms of the batch by their indexes, and their shards
     std::vector<uint8_t> m_shardsOfUnknown;
-    std::vector<uint64_t> m_cells;
-    std::string m_bytes; // of rows
+    std::vector<uint64_t> m_cells; // of rows
 };
 
-ShardResolver::ShardResolver(ShardedDictionary& dictionary, ShardSpill& spill, const Settings& settings)
-    : m_dictionary(dictionary), m_spill(spill), m_settings(settings),
-      m_creator(std::make_unique<ShardedDictionaryThread>(dictionary)) {
-    if (m_settings.m_rowStream != nullptr)
-        m_rowOutput.emplace(*m_settings.m_rowStream);
-}
+ShardResolver::ShardResolver(ShardedDictionary& dictionary, ShardSpill& spill, const LoadWork& work, Settings settings)
+    : m_dictionary(dictionary), m_spill(spill), m_settings(std::move(settings)), m_work(work),
+      m_creator(work.m_isFull ? nullptr : std::make_unique<ShardedDictionaryThread>(dictionary)),
+      m_isFull(work.m_isFull) {}
 
 ShardResolver::~ShardResolver() = default;
 
@@ -42,8 +39,9 @@ std::unique_ptr<TermResolver::Thread> ShardResolver::makeThread() {
 void ShardResolver::startFile() noexcept {
     for (Turns& turns : m_turns)
         turns.startOver();
-    if (m_rowOutput)
-        m_rowOutput->startOver();
+    m_rowTurns.startOver();
+    m_numberOfEndedPieces = 0;
+    ++m_fileIndex;
 }
 
 std::string ShardResolver::getCauseOfRefusal(BatchEntry literal) const {
@@ -52,21 +50,59 @@ std::string ShardResolver::getCauseOfRefusal(BatchEntry literal) const {
     return causeOfRefusal(failures.at(0));
 }
 
+/// Whether an interrupted load has done the piece.
+bool ShardResolver::isDone(const ParsedPiece& piece) const noexcept {
+    return m_fileIndex - 1 < m_work.m_fileIndex ||
+           (m_fileIndex - 1 == m_work.m_fileIndex && piece.m_sequence < m_work.m_blockIndex);
+}
+
 void ShardResolver::resolve(const TermRows& rows, Thread& anyThread, ParsedPiece& piece) {
     auto& thread = static_cast<OwnThread&>(anyThread); // one of makeThread's
+    bool isWhole = false;
     try {
         resolveTerms(thread, piece);
-        if (m_rowOutput) {
-            numberUnknown(thread, piece);
+        numberUnknown(thread, piece);
+        if (m_settings.m_numberOfColumns != 0)
             rows.appendIDsOfWholeRows(piece.m_terms.getEntries(), thread.m_cells);
-        }
+        isWhole = piece.m_errors.empty() || m_settings.m_isLenient;
     } catch (...) {
-        if (m_rowOutput)
-            m_rowOutput->write(piece.m_sequence, {}); // The others wait for this turn.
+        m_rowTurns.take(piece.m_sequence, [] {}); // for which the others wait
+        endPiece(false);
         throw;
     }
-    if (m_rowOutput)
-        m_rowOutput->writeInTurn(piece.m_sequence, [&](OutputStream& output) { writeRows(thread, output); });
+    try {
+        m_rowTurns.take(piece.m_sequence, [&] {
+            if (m_settings.m_numberOfColumns != 0 && !isDone(piece))
+                m_spill.addRows(thread.m_shardsOfUnknown, thread.m_cells);
+        });
+    } catch (...) {
+        endPiece(false);
+        throw;
+    }
+    endPiece(isWhole);
+}
+
+void ShardResolver::endPiece(const bool isWhole) {
+    const std::lock_guard guard(m_endMutex);
+    ++m_numberOfEndedPieces;
+    m_hasFailed = m_hasFailed || !isWhole;
+    m_end.notify_all();
+}
+
+/// In the turn of the block, so that no later one has begun. Those before it have.
+void ShardResolver::saveIfDue(const ParsedPiece& piece) {
+    if (isDone(piece) || !m_settings.m_isSaveDue())
+        return;
+    {
+        std::unique_lock lock(m_endMutex);
+        m_end.wait(lock, [&] { return m_numberOfEndedPieces == piece.m_sequence; });
+        if (m_hasFailed)
+            return;
+    }
+    m_work.m_fileIndex = m_fileIndex - 1;
+    m_work.m_blockIndex = piece.m_sequence;
+    m_work.m_isFull = m_isFull.load(std::memory_order_relaxed);
+    m_settings.m_save(m_work);
 }
 
 /// Takes every turn, whatever happens: the others wait for it.
@@ -86,19 +122,23 @@ void ShardResolver::resolveTerms(OwnThread& thread, ParsedPiece& piece) {
     for (uint32_t group = 0; group < NUMBER_OF_GROUPS; ++group)
         m_turns[group].take(piece.m_sequence, [&] {
             attempt([&] {
+                if (group == 0)
+                    saveIfDue(piece);
                 for (uint32_t shard = group * SHARDS_OF_A_GROUP; shard < (group + 1) * SHARDS_OF_A_GROUP; ++shard)
                     resolveShard(shard, thread, piece);
             });
         });
     if (failure != nullptr)
         std::rethrow_exception(failure);
+    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
+        thread.m_batch.copyAnswers(shard, piece.m_terms.getEntries());
     addFailures(thread.m_failures, piece);
 }
 
 /// In the turn of the block.
-void ShardResolver::resolveShard(const uint32_t shard, OwnThread& thread, ParsedPiece& piece) {
+void ShardResolver::resolveShard(const uint32_t shard, OwnThread& thread, const ParsedPiece& piece) {
     const std::span<BatchEntry> part = thread.m_batch.getPart(shard);
-    if (part.empty())
+    if (part.empty() || isDone(piece))
         return;
     thread.m_failuresOfShard.clear();
     if (!m_isFull.load(std::memory_order_relaxed) && m_dictionary.getMemoryInUse() > m_settings.m_largestMemory)
@@ -118,7 +158,6 @@ void ShardResolver::resolveShard(const uint32_t shard, OwnThread& thread, Parsed
         const DictionaryThread::Loan loan(m_creator->getThread(shard));
         dictionary.resolveResources(m_creator->getThread(shard), part, thread.m_failuresOfShard);
     }
-    thread.m_batch.copyAnswers(shard, piece.m_terms.getEntries());
     thread.m_batch.appendFailures(shard, thread.m_failuresOfShard, thread.m_failures);
 }
 
@@ -131,15 +170,4 @@ void ShardResolver::numberUnknown(OwnThread& thread, ParsedPiece& piece) const {
         piece.m_terms.getEntries()[index].m_resourceID = ShardSpill::UNKNOWN | thread.m_shardsOfUnknown.size();
         thread.m_shardsOfUnknown.push_back(shard);
     }
-}
-
-/// In the turn of the block. Behind rows that were put aside, all are.
-void ShardResolver::writeRows(OwnThread& thread, OutputStream& output) {
-    if (!thread.m_shardsOfUnknown.empty() || m_spill.hasRows()) {
-        m_spill.addRows(thread.m_shardsOfUnknown, thread.m_cells);
-        return;
-    }
-    thread.m_bytes.clear();
-    appendIDs(thread.m_cells, m_settings.m_rowLayout.m_idWidth, thread.m_bytes);
-    output.write(thread.m_bytes.data(), thread.m_bytes.size());
 }

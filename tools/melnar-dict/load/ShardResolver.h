@@ -1,18 +1,19 @@
 #pragma once
 
+#include "tools/melnar-dict/load/LoadWork.h"
 #include "tools/melnar-dict/load/TermResolver.h"
-#include "tools/melnar-dict/rows/RowLayout.h"
-#include "tools/melnar-dict/threads/OrderedOutput.h"
 #include "tools/melnar-dict/threads/Turns.h"
 
 #include "Engine/core/data-store/sharded/ShardLayout.h"
 
 #include <array>
 #include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
-#include <optional>
+#include <mutex>
 #include <string>
 
 class ShardSpill;
@@ -24,27 +25,37 @@ class ShardedDictionaryThread;
 /// number of threads: these come to a group of shards in the order of their blocks, and are at different groups meanwhile.
 ///
 /// From the moment when the dictionary has as much memory as it may, no shard takes new terms: what is unknown then is
-/// put aside, and so are the rows from there on. See ShardSpill, which gives each term the ID it would have got here.
+/// put aside; see ShardSpill, which gives each term the ID it would have got here. All rows are put aside.
+///
+/// Blocks that an interrupted load has done are passed over. Between two blocks, the load can be saved as it stands.
 ///
 /// Ownership  Refers to what it is given, which outlives it.
 /// Threads    As TermResolver.
 /// Errors     As TermResolver.
 class ShardResolver final : public TermResolver {
 public:
+    /// Of the input's blocks, in bytes. A shard gets a part of a block, which should still be large enough for the
+    /// dictionary to work at full speed.
+    static constexpr size_t BLOCK_SIZE = size_t(1) << 20;
+
     struct Settings {
         size_t m_largestMemory = ~size_t(0); // that the dictionary may use before terms are put aside
-        OutputStream* m_rowStream = nullptr; // nothing for no rows
-        RowLayout m_rowLayout{};
+        size_t m_numberOfColumns = 0;        // of the rows; none for no rows
+        bool m_isLenient = false;            // goes on behind errors
+
+        // Asked before each block; if it says so, `m_save` is called with how far the load has come, as soon as all
+        // blocks before it are done, and before another one begins.
+        std::function<bool()> m_isSaveDue = [] { return false; };
+        std::function<void(LoadWork& work)> m_save = [](LoadWork&) {};
     };
 
-    ShardResolver(ShardedDictionary& dictionary, ShardSpill& spill, const Settings& settings);
+    /// Goes on where the work says.
+    ShardResolver(ShardedDictionary& dictionary, ShardSpill& spill, const LoadWork& work, Settings settings);
     ~ShardResolver() override;
 
     std::unique_ptr<Thread> makeThread() override;
     void startFile() noexcept override;
-    size_t getNumberOfColumns() const noexcept override {
-        return m_settings.m_rowStream == nullptr ? 0 : m_settings.m_rowLayout.m_columns;
-    }
+    size_t getNumberOfColumns() const noexcept override { return m_settings.m_numberOfColumns; }
     std::string getCauseOfRefusal(BatchEntry literal) const override;
     void resolve(const TermRows& rows, Thread& thread, ParsedPiece& piece) override;
 
@@ -54,16 +65,24 @@ private:
     static constexpr uint32_t SHARDS_OF_A_GROUP = 16;
     static constexpr uint32_t NUMBER_OF_GROUPS = ShardLayout::NUMBER_OF_SHARDS / SHARDS_OF_A_GROUP;
 
+    bool isDone(const ParsedPiece& piece) const noexcept;
+    void saveIfDue(const ParsedPiece& piece);
     void resolveTerms(OwnThread& thread, ParsedPiece& piece);
-    void resolveShard(uint32_t shard, OwnThread& thread, ParsedPiece& piece);
+    void resolveShard(uint32_t shard, OwnThread& thread, const ParsedPiece& piece);
     void numberUnknown(OwnThread& thread, ParsedPiece& piece) const;
-    void writeRows(OwnThread& thread, OutputStream& output);
+    void endPiece(bool isWhole);
 
     ShardedDictionary& m_dictionary;
     ShardSpill& m_spill;
     const Settings m_settings;
-    std::unique_ptr<ShardedDictionaryThread> m_creator; // of all terms
-    std::atomic<bool> m_isFull = false;                 // only grows true; each shard notices it in somebody's turn
-    std::array<Turns, NUMBER_OF_GROUPS> m_turns;        // of those who use a group
-    std::optional<OrderedOutput> m_rowOutput;
+    LoadWork m_work;                                    // as it was when this began, or was saved last
+    std::unique_ptr<ShardedDictionaryThread> m_creator; // of all terms; null if there will be none
+    uint64_t m_fileIndex = 0;                           // of the current file + 1
+    std::atomic<bool> m_isFull;                         // only grows true; each shard notices it in somebody's turn
+    std::array<Turns, NUMBER_OF_GROUPS> m_turns; // of those who use a group; the first group's are of the blocks, too
+    Turns m_rowTurns;
+    std::mutex m_endMutex;              // protects what follows
+    std::condition_variable m_end;      // of a piece
+    uint64_t m_numberOfEndedPieces = 0; // of the file
+    bool m_hasFailed = false;           // something is missing: nothing may be saved from here on
 };

@@ -4,7 +4,6 @@
 
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/dictionary/BatchFailure.h"
-#include "Engine/core/data-store/sharded/ShardManifest.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 #include "Engine/core/platform/stream/FileInputStream.h"
 
@@ -49,22 +48,58 @@ void readBatch(FileInputStream& input, uint64_t& remainingBytes, Batch& batch) {
 
 } // namespace
 
-ShardSpill::ShardSpill(std::string folderName) : m_folderName(std::move(folderName)) {}
-
-ShardSpill::~ShardSpill() {
-    std::error_code error; // What cannot be removed is removed by the next save.
-    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
-        for (const auto& file : {std::cref(m_terms[shard]), std::cref(m_ids[shard])})
-            if (file.get() != nullptr)
-                std::filesystem::remove(file.get()->getName(), error);
-    if (m_rows != nullptr)
-        std::filesystem::remove(m_rows->getName(), error);
+ShardSpill::ShardSpill(std::string folderName, const LoadWork& work) : m_folderName(std::move(folderName)) {
+    const auto reopen = [](const std::string& fileName, const uint64_t numberOfBytes) {
+        return numberOfBytes == 0 ? nullptr : std::make_unique<SpillFile>(fileName, numberOfBytes);
+    };
+    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
+        const LoadWork::Shard& ofShard = work.m_shards[shard];
+        if (ofShard.m_isResolved)
+            m_ids[shard] = reopen(getName("ids", shard), ofShard.m_bytesOfIDs);
+        else
+            m_terms[shard] = reopen(getName("terms", shard), ofShard.m_bytesOfTerms);
+    }
+    m_rows = reopen(getName("rows"), work.m_bytesOfRows);
 }
 
-std::string ShardSpill::getName(const char* const kind, const uint32_t shard) const {
+ShardSpill::~ShardSpill() {
+    if (!m_isKept)
+        removeFrom(m_folderName);
+}
+
+void ShardSpill::removeFrom(const std::string& folderName) {
+    std::error_code error; // What cannot be removed does no harm, and the next load tries again.
+    for (const auto& entry : std::filesystem::directory_iterator(folderName, error))
+        if (entry.path().filename().string().starts_with(WORK_PREFIX))
+            std::filesystem::remove(entry.path(), error);
+}
+
+std::string ShardSpill::getName(const std::string& kind) const {
+    return m_folderName + '/' + WORK_PREFIX + kind;
+}
+
+std::string ShardSpill::getName(const std::string& kind, const uint32_t shard) const {
     char number[4];
     std::snprintf(number, sizeof(number), "-%02x", static_cast<unsigned>(shard % ShardLayout::NUMBER_OF_SHARDS));
-    return m_folderName + '/' + ShardManifest::WORK_PREFIX + kind + number;
+    return getName(kind + number);
+}
+
+void ShardSpill::synchronize(LoadWork& work) {
+    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
+        if (m_terms[shard] != nullptr) {
+            m_terms[shard]->synchronize();
+            work.m_shards[shard].m_bytesOfTerms = m_terms[shard]->getNumberOfBytes();
+        }
+    if (m_rows != nullptr) {
+        m_rows->synchronize();
+        work.m_bytesOfRows = m_rows->getNumberOfBytes();
+    }
+}
+
+void ShardSpill::synchronizeIDs(const uint32_t shard, LoadWork::Shard& work) {
+    m_ids[shard]->synchronize();
+    work.m_bytesOfIDs = m_ids[shard]->getNumberOfBytes();
+    work.m_isResolved = true;
 }
 
 void ShardSpill::addTerm(const uint32_t shard, const BatchEntry& term) {
@@ -82,7 +117,7 @@ bool ShardSpill::hasAnyTerms() const noexcept {
 
 void ShardSpill::addRows(const std::span<const uint8_t> shardsOfUnknown, const std::span<const uint64_t> cells) {
     if (m_rows == nullptr)
-        m_rows = std::make_unique<SpillFile>(m_folderName + '/' + ShardManifest::WORK_PREFIX + "rows");
+        m_rows = std::make_unique<SpillFile>(getName("rows"));
     m_rows->writeUInt32(static_cast<uint32_t>(shardsOfUnknown.size()));
     m_rows->write(shardsOfUnknown.data(), shardsOfUnknown.size());
     m_rows->writeUInt64(cells.size());
@@ -109,8 +144,6 @@ void ShardSpill::resolveShard(ShardedDictionary& dictionary, const uint32_t shar
         }
     }
     m_ids[shard]->flush();
-    std::error_code error; // An old file does no harm.
-    std::filesystem::remove(m_terms[shard]->getName(), error);
 }
 
 void ShardSpill::writeRows(const size_t idWidth, OutputStream& output) {
@@ -142,12 +175,4 @@ void ShardSpill::writeRows(const size_t idWidth, OutputStream& output) {
         appendIDs(cells, idWidth, bytes);
         output.write(bytes.data(), bytes.size());
     }
-}
-
-uint64_t ShardSpill::getNumberOfBytes() const noexcept {
-    uint64_t sum = m_rows == nullptr ? 0 : m_rows->getNumberOfBytes();
-    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
-        for (const auto& file : {std::cref(m_terms[shard]), std::cref(m_ids[shard])})
-            sum += file.get() == nullptr ? 0 : file.get()->getNumberOfBytes();
-    return sum;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tools/melnar-dict/load/LoadWork.h"
 #include "tools/melnar-dict/load/SpillFile.h"
 
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
@@ -18,7 +19,8 @@ class ShardedDictionary;
 /// What a load puts aside when its terms no longer fit into memory: for each shard a file of terms that were not known, in
 /// the order of the input; and the rows that have such terms. Later each shard is brought into memory on its own and
 /// resolves its terms in their order, so that they get the IDs that they would have got at once; then the rows are
-/// completed. All files are written and read from their start to their end.
+/// completed. All files are written and read from their start to their end. Rows are put aside from the first one, so
+/// that a load that was interrupted can go on with them.
 ///
 ///   work-terms-XX  for each term 4 bytes of length, the datatype ID and the lexical form
 ///   work-ids-XX    for each of these terms its local ID, 8 bytes
@@ -27,7 +29,7 @@ class ShardedDictionary;
 ///
 /// A term that is unknown in several blocks is there for each.
 ///
-/// Ownership  Owns the files, and removes them in the end.
+/// Ownership  Owns the files, and removes them in the end unless they are to be kept.
 /// Threads    addTerm: one at a time for each shard. addRows: one at a time. resolveShard: any number at once, each with
 ///            a shard of its own, when all terms have been added. writeRows: alone, after that.
 /// Errors     SystemCallException; those of the dictionary for terms that it cannot take.
@@ -36,9 +38,24 @@ public:
     /// The mark of a cell whose term is unknown; the rest of the cell is the term's number in its block.
     static constexpr uint64_t UNKNOWN = uint64_t(1) << 63;
 
-    /// The folder is that of the dictionary.
-    explicit ShardSpill(std::string folderName);
+    /// What names of files of unfinished work begin with.
+    static constexpr const char* WORK_PREFIX = "work-";
+
+    /// The folder is that of the dictionary. Goes on with the files of such work.
+    ShardSpill(std::string folderName, const LoadWork& work);
     ~ShardSpill();
+
+    /// Makes sure that everything so far is on the disk, and enters it into the work.
+    void synchronize(LoadWork& work);
+
+    /// The same with the IDs of one shard, which has resolved its terms.
+    void synchronizeIDs(uint32_t shard, LoadWork::Shard& work);
+
+    /// Leaves the files where they are.
+    void keep() noexcept { m_isKept = true; }
+
+    /// Removes all files of unfinished work from a folder.
+    static void removeFrom(const std::string& folderName);
 
     void addTerm(uint32_t shard, const BatchEntry& term);
 
@@ -47,7 +64,6 @@ public:
 
     bool hasTerms(uint32_t shard) const noexcept { return m_terms[shard] != nullptr; }
     bool hasAnyTerms() const noexcept;
-    bool hasRows() const noexcept { return m_rows != nullptr; }
 
     /// Has a shard resolve its terms.
     void resolveShard(ShardedDictionary& dictionary, uint32_t shard);
@@ -55,14 +71,13 @@ public:
     /// Writes all rows that were added, with IDs of this width.
     void writeRows(size_t idWidth, OutputStream& output);
 
-    /// How many bytes of files there have been at most so far.
-    uint64_t getNumberOfBytes() const noexcept;
-
 private:
-    std::string getName(const char* kind, uint32_t shard) const;
+    std::string getName(const std::string& kind) const;
+    std::string getName(const std::string& kind, uint32_t shard) const;
 
     const std::string m_folderName;
     std::array<std::unique_ptr<SpillFile>, ShardLayout::NUMBER_OF_SHARDS> m_terms;
     std::array<std::unique_ptr<SpillFile>, ShardLayout::NUMBER_OF_SHARDS> m_ids;
     std::unique_ptr<SpillFile> m_rows;
+    bool m_isKept = false;
 };

@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/load/ShardedFolder.h"
 
+#include "tools/melnar-dict/load/ShardSpill.h"
 #include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
@@ -29,7 +30,8 @@ bool hasOtherFiles(const std::string& folderName) {
     std::error_code error;
     return std::ranges::any_of(fs::directory_iterator(folderName, error), [&](const fs::directory_entry& entry) {
         const std::string name = entry.path().filename().string();
-        return !name.starts_with(manifest) && !ShardManifest::isNameOfShard(name) && !ShardManifest::isNameOfWork(name);
+        return !name.starts_with(manifest) && !ShardManifest::isNameOfShard(name) &&
+               !name.starts_with(ShardSpill::WORK_PREFIX);
     });
 }
 

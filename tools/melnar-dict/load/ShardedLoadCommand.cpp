@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/load/ShardedLoadCommand.h"
 
 #include "tools/melnar-dict/load/FileLoader.h"
+#include "tools/melnar-dict/load/LoadCheckpoint.h"
 #include "tools/melnar-dict/load/LoadOutputs.h"
 #include "tools/melnar-dict/load/LoadReport.h"
 #include "tools/melnar-dict/load/LoadRun.h"
@@ -13,6 +14,7 @@
 #include "tools/melnar-dict/shell/OutputFile.h"
 #include "tools/melnar-dict/shell/OutputLock.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
+#include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 #include "tools/melnar-dict/threads/ProgressReporter.h"
 #include "tools/melnar-dict/threads/WorkerGroup.h"
@@ -21,9 +23,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <utility>
 
 namespace {
@@ -39,8 +43,36 @@ size_t getLargestMemory(const size_t dictionaryLimit) {
     return dictionaryLimit - std::max(dictionaryLimit / 8, std::min(dictionaryLimit / 2, size_t(32) << 20));
 }
 
-/// Has every shard resolve what was put aside, each on its own.
-void resolveSpilled(const size_t numberOfThreads, ShardedDictionary& dictionary, ShardSpill& spill) {
+/// Whether another process can read an input from its start again.
+bool canReadAgain(const LoadOptions& options) {
+    return std::ranges::all_of(options.m_files, [](const auto& file) {
+        std::error_code error;
+        return file.first != STANDARD_STREAM && std::filesystem::is_regular_file(file.first, error);
+    });
+}
+
+/// All that the outcome of a load depends on, the sizes of its inputs included.
+std::string describeTask(const LoadOptions& options, const ShardedDictionary& dictionary) {
+    std::string task =
+        "rows " + std::to_string(options.m_idsName.empty() ? 0 : options.m_rows.getNumberOfColumns(options.m_files));
+    task += " lenient " + std::to_string(options.m_isLenient);
+    task += " version " + std::to_string(static_cast<int>(options.m_version));
+    task += " line " + std::to_string(options.m_maximumLine);
+    task += " shared " + std::to_string(options.m_blankNodes.m_mode == BlankNodeScope::Mode::SHARED);
+    task += " base " + options.m_base + '\n';
+    if (const std::optional<DictionaryIdentity> identity = dictionary.getHistory().getIdentity())
+        task += "into " + identity->toString() + '\n';
+    for (const auto& [fileName, format] : options.m_files) {
+        std::error_code error;
+        task += std::to_string(static_cast<int>(format)) + ' ' +
+                std::to_string(std::filesystem::file_size(fileName, error)) + ' ' + fileName + '\n';
+    }
+    return task;
+}
+
+/// Has every shard resolve what was put aside, each on its own. All have been saved.
+void resolveSpilled(const size_t numberOfThreads, ShardedDictionary& dictionary, ShardSpill& spill,
+                    LoadCheckpoint* const checkpoint) {
     std::atomic<uint32_t> nextShard = 0;
     WorkerGroup workers([&nextShard] { nextShard = ShardLayout::NUMBER_OF_SHARDS; });
     workers.start(numberOfThreads, [&] {
@@ -48,6 +80,8 @@ void resolveSpilled(const size_t numberOfThreads, ShardedDictionary& dictionary,
             if (spill.hasTerms(shard)) {
                 spill.resolveShard(dictionary, shard);
                 dictionary.saveAndRelease(shard);
+                if (checkpoint != nullptr)
+                    checkpoint->noteResolved(shard);
             }
     });
     workers.join();
@@ -89,27 +123,40 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
         checkOtherOutputs(options);
     }
     MessageOutput messages(errorOutput);
-    const std::unique_ptr<ShardedDictionary> ownedDictionary =
+    std::unique_ptr<ShardedDictionary> ownedDictionary =
         options.m_intoName.empty() ? std::make_unique<ShardedDictionary>(dictionaryLimit)
                                    : ShardedDictionary::open(options.m_intoName, dictionaryLimit);
-    ShardedDictionary& dictionary = *ownedDictionary;
-    LoadRun run(options, output, messages, errorOutput);
+    const uint64_t firstNumber = ownedDictionary->getNumberOfResources();
     BlankNodeOptions blankNodes = options.m_blankNodes;
     if (blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS)
-        blankNodes.m_firstDocument = dictionary.getManifest().m_nextDocument;
-    if (rows)
-        rows->open(ShardLayout::toGlobal(ShardedDictionary::MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD,
-                                         ShardLayout::NUMBER_OF_SHARDS - 1));
-    ShardSpill spill(folder.getName());
+        blankNodes.m_firstDocument = ownedDictionary->getManifest().m_nextDocument;
+    LoadWork work{.m_task = describeTask(options, *ownedDictionary)};
+    if (std::optional<LoadCheckpoint::Unfinished> unfinished = LoadCheckpoint::read(folder.getName());
+        unfinished && unfinished->m_work.m_task == work.m_task && canReadAgain(options)) {
+        work = std::move(unfinished->m_work);
+        ownedDictionary = ShardedDictionary::open(folder.getName(), std::move(unfinished->m_manifest), dictionaryLimit);
+        options.m_feedback.getNoteOutput(errorOutput) << "going on with the load that was interrupted, which has " +
+                                                             std::to_string(ownedDictionary->getNumberOfResources()) +
+                                                             " terms so far\n";
+    } else
+        ShardSpill::removeFrom(folder.getName()); // of another load
+    ShardedDictionary& dictionary = *ownedDictionary;
+    LoadRun run(options, output, messages, errorOutput);
+    ShardSpill spill(folder.getName(), work);
+    std::optional<LoadCheckpoint> checkpoint;
+    if (canReadAgain(options))
+        checkpoint.emplace(folder.getName(), options.m_checkpoint, options.m_numberOfThreads, dictionary, spill);
     {
-        ShardResolver::Settings settings{getLargestMemory(dictionaryLimit)};
-        if (rows) {
-            settings.m_rowStream = &rows->getStream();
-            settings.m_rowLayout = rows->getLayout();
+        ShardResolver::Settings settings;
+        settings.m_largestMemory = getLargestMemory(dictionaryLimit);
+        settings.m_numberOfColumns = rows ? rows->getLayout().m_columns : 0;
+        settings.m_isLenient = options.m_isLenient;
+        if (checkpoint) {
+            settings.m_isSaveDue = [&checkpoint] { return checkpoint->isDue(); };
+            settings.m_save = [&checkpoint](LoadWork& soFar) { checkpoint->save(soFar); };
         }
-        ShardResolver resolver(dictionary, spill, settings);
+        ShardResolver resolver(dictionary, spill, work, std::move(settings));
         FileLoader loader(resolver, run.getJournal(), run.getSettings(), blankNodes);
-        const uint64_t firstNumber = dictionary.getNumberOfResources();
         if (!run.load(loader, {[&] { return dictionary.getNumberOfResources() - firstNumber; },
                                [&] { return dictionary.getMemoryInUse(); }}))
             return run.tellStop();
@@ -121,9 +168,17 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
                                         "saving '" + toPrintable(folder.getName()) + "'");
         if (spill.hasAnyTerms()) {
             dictionary.saveAndRelease(folder.getName(), options.m_numberOfThreads);
-            resolveSpilled(options.m_numberOfThreads, dictionary, spill);
-            if (rows)
-                spill.writeRows(rows->getLayout().m_idWidth, rows->getStream());
+            work.m_fileIndex = options.m_files.size();
+            work.m_blockIndex = 0;
+            work.m_isFull = true;
+            if (checkpoint)
+                checkpoint->startResolving(work);
+            resolveSpilled(options.m_numberOfThreads, dictionary, spill, checkpoint ? &*checkpoint : nullptr);
+        }
+        if (rows) {
+            const uint64_t largestID = dictionary.getEndOfResourceIDs() - 1;
+            rows->open(largestID);
+            spill.writeRows(rows->getLayout().m_idWidth, rows->getStream());
         }
         addInputs(options, run.getStatementsOfFiles(), dictionary.getManifest());
         ShardManifest manifest =
@@ -134,7 +189,10 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
             rows->commitWith(dictionary.getHistory(), dictionary.getEndOfResourceIDs() - 1, file);
         else
             file.commit();
-        dictionary.finishSave(folder.getName(), std::move(manifest));
+        dictionary.noteSaved(folder.getName(), std::move(manifest));
+        if (checkpoint)
+            checkpoint->remove();
+        ShardedDictionary::removeRemains(folder.getName(), {&std::as_const(dictionary).getManifest()});
     }
     addDictionary(dictionary.getManifest(), report);
     return run.print(report, {});

@@ -19,11 +19,18 @@ public:
     static constexpr size_t BUFFER_SIZE = size_t(1) << 16;
 
     /// Makes the file, or empties the one that is there.
-    explicit SpillFile(const std::string& fileName);
+    explicit SpillFile(const std::string& fileName) : SpillFile(fileName, 0) {}
+
+    /// Goes on behind so many bytes of the file, and cuts off what comes after them. If there are fewer, the file is not what
+    /// it was: MelnarException.
+    SpillFile(const std::string& fileName, uint64_t numberOfBytes);
 
     const std::string& getName() const override { return m_fileName; }
     void write(const void* data, size_t numberOfBytes) override;
     void flush() override;
+
+    /// Flushes, and returns only when the bytes are on the disk.
+    void synchronize();
 
     uint64_t getNumberOfBytes() const noexcept { return m_numberOfBytes; }
 

@@ -130,8 +130,11 @@ bool ShardManifest::isNameOfShard(const std::string& fileName) {
     return fileName.starts_with(NAME_PREFIX);
 }
 
-bool ShardManifest::isNameOfWork(const std::string& fileName) {
-    return fileName.starts_with(WORK_PREFIX);
+bool ShardManifest::names(const std::string& fileName) const {
+    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
+        if (m_shards[shard].m_numberOfResources != 0 && fileName == getFileName(shard))
+            return true;
+    return false;
 }
 
 void ShardManifest::write(OutputStream& output) const {

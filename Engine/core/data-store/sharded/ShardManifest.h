@@ -62,11 +62,8 @@ struct ShardManifest {
     /// Whether a name within the folder is that of a shard's file, complete or not.
     static bool isNameOfShard(const std::string& fileName);
 
-    /// Whether a name within the folder is that of a file of unfinished work.
-    static bool isNameOfWork(const std::string& fileName);
-
-    /// What names of files of unfinished work begin with.
-    static constexpr const char* WORK_PREFIX = "work-";
+    /// Whether a name within the folder is that of a shard's file that this names.
+    bool names(const std::string& fileName) const;
 
     void write(OutputStream& output) const;
 

@@ -136,22 +136,6 @@ void writeFile(const std::string& temporaryName, const Write& write) {
     output.close();
 }
 
-/// What cannot be removed does no harm, and the next save tries again.
-void removeRemains(const std::string& folderName, const ShardManifest& manifest) {
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(folderName, error)) {
-        const std::string fileName = entry.path().filename().string();
-        const bool isWork = ShardManifest::isNameOfWork(fileName);
-        if (!isWork && !ShardManifest::isNameOfShard(fileName))
-            continue;
-        bool isNamed = isWork && !manifest.m_work.empty();
-        for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS && !isNamed; ++shard)
-            isNamed = manifest.m_shards[shard].m_numberOfResources != 0 && fileName == manifest.getFileName(shard);
-        if (!isNamed)
-            std::filesystem::remove(entry.path(), error);
-    }
-}
-
 /// Performs `action(shard)` for all shards on so many threads; throws what the first of them that failed threw.
 template<class Action>
 void forEachShardNumber(const size_t numberOfThreads, const Action& action) {
@@ -203,8 +187,13 @@ ShardedDictionary::~ShardedDictionary() = default;
 
 std::unique_ptr<ShardedDictionary> ShardedDictionary::open(const std::string& folderName, const size_t memoryLimit,
                                                            const DictionaryOptions& options) {
+    return open(folderName, readManifest(folderName), memoryLimit, options);
+}
+
+std::unique_ptr<ShardedDictionary> ShardedDictionary::open(const std::string& folderName, ShardManifest manifest,
+                                                           const size_t memoryLimit, const DictionaryOptions& options) {
     return std::unique_ptr<ShardedDictionary>(new ShardedDictionary(memoryLimit, MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD,
-                                                                    folderName, readManifest(folderName), options));
+                                                                    folderName, std::move(manifest), options));
 }
 
 bool ShardedDictionary::isFolder(const std::string& folderName) {
@@ -466,10 +455,20 @@ ShardManifest ShardedDictionary::saveShards(const std::string& folderName, const
     return manifest;
 }
 
-void ShardedDictionary::finishSave(const std::string& folderName, ShardManifest manifest) {
-    removeRemains(folderName, manifest);
+void ShardedDictionary::noteSaved(const std::string& folderName, ShardManifest manifest) {
     m_manifest = std::move(manifest);
     m_folderName = folderName;
+}
+
+void ShardedDictionary::removeRemains(const std::string& folderName,
+                                      const std::initializer_list<const ShardManifest*> manifests) {
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folderName, error)) {
+        const std::string fileName = entry.path().filename().string();
+        const auto isNamedBy = [&fileName](const ShardManifest* const manifest) { return manifest->names(fileName); };
+        if (ShardManifest::isNameOfShard(fileName) && std::ranges::none_of(manifests, isNamedBy))
+            std::filesystem::remove(entry.path(), error);
+    }
 }
 
 void ShardedDictionary::save(FileLock& lock, const State state, const size_t numberOfThreads) {
@@ -481,7 +480,8 @@ void ShardedDictionary::save(FileLock& lock, const State state, const size_t num
     AtomicFileOutputStream output(lock);
     manifest.write(output);
     output.commit();
-    finishSave(folderName, std::move(manifest));
+    removeRemains(folderName, {&manifest});
+    noteSaved(folderName, std::move(manifest));
 }
 
 void ShardedDictionary::verify() const {

@@ -16,6 +16,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -55,6 +56,10 @@ public:
     /// The dictionary that a folder holds.
     static std::unique_ptr<ShardedDictionary> open(const std::string& folderName, size_t memoryLimit,
                                                    const DictionaryOptions& options = {});
+
+    /// The dictionary of another manifest than the folder's own, whose files the folder has, too.
+    static std::unique_ptr<ShardedDictionary> open(const std::string& folderName, ShardManifest manifest,
+                                                   size_t memoryLimit, const DictionaryOptions& options = {});
 
     /// Whether there is a folder of this name with a manifest, sound or not.
     static bool isFolder(const std::string& folderName);
@@ -117,13 +122,17 @@ public:
     /// memory for a second copy of one shard for each of its threads, beside the memory limit.
     void save(FileLock& lock, State state = State::WHOLE, size_t numberOfThreads = 1);
 
-    /// The same in three steps, for who replaces the manifest together with another file. First the files of shards; returns
-    /// the manifest that names them, which the caller writes. If it is not written, the folder holds what it held, and some
-    /// remains. Only the holder of the manifest's lock may call it.
+    /// The same in steps, for who replaces the manifest together with another file, or names one that is no whole state.
+    /// First the files of shards; returns the manifest that names them, which the caller writes. Only the holder of the
+    /// manifest's lock may call it.
     ShardManifest saveShards(const std::string& folderName, State state, size_t numberOfThreads);
 
-    /// The last step: takes note that the folder now has this manifest, and removes what it does not name.
-    void finishSave(const std::string& folderName, ShardManifest manifest);
+    /// From here on, shards that have not grown are those of this manifest in this folder.
+    void noteSaved(const std::string& folderName, ShardManifest manifest);
+
+    /// Removes the files of shards that none of these manifests names. What cannot be removed does no harm, and the next
+    /// save tries again.
+    static void removeRemains(const std::string& folderName, std::initializer_list<const ShardManifest*> manifests);
 
     /// Saves all shards to a folder and removes them from memory; from then on they are read from there. The manifest stays
     /// as it was. While nobody uses them.

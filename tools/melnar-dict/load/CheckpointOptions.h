@@ -1,0 +1,15 @@
+#pragma once
+
+#include "tools/melnar-dict/shell/VerbDescription.h"
+
+#include <chrono>
+#include <cstdint>
+
+/// How often a long load is saved before it is done: --checkpoint.
+struct CheckpointOptions {
+    std::chrono::minutes m_interval{10}; // 0 for never
+    uint64_t m_blocks = 0;               // instead of the interval, after so many blocks; 0 for the interval
+};
+
+/// Adds --checkpoint.
+void addCheckpoint(VerbDescription& verb, CheckpointOptions& variable);

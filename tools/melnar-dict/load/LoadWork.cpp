@@ -1,0 +1,38 @@
+#include "tools/melnar-dict/load/LoadWork.h"
+
+#include "Engine/core/platform/stream/MemoryInputStream.h"
+#include "Engine/core/platform/stream/MemoryOutputStream.h"
+
+#include <algorithm>
+
+std::string LoadWork::toBytes() const {
+    MemoryOutputStream output;
+    output.writeString(m_task);
+    output.writeUInt64(m_fileIndex);
+    output.writeUInt64(m_blockIndex);
+    output.writeUInt32(m_isFull ? 1 : 0);
+    output.writeUInt64(m_bytesOfRows);
+    for (const Shard& shard : m_shards) {
+        output.writeUInt64(shard.m_bytesOfTerms);
+        output.writeUInt64(shard.m_bytesOfIDs);
+        output.writeUInt32(shard.m_isResolved ? 1 : 0);
+    }
+    return output.getBytes();
+}
+
+LoadWork LoadWork::parse(const std::string& bytes) {
+    MemoryInputStream input(bytes);
+    LoadWork work;
+    work.m_task.resize(std::min<uint64_t>(input.readUInt64(), bytes.size())); // a longer one ends too early
+    input.readExactly(work.m_task.data(), work.m_task.size());
+    work.m_fileIndex = input.readUInt64();
+    work.m_blockIndex = input.readUInt64();
+    work.m_isFull = input.readUInt32() != 0;
+    work.m_bytesOfRows = input.readUInt64();
+    for (Shard& shard : work.m_shards) {
+        shard.m_bytesOfTerms = input.readUInt64();
+        shard.m_bytesOfIDs = input.readUInt64();
+        shard.m_isResolved = input.readUInt32() != 0;
+    }
+    return work;
+}

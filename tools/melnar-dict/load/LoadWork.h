@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Engine/core/data-store/sharded/ShardLayout.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+/// How far a load of shards has come, so that another process can go on with it.
+///
+/// Threads  One at a time.
+struct LoadWork {
+    bool operator==(const LoadWork&) const = default;
+
+    /// What has been put aside of a shard's terms; see ShardSpill.
+    struct Shard {
+        bool operator==(const Shard&) const = default;
+
+        uint64_t m_bytesOfTerms = 0; // 0 if there is no file
+        uint64_t m_bytesOfIDs = 0;
+        bool m_isResolved = false; // the terms of the file are in the shard
+    };
+
+    std::string m_task;        // what is loaded and how, by which the same load is known again
+    uint64_t m_fileIndex = 0;  // of the first block that is not done; the number of files if all are
+    uint64_t m_blockIndex = 0; // in its file
+    bool m_isFull = false;     // no shard takes terms until they are resolved from files
+    uint64_t m_bytesOfRows = 0;
+    std::array<Shard, ShardLayout::NUMBER_OF_SHARDS> m_shards{};
+
+    std::string toBytes() const;
+
+    /// Throws MelnarException for what toBytes has not made.
+    static LoadWork parse(const std::string& bytes);
+};
