@@ -101,15 +101,7 @@ DictionaryHistory::Contents readHistory(SectionInputStream& input, const uint64_
 } // namespace
 
 bool DictionaryFile::isBeginningOf(InputStream& input) {
-    std::string beginning(SectionFormat::DICTIONARY.m_magic.size(), '\0');
-    size_t length = 0;
-    while (length < beginning.size()) {
-        const size_t delivered = input.read(beginning.data() + length, beginning.size() - length);
-        if (delivered == 0)
-            return false;
-        length += delivered;
-    }
-    return beginning == SectionFormat::DICTIONARY.m_magic;
+    return SectionFormat::DICTIONARY.isBeginningOf(input);
 }
 
 void DictionaryFile::write(const Dictionary& dictionary, OutputStream& output) {
@@ -227,8 +219,9 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_
     if (!options.m_canGrow)
         capacity = {header.m_nextResourceID - 1, std::min<size_t>(capacity.m_dataPoolBytes, header.m_dataPoolBytes)};
     // Fingerprints come last, so that none of what is read must make do without the memory that they take.
-    std::unique_ptr<Dictionary> dictionary(new Dictionary(memoryLimit, header.m_maximumNumberOfResources,
-                                                          DictionaryOptions{.m_keepFingerprints = false, .m_sharedMemory = options.m_sharedMemory}, capacity));
+    std::unique_ptr<Dictionary> dictionary(new Dictionary(
+        memoryLimit, header.m_maximumNumberOfResources,
+        DictionaryOptions{.m_keepFingerprints = false, .m_sharedMemory = options.m_sharedMemory}, capacity));
     const auto numberOfIndispensable = static_cast<size_t>(std::ranges::count_if(
         dictionary->m_datatypes, [](const Dictionary::Datatype& datatype) { return datatype.m_datatype->isInUse(); }));
     if (header.m_numberOfDatatypes < numberOfIndispensable ||

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string_view>
 
+class InputStream;
+
 /// A kind of file that SectionOutputStream writes.
 ///
 /// Ownership  Refers to constants.
@@ -12,6 +14,9 @@ struct SectionFormat {
     uint32_t m_version;       // of all that follows
     const char* m_name;       // in the midst of a sentence
     const char* m_title;      // at its beginning
+
+    /// Whether a stream begins like a file of this kind, sound or not and of any version.
+    bool isBeginningOf(InputStream& input) const;
 
     /// A dictionary: DictionaryFile.
     static const SectionFormat DICTIONARY;

@@ -120,6 +120,10 @@ uint64_t ShardManifest::getNumberOfResources() const noexcept {
     return sum;
 }
 
+bool ShardManifest::isWhole() const noexcept {
+    return !m_history.m_entries.empty() && m_history.m_entries.back().m_commitPoint == getNumberOfResources() + 1;
+}
+
 std::string ShardManifest::getFileName(const uint32_t shard) const {
     char number[4];
     std::snprintf(number, sizeof(number), "%02x-", static_cast<unsigned>(shard % ShardLayout::NUMBER_OF_SHARDS));
@@ -135,6 +139,10 @@ bool ShardManifest::names(const std::string& fileName) const {
         if (m_shards[shard].m_numberOfResources != 0 && fileName == getFileName(shard))
             return true;
     return false;
+}
+
+bool ShardManifest::isBeginningOf(InputStream& input) {
+    return MANIFEST.isBeginningOf(input);
 }
 
 void ShardManifest::write(OutputStream& output) const {

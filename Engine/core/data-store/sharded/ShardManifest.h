@@ -56,6 +56,9 @@ struct ShardManifest {
 
     uint64_t getNumberOfResources() const noexcept;
 
+    /// Whether the last state in the history vouches for all IDs.
+    bool isWhole() const noexcept;
+
     /// The name of a shard's file within the folder.
     std::string getFileName(uint32_t shard) const;
 
@@ -64,6 +67,9 @@ struct ShardManifest {
 
     /// Whether a name within the folder is that of a shard's file that this names.
     bool names(const std::string& fileName) const;
+
+    /// Whether a stream begins like a manifest, sound or not and of any version.
+    static bool isBeginningOf(InputStream& input);
 
     void write(OutputStream& output) const;
 

@@ -485,18 +485,20 @@ void ShardedDictionary::save(FileLock& lock, const State state, const size_t num
 }
 
 void ShardedDictionary::verify() const {
-    forEachShard([this](const uint32_t shard, const Dictionary& dictionary) {
-        try {
-            dictionary.verify();
-            forEachGroup(dictionary, [shard](const std::span<BatchEntry> entries) {
-                for (const BatchEntry& entry : entries)
-                    if (ShardLayout::getShard(entry.m_lexicalForm, entry.m_datatypeID) != shard)
-                        throw MelnarException(SOURCE_FILE, LINE_TERM_IN_OTHER_SHARD, MelnarException::NO_CAUSES,
-                                              "Resource ", entry.m_resourceID, " belongs to another shard.");
-            });
-        } catch (const MelnarException& exception) {
-            throw MelnarException(SOURCE_FILE, LINE_DAMAGED_SHARD, {std::current_exception()}, "File '", m_folderName,
-                                  "/", m_manifest.getFileName(shard), "' is damaged: ", exception.getMessage());
-        }
-    });
+    forEachShard([this](const uint32_t shard, const Dictionary& dictionary) { verifyShard(shard, dictionary); });
+}
+
+void ShardedDictionary::verifyShard(const uint32_t shard, const Dictionary& dictionary) const {
+    try {
+        dictionary.verify();
+        forEachGroup(dictionary, [shard](const std::span<BatchEntry> entries) {
+            for (const BatchEntry& entry : entries)
+                if (ShardLayout::getShard(entry.m_lexicalForm, entry.m_datatypeID) != shard)
+                    throw MelnarException(SOURCE_FILE, LINE_TERM_IN_OTHER_SHARD, MelnarException::NO_CAUSES,
+                                          "Resource ", entry.m_resourceID, " belongs to another shard.");
+        });
+    } catch (const MelnarException& exception) {
+        throw MelnarException(SOURCE_FILE, LINE_DAMAGED_SHARD, {std::current_exception()}, "File '", m_folderName, "/",
+                              m_manifest.getFileName(shard), "' is damaged: ", exception.getMessage());
+    }
 }

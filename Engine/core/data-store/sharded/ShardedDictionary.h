@@ -146,6 +146,9 @@ public:
     /// the shard's file and the finding.
     void verify() const;
 
+    /// The same with one of the shards that forEachShard visits.
+    void verifyShard(uint32_t shard, const Dictionary& dictionary) const;
+
 private:
     friend class ShardedDictionaryThread;
 
