@@ -12,6 +12,7 @@
 #include "tools/melnar-dict/pieces/TermText.h"
 #include "tools/melnar-dict/rewrite/RowDecoder.h"
 #include "tools/melnar-dict/rows/DictionaryLine.h"
+#include "tools/melnar-dict/saved/FileDictionary.h"
 #include "tools/melnar-dict/saved/ResourceRows.h"
 #include "tools/melnar-dict/saved/WholeEntries.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
@@ -212,7 +213,7 @@ private:
     bool isDecodingRefused(const std::string& bytes) {
         MemoryOutputStream text;
         OrderedOutput output(text);
-        RowDecoder decoder(*m_terms, output, true);
+        RowDecoder decoder(m_sameTerms, output, true);
         std::string expected;
         bool isRefused = false;
         try {
@@ -372,6 +373,7 @@ private:
     const TemporaryDirectory m_directory;
     const MemoryFile m_printed;
     const std::unique_ptr<Dictionary> m_terms = makeDictionaryOfTerms();
+    const FileDictionary m_sameTerms{makeDictionaryOfTerms()};
     std::vector<SoundFile> m_files; // the last one holds m_terms
     std::vector<std::string> m_rowFiles;
     std::string m_name; // of the present mutation

@@ -7,12 +7,10 @@
 #include "tools/melnar-dict/rewrite/StatementEncoder.h"
 #include "tools/melnar-dict/rewrite/StatementProgress.h"
 #include "tools/melnar-dict/rows/NpyFile.h"
-#include "tools/melnar-dict/saved/OpenDictionary.h"
+#include "tools/melnar-dict/saved/SavedDictionary.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/threads/FilePass.h"
 #include "tools/melnar-dict/threads/ProgressReporter.h"
-
-#include "Engine/core/data-store/Dictionary.h"
 
 #include <memory>
 #include <optional>
@@ -21,11 +19,11 @@
 
 namespace {
 
-std::unique_ptr<Dictionary> openDictionary(const RewriteOptions& options, const size_t dictionaryLimit,
-                                           MessageOutput& messages) {
+std::unique_ptr<SavedDictionary> openDictionary(const RewriteOptions& options, const size_t dictionaryLimit,
+                                                MessageOutput& messages) {
     const ProgressReporter progress(messages, options.m_feedback.getProgressMode(options.m_output),
                                     "opening '" + toPrintable(options.m_dictionaryName) + "'");
-    return openToRead(options.m_dictionaryName, dictionaryLimit);
+    return SavedDictionary::open(options.m_dictionaryName, dictionaryLimit);
 }
 
 /// Reads the files with a rewriter of their statements that `makeRewriter(fileIndex, output)` makes for each thread.
@@ -51,7 +49,7 @@ ExitCode rewriteFiles(const RewriteOptions& options, OutputStream& output, Messa
 }
 
 template<class Rewriter>
-ExitCode rewriteIris(const RewriteOptions& options, const Dictionary& dictionary, RewriteOutput& file,
+ExitCode rewriteIris(const RewriteOptions& options, const SavedDictionary& dictionary, RewriteOutput& file,
                      MessageOutput& messages) {
     OutputStream& output = file.open();
     const std::string beginning = Rewriter::getBeginning(dictionary);
@@ -61,14 +59,16 @@ ExitCode rewriteIris(const RewriteOptions& options, const Dictionary& dictionary
     });
 }
 
-ExitCode encodeRows(const RewriteOptions& options, const Dictionary& dictionary, RewriteOutput& file,
+ExitCode encodeRows(const RewriteOptions& options, const SavedDictionary& dictionary, RewriteOutput& file,
                     MessageOutput& messages) {
     const RowLayout layout{options.m_rows.getNumberOfColumns(options.m_files),
-                           options.m_rows.getIDWidth(dictionary.getNextResourceID() - 1)};
+                           options.m_rows.getIDWidth(dictionary.getLargestResourceID())};
     OutputStream& output = file.open();
     std::optional<NpyFile> npyFile; // not on standard output, where the number of rows comes too late
-    if (OutputFile* const outputFile = file.getFile())
+    if (OutputFile* const outputFile = file.getFile()) {
+        dictionary.requireWholeState();
         npyFile.emplace(*outputFile, layout);
+    }
     const ExitCode exitCode =
         rewriteFiles(options, npyFile ? npyFile->getStream() : output, messages,
                      [&](const size_t fileIndex, OrderedOutput& orderedOutput) {
@@ -80,7 +80,7 @@ ExitCode encodeRows(const RewriteOptions& options, const Dictionary& dictionary,
     return exitCode;
 }
 
-ExitCode decodeRows(const RewriteOptions& options, const Dictionary& dictionary, RewriteOutput& file,
+ExitCode decodeRows(const RewriteOptions& options, const SavedDictionary& dictionary, RewriteOutput& file,
                     MessageOutput& messages) {
     InputJournal journal({}, messages);
     StatementProgress progress(messages, options.m_feedback.getProgressMode(options.m_output), "rewriting",
@@ -97,7 +97,7 @@ ExitCode decodeRows(const RewriteOptions& options, const Dictionary& dictionary,
 }
 
 /// Returns the exit code of the first error, or DONE.
-using Rewrite = ExitCode(const RewriteOptions& options, const Dictionary& dictionary, RewriteOutput& file,
+using Rewrite = ExitCode(const RewriteOptions& options, const SavedDictionary& dictionary, RewriteOutput& file,
                          MessageOutput& messages);
 
 ExitCode run(const RewriteOptions& options, StandardOutput& output, std::ostream& errorOutput, Rewrite* const rewrite) {

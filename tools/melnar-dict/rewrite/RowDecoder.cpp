@@ -2,8 +2,8 @@
 
 #include "tools/melnar-dict/pieces/EngineTerm.h"
 #include "tools/melnar-dict/pieces/TermText.h"
+#include "tools/melnar-dict/saved/SavedDictionary.h"
 
-#include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
 #include "Reader/CanonicalWriter.h"
 

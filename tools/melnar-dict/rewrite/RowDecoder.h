@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-class Dictionary;
+class SavedDictionary;
 
 /// Writes the statements that rows of IDs stand for, one a line, in their order and in canonical form, language tags as
 /// the dictionary has them. Refuses rows with IDs that stand for nothing or for a term that cannot be where it is. Of a
@@ -26,7 +26,7 @@ public:
     static constexpr size_t MAXIMUM_TEXT = size_t(1) << 19;
 
     /// `takesGraphs` is whether the output may name graphs.
-    RowDecoder(const Dictionary& dictionary, OrderedOutput& output, const bool takesGraphs)
+    RowDecoder(const SavedDictionary& dictionary, OrderedOutput& output, const bool takesGraphs)
         : m_dictionary(dictionary), m_output(output), m_takesGraphs(takesGraphs) {}
 
     /// Writes the statements of a block into the place of its number. Counts and the error go into the piece.
@@ -47,7 +47,7 @@ private:
     bool fail(const std::string& cause);
     bool isMisplaced(uint32_t entryIndex, size_t column);
 
-    const Dictionary& m_dictionary;
+    const SavedDictionary& m_dictionary;
     OrderedOutput& m_output;
     const bool m_takesGraphs;
     size_t m_numberOfColumns = 0;

@@ -2,8 +2,7 @@
 
 #include "tools/melnar-dict/pieces/LiteralRefusal.h"
 #include "tools/melnar-dict/pieces/TermText.h"
-
-#include "Engine/core/data-store/Dictionary.h"
+#include "tools/melnar-dict/saved/SavedDictionary.h"
 
 #include <algorithm>
 #include <span>
@@ -29,7 +28,7 @@ void RowEncoder::endBlock(ParsedPiece& piece) {
 void RowEncoder::makeRows(ParsedPiece& piece) {
     m_failures.clear();
     const std::span<BatchEntry> entries = piece.m_terms.getEntries();
-    m_dictionary.tryResolveResources(m_dictionary.getCommitPoint(), entries, m_failures);
+    m_dictionary.tryResolveResources(entries, m_failures);
     const TermRows::Gap gap = m_rows.findGap(entries);
     if (gap.m_row != m_rows.getNumberOfRows())
         piece.m_errors.assign(1, {piece.m_terms.getLine(gap.m_entryIndex), ExitCode::BAD_DATA,

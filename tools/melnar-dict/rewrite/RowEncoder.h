@@ -12,14 +12,15 @@
 #include <string_view>
 #include <vector>
 
-class Dictionary;
+class SavedDictionary;
 
 /// Writes the rows of IDs of a file's statements in their order. Refuses statements with a term that the dictionary does
 /// not have. Reading is strict: of a block, what stands before its first error is written.
 class RowEncoder final : public StatementConsumer {
 public:
     /// Labels of blank nodes are those of a document. The layout has a column for graphs if the file has any.
-    RowEncoder(const Dictionary& dictionary, OrderedOutput& output, const RowLayout& layout, const uint64_t document)
+    RowEncoder(const SavedDictionary& dictionary, OrderedOutput& output, const RowLayout& layout,
+               const uint64_t document)
         : m_dictionary(dictionary), m_output(output), m_layout(layout), m_document(document), m_rows(layout.m_columns) {
     }
 
@@ -32,7 +33,7 @@ private:
     void makeRows(ParsedPiece& piece);
     std::string describeGap(const BatchEntry& entry, size_t entryIndex) const;
 
-    const Dictionary& m_dictionary;
+    const SavedDictionary& m_dictionary;
     OrderedOutput& m_output;
     const RowLayout m_layout;
     const uint64_t m_document;

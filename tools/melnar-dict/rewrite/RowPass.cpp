@@ -4,10 +4,9 @@
 #include "tools/melnar-dict/rewrite/RowDecoder.h"
 #include "tools/melnar-dict/rows/DictionaryLine.h"
 #include "tools/melnar-dict/rows/RowReader.h"
+#include "tools/melnar-dict/saved/SavedDictionary.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 #include "tools/melnar-dict/threads/ReadBlocks.h"
-
-#include "Engine/core/data-store/Dictionary.h"
 
 #include <memory>
 #include <optional>
@@ -17,7 +16,7 @@
 namespace {
 
 /// Throws ToolFailure unless the dictionary is the one that the file names, or has grown from it.
-void requireDictionary(const NpyHeader& header, const Dictionary& dictionary) {
+void requireDictionary(const NpyHeader& header, const SavedDictionary& dictionary) {
     if (const auto refusal = DictionaryLine::findRefused(header.m_comment, dictionary.getHistory()))
         throw ToolFailure(ExitCode::BAD_DATA, refusal->m_cause);
 }

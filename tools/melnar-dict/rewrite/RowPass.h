@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <string>
 
-class Dictionary;
+class SavedDictionary;
 
 /// Decodes files of rows with several threads: reads them from their start to their end and writes the statements that
 /// their rows stand for, in their order.
@@ -27,14 +27,14 @@ public:
         std::atomic<uint64_t>* m_bytesRead = nullptr; // counts the bytes of files, packed or not, if it is there
     };
 
-    RowPass(const Dictionary& dictionary, InputJournal& journal, OrderedOutput& output, const Settings& settings)
+    RowPass(const SavedDictionary& dictionary, InputJournal& journal, OrderedOutput& output, const Settings& settings)
         : m_dictionary(dictionary), m_journal(journal), m_output(output), m_settings(settings) {}
 
     /// Decodes a file, "-" being standard input, up to its end or to where the journal stops.
     void decode(const std::string& fileName);
 
 private:
-    const Dictionary& m_dictionary;
+    const SavedDictionary& m_dictionary;
     InputJournal& m_journal;
     OrderedOutput& m_output;
     const Settings m_settings;

@@ -3,8 +3,7 @@
 #include "tools/melnar-dict/pieces/EngineTerm.h"
 #include "tools/melnar-dict/pieces/TermText.h"
 #include "tools/melnar-dict/rewrite/LiteralIri.h"
-
-#include "Engine/core/data-store/Dictionary.h"
+#include "tools/melnar-dict/saved/SavedDictionary.h"
 
 const char* StatementDecoder::appendTerm(const Rdf::Term& term, std::string& output) {
     if (term.m_kind == Rdf::TermKind::IRI && LiteralIri::isReserved(term.m_text)) {
@@ -21,13 +20,16 @@ const char* StatementDecoder::appendObject(const Rdf::Term& object, std::string&
         return nullptr;
     }
     const uint64_t resourceID = LiteralIri::getResourceID(object.m_text);
-    if (!m_dictionary.hasResource(resourceID)) {
-        m_cause = "the IRI '" + std::string(object.m_text) + "' carries no resource ID of the dictionary";
-        return m_cause.c_str();
-    }
+    if (resourceID == 0)
+        return refuseID(object.m_text);
     m_literals.push_back({{}, resourceID, D_INVALID});
     leaveGap();
     return nullptr;
+}
+
+const char* StatementDecoder::refuseID(const std::string_view iri) {
+    m_cause = "the IRI '" + std::string(iri) + "' carries no resource ID of the dictionary";
+    return m_cause.c_str();
 }
 
 void StatementDecoder::startBlock(const std::string_view text) {
@@ -51,7 +53,10 @@ void StatementDecoder::answerGaps() {
 const char* StatementDecoder::appendAnswer(const size_t gapIndex, std::string& output) {
     const BatchEntry& entry = m_literals[gapIndex];
     if (!isOfStrings(entry.m_datatypeID)) {
-        m_cause = "the IRI 'melnar:" + std::to_string(entry.m_resourceID) + "' carries the ID of no string literal";
+        const std::string iri = std::string(LiteralIri::SCHEME) + std::to_string(entry.m_resourceID);
+        if (entry.m_datatypeID == D_INVALID)
+            return refuseID(iri);
+        m_cause = "the IRI '" + iri + "' carries the ID of no string literal";
         return m_cause.c_str();
     }
     if (const char* const flaw = findTermFlaw(entry.m_lexicalForm, entry.m_datatypeID)) {

@@ -9,18 +9,18 @@
 #include <string>
 #include <vector>
 
-class Dictionary;
+class SavedDictionary;
 
 /// Puts the literals of a dictionary in the place of the IRIs that carry their resource IDs. Refuses statements with
 /// such an IRI that carries no ID of the dictionary's, or where no literal can be, and everything behind a line that
 /// names another dictionary.
 class StatementDecoder final : public StatementRewriter {
 public:
-    StatementDecoder(const Dictionary& dictionary, OrderedOutput& output)
+    StatementDecoder(const SavedDictionary& dictionary, OrderedOutput& output)
         : StatementRewriter(output), m_dictionary(dictionary) {}
 
     /// What the output begins with: nothing but statements.
-    static std::string getBeginning(const Dictionary&) { return {}; }
+    static std::string getBeginning(const SavedDictionary&) { return {}; }
 
     void startBlock(std::string_view text) override;
     const char* take(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece) override;
@@ -32,8 +32,9 @@ private:
     const char* appendAnswer(size_t gapIndex, std::string& output) override;
     const char* appendObject(const Rdf::Term& object, std::string& output) override;
     const char* appendTerm(const Rdf::Term& term, std::string& output) override;
+    const char* refuseID(std::string_view iri);
 
-    const Dictionary& m_dictionary;
+    const SavedDictionary& m_dictionary;
     std::optional<DictionaryLine::Refusal> m_refusal; // of a line of the block
     std::vector<BatchEntry> m_literals;               // of the gaps
     std::string m_cause;                              // of the last refusal

@@ -5,8 +5,7 @@
 #include "tools/melnar-dict/pieces/TermText.h"
 #include "tools/melnar-dict/rewrite/LiteralIri.h"
 #include "tools/melnar-dict/rows/DictionaryLine.h"
-
-#include "Engine/core/data-store/Dictionary.h"
+#include "tools/melnar-dict/saved/SavedDictionary.h"
 
 const char* StatementEncoder::appendTerm(const Rdf::Term& term, std::string& output) {
     if (term.m_kind == Rdf::TermKind::IRI && LiteralIri::isReserved(term.m_text)) {
@@ -30,13 +29,14 @@ const char* StatementEncoder::appendObject(const Rdf::Term& object, std::string&
     return nullptr;
 }
 
-std::string StatementEncoder::getBeginning(const Dictionary& dictionary) {
+std::string StatementEncoder::getBeginning(const SavedDictionary& dictionary) {
+    dictionary.requireWholeState();
     return DictionaryLine::make(dictionary.getHistory());
 }
 
 void StatementEncoder::answerGaps() {
     m_failures.clear();
-    m_dictionary.tryResolveResources(m_dictionary.getCommitPoint(), m_literals.getEntries(), m_failures);
+    m_dictionary.tryResolveResources(m_literals.getEntries(), m_failures);
 }
 
 const char* StatementEncoder::appendAnswer(const size_t gapIndex, std::string& output) {

@@ -8,17 +8,17 @@
 #include <string>
 #include <vector>
 
-class Dictionary;
+class SavedDictionary;
 
 /// Puts IRIs that carry resource IDs in the place of string literals. Refuses statements with a literal that the
 /// dictionary does not have, and with an IRI that a decoder would take for a literal's.
 class StatementEncoder final : public StatementRewriter {
 public:
-    StatementEncoder(const Dictionary& dictionary, OrderedOutput& output)
+    StatementEncoder(const SavedDictionary& dictionary, OrderedOutput& output)
         : StatementRewriter(output), m_dictionary(dictionary) {}
 
     /// What the output begins with, before all statements.
-    static std::string getBeginning(const Dictionary& dictionary);
+    static std::string getBeginning(const SavedDictionary& dictionary);
 
 private:
     void answerGaps() override;
@@ -27,7 +27,7 @@ private:
     const char* appendObject(const Rdf::Term& object, std::string& output) override;
     const char* appendTerm(const Rdf::Term& term, std::string& output) override;
 
-    const Dictionary& m_dictionary;
+    const SavedDictionary& m_dictionary;
     FormBatch m_literals; // of the gaps
     std::vector<BatchFailure> m_failures;
     std::string m_cause; // of the last refusal

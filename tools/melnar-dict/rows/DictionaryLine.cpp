@@ -37,8 +37,8 @@ std::string findCause(const std::string_view description, const DictionaryHistor
         return "the comment that names the dictionary is damaged";
     if (history.contains(*identity))
         return {};
-    return "encoded with " + std::string(description) + "; the given one is " + describe(history) +
-           ", and has not grown from it";
+    return "encoded with " + std::string(description) + "; the given one is " +
+           (history.getIdentity() ? describe(history) : "not complete") + ", and has not grown from it";
 }
 
 } // namespace

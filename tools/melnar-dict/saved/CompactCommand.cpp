@@ -4,9 +4,11 @@
 #include "tools/melnar-dict/saved/SaveDictionary.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
 #include "tools/melnar-dict/threads/ProgressReporter.h"
 
 #include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/sharded/ShardedDictionary.h"
 
 #include <nlohmann/json.hpp>
 
@@ -21,7 +23,8 @@ namespace {
 constexpr const char* TEXT = R"(
 Gives the resources of a saved dictionary new IDs from 1 without gaps, in the
 order of the old ones, and saves it without the bytes that none of them uses.
-Prints "old ID<tab>new ID" for every resource whose ID has changed.
+Prints "old ID<tab>new ID" for every resource whose ID has changed. A folder of
+shards is refused, as its IDs are dense.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -58,6 +61,10 @@ VerbDescription describeCompact(CompactOptions& options) {
 }
 
 ExitCode runCompact(const CompactOptions& options, StandardOutput& output, std::ostream& errorOutput) {
+    if (ShardedDictionary::isFolder(options.m_dictionaryName))
+        throw ToolFailure(ExitCode::USAGE, "'" + options.m_dictionaryName +
+                                               "' is a folder of shards, which are dense already: there is nothing to "
+                                               "compact");
     const size_t dictionaryLimit = MemoryLimit::apply(options.m_memoryLimit, 1);
     const std::string& outputName =
         options.m_output.m_outputName.empty() ? options.m_dictionaryName : options.m_output.m_outputName;

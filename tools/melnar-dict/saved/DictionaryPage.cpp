@@ -131,6 +131,8 @@ Html drawFacts(const DictionaryPortrait& portrait) {
         facts.append(Html::fill(FACT, "bytes a " + getNoun(portrait) + " beyond its text",
                                 toDecimalText(beyondText / static_cast<double>(numberOfTerms))));
     }
+    if (portrait.m_numberOfShards > 1)
+        facts.append(Html::fill(FACT, "shards", groupDigits(portrait.m_numberOfShards)));
     facts.append(Html::fill(FACT, portrait.m_languages.size() == 1 ? "language tag" : "language tags",
                             groupDigits(portrait.m_languages.size())));
     return Html::fill("<dl class=\"facts\">\n{}</dl>\n", facts);
@@ -204,8 +206,9 @@ Html drawOccupancySection(const DictionaryPortrait& portrait) {
         Html::fill("A hash table gives each {} the bucket that its hash names, or the next free one. Each "
                    "chart runs along a table, from the first bucket to the last: random hashes fill it "
                    "evenly. A table doubles when 70% of its buckets are used, so that a large one is 35% "
-                   "to 70% full.",
-                   getNoun(portrait)),
+                   "to 70% full.{}",
+                   getNoun(portrait),
+                   portrait.m_numberOfShards > 1 ? " Each shard has its own; a chart shows all of them together." : ""),
         Html::fill("<div class=\"panels\">\n{}</div>\n", panels),
         Html::fill("a step, a gap or a peak. There the hashes of many {}s agree, and looking them up takes "
                    "longer. The fewer buckets a table has, the more ragged it is by chance.",

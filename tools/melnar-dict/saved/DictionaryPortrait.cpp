@@ -1,5 +1,7 @@
 #include "tools/melnar-dict/saved/DictionaryPortrait.h"
 
+#include "tools/melnar-dict/saved/OrderedMerge.h"
+
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
 #include "Engine/core/platform/NumericComponentProperty.h"
@@ -7,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <functional>
 #include <numeric>
 #include <optional>
 #include <utility>
@@ -46,6 +49,51 @@ void add(Lengths& lengths, const uint64_t length) {
     ++lengths.m_terms[digits];
 }
 
+template<class Number>
+void addEach(const std::vector<Number>& numbers, std::vector<Number>& sums) {
+    sums.resize(std::max(sums.size(), numbers.size()), 0);
+    std::ranges::transform(numbers, sums, sums.begin(), std::plus());
+}
+
+void add(const TableProfile& table, TableProfile& sum) {
+    sum.m_numberOfBuckets += table.m_numberOfBuckets;
+    addEach(table.m_usedBuckets, sum.m_usedBuckets);
+    addEach(table.m_probeLengths, sum.m_probeLengths);
+}
+
+void add(const Lengths& lengths, Lengths& sum) {
+    if (lengths.m_numberOfTerms == 0)
+        return;
+    sum.m_shortest = sum.m_numberOfTerms == 0 ? lengths.m_shortest : std::min(sum.m_shortest, lengths.m_shortest);
+    sum.m_longest = std::max(sum.m_longest, lengths.m_longest);
+    sum.m_numberOfTerms += lengths.m_numberOfTerms;
+    sum.m_bytes += lengths.m_bytes;
+    addEach(lengths.m_terms, sum.m_terms);
+}
+
+void add(const DictionaryPortrait::Part& part, DictionaryPortrait::Part& sum) {
+    sum.m_bytes += part.m_bytes;
+}
+
+void add(const DictionaryPortrait::Language& language, DictionaryPortrait::Language& sum) {
+    sum.m_numberOfStrings += language.m_numberOfStrings;
+}
+
+/// Adds each item to the one with the same name.
+template<class Item>
+void addEach(const std::vector<Item>& items, std::vector<Item>& sums, std::string Item::*const name) {
+    OrderedMerge merge(sums);
+    for (const Item& item : items) {
+        Item& sum = merge.findOrMake([&](const Item& other) { return other.*name == item.*name; },
+                                     [&] {
+                                         Item added;
+                                         added.*name = item.*name;
+                                         return added;
+                                     });
+        add(item, sum);
+    }
+}
+
 template<class Items, class Member>
 uint64_t getSum(const Items& items, const Member member) {
     return std::accumulate(items.begin(), items.end(), uint64_t(0),
@@ -82,6 +130,19 @@ DictionaryPortrait DictionaryPortrait::of(const Dictionary& dictionary, std::str
         }
     portrait.m_numberOfIDs = dictionary.getNextResourceID() - 1;
     return portrait;
+}
+
+void DictionaryPortrait::addShard(const DictionaryPortrait& shard) {
+    addEach(shard.m_parts, m_parts, &Part::m_name);
+    addEach(shard.m_tables, m_tables, &TableProfile::m_name);
+    addEach(shard.m_lengths, m_lengths, &Lengths::m_datatypeName);
+    addEach(shard.m_languages, m_languages, &Language::m_tag);
+    std::ranges::sort(m_languages, {}, &Language::m_tag);
+    std::ranges::stable_sort(m_languages, std::ranges::greater(), &Language::m_numberOfStrings);
+    m_poolBytes += shard.m_poolBytes;
+    m_unusedPoolBytes += shard.m_unusedPoolBytes;
+    m_numberOfIDs += shard.m_numberOfIDs;
+    ++m_numberOfShards;
 }
 
 uint64_t DictionaryPortrait::getNumberOfTerms() const {

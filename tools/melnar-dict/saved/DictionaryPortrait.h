@@ -8,7 +8,7 @@
 
 class Dictionary;
 
-/// The figures of a dictionary that its page shows.
+/// The figures of a dictionary, or of all shards of one together, that its page shows.
 ///
 /// Units  Memory and lengths count bytes. A term's length is that of its lexical form, with '@' and language tag.
 struct DictionaryPortrait {
@@ -41,6 +41,9 @@ struct DictionaryPortrait {
     /// Describes a dictionary that nobody changes meanwhile; walks it several times. std::bad_alloc.
     static DictionaryPortrait of(const Dictionary& dictionary, std::string name);
 
+    /// Adds the figures of a shard.
+    void addShard(const DictionaryPortrait& shard);
+
     /// Whether there are other terms than strings, or have been.
     bool hasOtherTerms() const { return m_tables.size() > NUMBER_OF_STRING_DATATYPES; }
 
@@ -55,5 +58,6 @@ struct DictionaryPortrait {
     std::vector<Language> m_languages; // most frequent first
     uint64_t m_poolBytes = 0;          // the part of the memory where texts are
     uint64_t m_unusedPoolBytes = 0;
-    uint64_t m_numberOfIDs = 0; // that were given, withdrawn ones included
+    uint64_t m_numberOfIDs = 0;    // that were given, withdrawn ones included
+    uint64_t m_numberOfShards = 0; // that were added
 };

@@ -8,7 +8,8 @@ namespace {
 
 constexpr const char* TEXT = R"(
 Prints "ID<tab>term" for every resource in ascending order of the IDs, the term
-in Turtle syntax.
+in Turtle syntax. Of a folder, one shard after the other is printed, each in
+ascending order.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -33,9 +34,11 @@ ExitCode runDump(const DumpOptions& options, StandardOutput& output, std::ostrea
     const auto dictionary = openDictionary(options);
     ResourceRows rows(options.m_asksForJson, output, errorOutput);
     ExitCode exitCode = ExitCode::DONE;
-    forEachWholeEntry(*dictionary, [&](const BatchEntry& entry) {
-        if (!rows.print(entry))
-            exitCode = ExitCode::BAD_DATA;
+    dictionary->forEachPart([&](const SavedDictionary::Part& part) {
+        forEachWholeEntry(part, [&](const BatchEntry& entry) {
+            if (!rows.print(entry))
+                exitCode = ExitCode::BAD_DATA;
+        });
     });
     output.flush();
     return exitCode;

@@ -30,7 +30,7 @@ constexpr size_t IDS_OF_A_GROUP = 4096;
 /// Prints the terms of IDs, which are read in groups.
 class Answers {
 public:
-    Answers(const Dictionary& dictionary, const bool asJson, StandardOutput& output, std::ostream& errorOutput)
+    Answers(const SavedDictionary& dictionary, const bool asJson, StandardOutput& output, std::ostream& errorOutput)
         : m_dictionary(dictionary), m_rows(asJson, output, errorOutput), m_output(output), m_errorOutput(errorOutput) {}
 
     void add(const uint64_t resourceID) {
@@ -83,7 +83,7 @@ private:
         }
     }
 
-    const Dictionary& m_dictionary;
+    const SavedDictionary& m_dictionary;
     ResourceRows m_rows;
     StandardOutput& m_output;
     std::ostream& m_errorOutput;

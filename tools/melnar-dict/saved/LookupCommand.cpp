@@ -3,6 +3,7 @@
 #include "tools/melnar-dict/input/BlockReader.h"
 #include "tools/melnar-dict/input/InputFile.h"
 #include "tools/melnar-dict/saved/ResourceRows.h"
+#include "tools/melnar-dict/saved/SavedDictionary.h"
 #include "tools/melnar-dict/saved/TermLines.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/QuotedText.h"
@@ -10,7 +11,6 @@
 #include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
-#include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/platform/MelnarException.h"
 
 #include <algorithm>
@@ -35,13 +35,13 @@ line, 3 the dictionary cannot be read or a limit was reached.
 /// Answers terms, in batches of what is read at once.
 class Answers {
 public:
-    Answers(const Dictionary& dictionary, const bool asJson, StandardOutput& output, std::ostream& errorOutput)
+    Answers(const SavedDictionary& dictionary, const bool asJson, StandardOutput& output, std::ostream& errorOutput)
         : m_dictionary(dictionary), m_rows(asJson, output, errorOutput), m_errorOutput(errorOutput) {}
 
     /// `formatError` makes the line that tells an error.
     TermLines::Receiver getReceiver(std::function<std::string(const InputError& error)> formatError) {
         return {[this](const std::span<BatchEntry> terms, std::vector<BatchFailure>& failures) {
-                    m_dictionary.tryResolveResources(m_dictionary.getCommitPoint(), terms, failures);
+                    m_dictionary.tryResolveResources(terms, failures);
                 },
                 [this](const BatchEntry& term) { print(term); },
                 [this, formatError = std::move(formatError)](const InputError& error) {
@@ -61,7 +61,7 @@ private:
             m_exitCode = ExitCode::BAD_DATA;
     }
 
-    const Dictionary& m_dictionary;
+    const SavedDictionary& m_dictionary;
     ResourceRows m_rows;
     std::ostream& m_errorOutput;
     ExitCode m_exitCode = ExitCode::DONE;

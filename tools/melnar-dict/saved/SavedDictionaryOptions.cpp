@@ -1,6 +1,6 @@
 #include "tools/melnar-dict/saved/SavedDictionaryOptions.h"
 
-#include "tools/melnar-dict/saved/OpenDictionary.h"
+#include "tools/melnar-dict/saved/SavedDictionary.h"
 #include "tools/melnar-dict/shell/SharedOptions.h"
 
 void addDictionary(VerbDescription& verb, SavedDictionaryOptions& variable) {
@@ -8,6 +8,6 @@ void addDictionary(VerbDescription& verb, SavedDictionaryOptions& variable) {
     addMemoryLimit(verb, variable.m_memoryLimit);
 }
 
-std::unique_ptr<Dictionary> openDictionary(const SavedDictionaryOptions& options) {
-    return openToRead(options.m_dictionaryName, MemoryLimit::apply(options.m_memoryLimit, 1));
+std::unique_ptr<SavedDictionary> openDictionary(const SavedDictionaryOptions& options) {
+    return SavedDictionary::open(options.m_dictionaryName, MemoryLimit::apply(options.m_memoryLimit, 1));
 }

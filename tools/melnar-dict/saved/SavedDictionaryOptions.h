@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-class Dictionary;
+class SavedDictionary;
 
 /// The saved dictionary that a verb works on.
 struct SavedDictionaryOptions {
@@ -16,7 +16,7 @@ struct SavedDictionaryOptions {
 };
 
 /// Opens the dictionary, to which nothing will be added, and keeps the process within the limit.
-std::unique_ptr<Dictionary> openDictionary(const SavedDictionaryOptions& options);
+std::unique_ptr<SavedDictionary> openDictionary(const SavedDictionaryOptions& options);
 
 /// Adds the operand DICTIONARY and the option --memory-limit.
 void addDictionary(VerbDescription& verb, SavedDictionaryOptions& variable);

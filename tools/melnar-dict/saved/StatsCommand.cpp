@@ -2,12 +2,13 @@
 
 #include "tools/melnar-dict/input/PackedFormat.h"
 #include "tools/melnar-dict/saved/DictionaryPage.h"
+#include "tools/melnar-dict/saved/SavedDictionary.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/OutputFile.h"
 #include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
-#include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/platform/ComponentInfo.h"
 #include "Engine/core/platform/stream/MemoryOutputStream.h"
 
 #include <filesystem>
@@ -18,8 +19,9 @@ namespace {
 
 constexpr const char* TEXT = R"(
 Prints a tree of figures: memory and occupancy of every part, lengths of probes,
-bytes of text and of memory beyond it, resources of each language. With --html,
-writes a page that shows them to people, and prints nothing.
+bytes of text and of memory beyond it, resources of each language. Of a folder,
+figures are those of all shards together. With --html, writes a page that shows
+them to people, and prints nothing.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -30,8 +32,13 @@ or the output cannot be written.
 
 std::string makePage(const StatsOptions& options) {
     const auto dictionary = openDictionary(options);
-    const std::string name = std::filesystem::path(options.m_dictionaryName).filename().string();
-    return toDictionaryPage(DictionaryPortrait::of(*dictionary, name));
+    const std::filesystem::path path(options.m_dictionaryName);
+    DictionaryPortrait portrait;
+    portrait.m_name = (path.has_filename() ? path : path.parent_path()).filename().string(); // a folder may end in '/'
+    dictionary->forEachPart([&portrait](const SavedDictionary::Part& part) {
+        portrait.addShard(DictionaryPortrait::of(part.m_dictionary, portrait.m_name));
+    });
+    return toDictionaryPage(portrait);
 }
 
 /// Refuses a page that would destroy something.

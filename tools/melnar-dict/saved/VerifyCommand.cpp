@@ -1,7 +1,7 @@
 #include "tools/melnar-dict/saved/VerifyCommand.h"
 
 #include "tools/melnar-dict/pieces/TermText.h"
-#include "tools/melnar-dict/saved/OpenDictionary.h"
+#include "tools/melnar-dict/saved/SavedDictionary.h"
 #include "tools/melnar-dict/saved/WholeEntries.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
@@ -18,8 +18,9 @@ namespace {
 constexpr const char* TEXT = R"(
 Checks a saved dictionary: all checksums, all that its parts say of each other,
 that a lookup finds every term under its own ID, so that none is there twice,
-that every text is UTF-8 and every term one that an RDF file can hold. Says on
-standard error what is damaged, and where.
+that every text is UTF-8 and every term one that an RDF file can hold; of a
+folder all of that for each shard, and that each term is in the shard where it
+is looked for. Says on standard error what is damaged, and where.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -27,15 +28,23 @@ constexpr const char* EXIT_CODES = R"(
 command line, 3 it is damaged, cannot be read, or a limit was reached.
 )";
 
-/// The engine takes any bytes for text, and nearly any for an IRI, so that it is for the tool to object. Returns how many
-/// terms there are.
-uint64_t countWritableTerms(const Dictionary& dictionary) {
+/// Checks part by part, and returns how many terms there are. The engine takes any bytes for text, and nearly any for an
+/// IRI, so that it is for the tool to object; damage of another part weighs more.
+uint64_t verify(const SavedDictionary& dictionary) {
     uint64_t numberOfTerms = 0;
-    forEachWholeEntry(dictionary, [&numberOfTerms](const BatchEntry& entry) {
-        if (const char* const flaw = findTermFlaw(entry.m_lexicalForm, entry.m_datatypeID))
-            throw ToolFailure(ExitCode::BAD_DATA, "resource " + std::to_string(entry.m_resourceID) + ": " + flaw);
-        ++numberOfTerms;
+    std::optional<ToolFailure> firstFlaw;
+    dictionary.forEachPart([&](const SavedDictionary::Part& part) {
+        dictionary.verify(part);
+        forEachWholeEntry(part, [&](const BatchEntry& entry) {
+            ++numberOfTerms;
+            if (firstFlaw)
+                return;
+            if (const char* const flaw = findTermFlaw(entry.m_lexicalForm, entry.m_datatypeID))
+                firstFlaw.emplace(ExitCode::BAD_DATA, "resource " + std::to_string(entry.m_resourceID) + ": " + flaw);
+        });
     });
+    if (firstFlaw)
+        throw ToolFailure(*firstFlaw);
     return numberOfTerms;
 }
 
@@ -58,9 +67,8 @@ ExitCode runVerify(const VerifyOptions& options, StandardOutput& output, std::os
     MessageOutput messages(errorOutput);
     std::optional<ProgressReporter> progress(std::in_place, messages, options.m_feedback.getProgressMode(),
                                              "verifying '" + toPrintable(options.m_dictionaryName) + "'");
-    const auto dictionary = openToRead(options.m_dictionaryName, dictionaryLimit);
-    dictionary->verify();
-    const uint64_t numberOfResources = countWritableTerms(*dictionary);
+    const auto dictionary = SavedDictionary::open(options.m_dictionaryName, dictionaryLimit);
+    const uint64_t numberOfResources = verify(*dictionary);
     progress.reset(); // before what goes to the same terminal
     output.write(
         options.m_asksForJson

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tools/melnar-dict/saved/SavedDictionary.h"
+
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
 
@@ -9,8 +11,10 @@
 #include <string>
 #include <vector>
 
-/// Gives an entry that the dictionary has read its whole lexical form: in `form`, if it comes in two parts.
-inline void makeWhole(const Dictionary& dictionary, BatchEntry& entry, std::string& form) {
+/// Gives an entry that the dictionary, a Dictionary or a SavedDictionary, has read its whole lexical form: in `form`, if
+/// it comes in two parts.
+template<class AnyDictionary>
+void makeWhole(const AnyDictionary& dictionary, BatchEntry& entry, std::string& form) {
     if (entry.m_affixNumber == 0)
         return;
     form.clear();
@@ -38,4 +42,13 @@ void forEachWholeEntry(const Dictionary& dictionary, const Visit& visit) {
                 visit(entry);
             }
     }
+}
+
+/// The same with IDs of the whole.
+template<class Visit>
+void forEachWholeEntry(const SavedDictionary::Part& part, const Visit& visit) {
+    forEachWholeEntry(part.m_dictionary, [&](BatchEntry& entry) {
+        entry.m_resourceID = part.toIDOfWhole(entry.m_resourceID);
+        visit(entry);
+    });
 }

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "Engine/core/data-store/sharded/ShardedDictionary.h"
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// Makes folders of dictionaries, and looks into them.
+namespace DictionaryFolder {
+
+/// Adds all terms of a dictionary to the folder of this name, in the order of their IDs. Makes the folder if it is not
+/// there.
+void add(const Dictionary& dictionary, const std::string& folderName,
+         ShardedDictionary::State state = ShardedDictionary::State::WHOLE);
+
+/// The same with the dictionary of a file.
+void add(const std::string& fileName, const std::string& folderName,
+         ShardedDictionary::State state = ShardedDictionary::State::WHOLE);
+
+ShardManifest readManifest(const std::string& folderName);
+
+/// Puts a manifest in the place of the folder's.
+void writeManifest(const ShardManifest& manifest, const std::string& folderName);
+
+/// The path of a shard's file, which must be there.
+std::string getPathOf(const std::string& folderName, uint32_t shard);
+
+/// Removes the files of all shards but these.
+void keepOnly(const std::vector<uint32_t>& shards, const std::string& folderName);
+
+} // namespace DictionaryFolder

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <vector>
+
+/// Merges lists of which each has items of one order, and leaves out some: those of a list keep their order, and new ones
+/// come behind the one before them.
+///
+/// Ownership  Refers to the items that others are merged into.
+template<class Item>
+class OrderedMerge {
+public:
+    explicit OrderedMerge(std::vector<Item>& items) : m_items(items) {}
+
+    /// The item for which `isSame` holds, or else a new one, which `make` makes. It stays where it is until the next call.
+    template<class IsSame, class Make>
+    Item& findOrMake(const IsSame& isSame, const Make& make) {
+        auto found = std::ranges::find_if(m_items, isSame);
+        if (found == m_items.end())
+            found = m_items.insert(std::next(m_items.begin(), m_place), make());
+        m_place = std::distance(m_items.begin(), found) + 1;
+        return *found;
+    }
+
+private:
+    std::vector<Item>& m_items;
+    std::ptrdiff_t m_place = 0; // behind the last item that was asked for
+};
