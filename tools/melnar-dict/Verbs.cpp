@@ -9,6 +9,7 @@
 #include "tools/melnar-dict/saved/DumpCommand.h"
 #include "tools/melnar-dict/saved/GetCommand.h"
 #include "tools/melnar-dict/saved/LookupCommand.h"
+#include "tools/melnar-dict/saved/ShardsCommand.h"
 #include "tools/melnar-dict/saved/StatsCommand.h"
 #include "tools/melnar-dict/saved/VerifyCommand.h"
 
@@ -29,11 +30,12 @@ Verb makeVerb(VerbDescription (*describe)(Options& options),
 
 std::vector<Verb> makeVerbs() {
     return {
-        makeVerb(&describeLoad, &runLoad),     makeVerb(&describeGet, &runGet),
-        makeVerb(&describeLookup, &runLookup), makeVerb(&describeDump, &runDump),
-        makeVerb(&describeStats, &runStats),   makeVerb(&describeCompact, &runCompact),
-        makeVerb(&describeVerify, &runVerify), makeVerb(&describeEncode, &runEncode),
-        makeVerb(&describeDecode, &runDecode), makeVerb(&describeCanonical, &runCanonical),
-        makeVerb(&describeCheck, &runCheck),   makeVerb(&describeEstimate, &runEstimate),
+        makeVerb(&describeLoad, &runLoad),           makeVerb(&describeGet, &runGet),
+        makeVerb(&describeLookup, &runLookup),       makeVerb(&describeDump, &runDump),
+        makeVerb(&describeStats, &runStats),         makeVerb(&describeShards, &runShards),
+        makeVerb(&describeCompact, &runCompact),     makeVerb(&describeVerify, &runVerify),
+        makeVerb(&describeEncode, &runEncode),       makeVerb(&describeDecode, &runDecode),
+        makeVerb(&describeCanonical, &runCanonical), makeVerb(&describeCheck, &runCheck),
+        makeVerb(&describeEstimate, &runEstimate),
     };
 }
