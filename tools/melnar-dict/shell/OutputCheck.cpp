@@ -4,6 +4,7 @@
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/DictionaryFile.h"
+#include "Engine/core/data-store/sharded/ShardManifest.h"
 #include "Engine/core/platform/stream/AtomicFileOutputStream.h"
 #include "Engine/core/platform/stream/FileInputStream.h"
 #include "Engine/core/platform/stream/FileLock.h"
@@ -37,6 +38,16 @@ std::string readBeginning(const std::string& fileName, const size_t numberOfByte
     return beginning;
 }
 
+/// Whether it is a folder of shards, sound or not.
+bool isDictionaryFolder(const std::string& folderName) {
+    const std::string manifestName = folderName + '/' + ShardManifest::FILE_NAME;
+    struct stat status;
+    if (::stat(manifestName.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+        return false;
+    FileInputStream input(manifestName);
+    return ShardManifest::isBeginningOf(input);
+}
+
 std::optional<FileIdentity> identifyInput(const std::string& inputName) {
     return inputName == STANDARD_STREAM ? FileIdentity::ofRegularFile(STDIN_FILENO) : FileIdentity::ofName(inputName);
 }
@@ -59,6 +70,13 @@ OutputCheck::OutputCheck(const std::string& outputName, const bool isForced)
                                                 {m_lockFileName, "the lock file of " + output}})
         if (const std::optional<FileIdentity> identity = FileIdentity::ofName(fileName))
             m_files.emplace_back(*identity, description);
+    if (!isDictionaryFolder(m_folderName))
+        return;
+    if (!isForced)
+        throw ToolFailure(ExitCode::USAGE,
+                          "'" + outputName + "' is in the folder of a dictionary; --force writes it nevertheless");
+    if (const std::optional<FileIdentity> folder = FileIdentity::ofName(m_folderName))
+        m_files.emplace_back(*folder, "the folder of " + output);
 }
 
 OutputCheck::OutputCheck() : m_isForced(false) {

@@ -14,8 +14,9 @@
 /// Errors  ToolFailure, with ExitCode::USAGE unless something else is said.
 class OutputCheck {
 public:
-    /// Refuses a name that leads to anything but a regular file or nothing. With `isForced`, a regular file that is not
-    /// an input may be replaced without regard to its contents, and room is not estimated.
+    /// Refuses a name that leads to anything but a regular file or nothing, and one in the folder of a dictionary, of
+    /// whose files none may be lost. With `isForced`, a regular file that is not an input may be replaced without regard
+    /// to its contents and its folder, and room is not estimated.
     OutputCheck(const std::string& outputName, bool isForced);
 
     /// Only inputs are refused for standard output.
@@ -26,7 +27,7 @@ public:
     bool isOutput(const std::string& inputName) const;
 
     /// Refuses an input, "-" being standard input, that is the output, or one of the files that writing the output makes
-    /// and removes.
+    /// and removes, or the dictionary in whose folder the output is.
     void refuseInput(const std::string& inputName) const;
 
     /// Refuses a second output that is this one, there or not yet, or one of the files that writing this one makes.

@@ -55,6 +55,32 @@ TEST_F(OutputCheckTest, anInputIsKnownByItsFileAndNotByItsName) {
     }
 }
 
+TEST_F(OutputCheckTest, theFolderOfADictionaryIsLeftAlone) {
+    const std::string folder = m_directory.getPathOf("f");
+    const std::string link = m_directory.getPathOf("link");
+    std::filesystem::create_directory(folder);
+    std::filesystem::create_symlink(folder + "/new", link);
+    m_directory.addFile("f/manifest", "MELNARDF and what follows");
+    for (const std::string& name : {folder + "/manifest", folder + "/new", link}) {
+        EXPECT_EQ("'" + name + "' is in the folder of a dictionary; --force writes it nevertheless",
+                  getRefusal(ExitCode::USAGE, [&] { OutputCheck(name, false); }));
+        const OutputCheck check(name, true);
+        EXPECT_EQ("the input '" + folder + "' is also the folder of the output '" + name + "'",
+                  getRefusal(ExitCode::USAGE, [&] { check.refuseInput(folder); }));
+        EXPECT_NO_THROW(check.refuseInput(m_directory.getPathOf("")));
+    }
+    EXPECT_EQ("'" + folder + "' exists and is not a regular file, so that it cannot be replaced",
+              getRefusal(ExitCode::USAGE, [&] { OutputCheck(folder, true); }));
+}
+
+TEST_F(OutputCheckTest, anotherFileThatIsCalledManifestMakesNoDictionary) {
+    m_directory.addFile("manifest", "MELNARD");
+    EXPECT_NO_THROW(OutputCheck(m_path, false).refuseInput(m_directory.getPathOf("")));
+    std::filesystem::remove(m_directory.getPathOf("manifest"));
+    ASSERT_EQ(0, ::mkfifo(m_directory.getPathOf("manifest").c_str(), 0600));
+    EXPECT_NO_THROW(OutputCheck(m_path, false));
+}
+
 TEST_F(OutputCheckTest, whatWritingMakesOrRemovesIsNoInput) {
     for (const auto& [suffix, whatItIs] : {std::pair(".saving", "temporary file"),
                                            {".replaced", "place of the replaced file"},
