@@ -19,7 +19,7 @@
 /// Errors     std::bad_alloc.
 class ComponentSum : private Unmovable {
 public:
-    /// Adds the tree that Dictionary::getDetailedComponentInfo gives.
+    /// Adds the tree that Dictionary::getDetailedComponentInfo gives of a dictionary with terms.
     void add(const ComponentInfo& dictionary);
 
     std::unique_ptr<ComponentInfo> toComponentInfo(std::string name) const;

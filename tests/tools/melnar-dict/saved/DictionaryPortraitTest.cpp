@@ -3,6 +3,7 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
+#include "tools/melnar-dict/saved/DictionaryPage.h"
 
 #include <gtest/gtest.h>
 
@@ -109,6 +110,65 @@ TEST_F(DictionaryPortraitTest, familiesOfTermsHavePartsTablesAndLengthsAsSoonAsT
     EXPECT_EQ("triple terms", portrait.m_lengths[4].m_datatypeName);
     EXPECT_EQ(13u, portrait.getNumberOfTerms());
     EXPECT_EQ(1u + 200u + 6u + 21u, portrait.getTextBytes());
+}
+
+TEST_F(DictionaryPortraitTest, shardsAddUp) {
+    Dictionary other(size_t(1) << 30, 1000000);
+    {
+        DictionaryThread thread(other);
+        for (int number = 0; number < 2000; ++number)
+            other.resolveResource(thread, std::to_string(number), D_XSD_STRING);
+        other.resolveResource(thread, "x@fr", D_RDF_PLAIN_LITERAL);
+        other.resolveResource(thread, "x@de", D_RDF_PLAIN_LITERAL);
+        other.resolveResource(thread, "_:b", D_BLANK_NODE);
+    }
+    resolve("a longer text", D_XSD_STRING);
+    resolve("y@fr", D_RDF_PLAIN_LITERAL);
+    resolve("y@en", D_RDF_PLAIN_LITERAL);
+    resolve("a:b", D_IRI);
+    const DictionaryPortrait first = portray();
+    const DictionaryPortrait second = DictionaryPortrait::of(other, "other");
+    DictionaryPortrait sum;
+    sum.addShard(first);
+    sum.addShard(second);
+    EXPECT_EQ(2u, sum.m_numberOfShards);
+    EXPECT_EQ("", sum.m_name);
+    EXPECT_EQ(first.getMemoryBytes() + second.getMemoryBytes(), sum.getMemoryBytes());
+    EXPECT_EQ(first.getTextBytes() + second.getTextBytes(), sum.getTextBytes());
+    EXPECT_EQ(2007u, sum.getNumberOfTerms());
+    EXPECT_EQ(2007u, sum.m_numberOfIDs);
+    EXPECT_EQ(first.m_poolBytes + second.m_poolBytes, sum.m_poolBytes);
+    EXPECT_EQ(first.m_unusedPoolBytes + second.m_unusedPoolBytes, sum.m_unusedPoolBytes);
+    ASSERT_EQ(4u, sum.m_tables.size());
+    EXPECT_EQ("xsd:string", sum.m_tables[0].m_name);
+    EXPECT_EQ(first.m_tables[0].m_numberOfBuckets + second.m_tables[0].m_numberOfBuckets,
+              sum.m_tables[0].m_numberOfBuckets);
+    EXPECT_EQ(DictionaryPortrait::NUMBER_OF_SEGMENTS, sum.m_tables[0].m_usedBuckets.size());
+    EXPECT_EQ(2001u,
+              std::accumulate(sum.m_tables[0].m_usedBuckets.begin(), sum.m_tables[0].m_usedBuckets.end(), size_t(0)));
+    EXPECT_EQ(2001u,
+              std::accumulate(sum.m_tables[0].m_probeLengths.begin(), sum.m_tables[0].m_probeLengths.end(), size_t(0)));
+    EXPECT_EQ(4u, sum.m_lengths.size());
+    EXPECT_EQ(1u, sum.m_lengths[0].m_shortest);
+    EXPECT_EQ(13u, sum.m_lengths[0].m_longest);
+    EXPECT_EQ(2001u, sum.m_lengths[0].m_numberOfTerms);
+    EXPECT_EQ((Strings{0, 10, 990, 1000, 1}), sum.m_lengths[0].m_terms);
+    std::vector<std::string> tags;
+    for (const DictionaryPortrait::Language& language : sum.m_languages)
+        tags.push_back(language.m_tag + std::to_string(language.m_numberOfStrings));
+    EXPECT_EQ((std::vector<std::string>{"fr2", "de1", "en1"}), tags);
+}
+
+TEST_F(DictionaryPortraitTest, theSumOfOneIsThatOne) {
+    for (const size_t length : {0u, 1u, 1000u})
+        resolve(std::string(length, 'x'), D_XSD_STRING);
+    resolve("x@fr", D_RDF_PLAIN_LITERAL);
+    resolve("x@de", D_RDF_PLAIN_LITERAL);
+    resolve("5^^a:t", D_TYPED_LITERAL);
+    DictionaryPortrait sum;
+    sum.m_name = "name";
+    sum.addShard(portray());
+    EXPECT_EQ(toDictionaryPage(portray()), toDictionaryPage(sum));
 }
 
 TEST_F(DictionaryPortraitTest, withdrawnStringsLeaveUnusedBytesIdsAndBuckets) {

@@ -288,6 +288,43 @@ TEST_F(FolderVerbsTest, theMemoryLimitIsThatOfAllShardsTogether) {
     outputOf({"stats", "f", "--memory-limit", "8M"});
 }
 
+TEST_F(FolderVerbsTest, statsAreThoseOfAllShardsTogether) {
+    const Json folder = Json::parse(outputOf({"stats", "f", "--json"}));
+    const Json file = Json::parse(outputOf({"stats", "d", "--json"}));
+    std::map<std::string, Json> figures;
+    for (const Json& property : folder["properties"])
+        figures[property["label"]] = property["value"];
+    size_t numberOfCounts = 0;
+    for (const Json& property : file["properties"]) {
+        const std::string label = property["label"];
+        ASSERT_TRUE(figures.contains(label)) << label;
+        if (property["metric"] == "NUMBER_OF_RESOURCES" || property["metric"] == "BYTES_OF_TEXT" ||
+            property["metric"] == "GENERATION") {
+            EXPECT_EQ(property["value"], figures[label]) << label;
+            ++numberOfCounts;
+        }
+    }
+    EXPECT_EQ(9u, numberOfCounts);
+    const ShardManifest manifest = DictionaryFolder::readManifest(getPathOf("f"));
+    EXPECT_EQ(manifest.m_history.m_entries.back().m_identity.toString(), figures["Identity"]);
+    const auto getLanguages = [](const Json& root) {
+        return *std::ranges::find(root["children"], "Languages", [](const Json& child) { return child["name"]; });
+    };
+    EXPECT_EQ(getLanguages(file), getLanguages(folder));
+    EXPECT_NE(std::string::npos,
+              outputOf({"stats", "f"}).find("    Identity: " + figures["Identity"].get<std::string>()));
+}
+
+TEST_F(FolderVerbsTest, thePageIsOneOfTheWholeFolder) {
+    for (const char* const name : {"f", "f/"}) {
+        const std::string page = outputOf({"stats", name, "--html", "-"});
+        EXPECT_NE(std::string::npos, page.find("<h1><bdi>f</bdi></h1>")) << page;
+        EXPECT_NE(std::string::npos, page.find("<div><dt>terms</dt><dd>3,018</dd></div>"));
+        EXPECT_NE(std::string::npos, page.find("<div><dt>shards</dt><dd>256</dd></div>"));
+    }
+    EXPECT_EQ(std::string::npos, outputOf({"stats", "d", "--html", "-"}).find("<dt>shards</dt>"));
+}
+
 TEST_F(FolderVerbsTest, compactRefusesAFolder) {
     const std::string text = "'f' is a folder of shards, which are dense already: there is nothing to compact";
     expectFailure(2, {"compact", "f"}, text);
