@@ -146,7 +146,9 @@ bool RowDecoder::appendEntry(const BatchEntry& entry) {
     if (isIri || datatypeID == D_BLANK_NODE) { // has its form as it is
         m_text += isIri ? "<" : "_:";
         const size_t begin = m_text.size();
-        m_text.append(m_dictionary.getAffix(entry)).append(form);
+        if (entry.m_affixNumber != 0)
+            m_text += m_dictionary.getAffix(entry);
+        m_text += form;
         form = std::string_view(m_text).substr(begin);
     } else if (entry.m_affixNumber != 0) {
         m_form.clear();
