@@ -67,7 +67,8 @@ def make_small_file(folder):
 
 
 def run_once(command):
-    """Runs a command; its output, wall seconds, CPU seconds and peak memory in MB."""
+    """Runs a command; its output, wall seconds, CPU seconds, those of them in the system, peak memory in MB, and how
+    often it waited."""
     start = time.perf_counter()
     with subprocess.Popen(command, stdout=subprocess.PIPE, text=True) as process:
         output = process.stdout.read() if process.stdout else ""
@@ -79,7 +80,9 @@ def run_once(command):
     return output, {
         "seconds": seconds,
         "cpu_seconds": usage.ru_utime + usage.ru_stime,
+        "system_seconds": usage.ru_stime,
         "peak_mb": usage.ru_maxrss / 1024,
+        "waits": usage.ru_nvcsw,
     }
 
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs the benchmarks and writes what they measured below build/bench/results, one JSON file a run of a program.
 
-    run.py                    all suites but load, read and terms, with up to 30 million strings: hours
+    run.py                    all suites but load, scaling, read and terms, with up to 30 million strings: hours
     run.py --quick            all suites with 20,000 strings, a small file to load, and report, which writes its pages
                               below the results: shows that everything works
     run.py SUITE...           some suites
@@ -17,6 +17,8 @@
       files                     save, open, verify, compact
       load                      RDF files loaded, encoded and decoded, beside serd's reader, serdi and a copy: those
                                 given with --file
+      scaling                   the dictionary beside two maps, and load, encode and decode of the files given with
+                                --file, with each number of --threads
       read                      the bare readers, ours and serd's, in processor time: the files given with --file
       terms                     IRIs beside the same texts as strings, in time and memory, and all terms in columns,
                                 batches and single calls: the files given with --file, N-Triples or N-Quads, or the
@@ -39,14 +41,15 @@ sys.dont_write_bytecode = True  # nothing is left beside the sources
 
 import load  # noqa: E402, pylint: disable=wrong-import-position
 import report  # noqa: E402, pylint: disable=wrong-import-position
+import scaling  # noqa: E402, pylint: disable=wrong-import-position
 import tables  # noqa: E402, pylint: disable=wrong-import-position
 import targets  # noqa: E402, pylint: disable=wrong-import-position
 from results import Results  # noqa: E402, pylint: disable=wrong-import-position
 
 ROOT = Path(__file__).resolve().parent.parent
 SUITES = ["tables", "cold", "small-pages", "cache", "loads", "growth", "memory", "stalls", "collisions", "files",
-          "load", "read", "terms"]
-SUITES_WITH_FILES = ["load", "read", "terms"]
+          "load", "scaling", "read", "terms"]
+SUITES_WITH_FILES = ["load", "scaling", "read", "terms"]
 REPORTS = ["report", "targets"]
 QUICK_NUMBER = 20_000
 NUMBER_IN_CACHE = 20_000
@@ -198,6 +201,19 @@ def run_terms(arguments):
         print("\n" + "\n".join(tables.term_section(Results(arguments.results / f"{name}.json"))))
 
 
+def run_scaling(arguments):
+    files = files_to_read(arguments, "scaling")  # before anything is measured
+    for number in numbers_of(arguments, 10_000_000):
+        name = f"scaling-maps-b-{number}"
+        run_table(arguments, name, "b", number, f"--benchmark_filter={scaling.MAPS}")
+        print("\n" + "\n".join(tables.map_scaling_section(Results(arguments.results / f"{name}.json"))), flush=True)
+    thread_counts = [int(count) for count in arguments.threads.split(",")]
+    for file in files:
+        path = scaling.run_verbs(arguments.programs, file, thread_counts, arguments.repetitions, context_of_run(),
+                                 arguments.results)
+        print("\n" + "\n".join(tables.verb_scaling_section(Results(path))), flush=True)
+
+
 def run_load(arguments):
     threads = int(arguments.threads.split(",")[-1])
     for file in files_to_read(arguments, "load"):
@@ -217,9 +233,9 @@ def main():
     parser.add_argument("--repetitions", type=int, help="of each measurement (5)")
     parser.add_argument("--filter", help="a regular expression: the maps that are measured")
     parser.add_argument("--file", type=Path, nargs="+", default=[],
-                        help="RDF files for the suites load, read and terms, plain or .gz")
+                        help="RDF files for the suites load, scaling, read and terms, plain or .gz")
     parser.add_argument("--large", action="store_true",
-                        help="for the suites load, read and terms: a file of a gigabyte, made for it")
+                        help="for the same suites: a file of a gigabyte, made for it")
     parser.add_argument("--programs", type=Path, default=ROOT / "build" / "bench",
                         help="the build folder (build/bench)")
     parser.add_argument("--mixed", action="store_true", help="for report: accept results of several commits or machines")

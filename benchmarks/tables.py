@@ -125,6 +125,45 @@ def load_section(results):
     return [*lines, ""]
 
 
+def map_scaling_section(results):
+    """Each workload with each number of threads: millions of operations a second, and over one thread."""
+    counts = thread_counts(results)
+    lines = [f"### {results.name}: maps with more and more threads", "", describe(results) + ". Millions of operations "
+             f"a second, all threads together; in brackets, over {threads_of(counts[0])}.", ""]
+    for workload in WORKLOADS:
+        rows = []
+        for name in maps_of(results):
+            figures = [results.find(f"{name}/threads:{threads}", workload) for threads in counts]
+            if all(figures):  # nanoseconds an operation and thread
+                rates = [1e3 * threads / figure.median for threads, figure in zip(counts, figures)]
+                rows.append([name, *(f"{rate:.1f} ({rate / rates[0]:.1f})" for rate in rates)])
+        lines += table([workload, *map(threads_of, counts)], rows)
+    return lines
+
+
+def verb_scaling_section(results):
+    """Each verb with each number of threads: rates, memory, and what the threads did with the time."""
+    context = results.context
+    counts = thread_counts(results)
+    megabytes = int(context["bytes"]) / 1e6
+    lines = [f"### {results.name}: {context['strings']}, {megabytes:.0f} MB", "", describe_machine(context) + ". "
+             "`busy` is processor time over wall time, `in the system` the system's part of the processor time, "
+             "`waits` how often a thread gave its core up, in thousands.", ""]
+    rows = []
+    for verb in maps_of(results):
+        first = results.find(f"{verb}/threads:{counts[0]}", "seconds").median
+        for threads in counts:
+            figures = results.figures[f"{verb}/threads:{threads}"]
+            seconds, processor, system, peak, waits = (
+                figures[quantity].median
+                for quantity in ("seconds", "cpu_seconds", "system_seconds", "peak_mb", "waits"))
+            rows.append([verb, str(threads), shown(figures["seconds"]), f"{megabytes / seconds:.0f}",
+                         f"{first / seconds:.2f}", f"{peak:.0f}", f"{processor / seconds:.1f}",
+                         f"{100 * system / processor:.0f}%", f"{waits / 1e3:.1f}"])
+    return lines + table(["", "threads", "seconds", "MB/s", f"over {threads_of(counts[0])}", "peak MB", "busy",
+                          "in the system", "waits"], rows)
+
+
 def read_section(results):
     """Reading a file with the bare readers."""
     context = results.context
@@ -189,6 +228,10 @@ def page(all_results, folder):
         lines += file_section(results)
     for results in sections_of("load-"):
         lines += load_section(results)
+    for results in sections_of("scaling-maps-"):
+        lines += map_scaling_section(results)
+    for results in sections_of("scaling-verbs-"):
+        lines += verb_scaling_section(results)
     for results in sections_of("read-"):
         lines += read_section(results)
     for results in sections_of("terms-"):
