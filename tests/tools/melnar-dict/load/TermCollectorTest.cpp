@@ -1,5 +1,7 @@
 #include "tools/melnar-dict/load/TermCollector.h"
 
+#include "tools/melnar-dict/load/DictionaryResolver.h"
+
 #include "tests/support/AllocationFaults.h"
 #include "tools/melnar-dict/rows/RowLayout.h"
 
