@@ -18,7 +18,7 @@ void checkOtherOutput(const LoadOptions& options, const std::string& outputName)
         check.refuseInput(getDictionaryFileName(options, options.m_intoName));
     if (!options.m_output.m_outputName.empty()) {
         const std::string dictionaryName = getDictionaryFileName(options, options.m_output.m_outputName);
-        OutputCheck(dictionaryName, options.m_output.m_isForced).refuseOutput(outputName);
+        OutputCheck(dictionaryName, options.m_makesShards || options.m_output.m_isForced).refuseOutput(outputName);
         check.refuseOutput(dictionaryName);
     }
     check.refuseDictionary();
