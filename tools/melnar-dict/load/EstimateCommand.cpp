@@ -2,6 +2,7 @@
 
 #include "tools/melnar-dict/load/LoadEstimator.h"
 #include "tools/melnar-dict/shell/MemoryLimit.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
 #include "tools/melnar-dict/threads/ProgressReporter.h"
 
 namespace {
@@ -21,6 +22,7 @@ LoadEstimate makeEstimate(const EstimateOptions& options, const size_t dictionar
     LoadEstimator estimator({.m_numberOfThreads = options.m_numberOfThreads,
                              .m_memoryLimit = dictionaryLimit,
                              .m_loadsOnlyStrings = options.m_loadsOnlyStrings,
+                             .m_makesShards = options.m_makesShards,
                              .m_blankNodes = options.m_blankNodes});
     // How many bytes will be read is not known.
     const ProgressReporter progress(messages, options.m_feedback.getProgressMode(), [&]() -> ProgressFigures {
@@ -38,6 +40,12 @@ VerbDescription describeEstimate(EstimateOptions& options) {
                          EXIT_CODES,
                          {{"estimate dump.nt.gz", "Says what a load of the file would need."}}};
     verb.addFlag("--strings-only", "estimate a load of string literals alone", options.m_loadsOnlyStrings);
+    verb.addFlag("--shards", "estimate a load with --shards, and how much room it needs on the disk until it is done",
+                 options.m_makesShards);
+    verb.m_checks.emplace_back([&options] {
+        if (options.m_makesShards && options.m_loadsOnlyStrings)
+            throw ToolFailure(ExitCode::USAGE, "--strings-only is for a dictionary without shards");
+    });
     addInputFiles(verb, InputFormats::ALL, options.m_files);
     addBlankNodes(verb, options.m_files, options.m_blankNodes);
     addThreads(verb, options.m_numberOfThreads);

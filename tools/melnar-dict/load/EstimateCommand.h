@@ -16,6 +16,7 @@
 struct EstimateOptions {
     InputFiles m_files;
     bool m_loadsOnlyStrings = false;
+    bool m_makesShards = false;
     BlankNodeOptions m_blankNodes;
     FeedbackOptions m_feedback;
     size_t m_numberOfThreads = getDefaultNumberOfThreads(); // of the load

@@ -21,8 +21,10 @@ Figures figuresOf(const LoadEstimate& estimate) {
                     {"bytes of other text", "otherTextBytes", std::to_string(estimate.m_otherTextBytes)},
                     {"bytes of memory", "memoryBytes", std::to_string(estimate.m_size.m_memoryBytes)},
                     {"bytes of the saved file", "fileBytes", std::to_string(estimate.m_size.m_fileBytes)},
-                    {"bytes of the rows", "rowBytes", std::to_string(estimate.m_rowBytes)},
-                    {"seconds", "seconds", toFixed(estimate.m_seconds, 3)}});
+                    {"bytes of the rows", "rowBytes", std::to_string(estimate.m_rowBytes)}});
+    if (estimate.m_temporaryBytes)
+        figures.push_back({"temporary bytes", "temporaryBytes", std::to_string(*estimate.m_temporaryBytes)});
+    figures.push_back({"seconds", "seconds", toFixed(estimate.m_seconds, 3)});
     return figures;
 }
 

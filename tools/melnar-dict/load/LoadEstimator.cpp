@@ -1,4 +1,5 @@
 #include "tools/melnar-dict/load/LoadEstimator.h"
+#include "tools/melnar-dict/load/ShardSpill.h"
 
 #include "tools/melnar-dict/input/FileIri.h"
 #include "tools/melnar-dict/input/FileSource.h"
@@ -53,6 +54,22 @@ std::string_view firstLineOf(const std::string_view text) {
 
 uint64_t toCount(const double number) {
     return static_cast<uint64_t>(std::llround(number));
+}
+
+/// The shards share the terms evenly, and in each there may be any text that terms share.
+DictionarySize predictSizeOfShards(const DictionaryContents& contents) {
+    DictionaryContents ofShard;
+    for (size_t datatypeID = 0; datatypeID < contents.m_terms.size(); ++datatypeID) {
+        const DictionaryContents::Terms& terms = contents.m_terms[datatypeID];
+        DictionaryContents::Terms& part = ofShard.m_terms[datatypeID];
+        part.m_number = (terms.m_number + ShardLayout::NUMBER_OF_SHARDS - 1) / ShardLayout::NUMBER_OF_SHARDS;
+        part.m_sharedTexts = std::min(part.m_number, terms.m_sharedTexts);
+        if (terms.m_sharedTexts != 0)
+            part.m_sharedTextBytes = terms.m_sharedTextBytes / terms.m_sharedTexts * part.m_sharedTexts;
+    }
+    ofShard.m_chunkBytes = contents.m_chunkBytes / ShardLayout::NUMBER_OF_SHARDS;
+    const DictionarySize size = predictDictionarySize(ofShard);
+    return {size.m_memoryBytes * ShardLayout::NUMBER_OF_SHARDS, size.m_fileBytes * ShardLayout::NUMBER_OF_SHARDS};
 }
 
 } // namespace
@@ -242,8 +259,10 @@ void LoadEstimator::resolve(StatementConsumer& consumer) {
         if (error.m_exitCode != ExitCode::BAD_DATA) // those of refused terms
             throw ToolFailure(error.m_exitCode, error.m_cause);
     for (const BatchEntry& entry : m_piece.m_terms.getEntries())
-        if (entry.m_resourceID != 0)
+        if (entry.m_resourceID != 0) {
             m_units.take(entry.m_resourceID);
+            m_spillBytes += ShardSpill::getNumberOfBytesFor(entry);
+        }
 }
 
 /// Returns which share of the input was sampled.
@@ -298,9 +317,14 @@ LoadEstimate LoadEstimator::extrapolate(const RowLayout& rowLayout) const {
                          scale(m_counts.m_plainLiterals),      scale(m_counts.m_iris),
                          scale(m_counts.m_blankNodes),         scale(m_counts.m_otherLiterals),
                          scale(m_counts.m_directionalStrings), scale(m_counts.m_tripleTerms)};
-    estimate.m_size = predictDictionarySize(extrapolateTerms(estimate));
+    const DictionaryContents contents = extrapolateTerms(estimate);
+    estimate.m_size = m_settings.m_makesShards ? predictSizeOfShards(contents) : predictDictionarySize(contents);
     if (m_resolver)
         estimate.m_rowBytes = NpyHeader::SIZE + estimate.m_counts.m_statements * rowLayout.getRowSize();
+    // A block of a load is no smaller than a unit, and has no more terms for its bytes.
+    if (m_settings.m_makesShards)
+        estimate.m_temporaryBytes = scale(m_spillBytes) + estimate.m_size.m_fileBytes +
+                                    estimate.m_counts.m_statements * rowLayout.m_columns * RowLayout::WIDE;
     // Unpacking has a thread of its own; all others share the rest.
     estimate.m_seconds =
         std::max(m_unpackSeconds, m_sampleSeconds / share / static_cast<double>(m_settings.m_numberOfThreads));

@@ -33,6 +33,7 @@ public:
         uint64_t m_numberOfThreads = 1; // that will load
         uint64_t m_memoryLimit = 0;     // of the estimator's dictionary
         bool m_loadsOnlyStrings = false;
+        bool m_makesShards = false;
         BlankNodeOptions m_blankNodes{};
         uint64_t m_sampleBytes = uint64_t(64) << 20;  // are read for their terms, or a little more
         uint64_t m_unpackedBytes = uint64_t(1) << 30; // of a packed file are unpacked at most
@@ -85,5 +86,6 @@ private:
     double m_unpackSeconds = 0; // that the streams will take
     double m_sampleSeconds = 0; // that the samples took
     StatementCounts m_counts;   // of the samples
+    uint64_t m_spillBytes = 0;  // that would be put aside if no term of the samples was known
     bool m_isWholeInput = true;
 };

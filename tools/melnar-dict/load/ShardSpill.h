@@ -57,6 +57,11 @@ public:
     /// Removes all files of unfinished work from a folder.
     static void removeFrom(const std::string& folderName);
 
+    /// What a term and its ID take on the disk.
+    static uint64_t getNumberOfBytesFor(const BatchEntry& term) noexcept {
+        return sizeof(uint32_t) + sizeof(term.m_datatypeID) + term.m_lexicalForm.size() + sizeof(term.m_resourceID);
+    }
+
     void addTerm(uint32_t shard, const BatchEntry& term);
 
     /// Adds the rows of a block: the shards of its unknown terms, and all cells.

@@ -2,6 +2,7 @@
 
 #include "tools/melnar-dict/load/FileLoader.h"
 #include "tools/melnar-dict/load/LoadCheckpoint.h"
+#include "tools/melnar-dict/load/LoadEstimator.h"
 #include "tools/melnar-dict/load/LoadOutputs.h"
 #include "tools/melnar-dict/load/LoadReport.h"
 #include "tools/melnar-dict/load/LoadRun.h"
@@ -11,6 +12,7 @@
 #include "tools/melnar-dict/load/ShardedFolder.h"
 #include "tools/melnar-dict/pieces/EngineTerm.h"
 #include "tools/melnar-dict/shell/NumberText.h"
+#include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/OutputFile.h"
 #include "tools/melnar-dict/shell/OutputLock.h"
 #include "tools/melnar-dict/shell/PrintableText.h"
@@ -41,6 +43,27 @@ constexpr uint64_t BYTES_OF_THREAD = MemoryLimit::BYTES_OF_THREAD_WITH_TERMS + (
 /// Of the shards' memory, what is kept for their growth after the last look at it, and for the copies that are saved.
 size_t getLargestMemory(const size_t dictionaryLimit) {
     return dictionaryLimit - std::max(dictionaryLimit / 8, std::min(dictionaryLimit / 2, size_t(32) << 20));
+}
+
+/// Refuses a disk that has less room than a large load will probably need until it is done. A small one finds out soon.
+void requireRoom(const LoadOptions& options, const ShardedFolder& folder, const size_t dictionaryLimit,
+                 MessageOutput& messages) {
+    constexpr uint64_t LARGE = uint64_t(1) << 30;
+    if (options.m_output.m_isForced || getTotalBytes(options.m_files) < LARGE)
+        return;
+    const ProgressReporter progress(messages, options.m_feedback.getProgressMode(), "estimating what the load needs");
+    const LoadEstimate estimate = LoadEstimator({.m_numberOfThreads = options.m_numberOfThreads,
+                                                 .m_memoryLimit = dictionaryLimit,
+                                                 .m_makesShards = true,
+                                                 .m_blankNodes = options.m_blankNodes})
+                                      .estimate(options.m_files);
+    const bool isPutAside = estimate.m_size.m_memoryBytes > getLargestMemory(dictionaryLimit);
+    const uint64_t neededBytes = estimate.m_size.m_fileBytes + (isPutAside ? *estimate.m_temporaryBytes : 0);
+    if (const std::optional<uint64_t> freeBytes = OutputCheck::getFreeBytes(folder.getName());
+        freeBytes && *freeBytes < neededBytes)
+        throw ToolFailure(ExitCode::FAILURE, "until the load is done it needs about " + std::to_string(neededBytes) +
+                                                 " bytes in '" + folder.getName() + "', and its disk has " +
+                                                 std::to_string(*freeBytes) + "; --force tries it nevertheless");
 }
 
 /// Whether another process can read an input from its start again.
@@ -123,6 +146,7 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
         checkOtherOutputs(options);
     }
     MessageOutput messages(errorOutput);
+    requireRoom(options, folder, dictionaryLimit, messages);
     std::unique_ptr<ShardedDictionary> ownedDictionary =
         options.m_intoName.empty() ? std::make_unique<ShardedDictionary>(dictionaryLimit)
                                    : ShardedDictionary::open(options.m_intoName, dictionaryLimit);

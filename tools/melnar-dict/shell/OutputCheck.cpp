@@ -132,16 +132,22 @@ void OutputCheck::refuseDictionary() const {
         throw ToolFailure(ExitCode::USAGE, "'" + m_outputName + "' is a dictionary; --force replaces it");
 }
 
-void OutputCheck::requireRoom(const uint64_t numberOfBytes) const {
+std::optional<uint64_t> OutputCheck::getFreeBytes(const std::string& folderName) {
     struct statvfs disk;
-    if (m_isForced || ::statvfs(m_folderName.c_str(), &disk) != 0 || disk.f_blocks == 0)
-        return; // Not every file system tells.
-    uint64_t freeBytes = uint64_t(::geteuid() == 0 ? disk.f_bfree : disk.f_bavail) * disk.f_frsize;
+    if (::statvfs(folderName.c_str(), &disk) != 0 || disk.f_blocks == 0)
+        return std::nullopt;
+    return uint64_t(::geteuid() == 0 ? disk.f_bfree : disk.f_bavail) * disk.f_frsize;
+}
+
+void OutputCheck::requireRoom(const uint64_t numberOfBytes) const {
+    std::optional<uint64_t> freeBytes = getFreeBytes(m_folderName);
+    if (m_isForced || !freeBytes)
+        return;
     struct stat leftover; // is removed before anything is written
     if (::stat(m_temporaryFileName.c_str(), &leftover) == 0)
-        freeBytes += static_cast<uint64_t>(leftover.st_blocks) * BYTES_PER_BLOCK_OF_A_FILE;
-    if (freeBytes < numberOfBytes)
+        *freeBytes += static_cast<uint64_t>(leftover.st_blocks) * BYTES_PER_BLOCK_OF_A_FILE;
+    if (*freeBytes < numberOfBytes)
         throw ToolFailure(ExitCode::FAILURE, "'" + m_outputName + "' needs at least " + std::to_string(numberOfBytes) +
                                                  " bytes beside the old file, and its disk has " +
-                                                 std::to_string(freeBytes) + "; --force tries it nevertheless");
+                                                 std::to_string(*freeBytes) + "; --force tries it nevertheless");
 }
