@@ -3,6 +3,7 @@
 #include "Engine/core/platform/stream/AtomicFileOutputStream.h"
 #include "Engine/core/platform/stream/FileInputStream.h"
 
+#include <exception>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -30,6 +31,17 @@ std::optional<LoadCheckpoint::Unfinished> LoadCheckpoint::read(const std::string
     Unfinished unfinished{ShardManifest::read(input), {}};
     unfinished.m_work = LoadWork::parse(std::exchange(unfinished.m_manifest.m_work, {}));
     return unfinished;
+}
+
+void LoadCheckpoint::removeRemains(const std::string& folderName) noexcept {
+    try {
+        const ShardManifest none;
+        const std::optional<ShardManifest> manifest = readManifestOf(folderName);
+        const std::optional<Unfinished> unfinished = read(folderName);
+        ShardedDictionary::removeRemains(folderName,
+                                         {manifest ? &*manifest : &none, unfinished ? &unfinished->m_manifest : &none});
+    } catch (const std::exception&) { // Who reads the folder next tells what is wrong with it.
+    }
 }
 
 LoadCheckpoint::LoadCheckpoint(std::string folderName, const CheckpointOptions& options, const size_t numberOfThreads,

@@ -33,6 +33,10 @@ public:
     /// Reads it, if there is one. Throws what a damaged one deserves.
     static std::optional<Unfinished> read(const std::string& folderName);
 
+    /// Removes files of shards that neither the dictionary's manifest nor that of an unfinished load names. Nothing if one
+    /// of them cannot be read.
+    static void removeRemains(const std::string& folderName) noexcept;
+
     LoadCheckpoint(std::string folderName, const CheckpointOptions& options, size_t numberOfThreads,
                    ShardedDictionary& dictionary, ShardSpill& spill);
 

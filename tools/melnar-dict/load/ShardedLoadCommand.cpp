@@ -66,6 +66,16 @@ void requireRoom(const LoadOptions& options, const ShardedFolder& folder, const 
                                                  std::to_string(*freeBytes) + "; --force tries it nevertheless");
 }
 
+/// Removes what the load leaves in the folder that nothing names, however it ends; under the folder's lock.
+class Remains : private Unmovable {
+public:
+    explicit Remains(const std::string& folderName) : m_folderName(folderName) {}
+    ~Remains() { LoadCheckpoint::removeRemains(m_folderName); }
+
+private:
+    const std::string m_folderName;
+};
+
 /// Whether another process can read an input from its start again.
 bool canReadAgain(const LoadOptions& options) {
     return std::ranges::all_of(options.m_files, [](const auto& file) {
@@ -140,6 +150,7 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
     checkOtherOutputs(options);
     OutputLock lock(folder.getManifestName(), options.m_output.m_waits, options.m_feedback.getNoteOutput(errorOutput));
     folder.check(); // It may have changed since.
+    const Remains remains(folder.getName());
     std::optional<RowOutput> rows;
     if (!options.m_idsName.empty()) {
         rows.emplace(options, output, options.m_feedback.getNoteOutput(errorOutput));
@@ -216,7 +227,6 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
         dictionary.noteSaved(folder.getName(), std::move(manifest));
         if (checkpoint)
             checkpoint->remove();
-        ShardedDictionary::removeRemains(folder.getName(), {&std::as_const(dictionary).getManifest()});
     }
     addDictionary(dictionary.getManifest(), report);
     return run.print(report, {});
