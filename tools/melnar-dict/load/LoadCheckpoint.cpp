@@ -94,6 +94,5 @@ void LoadCheckpoint::write(const LoadWork& work, ShardManifest& manifest) {
 }
 
 void LoadCheckpoint::remove() {
-    std::filesystem::remove(getFileName(m_folderName));
     ShardSpill::removeFrom(m_folderName);
 }

@@ -4,6 +4,7 @@
 
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/dictionary/BatchFailure.h"
+#include "Engine/core/data-store/sharded/ShardManifest.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 #include "Engine/core/platform/stream/FileInputStream.h"
 
@@ -69,6 +70,7 @@ ShardSpill::~ShardSpill() {
 
 void ShardSpill::removeFrom(const std::string& folderName) {
     std::error_code error; // What cannot be removed does no harm, and the next load tries again.
+    std::filesystem::remove(folderName + '/' + WORK_PREFIX + ShardManifest::FILE_NAME, error);
     for (const auto& entry : std::filesystem::directory_iterator(folderName, error))
         if (entry.path().filename().string().starts_with(WORK_PREFIX))
             std::filesystem::remove(entry.path(), error);

@@ -54,7 +54,7 @@ public:
     /// Leaves the files where they are.
     void keep() noexcept { m_isKept = true; }
 
-    /// Removes all files of unfinished work from a folder.
+    /// Removes all files of unfinished work from a folder, the manifest first, which names the others.
     static void removeFrom(const std::string& folderName);
 
     /// What a term and its ID take on the disk.

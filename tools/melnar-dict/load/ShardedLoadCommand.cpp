@@ -34,11 +34,11 @@
 
 namespace {
 
-// What a load needs beside the shards and beside what every load does: the buffers of what is put aside, and for each
-// thread the terms of a block sorted by shards.
+// What a load needs beside the shards: the buffers of what is put aside, and for each thread the terms of a block, which is
+// larger than that of other loads, and the same once more, sorted by shards.
 constexpr uint64_t BYTES_OF_SPILL =
     ShardLayout::NUMBER_OF_SHARDS * (SpillFile::BUFFER_SIZE + SpillFile::BUFFER_SIZE / 2);
-constexpr uint64_t BYTES_OF_THREAD = MemoryLimit::BYTES_OF_THREAD_WITH_TERMS + (uint64_t(4) << 20);
+constexpr uint64_t BYTES_OF_THREAD = 4 * MemoryLimit::BYTES_OF_THREAD_WITH_TERMS;
 
 /// Of the shards' memory, what is kept for their growth after the last look at it, and for the copies that are saved.
 size_t getLargestMemory(const size_t dictionaryLimit) {
