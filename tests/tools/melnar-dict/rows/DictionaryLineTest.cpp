@@ -51,6 +51,16 @@ TEST_F(DictionaryLineTest, theDictionaryTakesItsOwnLinesAndThoseOfItsEarlierStat
         EXPECT_EQ("", getCause(text)) << text;
 }
 
+TEST_F(DictionaryLineTest, aDictionaryWithoutACompleteStateRefusesAllLines) {
+    const auto refused = DictionaryLine::findRefused(m_line, DictionaryHistory());
+    ASSERT_TRUE(refused);
+    EXPECT_EQ(1u, refused->m_line);
+    EXPECT_EQ("encoded with dictionary " + m_history.getIdentity()->toString() +
+                  ", generation 0; the given one is not complete, and has not grown from it",
+              refused->m_cause);
+    EXPECT_FALSE(DictionaryLine::findRefused("# a comment\n", DictionaryHistory()));
+}
+
 TEST_F(DictionaryLineTest, theLineOfAnotherDictionaryIsFoundWhereItIs) {
     const std::string statement = "<urn:s> <urn:p> \"# melnar-dict: encoded with nothing\" .\n";
     for (const std::string& before : {std::string(), m_line, statement, m_line + statement + m_earlierLine,
