@@ -13,7 +13,7 @@ namespace {
 
 using Metric = ComponentInfo::Metric;
 
-constexpr const char* LANGUAGES = "Languages"; // whose figures come largest first
+constexpr const char* LANGUAGES = "Languages";
 
 std::string getNameOfFirstPart(const ComponentInfo& component) {
     return component.getChildren().empty() ? "" : component.getChildren().front()->getName();
@@ -44,6 +44,11 @@ void ComponentSum::add(const ComponentInfo& dictionary) {
 }
 
 void ComponentSum::add(const ComponentInfo& component, const UsedBuckets& usedBuckets, Component& sum) {
+    if (component.getName() == LANGUAGES) {
+        for (const auto& property : component.getProperties())
+            m_languages[property->getLabel()] += dynamic_cast<const NumericComponentProperty&>(*property).getValue();
+        return;
+    }
     OrderedMerge figures(sum.m_figures);
     for (const auto& property : component.getProperties()) {
         const Metric metric = property->getMetric();
@@ -88,13 +93,18 @@ std::unique_ptr<ComponentInfo> ComponentSum::toComponentInfo(std::string name) c
     return root;
 }
 
-void ComponentSum::set(const Component& sum, ComponentInfo& component) {
-    std::vector<Figure> figures = sum.m_figures;
-    if (sum.m_name == LANGUAGES) {
-        std::ranges::sort(figures, {}, &Figure::m_name);
-        std::ranges::stable_sort(figures, std::ranges::greater(), &Figure::m_number);
-    }
-    for (const Figure& figure : figures)
+/// Most frequent first, as in the tree of one dictionary.
+void ComponentSum::setLanguages(ComponentInfo& component) const {
+    std::vector<std::pair<std::string, uint64_t>> languages(m_languages.begin(), m_languages.end());
+    std::ranges::stable_sort(languages, std::ranges::greater(), &std::pair<std::string, uint64_t>::second);
+    for (const auto& [tag, numberOfStrings] : languages)
+        component.addNumericProperty(Metric::NUMBER_OF_RESOURCES, tag, numberOfStrings, 0);
+}
+
+void ComponentSum::set(const Component& sum, ComponentInfo& component) const {
+    if (sum.m_name == LANGUAGES)
+        setLanguages(component);
+    for (const Figure& figure : sum.m_figures)
         if (figure.m_weight == 0)
             component.addNumericProperty(figure.m_metric, figure.m_name, figure.m_number, 0);
         else

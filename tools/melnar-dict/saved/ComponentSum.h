@@ -47,8 +47,10 @@ private:
     using UsedBuckets = std::map<std::string, uint64_t>;
 
     static void collect(const ComponentInfo& component, UsedBuckets& usedBuckets);
-    static void add(const ComponentInfo& component, const UsedBuckets& usedBuckets, Component& sum);
-    static void set(const Component& sum, ComponentInfo& component);
+    void add(const ComponentInfo& component, const UsedBuckets& usedBuckets, Component& sum);
+    void set(const Component& sum, ComponentInfo& component) const;
+    void setLanguages(ComponentInfo& component) const;
 
     Component m_sum;
+    std::map<std::string, uint64_t> m_languages; // which may be many
 };

@@ -10,6 +10,7 @@
 #include <array>
 #include <bit>
 #include <functional>
+#include <map>
 #include <numeric>
 #include <optional>
 #include <utility>
@@ -75,8 +76,16 @@ void add(const DictionaryPortrait::Part& part, DictionaryPortrait::Part& sum) {
     sum.m_bytes += part.m_bytes;
 }
 
-void add(const DictionaryPortrait::Language& language, DictionaryPortrait::Language& sum) {
-    sum.m_numberOfStrings += language.m_numberOfStrings;
+void addEach(const std::vector<DictionaryPortrait::Language>& languages,
+             std::vector<DictionaryPortrait::Language>& sums) {
+    std::map<std::string, uint64_t> strings;
+    for (const auto* const counted : {&languages, &std::as_const(sums)})
+        for (const DictionaryPortrait::Language& language : *counted)
+            strings[language.m_tag] += language.m_numberOfStrings;
+    sums.clear();
+    for (const auto& [tag, numberOfStrings] : strings)
+        sums.push_back({tag, numberOfStrings});
+    std::ranges::stable_sort(sums, std::ranges::greater(), &DictionaryPortrait::Language::m_numberOfStrings);
 }
 
 /// Adds each item to the one with the same name.
@@ -136,9 +145,7 @@ void DictionaryPortrait::addShard(const DictionaryPortrait& shard) {
     addEach(shard.m_parts, m_parts, &Part::m_name);
     addEach(shard.m_tables, m_tables, &TableProfile::m_name);
     addEach(shard.m_lengths, m_lengths, &Lengths::m_datatypeName);
-    addEach(shard.m_languages, m_languages, &Language::m_tag);
-    std::ranges::sort(m_languages, {}, &Language::m_tag);
-    std::ranges::stable_sort(m_languages, std::ranges::greater(), &Language::m_numberOfStrings);
+    addEach(shard.m_languages, m_languages);
     m_poolBytes += shard.m_poolBytes;
     m_unusedPoolBytes += shard.m_unusedPoolBytes;
     m_numberOfIDs += shard.m_numberOfIDs;

@@ -16,6 +16,17 @@ const std::string& FolderDictionary::requireFolder(const std::string& name) {
     return name;
 }
 
+void FolderDictionary::tryResolveResources(const std::span<BatchEntry> entries,
+                                           std::vector<BatchFailure>& failures) const {
+    m_dictionary->tryResolveResources(entries, failures);
+    const auto& shards = m_dictionary->getManifest().m_shards;
+    for (BatchEntry& entry : entries)
+        if (entry.m_resourceID != ShardLayout::NO_RESOURCE &&
+            ShardLayout::toLocal(entry.m_resourceID) >
+                shards[ShardLayout::getShard(entry.m_resourceID)].m_numberOfResources)
+            entry.m_resourceID = ShardLayout::NO_RESOURCE;
+}
+
 void FolderDictionary::requireWholeState() const {
     const ShardManifest& manifest = m_dictionary->getManifest();
     if (!manifest.isWhole())

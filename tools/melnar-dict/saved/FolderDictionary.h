@@ -4,7 +4,8 @@
 
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 
-/// The dictionary of a folder.
+/// The dictionary of a folder, in the state in which it was opened, or with what a writer has added to a shard before that
+/// was needed.
 class FolderDictionary final : public SavedDictionary {
 public:
     FolderDictionary(const std::string& folderName, size_t memoryLimit);
@@ -12,9 +13,8 @@ public:
     /// Passes the name on if it is that of a folder with a manifest; otherwise throws ToolFailure.
     static const std::string& requireFolder(const std::string& name);
 
-    void tryResolveResources(const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) const override {
-        m_dictionary->tryResolveResources(entries, failures);
-    }
+    /// Finds nothing that a writer has added since, as the history does not vouch for it.
+    void tryResolveResources(std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) const override;
     void getResources(const std::span<BatchEntry> entries) const override { m_dictionary->getResources(entries); }
     std::string_view getAffix(const BatchEntry& entry) const noexcept override { return m_dictionary->getAffix(entry); }
     void appendLexicalForm(const BatchEntry& entry, std::string& output) const override {

@@ -104,6 +104,14 @@ TEST_F(FolderDictionaryTest, whatWasOpenedStaysReadableWhenAWriterReplacesIt) {
     }
     DictionaryFolder::add(more, m_folder);
     EXPECT_EQ(m_terms, readTerms(*dictionary));
+    std::vector<BatchEntry> entries{{"text", 0, D_XSD_STRING}, {"17", 0, D_XSD_STRING}, {"1999", 0, D_XSD_STRING}};
+    std::vector<BatchFailure> failures;
+    dictionary->tryResolveResources(entries, failures);
+    EXPECT_TRUE(m_terms.contains(entries[0].m_resourceID));
+    EXPECT_EQ(0u, entries[1].m_resourceID) << "the history that was read does not vouch for it";
+    EXPECT_EQ(0u, entries[2].m_resourceID);
+    open()->tryResolveResources(entries, failures);
+    EXPECT_NE(0u, entries[1].m_resourceID);
 }
 
 TEST_F(FolderDictionaryTest, onlyAWholeStateCanBeNamed) {
