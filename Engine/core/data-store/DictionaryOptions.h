@@ -25,6 +25,7 @@ struct DictionaryOptions {
     static constexpr size_t NO_COLLISION_LIMIT = ~size_t(0);
 
     /// If it is there, the dictionary's memory is charged to it as well: dictionaries that have it together keep within
-    /// its limit. It must outlive the dictionary.
+    /// its limit, and give each other's fingerprints up at it. So one may be compacted only while no thread resolves in
+    /// the others. It must outlive the dictionary.
     MemoryManager* m_sharedMemory = nullptr;
 };

@@ -8,36 +8,38 @@ constexpr long LINE_OUT_OF_MEMORY = 73;
 } // namespace
 
 MemoryManager::MemoryManager(const size_t reservedBytes, MemoryManager* const shared) noexcept
-    : m_reservedBytes(reservedBytes), m_shared(shared), m_freeBytes(reservedBytes), m_numberOfReclaims(0), m_firstReclaimable(nullptr) {}
+    : m_reservedBytes(reservedBytes), m_freeBytes(reservedBytes), m_shared(shared),
+      m_outermost(shared == nullptr ? *this : shared->m_outermost), m_numberOfReclaims(0), m_firstReclaimable(nullptr) {
+}
 
+/// The shared limit comes first. So what is charged here never exceeds what is charged there, and a store whose own limit
+/// is no lower fails only if there is no memory, not because another thread asks for too much at the same time.
 void MemoryManager::allocate(const size_t bytes) {
+    if (m_shared != nullptr)
+        m_shared->allocate(bytes);
     size_t freeBytes = m_freeBytes.load(std::memory_order_relaxed);
     do {
-        if (bytes > freeBytes)
+        if (bytes > freeBytes) {
+            if (m_shared != nullptr)
+                m_shared->deallocate(bytes);
             throw MemoryExhaustedException(SOURCE_FILE, LINE_OUT_OF_MEMORY, MelnarException::NO_CAUSES,
                                            "The Melnar instance has run out of memory.\n[Extended information: ",
                                            m_reservedBytes, " bytes were reserved for the system, of which ", freeBytes,
                                            " were free when an attempt to allocate ", bytes, " bytes was made.]");
+        }
     } while (!m_freeBytes.compare_exchange_weak(freeBytes, freeBytes - bytes, std::memory_order_relaxed,
                                                 std::memory_order_relaxed));
-    if (m_shared != nullptr)
-        try {
-            m_shared->allocate(bytes);
-        } catch (const MemoryExhaustedException&) {
-            m_freeBytes.fetch_add(bytes, std::memory_order_relaxed);
-            throw;
-        }
 }
 
 void MemoryManager::addReclaimable(ReclaimableMemory& memory) noexcept {
-    const std::lock_guard<std::mutex> lock(m_reclaimMutex);
-    memory.m_next = m_firstReclaimable;
-    m_firstReclaimable = &memory;
+    const std::lock_guard<std::mutex> lock(m_outermost.m_reclaimMutex);
+    memory.m_next = m_outermost.m_firstReclaimable;
+    m_outermost.m_firstReclaimable = &memory;
 }
 
 void MemoryManager::removeReclaimable(ReclaimableMemory& memory) noexcept {
-    const std::lock_guard<std::mutex> lock(m_reclaimMutex);
-    ReclaimableMemory** place = &m_firstReclaimable;
+    const std::lock_guard<std::mutex> lock(m_outermost.m_reclaimMutex);
+    ReclaimableMemory** place = &m_outermost.m_firstReclaimable;
     while (*place != &memory)
         place = &(*place)->m_next;
     *place = memory.m_next;

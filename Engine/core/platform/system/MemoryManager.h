@@ -25,8 +25,8 @@
 class MemoryManager : private Unmovable {
 public:
     /// `reservedBytes` is the limit; nothing is set aside or touched. What is charged is charged to `shared` as well, if it
-    /// is there: so several stores keep within one limit. It must outlive this. Running out of it reclaims nothing of the
-    /// other stores.
+    /// is there: so several stores keep within one limit, and all of them give reclaimable memory back before one fails.
+    /// It must outlive this.
     explicit MemoryManager(size_t reservedBytes, MemoryManager* shared = nullptr) noexcept;
 
     /// Charges `bytes`, or throws when fewer are free.
@@ -45,7 +45,7 @@ public:
 
     /// Tells that an owner of reclaimable memory has given some back without being asked: an operation that has failed
     /// for it is performed again. Takes no lock.
-    void noteReclaim() noexcept { m_numberOfReclaims.fetch_add(1, std::memory_order_release); } // E1
+    void noteReclaim() noexcept { m_outermost.m_numberOfReclaims.fetch_add(1, std::memory_order_release); } // E1
 
     /// Performs an operation. If it runs out of memory, lets all reclaimable memory be given back and performs it
     /// again; fails only if there is none. The operation must undo its work when it fails. The caller holds nothing
@@ -53,11 +53,11 @@ public:
     template<class Operation>
     [[gnu::always_inline]] auto withReclaim(const Operation& operation) -> decltype(operation()) {
         for (;;) {
-            const size_t numberOfReclaims = m_numberOfReclaims.load(std::memory_order_acquire); // E2
+            const size_t numberOfReclaims = m_outermost.m_numberOfReclaims.load(std::memory_order_acquire); // E2
             try {
                 return operation();
             } catch (const MemoryExhaustedException&) {
-                if (!reclaim(numberOfReclaims))
+                if (!m_outermost.reclaim(numberOfReclaims))
                     throw;
             }
         }
@@ -70,8 +70,10 @@ private:
     bool reclaim(size_t knownNumberOfReclaims) noexcept;
 
     const size_t m_reservedBytes;
-    MemoryManager* const m_shared;
     std::atomic<size_t> m_freeBytes;
+
+    MemoryManager* const m_shared;
+    MemoryManager& m_outermost; // this, or that of the shared one; the rest is used of it alone
 
     // How often memory was given back: if it has grown since an operation began, another attempt may succeed.
     std::atomic<size_t> m_numberOfReclaims;

@@ -1,11 +1,13 @@
 #include "Engine/core/platform/system/MemoryManager.h"
 
 #include "Engine/core/platform/MemoryExhaustedException.h"
+#include "tests/support/AllocationFaults.h"
 #include "tests/support/CaughtException.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <new>
 
 TEST(MemoryManagerFailureTest, chargeBeyondTheLimitChargesNothing) {
     MemoryManager memoryManager(5000);
@@ -29,4 +31,49 @@ TEST(MemoryManagerFailureTest, oneByteTooManyIsTooMany) {
     memoryManager.allocate(10);
     EXPECT_THROW(memoryManager.allocate(1), MemoryExhaustedException);
     EXPECT_EQ(0u, memoryManager.getFreeBytes());
+}
+
+TEST(MemoryManagerFailureTest, whatTheSharedManagerRefusesIsChargedToNone) {
+    MemoryManager shared(1000);
+    MemoryManager first(5000, &shared);
+    MemoryManager second(5000, &shared);
+    first.allocate(700);
+    EXPECT_EQ("The Melnar instance has run out of memory.\n[Extended information: 1000 bytes were reserved for the "
+              "system, of which 300 were free when an attempt to allocate 301 bytes was made.]",
+              catchException<MemoryExhaustedException>([&] { second.allocate(301); }).getMessage());
+    EXPECT_EQ(5000u, second.getFreeBytes());
+    EXPECT_EQ(300u, shared.getFreeBytes());
+    second.allocate(300);
+    EXPECT_EQ(0u, shared.getFreeBytes());
+}
+
+TEST(MemoryManagerFailureTest, whatTheOwnLimitRefusesIsGivenBackToTheSharedManager) {
+    MemoryManager shared(1000);
+    MemoryManager store(200, &shared);
+    EXPECT_EQ("The Melnar instance has run out of memory.\n[Extended information: 200 bytes were reserved for the "
+              "system, of which 200 were free when an attempt to allocate 201 bytes was made.]",
+              catchException<MemoryExhaustedException>([&] { store.allocate(201); }).getMessage());
+    EXPECT_EQ(200u, store.getFreeBytes());
+    EXPECT_EQ(1000u, shared.getFreeBytes());
+}
+
+/// The exception needs memory, too.
+TEST(MemoryManagerFailureTest, aRefusalThatCannotBeToldChargesNothing) {
+    MemoryManager shared(1000);
+    MemoryManager store(200, &shared);
+    for (const size_t bytes : {201UL, 1001UL}) {
+        size_t ended = 0;
+        for (size_t allowed = 0; allowed < 3; ++allowed) {
+            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
+            try {
+                store.allocate(bytes);
+            } catch (const MemoryExhaustedException&) {
+            } catch (const std::bad_alloc&) {
+                ++ended;
+            }
+        }
+        EXPECT_LT(0u, ended);
+        EXPECT_EQ(200u, store.getFreeBytes());
+        EXPECT_EQ(1000u, shared.getFreeBytes());
+    }
 }

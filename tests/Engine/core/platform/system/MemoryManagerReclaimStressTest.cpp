@@ -45,16 +45,24 @@ TEST(MemoryManagerReclaimStressTest, severalThatFailTogetherReclaimOnceAndAllSuc
     });
 }
 
-// What the threads charge for good fits together, what they hold until it is asked for does not.
-TEST(MemoryManagerReclaimStressTest, noChargeFailsForMemoryThatCanBeReclaimed) {
+namespace {
+
+/// What the threads charge for good fits together, what they hold until it is asked for does not. They may have a store
+/// each, within one limit.
+void chargeWhatFitsTogether(const bool haveStoresOfTheirOwn) {
     std::atomic<size_t> refusals = 0;
     std::atomic<size_t> retries = 0;
     repeatUntilDeadline([&](uint32_t) {
-        MemoryManager memoryManager(LIMIT);
+        MemoryManager shared(LIMIT);
+        std::deque<MemoryManager> stores;
         std::deque<ReclaimableBytes> pieces;
-        for (size_t thread = 0; thread < THREADS; ++thread)
+        for (size_t thread = 0; thread < THREADS; ++thread) {
+            stores.emplace_back(LIMIT, &shared);
+            MemoryManager& memoryManager = haveStoresOfTheirOwn ? stores.back() : shared;
             memoryManager.addReclaimable(pieces.emplace_back(memoryManager));
+        }
         runTogether(THREADS, [&](const size_t thread) {
+            MemoryManager& memoryManager = haveStoresOfTheirOwn ? stores[thread] : shared;
             for (size_t round = 0; round < 200; ++round) {
                 ReclaimableBytes comingAndGoing(memoryManager);
                 memoryManager.addReclaimable(comingAndGoing);
@@ -78,10 +86,20 @@ TEST(MemoryManagerReclaimStressTest, noChargeFailsForMemoryThatCanBeReclaimed) {
         size_t heldBytes = 0;
         for (ReclaimableBytes& piece : pieces) {
             heldBytes += piece.getBytes();
-            memoryManager.removeReclaimable(piece);
+            shared.removeReclaimable(piece);
         }
-        EXPECT_EQ(LIMIT - heldBytes, memoryManager.getFreeBytes());
+        EXPECT_EQ(LIMIT - heldBytes, shared.getFreeBytes());
     });
     EXPECT_LT(0u, refusals.load(std::memory_order_relaxed));
     EXPECT_LT(0u, retries.load(std::memory_order_relaxed)) << "memory was never short: this tested nothing";
+}
+
+} // namespace
+
+TEST(MemoryManagerReclaimStressTest, noChargeFailsForMemoryThatCanBeReclaimed) {
+    chargeWhatFitsTogether(false);
+}
+
+TEST(MemoryManagerReclaimStressTest, noChargeFailsForMemoryThatAnotherStoreCanGiveBack) {
+    chargeWhatFitsTogether(true);
 }

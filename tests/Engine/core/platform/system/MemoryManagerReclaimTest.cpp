@@ -235,3 +235,35 @@ TEST(MemoryManagerReclaimTest, allCanBeRemovedInEveryOrder) {
         EXPECT_EQ((std::vector<size_t>{0, 0, 0}), pieces.getNumbersOfReclaims());
     }
 }
+
+TEST(MemoryManagerReclaimTest, allStoresOfASharedManagerGiveBackBeforeOneFails) {
+    MemoryManager shared(LIMIT);
+    MemoryManager first(LIMIT, &shared);
+    MemoryManager second(LIMIT, &shared);
+    const Pieces ofFirst(first);
+    const Pieces ofSecond(second);
+    first.withReclaim([&] { first.allocate(900); });
+    EXPECT_EQ((std::vector<size_t>{1, 1, 1}), ofFirst.getNumbersOfReclaims());
+    EXPECT_EQ((std::vector<size_t>{1, 1, 1}), ofSecond.getNumbersOfReclaims());
+    EXPECT_EQ(100u, shared.getFreeBytes());
+    EXPECT_THROW(second.withReclaim([&] { second.allocate(101); }), MemoryExhaustedException);
+    EXPECT_EQ(LIMIT, second.getFreeBytes());
+    first.deallocate(900);
+    EXPECT_EQ(LIMIT, shared.getFreeBytes());
+}
+
+TEST(MemoryManagerReclaimTest, anOwnerOfAnotherStoreMayGiveBackUnasked) {
+    MemoryManager shared(LIMIT);
+    MemoryManager first(LIMIT, &shared);
+    MemoryManager second(LIMIT, &shared);
+    second.allocate(500);
+    size_t attempts = 0;
+    first.withReclaim([&] {
+        if (++attempts == 1) {
+            second.deallocate(500);
+            second.noteReclaim();
+            first.allocate(LIMIT + 1);
+        }
+    });
+    EXPECT_EQ(2u, attempts);
+}

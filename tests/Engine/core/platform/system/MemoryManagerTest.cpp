@@ -42,3 +42,30 @@ TEST(MemoryManagerTest, fieldsLieInTheirOrder) {
     EXPECT_EQ(1000u, words[0]) << "the limit";
     EXPECT_EQ(999u, words[1]) << "what is free of it";
 }
+
+TEST(MemoryManagerTest, whatIsChargedIsChargedToTheSharedManagerAsWell) {
+    MemoryManager shared(1000);
+    MemoryManager first(800, &shared);
+    MemoryManager second(800, &shared);
+    first.allocate(300);
+    second.allocate(500);
+    EXPECT_EQ(500u, first.getFreeBytes());
+    EXPECT_EQ(300u, second.getFreeBytes());
+    EXPECT_EQ(200u, shared.getFreeBytes());
+    first.deallocate(300);
+    second.deallocate(500);
+    EXPECT_EQ(800u, first.getFreeBytes());
+    EXPECT_EQ(800u, second.getFreeBytes());
+    EXPECT_EQ(1000u, shared.getFreeBytes());
+}
+
+TEST(MemoryManagerTest, aSharedManagerMayShareOneItself) {
+    MemoryManager outermost(1000);
+    MemoryManager middle(1000, &outermost);
+    MemoryManager innermost(1000, &middle);
+    innermost.allocate(400);
+    EXPECT_EQ(600u, middle.getFreeBytes());
+    EXPECT_EQ(600u, outermost.getFreeBytes());
+    innermost.deallocate(400);
+    EXPECT_EQ(1000u, outermost.getFreeBytes());
+}
