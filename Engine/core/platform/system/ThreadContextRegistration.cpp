@@ -38,9 +38,6 @@ ThreadContextRegistration::~ThreadContextRegistration() {
     g_currentThreadContextIndex = 0;
 }
 
-ThreadContextLoan::ThreadContextLoan(const ThreadContextRegistration& registration) noexcept
-    : ThreadContextLoan(registration.m_index) {}
-
 ThreadContextLoan::ThreadContextLoan(const size_t index) noexcept
     : m_ownIndex(g_currentThreadContextIndex), m_hadLoan(g_hasThreadContextLoan) {
     ++s_registrationDepth;

@@ -44,11 +44,11 @@ private:
 /// Errors   None.
 class ThreadContextLoan : private Unmovable {
 public:
-    explicit ThreadContextLoan(const ThreadContextRegistration& registration) noexcept;
+    explicit ThreadContextLoan(const ThreadContextRegistration& registration) noexcept
+        : ThreadContextLoan(registration.m_index) {}
 
-    /// Gives the thread the index of the only thread of a process: what it does with tables that nobody else uses has the
-    /// same outcome whichever thread it is.
-    ThreadContextLoan() noexcept : ThreadContextLoan(size_t(0)) {}
+    /// Gives index 0: the index shows in the bytes of a table, and which one a registration gets depends on the others.
+    ThreadContextLoan() noexcept : ThreadContextLoan(0) {}
 
     ~ThreadContextLoan();
 

@@ -95,3 +95,20 @@ TEST(ThreadContextRegistrationTest, unregisteredThreadMayBorrow) {
         }).join();
     }).join();
 }
+
+TEST(ThreadContextRegistrationTest, loanOfNobodysGivesIndexZero) {
+    const ThreadContextRegistration registration;
+    std::thread([] {
+        const ThreadContextRegistration otherRegistration;
+        EXPECT_EQ(1u, g_currentThreadContextIndex);
+        {
+            const ThreadContextLoan loan;
+            EXPECT_EQ(0u, g_currentThreadContextIndex);
+            EXPECT_TRUE(g_hasThreadContextLoan);
+            const ThreadContextRegistration within;
+            EXPECT_EQ(0u, g_currentThreadContextIndex);
+        }
+        EXPECT_EQ(1u, g_currentThreadContextIndex);
+        EXPECT_FALSE(g_hasThreadContextLoan);
+    }).join();
+}
