@@ -51,14 +51,6 @@ const Prefixes& getNoPrefixes() {
                           "There is no datatype with ID ", size_t(entry.m_datatypeID), ".");
 }
 
-/// The term's own text where that is the form, else one that is made.
-std::string_view getLexicalForm(const Term& term, std::string& made) {
-    if (term.isTextTheForm())
-        return term.m_text;
-    term.appendLexicalForm(made);
-    return made;
-}
-
 /// Throws what verify has found: a literal that is refused, for this reason, or one that is found under another ID.
 [[noreturn]] void reportDamagedResource(const uint64_t resourceID, const uint64_t foundID,
                                         const BatchFailure* const refusal) {
@@ -87,8 +79,8 @@ Dictionary::Dictionary(const size_t memoryLimit, const uint64_t maximumNumberOfR
 
 Dictionary::Dictionary(const size_t memoryLimit, const uint64_t maximumNumberOfResources,
                        const DictionaryOptions& options, const Capacity& capacity)
-    : m_maximumNumberOfResources(maximumNumberOfResources), m_memoryManager(memoryLimit, options.m_sharedMemory), m_nextResourceID(1),
-      m_commitPoint(1), m_resourceDataOffsets(m_memoryManager), m_resourceFlags(m_memoryManager),
+    : m_maximumNumberOfResources(maximumNumberOfResources), m_memoryManager(memoryLimit, options.m_sharedMemory),
+      m_nextResourceID(1), m_commitPoint(1), m_resourceDataOffsets(m_memoryManager), m_resourceFlags(m_memoryManager),
       m_dataPool(m_memoryManager) {
     // Index 0 belongs to no resource. The regions' capacity is what keeps resource IDs within the maximum.
     m_resourceDataOffsets.initialize(capacity.m_numberOfResources + 1);
@@ -328,12 +320,12 @@ void Dictionary::appendLexicalForm(const BatchEntry& entry, std::string& output)
 
 uint64_t Dictionary::resolveTerm(DictionaryThread& thread, const Term& term) {
     std::string form;
-    return resolveResource(thread, getLexicalForm(term, form), term.getDatatypeID());
+    return resolveResource(thread, term.getLexicalForm(form), term.getDatatypeID());
 }
 
 uint64_t Dictionary::tryResolveTerm(const DictionaryCommitPoint commitPoint, const Term& term) const {
     std::string form;
-    return tryResolveResource(commitPoint, getLexicalForm(term, form), term.getDatatypeID());
+    return tryResolveResource(commitPoint, term.getLexicalForm(form), term.getDatatypeID());
 }
 
 Term Dictionary::getTerm(const uint64_t resourceID, std::string& lexicalForm) const {

@@ -100,3 +100,11 @@ void Term::appendLexicalForm(std::string& lexicalForm) const {
     if (m_direction != Direction::NONE)
         lexicalForm += m_direction == Direction::LEFT_TO_RIGHT ? LEFT_TO_RIGHT_MARK : RIGHT_TO_LEFT_MARK;
 }
+
+std::string_view Term::getLexicalForm(std::string& made) const {
+    if (isTextTheForm())
+        return m_text;
+    made.clear();
+    appendLexicalForm(made);
+    return made;
+}

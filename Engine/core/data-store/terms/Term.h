@@ -38,6 +38,9 @@ struct Term {
     /// Appends the lexical form of the datatype.
     void appendLexicalForm(std::string& lexicalForm) const;
 
+    /// The text where that is the form, or else the form, which takes the place of the content of `made`.
+    std::string_view getLexicalForm(std::string& made) const;
+
     bool operator==(const Term&) const = default;
 
     uint8_t getDatatypeIDOfLiteral() const noexcept;

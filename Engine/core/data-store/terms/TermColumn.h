@@ -1,13 +1,15 @@
 #pragma once
 
+#include "Engine/core/data-store/dictionary/BatchEntry.h"
 #include "Engine/core/data-store/terms/Term.h"
 #include "Engine/core/platform/Unmovable.h"
 
+#include <cstddef>
 #include <span>
 #include <string>
 #include <vector>
 
-/// Terms that have been read together, by Dictionary::getTerms. A column that is filled again, with no more terms and no
+/// Terms that have been read together, by getTerms of Dictionary or ShardedDictionary. A column that is filled again, with no more terms and no
 /// longer texts than before, allocates nothing.
 ///
 /// Ownership  Owns the texts of the terms whose forms come in two parts. The others refer to the dictionary's, which stay
@@ -20,8 +22,11 @@ public:
     std::span<const Term> getTerms() const noexcept { return m_terms; }
 
 private:
-    friend class Dictionary;
+    template<size_t CHUNK_SIZE, size_t MAXIMUM_NUMBER_OF_BYTES>
+    friend class DictionaryTermColumns;
 
     std::vector<Term> m_terms;
+    std::vector<BatchEntry> m_entries;      // of the chunk that is being read
+    std::vector<size_t> m_joinedEnds;       // of the joined forms, by entry
     std::vector<std::string> m_joinedForms; // of each chunk; a text that grows moves the forms of its chunk alone
 };
