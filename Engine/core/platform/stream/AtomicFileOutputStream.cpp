@@ -204,15 +204,15 @@ AtomicFileOutputStream::AtomicFileOutputStream(FileLock& lock)
       m_temporaryFile(m_target, getPermissionsToStartWith(m_target)), m_isPrepared(false) {}
 
 /// Works on the open file: the superuser must not be led elsewhere by a link that another user has put in its place.
-void AtomicFileOutputStream::keepMetadataOf(const struct stat& oldFile) {
-    const int fileDescriptor = m_temporaryFile.m_output.getFileDescriptor();
+void AtomicFileOutputStream::keepMetadata(const FileOutputStream& output, const struct stat& oldFile) {
+    const int fileDescriptor = output.getFileDescriptor();
     // Only the superuser may give files away, and others may give them to their own groups. The permissions come after,
     // as a change of the owner can take some of them away.
     if (::fchown(fileDescriptor, oldFile.st_uid, oldFile.st_gid) != 0)
         static_cast<void>(::fchown(fileDescriptor, static_cast<uid_t>(-1), oldFile.st_gid) == 0);
     if (::fchmod(fileDescriptor, oldFile.st_mode & 07777) != 0)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_KEEP_PERMISSIONS, MelnarException::NO_CAUSES, "fchmod",
-                                  errno, "Cannot set the permissions of file '", m_temporaryFile.m_fileName, "'.");
+                                  errno, "Cannot set the permissions of file '", output.getName(), "'.");
 }
 
 void AtomicFileOutputStream::prepare() {
@@ -221,7 +221,7 @@ void AtomicFileOutputStream::prepare() {
     flush();
     struct stat oldFile;
     if (m_target.examine(oldFile))
-        keepMetadataOf(oldFile);
+        keepMetadata(m_temporaryFile.m_output, oldFile);
     m_temporaryFile.m_output.synchronize();
     m_temporaryFile.m_output.close();
     m_isPrepared = true;

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 /// Writes a file that replaces the old one atomically or not at all.
@@ -69,6 +70,9 @@ public:
     /// Returns only when the names of a folder's files are on the disk.
     static void synchronizeFolder(const std::string& folderName);
 
+    /// Gives a file that is being written the metadata of another one.
+    static void keepMetadata(const FileOutputStream& output, const struct stat& oldFile);
+
     /// Where replaceBoth may keep the old file.
     static std::string getReplacedFileNameOf(const TargetFile& target);
 
@@ -93,7 +97,6 @@ private:
         std::string m_replacedName; // of the old file after it was replaced; empty if there was none
     };
 
-    void keepMetadataOf(const struct stat& oldFile);
     static void exchangeBoth(AtomicFileOutputStream& first, AtomicFileOutputStream& second);
     void takeBack();
 
