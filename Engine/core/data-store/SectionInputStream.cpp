@@ -17,9 +17,10 @@ constexpr long LINE_UNKNOWN_VERSION = 52;
 } // namespace
 
 SectionInputStream::SectionInputStream(InputStream& input, const SectionFormat& format)
-    : m_input(input), m_format(format), m_buffer(std::make_unique_for_overwrite<uint8_t[]>(SectionOutputStream::BLOCK_SIZE)),
-      m_formatVersion(0), m_blockPosition(0), m_blockSize(0), m_isLastBlock(true), m_sectionNumber(0), m_blockNumber(0),
-      m_readBytes(0), m_sectionName("beginning of file") {
+    : m_input(input), m_format(format),
+      m_buffer(std::make_unique_for_overwrite<uint8_t[]>(SectionOutputStream::BLOCK_SIZE)), m_formatVersion(0),
+      m_blockPosition(0), m_blockSize(0), m_isLastBlock(true), m_sectionNumber(0), m_blockNumber(0), m_readBytes(0),
+      m_sectionName("beginning of file") {
     std::string magic(m_format.m_magic.size(), '\0');
     readChecksummed(magic.data(), magic.size());
     if (magic != m_format.m_magic)
