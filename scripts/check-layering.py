@@ -16,6 +16,7 @@ COLLECTIONS = "Engine/core/platform/collections"
 DICTIONARY = "Engine/core/data-store/dictionary"
 TERMS = "Engine/core/data-store/terms"
 DATA_STORE = "Engine/core/data-store"
+SHARDED = "Engine/core/data-store/sharded"
 READER = "Reader"
 TOOL = "tools/melnar-dict"
 SHELL, INPUT, PIECES, THREADS, SAVED, ROWS, LOAD, REWRITE = (
@@ -24,7 +25,7 @@ MANUAL = "tools/melnar-dict-manual"
 TEST_SUPPORT = "tests/support"
 BENCHMARKS = "benchmarks"
 
-ENGINE_LAYERS = {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, TERMS, DATA_STORE}
+ENGINE_LAYERS = {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, TERMS, DATA_STORE, SHARDED}
 LIBRARIES = ENGINE_LAYERS | {READER}
 TOOL_LAYERS = {TOOL, SHELL, INPUT, PIECES, THREADS, SAVED, ROWS, LOAD, REWRITE}
 
@@ -38,6 +39,7 @@ MAY_INCLUDE = {
     DICTIONARY: {PLATFORM, STREAM, SYSTEM, COLLECTIONS},
     TERMS: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY},
     DATA_STORE: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, TERMS},
+    SHARDED: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, TERMS, DATA_STORE},
     READER: set(),
     SHELL: LIBRARIES,
     INPUT: LIBRARIES | {SHELL},
@@ -75,7 +77,8 @@ POSIX_HEADERS = set("""
 # instructions of one kind of processor.
 RESERVED_HEADERS = {
     "sys/mman.h": [f"{SYSTEM}/VirtualMemory.cpp"],
-    "xxhash.h": [f"{DATA_STORE}/Checksum.cpp", f"{DATA_STORE}/ChecksumChain.cpp", f"{PIECES}/DistinctTerms.cpp"],
+    "xxhash.h": [f"{DATA_STORE}/Checksum.cpp", f"{DATA_STORE}/ChecksumChain.cpp", f"{SHARDED}/ShardLayout.cpp",
+                 f"{PIECES}/DistinctTerms.cpp"],
     "immintrin.h": [f"{DICTIONARY}/LexicalFormLanesAVX2.cpp", f"{DICTIONARY}/LexicalFormLanesAVX512.cpp",
                     f"{READER}/Utf8AVX2.cpp"],
     "CLI/CLI.hpp": [f"{SHELL}/CommandLine.cpp"],

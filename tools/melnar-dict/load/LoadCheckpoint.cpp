@@ -14,13 +14,6 @@ std::string getFileName(const std::string& folderName) {
     return folderName + '/' + ShardSpill::WORK_PREFIX + ShardManifest::FILE_NAME;
 }
 
-std::optional<ShardManifest> readManifestOf(const std::string& folderName) {
-    if (!ShardedDictionary::isFolder(folderName))
-        return std::nullopt;
-    FileInputStream input(folderName + '/' + ShardManifest::FILE_NAME);
-    return ShardManifest::read(input);
-}
-
 } // namespace
 
 std::optional<LoadCheckpoint::Unfinished> LoadCheckpoint::read(const std::string& folderName) {
@@ -35,11 +28,11 @@ std::optional<LoadCheckpoint::Unfinished> LoadCheckpoint::read(const std::string
 
 void LoadCheckpoint::removeRemains(const std::string& folderName) noexcept {
     try {
-        const ShardManifest none;
-        const std::optional<ShardManifest> manifest = readManifestOf(folderName);
         const std::optional<Unfinished> unfinished = read(folderName);
-        ShardedDictionary::removeRemains(folderName,
-                                         {manifest ? &*manifest : &none, unfinished ? &unfinished->m_manifest : &none});
+        if (unfinished)
+            ShardedDictionary::removeRemains(folderName, {&unfinished->m_manifest});
+        else
+            ShardedDictionary::removeRemains(folderName, {});
     } catch (const std::exception&) { // Who reads the folder next tells what is wrong with it.
     }
 }
@@ -47,8 +40,7 @@ void LoadCheckpoint::removeRemains(const std::string& folderName) noexcept {
 LoadCheckpoint::LoadCheckpoint(std::string folderName, const CheckpointOptions& options, const size_t numberOfThreads,
                                ShardedDictionary& dictionary, ShardSpill& spill)
     : m_folderName(std::move(folderName)), m_options(options), m_numberOfThreads(numberOfThreads),
-      m_dictionary(dictionary), m_spill(spill), m_oldManifest(readManifestOf(m_folderName)),
-      m_last(std::chrono::steady_clock::now()) {}
+      m_dictionary(dictionary), m_spill(spill), m_last(std::chrono::steady_clock::now()) {}
 
 bool LoadCheckpoint::isDue() {
     if (m_options.m_blocks != 0)
@@ -62,6 +54,7 @@ void LoadCheckpoint::save(LoadWork& work) {
         m_dictionary.saveShards(m_folderName, ShardedDictionary::State::INTERMEDIATE, m_numberOfThreads);
     m_dictionary.noteSaved(m_folderName, manifest);
     write(work, manifest);
+    ShardedDictionary::removeRemains(m_folderName, {&manifest});
 }
 
 void LoadCheckpoint::startResolving(const LoadWork& work) {
@@ -69,6 +62,7 @@ void LoadCheckpoint::startResolving(const LoadWork& work) {
     m_spill.synchronize(m_work);
     m_manifest = m_dictionary.getManifest();
     write(m_work, m_manifest);
+    ShardedDictionary::removeRemains(m_folderName, {&m_manifest});
 }
 
 void LoadCheckpoint::noteResolved(const uint32_t shard) {
@@ -83,12 +77,12 @@ void LoadCheckpoint::noteResolved(const uint32_t shard) {
 
 void LoadCheckpoint::write(const LoadWork& work, ShardManifest& manifest) {
     manifest.m_work = work.toBytes();
+    AtomicFileOutputStream::synchronizeFolder(m_folderName); // The files have names that nothing takes back.
     AtomicFileOutputStream output(getFileName(m_folderName));
     manifest.write(output);
     output.commit();
     manifest.m_work.clear();
     m_spill.keep();
-    ShardedDictionary::removeRemains(m_folderName, {&manifest, m_oldManifest ? &*m_oldManifest : &manifest});
     m_last = std::chrono::steady_clock::now();
     m_numberOfBlocks = 0;
 }

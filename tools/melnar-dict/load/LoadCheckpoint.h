@@ -33,8 +33,8 @@ public:
     /// Reads it, if there is one. Throws what a damaged one deserves.
     static std::optional<Unfinished> read(const std::string& folderName);
 
-    /// Removes files of shards that neither the dictionary's manifest nor that of an unfinished load names. Nothing if one
-    /// of them cannot be read.
+    /// Removes files of shards that neither the folder's manifest nor that of an unfinished load names. Nothing if one of
+    /// them cannot be read.
     static void removeRemains(const std::string& folderName) noexcept;
 
     LoadCheckpoint(std::string folderName, const CheckpointOptions& options, size_t numberOfThreads,
@@ -63,10 +63,9 @@ private:
     const size_t m_numberOfThreads;
     ShardedDictionary& m_dictionary;
     ShardSpill& m_spill;
-    const std::optional<ShardManifest> m_oldManifest; // that the folder has until the load is done
-    std::mutex m_mutex;                               // protects what follows
-    std::chrono::steady_clock::time_point m_last;     // when it was saved
-    uint64_t m_numberOfBlocks = 0;                    // since then
-    LoadWork m_work;                                  // while shards resolve their terms, as what follows
+    std::mutex m_mutex;                           // protects what follows
+    std::chrono::steady_clock::time_point m_last; // when it was saved
+    uint64_t m_numberOfBlocks = 0;                // since then
+    LoadWork m_work;                              // while shards resolve their terms, as what follows
     ShardManifest m_manifest;
 };

@@ -5,6 +5,8 @@
 
 #include "Engine/core/data-store/Dictionary.h"
 
+#include <utility>
+
 RowOutput::RowOutput(const LoadOptions& options, StandardOutput& standardOutput, std::ostream& errorOutput)
     : m_options(options), m_standardOutput(standardOutput) {
     m_layout.m_columns = options.m_rows.getNumberOfColumns(options.m_files);
@@ -31,13 +33,15 @@ void RowOutput::saveWith(const Dictionary& dictionary, OutputLock& lock) {
     });
 }
 
-void RowOutput::commitWith(const DictionaryHistory& history, const uint64_t largestResourceID,
+void RowOutput::commitWith(DictionaryHistory::Contents history, const uint64_t largestResourceID,
                            OutputFile& dictionaryFile) {
     if (!m_npyFile) {
         m_standardOutput.flush();
         dictionaryFile.commit();
         return;
     }
-    m_npyFile->prepare(history, m_options.m_rows.getIDWidth(largestResourceID));
+    DictionaryHistory named;
+    named.assign(std::move(history));
+    m_npyFile->prepare(named, m_options.m_rows.getIDWidth(largestResourceID));
     OutputFile::commitBoth(*m_file, dictionaryFile);
 }

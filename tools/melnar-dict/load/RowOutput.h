@@ -7,13 +7,13 @@
 #include "tools/melnar-dict/shell/OutputLock.h"
 #include "tools/melnar-dict/shell/StandardOutputStream.h"
 
+#include "Engine/core/data-store/DictionaryHistory.h"
 #include "Engine/core/platform/Unmovable.h"
 
 #include <optional>
 #include <ostream>
 
 class Dictionary;
-class DictionaryHistory;
 
 /// What a load writes its rows of IDs to: a .npy that appears together with the dictionary, or standard output.
 ///
@@ -35,7 +35,7 @@ public:
     void saveWith(const Dictionary& dictionary, OutputLock& lock);
 
     /// Completes the rows and commits another file, that of a dictionary with this history, together with them.
-    void commitWith(const DictionaryHistory& history, uint64_t largestResourceID, OutputFile& dictionaryFile);
+    void commitWith(DictionaryHistory::Contents history, uint64_t largestResourceID, OutputFile& dictionaryFile);
 
 private:
     const LoadOptions& m_options;

@@ -143,9 +143,9 @@ void ShardResolver::resolveShard(const uint32_t shard, OwnThread& thread, const 
     thread.m_failuresOfShard.clear();
     if (!m_isFull.load(std::memory_order_relaxed) && m_dictionary.getMemoryInUse() > m_settings.m_largestMemory)
         m_isFull.store(true, std::memory_order_relaxed);
-    Dictionary& dictionary = m_dictionary.getOrMakeShard(shard);
     if (m_isFull.load(std::memory_order_relaxed)) {
-        dictionary.tryResolveResources(BEHIND_ALL_RESOURCES, part, thread.m_failuresOfShard);
+        // What is not in memory is not known: to bring it there would take memory that there is not.
+        m_dictionary.getShardInMemory(shard).tryResolveResources(BEHIND_ALL_RESOURCES, part, thread.m_failuresOfShard);
         auto failure = thread.m_failuresOfShard.begin();
         for (size_t number = 0; number < part.size(); ++number)
             if (failure != thread.m_failuresOfShard.end() && failure->m_entryIndex == number)
@@ -156,7 +156,8 @@ void ShardResolver::resolveShard(const uint32_t shard, OwnThread& thread, const 
             }
     } else {
         const DictionaryThread::Loan loan(m_creator->getThread(shard));
-        dictionary.resolveResources(m_creator->getThread(shard), part, thread.m_failuresOfShard);
+        m_dictionary.getOrMakeShard(shard).resolveResources(m_creator->getThread(shard), part,
+                                                            thread.m_failuresOfShard);
     }
     thread.m_batch.appendFailures(shard, thread.m_failuresOfShard, thread.m_failures);
 }

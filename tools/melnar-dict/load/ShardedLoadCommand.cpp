@@ -130,11 +130,22 @@ void addDictionary(const ShardManifest& manifest, LoadReport& report) {
 }
 
 /// Adds the inputs of a load to those of the dictionary.
-void addInputs(const LoadOptions& options, const std::vector<uint64_t>& numbersOfStatements, ShardManifest& manifest) {
+void addInputs(const LoadOptions& options, const std::vector<uint64_t>& numbersOfStatements,
+               ShardedDictionary& dictionary) {
+    std::vector<ShardManifest::Input> inputs = dictionary.getManifest().m_inputs;
     for (size_t index = 0; index < options.m_files.size(); ++index)
-        manifest.m_inputs.push_back({options.m_files[index].first, numbersOfStatements[index], true});
-    if (options.m_blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS)
-        manifest.m_nextDocument += options.m_files.size();
+        inputs.push_back({options.m_files[index].first, numbersOfStatements[index], true});
+    const bool haveDocuments = options.m_blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS;
+    dictionary.setInputs(std::move(inputs),
+                         dictionary.getManifest().m_nextDocument + (haveDocuments ? options.m_files.size() : 0));
+}
+
+/// Whether the files of a dictionary's shards, once they are in memory, take more than this.
+bool isLargerThan(const ShardedDictionary& dictionary, const size_t memory) {
+    uint64_t fileBytes = 0;
+    for (const ShardManifest::Shard& shard : dictionary.getManifest().m_shards)
+        fileBytes += shard.m_fileBytes;
+    return fileBytes + fileBytes / 4 > memory; // in memory there are fingerprints, too
 }
 
 } // namespace
@@ -165,7 +176,8 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
     BlankNodeOptions blankNodes = options.m_blankNodes;
     if (blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS)
         blankNodes.m_firstDocument = ownedDictionary->getManifest().m_nextDocument;
-    LoadWork work{.m_task = describeTask(options, *ownedDictionary)};
+    LoadWork work{.m_task = describeTask(options, *ownedDictionary),
+                  .m_isFull = isLargerThan(*ownedDictionary, getLargestMemory(dictionaryLimit))};
     if (std::optional<LoadCheckpoint::Unfinished> unfinished = LoadCheckpoint::read(folder.getName());
         unfinished && unfinished->m_work.m_task == work.m_task && canReadAgain(options)) {
         work = std::move(unfinished->m_work);
@@ -215,13 +227,13 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
             rows->open(largestID);
             spill.writeRows(rows->getLayout().m_idWidth, rows->getStream());
         }
-        addInputs(options, run.getStatementsOfFiles(), dictionary.getManifest());
+        addInputs(options, run.getStatementsOfFiles(), dictionary);
         ShardManifest manifest =
             dictionary.saveShards(folder.getName(), ShardedDictionary::State::WHOLE, options.m_numberOfThreads);
         OutputFile file(lock);
         manifest.write(file.getStream());
         if (rows)
-            rows->commitWith(dictionary.getHistory(), dictionary.getEndOfResourceIDs() - 1, file);
+            rows->commitWith(manifest.m_history, dictionary.getEndOfResourceIDs() - 1, file);
         else
             file.commit();
         dictionary.noteSaved(folder.getName(), std::move(manifest));

@@ -29,7 +29,7 @@ void FolderDictionary::tryResolveResources(const std::span<BatchEntry> entries,
 
 void FolderDictionary::requireWholeState() const {
     const ShardManifest& manifest = m_dictionary->getManifest();
-    if (!manifest.isWhole())
+    if (!manifest.getIdentityOfWholeState())
         throw ToolFailure(ExitCode::FAILURE, "'" + m_folderName +
                                                  "' holds a load that has not been completed, so that no file of its "
                                                  "IDs can name it");

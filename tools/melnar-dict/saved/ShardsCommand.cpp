@@ -78,7 +78,7 @@ std::string toText(const ShardManifest& manifest) {
     appendFigure("skew of bytes", toDecimalText(getSkew(manifest, &Shard::m_fileBytes)));
     appendFigure("saved states", std::to_string(states.size()));
     appendFigure("identity", states.empty() ? "none" : states.back().m_identity.toString());
-    appendFigure("complete", manifest.isWhole() ? "yes" : "no");
+    appendFigure("complete", manifest.getIdentityOfWholeState().has_value() ? "yes" : "no");
     appendFigure("next document", std::to_string(manifest.m_nextDocument));
     if (!manifest.m_inputs.empty())
         append(text, "\n%12s  %s\n", "statements", "input");
@@ -105,7 +105,7 @@ Json toJson(const ShardManifest& manifest, const std::string& folderName) {
               {"byteSkew", getSkew(manifest, &Shard::m_fileBytes)},
               {"identity", nullptr},
               {"states", Json::array()},
-              {"isComplete", manifest.isWhole()},
+              {"isComplete", manifest.getIdentityOfWholeState().has_value()},
               {"nextDocument", manifest.m_nextDocument},
               {"inputs", Json::array()},
               {"shards", Json::array()}};

@@ -17,8 +17,10 @@ struct ShardLayout {
     /// Where a local or global ID means no resource.
     static constexpr uint64_t NO_RESOURCE = 0;
 
-    /// The shard of a term: the lowest 8 bits of XXH3 over the lexical form, with the datatype ID as the seed. The tables
-    /// hash otherwise, so the buckets of a shard are all used alike.
+    /// The shard of a term: the lowest 8 bits of XXH3 with 64 bits over the lexical form, with the datatype ID as the seed.
+    /// The tables hash otherwise, so the buckets of a shard are all used alike. An rdf:PlainLiteral with an empty tag is
+    /// where the xsd:string is that it stands for. A form that is longer than any resource's, which every shard refuses,
+    /// is not read.
     static uint32_t getShard(std::string_view lexicalForm, uint8_t datatypeID) noexcept;
 
     /// The shard of a global ID that is not 0.

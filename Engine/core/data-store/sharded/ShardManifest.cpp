@@ -5,15 +5,27 @@
 #include "Engine/core/data-store/SectionInputStream.h"
 #include "Engine/core/data-store/SectionOutputStream.h"
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
+#include "Engine/core/platform/MelnarException.h"
 
-#include <cstdio>
-#include <utility>
+#include <string>
+#include <string_view>
 
 namespace {
 
+constexpr const char* const SOURCE_FILE = "Engine/core/data-store/sharded/ShardManifest";
+constexpr long LINE_INPUT_NAME_TOO_LONG = 118;
+constexpr long LINE_WORK_TOO_LONG = 155;
+
 constexpr SectionFormat MANIFEST{"MELNARDF", 1, "manifest of a dictionary folder", "Manifest"};
 
+// A name is this, two hexadecimal digits for the shard, and '-' and an identity, or else the suffix.
 constexpr std::string_view NAME_PREFIX = "shard-";
+constexpr std::string_view TEMPORARY_SUFFIX = ".saving";
+constexpr std::string_view HEXADECIMAL_DIGITS = "0123456789abcdef";
+
+std::string getNameBegin(const uint32_t shard) {
+    return std::string(NAME_PREFIX) + HEXADECIMAL_DIGITS[shard / 16 % 16] + HEXADECIMAL_DIGITS[shard % 16];
+}
 
 void writeIdentity(const DictionaryIdentity& identity, OutputStream& output) {
     for (const uint64_t half : identity.m_checksum)
@@ -66,15 +78,20 @@ void readShards(SectionInputStream& input, ShardManifest& manifest) {
     const uint32_t numberOfShards = input.readUInt32();
     if (numberOfShards != ShardLayout::NUMBER_OF_SHARDS)
         input.reportDamage("there are " + std::to_string(numberOfShards) + " shards.");
+    const uint64_t maximum = manifest.m_maximumNumberOfResourcesOfShard = input.readUInt64();
+    if (maximum > Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES)
+        input.reportDamage("the largest number of resources of a shard is " + std::to_string(maximum) + ".");
     for (uint32_t number = 0; number < numberOfShards; ++number) {
         ShardManifest::Shard& shard = manifest.m_shards[number];
         shard.m_numberOfResources = input.readUInt64();
         shard.m_fileBytes = input.readUInt64();
         shard.m_identity = readIdentity(input);
-        if (shard.m_numberOfResources > Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES)
+        if (shard.m_numberOfResources > maximum)
             input.reportDamage("shard " + std::to_string(number) + " has " + std::to_string(shard.m_numberOfResources) +
                                " resources.");
         readTerms(input, number, shard);
+        if (shard.m_numberOfResources == 0 && shard != ShardManifest::Shard())
+            input.reportDamage("shard " + std::to_string(number) + " has a file without resources.");
     }
     input.endSection();
 }
@@ -99,10 +116,11 @@ void readHistory(SectionInputStream& input, ShardManifest& manifest) {
     input.beginSection("history");
     manifest.m_history.m_generation = input.readUInt64();
     const uint64_t numberOfEntries = input.readUInt64();
+    const uint64_t largestCommitPoint = manifest.getNumberOfResources() + 1;
     uint64_t lastCommitPoint = 0;
     for (uint64_t number = 1; number <= numberOfEntries; ++number) {
         const DictionaryHistory::Entry entry{input.readUInt64(), readIdentity(input)};
-        if (entry.m_commitPoint <= lastCommitPoint || entry.m_commitPoint > manifest.getNumberOfResources() + 1)
+        if (entry.m_commitPoint <= lastCommitPoint || entry.m_commitPoint > largestCommitPoint)
             input.reportDamage("entry " + std::to_string(number) + " has the commit point " +
                                std::to_string(entry.m_commitPoint) + ".");
         lastCommitPoint = entry.m_commitPoint;
@@ -120,25 +138,32 @@ uint64_t ShardManifest::getNumberOfResources() const noexcept {
     return sum;
 }
 
-bool ShardManifest::isWhole() const noexcept {
-    return !m_history.m_entries.empty() && m_history.m_entries.back().m_commitPoint == getNumberOfResources() + 1;
+/// An intermediate state has more resources than the last whole one, which has the last entry.
+std::optional<DictionaryIdentity> ShardManifest::getIdentityOfWholeState() const noexcept {
+    const std::vector<DictionaryHistory::Entry>& entries = m_history.m_entries;
+    if (entries.empty() || entries.back().m_commitPoint != getNumberOfResources() + 1)
+        return std::nullopt;
+    return entries.back().m_identity;
 }
 
-std::string ShardManifest::getFileName(const uint32_t shard) const {
-    char number[4];
-    std::snprintf(number, sizeof(number), "%02x-", static_cast<unsigned>(shard % ShardLayout::NUMBER_OF_SHARDS));
-    return std::string(NAME_PREFIX) + number + m_shards[shard].m_identity.toString();
+std::string ShardManifest::getFileName(const uint32_t shard, const DictionaryIdentity& identity) {
+    return getNameBegin(shard) + '-' + identity.toString();
 }
 
-bool ShardManifest::isNameOfShard(const std::string& fileName) {
-    return fileName.starts_with(NAME_PREFIX);
+std::string ShardManifest::getTemporaryFileName(const uint32_t shard) {
+    return getNameBegin(shard).append(TEMPORARY_SUFFIX);
 }
 
-bool ShardManifest::names(const std::string& fileName) const {
-    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
-        if (m_shards[shard].m_numberOfResources != 0 && fileName == getFileName(shard))
-            return true;
-    return false;
+bool ShardManifest::isNameOfShard(std::string_view fileName) noexcept {
+    if (!fileName.starts_with(NAME_PREFIX))
+        return false;
+    fileName.remove_prefix(NAME_PREFIX.size());
+    const std::string_view number = fileName.substr(0, 2);
+    if (number.size() != 2 || number.find_first_not_of(HEXADECIMAL_DIGITS) != std::string_view::npos)
+        return false;
+    fileName.remove_prefix(number.size());
+    return fileName == TEMPORARY_SUFFIX ||
+           (fileName.starts_with('-') && DictionaryIdentity::parse(fileName.substr(1)).has_value());
 }
 
 bool ShardManifest::isBeginningOf(InputStream& input) {
@@ -146,8 +171,17 @@ bool ShardManifest::isBeginningOf(InputStream& input) {
 }
 
 void ShardManifest::write(OutputStream& output) const {
+    for (const Input& input : m_inputs)
+        if (input.m_name.size() > LONGEST_INPUT_NAME)
+            throw MelnarException(SOURCE_FILE, LINE_INPUT_NAME_TOO_LONG, MelnarException::NO_CAUSES,
+                                  "The name of an input has ", input.m_name.size(),
+                                  " bytes, but may have no more than ", LONGEST_INPUT_NAME, ".");
+    if (m_work.size() > LONGEST_WORK)
+        throw MelnarException(SOURCE_FILE, LINE_WORK_TOO_LONG, MelnarException::NO_CAUSES, "Unfinished work has ",
+                              m_work.size(), " bytes, but may have no more than ", LONGEST_WORK, ".");
     SectionOutputStream sections(output, MANIFEST);
     sections.writeUInt32(ShardLayout::NUMBER_OF_SHARDS);
+    sections.writeUInt64(m_maximumNumberOfResourcesOfShard);
     for (const Shard& shard : m_shards) {
         sections.writeUInt64(shard.m_numberOfResources);
         sections.writeUInt64(shard.m_fileBytes);

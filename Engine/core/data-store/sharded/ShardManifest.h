@@ -5,9 +5,12 @@
 #include "Engine/core/data-store/sharded/ShardLayout.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class InputStream;
@@ -32,7 +35,7 @@ struct ShardManifest {
         uint64_t m_formBytes = 0; // of their lexical forms
     };
 
-    /// A shard's file. A shard without resources has none.
+    /// A shard's file. A shard without resources has none, and 0 in all of these.
     struct Shard {
         bool operator==(const Shard&) const = default;
 
@@ -56,21 +59,24 @@ struct ShardManifest {
 
     uint64_t getNumberOfResources() const noexcept;
 
-    /// Whether the last state in the history vouches for all IDs.
-    bool isWhole() const noexcept;
+    /// The identity of the state that the folder is in, if that is a whole one.
+    std::optional<DictionaryIdentity> getIdentityOfWholeState() const noexcept;
 
     /// The name of a shard's file within the folder.
-    std::string getFileName(uint32_t shard) const;
+    std::string getFileName(const uint32_t shard) const { return getFileName(shard, m_shards[shard].m_identity); }
+    static std::string getFileName(uint32_t shard, const DictionaryIdentity& identity);
 
-    /// Whether a name within the folder is that of a shard's file, complete or not.
-    static bool isNameOfShard(const std::string& fileName);
+    /// The name of a shard's file while it is written.
+    static std::string getTemporaryFileName(uint32_t shard);
 
-    /// Whether a name within the folder is that of a shard's file that this names.
-    bool names(const std::string& fileName) const;
+    /// Whether a name within the folder is one that a shard's file can have, complete or not.
+    static bool isNameOfShard(std::string_view fileName) noexcept;
 
     /// Whether a stream begins like a manifest, sound or not and of any version.
     static bool isBeginningOf(InputStream& input);
 
+    /// Throws MelnarException for what read would refuse, an input's name or work that is too long; and what the stream
+    /// throws.
     void write(OutputStream& output) const;
 
     /// Throws MelnarException that names file, section and finding for everything that is not a whole and sound manifest;
@@ -78,8 +84,9 @@ struct ShardManifest {
     static ShardManifest read(InputStream& input);
 
     std::array<Shard, ShardLayout::NUMBER_OF_SHARDS> m_shards{};
-    uint64_t m_nextDocument = 1; // the number of the next input, for its blank nodes
-    std::vector<Input> m_inputs; // in the order in which they were taken in
+    uint64_t m_maximumNumberOfResourcesOfShard = 0; // of each, with or without a file
+    uint64_t m_nextDocument = 1;                    // the number of the next input, for its blank nodes
+    std::vector<Input> m_inputs;                    // in the order in which they were taken in
     DictionaryHistory::Contents m_history;
 
     /// What the user needs to go on with work that was interrupted, in a form of its own; empty if there is none.

@@ -5,22 +5,22 @@
 /// A counting sort; those of no shard come last.
 template<class GetShard>
 void ShardedBatch::sort(const std::span<const BatchEntry> entries, const GetShard& getShard) {
-    m_shards.clear();
-    m_begins.fill(0);
-    for (const BatchEntry& entry : entries) {
-        m_shards.push_back(static_cast<uint16_t>(getShard(entry)));
-        ++m_begins[m_shards.back()];
+    m_begins.fill(0); // so that there is none if memory for them is not
+    m_entries.resize(entries.size());
+    m_indexes.resize(entries.size());
+    m_shards.resize(entries.size());
+    for (size_t index = 0; index < entries.size(); ++index) {
+        m_shards[index] = static_cast<uint16_t>(getShard(entries[index]));
+        ++m_begins[m_shards[index]];
     }
     size_t end = 0;
     for (size_t& begin : m_begins)
         end += std::exchange(begin, end);
     std::array<size_t, ShardLayout::NUMBER_OF_SHARDS + 2> places = m_begins;
-    m_entries.resize(entries.size());
-    m_indexes.resize(entries.size());
     for (size_t index = 0; index < entries.size(); ++index) {
         const size_t place = places[m_shards[index]]++;
         m_entries[place] = entries[index];
-        m_indexes[place] = static_cast<uint32_t>(index);
+        m_indexes[place] = index;
     }
 }
 

@@ -1,6 +1,8 @@
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 
+#include "Engine/core/data-store/ChecksumChain.h"
 #include "Engine/core/data-store/DictionaryFile.h"
+#include "Engine/core/data-store/DictionaryTermColumns.h"
 #include "Engine/core/data-store/sharded/ShardedBatch.h"
 #include "Engine/core/data-store/sharded/ShardedDictionaryThread.h"
 #include "Engine/core/platform/MelnarException.h"
@@ -9,6 +11,7 @@
 #include "Engine/core/platform/stream/FileInputStream.h"
 #include "Engine/core/platform/stream/FileLock.h"
 #include "Engine/core/platform/stream/FileOutputStream.h"
+#include "Engine/core/platform/stream/TargetFile.h"
 #include "Engine/core/platform/system/ThreadContextRegistration.h"
 
 #include <algorithm>
@@ -16,25 +19,49 @@
 #include <exception>
 #include <filesystem>
 #include <map>
+#include <optional>
+#include <set>
 #include <system_error>
 #include <thread>
 #include <utility>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/data-store/sharded/ShardedDictionary";
 constexpr long LINE_OTHER_SHARD = 36;
 constexpr long LINE_NOT_DENSE = 70;
+constexpr long LINE_NOT_FOUND_AGAIN = 95;
 constexpr long LINE_CANNOT_RENAME = 118;
 constexpr long LINE_CANNOT_EXAMINE = 127;
+constexpr long LINE_MAXIMUM_TOO_LARGE = 163;
+constexpr long LINE_OTHER_FOLDER = 208;
 constexpr long LINE_TERM_IN_OTHER_SHARD = 244;
 constexpr long LINE_UNKNOWN_RESOURCE = 261;
 constexpr long LINE_FOREIGN_LOCK = 283;
 constexpr long LINE_DAMAGED_SHARD = 310;
+constexpr long LINE_OTHER_SIZE = 344;
 
 constexpr uint64_t RESOURCES_OF_A_GROUP = 1024; // enough for a dictionary to work at full speed
+
+// A batch is answered block by block: enough for each shard to work at full speed.
+constexpr size_t BLOCK_SIZE = size_t(1) << 16;
+
+// A column takes its forms along, so that its chunks are smaller.
+using Columns = DictionaryTermColumns<(size_t(1) << 14), (size_t(1) << 22)>;
+
+constexpr size_t MEMORY_OF_NO_RESOURCES = size_t(1) << 20;
+
+uint64_t checkMaximumNumberOfResources(const uint64_t maximumNumberOfResourcesOfShard) {
+    if (maximumNumberOfResourcesOfShard > ShardedDictionary::MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD)
+        throw MelnarException(SOURCE_FILE, LINE_MAXIMUM_TOO_LARGE, MelnarException::NO_CAUSES,
+                              "A shard can hold at most ", ShardedDictionary::MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD,
+                              " resources, but was asked to hold ", maximumNumberOfResourcesOfShard, ".");
+    return maximumNumberOfResourcesOfShard;
+}
 
 std::string getManifestName(const std::string& folderName) {
     return folderName + '/' + ShardManifest::FILE_NAME;
@@ -43,6 +70,39 @@ std::string getManifestName(const std::string& folderName) {
 ShardManifest readManifest(const std::string& folderName) {
     FileInputStream input(getManifestName(folderName));
     return ShardManifest::read(input);
+}
+
+ShardManifest makeManifest(const uint64_t maximumNumberOfResourcesOfShard) {
+    ShardManifest manifest;
+    manifest.m_maximumNumberOfResourcesOfShard = maximumNumberOfResourcesOfShard;
+    return manifest;
+}
+
+/// Has a batch of terms answered block by block, by `answer(shard, part, failures)` for each part of a block.
+template<class Answer>
+void answerTerms(ShardedBatch& batch, const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures,
+                 const Answer& answer) {
+    std::vector<BatchFailure> ofBlock;
+    std::vector<BatchFailure> ofPart;
+    for (size_t begin = 0; begin < entries.size(); begin += BLOCK_SIZE) {
+        const std::span<BatchEntry> block = entries.subspan(begin, std::min(BLOCK_SIZE, entries.size() - begin));
+        batch.assignTerms(block);
+        ofBlock.clear();
+        for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
+            const std::span<BatchEntry> part = batch.getPart(shard);
+            if (part.empty())
+                continue;
+            ofPart.clear();
+            answer(shard, part, ofPart);
+            batch.copyAnswers(shard, block);
+            batch.appendFailures(shard, ofPart, ofBlock);
+        }
+        std::ranges::sort(ofBlock, {}, &BatchFailure::m_entryIndex);
+        for (BatchFailure& failure : ofBlock) {
+            failure.m_entryIndex += begin;
+            failures.push_back(std::move(failure));
+        }
+    }
 }
 
 /// Calls `visit(entries)` with groups of a dictionary's resources, in ascending order of their IDs, of which none is
@@ -83,14 +143,15 @@ void forEachGroup(const Dictionary& dictionary, const Visit& visit) {
 /// terms.
 std::unique_ptr<Dictionary> makeCanonicalCopy(const Dictionary& source,
                                               std::map<uint8_t, ShardManifest::Terms>& termsByDatatype) {
+    const ThreadContextLoan loan;
     DictionaryOptions options;
     options.m_largestNumberOfCollisions = DictionaryOptions::NO_COLLISION_LIMIT; // the source has them
     auto copy = std::make_unique<Dictionary>(ShardedDictionary::LARGEST_MEMORY_OF_SHARD,
                                              source.getMaximumNumberOfResources(), options);
     {
-        const ThreadContextLoan loan; // whose index shows in the file
         DictionaryThread thread(*copy);
         std::vector<BatchFailure> failures;
+        uint64_t nextResourceID = 1;
         forEachGroup(source, [&](const std::span<BatchEntry> entries) {
             copy->resolveResources(thread, entries, failures);
             if (!failures.empty())
@@ -99,6 +160,11 @@ std::unique_ptr<Dictionary> makeCanonicalCopy(const Dictionary& source,
                 ShardManifest::Terms& terms = termsByDatatype[entry.m_datatypeID];
                 ++terms.m_number;
                 terms.m_formBytes += entry.m_lexicalForm.size();
+                // A damaged file may have a term twice.
+                if (const uint64_t resourceID = nextResourceID++; entry.m_resourceID != resourceID)
+                    throw MelnarException(SOURCE_FILE, LINE_NOT_FOUND_AGAIN, MelnarException::NO_CAUSES,
+                                          "A shard has the term of resource ", entry.m_resourceID,
+                                          " a second time, under ID ", resourceID, ".");
             }
         });
     }
@@ -106,34 +172,75 @@ std::unique_ptr<Dictionary> makeCanonicalCopy(const Dictionary& source,
     return copy;
 }
 
-void rename(const std::string& from, const std::string& to) {
-    std::error_code error;
-    std::filesystem::rename(from, to, error);
-    if (error)
-        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_RENAME, MelnarException::NO_CAUSES, "rename", error.value(),
-                                  "Cannot rename file '", from, "' to '", to, "'.");
-}
-
-uint64_t getSize(const std::string& fileName) {
-    struct stat status;
-    if (::stat(fileName.c_str(), &status) != 0)
-        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_EXAMINE, MelnarException::NO_CAUSES, "stat", errno,
-                                  "Cannot examine file '", fileName, "'.");
-    return static_cast<uint64_t>(status.st_size);
-}
-
 bool exists(const std::string& fileName) {
     std::error_code error;
     return std::filesystem::exists(fileName, error);
 }
 
-/// Writes a file that nobody reads before a manifest names it.
-template<class Write>
-void writeFile(const std::string& temporaryName, const Write& write) {
-    FileOutputStream output(temporaryName, O_WRONLY | O_CREAT | O_TRUNC);
-    write(output);
-    output.synchronize();
-    output.close();
+bool hasSize(const std::string& fileName, const uint64_t numberOfBytes) noexcept {
+    struct stat status;
+    return ::stat(fileName.c_str(), &status) == 0 && static_cast<uint64_t>(status.st_size) == numberOfBytes;
+}
+
+/// Writes a shard's file, which nobody reads before a manifest names it. It has a temporary name, and is removed unless
+/// it is given another one.
+class ShardFile : private Unmovable {
+public:
+    ShardFile(const std::string& folderName, const uint32_t shard)
+        : m_name(folderName + '/' + ShardManifest::getTemporaryFileName(shard)),
+          m_hasOldManifest(::stat(getManifestName(folderName).c_str(), &m_oldManifest) == 0) {
+        ::unlink(m_name.c_str()); // what a dead writer has left
+        m_output.emplace(m_name, O_WRONLY | O_EXCL | O_NOFOLLOW,
+                         m_hasOldManifest ? m_oldManifest.st_mode & 0777 : 0666);
+    }
+
+    ~ShardFile() {
+        if (m_output.has_value() && !m_isRenamed)
+            ::unlink(m_name.c_str());
+    }
+
+    OutputStream& getOutput() noexcept { return *m_output; }
+
+    /// Returns the number of bytes.
+    uint64_t complete() {
+        m_output->flush();
+        if (m_hasOldManifest)
+            AtomicFileOutputStream::keepMetadata(*m_output, m_oldManifest);
+        struct stat status;
+        if (::fstat(m_output->getFileDescriptor(), &status) != 0)
+            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_EXAMINE, MelnarException::NO_CAUSES, "fstat", errno,
+                                      "Cannot examine file '", m_name, "'.");
+        m_output->synchronize();
+        m_output->close();
+        return static_cast<uint64_t>(status.st_size);
+    }
+
+    void renameTo(const std::string& fileName) {
+        if (::rename(m_name.c_str(), fileName.c_str()) != 0)
+            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_RENAME, MelnarException::NO_CAUSES, "rename", errno,
+                                      "Cannot rename file '", m_name, "' to '", fileName, "'.");
+        m_isRenamed = true;
+    }
+
+private:
+    const std::string m_name;
+    struct stat m_oldManifest {}; // whose owner, group and permissions the file gets
+    const bool m_hasOldManifest;
+    std::optional<FileOutputStream> m_output;
+    bool m_isRenamed = false;
+};
+
+void copyFile(const std::string& fileName, OutputStream& output) {
+    FileInputStream input(fileName);
+    std::vector<char> buffer(FileInputStream::BUFFER_SIZE);
+    while (const size_t delivered = input.read(buffer.data(), buffer.size()))
+        output.write(buffer.data(), delivered);
+}
+
+void addNames(const ShardManifest& manifest, std::set<std::string>& names) {
+    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
+        if (manifest.m_shards[shard].m_numberOfResources != 0)
+            names.insert(manifest.getFileName(shard));
 }
 
 /// Performs `action(shard)` for all shards on so many threads; throws what the first of them that failed threw.
@@ -144,24 +251,27 @@ void forEachShardNumber(const size_t numberOfThreads, const Action& action) {
     std::exception_ptr failure;
     const auto work = [&] {
         try {
-            for (uint32_t shard = nextShard++; shard < ShardLayout::NUMBER_OF_SHARDS; shard = nextShard++)
+            for (;;) {
+                const uint32_t shard = nextShard.fetch_add(1, std::memory_order_relaxed);
+                if (shard >= ShardLayout::NUMBER_OF_SHARDS)
+                    return;
                 action(shard);
+            }
         } catch (...) {
-            nextShard = ShardLayout::NUMBER_OF_SHARDS;
+            nextShard.store(ShardLayout::NUMBER_OF_SHARDS, std::memory_order_relaxed);
             const std::lock_guard guard(mutex);
             if (failure == nullptr)
                 failure = std::current_exception();
         }
     };
-    {
-        std::vector<std::jthread> threads;
-        try {
-            while (threads.size() + 1 < numberOfThreads)
-                threads.emplace_back(work);
-        } catch (const std::system_error&) { // With fewer threads it takes longer.
-        }
-        work();
+    std::vector<std::jthread> threads;
+    try {
+        while (threads.size() + 1 < std::min<size_t>(numberOfThreads, ShardLayout::NUMBER_OF_SHARDS))
+            threads.emplace_back(work);
+    } catch (const std::exception&) { // With fewer threads it takes longer.
     }
+    work();
+    threads.clear();
     if (failure != nullptr)
         std::rethrow_exception(failure);
 }
@@ -169,16 +279,18 @@ void forEachShardNumber(const size_t numberOfThreads, const Action& action) {
 } // namespace
 
 ShardedDictionary::ShardedDictionary(const size_t memoryLimit, const uint64_t maximumNumberOfResourcesOfShard)
-    : ShardedDictionary(memoryLimit, maximumNumberOfResourcesOfShard, "", {}, {}) {}
+    : ShardedDictionary(memoryLimit, "", makeManifest(maximumNumberOfResourcesOfShard), {}) {}
 
-ShardedDictionary::ShardedDictionary(const size_t memoryLimit, const uint64_t maximumNumberOfResourcesOfShard,
-                                     std::string folderName, ShardManifest manifest, const DictionaryOptions& options)
+ShardedDictionary::ShardedDictionary(const size_t memoryLimit, std::string folderName, ShardManifest manifest,
+                                     const DictionaryOptions& options)
     : m_memoryManager(memoryLimit, options.m_sharedMemory),
-      m_maximumNumberOfResourcesOfShard(maximumNumberOfResourcesOfShard), m_options([&] {
+      m_maximumNumberOfResourcesOfShard(checkMaximumNumberOfResources(manifest.m_maximumNumberOfResourcesOfShard)),
+      m_options([&] {
           DictionaryOptions ofShards = options;
           ofShards.m_sharedMemory = &m_memoryManager;
           return ofShards;
       }()),
+      m_noResources(MEMORY_OF_NO_RESOURCES, 0, {.m_keepFingerprints = false, .m_canGrow = false}),
       m_folderName(std::move(folderName)), m_manifest(std::move(manifest)) {
     m_history.assign(DictionaryHistory::Contents(m_manifest.m_history));
 }
@@ -192,31 +304,105 @@ std::unique_ptr<ShardedDictionary> ShardedDictionary::open(const std::string& fo
 
 std::unique_ptr<ShardedDictionary> ShardedDictionary::open(const std::string& folderName, ShardManifest manifest,
                                                            const size_t memoryLimit, const DictionaryOptions& options) {
-    return std::unique_ptr<ShardedDictionary>(new ShardedDictionary(memoryLimit, MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD,
-                                                                    folderName, std::move(manifest), options));
+    // Shards are opened later, when the name may lead elsewhere.
+    return std::unique_ptr<ShardedDictionary>(new ShardedDictionary(
+        memoryLimit, TargetFile(getManifestName(folderName)).getFolderName(), std::move(manifest), options));
 }
 
 bool ShardedDictionary::isFolder(const std::string& folderName) {
     return exists(getManifestName(folderName));
 }
 
-/// Reads a shard's file. If a writer has replaced it since the manifest was read, the new one has all that the old one had.
-std::unique_ptr<Dictionary> ShardedDictionary::openShard(const uint32_t shard) const {
-    ShardManifest::Shard expected = m_manifest.m_shards[shard];
-    std::string fileName = m_folderName + '/' + m_manifest.getFileName(shard);
-    if (!exists(fileName)) {
-        const ShardManifest newer = readManifest(m_folderName);
-        const auto isOurs = [&](const DictionaryHistory::Entry& entry) {
-            return entry.m_identity == m_history.getIdentity();
-        };
-        if (std::ranges::any_of(newer.m_history.m_entries, isOurs)) {
-            expected = newer.m_shards[shard];
-            fileName = m_folderName + '/' + newer.getFileName(shard);
-        }
+size_t ShardedDictionary::getMemoryLimitOfShard() const noexcept {
+    return std::min(m_memoryManager.getReservedBytes(), LARGEST_MEMORY_OF_SHARD);
+}
+
+/// Null unless the shard is in memory.
+Dictionary* ShardedDictionary::findShard(const uint32_t shard) const noexcept {
+    return m_slots[shard].m_published.load(std::memory_order_acquire); // U2
+}
+
+/// Brings a shard into memory, unless another thread has done so. Threads wait for each other only at the same shard.
+template<class Make>
+Dictionary& ShardedDictionary::publishShard(const uint32_t shard, const Make& make) const {
+    Slot& slot = m_slots[shard];
+    const std::lock_guard guard(slot.m_mutex);
+    if (slot.m_owned == nullptr) {
+        slot.m_owned = make();
+        slot.m_published.store(slot.m_owned.get(), std::memory_order_release); // U1
     }
+    return *slot.m_owned;
+}
+
+/// Null if the shard is neither in memory nor a file.
+Dictionary* ShardedDictionary::findOrOpenShard(const uint32_t shard) const {
+    if (Dictionary* const dictionary = findShard(shard))
+        return dictionary;
+    {
+        const std::shared_lock lock(m_savedMutex);
+        if (m_manifest.m_shards[shard].m_numberOfResources == 0)
+            return nullptr;
+    }
+    return &publishShard(shard, [&] { return openShard(shard); });
+}
+
+Dictionary& ShardedDictionary::getOrMakeShard(const uint32_t shard) {
+    if (Dictionary* const dictionary = findOrOpenShard(shard))
+        return *dictionary;
+    return publishShard(shard, [&] {
+        return m_memoryManager.withReclaim([&] {
+            return std::make_unique<Dictionary>(getMemoryLimitOfShard(), m_maximumNumberOfResourcesOfShard, m_options);
+        });
+    });
+}
+
+const Dictionary& ShardedDictionary::getShardInMemory(const uint32_t shard) const noexcept {
+    const Dictionary* const dictionary = findShard(shard);
+    return dictionary == nullptr ? m_noResources : *dictionary;
+}
+
+const Dictionary* ShardedDictionary::getShard(const uint32_t shard) const {
+    return findOrOpenShard(shard);
+}
+
+/// The shard, or a dictionary without resources in the place of one that is not there.
+const Dictionary& ShardedDictionary::getShardOrNone(const uint32_t shard) const {
+    const Dictionary* const dictionary = findOrOpenShard(shard);
+    return dictionary == nullptr ? m_noResources : *dictionary;
+}
+
+/// Reads a shard's file, or the one that a writer has put into its place since the manifest was read.
+std::unique_ptr<Dictionary> ShardedDictionary::openShard(const uint32_t shard) const {
+    std::shared_lock lock(m_savedMutex);
+    const std::string folderName = m_folderName;
+    const std::optional<DictionaryIdentity> openedState = m_manifest.getIdentityOfWholeState();
+    ShardManifest::Shard expected = m_manifest.m_shards[shard];
+    lock.unlock();
+    for (;;)
+        try {
+            return openFile(folderName, shard, expected);
+        } catch (const SystemCallException& exception) {
+            if (exception.getErrorCode() != ENOENT)
+                throw;
+            const ShardManifest manifest = readManifest(folderName);
+            if (manifest.m_shards[shard] == expected)
+                throw; // Nobody has replaced it.
+            if (std::ranges::none_of(manifest.m_history.m_entries, [&](const DictionaryHistory::Entry& entry) {
+                    return entry.m_identity == openedState;
+                }))
+                throw MelnarException(SOURCE_FILE, LINE_OTHER_FOLDER, {std::current_exception()}, "Folder '",
+                                      folderName, "' no longer holds what it held when it was opened.");
+            expected = manifest.m_shards[shard];
+        }
+}
+
+std::unique_ptr<Dictionary> ShardedDictionary::openFile(const std::string& folderName, const uint32_t shard,
+                                                        const ShardManifest::Shard& expected) const {
+    const std::string fileName = folderName + '/' + ShardManifest::getFileName(shard, expected.m_identity);
     std::unique_ptr<Dictionary> dictionary =
-        Dictionary::open(fileName, std::min(m_memoryManager.getReservedBytes(), LARGEST_MEMORY_OF_SHARD), m_options);
+        m_memoryManager.withReclaim([&] { return Dictionary::open(fileName, getMemoryLimitOfShard(), m_options); });
     if (dictionary->getHistory().getIdentity() != expected.m_identity ||
+        dictionary->getMaximumNumberOfResources() != m_maximumNumberOfResourcesOfShard ||
         dictionary->getNextResourceID() != expected.m_numberOfResources + 1 ||
         dictionary->getCommitPoint().m_resourceID != dictionary->getNextResourceID())
         throw MelnarException(SOURCE_FILE, LINE_OTHER_SHARD, MelnarException::NO_CAUSES, "File '", fileName,
@@ -224,38 +410,12 @@ std::unique_ptr<Dictionary> ShardedDictionary::openShard(const uint32_t shard) c
     return dictionary;
 }
 
-const Dictionary* ShardedDictionary::getShard(const uint32_t shard) const {
-    if (const Dictionary* const dictionary = m_shards[shard].load(std::memory_order_acquire)) // U2
-        return dictionary;
-    if (m_manifest.m_shards[shard].m_numberOfResources == 0)
-        return nullptr;
-    const std::lock_guard guard(m_mutex);
-    if (m_ownedShards[shard] == nullptr) {
-        m_ownedShards[shard] = openShard(shard);
-        m_shards[shard].store(m_ownedShards[shard].get(), std::memory_order_release); // U1
-    }
-    return m_ownedShards[shard].get();
-}
-
-Dictionary& ShardedDictionary::getOrMakeShard(const uint32_t shard) {
-    if (getShard(shard) == nullptr) {
-        const std::lock_guard guard(m_mutex);
-        if (m_ownedShards[shard] == nullptr) {
-            m_ownedShards[shard] =
-                std::make_unique<Dictionary>(std::min(m_memoryManager.getReservedBytes(), LARGEST_MEMORY_OF_SHARD),
-                                             m_maximumNumberOfResourcesOfShard, m_options);
-            m_shards[shard].store(m_ownedShards[shard].get(), std::memory_order_release); // U1
-        }
-    }
-    return *m_shards[shard].load(std::memory_order_acquire); // U2
-}
-
 void ShardedDictionary::forEachShard(
     const std::function<void(uint32_t shard, const Dictionary& dictionary)>& visitor) const {
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
         if (getNumberOfResources(shard) == 0)
             continue;
-        if (const Dictionary* const dictionary = m_shards[shard].load(std::memory_order_acquire)) // U2
+        if (const Dictionary* const dictionary = findShard(shard))
             visitor(shard, *dictionary);
         else
             visitor(shard, *openShard(shard));
@@ -264,113 +424,110 @@ void ShardedDictionary::forEachShard(
 
 void ShardedDictionary::resolveResources(ShardedDictionaryThread& thread, const std::span<BatchEntry> entries,
                                          std::vector<BatchFailure>& failures) {
-    const size_t firstFailure = failures.size();
-    std::vector<BatchFailure> ofPart;
-    ShardedBatch& batch = thread.m_batch;
-    batch.assignTerms(entries);
-    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
-        const std::span<BatchEntry> part = batch.getPart(shard);
-        if (part.empty())
-            continue;
-        ofPart.clear();
-        getOrMakeShard(shard).resolveResources(thread.getThread(shard), part, ofPart);
-        batch.copyAnswers(shard, entries);
-        batch.appendFailures(shard, ofPart, failures);
-    }
-    std::ranges::sort(std::span(failures).subspan(firstFailure), {}, &BatchFailure::m_entryIndex);
+    answerTerms(thread.m_batch, entries, failures,
+                [&](const uint32_t shard, const std::span<BatchEntry> part, std::vector<BatchFailure>& ofPart) {
+                    getOrMakeShard(shard).resolveResources(thread.getThread(shard), part, ofPart);
+                });
 }
 
 void ShardedDictionary::tryResolveResources(const std::span<BatchEntry> entries,
                                             std::vector<BatchFailure>& failures) const {
-    const size_t firstFailure = failures.size();
-    std::vector<BatchFailure> ofPart;
     ShardedBatch batch;
-    batch.assignTerms(entries);
-    static const Dictionary s_empty(size_t(1) << 20, 0, {.m_canGrow = false});
-    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
-        const std::span<BatchEntry> part = batch.getPart(shard);
-        if (part.empty())
-            continue;
-        const Dictionary* const dictionary = getShard(shard);
-        ofPart.clear();
-        (dictionary == nullptr ? s_empty : *dictionary).tryResolveResources(BEHIND_ALL_RESOURCES, part, ofPart);
-        batch.copyAnswers(shard, entries);
-        batch.appendFailures(shard, ofPart, failures);
-    }
-    std::ranges::sort(std::span(failures).subspan(firstFailure), {}, &BatchFailure::m_entryIndex);
+    answerTerms(batch, entries, failures,
+                [&](const uint32_t shard, const std::span<BatchEntry> part, std::vector<BatchFailure>& ofPart) {
+                    getShardOrNone(shard).tryResolveResources(BEHIND_ALL_RESOURCES, part, ofPart);
+                });
 }
 
 void ShardedDictionary::getResources(const std::span<BatchEntry> entries) const {
-    for (BatchEntry& entry : entries) {
-        entry.m_datatypeID = D_INVALID;
-        entry.m_lexicalForm = {};
-        entry.m_affixNumber = 0;
-    }
     ShardedBatch batch;
-    batch.assignIDs(entries);
-    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
-        const std::span<BatchEntry> part = batch.getPart(shard);
-        if (part.empty())
-            continue;
-        if (const Dictionary* const dictionary = getShard(shard)) {
-            dictionary->getResources(part);
-            batch.copyAnswers(shard, entries);
-        }
+    for (size_t begin = 0; begin < entries.size(); begin += BLOCK_SIZE) {
+        const std::span<BatchEntry> block = entries.subspan(begin, std::min(BLOCK_SIZE, entries.size() - begin));
+        batch.assignIDs(block);
+        for (BatchEntry& entry : block) // ID 0 is in no part
+            entry = {{}, entry.m_resourceID, D_INVALID};
+        for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
+            if (const std::span<BatchEntry> part = batch.getPart(shard); !part.empty()) {
+                getShardOrNone(shard).getResources(part);
+                batch.copyAnswers(shard, block);
+            }
     }
 }
 
 std::string_view ShardedDictionary::getAffix(const BatchEntry& entry) const noexcept {
-    if (entry.m_affixNumber == 0)
-        return {};
-    return m_shards[ShardLayout::getShard(entry.m_resourceID)].load(std::memory_order_acquire)->getAffix(entry); // U2
+    return entry.m_affixNumber == 0 ? std::string_view()
+                                    : findShard(ShardLayout::getShard(entry.m_resourceID))->getAffix(entry);
 }
 
 void ShardedDictionary::appendLexicalForm(const BatchEntry& entry, std::string& output) const {
     if (entry.m_affixNumber == 0)
         output += entry.m_lexicalForm;
     else
-        m_shards[ShardLayout::getShard(entry.m_resourceID)]
-            .load(std::memory_order_acquire) // U2
-            ->appendLexicalForm(entry, output);
+        findShard(ShardLayout::getShard(entry.m_resourceID))->appendLexicalForm(entry, output);
 }
 
 uint64_t ShardedDictionary::resolveTerm(ShardedDictionaryThread& thread, const Term& term) {
-    std::string form;
-    term.appendLexicalForm(form);
-    const uint32_t shard = ShardLayout::getShard(form, term.getDatatypeID());
-    return ShardLayout::toGlobal(
-        getOrMakeShard(shard).resolveResource(thread.getThread(shard), form, term.getDatatypeID()), shard);
+    std::string made;
+    const std::string_view form = term.getLexicalForm(made);
+    const uint8_t datatypeID = term.getDatatypeID();
+    const uint32_t shard = ShardLayout::getShard(form, datatypeID);
+    return ShardLayout::toGlobal(getOrMakeShard(shard).resolveResource(thread.getThread(shard), form, datatypeID),
+                                 shard);
 }
 
 uint64_t ShardedDictionary::tryResolveTerm(const Term& term) const {
-    std::string form;
-    term.appendLexicalForm(form);
-    BatchEntry entry{form, 0, term.getDatatypeID()};
-    std::vector<BatchFailure> failures;
-    tryResolveResources({&entry, 1}, failures);
-    if (!failures.empty())
-        failures.front().throwException();
-    return entry.m_resourceID;
+    std::string made;
+    const std::string_view form = term.getLexicalForm(made);
+    const uint8_t datatypeID = term.getDatatypeID();
+    const uint32_t shard = ShardLayout::getShard(form, datatypeID);
+    return ShardLayout::toGlobal(getShardOrNone(shard).tryResolveResource(BEHIND_ALL_RESOURCES, form, datatypeID),
+                                 shard);
 }
 
 bool ShardedDictionary::hasResource(const uint64_t resourceID) const {
-    if (resourceID == ShardLayout::NO_RESOURCE)
-        return false;
-    const Dictionary* const dictionary = getShard(ShardLayout::getShard(resourceID));
-    return dictionary != nullptr && dictionary->hasResource(ShardLayout::toLocal(resourceID));
+    return resourceID != ShardLayout::NO_RESOURCE &&
+           getShardOrNone(ShardLayout::getShard(resourceID)).hasResource(ShardLayout::toLocal(resourceID));
 }
 
 Term ShardedDictionary::getTerm(const uint64_t resourceID, std::string& lexicalForm) const {
     if (!hasResource(resourceID))
         throw MelnarException(SOURCE_FILE, LINE_UNKNOWN_RESOURCE, MelnarException::NO_CAUSES,
                               "There is no resource with ID ", resourceID, ".");
-    return getShard(ShardLayout::getShard(resourceID))->getTerm(ShardLayout::toLocal(resourceID), lexicalForm);
+    return getShardOrNone(ShardLayout::getShard(resourceID)).getTerm(ShardLayout::toLocal(resourceID), lexicalForm);
+}
+
+void ShardedDictionary::resolveTerms(ShardedDictionaryThread& thread, const std::span<const Term> terms,
+                                     const std::span<uint64_t> resourceIDs, std::vector<BatchFailure>& failures) {
+    Columns::answer(terms, resourceIDs, failures,
+                    [&](const std::span<BatchEntry> entries, std::vector<BatchFailure>& ofChunk) {
+                        resolveResources(thread, entries, ofChunk);
+                    });
+}
+
+void ShardedDictionary::tryResolveTerms(const std::span<const Term> terms, const std::span<uint64_t> resourceIDs,
+                                        std::vector<BatchFailure>& failures) const {
+    Columns::answer(terms, resourceIDs, failures,
+                    [&](const std::span<BatchEntry> entries, std::vector<BatchFailure>& ofChunk) {
+                        tryResolveResources(entries, ofChunk);
+                    });
+}
+
+void ShardedDictionary::getTerms(const std::span<const uint64_t> resourceIDs, TermColumn& column) const {
+    Columns::get(*this, resourceIDs, column);
+}
+
+void ShardedDictionary::setInputs(std::vector<ShardManifest::Input> inputs, const uint64_t nextDocument) noexcept {
+    const std::lock_guard guard(m_savedMutex);
+    m_manifest.m_inputs = std::move(inputs);
+    m_manifest.m_nextDocument = nextDocument;
 }
 
 /// Of a shard that is in memory, those it has; of another one, those in its file.
 uint64_t ShardedDictionary::getNumberOfResources(const uint32_t shard) const noexcept {
-    const Dictionary* const dictionary = m_shards[shard].load(std::memory_order_acquire); // U2
-    return dictionary == nullptr ? m_manifest.m_shards[shard].m_numberOfResources : dictionary->getNextResourceID() - 1;
+    if (const Dictionary* const dictionary = findShard(shard))
+        return dictionary->getNextResourceID() - 1;
+    const std::shared_lock lock(m_savedMutex);
+    return m_manifest.m_shards[shard].m_numberOfResources;
 }
 
 uint64_t ShardedDictionary::getNumberOfResources() const noexcept {
@@ -387,56 +544,62 @@ uint64_t ShardedDictionary::getEndOfResourceIDs() const noexcept {
     return lastID + 1;
 }
 
-/// Makes a shard's file, unless it is there. A shard only grows, so that its number of resources tells whether it has.
+/// Makes a shard's file, unless it is there.
 ShardManifest::Shard ShardedDictionary::saveShard(const uint32_t shard, const std::string& folderName) const {
+    const auto getPath = [shard](const std::string& folder, const ShardManifest::Shard& ofShard) {
+        return folder + '/' + ShardManifest::getFileName(shard, ofShard.m_identity);
+    };
+    ShardManifest::Shard saved = m_manifest.m_shards[shard];
     const uint64_t numberOfResources = getNumberOfResources(shard);
-    if (numberOfResources == 0)
-        return {};
-    ShardManifest manifest; // of this shard alone
-    ShardManifest::Shard& saved = manifest.m_shards[shard];
-    saved = m_manifest.m_shards[shard];
-    const auto getPath = [&] { return folderName + '/' + manifest.getFileName(shard); };
-    const std::string temporaryName = folderName + "/shard-" + std::to_string(shard) + ".saving";
-    if (numberOfResources == saved.m_numberOfResources) {
-        if (exists(getPath()))
-            return saved;
-        FileInputStream input(m_folderName + '/' + m_manifest.getFileName(shard));
-        writeFile(temporaryName, [&](OutputStream& output) {
-            std::vector<char> buffer(FileInputStream::BUFFER_SIZE);
-            while (const size_t delivered = input.read(buffer.data(), buffer.size()))
-                output.write(buffer.data(), delivered);
-        });
-    } else {
-        saved = ShardManifest::Shard();
-        saved.m_numberOfResources = numberOfResources;
-        const std::unique_ptr<Dictionary> copy =
-            makeCanonicalCopy(*m_shards[shard].load(std::memory_order_acquire), saved.m_terms); // U2
-        writeFile(temporaryName, [&](OutputStream& output) { DictionaryFile::write(*copy, output); });
+    if (numberOfResources == 0 ||
+        (numberOfResources == saved.m_numberOfResources && hasSize(getPath(folderName, saved), saved.m_fileBytes)))
+        return saved;
+    ShardFile file(folderName, shard);
+    if (const Dictionary* const dictionary = findShard(shard)) {
+        saved = {numberOfResources};
+        const std::unique_ptr<Dictionary> copy = makeCanonicalCopy(*dictionary, saved.m_terms);
+        DictionaryFile::write(*copy, file.getOutput());
+        saved.m_fileBytes = file.complete();
         saved.m_identity = copy->getHistory().getIdentity().value();
-        saved.m_fileBytes = getSize(temporaryName);
+    } else {
+        const std::string oldName = getPath(m_folderName, saved);
+        copyFile(oldName, file.getOutput());
+        if (file.complete() != saved.m_fileBytes)
+            throw MelnarException(SOURCE_FILE, LINE_OTHER_SIZE, MelnarException::NO_CAUSES, "File '", oldName,
+                                  "' does not have the ", saved.m_fileBytes,
+                                  " bytes that the manifest of its folder says.");
     }
-    rename(temporaryName, getPath());
+    file.renameTo(getPath(folderName, saved));
     return saved;
 }
 
-void ShardedDictionary::saveAndRelease(const std::string& folderName, const size_t numberOfThreads) {
-    ShardManifest manifest = m_manifest;
-    forEachShardNumber(numberOfThreads, [&](const uint32_t shard) {
-        manifest.m_shards[shard] = saveShard(shard, folderName);
-        releaseShard(shard);
-    });
-    m_manifest = std::move(manifest);
-    m_folderName = folderName;
+void ShardedDictionary::removeRemains(const std::string& folderName,
+                                      const std::initializer_list<const ShardManifest*> manifests) noexcept {
+    try {
+        std::set<std::string> names;
+        for (const ShardManifest* const manifest : manifests)
+            addNames(*manifest, names);
+        try {
+            addNames(readManifest(folderName), names);
+        } catch (const SystemCallException& exception) {
+            if (exception.getErrorCode() != ENOENT) // Of one that is not read, nobody knows what it names.
+                throw;
+        }
+        for (const auto& entry : std::filesystem::directory_iterator(folderName))
+            if (const std::string name = entry.path().filename().string();
+                ShardManifest::isNameOfShard(name) && names.count(name) == 0 &&
+                entry.symlink_status().type() == std::filesystem::file_type::regular)
+                ::unlink(entry.path().c_str());
+    } catch (...) {
+    }
 }
 
-void ShardedDictionary::saveAndRelease(const uint32_t shard) {
-    m_manifest.m_shards[shard] = saveShard(shard, m_folderName);
-    releaseShard(shard);
-}
-
-void ShardedDictionary::releaseShard(const uint32_t shard) {
-    m_shards[shard].store(nullptr, std::memory_order_relaxed);
-    m_ownedShards[shard].reset();
+/// Keeps what was opened or saved last as well, if that is of this folder.
+void ShardedDictionary::removeRemains(const std::string& folderName) const noexcept {
+    if (folderName == m_folderName)
+        removeRemains(folderName, {&m_manifest});
+    else
+        removeRemains(folderName, {});
 }
 
 ShardManifest ShardedDictionary::saveShards(const std::string& folderName, const State state,
@@ -450,38 +613,68 @@ ShardManifest ShardedDictionary::saveShards(const std::string& folderName, const
         for (const ShardManifest::Shard& shard : manifest.m_shards)
             for (const uint64_t half : shard.m_identity.m_checksum)
                 checksum.add(half);
-        manifest.m_history = m_history.add(manifest.getNumberOfResources() + 1, checksum.getValue());
+        DictionaryHistory extended; // The dictionary's own changes only if the state is saved.
+        extended.assign(std::move(manifest.m_history));
+        manifest.m_history = extended.add(manifest.getNumberOfResources() + 1, checksum.getValue());
     }
     return manifest;
 }
 
 void ShardedDictionary::noteSaved(const std::string& folderName, ShardManifest manifest) {
+    std::string folderToRead = TargetFile(getManifestName(folderName)).getFolderName();
+    DictionaryHistory::Contents history = manifest.m_history;
+    const std::lock_guard guard(m_savedMutex);
+    m_history.assign(std::move(history));
     m_manifest = std::move(manifest);
-    m_folderName = folderName;
-}
-
-void ShardedDictionary::removeRemains(const std::string& folderName,
-                                      const std::initializer_list<const ShardManifest*> manifests) {
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(folderName, error)) {
-        const std::string fileName = entry.path().filename().string();
-        const auto isNamedBy = [&fileName](const ShardManifest* const manifest) { return manifest->names(fileName); };
-        if (ShardManifest::isNameOfShard(fileName) && std::ranges::none_of(manifests, isNamedBy))
-            std::filesystem::remove(entry.path(), error);
-    }
+    m_folderName.swap(folderToRead);
 }
 
 void ShardedDictionary::save(FileLock& lock, const State state, const size_t numberOfThreads) {
-    const std::string folderName = lock.getTarget().getFolderName();
-    if (lock.getTarget().getName() != getManifestName(folderName))
+    const TargetFile& target = lock.getTarget();
+    const std::string folderName = target.getFolderName();
+    if (std::filesystem::path(target.getName()).filename() != ShardManifest::FILE_NAME)
         throw MelnarException(SOURCE_FILE, LINE_FOREIGN_LOCK, MelnarException::NO_CAUSES, "The lock is one of '",
                               lock.getFileName(), "', and not of a manifest.");
-    ShardManifest manifest = saveShards(folderName, state, numberOfThreads);
-    AtomicFileOutputStream output(lock);
-    manifest.write(output);
+    AtomicFileOutputStream output(lock); // Keeps others from saving under this lock.
+    // The manifest may not be on the disk yet, if that failed when it was saved: what the one before names must stay then.
+    AtomicFileOutputStream::synchronizeFolder(folderName);
+    removeRemains(folderName);
+    ShardManifest manifest;
+    try {
+        manifest = saveShards(folderName, state, numberOfThreads);
+        manifest.write(output);
+        output.prepare();
+    } catch (...) {
+        removeRemains(folderName);
+        throw;
+    }
     output.commit();
-    removeRemains(folderName, {&manifest});
     noteSaved(folderName, std::move(manifest));
+    removeRemains(folderName);
+}
+
+/// Nobody uses the shard, so that no order is needed.
+void ShardedDictionary::releaseShard(const uint32_t shard) noexcept {
+    m_slots[shard].m_published.store(nullptr, std::memory_order_relaxed);
+    m_slots[shard].m_owned.reset();
+}
+
+void ShardedDictionary::saveAndRelease(const std::string& folderName, const size_t numberOfThreads) {
+    ShardManifest manifest = m_manifest;
+    forEachShardNumber(numberOfThreads, [&](const uint32_t shard) {
+        manifest.m_shards[shard] = saveShard(shard, folderName);
+        releaseShard(shard);
+    });
+    noteSaved(folderName, std::move(manifest));
+}
+
+void ShardedDictionary::saveAndRelease(const uint32_t shard) {
+    ShardManifest::Shard saved = saveShard(shard, m_folderName);
+    {
+        const std::lock_guard guard(m_savedMutex);
+        m_manifest.m_shards[shard] = std::move(saved);
+    }
+    releaseShard(shard);
 }
 
 void ShardedDictionary::verify() const {
@@ -498,7 +691,8 @@ void ShardedDictionary::verifyShard(const uint32_t shard, const Dictionary& dict
                                           "Resource ", entry.m_resourceID, " belongs to another shard.");
         });
     } catch (const MelnarException& exception) {
-        throw MelnarException(SOURCE_FILE, LINE_DAMAGED_SHARD, {std::current_exception()}, "File '", m_folderName, "/",
-                              m_manifest.getFileName(shard), "' is damaged: ", exception.getMessage());
+        throw MelnarException(SOURCE_FILE, LINE_DAMAGED_SHARD, {std::current_exception()}, "Shard ", shard,
+                              m_folderName.empty() ? "" : " of folder '" + m_folderName + "'",
+                              " is damaged: ", exception.getMessage());
     }
 }

@@ -19,6 +19,7 @@
 #include <initializer_list>
 #include <memory>
 #include <mutex>
+#include <shared_mutex>
 #include <span>
 #include <string>
 #include <string_view>
@@ -26,6 +27,7 @@
 
 class FileLock;
 class ShardedDictionaryThread;
+class TermColumn;
 
 /// A dictionary of 256 shards, each a Dictionary with a part of the terms (ShardLayout), and a file of a folder when it is
 /// saved. Shards can be built one after the other or on several machines, and only those in use need be in memory.
@@ -35,20 +37,31 @@ class ShardedDictionaryThread;
 /// Units      Sizes are bytes.
 /// Ownership  Owns its shards. ShardedDictionaryThreads must be destroyed before it is.
 /// Commits    There are none: what has been resolved is found, and save saves all of it.
-/// Addresses  What entries point to stays where it is until the dictionary's end.
-/// Threads    resolveResources (each thread with a ShardedDictionaryThread of its own), tryResolveResources, the get
-///            functions, forEachShard: any threads at once. save: while no thread resolves. Construction and
-///            destruction: alone.
+/// Addresses  What entries and terms point to stays where it is until the dictionary's end.
+/// Threads    resolveResources, resolveTerm and resolveTerms (each thread with a ShardedDictionaryThread of its own), the
+///            lookups, the get functions but getManifest, and forEachShard: any threads at once. save, verify and
+///            setInputs: one thread at a time, while none resolves; lookups and reads may go on. getManifest: while
+///            neither save nor setInputs runs. Construction and destruction: alone.
 /// Errors     Those of Dictionary, whose limit of memory holds for all shards together. A shard's file is read when the
-///            shard is first needed, so that every operation may have the errors of Dictionary::open; and MelnarException
-///            if the file is not the one that the manifest names.
+///            shard is first needed, so that every operation with IDs or terms of it may have the errors of
+///            Dictionary::open; and MelnarException if the file is not the one that the manifest names, or if it is gone
+///            because the folder holds something else by now. Of a batch, some entries may be answered then.
+/// Readers    Files are looked for when they are needed. If a writer has saved to the folder meanwhile, the shards that are
+///            opened from then on are the new ones, which have all IDs of the old ones and more, provided that what was
+///            opened was a whole state (State). After an intermediate one, nothing tells whether the new shards give its
+///            IDs the same terms, and the folder must be opened again.
+///
+/// MEMORY ORDERS   of a shard that is brought into memory
+///   #   operation                          order    pairs with   makes visible                        checked by
+///   U1  publish the shard, store           release  U2           the dictionary as it was made        TSan
+///   U2  find the shard, load               acquire  U1                                                TSan
 class ShardedDictionary : private Unmovable {
 public:
     /// A shard holds no more resources, and takes no more memory, whatever the limit: address space is reserved for them.
     static constexpr uint64_t MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD = uint64_t(1) << 30;
     static constexpr size_t LARGEST_MEMORY_OF_SHARD = size_t(1) << 36;
 
-    /// An empty dictionary. A saved one has its number of resources of a shard in its files.
+    /// An empty dictionary. A saved one has its largest number of resources of a shard in its files.
     explicit ShardedDictionary(size_t memoryLimit,
                                uint64_t maximumNumberOfResourcesOfShard = MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD);
     ~ShardedDictionary();
@@ -65,14 +78,16 @@ public:
     static bool isFolder(const std::string& folderName);
 
     /// As Dictionary::resolveResources. New literals of one shard get their IDs in the order of the entries. Failures come
-    /// in ascending order of their entries.
+    /// in ascending order of their entries; they tell of each entry why there is no ID for it, such as a limit that its
+    /// shard has reached, and all others are resolved. Memory beside the dictionary does not grow with the batch, but for
+    /// the failures.
     void resolveResources(ShardedDictionaryThread& thread, std::span<BatchEntry> entries,
                           std::vector<BatchFailure>& failures);
 
-    /// As Dictionary::tryResolveResources.
+    /// As Dictionary::tryResolveResources, of all resources.
     void tryResolveResources(std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) const;
 
-    /// As Dictionary::getResources, and the parts of the forms.
+    /// As Dictionary::getResources, and the parts of the forms. Throws what opening a shard does, and std::bad_alloc.
     void getResources(std::span<BatchEntry> entries) const;
     std::string_view getAffix(const BatchEntry& entry) const noexcept;
     void appendLexicalForm(const BatchEntry& entry, std::string& output) const;
@@ -83,8 +98,18 @@ public:
     Term getTerm(uint64_t resourceID, std::string& lexicalForm) const;
     bool hasResource(uint64_t resourceID) const;
 
-    /// The shard with this number; null if it has no resources and nothing was ever resolved in it.
+    /// Columns, as those of Dictionary. The IDs of new terms of one shard follow the order of the column.
+    void resolveTerms(ShardedDictionaryThread& thread, std::span<const Term> terms, std::span<uint64_t> resourceIDs,
+                      std::vector<BatchFailure>& failures);
+    void tryResolveTerms(std::span<const Term> terms, std::span<uint64_t> resourceIDs,
+                         std::vector<BatchFailure>& failures) const;
+    void getTerms(std::span<const uint64_t> resourceIDs, TermColumn& column) const;
+
+    /// The shard with this number; null if it has no resources and no thread was ever registered with it.
     const Dictionary* getShard(uint32_t shard) const;
+
+    /// The same if it is in memory; or else one without resources, where all is refused that the shard would refuse.
+    const Dictionary& getShardInMemory(uint32_t shard) const noexcept;
 
     /// The shard with this number, to be used on its own: it must get the terms that belong there, and no others.
     Dictionary& getOrMakeShard(uint32_t shard);
@@ -93,11 +118,10 @@ public:
     /// memory only until the visitor returns.
     void forEachShard(const std::function<void(uint32_t shard, const Dictionary& dictionary)>& visitor) const;
 
-    /// What the folder held when it was opened or saved last; of a new dictionary, nothing.
+    /// What the folder held when it was opened or saved last; of a new dictionary, nothing. Its inputs and its document
+    /// are the user's to keep: a save writes them, unless an input's name is too long (ShardManifest).
     const ShardManifest& getManifest() const noexcept { return m_manifest; }
-
-    /// Inputs, document and work are the user's to keep: a save writes them as they are.
-    ShardManifest& getManifest() noexcept { return m_manifest; }
+    void setInputs(std::vector<ShardManifest::Input> inputs, uint64_t nextDocument) noexcept;
 
     /// As Dictionary::getHistory, of the folder. Only a save that completes a state adds an entry.
     const DictionaryHistory& getHistory() const noexcept { return m_history; }
@@ -116,34 +140,39 @@ public:
     enum class State : uint8_t { WHOLE, INTERMEDIATE };
 
     /// Saves to a folder whose manifest the caller has locked: `FileLock lock(folder + "/manifest")`. The folder must
-    /// be there. Its files depend on the terms, their order in each shard, the inputs and the whole states that were
-    /// saved before, and on nothing else. A shard that has not grown is not written again. Until the manifest is
-    /// replaced, the folder holds what it held; after that, files that the manifest does not name are removed. Needs
-    /// memory for a second copy of one shard for each of its threads, beside the memory limit.
+    /// be there, and need not be the one that was opened. Its files depend on the terms, their order in each shard, the
+    /// largest number of resources of a shard, the inputs and the whole states that were saved before, and on nothing
+    /// else. A shard that has not grown is not written again. Until the manifest is replaced, the folder holds what it
+    /// held. Files of shards that no manifest names, as a dead writer leaves them, are removed before and after, all
+    /// others are left alone. New files get owner, group and permissions of the old manifest, as in
+    /// AtomicFileOutputStream. Needs memory for a second copy of one shard for each of its threads, beside the memory
+    /// limit. After a throw the dictionary is what it was; the folder holds the old state, or the new one if it was only
+    /// its way to the disk that failed.
     void save(FileLock& lock, State state = State::WHOLE, size_t numberOfThreads = 1);
 
-    /// The same in steps, for who replaces the manifest together with another file, or names one that is no whole state.
-    /// First the files of shards; returns the manifest that names them, which the caller writes. Only the holder of the
-    /// manifest's lock may call it.
+    /// The same in steps, for who replaces the manifest together with another file, or writes one of his own beside it.
+    /// First the files of shards; returns the manifest that names them, which the caller writes under the folder's lock.
+    /// After a throw the files that it has written are remains.
     ShardManifest saveShards(const std::string& folderName, State state, size_t numberOfThreads);
 
-    /// From here on, shards that have not grown are those of this manifest in this folder.
+    /// The second step, when the manifest is there: from here on, shards that have not grown are those that it names.
     void noteSaved(const std::string& folderName, ShardManifest manifest);
 
-    /// Removes the files of shards that none of these manifests names. What cannot be removed does no harm, and the next
-    /// save tries again.
-    static void removeRemains(const std::string& folderName, std::initializer_list<const ShardManifest*> manifests);
+    /// Removes the files of shards in a folder that neither its manifest names nor one of these. What cannot be removed does
+    /// no harm, and the next save tries again. Under the folder's lock.
+    static void removeRemains(const std::string& folderName,
+                              std::initializer_list<const ShardManifest*> manifests) noexcept;
 
-    /// Saves all shards to a folder and removes them from memory; from then on they are read from there. The manifest stays
-    /// as it was. While nobody uses them.
+    /// Saves all shards to a folder and removes them from memory; from then on they are read from there, though no manifest
+    /// names them yet. While nobody uses the dictionary, and no thread is registered with it. After a throw it is of no use.
     void saveAndRelease(const std::string& folderName, size_t numberOfThreads);
 
     /// The same with one shard, in the folder that shards are read from. While nobody uses the shard, with any number of
     /// shards at once.
     void saveAndRelease(uint32_t shard);
 
-    /// Checks each shard as Dictionary::verify does, and that each term is in its shard. Throws MelnarException that names
-    /// the shard's file and the finding.
+    /// Checks each shard as Dictionary::verify does, that no ID of it was left out, and that each term is in its shard.
+    /// Throws MelnarException that names the shard and the finding; IDs in it are those of the shard.
     void verify() const;
 
     /// The same with one of the shards that forEachShard visits.
@@ -152,25 +181,40 @@ public:
 private:
     friend class ShardedDictionaryThread;
 
-    ShardedDictionary(size_t memoryLimit, uint64_t maximumNumberOfResourcesOfShard, std::string folderName,
-                      ShardManifest manifest, const DictionaryOptions& options);
+    ShardedDictionary(size_t memoryLimit, std::string folderName, ShardManifest manifest,
+                      const DictionaryOptions& options);
 
+    /// A shard that is in memory is published, and stays.
+    struct Slot {
+        std::atomic<Dictionary*> m_published{nullptr}; // U1, U2
+        std::unique_ptr<Dictionary> m_owned;           // protected by m_mutex
+        std::mutex m_mutex;                            // held while the shard is brought into memory
+    };
+
+    Dictionary* findShard(uint32_t shard) const noexcept;
+    Dictionary* findOrOpenShard(uint32_t shard) const;
+    const Dictionary& getShardOrNone(uint32_t shard) const;
+    template<class Make>
+    Dictionary& publishShard(uint32_t shard, const Make& make) const;
     std::unique_ptr<Dictionary> openShard(uint32_t shard) const;
+    std::unique_ptr<Dictionary> openFile(const std::string& folderName, uint32_t shard,
+                                         const ShardManifest::Shard& expected) const;
+    size_t getMemoryLimitOfShard() const noexcept;
     uint64_t getNumberOfResources(uint32_t shard) const noexcept;
-    void releaseShard(uint32_t shard);
     ShardManifest::Shard saveShard(uint32_t shard, const std::string& folderName) const;
+    void removeRemains(const std::string& folderName) const noexcept;
+    void releaseShard(uint32_t shard) noexcept;
 
-    MemoryManager m_memoryManager; // of all shards
+    mutable MemoryManager m_memoryManager; // of all shards, which reading operations may open
     const uint64_t m_maximumNumberOfResourcesOfShard;
     const DictionaryOptions m_options;
 
-    std::string m_folderName; // of the files that the manifest names
-    ShardManifest m_manifest;
-    DictionaryHistory m_history;
+    mutable std::array<Slot, ShardLayout::NUMBER_OF_SHARDS> m_slots;
+    const Dictionary
+        m_noResources; // looks terms of shards up that are not there: what none takes is refused there, too
 
-    /// A shard that is in memory is published here, and stays.
-    mutable std::array<std::atomic<Dictionary*>, ShardLayout::NUMBER_OF_SHARDS> m_shards{};
-    mutable std::array<std::unique_ptr<Dictionary>, ShardLayout::NUMBER_OF_SHARDS>
-        m_ownedShards; // protected by m_mutex
-    mutable std::mutex m_mutex;
+    std::string m_folderName; // of the files that the manifest names, links followed; protected by m_savedMutex
+    ShardManifest m_manifest; // protected by m_savedMutex
+    DictionaryHistory m_history;
+    mutable std::shared_mutex m_savedMutex;
 };

@@ -12,6 +12,7 @@
 
 /// Registers the calling thread with all shards of a dictionary, which it brings into memory.
 ///
+/// Memory     As a DictionaryThread for each shard: blocks of the data pools, 16 MiB in all, as far as the limit permits.
 /// Ownership  As DictionaryThread, for each shard.
 /// Threads    Made and destroyed by one thread, and used by one thread at a time; the thread of a shard: by another one
 ///            with a DictionaryThread::Loan.

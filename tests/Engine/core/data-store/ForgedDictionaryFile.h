@@ -52,8 +52,8 @@ inline std::unique_ptr<Dictionary> makeSampleDictionary(const uint64_t maximumNu
     return dictionary;
 }
 
-/// A dictionary file taken to pieces, whose fields can be changed, and which is put together again with checksums that
-/// are right for what it holds then.
+/// A dictionary file, or another one of sections, taken to pieces, whose fields can be changed, and which is put together
+/// again with checksums that are right for what it holds then.
 class ForgedDictionaryFile {
 public:
     /// Of a dictionary whose only datatypes are the strings. Those of further datatypes stand before or after theirs.
@@ -91,7 +91,8 @@ public:
     explicit ForgedDictionaryFile(const Dictionary& dictionary) : ForgedDictionaryFile(writeToMemory(dictionary)) {}
 
     /// Takes a sound file to pieces.
-    explicit ForgedDictionaryFile(const std::string& bytes) {
+    explicit ForgedDictionaryFile(const std::string& bytes, const SectionFormat& format = SectionFormat::DICTIONARY)
+        : m_format(format) {
         size_t position = 12;
         while (position + 2 * sizeof(uint64_t) < bytes.size()) {
             std::string& section = m_sections.emplace_back();
@@ -110,7 +111,7 @@ public:
 
     std::string getBytes() const {
         MemoryOutputStream file;
-        SectionOutputStream output(file, SectionFormat::DICTIONARY);
+        SectionOutputStream output(file, m_format);
         for (const std::string& section : m_sections) {
             output.write(section.data(), section.size());
             output.endSection();
@@ -172,4 +173,7 @@ public:
     uint64_t getBucketDeleted() const { return getBucketWidth() == 4 ? 0xFFFFFFFF : 0x7FFFFFFFFFFFFFFF; }
 
     std::vector<std::string> m_sections;
+
+private:
+    SectionFormat m_format;
 };
