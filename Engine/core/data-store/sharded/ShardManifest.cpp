@@ -39,8 +39,7 @@ DictionaryIdentity readIdentity(InputStream& input) {
     return identity;
 }
 
-/// Reads how many terms of each datatype a shard has; together they are its resources.
-void readTerms(SectionInputStream& input, const uint32_t number, ShardManifest::Shard& shard) {
+void readTermsOf(SectionInputStream& input, const uint32_t number, ShardManifest::Shard& shard) {
     const std::string name = "shard " + std::to_string(number);
     const uint32_t numberOfDatatypes = input.readUInt32();
     uint64_t sum = 0;
@@ -51,23 +50,31 @@ void readTerms(SectionInputStream& input, const uint32_t number, ShardManifest::
             input.reportDamage(name + " has datatype " + std::to_string(datatypeID) + " behind datatype " +
                                std::to_string(previousID) + ".");
         previousID = datatypeID;
-        const ShardManifest::Terms terms{input.readUInt64(), input.readUInt64()};
+        ShardManifest::Terms& terms = shard.m_terms[static_cast<uint8_t>(datatypeID)];
+        terms.m_number = input.readUInt64();
+        terms.m_formBytes = input.readUInt64();
         if (terms.m_number == 0 || terms.m_number > shard.m_numberOfResources - sum)
             input.reportDamage(name + " has " + std::to_string(terms.m_number) + " terms of datatype " +
                                std::to_string(datatypeID) + ".");
         sum += terms.m_number;
-        shard.m_terms.emplace(static_cast<uint8_t>(datatypeID), terms);
     }
     if (sum != shard.m_numberOfResources)
-        input.reportDamage(name + " has " + std::to_string(sum) + " terms and " +
+        input.reportDamage(name + " has " + std::to_string(sum) + " terms, but " +
                            std::to_string(shard.m_numberOfResources) + " resources.");
 }
 
+void readTerms(SectionInputStream& input, ShardManifest& manifest) {
+    input.beginSection("terms");
+    for (uint32_t number = 0; number < ShardLayout::NUMBER_OF_SHARDS; ++number)
+        readTermsOf(input, number, manifest.m_shards[number]);
+    input.endSection();
+}
+
 /// Nothing is reserved for a length that nobody vouches for, up to the largest.
-std::string readText(SectionInputStream& input, const char* const name, const size_t largestLength) {
+std::string readText(SectionInputStream& input, const std::string& name, const size_t largestLength) {
     const uint64_t length = input.readUInt64();
     if (length > largestLength)
-        input.reportDamage(std::string(name) + " has " + std::to_string(length) + " bytes.");
+        input.reportDamage(name + " has " + std::to_string(length) + " bytes.");
     std::string text(length, '\0');
     input.readExactly(text.data(), length);
     return text;
@@ -89,7 +96,6 @@ void readShards(SectionInputStream& input, ShardManifest& manifest) {
         if (shard.m_numberOfResources > maximum)
             input.reportDamage("shard " + std::to_string(number) + " has " + std::to_string(shard.m_numberOfResources) +
                                " resources.");
-        readTerms(input, number, shard);
         if (shard.m_numberOfResources == 0 && shard != ShardManifest::Shard())
             input.reportDamage("shard " + std::to_string(number) + " has a file without resources.");
     }
@@ -102,7 +108,7 @@ void readInputs(SectionInputStream& input, ShardManifest& manifest) {
     const uint64_t numberOfInputs = input.readUInt64();
     for (uint64_t number = 1; number <= numberOfInputs; ++number) {
         ShardManifest::Input& read = manifest.m_inputs.emplace_back();
-        read.m_name = readText(input, "the name of an input", ShardManifest::LONGEST_INPUT_NAME);
+        read.m_name = readText(input, "the name of input " + std::to_string(number), ShardManifest::LONGEST_INPUT_NAME);
         read.m_numberOfStatements = input.readUInt64();
         const uint32_t isWhole = input.readUInt32();
         if (isWhole > 1)
@@ -186,6 +192,9 @@ void ShardManifest::write(OutputStream& output) const {
         sections.writeUInt64(shard.m_numberOfResources);
         sections.writeUInt64(shard.m_fileBytes);
         writeIdentity(shard.m_identity, sections);
+    }
+    sections.endSection();
+    for (const Shard& shard : m_shards) {
         sections.writeUInt32(static_cast<uint32_t>(shard.m_terms.size()));
         for (const auto& [datatypeID, terms] : shard.m_terms) {
             sections.writeUInt32(datatypeID);
@@ -218,6 +227,7 @@ ShardManifest ShardManifest::read(InputStream& input) {
     SectionInputStream sections(input, MANIFEST);
     ShardManifest manifest;
     readShards(sections, manifest);
+    readTerms(sections, manifest);
     readInputs(sections, manifest);
     readHistory(sections, manifest);
     sections.beginSection("work");

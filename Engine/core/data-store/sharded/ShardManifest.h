@@ -40,9 +40,9 @@ struct ShardManifest {
         bool operator==(const Shard&) const = default;
 
         uint64_t m_numberOfResources = 0;
-        std::map<uint8_t, Terms> m_terms{}; // by datatype ID, of those that there are
         uint64_t m_fileBytes = 0;
         DictionaryIdentity m_identity{};
+        std::map<uint8_t, Terms> m_terms{}; // by datatype ID, of those that there are; together they are the resources
     };
 
     /// A file whose statements have been taken in.

@@ -44,6 +44,7 @@ constexpr long LINE_UNKNOWN_RESOURCE = 261;
 constexpr long LINE_FOREIGN_LOCK = 283;
 constexpr long LINE_DAMAGED_SHARD = 310;
 constexpr long LINE_OTHER_SIZE = 344;
+constexpr long LINE_OTHER_TERMS = 371;
 
 constexpr uint64_t RESOURCES_OF_A_GROUP = 1024; // enough for a dictionary to work at full speed
 
@@ -138,6 +139,14 @@ void forEachGroup(const Dictionary& dictionary, const Visit& visit) {
     }
 }
 
+void countTerms(const std::span<const BatchEntry> entries, std::map<uint8_t, ShardManifest::Terms>& termsByDatatype) {
+    for (const BatchEntry& entry : entries) {
+        ShardManifest::Terms& terms = termsByDatatype[entry.m_datatypeID];
+        ++terms.m_number;
+        terms.m_formBytes += entry.m_lexicalForm.size();
+    }
+}
+
 /// A dictionary with the same terms under the same IDs, laid out as if one thread had created them one after the other. All
 /// copies of one shard are the same, byte for byte, whichever threads made the shard, and how often it was saved. Counts the
 /// terms.
@@ -156,16 +165,12 @@ std::unique_ptr<Dictionary> makeCanonicalCopy(const Dictionary& source,
             copy->resolveResources(thread, entries, failures);
             if (!failures.empty())
                 failures.front().throwException();
-            for (const BatchEntry& entry : entries) {
-                ShardManifest::Terms& terms = termsByDatatype[entry.m_datatypeID];
-                ++terms.m_number;
-                terms.m_formBytes += entry.m_lexicalForm.size();
-                // A damaged file may have a term twice.
+            countTerms(entries, termsByDatatype);
+            for (const BatchEntry& entry : entries) // A damaged file may have a term twice.
                 if (const uint64_t resourceID = nextResourceID++; entry.m_resourceID != resourceID)
                     throw MelnarException(SOURCE_FILE, LINE_NOT_FOUND_AGAIN, MelnarException::NO_CAUSES,
                                           "A shard has the term of resource ", entry.m_resourceID,
                                           " a second time, under ID ", resourceID, ".");
-            }
         });
     }
     copy->commit();
@@ -556,7 +561,8 @@ ShardManifest::Shard ShardedDictionary::saveShard(const uint32_t shard, const st
         return saved;
     ShardFile file(folderName, shard);
     if (const Dictionary* const dictionary = findShard(shard)) {
-        saved = {numberOfResources};
+        saved = ShardManifest::Shard();
+        saved.m_numberOfResources = numberOfResources;
         const std::unique_ptr<Dictionary> copy = makeCanonicalCopy(*dictionary, saved.m_terms);
         DictionaryFile::write(*copy, file.getOutput());
         saved.m_fileBytes = file.complete();
@@ -684,12 +690,19 @@ void ShardedDictionary::verify() const {
 void ShardedDictionary::verifyShard(const uint32_t shard, const Dictionary& dictionary) const {
     try {
         dictionary.verify();
-        forEachGroup(dictionary, [shard](const std::span<BatchEntry> entries) {
+        std::map<uint8_t, ShardManifest::Terms> termsByDatatype;
+        forEachGroup(dictionary, [&](const std::span<BatchEntry> entries) {
             for (const BatchEntry& entry : entries)
                 if (ShardLayout::getShard(entry.m_lexicalForm, entry.m_datatypeID) != shard)
                     throw MelnarException(SOURCE_FILE, LINE_TERM_IN_OTHER_SHARD, MelnarException::NO_CAUSES,
                                           "Resource ", entry.m_resourceID, " belongs to another shard.");
+            countTerms(entries, termsByDatatype);
         });
+        const std::shared_lock lock(m_savedMutex);
+        const ShardManifest::Shard& saved = m_manifest.m_shards[shard];
+        if (saved.m_numberOfResources == dictionary.getNextResourceID() - 1 && saved.m_terms != termsByDatatype)
+            throw MelnarException(SOURCE_FILE, LINE_OTHER_TERMS, MelnarException::NO_CAUSES,
+                                  "It has other numbers of terms, or other lengths, than the manifest says.");
     } catch (const MelnarException& exception) {
         throw MelnarException(SOURCE_FILE, LINE_DAMAGED_SHARD, {std::current_exception()}, "Shard ", shard,
                               m_folderName.empty() ? "" : " of folder '" + m_folderName + "'",

@@ -18,13 +18,14 @@ namespace {
 
 constexpr SectionFormat FORMAT{"MELNARDF", 1, "", ""};
 
-enum Section { SHARDS, INPUTS, HISTORY };
+enum Section { SHARDS, TERMS, INPUTS, HISTORY, WORK };
 
 // Fields by their offsets.
 constexpr size_t NUMBER_OF_SHARDS = 0;
 constexpr size_t MAXIMUM = 4;
 constexpr size_t FIRST_SHARD = 12;
 constexpr size_t SHARD_SIZE = 32;
+constexpr size_t FIRST_TERMS_OF_SHARD_10 = 24 + 9 * 4; // behind those of shard 0 and of shards without any
 constexpr size_t NUMBER_OF_INPUTS = 8;
 constexpr size_t FIRST_INPUT = 16;
 constexpr size_t NUMBER_OF_ENTRIES = 8;
@@ -34,12 +35,14 @@ constexpr size_t SECOND_ENTRY = FIRST_ENTRY + 24;
 ShardManifest makeManifest() {
     ShardManifest manifest;
     manifest.m_maximumNumberOfResourcesOfShard = 1000;
-    manifest.m_shards[0] = {1, 5000, {{1, 2}}};
-    manifest.m_shards[10] = {1000, ~uint64_t(0), {{0x123456789ABCDEF0, ~uint64_t(0)}}};
-    manifest.m_shards[255] = {7, 1, {{3, 4}}};
+    manifest.m_shards[0] = {1, 5000, {{1, 2}}, {{5, {1, 0}}}};
+    manifest.m_shards[10] = {
+        1000, ~uint64_t(0), {{0x123456789ABCDEF0, ~uint64_t(0)}}, {{5, {1, 2}}, {6, {900, 30}}, {255, {99, 4}}}};
+    manifest.m_shards[255] = {7, 1, {{3, 4}}, {{250, {7, ~uint64_t(0)}}}};
     manifest.m_nextDocument = 77;
     manifest.m_inputs = {{"a.ttl", 12, true}, {"", 0, true}, {std::string("b\0\n.nt", 6), ~uint64_t(0), false}};
     manifest.m_history = {3, {{5, {{6, 7}}}, {1009, {{8, 9}}}}};
+    manifest.m_work = std::string("w\0rk", 4);
     return manifest;
 }
 
@@ -57,6 +60,7 @@ ShardManifest read(const std::string& bytes) {
 void expectEqual(const ShardManifest& expected, const ShardManifest& found) {
     EXPECT_EQ(expected.m_shards, found.m_shards);
     EXPECT_EQ(expected.m_maximumNumberOfResourcesOfShard, found.m_maximumNumberOfResourcesOfShard);
+    EXPECT_EQ(expected.m_work, found.m_work);
     EXPECT_EQ(expected.m_nextDocument, found.m_nextDocument);
     EXPECT_EQ(expected.m_inputs, found.m_inputs);
     EXPECT_EQ(expected.m_history.m_generation, found.m_history.m_generation);
@@ -73,8 +77,9 @@ TEST(ShardManifestTest, whatIsWrittenComesBack) {
     ShardManifest largest = makeManifest();
     largest.m_maximumNumberOfResourcesOfShard = uint64_t(1) << 43;
     for (ShardManifest::Shard& shard : largest.m_shards)
-        shard = {uint64_t(1) << 43, 1, {{1, 1}}};
+        shard = {uint64_t(1) << 43, 1, {{1, 1}}, {{5, {uint64_t(1) << 43, 1}}}};
     largest.m_history.m_entries = {{(uint64_t(1) << 51) + 1, {{1, 1}}}};
+    largest.m_work.assign(ShardManifest::LONGEST_WORK, 'x');
     largest.m_inputs.assign(1000, {std::string(ShardManifest::LONGEST_INPUT_NAME, 'x'), 1, true});
     expectEqual(largest, read(write(largest)));
 }
@@ -149,6 +154,18 @@ TEST(ShardManifestTest, numbersThatLieAreFound) {
         {set64(SHARDS, FIRST_SHARD + SHARD_SIZE + 24, 1), "shards", "shard 1 has a file without resources."},
         {resize(SHARDS, -1), "shards", "it is shorter than its contents."},
         {resize(SHARDS, 1), "shards", "it is longer than its contents."},
+        {set32(TERMS, 0, 0), "terms", "shard 0 has 0 terms, but 1 resources."},
+        {set32(TERMS, 0, 2), "terms", "shard 0 has datatype 0 behind datatype 5."},
+        {set32(TERMS, 0, ~uint32_t(0)), "terms", "shard 0 has datatype 0 behind datatype 5."},
+        {set32(TERMS, 4, 0), "terms", "shard 0 has datatype 0 behind datatype 0."},
+        {set32(TERMS, 4, 256), "terms", "shard 0 has datatype 256 behind datatype 0."},
+        {set64(TERMS, 8, 0), "terms", "shard 0 has 0 terms of datatype 5."},
+        {set64(TERMS, 8, 2), "terms", "shard 0 has 2 terms of datatype 5."},
+        {set32(TERMS, FIRST_TERMS_OF_SHARD_10 + 4 + 20, 5), "terms", "shard 10 has datatype 5 behind datatype 5."},
+        {set64(TERMS, FIRST_TERMS_OF_SHARD_10 + 8, 2), "terms", "shard 10 has 99 terms of datatype 255."},
+        {set64(TERMS, FIRST_TERMS_OF_SHARD_10 + 8 + 20, 899), "terms", "shard 10 has 999 terms, but 1000 resources."},
+        {resize(TERMS, -1), "terms", "it is shorter than its contents."},
+        {resize(TERMS, 1), "terms", "it is longer than its contents."},
         {set64(INPUTS, NUMBER_OF_INPUTS, 2), "inputs", "it is longer than its contents."},
         {set64(INPUTS, NUMBER_OF_INPUTS, 4), "inputs", "it is shorter than its contents."},
         {set64(INPUTS, NUMBER_OF_INPUTS, ~uint64_t(0)), "inputs", "it is shorter than its contents."},
@@ -166,7 +183,10 @@ TEST(ShardManifestTest, numbersThatLieAreFound) {
         {set64(HISTORY, SECOND_ENTRY, 1010), "history", "entry 2 has the commit point 1010."},
         {set64(HISTORY, SECOND_ENTRY, ~uint64_t(0)), "history", "entry 2 has the commit point 18446744073709551615."},
         {resize(HISTORY, 1), "history", "it is longer than its contents."},
-        {[](ForgedDictionaryFile& file) { file.m_sections.pop_back(); }, "history",
+        {set64(WORK, 0, (uint64_t(1) << 24) + 1), "work", "it has 16777217 bytes."},
+        {set64(WORK, 0, 5), "work", "it is shorter than its contents."},
+        {set64(WORK, 0, 3), "work", "it is longer than its contents."},
+        {[](ForgedDictionaryFile& file) { file.m_sections.pop_back(); }, "work",
          "block 1 has a header that no block has there."},
         {[](ForgedDictionaryFile& file) { file.m_sections.emplace_back(); }, "end of file",
          "the file does not have the size that it was written with."},
@@ -192,6 +212,15 @@ TEST(ShardManifestTest, anInputsNameIsNotWrittenIfItCouldNotBeRead) {
     MemoryOutputStream output;
     const auto exception = catchException<MelnarException>([&] { manifest.write(output); });
     EXPECT_EQ("The name of an input has 65537 bytes, but may have no more than 65536.", exception.getMessage());
+    EXPECT_EQ("", output.getBytes());
+}
+
+TEST(ShardManifestTest, workIsNotWrittenIfItCouldNotBeRead) {
+    ShardManifest manifest;
+    manifest.m_work.assign(ShardManifest::LONGEST_WORK + 1, 'x');
+    MemoryOutputStream output;
+    const auto exception = catchException<MelnarException>([&] { manifest.write(output); });
+    EXPECT_EQ("Unfinished work has 16777217 bytes, but may have no more than 16777216.", exception.getMessage());
     EXPECT_EQ("", output.getBytes());
 }
 

@@ -82,8 +82,11 @@ void forgeShard(const std::string& folder, const uint32_t shard, const std::vect
     if (lie)
         lie(file);
     const std::string bytes = file.getBytes();
-    manifest.m_shards[shard] = {dictionary.getNextResourceID() - 1, bytes.size(),
-                                dictionary.getHistory().getIdentity().value()};
+    const uint64_t numberOfResources = dictionary.getNextResourceID() - 1;
+    manifest.m_shards[shard] = {numberOfResources,
+                                bytes.size(),
+                                dictionary.getHistory().getIdentity().value(),
+                                {{D_XSD_STRING, {numberOfResources, 0}}}};
     FileOutputStream shardOutput(folder + '/' + manifest.getFileName(shard));
     shardOutput.write(bytes.data(), bytes.size());
     shardOutput.close();
@@ -669,6 +672,15 @@ TEST_F(ShardedDictionaryFolderTest, aTermInAnotherShardIsFoundByVerify) {
     forgeShard(m_folder, 5, {findStringOfShard(5), findStringOfShard(6)});
     const ShardedHost host(m_folder);
     EXPECT_EQ("Shard 5 of folder '" + m_folder + "' is damaged: Resource 2 belongs to another shard.",
+              catchException<MelnarException>([&] { host->verify(); }).getMessage());
+}
+
+TEST_F(ShardedDictionaryFolderTest, figuresOfTermsThatAreNotThoseOfTheShardAreFoundByVerify) {
+    ShardedHost().save(m_folder);
+    forgeShard(m_folder, 5, {findStringOfShard(5)}); // with no bytes of forms
+    const ShardedHost host(m_folder);
+    EXPECT_EQ("Shard 5 of folder '" + m_folder +
+                  "' is damaged: It has other numbers of terms, or other lengths, than the manifest says.",
               catchException<MelnarException>([&] { host->verify(); }).getMessage());
 }
 
