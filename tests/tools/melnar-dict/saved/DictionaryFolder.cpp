@@ -29,7 +29,7 @@ void add(const Dictionary& dictionary, const std::string& folderName, const Shar
     std::filesystem::create_directory(folderName);
     const std::unique_ptr<ShardedDictionary> folder = ShardedDictionary::isFolder(folderName)
                                                           ? ShardedDictionary::open(folderName, MEMORY_LIMIT)
-                                                          : std::make_unique<ShardedDictionary>(MEMORY_LIMIT, 100000);
+                                                          : std::make_unique<ShardedDictionary>(MEMORY_LIMIT);
     {
         ShardedDictionaryThread thread(*folder);
         std::vector<BatchFailure> failures;
