@@ -169,6 +169,7 @@ int __real_renameat2(int oldFolder, const char* oldName, int newFolder, const ch
 int __real_fchmod(int fileDescriptor, mode_t mode);
 int __real_fchown(int fileDescriptor, uid_t owner, gid_t group);
 int __real_fsync(int fileDescriptor);
+int __real_fdatasync(int fileDescriptor);
 int __real_rename(const char* oldName, const char* newName);
 int __real_unlink(const char* fileName);
 char* __real_realpath(const char* fileName, char* resolvedName);
@@ -301,6 +302,11 @@ int __wrap_fsync(int fileDescriptor) {
     return gate.isClosed()
                ? -1
                : observed(__real_fsync(fileDescriptor), &FileOperationObserver::synchronized, fileDescriptor);
+}
+
+int __wrap_fdatasync(int fileDescriptor) {
+    const SystemCallGate gate(Call::FDATASYNC);
+    return gate.isClosed() ? -1 : __real_fdatasync(fileDescriptor);
 }
 
 int __wrap_rename(const char* oldName, const char* newName) {

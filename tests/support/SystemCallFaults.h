@@ -44,9 +44,10 @@ public:
         READLINK,
         MUTEX_DESTROY,
         CONDITION_DESTROY,
+        FDATASYNC,
     };
 
-    static constexpr size_t NUMBER_OF_CALLS = 26;
+    static constexpr size_t NUMBER_OF_CALLS = 27;
 
     enum class Duration { ONCE, FOR_GOOD };
 

@@ -21,6 +21,14 @@ namespace {
 constexpr size_t TERMS_OF_A_BATCH = 2048;
 constexpr size_t BYTES_OF_A_BATCH = size_t(1) << 18;
 
+// Of each file of IDs, all of which are read at once.
+constexpr size_t BUFFER_SIZE_OF_IDS = size_t(1) << 14;
+
+// The kinds of files.
+constexpr const char* TERMS = "terms";
+constexpr const char* IDS = "ids";
+constexpr const char* ROWS = "rows";
+
 /// Terms of a shard's file that are resolved together.
 struct Batch {
     std::string m_forms;
@@ -56,11 +64,11 @@ ShardSpill::ShardSpill(std::string folderName, const LoadWork& work) : m_folderN
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
         const LoadWork::Shard& ofShard = work.m_shards[shard];
         if (ofShard.m_isResolved)
-            m_ids[shard] = reopen(getName("ids", shard), ofShard.m_bytesOfIDs);
+            m_ids[shard] = reopen(getName(IDS, shard), ofShard.m_bytesOfIDs);
         else
-            m_terms[shard] = reopen(getName("terms", shard), ofShard.m_bytesOfTerms);
+            m_terms[shard] = reopen(getName(TERMS, shard), ofShard.m_bytesOfTerms);
     }
-    m_rows = reopen(getName("rows"), work.m_bytesOfRows);
+    m_rows = reopen(getName(ROWS), work.m_bytesOfRows);
 }
 
 ShardSpill::~ShardSpill() {
@@ -72,8 +80,21 @@ void ShardSpill::removeFrom(const std::string& folderName) {
     std::error_code error; // What cannot be removed does no harm, and the next load tries again.
     std::filesystem::remove(folderName + '/' + WORK_PREFIX + ShardManifest::FILE_NAME, error);
     for (const auto& entry : std::filesystem::directory_iterator(folderName, error))
-        if (entry.path().filename().string().starts_with(WORK_PREFIX))
+        if (isNameOfFile(entry.path().filename().string()))
             std::filesystem::remove(entry.path(), error);
+}
+
+/// Nobody else's file may be taken for one.
+bool ShardSpill::isNameOfFile(const std::string& fileName) {
+    if (fileName == std::string(WORK_PREFIX) + ROWS)
+        return true;
+    for (const char* const kind : {TERMS, IDS}) {
+        const std::string prefix = std::string(WORK_PREFIX) + kind + '-';
+        if (fileName.starts_with(prefix) && fileName.size() == prefix.size() + 2 &&
+            fileName.find_first_not_of("0123456789abcdef", prefix.size()) == std::string::npos)
+            return true;
+    }
+    return false;
 }
 
 std::string ShardSpill::getName(const std::string& kind) const {
@@ -106,7 +127,7 @@ void ShardSpill::synchronizeIDs(const uint32_t shard, LoadWork::Shard& work) {
 
 void ShardSpill::addTerm(const uint32_t shard, const BatchEntry& term) {
     if (m_terms[shard] == nullptr)
-        m_terms[shard] = std::make_unique<SpillFile>(getName("terms", shard));
+        m_terms[shard] = std::make_unique<SpillFile>(getName(TERMS, shard));
     SpillFile& file = *m_terms[shard];
     file.writeUInt32(static_cast<uint32_t>(term.m_lexicalForm.size()));
     file.write(&term.m_datatypeID, sizeof(term.m_datatypeID));
@@ -119,7 +140,7 @@ bool ShardSpill::hasAnyTerms() const noexcept {
 
 void ShardSpill::addRows(const std::span<const uint8_t> shardsOfUnknown, const std::span<const uint64_t> cells) {
     if (m_rows == nullptr)
-        m_rows = std::make_unique<SpillFile>(getName("rows"));
+        m_rows = std::make_unique<SpillFile>(getName(ROWS));
     m_rows->writeUInt32(static_cast<uint32_t>(shardsOfUnknown.size()));
     m_rows->write(shardsOfUnknown.data(), shardsOfUnknown.size());
     m_rows->writeUInt64(cells.size());
@@ -128,7 +149,7 @@ void ShardSpill::addRows(const std::span<const uint8_t> shardsOfUnknown, const s
 
 void ShardSpill::resolveShard(ShardedDictionary& dictionary, const uint32_t shard) {
     m_terms[shard]->flush();
-    m_ids[shard] = std::make_unique<SpillFile>(getName("ids", shard));
+    m_ids[shard] = std::make_unique<SpillFile>(getName(IDS, shard));
     Dictionary& shardDictionary = dictionary.getOrMakeShard(shard);
     {
         DictionaryThread thread(shardDictionary);
@@ -164,7 +185,7 @@ void ShardSpill::writeRows(const size_t idWidth, OutputStream& output) {
         globalIDs.clear();
         for (const uint8_t shard : shards) {
             if (ids[shard] == nullptr)
-                ids[shard] = std::make_unique<FileInputStream>(m_ids[shard]->getName());
+                ids[shard] = std::make_unique<FileInputStream>(m_ids[shard]->getName(), BUFFER_SIZE_OF_IDS);
             globalIDs.push_back(ShardLayout::toGlobal(ids[shard]->readUInt64(), shard));
         }
         cells.resize(input.readUInt64());

@@ -38,7 +38,7 @@ public:
     /// The mark of a cell whose term is unknown; the rest of the cell is the term's number in its block.
     static constexpr uint64_t UNKNOWN = uint64_t(1) << 63;
 
-    /// What names of files of unfinished work begin with.
+    /// What names of such files begin with.
     static constexpr const char* WORK_PREFIX = "work-";
 
     /// The folder is that of the dictionary. Goes on with the files of such work.
@@ -61,6 +61,9 @@ public:
     static uint64_t getNumberOfBytesFor(const BatchEntry& term) noexcept {
         return sizeof(uint32_t) + sizeof(term.m_datatypeID) + term.m_lexicalForm.size() + sizeof(term.m_resourceID);
     }
+
+    /// Whether a name within a folder is that of such a file.
+    static bool isNameOfFile(const std::string& fileName);
 
     void addTerm(uint32_t shard, const BatchEntry& term);
 

@@ -12,6 +12,7 @@ namespace {
 
 constexpr const char* const SOURCE_FILE = "tools/melnar-dict/load/SpillFile";
 constexpr long LINE_CANNOT_OPEN = 24;
+constexpr long LINE_CANNOT_EXAMINE = 29;
 constexpr long LINE_CANNOT_WRITE = 47;
 constexpr long LINE_CANNOT_TRUNCATE = 31;
 constexpr long LINE_TOO_SHORT = 34;
@@ -26,32 +27,45 @@ SpillFile::SpillFile(const std::string& fileName, const uint64_t numberOfBytes)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_OPEN, MelnarException::NO_CAUSES, "open", errno,
                                   "Cannot create file '", fileName, "'.");
     struct stat status;
-    if (::fstat(m_file.get(), &status) != 0 || ::ftruncate(m_file.get(), static_cast<off_t>(numberOfBytes)) != 0)
-        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_TRUNCATE, MelnarException::NO_CAUSES, "ftruncate", errno,
-                                  "Cannot cut off file '", fileName, "'.");
-    if (static_cast<uint64_t>(status.st_size) < numberOfBytes)
+    if (::fstat(m_file.get(), &status) != 0)
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_EXAMINE, MelnarException::NO_CAUSES, "fstat", errno,
+                                  "Cannot examine file '", fileName, "'.");
+    if (static_cast<uint64_t>(status.st_size) < numberOfBytes) // which a truncation would fill with zeros
         throw MelnarException(SOURCE_FILE, LINE_TOO_SHORT, MelnarException::NO_CAUSES, "File '", fileName, "' has ",
                               static_cast<uint64_t>(status.st_size), " bytes, but should have ", numberOfBytes, ".");
+    if (::ftruncate(m_file.get(), static_cast<off_t>(numberOfBytes)) != 0)
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_TRUNCATE, MelnarException::NO_CAUSES, "ftruncate", errno,
+                                  "Cannot cut off file '", fileName, "'.");
 }
 
 void SpillFile::write(const void* const data, const size_t numberOfBytes) {
-    m_buffer.append(static_cast<const char*>(data), numberOfBytes);
     m_numberOfBytes += numberOfBytes;
-    if (m_buffer.size() >= BUFFER_SIZE)
+    const char* const bytes = static_cast<const char*>(data);
+    if (numberOfBytes > BUFFER_SIZE - m_buffer.size())
         flush();
+    if (numberOfBytes > BUFFER_SIZE) {
+        writeThrough(bytes, numberOfBytes);
+        return;
+    }
+    m_buffer.reserve(BUFFER_SIZE); // A string that grows by itself may take twice as much.
+    m_buffer.append(bytes, numberOfBytes);
 }
 
 void SpillFile::flush() {
+    writeThrough(m_buffer.data(), m_buffer.size());
+    m_buffer.clear();
+}
+
+void SpillFile::writeThrough(const char* const bytes, const size_t numberOfBytes) {
     size_t written = 0;
-    while (written < m_buffer.size()) {
-        const ssize_t result = ::write(m_file.get(), m_buffer.data() + written, m_buffer.size() - written);
+    while (written < numberOfBytes) {
+        const ssize_t result = ::write(m_file.get(), bytes + written, numberOfBytes - written);
         if (result >= 0)
             written += static_cast<size_t>(result);
         else if (errno != EINTR)
             throw SystemCallException(SOURCE_FILE, LINE_CANNOT_WRITE, MelnarException::NO_CAUSES, "write", errno,
                                       "Cannot write file '", m_fileName, "'.");
     }
-    m_buffer.clear();
 }
 
 void SpillFile::synchronize() {

@@ -9,14 +9,14 @@
 #include <string>
 
 /// A file of a load's unfinished work to which is appended. There may be many at once, so its buffer is smaller than that of
-/// a FileOutputStream, and there is only as much of it as was needed.
+/// a FileOutputStream.
 ///
-/// Ownership  Owns the file descriptor and the buffer. The file stays.
+/// Ownership  Owns the file descriptor and the buffer of BUFFER_SIZE bytes. The file stays.
 /// Threads    One at a time.
 /// Errors     SystemCallException that names the file and the call.
 class SpillFile final : public OutputStream, private Unmovable {
 public:
-    static constexpr size_t BUFFER_SIZE = size_t(1) << 16;
+    static constexpr size_t BUFFER_SIZE = size_t(1) << 15;
 
     /// Makes the file, or empties the one that is there.
     explicit SpillFile(const std::string& fileName) : SpillFile(fileName, 0) {}
@@ -35,6 +35,8 @@ public:
     uint64_t getNumberOfBytes() const noexcept { return m_numberOfBytes; }
 
 private:
+    void writeThrough(const char* bytes, size_t numberOfBytes);
+
     const std::string m_fileName;
     FileDescriptor m_file;
     std::string m_buffer;

@@ -15,9 +15,9 @@ constexpr long LINE_CANNOT_READ = 54;
 
 } // namespace
 
-FileInputStream::FileInputStream(const std::string& fileName)
-    : m_fileName(fileName), m_buffer(std::make_unique<uint8_t[]>(BUFFER_SIZE)), m_bufferBegin(0), m_bufferEnd(0),
-      m_fileDescriptor(-1) {
+FileInputStream::FileInputStream(const std::string& fileName, const size_t bufferSize)
+    : m_fileName(fileName), m_bufferSize(bufferSize), m_buffer(std::make_unique<uint8_t[]>(bufferSize)),
+      m_bufferBegin(0), m_bufferEnd(0), m_fileDescriptor(-1) {
     do {
         m_fileDescriptor = ::open(m_fileName.c_str(), O_RDONLY | O_CLOEXEC);
     } while (m_fileDescriptor == -1 && errno == EINTR);
@@ -32,10 +32,10 @@ FileInputStream::~FileInputStream() {
 
 size_t FileInputStream::read(void* const data, const size_t numberOfBytes) {
     if (m_bufferBegin == m_bufferEnd) {
-        if (numberOfBytes >= BUFFER_SIZE)
+        if (numberOfBytes >= m_bufferSize)
             return readThrough(static_cast<uint8_t*>(data), numberOfBytes);
         m_bufferBegin = m_bufferEnd = 0;
-        m_bufferEnd = readThrough(m_buffer.get(), BUFFER_SIZE);
+        m_bufferEnd = readThrough(m_buffer.get(), m_bufferSize);
     }
     const size_t delivered = std::min(numberOfBytes, m_bufferEnd - m_bufferBegin);
     if (delivered != 0)

@@ -8,13 +8,14 @@
 
 /// Reads a file from its start.
 ///
-/// Ownership  Owns the file descriptor and a buffer of BUFFER_SIZE bytes; larger reads go past the buffer.
+/// Ownership  Owns the file descriptor and a buffer; reads that are larger go past the buffer.
 /// Errors     SystemCallException that names the file and the call. Interrupted reads are repeated.
 class FileInputStream final : public InputStream, private Unmovable {
 public:
     static constexpr size_t BUFFER_SIZE = size_t(1) << 18;
 
-    explicit FileInputStream(const std::string& fileName);
+    /// A smaller buffer is for many files that are read at once.
+    explicit FileInputStream(const std::string& fileName, size_t bufferSize = BUFFER_SIZE);
     ~FileInputStream() override;
 
     const std::string& getName() const override { return m_fileName; }
@@ -24,6 +25,7 @@ private:
     size_t readThrough(uint8_t* data, size_t numberOfBytes);
 
     const std::string m_fileName;
+    const size_t m_bufferSize;
     const std::unique_ptr<uint8_t[]> m_buffer;
     size_t m_bufferBegin;
     size_t m_bufferEnd;

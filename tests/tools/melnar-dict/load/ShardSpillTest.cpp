@@ -1,0 +1,306 @@
+#include "tools/melnar-dict/load/ShardSpill.h"
+
+#include "Engine/core/data-store/sharded/ShardedDictionary.h"
+#include "Engine/core/platform/MelnarException.h"
+#include "Engine/core/platform/stream/MemoryOutputStream.h"
+#include "tests/support/CaughtException.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tools/melnar-dict/rows/RowLayout.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+constexpr size_t MEMORY_LIMIT = size_t(256) << 20;
+constexpr uint64_t TERMS_OF_A_SHARD = 10000;
+
+/// A term as a block of the input has it.
+struct SpilledTerm {
+    std::string m_form;
+    uint8_t m_datatypeID = D_XSD_STRING;
+};
+
+using Blocks = std::vector<std::vector<SpilledTerm>>;
+
+uint32_t getShard(const SpilledTerm& term) {
+    return ShardLayout::getShard(term.m_form, term.m_datatypeID);
+}
+
+/// Terms of these shards alone, so that there are not many files.
+bool isOfFewShards(const SpilledTerm& term) {
+    return getShard(term) % 32 == 0;
+}
+
+/// Blocks in which the same terms come again and again.
+Blocks makeBlocks(const size_t numberOfBlocks) {
+    Blocks blocks(numberOfBlocks);
+    for (std::vector<SpilledTerm>& block : blocks)
+        for (size_t number = static_cast<size_t>(&block - blocks.data()) * 2000; block.size() < 300; ++number)
+            for (const SpilledTerm& term : {SpilledTerm{"term " + std::to_string(number % 7000)},
+                                            SpilledTerm{std::to_string(number % 70) + "@en", D_RDF_PLAIN_LITERAL},
+                                            SpilledTerm{std::string(number % 3000, 'x')}})
+                if (isOfFewShards(term))
+                    block.push_back(term);
+    return blocks;
+}
+
+/// What a block's rows have of its terms: all unknown ones in two orders, and some known IDs.
+std::vector<uint64_t> getCells(const size_t numberOfTerms) {
+    std::vector<uint64_t> cells;
+    for (size_t number = 0; number < numberOfTerms; ++number) {
+        cells.push_back(ShardSpill::UNKNOWN | number);
+        cells.push_back(number + 1'000'000);
+        cells.push_back(ShardSpill::UNKNOWN | (numberOfTerms - 1 - number));
+    }
+    return cells;
+}
+
+class ShardSpillTest : public testing::Test {
+protected:
+    std::string getFolder() const { return m_directory.getPathOf("."); }
+
+    static void add(const std::vector<SpilledTerm>& block, ShardSpill& spill) {
+        std::vector<uint8_t> shards;
+        for (const SpilledTerm& term : block) {
+            spill.addTerm(getShard(term), {term.m_form, 0, term.m_datatypeID});
+            shards.push_back(static_cast<uint8_t>(getShard(term)));
+        }
+        spill.addRows(shards, getCells(block.size()));
+    }
+
+    static void resolveAll(ShardSpill& spill, ShardedDictionary& dictionary) {
+        for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
+            if (spill.hasTerms(shard))
+                spill.resolveShard(dictionary, shard);
+    }
+
+    /// The rows that the terms should get in a dictionary that is new.
+    static std::vector<uint64_t> getExpectedRows(const Blocks& blocks) {
+        std::map<std::pair<uint8_t, std::string>, uint64_t> ids;
+        std::array<uint64_t, ShardLayout::NUMBER_OF_SHARDS> numbers{};
+        std::vector<uint64_t> rows;
+        for (const std::vector<SpilledTerm>& block : blocks) {
+            std::vector<uint64_t> idsOfBlock;
+            for (const SpilledTerm& term : block) {
+                uint64_t& id = ids[{term.m_datatypeID, term.m_form}];
+                if (id == 0)
+                    id = ShardLayout::toGlobal(++numbers[getShard(term)], getShard(term));
+                idsOfBlock.push_back(id);
+            }
+            for (const uint64_t cell : getCells(block.size()))
+                rows.push_back((cell & ShardSpill::UNKNOWN) != 0 ? idsOfBlock[cell & ~ShardSpill::UNKNOWN] : cell);
+        }
+        return rows;
+    }
+
+    static std::vector<uint64_t> getRows(ShardSpill& spill, const size_t width = RowLayout::WIDE) {
+        MemoryOutputStream output;
+        spill.writeRows(width, output);
+        std::vector<uint64_t> ids;
+        takeIDs(output.getBytes(), width, ids);
+        return ids;
+    }
+
+    std::set<std::string> getFiles() const {
+        std::set<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(getFolder()))
+            names.insert(entry.path().filename().string());
+        return names;
+    }
+
+    const TemporaryDirectory m_directory;
+    ShardedDictionary m_dictionary{MEMORY_LIMIT, TERMS_OF_A_SHARD};
+};
+
+TEST_F(ShardSpillTest, givesTermsTheIDsOfTheirFirstAppearance) {
+    const Blocks blocks = makeBlocks(5);
+    ShardSpill spill(getFolder(), {});
+    EXPECT_FALSE(spill.hasAnyTerms());
+    for (const std::vector<SpilledTerm>& block : blocks)
+        add(block, spill);
+    EXPECT_TRUE(spill.hasAnyTerms());
+    resolveAll(spill, m_dictionary);
+    const std::vector<uint64_t> expected = getExpectedRows(blocks);
+    EXPECT_EQ(expected, getRows(spill));
+    EXPECT_EQ(expected, getRows(spill, RowLayout::NARROW));
+    for (const SpilledTerm& term : blocks.back()) {
+        BatchEntry entry{term.m_form, 0, term.m_datatypeID};
+        std::vector<BatchFailure> failures;
+        m_dictionary.tryResolveResources({&entry, 1}, failures);
+        EXPECT_NE(0u, entry.m_resourceID) << term.m_form;
+    }
+}
+
+TEST_F(ShardSpillTest, filesHaveTheBytesThatAreDescribed) {
+    const SpilledTerm term{"a@en", D_RDF_PLAIN_LITERAL};
+    {
+        ShardSpill spill(getFolder(), {});
+        add({term, term}, spill);
+        spill.resolveShard(m_dictionary, getShard(term));
+        EXPECT_EQ(6u, getRows(spill).size());
+        spill.keep();
+    }
+    char number[3];
+    std::snprintf(number, sizeof(number), "%02x", getShard(term));
+    const std::string terms("\4\0\0\0\6a@en", 9);
+    EXPECT_EQ(terms + terms,
+              TemporaryDirectory::getContentsOf(m_directory.getPathOf("work-terms-" + std::string(number))));
+    const std::string id("\1\0\0\0\0\0\0\0", 8);
+    EXPECT_EQ(id + id, TemporaryDirectory::getContentsOf(m_directory.getPathOf("work-ids-" + std::string(number))));
+    EXPECT_EQ(4u + 2 + 8 + 6 * 8, std::filesystem::file_size(m_directory.getPathOf("work-rows")));
+    EXPECT_EQ(3u, getFiles().size());
+}
+
+TEST_F(ShardSpillTest, termsThatTheShardHasKeepTheirIDs) {
+    const Blocks blocks = makeBlocks(2);
+    std::vector<uint64_t> first;
+    for (int round = 0; round < 2; ++round) {
+        ShardSpill spill(getFolder(), {});
+        for (const std::vector<SpilledTerm>& block : blocks)
+            add(block, spill);
+        resolveAll(spill, m_dictionary);
+        const std::vector<uint64_t> rows = getRows(spill);
+        EXPECT_TRUE(round == 0 || rows == first);
+        first = rows;
+    }
+}
+
+TEST_F(ShardSpillTest, rowsWithoutUnknownTermsNeedNoShards) {
+    ShardSpill spill(getFolder(), {});
+    EXPECT_EQ(std::vector<uint64_t>(), getRows(spill));
+    spill.addRows({}, std::vector<uint64_t>{1, 2, 3});
+    spill.addRows({}, std::vector<uint64_t>{});
+    spill.addRows({}, std::vector<uint64_t>{4, 5, 0});
+    EXPECT_FALSE(spill.hasAnyTerms());
+    EXPECT_EQ((std::vector<uint64_t>{1, 2, 3, 4, 5, 0}), getRows(spill));
+}
+
+TEST_F(ShardSpillTest, aTermThatTheDictionaryDoesNotTakeIsThrown) {
+    ShardedDictionary dictionary(MEMORY_LIMIT, 1);
+    const SpilledTerm term{"one"};
+    SpilledTerm other{"other"};
+    while (getShard(other) != getShard(term))
+        other.m_form += 'x';
+    ShardSpill spill(getFolder(), {});
+    add({term, other}, spill);
+    EXPECT_THROW(spill.resolveShard(dictionary, getShard(term)), MelnarException);
+}
+
+/// As if the process had been killed behind each block, after more blocks had been added than were saved.
+TEST_F(ShardSpillTest, goesOnWhereItWasSaved) {
+    const Blocks blocks = makeBlocks(6);
+    const std::vector<uint64_t> expected = getExpectedRows(blocks);
+    for (size_t saved = 0; saved <= blocks.size(); ++saved) {
+        SCOPED_TRACE(saved);
+        LoadWork work;
+        {
+            ShardSpill spill(getFolder(), work);
+            for (size_t number = 0; number < blocks.size(); ++number) {
+                if (number == saved)
+                    spill.synchronize(work);
+                add(blocks[number], spill);
+            }
+            if (saved == blocks.size())
+                spill.synchronize(work);
+            spill.keep();
+        }
+        EXPECT_EQ(saved == 0, work == LoadWork());
+        ShardedDictionary dictionary(MEMORY_LIMIT, TERMS_OF_A_SHARD);
+        ShardSpill spill(getFolder(), work);
+        for (size_t number = saved; number < blocks.size(); ++number)
+            add(blocks[number], spill);
+        resolveAll(spill, dictionary);
+        EXPECT_EQ(expected, getRows(spill));
+    }
+}
+
+/// As if it had been killed after each number of shards.
+TEST_F(ShardSpillTest, shardsThatHaveResolvedTheirTermsDoNotDoSoAgain) {
+    const Blocks blocks = makeBlocks(3);
+    const std::vector<uint64_t> expected = getExpectedRows(blocks);
+    LoadWork work;
+    {
+        ShardSpill spill(getFolder(), work);
+        for (const std::vector<SpilledTerm>& block : blocks)
+            add(block, spill);
+        spill.synchronize(work);
+        spill.keep();
+    }
+    for (const uint32_t end : {32u, 128u, ShardLayout::NUMBER_OF_SHARDS}) {
+        ShardSpill spill(getFolder(), work);
+        for (uint32_t shard = 0; shard < end; ++shard) {
+            EXPECT_EQ(!work.m_shards[shard].m_isResolved && work.m_shards[shard].m_bytesOfTerms != 0,
+                      spill.hasTerms(shard));
+            if (!spill.hasTerms(shard))
+                continue;
+            spill.resolveShard(m_dictionary, shard);
+            spill.synchronizeIDs(shard, work.m_shards[shard]);
+        }
+        if (end != ShardLayout::NUMBER_OF_SHARDS)
+            spill.resolveShard(m_dictionary, end); // which nobody has been told of
+        spill.keep();
+    }
+    EXPECT_EQ(work, LoadWork::parse(work.toBytes()));
+    ShardSpill spill(getFolder(), work);
+    EXPECT_FALSE(spill.hasAnyTerms());
+    EXPECT_EQ(expected, getRows(spill));
+}
+
+TEST_F(ShardSpillTest, aFileThatIsGoneOrTooShortIsNamed) {
+    LoadWork work;
+    {
+        ShardSpill spill(getFolder(), work);
+        add(makeBlocks(1).front(), spill);
+        spill.synchronize(work);
+        spill.keep();
+    }
+    for (const std::string name : {"work-rows", "work-terms-00"}) {
+        const std::string contents = TemporaryDirectory::getContentsOf(m_directory.getPathOf(name));
+        m_directory.addFile(name, contents.substr(1));
+        const auto exception = catchException<MelnarException>([&] { const ShardSpill spill(getFolder(), work); });
+        EXPECT_NE(std::string::npos, exception.getMessage().find(name)) << exception.getMessage();
+        m_directory.addFile(name, contents);
+    }
+    EXPECT_NO_THROW(ShardSpill(getFolder(), work));
+}
+
+TEST_F(ShardSpillTest, filesGoWithItUnlessTheyAreKept) {
+    m_directory.addFile("work-other", "");
+    m_directory.addFile("shard-00-x", "");
+    const std::set<std::string> files = getFiles();
+    for (const bool isKept : {false, true}) {
+        {
+            ShardSpill spill(getFolder(), {});
+            for (const std::vector<SpilledTerm>& block : makeBlocks(2))
+                add(block, spill);
+            resolveAll(spill, m_dictionary);
+            if (isKept)
+                spill.keep();
+            EXPECT_EQ(files.size() + 2 * 8 + 1, getFiles().size());
+        }
+        EXPECT_EQ(!isKept, files == getFiles());
+    }
+    ShardSpill::removeFrom(getFolder());
+    EXPECT_EQ(files, getFiles());
+    ShardSpill::removeFrom(m_directory.getPathOf("missing"));
+}
+
+TEST(ShardSpillNameTest, onlyItsOwnFilesHaveNamesOfFiles) {
+    for (const char* const name : {"work-rows", "work-terms-00", "work-terms-ff", "work-ids-a0"})
+        EXPECT_TRUE(ShardSpill::isNameOfFile(name)) << name;
+    for (const char* const name :
+         {"", "work-", "work-rows2", "work-rows-00", "work-terms-", "work-terms-0", "work-terms-000", "work-terms-0g",
+          "work-terms-FF", "work-ids", "work-idsa0", "work-manifest", "work-plan.txt", "rows", "xwork-rows"})
+        EXPECT_FALSE(ShardSpill::isNameOfFile(name)) << name;
+}
+
+} // namespace

@@ -1,0 +1,173 @@
+#include "tools/melnar-dict/load/SpillFile.h"
+
+#include "Engine/core/platform/SystemCallException.h"
+#include "tests/support/CaughtException.h"
+#include "tests/support/SystemCallFaults.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+
+namespace {
+
+using Call = SystemCallFaults::Call;
+using Duration = SystemCallFaults::Duration;
+
+constexpr const char* SOURCE_FILE = "tools/melnar-dict/load/SpillFile";
+
+class SpillFileTest : public testing::Test {
+protected:
+    std::string getContents() const { return TemporaryDirectory::getContentsOf(m_path); }
+
+    static void write(const std::string& text, SpillFile& file) { file.write(text.data(), text.size()); }
+
+    /// Expects the next such call to fail with this message and at this place.
+    template<class Action>
+    static void expectFailure(const Call call, const int errorCode, const char* const name, const std::string& message,
+                              const long line, const Action& action) {
+        SystemCallFaults faults(call);
+        faults.failAfter(0, errorCode, Duration::ONCE);
+        const auto exception = catchException<SystemCallException>(action);
+        EXPECT_EQ(0u, exception.getMessage().find(message)) << exception.getMessage();
+        EXPECT_STREQ(name, exception.getSystemCallName());
+        EXPECT_EQ(errorCode, exception.getErrorCode());
+        EXPECT_EQ(SOURCE_FILE, exception.getSourceFileName());
+        EXPECT_EQ(line, exception.getSourceLineNumber());
+    }
+
+    const TemporaryDirectory m_directory;
+    const std::string m_path = m_directory.getPathOf("file");
+};
+
+TEST_F(SpillFileTest, takesWhatIsWrittenUpToTheLastFlush) {
+    SpillFile file(m_path);
+    EXPECT_EQ(m_path, file.getName());
+    std::string expected;
+    for (int number = 0; number < 30000; ++number) {
+        write(std::to_string(number), file);
+        expected += std::to_string(number);
+        EXPECT_EQ(expected.size(), file.getNumberOfBytes());
+    }
+    const std::string part = getContents();
+    EXPECT_LT(0u, part.size());
+    EXPECT_GE(SpillFile::BUFFER_SIZE, expected.size() - part.size());
+    EXPECT_TRUE(expected.starts_with(part));
+    file.flush();
+    EXPECT_EQ(expected, getContents());
+    write("more", file);
+    file.synchronize();
+    EXPECT_EQ(expected + "more", getContents());
+}
+
+TEST_F(SpillFileTest, takesPiecesOfAnySizeInTheirOrder) {
+    SpillFile file(m_path);
+    std::string expected;
+    char letter = 'a';
+    for (const size_t size :
+         {size_t(1), SpillFile::BUFFER_SIZE - 1, SpillFile::BUFFER_SIZE, SpillFile::BUFFER_SIZE + 1, size_t(0),
+          3 * SpillFile::BUFFER_SIZE, size_t(2), SpillFile::BUFFER_SIZE - 2, size_t(1)}) {
+        expected.append(size, letter);
+        write(std::string(size, letter++), file);
+    }
+    file.flush();
+    EXPECT_TRUE(expected == getContents());
+    EXPECT_EQ(expected.size(), file.getNumberOfBytes());
+}
+
+TEST_F(SpillFileTest, aNewOneEmptiesTheOldOne) {
+    m_directory.addFile("file", "old");
+    SpillFile file(m_path);
+    EXPECT_EQ("", getContents());
+    write("new", file);
+    file.flush();
+    EXPECT_EQ("new", getContents());
+}
+
+TEST_F(SpillFileTest, goesOnBehindALengthAndCutsOffTheRest) {
+    m_directory.addFile("file", "0123456789");
+    SpillFile file(m_path, 4);
+    EXPECT_EQ("0123", getContents());
+    EXPECT_EQ(4u, file.getNumberOfBytes());
+    write("abc", file);
+    file.flush();
+    EXPECT_EQ("0123abc", getContents());
+    EXPECT_EQ(7u, file.getNumberOfBytes());
+}
+
+TEST_F(SpillFileTest, goesOnAtTheEnd) {
+    m_directory.addFile("file", "0123");
+    SpillFile file(m_path, 4);
+    write("4", file);
+    file.flush();
+    EXPECT_EQ("01234", getContents());
+}
+
+TEST_F(SpillFileTest, aFileThatIsTooShortIsRefusedAndStaysAsItIs) {
+    m_directory.addFile("file", "0123");
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        const auto exception = catchException<MelnarException>([this] { const SpillFile file(m_path, 5); });
+        EXPECT_EQ("File '" + m_path + "' has 4 bytes, but should have 5.", exception.getMessage());
+        EXPECT_EQ(34, exception.getSourceLineNumber());
+        EXPECT_EQ("0123", getContents());
+    }
+}
+
+TEST_F(SpillFileTest, aFileThatCannotBeMadeIsNamed) {
+    const std::string path = m_directory.getPathOf("missing/file");
+    const auto exception = catchException<SystemCallException>([&path] { const SpillFile file(path); });
+    EXPECT_EQ("Cannot create file '" + path +
+                  "'.\n[Extended information: open reported error code 2 (No such file or directory)]",
+              exception.getMessage());
+    EXPECT_EQ(24, exception.getSourceLineNumber());
+    m_directory.addFile("file", "0123");
+    const std::string message = "Cannot create file '" + m_path + "'.";
+    expectFailure(Call::OPEN, EMFILE, "open", message, 24, [this] { const SpillFile file(m_path, 2); });
+    EXPECT_EQ("0123", getContents());
+}
+
+TEST_F(SpillFileTest, aFileThatCannotBeCutOffIsNamed) {
+    m_directory.addFile("file", "0123");
+    const auto reopen = [this] { const SpillFile file(m_path, 2); };
+    expectFailure(Call::FSTAT, EIO, "fstat", "Cannot examine file '" + m_path + "'.", 29, reopen);
+    expectFailure(Call::FTRUNCATE, EIO, "ftruncate", "Cannot cut off file '" + m_path + "'.", 31, reopen);
+    EXPECT_EQ("0123", getContents());
+}
+
+TEST_F(SpillFileTest, aFullDiskIsReportedByWhatWritesTheBuffer) {
+    SpillFile file(m_path);
+    const std::string message = "Cannot write file '" + m_path + "'.";
+    const auto fail = [&](const auto& action) { expectFailure(Call::WRITE, ENOSPC, "write", message, 47, action); };
+    write("x", file);
+    fail([&] { file.flush(); });
+    fail([&] { file.synchronize(); });
+    fail([&] { write(std::string(SpillFile::BUFFER_SIZE, 'y'), file); });
+    fail([&] { write(std::string(SpillFile::BUFFER_SIZE + 1, 'y'), file); });
+    EXPECT_EQ("", getContents());
+}
+
+TEST_F(SpillFileTest, aDiskThatDoesNotTakeItIsReported) {
+    SpillFile file(m_path);
+    write("x", file);
+    expectFailure(Call::FDATASYNC, EIO, "fdatasync", "Cannot write file '" + m_path + "' to the disk.", 56,
+                  [&] { file.synchronize(); });
+}
+
+TEST_F(SpillFileTest, interruptedAndShortCallsAreGoneOnWith) {
+    SpillFile file(m_path);
+    write("0123456789", file);
+    {
+        SystemCallFaults writes(Call::WRITE);
+        writes.shortenTo(3);
+        writes.failAfter(1, EINTR, Duration::ONCE);
+        SystemCallFaults synchronizations(Call::FDATASYNC);
+        synchronizations.failAfter(0, EINTR, Duration::ONCE);
+        file.synchronize();
+        EXPECT_EQ(5u, writes.getNumberOfCalls());
+        EXPECT_EQ(2u, synchronizations.getNumberOfCalls());
+    }
+    EXPECT_EQ("0123456789", getContents());
+}
+
+} // namespace
