@@ -1,9 +1,17 @@
 #include "tools/melnar-dict/load/LoadWork.h"
 
+#include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/stream/MemoryInputStream.h"
 #include "Engine/core/platform/stream/MemoryOutputStream.h"
 
 #include <algorithm>
+
+namespace {
+
+constexpr const char* const SOURCE_FILE = "tools/melnar-dict/load/LoadWork";
+constexpr long LINE_TOO_LONG = 39;
+
+} // namespace
 
 std::string LoadWork::toBytes() const {
     MemoryOutputStream output;
@@ -34,5 +42,8 @@ LoadWork LoadWork::parse(const std::string& bytes) {
         shard.m_bytesOfIDs = input.readUInt64();
         shard.m_isResolved = input.readUInt32() != 0;
     }
+    if (char rest; input.read(&rest, 1) != 0)
+        throw MelnarException(SOURCE_FILE, LINE_TOO_LONG, MelnarException::NO_CAUSES,
+                              "Bytes follow the end of a load's work.");
     return work;
 }
