@@ -56,6 +56,13 @@ bool ShardResolver::isDone(const ParsedPiece& piece) const noexcept {
            (m_fileIndex - 1 == m_work.m_fileIndex && piece.m_sequence < m_work.m_blockIndex);
 }
 
+/// Whether all of a piece that the load is to take in has been.
+bool ShardResolver::isWholePiece(const ParsedPiece& piece) const noexcept {
+    return !piece.m_hasUntoldError && std::ranges::all_of(piece.m_errors, [this](const InputError& error) {
+        return m_settings.m_isLenient && error.m_exitCode == ExitCode::BAD_DATA;
+    });
+}
+
 void ShardResolver::resolve(const TermRows& rows, Thread& anyThread, ParsedPiece& piece) {
     auto& thread = static_cast<OwnThread&>(anyThread); // one of makeThread's
     bool isWhole = false;
@@ -64,7 +71,7 @@ void ShardResolver::resolve(const TermRows& rows, Thread& anyThread, ParsedPiece
         numberUnknown(thread, piece);
         if (m_settings.m_numberOfColumns != 0)
             rows.appendIDsOfWholeRows(piece.m_terms.getEntries(), thread.m_cells);
-        isWhole = piece.m_errors.empty() || m_settings.m_isLenient;
+        isWhole = isWholePiece(piece);
     } catch (...) {
         m_rowTurns.take(piece.m_sequence, [] {}); // for which the others wait
         endPiece(false);

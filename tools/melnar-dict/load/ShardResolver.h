@@ -41,7 +41,7 @@ public:
     struct Settings {
         size_t m_largestMemory = ~size_t(0); // that the dictionary may use before terms are put aside
         size_t m_numberOfColumns = 0;        // of the rows; none for no rows
-        bool m_isLenient = false;            // goes on behind errors
+        bool m_isLenient = false;            // goes on behind bad data
 
         // Asked before each block; if it says so, `m_save` is called with how far the load has come, as soon as all
         // blocks before it are done, and before another one begins.
@@ -66,6 +66,7 @@ private:
     static constexpr uint32_t NUMBER_OF_GROUPS = ShardLayout::NUMBER_OF_SHARDS / SHARDS_OF_A_GROUP;
 
     bool isDone(const ParsedPiece& piece) const noexcept;
+    bool isWholePiece(const ParsedPiece& piece) const noexcept;
     void saveIfDue(const ParsedPiece& piece);
     void resolveTerms(OwnThread& thread, ParsedPiece& piece);
     void resolveShard(uint32_t shard, OwnThread& thread, const ParsedPiece& piece);

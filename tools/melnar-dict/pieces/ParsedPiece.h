@@ -16,6 +16,7 @@ struct ParsedPiece {
     FormBatch m_terms;
     StatementCounts m_counts;
     std::vector<InputError> m_errors; // in any order until the piece is resolved, then in that of the file
+    bool m_hasUntoldError = false;    // there was no memory to tell of
     std::string m_rejected;           // what was skipped because of errors, in the order of the file, if it is kept
     // Whether something ends here that the pieces before have rejected: it gets a line end if it has none.
     bool m_endsRejectedLine = false;
@@ -27,6 +28,7 @@ struct ParsedPiece {
         m_terms.clear();
         m_counts = {};
         m_errors.clear();
+        m_hasUntoldError = false;
         m_rejected.clear();
         m_endsRejectedLine = false;
     }

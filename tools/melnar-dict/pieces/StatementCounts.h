@@ -4,6 +4,8 @@
 
 /// How much was read. A statement, or a term, that stands twice counts twice.
 struct StatementCounts {
+    bool operator==(const StatementCounts&) const = default;
+
     uint64_t m_statements = 0;
     uint64_t m_strings = 0;       // objects that are literals without tag and datatype, or of xsd:string
     uint64_t m_plainLiterals = 0; // objects that are literals with a tag, or of rdf:PlainLiteral

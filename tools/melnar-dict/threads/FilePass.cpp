@@ -21,6 +21,7 @@ void consumeBlock(StatementConsumer& consumer, ParsedPiece& piece, const Parse& 
         piece.catchFrom(parse);
     } catch (...) {
         untold = std::current_exception();
+        piece.m_hasUntoldError = true;
     }
     piece.catchFrom([&] { consumer.endBlock(piece); });
     if (untold)
