@@ -13,6 +13,7 @@ void addCheckpoint(VerbDescription& verb, CheckpointOptions& variable) {
             const std::string number = countsBlocks ? value.substr(0, value.size() - 1) : value;
             const uint64_t parsed =
                 VerbDescription::requireNumber("--checkpoint", number, countsBlocks ? 1 : 0, LARGEST);
+            variable.m_isGiven = true;
             variable.m_blocks = countsBlocks ? parsed : 0;
             if (!countsBlocks)
                 variable.m_interval = std::chrono::minutes(parsed);

@@ -9,6 +9,7 @@
 struct CheckpointOptions {
     std::chrono::minutes m_interval{10}; // 0 for never
     uint64_t m_blocks = 0;               // instead of the interval, after so many blocks; 0 for the interval
+    bool m_isGiven = false;
 };
 
 /// Adds --checkpoint.

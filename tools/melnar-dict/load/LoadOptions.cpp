@@ -57,8 +57,11 @@ void checkIds(const LoadOptions& options) {
 void checkShards(LoadOptions& options) {
     if (!options.m_intoName.empty())
         options.m_makesShards = options.m_makesShards || ShardedDictionary::isFolder(options.m_intoName);
-    if (!options.m_makesShards)
+    if (!options.m_makesShards) {
+        if (options.m_checkpoint.m_isGiven)
+            throw ToolFailure(ExitCode::USAGE, "--checkpoint is for a dictionary of shards");
         return;
+    }
     if (options.m_output.m_outputName.empty())
         throw ToolFailure(ExitCode::USAGE, "--shards needs -o, the folder of the dictionary");
     if (!options.m_intoName.empty() && !ShardedDictionary::isFolder(options.m_intoName))
