@@ -7,6 +7,7 @@
 #include <string>
 
 class Dictionary;
+class ShardedDictionary;
 
 /// A question that is put to a dictionary, and its answer: which ID a term has, or which term an ID.
 struct Lookup {
@@ -30,6 +31,9 @@ struct Lookup {
     /// Finds the answer among what is committed.
     void answer(const Dictionary& dictionary);
 
+    /// Finds the answer among all there is.
+    void answer(const ShardedDictionary& dictionary);
+
     /// One line: ID, tab and term; or "not found", tab and what was asked for, a term in Turtle syntax. Nothing for a term
     /// that cannot be printed.
     std::string toText() const;
@@ -39,4 +43,7 @@ struct Lookup {
 
     /// One JSON object with "question", "id" and the keys of TermJson; what is not known is null.
     Json toJson() const;
+
+private:
+    void takeTerm();
 };

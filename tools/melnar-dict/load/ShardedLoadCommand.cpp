@@ -148,6 +148,18 @@ bool isLargerThan(const ShardedDictionary& dictionary, const size_t memory) {
     return fileBytes + fileBytes / 4 > memory; // in memory there are fingerprints, too
 }
 
+/// Asks the saved dictionary, of which a few shards are needed.
+std::vector<Lookup> answer(const LoadOptions& options, const std::string& folderName, const size_t dictionaryLimit) {
+    std::vector<Lookup> lookups = options.m_lookups;
+    if (lookups.empty())
+        return lookups;
+    const std::unique_ptr<ShardedDictionary> saved =
+        ShardedDictionary::open(folderName, dictionaryLimit, {.m_canGrow = false});
+    for (Lookup& lookup : lookups)
+        lookup.answer(*saved);
+    return lookups;
+}
+
 } // namespace
 
 ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput) {
@@ -241,5 +253,5 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
             checkpoint->remove();
     }
     addDictionary(dictionary.getManifest(), report);
-    return run.print(report, {});
+    return run.print(report, answer(options, folder.getName(), dictionaryLimit));
 }
