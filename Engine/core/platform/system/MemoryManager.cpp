@@ -9,8 +9,8 @@ constexpr long LINE_OUT_OF_MEMORY = 73;
 
 MemoryManager::MemoryManager(const size_t reservedBytes, MemoryManager* const shared) noexcept
     : m_reservedBytes(reservedBytes), m_freeBytes(reservedBytes), m_shared(shared),
-      m_outermost(shared == nullptr ? *this : shared->m_outermost), m_numberOfReclaims(0), m_firstReclaimable(nullptr) {
-}
+      m_outermost(shared == nullptr ? *this : shared->m_outermost), m_numberOfReclaims(0), m_numberOfRefusals(0),
+      m_firstReclaimable(nullptr) {}
 
 /// The shared limit comes first. So what is charged here never exceeds what is charged there, and a store whose own limit
 /// is no lower fails only if there is no memory, not because another thread asks for too much at the same time.
@@ -22,6 +22,7 @@ void MemoryManager::allocate(const size_t bytes) {
         if (bytes > freeBytes) {
             if (m_shared != nullptr)
                 m_shared->deallocate(bytes);
+            noteRefusal();
             throw MemoryExhaustedException(SOURCE_FILE, LINE_OUT_OF_MEMORY, MelnarException::NO_CAUSES,
                                            "The Melnar instance has run out of memory.\n[Extended information: ",
                                            m_reservedBytes, " bytes were reserved for the system, of which ", freeBytes,

@@ -63,6 +63,15 @@ public:
         }
     }
 
+    /// Tells that the system has refused memory.
+    void noteRefusal() noexcept { m_outermost.m_numberOfRefusals.fetch_add(1, std::memory_order_relaxed); }
+
+    /// How often the limit or the system has refused memory, to any of the stores. As long as that is never, nothing has
+    /// had to make do with less, and what is stored has the layout that it always has.
+    size_t getNumberOfRefusals() const noexcept {
+        return m_outermost.m_numberOfRefusals.load(std::memory_order_relaxed);
+    }
+
     size_t getReservedBytes() const noexcept { return m_reservedBytes; }
     size_t getFreeBytes() const noexcept { return m_freeBytes.load(std::memory_order_relaxed); }
 
@@ -77,6 +86,7 @@ private:
 
     // How often memory was given back: if it has grown since an operation began, another attempt may succeed.
     std::atomic<size_t> m_numberOfReclaims;
+    std::atomic<size_t> m_numberOfRefusals;
 
     std::mutex m_reclaimMutex;
     ReclaimableMemory* m_firstReclaimable; // protected by m_reclaimMutex, as is the list that begins there

@@ -166,6 +166,7 @@ void MemoryRegion<T>::initialize(const size_t maximumNumberOfItems) {
     void* const data = VirtualMemory::reserve(reservedBytes);
     if (data == nullptr) {
         const int errorCode = errno; // Making the exception allocates.
+        m_memoryManager.noteRefusal();
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_RESERVE, MelnarException::NO_CAUSES, "mmap", errorCode,
                                   "An error occurred while reserving ", reservedBytes, " bytes of address space.");
     }
@@ -189,6 +190,7 @@ void MemoryRegion<T>::doEnsureEndAtLeast(const size_t end) {
     if (!VirtualMemory::commit(getBytes() + committedBytes, additionalBytes)) {
         const int errorCode = errno;
         m_memoryManager.deallocate(additionalBytes);
+        m_memoryManager.noteRefusal();
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_COMMIT, MelnarException::NO_CAUSES, "mprotect", errorCode,
                                   "An error occurred during memory allocation. This is most likely due to the system "
                                   "running out of memory.");

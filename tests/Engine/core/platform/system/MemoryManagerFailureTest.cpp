@@ -77,3 +77,16 @@ TEST(MemoryManagerFailureTest, aRefusalThatCannotBeToldChargesNothing) {
         EXPECT_EQ(1000u, shared.getFreeBytes());
     }
 }
+
+TEST(MemoryManagerFailureTest, refusalsAreCountedForAllStoresOfALimit) {
+    MemoryManager shared(1000);
+    MemoryManager first(200, &shared);
+    MemoryManager second(2000, &shared);
+    first.allocate(200);
+    EXPECT_EQ(0u, shared.getNumberOfRefusals());
+    EXPECT_THROW(first.allocate(1), MemoryExhaustedException);
+    EXPECT_THROW(second.allocate(801), MemoryExhaustedException);
+    first.noteRefusal();
+    for (const MemoryManager* const memoryManager : {&shared, &first, &second})
+        EXPECT_EQ(3u, memoryManager->getNumberOfRefusals());
+}

@@ -91,6 +91,7 @@ TEST_F(MemoryRegionFailureTest, refusedReservationLeavesTheRegionEmpty) {
     EXPECT_EQ(SOURCE_FILE, exception.getSourceFileName());
     EXPECT_EQ(212, exception.getSourceLineNumber());
     EXPECT_TRUE(exception.getCauses().empty());
+    EXPECT_EQ(1u, m_memoryManager.getNumberOfRefusals());
     expectEmpty();
     m_region.initialize(m_itemsPerPage);
     EXPECT_NE(nullptr, m_region.getData()) << "the region is as good as new";
@@ -195,6 +196,7 @@ TEST_F(MemoryRegionFailureTest, refusedCommitGivesTheChargeBack) {
         EXPECT_EQ(167, exception.getSourceLineNumber());
         EXPECT_EQ(1u, protects.getNumberOfCalls());
         EXPECT_EQ(m_pageSize, protects.getLatestRequest());
+        EXPECT_EQ(1u, m_memoryManager.getNumberOfRefusals());
     }
     expectUnchanged();
     expectGrows();
