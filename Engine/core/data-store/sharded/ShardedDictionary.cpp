@@ -25,6 +25,7 @@
 #include <thread>
 #include <utility>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -35,6 +36,7 @@ constexpr const char* const SOURCE_FILE = "Engine/core/data-store/sharded/Sharde
 constexpr long LINE_OTHER_SHARD = 36;
 constexpr long LINE_NOT_DENSE = 70;
 constexpr long LINE_NOT_FOUND_AGAIN = 95;
+constexpr long LINE_NO_MEMORY_FOR_COPY = 107;
 constexpr long LINE_CANNOT_RENAME = 118;
 constexpr long LINE_CANNOT_EXAMINE = 127;
 constexpr long LINE_MAXIMUM_TOO_LARGE = 163;
@@ -149,14 +151,14 @@ void countTerms(const std::span<const BatchEntry> entries, std::map<uint8_t, Sha
 
 /// A dictionary with the same terms under the same IDs, laid out as if one thread had created them one after the other. All
 /// copies of one shard are the same, byte for byte, whichever threads made the shard, and how often it was saved. Counts the
-/// terms.
-std::unique_ptr<Dictionary> makeCanonicalCopy(const Dictionary& source,
+/// terms. The memory must outlive the copy.
+std::unique_ptr<Dictionary> makeCanonicalCopy(const Dictionary& source, MemoryManager& memory,
                                               std::map<uint8_t, ShardManifest::Terms>& termsByDatatype) {
     const ThreadContextLoan loan;
     DictionaryOptions options;
     options.m_largestNumberOfCollisions = DictionaryOptions::NO_COLLISION_LIMIT; // the source has them
-    auto copy = std::make_unique<Dictionary>(ShardedDictionary::LARGEST_MEMORY_OF_SHARD,
-                                             source.getMaximumNumberOfResources(), options);
+    options.m_sharedMemory = &memory;
+    auto copy = std::make_unique<Dictionary>(memory.getReservedBytes(), source.getMaximumNumberOfResources(), options);
     {
         DictionaryThread thread(*copy);
         std::vector<BatchFailure> failures;
@@ -173,6 +175,10 @@ std::unique_ptr<Dictionary> makeCanonicalCopy(const Dictionary& source,
                                           " a second time, under ID ", resourceID, ".");
         });
     }
+    // A dictionary makes do without some memory: it stores a text whole that terms could share, say.
+    if (memory.getNumberOfRefusals() != 0)
+        throw MelnarException(SOURCE_FILE, LINE_NO_MEMORY_FOR_COPY, MelnarException::NO_CAUSES,
+                              "The system has no memory for a second copy of a shard, by which it is saved.");
     copy->commit();
     return copy;
 }
@@ -241,6 +247,26 @@ void copyFile(const std::string& fileName, OutputStream& output) {
     while (const size_t delivered = input.read(buffer.data(), buffer.size()))
         output.write(buffer.data(), delivered);
 }
+
+/// The names in a folder. The standard library's way to read them ends the program where there is no memory.
+class Folder : private Unmovable {
+public:
+    explicit Folder(const std::string& name) noexcept : m_folder(::opendir(name.c_str())) {}
+
+    ~Folder() {
+        if (m_folder != nullptr)
+            ::closedir(m_folder);
+    }
+
+    /// Null if there is none left. The name is there until the next call.
+    const char* readName() const noexcept {
+        const dirent* const entry = m_folder == nullptr ? nullptr : ::readdir(m_folder);
+        return entry == nullptr ? nullptr : static_cast<const char*>(entry->d_name);
+    }
+
+private:
+    DIR* const m_folder;
+};
 
 void addNames(const ShardManifest& manifest, std::set<std::string>& names) {
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
@@ -563,7 +589,8 @@ ShardManifest::Shard ShardedDictionary::saveShard(const uint32_t shard, const st
     if (const Dictionary* const dictionary = findShard(shard)) {
         saved = ShardManifest::Shard();
         saved.m_numberOfResources = numberOfResources;
-        const std::unique_ptr<Dictionary> copy = makeCanonicalCopy(*dictionary, saved.m_terms);
+        MemoryManager memory(LARGEST_MEMORY_OF_SHARD);
+        const std::unique_ptr<Dictionary> copy = makeCanonicalCopy(*dictionary, memory, saved.m_terms);
         DictionaryFile::write(*copy, file.getOutput());
         saved.m_fileBytes = file.complete();
         saved.m_identity = copy->getHistory().getIdentity().value();
@@ -591,11 +618,11 @@ void ShardedDictionary::removeRemains(const std::string& folderName,
             if (exception.getErrorCode() != ENOENT) // Of one that is not read, nobody knows what it names.
                 throw;
         }
-        for (const auto& entry : std::filesystem::directory_iterator(folderName))
-            if (const std::string name = entry.path().filename().string();
-                ShardManifest::isNameOfShard(name) && names.count(name) == 0 &&
-                entry.symlink_status().type() == std::filesystem::file_type::regular)
-                ::unlink(entry.path().c_str());
+        const Folder folder(folderName);
+        while (const char* const name = folder.readName())
+            if (struct stat status; ShardManifest::isNameOfShard(name) && names.count(name) == 0 &&
+                                    ::lstat((folderName + '/' + name).c_str(), &status) == 0 && S_ISREG(status.st_mode))
+                ::unlink((folderName + '/' + name).c_str());
     } catch (...) {
     }
 }
@@ -627,17 +654,22 @@ ShardManifest ShardedDictionary::saveShards(const std::string& folderName, const
 }
 
 void ShardedDictionary::noteSaved(const std::string& folderName, ShardManifest manifest) {
-    std::string folderToRead = TargetFile(getManifestName(folderName)).getFolderName();
     DictionaryHistory::Contents history = manifest.m_history;
+    adopt(TargetFile(getManifestName(folderName)).getFolderName(), std::move(manifest), std::move(history));
+}
+
+/// What the dictionary knows of its folder from here on. The history is the manifest's.
+void ShardedDictionary::adopt(std::string folderName, ShardManifest manifest,
+                              DictionaryHistory::Contents history) noexcept {
     const std::lock_guard guard(m_savedMutex);
     m_history.assign(std::move(history));
     m_manifest = std::move(manifest);
-    m_folderName.swap(folderToRead);
+    m_folderName.swap(folderName);
 }
 
 void ShardedDictionary::save(FileLock& lock, const State state, const size_t numberOfThreads) {
     const TargetFile& target = lock.getTarget();
-    const std::string folderName = target.getFolderName();
+    std::string folderName = target.getFolderName();
     if (std::filesystem::path(target.getName()).filename() != ShardManifest::FILE_NAME)
         throw MelnarException(SOURCE_FILE, LINE_FOREIGN_LOCK, MelnarException::NO_CAUSES, "The lock is one of '",
                               lock.getFileName(), "', and not of a manifest.");
@@ -646,8 +678,10 @@ void ShardedDictionary::save(FileLock& lock, const State state, const size_t num
     AtomicFileOutputStream::synchronizeFolder(folderName);
     removeRemains(folderName);
     ShardManifest manifest;
+    DictionaryHistory::Contents history;
     try {
         manifest = saveShards(folderName, state, numberOfThreads);
+        history = manifest.m_history;
         manifest.write(output);
         output.prepare();
     } catch (...) {
@@ -655,8 +689,8 @@ void ShardedDictionary::save(FileLock& lock, const State state, const size_t num
         throw;
     }
     output.commit();
-    noteSaved(folderName, std::move(manifest));
-    removeRemains(folderName);
+    adopt(std::move(folderName), std::move(manifest), std::move(history));
+    removeRemains(m_folderName);
 }
 
 /// Nobody uses the shard, so that no order is needed.

@@ -146,7 +146,7 @@ public:
     /// held. Files of shards that no manifest names, as a dead writer leaves them, are removed before and after, all
     /// others are left alone. New files get owner, group and permissions of the old manifest, as in
     /// AtomicFileOutputStream. Needs memory for a second copy of one shard for each of its threads, beside the memory
-    /// limit. After a throw the dictionary is what it was; the folder holds the old state, or the new one if it was only
+    /// limit; MelnarException if the system has too little. After a throw the dictionary is what it was; the folder holds the old state, or the new one if it was only
     /// its way to the disk that failed.
     void save(FileLock& lock, State state = State::WHOLE, size_t numberOfThreads = 1);
 
@@ -203,6 +203,7 @@ private:
     uint64_t getNumberOfResources(uint32_t shard) const noexcept;
     ShardManifest::Shard saveShard(uint32_t shard, const std::string& folderName) const;
     void removeRemains(const std::string& folderName) const noexcept;
+    void adopt(std::string folderName, ShardManifest manifest, DictionaryHistory::Contents history) noexcept;
     void releaseShard(uint32_t shard) noexcept;
 
     mutable MemoryManager m_memoryManager; // of all shards, which reading operations may open

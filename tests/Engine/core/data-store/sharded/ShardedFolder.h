@@ -1,10 +1,10 @@
 #pragma once
 
+#include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/sharded/ShardLayout.h"
 #include "Engine/core/data-store/sharded/ShardManifest.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 #include "Engine/core/data-store/sharded/ShardedDictionaryThread.h"
-#include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/stream/FileInputStream.h"
 #include "Engine/core/platform/stream/FileLock.h"
 #include "Engine/core/platform/stream/FileOutputStream.h"
@@ -19,8 +19,10 @@
 #include <map>
 #include <memory>
 #include <numeric>
+#include <ostream>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 // Sharded dictionaries of the model's literals, and the folders that they are saved to.
@@ -30,8 +32,17 @@ constexpr size_t SHARDED_MEMORY_LIMIT = size_t(512) << 20;
 
 constexpr uint64_t FEW_RESOURCES = uint64_t(1) << 16;
 
-/// By name.
-using FolderContents = std::map<std::string, std::string>;
+/// The bytes of files by name.
+struct FolderContents : std::map<std::string, std::string> {
+    using std::map<std::string, std::string>::map;
+};
+
+/// How GoogleTest shows them.
+inline void PrintTo(const FolderContents& contents,
+                    std::ostream* const output) { // NOLINT(readability-identifier-naming)
+    for (const auto& [name, bytes] : contents)
+        *output << name << " (" << bytes.size() << " bytes) ";
+}
 
 inline FolderContents getFolderContents(const std::string& folder) {
     FolderContents contents;
@@ -41,7 +52,7 @@ inline FolderContents getFolderContents(const std::string& folder) {
     return contents;
 }
 
-inline void writeFolder(const std::string& folder, const FolderContents& contents) {
+inline void writeFolder(const std::string& folder, const std::map<std::string, std::string>& contents) {
     std::filesystem::remove_all(folder);
     std::filesystem::create_directory(folder);
     for (const auto& [name, bytes] : contents) {
@@ -101,7 +112,7 @@ inline std::vector<uint32_t> findNumbersOfFirstShards(const uint32_t numberOfSha
 }
 
 /// A sharded dictionary of the model's literals, with a thread, and a model of the IDs.
-class ShardedHost : private Unmovable {
+class ShardedHost {
 public:
     explicit ShardedHost(const size_t memoryLimit = SHARDED_MEMORY_LIMIT, const uint64_t maximum = FEW_RESOURCES)
         : m_dictionary(std::make_unique<ShardedDictionary>(memoryLimit, maximum)) {}
@@ -110,6 +121,8 @@ public:
     explicit ShardedHost(const std::string& folder, const DictionaryOptions& options = {},
                          const size_t memoryLimit = SHARDED_MEMORY_LIMIT)
         : m_dictionary(ShardedDictionary::open(folder, memoryLimit, options)) {}
+
+    explicit ShardedHost(std::unique_ptr<ShardedDictionary> dictionary) : m_dictionary(std::move(dictionary)) {}
 
     std::vector<uint64_t> resolve(const std::vector<uint32_t>& numbers) {
         ShardedDictionaryThread thread(*m_dictionary);
