@@ -2,6 +2,8 @@
 
 #include "Engine/core/platform/stream/AtomicFileOutputStream.h"
 #include "Engine/core/platform/stream/FileInputStream.h"
+#include "Engine/core/platform/stream/FileLock.h"
+#include "Engine/core/platform/stream/TargetFile.h"
 
 #include <exception>
 #include <filesystem>
@@ -10,8 +12,19 @@
 
 namespace {
 
+std::string getName() {
+    return std::string(ShardSpill::WORK_PREFIX) + ShardManifest::FILE_NAME;
+}
+
 std::string getFileName(const std::string& folderName) {
-    return folderName + '/' + ShardSpill::WORK_PREFIX + ShardManifest::FILE_NAME;
+    return folderName + '/' + getName();
+}
+
+ShardManifest readManifestOf(const std::string& folderName) {
+    if (!ShardedDictionary::isFolder(folderName))
+        return {};
+    FileInputStream input(folderName + '/' + ShardManifest::FILE_NAME);
+    return ShardManifest::read(input);
 }
 
 } // namespace
@@ -37,14 +50,29 @@ void LoadCheckpoint::removeRemains(const std::string& folderName) noexcept {
     }
 }
 
+void LoadCheckpoint::removeFrom(const std::string& folderName) {
+    const TargetFile target(getFileName(folderName));
+    std::error_code error;
+    for (const std::string& fileName : {target.getName(), AtomicFileOutputStream::getTemporaryFileNameOf(target),
+                                        FileLock::getLockFileNameOf(target)})
+        if (std::filesystem::remove(fileName, error); error)
+            return; // The next load may go on, and so needs what has been put aside.
+    ShardSpill::removeFrom(folderName);
+}
+
+bool LoadCheckpoint::isNameOfFile(const std::string& fileName) {
+    return fileName == getName() || fileName.starts_with(getName() + '.') || ShardSpill::isNameOfFile(fileName);
+}
+
 LoadCheckpoint::LoadCheckpoint(std::string folderName, const CheckpointOptions& options, const size_t numberOfThreads,
                                ShardedDictionary& dictionary, ShardSpill& spill)
     : m_folderName(std::move(folderName)), m_options(options), m_numberOfThreads(numberOfThreads),
-      m_dictionary(dictionary), m_spill(spill), m_last(std::chrono::steady_clock::now()) {}
+      m_dictionary(dictionary), m_spill(spill), m_oldManifest(readManifestOf(m_folderName)),
+      m_last(std::chrono::steady_clock::now()) {}
 
 bool LoadCheckpoint::isDue() {
     if (m_options.m_blocks != 0)
-        return ++m_numberOfBlocks > m_options.m_blocks;
+        return m_numberOfBlocks++ >= m_options.m_blocks;
     return m_options.m_interval.count() != 0 && std::chrono::steady_clock::now() - m_last >= m_options.m_interval;
 }
 
@@ -54,7 +82,7 @@ void LoadCheckpoint::save(LoadWork& work) {
         m_dictionary.saveShards(m_folderName, ShardedDictionary::State::INTERMEDIATE, m_numberOfThreads);
     m_dictionary.noteSaved(m_folderName, manifest);
     write(work, manifest);
-    ShardedDictionary::removeRemains(m_folderName, {&manifest});
+    ShardedDictionary::removeRemains(m_folderName, {&manifest, &m_oldManifest});
 }
 
 void LoadCheckpoint::startResolving(const LoadWork& work) {
@@ -62,7 +90,8 @@ void LoadCheckpoint::startResolving(const LoadWork& work) {
     m_spill.synchronize(m_work);
     m_manifest = m_dictionary.getManifest();
     write(m_work, m_manifest);
-    ShardedDictionary::removeRemains(m_folderName, {&m_manifest});
+    m_savedManifest = m_manifest;
+    ShardedDictionary::removeRemains(m_folderName, {&m_manifest, &m_oldManifest});
 }
 
 void LoadCheckpoint::noteResolved(const uint32_t shard) {
@@ -71,8 +100,21 @@ void LoadCheckpoint::noteResolved(const uint32_t shard) {
     const std::lock_guard guard(m_mutex);
     m_work.m_shards[shard] = ofShard;
     m_manifest.m_shards[shard] = m_dictionary.getManifest().m_shards[shard];
-    if (isDue())
-        write(m_work, m_manifest);
+    if (!isDue())
+        return;
+    write(m_work, m_manifest);
+    removeReplaced();
+    m_savedManifest = m_manifest;
+}
+
+/// Other threads are making files of shards, which no manifest names yet.
+void LoadCheckpoint::removeReplaced() const {
+    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
+        const std::string fileName = m_savedManifest.getFileName(shard);
+        std::error_code error; // What cannot be removed does no harm.
+        if (fileName != m_manifest.getFileName(shard) && fileName != m_oldManifest.getFileName(shard))
+            std::filesystem::remove(m_folderName + '/' + fileName, error);
+    }
 }
 
 void LoadCheckpoint::write(const LoadWork& work, ShardManifest& manifest) {
@@ -84,9 +126,5 @@ void LoadCheckpoint::write(const LoadWork& work, ShardManifest& manifest) {
     manifest.m_work.clear();
     m_spill.keep();
     m_last = std::chrono::steady_clock::now();
-    m_numberOfBlocks = 0;
-}
-
-void LoadCheckpoint::remove() {
-    ShardSpill::removeFrom(m_folderName);
+    m_numberOfBlocks = 1; // the one that begins now
 }

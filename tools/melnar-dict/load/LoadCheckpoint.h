@@ -37,6 +37,12 @@ public:
     /// them cannot be read.
     static void removeRemains(const std::string& folderName) noexcept;
 
+    /// Removes it, if there is one, and then what has been put aside for it.
+    static void removeFrom(const std::string& folderName);
+
+    /// Whether a name within the folder is that of a file that a load makes beside those of shards.
+    static bool isNameOfFile(const std::string& fileName);
+
     LoadCheckpoint(std::string folderName, const CheckpointOptions& options, size_t numberOfThreads,
                    ShardedDictionary& dictionary, ShardSpill& spill);
 
@@ -52,20 +58,20 @@ public:
     /// Takes note that a shard has resolved its terms and has been saved, and saves that if it is time.
     void noteResolved(uint32_t shard);
 
-    /// Removes it: the load is done.
-    void remove();
-
 private:
     void write(const LoadWork& work, ShardManifest& manifest);
+    void removeReplaced() const;
 
     const std::string m_folderName;
     const CheckpointOptions m_options;
     const size_t m_numberOfThreads;
     ShardedDictionary& m_dictionary;
     ShardSpill& m_spill;
-    std::mutex m_mutex;                           // protects what follows
+    const ShardManifest m_oldManifest; // that the folder has until the load is done; of no shards if it has none
+    std::mutex m_mutex;                // protects what follows
     std::chrono::steady_clock::time_point m_last; // when it was saved
     uint64_t m_numberOfBlocks = 0;                // since then
     LoadWork m_work;                              // while shards resolve their terms, as what follows
     ShardManifest m_manifest;
+    ShardManifest m_savedManifest; // the last one
 };

@@ -3,31 +3,36 @@
 #include "tools/melnar-dict/input/PackedFormat.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/StandardStream.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
 
-#include "Engine/core/data-store/sharded/ShardManifest.h"
+#include <filesystem>
+#include <system_error>
 
 namespace {
 
 /// Refuses another output than the dictionary that would destroy something.
 void checkOtherOutput(const LoadOptions& options, const std::string& outputName) {
     refusePackedOutput(outputName);
+    if (options.m_makesShards && isInFolder(outputName, options.m_output.m_outputName))
+        throw ToolFailure(ExitCode::USAGE, "'" + outputName + "' is in the folder of the dictionary");
     const OutputCheck check(outputName, options.m_output.m_isForced);
     for (const auto& [fileName, format] : options.m_files)
         check.refuseInput(fileName);
     if (!options.m_intoName.empty())
-        check.refuseInput(getDictionaryFileName(options, options.m_intoName));
-    if (!options.m_output.m_outputName.empty()) {
-        const std::string dictionaryName = getDictionaryFileName(options, options.m_output.m_outputName);
-        OutputCheck(dictionaryName, options.m_makesShards || options.m_output.m_isForced).refuseOutput(outputName);
-        check.refuseOutput(dictionaryName);
+        check.refuseInput(options.m_intoName);
+    if (!options.m_makesShards && !options.m_output.m_outputName.empty()) {
+        OutputCheck(options.m_output.m_outputName, options.m_output.m_isForced).refuseOutput(outputName);
+        check.refuseOutput(options.m_output.m_outputName);
     }
     check.refuseDictionary();
 }
 
 } // namespace
 
-std::string getDictionaryFileName(const LoadOptions& options, const std::string& dictionaryName) {
-    return options.m_makesShards ? dictionaryName + '/' + ShardManifest::FILE_NAME : dictionaryName;
+bool isInFolder(const std::string& fileName, const std::string& folderName) {
+    std::error_code error; // A folder that is not there has no files.
+    const std::filesystem::path path = std::filesystem::weakly_canonical(std::filesystem::absolute(fileName), error);
+    return std::filesystem::equivalent(path.parent_path(), folderName, error);
 }
 
 void checkOtherOutputs(const LoadOptions& options) {

@@ -4,8 +4,8 @@
 
 #include <string>
 
-/// The file by which a dictionary is locked and replaced: itself, or the manifest of a folder.
-std::string getDictionaryFileName(const LoadOptions& options, const std::string& dictionaryName);
+/// Whether a file, there or not, is in this folder.
+bool isInFolder(const std::string& fileName, const std::string& folderName);
 
 /// Refuses what is skipped and rows that would destroy something, or each other.
 void checkOtherOutputs(const LoadOptions& options);

@@ -7,13 +7,11 @@
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/Dictionary.h"
-#include "Engine/core/data-store/dictionary/BatchFailure.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 
 #include <nlohmann/json.hpp>
 
 #include <optional>
-#include <vector>
 
 Lookup Lookup::ofResourceID(const uint64_t resourceID) {
     return {.m_question = std::to_string(resourceID), .m_asksForTerm = true, .m_resourceID = resourceID};
@@ -37,27 +35,28 @@ void Lookup::answer(const Dictionary& dictionary) {
         appendTermText(m_lexicalForm, m_datatypeID, m_turtleTerm);
     } else if (m_resourceID < dictionary.getCommitPoint().m_resourceID && dictionary.hasResource(m_resourceID)) {
         m_datatypeID = dictionary.getResource(m_resourceID, m_lexicalForm);
-        takeTerm();
+        describeFoundTerm();
     }
 }
 
 void Lookup::answer(const ShardedDictionary& dictionary) {
-    BatchEntry entry{m_lexicalForm, m_resourceID, m_datatypeID};
     if (!m_asksForTerm) {
-        std::vector<BatchFailure> failures;
+        BatchEntry entry{m_lexicalForm, 0, m_datatypeID};
+        std::vector<BatchFailure> failures; // A form that is refused has no ID.
         dictionary.tryResolveResources({&entry, 1}, failures);
         m_resourceID = entry.m_resourceID;
         appendTermText(m_lexicalForm, m_datatypeID, m_turtleTerm);
     } else if (dictionary.hasResource(m_resourceID)) {
+        BatchEntry entry;
+        entry.m_resourceID = m_resourceID;
         dictionary.getResources({&entry, 1});
         m_datatypeID = entry.m_datatypeID;
         dictionary.appendLexicalForm(entry, m_lexicalForm);
-        takeTerm();
+        describeFoundTerm();
     }
 }
 
-/// Makes the text of the term that was found.
-void Lookup::takeTerm() {
+void Lookup::describeFoundTerm() {
     m_flaw = findTermFlaw(m_lexicalForm, m_datatypeID);
     if (m_flaw == nullptr)
         appendTermText(m_lexicalForm, m_datatypeID, m_turtleTerm);

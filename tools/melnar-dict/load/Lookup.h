@@ -31,7 +31,7 @@ struct Lookup {
     /// Finds the answer among what is committed.
     void answer(const Dictionary& dictionary);
 
-    /// Finds the answer among all there is.
+    /// Finds it in a dictionary that has no commits.
     void answer(const ShardedDictionary& dictionary);
 
     /// One line: ID, tab and term; or "not found", tab and what was asked for, a term in Turtle syntax. Nothing for a term
@@ -45,5 +45,5 @@ struct Lookup {
     Json toJson() const;
 
 private:
-    void takeTerm();
+    void describeFoundTerm();
 };

@@ -1,13 +1,13 @@
 #include "tools/melnar-dict/load/ShardedFolder.h"
 
-#include "tools/melnar-dict/load/ShardSpill.h"
+#include "tools/melnar-dict/load/LoadCheckpoint.h"
+#include "tools/melnar-dict/load/LoadOutputs.h"
 #include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/sharded/ShardManifest.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 #include "Engine/core/platform/stream/FileLock.h"
-#include "Engine/core/platform/stream/TargetFile.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -30,8 +30,8 @@ bool hasOtherFiles(const std::string& folderName) {
     std::error_code error;
     return std::ranges::any_of(fs::directory_iterator(folderName, error), [&](const fs::directory_entry& entry) {
         const std::string name = entry.path().filename().string();
-        return !name.starts_with(manifest) && !ShardManifest::isNameOfShard(name) &&
-               !name.starts_with(ShardSpill::WORK_PREFIX);
+        return name != manifest && !name.starts_with(manifest + '.') && !ShardManifest::isNameOfShard(name) &&
+               !LoadCheckpoint::isNameOfFile(name);
     });
 }
 
@@ -68,7 +68,6 @@ void ShardedFolder::check() const {
                           "the folder '" + m_name +
                               "' is not empty and no dictionary; --force puts one beside what it holds");
     for (const auto& [fileName, format] : m_options.m_files)
-        if (fileName != STANDARD_STREAM &&
-            fs::equivalent(fs::path(TargetFile(fileName).getFolderName()), m_name, error))
+        if (fileName != STANDARD_STREAM && isInFolder(fileName, m_name))
             throw ToolFailure(ExitCode::USAGE, "the input '" + fileName + "' is in the folder of the dictionary");
 }

@@ -31,13 +31,14 @@
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace {
 
-// What a load needs beside the shards: the buffers of what is put aside, and for each thread the terms of a block, which is
-// larger than that of other loads, and the same once more, sorted by shards.
-constexpr uint64_t BYTES_OF_SPILL =
-    ShardLayout::NUMBER_OF_SHARDS * (SpillFile::BUFFER_SIZE + SpillFile::BUFFER_SIZE / 2);
+// What a load needs beside the shards: the buffers of what is put aside, of terms and of their IDs, to be written and then
+// read; and for each thread the terms of a block, which is larger than that of other loads, and the same once more, sorted by
+// shards.
+constexpr uint64_t BYTES_OF_SPILL = ShardLayout::NUMBER_OF_SHARDS * 3 * SpillFile::BUFFER_SIZE;
 constexpr uint64_t BYTES_OF_THREAD = 4 * MemoryLimit::BYTES_OF_THREAD_WITH_TERMS;
 
 /// Of the shards' memory, what is kept for their growth after the last look at it, and for the copies that are saved.
@@ -84,7 +85,7 @@ bool canReadAgain(const LoadOptions& options) {
     });
 }
 
-/// All that the outcome of a load depends on, the sizes of its inputs included.
+/// All that the outcome of a load depends on, with the sizes and times of its inputs instead of their bytes.
 std::string describeTask(const LoadOptions& options, const ShardedDictionary& dictionary) {
     std::string task =
         "rows " + std::to_string(options.m_idsName.empty() ? 0 : options.m_rows.getNumberOfColumns(options.m_files));
@@ -92,13 +93,16 @@ std::string describeTask(const LoadOptions& options, const ShardedDictionary& di
     task += " version " + std::to_string(static_cast<int>(options.m_version));
     task += " line " + std::to_string(options.m_maximumLine);
     task += " shared " + std::to_string(options.m_blankNodes.m_mode == BlankNodeScope::Mode::SHARED);
+    task += " block " + std::to_string(ShardResolver::BLOCK_SIZE);
     task += " base " + options.m_base + '\n';
     if (const std::optional<DictionaryIdentity> identity = dictionary.getHistory().getIdentity())
         task += "into " + identity->toString() + '\n';
     for (const auto& [fileName, format] : options.m_files) {
         std::error_code error;
         task += std::to_string(static_cast<int>(format)) + ' ' +
-                std::to_string(std::filesystem::file_size(fileName, error)) + ' ' + fileName + '\n';
+                std::to_string(std::filesystem::file_size(fileName, error)) + ' ' +
+                std::to_string(std::filesystem::last_write_time(fileName, error).time_since_epoch().count()) + ' ' +
+                fileName + '\n';
     }
     return task;
 }
@@ -148,18 +152,6 @@ bool isLargerThan(const ShardedDictionary& dictionary, const size_t memory) {
     return fileBytes + fileBytes / 4 > memory; // in memory there are fingerprints, too
 }
 
-/// Asks the saved dictionary, of which a few shards are needed.
-std::vector<Lookup> answer(const LoadOptions& options, const std::string& folderName, const size_t dictionaryLimit) {
-    std::vector<Lookup> lookups = options.m_lookups;
-    if (lookups.empty())
-        return lookups;
-    const std::unique_ptr<ShardedDictionary> saved =
-        ShardedDictionary::open(folderName, dictionaryLimit, {.m_canGrow = false});
-    for (Lookup& lookup : lookups)
-        lookup.answer(*saved);
-    return lookups;
-}
-
 } // namespace
 
 ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput) {
@@ -177,7 +169,7 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
     std::optional<RowOutput> rows;
     if (!options.m_idsName.empty()) {
         rows.emplace(options, output, options.m_feedback.getNoteOutput(errorOutput));
-        checkOtherOutputs(options);
+        checkOtherOutputs(options); // The file may have come or changed since.
     }
     MessageOutput messages(errorOutput);
     requireRoom(options, folder, dictionaryLimit, messages);
@@ -190,18 +182,26 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
         blankNodes.m_firstDocument = ownedDictionary->getManifest().m_nextDocument;
     LoadWork work{.m_task = describeTask(options, *ownedDictionary),
                   .m_isFull = isLargerThan(*ownedDictionary, getLargestMemory(dictionaryLimit))};
-    if (std::optional<LoadCheckpoint::Unfinished> unfinished = LoadCheckpoint::read(folder.getName());
-        unfinished && unfinished->m_work.m_task == work.m_task && canReadAgain(options)) {
+    bool isGoingOn = false;
+    std::optional<LoadCheckpoint::Unfinished> unfinished = LoadCheckpoint::read(folder.getName());
+    if (unfinished && unfinished->m_work.m_task == work.m_task && canReadAgain(options)) {
         work = std::move(unfinished->m_work);
+        isGoingOn = true;
         ownedDictionary = ShardedDictionary::open(folder.getName(), std::move(unfinished->m_manifest), dictionaryLimit);
         options.m_feedback.getNoteOutput(errorOutput) << "going on with the load that was interrupted, which has " +
                                                              std::to_string(ownedDictionary->getNumberOfResources()) +
                                                              " terms so far\n";
-    } else
-        ShardSpill::removeFrom(folder.getName()); // of another load
+    } else {
+        if (unfinished)
+            options.m_feedback.getNoteOutput(errorOutput)
+                << "giving up another load into '" + toPrintable(folder.getName()) + "', which was interrupted\n";
+        LoadCheckpoint::removeFrom(folder.getName());
+    }
     ShardedDictionary& dictionary = *ownedDictionary;
     LoadRun run(options, output, messages, errorOutput);
     ShardSpill spill(folder.getName(), work);
+    if (isGoingOn)
+        spill.keep(); // also if this process saves nothing
     std::optional<LoadCheckpoint> checkpoint;
     if (canReadAgain(options))
         checkpoint.emplace(folder.getName(), options.m_checkpoint, options.m_numberOfThreads, dictionary, spill);
@@ -249,9 +249,11 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
         else
             file.commit();
         dictionary.noteSaved(folder.getName(), std::move(manifest));
-        if (checkpoint)
-            checkpoint->remove();
+        LoadCheckpoint::removeFrom(folder.getName());
     }
     addDictionary(dictionary.getManifest(), report);
-    return run.print(report, answer(options, folder.getName(), dictionaryLimit));
+    std::vector<Lookup> lookups = options.m_lookups;
+    for (Lookup& lookup : lookups)
+        lookup.answer(dictionary);
+    return run.print(report, lookups);
 }

@@ -1,0 +1,635 @@
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/tools/melnar-dict/ToolProcess.h"
+#include "tests/tools/melnar-dict/input/GzipText.h"
+#include "tools/melnar-dict/rows/NpyHeader.h"
+#include "tools/melnar-dict/shell/MemoryLimit.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* QUADS = "<urn:s> <urn:p> \"one\" .\n"
+                              "_:b <urn:p> \"one\"@en-GB <urn:g> .\n"
+                              "_:b <urn:p> \"1\"^^<urn:int> _:g .\n"
+                              "_:b <urn:p> \"\xD9\x88\"@ar--rtl .\n"
+                              "<urn:s> <urn:p> <<( _:b <urn:p> \"two\" )>> <urn:g> .\n"
+                              "<urn:s> <urn:p> \"one\" .\n";
+constexpr const char* MORE_QUADS = "<urn:s> <urn:p> \"three\" <urn:g> .\n";
+
+/// Several blocks of a mebibyte with so many texts. Each shard that gets a term takes its time to be saved.
+std::string makeTriples(const size_t numberOfBlocks, const size_t numberOfTexts = 50) {
+    std::string text;
+    for (size_t number = 0; text.size() < numberOfBlocks << 20; ++number)
+        text += "<http://example.org/subject/" + std::to_string(number % 10) + "> <urn:p> \"text " +
+                std::to_string(number * 7 % numberOfTexts) + " " + std::string(200, 'x') + "\"" +
+                (number % numberOfTexts % 3 == 0 ? "@en .\n" : " .\n");
+    return text;
+}
+
+/// A load into shards as a process, run where its files are.
+class LoadShardsTest : public testing::Test {
+protected:
+    LoadShardsTest() {
+        m_directory.addFile("in.nq", QUADS);
+        m_directory.addFile("more.nq", MORE_QUADS);
+        m_directory.addFile("bad.nq", std::string(QUADS) + "no statement\n");
+    }
+
+    ToolInput getInput() const {
+        ToolInput input;
+        input.m_workingDirectory = m_directory.getPathOf("");
+        return input;
+    }
+
+    ToolResult run(const std::vector<std::string>& arguments) const { return runToolProcess(arguments, getInput()); }
+
+    ToolResult expectSuccess(const std::vector<std::string>& arguments) const {
+        const ToolResult result = run(arguments);
+        EXPECT_EQ(0, result.m_exitCode) << testing::PrintToString(arguments);
+        EXPECT_EQ("", result.m_errorOutput) << testing::PrintToString(arguments);
+        return result;
+    }
+
+    /// Expects a run to be refused before any work, and to leave the files as they are.
+    void expectRefusal(const std::vector<std::string>& arguments, const std::string& message) const {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        const auto files = getFiles();
+        const ToolResult result = run(arguments);
+        EXPECT_EQ(2, result.m_exitCode);
+        EXPECT_EQ("melnar-dict: " + message + "\n", result.m_errorOutput);
+        EXPECT_EQ("", result.m_output);
+        EXPECT_TRUE(files == getFiles());
+    }
+
+    std::string getContentsOf(const std::string& fileName) const {
+        return TemporaryDirectory::getContentsOf(m_directory.getPathOf(fileName));
+    }
+
+    /// The contents of all files, by their names; of one folder or of all.
+    std::map<std::string, std::string> getFiles(const std::string& folder = "") const {
+        std::map<std::string, std::string> files;
+        const std::filesystem::path root = m_directory.getPathOf(folder);
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(root))
+            files[std::filesystem::relative(entry.path(), root)] =
+                entry.is_regular_file() ? TemporaryDirectory::getContentsOf(entry.path()) : "";
+        return files;
+    }
+
+    /// The names of what is beside the folders.
+    std::vector<std::string> getNames() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(m_directory.getPathOf("")))
+            names.push_back(entry.path().filename());
+        std::ranges::sort(names);
+        return names;
+    }
+
+    bool exists(const std::string& fileName) const { return std::filesystem::exists(m_directory.getPathOf(fileName)); }
+
+    std::string decode(const std::string& rows, const std::string& dictionary) const {
+        return expectSuccess({"decode", rows, "-d", dictionary, "-o", "-"}).m_output;
+    }
+
+    const TemporaryDirectory m_directory;
+};
+
+TEST_F(LoadShardsTest, rowsAppearTogetherWithTheFolderAndMeanTheStatements) {
+    const ToolResult result = expectSuccess({"load", "--shards", "in.nq", "-o", "d", "--ids", "T.npy"});
+    EXPECT_EQ(0u, result.m_output.find("triples                                 6\n")) << result.m_output;
+    EXPECT_EQ(QUADS, decode("T.npy", "d"));
+    expectSuccess({"encode", "in.nq", "-d", "d", "-o", "E.npy"});
+    EXPECT_EQ(getContentsOf("T.npy"), getContentsOf("E.npy")) << "encode writes the same";
+    expectSuccess({"verify", "d"});
+    for (const auto& [name, contents] : getFiles("d"))
+        EXPECT_TRUE(name == "manifest" || name.starts_with("shard-")) << name;
+    EXPECT_EQ((std::vector<std::string>{"E.npy", "T.npy", "bad.nq", "d", "in.nq", "more.nq"}), getNames());
+}
+
+TEST_F(LoadShardsTest, folderAndRowsAreTheSameWithAnyThreadsAndMemory) {
+    const std::string text = makeTriples(5, 120);
+    m_directory.addFile("in.nt", text.substr(0, text.find('\n', text.size() / 2) + 1));
+    m_directory.addFile("rest.nt.gz", gzip(text.substr(text.find('\n', text.size() / 2) + 1)));
+    expectSuccess({"load", "--shards", "in.nt", "rest.nt.gz", "-o", "d", "--ids", "d.npy", "--threads", "1"});
+    EXPECT_TRUE(text == decode("d.npy", "d"));
+    const auto expected = getFiles("d");
+    for (const std::vector<std::string>& options :
+         std::vector<std::vector<std::string>>{{"--threads", "2"},
+                                               {"--threads", "7", "--checkpoint", "2b"},
+                                               {"--threads", "1", "--memory-limit", "76M"},
+                                               {"--threads", "3", "--memory-limit", "86M", "--checkpoint", "1b"},
+                                               {"--threads", "3", "--memory-limit", "80M", "--checkpoint", "0"}}) {
+        SCOPED_TRACE(testing::PrintToString(options));
+        std::vector<std::string> arguments{"load", "--shards", "in.nt", "rest.nt.gz", "-o", "e", "--ids", "e.npy"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        expectSuccess(arguments);
+        EXPECT_TRUE(expected == getFiles("e"));
+        EXPECT_TRUE(getContentsOf("d.npy") == getContentsOf("e.npy"));
+        std::filesystem::remove_all(m_directory.getPathOf("e"));
+    }
+}
+
+TEST_F(LoadShardsTest, turtleAndPackedInputGiveWhatAPlainDictionaryGives) {
+    m_directory.addFile("in.ttl", "@prefix : <urn:> .\n:s :p [ :q \"a\", \"b\" ], ( 1 2.5 \"c\"@en ) .\n");
+    m_directory.addFile("in.nt.gz", gzip(makeTriples(1)));
+    expectSuccess({"load", "in.ttl", "in.nt.gz", "in.nq", "-o", "plain", "--ids", "plain.npy"});
+    expectSuccess({"load", "--shards", "in.ttl", "in.nt.gz", "in.nq", "-o", "d", "--ids", "d.npy"});
+    EXPECT_TRUE(decode("plain.npy", "plain") == decode("d.npy", "d"));
+}
+
+TEST_F(LoadShardsTest, theFiguresAreThoseOfAPlainLoad) {
+    m_directory.addFile("in.nt", makeTriples(2));
+    m_directory.addFile("mixed.nq", std::string(QUADS) + "no statement\n" + MORE_QUADS);
+    const std::vector<std::string> inputs{"in.nt", "mixed.nq", "in.nq", "--lenient", "--quiet"};
+    const auto getFigures = [&](std::vector<std::string> arguments) {
+        arguments.insert(arguments.end(), inputs.begin(), inputs.end());
+        nlohmann::json json = nlohmann::json::parse(expectSuccess(arguments).m_output);
+        for (const char* const key : {"memoryBytes", "seconds", "literalsPerSecond", "termsPerSecond"}) {
+            EXPECT_TRUE(json.contains(key)) << key;
+            json.erase(key);
+        }
+        return json;
+    };
+    const nlohmann::json plain = getFigures({"load", "-o", "plain", "--json"});
+    EXPECT_EQ(1, plain["errors"]);
+    EXPECT_EQ(plain, getFigures({"load", "--shards", "-o", "d", "--json"}));
+    EXPECT_EQ(plain, getFigures({"load", "--shards", "-o", "e", "--json", "--threads", "1", "--memory-limit", "76M"}));
+    EXPECT_EQ(getFigures({"load", "--into", "plain", "--json"}), getFigures({"load", "--into", "d", "--json"}));
+}
+
+TEST_F(LoadShardsTest, lookupsAreAnswered) {
+    expectSuccess({"load", "--shards", "in.nq", "-o", "d"});
+    const auto lookUp = [this](const std::string& term) {
+        const std::string line = expectSuccess({"lookup", "d", term}).m_output;
+        return line.substr(0, line.find_first_not_of("0123456789"));
+    };
+    const std::string tagged = lookUp("\"one\"@en-GB");
+    const std::string blank = lookUp("_:b");
+    const std::string iri = lookUp("<urn:p>");
+    const ToolResult result =
+        run({"load", "--shards", "in.nq", "-o", "e", "--query", "\"one\"@en-GB", "--query", "\"none\"", "--query",
+             "_:b", "--get", iri, "--get", tagged, "--get", "0", "--get", "123456789"});
+    EXPECT_EQ(1, result.m_exitCode);
+    EXPECT_EQ("", result.m_errorOutput);
+    const std::string expected = tagged + "\t\"one\"@en-GB\nnot found\t\"none\"\n" + blank + "\t_:b\n" + iri +
+                                 "\t<urn:p>\n" + tagged + "\t\"one\"@en-GB\nnot found\t0\nnot found\t123456789\n";
+    EXPECT_TRUE(result.m_output.ends_with(expected)) << result.m_output;
+}
+
+TEST_F(LoadShardsTest, aFolderThatGrowsKeepsItsIDs) {
+    expectSuccess({"load", "--shards", "in.nq", "-o", "d", "--ids", "T.npy"});
+    const std::string before = run({"dump", "d"}).m_output;
+    const auto old = getFiles("d");
+    expectSuccess({"load", "more.nq", "in.nq", "--into", "d", "-o", "e", "--ids", "U.npy"});
+    EXPECT_TRUE(old == getFiles("d"));
+    expectSuccess({"load", "more.nq", "in.nq", "--into", "d/", "--ids", "V.npy", "--threads", "2"});
+    EXPECT_TRUE(getFiles("e") == getFiles("d"));
+    EXPECT_EQ(getContentsOf("U.npy"), getContentsOf("V.npy"));
+    EXPECT_EQ(QUADS, decode("T.npy", "d")) << "old rows mean what they meant";
+    const std::string statements = decode("U.npy", "e");
+    EXPECT_EQ(0u, statements.find(MORE_QUADS));
+    EXPECT_NE(std::string::npos, statements.find("_:doc3-b <urn:p> \"one\"@en-GB <urn:g> .\n")) << statements;
+    const ToolResult refusal = run({"load", "in.nq", "--into", "e", "--shards", "-o", "plain", "--order", "any"});
+    EXPECT_EQ(2, refusal.m_exitCode);
+    std::string after = run({"dump", "d"}).m_output;
+    for (size_t begin = 0; begin < before.size(); begin = before.find('\n', begin) + 1) {
+        const std::string line = before.substr(begin, before.find('\n', begin) + 1 - begin);
+        EXPECT_NE(std::string::npos, after.find(line)) << line;
+    }
+}
+
+TEST_F(LoadShardsTest, nothingNewLeavesTheShards) {
+    expectSuccess({"load", "--shards", "more.nq", "-o", "d"});
+    auto files = getFiles("d");
+    expectSuccess({"load", "more.nq", "--into", "d"});
+    auto after = getFiles("d");
+    files.erase("manifest"); // which lists the inputs
+    after.erase("manifest");
+    EXPECT_EQ(files, after);
+    m_directory.addFile("empty.nt", "");
+    expectSuccess({"load", "--shards", "empty.nt", "-o", "none", "--ids", "none.npy"});
+    EXPECT_EQ(1u, getFiles("none").size());
+    EXPECT_EQ(NpyHeader::SIZE, getContentsOf("none.npy").size());
+    expectSuccess({"verify", "none"});
+    expectSuccess({"load", "more.nq", "--into", "none", "--ids", "T.npy"});
+    EXPECT_EQ(MORE_QUADS, decode("T.npy", "none"));
+}
+
+TEST_F(LoadShardsTest, aDictionaryIsReplacedByAnotherOne) {
+    expectSuccess({"load", "--shards", "more.nq", "-o", "d"});
+    expectSuccess({"load", "--shards", "in.nq", "-o", "d", "--ids", "T.npy"});
+    expectSuccess({"load", "--shards", "in.nq", "-o", "e"});
+    EXPECT_TRUE(getFiles("e") == getFiles("d"));
+    EXPECT_EQ(QUADS, decode("T.npy", "d"));
+}
+
+TEST_F(LoadShardsTest, blankNodesMayBeShared) {
+    expectSuccess({"load", "--shards", "in.nq", "-o", "d"});
+    expectSuccess({"load", "in.nq", "--into", "d", "--blank-nodes", "shared", "--ids", "T.npy"});
+    EXPECT_EQ(QUADS, decode("T.npy", "d"));
+}
+
+TEST_F(LoadShardsTest, rowsHaveTheWidthAndTheColumnsThatAreAskedFor) {
+    m_directory.addFile("in.nt", "<urn:s> <urn:p> <urn:o> .\n");
+    for (const auto& [options, rowSize] : std::vector<std::pair<std::vector<std::string>, size_t>>{
+             {{}, 12}, {{"--id-width", "8"}, 24}, {{"--quads"}, 16}, {{"--quads", "--id-width", "8"}, 32}}) {
+        std::vector<std::string> arguments{"load", "--shards", "in.nt", "-o", "d", "--ids", "T.npy"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        expectSuccess(arguments);
+        EXPECT_EQ(NpyHeader::SIZE + rowSize, getContentsOf("T.npy").size());
+        EXPECT_EQ("<urn:s> <urn:p> <urn:o> .\n", decode("T.npy", "d"));
+    }
+}
+
+TEST_F(LoadShardsTest, standardOutputHasTheRowsAlone) {
+    expectSuccess({"load", "--shards", "in.nq", "-o", "d", "--ids", "T.npy"});
+    const ToolResult result = expectSuccess({"load", "--shards", "in.nq", "-o", "e", "--ids", "-", "--quiet"});
+    EXPECT_EQ(getContentsOf("T.npy").substr(NpyHeader::SIZE), result.m_output);
+    EXPECT_TRUE(getFiles("d") == getFiles("e"));
+}
+
+TEST_F(LoadShardsTest, standardInputAndPipesAreRead) {
+    expectSuccess({"load", "--shards", "in.nq", "-o", "d"});
+    ToolInput input = getInput();
+    input.m_input = QUADS;
+    const ToolResult result = runToolProcess(
+        {"load", "--shards", "-", "--format", "nq", "-o", "e", "--checkpoint", "1b", "--query", "\"one\""}, input);
+    EXPECT_EQ(0, result.m_exitCode) << result.m_errorOutput;
+    auto expected = getFiles("d");
+    auto files = getFiles("e");
+    expected.erase("manifest"); // which names the input
+    files.erase("manifest");
+    EXPECT_TRUE(expected == files);
+    ASSERT_EQ(0, ::mkfifo(m_directory.getPathOf("pipe.nq").c_str(), 0600));
+    for (int round = 0; round < 2; ++round) { // the folder is there in the second one
+        RunningTool tool({"load", "--shards", "pipe.nq", "-o", "f"}, getInput());
+        const int pipeEnd = ::open(m_directory.getPathOf("pipe.nq").c_str(), O_WRONLY | O_CLOEXEC);
+        EXPECT_EQ(1, ::write(pipeEnd, "\n", 1));
+        ::close(pipeEnd);
+        const ToolResult piped = tool.wait();
+        EXPECT_EQ(0, piped.m_exitCode) << piped.m_errorOutput;
+    }
+}
+
+TEST_F(LoadShardsTest, wrongCommandLinesAreRefused) {
+    expectSuccess({"load", "in.nq", "-o", "plain"});
+    expectRefusal({"load", "--shards", "in.nq"}, "--shards needs -o, the folder of the dictionary");
+    expectRefusal({"load", "--shards", "in.nq", "-o", "d", "--strings-only"},
+                  "--strings-only is for a dictionary without shards");
+    expectRefusal({"load", "--shards", "in.nq", "-o", "d", "--order", "any"},
+                  "the IDs of shards follow the order of the input: --order any is for a dictionary without shards");
+    expectRefusal({"load", "--shards", "in.nq", "-o", "d", "--max-resources", "10"},
+                  "--max-resources is for a dictionary without shards");
+    expectRefusal({"load", "--shards", "in.nq", "--into", "plain"},
+                  "--shards cannot add to 'plain', which has no shards");
+    expectRefusal({"load", "--shards", "in.nq", "--into", "missing"},
+                  "--shards cannot add to 'missing', which has no shards");
+    expectRefusal({"load", "in.nq", "-o", "d", "--checkpoint", "5"}, "--checkpoint is for a dictionary of shards");
+    expectSuccess({"load", "--shards", "in.nq", "-o", "d", "--order", "input"});
+    expectRefusal({"load", "in.nq", "-o", "d"}, "'d' exists and is not a regular file, so that it cannot be replaced");
+    expectSuccess({"load", "in.nq", "--into", "d", "--checkpoint", "5"});
+}
+
+TEST_F(LoadShardsTest, outputsThatWouldDestroySomethingAreRefused) {
+    expectRefusal({"load", "--shards", "in.nq", "-o", "more.nq"},
+                  "'more.nq' exists and is not a folder; --shards makes one");
+    expectRefusal({"load", "--shards", "in.nq", "-o", "more.nq", "--force"},
+                  "'more.nq' exists and is not a folder; --shards makes one");
+    std::filesystem::create_directory(m_directory.getPathOf("notes"));
+    for (const char* const name : {"notes/work-plan.txt", "notes/manifesto"}) {
+        m_directory.addFile(name, "my own");
+        expectRefusal({"load", "--shards", "in.nq", "-o", "notes"},
+                      "the folder 'notes' is not empty and no dictionary; --force puts one beside what it holds");
+        if (name == std::string("notes/work-plan.txt"))
+            std::filesystem::rename(m_directory.getPathOf(name), m_directory.getPathOf("work-plan.txt"));
+    }
+    std::filesystem::rename(m_directory.getPathOf("work-plan.txt"), m_directory.getPathOf("notes/work-plan.txt"));
+    expectSuccess({"load", "--shards", "in.nq", "-o", "notes", "--force"});
+    expectSuccess({"load", "--into", "notes", "more.nq"});
+    EXPECT_EQ("my own", getContentsOf("notes/work-plan.txt"));
+    EXPECT_EQ("my own", getContentsOf("notes/manifesto"));
+    std::filesystem::copy(m_directory.getPathOf("in.nq"), m_directory.getPathOf("notes/in.nq"));
+    for (const char* const force : {"--quiet", "--force"})
+        expectRefusal({"load", "--shards", "notes/in.nq", "-o", "notes", force},
+                      "the input 'notes/in.nq' is in the folder of the dictionary");
+}
+
+TEST_F(LoadShardsTest, rowsAndRejectedStatementsStayOutOfTheFolder) {
+    for (const bool isThere : {false, true}) {
+        if (isThere)
+            expectSuccess({"load", "--shards", "in.nq", "-o", "d"});
+        for (const std::string name : {"d/T.npy", "./d/T.npy", "d/manifest", "d/work-rows"})
+            expectRefusal({"load", "--shards", "in.nq", "-o", "d", "--ids", name, "--force"},
+                          "'" + name + "' is in the folder of the dictionary");
+        expectRefusal({"load", "--shards", "in.nq", "-o", "d/", "--lenient", "--rejected", "d/r", "--force"},
+                      "'d/r' is in the folder of the dictionary");
+    }
+    expectRefusal({"load", "--shards", "in.nq", "more.nq", "-o", "e", "--ids", "more.nq"},
+                  "the input 'more.nq' is also the output 'more.nq'");
+    EXPECT_FALSE(exists("e"));
+}
+
+TEST_F(LoadShardsTest, anErrorLeavesTheOldFiles) {
+    for (const bool isThere : {false, true}) {
+        if (isThere)
+            expectSuccess({"load", "--shards", "more.nq", "-o", "d", "--ids", "T.npy"});
+        const auto files = getFiles();
+        for (const char* const threads : {"1", "3"})
+            for (const std::string name : {"bad.nq", "missing.nq"}) {
+                const ToolResult result =
+                    run({"load", "--shards", "in.nq", name, "-o", "d", "--ids", "T.npy", "--threads", threads});
+                EXPECT_EQ(name == "bad.nq" ? 1 : 3, result.m_exitCode);
+                EXPECT_EQ(0u, result.m_errorOutput.find(name)) << result.m_errorOutput;
+                EXPECT_EQ("", result.m_output);
+                EXPECT_TRUE(files == getFiles());
+            }
+    }
+    const auto files = getFiles("d");
+    EXPECT_EQ(1, run({"load", "bad.nq", "--into", "d"}).m_exitCode);
+    EXPECT_TRUE(files == getFiles("d"));
+}
+
+TEST_F(LoadShardsTest, aDiskThatIsFullLeavesTheOldFiles) {
+    m_directory.addFile("in.nt", makeTriples(2));
+    for (const bool isThere : {false, true}) {
+        if (isThere)
+            expectSuccess({"load", "--shards", "more.nq", "-o", "d", "--ids", "T.npy"});
+        const auto files = getFiles();
+        for (const char* const memory : {"1G", "76M"})
+            for (const std::string limit : {"0", "1", "40", "200"}) { // half-kilobytes
+                ToolInput input = getInput();
+                input.m_shellCommands = "ulimit -f " + limit;
+                const ToolResult result = runToolProcess({"load", "--shards", "in.nt", "-o", "d", "--ids", "T.npy",
+                                                          "--memory-limit", memory, "--threads", "1"},
+                                                         input);
+                EXPECT_EQ(3, result.m_exitCode) << limit << ' ' << memory;
+                EXPECT_EQ(limit != "0", result.m_errorOutput.find("File too large") != std::string::npos)
+                    << result.m_errorOutput << " (which is a file, too)";
+                for (const auto& [name, contents] : files)
+                    EXPECT_TRUE(!isThere || contents == getFiles()[name]) << name;
+                EXPECT_EQ(isThere, exists("T.npy"));
+            }
+    }
+    expectSuccess({"load", "--shards", "in.nt", "-o", "d", "--ids", "T.npy"});
+    EXPECT_TRUE(getContentsOf("in.nt") == decode("T.npy", "d"));
+}
+
+TEST_F(LoadShardsTest, aMemoryLimitThatIsTooSmallIsTold) {
+    const ToolResult result = run({"load", "--shards", "in.nq", "-o", "d", "--memory-limit", "20M", "--threads", "1"});
+    EXPECT_EQ(2, result.m_exitCode);
+    const std::string beginning = "melnar-dict: --memory-limit is too small for --shards: it must be ";
+    ASSERT_EQ(0u, result.m_errorOutput.find(beginning)) << result.m_errorOutput;
+    EXPECT_FALSE(exists("d"));
+    const std::string needed =
+        result.m_errorOutput.substr(beginning.size(), result.m_errorOutput.find(" or more\n") - beginning.size());
+    m_directory.addFile("in.nt", makeTriples(3));
+    expectSuccess({"load", "--shards", "in.nt", "-o", "d", "--ids", "T.npy", "--memory-limit", needed, "--threads", "1",
+                   "--checkpoint", "1b"});
+    EXPECT_TRUE(getContentsOf("in.nt") == decode("T.npy", "d"));
+}
+
+/// While a load is held in its midst: it tells of more errors than a pipe holds. The blocks before have been saved.
+class HeldLoadShardsTest : public LoadShardsTest {
+protected:
+    HeldLoadShardsTest() {
+        std::string text = makeTriples(3);
+        for (size_t number = 0; number < 10000; ++number)
+            text += "no statement " + std::to_string(number) + "\n";
+        m_directory.addFile("held.nt", text + makeTriples(2));
+        EXPECT_EQ(0, ::pipe2(m_ends.data(), O_CLOEXEC));
+    }
+
+    ~HeldLoadShardsTest() override {
+        ::close(m_ends[0]);
+        ::close(m_ends[1]);
+    }
+
+    static std::vector<std::string> getArguments(const std::vector<std::string>& more) {
+        std::vector<std::string> arguments{"load", "held.nt", "--lenient", "--errors",     "1000000", "--threads",
+                                           "2",    "--ids",   "T.npy",     "--checkpoint", "1b"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return arguments;
+    }
+
+    /// Starts a load and returns when it is held.
+    std::unique_ptr<RunningTool> startHeld(const std::vector<std::string>& more) {
+        ToolInput input = getInput();
+        input.m_errorDescriptor = m_ends[1];
+        auto tool = std::make_unique<RunningTool>(getArguments(more), input);
+        char character = 0;
+        EXPECT_EQ(1, ::read(m_ends[0], &character, 1));
+        EXPECT_EQ('h', character) << "of held.nt, whose errors are told";
+        return tool;
+    }
+
+    /// Kills a load in its midst.
+    void kill(const std::vector<std::string>& more) {
+        const std::unique_ptr<RunningTool> tool = startHeld(more);
+        tool->send(SIGKILL);
+        EXPECT_EQ(SIGKILL, tool->wait().m_signalNumber);
+    }
+
+    /// Runs the same load to its end. Returns what it tells first.
+    std::string finish(const std::vector<std::string>& more) const {
+        const ToolResult result = run(getArguments(more));
+        EXPECT_EQ(0, result.m_exitCode) << result.m_errorOutput;
+        return result.m_errorOutput.substr(0, result.m_errorOutput.find('\n') + 1);
+    }
+
+    /// What files an undisturbed load makes.
+    std::map<std::string, std::string> getExpected(const std::vector<std::string>& more) const {
+        EXPECT_EQ(0u, finish(more).find("held.nt:"));
+        std::map<std::string, std::string> files = getFiles("d");
+        files["T.npy"] = getContentsOf("T.npy");
+        std::filesystem::remove_all(m_directory.getPathOf("d"));
+        std::filesystem::remove(m_directory.getPathOf("T.npy"));
+        return files;
+    }
+
+    void expectFiles(std::map<std::string, std::string> expected) const {
+        EXPECT_TRUE(expected["T.npy"] == getContentsOf("T.npy"));
+        expected.erase("T.npy");
+        EXPECT_TRUE(expected == getFiles("d"));
+    }
+
+    /// For the next load: the old pipe is full.
+    void renewPipe() {
+        ::close(m_ends[0]);
+        ::close(m_ends[1]);
+        EXPECT_EQ(0, ::pipe2(m_ends.data(), O_CLOEXEC));
+    }
+
+    std::array<int, 2> m_ends{}; // of a pipe for standard error
+};
+
+TEST_F(HeldLoadShardsTest, aLoadThatWasKilledIsGoneOnWith) {
+    for (const std::vector<std::string>& options :
+         {std::vector<std::string>{"--shards", "-o", "d"}, {"--shards", "-o", "d", "--memory-limit", "76M"}}) {
+        const auto expected = getExpected(options);
+        kill(options);
+        EXPECT_TRUE(exists("d/work-manifest"));
+        EXPECT_FALSE(exists("d/manifest") || exists("T.npy"));
+        const std::string note = finish(options);
+        EXPECT_EQ(0u, note.find("going on with the load that was interrupted, which has ")) << note;
+        expectFiles(expected);
+        EXPECT_EQ(0u, finish(options).find("held.nt:")) << "from its start";
+        expectFiles(expected);
+        std::filesystem::remove_all(m_directory.getPathOf("d"));
+        std::filesystem::remove(m_directory.getPathOf("T.npy"));
+        renewPipe();
+    }
+}
+
+TEST_F(HeldLoadShardsTest, otherThreadsAndMemoryAreTheSameLoad) {
+    const auto expected = getExpected({"--shards", "-o", "d"});
+    kill({"--shards", "-o", "d", "--memory-limit", "76M"});
+    EXPECT_EQ(0u, finish({"--shards", "-o", "d", "--threads", "1", "--checkpoint", "0"}).find("going on with "));
+    expectFiles(expected);
+}
+
+TEST_F(HeldLoadShardsTest, readersSeeTheOldDictionaryUntilTheLoadIsDone) {
+    expectSuccess({"load", "--shards", "in.nq", "-o", "d", "--ids", "old.npy"});
+    const auto old = getFiles("d");
+    expectSuccess({"load", "--into", "d", "-o", "e", "more.nq"});
+    kill({"--into", "d"});
+    EXPECT_TRUE(exists("d/work-manifest"));
+    const auto files = getFiles("d");
+    for (const auto& [name, contents] : old)
+        EXPECT_TRUE(files.contains(name) && files.at(name) == contents) << name;
+    EXPECT_EQ(QUADS, decode("old.npy", "d"));
+    expectSuccess({"verify", "d"});
+    EXPECT_EQ(0u, finish({"--into", "d"}).find("going on with "));
+    EXPECT_EQ(QUADS, decode("old.npy", "d"));
+    expectSuccess({"verify", "d"});
+    EXPECT_FALSE(exists("d/work-manifest"));
+}
+
+TEST_F(HeldLoadShardsTest, whoIsAddedToAnotherFolderGoesOnThere) {
+    expectSuccess({"load", "--shards", "in.nq", "-o", "old"});
+    const auto old = getFiles("old");
+    const auto expected = getExpected({"--into", "old", "-o", "d"});
+    kill({"--into", "old", "-o", "d"});
+    EXPECT_EQ(0u, finish({"--into", "old", "-o", "d"}).find("going on with "));
+    expectFiles(expected);
+    EXPECT_TRUE(old == getFiles("old"));
+    renewPipe();
+    std::filesystem::remove_all(m_directory.getPathOf("d"));
+    kill({"--into", "old", "-o", "d"});
+    expectSuccess({"load", "more.nq", "--into", "old"});
+    EXPECT_EQ("giving up another load into 'd', which was interrupted\n", finish({"--into", "old", "-o", "d"}))
+        << "as the dictionary is another one";
+}
+
+TEST_F(HeldLoadShardsTest, anotherLoadGivesTheUnfinishedOneUp) {
+    const std::vector<std::string> options{"--shards", "-o", "d"};
+    const auto expected = getExpected(options);
+    const std::string note = "giving up another load into 'd', which was interrupted\n";
+    for (const std::string change : {"input", "size", "time", "base", "columns"}) {
+        SCOPED_TRACE(change);
+        kill(options);
+        std::vector<std::string> others = options;
+        if (change == "input") {
+            EXPECT_EQ(note, run({"load", "--shards", "in.nq", "-o", "d"}).m_errorOutput);
+            EXPECT_FALSE(exists("d/work-manifest") || exists("d/work-rows"));
+        } else if (change == "size")
+            m_directory.addFile("held.nt", getContentsOf("held.nt") + "\n");
+        else if (change == "time")
+            std::filesystem::last_write_time(m_directory.getPathOf("held.nt"),
+                                             std::filesystem::file_time_type::clock::now() + std::chrono::hours(1));
+        else if (change == "base")
+            others.insert(others.end(), {"--base", "http://base/"});
+        else
+            others.emplace_back("--quads");
+        if (change != "input") {
+            EXPECT_EQ(note, finish(others));
+        }
+        std::filesystem::remove_all(m_directory.getPathOf("d"));
+        renewPipe();
+    }
+    EXPECT_LT(1u, expected.size());
+}
+
+/// What an earlier process has done stays when the next one fails before its own first save.
+TEST_F(HeldLoadShardsTest, whoFailsWhenGoingOnLosesNothing) {
+    const std::vector<std::string> options{"--shards", "-o", "d"};
+    const auto expected = getExpected(options);
+    kill(options);
+    const auto files = getFiles("d");
+    ToolInput input = getInput();
+    input.m_shellCommands = "ulimit -f 1";
+    input.m_outputPath = "/dev/null";
+    input.m_errorDescriptor = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    EXPECT_EQ(3, runToolProcess(getArguments(options), input).m_exitCode);
+    ::close(input.m_errorDescriptor);
+    for (const auto& [name, contents] : files)
+        EXPECT_TRUE(name == "manifest.lock" || getFiles("d").contains(name)) << name;
+    EXPECT_EQ(0u, finish(options).find("going on with "));
+    expectFiles(expected);
+}
+
+TEST_F(HeldLoadShardsTest, aDamagedUnfinishedLoadIsTold) {
+    kill({"--shards", "-o", "d"});
+    m_directory.addFile("d/work-manifest", getContentsOf("d/work-manifest").substr(1));
+    const ToolResult result = run({"load", "--shards", "in.nq", "-o", "d"});
+    EXPECT_EQ(3, result.m_exitCode);
+    EXPECT_NE(std::string::npos, result.m_errorOutput.find("d/work-manifest")) << result.m_errorOutput;
+}
+
+TEST_F(HeldLoadShardsTest, anotherWriterIsToldOfOrWaitedFor) {
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"load", "--shards", "in.nq", "-o", "d"}, {"load", "in.nq", "--into", "d"}}) {
+        expectSuccess({"load", "--shards", "more.nq", "-o", "d"});
+        const std::unique_ptr<RunningTool> holder = startHeld({"--shards", "-o", "d"});
+        const ToolResult refused = run(arguments);
+        EXPECT_EQ(3, refused.m_exitCode);
+        EXPECT_EQ(0u, refused.m_errorOutput.find("melnar-dict: 'd/manifest' is being written by process " +
+                                                 std::to_string(holder->getProcessID()) + ' '))
+            << refused.m_errorOutput;
+        expectSuccess({"verify", "d"}); // Readers are not held up.
+        std::vector<std::string> patient = arguments;
+        patient.emplace_back("--wait");
+        ToolInput input = getInput();
+        std::array<int, 2> ends{};
+        ASSERT_EQ(0, ::pipe2(ends.data(), O_CLOEXEC));
+        input.m_errorDescriptor = ends[1];
+        RunningTool waiting(patient, input);
+        char character = 0;
+        EXPECT_EQ(1, ::read(ends[0], &character, 1)) << "it says that it waits";
+        holder->send(SIGKILL);
+        EXPECT_EQ(SIGKILL, holder->wait().m_signalNumber);
+        EXPECT_EQ(0, waiting.wait().m_exitCode);
+        ::close(ends[0]);
+        ::close(ends[1]);
+        EXPECT_FALSE(exists("d/work-manifest") || exists("d/manifest.lock"));
+        expectSuccess({"verify", "d"});
+        renewPipe();
+    }
+}
+
+TEST_F(HeldLoadShardsTest, aFolderThatWasMadeStaysWithTheUnfinishedLoadAlone) {
+    kill({"--shards", "-o", "d", "--checkpoint", "0"});
+    EXPECT_TRUE(exists("d/work-rows"));
+    EXPECT_FALSE(exists("d/work-manifest"));
+    const ToolResult result = run({"load", "--shards", "bad.nq", "-o", "d"});
+    EXPECT_EQ(1, result.m_exitCode);
+    EXPECT_EQ(0u, result.m_errorOutput.find("bad.nq:7")) << result.m_errorOutput << ", as nothing is given up";
+    EXPECT_TRUE(getFiles("d").empty());
+    expectSuccess({"load", "--shards", "in.nq", "-o", "d"});
+    expectSuccess({"verify", "d"});
+}
+
+} // namespace
