@@ -131,8 +131,8 @@ TEST_F(LoadShardsTest, folderAndRowsAreTheSameWithAnyThreadsAndMemory) {
          std::vector<std::vector<std::string>>{{"--threads", "2"},
                                                {"--threads", "7", "--checkpoint", "2b"},
                                                {"--threads", "1", "--memory-limit", "76M"},
-                                               {"--threads", "3", "--memory-limit", "86M", "--checkpoint", "1b"},
-                                               {"--threads", "3", "--memory-limit", "80M", "--checkpoint", "0"}}) {
+                                               {"--threads", "3", "--memory-limit", "130M", "--checkpoint", "1b"},
+                                               {"--threads", "3", "--memory-limit", "124M", "--checkpoint", "0"}}) {
         SCOPED_TRACE(testing::PrintToString(options));
         std::vector<std::string> arguments{"load", "--shards", "in.nt", "rest.nt.gz", "-o", "e", "--ids", "e.npy"};
         arguments.insert(arguments.end(), options.begin(), options.end());
@@ -389,7 +389,7 @@ TEST_F(LoadShardsTest, aDiskThatIsFullLeavesTheOldFiles) {
 }
 
 TEST_F(LoadShardsTest, aMemoryLimitThatIsTooSmallIsTold) {
-    const ToolResult result = run({"load", "--shards", "in.nq", "-o", "d", "--memory-limit", "20M", "--threads", "1"});
+    const ToolResult result = run({"load", "--shards", "in.nq", "-o", "d", "--memory-limit", "40M", "--threads", "1"});
     EXPECT_EQ(2, result.m_exitCode);
     const std::string beginning = "melnar-dict: --memory-limit is too small for --shards: it must be ";
     ASSERT_EQ(0u, result.m_errorOutput.find(beginning)) << result.m_errorOutput;
@@ -478,7 +478,7 @@ protected:
 
 TEST_F(HeldLoadShardsTest, aLoadThatWasKilledIsGoneOnWith) {
     for (const std::vector<std::string>& options :
-         {std::vector<std::string>{"--shards", "-o", "d"}, {"--shards", "-o", "d", "--memory-limit", "76M"}}) {
+         {std::vector<std::string>{"--shards", "-o", "d"}, {"--shards", "-o", "d", "--memory-limit", "100M"}}) {
         const auto expected = getExpected(options);
         kill(options);
         EXPECT_TRUE(exists("d/work-manifest"));
@@ -496,7 +496,7 @@ TEST_F(HeldLoadShardsTest, aLoadThatWasKilledIsGoneOnWith) {
 
 TEST_F(HeldLoadShardsTest, otherThreadsAndMemoryAreTheSameLoad) {
     const auto expected = getExpected({"--shards", "-o", "d"});
-    kill({"--shards", "-o", "d", "--memory-limit", "76M"});
+    kill({"--shards", "-o", "d", "--memory-limit", "100M"});
     EXPECT_EQ(0u, finish({"--shards", "-o", "d", "--threads", "1", "--checkpoint", "0"}).find("going on with "));
     expectFiles(expected);
 }
