@@ -146,8 +146,8 @@ public:
     /// held. Files of shards that no manifest names, as a dead writer leaves them, are removed before and after, all
     /// others are left alone. New files get owner, group and permissions of the old manifest, as in
     /// AtomicFileOutputStream. Needs memory for a second copy of one shard for each of its threads, beside the memory
-    /// limit; MelnarException if the system has too little. After a throw the dictionary is what it was; the folder holds the old state, or the new one if it was only
-    /// its way to the disk that failed.
+    /// limit; MelnarException if the system has too little. After a throw the dictionary is what it was; the folder
+    /// holds the old state, or the new one if it was only its way to the disk that failed.
     void save(FileLock& lock, State state = State::WHOLE, size_t numberOfThreads = 1);
 
     /// The same in steps, for who replaces the manifest together with another file, or writes one of his own beside it.
@@ -211,8 +211,9 @@ private:
     const DictionaryOptions m_options;
 
     mutable std::array<Slot, ShardLayout::NUMBER_OF_SHARDS> m_slots;
-    const Dictionary
-        m_noResources; // looks terms of shards up that are not there: what none takes is refused there, too
+
+    /// Looks up the terms of shards that are not there: what every shard refuses is refused there, too.
+    const Dictionary m_noResources;
 
     std::string m_folderName; // of the files that the manifest names, links followed; protected by m_savedMutex
     ShardManifest m_manifest; // protected by m_savedMutex
