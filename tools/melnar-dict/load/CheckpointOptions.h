@@ -9,6 +9,9 @@
 struct CheckpointOptions {
     std::chrono::minutes m_interval{10}; // 0 for never
     uint64_t m_blocks = 0;               // instead of the interval, after so many blocks; 0 for the interval
+
+    /// Whether an unfinished load is saved at all.
+    bool isWanted() const noexcept { return m_blocks != 0 || m_interval.count() != 0; }
     bool m_isGiven = false;
 };
 

@@ -41,6 +41,8 @@ std::optional<LoadCheckpoint::Unfinished> LoadCheckpoint::read(const std::string
 
 void LoadCheckpoint::removeRemains(const std::string& folderName) noexcept {
     try {
+        // If a manifest was replaced, that may not be on the disk, and what the one before names must stay then.
+        AtomicFileOutputStream::synchronizeFolder(folderName);
         const std::optional<Unfinished> unfinished = read(folderName);
         if (unfinished)
             ShardedDictionary::removeRemains(folderName, {&unfinished->m_manifest});

@@ -72,6 +72,9 @@ public:
 
     bool hasTerms(uint32_t shard) const noexcept { return m_terms[shard] != nullptr; }
     bool hasAnyTerms() const noexcept;
+    uint64_t getBytesOfTerms(const uint32_t shard) const noexcept {
+        return hasTerms(shard) ? m_terms[shard]->getNumberOfBytes() : 0;
+    }
 
     /// Has a shard resolve its terms.
     void resolveShard(ShardedDictionary& dictionary, uint32_t shard);

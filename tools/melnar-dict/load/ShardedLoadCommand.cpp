@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/load/ShardedLoadCommand.h"
 
+#include "tools/melnar-dict/input/FileIri.h"
 #include "tools/melnar-dict/load/FileLoader.h"
 #include "tools/melnar-dict/load/LoadCheckpoint.h"
 #include "tools/melnar-dict/load/LoadEstimator.h"
@@ -22,6 +23,7 @@
 #include "tools/melnar-dict/threads/WorkerGroup.h"
 
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
+#include "Engine/core/platform/MelnarException.h"
 
 #include <algorithm>
 #include <atomic>
@@ -46,24 +48,41 @@ size_t getLargestMemory(const size_t dictionaryLimit) {
     return dictionaryLimit - std::max(dictionaryLimit / 8, std::min(dictionaryLimit / 2, size_t(32) << 20));
 }
 
-/// Refuses a disk that has less room than a large load will probably need until it is done. A small one finds out soon.
-void requireRoom(const LoadOptions& options, const ShardedFolder& folder, const size_t dictionaryLimit,
-                 MessageOutput& messages) {
+/// Estimates what a load needs; nothing if the samples cannot be read, or do not fit into memory: the load tells why.
+std::optional<LoadEstimate> makeEstimate(const LoadOptions& options, const size_t dictionaryLimit) {
+    try {
+        return LoadEstimator({.m_numberOfThreads = options.m_numberOfThreads,
+                              .m_memoryLimit = dictionaryLimit,
+                              .m_makesShards = true,
+                              .m_blankNodes = options.m_blankNodes})
+            .estimate(options.m_files);
+    } catch (const ToolFailure&) {
+        return std::nullopt;
+    }
+}
+
+/// Refuses a disk that has less room than a large load will probably need until it is done, which is full from the start or
+/// may become it. A small one finds out soon.
+void requireRoom(const LoadOptions& options, const std::string& folderName, const ShardedDictionary& dictionary,
+                 const bool isFull, const size_t dictionaryLimit, MessageOutput& messages) {
     constexpr uint64_t LARGE = uint64_t(1) << 30;
     if (options.m_output.m_isForced || getTotalBytes(options.m_files) < LARGE)
         return;
     const ProgressReporter progress(messages, options.m_feedback.getProgressMode(), "estimating what the load needs");
-    const LoadEstimate estimate = LoadEstimator({.m_numberOfThreads = options.m_numberOfThreads,
-                                                 .m_memoryLimit = dictionaryLimit,
-                                                 .m_makesShards = true,
-                                                 .m_blankNodes = options.m_blankNodes})
-                                      .estimate(options.m_files);
-    const bool isPutAside = estimate.m_size.m_memoryBytes > getLargestMemory(dictionaryLimit);
-    const uint64_t neededBytes = estimate.m_size.m_fileBytes + (isPutAside ? *estimate.m_temporaryBytes : 0);
-    if (const std::optional<uint64_t> freeBytes = OutputCheck::getFreeBytes(folder.getName());
+    const std::optional<LoadEstimate> estimate = makeEstimate(options, dictionaryLimit);
+    if (!estimate)
+        return;
+    const uint64_t bytesOfRows =
+        estimate->m_counts.m_statements * options.m_rows.getNumberOfColumns(options.m_files) * RowLayout::WIDE;
+    uint64_t neededBytes = estimate->m_size.m_fileBytes + (options.m_idsName.empty() ? 0 : bytesOfRows);
+    for (const ShardManifest::Shard& shard : dictionary.getManifest().m_shards)
+        neededBytes += shard.m_fileBytes; // which are written anew with what is added
+    if (isFull || estimate->m_size.m_memoryBytes > getLargestMemory(dictionaryLimit))
+        neededBytes += *estimate->m_temporaryBytes - bytesOfRows;
+    if (const std::optional<uint64_t> freeBytes = OutputCheck::getFreeBytes(folderName);
         freeBytes && *freeBytes < neededBytes)
         throw ToolFailure(ExitCode::FAILURE, "until the load is done it needs about " + std::to_string(neededBytes) +
-                                                 " bytes in '" + folder.getName() + "', and its disk has " +
+                                                 " bytes in '" + folderName + "', and its disk has " +
                                                  std::to_string(*freeBytes) + "; --force tries it nevertheless");
 }
 
@@ -94,6 +113,7 @@ std::string describeTask(const LoadOptions& options, const ShardedDictionary& di
     task += " line " + std::to_string(options.m_maximumLine);
     task += " shared " + std::to_string(options.m_blankNodes.m_mode == BlankNodeScope::Mode::SHARED);
     task += " block " + std::to_string(ShardResolver::BLOCK_SIZE);
+    task += " document " + std::to_string(dictionary.getManifest().m_nextDocument);
     task += " base " + options.m_base + '\n';
     if (const std::optional<DictionaryIdentity> identity = dictionary.getHistory().getIdentity())
         task += "into " + identity->toString() + '\n';
@@ -102,9 +122,37 @@ std::string describeTask(const LoadOptions& options, const ShardedDictionary& di
         task += std::to_string(static_cast<int>(format)) + ' ' +
                 std::to_string(std::filesystem::file_size(fileName, error)) + ' ' +
                 std::to_string(std::filesystem::last_write_time(fileName, error).time_since_epoch().count()) + ' ' +
-                fileName + '\n';
+                (options.m_base.empty() ? iriOfFile(fileName) : fileName) + '\n';
     }
     return task;
+}
+
+/// What a folder has of an unfinished load; with --force, one that cannot be read is none.
+std::optional<LoadCheckpoint::Unfinished> readUnfinished(const LoadOptions& options, const std::string& folderName) {
+    try {
+        return LoadCheckpoint::read(folderName);
+    } catch (const MelnarException&) {
+        if (!options.m_output.m_isForced)
+            throw;
+        return std::nullopt;
+    }
+}
+
+/// Hours of work are not given up because of a slip, or of a disk that is not mounted.
+void refuseToGiveUp(const std::string& folderName) {
+    throw ToolFailure(ExitCode::USAGE, "the folder '" + folderName +
+                                           "' has an unfinished load of other files, or with other options; the same "
+                                           "command goes on with it, and --force gives it up");
+}
+
+/// So many threads that the shards that they resolve, and the copies that they save, fit into memory together.
+size_t getNumberOfResolvers(const size_t numberOfThreads, const ShardedDictionary& dictionary, const ShardSpill& spill,
+                            const size_t dictionaryLimit) {
+    uint64_t largest = 1;
+    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
+        largest =
+            std::max(largest, dictionary.getManifest().m_shards[shard].m_fileBytes + spill.getBytesOfTerms(shard));
+    return std::clamp<size_t>(dictionaryLimit / (2 * largest), 1, numberOfThreads);
 }
 
 /// Has every shard resolve what was put aside, each on its own. All have been saved.
@@ -139,9 +187,12 @@ void addInputs(const LoadOptions& options, const std::vector<uint64_t>& numbersO
     std::vector<ShardManifest::Input> inputs = dictionary.getManifest().m_inputs;
     for (size_t index = 0; index < options.m_files.size(); ++index)
         inputs.push_back({options.m_files[index].first, numbersOfStatements[index], true});
-    const bool haveDocuments = options.m_blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS;
-    dictionary.setInputs(std::move(inputs),
-                         dictionary.getManifest().m_nextDocument + (haveDocuments ? options.m_files.size() : 0));
+    uint64_t nextDocument = dictionary.getManifest().m_nextDocument;
+    if (options.m_blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS)
+        nextDocument += options.m_files.size();
+    else
+        nextDocument = std::max(nextDocument, options.m_blankNodes.getDocument(0) + 1); // which all have shared
+    dictionary.setInputs(std::move(inputs), nextDocument);
 }
 
 /// Whether the files of a dictionary's shards, once they are in memory, take more than this.
@@ -172,7 +223,6 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
         checkOtherOutputs(options); // The file may have come or changed since.
     }
     MessageOutput messages(errorOutput);
-    requireRoom(options, folder, dictionaryLimit, messages);
     std::unique_ptr<ShardedDictionary> ownedDictionary =
         options.m_intoName.empty() ? std::make_unique<ShardedDictionary>(dictionaryLimit)
                                    : ShardedDictionary::open(options.m_intoName, dictionaryLimit);
@@ -183,15 +233,20 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
     LoadWork work{.m_task = describeTask(options, *ownedDictionary),
                   .m_isFull = isLargerThan(*ownedDictionary, getLargestMemory(dictionaryLimit))};
     bool isGoingOn = false;
-    std::optional<LoadCheckpoint::Unfinished> unfinished = LoadCheckpoint::read(folder.getName());
+    std::optional<LoadCheckpoint::Unfinished> unfinished = readUnfinished(options, folder.getName());
     if (unfinished && unfinished->m_work.m_task == work.m_task && canReadAgain(options)) {
         work = std::move(unfinished->m_work);
         isGoingOn = true;
         ownedDictionary = ShardedDictionary::open(folder.getName(), std::move(unfinished->m_manifest), dictionaryLimit);
+        // With less memory than before, the shards may not fit any more.
+        work.m_isFull = work.m_isFull || isLargerThan(*ownedDictionary, getLargestMemory(dictionaryLimit));
         options.m_feedback.getNoteOutput(errorOutput) << "going on with the load that was interrupted, which has " +
                                                              std::to_string(ownedDictionary->getNumberOfResources()) +
                                                              " terms so far\n";
     } else {
+        if (unfinished && !options.m_output.m_isForced)
+            refuseToGiveUp(toPrintable(folder.getName()));
+        requireRoom(options, folder.getName(), *ownedDictionary, work.m_isFull, dictionaryLimit, messages);
         if (unfinished)
             options.m_feedback.getNoteOutput(errorOutput)
                 << "giving up another load into '" + toPrintable(folder.getName()) + "', which was interrupted\n";
@@ -203,7 +258,7 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
     if (isGoingOn)
         spill.keep(); // also if this process saves nothing
     std::optional<LoadCheckpoint> checkpoint;
-    if (canReadAgain(options))
+    if (canReadAgain(options) && options.m_checkpoint.isWanted())
         checkpoint.emplace(folder.getName(), options.m_checkpoint, options.m_numberOfThreads, dictionary, spill);
     {
         ShardResolver::Settings settings;
@@ -232,7 +287,8 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
             work.m_isFull = true;
             if (checkpoint)
                 checkpoint->startResolving(work);
-            resolveSpilled(options.m_numberOfThreads, dictionary, spill, checkpoint ? &*checkpoint : nullptr);
+            resolveSpilled(getNumberOfResolvers(options.m_numberOfThreads, dictionary, spill, dictionaryLimit),
+                           dictionary, spill, checkpoint ? &*checkpoint : nullptr);
         }
         if (rows) {
             const uint64_t largestID = dictionary.getEndOfResourceIDs() - 1;

@@ -388,6 +388,32 @@ TEST_F(LoadShardsTest, aDiskThatIsFullLeavesTheOldFiles) {
     EXPECT_TRUE(getContentsOf("in.nt") == decode("T.npy", "d"));
 }
 
+TEST_F(LoadShardsTest, documentsThatFollowSharedLabelsAreOthers) {
+    m_directory.addFile("one.nt", "_:b <urn:p> \"one\" .\n");
+    for (const bool makesShards : {false, true}) {
+        std::vector<std::string> arguments{"load", "one.nt", "-o", "d", "--blank-nodes", "shared"};
+        if (makesShards)
+            arguments.emplace_back("--shards");
+        expectSuccess(arguments);
+        expectSuccess({"load", "one.nt", "--into", "d"});
+        const std::string terms = run({"dump", "d"}).m_output;
+        EXPECT_NE(std::string::npos, terms.find("\t_:b\n")) << terms;
+        EXPECT_NE(std::string::npos, terms.find("\t_:doc2-b\n")) << terms;
+        std::filesystem::remove_all(m_directory.getPathOf("d"));
+    }
+}
+
+TEST_F(LoadShardsTest, aManifestOfSomethingElseIsNotReplaced) {
+    std::filesystem::create_directory(m_directory.getPathOf("project"));
+    m_directory.addFile("project/manifest", "of something else");
+    const ToolResult result = run({"load", "in.nq", "--shards", "-o", "project"});
+    EXPECT_EQ(2, result.m_exitCode);
+    EXPECT_EQ(
+        "melnar-dict: the folder 'project' is not empty and no dictionary; --force puts one beside what it holds\n",
+        result.m_errorOutput);
+    EXPECT_EQ("of something else", getContentsOf("project/manifest"));
+}
+
 TEST_F(LoadShardsTest, aMemoryLimitThatIsTooSmallIsTold) {
     const ToolResult result = run({"load", "--shards", "in.nq", "-o", "d", "--memory-limit", "40M", "--threads", "1"});
     EXPECT_EQ(2, result.m_exitCode);
@@ -530,37 +556,65 @@ TEST_F(HeldLoadShardsTest, whoIsAddedToAnotherFolderGoesOnThere) {
     std::filesystem::remove_all(m_directory.getPathOf("d"));
     kill({"--into", "old", "-o", "d"});
     expectSuccess({"load", "more.nq", "--into", "old"});
-    EXPECT_EQ("giving up another load into 'd', which was interrupted\n", finish({"--into", "old", "-o", "d"}))
+    EXPECT_EQ("giving up another load into 'd', which was interrupted\n",
+              finish({"--into", "old", "-o", "d", "--force"}))
         << "as the dictionary is another one";
 }
 
-TEST_F(HeldLoadShardsTest, anotherLoadGivesTheUnfinishedOneUp) {
+/// Unless it is forced, so that hours of work are not lost by a slip.
+TEST_F(HeldLoadShardsTest, anotherLoadIsRefusedOrGivesTheUnfinishedOneUp) {
     const std::vector<std::string> options{"--shards", "-o", "d"};
-    const auto expected = getExpected(options);
+    const std::string refusal =
+        "melnar-dict: the folder 'd' has an unfinished load of other files, or with other options; "
+        "the same command goes on with it, and --force gives it up\n";
     const std::string note = "giving up another load into 'd', which was interrupted\n";
-    for (const std::string change : {"input", "size", "time", "base", "columns"}) {
+    for (const std::string change : {"input", "gone", "size", "time", "base", "columns"}) {
         SCOPED_TRACE(change);
         kill(options);
-        std::vector<std::string> others = options;
-        if (change == "input") {
-            EXPECT_EQ(note, run({"load", "--shards", "in.nq", "-o", "d"}).m_errorOutput);
-            EXPECT_FALSE(exists("d/work-manifest") || exists("d/work-rows"));
-        } else if (change == "size")
-            m_directory.addFile("held.nt", getContentsOf("held.nt") + "\n");
+        const auto unfinished = getFiles("d");
+        std::vector<std::string> arguments = getArguments(options);
+        const std::string held = getContentsOf("held.nt");
+        if (change == "input")
+            arguments = {"load", "--shards", "in.nq", "-o", "d"};
+        else if (change == "gone")
+            std::filesystem::remove(m_directory.getPathOf("held.nt"));
+        else if (change == "size")
+            m_directory.addFile("held.nt", held + "\n");
         else if (change == "time")
             std::filesystem::last_write_time(m_directory.getPathOf("held.nt"),
                                              std::filesystem::file_time_type::clock::now() + std::chrono::hours(1));
         else if (change == "base")
-            others.insert(others.end(), {"--base", "http://base/"});
+            arguments.insert(arguments.end(), {"--base", "http://base/"});
         else
-            others.emplace_back("--quads");
-        if (change != "input") {
-            EXPECT_EQ(note, finish(others));
+            arguments.emplace_back("--quads");
+        const ToolResult refused = run(arguments);
+        EXPECT_EQ(2, refused.m_exitCode);
+        EXPECT_EQ(refusal, refused.m_errorOutput);
+        for (const auto& [name, contents] : unfinished)
+            EXPECT_TRUE(name.ends_with(".lock") || getFiles("d")[name] == contents) << name;
+        if (change != "gone") {
+            arguments.emplace_back("--force");
+            const ToolResult forced = run(arguments);
+            EXPECT_EQ(0, forced.m_exitCode) << forced.m_errorOutput;
+            EXPECT_EQ(0u, forced.m_errorOutput.find(note)) << forced.m_errorOutput.substr(0, 200);
+            const auto files = getFiles("d");
+            std::filesystem::remove_all(m_directory.getPathOf("d"));
+            EXPECT_EQ(0, run(arguments).m_exitCode);
+            EXPECT_TRUE(files == getFiles("d")) << "nothing of the other load has stayed";
         }
+        m_directory.addFile("held.nt", held);
         std::filesystem::remove_all(m_directory.getPathOf("d"));
         renewPipe();
     }
-    EXPECT_LT(1u, expected.size());
+}
+
+/// The shards that the first process had in memory do not fit any more.
+TEST_F(HeldLoadShardsTest, lessMemoryIsEnoughToGoOn) {
+    const std::vector<std::string> options{"--shards", "-o", "d"};
+    const auto expected = getExpected(options);
+    kill(options);
+    EXPECT_EQ(0u, finish({"--shards", "-o", "d", "--memory-limit", "98M"}).find("going on with "));
+    expectFiles(expected);
 }
 
 /// What an earlier process has done stays when the next one fails before its own first save.
@@ -587,6 +641,8 @@ TEST_F(HeldLoadShardsTest, aDamagedUnfinishedLoadIsTold) {
     const ToolResult result = run({"load", "--shards", "in.nq", "-o", "d"});
     EXPECT_EQ(3, result.m_exitCode);
     EXPECT_NE(std::string::npos, result.m_errorOutput.find("d/work-manifest")) << result.m_errorOutput;
+    expectSuccess({"load", "--shards", "in.nq", "-o", "d", "--force"});
+    expectSuccess({"verify", "d"});
 }
 
 TEST_F(HeldLoadShardsTest, anotherWriterIsToldOfOrWaitedFor) {
@@ -601,7 +657,7 @@ TEST_F(HeldLoadShardsTest, anotherWriterIsToldOfOrWaitedFor) {
             << refused.m_errorOutput;
         expectSuccess({"verify", "d"}); // Readers are not held up.
         std::vector<std::string> patient = arguments;
-        patient.emplace_back("--wait");
+        patient.insert(patient.end(), {"--wait", "--force"}); // The holder leaves an unfinished load.
         ToolInput input = getInput();
         std::array<int, 2> ends{};
         ASSERT_EQ(0, ::pipe2(ends.data(), O_CLOEXEC));
