@@ -22,6 +22,7 @@
 #include "tools/melnar-dict/threads/ProgressReporter.h"
 #include "tools/melnar-dict/threads/WorkerGroup.h"
 
+#include "Engine/core/data-store/Checksum.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 #include "Engine/core/platform/MelnarException.h"
 
@@ -124,7 +125,12 @@ std::string describeTask(const LoadOptions& options, const ShardedDictionary& di
                 std::to_string(std::filesystem::last_write_time(fileName, error).time_since_epoch().count()) + ' ' +
                 (options.m_base.empty() ? iriOfFile(fileName) : fileName) + '\n';
     }
-    return task;
+    constexpr size_t LONGEST_TASK = size_t(1) << 20;
+    if (task.size() <= LONGEST_TASK)
+        return task;
+    Checksum checksum;
+    checksum.update(task.data(), task.size());
+    return std::to_string(task.size()) + " bytes " + std::to_string(checksum.getValue());
 }
 
 /// What a folder has of an unfinished load; with --force, one that cannot be read is none.
