@@ -260,7 +260,9 @@ public:
 
     /// Null if there is none left. The name is there until the next call.
     const char* readName() const noexcept {
-        const dirent* const entry = m_folder == nullptr ? nullptr : ::readdir(m_folder);
+        if (m_folder == nullptr)
+            return nullptr;
+        const dirent* const entry = ::readdir(m_folder); // NOLINT(concurrency-mt-unsafe): nobody else has the stream
         return entry == nullptr ? nullptr : static_cast<const char*>(entry->d_name);
     }
 
