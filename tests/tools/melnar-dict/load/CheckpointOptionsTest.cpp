@@ -54,7 +54,7 @@ TEST(CheckpointOptionsTest, refusesEverythingElse) {
                                                           {"5m", "0 to 1000000000"},
                                                           {"5 b", "1 to 1000000000"},
                                                           {"5bb", "1 to 1000000000"}}) {
-        const auto failure = catchException<ToolFailure>([&] { parse({"--checkpoint=" + value}); });
+        const auto failure = catchException<ToolFailure>([&, &text = value] { parse({"--checkpoint=" + text}); });
         EXPECT_EQ(ExitCode::USAGE, failure.getExitCode());
         EXPECT_NE(std::string::npos, std::string(failure.what()).find("a number from " + numbers)) << failure.what();
         EXPECT_NE(std::string::npos, std::string(failure.what()).find("--checkpoint")) << failure.what();
