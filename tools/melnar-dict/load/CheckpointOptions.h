@@ -9,10 +9,10 @@
 struct CheckpointOptions {
     std::chrono::minutes m_interval{10}; // 0 for never
     uint64_t m_blocks = 0;               // instead of the interval, after so many blocks; 0 for the interval
+    bool m_isGiven = false;
 
     /// Whether an unfinished load is saved at all.
     bool isWanted() const noexcept { return m_blocks != 0 || m_interval.count() != 0; }
-    bool m_isGiven = false;
 };
 
 /// Adds --checkpoint.

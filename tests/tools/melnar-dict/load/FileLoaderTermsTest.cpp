@@ -180,31 +180,10 @@ TEST(FileLoaderTermsTest, rowsHaveTheLayoutThatIsAskedFor) {
     }
 }
 
-/// Many statements with terms of all kinds, most of which stand several times.
-std::string makeText(const RdfFormat format, const size_t numberOfStatements) {
-    std::string text;
-    for (size_t number = 0; number < numberOfStatements; ++number) {
-        const std::string name = std::to_string(number % (numberOfStatements / 3 + 1));
-        const char* const separator = isLineFormat(format) || number % 2 == 0 ? " " : "\n";
-        const std::vector<std::string> objects{"\"" + name + "\"",
-                                               "\"" + name + "\"@en",
-                                               "\"" + name + "\"^^<a:int>",
-                                               "\"" + name + "\"@ar--rtl",
-                                               "<http://example.org/" + name + ">",
-                                               "_:o" + name,
-                                               "<<( <a:s> <a:p> \"" + name + "\" )>>"};
-        text += (number % 5 == 0 ? "_:s" : "<http://example.org/s/") + name + (number % 5 == 0 ? "" : ">") + separator +
-                "<a:p>" + separator + objects[number % objects.size()];
-        if (format == RdfFormat::N_QUADS && number % 3 != 0)
-            text += " <http://example.org/g/" + std::to_string(number % 4) + ">";
-        text += " .\n";
-    }
-    return text;
-}
-
 TEST(FileLoaderTermsConcurrentTest, inputOrderGivesTheSameBytesWithAnyNumberOfThreads) {
     for (const RdfFormat format : {RdfFormat::N_TRIPLES, RdfFormat::N_QUADS, RdfFormat::TURTLE, RdfFormat::TRIG}) {
-        const std::vector<std::string> texts{makeText(format, 6000), makeText(format, 500), makeText(format, 7000)};
+        const std::vector<std::string> texts{makeStatements(format, 6000), makeStatements(format, 500),
+                                             makeStatements(format, 7000)};
         HowToLoad how{.m_format = format};
         const TermOutcome expected = loadTexts(texts, how);
         EXPECT_EQ("", expected.m_errorOutput);
@@ -234,7 +213,7 @@ TEST(FileLoaderTermsConcurrentTest, anyOrderGivesTheSameStatementsInTheirOrder) 
         return statements;
     };
     for (const RdfFormat format : {RdfFormat::N_QUADS, RdfFormat::TRIG}) {
-        const std::vector<std::string> texts{makeText(format, 5000)};
+        const std::vector<std::string> texts{makeStatements(format, 5000)};
         const std::vector<std::string> expected = getStatements(loadTexts(texts, {.m_format = format}));
         for (const size_t numberOfThreads : std::initializer_list<size_t>{1, 2, 7}) {
             const TermOutcome outcome = loadTexts(
@@ -287,7 +266,7 @@ TEST(FileLoaderTermsConcurrentTest, aLimitOfTheDictionaryEndsTheLoad) {
     for (const Order order : {Order::INPUT, Order::ANY})
         for (const size_t numberOfThreads : std::initializer_list<size_t>{1, 2, 7}) {
             const TemporaryDirectory directory;
-            const std::string fileName = directory.addFile("1", makeText(RdfFormat::N_QUADS, 3000));
+            const std::string fileName = directory.addFile("1", makeStatements(RdfFormat::N_QUADS, 3000));
             MemoryOutputStream rows;
             TestLoad load({numberOfThreads, true, "", 500}, {.m_order = order, .m_rowStream = &rows},
                           TestLoad::MEMORY_LIMIT, 100);
@@ -317,7 +296,7 @@ private:
 TEST(FileLoaderTermsConcurrentTest, rowsThatCannotBeWrittenEndTheLoad) {
     for (const size_t numberOfThreads : std::initializer_list<size_t>{1, 2, 7}) {
         const TemporaryDirectory directory;
-        const std::string fileName = directory.addFile("1", makeText(RdfFormat::N_QUADS, 5000));
+        const std::string fileName = directory.addFile("1", makeStatements(RdfFormat::N_QUADS, 5000));
         FullDisk disk;
         TestLoad load({numberOfThreads, true, "", 1000}, {.m_rowStream = &disk});
         load.load(fileName, RdfFormat::N_QUADS);

@@ -1,6 +1,5 @@
-#include "tests/support/TemporaryDirectory.h"
-#include "tests/tools/melnar-dict/ToolProcess.h"
 #include "tests/tools/melnar-dict/input/GzipText.h"
+#include "tests/tools/melnar-dict/load/LoadProcessTest.h"
 #include "tools/melnar-dict/rows/NpyHeader.h"
 #include "tools/melnar-dict/rows/RowLayout.h"
 
@@ -11,7 +10,6 @@
 #include <csignal>
 #include <filesystem>
 #include <memory>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,15 +20,6 @@
 
 namespace {
 
-/// In canonical form, with every kind of term.
-constexpr const char* QUADS = "<urn:s> <urn:p> \"one\" .\n"
-                              "_:b <urn:p> \"one\"@en-GB <urn:g> .\n"
-                              "_:b <urn:p> \"1\"^^<urn:int> _:g .\n"
-                              "_:b <urn:p> \"\xD9\x88\"@ar--rtl .\n"
-                              "<urn:s> <urn:p> <<( _:b <urn:p> \"two\" )>> <urn:g> .\n"
-                              "<urn:s> <urn:p> \"one\" .\n";
-constexpr const char* MORE_QUADS = "<urn:s> <urn:p> \"three\" <urn:g> .\n";
-
 using IDs = std::vector<uint64_t>;
 
 IDs getIDs(const std::string& bytes, const size_t width) {
@@ -40,62 +29,10 @@ IDs getIDs(const std::string& bytes, const size_t width) {
 }
 
 /// A load with --ids as a process, run where its files are.
-class LoadIdsTest : public testing::Test {
+class LoadIdsTest : public LoadProcessTest {
 protected:
-    LoadIdsTest() {
-        m_directory.addFile("in.nq", QUADS);
-        m_directory.addFile("more.nq", MORE_QUADS);
-        m_directory.addFile("bad.nq", std::string(QUADS) + "no statement\n");
-    }
-
-    ToolInput getInput() const {
-        ToolInput input;
-        input.m_workingDirectory = m_directory.getPathOf("");
-        return input;
-    }
-
-    ToolResult run(const std::vector<std::string>& arguments) const { return runToolProcess(arguments, getInput()); }
-
-    void expectSuccess(const std::vector<std::string>& arguments) const {
-        const ToolResult result = run(arguments);
-        EXPECT_EQ(0, result.m_exitCode);
-        EXPECT_EQ("", result.m_errorOutput);
-    }
-
-    /// Expects a run to be refused before any work, and to leave the files as they are.
-    void expectRefusal(const std::vector<std::string>& arguments, const std::string& message) const {
-        SCOPED_TRACE(testing::PrintToString(arguments));
-        const std::set<std::string> files = getFiles();
-        const ToolResult result = run(arguments);
-        EXPECT_EQ(2, result.m_exitCode);
-        EXPECT_EQ("melnar-dict: " + message + "\n", result.m_errorOutput);
-        EXPECT_EQ("", result.m_output);
-        EXPECT_EQ(files, getFiles());
-    }
-
-    std::string getContentsOf(const std::string& fileName) const {
-        return TemporaryDirectory::getContentsOf(m_directory.getPathOf(fileName));
-    }
-
-    /// The names and contents of all files.
-    std::set<std::string> getFiles() const {
-        std::set<std::string> files;
-        for (const auto& entry : std::filesystem::directory_iterator(m_directory.getPathOf("")))
-            files.insert(entry.path().filename().string() + ": " +
-                         (entry.is_regular_file() ? TemporaryDirectory::getContentsOf(entry.path()) : ""));
-        return files;
-    }
-
     /// What stands behind the header.
     std::string getRowsOf(const std::string& fileName) const { return getContentsOf(fileName).substr(NpyHeader::SIZE); }
-
-    std::string decode(const std::string& rows, const std::string& dictionary) const {
-        const ToolResult result = run({"decode", rows, "-d", dictionary, "-o", "-"});
-        EXPECT_EQ("", result.m_errorOutput);
-        return result.m_output;
-    }
-
-    const TemporaryDirectory m_directory;
 };
 
 TEST_F(LoadIdsTest, rowsAppearTogetherWithTheirDictionary) {
@@ -219,7 +156,7 @@ TEST_F(LoadIdsTest, aDictionaryIsReplacedByRowsOnlyByForceAndOtherFilesAtOnce) {
 
 /// A shell opens what it appends to before the tool starts.
 TEST_F(LoadIdsTest, standardOutputIsNoInput) {
-    const std::set<std::string> files = getFiles();
+    const auto files = getFiles();
     ToolInput input = getInput();
     input.m_outputPath = m_directory.getPathOf("in.nq");
     const ToolResult result = runToolProcess({"load", "in.nq", "--ids", "-"}, input);
@@ -292,7 +229,7 @@ TEST_F(LoadIdsTest, anErrorLeavesTheOldFiles) {
     for (const bool isThere : {false, true}) {
         if (isThere)
             expectSuccess({"load", "more.nq", "-o", "d", "--ids", "T.npy"});
-        const std::set<std::string> files = getFiles();
+        const auto files = getFiles();
         for (const char* const threads : {"1", "3"}) {
             for (const std::string name : {"bad.nq", "missing.nq"}) {
                 const ToolResult result =
@@ -343,7 +280,7 @@ TEST_F(LoadIdsTest, aDiskThatIsFullLeavesTheOldFiles) {
     for (const bool isThere : {false, true}) {
         if (isThere)
             expectSuccess({"load", "more.nq", "-o", "d", "--ids", "T.npy"});
-        const std::set<std::string> files = getFiles();
+        const auto files = getFiles();
         for (const std::string name : {"rows.nq", "terms.nt"})
             for (const std::string limit : {"0", "1", "8", "200"}) { // half-kilobytes
                 ToolInput input = getInput();
@@ -364,7 +301,7 @@ TEST_F(LoadIdsTest, aDiskThatIsFullLeavesTheOldFiles) {
 }
 
 TEST_F(LoadIdsTest, rowsThatNobodyReadsEndTheLoad) {
-    const std::set<std::string> files = getFiles();
+    const auto files = getFiles();
     ToolInput input = getInput();
     input.m_isOutputClosedPipe = true;
     for (const std::vector<std::string>& arguments :
@@ -415,7 +352,7 @@ TEST_F(HeldLoadIdsTest, anInterruptionLeavesTheOldFiles) {
     for (const bool isThere : {false, true}) {
         if (isThere)
             expectSuccess({"load", "more.nq", "-o", "d", "--ids", "T.npy"});
-        const std::set<std::string> files = getFiles();
+        const auto files = getFiles();
         for (const int signalNumber : {SIGHUP, SIGINT, SIGTERM}) {
             RunningTool tool({"load", "pipe.nq", "-o", "d", "--ids", "T.npy"}, getInput());
             const int pipeEnd = enter();
@@ -438,7 +375,7 @@ TEST_F(HeldLoadIdsTest, anotherWriterOfEitherFileIsToldOfOrWaitedFor) {
         expectSuccess({"load", "more.nq", "-o", "d"});
         RunningTool holder({"load", "pipe.nq", "-o", held == "d" ? "d" : "other", "--ids", "T.npy"}, getInput());
         const int pipeEnd = enter();
-        const std::set<std::string> files = getFiles();
+        const auto files = getFiles();
         const ToolResult refused = run(arguments);
         EXPECT_EQ(3, refused.m_exitCode);
         EXPECT_EQ(0u, refused.m_errorOutput.find("melnar-dict: '" + held + "' is being written by process " +

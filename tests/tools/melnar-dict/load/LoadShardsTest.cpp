@@ -1,6 +1,5 @@
-#include "tests/support/TemporaryDirectory.h"
-#include "tests/tools/melnar-dict/ToolProcess.h"
 #include "tests/tools/melnar-dict/input/GzipText.h"
+#include "tests/tools/melnar-dict/load/LoadProcessTest.h"
 #include "tools/melnar-dict/rows/NpyHeader.h"
 #include "tools/melnar-dict/shell/MemoryLimit.h"
 
@@ -23,14 +22,6 @@
 
 namespace {
 
-constexpr const char* QUADS = "<urn:s> <urn:p> \"one\" .\n"
-                              "_:b <urn:p> \"one\"@en-GB <urn:g> .\n"
-                              "_:b <urn:p> \"1\"^^<urn:int> _:g .\n"
-                              "_:b <urn:p> \"\xD9\x88\"@ar--rtl .\n"
-                              "<urn:s> <urn:p> <<( _:b <urn:p> \"two\" )>> <urn:g> .\n"
-                              "<urn:s> <urn:p> \"one\" .\n";
-constexpr const char* MORE_QUADS = "<urn:s> <urn:p> \"three\" <urn:g> .\n";
-
 /// Several blocks of a mebibyte with so many texts. Each shard that gets a term takes its time to be saved.
 std::string makeTriples(const size_t numberOfBlocks, const size_t numberOfTexts = 50) {
     std::string text;
@@ -42,54 +33,8 @@ std::string makeTriples(const size_t numberOfBlocks, const size_t numberOfTexts 
 }
 
 /// A load into shards as a process, run where its files are.
-class LoadShardsTest : public testing::Test {
+class LoadShardsTest : public LoadProcessTest {
 protected:
-    LoadShardsTest() {
-        m_directory.addFile("in.nq", QUADS);
-        m_directory.addFile("more.nq", MORE_QUADS);
-        m_directory.addFile("bad.nq", std::string(QUADS) + "no statement\n");
-    }
-
-    ToolInput getInput() const {
-        ToolInput input;
-        input.m_workingDirectory = m_directory.getPathOf("");
-        return input;
-    }
-
-    ToolResult run(const std::vector<std::string>& arguments) const { return runToolProcess(arguments, getInput()); }
-
-    ToolResult expectSuccess(const std::vector<std::string>& arguments) const {
-        const ToolResult result = run(arguments);
-        EXPECT_EQ(0, result.m_exitCode) << testing::PrintToString(arguments);
-        EXPECT_EQ("", result.m_errorOutput) << testing::PrintToString(arguments);
-        return result;
-    }
-
-    /// Expects a run to be refused before any work, and to leave the files as they are.
-    void expectRefusal(const std::vector<std::string>& arguments, const std::string& message) const {
-        SCOPED_TRACE(testing::PrintToString(arguments));
-        const auto files = getFiles();
-        const ToolResult result = run(arguments);
-        EXPECT_EQ(2, result.m_exitCode);
-        EXPECT_EQ("melnar-dict: " + message + "\n", result.m_errorOutput);
-        EXPECT_EQ("", result.m_output);
-        EXPECT_TRUE(files == getFiles());
-    }
-
-    std::string getContentsOf(const std::string& fileName) const {
-        return TemporaryDirectory::getContentsOf(m_directory.getPathOf(fileName));
-    }
-
-    /// The contents of all files, by their names; of one folder or of all.
-    std::map<std::string, std::string> getFiles(const std::string& folder = "") const {
-        std::map<std::string, std::string> files;
-        const std::filesystem::path root = m_directory.getPathOf(folder);
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(root))
-            files[std::filesystem::relative(entry.path(), root)] =
-                entry.is_regular_file() ? TemporaryDirectory::getContentsOf(entry.path()) : "";
-        return files;
-    }
-
     /// The names of what is beside the folders.
     std::vector<std::string> getNames() const {
         std::vector<std::string> names;
@@ -100,12 +45,6 @@ protected:
     }
 
     bool exists(const std::string& fileName) const { return std::filesystem::exists(m_directory.getPathOf(fileName)); }
-
-    std::string decode(const std::string& rows, const std::string& dictionary) const {
-        return expectSuccess({"decode", rows, "-d", dictionary, "-o", "-"}).m_output;
-    }
-
-    const TemporaryDirectory m_directory;
 };
 
 TEST_F(LoadShardsTest, rowsAppearTogetherWithTheFolderAndMeanTheStatements) {

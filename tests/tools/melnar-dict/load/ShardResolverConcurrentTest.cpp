@@ -1,4 +1,5 @@
 #include "tests/tools/melnar-dict/load/ShardedTestLoad.h"
+#include "tests/tools/melnar-dict/load/TestLoad.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +14,8 @@ namespace {
 const std::initializer_list<size_t> NUMBERS_OF_THREADS{1, 2, 7};
 
 std::vector<std::string> makeTexts(const RdfFormat format) {
-    return {makeShardedText(format, 1200), makeShardedText(format, 100), makeShardedText(format, 1500)};
+    return {makeStatements(format, 1200, !isLineFormat(format)), makeStatements(format, 100, !isLineFormat(format)),
+            makeStatements(format, 1500, !isLineFormat(format))};
 }
 
 TEST(ShardResolverConcurrentTest, idsAreThoseOfTheFirstAppearanceWhateverThreadsAndMemory) {

@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/load/ShardResolver.h"
 
 #include "tests/tools/melnar-dict/load/ShardedTestLoad.h"
+#include "tests/tools/melnar-dict/load/TestLoad.h"
 #include "tools/melnar-dict/load/LoadCheckpoint.h"
 
 #include <gtest/gtest.h>
@@ -16,7 +17,9 @@ namespace {
 class InterruptedLoad {
 public:
     explicit InterruptedLoad(const RdfFormat format)
-        : m_load({makeShardedText(format, 60), makeShardedText(format, 10), "", makeShardedText(format, 70)}, format) {}
+        : m_load({makeStatements(format, 60, !isLineFormat(format)), makeStatements(format, 10, !isLineFormat(format)),
+                  "", makeStatements(format, 70, !isLineFormat(format))},
+                 format) {}
 
     /// Returns false if the load has no such save.
     bool interrupt(ShardedHow how, const size_t numberOfSave) {

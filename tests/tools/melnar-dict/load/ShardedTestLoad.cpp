@@ -84,27 +84,3 @@ ShardedOutcome ShardedTestLoad::getModel(const ShardedHow& how) const {
         resourceID = globalIDs.at(resourceID);
     return outcome;
 }
-
-std::string makeShardedText(const RdfFormat format, const size_t numberOfStatements) {
-    std::string text;
-    for (size_t number = 0; number < numberOfStatements; ++number) {
-        const std::string name = std::to_string(number % (numberOfStatements / 3 + 1));
-        const char* const separator = isLineFormat(format) || number % 2 == 0 ? " " : "\n";
-        const std::vector<std::string> objects{"\"" + name + "\"",
-                                               "\"" + name + "\"@en",
-                                               "\"" + name + "\"^^<a:int>",
-                                               "\"" + name + "\"@ar--rtl",
-                                               "<http://example.org/" + name + ">",
-                                               "_:o" + name,
-                                               "<<( <a:s> <a:p> \"" + name + "\" )>>"};
-        text += (number % 5 == 0 ? "_:s" : "<http://example.org/s/") + name + (number % 5 == 0 ? "" : ">") + separator +
-                "<a:p>" + separator + objects[number % objects.size()];
-        if (format == RdfFormat::N_QUADS && number % 3 != 0)
-            text += " <http://example.org/g/" + std::to_string(number % 4) + ">";
-        if (!isLineFormat(format) && number % 100 == 50) // longer than a block
-            for (size_t object = 0; object < 100; ++object)
-                text += " ,\n[ <a:q> \"object " + std::to_string(object) + " of " + name + "\" ]";
-        text += " .\n";
-    }
-    return text;
-}

@@ -71,6 +71,3 @@ private:
     size_t m_emptyMemory = 0;
     size_t m_memory = 0;
 };
-
-/// Many statements with terms of all kinds, most of which stand several times.
-std::string makeShardedText(RdfFormat format, size_t numberOfStatements);

@@ -73,3 +73,7 @@ LoadOutcome loadText(RdfFormat format, std::string_view text, FileLoader::Settin
 
 /// Loads a text with all terms.
 TermLoadOutcome loadTermsOfText(RdfFormat format, std::string_view text, const FileLoader::Settings& settings);
+
+/// Many statements with terms of all kinds, most of which stand several times. Some are longer than a small block, if that
+/// is asked of a Turtle or TriG text.
+std::string makeStatements(RdfFormat format, size_t numberOfStatements, bool hasLongOnes = false);
