@@ -3,6 +3,7 @@
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/terms/TermColumn.h"
 #include "Engine/core/platform/MelnarException.h"
+#include "tests/Engine/core/data-store/ColumnAnswers.h"
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
 #include "tests/Engine/core/data-store/ModelTerms.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
@@ -26,67 +27,30 @@ namespace {
 
 constexpr DictionaryCommitPoint ALL{std::numeric_limits<uint64_t>::max()};
 
-struct Answers {
-    std::vector<uint64_t> m_resourceIDs;
-    std::vector<size_t> m_failedIndexes;
-    std::vector<std::string> m_exceptions;
-
-    bool operator==(const Answers&) const = default;
-};
-
-/// What `answer(term)` says of each.
-template<class Answer>
-Answers answerOneByOne(const std::vector<Term>& terms, const Answer& answer) {
-    Answers answers;
-    for (const Term& term : terms)
-        try {
-            answers.m_resourceIDs.push_back(answer(term));
-        } catch (const MelnarException&) {
-            answers.m_failedIndexes.push_back(answers.m_resourceIDs.size());
-            answers.m_exceptions.push_back(describeException(std::current_exception()));
-            answers.m_resourceIDs.push_back(0);
-        }
-    return answers;
-}
-
-/// What `answer(resourceIDs, failures)` says of all, beside failures that were there before.
-template<class Answer>
-Answers answerTogether(const std::vector<Term>& terms, const Answer& answer) {
-    Answers answers{std::vector<uint64_t>(terms.size(), STALE_RESOURCE_ID), {}, {}};
-    std::vector<BatchFailure> failures{{7, BatchFailure::Reason::LIMIT, nullptr}};
-    answer(std::span<uint64_t>(answers.m_resourceIDs), failures);
-    EXPECT_EQ(7u, failures.front().m_entryIndex);
-    for (size_t index = 1; index < failures.size(); ++index) {
-        EXPECT_EQ(BatchFailure::Reason::REFUSED, failures[index].m_reason);
-        answers.m_failedIndexes.push_back(failures[index].m_entryIndex);
-        answers.m_exceptions.push_back(describeFailure(failures[index]));
-    }
-    return answers;
-}
-
 class DictionaryTermColumnTest : public testing::TestWithParam<uint64_t> {
 protected:
     /// A dictionary with a thread.
     struct Host {
         Host() : m_dictionary(TEST_MEMORY_LIMIT, GetParam()), m_thread(m_dictionary) {}
 
-        Answers resolve(const std::vector<Term>& terms) {
+        ColumnAnswers resolve(const std::vector<Term>& terms) {
             return answerTogether(terms, [&](const std::span<uint64_t> ids, std::vector<BatchFailure>& failures) {
                 m_dictionary.resolveTerms(m_thread, terms, ids, failures);
             });
         }
 
-        Answers resolveOneByOne(const std::vector<Term>& terms) {
+        ColumnAnswers resolveOneByOne(const std::vector<Term>& terms) {
             return answerOneByOne(terms, [this](const Term& term) { return m_dictionary.resolveTerm(m_thread, term); });
         }
 
-        Answers tryResolve(const DictionaryCommitPoint commitPoint, const std::vector<Term>& terms) const {
+        ColumnAnswers tryResolve(const DictionaryCommitPoint commitPoint, const std::vector<Term>& terms) const {
             return answerTogether(terms, [&](const std::span<uint64_t> ids, std::vector<BatchFailure>& failures) {
                 m_dictionary.tryResolveTerms(commitPoint, terms, ids, failures);
             });
         }
 
-        Answers tryResolveOneByOne(const DictionaryCommitPoint commitPoint, const std::vector<Term>& terms) const {
+        ColumnAnswers tryResolveOneByOne(const DictionaryCommitPoint commitPoint,
+                                         const std::vector<Term>& terms) const {
             return answerOneByOne(terms,
                                   [&](const Term& term) { return m_dictionary.tryResolveTerm(commitPoint, term); });
         }
@@ -147,7 +111,7 @@ TEST_P(DictionaryTermColumnTest, columnsOfAnySizeHaveIDsInTheirOrder) {
                 terms.push_back(number == refused ? m_terms.makeRefused(4) : m_terms.make(number));
                 expectedIDs.push_back(number == refused ? 0 : number + (number < refused ? 1 : 0));
             }
-            const Answers answers = host.resolve(terms);
+            const ColumnAnswers answers = host.resolve(terms);
             ASSERT_EQ(expectedIDs, answers.m_resourceIDs);
             ASSERT_EQ(refused < size ? std::vector<size_t>{refused} : std::vector<size_t>(), answers.m_failedIndexes);
             ASSERT_EQ(expectedIDs, host.tryResolve(ALL, terms).m_resourceIDs);
@@ -170,7 +134,7 @@ TEST_P(DictionaryTermColumnTest, longTextsEndChunksEarly) {
             terms.push_back({.m_kind = Term::Kind::LITERAL, .m_text = text, .m_datatype = "x:y"});
             terms.push_back({.m_kind = Term::Kind::LITERAL, .m_text = text, .m_language = "e n"});
         }
-    const Answers answers = m_host.resolve(terms);
+    const ColumnAnswers answers = m_host.resolve(terms);
     EXPECT_EQ(2 * texts.size(), answers.m_failedIndexes.size());
     for (size_t index = 0; index < terms.size(); ++index)
         EXPECT_EQ(index % 2 == 0 ? index / 2 % texts.size() + 1 : 0, answers.m_resourceIDs[index]);

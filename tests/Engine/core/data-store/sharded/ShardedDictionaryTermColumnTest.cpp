@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/terms/TermColumn.h"
 #include "Engine/core/platform/MelnarException.h"
+#include "tests/Engine/core/data-store/ColumnAnswers.h"
 #include "tests/Engine/core/data-store/ModelTerms.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
 #include "tests/Engine/core/data-store/sharded/ShardedFolder.h"
@@ -24,64 +25,26 @@ namespace {
 
 constexpr size_t CHUNK_SIZE = size_t(1) << 14;
 
-struct Answers {
-    bool operator==(const Answers&) const = default;
-
-    std::vector<uint64_t> m_resourceIDs;
-    std::vector<size_t> m_failedIndexes;
-    std::vector<std::string> m_exceptions;
-};
-
-/// What `answer(term)` says of each.
-template<class Answer>
-Answers answerEach(const std::vector<Term>& terms, const Answer& answer) {
-    Answers answers;
-    for (const Term& term : terms)
-        try {
-            answers.m_resourceIDs.push_back(answer(term));
-        } catch (const MelnarException&) {
-            answers.m_failedIndexes.push_back(answers.m_resourceIDs.size());
-            answers.m_exceptions.push_back(describeException(std::current_exception()));
-            answers.m_resourceIDs.push_back(0);
-        }
-    return answers;
-}
-
-/// What `answer(resourceIDs, failures)` says of all, beside failures that were there before.
-template<class Answer>
-Answers answerTogether(const std::vector<Term>& terms, const Answer& answer) {
-    Answers answers{std::vector<uint64_t>(terms.size(), STALE_RESOURCE_ID), {}, {}};
-    std::vector<BatchFailure> failures{{7, BatchFailure::Reason::LIMIT, nullptr}};
-    answer(std::span<uint64_t>(answers.m_resourceIDs), failures);
-    EXPECT_EQ(7u, failures.front().m_entryIndex);
-    for (size_t index = 1; index < failures.size(); ++index) {
-        EXPECT_EQ(BatchFailure::Reason::REFUSED, failures[index].m_reason);
-        answers.m_failedIndexes.push_back(failures[index].m_entryIndex);
-        answers.m_exceptions.push_back(describeFailure(failures[index]));
-    }
-    return answers;
-}
-
 /// A dictionary with a thread.
 struct ColumnHost {
-    Answers resolve(const std::vector<Term>& terms) {
+    ColumnAnswers resolve(const std::vector<Term>& terms) {
         return answerTogether(terms, [&](const std::span<uint64_t> ids, std::vector<BatchFailure>& failures) {
             m_dictionary.resolveTerms(m_thread, terms, ids, failures);
         });
     }
 
-    Answers resolveEach(const std::vector<Term>& terms) {
-        return answerEach(terms, [this](const Term& term) { return m_dictionary.resolveTerm(m_thread, term); });
+    ColumnAnswers resolveEach(const std::vector<Term>& terms) {
+        return answerOneByOne(terms, [this](const Term& term) { return m_dictionary.resolveTerm(m_thread, term); });
     }
 
-    Answers lookUp(const std::vector<Term>& terms) const {
+    ColumnAnswers lookUp(const std::vector<Term>& terms) const {
         return answerTogether(terms, [&](const std::span<uint64_t> ids, std::vector<BatchFailure>& failures) {
             m_dictionary.tryResolveTerms(terms, ids, failures);
         });
     }
 
-    Answers lookUpEach(const std::vector<Term>& terms) const {
-        return answerEach(terms, [this](const Term& term) { return m_dictionary.tryResolveTerm(term); });
+    ColumnAnswers lookUpEach(const std::vector<Term>& terms) const {
+        return answerOneByOne(terms, [this](const Term& term) { return m_dictionary.tryResolveTerm(term); });
     }
 
     /// Expects that a column has the term of each ID.
@@ -139,7 +102,7 @@ TEST(ShardedDictionaryTermColumnTest, columnsOfAnySizeHaveIDsInTheirOrder) {
         const std::vector<uint64_t> ofGood = getModelIDs(good);
         for (size_t index = 0; index < good.size(); ++index)
             expected[good[index]] = ofGood[index];
-        const Answers answers = host.resolve(terms);
+        const ColumnAnswers answers = host.resolve(terms);
         ASSERT_EQ(expected, answers.m_resourceIDs);
         ASSERT_EQ(size - good.size(), answers.m_failedIndexes.size());
         ASSERT_EQ(expected, host.lookUp(terms).m_resourceIDs);
@@ -161,7 +124,7 @@ TEST(ShardedDictionaryTermColumnTest, longTextsEndChunksEarly) {
             terms.push_back({.m_kind = Term::Kind::LITERAL, .m_text = text, .m_language = "e n"});
         }
     ColumnHost host;
-    const Answers answers = host.resolve(terms);
+    const ColumnAnswers answers = host.resolve(terms);
     EXPECT_EQ(2 * texts.size(), answers.m_failedIndexes.size());
     EXPECT_TRUE(answers == host.resolveEach(terms));
     EXPECT_TRUE(host.lookUp(terms) == host.lookUpEach(terms));

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "Engine/core/data-store/dictionary/BatchFailure.h"
+#include "Engine/core/data-store/terms/Term.h"
+#include "Engine/core/platform/MelnarException.h"
+#include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <span>
+#include <string>
+#include <vector>
+
+/// What is said of a column of terms, whether it was asked for together or one by one.
+struct ColumnAnswers {
+    bool operator==(const ColumnAnswers&) const = default;
+
+    std::vector<uint64_t> m_resourceIDs;
+    std::vector<size_t> m_failedIndexes;
+    std::vector<std::string> m_exceptions;
+};
+
+/// What `answer(term)` says of each.
+template<class Answer>
+ColumnAnswers answerOneByOne(const std::vector<Term>& terms, const Answer& answer) {
+    ColumnAnswers answers;
+    for (const Term& term : terms)
+        try {
+            answers.m_resourceIDs.push_back(answer(term));
+        } catch (const MelnarException&) {
+            answers.m_failedIndexes.push_back(answers.m_resourceIDs.size());
+            answers.m_exceptions.push_back(describeException(std::current_exception()));
+            answers.m_resourceIDs.push_back(0);
+        }
+    return answers;
+}
+
+/// What `answer(resourceIDs, failures)` says of all, beside failures that were there before.
+template<class Answer>
+ColumnAnswers answerTogether(const std::vector<Term>& terms, const Answer& answer) {
+    ColumnAnswers answers{std::vector<uint64_t>(terms.size(), STALE_RESOURCE_ID), {}, {}};
+    std::vector<BatchFailure> failures{{7, BatchFailure::Reason::LIMIT, nullptr}};
+    answer(std::span<uint64_t>(answers.m_resourceIDs), failures);
+    EXPECT_EQ(7u, failures.front().m_entryIndex);
+    for (size_t index = 1; index < failures.size(); ++index) {
+        EXPECT_EQ(BatchFailure::Reason::REFUSED, failures[index].m_reason);
+        answers.m_failedIndexes.push_back(failures[index].m_entryIndex);
+        answers.m_exceptions.push_back(describeFailure(failures[index]));
+    }
+    return answers;
+}
