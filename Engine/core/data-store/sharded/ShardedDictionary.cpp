@@ -640,6 +640,7 @@ void ShardedDictionary::removeRemains(const std::string& folderName) const noexc
 ShardManifest ShardedDictionary::saveShards(const std::string& folderName, const State state,
                                             const size_t numberOfThreads) {
     ShardManifest manifest = m_manifest;
+    manifest.m_work.clear(); // is the caller's to write
     forEachShardNumber(numberOfThreads,
                        [&](const uint32_t shard) { manifest.m_shards[shard] = saveShard(shard, folderName); });
     AtomicFileOutputStream::synchronizeFolder(folderName);

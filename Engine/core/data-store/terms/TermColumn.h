@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-/// Terms that have been read together, by getTerms of Dictionary or ShardedDictionary. A column that is filled again, with no more terms and no
-/// longer texts than before, allocates nothing.
+/// Terms that have been read together, by getTerms of Dictionary or ShardedDictionary. A column that is filled again, with
+/// no more terms and no longer texts than before, allocates nothing, but for what a ShardedDictionary needs for a while.
 ///
 /// Ownership  Owns the texts of the terms whose forms come in two parts. The others refer to the dictionary's, which stay
 ///            until a compaction or its end.

@@ -16,6 +16,7 @@
 namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/platform/stream/AtomicFileOutputStream";
+constexpr long LINE_CANNOT_IDENTIFY = 243;
 constexpr long LINE_CANNOT_EXAMINE = 59;
 constexpr long LINE_CANNOT_REMOVE = 66;
 constexpr long LINE_CANNOT_KEEP_PERMISSIONS = 88;
@@ -80,28 +81,51 @@ bool exchange(const char* const temporaryName, const char* const targetName) noe
 }
 
 /// The reverse.
-void exchangeBack(const char* const temporaryName, const char* const targetName) noexcept {
-    if (::renameat2(AT_FDCWD, temporaryName, AT_FDCWD, targetName, RENAME_EXCHANGE) != 0 && errno == ENOENT)
-        static_cast<void>(::renameat2(AT_FDCWD, targetName, AT_FDCWD, temporaryName, RENAME_NOREPLACE));
+bool exchangeBack(const char* const temporaryName, const char* const targetName) noexcept {
+    return ::renameat2(AT_FDCWD, temporaryName, AT_FDCWD, targetName, RENAME_EXCHANGE) == 0 ||
+           (errno == ENOENT && ::renameat2(AT_FDCWD, targetName, AT_FDCWD, temporaryName, RENAME_NOREPLACE) == 0);
 }
 
-/// Exchanges both or none, in a process that nothing kills which kills this one. It makes nothing but calls of the system,
-/// as the only thread of a process that several threads have left. What came of it shows in the files.
-void exchangeInOtherProcess(const char* const firstTemporaryName, const char* const firstTargetName,
-                            const char* const secondTemporaryName, const char* const secondTargetName) noexcept {
+/// What came of exchanging two files; the numbers are exit statuses.
+enum class Exchange : int { BOTH = 0, NONE = 1, UNKNOWN = 2 };
+
+/// Exchanges both or none, in a process of its own: what kills this one alone does not kill that. It makes nothing but calls
+/// of the system, as the only thread of a process that several threads have left.
+Exchange exchangeInOtherProcess(const char* const firstTemporaryName, const char* const firstTargetName,
+                                const char* const secondTemporaryName, const char* const secondTargetName) noexcept {
     sigset_t allSignals;
     sigset_t ownSignals;
     ::sigfillset(&allSignals);
     ::pthread_sigmask(SIG_SETMASK, &allSignals, &ownSignals); // The process has no use for handlers.
     const pid_t process = ::fork();
     if (process == 0) {
-        if (exchange(firstTemporaryName, firstTargetName) && !exchange(secondTemporaryName, secondTargetName))
-            exchangeBack(firstTemporaryName, firstTargetName);
-        ::_exit(0);
+        Exchange outcome = Exchange::NONE;
+        if (exchange(firstTemporaryName, firstTargetName)) {
+            outcome = Exchange::BOTH;
+            if (!exchange(secondTemporaryName, secondTargetName))
+                outcome = exchangeBack(firstTemporaryName, firstTargetName) ? Exchange::NONE : Exchange::UNKNOWN;
+        }
+        ::_exit(static_cast<int>(outcome));
     }
     ::pthread_sigmask(SIG_SETMASK, &ownSignals, nullptr);
-    while (process > 0 && ::waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
-    }
+    if (process < 0)
+        return Exchange::NONE;
+    int status = 0;
+    pid_t ended = 0;
+    do {
+        ended = ::waitpid(process, &status, 0);
+    } while (ended < 0 && errno == EINTR);
+    return ended == process && WIFEXITED(status) ? static_cast<Exchange>(WEXITSTATUS(status)) : Exchange::UNKNOWN;
+}
+
+/// Tells whether there is such a file, and which.
+bool identify(const std::string& fileName, struct stat& status) {
+    if (::lstat(fileName.c_str(), &status) == 0)
+        return true;
+    if (errno == ENOENT)
+        return false;
+    throw SystemCallException(SOURCE_FILE, LINE_CANNOT_IDENTIFY, MelnarException::NO_CAUSES, "lstat", errno,
+                              "Cannot examine file '", fileName, "'.");
 }
 
 } // namespace
@@ -157,16 +181,11 @@ void AtomicFileOutputStream::TemporaryFile::replace(const TargetFile& target) {
     }
 }
 
-/// Whether the target is the file that was written by now: another process has replaced it then.
-bool AtomicFileOutputStream::TemporaryFile::noticeReplaced(const TargetFile& target,
-                                                           const struct stat& written) noexcept {
-    struct stat file;
-    if (::lstat(target.getName().c_str(), &file) != 0 || file.st_ino != written.st_ino || file.st_dev != written.st_dev)
-        return false;
+/// Takes note that another process has exchanged the file with the target, if that was there.
+void AtomicFileOutputStream::TemporaryFile::noteExchanged(const bool wasTargetThere) {
     m_isRenamed = true;
-    if (::lstat(m_fileName.c_str(), &file) == 0)
+    if (wasTargetThere)
         m_replacedName = m_fileName;
-    return true;
 }
 
 void AtomicFileOutputStream::TemporaryFile::takeBack(const TargetFile& target) {
@@ -237,14 +256,28 @@ void AtomicFileOutputStream::commit() {
 
 /// Replaces both files, and leaves it to the caller to make that survive a power cut.
 void AtomicFileOutputStream::exchangeBoth(AtomicFileOutputStream& first, AtomicFileOutputStream& second) {
+    struct stat old;
     struct stat firstWritten {};
     struct stat secondWritten {};
-    static_cast<void>(::lstat(first.getTemporaryFileName().c_str(), &firstWritten));
-    static_cast<void>(::lstat(second.getTemporaryFileName().c_str(), &secondWritten));
-    exchangeInOtherProcess(first.getTemporaryFileName().c_str(), first.m_target.getName().c_str(),
-                           second.getTemporaryFileName().c_str(), second.m_target.getName().c_str());
-    const bool isFirstNew = first.m_temporaryFile.noticeReplaced(first.m_target, firstWritten);
-    const bool isSecondNew = second.m_temporaryFile.noticeReplaced(second.m_target, secondWritten);
+    const bool wasFirstThere = first.m_target.examine(old);
+    const bool wasSecondThere = second.m_target.examine(old);
+    identify(first.getTemporaryFileName(), firstWritten);
+    identify(second.getTemporaryFileName(), secondWritten);
+    const Exchange outcome =
+        exchangeInOtherProcess(first.getTemporaryFileName().c_str(), first.m_target.getName().c_str(),
+                               second.getTemporaryFileName().c_str(), second.m_target.getName().c_str());
+    const auto isNew = [outcome](const TargetFile& target, const struct stat& written) {
+        if (outcome != Exchange::UNKNOWN)
+            return outcome == Exchange::BOTH;
+        struct stat file;
+        return identify(target.getName(), file) && file.st_ino == written.st_ino && file.st_dev == written.st_dev;
+    };
+    const bool isFirstNew = isNew(first.m_target, firstWritten);
+    const bool isSecondNew = isNew(second.m_target, secondWritten);
+    if (isFirstNew)
+        first.m_temporaryFile.noteExchanged(wasFirstThere);
+    if (isSecondNew)
+        second.m_temporaryFile.noteExchanged(wasSecondThere);
     if (isFirstNew && isSecondNew)
         return;
     if (isFirstNew) { // The process was killed, or could not undo what it had done.

@@ -47,9 +47,9 @@ public:
     void commit();
 
     /// Makes what was written to both streams their files like commit, but together, and keeps the old files until `keep`,
-    /// which must follow for each. A process of its own does both at a stroke, so that what kills this one leaves both
-    /// new or both old; where the file system cannot exchange two files, this one does, one file after the other, and
-    /// may be killed between. After a failure the old files are in their places, unless the message says something
+    /// which must follow for each. A process of its own does both at a stroke, so that what kills this one alone leaves both
+    /// new or both old; where there is no such process, or the file system cannot exchange two files, this one does, one
+    /// file after the other, and may be killed between, as both may that are killed together. After a failure the old files are in their places, unless the message says something
     /// else. A power cut in the midst may leave the first file new and the second one old. A process that is killed
     /// before `keep` leaves an old file as the temporary file, or, where files cannot be exchanged, under
     /// getReplacedFileNameOf.
@@ -85,7 +85,7 @@ private:
 
         void renameTo(const std::string& targetName);
         void replace(const TargetFile& target);
-        bool noticeReplaced(const TargetFile& target, const struct stat& written) noexcept;
+        void noteExchanged(bool wasTargetThere);
         void takeBack(const TargetFile& target);
         void removeReplaced() noexcept;
 

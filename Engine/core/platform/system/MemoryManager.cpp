@@ -12,8 +12,8 @@ MemoryManager::MemoryManager(const size_t reservedBytes, MemoryManager* const sh
       m_outermost(shared == nullptr ? *this : shared->m_outermost), m_numberOfReclaims(0), m_numberOfRefusals(0),
       m_firstReclaimable(nullptr) {}
 
-/// The shared limit comes first. So what is charged here never exceeds what is charged there, and a store whose own limit
-/// is no lower fails only if there is no memory, not because another thread asks for too much at the same time.
+/// The shared limit comes first. So what is charged here never exceeds what is charged there. If no store's
+/// own limit is lower, a store fails only if there is no memory, not because another thread asks for too much meanwhile.
 void MemoryManager::allocate(const size_t bytes) {
     if (m_shared != nullptr)
         m_shared->allocate(bytes);

@@ -34,11 +34,12 @@ private:
     size_t m_index;
 };
 
-/// Gives the thread that makes it the index of another thread's registration for as long as it lives, instead of its own.
+/// Gives the thread that makes it the index of another thread's registration, or index 0, for as long as it lives, instead
+/// of its own.
 /// What several threads do by turns with one loan after the other has the same outcome in every table as if a single thread
 /// had done it, whatever others look up meanwhile.
 ///
-/// Threads  Made and destroyed by the thread that borrows, before the registration ends. Two threads may have the index
+/// Threads  Made and destroyed by the thread that borrows, before the registration that lends ends. Two threads may have the index
 ///          at the same time: they wait for each other at every table. A registration within a loan keeps the index, and
 ///          ends before the loan does.
 /// Errors   None.

@@ -88,8 +88,8 @@ TEST_F(OutputFileTest, whatALeftWriterKeptIsReplaced) {
 
 /// Every call fails once, in turn, with old files and without, on file systems that exchange files and others.
 TEST_F(OutputFileTest, afterAFailureBothAreOldOrBothAreNew) {
-    for (const Call call :
-         {Call::WRITE, Call::FSYNC, Call::CLOSE, Call::RENAMEAT2, Call::RENAME, Call::LINK, Call::OPEN, Call::FCHMOD})
+    for (const Call call : {Call::WRITE, Call::FSYNC, Call::CLOSE, Call::RENAMEAT2, Call::RENAME, Call::LINK,
+                            Call::OPEN, Call::FCHMOD, Call::LSTAT})
         for (const bool areThere : {false, true})
             for (const bool isExchanged : {false, true}) {
                 if (call == Call::RENAMEAT2 && !isExchanged)

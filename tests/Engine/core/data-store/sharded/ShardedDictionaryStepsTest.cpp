@@ -74,6 +74,8 @@ TEST_F(ShardedDictionaryStepsTest, anotherManifestBesideTheFoldersIsOpened) {
     EXPECT_EQ(getModelIDs(m_firstNumbers), ShardedHost(m_folder).lookUp(m_firstNumbers));
     EXPECT_LT(old->getNumberOfResources(), resumed->getNumberOfResources());
     EXPECT_EQ("where to go on", resumed->getManifest().m_work);
+    const ShardManifest next = resumed->saveShards(m_folder, State::INTERMEDIATE, 1);
+    EXPECT_EQ("", next.m_work) << "which is the caller's to write";
     EXPECT_EQ(m_expectedIDs, resumed.lookUp(m_numbers));
     ShardedDictionary::removeRemains(m_folder, {});
     EXPECT_EQ(getModelIDs(m_firstNumbers), ShardedHost(m_folder).lookUp(m_firstNumbers));

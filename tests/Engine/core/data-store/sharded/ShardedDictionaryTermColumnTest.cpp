@@ -253,7 +253,9 @@ TEST(ShardedDictionaryTermColumnTest, memoryDoesNotGrowWithTheColumn) {
     const auto read = [&](const size_t size) {
         host.m_dictionary.getTerms(std::span(resourceIDs).first(size), column);
     };
-    EXPECT_EQ(countAllocations([&] { read(2 * CHUNK_SIZE); }), 2 * countAllocations([&] { read(CHUNK_SIZE); }));
+    // Entries, indexes and shards, as long as a chunk is sorted.
+    EXPECT_EQ(3u, countAllocations([&] { read(CHUNK_SIZE); }));
+    EXPECT_EQ(6u, countAllocations([&] { read(2 * CHUNK_SIZE); }));
 }
 
 } // namespace
