@@ -99,15 +99,17 @@ bool isWrittenAbsoluteIri(const std::string& text) {
     return Rdf::readIriReference(window, iri.data(), read) == end && read == text && Rdf::isAbsoluteIri(read);
 }
 
-/// Returns the bytes that are still to be read of a file; 0 if that is not known.
-uint64_t getBytes(const std::string& fileName) {
+/// Returns the bytes that are still to be read of a file; nothing if that is not known.
+std::optional<uint64_t> getBytes(const std::string& fileName) {
     struct stat status;
     const bool isStandardInput = fileName == STANDARD_STREAM;
     if ((isStandardInput ? ::fstat(STDIN_FILENO, &status) : ::stat(fileName.c_str(), &status)) != 0 ||
         !S_ISREG(status.st_mode))
-        return 0;
+        return std::nullopt;
     const off_t begin = isStandardInput ? ::lseek(STDIN_FILENO, 0, SEEK_CUR) : 0;
-    return begin >= 0 && begin < status.st_size ? static_cast<uint64_t>(status.st_size - begin) : 0;
+    if (begin < 0)
+        return std::nullopt;
+    return begin < status.st_size ? static_cast<uint64_t>(status.st_size - begin) : 0;
 }
 
 } // namespace
@@ -115,10 +117,10 @@ uint64_t getBytes(const std::string& fileName) {
 uint64_t getTotalBytes(const InputFiles& files) {
     uint64_t total = 0;
     for (const auto& [fileName, format] : files) {
-        const uint64_t bytes = getBytes(fileName);
-        if (bytes == 0)
+        const std::optional<uint64_t> bytes = getBytes(fileName);
+        if (!bytes)
             return 0;
-        total += bytes;
+        total += *bytes;
     }
     return total;
 }

@@ -1,5 +1,6 @@
 #include "tools/melnar-dict/load/LoadCheckpoint.h"
 
+#include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/stream/AtomicFileOutputStream.h"
 #include "Engine/core/platform/stream/FileInputStream.h"
 #include "Engine/core/platform/stream/FileLock.h"
@@ -20,14 +21,25 @@ std::string getFileName(const std::string& folderName) {
     return folderName + '/' + getName();
 }
 
+/// One that cannot be read names nothing: who replaces it does not need it.
 ShardManifest readManifestOf(const std::string& folderName) {
     if (!ShardedDictionary::isFolder(folderName))
         return {};
-    FileInputStream input(folderName + '/' + ShardManifest::FILE_NAME);
-    return ShardManifest::read(input);
+    try {
+        FileInputStream input(folderName + '/' + ShardManifest::FILE_NAME);
+        return ShardManifest::read(input);
+    } catch (const MelnarException&) {
+        return {};
+    }
 }
 
 } // namespace
+
+std::string LoadCheckpoint::describeState(const std::string& folderName) {
+    const ShardManifest manifest = readManifestOf(folderName);
+    const std::vector<DictionaryHistory::Entry>& states = manifest.m_history.m_entries;
+    return states.empty() ? "" : states.back().m_identity.toString() + ' ' + std::to_string(manifest.m_inputs.size());
+}
 
 std::optional<LoadCheckpoint::Unfinished> LoadCheckpoint::read(const std::string& folderName) {
     std::error_code error;

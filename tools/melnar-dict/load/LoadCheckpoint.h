@@ -30,6 +30,9 @@ public:
         LoadWork m_work;
     };
 
+    /// By what to tell whether a folder has another dictionary now. One that cannot be read has no state.
+    static std::string describeState(const std::string& folderName);
+
     /// Reads it, if there is one. Throws what a damaged one deserves.
     static std::optional<Unfinished> read(const std::string& folderName);
 

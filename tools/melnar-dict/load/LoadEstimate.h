@@ -19,7 +19,8 @@ struct LoadEstimate {
     uint64_t m_otherTextBytes = 0; // of the other distinct terms: their lexical forms
     DictionarySize m_size{};
     uint64_t m_rowBytes = 0; // of the file with a row of IDs for each statement; none if only strings are loaded
-    std::optional<uint64_t> m_temporaryBytes; // of a load of shards: on the disk at most beside file and rows
+    std::optional<uint64_t> m_spillBytes;     // of a load of shards: of terms that are put aside, at most
+    std::optional<uint64_t> m_temporaryBytes; // of such a load: on the disk at most beside file and rows
     double m_seconds = 0;
 
     /// A table with a line a figure.

@@ -322,9 +322,11 @@ LoadEstimate LoadEstimator::extrapolate(const RowLayout& rowLayout) const {
     if (m_resolver)
         estimate.m_rowBytes = NpyHeader::SIZE + estimate.m_counts.m_statements * rowLayout.getRowSize();
     // A block of a load is no smaller than a unit, and has no more terms for its bytes.
-    if (m_settings.m_makesShards)
-        estimate.m_temporaryBytes = scale(m_spillBytes) + estimate.m_size.m_fileBytes +
+    if (m_settings.m_makesShards) {
+        estimate.m_spillBytes = scale(m_spillBytes);
+        estimate.m_temporaryBytes = *estimate.m_spillBytes + estimate.m_size.m_fileBytes +
                                     estimate.m_counts.m_statements * rowLayout.m_columns * RowLayout::WIDE;
+    }
     // Unpacking has a thread of its own; all others share the rest.
     estimate.m_seconds =
         std::max(m_unpackSeconds, m_sampleSeconds / share / static_cast<double>(m_settings.m_numberOfThreads));

@@ -1,13 +1,16 @@
 #include "tools/melnar-dict/load/LoadOptions.h"
 
+#include "tools/melnar-dict/saved/FolderDictionary.h"
 #include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 
+#include <filesystem>
 #include <limits>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -55,8 +58,11 @@ void checkIds(const LoadOptions& options) {
 
 /// A dictionary that is added to tells itself whether it is a folder.
 void checkShards(LoadOptions& options) {
-    if (!options.m_intoName.empty())
-        options.m_makesShards = options.m_makesShards || ShardedDictionary::isFolder(options.m_intoName);
+    std::error_code error;
+    if (!options.m_intoName.empty() && std::filesystem::is_directory(options.m_intoName, error)) {
+        FolderDictionary::requireFolder(options.m_intoName);
+        options.m_makesShards = true;
+    }
     if (!options.m_makesShards) {
         if (options.m_checkpoint.m_isGiven)
             throw ToolFailure(ExitCode::USAGE, "--checkpoint is for a dictionary of shards");

@@ -16,6 +16,7 @@ constexpr long LINE_TOO_LONG = 39;
 std::string LoadWork::toBytes() const {
     MemoryOutputStream output;
     output.writeString(m_task);
+    output.writeString(m_folderState);
     output.writeUInt64(m_fileIndex);
     output.writeUInt64(m_blockIndex);
     output.writeUInt32(m_isFull ? 1 : 0);
@@ -31,8 +32,10 @@ std::string LoadWork::toBytes() const {
 LoadWork LoadWork::parse(const std::string& bytes) {
     MemoryInputStream input(bytes);
     LoadWork work;
-    work.m_task.resize(std::min<uint64_t>(input.readUInt64(), bytes.size())); // a longer one ends too early
-    input.readExactly(work.m_task.data(), work.m_task.size());
+    for (std::string* const text : {&work.m_task, &work.m_folderState}) {
+        text->resize(std::min<uint64_t>(input.readUInt64(), bytes.size())); // a longer one ends too early
+        input.readExactly(text->data(), text->size());
+    }
     work.m_fileIndex = input.readUInt64();
     work.m_blockIndex = input.readUInt64();
     work.m_isFull = input.readUInt32() != 0;

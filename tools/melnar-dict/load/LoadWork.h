@@ -22,10 +22,11 @@ struct LoadWork {
         bool m_isResolved = false; // the terms of the file are in the shard
     };
 
-    std::string m_task;        // what is loaded and how, by which the same load is known again
-    uint64_t m_fileIndex = 0;  // of the first block that is not done; the number of files if all are
-    uint64_t m_blockIndex = 0; // in its file
-    bool m_isFull = false;     // no shard takes terms until they are resolved from files
+    std::string m_task;          // what is loaded and how, by which the same load is known again
+    std::string m_folderState{}; // of the dictionary in the folder when the load began; see LoadCheckpoint
+    uint64_t m_fileIndex = 0;    // of the first block that is not done; the number of files if all are
+    uint64_t m_blockIndex = 0;   // in its file
+    bool m_isFull = false;       // no shard takes terms until they are resolved from files
     uint64_t m_bytesOfRows = 0;
     std::array<Shard, ShardLayout::NUMBER_OF_SHARDS> m_shards{};
 

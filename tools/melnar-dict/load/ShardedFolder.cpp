@@ -2,12 +2,12 @@
 
 #include "tools/melnar-dict/load/LoadCheckpoint.h"
 #include "tools/melnar-dict/load/LoadOutputs.h"
+#include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/sharded/ShardManifest.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
-#include "Engine/core/platform/stream/FileInputStream.h"
 #include "Engine/core/platform/stream/FileLock.h"
 
 #include <algorithm>
@@ -25,22 +25,14 @@ std::string removeSlashes(std::string name) {
     return name;
 }
 
-/// Whether a folder has a manifest, sound or not, and not another file of its name.
-bool hasManifest(const std::string& folderName) {
-    if (!ShardedDictionary::isFolder(folderName))
-        return false;
-    FileInputStream input(folderName + '/' + ShardManifest::FILE_NAME);
-    return ShardManifest::isBeginningOf(input);
-}
-
-/// Whether a folder has files that are not a dictionary's, nor what a load leaves that was killed before its first save.
+/// Whether a folder without a dictionary has other files than what a load leaves that was killed before it was done.
 bool hasOtherFiles(const std::string& folderName) {
     const std::string manifest = ShardManifest::FILE_NAME;
     std::error_code error;
     return std::ranges::any_of(fs::directory_iterator(folderName, error), [&](const fs::directory_entry& entry) {
         const std::string name = entry.path().filename().string();
-        return (name != manifest || !hasManifest(folderName)) && !name.starts_with(manifest + '.') &&
-               !ShardManifest::isNameOfShard(name) && !LoadCheckpoint::isNameOfFile(name);
+        return !name.starts_with(manifest + '.') && !ShardManifest::isNameOfShard(name) &&
+               !LoadCheckpoint::isNameOfFile(name);
     });
 }
 
@@ -72,7 +64,7 @@ void ShardedFolder::check() const {
         return;
     if (!fs::is_directory(status))
         throw ToolFailure(ExitCode::USAGE, "'" + m_name + "' exists and is not a folder; --shards makes one");
-    if (!hasManifest(m_name) && !m_options.m_output.m_isForced && hasOtherFiles(m_name))
+    if (!OutputCheck::isDictionaryFolder(m_name) && !m_options.m_output.m_isForced && hasOtherFiles(m_name))
         throw ToolFailure(ExitCode::USAGE,
                           "the folder '" + m_name +
                               "' is not empty and no dictionary; --force puts one beside what it holds");

@@ -11,6 +11,7 @@
 #include "tools/melnar-dict/load/ShardResolver.h"
 #include "tools/melnar-dict/load/ShardSpill.h"
 #include "tools/melnar-dict/load/ShardedFolder.h"
+#include "tools/melnar-dict/load/ShardedLoadNeeds.h"
 #include "tools/melnar-dict/pieces/EngineTerm.h"
 #include "tools/melnar-dict/shell/NumberText.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
@@ -38,17 +39,6 @@
 
 namespace {
 
-// What a load needs beside the shards: the buffers of what is put aside, of terms and of their IDs, to be written and then
-// read; and for each thread the terms of a block, which is larger than that of other loads, and the same once more, sorted by
-// shards.
-constexpr uint64_t BYTES_OF_SPILL = ShardLayout::NUMBER_OF_SHARDS * 3 * SpillFile::BUFFER_SIZE;
-constexpr uint64_t BYTES_OF_THREAD = 4 * MemoryLimit::BYTES_OF_THREAD_WITH_TERMS;
-
-/// Of the shards' memory, what is kept for their growth after the last look at it, and for the copies that are saved.
-size_t getLargestMemory(const size_t dictionaryLimit) {
-    return dictionaryLimit - std::max(dictionaryLimit / 8, std::min(dictionaryLimit / 2, size_t(32) << 20));
-}
-
 /// Estimates what a load needs; nothing if the samples cannot be read, or do not fit into memory: the load tells why.
 std::optional<LoadEstimate> makeEstimate(const LoadOptions& options, const size_t dictionaryLimit) {
     try {
@@ -73,13 +63,9 @@ void requireRoom(const LoadOptions& options, const std::string& folderName, cons
     const std::optional<LoadEstimate> estimate = makeEstimate(options, dictionaryLimit);
     if (!estimate)
         return;
-    const uint64_t bytesOfRows =
-        estimate->m_counts.m_statements * options.m_rows.getNumberOfColumns(options.m_files) * RowLayout::WIDE;
-    uint64_t neededBytes = estimate->m_size.m_fileBytes + (options.m_idsName.empty() ? 0 : bytesOfRows);
-    for (const ShardManifest::Shard& shard : dictionary.getManifest().m_shards)
-        neededBytes += shard.m_fileBytes; // which are written anew with what is added
-    if (isFull || estimate->m_size.m_memoryBytes > getLargestMemory(dictionaryLimit))
-        neededBytes += *estimate->m_temporaryBytes - bytesOfRows;
+    const size_t numberOfColumns = options.m_idsName.empty() ? 0 : options.m_rows.getNumberOfColumns(options.m_files);
+    const uint64_t neededBytes = ShardedLoadNeeds::predictDiskBytes(*estimate, dictionary.getManifest(),
+                                                                    numberOfColumns, isFull, dictionaryLimit);
     if (const std::optional<uint64_t> freeBytes = OutputCheck::getFreeBytes(folderName);
         freeBytes && *freeBytes < neededBytes)
         throw ToolFailure(ExitCode::FAILURE, "until the load is done it needs about " + std::to_string(neededBytes) +
@@ -105,11 +91,11 @@ bool canReadAgain(const LoadOptions& options) {
     });
 }
 
-/// All that the outcome of a load depends on, with the sizes and times of its inputs instead of their bytes.
+/// All that the outcome of a load depends on, with the sizes and times of its inputs instead of their bytes. What has been
+/// taken in had no errors, or they were skipped: so a load that an error has ended goes on when errors are to be skipped.
 std::string describeTask(const LoadOptions& options, const ShardedDictionary& dictionary) {
     std::string task =
         "rows " + std::to_string(options.m_idsName.empty() ? 0 : options.m_rows.getNumberOfColumns(options.m_files));
-    task += " lenient " + std::to_string(options.m_isLenient);
     task += " version " + std::to_string(static_cast<int>(options.m_version));
     task += " line " + std::to_string(options.m_maximumLine);
     task += " shared " + std::to_string(options.m_blankNodes.m_mode == BlankNodeScope::Mode::SHARED);
@@ -133,10 +119,15 @@ std::string describeTask(const LoadOptions& options, const ShardedDictionary& di
     return std::to_string(task.size()) + " bytes " + std::to_string(checksum.getValue());
 }
 
-/// What a folder has of an unfinished load; with --force, one that cannot be read is none.
-std::optional<LoadCheckpoint::Unfinished> readUnfinished(const LoadOptions& options, const std::string& folderName) {
+/// What a folder has of an unfinished load; with --force, one that cannot be read is none. If the folder has another
+/// dictionary by now, the load was done, and only what tells of it was not removed any more.
+std::optional<LoadCheckpoint::Unfinished> readUnfinished(const LoadOptions& options, const std::string& folderName,
+                                                         const LoadWork& work) {
     try {
-        return LoadCheckpoint::read(folderName);
+        std::optional<LoadCheckpoint::Unfinished> unfinished = LoadCheckpoint::read(folderName);
+        if (unfinished && unfinished->m_work.m_folderState != work.m_folderState)
+            unfinished.reset();
+        return unfinished;
     } catch (const MelnarException&) {
         if (!options.m_output.m_isForced)
             throw;
@@ -145,20 +136,20 @@ std::optional<LoadCheckpoint::Unfinished> readUnfinished(const LoadOptions& opti
 }
 
 /// Hours of work are not given up because of a slip, or of a disk that is not mounted.
-void refuseToGiveUp(const std::string& folderName) {
-    throw ToolFailure(ExitCode::USAGE, "the folder '" + folderName +
-                                           "' has an unfinished load of other files, or with other options; the same "
-                                           "command goes on with it, and --force gives it up");
+[[noreturn]] void refuseToGiveUp(const std::string& folderName) {
+    throw ToolFailure(ExitCode::USAGE,
+                      "the folder '" + folderName +
+                          "' has an unfinished load of other files, of files that have changed or are gone, or with "
+                          "other options; the same command goes on with it, and --force gives it up");
 }
 
-/// So many threads that the shards that they resolve, and the copies that they save, fit into memory together.
-size_t getNumberOfResolvers(const size_t numberOfThreads, const ShardedDictionary& dictionary, const ShardSpill& spill,
-                            const size_t dictionaryLimit) {
-    uint64_t largest = 1;
+/// How large the largest shard will be when it has resolved what was put aside, at most.
+uint64_t getBytesOfLargestShard(const ShardedDictionary& dictionary, const ShardSpill& spill) {
+    uint64_t largest = 0;
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
         largest =
             std::max(largest, dictionary.getManifest().m_shards[shard].m_fileBytes + spill.getBytesOfTerms(shard));
-    return std::clamp<size_t>(dictionaryLimit / (2 * largest), 1, numberOfThreads);
+    return largest;
 }
 
 /// Has every shard resolve what was put aside, each on its own. All have been saved.
@@ -201,23 +192,18 @@ void addInputs(const LoadOptions& options, const std::vector<uint64_t>& numbersO
     dictionary.setInputs(std::move(inputs), nextDocument);
 }
 
-/// Whether the files of a dictionary's shards, once they are in memory, take more than this.
-bool isLargerThan(const ShardedDictionary& dictionary, const size_t memory) {
-    uint64_t fileBytes = 0;
-    for (const ShardManifest::Shard& shard : dictionary.getManifest().m_shards)
-        fileBytes += shard.m_fileBytes;
-    return fileBytes + fileBytes / 4 > memory; // in memory there are fingerprints, too
+/// Whether a dictionary's shards, once they are in memory to grow, probably take more than they may.
+bool areTooLarge(const ShardedDictionary& dictionary, const size_t dictionaryLimit) {
+    return ShardedLoadNeeds::predictMemory(dictionary.getManifest()) >
+           ShardedLoadNeeds::getLargestMemory(dictionaryLimit);
 }
 
 } // namespace
 
 ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput) {
-    const uint64_t limit = MemoryLimit::apply(options.m_memoryLimit, options.m_numberOfThreads, BYTES_OF_THREAD);
-    if (limit < 2 * BYTES_OF_SPILL)
-        throw ToolFailure(ExitCode::USAGE, "--memory-limit is too small for --shards: it must be " +
-                                               formatNumberOfBytes(options.m_memoryLimit - limit + 2 * BYTES_OF_SPILL) +
-                                               " or more");
-    const size_t dictionaryLimit = limit - BYTES_OF_SPILL;
+    const size_t dictionaryLimit =
+        MemoryLimit::apply(options.m_memoryLimit, options.m_numberOfThreads, ShardedLoadNeeds::BYTES_OF_THREAD,
+                           ShardedLoadNeeds::BYTES_OF_SPILL);
     const ShardedFolder folder(options);
     checkOtherOutputs(options);
     OutputLock lock(folder.getManifestName(), options.m_output.m_waits, options.m_feedback.getNoteOutput(errorOutput));
@@ -237,15 +223,16 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
     if (blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS)
         blankNodes.m_firstDocument = ownedDictionary->getManifest().m_nextDocument;
     LoadWork work{.m_task = describeTask(options, *ownedDictionary),
-                  .m_isFull = isLargerThan(*ownedDictionary, getLargestMemory(dictionaryLimit))};
+                  .m_folderState = LoadCheckpoint::describeState(folder.getName()),
+                  .m_isFull = areTooLarge(*ownedDictionary, dictionaryLimit)};
     bool isGoingOn = false;
-    std::optional<LoadCheckpoint::Unfinished> unfinished = readUnfinished(options, folder.getName());
+    std::optional<LoadCheckpoint::Unfinished> unfinished = readUnfinished(options, folder.getName(), work);
     if (unfinished && unfinished->m_work.m_task == work.m_task && canReadAgain(options)) {
         work = std::move(unfinished->m_work);
         isGoingOn = true;
         ownedDictionary = ShardedDictionary::open(folder.getName(), std::move(unfinished->m_manifest), dictionaryLimit);
         // With less memory than before, the shards may not fit any more.
-        work.m_isFull = work.m_isFull || isLargerThan(*ownedDictionary, getLargestMemory(dictionaryLimit));
+        work.m_isFull = work.m_isFull || areTooLarge(*ownedDictionary, dictionaryLimit);
         options.m_feedback.getNoteOutput(errorOutput) << "going on with the load that was interrupted, which has " +
                                                              std::to_string(ownedDictionary->getNumberOfResources()) +
                                                              " terms so far\n";
@@ -268,7 +255,7 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
         checkpoint.emplace(folder.getName(), options.m_checkpoint, options.m_numberOfThreads, dictionary, spill);
     {
         ShardResolver::Settings settings;
-        settings.m_largestMemory = getLargestMemory(dictionaryLimit);
+        settings.m_largestMemory = ShardedLoadNeeds::getLargestMemory(dictionaryLimit);
         settings.m_numberOfColumns = rows ? rows->getLayout().m_columns : 0;
         settings.m_isLenient = options.m_isLenient;
         if (checkpoint) {
@@ -293,7 +280,8 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
             work.m_isFull = true;
             if (checkpoint)
                 checkpoint->startResolving(work);
-            resolveSpilled(getNumberOfResolvers(options.m_numberOfThreads, dictionary, spill, dictionaryLimit),
+            resolveSpilled(ShardedLoadNeeds::getNumberOfResolvers(
+                               options.m_numberOfThreads, getBytesOfLargestShard(dictionary, spill), dictionaryLimit),
                            dictionary, spill, checkpoint ? &*checkpoint : nullptr);
         }
         if (rows) {

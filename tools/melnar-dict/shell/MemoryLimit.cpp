@@ -75,8 +75,9 @@ uint64_t MemoryLimit::getDefault() {
     return (available - available / 16) / MEBIBYTE * MEBIBYTE;
 }
 
-size_t MemoryLimit::apply(const uint64_t limit, const size_t numberOfThreads, const uint64_t bytesOfThread) {
-    const uint64_t ownBytes = BYTES_OF_PROCESS + numberOfThreads * bytesOfThread;
+size_t MemoryLimit::apply(const uint64_t limit, const size_t numberOfThreads, const uint64_t bytesOfThread,
+                          const uint64_t otherBytes) {
+    const uint64_t ownBytes = BYTES_OF_PROCESS + numberOfThreads * bytesOfThread + otherBytes;
     if (limit < ownBytes + BYTES_OF_SMALLEST_DICTIONARY)
         throw ToolFailure(ExitCode::USAGE, "--memory-limit " + formatNumberOfBytes(limit) + " is too small: with " +
                                                std::to_string(numberOfThreads) +

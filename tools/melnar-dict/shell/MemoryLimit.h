@@ -34,9 +34,10 @@ inline constexpr uint64_t BYTES_OF_THREAD = uint64_t(2) << 20;
 /// The same for a thread that resolves or looks up all terms of a block at a time, of which short statements have many.
 inline constexpr uint64_t BYTES_OF_THREAD_WITH_TERMS = uint64_t(6) << 20;
 
-/// Keeps this process within a limit from now on, once, before it starts threads. Returns the limit of the dictionary.
+/// Keeps this process within a limit from now on, once, before it starts threads. Returns the limit of the dictionary, which
+/// is what the threads, and other things of so many bytes, leave.
 /// Refuses a limit that is too small, with ExitCode::USAGE.
-size_t apply(uint64_t limit, size_t numberOfThreads, uint64_t bytesOfThread = BYTES_OF_THREAD);
+size_t apply(uint64_t limit, size_t numberOfThreads, uint64_t bytesOfThread = BYTES_OF_THREAD, uint64_t otherBytes = 0);
 
 /// Tells why there is no more memory.
 std::string describeFailure();

@@ -38,8 +38,13 @@ std::string readBeginning(const std::string& fileName, const size_t numberOfByte
     return beginning;
 }
 
-/// Whether it is a folder of shards, sound or not.
-bool isDictionaryFolder(const std::string& folderName) {
+std::optional<FileIdentity> identifyInput(const std::string& inputName) {
+    return inputName == STANDARD_STREAM ? FileIdentity::ofRegularFile(STDIN_FILENO) : FileIdentity::ofName(inputName);
+}
+
+} // namespace
+
+bool OutputCheck::isDictionaryFolder(const std::string& folderName) {
     const std::string manifestName = folderName + '/' + ShardManifest::FILE_NAME;
     struct stat status;
     if (::stat(manifestName.c_str(), &status) != 0 || !S_ISREG(status.st_mode))
@@ -47,12 +52,6 @@ bool isDictionaryFolder(const std::string& folderName) {
     FileInputStream input(manifestName);
     return ShardManifest::isBeginningOf(input);
 }
-
-std::optional<FileIdentity> identifyInput(const std::string& inputName) {
-    return inputName == STANDARD_STREAM ? FileIdentity::ofRegularFile(STDIN_FILENO) : FileIdentity::ofName(inputName);
-}
-
-} // namespace
 
 OutputCheck::OutputCheck(const std::string& outputName, const bool isForced)
     : m_outputName(requireRegularFile(outputName)), m_isForced(isForced) {

@@ -45,6 +45,9 @@ public:
     /// Refuses, with ExitCode::FAILURE, a file system that has less room than this beside the files that are there.
     void requireRoom(uint64_t numberOfBytes) const;
 
+    /// Whether there is a folder of this name with the manifest of a dictionary, sound or not.
+    static bool isDictionaryFolder(const std::string& folderName);
+
     /// How much room there is for this user on the file system of a folder. Not every one tells.
     static std::optional<uint64_t> getFreeBytes(const std::string& folderName);
 

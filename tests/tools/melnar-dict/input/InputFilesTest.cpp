@@ -110,6 +110,9 @@ TEST(InputFilesTest, haveATotalSizeOnlyIfAllOfThemTellTheirs) {
     const InputFiles files{{directory.addFile("a", "12345"), RdfFormat::N_TRIPLES},
                            {directory.addFile("b", "123"), RdfFormat::N_TRIPLES}};
     EXPECT_EQ(8u, getTotalBytes(files));
+    InputFiles withEmptyFile = files;
+    withEmptyFile.emplace_back(directory.addFile("empty", ""), RdfFormat::N_TRIPLES);
+    EXPECT_EQ(8u, getTotalBytes(withEmptyFile));
     for (const std::string& unknown : {directory.getPathOf("absent"), std::string("/dev/null")}) {
         InputFiles others = files;
         others.emplace_back(unknown, RdfFormat::N_TRIPLES);

@@ -342,6 +342,45 @@ TEST_F(LoadShardsTest, documentsThatFollowSharedLabelsAreOthers) {
     }
 }
 
+TEST_F(LoadShardsTest, aLoadThatAnErrorHasEndedGoesOnLeniently) {
+    m_directory.addFile("in.nt", makeTriples(3) + "no statement\n" + makeTriples(1));
+    const std::vector<std::string> load{"load", "--shards", "in.nt", "--ids", "T.npy", "--checkpoint", "1b", "-o"};
+    const auto with = [](std::vector<std::string> arguments, const std::vector<std::string>& more) {
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return arguments;
+    };
+    const ToolResult undisturbed = run(with(load, {"e", "--lenient"}));
+    EXPECT_EQ(0, undisturbed.m_exitCode);
+    const std::string rows = getContentsOf("T.npy");
+    std::filesystem::remove(m_directory.getPathOf("T.npy"));
+    EXPECT_EQ(1, run(with(load, {"d"})).m_exitCode);
+    EXPECT_TRUE(exists("d/work-manifest"));
+    EXPECT_FALSE(exists("T.npy") || exists("d/manifest"));
+    const ToolResult result = run(with(load, {"d", "--lenient"}));
+    EXPECT_EQ(0, result.m_exitCode);
+    EXPECT_EQ(0u, result.m_errorOutput.find("going on with ")) << result.m_errorOutput;
+    EXPECT_EQ(rows, getContentsOf("T.npy"));
+    EXPECT_TRUE(getFiles("e") == getFiles("d"));
+}
+
+TEST_F(LoadShardsTest, aDamagedDictionaryIsReplacedAndNotAddedTo) {
+    expectSuccess({"load", "--shards", "more.nq", "-o", "d"});
+    std::string manifest = getContentsOf("d/manifest");
+    manifest[manifest.size() / 2] ^= 1;
+    m_directory.addFile("d/manifest", manifest);
+    EXPECT_EQ(3, run({"load", "in.nq", "--into", "d"}).m_exitCode);
+    expectSuccess({"load", "--shards", "in.nq", "-o", "d", "--ids", "T.npy"});
+    EXPECT_EQ(QUADS, decode("T.npy", "d"));
+    expectSuccess({"verify", "d"});
+}
+
+TEST_F(LoadShardsTest, nothingIsAddedToAFolderWithoutAManifest) {
+    std::filesystem::create_directory(m_directory.getPathOf("empty"));
+    const ToolResult result = run({"load", "in.nq", "--into", "empty"});
+    EXPECT_EQ(3, result.m_exitCode);
+    EXPECT_EQ("melnar-dict: 'empty' is no folder of shards: there is no file 'empty/manifest'\n", result.m_errorOutput);
+}
+
 TEST_F(LoadShardsTest, aManifestOfSomethingElseIsNotReplaced) {
     std::filesystem::create_directory(m_directory.getPathOf("project"));
     m_directory.addFile("project/manifest", "of something else");
@@ -356,7 +395,7 @@ TEST_F(LoadShardsTest, aManifestOfSomethingElseIsNotReplaced) {
 TEST_F(LoadShardsTest, aMemoryLimitThatIsTooSmallIsTold) {
     const ToolResult result = run({"load", "--shards", "in.nq", "-o", "d", "--memory-limit", "40M", "--threads", "1"});
     EXPECT_EQ(2, result.m_exitCode);
-    const std::string beginning = "melnar-dict: --memory-limit is too small for --shards: it must be ";
+    const std::string beginning = "melnar-dict: --memory-limit 40M is too small: with 1 thread it must be ";
     ASSERT_EQ(0u, result.m_errorOutput.find(beginning)) << result.m_errorOutput;
     EXPECT_FALSE(exists("d"));
     const std::string needed =
@@ -504,8 +543,8 @@ TEST_F(HeldLoadShardsTest, whoIsAddedToAnotherFolderGoesOnThere) {
 TEST_F(HeldLoadShardsTest, anotherLoadIsRefusedOrGivesTheUnfinishedOneUp) {
     const std::vector<std::string> options{"--shards", "-o", "d"};
     const std::string refusal =
-        "melnar-dict: the folder 'd' has an unfinished load of other files, or with other options; "
-        "the same command goes on with it, and --force gives it up\n";
+        "melnar-dict: the folder 'd' has an unfinished load of other files, of files that have changed or are gone, or "
+        "with other options; the same command goes on with it, and --force gives it up\n";
     const std::string note = "giving up another load into 'd', which was interrupted\n";
     for (const std::string change : {"input", "gone", "size", "time", "base", "columns"}) {
         SCOPED_TRACE(change);
@@ -549,11 +588,27 @@ TEST_F(HeldLoadShardsTest, anotherLoadIsRefusedOrGivesTheUnfinishedOneUp) {
 
 /// The shards that the first process had in memory do not fit any more.
 TEST_F(HeldLoadShardsTest, lessMemoryIsEnoughToGoOn) {
-    const std::vector<std::string> options{"--shards", "-o", "d"};
+    std::string statements;
+    for (size_t number = 0; number < 120000; ++number)
+        statements += "<urn:s> <urn:p> \"" + std::string(220, 'x') + std::to_string(number) + "\" .\n";
+    m_directory.addFile("held.nt", statements + getContentsOf("held.nt"));
+    const std::vector<std::string> options{"--shards", "-o", "d", "--checkpoint", "25b"}; // of some 30
     const auto expected = getExpected(options);
     kill(options);
-    EXPECT_EQ(0u, finish({"--shards", "-o", "d", "--memory-limit", "98M"}).find("going on with "));
+    EXPECT_EQ(0u, finish({"--shards", "-o", "d", "--checkpoint", "0", "--memory-limit", "90M"}).find("going on with "));
     expectFiles(expected);
+}
+
+/// The process was killed when it had replaced the manifest, and had only to remove what told of the load.
+TEST_F(HeldLoadShardsTest, whatTellsOfALoadThatIsDoneHoldsNothingUp) {
+    expectSuccess({"load", "--shards", "in.nq", "-o", "d", "--ids", "old.npy"});
+    kill({"--into", "d"});
+    const std::string unfinished = getContentsOf("d/work-manifest");
+    EXPECT_EQ(0u, finish({"--into", "d"}).find("going on with "));
+    m_directory.addFile("d/work-manifest", unfinished);
+    expectSuccess({"load", "more.nq", "--into", "d"});
+    EXPECT_FALSE(exists("d/work-manifest"));
+    expectSuccess({"verify", "d"});
 }
 
 /// What an earlier process has done stays when the next one fails before its own first save.

@@ -9,8 +9,10 @@
 namespace {
 
 LoadWork makeWork() {
-    LoadWork work{
-        .m_task = std::string("task\nwith \0 in it", 16), .m_fileIndex = 3, .m_blockIndex = uint64_t(1) << 40};
+    LoadWork work{.m_task = std::string("task\nwith \0 in it", 16),
+                  .m_folderState = "a state",
+                  .m_fileIndex = 3,
+                  .m_blockIndex = uint64_t(1) << 40};
     work.m_isFull = true;
     work.m_bytesOfRows = 12345;
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
