@@ -22,8 +22,9 @@ void enlarge(Block& block, const size_t capacity) {
 } // namespace
 
 BlockReader::BlockReader(std::unique_ptr<ByteSource> source, const size_t blockSize, const size_t maximumLine,
-                         const RdfFormat format)
-    : m_source(std::move(source)), m_blockSize(blockSize), m_maximumLine(maximumLine), m_format(format) {}
+                         const RdfFormat format, const Begin begin)
+    : m_source(std::move(source)), m_blockSize(blockSize), m_maximumLine(maximumLine), m_format(format),
+      m_begin(begin) {}
 
 bool BlockReader::next(Block& block) {
     const std::lock_guard guard(m_mutex);
@@ -59,7 +60,7 @@ void BlockReader::fill(Block& block) {
     block.m_end = m_remainder.copy(block.m_bytes.get(), m_remainder.size());
     m_remainder.clear();
     readMore(block, size);
-    if (m_nextSequence == 0 && block.getText().starts_with(BYTE_ORDER_MARK))
+    if (m_begin == Begin::OF_FILE && m_nextSequence == 0 && block.getText().starts_with(BYTE_ORDER_MARK))
         block.m_begin = BYTE_ORDER_MARK.size();
     block.m_lengthOfRest = m_isInLongLine ? passLongLine(block.getText()) : 0;
     const size_t endOfRest = block.m_begin + block.m_lengthOfRest;

@@ -29,9 +29,12 @@ class BlockReader {
 public:
     static constexpr size_t DEFAULT_BLOCK_SIZE = 256 * 1024;
 
+    /// Where the source begins: a file may start with a byte order mark, which is left out.
+    enum class Begin : uint8_t { OF_FILE, WITHIN_FILE };
+
     explicit BlockReader(std::unique_ptr<ByteSource> source, size_t blockSize = DEFAULT_BLOCK_SIZE,
                          size_t maximumLine = std::numeric_limits<size_t>::max(),
-                         RdfFormat format = RdfFormat::N_TRIPLES);
+                         RdfFormat format = RdfFormat::N_TRIPLES, Begin begin = Begin::OF_FILE);
 
     /// Fills the block with the next piece; false when there is none.
     bool next(Block& block);
@@ -52,6 +55,7 @@ private:
     const size_t m_blockSize;
     const size_t m_maximumLine;
     const RdfFormat m_format;
+    const Begin m_begin;
     uint64_t m_nextSequence = 0;
     std::string m_remainder;     // what the last block cut off
     bool m_isInLongLine = false; // whether it goes on with one that is too long

@@ -21,8 +21,9 @@ std::string getFileName(const std::string& folderName) {
     return folderName + '/' + getName();
 }
 
-/// One that cannot be read names nothing: who replaces it does not need it.
-ShardManifest readManifestOf(const std::string& folderName) {
+} // namespace
+
+ShardManifest LoadCheckpoint::readManifestOf(const std::string& folderName) {
     if (!ShardedDictionary::isFolder(folderName))
         return {};
     try {
@@ -32,8 +33,6 @@ ShardManifest readManifestOf(const std::string& folderName) {
         return {};
     }
 }
-
-} // namespace
 
 std::string LoadCheckpoint::describeState(const std::string& folderName) {
     const ShardManifest manifest = readManifestOf(folderName);
@@ -62,6 +61,13 @@ void LoadCheckpoint::removeRemains(const std::string& folderName) noexcept {
             ShardedDictionary::removeRemains(folderName, {});
     } catch (const std::exception&) { // Who reads the folder next tells what is wrong with it.
     }
+}
+
+void LoadCheckpoint::removeAllButUnfinished(const std::string& folderName) noexcept {
+    std::error_code error;
+    if (!std::filesystem::exists(getFileName(folderName), error) && !error)
+        ShardSpill::removeFrom(folderName);
+    removeRemains(folderName);
 }
 
 void LoadCheckpoint::removeFrom(const std::string& folderName) {
@@ -131,13 +137,17 @@ void LoadCheckpoint::removeReplaced() const {
     }
 }
 
-void LoadCheckpoint::write(const LoadWork& work, ShardManifest& manifest) {
+void LoadCheckpoint::write(const std::string& folderName, const LoadWork& work, ShardManifest& manifest) {
     manifest.m_work = work.toBytes();
-    AtomicFileOutputStream::synchronizeFolder(m_folderName); // The files have names that nothing takes back.
-    AtomicFileOutputStream output(getFileName(m_folderName));
+    AtomicFileOutputStream::synchronizeFolder(folderName); // The files have names that nothing takes back.
+    AtomicFileOutputStream output(getFileName(folderName));
     manifest.write(output);
     output.commit();
     manifest.m_work.clear();
+}
+
+void LoadCheckpoint::write(const LoadWork& work, ShardManifest& manifest) {
+    write(m_folderName, work, manifest);
     m_spill.keep();
     m_last = std::chrono::steady_clock::now();
     m_numberOfBlocks = 1; // the one that begins now

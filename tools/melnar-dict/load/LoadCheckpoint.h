@@ -36,9 +36,19 @@ public:
     /// Reads it, if there is one. Throws what a damaged one deserves.
     static std::optional<Unfinished> read(const std::string& folderName);
 
+    /// Writes it. The files that the manifest and the work name are on the disk.
+    static void write(const std::string& folderName, const LoadWork& work, ShardManifest& manifest);
+
+    /// Reads the dictionary's own manifest. One that is not there, or cannot be read, names nothing: who replaces it does
+    /// not need it.
+    static ShardManifest readManifestOf(const std::string& folderName);
+
     /// Removes files of shards that neither the folder's manifest nor that of an unfinished load names. Nothing if one of
     /// them cannot be read.
     static void removeRemains(const std::string& folderName) noexcept;
+
+    /// The same, and what has been put aside as well unless there is an unfinished load.
+    static void removeAllButUnfinished(const std::string& folderName) noexcept;
 
     /// Removes it, if there is one, and then what has been put aside for it.
     static void removeFrom(const std::string& folderName);

@@ -25,6 +25,19 @@ FileLoader::Settings LoadRun::getSettings() {
 }
 
 bool LoadRun::load(FileLoader& loader, const Figures& figures) {
+    return load(
+        [&] {
+            for (const auto& [fileName, format] : m_options.m_files)
+                if (!m_journal.isStopped()) {
+                    const uint64_t before = m_journal.getCounts().m_statements;
+                    loader.load(fileName, format);
+                    m_statementsOfFiles.push_back(m_journal.getCounts().m_statements - before);
+                }
+        },
+        figures);
+}
+
+bool LoadRun::load(const std::function<void()>& loadFiles, const Figures& figures) {
     m_start = std::chrono::steady_clock::now();
     {
         const ProgressReporter progress(
@@ -39,12 +52,7 @@ bool LoadRun::load(FileLoader& loader, const Figures& figures) {
                          {figures.m_getNumberOfNewTerms(), "new distinct"}},
                         figures.m_getMemoryInUse()};
             });
-        for (const auto& [fileName, format] : m_options.m_files)
-            if (!m_journal.isStopped()) {
-                const uint64_t before = m_journal.getCounts().m_statements;
-                loader.load(fileName, format);
-                m_statementsOfFiles.push_back(m_journal.getCounts().m_statements - before);
-            }
+        loadFiles();
     }
     if (m_rejectedFile != nullptr)
         m_rejectedFile->close();

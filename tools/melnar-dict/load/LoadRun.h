@@ -42,7 +42,13 @@ public:
     /// Loads all files, unless the journal stops. Returns whether it has not.
     bool load(FileLoader& loader, const Figures& figures);
 
-    /// How many statements each file has had.
+    /// The same for who loads them in another way.
+    bool load(const std::function<void()>& loadFiles, const Figures& figures);
+
+    /// How many bytes of the files have been read, to tell the progress. For any thread at any time.
+    std::atomic<uint64_t>& getBytesRead() noexcept { return m_bytesRead; }
+
+    /// How many statements each file that a FileLoader has loaded has had.
     const std::vector<uint64_t>& getStatementsOfFiles() const noexcept { return m_statementsOfFiles; }
 
     /// What the load ends with if the journal has stopped.

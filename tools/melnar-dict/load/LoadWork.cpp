@@ -26,6 +26,10 @@ std::string LoadWork::toBytes() const {
         output.writeUInt64(shard.m_bytesOfIDs);
         output.writeUInt32(shard.m_isResolved ? 1 : 0);
     }
+    output.writeUInt64(m_numberOfRows);
+    output.writeUInt64(m_bytesOfRowFiles.size());
+    for (const uint64_t bytesOfFile : m_bytesOfRowFiles)
+        output.writeUInt64(bytesOfFile);
     return output.getBytes();
 }
 
@@ -45,6 +49,9 @@ LoadWork LoadWork::parse(const std::string& bytes) {
         shard.m_bytesOfIDs = input.readUInt64();
         shard.m_isResolved = input.readUInt32() != 0;
     }
+    work.m_numberOfRows = input.readUInt64();
+    for (uint64_t number = input.readUInt64(); number != 0; --number) // a wrong one ends too early
+        work.m_bytesOfRowFiles.push_back(input.readUInt64());
     if (char rest; input.read(&rest, 1) != 0)
         throw MelnarException(SOURCE_FILE, LINE_TOO_LONG, MelnarException::NO_CAUSES,
                               "Bytes follow the end of a load's work.");

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 /// How far a load of shards has come, so that another process can go on with it.
 ///
@@ -25,10 +26,15 @@ struct LoadWork {
     std::string m_task;          // what is loaded and how, by which the same load is known again
     std::string m_folderState{}; // of the dictionary in the folder when the load began; see LoadCheckpoint
     uint64_t m_fileIndex = 0;    // of the first block that is not done; the number of files if all are
-    uint64_t m_blockIndex = 0;   // in its file
+    uint64_t m_blockIndex = 0;   // in its file; of a load by several processes, a piece and its slice instead
     bool m_isFull = false;       // no shard takes terms until they are resolved from files
     uint64_t m_bytesOfRows = 0;
     std::array<Shard, ShardLayout::NUMBER_OF_SHARDS> m_shards{};
+
+    // Of a load by several processes: how many rows are done, and the bytes of the files that have them, each those of one
+    // process; see RankRows.
+    uint64_t m_numberOfRows = 0;
+    std::vector<uint64_t> m_bytesOfRowFiles{};
 
     std::string toBytes() const;
 

@@ -31,6 +31,10 @@ public:
     OutputStream& getStream() { return m_npyFile ? m_npyFile->getStream() : m_standardOutput; }
     const RowLayout& getLayout() const noexcept { return m_layout; }
 
+    /// For rows that other processes write to the file, which has this name until it appears: how many they are.
+    const std::string& getTemporaryFileName() const { return m_file->getTemporaryFileName(); }
+    void noteRows(const uint64_t numberOfRows) { m_npyFile->noteRows(numberOfRows); }
+
     /// Saves the dictionary to the locked file. Rows are all written before; a file of rows appears together with it.
     void saveWith(const Dictionary& dictionary, OutputLock& lock);
 

@@ -86,7 +86,9 @@ void ShardSpill::removeFrom(const std::string& folderName) {
 
 /// Nobody else's file may be taken for one.
 bool ShardSpill::isNameOfFile(const std::string& fileName) {
-    if (fileName == std::string(WORK_PREFIX) + ROWS)
+    const std::string rows = std::string(WORK_PREFIX) + ROWS;
+    if (fileName == rows || (fileName.starts_with(rows + '-') && fileName.size() > rows.size() + 1 &&
+                             fileName.find_first_not_of("0123456789", rows.size() + 1) == std::string::npos))
         return true;
     for (const char* const kind : {TERMS, IDS}) {
         const std::string prefix = std::string(WORK_PREFIX) + kind + '-';
@@ -95,6 +97,10 @@ bool ShardSpill::isNameOfFile(const std::string& fileName) {
             return true;
     }
     return false;
+}
+
+std::string ShardSpill::getNameOfRowFile(const std::string& folderName, const uint64_t number) {
+    return folderName + '/' + WORK_PREFIX + ROWS + '-' + std::to_string(number);
 }
 
 std::string ShardSpill::getName(const std::string& kind) const {

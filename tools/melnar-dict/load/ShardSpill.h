@@ -65,6 +65,9 @@ public:
     /// Whether a name within a folder is that of such a file.
     static bool isNameOfFile(const std::string& fileName);
 
+    /// The name of a file for rows of a load by several processes, each of which has its own: work-rows-N.
+    static std::string getNameOfRowFile(const std::string& folderName, uint64_t number);
+
     void addTerm(uint32_t shard, const BatchEntry& term);
 
     /// Adds the rows of a block: the shards of its unknown terms, and all cells.

@@ -1,6 +1,5 @@
 #include "tools/melnar-dict/load/ShardedLoadCommand.h"
 
-#include "tools/melnar-dict/input/FileIri.h"
 #include "tools/melnar-dict/load/FileLoader.h"
 #include "tools/melnar-dict/load/LoadCheckpoint.h"
 #include "tools/melnar-dict/load/LoadEstimator.h"
@@ -12,7 +11,7 @@
 #include "tools/melnar-dict/load/ShardSpill.h"
 #include "tools/melnar-dict/load/ShardedFolder.h"
 #include "tools/melnar-dict/load/ShardedLoadNeeds.h"
-#include "tools/melnar-dict/pieces/EngineTerm.h"
+#include "tools/melnar-dict/load/ShardedLoadSteps.h"
 #include "tools/melnar-dict/shell/NumberText.h"
 #include "tools/melnar-dict/shell/OutputCheck.h"
 #include "tools/melnar-dict/shell/OutputFile.h"
@@ -23,9 +22,7 @@
 #include "tools/melnar-dict/threads/ProgressReporter.h"
 #include "tools/melnar-dict/threads/WorkerGroup.h"
 
-#include "Engine/core/data-store/Checksum.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
-#include "Engine/core/platform/MelnarException.h"
 
 #include <algorithm>
 #include <atomic>
@@ -91,58 +88,6 @@ bool canReadAgain(const LoadOptions& options) {
     });
 }
 
-/// All that the outcome of a load depends on, with the sizes and times of its inputs instead of their bytes. What has been
-/// taken in had no errors, or they were skipped: so a load that an error has ended goes on when errors are to be skipped.
-std::string describeTask(const LoadOptions& options, const ShardedDictionary& dictionary) {
-    std::string task =
-        "rows " + std::to_string(options.m_idsName.empty() ? 0 : options.m_rows.getNumberOfColumns(options.m_files));
-    task += " version " + std::to_string(static_cast<int>(options.m_version));
-    task += " line " + std::to_string(options.m_maximumLine);
-    task += " shared " + std::to_string(options.m_blankNodes.m_mode == BlankNodeScope::Mode::SHARED);
-    task += " block " + std::to_string(ShardResolver::BLOCK_SIZE);
-    task += " document " + std::to_string(dictionary.getManifest().m_nextDocument);
-    task += " base " + options.m_base + '\n';
-    if (const std::optional<DictionaryIdentity> identity = dictionary.getHistory().getIdentity())
-        task += "into " + identity->toString() + '\n';
-    for (const auto& [fileName, format] : options.m_files) {
-        std::error_code error;
-        task += std::to_string(static_cast<int>(format)) + ' ' +
-                std::to_string(std::filesystem::file_size(fileName, error)) + ' ' +
-                std::to_string(std::filesystem::last_write_time(fileName, error).time_since_epoch().count()) + ' ' +
-                (options.m_base.empty() ? iriOfFile(fileName) : fileName) + '\n';
-    }
-    constexpr size_t LONGEST_TASK = size_t(1) << 20;
-    if (task.size() <= LONGEST_TASK)
-        return task;
-    Checksum checksum;
-    checksum.update(task.data(), task.size());
-    return std::to_string(task.size()) + " bytes " + std::to_string(checksum.getValue());
-}
-
-/// What a folder has of an unfinished load; with --force, one that cannot be read is none. If the folder has another
-/// dictionary by now, the load was done, and only what tells of it was not removed any more.
-std::optional<LoadCheckpoint::Unfinished> readUnfinished(const LoadOptions& options, const std::string& folderName,
-                                                         const LoadWork& work) {
-    try {
-        std::optional<LoadCheckpoint::Unfinished> unfinished = LoadCheckpoint::read(folderName);
-        if (unfinished && unfinished->m_work.m_folderState != work.m_folderState)
-            unfinished.reset();
-        return unfinished;
-    } catch (const MelnarException&) {
-        if (!options.m_output.m_isForced)
-            throw;
-        return std::nullopt;
-    }
-}
-
-/// Hours of work are not given up because of a slip, or of a disk that is not mounted.
-[[noreturn]] void refuseToGiveUp(const std::string& folderName) {
-    throw ToolFailure(ExitCode::USAGE,
-                      "the folder '" + folderName +
-                          "' has an unfinished load of other files, of files that have changed or are gone, or with "
-                          "other options; the same command goes on with it, and --force gives it up");
-}
-
 /// How large the largest shard will be when it has resolved what was put aside, at most.
 uint64_t getBytesOfLargestShard(const ShardedDictionary& dictionary, const ShardSpill& spill) {
     uint64_t largest = 0;
@@ -167,29 +112,6 @@ void resolveSpilled(const size_t numberOfThreads, ShardedDictionary& dictionary,
             }
     });
     workers.join();
-}
-
-/// Adds what is in the dictionary, as its manifest tells.
-void addDictionary(const ShardManifest& manifest, LoadReport& report) {
-    for (const ShardManifest::Shard& shard : manifest.m_shards)
-        for (const auto& [datatypeID, terms] : shard.m_terms) {
-            report.m_distinct[datatypeID] += terms.m_number;
-            (isOfStrings(datatypeID) ? report.m_textBytes : report.m_otherTextBytes) += terms.m_formBytes;
-        }
-}
-
-/// Adds the inputs of a load to those of the dictionary.
-void addInputs(const LoadOptions& options, const std::vector<uint64_t>& numbersOfStatements,
-               ShardedDictionary& dictionary) {
-    std::vector<ShardManifest::Input> inputs = dictionary.getManifest().m_inputs;
-    for (size_t index = 0; index < options.m_files.size(); ++index)
-        inputs.push_back({options.m_files[index].first, numbersOfStatements[index], true});
-    uint64_t nextDocument = dictionary.getManifest().m_nextDocument;
-    if (options.m_blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS)
-        nextDocument += options.m_files.size();
-    else
-        nextDocument = std::max(nextDocument, options.m_blankNodes.getDocument(0) + 1); // which all have shared
-    dictionary.setInputs(std::move(inputs), nextDocument);
 }
 
 /// Whether a dictionary's shards, once they are in memory to grow, probably take more than they may.
@@ -222,11 +144,13 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
     BlankNodeOptions blankNodes = options.m_blankNodes;
     if (blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS)
         blankNodes.m_firstDocument = ownedDictionary->getManifest().m_nextDocument;
-    LoadWork work{.m_task = describeTask(options, *ownedDictionary),
+    LoadWork work{.m_task = "blocks of " + std::to_string(ShardResolver::BLOCK_SIZE) + ' ' +
+                            describeTask(options, ownedDictionary->getManifest(), stampInputs(options)),
                   .m_folderState = LoadCheckpoint::describeState(folder.getName()),
                   .m_isFull = areTooLarge(*ownedDictionary, dictionaryLimit)};
     bool isGoingOn = false;
-    std::optional<LoadCheckpoint::Unfinished> unfinished = readUnfinished(options, folder.getName(), work);
+    std::optional<LoadCheckpoint::Unfinished> unfinished =
+        readUnfinished(options, folder.getName(), work.m_folderState);
     if (unfinished && unfinished->m_work.m_task == work.m_task && canReadAgain(options)) {
         work = std::move(unfinished->m_work);
         isGoingOn = true;
@@ -238,7 +162,7 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
                                                              " terms so far\n";
     } else {
         if (unfinished && !options.m_output.m_isForced)
-            refuseToGiveUp(toPrintable(folder.getName()));
+            refuseToGiveUp(folder.getName());
         requireRoom(options, folder.getName(), *ownedDictionary, work.m_isFull, dictionaryLimit, messages);
         if (unfinished)
             options.m_feedback.getNoteOutput(errorOutput)
@@ -289,9 +213,9 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
             rows->open(largestID);
             spill.writeRows(rows->getLayout().m_idWidth, rows->getStream());
         }
-        addInputs(options, run.getStatementsOfFiles(), dictionary);
         ShardManifest manifest =
             dictionary.saveShards(folder.getName(), ShardedDictionary::State::WHOLE, options.m_numberOfThreads);
+        addInputs(options, run.getStatementsOfFiles(), manifest);
         OutputFile file(lock);
         manifest.write(file.getStream());
         if (rows)

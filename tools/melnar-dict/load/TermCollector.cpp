@@ -11,11 +11,16 @@ const char* TermCollector::take(const Rdf::Statement& statement, const uint64_t 
         m_cause = m_resolver.getCauseOfRefusal({innermost.m_text, 0, D_RDF_PLAIN_LITERAL});
         return m_cause.c_str();
     }
-    m_rows.add(statement, m_document, line, piece.m_terms);
-    if (&innermost != &statement.m_object && literalKindOf(innermost) != LiteralKind::OTHER)
-        m_rows.addTerm(innermost, m_document, line, piece.m_terms);
-    countStatement(statement, piece.m_counts);
+    add(statement, innermost, m_document, line, m_rows, piece);
     return nullptr;
+}
+
+void TermCollector::add(const Rdf::Statement& statement, const Rdf::Term& innermost, const uint64_t document,
+                        const uint64_t line, TermRows& rows, ParsedPiece& piece) {
+    rows.add(statement, document, line, piece.m_terms);
+    if (&innermost != &statement.m_object && literalKindOf(innermost) != LiteralKind::OTHER)
+        rows.addTerm(innermost, document, line, piece.m_terms);
+    countStatement(statement, piece.m_counts);
 }
 
 void TermCollector::endBlock(ParsedPiece& piece) {

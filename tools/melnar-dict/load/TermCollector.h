@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 /// Collects the terms of blocks, and has them and the rows of their statements resolved.
 ///
@@ -24,6 +25,10 @@ public:
     const char* take(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece) override;
     void withdraw() override { m_rows.clear(); }
     void endBlock(ParsedPiece& piece) override;
+
+    /// Adds a statement, of whose objects this is the innermost one, which is not refused.
+    static void add(const Rdf::Statement& statement, const Rdf::Term& innermost, uint64_t document, uint64_t line,
+                    TermRows& rows, ParsedPiece& piece);
 
 private:
     TermResolver& m_resolver;

@@ -52,6 +52,10 @@ public:
     /// Empties the rows and keeps their memory.
     void clear() noexcept;
 
+    /// The rows as they are held, which another object takes over, to append their IDs alone.
+    std::span<const uint32_t> getCells() const noexcept { return m_cells; }
+    void assignCells(const std::span<const uint32_t> cells) { m_cells.assign(cells.begin(), cells.end()); }
+
 private:
     static constexpr uint32_t NO_ENTRY = std::numeric_limits<uint32_t>::max(); // of the default graph
 

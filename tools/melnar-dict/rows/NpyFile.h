@@ -25,6 +25,9 @@ public:
     /// Takes the rows, in the layout, until prepare.
     OutputStream& getStream() noexcept { return m_rows; }
 
+    /// Counts rows that other processes write, behind the header's SIZE bytes and those of rows before.
+    void noteRows(const uint64_t numberOfRows) noexcept { m_rows.noteBytes(numberOfRows * m_layout.getRowSize()); }
+
     /// Completes the file, so that it is on the disk and only remains to be committed. The dictionary must have been
     /// saved. With a final width of 4 bytes, IDs that were written with 8 are narrowed in their place; all must fit.
     void prepare(const DictionaryHistory& history, size_t finalWidth);
@@ -45,6 +48,7 @@ private:
         }
         void flush() override { m_output.flush(); }
 
+        void noteBytes(const uint64_t numberOfBytes) noexcept { m_numberOfBytes += numberOfBytes; }
         uint64_t getNumberOfBytes() const noexcept { return m_numberOfBytes; }
 
     private:

@@ -23,6 +23,9 @@ public:
     /// Takes the bytes, until prepare or commit.
     OutputStream& getStream() noexcept { return *m_stream; }
 
+    /// Where the bytes are until commit.
+    const std::string& getTemporaryFileName() const noexcept { return m_stream->getTemporaryFileName(); }
+
     /// The bytes so far, to be rewritten before prepare.
     FileOutputStream& getTemporaryFile() noexcept { return m_stream->getTemporaryFile(); }
 

@@ -644,16 +644,19 @@ ShardManifest ShardedDictionary::saveShards(const std::string& folderName, const
     forEachShardNumber(numberOfThreads,
                        [&](const uint32_t shard) { manifest.m_shards[shard] = saveShard(shard, folderName); });
     AtomicFileOutputStream::synchronizeFolder(folderName);
-    if (state == State::WHOLE) {
-        ChecksumChain checksum;
-        for (const ShardManifest::Shard& shard : manifest.m_shards)
-            for (const uint64_t half : shard.m_identity.m_checksum)
-                checksum.add(half);
-        DictionaryHistory extended; // The dictionary's own changes only if the state is saved.
-        extended.assign(std::move(manifest.m_history));
-        manifest.m_history = extended.add(manifest.getNumberOfResources() + 1, checksum.getValue());
-    }
+    if (state == State::WHOLE)
+        addState(manifest);
     return manifest;
+}
+
+void ShardedDictionary::addState(ShardManifest& manifest) {
+    ChecksumChain checksum;
+    for (const ShardManifest::Shard& shard : manifest.m_shards)
+        for (const uint64_t half : shard.m_identity.m_checksum)
+            checksum.add(half);
+    DictionaryHistory extended;
+    extended.assign(std::move(manifest.m_history));
+    manifest.m_history = extended.add(manifest.getNumberOfResources() + 1, checksum.getValue());
 }
 
 void ShardedDictionary::noteSaved(const std::string& folderName, ShardManifest manifest) {

@@ -155,6 +155,10 @@ public:
     /// After a throw the files that it has written are remains.
     ShardManifest saveShards(const std::string& folderName, State state, size_t numberOfThreads);
 
+    /// Makes a manifest that names the shards of a whole state one of that state. For who has them saved by several
+    /// processes, each its own, and puts the manifest together.
+    static void addState(ShardManifest& manifest);
+
     /// The second step, when the manifest is there: from here on, shards that have not grown are those that it names.
     void noteSaved(const std::string& folderName, ShardManifest manifest);
 

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "tools/melnar-dict-mpi/SlicePlan.h"
+
+#include "tools/melnar-dict/input/ByteSource.h"
+
+#include "Engine/core/platform/Unmovable.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+/// The slices of a plain file with a statement a line. A slice begins with the first line that begins at a multiple of
+/// SLICE_SIZE or behind it, and ends where the next one begins: so each line is in one slice, and some slices may be empty.
+/// Lines are those that end with a line feed; what else ends a statement does not end a slice.
+///
+/// Ownership  Owns the file's descriptor; a slice that is open refers to this.
+/// Threads    One at a time.
+/// Errors     As ByteSource.
+class FileSlices : private Unmovable {
+public:
+    /// The input is one that is cut. Its size is that of the plan: what the file has gained since is not read.
+    /// `bytesRead` counts the bytes of slices, if it is there.
+    FileSlices(const SlicePlan::Input& input, std::atomic<uint64_t>* bytesRead);
+    ~FileSlices();
+
+    /// Opens the slice with this index in the input.
+    std::unique_ptr<ByteSource> open(uint64_t index);
+
+private:
+    class Source;
+
+    uint64_t findBegin(uint64_t index);
+    size_t read(uint64_t place, char* buffer, size_t size) const;
+
+    const std::string m_name;
+    const uint64_t m_size;
+    std::atomic<uint64_t>* const m_bytesRead;
+    int m_file = -1; // until it is needed
+    // The last line that was found to begin, and from where on there is none before: long lines are not searched again.
+    uint64_t m_beginOfSearch = 0;
+    uint64_t m_beginOfLine = 0;
+};

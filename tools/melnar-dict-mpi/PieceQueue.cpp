@@ -1,0 +1,183 @@
+#include "tools/melnar-dict-mpi/PieceQueue.h"
+
+#include "Engine/core/platform/SystemCallException.h"
+
+#include <cerrno>
+#include <utility>
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* const SOURCE_FILE = "tools/melnar-dict-mpi/PieceQueue";
+constexpr long LINE_CANNOT_MAKE = 37;
+constexpr long LINE_CANNOT_WRITE = 49;
+constexpr long LINE_CANNOT_READ = 61;
+
+int makeNamelessFile(const std::string& folderName) {
+    std::string name = folderName + "/work-ahead-XXXXXX";
+    const int file = ::mkostemp(name.data(), O_CLOEXEC);
+    if (file < 0)
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_MAKE, MelnarException::NO_CAUSES, "mkostemp", errno,
+                                  "Cannot make a file for what is read ahead in '", folderName, "'.");
+    ::unlink(name.c_str());
+    return file;
+}
+
+void writeAll(const int file, const std::string& bytes, uint64_t place) {
+    for (size_t written = 0; written < bytes.size();) {
+        const ssize_t result =
+            ::pwrite(file, bytes.data() + written, bytes.size() - written, static_cast<off_t>(place + written));
+        if (result >= 0)
+            written += static_cast<size_t>(result);
+        else if (errno != EINTR)
+            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_WRITE, MelnarException::NO_CAUSES, "pwrite", errno,
+                                      "Cannot write what is read ahead.");
+    }
+}
+
+void readAll(const int file, std::string& bytes, const uint64_t place) {
+    for (size_t read = 0; read < bytes.size();) {
+        const ssize_t result =
+            ::pread(file, bytes.data() + read, bytes.size() - read, static_cast<off_t>(place + read));
+        if (result > 0)
+            read += static_cast<size_t>(result);
+        else if (result == 0 || errno != EINTR)
+            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_READ, MelnarException::NO_CAUSES, "pread",
+                                      result == 0 ? EIO : errno, "Cannot read what has been read ahead.");
+    }
+}
+
+} // namespace
+
+PieceQueue::PieceQueue(std::string folderName, const size_t numberOfColumns) : m_folderName(std::move(folderName)) {
+    m_free.reserve(NUMBER_OF_PIECES);
+    while (m_free.size() < NUMBER_OF_PIECES)
+        m_free.push_back(std::make_unique<ReadPiece>(numberOfColumns));
+}
+
+PieceQueue::~PieceQueue() {
+    if (m_file >= 0)
+        ::close(m_file);
+}
+
+std::unique_ptr<ReadPiece> PieceQueue::takeEmpty(const bool goesAhead) {
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+        if (m_isStopped)
+            return nullptr;
+        if (!m_free.empty() && (goesAhead || isFileEmpty())) {
+            std::unique_ptr<ReadPiece> piece = std::move(m_free.back());
+            m_free.pop_back();
+            return piece;
+        }
+        if (goesAhead && isFileEmpty() && m_pieces.size() > m_numberOffered) {
+            writeToFile(*m_pieces.back());
+            m_free.push_back(std::move(m_pieces.back()));
+            m_pieces.pop_back();
+        } else
+            m_change.wait(lock);
+    }
+}
+
+void PieceQueue::push(std::unique_ptr<ReadPiece> piece) {
+    {
+        const std::lock_guard guard(m_mutex);
+        if (isFileEmpty())
+            m_pieces.push_back(std::move(piece));
+        else {
+            writeToFile(*piece);
+            m_free.push_back(std::move(piece));
+        }
+    }
+    m_change.notify_all();
+}
+
+void PieceQueue::end(std::exception_ptr failure) noexcept {
+    {
+        const std::lock_guard guard(m_mutex);
+        m_isEnded = true;
+        m_failure = std::move(failure);
+    }
+    m_change.notify_all();
+}
+
+void PieceQueue::waitForPiece() {
+    std::unique_lock lock(m_mutex);
+    readFromFile();
+    m_change.wait(lock, [this] { return !m_pieces.empty() || m_isEnded; });
+    readFromFile(); // The reading thread may have put aside the only piece since.
+    if (m_pieces.empty() && m_failure != nullptr)
+        std::rethrow_exception(std::exchange(m_failure, nullptr));
+}
+
+SliceFrontier::Offer PieceQueue::getOffer(const size_t largestBytes) {
+    const std::lock_guard guard(m_mutex);
+    readFromFile();
+    SliceFrontier::Offer offer;
+    size_t bytes = 0;
+    for (const std::unique_ptr<ReadPiece>& piece : m_pieces) {
+        bytes += piece->m_parsed.m_terms.getNumberOfBytes();
+        if (offer.m_number == SliceFrontier::LARGEST_OFFER || (offer.m_number != 0 && bytes > largestBytes))
+            break;
+        offer.m_pieces[offer.m_number++] = piece->m_place;
+    }
+    m_numberOffered = offer.m_number;
+    return offer;
+}
+
+std::unique_ptr<ReadPiece> PieceQueue::pop() {
+    const std::lock_guard guard(m_mutex);
+    std::unique_ptr<ReadPiece> piece = std::move(m_pieces.front());
+    m_pieces.pop_front();
+    --m_numberOffered;
+    return piece;
+}
+
+void PieceQueue::giveBack(std::unique_ptr<ReadPiece> piece) noexcept {
+    {
+        const std::lock_guard guard(m_mutex);
+        m_free.push_back(std::move(piece)); // for which there is room
+    }
+    m_change.notify_all();
+}
+
+void PieceQueue::stop() noexcept {
+    {
+        const std::lock_guard guard(m_mutex);
+        m_isStopped = true;
+    }
+    m_change.notify_all();
+}
+
+void PieceQueue::writeToFile(const ReadPiece& piece) {
+    if (m_file < 0)
+        m_file = makeNamelessFile(m_folderName);
+    m_bytes.clear();
+    piece.appendTo(m_bytes);
+    writeAll(m_file, m_bytes, m_endOfFile);
+    m_sizesInFile.push_back(m_bytes.size());
+    m_endOfFile += m_bytes.size();
+}
+
+/// Brings what is in the file into memory, as far as there is room; leaves a piece to the reading thread.
+void PieceQueue::readFromFile() {
+    while (!isFileEmpty() && m_free.size() > 1) {
+        m_bytes.resize(m_sizesInFile.front());
+        readAll(m_file, m_bytes, m_beginInFile);
+        std::string_view bytes = m_bytes;
+        m_free.back()->take(bytes);
+        m_pieces.push_back(std::move(m_free.back()));
+        m_free.pop_back();
+        m_beginInFile += m_bytes.size();
+        m_sizesInFile.pop_front();
+    }
+    if (isFileEmpty() && m_endOfFile != 0) {
+        m_beginInFile = m_endOfFile = 0;
+        if (::ftruncate(m_file, 0) != 0) { // keeps its room on the disk then
+        }
+        m_change.notify_all();
+    }
+}

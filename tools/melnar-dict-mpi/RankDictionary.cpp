@@ -1,0 +1,72 @@
+#include "tools/melnar-dict-mpi/RankDictionary.h"
+
+#include "Engine/core/platform/stream/MemoryInputStream.h"
+#include "Engine/core/platform/stream/MemoryOutputStream.h"
+
+#include <utility>
+#include <vector>
+
+RankDictionary::RankDictionary(const Ranks& ranks, const std::string& folderName, const ShardManifest& manifest,
+                               const size_t memoryLimit)
+    : m_ranks(ranks),
+      m_dictionary(folderName.empty() ? std::make_unique<ShardedDictionary>(memoryLimit)
+                                      : ShardedDictionary::open(folderName, selectOwn(ranks, manifest), memoryLimit)) {}
+
+RankDictionary::~RankDictionary() = default;
+
+ShardManifest RankDictionary::selectOwn(const Ranks& ranks, ShardManifest manifest) {
+    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
+        if (!ranks.isMine(shard))
+            manifest.m_shards[shard] = {};
+    return manifest;
+}
+
+void RankDictionary::resolve(const uint32_t shard, const std::span<BatchEntry> terms) {
+    Dictionary& dictionary = m_dictionary->getOrMakeShard(shard);
+    if (!m_threads[shard])
+        m_threads[shard].emplace(dictionary);
+    std::vector<BatchFailure> failures;
+    dictionary.resolveResources(*m_threads[shard], terms, failures);
+    for (const BatchFailure& failure : failures)
+        if (failure.m_reason != BatchFailure::Reason::REFUSED)
+            failure.throwException();
+}
+
+void RankDictionary::tryResolve(const uint32_t shard, const std::span<BatchEntry> terms) const {
+    std::vector<BatchFailure> failures;
+    if (const Dictionary* const dictionary = m_dictionary->getShard(shard))
+        dictionary->tryResolveResources(BEHIND_ALL_RESOURCES, terms, failures);
+    for (const BatchFailure& failure : failures)
+        if (failure.m_reason != BatchFailure::Reason::REFUSED)
+            failure.throwException();
+}
+
+BatchFailure RankDictionary::getRefusal(BatchEntry term) const {
+    std::vector<BatchFailure> failures;
+    // What one shard refuses, all do.
+    m_dictionary->getShardInMemory(0).tryResolveResources(BEHIND_ALL_RESOURCES, {&term, 1}, failures);
+    return failures.at(0);
+}
+
+ShardManifest RankDictionary::save(const std::string& folderName) {
+    ShardManifest manifest;
+    m_ranks.perform([&] {
+        manifest = m_dictionary->saveShards(folderName, ShardedDictionary::State::INTERMEDIATE, 1);
+        m_dictionary->noteSaved(folderName, manifest);
+    });
+    MemoryOutputStream own;
+    m_ranks.perform([&] {
+        ShardManifest shards = manifest;
+        shards.m_inputs.clear(); // which all ranks know
+        shards.write(own);
+    });
+    const std::vector<std::string> all = m_ranks.gather(own.getBytes());
+    for (uint32_t rank = 1; rank < all.size(); ++rank) {
+        MemoryInputStream input(all[rank]);
+        const ShardManifest ofRank = ShardManifest::read(input);
+        for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
+            if (m_ranks.getOwner(shard) == rank)
+                manifest.m_shards[shard] = ofRank.m_shards[shard];
+    }
+    return manifest;
+}

@@ -1,0 +1,438 @@
+#include "tools/melnar-dict-mpi/RankLoadCommand.h"
+
+#include "tools/melnar-dict-mpi/Bytes.h"
+#include "tools/melnar-dict-mpi/RankDictionary.h"
+#include "tools/melnar-dict-mpi/RankInputs.h"
+#include "tools/melnar-dict-mpi/RankNeeds.h"
+#include "tools/melnar-dict-mpi/RankRounds.h"
+#include "tools/melnar-dict-mpi/RankRows.h"
+
+#include "tools/melnar-dict/load/BatchResolver.h"
+#include "tools/melnar-dict/load/LoadCheckpoint.h"
+#include "tools/melnar-dict/load/LoadOutputs.h"
+#include "tools/melnar-dict/load/LoadRun.h"
+#include "tools/melnar-dict/load/RowOutput.h"
+#include "tools/melnar-dict/load/ShardedFolder.h"
+#include "tools/melnar-dict/load/ShardedLoadSteps.h"
+#include "tools/melnar-dict/rows/NpyHeader.h"
+#include "tools/melnar-dict/shell/Amounts.h"
+#include "tools/melnar-dict/shell/OutputFile.h"
+#include "tools/melnar-dict/shell/OutputLock.h"
+#include "tools/melnar-dict/shell/PrintableText.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
+#include "tools/melnar-dict/threads/ProgressReporter.h"
+
+#include "Engine/core/data-store/sharded/ShardedDictionary.h"
+#include "Engine/core/platform/stream/MemoryInputStream.h"
+#include "Engine/core/platform/stream/MemoryOutputStream.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+/// What the first rank alone has: the outputs and the journal.
+struct FirstRank : private Unmovable {
+    FirstRank(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput)
+        : m_folder(options), m_messages(errorOutput) {
+        std::ostream& notes = options.m_feedback.getNoteOutput(errorOutput);
+        checkOtherOutputs(options);
+        m_lock.emplace(m_folder.getManifestName(), options.m_output.m_waits, notes);
+        m_folder.check(); // It may have changed since.
+        if (options.m_idsName.empty())
+            return;
+        m_rows.emplace(options, output, notes);
+        checkOtherOutputs(options); // The file may have come or changed since.
+    }
+
+    ~FirstRank() { LoadCheckpoint::removeAllButUnfinished(m_folder.getName()); }
+
+    ShardedFolder m_folder;
+    MessageOutput m_messages;
+    std::optional<OutputLock> m_lock;
+    std::optional<RowOutput> m_rows;
+    std::optional<LoadRun> m_run;
+};
+
+/// A load by all ranks, from its beginning to its end, on one of them.
+class RankLoad : private Unmovable {
+public:
+    RankLoad(const RankLoadOptions& options, const Ranks& ranks, StandardOutput& output, std::ostream& errorOutput)
+        : m_ranks(ranks), m_options(options.m_load), m_areInputsOfRanks(options.m_areInputsOfRanks),
+          m_isResuming(options.m_isResuming), m_tellsTraffic(options.m_tellsTraffic), m_output(output),
+          m_errorOutput(errorOutput) {}
+
+    ExitCode run();
+
+private:
+    void prepare();
+    void begin();
+    void findBeginning();
+    bool readAll();
+    void save();
+    std::string openRows(uint64_t largestID, size_t& idWidth);
+    void tellTraffic() const;
+    RankRounds::Actions makeActions();
+
+    // Of the rounds.
+    void finishPiece(ReadPiece& piece, std::span<const uint32_t> missing, std::vector<uint64_t>& cells) const;
+    void saveUnfinished(const SliceFrontier& frontier, uint64_t numberOfRows);
+
+    // The same on the first rank.
+    bool takeSummary(size_t inputIndex, ReadPiece& summary);
+    void noteProgress(const RankRounds::Progress& progress, std::span<const uint64_t> memoryInUse);
+    bool isSaveDue(uint64_t numberOfPieces);
+
+    const Ranks& m_ranks;
+    LoadOptions m_options;
+    const bool m_areInputsOfRanks;
+    const bool m_isResuming;
+    const bool m_tellsTraffic;
+    StandardOutput& m_output;
+    std::ostream& m_errorOutput;
+    std::unique_ptr<FirstRank> m_first; // null on the others
+    std::string m_folderName;
+    size_t m_numberOfColumns = 0; // of rows; 0 for none
+    size_t m_dictionaryLimit = 0;
+    std::vector<SlicePlan::Input> m_inputs;
+    std::vector<InputStamp> m_stamps;
+    std::string m_openedName; // of the folder with the shards that there are; empty for none
+    ShardManifest m_manifest; // that the load begins with
+    LoadWork m_work;          // that of an earlier run, if it goes on with one
+    std::optional<RankDictionary> m_dictionary;
+    std::optional<RankRows> m_rows;
+    uint64_t m_numberOfRows = 0;
+    RankRounds::Traffic m_traffic;
+    std::atomic<uint64_t> m_bytesRead = 0; // by this rank
+
+    // On the first rank:
+    uint64_t m_firstNumber = 0; // of resources that there were before the load
+    size_t m_startedInputs = 0; // that the journal has been told of
+    std::vector<uint64_t> m_statementsOfInputs;
+    uint64_t m_sequence = 0; // of its next piece
+    std::atomic<uint64_t> m_numberOfResources = 0;
+    std::atomic<uint64_t> m_memoryInUse = 0;
+    std::vector<std::string> m_names;
+    std::vector<uint64_t> m_limits;   // of the ranks' shards
+    std::vector<bool> m_areRanksTold; // to come near their limits
+    std::chrono::steady_clock::time_point m_lastSave = std::chrono::steady_clock::now();
+    uint64_t m_piecesSinceSave = 0;
+};
+
+ExitCode RankLoad::run() {
+    prepare();
+    begin();
+    const bool isRead = readAll();
+    if (isRead)
+        save();
+    ExitCode exitCode = ExitCode::DONE;
+    m_ranks.perform([&] {
+        if (!m_first)
+            return;
+        if (!isRead) {
+            exitCode = m_first->m_run->tellStop();
+            return;
+        }
+        LoadReport report = m_first->m_run->makeReport(m_options.m_blankNodes.m_firstDocument);
+        report.m_memoryBytes = m_memoryInUse.load(std::memory_order_relaxed);
+        addDictionary(m_manifest, report);
+        exitCode = m_first->m_run->print(report, {});
+    });
+    if (m_tellsTraffic)
+        tellTraffic();
+    return m_ranks.gatherAll(exitCode)[0];
+}
+
+/// Takes the outputs, and agrees on the inputs.
+void RankLoad::prepare() {
+    RankInputs inputs;
+    m_ranks.perform([&] {
+        if (!m_ranks.isFirst())
+            return;
+        inputs.assign(m_options.m_files, m_areInputsOfRanks);
+        m_options.m_files = inputs.m_files; // as the outputs are compared with them
+        m_first = std::make_unique<FirstRank>(m_options, m_output, m_errorOutput);
+        m_folderName = m_first->m_folder.getName();
+    });
+    m_folderName = m_ranks.broadcast(std::move(m_folderName));
+    inputs.agree(m_ranks, m_options.m_base);
+    m_options.m_files = std::move(inputs.m_files);
+    m_inputs = std::move(inputs.m_inputs);
+    m_stamps = std::move(inputs.m_stamps);
+    if (!m_options.m_idsName.empty())
+        m_numberOfColumns = m_options.m_rows.getNumberOfColumns(m_options.m_files);
+    m_ranks.perform(
+        [&] { m_dictionaryLimit = RankNeeds::applyLimit(m_options.m_memoryLimit, m_ranks.getNumberOnThisMachine()); });
+    m_limits = m_ranks.gatherAll<uint64_t>(m_dictionaryLimit);
+    m_names = m_ranks.gather(m_ranks.getName());
+    m_areRanksTold.resize(m_ranks.getNumber());
+    m_statementsOfInputs.resize(m_inputs.size());
+}
+
+/// Opens the shards of each rank: new ones, those of a dictionary that is added to, or those of an earlier run.
+void RankLoad::begin() {
+    std::string bytes;
+    m_ranks.perform([&] {
+        if (!m_first)
+            return;
+        findBeginning();
+        MemoryOutputStream output;
+        m_manifest.m_work = m_work.toBytes();
+        m_manifest.write(output);
+        bytes = output.getBytes();
+    });
+    bytes = m_ranks.broadcast(std::move(bytes));
+    m_openedName = m_ranks.broadcast(std::move(m_openedName));
+    m_ranks.perform([&] {
+        MemoryInputStream input(bytes);
+        m_manifest = ShardManifest::read(input);
+        m_work = LoadWork::parse(std::exchange(m_manifest.m_work, {}));
+        m_dictionary.emplace(m_ranks, m_openedName, m_manifest, m_dictionaryLimit);
+        if (m_options.m_blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS)
+            m_options.m_blankNodes.m_firstDocument = m_manifest.m_nextDocument;
+        m_rows.emplace(m_folderName, m_ranks, m_work.m_bytesOfRowFiles);
+        if (m_first)
+            m_first->m_run.emplace(m_options, m_output, m_first->m_messages, m_errorOutput);
+    });
+}
+
+/// On the first rank, under the folder's lock.
+void RankLoad::findBeginning() {
+    std::ostream& notes = m_options.m_feedback.getNoteOutput(m_errorOutput);
+    m_openedName = m_options.m_intoName;
+    m_manifest = m_openedName.empty() ? ShardedDictionary(m_dictionaryLimit).getManifest()
+                                      : ShardedDictionary::open(m_openedName, m_dictionaryLimit)->getManifest();
+    m_firstNumber = m_manifest.getNumberOfResources();
+    m_work.m_task =
+        "slices of " + std::to_string(SlicePlan::SLICE_SIZE) + ' ' + describeTask(m_options, m_manifest, m_stamps);
+    m_work.m_folderState = LoadCheckpoint::describeState(m_folderName);
+    std::optional<LoadCheckpoint::Unfinished> unfinished =
+        readUnfinished(m_options, m_folderName, m_work.m_folderState);
+    if (m_isResuming && unfinished && unfinished->m_work.m_task == m_work.m_task) {
+        m_openedName = m_folderName;
+        m_manifest = std::move(unfinished->m_manifest);
+        m_work = std::move(unfinished->m_work);
+        notes << "going on with the load that was interrupted, which has " +
+                     std::to_string(m_manifest.getNumberOfResources()) + " terms so far\n";
+        return;
+    }
+    if (unfinished && !m_options.m_output.m_isForced) {
+        if (unfinished->m_work.m_task == m_work.m_task)
+            throw ToolFailure(ExitCode::USAGE, "the folder '" + m_folderName +
+                                                   "' has an unfinished load of the same files; --resume goes on with "
+                                                   "it, and --force gives it up");
+        refuseToGiveUp(m_folderName);
+    }
+    LoadCheckpoint::removeFrom(m_folderName);
+    if (m_isResuming)
+        notes << "there is no checkpoint to go on from: the load begins\n";
+}
+
+/// Returns whether all has been read, and not an input's error has ended the load.
+bool RankLoad::readAll() {
+    const SlicePlan plan(m_inputs, m_ranks.getNumber());
+    std::optional<PieceQueue> queue;
+    std::optional<SliceReader> reader;
+    std::optional<RankRounds> rounds;
+    m_ranks.perform([&] {
+        queue.emplace(m_folderName, m_numberOfColumns);
+        reader.emplace(plan, m_ranks.getRank(),
+                       SliceReader::Settings{m_options.m_isLenient, !m_options.m_rejectedName.empty(),
+                                             m_options.m_maximumLine, m_options.m_base, m_options.m_version,
+                                             m_options.m_blankNodes, &m_bytesRead},
+                       *queue);
+        rounds.emplace(m_ranks, plan, *queue, *reader, m_bytesRead,
+                       RankRounds::Begin{m_work.m_fileIndex, m_work.m_blockIndex, m_work.m_numberOfRows},
+                       m_numberOfColumns, makeActions());
+    });
+    bool isRead = false;
+    std::exception_ptr failure; // of what follows the rounds
+    const auto run = [&] { isRead = rounds->run(); };
+    try {
+        if (m_first)
+            m_first->m_run->load(run, {[this] { return m_numberOfResources - m_firstNumber; },
+                                       [this] { return m_memoryInUse.load(std::memory_order_relaxed); }});
+        else
+            run();
+    } catch (const RankEnd&) {
+        throw;
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    m_ranks.perform([&failure] {
+        if (failure != nullptr)
+            std::rethrow_exception(failure);
+    });
+    m_numberOfRows = rounds->getNumberOfRows();
+    m_traffic = rounds->getTraffic();
+    return isRead;
+}
+
+RankRounds::Actions RankLoad::makeActions() {
+    RankRounds::Actions actions;
+    actions.m_resolve = [this](const uint32_t shard, const std::span<BatchEntry> terms) {
+        m_dictionary->resolve(shard, terms);
+    };
+    actions.m_finish = [this](ReadPiece& piece, const std::span<const uint32_t> missing, std::vector<uint64_t>& cells) {
+        finishPiece(piece, missing, cells);
+    };
+    actions.m_addRows = [this](const uint64_t firstRow, const std::span<const uint64_t> cells) {
+        m_rows->add(firstRow, cells);
+    };
+    actions.m_getNumberOfResources = [this] { return m_dictionary->get().getNumberOfResources(); };
+    actions.m_getMemoryInUse = [this] { return m_dictionary->get().getMemoryInUse(); };
+    actions.m_takeSummary = [this](const size_t inputIndex, ReadPiece& summary) {
+        return takeSummary(inputIndex, summary);
+    };
+    actions.m_isSaveDue = [this](const uint64_t numberOfPieces) { return isSaveDue(numberOfPieces); };
+    actions.m_save = [this](const SliceFrontier& frontier, const uint64_t numberOfRows) {
+        saveUnfinished(frontier, numberOfRows);
+    };
+    actions.m_noteProgress = [this](const RankRounds::Progress& progress, const std::span<const uint64_t> memoryInUse) {
+        noteProgress(progress, memoryInUse);
+    };
+    return actions;
+}
+
+/// A term without an ID is one that every dictionary refuses, which costs its statements.
+void RankLoad::finishPiece(ReadPiece& piece, const std::span<const uint32_t> missing,
+                           std::vector<uint64_t>& cells) const {
+    std::vector<BatchFailure> failures;
+    for (const uint32_t index : missing) {
+        failures.push_back(m_dictionary->getRefusal(piece.m_parsed.m_terms.getEntries()[index]));
+        failures.back().m_entryIndex = index;
+    }
+    addFailures(failures, piece.m_parsed);
+    if (m_numberOfColumns != 0)
+        piece.m_rows.appendIDsOfWholeRows(piece.m_parsed.m_terms.getEntries(), cells);
+}
+
+bool RankLoad::takeSummary(const size_t inputIndex, ReadPiece& summary) {
+    InputJournal& journal = m_first->m_run->getJournal();
+    while (m_startedInputs <= inputIndex) {
+        journal.startFile(m_options.m_files[m_startedInputs++].first);
+        m_sequence = 0;
+    }
+    m_statementsOfInputs[inputIndex] += summary.m_parsed.m_counts.m_statements;
+    summary.m_parsed.m_sequence = m_sequence++;
+    journal.finish(summary.m_parsed);
+    return !journal.isStopped();
+}
+
+/// Also tells of a rank whose shards are about to outgrow it, once.
+void RankLoad::noteProgress(const RankRounds::Progress& progress, const std::span<const uint64_t> memoryInUse) {
+    m_first->m_run->getBytesRead().store(progress.m_bytesRead, std::memory_order_relaxed);
+    m_numberOfResources.store(progress.m_numberOfResources, std::memory_order_relaxed);
+    m_memoryInUse.store(progress.m_memoryInUse, std::memory_order_relaxed);
+    for (uint32_t rank = 0; rank < m_ranks.getNumber(); ++rank)
+        if (!m_areRanksTold[rank] && memoryInUse[rank] > m_limits[rank] / 4 * 3) {
+            m_areRanksTold[rank] = true;
+            const uint64_t totalBytes = std::max<uint64_t>(getTotalBytes(m_options.m_files), 1);
+            m_options.m_feedback.getNoteOutput(m_errorOutput)
+                << m_names[rank] + ": its shards take " + describeBytes(memoryInUse[rank]) + " of the " +
+                       describeBytes(m_limits[rank]) + " that they may, with " +
+                       std::to_string(std::min<uint64_t>(100, progress.m_bytesRead * 100 / totalBytes)) +
+                       "% of the input read; with more ranks each has less\n";
+        }
+}
+
+bool RankLoad::isSaveDue(const uint64_t numberOfPieces) {
+    m_piecesSinceSave += numberOfPieces;
+    if (m_options.m_checkpoint.m_blocks != 0)
+        return m_piecesSinceSave >= m_options.m_checkpoint.m_blocks;
+    return m_options.m_checkpoint.m_interval.count() != 0 &&
+           std::chrono::steady_clock::now() - m_lastSave >= m_options.m_checkpoint.m_interval;
+}
+
+/// A joint operation: saves how far the load has come, beside the state that the folder has.
+void RankLoad::saveUnfinished(const SliceFrontier& frontier, const uint64_t numberOfRows) {
+    LoadWork work = m_work;
+    work.m_fileIndex = frontier.getSlice();
+    work.m_blockIndex = frontier.getPiece();
+    work.m_numberOfRows = numberOfRows;
+    work.m_bytesOfRowFiles = m_rows->synchronize();
+    ShardManifest manifest = m_dictionary->save(m_folderName);
+    m_ranks.perform([&] {
+        if (!m_first)
+            return;
+        LoadCheckpoint::write(m_folderName, work, manifest);
+        const ShardManifest oldManifest = LoadCheckpoint::readManifestOf(m_folderName);
+        ShardedDictionary::removeRemains(m_folderName, {&manifest, &oldManifest});
+        m_lastSave = std::chrono::steady_clock::now();
+        m_piecesSinceSave = 0;
+    });
+}
+
+/// On the first rank: makes the file of rows, to which all ranks write. Returns the name that it has until it is complete.
+std::string RankLoad::openRows(const uint64_t largestID, size_t& idWidth) {
+    RowOutput& rows = *m_first->m_rows;
+    rows.open(largestID);
+    rows.getStream().flush();
+    rows.noteRows(m_numberOfRows);
+    idWidth = rows.getLayout().m_idWidth;
+    return rows.getTemporaryFileName();
+}
+
+/// Saves the dictionary, and the rows with it.
+void RankLoad::save() {
+    const std::vector<uint64_t> rowFiles = m_rows->synchronize();
+    ShardManifest manifest = m_dictionary->save(m_folderName);
+    uint64_t largestID = 0; // on the first rank
+    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
+        largestID = std::max(largestID, ShardLayout::toGlobal(manifest.m_shards[shard].m_numberOfResources, shard));
+    std::string rowsName;
+    size_t idWidth = 0;
+    if (m_numberOfColumns != 0) {
+        m_ranks.perform([&] {
+            if (m_first)
+                rowsName = openRows(largestID, idWidth);
+        });
+        rowsName = m_ranks.broadcast(std::move(rowsName));
+        idWidth = m_ranks.gatherAll(idWidth)[0];
+        m_ranks.perform([&] { m_rows->write(rowFiles, rowsName, NpyHeader::SIZE, m_numberOfColumns, idWidth); });
+    }
+    m_ranks.perform([&] {
+        if (!m_first)
+            return;
+        ShardedDictionary::addState(manifest);
+        addInputs(m_options, m_statementsOfInputs, manifest);
+        OutputFile file(*m_first->m_lock);
+        manifest.write(file.getStream());
+        if (m_first->m_rows)
+            m_first->m_rows->commitWith(manifest.m_history, largestID, file);
+        else
+            file.commit();
+        LoadCheckpoint::removeFrom(m_folderName);
+        m_manifest = std::move(manifest);
+    });
+}
+
+void RankLoad::tellTraffic() const {
+    const std::vector<RankRounds::Traffic> all = m_ranks.gatherAll(m_traffic);
+    if (!m_first)
+        return;
+    RankRounds::Traffic sum;
+    for (const RankRounds::Traffic& traffic : all) {
+        sum.m_bytesSent += traffic.m_bytesSent;
+        sum.m_termsSent += traffic.m_termsSent;
+        sum.m_terms += traffic.m_terms;
+    }
+    m_errorOutput << std::to_string(m_traffic.m_rounds) + " rounds; of " + groupDigits(sum.m_terms) +
+                         " terms, each counted once a piece, " + groupDigits(sum.m_termsSent) + " were asked for; " +
+                         describeBytes(sum.m_bytesSent) + " went from rank to rank\n";
+}
+
+} // namespace
+
+ExitCode runRankLoad(const RankLoadOptions& options, const Ranks& ranks, StandardOutput& output,
+                     std::ostream& errorOutput) {
+    return RankLoad(options, ranks, output, errorOutput).run();
+}

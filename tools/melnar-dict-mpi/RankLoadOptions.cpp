@@ -1,0 +1,90 @@
+#include "tools/melnar-dict-mpi/RankLoadOptions.h"
+
+#include "tools/melnar-dict-mpi/RankInputs.h"
+
+#include "tools/melnar-dict/shell/SharedOptions.h"
+#include "tools/melnar-dict/shell/StandardStream.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
+
+#include <limits>
+
+namespace {
+
+constexpr const char* TEXT = R"(
+Reads RDF files with all processes that mpirun starts, the ranks, and gives every distinct term in them a resource ID. The
+dictionary is a folder of shards, on a file system that all ranks share. It is the one that melnar-dict load --shards makes
+of the same files, byte for byte, with any number of ranks; so are the rows of IDs.
+
+Ranks read plain N-Triples and N-Quads by turns, a megabyte at a time. A packed file, and one in Turtle or TriG, is read by
+one rank, the largest first, while others read theirs; what is read ahead of its turn is put aside in the folder.
+
+A rank keeps the shards with its number modulo the number of ranks in memory, and up to 128 MB beside them. If one runs
+out of memory or disk, or dies, the run ends. --resume goes on from the last checkpoint, with any number of ranks.
+)";
+
+constexpr const char* EXIT_CODES = R"(
+0 done, 1 bad data, 2 wrong command line or an output that would destroy something, 3 input or output failed, another
+process is writing the dictionary, or a limit was reached. All ranks end with the same one. The dictionary is saved when all
+files have been loaded, and atomically: until then the old one stays.
+)";
+
+} // namespace
+
+VerbDescription describeRankLoad(RankLoadOptions& options) {
+    LoadOptions& load = options.m_load;
+    load.m_makesShards = true;
+    load.m_numberOfThreads = 1;
+    load.m_memoryLimit = 0; // which stands for the rank's share
+    VerbDescription verb{"load",
+                         "read RDF files with several processes and give their terms resource IDs",
+                         TEXT,
+                         EXIT_CODES,
+                         {{"load dump.nt -o dump.dict --ids dump.npy",
+                           "Run by mpirun -n 4: four processes load a dump, with the statements as rows of IDs."},
+                          {"load dump-*.nt.gz -o dump.dict --checkpoint 30 --resume",
+                           "Goes on with what an earlier run has left, if there is one."}}};
+    addOutput(verb, OutputKind::FILE_ONLY, "DICTIONARY", "save the dictionary to this folder",
+              "use a folder that has other files, and give up an unfinished load", load.m_output);
+    verb.addFile("--into", "DICTIONARY",
+                 "add to this dictionary of shards, whose IDs stay, and save it again, or to the folder given with -o",
+                 load.m_intoName);
+    verb.addText("--ids", "ROWS", "write the statements as rows of IDs to this file; one that exists is replaced",
+                 load.m_idsName);
+    verb.m_options.back().m_isFile = true;
+    addRowOptions(verb, load.m_rows);
+    verb.addFlag(
+        "--resume",
+        "go on from the last checkpoint of the same load, or begin where there is none; without this, a load that "
+        "was interrupted is not gone on with",
+        options.m_isResuming);
+    addCheckpoint(verb, load.m_checkpoint);
+    verb.addFlag("--traffic", "tell in the end how many terms and bytes the ranks have sent", options.m_tellsTraffic);
+    addInputFiles(verb, InputFormats::ALL, load.m_files);
+    addInputsOfRank(verb, options.m_areInputsOfRanks);
+    addBlankNodes(verb, load.m_files, load.m_blankNodes);
+    addLenient(verb, load.m_isLenient);
+    verb.addNumber("--errors", "N", "show the first N errors and count the rest (default: 20)",
+                   load.m_numberOfErrorsShown, 0, std::numeric_limits<uint64_t>::max());
+    verb.addText("--rejected", "FILE",
+                 "with --lenient, write what is skipped because of errors to this file, byte for byte",
+                 load.m_rejectedName);
+    addFeedback(verb, load.m_feedback);
+    addBase(verb, load.m_base);
+    addVersion(verb, load.m_version);
+    addMemoryLimit(verb, load.m_memoryLimit);
+    addMaximumLine(verb, load.m_maximumLine);
+    addJson(verb, JsonLayout::DOCUMENT, load.m_asksForJson);
+    verb.m_checks.emplace_back([&load] {
+        if (load.m_output.m_outputName.empty())
+            load.m_output.m_outputName = load.m_intoName;
+        if (load.m_output.m_outputName.empty())
+            throw ToolFailure(ExitCode::USAGE, "load needs -o, the folder of the dictionary");
+        if (!load.m_rejectedName.empty() && !load.m_isLenient)
+            throw ToolFailure(ExitCode::USAGE, "--rejected needs --lenient, as without it nothing is skipped");
+        if (load.m_idsName.empty() && load.m_rows.isGiven())
+            throw ToolFailure(ExitCode::USAGE, "--id-width and --quads need --ids");
+        if (load.m_idsName == STANDARD_STREAM)
+            throw ToolFailure(ExitCode::USAGE, "several processes cannot write rows to standard output");
+    });
+    return verb;
+}

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "tools/melnar-dict-mpi/Ranks.h"
+
+#include "tools/melnar-dict/load/SpillFile.h"
+
+#include "Engine/core/platform/Unmovable.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+/// The rows of IDs that ranks make, each its own, until all of them are written to one file. Each rank has a file in a folder
+/// that all can read; a run that goes on with an interrupted one leaves that one's files as they are, and makes others.
+///
+///   for each piece  the number of its first row, 8 bytes; the number of its cells, 8 bytes; the cells, 8 bytes each
+///
+/// Ownership  Owns its file, which stays.
+/// Threads    One at a time.
+/// Errors     SystemCallException that names the file and the call.
+class RankRows : private Unmovable {
+public:
+    /// `bytesOfOldFiles` are those of files that there are; this rank's is behind them.
+    RankRows(std::string folderName, const Ranks& ranks, std::vector<uint64_t> bytesOfOldFiles);
+
+    void add(uint64_t firstRow, std::span<const uint64_t> cells);
+
+    /// A joint operation: returns when all rows are on the disk; the bytes of all files.
+    std::vector<uint64_t> synchronize();
+
+    /// Writes this rank's share of all rows to a file, behind so many bytes, and returns when they are on the disk. `files`
+    /// are the bytes that synchronize has returned.
+    void write(std::span<const uint64_t> files, const std::string& fileName, uint64_t headerSize,
+               size_t numberOfColumns, size_t idWidth) const;
+
+private:
+    const std::string m_folderName;
+    const Ranks& m_ranks;
+    const std::vector<uint64_t> m_bytesOfOldFiles;
+    std::unique_ptr<SpillFile> m_file; // null before the first row
+};

@@ -1,0 +1,87 @@
+#include "tools/melnar-dict-mpi/RankTool.h"
+
+#include "tools/melnar-dict-mpi/RankVerbs.h"
+#include "tools/melnar-dict-mpi/Ranks.h"
+
+#include "tools/melnar-dict/shell/CommandLine.h"
+#include "tools/melnar-dict/shell/HelpText.h"
+#include "tools/melnar-dict/shell/StandardOutput.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
+
+#include <algorithm>
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* VERSION = "melnar-dict-mpi " MELNAR_VERSION "\n";
+
+std::string getHelp(const std::vector<RankVerb>& verbs) {
+    std::string help = "usage: mpirun -n RANKS melnar-dict-mpi VERB [ARGUMENT...]\n\n";
+    for (const RankVerb& verb : verbs)
+        help += "  " + verb.m_description.m_name + "    " + verb.m_description.m_purpose + '\n';
+    return help +
+           "\nmelnar-dict-mpi VERB --help tells more; melnar-dict-mpi --version tells the version. What a folder "
+           "holds is read by melnar-dict.\n";
+}
+
+const RankVerb& findVerb(const std::vector<RankVerb>& verbs, const std::string& name) {
+    const auto verb =
+        std::ranges::find(verbs, name, [](const RankVerb& candidate) { return candidate.m_description.m_name; });
+    if (verb == verbs.end())
+        throw ToolFailure(ExitCode::USAGE, "unknown verb '" + name + "'; melnar-dict-mpi --help lists the verbs");
+    return *verb;
+}
+
+/// Reads the command line. Returns the verb that does the work, or null and the text that is asked for.
+const RankVerb* read(const std::vector<RankVerb>& verbs, const std::vector<std::string>& arguments, std::string& text) {
+    const std::string first = arguments.empty() ? "--help" : arguments.front();
+    if (first == "--version" || first == "-V")
+        text = VERSION;
+    else if (first == "--help" || first == "-h")
+        text = getHelp(verbs);
+    else {
+        const RankVerb& verb = findVerb(verbs, first);
+        if (readCommandLine(verb.m_description, {std::next(arguments.begin()), arguments.end()}) != Request::HELP)
+            return &verb;
+        text = makeHelpText(verb.m_description);
+    }
+    return nullptr;
+}
+
+/// The first rank reads the command line before the others, so that one tells what is wrong with it.
+ExitCode run(const std::vector<std::string>& arguments, const Ranks& ranks) {
+    StandardOutput output(STDOUT_FILENO);
+    const std::vector<RankVerb> verbs = makeRankVerbs();
+    const RankVerb* verb = nullptr;
+    for (const bool isTurnOfFirst : {true, false})
+        ranks.perform([&] {
+            if (ranks.isFirst() != isTurnOfFirst)
+                return;
+            std::string text;
+            verb = read(verbs, arguments, text);
+            if (!ranks.isFirst())
+                return;
+            output.write(text);
+            output.flush();
+        });
+    return verb == nullptr ? ExitCode::DONE : verb->m_run(ranks, output, std::cerr);
+}
+
+} // namespace
+
+ExitCode runRankTool(int argumentCount, char** arguments) {
+    const Ranks ranks(argumentCount, arguments);
+    try {
+        return run({arguments + 1, arguments + argumentCount}, ranks);
+    } catch (const RankEnd& end) {
+        return end.m_exitCode;
+    } catch (...) {
+        Ranks::abort(ranks.tellCurrentException()); // as others may wait for this one
+    }
+}

@@ -1,0 +1,99 @@
+#include "tools/melnar-dict-mpi/Ranks.h"
+
+#include "tools/melnar-dict-mpi/MPIRequest.h"
+
+#include "tools/melnar-dict/pieces/InputError.h"
+#include "tools/melnar-dict/shell/PrintableText.h"
+
+#include <algorithm>
+#include <exception>
+#include <iostream>
+
+namespace {
+
+int toInt(const uint64_t number) noexcept {
+    return static_cast<int>(number); // of ranks, or of small records
+}
+
+} // namespace
+
+Ranks::Ranks(int& argumentCount, char**& arguments) {
+    int provided = 0;
+    MPI_Init_thread(&argumentCount, &arguments, MPI_THREAD_FUNNELED, &provided);
+    int rank = 0;
+    int number = 1;
+    MPI_Comm_rank(MPI_COMM_WORLD, &rank);
+    MPI_Comm_size(MPI_COMM_WORLD, &number);
+    m_rank = static_cast<uint32_t>(rank);
+    m_number = static_cast<uint32_t>(number);
+    MPI_Comm machine;
+    MPI_Comm_split_type(MPI_COMM_WORLD, MPI_COMM_TYPE_SHARED, 0, MPI_INFO_NULL, &machine);
+    int numberOnThisMachine = 1;
+    MPI_Comm_size(machine, &numberOnThisMachine);
+    MPI_Comm_free(&machine);
+    m_numberOnThisMachine = static_cast<uint32_t>(numberOnThisMachine);
+    char name[MPI_MAX_PROCESSOR_NAME] = "";
+    int length = 0;
+    MPI_Get_processor_name(name, &length);
+    m_name = "rank " + std::to_string(m_rank) + " on " + std::string(name, static_cast<size_t>(length));
+}
+
+Ranks::~Ranks() {
+    MPI_Finalize();
+}
+
+std::string Ranks::broadcast(std::string bytes, const uint32_t from) const {
+    uint64_t size = bytes.size();
+    MPI_Request request;
+    MPI_Ibcast(&size, 1, MPI_UINT64_T, toInt(from), MPI_COMM_WORLD, &request);
+    waitFor(request);
+    bytes.resize(size);
+    constexpr size_t STEP = size_t(1) << 30;
+    for (size_t begin = 0; begin < size; begin += STEP) {
+        MPI_Ibcast(bytes.data() + begin, toInt(std::min<uint64_t>(STEP, size - begin)), MPI_BYTE, toInt(from),
+                   MPI_COMM_WORLD, &request);
+        waitFor(request);
+    }
+    return bytes;
+}
+
+/// One rank after the other, so that the first one has the bytes of all once.
+std::vector<std::string> Ranks::gather(const std::string& bytes) const {
+    std::vector<std::string> all;
+    for (uint32_t rank = 0; rank < m_number; ++rank) {
+        std::string one = broadcast(rank == m_rank ? bytes : std::string(), rank);
+        if (isFirst())
+            all.push_back(std::move(one));
+    }
+    return all;
+}
+
+void Ranks::gatherAll(const void* const value, void* const values, const size_t numberOfBytes) const {
+    MPI_Request request;
+    MPI_Iallgather(value, toInt(numberOfBytes), MPI_BYTE, values, toInt(numberOfBytes), MPI_BYTE, MPI_COMM_WORLD,
+                   &request);
+    waitFor(request);
+}
+
+ExitCode Ranks::tellCurrentException() const {
+    const InputError error = inputErrorOfCurrentException();
+    std::cerr << "melnar-dict-mpi: " + (m_number == 1 ? "" : m_name + ": ") + toPrintableLines(error.m_cause) + '\n';
+    return error.m_exitCode;
+}
+
+void Ranks::perform(const std::function<void()>& action) const {
+    ExitCode exitCode = ExitCode::DONE;
+    try {
+        action();
+    } catch (...) {
+        exitCode = tellCurrentException();
+    }
+    const std::vector<ExitCode> exitCodes = gatherAll(exitCode);
+    if (const ExitCode worst = *std::ranges::max_element(exitCodes); worst != ExitCode::DONE)
+        throw RankEnd{worst};
+}
+
+void Ranks::abort(const ExitCode exitCode) {
+    MPI_Abort(MPI_COMM_WORLD, static_cast<int>(exitCode));
+    std::terminate(); // does not come to that
+}

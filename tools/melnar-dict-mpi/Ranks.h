@@ -1,0 +1,78 @@
+#pragma once
+
+#include "tools/melnar-dict/shell/ExitCode.h"
+
+#include "Engine/core/platform/Unmovable.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+/// Ends the work of a rank, as that of all others; what is to be said has been.
+struct RankEnd {
+    ExitCode m_exitCode;
+};
+
+/// The processes of a run, which are called ranks, and what they say to each other. The only class that knows MPI.
+///
+/// All operations but the first ones are joint: all ranks call them, in the same order. A rank that waits for others sleeps,
+/// as its own threads, and other ranks on the machine, may need the processor.
+///
+/// Ownership  The only one of its process.
+/// Threads    The one that made it.
+/// Errors     std::bad_alloc. What goes wrong between the ranks ends the run: MPI tells it.
+class Ranks : private Unmovable {
+public:
+    Ranks(int& argumentCount, char**& arguments);
+    ~Ranks();
+
+    uint32_t getRank() const noexcept { return m_rank; }
+    uint32_t getNumber() const noexcept { return m_number; }
+    bool isFirst() const noexcept { return m_rank == 0; }
+
+    /// Whose shard, or part of the work with this number, it is: that of one rank after the other.
+    uint32_t getOwner(const uint64_t number) const noexcept { return static_cast<uint32_t>(number % m_number); }
+    bool isMine(const uint64_t number) const noexcept { return getOwner(number) == m_rank; }
+
+    /// How messages call this rank: its number and its machine.
+    const std::string& getName() const noexcept { return m_name; }
+
+    /// How many of the ranks are on this machine.
+    uint32_t getNumberOnThisMachine() const noexcept { return m_numberOnThisMachine; }
+
+    /// Gives all ranks what one of them has.
+    std::string broadcast(std::string bytes, uint32_t from = 0) const;
+
+    /// Gives the first rank what each has, by their numbers; the others get nothing.
+    std::vector<std::string> gather(const std::string& bytes) const;
+
+    /// Gives all ranks what each has.
+    template<class Value>
+    std::vector<Value> gatherAll(const Value& value) const {
+        static_assert(std::is_trivially_copyable_v<Value>);
+        std::vector<Value> values(m_number);
+        gatherAll(&value, values.data(), sizeof(Value));
+        return values;
+    }
+
+    /// Performs an action that may fail on any rank, and is the same step on each. Where it has failed, tells why; then
+    /// throws RankEnd on all ranks. The action has no joint operations.
+    void perform(const std::function<void()>& action) const;
+
+    /// Says why this rank fails, with its name: the exception that is being handled. Returns what the run ends with.
+    ExitCode tellCurrentException() const;
+
+    /// Ends the whole run at once, without a clean end of the other ranks.
+    [[noreturn]] static void abort(ExitCode exitCode);
+
+private:
+    void gatherAll(const void* value, void* values, size_t numberOfBytes) const;
+
+    uint32_t m_rank = 0;
+    uint32_t m_number = 1;
+    uint32_t m_numberOnThisMachine = 1;
+    std::string m_name;
+};
