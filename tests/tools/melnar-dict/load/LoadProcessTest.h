@@ -1,11 +1,11 @@
 #pragma once
 
+#include "tests/support/FolderContents.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict/ToolProcess.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
@@ -61,12 +61,7 @@ protected:
 
     /// The contents of all files, by their names; of one folder or of all.
     std::map<std::string, std::string> getFiles(const std::string& folder = "") const {
-        std::map<std::string, std::string> files;
-        const std::filesystem::path root = m_directory.getPathOf(folder);
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(root))
-            files[std::filesystem::relative(entry.path(), root)] =
-                entry.is_regular_file() ? TemporaryDirectory::getContentsOf(entry.path()) : "";
-        return files;
+        return getContentsOfFolder(m_directory.getPathOf(folder));
     }
 
     std::string decode(const std::string& rows, const std::string& dictionary) const {
