@@ -586,6 +586,32 @@ TEST_F(HeldLoadShardsTest, anotherLoadIsRefusedOrGivesTheUnfinishedOneUp) {
     }
 }
 
+/// What says of more than a mebibyte of names which load it is, is kept as a checksum.
+TEST_F(HeldLoadShardsTest, manyInputsWithLongNamesAreGoneOnWith) {
+    const std::string part(200, 'n');
+    std::string folder = "many";
+    for (int depth = 0; depth < 18; ++depth)
+        folder += '/' + part;
+    std::filesystem::create_directories(m_directory.getPathOf(folder));
+    for (int number = 100; number < 400; ++number)
+        m_directory.addFile(folder + '/' + std::to_string(number) + ".nq",
+                            "<urn:s> <urn:p> <urn:" + std::to_string(number) + "> .\n");
+    const std::vector<std::string> options{"--quads", "--shards", "-o", "d", "many"};
+    const auto expected = getExpected(options);
+    kill(options);
+    EXPECT_GT(300 * folder.size(), size_t(1) << 20);
+    EXPECT_LT(getContentsOf("d/work-manifest").size(), size_t(1) << 16);
+    const std::string changed = m_directory.getPathOf(folder + "/222.nq");
+    const auto time = std::filesystem::last_write_time(changed);
+    std::filesystem::last_write_time(changed, time + std::chrono::nanoseconds(1));
+    const ToolResult refused = run(getArguments(options));
+    EXPECT_EQ(2, refused.m_exitCode) << "a task of the same length";
+    EXPECT_EQ(0u, refused.m_errorOutput.find("melnar-dict: the folder 'd' has an unfinished load of other files"));
+    std::filesystem::last_write_time(changed, time);
+    EXPECT_EQ(0u, finish(options).find("going on with "));
+    expectFiles(expected);
+}
+
 /// The shards that the first process had in memory do not fit any more.
 TEST_F(HeldLoadShardsTest, lessMemoryIsEnoughToGoOn) {
     std::string statements;
