@@ -1,3 +1,6 @@
+#include "tests/support/FolderContents.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tests/tools/melnar-dict/ToolProcess.h"
 #include "tests/tools/melnar-dict/load/RdfFacts.h"
 #include "tests/tools/melnar-dict/load/TestLoad.h"
 
@@ -9,6 +12,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -173,5 +177,65 @@ TEST_P(TermSetsSlowTest, annotationsAreMillionsOfRows) {
 
 INSTANTIATE_TEST_SUITE_P(Threads, TermSetsTest, testing::Values(1, 2, 7));
 INSTANTIATE_TEST_SUITE_P(Threads, TermSetsSlowTest, testing::Values(1, 2, 7));
+
+/// The same as folders of shards, by the tool: with one thread, with several, and with so little memory that most terms
+/// are put aside.
+class ShardSetsSlowTest : public TermSetsTest {
+protected:
+    struct Outcome {
+        nlohmann::json m_report;
+        std::map<std::string, std::string> m_files; // of the folder and the rows
+    };
+
+    Outcome load(const nlohmann::json& files, const size_t numberOfThreads,
+                 const std::vector<std::string>& options) const {
+        const TemporaryDirectory directory;
+        std::vector<std::string> arguments{
+            "load",     "--shards", "-o",      "d",         "--ids",
+            "rows.npy", "--json",   "--quiet", "--threads", std::to_string(numberOfThreads)};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        for (const std::string file : files)
+            arguments.push_back(getPathOf(file));
+        ToolInput input;
+        input.m_workingDirectory = directory.getPathOf("");
+        const ToolResult result = runToolProcess(arguments, input);
+        EXPECT_EQ(0, result.m_exitCode) << result.m_errorOutput;
+        EXPECT_EQ("", result.m_errorOutput);
+        return {nlohmann::json::parse(result.m_output), getContentsOfFolder(directory.getPathOf(""))};
+    }
+
+    static void expectTerms(const nlohmann::json& facts, const nlohmann::json& report) {
+        EXPECT_EQ(facts["statements"], report["triples"]);
+        EXPECT_EQ(facts["iri"]["distinct"], report["distinctIris"]);
+        EXPECT_EQ(facts["blank_node"]["distinct"], report["distinctBlankNodes"]);
+        EXPECT_EQ(facts["xsd_string"]["distinct"], report["distinctXsdString"]);
+        EXPECT_EQ(facts["lang_tagged"]["distinct"], report["distinctRdfPlainLiteral"]);
+        EXPECT_EQ(facts["other_literal"]["distinct"], report["distinctOtherLiterals"]);
+    }
+
+    void expectSet(const std::string& set) const {
+        SCOPED_TRACE(set);
+        const nlohmann::json& facts = m_facts[set];
+        const Outcome whole = load(facts["files"], 1, {});
+        ASSERT_TRUE(whole.m_files.contains("d/manifest") && whole.m_files.contains("rows.npy"));
+        expectTerms(facts, whole.m_report);
+        EXPECT_TRUE(whole.m_files == load(facts["files"], GetParam(), {}).m_files);
+        // Enough for empty shards and a few terms.
+        const std::string limit = std::to_string(67 + 24 * GetParam()) + "M";
+        const Outcome spilled = load(facts["files"], GetParam(), {"--memory-limit", limit});
+        EXPECT_GT(spilled.m_report["memoryBytes"], 0);
+        EXPECT_LT(spilled.m_report["memoryBytes"], whole.m_report["memoryBytes"]) << "no terms were put aside";
+        expectTerms(facts, spilled.m_report);
+        EXPECT_TRUE(whole.m_files == spilled.m_files);
+    }
+};
+
+TEST_P(ShardSetsSlowTest, areTheSameWithAnyThreadsAndMemory) {
+    ASSERT_FALSE(m_facts.empty());
+    for (const auto& [set, facts] : m_facts.items())
+        expectSet(set);
+}
+
+INSTANTIATE_TEST_SUITE_P(Threads, ShardSetsSlowTest, testing::Values(3));
 
 } // namespace
