@@ -33,3 +33,10 @@ int waitForTool(const pid_t process) {
         throw std::runtime_error("a process is lost");
     return status;
 }
+
+bool hasToolEnded(const pid_t process) {
+    siginfo_t information{};
+    if (::waitid(P_PID, static_cast<id_t>(process), &information, WEXITED | WNOHANG | WNOWAIT) != 0)
+        throw std::runtime_error("a process is lost");
+    return information.si_pid != 0;
+}

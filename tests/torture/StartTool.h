@@ -10,3 +10,6 @@ pid_t startTool(const std::string& executable, const std::vector<std::string>& a
 
 /// Waits for its end. Returns its status, as waitpid does.
 int waitForTool(pid_t process);
+
+/// Whether it has ended; its end still has to be awaited.
+bool hasToolEnded(pid_t process);

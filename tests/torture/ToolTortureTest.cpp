@@ -3,6 +3,7 @@
 #include "tests/torture/KillTorture.h"
 #include "tests/torture/MutationTorture.h"
 #include "tests/torture/RewriteTorture.h"
+#include "tests/torture/ShardKillTorture.h"
 #include "tests/torture/SnippetTorture.h"
 
 #include "Engine/core/data-store/DictionaryThread.h"
@@ -115,6 +116,27 @@ TEST_F(ToolTortureTest, aFileThatIsWrittenInPlaceIsFound) {
 TEST_F(ToolTortureTest, aFileThatIsLeftIsFound) {
     const std::string program = addProgram("canonical", "rm left", ": > left");
     expectFinding(tortureByKills(60, 5, getFolder(), m_output, program), " of canonical leaves the file left");
+}
+
+TEST_F(ToolTortureTest, killedLoadsOfShardsGoOn) {
+    expectNothing(tortureShardsByKills(8, 5, getFolder(), m_output),
+                  "8 kills of loads of shards: each went on to what an undisturbed load makes (");
+}
+
+TEST_F(ToolTortureTest, aLoadOfShardsThatGoesOnWronglyIsFound) {
+    // After a kill its inputs are others, which look as they did.
+    const std::string program =
+        addProgram("load", ":",
+                   "if [ -e T.npy.saving ]; then\n"
+                   "for file in a.nt b.nt; do sed s/literal/LITERAL/ $file > x; touch -r $file x; mv x $file; done\n"
+                   "fi\n: > T.npy.saving\nexec '" MELNAR_DICT_EXECUTABLE "' \"$@\"");
+    expectFinding(tortureShardsByKills(12, 5, getFolder(), m_output, program), ": it leaves another file T.npy");
+}
+
+TEST_F(ToolTortureTest, aLoadOfShardsThatDestroysOldRowsIsFound) {
+    const std::string program = addProgram("load", ":", "rm -f T.npy\nexec '" MELNAR_DICT_EXECUTABLE "' \"$@\"");
+    expectFinding(tortureShardsByKills(12, 5, getFolder(), m_output, program),
+                  "manifest and rows are neither both old nor both new");
 }
 
 TEST_F(ToolTortureTest, decodingGivesBackWhatWasEncoded) {
