@@ -21,8 +21,9 @@ struct RankRounds::Report {
 /// A piece of this rank that is in a round, with the terms that were sent, in the order of their shards.
 struct RankRounds::SentPiece {
     std::unique_ptr<ReadPiece> m_piece;
-    bool m_isDone = false;         // by a run before this one
-    std::vector<uint32_t> m_terms; // indexes
+    bool m_isDone = false;          // by a run before this one
+    std::vector<uint32_t> m_terms;  // indexes
+    std::vector<uint64_t> m_hashes; // of each of these terms
     std::array<uint32_t, ShardLayout::NUMBER_OF_SHARDS + 1> m_begins{};
 };
 
@@ -190,23 +191,32 @@ void RankRounds::sortTerms(SentPiece& sent) {
         return;
     const std::span<BatchEntry> entries = sent.m_piece->m_parsed.m_terms.getEntries();
     m_traffic.m_terms += entries.size();
-    std::vector<std::pair<uint8_t, uint32_t>> unknown; // shards and indexes
-    for (size_t index = 0; index < entries.size(); ++index) {
-        BatchEntry& entry = entries[index];
-        entry.m_resourceID = m_cache.find(entry.m_lexicalForm, entry.m_datatypeID);
-        if (entry.m_resourceID == ShardLayout::NO_RESOURCE)
-            unknown.emplace_back(ShardLayout::getShard(entry.m_lexicalForm, entry.m_datatypeID),
-                                 static_cast<uint32_t>(index));
+    m_hashes.clear();
+    for (const BatchEntry& entry : entries) {
+        m_hashes.push_back(ShardLayout::getHash(entry.m_lexicalForm, entry.m_datatypeID));
+        m_cache.prefetch(m_hashes.back());
     }
-    m_traffic.m_termsSent += unknown.size();
-    for (const auto& [shard, index] : unknown)
-        ++sent.m_begins[shard + 1];
+    m_unknown.clear();
+    for (uint32_t index = 0; index < entries.size(); ++index) {
+        BatchEntry& entry = entries[index];
+        const uint64_t hash = m_hashes[index];
+        entry.m_resourceID = m_cache.find(hash, entry.m_lexicalForm, entry.m_datatypeID);
+        if (entry.m_resourceID == ShardLayout::NO_RESOURCE)
+            m_unknown.emplace_back(hash, index);
+    }
+    m_traffic.m_termsSent += m_unknown.size();
+    for (const auto& [hash, index] : m_unknown)
+        ++sent.m_begins[ShardLayout::getShardOfHash(hash) + 1];
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
         sent.m_begins[shard + 1] += sent.m_begins[shard];
     std::array<uint32_t, ShardLayout::NUMBER_OF_SHARDS + 1> places = sent.m_begins;
-    sent.m_terms.resize(unknown.size());
-    for (const auto& [shard, index] : unknown)
-        sent.m_terms[places[shard]++] = index;
+    sent.m_terms.resize(m_unknown.size());
+    sent.m_hashes.resize(m_unknown.size());
+    for (const auto& [hash, index] : m_unknown) {
+        const uint32_t place = places[ShardLayout::getShardOfHash(hash)]++;
+        sent.m_terms[place] = index;
+        sent.m_hashes[place] = hash;
+    }
 }
 
 /// To the first rank: the summaries of the last round. Then to each the number of terms, and for each piece and each shard of
@@ -332,7 +342,7 @@ void RankRounds::finishRound(Round& round) {
                 if (entry.m_resourceID == ShardLayout::NO_RESOURCE)
                     missing.push_back(sent.m_terms[place]);
                 else
-                    m_cache.add(entry.m_lexicalForm, entry.m_datatypeID, entry.m_resourceID);
+                    m_cache.add(sent.m_hashes[place], entry.m_lexicalForm, entry.m_datatypeID, entry.m_resourceID);
             }
         }
         std::ranges::sort(missing);

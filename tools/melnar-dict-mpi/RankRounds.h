@@ -20,6 +20,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Gives the terms of an input that all ranks read their IDs, in rounds. Each shard is owned by a rank, the rank with its
@@ -142,6 +143,8 @@ private:
     const Actions m_actions;
     SliceFrontier m_frontier;
     TermCache m_cache;
+    std::vector<uint64_t> m_hashes;                       // of the terms of a piece
+    std::vector<std::pair<uint64_t, uint32_t>> m_unknown; // terms of a piece by their hashes and indexes
     std::vector<uint32_t> m_ownShards;
     std::array<RankExchange, 2> m_terms; // by turns, as those of a round are there when the next ones are sent
     RankExchange m_ids;

@@ -56,7 +56,7 @@ std::optional<LoadCheckpoint::Unfinished> readUnfinished(const LoadOptions& opti
     try {
         std::optional<LoadCheckpoint::Unfinished> unfinished = LoadCheckpoint::read(folderName);
         if (unfinished && unfinished->m_work.m_folderState != folderState)
-            unfinished.reset();
+            return std::nullopt;
         return unfinished;
     } catch (const MelnarException&) {
         if (!options.m_output.m_isForced)

@@ -7,13 +7,12 @@
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
-uint32_t ShardLayout::getShard(std::string_view lexicalForm, uint8_t datatypeID) noexcept {
+uint64_t ShardLayout::getHash(std::string_view lexicalForm, uint8_t datatypeID) noexcept {
     if (lexicalForm.size() >= AdaptiveResourceSizeEncoding::MAXIMUM_SIZE)
         return 0;
     if (datatypeID == D_RDF_PLAIN_LITERAL && lexicalForm.ends_with('@')) {
         lexicalForm.remove_suffix(1);
         datatypeID = D_XSD_STRING;
     }
-    return static_cast<uint32_t>(XXH3_64bits_withSeed(lexicalForm.data(), lexicalForm.size(), datatypeID) %
-                                 NUMBER_OF_SHARDS);
+    return XXH3_64bits_withSeed(lexicalForm.data(), lexicalForm.size(), datatypeID);
 }

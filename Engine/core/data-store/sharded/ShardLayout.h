@@ -21,7 +21,15 @@ struct ShardLayout {
     /// The tables hash otherwise, so the buckets of a shard are all used alike. An rdf:PlainLiteral with an empty tag is
     /// where the xsd:string is that it stands for. A form that is longer than any resource's, which every shard refuses,
     /// is not read.
-    static uint32_t getShard(std::string_view lexicalForm, uint8_t datatypeID) noexcept;
+    static uint32_t getShard(const std::string_view lexicalForm, const uint8_t datatypeID) noexcept {
+        return getShardOfHash(getHash(lexicalForm, datatypeID));
+    }
+
+    /// That hash, whose other bits are free for other uses, and the shard that it tells.
+    static uint64_t getHash(std::string_view lexicalForm, uint8_t datatypeID) noexcept;
+    static constexpr uint32_t getShardOfHash(const uint64_t hash) noexcept {
+        return static_cast<uint32_t>(hash % NUMBER_OF_SHARDS);
+    }
 
     /// The shard of a global ID that is not 0.
     static constexpr uint32_t getShard(const uint64_t globalID) noexcept {
