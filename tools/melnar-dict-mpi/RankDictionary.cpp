@@ -7,13 +7,26 @@
 #include <vector>
 
 RankDictionary::RankDictionary(const Ranks& ranks, const std::string& folderName, const ShardManifest& manifest,
-                               const size_t memoryLimit)
+                               const size_t memoryLimit, const DictionaryOptions& options)
     : m_ranks(ranks),
-      m_dictionary(folderName.empty() ? std::make_unique<ShardedDictionary>(memoryLimit)
-                                      : ShardedDictionary::open(folderName, selectOwn(ranks, manifest), memoryLimit)) {}
+      m_dictionary(folderName.empty()
+                       ? std::make_unique<ShardedDictionary>(memoryLimit)
+                       : ShardedDictionary::open(folderName, selectOwn(ranks, manifest), memoryLimit, options)) {}
 
 RankDictionary::~RankDictionary() = default;
 
+std::string RankDictionary::toBytes(const ShardManifest& manifest) {
+    MemoryOutputStream output;
+    manifest.write(output);
+    return output.getBytes();
+}
+
+ShardManifest RankDictionary::fromBytes(const std::string& bytes) {
+    MemoryInputStream input(bytes);
+    return ShardManifest::read(input);
+}
+
+/// The manifest with the shards of this rank alone.
 ShardManifest RankDictionary::selectOwn(const Ranks& ranks, ShardManifest manifest) {
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
         if (!ranks.isMine(shard))
@@ -39,6 +52,11 @@ void RankDictionary::tryResolve(const uint32_t shard, const std::span<BatchEntry
     for (const BatchFailure& failure : failures)
         if (failure.m_reason != BatchFailure::Reason::REFUSED)
             failure.throwException();
+    // A writer may have put a larger file into the place of the shard's.
+    const uint64_t numberOfResources = m_dictionary->getManifest().m_shards[shard].m_numberOfResources;
+    for (BatchEntry& term : terms)
+        if (term.m_resourceID > numberOfResources)
+            term.m_resourceID = ShardLayout::NO_RESOURCE;
 }
 
 BatchFailure RankDictionary::getRefusal(BatchEntry term) const {
@@ -54,16 +72,15 @@ ShardManifest RankDictionary::save(const std::string& folderName) {
         manifest = m_dictionary->saveShards(folderName, ShardedDictionary::State::INTERMEDIATE, 1);
         m_dictionary->noteSaved(folderName, manifest);
     });
-    MemoryOutputStream own;
+    std::string own;
     m_ranks.perform([&] {
         ShardManifest shards = manifest;
         shards.m_inputs.clear(); // which all ranks know
-        shards.write(own);
+        own = toBytes(shards);
     });
-    const std::vector<std::string> all = m_ranks.gather(own.getBytes());
+    const std::vector<std::string> all = m_ranks.gather(own);
     for (uint32_t rank = 1; rank < all.size(); ++rank) {
-        MemoryInputStream input(all[rank]);
-        const ShardManifest ofRank = ShardManifest::read(input);
+        const ShardManifest ofRank = fromBytes(all[rank]);
         for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
             if (m_ranks.getOwner(shard) == rank)
                 manifest.m_shards[shard] = ofRank.m_shards[shard];

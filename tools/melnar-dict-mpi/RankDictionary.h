@@ -22,12 +22,13 @@
 class RankDictionary : private Unmovable {
 public:
     /// A new dictionary, or that of a manifest in a folder.
-    RankDictionary(const Ranks& ranks, const std::string& folderName, const ShardManifest& manifest,
-                   size_t memoryLimit);
+    RankDictionary(const Ranks& ranks, const std::string& folderName, const ShardManifest& manifest, size_t memoryLimit,
+                   const DictionaryOptions& options = {});
     ~RankDictionary();
 
-    /// The manifest with the shards of this rank alone.
-    static ShardManifest selectOwn(const Ranks& ranks, ShardManifest manifest);
+    /// Manifests on their way from rank to rank.
+    static std::string toBytes(const ShardManifest& manifest);
+    static ShardManifest fromBytes(const std::string& bytes);
 
     /// Gives terms of a shard of this rank local IDs. Terms that every dictionary refuses get none.
     void resolve(uint32_t shard, std::span<BatchEntry> terms);
@@ -46,6 +47,8 @@ public:
     ShardManifest save(const std::string& folderName);
 
 private:
+    static ShardManifest selectOwn(const Ranks& ranks, ShardManifest manifest);
+
     const Ranks& m_ranks;
     const std::unique_ptr<ShardedDictionary> m_dictionary;
     std::array<std::optional<DictionaryThread>, ShardLayout::NUMBER_OF_SHARDS> m_threads; // of shards that take terms

@@ -3,9 +3,11 @@
 #include "tools/melnar-dict-mpi/Bytes.h"
 #include "tools/melnar-dict-mpi/RankDictionary.h"
 #include "tools/melnar-dict-mpi/RankInputs.h"
+#include "tools/melnar-dict-mpi/RankJournal.h"
 #include "tools/melnar-dict-mpi/RankNeeds.h"
 #include "tools/melnar-dict-mpi/RankRounds.h"
 #include "tools/melnar-dict-mpi/RankRows.h"
+#include "tools/melnar-dict-mpi/SharedRowFile.h"
 
 #include "tools/melnar-dict/load/BatchResolver.h"
 #include "tools/melnar-dict/load/LoadCheckpoint.h"
@@ -14,7 +16,6 @@
 #include "tools/melnar-dict/load/RowOutput.h"
 #include "tools/melnar-dict/load/ShardedFolder.h"
 #include "tools/melnar-dict/load/ShardedLoadSteps.h"
-#include "tools/melnar-dict/rows/NpyHeader.h"
 #include "tools/melnar-dict/shell/Amounts.h"
 #include "tools/melnar-dict/shell/OutputFile.h"
 #include "tools/melnar-dict/shell/OutputLock.h"
@@ -23,8 +24,6 @@
 #include "tools/melnar-dict/threads/ProgressReporter.h"
 
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
-#include "Engine/core/platform/stream/MemoryInputStream.h"
-#include "Engine/core/platform/stream/MemoryOutputStream.h"
 
 #include <algorithm>
 #include <atomic>
@@ -60,6 +59,7 @@ struct FirstRank : private Unmovable {
     std::optional<OutputLock> m_lock;
     std::optional<RowOutput> m_rows;
     std::optional<LoadRun> m_run;
+    std::optional<RankJournal> m_rankJournal;
 };
 
 /// A load by all ranks, from its beginning to its end, on one of them.
@@ -87,7 +87,6 @@ private:
     void saveUnfinished(const SliceFrontier& frontier, uint64_t numberOfRows);
 
     // The same on the first rank.
-    bool takeSummary(size_t inputIndex, ReadPiece& summary);
     void noteProgress(const RankRounds::Progress& progress, std::span<const uint64_t> memoryInUse);
     bool isSaveDue(uint64_t numberOfPieces);
 
@@ -115,9 +114,6 @@ private:
 
     // On the first rank:
     uint64_t m_firstNumber = 0; // of resources that there were before the load
-    size_t m_startedInputs = 0; // that the journal has been told of
-    std::vector<uint64_t> m_statementsOfInputs;
-    uint64_t m_sequence = 0; // of its next piece
     std::atomic<uint64_t> m_numberOfResources = 0;
     std::atomic<uint64_t> m_memoryInUse = 0;
     std::vector<std::string> m_names;
@@ -174,7 +170,6 @@ void RankLoad::prepare() {
     m_limits = m_ranks.gatherAll<uint64_t>(m_dictionaryLimit);
     m_names = m_ranks.gather(m_ranks.getName());
     m_areRanksTold.resize(m_ranks.getNumber());
-    m_statementsOfInputs.resize(m_inputs.size());
 }
 
 /// Opens the shards of each rank: new ones, those of a dictionary that is added to, or those of an earlier run.
@@ -184,23 +179,22 @@ void RankLoad::begin() {
         if (!m_first)
             return;
         findBeginning();
-        MemoryOutputStream output;
         m_manifest.m_work = m_work.toBytes();
-        m_manifest.write(output);
-        bytes = output.getBytes();
+        bytes = RankDictionary::toBytes(m_manifest);
     });
     bytes = m_ranks.broadcast(std::move(bytes));
     m_openedName = m_ranks.broadcast(std::move(m_openedName));
     m_ranks.perform([&] {
-        MemoryInputStream input(bytes);
-        m_manifest = ShardManifest::read(input);
+        m_manifest = RankDictionary::fromBytes(bytes);
         m_work = LoadWork::parse(std::exchange(m_manifest.m_work, {}));
         m_dictionary.emplace(m_ranks, m_openedName, m_manifest, m_dictionaryLimit);
         if (m_options.m_blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS)
             m_options.m_blankNodes.m_firstDocument = m_manifest.m_nextDocument;
         m_rows.emplace(m_folderName, m_ranks, m_work.m_bytesOfRowFiles);
-        if (m_first)
-            m_first->m_run.emplace(m_options, m_output, m_first->m_messages, m_errorOutput);
+        if (!m_first)
+            return;
+        m_first->m_run.emplace(m_options, m_output, m_first->m_messages, m_errorOutput);
+        m_first->m_rankJournal.emplace(m_first->m_run->getJournal(), m_options.m_files);
     });
 }
 
@@ -290,7 +284,7 @@ RankRounds::Actions RankLoad::makeActions() {
     actions.m_getNumberOfResources = [this] { return m_dictionary->get().getNumberOfResources(); };
     actions.m_getMemoryInUse = [this] { return m_dictionary->get().getMemoryInUse(); };
     actions.m_takeSummary = [this](const size_t inputIndex, ReadPiece& summary) {
-        return takeSummary(inputIndex, summary);
+        return m_first->m_rankJournal->take(inputIndex, summary);
     };
     actions.m_isSaveDue = [this](const uint64_t numberOfPieces) { return isSaveDue(numberOfPieces); };
     actions.m_save = [this](const SliceFrontier& frontier, const uint64_t numberOfRows) {
@@ -313,18 +307,6 @@ void RankLoad::finishPiece(ReadPiece& piece, const std::span<const uint32_t> mis
     addFailures(failures, piece.m_parsed);
     if (m_numberOfColumns != 0)
         piece.m_rows.appendIDsOfWholeRows(piece.m_parsed.m_terms.getEntries(), cells);
-}
-
-bool RankLoad::takeSummary(const size_t inputIndex, ReadPiece& summary) {
-    InputJournal& journal = m_first->m_run->getJournal();
-    while (m_startedInputs <= inputIndex) {
-        journal.startFile(m_options.m_files[m_startedInputs++].first);
-        m_sequence = 0;
-    }
-    m_statementsOfInputs[inputIndex] += summary.m_parsed.m_counts.m_statements;
-    summary.m_parsed.m_sequence = m_sequence++;
-    journal.finish(summary.m_parsed);
-    return !journal.isStopped();
 }
 
 /// Also tells of a rank whose shards are about to outgrow it, once.
@@ -397,13 +379,16 @@ void RankLoad::save() {
         });
         rowsName = m_ranks.broadcast(std::move(rowsName));
         idWidth = m_ranks.gatherAll(idWidth)[0];
-        m_ranks.perform([&] { m_rows->write(rowFiles, rowsName, NpyHeader::SIZE, m_numberOfColumns, idWidth); });
+        m_ranks.perform([&] {
+            SharedRowFile file(rowsName, m_numberOfColumns, idWidth);
+            m_rows->write(rowFiles, file);
+        });
     }
     m_ranks.perform([&] {
         if (!m_first)
             return;
         ShardedDictionary::addState(manifest);
-        addInputs(m_options, m_statementsOfInputs, manifest);
+        addInputs(m_options, m_first->m_rankJournal->getStatementsOfInputs(), manifest);
         OutputFile file(*m_first->m_lock);
         manifest.write(file.getStream());
         if (m_first->m_rows)

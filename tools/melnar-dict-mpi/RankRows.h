@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+class SharedRowFile;
+
 /// The rows of IDs that ranks make, each its own, until all of them are written to one file. Each rank has a file in a folder
 /// that all can read; a run that goes on with an interrupted one leaves that one's files as they are, and makes others.
 ///
@@ -31,10 +33,9 @@ public:
     /// A joint operation: returns when all rows are on the disk; the bytes of all files.
     std::vector<uint64_t> synchronize();
 
-    /// Writes this rank's share of all rows to a file, behind so many bytes, and returns when they are on the disk. `files`
-    /// are the bytes that synchronize has returned.
-    void write(std::span<const uint64_t> files, const std::string& fileName, uint64_t headerSize,
-               size_t numberOfColumns, size_t idWidth) const;
+    /// Writes this rank's share of all rows to a file, and returns when they are on the disk. `files` are the bytes that
+    /// synchronize has returned.
+    void write(std::span<const uint64_t> files, SharedRowFile& output) const;
 
 private:
     const std::string m_folderName;

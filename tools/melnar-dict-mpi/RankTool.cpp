@@ -24,7 +24,8 @@ constexpr const char* VERSION = "melnar-dict-mpi " MELNAR_VERSION "\n";
 std::string getHelp(const std::vector<RankVerb>& verbs) {
     std::string help = "usage: mpirun -n RANKS melnar-dict-mpi VERB [ARGUMENT...]\n\n";
     for (const RankVerb& verb : verbs)
-        help += "  " + verb.m_description.m_name + "    " + verb.m_description.m_purpose + '\n';
+        help += "  " + verb.m_description.m_name + std::string(11 - verb.m_description.m_name.size(), ' ') +
+                verb.m_description.m_purpose + '\n';
     return help +
            "\nmelnar-dict-mpi VERB --help tells more; melnar-dict-mpi --version tells the version. What a folder "
            "holds is read by melnar-dict.\n";

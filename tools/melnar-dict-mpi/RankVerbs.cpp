@@ -1,15 +1,24 @@
 #include "tools/melnar-dict-mpi/RankVerbs.h"
 
+#include "tools/melnar-dict-mpi/RankEncodeCommand.h"
 #include "tools/melnar-dict-mpi/RankLoadCommand.h"
 
 #include <memory>
 
+namespace {
+
+template<class Options>
+RankVerb makeVerb(VerbDescription (*describe)(Options& options),
+                  ExitCode (*run)(const Options& options, const Ranks& ranks, StandardOutput& output,
+                                  std::ostream& errorOutput)) {
+    const auto options = std::make_shared<Options>();
+    return {describe(*options), [options, run](const Ranks& ranks, StandardOutput& output, std::ostream& errorOutput) {
+                return run(*options, ranks, output, errorOutput);
+            }};
+}
+
+} // namespace
+
 std::vector<RankVerb> makeRankVerbs() {
-    const auto load = std::make_shared<RankLoadOptions>();
-    return {
-        {describeRankLoad(*load),
-         [load](const Ranks& ranks, StandardOutput& output, std::ostream& errorOutput) {
-             return runRankLoad(*load, ranks, output, errorOutput);
-         }},
-    };
+    return {makeVerb(&describeRankLoad, &runRankLoad), makeVerb(&describeRankEncode, &runRankEncode)};
 }

@@ -77,7 +77,9 @@ void Ranks::gatherAll(const void* const value, void* const values, const size_t 
 
 ExitCode Ranks::tellCurrentException() const {
     const InputError error = inputErrorOfCurrentException();
-    std::cerr << "melnar-dict-mpi: " + (m_number == 1 ? "" : m_name + ": ") + toPrintableLines(error.m_cause) + '\n';
+    // A wrong command line is so on all ranks.
+    const bool isOfRank = m_number != 1 && !(isFirst() && error.m_exitCode == ExitCode::USAGE);
+    std::cerr << "melnar-dict-mpi: " + (isOfRank ? m_name + ": " : "") + toPrintableLines(error.m_cause) + '\n';
     return error.m_exitCode;
 }
 

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/stream/FileDescriptor.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+/// A .npy with rows of IDs that several processes write, each some of the rows, in any order. Another one of them, or the
+/// same, writes the header.
+///
+/// Ownership  Owns a descriptor of the file.
+/// Threads    One at a time.
+/// Errors     SystemCallException that names the file and the call.
+class SharedRowFile : private Unmovable {
+public:
+    /// The file is there.
+    SharedRowFile(std::string fileName, size_t numberOfColumns, size_t idWidth);
+
+    /// Writes whole rows, the first of which has this number, from 0.
+    void write(uint64_t firstRow, std::span<const uint64_t> cells);
+
+    /// Returns only when what was written is on the disk.
+    void synchronize();
+
+private:
+    const std::string m_fileName;
+    const size_t m_numberOfColumns;
+    const size_t m_idWidth;
+    const FileDescriptor m_file;
+    std::string m_bytes;
+};
