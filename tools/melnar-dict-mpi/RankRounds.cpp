@@ -137,7 +137,11 @@ RankRounds::Report RankRounds::makeReport() {
         report.m_numberOfResources = m_actions.m_getNumberOfResources();
         report.m_memoryInUse = m_actions.m_getMemoryInUse();
         report.m_isStopped = m_isStopped;
-        report.m_isSaveDue = m_ranks.isFirst() && !m_isStopped && m_actions.m_isSaveDue(m_finished.size());
+        // What a run before this one has saved says how far that had come.
+        const bool isBehindBegin =
+            std::pair(m_frontier.getSlice(), m_frontier.getPiece()) > std::pair(m_begin.m_slice, m_begin.m_piece);
+        report.m_isSaveDue = m_ranks.isFirst() && !m_isStopped && isBehindBegin && !m_frontier.isAtEnd() &&
+                             m_actions.m_isSaveDue(m_finished.size());
     });
     report.m_hasFailed = m_failure != nullptr;
     return report;
