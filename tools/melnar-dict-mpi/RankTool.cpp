@@ -5,6 +5,7 @@
 
 #include "tools/melnar-dict/shell/CommandLine.h"
 #include "tools/melnar-dict/shell/HelpText.h"
+#include "tools/melnar-dict/shell/Json.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
@@ -55,6 +56,21 @@ const RankVerb* read(const std::vector<RankVerb>& verbs, const std::vector<std::
     return nullptr;
 }
 
+/// Tells what ends the work as JSON too, if JSON was asked for.
+ExitCode runVerb(const RankVerb& verb, const Ranks& ranks, StandardOutput& output) {
+    try {
+        return verb.m_run(ranks, output, std::cerr);
+    } catch (const RankEnd& end) {
+        if (const VerbDescription& description = verb.m_description;
+            ranks.isFirst() && description.m_asksForJson != nullptr && *description.m_asksForJson)
+            try {
+                printError(end.m_cause, end.m_exitCode, description.m_jsonLayout, output);
+            } catch (...) { // NOLINT(bugprone-empty-catch): the first failure is the one to report
+            }
+        throw;
+    }
+}
+
 /// The first rank reads the command line before the others, so that one tells what is wrong with it.
 ExitCode run(const std::vector<std::string>& arguments, const Ranks& ranks) {
     StandardOutput output(STDOUT_FILENO);
@@ -71,7 +87,7 @@ ExitCode run(const std::vector<std::string>& arguments, const Ranks& ranks) {
             output.write(text);
             output.flush();
         });
-    return verb == nullptr ? ExitCode::DONE : verb->m_run(ranks, output, std::cerr);
+    return verb == nullptr ? ExitCode::DONE : runVerb(*verb, ranks, output);
 }
 
 } // namespace

@@ -15,6 +15,10 @@ int toInt(const uint64_t number) noexcept {
     return static_cast<int>(number); // of ranks, or of small records
 }
 
+void tell(const std::string& message) {
+    std::cerr << "melnar-dict-mpi: " + toPrintableLines(message) + '\n';
+}
+
 } // namespace
 
 Ranks::Ranks(int& argumentCount, char**& arguments) {
@@ -75,24 +79,35 @@ void Ranks::gatherAll(const void* const value, void* const values, const size_t 
     waitFor(request);
 }
 
+/// With one rank there is nothing to tell apart, and a wrong command line is so on all.
+std::string Ranks::nameRankIn(const InputError& error) const {
+    return m_number == 1 || (isFirst() && error.m_exitCode == ExitCode::USAGE) ? error.m_cause
+                                                                              : m_name + ": " + error.m_cause;
+}
+
 ExitCode Ranks::tellCurrentException() const {
     const InputError error = inputErrorOfCurrentException();
-    // A wrong command line is so on all ranks.
-    const bool isOfRank = m_number != 1 && !(isFirst() && error.m_exitCode == ExitCode::USAGE);
-    std::cerr << "melnar-dict-mpi: " + (isOfRank ? m_name + ": " : "") + toPrintableLines(error.m_cause) + '\n';
+    tell(nameRankIn(error));
     return error.m_exitCode;
 }
 
 void Ranks::perform(const std::function<void()>& action) const {
-    ExitCode exitCode = ExitCode::DONE;
+    InputError error{0, ExitCode::DONE, {}};
     try {
         action();
     } catch (...) {
-        exitCode = tellCurrentException();
+        error = inputErrorOfCurrentException();
     }
-    const std::vector<ExitCode> exitCodes = gatherAll(exitCode);
-    if (const ExitCode worst = *std::ranges::max_element(exitCodes); worst != ExitCode::DONE)
-        throw RankEnd{worst};
+    const std::vector<ExitCode> exitCodes = gatherAll(error.m_exitCode);
+    const auto worst = std::ranges::max_element(exitCodes);
+    if (*worst == ExitCode::DONE)
+        return;
+    const std::vector<std::string> causes = gather(error.m_cause);
+    const std::vector<std::string> namedCauses = gather(nameRankIn(error));
+    for (auto cause = causes.begin(); cause != causes.end(); ++cause)
+        if (!cause->empty() && std::find(causes.begin(), cause, *cause) == cause)
+            tell(namedCauses[static_cast<size_t>(cause - causes.begin())]);
+    throw RankEnd{*worst, isFirst() ? namedCauses[static_cast<size_t>(worst - exitCodes.begin())] : ""};
 }
 
 void Ranks::abort(const ExitCode exitCode) {

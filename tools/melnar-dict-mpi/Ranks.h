@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tools/melnar-dict/pieces/InputError.h"
 #include "tools/melnar-dict/shell/ExitCode.h"
 
 #include "Engine/core/platform/Unmovable.h"
@@ -14,6 +15,7 @@
 /// Ends the work of a rank, as that of all others; what is to be said has been.
 struct RankEnd {
     ExitCode m_exitCode;
+    std::string m_cause; // on the first rank, of the first one that ends with this exit code
 };
 
 /// The processes of a run, which are called ranks, and what they say to each other. The only class that knows MPI.
@@ -58,8 +60,8 @@ public:
         return values;
     }
 
-    /// Performs an action that may fail on any rank, and is the same step on each. Where it has failed, tells why; then
-    /// throws RankEnd on all ranks. The action has no joint operations.
+    /// Performs an action that may fail on any rank, and is the same step on each. If it has failed on some, the first rank
+    /// tells why, and what several have in common once; then throws RankEnd on all. The action has no joint operations.
     void perform(const std::function<void()>& action) const;
 
     /// Says why this rank fails, with its name: the exception that is being handled. Returns what the run ends with.
@@ -70,6 +72,7 @@ public:
 
 private:
     void gatherAll(const void* value, void* values, size_t numberOfBytes) const;
+    std::string nameRankIn(const InputError& error) const;
 
     uint32_t m_rank = 0;
     uint32_t m_number = 1;
