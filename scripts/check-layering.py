@@ -22,6 +22,7 @@ TOOL = "tools/melnar-dict"
 SHELL, INPUT, PIECES, THREADS, SAVED, ROWS, LOAD, REWRITE = (
     f"{TOOL}/{room}" for room in ("shell", "input", "pieces", "threads", "saved", "rows", "load", "rewrite"))
 MANUAL = "tools/melnar-dict-manual"
+RANKS = "tools/melnar-dict-mpi"
 TEST_SUPPORT = "tests/support"
 BENCHMARKS = "benchmarks"
 
@@ -51,6 +52,7 @@ MAY_INCLUDE = {
     REWRITE: LIBRARIES | {SHELL, INPUT, PIECES, THREADS, SAVED, ROWS},
     TOOL: LIBRARIES | TOOL_LAYERS,
     MANUAL: LIBRARIES | TOOL_LAYERS,
+    RANKS: LIBRARIES | TOOL_LAYERS,
     TEST_SUPPORT: ENGINE_LAYERS,
     BENCHMARKS: LIBRARIES | TOOL_LAYERS | {TEST_SUPPORT},
 }
@@ -79,6 +81,7 @@ RESERVED_HEADERS = {
     "sys/mman.h": [f"{SYSTEM}/VirtualMemory.cpp"],
     "xxhash.h": [f"{DATA_STORE}/Checksum.cpp", f"{DATA_STORE}/ChecksumChain.cpp", f"{SHARDED}/ShardLayout.cpp",
                  f"{PIECES}/DistinctTerms.cpp"],
+    "mpi.h": [f"{RANKS}/MPIRequest.h"],
     "immintrin.h": [f"{DICTIONARY}/LexicalFormLanesAVX2.cpp", f"{DICTIONARY}/LexicalFormLanesAVX512.cpp",
                     f"{READER}/Utf8AVX2.cpp"],
     "CLI/CLI.hpp": [f"{SHELL}/CommandLine.cpp"],
@@ -119,7 +122,7 @@ def objections(root, path, text):
             return
         elif path not in RESERVED_HEADERS.get(included, [path]):
             yield f"<{included}> is for {' and '.join(RESERVED_HEADERS[included])} alone"
-        elif layer in TOOL_LAYERS | {MANUAL}:
+        elif layer in TOOL_LAYERS | {MANUAL, RANKS}:
             return
         elif included not in STANDARD_HEADERS | POSIX_HEADERS | RESERVED_HEADERS.keys():
             yield f"<{included}> is neither of the standard library nor of POSIX"
