@@ -223,7 +223,7 @@ void RankLoad::findBeginning() {
             throw ToolFailure(ExitCode::USAGE, "the folder '" + m_folderName +
                                                    "' has an unfinished load of the same files; --resume goes on with "
                                                    "it, and --force gives it up");
-        refuseToGiveUp(m_folderName);
+        refuseToGiveUp(m_folderName, unfinished->m_work, true);
     }
     LoadCheckpoint::removeFrom(m_folderName);
     if (m_isResuming)

@@ -36,6 +36,9 @@ struct LoadWork {
     uint64_t m_numberOfRows = 0;
     std::vector<uint64_t> m_bytesOfRowFiles{};
 
+    /// Whether several processes have done it, with which alone it can be gone on with.
+    bool isOfRanks() const noexcept { return !m_bytesOfRowFiles.empty(); }
+
     std::string toBytes() const;
 
     /// Throws MelnarException for what toBytes has not made.

@@ -162,7 +162,7 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
                                                              " terms so far\n";
     } else {
         if (unfinished && !options.m_output.m_isForced)
-            refuseToGiveUp(folder.getName());
+            refuseToGiveUp(folder.getName(), unfinished->m_work, false);
         requireRoom(options, folder.getName(), *ownedDictionary, work.m_isFull, dictionaryLimit, messages);
         if (unfinished)
             options.m_feedback.getNoteOutput(errorOutput)

@@ -65,7 +65,12 @@ std::optional<LoadCheckpoint::Unfinished> readUnfinished(const LoadOptions& opti
     }
 }
 
-void refuseToGiveUp(const std::string& folderName) {
+void refuseToGiveUp(const std::string& folderName, const LoadWork& unfinished, const bool isForRanks) {
+    if (unfinished.isOfRanks() != isForRanks)
+        throw ToolFailure(ExitCode::USAGE, "the folder '" + toPrintable(folderName) + "' has an unfinished load by " +
+                                               (isForRanks ? "one process; melnar-dict load"
+                                                           : "several processes; melnar-dict-mpi load with --resume") +
+                                               " goes on with it, and --force gives it up");
     throw ToolFailure(ExitCode::USAGE,
                       "the folder '" + toPrintable(folderName) +
                           "' has an unfinished load of other files, of files that have changed or are gone, or with "

@@ -36,8 +36,9 @@ std::string describeTask(const LoadOptions& options, const ShardManifest& manife
 std::optional<LoadCheckpoint::Unfinished> readUnfinished(const LoadOptions& options, const std::string& folderName,
                                                          const std::string& folderState);
 
-/// Hours of work are not given up because of a slip, or of a disk that is not mounted.
-[[noreturn]] void refuseToGiveUp(const std::string& folderName);
+/// Hours of work are not given up because of a slip, or of a disk that is not mounted. Says how to go on with what a folder
+/// has, to one process or to several.
+[[noreturn]] void refuseToGiveUp(const std::string& folderName, const LoadWork& unfinished, bool isForRanks);
 
 /// Adds what is in the dictionary, as its manifest tells.
 void addDictionary(const ShardManifest& manifest, LoadReport& report);
