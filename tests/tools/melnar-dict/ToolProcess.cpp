@@ -93,9 +93,9 @@ RunningTool::RunningTool(const std::vector<std::string>& arguments, const ToolIn
         actions.open(STDERR_FILENO, m_errorPath, O_WRONLY);
     actions.changeDirectory(input.m_workingDirectory);
 
-    std::vector<std::string> texts{MELNAR_DICT_EXECUTABLE};
+    std::vector<std::string> texts{input.m_executable};
     if (!input.m_shellCommands.empty())
-        texts = {"/bin/sh", "-c", input.m_shellCommands + "\nexec \"$0\" \"$@\"", MELNAR_DICT_EXECUTABLE};
+        texts = {"/bin/sh", "-c", input.m_shellCommands + "\nexec \"$0\" \"$@\"", input.m_executable};
     texts.insert(texts.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
     for (std::string& text : texts)

@@ -26,6 +26,7 @@ struct ToolInput {
     bool m_isOutputClosedPipe = false;    // whether it goes where nobody reads
     std::string m_shellCommands;          // done before by a shell that then becomes the tool, such as: ulimit -f 1
     std::string m_workingDirectory = "/"; // what relative file names are relative to
+    std::string m_executable = MELNAR_DICT_EXECUTABLE; // or another program, such as one that starts the tool
 };
 
 /// The tool at work, as a process of its own.

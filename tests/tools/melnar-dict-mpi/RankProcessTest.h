@@ -1,0 +1,91 @@
+#pragma once
+
+#include "tests/tools/melnar-dict-mpi/RankCommand.h"
+#include "tests/tools/melnar-dict/load/LoadProcessTest.h"
+#include "tools/melnar-dict-mpi/SlicePlan.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+/// Loads by ranks as processes, beside those by one process, run where their files are.
+class RankProcessTest : public LoadProcessTest {
+protected:
+    /// What runs ranks, as a process that a test can look after.
+    ToolInput getRankInput() const {
+        ToolInput input = getInput();
+        input.m_executable = RUNNER_OF_RANKS;
+        return input;
+    }
+
+    ToolResult runRanks(const std::vector<RankGroup>& groups, const std::vector<std::string>& arguments) const {
+        return runToolProcess(makeRankCommand(arguments, groups), getRankInput());
+    }
+
+    ToolResult runRanks(const size_t numberOfRanks, const std::vector<std::string>& arguments) const {
+        return runRanks({{numberOfRanks}}, arguments);
+    }
+
+    ToolResult expectRanksSucceed(const size_t numberOfRanks, const std::vector<std::string>& arguments) const {
+        const ToolResult result = runRanks(numberOfRanks, arguments);
+        EXPECT_EQ(0, result.m_exitCode) << testing::PrintToString(arguments);
+        EXPECT_EQ("", result.m_errorOutput) << testing::PrintToString(arguments);
+        return result;
+    }
+
+    /// Expects that ranks end with what the first one says of itself, once, and leave the files as they are.
+    void expectRanksFail(const size_t numberOfRanks, const std::vector<std::string>& arguments, const int exitCode,
+                         const std::string& message) const {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        const auto files = getFilesButLocks();
+        const ToolResult result = runRanks(numberOfRanks, arguments);
+        EXPECT_EQ(exitCode, result.m_exitCode);
+        EXPECT_EQ(numberOfRanks == 1 ? "melnar-dict-mpi: " + message + "\n" : nameRank(0) + message + "\n",
+                  result.m_errorOutput);
+        EXPECT_EQ("", result.m_output);
+        EXPECT_TRUE(files == getFilesButLocks());
+    }
+
+    /// What the message of a rank begins with.
+    static std::string nameRank(const size_t rank) {
+        return "melnar-dict-mpi: rank " + std::to_string(rank) + " on " + getNameOfMachine() + ": ";
+    }
+
+    /// Removes a folder and the rows beside it.
+    void remove(const std::string& folder) const {
+        std::filesystem::remove_all(m_directory.getPathOf(folder));
+        std::filesystem::remove(m_directory.getPathOf(folder + ".npy"));
+    }
+
+    bool exists(const std::string& fileName) const { return std::filesystem::exists(m_directory.getPathOf(fileName)); }
+
+    /// Triples of so many slices. One of so many texts has each, after all others have been.
+    static std::string makeTriples(const size_t numberOfSlices, const size_t numberOfTexts = 50) {
+        std::string text;
+        for (size_t number = 0; text.size() < numberOfSlices * SlicePlan::SLICE_SIZE; ++number)
+            text += "<http://example.org/subject/" + std::to_string(number % 10) + "> <urn:p> \"text " +
+                    std::to_string(number % numberOfTexts) + " " + std::string(200, 'x') + "\"" +
+                    (number % numberOfTexts % 3 == 0 ? "@en .\n" : " .\n");
+        return text;
+    }
+
+private:
+    /// Those that killed processes leave are removed by the next one.
+    std::map<std::string, std::string> getFilesButLocks() const {
+        std::map<std::string, std::string> files = getFiles();
+        std::erase_if(files, [](const auto& file) { return file.first.ends_with(".lock"); });
+        return files;
+    }
+
+    static std::string getNameOfMachine() {
+        std::array<char, 256> name{};
+        ::gethostname(name.data(), name.size() - 1);
+        return name.data();
+    }
+};
