@@ -23,6 +23,7 @@ SHELL, INPUT, PIECES, THREADS, SAVED, ROWS, LOAD, REWRITE = (
     f"{TOOL}/{room}" for room in ("shell", "input", "pieces", "threads", "saved", "rows", "load", "rewrite"))
 MANUAL = "tools/melnar-dict-manual"
 RANKS = "tools/melnar-dict-mpi"
+RANKS_MANUAL = "tools/melnar-dict-mpi-manual"
 TEST_SUPPORT = "tests/support"
 BENCHMARKS = "benchmarks"
 
@@ -53,6 +54,7 @@ MAY_INCLUDE = {
     TOOL: LIBRARIES | TOOL_LAYERS,
     MANUAL: LIBRARIES | TOOL_LAYERS,
     RANKS: LIBRARIES | TOOL_LAYERS,
+    RANKS_MANUAL: LIBRARIES | TOOL_LAYERS | {MANUAL, RANKS},
     TEST_SUPPORT: ENGINE_LAYERS,
     BENCHMARKS: LIBRARIES | TOOL_LAYERS | {TEST_SUPPORT},
 }
@@ -122,7 +124,7 @@ def objections(root, path, text):
             return
         elif path not in RESERVED_HEADERS.get(included, [path]):
             yield f"<{included}> is for {' and '.join(RESERVED_HEADERS[included])} alone"
-        elif layer in TOOL_LAYERS | {MANUAL, RANKS}:
+        elif layer in TOOL_LAYERS | {MANUAL, RANKS, RANKS_MANUAL}:
             return
         elif included not in STANDARD_HEADERS | POSIX_HEADERS | RESERVED_HEADERS.keys():
             yield f"<{included}> is neither of the standard library nor of POSIX"

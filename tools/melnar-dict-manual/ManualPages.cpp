@@ -90,15 +90,17 @@ void appendOption(std::string& page, const VerbDescription::Option& option) {
 
 } // namespace
 
-std::string makeToolPage(const std::vector<Verb>& verbs) {
+std::string makeProgramPage(const std::string& starter, const std::string& purpose,
+                            const std::vector<VerbDescription>& verbs) {
+    const std::string& program = verbs.front().m_program;
     std::string page;
-    appendTitle(page, "melnar-dict", "give the string literals of RDF files resource IDs");
-    page += ".SH SYNOPSIS\n" + bold("melnar-dict") + " \\fIVERB\\fR [\\fIARGUMENT\\fR...]\n.SH VERBS\n";
+    appendTitle(page, program, purpose);
+    page += ".SH SYNOPSIS\n" + bold(starter + program) + " \\fIVERB\\fR [\\fIARGUMENT\\fR...]\n.SH VERBS\n";
     std::string seeAlso;
-    for (const Verb& verb : verbs) {
-        page += ".TP\n" + bold(verb.m_description.m_name) + '\n';
-        appendText(page, verb.m_description.m_purpose);
-        seeAlso += (seeAlso.empty() ? "" : ",\n") + bold("melnar-dict-" + verb.m_description.m_name) + "(1)";
+    for (const VerbDescription& verb : verbs) {
+        page += ".TP\n" + bold(verb.m_name) + '\n';
+        appendText(page, verb.m_purpose);
+        seeAlso += (seeAlso.empty() ? "" : ",\n") + bold(getNameOfPage(verb)) + "(1)";
     }
     page += ".SH OPTIONS\n";
     appendOption(page, {"-h", "--help", "", "Lists the verbs; behind a verb, tells what it does.", {}});
@@ -106,10 +108,14 @@ std::string makeToolPage(const std::vector<Verb>& verbs) {
     return page + ".SH SEE ALSO\n" + seeAlso + '\n';
 }
 
+std::string getNameOfPage(const VerbDescription& verb) {
+    return verb.m_program + '-' + verb.m_name;
+}
+
 std::string makeVerbPage(const VerbDescription& verb) {
     std::string page;
-    appendTitle(page, "melnar-dict-" + verb.m_name, verb.m_purpose);
-    page += ".SH SYNOPSIS\n" + bold("melnar-dict") + ' ' + escape(verb.getUsage()) + "\n.SH DESCRIPTION\n";
+    appendTitle(page, getNameOfPage(verb), verb.m_purpose);
+    page += ".SH SYNOPSIS\n" + bold(verb.m_program) + ' ' + escape(verb.getUsage()) + "\n.SH DESCRIPTION\n";
     appendText(page, verb.m_text);
     page += ".SH OPTIONS\n";
     for (const VerbDescription::Option& option : verb.m_options)
@@ -119,8 +125,8 @@ std::string makeVerbPage(const VerbDescription& verb) {
     appendText(page, verb.m_exitCodes);
     page += ".SH EXAMPLES\n";
     for (const VerbDescription::Example& example : verb.m_examples) {
-        page += ".TP\n" + bold("melnar-dict " + example.m_command) + '\n';
+        page += ".TP\n" + bold(verb.m_program + ' ' + example.m_command) + '\n';
         appendText(page, example.m_text);
     }
-    return page + ".SH SEE ALSO\n" + bold("melnar-dict") + "(1)\n";
+    return page + ".SH SEE ALSO\n" + bold(verb.m_program) + "(1)\n";
 }

@@ -1,12 +1,15 @@
 #pragma once
 
-#include "tools/melnar-dict/Verbs.h"
+#include "tools/melnar-dict/shell/VerbDescription.h"
 
 #include <string>
 #include <vector>
 
-/// Returns the manual page of the tool, for section 1, in the macros of man(7).
-std::string makeToolPage(const std::vector<Verb>& verbs);
+/// Returns the manual page of a program, for section 1, in the macros of man(7). The starter stands before its name, with a
+/// space between, where another program starts it.
+std::string makeProgramPage(const std::string& starter, const std::string& purpose,
+                            const std::vector<VerbDescription>& verbs);
 
-/// Returns the manual page of a verb.
+/// Returns the manual page of a verb, and the name of the page.
 std::string makeVerbPage(const VerbDescription& verb);
+std::string getNameOfPage(const VerbDescription& verb);

@@ -236,7 +236,7 @@ TEST_F(RankLoadProcessTest, jsonTellsWhatEndsTheRun) {
 TEST_F(RankLoadProcessTest, helpAndVersionAreToldOnce) {
     EXPECT_EQ("melnar-dict-mpi " MELNAR_VERSION "\n", expectRanksSucceed(3, {"--version"}).m_output);
     const std::string help = expectRanksSucceed(2, {"load", "--help"}).m_output;
-    EXPECT_NE(std::string::npos, help.find("--resume")) << help;
+    EXPECT_EQ(0u, help.find("usage: melnar-dict-mpi load [OPTION...] FILE...\n")) << help;
     EXPECT_EQ(help.find("--resume  "), help.rfind("--resume  ")) << help;
 }
 

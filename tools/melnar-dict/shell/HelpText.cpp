@@ -56,7 +56,7 @@ void appendOption(std::string& output, const VerbDescription::Option& option) {
 } // namespace
 
 std::string makeHelpText(const VerbDescription& verb) {
-    std::string help = "usage: melnar-dict " + verb.getUsage() + "\n\n";
+    std::string help = "usage: " + verb.m_program + ' ' + verb.getUsage() + "\n\n";
     appendWrapped(help, verb.m_text, 0, 0);
     help += '\n';
     for (const VerbDescription::Option& option : verb.m_options)
@@ -64,7 +64,7 @@ std::string makeHelpText(const VerbDescription& verb) {
     appendOption(help, VerbDescription::getHelpOption());
     help += verb.m_examples.size() == 1 ? "\nExample:\n" : "\nExamples:\n";
     for (const VerbDescription::Example& example : verb.m_examples) {
-        help += "\n  melnar-dict " + example.m_command + '\n';
+        help += "\n  " + verb.m_program + ' ' + example.m_command + '\n';
         appendWrapped(help, example.m_text, 6, 0);
     }
     help += '\n';

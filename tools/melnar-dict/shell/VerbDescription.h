@@ -43,7 +43,7 @@ struct VerbDescription {
     };
 
     struct Example {
-        std::string m_command; // behind the tool's name
+        std::string m_command; // behind the program's name
         std::string m_text;
     };
 
@@ -57,6 +57,7 @@ struct VerbDescription {
     std::vector<std::function<void()>> m_checks{}; // are called when all arguments have been taken
     const bool* m_asksForJson = nullptr;           // whether JSON was asked for; null for a verb that prints none
     JsonLayout m_jsonLayout{};
+    std::string m_program = "melnar-dict"; // whose verb it is
 
     /// A file, for which "-" cannot stand.
     void addFileOperand(const std::string& name, const std::string& noun, std::string& variable);
