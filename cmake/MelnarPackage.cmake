@@ -7,9 +7,9 @@ set(packageDirectory ${CMAKE_INSTALL_LIBDIR}/cmake/Melnar)
 install(
     TARGETS melnar-engine melnar-reader
     EXPORT MelnarTargets
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/melnar)
-install(EXPORT MelnarTargets NAMESPACE Melnar:: DESTINATION ${packageDirectory})
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/melnar COMPONENT development)
+install(EXPORT MelnarTargets NAMESPACE Melnar:: DESTINATION ${packageDirectory} COMPONENT development)
 export(EXPORT MelnarTargets NAMESPACE Melnar:: FILE ${PROJECT_BINARY_DIR}/MelnarTargets.cmake)
 
 configure_file(cmake/MelnarConfig.cmake.in ${PROJECT_BINARY_DIR}/MelnarConfig.cmake @ONLY)
@@ -20,5 +20,5 @@ configure_file(cmake/melnar.pc.in ${PROJECT_BINARY_DIR}/melnar.pc @ONLY)
 
 install(
     FILES ${PROJECT_BINARY_DIR}/MelnarConfig.cmake ${PROJECT_BINARY_DIR}/MelnarConfigVersion.cmake
-    DESTINATION ${packageDirectory})
-install(FILES ${PROJECT_BINARY_DIR}/melnar.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+    DESTINATION ${packageDirectory} COMPONENT development)
+install(FILES ${PROJECT_BINARY_DIR}/melnar.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
