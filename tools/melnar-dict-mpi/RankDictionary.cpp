@@ -75,7 +75,8 @@ ShardManifest RankDictionary::save(const std::string& folderName) {
     std::string own;
     m_ranks.perform([&] {
         ShardManifest shards = manifest;
-        shards.m_inputs.clear(); // which all ranks know
+        shards.m_inputs.clear(); // which all ranks know, as the history, which is of the shards of all
+        shards.m_history = {};
         own = toBytes(shards);
     });
     const std::vector<std::string> all = m_ranks.gather(own);
