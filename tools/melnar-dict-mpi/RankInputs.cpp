@@ -15,18 +15,20 @@
 
 void RankInputs::assign(const InputFiles& named, const bool areOfRanks) {
     for (const auto& [name, format] : named) {
-        if (name == STANDARD_STREAM)
+        const size_t colon = areOfRanks ? name.find(':') : std::string::npos;
+        // The name is what follows the colon, or all of it without one, as npos is the place before the first one.
+        if (name.substr(colon + 1) == STANDARD_STREAM)
             throw ToolFailure(ExitCode::USAGE, "several processes cannot read standard input");
         if (!areOfRanks) {
             m_files.emplace_back(name, format);
             m_ranks.push_back(SlicePlan::ANY_RANK);
             continue;
         }
-        const size_t colon = name.find(':');
         const std::optional<uint64_t> rank = parseNumber(std::string_view(name).substr(0, colon));
         if (colon == std::string::npos || colon + 1 == name.size() || !rank || *rank >= std::numeric_limits<int>::max())
-            throw ToolFailure(ExitCode::USAGE, "with --inputs-of-rank a file has a rank before its name, such as 3:" +
-                                                   name + "; '" + name + "' has none");
+            throw ToolFailure(ExitCode::USAGE, "with --inputs-of-rank a file has the number of a rank before its name, "
+                                               "such as 3:/scratch/part-3.nt; '" +
+                                                   name + "' has none");
         m_files.emplace_back(name.substr(colon + 1), format);
         m_ranks.push_back(static_cast<uint32_t>(*rank));
     }
