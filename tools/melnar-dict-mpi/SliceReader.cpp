@@ -10,6 +10,7 @@
 #include "tools/melnar-dict/pieces/LiteralCollector.h"
 #include "tools/melnar-dict/pieces/LiteralRefusal.h"
 #include "tools/melnar-dict/pieces/TurtleParser.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/dictionary/BatchFailure.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
@@ -113,10 +114,11 @@ void SliceReader::run() noexcept {
     try {
         for (size_t index = 0; index < m_plan.getInputs().size() && readInput(index);)
             ++index;
+        // After a failure it stays where the next piece is missed, so that who waits for it learns why.
+        m_nextSlice.store(m_plan.getNumberOfSlices(), std::memory_order_relaxed);
     } catch (...) {
         failure = std::current_exception();
     }
-    m_nextSlice.store(m_plan.getNumberOfSlices(), std::memory_order_relaxed);
     m_queue.end(std::move(failure));
 }
 
@@ -154,7 +156,7 @@ bool SliceReader::readSlices(const size_t inputIndex) {
                 piece->m_parsed.catchFrom(
                     [&] { parser.parse(block.getText(), piece->m_parsed, block.m_lengthOfRest); });
             }
-        } catch (...) {
+        } catch (const ToolFailure&) {
             if (!pieces.endWithCurrentException())
                 return false;
             continue;
@@ -198,7 +200,7 @@ bool SliceReader::readWhole(const size_t inputIndex) {
             if (!read([&](ParsedPiece& piece) { parser.parseEnd(piece); }))
                 return false;
         }
-    } catch (...) {
+    } catch (const ToolFailure&) {
         return pieces.endWithCurrentException();
     }
     return pieces.end();
