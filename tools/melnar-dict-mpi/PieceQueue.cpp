@@ -1,5 +1,7 @@
 #include "tools/melnar-dict-mpi/PieceQueue.h"
 
+#include "tools/melnar-dict/load/ShardSpill.h"
+
 #include "Engine/core/platform/SystemCallException.h"
 
 #include <cerrno>
@@ -17,7 +19,7 @@ constexpr long LINE_CANNOT_WRITE = 49;
 constexpr long LINE_CANNOT_READ = 61;
 
 int makeNamelessFile(const std::string& folderName) {
-    std::string name = folderName + "/work-ahead-XXXXXX";
+    std::string name = ShardSpill::getPatternOfFileAhead(folderName);
     const int file = ::mkostemp(name.data(), O_CLOEXEC);
     if (file < 0)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_MAKE, MelnarException::NO_CAUSES, "mkostemp", errno,

@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/load/ShardSpill.h"
 
 #include "tools/melnar-dict/rows/RowLayout.h"
+#include "tools/melnar-dict/shell/NumberText.h"
 
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/dictionary/BatchFailure.h"
@@ -11,6 +12,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <optional>
+#include <string_view>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -28,6 +31,10 @@ constexpr size_t BUFFER_SIZE_OF_IDS = size_t(1) << 14;
 constexpr const char* TERMS = "terms";
 constexpr const char* IDS = "ids";
 constexpr const char* ROWS = "rows";
+constexpr const char* AHEAD = "ahead-"; // and what mkostemp makes of its pattern
+
+constexpr std::string_view PATTERN_OF_MKOSTEMP = "XXXXXX";
+constexpr const char* LETTERS_OF_MKOSTEMP = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
 
 /// Terms of a shard's file that are resolved together.
 struct Batch {
@@ -87,8 +94,15 @@ void ShardSpill::removeFrom(const std::string& folderName) {
 /// Nobody else's file may be taken for one.
 bool ShardSpill::isNameOfFile(const std::string& fileName) {
     const std::string rows = std::string(WORK_PREFIX) + ROWS;
-    if (fileName == rows || (fileName.starts_with(rows + '-') && fileName.size() > rows.size() + 1 &&
-                             fileName.find_first_not_of("0123456789", rows.size() + 1) == std::string::npos))
+    if (fileName == rows)
+        return true;
+    if (fileName.starts_with(rows + '-')) {
+        const std::optional<uint64_t> number = parseNumber(std::string_view(fileName).substr(rows.size() + 1));
+        return number && fileName == rows + '-' + std::to_string(*number);
+    }
+    const std::string ahead = std::string(WORK_PREFIX) + AHEAD;
+    if (fileName.starts_with(ahead) && fileName.size() == ahead.size() + PATTERN_OF_MKOSTEMP.size() &&
+        fileName.find_first_not_of(LETTERS_OF_MKOSTEMP, ahead.size()) == std::string::npos)
         return true;
     for (const char* const kind : {TERMS, IDS}) {
         const std::string prefix = std::string(WORK_PREFIX) + kind + '-';
@@ -101,6 +115,10 @@ bool ShardSpill::isNameOfFile(const std::string& fileName) {
 
 std::string ShardSpill::getNameOfRowFile(const std::string& folderName, const uint64_t number) {
     return folderName + '/' + WORK_PREFIX + ROWS + '-' + std::to_string(number);
+}
+
+std::string ShardSpill::getPatternOfFileAhead(const std::string& folderName) {
+    return folderName + '/' + WORK_PREFIX + AHEAD + std::string(PATTERN_OF_MKOSTEMP);
 }
 
 std::string ShardSpill::getName(const std::string& kind) const {

@@ -68,6 +68,9 @@ public:
     /// The name of a file for rows of a load by several processes, each of which has its own: work-rows-N.
     static std::string getNameOfRowFile(const std::string& folderName, uint64_t number);
 
+    /// What mkostemp makes the name of a file from for what such a process reads ahead. The file soon has none.
+    static std::string getPatternOfFileAhead(const std::string& folderName);
+
     void addTerm(uint32_t shard, const BatchEntry& term);
 
     /// Adds the rows of a block: the shards of its unknown terms, and all cells.

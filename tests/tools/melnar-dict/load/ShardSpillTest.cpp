@@ -295,12 +295,54 @@ TEST_F(ShardSpillTest, filesGoWithItUnlessTheyAreKept) {
 }
 
 TEST(ShardSpillNameTest, onlyItsOwnFilesHaveNamesOfFiles) {
-    for (const char* const name : {"work-rows", "work-terms-00", "work-terms-ff", "work-ids-a0"})
-        EXPECT_TRUE(ShardSpill::isNameOfFile(name)) << name;
     for (const char* const name :
-         {"", "work-", "work-rows2", "work-rows-00", "work-terms-", "work-terms-0", "work-terms-000", "work-terms-0g",
-          "work-terms-FF", "work-ids", "work-idsa0", "work-manifest", "work-plan.txt", "rows", "xwork-rows"})
+         {"work-rows", "work-terms-00", "work-terms-ff", "work-ids-a0", "work-rows-0", "work-rows-7", "work-rows-10",
+          "work-rows-18446744073709551615", "work-ahead-Az09xY"})
+        EXPECT_TRUE(ShardSpill::isNameOfFile(name)) << name;
+    for (const char* const name : {"",
+                                   "work-",
+                                   "work-rows2",
+                                   "work-rows-00",
+                                   "work-rows-",
+                                   "work-rows-01",
+                                   "work-rows--1",
+                                   "work-rows-1a",
+                                   "work-rows-1 ",
+                                   "work-rows-18446744073709551616",
+                                   "work-ahead-",
+                                   "work-ahead-Az09x",
+                                   "work-ahead-Az09xY1",
+                                   "work-ahead-Az0.xY",
+                                   "work-ahead",
+                                   "work-terms-",
+                                   "work-terms-0",
+                                   "work-terms-000",
+                                   "work-terms-0g",
+                                   "work-terms-FF",
+                                   "work-ids",
+                                   "work-idsa0",
+                                   "work-manifest",
+                                   "work-plan.txt",
+                                   "rows",
+                                   "xwork-rows"})
         EXPECT_FALSE(ShardSpill::isNameOfFile(name)) << name;
+}
+
+TEST(ShardSpillNameTest, eachProcessHasFilesOfItsOwn) {
+    EXPECT_EQ("d/work-rows-0", ShardSpill::getNameOfRowFile("d", 0));
+    EXPECT_EQ("/d/e/work-rows-12", ShardSpill::getNameOfRowFile("/d/e", 12));
+    EXPECT_EQ("d/work-ahead-XXXXXX", ShardSpill::getPatternOfFileAhead("d"));
+    for (const uint64_t number : {uint64_t(0), uint64_t(9), uint64_t(10), ~uint64_t(0)})
+        EXPECT_TRUE(ShardSpill::isNameOfFile(ShardSpill::getNameOfRowFile("d", number).substr(2))) << number;
+}
+
+TEST_F(ShardSpillTest, filesOfAllProcessesAreRemoved) {
+    m_directory.addFile("work-rows-0", "");
+    m_directory.addFile("work-rows-11", "");
+    m_directory.addFile("work-ahead-abcDE0", "of a process that was killed before its file lost its name");
+    m_directory.addFile("work-rows-x", "");
+    ShardSpill::removeFrom(getFolder());
+    EXPECT_EQ(std::set<std::string>{"work-rows-x"}, getFiles());
 }
 
 } // namespace
