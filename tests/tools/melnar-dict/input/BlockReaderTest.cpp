@@ -145,6 +145,16 @@ TEST(BlockReaderTest, leavesAByteOrderMarkOutAtTheStartOnly) {
     EXPECT_EQ((Blocks{"\xEF\xBB"}), cut("\xEF\xBB", 5));
 }
 
+TEST(BlockReaderTest, withinAFileNothingIsAByteOrderMark) {
+    for (const std::string text : {"\xEF\xBB\xBF", "\xEF\xBB\xBF\n", "\xEF\xBB\xBFline\nline"})
+        for (const RdfFormat format : {RdfFormat::N_TRIPLES, RdfFormat::TURTLE}) {
+            BlockReader reader(std::make_unique<TextSource>(text), 100, 100, format, BlockReader::Begin::WITHIN_FILE);
+            EXPECT_EQ(Blocks{text}, readAll(reader));
+            BlockReader ofFile(std::make_unique<TextSource>(text), 100, 100, format, BlockReader::Begin::OF_FILE);
+            EXPECT_EQ(text.size() == 3 ? Blocks{} : Blocks{text.substr(3)}, readAll(ofFile));
+        }
+}
+
 TEST(BlockReaderTest, cutsAtCarriageReturnsWhereThereIsNoLineFeed) {
     EXPECT_EQ((Blocks{"aa\rbb\r", "cc\rdd\r"}), cut("aa\rbb\rcc\rdd\r", 7));
 }

@@ -234,4 +234,43 @@ TEST_F(LoadCheckpointTest, isRemovedWithWhatWasPutAside) {
     EXPECT_EQ(files, getFiles());
 }
 
+/// What was put aside belongs to an unfinished load, and stays with it; files of shards that none names go in any case.
+TEST_F(LoadCheckpointTest, allButAnUnfinishedLoadIsRemoved) {
+    for (const bool isUnfinished : {false, true}) {
+        resolve("one", m_dictionary);
+        LoadWork work;
+        if (isUnfinished)
+            makeCheckpoint().save(work);
+        m_directory.addFile("work-rows-0", "rows of a rank");
+        m_directory.addFile("work-rows-12", "and of another");
+        m_directory.addFile("work-terms-05", "");
+        m_directory.addFile("work-plan", "somebody's");
+        const std::set<std::string> allFiles = getFiles();
+        m_directory.addFile("shard-05.saving", "of a killed process");
+        LoadCheckpoint::removeAllButUnfinished(getFolder());
+        if (isUnfinished) {
+            EXPECT_EQ(allFiles, getFiles());
+            EXPECT_EQ(work, read().m_work);
+        } else
+            EXPECT_EQ(std::set<std::string>{"work-plan"}, getFiles());
+        LoadCheckpoint::removeFrom(getFolder());
+    }
+}
+
+TEST_F(LoadCheckpointTest, aDamagedUnfinishedLoadKeepsAllThatItMayName) {
+    LoadWork work;
+    resolve("one", m_dictionary);
+    makeCheckpoint().save(work);
+    m_directory.addFile("work-manifest", "damaged");
+    m_directory.addFile("work-rows-0", "rows");
+    const std::set<std::string> files = getFiles();
+    LoadCheckpoint::removeAllButUnfinished(getFolder());
+    EXPECT_EQ(files, getFiles());
+}
+
+TEST_F(LoadCheckpointTest, withoutAFolderThereIsNothingToRemove) {
+    LoadCheckpoint::removeAllButUnfinished(m_directory.getPathOf("missing"));
+    EXPECT_FALSE(std::filesystem::exists(m_directory.getPathOf("missing")));
+}
+
 } // namespace

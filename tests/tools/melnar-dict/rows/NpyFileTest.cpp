@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -81,6 +82,33 @@ TEST_F(NpyFileTest, wideIDsAreNarrowedInTheirPlace) {
     }
     write({4, 4}, 10, 8);
     EXPECT_TRUE(getExpected({4, 4}, 10) == TemporaryDirectory::getContentsOf(m_path)) << "nothing is widened";
+}
+
+/// Others write to the place where the rows of before end, after the bytes of the header.
+TEST_F(NpyFileTest, rowsThatOtherProcessesWriteAreCounted) {
+    const RowLayout layout{3, 8};
+    const std::string expected = getExpected(layout, 5000);
+    for (const size_t rowsBefore : {0u, 1u, 2000u})
+        for (const size_t rowsOfOthers : {0u, 1u, 3000u}) {
+            const size_t rowSize = layout.getRowSize();
+            {
+                std::ostringstream errorOutput;
+                OutputLock lock(m_path, false, errorOutput);
+                OutputFile file(lock);
+                NpyFile npy(file, layout);
+                npy.getStream().write(expected.data() + NpyHeader::SIZE, rowsBefore * rowSize);
+                npy.getStream().flush();
+                const size_t begin = NpyHeader::SIZE + rowsBefore * rowSize;
+                std::fstream(m_path + ".saving", std::ios::binary | std::ios::in | std::ios::out)
+                    .seekp(static_cast<std::streamoff>(begin))
+                    .write(expected.data() + begin, static_cast<std::streamsize>(rowsOfOthers * rowSize));
+                npy.noteRows(rowsOfOthers);
+                npy.prepare(m_history);
+                file.commit();
+            }
+            EXPECT_TRUE(getExpected(layout, rowsBefore + rowsOfOthers) == TemporaryDirectory::getContentsOf(m_path))
+                << rowsBefore << " and " << rowsOfOthers;
+        }
 }
 
 TEST_F(NpyFileTest, shortWritesAndReadsAreContinued) {
