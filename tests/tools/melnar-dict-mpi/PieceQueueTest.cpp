@@ -2,11 +2,13 @@
 
 #include "Engine/core/platform/SystemCallException.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/LockObserver.h"
 #include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <exception>
@@ -24,6 +26,23 @@ using Duration = SystemCallFaults::Duration;
 
 constexpr size_t ANY_BYTES = size_t(1) << 30;
 constexpr size_t MANY = 5 * PieceQueue::NUMBER_OF_PIECES;
+
+/// Tells when some thread has locked a mutex.
+class FirstLock final : public LockObserver {
+public:
+    void notice(const Event event, const void*) override {
+        if (event == Event::MUTEX_LOCKED)
+            m_isLocked.store(true, std::memory_order_release);
+    }
+
+    void wait() const {
+        while (!m_isLocked.load(std::memory_order_acquire))
+            std::this_thread::yield();
+    }
+
+private:
+    std::atomic<bool> m_isLocked = false;
+};
 
 class PieceQueueTest : public testing::Test {
 protected:
@@ -184,18 +203,19 @@ TEST_F(PieceQueueTest, onlyPiecesThatAreNotOfferedMakeRoom) {
     pushMany(8);
     EXPECT_EQ(8u, getOffered().size());
     std::vector<std::unique_ptr<ReadPiece>> held;
-    for (int number = 0; number < 4; ++number) {
-        std::unique_ptr<ReadPiece> piece = m_queue.takeEmpty(true);
-        held.push_back(std::move(piece));
-    }
-    // Eight are offered, and four are out: a fifth is only there when one comes back.
+    while (held.size() < 4)
+        held.push_back(m_queue.takeEmpty(true));
+    // Eight are offered, and four are out: another is only there when one comes back.
+    SystemCallFaults writes(Call::PWRITE);
     std::unique_ptr<ReadPiece> next;
+    const FirstLock lock;
     std::thread reader([&] { next = m_queue.takeEmpty(true); });
-    m_queue.giveBack(pop());
+    lock.wait();
+    for (int number = 0; number < 8; ++number)
+        m_queue.giveBack(pop()); // which needs the mutex, so the reader waits for a piece by now
     reader.join();
     EXPECT_NE(nullptr, next);
-    for (int number = 0; number < 7; ++number)
-        pop();
+    EXPECT_EQ(0u, writes.getNumberOfCalls());
 }
 
 TEST_F(PieceQueueTest, piecesThatAreNotAheadWaitForAFreeOne) {
