@@ -5,6 +5,7 @@
 ///   tool-torture mutations N FOLDER   N changed and forged files of dictionaries and rows, which must do no harm
 ///   tool-torture kills N FOLDER       N kills of the tool, which must leave each file old or new
 ///   tool-torture shard-kills N FOLDER N kills of loads of shards, which must go on to what an undisturbed load makes
+///   tool-torture rank-kills N FOLDER  the same of loads by ranks, where they are built
 ///   tool-torture rewrites N FOLDER    N files that are encoded and decoded, and those of MELNAR_DATA
 ///
 /// Each prints a line that begins with N and says what was found, and before that what was wrong, with what makes it
@@ -13,6 +14,9 @@
 #include "tests/torture/CutTorture.h"
 #include "tests/torture/KillTorture.h"
 #include "tests/torture/MutationTorture.h"
+#ifdef MELNAR_DICT_MPI_EXECUTABLE
+#include "tests/torture/RankKillTorture.h"
+#endif
 #include "tests/torture/RewriteTorture.h"
 #include "tests/torture/ShardKillTorture.h"
 #include "tests/torture/SnippetTorture.h"
@@ -38,6 +42,10 @@ bool run(const std::string& mode, const size_t number, const std::string& folder
         return tortureByKills(number, seed, folder, std::cout);
     if (mode == "shard-kills")
         return tortureShardsByKills(number, seed, folder, std::cout);
+#ifdef MELNAR_DICT_MPI_EXECUTABLE
+    if (mode == "rank-kills")
+        return tortureRanksByKills(number, seed, folder, std::cout);
+#endif
     if (mode == "rewrites")
         return tortureByRewriting(number, seed, folder, std::cout);
     throw std::invalid_argument("there is no mode '" + mode + "'");
@@ -47,7 +55,7 @@ bool run(const std::string& mode, const size_t number, const std::string& folder
 
 int main(const int argumentCount, const char* const* const arguments) {
     if (argumentCount != 4) {
-        std::cerr << "usage: tool-torture snippets|cuts|mutations|kills|shard-kills|rewrites N FOLDER\n";
+        std::cerr << "usage: tool-torture snippets|cuts|mutations|kills|shard-kills|rank-kills|rewrites N FOLDER\n";
         return 2;
     }
     try {

@@ -13,11 +13,12 @@ struct RankGroup {
 /// The program that runs a RankCommand.
 inline constexpr const char* RUNNER_OF_RANKS = "/usr/bin/env";
 
-/// Returns the arguments of RUNNER_OF_RANKS that make it run melnar-dict-mpi with some ranks on this machine. It becomes
+/// Returns the arguments of RUNNER_OF_RANKS that make it run melnar-dict-mpi, or what stands for it, with some ranks on this machine. It becomes
 /// mpirun, which is told to run for the superuser too, to start more ranks than there are processors, to leave it to the
 /// ranks to say what is wrong, and not to wait a second before it ends them. What Open MPI itself leaks under a sanitizer is not ours to mend.
 inline std::vector<std::string> makeRankCommand(const std::vector<std::string>& arguments,
-                                                const std::vector<RankGroup>& groups) {
+                                                const std::vector<RankGroup>& groups,
+                                                const std::string& executable = MELNAR_DICT_MPI_EXECUTABLE) {
     std::vector<std::string> command{"OMPI_ALLOW_RUN_AS_ROOT=1",
                                      "OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1",
                                      "LSAN_OPTIONS=detect_leaks=0",
@@ -33,7 +34,7 @@ inline std::vector<std::string> makeRankCommand(const std::vector<std::string>& 
         command.insert(command.end(), {"-n", std::to_string(group.m_number)});
         if (!group.m_shellCommands.empty())
             command.insert(command.end(), {"/bin/sh", "-c", group.m_shellCommands + "\nexec \"$0\" \"$@\""});
-        command.emplace_back(MELNAR_DICT_MPI_EXECUTABLE);
+        command.push_back(executable);
         command.insert(command.end(), arguments.begin(), arguments.end());
     }
     return command;
