@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs the benchmarks and writes what they measured below build/bench/results, one JSON file a run of a program.
 
-    run.py                    all suites but load, scaling, read and terms, with up to 30 million strings: hours
+    run.py                    all suites but load, scaling, ranks, read and terms, with up to 30 million strings: hours
     run.py --quick            all suites with 20,000 strings, a small file to load, and report, which writes its pages
                               below the results: shows that everything works
     run.py SUITE...           some suites
@@ -19,6 +19,8 @@
                                 given with --file
       scaling                   the dictionary beside two maps, and load, encode and decode of the files given with
                                 --file, with each number of --threads
+      ranks                     loads by one to four processes beside loads by one, and a model of more: the files given
+                                with --file
       read                      the bare readers, ours and serd's, in processor time: the files given with --file
       terms                     IRIs beside the same texts as strings, in time and memory, and all terms in columns,
                                 batches and single calls: the files given with --file, N-Triples or N-Quads, or the
@@ -40,6 +42,7 @@ from pathlib import Path
 sys.dont_write_bytecode = True  # nothing is left beside the sources
 
 import load  # noqa: E402, pylint: disable=wrong-import-position
+import ranks  # noqa: E402, pylint: disable=wrong-import-position
 import report  # noqa: E402, pylint: disable=wrong-import-position
 import scaling  # noqa: E402, pylint: disable=wrong-import-position
 import tables  # noqa: E402, pylint: disable=wrong-import-position
@@ -48,8 +51,8 @@ from results import Results  # noqa: E402, pylint: disable=wrong-import-position
 
 ROOT = Path(__file__).resolve().parent.parent
 SUITES = ["tables", "cold", "small-pages", "cache", "loads", "growth", "memory", "stalls", "collisions", "files",
-          "load", "scaling", "read", "terms"]
-SUITES_WITH_FILES = ["load", "scaling", "read", "terms"]
+          "load", "scaling", "ranks", "read", "terms"]
+SUITES_WITH_FILES = ["load", "scaling", "ranks", "read", "terms"]
 REPORTS = ["report", "targets"]
 QUICK_NUMBER = 20_000
 NUMBER_IN_CACHE = 20_000
@@ -214,6 +217,12 @@ def run_scaling(arguments):
         print("\n" + "\n".join(tables.verb_scaling_section(Results(path))), flush=True)
 
 
+def run_ranks(arguments):
+    for file in files_to_read(arguments, "ranks"):
+        path = ranks.run_ranks(arguments.programs, file, arguments.repetitions, context_of_run(), arguments.results)
+        print("\n" + "\n".join(ranks.section(path)), flush=True)
+
+
 def run_load(arguments):
     threads = int(arguments.threads.split(",")[-1])
     for file in files_to_read(arguments, "load"):
@@ -233,7 +242,7 @@ def main():
     parser.add_argument("--repetitions", type=int, help="of each measurement (5)")
     parser.add_argument("--filter", help="a regular expression: the maps that are measured")
     parser.add_argument("--file", type=Path, nargs="+", default=[],
-                        help="RDF files for the suites load, scaling, read and terms, plain or .gz")
+                        help="RDF files for the suites load, scaling, ranks, read and terms, plain or .gz")
     parser.add_argument("--large", action="store_true",
                         help="for the same suites: a file of a gigabyte, made for it")
     parser.add_argument("--programs", type=Path, default=ROOT / "build" / "bench",

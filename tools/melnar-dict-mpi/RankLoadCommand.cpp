@@ -32,9 +32,12 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <sys/resource.h>
 
 namespace {
 
@@ -401,18 +404,37 @@ void RankLoad::save() {
 }
 
 void RankLoad::tellTraffic() const {
-    const std::vector<RankRounds::Traffic> all = m_ranks.gatherAll(m_traffic);
+    struct OfRank {
+        RankRounds::Traffic m_traffic;
+        double m_processorSeconds;
+        uint64_t m_bytes;
+        uint64_t m_bytesOfShards;
+    };
+    rusage usage{};
+    static_cast<void>(::getrusage(RUSAGE_SELF, &usage)); // Without it there are zeros.
+    const auto toSeconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    const std::vector<OfRank> all =
+        m_ranks.gatherAll(OfRank{m_traffic, toSeconds(usage.ru_utime) + toSeconds(usage.ru_stime),
+                                 static_cast<uint64_t>(usage.ru_maxrss) * 1024, m_dictionary->get().getMemoryInUse()});
     if (!m_first)
         return;
-    RankRounds::Traffic sum;
-    for (const RankRounds::Traffic& traffic : all) {
-        sum.m_bytesSent += traffic.m_bytesSent;
-        sum.m_termsSent += traffic.m_termsSent;
-        sum.m_terms += traffic.m_terms;
+    OfRank sum{};
+    for (const OfRank& rank : all) {
+        sum.m_traffic.m_terms += rank.m_traffic.m_terms;
+        sum.m_traffic.m_termsSent += rank.m_traffic.m_termsSent;
+        sum.m_traffic.m_bytesSent += rank.m_traffic.m_bytesSent;
+        sum.m_processorSeconds += rank.m_processorSeconds;
     }
-    m_errorOutput << std::to_string(m_traffic.m_rounds) + " rounds; of " + groupDigits(sum.m_terms) +
-                         " terms, each counted once a piece, " + groupDigits(sum.m_termsSent) + " were asked for; " +
-                         describeBytes(sum.m_bytesSent) + " went from rank to rank\n";
+    const OfRank& largest = *std::ranges::max_element(all, {}, &OfRank::m_bytes);
+    std::ostringstream text;
+    text << "rounds                   " << m_traffic.m_rounds << "\nterms of pieces          " << sum.m_traffic.m_terms
+         << "\nterms asked for          " << sum.m_traffic.m_termsSent << "\nbytes from rank to rank  "
+         << sum.m_traffic.m_bytesSent << "\nseconds of processors    " << sum.m_processorSeconds
+         << "\nbytes of largest rank    " << largest.m_bytes << "\n  of its shards          " << largest.m_bytesOfShards
+         << '\n';
+    m_errorOutput << text.str();
 }
 
 } // namespace

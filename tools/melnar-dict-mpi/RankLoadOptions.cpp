@@ -59,7 +59,9 @@ VerbDescription describeRankLoad(RankLoadOptions& options) {
         "was interrupted is not gone on with",
         options.m_isResuming);
     addCheckpoint(verb, load.m_checkpoint);
-    verb.addFlag("--traffic", "tell in the end how many terms and bytes the ranks have sent", options.m_tellsTraffic);
+    verb.addFlag("--traffic",
+                 "tell in the end, on standard error, what the ranks have asked each other for, and what they took",
+                 options.m_tellsTraffic);
     addInputFiles(verb, InputFormats::ALL, load.m_files);
     addInputsOfRank(verb, options.m_areInputsOfRanks);
     addBlankNodes(verb, load.m_files, load.m_blankNodes);
