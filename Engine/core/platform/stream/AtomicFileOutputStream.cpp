@@ -89,8 +89,8 @@ bool exchangeBack(const char* const temporaryName, const char* const targetName)
 /// What came of exchanging two files; the numbers are exit statuses.
 enum class Exchange : int { BOTH = 0, NONE = 1, UNKNOWN = 2 };
 
-/// Exchanges both or none, in a process of its own: what kills this one alone does not kill that. It makes nothing but calls
-/// of the system, as the only thread of a process that several threads have left.
+/// Exchanges both or none, in a process of its own: what kills this one alone, or the group of processes that it is of, does
+/// not kill that. It makes nothing but calls of the system, as the only thread of a process that several threads have left.
 Exchange exchangeInOtherProcess(const char* const firstTemporaryName, const char* const firstTargetName,
                                 const char* const secondTemporaryName, const char* const secondTargetName) noexcept {
     sigset_t allSignals;
@@ -100,6 +100,7 @@ Exchange exchangeInOtherProcess(const char* const firstTemporaryName, const char
     const pid_t process = ::fork();
     if (process == 0) {
         Exchange outcome = Exchange::NONE;
+        ::setsid();
         if (exchange(firstTemporaryName, firstTargetName)) {
             outcome = Exchange::BOTH;
             if (!exchange(secondTemporaryName, secondTargetName))
