@@ -291,7 +291,7 @@ protected:
     }
 
     /// Starts a load, and returns when it is held.
-    std::unique_ptr<RunningTool> startHeld(const size_t numberOfRanks) {
+    std::unique_ptr<RunningTool> startHeld(const size_t numberOfRanks, const std::vector<std::string>& more = {}) {
         std::filesystem::remove(m_directory.getPathOf("held"));
         EXPECT_EQ(0, ::mkfifo(m_directory.getPathOf("held").c_str(), 0600));
         const int pipe = ::open(m_directory.getPathOf("held").c_str(), O_RDWR | O_CLOEXEC);
@@ -299,10 +299,11 @@ protected:
         if (numberOfRanks > 1)
             groups.push_back({numberOfRanks - 1});
         auto tool = std::make_unique<RunningTool>(
-            makeRankCommand(getArguments({"--checkpoint", "1b", "--errors", "1000000"}), groups), getRankInput());
-        char character = 0;
-        EXPECT_EQ(1, ::read(pipe, &character, 1));
-        EXPECT_EQ('h', character) << "of held.nt, whose errors are told";
+            makeRankCommand(getArguments({"--checkpoint", "1b", "--errors", "1000000"}) + more, groups),
+            getRankInput());
+        std::string told;
+        for (char character = 0; !told.ends_with("held.nt:") && ::read(pipe, &character, 1) == 1;)
+            told += character;
         m_pipes.emplace_back(pipe);
         return tool;
     }
@@ -310,8 +311,8 @@ protected:
     enum class Victim { FIRST_RANK, LAST_RANK, STARTER };
 
     /// Kills one process of a load that is held, and waits until none is left.
-    void kill(const size_t numberOfRanks, const Victim victim) {
-        const std::unique_ptr<RunningTool> tool = startHeld(numberOfRanks);
+    void kill(const size_t numberOfRanks, const Victim victim, const std::vector<std::string>& more = {}) {
+        const std::unique_ptr<RunningTool> tool = startHeld(numberOfRanks, more);
         const std::vector<pid_t> ranks = getChildren(tool->getProcessID());
         ASSERT_EQ(numberOfRanks, ranks.size());
         ::kill(victim == Victim::STARTER      ? tool->getProcessID()
@@ -354,6 +355,14 @@ TEST_F(HeldRankLoadProcessTest, anyNumberOfRanksGoesOnWithALoadThatWasKilled) {
         expectFiles();
         remove("d");
     }
+}
+
+/// The second time it has not come further.
+TEST_F(HeldRankLoadProcessTest, aLoadThatWasKilledTwiceIsGoneOnWith) {
+    kill(3, Victim::LAST_RANK);
+    kill(2, Victim::FIRST_RANK, {"--resume"});
+    EXPECT_EQ(0u, finish(3).find("going on with "));
+    expectFiles();
 }
 
 /// So that hours of work are not lost by a slip.
