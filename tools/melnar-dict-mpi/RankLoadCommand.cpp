@@ -252,7 +252,11 @@ bool RankLoad::readAll() {
     });
     bool isRead = false;
     std::exception_ptr failure; // of what follows the rounds
-    const auto run = [&] { isRead = rounds->run(); };
+    bool areRoundsOver = false;
+    const auto run = [&] {
+        isRead = rounds->run();
+        areRoundsOver = true;
+    };
     try {
         if (m_first)
             m_first->m_run->load(run, {[this] { return m_numberOfResources - m_firstNumber; },
@@ -262,6 +266,8 @@ bool RankLoad::readAll() {
     } catch (const RankEnd&) {
         throw;
     } catch (...) {
+        if (!areRoundsOver) // The others know nothing of it.
+            Ranks::abort(m_ranks.tellCurrentException());
         failure = std::current_exception();
     }
     m_ranks.perform([&failure] {
