@@ -21,7 +21,7 @@ uint64_t TermCache::find(const uint64_t hash, const std::string_view lexicalForm
     return 0;
 }
 
-/// Whether a term has been refused a while ago; else it is refused now.
+/// Whether a term has been refused a while ago, which is then forgotten; else it is refused now.
 bool TermCache::admits(Set& set, const uint16_t tag) noexcept {
     const auto refused = std::ranges::find(set.m_refused, tag);
     if (refused != set.m_refused.end()) {
@@ -37,7 +37,7 @@ void TermCache::add(const uint64_t hash, const std::string_view lexicalForm, con
                     const uint64_t resourceID) noexcept {
     Set& set = m_sets[getSet(hash)];
     const uint16_t tag = getTag(hash);
-    if (lexicalForm.size() > LONGEST_FORM || !admits(set, tag) || find(hash, lexicalForm, datatypeID) != 0)
+    if (lexicalForm.size() > LONGEST_FORM || find(hash, lexicalForm, datatypeID) != 0 || !admits(set, tag))
         return;
     const auto least = std::ranges::min_element(set.m_uses);
     if (*least != 0)

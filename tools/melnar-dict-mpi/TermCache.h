@@ -12,14 +12,15 @@
 ///
 /// A term has a few places where it can be, by its hash. It gets one when it is added for the second time within a while:
 /// most terms come once, and would only push out the others. Where all places are taken, it gets that of the term that has
-/// been asked for least, once that term has lost its chances to others. Long terms, which would take much memory, get none.
+/// been asked for least, and the others lose one of their uses if all have some. Long terms, which would take much memory,
+/// get none.
 ///
 /// Source   Set-associative, with the counters of CLOCK (F. J. Corbato: A paging experiment with the Multics system, 1969),
 ///          and the hashes of those that were not let in (T. Johnson, D. Shasha: 2Q, 1994).
 /// Threads  One at a time.
 class TermCache : private Unmovable {
 public:
-    static constexpr size_t LONGEST_FORM = 110;
+    static constexpr size_t LONGEST_FORM = 118;
 
     /// Bytes that a cache takes for terms; it takes a sixteenth of that beside them.
     static constexpr size_t SIZE = size_t(16) << 20;
@@ -32,7 +33,7 @@ public:
     /// The ID of a term, or 0 if it is not there. The hash is that of ShardLayout.
     uint64_t find(uint64_t hash, std::string_view lexicalForm, uint8_t datatypeID) noexcept;
 
-    /// Adds a term that is not there, if it has been added before.
+    /// Adds a term if it has been added before. One that is there, as of two rounds that asked for it, stays as it is.
     void add(uint64_t hash, std::string_view lexicalForm, uint8_t datatypeID, uint64_t resourceID) noexcept;
 
 private:
@@ -54,6 +55,7 @@ private:
         uint8_t m_length;
         std::array<char, LONGEST_FORM> m_form;
     };
+    static_assert(sizeof(Place) == offsetof(Place, m_form) + LONGEST_FORM, "A place is larger than its contents.");
 
     static constexpr size_t NUMBER_OF_SETS = SIZE / sizeof(Place) / PLACES_OF_A_SET;
 
