@@ -43,7 +43,6 @@ VerbDescription describeRankLoad(RankLoadOptions& options) {
                            "Run by mpirun -n 4: four processes load a dump, with the statements as rows of IDs."},
                           {"load dump-*.nt.gz -o dump.dict --checkpoint 30 --resume",
                            "Goes on with what an earlier run has left, if there is one."}}};
-    verb.m_program = "melnar-dict-mpi";
     addOutput(verb, OutputKind::FILE_ONLY, "DICTIONARY", "save the dictionary to this folder",
               "use a folder that has other files, and give up an unfinished load", load.m_output);
     verb.addFile("--into", "DICTIONARY",

@@ -4,6 +4,7 @@
 #include "tools/melnar-dict-mpi/RankLoadCommand.h"
 
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -12,7 +13,10 @@ RankVerb makeVerb(VerbDescription (*describe)(Options& options),
                   ExitCode (*run)(const Options& options, const Ranks& ranks, StandardOutput& output,
                                   std::ostream& errorOutput)) {
     const auto options = std::make_shared<Options>();
-    return {describe(*options), [options, run](const Ranks& ranks, StandardOutput& output, std::ostream& errorOutput) {
+    VerbDescription description = describe(*options);
+    description.m_program = "melnar-dict-mpi";
+    return {std::move(description),
+            [options, run](const Ranks& ranks, StandardOutput& output, std::ostream& errorOutput) {
                 return run(*options, ranks, output, errorOutput);
             }};
 }
