@@ -57,7 +57,7 @@ VerbDescription describeRankLoad(RankLoadOptions& options) {
         "go on from the last checkpoint of the same load, or begin where there is none; without this, a load that "
         "was interrupted is not gone on with",
         options.m_isResuming);
-    addCheckpoint(verb, load.m_checkpoint);
+    addCheckpoint(verb, "", load.m_checkpoint);
     verb.addFlag("--traffic",
                  "tell in the end, on standard error, what the ranks have asked each other for, and what they took",
                  options.m_tellsTraffic);

@@ -188,7 +188,8 @@ TEST_F(RankLoadProcessTest, wrongCommandLinesAreToldOnce) {
     expectRanksFail(2, {"load", "in.nq", "-o", "d", "--ids", "-"}, 2,
                     "several processes cannot write rows to standard output");
     expectRanksFail(2, {"load", "-", "--format", "nt", "-o", "d"}, 2, "several processes cannot read standard input");
-    expectRanksFail(1, {"load", "in.nq", "-o", "in.nq"}, 2, "'in.nq' exists and is not a folder; --shards makes one");
+    expectRanksFail(1, {"load", "in.nq", "-o", "in.nq"}, 2,
+                    "'in.nq' exists and is not a folder, which a dictionary of shards is");
 }
 
 TEST_F(RankLoadProcessTest, inputThatCannotBeReadIsToldOnce) {

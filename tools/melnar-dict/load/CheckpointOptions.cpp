@@ -1,12 +1,10 @@
 #include "tools/melnar-dict/load/CheckpointOptions.h"
 
-#include <string>
-
-void addCheckpoint(VerbDescription& verb, CheckpointOptions& variable) {
+void addCheckpoint(VerbDescription& verb, const std::string& condition, CheckpointOptions& variable) {
     verb.addOption(
         "--checkpoint", "N",
-        "with --shards, save an unfinished load every N minutes (default: 10), or with a \"b\" behind N every N "
-        "blocks of 1 MiB; 0 never",
+        condition + "save an unfinished load every N minutes (default: 10), or with a \"b\" behind N every N blocks of "
+                    "1 MiB; 0 never",
         [&variable](const std::string& value) {
             constexpr uint64_t LARGEST = 1'000'000'000;
             const bool countsBlocks = value.ends_with('b');

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <string>
 
 /// How often a long load is saved before it is done: --checkpoint.
 struct CheckpointOptions {
@@ -15,5 +16,5 @@ struct CheckpointOptions {
     bool isWanted() const noexcept { return m_blocks != 0 || m_interval.count() != 0; }
 };
 
-/// Adds --checkpoint.
-void addCheckpoint(VerbDescription& verb, CheckpointOptions& variable);
+/// Adds --checkpoint. Its help begins with a condition, such as: "with --shards, ".
+void addCheckpoint(VerbDescription& verb, const std::string& condition, CheckpointOptions& variable);

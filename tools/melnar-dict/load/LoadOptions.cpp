@@ -113,7 +113,7 @@ VerbDescription describeLoad(LoadOptions& options) {
         "--shards",
         "make DICTIONARY a folder of shards, which may be larger than memory: what does not fit is put aside in it",
         options.m_makesShards);
-    addCheckpoint(verb, options.m_checkpoint);
+    addCheckpoint(verb, "with --shards, ", options.m_checkpoint);
     verb.addFlag("--strings-only", "give IDs to string literals alone", options.m_loadsOnlyStrings);
     addInputFiles(verb, InputFormats::ALL, options.m_files);
     addBlankNodes(verb, options.m_files, options.m_blankNodes);

@@ -63,7 +63,8 @@ void ShardedFolder::check() const {
     if (!fs::exists(status))
         return;
     if (!fs::is_directory(status))
-        throw ToolFailure(ExitCode::USAGE, "'" + m_name + "' exists and is not a folder; --shards makes one");
+        throw ToolFailure(ExitCode::USAGE,
+                          "'" + m_name + "' exists and is not a folder, which a dictionary of shards is");
     if (!OutputCheck::isDictionaryFolder(m_name) && !m_options.m_output.m_isForced && hasOtherFiles(m_name))
         throw ToolFailure(ExitCode::USAGE,
                           "the folder '" + m_name +

@@ -245,9 +245,9 @@ TEST_F(LoadShardsTest, wrongCommandLinesAreRefused) {
 
 TEST_F(LoadShardsTest, outputsThatWouldDestroySomethingAreRefused) {
     expectRefusal({"load", "--shards", "in.nq", "-o", "more.nq"},
-                  "'more.nq' exists and is not a folder; --shards makes one");
+                  "'more.nq' exists and is not a folder, which a dictionary of shards is");
     expectRefusal({"load", "--shards", "in.nq", "-o", "more.nq", "--force"},
-                  "'more.nq' exists and is not a folder; --shards makes one");
+                  "'more.nq' exists and is not a folder, which a dictionary of shards is");
     std::filesystem::create_directory(m_directory.getPathOf("notes"));
     for (const char* const name : {"notes/work-plan.txt", "notes/manifesto"}) {
         m_directory.addFile(name, "my own");
