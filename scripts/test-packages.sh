@@ -50,6 +50,7 @@ if [ "$has_mpi" = 1 ]; then
     packages+=(melnar-dict-mpi)
     expect_file melnar-dict-mpi /usr/bin/melnar-dict-mpi
     expect_file melnar-dict-mpi /usr/share/man/man1/melnar-dict-mpi-load.1
+    expect_file melnar-dict-mpi /usr/share/man/man1/melnar-dict-mpi-encode.1
     ! grep -v '/melnar-dict-mpi[^/]*$' melnar-dict-mpi.files || fail "melnar-dict-mpi has what is not its own"
     expect_need melnar-dict-mpi libopenmpi3
     expect_need melnar-dict-mpi openmpi-bin
