@@ -138,7 +138,7 @@ void RankEncode::open() {
         fileName = file.getTemporaryFileName();
         m_first->m_rankJournal.emplace(m_first->m_journal, m_options.m_files);
         m_first->m_progress.emplace(m_first->m_messages, m_options.m_feedback.getProgressMode(m_options.m_output),
-                                    "rewriting", m_options.m_files, m_first->m_journal);
+                                    "rewriting", getTotalBytesOf(m_inputs), m_first->m_journal);
     });
     fileName = m_ranks.broadcast(std::move(fileName));
     m_layout.m_idWidth = m_ranks.gatherAll(m_layout.m_idWidth)[0];

@@ -91,6 +91,13 @@ void RankInputs::agree(const Ranks& ranks, const std::string& base) {
     }
 }
 
+uint64_t getTotalBytesOf(const std::span<const SlicePlan::Input> inputs) noexcept {
+    uint64_t total = 0;
+    for (const SlicePlan::Input& input : inputs)
+        total += input.m_bytes;
+    return total;
+}
+
 void addInputsOfRank(VerbDescription& verb, bool& variable) {
     verb.addFlag("--inputs-of-rank",
                  "each FILE is on the machine of one rank, whose number stands before it: 3:/scratch/part-3.nt; "

@@ -7,6 +7,7 @@
 #include "tools/melnar-dict/load/ShardedLoadSteps.h"
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,9 @@ struct RankInputs {
     std::vector<SlicePlan::Input> m_inputs; // after agree, as what follows
     std::vector<InputStamp> m_stamps;
 };
+
+/// Returns the bytes of all inputs together.
+uint64_t getTotalBytesOf(std::span<const SlicePlan::Input> inputs) noexcept;
 
 /// Adds --inputs-of-rank.
 void addInputsOfRank(VerbDescription& verb, bool& variable);

@@ -208,6 +208,7 @@ void RankLoad::findBeginning() {
     m_manifest = m_openedName.empty() ? ShardedDictionary(m_dictionaryLimit).getManifest()
                                       : ShardedDictionary::open(m_openedName, m_dictionaryLimit)->getManifest();
     m_firstNumber = m_manifest.getNumberOfResources();
+    m_numberOfResources.store(m_firstNumber, std::memory_order_relaxed);
     m_work.m_task =
         "slices of " + std::to_string(SlicePlan::SLICE_SIZE) + ' ' + describeTask(m_options, m_manifest, m_stamps);
     m_work.m_folderState = LoadCheckpoint::describeState(m_folderName);
@@ -260,7 +261,8 @@ bool RankLoad::readAll() {
     try {
         if (m_first)
             m_first->m_run->load(run, {[this] { return m_numberOfResources - m_firstNumber; },
-                                       [this] { return m_memoryInUse.load(std::memory_order_relaxed); }});
+                                       [this] { return m_memoryInUse.load(std::memory_order_relaxed); },
+                                       getTotalBytesOf(m_inputs)});
         else
             run();
     } catch (const RankEnd&) {
@@ -326,12 +328,13 @@ void RankLoad::noteProgress(const RankRounds::Progress& progress, const std::spa
     for (uint32_t rank = 0; rank < m_ranks.getNumber(); ++rank)
         if (!m_areRanksTold[rank] && memoryInUse[rank] > m_limits[rank] / 4 * 3) {
             m_areRanksTold[rank] = true;
-            const uint64_t totalBytes = std::max<uint64_t>(getTotalBytes(m_options.m_files), 1);
-            m_options.m_feedback.getNoteOutput(m_errorOutput)
-                << m_names[rank] + ": its shards take " + describeBytes(memoryInUse[rank]) + " of the " +
-                       describeBytes(m_limits[rank]) + " that they may, with " +
-                       std::to_string(std::min<uint64_t>(100, progress.m_bytesRead * 100 / totalBytes)) +
-                       "% of the input read; with more ranks each has less\n";
+            const uint64_t totalBytes = std::max<uint64_t>(getTotalBytesOf(m_inputs), 1);
+            if (m_options.m_feedback.m_isQuiet)
+                continue;
+            m_first->m_messages.write(m_names[rank] + ": its shards take " + describeBytes(memoryInUse[rank]) +
+                                      " of the " + describeBytes(m_limits[rank]) + " that they may, with " +
+                                      std::to_string(std::min<uint64_t>(100, progress.m_bytesRead * 100 / totalBytes)) +
+                                      "% of the input read; with more ranks each has less\n");
         }
 }
 

@@ -2,6 +2,8 @@
 
 #include "tools/melnar-dict-mpi/Bytes.h"
 
+#include "tools/melnar-dict/load/ShardSpill.h"
+
 #include <algorithm>
 #include <string_view>
 #include <utility>
@@ -21,7 +23,7 @@ struct RankRounds::Report {
 /// A piece of this rank that is in a round, with the terms that were sent, in the order of their shards.
 struct RankRounds::SentPiece {
     std::unique_ptr<ReadPiece> m_piece;
-    bool m_isDone = false;          // by a run before this one
+    bool m_wasDoneBefore = false;   // by an earlier run
     std::vector<uint32_t> m_terms;  // indexes
     std::vector<uint64_t> m_hashes; // of each of these terms
     std::array<uint32_t, ShardLayout::NUMBER_OF_SHARDS + 1> m_begins{};
@@ -38,7 +40,8 @@ RankRounds::RankRounds(const Ranks& ranks, const SlicePlan& plan, PieceQueue& qu
     : m_ranks(ranks), m_plan(plan), m_queue(queue), m_reader(reader), m_bytesRead(bytesRead), m_begin(begin),
       m_numberOfColumns(numberOfColumns), m_actions(std::move(actions)),
       m_frontier(plan), m_terms{RankExchange(ranks), RankExchange(ranks)}, m_ids(ranks),
-      m_beginsOfAnswers(ranks.getNumber()), m_numberOfRows(begin.m_numberOfRows) {
+      m_beginsOfAnswers(ranks.getNumber()), m_saved(begin.m_slice, begin.m_piece),
+      m_numberOfRows(begin.m_numberOfRows) {
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
         if (ranks.isMine(shard))
             m_ownShards.push_back(shard);
@@ -70,10 +73,7 @@ bool RankRounds::run() {
     for (uint64_t number = 0, roundsWithout = 0;; ++number) {
         const std::vector<Report> reports = m_ranks.gatherAll(makeReport());
         if (std::ranges::any_of(reports, [](const Report& report) { return report.m_hasFailed; }))
-            m_ranks.perform([&] {
-                if (m_failure != nullptr)
-                    std::rethrow_exception(m_failure);
-            });
+            performFailure();
         if (reports[0].m_isStopped)
             return false;
         addRows(reports);
@@ -114,9 +114,20 @@ bool RankRounds::run() {
             m_actions.m_save(m_frontier, m_numberOfRows);
             isDraining = false;
             roundsWithout = 0;
-        } else if (m_frontier.isAtEnd())
+            m_saved = {m_frontier.getSlice(), m_frontier.getPiece()};
+        } else if (m_frontier.isAtEnd()) {
+            performFailure(); // there is none: the last rounds are empty
             return true;
+        }
     }
+}
+
+/// A joint operation: throws what has failed, if anything has.
+void RankRounds::performFailure() const {
+    m_ranks.perform([this] {
+        if (m_failure != nullptr)
+            std::rethrow_exception(m_failure);
+    });
 }
 
 /// Waits for a piece where others need one: if the next one of this rank may be in this round.
@@ -137,10 +148,8 @@ RankRounds::Report RankRounds::makeReport() {
         report.m_numberOfResources = m_actions.m_getNumberOfResources();
         report.m_memoryInUse = m_actions.m_getMemoryInUse();
         report.m_isStopped = m_isStopped;
-        // What a run before this one has saved says how far that had come.
-        const bool isBehindBegin =
-            std::pair(m_frontier.getSlice(), m_frontier.getPiece()) > std::pair(m_begin.m_slice, m_begin.m_piece);
-        report.m_isSaveDue = m_ranks.isFirst() && !m_isStopped && isBehindBegin && !m_frontier.isAtEnd() &&
+        const bool isPastSaved = std::pair(m_frontier.getSlice(), m_frontier.getPiece()) > m_saved;
+        report.m_isSaveDue = m_ranks.isFirst() && !m_isStopped && isPastSaved && !m_frontier.isAtEnd() &&
                              m_actions.m_isSaveDue(m_finished.size());
     });
     report.m_hasFailed = m_failure != nullptr;
@@ -174,7 +183,7 @@ void RankRounds::tellProgress(const std::span<const Report> reports) {
     });
 }
 
-bool RankRounds::isDone(const SliceFrontier::Taken& taken) const noexcept {
+bool RankRounds::wasDoneBefore(const SliceFrontier::Taken& taken) const noexcept {
     return std::pair(taken.m_piece.m_slice, taken.m_index) < std::pair(m_begin.m_slice, m_begin.m_piece);
 }
 
@@ -184,14 +193,14 @@ void RankRounds::takePieces(Round& round) {
         if (taken.m_rank == m_ranks.getRank()) {
             SentPiece& sent = round.m_sent.emplace_back();
             sent.m_piece = m_queue.pop();
-            sent.m_isDone = isDone(taken);
+            sent.m_wasDoneBefore = wasDoneBefore(taken);
             sortTerms(sent);
         }
 }
 
 /// Finds the terms that must be sent, and brings them into the order of their shards.
 void RankRounds::sortTerms(SentPiece& sent) {
-    if (sent.m_isDone)
+    if (sent.m_wasDoneBefore)
         return;
     const std::span<BatchEntry> entries = sent.m_piece->m_parsed.m_terms.getEntries();
     m_traffic.m_terms += entries.size();
@@ -243,6 +252,7 @@ void RankRounds::send(const Round& round, RankExchange& exchange) {
                 exchange.appendValue(sent.m_begins[shard + 1] - sent.m_begins[shard]);
                 for (uint32_t place = sent.m_begins[shard]; place < sent.m_begins[shard + 1]; ++place) {
                     const BatchEntry& entry = entries[sent.m_terms[place]];
+                    ShardSpill::requireShortForm(entry);
                     exchange.appendValue(static_cast<uint32_t>(entry.m_lexicalForm.size()));
                     exchange.appendValue(entry.m_datatypeID);
                     exchange.append(entry.m_lexicalForm.data(), entry.m_lexicalForm.size());
@@ -351,7 +361,7 @@ void RankRounds::finishRound(Round& round) {
         }
         std::ranges::sort(missing);
         std::vector<uint64_t>& cells = m_finishedRows.emplace_back();
-        if (!sent.m_isDone)
+        if (!sent.m_wasDoneBefore)
             m_actions.m_finish(*sent.m_piece, missing, cells);
         sent.m_piece->appendSummaryTo(m_summaries);
         m_queue.giveBack(std::move(sent.m_piece));

@@ -114,15 +114,17 @@ private:
         std::vector<size_t> m_answers; // where the ID of each belongs
     };
 
-    // So many rounds after the last one that has pieces, all of these have been done and told.
+    // So many rounds after the last one with pieces, all of these have been done and told: in the first one they are
+    // resolved, in the second one rows and summaries are taken, and the third one tells what the journal says of these.
     static constexpr uint32_t ROUNDS_TO_DRAIN = 3;
 
     // Of the terms that a rank offers for a round.
     static constexpr size_t BYTES_OF_OFFER = size_t(2) << 20;
 
     void attempt(const std::function<void()>& action) noexcept;
+    void performFailure() const;
     Report makeReport();
-    bool isDone(const SliceFrontier::Taken& taken) const noexcept;
+    bool wasDoneBefore(const SliceFrontier::Taken& taken) const noexcept;
     void addRows(std::span<const Report> reports);
     void tellProgress(std::span<const Report> reports);
     void takePieces(Round& round);
@@ -157,6 +159,7 @@ private:
     std::vector<std::vector<uint64_t>> m_finishedRows;
     std::string m_summaries;
 
+    std::pair<uint64_t, uint64_t> m_saved; // the slice and the piece behind what is saved, by this run or one before
     uint64_t m_numberOfRows = 0;
     bool m_isStopped = false; // on the first rank, by the journal
     std::exception_ptr m_failure;

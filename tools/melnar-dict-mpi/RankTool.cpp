@@ -1,5 +1,6 @@
 #include "tools/melnar-dict-mpi/RankTool.h"
 
+#include "tools/melnar-dict-mpi/Bytes.h"
 #include "tools/melnar-dict-mpi/RankVerbs.h"
 #include "tools/melnar-dict-mpi/Ranks.h"
 
@@ -71,15 +72,27 @@ ExitCode runVerb(const RankVerb& verb, const Ranks& ranks, StandardOutput& outpu
     }
 }
 
-/// The first rank reads the command line before the others, so that one tells what is wrong with it.
+std::string join(const std::vector<std::string>& arguments) {
+    std::string joined;
+    for (const std::string& argument : arguments)
+        appendText(argument, joined);
+    return joined;
+}
+
+/// The first rank reads the command line before the others, so that one tells what is wrong with it. All must have the same:
+/// what they do together depends on it.
 ExitCode run(const std::vector<std::string>& arguments, const Ranks& ranks) {
     StandardOutput output(STDOUT_FILENO);
     const std::vector<RankVerb> verbs = makeRankVerbs();
     const RankVerb* verb = nullptr;
+    const std::string ofFirst = ranks.broadcast(join(arguments));
     for (const bool isTurnOfFirst : {true, false})
         ranks.perform([&] {
             if (ranks.isFirst() != isTurnOfFirst)
                 return;
+            if (join(arguments) != ofFirst)
+                throw ToolFailure(ExitCode::USAGE, "all ranks need the same command line; --inputs-of-rank names files "
+                                                   "that one rank has");
             std::string text;
             verb = read(verbs, arguments, text);
             if (!ranks.isFirst())

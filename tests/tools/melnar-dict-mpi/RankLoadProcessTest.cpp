@@ -192,6 +192,19 @@ TEST_F(RankLoadProcessTest, wrongCommandLinesAreToldOnce) {
                     "'in.nq' exists and is not a folder, which a dictionary of shards is");
 }
 
+/// What ranks do together depends on it.
+TEST_F(RankLoadProcessTest, ranksWithOtherCommandLinesAreRefused) {
+    for (const char* const change : {"set -- \"$@\" --traffic", "set -- --version", "set -- load bad.nq -o d"}) {
+        SCOPED_TRACE(change);
+        const ToolResult result = runRanks({{1}, {1, change}}, {"load", "in.nq", "-o", "d"});
+        EXPECT_EQ(2, result.m_exitCode);
+        EXPECT_EQ(nameRank(1) +
+                      "all ranks need the same command line; --inputs-of-rank names files that one rank has\n",
+                  result.m_errorOutput);
+        EXPECT_FALSE(exists("d"));
+    }
+}
+
 TEST_F(RankLoadProcessTest, inputThatCannotBeReadIsToldOnce) {
     expectRanksFail(3, {"load", "in.nq", "missing.nt", "-o", "d"}, 3, "missing.nt: No such file or directory");
     EXPECT_EQ(0, ::mkfifo(m_directory.getPathOf("pipe.nt").c_str(), 0600));

@@ -122,7 +122,7 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
             loader.emplace(dictionary, run.getJournal(), run.getSettings(), terms);
         const uint64_t firstResourceID = dictionary.getNextResourceID();
         if (!run.load(*loader, {[&] { return dictionary.getNextResourceID() - firstResourceID; },
-                                [&] { return dictionary.getMemoryInUse(); }}))
+                                [&] { return dictionary.getMemoryInUse(); }, getTotalBytes(options.m_files)}))
             return run.tellStop();
     }
     dictionary.commit();

@@ -40,18 +40,16 @@ bool LoadRun::load(FileLoader& loader, const Figures& figures) {
 bool LoadRun::load(const std::function<void()>& loadFiles, const Figures& figures) {
     m_start = std::chrono::steady_clock::now();
     {
-        const ProgressReporter progress(
-            m_messages, m_options.m_feedback.getProgressMode(),
-            [&, totalBytes = getTotalBytes(m_options.m_files)]() -> ProgressFigures {
-                return {"loading",
-                        m_bytesRead.load(std::memory_order_relaxed),
-                        totalBytes,
-                        {m_options.m_loadsOnlyStrings
-                             ? ProgressFigures::Count{m_journal.getLiteralsSoFar(), "literals"}
-                             : ProgressFigures::Count{m_journal.getStatementsSoFar(), "statements"},
-                         {figures.m_getNumberOfNewTerms(), "new distinct"}},
-                        figures.m_getMemoryInUse()};
-            });
+        const ProgressReporter progress(m_messages, m_options.m_feedback.getProgressMode(), [&]() -> ProgressFigures {
+            return {"loading",
+                    m_bytesRead.load(std::memory_order_relaxed),
+                    figures.m_totalBytes,
+                    {m_options.m_loadsOnlyStrings
+                         ? ProgressFigures::Count{m_journal.getLiteralsSoFar(), "literals"}
+                         : ProgressFigures::Count{m_journal.getStatementsSoFar(), "statements"},
+                     {figures.m_getNumberOfNewTerms(), "new distinct"}},
+                    figures.m_getMemoryInUse()};
+        });
         loadFiles();
     }
     if (m_rejectedFile != nullptr)

@@ -37,6 +37,7 @@ public:
     struct Figures {
         std::function<uint64_t()> m_getNumberOfNewTerms;
         std::function<uint64_t()> m_getMemoryInUse;
+        uint64_t m_totalBytes; // of all files; 0 if that is not known
     };
 
     /// Loads all files, unless the journal stops. Returns whether it has not.

@@ -2,6 +2,7 @@
 
 #include "tools/melnar-dict/rows/RowLayout.h"
 #include "tools/melnar-dict/shell/NumberText.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/dictionary/BatchFailure.h"
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <limits>
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -113,6 +115,12 @@ bool ShardSpill::isNameOfFile(const std::string& fileName) {
     return false;
 }
 
+void ShardSpill::requireShortForm(const BatchEntry& term) {
+    if (term.m_lexicalForm.size() > std::numeric_limits<uint32_t>::max())
+        throw ToolFailure(ExitCode::FAILURE, "a term of " + std::to_string(term.m_lexicalForm.size()) +
+                                                 " bytes is too long to be put aside, or sent to another process");
+}
+
 std::string ShardSpill::getNameOfRowFile(const std::string& folderName, const uint64_t number) {
     return folderName + '/' + WORK_PREFIX + ROWS + '-' + std::to_string(number);
 }
@@ -150,6 +158,7 @@ void ShardSpill::synchronizeIDs(const uint32_t shard, LoadWork::Shard& work) {
 }
 
 void ShardSpill::addTerm(const uint32_t shard, const BatchEntry& term) {
+    requireShortForm(term);
     if (m_terms[shard] == nullptr)
         m_terms[shard] = std::make_unique<SpillFile>(getName(TERMS, shard));
     SpillFile& file = *m_terms[shard];

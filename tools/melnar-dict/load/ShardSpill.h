@@ -71,6 +71,9 @@ public:
     /// What mkostemp makes the name of a file from for what such a process reads ahead. The file soon has none.
     static std::string getPatternOfFileAhead(const std::string& folderName);
 
+    /// Refuses a term whose form is longer than 4 bytes of length tell, with a ToolFailure.
+    static void requireShortForm(const BatchEntry& term);
+
     void addTerm(uint32_t shard, const BatchEntry& term);
 
     /// Adds the rows of a block: the shards of its unknown terms, and all cells.

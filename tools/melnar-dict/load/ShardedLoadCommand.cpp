@@ -189,7 +189,7 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
         ShardResolver resolver(dictionary, spill, work, std::move(settings));
         FileLoader loader(resolver, run.getJournal(), run.getSettings(), blankNodes);
         if (!run.load(loader, {[&] { return dictionary.getNumberOfResources() - firstNumber; },
-                               [&] { return dictionary.getMemoryInUse(); }}))
+                               [&] { return dictionary.getMemoryInUse(); }, getTotalBytes(options.m_files)}))
             return run.tellStop();
     }
     LoadReport report = run.makeReport(blankNodes.m_firstDocument);

@@ -30,7 +30,7 @@ process is writing OUT, or a limit was reached. Without 0, no OUT is written.
 ExitCode rewriteFiles(const CanonicalOptions& options, OutputStream& output, MessageOutput& messages) {
     InputJournal journal({}, messages);
     StatementProgress progress(messages, options.m_feedback.getProgressMode(options.m_output), "rewriting",
-                               options.m_files, journal);
+                               getTotalBytes(options.m_files), journal);
     FilePass::Settings reading = options.m_reading;
     reading.m_bytesRead = &progress.getBytesRead();
     FilePass pass(journal, reading);

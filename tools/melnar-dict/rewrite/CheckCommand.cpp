@@ -32,7 +32,8 @@ public:
 
 /// Reads all files, unless the journal stops.
 void checkFiles(const CheckOptions& options, InputJournal& journal, MessageOutput& messages) {
-    StatementProgress progress(messages, options.m_feedback.getProgressMode(), "checking", options.m_files, journal);
+    StatementProgress progress(messages, options.m_feedback.getProgressMode(), "checking",
+                               getTotalBytes(options.m_files), journal);
     FilePass::Settings reading = options.m_reading;
     reading.m_bytesRead = &progress.getBytesRead();
     FilePass pass(journal, reading);

@@ -33,7 +33,7 @@ ExitCode rewriteFiles(const RewriteOptions& options, OutputStream& output, Messa
                       const MakeRewriter& makeRewriter) {
     InputJournal journal({}, messages);
     StatementProgress progress(messages, options.m_feedback.getProgressMode(options.m_output), "rewriting",
-                               options.m_files, journal);
+                               getTotalBytes(options.m_files), journal);
     FilePass pass(journal, {.m_numberOfThreads = options.m_numberOfThreads,
                             .m_base = options.m_base,
                             .m_maximumLine = options.m_maximumLine,
@@ -84,7 +84,7 @@ ExitCode decodeRows(const RewriteOptions& options, const SavedDictionary& dictio
                     MessageOutput& messages) {
     InputJournal journal({}, messages);
     StatementProgress progress(messages, options.m_feedback.getProgressMode(options.m_output), "rewriting",
-                               options.m_files, journal);
+                               getTotalBytes(options.m_files), journal);
     OrderedOutput output(file.open());
     const std::optional<RdfFormat> outputFormat = formatOfFile(options.m_output.m_outputName);
     RowPass pass(dictionary, journal, output,

@@ -1,8 +1,8 @@
 #include "tools/melnar-dict/rewrite/StatementProgress.h"
 
 StatementProgress::StatementProgress(MessageOutput& messages, const ProgressMode mode, const std::string& work,
-                                     const InputFiles& files, const InputJournal& journal)
-    : m_reporter(messages, mode, [this, work, &journal, totalBytes = getTotalBytes(files)]() -> ProgressFigures {
+                                     const uint64_t totalBytes, const InputJournal& journal)
+    : m_reporter(messages, mode, [this, work, &journal, totalBytes]() -> ProgressFigures {
           return {work,
                   m_bytesRead.load(std::memory_order_relaxed),
                   totalBytes,

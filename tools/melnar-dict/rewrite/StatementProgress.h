@@ -1,6 +1,5 @@
 #pragma once
 
-#include "tools/melnar-dict/input/InputFiles.h"
 #include "tools/melnar-dict/pieces/InputJournal.h"
 #include "tools/melnar-dict/shell/MessageOutput.h"
 #include "tools/melnar-dict/threads/ProgressReporter.h"
@@ -17,8 +16,8 @@
 /// Threads    The counter is for all. The rest: alone.
 class StatementProgress : private Unmovable {
 public:
-    /// `work` is what is done, such as: checking.
-    StatementProgress(MessageOutput& messages, ProgressMode mode, const std::string& work, const InputFiles& files,
+    /// `work` is what is done, such as: checking. Without a total of bytes, 0, no part of them is shown.
+    StatementProgress(MessageOutput& messages, ProgressMode mode, const std::string& work, uint64_t totalBytes,
                       const InputJournal& journal);
 
     /// Returns the counter of the bytes that are read.

@@ -14,7 +14,7 @@ namespace {
 CheckpointOptions parse(const std::vector<std::string>& arguments) {
     CheckpointOptions options;
     VerbDescription verb{"load", "", "", "", {}};
-    addCheckpoint(verb, options);
+    addCheckpoint(verb, "", options);
     EXPECT_EQ(Request::WORK, readCommandLine(verb, arguments));
     return options;
 }

@@ -6,15 +6,18 @@
 #include "tests/support/CaughtException.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tools/melnar-dict/rows/RowLayout.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -343,6 +346,14 @@ TEST_F(ShardSpillTest, filesOfAllProcessesAreRemoved) {
     m_directory.addFile("work-rows-x", "");
     ShardSpill::removeFrom(getFolder());
     EXPECT_EQ(std::set<std::string>{"work-rows-x"}, getFiles());
+}
+
+/// The form itself is not read.
+TEST_F(ShardSpillTest, aTermThatFourBytesOfLengthDoNotTellIsRefused) {
+    constexpr size_t LONGEST = std::numeric_limits<uint32_t>::max();
+    const char* const text = "text";
+    EXPECT_NO_THROW(ShardSpill::requireShortForm({std::string_view(text, LONGEST), 0, D_XSD_STRING}));
+    EXPECT_THROW(ShardSpill::requireShortForm({std::string_view(text, LONGEST + 1), 0, D_XSD_STRING}), ToolFailure);
 }
 
 } // namespace
