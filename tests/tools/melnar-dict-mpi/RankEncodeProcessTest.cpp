@@ -14,11 +14,6 @@
 
 namespace {
 
-std::vector<std::string> operator+(std::vector<std::string> first, const std::vector<std::string>& second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
-
 /// With the folder d.
 class RankEncodeProcessTest : public RankProcessTest {
 protected:

@@ -19,27 +19,7 @@
 
 namespace {
 
-std::vector<std::string> operator+(std::vector<std::string> first, const std::vector<std::string>& second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
-
-class RankLoadProcessTest : public RankProcessTest {
-protected:
-    /// Loads into e, with the rows beside it, and expects what one process has made: d.
-    void expectSame(const size_t numberOfRanks, const std::vector<std::string>& arguments) const {
-        SCOPED_TRACE(std::to_string(numberOfRanks) + " ranks, " + testing::PrintToString(arguments));
-        expectRanksSucceed(numberOfRanks, std::vector<std::string>{"load", "-o", "e", "--ids", "e.npy"} + arguments);
-        EXPECT_TRUE(getFiles("d") == getFiles("e"));
-        EXPECT_TRUE(getContentsOf("d.npy") == getContentsOf("e.npy"));
-        remove("e");
-    }
-
-    void loadByOneProcess(const std::vector<std::string>& arguments) const {
-        remove("d");
-        expectSuccess(std::vector<std::string>{"load", "--shards", "-o", "d", "--ids", "d.npy"} + arguments);
-    }
-};
+class RankLoadProcessTest : public RankProcessTest {};
 
 TEST_F(RankLoadProcessTest, folderAndRowsAreThoseOfOneProcess) {
     const std::string text = makeTriples(5, 20000);

@@ -14,6 +14,11 @@
 
 #include <unistd.h>
 
+inline std::vector<std::string> operator+(std::vector<std::string> first, const std::vector<std::string>& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
 /// Loads by ranks as processes, beside those by one process, run where their files are.
 class RankProcessTest : public LoadProcessTest {
 protected:
@@ -57,6 +62,20 @@ protected:
     /// What the message of a rank begins with.
     static std::string nameRank(const size_t rank) {
         return "melnar-dict-mpi: rank " + std::to_string(rank) + " on " + getNameOfMachine() + ": ";
+    }
+
+    /// Loads into e, with the rows beside it, and expects what one process has made: d.
+    void expectSame(const size_t numberOfRanks, const std::vector<std::string>& arguments) const {
+        SCOPED_TRACE(std::to_string(numberOfRanks) + " ranks, " + testing::PrintToString(arguments));
+        expectRanksSucceed(numberOfRanks, std::vector<std::string>{"load", "-o", "e", "--ids", "e.npy"} + arguments);
+        EXPECT_TRUE(getFiles("d") == getFiles("e"));
+        EXPECT_TRUE(getContentsOf("d.npy") == getContentsOf("e.npy"));
+        remove("e");
+    }
+
+    void loadByOneProcess(const std::vector<std::string>& arguments) const {
+        remove("d");
+        expectSuccess(std::vector<std::string>{"load", "--shards", "-o", "d", "--ids", "d.npy"} + arguments);
     }
 
     /// Removes a folder and the rows beside it.
