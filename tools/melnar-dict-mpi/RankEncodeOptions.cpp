@@ -11,7 +11,7 @@ Writes a row of IDs for each statement of RDF files with all processes that mpir
 predicate and object, and in files of quads that of the graph, or 0. The dictionary is a folder of shards; each rank has the
 shards with its number modulo the number of ranks in memory. OUT is an array of NumPy (.npy), the one that melnar-dict
 encode makes, on a file system that all ranks share; it appears when it is complete. A term that the dictionary does not
-have is bad data. Ranks read files as for load.
+have is bad data. Ranks read files, and share memory, as for load.
 )";
 
 constexpr const char* EXIT_CODES = R"(

@@ -6,8 +6,6 @@
 #include "tools/melnar-dict/shell/StandardStream.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
-#include <limits>
-
 namespace {
 
 constexpr const char* TEXT = R"(
@@ -18,7 +16,8 @@ of the same files, byte for byte, with any number of ranks; so are the rows of I
 Ranks read plain N-Triples and N-Quads by turns, a megabyte at a time. A packed file, and one in Turtle or TriG, is read by
 one rank, the largest first, while others read theirs; what is read ahead of its turn is put aside in the folder.
 
-A rank keeps the shards with its number modulo the number of ranks in memory, and up to 128 MB beside them. If one runs
+A rank keeps the shards with its number modulo the number of ranks in memory, and up to 128 MB beside them.
+--memory-limit is that of a rank; without it, the ranks of a machine share what one process would get. If one runs
 out of memory or disk, or dies, the run ends. --resume goes on from the last checkpoint, with any number of ranks.
 )";
 
@@ -64,27 +63,11 @@ VerbDescription describeRankLoad(RankLoadOptions& options) {
     addInputFiles(verb, InputFormats::ALL, load.m_files);
     addInputsOfRank(verb, options.m_areInputsOfRanks);
     addBlankNodes(verb, load.m_files, load.m_blankNodes);
-    addLenient(verb, load.m_isLenient);
-    verb.addNumber("--errors", "N", "show the first N errors and count the rest (default: 20)",
-                   load.m_numberOfErrorsShown, 0, std::numeric_limits<uint64_t>::max());
-    verb.addText("--rejected", "FILE",
-                 "with --lenient, write what is skipped because of errors to this file, byte for byte",
-                 load.m_rejectedName);
-    addFeedback(verb, load.m_feedback);
-    addBase(verb, load.m_base);
-    addVersion(verb, load.m_version);
-    addMemoryLimit(verb, load.m_memoryLimit);
-    addMaximumLine(verb, load.m_maximumLine);
+    addReading(verb, load);
     addJson(verb, JsonLayout::DOCUMENT, load.m_asksForJson);
     verb.m_checks.emplace_back([&load] {
         if (load.m_output.m_outputName.empty())
-            load.m_output.m_outputName = load.m_intoName;
-        if (load.m_output.m_outputName.empty())
             throw ToolFailure(ExitCode::USAGE, "load needs -o, the folder of the dictionary");
-        if (!load.m_rejectedName.empty() && !load.m_isLenient)
-            throw ToolFailure(ExitCode::USAGE, "--rejected needs --lenient, as without it nothing is skipped");
-        if (load.m_idsName.empty() && load.m_rows.isGiven())
-            throw ToolFailure(ExitCode::USAGE, "--id-width and --quads need --ids");
         if (load.m_idsName == STANDARD_STREAM)
             throw ToolFailure(ExitCode::USAGE, "several processes cannot write rows to standard output");
     });

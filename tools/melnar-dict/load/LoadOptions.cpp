@@ -83,6 +83,28 @@ void checkShards(LoadOptions& options) {
 
 } // namespace
 
+void addReading(VerbDescription& verb, LoadOptions& options) {
+    addLenient(verb, options.m_isLenient);
+    verb.addNumber("--errors", "N", "show the first N errors and count the rest (default: 20)",
+                   options.m_numberOfErrorsShown, 0, std::numeric_limits<uint64_t>::max());
+    verb.addText("--rejected", "FILE",
+                 "with --lenient, write what is skipped because of errors to this file, byte for byte",
+                 options.m_rejectedName);
+    addFeedback(verb, options.m_feedback);
+    addBase(verb, options.m_base);
+    addVersion(verb, options.m_version);
+    addMemoryLimit(verb, options.m_memoryLimit);
+    addMaximumLine(verb, options.m_maximumLine);
+    verb.m_checks.emplace_back([&options] {
+        if (!options.m_rejectedName.empty() && !options.m_isLenient)
+            throw ToolFailure(ExitCode::USAGE, "--rejected needs --lenient, as without it nothing is skipped");
+        if (options.m_idsName.empty() && options.m_rows.isGiven())
+            throw ToolFailure(ExitCode::USAGE, "--id-width and --quads need --ids");
+        if (options.m_output.m_outputName.empty())
+            options.m_output.m_outputName = options.m_intoName;
+    });
+}
+
 VerbDescription describeLoad(LoadOptions& options) {
     VerbDescription verb{
         "load",
@@ -118,17 +140,7 @@ VerbDescription describeLoad(LoadOptions& options) {
     addInputFiles(verb, InputFormats::ALL, options.m_files);
     addBlankNodes(verb, options.m_files, options.m_blankNodes);
     addThreads(verb, options.m_numberOfThreads);
-    addLenient(verb, options.m_isLenient);
-    verb.addNumber("--errors", "N", "show the first N errors and count the rest (default: 20)",
-                   options.m_numberOfErrorsShown, 0, std::numeric_limits<uint64_t>::max());
-    verb.addText("--rejected", "FILE",
-                 "with --lenient, write what is skipped because of errors to this file, byte for byte",
-                 options.m_rejectedName);
-    addFeedback(verb, options.m_feedback);
-    addBase(verb, options.m_base);
-    addVersion(verb, options.m_version);
-    addMemoryLimit(verb, options.m_memoryLimit);
-    addMaximumLine(verb, options.m_maximumLine);
+    addReading(verb, options);
     verb.addNumber("--max-resources", "N",
                    "distinct terms it may hold (default: 4294967293); a saved dictionary keeps its own",
                    options.m_maximumNumberOfResources, 1, Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES);
@@ -142,14 +154,8 @@ VerbDescription describeLoad(LoadOptions& options) {
     verb.m_checks.emplace_back([&options] {
         if (!options.m_intoName.empty() && options.m_maximumNumberOfResources)
             throw ToolFailure(ExitCode::USAGE, "--max-resources is for a new dictionary, not one given with --into");
-        if (!options.m_rejectedName.empty() && !options.m_isLenient)
-            throw ToolFailure(ExitCode::USAGE, "--rejected needs --lenient, as without it nothing is skipped");
-        if (options.m_idsName.empty() && options.m_rows.isGiven())
-            throw ToolFailure(ExitCode::USAGE, "--id-width and --quads need --ids");
         if (options.m_loadsOnlyStrings && (!options.m_idsName.empty() || options.m_order))
             throw ToolFailure(ExitCode::USAGE, "--strings-only goes with neither --ids nor --order");
-        if (options.m_output.m_outputName.empty())
-            options.m_output.m_outputName = options.m_intoName;
         checkIds(options);
         checkShards(options);
     });

@@ -43,5 +43,9 @@ struct LoadOptions {
     std::vector<Lookup> m_lookups; // in the order given
 };
 
+/// Adds what a load, by one process or by several, says of how files are read, and of errors and progress; and the checks of
+/// what only goes together.
+void addReading(VerbDescription& verb, LoadOptions& options);
+
 /// The command line of `load`, bound to the options.
 VerbDescription describeLoad(LoadOptions& options);
