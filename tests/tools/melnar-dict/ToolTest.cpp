@@ -282,7 +282,7 @@ TEST_F(ToolTest, endsWithThreeAtALimit) {
         run({"load", "a.nt", "--max-resources", "10", "--lenient"}));
     expectFailure(2, "melnar-dict: --memory-limit 1 is too small: with 1 thread it must be 5M or more\n",
                   run({"load", "--strings-only", "a.nt", "--memory-limit", "1", "--threads", "1"}));
-    expectFailure(2, "melnar-dict: --memory-limit 8M is too small: with 1 thread it must be 9M or more\n",
+    expectFailure(2, "melnar-dict: --memory-limit 8M is too small: with 1 thread it must be 10M or more\n",
                   run({"load", "a.nt", "--memory-limit", "8M", "--threads", "1"}));
     expectFailure(2, "melnar-dict: --memory-limit 10M is too small: with 4 threads it must be 11M or more\n",
                   run({"load", "--strings-only", "a.nt", "--memory-limit", "10M", "--threads", "4"}));

@@ -2,7 +2,6 @@
 
 #include "tools/melnar-dict/load/LoadEstimate.h"
 #include "tools/melnar-dict/load/SpillFile.h"
-#include "tools/melnar-dict/shell/MemoryLimit.h"
 
 #include "Engine/core/data-store/sharded/ShardManifest.h"
 
@@ -18,7 +17,7 @@ namespace ShardedLoadNeeds {
 inline constexpr uint64_t BYTES_OF_SPILL = ShardLayout::NUMBER_OF_SHARDS * 3 * SpillFile::BUFFER_SIZE;
 
 /// Of each thread: the terms of a block, which is larger than that of other loads, and the same once more, sorted by shards.
-inline constexpr uint64_t BYTES_OF_THREAD = 4 * MemoryLimit::BYTES_OF_THREAD_WITH_TERMS;
+inline constexpr uint64_t BYTES_OF_THREAD = uint64_t(24) << 20;
 
 /// Of the shards' limit, what they may take before terms are put aside. The rest is for their growth after the last look at
 /// it, and for the copies that are saved.

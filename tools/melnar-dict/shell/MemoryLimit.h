@@ -31,8 +31,9 @@ uint64_t getDefault();
 /// from it, the text that is written, and the arena of its allocator.
 inline constexpr uint64_t BYTES_OF_THREAD = uint64_t(2) << 20;
 
-/// The same for a thread that resolves or looks up all terms of a block at a time, of which short statements have many.
-inline constexpr uint64_t BYTES_OF_THREAD_WITH_TERMS = uint64_t(6) << 20;
+/// The same for a thread that resolves or looks up all terms of a block at a time, of which short statements have many. Up to
+/// a megabyte of it is what threads leave unused in their arenas, now and then, as they take turns.
+inline constexpr uint64_t BYTES_OF_THREAD_WITH_TERMS = uint64_t(7) << 20;
 
 /// Keeps this process within a limit from now on, once, before it starts threads. Returns the limit of the dictionary, which
 /// is what the threads, and other things of so many bytes, leave.
