@@ -13,9 +13,10 @@ struct RankGroup {
 /// The program that runs a RankCommand.
 inline constexpr const char* RUNNER_OF_RANKS = "/usr/bin/env";
 
-/// Returns the arguments of RUNNER_OF_RANKS that make it run melnar-dict-mpi, or what stands for it, with some ranks on this machine. It becomes
-/// mpirun, which is told to run for the superuser too, to start more ranks than there are processors, to leave it to the
-/// ranks to say what is wrong, and not to wait a second before it ends them. What Open MPI itself leaks under a sanitizer is not ours to mend.
+/// Returns the arguments of RUNNER_OF_RANKS that make it run melnar-dict-mpi, or what stands for it, with some ranks on this
+/// machine. It becomes mpirun, which is told to run for the superuser too, to start more ranks than there are processors,
+/// to leave it to the ranks to say what is wrong, and not to wait a second before it ends them. Ranks do not read each
+/// other's memory, which some containers forbid. What Open MPI itself leaks under a sanitizer is not ours to mend.
 inline std::vector<std::string> makeRankCommand(const std::vector<std::string>& arguments,
                                                 const std::vector<RankGroup>& groups,
                                                 const std::string& executable = MELNAR_DICT_MPI_EXECUTABLE) {
@@ -27,6 +28,9 @@ inline std::vector<std::string> makeRankCommand(const std::vector<std::string>& 
                                      "--mca",
                                      "odls_base_sigkill_timeout",
                                      "0",
+                                     "--mca",
+                                     "btl_vader_single_copy_mechanism",
+                                     "none",
                                      "--oversubscribe"};
     for (const RankGroup& group : groups) {
         if (&group != &groups.front())
