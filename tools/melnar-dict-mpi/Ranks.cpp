@@ -82,7 +82,7 @@ void Ranks::gatherAll(const void* const value, void* const values, const size_t 
 /// With one rank there is nothing to tell apart, and a wrong command line is so on all.
 std::string Ranks::nameRankIn(const InputError& error) const {
     return m_number == 1 || (isFirst() && error.m_exitCode == ExitCode::USAGE) ? error.m_cause
-                                                                              : m_name + ": " + error.m_cause;
+                                                                               : m_name + ": " + error.m_cause;
 }
 
 ExitCode Ranks::tellCurrentException() const {

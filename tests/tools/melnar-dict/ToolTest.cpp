@@ -274,9 +274,9 @@ TEST_F(ToolTest, endsWithThreeAtALimit) {
         text += "<a:s> <a:p> \"a literal with the number " + std::to_string(number) + "\" .\n";
     m_directory.addFile("a.nt", text);
     expectFailure(3,
-                  "a.nt: out of memory: --memory-limit 9M is reached; a larger one may help, or fewer threads, or "
+                  "a.nt: out of memory: --memory-limit 10M is reached; a larger one may help, or fewer threads, or "
                   "shorter lines\n",
-                  run({"load", "a.nt", "--memory-limit", "9M", "--threads", "1"}));
+                  run({"load", "a.nt", "--memory-limit", "10M", "--threads", "1"}));
     expectFailure(
         3, "a.nt: The dictionary cannot create resource 11 because it was created to hold at most 10 resources.\n",
         run({"load", "a.nt", "--max-resources", "10", "--lenient"}));
