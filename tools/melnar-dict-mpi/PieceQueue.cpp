@@ -5,10 +5,10 @@
 #include "Engine/core/platform/SystemCallException.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <utility>
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 namespace {

@@ -87,6 +87,7 @@ bool RankRounds::run() {
         sentRound.m_taken.clear();
         if (!isDraining) {
             std::vector<SliceFrontier::Offer> offers;
+            offers.reserve(reports.size());
             for (const Report& report : reports)
                 offers.push_back(report.m_offer);
             sentRound.m_taken = m_frontier.take(offers);
