@@ -21,8 +21,7 @@ public:
             return 0;
         const size_t numberOfBytes = m_slices.read(m_place, buffer, std::min<uint64_t>(size, m_end - m_place));
         m_place += numberOfBytes;
-        if (m_slices.m_bytesRead != nullptr)
-            m_slices.m_bytesRead->fetch_add(numberOfBytes, std::memory_order_relaxed);
+        m_slices.m_bytesRead.fetch_add(numberOfBytes, std::memory_order_relaxed);
         return numberOfBytes;
     }
 
@@ -32,7 +31,7 @@ private:
     const uint64_t m_end;
 };
 
-FileSlices::FileSlices(const SlicePlan::Input& input, std::atomic<uint64_t>* const bytesRead)
+FileSlices::FileSlices(const SlicePlan::Input& input, std::atomic<uint64_t>& bytesRead)
     : m_name(input.m_name), m_size(input.m_bytes), m_bytesRead(bytesRead) {}
 
 FileSlices::~FileSlices() {

@@ -21,8 +21,8 @@
 class FileSlices : private Unmovable {
 public:
     /// The input is one that is cut. Its size is that of the plan: what the file has gained since is not read.
-    /// `bytesRead` counts the bytes of slices, if it is there.
-    FileSlices(const SlicePlan::Input& input, std::atomic<uint64_t>* bytesRead);
+    /// `bytesRead` counts the bytes of slices.
+    FileSlices(const SlicePlan::Input& input, std::atomic<uint64_t>& bytesRead);
     ~FileSlices();
 
     /// Opens the slice with this index in the input.
@@ -36,7 +36,7 @@ private:
 
     const std::string m_name;
     const uint64_t m_size;
-    std::atomic<uint64_t>* const m_bytesRead;
+    std::atomic<uint64_t>& m_bytesRead;
     int m_file = -1; // until it is needed
     // The last line that was found to begin, and from where on there is none before: long lines are not searched again.
     uint64_t m_beginOfSearch = 0;

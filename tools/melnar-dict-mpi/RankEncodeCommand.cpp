@@ -72,7 +72,6 @@ private:
     std::optional<SharedRowFile> m_rows;
     RowLayout m_layout;
     uint64_t m_numberOfRows = 0;
-    std::atomic<uint64_t> m_bytesRead = 0; // by this rank
 };
 
 ExitCode RankEncode::run() {
@@ -149,20 +148,14 @@ void RankEncode::open() {
 bool RankEncode::readAll() {
     const SlicePlan plan(m_inputs, m_ranks.getNumber());
     const std::filesystem::path folder = std::filesystem::absolute(m_options.m_output.m_outputName).parent_path();
-    std::optional<PieceQueue> queue;
-    std::optional<SliceReader> reader;
     std::optional<RankRounds> rounds;
     m_ranks.perform([&] {
-        queue.emplace(folder.string(), m_layout.m_columns);
-        reader.emplace(plan, m_ranks.getRank(),
+        rounds.emplace(m_ranks, plan, folder.string(),
                        SliceReader::Settings{.m_maximumLine = m_options.m_maximumLine,
                                              .m_base = m_options.m_base,
                                              .m_version = m_options.m_version,
-                                             .m_blankNodes = m_options.m_blankNodes,
-                                             .m_bytesRead = &m_bytesRead},
-                       *queue);
-        rounds.emplace(m_ranks, plan, *queue, *reader, m_bytesRead, RankRounds::Begin(), m_layout.m_columns,
-                       makeActions());
+                                             .m_blankNodes = m_options.m_blankNodes},
+                       RankRounds::Begin(), m_layout.m_columns, makeActions());
     });
     const bool isRead = rounds->run();
     m_numberOfRows = rounds->getNumberOfRows();

@@ -1,6 +1,5 @@
 #include "tools/melnar-dict-mpi/RankLoadCommand.h"
 
-#include "tools/melnar-dict-mpi/Bytes.h"
 #include "tools/melnar-dict-mpi/RankDictionary.h"
 #include "tools/melnar-dict-mpi/RankInputs.h"
 #include "tools/melnar-dict-mpi/RankJournal.h"
@@ -19,9 +18,7 @@
 #include "tools/melnar-dict/shell/Amounts.h"
 #include "tools/melnar-dict/shell/OutputFile.h"
 #include "tools/melnar-dict/shell/OutputLock.h"
-#include "tools/melnar-dict/shell/PrintableText.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
-#include "tools/melnar-dict/threads/ProgressReporter.h"
 
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 
@@ -113,7 +110,6 @@ private:
     std::optional<RankRows> m_rows;
     uint64_t m_numberOfRows = 0;
     RankRounds::Traffic m_traffic;
-    std::atomic<uint64_t> m_bytesRead = 0; // by this rank
 
     // On the first rank:
     uint64_t m_firstNumber = 0; // of resources that there were before the load
@@ -237,17 +233,12 @@ void RankLoad::findBeginning() {
 /// Returns whether all has been read, and not an input's error has ended the load.
 bool RankLoad::readAll() {
     const SlicePlan plan(m_inputs, m_ranks.getNumber());
-    std::optional<PieceQueue> queue;
-    std::optional<SliceReader> reader;
     std::optional<RankRounds> rounds;
     m_ranks.perform([&] {
-        queue.emplace(m_folderName, m_numberOfColumns);
-        reader.emplace(plan, m_ranks.getRank(),
+        rounds.emplace(m_ranks, plan, m_folderName,
                        SliceReader::Settings{m_options.m_isLenient, !m_options.m_rejectedName.empty(),
                                              m_options.m_maximumLine, m_options.m_base, m_options.m_version,
-                                             m_options.m_blankNodes, &m_bytesRead},
-                       *queue);
-        rounds.emplace(m_ranks, plan, *queue, *reader, m_bytesRead,
+                                             m_options.m_blankNodes},
                        RankRounds::Begin{m_work.m_fileIndex, m_work.m_blockIndex, m_work.m_numberOfRows},
                        m_numberOfColumns, makeActions());
     });

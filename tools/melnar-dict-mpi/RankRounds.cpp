@@ -34,10 +34,11 @@ struct RankRounds::Round {
     std::vector<SentPiece> m_sent;             // of this one
 };
 
-RankRounds::RankRounds(const Ranks& ranks, const SlicePlan& plan, PieceQueue& queue, const SliceReader& reader,
-                       const std::atomic<uint64_t>& bytesRead, const Begin& begin, const size_t numberOfColumns,
+RankRounds::RankRounds(const Ranks& ranks, const SlicePlan& plan, const std::string& folderName,
+                       const SliceReader::Settings& settings, const Begin& begin, const size_t numberOfColumns,
                        Actions actions)
-    : m_ranks(ranks), m_plan(plan), m_queue(queue), m_reader(reader), m_bytesRead(bytesRead), m_begin(begin),
+    : m_ranks(ranks), m_plan(plan), m_queue(folderName, numberOfColumns),
+      m_reader(plan, ranks.getRank(), settings, m_bytesRead, m_queue), m_begin(begin),
       m_numberOfColumns(numberOfColumns), m_actions(std::move(actions)),
       m_frontier(plan), m_terms{RankExchange(ranks), RankExchange(ranks)}, m_ids(ranks),
       m_beginsOfAnswers(ranks.getNumber()), m_saved(begin.m_slice, begin.m_piece),

@@ -85,8 +85,9 @@ public:
         uint64_t m_numberOfRows = 0;
     };
 
-    RankRounds(const Ranks& ranks, const SlicePlan& plan, PieceQueue& queue, const SliceReader& reader,
-               const std::atomic<uint64_t>& bytesRead, const Begin& begin, size_t numberOfColumns, Actions actions);
+    /// What is read ahead goes to the folder.
+    RankRounds(const Ranks& ranks, const SlicePlan& plan, const std::string& folderName,
+               const SliceReader::Settings& settings, const Begin& begin, size_t numberOfColumns, Actions actions);
     ~RankRounds();
 
     /// Does all rounds. Returns whether all of the input has been taken, and not the journal has ended it.
@@ -137,9 +138,9 @@ private:
 
     const Ranks& m_ranks;
     const SlicePlan& m_plan;
-    PieceQueue& m_queue;
-    const SliceReader& m_reader;
-    const std::atomic<uint64_t>& m_bytesRead;
+    std::atomic<uint64_t> m_bytesRead = 0; // by this rank
+    PieceQueue m_queue;
+    const SliceReader m_reader;
     const Begin m_begin;
     const size_t m_numberOfColumns;
     const Actions m_actions;

@@ -43,7 +43,7 @@ const RankVerb& findVerb(const std::vector<RankVerb>& verbs, const std::string& 
 
 /// Reads the command line. Returns the verb that does the work, or null and the text that is asked for.
 const RankVerb* read(const std::vector<RankVerb>& verbs, const std::vector<std::string>& arguments, std::string& text) {
-    const std::string first = arguments.empty() ? "--help" : arguments.front();
+    const std::string& first = arguments.front();
     if (first == "--version" || first == "-V")
         text = VERSION;
     else if (first == "--help" || first == "-h")
@@ -93,6 +93,11 @@ ExitCode run(const std::vector<std::string>& arguments, const Ranks& ranks) {
             if (join(arguments) != ofFirst)
                 throw ToolFailure(ExitCode::USAGE, "all ranks need the same command line; --inputs-of-rank names files "
                                                    "that one rank has");
+            if (arguments.empty()) {
+                if (ranks.isFirst())
+                    std::cerr << getHelp(verbs);
+                return;
+            }
             std::string text;
             verb = read(verbs, arguments, text);
             if (!ranks.isFirst())
@@ -100,6 +105,8 @@ ExitCode run(const std::vector<std::string>& arguments, const Ranks& ranks) {
             output.write(text);
             output.flush();
         });
+    if (arguments.empty())
+        return ExitCode::USAGE;
     return verb == nullptr ? ExitCode::DONE : runVerb(*verb, ranks, output);
 }
 

@@ -101,8 +101,10 @@ private:
     std::unique_ptr<ReadPiece> m_piece; // that was given out last
 };
 
-SliceReader::SliceReader(const SlicePlan& plan, const uint32_t rank, Settings settings, PieceQueue& queue)
-    : m_plan(plan), m_rank(rank), m_settings(std::move(settings)), m_queue(queue), m_thread([this] { run(); }) {}
+SliceReader::SliceReader(const SlicePlan& plan, const uint32_t rank, Settings settings,
+                         std::atomic<uint64_t>& bytesRead, PieceQueue& queue)
+    : m_plan(plan), m_rank(rank), m_settings(std::move(settings)), m_bytesRead(bytesRead), m_queue(queue),
+      m_thread([this] { run(); }) {}
 
 SliceReader::~SliceReader() {
     m_queue.stop();
@@ -136,7 +138,7 @@ bool SliceReader::readSlices(const size_t inputIndex) {
         makeReaderOptions(input.m_format, m_settings.m_isLenient, m_settings.m_maximumLine, "", m_settings.m_version);
     PieceConsumer consumer(m_settings.m_blankNodes.getDocument(inputIndex));
     LineParser parser(options, consumer, m_settings.m_keepsRejected);
-    FileSlices slices(input, m_settings.m_bytesRead);
+    FileSlices slices(input, m_bytesRead);
     Block block;
     for (uint64_t slice = m_plan.getFirstSlice(inputIndex); slice < m_plan.getFirstSlice(inputIndex + 1); ++slice) {
         if (m_plan.getSlice(slice).m_owner != m_rank)
@@ -183,7 +185,7 @@ bool SliceReader::readWhole(const size_t inputIndex) {
         return true;
     };
     try {
-        BlockReader reader(openInputFile(input.m_name, 1, {}, m_settings.m_bytesRead), SlicePlan::SLICE_SIZE,
+        BlockReader reader(openInputFile(input.m_name, 1, {}, &m_bytesRead), SlicePlan::SLICE_SIZE,
                            m_settings.m_maximumLine, input.m_format);
         Block block;
         if (isLineFormat(input.m_format)) {

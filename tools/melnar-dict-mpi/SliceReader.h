@@ -31,10 +31,11 @@ public:
         std::string m_base{};
         Rdf::Version m_version = Rdf::Version::RDF_1_2;
         BlankNodeOptions m_blankNodes{};
-        std::atomic<uint64_t>* m_bytesRead = nullptr; // counts the bytes of files, packed or not, if it is there
     };
 
-    SliceReader(const SlicePlan& plan, uint32_t rank, Settings settings, PieceQueue& queue);
+    /// `bytesRead` counts the bytes of files, packed or not.
+    SliceReader(const SlicePlan& plan, uint32_t rank, Settings settings, std::atomic<uint64_t>& bytesRead,
+                PieceQueue& queue);
     ~SliceReader();
 
     /// The slice of the next piece that will come into the queue, or the number of slices.
@@ -51,6 +52,7 @@ private:
     const SlicePlan& m_plan;
     const uint32_t m_rank;
     const Settings m_settings;
+    std::atomic<uint64_t>& m_bytesRead;
     PieceQueue& m_queue;
     std::atomic<uint64_t> m_nextSlice = 0; // only tells whether to wait for it: relaxed accesses do
     std::thread m_thread;

@@ -50,7 +50,7 @@ protected:
     Texts readSlices(const std::string& text, const uint32_t rank = 0, const uint32_t numberOfRanks = 1,
                      const size_t bytesAtOnce = SIZE) {
         const SlicePlan::Input input = addFile(text);
-        FileSlices slices(input, &m_bytesRead);
+        FileSlices slices(input, m_bytesRead);
         Texts texts;
         const uint64_t numberOfSlices = SlicePlan({input}, 1).getNumberOfSlices();
         for (uint64_t index = rank; index < numberOfSlices; index += numberOfRanks)
@@ -80,7 +80,7 @@ TEST_F(FileSlicesTest, smallFilesAreASlice) {
 }
 
 TEST_F(FileSlicesTest, anEmptyFileHasAnEmptySliceForWhoAsks) {
-    FileSlices slices(addFile(""), &m_bytesRead);
+    FileSlices slices(addFile(""), m_bytesRead);
     EXPECT_EQ("", readAll(*slices.open(0)));
     EXPECT_EQ("", readAll(*slices.open(5)));
 }
@@ -160,7 +160,7 @@ TEST_F(FileSlicesTest, slicesTogetherAreTheFileForAnyRanks) {
 TEST_F(FileSlicesTest, anyOrderOfSlicesGivesTheSame) {
     const std::string text = makeLine(SIZE / 2) + makeLine(3 * SIZE) + makeLine(SIZE / 2) + makeLine(SIZE);
     const SlicePlan::Input input = addFile(text);
-    FileSlices slices(input, nullptr);
+    FileSlices slices(input, m_bytesRead);
     for (const uint64_t index : {4u, 0u, 2u, 1u, 3u, 3u, 0u, 4u, 1u}) {
         const size_t begin = findBegin(text, index);
         EXPECT_TRUE(text.substr(begin, findBegin(text, index + 1) - begin) == readAll(*slices.open(index))) << index;
@@ -174,7 +174,7 @@ TEST_F(FileSlicesTest, aLongLineIsSearchedOnce) {
     for (const uint32_t ranks : {1u, 3u})
         for (uint32_t rank = 0; rank < ranks; ++rank) {
             SystemCallFaults reads(Call::PREAD);
-            FileSlices slices(input, nullptr);
+            FileSlices slices(input, m_bytesRead);
             size_t readsOfSlices = 0;
             for (uint64_t index = rank; index < 16; index += ranks) {
                 const auto source = slices.open(index);
@@ -189,7 +189,7 @@ TEST_F(FileSlicesTest, aLongLineIsSearchedOnce) {
 TEST_F(FileSlicesTest, whatTheFileGainsIsNotRead) {
     const SlicePlan::Input input = addFile(makeLine(SIZE) + "a");
     m_directory.addFile("a.nt", makeLine(SIZE) + "ab\nc\n");
-    FileSlices slices(input, nullptr);
+    FileSlices slices(input, m_bytesRead);
     EXPECT_EQ(SIZE, readAll(*slices.open(0)).size());
     EXPECT_EQ("a", readAll(*slices.open(1)));
     EXPECT_EQ("", readAll(*slices.open(2)));
@@ -198,7 +198,7 @@ TEST_F(FileSlicesTest, whatTheFileGainsIsNotRead) {
 TEST_F(FileSlicesTest, aShorterFileFailsWhereItEnds) {
     const SlicePlan::Input input = addFile(makeLine(10) + makeLine(3 * SIZE));
     std::filesystem::resize_file(input.m_name, 5);
-    FileSlices slices(input, nullptr);
+    FileSlices slices(input, m_bytesRead);
     for (const uint64_t index : {0u, 1u, 2u}) {
         const auto failure = catchException<ToolFailure>([&] { slices.open(index); });
         EXPECT_EQ(ExitCode::FAILURE, failure.getExitCode());
@@ -208,7 +208,7 @@ TEST_F(FileSlicesTest, aShorterFileFailsWhereItEnds) {
 
 TEST_F(FileSlicesTest, aFileThatBecomesShorterFailsAfterWhatItHas) {
     const SlicePlan::Input input = addFile(makeLine(1000));
-    FileSlices slices(input, &m_bytesRead);
+    FileSlices slices(input, m_bytesRead);
     const auto source = slices.open(0);
     std::filesystem::resize_file(input.m_name, 600);
     std::string text;
@@ -220,7 +220,7 @@ TEST_F(FileSlicesTest, aFileThatBecomesShorterFailsAfterWhatItHas) {
 TEST_F(FileSlicesTest, aFileThatIsGoneFailsEachTime) {
     SlicePlan::Input input = addFile(makeLine(2 * SIZE));
     std::filesystem::remove(input.m_name);
-    FileSlices slices(input, nullptr);
+    FileSlices slices(input, m_bytesRead);
     for (const uint64_t index : {0u, 1u}) {
         const auto failure = catchException<ToolFailure>([&] { slices.open(index); });
         EXPECT_EQ(ExitCode::FAILURE, failure.getExitCode());
@@ -235,7 +235,7 @@ TEST_F(FileSlicesTest, eachReadThatFailsIsTold) {
     const SlicePlan::Input input = addFile(text);
     size_t allowed = 0;
     for (bool hasFailed = true; hasFailed; ++allowed) {
-        FileSlices slices(input, nullptr);
+        FileSlices slices(input, m_bytesRead);
         SystemCallFaults reads(Call::PREAD);
         reads.failAfter(allowed, EIO, Duration::ONCE);
         hasFailed = false;
@@ -257,7 +257,7 @@ TEST_F(FileSlicesTest, interruptedAndShortReadsAreContinued) {
     SystemCallFaults reads(Call::PREAD);
     reads.shortenTo(999);
     for (size_t allowed = 0; allowed < 20; ++allowed) {
-        FileSlices slices(input, nullptr);
+        FileSlices slices(input, m_bytesRead);
         reads.failAfter(allowed, EINTR, Duration::ONCE);
         EXPECT_TRUE(text.substr(0, SIZE + 10'000) == readAll(*slices.open(0)));
     }
@@ -268,12 +268,12 @@ TEST_F(FileSlicesTest, theFileIsClosed) {
     const SlicePlan::Input input = addFile("a");
     SystemCallFaults closings(Call::CLOSE);
     {
-        FileSlices slices(input, nullptr);
+        FileSlices slices(input, m_bytesRead);
         slices.open(0);
         slices.open(0);
     }
     EXPECT_EQ(1u, closings.getNumberOfCalls());
-    { const FileSlices unused(input, nullptr); }
+    { const FileSlices unused(input, m_bytesRead); }
     EXPECT_EQ(1u, closings.getNumberOfCalls());
 }
 

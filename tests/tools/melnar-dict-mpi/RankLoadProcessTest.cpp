@@ -172,6 +172,15 @@ TEST_F(RankLoadProcessTest, wrongCommandLinesAreToldOnce) {
                     "'in.nq' exists and is not a folder, which a dictionary of shards is");
 }
 
+TEST_F(RankLoadProcessTest, withoutAVerbTheHelpIsToldAsAnError) {
+    const ToolResult help = expectRanksSucceed(2, {"--help"});
+    EXPECT_EQ(0u, help.m_output.find("usage: mpirun -n RANKS melnar-dict-mpi VERB"));
+    const ToolResult result = runRanks(2, {});
+    EXPECT_EQ(2, result.m_exitCode);
+    EXPECT_EQ("", result.m_output);
+    EXPECT_EQ(help.m_output, result.m_errorOutput);
+}
+
 /// What ranks do together depends on it.
 TEST_F(RankLoadProcessTest, ranksWithOtherCommandLinesAreRefused) {
     for (const char* const change : {"set -- \"$@\" --traffic", "set -- --version", "set -- load bad.nq -o d"}) {
@@ -357,6 +366,27 @@ TEST_F(HeldRankLoadProcessTest, aLoadThatWasKilledTwiceIsGoneOnWith) {
     kill(2, Victim::FIRST_RANK, {"--resume"});
     EXPECT_EQ(0u, finish(3).find("going on with "));
     expectFiles();
+}
+
+/// A run that goes on, and ends before it has come as far as the one before it, leaves what that one has saved. It asks for
+/// checkpoints so often that one would be due among the pieces that were done before.
+TEST_F(RankLoadProcessTest, aLoadThatEndsEarlierTheSecondTimeIsGoneOnWith) {
+    constexpr size_t SLICES = 16;
+    m_directory.addFile("in.nt", makeTriples(SLICES, 100'000) + "an error in the last slice\n");
+    loadByOneProcess({"in.nt", "--lenient", "--quiet"});
+    for (const char* const checkpoint : {"1b", "8b"}) {
+        SCOPED_TRACE(checkpoint);
+        const ToolResult result =
+            runRanks(1, {"load", "in.nt", "-o", "e", "--ids", "e.npy", "--resume", "--checkpoint", checkpoint});
+        EXPECT_EQ(1, result.m_exitCode);
+        EXPECT_TRUE(exists("e/work-manifest"));
+    }
+    const ToolResult result =
+        runRanks(2, {"load", "in.nt", "-o", "e", "--ids", "e.npy", "--resume", "--lenient", "--errors", "0"});
+    EXPECT_EQ(0, result.m_exitCode);
+    EXPECT_EQ(0u, result.m_errorOutput.find("going on with ")) << result.m_errorOutput;
+    EXPECT_TRUE(getFiles("d") == getFiles("e"));
+    EXPECT_TRUE(getContentsOf("d.npy") == getContentsOf("e.npy"));
 }
 
 /// So that hours of work are not lost by a slip.

@@ -51,13 +51,12 @@ protected:
     /// Reads with so many ranks, as rounds do that take all that comes next.
     Result read(const std::vector<Input>& inputs, const uint32_t numberOfRanks, const size_t numberOfColumns = 3) {
         m_bytesRead = 0;
-        m_settings.m_bytesRead = &m_bytesRead;
         const SlicePlan plan(inputs, numberOfRanks);
         std::vector<std::unique_ptr<PieceQueue>> queues;
         std::vector<std::unique_ptr<SliceReader>> readers;
         for (uint32_t rank = 0; rank < numberOfRanks; ++rank) {
             queues.push_back(std::make_unique<PieceQueue>(m_directory.getPathOf("."), numberOfColumns));
-            readers.push_back(std::make_unique<SliceReader>(plan, rank, m_settings, *queues[rank]));
+            readers.push_back(std::make_unique<SliceReader>(plan, rank, m_settings, m_bytesRead, *queues[rank]));
         }
         Result result;
         result.m_lineEnds.resize(inputs.size());
@@ -376,7 +375,7 @@ TEST_F(SliceReaderTest, aDiskThatIsFullGoesToTheQueueAfterWhatWasRead) {
         SystemCallFaults writes(SystemCallFaults::Call::PWRITE);
         writes.failAfter(allowed, ENOSPC, SystemCallFaults::Duration::ONCE);
         PieceQueue queue(m_directory.getPathOf("."), 3);
-        const SliceReader reader(plan, 0, m_settings, queue);
+        const SliceReader reader(plan, 0, m_settings, m_bytesRead, queue);
         while (reader.getNextSlice() == 0 && writes.getNumberOfFailures() == 0) // until it is through, or fails
             std::this_thread::yield();
         Result result;
@@ -414,7 +413,7 @@ TEST_F(SliceReaderTest, itsEndStopsItAtAnyMoment) {
             const SlicePlan plan({input}, 1);
             PieceQueue queue(m_directory.getPathOf("."), 3);
             {
-                const SliceReader reader(plan, 0, m_settings, queue);
+                const SliceReader reader(plan, 0, m_settings, m_bytesRead, queue);
                 for (size_t piece = 0; piece < piecesBefore; ++piece) {
                     queue.waitForPiece();
                     ASSERT_NE(0u, queue.getOffer(ANY_BYTES).m_number);
