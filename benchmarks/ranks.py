@@ -1,8 +1,8 @@
 """Loads by several processes: what they take, a model of it, and what the model says of more processes than there are here.
 
-The model has four inputs, which are measured with one and two ranks: the processor time of a statement; what each term that
-goes from rank to rank costs, in bytes and in processor time; and how many slices a rank brings into a round. Everything else
-is arithmetic; docs/scale.md explains it.
+The inputs of the model are measured: the processor time of a statement; the terms that it may ask for; what each that goes
+from rank to rank costs, in bytes and in processor time; how many slices a rank brings into a round; the bytes of shards, and
+those that a rank has beside them. Everything else is arithmetic; docs/scale.md explains it.
 """
 
 import filecmp

@@ -39,7 +39,7 @@ private:
     pid_t start(const Load& load) override {
         std::vector<std::string> arguments = load.m_arguments;
         const size_t threads = 1 + choose(3);
-        // With the least memory terms are put aside from the start, with more from somewhere on, with the most none are.
+        // With little memory terms are put aside from the start, with more from somewhere on, with the most none are.
         const size_t megabytes = std::array<size_t, 3>{50 + 24 * threads, 80 + 24 * threads, 1000}[choose(3)];
         for (const std::string& more :
              {std::string("--ids"), std::string(ROWS), std::string("--threads"), std::to_string(threads),

@@ -34,15 +34,10 @@ private:
 FileSlices::FileSlices(const SlicePlan::Input& input, std::atomic<uint64_t>& bytesRead)
     : m_name(input.m_name), m_size(input.m_bytes), m_bytesRead(bytesRead) {}
 
-FileSlices::~FileSlices() {
-    if (m_file >= 0)
-        ::close(m_file);
-}
-
 /// Reads at least one byte.
 size_t FileSlices::read(const uint64_t place, char* const buffer, const size_t size) const {
     for (;;) {
-        const ssize_t result = ::pread(m_file, buffer, size, static_cast<off_t>(place));
+        const ssize_t result = ::pread(m_file.get(), buffer, size, static_cast<off_t>(place));
         if (result > 0)
             return static_cast<size_t>(result);
         if (result == 0)
@@ -73,9 +68,9 @@ uint64_t FileSlices::findBegin(const uint64_t index) {
 }
 
 std::unique_ptr<ByteSource> FileSlices::open(const uint64_t index) {
-    if (m_file < 0) {
-        m_file = ::open(m_name.c_str(), O_RDONLY | O_CLOEXEC);
-        if (m_file < 0)
+    if (!m_file.isOpen()) {
+        m_file = FileDescriptor(::open(m_name.c_str(), O_RDONLY | O_CLOEXEC));
+        if (!m_file.isOpen())
             throw ToolFailure(ExitCode::FAILURE, std::generic_category().message(errno));
     }
     const uint64_t begin = findBegin(index);

@@ -5,6 +5,7 @@
 #include "tools/melnar-dict/input/ByteSource.h"
 
 #include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/stream/FileDescriptor.h"
 
 #include <atomic>
 #include <cstdint>
@@ -23,7 +24,6 @@ public:
     /// The input is one that is cut. Its size is that of the plan: what the file has gained since is not read.
     /// `bytesRead` counts the bytes of slices.
     FileSlices(const SlicePlan::Input& input, std::atomic<uint64_t>& bytesRead);
-    ~FileSlices();
 
     /// Opens the slice with this index in the input.
     std::unique_ptr<ByteSource> open(uint64_t index);
@@ -37,7 +37,7 @@ private:
     const std::string m_name;
     const uint64_t m_size;
     std::atomic<uint64_t>& m_bytesRead;
-    int m_file = -1; // until it is needed
+    FileDescriptor m_file; // none until it is needed
     // The last line that was found to begin, and from where on there is none before: long lines are not searched again.
     uint64_t m_beginOfSearch = 0;
     uint64_t m_beginOfLine = 0;

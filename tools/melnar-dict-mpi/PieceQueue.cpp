@@ -1,5 +1,7 @@
 #include "tools/melnar-dict-mpi/PieceQueue.h"
 
+#include "tools/melnar-dict-mpi/WriteAt.h"
+
 #include "tools/melnar-dict/load/ShardSpill.h"
 
 #include "Engine/core/platform/SystemCallException.h"
@@ -15,35 +17,22 @@ namespace {
 
 constexpr const char* const SOURCE_FILE = "tools/melnar-dict-mpi/PieceQueue";
 constexpr long LINE_CANNOT_MAKE = 37;
-constexpr long LINE_CANNOT_WRITE = 49;
 constexpr long LINE_CANNOT_READ = 61;
 
-int makeNamelessFile(const std::string& folderName) {
+FileDescriptor makeNamelessFile(const std::string& folderName) {
     std::string name = ShardSpill::getPatternOfFileAhead(folderName);
-    const int file = ::mkostemp(name.data(), O_CLOEXEC);
-    if (file < 0)
+    FileDescriptor file(::mkostemp(name.data(), O_CLOEXEC));
+    if (!file.isOpen())
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_MAKE, MelnarException::NO_CAUSES, "mkostemp", errno,
                                   "Cannot make a file for what is read ahead in '", folderName, "'.");
     ::unlink(name.c_str());
     return file;
 }
 
-void writeAll(const int file, const std::string& bytes, uint64_t place) {
-    for (size_t written = 0; written < bytes.size();) {
-        const ssize_t result =
-            ::pwrite(file, bytes.data() + written, bytes.size() - written, static_cast<off_t>(place + written));
-        if (result >= 0)
-            written += static_cast<size_t>(result);
-        else if (errno != EINTR)
-            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_WRITE, MelnarException::NO_CAUSES, "pwrite", errno,
-                                      "Cannot write what is read ahead.");
-    }
-}
-
-void readAll(const int file, std::string& bytes, const uint64_t place) {
+void readAll(const FileDescriptor& file, std::string& bytes, const uint64_t place) {
     for (size_t read = 0; read < bytes.size();) {
         const ssize_t result =
-            ::pread(file, bytes.data() + read, bytes.size() - read, static_cast<off_t>(place + read));
+            ::pread(file.get(), bytes.data() + read, bytes.size() - read, static_cast<off_t>(place + read));
         if (result > 0)
             read += static_cast<size_t>(result);
         else if (result == 0 || errno != EINTR)
@@ -58,11 +47,6 @@ PieceQueue::PieceQueue(std::string folderName, const size_t numberOfColumns) : m
     m_free.reserve(NUMBER_OF_PIECES);
     while (m_free.size() < NUMBER_OF_PIECES)
         m_free.push_back(std::make_unique<ReadPiece>(numberOfColumns));
-}
-
-PieceQueue::~PieceQueue() {
-    if (m_file >= 0)
-        ::close(m_file);
 }
 
 std::unique_ptr<ReadPiece> PieceQueue::takeEmpty(const bool goesAhead) {
@@ -155,11 +139,11 @@ void PieceQueue::stop() noexcept {
 }
 
 void PieceQueue::writeToFile(const ReadPiece& piece) {
-    if (m_file < 0)
+    if (!m_file.isOpen())
         m_file = makeNamelessFile(m_folderName);
     m_bytes.clear();
     piece.appendTo(m_bytes);
-    writeAll(m_file, m_bytes, m_endOfFile);
+    writeAt(m_file, m_folderName + "/work-ahead-XXXXXX", m_bytes, m_endOfFile);
     m_sizesInFile.push_back(m_bytes.size());
     m_endOfFile += m_bytes.size();
 }
@@ -178,7 +162,7 @@ void PieceQueue::readFromFile() {
     }
     if (isFileEmpty() && m_endOfFile != 0) {
         m_beginInFile = m_endOfFile = 0;
-        if (::ftruncate(m_file, 0) != 0) { // keeps its room on the disk then
+        if (::ftruncate(m_file.get(), 0) != 0) { // keeps its room on the disk then
         }
         m_change.notify_all();
     }

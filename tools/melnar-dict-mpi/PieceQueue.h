@@ -4,6 +4,7 @@
 #include "tools/melnar-dict-mpi/SliceFrontier.h"
 
 #include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/stream/FileDescriptor.h"
 
 #include <condition_variable>
 #include <cstddef>
@@ -29,7 +30,6 @@ public:
 
     /// The file is made in a folder when it is needed.
     PieceQueue(std::string folderName, size_t numberOfColumns);
-    ~PieceQueue();
 
     /// Waits for a piece that is free; null if the queue has been stopped. With `goesAhead`, room is made by the file, but
     /// for pieces that the other thread has.
@@ -71,7 +71,7 @@ private:
     std::deque<uint64_t> m_sizesInFile;              // of the ones behind them, in bytes
     uint64_t m_beginInFile = 0;
     uint64_t m_endOfFile = 0;
-    int m_file = -1; // -1 until it is needed
+    FileDescriptor m_file; // none until it is needed
     std::string m_bytes;
     bool m_isEnded = false;
     bool m_isStopped = false;

@@ -3,7 +3,6 @@
 #include "Engine/core/platform/stream/MemoryInputStream.h"
 #include "Engine/core/platform/stream/MemoryOutputStream.h"
 
-#include <utility>
 #include <vector>
 
 RankDictionary::RankDictionary(const Ranks& ranks, const std::string& folderName, const ShardManifest& manifest,
@@ -12,8 +11,6 @@ RankDictionary::RankDictionary(const Ranks& ranks, const std::string& folderName
       m_dictionary(folderName.empty()
                        ? std::make_unique<ShardedDictionary>(memoryLimit)
                        : ShardedDictionary::open(folderName, selectOwn(ranks, manifest), memoryLimit, options)) {}
-
-RankDictionary::~RankDictionary() = default;
 
 std::string RankDictionary::toBytes(const ShardManifest& manifest) {
     MemoryOutputStream output;

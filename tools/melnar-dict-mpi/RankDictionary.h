@@ -24,7 +24,6 @@ public:
     /// A new dictionary, or that of a manifest in a folder.
     RankDictionary(const Ranks& ranks, const std::string& folderName, const ShardManifest& manifest, size_t memoryLimit,
                    const DictionaryOptions& options = {});
-    ~RankDictionary();
 
     /// Manifests on their way from rank to rank.
     static std::string toBytes(const ShardManifest& manifest);

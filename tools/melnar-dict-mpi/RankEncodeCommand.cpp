@@ -13,7 +13,6 @@
 #include "tools/melnar-dict/rows/NpyFile.h"
 #include "tools/melnar-dict/saved/FolderDictionary.h"
 
-#include <atomic>
 #include <filesystem>
 #include <memory>
 #include <optional>

@@ -16,7 +16,8 @@ of the same files, byte for byte, with any number of ranks; so are the rows of I
 Ranks read plain N-Triples and N-Quads by turns, a megabyte at a time. A packed file, and one in Turtle or TriG, is read by
 one rank, the largest first, while others read theirs; what is read ahead of its turn is put aside in the folder.
 
-A rank keeps the shards with its number modulo the number of ranks in memory, and up to 128 MB beside them.
+A rank keeps the shards with its number modulo the number of ranks in memory, and about 100 MB beside them, more
+with long lines.
 --memory-limit is that of a rank; without it, the ranks of a machine share what one process would get. If one runs
 out of memory or disk, or dies, the run ends. --resume goes on from the last checkpoint, with any number of ranks.
 )";

@@ -16,11 +16,15 @@ namespace RankNeeds {
 inline constexpr uint64_t BYTES = PieceQueue::NUMBER_OF_PIECES * 3 * SlicePlan::SLICE_SIZE +
                                   16 * SlicePlan::SLICE_SIZE + TermCache::SIZE + (uint64_t(24) << 20);
 
-/// Keeps this rank within a limit, 0 standing for an equal share of what the ranks of this machine may have. Returns the limit
-/// of the dictionary.
+/// The limit of a rank, 0 standing for an equal share of what the ranks of this machine may have.
+inline uint64_t getLimit(const uint64_t limit, const uint32_t numberOfRanksOnThisMachine) {
+    return limit == 0 ? MemoryLimit::getDefault() / numberOfRanksOnThisMachine : limit;
+}
+
+/// Keeps this rank within it. Returns the limit of the dictionary.
 inline size_t applyLimit(const uint64_t limit, const uint32_t numberOfRanksOnThisMachine) {
-    return MemoryLimit::apply(limit == 0 ? MemoryLimit::getDefault() / numberOfRanksOnThisMachine : limit, 1,
-                              MemoryLimit::BYTES_OF_THREAD_WITH_TERMS, BYTES);
+    return MemoryLimit::apply(getLimit(limit, numberOfRanksOnThisMachine), 1, MemoryLimit::BYTES_OF_THREAD_WITH_TERMS,
+                              BYTES);
 }
 
 } // namespace RankNeeds

@@ -365,6 +365,10 @@ void RankRounds::finishRound(Round& round) {
         std::vector<uint64_t>& cells = m_finishedRows.emplace_back();
         if (!sent.m_wasDoneBefore)
             m_actions.m_finish(*sent.m_piece, missing, cells);
+        if (m_ranks.getNumber() != 1)
+            for (InputError& error : sent.m_piece->m_parsed.m_errors)
+                if (error.m_exitCode != ExitCode::BAD_DATA) // other ranks might not have it
+                    error.m_cause = m_ranks.getName() + ": " + error.m_cause;
         sent.m_piece->appendSummaryTo(m_summaries);
         m_queue.giveBack(std::move(sent.m_piece));
     }

@@ -17,7 +17,6 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
-#include <memory>
 #include <span>
 #include <string>
 #include <utility>

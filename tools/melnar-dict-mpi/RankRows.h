@@ -6,7 +6,6 @@
 
 #include "Engine/core/platform/Unmovable.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>

@@ -14,7 +14,6 @@
 #include <iostream>
 #include <iterator>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <unistd.h>

@@ -18,7 +18,7 @@ struct RankEnd {
     std::string m_cause; // on the first rank, of the first one that ends with this exit code
 };
 
-/// The processes of a run, which are called ranks, and what they say to each other. The only class that knows MPI.
+/// The processes of a run, which are called ranks, and what they say to each other. Beside RankExchange the only class that knows MPI.
 ///
 /// All operations but the first ones are joint: all ranks call them, in the same order. A rank that waits for others sleeps,
 /// as its own threads, and other ranks on the machine, may need the processor.

@@ -2,6 +2,8 @@
 
 #include "tools/melnar-dict-mpi/Bytes.h"
 
+#include <span>
+#include <utility>
 #include <vector>
 
 void ReadPiece::appendSummaryTo(std::string& bytes) const {

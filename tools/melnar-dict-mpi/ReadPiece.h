@@ -8,7 +8,6 @@
 #include "Engine/core/platform/Unmovable.h"
 
 #include <cstddef>
-#include <span>
 #include <string>
 #include <string_view>
 

@@ -1,5 +1,7 @@
 #include "tools/melnar-dict-mpi/SharedRowFile.h"
 
+#include "tools/melnar-dict-mpi/WriteAt.h"
+
 #include "tools/melnar-dict/rows/NpyHeader.h"
 #include "tools/melnar-dict/rows/RowLayout.h"
 
@@ -15,7 +17,6 @@ namespace {
 
 constexpr const char* const SOURCE_FILE = "tools/melnar-dict-mpi/SharedRowFile";
 constexpr long LINE_CANNOT_OPEN = 28;
-constexpr long LINE_CANNOT_WRITE = 43;
 constexpr long LINE_CANNOT_SYNCHRONIZE = 51;
 
 } // namespace
@@ -31,16 +32,7 @@ SharedRowFile::SharedRowFile(std::string fileName, const size_t numberOfColumns,
 void SharedRowFile::write(const uint64_t firstRow, const std::span<const uint64_t> cells) {
     m_bytes.clear();
     appendIDs(cells, m_idWidth, m_bytes);
-    const uint64_t place = NpyHeader::SIZE + firstRow * m_numberOfColumns * m_idWidth;
-    for (size_t written = 0; written < m_bytes.size();) {
-        const ssize_t result = ::pwrite(m_file.get(), m_bytes.data() + written, m_bytes.size() - written,
-                                        static_cast<off_t>(place + written));
-        if (result >= 0)
-            written += static_cast<size_t>(result);
-        else if (errno != EINTR)
-            throw SystemCallException(SOURCE_FILE, LINE_CANNOT_WRITE, MelnarException::NO_CAUSES, "pwrite", errno,
-                                      "Cannot write file '", m_fileName, "'.");
-    }
+    writeAt(m_file, m_fileName, m_bytes, NpyHeader::SIZE + firstRow * m_numberOfColumns * m_idWidth);
 }
 
 void SharedRowFile::synchronize() {

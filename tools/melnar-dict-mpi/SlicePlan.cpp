@@ -1,7 +1,6 @@
 #include "tools/melnar-dict-mpi/SlicePlan.h"
 
 #include <algorithm>
-#include <numeric>
 #include <utility>
 
 SlicePlan::SlicePlan(std::vector<Input> inputs, const uint32_t numberOfRanks)

@@ -44,17 +44,20 @@ public:
 
 private:
     /// What every dictionary says.
-    static std::string getCauseOfRefusal(const std::string_view text) {
+    std::string getCauseOfRefusal(const std::string_view text) {
         constexpr size_t ENOUGH_MEMORY = size_t(1) << 20;
         BatchEntry literal{text, 0, D_RDF_PLAIN_LITERAL};
         std::vector<BatchFailure> failures;
-        ShardedDictionary(ENOUGH_MEMORY).tryResolveResources({&literal, 1}, failures);
+        if (m_refusing == nullptr)
+            m_refusing = std::make_unique<ShardedDictionary>(ENOUGH_MEMORY);
+        m_refusing->tryResolveResources({&literal, 1}, failures);
         return causeOfRefusal(failures.at(0));
     }
 
     const uint64_t m_document;
     ReadPiece* m_piece = nullptr;
-    std::string m_cause; // of the last refusal
+    std::unique_ptr<const ShardedDictionary> m_refusing; // made when it is needed
+    std::string m_cause;                                 // of the last refusal
 };
 
 } // namespace
@@ -141,15 +144,16 @@ bool SliceReader::readSlices(const size_t inputIndex) {
     FileSlices slices(input, m_bytesRead);
     Block block;
     for (uint64_t slice = m_plan.getFirstSlice(inputIndex); slice < m_plan.getFirstSlice(inputIndex + 1); ++slice) {
-        if (m_plan.getSlice(slice).m_owner != m_rank)
+        const SlicePlan::Slice place = m_plan.getSlice(slice);
+        if (place.m_owner != m_rank)
             continue;
         m_nextSlice.store(slice, std::memory_order_relaxed);
         Pieces pieces(m_queue, slice, false);
         try {
-            const uint64_t index = slice - m_plan.getFirstSlice(inputIndex);
             // A slice may end with a line that is longer than it.
-            BlockReader reader(slices.open(index), 2 * SlicePlan::SLICE_SIZE, m_settings.m_maximumLine, input.m_format,
-                               index == 0 ? BlockReader::Begin::OF_FILE : BlockReader::Begin::WITHIN_FILE);
+            BlockReader reader(slices.open(place.m_index), 2 * SlicePlan::SLICE_SIZE, m_settings.m_maximumLine,
+                               input.m_format,
+                               place.m_index == 0 ? BlockReader::Begin::OF_FILE : BlockReader::Begin::WITHIN_FILE);
             while (reader.next(block)) {
                 ReadPiece* const piece = pieces.next();
                 if (piece == nullptr)

@@ -55,7 +55,7 @@ protected:
         EXPECT_EQ(0u, expected.m_errorOutput.find(beginning)) << expected.m_errorOutput;
         const ToolResult result = runRanks(numberOfRanks, arguments);
         EXPECT_EQ(exitCode, result.m_exitCode);
-        EXPECT_EQ(expected.m_errorOutput, result.m_errorOutput);
+        EXPECT_EQ(nameReader(expected.m_errorOutput, exitCode, numberOfRanks), result.m_errorOutput);
         EXPECT_EQ("", result.m_output);
         EXPECT_TRUE(files == getFiles());
     }

@@ -9,7 +9,9 @@
 
 #include <csignal>
 #include <filesystem>
+#include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -149,7 +151,7 @@ TEST_F(RankLoadProcessTest, badDataIsToldAsByOneProcessAndLeavesTheOldFiles) {
         EXPECT_EQ(name == "bad.nt.gz" ? 3 : 1, expected.m_exitCode);
         const ToolResult result = runRanks(numberOfRanks, arguments);
         EXPECT_EQ(expected.m_exitCode, result.m_exitCode);
-        EXPECT_EQ(expected.m_errorOutput, result.m_errorOutput);
+        EXPECT_EQ(nameReader(expected.m_errorOutput, expected.m_exitCode, numberOfRanks), result.m_errorOutput);
         EXPECT_EQ("", result.m_output);
         EXPECT_TRUE(files == getFiles());
     };
@@ -181,6 +183,34 @@ TEST_F(RankLoadProcessTest, withoutAVerbTheHelpIsToldAsAnError) {
     EXPECT_EQ(help.m_output, result.m_errorOutput);
 }
 
+TEST_F(RankLoadProcessTest, whatRanksAskEachOtherForIsTold) {
+    m_directory.addFile("in.nt", makeTriples(3));
+    for (const size_t numberOfRanks : {1u, 2u}) {
+        const ToolResult result = runRanks(numberOfRanks, {"load", "in.nt", "-o", "d", "--traffic"});
+        EXPECT_EQ(0, result.m_exitCode);
+        std::map<std::string, double> figures;
+        std::istringstream lines(result.m_errorOutput);
+        for (std::string line; std::getline(lines, line);)
+            figures[line.substr(0, line.find("  ", 2))] = std::stod(line.substr(line.rfind(' ')));
+        EXPECT_EQ(7u, figures.size()) << result.m_errorOutput;
+        EXPECT_LE(3, figures["rounds"]);
+        EXPECT_LT(0, figures["terms asked for"]);
+        EXPECT_LE(figures["terms asked for"], figures["terms of pieces"]);
+        EXPECT_EQ(numberOfRanks == 1, figures["bytes from rank to rank"] == 0);
+        EXPECT_LT(0, figures["seconds of processors"]);
+        EXPECT_LT(0, figures["  of its shards"]);
+        EXPECT_LT(figures["  of its shards"], figures["bytes of largest rank"]);
+    }
+}
+
+/// More than the ranks keep room for.
+TEST_F(RankLoadProcessTest, aTermMayBeLargerThanAllOthers) {
+    m_directory.addFile("in.nt", makeTriples(2) + "<urn:s> <urn:p> \"" + std::string(size_t(40) << 20, 'z') + "\" .\n" +
+                                     makeTriples(3, 100'000));
+    loadByOneProcess({"in.nt"});
+    expectSame(3, {"in.nt"});
+}
+
 /// What ranks do together depends on it.
 TEST_F(RankLoadProcessTest, ranksWithOtherCommandLinesAreRefused) {
     for (const char* const change : {"set -- \"$@\" --traffic", "set -- --version", "set -- load bad.nq -o d"}) {
@@ -200,6 +230,16 @@ TEST_F(RankLoadProcessTest, inputThatCannotBeReadIsToldOnce) {
     const ToolResult result = runRanks(2, {"load", "pipe.nt", "-o", "d"});
     EXPECT_EQ(3, result.m_exitCode);
     EXPECT_EQ(nameRank(0) + "pipe.nt: several processes read only files\n", result.m_errorOutput);
+    EXPECT_FALSE(exists("d"));
+}
+
+/// The file system of a machine may not be there.
+TEST_F(RankLoadProcessTest, aRankThatCannotReadAFileIsNamed) {
+    m_directory.addFile("in.nt", makeTriples(3));
+    std::filesystem::create_directory(m_directory.getPathOf("other"));
+    const ToolResult result = runRanks({{1}, {1, "cd other"}}, {"load", "in.nt", "-o", m_directory.getPathOf("d")});
+    EXPECT_EQ(3, result.m_exitCode);
+    EXPECT_EQ(nameReader("in.nt: No such file or directory\n", 3, 2, 1), result.m_errorOutput);
     EXPECT_FALSE(exists("d"));
 }
 
@@ -373,7 +413,11 @@ TEST_F(HeldRankLoadProcessTest, aLoadThatWasKilledTwiceIsGoneOnWith) {
 TEST_F(RankLoadProcessTest, aLoadThatEndsEarlierTheSecondTimeIsGoneOnWith) {
     constexpr size_t SLICES = 16;
     m_directory.addFile("in.nt", makeTriples(SLICES, 100'000) + "an error in the last slice\n");
-    loadByOneProcess({"in.nt", "--lenient", "--quiet"});
+    const std::vector<std::string> lenient{"--lenient", "--rejected", "rejected", "--json"};
+    const ToolResult expected =
+        run(std::vector<std::string>{"load", "--shards", "in.nt", "-o", "d", "--ids", "d.npy"} + lenient);
+    const std::string rejected = getContentsOf("rejected");
+    EXPECT_EQ("an error in the last slice\n", rejected);
     for (const char* const checkpoint : {"1b", "8b"}) {
         SCOPED_TRACE(checkpoint);
         const ToolResult result =
@@ -382,9 +426,14 @@ TEST_F(RankLoadProcessTest, aLoadThatEndsEarlierTheSecondTimeIsGoneOnWith) {
         EXPECT_TRUE(exists("e/work-manifest"));
     }
     const ToolResult result =
-        runRanks(2, {"load", "in.nt", "-o", "e", "--ids", "e.npy", "--resume", "--lenient", "--errors", "0"});
+        runRanks(2, std::vector<std::string>{"load", "in.nt", "-o", "e", "--ids", "e.npy", "--resume"} + lenient);
     EXPECT_EQ(0, result.m_exitCode);
     EXPECT_EQ(0u, result.m_errorOutput.find("going on with ")) << result.m_errorOutput;
+    // What was done before is told once more, once.
+    EXPECT_TRUE(result.m_errorOutput.ends_with('\n' + expected.m_errorOutput)) << result.m_errorOutput;
+    EXPECT_EQ(rejected, getContentsOf("rejected"));
+    for (const char* const key : {"triples", "literals", "distinctXsdString", "errors"})
+        EXPECT_EQ(nlohmann::json::parse(expected.m_output)[key], nlohmann::json::parse(result.m_output)[key]) << key;
     EXPECT_TRUE(getFiles("d") == getFiles("e"));
     EXPECT_TRUE(getContentsOf("d.npy") == getContentsOf("e.npy"));
 }

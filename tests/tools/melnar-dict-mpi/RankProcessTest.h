@@ -59,6 +59,12 @@ protected:
         EXPECT_TRUE(files == getFilesButLocks());
     }
 
+    static std::string getNameOfMachine() {
+        std::array<char, 256> name{};
+        ::gethostname(name.data(), name.size() - 1);
+        return name.data();
+    }
+
     /// What the message of a rank begins with.
     static std::string nameRank(const size_t rank) {
         return "melnar-dict-mpi: rank " + std::to_string(rank) + " on " + getNameOfMachine() + ": ";
@@ -76,6 +82,17 @@ protected:
     void loadByOneProcess(const std::vector<std::string>& arguments) const {
         remove("d");
         expectSuccess(std::vector<std::string>{"load", "--shards", "-o", "d", "--ids", "d.npy"} + arguments);
+    }
+
+    /// What several ranks say where one process says this and ends with an exit code: a failure that is not the data's may
+    /// be one of the rank that reads the file, which is named behind the file.
+    static std::string nameReader(const std::string& message, const int exitCode, const size_t numberOfRanks,
+                                  const size_t reader = 0) {
+        const size_t end = message.find(": ");
+        if (exitCode != 3 || numberOfRanks == 1 || end == std::string::npos)
+            return message;
+        return message.substr(0, end + 2) + "rank " + std::to_string(reader) + " on " + getNameOfMachine() +
+               message.substr(end);
     }
 
     /// Removes a folder and the rows beside it.
@@ -102,11 +119,5 @@ private:
         std::map<std::string, std::string> files = getFiles();
         std::erase_if(files, [](const auto& file) { return file.first.ends_with(".lock"); });
         return files;
-    }
-
-    static std::string getNameOfMachine() {
-        std::array<char, 256> name{};
-        ::gethostname(name.data(), name.size() - 1);
-        return name.data();
     }
 };

@@ -32,11 +32,13 @@ TEST_F(RankSetsSlowTest, areTheSameWithAnyNumberOfRanks) {
             expectSame(numberOfRanks, options);
         if (isOfTests)
             continue;
-        expectRanksSucceed(3, {"encode", path, "-d", "d", "-o", "encoded.npy"});
-        EXPECT_TRUE(getContentsOf("d.npy") == getContentsOf("encoded.npy"));
+        for (const size_t numberOfRanks : {1u, 2u, 3u, 4u}) {
+            expectRanksSucceed(numberOfRanks, {"encode", path, "-d", "d", "-o", "encoded.npy"});
+            EXPECT_TRUE(getContentsOf("d.npy") == getContentsOf("encoded.npy")) << path << ' ' << numberOfRanks;
+        }
     }
     loadByOneProcess(all);
-    for (const size_t numberOfRanks : {2u, 3u})
+    for (const size_t numberOfRanks : {1u, 2u, 3u, 4u})
         expectSame(numberOfRanks, all);
 }
 

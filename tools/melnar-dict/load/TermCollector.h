@@ -8,7 +8,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
 
 /// Collects the terms of blocks, and has them and the rows of their statements resolved.
 ///

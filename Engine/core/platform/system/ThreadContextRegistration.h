@@ -39,8 +39,8 @@ private:
 /// What several threads do by turns with one loan after the other has the same outcome in every table as if a single thread
 /// had done it, whatever others look up meanwhile.
 ///
-/// Threads  Made and destroyed by the thread that borrows, before the registration that lends ends. Two threads may have the index
-///          at the same time: they wait for each other at every table. A registration within a loan keeps the index, and
+/// Threads  Made and destroyed by the thread that borrows, before the registration that lends ends. Two threads may have
+///          the index at the same time: they wait for each other at every table. A registration within a loan keeps the index, and
 ///          ends before the loan does.
 /// Errors   None.
 class ThreadContextLoan : private Unmovable {
