@@ -86,7 +86,8 @@ void run(benchmark::State& state, const WorkloadData& data, const uint64_t maxim
     const TextList& texts = data.m_texts;
     const auto perText = [&](const double seconds) { return seconds * 1e9 / static_cast<double>(texts.getSize()); };
     PagePool::get().reset();
-    auto dictionary = std::make_unique<Dictionary>(MEMORY_LIMIT, maximumNumberOfResources);
+    auto dictionary = std::make_unique<Dictionary>(
+        DictionaryOptions{.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = maximumNumberOfResources});
     resolveAll(*dictionary, texts);
     std::filesystem::remove(fileName);
     state.counters["save"] = measure([&] { dictionary->save(fileName); });
@@ -103,7 +104,7 @@ void run(benchmark::State& state, const WorkloadData& data, const uint64_t maxim
     state.counters["bytes"] = static_cast<double>(std::filesystem::file_size(fileName));
     state.counters["copy_sync"] = copyFile(fileName, true);
     state.counters["copy"] = copyFile(fileName, false);
-    const double openTime = measure([&] { dictionary = Dictionary::open(fileName, MEMORY_LIMIT); });
+    const double openTime = measure([&] { dictionary = Dictionary::open(fileName, {.m_memoryLimit = MEMORY_LIMIT}); });
     state.counters["open"] = openTime;
     state.SetIterationTime(openTime);
     for (const char* const name : {"re_opened", "re_again"})
@@ -111,7 +112,7 @@ void run(benchmark::State& state, const WorkloadData& data, const uint64_t maxim
     requireTexts(*dictionary, texts);
     dictionary.reset();
     PagePool::get().reset();
-    dictionary = Dictionary::open(fileName, MEMORY_LIMIT);
+    dictionary = Dictionary::open(fileName, {.m_memoryLimit = MEMORY_LIMIT});
     std::filesystem::remove(fileName);
     for (const char* const name : {"miss_opened", "miss_again"})
         state.counters[name] = perText(measure([&] { lookUpAbsent(*dictionary, data.m_absentTexts); }));
@@ -137,17 +138,17 @@ int main(int argc, char** argv) {
         const std::string fileName = (std::filesystem::path(options.m_folder) / "benchmark.dict").string();
         for (const bool isNarrow : {false, true}) {
             const uint64_t maximum = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS + (isNarrow ? 0 : 1);
-            registerBenchmark(isNarrow ? "melnar-32" : "melnar-64",
-                              [&data = *data, maximum, fileName, isWarm = false](benchmark::State& state) mutable {
-                                  if (!isWarm) { // touches the pages
-                                      PagePool::get().reset();
-                                      Dictionary dictionary(MEMORY_LIMIT, maximum);
-                                      resolveAll(dictionary, data.m_texts);
-                                  }
-                                  isWarm = true;
-                                  for (auto _ : state)
-                                      run(state, data, maximum, fileName);
-                              });
+            registerBenchmark(isNarrow ? "melnar-32" : "melnar-64", [&data = *data, maximum, fileName,
+                                                                     isWarm = false](benchmark::State& state) mutable {
+                if (!isWarm) { // touches the pages
+                    PagePool::get().reset();
+                    Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = maximum});
+                    resolveAll(dictionary, data.m_texts);
+                }
+                isWarm = true;
+                for (auto _ : state)
+                    run(state, data, maximum, fileName);
+            });
         }
         return data->m_texts.getSize();
     });

@@ -18,12 +18,13 @@ constexpr size_t MEMORY_LIMIT = size_t(1) << 36;
 constexpr uint64_t WIDE = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS + 1;
 constexpr uint64_t NARROW = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS;
 
-/// Buckets are 4 bytes wide for up to NARROW resources. What follows goes to the dictionary's constructor.
-template<class... Options>
+/// Buckets are 4 bytes wide for up to NARROW resources.
 PeerKind dictionary(const char* const name, const DictionaryUse use, const uint64_t maximumNumberOfResources,
-                    const Options&... options) {
+                    const bool keepsFingerprints = true) {
     const auto makeDictionary = [=] {
-        return std::make_unique<Dictionary>(MEMORY_LIMIT, maximumNumberOfResources, options...);
+        return std::make_unique<Dictionary>(DictionaryOptions{.m_memoryLimit = MEMORY_LIMIT,
+                                                              .m_maximumNumberOfResources = maximumNumberOfResources,
+                                                              .m_keepFingerprints = keepsFingerprints});
     };
     return {name, true, use == DictionaryUse::BATCHES, [=] { return makeDictionaryPeer(use, makeDictionary); }};
 }
@@ -41,10 +42,8 @@ const std::vector<PeerKind>& getPeerKinds() {
         dictionary("melnar-batch-32", DictionaryUse::BATCHES, NARROW),
         dictionary("melnar-single-64", DictionaryUse::ONE_BY_ONE, WIDE),
         dictionary("melnar-single-32", DictionaryUse::ONE_BY_ONE, NARROW),
-        dictionary("melnar-batch-64-no-fingerprints", DictionaryUse::BATCHES, WIDE,
-                   DictionaryOptions{.m_keepFingerprints = false}),
-        dictionary("melnar-single-64-no-fingerprints", DictionaryUse::ONE_BY_ONE, WIDE,
-                   DictionaryOptions{.m_keepFingerprints = false}),
+        dictionary("melnar-batch-64-no-fingerprints", DictionaryUse::BATCHES, WIDE, false),
+        dictionary("melnar-single-64-no-fingerprints", DictionaryUse::ONE_BY_ONE, WIDE, false),
         map<ShardedMap<AbslMap>>("absl-256", true),
         map<TbbMap>("tbb", true),
         map<CuckooMap>("libcuckoo", true),

@@ -180,7 +180,9 @@ void requireTexts(const Dictionary& dictionary, const TextList& texts, const std
 void measure(const TextList& texts, const uint8_t datatypeID, const bool isLast, Figures& figures) {
     PagePool::get().reset();
     {
-        Dictionary dictionary(MEMORY_LIMIT, Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS);
+        Dictionary dictionary(
+            {.m_memoryLimit = MEMORY_LIMIT,
+             .m_maximumNumberOfResources = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS});
         std::vector<uint64_t> resourceIDs(texts.getSize());
         std::vector<uint64_t> resourceIDsAgain(texts.getSize());
         figures.m_build += resolveAll(dictionary, texts, datatypeID, resourceIDs);
@@ -315,7 +317,9 @@ size_t measureWay(benchmark::State& state, const std::string& name, const std::s
     size_t bytes = 0;
     for (size_t round = 0; round < numberOfRounds; ++round) {
         PagePool::get().reset();
-        Dictionary dictionary(MEMORY_LIMIT, Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS);
+        Dictionary dictionary(
+            {.m_memoryLimit = MEMORY_LIMIT,
+             .m_maximumNumberOfResources = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS});
         DictionaryThread thread(dictionary);
         std::vector<uint64_t> resourceIDs(terms.size());
         std::vector<uint64_t> resourceIDsAgain(terms.size());

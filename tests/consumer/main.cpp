@@ -45,7 +45,7 @@ int main() {
     require(DictionaryDatatypeFactory::getFactory(uint8_t{200}) == nullptr, "an unknown ID has no factory");
     require(DictionaryDatatypeFactory::getFactory(std::string{"unknown"}) == nullptr, "nor has an unknown name");
 
-    Dictionary dictionary(size_t{256} << 20, 1'000'000);
+    Dictionary dictionary({.m_memoryLimit = size_t{256} << 20, .m_maximumNumberOfResources = 1'000'000});
     DictionaryThread thread(dictionary);
     const uint64_t resourceID = dictionary.resolveResource(thread, "Deutschland@de", RDF_PLAIN_LITERAL_ID);
     std::string lexicalForm;

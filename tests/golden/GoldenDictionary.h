@@ -92,7 +92,8 @@ public:
     }
 
     static std::unique_ptr<Dictionary> make(const Resources& resources, const uint64_t maximumNumberOfResources) {
-        auto dictionary = std::make_unique<Dictionary>(MEMORY_LIMIT, maximumNumberOfResources);
+        auto dictionary = std::make_unique<Dictionary>(
+            DictionaryOptions{.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = maximumNumberOfResources});
         DictionaryThread thread(*dictionary);
         Fate before = Fate::COMMITTED;
         for (const Resource& resource : resources) {

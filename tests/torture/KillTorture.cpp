@@ -113,7 +113,8 @@ private:
         require({"load", "a.nt", "-o", "a.dict", "--ids", "a.npy", "--threads", "1"});
         require({"encode", "--as", "iri", "a.nt", "-d", "a.dict", "-o", "encoded.nt"});
         // With IDs withdrawn, so that a compaction has something to do.
-        Dictionary dictionary(MEMORY_LIMIT, MAXIMUM_NUMBER_OF_RESOURCES);
+        Dictionary dictionary(
+            {.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = MAXIMUM_NUMBER_OF_RESOURCES});
         {
             DictionaryThread thread(dictionary);
             for (size_t number = 0; number < 2 * LITERALS; ++number) {

@@ -95,13 +95,14 @@ uint64_t check(const Dictionary& dictionary, const uint64_t numberOfResources) {
 void checkLargeDictionary(const size_t gibibytes, const std::string& folder) {
     const std::string fileName = folder + "/large.dict";
     const size_t memoryLimit = (gibibytes + 1) * GIBIBYTE;
-    auto dictionary = std::make_unique<Dictionary>(memoryLimit, MAXIMUM_NUMBER_OF_RESOURCES);
+    auto dictionary = std::make_unique<Dictionary>(
+        DictionaryOptions{.m_memoryLimit = memoryLimit, .m_maximumNumberOfResources = MAXIMUM_NUMBER_OF_RESOURCES});
     const uint64_t numberOfResources = fill(*dictionary, gibibytes * GIBIBYTE);
     dictionary->save(fileName);
     dictionary.reset();
     const uint64_t fileBytes = std::filesystem::file_size(fileName);
 
-    dictionary = Dictionary::open(fileName, memoryLimit);
+    dictionary = Dictionary::open(fileName, {.m_memoryLimit = memoryLimit});
     std::filesystem::remove(fileName);
     const uint64_t beyond = check(*dictionary, numberOfResources);
     require(beyond != 0, "some resources lie beyond 4 GiB");

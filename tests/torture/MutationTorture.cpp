@@ -68,7 +68,8 @@ struct SoundFile {
 
 /// Texts that would do something to a terminal, or are no UTF-8.
 std::unique_ptr<Dictionary> makeSpeakingDictionary() {
-    auto dictionary = std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, NARROW);
+    auto dictionary = std::make_unique<Dictionary>(
+        DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
     DictionaryThread thread(*dictionary);
     for (const char* const text : {"sound", "\xFF\x1B[2J", "\x1B]0;title\x07", "\xC2\x9B", "\x7F", "\n\r\t\"\\"}) {
         dictionary->resolveResource(thread, text, D_XSD_STRING);

@@ -89,7 +89,8 @@ TEST_F(ToolTortureTest, aChangedDictionaryThatIsBelievedIsFound) {
         try {
             return openDictionaryBytes(bytes);
         } catch (const MelnarException&) {
-            auto dictionary = std::make_unique<Dictionary>(size_t(4) << 20, 100);
+            auto dictionary = std::make_unique<Dictionary>(
+                DictionaryOptions{.m_memoryLimit = size_t(4) << 20, .m_maximumNumberOfResources = 100});
             DictionaryThread thread(*dictionary);
             dictionary->resolveResource(thread, "believed", D_XSD_STRING);
             return dictionary;

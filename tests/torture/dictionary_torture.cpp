@@ -130,10 +130,11 @@ void tell(const int pipe, const uint64_t state, const bool isSaved) {
 
 /// The child: goes on from the state in the file for ever.
 [[noreturn]] void changeAndSave(const Mode mode, const std::string& fileName, const int pipe) {
-    std::unique_ptr<Dictionary> dictionary = Dictionary::open(fileName, MEMORY_LIMIT);
+    std::unique_ptr<Dictionary> dictionary = Dictionary::open(fileName, {.m_memoryLimit = MEMORY_LIMIT});
     for (uint64_t state = getState(mode, *dictionary) + 1;; ++state) {
         if (mode == Mode::SAVE && getOldestState(mode, state) == state)
-            dictionary = std::make_unique<Dictionary>(MEMORY_LIMIT, MAXIMUM_NUMBER_OF_RESOURCES);
+            dictionary = std::make_unique<Dictionary>(DictionaryOptions{
+                .m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = MAXIMUM_NUMBER_OF_RESOURCES});
         addState(*dictionary, state);
         tell(pipe, state, false);
         if (mode == Mode::COMPACT) {
@@ -153,7 +154,8 @@ public:
     Torture(const Mode mode, const std::string& folder, const uint32_t seed)
         : m_mode(mode), m_fileName(folder + "/tortured.dict"), m_random(seed), m_saved(0) {
         std::filesystem::remove(m_fileName);
-        Dictionary(MEMORY_LIMIT, MAXIMUM_NUMBER_OF_RESOURCES).save(m_fileName);
+        Dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = MAXIMUM_NUMBER_OF_RESOURCES})
+            .save(m_fileName);
     }
 
     void kill() {
@@ -220,7 +222,7 @@ public:
 
 private:
     void checkFile(const uint64_t begun) {
-        const uint64_t state = getState(m_mode, *Dictionary::open(m_fileName, MEMORY_LIMIT));
+        const uint64_t state = getState(m_mode, *Dictionary::open(m_fileName, {.m_memoryLimit = MEMORY_LIMIT}));
         ++m_verified;
         if (state == m_saved)
             ++m_oldStates;

@@ -6,11 +6,10 @@
 #include <vector>
 
 RankDictionary::RankDictionary(const Ranks& ranks, const std::string& folderName, const ShardManifest& manifest,
-                               const size_t memoryLimit, const DictionaryOptions& options)
+                               const DictionaryOptions& options)
     : m_ranks(ranks),
-      m_dictionary(folderName.empty()
-                       ? std::make_unique<ShardedDictionary>(memoryLimit)
-                       : ShardedDictionary::open(folderName, selectOwn(ranks, manifest), memoryLimit, options)) {}
+      m_dictionary(folderName.empty() ? std::make_unique<ShardedDictionary>(options)
+                                      : ShardedDictionary::open(folderName, selectOwn(ranks, manifest), options)) {}
 
 std::string RankDictionary::toBytes(const ShardManifest& manifest) {
     MemoryOutputStream output;

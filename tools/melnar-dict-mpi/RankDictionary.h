@@ -22,8 +22,8 @@
 class RankDictionary : private Unmovable {
 public:
     /// A new dictionary, or that of a manifest in a folder.
-    RankDictionary(const Ranks& ranks, const std::string& folderName, const ShardManifest& manifest, size_t memoryLimit,
-                   const DictionaryOptions& options = {});
+    RankDictionary(const Ranks& ranks, const std::string& folderName, const ShardManifest& manifest,
+                   const DictionaryOptions& options);
 
     /// Manifests on their way from rank to rank.
     static std::string toBytes(const ShardManifest& manifest);

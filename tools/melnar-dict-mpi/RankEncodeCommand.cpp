@@ -125,8 +125,8 @@ void RankEncode::open() {
     manifest = m_ranks.broadcast(std::move(manifest));
     std::string fileName;
     m_ranks.perform([&] {
-        m_dictionary.emplace(m_ranks, m_options.m_dictionaryName, RankDictionary::fromBytes(manifest), dictionaryLimit,
-                             DictionaryOptions{.m_canGrow = false});
+        m_dictionary.emplace(m_ranks, m_options.m_dictionaryName, RankDictionary::fromBytes(manifest),
+                             DictionaryOptions{.m_memoryLimit = dictionaryLimit, .m_canGrow = false});
         if (!m_first)
             return;
         m_first->m_output.open();

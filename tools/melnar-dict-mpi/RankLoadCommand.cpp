@@ -186,7 +186,7 @@ void RankLoad::begin() {
     m_ranks.perform([&] {
         m_manifest = RankDictionary::fromBytes(bytes);
         m_work = LoadWork::parse(std::exchange(m_manifest.m_work, {}));
-        m_dictionary.emplace(m_ranks, m_openedName, m_manifest, m_dictionaryLimit);
+        m_dictionary.emplace(m_ranks, m_openedName, m_manifest, DictionaryOptions{.m_memoryLimit = m_dictionaryLimit});
         if (m_options.m_blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS)
             m_options.m_blankNodes.m_firstDocument = m_manifest.m_nextDocument;
         m_rows.emplace(m_folderName, m_ranks, m_work.m_bytesOfRowFiles);
@@ -201,8 +201,9 @@ void RankLoad::begin() {
 void RankLoad::findBeginning() {
     std::ostream& notes = m_options.m_feedback.getNoteOutput(m_errorOutput);
     m_openedName = m_options.m_intoName;
-    m_manifest = m_openedName.empty() ? ShardedDictionary(m_dictionaryLimit).getManifest()
-                                      : ShardedDictionary::open(m_openedName, m_dictionaryLimit)->getManifest();
+    m_manifest = m_openedName.empty()
+                     ? ShardedDictionary({.m_memoryLimit = m_dictionaryLimit}).getManifest()
+                     : ShardedDictionary::open(m_openedName, {.m_memoryLimit = m_dictionaryLimit})->getManifest();
     m_firstNumber = m_manifest.getNumberOfResources();
     m_numberOfResources.store(m_firstNumber, std::memory_order_relaxed);
     m_work.m_task =

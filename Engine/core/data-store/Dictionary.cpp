@@ -23,7 +23,10 @@ constexpr long LINE_MALFORMED_RESOURCE = 181;
 constexpr long LINE_RESOURCE_NOT_FOUND = 185;
 
 // Address space for the data pool is reserved up to here, however large the memory limit is.
-constexpr size_t LARGEST_DATA_POOL = size_t(1) << 44;
+constexpr size_t LARGEST_DATA_POOL = DictionaryOptions::NO_MEMORY_LIMIT;
+
+// No resource takes less: 9 bytes of offset and datatype, 4 / 0.7 of bucket, 2 of chunk.
+constexpr size_t SMALLEST_RESOURCE = 16;
 
 static_assert(9 * (Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES + 1) + LARGEST_DATA_POOL < uint64_t(1) << 47,
               "the largest dictionary fits into the address space");
@@ -32,14 +35,6 @@ static_assert(Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS + 1 ==
                   DatatypePolicy<uint32_t>::BUCKET_IN_PROGRESS,
               "no resource ID of a narrow bucket may be a marker");
 static_assert(Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES < DatatypePolicy<uint64_t>::BUCKET_IN_PROGRESS);
-
-uint64_t checkMaximumNumberOfResources(const uint64_t maximumNumberOfResources) {
-    if (maximumNumberOfResources > Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES)
-        throw MelnarException(SOURCE_FILE, LINE_MAXIMUM_TOO_LARGE, MelnarException::NO_CAUSES,
-                              "A dictionary can hold at most ", Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES,
-                              " resources, but was asked to hold ", maximumNumberOfResources, ".");
-    return maximumNumberOfResources;
-}
 
 const Prefixes& getNoPrefixes() {
     static const Prefixes s_noPrefixes;
@@ -72,16 +67,27 @@ Dictionary::Capacity Dictionary::getLargestCapacity(const size_t memoryLimit,
     return {maximumNumberOfResources, std::min(memoryLimit, LARGEST_DATA_POOL)};
 }
 
-Dictionary::Dictionary(const size_t memoryLimit, const uint64_t maximumNumberOfResources,
-                       const DictionaryOptions& options)
-    : Dictionary(memoryLimit, checkMaximumNumberOfResources(maximumNumberOfResources), options,
-                 options.m_canGrow ? getLargestCapacity(memoryLimit, maximumNumberOfResources) : Capacity{0, 0}) {}
+uint64_t Dictionary::getMaximumNumberOfResources(const DictionaryOptions& options) {
+    if (options.m_maximumNumberOfResources == DictionaryOptions::AS_MANY_AS_FIT)
+        return std::min<uint64_t>(options.m_memoryLimit / SMALLEST_RESOURCE,
+                                  LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS);
+    if (options.m_maximumNumberOfResources > LARGEST_MAXIMUM_NUMBER_OF_RESOURCES)
+        throw MelnarException(SOURCE_FILE, LINE_MAXIMUM_TOO_LARGE, MelnarException::NO_CAUSES,
+                              "A dictionary can hold at most ", LARGEST_MAXIMUM_NUMBER_OF_RESOURCES,
+                              " resources, but was asked to hold ", options.m_maximumNumberOfResources, ".");
+    return options.m_maximumNumberOfResources;
+}
 
-Dictionary::Dictionary(const size_t memoryLimit, const uint64_t maximumNumberOfResources,
-                       const DictionaryOptions& options, const Capacity& capacity)
-    : m_maximumNumberOfResources(maximumNumberOfResources), m_memoryManager(memoryLimit, options.m_sharedMemory),
-      m_nextResourceID(1), m_commitPoint(1), m_resourceDataOffsets(m_memoryManager), m_resourceFlags(m_memoryManager),
-      m_dataPool(m_memoryManager) {
+Dictionary::Dictionary(const DictionaryOptions& options)
+    : Dictionary(options, getMaximumNumberOfResources(options),
+                 options.m_canGrow ? getLargestCapacity(options.m_memoryLimit, getMaximumNumberOfResources(options))
+                                   : Capacity{0, 0}) {}
+
+Dictionary::Dictionary(const DictionaryOptions& options, const uint64_t maximumNumberOfResources,
+                       const Capacity& capacity)
+    : m_maximumNumberOfResources(maximumNumberOfResources),
+      m_memoryManager(options.m_memoryLimit, options.m_sharedMemory), m_nextResourceID(1), m_commitPoint(1),
+      m_resourceDataOffsets(m_memoryManager), m_resourceFlags(m_memoryManager), m_dataPool(m_memoryManager) {
     // Index 0 belongs to no resource. The regions' capacity is what keeps resource IDs within the maximum.
     m_resourceDataOffsets.initialize(capacity.m_numberOfResources + 1);
     m_resourceFlags.initialize(capacity.m_numberOfResources + 1);
@@ -445,8 +451,7 @@ void Dictionary::save(FileLock& lock) const {
     output.commit();
 }
 
-std::unique_ptr<Dictionary> Dictionary::open(const std::string& fileName, const size_t memoryLimit,
-                                             const DictionaryOptions& options) {
+std::unique_ptr<Dictionary> Dictionary::open(const std::string& fileName, const DictionaryOptions& options) {
     FileInputStream input(fileName);
-    return DictionaryFile::read(input, memoryLimit, options);
+    return DictionaryFile::read(input, options);
 }

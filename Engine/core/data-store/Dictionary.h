@@ -64,10 +64,9 @@ public:
     /// The largest number of resources with which the hash tables get by with 4 bytes a bucket instead of 8.
     static constexpr uint64_t LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS = 0xFFFFFFFD;
 
-    /// An empty dictionary that uses at most `memoryLimit` bytes and holds at most `maximumNumberOfResources`
-    /// resources, withdrawn ones included. Reserves address space for them, 9 bytes a resource and one byte a byte of
-    /// the limit, unless the options say otherwise; memory is taken as it is needed.
-    Dictionary(size_t memoryLimit, uint64_t maximumNumberOfResources, const DictionaryOptions& options = {});
+    /// Makes an empty dictionary. Reserves address space, 9 bytes a resource and one byte a byte of the memory limit,
+    /// unless the options say otherwise; memory is taken as it is needed.
+    explicit Dictionary(const DictionaryOptions& options);
     ~Dictionary();
 
     /// The ID of a literal; creates the resource when there is none. For D_RDF_PLAIN_LITERAL the lexical form is text,
@@ -187,19 +186,18 @@ public:
     /// name of the lock's target, and holds it until the file is saved, undoes no other writer's work:
     ///
     ///     FileLock lock("strings.dict");
-    ///     const auto dictionary = Dictionary::open(lock.getTarget().getName(), memoryLimit);
+    ///     const auto dictionary = Dictionary::open(lock.getTarget().getName(), options);
     ///     ...
     ///     dictionary->save(lock);
     void save(FileLock& lock) const;
 
-    /// The dictionary that a file holds, with a memory limit of its own. MelnarException names file, section and
+    /// The dictionary that a file holds, with limits of its own. MelnarException names file, section and
     /// finding when the file is not a sound dictionary: checksums, and all that could make the dictionary read out of
     /// bounds, probe for ever or give an ID twice. Whoever knows the format can write right checksums over wrong
     /// contents. Then open does not see that a literal is found under another ID or not at all, or that a language tag
     /// is malformed: verify does. Texts may be any bytes, here as when they are resolved, UTF-8 or not; those who print
     /// them must look.
-    static std::unique_ptr<Dictionary> open(const std::string& fileName, size_t memoryLimit,
-                                            const DictionaryOptions& options = {});
+    static std::unique_ptr<Dictionary> open(const std::string& fileName, const DictionaryOptions& options = {});
 
     /// Decides whether a resource survives a compaction. The value is as getResource gives it.
     using SurvivesCompaction = std::function<bool(uint64_t, const ResourceValue&)>;
@@ -269,9 +267,9 @@ private:
         size_t m_dataPoolBytes;
     };
 
-    Dictionary(size_t memoryLimit, uint64_t maximumNumberOfResources, const DictionaryOptions& options,
-               const Capacity& capacity);
+    Dictionary(const DictionaryOptions& options, uint64_t maximumNumberOfResources, const Capacity& capacity);
 
+    static uint64_t getMaximumNumberOfResources(const DictionaryOptions& options);
     static Capacity getLargestCapacity(size_t memoryLimit, uint64_t maximumNumberOfResources) noexcept;
     const Server& getServer(uint8_t datatypeID) const;
     uint8_t getDatatypeID(uint64_t resourceID) const noexcept;

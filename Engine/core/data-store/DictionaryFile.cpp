@@ -211,17 +211,17 @@ void DictionaryFile::readDatatypes(const Dictionary& dictionary, const uint32_t 
         reportOtherDatatypes();
 }
 
-std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const size_t memoryLimit,
-                                                 const DictionaryOptions& options) {
+std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const DictionaryOptions& options) {
     SectionInputStream sections(input, SectionFormat::DICTIONARY);
     const Header header = readHeader(sections);
-    Dictionary::Capacity capacity = Dictionary::getLargestCapacity(memoryLimit, header.m_maximumNumberOfResources);
+    Dictionary::Capacity capacity =
+        Dictionary::getLargestCapacity(options.m_memoryLimit, header.m_maximumNumberOfResources);
     if (!options.m_canGrow)
         capacity = {header.m_nextResourceID - 1, std::min<size_t>(capacity.m_dataPoolBytes, header.m_dataPoolBytes)};
     // Fingerprints come last, so that none of what is read must make do without the memory that they take.
     std::unique_ptr<Dictionary> dictionary(new Dictionary(
-        memoryLimit, header.m_maximumNumberOfResources,
-        DictionaryOptions{.m_keepFingerprints = false, .m_sharedMemory = options.m_sharedMemory}, capacity));
+        {.m_memoryLimit = options.m_memoryLimit, .m_keepFingerprints = false, .m_sharedMemory = options.m_sharedMemory},
+        header.m_maximumNumberOfResources, capacity));
     const auto numberOfIndispensable = static_cast<size_t>(std::ranges::count_if(
         dictionary->m_datatypes, [](const Dictionary::Datatype& datatype) { return datatype.m_datatype->isInUse(); }));
     if (header.m_numberOfDatatypes < numberOfIndispensable ||

@@ -33,7 +33,7 @@ public:
 
     /// Also enters the state that is written into the dictionary's history.
     static void write(const Dictionary& dictionary, OutputStream& output);
-    static std::unique_ptr<Dictionary> read(InputStream& input, size_t memoryLimit, const DictionaryOptions& options);
+    static std::unique_ptr<Dictionary> read(InputStream& input, const DictionaryOptions& options);
 
 private:
     using DatatypeIDs = std::bitset<NUMBER_OF_DATATYPE_IDS>;

@@ -1,12 +1,32 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 class MemoryManager;
 
-/// What a dictionary may do beside its contents. Options change no ID and are not saved. Near the memory limit they may
-/// change where in the data pool a string lies.
+/// How a dictionary is made or opened: its limits, and what it may do beside its contents. Options change no ID and, but
+/// for the largest number of resources, are not saved. Near the memory limit they may change where in the data pool a
+/// string lies.
+///
+///     Dictionary dictionary({.m_memoryLimit = size_t(4) << 30});
 struct DictionaryOptions {
+    /// No address space has room for more.
+    static constexpr size_t NO_MEMORY_LIMIT = size_t(1) << 44;
+
+    static constexpr uint64_t AS_MANY_AS_FIT = ~uint64_t(0);
+
+    /// Bytes that the dictionary may commit: terms, hash tables and all that grows with them. Outside the limit are about
+    /// 35 KiB for each datatype object, what an operation needs while it runs (its contract says so where that grows with
+    /// the dictionary), and the exceptions that it throws. Of a ShardedDictionary, all shards have it together.
+    size_t m_memoryLimit = NO_MEMORY_LIMIT;
+
+    /// How many resources there may be, withdrawn ones included; address space is reserved for them, 9 bytes each.
+    /// AS_MANY_AS_FIT is what the memory limit has room for, and at most
+    /// Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS. Of a ShardedDictionary, each shard may have so many.
+    /// A file that is opened has its own.
+    uint64_t m_maximumNumberOfResources = AS_MANY_AS_FIT;
+
     /// Whether hash tables keep a byte of hash for each bucket, as long as the memory limit has room for it. Lookups of
     /// absent literals are several times faster then.
     bool m_keepFingerprints = true;

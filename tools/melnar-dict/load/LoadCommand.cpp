@@ -63,11 +63,12 @@ std::unique_ptr<Dictionary> openDictionary(const LoadOptions& options, const std
                                            const size_t dictionaryLimit, MessageOutput& messages) {
     if (intoName.empty())
         return std::make_unique<Dictionary>(
-            dictionaryLimit,
-            options.m_maximumNumberOfResources.value_or(Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS));
+            DictionaryOptions{.m_memoryLimit = dictionaryLimit,
+                              .m_maximumNumberOfResources = options.m_maximumNumberOfResources.value_or(
+                                  Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS)});
     const ProgressReporter progress(messages, options.m_feedback.getProgressMode(),
                                     "opening '" + toPrintable(options.m_intoName) + "'");
-    return Dictionary::open(intoName, dictionaryLimit);
+    return Dictionary::open(intoName, {.m_memoryLimit = dictionaryLimit});
 }
 
 /// How terms are loaded; begins the rows, if there are any.

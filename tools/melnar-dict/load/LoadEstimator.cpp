@@ -76,7 +76,8 @@ DictionarySize predictSizeOfShards(const DictionaryContents& contents) {
 
 LoadEstimator::LoadEstimator(const Settings& settings)
     : m_settings(settings),
-      m_dictionary(settings.m_memoryLimit, Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS) {
+      m_dictionary({.m_memoryLimit = settings.m_memoryLimit,
+                    .m_maximumNumberOfResources = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS}) {
     if (!m_settings.m_loadsOnlyStrings)
         m_resolver.emplace(
             m_dictionary, DictionaryResolver::Settings{.m_isLenient = true, .m_order = DictionaryResolver::Order::ANY});

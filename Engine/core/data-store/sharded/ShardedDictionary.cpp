@@ -155,10 +155,11 @@ void countTerms(const std::span<const BatchEntry> entries, std::map<uint8_t, Sha
 std::unique_ptr<Dictionary> makeCanonicalCopy(const Dictionary& source, MemoryManager& memory,
                                               std::map<uint8_t, ShardManifest::Terms>& termsByDatatype) {
     const ThreadContextLoan loan;
-    DictionaryOptions options;
-    options.m_largestNumberOfCollisions = DictionaryOptions::NO_COLLISION_LIMIT; // the source has them
-    options.m_sharedMemory = &memory;
-    auto copy = std::make_unique<Dictionary>(memory.getReservedBytes(), source.getMaximumNumberOfResources(), options);
+    auto copy = std::make_unique<Dictionary>(
+        DictionaryOptions{.m_memoryLimit = memory.getReservedBytes(),
+                          .m_maximumNumberOfResources = source.getMaximumNumberOfResources(),
+                          .m_largestNumberOfCollisions = DictionaryOptions::NO_COLLISION_LIMIT, // the source has them
+                          .m_sharedMemory = &memory});
     {
         DictionaryThread thread(*copy);
         std::vector<BatchFailure> failures;
@@ -311,43 +312,47 @@ void forEachShardNumber(const size_t numberOfThreads, const Action& action) {
 
 } // namespace
 
-ShardedDictionary::ShardedDictionary(const size_t memoryLimit, const uint64_t maximumNumberOfResourcesOfShard)
-    : ShardedDictionary(memoryLimit, "", makeManifest(maximumNumberOfResourcesOfShard), {}) {}
+ShardedDictionary::ShardedDictionary(const DictionaryOptions& options)
+    : ShardedDictionary("",
+                        makeManifest(options.m_maximumNumberOfResources == DictionaryOptions::AS_MANY_AS_FIT
+                                         ? MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD
+                                         : options.m_maximumNumberOfResources),
+                        options) {}
 
-ShardedDictionary::ShardedDictionary(const size_t memoryLimit, std::string folderName, ShardManifest manifest,
-                                     const DictionaryOptions& options)
-    : m_memoryManager(memoryLimit, options.m_sharedMemory),
+ShardedDictionary::ShardedDictionary(std::string folderName, ShardManifest manifest, const DictionaryOptions& options)
+    : m_memoryManager(options.m_memoryLimit, options.m_sharedMemory),
       m_maximumNumberOfResourcesOfShard(checkMaximumNumberOfResources(manifest.m_maximumNumberOfResourcesOfShard)),
       m_options([&] {
           DictionaryOptions ofShards = options;
+          ofShards.m_memoryLimit = std::min(options.m_memoryLimit, LARGEST_MEMORY_OF_SHARD);
+          ofShards.m_maximumNumberOfResources = m_maximumNumberOfResourcesOfShard;
           ofShards.m_sharedMemory = &m_memoryManager;
           return ofShards;
       }()),
-      m_noResources(MEMORY_OF_NO_RESOURCES, 0, {.m_keepFingerprints = false, .m_canGrow = false}),
+      m_noResources({.m_memoryLimit = MEMORY_OF_NO_RESOURCES,
+                     .m_maximumNumberOfResources = 0,
+                     .m_keepFingerprints = false,
+                     .m_canGrow = false}),
       m_folderName(std::move(folderName)), m_manifest(std::move(manifest)) {
     m_history.assign(DictionaryHistory::Contents(m_manifest.m_history));
 }
 
 ShardedDictionary::~ShardedDictionary() = default;
 
-std::unique_ptr<ShardedDictionary> ShardedDictionary::open(const std::string& folderName, const size_t memoryLimit,
+std::unique_ptr<ShardedDictionary> ShardedDictionary::open(const std::string& folderName,
                                                            const DictionaryOptions& options) {
-    return open(folderName, readManifest(folderName), memoryLimit, options);
+    return open(folderName, readManifest(folderName), options);
 }
 
 std::unique_ptr<ShardedDictionary> ShardedDictionary::open(const std::string& folderName, ShardManifest manifest,
-                                                           const size_t memoryLimit, const DictionaryOptions& options) {
+                                                           const DictionaryOptions& options) {
     // Shards are opened later, when the name may lead elsewhere.
-    return std::unique_ptr<ShardedDictionary>(new ShardedDictionary(
-        memoryLimit, TargetFile(getManifestName(folderName)).getFolderName(), std::move(manifest), options));
+    return std::unique_ptr<ShardedDictionary>(
+        new ShardedDictionary(TargetFile(getManifestName(folderName)).getFolderName(), std::move(manifest), options));
 }
 
 bool ShardedDictionary::isFolder(const std::string& folderName) {
     return exists(getManifestName(folderName));
-}
-
-size_t ShardedDictionary::getMemoryLimitOfShard() const noexcept {
-    return std::min(m_memoryManager.getReservedBytes(), LARGEST_MEMORY_OF_SHARD);
 }
 
 /// Null unless the shard is in memory.
@@ -382,11 +387,8 @@ Dictionary* ShardedDictionary::findOrOpenShard(const uint32_t shard) const {
 Dictionary& ShardedDictionary::getOrMakeShard(const uint32_t shard) {
     if (Dictionary* const dictionary = findOrOpenShard(shard))
         return *dictionary;
-    return publishShard(shard, [&] {
-        return m_memoryManager.withReclaim([&] {
-            return std::make_unique<Dictionary>(getMemoryLimitOfShard(), m_maximumNumberOfResourcesOfShard, m_options);
-        });
-    });
+    return publishShard(
+        shard, [&] { return m_memoryManager.withReclaim([&] { return std::make_unique<Dictionary>(m_options); }); });
 }
 
 const Dictionary& ShardedDictionary::getShardInMemory(const uint32_t shard) const noexcept {
@@ -433,7 +435,7 @@ std::unique_ptr<Dictionary> ShardedDictionary::openFile(const std::string& folde
                                                         const ShardManifest::Shard& expected) const {
     const std::string fileName = folderName + '/' + ShardManifest::getFileName(shard, expected.m_identity);
     std::unique_ptr<Dictionary> dictionary =
-        m_memoryManager.withReclaim([&] { return Dictionary::open(fileName, getMemoryLimitOfShard(), m_options); });
+        m_memoryManager.withReclaim([&] { return Dictionary::open(fileName, m_options); });
     if (dictionary->getHistory().getIdentity() != expected.m_identity ||
         dictionary->getMaximumNumberOfResources() != m_maximumNumberOfResourcesOfShard ||
         dictionary->getNextResourceID() != expected.m_numberOfResources + 1 ||

@@ -61,18 +61,17 @@ public:
     static constexpr uint64_t MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD = uint64_t(1) << 30;
     static constexpr size_t LARGEST_MEMORY_OF_SHARD = size_t(1) << 36;
 
-    /// An empty dictionary. A saved one has its largest number of resources of a shard in its files.
-    explicit ShardedDictionary(size_t memoryLimit,
-                               uint64_t maximumNumberOfResourcesOfShard = MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD);
+    /// An empty dictionary. AS_MANY_AS_FIT stands for MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD.
+    explicit ShardedDictionary(const DictionaryOptions& options);
     ~ShardedDictionary();
 
     /// The dictionary that a folder holds.
-    static std::unique_ptr<ShardedDictionary> open(const std::string& folderName, size_t memoryLimit,
+    static std::unique_ptr<ShardedDictionary> open(const std::string& folderName,
                                                    const DictionaryOptions& options = {});
 
     /// The dictionary of another manifest than the folder's own, whose files the folder has, too.
     static std::unique_ptr<ShardedDictionary> open(const std::string& folderName, ShardManifest manifest,
-                                                   size_t memoryLimit, const DictionaryOptions& options = {});
+                                                   const DictionaryOptions& options = {});
 
     /// Whether there is a folder of this name with a manifest, sound or not.
     static bool isFolder(const std::string& folderName);
@@ -185,8 +184,7 @@ public:
 private:
     friend class ShardedDictionaryThread;
 
-    ShardedDictionary(size_t memoryLimit, std::string folderName, ShardManifest manifest,
-                      const DictionaryOptions& options);
+    ShardedDictionary(std::string folderName, ShardManifest manifest, const DictionaryOptions& options);
 
     /// A shard that is in memory is published, and stays.
     struct Slot {
@@ -203,7 +201,6 @@ private:
     std::unique_ptr<Dictionary> openShard(uint32_t shard) const;
     std::unique_ptr<Dictionary> openFile(const std::string& folderName, uint32_t shard,
                                          const ShardManifest::Shard& expected) const;
-    size_t getMemoryLimitOfShard() const noexcept;
     uint64_t getNumberOfResources(uint32_t shard) const noexcept;
     ShardManifest::Shard saveShard(uint32_t shard, const std::string& folderName) const;
     void removeRemains(const std::string& folderName) const noexcept;
@@ -212,7 +209,7 @@ private:
 
     mutable MemoryManager m_memoryManager; // of all shards, which reading operations may open
     const uint64_t m_maximumNumberOfResourcesOfShard;
-    const DictionaryOptions m_options;
+    const DictionaryOptions m_options; // of each shard
 
     mutable std::array<Slot, ShardLayout::NUMBER_OF_SHARDS> m_slots;
 

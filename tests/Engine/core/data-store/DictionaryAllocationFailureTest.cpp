@@ -44,7 +44,9 @@ size_t failEachAllocation(const Operation& operation, const Check& check) {
 class DictionaryAllocationFailureTest : public testing::TestWithParam<DictionaryContents> {
 protected:
     DictionaryAllocationFailureTest()
-        : m_dictionary(TEST_MEMORY_LIMIT, GetParam().m_maximumNumberOfResources), m_thread(m_dictionary) {
+        : m_dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT,
+                        .m_maximumNumberOfResources = GetParam().m_maximumNumberOfResources}),
+          m_thread(m_dictionary) {
         for (size_t number = 0; number < 3000; ++number)
             GetParam().resolve(m_dictionary, m_thread, number);
         m_dictionary.commit();
@@ -151,7 +153,7 @@ TEST_P(DictionaryAllocationFailureTest, openingLeavesTheFileAndNoAddressSpace) {
     SystemCallFaults reservations(SystemCallFaults::Call::MMAP);
     SystemCallFaults releases(SystemCallFaults::Call::MUNMAP);
     const size_t thrown =
-        failEachAllocation([&] { copy = Dictionary::open(path, TEST_MEMORY_LIMIT); },
+        failEachAllocation([&] { copy = Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT}); },
                            [&](const bool isThrown) {
                                if (isThrown)
                                    EXPECT_EQ(reservations.getNumberOfCalls(), releases.getNumberOfCalls());

@@ -60,7 +60,7 @@ TEST_P(DictionaryBatchReasonTest, aLiteralThatIsNoneOfItsDatatypeIsRefused) {
 }
 
 TEST_P(DictionaryBatchReasonTest, aFullDictionaryIsALimit) {
-    Dictionary full(TEST_MEMORY_LIMIT, 1);
+    Dictionary full({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = 1});
     const std::vector<BatchFailure> failures = resolve(full, {{"word", 0, m_small},
                                                               {"other", 0, m_small},
                                                               {"Refused", 0, m_small},
@@ -74,7 +74,7 @@ TEST_P(DictionaryBatchReasonTest, aFullDictionaryIsALimit) {
 }
 
 TEST_P(DictionaryBatchReasonTest, theMemoryLimitIsALimit) {
-    Dictionary small(size_t(256) << 10, m_maximum);
+    Dictionary small({.m_memoryLimit = size_t(256) << 10, .m_maximumNumberOfResources = m_maximum});
     const std::string word(size_t(300) << 10, 'a');
     const std::vector<BatchFailure> failures =
         resolve(small, {{word, 0, m_small}, {word, 0, D_XSD_STRING}, {"word", 0, m_small}, {"a", 0, D_XSD_STRING}});

@@ -98,7 +98,7 @@ size_t readNewest(const Dictionary& dictionary, const uint64_t commitPoint, cons
 /// alone, every second round is committed and the others are rolled back.
 void resolveLookUpCommitAndRollBack(const uint64_t maximumNumberOfResources, const size_t numberOfThreads,
                                     const bool hasTerms) {
-    Dictionary dictionary(MEMORY_LIMIT, maximumNumberOfResources);
+    Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = maximumNumberOfResources});
     const size_t bucketsBefore = getNumberOfBuckets(dictionary);
     const auto deadline = getStressDeadline();
     std::minstd_rand random(1);

@@ -109,7 +109,8 @@ OwnedLiteral makeLiteral(const uint32_t number) {
 class DictionaryBatchTest : public testing::TestWithParam<uint64_t> {
 protected:
     static OpenDictionary makeDictionary() {
-        return OpenDictionary(std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, GetParam()));
+        return OpenDictionary(std::make_unique<Dictionary>(
+            DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()}));
     }
 
     /// What getResources says of some IDs is what getResource says of each.
@@ -331,8 +332,10 @@ class DictionaryBatchFailureTest : public testing::TestWithParam<bool> {};
 
 TEST_P(DictionaryBatchFailureTest, theResourcesBeyondTheMaximumAreRefusedAndTheRestIsKept) {
     for (const uint64_t maximum : {uint64_t(0), uint64_t(3), uint64_t(GROUP), uint64_t(700)}) {
-        OpenDictionary batch(std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, maximum));
-        OpenDictionary single(std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, maximum));
+        OpenDictionary batch(std::make_unique<Dictionary>(
+            DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = maximum}));
+        OpenDictionary single(std::make_unique<Dictionary>(
+            DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = maximum}));
         const OwnedLiterals literals = makeLiterals(800, GetParam());
         const BatchAnswers answers = batch.resolveAtOnce(literals);
         EXPECT_EQ(literals.size() - maximum, answers.m_failures.size());
@@ -354,7 +357,8 @@ TEST_P(DictionaryBatchFailureTest, everyMemoryLimitIsRefusedCleanly) {
             ASSERT_LT(memoryLimit, size_t(8) << 20) << "the literals never fit";
             std::unique_ptr<Dictionary> empty;
             try {
-                empty = std::make_unique<Dictionary>(memoryLimit, maximumNumberOfResources);
+                empty = std::make_unique<Dictionary>(DictionaryOptions{
+                    .m_memoryLimit = memoryLimit, .m_maximumNumberOfResources = maximumNumberOfResources});
             } catch (const MemoryExhaustedException&) {
                 continue;
             }
@@ -392,7 +396,8 @@ TEST(DictionaryBatchAllocationFailureTest, anyAllocationMayFail) {
     for (bool hasFailed = true; hasFailed; ++allowed) {
         SCOPED_TRACE(testing::Message() << allowed << " allocations");
         ASSERT_LT(allowed, 1000u);
-        OpenDictionary dictionary(std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, NARROW));
+        OpenDictionary dictionary(std::make_unique<Dictionary>(
+            DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW}));
         std::vector<BatchEntry> entries = makeBatch(literals);
         std::vector<BatchFailure> failures;
         bool isEnded = false;

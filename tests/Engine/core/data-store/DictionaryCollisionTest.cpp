@@ -32,10 +32,12 @@ BatchAnswers resolve(Dictionary& dictionary, const OwnedLiterals& literals) {
 
 TEST(DictionaryCollisionSlowTest, strings4096OfOneHashAreNotTooMany) {
     const OwnedLiterals literals = makeColliding();
-    const std::pair<uint64_t, DictionaryOptions> choices[] = {
-        {NARROW, {}}, {WIDE, {.m_largestNumberOfCollisions = DictionaryOptions::NO_COLLISION_LIMIT}}};
-    for (const auto& [maximumNumberOfResources, options] : choices) {
-        Dictionary dictionary(TEST_MEMORY_LIMIT, maximumNumberOfResources, options);
+    const DictionaryOptions choices[] = {{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW},
+                                         {.m_memoryLimit = TEST_MEMORY_LIMIT,
+                                          .m_maximumNumberOfResources = WIDE,
+                                          .m_largestNumberOfCollisions = DictionaryOptions::NO_COLLISION_LIMIT}};
+    for (const DictionaryOptions& options : choices) {
+        Dictionary dictionary(options);
         EXPECT_TRUE(resolve(dictionary, literals).m_failures.empty());
         EXPECT_EQ(literals.size() + 1, dictionary.getNextResourceID());
         EXPECT_NO_THROW(dictionary.verify());
@@ -44,7 +46,8 @@ TEST(DictionaryCollisionSlowTest, strings4096OfOneHashAreNotTooMany) {
 
 TEST(DictionaryCollisionTest, theLimitIsThatOfTheOptions) {
     const OwnedLiterals literals = makeColliding();
-    Dictionary dictionary(TEST_MEMORY_LIMIT, NARROW, {.m_largestNumberOfCollisions = 100});
+    Dictionary dictionary(
+        {.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW, .m_largestNumberOfCollisions = 100});
     const BatchAnswers answers = resolve(dictionary, literals);
     EXPECT_EQ(literals.size() - 101, answers.m_failures.size());
     EXPECT_EQ(102u, dictionary.getNextResourceID());
@@ -57,7 +60,7 @@ TEST(DictionaryCollisionTest, theLimitIsThatOfTheOptions) {
 TEST(DictionaryCollisionSlowTest, aDictionaryThatIsReadKeepsItsStringsWhateverTheLimit) {
     const OwnedLiterals literals = makeColliding();
     const OwnedLiterals half(literals.begin(), literals.begin() + 2000);
-    Dictionary dictionary(TEST_MEMORY_LIMIT, NARROW);
+    Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
     const BatchAnswers answers = resolve(dictionary, half);
     EXPECT_TRUE(answers.m_failures.empty());
     const std::unique_ptr<Dictionary> copy =

@@ -46,7 +46,9 @@ Resources getCompacted(const Resources& before, const Dictionary::SurvivesCompac
 
 class DictionaryCompactionTest : public testing::TestWithParam<DictionaryContents> {
 protected:
-    DictionaryCompactionTest() : m_dictionary(TEST_MEMORY_LIMIT, GetParam().m_maximumNumberOfResources) {}
+    DictionaryCompactionTest()
+        : m_dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT,
+                        .m_maximumNumberOfResources = GetParam().m_maximumNumberOfResources}) {}
 
     static void resolveAll(Dictionary& dictionary, DictionaryThread& thread, const size_t begin, const size_t end) {
         for (size_t number = begin; number < end; ++number)

@@ -84,7 +84,7 @@ TEST_P(DictionaryDatatypesTest, batchesOfMixedRunsAreAnsweredAsOneAfterTheOther)
                                            makeLiteral(1)};
     std::vector<uint64_t> expected;
     std::vector<size_t> expectedFailures;
-    Dictionary model(TEST_MEMORY_LIMIT, m_maximum);
+    Dictionary model({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = m_maximum});
     DictionaryThread modelThread(model);
     for (const auto& [resourceID, literal] : known)
         model.resolveResource(modelThread, literal.second, literal.first);
@@ -284,11 +284,11 @@ TEST_P(DictionaryDatatypesTest, statisticsTellOfBothObjects) {
 INSTANTIATE_TEST_SUITE_P(WidthsAndIDs, DictionaryDatatypesTest, WIDTHS_AND_IDS, nameWidthAndIDs);
 
 TEST(DictionaryDatatypesRegistrationTest, aDictionaryHasTheDatatypesThatWereRegisteredWhenItWasMade) {
-    Dictionary before(TEST_MEMORY_LIMIT, NARROW);
+    Dictionary before({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
     std::string bytesOfBoth;
     {
         const WordDatatypeFactory factory(200, 201);
-        Dictionary both(TEST_MEMORY_LIMIT, NARROW);
+        Dictionary both({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
         DictionaryThread thread(both);
         EXPECT_EQ(1u, both.resolveResource(thread, "word", 200));
         DictionaryThread threadBefore(before);

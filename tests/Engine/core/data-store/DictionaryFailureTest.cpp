@@ -45,7 +45,9 @@ void expectExactly(const Dictionary& dictionary, const std::vector<uint64_t>& re
 
 TEST(DictionaryFailureTest, refusesAMaximumThatNoAddressSpaceHolds) {
     try {
-        const Dictionary dictionary(MEMORY_LIMIT, Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES + 1);
+        const Dictionary dictionary(
+            {.m_memoryLimit = MEMORY_LIMIT,
+             .m_maximumNumberOfResources = Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES + 1});
         FAIL() << "nothing thrown";
     } catch (const MelnarException& exception) {
         EXPECT_EQ("A dictionary can hold at most 8796093022208 resources, but was asked to hold 8796093022209.",
@@ -54,7 +56,8 @@ TEST(DictionaryFailureTest, refusesAMaximumThatNoAddressSpaceHolds) {
 }
 
 TEST(DictionaryFailureTest, theLargestMaximumAndTheLargestPoolFindTheirAddressSpace) {
-    Dictionary dictionary(size_t(1) << 60, Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES);
+    Dictionary dictionary({.m_memoryLimit = size_t(1) << 60,
+                           .m_maximumNumberOfResources = Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES});
     DictionaryThread thread(dictionary);
     EXPECT_EQ(1u, dictionary.resolveResource(thread, "text", D_XSD_STRING));
 }
@@ -66,7 +69,7 @@ TEST(DictionaryFailureTest, everyReservationThatIsRefusedIsReportedAndGivesTheOt
         const SystemCallFaults unmaps(SystemCallFaults::Call::MUNMAP);
         maps.failAfter(refused, ENOMEM, SystemCallFaults::Duration::ONCE);
         try {
-            const Dictionary dictionary(MEMORY_LIMIT, WIDE);
+            const Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = WIDE});
             break;
         } catch (const SystemCallException& exception) {
             EXPECT_STREQ("mmap", exception.getSystemCallName());
@@ -79,7 +82,7 @@ TEST(DictionaryFailureTest, everyReservationThatIsRefusedIsReportedAndGivesTheOt
 }
 
 TEST(DictionaryFailureTest, refusesTheResourceBeyondTheMaximumAndKeepsTheRest) {
-    Dictionary dictionary(MEMORY_LIMIT, 3);
+    Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = 3});
     DictionaryThread thread(dictionary);
     std::vector<uint64_t> resourceIDs;
     for (uint64_t number = 0; number < 3; ++number) {
@@ -99,7 +102,7 @@ TEST(DictionaryFailureTest, refusesTheResourceBeyondTheMaximumAndKeepsTheRest) {
 }
 
 TEST(DictionaryFailureTest, aDictionaryForNoResourcesRefusesTheFirst) {
-    Dictionary dictionary(MEMORY_LIMIT, 0);
+    Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = 0});
     DictionaryThread thread(dictionary);
     EXPECT_THROW(dictionary.resolveResource(thread, "", D_XSD_STRING), MelnarException);
     EXPECT_EQ(1u, dictionary.getNextResourceID());
@@ -108,7 +111,7 @@ TEST(DictionaryFailureTest, aDictionaryForNoResourcesRefusesTheFirst) {
 TEST(DictionaryFailureTest, exactlyTheMaximumIsCreatedByManyThreads) {
     constexpr uint64_t MAXIMUM = 5000;
     constexpr size_t THREADS = 8;
-    Dictionary dictionary(MEMORY_LIMIT, MAXIMUM);
+    Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = MAXIMUM});
     std::vector<std::set<uint64_t>> created(THREADS);
     std::vector<std::thread> threads;
     for (size_t threadIndex = 0; threadIndex < THREADS; ++threadIndex)
@@ -149,7 +152,8 @@ TEST(DictionaryFailureTest, everyMemoryLimitIsRefusedCleanly) {
             ASSERT_LT(memoryLimit, size_t(8) << 20) << "the literals never fit";
             std::vector<uint64_t> resourceIDs;
             try {
-                Dictionary dictionary(memoryLimit, maximumNumberOfResources);
+                Dictionary dictionary(
+                    {.m_memoryLimit = memoryLimit, .m_maximumNumberOfResources = maximumNumberOfResources});
                 DictionaryThread thread(dictionary);
                 try {
                     for (uint64_t number = 0; number < LITERALS; ++number) {
@@ -173,7 +177,7 @@ TEST(DictionaryFailureTest, everyMemoryLimitIsRefusedCleanly) {
 }
 
 TEST(DictionaryFailureTest, aFullDictionaryStillFindsReadsAndRollsBack) {
-    Dictionary dictionary(size_t(1) << 20, NARROW);
+    Dictionary dictionary({.m_memoryLimit = size_t(1) << 20, .m_maximumNumberOfResources = NARROW});
     DictionaryThread thread(dictionary);
     std::vector<uint64_t> resourceIDs;
     EXPECT_THROW(

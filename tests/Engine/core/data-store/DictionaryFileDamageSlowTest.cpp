@@ -70,7 +70,8 @@ TEST(DictionaryFileDamageSlowTest, everyShortenedSectionIsFound) {
 
 /// Every byte of a file of terms is changed, with right checksums: the file is refused, or does no harm.
 TEST(DictionaryFileDamageSlowTest, everyByteOfAFileOfTermsMayLie) {
-    const auto terms = std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, NARROW);
+    const auto terms = std::make_unique<Dictionary>(
+        DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
     {
         DictionaryThread thread(*terms);
         for (uint32_t number = 1; number <= 60; ++number) {

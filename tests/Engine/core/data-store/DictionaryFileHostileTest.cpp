@@ -183,7 +183,7 @@ TEST_P(DictionaryFileHostileTest, aPoolLargerThanAnyIsFoundWhateverTheMemoryLimi
 
 TEST_P(DictionaryFileHostileTest, chunksThatAreSharedAreFoundWhenTheyAddUpToMoreThanThePool) {
     // A pool of one chunk, as large as one resource and as small as two may have it.
-    Dictionary dictionary(TEST_MEMORY_LIMIT, GetParam());
+    Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()});
     {
         DictionaryThread thread(dictionary);
         for (const char* const text : {"abc", "def"})
@@ -204,7 +204,7 @@ TEST_P(DictionaryFileHostileTest, chunksThatAreSharedAreFoundWhenTheyAddUpToMore
 
 TEST_P(DictionaryFileHostileTest, aLiteralInsideAnotherDoesNoHarmAndIsFoundByVerify) {
     // The text of the first is a chunk, too: that of "q".
-    Dictionary dictionary(TEST_MEMORY_LIMIT, GetParam());
+    Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()});
     {
         DictionaryThread thread(dictionary);
         for (const char* const text : {"\x04q", "other"})
@@ -222,7 +222,7 @@ TEST_P(DictionaryFileHostileTest, aLiteralInsideAnotherDoesNoHarmAndIsFoundByVer
 }
 
 TEST_P(DictionaryFileHostileTest, theOffsetOfAWithdrawnResourceMayBeAnything) {
-    Dictionary dictionary(TEST_MEMORY_LIMIT, GetParam());
+    Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()});
     {
         DictionaryThread thread(dictionary);
         dictionary.resolveResource(thread, "stays", D_XSD_STRING);
@@ -437,7 +437,8 @@ TEST_P(DictionaryFileHostileTest, emptyBucketsBeyondTheLastAreHarmless) {
 }
 
 TEST_P(DictionaryFileHostileTest, aFullDictionaryIsOpened) {
-    Dictionary dictionary(TEST_MEMORY_LIMIT, GetParam() == NARROW ? 3 : WIDE);
+    Dictionary dictionary(
+        {.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam() == NARROW ? 3 : WIDE});
     DictionaryThread thread(dictionary);
     for (const char* const text : {"1", "2", "3"})
         dictionary.resolveResource(thread, text, D_XSD_STRING);

@@ -17,14 +17,15 @@ TEST(DictionaryFileLockConcurrentTest, literalsOfManyWritersAreAllKept) {
     constexpr size_t ROUNDS = 10;
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("strings.dict");
-    Dictionary(TEST_MEMORY_LIMIT, NARROW).save(path);
+    Dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW}).save(path);
     std::vector<std::vector<uint64_t>> resourceIDs(THREADS);
     std::vector<std::thread> threads;
     for (size_t threadIndex = 0; threadIndex < THREADS; ++threadIndex)
         threads.emplace_back([&, threadIndex] {
             for (size_t round = 0; round < ROUNDS; ++round) {
                 FileLock lock(path, [](const std::string&, const std::function<void()>& wait) { wait(); });
-                const auto dictionary = Dictionary::open(lock.getTarget().getName(), TEST_MEMORY_LIMIT);
+                const auto dictionary =
+                    Dictionary::open(lock.getTarget().getName(), {.m_memoryLimit = TEST_MEMORY_LIMIT});
                 {
                     DictionaryThread thread(*dictionary);
                     const std::string text = std::to_string(threadIndex) + " " + std::to_string(round);
@@ -36,7 +37,7 @@ TEST(DictionaryFileLockConcurrentTest, literalsOfManyWritersAreAllKept) {
         });
     for (std::thread& thread : threads)
         thread.join();
-    const auto dictionary = Dictionary::open(path, TEST_MEMORY_LIMIT);
+    const auto dictionary = Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT});
     EXPECT_EQ(THREADS * ROUNDS + 1, dictionary->getNextResourceID());
     std::string lexicalForm;
     for (size_t threadIndex = 0; threadIndex < THREADS; ++threadIndex)

@@ -42,7 +42,8 @@ void expectEqual(const Dictionary& expected, const Dictionary& actual) {
 
 /// Literals of both datatypes and all lengths of size headers up to 4 bytes, enough of them for several resizes.
 std::unique_ptr<Dictionary> makeLargeDictionary(const uint64_t maximumNumberOfResources) {
-    auto dictionary = std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, maximumNumberOfResources);
+    auto dictionary = std::make_unique<Dictionary>(
+        DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = maximumNumberOfResources});
     DictionaryThread thread(*dictionary);
     for (size_t number = 0; number < 9000; ++number) {
         const std::string text = std::to_string(number) + std::string(number % 1000 == 7 ? 20000 : number % 200, 'x');
@@ -62,7 +63,7 @@ std::unique_ptr<Dictionary> makeLargeDictionary(const uint64_t maximumNumberOfRe
 class DictionaryFileTest : public testing::TestWithParam<uint64_t> {};
 
 TEST_P(DictionaryFileTest, anEmptyDictionaryComesBack) {
-    const Dictionary dictionary(TEST_MEMORY_LIMIT, GetParam());
+    const Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()});
     const std::unique_ptr<Dictionary> copy = readFromMemory(writeToMemory(dictionary));
     EXPECT_EQ(Resources(), getResources(*copy));
     EXPECT_EQ(1u, copy->getNextResourceID());
@@ -113,9 +114,9 @@ TEST_P(DictionaryFileTest, aFileOnDiskComesBackAndIsReplaced) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("strings.dict");
     makeSampleDictionary(GetParam())->save(path);
-    expectEqual(*makeSampleDictionary(GetParam()), *Dictionary::open(path, TEST_MEMORY_LIMIT));
+    expectEqual(*makeSampleDictionary(GetParam()), *Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT}));
     makeLargeDictionary(GetParam())->save(path);
-    expectEqual(*makeLargeDictionary(GetParam()), *Dictionary::open(path, TEST_MEMORY_LIMIT));
+    expectEqual(*makeLargeDictionary(GetParam()), *Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT}));
     EXPECT_EQ(writeToMemory(*makeLargeDictionary(GetParam())), TemporaryDirectory::getContentsOf(path));
 }
 
@@ -161,7 +162,8 @@ constexpr size_t EXAMPLE_END = 16 + 40 + 16;
 TEST(DictionaryFileExampleTest, isWrittenAsDescribed) {
     const std::string example = readExample();
     EXPECT_EQ(12u + (16 + 40) + 3 * 16 + 8 + EXAMPLE_END, example.size()) << "the description has changed";
-    const std::string bytes = writeToMemory(Dictionary(TEST_MEMORY_LIMIT, 10));
+    const std::string bytes =
+        writeToMemory(Dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = 10}));
     EXPECT_EQ(10742u, bytes.size());
     const size_t beginSize = example.size() - EXAMPLE_END;
     EXPECT_EQ(example.substr(0, beginSize), bytes.substr(0, beginSize));
@@ -171,9 +173,10 @@ TEST(DictionaryFileExampleTest, isWrittenAsDescribed) {
 TEST(DictionaryFileOpenTest, aFileThatIsNotThereIsNamed) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("missing");
-    const auto exception = catchException<SystemCallException>([&] { Dictionary::open(path, TEST_MEMORY_LIMIT); });
+    const auto exception =
+        catchException<SystemCallException>([&] { Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT}); });
     EXPECT_EQ(0u, exception.getMessage().find("Cannot open file '" + path + "'."));
-    EXPECT_THROW(Dictionary::open(directory.getPathOf(""), TEST_MEMORY_LIMIT), SystemCallException);
+    EXPECT_THROW(Dictionary::open(directory.getPathOf(""), {.m_memoryLimit = TEST_MEMORY_LIMIT}), SystemCallException);
 }
 
 TEST(DictionaryFileOpenTest, messagesNameTheFileOnDisk) {
@@ -181,7 +184,9 @@ TEST(DictionaryFileOpenTest, messagesNameTheFileOnDisk) {
     const std::string bytes = writeToMemory(*makeSampleDictionary(NARROW));
     const std::string path = directory.addFile("cut.dict", bytes.substr(0, bytes.size() - 100));
     EXPECT_EQ("Dictionary file '" + path + "' is damaged: section 'datatype 5': the file ends within it.",
-              catchException<MelnarException>([&] { Dictionary::open(path, TEST_MEMORY_LIMIT); }).getMessage());
+              catchException<MelnarException>([&] {
+                  Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT});
+              }).getMessage());
 }
 
 /// The limits step through every growth of every part.
@@ -207,7 +212,7 @@ TEST(DictionaryFileLockTest, aDictionaryIsReadChangedAndSavedUnderItsLock) {
     const std::string path = directory.getPathOf("strings.dict");
     makeSampleDictionary(NARROW)->save(path);
     FileLock lock(path);
-    const auto dictionary = Dictionary::open(lock.getTarget().getName(), TEST_MEMORY_LIMIT);
+    const auto dictionary = Dictionary::open(lock.getTarget().getName(), {.m_memoryLimit = TEST_MEMORY_LIMIT});
     {
         DictionaryThread thread(*dictionary);
         dictionary->resolveResource(thread, "new", D_XSD_STRING);
@@ -219,7 +224,7 @@ TEST(DictionaryFileLockTest, aDictionaryIsReadChangedAndSavedUnderItsLock) {
     EXPECT_EQ(before, TemporaryDirectory::getContentsOf(path));
     for (size_t time = 0; time < 2; ++time) {
         dictionary->save(lock);
-        expectEqual(*dictionary, *Dictionary::open(path, TEST_MEMORY_LIMIT));
+        expectEqual(*dictionary, *Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT}));
     }
 }
 

@@ -47,8 +47,9 @@ void append(BatchAnswers& answers, const BatchAnswers& more) {
 
 /// Single and batch insertions that make the tables grow, a compaction, and a copy that is read within the same limit.
 Outcome run(const size_t memoryLimit, const bool keepsFingerprints) {
-    const DictionaryOptions options{.m_keepFingerprints = keepsFingerprints};
-    auto dictionary = std::make_unique<Dictionary>(memoryLimit, NARROW, options);
+    const DictionaryOptions options{
+        .m_memoryLimit = memoryLimit, .m_maximumNumberOfResources = NARROW, .m_keepFingerprints = keepsFingerprints};
+    auto dictionary = std::make_unique<Dictionary>(options);
     Outcome outcome;
     const auto resolve = [&](const size_t begin, const size_t end) {
         DictionaryThread thread(*dictionary);
@@ -130,10 +131,13 @@ TEST(DictionaryFingerprintMemorySlowTest, whatFitsWithoutThemFitsWithThem) {
     size_t smallest = 0;
     for (smallest = 4096;; smallest += 4096)
         try {
-            const Dictionary dictionary(smallest, NARROW, {.m_keepFingerprints = false});
+            const Dictionary dictionary(
+                {.m_memoryLimit = smallest, .m_maximumNumberOfResources = NARROW, .m_keepFingerprints = false});
             break;
         } catch (const MemoryExhaustedException&) {
-            EXPECT_THROW(Dictionary(smallest, NARROW), MemoryExhaustedException) << smallest;
+            EXPECT_THROW(Dictionary({.m_memoryLimit = smallest, .m_maximumNumberOfResources = NARROW}),
+                         MemoryExhaustedException)
+                << smallest;
         }
     for (size_t memoryLimit = smallest; memoryLimit < smallest + 1200 * 1024; memoryLimit += 32768) {
         SCOPED_TRACE(testing::Message() << memoryLimit << " bytes");

@@ -30,8 +30,10 @@ constexpr uint32_t NUMBERS = 6000;
 class Side {
 public:
     Side(const uint64_t maximumNumberOfResources, const bool keepsFingerprints)
-        : m_options{.m_keepFingerprints = keepsFingerprints},
-          m_dictionary(std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, maximumNumberOfResources, m_options)),
+        : m_options{.m_memoryLimit = TEST_MEMORY_LIMIT,
+                    .m_maximumNumberOfResources = maximumNumberOfResources,
+                    .m_keepFingerprints = keepsFingerprints},
+          m_dictionary(std::make_unique<Dictionary>(m_options)),
           m_thread(std::make_unique<DictionaryThread>(*m_dictionary)) {}
 
     Dictionary& get() { return *m_dictionary; }
@@ -63,7 +65,7 @@ public:
     void saveAndOpen(const std::string& fileName) {
         m_thread.reset();
         m_dictionary->save(fileName);
-        m_dictionary = Dictionary::open(fileName, TEST_MEMORY_LIMIT, m_options);
+        m_dictionary = Dictionary::open(fileName, m_options);
         m_thread = std::make_unique<DictionaryThread>(*m_dictionary);
     }
 

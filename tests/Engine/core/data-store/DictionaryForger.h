@@ -13,7 +13,8 @@
 
 /// A dictionary of a few hundred literals with tombstones.
 inline std::unique_ptr<Dictionary> makeMediumDictionary() {
-    auto dictionary = std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, NARROW);
+    auto dictionary = std::make_unique<Dictionary>(
+        DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
     DictionaryThread thread(*dictionary);
     for (size_t number = 0; number < 600; ++number) {
         dictionary->resolveResource(thread, std::to_string(number), D_XSD_STRING);
@@ -27,7 +28,8 @@ inline std::unique_ptr<Dictionary> makeMediumDictionary() {
 
 /// Terms of all families, some of which share texts.
 inline std::unique_ptr<Dictionary> makeDictionaryOfTerms() {
-    auto dictionary = std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, NARROW);
+    auto dictionary = std::make_unique<Dictionary>(
+        DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
     DictionaryThread thread(*dictionary);
     for (uint32_t number = 0; number < 400; ++number) {
         const std::string text = std::to_string(number);

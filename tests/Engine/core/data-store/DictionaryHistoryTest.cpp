@@ -39,7 +39,8 @@ DictionaryIdentity grow(Dictionary& dictionary, const std::vector<std::string>& 
 }
 
 std::unique_ptr<Dictionary> makeDictionary(const std::vector<std::string>& texts) {
-    auto dictionary = std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, NARROW);
+    auto dictionary = std::make_unique<Dictionary>(
+        DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
     grow(*dictionary, texts);
     return dictionary;
 }
@@ -49,7 +50,7 @@ uint64_t getNumberOfEntries(const Dictionary& dictionary) {
 }
 
 TEST(DictionaryHistoryTest, beginsWithTheFirstSave) {
-    Dictionary dictionary(TEST_MEMORY_LIMIT, NARROW);
+    Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
     add(dictionary, {"abc"});
     dictionary.commit();
     EXPECT_EQ(0u, dictionary.getHistory().getGeneration());
@@ -105,14 +106,14 @@ TEST(DictionaryHistoryTest, dictionariesThatDifferInAnythingDifferInIdentity) {
     for (const std::vector<std::string>& texts :
          std::vector<std::vector<std::string>>{{}, {"a", "b"}, {"b", "a"}, {"a"}, {"a", "c"}, {"ab"}})
         identities.push_back(identify(*makeDictionary(texts)));
-    Dictionary plain(TEST_MEMORY_LIMIT, NARROW);
+    Dictionary plain({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
     {
         DictionaryThread thread(plain);
         plain.resolveResource(thread, "a@b", D_RDF_PLAIN_LITERAL);
     }
     identities.push_back(grow(plain, {}));
     identities.push_back(identify(*makeDictionary({"a@b"})));
-    Dictionary wide(TEST_MEMORY_LIMIT, NARROW + 1);
+    Dictionary wide({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW + 1});
     identities.push_back(grow(wide, {"a"}));
     for (size_t first = 0; first < identities.size(); ++first)
         for (size_t second = 0; second < first; ++second)

@@ -40,7 +40,7 @@ std::string saveToText(const Dictionary& dictionary) {
 
 /// Creates the terms of all pieces in their order, with a DictionaryThread that nobody lends.
 std::string createOnOneThread() {
-    Dictionary dictionary(MEMORY_LIMIT, MAXIMUM_NUMBER_OF_RESOURCES);
+    Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = MAXIMUM_NUMBER_OF_RESOURCES});
     {
         DictionaryThread creator(dictionary);
         std::vector<std::string> forms;
@@ -57,7 +57,7 @@ std::string createOnOneThread() {
 
 /// The same by threads that have one piece after the other, each by turns, while others read.
 std::string createByTurns(const size_t numberOfThreads, const size_t numberOfReaders) {
-    Dictionary dictionary(MEMORY_LIMIT, MAXIMUM_NUMBER_OF_RESOURCES);
+    Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = MAXIMUM_NUMBER_OF_RESOURCES});
     {
         DictionaryThread creator(dictionary);
         std::mutex mutex;

@@ -27,7 +27,8 @@ class TightRun {
 public:
     TightRun(const uint32_t seed, const size_t memoryLimit, const uint64_t maximumNumberOfResources)
         : m_memoryLimit(memoryLimit), m_random(seed),
-          m_dictionary(std::make_unique<Dictionary>(memoryLimit, maximumNumberOfResources)),
+          m_dictionary(std::make_unique<Dictionary>(
+              DictionaryOptions{.m_memoryLimit = memoryLimit, .m_maximumNumberOfResources = maximumNumberOfResources})),
           m_thread(std::make_unique<DictionaryThread>(*m_dictionary)) {}
 
     void takeStep() {

@@ -41,7 +41,8 @@ OwnedLiterals makeTerms(const uint32_t begin, const uint32_t end) {
 class DictionaryMixedBatchTest : public testing::TestWithParam<uint64_t> {
 protected:
     static std::unique_ptr<Dictionary> makeDictionary() {
-        return std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, GetParam());
+        return std::make_unique<Dictionary>(
+            DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()});
     }
 
     static std::string makeFileOneByOne(const OwnedLiterals& terms) {

@@ -28,7 +28,9 @@ constexpr size_t STEPS = 120;
 class ModelRun {
 public:
     ModelRun(const uint32_t seed, const uint64_t maximumNumberOfResources)
-        : m_random(seed), m_dictionary(std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, maximumNumberOfResources)),
+        : m_random(seed),
+          m_dictionary(std::make_unique<Dictionary>(DictionaryOptions{
+              .m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = maximumNumberOfResources})),
           m_thread(std::make_unique<DictionaryThread>(*m_dictionary)) {}
 
     void takeStep() {
@@ -209,7 +211,7 @@ private:
         std::unique_ptr<Dictionary> copy;
         if (isOnDisk) {
             m_dictionary->save(m_directory.getPathOf("model.dict"));
-            copy = Dictionary::open(m_directory.getPathOf("model.dict"), TEST_MEMORY_LIMIT);
+            copy = Dictionary::open(m_directory.getPathOf("model.dict"), {.m_memoryLimit = TEST_MEMORY_LIMIT});
         } else
             copy = readFromMemory(writeToMemory(*m_dictionary));
         m_thread.reset();

@@ -61,7 +61,8 @@ TEST_P(DictionaryOptionsTest, aDictionaryThatCannotGrowRefusesNewLiterals) {
 }
 
 TEST_P(DictionaryOptionsTest, anEmptyDictionaryThatCannotGrowStaysEmpty) {
-    Dictionary dictionary(TEST_MEMORY_LIMIT, GetParam(), WITHOUT_GROWTH);
+    Dictionary dictionary(
+        {.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam(), .m_canGrow = false});
     const auto opened = readFromMemory(writeToMemory(dictionary), TEST_MEMORY_LIMIT, WITHOUT_GROWTH);
     for (Dictionary* const each : {&dictionary, opened.get()}) {
         DictionaryThread thread(*each);

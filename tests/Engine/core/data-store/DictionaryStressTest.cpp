@@ -35,7 +35,7 @@ size_t getNumberOfBuckets(const Dictionary& dictionary) {
 /// Rounds of: all threads resolve the same new literals in different orders while others look up, read and gather
 /// statistics; then, alone, every second round is committed and the others are rolled back.
 void resolveLookUpCommitAndRollBack(const uint64_t maximumNumberOfResources, const size_t numberOfThreads) {
-    Dictionary dictionary(MEMORY_LIMIT, maximumNumberOfResources);
+    Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = maximumNumberOfResources});
     const size_t bucketsBefore = getNumberOfBuckets(dictionary);
     const auto deadline = getStressDeadline();
     std::vector<uint64_t> committedIDs; // by round / 2 * LITERALS + number

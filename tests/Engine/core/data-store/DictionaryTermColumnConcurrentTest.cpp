@@ -42,7 +42,7 @@ struct Columns {
 /// Every thread resolves its column, looks it up and reads it back while the others do. Returns whether several threads
 /// have created terms: if one alone has, its IDs ascend.
 bool runRound(const Columns& columns) {
-    Dictionary dictionary(TEST_MEMORY_LIMIT, NARROW);
+    Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
     std::vector<std::vector<uint64_t>> idsOfNumbers(NUMBER_OF_THREADS, std::vector<uint64_t>(NUMBER_OF_TERMS));
     std::vector<uint8_t> areAscending(NUMBER_OF_THREADS);
     runTogether(NUMBER_OF_THREADS, [&](const size_t index) {

@@ -31,7 +31,9 @@ class DictionaryTermColumnTest : public testing::TestWithParam<uint64_t> {
 protected:
     /// A dictionary with a thread.
     struct Host {
-        Host() : m_dictionary(TEST_MEMORY_LIMIT, GetParam()), m_thread(m_dictionary) {}
+        Host()
+            : m_dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()}),
+              m_thread(m_dictionary) {}
 
         ColumnAnswers resolve(const std::vector<Term>& terms) {
             return answerTogether(terms, [&](const std::span<uint64_t> ids, std::vector<BatchFailure>& failures) {
@@ -164,7 +166,7 @@ TEST_P(DictionaryTermColumnTest, spansOfDifferentLengthsAreRefused) {
 }
 
 TEST_P(DictionaryTermColumnTest, whatAFullDictionaryLacksFailsAlone) {
-    Dictionary dictionary(TEST_MEMORY_LIMIT, 300);
+    Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = 300});
     DictionaryThread thread(dictionary);
     std::vector<Term> terms;
     for (uint32_t number = 0; number < 400; ++number)

@@ -31,7 +31,9 @@ std::vector<Term> makeTerms() {
 
 class DictionaryTermsTest : public testing::TestWithParam<uint64_t> {
 protected:
-    DictionaryTermsTest() : m_dictionary(TEST_MEMORY_LIMIT, GetParam()), m_thread(m_dictionary) {}
+    DictionaryTermsTest()
+        : m_dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()}),
+          m_thread(m_dictionary) {}
 
     void resolveAll() {
         uint64_t expectedID = 1;

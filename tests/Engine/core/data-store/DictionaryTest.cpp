@@ -19,7 +19,9 @@ constexpr size_t MEMORY_LIMIT = size_t(64) << 20;
 /// Every behaviour holds for both bucket widths: the parameter is the largest number of resources, which chooses one.
 class DictionaryTest : public testing::TestWithParam<uint64_t> {
 protected:
-    DictionaryTest() : m_dictionary(MEMORY_LIMIT, GetParam()), m_thread(m_dictionary) {}
+    DictionaryTest()
+        : m_dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()}),
+          m_thread(m_dictionary) {}
 
     uint64_t resolve(const std::string& lexicalForm, const uint8_t datatypeID = D_XSD_STRING) {
         return m_dictionary.resolveResource(m_thread, lexicalForm, datatypeID);
@@ -200,7 +202,7 @@ TEST_P(DictionaryTest, worksForThreadsThatAreNotRegisteredToo) {
 }
 
 TEST_P(DictionaryTest, aThreadOfAnotherDictionaryOverwritesNothing) {
-    Dictionary other(MEMORY_LIMIT, GetParam());
+    Dictionary other({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()});
     const std::string committed = "committed in the other dictionary";
     {
         DictionaryThread otherThread(other);
@@ -308,7 +310,8 @@ INSTANTIATE_TEST_SUITE_P(BucketWidths, DictionaryTest,
 
 /// Bytes a bucket, from what the two empty tables of 1024 buckets consume.
 size_t getBucketWidth(const uint64_t maximumNumberOfResources) {
-    const Dictionary dictionary(MEMORY_LIMIT, maximumNumberOfResources);
+    const Dictionary dictionary(
+        {.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = maximumNumberOfResources});
     const std::unique_ptr<ComponentInfo> componentInfo = dictionary.getComponentInfo();
     const ComponentInfo& stringDatatype = *componentInfo->getChildren().back();
     return stringDatatype.getSumOverNumericMetric(ComponentInfo::Metric::MEMORY_CONSUMED, std::nullopt) / (2 * 1024);

@@ -28,16 +28,17 @@ inline std::string writeToMemory(const Dictionary& dictionary) {
     return output.getBytes();
 }
 
-inline std::unique_ptr<Dictionary> readFromMemory(const std::string& bytes,
-                                                  const size_t memoryLimit = TEST_MEMORY_LIMIT,
-                                                  const DictionaryOptions& options = {}) {
+inline std::unique_ptr<Dictionary>
+readFromMemory(const std::string& bytes, const size_t memoryLimit = TEST_MEMORY_LIMIT, DictionaryOptions options = {}) {
     MemoryInputStream input(bytes);
-    return DictionaryFile::read(input, memoryLimit, options);
+    options.m_memoryLimit = memoryLimit;
+    return DictionaryFile::read(input, options);
 }
 
 /// Six IDs: strings and plain literals, two of them withdrawn, the last one not committed.
 inline std::unique_ptr<Dictionary> makeSampleDictionary(const uint64_t maximumNumberOfResources) {
-    auto dictionary = std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, maximumNumberOfResources);
+    auto dictionary = std::make_unique<Dictionary>(
+        DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = maximumNumberOfResources});
     {
         DictionaryThread thread(*dictionary);
         dictionary->resolveResource(thread, "abc", D_XSD_STRING);

@@ -49,7 +49,8 @@ protected:
     TwoDatatypesFixture()
         : m_maximum(std::get<0>(GetParam())), m_small(std::get<1>(GetParam()).m_small),
           m_capital(std::get<1>(GetParam()).m_capital), m_factory(m_small, m_capital),
-          m_dictionary(std::make_unique<Dictionary>(TEST_MEMORY_LIMIT, m_maximum)) {}
+          m_dictionary(std::make_unique<Dictionary>(
+              DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = m_maximum})) {}
 
     /// Literals of all four datatypes, by turns.
     Literal makeLiteral(const size_t number) const {

@@ -14,7 +14,8 @@ constexpr size_t MEMORY_LIMIT = size_t(64) << 20;
 class BatchResolverTest : public testing::Test {
 protected:
     explicit BatchResolverTest(const uint64_t maximumNumberOfResources = 1000)
-        : m_dictionary(MEMORY_LIMIT, maximumNumberOfResources), m_thread(m_dictionary) {}
+        : m_dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = maximumNumberOfResources}),
+          m_thread(m_dictionary) {}
 
     void resolve(const bool lenient) { resolveBatch(m_dictionary, m_thread, lenient, m_piece); }
 

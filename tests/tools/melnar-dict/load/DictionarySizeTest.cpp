@@ -70,7 +70,8 @@ void expectPrediction(const std::span<const uint8_t> datatypeIDs, const uint64_t
     SCOPED_TRACE(std::to_string(datatypeIDs.size()) + " datatypes, " + std::to_string(number) + " terms of " +
                  std::to_string(length) + " bytes, texts shared by " + std::to_string(sharers));
     const TemporaryDirectory directory;
-    Dictionary dictionary(size_t(1) << 30, Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS);
+    Dictionary dictionary({.m_memoryLimit = size_t(1) << 30,
+                           .m_maximumNumberOfResources = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS});
     {
         DictionaryThread thread(dictionary);
         for (uint64_t index = 0; index < number; ++index) {

@@ -141,7 +141,7 @@ TEST(FileLoaderTermsTest, labelsBelongToTheirDocumentsUnlessTheyAreShared) {
 
 TEST(FileLoaderTermsTest, theNextDocumentIsOneThatNoBlankNodeBelongsTo) {
     const auto getNextDocument = [](const std::vector<std::string>& labels, const std::string& tripleTerm = "") {
-        Dictionary dictionary(TestLoad::MEMORY_LIMIT, 1000);
+        Dictionary dictionary({.m_memoryLimit = TestLoad::MEMORY_LIMIT, .m_maximumNumberOfResources = 1000});
         {
             DictionaryThread thread(dictionary);
             for (const std::string& label : labels)

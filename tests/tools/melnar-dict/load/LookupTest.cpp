@@ -14,7 +14,9 @@ namespace {
 
 class LookupTest : public testing::Test {
 protected:
-    LookupTest() : m_dictionary(size_t(64) << 20, 1000), m_thread(m_dictionary) {
+    LookupTest()
+        : m_dictionary({.m_memoryLimit = size_t(64) << 20, .m_maximumNumberOfResources = 1000}),
+          m_thread(m_dictionary) {
         m_dictionary.resolveResource(m_thread, "plain", D_XSD_STRING);                                      // 1
         m_dictionary.resolveResource(m_thread, "text@en", D_RDF_PLAIN_LITERAL);                             // 2
         m_dictionary.resolveResource(m_thread, "x@", D_XSD_STRING);                                         // 3

@@ -62,7 +62,7 @@ std::string decode(const Dictionary& dictionary, const std::string& bytes) {
 
 TEST(TermCollectorTest, writesTheRowsOfItsBlocks) {
     for (const Order order : {Order::INPUT, Order::ANY}) {
-        Dictionary dictionary(MEMORY_LIMIT, 1000);
+        Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = 1000});
         MemoryOutputStream rows;
         DictionaryResolver resolver(dictionary, {.m_order = order, .m_rowStream = &rows, .m_rowLayout = LAYOUT});
         TermCollector collector(resolver, 1);
@@ -89,7 +89,7 @@ private:
 
 TEST(TermCollectorTest, aBlockWhoseRowsCannotBeWrittenLeavesNothingForTheNextOne) {
     for (const Order order : {Order::INPUT, Order::ANY}) {
-        Dictionary dictionary(MEMORY_LIMIT, 1000);
+        Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = 1000});
         BrokenStream stream;
         DictionaryResolver resolver(dictionary, {.m_order = order, .m_rowStream = &stream, .m_rowLayout = LAYOUT});
         TermCollector collector(resolver, 1);
@@ -130,7 +130,7 @@ TEST(TermCollectorTest, aBlockThatFailsForWantOfMemoryLeavesNothingForTheNextOne
     for (const Order order : {Order::INPUT, Order::ANY}) {
         size_t throws = 0;
         for (size_t allowed = 0;; ++allowed) {
-            Dictionary dictionary(MEMORY_LIMIT, 1000);
+            Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = 1000});
             RoomyStream rows;
             DictionaryResolver resolver(dictionary, {.m_order = order, .m_rowStream = &rows, .m_rowLayout = LAYOUT});
             TermCollector collector(resolver, 1);

@@ -11,13 +11,13 @@
 
 TestLoad::TestLoad(FileLoader::Settings settings, const size_t memoryLimit, const uint64_t maximumNumberOfResources,
                    RejectedFile* const rejectedFile)
-    : m_dictionary(memoryLimit, maximumNumberOfResources),
+    : m_dictionary({.m_memoryLimit = memoryLimit, .m_maximumNumberOfResources = maximumNumberOfResources}),
       m_journal({.m_isLenient = settings.m_isLenient, .m_numberOfErrorsShown = ~uint64_t(0)}, m_messages, rejectedFile),
       m_loader(m_dictionary, m_journal, settings) {}
 
 TestLoad::TestLoad(const FileLoader::Settings& settings, const FileLoader::TermSettings& terms,
                    const size_t memoryLimit, const uint64_t maximumNumberOfResources)
-    : m_dictionary(memoryLimit, maximumNumberOfResources),
+    : m_dictionary({.m_memoryLimit = memoryLimit, .m_maximumNumberOfResources = maximumNumberOfResources}),
       m_journal({.m_isLenient = settings.m_isLenient, .m_numberOfErrorsShown = ~uint64_t(0)}, m_messages),
       m_loader(m_dictionary, m_journal, settings, terms) {}
 

@@ -44,7 +44,8 @@ protected:
 
     /// The line that encoded files begin with.
     std::string getLineOf(const std::string& dictionaryName) const {
-        const auto dictionary = Dictionary::open(m_directory.getPathOf(dictionaryName), size_t(64) << 20);
+        const auto dictionary =
+            Dictionary::open(m_directory.getPathOf(dictionaryName), {.m_memoryLimit = size_t(64) << 20});
         return DictionaryLine::make(dictionary->getHistory());
     }
 
@@ -263,7 +264,7 @@ TEST_F(RewriteCommandTest, decodeRefusesAnotherDictionaryAndNamesBoth) {
 TEST_F(RewriteCommandTest, decodeRefusesADictionaryWhoseIDsHaveChanged) {
     const std::string path = m_directory.getPathOf("d");
     {
-        Dictionary dictionary(size_t(64) << 20, 1000);
+        Dictionary dictionary({.m_memoryLimit = size_t(64) << 20, .m_maximumNumberOfResources = 1000});
         DictionaryThread thread(dictionary);
         dictionary.resolveResource(thread, "withdrawn", D_XSD_STRING);
         dictionary.rollback();

@@ -9,7 +9,7 @@
 
 void saveTermDictionary(const InputFiles& files, const std::string& dictionaryName, const BlankNodeOptions& blankNodes,
                         const std::string& base, const Rdf::Version version) {
-    Dictionary dictionary(size_t(1) << 30, 10000000);
+    Dictionary dictionary({.m_memoryLimit = size_t(1) << 30, .m_maximumNumberOfResources = 10000000});
     std::ostringstream errors;
     MessageOutput messages(errors);
     InputJournal journal({}, messages);

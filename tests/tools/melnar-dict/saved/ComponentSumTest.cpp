@@ -46,7 +46,8 @@ protected:
     using Form = std::pair<std::string, uint8_t>;
 
     void addDictionary(const std::vector<Form>& forms) {
-        auto dictionary = std::make_unique<Dictionary>(size_t(64) << 20, 100000);
+        auto dictionary = std::make_unique<Dictionary>(
+            DictionaryOptions{.m_memoryLimit = size_t(64) << 20, .m_maximumNumberOfResources = 100000});
         {
             DictionaryThread thread(*dictionary);
             for (const auto& [form, datatypeID] : forms)

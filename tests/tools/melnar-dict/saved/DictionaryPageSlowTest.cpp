@@ -28,7 +28,7 @@ protected:
     void SetUp() override {
         if (!Browser::isInstalled())
             GTEST_SKIP() << "chromium is not installed";
-        Dictionary dictionary(size_t(1) << 30, 1000000);
+        Dictionary dictionary({.m_memoryLimit = size_t(1) << 30, .m_maximumNumberOfResources = 1000000});
         {
             DictionaryThread thread(dictionary);
             for (int number = 0; number < 3000; ++number)
@@ -44,7 +44,8 @@ protected:
         }
         dictionary.rollback();
         dictionary.save(m_directory.getPathOf("d"));
-        m_portrait = DictionaryPortrait::of(*Dictionary::open(m_directory.getPathOf("d"), size_t(1) << 30), "d");
+        m_portrait = DictionaryPortrait::of(
+            *Dictionary::open(m_directory.getPathOf("d"), {.m_memoryLimit = size_t(1) << 30}), "d");
         m_page = runToolProcess({"stats", "--html", "-", m_directory.getPathOf("d")}).m_output;
         m_figures = nlohmann::json::parse(runToolProcess({"stats", "--json", m_directory.getPathOf("d")}).m_output);
     }

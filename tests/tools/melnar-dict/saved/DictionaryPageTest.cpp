@@ -18,7 +18,7 @@ DictionaryPortrait portrayTerms() {
 }
 
 DictionaryPortrait portray(const std::vector<std::string>& plainLiterals) {
-    Dictionary dictionary(size_t(1) << 30, 1000000);
+    Dictionary dictionary({.m_memoryLimit = size_t(1) << 30, .m_maximumNumberOfResources = 1000000});
     {
         DictionaryThread thread(dictionary);
         for (const std::string& plainLiteral : plainLiterals)

@@ -24,7 +24,7 @@ protected:
 
     DictionaryPortrait portray() const { return DictionaryPortrait::of(m_dictionary, "name"); }
 
-    Dictionary m_dictionary{size_t(1) << 30, 1000000};
+    Dictionary m_dictionary{{.m_memoryLimit = size_t(1) << 30, .m_maximumNumberOfResources = 1000000}};
 };
 
 TEST_F(DictionaryPortraitTest, anEmptyDictionaryHasPartsAndNoStrings) {
@@ -113,7 +113,7 @@ TEST_F(DictionaryPortraitTest, familiesOfTermsHavePartsTablesAndLengthsAsSoonAsT
 }
 
 TEST_F(DictionaryPortraitTest, shardsAddUp) {
-    Dictionary other(size_t(1) << 30, 1000000);
+    Dictionary other({.m_memoryLimit = size_t(1) << 30, .m_maximumNumberOfResources = 1000000});
     {
         DictionaryThread thread(other);
         for (int number = 0; number < 2000; ++number)

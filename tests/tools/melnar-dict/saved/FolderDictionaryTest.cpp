@@ -96,7 +96,7 @@ TEST_F(FolderDictionaryTest, aFileHasOnePartWithItsOwnIds) {
 
 TEST_F(FolderDictionaryTest, whatWasOpenedStaysReadableWhenAWriterReplacesIt) {
     const auto dictionary = open();
-    Dictionary more(MEMORY_LIMIT, 10000);
+    Dictionary more({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = 10000});
     {
         DictionaryThread thread(more);
         for (int number = 0; number < 2000; ++number) // some in each shard, so that all files are replaced
@@ -116,7 +116,7 @@ TEST_F(FolderDictionaryTest, whatWasOpenedStaysReadableWhenAWriterReplacesIt) {
 
 TEST_F(FolderDictionaryTest, onlyAWholeStateCanBeNamed) {
     EXPECT_NO_THROW(open()->requireWholeState());
-    Dictionary more(MEMORY_LIMIT, 10);
+    Dictionary more({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = 10});
     {
         DictionaryThread thread(more);
         more.resolveResource(thread, "more", D_XSD_STRING);

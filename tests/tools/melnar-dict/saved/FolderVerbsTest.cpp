@@ -33,7 +33,7 @@ protected:
     static constexpr int NUMBER_OF_STRINGS = 3000;
 
     FolderVerbsTest() {
-        Dictionary larger(size_t(64) << 20, 10000);
+        Dictionary larger({.m_memoryLimit = size_t(64) << 20, .m_maximumNumberOfResources = 10000});
         {
             DictionaryThread thread(larger);
             for (const SampleTerm& sample : makeSampleTerms())
@@ -187,7 +187,7 @@ TEST_F(FolderVerbsTest, verifyCountsTheTermsOfAllShards) {
 }
 
 TEST_F(FolderVerbsTest, verifyNamesTheFirstTermThatNoFileCanHoldByItsIdInTheFolder) {
-    Dictionary flawed(size_t(64) << 20, 10);
+    Dictionary flawed({.m_memoryLimit = size_t(64) << 20, .m_maximumNumberOfResources = 10});
     {
         DictionaryThread thread(flawed);
         flawed.resolveResource(thread, "no space", D_IRI);
@@ -265,7 +265,8 @@ TEST_F(FolderVerbsTest, aManifestAloneIsNoDictionaryFile) {
 }
 
 TEST_F(FolderVerbsTest, aFolderWithoutTermsIsADictionary) {
-    DictionaryFolder::add(Dictionary(size_t(64) << 20, 10), getPathOf("empty"));
+    DictionaryFolder::add(Dictionary({.m_memoryLimit = size_t(64) << 20, .m_maximumNumberOfResources = 10}),
+                          getPathOf("empty"));
     EXPECT_EQ("", outputOf({"dump", "empty"}));
     EXPECT_EQ("empty: sound, 0 resources\n", outputOf({"verify", "empty"}));
     EXPECT_EQ("not found\t1\n", run({"get", "empty", "1"}).m_output);

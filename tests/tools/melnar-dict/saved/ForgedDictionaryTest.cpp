@@ -30,7 +30,7 @@ protected:
 
     /// Saves as "d" what a program that embeds the library may put into a dictionary: any bytes.
     void saveBytes() const {
-        Dictionary dictionary(size_t(64) << 20, 1000);
+        Dictionary dictionary({.m_memoryLimit = size_t(64) << 20, .m_maximumNumberOfResources = 1000});
         {
             DictionaryThread thread(dictionary);
             dictionary.resolveResource(thread, "sound", D_XSD_STRING);
@@ -47,7 +47,7 @@ protected:
 
     /// Saves as "d" a file with right checksums and a tag, of six bytes with '@' and text, that is none.
     void saveTag(const std::string& form) {
-        Dictionary dictionary(size_t(64) << 20, 1000);
+        Dictionary dictionary({.m_memoryLimit = size_t(64) << 20, .m_maximumNumberOfResources = 1000});
         {
             DictionaryThread thread(dictionary);
             dictionary.resolveResource(thread, "abc@en", D_RDF_PLAIN_LITERAL);
@@ -82,7 +82,7 @@ TEST_F(ForgedDictionaryTest, termsThatNoRdfFileCanHoldAreNamedAndLeftOut) {
     std::string expected;
     std::vector<std::string> get{"get", "d"};
     {
-        Dictionary dictionary(size_t(64) << 20, 1000);
+        Dictionary dictionary({.m_memoryLimit = size_t(64) << 20, .m_maximumNumberOfResources = 1000});
         DictionaryThread thread(dictionary);
         for (const auto& [form, datatypeID, flaw] : UNWRITABLE_TERMS) {
             const std::string id = std::to_string(dictionary.resolveResource(thread, form, datatypeID));
@@ -125,7 +125,7 @@ TEST_F(ForgedDictionaryTest, aFormThatIsNoneOfItsFamilyIsNeverPrinted) {
                                                                     {"text", "te@1", D_DIRECTIONAL_STRING},
                                                                     {"_:o )>>", "_:o )>\n", D_TRIPLE_TERM},
                                                                     {"_:o )>>", ")>> )>>", D_TRIPLE_TERM}}) {
-        Dictionary dictionary(size_t(64) << 20, 1000);
+        Dictionary dictionary({.m_memoryLimit = size_t(64) << 20, .m_maximumNumberOfResources = 1000});
         {
             DictionaryThread thread(dictionary);
             dictionary.resolveResource(thread,

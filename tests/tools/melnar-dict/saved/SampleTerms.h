@@ -48,7 +48,8 @@ inline std::vector<SampleTerm> makeSampleTerms() {
 
 /// A dictionary with these terms, whose IDs count from 1.
 inline std::unique_ptr<Dictionary> makeDictionaryOfTerms() {
-    auto dictionary = std::make_unique<Dictionary>(size_t(64) << 20, 1000);
+    auto dictionary = std::make_unique<Dictionary>(
+        DictionaryOptions{.m_memoryLimit = size_t(64) << 20, .m_maximumNumberOfResources = 1000});
     DictionaryThread thread(*dictionary);
     for (const SampleTerm& sample : makeSampleTerms())
         dictionary->resolveTerm(thread, sample.m_term);

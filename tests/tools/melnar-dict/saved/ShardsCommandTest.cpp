@@ -119,7 +119,8 @@ TEST_F(ShardsCommandTest, aFolderThatWasNeverWholeHasNoIdentity) {
 }
 
 TEST_F(ShardsCommandTest, anEmptyFolderHasNoSkew) {
-    DictionaryFolder::add(Dictionary(size_t(64) << 20, 10), m_directory.getPathOf("empty"));
+    DictionaryFolder::add(Dictionary({.m_memoryLimit = size_t(64) << 20, .m_maximumNumberOfResources = 10}),
+                          m_directory.getPathOf("empty"));
     const Json json = Json::parse(run({"shards", "empty", "--json"}).m_output);
     EXPECT_EQ(0, json["terms"]);
     EXPECT_EQ(0, json["termSkew"]);

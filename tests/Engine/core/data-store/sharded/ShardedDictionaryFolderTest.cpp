@@ -69,7 +69,7 @@ void forgeShard(const std::string& folder, const uint32_t shard, const std::vect
                 const std::function<void(Dictionary&)>& spoil = nullptr,
                 const std::function<void(ForgedDictionaryFile&)>& lie = nullptr) {
     ShardManifest manifest = readManifestOf(folder);
-    Dictionary dictionary(SHARDED_MEMORY_LIMIT, FEW_RESOURCES);
+    Dictionary dictionary({.m_memoryLimit = SHARDED_MEMORY_LIMIT, .m_maximumNumberOfResources = FEW_RESOURCES});
     {
         DictionaryThread thread(dictionary);
         for (const std::string& text : strings)

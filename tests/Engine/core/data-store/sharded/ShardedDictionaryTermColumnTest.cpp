@@ -25,6 +25,9 @@ namespace {
 
 constexpr size_t CHUNK_SIZE = size_t(1) << 14;
 
+constexpr DictionaryOptions FEW_RESOURCES_OF_A_SHARD{.m_memoryLimit = SHARDED_MEMORY_LIMIT,
+                                                     .m_maximumNumberOfResources = FEW_RESOURCES};
+
 /// A dictionary with a thread.
 struct ColumnHost {
     ColumnAnswers resolve(const std::vector<Term>& terms) {
@@ -59,7 +62,7 @@ struct ColumnHost {
         }
     }
 
-    ShardedDictionary m_dictionary{SHARDED_MEMORY_LIMIT, FEW_RESOURCES};
+    ShardedDictionary m_dictionary{FEW_RESOURCES_OF_A_SHARD};
     ShardedDictionaryThread m_thread{m_dictionary};
 };
 

@@ -103,7 +103,7 @@ TEST(ShardedDictionaryTest, aPlainLiteralWithAnEmptyTagIsTheString) {
 TEST(ShardedDictionaryTest, whatADictionaryRefusesIsRefusedTheSameWay) {
     for (const size_t size : {size_t(1), size_t(100), size_t(3000)}) {
         MixedTerms terms(size, 1);
-        Dictionary dictionary(SHARDED_MEMORY_LIMIT, FEW_RESOURCES);
+        Dictionary dictionary({.m_memoryLimit = SHARDED_MEMORY_LIMIT, .m_maximumNumberOfResources = FEW_RESOURCES});
         DictionaryThread ofDictionary(dictionary);
         std::vector<BatchFailure> expected;
         std::vector<BatchFailure> expectedOfLookups;
@@ -227,7 +227,7 @@ TEST(ShardedDictionaryTest, termsOneByOneGetTheIDsOfBatches) {
         ASSERT_EQ(expected[number], host->resolveTerm(thread, term));
         ASSERT_EQ(expected[number], host->tryResolveTerm(term));
     }
-    Dictionary dictionary(SHARDED_MEMORY_LIMIT, FEW_RESOURCES);
+    Dictionary dictionary({.m_memoryLimit = SHARDED_MEMORY_LIMIT, .m_maximumNumberOfResources = FEW_RESOURCES});
     DictionaryThread ofDictionary(dictionary);
     const ShardedHost empty;
     for (uint32_t number = 0; number < 40; ++number) {
@@ -286,11 +286,13 @@ TEST(ShardedDictionaryTest, aShardHoldsNoMoreThanItsMaximum) {
 }
 
 TEST(ShardedDictionaryTest, moreResourcesThanAShardCanHoldAreRefused) {
-    const auto exception =
-        catchException<MelnarException>([] { ShardedDictionary(SHARDED_MEMORY_LIMIT, (uint64_t(1) << 30) + 1); });
+    const auto exception = catchException<MelnarException>([] {
+        ShardedDictionary(
+            {.m_memoryLimit = SHARDED_MEMORY_LIMIT, .m_maximumNumberOfResources = (uint64_t(1) << 30) + 1});
+    });
     EXPECT_EQ("A shard can hold at most 1073741824 resources, but was asked to hold 1073741825.",
               exception.getMessage());
-    const ShardedDictionary largest(SHARDED_MEMORY_LIMIT);
+    const ShardedDictionary largest({.m_memoryLimit = SHARDED_MEMORY_LIMIT});
     EXPECT_EQ(uint64_t(1) << 30, largest.getManifest().m_maximumNumberOfResourcesOfShard);
 }
 
@@ -339,7 +341,7 @@ TEST(ShardedDictionaryTest, theMemoryLimitHoldsForAllShardsTogether) {
 }
 
 TEST(ShardedDictionaryTest, aLimitThatIsTooLowForTheShardsIsAnError) {
-    ShardedDictionary dictionary(size_t(1) << 20, FEW_RESOURCES);
+    ShardedDictionary dictionary({.m_memoryLimit = size_t(1) << 20, .m_maximumNumberOfResources = FEW_RESOURCES});
     EXPECT_THROW(ShardedDictionaryThread thread(dictionary), MemoryExhaustedException);
     EXPECT_LE(dictionary.getMemoryInUse(), dictionary.getMemoryLimit());
     EXPECT_EQ(0u, dictionary.getNumberOfResources());

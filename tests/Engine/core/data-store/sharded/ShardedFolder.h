@@ -115,12 +115,17 @@ inline std::vector<uint32_t> findNumbersOfFirstShards(const uint32_t numberOfSha
 class ShardedHost {
 public:
     explicit ShardedHost(const size_t memoryLimit = SHARDED_MEMORY_LIMIT, const uint64_t maximum = FEW_RESOURCES)
-        : m_dictionary(std::make_unique<ShardedDictionary>(memoryLimit, maximum)) {}
+        : m_dictionary(std::make_unique<ShardedDictionary>(
+              DictionaryOptions{.m_memoryLimit = memoryLimit, .m_maximumNumberOfResources = maximum})) {}
 
     /// What a folder holds.
     explicit ShardedHost(const std::string& folder, const DictionaryOptions& options = {},
                          const size_t memoryLimit = SHARDED_MEMORY_LIMIT)
-        : m_dictionary(ShardedDictionary::open(folder, memoryLimit, options)) {}
+        : m_dictionary([&] {
+              DictionaryOptions withLimit = options;
+              withLimit.m_memoryLimit = memoryLimit;
+              return ShardedDictionary::open(folder, withLimit);
+          }()) {}
 
     explicit ShardedHost(std::unique_ptr<ShardedDictionary> dictionary) : m_dictionary(std::move(dictionary)) {}
 

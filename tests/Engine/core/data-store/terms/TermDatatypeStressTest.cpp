@@ -30,7 +30,7 @@ std::pair<std::string, uint8_t> makeTerm(const uint32_t number) {
 TEST(TermDatatypeStressTest, allThreadsGetOneIDForATermAndReadItBack) {
     for (const uint32_t seed : getTestSeeds(3)) {
         SCOPED_TRACE(describeSeed(seed));
-        Dictionary dictionary(size_t(1) << 28, uint64_t(1) << 30);
+        Dictionary dictionary({.m_memoryLimit = size_t(1) << 28, .m_maximumNumberOfResources = uint64_t(1) << 30});
         std::vector<std::vector<uint64_t>> resourceIDs(NUMBER_OF_THREADS, std::vector<uint64_t>(NUMBER_OF_TERMS, 0));
         runTogether(NUMBER_OF_THREADS, [&](const size_t threadIndex) {
             DictionaryThread thread(dictionary);
@@ -86,7 +86,7 @@ TEST(TermDatatypeStressTest, firstTermsComeWhileTheMemoryRunsOut) {
     std::atomic<size_t> numberOfShortages = 0;
     std::atomic<size_t> numberOfTerms = 0;
     for (uint32_t round = 0; round < 40; ++round) {
-        Dictionary dictionary(LIMIT, 100000);
+        Dictionary dictionary({.m_memoryLimit = LIMIT, .m_maximumNumberOfResources = 100000});
         runTogether(NUMBER_OF_THREADS, [&](const size_t threadIndex) {
             DictionaryThread thread(dictionary);
             const bool makesStrings = threadIndex < NUMBER_OF_THREADS / 2;
