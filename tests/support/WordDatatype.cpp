@@ -33,8 +33,9 @@ void WordDatatype::checkWord(const std::string_view lexicalForm, const bool isCa
     if (lexicalForm.empty() || !std::all_of(lexicalForm.begin(), lexicalForm.end(), [first](const char letter) {
             return first <= letter && letter <= first + 25;
         }))
-        throw MelnarException(SOURCE_FILE, LINE_NOT_A_WORD, MelnarException::NO_CAUSES, "'", std::string(lexicalForm),
-                              "' is not a word of ", isCapital ? "capital" : "small", " letters.");
+        throw MelnarException(FailureKind::REFUSED_LITERAL, SOURCE_FILE, LINE_NOT_A_WORD, MelnarException::NO_CAUSES,
+                              "'", std::string(lexicalForm), "' is not a word of ", isCapital ? "capital" : "small",
+                              " letters.");
 }
 
 bool WordDatatype::isOwn(const uint64_t resourceID) const noexcept {
@@ -194,7 +195,7 @@ void WordDatatype::save(OutputStream& outputStream) const {
 
 void WordDatatype::load(InputStream& inputStream) {
     if (!inputStream.readsString(MARKER))
-        throw MelnarException(SOURCE_FILE, LINE_NOT_A_STREAM, MelnarException::NO_CAUSES,
+        throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_NOT_A_STREAM, MelnarException::NO_CAUSES,
                               "Invalid input file: cannot load WordDatatype.");
     m_resourceIDs.clear();
     for (uint64_t remaining = inputStream.readUInt64(); remaining != 0; --remaining)

@@ -37,7 +37,7 @@ void RankDictionary::resolve(const uint32_t shard, const std::span<BatchEntry> t
     std::vector<BatchFailure> failures;
     dictionary.resolveResources(*m_threads[shard], terms, failures);
     for (const BatchFailure& failure : failures)
-        if (failure.m_reason != BatchFailure::Reason::REFUSED)
+        if (failure.m_kind != FailureKind::REFUSED_LITERAL)
             failure.throwException();
 }
 
@@ -46,7 +46,7 @@ void RankDictionary::tryResolve(const uint32_t shard, const std::span<BatchEntry
     if (const Dictionary* const dictionary = m_dictionary->getShard(shard))
         dictionary->tryResolveResources(BEHIND_ALL_RESOURCES, terms, failures);
     for (const BatchFailure& failure : failures)
-        if (failure.m_reason != BatchFailure::Reason::REFUSED)
+        if (failure.m_kind != FailureKind::REFUSED_LITERAL)
             failure.throwException();
     // A writer may have put a larger file into the place of the shard's.
     const uint64_t numberOfResources = m_dictionary->getManifest().m_shards[shard].m_numberOfResources;

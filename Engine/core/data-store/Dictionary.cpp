@@ -42,7 +42,7 @@ const Prefixes& getNoPrefixes() {
 }
 
 [[noreturn]] void refuseDatatype(const BatchEntry& entry) {
-    throw MelnarException(SOURCE_FILE, LINE_UNKNOWN_DATATYPE, MelnarException::NO_CAUSES,
+    throw MelnarException(FailureKind::REFUSED_LITERAL, SOURCE_FILE, LINE_UNKNOWN_DATATYPE, MelnarException::NO_CAUSES,
                           "There is no datatype with ID ", size_t(entry.m_datatypeID), ".");
 }
 
@@ -53,11 +53,12 @@ const Prefixes& getNoPrefixes() {
         try {
             refusal->throwException();
         } catch (const MelnarException& exception) {
-            throw MelnarException(SOURCE_FILE, LINE_MALFORMED_RESOURCE, {std::current_exception()}, "Resource ",
-                                  resourceID, " is damaged: ", exception.getMessage());
+            throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_MALFORMED_RESOURCE,
+                                  {std::current_exception()}, "Resource ", resourceID,
+                                  " is damaged: ", exception.getMessage());
         }
-    throw MelnarException(SOURCE_FILE, LINE_RESOURCE_NOT_FOUND, MelnarException::NO_CAUSES, "Resource ", resourceID,
-                          " is damaged: its literal is found under ID ", foundID, ".");
+    throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_RESOURCE_NOT_FOUND, MelnarException::NO_CAUSES,
+                          "Resource ", resourceID, " is damaged: its literal is found under ID ", foundID, ".");
 }
 
 } // namespace
@@ -72,7 +73,7 @@ uint64_t Dictionary::getMaximumNumberOfResources(const DictionaryOptions& option
         return std::min<uint64_t>(options.m_memoryLimit / SMALLEST_RESOURCE,
                                   LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS);
     if (options.m_maximumNumberOfResources > LARGEST_MAXIMUM_NUMBER_OF_RESOURCES)
-        throw MelnarException(SOURCE_FILE, LINE_MAXIMUM_TOO_LARGE, MelnarException::NO_CAUSES,
+        throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_MAXIMUM_TOO_LARGE, MelnarException::NO_CAUSES,
                               "A dictionary can hold at most ", LARGEST_MAXIMUM_NUMBER_OF_RESOURCES,
                               " resources, but was asked to hold ", options.m_maximumNumberOfResources, ".");
     return options.m_maximumNumberOfResources;
@@ -133,15 +134,15 @@ uint8_t Dictionary::getDatatypeID(const uint64_t resourceID) const noexcept {
 uint8_t Dictionary::getDatatypeIDOrThrow(const uint64_t resourceID) const {
     const uint8_t datatypeID = getDatatypeID(resourceID);
     if (datatypeID == D_INVALID)
-        throw MelnarException(SOURCE_FILE, LINE_UNKNOWN_RESOURCE, MelnarException::NO_CAUSES,
-                              "There is no resource with ID ", resourceID, ".");
+        throw MelnarException(FailureKind::NO_SUCH_RESOURCE, SOURCE_FILE, LINE_UNKNOWN_RESOURCE,
+                              MelnarException::NO_CAUSES, "There is no resource with ID ", resourceID, ".");
     return datatypeID;
 }
 
 uint64_t Dictionary::resolveResource(DictionaryThread& thread, const std::string_view lexicalForm,
                                      const uint8_t datatypeID) {
     return getServer(datatypeID)
-        .m_datatype->resolveResource(&thread.m_threadContext, lexicalForm.data(), lexicalForm.size(), datatypeID);
+        .m_datatype->resolveResource(&thread.getContext(*this), lexicalForm.data(), lexicalForm.size(), datatypeID);
 }
 
 uint64_t Dictionary::tryResolveResource(const DictionaryCommitPoint commitPoint, const std::string_view lexicalForm,
@@ -210,7 +211,7 @@ void Dictionary::createMissing(DictionaryThread& thread, const std::span<BatchEn
         const auto index = static_cast<size_t>(runBegin - block.begin());
         ofRun.clear();
         if (object != nullptr)
-            object->createResources(&thread.m_threadContext, run, hashes + index, ofRun);
+            object->createResources(&thread.getContext(*this), run, hashes + index, ofRun);
         else
             for (size_t number = 0; number < run.size(); ++number)
                 if (isMissing(run[number]))
@@ -226,7 +227,7 @@ void Dictionary::createMissing(DictionaryThread& thread, const std::span<BatchEn
 void Dictionary::resolveResources(DictionaryThread& thread, const std::span<BatchEntry> entries,
                                   std::vector<BatchFailure>& failures) {
     if (DictionaryDatatype* const object = getCommonServer(entries); object != nullptr) {
-        object->resolveResources(&thread.m_threadContext, entries, failures);
+        object->resolveResources(&thread.getContext(*this), entries, failures);
         return;
     }
     std::array<uint64_t, MIXED_BLOCK_SIZE> hashes;

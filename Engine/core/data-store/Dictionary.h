@@ -38,15 +38,16 @@ class TermColumn;
 /// Units      Sizes are bytes.
 /// Ownership  Owns everything it holds. DictionaryThreads must be destroyed before it is.
 /// Addresses  Data that getResource points to stays where it is until a compaction or the dictionary's end.
-/// Threads    resolveResource (each thread with a DictionaryThread of its own), tryResolveResource, the get functions,
-///            appendTurtleLiteral and forEachResource: any threads at once. commit and rollback: while no thread
-///            resolves; lookups and reads may go on. save and verify: while no thread resolves, commits or rolls back.
-///            Construction, compact and destruction: alone.
+/// Threads    resolveResource and all else that creates resources (each thread with a DictionaryThread that it made),
+///            lookups, the get functions, appendTurtleLiteral and forEachResource (which need none): any threads
+///            concurrently. commit and rollback: while no thread resolves; lookups and reads may go on. save and verify:
+///            while no thread resolves, commits or rolls back. Construction, compact and destruction: alone.
 /// Errors     MelnarException for a literal that is not one of its datatype, for a datatype or a resource that does not
 ///            exist, and when the largest number of resources is reached; HashCollisionException for a new literal that
 ///            collides with too many others (see DictionaryOptions); MemoryExhaustedException at the memory limit;
 ///            SystemCallException when the system has no more memory; std::bad_alloc from what an operation collects
 ///            beside the dictionary, which the memory limit does not count. None of them changes the dictionary.
+///            getKind tells them apart (FailureKind).
 ///
 /// MEMORY ORDERS   of the commit point
 ///   #   operation                          order    pairs with   makes visible                        checked by

@@ -33,8 +33,8 @@ public:
     static void answer(const std::span<const Term> terms, const std::span<uint64_t> resourceIDs,
                        std::vector<BatchFailure>& failures, const Operation& operation) {
         if (terms.size() != resourceIDs.size())
-            throw MelnarException(SOURCE_FILE, LINE_UNEQUAL_SPANS, MelnarException::NO_CAUSES, "There are ",
-                                  terms.size(), " terms, but room for ", resourceIDs.size(), " IDs.");
+            throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_UNEQUAL_SPANS, MelnarException::NO_CAUSES,
+                                  "There are ", terms.size(), " terms, but room for ", resourceIDs.size(), " IDs.");
         std::ranges::fill(resourceIDs, 0);
         TermBatch batch;
         std::vector<BatchFailure> ofChunk;
@@ -50,7 +50,7 @@ public:
             operation(entries, ofChunk);
             std::ranges::transform(entries, resourceIDs.subspan(begin).begin(), &BatchEntry::m_resourceID);
             for (BatchFailure& failure : ofChunk) {
-                if (failure.m_reason == BatchFailure::Reason::REFUSED &&
+                if (failure.m_kind == FailureKind::REFUSED_LITERAL &&
                     !terms[begin + failure.m_entryIndex].isTextTheForm())
                     failure = makeException(failure); // The next chunk takes the place of its form.
                 failure.m_entryIndex += begin;
@@ -103,7 +103,7 @@ private:
         try {
             failure.throwException();
         } catch (const MelnarException&) {
-            return {failure.m_entryIndex, failure.m_reason, std::current_exception()};
+            return {failure.m_entryIndex, failure.m_kind, std::current_exception()};
         }
     }
 };

@@ -24,18 +24,18 @@ SectionInputStream::SectionInputStream(InputStream& input, const SectionFormat& 
     std::string magic(m_format.m_magic.size(), '\0');
     readChecksummed(magic.data(), magic.size());
     if (magic != m_format.m_magic)
-        throw MelnarException(SOURCE_FILE, LINE_NOT_A_DICTIONARY, MelnarException::NO_CAUSES, "File '", getName(),
-                              "' is not a ", m_format.m_name, ".");
+        throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_NOT_A_DICTIONARY, MelnarException::NO_CAUSES,
+                              "File '", getName(), "' is not a ", m_format.m_name, ".");
     readChecksummed(&m_formatVersion, sizeof(m_formatVersion));
     if (m_formatVersion == 0 || m_formatVersion > m_format.m_version)
-        throw MelnarException(SOURCE_FILE, LINE_UNKNOWN_VERSION, MelnarException::NO_CAUSES, m_format.m_title, " '",
-                              getName(), "' has format version ", m_formatVersion,
+        throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_UNKNOWN_VERSION, MelnarException::NO_CAUSES,
+                              m_format.m_title, " '", getName(), "' has format version ", m_formatVersion,
                               "; this program reads versions up to ", m_format.m_version, ".");
 }
 
 void SectionInputStream::reportDamage(const std::string& finding) const {
-    throw MelnarException(SOURCE_FILE, LINE_DAMAGED, MelnarException::NO_CAUSES, m_format.m_title, " '", getName(),
-                          "' is damaged: section '", m_sectionName, "': ", finding);
+    throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_DAMAGED, MelnarException::NO_CAUSES,
+                          m_format.m_title, " '", getName(), "' is damaged: section '", m_sectionName, "': ", finding);
 }
 
 void SectionInputStream::beginSection(std::string sectionName) {

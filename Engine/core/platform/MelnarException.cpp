@@ -7,11 +7,12 @@ constinit const std::vector<std::exception_ptr> MelnarException::NO_CAUSES;
 
 MelnarException::MelnarException(const std::string& sourceFileName, const long sourceLineNumber, int,
                                  const std::vector<std::exception_ptr>& causes, std::string&& exceptionName,
-                                 std::string&& message)
+                                 std::string&& message, const FailureKind kind)
     : m_sourceFileName(sourceFileName), m_sourceLineNumber(sourceLineNumber), m_causes(causes),
       m_exceptionName(std::move(exceptionName)), m_message(std::move(message)),
       m_whatText(m_exceptionName + " (" + m_sourceFileName + ":" + std::to_string(m_sourceLineNumber) +
-                 "): " + m_message) {}
+                 "): " + m_message),
+      m_kind(kind) {}
 
 MelnarException::~MelnarException() = default;
 

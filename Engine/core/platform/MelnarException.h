@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/platform/FailureKind.h"
 #include "Engine/core/platform/MessagePieces.h"
 
 #include <exception>
@@ -24,14 +25,20 @@ public:
 
     /// Takes over the name and the message; the unnamed number is reserved for other forms of reports and is 0 today.
     MelnarException(const std::string& sourceFileName, long sourceLineNumber, int,
-                    const std::vector<std::exception_ptr>& causes, std::string&& exceptionName, std::string&& message);
+                    const std::vector<std::exception_ptr>& causes, std::string&& exceptionName, std::string&& message,
+                    FailureKind kind = FailureKind::OTHER);
 
     /// Joins the pieces into the message: texts as they are, unsigned numbers in decimal.
     template<MessagePiece... Pieces>
     MelnarException(const std::string& sourceFileName, const long sourceLineNumber,
                     const std::vector<std::exception_ptr>& causes, Pieces&&... pieces)
+        : MelnarException(FailureKind::OTHER, sourceFileName, sourceLineNumber, causes, pieces...) {}
+
+    template<MessagePiece... Pieces>
+    MelnarException(const FailureKind kind, const std::string& sourceFileName, const long sourceLineNumber,
+                    const std::vector<std::exception_ptr>& causes, Pieces&&... pieces)
         : MelnarException(sourceFileName, sourceLineNumber, 0, causes, std::string("MelnarException"),
-                          joinMessagePieces(pieces...)) {}
+                          joinMessagePieces(pieces...), kind) {}
 
     MelnarException(const MelnarException&) = default;
     MelnarException(MelnarException&&) = default;
@@ -50,6 +57,8 @@ public:
     const std::vector<std::exception_ptr>& getCauses() const noexcept { return m_causes; }
     const std::string& getExceptionName() const noexcept { return m_exceptionName; }
 
+    FailureKind getKind() const noexcept { return m_kind; }
+
     /// The message alone, for people.
     const std::string& getMessage() const noexcept { return m_message; }
 
@@ -60,4 +69,5 @@ private:
     std::string m_exceptionName;
     std::string m_message;
     std::string m_whatText;
+    FailureKind m_kind;
 };

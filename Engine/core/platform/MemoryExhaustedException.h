@@ -9,7 +9,7 @@ public:
     MemoryExhaustedException(const std::string& sourceFileName, const long sourceLineNumber,
                              const std::vector<std::exception_ptr>& causes, Pieces&&... pieces)
         : MelnarException(sourceFileName, sourceLineNumber, 0, causes, std::string("MemoryExhaustedException"),
-                          joinMessagePieces(pieces...)) {}
+                          joinMessagePieces(pieces...), FailureKind::MEMORY) {}
 
     MemoryExhaustedException(const MemoryExhaustedException&) = default;
     MemoryExhaustedException(MemoryExhaustedException&&) = default;

@@ -11,7 +11,8 @@ public:
                         const std::vector<std::exception_ptr>& causes, const char* const systemCallName,
                         const int errorCode, Pieces&&... pieces)
         : MelnarException(sourceFileName, sourceLineNumber, 0, causes, std::string("SystemCallException"),
-                          withExtendedInformation(joinMessagePieces(pieces...), systemCallName, errorCode)),
+                          withExtendedInformation(joinMessagePieces(pieces...), systemCallName, errorCode),
+                          FailureKind::SYSTEM),
           m_systemCallName(systemCallName), m_errorCode(errorCode) {}
 
     SystemCallException(const SystemCallException&) = default;

@@ -16,7 +16,6 @@
 #include <vector>
 
 struct ShardResolver::OwnThread final : Thread {
-    ThreadContextRegistration m_registration;
     ShardedBatch m_batch;
     std::vector<BatchFailure> m_failures;
     std::vector<BatchFailure> m_failuresOfShard;

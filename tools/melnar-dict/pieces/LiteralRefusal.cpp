@@ -13,7 +13,7 @@ bool isRefusedTerm(const Rdf::Term& term) noexcept {
 }
 
 std::string causeOfRefusal(const BatchFailure& failure) {
-    if (failure.m_reason != BatchFailure::Reason::REFUSED)
+    if (failure.m_kind != FailureKind::REFUSED_LITERAL)
         failure.throwException();
     try {
         failure.throwException();

@@ -3,8 +3,6 @@
 #include "tools/melnar-dict/pieces/StatementConsumer.h"
 #include "tools/melnar-dict/threads/OrderedOutput.h"
 
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -56,7 +54,6 @@ private:
 
     void fillGaps(ParsedPiece& piece);
 
-    const ThreadContextRegistration m_registration; // of the thread that takes the statements
     OrderedOutput& m_output;
     std::string m_unfilled; // the statements of the block, with gaps
     std::vector<Gap> m_gaps;

@@ -28,7 +28,8 @@ public:
     /// Throws MelnarException when no header can hold `size`.
     static void checkSize(const size_t size) {
         if (size > MAXIMUM_SIZE)
-            throw MelnarException(SOURCE_FILE, LINE_RESOURCE_TOO_LARGE, MelnarException::NO_CAUSES,
+            throw MelnarException(FailureKind::REFUSED_LITERAL, SOURCE_FILE, LINE_RESOURCE_TOO_LARGE,
+                                  MelnarException::NO_CAUSES,
                                   "The resource is larger than the largest resource supported by Melnar.");
     }
 

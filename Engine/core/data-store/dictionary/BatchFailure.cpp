@@ -1,17 +1,14 @@
 #include "Engine/core/data-store/dictionary/BatchFailure.h"
 
 #include "Engine/core/platform/MelnarException.h"
-#include "Engine/core/platform/SystemCallException.h"
 
 BatchFailure BatchFailure::ofCurrentException(const size_t entryIndex) noexcept {
     try {
         throw;
-    } catch (const SystemCallException&) {
-        return {entryIndex, Reason::SYSTEM, std::current_exception()};
-    } catch (const MelnarException&) {
-        return {entryIndex, Reason::LIMIT, std::current_exception()};
+    } catch (const MelnarException& exception) {
+        return {entryIndex, exception.getKind(), std::current_exception()};
     } catch (...) {
-        return {entryIndex, Reason::SYSTEM, std::current_exception()};
+        return {entryIndex, FailureKind::SYSTEM, std::current_exception()};
     }
 }
 

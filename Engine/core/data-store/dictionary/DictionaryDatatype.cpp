@@ -15,17 +15,14 @@ constexpr const char* const SOURCE_FILE = "Engine/core/data-store/dictionary/Dic
 constexpr long LINE_TOO_MANY_RESOURCES = 47;
 
 /// Answers entry after entry; what one of them throws becomes its failure.
-template<class Answer, class IsRefused>
-void answerEach(const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures, const Answer answer,
-                const IsRefused isRefused) {
+template<class Answer>
+void answerEach(const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures, const Answer& answer) {
     for (size_t index = 0; index < entries.size(); ++index)
         try {
             entries[index].m_resourceID = 0;
             entries[index].m_resourceID = answer(entries[index]);
         } catch (...) {
             failures.push_back(BatchFailure::ofCurrentException(index));
-            if (failures.back().m_reason == BatchFailure::Reason::LIMIT && isRefused(entries[index]))
-                failures.back().m_reason = BatchFailure::Reason::REFUSED;
         }
 }
 
@@ -55,32 +52,19 @@ std::vector<TableProfile> DictionaryDatatype::getTableProfiles(size_t) const {
 
 void DictionaryDatatype::resolveResources(DictionaryThreadContext* const threadContext,
                                           const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
-    answerEach(
-        entries, failures,
-        [this, threadContext](const BatchEntry& entry) {
-            return resolveResource(threadContext, entry.m_lexicalForm.data(), entry.m_lexicalForm.size(),
-                                   entry.m_datatypeID);
-        },
-        [this](const BatchEntry& entry) { // A lookup meets no limit.
-            try {
-                tryResolveResource({0}, entry.m_lexicalForm.data(), entry.m_lexicalForm.size(), entry.m_datatypeID);
-                return false;
-            } catch (const MelnarException&) {
-                return true;
-            }
-        });
+    answerEach(entries, failures, [this, threadContext](const BatchEntry& entry) {
+        return resolveResource(threadContext, entry.m_lexicalForm.data(), entry.m_lexicalForm.size(),
+                               entry.m_datatypeID);
+    });
 }
 
 void DictionaryDatatype::tryResolveResources(const DictionaryCommitPoint commitPoint,
                                              const std::span<BatchEntry> entries,
                                              std::vector<BatchFailure>& failures) const {
-    answerEach(
-        entries, failures,
-        [this, commitPoint](const BatchEntry& entry) {
-            return tryResolveResource(commitPoint, entry.m_lexicalForm.data(), entry.m_lexicalForm.size(),
-                                      entry.m_datatypeID);
-        },
-        [](const BatchEntry&) { return true; });
+    answerEach(entries, failures, [this, commitPoint](const BatchEntry& entry) {
+        return tryResolveResource(commitPoint, entry.m_lexicalForm.data(), entry.m_lexicalForm.size(),
+                                  entry.m_datatypeID);
+    });
 }
 
 void DictionaryDatatype::findResources(const std::span<BatchEntry> entries, uint64_t*) const {
@@ -155,9 +139,10 @@ uint64_t DictionaryDatatype::newDataChunk(DictionaryThreadContext* const threadC
 void DictionaryDatatype::ensureResourceID(const uint64_t resourceID) {
     const size_t capacity = m_resourceDataOffsets.getMaximumNumberOfItems();
     if (resourceID >= capacity)
-        throw MelnarException(
-            SOURCE_FILE, LINE_TOO_MANY_RESOURCES, MelnarException::NO_CAUSES, "The dictionary cannot create resource ",
-            resourceID, " because it was created to hold at most ", capacity == 0 ? 0 : capacity - 1, " resources.");
+        throw MelnarException(FailureKind::FULL, SOURCE_FILE, LINE_TOO_MANY_RESOURCES, MelnarException::NO_CAUSES,
+                              "The dictionary cannot create resource ", resourceID,
+                              " because it was created to hold at most ", capacity == 0 ? 0 : capacity - 1,
+                              " resources.");
     ensureEndInSteps(m_resourceDataOffsets, resourceID + 1);
     ensureEndInSteps(m_resourceFlags, resourceID + 1);
 }

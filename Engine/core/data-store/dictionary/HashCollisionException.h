@@ -13,7 +13,7 @@ public:
                            const std::vector<std::exception_ptr>& causes, const size_t numberOfCollisions,
                            Pieces&&... pieces)
         : MelnarException(sourceFileName, sourceLineNumber, 0, causes, std::string("HashCollisionException"),
-                          joinMessagePieces(pieces...)),
+                          joinMessagePieces(pieces...), FailureKind::FULL),
           m_numberOfCollisions(numberOfCollisions) {}
 
     HashCollisionException(const HashCollisionException&) = default;

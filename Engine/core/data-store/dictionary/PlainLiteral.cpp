@@ -47,12 +47,12 @@ void refusePlainLiteral(const PlainLiteralKind kind, const std::string& lexicalF
                         const PlainLiteralFailureLines& failureLines) {
     // Both texts are quoted by programs in the field, "it its" and the two spaces included.
     if (kind == PlainLiteralKind::WITHOUT_AT_SIGN)
-        throw MelnarException(STRING_DATATYPE_SOURCE_FILE, failureLines.m_missingAtSign, MelnarException::NO_CAUSES,
-                              "Lexical form '", lexicalForm,
+        throw MelnarException(FailureKind::REFUSED_LITERAL, STRING_DATATYPE_SOURCE_FILE, failureLines.m_missingAtSign,
+                              MelnarException::NO_CAUSES, "Lexical form '", lexicalForm,
                               "' is invalid for datatype rdf:PlainLiteral because it does not contain the '@' "
                               "character.");
-    throw MelnarException(STRING_DATATYPE_SOURCE_FILE, failureLines.m_malformedTag, MelnarException::NO_CAUSES,
-                          "Lexical form '", lexicalForm,
+    throw MelnarException(FailureKind::REFUSED_LITERAL, STRING_DATATYPE_SOURCE_FILE, failureLines.m_malformedTag,
+                          MelnarException::NO_CAUSES, "Lexical form '", lexicalForm,
                           "' is invalid for datatype rdf:PlainLiteral because  it its language tag is malformed.");
 }
 

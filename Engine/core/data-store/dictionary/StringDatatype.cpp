@@ -158,8 +158,8 @@ void StringDatatype<T>::save(OutputStream& outputStream) const {
 template<class T>
 void StringDatatype<T>::load(InputStream& inputStream) {
     if (!inputStream.readsString(STRING_DATATYPE_MARKER))
-        throw MelnarException(STRING_DATATYPE_SOURCE_FILE, LINE_NOT_A_STRING_DATATYPE, MelnarException::NO_CAUSES,
-                              "Invalid input file: cannot load StringDatatype.");
+        throw MelnarException(FailureKind::DAMAGED_FILE, STRING_DATATYPE_SOURCE_FILE, LINE_NOT_A_STRING_DATATYPE,
+                              MelnarException::NO_CAUSES, "Invalid input file: cannot load StringDatatype.");
     m_initialSize = inputStream.readUInt64();
     m_xsdStringTable.load(inputStream);
     m_plainLiteralTable.load(inputStream);

@@ -179,12 +179,13 @@ bool ShardManifest::isBeginningOf(InputStream& input) {
 void ShardManifest::write(OutputStream& output) const {
     for (const Input& input : m_inputs)
         if (input.m_name.size() > LONGEST_INPUT_NAME)
-            throw MelnarException(SOURCE_FILE, LINE_INPUT_NAME_TOO_LONG, MelnarException::NO_CAUSES,
-                                  "The name of an input has ", input.m_name.size(),
+            throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_INPUT_NAME_TOO_LONG,
+                                  MelnarException::NO_CAUSES, "The name of an input has ", input.m_name.size(),
                                   " bytes, but may have no more than ", LONGEST_INPUT_NAME, ".");
     if (m_work.size() > LONGEST_WORK)
-        throw MelnarException(SOURCE_FILE, LINE_WORK_TOO_LONG, MelnarException::NO_CAUSES, "Unfinished work has ",
-                              m_work.size(), " bytes, but may have no more than ", LONGEST_WORK, ".");
+        throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_WORK_TOO_LONG, MelnarException::NO_CAUSES,
+                              "Unfinished work has ", m_work.size(), " bytes, but may have no more than ", LONGEST_WORK,
+                              ".");
     SectionOutputStream sections(output, MANIFEST);
     sections.writeUInt32(ShardLayout::NUMBER_OF_SHARDS);
     sections.writeUInt64(m_maximumNumberOfResourcesOfShard);

@@ -12,7 +12,7 @@
 #include "Engine/core/platform/stream/FileLock.h"
 #include "Engine/core/platform/stream/FileOutputStream.h"
 #include "Engine/core/platform/stream/TargetFile.h"
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
+#include "Engine/core/platform/system/ThreadContextIndex.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -60,7 +60,7 @@ constexpr size_t MEMORY_OF_NO_RESOURCES = size_t(1) << 20;
 
 uint64_t checkMaximumNumberOfResources(const uint64_t maximumNumberOfResourcesOfShard) {
     if (maximumNumberOfResourcesOfShard > ShardedDictionary::MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD)
-        throw MelnarException(SOURCE_FILE, LINE_MAXIMUM_TOO_LARGE, MelnarException::NO_CAUSES,
+        throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_MAXIMUM_TOO_LARGE, MelnarException::NO_CAUSES,
                               "A shard can hold at most ", ShardedDictionary::MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD,
                               " resources, but was asked to hold ", maximumNumberOfResourcesOfShard, ".");
     return maximumNumberOfResourcesOfShard;
@@ -124,8 +124,9 @@ void forEachGroup(const Dictionary& dictionary, const Visit& visit) {
         begins.clear();
         for (const BatchEntry& entry : entries) {
             if (entry.m_datatypeID == D_INVALID)
-                throw MelnarException(SOURCE_FILE, LINE_NOT_DENSE, MelnarException::NO_CAUSES,
-                                      "A shard has no resource with ID ", entry.m_resourceID, ".");
+                throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_NOT_DENSE,
+                                      MelnarException::NO_CAUSES, "A shard has no resource with ID ",
+                                      entry.m_resourceID, ".");
             begins.push_back(forms.size());
             if (entry.m_affixNumber != 0)
                 dictionary.appendLexicalForm(entry, forms);
@@ -171,14 +172,14 @@ std::unique_ptr<Dictionary> makeCanonicalCopy(const Dictionary& source, MemoryMa
             countTerms(entries, termsByDatatype);
             for (const BatchEntry& entry : entries) // A damaged file may have a term twice.
                 if (const uint64_t resourceID = nextResourceID++; entry.m_resourceID != resourceID)
-                    throw MelnarException(SOURCE_FILE, LINE_NOT_FOUND_AGAIN, MelnarException::NO_CAUSES,
-                                          "A shard has the term of resource ", entry.m_resourceID,
-                                          " a second time, under ID ", resourceID, ".");
+                    throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_NOT_FOUND_AGAIN,
+                                          MelnarException::NO_CAUSES, "A shard has the term of resource ",
+                                          entry.m_resourceID, " a second time, under ID ", resourceID, ".");
         });
     }
     // A dictionary makes do without some memory: it stores a text whole that terms could share, say.
     if (memory.getNumberOfRefusals() != 0)
-        throw MelnarException(SOURCE_FILE, LINE_NO_MEMORY_FOR_COPY, MelnarException::NO_CAUSES,
+        throw MelnarException(FailureKind::SYSTEM, SOURCE_FILE, LINE_NO_MEMORY_FOR_COPY, MelnarException::NO_CAUSES,
                               "The system has no memory for a second copy of a shard, by which it is saved.");
     copy->commit();
     return copy;
@@ -425,8 +426,9 @@ std::unique_ptr<Dictionary> ShardedDictionary::openShard(const uint32_t shard) c
             if (std::ranges::none_of(manifest.m_history.m_entries, [&](const DictionaryHistory::Entry& entry) {
                     return entry.m_identity == openedState;
                 }))
-                throw MelnarException(SOURCE_FILE, LINE_OTHER_FOLDER, {std::current_exception()}, "Folder '",
-                                      folderName, "' no longer holds what it held when it was opened.");
+                throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_OTHER_FOLDER,
+                                      {std::current_exception()}, "Folder '", folderName,
+                                      "' no longer holds what it held when it was opened.");
             expected = manifest.m_shards[shard];
         }
 }
@@ -440,8 +442,8 @@ std::unique_ptr<Dictionary> ShardedDictionary::openFile(const std::string& folde
         dictionary->getMaximumNumberOfResources() != m_maximumNumberOfResourcesOfShard ||
         dictionary->getNextResourceID() != expected.m_numberOfResources + 1 ||
         dictionary->getCommitPoint().m_resourceID != dictionary->getNextResourceID())
-        throw MelnarException(SOURCE_FILE, LINE_OTHER_SHARD, MelnarException::NO_CAUSES, "File '", fileName,
-                              "' is not the one that the manifest of its folder names.");
+        throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_OTHER_SHARD, MelnarException::NO_CAUSES,
+                              "File '", fileName, "' is not the one that the manifest of its folder names.");
     return dictionary;
 }
 
@@ -526,8 +528,8 @@ bool ShardedDictionary::hasResource(const uint64_t resourceID) const {
 
 Term ShardedDictionary::getTerm(const uint64_t resourceID, std::string& lexicalForm) const {
     if (!hasResource(resourceID))
-        throw MelnarException(SOURCE_FILE, LINE_UNKNOWN_RESOURCE, MelnarException::NO_CAUSES,
-                              "There is no resource with ID ", resourceID, ".");
+        throw MelnarException(FailureKind::NO_SUCH_RESOURCE, SOURCE_FILE, LINE_UNKNOWN_RESOURCE,
+                              MelnarException::NO_CAUSES, "There is no resource with ID ", resourceID, ".");
     return getShardOrNone(ShardLayout::getShard(resourceID)).getTerm(ShardLayout::toLocal(resourceID), lexicalForm);
 }
 
@@ -602,8 +604,8 @@ ShardManifest::Shard ShardedDictionary::saveShard(const uint32_t shard, const st
         const std::string oldName = getPath(m_folderName, saved);
         copyFile(oldName, file.getOutput());
         if (file.complete() != saved.m_fileBytes)
-            throw MelnarException(SOURCE_FILE, LINE_OTHER_SIZE, MelnarException::NO_CAUSES, "File '", oldName,
-                                  "' does not have the ", saved.m_fileBytes,
+            throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_OTHER_SIZE, MelnarException::NO_CAUSES,
+                                  "File '", oldName, "' does not have the ", saved.m_fileBytes,
                                   " bytes that the manifest of its folder says.");
     }
     file.renameTo(getPath(folderName, saved));
@@ -679,8 +681,8 @@ void ShardedDictionary::save(FileLock& lock, const State state, const size_t num
     const TargetFile& target = lock.getTarget();
     std::string folderName = target.getFolderName();
     if (std::filesystem::path(target.getName()).filename() != ShardManifest::FILE_NAME)
-        throw MelnarException(SOURCE_FILE, LINE_FOREIGN_LOCK, MelnarException::NO_CAUSES, "The lock is one of '",
-                              lock.getFileName(), "', and not of a manifest.");
+        throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_FOREIGN_LOCK, MelnarException::NO_CAUSES,
+                              "The lock is one of '", lock.getFileName(), "', and not of a manifest.");
     AtomicFileOutputStream output(lock); // Keeps others from saving under this lock.
     // The manifest may not be on the disk yet, if that failed when it was saved: what the one before names must stay then.
     AtomicFileOutputStream::synchronizeFolder(folderName);
@@ -736,18 +738,19 @@ void ShardedDictionary::verifyShard(const uint32_t shard, const Dictionary& dict
         forEachGroup(dictionary, [&](const std::span<BatchEntry> entries) {
             for (const BatchEntry& entry : entries)
                 if (ShardLayout::getShard(entry.m_lexicalForm, entry.m_datatypeID) != shard)
-                    throw MelnarException(SOURCE_FILE, LINE_TERM_IN_OTHER_SHARD, MelnarException::NO_CAUSES,
-                                          "Resource ", entry.m_resourceID, " belongs to another shard.");
+                    throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_TERM_IN_OTHER_SHARD,
+                                          MelnarException::NO_CAUSES, "Resource ", entry.m_resourceID,
+                                          " belongs to another shard.");
             countTerms(entries, termsByDatatype);
         });
         const std::shared_lock lock(m_savedMutex);
         const ShardManifest::Shard& saved = m_manifest.m_shards[shard];
         if (saved.m_numberOfResources == dictionary.getNextResourceID() - 1 && saved.m_terms != termsByDatatype)
-            throw MelnarException(SOURCE_FILE, LINE_OTHER_TERMS, MelnarException::NO_CAUSES,
+            throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_OTHER_TERMS, MelnarException::NO_CAUSES,
                                   "It has other numbers of terms, or other lengths, than the manifest says.");
     } catch (const MelnarException& exception) {
-        throw MelnarException(SOURCE_FILE, LINE_DAMAGED_SHARD, {std::current_exception()}, "Shard ", shard,
-                              m_folderName.empty() ? "" : " of folder '" + m_folderName + "'",
+        throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_DAMAGED_SHARD, {std::current_exception()},
+                              "Shard ", shard, m_folderName.empty() ? "" : " of folder '" + m_folderName + "'",
                               " is damaged: ", exception.getMessage());
     }
 }

@@ -188,7 +188,7 @@ void AffixTable::load(Stream& inputStream, const ReportDamage& reportDamage) {
 
 void AffixTable::load(InputStream& inputStream) {
     load(inputStream, [](const std::string& finding) {
-        throw MelnarException(SOURCE_FILE, LINE_MALFORMED_STREAM, MelnarException::NO_CAUSES,
+        throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_MALFORMED_STREAM, MelnarException::NO_CAUSES,
                               "Invalid input file: ", finding);
     });
 }

@@ -311,8 +311,8 @@ template<class T>
 void TermDatatype<T>::loadTable(InputStream& inputStream) {
     reset();
     if (!inputStream.readsString(MARKER))
-        throw MelnarException(SOURCE_FILE, LINE_NOT_A_TERM_DATATYPE, MelnarException::NO_CAUSES,
-                              "Invalid input file: cannot load TermDatatype.");
+        throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_NOT_A_TERM_DATATYPE,
+                              MelnarException::NO_CAUSES, "Invalid input file: cannot load TermDatatype.");
     m_initialSize = inputStream.readUInt64();
     auto table = std::make_unique<Table>(m_resourceDataOffsets.getMemoryManager(), m_policy);
     table->load(inputStream);

@@ -224,8 +224,8 @@ constexpr std::array FAMILIES{
 void TermFamily::check(const std::string_view lexicalForm) const {
     AdaptiveResourceSizeEncoding::checkLength(lexicalForm.size()); // Before the form is read: it cannot be that long.
     if (!m_isWellFormed(lexicalForm))
-        throw MelnarException(SOURCE_FILE, LINE_MALFORMED_TERM, MelnarException::NO_CAUSES, "'",
-                              std::string(lexicalForm), "' is no ", m_name, ".");
+        throw MelnarException(FailureKind::REFUSED_LITERAL, SOURCE_FILE, LINE_MALFORMED_TERM,
+                              MelnarException::NO_CAUSES, "'", std::string(lexicalForm), "' is no ", m_name, ".");
 }
 
 const TermFamily& TermFamily::get(const uint8_t datatypeID) noexcept {

@@ -9,7 +9,7 @@
 #include "Engine/core/platform/system/MemoryManager.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 #include "Engine/core/platform/system/SpinPause.h"
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
+#include "Engine/core/platform/system/ThreadContextIndex.h"
 
 #include <atomic>
 #include <bit>
@@ -115,7 +115,7 @@ public:
     const Policy& getPolicy() const noexcept { return m_policy; }
     MemoryManager& getMemoryManager() const noexcept { return m_buckets.getMemoryManager(); }
 
-    ThreadContext& getCurrentThreadContext() noexcept { return m_threadContexts[g_currentThreadContextIndex]; }
+    ThreadContext& getCurrentThreadContext() noexcept { return m_threadContexts[getCurrentThreadContextIndex()]; }
 
     /// Takes the calling thread's slot and joins any resize that is running; as Operation does.
     ThreadContext& enter() noexcept {

@@ -2,7 +2,7 @@
 
 #include "Engine/core/platform/stream/InputStream.h"
 #include "Engine/core/platform/stream/OutputStream.h"
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
+#include "Engine/core/platform/system/ThreadContextIndex.h"
 
 #include <array>
 #include <cstddef>

@@ -253,7 +253,7 @@ void ParallelHashTable<Policy>::load(InputStream& inputStream) {
     ParallelHashTableHeader header = getHeader();
     try {
         if (!header.load(inputStream))
-            throw MelnarException(SOURCE_FILE, LINE_NOT_A_TABLE, MelnarException::NO_CAUSES,
+            throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_NOT_A_TABLE, MelnarException::NO_CAUSES,
                                   "Invalid input file: cannot load ParallelHashTable.");
     } catch (...) {
         setHeader(header); // What was read before the failure stays.

@@ -179,8 +179,8 @@ void writeText(const std::string& fileName, const FileDescriptor& file) {
 
 FileLock::FileLock(const std::string& fileName)
     : FileLock(fileName, [&fileName](const std::string& holder, const std::function<void()>&) {
-          throw MelnarException(SOURCE_FILE, LINE_HELD, MelnarException::NO_CAUSES, "File '", fileName,
-                                "' is being written by ", holder, ".");
+          throw MelnarException(FailureKind::IN_USE, SOURCE_FILE, LINE_HELD, MelnarException::NO_CAUSES, "File '",
+                                fileName, "' is being written by ", holder, ".");
       }) {}
 
 FileLock::FileLock(const std::string& fileName, const WhenHeld& whenHeld)
@@ -221,6 +221,6 @@ FileLock::~FileLock() {
 
 FileLock::Use::Use(FileLock& lock) : m_lock(lock) {
     if (m_lock.m_isInUse.exchange(true, std::memory_order_relaxed))
-        throw MelnarException(SOURCE_FILE, LINE_IN_USE, MelnarException::NO_CAUSES, "File '", m_lock.m_fileName,
-                              "' is already being written under this lock.");
+        throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_IN_USE, MelnarException::NO_CAUSES, "File '",
+                              m_lock.m_fileName, "' is already being written under this lock.");
 }

@@ -81,8 +81,8 @@ void FileOutputStream::readBack(uint64_t position, void* const data, size_t numb
             position += static_cast<uint64_t>(delivered);
             numberOfBytes -= static_cast<size_t>(delivered);
         } else if (delivered == 0)
-            throw MelnarException(SOURCE_FILE, LINE_IS_SHORTER, MelnarException::NO_CAUSES, "File '", m_fileName,
-                                  "' has become shorter while it was written.");
+            throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_IS_SHORTER, MelnarException::NO_CAUSES,
+                                  "File '", m_fileName, "' has become shorter while it was written.");
         else if (errno != EINTR)
             throw SystemCallException(SOURCE_FILE, LINE_CANNOT_READ_BACK, MelnarException::NO_CAUSES, "pread", errno,
                                       "Cannot read file '", m_fileName, "'.");

@@ -31,8 +31,8 @@ public:
         for (size_t remaining = numberOfBytes; remaining != 0;) {
             const size_t delivered = read(position, std::min(remaining, MAXIMUM_BYTES_PER_READ));
             if (delivered == 0)
-                throw MelnarException(INPUT_STREAM_SOURCE_FILE, LINE_PREMATURE_END, MelnarException::NO_CAUSES,
-                                      "Premature end of stream.");
+                throw MelnarException(FailureKind::DAMAGED_FILE, INPUT_STREAM_SOURCE_FILE, LINE_PREMATURE_END,
+                                      MelnarException::NO_CAUSES, "Premature end of stream.");
             position += delivered;
             remaining -= delivered;
         }

@@ -177,7 +177,7 @@ void MemoryRegion<T>::initialize(const size_t maximumNumberOfItems) {
 template<class T>
 void MemoryRegion<T>::doEnsureEndAtLeast(const size_t end) {
     if (m_maximumNumberOfItems < end)
-        throw MelnarException(SOURCE_FILE, LINE_GROWTH_BEYOND_CAPACITY, MelnarException::NO_CAUSES,
+        throw MelnarException(FailureKind::FULL, SOURCE_FILE, LINE_GROWTH_BEYOND_CAPACITY, MelnarException::NO_CAUSES,
                               "Failed to ensure that a memory region could hold ", end,
                               " items because it was initialized to hold at most ", m_maximumNumberOfItems, " items.");
     const GrowthGuard growthGuard(m_growthLock);

@@ -42,11 +42,11 @@ ColumnAnswers answerOneByOne(const std::vector<Term>& terms, const Answer& answe
 template<class Answer>
 ColumnAnswers answerTogether(const std::vector<Term>& terms, const Answer& answer) {
     ColumnAnswers answers{std::vector<uint64_t>(terms.size(), STALE_RESOURCE_ID), {}, {}};
-    std::vector<BatchFailure> failures{{7, BatchFailure::Reason::LIMIT, nullptr}};
+    std::vector<BatchFailure> failures{{7, FailureKind::FULL, nullptr}};
     answer(std::span<uint64_t>(answers.m_resourceIDs), failures);
     EXPECT_EQ(7u, failures.front().m_entryIndex);
     for (size_t index = 1; index < failures.size(); ++index) {
-        EXPECT_EQ(BatchFailure::Reason::REFUSED, failures[index].m_reason);
+        EXPECT_EQ(FailureKind::REFUSED_LITERAL, failures[index].m_kind);
         answers.m_failedIndexes.push_back(failures[index].m_entryIndex);
         answers.m_exceptions.push_back(describeFailure(failures[index]));
     }

@@ -170,8 +170,7 @@ TEST_P(DictionaryBatchTest, failuresOfManyRunsAscendAndAreAppended) {
                                                    : index / (GROUP + 3) % 2 == 1 ? D_INVALID
                                                                                   : D_XSD_STRING});
     std::vector<BatchEntry> entries = makeBatch(literals);
-    std::vector<BatchFailure> failures{{77, BatchFailure::Reason::SYSTEM, nullptr},
-                                       {5, BatchFailure::Reason::SYSTEM, nullptr}};
+    std::vector<BatchFailure> failures{{77, FailureKind::SYSTEM, nullptr}, {5, FailureKind::SYSTEM, nullptr}};
     dictionary.m_dictionary->resolveResources(*dictionary.m_thread, entries, failures);
     EXPECT_EQ(77u, failures[0].m_entryIndex);
     EXPECT_EQ(5u, failures[1].m_entryIndex);

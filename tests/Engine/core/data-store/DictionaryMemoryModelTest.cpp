@@ -116,7 +116,7 @@ private:
             else {
                 ASSERT_EQ(0u, entries[index].m_resourceID);
                 ASSERT_FALSE(wasThere[index]) << "a known literal is found in any case";
-                ASSERT_EQ(BatchFailure::Reason::LIMIT, failure->m_reason);
+                ASSERT_EQ(FailureKind::MEMORY, failure->m_kind);
                 ASSERT_THROW(failure->throwException(), MemoryExhaustedException);
                 ++failure;
                 ++m_refused;

@@ -152,7 +152,7 @@ TEST_P(DictionaryMixedBatchTest, formsLongerThanAnyAreRefusedUnread) {
                     std::vector<BatchFailure> failures;
                     dictionary->resolveResources(thread, entries, failures);
                     ASSERT_EQ(entries.size(), failures.size());
-                    EXPECT_EQ(BatchFailure::Reason::REFUSED, failures.back().m_reason);
+                    EXPECT_EQ(FailureKind::REFUSED_LITERAL, failures.back().m_kind);
                     EXPECT_EQ(0u, entries.back().m_resourceID);
                     EXPECT_THROW(failures.back().throwException(), MelnarException);
                 }
@@ -203,7 +203,7 @@ TEST_P(DictionaryMixedBatchTest, anyAllocationMayFail) {
         for (const BatchFailure& failure : failures) {
             ASSERT_EQ(0u, entries[failure.m_entryIndex].m_resourceID);
             const bool isRefused = std::ranges::find(refused, failure.m_entryIndex) != refused.end();
-            ASSERT_EQ(isRefused ? BatchFailure::Reason::REFUSED : BatchFailure::Reason::SYSTEM, failure.m_reason);
+            ASSERT_EQ(isRefused ? FailureKind::REFUSED_LITERAL : FailureKind::SYSTEM, failure.m_kind);
             failedTerms += !isRefused;
         }
         dictionary->verify();

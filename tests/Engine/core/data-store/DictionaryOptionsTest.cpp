@@ -53,7 +53,7 @@ TEST_P(DictionaryOptionsTest, aDictionaryThatCannotGrowRefusesNewLiterals) {
         dictionary->resolveResources(thread, entries, failures);
         ASSERT_EQ(1u, failures.size());
         EXPECT_EQ(0u, failures[0].m_entryIndex);
-        EXPECT_EQ(BatchFailure::Reason::LIMIT, failures[0].m_reason);
+        EXPECT_EQ(FailureKind::FULL, failures[0].m_kind);
         EXPECT_EQ(1u, entries[1].m_resourceID);
     }
     EXPECT_EQ(7u, dictionary->getNextResourceID());
@@ -95,5 +95,35 @@ INSTANTIATE_TEST_SUITE_P(BucketWidths, DictionaryOptionsTest, testing::Values(NA
                          [](const testing::TestParamInfo<uint64_t>& parameterInfo) {
                              return parameterInfo.index == 0 ? "narrow" : "wide";
                          });
+
+} // namespace
+
+namespace {
+
+TEST(DictionaryOptionsDefaultTest, theMaximumIsWhatTheMemoryLimitHasRoomFor) {
+    EXPECT_EQ((uint64_t(1) << 20) / 16, Dictionary({.m_memoryLimit = size_t(1) << 20}).getMaximumNumberOfResources());
+    const Dictionary unlimited({});
+    EXPECT_EQ(Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS, unlimited.getMaximumNumberOfResources());
+    EXPECT_EQ(DictionaryOptions::NO_MEMORY_LIMIT, unlimited.getMemoryLimit());
+    EXPECT_EQ(
+        0u,
+        Dictionary({.m_memoryLimit = size_t(1) << 20, .m_maximumNumberOfResources = 0}).getMaximumNumberOfResources());
+}
+
+TEST(DictionaryOptionsDefaultTest, theMaximumIsNeverWhatKeepsSmallTermsOut) {
+    Dictionary dictionary({.m_memoryLimit = size_t(1) << 20, .m_keepFingerprints = false});
+    DictionaryThread thread(dictionary);
+    FailureKind kind = FailureKind::OTHER;
+    try {
+        for (uint64_t number = 0;; ++number) // No chunk is smaller: at most three bytes.
+            dictionary.resolveResource(
+                thread, {reinterpret_cast<const char*>(&number), number < 256 ? 1ul : 2ul + (number >> 16)},
+                D_XSD_STRING);
+    } catch (const MelnarException& exception) {
+        kind = exception.getKind();
+    }
+    EXPECT_EQ(FailureKind::MEMORY, kind);
+    EXPECT_LT(1000u, dictionary.getNextResourceID());
+}
 
 } // namespace

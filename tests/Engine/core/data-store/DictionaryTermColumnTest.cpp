@@ -180,7 +180,7 @@ TEST_P(DictionaryTermColumnTest, whatAFullDictionaryLacksFailsAlone) {
         ASSERT_EQ(index < 300 ? index + 1 : size_t(index == 400), resourceIDs[index]);
     for (size_t index = 0; index < failures.size(); ++index) {
         EXPECT_EQ(300 + index, failures[index].m_entryIndex);
-        EXPECT_EQ(BatchFailure::Reason::LIMIT, failures[index].m_reason);
+        EXPECT_EQ(FailureKind::FULL, failures[index].m_kind);
         EXPECT_THROW(failures[index].throwException(), MelnarException);
     }
 }
@@ -247,7 +247,7 @@ TEST_P(DictionaryTermColumnTest, anyAllocationOfResolvingMayFail) {
         for (const BatchFailure& failure : failures) {
             ASSERT_EQ(0u, resourceIDs[failure.m_entryIndex]);
             const bool isRefused = std::ranges::find(refused, failure.m_entryIndex) != refused.end();
-            ASSERT_EQ(isRefused ? BatchFailure::Reason::REFUSED : BatchFailure::Reason::SYSTEM, failure.m_reason);
+            ASSERT_EQ(isRefused ? FailureKind::REFUSED_LITERAL : FailureKind::SYSTEM, failure.m_kind);
             if (isRefused) {
                 ASSERT_THROW(failure.throwException(), MelnarException);
             }

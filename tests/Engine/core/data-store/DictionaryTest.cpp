@@ -201,31 +201,6 @@ TEST_P(DictionaryTest, worksForThreadsThatAreNotRegisteredToo) {
     EXPECT_EQ(1u, found);
 }
 
-TEST_P(DictionaryTest, aThreadOfAnotherDictionaryOverwritesNothing) {
-    Dictionary other({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()});
-    const std::string committed = "committed in the other dictionary";
-    {
-        DictionaryThread otherThread(other);
-        EXPECT_EQ(1u, other.resolveResource(otherThread, committed, D_XSD_STRING));
-    }
-    const DictionaryCommitPoint commitPoint = other.commit();
-    resolve("first");
-    EXPECT_EQ(2u, other.resolveResource(m_thread, "second", D_XSD_STRING));
-    EXPECT_EQ(2u, resolve("third"));
-    EXPECT_EQ(1u, other.tryResolveResource(commitPoint, committed, D_XSD_STRING));
-    std::string lexicalForm;
-    other.getResource(1, lexicalForm);
-    EXPECT_EQ(committed, lexicalForm);
-    other.getResource(2, lexicalForm);
-    EXPECT_EQ("second", lexicalForm);
-    m_dictionary.getResource(1, lexicalForm);
-    EXPECT_EQ("first", lexicalForm);
-    m_dictionary.getResource(2, lexicalForm);
-    EXPECT_EQ("third", lexicalForm);
-    EXPECT_NO_THROW(other.verify());
-    EXPECT_NO_THROW(m_dictionary.verify());
-}
-
 TEST_P(DictionaryTest, aThreadThatWorkedAloneLeavesNoBytesOfThePoolUnused) {
     {
         DictionaryThread thread(m_dictionary);

@@ -57,6 +57,14 @@ TEST(MelnarExceptionTest, whatTellsNamePlaceAndMessage) {
     EXPECT_STREQ("MelnarException (Engine/core/a/File:42): text string 7", makeException().what());
 }
 
+TEST(MelnarExceptionTest, kindIsThatOfTheThrowSite) {
+    EXPECT_EQ(FailureKind::OTHER, makeException().getKind());
+    const MelnarException exception(FailureKind::FULL, FILE_NAME, 3, MelnarException::NO_CAUSES, "message ", 1ul);
+    EXPECT_EQ(FailureKind::FULL, exception.getKind());
+    EXPECT_STREQ("MelnarException (Engine/core/a/File:3): message 1", exception.what());
+    EXPECT_EQ(FailureKind::FULL, MelnarException(exception).getKind());
+}
+
 TEST(MelnarExceptionTest, fieldsLieInTheirOrder) {
     const MelnarException exception = makeException();
     const size_t fileNameOffset = getOffset(exception, &exception.getSourceFileName());
@@ -69,7 +77,7 @@ TEST(MelnarExceptionTest, fieldsLieInTheirOrder) {
     EXPECT_EQ(lineOffset + sizeof(long), causesOffset);
     EXPECT_EQ(causesOffset + sizeof(std::vector<std::exception_ptr>), nameOffset);
     EXPECT_EQ(nameOffset + sizeof(std::string), messageOffset);
-    EXPECT_EQ(whatOffset + sizeof(std::string), sizeof(MelnarException));
+    EXPECT_EQ(whatOffset + sizeof(std::string) + alignof(std::string), sizeof(MelnarException)) << "with the kind";
 
     const uint8_t* const bytes = reinterpret_cast<const uint8_t*>(&exception);
     long line;

@@ -21,7 +21,7 @@ protected:
         : m_lines({[this](const std::span<BatchEntry> terms, std::vector<BatchFailure>& failures) {
                        for (size_t index = 0; index < terms.size(); ++index)
                            if (terms[index].m_lexicalForm == m_failingForm)
-                               failures.emplace_back(index, m_reason, m_failure);
+                               failures.emplace_back(index, m_kind, m_failure);
                    },
                    [this](const BatchEntry& term) { m_taken.emplace_back(term.m_lexicalForm); },
                    [this](const InputError& error) {
@@ -30,9 +30,9 @@ protected:
 
     /// Makes the dictionary fail for a term.
     template<class Exception>
-    void failFor(std::string lexicalForm, const BatchFailure::Reason reason, const Exception& exception) {
+    void failFor(std::string lexicalForm, const FailureKind reason, const Exception& exception) {
         m_failingForm = std::move(lexicalForm);
-        m_reason = reason;
+        m_kind = reason;
         m_failure = std::make_exception_ptr(exception);
     }
 
@@ -42,7 +42,7 @@ protected:
     }
 
     std::string m_failingForm = "none";
-    BatchFailure::Reason m_reason = BatchFailure::Reason::SYSTEM;
+    FailureKind m_kind = FailureKind::SYSTEM;
     std::exception_ptr m_failure;
     std::vector<std::string> m_taken; // terms and errors
     TermLines m_lines;
@@ -84,18 +84,18 @@ TEST_F(TermLinesTest, takesTextsOfSeveralLinesOneByOne) {
 }
 
 TEST_F(TermLinesTest, aRefusedTermIsAnErrorOfItsLine) {
-    failFor("x@en-", BatchFailure::Reason::REFUSED,
-            MelnarException("file", 1, MelnarException::NO_CAUSES, "malformed"));
+    failFor("x@en-", FailureKind::REFUSED_LITERAL, MelnarException("file", 1, MelnarException::NO_CAUSES, "malformed"));
     parse("\"a\"\n" + MALFORMED + "\n");
     parse(MALFORMED + "\n" + MALFORMED + "\n\"b\"\n");
     EXPECT_EQ((std::vector<std::string>{"a", "2: malformed", "3: malformed", "4: malformed", "b"}), m_taken);
 }
 
 TEST_F(TermLinesTest, anotherFailureIsThrownBehindTheAnswersBeforeIt) {
-    failFor("x@en", BatchFailure::Reason::LIMIT, MelnarException("file", 1, MelnarException::NO_CAUSES, "a limit"));
+    failFor("x@en", FailureKind::FULL,
+            MelnarException(FailureKind::FULL, "file", 1, MelnarException::NO_CAUSES, "a limit"));
     EXPECT_THROW(parse("\"a\"\nbad\n\"x\"@en\n\"b\"\n"), MelnarException);
     EXPECT_EQ(2u, m_taken.size());
-    failFor("x@en-", BatchFailure::Reason::SYSTEM, std::bad_alloc());
+    failFor("x@en-", FailureKind::SYSTEM, std::bad_alloc());
     EXPECT_THROW(parse("\"c\"\n" + MALFORMED + "\n"), std::bad_alloc) << "malformed, but that is not what failed";
     EXPECT_EQ(3u, m_taken.size());
 }

@@ -13,8 +13,6 @@
 
 namespace {
 
-using Reason = BatchFailure::Reason;
-
 template<class Exception>
 BatchFailure makeFailure(const Exception& exception) {
     try {
@@ -25,10 +23,10 @@ BatchFailure makeFailure(const Exception& exception) {
 }
 
 template<class Exception>
-void expectReason(const Reason reason, const Exception& exception) {
+void expectKind(const FailureKind kind, const Exception& exception) {
     const BatchFailure failure = makeFailure(exception);
     EXPECT_EQ(7u, failure.m_entryIndex);
-    EXPECT_EQ(reason, failure.m_reason);
+    EXPECT_EQ(kind, failure.m_kind);
     for (size_t time = 0; time < 2; ++time)
         try {
             failure.throwException();
@@ -37,14 +35,15 @@ void expectReason(const Reason reason, const Exception& exception) {
         }
 }
 
-TEST(BatchFailureTest, theReasonIsThatOfTheException) {
+TEST(BatchFailureTest, theKindIsThatOfTheException) {
     const auto& noCauses = MelnarException::NO_CAUSES;
-    expectReason(Reason::LIMIT, MelnarException("x", 1, noCauses, "The dictionary is full."));
-    expectReason(Reason::LIMIT, MemoryExhaustedException("x", 1, noCauses, "No memory is left."));
-    expectReason(Reason::LIMIT, HashCollisionException("x", 1, noCauses, 5000, "Too many collide."));
-    expectReason(Reason::SYSTEM, SystemCallException("x", 1, noCauses, "mmap", ENOMEM, "No memory."));
-    expectReason(Reason::SYSTEM, std::bad_alloc());
-    expectReason(Reason::SYSTEM, std::runtime_error("anything else"));
+    expectKind(FailureKind::FULL, MelnarException(FailureKind::FULL, "x", 1, noCauses, "The dictionary is full."));
+    expectKind(FailureKind::MEMORY, MemoryExhaustedException("x", 1, noCauses, "No memory is left."));
+    expectKind(FailureKind::FULL, HashCollisionException("x", 1, noCauses, 5000, "Too many collide."));
+    expectKind(FailureKind::SYSTEM, SystemCallException("x", 1, noCauses, "mmap", ENOMEM, "No memory."));
+    expectKind(FailureKind::OTHER, MelnarException("x", 1, noCauses, "Anything else."));
+    expectKind(FailureKind::SYSTEM, std::bad_alloc());
+    expectKind(FailureKind::SYSTEM, std::runtime_error("anything else"));
 }
 
 size_t s_numberOfRefusals;
@@ -61,7 +60,7 @@ TEST(BatchFailureTest, aRefusalMakesItsExceptionWhenItIsAskedFor) {
     const BatchFailure failure(3, entry, &refuse);
     entry = {"other", 0, 5};
     EXPECT_EQ(3u, failure.m_entryIndex);
-    EXPECT_EQ(Reason::REFUSED, failure.m_reason);
+    EXPECT_EQ(FailureKind::REFUSED_LITERAL, failure.m_kind);
     EXPECT_EQ(0u, s_numberOfRefusals);
     for (size_t time = 1; time < 3; ++time) {
         try {

@@ -33,6 +33,17 @@ TEST(DataPoolFailureTest, aPoolThatIsNotInitialisedHasNoRoom) {
     EXPECT_EQ(0u, dataPool.getEnd());
 }
 
+TEST(DataPoolFailureTest, aPoolThatMayTakeAllMemoryEndsAtTheMemoryLimit) {
+    MemoryManager memoryManager(BLOCK);
+    DataPool dataPool(memoryManager);
+    dataPool.initialize(BLOCK);
+    EXPECT_THROW(dataPool.newDataChunk(nullptr, BLOCK + 1), MemoryExhaustedException);
+    EXPECT_EQ(0u, dataPool.getEnd());
+    EXPECT_EQ(BLOCK, memoryManager.getFreeBytes());
+    EXPECT_EQ(0u, dataPool.newDataChunk(nullptr, BLOCK));
+    EXPECT_THROW(dataPool.newDataChunk(nullptr, 1), MemoryExhaustedException);
+}
+
 TEST(DataPoolFailureTest, theCapacityIsUsedUpToItsLastByte) {
     constexpr size_t CAPACITY = BLOCK + 1000; // no room for a second block
     MemoryManager memoryManager(size_t(1) << 30);

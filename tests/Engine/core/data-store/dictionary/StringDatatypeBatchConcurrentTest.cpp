@@ -1,7 +1,7 @@
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 
 #include "Engine/core/data-store/dictionary/PreparedEntries.h"
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
+#include "Engine/core/platform/system/ThreadContextIndex.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
 #include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/data-store/dictionary/FormsByHome.h"
@@ -100,8 +100,7 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, equalBatchesFromManyThreadsGetTheS
     constexpr size_t THREADS = 8;
     const OwnedLiterals literals = makeStrings(1500, "string ");
     std::vector<BatchAnswers> answers(THREADS);
-    runTogether<ThreadContextRegistration>(
-        THREADS, [&](const size_t thread) { answers[thread] = resolveAtOnce(this->m_fixture, literals); });
+    runTogether(THREADS, [&](const size_t thread) { answers[thread] = resolveAtOnce(this->m_fixture, literals); });
     for (size_t thread = 1; thread < THREADS; ++thread)
         EXPECT_EQ(answers[0], answers[thread]);
     EXPECT_EQ(literals.size() + 1, this->m_fixture.m_nextResourceID.load());

@@ -2,7 +2,6 @@
 
 #include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
 #include "Engine/core/data-store/dictionary/PreparedEntries.h"
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
 #include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/support/DictionaryFixture.h"
@@ -162,7 +161,7 @@ protected:
 TYPED_TEST_SUITE(StringDatatypeBatchDeletionConcurrentTest, DatatypeWidths, DatatypeWidthNames);
 
 TYPED_TEST(StringDatatypeBatchDeletionConcurrentTest, everyAnswerWasRightAtSomeMomentOfItsBatch) {
-    runTogether<ThreadContextRegistration>(DELETING_THREADS + BATCH_THREADS, [this](const size_t thread) {
+    runTogether(DELETING_THREADS + BATCH_THREADS, [this](const size_t thread) {
         if (thread < DELETING_THREADS)
             this->withdrawAgainAndAgain(thread);
         else

@@ -141,7 +141,7 @@ TYPED_TEST(StringDatatypeBatchFailureTest, failuresOfManyPartsAscendAndAreAppend
         if (index % (GROUP - 1) == 0 || index % GROUP < 2 || index % GROUP == GROUP - 1)
             literals[index].m_datatypeID = D_RDF_PLAIN_LITERAL;
     std::vector<BatchEntry> entries = makeBatch(literals);
-    std::vector<BatchFailure> failures{{77, BatchFailure::Reason::SYSTEM, nullptr}};
+    std::vector<BatchFailure> failures{{77, FailureKind::SYSTEM, nullptr}};
     fixture.m_datatype.resolveResources(nullptr, entries, failures);
     const size_t numberOfRefused = failures.size() - 1;
     fixture.m_datatype.tryResolveResources(EVERYTHING, entries, failures);
@@ -195,7 +195,7 @@ TYPED_TEST(StringDatatypeBatchFailureTest, aStringThatNoHeaderCanDescribeIsRefus
             ASSERT_EQ(2u, failures.size());
             for (const BatchFailure& failure : failures) {
                 EXPECT_EQ(1u, failure.m_entryIndex);
-                EXPECT_EQ(BatchFailure::Reason::REFUSED, failure.m_reason);
+                EXPECT_EQ(FailureKind::REFUSED_LITERAL, failure.m_kind);
                 EXPECT_EQ(expected, describeFailure(failure));
             }
         }

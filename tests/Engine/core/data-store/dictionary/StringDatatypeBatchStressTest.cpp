@@ -3,7 +3,6 @@
 #include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
 #include "Engine/core/data-store/dictionary/PreparedEntries.h"
 #include "Engine/core/platform/MemoryExhaustedException.h"
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
 #include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/data-store/dictionary/ResourcesByForm.h"
@@ -49,8 +48,7 @@ public:
         : m_numberOfThreads(numberOfThreads), m_seed(seed), m_sharedIDs(SHARED_LITERALS) {}
 
     void run() {
-        runTogether<ThreadContextRegistration>(m_numberOfThreads,
-                                               [this](const size_t index) { Worker(*this, index).work(); });
+        runTogether(m_numberOfThreads, [this](const size_t index) { Worker(*this, index).work(); });
     }
 
     /// What must hold after any interleaving.
@@ -315,7 +313,7 @@ size_t resolveWithin(const size_t pages, const size_t numberOfThreads) {
     std::atomic<size_t> refusals(0);
     std::atomic<size_t> otherFailures(0);
     MemoryShortage shortage(fixture.m_memoryManager, pages * getVMPageSize());
-    runTogether<ThreadContextRegistration>(numberOfThreads, [&](const size_t index) {
+    runTogether(numberOfThreads, [&](const size_t index) {
         DictionaryThreadContext threadContext(fixture.m_dataPool);
         std::vector<BatchEntry> entries = makeBatch(literals);
         const size_t shift = index * 37 % literals.size();
@@ -382,7 +380,6 @@ void contendForOneBucket(const size_t numberOfThreads) {
         std::vector<std::jthread> threads;
         for (size_t index = 0; index < numberOfThreads; ++index)
             threads.emplace_back([&, index] {
-                const ThreadContextRegistration registration;
                 for (;;) {
                     answers[index] = resolveAtOnce(fixture, literals);
                     if (answers[index].m_failures.empty())

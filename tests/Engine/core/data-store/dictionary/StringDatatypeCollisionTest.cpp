@@ -105,7 +105,7 @@ TYPED_TEST(StringDatatypeCollisionTest, aStringThatCollidesWithMoreThanTheLimitI
                 fixture.m_datatype.resolveResources(nullptr, entries, failures);
                 EXPECT_EQ(0u, entries[0].m_resourceID);
                 ASSERT_EQ(1u, failures.size());
-                EXPECT_EQ(BatchFailure::Reason::LIMIT, failures[0].m_reason);
+                EXPECT_EQ(FailureKind::FULL, failures[0].m_kind);
                 failures[0].throwException();
             });
             EXPECT_EQ(0u, fixture.tryResolve(text, datatypeID)) << "a lookup refuses nothing";

@@ -1,6 +1,6 @@
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
+#include "Engine/core/platform/system/ThreadContextIndex.h"
 #include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/data-store/dictionary/FormsByHome.h"
 #include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
@@ -84,7 +84,6 @@ TYPED_TEST(StringDatatypeConcurrentTest, equalStringsFromManyThreadsGetOneIDAndO
         std::vector<std::jthread> threads;
         for (size_t thread = 0; thread < THREADS; ++thread)
             threads.emplace_back([&, thread] {
-                const ThreadContextRegistration registration;
                 for (size_t number = 0; number < STRINGS; ++number) {
                     start.arrive_and_wait();
                     resourceIDs[thread][number] = fixture.resolve("string " + std::to_string(number));
@@ -198,7 +197,6 @@ TYPED_TEST(StringDatatypeConcurrentTest, threadsThatDeleteTheSameResourceCountOn
         std::vector<std::jthread> threads;
         for (size_t thread = 0; thread < THREADS; ++thread)
             threads.emplace_back([&] {
-                const ThreadContextRegistration registration;
                 for (uint64_t resourceID = 1; resourceID <= STRINGS; ++resourceID) {
                     start.arrive_and_wait();
                     fixture.m_datatype.deleteUncommittedResourceID(resourceID, D_XSD_STRING);

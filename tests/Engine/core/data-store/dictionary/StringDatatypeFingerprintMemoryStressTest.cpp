@@ -1,6 +1,5 @@
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
 #include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/support/DictionaryFixture.h"
@@ -78,8 +77,8 @@ Outcome resolveWithin(const size_t pages) {
     std::vector<ResourceIDs> idsByThread(THREADS, ResourceIDs(STRINGS));
     std::vector<size_t> refusals(THREADS);
     MemoryShortage shortage(fixture.m_memoryManager, pages * getVMPageSize());
-    runTogether<ThreadContextRegistration>(
-        THREADS, [&](const size_t thread) { refusals[thread] = resolveAll(fixture, thread, idsByThread[thread]); });
+    runTogether(THREADS,
+                [&](const size_t thread) { refusals[thread] = resolveAll(fixture, thread, idsByThread[thread]); });
     const size_t fingerprintBytes = fixture.m_datatype.getFingerprintBytes();
     shortage.end();
     expectSound(fixture);

@@ -2,7 +2,6 @@
 
 #include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
 #include "Engine/core/platform/MemoryExhaustedException.h"
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
 #include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
 #include "tests/Engine/core/platform/collections/TableChecks.h"
 #include "tests/Engine/core/platform/collections/WaitUntil.h"
@@ -80,8 +79,8 @@ size_t resolveWithin(const size_t pages, const size_t numberOfThreads) {
     std::vector<ResourceIDs> idsByThread(numberOfThreads, ResourceIDs(STRINGS));
     std::vector<size_t> refusals(numberOfThreads);
     MemoryShortage shortage(fixture.m_memoryManager, pages * getVMPageSize());
-    runTogether<ThreadContextRegistration>(
-        numberOfThreads, [&](const size_t index) { resolveAll(fixture, index, idsByThread[index], refusals[index]); });
+    runTogether(numberOfThreads,
+                [&](const size_t index) { resolveAll(fixture, index, idsByThread[index], refusals[index]); });
     shortage.end();
 
     expectSoundAtRest(table);
@@ -128,7 +127,6 @@ void contendForOneBucket(const size_t numberOfThreads) {
         std::vector<std::jthread> threads;
         for (size_t index = 0; index < numberOfThreads; ++index)
             threads.emplace_back([&, index] {
-                const ThreadContextRegistration registration;
                 while (resourceIDs[index] == 0) {
                     try {
                         resourceIDs[index] = fixture.resolve(lexicalForm);

@@ -1,7 +1,6 @@
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 
 #include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
 #include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/platform/collections/WaitOrAbort.h"
 #include "tests/support/DictionaryFixture.h"
@@ -78,7 +77,7 @@ TYPED_TEST(StringDatatypeRestoreConcurrentTest, tablesAndRegionsGrowUnderRestori
             }
         }
     };
-    runTogether<ThreadContextRegistration>(RESTORING_THREADS + READING_THREADS, [&](const size_t thread) {
+    runTogether(RESTORING_THREADS + READING_THREADS, [&](const size_t thread) {
         if (thread < RESTORING_THREADS)
             restore(thread);
         else

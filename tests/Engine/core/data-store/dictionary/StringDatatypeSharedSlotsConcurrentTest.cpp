@@ -1,6 +1,5 @@
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
 #include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/support/DictionaryFixture.h"
@@ -60,7 +59,7 @@ TYPED_TEST(StringDatatypeSharedSlotsConcurrentTest, anotherDatatypeChangesItsSlo
     std::atomic<size_t> numberOfBusyThreads(RESOLVING_THREADS);
     std::vector<std::vector<uint64_t>> idsByThread(RESOLVING_THREADS, std::vector<uint64_t>(STRINGS));
     std::vector<uint64_t> otherIDs;
-    runTogether<ThreadContextRegistration>(RESOLVING_THREADS + 1, [&](const size_t thread) {
+    runTogether(RESOLVING_THREADS + 1, [&](const size_t thread) {
         if (thread == RESOLVING_THREADS) {
             otherIDs = keepOthers(fixture, numberOfBusyThreads);
             return;

@@ -1,7 +1,6 @@
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
 
 #include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
 #include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/data-store/dictionary/ResourcesByForm.h"
 #include "tests/support/DictionaryFixture.h"
@@ -41,8 +40,7 @@ public:
         : m_numberOfThreads(numberOfThreads), m_seed(seed), m_sharedIDs(SHARED_STRINGS), m_ownStrings(0) {}
 
     void run() {
-        runTogether<ThreadContextRegistration>(m_numberOfThreads,
-                                               [this](const size_t index) { Worker(*this, index).work(); });
+        runTogether(m_numberOfThreads, [this](const size_t index) { Worker(*this, index).work(); });
     }
 
     /// What must hold after any interleaving.

@@ -62,7 +62,7 @@ TEST(ShardedBatchTest, answersAndFailuresComeBackToTheirEntries) {
         const std::span<BatchEntry> part = batch.getPart(shard);
         for (size_t index = 0; index < part.size(); ++index) {
             if (index % 3 == 2) {
-                failures.emplace_back(index, BatchFailure::Reason::LIMIT, nullptr);
+                failures.emplace_back(index, FailureKind::FULL, nullptr);
                 ++failedEntries;
             } else
                 part[index].m_resourceID = index + 1;

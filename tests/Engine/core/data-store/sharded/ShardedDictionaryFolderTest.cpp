@@ -3,7 +3,7 @@
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/SystemCallException.h"
 #include "Engine/core/platform/stream/AtomicFileOutputStream.h"
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
+#include "Engine/core/platform/system/ThreadContextIndex.h"
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
 #include "tests/Engine/core/data-store/sharded/ShardedFolder.h"
 #include "tests/support/CaughtException.h"
@@ -265,10 +265,10 @@ TEST_F(ShardedDictionaryFolderTest, otherThreadsOfTheProcessDoNotShowInTheFiles)
     host.save(m_folder);
     std::vector<std::string> folders;
     std::jthread([&] {
-        const ThreadContextRegistration ofAThreadThatCameFirst;
+        ASSERT_NE(NO_THREAD_CONTEXT_INDEX, getCurrentThreadContextIndex()) << "it comes first";
         std::jthread([&] {
             const ShardedDictionaryThread thread(*host);
-            ASSERT_NE(0u, g_currentThreadContextIndex);
+            ASSERT_NE(0u, getCurrentThreadContextIndex());
             for (const size_t numberOfThreads : {size_t(1), size_t(3)}) {
                 folders.push_back(makeFolder("with" + std::to_string(numberOfThreads)));
                 ShardedHost other;
@@ -593,7 +593,7 @@ TEST_F(ShardedDictionaryFolderTest, aDictionaryThatCannotGrowIsRead) {
     }
     EXPECT_LT(80u, batch.m_failures.size());
     for (const BatchFailure& failure : batch.m_failures) {
-        EXPECT_EQ(BatchFailure::Reason::LIMIT, failure.m_reason);
+        EXPECT_EQ(FailureKind::FULL, failure.m_kind);
         EXPECT_LE(100u, failure.m_entryIndex);
     }
     EXPECT_EQ(host->getNumberOfResources(), copy->getNumberOfResources());

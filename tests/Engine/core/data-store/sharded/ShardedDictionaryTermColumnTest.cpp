@@ -211,7 +211,7 @@ TEST(ShardedDictionaryTermColumnTest, anyAllocationOfResolvingMayFail) {
         for (const BatchFailure& failure : failures) {
             ASSERT_EQ(0u, resourceIDs[failure.m_entryIndex]);
             const bool isRefused = std::ranges::find(refused, failure.m_entryIndex) != refused.end();
-            ASSERT_EQ(isRefused ? BatchFailure::Reason::REFUSED : BatchFailure::Reason::SYSTEM, failure.m_reason);
+            ASSERT_EQ(isRefused ? FailureKind::REFUSED_LITERAL : FailureKind::SYSTEM, failure.m_kind);
         }
         for (size_t index = 0; index < terms.size(); ++index)
             if (resourceIDs[index] != 0) {

@@ -40,7 +40,7 @@ void expectSameFailures(const std::vector<BatchFailure>& expected, const std::ve
     ASSERT_EQ(expected.size(), found.size());
     for (size_t index = 0; index < expected.size(); ++index) {
         EXPECT_EQ(expected[index].m_entryIndex, found[index].m_entryIndex);
-        EXPECT_EQ(expected[index].m_reason, found[index].m_reason);
+        EXPECT_EQ(expected[index].m_kind, found[index].m_kind);
         EXPECT_EQ(describeFailure(expected[index]), describeFailure(found[index]));
     }
 }
@@ -140,7 +140,7 @@ TEST(ShardedDictionaryTest, aBatchOfManyBlocksIsAnsweredAsOneBatch) {
         batch.m_entries[index].m_datatypeID = 7;
     ShardedHost host;
     ShardedDictionaryThread thread(*host);
-    batch.m_failures.emplace_back(4711, BatchFailure::Reason::LIMIT, nullptr);
+    batch.m_failures.emplace_back(4711, FailureKind::FULL, nullptr);
     host->resolveResources(thread, batch.m_entries, batch.m_failures);
     ASSERT_EQ(refused.size() + 1, batch.m_failures.size());
     EXPECT_EQ(4711u, batch.m_failures.front().m_entryIndex);
@@ -277,7 +277,7 @@ TEST(ShardedDictionaryTest, aShardHoldsNoMoreThanItsMaximum) {
         ASSERT_LT(failed, batch.m_failures.size());
         EXPECT_EQ(0u, batch.m_entries[index].m_resourceID);
         EXPECT_EQ(index, batch.m_failures[failed].m_entryIndex);
-        EXPECT_EQ(BatchFailure::Reason::LIMIT, batch.m_failures[failed].m_reason);
+        EXPECT_EQ(FailureKind::FULL, batch.m_failures[failed].m_kind);
         ++failed;
     }
     EXPECT_EQ(failed, batch.m_failures.size());
@@ -317,7 +317,7 @@ TEST(ShardedDictionaryTest, theMemoryLimitHoldsForAllShardsTogether) {
         ASSERT_LE(host->getMemoryInUse(), LIMIT);
         failed = failures.size();
         for (const BatchFailure& failure : failures) {
-            ASSERT_EQ(BatchFailure::Reason::LIMIT, failure.m_reason);
+            ASSERT_EQ(FailureKind::MEMORY, failure.m_kind);
             ASSERT_EQ(0u, entries[failure.m_entryIndex].m_resourceID);
         }
         ASSERT_TRUE(std::ranges::is_sorted(failures, {}, &BatchFailure::m_entryIndex));

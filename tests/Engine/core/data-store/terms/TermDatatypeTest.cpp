@@ -186,7 +186,7 @@ TYPED_TEST(TermDatatypeTest, batchesAgreeWithSingleOperations) {
         datatype->resolveResources(nullptr, entries, failures);
         ASSERT_EQ(1u, failures.size());
         EXPECT_EQ(2000u, failures[0].m_entryIndex);
-        EXPECT_EQ(BatchFailure::Reason::REFUSED, failures[0].m_reason);
+        EXPECT_EQ(FailureKind::REFUSED_LITERAL, failures[0].m_kind);
         for (uint64_t number = 0; number < 2000; ++number) {
             ASSERT_EQ(first + number % 1500, entries[number].m_resourceID);
             ASSERT_EQ(entries[number].m_resourceID, this->find(*datatype, forms[number], datatypeID));
@@ -369,8 +369,8 @@ TYPED_TEST(TermDatatypeTest, memoryThatRunsOutIsToldAndLeavesWhatIsThere) {
         EXPECT_THROW(this->resolve(*datatype, "5^^x:y", D_TYPED_LITERAL), MemoryExhaustedException);
         datatype->resolveResources(nullptr, entries, failures);
         ASSERT_EQ(2u, failures.size());
-        EXPECT_EQ(BatchFailure::Reason::LIMIT, failures[0].m_reason);
-        EXPECT_EQ(BatchFailure::Reason::REFUSED, failures[1].m_reason);
+        EXPECT_EQ(FailureKind::MEMORY, failures[0].m_kind);
+        EXPECT_EQ(FailureKind::REFUSED_LITERAL, failures[1].m_kind);
         EXPECT_FALSE(datatype->isInUse());
     }
     this->fill(*datatype, D_TYPED_LITERAL, 700);

@@ -65,6 +65,8 @@ protected:
         for (std::thread& thread : threads)
             thread.join();
     }
+
+    const ScopedThreadContextIndex m_indexOfTheTest{0}; // All others are free for the threads.
 };
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
+#include "Engine/core/platform/system/ThreadContextIndex.h"
 #include "tests/Engine/core/platform/collections/KeyedTable.h"
 #include "tests/Engine/core/platform/collections/RandomNumbers.h"
 #include "tests/Engine/core/platform/collections/ScopedThreadContextIndex.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Engine/core/platform/Unmovable.h"
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
+#include "Engine/core/platform/system/ThreadContextIndex.h"
 
 #include <cstddef>
 

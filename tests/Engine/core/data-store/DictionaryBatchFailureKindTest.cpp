@@ -13,18 +13,17 @@
 
 namespace {
 
-using Reason = BatchFailure::Reason;
-using Reasons = std::vector<std::pair<size_t, Reason>>;
+using Kinds = std::vector<std::pair<size_t, FailureKind>>;
 
-Reasons getReasons(const std::vector<BatchFailure>& failures) {
-    Reasons reasons;
+Kinds getKinds(const std::vector<BatchFailure>& failures) {
+    Kinds kinds;
     for (const BatchFailure& failure : failures)
-        reasons.emplace_back(failure.m_entryIndex, failure.m_reason);
-    return reasons;
+        kinds.emplace_back(failure.m_entryIndex, failure.m_kind);
+    return kinds;
 }
 
 /// The words' datatype answers batches by the operations on single literals, that of the strings by its own.
-class DictionaryBatchReasonTest : public TwoDatatypesFixture {
+class DictionaryBatchFailureKindTest : public TwoDatatypesFixture {
 protected:
     std::vector<BatchFailure> resolve(Dictionary& dictionary, std::vector<BatchEntry> entries) const {
         DictionaryThread thread(dictionary);
@@ -40,7 +39,7 @@ protected:
     }
 };
 
-TEST_P(DictionaryBatchReasonTest, aLiteralThatIsNoneOfItsDatatypeIsRefused) {
+TEST_P(DictionaryBatchFailureKindTest, aLiteralThatIsNoneOfItsDatatypeIsRefused) {
     const std::vector<BatchEntry> entries{{"a", 0, D_XSD_STRING},
                                           {"word", 0, m_small},
                                           {"no tag", 0, D_RDF_PLAIN_LITERAL},
@@ -51,15 +50,16 @@ TEST_P(DictionaryBatchReasonTest, aLiteralThatIsNoneOfItsDatatypeIsRefused) {
                                           {"a@en", 0, D_RDF_PLAIN_LITERAL},
                                           {"any", 0, D_INVALID},
                                           {"WORD", 0, m_capital}};
-    const Reasons expected{{2, Reason::REFUSED}, {3, Reason::REFUSED}, {4, Reason::REFUSED},
-                           {5, Reason::REFUSED}, {6, Reason::REFUSED}, {8, Reason::REFUSED}};
-    EXPECT_EQ(expected, getReasons(lookUp(entries)));
-    EXPECT_EQ(expected, getReasons(resolve(*m_dictionary, entries)));
+    const Kinds expected{{2, FailureKind::REFUSED_LITERAL}, {3, FailureKind::REFUSED_LITERAL},
+                         {4, FailureKind::REFUSED_LITERAL}, {5, FailureKind::REFUSED_LITERAL},
+                         {6, FailureKind::REFUSED_LITERAL}, {8, FailureKind::REFUSED_LITERAL}};
+    EXPECT_EQ(expected, getKinds(lookUp(entries)));
+    EXPECT_EQ(expected, getKinds(resolve(*m_dictionary, entries)));
     for (const BatchFailure& failure : resolve(*m_dictionary, entries))
         EXPECT_THROW(failure.throwException(), MelnarException);
 }
 
-TEST_P(DictionaryBatchReasonTest, aFullDictionaryIsALimit) {
+TEST_P(DictionaryBatchFailureKindTest, aFullDictionaryIsFull) {
     Dictionary full({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = 1});
     const std::vector<BatchFailure> failures = resolve(full, {{"word", 0, m_small},
                                                               {"other", 0, m_small},
@@ -67,33 +67,36 @@ TEST_P(DictionaryBatchReasonTest, aFullDictionaryIsALimit) {
                                                               {"a", 0, D_XSD_STRING},
                                                               {"refused", 0, D_RDF_PLAIN_LITERAL},
                                                               {"a@en", 0, D_RDF_PLAIN_LITERAL}});
-    EXPECT_EQ(
-        (Reasons{
-            {1, Reason::LIMIT}, {2, Reason::REFUSED}, {3, Reason::LIMIT}, {4, Reason::REFUSED}, {5, Reason::LIMIT}}),
-        getReasons(failures));
+    EXPECT_EQ((Kinds{{1, FailureKind::FULL},
+                     {2, FailureKind::REFUSED_LITERAL},
+                     {3, FailureKind::FULL},
+                     {4, FailureKind::REFUSED_LITERAL},
+                     {5, FailureKind::FULL}}),
+              getKinds(failures));
 }
 
-TEST_P(DictionaryBatchReasonTest, theMemoryLimitIsALimit) {
+TEST_P(DictionaryBatchFailureKindTest, theMemoryLimitIsMemory) {
     Dictionary small({.m_memoryLimit = size_t(256) << 10, .m_maximumNumberOfResources = m_maximum});
     const std::string word(size_t(300) << 10, 'a');
     const std::vector<BatchFailure> failures =
         resolve(small, {{word, 0, m_small}, {word, 0, D_XSD_STRING}, {"word", 0, m_small}, {"a", 0, D_XSD_STRING}});
-    EXPECT_EQ((Reasons{{0, Reason::LIMIT}, {1, Reason::LIMIT}}), getReasons(failures));
+    EXPECT_EQ((Kinds{{0, FailureKind::MEMORY}, {1, FailureKind::MEMORY}}), getKinds(failures));
 }
 
-TEST_P(DictionaryBatchReasonTest, aSystemThatGivesNoMemoryIsTheSystem) {
+TEST_P(DictionaryBatchFailureKindTest, aSystemThatGivesNoMemoryIsTheSystem) {
     std::vector<BatchFailure> failures;
     {
         SystemCallFaults faults(SystemCallFaults::Call::MPROTECT);
         faults.failAfter(0, ENOMEM, SystemCallFaults::Duration::FOR_GOOD);
         failures = resolve(*m_dictionary, {{"word", 0, m_small}, {"a", 0, D_XSD_STRING}, {"Word", 0, m_small}});
     }
-    EXPECT_EQ((Reasons{{0, Reason::SYSTEM}, {1, Reason::SYSTEM}, {2, Reason::REFUSED}}), getReasons(failures));
+    EXPECT_EQ((Kinds{{0, FailureKind::SYSTEM}, {1, FailureKind::SYSTEM}, {2, FailureKind::REFUSED_LITERAL}}),
+              getKinds(failures));
     EXPECT_THROW(failures[0].throwException(), SystemCallException);
     EXPECT_THROW(failures[1].throwException(), SystemCallException);
     EXPECT_TRUE(resolve(*m_dictionary, {{"word", 0, m_small}, {"a", 0, D_XSD_STRING}}).empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(WidthsAndIDs, DictionaryBatchReasonTest, WIDTHS_AND_IDS, nameWidthAndIDs);
+INSTANTIATE_TEST_SUITE_P(WidthsAndIDs, DictionaryBatchFailureKindTest, WIDTHS_AND_IDS, nameWidthAndIDs);
 
 } // namespace

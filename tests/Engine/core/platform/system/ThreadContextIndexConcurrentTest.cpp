@@ -1,4 +1,4 @@
-#include "Engine/core/platform/system/ThreadContextRegistration.h"
+#include "Engine/core/platform/system/ThreadContextIndex.h"
 #include "tests/support/RunTogether.h"
 
 #include <gtest/gtest.h>
@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <barrier>
 #include <thread>
 #include <vector>
 
@@ -13,15 +14,22 @@ namespace {
 
 using UsersOfIndices = std::array<std::atomic<size_t>, NUMBER_OF_THREAD_CONTEXT_INDICES>;
 
-/// Registers that many threads, all at the same time, and counts how many of them got each index.
+// Before there are other threads, so that the main thread has index 0 in every order of tests.
+[[maybe_unused]] const size_t INDEX_OF_MAIN_THREAD = getCurrentThreadContextIndex();
+
+/// Counts how many of so many threads, all there at the same time and the main thread one of them, get each index.
 void countUsers(const size_t numberOfThreads, UsersOfIndices& users) {
-    runTogether<ThreadContextRegistration>(numberOfThreads,
-                                           [&users](const size_t) { ++users.at(g_currentThreadContextIndex); });
+    ++users.at(INDEX_OF_MAIN_THREAD);
+    std::barrier<> end(static_cast<ptrdiff_t>(numberOfThreads - 1));
+    runTogether(numberOfThreads - 1, [&](const size_t) {
+        ++users.at(getCurrentThreadContextIndex());
+        end.arrive_and_wait();
+    });
 }
 
 } // namespace
 
-TEST(ThreadContextRegistrationConcurrentTest, asManyThreadsAsIndicesGetDistinctOnes) {
+TEST(ThreadContextIndexConcurrentTest, asManyThreadsAsIndicesGetDistinctOnes) {
     for (int round = 0; round < 2; ++round) {
         UsersOfIndices users{};
         countUsers(NUMBER_OF_THREAD_CONTEXT_INDICES, users);
@@ -30,21 +38,21 @@ TEST(ThreadContextRegistrationConcurrentTest, asManyThreadsAsIndicesGetDistinctO
     }
 }
 
-TEST(ThreadContextRegistrationConcurrentTest, moreThreadsThanIndicesShareThemEvenly) {
+TEST(ThreadContextIndexConcurrentTest, moreThreadsThanIndicesShareThemEvenly) {
     UsersOfIndices users{};
     countUsers(NUMBER_OF_THREAD_CONTEXT_INDICES + 44, users);
     EXPECT_EQ(44, std::count(users.begin(), users.end(), 2u));
     EXPECT_EQ(212, std::count(users.begin(), users.end(), 1u));
 }
 
-TEST(ThreadContextRegistrationConcurrentTest, twiceAsManyThreadsAsIndicesAreTwoOnEach) {
+TEST(ThreadContextIndexConcurrentTest, twiceAsManyThreadsAsIndicesAreTwoOnEach) {
     UsersOfIndices users{};
     countUsers(2 * NUMBER_OF_THREAD_CONTEXT_INDICES, users);
     for (const std::atomic<size_t>& usersOfIndex : users)
         EXPECT_EQ(2u, usersOfIndex);
 }
 
-TEST(ThreadContextRegistrationConcurrentTest, allIndicesAreFreeAgainAfterACrowd) {
+TEST(ThreadContextIndexConcurrentTest, allIndicesAreFreeAgainAfterACrowd) {
     UsersOfIndices crowd{};
     countUsers(2 * NUMBER_OF_THREAD_CONTEXT_INDICES, crowd);
     UsersOfIndices users{};
@@ -53,28 +61,24 @@ TEST(ThreadContextRegistrationConcurrentTest, allIndicesAreFreeAgainAfterACrowd)
         EXPECT_EQ(index < 8 ? 1u : 0u, users[index]) << "index " << index;
 }
 
-TEST(ThreadContextRegistrationConcurrentTest, threadsThatComeAndGoNeverShareWhileThereAreIndicesLeft) {
+TEST(ThreadContextIndexConcurrentTest, threadsThatComeAndGoNeverShareWhileThereAreIndicesLeft) {
     constexpr size_t NUMBER_OF_THREADS = 8;
     UsersOfIndices users{};
     std::atomic<size_t> sharings = 0;
     std::atomic<size_t> overlaps = 0;
-    std::atomic<size_t> registered = 0;
-    std::vector<std::thread> threads;
-    for (size_t thread = 0; thread < NUMBER_OF_THREADS; ++thread)
-        threads.emplace_back([&] {
-            for (int round = 0; round < 2000 || overlaps == 0; ++round) {
-                const ThreadContextRegistration registration;
-                const size_t index = g_currentThreadContextIndex;
+    std::atomic<size_t> present = 0;
+    runTogether(NUMBER_OF_THREADS, [&](const size_t) {
+        for (int round = 0; round < 200 || overlaps == 0; ++round)
+            std::jthread([&, round] {
+                const size_t index = getCurrentThreadContextIndex();
                 sharings += users.at(index).fetch_add(1) != 0 ? 1 : 0;
-                overlaps += registered.fetch_add(1) != 0 ? 1 : 0;
+                overlaps += present.fetch_add(1) != 0 ? 1 : 0;
                 if (round % 16 == 0)
                     std::this_thread::yield();
-                registered.fetch_sub(1);
+                present.fetch_sub(1);
                 users[index].fetch_sub(1);
-            }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+            });
+    });
     EXPECT_EQ(0u, sharings);
-    EXPECT_LT(0u, overlaps) << "never two threads at once: nothing was tested";
+    EXPECT_LT(0u, overlaps) << "never two threads together: nothing was tested";
 }
