@@ -339,7 +339,7 @@ size_t measureWay(benchmark::State& state, const std::string& name, const std::s
         require(resourceIDs == resourceIDsAgain, "a term has got another ID");
         TermColumn column;
         dictionary.getTerms(resourceIDs, column);
-        dictionary.tryResolveTerms({~uint64_t(0)}, column.getTerms(), resourceIDsAgain, way.m_failures);
+        dictionary.tryResolveTerms(DictionaryCommitPoint::ALL, column.getTerms(), resourceIDsAgain, way.m_failures);
         require(resourceIDs == resourceIDsAgain, "a term is read as another");
     }
     for (const auto& [quantity, seconds] : {std::pair("_build", build), {"_re", again}, {"_get", get}})

@@ -13,7 +13,6 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <string_view>
 
@@ -27,8 +26,8 @@ struct DatatypeWidthNames {
     }
 };
 
-/// A commit point that covers every resource.
-constexpr DictionaryCommitPoint EVERYTHING{std::numeric_limits<uint64_t>::max()};
+/// Short, as most lookups of tests name it.
+constexpr DictionaryCommitPoint EVERYTHING = DictionaryCommitPoint::ALL;
 
 /// What a dictionary shares with its datatypes, ready for use. Resource IDs start at 1.
 struct DictionaryParts : private Unmovable {

@@ -333,7 +333,7 @@ private:
         for (size_t resourceID = 1; resourceID < contents.size(); ++resourceID) {
             const auto& [form, datatypeID] = contents[resourceID];
             if (datatypeID != D_INVALID &&
-                dictionary.tryResolveResource(DictionaryCommitPoint{~uint64_t(0)}, form, datatypeID) != resourceID)
+                dictionary.tryResolveResource(DictionaryCommitPoint::ALL, form, datatypeID) != resourceID)
                 return false;
         }
         return true;

@@ -44,7 +44,7 @@ void RankDictionary::resolve(const uint32_t shard, const std::span<BatchEntry> t
 void RankDictionary::tryResolve(const uint32_t shard, const std::span<BatchEntry> terms) const {
     std::vector<BatchFailure> failures;
     if (const Dictionary* const dictionary = m_dictionary->getShard(shard))
-        dictionary->tryResolveResources(BEHIND_ALL_RESOURCES, terms, failures);
+        dictionary->tryResolveResources(DictionaryCommitPoint::ALL, terms, failures);
     for (const BatchFailure& failure : failures)
         if (failure.m_kind != FailureKind::REFUSED_LITERAL)
             failure.throwException();
@@ -58,7 +58,7 @@ void RankDictionary::tryResolve(const uint32_t shard, const std::span<BatchEntry
 BatchFailure RankDictionary::getRefusal(BatchEntry term) const {
     std::vector<BatchFailure> failures;
     // What one shard refuses, all do.
-    m_dictionary->getShardInMemory(0).tryResolveResources(BEHIND_ALL_RESOURCES, {&term, 1}, failures);
+    m_dictionary->getShardInMemory(0).tryResolveResources(DictionaryCommitPoint::ALL, {&term, 1}, failures);
     return failures.at(0);
 }
 

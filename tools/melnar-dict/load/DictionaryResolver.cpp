@@ -80,7 +80,7 @@ void DictionaryResolver::findUnknown(OwnThread& thread, ParsedPiece& piece) cons
     thread.m_indexes.clear();
     thread.m_failures.clear();
     const std::span<BatchEntry> entries = piece.m_terms.getEntries();
-    m_dictionary.tryResolveResources(BEHIND_ALL_RESOURCES, entries, thread.m_failures);
+    m_dictionary.tryResolveResources(DictionaryCommitPoint::ALL, entries, thread.m_failures);
     for (size_t index = 0; index < entries.size(); ++index)
         if (entries[index].m_resourceID == 0) {
             thread.m_unknown.push_back(entries[index]);

@@ -151,7 +151,8 @@ void ShardResolver::resolveShard(const uint32_t shard, OwnThread& thread, const 
         m_isFull.store(true, std::memory_order_relaxed);
     if (m_isFull.load(std::memory_order_relaxed)) {
         // What is not in memory is not known: to bring it there would take memory that there is not.
-        m_dictionary.getShardInMemory(shard).tryResolveResources(BEHIND_ALL_RESOURCES, part, thread.m_failuresOfShard);
+        m_dictionary.getShardInMemory(shard).tryResolveResources(DictionaryCommitPoint::ALL, part,
+                                                                 thread.m_failuresOfShard);
         auto failure = thread.m_failuresOfShard.begin();
         for (size_t number = 0; number < part.size(); ++number)
             if (failure != thread.m_failuresOfShard.end() && failure->m_entryIndex == number)

@@ -1,13 +1,18 @@
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <limits>
 
 /// A moment of the dictionary's history: the first resource ID that is not committed. A lookup as of a commit point
-/// sees exactly the resources below it.
+/// sees exactly the resources below it, so that a later commit point compares greater.
 struct DictionaryCommitPoint {
+    /// Covers every resource, committed or not.
+    static const DictionaryCommitPoint ALL;
+
+    auto operator<=>(const DictionaryCommitPoint&) const = default;
+
     uint64_t m_resourceID;
 };
 
-/// As of which every resource is seen, committed or not.
-inline constexpr DictionaryCommitPoint BEHIND_ALL_RESOURCES{std::numeric_limits<uint64_t>::max()};
+inline constexpr DictionaryCommitPoint DictionaryCommitPoint::ALL{std::numeric_limits<uint64_t>::max()};

@@ -69,7 +69,7 @@ void DictionaryDatatype::tryResolveResources(const DictionaryCommitPoint commitP
 
 void DictionaryDatatype::findResources(const std::span<BatchEntry> entries, uint64_t*) const {
     std::vector<BatchFailure> failures; // What cannot be looked up is for createResources to refuse.
-    tryResolveResources(BEHIND_ALL_RESOURCES, entries, failures);
+    tryResolveResources(DictionaryCommitPoint::ALL, entries, failures);
 }
 
 void DictionaryDatatype::createResources(DictionaryThreadContext* const threadContext,

@@ -274,7 +274,7 @@ void TableDatatype<TablePolicy>::resolveBatch(DictionaryThreadContext* const thr
         const std::span<BatchEntry> group = entries.subspan(begin, prepared.getSize());
         GroupProbe<Policy> groupProbe(prepared, GroupProbe<Policy>::Purpose::CREATE);
         EnteredTable enteredTable;
-        findGroup(prepared, BEHIND_ALL_RESOURCES, enteredTable, groupProbe, selectTable);
+        findGroup(prepared, DictionaryCommitPoint::ALL, enteredTable, groupProbe, selectTable);
         // In the order of the entries, which the IDs follow.
         for (size_t index = 0; index < group.size(); ++index) {
             group[index].m_resourceID = groupProbe.getResourceID(index);
@@ -339,7 +339,7 @@ template<class TablePolicy>
 template<class Accept, class SelectTable>
 void TableDatatype<TablePolicy>::findBatch(const std::span<BatchEntry> entries, uint64_t* const hashes,
                                            const Accept& accept, const SelectTable& selectTable) const {
-    lookUpBatch(BEHIND_ALL_RESOURCES, true, entries, accept, selectTable,
+    lookUpBatch(DictionaryCommitPoint::ALL, true, entries, accept, selectTable,
                 [hashes](const size_t number, const PreparedEntries& prepared, const size_t index) {
                     hashes[number] = prepared.getHash(index);
                 });

@@ -472,7 +472,7 @@ void ShardedDictionary::tryResolveResources(const std::span<BatchEntry> entries,
     ShardedBatch batch;
     answerTerms(batch, entries, failures,
                 [&](const uint32_t shard, const std::span<BatchEntry> part, std::vector<BatchFailure>& ofPart) {
-                    getShardOrNone(shard).tryResolveResources(BEHIND_ALL_RESOURCES, part, ofPart);
+                    getShardOrNone(shard).tryResolveResources(DictionaryCommitPoint::ALL, part, ofPart);
                 });
 }
 
@@ -517,7 +517,7 @@ uint64_t ShardedDictionary::tryResolveTerm(const Term& term) const {
     const std::string_view form = term.getLexicalForm(made);
     const uint8_t datatypeID = term.getDatatypeID();
     const uint32_t shard = ShardLayout::getShard(form, datatypeID);
-    return ShardLayout::toGlobal(getShardOrNone(shard).tryResolveResource(BEHIND_ALL_RESOURCES, form, datatypeID),
+    return ShardLayout::toGlobal(getShardOrNone(shard).tryResolveResource(DictionaryCommitPoint::ALL, form, datatypeID),
                                  shard);
 }
 

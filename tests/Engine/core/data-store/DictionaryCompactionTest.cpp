@@ -72,7 +72,8 @@ protected:
         EXPECT_NO_THROW(m_dictionary.verify());
         for (const auto& [resourceID, literal] : before)
             if (expectedIDs[resourceID] == 0) {
-                ASSERT_EQ(0u, m_dictionary.tryResolveResource({~uint64_t(0)}, literal.second, literal.first));
+                ASSERT_EQ(0u,
+                          m_dictionary.tryResolveResource(DictionaryCommitPoint::ALL, literal.second, literal.first));
             }
         checkLayout(expected);
     }

@@ -117,7 +117,7 @@ TEST_P(DictionaryDatatypesTest, batchesOfMixedRunsAreAnsweredAsOneAfterTheOther)
     EXPECT_EQ(getResources(model), getResources(*m_dictionary));
 
     failures.clear();
-    m_dictionary->tryResolveResources({~uint64_t(0)}, entries, failures);
+    m_dictionary->tryResolveResources(DictionaryCommitPoint::ALL, entries, failures);
     expectAnswers(failures);
 
     failures.clear();

@@ -98,7 +98,7 @@ TEST(DictionaryFailureTest, refusesTheResourceBeyondTheMaximumAndKeepsTheRest) {
                       exception.getMessage());
         }
     expectExactly(dictionary, resourceIDs);
-    EXPECT_EQ(0u, dictionary.tryResolveResource({~uint64_t(0)}, "one too many", D_XSD_STRING));
+    EXPECT_EQ(0u, dictionary.tryResolveResource(DictionaryCommitPoint::ALL, "one too many", D_XSD_STRING));
 }
 
 TEST(DictionaryFailureTest, aDictionaryForNoResourcesRefusesTheFirst) {
@@ -190,13 +190,14 @@ TEST(DictionaryFailureTest, aFullDictionaryStillFindsReadsAndRollsBack) {
     expectExactly(dictionary, resourceIDs);
     for (uint64_t number = 0; number < resourceIDs.size(); ++number) {
         const Literal literal(number);
-        ASSERT_EQ(resourceIDs[number],
-                  dictionary.tryResolveResource({~uint64_t(0)}, literal.m_lexicalForm, literal.m_datatypeID));
+        ASSERT_EQ(resourceIDs[number], dictionary.tryResolveResource(DictionaryCommitPoint::ALL, literal.m_lexicalForm,
+                                                                     literal.m_datatypeID));
     }
     dictionary.rollback();
     EXPECT_EQ(0u, dictionary.getNumberOfResources(D_XSD_STRING));
     EXPECT_EQ(0u, dictionary.getNumberOfResources(D_RDF_PLAIN_LITERAL));
-    EXPECT_EQ(0u, dictionary.tryResolveResource({~uint64_t(0)}, Literal(0).m_lexicalForm, Literal(0).m_datatypeID));
+    EXPECT_EQ(0u, dictionary.tryResolveResource(DictionaryCommitPoint::ALL, Literal(0).m_lexicalForm,
+                                                Literal(0).m_datatypeID));
 }
 
 } // namespace

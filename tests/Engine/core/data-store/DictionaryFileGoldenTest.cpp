@@ -62,7 +62,7 @@ TEST_P(DictionaryFileGoldenTest, holdsWhatWasPutIntoIt) {
         }
         EXPECT_EQ(datatypeID, dictionary->getResource(resourceID, found)) << resourceID;
         EXPECT_EQ(lexicalForm, found) << resourceID;
-        EXPECT_EQ(resourceID, dictionary->tryResolveResource({~uint64_t(0)}, lexicalForm, datatypeID));
+        EXPECT_EQ(resourceID, dictionary->tryResolveResource(DictionaryCommitPoint::ALL, lexicalForm, datatypeID));
         EXPECT_EQ(fate == Fate::COMMITTED ? resourceID : 0,
                   dictionary->tryResolveResource(dictionary->getCommitPoint(), lexicalForm, datatypeID));
     }

@@ -171,7 +171,7 @@ private:
     std::mt19937 m_random;
     Side m_with;
     Side m_without;
-    std::array<DictionaryCommitPoint, 3> m_commitPoints{{{1}, {1}, {~uint64_t(0)}}};
+    std::array<DictionaryCommitPoint, 3> m_commitPoints{{{1}, {1}, DictionaryCommitPoint::ALL}};
     size_t m_numberOfFailures = 0;
 };
 

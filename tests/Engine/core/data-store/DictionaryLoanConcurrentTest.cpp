@@ -74,7 +74,7 @@ std::string createByTurns(const size_t numberOfThreads, const size_t numberOfRea
                 std::vector<BatchFailure> failures;
                 const auto read = [&](const size_t piece) {
                     std::vector<BatchEntry> entries = makePiece(piece % PIECES, forms);
-                    dictionary.tryResolveResources({~uint64_t(0)}, entries, failures);
+                    dictionary.tryResolveResources(DictionaryCommitPoint::ALL, entries, failures);
                 };
                 read(number);
                 readersAtWork.count_down();

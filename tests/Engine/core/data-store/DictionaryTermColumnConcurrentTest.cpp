@@ -53,7 +53,7 @@ bool runRound(const Columns& columns) {
         std::vector<BatchFailure> failures;
         TermColumn column;
         dictionary.resolveTerms(thread, terms, resourceIDs, failures);
-        dictionary.tryResolveTerms({~uint64_t(0)}, terms, found, failures);
+        dictionary.tryResolveTerms(DictionaryCommitPoint::ALL, terms, found, failures);
         dictionary.getTerms(resourceIDs, column);
         EXPECT_TRUE(failures.empty());
         EXPECT_EQ(resourceIDs, found);

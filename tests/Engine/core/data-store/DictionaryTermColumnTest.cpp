@@ -14,7 +14,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <limits>
 #include <memory>
 #include <new>
 #include <random>
@@ -25,7 +24,7 @@
 
 namespace {
 
-constexpr DictionaryCommitPoint ALL{std::numeric_limits<uint64_t>::max()};
+constexpr DictionaryCommitPoint ALL = DictionaryCommitPoint::ALL;
 
 class DictionaryTermColumnTest : public testing::TestWithParam<uint64_t> {
 protected:

@@ -45,7 +45,7 @@ protected:
         std::string form;
         uint64_t resourceID = 1;
         for (const Term& term : makeTerms()) {
-            EXPECT_EQ(resourceID, dictionary.tryResolveTerm({~uint64_t(0)}, term));
+            EXPECT_EQ(resourceID, dictionary.tryResolveTerm(DictionaryCommitPoint::ALL, term));
             EXPECT_TRUE(term == dictionary.getTerm(resourceID, form)) << form;
             ++resourceID;
         }
@@ -174,7 +174,7 @@ TEST_P(DictionaryTermsTest, rollbackAndCompactionTakeTermsAlong) {
     EXPECT_EQ(10u, m_dictionary.resolveResource(m_thread, "http://example.org/b", D_IRI));
     EXPECT_EQ(11u, m_dictionary.resolveResource(m_thread, "2^^x:y", D_TYPED_LITERAL));
     m_dictionary.rollback();
-    EXPECT_EQ(0u, m_dictionary.tryResolveResource({~uint64_t(0)}, "http://example.org/b", D_IRI));
+    EXPECT_EQ(0u, m_dictionary.tryResolveResource(DictionaryCommitPoint::ALL, "http://example.org/b", D_IRI));
     expectAll(m_dictionary);
     const std::vector<uint64_t> newIDs =
         m_dictionary.compact([](const uint64_t resourceID, const ResourceValue&) { return resourceID % 2 == 1; });
@@ -182,7 +182,7 @@ TEST_P(DictionaryTermsTest, rollbackAndCompactionTakeTermsAlong) {
     std::string form;
     for (uint64_t oldID = 1; oldID <= 9; ++oldID) {
         const Term term = makeTerms()[oldID - 1];
-        EXPECT_EQ(newIDs[oldID], m_dictionary.tryResolveTerm({~uint64_t(0)}, term));
+        EXPECT_EQ(newIDs[oldID], m_dictionary.tryResolveTerm(DictionaryCommitPoint::ALL, term));
         if (newIDs[oldID] != 0) {
             EXPECT_TRUE(term == m_dictionary.getTerm(newIDs[oldID], form));
         }

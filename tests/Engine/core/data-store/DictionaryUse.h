@@ -20,8 +20,7 @@ public:
     static void useAll(Dictionary& dictionary, const size_t numberOfLiterals) {
         attempt([&] { dictionary.verify(); });
         readAll(dictionary);
-        for (const DictionaryCommitPoint commitPoint :
-             {dictionary.getCommitPoint(), DictionaryCommitPoint{~uint64_t(0)}})
+        for (const DictionaryCommitPoint commitPoint : {dictionary.getCommitPoint(), DictionaryCommitPoint::ALL})
             for (const char* const form : {"abc", "", "7", "gone", "def", "nothing"})
                 attempt([&] { dictionary.tryResolveResource(commitPoint, form, D_XSD_STRING); });
         attempt([&] { dictionary.getComponentInfo(); });

@@ -70,7 +70,7 @@ protected:
         return m_dictionary->resolveResource(thread, literal.second, literal.first);
     }
 
-    uint64_t find(const Literal& literal, const DictionaryCommitPoint commitPoint = {~uint64_t(0)}) const {
+    uint64_t find(const Literal& literal, const DictionaryCommitPoint commitPoint = DictionaryCommitPoint::ALL) const {
         return m_dictionary->tryResolveResource(commitPoint, literal.second, literal.first);
     }
 

@@ -140,10 +140,10 @@ TEST_F(ShardedDictionaryStepsTest, whatIsNotInMemoryIsNotOpenedForAQuestionAbout
     LiteralBatch batch({m_numbers.front()});
     const uint32_t shard = getShardOf(m_numbers.front());
     std::vector<BatchFailure> failures;
-    copy->getShardInMemory(shard).tryResolveResources(BEHIND_ALL_RESOURCES, batch.m_entries, failures);
+    copy->getShardInMemory(shard).tryResolveResources(DictionaryCommitPoint::ALL, batch.m_entries, failures);
     EXPECT_EQ(0u, batch.m_entries.front().m_resourceID);
     EXPECT_TRUE(failures.empty());
-    copy->getShardInMemory(shard).tryResolveResources(BEHIND_ALL_RESOURCES, {&refused, 1}, failures);
+    copy->getShardInMemory(shard).tryResolveResources(DictionaryCommitPoint::ALL, {&refused, 1}, failures);
     EXPECT_EQ(1u, failures.size());
     EXPECT_EQ(0u, copy->getMemoryInUse());
     const Dictionary* const opened = copy->getShard(shard);

@@ -13,7 +13,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <limits>
 #include <random>
 #include <string>
 #include <vector>
@@ -22,7 +21,7 @@
 
 namespace {
 
-constexpr DictionaryCommitPoint ALL{std::numeric_limits<uint64_t>::max()};
+constexpr DictionaryCommitPoint ALL = DictionaryCommitPoint::ALL;
 
 /// A batch of good terms and of some that every dictionary refuses.
 struct MixedTerms {
