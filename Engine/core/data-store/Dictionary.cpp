@@ -88,7 +88,8 @@ Dictionary::Dictionary(const DictionaryOptions& options, const uint64_t maximumN
                        const Capacity& capacity)
     : m_maximumNumberOfResources(maximumNumberOfResources),
       m_memoryManager(options.m_memoryLimit, options.m_sharedMemory), m_nextResourceID(1), m_commitPoint(1),
-      m_resourceDataOffsets(m_memoryManager), m_resourceFlags(m_memoryManager), m_dataPool(m_memoryManager) {
+      m_numberOfWithdrawn(0), m_resourceDataOffsets(m_memoryManager), m_resourceFlags(m_memoryManager),
+      m_dataPool(m_memoryManager) {
     // Index 0 belongs to no resource. The regions' capacity is what keeps resource IDs within the maximum.
     m_resourceDataOffsets.initialize(capacity.m_numberOfResources + 1);
     m_resourceFlags.initialize(capacity.m_numberOfResources + 1);
@@ -372,18 +373,6 @@ void Dictionary::appendTurtleLiteral(const std::string_view lexicalForm, const u
                                         nullptr, 0, getNoPrefixes(), output);
 }
 
-void Dictionary::forEachResource(const std::function<void(uint64_t, const ResourceValue&)>& visitor) const {
-    ResourceValue resourceValue;
-    const uint64_t endResourceID = getNextResourceID();
-    for (uint64_t resourceID = 1; resourceID < endResourceID; ++resourceID) {
-        const uint8_t datatypeID = getDatatypeID(resourceID);
-        if (datatypeID == D_INVALID)
-            continue;
-        getServer(datatypeID).m_datatype->getResource(resourceID, datatypeID, resourceValue);
-        visitor(resourceID, resourceValue);
-    }
-}
-
 DictionaryCommitPoint Dictionary::commit() {
     const uint64_t commitPoint = getNextResourceID();
     m_commitPoint.store(commitPoint, std::memory_order_release); // C1
@@ -398,6 +387,7 @@ void Dictionary::rollback() {
             continue; // Withdrawn by an earlier rollback.
         getServer(datatypeID).m_datatype->deleteUncommittedResourceID(resourceID, datatypeID);
         m_resourceFlags[resourceID].store(D_INVALID, std::memory_order_release); // D3
+        m_numberOfWithdrawn.fetch_add(1, std::memory_order_relaxed);
     }
 }
 

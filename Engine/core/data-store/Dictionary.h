@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Engine/core/data-store/DictionaryHistory.h"
+#include "Engine/core/data-store/DictionaryIterator.h"
 #include "Engine/core/data-store/DictionaryOptions.h"
 #include "Engine/core/data-store/dictionary/DataPool.h"
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
@@ -19,6 +20,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <span>
 #include <string>
@@ -39,7 +41,7 @@ class TermColumn;
 /// Ownership  Owns everything it holds. DictionaryThreads must be destroyed before it is.
 /// Addresses  Data that getResource points to stays where it is until a compaction or the dictionary's end.
 /// Threads    resolveResource and all else that creates resources (each thread with a DictionaryThread that it made),
-///            lookups, the get functions, appendTurtleLiteral and forEachResource (which need none): any threads
+///            lookups, the get functions, appendTurtleLiteral and iterators (which need none): any threads
 ///            concurrently. commit and rollback: while no thread resolves; lookups and reads may go on. save and verify:
 ///            while no thread resolves, commits or rolls back. Construction, compact and destruction: alone.
 /// Errors     MelnarException for a literal that is not one of its datatype, for a datatype or a resource that does not
@@ -141,6 +143,12 @@ public:
     /// Whether there is a resource with this ID: one that was given and not withdrawn.
     bool hasResource(const uint64_t resourceID) const noexcept { return getDatatypeID(resourceID) != D_INVALID; }
 
+    /// How many resources exist: those that IDs were given to, less those that were withdrawn. One that another thread is
+    /// creating may count before it can be read. Takes the same time whatever the number is.
+    size_t size() const noexcept {
+        return getNextResourceID() - 1 - m_numberOfWithdrawn.load(std::memory_order_relaxed);
+    }
+
     /// Whether there may be resources of a datatype: whether there have been any since it was last compacted away. Always
     /// for strings. Any time.
     bool mayHaveResources(uint8_t datatypeID) const;
@@ -154,9 +162,9 @@ public:
     /// Appends any literal in Turtle syntax, whether it has a resource or not.
     void appendTurtleLiteral(std::string_view lexicalForm, uint8_t datatypeID, std::string& output) const;
 
-    /// Calls `visitor` for every resource that exists, in ascending order of the IDs. The value is the visitor's only
-    /// until it returns. Resources that are created meanwhile may be missed.
-    void forEachResource(const std::function<void(uint64_t, const ResourceValue&)>& visitor) const;
+    /// The resources that exist, in ascending order of their IDs: `for (const auto& [resourceID, literal] : dictionary)`.
+    DictionaryIterator begin() const noexcept { return {*this, getNextResourceID()}; }
+    std::default_sentinel_t end() const noexcept { return {}; }
 
     /// Moves the commit point past everything resolved so far and returns it.
     DictionaryCommitPoint commit();
@@ -245,6 +253,7 @@ public:
 
 private:
     friend class DictionaryFile;
+    friend class DictionaryIterator;
     friend class DictionaryThread;
 
     /// A datatype object and who made it.
@@ -292,7 +301,8 @@ private:
 
     // Shared by all threads, each with its own rules; the datatypes below refer to them.
     std::atomic<uint64_t> m_nextResourceID;
-    std::atomic<uint64_t> m_commitPoint; // C1 to C3
+    std::atomic<uint64_t> m_commitPoint;       // C1 to C3
+    std::atomic<uint64_t> m_numberOfWithdrawn; // IDs below the next one that stand for no resource
     MemoryRegion<uint64_t> m_resourceDataOffsets;
     MemoryRegion<std::atomic<uint8_t>> m_resourceFlags; // D_INVALID where no resource exists
     DataPool m_dataPool;

@@ -11,10 +11,9 @@
 std::vector<uint64_t> Dictionary::assignCompactIDs(const SurvivesCompaction& survives) const {
     std::vector<uint64_t> newResourceIDs(getNextResourceID(), 0);
     uint64_t nextNewResourceID = 1;
-    forEachResource([&](const uint64_t resourceID, const ResourceValue& resourceValue) {
-        if (survives == nullptr || survives(resourceID, resourceValue))
+    for (const auto& [resourceID, literal] : *this)
+        if (survives == nullptr || survives(resourceID, literal))
             newResourceIDs[resourceID] = nextNewResourceID++;
-    });
     return newResourceIDs;
 }
 
@@ -65,5 +64,6 @@ void Dictionary::compact(const std::vector<uint64_t>& newResourceIDs) {
     m_resourceDataOffsets.truncate(numberOfSurvivors + 1);
     m_resourceFlags.truncate(numberOfSurvivors + 1);
     m_nextResourceID.store(numberOfSurvivors + 1, std::memory_order_relaxed);
+    m_numberOfWithdrawn.store(0, std::memory_order_relaxed);
     m_commitPoint.store(numberOfCommittedSurvivors + 1, std::memory_order_release); // C3
 }

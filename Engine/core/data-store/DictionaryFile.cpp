@@ -141,15 +141,16 @@ void DictionaryFile::write(const Dictionary& dictionary, OutputStream& output) {
 }
 
 /// Checks that each resource has a datatype that is served and a whole chunk, and that the pool has room for all chunks.
-/// Returns the datatype IDs that resources have.
-DictionaryFile::DatatypeIDs DictionaryFile::checkResources(const Dictionary& dictionary,
-                                                           const SectionInputStream& sections) {
+/// Counts the others, which were withdrawn. Returns the datatype IDs that resources have.
+DictionaryFile::DatatypeIDs DictionaryFile::checkResources(Dictionary& dictionary, const SectionInputStream& sections) {
     DatatypeIDs usedDatatypeIDs;
     uint64_t unusedBytes = dictionary.m_dataPool.getEnd();
     for (uint64_t resourceID = 1; resourceID < dictionary.getNextResourceID(); ++resourceID) {
         const uint8_t datatypeID = dictionary.getDatatypeID(resourceID);
-        if (datatypeID == D_INVALID)
+        if (datatypeID == D_INVALID) {
+            dictionary.m_numberOfWithdrawn.fetch_add(1, std::memory_order_relaxed);
             continue; // Its offset means nothing, and may be any number.
+        }
         const DictionaryDatatype* const datatype = dictionary.m_servers[datatypeID].m_datatype;
         if (datatype == nullptr)
             sections.reportDamage("resource " + std::to_string(resourceID) + " has the unknown datatype " +

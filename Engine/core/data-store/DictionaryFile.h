@@ -40,5 +40,5 @@ private:
 
     static void readDatatypes(const Dictionary& dictionary, uint32_t numberOfDatatypes,
                               const DatatypeIDs& usedDatatypeIDs, SectionInputStream& sections);
-    static DatatypeIDs checkResources(const Dictionary& dictionary, const SectionInputStream& sections);
+    static DatatypeIDs checkResources(Dictionary& dictionary, const SectionInputStream& sections);
 };

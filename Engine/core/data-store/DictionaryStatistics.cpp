@@ -22,10 +22,9 @@ size_t Dictionary::getNumberOfResources(const uint8_t datatypeID) const noexcept
 
 size_t Dictionary::getTextBytes(const uint8_t datatypeID) const {
     size_t textBytes = 0;
-    forEachResource([this, &textBytes, datatypeID](uint64_t, const ResourceValue& resourceValue) {
-        if (resourceValue.m_datatypeID == datatypeID)
-            textBytes += getLexicalLength(resourceValue);
-    });
+    for (const auto& [resourceID, literal] : *this)
+        if (literal.m_datatypeID == datatypeID)
+            textBytes += getLexicalLength(literal);
     return textBytes;
 }
 
@@ -77,10 +76,10 @@ std::unique_ptr<ComponentInfo> Dictionary::getDetailedComponentInfo() const {
     using Metric = ComponentInfo::Metric;
     size_t numberOfResources = 0;
     size_t textBytes = 0;
-    forEachResource([&](uint64_t, const ResourceValue& resourceValue) {
+    for (const auto& [resourceID, literal] : *this) {
         ++numberOfResources;
-        textBytes += getLexicalLength(resourceValue);
-    });
+        textBytes += getLexicalLength(literal);
+    }
     std::unique_ptr<ComponentInfo> root = getComponentInfo();
     root->addNumericProperty(Metric::BYTES_OF_TEXT, std::nullopt, textBytes, 0);
     if (numberOfResources != 0)

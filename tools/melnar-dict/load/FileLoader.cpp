@@ -52,10 +52,10 @@ uint64_t FileLoader::getNextDocument(const Dictionary& dictionary) {
     if (!dictionary.mayHaveResources(D_BLANK_NODE) && !dictionary.mayHaveResources(D_TRIPLE_TERM))
         return 1;
     uint64_t document = 0;
-    dictionary.forEachResource([&document](uint64_t, const ResourceValue& value) {
-        const auto takeLabel = [&document](const std::string_view label) {
-            document = std::max(document, BlankNodeScope::getDocument(label));
-        };
+    const auto takeLabel = [&document](const std::string_view label) {
+        document = std::max(document, BlankNodeScope::getDocument(label));
+    };
+    for (const auto& [resourceID, value] : dictionary) {
         const std::string_view own(reinterpret_cast<const char*>(value.m_data), value.m_dataSize - 1);
         const std::string_view shared(reinterpret_cast<const char*>(value.m_auxiliaryData), value.m_auxiliaryDataSize);
         if (value.m_datatypeID == D_BLANK_NODE)
@@ -66,7 +66,7 @@ uint64_t FileLoader::getNextDocument(const Dictionary& dictionary) {
                  mark = terms.find(LABEL_MARK, mark + LABEL_MARK.size()))
                 takeLabel(terms.substr(mark + LABEL_MARK.size()));
         }
-    });
+    }
     if (document >= BlankNodeScope::LARGEST_DOCUMENT)
         throw ToolFailure(ExitCode::FAILURE, "the dictionary has a blank node of document " + std::to_string(document) +
                                                  ", after which no file gets a number");

@@ -34,11 +34,11 @@ namespace {
 
 /// Adds what is in the dictionary.
 void addDictionary(const Dictionary& dictionary, LoadReport& report) {
-    dictionary.forEachResource([&report](uint64_t, const ResourceValue& value) {
+    for (const auto& [resourceID, value] : dictionary) {
         ++report.m_distinct[value.m_datatypeID];
         (isOfStrings(value.m_datatypeID) ? report.m_textBytes : report.m_otherTextBytes) +=
             value.m_dataSize - 1 + value.m_auxiliaryDataSize;
-    });
+    }
     report.m_memoryBytes = dictionary.getMemoryInUse();
 }
 

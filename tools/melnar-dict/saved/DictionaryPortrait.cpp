@@ -126,9 +126,8 @@ DictionaryPortrait DictionaryPortrait::of(const Dictionary& dictionary, std::str
             portrait.m_languages.push_back(
                 {property->getLabel(), dynamic_cast<const NumericComponentProperty&>(*property).getValue()});
     std::array<Lengths, NUMBER_OF_DATATYPE_IDS> lengths;
-    dictionary.forEachResource([&](uint64_t, const ResourceValue& value) {
+    for (const auto& [resourceID, value] : dictionary)
         add(lengths[value.m_datatypeID], value.m_dataSize - 1 + value.m_auxiliaryDataSize);
-    });
     lengths[D_XSD_STRING].m_datatypeName = "xsd:string";
     lengths[D_RDF_PLAIN_LITERAL].m_datatypeName = "rdf:PlainLiteral";
     portrait.m_lengths = {lengths[D_XSD_STRING], lengths[D_RDF_PLAIN_LITERAL]};

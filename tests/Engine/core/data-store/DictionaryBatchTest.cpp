@@ -238,13 +238,13 @@ TEST_P(DictionaryBatchTest, batchesAndSinglesGoTheSameWayThroughADictionarysLife
         ASSERT_FALSE(testing::Test::HasFailure());
     }
     batch.m_dictionary->verify();
-    single.m_dictionary->forEachResource([&](const uint64_t resourceID, const ResourceValue&) {
+    for (const auto& [resourceID, literal] : *single.m_dictionary) {
         std::string expected;
         std::string form;
         ASSERT_EQ(single.m_dictionary->getResource(resourceID, expected),
                   batch.m_dictionary->getResource(resourceID, form));
         ASSERT_EQ(expected, form);
-    });
+    }
     EXPECT_LT(2 * GROUP, largestNextID) << "hardly anything was created";
 }
 

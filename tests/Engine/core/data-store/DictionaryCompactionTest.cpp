@@ -21,9 +21,8 @@ using Resources = std::map<uint64_t, Literal>;
 
 Resources getResources(const Dictionary& dictionary) {
     Resources resources;
-    dictionary.forEachResource([&](const uint64_t resourceID, const ResourceValue& value) {
+    for (const auto& [resourceID, value] : dictionary)
         resources[resourceID] = {value.m_datatypeID, DictionaryModel::getForm(value)};
-    });
     return resources;
 }
 

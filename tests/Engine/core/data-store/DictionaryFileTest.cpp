@@ -22,11 +22,10 @@ using Resources = std::vector<std::pair<uint64_t, std::string>>;
 
 Resources getResources(const Dictionary& dictionary) {
     Resources resources;
-    dictionary.forEachResource([&](const uint64_t resourceID, const ResourceValue& value) {
+    for (const auto& [resourceID, value] : dictionary)
         resources.emplace_back(resourceID,
                                std::to_string(value.m_datatypeID) + ' ' +
                                    std::string(reinterpret_cast<const char*>(value.m_data), value.m_dataSize));
-    });
     return resources;
 }
 

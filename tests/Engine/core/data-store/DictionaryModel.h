@@ -105,13 +105,14 @@ struct DictionaryModel {
     void expectSameResources(const Dictionary& dictionary) const {
         ASSERT_EQ(m_nextResourceID, dictionary.getNextResourceID());
         ASSERT_EQ(m_commitPoint, dictionary.getCommitPoint().m_resourceID);
+        ASSERT_EQ(m_literals.size(), dictionary.size());
         auto expected = m_literals.begin();
-        dictionary.forEachResource([&](const uint64_t resourceID, const ResourceValue& value) {
+        for (const auto& [resourceID, value] : dictionary) {
             ASSERT_NE(m_literals.end(), expected) << "there is " << resourceID;
             ASSERT_EQ(expected->first, resourceID);
             ASSERT_EQ(expected->second, (Literal{value.m_datatypeID, getForm(value)}));
             ++expected;
-        });
+        }
         ASSERT_EQ(m_literals.end(), expected) << "there is no " << expected->first;
     }
 };

@@ -185,9 +185,8 @@ TEST_P(DictionaryTest, visitsResourcesInAscendingOrder) {
     m_dictionary.rollback();
     resolve("c@en", D_RDF_PLAIN_LITERAL);
     std::vector<std::pair<uint64_t, std::string>> visited;
-    m_dictionary.forEachResource([&visited](const uint64_t resourceID, const ResourceValue& resourceValue) {
-        visited.emplace_back(resourceID, reinterpret_cast<const char*>(resourceValue.m_data));
-    });
+    for (const auto& [resourceID, literal] : m_dictionary)
+        visited.emplace_back(resourceID, reinterpret_cast<const char*>(literal.m_data));
     const std::vector<std::pair<uint64_t, std::string>> expected = {{1, "a"}, {2, "gone"}, {4, "c@en"}};
     EXPECT_EQ(expected, visited);
     EXPECT_EQ(5u, m_dictionary.getTextBytes(D_XSD_STRING));

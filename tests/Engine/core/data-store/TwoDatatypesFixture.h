@@ -24,11 +24,11 @@ struct WordIDs {
 
 inline Resources getResources(const Dictionary& dictionary) {
     Resources resources;
-    dictionary.forEachResource([&](const uint64_t resourceID, const ResourceValue& value) {
+    for (const auto& [resourceID, value] : dictionary) {
         EXPECT_EQ(0, value.m_data[value.m_dataSize - 1]);
         resources[resourceID] = {value.m_datatypeID,
                                  std::string(reinterpret_cast<const char*>(value.m_data), value.m_dataSize - 1)};
-    });
+    }
     return resources;
 }
 

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
+#include "Engine/core/data-store/dictionary/ResourceValue.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+
+class Dictionary;
+
+/// Walks the resources of a dictionary that exist, committed or not, in ascending order of their IDs:
+///
+///     for (const auto& [resourceID, literal] : dictionary)
+///
+/// IDs        The walk ends before the ID that was the next one when it began.
+/// Ownership  Refers to the dictionary, which must outlive it.
+/// Addresses  A literal points to what Dictionary::getResource would point it to; the rest is a copy.
+/// Threads    One at a time, beside any others that use the dictionary. Resources that are created meanwhile may be missed,
+///            and those that a rollback withdraws meanwhile may be met. None may be used after a compaction.
+/// Errors     None.
+class DictionaryIterator {
+public:
+    struct Resource {
+        uint64_t m_resourceID;
+        ResourceValue m_literal; // of a term that is no string, may come in two parts
+    };
+
+    using iterator_concept = std::forward_iterator_tag; // NOLINT(readability-identifier-naming): the library's name
+    using iterator_category = std::input_iterator_tag;  // NOLINT(readability-identifier-naming)
+    using value_type = Resource;                        // NOLINT(readability-identifier-naming)
+    using difference_type = std::ptrdiff_t;             // NOLINT(readability-identifier-naming)
+    using reference = Resource;                         // NOLINT(readability-identifier-naming)
+    using pointer = void;                               // NOLINT(readability-identifier-naming)
+
+    /// Belongs to no dictionary, and is at its end.
+    DictionaryIterator() noexcept = default;
+
+    Resource operator*() const;
+
+    DictionaryIterator& operator++() noexcept {
+        ++m_resourceID;
+        findResource();
+        return *this;
+    }
+
+    DictionaryIterator operator++(int) noexcept {
+        const DictionaryIterator current = *this;
+        ++*this;
+        return current;
+    }
+
+    bool operator==(const DictionaryIterator&) const = default;
+    bool operator==(std::default_sentinel_t) const noexcept { return m_resourceID == m_endResourceID; }
+
+private:
+    friend class Dictionary;
+
+    DictionaryIterator(const Dictionary& dictionary, uint64_t endResourceID) noexcept;
+
+    void findResource() noexcept;
+
+    const Dictionary* m_dictionary = nullptr;
+    uint64_t m_resourceID = 0;
+    uint64_t m_endResourceID = 0;
+    uint8_t m_datatypeID = D_INVALID; // as it was when the resource was found: a rollback takes it from the dictionary
+};
