@@ -39,11 +39,12 @@ class TermColumn;
 ///            their IDs in any order. A failed creation uses up no ID.
 /// Units      Sizes are bytes.
 /// Ownership  Owns everything it holds. DictionaryThreads must be destroyed before it is.
-/// Addresses  Data that getResource points to stays where it is until a compaction or the dictionary's end.
-/// Threads    resolveResource and all else that creates resources (each thread with a DictionaryThread that it made),
-///            lookups, the get functions, appendTurtleLiteral and iterators (which need none): any threads
-///            concurrently. commit and rollback: while no thread resolves; lookups and reads may go on. save and verify:
-///            while no thread resolves, commits or rolls back. Construction, compact and destruction: alone.
+/// Addresses  Data that getResource and getLexicalForm point to stays where it is until a compaction or the dictionary's
+///            end.
+/// Threads    The functions that create resources (each thread with a DictionaryThread that it made), the lookups, the
+///            get functions, appendTurtleLiteral and iterators (which need none): any threads concurrently. commit and
+///            rollback: while no thread resolves; lookups and reads may go on. save and verify: while no thread
+///            resolves, commits or rolls back. Construction, compact and destruction: alone.
 /// Errors     MelnarException for a literal that is not one of its datatype, for a datatype or a resource that does not
 ///            exist, and when the largest number of resources is reached; HashCollisionException for a new literal that
 ///            collides with too many others (see DictionaryOptions); MemoryExhaustedException at the memory limit;
@@ -115,6 +116,14 @@ public:
     /// The ID of a term that the commit point covers, or 0.
     uint64_t tryResolveTerm(DictionaryCommitPoint commitPoint, const Term& term) const;
 
+    /// The ID of a text of a language, an rdf:langString; creates the resource when there is none. With an empty tag it is the
+    /// xsd:string. Throws MelnarException for a malformed tag, such as one with '@', also where nothing is created.
+    uint64_t resolveLangString(DictionaryThread& thread, std::string_view text, std::string_view languageTag);
+
+    /// The ID of a text of a language that the commit point covers, or 0.
+    uint64_t tryResolveLangString(DictionaryCommitPoint commitPoint, std::string_view text,
+                                  std::string_view languageTag) const;
+
     /// The term of a resource, committed or not. Replaces the content of `lexicalForm`, to which the term refers.
     Term getTerm(uint64_t resourceID, std::string& lexicalForm) const;
 
@@ -135,6 +144,14 @@ public:
     /// Replaces the content of `column` by the terms of resources, committed or not: one of kind NONE for an ID that
     /// stands for no resource. Throws only std::bad_alloc; the column then has the terms of the first IDs, or none.
     void getTerms(std::span<const uint64_t> resourceIDs, TermColumn& column) const;
+
+    /// The lexical form of a string, committed or not, with '@' and language tag if it has one: the dictionary's own bytes,
+    /// which stay where they are until a compaction or its end, with a zero byte after them. Throws MelnarException for a
+    /// term that is no string, whose form may come in two parts.
+    std::string_view getLexicalForm(uint64_t resourceID) const;
+
+    /// The same of any term. A form that comes in two parts is joined in `joined`, and is there until that changes.
+    std::string_view getLexicalForm(uint64_t resourceID, std::string& joined) const;
 
     /// Points `resourceValue` to the literal of a resource, committed or not. The value of a term that is no string may
     /// come in two parts: what getAffix would tell is then the auxiliary data.

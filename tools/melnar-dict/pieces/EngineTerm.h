@@ -20,8 +20,3 @@ Term toTerm(const Rdf::Term& term, uint64_t document, std::string& text);
 
 /// The literal of a document that a literal of a dictionary is. Refers to the literal's own bytes.
 Rdf::Term toRdfLiteral(const Term& literal) noexcept;
-
-/// Whether a datatype is one of the string literals; other terms have the others.
-constexpr bool isOfStrings(const uint8_t datatypeID) noexcept {
-    return datatypeID == D_XSD_STRING || datatypeID == D_RDF_PLAIN_LITERAL;
-}

@@ -10,6 +10,9 @@
 
 namespace {
 
+constexpr const char* const SOURCE_FILE = "Engine/core/data-store/dictionary/PlainLiteral";
+constexpr long LINE_NOT_A_LANGUAGE_TAG = 54;
+
 bool isMember(const CharacterMap& map, const char character) noexcept {
     return map[static_cast<uint8_t>(character)] != 0;
 }
@@ -41,6 +44,12 @@ PlainLiteralKind classifyPlainLiteral(const char* const lexicalForm, const size_
     if (atSign + 1 == form.size())
         return PlainLiteralKind::EMPTY_TAG;
     return isLanguageTag(form.substr(atSign + 1)) ? PlainLiteralKind::WITH_TAG : PlainLiteralKind::WITH_MALFORMED_TAG;
+}
+
+void checkLanguageTag(const std::string_view languageTag) {
+    if (!languageTag.empty() && !isLanguageTag(languageTag))
+        throw MelnarException(SOURCE_FILE, LINE_NOT_A_LANGUAGE_TAG, MelnarException::NO_CAUSES, "'",
+                              std::string(languageTag), "' is not a language tag.");
 }
 
 void refusePlainLiteral(const PlainLiteralKind kind, const std::string& lexicalForm,

@@ -19,6 +19,9 @@ enum class PlainLiteralKind : uint8_t {
 
 PlainLiteralKind classifyPlainLiteral(const char* lexicalForm, size_t lexicalFormLength) noexcept;
 
+/// Throws MelnarException unless a tag that will stand after the '@' is empty, which makes an xsd:string, or well-formed.
+void checkLanguageTag(std::string_view languageTag);
+
 /// Whether a form is a literal of its datatype. A form with an empty tag becomes the xsd:string before the '@'. A form of
 /// datatype ID 5 may be any bytes.
 inline bool acceptPlainLiteral(std::string_view& lexicalForm, uint8_t& datatypeID) noexcept {
