@@ -3,6 +3,8 @@
 #include "Engine/core/data-store/DictionaryHistory.h"
 #include "Engine/core/data-store/DictionaryIterator.h"
 #include "Engine/core/data-store/DictionaryOptions.h"
+#include "Engine/core/data-store/dictionary/ArrowColumn.h"
+#include "Engine/core/data-store/dictionary/ArrowStrings.h"
 #include "Engine/core/data-store/dictionary/DataPool.h"
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/dictionary/DictionaryCommitPoint.h"
@@ -39,12 +41,12 @@ class TermColumn;
 ///            their IDs in any order. A failed creation uses up no ID.
 /// Units      Sizes are bytes.
 /// Ownership  Owns everything it holds. DictionaryThreads must be destroyed before it is.
-/// Addresses  Data that getResource and getLexicalForm point to stays where it is until a compaction or the dictionary's
-///            end.
+/// Addresses  Data that getResource, getLexicalForm and decode point to stays where it is until a compaction or the
+///            dictionary's end.
 /// Threads    The functions that create resources (each thread with a DictionaryThread that it made), the lookups, the
-///            get functions, appendTurtleLiteral and iterators (which need none): any threads concurrently. commit and
-///            rollback: while no thread resolves; lookups and reads may go on. save and verify: while no thread
-///            resolves, commits or rolls back. Construction, compact and destruction: alone.
+///            get functions, decode, appendTurtleLiteral and iterators (which need none): any threads concurrently.
+///            commit and rollback: while no thread resolves; lookups and reads may go on. save and verify: while no
+///            thread resolves, commits or rolls back. Construction, compact and destruction: alone.
 /// Errors     MelnarException for a literal that is not one of its datatype, for a datatype or a resource that does not
 ///            exist, and when the largest number of resources is reached; HashCollisionException for a new literal that
 ///            collides with too many others (see DictionaryOptions); MemoryExhaustedException at the memory limit;
@@ -144,6 +146,42 @@ public:
     /// Replaces the content of `column` by the terms of resources, committed or not: one of kind NONE for an ID that
     /// stands for no resource. Throws only std::bad_alloc; the column then has the terms of the first IDs, or none.
     void getTerms(std::span<const uint64_t> resourceIDs, TermColumn& column) const;
+
+    /// Resolves a column of strings, each an xsd:string; with a language tag, all of that language: `resourceIDs[n]` becomes
+    /// the ID of `texts[n]`, or 0 if that is a null of Arrow's. Texts may be any bytes, zeros included. The guarantees are
+    /// those of resolveResources; the IDs of new strings follow the order of the column. Throws ColumnException, which tells
+    /// the entry and has its failure as the cause, for the first entry that fails: some of the others are resolved then, and
+    /// each of `resourceIDs` is right or 0; the same goes for std::bad_alloc. Throws MelnarException for spans that differ in
+    /// length, a malformed tag or offsets that do not ascend, and then does nothing. Memory beside the dictionary does not
+    /// grow with the column.
+    void encode(DictionaryThread& thread, std::span<const std::string_view> texts, std::span<uint64_t> resourceIDs,
+                std::string_view languageTag = {});
+    template<ArrowOffset Offset>
+    void encode(DictionaryThread& thread, const ArrowStrings<Offset>& texts, std::span<uint64_t> resourceIDs,
+                std::string_view languageTag = {});
+
+    /// Looks a column of strings up as of a commit point; 0 also stands for a string that is not there. A text that is
+    /// longer than any fails; all else as above.
+    void lookUp(DictionaryCommitPoint commitPoint, std::span<const std::string_view> texts,
+                std::span<uint64_t> resourceIDs, std::string_view languageTag = {}) const;
+    template<ArrowOffset Offset>
+    void lookUp(DictionaryCommitPoint commitPoint, const ArrowStrings<Offset>& texts, std::span<uint64_t> resourceIDs,
+                std::string_view languageTag = {}) const;
+
+    /// Points `texts` to the texts of strings, committed or not, without '@' and language tag; and `languageTags`, if that
+    /// is not empty, to their tags, which xsd:strings have not. Both stay where they are until a compaction or the
+    /// dictionary's end. For an ID that stands for no resource, a view is empty and points nowhere (its data() is null).
+    /// Throws ColumnException for the first resource that is no string (for those there is getTerms), MelnarException for
+    /// spans that differ in length, or std::bad_alloc; some texts are there then.
+    void decode(std::span<const uint64_t> resourceIDs, std::span<std::string_view> texts,
+                std::span<std::string_view> languageTags = {}) const;
+
+    /// The same with copies, in buffers as Arrow lays them out: the columns' contents are replaced. An ID that stands for no
+    /// resource gives a null. An xsd:string has an empty tag. Throws MelnarException, too, if offsets of 32 bits do not reach
+    /// the end of the texts or tags; after a throw the columns are empty.
+    template<ArrowOffset Offset>
+    void decode(std::span<const uint64_t> resourceIDs, ArrowColumn<Offset>& texts,
+                ArrowColumn<Offset>* languageTags = nullptr) const;
 
     /// The lexical form of a string, committed or not, with '@' and language tag if it has one: the dictionary's own bytes,
     /// which stay where they are until a compaction or its end, with a zero byte after them. Throws MelnarException for a

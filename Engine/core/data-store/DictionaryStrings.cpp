@@ -1,4 +1,5 @@
 #include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/DictionaryTermColumns.h"
 #include "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding.h"
 #include "Engine/core/data-store/dictionary/PlainLiteral.h"
 #include "Engine/core/platform/MelnarException.h"
@@ -7,6 +8,9 @@ namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/data-store/DictionaryStrings";
 constexpr long LINE_NO_STRING = 41;
+
+// Each chunk is several groups of a batch, so that the texts of the next one are prefetched while one is probed for.
+using Columns = DictionaryTermColumns<2048, (size_t(1) << 18)>;
 
 /// The term of a text that is not longer than any, which must not be read, and of a tag that is none or well-formed.
 Term makeLangString(const std::string_view text, const std::string_view languageTag) {
@@ -44,3 +48,59 @@ std::string_view Dictionary::getLexicalForm(const uint64_t resourceID, std::stri
     appendLexicalForm(entry, joined);
     return joined;
 }
+
+void Dictionary::encode(DictionaryThread& thread, const std::span<const std::string_view> texts,
+                        const std::span<uint64_t> resourceIDs, const std::string_view languageTag) {
+    Columns::answer(texts, languageTag, resourceIDs,
+                    [&](const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
+                        resolveResources(thread, entries, failures);
+                    });
+}
+
+template<ArrowOffset Offset>
+void Dictionary::encode(DictionaryThread& thread, const ArrowStrings<Offset>& texts,
+                        const std::span<uint64_t> resourceIDs, const std::string_view languageTag) {
+    Columns::answer(texts, languageTag, resourceIDs,
+                    [&](const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
+                        resolveResources(thread, entries, failures);
+                    });
+}
+
+void Dictionary::lookUp(const DictionaryCommitPoint commitPoint, const std::span<const std::string_view> texts,
+                        const std::span<uint64_t> resourceIDs, const std::string_view languageTag) const {
+    Columns::answer(texts, languageTag, resourceIDs,
+                    [&](const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
+                        tryResolveResources(commitPoint, entries, failures);
+                    });
+}
+
+template<ArrowOffset Offset>
+void Dictionary::lookUp(const DictionaryCommitPoint commitPoint, const ArrowStrings<Offset>& texts,
+                        const std::span<uint64_t> resourceIDs, const std::string_view languageTag) const {
+    Columns::answer(texts, languageTag, resourceIDs,
+                    [&](const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
+                        tryResolveResources(commitPoint, entries, failures);
+                    });
+}
+
+void Dictionary::decode(const std::span<const uint64_t> resourceIDs, const std::span<std::string_view> texts,
+                        const std::span<std::string_view> languageTags) const {
+    Columns::decode(*this, resourceIDs, texts, languageTags);
+}
+
+template<ArrowOffset Offset>
+void Dictionary::decode(const std::span<const uint64_t> resourceIDs, ArrowColumn<Offset>& texts,
+                        ArrowColumn<Offset>* const languageTags) const {
+    Columns::decode(*this, resourceIDs, texts, languageTags);
+}
+
+template void Dictionary::encode(DictionaryThread&, const ArrowStrings<int32_t>&, std::span<uint64_t>,
+                                 std::string_view);
+template void Dictionary::encode(DictionaryThread&, const ArrowStrings<int64_t>&, std::span<uint64_t>,
+                                 std::string_view);
+template void Dictionary::lookUp(DictionaryCommitPoint, const ArrowStrings<int32_t>&, std::span<uint64_t>,
+                                 std::string_view) const;
+template void Dictionary::lookUp(DictionaryCommitPoint, const ArrowStrings<int64_t>&, std::span<uint64_t>,
+                                 std::string_view) const;
+template void Dictionary::decode(std::span<const uint64_t>, ArrowColumn<int32_t>&, ArrowColumn<int32_t>*) const;
+template void Dictionary::decode(std::span<const uint64_t>, ArrowColumn<int64_t>&, ArrowColumn<int64_t>*) const;

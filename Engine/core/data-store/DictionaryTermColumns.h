@@ -1,7 +1,12 @@
 #pragma once
 
+#include "Engine/core/data-store/dictionary/ArrowColumn.h"
+#include "Engine/core/data-store/dictionary/ArrowStrings.h"
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
 #include "Engine/core/data-store/dictionary/BatchFailure.h"
+#include "Engine/core/data-store/dictionary/ColumnException.h"
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
+#include "Engine/core/data-store/dictionary/PlainLiteral.h"
 #include "Engine/core/data-store/terms/Term.h"
 #include "Engine/core/data-store/terms/TermBatch.h"
 #include "Engine/core/data-store/terms/TermColumn.h"
@@ -11,6 +16,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <limits>
 #include <span>
 #include <string>
 #include <string_view>
@@ -28,35 +34,31 @@ class DictionaryTermColumns {
 public:
     DictionaryTermColumns() = delete;
 
-    /// Has each chunk of a column answered by `operation(entries, failures)`.
+    /// Has each chunk of a column of terms answered by `operation(entries, failures)`.
     template<class Operation>
     static void answer(const std::span<const Term> terms, const std::span<uint64_t> resourceIDs,
                        std::vector<BatchFailure>& failures, const Operation& operation) {
-        if (terms.size() != resourceIDs.size())
-            throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_UNEQUAL_SPANS, MelnarException::NO_CAUSES,
-                                  "There are ", terms.size(), " terms, but room for ", resourceIDs.size(), " IDs.");
-        std::ranges::fill(resourceIDs, 0);
-        TermBatch batch;
-        std::vector<BatchFailure> ofChunk;
-        for (size_t begin = 0, end = 0; begin < terms.size(); begin = end) {
-            batch.clear();
-            ofChunk.clear();
-            for (size_t numberOfBytes = 0;
-                 end < terms.size() && end - begin < CHUNK_SIZE && numberOfBytes < MAXIMUM_NUMBER_OF_BYTES; ++end) {
-                batch.add(terms[end]);
-                numberOfBytes += terms[end].m_text.size();
-            }
-            const std::span<BatchEntry> entries = batch.getEntries();
-            operation(entries, ofChunk);
-            std::ranges::transform(entries, resourceIDs.subspan(begin).begin(), &BatchEntry::m_resourceID);
-            for (BatchFailure& failure : ofChunk) {
-                if (failure.m_kind == FailureKind::REFUSED_LITERAL &&
-                    !terms[begin + failure.m_entryIndex].isTextTheForm())
-                    failure = makeException(failure); // The next chunk takes the place of its form.
-                failure.m_entryIndex += begin;
-                failures.push_back(std::move(failure));
-            }
-        }
+        answerColumn(TermQuestions{terms}, resourceIDs, operation, [&](BatchFailure& failure) {
+            if (failure.m_kind == FailureKind::REFUSED_LITERAL && !terms[failure.m_entryIndex].isTextTheForm())
+                failure = makeException(failure); // The next chunk takes the place of its form.
+            failures.push_back(std::move(failure));
+        });
+    }
+
+    /// The same with a column of strings. Throws ColumnException for the first entry that fails.
+    template<class Operation>
+    static void answer(const std::span<const std::string_view> texts, const std::string_view languageTag,
+                       const std::span<uint64_t> resourceIDs, const Operation& operation) {
+        checkLanguageTag(languageTag);
+        answerColumn(TextQuestions{texts, languageTag}, resourceIDs, operation, &throwColumnException);
+    }
+
+    template<ArrowOffset Offset, class Operation>
+    static void answer(const ArrowStrings<Offset>& texts, const std::string_view languageTag,
+                       const std::span<uint64_t> resourceIDs, const Operation& operation) {
+        checkLanguageTag(languageTag);
+        texts.check();
+        answerColumn(ArrowQuestions<Offset>{texts, languageTag}, resourceIDs, operation, &throwColumnException);
     }
 
     /// Reads the terms of resources from a dictionary's batches.
@@ -66,13 +68,7 @@ public:
         column.m_terms.reserve(resourceIDs.size());
         column.m_joinedForms.resize(
             std::max(column.m_joinedForms.size(), (resourceIDs.size() + CHUNK_SIZE - 1) / CHUNK_SIZE));
-        for (size_t begin = 0; begin < resourceIDs.size(); begin += CHUNK_SIZE) {
-            const std::span<const uint64_t> chunk =
-                resourceIDs.subspan(begin, std::min(CHUNK_SIZE, resourceIDs.size() - begin));
-            column.m_entries.resize(chunk.size());
-            for (size_t index = 0; index < chunk.size(); ++index)
-                column.m_entries[index].m_resourceID = chunk[index];
-            dictionary.getResources(column.m_entries);
+        forEachChunk(dictionary, resourceIDs, column.m_entries, [&](const size_t begin) {
             std::string& joinedForms = column.m_joinedForms[begin / CHUNK_SIZE];
             joinedForms.clear();
             column.m_joinedEnds.clear();
@@ -82,7 +78,7 @@ public:
                 column.m_joinedEnds.push_back(joinedForms.size());
             }
             size_t joinedBegin = 0;
-            for (size_t index = 0; index < chunk.size(); ++index) {
+            for (size_t index = 0; index < column.m_entries.size(); ++index) {
                 const BatchEntry& entry = column.m_entries[index];
                 const size_t joinedEnd = column.m_joinedEnds[index];
                 column.m_terms.push_back(Term::parse(
@@ -91,12 +87,200 @@ public:
                                                                                     joinedEnd - joinedBegin)));
                 joinedBegin = joinedEnd;
             }
+        });
+    }
+
+    /// Reads strings from a dictionary's batches. No span of tags is wanted if it is empty.
+    template<class Host>
+    static void decode(const Host& dictionary, const std::span<const uint64_t> resourceIDs,
+                       const std::span<std::string_view> texts, const std::span<std::string_view> languageTags) {
+        if (texts.size() != resourceIDs.size() || (!languageTags.empty() && languageTags.size() != resourceIDs.size()))
+            throw MelnarException(SOURCE_FILE, LINE_UNEQUAL_SPANS_TO_DECODE, MelnarException::NO_CAUSES, "There are ",
+                                  resourceIDs.size(), " IDs, but room for ", texts.size(), " texts and ",
+                                  languageTags.size(), " language tags.");
+        std::vector<BatchEntry> entries;
+        forEachChunk(dictionary, resourceIDs, entries, [&](const size_t begin) {
+            for (size_t index = 0; index < entries.size(); ++index) {
+                const StringParts parts = getParts(entries[index], begin + index);
+                texts[begin + index] = parts.m_text;
+                if (!languageTags.empty())
+                    languageTags[begin + index] = parts.m_languageTag;
+            }
+        });
+    }
+
+    /// The same into Arrow's buffers. No tags are wanted if the pointer is null.
+    template<class Host, ArrowOffset Offset>
+    static void decode(const Host& dictionary, const std::span<const uint64_t> resourceIDs, ArrowColumn<Offset>& texts,
+                       ArrowColumn<Offset>* const languageTags) {
+        try {
+            decodeInto(dictionary, resourceIDs, texts, languageTags);
+        } catch (...) {
+            texts.clear();
+            if (languageTags != nullptr)
+                languageTags->clear();
+            throw;
         }
     }
 
 private:
     static constexpr const char* SOURCE_FILE = "Engine/core/data-store/DictionaryTermColumns";
     static constexpr long LINE_UNEQUAL_SPANS = 34;
+    static constexpr long LINE_UNEQUAL_SPANS_TO_DECODE = 97;
+    static constexpr long LINE_ENTRY_FAILED = 141;
+    static constexpr long LINE_ENTRY_FAILED_WITH_OTHER = 144;
+    static constexpr long LINE_NO_STRING = 163;
+    static constexpr long LINE_TOO_MANY_BYTES = 178;
+
+    // Columns of questions. `add` adds an entry to a batch and returns the bytes of its text.
+
+    struct TermQuestions {
+        static constexpr const char* NOUN = " terms";
+
+        size_t size() const noexcept { return m_terms.size(); }
+        static constexpr bool isNull(size_t) noexcept { return false; }
+        size_t add(const size_t index, TermBatch& batch) const {
+            batch.add(m_terms[index]);
+            return m_terms[index].m_text.size();
+        }
+
+        std::span<const Term> m_terms;
+    };
+
+    struct TextQuestions {
+        static constexpr const char* NOUN = " texts";
+
+        size_t size() const noexcept { return m_texts.size(); }
+        static constexpr bool isNull(size_t) noexcept { return false; }
+        size_t add(const size_t index, TermBatch& batch) const {
+            batch.add(m_texts[index], m_languageTag);
+            return m_texts[index].size();
+        }
+
+        std::span<const std::string_view> m_texts;
+        std::string_view m_languageTag;
+    };
+
+    template<ArrowOffset Offset>
+    struct ArrowQuestions {
+        static constexpr const char* NOUN = " texts";
+
+        size_t size() const noexcept { return m_texts.size(); }
+        bool isNull(const size_t index) const noexcept { return m_texts.isNull(index); }
+        size_t add(const size_t index, TermBatch& batch) const {
+            const std::string_view text = m_texts.getText(index);
+            batch.add(text, m_languageTag);
+            return text.size();
+        }
+
+        ArrowStrings<Offset> m_texts;
+        std::string_view m_languageTag;
+    };
+
+    /// Has each chunk of a column answered by `operation(entries, failures)`, and calls `takeFailure(failure)` for each
+    /// failure, in the order of the column, which the failure's index tells. A null is no entry, and gets ID 0.
+    template<class Column, class Operation, class TakeFailure>
+    static void answerColumn(const Column& column, const std::span<uint64_t> resourceIDs, const Operation& operation,
+                             const TakeFailure& takeFailure) {
+        if (column.size() != resourceIDs.size())
+            throw MelnarException(SOURCE_FILE, LINE_UNEQUAL_SPANS, MelnarException::NO_CAUSES, "There are ",
+                                  column.size(), Column::NOUN, ", but room for ", resourceIDs.size(), " IDs.");
+        std::ranges::fill(resourceIDs, 0);
+        TermBatch batch;
+        std::vector<BatchFailure> ofChunk;
+        for (size_t begin = 0, end = 0; begin < column.size(); begin = end) {
+            batch.clear();
+            ofChunk.clear();
+            for (size_t numberOfBytes = 0;
+                 end < column.size() && batch.getSize() < CHUNK_SIZE && numberOfBytes < MAXIMUM_NUMBER_OF_BYTES; ++end)
+                if (!column.isNull(end))
+                    numberOfBytes += column.add(end, batch);
+            const std::span<BatchEntry> entries = batch.getEntries();
+            operation(entries, ofChunk);
+            auto entry = entries.begin();
+            for (size_t index = begin; index < end; ++index)
+                if (!column.isNull(index))
+                    resourceIDs[index] = (entry++)->m_resourceID;
+            size_t index = begin;
+            size_t entryIndex = 0; // of the first that is not null from there on
+            for (BatchFailure& failure : ofChunk) {
+                for (; column.isNull(index) || entryIndex != failure.m_entryIndex; ++index)
+                    entryIndex += !column.isNull(index);
+                failure.m_entryIndex = index;
+                takeFailure(failure);
+            }
+        }
+    }
+
+    /// Calls `take(begin)` for each chunk, with its resources read into `entries`.
+    template<class Host, class Take>
+    static void forEachChunk(const Host& dictionary, const std::span<const uint64_t> resourceIDs,
+                             std::vector<BatchEntry>& entries, const Take& take) {
+        for (size_t begin = 0; begin < resourceIDs.size(); begin += CHUNK_SIZE) {
+            const std::span<const uint64_t> chunk =
+                resourceIDs.subspan(begin, std::min(CHUNK_SIZE, resourceIDs.size() - begin));
+            entries.resize(chunk.size());
+            for (size_t index = 0; index < chunk.size(); ++index)
+                entries[index].m_resourceID = chunk[index];
+            dictionary.getResources(entries);
+            take(begin);
+        }
+    }
+
+    /// What a resource that is a string has. The text of no resource points nowhere, and so does the tag.
+    struct StringParts {
+        std::string_view m_text;
+        std::string_view m_languageTag;
+    };
+
+    static StringParts getParts(const BatchEntry& entry, const size_t entryIndex) {
+        if (entry.m_datatypeID == D_XSD_STRING)
+            return {entry.m_lexicalForm, ""};
+        if (entry.m_datatypeID == D_INVALID)
+            return {};
+        if (entry.m_datatypeID != D_RDF_PLAIN_LITERAL)
+            throw ColumnException(SOURCE_FILE, LINE_NO_STRING, MelnarException::NO_CAUSES, entryIndex, "resource ",
+                                  entry.m_resourceID, " is no string.");
+        const Term term = Term::parse(entry.m_datatypeID, entry.m_lexicalForm);
+        return {term.m_text, term.m_language};
+    }
+
+    template<class Host, ArrowOffset Offset>
+    static void decodeInto(const Host& dictionary, const std::span<const uint64_t> resourceIDs,
+                           ArrowColumn<Offset>& texts, ArrowColumn<Offset>* const languageTags) {
+        texts.clear();
+        texts.reserve(resourceIDs.size());
+        if (languageTags != nullptr) {
+            languageTags->clear();
+            languageTags->reserve(resourceIDs.size());
+        }
+        std::vector<BatchEntry> entries;
+        std::vector<StringParts> parts;
+        forEachChunk(dictionary, resourceIDs, entries, [&](const size_t begin) {
+            parts.resize(entries.size());
+            for (size_t index = 0; index < entries.size(); ++index)
+                parts[index] = getParts(entries[index], begin + index);
+            append(parts, &StringParts::m_text, texts);
+            if (languageTags != nullptr)
+                append(parts, &StringParts::m_languageTag, *languageTags);
+        });
+    }
+
+    /// Appends one part of each string, unless the offsets do not reach the end of all: then no memory is taken for any.
+    template<ArrowOffset Offset>
+    static void append(const std::span<const StringParts> parts, std::string_view StringParts::*const part,
+                       ArrowColumn<Offset>& column) {
+        size_t numberOfBytes = 0;
+        for (const StringParts& ofString : parts)
+            numberOfBytes += (ofString.*part).size();
+        const size_t end = column.m_bytes.size() + numberOfBytes;
+        if (end > static_cast<size_t>(std::numeric_limits<Offset>::max()))
+            throw MelnarException(SOURCE_FILE, LINE_TOO_MANY_BYTES, MelnarException::NO_CAUSES, "The first ",
+                                  column.getStrings().size() + parts.size(), " strings of a column have ", end,
+                                  " bytes, more than offsets of ", 8 * sizeof(Offset), " bits can tell.");
+        column.append(parts.size(), numberOfBytes,
+                      [&](const size_t index) -> const std::string_view& { return parts[index].*part; });
+    }
 
     /// The same failure of a refused entry, with its exception made, so that it refers to no form.
     static BatchFailure makeException(const BatchFailure& failure) {
@@ -104,6 +288,18 @@ private:
             failure.throwException();
         } catch (const MelnarException&) {
             return {failure.m_entryIndex, failure.m_kind, std::current_exception()};
+        }
+    }
+
+    [[noreturn]] static void throwColumnException(const BatchFailure& failure) {
+        try {
+            failure.throwException();
+        } catch (const MelnarException& exception) {
+            throw ColumnException(SOURCE_FILE, LINE_ENTRY_FAILED, {std::current_exception()}, failure.m_entryIndex,
+                                  exception.getMessage());
+        } catch (const std::exception& exception) {
+            throw ColumnException(SOURCE_FILE, LINE_ENTRY_FAILED_WITH_OTHER, {std::current_exception()},
+                                  failure.m_entryIndex, exception.what());
         }
     }
 };

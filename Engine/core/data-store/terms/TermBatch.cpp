@@ -1,14 +1,30 @@
 #include "Engine/core/data-store/terms/TermBatch.h"
 
+#include "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding.h"
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
+
+/// Adds an entry, whose form has been made from `formBegin` on unless its text is the form.
+void TermBatch::add(const std::string_view text, const uint8_t datatypeID, const size_t formBegin) {
+    if (m_madeForms.size() == m_madeForms.capacity())
+        m_madeForms.reserve(2 * m_madeForms.size() + 1); // so that nothing fails when the entry is there
+    m_entries.push_back({text, 0, datatypeID});
+    if (m_forms.size() != formBegin)
+        m_madeForms.push_back({m_entries.size() - 1, formBegin, m_forms.size() - formBegin});
+}
+
 void TermBatch::add(const Term& term) {
     const size_t begin = m_forms.size();
     if (!term.isTextTheForm())
         term.appendLexicalForm(m_forms);
-    if (m_madeForms.size() == m_madeForms.capacity())
-        m_madeForms.reserve(2 * m_madeForms.size() + 1); // so that nothing fails when the entry is there
-    m_entries.push_back({term.m_text, 0, term.getDatatypeID()});
-    if (m_forms.size() != begin)
-        m_madeForms.push_back({m_entries.size() - 1, begin, m_forms.size() - begin});
+    add(term.m_text, term.getDatatypeID(), begin);
+}
+
+void TermBatch::addPlainLiteral(const std::string_view text, const std::string_view languageTag) {
+    const size_t begin = m_forms.size();
+    if (text.size() <
+        AdaptiveResourceSizeEncoding::MAXIMUM_SIZE) // A longer one must not be read, and is refused as it is.
+        m_forms.append(text).append(1, '@').append(languageTag);
+    add(text, D_RDF_PLAIN_LITERAL, begin);
 }
 
 std::span<BatchEntry> TermBatch::getEntries() noexcept {

@@ -1,12 +1,15 @@
 #pragma once
 
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/terms/Term.h"
 #include "Engine/core/platform/Unmovable.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// Terms that are resolved or looked up together: the entries of a batch, and the lexical forms that had to be made.
@@ -25,10 +28,20 @@ public:
     /// A term of kind NONE becomes an entry that every operation refuses.
     void add(const Term& term);
 
+    /// The xsd:string of a text; with a language tag that is not empty, and well-formed, the string of that language.
+    void add(const std::string_view text, const std::string_view languageTag) {
+        if (languageTag.empty())
+            m_entries.push_back({text, 0, D_XSD_STRING}); // Inlined, as it takes less time than a call.
+        else
+            addPlainLiteral(text, languageTag);
+    }
+
     /// As many as terms were added. Valid until the next one is.
     std::span<BatchEntry> getEntries() noexcept;
 
     void clear() noexcept;
+
+    size_t getSize() const noexcept { return m_entries.size(); }
 
 private:
     /// An entry whose form lies in m_forms.
@@ -37,6 +50,9 @@ private:
         size_t m_begin;
         size_t m_length;
     };
+
+    void addPlainLiteral(std::string_view text, std::string_view languageTag);
+    void add(std::string_view text, uint8_t datatypeID, size_t formBegin);
 
     std::vector<BatchEntry> m_entries;
     std::vector<MadeForm> m_madeForms;

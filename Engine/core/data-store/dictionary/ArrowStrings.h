@@ -1,0 +1,79 @@
+#pragma once
+
+#include "Engine/core/platform/MelnarException.h"
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+/// The offsets of Arrow's layouts for strings: 32 bits (utf8, binary) or 64 (large_utf8, large_binary).
+template<class T>
+concept ArrowOffset = std::same_as<T, int32_t> || std::same_as<T, int64_t>;
+
+/// A column of strings as Arrow lays it out: the bytes of all strings one after the other, the offsets at which they begin
+/// and, last, at which they end. Of a slice, the offsets are those of the slice, and m_validityOffset is where it begins.
+///
+///     ArrowStrings<int32_t> cities{bytes, std::span(offsets, numberOfCities + 1)};
+///
+/// Units      Offsets count bytes.
+/// Ownership  Refers to the caller's buffers, which must have what the offsets and the number of strings say.
+/// Threads    Any threads at any time.
+/// Errors     Of check alone, before which offsets must not be trusted.
+template<ArrowOffset Offset>
+struct ArrowStrings {
+    const char* m_bytes = nullptr;
+    std::span<const Offset> m_offsets{}; // one more than strings; or none for none
+    const uint8_t* m_validity =
+        nullptr;                 // a bit for each string, from the lowest on, 0 for a null; or null: there are none
+    size_t m_validityOffset = 0; // the number of the first string's bit
+
+    size_t size() const noexcept { return m_offsets.empty() ? 0 : m_offsets.size() - 1; }
+
+    bool isNull(const size_t index) const noexcept {
+        const size_t bit = m_validityOffset + index;
+        return m_validity != nullptr && (m_validity[bit / 8] >> (bit % 8) & 1) == 0;
+    }
+
+    /// The bytes that the offsets tell, also of a null.
+    std::string_view getText(const size_t index) const noexcept {
+        const Offset begin = m_offsets[index];
+        return {m_bytes + begin, static_cast<size_t>(m_offsets[index + 1] - begin)};
+    }
+
+    /// Throws MelnarException unless the offsets ascend from 0 or more, and there are bytes if they tell of some.
+    void check() const {
+        if (m_offsets.empty())
+            return;
+        if (m_offsets.front() < 0)
+            throw MelnarException(SOURCE_FILE, LINE_NEGATIVE_OFFSET, MelnarException::NO_CAUSES,
+                                  "The offsets of a column of strings begin with ", std::to_string(m_offsets.front()),
+                                  ".");
+        bool isAscending = true; // without a branch, several at a time
+        for (size_t index = 0; index < size(); ++index)
+            isAscending &= m_offsets[index] <= m_offsets[index + 1];
+        if (!isAscending)
+            refuseOrder();
+        if (m_bytes == nullptr && m_offsets.back() != 0)
+            throw MelnarException(SOURCE_FILE, LINE_NO_BYTES, MelnarException::NO_CAUSES,
+                                  "A column of strings has offsets up to ", std::to_string(m_offsets.back()),
+                                  ", but no bytes.");
+    }
+
+private:
+    static constexpr const char* SOURCE_FILE = "Engine/core/data-store/dictionary/ArrowStrings";
+    static constexpr long LINE_NEGATIVE_OFFSET = 52;
+    static constexpr long LINE_NO_BYTES = 61;
+    static constexpr long LINE_DESCENDING_OFFSETS = 79;
+
+    [[noreturn]] void refuseOrder() const {
+        size_t index = 0;
+        while (m_offsets[index] <= m_offsets[index + 1])
+            ++index;
+        throw MelnarException(SOURCE_FILE, LINE_DESCENDING_OFFSETS, MelnarException::NO_CAUSES, "String ", index,
+                              " of a column begins at offset ", std::to_string(m_offsets[index]),
+                              ", and ends before that, at ", std::to_string(m_offsets[index + 1]), ".");
+    }
+};

@@ -1,0 +1,3 @@
+#include "Engine/core/data-store/dictionary/ColumnException.h"
+
+ColumnException::~ColumnException() = default;
