@@ -2,7 +2,6 @@
 
 #include "Engine/core/data-store/ChecksumChain.h"
 #include "Engine/core/data-store/DictionaryFile.h"
-#include "Engine/core/data-store/DictionaryTermColumns.h"
 #include "Engine/core/data-store/sharded/ShardedBatch.h"
 #include "Engine/core/data-store/sharded/ShardedDictionaryThread.h"
 #include "Engine/core/platform/MelnarException.h"
@@ -52,9 +51,6 @@ constexpr uint64_t RESOURCES_OF_A_GROUP = 1024; // enough for a dictionary to wo
 
 // A batch is answered block by block: enough for each shard to work at full speed.
 constexpr size_t BLOCK_SIZE = size_t(1) << 16;
-
-// A column takes its forms along, so that its chunks are smaller.
-using Columns = DictionaryTermColumns<(size_t(1) << 14), (size_t(1) << 22)>;
 
 constexpr size_t MEMORY_OF_NO_RESOURCES = size_t(1) << 20;
 
@@ -531,26 +527,6 @@ Term ShardedDictionary::getTerm(const uint64_t resourceID, std::string& lexicalF
         throw MelnarException(FailureKind::NO_SUCH_RESOURCE, SOURCE_FILE, LINE_UNKNOWN_RESOURCE,
                               MelnarException::NO_CAUSES, "There is no resource with ID ", resourceID, ".");
     return getShardOrNone(ShardLayout::getShard(resourceID)).getTerm(ShardLayout::toLocal(resourceID), lexicalForm);
-}
-
-void ShardedDictionary::resolveTerms(ShardedDictionaryThread& thread, const std::span<const Term> terms,
-                                     const std::span<uint64_t> resourceIDs, std::vector<BatchFailure>& failures) {
-    Columns::answer(terms, resourceIDs, failures,
-                    [&](const std::span<BatchEntry> entries, std::vector<BatchFailure>& ofChunk) {
-                        resolveResources(thread, entries, ofChunk);
-                    });
-}
-
-void ShardedDictionary::tryResolveTerms(const std::span<const Term> terms, const std::span<uint64_t> resourceIDs,
-                                        std::vector<BatchFailure>& failures) const {
-    Columns::answer(terms, resourceIDs, failures,
-                    [&](const std::span<BatchEntry> entries, std::vector<BatchFailure>& ofChunk) {
-                        tryResolveResources(entries, ofChunk);
-                    });
-}
-
-void ShardedDictionary::getTerms(const std::span<const uint64_t> resourceIDs, TermColumn& column) const {
-    Columns::get(*this, resourceIDs, column);
 }
 
 void ShardedDictionary::setInputs(std::vector<ShardManifest::Input> inputs, const uint64_t nextDocument) noexcept {

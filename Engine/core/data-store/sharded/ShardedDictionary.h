@@ -3,6 +3,8 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryHistory.h"
 #include "Engine/core/data-store/DictionaryOptions.h"
+#include "Engine/core/data-store/dictionary/ArrowColumn.h"
+#include "Engine/core/data-store/dictionary/ArrowStrings.h"
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
 #include "Engine/core/data-store/dictionary/BatchFailure.h"
 #include "Engine/core/data-store/sharded/ShardLayout.h"
@@ -38,7 +40,7 @@ class TermColumn;
 /// Ownership  Owns its shards. ShardedDictionaryThreads must be destroyed before it is.
 /// Commits    There are none: what has been resolved is found, and save saves all of it.
 /// Addresses  What entries and terms point to stays where it is until the dictionary's end.
-/// Threads    resolveResources, resolveTerm and resolveTerms (each thread with a ShardedDictionaryThread of its own), the
+/// Threads    resolveResources, resolveTerm, resolveTerms and encode (each thread with a ShardedDictionaryThread of its own), the
 ///            lookups, the get functions but getManifest, and forEachShard: any threads at once. save, verify and
 ///            setInputs: one thread at a time, while none resolves; lookups and reads may go on. getManifest: while
 ///            neither save nor setInputs runs. Construction and destruction: alone.
@@ -103,6 +105,23 @@ public:
     void tryResolveTerms(std::span<const Term> terms, std::span<uint64_t> resourceIDs,
                          std::vector<BatchFailure>& failures) const;
     void getTerms(std::span<const uint64_t> resourceIDs, TermColumn& column) const;
+
+    /// Columns of strings, as those of Dictionary. Throw what opening a shard does, too.
+    void encode(ShardedDictionaryThread& thread, std::span<const std::string_view> texts,
+                std::span<uint64_t> resourceIDs, std::string_view languageTag = {});
+    template<ArrowOffset Offset>
+    void encode(ShardedDictionaryThread& thread, const ArrowStrings<Offset>& texts, std::span<uint64_t> resourceIDs,
+                std::string_view languageTag = {});
+    void lookUp(std::span<const std::string_view> texts, std::span<uint64_t> resourceIDs,
+                std::string_view languageTag = {}) const;
+    template<ArrowOffset Offset>
+    void lookUp(const ArrowStrings<Offset>& texts, std::span<uint64_t> resourceIDs,
+                std::string_view languageTag = {}) const;
+    void decode(std::span<const uint64_t> resourceIDs, std::span<std::string_view> texts,
+                std::span<std::string_view> languageTags = {}) const;
+    template<ArrowOffset Offset>
+    void decode(std::span<const uint64_t> resourceIDs, ArrowColumn<Offset>& texts,
+                ArrowColumn<Offset>* languageTags = nullptr) const;
 
     /// The shard with this number; null if it has no resources and no thread was ever registered with it.
     const Dictionary* getShard(uint32_t shard) const;
