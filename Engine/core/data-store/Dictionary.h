@@ -80,8 +80,8 @@ public:
     uint64_t resolveResource(DictionaryThread& thread, std::string_view lexicalForm, uint8_t datatypeID);
 
     /// The ID of a literal that the commit point covers, or 0. The form is checked as in resolveResource.
-    uint64_t tryResolveResource(DictionaryCommitPoint commitPoint, std::string_view lexicalForm,
-                                uint8_t datatypeID) const;
+    [[nodiscard]] uint64_t tryResolveResource(DictionaryCommitPoint commitPoint, std::string_view lexicalForm,
+                                              uint8_t datatypeID) const;
 
     /// Resolves the literals of a batch, of any size and mixture of datatypes, several times faster than one after the
     /// other; what is new takes about a quarter longer where several datatype objects serve the batch, of which the
@@ -107,7 +107,7 @@ public:
 
     /// The part of a lexical form that an entry of getResources leaves out: the front of an IRI or a blank node's label,
     /// the end of any other form. Stays where it is until a compaction or the dictionary's end.
-    std::string_view getAffix(const BatchEntry& entry) const noexcept;
+    [[nodiscard]] std::string_view getAffix(const BatchEntry& entry) const noexcept;
 
     /// Appends the whole lexical form of an entry of getResources.
     void appendLexicalForm(const BatchEntry& entry, std::string& output) const;
@@ -116,18 +116,18 @@ public:
     uint64_t resolveTerm(DictionaryThread& thread, const Term& term);
 
     /// The ID of a term that the commit point covers, or 0.
-    uint64_t tryResolveTerm(DictionaryCommitPoint commitPoint, const Term& term) const;
+    [[nodiscard]] uint64_t tryResolveTerm(DictionaryCommitPoint commitPoint, const Term& term) const;
 
     /// The ID of a text of a language, an rdf:langString; creates the resource when there is none. With an empty tag it is the
     /// xsd:string. Throws MelnarException for a malformed tag, such as one with '@', also where nothing is created.
     uint64_t resolveLangString(DictionaryThread& thread, std::string_view text, std::string_view languageTag);
 
     /// The ID of a text of a language that the commit point covers, or 0.
-    uint64_t tryResolveLangString(DictionaryCommitPoint commitPoint, std::string_view text,
-                                  std::string_view languageTag) const;
+    [[nodiscard]] uint64_t tryResolveLangString(DictionaryCommitPoint commitPoint, std::string_view text,
+                                                std::string_view languageTag) const;
 
     /// The term of a resource, committed or not. Replaces the content of `lexicalForm`, to which the term refers.
-    Term getTerm(uint64_t resourceID, std::string& lexicalForm) const;
+    [[nodiscard]] Term getTerm(uint64_t resourceID, std::string& lexicalForm) const;
 
     /// Resolves a column of terms: `resourceIDs[n]` becomes the ID of `terms[n]`, or 0 if there is a failure for it. The
     /// guarantees are those of resolveResources; the IDs of new terms follow the order of the column. Memory beside the
@@ -186,27 +186,29 @@ public:
     /// The lexical form of a string, committed or not, with '@' and language tag if it has one: the dictionary's own bytes,
     /// which stay where they are until a compaction or its end, with a zero byte after them. Throws MelnarException for a
     /// term that is no string, whose form may come in two parts.
-    std::string_view getLexicalForm(uint64_t resourceID) const;
+    [[nodiscard]] std::string_view getLexicalForm(uint64_t resourceID) const;
 
     /// The same of any term. A form that comes in two parts is joined in `joined`, and is there until that changes.
-    std::string_view getLexicalForm(uint64_t resourceID, std::string& joined) const;
+    [[nodiscard]] std::string_view getLexicalForm(uint64_t resourceID, std::string& joined) const;
 
     /// Points `resourceValue` to the literal of a resource, committed or not. The value of a term that is no string may
     /// come in two parts: what getAffix would tell is then the auxiliary data.
     void getResource(uint64_t resourceID, ResourceValue& resourceValue) const;
 
     /// Whether there is a resource with this ID: one that was given and not withdrawn.
-    bool hasResource(const uint64_t resourceID) const noexcept { return getDatatypeID(resourceID) != D_INVALID; }
+    [[nodiscard]] bool hasResource(const uint64_t resourceID) const noexcept {
+        return getDatatypeID(resourceID) != D_INVALID;
+    }
 
     /// How many resources exist: those that IDs were given to, less those that were withdrawn. One that another thread is
     /// creating may count before it can be read. Takes the same time whatever the number is.
-    size_t size() const noexcept {
+    [[nodiscard]] size_t size() const noexcept {
         return getNextResourceID() - 1 - m_numberOfWithdrawn.load(std::memory_order_relaxed);
     }
 
     /// Whether there may be resources of a datatype: whether there have been any since it was last compacted away. Always
     /// for strings. Any time.
-    bool mayHaveResources(uint8_t datatypeID) const;
+    [[nodiscard]] bool mayHaveResources(uint8_t datatypeID) const;
 
     /// Replaces the content of `lexicalForm` by a resource's; returns the resource's datatype ID.
     uint8_t getResource(uint64_t resourceID, std::string& lexicalForm) const;
@@ -218,8 +220,8 @@ public:
     void appendTurtleLiteral(std::string_view lexicalForm, uint8_t datatypeID, std::string& output) const;
 
     /// The resources that exist, in ascending order of their IDs: `for (const auto& [resourceID, literal] : dictionary)`.
-    DictionaryIterator begin() const noexcept { return {*this, getNextResourceID()}; }
-    std::default_sentinel_t end() const noexcept { return {}; }
+    [[nodiscard]] DictionaryIterator begin() const noexcept { return {*this, getNextResourceID()}; }
+    [[nodiscard]] std::default_sentinel_t end() const noexcept { return {}; }
 
     /// Moves the commit point past everything resolved so far and returns it.
     DictionaryCommitPoint commit();
@@ -229,18 +231,20 @@ public:
     void rollback();
 
     /// The commit point of the last commit; of the empty dictionary before the first.
-    DictionaryCommitPoint getCommitPoint() const noexcept;
+    [[nodiscard]] DictionaryCommitPoint getCommitPoint() const noexcept;
 
     /// The ID that the next resource will get.
-    uint64_t getNextResourceID() const noexcept { return m_nextResourceID.load(std::memory_order_relaxed); }
+    [[nodiscard]] uint64_t getNextResourceID() const noexcept {
+        return m_nextResourceID.load(std::memory_order_relaxed);
+    }
 
-    uint64_t getMaximumNumberOfResources() const noexcept { return m_maximumNumberOfResources; }
+    [[nodiscard]] uint64_t getMaximumNumberOfResources() const noexcept { return m_maximumNumberOfResources; }
 
     /// The states in which the dictionary was saved, by which files of its IDs know it; see DictionaryHistory. A save
     /// adds a state if the commit point has moved since the last one, open brings back those of the file, a commit and
     /// a rollback change nothing. A compaction increases the generation, and forgets the states unless all committed IDs
     /// stay what they are.
-    const DictionaryHistory& getHistory() const noexcept { return m_history; }
+    [[nodiscard]] const DictionaryHistory& getHistory() const noexcept { return m_history; }
 
     /// Writes everything to a file, replacing an old one all at once or not at all; see AtomicFileOutputStream. On one
     /// thread, the same operations in the same order give the same bytes, saves included: they are in the history.
@@ -261,7 +265,8 @@ public:
     /// contents. Then open does not see that a literal is found under another ID or not at all, or that a language tag
     /// is malformed: verify does. Texts may be any bytes, here as when they are resolved, UTF-8 or not; those who print
     /// them must look.
-    static std::unique_ptr<Dictionary> open(const std::string& fileName, const DictionaryOptions& options = {});
+    [[nodiscard]] static std::unique_ptr<Dictionary> open(const std::string& fileName,
+                                                          const DictionaryOptions& options = {});
 
     /// Decides whether a resource survives a compaction. The value is as getResource gives it.
     using SurvivesCompaction = std::function<bool(uint64_t, const ResourceValue&)>;
@@ -279,32 +284,32 @@ public:
     void verify() const;
 
     /// How many resources of a datatype exist. Walks a byte a resource.
-    size_t getNumberOfResources(uint8_t datatypeID) const noexcept;
+    [[nodiscard]] size_t getNumberOfResources(uint8_t datatypeID) const noexcept;
 
     /// The lexical lengths of all resources of a datatype, summed. Walks all resources.
-    size_t getTextBytes(uint8_t datatypeID) const;
+    [[nodiscard]] size_t getTextBytes(uint8_t datatypeID) const;
 
-    size_t getMemoryLimit() const noexcept { return m_memoryManager.getReservedBytes(); }
+    [[nodiscard]] size_t getMemoryLimit() const noexcept { return m_memoryManager.getReservedBytes(); }
 
     /// Bytes of the data pool that no resource uses: the ends of blocks that threads gave up or still hold, and the
     /// literals of withdrawn resources. Walks all resources.
-    size_t getUnusedDataPoolBytes() const;
+    [[nodiscard]] size_t getUnusedDataPoolBytes() const;
 
     /// Bytes of memory committed, all of them counted against the limit.
-    size_t getMemoryInUse() const noexcept {
+    [[nodiscard]] size_t getMemoryInUse() const noexcept {
         return m_memoryManager.getReservedBytes() - m_memoryManager.getFreeBytes();
     }
 
     /// Statistics of all parts: memory and occupancy. Walks all resources.
-    std::unique_ptr<ComponentInfo> getComponentInfo() const;
+    [[nodiscard]] std::unique_ptr<ComponentInfo> getComponentInfo() const;
 
     /// The same with what takes more walks: text and memory per resource, and what the datatypes add, as the strings
     /// their probe lengths and languages. While no thread resolves, commits or rolls back.
-    std::unique_ptr<ComponentInfo> getDetailedComponentInfo() const;
+    [[nodiscard]] std::unique_ptr<ComponentInfo> getDetailedComponentInfo() const;
 
     /// How entries lie in the hash tables of all datatypes; see DictionaryDatatype. While no thread resolves, commits or
     /// rolls back.
-    std::vector<TableProfile> getTableProfiles(size_t numberOfSegments) const;
+    [[nodiscard]] std::vector<TableProfile> getTableProfiles(size_t numberOfSegments) const;
 
 private:
     friend class DictionaryFile;

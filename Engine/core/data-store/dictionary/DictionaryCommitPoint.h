@@ -10,7 +10,7 @@ struct DictionaryCommitPoint {
     /// Covers every resource, committed or not.
     static const DictionaryCommitPoint ALL;
 
-    auto operator<=>(const DictionaryCommitPoint&) const = default;
+    [[nodiscard]] auto operator<=>(const DictionaryCommitPoint&) const = default;
 
     uint64_t m_resourceID;
 };

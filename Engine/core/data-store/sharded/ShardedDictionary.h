@@ -68,15 +68,15 @@ public:
     ~ShardedDictionary();
 
     /// The dictionary that a folder holds.
-    static std::unique_ptr<ShardedDictionary> open(const std::string& folderName,
-                                                   const DictionaryOptions& options = {});
+    [[nodiscard]] static std::unique_ptr<ShardedDictionary> open(const std::string& folderName,
+                                                                 const DictionaryOptions& options = {});
 
     /// The dictionary of another manifest than the folder's own, whose files the folder has, too.
-    static std::unique_ptr<ShardedDictionary> open(const std::string& folderName, ShardManifest manifest,
-                                                   const DictionaryOptions& options = {});
+    [[nodiscard]] static std::unique_ptr<ShardedDictionary> open(const std::string& folderName, ShardManifest manifest,
+                                                                 const DictionaryOptions& options = {});
 
     /// Whether there is a folder of this name with a manifest, sound or not.
-    static bool isFolder(const std::string& folderName);
+    [[nodiscard]] static bool isFolder(const std::string& folderName);
 
     /// As Dictionary::resolveResources. New literals of one shard get their IDs in the order of the entries. Failures come
     /// in ascending order of their entries; they tell of each entry why there is no ID for it, such as a limit that its
@@ -90,14 +90,14 @@ public:
 
     /// As Dictionary::getResources, and the parts of the forms. Throws what opening a shard does, and std::bad_alloc.
     void getResources(std::span<BatchEntry> entries) const;
-    std::string_view getAffix(const BatchEntry& entry) const noexcept;
+    [[nodiscard]] std::string_view getAffix(const BatchEntry& entry) const noexcept;
     void appendLexicalForm(const BatchEntry& entry, std::string& output) const;
 
     /// As those of Dictionary.
     uint64_t resolveTerm(ShardedDictionaryThread& thread, const Term& term);
-    uint64_t tryResolveTerm(const Term& term) const;
-    Term getTerm(uint64_t resourceID, std::string& lexicalForm) const;
-    bool hasResource(uint64_t resourceID) const;
+    [[nodiscard]] uint64_t tryResolveTerm(const Term& term) const;
+    [[nodiscard]] Term getTerm(uint64_t resourceID, std::string& lexicalForm) const;
+    [[nodiscard]] bool hasResource(uint64_t resourceID) const;
 
     /// Columns, as those of Dictionary. The IDs of new terms of one shard follow the order of the column.
     void resolveTerms(ShardedDictionaryThread& thread, std::span<const Term> terms, std::span<uint64_t> resourceIDs,
@@ -124,10 +124,10 @@ public:
                 ArrowColumn<Offset>* languageTags = nullptr) const;
 
     /// The shard with this number; null if it has no resources and no thread was ever registered with it.
-    const Dictionary* getShard(uint32_t shard) const;
+    [[nodiscard]] const Dictionary* getShard(uint32_t shard) const;
 
     /// The same if it is in memory; or else one without resources, where all is refused that the shard would refuse.
-    const Dictionary& getShardInMemory(uint32_t shard) const noexcept;
+    [[nodiscard]] const Dictionary& getShardInMemory(uint32_t shard) const noexcept;
 
     /// The shard with this number, to be used on its own: it must get the terms that belong there, and no others.
     Dictionary& getOrMakeShard(uint32_t shard);
@@ -138,19 +138,19 @@ public:
 
     /// What the folder held when it was opened or saved last; of a new dictionary, nothing. Its inputs and its document
     /// are the user's to keep: a save writes them, unless an input's name is too long (ShardManifest).
-    const ShardManifest& getManifest() const noexcept { return m_manifest; }
+    [[nodiscard]] const ShardManifest& getManifest() const noexcept { return m_manifest; }
     void setInputs(std::vector<ShardManifest::Input> inputs, uint64_t nextDocument) noexcept;
 
     /// As Dictionary::getHistory, of the folder. Only a save that completes a state adds an entry.
-    const DictionaryHistory& getHistory() const noexcept { return m_history; }
+    [[nodiscard]] const DictionaryHistory& getHistory() const noexcept { return m_history; }
 
-    uint64_t getNumberOfResources() const noexcept;
+    [[nodiscard]] uint64_t getNumberOfResources() const noexcept;
 
     /// The smallest ID that no resource has, nor any larger one.
-    uint64_t getEndOfResourceIDs() const noexcept;
+    [[nodiscard]] uint64_t getEndOfResourceIDs() const noexcept;
 
-    size_t getMemoryLimit() const noexcept { return m_memoryManager.getReservedBytes(); }
-    size_t getMemoryInUse() const noexcept {
+    [[nodiscard]] size_t getMemoryLimit() const noexcept { return m_memoryManager.getReservedBytes(); }
+    [[nodiscard]] size_t getMemoryInUse() const noexcept {
         return m_memoryManager.getReservedBytes() - m_memoryManager.getFreeBytes();
     }
 
@@ -171,7 +171,7 @@ public:
     /// The same in steps, for who replaces the manifest together with another file, or writes one of his own beside it.
     /// First the files of shards; returns the manifest that names them, which the caller writes under the folder's lock.
     /// After a throw the files that it has written are remains.
-    ShardManifest saveShards(const std::string& folderName, State state, size_t numberOfThreads);
+    [[nodiscard]] ShardManifest saveShards(const std::string& folderName, State state, size_t numberOfThreads);
 
     /// Makes a manifest that names the shards of a whole state one of that state. For who has them saved by several
     /// processes, each its own, and puts the manifest together.

@@ -61,12 +61,13 @@ TEST_F(DictionaryFailureKindTest, theMemoryLimitIsMemory) {
     m_dictionary.resolveResource(m_thread, "a", D_XSD_STRING);
     const TemporaryDirectory directory;
     m_dictionary.save(directory.getPathOf("d"));
-    EXPECT_EQ(FailureKind::MEMORY,
-              getKindOfFailure([&] { Dictionary::open(directory.getPathOf("d"), {.m_memoryLimit = 1000}); }));
+    EXPECT_EQ(FailureKind::MEMORY, getKindOfFailure([&] {
+                  Dictionary::open(directory.getPathOf("d"), {.m_memoryLimit = {.m_memoryLimit = 1000}});
+              }));
 }
 
 TEST_F(DictionaryFailureKindTest, aCallThatFailsIsTheSystem) {
-    EXPECT_EQ(FailureKind::SYSTEM, getKindOfFailure([] { Dictionary::open("/absent/file", {}); }));
+    EXPECT_EQ(FailureKind::SYSTEM, getKindOfFailure([] { Dictionary::open("/absent/file", {.m_memoryLimit = {}}); }));
     SystemCallFaults faults(SystemCallFaults::Call::MPROTECT);
     faults.failAfter(0, ENOMEM, SystemCallFaults::Duration::FOR_GOOD);
     EXPECT_EQ(FailureKind::SYSTEM,

@@ -36,7 +36,7 @@ protected:
         return visited;
     }
 
-    Dictionary m_dictionary{TEST_MEMORY_LIMIT, GetParam()};
+    Dictionary m_dictionary{{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()}};
     DictionaryThread m_thread{m_dictionary};
 };
 

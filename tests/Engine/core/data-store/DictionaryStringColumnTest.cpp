@@ -95,7 +95,7 @@ protected:
             }
     }
 
-    Dictionary m_dictionary{TEST_MEMORY_LIMIT, GetParam()};
+    Dictionary m_dictionary{{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()}};
     DictionaryThread m_thread{m_dictionary};
 };
 
@@ -103,7 +103,7 @@ TEST_P(DictionaryStringColumnTest, columnsOfAnySizeHaveIDsInTheirOrder) {
     for (const size_t size : {size_t(0), size_t(1), CHUNK_SIZE - 1, CHUNK_SIZE, CHUNK_SIZE + 1, 3 * CHUNK_SIZE + 1})
         for (const std::string_view languageTag : {"", "en"}) {
             SCOPED_TRACE(testing::Message() << size << " texts, tag '" << languageTag << "'");
-            Dictionary dictionary(TEST_MEMORY_LIMIT, GetParam());
+            Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()});
             DictionaryThread thread(dictionary);
             const std::vector<std::string> texts = makeTexts(size);
             IDs resourceIDs(size, STALE_RESOURCE_ID);
@@ -234,7 +234,7 @@ TEST_P(DictionaryStringColumnTest, aTextThatIsLongerThanAnyFailsWithItsIndex) {
 }
 
 TEST_P(DictionaryStringColumnTest, whatAFullDictionaryLacksFailsButNotWhatItHas) {
-    Dictionary dictionary(TEST_MEMORY_LIMIT, 300);
+    Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = 300});
     DictionaryThread thread(dictionary);
     const std::vector<std::string> owned = makeTexts(400);
     Texts texts = refer(owned);
@@ -252,7 +252,7 @@ TEST_P(DictionaryStringColumnTest, whatAFullDictionaryLacksFailsButNotWhatItHas)
 }
 
 TEST_P(DictionaryStringColumnTest, theMemoryLimitEndsAColumnInItsMiddle) {
-    Dictionary dictionary(size_t(8) << 20, GetParam());
+    Dictionary dictionary({.m_memoryLimit = size_t(8) << 20, .m_maximumNumberOfResources = GetParam()});
     DictionaryThread thread(dictionary);
     const std::vector<std::string> owned = makeTexts(20 * CHUNK_SIZE);
     const std::string padding(1000, 'y');
@@ -308,7 +308,7 @@ TEST_P(DictionaryStringColumnTest, columnsOfArrowAreAnsweredLikeViewsAndNullsGet
 
 /// Behind nulls, and so that the chunk that it is in has nulls before it.
 TEST_P(DictionaryStringColumnTest, theIndexOfAFailureCountsNulls) {
-    Dictionary dictionary(TEST_MEMORY_LIMIT, 1500);
+    Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = 1500});
     DictionaryThread thread(dictionary);
     OptionalTexts texts(3000);
     const std::vector<std::string> owned = makeTexts(2000);
@@ -456,7 +456,7 @@ TEST_P(DictionaryStringColumnTest, offsetsThatAreTooNarrowAreToldBeforeMemoryIsT
 
 /// A form of 4 MiB is searched for its '@' 513 times.
 TEST(DictionaryStringColumnSlowTest, offsetsThatAreTooNarrowForTagsAreToldToo) {
-    Dictionary dictionary(TEST_MEMORY_LIMIT, NARROW);
+    Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
     DictionaryThread thread(dictionary);
     const uint64_t resourceID = dictionary.resolveLangString(thread, "", std::string(size_t(1) << 22, 'x'));
     const IDs resourceIDs(513, resourceID);
@@ -492,7 +492,7 @@ TEST_P(DictionaryStringColumnTest, anyAllocationMayFail) {
     for (size_t allowed = 0; hasFailed; ++allowed) {
         SCOPED_TRACE(testing::Message() << allowed << " allocations");
         ASSERT_LT(allowed, 500u);
-        Dictionary dictionary(TEST_MEMORY_LIMIT, GetParam());
+        Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()});
         DictionaryThread thread(dictionary);
         IDs resourceIDs(texts.size());
         ArrowColumn<int32_t> column;
@@ -526,7 +526,7 @@ TEST_P(DictionaryStringColumnTest, randomColumnsAreAnsweredLikeAMap) {
         SCOPED_TRACE(describeSeed(seed));
         std::minstd_rand random(seed);
         const auto draw = [&random](const size_t end) { return static_cast<size_t>(random()) % end; };
-        Dictionary dictionary(TEST_MEMORY_LIMIT, GetParam());
+        Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()});
         DictionaryThread thread(dictionary);
         using Key = std::pair<std::string, std::string_view>; // text and tag
         std::map<Key, uint64_t> model;

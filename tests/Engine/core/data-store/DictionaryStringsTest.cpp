@@ -24,7 +24,7 @@ const std::string_view LONGER_THAN_ANY("a", size_t(1) << 62);
 
 class DictionaryStringsTest : public testing::TestWithParam<uint64_t> {
 protected:
-    Dictionary m_dictionary{TEST_MEMORY_LIMIT, GetParam()};
+    Dictionary m_dictionary{{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()}};
     DictionaryThread m_thread{m_dictionary};
 };
 

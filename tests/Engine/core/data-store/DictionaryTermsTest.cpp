@@ -76,7 +76,7 @@ TEST_P(DictionaryTermsTest, whatIsNoTermIsRefused) {
                                              m_dictionary.resolveTerm(m_thread,
                                                                       {.m_kind = Kind::BLANK_NODE, .m_text = "a b"});
                                          }).getMessage());
-    EXPECT_THROW(m_dictionary.tryResolveTerm({1}, {.m_kind = Kind::IRI}), MelnarException);
+    EXPECT_THROW(static_cast<void>(m_dictionary.tryResolveTerm({1}, {.m_kind = Kind::IRI})), MelnarException);
     EXPECT_EQ(1u, m_dictionary.getNextResourceID());
 }
 

@@ -26,7 +26,8 @@ using IDs = std::vector<uint64_t>;
 
 class ShardedDictionaryStringColumnTest : public testing::Test {
 protected:
-    ShardedDictionary m_dictionary{SHARDED_MEMORY_LIMIT, FEW_RESOURCES};
+    ShardedDictionary m_dictionary{
+        {.m_memoryLimit = SHARDED_MEMORY_LIMIT, .m_maximumNumberOfResources = FEW_RESOURCES}};
     ShardedDictionaryThread m_thread{m_dictionary};
 };
 
@@ -81,7 +82,7 @@ TEST_F(ShardedDictionaryStringColumnTest, columnsOfArrowMayHaveNulls) {
 }
 
 TEST_F(ShardedDictionaryStringColumnTest, theFirstEntryThatFailsIsTold) {
-    ShardedDictionary dictionary(SHARDED_MEMORY_LIMIT, 2);
+    ShardedDictionary dictionary({.m_memoryLimit = SHARDED_MEMORY_LIMIT, .m_maximumNumberOfResources = 2});
     ShardedDictionaryThread thread(dictionary);
     std::vector<std::string> owned;
     for (size_t number = 0; number < 2000; ++number)

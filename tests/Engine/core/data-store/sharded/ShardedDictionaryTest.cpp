@@ -210,7 +210,8 @@ TEST(ShardedDictionaryTest, resourcesAreReadByTheirIDs) {
         EXPECT_EQ("", host->getAffix(entry));
         EXPECT_FALSE(host->hasResource(entry.m_resourceID));
         std::string form;
-        const auto exception = catchException<MelnarException>([&] { host->getTerm(entry.m_resourceID, form); });
+        const auto exception =
+            catchException<MelnarException>([&] { static_cast<void>(host->getTerm(entry.m_resourceID, form)); });
         EXPECT_EQ("There is no resource with ID " + std::to_string(entry.m_resourceID) + ".", exception.getMessage());
     }
 }
@@ -237,8 +238,8 @@ TEST(ShardedDictionaryTest, termsOneByOneGetTheIDsOfBatches) {
             EXPECT_EQ(message, catchException<MelnarException>(operation).getMessage());
         };
         expectRefused([&] { host->resolveTerm(thread, term); });
-        expectRefused([&] { host->tryResolveTerm(term); });
-        expectRefused([&] { empty->tryResolveTerm(term); });
+        expectRefused([&] { static_cast<void>(host->tryResolveTerm(term)); });
+        expectRefused([&] { static_cast<void>(empty->tryResolveTerm(term)); });
     }
 }
 
@@ -291,7 +292,7 @@ TEST(ShardedDictionaryTest, moreResourcesThanAShardCanHoldAreRefused) {
     });
     EXPECT_EQ("A shard can hold at most 1073741824 resources, but was asked to hold 1073741825.",
               exception.getMessage());
-    const ShardedDictionary largest({.m_memoryLimit = SHARDED_MEMORY_LIMIT});
+    const ShardedDictionary largest({.m_memoryLimit = {.m_memoryLimit = SHARDED_MEMORY_LIMIT}});
     EXPECT_EQ(uint64_t(1) << 30, largest.getManifest().m_maximumNumberOfResourcesOfShard);
 }
 
@@ -340,7 +341,8 @@ TEST(ShardedDictionaryTest, theMemoryLimitHoldsForAllShardsTogether) {
 }
 
 TEST(ShardedDictionaryTest, aLimitThatIsTooLowForTheShardsIsAnError) {
-    ShardedDictionary dictionary({.m_memoryLimit = size_t(1) << 20, .m_maximumNumberOfResources = FEW_RESOURCES});
+    ShardedDictionary dictionary(
+        {.m_memoryLimit = {.m_memoryLimit = size_t(1) << 20, .m_maximumNumberOfResources = FEW_RESOURCES}});
     EXPECT_THROW(ShardedDictionaryThread thread(dictionary), MemoryExhaustedException);
     EXPECT_LE(dictionary.getMemoryInUse(), dictionary.getMemoryLimit());
     EXPECT_EQ(0u, dictionary.getNumberOfResources());

@@ -99,7 +99,7 @@ TEST(TermDatatypeStressTest, firstTermsComeWhileTheMemoryRunsOut) {
                     else if (number % 100 == round % 100)
                         dictionary.resolveResource(thread, text, number < 200 ? D_IRI : D_BLANK_NODE);
                     else
-                        dictionary.tryResolveResource({1}, text, D_IRI);
+                        static_cast<void>(dictionary.tryResolveResource({1}, text, D_IRI));
                     numberOfTerms += !makesStrings;
                 } catch (const MemoryExhaustedException&) {
                     ++numberOfShortages;
