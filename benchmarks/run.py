@@ -15,6 +15,7 @@
       stalls                    how long single calls take while a map grows
       collisions                65,536 strings made to collide in the dictionary, beside ordinary ones
       files                     save, open, verify, compact
+      columns                   columns of strings, as views and as Arrow has them, beside entries filled by hand
       load                      RDF files loaded, encoded and decoded, beside serd's reader, serdi and a copy: those
                                 given with --file
       scaling                   the dictionary beside two maps, and load, encode and decode of the files given with
@@ -50,7 +51,7 @@ import targets  # noqa: E402, pylint: disable=wrong-import-position
 from results import Results  # noqa: E402, pylint: disable=wrong-import-position
 
 ROOT = Path(__file__).resolve().parent.parent
-SUITES = ["tables", "cold", "small-pages", "cache", "loads", "growth", "memory", "stalls", "collisions", "files",
+SUITES = ["tables", "cold", "small-pages", "cache", "loads", "growth", "memory", "stalls", "collisions", "files", "columns",
           "load", "scaling", "ranks", "read", "terms"]
 SUITES_WITH_FILES = ["load", "scaling", "ranks", "read", "terms"]
 REPORTS = ["report", "targets"]
@@ -173,6 +174,14 @@ def run_files(arguments):
         folder = f"--folder={arguments.results.parent / 'files'}"
         run(arguments, "bench-files", f"files-b-{number}", f"--n={number}", folder)
         run(arguments, "bench-files", f"files-cold-b-{number}", f"--n={number}", folder, "--cold")
+
+
+def run_columns(arguments):
+    for number in numbers_of(arguments, 1_000_000):
+        quick = ["--texts-per-measurement=1"] if arguments.quick else []
+        name = f"columns-b-{number}"
+        run(arguments, "bench-columns", name, f"--n={number}", *quick)
+        print("\n" + "\n".join(tables.column_section(Results(arguments.results / f"{name}.json"))))
 
 
 def files_to_read(arguments, suite):

@@ -198,6 +198,17 @@ def term_section(results):
         "chunks", "shared", "stored", "all", "string_stored", "string_all"], description=description)
 
 
+def column_section(results):
+    """Columns of strings beside entries filled by hand: nanoseconds, and the ratios to the entries of the whole column."""
+    workloads, ways = ("build", "re", "get", "build_tagged"), ("entries", "pieces", "views", "arrow")
+    description = f"{number_of(results):,} strings, warm memory, {describe_machine(results.context)}"
+    lines = quantity_section(results, f"{results.name}: columns of strings, ns each",
+                             [f"{way}_{workload}" for workload in workloads for way in ways], description=description)
+    return lines + quantity_section(
+        results, f"{results.name}: columns of strings ÷ entries filled by hand",
+        [f"ratio_{way}_{workload}" for workload in workloads for way in ways[1:]], description=description)
+
+
 def order_of(name):
     """Tables by their strings and then by their number."""
     parts = re.match(r"(.*?)-?(\d*)$", name)
@@ -226,6 +237,8 @@ def page(all_results, folder):
         lines += collision_section(results)
     for results in sections_of("files-"):
         lines += file_section(results)
+    for results in sections_of("columns-"):
+        lines += column_section(results)
     for results in sections_of("load-"):
         lines += load_section(results)
     for results in sections_of("scaling-maps-"):
