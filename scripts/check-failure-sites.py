@@ -24,7 +24,7 @@ THROW = re.compile(r"\bthrow\b\s*([^;]*)")
 # The line may also come from the caller of a check that several operations share, which passes its own constants.
 SITE = re.compile(r"""
     (?:::)?[\w:]+\s*[({]\s*
-    (?:FailureKind::\w+\s*,\s*)?
+    (?:(?:FailureKind::\w+|\w+\.getKind\(\))\s*,\s*)?
     (?:\w+::)*(?:\w+_)?SOURCE_FILE\s*,\s*
     (?:(?:\w+::)*LINE_\w+ | failureLines?(?:\.m_\w+)?)\s*,
     """, re.VERBOSE)

@@ -157,7 +157,9 @@ void measure(const Column& column, Times& times) {
     };
     {
         PagePool::get().reset();
-        Dictionary dictionary(MEMORY_LIMIT, Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS);
+        Dictionary dictionary(
+            {.m_memoryLimit = MEMORY_LIMIT,
+             .m_maximumNumberOfResources = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS});
         Way way;
         times.m_build += resolve(dictionary, way, {});
         times.m_again += resolve(dictionary, way, {});
@@ -170,7 +172,8 @@ void measure(const Column& column, Times& times) {
             require(way.getText(index) == column.m_views[resourceIDs[index] - 1], "a string is read as another");
     }
     PagePool::get().reset();
-    Dictionary dictionary(MEMORY_LIMIT, Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS);
+    Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT,
+                           .m_maximumNumberOfResources = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS});
     Way way;
     times.m_buildTagged += resolve(dictionary, way, LANGUAGE_TAG);
     require(dictionary.getNumberOfResources(D_RDF_PLAIN_LITERAL) == size, "a string has lost its tag");

@@ -104,8 +104,7 @@ void run(benchmark::State& state, const WorkloadData& data, const uint64_t maxim
     state.counters["bytes"] = static_cast<double>(std::filesystem::file_size(fileName));
     state.counters["copy_sync"] = copyFile(fileName, true);
     state.counters["copy"] = copyFile(fileName, false);
-    const double openTime =
-        measure([&] { dictionary = Dictionary::open(fileName, {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT}}); });
+    const double openTime = measure([&] { dictionary = Dictionary::open(fileName, {.m_memoryLimit = MEMORY_LIMIT}); });
     state.counters["open"] = openTime;
     state.SetIterationTime(openTime);
     for (const char* const name : {"re_opened", "re_again"})
@@ -113,7 +112,7 @@ void run(benchmark::State& state, const WorkloadData& data, const uint64_t maxim
     requireTexts(*dictionary, texts);
     dictionary.reset();
     PagePool::get().reset();
-    dictionary = Dictionary::open(fileName, {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT}});
+    dictionary = Dictionary::open(fileName, {.m_memoryLimit = MEMORY_LIMIT});
     std::filesystem::remove(fileName);
     for (const char* const name : {"miss_opened", "miss_again"})
         state.counters[name] = perText(measure([&] { lookUpAbsent(*dictionary, data.m_absentTexts); }));

@@ -102,7 +102,7 @@ void checkLargeDictionary(const size_t gibibytes, const std::string& folder) {
     dictionary.reset();
     const uint64_t fileBytes = std::filesystem::file_size(fileName);
 
-    dictionary = Dictionary::open(fileName, {.m_memoryLimit = {.m_memoryLimit = memoryLimit}});
+    dictionary = Dictionary::open(fileName, {.m_memoryLimit = memoryLimit});
     std::filesystem::remove(fileName);
     const uint64_t beyond = check(*dictionary, numberOfResources);
     require(beyond != 0, "some resources lie beyond 4 GiB");

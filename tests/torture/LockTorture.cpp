@@ -47,8 +47,7 @@ void tell(const int pipe, const Report& report) {
     for (uint64_t round = 1;; ++round) {
         FileLock lock(fileName, [](const std::string&, const std::function<void()>& wait) { wait(); });
         tell(pipe, {writer, round, false});
-        const auto dictionary =
-            Dictionary::open(lock.getTarget().getName(), {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT}});
+        const auto dictionary = Dictionary::open(lock.getTarget().getName(), {.m_memoryLimit = MEMORY_LIMIT});
         {
             DictionaryThread thread(*dictionary);
             dictionary->resolveResource(thread, makeLiteral(writer, round), D_XSD_STRING);
@@ -108,7 +107,7 @@ public:
             holders += report.m_isSaved == 0;
         const bool isLockFileLeft = std::filesystem::exists(m_fileName + ".lock");
         const FileLock lock(m_fileName); // throws if a dead process holds it
-        const auto dictionary = Dictionary::open(m_fileName, {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT}});
+        const auto dictionary = Dictionary::open(m_fileName, {.m_memoryLimit = MEMORY_LIMIT});
         dictionary->verify();
         for (const Report& report : m_saved)
             if (dictionary->tryResolveResource(dictionary->getCommitPoint(),

@@ -130,8 +130,7 @@ void tell(const int pipe, const uint64_t state, const bool isSaved) {
 
 /// The child: goes on from the state in the file for ever.
 [[noreturn]] void changeAndSave(const Mode mode, const std::string& fileName, const int pipe) {
-    std::unique_ptr<Dictionary> dictionary =
-        Dictionary::open(fileName, {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT}});
+    std::unique_ptr<Dictionary> dictionary = Dictionary::open(fileName, {.m_memoryLimit = MEMORY_LIMIT});
     for (uint64_t state = getState(mode, *dictionary) + 1;; ++state) {
         if (mode == Mode::SAVE && getOldestState(mode, state) == state)
             dictionary = std::make_unique<Dictionary>(DictionaryOptions{
@@ -223,8 +222,7 @@ public:
 
 private:
     void checkFile(const uint64_t begun) {
-        const uint64_t state =
-            getState(m_mode, *Dictionary::open(m_fileName, {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT}}));
+        const uint64_t state = getState(m_mode, *Dictionary::open(m_fileName, {.m_memoryLimit = MEMORY_LIMIT}));
         ++m_verified;
         if (state == m_saved)
             ++m_oldStates;

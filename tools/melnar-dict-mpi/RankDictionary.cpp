@@ -8,9 +8,8 @@
 RankDictionary::RankDictionary(const Ranks& ranks, const std::string& folderName, const ShardManifest& manifest,
                                const DictionaryOptions& options)
     : m_ranks(ranks),
-      m_dictionary(folderName.empty()
-                       ? std::make_unique<ShardedDictionary>(DictionaryOptions{.m_memoryLimit = options})
-                       : ShardedDictionary::open(folderName, selectOwn(ranks, manifest), {.m_memoryLimit = options})) {}
+      m_dictionary(folderName.empty() ? std::make_unique<ShardedDictionary>(options)
+                                      : ShardedDictionary::open(folderName, selectOwn(ranks, manifest), options)) {}
 
 std::string RankDictionary::toBytes(const ShardManifest& manifest) {
     MemoryOutputStream output;

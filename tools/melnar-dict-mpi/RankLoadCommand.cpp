@@ -203,8 +203,7 @@ void RankLoad::findBeginning() {
     m_openedName = m_options.m_intoName;
     m_manifest = m_openedName.empty()
                      ? ShardedDictionary({.m_memoryLimit = m_dictionaryLimit}).getManifest()
-                     : ShardedDictionary::open(m_openedName, {.m_memoryLimit = {.m_memoryLimit = m_dictionaryLimit}})
-                           ->getManifest();
+                     : ShardedDictionary::open(m_openedName, {.m_memoryLimit = m_dictionaryLimit})->getManifest();
     m_firstNumber = m_manifest.getNumberOfResources();
     m_numberOfResources.store(m_firstNumber, std::memory_order_relaxed);
     m_work.m_task =

@@ -49,8 +49,7 @@ private:
         BatchEntry literal{text, 0, D_RDF_PLAIN_LITERAL};
         std::vector<BatchFailure> failures;
         if (m_refusing == nullptr)
-            m_refusing = std::make_unique<ShardedDictionary>(
-                DictionaryOptions{.m_memoryLimit = DictionaryOptions{.m_memoryLimit = ENOUGH_MEMORY}});
+            m_refusing = std::make_unique<ShardedDictionary>(DictionaryOptions{.m_memoryLimit = ENOUGH_MEMORY});
         m_refusing->tryResolveResources({&literal, 1}, failures);
         return causeOfRefusal(failures.at(0));
     }

@@ -95,9 +95,9 @@ public:
     static void decode(const Host& dictionary, const std::span<const uint64_t> resourceIDs,
                        const std::span<std::string_view> texts, const std::span<std::string_view> languageTags) {
         if (texts.size() != resourceIDs.size() || (!languageTags.empty() && languageTags.size() != resourceIDs.size()))
-            throw MelnarException(SOURCE_FILE, LINE_UNEQUAL_SPANS_TO_DECODE, MelnarException::NO_CAUSES, "There are ",
-                                  resourceIDs.size(), " IDs, but room for ", texts.size(), " texts and ",
-                                  languageTags.size(), " language tags.");
+            throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_UNEQUAL_SPANS_TO_DECODE,
+                                  MelnarException::NO_CAUSES, "There are ", resourceIDs.size(), " IDs, but room for ",
+                                  texts.size(), " texts and ", languageTags.size(), " language tags.");
         std::vector<BatchEntry> entries;
         forEachChunk(dictionary, resourceIDs, entries, [&](const size_t begin) {
             for (size_t index = 0; index < entries.size(); ++index) {
@@ -183,8 +183,9 @@ private:
     static void answerColumn(const Column& column, const std::span<uint64_t> resourceIDs, const Operation& operation,
                              const TakeFailure& takeFailure) {
         if (column.size() != resourceIDs.size())
-            throw MelnarException(SOURCE_FILE, LINE_UNEQUAL_SPANS, MelnarException::NO_CAUSES, "There are ",
-                                  column.size(), Column::NOUN, ", but room for ", resourceIDs.size(), " IDs.");
+            throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_UNEQUAL_SPANS, MelnarException::NO_CAUSES,
+                                  "There are ", column.size(), Column::NOUN, ", but room for ", resourceIDs.size(),
+                                  " IDs.");
         std::ranges::fill(resourceIDs, 0);
         TermBatch batch;
         std::vector<BatchFailure> ofChunk;
@@ -239,8 +240,9 @@ private:
         if (entry.m_datatypeID == D_INVALID)
             return {};
         if (entry.m_datatypeID != D_RDF_PLAIN_LITERAL)
-            throw ColumnException(SOURCE_FILE, LINE_NO_STRING, MelnarException::NO_CAUSES, entryIndex, "resource ",
-                                  entry.m_resourceID, " is no string.");
+            throw ColumnException(FailureKind::NO_SUCH_RESOURCE, SOURCE_FILE, LINE_NO_STRING,
+                                  MelnarException::NO_CAUSES, entryIndex, "resource ", entry.m_resourceID,
+                                  " is no string.");
         const Term term = Term::parse(entry.m_datatypeID, entry.m_lexicalForm);
         return {term.m_text, term.m_language};
     }
@@ -275,9 +277,9 @@ private:
             numberOfBytes += (ofString.*part).size();
         const size_t end = column.m_bytes.size() + numberOfBytes;
         if (end > static_cast<size_t>(std::numeric_limits<Offset>::max()))
-            throw MelnarException(SOURCE_FILE, LINE_TOO_MANY_BYTES, MelnarException::NO_CAUSES, "The first ",
-                                  column.getStrings().size() + parts.size(), " strings of a column have ", end,
-                                  " bytes, more than offsets of ", 8 * sizeof(Offset), " bits can tell.");
+            throw MelnarException(FailureKind::FULL, SOURCE_FILE, LINE_TOO_MANY_BYTES, MelnarException::NO_CAUSES,
+                                  "The first ", column.getStrings().size() + parts.size(), " strings of a column have ",
+                                  end, " bytes, more than offsets of ", 8 * sizeof(Offset), " bits can tell.");
         column.append(parts.size(), numberOfBytes,
                       [&](const size_t index) -> const std::string_view& { return parts[index].*part; });
     }
@@ -295,11 +297,11 @@ private:
         try {
             failure.throwException();
         } catch (const MelnarException& exception) {
-            throw ColumnException(SOURCE_FILE, LINE_ENTRY_FAILED, {std::current_exception()}, failure.m_entryIndex,
-                                  exception.getMessage());
+            throw ColumnException(exception.getKind(), SOURCE_FILE, LINE_ENTRY_FAILED, {std::current_exception()},
+                                  failure.m_entryIndex, exception.getMessage());
         } catch (const std::exception& exception) {
-            throw ColumnException(SOURCE_FILE, LINE_ENTRY_FAILED_WITH_OTHER, {std::current_exception()},
-                                  failure.m_entryIndex, exception.what());
+            throw ColumnException(FailureKind::SYSTEM, SOURCE_FILE, LINE_ENTRY_FAILED_WITH_OTHER,
+                                  {std::current_exception()}, failure.m_entryIndex, exception.what());
         }
     }
 };

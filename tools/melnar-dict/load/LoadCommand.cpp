@@ -68,7 +68,7 @@ std::unique_ptr<Dictionary> openDictionary(const LoadOptions& options, const std
                                   Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS)});
     const ProgressReporter progress(messages, options.m_feedback.getProgressMode(),
                                     "opening '" + toPrintable(options.m_intoName) + "'");
-    return Dictionary::open(intoName, {.m_memoryLimit = {.m_memoryLimit = dictionaryLimit}});
+    return Dictionary::open(intoName, {.m_memoryLimit = dictionaryLimit});
 }
 
 /// How terms are loaded; begins the rows, if there are any.

@@ -139,9 +139,8 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
     MessageOutput messages(errorOutput);
     std::unique_ptr<ShardedDictionary> ownedDictionary =
         options.m_intoName.empty()
-            ? std::make_unique<ShardedDictionary>(
-                  DictionaryOptions{.m_memoryLimit = DictionaryOptions{.m_memoryLimit = dictionaryLimit}})
-            : ShardedDictionary::open(options.m_intoName, {.m_memoryLimit = {.m_memoryLimit = dictionaryLimit}});
+            ? std::make_unique<ShardedDictionary>(DictionaryOptions{.m_memoryLimit = dictionaryLimit})
+            : ShardedDictionary::open(options.m_intoName, {.m_memoryLimit = dictionaryLimit});
     const uint64_t firstNumber = ownedDictionary->getNumberOfResources();
     BlankNodeOptions blankNodes = options.m_blankNodes;
     if (blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS)
@@ -157,7 +156,7 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
         work = std::move(unfinished->m_work);
         isGoingOn = true;
         ownedDictionary = ShardedDictionary::open(folder.getName(), std::move(unfinished->m_manifest),
-                                                  {.m_memoryLimit = {.m_memoryLimit = dictionaryLimit}});
+                                                  {.m_memoryLimit = dictionaryLimit});
         // With less memory than before, the shards may not fit any more.
         work.m_isFull = work.m_isFull || areTooLarge(*ownedDictionary, dictionaryLimit);
         options.m_feedback.getNoteOutput(errorOutput) << "going on with the load that was interrupted, which has " +

@@ -7,8 +7,7 @@
 
 FolderDictionary::FolderDictionary(const std::string& folderName, const size_t memoryLimit)
     : m_folderName(requireFolder(folderName)),
-      m_dictionary(
-          ShardedDictionary::open(folderName, {.m_memoryLimit = {.m_memoryLimit = memoryLimit, .m_canGrow = false}})) {}
+      m_dictionary(ShardedDictionary::open(folderName, {.m_memoryLimit = memoryLimit, .m_canGrow = false})) {}
 
 const std::string& FolderDictionary::requireFolder(const std::string& name) {
     if (!ShardedDictionary::isFolder(name))

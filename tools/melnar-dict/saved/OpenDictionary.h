@@ -8,5 +8,5 @@
 
 /// Opens a saved dictionary to which nothing will be added. So no address space is reserved beyond what it holds.
 inline std::unique_ptr<Dictionary> openToRead(const std::string& fileName, const uint64_t memoryLimit) {
-    return Dictionary::open(fileName, {.m_memoryLimit = {.m_memoryLimit = memoryLimit, .m_canGrow = false}});
+    return Dictionary::open(fileName, {.m_memoryLimit = memoryLimit, .m_canGrow = false});
 }

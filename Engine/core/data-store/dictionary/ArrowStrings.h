@@ -48,7 +48,7 @@ struct ArrowStrings {
         if (m_offsets.empty())
             return;
         if (m_offsets.front() < 0)
-            throw MelnarException(SOURCE_FILE, LINE_NEGATIVE_OFFSET, MelnarException::NO_CAUSES,
+            throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_NEGATIVE_OFFSET, MelnarException::NO_CAUSES,
                                   "The offsets of a column of strings begin with ", std::to_string(m_offsets.front()),
                                   ".");
         bool isAscending = true; // without a branch, several at a time
@@ -57,7 +57,7 @@ struct ArrowStrings {
         if (!isAscending)
             refuseOrder();
         if (m_bytes == nullptr && m_offsets.back() != 0)
-            throw MelnarException(SOURCE_FILE, LINE_NO_BYTES, MelnarException::NO_CAUSES,
+            throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_NO_BYTES, MelnarException::NO_CAUSES,
                                   "A column of strings has offsets up to ", std::to_string(m_offsets.back()),
                                   ", but no bytes.");
     }
@@ -72,8 +72,8 @@ private:
         size_t index = 0;
         while (m_offsets[index] <= m_offsets[index + 1])
             ++index;
-        throw MelnarException(SOURCE_FILE, LINE_DESCENDING_OFFSETS, MelnarException::NO_CAUSES, "String ", index,
-                              " of a column begins at offset ", std::to_string(m_offsets[index]),
+        throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_DESCENDING_OFFSETS, MelnarException::NO_CAUSES,
+                              "String ", index, " of a column begins at offset ", std::to_string(m_offsets[index]),
                               ", and ends before that, at ", std::to_string(m_offsets[index + 1]), ".");
     }
 };

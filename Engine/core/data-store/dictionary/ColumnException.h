@@ -9,10 +9,10 @@
 class ColumnException : public MelnarException {
 public:
     template<MessagePiece... Pieces>
-    ColumnException(const std::string& sourceFileName, const long sourceLineNumber,
+    ColumnException(const FailureKind kind, const std::string& sourceFileName, const long sourceLineNumber,
                     const std::vector<std::exception_ptr>& causes, const size_t entryIndex, Pieces&&... pieces)
         : MelnarException(sourceFileName, sourceLineNumber, 0, causes, std::string("ColumnException"),
-                          joinMessagePieces("Entry ", entryIndex, " of a column: ", pieces...)),
+                          joinMessagePieces("Entry ", entryIndex, " of a column: ", pieces...), kind),
           m_entryIndex(entryIndex) {}
 
     ColumnException(const ColumnException&) = default;

@@ -152,15 +152,15 @@ TEST_P(DictionaryAllocationFailureTest, openingLeavesTheFileAndNoAddressSpace) {
     std::unique_ptr<Dictionary> copy;
     SystemCallFaults reservations(SystemCallFaults::Call::MMAP);
     SystemCallFaults releases(SystemCallFaults::Call::MUNMAP);
-    const size_t thrown = failEachAllocation(
-        [&] { copy = Dictionary::open(path, {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}}); },
-        [&](const bool isThrown) {
-            if (isThrown)
-                EXPECT_EQ(reservations.getNumberOfCalls(), releases.getNumberOfCalls());
-            else
-                EXPECT_TRUE(m_bytes == writeToMemory(*copy));
-            EXPECT_TRUE(m_bytes == TemporaryDirectory::getContentsOf(path));
-        });
+    const size_t thrown =
+        failEachAllocation([&] { copy = Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT}); },
+                           [&](const bool isThrown) {
+                               if (isThrown)
+                                   EXPECT_EQ(reservations.getNumberOfCalls(), releases.getNumberOfCalls());
+                               else
+                                   EXPECT_TRUE(m_bytes == writeToMemory(*copy));
+                               EXPECT_TRUE(m_bytes == TemporaryDirectory::getContentsOf(path));
+                           });
     EXPECT_LT(3u, thrown);
     EXPECT_NO_THROW(copy->verify());
 }

@@ -34,7 +34,7 @@ protected:
 
     std::vector<BatchFailure> lookUp(std::vector<BatchEntry> entries) const {
         std::vector<BatchFailure> failures;
-        m_dictionary->tryResolveResources(DictionaryCommitPoint::ALL, entries, failures);
+        m_dictionary->tryResolveResources({~uint64_t(0)}, entries, failures);
         return failures;
     }
 };

@@ -62,12 +62,12 @@ TEST_F(DictionaryFailureKindTest, theMemoryLimitIsMemory) {
     const TemporaryDirectory directory;
     m_dictionary.save(directory.getPathOf("d"));
     EXPECT_EQ(FailureKind::MEMORY, getKindOfFailure([&] {
-                  Dictionary::open(directory.getPathOf("d"), {.m_memoryLimit = {.m_memoryLimit = 1000}});
+                  static_cast<void>(Dictionary::open(directory.getPathOf("d"), {.m_memoryLimit = 1000}));
               }));
 }
 
 TEST_F(DictionaryFailureKindTest, aCallThatFailsIsTheSystem) {
-    EXPECT_EQ(FailureKind::SYSTEM, getKindOfFailure([] { Dictionary::open("/absent/file", {.m_memoryLimit = {}}); }));
+    EXPECT_EQ(FailureKind::SYSTEM, getKindOfFailure([] { static_cast<void>(Dictionary::open("/absent/file")); }));
     SystemCallFaults faults(SystemCallFaults::Call::MPROTECT);
     faults.failAfter(0, ENOMEM, SystemCallFaults::Duration::FOR_GOOD);
     EXPECT_EQ(FailureKind::SYSTEM,

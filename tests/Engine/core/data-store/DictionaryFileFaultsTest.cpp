@@ -92,10 +92,7 @@ TEST_P(DictionaryFileFaultsTest, everyCallOfSaveFailsAtEveryOccurrence) {
             // Whatever is left does not hinder the next save, which leaves nothing.
             ASSERT_NO_THROW(newDictionary->save(path));
             ASSERT_FALSE(std::filesystem::exists(path + ".saving"));
-            ASSERT_NO_THROW(
-                Dictionary::open(
-                    path, {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}}}})
-                    ->verify());
+            ASSERT_NO_THROW(Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT})->verify());
         }
     EXPECT_GT(failedCalls, 100u);
     EXPECT_GT(oldStayed, 0u);
@@ -143,17 +140,12 @@ TEST_P(DictionaryFileFaultsTest, aFileThatCannotBeRemovedDoesNotHinder) {
     }
     EXPECT_TRUE(std::filesystem::exists(path + ".saving"));
     EXPECT_TRUE(std::filesystem::exists(path + ".lock"));
-    EXPECT_THROW(static_cast<void>(Dictionary::open(
-                     path, {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}}})),
-                 SystemCallException)
+    EXPECT_THROW(static_cast<void>(Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT})), SystemCallException)
         << "there is no file yet";
     dictionary->save(path);
     EXPECT_FALSE(std::filesystem::exists(path + ".saving"));
     EXPECT_FALSE(std::filesystem::exists(path + ".lock"));
-    EXPECT_NO_THROW(
-        Dictionary::open(path,
-                         {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}}}})
-            ->verify());
+    EXPECT_NO_THROW(Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT})->verify());
 }
 
 TEST_P(DictionaryFileFaultsTest, everyCallOfOpenFailsAtEveryOccurrence) {
@@ -173,13 +165,9 @@ TEST_P(DictionaryFileFaultsTest, everyCallOfOpenFailsAtEveryOccurrence) {
                     if (isShort) {
                         SystemCallFaults reads(Call::READ);
                         reads.shortenTo(777);
-                        copy = Dictionary::open(
-                            path, {.m_memoryLimit = {
-                                       .m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}}}});
+                        copy = Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT});
                     } else
-                        copy = Dictionary::open(
-                            path, {.m_memoryLimit = {
-                                       .m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}}}});
+                        copy = Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT});
                     ASSERT_EQ(bytes, writeToMemory(*copy));
                 } catch (const SystemCallException&) {
                     ASSERT_GT(faults.getNumberOfFailures(), 0u);
@@ -190,10 +178,7 @@ TEST_P(DictionaryFileFaultsTest, everyCallOfOpenFailsAtEveryOccurrence) {
     // A failing close or munmap is no reason to refuse what has been read.
     for (const Call call : {Call::CLOSE, Call::MUNMAP})
         failedCalls += failEachOccurrence(call, [&](const SystemCallFaults&) {
-            ASSERT_EQ(bytes,
-                      writeToMemory(*Dictionary::open(
-                          path, {.m_memoryLimit = {
-                                     .m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}}}})));
+            ASSERT_EQ(bytes, writeToMemory(*Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT})));
         });
     EXPECT_GT(failedCalls, 100u);
     std::cout << "Calls of open failed: " << failedCalls << '\n';
@@ -208,8 +193,7 @@ TEST_P(DictionaryFileFaultsTest, noAddressSpaceLeaksWhenOpeningFails) {
             SystemCallFaults reservations(Call::MMAP);
             SystemCallFaults releases(Call::MUNMAP);
             try {
-                static_cast<void>(
-                    Dictionary::open(path, {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}}}));
+                static_cast<void>(Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT}));
             } catch (const SystemCallException&) {
             }
             ASSERT_EQ(reservations.getNumberOfCalls(), releases.getNumberOfCalls());

@@ -46,8 +46,7 @@ protected:
 
 TEST_P(DictionaryFileGoldenTest, holdsWhatWasPutIntoIt) {
     using Fate = GoldenDictionary::Fate;
-    const std::unique_ptr<Dictionary> dictionary =
-        Dictionary::open(m_path, {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}});
+    const std::unique_ptr<Dictionary> dictionary = Dictionary::open(m_path, {.m_memoryLimit = TEST_MEMORY_LIMIT});
     EXPECT_EQ(GetParam().getMaximumNumberOfResources(), dictionary->getMaximumNumberOfResources());
     EXPECT_NO_THROW(dictionary->verify());
     const auto resources = GetParam().getResources();
@@ -72,22 +71,20 @@ TEST_P(DictionaryFileGoldenTest, holdsWhatWasPutIntoIt) {
 TEST_P(DictionaryFileGoldenTest, isSavedAgainAsTheBytesOfThePresentVersion) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("copy.dict");
-    Dictionary::open(m_path, {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}})->save(path);
+    Dictionary::open(m_path, {.m_memoryLimit = TEST_MEMORY_LIMIT})->save(path);
     const std::string bytes = TemporaryDirectory::getContentsOf(GetParam().getPath(PRESENT_VERSION));
     EXPECT_GT(bytes.size(), 40000u);
     EXPECT_EQ(bytes, TemporaryDirectory::getContentsOf(path));
 }
 
 TEST_P(DictionaryFileGoldenTest, isOneStateOfOneDictionaryInAllVersions) {
-    const auto identity =
-        Dictionary::open(m_path, {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}})->getHistory().getIdentity();
+    const auto identity = Dictionary::open(m_path, {.m_memoryLimit = TEST_MEMORY_LIMIT})->getHistory().getIdentity();
     ASSERT_TRUE(identity);
     EXPECT_EQ(GetParam().m_identity, identity->toString());
 }
 
 TEST_P(DictionaryFileGoldenTest, takesMoreLiterals) {
-    const std::unique_ptr<Dictionary> dictionary =
-        Dictionary::open(m_path, {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}});
+    const std::unique_ptr<Dictionary> dictionary = Dictionary::open(m_path, {.m_memoryLimit = TEST_MEMORY_LIMIT});
     DictionaryThread thread(*dictionary);
     const uint64_t nextResourceID = dictionary->getNextResourceID();
     for (uint64_t number = 0; number < 2000; ++number)

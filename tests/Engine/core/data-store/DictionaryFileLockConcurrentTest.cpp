@@ -24,8 +24,8 @@ TEST(DictionaryFileLockConcurrentTest, literalsOfManyWritersAreAllKept) {
         threads.emplace_back([&, threadIndex] {
             for (size_t round = 0; round < ROUNDS; ++round) {
                 FileLock lock(path, [](const std::string&, const std::function<void()>& wait) { wait(); });
-                const auto dictionary = Dictionary::open(lock.getTarget().getName(),
-                                                         {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}});
+                const auto dictionary =
+                    Dictionary::open(lock.getTarget().getName(), {.m_memoryLimit = TEST_MEMORY_LIMIT});
                 {
                     DictionaryThread thread(*dictionary);
                     const std::string text = std::to_string(threadIndex) + " " + std::to_string(round);
@@ -37,7 +37,7 @@ TEST(DictionaryFileLockConcurrentTest, literalsOfManyWritersAreAllKept) {
         });
     for (std::thread& thread : threads)
         thread.join();
-    const auto dictionary = Dictionary::open(path, {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}});
+    const auto dictionary = Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT});
     EXPECT_EQ(THREADS * ROUNDS + 1, dictionary->getNextResourceID());
     std::string lexicalForm;
     for (size_t threadIndex = 0; threadIndex < THREADS; ++threadIndex)

@@ -107,7 +107,7 @@ TEST_P(DictionaryFileAfterPowerCutTest, whatIsLeftOpensAndIsSavedOver) {
     size_t locksLeft = 0;
     for (const RecordedDisk::State& state : states) {
         writeState(directory, state);
-        ASSERT_NO_THROW(Dictionary::open(path, {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}})->verify());
+        ASSERT_NO_THROW(Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT})->verify());
         takenOver += state.count("strings.dict.saving");
         newDictionary->save(path);
         ASSERT_EQ(writeToMemory(*newDictionary), TemporaryDirectory::getContentsOf(path));

@@ -113,15 +113,9 @@ TEST_P(DictionaryFileTest, aFileOnDiskComesBackAndIsReplaced) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("strings.dict");
     makeSampleDictionary(GetParam())->save(path);
-    expectEqual(
-        *makeSampleDictionary(GetParam()),
-        *Dictionary::open(
-            path, {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}}}}));
+    expectEqual(*makeSampleDictionary(GetParam()), *Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT}));
     makeLargeDictionary(GetParam())->save(path);
-    expectEqual(
-        *makeLargeDictionary(GetParam()),
-        *Dictionary::open(
-            path, {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}}}}));
+    expectEqual(*makeLargeDictionary(GetParam()), *Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT}));
     EXPECT_EQ(writeToMemory(*makeLargeDictionary(GetParam())), TemporaryDirectory::getContentsOf(path));
 }
 
@@ -178,15 +172,11 @@ TEST(DictionaryFileExampleTest, isWrittenAsDescribed) {
 TEST(DictionaryFileOpenTest, aFileThatIsNotThereIsNamed) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("missing");
-    const auto exception = catchException<SystemCallException>([&] {
-        static_cast<void>(
-            Dictionary::open(path, {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}}}));
-    });
+    const auto exception = catchException<SystemCallException>(
+        [&] { static_cast<void>(Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT})); });
     EXPECT_EQ(0u, exception.getMessage().find("Cannot open file '" + path + "'."));
-    EXPECT_THROW(
-        static_cast<void>(Dictionary::open(directory.getPathOf(""),
-                                           {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}}})),
-        SystemCallException);
+    EXPECT_THROW(static_cast<void>(Dictionary::open(directory.getPathOf(""), {.m_memoryLimit = TEST_MEMORY_LIMIT})),
+                 SystemCallException);
 }
 
 TEST(DictionaryFileOpenTest, messagesNameTheFileOnDisk) {
@@ -195,8 +185,7 @@ TEST(DictionaryFileOpenTest, messagesNameTheFileOnDisk) {
     const std::string path = directory.addFile("cut.dict", bytes.substr(0, bytes.size() - 100));
     EXPECT_EQ("Dictionary file '" + path + "' is damaged: section 'datatype 5': the file ends within it.",
               catchException<MelnarException>([&] {
-                  static_cast<void>(Dictionary::open(
-                      path, {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}}}));
+                  static_cast<void>(Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT}));
               }).getMessage());
 }
 
@@ -223,9 +212,7 @@ TEST(DictionaryFileLockTest, aDictionaryIsReadChangedAndSavedUnderItsLock) {
     const std::string path = directory.getPathOf("strings.dict");
     makeSampleDictionary(NARROW)->save(path);
     FileLock lock(path);
-    const auto dictionary =
-        Dictionary::open(lock.getTarget().getName(),
-                         {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}}}});
+    const auto dictionary = Dictionary::open(lock.getTarget().getName(), {.m_memoryLimit = TEST_MEMORY_LIMIT});
     {
         DictionaryThread thread(*dictionary);
         dictionary->resolveResource(thread, "new", D_XSD_STRING);
@@ -237,10 +224,7 @@ TEST(DictionaryFileLockTest, aDictionaryIsReadChangedAndSavedUnderItsLock) {
     EXPECT_EQ(before, TemporaryDirectory::getContentsOf(path));
     for (size_t time = 0; time < 2; ++time) {
         dictionary->save(lock);
-        expectEqual(
-            *dictionary,
-            *Dictionary::open(
-                path, {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}}}}));
+        expectEqual(*dictionary, *Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT}));
     }
 }
 

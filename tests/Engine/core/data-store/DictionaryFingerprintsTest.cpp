@@ -65,7 +65,7 @@ public:
     void saveAndOpen(const std::string& fileName) {
         m_thread.reset();
         m_dictionary->save(fileName);
-        m_dictionary = Dictionary::open(fileName, {.m_memoryLimit = m_options});
+        m_dictionary = Dictionary::open(fileName, m_options);
         m_thread = std::make_unique<DictionaryThread>(*m_dictionary);
     }
 

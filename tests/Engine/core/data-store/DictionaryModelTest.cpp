@@ -211,8 +211,7 @@ private:
         std::unique_ptr<Dictionary> copy;
         if (isOnDisk) {
             m_dictionary->save(m_directory.getPathOf("model.dict"));
-            copy = Dictionary::open(m_directory.getPathOf("model.dict"),
-                                    {.m_memoryLimit = {.m_memoryLimit = TEST_MEMORY_LIMIT}});
+            copy = Dictionary::open(m_directory.getPathOf("model.dict"), {.m_memoryLimit = TEST_MEMORY_LIMIT});
         } else
             copy = readFromMemory(writeToMemory(*m_dictionary));
         m_thread.reset();

@@ -58,8 +58,7 @@ protected:
     LoadCheckpoint::Unfinished read() const { return LoadCheckpoint::read(getFolder()).value(); }
 
     const TemporaryDirectory m_directory;
-    ShardedDictionary m_dictionary{
-        {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = 1000}}};
+    ShardedDictionary m_dictionary{{.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = 1000}};
     ShardSpill m_spill{getFolder(), {}};
 };
 
@@ -106,8 +105,8 @@ TEST_F(LoadCheckpointTest, holdsShardsAndWork) {
     EXPECT_EQ("", unfinished.m_manifest.m_work);
     EXPECT_EQ(1u, unfinished.m_manifest.getNumberOfResources());
     EXPECT_FALSE(unfinished.m_manifest.getIdentityOfWholeState().has_value());
-    const std::unique_ptr<ShardedDictionary> dictionary = ShardedDictionary::open(
-        getFolder(), std::move(unfinished.m_manifest), {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT}});
+    const std::unique_ptr<ShardedDictionary> dictionary =
+        ShardedDictionary::open(getFolder(), std::move(unfinished.m_manifest), {.m_memoryLimit = MEMORY_LIMIT});
     EXPECT_NE(0u, dictionary->tryResolveTerm(Term::parse(D_XSD_STRING, "one")));
     EXPECT_FALSE(ShardedDictionary::isFolder(getFolder())) << "nobody takes it for a dictionary";
     resolve("three", m_dictionary);
@@ -116,7 +115,7 @@ TEST_F(LoadCheckpointTest, holdsShardsAndWork) {
 }
 
 TEST_F(LoadCheckpointTest, leavesTheDictionaryOfTheFolder) {
-    ShardedDictionary old({.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = 1000}});
+    ShardedDictionary old({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = 1000});
     resolve(makeForm(5, "old"), old);
     {
         FileLock lock(getFolder() + "/manifest");
@@ -129,8 +128,7 @@ TEST_F(LoadCheckpointTest, leavesTheDictionaryOfTheFolder) {
         resolve(makeForm(5, form), m_dictionary);
         checkpoint.save(work);
         EXPECT_EQ(files.size() + 2, getFiles().size()) << "one shard, and the manifest that names it";
-        EXPECT_NO_THROW(
-            ShardedDictionary::open(getFolder(), {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT}})->verify());
+        EXPECT_NO_THROW(ShardedDictionary::open(getFolder(), {.m_memoryLimit = MEMORY_LIMIT})->verify());
     }
     LoadCheckpoint::removeFrom(getFolder());
     ShardedDictionary::removeRemains(getFolder(), {&old.getManifest()});
@@ -168,7 +166,7 @@ TEST_F(LoadCheckpointTest, notesOfShardsLeaveTheFilesThatOthersAreMaking) {
     checkpoint.noteResolved(3);
     EXPECT_EQ(6u, read().m_manifest.getNumberOfResources());
     const std::unique_ptr<ShardedDictionary> dictionary =
-        ShardedDictionary::open(getFolder(), read().m_manifest, {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT}});
+        ShardedDictionary::open(getFolder(), read().m_manifest, {.m_memoryLimit = MEMORY_LIMIT});
     EXPECT_NO_THROW(dictionary->verify());
     ShardSpill spill(getFolder(), read().m_work);
     EXPECT_FALSE(spill.hasAnyTerms());
@@ -205,9 +203,7 @@ TEST_F(LoadCheckpointTest, aSaveThatFailsLeavesTheLastOne) {
         EXPECT_THROW(checkpoint.save(next), SystemCallException);
     }
     EXPECT_EQ(work, read().m_work);
-    EXPECT_NO_THROW(
-        ShardedDictionary::open(getFolder(), read().m_manifest, {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT}})
-            ->verify());
+    EXPECT_NO_THROW(ShardedDictionary::open(getFolder(), read().m_manifest, {.m_memoryLimit = MEMORY_LIMIT})->verify());
 }
 
 TEST_F(LoadCheckpointTest, aDamagedOneIsNamed) {

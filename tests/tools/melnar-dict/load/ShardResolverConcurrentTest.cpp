@@ -95,9 +95,8 @@ TEST(ShardResolverConcurrentTest, savesComeBetweenTwoBlocks) {
     const ShardedOutcome expected = load.getModel(how);
     for (const size_t numberOfThreads : NUMBERS_OF_THREADS)
         for (const size_t largestMemory : {size_t(0), ~size_t(0)}) {
-            ShardedDictionary dictionary(
-                {.m_memoryLimit = {.m_memoryLimit = ShardedTestLoad::MEMORY_LIMIT,
-                                   .m_maximumNumberOfResources = ShardedTestLoad::TERMS_OF_A_SHARD}});
+            ShardedDictionary dictionary({.m_memoryLimit = ShardedTestLoad::MEMORY_LIMIT,
+                                          .m_maximumNumberOfResources = ShardedTestLoad::TERMS_OF_A_SHARD});
             ShardSpill spill(load.getFolder(), {});
             how.m_numberOfThreads = numberOfThreads;
             how.m_resolver.m_largestMemory = largestMemory;
@@ -150,8 +149,7 @@ TEST(ShardResolverConcurrentTest, aSaveThatFailsEndsTheLoadAndHoldsNobodyBack) {
 TEST(ShardResolverConcurrentTest, aShardThatTakesNoMoreEndsTheLoadAndHoldsNobodyBack) {
     ShardedTestLoad load(makeTexts(RdfFormat::N_QUADS));
     for (const size_t numberOfThreads : NUMBERS_OF_THREADS) {
-        ShardedDictionary dictionary(
-            {.m_memoryLimit = {.m_memoryLimit = ShardedTestLoad::MEMORY_LIMIT, .m_maximumNumberOfResources = 3}});
+        ShardedDictionary dictionary({.m_memoryLimit = ShardedTestLoad::MEMORY_LIMIT, .m_maximumNumberOfResources = 3});
         ShardSpill spill(load.getFolder(), {});
         ShardedHow how{.m_numberOfThreads = numberOfThreads};
         how.m_resolver.m_isLenient = true;

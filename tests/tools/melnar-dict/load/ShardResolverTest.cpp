@@ -23,9 +23,8 @@ public:
 
     /// Returns false if the load has no such save.
     bool interrupt(ShardedHow how, const size_t numberOfSave) {
-        ShardedDictionary dictionary(
-            {.m_memoryLimit = {.m_memoryLimit = ShardedTestLoad::MEMORY_LIMIT,
-                               .m_maximumNumberOfResources = ShardedTestLoad::TERMS_OF_A_SHARD}});
+        ShardedDictionary dictionary({.m_memoryLimit = ShardedTestLoad::MEMORY_LIMIT,
+                                      .m_maximumNumberOfResources = ShardedTestLoad::TERMS_OF_A_SHARD});
         ShardSpill spill(m_load.getFolder(), {});
         LoadCheckpoint checkpoint(m_load.getFolder(), {}, 2, dictionary, spill);
         size_t number = 0;
@@ -37,9 +36,8 @@ public:
 
     ShardedOutcome goOn(const ShardedHow& how) {
         LoadCheckpoint::Unfinished unfinished = LoadCheckpoint::read(m_load.getFolder()).value();
-        const std::unique_ptr<ShardedDictionary> dictionary =
-            ShardedDictionary::open(m_load.getFolder(), std::move(unfinished.m_manifest),
-                                    {.m_memoryLimit = {.m_memoryLimit = ShardedTestLoad::MEMORY_LIMIT}});
+        const std::unique_ptr<ShardedDictionary> dictionary = ShardedDictionary::open(
+            m_load.getFolder(), std::move(unfinished.m_manifest), {.m_memoryLimit = ShardedTestLoad::MEMORY_LIMIT});
         ShardedOutcome outcome;
         {
             ShardSpill spill(m_load.getFolder(), unfinished.m_work);
@@ -85,7 +83,7 @@ TEST(ShardResolverTest, aLoadMayBeInterruptedAgainAndAgain) {
         LoadCheckpoint::Unfinished unfinished = LoadCheckpoint::read(load.m_load.getFolder()).value();
         const std::unique_ptr<ShardedDictionary> dictionary =
             ShardedDictionary::open(load.m_load.getFolder(), std::move(unfinished.m_manifest),
-                                    {.m_memoryLimit = {.m_memoryLimit = ShardedTestLoad::MEMORY_LIMIT}});
+                                    {.m_memoryLimit = ShardedTestLoad::MEMORY_LIMIT});
         ShardSpill spill(load.m_load.getFolder(), unfinished.m_work);
         LoadCheckpoint checkpoint(load.m_load.getFolder(), {}, 1, *dictionary, spill);
         size_t number = 0;
@@ -106,8 +104,8 @@ TEST(ShardResolverTest, nothingIsSavedBehindABlockThatFailed) {
         uint64_t failedBlock = 0;
         for (const size_t numberOfThreads : std::initializer_list<size_t>{1, 2, 7, 7, 7, 7})
             for (const bool isLenient : {true, false}) {
-                ShardedDictionary dictionary({.m_memoryLimit = {.m_memoryLimit = ShardedTestLoad::MEMORY_LIMIT,
-                                                                .m_maximumNumberOfResources = 3}});
+                ShardedDictionary dictionary(
+                    {.m_memoryLimit = ShardedTestLoad::MEMORY_LIMIT, .m_maximumNumberOfResources = 3});
                 ShardSpill spill(load.m_load.getFolder(), {});
                 uint64_t lastBlock = 0;
                 ShardedHow how{.m_numberOfThreads = numberOfThreads};

@@ -121,8 +121,7 @@ protected:
     }
 
     const TemporaryDirectory m_directory;
-    ShardedDictionary m_dictionary{
-        {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = TERMS_OF_A_SHARD}}};
+    ShardedDictionary m_dictionary{{.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = TERMS_OF_A_SHARD}};
 };
 
 TEST_F(ShardSpillTest, givesTermsTheIDsOfTheirFirstAppearance) {
@@ -189,7 +188,7 @@ TEST_F(ShardSpillTest, rowsWithoutUnknownTermsNeedNoShards) {
 }
 
 TEST_F(ShardSpillTest, aTermThatTheDictionaryDoesNotTakeIsThrown) {
-    ShardedDictionary dictionary({.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = 1}});
+    ShardedDictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = 1});
     const SpilledTerm term{"one"};
     SpilledTerm other{"other"};
     while (getShard(other) != getShard(term))
@@ -218,8 +217,7 @@ TEST_F(ShardSpillTest, goesOnWhereItWasSaved) {
             spill.keep();
         }
         EXPECT_EQ(saved == 0, work == LoadWork());
-        ShardedDictionary dictionary(
-            {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = TERMS_OF_A_SHARD}});
+        ShardedDictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = TERMS_OF_A_SHARD});
         ShardSpill spill(getFolder(), work);
         for (size_t number = saved; number < blocks.size(); ++number)
             add(blocks[number], spill);

@@ -21,8 +21,7 @@ ShardedTestLoad::ShardedTestLoad(const std::vector<std::string>& texts, const Rd
 }
 
 ShardedOutcome ShardedTestLoad::load(const ShardedHow& how) {
-    ShardedDictionary dictionary(
-        {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = TERMS_OF_A_SHARD}});
+    ShardedDictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = TERMS_OF_A_SHARD});
     ShardSpill spill(getFolder(), {});
     return load(how, dictionary, spill, {});
 }

@@ -69,8 +69,7 @@ protected:
 
     std::string getLineOf(const std::string& folderName) const {
         return DictionaryLine::make(
-            ShardedDictionary::open(getPathOf(folderName), {.m_memoryLimit = {.m_memoryLimit = size_t(64) << 20}})
-                ->getHistory());
+            ShardedDictionary::open(getPathOf(folderName), {.m_memoryLimit = size_t(64) << 20})->getHistory());
     }
 
     const TemporaryDirectory m_directory;

@@ -44,8 +44,8 @@ protected:
 
     /// The line that encoded files begin with.
     std::string getLineOf(const std::string& dictionaryName) const {
-        const auto dictionary = Dictionary::open(m_directory.getPathOf(dictionaryName),
-                                                 {.m_memoryLimit = {.m_memoryLimit = size_t(64) << 20}});
+        const auto dictionary =
+            Dictionary::open(m_directory.getPathOf(dictionaryName), {.m_memoryLimit = size_t(64) << 20});
         return DictionaryLine::make(dictionary->getHistory());
     }
 

@@ -101,8 +101,7 @@ TEST_F(RowRewriteTest, everyKindOfTermComesBack) {
 TEST_F(RowRewriteTest, theFileHasHeaderDictionaryAndRowsInTheOrderOfTheInput) {
     addWithDictionary("in.nq", QUADS);
     expectSuccess({"encode", "in.nq", "-d", "d", "-o", "T.npy"});
-    const auto dictionary =
-        Dictionary::open(m_directory.getPathOf("d"), {.m_memoryLimit = {.m_memoryLimit = size_t(64) << 20}});
+    const auto dictionary = Dictionary::open(m_directory.getPathOf("d"), {.m_memoryLimit = size_t(64) << 20});
     std::string line = DictionaryLine::make(dictionary->getHistory());
     line.pop_back();
     std::string expected = NpyHeader{{4, 4}, false, 4, line}.toBytes();
@@ -328,8 +327,7 @@ TEST_F(RowRewriteTest, anotherDictionaryIsRefusedAndOneThatHasGrownIsTaken) {
     EXPECT_TRUE(result.m_errorOutput.ends_with(", and has not grown from it\n")) << result.m_errorOutput;
     EXPECT_FALSE(exists("out.nt"));
     {
-        const auto dictionary =
-            Dictionary::open(m_directory.getPathOf("d"), {.m_memoryLimit = {.m_memoryLimit = size_t(64) << 20}});
+        const auto dictionary = Dictionary::open(m_directory.getPathOf("d"), {.m_memoryLimit = size_t(64) << 20});
         DictionaryThread thread(*dictionary);
         dictionary->resolveTerm(thread, {.m_kind = Term::Kind::IRI, .m_text = "urn:new"});
         dictionary->commit();

@@ -150,8 +150,7 @@ TEST_F(AllTermsTest, statsTellOfEachFamily) {
 }
 
 TEST_F(AllTermsTest, compactKeepsAll) {
-    const auto dictionary =
-        Dictionary::open(m_directory.getPathOf("d"), {.m_memoryLimit = {.m_memoryLimit = size_t(64) << 20}});
+    const auto dictionary = Dictionary::open(m_directory.getPathOf("d"), {.m_memoryLimit = size_t(64) << 20});
     {
         DictionaryThread thread(*dictionary);
         for (const auto& [form, datatypeID] : {std::pair("http://example.org/gone", D_IRI),

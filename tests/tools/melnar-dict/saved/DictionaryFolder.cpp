@@ -29,9 +29,8 @@ void add(const Dictionary& dictionary, const std::string& folderName, const Shar
     std::filesystem::create_directory(folderName);
     const std::unique_ptr<ShardedDictionary> folder =
         ShardedDictionary::isFolder(folderName)
-            ? ShardedDictionary::open(folderName, {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT}})
-            : std::make_unique<ShardedDictionary>(
-                  DictionaryOptions{.m_memoryLimit = DictionaryOptions{.m_memoryLimit = MEMORY_LIMIT}});
+            ? ShardedDictionary::open(folderName, {.m_memoryLimit = MEMORY_LIMIT})
+            : std::make_unique<ShardedDictionary>(DictionaryOptions{.m_memoryLimit = MEMORY_LIMIT});
     {
         ShardedDictionaryThread thread(*folder);
         std::vector<BatchFailure> failures;
@@ -45,7 +44,7 @@ void add(const Dictionary& dictionary, const std::string& folderName, const Shar
 }
 
 void add(const std::string& fileName, const std::string& folderName, const ShardedDictionary::State state) {
-    add(*Dictionary::open(fileName, {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT}}), folderName, state);
+    add(*Dictionary::open(fileName, {.m_memoryLimit = MEMORY_LIMIT}), folderName, state);
 }
 
 ShardManifest readManifest(const std::string& folderName) {

@@ -45,7 +45,7 @@ protected:
         dictionary.rollback();
         dictionary.save(m_directory.getPathOf("d"));
         m_portrait = DictionaryPortrait::of(
-            *Dictionary::open(m_directory.getPathOf("d"), {.m_memoryLimit = {.m_memoryLimit = size_t(1) << 30}}), "d");
+            *Dictionary::open(m_directory.getPathOf("d"), {.m_memoryLimit = size_t(1) << 30}), "d");
         m_page = runToolProcess({"stats", "--html", "-", m_directory.getPathOf("d")}).m_output;
         m_figures = nlohmann::json::parse(runToolProcess({"stats", "--json", m_directory.getPathOf("d")}).m_output);
     }

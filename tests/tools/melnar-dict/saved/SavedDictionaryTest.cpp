@@ -50,8 +50,7 @@ protected:
 
     /// Adds "new" to the saved dictionary, as resource 6: 4 and 5 are withdrawn.
     void addWithGap() const {
-        const auto dictionary =
-            Dictionary::open(m_directory.getPathOf("d"), {.m_memoryLimit = {.m_memoryLimit = size_t(1) << 30}});
+        const auto dictionary = Dictionary::open(m_directory.getPathOf("d"), {.m_memoryLimit = size_t(1) << 30});
         {
             DictionaryThread thread(*dictionary);
             dictionary->resolveResource(thread, "gone", D_XSD_STRING);
@@ -67,8 +66,7 @@ protected:
 };
 
 TEST_F(SavedDictionaryTest, loadSavesWhatItLoaded) {
-    const auto dictionary =
-        Dictionary::open(m_directory.getPathOf("d"), {.m_memoryLimit = {.m_memoryLimit = size_t(1) << 30}});
+    const auto dictionary = Dictionary::open(m_directory.getPathOf("d"), {.m_memoryLimit = size_t(1) << 30});
     EXPECT_EQ(4u, dictionary->getNextResourceID());
     EXPECT_EQ(4u, dictionary->getCommitPoint().m_resourceID) << "everything is committed";
     EXPECT_FALSE(exists("d.saving"));

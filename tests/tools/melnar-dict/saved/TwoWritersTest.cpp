@@ -175,8 +175,7 @@ TEST_F(TwoWritersTest, anyNumberMayWaitAndAllLiteralsAreKept) {
     EXPECT_EQ(0, first->wait().m_exitCode);
     for (const auto& tool : waiting)
         EXPECT_EQ(0, tool->wait().m_exitCode);
-    const auto dictionary =
-        Dictionary::open(m_directory.getPathOf("d"), {.m_memoryLimit = {.m_memoryLimit = size_t(1) << 30}});
+    const auto dictionary = Dictionary::open(m_directory.getPathOf("d"), {.m_memoryLimit = size_t(1) << 30});
     EXPECT_EQ(WAITING + 3, dictionary->getNextResourceID()) << "one, three, and one literal of each that waited";
     EXPECT_NO_THROW(dictionary->verify());
     for (size_t number = 0; number < WAITING; ++number)

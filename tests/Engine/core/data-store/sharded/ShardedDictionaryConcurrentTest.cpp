@@ -49,8 +49,7 @@ void expectRead(const ShardedDictionary& dictionary, const std::vector<uint32_t>
 /// Returns whether several threads have created terms of one shard: if one alone has, its IDs ascend.
 bool resolveTogether(const std::vector<uint32_t>& numbers) {
     constexpr size_t BATCH_SIZE = 500;
-    ShardedDictionary dictionary(
-        {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = MAXIMUM}});
+    ShardedDictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = MAXIMUM});
     std::vector<std::vector<uint64_t>> idsOfNumbers(NUMBER_OF_THREADS, std::vector<uint64_t>(numbers.back() + 1));
     std::vector<uint8_t> areAscending(NUMBER_OF_THREADS, 1);
     runTogether(NUMBER_OF_THREADS, [&](const size_t index) {
@@ -96,8 +95,7 @@ TEST(ShardedDictionaryConcurrentTest, threadsAgreeOnTheIDsOfTheirTerms) {
 /// Some look up, read and count while others resolve what nobody has looked up before.
 TEST(ShardedDictionaryConcurrentTest, readersSeeATermWholeOrNotAtAll) {
     const std::vector<uint32_t> numbers = findNumbersOfFirstShards(20, 4000);
-    ShardedDictionary dictionary(
-        {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = MAXIMUM}});
+    ShardedDictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = MAXIMUM});
     std::atomic<size_t> resolvingThreads(2);
     std::atomic<size_t> misses(0);
     std::atomic<size_t> hits(0);
@@ -145,7 +143,7 @@ protected:
     }
 
     std::unique_ptr<ShardedDictionary> open() const {
-        return ShardedDictionary::open(m_folder, {.m_memoryLimit = {.m_memoryLimit = MEMORY_LIMIT}});
+        return ShardedDictionary::open(m_folder, {.m_memoryLimit = MEMORY_LIMIT});
     }
 
     /// Looks all up, each thread in an order of its own; or those whose shards have this remainder.

@@ -69,9 +69,8 @@ TEST_F(ShardedDictionaryStepsTest, anotherManifestBesideTheFoldersIsOpened) {
     unfinished.m_work = "where to go on";
     writeManifest(unfinished, "unfinished");
     ShardedDictionary::removeRemains(m_folder, {&unfinished});
-    const auto old = ShardedDictionary::open(m_folder, {.m_memoryLimit = {.m_memoryLimit = SHARDED_MEMORY_LIMIT}});
-    ShardedHost resumed(
-        ShardedDictionary::open(m_folder, unfinished, {.m_memoryLimit = {.m_memoryLimit = SHARDED_MEMORY_LIMIT}}));
+    const auto old = ShardedDictionary::open(m_folder, {.m_memoryLimit = SHARDED_MEMORY_LIMIT});
+    ShardedHost resumed(ShardedDictionary::open(m_folder, unfinished, {.m_memoryLimit = SHARDED_MEMORY_LIMIT}));
     EXPECT_EQ(getModelIDs(m_firstNumbers), ShardedHost(m_folder).lookUp(m_firstNumbers));
     EXPECT_LT(old->getNumberOfResources(), resumed->getNumberOfResources());
     EXPECT_EQ("where to go on", resumed->getManifest().m_work);
@@ -80,8 +79,7 @@ TEST_F(ShardedDictionaryStepsTest, anotherManifestBesideTheFoldersIsOpened) {
     EXPECT_EQ(m_expectedIDs, resumed.lookUp(m_numbers));
     ShardedDictionary::removeRemains(m_folder, {});
     EXPECT_EQ(getModelIDs(m_firstNumbers), ShardedHost(m_folder).lookUp(m_firstNumbers));
-    ShardedHost lost(
-        ShardedDictionary::open(m_folder, unfinished, {.m_memoryLimit = {.m_memoryLimit = SHARDED_MEMORY_LIMIT}}));
+    ShardedHost lost(ShardedDictionary::open(m_folder, unfinished, {.m_memoryLimit = SHARDED_MEMORY_LIMIT}));
     EXPECT_THROW(lost.lookUp(m_numbers), MelnarException) << "the unfinished files were removed";
 }
 

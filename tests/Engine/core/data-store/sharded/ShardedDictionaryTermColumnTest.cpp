@@ -62,7 +62,7 @@ struct ColumnHost {
         }
     }
 
-    ShardedDictionary m_dictionary{{.m_memoryLimit = FEW_RESOURCES_OF_A_SHARD}};
+    ShardedDictionary m_dictionary{FEW_RESOURCES_OF_A_SHARD};
     ShardedDictionaryThread m_thread{m_dictionary};
 };
 

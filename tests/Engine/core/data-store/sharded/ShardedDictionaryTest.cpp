@@ -292,7 +292,7 @@ TEST(ShardedDictionaryTest, moreResourcesThanAShardCanHoldAreRefused) {
     });
     EXPECT_EQ("A shard can hold at most 1073741824 resources, but was asked to hold 1073741825.",
               exception.getMessage());
-    const ShardedDictionary largest({.m_memoryLimit = {.m_memoryLimit = SHARDED_MEMORY_LIMIT}});
+    const ShardedDictionary largest({.m_memoryLimit = SHARDED_MEMORY_LIMIT});
     EXPECT_EQ(uint64_t(1) << 30, largest.getManifest().m_maximumNumberOfResourcesOfShard);
 }
 
@@ -341,8 +341,7 @@ TEST(ShardedDictionaryTest, theMemoryLimitHoldsForAllShardsTogether) {
 }
 
 TEST(ShardedDictionaryTest, aLimitThatIsTooLowForTheShardsIsAnError) {
-    ShardedDictionary dictionary(
-        {.m_memoryLimit = {.m_memoryLimit = size_t(1) << 20, .m_maximumNumberOfResources = FEW_RESOURCES}});
+    ShardedDictionary dictionary({.m_memoryLimit = size_t(1) << 20, .m_maximumNumberOfResources = FEW_RESOURCES});
     EXPECT_THROW(ShardedDictionaryThread thread(dictionary), MemoryExhaustedException);
     EXPECT_LE(dictionary.getMemoryInUse(), dictionary.getMemoryLimit());
     EXPECT_EQ(0u, dictionary.getNumberOfResources());

@@ -116,8 +116,7 @@ class ShardedHost {
 public:
     explicit ShardedHost(const size_t memoryLimit = SHARDED_MEMORY_LIMIT, const uint64_t maximum = FEW_RESOURCES)
         : m_dictionary(std::make_unique<ShardedDictionary>(
-              DictionaryOptions{.m_memoryLimit = DictionaryOptions{.m_memoryLimit = memoryLimit,
-                                                                   .m_maximumNumberOfResources = maximum}})) {}
+              DictionaryOptions{.m_memoryLimit = memoryLimit, .m_maximumNumberOfResources = maximum})) {}
 
     /// What a folder holds.
     explicit ShardedHost(const std::string& folder, const DictionaryOptions& options = {},
@@ -125,7 +124,7 @@ public:
         : m_dictionary([&] {
               DictionaryOptions withLimit = options;
               withLimit.m_memoryLimit = memoryLimit;
-              return ShardedDictionary::open(folder, {.m_memoryLimit = withLimit});
+              return ShardedDictionary::open(folder, withLimit);
           }()) {}
 
     explicit ShardedHost(std::unique_ptr<ShardedDictionary> dictionary) : m_dictionary(std::move(dictionary)) {}
