@@ -144,8 +144,8 @@ def section(path):
         seconds = median(f"ranks:{ranks}", "seconds")
         lines.append(f"| {ranks} rank{'s' if ranks > 1 else ''} | {seconds:.2f} | {threads / seconds:.2f} | "
                      f"{file / seconds:.2f} | {median(f'ranks:{ranks}', 'cpu'):.2f} |")
-    lines += ["", "Measured, and in brackets what the model says:", "",
-              "| ranks | rounds | terms asked for, of those of pieces | MB from rank to rank | processor seconds | "
+    lines += ["", "Measured, with the prediction of the model in brackets:", "",
+              "| ranks | rounds | share of terms sent to owners | MB from rank to rank | processor seconds | "
               "MB of the largest rank |", "|---|---|---|---|---|---|"]
     for ranks in RANKS:
         asked = median(f"ranks:{ranks}", "terms asked for")
@@ -156,14 +156,14 @@ def section(path):
             f"{median(f'ranks:{ranks}', 'seconds of processors'):.2f} ({told['cpu']:.2f}) | "
             f"{median(f'ranks:{ranks}', 'bytes of largest rank') / 1e6:.0f} ({told['memory'] / 1e6:.0f}) |")
     lines += ["", "The inputs of the model: "
-              f"{model.cpu / model.statements * 1e6:.2f} µs of a processor a statement; "
-              f"{model.terms / model.statements:.2f} terms a statement that may be asked for; "
-              f"{model.bytes_of_term:.0f} bytes and {model.cpu_of_term * 1e9:.0f} ns of a processor for each that goes to "
-              f"another rank, with its answer; {model.slices_of_rank:.1f} slices of a rank in a round; "
-              f"{model.shard_bytes / model.statements:.1f} bytes of shards a statement, "
-              f"{model.own_bytes / 1e6:.0f} MB beside them.", "",
+              f"{model.cpu / model.statements * 1e6:.2f} µs of processor time per statement; "
+              f"{model.terms / model.statements:.2f} terms per statement that may be sent to an owner; "
+              f"{model.bytes_of_term:.0f} bytes and {model.cpu_of_term * 1e9:.0f} ns of processor time for each that is "
+              f"sent to another rank, with its answer; {model.slices_of_rank:.1f} slices of a rank per round; "
+              f"{model.shard_bytes / model.statements:.1f} bytes of shards per statement, "
+              f"and {model.own_bytes / 1e6:.0f} MB in addition.", "",
               "20 billion statements of this kind:", "",
-              "| ranks | rounds | TB from rank to rank | of it a rank, GB | processor hours | shards of a rank, GB | "
+              "| ranks | rounds | TB from rank to rank | of it per rank, GB | processor hours | shards of a rank, GB | "
               "minutes of processors | of the network |", "|---|---|---|---|---|---|---|---|"]
     scale = 20e9 / model.statements
     for ranks in (16, 64, 256):
