@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr const char* NOTE = "# Made from the description of the command line; changes here are lost.\n";
+constexpr const char* NOTE = "# Generated from the description of the command line; changes here are lost.\n";
 
 std::vector<VerbDescription::Option> optionsOf(const VerbDescription& verb) {
     std::vector<VerbDescription::Option> options = verb.m_options;
@@ -175,9 +175,9 @@ std::string makeFishCompletions(const std::vector<Verb>& verbs) {
         script += complete + " -n __fish_use_subcommand -a " + description.m_name + " -d " +
                   quoteForFish(description.m_purpose) + '\n';
     }
-    script += complete + " -n __fish_use_subcommand -a help -d 'tell what a verb does'\n" + complete +
+    script += complete + " -n __fish_use_subcommand -a help -d 'describe a verb'\n" + complete +
               " -n __fish_use_subcommand -s h -l help -d 'list the verbs'\n" + complete +
-              " -n __fish_use_subcommand -s V -l version -d 'tell the version'\n" + complete +
+              " -n __fish_use_subcommand -s V -l version -d 'print the version'\n" + complete +
               " -n '__fish_seen_subcommand_from help' -a " + quoteForFish(namesOfVerbs(verbs)) + '\n';
     for (const Verb& verb : verbs) {
         const std::string behindVerb = complete + " -n '__fish_seen_subcommand_from " + verb.m_description.m_name + "'";

@@ -67,7 +67,7 @@ std::string bold(const std::string_view text) {
 }
 
 void appendTitle(std::string& page, std::string name, const std::string_view purpose) {
-    page += ".\\\" Made from the description of the command line; changes here are lost.\n";
+    page += ".\\\" Generated from the description of the command line; changes here are lost.\n";
     std::string upperCaseName = name;
     std::transform(name.begin(), name.end(), upperCaseName.begin(),
                    [](const unsigned char character) { return static_cast<char>(std::toupper(character)); });
@@ -103,8 +103,8 @@ std::string makeProgramPage(const std::string& starter, const std::string& purpo
         seeAlso += (seeAlso.empty() ? "" : ",\n") + bold(getNameOfPage(verb)) + "(1)";
     }
     page += ".SH OPTIONS\n";
-    appendOption(page, {"-h", "--help", "", "Lists the verbs; behind a verb, tells what it does.", {}});
-    appendOption(page, {"-V", "--version", "", "Tells the version.", {}});
+    appendOption(page, {"-h", "--help", "", "Lists the verbs; after a verb, describes it.", {}});
+    appendOption(page, {"-V", "--version", "", "Prints the version.", {}});
     return page + ".SH SEE ALSO\n" + seeAlso + '\n';
 }
 

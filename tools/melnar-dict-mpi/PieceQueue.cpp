@@ -24,7 +24,7 @@ FileDescriptor makeNamelessFile(const std::string& folderName) {
     FileDescriptor file(::mkostemp(name.data(), O_CLOEXEC));
     if (!file.isOpen())
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_MAKE, MelnarException::NO_CAUSES, "mkostemp", errno,
-                                  "Cannot make a file for what is read ahead in '", folderName, "'.");
+                                  "Cannot create a file for input that is read ahead in '", folderName, "'.");
     ::unlink(name.c_str());
     return file;
 }
@@ -37,7 +37,7 @@ void readAll(const FileDescriptor& file, std::string& bytes, const uint64_t plac
             read += static_cast<size_t>(result);
         else if (result == 0 || errno != EINTR)
             throw SystemCallException(SOURCE_FILE, LINE_CANNOT_READ, MelnarException::NO_CAUSES, "pread",
-                                      result == 0 ? EIO : errno, "Cannot read what has been read ahead.");
+                                      result == 0 ? EIO : errno, "Cannot read input that was read ahead.");
     }
 }
 

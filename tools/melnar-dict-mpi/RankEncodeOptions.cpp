@@ -7,11 +7,11 @@
 namespace {
 
 constexpr const char* TEXT = R"(
-Writes a row of IDs for each statement of RDF files with all processes that mpirun starts, the ranks: those of subject,
-predicate and object, and in files of quads that of the graph, or 0. The dictionary is a folder of shards; each rank has the
-shards with its number modulo the number of ranks in memory. OUT is an array of NumPy (.npy), the one that melnar-dict
-encode makes, on a file system that all ranks share; it appears when it is complete. A term that the dictionary does not
-have is bad data. Ranks read files, and share memory, as for load.
+Writes a row of IDs for each statement of RDF files with all processes that mpirun starts, the ranks: the IDs of subject,
+predicate and object, and in files of quads that of the graph, or 0. The dictionary is a folder of shards; each rank keeps
+the shards with its number modulo the number of ranks in memory. OUT is the same NumPy array (.npy) that melnar-dict encode
+writes, on a file system that all ranks share; it appears only when it is complete. A term that the dictionary does not have
+is bad data. Ranks read files and share memory as for load.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -34,7 +34,7 @@ VerbDescription describeRankEncode(RankEncodeOptions& options) {
     verb.addFile("-d,--dictionary", "DICTIONARY", "the folder of the dictionary with the terms",
                  encode.m_dictionaryName);
     addOutput(verb, OutputKind::FILE_ONLY, "OUT",
-              "the file to write; one that exists is replaced, unless it is an input or a dictionary",
+              "the file to write; an existing file is replaced, unless it is an input or a dictionary",
               "replace OUT even if it is a dictionary, unless it is DICTIONARY", encode.m_output);
     addRowOptions(verb, encode.m_rows);
     addInputFiles(verb, InputFormats::ALL, encode.m_files);

@@ -62,7 +62,8 @@ void RankInputs::agree(const Ranks& ranks, const std::string& base) {
             try {
                 std::error_code error;
                 if (!std::filesystem::is_regular_file(name, error))
-                    throw ToolFailure(ExitCode::FAILURE, error ? error.message() : "several processes read only files");
+                    throw ToolFailure(ExitCode::FAILURE,
+                                      error ? error.message() : "several processes can read only regular files");
                 const bool isCut = isPlainFile(name) && isLineFormat(format);
                 const InputStamp stamp = stampInput(name, base);
                 appendValue(index, known);
@@ -100,7 +101,7 @@ uint64_t getTotalBytesOf(const std::span<const SlicePlan::Input> inputs) noexcep
 
 void addInputsOfRank(VerbDescription& verb, bool& variable) {
     verb.addFlag("--inputs-of-rank",
-                 "each FILE is on the machine of one rank, whose number stands before it: 3:/scratch/part-3.nt; "
-                 "without this, all ranks can read all files",
+                 "each FILE is on the machine of one rank, whose number precedes it: 3:/scratch/part-3.nt; "
+                 "without this, all ranks must be able to read all files",
                  variable);
 }

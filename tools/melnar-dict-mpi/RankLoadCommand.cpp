@@ -215,20 +215,20 @@ void RankLoad::findBeginning() {
         m_openedName = m_folderName;
         m_manifest = std::move(unfinished->m_manifest);
         m_work = std::move(unfinished->m_work);
-        notes << "going on with the load that was interrupted, which has " +
-                     std::to_string(m_manifest.getNumberOfResources()) + " terms so far\n";
+        notes << "resuming the interrupted load, which has " + std::to_string(m_manifest.getNumberOfResources()) +
+                     " terms so far\n";
         return;
     }
     if (unfinished && !m_options.m_output.m_isForced) {
         if (unfinished->m_work.m_task == m_work.m_task)
             throw ToolFailure(ExitCode::USAGE, "the folder '" + m_folderName +
-                                                   "' has an unfinished load of the same files; --resume goes on with "
-                                                   "it, and --force gives it up");
+                                                   "' has an unfinished load of the same files; --resume resumes it, "
+                                                   "and --force discards it");
         refuseToGiveUp(m_folderName, unfinished->m_work, true);
     }
     LoadCheckpoint::removeFrom(m_folderName);
     if (m_isResuming)
-        notes << "there is no checkpoint to go on from: the load begins\n";
+        notes << "there is no checkpoint to resume from: the load starts\n";
 }
 
 /// Returns whether all has been read, and not an input's error has ended the load.
@@ -324,9 +324,9 @@ void RankLoad::noteProgress(const RankRounds::Progress& progress, const std::spa
             if (m_options.m_feedback.m_isQuiet)
                 continue;
             m_first->m_messages.write(m_names[rank] + ": its shards take " + describeBytes(memoryInUse[rank]) +
-                                      " of the " + describeBytes(m_limits[rank]) + " that they may, with " +
+                                      " of the " + describeBytes(m_limits[rank]) + " that they may use, with " +
                                       std::to_string(std::min<uint64_t>(100, progress.m_bytesRead * 100 / totalBytes)) +
-                                      "% of the input read; with more ranks each has less\n");
+                                      "% of the input read; with more ranks each uses less\n");
         }
 }
 

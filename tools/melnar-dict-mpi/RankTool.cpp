@@ -27,9 +27,8 @@ std::string getHelp(const std::vector<RankVerb>& verbs) {
     for (const RankVerb& verb : verbs)
         help += "  " + verb.m_description.m_name + std::string(11 - verb.m_description.m_name.size(), ' ') +
                 verb.m_description.m_purpose + '\n';
-    return help +
-           "\nmelnar-dict-mpi VERB --help tells more; melnar-dict-mpi --version tells the version. What a folder "
-           "holds is read by melnar-dict.\n";
+    return help + "\nmelnar-dict-mpi VERB --help prints details; melnar-dict-mpi --version prints the version. Use "
+                  "melnar-dict to read the folders.\n";
 }
 
 const RankVerb& findVerb(const std::vector<RankVerb>& verbs, const std::string& name) {

@@ -27,8 +27,8 @@ std::string getHelp(const std::vector<Verb>& verbs) {
             .append(11 - verb.m_description.m_name.size(), ' ')
             .append(verb.m_description.m_purpose)
             .append("\n");
-    return help + "\nmelnar-dict help VERB or melnar-dict VERB --help tells more; melnar-dict --version tells the "
-                  "version.\n\nExample:\n\n  melnar-dict load dump.nt.gz -o dump.dict\n"
+    return help + "\nmelnar-dict help VERB or melnar-dict VERB --help prints details; melnar-dict --version prints "
+                  "the version.\n\nExample:\n\n  melnar-dict load dump.nt.gz -o dump.dict\n"
                   "  melnar-dict lookup dump.dict '\"Berlin\"@de'\n";
 }
 

@@ -191,7 +191,7 @@ TEST_F(RankEncodeProcessTest, theDictionaryMustBeAFolderOfShards) {
     std::filesystem::create_directory(m_directory.getPathOf("folder"));
     for (const std::string name : {"file", "missing", "folder"})
         expectRanksFail(2, {"encode", "in.nq", "-d", name, "-o", "out.npy"}, 3,
-                        "'" + name + "' is no folder of shards: there is no file '" + name + "/manifest'");
+                        "'" + name + "' is not a folder of shards: there is no file '" + name + "/manifest'");
     m_directory.addFile("d/manifest", "no manifest");
     const ToolResult result = runRanks(2, makeArguments("out.npy", {"in.nq"}));
     EXPECT_EQ(3, result.m_exitCode);
@@ -219,7 +219,7 @@ TEST_F(RankEncodeProcessTest, anOutputThatWouldDestroySomethingIsRefusedOnce) {
     expectRefused("in.nq", "the input 'in.nq' is also the output 'in.nq'");
     expectRefused("d/manifest", "'d/manifest' is in the folder of a dictionary; --force writes it nevertheless");
     expectRefused("file", "'file' is a dictionary; --force replaces it");
-    expectRefused("-", "OUT must be a file, and '-' is standard input or output; './-' is a file of that name");
+    expectRefused("-", "OUT must be a file; '-' is standard input or output, and './-' is a file of that name");
     encodeByOneProcess({"in.nq"});
     const std::string rows = getContentsOf("out.npy");
     expectRanksSucceed(2, makeArguments("file", {"in.nq", "--force"}));

@@ -84,7 +84,7 @@ TEST(RankLoadOptionsTest, readsAllFormats) {
 }
 
 TEST(RankLoadOptionsTest, refusesWhatContradictsItself) {
-    EXPECT_EQ("--rejected needs --lenient, as without it nothing is skipped",
+    EXPECT_EQ("--rejected needs --lenient; nothing is skipped without it",
               messageOf({"a.nt", "-o", "d", "--rejected", "r"}));
     for (const std::vector<std::string>& option :
          {std::vector<std::string>{"--id-width", "8"}, {"--id-width", "auto"}, {"--quads"}}) {

@@ -165,13 +165,13 @@ TEST_F(RankLoadProcessTest, wrongCommandLinesAreToldOnce) {
     expectRanksFail(3, {"load", "in.nq"}, 2, "load needs -o, the folder of the dictionary");
     expectRanksFail(2, {"lode", "in.nq"}, 2, "unknown verb 'lode'; melnar-dict-mpi --help lists the verbs");
     expectRanksFail(2, {"load", "in.nq", "-o", "d", "--rejected", "r"}, 2,
-                    "--rejected needs --lenient, as without it nothing is skipped");
+                    "--rejected needs --lenient; nothing is skipped without it");
     expectRanksFail(2, {"load", "in.nq", "-o", "d", "--quads"}, 2, "--id-width and --quads need --ids");
     expectRanksFail(2, {"load", "in.nq", "-o", "d", "--ids", "-"}, 2,
                     "several processes cannot write rows to standard output");
     expectRanksFail(2, {"load", "-", "--format", "nt", "-o", "d"}, 2, "several processes cannot read standard input");
     expectRanksFail(1, {"load", "in.nq", "-o", "in.nq"}, 2,
-                    "'in.nq' exists and is not a folder, which a dictionary of shards is");
+                    "'in.nq' exists and is not a folder; a dictionary of shards is a folder");
 }
 
 TEST_F(RankLoadProcessTest, withoutAVerbTheHelpIsToldAsAnError) {
@@ -229,7 +229,7 @@ TEST_F(RankLoadProcessTest, inputThatCannotBeReadIsToldOnce) {
     EXPECT_EQ(0, ::mkfifo(m_directory.getPathOf("pipe.nt").c_str(), 0600));
     const ToolResult result = runRanks(2, {"load", "pipe.nt", "-o", "d"});
     EXPECT_EQ(3, result.m_exitCode);
-    EXPECT_EQ(nameRank(0) + "pipe.nt: several processes read only files\n", result.m_errorOutput);
+    EXPECT_EQ(nameRank(0) + "pipe.nt: several processes can read only regular files\n", result.m_errorOutput);
     EXPECT_FALSE(exists("d"));
 }
 
@@ -307,7 +307,7 @@ TEST_F(RankLoadProcessTest, ranksThatRunOutOfMemoryAreNamedAndLeaveTheOldFiles) 
     EXPECT_TRUE(result.m_errorOutput.find(nameRank(0)) != std::string::npos ||
                 result.m_errorOutput.find(nameRank(1)) != std::string::npos)
         << result.m_errorOutput;
-    EXPECT_NE(std::string::npos, result.m_errorOutput.find("% of the input read; with more ranks each has less\n"))
+    EXPECT_NE(std::string::npos, result.m_errorOutput.find("% of the input read; with more ranks each uses less\n"))
         << result.m_errorOutput;
     EXPECT_TRUE(files == getFiles());
     EXPECT_EQ(QUADS, decode("d.npy", "d"));
@@ -394,7 +394,7 @@ TEST_F(HeldRankLoadProcessTest, anyNumberOfRanksGoesOnWithALoadThatWasKilled) {
         EXPECT_TRUE(exists("d/work-manifest"));
         EXPECT_FALSE(exists("d/manifest") || exists("d.npy"));
         const std::string note = finish(numberThatGoesOn);
-        EXPECT_EQ(0u, note.find("going on with the load that was interrupted, which has ")) << note;
+        EXPECT_EQ(0u, note.find("resuming the interrupted load, which has ")) << note;
         expectFiles();
         remove("d");
     }
@@ -404,7 +404,7 @@ TEST_F(HeldRankLoadProcessTest, anyNumberOfRanksGoesOnWithALoadThatWasKilled) {
 TEST_F(HeldRankLoadProcessTest, aLoadThatWasKilledTwiceIsGoneOnWith) {
     kill(3, Victim::LAST_RANK);
     kill(2, Victim::FIRST_RANK, {"--resume"});
-    EXPECT_EQ(0u, finish(3).find("going on with "));
+    EXPECT_EQ(0u, finish(3).find("resuming the interrupted load, "));
     expectFiles();
 }
 
@@ -428,7 +428,7 @@ TEST_F(RankLoadProcessTest, aLoadThatEndsEarlierTheSecondTimeIsGoneOnWith) {
     const ToolResult result =
         runRanks(2, std::vector<std::string>{"load", "in.nt", "-o", "e", "--ids", "e.npy", "--resume"} + lenient);
     EXPECT_EQ(0, result.m_exitCode);
-    EXPECT_EQ(0u, result.m_errorOutput.find("going on with ")) << result.m_errorOutput;
+    EXPECT_EQ(0u, result.m_errorOutput.find("resuming the interrupted load, ")) << result.m_errorOutput;
     // What was done before is told once more, once.
     EXPECT_TRUE(result.m_errorOutput.ends_with('\n' + expected.m_errorOutput)) << result.m_errorOutput;
     EXPECT_EQ(rejected, getContentsOf("rejected"));
@@ -441,24 +441,24 @@ TEST_F(RankLoadProcessTest, aLoadThatEndsEarlierTheSecondTimeIsGoneOnWith) {
 /// So that hours of work are not lost by a slip.
 TEST_F(HeldRankLoadProcessTest, anUnfinishedLoadIsNotGivenUpUnlessItIsForced) {
     kill(2, Victim::LAST_RANK);
-    expectRanksFail(2, getArguments(), 2,
-                    "the folder 'd' has an unfinished load of the same files; --resume goes on with it, and --force "
-                    "gives it up");
+    expectRanksFail(
+        2, getArguments(), 2,
+        "the folder 'd' has an unfinished load of the same files; --resume resumes it, and --force discards it");
     expectRanksFail(2, {"load", "in.nq", "-o", "d", "--resume"}, 2,
-                    "the folder 'd' has an unfinished load of other files, of files that have changed or are gone, or "
-                    "with other options; the same command goes on with it, and --force gives it up");
+                    "the folder 'd' has an unfinished load of other files, of files that have changed or no longer "
+                    "exist, or with other options; the same command resumes it, and --force discards it");
     for (const std::vector<std::string>& arguments :
          {std::vector<std::string>{"load", "in.nq", "--shards", "-o", "d"}, getArguments({"--shards"})})
         expectRefusal(arguments,
                       "the folder 'd' has an unfinished load by several processes; melnar-dict-mpi load with "
-                      "--resume goes on with it, and --force gives it up");
-    EXPECT_EQ(0u, finish(1).find("going on with "));
+                      "--resume resumes it, and --force discards it");
+    EXPECT_EQ(0u, finish(1).find("resuming the interrupted load, "));
     expectFiles();
     remove("d");
     kill(2, Victim::FIRST_RANK);
     const ToolResult result = runRanks(2, getArguments({"--force", "--errors", "0"}));
     EXPECT_EQ(0, result.m_exitCode) << result.m_errorOutput;
-    EXPECT_EQ(std::string::npos, result.m_errorOutput.find("going on")) << result.m_errorOutput;
+    EXPECT_EQ(std::string::npos, result.m_errorOutput.find("resuming")) << result.m_errorOutput;
     expectFiles();
 }
 
@@ -470,15 +470,14 @@ TEST_F(HeldRankLoadProcessTest, ranksDoNotGoOnWithALoadByOneProcess) {
     EXPECT_TRUE(exists("d/work-manifest"));
     expectRanksFail(
         2, getArguments({"--resume"}), 2,
-        "the folder 'd' has an unfinished load by one process; melnar-dict load goes on with it, and --force "
-        "gives it up");
+        "the folder 'd' has an unfinished load by one process; melnar-dict load resumes it, and --force discards it");
     EXPECT_EQ(0, run(arguments).m_exitCode);
     expectFiles();
 }
 
 TEST_F(HeldRankLoadProcessTest, whereNothingIsUnfinishedTheLoadBegins) {
     for (const bool isThere : {false, true}) {
-        EXPECT_EQ("there is no checkpoint to go on from: the load begins\n", finish(2)) << isThere;
+        EXPECT_EQ("there is no checkpoint to resume from: the load starts\n", finish(2)) << isThere;
         expectFiles();
     }
 }
@@ -493,7 +492,7 @@ TEST_F(HeldRankLoadProcessTest, readersSeeTheOldDictionaryUntilTheLoadIsDone) {
         EXPECT_TRUE(files.contains(name) && files.at(name) == contents) << name;
     EXPECT_EQ(QUADS, decode("d.npy", "d"));
     expectSuccess({"verify", "d"});
-    EXPECT_EQ(0u, finish(3).find("going on with "));
+    EXPECT_EQ(0u, finish(3).find("resuming the interrupted load, "));
     expectFiles();
 }
 
@@ -511,7 +510,7 @@ TEST_F(HeldRankLoadProcessTest, aDiskThatIsFullForOneRankLeavesTheLastCheckpoint
         const auto files = getFiles("d");
         EXPECT_TRUE(files.contains("work-manifest"));
     }
-    EXPECT_EQ(0u, finish(3).find("going on with "));
+    EXPECT_EQ(0u, finish(3).find("resuming the interrupted load, "));
     expectFiles();
 }
 

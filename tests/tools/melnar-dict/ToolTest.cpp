@@ -146,12 +146,14 @@ TEST_F(ToolTest, loadsWhatItKnowsOfAFolder) {
     expectFailure(2, "melnar-dict: the input 'dumps/b.nt' is also the output 'dumps/b.nt'\n",
                   run({"load", "dumps", "-o", "dumps/b.nt"}));
     std::filesystem::create_directory(m_directory.getPathOf("empty"));
-    expectFailure(2, "melnar-dict: the folder 'empty' has no file whose name tells a format\n", run({"load", "empty"}));
+    expectFailure(2, "melnar-dict: the folder 'empty' has no file whose name indicates a format\n",
+                  run({"load", "empty"}));
 }
 
 TEST_F(ToolTest, refusesAHostileFileWithoutTakingTheMemory) {
     m_directory.addFile("a.nt.xz", xz(TEXT, {.m_dictionarySize = 1536u << 20}));
-    expectFailure(3, "a.nt.xz: unpacking it takes more than the 256 MiB of memory allowed\n", run({"load", "a.nt.xz"}));
+    expectFailure(3, "a.nt.xz: decompressing it takes more than the 256 MiB of memory allowed\n",
+                  run({"load", "a.nt.xz"}));
 }
 
 TEST_F(ToolTest, letsAGivenFormatOverrideTheName) {
@@ -262,7 +264,7 @@ TEST_F(ToolTest, endsWithThreeWhenAFileCannotBeRead) {
     expectFailure(3, "absent.nt: No such file or directory\n", run({"load", "absent.nt"}));
     expectFailure(3, "absent.nt: No such file or directory\n", run({"load", "--lenient", "absent.nt"}));
     expectFailure(3, "cut.nt.gz: not a sound gzip file: it ends early\n", run({"load", "cut.nt.gz"}));
-    expectFailure(3, "wrong.nt.gz: not a sound gzip file: its checksum or length does not fit its data\n",
+    expectFailure(3, "wrong.nt.gz: not a sound gzip file: its checksum or length does not match its data\n",
                   run({"load", "wrong.nt.gz"}));
     expectFailure(3, "plain.nt.gz: not a sound gzip file: its first bytes are not those of the format\n",
                   run({"load", "plain.nt.gz"}));
@@ -375,7 +377,7 @@ TEST_F(ToolTest, endsWithTwoOnAWrongCommandLine) {
     expectFailure(2, "melnar-dict: unknown option --what\n", run({"load", "a.nt", "--what"}));
     expectFailure(2, "melnar-dict: option --threads needs a number from 1 to 1024, not 'many'\n",
                   run({"load", "a.nt", "--threads", "many"}));
-    expectFailure(2, "melnar-dict: the name 'a.txt' tells no format; give it with --format\n",
+    expectFailure(2, "melnar-dict: the name 'a.txt' does not indicate a format; give it with --format\n",
                   run({"load", "a.nt", "a.txt"}));
     expectFailure(2, "melnar-dict: unknown verb 'loda'; did you mean 'load'?\n", run({"loda", "a.nt"}));
     expectFailure(2, "melnar-dict: unknown verb 'frob'; melnar-dict --help lists the verbs\n", run({"frob"}));

@@ -25,7 +25,7 @@ constexpr size_t LONGEST_TEXT_OF_A_THREAD = 4 << 20;
 constexpr size_t LARGEST_NUMBER_OF_FALSE_BEGINNINGS = 16;
 
 constexpr const char* DAMAGED = "its data is damaged";
-constexpr const char* FOLLOWED = "something else follows the packed data";
+constexpr const char* FOLLOWED = "something else follows the compressed data";
 
 [[noreturn]] void failWith(const char* const cause) {
     failAsUnsound(PackedFormat::BZIP2, cause);
@@ -154,7 +154,7 @@ void Bzip2Source::takeEndOfStream(const Bzip2Stretch& stretch) {
         failWith(DAMAGED);
     }
     if (checksumIn(stretch.m_bits) != m_checksum)
-        failWith("its checksum does not fit its data");
+        failWith("its checksum does not match its data");
     m_position = Position::BETWEEN_STREAMS;
     // The last byte of the stream is filled up.
     const size_t bitsOfLastByte = (stretch.m_offset + BITS_OF_END) % BITS_PER_BYTE;

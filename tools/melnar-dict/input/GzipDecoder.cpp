@@ -54,7 +54,7 @@ void GzipDecoder::startMember(std::span<char>& packed) {
     if (packed.front() == 0)
         m_position = Position::IN_PADDING;
     else if (packed.front() != FIRST_BYTE_OF_MEMBER)
-        failWith("something else follows the packed data");
+        failWith("something else follows the compressed data");
     else {
         isal_inflate_reset(&m_state);
         isal_gzip_header_init(&m_header);
@@ -65,7 +65,7 @@ void GzipDecoder::startMember(std::span<char>& packed) {
 
 void GzipDecoder::skipPadding(std::span<char>& packed) {
     if (std::any_of(packed.begin(), packed.end(), [](const char byte) { return byte != 0; }))
-        failWith("something else follows the packed data");
+        failWith("something else follows the compressed data");
     packed = {};
 }
 
@@ -80,7 +80,7 @@ int GzipDecoder::advance(std::span<char>& packed, std::span<char>& unpacked, con
     packed = {reinterpret_cast<char*>(m_state.next_in), packed.data() + packed.size()};
     unpacked = {reinterpret_cast<char*>(m_state.next_out), unpacked.data() + unpacked.size()};
     if (result < 0)
-        failWith(result == ISAL_INCORRECT_CHECKSUM ? "its checksum or length does not fit its data"
+        failWith(result == ISAL_INCORRECT_CHECKSUM ? "its checksum or length does not match its data"
                                                    : "its data is damaged");
     return result;
 }

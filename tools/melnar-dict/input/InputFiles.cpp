@@ -73,7 +73,7 @@ private:
 
     InputFiles getNames() const {
         if (m_hasFormat)
-            throw ToolFailure(ExitCode::USAGE, "with these options " + m_verb + " reads no RDF, and needs no --format");
+            throw ToolFailure(ExitCode::USAGE, "with these options " + m_verb + " reads no RDF and takes no --format");
         InputFiles files;
         for (const auto& [fileName, format] : m_files)
             files.emplace_back(fileName, RdfFormat());
@@ -135,8 +135,8 @@ void addInputFiles(VerbDescription& verb, const InputFormats formats, InputFiles
     verb.m_operands.push_back(
         {"FILE", "a file", true, [reader](const std::string& name) { reader->takeName(name); }, true});
     verb.addOption("--format", "FORMAT",
-                   "read the files behind this option, up to the next one, as " + reader->listFormats() +
-                       " or, with auto, as what their names say; the first one holds for files before it, too",
+                   "read the files after this option, up to the next one, as " + reader->listFormats() +
+                       " or, with auto, as their names say; the first one also applies to files before it",
                    [reader](const std::string& name) { reader->takeFormat(name); });
     verb.m_options.back().m_choices = reader->getFormatNames();
     verb.m_options.back().m_choices.emplace_back(FORMAT_OF_NAME);
@@ -146,7 +146,7 @@ void addInputFiles(VerbDescription& verb, const InputFormats formats, InputFiles
 }
 
 void addBase(VerbDescription& verb, std::string& variable) {
-    verb.addOption("--base", "IRI", "what relative IRIs are relative to, until the file says otherwise",
+    verb.addOption("--base", "IRI", "the IRI that relative IRIs are relative to, until the file sets another base",
                    [&variable](const std::string& value) {
                        if (!isWrittenAbsoluteIri(value))
                            throw ToolFailure(ExitCode::USAGE,
@@ -157,7 +157,7 @@ void addBase(VerbDescription& verb, std::string& variable) {
 }
 
 void addVersion(VerbDescription& verb, Rdf::Version& variable) {
-    verb.addOption("--rdf", "VERSION", "read files as RDF 1.1 or 1.2 has it (default: 1.2)",
+    verb.addOption("--rdf", "VERSION", "read files according to RDF 1.1 or 1.2 (default: 1.2)",
                    [&variable](const std::string& name) {
                        const std::optional<Rdf::Version> version = versionOfName(name);
                        if (!version)

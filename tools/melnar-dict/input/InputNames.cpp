@@ -42,7 +42,7 @@ Files expandFolder(const std::string& folderName, const std::optional<RdfFormat>
     Files files = listFolder(folderName, format);
     if (files.empty())
         throw ToolFailure(ExitCode::USAGE, "the folder '" + folderName + "' has no file " +
-                                               (format ? "to be read" : "whose name tells a format"));
+                                               (format ? "to read" : "whose name indicates a format"));
     return files;
 }
 
@@ -63,9 +63,10 @@ Files expandInputNames(const std::vector<std::pair<std::string, std::optional<Rd
         }
         const std::optional<RdfFormat> format = givenFormat ? givenFormat : formatOfFile(name);
         if (!format)
-            throw ToolFailure(ExitCode::USAGE, name == STANDARD_STREAM
-                                                   ? "standard input needs --format"
-                                                   : "the name '" + name + "' tells no format; give it with --format");
+            throw ToolFailure(ExitCode::USAGE,
+                              name == STANDARD_STREAM
+                                  ? "standard input needs --format"
+                                  : "the name '" + name + "' does not indicate a format; give it with --format");
         files.emplace_back(name, *format);
     }
     return files;

@@ -79,8 +79,9 @@ std::string_view withoutPackedExtension(const std::string_view fileName) {
 
 void refusePackedOutput(const std::string& outputName) {
     if (const Description* const description = describeFile(outputName))
-        throw ToolFailure(ExitCode::USAGE, "output '" + outputName + "' would not be packed as " + description->m_name +
-                                               ", as its name says; give it another name and pack it afterwards");
+        throw ToolFailure(ExitCode::USAGE, "output '" + outputName + "' would not be compressed as " +
+                                               description->m_name +
+                                               ", as its name says; give it another name and compress it afterwards");
 }
 
 void failAsUnsound(const PackedFormat format, const std::string& cause) {
@@ -89,6 +90,6 @@ void failAsUnsound(const PackedFormat format, const std::string& cause) {
 }
 
 void failAsTooLarge(const size_t largestMemory) {
-    throw ToolFailure(ExitCode::FAILURE, "unpacking it takes more than the " + std::to_string(largestMemory >> 20) +
+    throw ToolFailure(ExitCode::FAILURE, "decompressing it takes more than the " + std::to_string(largestMemory >> 20) +
                                              " MiB of memory allowed");
 }

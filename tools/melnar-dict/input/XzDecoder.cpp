@@ -46,7 +46,7 @@ void XzDecoder::requireSuccess(const lzma_ret result) {
     case LZMA_UNSUPPORTED_CHECK:
         failAsUnsound(PackedFormat::XZ, "its kind of checksum is unknown");
     case LZMA_OPTIONS_ERROR:
-        failAsUnsound(PackedFormat::XZ, "it is packed in an unknown way");
+        failAsUnsound(PackedFormat::XZ, "its compression options are not supported");
     default:
         failAsUnsound(PackedFormat::XZ, "its data is damaged");
     }

@@ -16,7 +16,7 @@ namespace {
     case ZSTD_error_frameParameter_windowTooLarge:
         failAsTooLarge(size_t(1) << ZstdDecoder::LARGEST_WINDOW_LOG);
     case ZSTD_error_prefix_unknown:
-        failAsUnsound(PackedFormat::ZSTD, "something else follows the packed data");
+        failAsUnsound(PackedFormat::ZSTD, "something else follows the compressed data");
     case ZSTD_error_checksum_wrong:
         failAsUnsound(PackedFormat::ZSTD, "its checksum does not fit its data");
     default:

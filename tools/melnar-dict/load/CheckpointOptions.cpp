@@ -3,8 +3,8 @@
 void addCheckpoint(VerbDescription& verb, const std::string& condition, CheckpointOptions& variable) {
     verb.addOption(
         "--checkpoint", "N",
-        condition + "save an unfinished load every N minutes (default: 10), or with a \"b\" behind N every N blocks of "
-                    "1 MiB; 0 never",
+        condition + "save an unfinished load every N minutes (default: 10), or with \"Nb\" every N blocks of 1 MiB; 0 "
+                    "disables it",
         [&variable](const std::string& value) {
             constexpr uint64_t LARGEST = 1'000'000'000;
             const bool countsBlocks = value.ends_with('b');

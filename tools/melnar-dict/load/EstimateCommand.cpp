@@ -8,10 +8,10 @@
 namespace {
 
 constexpr const char* TEXT = R"(
-Reads samples of RDF files and says what load would need: the memory of the dictionary, the sizes of its file and of the
-rows that --ids would write, with 4 bytes an ID, and the time until everything is loaded, without saving. About 64 MiB are
-read, spread evenly over the files, so small ones are read as a whole. Packed files are unpacked to see what is in them,
-but no more than 1 GiB of each; of standard input and pipes the beginning is read. Faulty statements count for nothing.
+Reads samples of RDF files and estimates what load would need: the memory of the dictionary, the sizes of its file and
+of the rows that --ids would write, with 4 bytes per ID, and the time to load everything, without saving. It reads about
+64 MiB, spread evenly over the files; smaller input is read completely. Compressed files are decompressed, but at most
+1 GiB of each. Of standard input and pipes, only the beginning is read. Faulty statements are not counted.
 )";
 
 constexpr const char* EXIT_CODES = R"(

@@ -31,7 +31,8 @@ Figures figuresOf(const LoadEstimate& estimate) {
 } // namespace
 
 std::string LoadEstimate::toText() const {
-    return toTable(figuresOf(*this)) + (m_isWholeInput ? "" : "of what was read of a pipe; there may be more\n");
+    return toTable(figuresOf(*this)) +
+           (m_isWholeInput ? "" : "only for the part of a pipe that was read; there may be more\n");
 }
 
 std::string LoadEstimate::toJson() const {

@@ -118,7 +118,7 @@ bool ShardSpill::isNameOfFile(const std::string& fileName) {
 void ShardSpill::requireShortForm(const BatchEntry& term) {
     if (term.m_lexicalForm.size() > std::numeric_limits<uint32_t>::max())
         throw ToolFailure(ExitCode::FAILURE, "a term of " + std::to_string(term.m_lexicalForm.size()) +
-                                                 " bytes is too long to be put aside, or sent to another process");
+                                                 " bytes is too long to be spilled or sent to another process");
 }
 
 std::string ShardSpill::getNameOfRowFile(const std::string& folderName, const uint64_t number) {

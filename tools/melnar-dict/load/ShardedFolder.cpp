@@ -44,7 +44,7 @@ ShardedFolder::ShardedFolder(const LoadOptions& options)
     std::error_code error;
     m_isMade = fs::create_directory(m_name, error);
     if (error)
-        throw ToolFailure(ExitCode::FAILURE, "cannot make the folder '" + m_name + "': " + error.message());
+        throw ToolFailure(ExitCode::FAILURE, "cannot create the folder '" + m_name + "': " + error.message());
 }
 
 ShardedFolder::~ShardedFolder() {
@@ -64,11 +64,10 @@ void ShardedFolder::check() const {
         return;
     if (!fs::is_directory(status))
         throw ToolFailure(ExitCode::USAGE,
-                          "'" + m_name + "' exists and is not a folder, which a dictionary of shards is");
+                          "'" + m_name + "' exists and is not a folder; a dictionary of shards is a folder");
     if (!OutputCheck::isDictionaryFolder(m_name) && !m_options.m_output.m_isForced && hasOtherFiles(m_name))
         throw ToolFailure(ExitCode::USAGE,
-                          "the folder '" + m_name +
-                              "' is not empty and no dictionary; --force puts one beside what it holds");
+                          "the folder '" + m_name + "' is not empty and has no dictionary; --force adds one to it");
     for (const auto& [fileName, format] : m_options.m_files)
         if (fileName != STANDARD_STREAM && isInFolder(fileName, m_name))
             throw ToolFailure(ExitCode::USAGE, "the input '" + fileName + "' is in the folder of the dictionary");

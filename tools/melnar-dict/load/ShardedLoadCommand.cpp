@@ -65,9 +65,9 @@ void requireRoom(const LoadOptions& options, const std::string& folderName, cons
                                                                     numberOfColumns, isFull, dictionaryLimit);
     if (const std::optional<uint64_t> freeBytes = OutputCheck::getFreeBytes(folderName);
         freeBytes && *freeBytes < neededBytes)
-        throw ToolFailure(ExitCode::FAILURE, "until the load is done it needs about " + std::to_string(neededBytes) +
+        throw ToolFailure(ExitCode::FAILURE, "the load needs up to about " + std::to_string(neededBytes) +
                                                  " bytes in '" + folderName + "', and its disk has " +
-                                                 std::to_string(*freeBytes) + "; --force tries it nevertheless");
+                                                 std::to_string(*freeBytes) + " free; --force tries it nevertheless");
 }
 
 /// Removes what the load leaves in the folder that nothing names, however it ends; under the folder's lock.
@@ -159,7 +159,7 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
                                                   {.m_memoryLimit = dictionaryLimit});
         // With less memory than before, the shards may not fit any more.
         work.m_isFull = work.m_isFull || areTooLarge(*ownedDictionary, dictionaryLimit);
-        options.m_feedback.getNoteOutput(errorOutput) << "going on with the load that was interrupted, which has " +
+        options.m_feedback.getNoteOutput(errorOutput) << "resuming the interrupted load, which has " +
                                                              std::to_string(ownedDictionary->getNumberOfResources()) +
                                                              " terms so far\n";
     } else {
@@ -168,7 +168,7 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
         requireRoom(options, folder.getName(), *ownedDictionary, work.m_isFull, dictionaryLimit, messages);
         if (unfinished)
             options.m_feedback.getNoteOutput(errorOutput)
-                << "giving up another load into '" + toPrintable(folder.getName()) + "', which was interrupted\n";
+                << "discarding another, interrupted load into '" + toPrintable(folder.getName()) + "'\n";
         LoadCheckpoint::removeFrom(folder.getName());
     }
     ShardedDictionary& dictionary = *ownedDictionary;

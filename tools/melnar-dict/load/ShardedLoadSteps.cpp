@@ -70,11 +70,11 @@ void refuseToGiveUp(const std::string& folderName, const LoadWork& unfinished, c
         throw ToolFailure(ExitCode::USAGE, "the folder '" + toPrintable(folderName) + "' has an unfinished load by " +
                                                (isForRanks ? "one process; melnar-dict load"
                                                            : "several processes; melnar-dict-mpi load with --resume") +
-                                               " goes on with it, and --force gives it up");
+                                               " resumes it, and --force discards it");
     throw ToolFailure(ExitCode::USAGE,
                       "the folder '" + toPrintable(folderName) +
-                          "' has an unfinished load of other files, of files that have changed or are gone, or with "
-                          "other options; the same command goes on with it, and --force gives it up");
+                          "' has an unfinished load of other files, of files that have changed or no longer exist, "
+                          "or with other options; the same command resumes it, and --force discards it");
 }
 
 void addDictionary(const ShardManifest& manifest, LoadReport& report) {

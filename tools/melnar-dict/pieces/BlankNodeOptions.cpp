@@ -8,13 +8,12 @@
 #include <vector>
 
 void addBlankNodes(VerbDescription& verb, const InputFiles& files, BlankNodeOptions& variable) {
-    verb.addChoice(
-        "--blank-nodes", "MODE",
-        "documents: labels of blank nodes belong to their files, as RDF has it (default); shared: one label is "
-        "one node in all files, as in the parts of a divided dump",
-        variable.m_mode,
-        std::vector<std::pair<std::string, BlankNodeScope::Mode>>{{"documents", BlankNodeScope::Mode::DOCUMENTS},
-                                                                  {"shared", BlankNodeScope::Mode::SHARED}});
+    verb.addChoice("--blank-nodes", "MODE",
+                   "documents: blank node labels are local to their files, as in RDF (default); shared: one label is "
+                   "one node in all files, as in the parts of a divided dump",
+                   variable.m_mode,
+                   std::vector<std::pair<std::string, BlankNodeScope::Mode>>{
+                       {"documents", BlankNodeScope::Mode::DOCUMENTS}, {"shared", BlankNodeScope::Mode::SHARED}});
     verb.m_checks.emplace_back([&files, &variable] {
         if (variable.m_mode == BlankNodeScope::Mode::SHARED &&
             !std::all_of(files.begin(), files.end(), [](const auto& file) { return isLineFormat(file.second); }))
@@ -24,11 +23,10 @@ void addBlankNodes(VerbDescription& verb, const InputFiles& files, BlankNodeOpti
 }
 
 void addDocument(VerbDescription& verb, BlankNodeOptions& variable) {
-    verb.addNumber(
-        "--document", "K",
-        "the first file is document K of those that the dictionary was loaded with, and the others follow it "
-        "(default: 1)",
-        variable.m_firstDocument, 1, BlankNodeScope::LARGEST_DOCUMENT);
+    verb.addNumber("--document", "K",
+                   "the first file was document K when the dictionary was loaded, and the others follow it "
+                   "(default: 1)",
+                   variable.m_firstDocument, 1, BlankNodeScope::LARGEST_DOCUMENT);
     verb.m_checks.emplace_back([&variable] {
         if (variable.m_mode == BlankNodeScope::Mode::SHARED && variable.m_firstDocument != 1)
             throw ToolFailure(ExitCode::USAGE, "--document needs --blank-nodes documents");

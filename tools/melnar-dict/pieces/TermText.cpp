@@ -76,18 +76,18 @@ const char* findTermFlaw(const std::string_view lexicalForm, const uint8_t datat
                    ? nullptr
                    : "its language tag is malformed";
     case D_IRI:
-        return isAbsoluteIri(lexicalForm) ? nullptr : "it is no absolute IRI";
+        return isAbsoluteIri(lexicalForm) ? nullptr : "it is not an absolute IRI";
     case D_BLANK_NODE:
-        return isLabel(lexicalForm) ? nullptr : "it is no label of a blank node";
+        return isLabel(lexicalForm) ? nullptr : "it is not a blank node label";
     case D_TYPED_LITERAL:
         return TermFamily::get(datatypeID).m_isWellFormed(lexicalForm) &&
                        isAbsoluteIri(Term::parse(datatypeID, lexicalForm).m_datatype)
                    ? nullptr
-                   : "its datatype is no absolute IRI, or that of a string";
+                   : "its datatype is not an absolute IRI, or is that of a string";
     case D_DIRECTIONAL_STRING:
         return isDirectionalString(lexicalForm) ? nullptr : "its language tag or direction is malformed";
     case D_TRIPLE_TERM:
-        return isTripleTerm(lexicalForm) ? nullptr : "it is no triple term in canonical form";
+        return isTripleTerm(lexicalForm) ? nullptr : "it is not a triple term in canonical form";
     default:
         return nullptr;
     }

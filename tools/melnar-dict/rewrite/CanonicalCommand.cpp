@@ -12,13 +12,13 @@
 namespace {
 
 constexpr const char* TEXT = R"(
-Writes the statements of RDF files of any syntax in the canonical form of N-Triples and N-Quads that RDF 1.2 defines, a
-line each, in their order; statements that stand twice are written twice. OUT appears when it is complete; "-" is
-standard input or output.
+Writes the statements of RDF files of any syntax in the canonical form of N-Triples and N-Quads that RDF 1.2 defines, one
+per line, in their order; duplicate statements are written as often as they occur. OUT appears only when it is
+complete; "-" is standard input or output.
 
 Statements in named graphs are written as N-Quads, all others as N-Triples; if OUT ends in .nt or .ttl, a named graph is an
-error. Nodes without a label get one. A label belongs to its file: if there are several files, the labels in the N-th file
-begin with docN- from the second on, unless --blank-nodes shared says that one label is one node.
+error. Nodes without a label get one. A label is local to its file: if there are several files, labels in the N-th file
+begin with docN- from the second file on, unless --blank-nodes shared makes one label one node.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -52,15 +52,15 @@ ExitCode rewriteFiles(const CanonicalOptions& options, OutputStream& output, Mes
 } // namespace
 
 VerbDescription describeCanonical(CanonicalOptions& options) {
-    VerbDescription verb{"canonical",
-                         "write statements in canonical form",
-                         TEXT,
-                         EXIT_CODES,
-                         {{"canonical dump.ttl -o dump.nt", "Writes a Turtle file as canonical N-Triples."},
-                          {"canonical a.nq.gz -o - | LC_ALL=C sort -u",
-                           "Prints the distinct statements in an order that is always the same."}}};
+    VerbDescription verb{
+        "canonical",
+        "write statements in canonical form",
+        TEXT,
+        EXIT_CODES,
+        {{"canonical dump.ttl -o dump.nt", "Writes a Turtle file as canonical N-Triples."},
+         {"canonical a.nq.gz -o - | LC_ALL=C sort -u", "Prints the distinct statements in a fixed order."}}};
     addOutput(verb, OutputKind::FILE_OR_STANDARD_OUTPUT, "OUT",
-              "the file to write; one that exists is replaced, unless it is an input or a dictionary",
+              "the file to write; an existing file is replaced, unless it is an input or a dictionary",
               "replace OUT even if it is a dictionary", options.m_output);
     addInputFiles(verb, InputFormats::ALL, options.m_files);
     addBlankNodes(verb, options.m_files, options.m_blankNodes);

@@ -5,7 +5,7 @@
 const char* CanonicalLines::take(const Rdf::Statement& statement, uint64_t, ParsedPiece& piece) {
     ++piece.m_counts.m_statements;
     if (!m_settings.m_hasGraphs && statement.m_graph.m_kind != Rdf::TermKind::NONE)
-        return "the statement is in a named graph, for which the output's format has no place";
+        return "the statement is in a named graph, which the output format cannot represent";
     Rdf::CanonicalWriter::appendStatementOf(statement, m_text,
                                             [this](const Rdf::Term& term, bool) { appendTerm(term); });
     return nullptr;

@@ -12,8 +12,8 @@
 namespace {
 
 constexpr const char* TEXT = R"(
-Reads RDF files and says on standard error what is not written as their syntax has it, the first error or, with
---lenient, all. Prints how much was read.
+Reads RDF files and reports syntax errors on standard error: the first one or, with --lenient, all. Prints the numbers of
+files, statements and errors.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -48,7 +48,7 @@ void checkFiles(const CheckOptions& options, InputJournal& journal, MessageOutpu
 
 VerbDescription describeCheck(CheckOptions& options) {
     VerbDescription verb{"check",
-                         "judge the syntax of RDF files",
+                         "check the syntax of RDF files",
                          TEXT,
                          EXIT_CODES,
                          {{"check --lenient dump.ttl", "Reports all errors of a file."}}};

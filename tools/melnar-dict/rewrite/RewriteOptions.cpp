@@ -8,19 +8,19 @@
 namespace {
 
 constexpr const char* ENCODE_TEXT = R"(
-Writes a row of IDs for each statement of RDF files, plain or packed, or of folders with such files: those of subject,
-predicate and object, and in files of quads that of the graph, or 0. decode does the reverse. OUT is an array of NumPy
-(.npy) that names the dictionary; it appears when it is complete. "-" is standard input or output; there the rows come
-without a header. A term that the dictionary does not have is bad data.
+Writes a row of IDs for each statement of RDF files, plain or compressed, or of folders with such files: the IDs of
+subject, predicate and object, and in files of quads that of the graph, or 0. decode does the reverse. OUT is a NumPy
+array (.npy) that contains the dictionary's identity; it appears only when it is complete. "-" is standard input or output,
+where rows have no header. A term that the dictionary does not have is bad data.
 
-With --as iri, N-Triples and N-Quads are written as such, in canonical form, with an IRI such as <melnar:17> in the place of
-every string literal, 17 being its resource ID. The first line is then a comment that names the dictionary.
+With --as iri, N-Triples and N-Quads are written as such, in canonical form, with an IRI such as <melnar:17> instead of
+every string literal; 17 is its resource ID. The first line is then a comment with the dictionary's identity.
 )";
 
 constexpr const char* DECODE_TEXT = R"(
 Writes the statements of files that encode or load has written, in canonical form, with language tags as the dictionary
-has them. OUT appears when it is complete; "-" is standard input or output. A file that names another dictionary is bad
-data, unless DICTIONARY has grown from that one by load --into.
+has them. OUT appears only when it is complete; "-" is standard input or output. A file that was encoded with
+another dictionary is bad data, unless DICTIONARY has grown from that one by load --into.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -47,11 +47,10 @@ void checkRows(const RewriteOptions& options) {
 VerbDescription addOptions(VerbDescription verb, RewriteOptions& options) {
     verb.addFile("-d,--dictionary", "DICTIONARY", "the dictionary with the terms", options.m_dictionaryName);
     addOutput(verb, OutputKind::FILE_OR_STANDARD_OUTPUT, "OUT",
-              "the file to write; one that exists is replaced, unless it is an input or a dictionary",
+              "the file to write; an existing file is replaced, unless it is an input or a dictionary",
               "replace OUT even if it is a dictionary, unless it is DICTIONARY", options.m_output);
     verb.addChoice(
-        "--as", "FORM",
-        "npy: rows of IDs in NumPy's format (default); iri: statements with IRIs in the place of literals",
+        "--as", "FORM", "npy: rows of IDs in NumPy's format (default); iri: statements with IRIs instead of literals",
         options.m_form,
         std::vector<std::pair<std::string, EncodedForm>>{{"npy", EncodedForm::ROWS}, {"iri", EncodedForm::IRIS}});
     addThreads(verb, options.m_numberOfThreads);
@@ -91,7 +90,7 @@ VerbDescription describeDecode(RewriteOptions& options) {
                                        DECODE_TEXT,
                                        EXIT_CODES,
                                        {{"decode dump.npy -d dump.dict -o - | gzip > dump.nt.gz",
-                                         "Writes the statements of the rows, and packs them."}}},
+                                         "Writes the statements of the rows, and compresses them."}}},
                                       options);
     addInputFiles(verb, InputFormats::LINES, options.m_files, [&options] {
         return options.m_form == EncodedForm::IRIS ? InputFormats::LINES : InputFormats::NONE;

@@ -106,7 +106,7 @@ bool RowDecoder::appendRow(const size_t row) {
         if (entryIndex == NO_ENTRY)
             continue;
         if (column == GRAPH && !m_takesGraphs)
-            return fail("the statement is in a named graph, for which the output's format has no place");
+            return fail("the statement is in a named graph, which the output format cannot represent");
         if (isMisplaced(entryIndex, column) || !appendTerm(entryIndex))
             return false;
     }

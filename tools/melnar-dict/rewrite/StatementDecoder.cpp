@@ -7,7 +7,7 @@
 
 const char* StatementDecoder::appendTerm(const Rdf::Term& term, std::string& output) {
     if (term.m_kind == Rdf::TermKind::IRI && LiteralIri::isReserved(term.m_text)) {
-        m_cause = "the IRI '" + std::string(term.m_text) + "' stands where no literal can be";
+        m_cause = "the IRI '" + std::string(term.m_text) + "' is in a position where a literal is not allowed";
         return m_cause.c_str();
     }
     appendUnchanged(term, output);
@@ -28,7 +28,7 @@ const char* StatementDecoder::appendObject(const Rdf::Term& object, std::string&
 }
 
 const char* StatementDecoder::refuseID(const std::string_view iri) {
-    m_cause = "the IRI '" + std::string(iri) + "' carries no resource ID of the dictionary";
+    m_cause = "the IRI '" + std::string(iri) + "' does not contain a resource ID of the dictionary";
     return m_cause.c_str();
 }
 
@@ -56,7 +56,7 @@ const char* StatementDecoder::appendAnswer(const size_t gapIndex, std::string& o
         const std::string iri = std::string(LiteralIri::SCHEME) + std::to_string(entry.m_resourceID);
         if (entry.m_datatypeID == D_INVALID)
             return refuseID(iri);
-        m_cause = "the IRI '" + iri + "' carries the ID of no string literal";
+        m_cause = "the IRI '" + iri + "' contains the ID of a term that is not a string literal";
         return m_cause.c_str();
     }
     if (const char* const flaw = findTermFlaw(entry.m_lexicalForm, entry.m_datatypeID)) {

@@ -9,7 +9,7 @@
 
 const char* StatementEncoder::appendTerm(const Rdf::Term& term, std::string& output) {
     if (term.m_kind == Rdf::TermKind::IRI && LiteralIri::isReserved(term.m_text)) {
-        m_cause = "the IRI '" + std::string(term.m_text) + "' would be taken for a literal's";
+        m_cause = "the IRI '" + std::string(term.m_text) + "' would be decoded as a literal";
         return m_cause.c_str();
     }
     appendUnchanged(term, output);

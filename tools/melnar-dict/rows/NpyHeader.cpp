@@ -35,13 +35,13 @@ public:
             else if (key == "shape" && !m_shape)
                 takeShape();
             else
-                fail("its header has '" + std::string(key) + "', which is unknown or stands twice");
+                fail("its header has '" + std::string(key) + "', which is unknown or a duplicate");
             if (takes("}"))
                 break;
             require(",");
         }
         if (!m_hasType || !m_hasOrder || !m_shape)
-            fail("its header has not all of 'descr', 'fortran_order' and 'shape'");
+            fail("its header lacks one of 'descr', 'fortran_order' and 'shape'");
         checkShape(header);
         takeComment(header);
         return header;
@@ -95,7 +95,7 @@ private:
 
     void takeOrder() {
         if (takes("True"))
-            fail("its columns stand one behind the other (Fortran order); expected rows (C order)");
+            fail("it is stored column by column (Fortran order); expected rows (C order)");
         require("False");
         m_hasOrder = true;
     }

@@ -17,8 +17,8 @@ void appendIDs(const std::span<const uint64_t> ids, const size_t idWidth, std::s
     constexpr uint64_t LARGEST = std::numeric_limits<uint32_t>::max();
     const auto tooLarge = std::find_if(ids.begin(), ids.end(), [](const uint64_t id) { return id > LARGEST; });
     if (tooLarge != ids.end())
-        throw ToolFailure(ExitCode::FAILURE, "the ID " + std::to_string(*tooLarge) +
-                                                 " does not fit into 4 bytes; --id-width 8 makes room for it");
+        throw ToolFailure(ExitCode::FAILURE,
+                          "the ID " + std::to_string(*tooLarge) + " does not fit into 4 bytes; use --id-width 8");
     const size_t begin = output.size();
     output.resize(begin + ids.size() * RowLayout::NARROW);
     for (size_t index = 0; index < ids.size(); ++index) {

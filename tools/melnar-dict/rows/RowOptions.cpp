@@ -14,7 +14,7 @@ size_t RowOptions::getIDWidth(const uint64_t largestID) const noexcept {
 }
 
 void addRowOptions(VerbDescription& verb, RowOptions& variable) {
-    verb.addFlag("--quads", "write 4 columns, also if no input file has graphs by its syntax", variable.m_asksForQuads);
+    verb.addFlag("--quads", "write 4 columns, even if the syntax of no input file has graphs", variable.m_asksForQuads);
     verb.addChoice("--id-width", "BYTES", "bytes of an ID in the rows: 4, 8, or auto: 4 if all IDs fit (default)",
                    variable.m_idWidth,
                    std::vector<std::pair<std::string, std::optional<size_t>>>{

@@ -23,7 +23,7 @@ NpyHeader RowReader::readHeader(ByteSource& source) {
     std::string preamble;
     source.readFully(preamble, NpyHeader::PREAMBLE_SIZE);
     if (preamble.size() != NpyHeader::PREAMBLE_SIZE || !preamble.starts_with(NpyHeader::MAGIC))
-        throw ToolFailure(ExitCode::BAD_DATA, "it is no .npy file; decode --as iri reads encoded statements");
+        throw ToolFailure(ExitCode::BAD_DATA, "it is not a .npy file; decode --as iri reads encoded statements");
     const auto majorVersion = static_cast<uint8_t>(preamble[NpyHeader::MAGIC.size()]);
     if (majorVersion < 1 || majorVersion > 3)
         throw ToolFailure(ExitCode::BAD_DATA, "it is of version " + std::to_string(majorVersion) +
@@ -49,7 +49,7 @@ bool RowReader::next(RowBlock& block) {
     m_isAtEnd = true; // until it is known that there is more
     const uint64_t rows = std::min(m_rowsPerBlock, m_header.m_numberOfRows - m_nextRow);
     const auto describeRows = [this] {
-        return std::to_string(m_header.m_numberOfRows) + " rows that its header tells";
+        return std::to_string(m_header.m_numberOfRows) + " rows that its header states";
     };
     if (rows == 0) {
         m_source->readFully(block.m_bytes, 1);

@@ -22,9 +22,9 @@ namespace {
 
 constexpr const char* TEXT = R"(
 Gives the resources of a saved dictionary new IDs from 1 without gaps, in the
-order of the old ones, and saves it without the bytes that none of them uses.
-Prints "old ID<tab>new ID" for every resource whose ID has changed. A folder of
-shards is refused, as its IDs are dense.
+order of the old ones, and saves it without unused bytes. Prints
+"old ID<tab>new ID" for every resource whose ID has changed. A folder of shards
+is refused, as its IDs are dense.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -51,7 +51,7 @@ VerbDescription describeCompact(CompactOptions& options) {
                          TEXT,
                          EXIT_CODES,
                          {{"compact dump.dict -o small.dict > moved.tsv",
-                           "Saves a compacted copy, and which IDs have changed to what."}}};
+                           "Saves a compacted copy, and a list of the IDs that have changed."}}};
     addDictionary(verb, options);
     addJson(verb, JsonLayout::ROW, options.m_asksForJson);
     addFeedback(verb, options.m_feedback);
@@ -62,9 +62,10 @@ VerbDescription describeCompact(CompactOptions& options) {
 
 ExitCode runCompact(const CompactOptions& options, StandardOutput& output, std::ostream& errorOutput) {
     if (ShardedDictionary::isFolder(options.m_dictionaryName))
-        throw ToolFailure(ExitCode::USAGE, "'" + options.m_dictionaryName +
-                                               "' is a folder of shards, which are dense already: there is nothing to "
-                                               "compact");
+        throw ToolFailure(ExitCode::USAGE,
+                          "'" + options.m_dictionaryName +
+                              "' is a folder of shards, whose IDs are dense already: there is nothing to "
+                              "compact");
     const size_t dictionaryLimit = MemoryLimit::apply(options.m_memoryLimit, 1);
     const std::string& outputName =
         options.m_output.m_outputName.empty() ? options.m_dictionaryName : options.m_output.m_outputName;

@@ -85,9 +85,9 @@ struct Purpose {
 
 constexpr std::array<Purpose, 15> PURPOSES{{
     {"Data pool", "the texts"},
-    {"Data offsets", "where each text begins, 8 bytes an ID"},
-    {"Datatype bytes", "a byte an ID"},
-    {"Fingerprints", "a byte of hash a bucket, to find texts sooner; not in the file"},
+    {"Data offsets", "where each text begins, 8 bytes per ID"},
+    {"Datatype bytes", "one byte per ID"},
+    {"Fingerprints", "one byte of hash per bucket, for faster lookups; not in the file"},
     {"Hash table of xsd:string", "from texts to IDs"},
     {"Hash table of rdf:PlainLiteral", "from texts with language tags to IDs"},
     {"Hash table of IRIs", "from IRIs to IDs"},
@@ -95,10 +95,10 @@ constexpr std::array<Purpose, 15> PURPOSES{{
     {"Hash table of typed literals", "from texts with datatypes to IDs"},
     {"Hash table of directional strings", "from texts with language tags and directions to IDs"},
     {"Hash table of triple terms", "from triples to IDs"},
-    {"Shared texts of IRIs", "what many IRIs begin with, once"},
-    {"Shared texts of blank nodes", "what labels of each document begin with, once"},
-    {"Shared texts of typed literals", "each datatype once"},
-    {"Shared texts of directional strings", "each language tag and direction once"},
+    {"Shared texts of IRIs", "beginnings that many IRIs share, each stored once"},
+    {"Shared texts of blank nodes", "beginnings of the labels of each document, each stored once"},
+    {"Shared texts of typed literals", "datatypes, each stored once"},
+    {"Shared texts of directional strings", "language tags with direction, each stored once"},
 }};
 
 /// A width in percent of the bar of a part.
@@ -153,9 +153,10 @@ Html drawMemory(const DictionaryPortrait& portrait) {
     }
     return Html::fill(
         SECTION, "memory", "Memory by part",
-        Html::fill("An open dictionary takes {}, of which the data pool with the texts should be the most. What the "
-                   "other parts take hardly depends on how long the {}s are.",
-                   describeBytes(memoryBytes), getNoun(portrait)),
+        Html::fill(
+            "An open dictionary takes {}. The data pool with the texts should be the largest part. The size of the "
+            "other parts hardly depends on the lengths of the {}s.",
+            describeBytes(memoryBytes), getNoun(portrait)),
         Html::fill(BARS, "Part", "Share of the memory", "Memory", rows),
         Html::fill(
             "another part that is larger than the data pool, unless there are only a few {}s or very short ones: "
@@ -176,7 +177,7 @@ Html drawKinds(const DictionaryPortrait& portrait) {
                                    describeBytes(lengths.m_bytes) + " of text"));
     return Html::fill(SECTION, "kinds", "Kinds of terms",
                       "xsd:string and rdf:PlainLiteral are the strings without and with a language tag; typed literals "
-                      "have another datatype, directional strings a tag and a direction of writing.",
+                      "have another datatype, directional strings a tag and a base direction.",
                       Html::fill(BARS, "Kind", "Share of the terms", "Terms", rows),
                       "as many blank nodes as IRIs: other data cannot refer to them.");
 }
@@ -203,15 +204,15 @@ Html drawOccupancySection(const DictionaryPortrait& portrait) {
     }
     return Html::fill(
         SECTION, "occupancy", "Occupancy along the table",
-        Html::fill("A hash table gives each {} the bucket that its hash names, or the next free one. Each "
+        Html::fill("A hash table stores each {} in the bucket that its hash selects, or in the next free one. Each "
                    "chart runs along a table, from the first bucket to the last: random hashes fill it "
-                   "evenly. A table doubles when 70% of its buckets are used, so that a large one is 35% "
+                   "evenly. A table doubles when 70% of its buckets are used, so a large one is 35% "
                    "to 70% full.{}",
                    getNoun(portrait),
                    portrait.m_numberOfShards > 1 ? " Each shard has its own; a chart shows all of them together." : ""),
         Html::fill("<div class=\"panels\">\n{}</div>\n", panels),
-        Html::fill("a step, a gap or a peak. There the hashes of many {}s agree, and looking them up takes "
-                   "longer. The fewer buckets a table has, the more ragged it is by chance.",
+        Html::fill("a step, a gap or a peak. There the hashes of many {}s are similar, and looking them up takes "
+                   "longer. The fewer buckets a table has, the more its chart varies by chance.",
                    getNoun(portrait)));
 }
 
@@ -269,22 +270,22 @@ Html drawProbes(const DictionaryPortrait& portrait) {
         const std::vector<ChartColumn> columns = makeProbeColumns(table.m_probeLengths);
         panels.append(Html::fill(
             PANEL, table.m_name,
-            Html::fill(
-                "{} on average, {} at most<br><span class=\"quiet\">random hashes: {} on average in a table that "
-                "is so full</span>",
-                toDecimalText(static_cast<double>(buckets) / static_cast<double>(numberOfTerms)),
-                groupDigits(table.m_probeLengths.size()), toDecimalText(getExpectedProbeLength(table))),
+            Html::fill("{} on average, {} at most<br><span class=\"quiet\">random hashes: {} on average in an equally "
+                       "full table</span>",
+                       toDecimalText(static_cast<double>(buckets) / static_cast<double>(numberOfTerms)),
+                       groupDigits(table.m_probeLengths.size()), toDecimalText(getExpectedProbeLength(table))),
             drawProbeLengths(columns, table.m_name, getNoun(portrait))
                 .append(tabulate(columns, "Buckets", getCapitalNoun(portrait)))));
     }
     return Html::fill(
         SECTION, "probes", "Probe lengths",
-        Html::fill("How many buckets a lookup reads until it finds a {}: the bucket that the hash names, and the next "
-                   "ones while others have them. Most {}s should be in the first.",
-                   getNoun(portrait), getNoun(portrait)),
+        Html::fill(
+            "How many buckets a lookup reads until it finds a {}: the bucket that the hash selects, and the next "
+            "ones if that is taken. Most {}s should be in the first one.",
+            getNoun(portrait), getNoun(portrait)),
         Html::fill("<div class=\"panels\">\n{}</div>\n", panels),
         Html::fill("an average well above that of random hashes, or a longest probe of thousands of buckets: then many "
-                   "{}s have hashes that agree, by misfortune or on purpose.",
+                   "{}s have similar hashes, by chance or on purpose.",
                    getNoun(portrait)));
 }
 
@@ -336,7 +337,7 @@ Html drawLengthsSection(const DictionaryPortrait& portrait) {
     }
     return Html::fill(SECTION, "lengths", getCapitalNoun(portrait) + " lengths",
                       Html::fill("Bytes of each {} in UTF-8, with '@' and language tag{} where it has one. Each column "
-                                 "stands for lengths twice as large as the one before it, from the number below its "
+                                 "covers lengths twice as large as the one before it, from the number below its "
                                  "left edge.",
                                  getNoun(portrait), portrait.hasOtherTerms() ? " or '^^' and datatype" : ""),
                       Html::fill("<div class=\"panels\">\n{}</div>\n", panels),
@@ -359,7 +360,7 @@ Html drawLanguages(const DictionaryPortrait& portrait) {
     if (numberOfStrings == 0)
         return Html::fill(SECTION, "languages", "Languages",
                           "No string has a language tag." + std::string(getNoteOnDirections(portrait)), "",
-                          "a data set made for people of several languages in which none has one.");
+                          "a data set for users of several languages in which no string has a tag.");
     const uint64_t mostStrings = portrait.m_languages.front().m_numberOfStrings;
     Html rows;
     uint64_t otherStrings = numberOfStrings;
@@ -377,14 +378,15 @@ Html drawLanguages(const DictionaryPortrait& portrait) {
                                "class=\"quiet share\">{}</span></td></tr>\n",
                                toCountText(portrait.m_languages.size() - MOST_LANGUAGES, "other tag"),
                                groupDigits(otherStrings), toShareText(otherStrings, numberOfStrings)));
-    return Html::fill(SECTION, "languages", "Languages",
-                      Html::fill("{} with a language tag, of {}. A tag counts as it is written: en, EN and en-GB are "
-                                 "three. <code>melnar-dict stats</code> lists them all.{}",
-                                 toCountText(numberOfStrings, "string"),
-                                 toCountText(portrait.m_languages.size(), "tag"), getNoteOnDirections(portrait)),
-                      Html::fill(BARS, "Tag", "Compared with the first", "Strings, share", rows),
-                      "tags that differ in case only, or that no language has: the strings behind them are easily "
-                      "missed by those who look for the usual tag.");
+    return Html::fill(
+        SECTION, "languages", "Languages",
+        Html::fill("{} with a language tag, of {}. A tag counts as it is written: en, EN and en-GB are "
+                   "three. <code>melnar-dict stats</code> lists them all.{}",
+                   toCountText(numberOfStrings, "string"), toCountText(portrait.m_languages.size(), "tag"),
+                   getNoteOnDirections(portrait)),
+        Html::fill(BARS, "Tag", "Compared with the first", "Strings, share", rows),
+        "tags that differ in case only, or that belong to no language: users who search for the usual tag "
+        "do not find these strings.");
 }
 
 Html drawUnused(const DictionaryPortrait& portrait) {
@@ -407,13 +409,13 @@ Html drawUnused(const DictionaryPortrait& portrait) {
     return Html::fill(
         SECTION, "unused", "Unused",
         Html::fill(
-            "{} of the data pool and {} serve no {}. A little is left behind each thread that loaded, and by {}s "
-            "that were withdrawn.",
+            "{} of the data pool and {} are not used by any {}. Each thread that loaded leaves some space unused, and "
+            "so do withdrawn {}s.",
             toCountText(portrait.m_unusedPoolBytes, "byte"), toCountText(withdrawn, "ID"), getNoun(portrait),
             getNoun(portrait)),
         Html::fill(BARS, "What", "Unused share", "Unused", rows),
-        Html::fill("more than a tenth in a large dictionary. <code>melnar-dict compact</code> gives it "
-                   "back; {}s get new IDs then.",
+        Html::fill("more than a tenth in a large dictionary. <code>melnar-dict compact</code> frees it, "
+                   "and gives the {}s new IDs.",
                    getNoun(portrait)));
 }
 

@@ -7,9 +7,9 @@
 namespace {
 
 constexpr const char* TEXT = R"(
-Prints "ID<tab>term" for every resource in ascending order of the IDs, the term
-in Turtle syntax. Of a folder, one shard after the other is printed, each in
-ascending order.
+Prints "ID<tab>term" for every resource in ascending order of the IDs, with the
+term in Turtle syntax. The shards of a folder are printed one after the other,
+each in ascending order.
 )";
 
 constexpr const char* EXIT_CODES = R"(

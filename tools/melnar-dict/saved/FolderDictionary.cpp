@@ -11,8 +11,8 @@ FolderDictionary::FolderDictionary(const std::string& folderName, const size_t m
 
 const std::string& FolderDictionary::requireFolder(const std::string& name) {
     if (!ShardedDictionary::isFolder(name))
-        throw ToolFailure(ExitCode::FAILURE, "'" + name + "' is no folder of shards: there is no file '" + name + '/' +
-                                                 ShardManifest::FILE_NAME + "'");
+        throw ToolFailure(ExitCode::FAILURE, "'" + name + "' is not a folder of shards: there is no file '" + name +
+                                                 '/' + ShardManifest::FILE_NAME + "'");
     return name;
 }
 

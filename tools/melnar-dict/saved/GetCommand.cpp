@@ -16,8 +16,8 @@
 namespace {
 
 constexpr const char* TEXT = R"(
-Prints "ID<tab>term" for every ID, the term in Turtle syntax, or "not found<tab>ID". "-" stands for the lines of
-standard input, an ID in each.
+Prints "ID<tab>term" for every ID, with the term in Turtle syntax, or "not found<tab>ID". "-" reads IDs from standard
+input, one per line.
 )";
 
 constexpr const char* EXIT_CODES = R"(

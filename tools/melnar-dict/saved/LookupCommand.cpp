@@ -23,8 +23,8 @@ namespace {
 constexpr const char* TEXT = R"(
 Prints "ID<tab>term" for every term, or "not found<tab>term". A term is given in Turtle syntax, a literal with its quotes
 ("text", "text"@tag, "5"^^xsd:int, 'text', or """text""" when there are quotes or line breaks in it), an IRI with its
-brackets (<http://example.org/>), a blank node as _:label, a triple term as <<( subject predicate object )>>. "-" stands
-for the lines of standard input, a term in each.
+brackets (<http://example.org/>), a blank node as _:label, a triple term as <<( subject predicate object )>>. "-" reads
+terms from standard input, one per line.
 )";
 
 constexpr const char* EXIT_CODES = R"(

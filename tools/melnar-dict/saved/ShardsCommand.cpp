@@ -17,10 +17,10 @@
 namespace {
 
 constexpr const char* TEXT = R"(
-Tells about the dictionary of a folder from its manifest alone: how many terms
-there are, what was saved, which files have been loaded, and of each shard that
-has terms how many, and its file. The skews say how much the largest shard
-exceeds the mean, which is 1 where all are alike.
+Describes the dictionary of a folder; reads only its manifest. Prints the number
+of terms, the saved states, the files that have been loaded, and for each shard
+that has terms their number and its file. A skew is the size of the largest
+shard divided by the mean; it is 1 if all shards have the same size.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -132,7 +132,7 @@ VerbDescription describeShards(ShardsOptions& options) {
                          "describe a folder of shards by its manifest",
                          TEXT,
                          EXIT_CODES,
-                         {{"shards dump.shards", "Prints what the folder holds, and the size of each shard."}}};
+                         {{"shards dump.shards", "Prints the contents of the folder, and the size of each shard."}}};
     verb.addFileOperand("FOLDER", "a folder", options.m_folderName);
     addJson(verb, JsonLayout::DOCUMENT, options.m_asksForJson);
     return verb;

@@ -18,10 +18,10 @@
 namespace {
 
 constexpr const char* TEXT = R"(
-Prints a tree of figures: memory and occupancy of every part, lengths of probes,
+Prints a tree of figures: memory and occupancy of every part, probe lengths,
 bytes of text and of memory beyond it, resources of each language. Of a folder,
-figures are those of all shards together. With --html, writes a page that shows
-them to people, and prints nothing.
+figures are those of all shards together. With --html, writes an HTML page with
+charts and explanations, and prints nothing.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -76,8 +76,8 @@ VerbDescription describeStats(StatsOptions& options) {
     addDictionary(verb, options);
     addJson(verb, JsonLayout::DOCUMENT, options.m_asksForJson);
     addOutput(verb, "--html", OutputKind::FILE_OR_STANDARD_OUTPUT, "PAGE",
-              "write a page that any browser shows, without a network, to this file",
-              "replace a PAGE that is no page of stats", options.m_page);
+              "write an HTML page to this file; a browser shows it without a network",
+              "replace a PAGE that is not a page of stats", options.m_page);
     verb.m_checks.emplace_back([&options] {
         const bool hasPage = !options.m_page.m_outputName.empty();
         if (hasPage && options.m_asksForJson)

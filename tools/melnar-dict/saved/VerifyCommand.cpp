@@ -16,11 +16,11 @@
 namespace {
 
 constexpr const char* TEXT = R"(
-Checks a saved dictionary: all checksums, all that its parts say of each other,
-that a lookup finds every term under its own ID, so that none is there twice,
-that every text is UTF-8 and every term one that an RDF file can hold; of a
-folder all of that for each shard, and that each term is in the shard where it
-is looked for. Says on standard error what is damaged, and where.
+Checks a saved dictionary: that all checksums are right, that its parts agree
+with each other, that a lookup finds every term under its own ID (so that there
+are no duplicates), that every text is UTF-8, and that an RDF file can hold every
+term. Of a folder, checks all of that for each shard, and that each term is in
+the right shard. Reports on standard error what is damaged, and where.
 )";
 
 constexpr const char* EXIT_CODES = R"(
@@ -55,7 +55,7 @@ VerbDescription describeVerify(VerifyOptions& options) {
                          "check a saved dictionary",
                          TEXT,
                          EXIT_CODES,
-                         {{"verify dump.dict", "Says whether the file is sound."}}};
+                         {{"verify dump.dict", "Checks whether the file is sound."}}};
     addDictionary(verb, options);
     addJson(verb, JsonLayout::DOCUMENT, options.m_asksForJson);
     addFeedback(verb, options.m_feedback);

@@ -65,7 +65,7 @@ OutputCheck::OutputCheck(const std::string& outputName, const bool isForced)
     const std::string output = "the output '" + outputName + "'";
     for (const auto& [fileName, description] : {std::pair(target.getName(), output),
                                                 {m_temporaryFileName, "the temporary file of " + output},
-                                                {m_replacedFileName, "the place of the replaced file of " + output},
+                                                {m_replacedFileName, "the backup file of " + output},
                                                 {m_lockFileName, "the lock file of " + output}})
         if (const std::optional<FileIdentity> identity = FileIdentity::ofName(fileName))
             m_files.emplace_back(*identity, description);
@@ -106,7 +106,7 @@ void OutputCheck::refuseOutput(const std::string& outputName) const {
     if ((identity && identity == m_output) || targetName == m_targetName || targetName == m_temporaryFileName ||
         targetName == m_replacedFileName || targetName == m_lockFileName)
         throw ToolFailure(ExitCode::USAGE, "'" + outputName + "' is also the output '" + m_outputName +
-                                               "', or a file that writing it makes");
+                                               "', or a file that is created while it is written");
 }
 
 bool OutputCheck::isDictionary() const {
@@ -147,6 +147,6 @@ void OutputCheck::requireRoom(const uint64_t numberOfBytes) const {
         *freeBytes += static_cast<uint64_t>(leftover.st_blocks) * BYTES_PER_BLOCK_OF_A_FILE;
     if (*freeBytes < numberOfBytes)
         throw ToolFailure(ExitCode::FAILURE, "'" + m_outputName + "' needs at least " + std::to_string(numberOfBytes) +
-                                                 " bytes beside the old file, and its disk has " +
-                                                 std::to_string(*freeBytes) + "; --force tries it nevertheless");
+                                                 " bytes in addition to the old file, and its disk has " +
+                                                 std::to_string(*freeBytes) + " free; --force tries it nevertheless");
 }

@@ -18,8 +18,8 @@ OutputLock::OutputLock(const std::string& fileName, const bool waits, std::ostre
     m_lock.emplace(fileName, [&](const std::string& holder, const std::function<void()>& wait) {
         const std::string cause = "'" + fileName + "' is being written by " + holder;
         if (!waits)
-            throw ToolFailure(ExitCode::FAILURE, cause + "; --wait waits for its end");
-        errorOutput << "melnar-dict: " << toPrintable(cause) << "; waiting for its end" << std::endl;
+            throw ToolFailure(ExitCode::FAILURE, cause + "; --wait waits until it has finished");
+        errorOutput << "melnar-dict: " << toPrintable(cause) << "; waiting until it has finished" << std::endl;
         delay.reset(); // A wait may be long, and meanwhile there is no lock file of this process.
         wait();
         delay.emplace();

@@ -37,21 +37,21 @@ void addMaximumLine(VerbDescription& verb, uint64_t& variable) {
 }
 
 void addLenient(VerbDescription& verb, bool& variable) {
-    verb.addFlag("--lenient", "report errors, count them and go on behind them", variable);
+    verb.addFlag("--lenient", "report errors, count them and continue after them", variable);
 }
 
 void addFeedback(VerbDescription& verb, FeedbackOptions& variable) {
     verb.addFlag("--progress",
-                 "where standard error is no terminal, print a line every ten seconds that tells how far "
-                 "the work has come; on a terminal one line is rewritten without this option",
+                 "if standard error is not a terminal, print a line with the progress every ten seconds; "
+                 "on a terminal, a line is updated without this option",
                  variable.m_asksForProgress);
-    verb.addFlag("--quiet", "say nothing on standard error but what ends the work", variable.m_isQuiet);
+    verb.addFlag("--quiet", "print nothing on standard error but the error that ends the work", variable.m_isQuiet);
 }
 
 void addJson(VerbDescription& verb, const JsonLayout layout, bool& variable) {
     verb.addFlag("--json",
                  layout == JsonLayout::DOCUMENT ? "print JSON instead of text"
-                                                : "print a JSON object a line instead of text",
+                                                : "print one JSON object per line instead of text",
                  variable);
     verb.m_asksForJson = &variable;
     verb.m_jsonLayout = layout;
@@ -70,7 +70,7 @@ void addOutput(VerbDescription& verb, const std::string& names, const OutputKind
         verb.addText(names, valueName, outputText, variable.m_outputName);
     verb.m_options.back().m_isFile = true;
     verb.addFlag("--wait",
-                 "if another process is writing " + valueName + ", wait until it has finished, and read it only then",
+                 "if another process is writing " + valueName + ", wait until it has finished, and read it after that",
                  variable.m_waits);
     verb.addFlag("--force", forceText, variable.m_isForced);
 }

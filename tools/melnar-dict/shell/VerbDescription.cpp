@@ -21,7 +21,7 @@ std::string_view longNameIn(const std::string_view names) {
 
 const std::string& requireFileName(const std::string& name, const std::string& value) {
     if (value == STANDARD_STREAM)
-        throw ToolFailure(ExitCode::USAGE, name + " must be a file, and '-' is standard input or output; './-' is a "
+        throw ToolFailure(ExitCode::USAGE, name + " must be a file; '-' is standard input or output, and './-' is a "
                                                   "file of that name");
     return value;
 }

@@ -106,7 +106,7 @@ TEST(Bzip2SourceTest, passesOverZeroBytesAtTheEnd) {
 }
 
 TEST(Bzip2SourceTest, refusesWhatFollows) {
-    const std::string message = "not a sound bzip2 file: something else follows the packed data";
+    const std::string message = "not a sound bzip2 file: something else follows the compressed data";
     const std::string packed = bzip2("a");
     for (const std::string& following :
          {std::string("x"), std::string("BZx"), std::string("BZh0"), '\0' + packed, xz("a"), zstd("a"),
@@ -142,7 +142,7 @@ TEST(Bzip2SourceTest, refusesDamageAndDeliversTheBlocksBefore) {
 TEST(Bzip2SourceTest, checksTheSumOfAllBlocks) {
     std::string packed = bzip2(makeNumbers(50000));
     packed[packed.size() - 3] = static_cast<char>(packed[packed.size() - 3] ^ 8);
-    EXPECT_EQ("not a sound bzip2 file: its checksum does not fit its data", failureOf(packed).first);
+    EXPECT_EQ("not a sound bzip2 file: its checksum does not match its data", failureOf(packed).first);
     // Each block is sound, and one of them is missing.
     const std::string text = makeNumbers(50000);
     Bzip2Scanner scanner(std::make_unique<TextSource>(bzip2(text)));
@@ -150,7 +150,7 @@ TEST(Bzip2SourceTest, checksTheSumOfAllBlocks) {
     for (int number = 0; const std::optional<Bzip2Stretch> stretch = scanner.next(); ++number)
         if (number != 2)
             without.append(stretch->m_bits);
-    EXPECT_EQ("not a sound bzip2 file: its checksum does not fit its data", failureOf(without.getBytes()).first);
+    EXPECT_EQ("not a sound bzip2 file: its checksum does not match its data", failureOf(without.getBytes()).first);
 }
 
 TEST(Bzip2SourceTest, refusesAFileOfNothingButBeginnings) {

@@ -105,7 +105,7 @@ TEST(DecodingSourceTest, skipsWhatTheHeaderOfAGzipMemberTells) {
 TEST(DecodingSourceTest, checksTheHeaderOfAGzipMemberAgainstItsChecksum) {
     std::string packed = withHeaderFields(gzip("text"));
     packed[18] = static_cast<char>(packed[18] ^ 1);
-    EXPECT_EQ("not a sound gzip file: its checksum or length does not fit its data",
+    EXPECT_EQ("not a sound gzip file: its checksum or length does not match its data",
               failureOf(PackedFormat::GZIP, packed).first);
 }
 
@@ -127,7 +127,7 @@ TEST(DecodingSourceTest, passesOverPaddingAsTheFormatHasIt) {
     EXPECT_EQ("not a sound xz file: its data is damaged",
               failureOf(PackedFormat::XZ, xz("a") + std::string(5, '\0') + xz("b")).first);
     EXPECT_EQ("not a sound xz file: its data is damaged", failureOf(PackedFormat::XZ, xz("a") + '\0').first);
-    EXPECT_EQ("not a sound zstd file: something else follows the packed data",
+    EXPECT_EQ("not a sound zstd file: something else follows the compressed data",
               failureOf(PackedFormat::ZSTD, zstd("a") + zeros).first);
 }
 
@@ -155,9 +155,9 @@ TEST(DecodingSourceTest, refusesWhatFollows) {
             EXPECT_EQ("text", text);
         }
     }
-    EXPECT_EQ("not a sound gzip file: something else follows the packed data",
+    EXPECT_EQ("not a sound gzip file: something else follows the compressed data",
               failureOf(PackedFormat::GZIP, gzip("a") + xz("a")).first);
-    EXPECT_EQ("not a sound zstd file: something else follows the packed data",
+    EXPECT_EQ("not a sound zstd file: something else follows the compressed data",
               failureOf(PackedFormat::ZSTD, zstd("a") + xz("a")).first);
 }
 
@@ -186,9 +186,10 @@ TEST(DecodingSourceFailureTest, refusesToTakeTooMuchMemory) {
     // The dictionary of an xz file stands in a header with a checksum, so that a forged one is made by the library.
     const std::string forged = xz("text", {.m_dictionarySize = 1536u << 20});
     EXPECT_LT(forged.size(), 100u);
-    EXPECT_EQ("unpacking it takes more than the 256 MiB of memory allowed", failureOf(PackedFormat::XZ, forged).first);
+    EXPECT_EQ("decompressing it takes more than the 256 MiB of memory allowed",
+              failureOf(PackedFormat::XZ, forged).first);
     // A frame whose window has 2 GiB, with a raw block.
-    EXPECT_EQ("unpacking it takes more than the 128 MiB of memory allowed",
+    EXPECT_EQ("decompressing it takes more than the 128 MiB of memory allowed",
               failureOf(PackedFormat::ZSTD, std::string("\x28\xB5\x2F\xFD\x00\xA8\x21\x00\x00text", 13)).first);
 }
 

@@ -47,8 +47,8 @@ TEST(InputFilesTest, haveTheLastFormatBeforeThem) {
 }
 
 TEST(InputFilesTest, areRefusedWithoutAFormat) {
-    EXPECT_EQ("the name 'a.rdf' tells no format; give it with --format", messageOf({"a.nt", "a.rdf"}));
-    EXPECT_EQ("the name 'b' tells no format; give it with --format",
+    EXPECT_EQ("the name 'a.rdf' does not indicate a format; give it with --format", messageOf({"a.nt", "a.rdf"}));
+    EXPECT_EQ("the name 'b' does not indicate a format; give it with --format",
               messageOf({"--format", "nt", "a", "--format", "auto", "b"}));
     EXPECT_EQ("standard input needs --format", messageOf({"-"}));
     EXPECT_EQ("option --format needs ntriples, nquads, turtle, trig or auto, not 'n3'",
@@ -87,8 +87,8 @@ TEST(InputFilesTest, areTakenByAnyNameIfAnyOptionSaysThatTheyAreNoRdf) {
     const auto messageOf = [](const std::vector<std::string>& arguments) -> std::string {
         return catchException<ToolFailure>([&] { readOwn(arguments); }).what();
     };
-    EXPECT_EQ("the name 'a.npy' tells no format; give it with --format", messageOf({"a.npy"}));
-    EXPECT_EQ("with these options read reads no RDF, and needs no --format",
+    EXPECT_EQ("the name 'a.npy' does not indicate a format; give it with --format", messageOf({"a.npy"}));
+    EXPECT_EQ("with these options read reads no RDF and takes no --format",
               messageOf({"--format", "nt", "a.npy", "--own"}));
     EXPECT_EQ("standard input can be read only once", messageOf({"--own", "-", "-"}));
 }

@@ -57,9 +57,9 @@ TEST_F(InputNamesTest, refusesAFileWhoseFormatNothingTells) {
     EXPECT_STREQ("standard input needs --format", catchException<ToolFailure>([] {
                                                       expandInputNames({{"-", std::nullopt}});
                                                   }).what());
-    EXPECT_EQ(
-        std::pair(ExitCode::USAGE, "the name '" + getPathOf("a.txt") + "' tells no format; give it with --format"),
-        failureOf("a.txt"));
+    EXPECT_EQ(std::pair(ExitCode::USAGE,
+                        "the name '" + getPathOf("a.txt") + "' does not indicate a format; give it with --format"),
+              failureOf("a.txt"));
 }
 
 TEST_F(InputNamesTest, takesWhatItKnowsOfAFolderAndItsFoldersInTheOrderOfBytes) {
@@ -114,11 +114,12 @@ TEST_F(InputNamesTest, passesOverPipesInAFolder) {
 TEST_F(InputNamesTest, refusesAFolderOfWhichItKnowsNothing) {
     addFolder("d/.hidden");
     addFile("d/.hidden/a.nt");
-    EXPECT_EQ(std::pair(ExitCode::USAGE, "the folder '" + getPathOf("d") + "' has no file to be read"),
+    EXPECT_EQ(std::pair(ExitCode::USAGE, "the folder '" + getPathOf("d") + "' has no file to read"),
               failureOf("d", RdfFormat::TURTLE));
     addFile("d/README");
-    EXPECT_EQ(std::pair(ExitCode::USAGE, "the folder '" + getPathOf("d") + "' has no file whose name tells a format"),
-              failureOf("d"));
+    EXPECT_EQ(
+        std::pair(ExitCode::USAGE, "the folder '" + getPathOf("d") + "' has no file whose name indicates a format"),
+        failureOf("d"));
 }
 
 TEST_F(InputNamesTest, tellsThatAFolderCannotBeRead) {

@@ -168,7 +168,7 @@ TEST(FileLoaderConcurrentTest, tellsThatReadingFailedBehindTheErrorsBeforeIt) {
             TestLoad lenient(makeSettings(numberOfThreads, true, 100));
             lenient.load(path, format);
             EXPECT_EQ(path + (isLineFormat(format) ? ":1001" : ":2001") + MALFORMED_MESSAGE + path +
-                          ": not a sound gzip file: its checksum or length does not fit its data\n",
+                          ": not a sound gzip file: its checksum or length does not match its data\n",
                       lenient.getErrorOutput());
             EXPECT_EQ(ExitCode::FAILURE, lenient.getJournal().getExitCode());
         }

@@ -362,7 +362,7 @@ TEST(LoadEstimatorTest, saysThatOfAPipeOnlyTheBeginningIsRead) {
         EXPECT_EQ(isShort, estimate.m_isWholeInput);
         EXPECT_EQ(estimate.m_sampledBytes, estimate.m_inputBytes);
         EXPECT_EQ(isShort, estimate.m_counts.m_statements == 100);
-        EXPECT_EQ(isShort, estimate.toText().find("of what was read of a pipe") == std::string::npos);
+        EXPECT_EQ(isShort, estimate.toText().find("only for the part of a pipe that was read") == std::string::npos);
     }
 }
 

@@ -88,10 +88,10 @@ TEST_F(LoadIdsTest, standardOutputHasTheRowsAloneAndStandardErrorTheTable) {
 
 TEST_F(LoadIdsTest, wrongCommandLinesAreRefused) {
     const std::string forStandardOutput =
-        "--ids - goes with none of --json, --query and --get, which print to standard output, too";
+        "--ids - excludes --json, --query and --get, which also print to standard output";
     expectRefusal({"load", "in.nq", "--ids", "T.npy"}, "--ids needs -o or --into, to save the dictionary of the IDs");
     expectRefusal({"load", "in.nq", "-o", "d", "--ids", "T.npy", "--strings-only"},
-                  "--strings-only goes with neither --ids nor --order");
+                  "--strings-only excludes --ids and --order");
     for (const std::vector<std::string>& option :
          {std::vector<std::string>{"--id-width", "4"}, {"--id-width", "8"}, {"--quads"}}) {
         std::vector<std::string> arguments{"load", "in.nq", "-o", "d"};
@@ -117,17 +117,17 @@ TEST_F(LoadIdsTest, rowsReplaceNoInputAndNoOtherOutput) {
                              "the input 'in.nq' is also the output './in.nq'");
     for (const char* const name : {"./e", "e.saving", "e.replaced", "e.lock"})
         expectRefusalEvenByForce({"load", "in.nq", "-o", "e", "--ids", name},
-                                 std::string("'") + name + "' is also the output 'e', or a file that writing it makes");
+                                 std::string("'") + name +
+                                     "' is also the output 'e', or a file that is created while it is written");
     expectRefusalEvenByForce({"load", "in.nq", "-o", "e", "--into", "d", "--ids", "d"},
                              "the input 'd' is also the output 'd'");
     expectRefusalEvenByForce({"load", "in.nq", "--into", "d", "--ids", "d"}, "the input 'd' is also the output 'd'");
     for (const char* const name : {"T.npy", "T.npy.saving", "T.npy.replaced", "T.npy.lock"})
         expectRefusalEvenByForce({"load", "in.nq", "-o", "e", "--ids", "T.npy", "--lenient", "--rejected", name},
                                  std::string("'") + name +
-                                     "' is also the output 'T.npy', or a file that writing it makes");
-    for (const auto& [suffix, whatItIs] : {std::pair(".saving", "temporary file"),
-                                           {".replaced", "place of the replaced file"},
-                                           {".lock", "lock file"}}) {
+                                     "' is also the output 'T.npy', or a file that is created while it is written");
+    for (const auto& [suffix, whatItIs] :
+         {std::pair(".saving", "temporary file"), {".replaced", "backup file"}, {".lock", "lock file"}}) {
         const std::string name = std::string("T.npy") + suffix;
         m_directory.addFile(name, QUADS);
         expectRefusalEvenByForce({"load", "--format", "nq", name, "-o", "e", "--ids", "T.npy"},
@@ -137,8 +137,8 @@ TEST_F(LoadIdsTest, rowsReplaceNoInputAndNoOtherOutput) {
     for (const auto& [extension, format] : {std::pair("gz", "gzip"), {"bz2", "bzip2"}, {"XZ", "xz"}, {"zst", "zstd"}}) {
         const std::string name = std::string("T.npy.") + extension;
         expectRefusalEvenByForce({"load", "in.nq", "-o", "e", "--ids", name},
-                                 "output '" + name + "' would not be packed as " + format +
-                                     ", as its name says; give it another name and pack it afterwards");
+                                 "output '" + name + "' would not be compressed as " + format +
+                                     ", as its name says; give it another name and compress it afterwards");
     }
     expectRefusalEvenByForce({"load", "in.nq", "-o", "e", "--ids", "."},
                              "'.' exists and is not a regular file, so that it cannot be replaced");

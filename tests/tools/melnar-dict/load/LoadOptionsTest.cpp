@@ -130,15 +130,14 @@ TEST(LoadOptionsTest, refusesRowsAndTermsThatContradictEachOther) {
          {std::vector<std::string>{"--json"}, {"--query", "'x'"}, {"--get", "1"}}) {
         std::vector<std::string> arguments{"a.nt", "--ids", "-"};
         arguments.insert(arguments.end(), option.begin(), option.end());
-        EXPECT_EQ("--ids - goes with none of --json, --query and --get, which print to standard output, too",
+        EXPECT_EQ("--ids - excludes --json, --query and --get, which also print to standard output",
                   messageOf(arguments));
     }
     EXPECT_EQ("--id-width and --quads need --ids", messageOf({"a.nt", "-o", "d", "--id-width", "8"}));
     EXPECT_EQ("--id-width and --quads need --ids", messageOf({"a.nt", "-o", "d", "--quads"}));
-    EXPECT_EQ("--strings-only goes with neither --ids nor --order",
+    EXPECT_EQ("--strings-only excludes --ids and --order",
               messageOf({"a.nt", "-o", "d", "--ids", "T.npy", "--strings-only"}));
-    EXPECT_EQ("--strings-only goes with neither --ids nor --order",
-              messageOf({"a.nt", "--order", "any", "--strings-only"}));
+    EXPECT_EQ("--strings-only excludes --ids and --order", messageOf({"a.nt", "--order", "any", "--strings-only"}));
     EXPECT_NE("", messageOf({"a.nt", "--ids", "-", "--id-width", "2"}));
     EXPECT_NE("", messageOf({"a.nt", "--ids", "-", "--id-width", ""}));
     EXPECT_NE("", messageOf({"a.nt", "--order", "none"}));
@@ -147,7 +146,7 @@ TEST(LoadOptionsTest, refusesRowsAndTermsThatContradictEachOther) {
 }
 
 TEST(LoadOptionsTest, keepsWhatIsRejectedOnlyWhenLenient) {
-    EXPECT_EQ("--rejected needs --lenient, as without it nothing is skipped", messageOf({"a.nt", "--rejected", "r"}));
+    EXPECT_EQ("--rejected needs --lenient; nothing is skipped without it", messageOf({"a.nt", "--rejected", "r"}));
 }
 
 } // namespace

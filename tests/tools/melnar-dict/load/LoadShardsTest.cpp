@@ -234,9 +234,9 @@ TEST_F(LoadShardsTest, wrongCommandLinesAreRefused) {
     expectRefusal({"load", "--shards", "in.nq", "-o", "d", "--max-resources", "10"},
                   "--max-resources is for a dictionary without shards");
     expectRefusal({"load", "--shards", "in.nq", "--into", "plain"},
-                  "--shards cannot add to 'plain', which has no shards");
+                  "--shards cannot add to 'plain', which is a dictionary without shards");
     expectRefusal({"load", "--shards", "in.nq", "--into", "missing"},
-                  "--shards cannot add to 'missing', which has no shards");
+                  "--shards cannot add to 'missing', which is a dictionary without shards");
     expectRefusal({"load", "in.nq", "-o", "d", "--checkpoint", "5"}, "--checkpoint is for a dictionary of shards");
     expectSuccess({"load", "--shards", "in.nq", "-o", "d", "--order", "input"});
     expectRefusal({"load", "in.nq", "-o", "d"}, "'d' exists and is not a regular file, so that it cannot be replaced");
@@ -245,14 +245,14 @@ TEST_F(LoadShardsTest, wrongCommandLinesAreRefused) {
 
 TEST_F(LoadShardsTest, outputsThatWouldDestroySomethingAreRefused) {
     expectRefusal({"load", "--shards", "in.nq", "-o", "more.nq"},
-                  "'more.nq' exists and is not a folder, which a dictionary of shards is");
+                  "'more.nq' exists and is not a folder; a dictionary of shards is a folder");
     expectRefusal({"load", "--shards", "in.nq", "-o", "more.nq", "--force"},
-                  "'more.nq' exists and is not a folder, which a dictionary of shards is");
+                  "'more.nq' exists and is not a folder; a dictionary of shards is a folder");
     std::filesystem::create_directory(m_directory.getPathOf("notes"));
     for (const char* const name : {"notes/work-plan.txt", "notes/manifesto"}) {
         m_directory.addFile(name, "my own");
         expectRefusal({"load", "--shards", "in.nq", "-o", "notes"},
-                      "the folder 'notes' is not empty and no dictionary; --force puts one beside what it holds");
+                      "the folder 'notes' is not empty and has no dictionary; --force adds one to it");
         if (name == std::string("notes/work-plan.txt"))
             std::filesystem::rename(m_directory.getPathOf(name), m_directory.getPathOf("work-plan.txt"));
     }
@@ -358,7 +358,7 @@ TEST_F(LoadShardsTest, aLoadThatAnErrorHasEndedGoesOnLeniently) {
     EXPECT_FALSE(exists("T.npy") || exists("d/manifest"));
     const ToolResult result = run(with(load, {"d", "--lenient"}));
     EXPECT_EQ(0, result.m_exitCode);
-    EXPECT_EQ(0u, result.m_errorOutput.find("going on with ")) << result.m_errorOutput;
+    EXPECT_EQ(0u, result.m_errorOutput.find("resuming the interrupted load, ")) << result.m_errorOutput;
     EXPECT_EQ(rows, getContentsOf("T.npy"));
     EXPECT_TRUE(getFiles("e") == getFiles("d"));
 }
@@ -378,7 +378,8 @@ TEST_F(LoadShardsTest, nothingIsAddedToAFolderWithoutAManifest) {
     std::filesystem::create_directory(m_directory.getPathOf("empty"));
     const ToolResult result = run({"load", "in.nq", "--into", "empty"});
     EXPECT_EQ(3, result.m_exitCode);
-    EXPECT_EQ("melnar-dict: 'empty' is no folder of shards: there is no file 'empty/manifest'\n", result.m_errorOutput);
+    EXPECT_EQ("melnar-dict: 'empty' is not a folder of shards: there is no file 'empty/manifest'\n",
+              result.m_errorOutput);
 }
 
 TEST_F(LoadShardsTest, aManifestOfSomethingElseIsNotReplaced) {
@@ -386,9 +387,8 @@ TEST_F(LoadShardsTest, aManifestOfSomethingElseIsNotReplaced) {
     m_directory.addFile("project/manifest", "of something else");
     const ToolResult result = run({"load", "in.nq", "--shards", "-o", "project"});
     EXPECT_EQ(2, result.m_exitCode);
-    EXPECT_EQ(
-        "melnar-dict: the folder 'project' is not empty and no dictionary; --force puts one beside what it holds\n",
-        result.m_errorOutput);
+    EXPECT_EQ("melnar-dict: the folder 'project' is not empty and has no dictionary; --force adds one to it\n",
+              result.m_errorOutput);
     EXPECT_EQ("of something else", getContentsOf("project/manifest"));
 }
 
@@ -488,7 +488,7 @@ TEST_F(HeldLoadShardsTest, aLoadThatWasKilledIsGoneOnWith) {
         EXPECT_TRUE(exists("d/work-manifest"));
         EXPECT_FALSE(exists("d/manifest") || exists("T.npy"));
         const std::string note = finish(options);
-        EXPECT_EQ(0u, note.find("going on with the load that was interrupted, which has ")) << note;
+        EXPECT_EQ(0u, note.find("resuming the interrupted load, which has ")) << note;
         expectFiles(expected);
         EXPECT_EQ(0u, finish(options).find("held.nt:")) << "from its start";
         expectFiles(expected);
@@ -501,7 +501,9 @@ TEST_F(HeldLoadShardsTest, aLoadThatWasKilledIsGoneOnWith) {
 TEST_F(HeldLoadShardsTest, otherThreadsAndMemoryAreTheSameLoad) {
     const auto expected = getExpected({"--shards", "-o", "d"});
     kill({"--shards", "-o", "d", "--memory-limit", "100M"});
-    EXPECT_EQ(0u, finish({"--shards", "-o", "d", "--threads", "1", "--checkpoint", "0"}).find("going on with "));
+    EXPECT_EQ(
+        0u,
+        finish({"--shards", "-o", "d", "--threads", "1", "--checkpoint", "0"}).find("resuming the interrupted load, "));
     expectFiles(expected);
 }
 
@@ -516,7 +518,7 @@ TEST_F(HeldLoadShardsTest, readersSeeTheOldDictionaryUntilTheLoadIsDone) {
         EXPECT_TRUE(files.contains(name) && files.at(name) == contents) << name;
     EXPECT_EQ(QUADS, decode("old.npy", "d"));
     expectSuccess({"verify", "d"});
-    EXPECT_EQ(0u, finish({"--into", "d"}).find("going on with "));
+    EXPECT_EQ(0u, finish({"--into", "d"}).find("resuming the interrupted load, "));
     EXPECT_EQ(QUADS, decode("old.npy", "d"));
     expectSuccess({"verify", "d"});
     EXPECT_FALSE(exists("d/work-manifest"));
@@ -527,15 +529,14 @@ TEST_F(HeldLoadShardsTest, whoIsAddedToAnotherFolderGoesOnThere) {
     const auto old = getFiles("old");
     const auto expected = getExpected({"--into", "old", "-o", "d"});
     kill({"--into", "old", "-o", "d"});
-    EXPECT_EQ(0u, finish({"--into", "old", "-o", "d"}).find("going on with "));
+    EXPECT_EQ(0u, finish({"--into", "old", "-o", "d"}).find("resuming the interrupted load, "));
     expectFiles(expected);
     EXPECT_TRUE(old == getFiles("old"));
     renewPipe();
     std::filesystem::remove_all(m_directory.getPathOf("d"));
     kill({"--into", "old", "-o", "d"});
     expectSuccess({"load", "more.nq", "--into", "old"});
-    EXPECT_EQ("giving up another load into 'd', which was interrupted\n",
-              finish({"--into", "old", "-o", "d", "--force"}))
+    EXPECT_EQ("discarding another, interrupted load into 'd'\n", finish({"--into", "old", "-o", "d", "--force"}))
         << "as the dictionary is another one";
 }
 
@@ -543,9 +544,9 @@ TEST_F(HeldLoadShardsTest, whoIsAddedToAnotherFolderGoesOnThere) {
 TEST_F(HeldLoadShardsTest, anotherLoadIsRefusedOrGivesTheUnfinishedOneUp) {
     const std::vector<std::string> options{"--shards", "-o", "d"};
     const std::string refusal =
-        "melnar-dict: the folder 'd' has an unfinished load of other files, of files that have changed or are gone, or "
-        "with other options; the same command goes on with it, and --force gives it up\n";
-    const std::string note = "giving up another load into 'd', which was interrupted\n";
+        "melnar-dict: the folder 'd' has an unfinished load of other files, of files that have changed or no longer "
+        "exist, or with other options; the same command resumes it, and --force discards it\n";
+    const std::string note = "discarding another, interrupted load into 'd'\n";
     for (const std::string change : {"input", "gone", "size", "time", "base", "columns"}) {
         SCOPED_TRACE(change);
         kill(options);
@@ -608,7 +609,7 @@ TEST_F(HeldLoadShardsTest, manyInputsWithLongNamesAreGoneOnWith) {
     EXPECT_EQ(2, refused.m_exitCode) << "a task of the same length";
     EXPECT_EQ(0u, refused.m_errorOutput.find("melnar-dict: the folder 'd' has an unfinished load of other files"));
     std::filesystem::last_write_time(changed, time);
-    EXPECT_EQ(0u, finish(options).find("going on with "));
+    EXPECT_EQ(0u, finish(options).find("resuming the interrupted load, "));
     expectFiles(expected);
 }
 
@@ -621,7 +622,8 @@ TEST_F(HeldLoadShardsTest, lessMemoryIsEnoughToGoOn) {
     const std::vector<std::string> options{"--shards", "-o", "d", "--checkpoint", "25b"}; // of some 30
     const auto expected = getExpected(options);
     kill(options);
-    EXPECT_EQ(0u, finish({"--shards", "-o", "d", "--checkpoint", "0", "--memory-limit", "90M"}).find("going on with "));
+    EXPECT_EQ(0u, finish({"--shards", "-o", "d", "--checkpoint", "0", "--memory-limit", "90M"})
+                      .find("resuming the interrupted load, "));
     expectFiles(expected);
 }
 
@@ -630,7 +632,7 @@ TEST_F(HeldLoadShardsTest, whatTellsOfALoadThatIsDoneHoldsNothingUp) {
     expectSuccess({"load", "--shards", "in.nq", "-o", "d", "--ids", "old.npy"});
     kill({"--into", "d"});
     const std::string unfinished = getContentsOf("d/work-manifest");
-    EXPECT_EQ(0u, finish({"--into", "d"}).find("going on with "));
+    EXPECT_EQ(0u, finish({"--into", "d"}).find("resuming the interrupted load, "));
     m_directory.addFile("d/work-manifest", unfinished);
     expectSuccess({"load", "more.nq", "--into", "d"});
     EXPECT_FALSE(exists("d/work-manifest"));
@@ -651,7 +653,7 @@ TEST_F(HeldLoadShardsTest, whoFailsWhenGoingOnLosesNothing) {
     ::close(input.m_errorDescriptor);
     for (const auto& [name, contents] : files)
         EXPECT_TRUE(name == "manifest.lock" || getFiles("d").contains(name)) << name;
-    EXPECT_EQ(0u, finish(options).find("going on with "));
+    EXPECT_EQ(0u, finish(options).find("resuming the interrupted load, "));
     expectFiles(expected);
 }
 

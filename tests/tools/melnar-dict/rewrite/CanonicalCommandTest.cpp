@@ -121,7 +121,7 @@ TEST_F(CanonicalCommandTest, anOutputOfTriplesTakesNoNamedGraph) {
         add(file.first, file.second);
         EXPECT_EQ(ExitCode::BAD_DATA, run("out.nt"));
         EXPECT_EQ(m_options.m_files[0].first +
-                      ":3: the statement is in a named graph, for which the output's format has no place\n",
+                      ":3: the statement is in a named graph, which the output format cannot represent\n",
                   m_errorOutput.str());
         EXPECT_EQ(ExitCode::DONE, run("out"));
     }

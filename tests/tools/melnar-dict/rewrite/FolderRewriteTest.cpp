@@ -114,7 +114,7 @@ TEST_F(FolderRewriteTest, whatTheFolderDoesNotHaveIsBadData) {
                   "new.nt:2: the dictionary does not have the literal \"new\"\n");
     m_directory.addFile("iri.nt", "<urn:s> <urn:p> <melnar:99999999> .\n");
     expectFailure(1, {"decode", "--as", "iri", "iri.nt", "-d", "f", "-o", "out"},
-                  "iri.nt:1: the IRI 'melnar:99999999' carries no resource ID of the dictionary\n");
+                  "iri.nt:1: the IRI 'melnar:99999999' does not contain a resource ID of the dictionary\n");
 }
 
 TEST_F(FolderRewriteTest, theWidthOfAutoIsThatOfTheLargestId) {

@@ -172,8 +172,8 @@ TEST_F(RewriteCommandTest, whatCannotBeEncodedNamesItsLineAndLeavesNoFile) {
     load("known.nt");
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"<urn:s> <urn:p> \"unknown\"@en .\n", "the dictionary does not have the literal \"unknown\"@en"},
-        {"<urn:s> <urn:p> <melnar:1> .\n", "the IRI 'melnar:1' would be taken for a literal's"},
-        {"<melnar:x> <urn:p> <urn:o> .\n", "the IRI 'melnar:x' would be taken for a literal's"},
+        {"<urn:s> <urn:p> <melnar:1> .\n", "the IRI 'melnar:1' would be decoded as a literal"},
+        {"<melnar:x> <urn:p> <urn:o> .\n", "the IRI 'melnar:x' would be decoded as a literal"},
         {"<urn:s> <urn:p> \"x\"^^<http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral> .\n",
          "it does not contain the '@' character"},
         {"not a triple\n", "expected"},
@@ -197,7 +197,7 @@ TEST_F(RewriteCommandTest, theFirstErrorIsToldAndWhatStandsBeforeItIsWritten) {
         {"<urn:s> <urn:p> \"unknown\" .\n<urn:s> <urn:p> \"unknown\"@en .\nnot a statement\n",
          "the dictionary does not have the literal \"unknown\""},
         {"<urn:s> <urn:p> \"unknown\" <melnar:1> .\n", "the dictionary does not have the literal \"unknown\""},
-        {"<urn:s> <urn:p> \"known\" <melnar:1> .\n", "the IRI 'melnar:1' would be taken for a literal's"},
+        {"<urn:s> <urn:p> \"known\" <melnar:1> .\n", "the IRI 'melnar:1' would be decoded as a literal"},
     };
     for (const auto& [lines, cause] : cases) {
         const ToolResult result =

@@ -289,7 +289,7 @@ TEST_F(RowRewriteTest, aGraphNeedsAnOutputThatHasPlaceForIt) {
     for (const char* const name : {"out.nt", "out.ttl"}) {
         const ToolResult result = run({"decode", "T.npy", "-d", "d", "-o", name});
         EXPECT_EQ(1, result.m_exitCode);
-        EXPECT_EQ("T.npy: row 1: the statement is in a named graph, for which the output's format has no place\n",
+        EXPECT_EQ("T.npy: row 1: the statement is in a named graph, which the output format cannot represent\n",
                   result.m_errorOutput);
     }
     expectSuccess({"decode", "T.npy", "-d", "d", "-o", "out.nq"});
@@ -308,8 +308,8 @@ TEST_F(RowRewriteTest, aTermThatNoFileCanHoldIsRefused) {
         dictionary.commit();
         dictionary.save(m_directory.getPathOf("d"));
     }
-    for (const auto& [id, flaw] : {std::pair(2, "it is no absolute IRI"), std::pair(3, "its text is not UTF-8"),
-                                   std::pair(4, "its datatype is no absolute IRI, or that of a string")}) {
+    for (const auto& [id, flaw] : {std::pair(2, "it is not an absolute IRI"), std::pair(3, "its text is not UTF-8"),
+                                   std::pair(4, "its datatype is not an absolute IRI, or is that of a string")}) {
         addRows("T.npy", {3, 4}, {1, 1, 1, 1, 1, uint64_t(id)});
         EXPECT_EQ("T.npy: row 1: resource " + std::to_string(id) + " cannot be written: " + flaw + '\n',
                   run({"decode", "T.npy", "-d", "d", "-o", "-"}).m_errorOutput);
@@ -349,12 +349,12 @@ TEST_F(RowRewriteTest, aDamagedFileIsRefusedWithItsName) {
     std::string fortran = sound;
     fortran.replace(fortran.find("False"), 5, "True ");
     for (const auto& [bytes, cause] : std::vector<std::pair<std::string, std::string>>{
-             {"", "it is no .npy file; decode --as iri reads encoded statements"},
-             {TRIPLES, "it is no .npy file; decode --as iri reads encoded statements"},
+             {"", "it is not a .npy file; decode --as iri reads encoded statements"},
+             {TRIPLES, "it is not a .npy file; decode --as iri reads encoded statements"},
              {sound.substr(0, 200), "it ends within its header"},
-             {sound.substr(0, sound.size() - 1), "it ends after 13 of the 14 rows that its header tells"},
-             {sound + "x", "more bytes follow the 14 rows that its header tells"},
-             {fortran, "its columns stand one behind the other (Fortran order); expected rows (C order)"},
+             {sound.substr(0, sound.size() - 1), "it ends after 13 of the 14 rows that its header states"},
+             {sound + "x", "more bytes follow the 14 rows that its header states"},
+             {fortran, "it is stored column by column (Fortran order); expected rows (C order)"},
          }) {
         m_directory.addFile("bad.npy", bytes);
         for (const char* const threads : {"1", "3"}) {
@@ -386,11 +386,11 @@ TEST_F(RowRewriteTest, refusesWrongCommandLines) {
              {{"encode", "in.nt", "--as", "iri", "--base", "urn:b"}, forRows},
              {{"encode", "in.ttl", "--as", "iri"},
               "with these options encode reads N-Triples and N-Quads, and 'in.ttl' is neither"},
-             {{"encode", "in.npy"}, "the name 'in.npy' tells no format; give it with --format"},
+             {{"encode", "in.npy"}, "the name 'in.npy' does not indicate a format; give it with --format"},
              {{"decode", "-", "-"}, "standard input can be read only once"},
              {{"decode", "T.npy", "--quads"}, "unknown option --quads"},
              {{"decode", "T.npy", "--format", "nquads"},
-              "with these options decode reads no RDF, and needs no --format"},
+              "with these options decode reads no RDF and takes no --format"},
              {{"decode", "T.npy", "--rdf", "1.1"}, "--rdf and --max-line are for --as iri"},
              {{"decode", "T.npy", "--max-line", "1M"}, "--rdf and --max-line are for --as iri"},
          }) {

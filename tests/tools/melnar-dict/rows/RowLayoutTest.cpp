@@ -36,7 +36,7 @@ TEST(RowLayoutTest, anIDThatDoesNotFitIsNamedAndNothingIsAppended) {
         appendIDs(std::vector<uint64_t>{1, uint64_t(1) << 32}, RowLayout::NARROW, bytes);
     });
     EXPECT_EQ(ExitCode::FAILURE, failure.getExitCode());
-    EXPECT_STREQ("the ID 4294967296 does not fit into 4 bytes; --id-width 8 makes room for it", failure.what());
+    EXPECT_STREQ("the ID 4294967296 does not fit into 4 bytes; use --id-width 8", failure.what());
     EXPECT_EQ("before", bytes);
 }
 

@@ -72,9 +72,9 @@ TEST(RowReaderTest, readsLaterVersionsToo) {
 
 TEST(RowReaderTest, whatIsNoSuchFileIsRefused) {
     const std::string sound = makeFile({{3, 4}, false, 5, ""}, makeIDs(15));
-    EXPECT_EQ("it is no .npy file; decode --as iri reads encoded statements", getRefusal(""));
-    EXPECT_EQ("it is no .npy file; decode --as iri reads encoded statements", getRefusal("\x93NUM"));
-    EXPECT_EQ("it is no .npy file; decode --as iri reads encoded statements",
+    EXPECT_EQ("it is not a .npy file; decode --as iri reads encoded statements", getRefusal(""));
+    EXPECT_EQ("it is not a .npy file; decode --as iri reads encoded statements", getRefusal("\x93NUM"));
+    EXPECT_EQ("it is not a .npy file; decode --as iri reads encoded statements",
               getRefusal("<urn:s> <urn:p> <urn:o> .\n"));
     std::string changed = sound;
     changed[6] = 4;
@@ -87,9 +87,9 @@ TEST(RowReaderTest, whatIsNoSuchFileIsRefused) {
 
 TEST(RowReaderTest, theSizeMustBeThatOfTheShape) {
     const std::string sound = makeFile({{3, 4}, false, 5, ""}, makeIDs(15));
-    EXPECT_EQ("it ends after 0 of the 5 rows that its header tells", getRefusal(sound.substr(0, 256)));
-    EXPECT_EQ("it ends after 4 of the 5 rows that its header tells", getRefusal(sound.substr(0, sound.size() - 1)));
-    EXPECT_EQ("more bytes follow the 5 rows that its header tells", getRefusal(sound + '\0'));
+    EXPECT_EQ("it ends after 0 of the 5 rows that its header states", getRefusal(sound.substr(0, 256)));
+    EXPECT_EQ("it ends after 4 of the 5 rows that its header states", getRefusal(sound.substr(0, sound.size() - 1)));
+    EXPECT_EQ("more bytes follow the 5 rows that its header states", getRefusal(sound + '\0'));
 }
 
 TEST(RowReaderTest, anErrorIsToldOnce) {

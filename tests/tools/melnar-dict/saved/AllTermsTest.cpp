@@ -208,7 +208,8 @@ TEST_F(AllTermsTest, decodeRefusesAnIDThatIsThatOfNoString) {
         m_directory.addFile("in.nt", "<a:s> <a:p> <melnar:" + std::to_string(id) + "> .\n");
         const ToolResult result = run({"decode", "--as", "iri", "in.nt", "-d", "d", "-o", "-"});
         EXPECT_EQ(id > 2 ? 1 : 0, result.m_exitCode) << id;
-        EXPECT_EQ(id > 2 ? "in.nt:1: the IRI 'melnar:" + std::to_string(id) + "' carries the ID of no string literal\n"
+        EXPECT_EQ(id > 2 ? "in.nt:1: the IRI 'melnar:" + std::to_string(id) +
+                               "' contains the ID of a term that is not a string literal\n"
                          : "",
                   result.m_errorOutput);
         EXPECT_EQ(id > 2, result.m_output.empty());

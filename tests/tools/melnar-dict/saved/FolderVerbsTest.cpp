@@ -256,8 +256,8 @@ TEST_F(FolderVerbsTest, aDamagedManifestIsNamed) {
 TEST_F(FolderVerbsTest, aFolderWithoutAManifestIsNoDictionary) {
     std::filesystem::remove(getPathOf("f/manifest"));
     for (const std::string verb : {"dump", "stats", "verify"})
-        expectFailure(3, {verb, "f"}, "'f' is no folder of shards: there is no file 'f/manifest'");
-    expectFailure(3, {"get", "f", "1"}, "'f' is no folder of shards: there is no file 'f/manifest'");
+        expectFailure(3, {verb, "f"}, "'f' is not a folder of shards: there is no file 'f/manifest'");
+    expectFailure(3, {"get", "f", "1"}, "'f' is not a folder of shards: there is no file 'f/manifest'");
 }
 
 TEST_F(FolderVerbsTest, aManifestAloneIsNoDictionaryFile) {
@@ -327,7 +327,7 @@ TEST_F(FolderVerbsTest, thePageIsOneOfTheWholeFolder) {
 }
 
 TEST_F(FolderVerbsTest, compactRefusesAFolder) {
-    const std::string text = "'f' is a folder of shards, which are dense already: there is nothing to compact";
+    const std::string text = "'f' is a folder of shards, whose IDs are dense already: there is nothing to compact";
     expectFailure(2, {"compact", "f"}, text);
     expectFailure(2, {"compact", "f", "-o", "g"}, text);
     expectFailure(2, {"compact", "f", "-o", "g", "--force"}, text);

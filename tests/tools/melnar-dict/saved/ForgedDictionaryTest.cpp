@@ -64,18 +64,18 @@ protected:
 
 /// Terms that the library takes and no RDF file can hold, and what is wrong with them.
 const std::vector<std::tuple<std::string, uint8_t, std::string>> UNWRITABLE_TERMS{
-    {"x", D_IRI, "it is no absolute IRI"},
-    {"a:b\x1B[2J", D_IRI, "it is no absolute IRI"},
-    {"a:> <b", D_IRI, "it is no absolute IRI"},
+    {"x", D_IRI, "it is not an absolute IRI"},
+    {"a:b\x1B[2J", D_IRI, "it is not an absolute IRI"},
+    {"a:> <b", D_IRI, "it is not an absolute IRI"},
     {"a:\xFF\x1B", D_IRI, "its text is not UTF-8"},
-    {"a\xC2\x9B", D_BLANK_NODE, "it is no label of a blank node"},
+    {"a\xC2\x9B", D_BLANK_NODE, "it is not a blank node label"},
     {"a\xFF", D_BLANK_NODE, "its text is not UTF-8"},
-    {"\x1B^^t", D_TYPED_LITERAL, "its datatype is no absolute IRI, or that of a string"},
-    {"\x1B^^a:\x1B]", D_TYPED_LITERAL, "its datatype is no absolute IRI, or that of a string"},
+    {"\x1B^^t", D_TYPED_LITERAL, "its datatype is not an absolute IRI, or is that of a string"},
+    {"\x1B^^a:\x1B]", D_TYPED_LITERAL, "its datatype is not an absolute IRI, or is that of a string"},
     {"\xFF^^a:t", D_TYPED_LITERAL, "its text is not UTF-8"},
     {"\xFF@en--ltr", D_DIRECTIONAL_STRING, "its text is not UTF-8"},
-    {"<<( <s> <a:p> <a:o> )>>", D_TRIPLE_TERM, "it is no triple term in canonical form"},
-    {"<<( _:\xC2\x9B <a:p> <a:o> )>>", D_TRIPLE_TERM, "it is no triple term in canonical form"},
+    {"<<( <s> <a:p> <a:o> )>>", D_TRIPLE_TERM, "it is not a triple term in canonical form"},
+    {"<<( _:\xC2\x9B <a:p> <a:o> )>>", D_TRIPLE_TERM, "it is not a triple term in canonical form"},
     {"<<( _:s <a:p> \"\xFF\" )>>", D_TRIPLE_TERM, "its text is not UTF-8"}};
 
 TEST_F(ForgedDictionaryTest, termsThatNoRdfFileCanHoldAreNamedAndLeftOut) {
@@ -105,12 +105,12 @@ TEST_F(ForgedDictionaryTest, termsThatNoRdfFileCanHoldAreNamedAndLeftOut) {
         }
     const ToolResult verify = run({"verify", "d"});
     EXPECT_EQ(1, verify.m_exitCode);
-    EXPECT_EQ("melnar-dict: resource 1: it is no absolute IRI\n", verify.m_errorOutput);
+    EXPECT_EQ("melnar-dict: resource 1: it is not an absolute IRI\n", verify.m_errorOutput);
     m_directory.addFile("empty.nt", "");
     const ToolResult load = run({"load", "empty.nt", "--into", "d", "--get", "1", "--get", "14"});
     EXPECT_EQ(1, load.m_exitCode);
     EXPECT_TRUE(load.m_output.ends_with("\n14\t\"sound\"\n")) << load.m_output;
-    EXPECT_EQ("melnar-dict: resource 1 cannot be written: it is no absolute IRI\n", load.m_errorOutput);
+    EXPECT_EQ("melnar-dict: resource 1 cannot be written: it is not an absolute IRI\n", load.m_errorOutput);
     for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
              {"stats", "d"}, {"stats", "d", "--json"}, {"stats", "d", "--html", "-"}, {"compact", "d"}})
         EXPECT_EQ(0, run(arguments).m_exitCode) << arguments.front();

@@ -462,7 +462,7 @@ TEST_F(SavedDictionaryTest, aDictionaryIsNeitherStandardInputNorOutput) {
                                                       {"decode", "--as", "iri", "in.nt", "-d", "-", "-o", "x"}}) {
         const ToolResult result = run(arguments);
         EXPECT_EQ(2, result.m_exitCode) << arguments[0];
-        EXPECT_NE(std::string::npos, result.m_errorOutput.find(" must be a file, and '-' is standard input or output"))
+        EXPECT_NE(std::string::npos, result.m_errorOutput.find(" must be a file; '-' is standard input or output"))
             << result.m_errorOutput;
     }
     EXPECT_FALSE(exists("-"));

@@ -141,7 +141,7 @@ TEST_F(ShardsCommandTest, whatIsNoFolderIsRefused) {
     makeDictionaryOfTerms()->save(m_directory.getPathOf("d"));
     const ToolResult file = run({"shards", "d"});
     EXPECT_EQ(3, file.m_exitCode);
-    EXPECT_EQ("melnar-dict: 'd' is no folder of shards: there is no file 'd/manifest'\n", file.m_errorOutput);
+    EXPECT_EQ("melnar-dict: 'd' is not a folder of shards: there is no file 'd/manifest'\n", file.m_errorOutput);
     const ToolResult missing = run({"shards", "missing", "--json"});
     EXPECT_EQ(3, missing.m_exitCode);
     EXPECT_EQ(3, Json::parse(missing.m_output)["exitCode"]);

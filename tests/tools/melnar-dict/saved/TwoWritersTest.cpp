@@ -104,7 +104,7 @@ protected:
     static void expectRefusal(const std::string& fileName, const RunningTool& holder, const ToolResult& result) {
         EXPECT_EQ(3, result.m_exitCode);
         EXPECT_EQ("melnar-dict: '" + fileName + "' is being written by " + describe(holder) +
-                      "; --wait waits for its end\n",
+                      "; --wait waits until it has finished\n",
                   result.m_errorOutput);
         EXPECT_EQ("", result.m_output);
     }
@@ -148,7 +148,8 @@ TEST_F(TwoWritersTest, theSecondWaitsIfAskedToAndNothingIsLost) {
     std::string message;
     const auto second =
         startWaiting({"load", "--strings-only", "two.nt", "--into", "d", "--wait", "--query", "\"two\""}, message);
-    EXPECT_EQ("melnar-dict: 'd' is being written by " + describe(*first) + "; waiting for its end\n", message);
+    EXPECT_EQ("melnar-dict: 'd' is being written by " + describe(*first) + "; waiting until it has finished\n",
+              message);
     finish(pipeEnd, getTriple("three"));
     EXPECT_EQ(0, first->wait().m_exitCode);
     const ToolResult result = second->wait();
@@ -169,7 +170,7 @@ TEST_F(TwoWritersTest, anyNumberMayWaitAndAllLiteralsAreKept) {
         m_directory.addFile(fileName, getTriple("literal " + std::to_string(number)));
         std::string message;
         waiting.push_back(startWaiting({"load", "--strings-only", fileName, "--into", "d", "--wait"}, message));
-        EXPECT_NE(std::string::npos, message.find("waiting for its end"));
+        EXPECT_NE(std::string::npos, message.find("waiting until it has finished"));
     }
     finish(pipeEnd, getTriple("three"));
     EXPECT_EQ(0, first->wait().m_exitCode);
@@ -306,7 +307,7 @@ TEST_F(TwoWritersTest, compactHoldsTheLockWhileItWorks) {
     std::string message;
     const auto second =
         startWaiting({"load", "--strings-only", "two.nt", "--into", "d", "--wait", "--query", "\"two\""}, message);
-    EXPECT_EQ("melnar-dict: 'd' is being written by " + describe(first) + "; waiting for its end\n", message);
+    EXPECT_EQ("melnar-dict: 'd' is being written by " + describe(first) + "; waiting until it has finished\n", message);
     for (uint64_t number = 1; number < RESOURCES; ++number)
         ASSERT_EQ(std::to_string(number + 2) + "\t" + std::to_string(number + 1) + "\n", output.readTo('\n'));
     EXPECT_EQ(0, first.wait().m_exitCode);
@@ -342,7 +343,8 @@ TEST_F(TwoWritersTest, encodeAndDecodeLockTheirOutput) {
             waitingArguments.emplace_back("--wait");
             std::string message;
             const auto second = startWaiting(waitingArguments, message);
-            EXPECT_EQ("melnar-dict: 'out.nt' is being written by " + describe(*first) + "; waiting for its end\n",
+            EXPECT_EQ("melnar-dict: 'out.nt' is being written by " + describe(*first) +
+                          "; waiting until it has finished\n",
                       message);
             finish(pipeEnd, getTriple("one") + getTriple("one"));
             EXPECT_EQ(0, first->wait().m_exitCode);
@@ -363,7 +365,7 @@ TEST_F(TwoWritersTest, anOutputIsLookedAtAgainAfterTheWait) {
           {"compact", "d", "-o", "out", "--wait"}}) {
         std::string message;
         waiting.push_back(startWaiting(arguments, message));
-        EXPECT_NE(std::string::npos, message.find("waiting for its end"));
+        EXPECT_NE(std::string::npos, message.find("waiting until it has finished"));
     }
     finish(pipeEnd, getTriple("one"));
     EXPECT_EQ(0, first->wait().m_exitCode);

@@ -175,7 +175,7 @@ TEST(CommandLineTest, refusesAnOptionThatIsMissing) {
 }
 
 TEST(CommandLineTest, refusesADashForAFile) {
-    const std::string cause = " must be a file, and '-' is standard input or output; './-' is a file of that name";
+    const std::string cause = " must be a file; '-' is standard input or output, and './-' is a file of that name";
     EXPECT_EQ("FIRST" + cause, messageOf({"-", "b"}));
     EXPECT_EQ("FILE" + cause, messageOf({"a", "b", "--file", "-"}));
     EXPECT_EQ("./-", NotingVerb().read({"--file", "./-"}).m_file);

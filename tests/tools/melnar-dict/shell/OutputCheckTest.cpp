@@ -82,9 +82,8 @@ TEST_F(OutputCheckTest, anotherFileThatIsCalledManifestMakesNoDictionary) {
 }
 
 TEST_F(OutputCheckTest, whatWritingMakesOrRemovesIsNoInput) {
-    for (const auto& [suffix, whatItIs] : {std::pair(".saving", "temporary file"),
-                                           {".replaced", "place of the replaced file"},
-                                           {".lock", "lock file"}}) {
+    for (const auto& [suffix, whatItIs] :
+         {std::pair(".saving", "temporary file"), {".replaced", "backup file"}, {".lock", "lock file"}}) {
         const std::string input = m_directory.addFile(std::string("output") + suffix, "text");
         EXPECT_EQ("the input '" + input + "' is also the " + whatItIs + " of the output '" + m_path + "'",
                   getRefusal(ExitCode::USAGE, [&] { OutputCheck(m_path, true).refuseInput(input); }));
@@ -153,7 +152,8 @@ TEST_F(OutputCheckTest, twoOutputsAreKnownByTheirPlacesWhetherTheyAreThereOrNot)
         }
         const OutputCheck check(m_path, true);
         for (const std::string& other : {m_path, link, m_path + ".saving", m_path + ".replaced", m_path + ".lock"})
-            EXPECT_EQ("'" + other + "' is also the output '" + m_path + "', or a file that writing it makes",
+            EXPECT_EQ("'" + other + "' is also the output '" + m_path +
+                          "', or a file that is created while it is written",
                       getRefusal(ExitCode::USAGE, [&] { check.refuseOutput(other); }));
         EXPECT_NO_THROW(check.refuseOutput(m_directory.getPathOf("other")));
         if (isThere) {

@@ -41,7 +41,7 @@ TEST(OutputLockTest, aHeldLockEndsTheToolWithTheHoldersName) {
     EXPECT_EQ(0u,
               message.find("'" + path + "' is being written by process " + std::to_string(::getpid()) + " on host "))
         << message;
-    EXPECT_TRUE(message.ends_with("; --wait waits for its end")) << message;
+    EXPECT_TRUE(message.ends_with("; --wait waits until it has finished")) << message;
     EXPECT_EQ("", errorOutput.str());
 }
 

@@ -206,9 +206,8 @@ TEST_F(OverwritingTest, standardOutputIsNoInputEither) {
 }
 
 TEST_F(OverwritingTest, filesThatWritingRemovesAreNoInputs) {
-    for (const auto& [suffix, whatItIs] : {std::pair(".saving", "temporary file"),
-                                           {".replaced", "place of the replaced file"},
-                                           {".lock", "lock file"}}) {
+    for (const auto& [suffix, whatItIs] :
+         {std::pair(".saving", "temporary file"), {".replaced", "backup file"}, {".lock", "lock file"}}) {
         const std::string name = std::string("d") + suffix;
         const std::string message = "the input '" + name + "' is also the " + whatItIs + " of the output 'd'";
         m_directory.addFile(name, TRIPLES);
@@ -241,7 +240,7 @@ TEST_F(OverwritingTest, aDiskThatHasSurelyNoRoomIsReportedBeforeTheLoad) {
     const ToolResult result = run({"load", "bad.nt", "--into", "d"});
     EXPECT_EQ(3, result.m_exitCode);
     EXPECT_EQ(0u, result.m_errorOutput.find("melnar-dict: 'd' needs at least " + std::to_string(size) +
-                                            " bytes beside the old file, and its disk has "))
+                                            " bytes in addition to the old file, and its disk has "))
         << result.m_errorOutput;
     EXPECT_TRUE(result.m_errorOutput.ends_with("; --force tries it nevertheless\n")) << result.m_errorOutput;
     EXPECT_FALSE(exists("d.lock"));
@@ -299,7 +298,7 @@ TEST_F(OverwritingTest, rowsReplaceNoInputAndNothingThatTheDictionaryIsWrittenBy
                                                           {"rows.lock", "rows"}}) {
         const ToolResult result = run({"load", "in.nt", "-o", dictionaryName, "--ids", rowsName, "--force"});
         EXPECT_EQ(2, result.m_exitCode);
-        EXPECT_NE(std::string::npos, result.m_errorOutput.find("or a file that writing it makes\n"));
+        EXPECT_NE(std::string::npos, result.m_errorOutput.find("or a file that is created while it is written\n"));
     }
     expectRefusalEvenByForce({"load", "bad.nt", "in.nt", "-o", "out", "--ids", "in.nt"}, "in.nt",
                              "the input 'in.nt' is also the output 'in.nt'");
@@ -315,7 +314,8 @@ TEST_F(OverwritingTest, whatIsRejectedReplacesNoInputNoOtherOutputAndNoDictionar
     for (const std::string name : {"./out", "out.saving", "out.lock"}) {
         const ToolResult result = run({"load", "--lenient", "bad.nt", "-o", "out", "--rejected", name, "--force"});
         EXPECT_EQ(2, result.m_exitCode);
-        EXPECT_EQ("melnar-dict: '" + name + "' is also the output 'out', or a file that writing it makes\n",
+        EXPECT_EQ("melnar-dict: '" + name +
+                      "' is also the output 'out', or a file that is created while it is written\n",
                   result.m_errorOutput);
         EXPECT_FALSE(exists(name));
     }
@@ -331,8 +331,8 @@ TEST_F(OverwritingTest, anOutputThatWouldNotBeWhatItsNameSaysIsRefused) {
     for (const auto& [extension, format] : {std::pair("gz", "gzip"), {"BZ2", "bzip2"}, {"xz", "xz"}, {"zst", "zstd"}}) {
         const std::string name = std::string("out.nt.") + extension;
         m_directory.addFile(name, "old");
-        const std::string message = "output '" + name + "' would not be packed as " + format +
-                                    ", as its name says; give it another name and pack it afterwards";
+        const std::string message = "output '" + name + "' would not be compressed as " + format +
+                                    ", as its name says; give it another name and compress it afterwards";
         expectRefusalEvenByForce({"canonical", "bad.nt", "-o", name}, name, message);
         for (const std::vector<std::string>& rewriter : REWRITERS)
             expectRefusalEvenByForce(join(rewriter, {"bad.nt", "-d", "d", "-o", name}), name, message);
