@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Checks that the tree speaks for itself.
+"""Checks the words of the tree.
 
 It does not point at documents that a reader of this repository cannot open, nor at folders of one developer's machine.
+In some folders, text also avoids phrases that docs/glossary.md replaces.
 """
 
 import re
@@ -21,7 +22,32 @@ FORBIDDEN = re.compile("|".join([
     r"\b[S]pecification (?:says|requires|of this)\b",
     r"\b[s]pecification (?:says|requires|of this)\b",
     r"(?:^|[^a-zA-Z0-9_.])/(?:[w]ork|[f]arm)/",
-]))
+]), re.MULTILINE)
+
+# Where the phrases below are not allowed. A folder ends with a slash.
+PLAIN_FOLDERS = ("README.md", "ARCHITECTURE.md", "docs/")
+# It lists the phrases.
+GLOSSARY = "docs/glossary.md"
+# What separates two words: white space and, where a comment continues on the next line, its marker.
+GAP = r"(?:\s|//+|\*|#)+"
+PHRASES = re.compile(r"\b(?:" + "|".join(phrase.replace(" ", GAP) for phrase in [
+    "at once",
+    "at a stroke",
+    "whoever",
+    "(?:is|are|be) to be had",
+    "roads?",
+    "calls (?:every|each|all|a|an|the) [a-z]+ by",
+    "one behind the other",
+    "(?:goes|go|going|comes?|came|follows?|stops?) (?:on )?behind",
+    "takes? offence",
+    "as well as may be",
+    "gets? by with",
+]) + r")\b", re.IGNORECASE)
+
+
+def find(pattern, name, text):
+    return [f"{name}:{text.count(chr(10), 0, match.start()) + 1}: {' '.join(match[0].split())}"
+            for match in pattern.finditer(text)]
 
 
 def git(root, *arguments):
@@ -41,8 +67,9 @@ def main():
     for name in files:
         found += [f"{name}: the name itself: {match[0]}" for match in FORBIDDEN.finditer(name)]
         text = (root / name).read_bytes().decode("utf-8", errors="replace")
-        for number, line in enumerate(text.splitlines(), 1):
-            found += [f"{name}:{number}: {match[0].strip()}" for match in FORBIDDEN.finditer(line)]
+        found += find(FORBIDDEN, name, text)
+        if name.startswith(PLAIN_FOLDERS) and name != GLOSSARY:
+            found += find(PHRASES, name, text)
     print("\n".join(found + [f"words: {len(files)} files, {len(found)} objections"]))
     sys.exit(1 if found or not files else 0)
 
