@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-/// Returns the manual page of a program, for section 1, in the macros of man(7). The starter stands before its name, with a
-/// space between, where another program starts it.
+/// Returns the manual page of a program, for section 1, in the macros of man(7). If another program starts it,
+/// `starter` precedes its name, with a space in between.
 std::string makeProgramPage(const std::string& starter, const std::string& purpose,
                             const std::vector<VerbDescription>& verbs);
 

@@ -2,8 +2,8 @@
 #include "tools/melnar-dict-manual/ManualPages.h"
 #include "tools/melnar-dict-mpi/RankVerbs.h"
 
-/// A step of the build: writes the manual pages of the program of several processes below a folder. It has no completions, as
-/// what a shell completes is the command line of mpirun.
+/// A build step: writes the manual pages of the program for several processes below a folder. It has no completions, as
+/// a shell completes the command line of mpirun.
 int main(const int argumentCount, const char* const arguments[]) {
     return runManualStep(argumentCount, arguments, [](const std::filesystem::path& folder) {
         std::vector<VerbDescription> descriptions;

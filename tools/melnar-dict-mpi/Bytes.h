@@ -6,7 +6,7 @@
 #include <string_view>
 #include <type_traits>
 
-/// Values as bytes, for what processes of one run write and read: in the machine's form, one after the other.
+/// Values as bytes, which processes of one run write and read: in the machine's representation, one after the other.
 
 template<class Value>
 void appendValue(const Value& value, std::string& bytes) {
@@ -19,7 +19,7 @@ inline void appendText(const std::string_view text, std::string& bytes) {
     bytes.append(text);
 }
 
-/// Takes a value off bytes that begin with one.
+/// Removes a value from bytes that begin with one, and returns it.
 template<class Value>
 Value takeValue(std::string_view& bytes) {
     static_assert(std::is_trivially_copyable_v<Value>);

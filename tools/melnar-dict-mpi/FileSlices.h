@@ -12,17 +12,17 @@
 #include <memory>
 #include <string>
 
-/// The slices of a plain file with a statement a line. A slice begins with the first line that begins at a multiple of
-/// SLICE_SIZE or behind it, and ends where the next one begins: so each line is in one slice, and some slices may be empty.
-/// Lines are those that end with a line feed; what else ends a statement does not end a slice.
+/// The slices of a plain file with one statement per line. A slice starts with the first line that starts at a multiple
+/// of SLICE_SIZE or after it, and ends where the next one starts: so each line is in one slice, and some slices may be
+/// empty. Lines end with a line feed; other ends of a statement do not end a slice.
 ///
-/// Ownership  Owns the file's descriptor; a slice that is open refers to this.
+/// Ownership  Owns the file's descriptor; an open slice refers to this.
 /// Threads    One at a time.
 /// Errors     As ByteSource.
 class FileSlices : private Unmovable {
 public:
-    /// The input is one that is cut. Its size is that of the plan: what the file has gained since is not read.
-    /// `bytesRead` counts the bytes of slices.
+    /// The input must be one that is cut. Its size is that of the plan: bytes that were appended to the file since are
+    /// not read. `bytesRead` counts the bytes of slices.
     FileSlices(const SlicePlan::Input& input, std::atomic<uint64_t>& bytesRead);
 
     /// Opens the slice with this index in the input.
@@ -37,8 +37,9 @@ private:
     const std::string m_name;
     const uint64_t m_size;
     std::atomic<uint64_t>& m_bytesRead;
-    FileDescriptor m_file; // none until it is needed
-    // The last line that was found to begin, and from where on there is none before: long lines are not searched again.
+    FileDescriptor m_file; // not open until it is needed
+    // The start of the line that was found last, and the position from which on there is no earlier one: long lines are
+    // not searched again.
     uint64_t m_beginOfSearch = 0;
     uint64_t m_beginOfLine = 0;
 };

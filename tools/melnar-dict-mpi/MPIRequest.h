@@ -5,10 +5,10 @@
 #include <mpi.h>
 #include <sched.h>
 
-/// Waits until MPI has done what was requested. It would wait busily itself; this gives the processor to others soon, and
-/// sleeps when it takes longer.
+/// Waits until MPI has completed the request. MPI itself would wait busily; this soon yields the processor to others,
+/// and sleeps if it takes longer.
 ///
-/// Source  The pause grows as in exponential backoff, up to a fraction of what a block takes to be read.
+/// Source  The pause grows as in exponential backoff, up to a fraction of the time for reading a block.
 inline void waitFor(MPI_Request& request) {
     constexpr int YIELDS = 16;
     constexpr long FIRST_NANOSECONDS = 10'000;

@@ -16,42 +16,42 @@
 #include <string>
 #include <vector>
 
-/// The pieces that a rank has read and not yet sent, in their order, from the thread that reads to the one that sends. There
-/// is a fixed number of pieces in memory, which go round. Pieces of a slice that is read ahead of its turn may go to a file,
-/// from where they come back in their turn, so that ranks read such slices at the same time.
+/// The pieces that a rank has read and not yet sent, in their order, from the thread that reads to the thread that
+/// sends. A fixed number of pieces is in memory and is reused. Pieces of a slice that is read ahead of its turn may be
+/// spilled to a file, from which they are read back in their turn, so that ranks read such slices concurrently.
 ///
-/// Ownership  Owns the pieces, but for those that have been taken out, and the file, which has no name.
+/// Ownership  Owns the pieces, except those that have been taken, and the file, which has no name.
 /// Threads    One that reads: takeEmpty, push, end. One that sends: all others.
-/// Errors     std::bad_alloc; those of the file. What the reading thread has failed with is thrown when all pieces before it
+/// Errors     std::bad_alloc; those of the file. A failure of the reading thread is thrown when all pieces before it
 ///            have been taken.
 class PieceQueue : private Unmovable {
 public:
     static constexpr size_t NUMBER_OF_PIECES = 12;
 
-    /// The file is made in a folder when it is needed.
+    /// The file is created in a folder when it is needed.
     PieceQueue(std::string folderName, size_t numberOfColumns);
 
-    /// Waits for a piece that is free; null if the queue has been stopped. With `goesAhead`, room is made by the file, but
-    /// for pieces that the other thread has.
+    /// Waits for a free piece; returns null if the queue has been stopped. With `goesAhead`, pieces are spilled to the
+    /// file to free one, except pieces that the other thread has.
     std::unique_ptr<ReadPiece> takeEmpty(bool goesAhead);
 
     /// Appends a piece.
     void push(std::unique_ptr<ReadPiece> piece);
 
-    /// Nothing more is pushed; because of a failure, if there is one.
+    /// Ends the queue: no more pieces are pushed; because of a failure, if there is one.
     void end(std::exception_ptr failure) noexcept;
 
-    /// Waits until there is a piece, or none will come any more.
+    /// Waits until there is a piece, or the queue has ended.
     void waitForPiece();
 
-    /// What can be taken, and stays until the next offer. `largestBytes` bounds the bytes of terms, but one piece is always
-    /// offered if there is one.
+    /// Returns the pieces that can be taken; they stay until the next offer. `largestBytes` bounds the bytes of terms,
+    /// but at least one piece is offered if there is one.
     SliceFrontier::Offer getOffer(size_t largestBytes);
 
     /// Takes the first piece, which has been offered.
     std::unique_ptr<ReadPiece> pop();
 
-    /// Gives a piece back that was taken.
+    /// Returns a piece that was taken.
     void giveBack(std::unique_ptr<ReadPiece> piece) noexcept;
 
     /// Wakes the reading thread, which gets no more pieces.
@@ -68,10 +68,10 @@ private:
     std::vector<std::unique_ptr<ReadPiece>> m_free;
     std::deque<std::unique_ptr<ReadPiece>> m_pieces; // the first ones of the queue
     size_t m_numberOffered = 0;                      // of the first ones
-    std::deque<uint64_t> m_sizesInFile;              // of the ones behind them, in bytes
+    std::deque<uint64_t> m_sizesInFile;              // of the ones after them, in bytes
     uint64_t m_beginInFile = 0;
     uint64_t m_endOfFile = 0;
-    FileDescriptor m_file; // none until it is needed
+    FileDescriptor m_file; // not open until it is needed
     std::string m_bytes;
     bool m_isEnded = false;
     bool m_isStopped = false;

@@ -14,7 +14,7 @@
 #include <span>
 #include <string>
 
-/// The shards of a dictionary that a rank owns: every so many-th one, where there are so many ranks. Others it does not know.
+/// The shards of a dictionary that a rank owns: every R-th one, if there are R ranks. It does not have the others.
 ///
 /// Ownership  Owns the shards in memory.
 /// Threads    One at a time.
@@ -25,24 +25,24 @@ public:
     RankDictionary(const Ranks& ranks, const std::string& folderName, const ShardManifest& manifest,
                    const DictionaryOptions& options);
 
-    /// Manifests on their way from rank to rank.
+    /// Manifests that are sent between ranks.
     static std::string toBytes(const ShardManifest& manifest);
     static ShardManifest fromBytes(const std::string& bytes);
 
     /// Gives terms of a shard of this rank local IDs. Terms that every dictionary refuses get none.
     void resolve(uint32_t shard, std::span<BatchEntry> terms);
 
-    /// Looks up those that have one.
+    /// Looks up terms that have local IDs.
     void tryResolve(uint32_t shard, std::span<BatchEntry> terms) const;
 
-    /// Why a term got no ID, which every dictionary refuses.
+    /// Returns why a term got no ID: every dictionary refuses it.
     BatchFailure getRefusal(BatchEntry term) const;
 
     ShardedDictionary& get() noexcept { return *m_dictionary; }
     const ShardedDictionary& get() const noexcept { return *m_dictionary; }
 
-    /// A joint operation: saves the shards that have grown to a folder. On the first rank, returns the manifest that names
-    /// those of all ranks; on others one that names their own.
+    /// A joint operation: saves the shards that have grown to a folder. Returns the manifest, on the first rank with
+    /// the shards of all ranks, on the others with their own.
     ShardManifest save(const std::string& folderName);
 
 private:
@@ -50,5 +50,6 @@ private:
 
     const Ranks& m_ranks;
     const std::unique_ptr<ShardedDictionary> m_dictionary;
-    std::array<std::optional<DictionaryThread>, ShardLayout::NUMBER_OF_SHARDS> m_threads; // of shards that take terms
+    std::array<std::optional<DictionaryThread>, ShardLayout::NUMBER_OF_SHARDS>
+        m_threads; // of shards to which terms are added
 };

@@ -8,6 +8,6 @@
 
 #include <ostream>
 
-/// The verb `encode` of several processes. Throws RankEnd on all ranks when one has failed.
+/// The verb `encode` of several processes. Throws RankEnd on all ranks if one has failed.
 ExitCode runRankEncode(const RankEncodeOptions& options, const Ranks& ranks, StandardOutput& output,
                        std::ostream& errorOutput);

@@ -3,9 +3,9 @@
 #include "tools/melnar-dict/rewrite/RewriteOptions.h"
 #include "tools/melnar-dict/shell/VerbDescription.h"
 
-/// What the command line of a rank's `encode` asks for.
+/// The options of a rank's `encode`.
 struct RankEncodeOptions {
-    RewriteOptions m_encode; // with one thread, and m_files as they are named
+    RewriteOptions m_encode; // with one thread, and m_files as named
     bool m_areInputsOfRanks = false;
 };
 

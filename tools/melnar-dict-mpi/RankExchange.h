@@ -10,7 +10,7 @@
 
 class Ranks;
 
-/// Takes a part of bytes from each rank to each other, while the ranks do something else:
+/// Sends a part of bytes from each rank to each other, while the ranks do other work:
 ///
 ///     for each destination, in ascending order: exchange.startPart(); exchange.append(bytes, numberOfBytes); ...
 ///     exchange.start();
@@ -20,7 +20,8 @@ class Ranks;
 ///
 /// Parts begin at multiples of 8 bytes in memory.
 ///
-/// Ownership  Owns the bytes that it sends and receives, and keeps their memory until it is destroyed, unless that is much.
+/// Ownership  Owns the bytes that it sends and receives, and keeps their memory until it is destroyed, unless it is
+///            large.
 /// Threads    As Ranks. `start` and `finish` are joint operations.
 /// Errors     As Ranks.
 class RankExchange : private Unmovable {
@@ -28,7 +29,7 @@ public:
     explicit RankExchange(const Ranks& ranks);
     ~RankExchange();
 
-    /// Begins the part for the first rank, or for the next one.
+    /// Starts the part for the first rank, or for the next one.
     void startPart();
 
     void append(const void* data, size_t numberOfBytes);
@@ -38,22 +39,22 @@ public:
         append(&value, sizeof(value));
     }
 
-    /// Empties what was appended, so that nothing is sent; also when not all parts have been started.
+    /// Clears the appended bytes, so that nothing is sent; also if not all parts have been started.
     void clear() noexcept;
 
-    /// Sends what was appended. Parts that were not started are empty.
+    /// Sends the appended bytes. Parts that were not started are empty.
     void start();
 
-    /// Waits until all has come that the ranks sent.
+    /// Waits until all parts from all ranks have arrived.
     void finish();
 
-    /// What a rank has sent to this one, until the next start.
+    /// Returns the part that a rank has sent to this one, until the next start.
     std::span<const char> getPart(uint32_t source) const noexcept;
 
     uint64_t getNumberOfBytesSent() const noexcept { return m_numberOfBytesSent; }
 
 private:
-    struct Transfer; // what MPI knows of it
+    struct Transfer; // MPI's data of it
 
     void endPart();
 
@@ -64,6 +65,6 @@ private:
     std::vector<uint64_t> m_receivedSizes;
     std::vector<size_t> m_receivedBegins;
     size_t m_beginOfPart = 0;
-    uint64_t m_numberOfBytesSent = 0; // to other ranks, since the beginning
+    uint64_t m_numberOfBytesSent = 0; // to other ranks, since the start
     std::unique_ptr<Transfer> m_transfer;
 };

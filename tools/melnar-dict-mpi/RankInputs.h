@@ -11,21 +11,21 @@
 #include <string>
 #include <vector>
 
-/// The inputs of a run, as all ranks agree on them: what the first rank's command line says, and what the ranks that read them
-/// know of the files.
+/// The inputs of a run, as agreed by all ranks: the command line of the first rank, and the properties of the files
+/// from the ranks that read them.
 ///
 /// Threads  One at a time.
 struct RankInputs {
-    /// Takes the names; with `areOfRanks`, each has the number of the rank before it that alone has the file: 3:/scratch/a.nt.
-    /// ToolFailure with ExitCode::USAGE for what is none, and for standard input.
+    /// Takes the names; with `areOfRanks`, each is preceded by the number of the only rank that has the file:
+    /// 3:/scratch/a.nt. ToolFailure with ExitCode::USAGE if the number is missing, and for standard input.
     void assign(const InputFiles& named, bool areOfRanks);
 
-    /// A joint operation: all ranks get what the first one has, with the stamps of those who have the files. A file that
-    /// cannot be examined ends the run.
+    /// A joint operation: all ranks get the inputs of the first one, with the stamps from the ranks that have the
+    /// files. If a file cannot be examined, the run ends.
     void agree(const Ranks& ranks, const std::string& base);
 
     InputFiles m_files;                     // without the ranks
-    std::vector<uint32_t> m_ranks;          // SlicePlan::ANY_RANK for those on a shared file system
+    std::vector<uint32_t> m_ranks;          // SlicePlan::ANY_RANK for files on a shared file system
     std::vector<SlicePlan::Input> m_inputs; // after agree, as what follows
     std::vector<InputStamp> m_stamps;
 };

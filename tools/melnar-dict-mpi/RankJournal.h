@@ -12,7 +12,7 @@
 #include <span>
 #include <vector>
 
-/// Keeps the journal of what all ranks have read, on the first rank.
+/// Keeps the journal of the input of all ranks, on the first rank.
 ///
 /// Ownership  Refers to the journal and the files.
 /// Threads    One at a time.
@@ -22,17 +22,17 @@ public:
     RankJournal(InputJournal& journal, const InputFiles& files)
         : m_journal(journal), m_files(files), m_statementsOfInputs(files.size()) {}
 
-    /// Takes the summaries of pieces in the order of the input, of which each has the index of its input. Returns whether to
-    /// go on.
+    /// Takes the summaries of pieces in the order of the input; each contains the index of its input. Returns whether
+    /// to continue.
     bool take(size_t inputIndex, ReadPiece& summary);
 
-    /// How many statements each input has had.
+    /// Returns the number of statements of each input.
     std::span<const uint64_t> getStatementsOfInputs() const noexcept { return m_statementsOfInputs; }
 
 private:
     InputJournal& m_journal;
     const InputFiles& m_files;
     std::vector<uint64_t> m_statementsOfInputs;
-    size_t m_numberOfBegun = 0; // inputs
+    size_t m_numberOfBegun = 0; // inputs that have been started
     uint64_t m_sequence = 0;    // of the next piece of the last one
 };

@@ -8,6 +8,6 @@
 
 #include <ostream>
 
-/// The verb `load` of several processes. Throws RankEnd on all ranks when one has failed.
+/// The verb `load` of several processes. Throws RankEnd on all ranks if one has failed.
 ExitCode runRankLoad(const RankLoadOptions& options, const Ranks& ranks, StandardOutput& output,
                      std::ostream& errorOutput);

@@ -3,9 +3,9 @@
 #include "tools/melnar-dict/load/LoadOptions.h"
 #include "tools/melnar-dict/shell/VerbDescription.h"
 
-/// What the command line of a rank's `load` asks for.
+/// The options of a rank's `load`.
 struct RankLoadOptions {
-    LoadOptions m_load; // with one thread, and m_files as they are named
+    LoadOptions m_load; // with one thread, and m_files as named
     bool m_areInputsOfRanks = false;
     bool m_isResuming = false;
     bool m_tellsTraffic = false;

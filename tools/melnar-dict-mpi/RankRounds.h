@@ -22,79 +22,80 @@
 #include <utility>
 #include <vector>
 
-/// Gives the terms of an input that all ranks read their IDs, in rounds. Each shard is owned by a rank, the rank with its
-/// number modulo the number of ranks, which alone has its terms. A round takes the next pieces of the input, whichever ranks
-/// have read them:
+/// Gives the terms of an input that all ranks read their IDs, in rounds. Each shard is owned by the rank with its
+/// number modulo the number of ranks; only the owner has its terms. A round takes the next pieces of the input, from
+/// all ranks that have read them:
 ///
-///  1. Each rank sends to each owner the terms that its pieces have in the owner's shards, each once for a piece, but for
-///     those whose ID its cache has.
-///  2. Each owner resolves what has come in the order of the pieces, and sends the IDs back.
-///  3. Each rank makes the rows of its pieces, and sends the summaries of them to the first rank, which keeps the journal.
+///  1. Each rank sends to each owner the terms of its pieces in the owner's shards, each once per piece, except those
+///     whose ID is in its cache.
+///  2. Each owner resolves the received terms in the order of the pieces, and sends the IDs back.
+///  3. Each rank makes the rows of its pieces, and sends their summaries to the first rank, which keeps the journal.
 ///
-/// Rounds overlap: while the terms of a round are on their way, those of the one before are resolved, and meanwhile a thread
-/// of each rank reads ahead. What a shard gets, and in which order, is what one process would give it.
+/// Rounds overlap: while the terms of a round are being sent, those of the previous one are resolved, and a thread of
+/// each rank reads ahead. A shard gets the same terms in the same order as in one process.
 ///
-/// A rank that fails takes part in the round as if it had nothing, and tells it in the next one, so that all end together.
+/// A rank that fails takes part in the round with empty data, and reports it in the next one, so that all end together.
 ///
-/// Ownership  Refers to all that it is given, which outlives it.
+/// Ownership  Refers to all of its arguments, which outlive it.
 /// Threads    That of the ranks.
-/// Errors     RankEnd on all ranks when one has failed.
+/// Errors     RankEnd on all ranks if one has failed.
 class RankRounds : private Unmovable {
 public:
-    /// What all ranks together have come to.
+    /// The progress of all ranks together.
     struct Progress {
         uint64_t m_bytesRead = 0;
         uint64_t m_numberOfResources = 0;
         uint64_t m_memoryInUse = 0;
     };
 
-    /// What is done with the terms. What these throw is a failure of the rank.
+    /// The operations on the terms. An exception of these is a failure of the rank.
     struct Actions {
-        /// Gives the terms of a shard of this rank their local IDs; 0 to one that has none.
+        /// Gives the terms of a shard of this rank their local IDs; 0 to refused ones.
         std::function<void(uint32_t shard, std::span<BatchEntry> terms)> m_resolve;
 
-        /// Tells what has no ID, in the errors of the piece; `missing` are the indexes of its terms without one. Appends the
-        /// rows.
+        /// Records the terms without an ID in the errors of the piece; `missing` are their indexes. Appends the rows.
         std::function<void(ReadPiece& piece, std::span<const uint32_t> missing, std::vector<uint64_t>& cells)> m_finish;
 
-        /// Takes the rows of a piece, and which number in the whole the first of them has.
+        /// Takes the rows of a piece, and the number of the first of them in the whole output.
         std::function<void(uint64_t firstRow, std::span<const uint64_t> cells)> m_addRows;
 
-        /// What this rank has: of resources, and bytes of memory that its shards use.
+        /// Returns the figures of this rank: resources, and bytes of memory that its shards use.
         std::function<uint64_t()> m_getNumberOfResources;
         std::function<uint64_t()> m_getMemoryInUse;
 
-        /// On the first rank: takes the summaries of pieces in the order of the input. Returns whether to go on.
+        /// On the first rank: takes the summaries of pieces in the order of the input. Returns whether to continue.
         std::function<bool(size_t inputIndex, ReadPiece& summary)> m_takeSummary;
 
-        /// On the first rank: asked in each round whether to save what has been done, with how many pieces it takes.
+        /// On the first rank: called in each round. Returns whether to save the progress; gets the number of pieces of
+        /// the round.
         std::function<bool(uint64_t numberOfPieces)> m_isSaveDue;
 
-        /// Saves it, on all ranks at the same moment: all before the frontier has been done, with so many rows.
+        /// Saves the progress, on all ranks at the same moment: everything before the frontier has been done, with so
+        /// many rows.
         std::function<void(const SliceFrontier& frontier, uint64_t numberOfRows)> m_save;
 
-        /// On the first rank: told the figures of all ranks after each round, with that of each rank's memory.
+        /// On the first rank: gets the figures of all ranks after each round, with the memory of each rank.
         std::function<void(const Progress& progress, std::span<const uint64_t> memoryInUse)> m_noteProgress;
     };
 
-    /// Where an interrupted run goes on: what comes before has been done.
+    /// Where an interrupted run continues: everything before has been done.
     struct Begin {
         uint64_t m_slice = 0;
         uint64_t m_piece = 0;
         uint64_t m_numberOfRows = 0;
     };
 
-    /// What is read ahead goes to the folder.
+    /// Pieces that are read ahead are spilled to the folder.
     RankRounds(const Ranks& ranks, const SlicePlan& plan, const std::string& folderName,
                const SliceReader::Settings& settings, const Begin& begin, size_t numberOfColumns, Actions actions);
     ~RankRounds();
 
-    /// Does all rounds. Returns whether all of the input has been taken, and not the journal has ended it.
+    /// Performs all rounds. Returns whether all of the input has been read; false if the journal has ended the run.
     bool run();
 
     uint64_t getNumberOfRows() const noexcept { return m_numberOfRows; }
 
-    /// What this rank has sent to others, in bytes and terms, and how many terms its pieces had.
+    /// The traffic from this rank to others, in bytes and terms, and the number of terms of its pieces.
     struct Traffic {
         uint64_t m_bytesSent = 0;
         uint64_t m_termsSent = 0;
@@ -114,8 +115,8 @@ private:
         std::vector<size_t> m_answers; // where the ID of each belongs
     };
 
-    // So many rounds after the last one with pieces, all of these have been done and told: in the first one they are
-    // resolved, in the second one rows and summaries are taken, and the third one tells what the journal says of these.
+    // So many rounds after the last one with pieces, all of these are complete: the first round resolves them, the
+    // second one takes rows and summaries, and the third one distributes the journal's decision.
     static constexpr uint32_t ROUNDS_TO_DRAIN = 3;
 
     // Of the terms that a rank offers for a round.
@@ -137,7 +138,7 @@ private:
 
     const Ranks& m_ranks;
     const SlicePlan& m_plan;
-    std::atomic<uint64_t> m_bytesRead = 0; // by this rank
+    std::atomic<uint64_t> m_bytesRead = 0; // by this rank so far
     PieceQueue m_queue;
     const SliceReader m_reader;
     const Begin m_begin;
@@ -154,12 +155,12 @@ private:
     std::vector<uint64_t> m_answers;
     std::vector<size_t> m_beginsOfAnswers; // by rank
 
-    /// Of the round that was finished last: its pieces, and of its own ones the rows and the summaries.
+    /// Of the round that was finished last: its pieces, and the rows and the summaries of this rank's pieces.
     std::vector<SliceFrontier::Taken> m_finished;
     std::vector<std::vector<uint64_t>> m_finishedRows;
     std::string m_summaries;
 
-    std::pair<uint64_t, uint64_t> m_saved; // the slice and the piece behind what is saved, by this run or one before
+    std::pair<uint64_t, uint64_t> m_saved; // the first slice and piece that is not saved, by this run or one before
     uint64_t m_numberOfRows = 0;
     bool m_isStopped = false; // on the first rank, by the journal
     std::exception_ptr m_failure;

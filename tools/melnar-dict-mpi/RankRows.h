@@ -14,8 +14,8 @@
 
 class SharedRowFile;
 
-/// The rows of IDs that ranks make, each its own, until all of them are written to one file. Each rank has a file in a folder
-/// that all can read; a run that goes on with an interrupted one leaves that one's files as they are, and makes others.
+/// The rows of IDs of each rank until all of them are written to one file. Each rank has a file in a folder that all
+/// can read; a run that resumes an interrupted one keeps that one's files unchanged, and creates others.
 ///
 ///   for each piece  the number of its first row, 8 bytes; the number of its cells, 8 bytes; the cells, 8 bytes each
 ///
@@ -24,16 +24,16 @@ class SharedRowFile;
 /// Errors     SystemCallException that names the file and the call.
 class RankRows : private Unmovable {
 public:
-    /// `bytesOfOldFiles` are those of files that there are; this rank's is behind them.
+    /// `bytesOfOldFiles` are those of existing files; this rank's file comes after them.
     RankRows(std::string folderName, const Ranks& ranks, std::vector<uint64_t> bytesOfOldFiles);
 
     void add(uint64_t firstRow, std::span<const uint64_t> cells);
 
-    /// A joint operation: returns when all rows are on the disk; the bytes of all files.
+    /// A joint operation: returns when all rows are on the disk; returns the bytes of all files.
     std::vector<uint64_t> synchronize();
 
-    /// Writes this rank's share of all rows to a file, and returns when they are on the disk. `files` are the bytes that
-    /// synchronize has returned.
+    /// Writes this rank's share of all rows to a file, and returns when they are on the disk. `files` is the result of
+    /// synchronize.
     void write(std::span<const uint64_t> files, SharedRowFile& output) const;
 
 private:

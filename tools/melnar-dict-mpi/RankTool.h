@@ -2,6 +2,6 @@
 
 #include "tools/melnar-dict/shell/ExitCode.h"
 
-/// The command line program of several processes, melnar-dict-mpi, as one of them runs it. What goes wrong is told with the
-/// name of the rank.
+/// The command line program for several processes, melnar-dict-mpi, in one of them. Errors are reported with the name
+/// of the rank.
 ExitCode runRankTool(int argumentCount, char** arguments);

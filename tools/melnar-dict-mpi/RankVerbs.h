@@ -10,11 +10,11 @@
 #include <ostream>
 #include <vector>
 
-/// What ranks can do together: how a verb's command line looks, and what does its work.
+/// A verb of ranks: the description of its command line, and the function that does its work.
 struct RankVerb {
     VerbDescription m_description;
     std::function<ExitCode(const Ranks& ranks, StandardOutput& output, std::ostream& errorOutput)> m_run;
 };
 
-/// Returns all verbs, in the order in which they are listed, each with options of its own.
+/// Returns all verbs, in the order in which they are listed, each with its own options.
 std::vector<RankVerb> makeRankVerbs();

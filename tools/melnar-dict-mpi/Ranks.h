@@ -12,20 +12,20 @@
 #include <type_traits>
 #include <vector>
 
-/// Ends the work of a rank, as that of all others; what is to be said has been.
+/// Ends the work of a rank, together with that of all others; all messages have been printed.
 struct RankEnd {
     ExitCode m_exitCode;
     std::string m_cause; // on the first rank, of the first one that ends with this exit code
 };
 
-/// The processes of a run, which are called ranks, and what they say to each other. Beside RankExchange the only class that knows MPI.
+/// The processes of a run, which are called ranks, and their communication. Only this class and RankExchange use MPI.
 ///
-/// All operations but the first ones are joint: all ranks call them, in the same order. A rank that waits for others sleeps,
-/// as its own threads, and other ranks on the machine, may need the processor.
+/// All operations but the first ones are joint: all ranks call them, in the same order. A rank that waits for others
+/// sleeps, as its own threads, and other ranks on the machine, may need the processor.
 ///
 /// Ownership  The only one of its process.
-/// Threads    The one that made it.
-/// Errors     std::bad_alloc. What goes wrong between the ranks ends the run: MPI tells it.
+/// Threads    The one that created it.
+/// Errors     std::bad_alloc. A failure of the communication ends the run: MPI reports it.
 class Ranks : private Unmovable {
 public:
     Ranks(int& argumentCount, char**& arguments);
@@ -35,23 +35,23 @@ public:
     uint32_t getNumber() const noexcept { return m_number; }
     bool isFirst() const noexcept { return m_rank == 0; }
 
-    /// Whose shard, or part of the work with this number, it is: that of one rank after the other.
+    /// Returns the rank that owns the shard, or part of the work, with this number: one rank after the other.
     uint32_t getOwner(const uint64_t number) const noexcept { return static_cast<uint32_t>(number % m_number); }
     bool isMine(const uint64_t number) const noexcept { return getOwner(number) == m_rank; }
 
-    /// How messages call this rank: its number and its machine.
+    /// Returns the name of this rank in messages: its number and its machine.
     const std::string& getName() const noexcept { return m_name; }
 
-    /// How many of the ranks are on this machine.
+    /// Returns the number of ranks on this machine.
     uint32_t getNumberOnThisMachine() const noexcept { return m_numberOnThisMachine; }
 
-    /// Gives all ranks what one of them has.
+    /// Sends the value of one rank to all ranks.
     std::string broadcast(std::string bytes, uint32_t from = 0) const;
 
-    /// Gives the first rank what each has, by their numbers; the others get nothing.
+    /// Sends the values of all ranks to the first rank, in the order of their numbers; the others get nothing.
     std::vector<std::string> gather(const std::string& bytes) const;
 
-    /// Gives all ranks what each has.
+    /// Sends the values of all ranks to all ranks.
     template<class Value>
     std::vector<Value> gatherAll(const Value& value) const {
         static_assert(std::is_trivially_copyable_v<Value>);
@@ -60,14 +60,15 @@ public:
         return values;
     }
 
-    /// Performs an action that may fail on any rank, and is the same step on each. If it has failed on some, the first rank
-    /// tells why, and what several have in common once; then throws RankEnd on all. The action has no joint operations.
+    /// Performs an action that may fail on any rank, and is the same step on each. If it has failed on some, the first
+    /// rank reports why, and a reason that several share only once; then throws RankEnd on all. The action has no joint
+    /// operations.
     void perform(const std::function<void()>& action) const;
 
-    /// Says why this rank fails, with its name: the exception that is being handled. Returns what the run ends with.
+    /// Reports why this rank fails, with its name: the current exception. Returns the exit code of the run.
     ExitCode tellCurrentException() const;
 
-    /// Ends the whole run at once, without a clean end of the other ranks.
+    /// Ends the whole run immediately, without cleanup on the other ranks.
     [[noreturn]] static void abort(ExitCode exitCode);
 
 private:

@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-/// A piece of a slice that a rank has read: what was parsed, and the rows of its statements.
+/// A piece of a slice that a rank has read: the parsed content, and the rows of its statements.
 ///
 /// Ownership  Owns its contents.
 /// Threads    One at a time.
@@ -19,18 +19,19 @@
 struct ReadPiece : private Unmovable {
     explicit ReadPiece(const size_t numberOfColumns) : m_rows(numberOfColumns) {}
 
-    /// Makes it an empty one, and keeps its memory.
+    /// Empties the piece, and keeps its memory.
     void clear(const uint64_t slice) noexcept {
         m_place = {slice, false};
         m_parsed.clear(0);
         m_rows.clear();
     }
 
-    /// Appends its bytes, or those of its summary, which is without terms and rows.
+    /// Appends its bytes, or those of its summary, which has no terms and rows.
     void appendTo(std::string& bytes) const;
     void appendSummaryTo(std::string& bytes) const;
 
-    /// Becomes what was appended; takes the bytes off the text. The text must be one that has been appended to.
+    /// Reads a piece from the text, and removes its bytes from it. The text must begin with the bytes of an appended
+    /// piece.
     void take(std::string_view& bytes);
     void takeSummary(std::string_view& bytes);
 

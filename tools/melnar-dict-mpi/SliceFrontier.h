@@ -8,9 +8,9 @@
 #include <span>
 #include <vector>
 
-/// How far the ranks have come with the input: the next piece to be taken up. Ranks tell in each round which pieces they have
-/// read, and all of them find out alike which of these the round takes: those that follow each other in the input. So terms
-/// are taken up in its order, whoever is ahead.
+/// The progress of the ranks in the input: the next piece to be resolved. In each round, ranks report which pieces they
+/// have read, and all of them derive which of these the round takes: those that follow each other in the input. So
+/// terms are resolved in its order, even if some ranks are ahead.
 ///
 /// Ownership  Refers to the plan.
 /// Threads    One at a time.
@@ -32,19 +32,19 @@ public:
 
     explicit SliceFrontier(const SlicePlan& plan) : m_plan(plan) {}
 
-    /// A piece that a round takes, of a rank.
+    /// A piece of a rank that a round takes.
     struct Taken {
         uint32_t m_rank;
         Piece m_piece;
         uint64_t m_index; // of the piece in its slice
     };
 
-    /// Returns what of the offers, one of each rank, comes next, and goes on behind it.
+    /// Returns the next pieces of the offers, one offer from each rank, and advances after them.
     std::vector<Taken> take(std::span<const Offer> offers);
 
     bool isAtEnd() const noexcept { return m_slice == m_plan.getNumberOfSlices(); }
 
-    /// The slice of the next piece, and which piece of it that is.
+    /// Returns the slice of the next piece, and the index of the piece in it.
     uint64_t getSlice() const noexcept { return m_slice; }
     uint64_t getPiece() const noexcept { return m_piece; }
 

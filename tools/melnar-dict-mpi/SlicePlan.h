@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-/// Which part of the input each rank reads. An input is cut into slices, which are numbered through in the order of the input:
-/// a plain file with a statement a line into slices of about SLICE_SIZE bytes, which the ranks get by turns; any other is a
-/// slice, as what it means, or where its text is, only shows from its beginning. Slices of the latter kind go to the rank
-/// that has the fewest bytes, the largest first.
+/// Assigns the parts of the input to ranks. An input is cut into slices, which are numbered in the order of the input.
+/// A plain file with one statement per line is cut into slices of about SLICE_SIZE bytes, which the ranks get in turn.
+/// Any other input is one slice, since its meaning, or the position of its text, depends on its beginning. Slices of
+/// the latter kind are assigned to the rank with the fewest bytes, the largest first.
 ///
-/// Where a plain file is cut, and so the order in which ranks take up the terms, depends on the input alone.
+/// The cuts of a plain file, and so the order in which ranks resolve the terms, depend only on the input.
 ///
 /// Source   R. L. Graham: Bounds on multiprocessing timing anomalies, 1969: the largest first.
 /// Threads  Constant: any threads at any time.
@@ -27,7 +27,7 @@ public:
         RdfFormat m_format = RdfFormat::N_TRIPLES;
         uint64_t m_bytes = 0;       // in the file
         bool m_isCut = false;       // into slices of SLICE_SIZE
-        uint32_t m_rank = ANY_RANK; // who alone can read it
+        uint32_t m_rank = ANY_RANK; // the only rank that can read it
     };
 
     struct Slice {
@@ -41,7 +41,7 @@ public:
     const std::vector<Input>& getInputs() const noexcept { return m_inputs; }
     uint64_t getNumberOfSlices() const noexcept { return m_firstSlices.back(); }
 
-    /// The number of the first slice of an input; for the index behind the last input, the number of slices.
+    /// Returns the number of the first slice of an input; for the index after the last input, the number of slices.
     uint64_t getFirstSlice(const size_t inputIndex) const noexcept { return m_firstSlices[inputIndex]; }
 
     Slice getSlice(uint64_t number) const noexcept;

@@ -14,14 +14,15 @@
 #include <string>
 #include <thread>
 
-/// Reads the slices of a rank, one after the other in the order of the input, and puts their pieces into a queue; with a
+/// Reads the slices of a rank, one after the other in the order of the input, and puts their pieces into a queue, in a
 /// thread of its own, from construction to the end of the slices or its own.
 ///
-/// What is wrong with an input becomes an error of the piece where it is found. A file that has become shorter is one.
+/// An error in an input becomes an error of the piece where it is found. A file that has become shorter is such an
+/// error.
 ///
-/// Ownership  Refers to all that it is given, which outlives it. Its end stops the queue.
+/// Ownership  Refers to all of its arguments, which outlive it. Its end stops the queue.
 /// Threads    One at a time.
-/// Errors     Others than those of the inputs go to the queue.
+/// Errors     Errors other than those of the inputs go to the queue.
 class SliceReader : private Unmovable {
 public:
     struct Settings {
@@ -33,12 +34,12 @@ public:
         BlankNodeOptions m_blankNodes{};
     };
 
-    /// `bytesRead` counts the bytes of files, packed or not.
+    /// `bytesRead` counts the bytes of files, compressed or not.
     SliceReader(const SlicePlan& plan, uint32_t rank, Settings settings, std::atomic<uint64_t>& bytesRead,
                 PieceQueue& queue);
     ~SliceReader();
 
-    /// The slice of the next piece that will come into the queue, or the number of slices.
+    /// Returns the slice of the next piece that will be queued, or the number of slices.
     uint64_t getNextSlice() const noexcept { return m_nextSlice.load(std::memory_order_relaxed); }
 
 private:
@@ -54,6 +55,6 @@ private:
     const Settings m_settings;
     std::atomic<uint64_t>& m_bytesRead;
     PieceQueue& m_queue;
-    std::atomic<uint64_t> m_nextSlice = 0; // only tells whether to wait for it: relaxed accesses do
+    std::atomic<uint64_t> m_nextSlice = 0; // only decides whether to wait for it: relaxed accesses suffice
     std::thread m_thread;
 };

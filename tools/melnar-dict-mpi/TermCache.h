@@ -8,12 +8,13 @@
 #include <memory>
 #include <string_view>
 
-/// The IDs of terms that occur often, so that a rank need not ask for them again. It takes a fixed amount of memory.
+/// The IDs of frequent terms, so that a rank need not send them to their owners again. It uses a fixed amount of
+/// memory.
 ///
-/// A term has a few places where it can be, by its hash. It gets one when it is added for the second time within a while:
-/// most terms come once, and would only push out the others. Where all places are taken, it gets that of the term that has
-/// been asked for least, and the others lose one of their uses if all have some. Long terms, which would take much memory,
-/// get none.
+/// A term has a few possible places, selected by its hash. It gets one when it is added for the second time within some
+/// time: most terms occur once, and would only displace the others. If all places are used, it gets that of the least
+/// requested term; and if all terms have requests, the others lose one of theirs. Long terms, which would need much
+/// memory, get no place.
 ///
 /// Source   Set-associative, with the counters of CLOCK (F. J. Corbato: A paging experiment with the Multics system, 1969),
 ///          and the hashes of those that were not let in (T. Johnson, D. Shasha: 2Q, 1994).
@@ -22,18 +23,19 @@ class TermCache : private Unmovable {
 public:
     static constexpr size_t LONGEST_FORM = 118;
 
-    /// Bytes that a cache takes for terms; it takes a sixteenth of that beside them.
+    /// Bytes that a cache uses for terms; it uses a sixteenth of that in addition.
     static constexpr size_t SIZE = size_t(16) << 20;
 
     TermCache();
 
-    /// Brings what find looks at first into the processor's cache.
+    /// Prefetches the data that find reads first.
     void prefetch(const uint64_t hash) const noexcept { __builtin_prefetch(&m_sets[getSet(hash)]); }
 
-    /// The ID of a term, or 0 if it is not there. The hash is that of ShardLayout.
+    /// Returns the ID of a term, or 0 if it is not there. The hash is that of ShardLayout.
     uint64_t find(uint64_t hash, std::string_view lexicalForm, uint8_t datatypeID) noexcept;
 
-    /// Adds a term if it has been added before. One that is there, as of two rounds that asked for it, stays as it is.
+    /// Adds a term if it has been added before. An existing one, for example of two rounds that requested it, stays
+    /// unchanged.
     void add(uint64_t hash, std::string_view lexicalForm, uint8_t datatypeID, uint64_t resourceID) noexcept;
 
 private:
@@ -41,11 +43,11 @@ private:
     static constexpr size_t TAGS_OF_THE_REFUSED = 8;
     static constexpr uint8_t LARGEST_USES = 3;
 
-    /// What is looked at first. A tag is a part of a hash, and never 0.
+    /// The data that is read first. A tag is a part of a hash, and never 0.
     struct alignas(32) Set {
-        std::array<uint16_t, PLACES_OF_A_SET> m_tags{}; // 0 for a place that is free
+        std::array<uint16_t, PLACES_OF_A_SET> m_tags{}; // 0 for a free place
         std::array<uint16_t, TAGS_OF_THE_REFUSED> m_refused{};
-        std::array<uint8_t, PLACES_OF_A_SET> m_uses{}; // since it might have been replaced, up to LARGEST_USES
+        std::array<uint8_t, PLACES_OF_A_SET> m_uses{}; // since it could have been replaced last, up to LARGEST_USES
         uint8_t m_nextRefused = 0;                     // the oldest one
     };
 

@@ -6,5 +6,5 @@
 #include <string>
 #include <string_view>
 
-/// Writes all bytes to a place in a file, which is not what is written to next. SystemCallException that names the file.
+/// Writes all bytes at a position of a file, independent of the file offset. SystemCallException that names the file.
 void writeAt(const FileDescriptor& file, const std::string& fileName, std::string_view bytes, uint64_t place);

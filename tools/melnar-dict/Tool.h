@@ -5,6 +5,6 @@
 #include <string>
 #include <vector>
 
-/// The tool itself: finds the verb among the arguments, which do not start with the program's name, runs it and tells
-/// what went wrong on standard error.
+/// The tool itself: finds the verb among the arguments, which do not start with the program's name, runs it and reports
+/// errors on standard error.
 ExitCode runTool(const std::vector<std::string>& arguments);

@@ -8,11 +8,11 @@
 #include <ostream>
 #include <vector>
 
-/// What the tool can do: how a verb's command line looks, and what does the work that the command line asks for.
+/// A verb of the tool: the description of its command line, and the function that does its work.
 struct Verb {
     VerbDescription m_description;
     std::function<ExitCode(StandardOutput& output, std::ostream& errorOutput)> m_run;
 };
 
-/// Returns all verbs, in the order in which they are listed, each with options of its own.
+/// Returns all verbs, in the order in which they are listed, each with its own options.
 std::vector<Verb> makeVerbs();

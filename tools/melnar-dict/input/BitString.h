@@ -5,20 +5,20 @@
 #include <string>
 #include <string_view>
 
-/// A row of bits that may begin and end within bytes.
+/// A sequence of bits that may start and end within bytes.
 class BitString {
 public:
-    /// The most bits that are read or appended as one value.
+    /// The maximum number of bits that are read or appended as one value.
     static constexpr size_t LARGEST_VALUE = 56;
 
     BitString() = default;
 
-    /// The bits of some bytes from one place to before another, the highest of each byte being its first.
+    /// The bits of some bytes from one position to before another; the highest bit of each byte is its first.
     BitString(std::string_view bytes, size_t begin, size_t end) { append(bytes, begin, end); }
 
     size_t size() const noexcept { return m_size; }
 
-    /// The bits in bytes; what the last byte has beyond them is 0.
+    /// Returns the bits in bytes; unused bits of the last byte are 0.
     const std::string& getBytes() const noexcept { return m_bytes; }
 
     void append(const BitString& other) { append(other.m_bytes, 0, other.m_size); }

@@ -8,7 +8,7 @@
 /// Bytes from a file, in order.
 ///
 /// Threads  One at a time.
-/// Errors   A ToolFailure with ExitCode::FAILURE that tells the cause but not the file, which the caller knows.
+/// Errors   A ToolFailure with ExitCode::FAILURE that contains the cause but not the file, which the caller knows.
 class ByteSource : private Unmovable {
 public:
     virtual ~ByteSource() = default;
@@ -16,7 +16,7 @@ public:
     /// Delivers at least one byte and at most `size`; 0 only at the end. `size` is not 0.
     virtual size_t read(char* buffer, size_t size) = 0;
 
-    /// Puts so many bytes in the place of what the text has, fewer only if there are no more.
+    /// Replaces the text by so many bytes; fewer only if there are no more.
     void readFully(std::string& bytes, const size_t size) {
         bytes.resize(size);
         size_t length = 0;

@@ -9,30 +9,30 @@
 
 #include <bzlib.h>
 
-/// Unpacks one block of a bzip2 file, as a stream of its own, and checks it against its checksum.
+/// Decompresses one block of a bzip2 file, as a stream of its own, and checks it against its checksum.
 ///
-/// Threads  Different blocks, any number at once.
+/// Threads  Different blocks, any number concurrently.
 /// Errors   std::bad_alloc.
 class Bzip2Block : private Unmovable {
 public:
     enum class State {
-        FULL,  // there is more than what has been put out
+        FULL,  // there is more output
         DONE,  // the bits were a sound block and nothing else
-        BROKEN // they were not
+        BROKEN // the bits were not a sound block
     };
 
-    /// Takes a copy of the bits, the magic of the block included.
+    /// Takes a copy of the bits, including the magic of the block.
     explicit Bzip2Block(const BitString& bits);
     ~Bzip2Block();
 
-    /// Puts bytes to the front of `unpacked`, which is not empty, and shortens it by them.
+    /// Writes bytes to the front of `unpacked`, which is not empty, and shortens it by them.
     State decode(std::span<char>& unpacked);
 
-    /// Whether bits that are no sound block could begin one.
+    /// Returns whether bits that are not a sound block could be the start of one.
     static bool couldBegin(const BitString& bits);
 
 private:
-    /// Begins a stream with the bits.
+    /// Starts a stream with the bits.
     explicit Bzip2Block(std::string stream);
 
     int advance(std::span<char>& unpacked);

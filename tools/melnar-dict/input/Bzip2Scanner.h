@@ -9,12 +9,13 @@
 #include <optional>
 #include <string>
 
-/// Bits of a bzip2 file, from a place where a block or the end of a stream seems to begin to before the next such place.
+/// Bits of a bzip2 file, from a position where a block or the end of a stream seems to start to before the next such
+/// position.
 struct Bzip2Stretch {
     enum class Kind {
         BLOCK,         // begins like a block
         END_OF_STREAM, // begins like the end of a stream
-        OTHER,         // begins a file, or goes on after LARGEST_STRETCH bits without such a place
+        OTHER,         // starts a file, or continues after LARGEST_STRETCH bits without such a position
     };
 
     Kind m_kind;
@@ -22,8 +23,8 @@ struct Bzip2Stretch {
     BitString m_bits;
 };
 
-/// Cuts a bzip2 file into stretches. Blocks begin at any bit, with 48 bits that other data may have by chance, too. So a
-/// stretch can be less than a block, but never more.
+/// Cuts a bzip2 file into stretches. Blocks start at any bit, with 48 bits that other data may also contain by chance.
+/// So a stretch can be less than a block, but never more.
 ///
 /// Threads  One at a time.
 /// Errors   Those of the source.
@@ -49,5 +50,5 @@ private:
     const std::unique_ptr<ByteSource> m_source;
     std::string m_bytes;
     size_t m_begin = 0;           // the first bit of the next stretch
-    size_t m_numberOfScanned = 0; // bytes at whose end no magic ends that begins behind m_begin
+    size_t m_numberOfScanned = 0; // bytes at whose end no magic ends that starts after m_begin
 };

@@ -12,15 +12,15 @@
 #include <memory>
 #include <string>
 
-/// What a bzip2 file holds, its blocks unpacked by several threads: all of its streams, each block and each stream
-/// checked against its checksum. Zero bytes after the last stream are padding.
+/// The contents of a bzip2 file, its blocks decompressed by several threads: all of its streams, each block and each
+/// stream checked against its checksum. Zero bytes after the last stream are padding.
 ///
-/// What looks like the beginning of a block is unpacked on that suspicion. If a stretch turns out to be no whole block,
-/// it is unpacked again together with the next ones, so that the result is never other than that of one thread.
+/// Data that looks like the start of a block is decompressed speculatively. If a stretch is not a whole block, it is
+/// decompressed again together with the next ones. So the result is always that of one thread.
 ///
 /// Memory  About 6 MB for each thread.
-/// Errors  Those of the packed source; a wrong checksum, a file that ends early, bytes that are not bzip2. All after the
-///         bytes of the blocks before.
+/// Errors  Those of the compressed source; a wrong checksum, a file that ends early, bytes that are not bzip2. All
+///         after the bytes of the blocks before.
 class Bzip2Source final : public ByteSource {
 public:
     Bzip2Source(std::unique_ptr<ByteSource> packed, size_t numberOfThreads);
@@ -31,11 +31,11 @@ private:
     enum class Position { BETWEEN_STREAMS, IN_STREAM, IN_PADDING };
 
     struct BlockText {
-        Bzip2Block::State m_state; // FULL for a text that is longer than is kept
+        Bzip2Block::State m_state; // FULL for a text that is longer than the kept part
         std::string m_text;
     };
 
-    /// A stretch, and what comes of it if it is like a block.
+    /// A stretch, and its decompressed text if it looks like a block.
     struct Pending {
         std::shared_ptr<const Bzip2Stretch> m_stretch; // shared with the thread
         std::future<BlockText> m_text;
@@ -54,7 +54,7 @@ private:
     const size_t m_largestNumberOfPending;
     std::deque<Pending> m_pending;
     bool m_isScanned = false;         // whether the scanner is at its end
-    std::exception_ptr m_scanFailure; // that of the source, when all before it has been delivered
+    std::exception_ptr m_scanFailure; // of the source; thrown when everything before it has been delivered
     Position m_position = Position::BETWEEN_STREAMS;
     uint32_t m_checksum = 0;                  // of the stream so far
     std::string m_text;                       // of the last block

@@ -8,9 +8,9 @@
 #include <memory>
 #include <span>
 
-/// What a packed file holds, as one decoder unpacks it.
+/// The contents of a compressed file, decompressed by one decoder.
 ///
-/// Errors  Those of the packed source and of the decoder, after all bytes before them; a file that ends early.
+/// Errors  Those of the compressed source and of the decoder, after all bytes before them; a file that ends early.
 class DecodingSource final : public ByteSource {
 public:
     static constexpr size_t PACKED_BUFFER_SIZE = 256 * 1024;
@@ -27,8 +27,8 @@ private:
     const std::unique_ptr<Decoder> m_decoder;
     const std::unique_ptr<char[]> m_buffer;
     std::span<char> m_packed; // the part of the buffer that the decoder has not taken yet
-    bool m_isHungry = true;   // whether the decoder can do no more with what it was given
-    bool m_isLast = false;    // whether the packed source is at its end
+    bool m_isHungry = true;   // whether the decoder needs more bytes to continue
+    bool m_isLast = false;    // whether the compressed source is at its end
     bool m_isAtEnd = false;
-    std::exception_ptr m_failure; // to be told when the bytes before it have been delivered
+    std::exception_ptr m_failure; // to be thrown when the bytes before it have been delivered
 };

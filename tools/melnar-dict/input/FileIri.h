@@ -2,5 +2,6 @@
 
 #include <string>
 
-/// Returns the IRI that the relative ones of a file are relative to, unless it says otherwise. "-" is standard input.
+/// Returns the IRI that relative IRIs of a file are relative to, unless the file sets another base. "-" is standard
+/// input.
 std::string iriOfFile(const std::string& fileName);

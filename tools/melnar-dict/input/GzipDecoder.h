@@ -8,8 +8,8 @@
 
 /// gzip: any number of members, each checked against its checksum and length.
 ///
-/// Zero bytes after the last member are padding, as tapes leave it. Anything else there is an error, since it means that
-/// something was lost or mixed up.
+/// Zero bytes after the last member are padding, as on tapes. Anything else there is an error, since it means that data
+/// was lost or mixed up.
 class GzipDecoder final : public Decoder {
 public:
     GzipDecoder() noexcept;
@@ -27,6 +27,6 @@ private:
     int advance(std::span<char>& packed, std::span<char>& unpacked, Function function);
 
     inflate_state m_state;
-    isal_gzip_header m_header; // the library keeps in it what it has read of a header that comes in parts
+    isal_gzip_header m_header; // the library stores the part of a header that it has read so far in it
     Position m_position = Position::BETWEEN_MEMBERS;
 };

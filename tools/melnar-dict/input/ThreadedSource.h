@@ -12,12 +12,12 @@
 #include <stop_token>
 #include <thread>
 
-/// Reads another source ahead on a thread of its own, as far as a few buffers allow.
+/// Reads another source ahead in a thread of its own, as far as a few buffers allow.
 ///
-/// Ownership  The thread ends before the object does. If it is reading a FileSource with the token of `stop`, it need
-///            not wait for bytes that do not come.
-/// Threads    One at a time, but for the thread of its own.
-/// Errors     Those of the other source, after all bytes before them. std::system_error when the system has no thread.
+/// Ownership  The thread ends before the object does. If it reads a FileSource with the token of `stop`, it does not
+///            wait for bytes that do not arrive.
+/// Threads    One at a time, except its own thread.
+/// Errors     Those of the other source, after all bytes before them. std::system_error if the system refuses a thread.
 class ThreadedSource final : public ByteSource {
 public:
     static constexpr size_t NUMBER_OF_BUFFERS = 4;
@@ -45,7 +45,7 @@ private:
     std::stop_source m_stop;
     std::array<Buffer, NUMBER_OF_BUFFERS> m_buffers; // each of the thread until filled, then of the reader until taken
     size_t m_delivered = 0;                          // bytes of the buffer that the reader takes
-    std::mutex m_mutex;                              // protects all that follows, but for the thread
+    std::mutex m_mutex;                              // protects everything below, except the thread
     std::condition_variable m_filledOrEnded;
     std::condition_variable m_takenOrClosed;
     uint64_t m_numberOfFilled = 0; // buffers, counted since the start

@@ -6,11 +6,12 @@
 
 #include <lzma.h>
 
-/// xz: any number of streams with padding between and after them. If a file has blocks that tell their sizes, as those
-/// of several threads have, several threads unpack them.
+/// xz: any number of streams with padding between and after them. If a file has blocks that contain their sizes, as
+/// several threads write them, several threads decompress them.
 class XzDecoder final : public Decoder {
 public:
-    /// What unpacking may take, threads included: a larger dictionary is an error, a larger sum means fewer threads.
+    /// The maximum memory for decompression, including threads: a larger xz dictionary is an error, a larger sum means
+    /// fewer threads.
     static constexpr size_t LARGEST_MEMORY = size_t(256) << 20;
 
     explicit XzDecoder(size_t numberOfThreads);

@@ -6,11 +6,11 @@
 
 #include <zstd.h>
 
-/// zstd: any number of frames, those to be skipped among them. A frame is checked against its checksum if it has one;
-/// damage to one without need not be seen.
+/// zstd: any number of frames, including skippable ones. A frame is checked against its checksum if it has one; damage
+/// to a frame without a checksum may stay undetected.
 class ZstdDecoder final : public Decoder {
 public:
-    /// The largest window, the binary logarithm of its bytes: as far as the format's own tool goes without being asked.
+    /// The largest window, as the binary logarithm of its bytes: the default limit of the format's own tool.
     static constexpr int LARGEST_WINDOW_LOG = 27;
 
     ZstdDecoder();

@@ -12,7 +12,7 @@ struct CheckpointOptions {
     uint64_t m_blocks = 0;               // instead of the interval, after so many blocks; 0 for the interval
     bool m_isGiven = false;
 
-    /// Whether an unfinished load is saved at all.
+    /// Returns whether an unfinished load is saved at all.
     bool isWanted() const noexcept { return m_blocks != 0 || m_interval.count() != 0; }
 };
 

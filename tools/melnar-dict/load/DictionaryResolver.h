@@ -20,11 +20,11 @@ class Dictionary;
 /// Resolves terms in a dictionary that is in memory.
 ///
 /// In the order of the input, IDs and the saved dictionary are those of a load with one thread, byte for byte. Threads
-/// look up concurrently what is known of their blocks. What is left is created in the order of the blocks, one block
-/// after the other, with one DictionaryThread that they lend each other: new terms get their IDs, and their places in
-/// all tables, in the order of their first appearance. For that no term is in a batch twice, unless terms of a block collide
-/// on purpose (DistinctTerms.h); then a table may grow a little earlier with some numbers of threads. In any order, every thread
-/// creates what it finds missing.
+/// look up the terms of their blocks concurrently. Missing terms are created in the order of the blocks, one block
+/// after the other, with one DictionaryThread that the threads lend each other: new terms get their IDs, and their
+/// places in all tables, in the order of their first appearance. For that, no term is in a batch twice, unless terms of
+/// a block collide on purpose (DistinctTerms.h); then a table may grow a little earlier with some numbers of threads.
+/// In any order, every thread creates the terms that it finds missing.
 ///
 /// Ownership  Refers to a dictionary and a stream that outlive it.
 /// Threads    As TermResolver.
@@ -34,7 +34,7 @@ public:
     struct Settings {
         bool m_isLenient = false;
         Order m_order = Order::INPUT;
-        OutputStream* m_rowStream = nullptr; // nothing for no rows
+        OutputStream* m_rowStream = nullptr; // null if there are no rows
         RowLayout m_rowLayout{};
     };
 
@@ -58,7 +58,7 @@ private:
 
     Dictionary& m_dictionary;
     const Settings m_settings;
-    std::optional<DictionaryThread> m_creator; // of all terms, where the order is that of the input
-    Turns m_turns;                             // of those who use it
+    std::optional<DictionaryThread> m_creator; // of all terms, in the order of the input
+    Turns m_turns;                             // of the threads that use it
     std::optional<OrderedOutput> m_rowOutput;
 };

@@ -7,8 +7,9 @@
 /// Estimates how many distinct terms an input has, and their bytes, from samples of it: units of one size, spread over
 /// the input.
 ///
-/// It is the geometric mean of a number that tends to be too low and one that tends to be too high, both made of how many
-/// terms (Q1, Q2, ...) were met in just 1, 2, ... units, since what repeats nearby says little of the whole:
+/// It is the geometric mean of an estimate that tends to be too low and one that tends to be too high. Both are
+/// computed from how many terms (Q1, Q2, ...) occurred in just 1, 2, ... units, since repetitions nearby say little
+/// about the whole:
 ///
 ///   low   The estimate of Chao and Lin for sampling without replacement ("Nonparametric lower bounds for species
 ///         richness and shared species richness under sampling without replacement", Biometrics 68, 2012). With t units
@@ -19,7 +20,7 @@
 ///         is known exactly (Colwell, Mao and Chang, "Interpolating, extrapolating, and comparing incidence-based
 ///         species accumulation curves", Ecology 85, 2004). In truth the power declines.
 ///
-/// Unseen terms are taken to be as long as those that were met in one unit.
+/// Unseen terms are assumed to be as long as those that occurred in one unit.
 ///
 /// Threads  One at a time.
 class DistinctEstimator {
@@ -27,13 +28,13 @@ public:
     struct Estimate {
         double m_number = 0;
         double m_textBytes = 0;
-        double m_chunkBytes = 0; // as they lie in a dictionary's data pool
+        double m_chunkBytes = 0; // as in a dictionary's data pool
     };
 
-    /// Of samples of so many units.
+    /// Takes samples of so many units.
     explicit DistinctEstimator(const uint32_t numberOfUnits) : m_termsOfUnits(size_t(numberOfUnits) + 1) {}
 
-    /// Takes a distinct term that was met in so many units, at least one.
+    /// Takes a distinct term that occurred in so many units, at least one.
     void take(uint32_t numberOfUnits, size_t textBytes, size_t chunkBytes);
 
     /// Returns the estimate for the whole input, of which the units are a share above 0 and at most 1.
@@ -42,5 +43,5 @@ public:
 private:
     Estimate m_seenAtAll;
     Estimate m_seenOnce;
-    std::vector<uint64_t> m_termsOfUnits; // by the number of units they were met in
+    std::vector<uint64_t> m_termsOfUnits; // by the number of units in which they occurred
 };

@@ -12,7 +12,7 @@
 #include <cstdint>
 #include <ostream>
 
-/// What the command line of `estimate` asks for.
+/// The options of `estimate`.
 struct EstimateOptions {
     InputFiles m_files;
     bool m_loadsOnlyStrings = false;
@@ -27,5 +27,5 @@ struct EstimateOptions {
 /// The command line of `estimate`, bound to the options.
 VerbDescription describeEstimate(EstimateOptions& options);
 
-/// The verb `estimate`: says what loading files will take.
+/// The verb `estimate`: estimates the memory, disk space and time of a load.
 ExitCode runEstimate(const EstimateOptions& options, StandardOutput& output, std::ostream& errorOutput);

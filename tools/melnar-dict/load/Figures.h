@@ -14,10 +14,10 @@ struct Figure {
 
 using Figures = std::vector<Figure>;
 
-/// A table with a line a figure.
+/// Returns a table with one line per figure.
 std::string toTable(const Figures& figures);
 
-/// A JSON object with a member a figure.
+/// Returns a JSON object with one member per figure.
 Json makeJson(const Figures& figures);
 
 std::string toFixed(double value, int decimals);

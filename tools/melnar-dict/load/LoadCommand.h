@@ -8,5 +8,5 @@
 
 /// The verb `load`: gives the terms of RDF files resource IDs, and writes statements as rows of them.
 ///
-/// Errors  What is wrong with the files goes to `errorOutput`, all else comes out as an exception.
+/// Errors  Errors of the files go to `errorOutput`, all others are thrown.
 ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput);

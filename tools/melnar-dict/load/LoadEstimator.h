@@ -20,13 +20,13 @@
 #include <string>
 #include <string_view>
 
-/// Estimates what loading files would take, from samples of them that it loads into a dictionary of its own.
+/// Estimates the cost of a load from samples of the files, which it loads into a dictionary of its own.
 ///
-/// Small input is read as a whole. Of more, units are read that are spread evenly over all files. Packed files are
-/// unpacked to see them, but not beyond a limit; of a pipe the beginning is read.
+/// Small input is read completely. Of larger input, units are read that are spread evenly over all files. Compressed
+/// files are decompressed, but not beyond a limit; of a pipe, the beginning is read.
 ///
-/// Threads  One at a time, but for getBytesRead.
-/// Errors   Faulty statements count for nothing. Otherwise a ToolFailure for a file, and those of the dictionary.
+/// Threads  One at a time, except getBytesRead.
+/// Errors   Faulty statements are not counted. Otherwise a ToolFailure for a file, and those of the dictionary.
 class LoadEstimator : private Unmovable {
 public:
     struct Settings {
@@ -35,8 +35,8 @@ public:
         bool m_loadsOnlyStrings = false;
         bool m_makesShards = false;
         BlankNodeOptions m_blankNodes{};
-        uint64_t m_sampleBytes = uint64_t(64) << 20;  // are read for their terms, or a little more
-        uint64_t m_unpackedBytes = uint64_t(1) << 30; // of a packed file are unpacked at most
+        uint64_t m_sampleBytes = uint64_t(64) << 20;  // are read for their terms, or slightly more
+        uint64_t m_unpackedBytes = uint64_t(1) << 30; // of a compressed file are decompressed at most
         uint64_t m_unitBytes = uint64_t(256) << 10;
     };
 
@@ -45,18 +45,18 @@ public:
     /// Called once.
     LoadEstimate estimate(const InputFiles& files);
 
-    /// Returns how many bytes of the files, packed or not, have been read so far. For any thread at any time.
+    /// Returns how many bytes of the files, compressed or not, have been read so far. For any thread at any time.
     uint64_t getBytesRead() const noexcept { return m_bytesRead.load(std::memory_order_relaxed); }
 
 private:
-    /// What is known of a file before it is sampled.
+    /// The known properties of a file before it is sampled.
     struct File {
         std::string m_name;
         RdfFormat m_format;
-        bool m_isPlain = false;      // as it stands on the disk, so that units of it can be read
+        bool m_isPlain = false;      // not compressed, so that single units can be read
         uint64_t m_bytes = 0;        // on the disk; 0 for a pipe
-        double m_unpackedBytes = 0;  // probably
-        double m_secondsOfAByte = 0; // that unpacking takes
+        double m_unpackedBytes = 0;  // estimated
+        double m_secondsOfAByte = 0; // of decompression
     };
 
     File examine(const std::string& fileName, RdfFormat format);
@@ -75,17 +75,17 @@ private:
     const Settings m_settings;
     std::atomic<uint64_t> m_bytesRead = 0;
     Dictionary m_dictionary;
-    std::optional<DictionaryResolver> m_resolver; // nothing for string literals alone
+    std::optional<DictionaryResolver> m_resolver; // nothing for string literals only
     ParsedPiece m_piece;
     UnitCounts m_units;
-    double m_stride = 1;        // of so many units one is sampled
+    double m_stride = 1;        // one of so many units is sampled
     double m_nextPosition = 0;  // of a unit, in all plain files as if they were one
     double m_plainBytes = 0;    // of the plain files so far
-    double m_inputBytes = 0;    // of all files so far, unpacked
+    double m_inputBytes = 0;    // of all files so far, decompressed
     double m_sampledBytes = 0;  // of them
-    double m_unpackSeconds = 0; // that the streams will take
+    double m_unpackSeconds = 0; // that decompression will take
     double m_sampleSeconds = 0; // that the samples took
     StatementCounts m_counts;   // of the samples
-    uint64_t m_spillBytes = 0;  // that would be put aside if no term of the samples was known
+    uint64_t m_spillBytes = 0;  // that would be spilled if no term of the samples was known
     bool m_isWholeInput = true;
 };

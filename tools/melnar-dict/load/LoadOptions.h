@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-/// What the command line of `load` asks for.
+/// The options of `load`.
 struct LoadOptions {
     InputFiles m_files;
     size_t m_numberOfThreads = getDefaultNumberOfThreads();
@@ -43,8 +43,8 @@ struct LoadOptions {
     std::vector<Lookup> m_lookups; // in the order given
 };
 
-/// Adds what a load, by one process or by several, says of how files are read, and of errors and progress; and the checks of
-/// what only goes together.
+/// Adds the options of a load, by one process or by several, on reading, errors and progress; and the checks of options
+/// that exclude or need each other.
 void addReading(VerbDescription& verb, LoadOptions& options);
 
 /// The command line of `load`, bound to the options.

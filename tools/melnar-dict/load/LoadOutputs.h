@@ -4,8 +4,8 @@
 
 #include <string>
 
-/// Whether a file, there or not, is in this folder.
+/// Returns whether a file, existing or not, is in this folder.
 bool isInFolder(const std::string& fileName, const std::string& folderName);
 
-/// Refuses what is skipped and rows that would destroy something, or each other.
+/// Refuses files for rejected bytes and for rows that would destroy something, or each other.
 void checkOtherOutputs(const LoadOptions& options);

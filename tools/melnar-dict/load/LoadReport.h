@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-/// What a load came to, in figures.
+/// The figures of a load.
 struct LoadReport {
     StatementCounts m_counts;
     DistinctCounts m_distinct{};  // terms in the dictionary
-    uint64_t m_firstDocument = 1; // that the first file is, by which its blank nodes are told from others
+    uint64_t m_firstDocument = 1; // of the first file, which distinguishes its blank nodes from others
     uint64_t m_errors = 0;
     uint64_t m_textBytes = 0;      // of the distinct string literals: text, and '@' and tag
     uint64_t m_otherTextBytes = 0; // of the other distinct terms: their lexical forms
@@ -24,9 +24,9 @@ struct LoadReport {
     double getLiteralsPerSecond() const noexcept;
     double getTermsPerSecond() const noexcept;
 
-    /// A table with a line a figure.
+    /// Returns a table with one line per figure.
     std::string toText() const;
 
-    /// One JSON object, with the answers to lookups under "lookups" when there are any.
+    /// Returns one JSON object, with the answers to lookups under "lookups" if there are any.
     std::string toJson(const std::vector<Lookup>& lookups) const;
 };

@@ -18,47 +18,48 @@
 #include <ostream>
 #include <vector>
 
-/// The part of a load that is the same whatever the terms are loaded into: reads the files, tells errors and progress, and
-/// prints what came of it.
+/// The part of a load that is the same for all kinds of dictionaries: reads the files, reports errors and progress, and
+/// prints the results.
 ///
 /// Ownership  Refers to the options and the outputs.
 /// Threads    One at a time.
 class LoadRun : private Unmovable {
 public:
-    /// Empties the file of what is skipped, if the options name one.
+    /// Empties the file of rejected bytes, if the options name one.
     LoadRun(const LoadOptions& options, StandardOutput& output, MessageOutput& messages, std::ostream& errorOutput);
 
     InputJournal& getJournal() noexcept { return m_journal; }
 
-    /// For the FileLoader.
+    /// Returns the settings for the FileLoader.
     FileLoader::Settings getSettings();
 
-    /// How many terms are new, and what memory the dictionary uses, to tell the progress. Called by any thread.
+    /// Functions that return the number of new terms, and the memory of the dictionary, for the progress. Called by any
+    /// thread.
     struct Figures {
         std::function<uint64_t()> m_getNumberOfNewTerms;
         std::function<uint64_t()> m_getMemoryInUse;
-        uint64_t m_totalBytes; // of all files; 0 if that is not known
+        uint64_t m_totalBytes; // of all files; 0 if unknown
     };
 
-    /// Loads all files, unless the journal stops. Returns whether it has not.
+    /// Loads all files, unless the journal stops. Returns whether it has not stopped.
     bool load(FileLoader& loader, const Figures& figures);
 
-    /// The same for who loads them in another way.
+    /// Does the same for callers that load the files in another way.
     bool load(const std::function<void()>& loadFiles, const Figures& figures);
 
-    /// How many bytes of the files have been read, to tell the progress. For any thread at any time.
+    /// Returns how many bytes of the files have been read, for the progress. For any thread at any time.
     std::atomic<uint64_t>& getBytesRead() noexcept { return m_bytesRead; }
 
-    /// How many statements each file that a FileLoader has loaded has had.
+    /// Returns the number of statements of each file that a FileLoader has loaded.
     const std::vector<uint64_t>& getStatementsOfFiles() const noexcept { return m_statementsOfFiles; }
 
-    /// What the load ends with if the journal has stopped.
+    /// Returns the exit code of the load if the journal has stopped.
     ExitCode tellStop();
 
-    /// Completes what the journal knows; the dictionary's part is the caller's.
+    /// Fills in the figures of the journal; the caller fills in those of the dictionary.
     LoadReport makeReport(uint64_t firstDocument) const;
 
-    /// Prints the report, with the answers to lookups behind it. Returns what the load ends with.
+    /// Prints the report, followed by the answers to lookups. Returns the exit code of the load.
     ExitCode print(const LoadReport& report, const std::vector<Lookup>& lookups);
 
 private:
@@ -66,7 +67,7 @@ private:
     StandardOutput& m_output;
     std::ostream& m_errorOutput;
     MessageOutput& m_messages;
-    const std::unique_ptr<RejectedFile> m_rejectedFile; // null if what is skipped is not kept
+    const std::unique_ptr<RejectedFile> m_rejectedFile; // null if rejected bytes are not kept
     InputJournal m_journal;
     std::vector<uint64_t> m_statementsOfFiles;
     std::atomic<uint64_t> m_bytesRead = 0;

@@ -8,13 +8,13 @@
 #include <string>
 #include <vector>
 
-/// How far a load of shards has come, so that another process can go on with it.
+/// The progress of a load of shards, so that another process can resume it.
 ///
 /// Threads  One at a time.
 struct LoadWork {
     bool operator==(const LoadWork&) const = default;
 
-    /// What has been put aside of a shard's terms; see ShardSpill.
+    /// The spilled terms of a shard; see ShardSpill.
     struct Shard {
         bool operator==(const Shard&) const = default;
 
@@ -23,7 +23,7 @@ struct LoadWork {
         bool m_isResolved = false; // the terms of the file are in the shard
     };
 
-    std::string m_task;          // what is loaded and how, by which the same load is known again
+    std::string m_task;          // identifies the load: the inputs and the options
     std::string m_folderState{}; // of the dictionary in the folder when the load began; see LoadCheckpoint
     uint64_t m_fileIndex = 0;    // of the first block that is not done; the number of files if all are
     uint64_t m_blockIndex = 0;   // in its file; of a load by several processes, a piece and its slice instead
@@ -31,16 +31,16 @@ struct LoadWork {
     uint64_t m_bytesOfRows = 0;
     std::array<Shard, ShardLayout::NUMBER_OF_SHARDS> m_shards{};
 
-    // Of a load by several processes: how many rows are done, and the bytes of the files that have them, each those of one
-    // process; see RankRows.
+    // Of a load by several processes: how many rows are done, and the sizes of the files that have them, each written
+    // by one process; see RankRows.
     uint64_t m_numberOfRows = 0;
     std::vector<uint64_t> m_bytesOfRowFiles{};
 
-    /// Whether several processes have done it, with which alone it can be gone on with.
+    /// Returns whether several processes have done the work; then only several processes can resume it.
     bool isOfRanks() const noexcept { return !m_bytesOfRowFiles.empty(); }
 
     std::string toBytes() const;
 
-    /// Throws MelnarException for what toBytes has not made.
+    /// Throws MelnarException for bytes that toBytes has not made.
     static LoadWork parse(const std::string& bytes);
 };

@@ -9,39 +9,39 @@
 class Dictionary;
 class ShardedDictionary;
 
-/// A question that is put to a dictionary, and its answer: which ID a term has, or which term an ID.
+/// A question to a dictionary, and its answer: the ID of a term, or the term of an ID.
 struct Lookup {
     std::string m_question; // as it was asked
     bool m_asksForTerm = false;
     std::string m_lexicalForm{}; // of the term
     uint8_t m_datatypeID = 0;
-    uint64_t m_resourceID = 0;    // 0 when it asks for the ID of a term and there is none
-    std::string m_turtleTerm{};   // empty before the answer, and when it asks for an ID that has no term to print
+    uint64_t m_resourceID = 0;    // 0 if it asks for the ID of a term and there is none
+    std::string m_turtleTerm{};   // empty before the answer, and if it asks for an ID that has no term to print
     const char* m_flaw = nullptr; // why a term that is there cannot be printed
 
-    /// Asks for the term of an ID.
+    /// Makes a question for the term of an ID.
     static Lookup ofResourceID(uint64_t resourceID);
 
-    /// Asks for the ID of a term, which is given as TermReader reads it. Throws ToolFailure with ExitCode::USAGE if it is
-    /// none, or one that every dictionary refuses.
+    /// Makes a question for the ID of a term, in the syntax of TermReader. Throws ToolFailure with ExitCode::USAGE if
+    /// it is malformed, or if every dictionary refuses the term.
     static Lookup ofTerm(const std::string& text);
 
     bool isAnswered() const noexcept { return m_resourceID != 0 && !m_turtleTerm.empty(); }
 
-    /// Finds the answer among what is committed.
+    /// Finds the answer among committed resources.
     void answer(const Dictionary& dictionary);
 
-    /// Finds it in a dictionary that has no commits.
+    /// Finds the answer in a dictionary without commits.
     void answer(const ShardedDictionary& dictionary);
 
-    /// One line: ID, tab and term; or "not found", tab and what was asked for, a term in Turtle syntax. Nothing for a term
-    /// that cannot be printed.
+    /// Returns one line: ID, tab and term; or "not found", tab and the question, a term in Turtle syntax. Empty for a
+    /// term that cannot be printed.
     std::string toText() const;
 
-    /// Says what keeps the term from being printed, if anything does.
+    /// Reports why the term cannot be printed, if that is the case.
     void reportFlaw(std::ostream& errorOutput) const;
 
-    /// One JSON object with "question", "id" and the keys of TermJson; what is not known is null.
+    /// Returns one JSON object with "question", "id" and the keys of TermJson; unknown ones are null.
     Json toJson() const;
 
 private:

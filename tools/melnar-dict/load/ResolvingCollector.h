@@ -6,7 +6,7 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
 
-/// Collects the string literals of blocks, and has them resolved, also if an error has ended their block.
+/// Collects the string literals of blocks, and resolves them, also if an error has ended their block.
 class ResolvingCollector final : public LiteralCollector {
 public:
     ResolvingCollector(Dictionary& dictionary, const bool lenient)

@@ -15,7 +15,7 @@
 
 class Dictionary;
 
-/// What a load writes its rows of IDs to: a .npy that appears together with the dictionary, or standard output.
+/// The output of a load's rows of IDs: a .npy that appears together with the dictionary, or standard output.
 ///
 /// Limits  The file is the second output.
 /// Errors  Those of OutputLock, NpyFile and StandardOutput.
@@ -24,18 +24,19 @@ public:
     /// Takes the lock of the file that the options name, if they name one.
     RowOutput(const LoadOptions& options, StandardOutput& standardOutput, std::ostream& errorOutput);
 
-    /// Begins the rows of a dictionary with IDs up to this one. Called once.
+    /// Starts the rows of a dictionary with IDs up to this one. Called once.
     void open(uint64_t largestResourceID);
 
     /// Takes the rows in the layout.
     OutputStream& getStream() { return m_npyFile ? m_npyFile->getStream() : m_standardOutput; }
     const RowLayout& getLayout() const noexcept { return m_layout; }
 
-    /// For rows that other processes write to the file, which has this name until it appears: how many they are.
+    /// Sets the number of rows that other processes write to the file, which has this name until it appears.
     const std::string& getTemporaryFileName() const { return m_file->getTemporaryFileName(); }
     void noteRows(const uint64_t numberOfRows) { m_npyFile->noteRows(numberOfRows); }
 
-    /// Saves the dictionary to the locked file. Rows are all written before; a file of rows appears together with it.
+    /// Saves the dictionary to the locked file. All rows must have been written; a file of rows appears together with
+    /// it.
     void saveWith(const Dictionary& dictionary, OutputLock& lock);
 
     /// Completes the rows and commits another file, that of a dictionary with this history, together with them.
@@ -45,7 +46,7 @@ private:
     const LoadOptions& m_options;
     StandardOutputStream m_standardOutput;
     RowLayout m_layout;
-    std::optional<OutputLock> m_lock; // this and what follows: nothing for standard output
+    std::optional<OutputLock> m_lock; // this and what follows: empty for standard output
     std::optional<OutputFile> m_file;
     std::optional<NpyFile> m_npyFile;
 };

@@ -14,11 +14,11 @@
 #include <string_view>
 #include <utility>
 
-/// Reads the statements of stretches of a file that begin anywhere. Goes on after what is faulty.
+/// Reads the statements of stretches of a file that start anywhere. Continues after faulty statements.
 ///
-/// In N-Triples and N-Quads a stretch is read from its first line that begins there. In Turtle and TriG it is read after
-/// its first line that ends with a full stop, with the prefixes that stood at the start of the file. Nodes without a
-/// label have labels that those of no other stretch have, and about as long as those of the whole file.
+/// In N-Triples and N-Quads, a stretch is read from the first line that starts in it. In Turtle and TriG, it is read
+/// after its first line that ends with a full stop, with the prefixes at the start of the file. Nodes without a label
+/// get labels that no other stretch has, and about as long as those of the whole file.
 ///
 /// Ownership  Refers to the consumer.
 /// Threads    One at a time.
@@ -28,10 +28,10 @@ public:
     SampleParser(const RdfFormat format, std::string base, StatementConsumer& consumer)
         : m_format(format), m_base(std::move(base)), m_consumer(consumer) {}
 
-    /// Begins a stretch at this offset in the file.
+    /// Starts a stretch at this offset in the file.
     void start(uint64_t offset);
 
-    /// Reads on in the stretch; the consumer takes the statements that end here.
+    /// Continues the stretch; the consumer takes the statements that end here.
     void feed(std::string_view text, ParsedPiece& piece);
 
     /// Ends the stretch.
@@ -45,11 +45,11 @@ private:
     const RdfFormat m_format;
     const std::string m_base;
     StatementConsumer& m_consumer;
-    std::shared_ptr<const Rdf::TurtleContext> m_context; // at the end of the stretch that began the file
+    std::shared_ptr<const Rdf::TurtleContext> m_context; // at the end of the first stretch of the file
     std::unique_ptr<Rdf::SyntaxReader> m_reader;
     std::optional<Rdf::StreamReader> m_stream;
-    bool m_isAtStart = false; // whether the stretch began the file
+    bool m_isAtStart = false; // whether the stretch is at the start of the file
     bool m_isStarted = false; // whether a place to start was found
-    char m_lastByte = 0;      // that no place was found in
+    char m_lastByte = 0;      // before which no place was found
     ParsedPiece* m_piece = nullptr;
 };

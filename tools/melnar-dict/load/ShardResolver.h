@@ -22,34 +22,34 @@ class ShardedDictionary;
 class ShardedDictionaryThread;
 
 /// Resolves terms in a dictionary of shards. The terms of each shard get their IDs in the order of the input, with any
-/// number of threads: these come to a group of shards in the order of their blocks, and are at different groups meanwhile.
+/// number of threads: threads use a group of shards in the order of their blocks, and different groups concurrently.
 ///
-/// From the moment when the dictionary has as much memory as it may, no shard takes new terms: what is unknown then is
-/// put aside; see ShardSpill, which gives each term the ID it would have got here. All rows are put aside.
+/// When the dictionary has reached its memory limit, no shard takes new terms any more: unknown terms are spilled from
+/// then on; see ShardSpill, which gives each term the ID that it would have got here. All rows are spilled.
 ///
-/// Blocks that an interrupted load has done are passed over. Between two blocks, the load can be saved as it stands.
+/// Blocks that an interrupted load has done are skipped. Between two blocks, the load can be saved.
 ///
 /// Ownership  Refers to what it is given, which outlives it.
 /// Threads    As TermResolver.
 /// Errors     As TermResolver.
 class ShardResolver final : public TermResolver {
 public:
-    /// Of the input's blocks, in bytes. A shard gets a part of a block, which should still be large enough for the
-    /// dictionary to work at full speed.
+    /// The size of the input's blocks, in bytes. A shard gets a part of a block, which should still be large enough for
+    /// the dictionary to work at full speed.
     static constexpr size_t BLOCK_SIZE = size_t(1) << 20;
 
     struct Settings {
-        size_t m_largestMemory = ~size_t(0); // that the dictionary may use before terms are put aside
-        size_t m_numberOfColumns = 0;        // of the rows; none for no rows
-        bool m_isLenient = false;            // goes on behind bad data
+        size_t m_largestMemory = ~size_t(0); // that the dictionary may use before terms are spilled
+        size_t m_numberOfColumns = 0;        // of the rows; 0 for no rows
+        bool m_isLenient = false;            // continues after bad data
 
-        // Asked before each block; if it says so, `m_save` is called with how far the load has come, as soon as all
-        // blocks before it are done, and before another one begins.
+        // Called before each block. If it returns true, `m_save` is called with the progress of the load, as soon as
+        // all blocks before this one are done, and before another one starts.
         std::function<bool()> m_isSaveDue = [] { return false; };
         std::function<void(LoadWork& work)> m_save = [](LoadWork&) {};
     };
 
-    /// Goes on where the work says.
+    /// Starts where the work says.
     ShardResolver(ShardedDictionary& dictionary, ShardSpill& spill, const LoadWork& work, Settings settings);
     ~ShardResolver() override;
 
@@ -76,14 +76,15 @@ private:
     ShardedDictionary& m_dictionary;
     ShardSpill& m_spill;
     const Settings m_settings;
-    LoadWork m_work;                                    // as it was when this began, or was saved last
-    std::unique_ptr<ShardedDictionaryThread> m_creator; // of all terms; null if there will be none
+    LoadWork m_work;                                    // as at the start, or at the last save
+    std::unique_ptr<ShardedDictionaryThread> m_creator; // of all terms; null if there will be no terms
     uint64_t m_fileIndex = 0;                           // of the current file + 1
-    std::atomic<bool> m_isFull;                         // only grows true; each shard notices it in somebody's turn
-    std::array<Turns, NUMBER_OF_GROUPS> m_turns; // of those who use a group; the first group's are of the blocks, too
+    std::atomic<bool> m_isFull; // never becomes false again; each shard notices it in a thread's turn
+    std::array<Turns, NUMBER_OF_GROUPS>
+        m_turns; // of the threads that use a group; those of the first group are also used for blocks
     Turns m_rowTurns;
     std::mutex m_endMutex;              // protects what follows
     std::condition_variable m_end;      // of a piece
     uint64_t m_numberOfEndedPieces = 0; // of the file
-    bool m_hasFailed = false;           // something is missing: nothing may be saved from here on
+    bool m_hasFailed = false;           // something is missing: nothing may be saved from now on
 };

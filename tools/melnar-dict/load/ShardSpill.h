@@ -16,62 +16,63 @@
 
 class ShardedDictionary;
 
-/// What a load puts aside when its terms no longer fit into memory: for each shard a file of terms that were not known, in
-/// the order of the input; and the rows that have such terms. Later each shard is brought into memory on its own and
-/// resolves its terms in their order, so that they get the IDs that they would have got at once; then the rows are
-/// completed. All files are written and read from their start to their end. Rows are put aside from the first one, so
-/// that a load that was interrupted can go on with them.
+/// The spilled data of a load whose terms no longer fit into memory: for each shard a file of unknown terms, in the
+/// order of the input; and the rows that have such terms. Later each shard is brought into memory and resolves its
+/// terms in their order, so that they get the IDs that they would have got without spilling. Then the rows are
+/// completed. All files are written and read sequentially. Rows are spilled from the first one, so that an interrupted
+/// load can resume with them.
 ///
 ///   work-terms-XX  for each term 4 bytes of length, the datatype ID and the lexical form
 ///   work-ids-XX    for each of these terms its local ID, 8 bytes
 ///   work-rows      for each block of the input: the number of its unknown terms, 4 bytes; the shard of each, a byte; the
 ///                  number of cells, 8 bytes; the cells, 8 bytes each: an ID, or UNKNOWN and the number of such a term
 ///
-/// A term that is unknown in several blocks is there for each.
+/// A term that is unknown in several blocks is there for each of them.
 ///
-/// Ownership  Owns the files, and removes them in the end unless they are to be kept.
-/// Threads    addTerm: one at a time for each shard. addRows: one at a time. resolveShard: any number at once, each with
-///            a shard of its own, when all terms have been added. writeRows: alone, after that.
+/// Ownership  Owns the files, and removes them at the end unless they are to be kept.
+/// Threads    addTerm: one at a time for each shard. addRows: one at a time. resolveShard: any number concurrently,
+///            each with its own shard, when all terms have been added. writeRows: alone, after that.
 /// Errors     SystemCallException; those of the dictionary for terms that it cannot take.
 class ShardSpill : private Unmovable {
 public:
     /// The mark of a cell whose term is unknown; the rest of the cell is the term's number in its block.
     static constexpr uint64_t UNKNOWN = uint64_t(1) << 63;
 
-    /// What names of such files begin with.
+    /// The beginning of the names of such files.
     static constexpr const char* WORK_PREFIX = "work-";
 
-    /// The folder is that of the dictionary. Goes on with the files of such work.
+    /// The folder is that of the dictionary. Continues the files of this work.
     ShardSpill(std::string folderName, const LoadWork& work);
     ~ShardSpill();
 
-    /// Makes sure that everything so far is on the disk, and enters it into the work.
+    /// Ensures that everything so far is on the disk, and records it in the work.
     void synchronize(LoadWork& work);
 
-    /// The same with the IDs of one shard, which has resolved its terms.
+    /// Does the same with the IDs of one shard, which has resolved its terms.
     void synchronizeIDs(uint32_t shard, LoadWork::Shard& work);
 
-    /// Leaves the files where they are.
+    /// Keeps the files.
     void keep() noexcept { m_isKept = true; }
 
     /// Removes all files of unfinished work from a folder, the manifest first, which names the others.
     static void removeFrom(const std::string& folderName);
 
-    /// What a term and its ID take on the disk.
+    /// Returns the disk space of a term and its ID.
     static uint64_t getNumberOfBytesFor(const BatchEntry& term) noexcept {
         return sizeof(uint32_t) + sizeof(term.m_datatypeID) + term.m_lexicalForm.size() + sizeof(term.m_resourceID);
     }
 
-    /// Whether a name within a folder is that of such a file.
+    /// Returns whether a name within a folder is that of such a file.
     static bool isNameOfFile(const std::string& fileName);
 
-    /// The name of a file for rows of a load by several processes, each of which has its own: work-rows-N.
+    /// Returns the name of a file for rows of a load by several processes, each of which has its own: work-rows-N.
     static std::string getNameOfRowFile(const std::string& folderName, uint64_t number);
 
-    /// What mkostemp makes the name of a file from for what such a process reads ahead. The file soon has none.
+    /// Returns the mkostemp template for the file in which such a process stores pieces that are read ahead. The file
+    /// soon has no name.
     static std::string getPatternOfFileAhead(const std::string& folderName);
 
-    /// Refuses a term whose form is longer than 4 bytes of length tell, with a ToolFailure.
+    /// Refuses a term whose length does not fit into 4 bytes, with a ToolFailure.
     static void requireShortForm(const BatchEntry& term);
 
     void addTerm(uint32_t shard, const BatchEntry& term);
@@ -85,7 +86,7 @@ public:
         return hasTerms(shard) ? m_terms[shard]->getNumberOfBytes() : 0;
     }
 
-    /// Has a shard resolve its terms.
+    /// Lets a shard resolve its terms.
     void resolveShard(ShardedDictionary& dictionary, uint32_t shard);
 
     /// Writes all rows that were added, with IDs of this width.

@@ -6,15 +6,15 @@
 
 #include <string>
 
-/// The folder that a load saves its shards to. It is made if it is not there, and removed again if nothing has been saved
-/// to it.
+/// The folder that a load saves its shards to. It is created if it does not exist, and removed again if nothing has
+/// been saved to it.
 ///
 /// Ownership  Refers to the options.
-/// Errors     ToolFailure with ExitCode::USAGE for a folder whose contents are something else than a dictionary, and for
-///            an input within the folder.
+/// Errors     ToolFailure with ExitCode::USAGE for a folder whose contents are not a dictionary, and for an input
+///            within the folder.
 class ShardedFolder : private Unmovable {
 public:
-    /// Checks the folder, and makes it.
+    /// Checks the folder, and creates it.
     explicit ShardedFolder(const LoadOptions& options);
     ~ShardedFolder();
 

@@ -6,5 +6,5 @@
 
 #include <ostream>
 
-/// The verb `load` with a folder of shards as the dictionary, otherwise as runLoad.
+/// The verb `load` with a folder of shards as the dictionary; otherwise like runLoad.
 ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput);

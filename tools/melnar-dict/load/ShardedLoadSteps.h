@@ -12,14 +12,14 @@
 #include <string>
 #include <vector>
 
-/// What loads of shards have in common, by one process or by several.
+/// The common steps of loads of shards, by one process or by several.
 ///
 /// Threads  One at a time.
 
-/// By what an input is known again, instead of its bytes.
+/// Identifies an input by its properties, not by its bytes.
 struct InputStamp {
     uint64_t m_bytes = 0;
-    int64_t m_time = 0; // when it was written last, in the clock of the file system
+    int64_t m_time = 0; // of the last modification, in the clock of the file system
     std::string m_name; // or the IRI that its relative IRIs refer to
 };
 
@@ -27,20 +27,20 @@ struct InputStamp {
 InputStamp stampInput(const std::string& fileName, const std::string& base);
 std::vector<InputStamp> stampInputs(const LoadOptions& options);
 
-/// All that the outcome of a load depends on. What has been taken in had no errors, or they were skipped: so a load that an
-/// error has ended goes on when errors are to be skipped.
+/// Describes everything that the result of a load depends on. Input that has been loaded had no errors, or they were
+/// skipped: so a load that an error has ended can be resumed with --lenient.
 std::string describeTask(const LoadOptions& options, const ShardManifest& manifest, std::span<const InputStamp> inputs);
 
-/// What a folder has of an unfinished load; with --force, one that cannot be read is none. If the folder has another
-/// dictionary by now, the load was done, and only what tells of it was not removed any more.
+/// Returns the unfinished load of a folder; with --force, one that cannot be read is ignored. If the folder has another
+/// dictionary by now, the load was done, and only its record was not removed any more.
 std::optional<LoadCheckpoint::Unfinished> readUnfinished(const LoadOptions& options, const std::string& folderName,
                                                          const std::string& folderState);
 
-/// Hours of work are not given up because of a slip, or of a disk that is not mounted. Says how to go on with what a folder
-/// has, to one process or to several.
+/// Refuses to discard hours of work because of a mistake, or of a disk that is not mounted. The message says how one
+/// process or several can resume the unfinished load of the folder.
 [[noreturn]] void refuseToGiveUp(const std::string& folderName, const LoadWork& unfinished, bool isForRanks);
 
-/// Adds what is in the dictionary, as its manifest tells.
+/// Adds the contents of the dictionary, according to its manifest.
 void addDictionary(const ShardManifest& manifest, LoadReport& report);
 
 /// Adds the inputs of a load to those of the dictionary.

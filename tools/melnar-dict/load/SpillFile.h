@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <string>
 
-/// A file of a load's unfinished work to which is appended. There may be many at once, so its buffer is smaller than that of
-/// a FileOutputStream.
+/// A file of a load's unfinished work that is only appended to. There may be many of them, so its buffer is smaller
+/// than that of a FileOutputStream.
 ///
 /// Ownership  Owns the file descriptor and the buffer of BUFFER_SIZE bytes. The file stays.
 /// Threads    One at a time.
@@ -18,11 +18,11 @@ class SpillFile final : public OutputStream, private Unmovable {
 public:
     static constexpr size_t BUFFER_SIZE = size_t(1) << 15;
 
-    /// Makes the file, or empties the one that is there.
+    /// Creates the file, or empties an existing one.
     explicit SpillFile(const std::string& fileName) : SpillFile(fileName, 0) {}
 
-    /// Goes on behind so many bytes of the file, and cuts off what comes after them. If there are fewer, the file is not what
-    /// it was: MelnarException.
+    /// Continues after so many bytes of the file, and cuts off the rest. If the file has fewer bytes, it has changed:
+    /// MelnarException.
     SpillFile(const std::string& fileName, uint64_t numberOfBytes);
 
     const std::string& getName() const override { return m_fileName; }

@@ -9,13 +9,13 @@
 #include <string>
 #include <string_view>
 
-/// Collects the terms of blocks, and has them and the rows of their statements resolved.
+/// Collects the terms of blocks, and resolves them and the rows of their statements.
 ///
-/// A literal that the dictionary refuses costs its statement: it is an error, and has no row. String literals within triple
-/// terms are resolved as well as those triple terms.
+/// If the dictionary refuses a literal, its statement is an error and has no row. String literals within triple terms
+/// are resolved in addition to those triple terms.
 class TermCollector final : public StatementConsumer {
 public:
-    /// `document` is that of the file's blank nodes; see BlankNodeScope.
+    /// `document` is the scope of the file's blank nodes; see BlankNodeScope.
     TermCollector(TermResolver& resolver, const uint64_t document)
         : m_resolver(resolver), m_document(document), m_thread(resolver.makeThread()),
           m_rows(resolver.getNumberOfColumns()) {}
@@ -25,7 +25,7 @@ public:
     void withdraw() override { m_rows.clear(); }
     void endBlock(ParsedPiece& piece) override;
 
-    /// Adds a statement, of whose objects this is the innermost one, which is not refused.
+    /// Adds a statement with this innermost object, which is not refused.
     static void add(const Rdf::Statement& statement, const Rdf::Term& innermost, uint64_t document, uint64_t line,
                     TermRows& rows, ParsedPiece& piece);
 

@@ -11,5 +11,5 @@
 /// Numbers of distinct terms, by datatype ID.
 using DistinctCounts = std::array<uint64_t, NUMBER_OF_DATATYPE_IDS>;
 
-/// How many distinct terms there are of each kind, and how often those occur that are no string literals.
+/// Returns the number of distinct terms of each kind, and how often terms other than string literals occur.
 Figures figuresOfTerms(const StatementCounts& counts, const DistinctCounts& distinctCounts);

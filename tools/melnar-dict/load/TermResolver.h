@@ -11,18 +11,18 @@
 #include <memory>
 #include <string>
 
-/// Gives the terms of a load's blocks their IDs, and writes the rows of IDs that the statements are.
+/// Gives the terms of a load's blocks their IDs, and writes the rows of IDs of the statements.
 ///
-/// Threads    resolve: any number concurrently, each with a Thread and a piece of its own; every piece of a file must
-///            come. startFile: while nobody resolves.
-/// Errors     Terms that are refused, and limits, go into the piece. Others, such as those of the stream, are thrown, and
-///            hold nobody's turn back.
+/// Threads    resolve: any number concurrently, each with its own Thread and piece; every piece of a file must come.
+///            startFile: while no thread resolves.
+/// Errors     Refused terms, and limits, are recorded in the piece. Others, such as those of the stream, are thrown,
+///            and delay no thread's turn.
 class TermResolver : private Unmovable {
 public:
-    /// Of the IDs.
+    /// The order of the IDs.
     enum class Order : uint8_t { INPUT, ANY };
 
-    /// What a thread that resolves needs. Made, used and destroyed by it.
+    /// The data of a thread that resolves. Created, used and destroyed by it.
     class Thread : private Unmovable {
     public:
         virtual ~Thread() = default;
@@ -32,16 +32,16 @@ public:
 
     virtual std::unique_ptr<Thread> makeThread() = 0;
 
-    /// Goes on to the first piece of another file.
+    /// Continues with the first piece of another file.
     virtual void startFile() noexcept = 0;
 
-    /// How many columns the rows have; none if there are no rows.
+    /// Returns the number of columns of the rows; 0 if there are no rows.
     virtual size_t getNumberOfColumns() const noexcept = 0;
 
-    /// Why the dictionary refuses a literal that it refuses.
+    /// Returns why the dictionary refuses a literal that it refuses.
     virtual std::string getCauseOfRefusal(BatchEntry literal) const = 0;
 
-    /// Resolves the terms of a piece, and writes its rows when it is their turn. A term that is refused becomes an error
-    /// of the piece, and its statements have no rows.
+    /// Resolves the terms of a piece, and writes its rows in their turn. A refused term becomes an error of the piece,
+    /// and its statements have no rows.
     virtual void resolve(const TermRows& rows, Thread& thread, ParsedPiece& piece) = 0;
 };

@@ -3,13 +3,13 @@
 #include <cstdint>
 #include <vector>
 
-/// Counts in how many units of samples each term was met.
+/// Counts in how many units of samples each term occurs.
 ///
 /// Threads  One at a time.
 /// Errors   std::bad_alloc.
 class UnitCounts {
 public:
-    /// Begins a unit.
+    /// Starts a unit.
     void startUnit() noexcept { ++m_unit; }
 
     /// Takes a term of the unit by its resource ID.
@@ -23,10 +23,10 @@ public:
         ++seen.m_numberOfUnits;
     }
 
-    /// How many units have begun.
+    /// Returns how many units have started.
     uint32_t getNumberOfUnits() const noexcept { return m_unit; }
 
-    /// In how many units a term was met that was met at all.
+    /// Returns in how many units a term occurs, for each term that occurs.
     uint32_t getNumberOfUnits(const uint64_t resourceID) const noexcept { return m_terms[resourceID].m_numberOfUnits; }
 
 private:

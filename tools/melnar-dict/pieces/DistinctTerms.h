@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-/// Puts each term of a block into its batch once: most occur many times, and a dictionary that is asked for each of them
-/// once has less to do.
+/// Adds each term of a block to its batch once: most terms occur many times, and the dictionary then resolves each of
+/// them only once.
 ///
 /// Open addressing with XXH3, in a table that doubles when it is half full. A block whose terms collide more than by
 /// chance may have some of them in its batch several times.
@@ -20,17 +20,17 @@ class DistinctTerms {
 public:
     DistinctTerms() : m_slots(FIRST_NUMBER_OF_SLOTS) {}
 
-    /// The index in the batch of a term, which is appended if it is not there. The batch has nothing but what this has
-    /// appended since clear.
+    /// Returns the index of a term in the batch; appends the term if it is not there. The batch must contain only terms
+    /// that this has appended since clear.
     uint32_t add(std::string_view lexicalForm, uint8_t datatypeID, uint64_t line, FormBatch& batch);
 
-    /// Forgets the terms and keeps the memory, unless that is much.
+    /// Clears the terms and keeps the memory, unless it is large.
     void clear() noexcept;
 
-    /// Where the probe for a term begins, as its lowest bits tell.
+    /// Returns the hash of a term; its lowest bits select the slot where the probe starts.
     static uint32_t hash(std::string_view lexicalForm, uint8_t datatypeID) noexcept;
 
-    /// After so many slots that are taken, a term is appended without a further look.
+    /// After so many used slots, a term is appended without further comparisons.
     static constexpr size_t LONGEST_PROBE = 64;
 
 private:

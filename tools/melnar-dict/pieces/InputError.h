@@ -7,15 +7,16 @@
 #include <limits>
 #include <string>
 
-/// Something that went wrong while a file was loaded.
+/// An error in the load of a file.
 struct InputError {
-    uint64_t m_line; // counted as the ParsedPiece says; 0 when the file as a whole is meant
+    uint64_t m_line; // counted as the ParsedPiece says; 0 for the file as a whole
     ExitCode m_exitCode;
     std::string m_cause;
-    uint64_t m_column = 0; // counts characters from 1; 0 when the line as a whole is meant
-    // Terms of the piece's batch that come before it, which say what comes first in a line. What ends a piece follows all.
+    uint64_t m_column = 0; // counts characters from 1; 0 for the line as a whole
+    // Terms of the piece's batch before it, for the order within a line. An error that ends a piece follows all of
+    // them.
     size_t m_termsBefore = std::numeric_limits<size_t>::max();
 };
 
-/// What the exception that is being handled means for the file being read: bad data if a ToolFailure says so, and no line.
+/// Converts the current exception to an error of the file without a line; it is bad data if it is such a ToolFailure.
 InputError inputErrorOfCurrentException();

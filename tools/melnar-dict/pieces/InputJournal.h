@@ -14,21 +14,21 @@
 #include <string>
 #include <vector>
 
-/// What came of the pieces of one file after another: sums up the counts and reports the errors in the order of the
-/// file, whatever order the pieces are done in.
+/// Collects the results of the pieces of one file after another: sums up the counts and reports the errors in the order
+/// of the file, while pieces are finished in any order.
 ///
 /// The first error stops the load, unless it is bad data and the load is lenient. Pieces are handed out in the order of
-/// the file, so every piece before the one with the error is done in the end, and the error that is reported is the
-/// first of the file with any number of threads; what happens behind it is left out.
+/// the file, so every piece before the one with the error is finished eventually, and the reported error is the first
+/// of the file with any number of threads; everything after it is dropped.
 ///
-/// What a piece rejects is written to a file in the order of the input, too. A piece with such bytes waits for its turn,
-/// so that no more of them are held than there are threads.
+/// The bytes that a piece rejects are also written to a file in the order of the input. A piece with such bytes waits
+/// for its turn, so that at most one piece per thread is kept.
 ///
-/// All errors are counted, and so many are shown as the settings say, as well as the one that stops the load.
+/// All errors are counted. The settings limit how many are shown; the error that stops the load is always shown.
 ///
-/// Threads  finish, stop and isStopped: any number at once; a thread that is not finishing a piece must not hold one back
-///          that comes before. The rest: while no piece is worked on.
-/// Errors   Those of the file with what was rejected, from the thread that writes; they stop the journal.
+/// Threads  finish, stop and isStopped: any number concurrently; a thread must not delay an earlier piece unless it is
+///          finishing one. The rest: while no piece is in work.
+/// Errors   Those of the file with rejected bytes, from the thread that writes; they stop the journal.
 class InputJournal : private Unmovable {
 public:
     struct Settings {
@@ -39,26 +39,27 @@ public:
 
     static constexpr uint64_t DEFAULT_NUMBER_OF_ERRORS_SHOWN = 20;
 
-    /// The file may be none.
+    /// The file may be null.
     InputJournal(const Settings& settings, MessageOutput& messages, RejectedFile* rejectedFile = nullptr)
         : m_settings(settings), m_messages(messages), m_rejectedFile(rejectedFile) {}
 
-    /// Goes on to a file; the pieces of the last one are done.
+    /// Continues with the next file; all pieces of the last one are finished.
     void startFile(const std::string& fileName);
 
-    /// Takes a piece that is done. The pieces of a file are numbered from 0 without gaps.
+    /// Takes a finished piece. The pieces of a file are numbered from 0 without gaps.
     void finish(const ParsedPiece& piece);
 
-    /// Ends the file, behind the piece before this one, with the exception that is being handled.
+    /// Ends the file, after the piece before this one, with the current exception.
     void finishWithCurrentException(uint64_t sequence);
 
-    /// Whether to take no new pieces up.
+    /// Returns whether to start no new pieces.
     bool isStopped() const noexcept { return m_isStopped.load(std::memory_order_relaxed); }
 
-    /// Stops without an error of its own.
+    /// Stops without reporting an error.
     void stop() noexcept;
 
-    /// Says how many errors were not shown, if any, after the last file. An error that stops the load does so itself.
+    /// Reports how many errors were not shown, if any, after the last file. If an error stops the load, it does so
+    /// itself.
     void reportHiddenErrors();
 
     const StatementCounts& getCounts() const noexcept { return m_counts; }
@@ -69,10 +70,10 @@ public:
 
     uint64_t getNumberOfErrors() const noexcept { return m_numberOfErrors; }
 
-    /// That of the error that stopped the load, or DONE.
+    /// Returns the exit code of the error that stopped the load, or DONE.
     ExitCode getExitCode() const noexcept { return m_exitCode; }
 
-    /// How that error was reported, without a line end.
+    /// Returns the message of that error, without a line end.
     const std::string& getLastError() const noexcept { return m_lastError; }
 
 private:
@@ -93,8 +94,8 @@ private:
     std::atomic<bool> m_isStopped = false; // only a hint to stop early, so relaxed accesses do
     std::atomic<uint64_t> m_statementsSoFar = 0;
     std::atomic<uint64_t> m_literalsSoFar = 0;
-    std::mutex m_mutex;             // protects all that follows
-    std::condition_variable m_turn; // that of another piece, or the journal has stopped
+    std::mutex m_mutex;             // protects everything below
+    std::condition_variable m_turn; // another piece has its turn, or the journal has stopped
     MessageOutput& m_messages;
     RejectedFile* const m_rejectedFile;
     std::string m_fileName;
@@ -103,7 +104,7 @@ private:
     std::map<uint64_t, Result> m_waiting; // for pieces before them
     StatementCounts m_counts;
     uint64_t m_numberOfErrors = 0;
-    uint64_t m_numberOfHiddenErrors = 0; // since this was said
+    uint64_t m_numberOfHiddenErrors = 0; // since the last report
     ExitCode m_exitCode = ExitCode::DONE;
     std::string m_lastError; // nothing unless it stopped the load
 };

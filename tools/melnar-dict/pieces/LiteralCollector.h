@@ -12,23 +12,23 @@
 
 constexpr std::string_view RDF_PLAIN_LITERAL = "http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral";
 
-/// What becomes of a literal: a string or a plain literal goes into the dictionary. Literals with a text direction are
+/// The kinds of literals: a string or a plain literal is added to the dictionary. Literals with a text direction are
 /// neither.
 enum class LiteralKind { STRING, PLAIN_LITERAL, OTHER };
 
-/// The kind of a term; OTHER if it is no literal.
+/// Returns the kind of a term; OTHER if it is not a literal.
 LiteralKind literalKindOf(const Rdf::Term& term) noexcept;
 
-/// The term that a statement says something about its subject with: the object, or the last one within triple terms.
+/// Returns the innermost object of a statement: the object, or within triple terms the last one.
 const Rdf::Term& innermostObject(const Rdf::Statement& statement) noexcept;
 
-/// Appends a literal of another kind than OTHER to a batch.
+/// Appends a literal of a kind other than OTHER to a batch.
 void appendLiteral(const Rdf::Term& literal, LiteralKind kind, uint64_t line, FormBatch& batch);
 
 /// Counts a statement and its terms; returns the kind of its innermost object.
 LiteralKind countStatement(const Rdf::Statement& statement, StatementCounts& counts) noexcept;
 
-/// Counts a statement and puts its innermost object into the piece when that is a literal of another kind than OTHER.
+/// Counts a statement and adds its innermost object to the piece if that is a literal of a kind other than OTHER.
 void collectStatement(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece);
 
 /// Collects the literals of blocks in their pieces.
@@ -42,5 +42,5 @@ public:
     void endBlock(ParsedPiece&) override {}
 };
 
-/// Makes an error of the piece of what is wrong after the literals that it has so far.
+/// Adds an error to the piece that comes after the literals that it has so far.
 InputError makeInputError(const Rdf::SyntaxError& error, const ParsedPiece& piece);

@@ -5,9 +5,9 @@
 
 #include <string>
 
-/// Whether a term is a literal that the dictionary refuses whatever happens: an rdf:PlainLiteral without a tag or with a
-/// malformed one.
+/// Returns whether the dictionary always refuses this literal: an rdf:PlainLiteral without a tag or with a malformed
+/// one.
 bool isRefusedTerm(const Rdf::Term& term) noexcept;
 
-/// Why the dictionary has refused a literal. Throws a failure that is not the literal's fault.
+/// Returns why the dictionary has refused a literal. Rethrows a failure that is not the literal's fault.
 std::string causeOfRefusal(const BatchFailure& failure);

@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-/// The file that keeps what a lenient load skips, byte for byte and in the order of the input. It is written as the load
-/// goes on, replacing what was there.
+/// The file with the bytes that a lenient load skips, in the order of the input. It is written during the load, and
+/// replaces an old file.
 ///
 /// Threads  One at a time.
 /// Errors   Those of FileOutputStream.
@@ -15,13 +15,13 @@ class RejectedFile : private Unmovable {
 public:
     explicit RejectedFile(const std::string& fileName) : m_output(fileName) {}
 
-    /// Appends what was skipped, or a part of it.
+    /// Appends skipped bytes, or a part of them.
     void write(std::string_view text);
 
-    /// Ends the line, if it has no end, so that what follows is not joined to it.
+    /// Ends the line, if it has no end, so that it is separated from the next bytes.
     void endLine();
 
-    /// Makes the file complete: afterwards its bytes are on the disk. The last operation.
+    /// Completes the file: afterwards its bytes are on the disk. The last operation.
     void close();
 
 private:

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-/// How much was read. A statement, or a term, that stands twice counts twice.
+/// Counts of statements and terms. Duplicates count again.
 struct StatementCounts {
     bool operator==(const StatementCounts&) const = default;
 

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-/// Puts the terms of a block's statements into its batch, each once, and makes the rows of IDs of them:
+/// Adds the terms of a block's statements to its batch, each once, and makes the rows of their IDs:
 ///
 ///     rows.add(statement, document, line, batch);
 ///     dictionary.tryResolveResources(commitPoint, batch.getEntries(), failures);
@@ -25,18 +25,20 @@
 /// Errors     std::bad_alloc.
 class TermRows : private Unmovable {
 public:
-    /// Rows of subject, predicate and object, and the graph if there are four columns. With no columns, no rows are kept.
+    /// Makes rows of subject, predicate and object, and the graph if there are four columns. With no columns, no rows
+    /// are kept.
     explicit TermRows(size_t numberOfColumns) : m_numberOfColumns(numberOfColumns) {}
 
-    /// Adds a row. Labels of blank nodes are those of a document.
+    /// Adds a row. Labels of blank nodes belong to this document.
     void add(const Rdf::Statement& statement, uint64_t document, uint64_t line, FormBatch& batch);
 
-    /// Adds a term that stands in no row; returns its entry.
+    /// Adds a term that is in no row; returns its entry.
     uint32_t addTerm(const Rdf::Term& term, uint64_t document, uint64_t line, FormBatch& batch);
 
     size_t getNumberOfRows() const noexcept { return m_cells.size() / m_numberOfColumns; }
 
-    /// The first row with a term that has no ID, and the index of its entry; the number of rows if there is none.
+    /// Returns the first row with a term that has no ID, and the index of its entry; the number of rows if there is
+    /// none.
     struct Gap {
         size_t m_row;
         size_t m_entryIndex;
@@ -46,13 +48,13 @@ public:
     /// Appends the IDs of the first rows, 0 for the default graph.
     void appendIDs(size_t numberOfRows, std::span<const BatchEntry> entries, std::vector<uint64_t>& ids) const;
 
-    /// Appends the IDs of all rows but those with a term that has none.
+    /// Appends the IDs of all rows except those with a term without an ID.
     void appendIDsOfWholeRows(std::span<const BatchEntry> entries, std::vector<uint64_t>& ids) const;
 
-    /// Empties the rows and keeps their memory.
+    /// Clears the rows and keeps their memory.
     void clear() noexcept;
 
-    /// The rows as they are held, which another object takes over, to append their IDs alone.
+    /// Returns the stored rows, so that another object can take them over and append their IDs.
     std::span<const uint32_t> getCells() const noexcept { return m_cells; }
     void assignCells(const std::span<const uint32_t> cells) { m_cells.assign(cells.begin(), cells.end()); }
 
@@ -66,6 +68,6 @@ private:
     DistinctTerms m_terms;
     std::vector<uint32_t> m_cells; // entries of the terms by their indexes, row by row
     std::array<uint32_t, 4> m_previous{NO_ENTRY, NO_ENTRY, NO_ENTRY, NO_ENTRY}; // by column
-    std::string m_text; // of a label or a triple term that is being added
+    std::string m_text;                                                         // buffer for a label or a triple term
     std::string m_form;
 };

@@ -14,19 +14,19 @@
 /// Units      Lines are counted from the start of the file, by line feeds.
 /// Ownership  Relay and consumer must outlive it.
 /// Threads    One at a time; each thread has its own parser.
-/// Errors     Bad data goes into the piece: the first of the file, or, when lenient, each of the block, after which it
-///            goes on after the statement. So do the bytes that errors cost, if asked for, and statements with a literal
-///            that the dictionary will refuse; each of them ends with a line end.
+/// Errors     Bad data is recorded in the piece: the first error of the file, or, if lenient, each of the block; then
+///            reading continues after the statement. If requested, so are the bytes that errors skip, and statements
+///            with a literal that the dictionary will refuse; each of them ends with a line end.
 class TurtleParser final : private Rdf::TurtleRelay::Sink {
 public:
     TurtleParser(Rdf::TurtleRelay& relay, StatementConsumer& consumer, const bool keepsRejected = false)
         : m_runner(relay, *this), m_consumer(consumer), m_isLenient(relay.isLenient()), m_keepsRejected(keepsRejected) {
     }
 
-    /// Reads a block into an empty piece, with the start of the statement that the block before it cuts.
+    /// Reads a block into an empty piece, including the start of the statement that the block before it cuts.
     void parse(const Block& block, ParsedPiece& piece);
 
-    /// Reads into an empty piece what is left when all blocks of the file are read.
+    /// Reads the rest after all blocks of the file into an empty piece.
     void parseEnd(ParsedPiece& piece);
 
 private:

@@ -10,7 +10,7 @@
 
 #include <ostream>
 
-/// What the command line of `canonical` asks for.
+/// The options of `canonical`.
 struct CanonicalOptions {
     InputFiles m_files;
     BlankNodeOptions m_blankNodes{};

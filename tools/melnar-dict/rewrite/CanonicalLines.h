@@ -7,17 +7,17 @@
 #include <cstdint>
 #include <string>
 
-/// Writes the statements of a file in their canonical form, one a line, in the order of the file.
+/// Writes the statements of a file in their canonical form, one per line, in the order of the file.
 class CanonicalLines final : public StatementConsumer {
 public:
     struct Settings {
         bool m_hasGraphs = true;                           // whether the output may name graphs
-        uint64_t m_document = BlankNodeScope::NO_DOCUMENT; // whose labels become unique
+        uint64_t m_document = BlankNodeScope::NO_DOCUMENT; // of the labels, which become unique
     };
 
     CanonicalLines(OrderedOutput& output, const Settings& settings) : m_output(output), m_settings(settings) {}
 
-    /// Writes nothing of a block that is not ended by `endBlock`.
+    /// Writes nothing of a block that `endBlock` does not end.
     const char* take(const Rdf::Statement& statement, uint64_t line, ParsedPiece& piece) override;
     void withdraw() override { m_text.clear(); }
     void endBlock(ParsedPiece& piece) override;

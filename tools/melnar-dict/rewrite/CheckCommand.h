@@ -9,7 +9,7 @@
 
 #include <ostream>
 
-/// What the command line of `check` asks for.
+/// The options of `check`.
 struct CheckOptions {
     InputFiles m_files;
     FeedbackOptions m_feedback{};
@@ -20,5 +20,5 @@ struct CheckOptions {
 /// The command line of `check`, bound to the options.
 VerbDescription describeCheck(CheckOptions& options);
 
-/// The verb `check`: only judges whether files are written as their syntax says.
+/// The verb `check`: only checks the syntax of files.
 ExitCode runCheck(const CheckOptions& options, StandardOutput& output, std::ostream& errorOutput);

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-/// The IRI that stands for a string literal in an encoded file: this scheme and the resource ID in decimal, such as
+/// The IRI that represents a string literal in an encoded file: this scheme and the resource ID in decimal, such as
 /// `melnar:17`. No IRI of the data may begin like that.
 namespace LiteralIri {
 
@@ -19,7 +19,7 @@ inline void append(const uint64_t resourceID, std::string& output) {
     output.append("<").append(SCHEME).append(std::to_string(resourceID)).append(">");
 }
 
-/// The ID that a reserved IRI carries, or 0 when it carries none in just this form.
+/// Returns the ID in a reserved IRI, or 0 if it does not contain one in exactly this form.
 inline uint64_t getResourceID(const std::string_view iri) noexcept {
     const std::string_view digits = iri.substr(SCHEME.size());
     uint64_t resourceID = 0;

@@ -6,7 +6,7 @@
 
 #include <ostream>
 
-/// The verb `encode`: writes rows of resource IDs for statements, or puts IDs in the place of their string literals.
+/// The verb `encode`: writes rows of resource IDs for statements, or replaces their string literals by IDs.
 ExitCode runEncode(const RewriteOptions& options, StandardOutput& output, std::ostream& errorOutput);
 
 /// The verb `decode`: does the reverse.

@@ -11,12 +11,12 @@
 #include <cstdint>
 #include <string>
 
-/// What statements are encoded as: rows of IDs in NumPy's format, or statements with IRIs for string literals.
+/// The forms of encoded statements: rows of IDs in NumPy's format, or statements with IRIs for string literals.
 enum class EncodedForm { ROWS, IRIS };
 
-/// What the command line of `encode` or `decode` asks for.
+/// The options of `encode` or `decode`.
 struct RewriteOptions {
-    InputFiles m_files; // of rows, the format means nothing
+    InputFiles m_files; // for rows, the format has no meaning
     EncodedForm m_form = EncodedForm::ROWS;
     std::string m_dictionaryName;
     FeedbackOptions m_feedback;

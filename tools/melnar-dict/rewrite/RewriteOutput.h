@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-/// What a verb writes statements to: a file that appears when everything went well, or standard output.
+/// The output of a verb that writes statements: a file that appears only if there was no error, or standard output.
 ///
 /// Limits  At most one at a time.
 /// Errors  Those of OutputCheck, OutputLock, OutputFile and StandardOutput.
@@ -26,14 +26,14 @@ public:
     /// Opens the output. Called once.
     OutputStream& open();
 
-    /// The file that is written, when it is open; null for standard output.
+    /// Returns the file that is written, if it is open; null for standard output.
     OutputFile* getFile() noexcept { return m_file ? &*m_file : nullptr; }
 
-    /// Makes what was written the file if all is done. Passes the exit code on.
+    /// Commits the file if the exit code is DONE. Returns the exit code.
     ExitCode finish(ExitCode exitCode);
 
 private:
     StandardOutputStream m_standardOutput;
-    std::optional<OutputLock> m_lock; // nothing for standard output
+    std::optional<OutputLock> m_lock; // empty for standard output
     std::optional<OutputFile> m_file;
 };

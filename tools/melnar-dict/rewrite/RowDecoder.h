@@ -15,28 +15,28 @@
 
 class SavedDictionary;
 
-/// Writes the statements that rows of IDs stand for, one a line, in their order and in canonical form, language tags as
-/// the dictionary has them. Refuses rows with IDs that stand for nothing or for a term that cannot be where it is. Of a
-/// block, what stands before its first error is written.
+/// Writes the statements of rows of IDs, one per line, in their order and in canonical form, with language tags as the
+/// dictionary has them. Refuses rows with an ID that has no term or whose term is not allowed in its position. Of a
+/// block, the statements before its first error are written.
 ///
-/// Memory   Holds little more than the text of a statement or MAXIMUM_TEXT bytes, whichever is more.
+/// Memory   At most a little more than the text of a statement or MAXIMUM_TEXT bytes, whichever is more.
 /// Threads  One at a time; each thread has its own decoder.
 class RowDecoder : private Unmovable {
 public:
     static constexpr size_t MAXIMUM_TEXT = size_t(1) << 19;
 
-    /// `takesGraphs` is whether the output may name graphs.
+    /// `takesGraphs` says whether the output may name graphs.
     RowDecoder(const SavedDictionary& dictionary, OrderedOutput& output, const bool takesGraphs)
         : m_dictionary(dictionary), m_output(output), m_takesGraphs(takesGraphs) {}
 
-    /// Writes the statements of a block into the place of its number. Counts and the error go into the piece.
+    /// Writes the statements of a block in the turn of its number. Counts and the error are recorded in the piece.
     void decode(const RowReader& reader, const RowBlock& block, ParsedPiece& piece);
 
 private:
-    /// Where the text of an entry stands in m_text, with a space behind it.
+    /// The position of the text of an entry in m_text, followed by a space.
     struct Place {
         size_t m_begin = 0;
-        size_t m_length = 0; // 0 if it stands nowhere
+        size_t m_length = 0; // 0 if it is not there
     };
 
     void collectEntries();
@@ -57,6 +57,6 @@ private:
     std::vector<Place> m_places;                  // of the entries
     std::array<uint32_t, 2048> m_recentEntries{}; // by lower bits of the ID
     std::string m_text;
-    std::string m_form;  // of an entry whose form comes in two parts
-    std::string m_cause; // of what is wrong with a row; empty if nothing is
+    std::string m_form;  // of an entry whose form is stored in two parts
+    std::string m_cause; // of the error of a row; empty if there is none
 };

@@ -14,11 +14,11 @@
 
 class SavedDictionary;
 
-/// Writes the rows of IDs of a file's statements in their order. Refuses statements with a term that the dictionary does
-/// not have. Reading is strict: of a block, what stands before its first error is written.
+/// Writes the rows of IDs of a file's statements in their order. Refuses statements with a term that the dictionary
+/// does not have. Reading is strict: of a block, the rows before its first error are written.
 class RowEncoder final : public StatementConsumer {
 public:
-    /// Labels of blank nodes are those of a document. The layout has a column for graphs if the file has any.
+    /// Labels of blank nodes belong to a document. The layout has a column for graphs if the file has any.
     RowEncoder(const SavedDictionary& dictionary, OrderedOutput& output, const RowLayout& layout,
                const uint64_t document)
         : m_dictionary(dictionary), m_output(output), m_layout(layout), m_document(document), m_rows(layout.m_columns) {

@@ -12,8 +12,8 @@
 
 class SavedDictionary;
 
-/// Decodes files of rows with several threads: reads them from their start to their end and writes the statements that
-/// their rows stand for, in their order.
+/// Decodes files of rows with several threads: reads them from start to end and writes the statements of their rows, in
+/// their order.
 ///
 /// Ownership  Refers to all that it is given, which outlives it.
 /// Threads    One at a time.
@@ -24,13 +24,13 @@ public:
     struct Settings {
         size_t m_numberOfThreads = 1;
         bool m_takesGraphs = true;                    // whether the output may name graphs
-        std::atomic<uint64_t>* m_bytesRead = nullptr; // counts the bytes of files, packed or not, if it is there
+        std::atomic<uint64_t>* m_bytesRead = nullptr; // counts the bytes of files, compressed or not; may be null
     };
 
     RowPass(const SavedDictionary& dictionary, InputJournal& journal, OrderedOutput& output, const Settings& settings)
         : m_dictionary(dictionary), m_journal(journal), m_output(output), m_settings(settings) {}
 
-    /// Decodes a file, "-" being standard input, up to its end or to where the journal stops.
+    /// Decodes a file, "-" being standard input, to its end or until the journal stops.
     void decode(const std::string& fileName);
 
 private:

@@ -11,15 +11,15 @@
 
 class SavedDictionary;
 
-/// Puts the literals of a dictionary in the place of the IRIs that carry their resource IDs. Refuses statements with
-/// such an IRI that carries no ID of the dictionary's, or where no literal can be, and everything behind a line that
-/// names another dictionary.
+/// Replaces IRIs that contain resource IDs by the literals of a dictionary. Refuses statements with such an IRI that
+/// contains no ID of the dictionary, or where a literal is not allowed, and everything after a line that contains
+/// another dictionary.
 class StatementDecoder final : public StatementRewriter {
 public:
     StatementDecoder(const SavedDictionary& dictionary, OrderedOutput& output)
         : StatementRewriter(output), m_dictionary(dictionary) {}
 
-    /// What the output begins with: nothing but statements.
+    /// The start of the output: empty, as there are only statements.
     static std::string getBeginning(const SavedDictionary&) { return {}; }
 
     void startBlock(std::string_view text) override;

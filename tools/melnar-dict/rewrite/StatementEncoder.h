@@ -10,14 +10,14 @@
 
 class SavedDictionary;
 
-/// Puts IRIs that carry resource IDs in the place of string literals. Refuses statements with a literal that the
-/// dictionary does not have, and with an IRI that a decoder would take for a literal's.
+/// Replaces string literals by IRIs that contain resource IDs. Refuses statements with a literal that the dictionary
+/// does not have, and with an IRI that would be decoded as a literal.
 class StatementEncoder final : public StatementRewriter {
 public:
     StatementEncoder(const SavedDictionary& dictionary, OrderedOutput& output)
         : StatementRewriter(output), m_dictionary(dictionary) {}
 
-    /// What the output begins with, before all statements.
+    /// The start of the output, before all statements.
     static std::string getBeginning(const SavedDictionary& dictionary);
 
 private:

@@ -10,13 +10,13 @@
 #include <cstdint>
 #include <string>
 
-/// Shows while it lives how many bytes and statements of files have been read.
+/// Shows during its lifetime how many bytes and statements of files have been read.
 ///
 /// Ownership  Refers to the messages and the journal.
-/// Threads    The counter is for all. The rest: alone.
+/// Threads    The counter is for all threads. The rest: one at a time.
 class StatementProgress : private Unmovable {
 public:
-    /// `work` is what is done, such as: checking. Without a total of bytes, 0, no part of them is shown.
+    /// `work` is the activity, such as: checking. If the total of bytes is 0, no share is shown.
     StatementProgress(MessageOutput& messages, ProgressMode mode, const std::string& work, uint64_t totalBytes,
                       const InputJournal& journal);
 

@@ -9,12 +9,12 @@
 #include <string_view>
 #include <vector>
 
-/// Writes statements in canonical form, one a line, in the order of the file, with other objects in the place of some:
-/// how, is up to the subclass. Where an object depends on the dictionary, the subclass leaves a gap, and fills the gaps of
-/// a block when all of them are known.
+/// Writes statements in canonical form, one per line, in the order of the file, with some objects replaced; the
+/// subclass decides how. If an object depends on the dictionary, the subclass leaves a gap, and fills the gaps of a
+/// block when all of them are known.
 ///
-/// The form is that of Rdf::CanonicalWriter, but language tags stay as they are: dictionaries tell them apart. Reading is
-/// strict: of a block, what stands before its first error is written.
+/// The form is that of Rdf::CanonicalWriter, but language tags stay as they are: dictionaries distinguish them. Reading
+/// is strict: of a block, the statements before its first error are written.
 class StatementRewriter : public StatementConsumer {
 public:
     explicit StatementRewriter(OrderedOutput& output) : m_output(output) {}
@@ -23,31 +23,31 @@ public:
     void endBlock(ParsedPiece& piece) override;
 
 protected:
-    /// Appends an object that is no triple term in the form that it is to have, or leaves a gap; null, or why the
-    /// statement is refused.
+    /// Appends the new form of an object that is not a triple term, or leaves a gap. Returns null, or the reason why
+    /// the statement is refused.
     virtual const char* appendObject(const Rdf::Term& object, std::string& output) = 0;
 
-    /// Asks the dictionary for what belongs into the gaps of the block.
+    /// Looks up the contents of all gaps of the block in the dictionary.
     virtual void answerGaps() = 0;
 
-    /// Appends what belongs into the gap with this index; null, or why its statement is refused after all.
+    /// Appends the contents of the gap with this index. Returns null, or the reason why its statement is refused.
     virtual const char* appendAnswer(size_t gapIndex, std::string& output) = 0;
 
-    /// Forgets the gaps of the block.
+    /// Clears the gaps of the block.
     virtual void clearGaps() = 0;
 
-    /// Appends a subject, predicate or graph; null, or why the statement is refused.
+    /// Appends a subject, predicate or graph. Returns null, or the reason why the statement is refused.
     virtual const char* appendTerm(const Rdf::Term& term, std::string& output) = 0;
 
-    /// Appends a term as it is.
+    /// Appends a term unchanged.
     static void appendUnchanged(const Rdf::Term& term, std::string& output);
 
-    /// Leaves a gap for the object of the current statement, the next one by index.
+    /// Leaves a gap for the object of the current statement, with the next index.
     void leaveGap() { m_gaps.push_back({m_unfilled.size(), m_startOfStatement, m_line}); }
 
 private:
     struct Gap {
-        size_t m_offset;           // in m_unfilled; beyond its end when the statement was refused for another reason
+        size_t m_offset;           // in m_unfilled; beyond its end if the statement was refused for another reason
         size_t m_startOfStatement; // the same
         uint64_t m_line;
     };

@@ -7,12 +7,12 @@
 
 class DictionaryHistory;
 
-/// The comment that a file of IDs has: at the beginning of an encoded file, and behind what the header of a .npy tells. It
-/// names the dictionary that gave the IDs, so that no other one puts wrong terms in their place. Where encoded files were
-/// put one behind the other, each has its line.
+/// The comment of a file of IDs: at the start of an encoded file, and after the text of the header of a .npy. It
+/// contains the identity of the dictionary that gave the IDs, so that no other one is used to decode them. If encoded
+/// files were concatenated, each has its line.
 namespace DictionaryLine {
 
-/// The line for a dictionary as it was saved last, with its line end. The dictionary must have been saved.
+/// Returns the line for the last saved state of a dictionary, with its line end. The dictionary must have been saved.
 std::string make(const DictionaryHistory& history);
 
 /// A line that a dictionary refuses.
@@ -21,8 +21,8 @@ struct Refusal {
     std::string m_cause;
 };
 
-/// Finds the first line, of a text that starts with one, that names a dictionary from which this one has not grown, or
-/// that is damaged. A text without such lines may be of any dictionary.
+/// Finds the first line, in a text that starts with one, that is damaged or contains a dictionary from which this one
+/// has not grown. A text without such lines may belong to any dictionary.
 std::optional<Refusal> findRefused(std::string_view text, const DictionaryHistory& history);
 
 } // namespace DictionaryLine

@@ -12,31 +12,31 @@
 
 class DictionaryHistory;
 
-/// A .npy with rows of IDs that is being written; docs/formats/id-rows.md describes its bytes. The header, which tells
-/// the number of rows and names the dictionary, comes last.
+/// Writes a .npy with rows of IDs; docs/formats/id-rows.md describes its bytes. The header, which contains the number
+/// of rows and the identity of the dictionary, is written last.
 ///
 /// Ownership  Refers to the file, which the caller commits after `prepare`.
 /// Errors     Those of the file.
 class NpyFile : private Unmovable {
 public:
-    /// Begins the file, to which nothing has been written.
+    /// Starts the file, to which nothing has been written.
     NpyFile(OutputFile& file, const RowLayout& layout);
 
     /// Takes the rows, in the layout, until prepare.
     OutputStream& getStream() noexcept { return m_rows; }
 
-    /// Counts rows that other processes write, behind the header's SIZE bytes and those of rows before.
+    /// Counts rows that other processes write, after the SIZE bytes of the header and all previous rows.
     void noteRows(const uint64_t numberOfRows) noexcept { m_rows.noteBytes(numberOfRows * m_layout.getRowSize()); }
 
-    /// Completes the file, so that it is on the disk and only remains to be committed. The dictionary must have been
-    /// saved. With a final width of 4 bytes, IDs that were written with 8 are narrowed in their place; all must fit.
+    /// Completes the file, so that it is on the disk and only needs to be committed. The dictionary must have been
+    /// saved. With a final width of 4 bytes, IDs that were written with 8 are narrowed in place; all must fit.
     void prepare(const DictionaryHistory& history, size_t finalWidth);
 
-    /// The same without another width.
+    /// Does the same without another width.
     void prepare(const DictionaryHistory& history) { prepare(history, m_layout.m_idWidth); }
 
 private:
-    /// Counts what is written to the file.
+    /// Counts the bytes that are written to the file.
     class RowStream final : public OutputStream {
     public:
         explicit RowStream(OutputStream& output) : m_output(output) {}

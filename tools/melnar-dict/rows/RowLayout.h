@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-/// How rows of resource IDs are laid out: one behind the other, each with the IDs of subject, predicate and object, and
-/// of the graph if there are four columns. The default graph is 0. IDs are little-endian.
+/// The layout of rows of resource IDs: one after the other, each with the IDs of subject, predicate and object, and of
+/// the graph if there are four columns. The default graph is 0. IDs are little-endian.
 struct RowLayout {
     static constexpr size_t NARROW = 4;
     static constexpr size_t WIDE = 8;
@@ -24,5 +24,5 @@ struct RowLayout {
 /// Appends IDs in this many bytes each. Throws ToolFailure for an ID that does not fit; nothing is appended then.
 void appendIDs(std::span<const uint64_t> ids, size_t idWidth, std::string& output);
 
-/// Puts the IDs of whole rows in the place of the contents of `ids`.
+/// Replaces the contents of `ids` by the IDs of whole rows.
 void takeIDs(std::string_view bytes, size_t idWidth, std::vector<uint64_t>& ids);

@@ -8,17 +8,17 @@
 #include <cstdint>
 #include <optional>
 
-/// How rows of IDs are to be laid out: --quads and --id-width.
+/// The requested layout of rows of IDs: --quads and --id-width.
 struct RowOptions {
     bool m_asksForQuads = false;
-    std::optional<size_t> m_idWidth; // bytes; without one, what the largest ID needs
+    std::optional<size_t> m_idWidth; // bytes; without one, the width that the largest ID needs
 
     bool isGiven() const noexcept { return m_asksForQuads || m_idWidth; }
 
-    /// Four columns are for graphs: if asked for, or if the syntax of a file has them.
+    /// Returns four columns, for graphs, if requested, or if the syntax of a file has graphs.
     size_t getNumberOfColumns(const InputFiles& files) const;
 
-    /// In bytes, where no ID is larger than this one.
+    /// Returns the width in bytes, if no ID is larger than this one.
     size_t getIDWidth(uint64_t largestID) const noexcept;
 };
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-/// Some rows of a file, one behind the other.
+/// Consecutive rows of a file.
 struct RowBlock {
     uint64_t m_sequence = 0; // counts the blocks of a file from 0
     uint64_t m_firstRow = 0; // counts the rows of a file from 0
@@ -21,9 +21,9 @@ struct RowBlock {
 
 /// Reads a .npy with rows of IDs: of NumPy's versions 1.0 to 3.0, made by the tool or by others.
 ///
-/// Threads  next: any number at once. The rest: any thread at any time.
-/// Errors   ToolFailure that does not name the file: with ExitCode::BAD_DATA that tells what is wrong with it, also when
-///          it ends early or late; those of the source.
+/// Threads  next: any number concurrently. The rest: any thread at any time.
+/// Errors   ToolFailure that does not name the file: with ExitCode::BAD_DATA and the reason if the file is wrong, also
+///          if it ends early or late; those of the source.
 class RowReader : private Unmovable {
 public:
     static constexpr size_t DEFAULT_BLOCK_SIZE = size_t(1) << 15; // bytes
@@ -33,13 +33,13 @@ public:
 
     const NpyHeader& getHeader() const noexcept { return m_header; }
 
-    /// Reads the next rows; false if there are no more, and after an error.
+    /// Reads the next rows; returns false if there are no more, and after an error.
     bool next(RowBlock& block);
 
-    /// Blocks that `next` has read.
+    /// Returns the number of blocks that `next` has read.
     uint64_t getNumberOfBlocks() const;
 
-    /// Puts the IDs of a block in the place of the contents of `ids`. A negative number is an error.
+    /// Replaces the contents of `ids` by the IDs of a block. A negative number is an error.
     void takeIDs(const RowBlock& block, std::vector<uint64_t>& ids) const;
 
 private:
@@ -48,7 +48,7 @@ private:
     const std::unique_ptr<ByteSource> m_source;
     const NpyHeader m_header;
     const uint64_t m_rowsPerBlock;
-    mutable std::mutex m_mutex; // protects the source and all that follows
+    mutable std::mutex m_mutex; // protects the source and everything below
     uint64_t m_numberOfBlocks = 0;
     uint64_t m_nextRow = 0;
     bool m_isAtEnd = false;

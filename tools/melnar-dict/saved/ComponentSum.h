@@ -10,16 +10,16 @@
 #include <string>
 #include <vector>
 
-/// The sum of the trees of figures of several dictionaries, which is a tree like each of them: counts and bytes are added
-/// up, of lengths the longest is taken, averages and shares are those of all together. What tells of a dictionary as a
-/// whole is left out: identity, generation and limit.
+/// The sum of the trees of figures of several dictionaries, which is a tree like each of them: counts and bytes are
+/// added up, of lengths the longest is taken, averages and shares are those of all together. Properties of a dictionary
+/// as a whole are omitted: identity, generation and limit.
 ///
 /// Ownership  Refers to nothing.
 /// Threads    One at a time.
 /// Errors     std::bad_alloc.
 class ComponentSum : private Unmovable {
 public:
-    /// Adds the tree that Dictionary::getDetailedComponentInfo gives of a dictionary with terms.
+    /// Adds the tree that Dictionary::getDetailedComponentInfo returns for a dictionary with terms.
     void add(const ComponentInfo& dictionary);
 
     std::unique_ptr<ComponentInfo> toComponentInfo(std::string name) const;
@@ -38,7 +38,7 @@ private:
 
     struct Component {
         std::string m_name;
-        std::string m_nameOfFirstPart; // by which components of one name are told apart
+        std::string m_nameOfFirstPart; // distinguishes components with the same name
         std::vector<Figure> m_figures{};
         std::vector<Component> m_parts{};
     };

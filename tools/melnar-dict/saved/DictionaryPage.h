@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-/// How every page of a dictionary begins, and nothing else is likely to.
+/// The beginning of every page of a dictionary; other files are unlikely to begin like this.
 extern const std::string_view BEGINNING_OF_A_DICTIONARY_PAGE;
 
-/// An HTML page that shows a dictionary to people: all in one file, which loads nothing and runs nothing.
+/// Returns an HTML page about a dictionary for human readers: one file that loads nothing and runs no script.
 std::string toDictionaryPage(const DictionaryPortrait& portrait);

@@ -12,7 +12,7 @@ class Dictionary;
 ///
 /// Units  Memory and lengths count bytes. A term's length is that of its lexical form, with '@' and language tag.
 struct DictionaryPortrait {
-    /// So many segments of each table are told apart.
+    /// The number of segments of each table.
     static constexpr size_t NUMBER_OF_SEGMENTS = 256;
 
     static constexpr size_t NUMBER_OF_STRING_DATATYPES = 2;
@@ -28,7 +28,7 @@ struct DictionaryPortrait {
         std::string m_datatypeName;
         uint64_t m_numberOfTerms = 0;
         uint64_t m_bytes = 0;
-        uint64_t m_shortest = 0; // with no terms 0, as the longest
+        uint64_t m_shortest = 0; // 0 if there are no terms, like the longest
         uint64_t m_longest = 0;
         std::vector<uint64_t> m_terms; // element n counts those whose length has n binary digits, 0 having none
     };
@@ -38,13 +38,13 @@ struct DictionaryPortrait {
         uint64_t m_numberOfStrings = 0;
     };
 
-    /// Describes a dictionary that nobody changes meanwhile; walks it several times. std::bad_alloc.
+    /// Describes a dictionary that no thread changes in the meantime; walks it several times. std::bad_alloc.
     static DictionaryPortrait of(const Dictionary& dictionary, std::string name);
 
     /// Adds the figures of a shard.
     void addShard(const DictionaryPortrait& shard);
 
-    /// Whether there are other terms than strings, or have been.
+    /// Returns whether there are terms other than strings, or have been.
     bool hasOtherTerms() const { return m_tables.size() > NUMBER_OF_STRING_DATATYPES; }
 
     uint64_t getNumberOfTerms() const;
@@ -58,6 +58,6 @@ struct DictionaryPortrait {
     std::vector<Language> m_languages; // most frequent first
     uint64_t m_poolBytes = 0;          // the part of the memory where texts are
     uint64_t m_unusedPoolBytes = 0;
-    uint64_t m_numberOfIDs = 0;    // that were given, withdrawn ones included
+    uint64_t m_numberOfIDs = 0;    // that were assigned, including withdrawn ones
     uint64_t m_numberOfShards = 0; // that were added
 };

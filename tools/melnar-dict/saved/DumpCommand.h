@@ -6,7 +6,7 @@
 
 #include <ostream>
 
-/// What the command line of `dump` asks for.
+/// The options of `dump`.
 struct DumpOptions : SavedDictionaryOptions {
     bool m_asksForJson = false;
 };

@@ -20,7 +20,7 @@ public:
         m_dictionary->appendLexicalForm(entry, output);
     }
     const DictionaryHistory& getHistory() const noexcept override { return m_dictionary->getHistory(); }
-    void requireWholeState() const override {} // There is no other one in a file.
+    void requireWholeState() const override {} // A file has no other state.
     uint64_t getLargestResourceID() const noexcept override { return m_dictionary->getNextResourceID() - 1; }
     void forEachPart(const std::function<void(const Part& part)>& visitor) const override { visitor({*m_dictionary}); }
     void verify(const Part&) const override { m_dictionary->verify(); }

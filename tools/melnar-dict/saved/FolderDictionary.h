@@ -4,16 +4,16 @@
 
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 
-/// The dictionary of a folder, in the state in which it was opened, or with what a writer has added to a shard before that
-/// was needed.
+/// The dictionary of a folder, in the state in which it was opened, possibly with terms that a writer has added to a
+/// shard before that was first needed.
 class FolderDictionary final : public SavedDictionary {
 public:
     FolderDictionary(const std::string& folderName, size_t memoryLimit);
 
-    /// Passes the name on if it is that of a folder with a manifest; otherwise throws ToolFailure.
+    /// Returns the name if it is that of a folder with a manifest; otherwise throws ToolFailure.
     static const std::string& requireFolder(const std::string& name);
 
-    /// Finds nothing that a writer has added since, as the history does not vouch for it.
+    /// Does not find terms that a writer has added since, as the history does not cover them.
     void tryResolveResources(std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) const override;
     void getResources(const std::span<BatchEntry> entries) const override { m_dictionary->getResources(entries); }
     std::string_view getAffix(const BatchEntry& entry) const noexcept override { return m_dictionary->getAffix(entry); }

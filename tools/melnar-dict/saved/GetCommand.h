@@ -9,10 +9,10 @@
 #include <ostream>
 #include <vector>
 
-/// What the command line of `get` asks for.
+/// The options of `get`.
 struct GetOptions : SavedDictionaryOptions {
     bool m_asksForJson = false;
-    std::vector<std::optional<uint64_t>> m_resourceIDs; // nothing stands for the lines of standard input
+    std::vector<std::optional<uint64_t>> m_resourceIDs; // an empty one stands for the lines of standard input
 };
 
 /// The command line of `get`, bound to the options.

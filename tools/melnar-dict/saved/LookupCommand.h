@@ -8,14 +8,14 @@
 #include <string>
 #include <vector>
 
-/// What the command line of `lookup` asks for.
+/// The options of `lookup`.
 struct LookupOptions : SavedDictionaryOptions {
     bool m_asksForJson = false;
-    std::vector<std::string> m_terms; // as they are given; "-" stands for the lines of standard input
+    std::vector<std::string> m_terms; // as given; "-" stands for the lines of standard input
 };
 
 /// The command line of `lookup`, bound to the options.
 VerbDescription describeLookup(LookupOptions& options);
 
-/// The verb `lookup`: prints the resource IDs that terms have in a saved dictionary.
+/// The verb `lookup`: prints the resource IDs of terms in a saved dictionary.
 ExitCode runLookup(const LookupOptions& options, StandardOutput& output, std::ostream& errorOutput);

@@ -5,8 +5,8 @@
 #include <iterator>
 #include <vector>
 
-/// Merges lists of which each has items of one order, and leaves out some: those of a list keep their order, and new ones
-/// come behind the one before them.
+/// Merges lists of items that have a common order; each list may lack some. The items of a list keep their order, and a
+/// new item is inserted after the one before it.
 ///
 /// Ownership  Refers to the items that others are merged into.
 template<class Item>
@@ -14,7 +14,8 @@ class OrderedMerge {
 public:
     explicit OrderedMerge(std::vector<Item>& items) : m_items(items) {}
 
-    /// The item for which `isSame` holds, or else a new one, which `make` makes. It stays where it is until the next call.
+    /// Returns the item for which `isSame` returns true, or else a new one, which `make` makes. It does not move until
+    /// the next call.
     template<class IsSame, class Make>
     Item& findOrMake(const IsSame& isSame, const Make& make) {
         auto found = std::ranges::find_if(m_items, isSame);
@@ -26,5 +27,5 @@ public:
 
 private:
     std::vector<Item>& m_items;
-    std::ptrdiff_t m_place = 0; // behind the last item that was asked for
+    std::ptrdiff_t m_place = 0; // after the last item that was requested
 };

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-/// The charts of a dictionary's page, in SVG that is as wide as the column it stands in.
+/// The charts of a dictionary's page, in SVG that is as wide as its column of the page.
 
-/// A column of a chart: a range of numbers, and how many terms have one of them, for which its height stands.
+/// A column of a chart: a range of numbers, and how many terms have one of them, which is its height.
 struct ChartColumn {
     std::string m_range;
     std::string m_begin; // of the range, where an axis names the edges of columns
@@ -18,13 +18,13 @@ struct ChartColumn {
     uint64_t m_numberOfTerms = 0;
 };
 
-/// The shares of used buckets along a table, from its first bucket to its last.
+/// Draws the shares of used buckets along a table, from its first bucket to its last.
 Html drawOccupancy(const TableProfile& table);
 
-/// Columns with their ranges below and their shares above them. `noun` is what a term is called, here and below.
+/// Draws columns with their ranges below and their shares above them. `noun` is the word for a term, here and below.
 Html drawProbeLengths(const std::vector<ChartColumn>& columns, const std::string& tableName, const std::string& noun);
 
-/// Columns with an axis of shares, and the beginnings of their ranges as far as there is room for them.
+/// Draws columns with an axis of shares, and the starts of their ranges as far as there is space for them.
 Html drawLengths(const std::vector<ChartColumn>& columns, const std::string& datatypeName, const std::string& noun);
 
 /// Merges the segments of a small table, so that chance alone makes little difference between them.

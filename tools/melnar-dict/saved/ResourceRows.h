@@ -11,8 +11,8 @@
 #include <ostream>
 #include <string>
 
-/// Prints resources, a row each: ID, tab and term in Turtle syntax, or a JSON object with "id" and the keys of TermJson,
-/// where null is what is not known. Nothing of a row is kept.
+/// Prints resources, one per row: ID, tab and term in Turtle syntax, or a JSON object with "id" and the keys of
+/// TermJson, where unknown ones are null. No row is stored.
 ///
 /// Ownership  Refers to the outputs, which must outlive it.
 /// Threads    One at a time.
@@ -22,8 +22,8 @@ public:
     ResourceRows(bool asJson, StandardOutput& output, std::ostream& errorOutput);
     ~ResourceRows();
 
-    /// Prints a resource with its ID and its term, whose lexical form must be whole. Returns false if no syntax of RDF can
-    /// hold the term: then the error output gets a message instead.
+    /// Prints a resource with its ID and its term, whose lexical form must be whole. Returns false if no RDF syntax can
+    /// represent the term: then the error output gets a message instead.
     bool print(const BatchEntry& resource);
 
     /// Prints that there is no resource with the ID, or no ID for the term.
@@ -36,6 +36,6 @@ private:
 
     StandardOutput& m_output;
     std::ostream& m_errorOutput;
-    const std::unique_ptr<Json> m_json; // the row, whose memory is used again; null when rows are text
+    const std::unique_ptr<Json> m_json; // the row, whose memory is reused; null if rows are text
     std::string m_text;
 };

@@ -17,15 +17,15 @@ class ComponentInfo;
 class Dictionary;
 class DictionaryHistory;
 
-/// A saved dictionary as the verbs that read it see it: a file, or a folder of shards, of which only those that are asked
-/// for come into memory, and stay there. IDs are those of the whole.
+/// The interface of the verbs to a saved dictionary: a file, or a folder of shards, of which only requested ones are
+/// brought into memory, and stay there. IDs are those of the whole dictionary.
 ///
-/// Addresses  What entries point to stays where it is.
-/// Threads    Any threads at once.
-/// Errors     What Dictionary::open throws, when the dictionary is opened; of a folder, when a shard is first needed.
+/// Addresses  Memory that entries point to does not move.
+/// Threads    Any threads concurrently.
+/// Errors     Those of Dictionary::open, when the dictionary is opened; of a folder, when a shard is first needed.
 class SavedDictionary : private Unmovable {
 public:
-    /// A part of the terms, with IDs of its own: all of a file, or a shard.
+    /// A part of the terms, with its own IDs: all of a file, or a shard.
     struct Part {
         uint64_t toIDOfWhole(const uint64_t resourceID) const noexcept {
             return m_firstID + (resourceID - 1) * m_distance;
@@ -41,28 +41,28 @@ public:
 
     virtual ~SavedDictionary() = default;
 
-    /// As those of Dictionary; of a file, what has been committed is found.
+    /// Like those of Dictionary; in a file, committed resources are found.
     virtual void tryResolveResources(std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) const = 0;
     virtual void getResources(std::span<BatchEntry> entries) const = 0;
     virtual std::string_view getAffix(const BatchEntry& entry) const noexcept = 0;
     virtual void appendLexicalForm(const BatchEntry& entry, std::string& output) const = 0;
 
-    /// By which files of IDs know the dictionary.
+    /// Returns the history, with which files of IDs identify the dictionary.
     virtual const DictionaryHistory& getHistory() const noexcept = 0;
 
-    /// Throws ToolFailure if the dictionary holds more than the last state in its history, so that files of its IDs cannot
-    /// name it.
+    /// Throws ToolFailure if the dictionary contains more than the last state in its history, so that files of its IDs
+    /// cannot identify it.
     virtual void requireWholeState() const = 0;
 
     virtual uint64_t getLargestResourceID() const noexcept = 0;
 
-    /// Calls `visitor` for each part that has terms. A shard that nobody needs otherwise is in memory only until the
+    /// Calls `visitor` for each part that has terms. A shard that is not needed otherwise is in memory only until the
     /// visitor returns.
     virtual void forEachPart(const std::function<void(const Part& part)>& visitor) const = 0;
 
-    /// Checks a part as Dictionary::verify does, and that its terms belong there.
+    /// Checks a part like Dictionary::verify, and that its terms belong there.
     virtual void verify(const Part& part) const = 0;
 
-    /// As Dictionary::getDetailedComponentInfo; of a folder, figures are those of all shards together.
+    /// Like Dictionary::getDetailedComponentInfo; for a folder, figures are those of all shards together.
     virtual std::unique_ptr<ComponentInfo> getDetailedComponentInfo() const = 0;
 };

@@ -9,13 +9,13 @@
 
 class SavedDictionary;
 
-/// The saved dictionary that a verb works on.
+/// The saved dictionary that a verb reads.
 struct SavedDictionaryOptions {
     std::string m_dictionaryName;
     uint64_t m_memoryLimit = MemoryLimit::getDefault();
 };
 
-/// Opens the dictionary, to which nothing will be added, and keeps the process within the limit.
+/// Opens the dictionary, to which nothing will be added, and applies the memory limit to the process.
 std::unique_ptr<SavedDictionary> openDictionary(const SavedDictionaryOptions& options);
 
 /// Adds the operand DICTIONARY and the option --memory-limit.

@@ -7,7 +7,7 @@
 #include <ostream>
 #include <string>
 
-/// What the command line of `shards` asks for.
+/// The options of `shards`.
 struct ShardsOptions {
     std::string m_folderName;
     bool m_asksForJson = false;
@@ -16,5 +16,5 @@ struct ShardsOptions {
 /// The command line of `shards`, bound to the options.
 VerbDescription describeShards(ShardsOptions& options);
 
-/// The verb `shards`: describes a folder of shards by its manifest alone.
+/// The verb `shards`: describes a folder of shards; reads only its manifest.
 ExitCode runShards(const ShardsOptions& options, StandardOutput& output, std::ostream& errorOutput);

@@ -7,7 +7,7 @@
 
 #include <ostream>
 
-/// What the command line of `stats` asks for.
+/// The options of `stats`.
 struct StatsOptions : SavedDictionaryOptions {
     bool m_asksForJson = false;
     OutputOptions m_page; // without a name, there is none
@@ -16,5 +16,5 @@ struct StatsOptions : SavedDictionaryOptions {
 /// The command line of `stats`, bound to the options.
 VerbDescription describeStats(StatsOptions& options);
 
-/// The verb `stats`: describes a saved dictionary in text, in JSON or on a page.
+/// The verb `stats`: describes a saved dictionary in text, in JSON or on an HTML page.
 ExitCode runStats(const StatsOptions& options, StandardOutput& output, std::ostream& errorOutput);

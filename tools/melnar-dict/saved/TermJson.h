@@ -5,11 +5,11 @@
 #include <cstdint>
 #include <string_view>
 
-/// A term as a JSON object tells it: "literal", in Turtle syntax, "text" and "language" of a literal; and of any term its
-/// "type", "value", "datatype" and "direction". What a term does not have is null.
+/// The keys of a term in a JSON object: "literal", in Turtle syntax, "text" and "language" of a literal; and of any
+/// term its "type", "value", "datatype" and "direction". Missing parts are null.
 namespace TermJson {
 
-/// Sets all keys to null, which thus follow those that the object has.
+/// Sets all keys to null; they follow the existing keys of the object.
 void clear(Json& object);
 
 /// Sets all keys to those of a term without a flaw (TermText.h). The object keeps the memory of its strings.

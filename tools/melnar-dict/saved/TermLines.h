@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-/// Reads terms, each a text of its own or a line, and has them answered in groups.
+/// Reads terms, each a separate text or a line, and passes them to a receiver in groups.
 ///
 /// Units      Terms are counted from 1. Lines end with a line feed.
 /// Ownership  Refers to the texts until the group is answered.
@@ -21,9 +21,9 @@
 class TermLines {
 public:
     /// Called first with all terms of a group, to be answered together, and then for each in order: with the answered
-    /// term, or with the cause why it is none or one that the dictionary refuses, and its number in the place of the
-    /// line. Any other failure of the first call is thrown when it is the turn of its term. All texts are the receiver's
-    /// only until it returns.
+    /// term, or with the reason why it is malformed or refused by the dictionary; its number is in the place of the
+    /// line. Any other failure of the first call is thrown in the turn of its term. All texts are valid only until it
+    /// returns.
     struct Receiver {
         std::function<void(std::span<BatchEntry> terms, std::vector<BatchFailure>& failures)> m_answerTerms;
         std::function<void(const BatchEntry& term)> m_takeTerm;
@@ -38,7 +38,7 @@ public:
     /// Adds the terms of whole lines to the group; the text ends with a line end or is the last.
     void addLines(std::string_view text);
 
-    /// Has the group answered and starts the next.
+    /// Answers the group and starts the next.
     void answer();
 
 private:

@@ -12,19 +12,19 @@
 #include <optional>
 #include <string_view>
 
-/// Reads terms that are given one by one, each as a text of its own: a literal as in Turtle, in quotes of either kind,
-/// one or three, with a language tag or a datatype; an IRI, a blank node or a triple term as in N-Triples. For the IRI of
-/// a datatype, a name with the prefix xsd: or rdf: can stand, whose declarations a single term has no place for.
+/// Reads single terms, each in a separate text: a literal as in Turtle, in quotes of either kind, one or three, with a
+/// language tag or a datatype; an IRI, a blank node or a triple term as in N-Triples. The IRI of a datatype may be a
+/// name with the prefix xsd: or rdf:, which needs no declaration here.
 ///
 /// Ownership  Terms refer to the texts that they were read from, and to memory of the reader.
 /// Threads    One at a time.
 class TermReader : private Unmovable {
 public:
-    /// Reads a text that is a term, with white space around it at most. Returns what is wrong otherwise, with the column
-    /// but no line; a text that lacks quotes or brackets gets a hint.
+    /// Reads a text that is a term, with white space around it at most. Otherwise returns an error with its column but
+    /// no line; a text that lacks quotes or brackets gets a hint.
     std::optional<InputError> read(std::string_view text, Term& term);
 
-    /// Forgets all terms that were read.
+    /// Clears all terms that were read.
     void clear() noexcept {
         m_window.getArena().clear();
         m_olderWindow.getArena().clear();
@@ -38,6 +38,6 @@ private:
     std::string_view keep(std::string_view first, std::string_view second);
 
     Rdf::TextWindow m_window{Rdf::Version::RDF_1_2};
-    Rdf::TextWindow m_olderWindow{Rdf::Version::RDF_1_1}; // which has a few literals that RDF 1.2 has no more
+    Rdf::TextWindow m_olderWindow{Rdf::Version::RDF_1_1}; // which allows a few literals that RDF 1.2 does not
     Rdf::LineTerms::Triples m_triples{Rdf::ReaderOptions().m_maximumNesting};
 };

@@ -7,7 +7,7 @@
 
 #include <ostream>
 
-/// What the command line of `verify` asks for.
+/// The options of `verify`.
 struct VerifyOptions : SavedDictionaryOptions {
     bool m_asksForJson = false;
     FeedbackOptions m_feedback;
@@ -16,5 +16,5 @@ struct VerifyOptions : SavedDictionaryOptions {
 /// The command line of `verify`, bound to the options.
 VerbDescription describeVerify(VerifyOptions& options);
 
-/// The verb `verify`: checks everything that can be checked of a saved dictionary.
+/// The verb `verify`: performs all checks of a saved dictionary.
 ExitCode runVerify(const VerifyOptions& options, StandardOutput& output, std::ostream& errorOutput);

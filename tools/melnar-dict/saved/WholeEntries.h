@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-/// Gives an entry that the dictionary, a Dictionary or a SavedDictionary, has read its whole lexical form: in `form`, if
-/// it comes in two parts.
+/// Completes the lexical form of an entry that the dictionary, a Dictionary or a SavedDictionary, has read: it is
+/// assembled in `form` if it is stored in two parts.
 template<class AnyDictionary>
 void makeWhole(const AnyDictionary& dictionary, BatchEntry& entry, std::string& form) {
     if (entry.m_affixNumber == 0)
@@ -44,7 +44,7 @@ void forEachWholeEntry(const Dictionary& dictionary, const Visit& visit) {
     }
 }
 
-/// The same with IDs of the whole.
+/// Does the same with IDs of the whole dictionary.
 template<class Visit>
 void forEachWholeEntry(const SavedDictionary::Part& part, const Visit& visit) {
     forEachWholeEntry(part.m_dictionary, [&](BatchEntry& entry) {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-/// Returns how many bytes the container that this process runs in may use: the least limit of its own memory cgroup and
-/// those around it, in version 1 or 2 where they are usually mounted. Nothing if there is none. The file system is read
+/// Returns how many bytes the container of this process may use: the smallest limit of its own memory cgroup and those
+/// above it, in version 1 or 2 at their usual mount points. Returns nothing if there is none. The file system is read
 /// from a root, for tests.
 std::optional<uint64_t> readContainerLimit(const std::string& root = "");

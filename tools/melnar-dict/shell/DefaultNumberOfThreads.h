@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <thread>
 
-/// One for each core.
+/// Returns one thread for each core.
 inline size_t getDefaultNumberOfThreads() noexcept {
     return std::max(1u, std::thread::hardware_concurrency());
 }

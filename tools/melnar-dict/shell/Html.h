@@ -5,19 +5,19 @@
 #include <string_view>
 #include <vector>
 
-/// A piece of an HTML page: markup, which text becomes only by being escaped, so that no text ever acts as markup.
+/// A piece of an HTML page: markup. Text becomes markup only by being escaped, so no text ever acts as markup.
 ///
 /// Errors  std::bad_alloc.
 class Html {
 public:
     Html() = default;
 
-    /// Any bytes as text, fit for elements and for attributes in double quotes. Control characters and bytes that are
-    /// not UTF-8 become U+FFFD, since HTML has none of them.
+    /// Returns any bytes as text, for elements and for attributes in double quotes. Control characters and bytes that
+    /// are not UTF-8 become U+FFFD, since HTML does not allow them.
     static Html ofText(std::string_view text);
 
-    /// The pattern is markup that holds a "{}" for each value: texts, which are escaped, pieces, which are not, and
-    /// numbers, with two digits after the point if they are not whole ones.
+    /// Fills a pattern: markup that contains a "{}" for each value. Texts are escaped, pieces are not, and numbers have
+    /// two digits after the point unless they are whole.
     template<class... Values>
     static Html fill(const std::string_view pattern, const Values&... values) {
         return fillMarkups(pattern, {toMarkup(values)...});

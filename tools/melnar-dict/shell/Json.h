@@ -7,16 +7,16 @@
 
 #include <string>
 
-/// What the tool prints as JSON; keys keep the order in which they are set.
+/// The JSON that the tool prints; keys keep the order in which they are set.
 using Json = nlohmann::ordered_json;
 
-/// How JSON is laid out: over indented lines for one document, or in a line for one row of many.
+/// The layout of JSON: indented lines for one document, or one line for each of many rows.
 enum class JsonLayout { DOCUMENT, ROW };
 
-/// Returns the JSON with a line feed at its end. Bytes that are not UTF-8 become U+FFFD, since JSON has no others. All
-/// control characters are escaped, so that the text can do nothing to a terminal.
+/// Returns the JSON with a line feed at its end. Bytes that are not UTF-8 become U+FFFD, since JSON does not allow
+/// them. All control characters are escaped, so that the text has no effect on a terminal.
 std::string toText(const Json& json, JsonLayout layout);
 
-/// Prints what has ended a verb, which is none the less to be told on standard error: an object with the keys `error`
-/// and `exitCode`.
+/// Prints the error that has ended a verb, in addition to the message on standard error: an object with the keys
+/// `error` and `exitCode`.
 void printError(const std::string& error, ExitCode exitCode, JsonLayout layout, StandardOutput& output);

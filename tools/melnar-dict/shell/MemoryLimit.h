@@ -4,13 +4,13 @@
 #include <cstdint>
 #include <string>
 
-/// What --memory-limit is about: all memory that the process takes after its start, but for the stacks of its threads.
-/// The dictionary counts its part itself and gets what is left when enough for the threads is set aside. The system
-/// enforces the whole (RLIMIT_DATA), refusing memory before it is there: so a long line takes from what the dictionary
-/// does not use yet, and the process never has more than the limit.
+/// The limit of --memory-limit: all memory that the process allocates after its start, except the stacks of its
+/// threads. The dictionary counts its part itself and gets what remains after a reserve for the threads. The system
+/// enforces the whole limit (RLIMIT_DATA) by refusing allocations. So a long line uses memory that the dictionary does
+/// not use yet, and the process never exceeds the limit.
 namespace MemoryLimit {
 
-/// Whether the system enforces the limit, too: not where a sanitizer watches, which takes memory of its own.
+/// Whether the system enforces the limit, too: not under a sanitizer, which allocates its own memory.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool IS_ENFORCED = false;
 #elif defined(__has_feature)
@@ -23,24 +23,23 @@ inline constexpr bool IS_ENFORCED = true;
 inline constexpr bool IS_ENFORCED = true;
 #endif
 
-/// Returns the limit unless another is given: 15/16 of the machine's memory, or of the container's if that is less,
-/// in whole megabytes.
+/// Returns the default limit: 15/16 of the machine's memory, or of the container's if that is less, in whole megabytes.
 uint64_t getDefault();
 
-/// What a thread holds beside the dictionary, in bytes, as long as no line is longer than a block: a block, what was parsed
-/// from it, the text that is written, and the arena of its allocator.
+/// The bytes that a thread uses in addition to the dictionary, if no line is longer than a block: a block, its parsed
+/// content, the text that is written, and the arena of the thread's allocator.
 inline constexpr uint64_t BYTES_OF_THREAD = uint64_t(2) << 20;
 
-/// The same for a thread that resolves or looks up all terms of a block at a time, of which short statements have many. Up to
-/// a megabyte of it is what threads leave unused in their arenas, now and then, as they take turns.
+/// The same for a thread that resolves or looks up all terms of a block together; if statements are short, a block has
+/// many. It includes up to a megabyte that threads may leave unused in their arenas as they take turns.
 inline constexpr uint64_t BYTES_OF_THREAD_WITH_TERMS = uint64_t(7) << 20;
 
-/// Keeps this process within a limit from now on, once, before it starts threads. Returns the limit of the dictionary, which
-/// is what the threads, and other things of so many bytes, leave.
+/// Limits this process to `limit` bytes from now on. Called once, before it starts threads. Returns the limit of the
+/// dictionary, which is what the threads, and `otherBytes`, leave.
 /// Refuses a limit that is too small, with ExitCode::USAGE.
 size_t apply(uint64_t limit, size_t numberOfThreads, uint64_t bytesOfThread = BYTES_OF_THREAD, uint64_t otherBytes = 0);
 
-/// Tells why there is no more memory.
+/// Returns the reason why an allocation failed.
 std::string describeFailure();
 
 } // namespace MemoryLimit

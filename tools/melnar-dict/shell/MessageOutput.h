@@ -6,20 +6,20 @@
 #include <ostream>
 #include <string_view>
 
-/// What a verb tells the person who runs it while it works, on standard error: messages, and below them, on a terminal,
-/// one line that is rewritten. The two never mix, and an interruption leaves the cursor in a line of its own.
+/// The output of a running verb to its user, on standard error: messages, and below them, on a terminal, one line that
+/// is updated. The two never mix, and an interruption leaves the cursor on a new line.
 ///
-/// Ownership  Refers to the stream; removes the line in the end.
-/// Threads    Any number at once.
+/// Ownership  Refers to the stream; removes the line at the end.
+/// Threads    Any number concurrently.
 class MessageOutput : private Unmovable {
 public:
     explicit MessageOutput(std::ostream& output) : m_output(output) {}
     ~MessageOutput() { removeLine(); }
 
-    /// Writes whole messages, a line each, in the place of the rewritten line.
+    /// Writes whole messages, one per line; they replace the updated line.
     void write(std::string_view messages);
 
-    /// Shows a line, given without its end, in the place of the last one. Only for terminals.
+    /// Shows a line, given without its end, instead of the last one. Only for terminals.
     void showLine(std::string_view line);
 
     /// Removes the line, if there is one.

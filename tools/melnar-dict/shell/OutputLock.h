@@ -8,14 +8,14 @@
 #include <ostream>
 #include <string>
 
-/// The files that a verb may write at a time.
+/// The files that a verb may write.
 enum class Output : uint8_t { FIRST, SECOND };
 
 /// The lock of a file that a verb writes, taken before anything is read. An interruption leaves no lock file.
 ///
 /// Limits  At most one at a time for each output.
-/// Errors  Those of FileLock; when another process holds the lock, a ToolFailure with ExitCode::FAILURE that names it,
-///         or with `waits` a line on `errorOutput` that does, and a wait until the lock is free.
+/// Errors  Those of FileLock. If another process holds the lock: a ToolFailure with ExitCode::FAILURE that names it, or
+///         with `waits` a line on `errorOutput` that does, and a wait until the lock is free.
 class OutputLock : private Unmovable {
 public:
     OutputLock(const std::string& fileName, bool waits, std::ostream& errorOutput, Output output = Output::FIRST);
@@ -25,7 +25,7 @@ public:
 
     FileLock& get() noexcept { return *m_lock; }
 
-    /// The name to read the locked file by.
+    /// The name under which to read the locked file.
     const std::string& getTargetName() const noexcept { return m_lock->getTarget().getName(); }
 
 private:

@@ -3,12 +3,12 @@
 #include <string>
 #include <string_view>
 
-/// What messages show of texts that others wrote: names, and what stands in files. Control characters, which could make
-/// a terminal do something, become \u001B and the like, and bytes that are not UTF-8 \xFF. Messages are for people: a
+/// Makes texts from outside printable for messages: names, and contents of files. Control characters, which could
+/// affect a terminal, become \u001B and the like, and bytes that are not UTF-8 \xFF. Messages are for human readers: a
 /// backslash of the text stays as it is.
 
-/// A text in one line.
+/// Returns a text of one line.
 std::string toPrintable(std::string_view text);
 
-/// A text that may have several lines.
+/// Returns a text that may have several lines.
 std::string toPrintableLines(std::string_view text);

@@ -20,12 +20,12 @@ void addMaximumLine(VerbDescription& verb, uint64_t& variable);
 /// --lenient
 void addLenient(VerbDescription& verb, bool& variable);
 
-/// --json: one document, or an object a line for verbs that print rows.
+/// --json: one document, or one object per line for verbs that print rows.
 void addJson(VerbDescription& verb, JsonLayout layout, bool& variable);
 
 struct OutputOptions;
 
-/// What a verb says on standard error while it works: --quiet and --progress.
+/// The output of a verb on standard error during its work: --quiet and --progress.
 struct FeedbackOptions {
     bool m_isQuiet = false;
     bool m_asksForProgress = false;
@@ -35,7 +35,7 @@ struct FeedbackOptions {
     /// The same for a verb that writes this output. Data on standard output may be on the same terminal as the line.
     ProgressMode getProgressMode(const OutputOptions& output) const;
 
-    /// Returns where the verb says what does not end its work: nowhere if it is to be quiet.
+    /// Returns the stream for messages that do not end the work: one that discards them with --quiet.
     std::ostream& getNoteOutput(std::ostream& errorOutput) const;
 };
 
@@ -45,15 +45,15 @@ void addFeedback(VerbDescription& verb, FeedbackOptions& variable);
 struct OutputOptions {
     std::string m_outputName;
     bool m_waits = false;    // for another process that writes the output
-    bool m_isForced = false; // replaces what would be refused otherwise
+    bool m_isForced = false; // replaces files that would be refused otherwise
 };
 
-/// Whether "-" may be the output and stands for standard output.
+/// Whether "-" may be the output and is standard output.
 enum class OutputKind { FILE_ONLY, FILE_OR_STANDARD_OUTPUT };
 
 void addOutput(VerbDescription& verb, OutputKind kind, const std::string& valueName, const std::string& outputText,
                const std::string& forceText, OutputOptions& variable);
 
-/// The same with another option's names in place of -o and --output.
+/// Does the same with another option's names instead of -o and --output.
 void addOutput(VerbDescription& verb, const std::string& names, OutputKind kind, const std::string& valueName,
                const std::string& outputText, const std::string& forceText, OutputOptions& variable);

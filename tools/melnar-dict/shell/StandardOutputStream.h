@@ -7,7 +7,7 @@
 
 #include <string>
 
-/// Lets the tool's standard output be written to like a file.
+/// Writes to the tool's standard output like to a file.
 ///
 /// Ownership  Refers to the output.
 class StandardOutputStream final : public OutputStream, private Unmovable {

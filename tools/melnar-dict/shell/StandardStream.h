@@ -1,4 +1,4 @@
 #pragma once
 
-/// Stands for standard input among the files that are read, and for standard output where one is written.
+/// The name of standard input among files that are read, and of standard output for a file that is written.
 inline constexpr const char* STANDARD_STREAM = "-";

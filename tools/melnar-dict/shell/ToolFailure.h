@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-/// Ends the tool: carries the exit code and the text for standard error, without a line break at its end.
+/// Ends the tool: contains the exit code and the text for standard error, without a line break at its end.
 class ToolFailure : public std::runtime_error {
 public:
     ToolFailure(const ExitCode exitCode, const std::string& message)

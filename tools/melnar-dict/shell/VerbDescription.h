@@ -8,15 +8,15 @@
 #include <utility>
 #include <vector>
 
-/// The command line of a verb: reading the arguments, --help, the manual page and completions all come from here.
+/// The command line of a verb: the source of argument parsing, --help, the manual page and completions.
 ///
 /// To add an option   Add a member to the verb's options, and to its describe function a line that binds the option to
 ///                    the member. An option of several verbs has that line in SharedOptions.cpp.
 /// To add a verb      Write XOptions, describeX and runX, as StatsCommand does, and add a line to Verbs.cpp.
 ///
-/// Texts      Plain sentences. Lines are joined and broken anew when printed; a blank line ends a paragraph.
+/// Texts      Plain sentences. Lines are joined and wrapped when printed; a blank line ends a paragraph.
 /// Ownership  Refers to the variables that operands and options are bound to.
-/// Errors     What takes a value refuses it with a ToolFailure with ExitCode::USAGE.
+/// Errors     A TakeValue function refuses a value with a ToolFailure with ExitCode::USAGE.
 struct VerbDescription {
     using TakeValue = std::function<void(const std::string& value)>;
 
@@ -38,12 +38,12 @@ struct VerbDescription {
         bool m_isFile = false;                // whether completions offer file names for the value
         std::vector<std::string> m_choices{}; // or these values
 
-        /// How usage shows it, such as: -o OUT.
+        /// Returns the form that usage shows, such as: -o OUT.
         std::string getUsage() const;
     };
 
     struct Example {
-        std::string m_command; // behind the program's name
+        std::string m_command; // after the program's name
         std::string m_text;
     };
 
@@ -57,19 +57,19 @@ struct VerbDescription {
     std::vector<std::function<void()>> m_checks{}; // are called when all arguments have been taken
     const bool* m_asksForJson = nullptr;           // whether JSON was asked for; null for a verb that prints none
     JsonLayout m_jsonLayout{};
-    std::string m_program = "melnar-dict"; // whose verb it is
+    std::string m_program = "melnar-dict"; // that has the verb
 
-    /// A file, for which "-" cannot stand.
+    /// Adds a file operand, for which "-" is not allowed.
     void addFileOperand(const std::string& name, const std::string& noun, std::string& variable);
     void addOperands(const std::string& name, const std::string& noun, std::vector<std::string>& variable);
 
-    /// `names` is the long name, or the short one, a comma and the long one. Given several times, an option that is
-    /// bound to a variable counts as it is given last.
+    /// `names` is the long name, or the short one, a comma and the long one. If an option that is bound to a variable
+    /// is given several times, the last one counts.
     void addOption(const std::string& names, const std::string& valueName, const std::string& text, TakeValue take);
-    /// A text that is not empty.
+    /// Adds an option with a text that is not empty.
     void addText(const std::string& names, const std::string& valueName, const std::string& text,
                  std::string& variable);
-    /// The name of a file, for which "-" cannot stand.
+    /// Adds an option with the name of a file, for which "-" is not allowed.
     void addFile(const std::string& names, const std::string& valueName, const std::string& text,
                  std::string& variable);
     void addFlag(const std::string& names, const std::string& text, bool& variable);
@@ -83,7 +83,7 @@ struct VerbDescription {
         });
     }
 
-    /// One of a few words, each of which means a value. The variable may be an optional one.
+    /// Adds an option with one of a few words, each of which stands for a value. The variable may be an optional one.
     template<class Variable, class Value>
     void addChoice(const std::string& names, const std::string& valueName, const std::string& text, Variable& variable,
                    const std::vector<std::pair<std::string, Value>>& choices) {
@@ -97,19 +97,19 @@ struct VerbDescription {
         m_options.back().m_choices = std::move(words);
     }
 
-    /// The option that every verb has beside its own.
+    /// Returns the option that every verb has in addition to its own.
     static Option getHelpOption() { return {"-h", "--help", "", "print this text", {}}; }
 
-    /// Makes an option that was added one that must be given.
+    /// Makes the option with this name a required one.
     void requireOption(const std::string& longName);
 
-    /// The names, options and operands, behind the tool's name.
+    /// Returns the names, options and operands, after the tool's name.
     std::string getUsage() const;
 
-    /// Bytes, with K, M, G or T for 1024 bytes and its powers, or without.
+    /// Adds an option with a number of bytes: a number with or without K, M, G or T for 1024 bytes and its powers.
     void addSize(const std::string& names, const std::string& text, uint64_t& variable);
 
-    /// The index of a value among those that there are.
+    /// Returns the index of a value among the choices.
     static size_t requireChoice(const std::string& option, const std::string& value,
                                 const std::vector<std::string>& choices);
 

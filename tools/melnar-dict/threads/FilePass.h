@@ -12,9 +12,9 @@
 #include <memory>
 #include <string>
 
-/// Reads files from their start to their end with several threads, and hands their statements out. Threads take block
-/// after block of a file: they meet where a block is read and where its piece is finished in the journal; in Turtle and
-/// TriG also where it is parsed, as it takes all that precedes a block to know what it means.
+/// Reads files from start to end with several threads, and passes their statements to consumers. Threads take block
+/// after block of a file. They synchronize when a block is read and when its piece is finished in the journal; in
+/// Turtle and TriG also when it is parsed, since the meaning of a block depends on everything before it.
 ///
 /// Ownership  Refers to a journal that outlives it.
 /// Threads    One at a time.
@@ -27,17 +27,17 @@ public:
         std::string m_base{};
         size_t m_blockSize = BlockReader::DEFAULT_BLOCK_SIZE;
         size_t m_maximumLine = DEFAULT_MAXIMUM_LINE;
-        bool m_keepsRejected = false; // hands the journal what is skipped
+        bool m_keepsRejected = false; // passes skipped bytes to the journal
         Rdf::Version m_version = Rdf::Version::RDF_1_2;
-        std::atomic<uint64_t>* m_bytesRead = nullptr; // counts the bytes of files, packed or not, if it is there
+        std::atomic<uint64_t>* m_bytesRead = nullptr; // counts the bytes of files, compressed or not; may be null
     };
 
     using ConsumerMaker = std::function<std::unique_ptr<StatementConsumer>()>;
 
     FilePass(InputJournal& journal, Settings settings);
 
-    /// Reads a file, "-" being standard input, up to its end or to where the journal stops. Each thread makes a consumer
-    /// of its own, and destroys it in the end.
+    /// Reads a file, "-" being standard input, to its end or until the journal stops. Each thread creates its own
+    /// consumer, and destroys it at the end.
     void read(const std::string& fileName, RdfFormat format, const ConsumerMaker& makeConsumer);
 
 private:

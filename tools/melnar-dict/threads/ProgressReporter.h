@@ -13,17 +13,17 @@
 #include <thread>
 #include <utility>
 
-/// Shows how far a piece of work has come, from a thread of its own, from its construction to its end.
+/// Shows the progress of a piece of work, in a thread of its own, from its construction to its end.
 ///
 /// Ownership  Refers to the messages. Its end stops and joins the thread, and removes the line.
-/// Threads    The figures are asked for by its thread.
+/// Threads    Its thread requests the figures.
 /// Errors     None: progress that cannot be shown is not shown.
 class ProgressReporter : private Unmovable {
 public:
     using GetFigures = std::function<ProgressFigures()>;
     using Duration = std::chrono::steady_clock::duration;
 
-    /// When it shows something: work that is done before the first time shows nothing.
+    /// The time of the first line: work that ends before that shows nothing.
     struct Times {
         Duration m_first;
         Duration m_period;
@@ -35,7 +35,7 @@ public:
         : ProgressReporter(messages, mode, std::move(getFigures), getTimesOf(mode)) {}
     ProgressReporter(MessageOutput& messages, ProgressMode mode, GetFigures getFigures, Times times);
 
-    /// Shows nothing but what is done, such as "saving 'd'", and for how long.
+    /// Shows only the activity, such as "saving 'd'", and its duration.
     ProgressReporter(MessageOutput& messages, ProgressMode mode, const std::string& work)
         : ProgressReporter(messages, mode, [work] { return ProgressFigures{.m_work = work}; }) {}
 

@@ -6,15 +6,15 @@
 #include <cstddef>
 #include <stop_token>
 
-/// Has several threads read the blocks of a file until there are no more or the journal stops. Each thread makes a handler
-/// of its own, which it destroys in the end, takes block after block with the reader's `next`, has the handler handle
-/// each into an empty piece, and finishes the piece in the journal.
+/// Reads the blocks of a file with several threads until there are no more or the journal stops. Each thread creates
+/// its own handler, which it destroys at the end, takes block after block with the reader's `next`, lets the handler
+/// process each into an empty piece, and finishes the piece in the journal.
 ///
-/// Every block that is handed out is finished. When the journal has stopped, `reading` is stopped as well, so that nobody
-/// waits for bytes that do not come.
+/// Every block that is taken is finished. When the journal has stopped, `reading` is stopped as well, so that no thread
+/// waits for bytes that do not arrive.
 ///
-/// Errors  What the reader throws ends the file in the journal, behind its last block. What a handler throws comes out, as
-///         when the system refuses threads or memory; the journal has stopped then.
+/// Errors  An exception of the reader ends the file in the journal, after its last block. An exception of a handler is
+///         thrown, as when the system refuses threads or memory; the journal has stopped then.
 template<class Block, class Reader, class MakeHandler>
 void readBlocks(Reader& reader, InputJournal& journal, const size_t numberOfThreads, std::stop_source reading,
                 const MakeHandler& makeHandler) {
@@ -22,7 +22,7 @@ void readBlocks(Reader& reader, InputJournal& journal, const size_t numberOfThre
         try {
             return !journal.isStopped() && reader.next(block);
         } catch (...) {
-            if (!journal.isStopped()) // Otherwise it may have been stopped, and comes behind what stopped the journal.
+            if (!journal.isStopped()) // Otherwise this may follow from the error that stopped the journal.
                 journal.finishWithCurrentException(reader.getNumberOfBlocks());
             return false;
         }

@@ -6,16 +6,16 @@
 #include <cstdint>
 #include <mutex>
 
-/// Lets threads that have come to numbered pieces of work in any order do a part of it in the order of the numbers, one
-/// after the other. A thread whose turn ends wakes the next one alone: with many threads, most wait.
+/// Lets threads, which reach numbered pieces of work in any order, perform a part of it in the order of the numbers,
+/// one after the other. A thread whose turn ends wakes only the next one: with many threads, most wait.
 ///
-/// Threads  take: any number at once, each with a number of its own; every number from 0 on must come. startOver: while
-///          nobody takes a turn.
-/// Errors   Those of the action; the next turn comes all the same.
+/// Threads  take: any number concurrently, each with its own number; every number from 0 on must come. startOver: while
+///          no thread takes a turn.
+/// Errors   Those of the action; the next turn comes nevertheless.
 class Turns : private Unmovable {
 public:
-    /// Waits until the turns of all smaller numbers are over, then performs the action. What an action has written is
-    /// seen by those of later turns.
+    /// Waits until the turns of all smaller numbers are over, then performs the action. Actions of later turns see what
+    /// it has written.
     template<class Action>
     void take(const uint64_t number, const Action& action) {
         wait(number);
@@ -23,7 +23,7 @@ public:
         action();
     }
 
-    /// Begins to count from 0 again.
+    /// Starts to count from 0 again.
     void startOver() noexcept { m_nextNumber = 0; }
 
 private:
@@ -55,14 +55,14 @@ private:
                 waiter->m_turn.notify_one();
     }
 
-    /// A thread that waits; lies on its stack.
+    /// A thread that waits; it is on the thread's stack.
     struct Waiter {
         const uint64_t m_number;
         Waiter* m_next;
         std::condition_variable m_turn;
     };
 
-    std::mutex m_mutex; // protects what follows, not the actions: their turn does
+    std::mutex m_mutex; // protects what follows; the turn protects the actions
     uint64_t m_nextNumber = 0;
     Waiter* m_firstWaiter = nullptr; // of a list, in no order
 };

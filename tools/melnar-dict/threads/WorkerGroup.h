@@ -12,16 +12,16 @@
 
 /// Threads that do the same work until it is done.
 ///
-/// Errors  The first exception of a worker comes out of `join`. Before that `wakeOthers` has been called, from the
-///         failing worker's thread, so that nobody waits for it in vain.
+/// Errors  `join` throws the first exception of a worker. Before that, the failing worker's thread has called
+///         `wakeOthers`, so that no thread waits for it in vain.
 class WorkerGroup : private Unmovable {
 public:
     explicit WorkerGroup(std::function<void()> wakeOthers) : m_wakeOthers(std::move(wakeOthers)) {}
 
-    /// Joins what runs, after `wakeOthers`.
+    /// Joins the running threads, after `wakeOthers`.
     ~WorkerGroup();
 
-    /// Starts threads; std::system_error when the system has no more, with those that it had running.
+    /// Starts threads; std::system_error if the system refuses one; the ones that were started continue.
     void start(size_t numberOfThreads, const std::function<void()>& work);
 
     void join();
