@@ -23,7 +23,7 @@ std::string join(const std::vector<std::string>& words) {
     return joined;
 }
 
-/// The text with each of these characters replaced by what `replacement` is, the character in the place of its '?'.
+/// Returns the text with each of these characters replaced by `replacement`, in which '?' stands for the character.
 std::string replace(const std::string_view text, const std::string_view characters,
                     const std::string_view replacement) {
     std::string result;
@@ -36,12 +36,12 @@ std::string replace(const std::string_view text, const std::string_view characte
     return result;
 }
 
-/// In single quotes, as bash and zsh read them.
+/// Returns the text in single quotes, for bash and zsh.
 std::string quote(const std::string_view text) {
     return "'" + replace(text, "'", "'\\?'") + "'";
 }
 
-/// In single quotes, as fish reads them.
+/// Returns the text in single quotes, for fish.
 std::string quoteForFish(const std::string_view text) {
     return "'" + replace(text, "'\\", "\\?") + "'";
 }
@@ -53,7 +53,7 @@ std::string namesOfVerbs(const std::vector<Verb>& verbs) {
     return names + "help";
 }
 
-/// What the value of the previous option is completed by.
+/// Returns the code that completes the value of the previous option.
 void appendBashValue(std::string& script, const std::string& verb, const VerbDescription::Option& option) {
     script += "    '" + verb + ' ' + option.m_longName + "'";
     if (!option.m_shortName.empty())

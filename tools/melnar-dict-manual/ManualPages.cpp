@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Escapes characters that roff would take for its own or print as others.
+/// Escapes characters that roff would interpret or print as others.
 std::string escape(const std::string_view text) {
     std::string result;
     for (const char character : text)
@@ -38,7 +38,7 @@ std::string escape(const std::string_view text) {
     return result;
 }
 
-/// Appends paragraphs, which a blank line separates, each as one line.
+/// Appends paragraphs, which are separated by a blank line, each as one line.
 void appendText(std::string& page, const std::string_view text) {
     std::string line;
     const auto endLine = [&] {
@@ -71,7 +71,7 @@ void appendTitle(std::string& page, std::string name, const std::string_view pur
     std::string upperCaseName = name;
     std::transform(name.begin(), name.end(), upperCaseName.begin(),
                    [](const unsigned char character) { return static_cast<char>(std::toupper(character)); });
-    // Words that are broken cannot be searched for.
+    // Words that are hyphenated cannot be searched for.
     page += ".nr HY 0\n.TH " + upperCaseName +
             " 1 \"\" \"melnar\\-dict " MELNAR_VERSION "\" \"User Commands\"\n.SH NAME\n" + escape(name) + " \\- " +
             escape(purpose) + '\n';

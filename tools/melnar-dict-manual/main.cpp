@@ -4,7 +4,7 @@
 
 #include "tools/melnar-dict/Verbs.h"
 
-/// A step of the build: writes the manual pages and the completions of the tool below a folder.
+/// A build step: writes the manual pages and the completions of the tool below a folder.
 int main(const int argumentCount, const char* const arguments[]) {
     return runManualStep(argumentCount, arguments, [](const std::filesystem::path& folder) {
         const std::vector<Verb> verbs = makeVerbs();

@@ -10,7 +10,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-/// The bytes between two places.
+/// The bytes between two positions.
 class FileSlices::Source final : public ByteSource {
 public:
     Source(const FileSlices& slices, const uint64_t begin, const uint64_t end)
@@ -54,7 +54,7 @@ uint64_t FileSlices::findBegin(const uint64_t index) {
     if (m_beginOfSearch <= begin && begin <= m_beginOfLine)
         return m_beginOfLine;
     char buffer[4096];
-    // A line that begins at the place itself is told by the byte before it.
+    // Whether a line starts at the position itself depends on the byte before it.
     for (uint64_t place = begin - 1; place < m_size;) {
         const size_t numberOfBytes = read(place, buffer, std::min<uint64_t>(sizeof(buffer), m_size - place));
         if (const void* const end = std::memchr(buffer, '\n', numberOfBytes)) {

@@ -94,7 +94,7 @@ void PieceQueue::waitForPiece() {
     std::unique_lock lock(m_mutex);
     readFromFile();
     m_change.wait(lock, [this] { return !m_pieces.empty() || m_isEnded; });
-    readFromFile(); // The reading thread may have put aside the only piece since.
+    readFromFile(); // The reading thread may have spilled the only piece since.
     if (m_pieces.empty() && m_failure != nullptr)
         std::rethrow_exception(std::exchange(m_failure, nullptr));
 }
@@ -125,7 +125,7 @@ std::unique_ptr<ReadPiece> PieceQueue::pop() {
 void PieceQueue::giveBack(std::unique_ptr<ReadPiece> piece) noexcept {
     {
         const std::lock_guard guard(m_mutex);
-        m_free.push_back(std::move(piece)); // for which there is room
+        m_free.push_back(std::move(piece)); // there is space for it
     }
     m_change.notify_all();
 }
@@ -148,7 +148,7 @@ void PieceQueue::writeToFile(const ReadPiece& piece) {
     m_endOfFile += m_bytes.size();
 }
 
-/// Brings what is in the file into memory, as far as there is room; leaves a piece to the reading thread.
+/// Reads pieces from the file into memory, as far as there is space; leaves one piece to the reading thread.
 void PieceQueue::readFromFile() {
     while (!isFileEmpty() && m_free.size() > 1) {
         m_bytes.resize(m_sizesInFile.front());
@@ -162,7 +162,7 @@ void PieceQueue::readFromFile() {
     }
     if (isFileEmpty() && m_endOfFile != 0) {
         m_beginInFile = m_endOfFile = 0;
-        if (::ftruncate(m_file.get(), 0) != 0) { // keeps its room on the disk then
+        if (::ftruncate(m_file.get(), 0) != 0) { // then it keeps its space on the disk
         }
         m_change.notify_all();
     }

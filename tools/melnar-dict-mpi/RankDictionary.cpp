@@ -22,7 +22,7 @@ ShardManifest RankDictionary::fromBytes(const std::string& bytes) {
     return ShardManifest::read(input);
 }
 
-/// The manifest with the shards of this rank alone.
+/// Returns the manifest with only the shards of this rank.
 ShardManifest RankDictionary::selectOwn(const Ranks& ranks, ShardManifest manifest) {
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
         if (!ranks.isMine(shard))
@@ -48,7 +48,7 @@ void RankDictionary::tryResolve(const uint32_t shard, const std::span<BatchEntry
     for (const BatchFailure& failure : failures)
         if (failure.m_kind != FailureKind::REFUSED_LITERAL)
             failure.throwException();
-    // A writer may have put a larger file into the place of the shard's.
+    // A writer may have replaced the file of the shard by a larger one.
     const uint64_t numberOfResources = m_dictionary->getManifest().m_shards[shard].m_numberOfResources;
     for (BatchEntry& term : terms)
         if (term.m_resourceID > numberOfResources)
@@ -57,7 +57,7 @@ void RankDictionary::tryResolve(const uint32_t shard, const std::span<BatchEntry
 
 BatchFailure RankDictionary::getRefusal(BatchEntry term) const {
     std::vector<BatchFailure> failures;
-    // What one shard refuses, all do.
+    // A term that one shard refuses, all refuse.
     m_dictionary->getShardInMemory(0).tryResolveResources(DictionaryCommitPoint::ALL, {&term, 1}, failures);
     return failures.at(0);
 }
@@ -71,7 +71,7 @@ ShardManifest RankDictionary::save(const std::string& folderName) {
     std::string own;
     m_ranks.perform([&] {
         ShardManifest shards = manifest;
-        shards.m_inputs.clear(); // which all ranks know, as the history, which is of the shards of all
+        shards.m_inputs.clear(); // known to all ranks, like the history, which covers the shards of all
         shards.m_history = {};
         own = toBytes(shards);
     });

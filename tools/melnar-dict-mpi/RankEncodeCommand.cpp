@@ -22,7 +22,7 @@
 
 namespace {
 
-/// What the first rank alone has: the output and the journal.
+/// The data of the first rank only: the output and the journal.
 struct FirstRank : private Unmovable {
     FirstRank(const RewriteOptions& options, StandardOutput& standardOutput, std::ostream& errorOutput)
         : m_messages(errorOutput), m_output(options.m_output, getInputNames(options), standardOutput,
@@ -93,14 +93,14 @@ ExitCode RankEncode::run() {
     return m_ranks.gatherAll(exitCode)[0];
 }
 
-/// Takes the output, and agrees on the inputs.
+/// Checks the output, and agrees on the inputs.
 void RankEncode::prepare() {
     RankInputs inputs;
     m_ranks.perform([&] {
         if (!m_ranks.isFirst())
             return;
         inputs.assign(m_options.m_files, m_areInputsOfRanks);
-        m_options.m_files = inputs.m_files; // as the output is compared with them
+        m_options.m_files = inputs.m_files; // since the output is compared with them
         m_first = std::make_unique<FirstRank>(m_options, m_output, m_errorOutput);
     });
     inputs.agree(m_ranks, m_options.m_base);
@@ -143,7 +143,7 @@ void RankEncode::open() {
     m_ranks.perform([&] { m_rows.emplace(fileName, m_layout.m_columns, m_layout.m_idWidth); });
 }
 
-/// Returns whether all has been read, and not an input's error has ended it.
+/// Returns whether all of the input has been read; false if an error of an input has ended it.
 bool RankEncode::readAll() {
     const SlicePlan plan(m_inputs, m_ranks.getNumber());
     const std::filesystem::path folder = std::filesystem::absolute(m_options.m_output.m_outputName).parent_path();
@@ -184,7 +184,7 @@ RankRounds::Actions RankEncode::makeActions() {
     return actions;
 }
 
-/// A term that is missing comes before an error that ended the piece.
+/// A missing term comes before an error that ended the piece.
 void RankEncode::finishPiece(ReadPiece& piece, std::vector<uint64_t>& cells) const {
     ParsedPiece& parsed = piece.m_parsed;
     const std::span<const BatchEntry> entries = std::as_const(parsed).m_terms.getEntries();

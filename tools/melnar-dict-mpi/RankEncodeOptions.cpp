@@ -24,7 +24,7 @@ failed, another process is writing OUT, or a limit was reached. Without 0, no OU
 VerbDescription describeRankEncode(RankEncodeOptions& options) {
     RewriteOptions& encode = options.m_encode;
     encode.m_numberOfThreads = 1;
-    encode.m_memoryLimit = 0; // which stands for the rank's share
+    encode.m_memoryLimit = 0; // 0 stands for the rank's share
     VerbDescription verb{"encode",
                          "write statements as rows of resource IDs with several processes",
                          TEXT,

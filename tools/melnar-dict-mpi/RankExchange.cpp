@@ -8,10 +8,10 @@
 
 namespace {
 
-// MPI counts in `int`, so in larger units.
+// MPI counts in `int`, so larger units are used.
 using Unit = uint64_t;
 
-// Above it, memory is given back.
+// Above this size, memory is released.
 constexpr size_t LARGEST_SIZE_KEPT = size_t(32) << 20;
 
 constexpr uint64_t toUnits(const uint64_t numberOfBytes) noexcept {
@@ -27,7 +27,7 @@ struct RankExchange::Transfer {
     std::vector<int> m_receivedCounts;
     std::vector<int> m_receivedPlaces;
 
-    /// Places parts of so many bytes one after the other. Returns the bytes that all take.
+    /// Places parts of so many bytes one after the other. Returns the bytes of all parts.
     static size_t place(const std::vector<uint64_t>& sizes, std::vector<int>& counts, std::vector<int>& places) {
         counts.clear();
         places.clear();
@@ -38,7 +38,7 @@ struct RankExchange::Transfer {
             place += toUnits(size);
         }
         if (place > static_cast<uint64_t>(std::numeric_limits<int>::max()))
-            throw std::bad_alloc(); // as so much memory would not be there
+            throw std::bad_alloc(); // so much memory is not available
         return place * sizeof(Unit);
     }
 };

@@ -16,7 +16,7 @@
 void RankInputs::assign(const InputFiles& named, const bool areOfRanks) {
     for (const auto& [name, format] : named) {
         const size_t colon = areOfRanks ? name.find(':') : std::string::npos;
-        // The name is what follows the colon, or all of it without one, as npos is the place before the first one.
+        // The name follows the colon; without a colon, it is the whole text, as npos + 1 is 0.
         if (name.substr(colon + 1) == STANDARD_STREAM)
             throw ToolFailure(ExitCode::USAGE, "several processes cannot read standard input");
         if (!areOfRanks) {

@@ -38,7 +38,7 @@
 
 namespace {
 
-/// What the first rank alone has: the outputs and the journal.
+/// The data of the first rank only: the outputs and the journal.
 struct FirstRank : private Unmovable {
     FirstRank(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput)
         : m_folder(options), m_messages(errorOutput) {
@@ -49,7 +49,7 @@ struct FirstRank : private Unmovable {
         if (options.m_idsName.empty())
             return;
         m_rows.emplace(options, output, notes);
-        checkOtherOutputs(options); // The file may have come or changed since.
+        checkOtherOutputs(options); // The file may have been created or changed since.
     }
 
     ~FirstRank() { LoadCheckpoint::removeAllButUnfinished(m_folder.getName()); }
@@ -62,7 +62,7 @@ struct FirstRank : private Unmovable {
     std::optional<RankJournal> m_rankJournal;
 };
 
-/// A load by all ranks, from its beginning to its end, on one of them.
+/// A load by all ranks, from start to end, on one of them.
 class RankLoad : private Unmovable {
 public:
     RankLoad(const RankLoadOptions& options, const Ranks& ranks, StandardOutput& output, std::ostream& errorOutput)
@@ -99,25 +99,25 @@ private:
     std::ostream& m_errorOutput;
     std::unique_ptr<FirstRank> m_first; // null on the others
     std::string m_folderName;
-    size_t m_numberOfColumns = 0; // of rows; 0 for none
+    size_t m_numberOfColumns = 0; // of the rows; 0 for no rows
     size_t m_dictionaryLimit = 0;
     std::vector<SlicePlan::Input> m_inputs;
     std::vector<InputStamp> m_stamps;
-    std::string m_openedName; // of the folder with the shards that there are; empty for none
-    ShardManifest m_manifest; // that the load begins with
-    LoadWork m_work;          // that of an earlier run, if it goes on with one
+    std::string m_openedName; // of the folder with the existing shards; empty if there are none
+    ShardManifest m_manifest; // at the start of the load
+    LoadWork m_work;          // of an earlier run, if this one resumes it
     std::optional<RankDictionary> m_dictionary;
     std::optional<RankRows> m_rows;
     uint64_t m_numberOfRows = 0;
     RankRounds::Traffic m_traffic;
 
     // On the first rank:
-    uint64_t m_firstNumber = 0; // of resources that there were before the load
+    uint64_t m_firstNumber = 0; // of resources before the load
     std::atomic<uint64_t> m_numberOfResources = 0;
     std::atomic<uint64_t> m_memoryInUse = 0;
     std::vector<std::string> m_names;
     std::vector<uint64_t> m_limits;   // of the ranks' shards
-    std::vector<bool> m_areRanksTold; // to come near their limits
+    std::vector<bool> m_areRanksTold; // that they are near their limits
     std::chrono::steady_clock::time_point m_lastSave = std::chrono::steady_clock::now();
     uint64_t m_piecesSinceSave = 0;
 };
@@ -146,14 +146,14 @@ ExitCode RankLoad::run() {
     return m_ranks.gatherAll(exitCode)[0];
 }
 
-/// Takes the outputs, and agrees on the inputs.
+/// Checks the outputs, and agrees on the inputs.
 void RankLoad::prepare() {
     RankInputs inputs;
     m_ranks.perform([&] {
         if (!m_ranks.isFirst())
             return;
         inputs.assign(m_options.m_files, m_areInputsOfRanks);
-        m_options.m_files = inputs.m_files; // as the outputs are compared with them
+        m_options.m_files = inputs.m_files; // since the outputs are compared with them
         m_first = std::make_unique<FirstRank>(m_options, m_output, m_errorOutput);
         m_folderName = m_first->m_folder.getName();
     });
@@ -171,7 +171,7 @@ void RankLoad::prepare() {
     m_areRanksTold.resize(m_ranks.getNumber());
 }
 
-/// Opens the shards of each rank: new ones, those of a dictionary that is added to, or those of an earlier run.
+/// Opens the shards of each rank: new ones, those of the dictionary given with --into, or those of an earlier run.
 void RankLoad::begin() {
     std::string bytes;
     m_ranks.perform([&] {
@@ -231,7 +231,7 @@ void RankLoad::findBeginning() {
         notes << "there is no checkpoint to resume from: the load starts\n";
 }
 
-/// Returns whether all has been read, and not an input's error has ended the load.
+/// Returns whether all of the input has been read; false if an error of an input has ended the load.
 bool RankLoad::readAll() {
     const SlicePlan plan(m_inputs, m_ranks.getNumber());
     std::optional<RankRounds> rounds;
@@ -244,7 +244,7 @@ bool RankLoad::readAll() {
                        m_numberOfColumns, makeActions());
     });
     bool isRead = false;
-    std::exception_ptr failure; // of what follows the rounds
+    std::exception_ptr failure; // after the rounds
     bool areRoundsOver = false;
     const auto run = [&] {
         isRead = rounds->run();
@@ -260,7 +260,7 @@ bool RankLoad::readAll() {
     } catch (const RankEnd&) {
         throw;
     } catch (...) {
-        if (!areRoundsOver) // The others know nothing of it.
+        if (!areRoundsOver) // The others do not know of it.
             Ranks::abort(m_ranks.tellCurrentException());
         failure = std::current_exception();
     }
@@ -299,7 +299,7 @@ RankRounds::Actions RankLoad::makeActions() {
     return actions;
 }
 
-/// A term without an ID is one that every dictionary refuses, which costs its statements.
+/// Every dictionary refuses a term without an ID; its statements are errors.
 void RankLoad::finishPiece(ReadPiece& piece, const std::span<const uint32_t> missing,
                            std::vector<uint64_t>& cells) const {
     std::vector<BatchFailure> failures;
@@ -312,7 +312,7 @@ void RankLoad::finishPiece(ReadPiece& piece, const std::span<const uint32_t> mis
         piece.m_rows.appendIDsOfWholeRows(piece.m_parsed.m_terms.getEntries(), cells);
 }
 
-/// Also tells of a rank whose shards are about to outgrow it, once.
+/// Also warns once if the shards of a rank are near its limit.
 void RankLoad::noteProgress(const RankRounds::Progress& progress, const std::span<const uint64_t> memoryInUse) {
     m_first->m_run->getBytesRead().store(progress.m_bytesRead, std::memory_order_relaxed);
     m_numberOfResources.store(progress.m_numberOfResources, std::memory_order_relaxed);
@@ -338,7 +338,7 @@ bool RankLoad::isSaveDue(const uint64_t numberOfPieces) {
            std::chrono::steady_clock::now() - m_lastSave >= m_options.m_checkpoint.m_interval;
 }
 
-/// A joint operation: saves how far the load has come, beside the state that the folder has.
+/// A joint operation: saves the progress of the load, in addition to the state in the folder.
 void RankLoad::saveUnfinished(const SliceFrontier& frontier, const uint64_t numberOfRows) {
     LoadWork work = m_work;
     work.m_fileIndex = frontier.getSlice();
@@ -357,7 +357,7 @@ void RankLoad::saveUnfinished(const SliceFrontier& frontier, const uint64_t numb
     });
 }
 
-/// On the first rank: makes the file of rows, to which all ranks write. Returns the name that it has until it is complete.
+/// On the first rank: creates the file of rows, to which all ranks write. Returns its name until it is complete.
 std::string RankLoad::openRows(const uint64_t largestID, size_t& idWidth) {
     RowOutput& rows = *m_first->m_rows;
     rows.open(largestID);
@@ -367,7 +367,7 @@ std::string RankLoad::openRows(const uint64_t largestID, size_t& idWidth) {
     return rows.getTemporaryFileName();
 }
 
-/// Saves the dictionary, and the rows with it.
+/// Saves the dictionary, together with the rows.
 void RankLoad::save() {
     const std::vector<uint64_t> rowFiles = m_rows->synchronize();
     ShardManifest manifest = m_dictionary->save(m_folderName);
@@ -412,7 +412,7 @@ void RankLoad::tellTraffic() const {
         uint64_t m_bytesOfShards;
     };
     rusage usage{};
-    static_cast<void>(::getrusage(RUSAGE_SELF, &usage)); // Without it there are zeros.
+    static_cast<void>(::getrusage(RUSAGE_SELF, &usage)); // If it fails, there are zeros.
     const auto toSeconds = [](const timeval& time) {
         return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
     };

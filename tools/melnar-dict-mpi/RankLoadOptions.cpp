@@ -34,7 +34,7 @@ VerbDescription describeRankLoad(RankLoadOptions& options) {
     LoadOptions& load = options.m_load;
     load.m_makesShards = true;
     load.m_numberOfThreads = 1;
-    load.m_memoryLimit = 0; // which stands for the rank's share
+    load.m_memoryLimit = 0; // 0 stands for the rank's share
     VerbDescription verb{"load",
                          "read RDF files with several processes and give their terms resource IDs",
                          TEXT,

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-/// What a rank tells all others in each round.
+/// The report of a rank to all others in each round.
 struct RankRounds::Report {
     SliceFrontier::Offer m_offer;
     std::array<uint64_t, SliceFrontier::LARGEST_OFFER> m_rows{}; // of its pieces in the round that was finished last
@@ -58,7 +58,7 @@ RankRounds::Traffic RankRounds::getTraffic() const noexcept {
     return traffic;
 }
 
-/// Keeps the first failure. What is joint is not part of an action, so the others need not wait for this rank.
+/// Keeps the first failure. Joint operations are not part of an action, so the others need not wait for this rank.
 void RankRounds::attempt(const std::function<void()>& action) noexcept {
     try {
         if (m_failure == nullptr)
@@ -118,13 +118,13 @@ bool RankRounds::run() {
             roundsWithout = 0;
             m_saved = {m_frontier.getSlice(), m_frontier.getPiece()};
         } else if (m_frontier.isAtEnd()) {
-            performFailure(); // there is none: the last rounds are empty
+            performFailure(); // there is no failure: the last rounds are empty
             return true;
         }
     }
 }
 
-/// A joint operation: throws what has failed, if anything has.
+/// A joint operation: throws the failure, if there is one.
 void RankRounds::performFailure() const {
     m_ranks.perform([this] {
         if (m_failure != nullptr)
@@ -132,13 +132,13 @@ void RankRounds::performFailure() const {
     });
 }
 
-/// Waits for a piece where others need one: if the next one of this rank may be in this round.
+/// Waits for a piece if others need one: if the next one of this rank may be in this round.
 RankRounds::Report RankRounds::makeReport() {
     Report report;
     attempt([&] {
         if (m_frontier.isAtEnd())
             return;
-        const uint64_t nextSlice = m_reader.getNextSlice(); // before the look at the queue, where it may be by then
+        const uint64_t nextSlice = m_reader.getNextSlice(); // read before the queue, which may contain it by then
         if (nextSlice < m_frontier.getSlice() + m_ranks.getNumber())
             m_queue.waitForPiece();
         report.m_offer = m_queue.getOffer(BYTES_OF_OFFER);
@@ -158,7 +158,7 @@ RankRounds::Report RankRounds::makeReport() {
     return report;
 }
 
-/// Every rank knows how many rows the pieces of others have, and so where its own rows belong.
+/// Every rank knows how many rows the pieces of others have, and so the positions of its own rows.
 void RankRounds::addRows(const std::span<const Report> reports) {
     std::vector<size_t> numbers(m_ranks.getNumber()); // of pieces, by rank
     for (const SliceFrontier::Taken& taken : m_finished) {
@@ -189,7 +189,7 @@ bool RankRounds::wasDoneBefore(const SliceFrontier::Taken& taken) const noexcept
     return std::pair(taken.m_piece.m_slice, taken.m_index) < std::pair(m_begin.m_slice, m_begin.m_piece);
 }
 
-/// Takes the pieces of this rank out of the queue.
+/// Takes the pieces of this rank from the queue.
 void RankRounds::takePieces(Round& round) {
     for (const SliceFrontier::Taken& taken : round.m_taken)
         if (taken.m_rank == m_ranks.getRank()) {
@@ -200,7 +200,7 @@ void RankRounds::takePieces(Round& round) {
         }
 }
 
-/// Finds the terms that must be sent, and brings them into the order of their shards.
+/// Finds the terms that must be sent, and sorts them by shards.
 void RankRounds::sortTerms(SentPiece& sent) {
     if (sent.m_wasDoneBefore)
         return;
@@ -234,8 +234,8 @@ void RankRounds::sortTerms(SentPiece& sent) {
     }
 }
 
-/// To the first rank: the summaries of the last round. Then to each the number of terms, and for each piece and each shard of
-/// the rank the number of its terms and these.
+/// The part for the first rank starts with the summaries of the last round. Then the part for each rank contains the
+/// number of terms, and for each piece and each shard of the rank the number of its terms and the terms.
 void RankRounds::send(const Round& round, RankExchange& exchange) {
     for (uint32_t rank = 0; rank < m_ranks.getNumber(); ++rank) {
         exchange.startPart();
@@ -265,7 +265,7 @@ void RankRounds::send(const Round& round, RankExchange& exchange) {
     m_summaries.clear();
 }
 
-/// In the order of the pieces, of which those of one rank are in its part.
+/// In the order of the pieces; the pieces of one rank are in its part.
 void RankRounds::takeSummaries(const RankExchange& exchange) {
     std::vector<std::string_view> summaries;
     for (uint32_t rank = 0; rank < m_ranks.getNumber(); ++rank) {
@@ -284,7 +284,8 @@ void RankRounds::takeSummaries(const RankExchange& exchange) {
     }
 }
 
-/// Sorts what has come by shards, so that each of them gets the terms of the round in one batch, in the order of the pieces.
+/// Sorts the received terms by shards, so that each shard gets the terms of the round in one batch, in the order of the
+/// pieces.
 void RankRounds::readTerms(const Round& round, const RankExchange& terms) {
     for (ShardTerms& ofShard : m_termsOfShards) {
         ofShard.m_entries.clear();
@@ -336,7 +337,7 @@ void RankRounds::resolve(const Round& round, const RankExchange& terms) {
     }
 }
 
-/// Gives the pieces of this rank the IDs that have come, and ends them.
+/// Gives the pieces of this rank the received IDs, and finishes them.
 void RankRounds::finishRound(Round& round) {
     m_finished = std::move(round.m_taken);
     round.m_taken.clear();

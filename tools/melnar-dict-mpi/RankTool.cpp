@@ -39,7 +39,7 @@ const RankVerb& findVerb(const std::vector<RankVerb>& verbs, const std::string& 
     return *verb;
 }
 
-/// Reads the command line. Returns the verb that does the work, or null and the text that is asked for.
+/// Reads the command line. Returns the verb that does the work, or null and the requested text.
 const RankVerb* read(const std::vector<RankVerb>& verbs, const std::vector<std::string>& arguments, std::string& text) {
     const std::string& first = arguments.front();
     if (first == "--version" || first == "-V")
@@ -55,7 +55,7 @@ const RankVerb* read(const std::vector<RankVerb>& verbs, const std::vector<std::
     return nullptr;
 }
 
-/// Tells what ends the work as JSON too, if JSON was asked for.
+/// Prints the error that ends the work as JSON, too, if JSON was requested.
 ExitCode runVerb(const RankVerb& verb, const Ranks& ranks, StandardOutput& output) {
     try {
         return verb.m_run(ranks, output, std::cerr);
@@ -77,8 +77,8 @@ std::string join(const std::vector<std::string>& arguments) {
     return joined;
 }
 
-/// The first rank reads the command line before the others, so that one tells what is wrong with it. All must have the same:
-/// what they do together depends on it.
+/// The first rank reads the command line before the others, so that only one reports an error in it. All command lines
+/// must be the same, since joint operations depend on them.
 ExitCode run(const std::vector<std::string>& arguments, const Ranks& ranks) {
     StandardOutput output(STDOUT_FILENO);
     const std::vector<RankVerb> verbs = makeRankVerbs();

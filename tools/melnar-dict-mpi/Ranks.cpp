@@ -61,7 +61,7 @@ std::string Ranks::broadcast(std::string bytes, const uint32_t from) const {
     return bytes;
 }
 
-/// One rank after the other, so that the first one has the bytes of all once.
+/// Sends one rank after the other, so that the first one has the bytes of all only once.
 std::vector<std::string> Ranks::gather(const std::string& bytes) const {
     std::vector<std::string> all;
     for (uint32_t rank = 0; rank < m_number; ++rank) {
@@ -79,7 +79,7 @@ void Ranks::gatherAll(const void* const value, void* const values, const size_t 
     waitFor(request);
 }
 
-/// With one rank there is nothing to tell apart, and a wrong command line is so on all.
+/// With one rank there is nothing to distinguish, and a wrong command line is wrong on all.
 std::string Ranks::nameRankIn(const InputError& error) const {
     return m_number == 1 || (isFirst() && error.m_exitCode == ExitCode::USAGE) ? error.m_cause
                                                                                : m_name + ": " + error.m_cause;
@@ -112,5 +112,5 @@ void Ranks::perform(const std::function<void()>& action) const {
 
 void Ranks::abort(const ExitCode exitCode) {
     MPI_Abort(MPI_COMM_WORLD, static_cast<int>(exitCode));
-    std::terminate(); // does not come to that
+    std::terminate(); // never reached
 }

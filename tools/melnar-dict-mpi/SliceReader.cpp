@@ -43,7 +43,7 @@ public:
     void endBlock(ParsedPiece&) override {}
 
 private:
-    /// What every dictionary says.
+    /// Returns the reason that every dictionary gives.
     std::string getCauseOfRefusal(const std::string_view text) {
         constexpr size_t ENOUGH_MEMORY = size_t(1) << 20;
         BatchEntry literal{text, 0, D_RDF_PLAIN_LITERAL};
@@ -62,13 +62,13 @@ private:
 
 } // namespace
 
-/// Gives out the pieces of a slice, and puts each into the queue when it is known whether it is the last one.
+/// Provides the pieces of a slice, and queues each when it is known whether it is the last one.
 class SliceReader::Pieces : private Unmovable {
 public:
     Pieces(PieceQueue& queue, const uint64_t slice, const bool goesAhead)
         : m_queue(queue), m_slice(slice), m_goesAhead(goesAhead) {}
 
-    /// The next piece, an empty one; null if no more are wanted.
+    /// Returns the next piece, an empty one; null if no more are needed.
     ReadPiece* next() {
         if (m_piece != nullptr)
             m_queue.push(std::move(m_piece));
@@ -78,7 +78,7 @@ public:
         return m_piece.get();
     }
 
-    /// Ends the slice; returns whether more are wanted.
+    /// Ends the slice; returns whether more are needed.
     bool end() {
         if (m_piece == nullptr && next() == nullptr)
             return false;
@@ -87,7 +87,7 @@ public:
         return true;
     }
 
-    /// Ends it with the exception that is being handled.
+    /// Ends the slice with the current exception.
     bool endWithCurrentException() {
         const InputError error = inputErrorOfCurrentException();
         ReadPiece* const piece = next();
@@ -101,7 +101,7 @@ private:
     PieceQueue& m_queue;
     const uint64_t m_slice;
     const bool m_goesAhead;
-    std::unique_ptr<ReadPiece> m_piece; // that was given out last
+    std::unique_ptr<ReadPiece> m_piece; // that was provided last
 };
 
 SliceReader::SliceReader(const SlicePlan& plan, const uint32_t rank, Settings settings,
@@ -119,7 +119,8 @@ void SliceReader::run() noexcept {
     try {
         for (size_t index = 0; index < m_plan.getInputs().size() && readInput(index);)
             ++index;
-        // After a failure it stays where the next piece is missed, so that who waits for it learns why.
+        // After a failure, the number stays at the slice whose next piece is missing, so that a waiting thread learns
+        // the reason.
         m_nextSlice.store(m_plan.getNumberOfSlices(), std::memory_order_relaxed);
     } catch (...) {
         failure = std::current_exception();
@@ -127,7 +128,7 @@ void SliceReader::run() noexcept {
     m_queue.end(std::move(failure));
 }
 
-/// Returns whether more are wanted, as the others.
+/// Returns whether more are needed, like the others.
 bool SliceReader::readInput(const size_t inputIndex) {
     if (m_plan.getInputs()[inputIndex].m_isCut)
         return readSlices(inputIndex);

@@ -21,7 +21,7 @@ uint64_t TermCache::find(const uint64_t hash, const std::string_view lexicalForm
     return 0;
 }
 
-/// Whether a term has been refused a while ago, which is then forgotten; else it is refused now.
+/// Returns whether a term has been refused recently, and forgets that; otherwise records that it is refused now.
 bool TermCache::admits(Set& set, const uint16_t tag) noexcept {
     const auto refused = std::ranges::find(set.m_refused, tag);
     if (refused != set.m_refused.end()) {

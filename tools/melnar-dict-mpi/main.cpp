@@ -7,7 +7,7 @@
 
 int main(int argumentCount, char* arguments[]) {
     occupyStandardDescriptors();
-    std::signal(SIGXFSZ, SIG_IGN); // A file that may not grow is an error of writing like any other.
+    std::signal(SIGXFSZ, SIG_IGN); // A file that reaches its limit is a write error like any other.
     exitCleanlyWhenInterrupted();
     return static_cast<int>(runRankTool(argumentCount, arguments));
 }

@@ -56,7 +56,7 @@ ToolFailure failureOfCurrentException() {
     return {error.m_exitCode, error.m_cause};
 }
 
-/// Tells what ends the work as JSON too, if JSON was asked for.
+/// Prints the error that ends the work as JSON, too, if JSON was requested.
 ExitCode runVerb(const Verb& verb, StandardOutput& output) {
     try {
         return verb.m_run(output, std::cerr);

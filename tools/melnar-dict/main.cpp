@@ -6,7 +6,7 @@
 
 int main(const int argumentCount, char* const arguments[]) {
     occupyStandardDescriptors();
-    std::signal(SIGXFSZ, SIG_IGN); // A file that may not grow is an error of writing like any other.
+    std::signal(SIGXFSZ, SIG_IGN); // A file that reaches its limit is a write error like any other.
     exitCleanlyWhenInterrupted();
     return static_cast<int>(runTool({arguments + 1, arguments + argumentCount}));
 }

@@ -58,7 +58,7 @@ size_t Bzip2Scanner::getNumberOfBits() const noexcept {
     return m_bytes.size() * BITS_PER_BYTE;
 }
 
-/// Returns where the first magic behind the beginning of the stretch begins.
+/// Returns where the first magic after the start of the stretch starts.
 std::optional<size_t> Bzip2Scanner::findMagic() noexcept {
     uint64_t window = 0; // the last bytes
     for (size_t index = m_numberOfScanned - std::min(m_numberOfScanned, sizeof window); index < m_numberOfScanned;

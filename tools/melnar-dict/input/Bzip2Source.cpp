@@ -16,12 +16,12 @@ constexpr size_t BITS_OF_END = Bzip2Scanner::MAGIC_SIZE + BITS_OF_CHECKSUM;
 constexpr size_t BYTES_OF_HEADER = 4;
 constexpr size_t BYTES_OF_MAGIC = Bzip2Scanner::MAGIC_SIZE / BITS_PER_BYTE;
 
-// A block holds 900,000 bytes, in which a run of up to 255 bytes counts as 5: its text is usually a little longer, and
-// can be 46 MB. What is longer than this is unpacked again by one thread, piece by piece.
+// A block contains 900,000 bytes, in which a run of up to 255 bytes counts as 5: its text is usually a little longer,
+// and can be 46 MB. A text that is longer than this is decompressed again by one thread, piece by piece.
 constexpr size_t USUAL_TEXT = 1 << 20;
 constexpr size_t LONGEST_TEXT_OF_A_THREAD = 4 << 20;
 
-// By chance a block has hardly ever one; a file made of them would cost its length for each.
+// A block rarely contains one by chance; in a file made of them, each would take time in proportion to the file.
 constexpr size_t LARGEST_NUMBER_OF_FALSE_BEGINNINGS = 16;
 
 constexpr const char* DAMAGED = "its data is damaged";
@@ -35,7 +35,7 @@ uint32_t checksumIn(const BitString& bits) noexcept {
     return static_cast<uint32_t>(bits.getValue(Bzip2Scanner::MAGIC_SIZE, BITS_OF_CHECKSUM));
 }
 
-/// Whether the bytes are the header of a stream, or as much as there is of one and of what follows it.
+/// Returns whether the bytes are the header of a stream, or as much as there is of a header and of the bytes after it.
 bool beginsHeader(const std::string_view bytes) noexcept {
     return std::string_view("BZh").starts_with(bytes.substr(0, 3)) &&
            (bytes.size() < BYTES_OF_HEADER || (bytes[3] >= '1' && bytes[3] <= '9'));
@@ -84,7 +84,7 @@ Bzip2Source::BlockText Bzip2Source::unpackBlock(const BitString& bits) {
     return result;
 }
 
-/// Gives every thread a stretch that is like a block. Afterwards nothing is pending only at the end of the file.
+/// Gives every thread a stretch that looks like a block. Afterwards nothing is pending only at the end of the file.
 void Bzip2Source::startThreads() {
     try {
         while (!m_isScanned && m_pending.size() < m_largestNumberOfPending)
@@ -126,7 +126,7 @@ bool Bzip2Source::unpackNext() {
     return true;
 }
 
-/// Takes the block that begins with the bits of a stretch, of which came the text.
+/// Takes the block that starts with the bits of a stretch, which has this text.
 void Bzip2Source::takeBlock(BitString bits, BlockText text) {
     for (size_t number = 0; text.m_state == Bzip2Block::State::BROKEN; ++number) {
         startThreads();
@@ -156,7 +156,7 @@ void Bzip2Source::takeEndOfStream(const Bzip2Stretch& stretch) {
     if (checksumIn(stretch.m_bits) != m_checksum)
         failWith("its checksum does not match its data");
     m_position = Position::BETWEEN_STREAMS;
-    // The last byte of the stream is filled up.
+    // The last byte of the stream is padded.
     const size_t bitsOfLastByte = (stretch.m_offset + BITS_OF_END) % BITS_PER_BYTE;
     const size_t begin = BITS_OF_END + (bitsOfLastByte == 0 ? 0 : BITS_PER_BYTE - bitsOfLastByte);
     takeBytesBetweenStreams(
@@ -183,7 +183,7 @@ void Bzip2Source::takeBytesBetweenStreams(const std::string& bytes) {
     }
 }
 
-/// Fails where the file should go on.
+/// Fails where the file should continue.
 void Bzip2Source::failAtEnd() {
     if (m_scanFailure)
         std::rethrow_exception(std::exchange(m_scanFailure, nullptr));

@@ -24,7 +24,7 @@ size_t DecodingSource::read(char* const buffer, const size_t size) {
 }
 
 void DecodingSource::fill(std::span<char>& unpacked) {
-    // A decoder may hold bytes of the buffer that it gives back later, so that it gets others only when it asks.
+    // A decoder may hold bytes of the buffer that it returns later, so it gets others only when it requests them.
     if (m_isHungry && m_packed.empty() && !m_isLast) {
         m_packed = {m_buffer.get(), m_source->read(m_buffer.get(), PACKED_BUFFER_SIZE)};
         m_isLast = m_packed.empty();

@@ -54,7 +54,7 @@ void FileSource::seek(const uint64_t offset) {
         failWith(errno);
 }
 
-/// Returns when a read would not wait, be it for bytes, for the end or for an error.
+/// Returns when a read would not wait, because of bytes, the end or an error.
 void FileSource::waitForBytes() const {
     pollfd descriptor{m_fileDescriptor, POLLIN, 0};
     for (;;) {

@@ -76,7 +76,7 @@ int GzipDecoder::advance(std::span<char>& packed, std::span<char>& unpacked, con
     m_state.next_out = reinterpret_cast<uint8_t*>(unpacked.data());
     m_state.avail_out = limitSize(unpacked.size());
     const int result = function();
-    // At the end of a member the library gives back what it had taken too much, also in earlier calls.
+    // At the end of a member the library returns bytes that it should not have taken, also in earlier calls.
     packed = {reinterpret_cast<char*>(m_state.next_in), packed.data() + packed.size()};
     unpacked = {reinterpret_cast<char*>(m_state.next_out), unpacked.data() + unpacked.size()};
     if (result < 0)

@@ -16,12 +16,12 @@
 
 namespace {
 
-/// A source whose first bytes can be looked at before they are read.
+/// A source whose first bytes can be examined before they are read.
 class PeekedSource final : public ByteSource {
 public:
     explicit PeekedSource(std::unique_ptr<ByteSource> source) : m_source(std::move(source)) {}
 
-    /// The first `size` bytes, fewer when there are no more.
+    /// Returns the first `size` bytes, fewer if there are no more.
     std::string_view peek(const size_t size) {
         while (m_peeked.size() < size) {
             char buffer[16];
@@ -47,7 +47,7 @@ private:
     size_t m_delivered = 0;
 };
 
-/// Returns how a file is packed, if it is. Its name must not promise anything else.
+/// Returns how a file is compressed, if it is. Its name must not indicate another format.
 std::optional<PackedFormat> findFormat(PeekedSource& source, const std::string& fileName) {
     const std::optional<PackedFormat> format = packedFormatOfBeginning(source.peek(LENGTH_OF_PACKED_BEGINNING));
     const std::optional<PackedFormat> promisedFormat = packedFormatOfFile(fileName);

@@ -43,7 +43,7 @@ public:
         return names;
     }
 
-    /// The same with commas between them.
+    /// Returns the same with commas between them.
     std::string listFormats() const {
         std::string list;
         for (const std::string& name : getFormatNames())
@@ -82,12 +82,12 @@ private:
 
     const std::string m_verb;
     const InputFormats m_formats;
-    std::optional<RdfFormat> m_format; // for the files to come; nothing for that of their names
+    std::optional<RdfFormat> m_format; // for the following files; empty for the formats of their names
     bool m_hasFormat = false;          // whether one was given
-    std::vector<std::pair<std::string, std::optional<RdfFormat>>> m_files; // nothing for the format of the name
+    std::vector<std::pair<std::string, std::optional<RdfFormat>>> m_files; // empty for the format of the name
 };
 
-/// Whether it could stand between angle brackets in Turtle, without escapes, and needs no base.
+/// Returns whether the IRI is valid between angle brackets in Turtle, without escapes, and needs no base.
 bool isWrittenAbsoluteIri(const std::string& text) {
     const std::string iri = '<' + text + '>';
     const char* const end = iri.data() + iri.size();
@@ -99,7 +99,7 @@ bool isWrittenAbsoluteIri(const std::string& text) {
     return Rdf::readIriReference(window, iri.data(), read) == end && read == text && Rdf::isAbsoluteIri(read);
 }
 
-/// Returns the bytes that are still to be read of a file; nothing if that is not known.
+/// Returns the bytes of a file that are not read yet; nothing if that is not known.
 std::optional<uint64_t> getBytes(const std::string& fileName) {
     struct stat status;
     const bool isStandardInput = fileName == STANDARD_STREAM;

@@ -15,7 +15,7 @@ bool isHidden(const std::filesystem::path& path) {
     return path.filename().native().starts_with('.');
 }
 
-/// Whether it can be a file to be read. A link that leads nowhere is one, so that it is missed and not passed over.
+/// Returns whether it can be an input file. A broken link is one, so that it is reported and not skipped.
 bool mayBeFile(const std::filesystem::directory_entry& entry) {
     std::error_code ignored;
     const std::filesystem::file_type type = entry.status(ignored).type();

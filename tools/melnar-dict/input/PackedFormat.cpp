@@ -10,7 +10,7 @@ bool beginsLikeGzip(const std::string_view bytes) {
     return bytes.starts_with("\x1F\x8B");
 }
 
-/// "BZh9" alone could be a prefix in Turtle, so the first block, or the end of a stream without any, is looked at too.
+/// "BZh9" alone could be a prefix in Turtle, so the first block, or the end of an empty stream, is checked, too.
 bool beginsLikeBzip2(const std::string_view bytes) {
     return bytes.size() >= LENGTH_OF_PACKED_BEGINNING && bytes.starts_with("BZh") && bytes[3] >= '1' &&
            bytes[3] <= '9' &&
@@ -22,7 +22,7 @@ bool beginsLikeXz(const std::string_view bytes) {
     return bytes.starts_with(std::string_view("\xFD\x37zXZ\0", 6));
 }
 
-/// Whether it begins with a frame, or with one of the 16 kinds of frames to be skipped.
+/// Returns whether the bytes start with a frame, or with one of the 16 kinds of skippable frames.
 bool beginsLikeZstd(const std::string_view bytes) {
     return bytes.starts_with("\x28\xB5\x2F\xFD") ||
            (bytes.size() >= 4 && (bytes[0] & 0xF0) == 0x50 && bytes.substr(1).starts_with("\x2A\x4D\x18"));

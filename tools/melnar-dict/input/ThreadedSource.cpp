@@ -44,7 +44,7 @@ size_t ThreadedSource::read(char* const buffer, const size_t size) {
     return numberOfBytes;
 }
 
-/// What the thread does.
+/// The work of the thread.
 void ThreadedSource::fillBuffers() {
     std::exception_ptr failure;
     try {
@@ -55,13 +55,13 @@ void ThreadedSource::fillBuffers() {
     }
     {
         const std::lock_guard guard(m_mutex);
-        m_failure = std::move(failure); // leaves nothing of it to this thread
+        m_failure = std::move(failure); // keeps no reference in this thread
         m_hasEnded = true;
     }
     m_filledOrEnded.notify_one();
 }
 
-/// Returns false at the end, or when nobody wants more.
+/// Returns false at the end, or if no more bytes are needed.
 bool ThreadedSource::fillNext() {
     std::unique_lock lock(m_mutex);
     m_takenOrClosed.wait(lock, [this] { return m_numberOfFilled - m_numberOfTaken < NUMBER_OF_BUFFERS || m_isClosed; });

@@ -29,7 +29,7 @@ bool XzDecoder::decode(std::span<char>& packed, const bool isLast, std::span<cha
         packed = packed.last(m_stream.avail_in);
         unpacked = unpacked.last(m_stream.avail_out);
     }
-    // Where there is nothing more to be done, the bytes to do it with are missing.
+    // If the decoder can make no progress, it needs more bytes.
     if (result != LZMA_STREAM_END && result != LZMA_BUF_ERROR)
         requireSuccess(result);
     return result == LZMA_STREAM_END;

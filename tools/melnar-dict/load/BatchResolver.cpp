@@ -15,12 +15,12 @@ namespace {
 // Enough for the dictionary to work at full speed; at a limit of the dictionary each entry becomes a failure.
 constexpr size_t ENTRIES_OF_A_GROUP = 2048;
 
-/// Throws what went wrong otherwise.
+/// Rethrows other failures.
 void addRefusal(const BatchFailure& failure, const size_t index, ParsedPiece& piece) {
     piece.m_errors.push_back({piece.m_terms.getLine(index), ExitCode::BAD_DATA, causeOfRefusal(failure), 0, index});
 }
 
-/// Brings the errors into the order of the file.
+/// Sorts the errors in the order of the file.
 void sortErrors(ParsedPiece& piece) {
     std::stable_sort(piece.m_errors.begin(), piece.m_errors.end(), [](const InputError& left, const InputError& right) {
         return left.m_termsBefore < right.m_termsBefore;

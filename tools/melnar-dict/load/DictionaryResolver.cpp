@@ -13,7 +13,7 @@ struct DictionaryResolver::OwnThread final : Thread {
 
     DictionaryThread m_dictionaryThread;
     std::vector<BatchEntry> m_unknown;
-    std::vector<size_t> m_indexes; // in the batch, of those
+    std::vector<size_t> m_indexes; // of those, in the batch
     std::vector<BatchFailure> m_failures;
     std::vector<uint64_t> m_ids;
     std::string m_bytes; // of rows
@@ -68,13 +68,13 @@ void DictionaryResolver::resolveTerms(OwnThread& thread, ParsedPiece& piece) {
     try {
         findUnknown(thread, piece);
     } catch (...) {
-        m_turns.take(piece.m_sequence, [] {}); // for which the others wait
+        m_turns.take(piece.m_sequence, [] {}); // the others wait for it
         throw;
     }
     m_turns.take(piece.m_sequence, [&] { createUnknown(thread, piece); });
 }
 
-/// Looks all terms up; collects those that are not there, and those that are refused.
+/// Looks all terms up; collects those that are missing, and those that are refused.
 void DictionaryResolver::findUnknown(OwnThread& thread, ParsedPiece& piece) const {
     thread.m_unknown.clear();
     thread.m_indexes.clear();

@@ -16,11 +16,11 @@ constexpr uint64_t BYTES_OF_A_FINGERPRINT = 1;
 constexpr uint64_t BYTES_OF_AN_OFFSET = 8;
 constexpr uint64_t BYTES_OF_A_DATATYPE_ID = 1;
 
-// What docs/formats tells of files.
+// As docs/formats describes files.
 constexpr uint64_t BYTES_OF_A_BLOCK = 1 << 20;
 constexpr uint64_t BYTES_AROUND_A_BLOCK = 16;
 constexpr uint64_t BYTES_OF_HEADERS = 300;
-constexpr uint64_t BYTES_OF_A_TABLE = 1200; // but for the buckets
+constexpr uint64_t BYTES_OF_A_TABLE = 1200; // without the buckets
 constexpr uint64_t BYTES_OF_A_LENGTH = 8;
 
 /// A table doubles when an insertion needs a bucket beyond the threshold; threads reserve buckets in batches.
@@ -31,7 +31,7 @@ uint64_t predictNumberOfBuckets(const uint64_t numberOfEntries) {
     return buckets;
 }
 
-/// Returns the bytes that a region has which grows when it needs so many more, as ensureEndInSteps does it.
+/// Returns the size of a region that grows when it needs so many more bytes, as with ensureEndInSteps.
 uint64_t predictRegion(const uint64_t bytes, const uint64_t bytesOfAnItem) {
     uint64_t committed = 0;
     while (committed < bytes) {
@@ -41,8 +41,8 @@ uint64_t predictRegion(const uint64_t bytes, const uint64_t bytesOfAnItem) {
     return committed;
 }
 
-/// Returns what shared texts take in memory: the bytes, a record of 16 bytes each, and an index at most half full, with
-/// the smaller ones that it has replaced.
+/// Returns the memory of shared texts: the bytes, a record of 16 bytes each, and an index that is at most half full,
+/// with the smaller indexes that it has replaced.
 uint64_t predictSharedTexts(const DictionaryContents::Terms& terms) {
     constexpr uint64_t BYTES_OF_A_RECORD = 16;
     constexpr uint64_t SMALLEST_INDEX = 1024;

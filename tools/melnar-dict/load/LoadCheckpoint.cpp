@@ -52,14 +52,15 @@ std::optional<LoadCheckpoint::Unfinished> LoadCheckpoint::read(const std::string
 
 void LoadCheckpoint::removeRemains(const std::string& folderName) noexcept {
     try {
-        // If a manifest was replaced, that may not be on the disk, and what the one before names must stay then.
+        // If a manifest was replaced, the new one may not be on the disk, and the files that the old one names must
+        // stay then.
         AtomicFileOutputStream::synchronizeFolder(folderName);
         const std::optional<Unfinished> unfinished = read(folderName);
         if (unfinished)
             ShardedDictionary::removeRemains(folderName, {&unfinished->m_manifest});
         else
             ShardedDictionary::removeRemains(folderName, {});
-    } catch (const std::exception&) { // Who reads the folder next tells what is wrong with it.
+    } catch (const std::exception&) { // The next reader of the folder reports the error.
     }
 }
 
@@ -76,7 +77,7 @@ void LoadCheckpoint::removeFrom(const std::string& folderName) {
     for (const std::string& fileName : {target.getName(), AtomicFileOutputStream::getTemporaryFileNameOf(target),
                                         FileLock::getLockFileNameOf(target)})
         if (std::filesystem::remove(fileName, error); error)
-            return; // The next load may go on, and so needs what has been put aside.
+            return; // The next load may resume, and needs the spilled files.
     ShardSpill::removeFrom(folderName);
 }
 
@@ -127,11 +128,11 @@ void LoadCheckpoint::noteResolved(const uint32_t shard) {
     m_savedManifest = m_manifest;
 }
 
-/// Other threads are making files of shards, which no manifest names yet.
+/// Other threads are creating files of shards, which no manifest names yet.
 void LoadCheckpoint::removeReplaced() const {
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
         const std::string fileName = m_savedManifest.getFileName(shard);
-        std::error_code error; // What cannot be removed does no harm.
+        std::error_code error; // A file that cannot be removed does no harm.
         if (fileName != m_manifest.getFileName(shard) && fileName != m_oldManifest.getFileName(shard))
             std::filesystem::remove(m_folderName + '/' + fileName, error);
     }
@@ -139,7 +140,7 @@ void LoadCheckpoint::removeReplaced() const {
 
 void LoadCheckpoint::write(const std::string& folderName, const LoadWork& work, ShardManifest& manifest) {
     manifest.m_work = work.toBytes();
-    AtomicFileOutputStream::synchronizeFolder(folderName); // The files have names that nothing takes back.
+    AtomicFileOutputStream::synchronizeFolder(folderName); // No later failure removes the names of the files.
     AtomicFileOutputStream output(getFileName(folderName));
     manifest.write(output);
     output.commit();
@@ -150,5 +151,5 @@ void LoadCheckpoint::write(const LoadWork& work, ShardManifest& manifest) {
     write(m_folderName, work, manifest);
     m_spill.keep();
     m_last = std::chrono::steady_clock::now();
-    m_numberOfBlocks = 1; // the one that begins now
+    m_numberOfBlocks = 1; // the one that starts now
 }

@@ -32,7 +32,7 @@
 
 namespace {
 
-/// Adds what is in the dictionary.
+/// Adds the contents of the dictionary.
 void addDictionary(const Dictionary& dictionary, LoadReport& report) {
     for (const auto& [resourceID, value] : dictionary) {
         ++report.m_distinct[value.m_datatypeID];
@@ -42,7 +42,7 @@ void addDictionary(const Dictionary& dictionary, LoadReport& report) {
     report.m_memoryBytes = dictionary.getMemoryInUse();
 }
 
-/// Refuses an output that would destroy something. Returns whether it is the dictionary that is added to.
+/// Refuses an output that would destroy something. Returns whether it is the dictionary given with --into.
 bool checkOutput(const LoadOptions& options) {
     const OutputCheck check(options.m_output.m_outputName, options.m_output.m_isForced);
     for (const auto& [fileName, format] : options.m_files)
@@ -71,7 +71,7 @@ std::unique_ptr<Dictionary> openDictionary(const LoadOptions& options, const std
     return Dictionary::open(intoName, {.m_memoryLimit = dictionaryLimit});
 }
 
-/// How terms are loaded; begins the rows, if there are any.
+/// Returns how terms are loaded; starts the rows, if there are any.
 FileLoader::TermSettings makeTermSettings(const LoadOptions& options, const Dictionary& dictionary,
                                           std::optional<RowOutput>& rows) {
     FileLoader::TermSettings terms;
@@ -102,13 +102,13 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
         static_cast<void>(checkOutput(options)); // before a wait, which may be long
         lock.emplace(options.m_output.m_outputName, options.m_output.m_waits,
                      options.m_feedback.getNoteOutput(errorOutput));
-        if (checkOutput(options)) // The file may have come or changed since.
+        if (checkOutput(options)) // The file may have been created or changed since.
             intoName = lock->getTargetName();
     }
     std::optional<RowOutput> rows;
     if (!options.m_idsName.empty()) {
         rows.emplace(options, output, options.m_feedback.getNoteOutput(errorOutput));
-        checkOtherOutputs(options); // The file may have come or changed since.
+        checkOtherOutputs(options); // The file may have been created or changed since.
     }
     MessageOutput messages(errorOutput);
     const std::unique_ptr<Dictionary> ownedDictionary = openDictionary(options, intoName, dictionaryLimit, messages);
@@ -127,7 +127,7 @@ ExitCode runLoad(const LoadOptions& options, StandardOutput& output, std::ostrea
             return run.tellStop();
     }
     dictionary.commit();
-    // Counts what is in the dictionary beside the save, if the system has a thread for it.
+    // Counts the contents of the dictionary concurrently with the save, if the system has a thread for it.
     std::future<LoadReport> report =
         std::async(lock ? std::launch::async | std::launch::deferred : std::launch::deferred, [&] {
             LoadReport made = run.makeReport(terms.m_blankNodes.m_firstDocument);

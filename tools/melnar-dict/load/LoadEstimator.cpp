@@ -26,7 +26,7 @@
 
 namespace {
 
-constexpr size_t BYTES_TO_UNPACK = size_t(16) << 20; // much more than is read ahead of a packed file
+constexpr size_t BYTES_TO_UNPACK = size_t(16) << 20; // much more than is read ahead of a compressed file
 
 /// Measures the time of a scope.
 class Stopwatch : private Unmovable {
@@ -39,14 +39,14 @@ private:
     const std::chrono::steady_clock::time_point m_start;
 };
 
-/// Reads so many bytes at a place of a file, fewer only at the end.
+/// Reads so many bytes at a position of a file, fewer only at the end.
 std::string_view readAt(FileSource& file, const uint64_t offset, std::string& buffer, const size_t size) {
     file.seek(offset);
     file.readFully(buffer, size);
     return buffer;
 }
 
-/// Returns the text to its first line end; all of it if it has none.
+/// Returns the text up to its first line end; all of it if it has none.
 std::string_view firstLineOf(const std::string_view text) {
     const size_t lineEnd = text.find('\n');
     return lineEnd == std::string_view::npos ? text : text.substr(0, lineEnd + 1);
@@ -56,7 +56,7 @@ uint64_t toCount(const double number) {
     return static_cast<uint64_t>(std::llround(number));
 }
 
-/// The shards share the terms evenly, and in each there may be any text that terms share.
+/// The shards share the terms evenly, and each may have all shared texts.
 DictionarySize predictSizeOfShards(const DictionaryContents& contents) {
     DictionaryContents ofShard;
     for (size_t datatypeID = 0; datatypeID < contents.m_terms.size(); ++datatypeID) {
@@ -138,7 +138,7 @@ void LoadEstimator::sample(const File& file, const size_t fileIndex) {
         sampleStream(file, parser, *consumer);
 }
 
-/// Makes what collects and resolves the terms of a file, as a load has it.
+/// Makes the objects that collect and resolve the terms of a file, as in a load.
 std::unique_ptr<StatementConsumer> LoadEstimator::makeConsumer(const size_t fileIndex) {
     if (!m_resolver)
         return std::make_unique<ResolvingCollector>(m_dictionary, true);
@@ -169,7 +169,7 @@ void LoadEstimator::sampleUnits(const File& file, SampleParser& parser, Statemen
             consumer.withdraw();
         }
         startUnit(end - begin);
-        // A line belongs to the unit that it begins in; the byte before tells whether one begins there.
+        // A line belongs to the unit that it starts in; whether one starts at the position depends on the byte before.
         const uint64_t from = begin - (begin != 0 && !isWhole ? 1 : 0);
         if (isFirst || !isWhole)
             parser.start(from);
@@ -191,7 +191,7 @@ void LoadEstimator::sampleUnits(const File& file, SampleParser& parser, Statemen
     m_inputBytes += bytes;
 }
 
-/// Reads all of a packed file or a pipe, within limits, and takes units of what comes.
+/// Reads all of a compressed file or a pipe, within limits, and samples units of the text.
 void LoadEstimator::sampleStream(const File& file, SampleParser& parser, StatementConsumer& consumer) {
     const bool isPipe = file.m_bytes == 0;
     const uint64_t limit = isPipe ? m_settings.m_sampleBytes : m_settings.m_unpackedBytes;
@@ -266,13 +266,13 @@ void LoadEstimator::resolve(StatementConsumer& consumer) {
         }
 }
 
-/// Returns which share of the input was sampled.
+/// Returns the share of the input that was sampled.
 double LoadEstimator::getShare() const {
     return m_inputBytes == 0 ? 1 : std::min(1.0, m_sampledBytes / m_inputBytes);
 }
 
-/// Estimates how many terms there are, and their bytes, also for the estimate. All texts that terms share are taken to have
-/// been met.
+/// Estimates the number of terms, and their bytes, also for the estimate. All shared texts are assumed to be in the
+/// samples.
 DictionaryContents LoadEstimator::extrapolateTerms(LoadEstimate& estimate) const {
     constexpr uint64_t ENTRIES_OF_A_BATCH = 1024;
     DictionaryContents contents;
@@ -322,13 +322,13 @@ LoadEstimate LoadEstimator::extrapolate(const RowLayout& rowLayout) const {
     estimate.m_size = m_settings.m_makesShards ? predictSizeOfShards(contents) : predictDictionarySize(contents);
     if (m_resolver)
         estimate.m_rowBytes = NpyHeader::SIZE + estimate.m_counts.m_statements * rowLayout.getRowSize();
-    // A block of a load is no smaller than a unit, and has no more terms for its bytes.
+    // A block of a load is at least as large as a unit, and has no more terms per byte.
     if (m_settings.m_makesShards) {
         estimate.m_spillBytes = scale(m_spillBytes);
         estimate.m_temporaryBytes = *estimate.m_spillBytes + estimate.m_size.m_fileBytes +
                                     estimate.m_counts.m_statements * rowLayout.m_columns * RowLayout::WIDE;
     }
-    // Unpacking has a thread of its own; all others share the rest.
+    // Decompression has its own thread; all others share the rest.
     estimate.m_seconds =
         std::max(m_unpackSeconds, m_sampleSeconds / share / static_cast<double>(m_settings.m_numberOfThreads));
     return estimate;

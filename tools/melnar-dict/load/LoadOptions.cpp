@@ -44,7 +44,7 @@ output failed, another process is writing the dictionary, or a limit was reached
 have been loaded. It replaces the old file atomically.
 )";
 
-/// Rows without their dictionary are numbers without a meaning; on standard output they are the user's business.
+/// Rows without their dictionary are meaningless numbers; for rows on standard output, the user is responsible.
 void checkIds(const LoadOptions& options) {
     if (options.m_idsName.empty())
         return;
@@ -56,7 +56,7 @@ void checkIds(const LoadOptions& options) {
                           "--ids - excludes --json, --query and --get, which also print to standard output");
 }
 
-/// A dictionary that is added to tells itself whether it is a folder.
+/// With --into, the dictionary determines whether it is a folder.
 void checkShards(LoadOptions& options) {
     std::error_code error;
     if (!options.m_intoName.empty() && std::filesystem::is_directory(options.m_intoName, error)) {

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Refuses another output than the dictionary that would destroy something.
+/// Refuses an output other than the dictionary that would destroy something.
 void checkOtherOutput(const LoadOptions& options, const std::string& outputName) {
     refusePackedOutput(outputName);
     if (options.m_makesShards && isInFolder(outputName, options.m_output.m_outputName))
@@ -30,7 +30,7 @@ void checkOtherOutput(const LoadOptions& options, const std::string& outputName)
 } // namespace
 
 bool isInFolder(const std::string& fileName, const std::string& folderName) {
-    std::error_code error; // A folder that is not there has no files.
+    std::error_code error; // A folder that does not exist has no files.
     const std::filesystem::path path = std::filesystem::weakly_canonical(std::filesystem::absolute(fileName), error);
     return std::filesystem::equivalent(path.parent_path(), folderName, error);
 }

@@ -42,7 +42,7 @@ void Lookup::answer(const Dictionary& dictionary) {
 void Lookup::answer(const ShardedDictionary& dictionary) {
     if (!m_asksForTerm) {
         BatchEntry entry{m_lexicalForm, 0, m_datatypeID};
-        std::vector<BatchFailure> failures; // A form that is refused has no ID.
+        std::vector<BatchFailure> failures; // A refused form has no ID.
         dictionary.tryResolveResources({&entry, 1}, failures);
         m_resourceID = entry.m_resourceID;
         appendTermText(m_lexicalForm, m_datatypeID, m_turtleTerm);

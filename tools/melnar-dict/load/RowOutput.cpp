@@ -24,7 +24,7 @@ void RowOutput::open(const uint64_t largestResourceID) {
 
 void RowOutput::saveWith(const Dictionary& dictionary, OutputLock& lock) {
     if (!m_npyFile) {
-        m_standardOutput.flush(); // A load whose rows nobody gets saves nothing.
+        m_standardOutput.flush(); // If the rows cannot be written, nothing is saved.
         saveDictionary(dictionary, lock);
         return;
     }

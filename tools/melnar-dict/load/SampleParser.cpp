@@ -37,7 +37,7 @@ void SampleParser::finish(ParsedPiece& piece) {
     m_stream->finish();
 }
 
-/// Returns where a line begins, or a statement probably; the end of the text if it has no such place.
+/// Returns where a line starts, or probably a statement; the end of the text if there is no such position.
 size_t SampleParser::findStart(const std::string_view text) {
     for (size_t lineEnd = text.find('\n'); lineEnd != std::string_view::npos; lineEnd = text.find('\n', lineEnd + 1)) {
         const char before = lineEnd == 0 ? m_lastByte : text[lineEnd - 1];
@@ -50,7 +50,7 @@ size_t SampleParser::findStart(const std::string_view text) {
 }
 
 void SampleParser::takeStatement(const Rdf::Statement& statement) {
-    static_cast<void>(m_consumer.take(statement, 0, *m_piece)); // one that is refused counts for nothing
+    static_cast<void>(m_consumer.take(statement, 0, *m_piece)); // a refused one is not counted
 }
 
 void SampleParser::takeError(const Rdf::SyntaxError&) {}

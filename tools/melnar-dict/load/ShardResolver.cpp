@@ -49,13 +49,13 @@ std::string ShardResolver::getCauseOfRefusal(BatchEntry literal) const {
     return causeOfRefusal(failures.at(0));
 }
 
-/// Whether an interrupted load has done the piece.
+/// Returns whether an interrupted load has done the piece.
 bool ShardResolver::isDone(const ParsedPiece& piece) const noexcept {
     return m_fileIndex - 1 < m_work.m_fileIndex ||
            (m_fileIndex - 1 == m_work.m_fileIndex && piece.m_sequence < m_work.m_blockIndex);
 }
 
-/// Whether all of a piece that the load is to take in has been.
+/// Returns whether the piece has been loaded completely.
 bool ShardResolver::isWholePiece(const ParsedPiece& piece) const noexcept {
     return !piece.m_hasUntoldError && std::ranges::all_of(piece.m_errors, [this](const InputError& error) {
         return m_settings.m_isLenient && error.m_exitCode == ExitCode::BAD_DATA;
@@ -72,7 +72,7 @@ void ShardResolver::resolve(const TermRows& rows, Thread& anyThread, ParsedPiece
             rows.appendIDsOfWholeRows(piece.m_terms.getEntries(), thread.m_cells);
         isWhole = isWholePiece(piece);
     } catch (...) {
-        m_rowTurns.take(piece.m_sequence, [] {}); // for which the others wait
+        m_rowTurns.take(piece.m_sequence, [] {}); // the others wait for it
         endPiece(false);
         throw;
     }
@@ -95,7 +95,7 @@ void ShardResolver::endPiece(const bool isWhole) {
     m_end.notify_all();
 }
 
-/// In the turn of the block, so that no later one has begun. Those before it have.
+/// In the turn of the block, so that no later one has started; all earlier ones have.
 void ShardResolver::saveIfDue(const ParsedPiece& piece) {
     if (isDone(piece) || !m_settings.m_isSaveDue())
         return;
@@ -111,7 +111,7 @@ void ShardResolver::saveIfDue(const ParsedPiece& piece) {
     m_settings.m_save(m_work);
 }
 
-/// Takes every turn, whatever happens: the others wait for it.
+/// Takes every turn, also after a failure: the others wait for it.
 void ShardResolver::resolveTerms(OwnThread& thread, ParsedPiece& piece) {
     std::exception_ptr failure;
     const auto attempt = [&failure](const auto& action) {
@@ -150,7 +150,7 @@ void ShardResolver::resolveShard(const uint32_t shard, OwnThread& thread, const 
     if (!m_isFull.load(std::memory_order_relaxed) && m_dictionary.getMemoryInUse() > m_settings.m_largestMemory)
         m_isFull.store(true, std::memory_order_relaxed);
     if (m_isFull.load(std::memory_order_relaxed)) {
-        // What is not in memory is not known: to bring it there would take memory that there is not.
+        // Terms that are not in memory are unknown: to read their shard would need memory that is not available.
         m_dictionary.getShardInMemory(shard).tryResolveResources(DictionaryCommitPoint::ALL, part,
                                                                  thread.m_failuresOfShard);
         auto failure = thread.m_failuresOfShard.begin();
@@ -169,7 +169,7 @@ void ShardResolver::resolveShard(const uint32_t shard, OwnThread& thread, const 
     thread.m_batch.appendFailures(shard, thread.m_failuresOfShard, thread.m_failures);
 }
 
-/// Gives unknown terms their numbers in the order of the batch, in which those of a shard were put aside.
+/// Numbers unknown terms in the order of the batch, in which those of a shard were spilled.
 void ShardResolver::numberUnknown(OwnThread& thread, ParsedPiece& piece) const {
     std::ranges::sort(thread.m_unknown);
     thread.m_shardsOfUnknown.clear();

@@ -26,14 +26,14 @@ namespace {
 constexpr size_t TERMS_OF_A_BATCH = 2048;
 constexpr size_t BYTES_OF_A_BATCH = size_t(1) << 18;
 
-// Of each file of IDs, all of which are read at once.
+// Of each file of IDs, all of which are read together.
 constexpr size_t BUFFER_SIZE_OF_IDS = size_t(1) << 14;
 
 // The kinds of files.
 constexpr const char* TERMS = "terms";
 constexpr const char* IDS = "ids";
 constexpr const char* ROWS = "rows";
-constexpr const char* AHEAD = "ahead-"; // and what mkostemp makes of its pattern
+constexpr const char* AHEAD = "ahead-"; // followed by the characters that mkostemp chooses
 
 constexpr std::string_view PATTERN_OF_MKOSTEMP = "XXXXXX";
 constexpr const char* LETTERS_OF_MKOSTEMP = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
@@ -44,7 +44,7 @@ struct Batch {
     std::vector<BatchEntry> m_entries;
 };
 
-/// Reads a batch of as many terms as there still are, up to its size.
+/// Reads a batch of the remaining terms, up to its size.
 void readBatch(FileInputStream& input, uint64_t& remainingBytes, Batch& batch) {
     batch.m_forms.clear();
     batch.m_entries.clear();
@@ -86,14 +86,14 @@ ShardSpill::~ShardSpill() {
 }
 
 void ShardSpill::removeFrom(const std::string& folderName) {
-    std::error_code error; // What cannot be removed does no harm, and the next load tries again.
+    std::error_code error; // A file that cannot be removed does no harm, and the next load tries again.
     std::filesystem::remove(folderName + '/' + WORK_PREFIX + ShardManifest::FILE_NAME, error);
     for (const auto& entry : std::filesystem::directory_iterator(folderName, error))
         if (isNameOfFile(entry.path().filename().string()))
             std::filesystem::remove(entry.path(), error);
 }
 
-/// Nobody else's file may be taken for one.
+/// No file of another owner may be mistaken for one.
 bool ShardSpill::isNameOfFile(const std::string& fileName) {
     const std::string rows = std::string(WORK_PREFIX) + ROWS;
     if (fileName == rows)

@@ -18,14 +18,14 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Without a slash at the end, which the name of a folder may have.
+/// Returns the name without a slash at its end.
 std::string removeSlashes(std::string name) {
     while (name.size() > 1 && name.ends_with('/'))
         name.pop_back();
     return name;
 }
 
-/// Whether a folder without a dictionary has other files than what a load leaves that was killed before it was done.
+/// Returns whether a folder without a dictionary has files other than those of a killed, unfinished load.
 bool hasOtherFiles(const std::string& folderName) {
     const std::string manifest = ShardManifest::FILE_NAME;
     std::error_code error;
@@ -50,7 +50,7 @@ ShardedFolder::ShardedFolder(const LoadOptions& options)
 ShardedFolder::~ShardedFolder() {
     std::error_code error;
     if (m_isMade && !ShardedDictionary::isFolder(m_name))
-        fs::remove(m_name, error); // unless there is something in it
+        fs::remove(m_name, error); // fails unless it is empty
 }
 
 std::string ShardedFolder::getManifestName() const {

@@ -36,7 +36,8 @@
 
 namespace {
 
-/// Estimates what a load needs; nothing if the samples cannot be read, or do not fit into memory: the load tells why.
+/// Estimates what a load needs; nothing if the samples cannot be read, or do not fit into memory: the load will report
+/// the error.
 std::optional<LoadEstimate> makeEstimate(const LoadOptions& options, const size_t dictionaryLimit) {
     try {
         return LoadEstimator({.m_numberOfThreads = options.m_numberOfThreads,
@@ -49,8 +50,8 @@ std::optional<LoadEstimate> makeEstimate(const LoadOptions& options, const size_
     }
 }
 
-/// Refuses a disk that has less room than a large load will probably need until it is done, which is full from the start or
-/// may become it. A small one finds out soon.
+/// Refuses a disk that has less space than a large load will probably need until it is done, if memory is full from the
+/// start or may become full. A small load finds out soon.
 void requireRoom(const LoadOptions& options, const std::string& folderName, const ShardedDictionary& dictionary,
                  const bool isFull, const size_t dictionaryLimit, MessageOutput& messages) {
     constexpr uint64_t LARGE = uint64_t(1) << 30;
@@ -70,7 +71,7 @@ void requireRoom(const LoadOptions& options, const std::string& folderName, cons
                                                  std::to_string(*freeBytes) + " free; --force tries it nevertheless");
 }
 
-/// Removes what the load leaves in the folder that nothing names, however it ends; under the folder's lock.
+/// Removes unnamed files that the load leaves in the folder, however it ends; under the folder's lock.
 class Remains : private Unmovable {
 public:
     explicit Remains(const std::string& folderName) : m_folderName(folderName) {}
@@ -80,7 +81,7 @@ private:
     const std::string m_folderName;
 };
 
-/// Whether another process can read an input from its start again.
+/// Returns whether another process can read an input from its start again.
 bool canReadAgain(const LoadOptions& options) {
     return std::ranges::all_of(options.m_files, [](const auto& file) {
         std::error_code error;
@@ -88,7 +89,7 @@ bool canReadAgain(const LoadOptions& options) {
     });
 }
 
-/// How large the largest shard will be when it has resolved what was put aside, at most.
+/// Returns the maximum size of the largest shard after it has resolved its spilled terms.
 uint64_t getBytesOfLargestShard(const ShardedDictionary& dictionary, const ShardSpill& spill) {
     uint64_t largest = 0;
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
@@ -97,7 +98,7 @@ uint64_t getBytesOfLargestShard(const ShardedDictionary& dictionary, const Shard
     return largest;
 }
 
-/// Has every shard resolve what was put aside, each on its own. All have been saved.
+/// Lets every shard resolve its spilled terms, one shard per thread. All have been saved.
 void resolveSpilled(const size_t numberOfThreads, ShardedDictionary& dictionary, ShardSpill& spill,
                     LoadCheckpoint* const checkpoint) {
     std::atomic<uint32_t> nextShard = 0;
@@ -114,7 +115,7 @@ void resolveSpilled(const size_t numberOfThreads, ShardedDictionary& dictionary,
     workers.join();
 }
 
-/// Whether a dictionary's shards, once they are in memory to grow, probably take more than they may.
+/// Returns whether a dictionary's shards, when all are in memory to grow, will probably exceed the limit.
 bool areTooLarge(const ShardedDictionary& dictionary, const size_t dictionaryLimit) {
     return ShardedLoadNeeds::predictMemory(dictionary.getManifest()) >
            ShardedLoadNeeds::getLargestMemory(dictionaryLimit);
@@ -129,12 +130,12 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
     const ShardedFolder folder(options);
     checkOtherOutputs(options);
     OutputLock lock(folder.getManifestName(), options.m_output.m_waits, options.m_feedback.getNoteOutput(errorOutput));
-    folder.check(); // It may have changed since.
+    folder.check(); // The folder may have changed since.
     const Remains remains(folder.getName());
     std::optional<RowOutput> rows;
     if (!options.m_idsName.empty()) {
         rows.emplace(options, output, options.m_feedback.getNoteOutput(errorOutput));
-        checkOtherOutputs(options); // The file may have come or changed since.
+        checkOtherOutputs(options); // The file may have been created or changed since.
     }
     MessageOutput messages(errorOutput);
     std::unique_ptr<ShardedDictionary> ownedDictionary =
@@ -175,7 +176,7 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
     LoadRun run(options, output, messages, errorOutput);
     ShardSpill spill(folder.getName(), work);
     if (isGoingOn)
-        spill.keep(); // also if this process saves nothing
+        spill.keep(); // even if this process saves nothing
     std::optional<LoadCheckpoint> checkpoint;
     if (canReadAgain(options) && options.m_checkpoint.isWanted())
         checkpoint.emplace(folder.getName(), options.m_checkpoint, options.m_numberOfThreads, dictionary, spill);

@@ -7,10 +7,10 @@
 
 namespace {
 
-// Of a shard in memory, even if it has nothing: tables, and the beginning of a data pool.
+// Of a shard in memory, even if it is empty: tables, and the start of a data pool.
 constexpr uint64_t BYTES_OF_EMPTY_SHARD = uint64_t(80) << 10;
 
-// What the first term that is no string adds to it.
+// What the first term that is not a string adds to it.
 constexpr uint64_t BYTES_OF_OTHER_TERMS = uint64_t(240) << 10;
 
 } // namespace
@@ -40,9 +40,8 @@ uint64_t ShardedLoadNeeds::predictDiskBytes(const LoadEstimate& estimate, const 
                                             const size_t limit) noexcept {
     uint64_t bytes = estimate.m_size.m_fileBytes + estimate.m_counts.m_statements * numberOfColumns * RowLayout::WIDE;
     for (const ShardManifest::Shard& shard : manifest.m_shards)
-        bytes += shard.m_fileBytes; // which are written anew with what is added
+        bytes += shard.m_fileBytes; // which are written again with new terms
     if (areFull || estimate.m_size.m_memoryBytes > getLargestMemory(limit))
-        bytes +=
-            estimate.m_spillBytes.value_or(0) + estimate.m_size.m_fileBytes; // shards are saved once more before that
+        bytes += estimate.m_spillBytes.value_or(0) + estimate.m_size.m_fileBytes; // shards are saved again before that
     return bytes;
 }

@@ -13,7 +13,7 @@
 #include <system_error>
 
 InputStamp stampInput(const std::string& fileName, const std::string& base) {
-    std::error_code error; // One that is not there is told when it is read.
+    std::error_code error; // A missing file is reported when it is read.
     InputStamp stamp;
     stamp.m_bytes = std::filesystem::file_size(fileName, error);
     stamp.m_time = std::filesystem::last_write_time(fileName, error).time_since_epoch().count();
@@ -92,6 +92,6 @@ void addInputs(const LoadOptions& options, const std::span<const uint64_t> numbe
     if (options.m_blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS)
         manifest.m_nextDocument += options.m_files.size();
     else
-        manifest.m_nextDocument = // which all have shared
+        manifest.m_nextDocument = // shared by all of them
             std::max(manifest.m_nextDocument, options.m_blankNodes.getDocument(0) + 1);
 }

@@ -47,7 +47,7 @@ void SpillFile::write(const void* const data, const size_t numberOfBytes) {
         writeThrough(bytes, numberOfBytes);
         return;
     }
-    m_buffer.reserve(BUFFER_SIZE); // A string that grows by itself may take twice as much.
+    m_buffer.reserve(BUFFER_SIZE); // A string that grows may take twice as much.
     m_buffer.append(bytes, numberOfBytes);
 }
 

@@ -27,7 +27,7 @@ void BlankNodeScope::appendLabel(const uint64_t document, const std::string_view
         output.append(DOCUMENT).append(std::to_string(document)).append("-").append(label);
         return;
     }
-    // One that has the underscores already gets one more, so that no two labels become one.
+    // A label that has the underscores already gets one more, so that no two labels become the same.
     const size_t behindUnderscores = label.find_first_not_of('_', DOCUMENT.size());
     const bool looksUnique = label.starts_with(DOCUMENT) && behindUnderscores != std::string_view::npos &&
                              getDocument(std::string(DOCUMENT).append(label.substr(behindUnderscores))) != 1;

@@ -34,7 +34,7 @@ uint32_t DistinctTerms::add(const std::string_view lexicalForm, const uint8_t da
 }
 
 void DistinctTerms::clear() noexcept {
-    if (m_slots.size() > LARGEST_NUMBER_OF_SLOTS_KEPT) { // or each block after a large one would take longer
+    if (m_slots.size() > LARGEST_NUMBER_OF_SLOTS_KEPT) { // otherwise each block after a large one would take longer
         m_slots.resize(FIRST_NUMBER_OF_SLOTS);
         m_slots.shrink_to_fit();
     }

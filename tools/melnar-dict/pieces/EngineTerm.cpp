@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Whether a tag can stand in a triple term, which RDF 1.2 reads.
+/// Returns whether a tag is valid in a triple term, according to RDF 1.2.
 bool isReadable(const std::string_view tag) {
     const std::string text = "@" + std::string(tag);
     Rdf::TextWindow window(Rdf::Version::RDF_1_2);
@@ -18,7 +18,7 @@ bool isReadable(const std::string_view tag) {
     return Rdf::readLanguageTag(window, text.data(), literal) == window.getEnd();
 }
 
-/// Writes a literal of rdf:PlainLiteral as what it is, if it can be read again then.
+/// Writes a literal of rdf:PlainLiteral as text and tag, if the result can be read again.
 Rdf::Term untangle(const Rdf::Term& literal) {
     std::string_view form = literal.m_text;
     uint8_t datatypeID = D_RDF_PLAIN_LITERAL;

@@ -22,7 +22,7 @@ void FormBatch::clear() noexcept {
     m_lines.clear();
 }
 
-/// Appends an entry whose form has yet to be written to the place that is returned.
+/// Appends an entry whose form must still be written to the returned address.
 char* FormBatch::appendEntry(const size_t length, const uint8_t datatypeID, const uint64_t line) {
     if (m_capacity - m_numberOfBytes < length)
         grow(std::max(2 * m_capacity, m_numberOfBytes + length));

@@ -20,7 +20,7 @@ void InputJournal::finish(const ParsedPiece& piece) {
     try {
         add(piece);
     } catch (...) {
-        stop(); // The pieces that wait for this one would do so for ever.
+        stop(); // Otherwise the pieces after this one would wait for ever.
         throw;
     }
 }
@@ -34,7 +34,7 @@ void InputJournal::finishWithCurrentException(const uint64_t sequence) {
 
 void InputJournal::stop() noexcept {
     {
-        const std::lock_guard guard(m_mutex); // so that nobody misses it who is about to wait
+        const std::lock_guard guard(m_mutex); // so that no thread that is about to wait misses it
         m_isStopped.store(true, std::memory_order_relaxed);
     }
     m_turn.notify_all();
@@ -99,7 +99,7 @@ std::string InputJournal::describe(const InputError& error) const {
         message += std::to_string(m_firstLine + error.m_line - 1) + ':';
     if (error.m_column != 0)
         message += std::to_string(error.m_column) + ':';
-    // What is wrong with the data quotes it; other causes may have several lines.
+    // Errors in the data quote it; other causes may have several lines.
     return message + ' ' +
            (error.m_exitCode == ExitCode::BAD_DATA ? toPrintable(error.m_cause) : toPrintableLines(error.m_cause));
 }

@@ -5,14 +5,14 @@
 
 namespace {
 
-/// Returns the line of a text that some of its bytes belong to, with its end.
+/// Returns the whole line of the text that contains these bytes, with its end.
 std::string_view lineAround(const std::string_view text, const char* const begin, const char* const end) {
     constexpr std::string_view LINE_ENDS = "\n\r";
     const size_t lineEnd = text.find_first_of(LINE_ENDS, static_cast<size_t>(end - text.data()));
     const std::string_view line = lineEnd == std::string_view::npos
                                       ? text
                                       : text.substr(0, lineEnd + (text.substr(lineEnd).starts_with("\r\n") ? 2 : 1));
-    // npos is the place before the first one.
+    // npos + 1 is 0.
     return line.substr(text.substr(0, static_cast<size_t>(begin - text.data())).find_last_of(LINE_ENDS) + 1);
 }
 

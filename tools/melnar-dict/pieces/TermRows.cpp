@@ -16,7 +16,7 @@ uint32_t TermRows::addTerm(const Rdf::Term& term, const uint64_t document, const
     return m_terms.add(m_form, datatypeID, line, batch);
 }
 
-/// Most statements share a term with the one before. An IRI that does needs no look at the others.
+/// Most statements share a term with the previous one. Such an IRI is not compared with the others.
 uint32_t TermRows::addTermOf(const size_t column, const Rdf::Term& term, const uint64_t document, const uint64_t line,
                              FormBatch& batch) {
     uint32_t& previous = m_previous[column];
@@ -35,7 +35,7 @@ void TermRows::add(const Rdf::Statement& statement, const uint64_t document, con
     cells[2] = addTermOf(2, statement.m_object, document, line, batch);
     cells[3] = statement.m_graph.m_kind == Rdf::TermKind::NONE ? NO_ENTRY
                                                                : addTermOf(3, statement.m_graph, document, line, batch);
-    // At once, so that no row is there in part when there is no memory.
+    // As one operation, so that no part of a row is left if memory is refused.
     m_cells.insert(m_cells.end(), cells.begin(), cells.begin() + m_numberOfColumns);
 }
 

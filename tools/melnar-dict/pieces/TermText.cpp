@@ -15,7 +15,7 @@
 
 namespace {
 
-// How UTF-8 begins the control characters from U+0080 on, and others.
+// The first bytes in UTF-8 of the control characters from U+0080 on, and of other characters.
 constexpr char FIRST_BYTE_OF_CONTROL = '\xC2';
 
 /// Escapes the control characters beyond ASCII, which the datatype leaves as they are, from `begin` on.
@@ -39,7 +39,7 @@ bool isLabel(const std::string_view text) {
     return Rdf::readBlankNodeLabel(window, node.data(), label) == window.getEnd();
 }
 
-/// Whether a form ends with a language tag and a direction.
+/// Returns whether a form ends with a language tag and a direction.
 bool isDirectionalString(const std::string_view form) {
     const size_t atSign = form.rfind('@');
     if (atSign == std::string_view::npos)
@@ -51,7 +51,7 @@ bool isDirectionalString(const std::string_view form) {
            literal.m_direction != Rdf::Direction::NONE;
 }
 
-/// Whether a text is a triple term in the one form that it has when it is read.
+/// Returns whether a text is a triple term in canonical form.
 bool isTripleTerm(const std::string_view text) {
     Rdf::TextWindow window(Rdf::Version::RDF_1_2);
     window.open(text.data() + text.size(), Rdf::TextWindow::Beyond::NOTHING);
@@ -96,7 +96,7 @@ const char* findTermFlaw(const std::string_view lexicalForm, const uint8_t datat
 void appendTermText(const std::string_view lexicalForm, const uint8_t datatypeID, std::string& output) {
     const size_t begin = output.size();
     if (isOfStrings(datatypeID)) {
-        const char* const data = lexicalForm.empty() ? "" : lexicalForm.data(); // a view of nothing may point nowhere
+        const char* const data = lexicalForm.empty() ? "" : lexicalForm.data(); // an empty view may be null
         DictionaryDatatypeFactory::getFactory(datatypeID)
             ->appendTurtleLiteral(datatypeID, reinterpret_cast<const uint8_t*>(data), lexicalForm.size() + 1, nullptr,
                                   0, Prefixes(), output);

@@ -24,7 +24,7 @@ void TurtleParser::takeStatement(const Rdf::Statement& statement) {
         rejectStatement(object);
 }
 
-/// Rejects the statement that is being taken, in which a literal stands, unless another of its literals has done so.
+/// Rejects the current statement, which contains a refused literal, unless another of its literals has done so.
 void TurtleParser::rejectStatement(const Rdf::Term& literal) {
     const std::string_view statement = m_runner.getStatementText();
     const uint64_t offset = m_runner.locateOffset(literal) - static_cast<uint64_t>(literal.m_begin - statement.data());

@@ -64,7 +64,7 @@ ExitCode encodeRows(const RewriteOptions& options, const SavedDictionary& dictio
     const RowLayout layout{options.m_rows.getNumberOfColumns(options.m_files),
                            options.m_rows.getIDWidth(dictionary.getLargestResourceID())};
     OutputStream& output = file.open();
-    std::optional<NpyFile> npyFile; // not on standard output, where the number of rows comes too late
+    std::optional<NpyFile> npyFile; // not for standard output, where the number of rows is known too late
     if (OutputFile* const outputFile = file.getFile()) {
         dictionary.requireWholeState();
         npyFile.emplace(*outputFile, layout);

@@ -28,7 +28,7 @@ constexpr const char* EXIT_CODES = R"(
 output failed, another process is writing OUT, or a limit was reached. Without 0, no OUT is written.
 )";
 
-/// Refuses what is for rows alone.
+/// Refuses options for rows only.
 void checkIris(const RewriteOptions& options) {
     if (options.m_form == EncodedForm::IRIS &&
         (options.m_rows.isGiven() || options.m_blankNodes.m_firstDocument != 1 ||
@@ -37,7 +37,7 @@ void checkIris(const RewriteOptions& options) {
                           "--quads, --id-width, --blank-nodes, --document and --base are for --as npy");
 }
 
-/// Refuses what is for statements alone.
+/// Refuses options for statements only.
 void checkRows(const RewriteOptions& options) {
     if (options.m_form == EncodedForm::ROWS &&
         (options.m_version != Rdf::Version::RDF_1_2 || options.m_maximumLine != DEFAULT_MAXIMUM_LINE))

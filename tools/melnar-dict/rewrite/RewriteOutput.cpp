@@ -28,7 +28,7 @@ RewriteOutput::RewriteOutput(const OutputOptions& options, const std::vector<std
     if (isStandardOutput(options))
         return;
     m_lock.emplace(options.m_outputName, options.m_waits, errorOutput);
-    check(options, inputNames); // The file may have come or changed since.
+    check(options, inputNames); // The file may have been created or changed since.
 }
 
 OutputStream& RewriteOutput::open() {

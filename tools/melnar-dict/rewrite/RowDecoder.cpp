@@ -30,7 +30,7 @@ const char* describeKind(const uint8_t datatypeID) noexcept {
     }
 }
 
-/// Whether a term of this kind can stand in a column.
+/// Returns whether a term of this kind is allowed in a column.
 bool mayStandIn(const size_t column, const uint8_t datatypeID) noexcept {
     return column == 2 || datatypeID == D_IRI || (datatypeID == D_BLANK_NODE && column != 1);
 }
@@ -64,7 +64,7 @@ void RowDecoder::decode(const RowReader& reader, const RowBlock& block, ParsedPi
             {0, ExitCode::BAD_DATA, "row " + std::to_string(block.m_firstRow + row) + ": " + m_cause});
 }
 
-/// Gives each cell an entry. Most IDs that stand in the row before or that were met a short time ago share theirs.
+/// Gives each cell an entry. Most IDs that are in the previous row or that occurred recently share theirs.
 void RowDecoder::collectEntries() {
     m_entries.clear();
     m_cells.resize(m_ids.size());
@@ -83,8 +83,8 @@ void RowDecoder::collectEntries() {
     }
 }
 
-/// Puts the text of rows from this one on into m_text: all, or as many as it is to hold, or those before an error.
-/// Returns the row behind them.
+/// Writes the text of rows from this one on to m_text: all, or as many as fit, or those before an error. Returns the
+/// row after them.
 size_t RowDecoder::appendRows(size_t row) {
     m_text.clear();
     m_places.assign(m_entries.size(), {});

@@ -24,7 +24,7 @@ void RowEncoder::endBlock(ParsedPiece& piece) {
     m_output.write(piece.m_sequence, m_bytes);
 }
 
-/// A term that is missing comes before an error that ended the block.
+/// A missing term comes before an error that ended the block.
 void RowEncoder::makeRows(ParsedPiece& piece) {
     m_failures.clear();
     const std::span<BatchEntry> entries = piece.m_terms.getEntries();

@@ -15,7 +15,7 @@
 
 namespace {
 
-/// Throws ToolFailure unless the dictionary is the one that the file names, or has grown from it.
+/// Throws ToolFailure unless the dictionary is the one in the file, or has grown from it.
 void requireDictionary(const NpyHeader& header, const SavedDictionary& dictionary) {
     if (const auto refusal = DictionaryLine::findRefused(header.m_comment, dictionary.getHistory()))
         throw ToolFailure(ExitCode::BAD_DATA, refusal->m_cause);

@@ -40,7 +40,7 @@ void StatementEncoder::answerGaps() {
 }
 
 const char* StatementEncoder::appendAnswer(const size_t gapIndex, std::string& output) {
-    // No gap behind the first failure is asked for.
+    // Gaps after the first failure are not requested.
     if (!m_failures.empty() && m_failures.front().m_entryIndex == gapIndex) {
         m_cause = causeOfRefusal(m_failures.front());
         return m_cause.c_str();

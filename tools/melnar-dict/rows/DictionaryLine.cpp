@@ -7,7 +7,7 @@
 
 namespace {
 
-/// With the end of the line before it.
+/// Includes the end of the line before it.
 constexpr std::string_view BEGINNING = "\n# melnar-dict: encoded with ";
 constexpr std::string_view FIRST_BEGINNING = BEGINNING.substr(1);
 constexpr std::string_view DICTIONARY = "dictionary ";
@@ -19,7 +19,7 @@ std::string describe(const DictionaryHistory& history) {
            std::to_string(history.getGeneration());
 }
 
-/// The identity of a description, or nothing when it is not whole.
+/// Returns the identity in a description, or nothing if it is not complete.
 std::optional<DictionaryIdentity> parse(const std::string_view description) {
     const size_t generation = description.find(GENERATION);
     if (!description.starts_with(DICTIONARY) || generation == std::string_view::npos)
@@ -30,7 +30,7 @@ std::optional<DictionaryIdentity> parse(const std::string_view description) {
     return DictionaryIdentity::parse(description.substr(DICTIONARY.size(), generation - DICTIONARY.size()));
 }
 
-/// Why the dictionary refuses a line with this description; empty when it does not.
+/// Returns why the dictionary refuses a line with this description; empty if it does not.
 std::string findCause(const std::string_view description, const DictionaryHistory& history) {
     const std::optional<DictionaryIdentity> identity = parse(description);
     if (!identity)

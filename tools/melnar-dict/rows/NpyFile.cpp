@@ -18,7 +18,7 @@ NpyFile::NpyFile(OutputFile& file, const RowLayout& layout) : m_file(file), m_la
     m_file.getStream().write(room.data(), room.size());
 }
 
-/// What was read is written before it, so that nothing is overwritten that has not been read.
+/// Reading is always ahead of writing, so that nothing is overwritten that has not been read.
 void NpyFile::narrow() {
     FileOutputStream& file = m_file.getTemporaryFile();
     std::string bytes;

@@ -140,7 +140,7 @@ private:
             fail("its header is malformed: expected its end");
     }
 
-    std::string_view m_text; // that is left
+    std::string_view m_text; // the rest that has not been read
     bool m_hasType = false;
     bool m_hasOrder = false;
     std::optional<std::vector<uint64_t>> m_shape;

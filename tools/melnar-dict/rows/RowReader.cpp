@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr size_t LONGEST_HEADER = 65535; // as in version 1.0; NumPy itself reads no longer one than 10000
+constexpr size_t LONGEST_HEADER = 65535; // as in version 1.0; NumPy itself reads at most 10000
 
 std::string readExactly(ByteSource& source, const size_t numberOfBytes) {
     std::string bytes;
@@ -46,7 +46,7 @@ bool RowReader::next(RowBlock& block) {
     const std::lock_guard guard(m_mutex);
     if (m_isAtEnd)
         return false;
-    m_isAtEnd = true; // until it is known that there is more
+    m_isAtEnd = true; // until it is known that more follows
     const uint64_t rows = std::min(m_rowsPerBlock, m_header.m_numberOfRows - m_nextRow);
     const auto describeRows = [this] {
         return std::to_string(m_header.m_numberOfRows) + " rows that its header states";

@@ -71,15 +71,15 @@ ExitCode runCompact(const CompactOptions& options, StandardOutput& output, std::
         options.m_output.m_outputName.empty() ? options.m_dictionaryName : options.m_output.m_outputName;
     static_cast<void>(checkOutput(outputName, options)); // before a wait, which may be long
     OutputLock lock(outputName, options.m_output.m_waits, options.m_feedback.getNoteOutput(errorOutput));
-    const bool isInPlace = checkOutput(outputName, options); // The file may have come or changed since.
+    const bool isInPlace = checkOutput(outputName, options); // The file may have been created or changed since.
     MessageOutput messages(errorOutput);
     std::optional<ProgressReporter> progress(std::in_place, messages, options.m_feedback.getProgressMode(),
                                              "compacting '" + toPrintable(options.m_dictionaryName) + "'");
     const auto dictionary = openToRead(isInPlace ? lock.getTargetName() : options.m_dictionaryName, dictionaryLimit);
     const std::vector<uint64_t> newResourceIDs = dictionary->compact();
-    // What became of the IDs is told when the new ones are on the disk, and before the old ones are gone.
+    // The list of changed IDs is printed when the new file is on the disk, and before the old one is replaced.
     const auto printChangedIDs = [&] {
-        progress.reset(); // before what goes to the same terminal
+        progress.reset(); // before output to the same terminal
         for (uint64_t resourceID = 1; resourceID < newResourceIDs.size(); ++resourceID)
             if (newResourceIDs[resourceID] != 0 && newResourceIDs[resourceID] != resourceID)
                 output.write(

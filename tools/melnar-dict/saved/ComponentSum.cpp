@@ -19,7 +19,7 @@ std::string getNameOfFirstPart(const ComponentInfo& component) {
     return component.getChildren().empty() ? "" : component.getChildren().front()->getName();
 }
 
-/// The sum of a component's own numbers of a metric.
+/// Returns the sum of a component's own numbers of a metric.
 uint64_t getNumber(const ComponentInfo& component, const Metric metric) {
     uint64_t sum = 0;
     for (const auto& property : component.getProperties())

@@ -19,7 +19,7 @@ const std::string_view BEGINNING_OF_A_DICTIONARY_PAGE = "<!DOCTYPE html>\n<!-- m
 
 namespace {
 
-// The policy keeps what slips through all escaping from running or loading anything.
+// If all escaping should fail, the policy still prevents running and loading anything.
 constexpr const char* PAGE = R"html(<html lang="en">
 <head>
 <meta charset="utf-8">
@@ -101,17 +101,17 @@ constexpr std::array<Purpose, 15> PURPOSES{{
     {"Shared texts of directional strings", "language tags with direction, each stored once"},
 }};
 
-/// A width in percent of the bar of a part.
+/// Returns the width of the bar of a part, in percent.
 double getWidth(const uint64_t part, const uint64_t whole) {
     return whole == 0 ? 0 : static_cast<double>(part) * 100 / static_cast<double>(whole);
 }
 
-/// What the page calls the terms: those of a dictionary that has no others are strings.
+/// Returns the word for a term on this page: strings, if the dictionary has no other terms.
 std::string getNoun(const DictionaryPortrait& portrait) {
     return portrait.hasOtherTerms() ? "term" : "string";
 }
 
-/// The same at the beginning of a sentence or a heading.
+/// Returns the same at the start of a sentence or a heading.
 std::string getCapitalNoun(const DictionaryPortrait& portrait) {
     return portrait.hasOtherTerms() ? "Term" : "String";
 }
@@ -164,7 +164,7 @@ Html drawMemory(const DictionaryPortrait& portrait) {
             getNoun(portrait)));
 }
 
-/// Of a dictionary of strings alone, the facts and the lengths tell what there is to say.
+/// Empty for a dictionary of strings only, for which the facts and the lengths are sufficient.
 Html drawKinds(const DictionaryPortrait& portrait) {
     if (!portrait.hasOtherTerms())
         return {};
@@ -182,7 +182,7 @@ Html drawKinds(const DictionaryPortrait& portrait) {
                       "as many blank nodes as IRIs: other data cannot refer to them.");
 }
 
-/// The terms of a table: its used buckets without the tombstones.
+/// Returns the number of terms of a table: its used buckets without the tombstones.
 uint64_t getNumberOfTerms(const TableProfile& table) {
     return getSum(table.m_probeLengths);
 }
@@ -216,7 +216,7 @@ Html drawOccupancySection(const DictionaryPortrait& portrait) {
                    getNoun(portrait)));
 }
 
-/// The columns' figures, for those who do not see the chart or want to know more precisely.
+/// Shows the columns as figures, for readers who cannot see the chart or need precise values.
 Html tabulate(const std::vector<ChartColumn>& columns, const char* const nameOfRanges, const std::string& capitalNoun) {
     const uint64_t numberOfTerms =
         std::accumulate(columns.begin(), columns.end(), uint64_t(0),
@@ -234,7 +234,7 @@ std::string toRangeText(const uint64_t begin, const uint64_t last) {
     return begin == last ? groupDigits(begin) : groupDigits(begin) + "–" + groupDigits(last);
 }
 
-/// 1 to 4 buckets have columns of their own, then each column stands for twice as many, and the last for all others.
+/// 1 to 4 buckets have columns of their own; then each column covers twice as many, and the last one all others.
 std::vector<ChartColumn> makeProbeColumns(const std::vector<size_t>& probeLengths) {
     constexpr uint64_t LAST_COLUMN = 33;
     std::vector<ChartColumn> columns;
@@ -249,7 +249,7 @@ std::vector<ChartColumn> makeProbeColumns(const std::vector<size_t>& probeLength
     return columns;
 }
 
-/// What linear probing needs on average to find an entry of a table that is so full, if hashes are random.
+/// Returns the average number of probes of linear probing for an entry of an equally full table with random hashes.
 double getExpectedProbeLength(const TableProfile& table) {
     const double freeShare =
         1 - static_cast<double>(getSum(table.m_usedBuckets)) / static_cast<double>(table.m_numberOfBuckets);
@@ -299,7 +299,7 @@ std::string toLengthText(const uint64_t length) {
                                        : std::to_string(length / KIBI / KIBI / KIBI) + "G";
 }
 
-/// Columns from `first` to the end, each for the lengths of so many binary digits.
+/// Makes columns from `first` to the end, each for the lengths with so many binary digits.
 std::vector<ChartColumn> makeLengthColumns(const std::vector<uint64_t>& terms, const size_t first, const size_t end) {
     std::vector<ChartColumn> columns;
     for (size_t digits = first; digits < end; ++digits) {
@@ -346,7 +346,7 @@ Html drawLengthsSection(const DictionaryPortrait& portrait) {
                                  getNoun(portrait)));
 }
 
-/// What the section on languages leaves out, if it does.
+/// Returns a note on terms that the section on languages omits, if there are any.
 const char* getNoteOnDirections(const DictionaryPortrait& portrait) {
     return std::ranges::find(portrait.m_tables, "directional strings", &TableProfile::m_name) == portrait.m_tables.end()
                ? ""

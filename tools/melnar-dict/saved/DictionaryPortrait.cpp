@@ -20,7 +20,7 @@ namespace {
 using Metric = ComponentInfo::Metric;
 using Lengths = DictionaryPortrait::Lengths;
 
-/// Collects the memory of a component and of those below it. A part that is called like a table is a hash table.
+/// Collects the memory of a component and of those below it. A part with the name of a table is a hash table.
 void collectParts(const ComponentInfo& component, DictionaryPortrait& portrait) {
     const bool isTable =
         std::ranges::find(portrait.m_tables, component.getName(), &TableProfile::m_name) != portrait.m_tables.end();

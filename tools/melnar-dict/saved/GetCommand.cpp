@@ -129,7 +129,7 @@ ExitCode runGet(const GetOptions& options, StandardOutput& output, std::ostream&
             }
         answers.answer();
     } catch (...) {
-        output.flushAfterFailure(); // what has been answered so far
+        output.flushAfterFailure(); // the answers so far
         throw;
     }
     output.flush();

@@ -32,13 +32,13 @@ constexpr const char* EXIT_CODES = R"(
 line, 3 the dictionary cannot be read or a limit was reached.
 )";
 
-/// Answers terms, in batches of what is read at once.
+/// Answers terms, in batches of the terms of one read.
 class Answers {
 public:
     Answers(const SavedDictionary& dictionary, const bool asJson, StandardOutput& output, std::ostream& errorOutput)
         : m_dictionary(dictionary), m_rows(asJson, output, errorOutput), m_errorOutput(errorOutput) {}
 
-    /// `formatError` makes the line that tells an error.
+    /// `formatError` makes the line of an error.
     TermLines::Receiver getReceiver(std::function<std::string(const InputError& error)> formatError) {
         return {[this](const std::span<BatchEntry> terms, std::vector<BatchFailure>& failures) {
                     m_dictionary.tryResolveResources(terms, failures);
@@ -125,7 +125,7 @@ ExitCode runLookup(const LookupOptions& options, StandardOutput& output, std::os
     try {
         answerOperands(options.m_terms, answers, output);
     } catch (...) {
-        output.flushAfterFailure(); // what has been answered so far
+        output.flushAfterFailure(); // the answers so far
         throw;
     }
     output.flush();

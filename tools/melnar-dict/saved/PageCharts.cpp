@@ -25,7 +25,7 @@ constexpr double GAP_ABOVE = 5;
 // The share of used buckets at which a table grows.
 constexpr double LARGEST_OCCUPANCY = 0.7;
 
-// With so many buckets the occupancy of a segment varies by about 0.06 where hashes are random.
+// With so many buckets per segment, its occupancy varies by about 0.06 if hashes are random.
 constexpr size_t FEWEST_BUCKETS_OF_A_SEGMENT = 64;
 
 double getHeight(const double share, const double largestShare) {
@@ -76,7 +76,8 @@ Html drawColumn(const ChartColumn& column, const uint64_t numberOfTerms, const s
                       toCountText(column.m_numberOfTerms, noun), toShareText(column.m_numberOfTerms, numberOfTerms));
 }
 
-/// The distance in percent of the ticks of an axis that must reach a share: the smallest usual one for at most four.
+/// Returns the distance of the ticks of an axis up to a share, in percent: the smallest usual one for at most four
+/// ticks.
 uint64_t getTickDistance(const double largestShare) {
     constexpr std::array<uint64_t, 7> DISTANCES{1, 2, 5, 10, 15, 20, 25};
     return *std::find_if(DISTANCES.begin(), DISTANCES.end() - 1, [largestShare](const uint64_t distance) {
@@ -149,7 +150,7 @@ Html drawLengths(const std::vector<ChartColumn>& columns, const std::string& dat
     for (uint64_t tick = 0; tick <= numberOfTicks; ++tick)
         contents.append(drawShare(static_cast<double>(tick * tickDistance) / 100, largestShare,
                                   std::to_string(tick * tickDistance) + "%"));
-    // A few columns would look like walls.
+    // Wider columns would look like walls.
     constexpr size_t FEWEST_COLUMNS = 6;
     constexpr size_t MOST_NAMES = 10;
     const double width = (RIGHT - LEFT_OF_AXIS) / static_cast<double>(std::max(columns.size(), FEWEST_COLUMNS));

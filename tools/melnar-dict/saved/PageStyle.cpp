@@ -1,6 +1,6 @@
 #include "tools/melnar-dict/saved/PageStyle.h"
 
-// The colour of what is measured has a contrast of 4.9 with the light background and of 3.6 with the dark one.
+// The colour of the data has a contrast of 4.9 with the light background and of 3.6 with the dark one.
 const char* const PAGE_STYLE = R"css(
 :root {
   color-scheme: light dark;

@@ -16,5 +16,5 @@ void saveDictionary(const Dictionary& dictionary, OutputLock& lock, OutputFile& 
     OutputFile file(lock);
     DictionaryFile::write(dictionary, file.getStream());
     completeOther();
-    OutputFile::commitBoth(other, file); // the dictionary last: without it, the other file means nothing
+    OutputFile::commitBoth(other, file); // the dictionary last: without it, the other file is useless
 }

@@ -37,7 +37,7 @@ uint64_t getSum(const ShardManifest& manifest, uint64_t Shard::*const number) {
     return sum;
 }
 
-/// The largest over the mean of all shards; 0 if the mean is.
+/// Returns the largest shard divided by the mean of all shards; 0 if the mean is 0.
 double getSkew(const ShardManifest& manifest, uint64_t Shard::*const number) {
     const uint64_t sum = getSum(manifest, number);
     const uint64_t largest = std::ranges::max_element(manifest.m_shards, {}, number)->*number;

@@ -58,7 +58,7 @@ void writePage(const StatsOptions& options, StandardOutput& output, std::ostream
     }
     checkOutput(options); // before a wait, which may be long
     OutputLock lock(options.m_page.m_outputName, options.m_page.m_waits, errorOutput);
-    checkOutput(options); // The file may have come or changed since.
+    checkOutput(options); // The file may have been created or changed since.
     const std::string page = makePage(options);
     OutputFile file(lock);
     file.getStream().write(page.data(), page.size());

@@ -10,7 +10,7 @@ namespace TermJson {
 
 namespace {
 
-/// Sets a value to a text, or to null if it is the empty text of a part that is not there.
+/// Sets a value to a text, or to null if the text is empty because the part is missing.
 void assign(Json& json, const std::string_view text, const bool isThere) {
     if (!isThere) {
         json = nullptr;

@@ -38,7 +38,7 @@ const char* skipSpace(Rdf::TextWindow& window, const char* at) noexcept {
     return at;
 }
 
-/// The datatype of the term that was probably meant by a text without quotes and brackets.
+/// Returns the datatype of the term that a text without quotes and brackets probably means.
 uint8_t guessDatatypeID(const std::string_view text) noexcept {
     if ((text.find("://") != std::string_view::npos || text.starts_with("urn:")) &&
         findTermFlaw(text, D_IRI) == nullptr)
@@ -47,7 +47,7 @@ uint8_t guessDatatypeID(const std::string_view text) noexcept {
                                                                                         : D_XSD_STRING;
 }
 
-/// Returns the term that was probably meant by such a text, which is well-formed UTF-8.
+/// Returns the term that such a text, which is well-formed UTF-8, probably means.
 std::string hintAt(std::string_view text) {
     text = text.substr(0, text.find_last_not_of(" \t\n\r") + 1);
     if (text.empty() || text.size() > LONGEST_HINT)
@@ -91,7 +91,7 @@ std::optional<InputError> TermReader::read(const std::string_view text, Term& te
     return std::nullopt;
 }
 
-/// Of a literal that neither version of RDF has, the failure is that of the newer.
+/// If a literal is invalid in both versions of RDF, the failure is that of the newer one.
 const char* TermReader::readLiteralOfEitherVersion(const char* const at, Rdf::Term& literal) {
     if (const char* const end = readLiteral(m_window, at, literal))
         return end;
@@ -137,7 +137,7 @@ Term TermReader::convert(const Rdf::Term& parsed) {
     return term;
 }
 
-/// Joins two texts in memory that lasts until the terms are forgotten.
+/// Joins two texts in memory that is valid until the terms are cleared.
 std::string_view TermReader::keep(const std::string_view first, const std::string_view second) {
     char* const text = m_window.getArena().allocate(first.size() + second.size());
     std::copy(second.begin(), second.end(), std::copy(first.begin(), first.end(), text));

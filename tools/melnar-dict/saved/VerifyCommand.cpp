@@ -28,8 +28,8 @@ constexpr const char* EXIT_CODES = R"(
 command line, 3 it is damaged, cannot be read, or a limit was reached.
 )";
 
-/// Checks part by part, and returns how many terms there are. The engine takes any bytes for text, and nearly any for an
-/// IRI, so that it is for the tool to object; damage of another part weighs more.
+/// Checks part by part, and returns the number of terms. The engine accepts any bytes as text, and nearly any as an
+/// IRI, so the tool checks these; damage of another part has priority.
 uint64_t verify(const SavedDictionary& dictionary) {
     uint64_t numberOfTerms = 0;
     std::optional<ToolFailure> firstFlaw;
@@ -69,7 +69,7 @@ ExitCode runVerify(const VerifyOptions& options, StandardOutput& output, std::os
                                              "verifying '" + toPrintable(options.m_dictionaryName) + "'");
     const auto dictionary = SavedDictionary::open(options.m_dictionaryName, dictionaryLimit);
     const uint64_t numberOfResources = verify(*dictionary);
-    progress.reset(); // before what goes to the same terminal
+    progress.reset(); // before output to the same terminal
     output.write(
         options.m_asksForJson
             ? toText(Json{{"dictionary", options.m_dictionaryName}, {"sound", true}, {"resources", numberOfResources}},

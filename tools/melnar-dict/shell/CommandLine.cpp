@@ -15,15 +15,15 @@
 
 namespace {
 
-constexpr const char* FLAG_WITHOUT_VALUE = "true"; // as CLI11 calls it
+constexpr const char* FLAG_WITHOUT_VALUE = "true"; // CLI11's value for it
 
 [[noreturn]] void refuse(const std::string& cause) {
     throw ToolFailure(ExitCode::USAGE, cause);
 }
 
-/// Hides from CLI11 what it takes for more than it is: it reads `--name=` as an option whose value is the next
-/// argument, `--flag=true` as a flag, and `[a,b]` as a list. No argument of a process has a null character, so one at its
-/// end can be taken away wherever the argument comes out again.
+/// Hides syntax from CLI11 that it would interpret: it reads `--name=` as an option whose value is the next argument,
+/// `--flag=true` as a flag, and `[a,b]` as a list. No argument of a process contains a null character, so one is
+/// appended here, and removed wherever CLI11 returns the argument.
 std::string protect(std::string argument) {
     if (argument.find('=') != std::string::npos || argument.ends_with(']'))
         argument.push_back('\0');
@@ -36,8 +36,8 @@ std::string unprotect(std::string argument) {
     return argument;
 }
 
-/// Reads the arguments of one verb by CLI11, which finds out what is an option, what a value and what an operand, and
-/// in which order they came. What they mean is decided here, as is what is told of a mistake.
+/// Reads the arguments of one verb with CLI11, which separates options, values and operands, and keeps their order.
+/// Their meaning, and the messages for mistakes, are decided here.
 class ArgumentReader : private Unmovable {
 public:
     explicit ArgumentReader(const VerbDescription& verb) : m_verb(verb) {
@@ -115,7 +115,7 @@ private:
             else
                 option.m_take(unprotect(result));
         }
-        // Nothing may be said of an operand that is missing before what is there has been judged.
+        // A missing operand is reported only after the existing arguments have been checked.
         if (operandIndex < m_verb.m_operands.size() &&
             !(m_verb.m_operands[operandIndex].m_isRepeated && m_hasRepeatedOperand))
             refuse(m_verb.m_name + " needs " + m_verb.m_operands[operandIndex].m_noun);

@@ -8,8 +8,8 @@
 
 namespace {
 
-/// Lowers the limit to that of a file with a number, if there is one. "max" is none; version 1 says it with a number
-/// that no machine has.
+/// Lowers the limit to the number in a file, if there is one. "max" means no limit; version 1 uses a number larger than
+/// any memory for that.
 void applyFile(const std::string& fileName, std::optional<uint64_t>& limit) {
     std::string line;
     std::ifstream file(fileName);
@@ -19,11 +19,11 @@ void applyFile(const std::string& fileName, std::optional<uint64_t>& limit) {
         limit = std::min(limit.value_or(*number), *number);
 }
 
-/// Applies the limits of a group and of all around it. A container may see its own group at the top of the mount, and
-/// then does not find the path that the group has outside.
+/// Applies the limits of a group and of all groups above it. A container may see its own group at the top of the mount;
+/// then the path of the group outside of the container does not exist.
 void applyGroups(const std::string& mount, std::string path, const std::string& fileName,
                  std::optional<uint64_t>& limit) {
-    if (path.find("/..") != std::string::npos) // outside of what can be seen
+    if (path.find("/..") != std::string::npos) // outside of the visible part
         path.clear();
     for (;; path.resize(path.rfind('/'))) {
         if (path.ends_with('/'))

@@ -9,7 +9,7 @@ namespace {
 constexpr size_t WIDTH = 80;
 constexpr size_t OPTION_INDENTATION = 23;
 
-/// Appends words in lines that begin after `indentation` spaces, the first of them at the given column; with a line
+/// Appends words in lines that start after `indentation` spaces, the first of them at the given column, with a line
 /// feed at the end.
 void appendWrapped(std::string& output, const std::string_view text, const size_t indentation, size_t column) {
     for (size_t begin = 0; begin < text.size();) {

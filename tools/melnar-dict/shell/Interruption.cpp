@@ -10,12 +10,12 @@ namespace {
 
 constexpr int SIGNALS[] = {SIGHUP, SIGINT, SIGPIPE, SIGTERM};
 
-// What becomes of an interruption; a positive state is the number of the signal that waits for the end of a delay.
-constexpr int OPEN = 0;     // it ends the process at once
+// The state of interruptions; a positive state is the number of a signal that waits for the end of a delay.
+constexpr int OPEN = 0;     // it ends the process immediately
 constexpr int DELAYED = -1; // it waits
-constexpr int ENDING = -2;  // there has been one
+constexpr int ENDING = -2;  // an interruption is ending the process
 
-/// Whoever moves it from OPEN to DELAYED or ENDING, with acquire, owns what follows; release gives it back.
+/// The thread that changes it from OPEN to DELAYED or ENDING, with acquire, owns the data below; release returns them.
 std::atomic<int> s_state = OPEN;
 static_assert(std::atomic<int>::is_always_lock_free, "a signal handler uses it");
 
@@ -32,8 +32,8 @@ static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler uses it"
         if (fileName[0] != 0)
             ::unlink(fileName);
     if (s_isLineOpen.load(std::memory_order_relaxed))
-        static_cast<void>(::write(STDERR_FILENO, "\n", 1) == 1); // there is nobody to tell of a failure
-    if (signalNumber == SIGPIPE) {                               // Shells report nothing else as this death.
+        static_cast<void>(::write(STDERR_FILENO, "\n", 1) == 1); // a failure cannot be reported
+    if (signalNumber == SIGPIPE) {                               // Shells recognize only this.
         ::signal(signalNumber, SIG_DFL);
         sigset_t signals;
         ::sigemptyset(&signals);
@@ -62,7 +62,7 @@ void handleInterruption(const int signalNumber) {
 void exitCleanlyWhenInterrupted() {
     struct sigaction action = {};
     action.sa_handler = &handleInterruption;
-    action.sa_flags = SA_RESTART; // An interruption that waits is no failure of the call that it meets.
+    action.sa_flags = SA_RESTART; // A delayed interruption must not fail a system call.
     ::sigemptyset(&action.sa_mask);
     for (const int signalNumber : SIGNALS)
         ::sigaddset(&action.sa_mask, signalNumber);

@@ -16,19 +16,19 @@ namespace {
 
 constexpr uint64_t MEBIBYTE = uint64_t(1) << 20;
 
-constexpr uint64_t BYTES_OF_PROCESS = 2 * MEBIBYTE; // beside the dictionary and the threads
+constexpr uint64_t BYTES_OF_PROCESS = 2 * MEBIBYTE; // in addition to the dictionary and the threads
 constexpr uint64_t BYTES_OF_SMALLEST_DICTIONARY = MEBIBYTE;
 
 constexpr uint64_t STACK_OF_THREAD = MEBIBYTE;
 
-/// Threads that work, those that unpack for them, and some that wait.
+/// Threads that work, threads that decompress for them, and some that wait.
 constexpr uint64_t countStacks(const uint64_t numberOfThreads) {
     return 2 * numberOfThreads + 8;
 }
 
 uint64_t s_limit = 0; // 0 for none
 
-/// Returns the bytes that count against RLIMIT_DATA now; nothing where the system does not tell.
+/// Returns the bytes that count against RLIMIT_DATA now; nothing if the system does not report them.
 std::optional<uint64_t> readDataBytes() {
     constexpr std::string_view NAME = "VmData:";
     constexpr std::string_view UNIT = " kB";
@@ -42,7 +42,7 @@ std::optional<uint64_t> readDataBytes() {
     return std::nullopt;
 }
 
-/// Otherwise stacks have the size of the shell's limit, of which they use little.
+/// Otherwise stacks have the size of the shell's limit, most of which they do not use.
 void setStackSize() noexcept {
     pthread_attr_t attributes;
     if (::pthread_attr_init(&attributes) != 0)
@@ -52,7 +52,7 @@ void setStackSize() noexcept {
     ::pthread_attr_destroy(&attributes);
 }
 
-/// Where the system cannot do it, the dictionary is limited nevertheless.
+/// If the system cannot enforce the limit, the dictionary is limited nevertheless.
 void limitData(const uint64_t limit, const size_t numberOfThreads) {
     const std::optional<uint64_t> present = readDataBytes();
     struct rlimit data;

@@ -21,7 +21,7 @@ void MessageOutput::showLine(const std::string_view line) {
     if (!setLineOpen(true))
         return; // An interruption has ended the line.
     m_hasLine = true;
-    m_output << std::string(ERASE_LINE).append(line) << std::flush; // at once, so that it does not flicker
+    m_output << std::string(ERASE_LINE).append(line) << std::flush; // in one write, so that it does not flicker
 }
 
 void MessageOutput::removeLine() {

@@ -18,7 +18,7 @@ namespace {
 
 constexpr uint64_t BYTES_PER_BLOCK_OF_A_FILE = 512;
 
-/// Passes the name on unless it leads to something that cannot be replaced.
+/// Returns the name unless it is that of something that cannot be replaced.
 const std::string& requireRegularFile(const std::string& fileName) {
     struct stat status;
     if (::stat(fileName.c_str(), &status) == 0 && !S_ISREG(status.st_mode))

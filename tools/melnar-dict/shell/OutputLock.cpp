@@ -20,7 +20,7 @@ OutputLock::OutputLock(const std::string& fileName, const bool waits, std::ostre
         if (!waits)
             throw ToolFailure(ExitCode::FAILURE, cause + "; --wait waits until it has finished");
         errorOutput << "melnar-dict: " << toPrintable(cause) << "; waiting until it has finished" << std::endl;
-        delay.reset(); // A wait may be long, and meanwhile there is no lock file of this process.
+        delay.reset(); // A wait may be long, and this process has no lock file during it.
         wait();
         delay.emplace();
     });

@@ -38,7 +38,7 @@ std::string describeProgress(const ProgressFigures& figures, const double second
 ProgressMode chooseProgressMode(const bool isQuiet, const bool asksForProgress) {
     if (isQuiet)
         return ProgressMode::NONE;
-    const char* const terminal = std::getenv("TERM"); // NOLINT(concurrency-mt-unsafe): nobody changes it
+    const char* const terminal = std::getenv("TERM"); // NOLINT(concurrency-mt-unsafe): no thread changes it
     if (::isatty(STDERR_FILENO) == 1 && terminal != nullptr && *terminal != 0 && std::string_view(terminal) != "dumb")
         return ProgressMode::REWRITTEN_LINE;
     return asksForProgress ? ProgressMode::LINES : ProgressMode::NONE;

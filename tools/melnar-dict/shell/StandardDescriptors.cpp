@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 void occupyStandardDescriptors() noexcept {
-    // In ascending order, as an open file gets the lowest number that is free.
+    // In ascending order, as an opened file gets the lowest free number.
     for (int fileDescriptor = STDIN_FILENO; fileDescriptor <= STDERR_FILENO; ++fileDescriptor) {
         const int failingAccess = fileDescriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY;
         if (::fcntl(fileDescriptor, F_GETFD) == -1 && errno == EBADF &&

@@ -8,7 +8,8 @@ namespace {
 constexpr size_t SHORTEST_BEGINNING = 3;
 constexpr size_t CHARACTERS_AN_ERROR = 3; // of which one may be wrong
 
-/// The number of characters to insert, delete, replace or exchange with the next, so that one text becomes the other.
+/// Returns the number of characters to insert, delete, replace or swap with the next one to turn one text into the
+/// other.
 size_t editDistance(const std::string_view left, const std::string_view right) {
     std::vector<size_t> beforePrevious;
     std::vector<size_t> previous(right.size() + 1);
@@ -37,7 +38,7 @@ std::string suggest(const std::string_view typed, const std::vector<std::string>
     size_t leastDistance = std::max(size_t(1), (typed.size() - numberOfDashes) / CHARACTERS_AN_ERROR) + 1;
     for (const std::string& name : names) {
         const bool isBeginning = typed.size() >= SHORTEST_BEGINNING && name.starts_with(typed);
-        // Long texts are no typing errors of short names.
+        // Long texts are not typing errors of short names.
         const size_t distance = isBeginning                      ? 0
                                 : typed.size() > 2 * name.size() ? leastDistance
                                                                  : editDistance(typed, name);

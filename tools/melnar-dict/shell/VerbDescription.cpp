@@ -50,7 +50,7 @@ void VerbDescription::addOption(const std::string& names, const std::string& val
 void VerbDescription::addText(const std::string& names, const std::string& valueName, const std::string& text,
                               std::string& variable) {
     addOption(names, valueName, text, [names, &variable](const std::string& value) {
-        if (value.empty()) // as an unset variable of a shell leaves it
+        if (value.empty()) // as from an unset variable of a shell
             throw ToolFailure(ExitCode::USAGE, "the value of option " + std::string(longNameIn(names)) + " is empty");
         variable = value;
     });

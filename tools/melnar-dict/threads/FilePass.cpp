@@ -12,8 +12,8 @@
 
 namespace {
 
-/// Parses a block and ends it, whatever comes of that, even if there is no memory to tell of it: other threads may wait
-/// for the end.
+/// Parses a block and ends it in any case, even if there is no memory to record an error: other threads may wait for
+/// the end.
 template<class Parse>
 void consumeBlock(StatementConsumer& consumer, ParsedPiece& piece, const Parse& parse) {
     std::exception_ptr untold;

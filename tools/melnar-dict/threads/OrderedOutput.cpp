@@ -8,7 +8,7 @@ void OrderedOutput::writeInTurn(const uint64_t number, const std::function<void(
     m_turns.take(number, [this, &writePiece] {
         if (m_hasFailed)
             return;
-        m_hasFailed = true; // until it has gone well
+        m_hasFailed = true; // until it has succeeded
         writePiece(m_output);
         m_hasFailed = false;
     });

@@ -38,7 +38,7 @@ void ProgressReporter::start() noexcept {
     ::pthread_sigmask(SIG_SETMASK, &all, &previous);
     try {
         m_thread = std::thread([this] { run(); });
-    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): work goes on without being shown
+    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): the work continues without progress
     }
     ::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
 }
@@ -51,7 +51,7 @@ void ProgressReporter::run() noexcept {
         lock.unlock();
         try {
             show(std::chrono::steady_clock::now() - start);
-        } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): the next time may go better
+        } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): the next time may succeed
         }
         lock.lock();
     }
@@ -62,7 +62,7 @@ void ProgressReporter::show(const Duration duration) {
     if (m_mode == ProgressMode::LINES)
         m_messages.write(text + '\n');
     else {
-        size_t length = std::min(text.size(), getTerminalWidth() - 1); // A full line would make some terminals go on.
+        size_t length = std::min(text.size(), getTerminalWidth() - 1); // A full line would wrap on some terminals.
         while (length != text.size() && (static_cast<uint8_t>(text[length]) & 0xC0) == 0x80)
             --length; // not within a character
         m_messages.showLine(text.substr(0, length));
