@@ -9,12 +9,12 @@
 #include <emmintrin.h>
 #endif
 
-/// Finds and counts bytes in text, sixteen at a time where the processor has SSE2, which every x86-64 has. Nothing
-/// outside the range is read.
+/// Finds and counts bytes in text, sixteen at a time if the processor has SSE2, which every x86-64 has. Nothing outside
+/// the range is read.
 namespace Rdf::ByteScan {
 
-/// Bytes that end a run: `matches` says it of one byte, `matchesOf` of sixteen.
-struct IriStop { // what an IRI cannot hold as it is: up to the space, and <>"{}|^`\.
+/// Bytes that end a run: `matches` tests one byte, `matchesOf` sixteen.
+struct IriStop { // bytes that are not allowed unescaped in an IRI: up to the space, and <>"{}|^`\.
     static constexpr bool matches(const uint8_t byte) noexcept {
         return byte <= ' ' || (byte | 2) == '>' || byte == '"' || byte == '`' || (byte | 2) == '^' ||
                (byte >= '{' && byte <= '}');
@@ -34,7 +34,7 @@ struct IriStop { // what an IRI cannot hold as it is: up to the space, and <>"{}
 #endif
 };
 
-struct CanonicalEscape { // what may need an escape in a canonical literal: 0xEF starts U+FFFE and U+FFFF
+struct CanonicalEscape { // bytes that may need an escape in a canonical literal: 0xEF starts U+FFFE and U+FFFF
     static constexpr bool matches(const uint8_t byte) noexcept {
         return byte < ' ' || byte == '"' || byte == '\\' || byte == 0x7F || byte == 0xEF;
     }
@@ -64,7 +64,7 @@ struct AnyOf {
 #endif
 };
 
-struct StringStop { // what a string on one line cannot hold as it is
+struct StringStop { // bytes that are not allowed unescaped in a string on one line
     bool matches(const uint8_t byte) const noexcept {
         return byte == static_cast<uint8_t>(m_quote) || AnyOf<'\\', '\n', '\r'>::matches(byte);
     }
@@ -81,11 +81,11 @@ struct NotAscii {
 #if defined(__SSE2__)
     static __m128i matchesOf(const __m128i bytes) noexcept {
         return bytes;
-    } // the highest bits are what counts
+    } // only the highest bits matter
 #endif
 };
 
-struct CharacterStart { // of UTF-8: no continuation byte
+struct CharacterStart { // of UTF-8: not a continuation byte
     static constexpr bool matches(const uint8_t byte) noexcept { return (byte & 0xC0) != 0x80; }
 #if defined(__SSE2__)
     static __m128i matchesOf(const __m128i bytes) noexcept {
@@ -120,8 +120,8 @@ inline const char* findLineEnd(const char* const current, const char* const end)
     return find<AnyOf<'\n', '\r'>>(current, end);
 }
 
-/// Copies the bytes before the first one that matches, or before the end, and moves the output behind them. Returns what
-/// was not copied. The output has room for all bytes up to the end.
+/// Copies the bytes before the first one that matches, or before the end, and moves the output after them. Returns the
+/// bytes that were not copied. The output has space for all bytes up to the end.
 template<class Stop>
 inline const char* copyUntil(const char* current, const char* const end, const Stop stop, char*& output) noexcept {
 #if defined(__SSE2__)
@@ -146,7 +146,7 @@ inline size_t count(const char* current, const char* const end) noexcept {
     if (end - current >= 16) {
         for (; end - current >= 16; current += 16)
             number += static_cast<size_t>(std::popcount(maskOf16<Stop>(current)));
-        // The last sixteen bytes once more, but for those that are counted.
+        // The last sixteen bytes again, without those that have been counted.
         return number + static_cast<size_t>(std::popcount(maskOf16<Stop>(end - 16) >> (16 - (end - current))));
     }
 #endif

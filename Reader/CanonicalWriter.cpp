@@ -69,7 +69,7 @@ void appendEscaped(const std::string_view text, std::string& output) {
         } else {
             const std::string_view character(stop, std::min<size_t>(3, static_cast<size_t>(end - stop)));
             begin = stop + character.size();
-            if (character == "\xEF\xBF\xBE" || character == "\xEF\xBF\xBF") // no characters of XML
+            if (character == "\xEF\xBF\xBE" || character == "\xEF\xBF\xBF") // not allowed in XML
                 appendHexadecimal(character[2] == '\xBE' ? 0xFFFE : 0xFFFF, output);
             else
                 output += character;

@@ -11,7 +11,7 @@
 /// language tags in lower case, no written xsd:string, escapes only for characters that need them.
 namespace Rdf::CanonicalWriter {
 
-/// What becomes of language tags. RDF takes tags for equal that differ in case only; not everybody does.
+/// The treatment of language tags. RDF treats tags that differ only in case as equal; some applications do not.
 enum class Tags : uint8_t { LOWER_CASE, AS_WRITTEN };
 
 /// Appends a line.
@@ -20,11 +20,11 @@ void appendStatement(const Statement& statement, std::string& output);
 /// Appends a term.
 void appendTerm(const Term& term, std::string& output, Tags tags = Tags::LOWER_CASE);
 
-/// Appends a text as it stands between the quotes of a literal.
+/// Appends a text in the form that it has between the quotes of a literal.
 void appendEscaped(std::string_view text, std::string& output);
 
-/// Appends what stands between the brackets of a triple term. `appendPart(term, isObject)` appends the terms that are no
-/// triple terms. Those are objects, so that all their closing brackets stand together.
+/// Appends the text between the brackets of a triple term. `appendPart(term, isObject)` appends the terms that are not
+/// triple terms. Nested triple terms are objects, so all their closing brackets are together.
 template<class AppendPart>
 void appendTripleOf(const Triple& outermost, std::string& output, const AppendPart& appendPart) {
     const Triple* triple = &outermost;
@@ -43,7 +43,7 @@ void appendTripleOf(const Triple& outermost, std::string& output, const AppendPa
         output += " )>>";
 }
 
-/// Appends a line, its terms as above.
+/// Appends a line, with its terms as above.
 template<class AppendPart>
 void appendStatementOf(const Statement& statement, std::string& output, const AppendPart& appendPart) {
     appendTripleOf(statement, output, appendPart);

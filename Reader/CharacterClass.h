@@ -6,7 +6,7 @@
 /// The characters of names and labels, as the grammars of Turtle and N-Triples group them.
 namespace Rdf::CharacterClass {
 
-// What an ASCII character may be, as bits.
+// The classes of an ASCII character, as bits.
 constexpr uint8_t LETTER = 1 << 0;
 constexpr uint8_t DIGIT = 1 << 1;
 constexpr uint8_t HEX = 1 << 2;        // a hexadecimal digit
@@ -40,7 +40,7 @@ constexpr std::array<uint8_t, 256> makeTable() noexcept {
 
 inline constexpr std::array<uint8_t, 256> TABLE = makeTable();
 
-/// Also takes the -1 that stands for the end of the text.
+/// Also accepts -1, which stands for the end of the text.
 constexpr bool is(const int character, const uint8_t classes) noexcept {
     return character >= 0 && (TABLE[static_cast<uint8_t>(character)] & classes) != 0;
 }

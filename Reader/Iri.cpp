@@ -15,8 +15,8 @@ size_t findAuthorityEnd(const std::string_view iri, const size_t begin) noexcept
     return std::min(iri.find_first_of("/?#", begin + 2), iri.size());
 }
 
-/// Appends a path without its segments "." and "..", which it takes away with what they stand for. Nothing of the
-/// output before its present end is taken away.
+/// Appends a path without its segments "." and "..", which it removes together with the segments that ".." refers to.
+/// Nothing of the output before its present end is removed.
 void appendWithoutDotSegments(std::string_view path, std::string& output) {
     const size_t begin = output.size();
     const auto startsWithSegment = [&](const std::string_view dots) {

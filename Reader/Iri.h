@@ -8,10 +8,10 @@
 
 namespace Rdf {
 
-/// Reads an IRI with escapes in it or with something wrong; `stop` is the first such place.
+/// Reads an IRI with escapes or with an error; `stop` is the first such position.
 const char* readEscapedIriReference(TextWindow& window, const char* opening, const char* stop, std::string_view& iri);
 
-/// Reads `<...>`, whose '<' stands here: an IRI, absolute or relative, with its escapes replaced.
+/// Reads `<...>` from its '<': an IRI, absolute or relative, with its escapes replaced.
 inline const char* readIriReference(TextWindow& window, const char* const opening, std::string_view& iri) {
     const char* const begin = opening + 1;
     const char* const stop = ByteScan::find<ByteScan::IriStop>(begin, window.getEnd());
@@ -21,9 +21,9 @@ inline const char* readIriReference(TextWindow& window, const char* const openin
     return stop + 1;
 }
 
-/// Whether an IRI starts with a scheme and a colon.
+/// Returns whether an IRI starts with a scheme and a colon.
 inline bool isAbsoluteIri(const std::string_view iri) noexcept {
-    if (iri.starts_with("http:") || iri.starts_with("https:")) // nearly all
+    if (iri.starts_with("http:") || iri.starts_with("https:")) // the most frequent case
         return true;
     const auto classOf = [&](const size_t index) { return CharacterClass::TABLE[static_cast<uint8_t>(iri[index])]; };
     if (iri.empty() || (classOf(0) & CharacterClass::LETTER) == 0)
@@ -35,13 +35,13 @@ inline bool isAbsoluteIri(const std::string_view iri) noexcept {
     return false;
 }
 
-/// Resolves relative IRIs against a base (RFC 3986, 5.2, strict). An IRI that has a scheme stays as it is.
+/// Resolves relative IRIs against a base (RFC 3986, 5.2, strict). An IRI with a scheme stays as it is.
 ///
 /// Ownership  Owns the base. Resolved IRIs are in the arena.
-/// Threads    Immutable while nobody sets the base.
+/// Threads    Immutable while no thread sets the base.
 class IriResolver {
 public:
-    /// An absolute IRI, or nothing.
+    /// The base: an absolute IRI, or empty.
     explicit IriResolver(const std::string_view base) { setBase(base); }
 
     void setBase(std::string_view base);

@@ -11,7 +11,7 @@ using LineTerms::readIri;
 using LineTerms::readSubject;
 using LineTerms::skipBlanks;
 
-/// Returns where the last line ends of those that are whole, after its end; `begin` if there is none.
+/// Returns the end of the last whole line; `begin` if there is none.
 const char* findEndOfLines(const char* const begin, const char* end) noexcept {
     while (end != begin && !isLineEnd(end[-1]))
         --end;
@@ -28,7 +28,7 @@ const char* LineReader::readText(const char* const begin, const char* const end,
     at = readLines(at, endOfLines);
     if (m_isStopped || static_cast<size_t>(end - at) <= m_options.m_maximumLength)
         return at;
-    // The line goes on, and is too long already.
+    // The line continues, and is too long already.
     m_window.failLength(at, "line", m_options.m_maximumLength);
     m_error = takeFailure(at);
     if (!m_options.m_isLenient)
@@ -38,7 +38,7 @@ const char* LineReader::readText(const char* const begin, const char* const end,
     return end;
 }
 
-/// Goes on with the line that is being skipped, if one is; its error is reported in the end.
+/// Continues to skip a line, if one is being skipped; its error is reported at its end.
 const char* LineReader::skipLongLine(const char* const at, const char* const end, const bool isLast) {
     if (!m_isInLongLine)
         return at;
@@ -52,7 +52,7 @@ const char* LineReader::skipLongLine(const char* const at, const char* const end
     return lineEnd; // the rest of the line is blank
 }
 
-/// Reads whole lines, of which the last one of the input may lack its end.
+/// Reads whole lines; the last one of the input may lack its end.
 const char* LineReader::readLines(const char* const begin, const char* const end) {
     openWindow(begin, end, true);
     const char* line = begin;
@@ -73,7 +73,7 @@ const char* LineReader::readLines(const char* const begin, const char* const end
     return end;
 }
 
-/// Reads a line; returns its end, where the line feed is.
+/// Reads a line; returns its end, the position of the line feed.
 const char* LineReader::readLine(const char* const line) {
     const char* const end = m_window.getEnd();
     const char* at = skipBlanks(line, end);
@@ -147,7 +147,7 @@ const char* LineReader::readEndOfLine(const char* at, const char* const expected
     return at;
 }
 
-/// Reports what is wrong with a line; returns its end.
+/// Reports the error of a line; returns its end.
 const char* LineReader::skipLine(const char* const line, const char* const end) {
     const char* const invalid = m_window.getEnd();
     const char* const lineEnd = ByteScan::findLineEnd(std::max(line, m_window.getFailurePlace()), end);

@@ -5,8 +5,8 @@
 
 namespace Rdf {
 
-/// Reads N-Triples and N-Quads, line by line: blocks of whole lines can be read by several readers, each of which is
-/// told where its block starts.
+/// Reads N-Triples and N-Quads, line by line: several readers can read blocks of whole lines, if each knows where its
+/// block starts.
 ///
 /// Lines      A statement ends at a line feed or a carriage return. Lines are counted by line feeds.
 class LineReader : public SyntaxReader {
@@ -28,10 +28,10 @@ private:
     const char* skipLine(const char* line, const char* end);
     const char* skipLongLine(const char* at, const char* end, bool isLast);
 
-    bool m_isInLongLine = false; // which is being skipped
+    bool m_isInLongLine = false; // whether a line is being skipped
     SyntaxError m_error;         // of that line
     Statement m_statement;
-    LineTerms::Triples m_triples; // that are terms of the statement
+    LineTerms::Triples m_triples; // triple terms of the statement
 };
 
 } // namespace Rdf

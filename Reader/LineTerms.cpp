@@ -2,15 +2,15 @@
 
 namespace Rdf::LineTerms {
 
-/// Only objects can be triple terms within triple terms, so the subjects and predicates of all come first, and in the end
-/// as many brackets close as were opened.
+/// Only objects can be triple terms within triple terms, so the subjects and predicates of all come first, and at the
+/// end all brackets close.
 const char* readTripleTerm(TextWindow& window, const char* at, Term& term, Triples& storage) {
     const char* const end = window.getEnd();
     std::deque<Triple>& triples = storage.m_triples;
     triples.clear();
     Term* object = &term;
     const char* opening = at;
-    // A triple term in which the line ends is what is wrong.
+    // If the line ends in a triple term, the triple term is the error.
     const auto blameOpening = [&] {
         const char* const place = window.getFailurePlace();
         const bool isAtEnd = place == end ? window.isFailureAtEnd() : isLineEnd(*place);

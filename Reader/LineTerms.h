@@ -14,7 +14,7 @@
 /// Reads the terms of N-Triples and N-Quads.
 namespace Rdf::LineTerms {
 
-/// The triples of the triple term that was read last, which refers to them.
+/// The triples of the last triple term, which refers to them.
 struct Triples {
     explicit Triples(const size_t maximumNesting) : m_maximumNesting(maximumNesting) {}
 
@@ -32,7 +32,7 @@ inline const char* skipBlanks(const char* at, const char* const end) noexcept {
     return at;
 }
 
-/// Reads an absolute IRI; if none starts here, says what was expected.
+/// Reads an absolute IRI; if none starts here, reports what was expected.
 inline const char* readIri(TextWindow& window, const char* const at, Term& term, const char* const expected) {
     if (!window.is(at, '<') || window.is(at + 1, '<')) [[unlikely]]
         return window.failExpected(at, expected);
@@ -53,7 +53,7 @@ inline const char* readSubject(TextWindow& window, const char* const at, Term& t
     return readBlankNodeLabel(window, at, term.m_text);
 }
 
-/// Reads a triple term, whose brackets open here.
+/// Reads a triple term from its opening brackets.
 const char* readTripleTerm(TextWindow& window, const char* at, Term& term, Triples& storage);
 
 /// Reads any term.

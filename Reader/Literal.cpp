@@ -23,7 +23,7 @@ const char* skipDigits(TextWindow& window, const char* at) noexcept {
     return at;
 }
 
-/// Returns where an exponent ends that starts here, or null.
+/// Returns the end of an exponent that starts here, or null.
 const char* skipExponent(TextWindow& window, const char* at) noexcept {
     if (!window.is(at, 'e') && !window.is(at, 'E'))
         return nullptr;
@@ -64,7 +64,7 @@ const char* readNumber(TextWindow& window, const char* const at, Term& literal) 
     const char* end = skipDigits(window, digits);
     const bool hasDigits = end != digits;
     std::string_view datatype = Vocabulary::XSD_INTEGER;
-    // A full stop belongs to the number if digits or an exponent follow; else it may end the statement.
+    // A full stop belongs to the number if digits or an exponent follow; otherwise it may end the statement.
     if (window.is(end, '.')) {
         const char* const fraction = skipDigits(window, end + 1);
         if (fraction != end + 1 || (hasDigits && skipExponent(window, fraction) != nullptr)) {

@@ -9,16 +9,16 @@
 
 namespace Rdf {
 
-/// Reads a language tag, whose '@' stands here, and in RDF 1.2 a direction: @en, @zh-Hant, @ar--rtl.
+/// Reads a language tag from its '@', and in RDF 1.2 a direction: @en, @zh-Hant, @ar--rtl.
 const char* readLanguageTag(TextWindow& window, const char* at, Term& literal);
 
-/// Reads a number of Turtle, whose sign, digit or full stop stands here: an integer, a decimal or a double.
+/// Reads a number of Turtle from its sign, digit or full stop: an integer, a decimal or a double.
 const char* readNumber(TextWindow& window, const char* at, Term& literal);
 
-/// Reads a literal in quotes with its language tag or datatype. The syntaxes differ in what stands between these parts
-/// (skipSpace), in their strings, and in their IRIs.
+/// Reads a literal in quotes with its language tag or datatype. The syntaxes differ in the text that is allowed between
+/// these parts (skipSpace), in their strings, and in their IRIs.
 ///
-/// RDF 1.2 has rdf:langString and rdf:dirLangString only for literals with a language tag.
+/// RDF 1.2 allows rdf:langString and rdf:dirLangString only for literals with a language tag.
 template<class SkipSpace, class ReadString, class ReadIri>
 const char* readLiteral(TextWindow& window, const char* at, Term& literal, const SkipSpace& skipSpace,
                         const ReadString& readString, const ReadIri& readIri) {

@@ -10,7 +10,7 @@ namespace {
 
 using CharacterClass::is;
 
-/// Whether a character beyond ASCII may start a name (PN_CHARS_BASE).
+/// Returns whether a character beyond ASCII may start a name (PN_CHARS_BASE).
 bool isNameStartBeyondAscii(const uint32_t character) noexcept {
     // The first and the last of each range.
     constexpr std::array<uint32_t, 24> RANGES{0xC0,   0xD6,   0xD8,   0xF6,   0xF8,   0x2FF,  0x370,   0x37D,
@@ -22,7 +22,7 @@ bool isNameStartBeyondAscii(const uint32_t character) noexcept {
     return false;
 }
 
-/// Whether a character beyond ASCII may stand within a name (PN_CHARS).
+/// Returns whether a character beyond ASCII may be within a name (PN_CHARS).
 bool isNamePartBeyondAscii(const uint32_t character) noexcept {
     return character == 0xB7 || (character >= 0x300 && character <= 0x36F) || character == 0x203F ||
            character == 0x2040 || isNameStartBeyondAscii(character);
@@ -32,7 +32,7 @@ constexpr bool isAscii(const char byte) noexcept {
     return static_cast<uint8_t>(byte) < 0x80;
 }
 
-/// Skips characters of names, and of ASCII those of this class.
+/// Skips characters of names; ASCII ones must be of this class.
 const char* skipNameParts(TextWindow& window, const char* at, const uint8_t asciiClass) noexcept {
     const char* const end = window.getEnd();
     for (;;) {
@@ -44,14 +44,14 @@ const char* skipNameParts(TextWindow& window, const char* at, const uint8_t asci
     }
 }
 
-/// Full stops may stand within names, not at their end.
+/// Full stops may be within names, not at their end.
 const char* withoutFullStops(const char* const begin, const char* end) noexcept {
     while (end != begin && end[-1] == '.')
         --end;
     return end;
 }
 
-/// Whether a label or local name may start here, with a digit or underscore too.
+/// Returns whether a label or local name may start here; also with a digit or underscore.
 bool isLabelStart(TextWindow& window, const char* const at) noexcept {
     return isNameStart(window, at) || is(window.peek(at), CharacterClass::DIGIT) || window.is(at, '_');
 }
@@ -59,7 +59,7 @@ bool isLabelStart(TextWindow& window, const char* const at) noexcept {
 /// Reads the part after the colon; an escaped full stop may end it.
 const char* readLocalName(TextWindow& window, const char* const begin, bool& hasEscapes) {
     const char* at = begin;
-    const char* unescaped = begin; // what comes after the last escape
+    const char* unescaped = begin; // the text after the last escape
     if (window.peek(at) != '%' && window.peek(at) != '\\' && window.peek(at) != ':' && !isLabelStart(window, at))
         return at;
     for (;;) {

@@ -6,7 +6,7 @@
 
 namespace Rdf {
 
-/// Reads a blank node's label, whose '_' stands here; it is given without "_:".
+/// Reads a blank node's label from its '_'; the result is without "_:".
 const char* readBlankNodeLabel(TextWindow& window, const char* at, std::string_view& label);
 
 /// A word such as `true`, or a name such as `ex:local`.
@@ -17,10 +17,10 @@ struct Name {
     bool m_hasEscapes = false; // the local part has backslashes
 };
 
-/// Reads a word or prefixed name; nothing but names start with a letter or a colon.
+/// Reads a word or prefixed name; only names start with a letter or a colon.
 const char* readName(TextWindow& window, const char* at, Name& name);
 
-/// Whether a name or word may start with what stands here.
+/// Returns whether a name or word may start here.
 bool isNameStart(TextWindow& window, const char* at) noexcept;
 
 } // namespace Rdf

@@ -4,8 +4,8 @@
 
 namespace Rdf {
 
-/// Where something stands in the input. Lines are counted by line feeds, from 1; columns count characters (code
-/// points) after the last line feed or carriage return, from 1; offsets count bytes, from 0.
+/// A place in the input. Lines are counted by line feeds, from 1; columns count characters (code points) after the last
+/// line feed or carriage return, from 1; offsets count bytes, from 0.
 struct Place {
     uint64_t m_line = 1;
     uint64_t m_column = 1;

@@ -9,11 +9,11 @@
 
 namespace Rdf {
 
-/// Tells the line and column of places in a text, counting from the place asked for last: questions in the order of
-/// the text count every byte once.
+/// Returns the line and column of positions in a text, counting from the last requested position: requests in the order
+/// of the text count every byte once.
 class PlaceCounter {
 public:
-    /// Says that the text before the place reached is followed by this one.
+    /// Continues with this text, which follows the text before the current position.
     void startText(const char* const begin) noexcept {
         m_textBegin = m_at = m_lineAt = begin;
         m_column = m_begin.m_column;
@@ -27,7 +27,7 @@ public:
         startText(begin);
     }
 
-    /// Says that a line feed or carriage return stands here, and that no other follows the place reached.
+    /// Records that a line feed or carriage return is here, and that there is no other after the current position.
     void passLineEnd(const char* const lineEnd) noexcept {
         m_at = m_lineAt = lineEnd + 1;
         m_column = 1;
@@ -40,7 +40,8 @@ public:
         return m_begin.m_offset + static_cast<uint64_t>(at - m_textBegin);
     }
 
-    /// Returns a place of the text. The column of one before the place reached is counted from the start of its line.
+    /// Returns a place of the text. The column of a position before the current one is counted from the start of its
+    /// line.
     Place find(const char* const at) {
         const bool isEarlier = at < m_at;
         const char* const begin = isEarlier ? m_textBegin : m_at;
@@ -58,8 +59,8 @@ public:
         return {findLine(at), column, getOffset(at)};
     }
 
-    /// Returns the line of a place of the text: in the order of the text, or of one that was passed, as often as one
-    /// likes. Throws std::bad_alloc.
+    /// Returns the line of a position of the text: in the order of the text, or of an earlier position, any number of
+    /// times. Throws std::bad_alloc.
     uint64_t findLine(const char* const at) {
         if (at < m_lineAt)
             return findEarlierLine(at);
@@ -68,16 +69,16 @@ public:
         return m_line;
     }
 
-    /// Returns the line of the place that was asked for last in the order of the text.
+    /// Returns the line of the last position that was requested in the order of the text.
     uint64_t getLine() const noexcept { return m_line; }
 
-    /// Ends the text here; the next one starts with what follows.
+    /// Ends the text here; the next one starts with the rest.
     void endText(const char* const end) { m_begin = find(end); }
 
 private:
     using LineFeed = ByteScan::AnyOf<'\n'>;
 
-    /// How far is counted at most to find an earlier line.
+    /// The maximum number of bytes that are counted to find an earlier line.
     static constexpr size_t STRIDE = 4096;
 
     uint64_t findEarlierLine(const char* const at) {
@@ -93,11 +94,11 @@ private:
 
     const char* m_textBegin = nullptr;
     Place m_begin;                          // of the text
-    const char* m_at = nullptr;             // the place reached
+    const char* m_at = nullptr;             // the current position
     uint64_t m_column = 1;                  // of it
-    const char* m_lineAt = nullptr;         // the farthest place whose line was asked for
+    const char* m_lineAt = nullptr;         // the farthest position whose line was requested
     uint64_t m_line = 1;                    // of that
-    std::vector<uint64_t> m_linesOfStrides; // in which they begin, as far as was asked for
+    std::vector<uint64_t> m_linesOfStrides; // in which they begin, as far as requested
 };
 
 } // namespace Rdf

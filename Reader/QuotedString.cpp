@@ -10,7 +10,7 @@ namespace Rdf {
 
 namespace {
 
-/// What a letter after a backslash stands for, or 0.
+/// Returns the character for a letter after a backslash, or 0.
 constexpr std::array<char, 256> ESCAPES = [] {
     constexpr std::string_view LETTERS = "tbnrf\"'\\";
     constexpr std::string_view CHARACTERS = "\t\b\n\r\f\"'\\";
@@ -37,8 +37,8 @@ const char* readStringEscape(TextWindow& window, const char* const at, char*& ou
     return at + 2;
 }
 
-/// Unescapes text up to a byte that ends it or to the limit, in one pass from left to right; returns where. The last
-/// escape may go beyond the limit. The output has room for as many bytes as were read.
+/// Unescapes text up to a byte that ends it or to the limit, in one pass from left to right; returns the position. The
+/// last escape may exceed the limit. The output has space for as many bytes as were read.
 template<class Stop>
 const char* unescape(TextWindow& window, const char* at, const char* const limit, const Stop stop, char*& output) {
     while (at != nullptr) {
@@ -50,7 +50,7 @@ const char* unescape(TextWindow& window, const char* at, const char* const limit
     return at;
 }
 
-/// Unescapes the string on one line that starts here; null if there is anything else to it than escapes.
+/// Unescapes the string on one line that starts here; null if it contains anything special besides escapes.
 const char* readToClosingQuote(TextWindow& window, const char* const opening, std::string_view& text) {
     constexpr ptrdiff_t LONGEST_ESCAPE = 10;
     const std::span<char> room = window.getArena().getRoom();
@@ -67,7 +67,7 @@ const char* readToClosingQuote(TextWindow& window, const char* const opening, st
     return end + 1;
 }
 
-/// Unescapes what stands between quotes.
+/// Unescapes the text between quotes.
 const char* unescapeAll(TextWindow& window, const char* const at, const char* const end, std::string_view& text) {
     char* const begin = window.getArena().allocate(static_cast<size_t>(end - at));
     char* output = begin;

@@ -8,16 +8,16 @@
 
 namespace Rdf {
 
-/// Reads \uXXXX or \UXXXXXXXX, whose backslash stands here: the number of a character, which is no surrogate.
+/// Reads \uXXXX or \UXXXXXXXX from its backslash: the number of a character that is not a surrogate.
 const char* readUnicodeEscape(TextWindow& window, const char* at, uint32_t& character);
 
-/// Reads a string on one line, with an escape in it or with something wrong; `stop` is the first such place.
+/// Reads a string on one line with an escape or an error; `stop` is the first such position.
 const char* readEscapedString(TextWindow& window, const char* opening, const char* stop, std::string_view& text);
 
-/// Reads a string on one line, whose opening quote stands here, and unescapes it.
+/// Reads a string on one line from its opening quote, and unescapes it.
 inline const char* readShortString(TextWindow& window, const char* const opening, std::string_view& text) {
     const char* const begin = opening + 1;
-    // Nearly all quotes are double: what the compiler knows of them costs nothing.
+    // Nearly all quotes are double: a constant that the compiler knows makes them fast.
     const char* const stop = *opening == '"' ? ByteScan::find(begin, window.getEnd(), ByteScan::StringStop{'"'})
                                              : ByteScan::find(begin, window.getEnd(), ByteScan::StringStop{'\''});
     if (!window.is(stop, *opening)) [[unlikely]]
@@ -35,12 +35,12 @@ inline const char* readTurtleString(TextWindow& window, const char* const openin
                                             : readShortString(window, opening, text);
 }
 
-/// Returns the closing quote of a string on one line whose text goes on here, or what is wrong: the end of the line, a
-/// backslash before it, or the end.
+/// Returns the closing quote of a string on one line whose text continues here, or the position of an error: the end of
+/// the line, a backslash before it, or the end.
 const char* findShortStringEnd(const char* at, const char* end, char quote) noexcept;
 
-/// Returns where a string that goes on here, after its three opening quotes, has its three closing ones; or, less than
-/// three bytes before the end, from where to look for them in more text.
+/// Returns the position of the three closing quotes of a string that continues here, after its three opening ones; or,
+/// less than three bytes before the end, the position from which to search for them in more text.
 const char* findLongStringEnd(const char* at, const char* end, char quote) noexcept;
 
 } // namespace Rdf

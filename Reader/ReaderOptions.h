@@ -17,11 +17,11 @@ struct ReaderOptions {
 
     Syntax m_syntax = Syntax::N_TRIPLES;
     Version m_version = Version::RDF_1_2;
-    bool m_isLenient = false;       // goes on after errors
+    bool m_isLenient = false;       // continues after errors
     size_t m_maximumNesting = 1000; // of brackets, collections and triple terms within each other
     size_t m_maximumLength =
         DEFAULT_MAXIMUM_LENGTH; // in bytes: of a line, or a statement with the byte that shows its end
-    std::string m_base{};       // an absolute IRI for relative ones in Turtle and TriG; empty when there is none
+    std::string m_base{};       // an absolute IRI for relative ones in Turtle and TriG; empty if there is none
 };
 
 constexpr bool hasGraphs(const Syntax syntax) noexcept {

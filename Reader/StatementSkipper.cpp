@@ -15,7 +15,7 @@ bool isNamePart(const char character) noexcept {
     return CharacterClass::is(byte, CharacterClass::LOCAL_NAME) || byte >= 0x80 || byte == '%' || byte == '\\';
 }
 
-/// How many bytes tell what starts with this one.
+/// Returns how many bytes are needed to recognize the construct that starts with this one.
 ptrdiff_t getLookahead(const char first) noexcept {
     return first == '"' || first == '\'' ? 3 : first == '{' || first == '|' || first == '.' ? 2 : 1;
 }
@@ -50,7 +50,7 @@ const char* StatementSkipper::skip(const char* at, const char* const end, const 
     return at;
 }
 
-/// Skips what starts here, or its first byte and notes what it is.
+/// Skips the construct that starts here, or skips its first byte and records the construct.
 const char* StatementSkipper::skipToken(const char* const at, const char* const end, const bool isPast) {
     const auto isNext = [&](const char character) { return end - at > 1 && at[1] == character; };
     const auto enter = [&](const In in, const ptrdiff_t size) {
@@ -96,7 +96,7 @@ const char* StatementSkipper::skipToken(const char* const at, const char* const 
     }
 }
 
-/// Goes on with what has begun, and notes if it ends. Returns how far it is skipped.
+/// Continues the current construct, and records if it ends. Returns the position up to which it is skipped.
 const char* StatementSkipper::skipWithin(const char* const at, const char* const end, const bool isLast) {
     switch (m_in) {
     case In::NAME:
@@ -116,7 +116,8 @@ const char* StatementSkipper::skipWithin(const char* const at, const char* const
     }
 }
 
-/// Skips a name, word or number. A full stop belongs to it if more of it follows that is no full stop.
+/// Skips a name, word or number. A full stop belongs to it if it continues after that with another character than a
+/// full stop.
 const char* StatementSkipper::skipName(const char* at, const char* const end, const bool isLast) {
     for (; at != end && isNamePart(*at); ++at) {
         if (*at != '.' && *at != '\\')
@@ -133,7 +134,8 @@ const char* StatementSkipper::skipName(const char* at, const char* const end, co
     return at;
 }
 
-/// Skips an IRI, or what it has before a character that is in no IRI; a full stop before that ends the statement.
+/// Skips an IRI, or its part before a character that is not allowed in IRIs; a full stop before that ends the
+/// statement.
 const char* StatementSkipper::skipIri(const char* const at, const char* const end, const bool isLast) {
     const char* stop = ByteScan::find<ByteScan::IriStop>(at, end);
     while (stop != end && *stop == '\\')

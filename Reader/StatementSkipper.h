@@ -7,24 +7,24 @@
 
 namespace Rdf {
 
-/// Finds where to go on after an error in Turtle or TriG: after the next full stop that ends a statement, or where the
-/// graph ends that the error is in, or after a graph whose label or opening is wrong. It tells strings, IRIs, comments
-/// and names apart, since they may have full stops in them, and judges none of them. A long string that does not end
+/// Finds where to continue after an error in Turtle or TriG: after the next full stop that ends a statement, or at the
+/// end of the graph with the error, or after a graph whose label or opening is wrong. It distinguishes strings, IRIs,
+/// comments and names, since they may contain full stops, and does not validate them. A long string that does not end
 /// within the maximum length is taken to end there.
 ///
-/// Memory  None: it remembers what it is in, and looks at most three bytes ahead.
+/// Memory  None: it stores only its state, and looks at most three bytes ahead.
 class StatementSkipper {
 public:
     StatementSkipper(const TextWindow& window, const size_t maximumLength)
         : m_window(window), m_maximumLength(maximumLength) {}
 
-    /// Starts at the faulty statement; the error stands so many bytes later.
+    /// Starts at the faulty statement; the error is so many bytes later.
     void start(size_t distance, bool hasGraphs, bool isInGraph) noexcept;
 
     void stop() noexcept { m_isSkipping = false; }
     bool isSkipping() const noexcept { return m_isSkipping; }
 
-    /// Returns how far the text can be skipped. The rest, if any, is to come again with more text.
+    /// Returns the position up to which the text can be skipped. The rest, if any, must come again with more text.
     const char* skip(const char* at, const char* end, bool isLast);
 
 private:
@@ -46,7 +46,7 @@ private:
     char m_quote = 0;
     size_t m_stringLength = 0; // of the long string so far
     size_t m_distance = 0;
-    size_t m_depth = 0; // of braces that were opened
+    size_t m_depth = 0; // of open braces
 };
 
 } // namespace Rdf

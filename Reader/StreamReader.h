@@ -7,17 +7,17 @@
 
 namespace Rdf {
 
-/// Reads an input that comes in pieces, cut wherever they are. Keeps what is not read for good: at most the statement
-/// that a piece cuts, whose length the reader's options limit.
+/// Reads an input that comes in pieces, cut anywhere. Keeps unfinished text: at most the statement that a piece cuts,
+/// whose length the reader's options limit.
 ///
 /// Ownership  The reader must outlive it, and is used through it until `finish`.
 /// Threads    One at a time.
-/// Errors     As the reader's; std::bad_alloc when a statement is too long for the memory.
+/// Errors     As the reader's; std::bad_alloc if a statement is too long for the memory.
 class StreamReader {
 public:
     explicit StreamReader(SyntaxReader& reader) : m_reader(reader) {}
 
-    /// Takes the next bytes of the input. Copies those that are not read for good.
+    /// Takes the next bytes of the input. Copies the unfinished ones.
     void feed(const std::string_view piece) {
         if (m_text.empty()) {
             m_text = piece.substr(m_reader.read(piece, false));
@@ -29,13 +29,13 @@ public:
         }
     }
 
-    /// Says that the input is at its end.
+    /// Ends the input.
     void finish() { read(true); }
 
-    /// Forgets what is not read for good.
+    /// Drops unfinished text.
     void clear() noexcept { m_text.clear(); }
 
-    /// Whether all that was fed is read for good.
+    /// Returns whether all text has been read completely.
     bool isEmpty() const noexcept { return m_text.empty(); }
 
 private:
@@ -52,7 +52,7 @@ private:
 
     SyntaxReader& m_reader;
     std::string m_text;
-    // A statement that was cut is read again only when there is twice as much of it, or enough to refuse its length.
+    // A statement that was cut is read again only if there is twice as much of it, or enough to refuse its length.
     size_t m_sizeToRead = 0;
 };
 

@@ -7,12 +7,12 @@
 
 namespace Rdf {
 
-/// What is wrong with a statement.
+/// An error in a statement.
 struct SyntaxError {
     Place m_place;
     std::string m_message; // one line, such as: expected a predicate, found '.'
-    // The bytes that gave no statements because of the error, by offset: the line, or the statement with its full stop.
-    // When reading is strict, which ends it, the end is where the error stands.
+    // The bytes that yield no statements because of the error, by offset: the line, or the statement with its full
+    // stop. If reading is strict, which ends it, the end is the position of the error.
     uint64_t m_skippedBegin = 0;
     uint64_t m_skippedEnd = 0;
 

@@ -20,12 +20,12 @@ struct Term {
     Direction m_direction = Direction::NONE;
     std::string_view m_text{};        // an absolute IRI, a label without "_:", or a literal's lexical form, unescaped
     std::string_view m_tag{};         // a literal's language tag as written, without '@' and direction
-    std::string_view m_datatype{};    // a literal's; empty if it has a tag, or none of both, which means xsd:string
+    std::string_view m_datatype{};    // a literal's; empty if it has a tag, or neither, which means xsd:string
     const Triple* m_triple = nullptr; // of a triple term
-    const char* m_begin = nullptr;    // where the term starts in the text; SyntaxReader::locate tells the place
+    const char* m_begin = nullptr;    // where the term starts in the text; SyntaxReader::locate returns its place
 };
 
-/// What a triple term consists of.
+/// The parts of a triple term.
 struct Triple {
     Term m_subject;
     Term m_predicate;

@@ -8,7 +8,7 @@
 
 namespace Rdf {
 
-/// Memory for the texts of one statement that do not stand in the input as they are. Texts never move.
+/// Memory for texts of one statement that are not in the input in their final form. Texts never move.
 class TextArena {
 public:
     /// Returns `size` bytes, valid until clear.
@@ -20,7 +20,7 @@ public:
         return text;
     }
 
-    /// The room that there is without another block, for a text whose size is not known yet.
+    /// Returns the space that is available without another block, for a text of unknown size.
     std::span<char> getRoom() const noexcept {
         return m_blocks.empty() ? std::span<char>() : std::span(m_blocks.back().get() + m_used, m_capacity - m_used);
     }

@@ -13,16 +13,16 @@
 
 namespace Rdf {
 
-/// The text that terms are read from, and what is wrong with it.
+/// The text from which terms are read, and the failure.
 ///
-/// All functions that read something of the text take the place where it starts and return the place after it; null
-/// when it is not there or not right, and then the window holds the failure. None looks beyond the end. When more text
-/// follows that is not there yet, whatever was made of a text whose end was touched counts for nothing.
+/// All functions that read a part of the text take the position where it starts and return the position after it; or
+/// null if it is missing or wrong, and then the window contains the failure. None reads beyond the end. If more text
+/// follows later, every result that depended on the end of the text must be discarded.
 class TextWindow {
 public:
     static constexpr int END = -1;
 
-    /// What follows the end.
+    /// The value of the byte after the end.
     enum class Beyond : uint8_t { NOTHING, MORE_TEXT, INVALID_BYTE };
 
     explicit TextWindow(const Version version) noexcept : m_isVersion12(version == Version::RDF_1_2) {}
@@ -52,19 +52,20 @@ public:
         return is(at, first) && is(at + 1, second);
     }
 
-    /// Notes that something ends here perhaps only because the text does.
+    /// Records that something may end here only because the text does.
     const char* touch(const char* const at) noexcept {
         m_isEndTouched |= at == m_end;
         return at;
     }
 
-    /// Whether more text might make another thing of what was read.
+    /// Returns whether more text might change the result.
     bool isIncomplete() const noexcept { return m_isEndTouched && m_beyond == Beyond::MORE_TEXT; }
 
-    /// Whether the text ends here because no UTF-8 follows.
+    /// Returns whether the text ends here because it is followed by bytes that are not UTF-8.
     bool isInvalidHere(const char* const at) const noexcept { return at == m_end && m_beyond == Beyond::INVALID_BYTE; }
 
-    /// Remember that the rest of the input has no end of a long string with these quotes, so that it is searched once.
+    /// Records that the rest of the input has no end of a long string with these quotes, so that it is searched only
+    /// once.
     bool isKnownUnclosed(const char quote) const noexcept { return m_isKnownUnclosed[quote == '"']; }
     void setKnownUnclosed(const char quote) noexcept { m_isKnownUnclosed[quote == '"'] |= m_beyond == Beyond::NOTHING; }
 
@@ -73,22 +74,22 @@ public:
     std::nullptr_t failExpected(const char* at, std::string_view expected);
     std::nullptr_t failUnclosed(const char* opening, std::string_view kind, const char* end, std::string_view expected);
 
-    /// Makes the failure that of something that was opened here and is not closed.
+    /// Changes the failure to that of something that was opened here and is not closed.
     std::nullptr_t blameOpening(const char* opening, std::string_view kind);
 
     std::nullptr_t failNesting(const char* opening, size_t limit);
     std::nullptr_t failLength(const char* begin, std::string_view kind, size_t limit);
 
-    /// Names what stands here, such as: '.', the end of the line, U+0000.
+    /// Describes the text here, such as: '.', the end of the line, U+0000.
     std::string describe(const char* at);
 
     const char* getFailurePlace() const noexcept { return m_failurePlace; }
     std::string takeFailure() noexcept { return std::move(m_failure); }
 
-    /// Whether the failure is that the input is at its end.
+    /// Returns whether the failure is that the input has ended.
     bool isFailureAtEnd() const noexcept { return m_failurePlace == m_end && m_beyond != Beyond::INVALID_BYTE; }
 
-    /// Returns how far the failing function looked.
+    /// Returns the position up to which the failing function has read.
     const char* getFailureEnd() const noexcept { return m_failureEnd; }
 
 private:

@@ -13,15 +13,15 @@
 
 namespace Rdf {
 
-/// What the IRIs of Turtle depend on that comes before them.
+/// The earlier directives on which the IRIs of Turtle depend.
 struct TurtleContext {
     explicit TurtleContext(const std::string_view base) : m_base(base) {}
 
     IriResolver m_base;
-    std::map<std::string, std::string, std::less<>> m_prefixes; // to the IRIs that they stand for
+    std::map<std::string, std::string, std::less<>> m_prefixes; // with their IRIs
 };
 
-/// A graph of TriG that has begun and not ended.
+/// An open graph of TriG.
 struct OpenGraph {
     TermKind m_kind; // NONE for the default graph
     std::string m_name;
@@ -30,8 +30,7 @@ struct OpenGraph {
     bool operator==(const OpenGraph&) const = default;
 };
 
-/// All that statements depend on that comes before them. With it, a reader can start between statements in the middle of
-/// a text.
+/// The state before a statement, on which its meaning depends. With it, a reader can start between statements in the middle of a text.
 ///
 /// Threads  The context does not change any more and may be shared. Equal contexts are the same object.
 struct TurtleState {

@@ -10,7 +10,7 @@ namespace Rdf {
 
 namespace {
 
-// Statements that start with another letter are no directives.
+// Statements that start with another letter are not directives.
 constexpr std::string_view KEYWORD_STARTS = "pPbBvVgG";
 
 bool equalsIgnoringCase(const std::string_view word, const std::string_view lowerCase) noexcept {
@@ -18,7 +18,7 @@ bool equalsIgnoringCase(const std::string_view word, const std::string_view lowe
                       [](const char left, const char right) { return (left | 0x20) == right; });
 }
 
-/// Whether what ends here, white space and comments, ends in a comment.
+/// Returns whether the white space and comments that end here end in a comment.
 bool endsInComment(const char* const begin, const char* end) noexcept {
     while (end != begin && end[-1] != '\n' && end[-1] != '\r')
         if (*--end == '#')
@@ -72,7 +72,7 @@ const char* TurtleReader::readText(const char* const begin, const char* const en
         m_bytesExamined += static_cast<uint64_t>(std::max(m_window.getFailureEnd(), unit) - unit);
         m_error = takeFailure(unit);
         const bool isInGraph = m_state.m_graph.has_value();
-        if (isInGraph && m_window.isFailureAtEnd()) // also of the graph
+        if (isInGraph && m_window.isFailureAtEnd()) // the text also ends in the graph
             blameOpenGraph();
         if (!m_options.m_isLenient) {
             report(m_error, unit);
@@ -87,7 +87,7 @@ const char* TurtleReader::readText(const char* const begin, const char* const en
     }
 }
 
-/// Skips white space and comments, and notes whether a comment goes on after the window.
+/// Skips white space and comments, and records whether a comment continues after the window.
 const char* TurtleReader::skipSpace(const char* const at) {
     const char* const begin = m_isInComment ? ByteScan::findLineEnd(at, m_window.getEnd()) : at;
     const char* const unit = m_terms.skipSpace(begin);
@@ -106,7 +106,7 @@ bool TurtleReader::narrowWindow(const char* const unit) {
     return true;
 }
 
-/// Reads a unit: a statement, a directive, or what opens or closes a graph.
+/// Reads a unit: a statement, a directive, or the opening or closing of a graph.
 const char* TurtleReader::readUnit(const char* const at) {
     const int byte = m_window.peek(at);
     if (m_state.m_graph) {
@@ -127,7 +127,7 @@ const char* TurtleReader::readUnit(const char* const at) {
     return readTriples(at);
 }
 
-/// Reads a directive, or a graph that starts with a word; if neither is here, says so.
+/// Reads a directive, or a graph that starts with a word; if neither is here, reports that.
 const char* TurtleReader::readDirective(const char* const at, bool& isDirective) {
     const bool hasFullStop = *at == '@';
     Name name;
@@ -236,7 +236,7 @@ const char* TurtleReader::enterGraph(const char* const brace, const Term& label)
     return brace + 1;
 }
 
-/// Returns the context to change it: a copy, if another state refers to it.
+/// Returns the context for a change: a copy, if another state refers to it.
 TurtleContext& TurtleReader::changeContext() {
     if (m_ownContext == nullptr) {
         auto context = std::make_shared<TurtleContext>(*m_state.m_context);
@@ -246,7 +246,7 @@ TurtleContext& TurtleReader::changeContext() {
     return *m_ownContext;
 }
 
-/// Goes on with what is being skipped, if anything is; its error is reported in the end.
+/// Continues to skip, if something is being skipped; its error is reported at the end.
 const char* TurtleReader::finishSkipping(const char* const begin, const char* const end, const bool isLast) {
     if (!m_skipper.isSkipping())
         return begin;
@@ -265,7 +265,7 @@ void TurtleReader::reportOpenGraph(const char* const end) {
     report(m_error, end);
 }
 
-/// Says that the graph is what is wrong, as the text ends in it.
+/// Reports the graph as the error, as the text ends in it.
 void TurtleReader::blameOpenGraph() {
     m_error.m_place = m_state.m_graph->m_place;
     m_error.m_message.insert(0, "this '{' is not closed: ");

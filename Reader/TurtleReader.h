@@ -8,28 +8,28 @@
 
 namespace Rdf {
 
-/// Reads Turtle and TriG, statement by statement. The sink gets the triples of a statement once all of it is read, so
-/// that a faulty one gives none.
+/// Reads Turtle and TriG, statement by statement. The sink gets the triples of a statement when it is complete, so that
+/// a faulty one yields none.
 class TurtleReader : public SyntaxReader {
 public:
     TurtleReader(const ReaderOptions& options, StatementSink& sink);
 
-    /// Starts over between statements, where the next text starts, as the reader would go on that the state is from.
+    /// Restarts between statements, at the start of the next text, and continues like the reader of this state.
     void startAt(const Place& place, TurtleState state);
 
-    /// Tells the line of a term of the statement whose triples the sink is taking.
+    /// Returns the line of a term of the statement whose triples the sink is taking.
     uint64_t locateLine(const Term& term) { return m_places.findLine(term.m_begin); }
 
     /// Returns the text of the statement whose triples the sink is taking, with its full stop.
     std::string_view getStatementText() const noexcept { return m_statementText; }
 
-    /// What the statements depend on that come next.
+    /// Returns the state on which the next statements depend.
     TurtleState getState() {
         m_ownContext = nullptr;
         return m_state;
     }
 
-    /// Whether the text that is read for good ends between statements, and in no comment.
+    /// Returns whether the finished text ends between statements, and not in a comment.
     bool isBetweenStatements() const noexcept { return !m_skipper.isSkipping() && !m_isInComment; }
 
 private:

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::string_view SPACES = " \t\r\n";
 
-/// Whether a statement may begin here rather than a line of a long string.
+/// Returns whether a statement may start here, rather than a line of a long string.
 bool looksLikeStatement(std::string_view text) noexcept {
     text.remove_prefix(std::min(text.find_first_not_of(SPACES), text.size()));
     const auto wordEnd = std::find_if(text.begin(), text.end(), [](const char character) {
@@ -76,7 +76,7 @@ void TurtleRelay::Runner::guess(const Block& block) {
         prepare(*m_lane).startAt(block.m_place, m_guess);
         m_lane->m_stream.feed(block.m_text);
     } catch (...) {
-        m_guess = {}; // is wrong; what really is the matter shows again in turn
+        m_guess = {}; // is wrong; the actual error is found again in its turn
     }
 }
 
@@ -87,7 +87,7 @@ void TurtleRelay::Runner::finish() {
         m_relay.m_turnCame.wait(lock, [&] { return m_relay.m_turn == m_block.m_number; });
         isOver = m_relay.m_isOver;
     }
-    // The turn ends however it goes, as others wait for theirs.
+    // The turn must end in any case, as other threads wait for theirs.
     const auto endTurn = [](TurtleRelay* const relay) {
         const std::lock_guard guard(relay->m_mutex);
         ++relay->m_turn;
@@ -135,7 +135,7 @@ void TurtleRelay::Runner::finishText() {
     m_relay.m_lane->m_stream.finish();
 }
 
-/// Makes the sink take from a lane's reader.
+/// Lets the sink take the results of a lane's reader.
 TurtleReader& TurtleRelay::Runner::prepare(Lane& lane) noexcept {
     lane.m_reader.setSink(m_sink);
     m_reader = &lane.m_reader;

@@ -12,36 +12,36 @@
 namespace Rdf {
 
 /// Reads a text of Turtle or TriG block by block with several threads, and finds the statements, labels, errors and
-/// places that one reader finds. Each block gives those that end in it.
+/// places that one reader finds. Each block yields those that end in it.
 ///
-/// GUESS  While others are still at what precedes a block, it is read as if it began between statements, with the base,
-///        the prefixes and the graph that were in force after the last block that is done.
-/// TURN   When all that precedes the block is done, the reader that has come that far decides. If it stands between
-///        statements where the block begins, with just that base, those prefixes and that graph, it would now read what
-///        has been read, so the block's own reader takes its place. If not, all that was found in the block is
-///        withdrawn, and the reader that has come that far goes on with the block.
+/// GUESS  While other threads are reading the text before a block, the block is read as if it started between
+///        statements, with the base, the prefixes and the graph after the last finished block.
+/// TURN   When everything before the block has been read, the reader of the last block decides. If it is between
+///        statements at the start of the block, with the same base, prefixes and graph, it would read what has been
+///        read, so the block's own reader continues in its place. Otherwise the results of the block are discarded, and
+///        the reader of the last block continues with it.
 ///
-/// So it is only the speed that depends on where the text is cut. Guesses are made while less than an eighth of the text
-/// was read in vain; the first block, where most files have all of their directives, is waited for.
+/// So the cuts affect only the speed. Guesses are made while less than an eighth of the text was read in vain; all
+/// threads wait for the first block, where most files have all of their directives.
 ///
 /// Memory   That of a StreamReader for each thread and one more.
-/// Threads  Any number, each with a runner of its own.
+/// Threads  Any number, each with its own runner.
 class TurtleRelay {
 public:
-    /// What the text before a block ends with, but for white space, when a statement seems to end there.
+    /// The last character of the text before a block, except white space, if a statement seems to end there.
     enum class Cut : uint8_t { ANYWHERE, AFTER_FULL_STOP, AFTER_BRACE };
 
     struct Block {
         uint64_t m_number = 0; // counts the blocks of the text from 0
         std::string_view m_text{};
-        Place m_place{}; // where it begins
+        Place m_place{}; // where it starts
         Cut m_cut = Cut::ANYWHERE;
     };
 
-    /// Takes what is found in a block.
+    /// Takes the results of a block.
     class Sink : public StatementSink {
     public:
-        /// Says that what was found in the block does not count.
+        /// Discards the results of the block.
         virtual void withdraw() = 0;
     };
 
@@ -51,7 +51,7 @@ public:
 
     bool isLenient() const noexcept { return m_options.m_isLenient; }
 
-    /// Returns where a block of this text should end and the next one begin; 0 if no place looks good.
+    /// Returns where a block of this text should end and the next one start; 0 if there is no good position.
     static size_t findCut(std::string_view text, Syntax syntax, Cut& cut) noexcept;
 
     /// Returns how much of the text was read in vain.
@@ -66,11 +66,11 @@ private:
     };
 
     const ReaderOptions m_options;
-    std::unique_ptr<Lane> m_lane; // that has come so far; belongs to the runner whose turn it is
-    std::mutex m_mutex;           // protects all that follows
+    std::unique_ptr<Lane> m_lane; // of the reader that has come so far; belongs to the runner that has its turn
+    std::mutex m_mutex;           // protects everything below
     std::condition_variable m_turnCame;
-    uint64_t m_turn = 0;   // number of the block whose turn it is
-    bool m_isOver = false; // strict reading has found an error, or something else went wrong
+    uint64_t m_turn = 0;   // number of the block that has its turn
+    bool m_isOver = false; // strict reading has found an error, or there was another failure
     TurtleState m_state;   // before that block
     uint64_t m_bytesRead = 0;
     uint64_t m_bytesInVain = 0;
@@ -79,7 +79,7 @@ private:
 /// Reads the blocks that a thread takes, in their order. Together, the runners of a relay read all blocks of a text.
 ///
 /// Ownership  The relay and the sink must outlive it.
-/// Errors     Those of the sink and std::bad_alloc. Nothing is found in the blocks after that.
+/// Errors     Those of the sink and std::bad_alloc. After that, the blocks yield nothing.
 class TurtleRelay::Runner {
 public:
     Runner(TurtleRelay& relay, Sink& sink) : m_relay(relay), m_sink(sink) {}
@@ -89,18 +89,18 @@ public:
         finish();
     }
 
-    /// The two halves of `read`, between which the text stays where it is.
+    /// The two halves of `read`; the text must not move in between.
     void guess(const Block& block);
     void finish();
 
-    /// Says that the text ends after the blocks that were read. For one of the runners, when all blocks are done.
+    /// Ends the text after the blocks that were read. For one of the runners, when all blocks are done.
     void finishText();
 
-    /// Tells where a term of the statement stands that the sink is taking.
+    /// Returns the place of a term of the statement that the sink is taking.
     Place locate(const Term& term) { return m_reader->locate(term); }
     uint64_t locateOffset(const Term& term) const noexcept { return m_reader->locateOffset(term); }
 
-    /// Tells its line alone, which costs less.
+    /// Returns only its line, which is faster.
     uint64_t locateLine(const Term& term) { return m_reader->locateLine(term); }
 
     /// Returns the text of that statement, with its full stop.
@@ -116,7 +116,7 @@ private:
     std::unique_ptr<Lane> m_lane; // for guesses
     bool m_hasGuessed = false;
     TurtleState m_guess;
-    TurtleReader* m_reader = nullptr; // that the sink takes from
+    TurtleReader* m_reader = nullptr; // whose results the sink is taking
 };
 
 } // namespace Rdf

@@ -11,11 +11,11 @@
 
 namespace Rdf {
 
-/// Reads the terms of Turtle and TriG that have no terms within them.
+/// Reads the terms of Turtle and TriG that contain no other terms.
 ///
-/// Labels     Nodes without a label are called anonN by the offset of a byte that is theirs alone, so that their labels
-///            do not depend on where reading has begun. Labels of the text that start with "anon" get an underscore after
-///            that, so that no two nodes share a label.
+/// Labels     Nodes without a label are called anonN by the offset of a byte that belongs only to them, so that their
+///            labels do not depend on where reading has started. Labels of the text that start with "anon" get an
+///            underscore after that, so that no two nodes share a label.
 class TurtleTerms {
 public:
     TurtleTerms(TextWindow& window, const PlaceCounter& places, const std::shared_ptr<const TurtleContext>& context)
@@ -33,22 +33,22 @@ public:
         }
     }
 
-    /// Reads an IRI or a prefixed name; if neither starts here, says what was expected.
+    /// Reads an IRI or a prefixed name; if neither starts here, reports what was expected.
     const char* readIri(const char* at, Term& term, const char* expected);
 
-    /// Reads a blank node, whose '_' or '[' stands here: a label, or empty brackets.
+    /// Reads a blank node from its '_' or '[': a label, or empty brackets.
     const char* readBlankNode(const char* at, Term& term);
 
-    /// Reads a string, whose opening quote stands here, with its tag or datatype.
+    /// Reads a string from its opening quote, with its tag or datatype.
     const char* readString(const char* at, Term& term);
 
     /// Reads `true`, `false` or a prefixed name.
     const char* readWord(const char* at, Term& term, const char* expected);
 
-    /// Makes a term of a name that was read.
+    /// Makes a term from a name that was read.
     const char* expandName(const char* at, const char* end, const Name& name, Term& term);
 
-    /// Makes a node that has no label in the text, and of which nothing else stands at this byte.
+    /// Makes a node that has no label in the text; no other node may have this byte.
     Term makeBlankNode(const char* at);
 
 private:

@@ -11,7 +11,7 @@ namespace Rdf {
 
 namespace {
 
-// By kind of what has begun.
+// By kind of the open construct.
 constexpr std::array<const char*, 6> OPENINGS{"", "'['", "'{|'", "'('", "'<<'", "'<<('"};
 constexpr std::array<const char*, 6> AFTER_OBJECT{
     "',', ';' or '.'", "',', ';' or ']'", "',', ';' or '|}'", "", "'>>'", "')>>'"};
@@ -103,13 +103,13 @@ inline const char* TurtleTriples::readVerb(const char* const at) {
     return end;
 }
 
-/// Reads a subject, an object or an element of a collection, or what opens one.
+/// Reads a subject, an object or an element of a collection, or an opening bracket.
 inline const char* TurtleTriples::readValue(const char* const at) {
     const bool isSubject = top().m_state == State::SUBJECT;
     const bool isElement = top().m_kind == Kind::COLLECTION;
     const char* const expected = isSubject ? "a subject" : isElement ? "an object or ')'" : "an object";
     const int byte = m_window.peek(at);
-    const size_t index = addValue(); // of which nothing is made when something opens or closes here
+    const size_t index = addValue(); // remains unused if a bracket opens or closes here
     Term& value = m_values[index];
     const char* end = nullptr;
     switch (byte) {
@@ -225,7 +225,7 @@ const char* TurtleTriples::open(const Kind kind, const State state, const char* 
     return at;
 }
 
-/// Ends what has begun last, by the bracket or full stop that stands here.
+/// Ends the innermost open construct, with the bracket or full stop here.
 const char* TurtleTriples::close(const char* const at) {
     const Frame frame = top();
     m_frames.pop_back();
@@ -260,7 +260,7 @@ const char* TurtleTriples::close(const char* const at) {
     return end;
 }
 
-/// Puts a value where it belongs in what has begun last.
+/// Stores a value in the innermost open construct.
 inline const char* TurtleTriples::complete(const char* const at, const size_t value) {
     Frame& frame = top();
     if (frame.m_state == State::SUBJECT) {
@@ -278,7 +278,7 @@ inline const char* TurtleTriples::complete(const char* const at, const size_t va
     return at;
 }
 
-/// Says what was expected.
+/// Reports what was expected.
 const char* TurtleTriples::fail(const char* const at, const char* const expected) {
     m_window.failExpected(at, expected);
     if (m_window.is(at, '.'))
@@ -286,13 +286,13 @@ const char* TurtleTriples::fail(const char* const at, const char* const expected
     return nullptr;
 }
 
-/// Says that the bracket that was opened last is what is wrong, as the statement or the text ends in it.
+/// Reports the innermost open bracket as the error, as the statement or the text ends in it.
 void TurtleTriples::blameOpening() {
     if (m_frames.size() > 1)
         m_window.blameOpening(top().m_opening, OPENINGS[static_cast<size_t>(top().m_kind)]);
 }
 
-/// Whether what has begun last, a list of predicates and objects, ends here.
+/// Returns whether the innermost open construct, a list of predicates and objects, ends here.
 bool TurtleTriples::isEnd(const char* const at) {
     switch (top().m_kind) {
     case Kind::PROPERTIES:
@@ -316,7 +316,7 @@ void TurtleTriples::addElement(const char* const end, const size_t value) {
     add(node, FIRST, value);
 }
 
-/// Makes room for a term and returns its index. Terms move.
+/// Adds an unused term and returns its index. Terms may move.
 inline size_t TurtleTriples::addValue() {
     if (m_numberOfValues == m_values.size())
         m_values.resize(2 * m_numberOfValues);

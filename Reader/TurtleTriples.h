@@ -9,22 +9,23 @@
 
 namespace Rdf {
 
-/// Reads the triples of one statement of Turtle or TriG: a subject and what is said of it, with all that stands in
-/// brackets. Nesting is kept in memory of its own, not on the stack.
+/// Reads the triples of one statement of Turtle or TriG: a subject and its predicates and objects, including everything
+/// in brackets. Nesting uses its own memory, not the stack.
 ///
-/// A term is read to where it stays until the next statement is read; triples consist of indices of terms.
+/// A term is read directly to its storage, where it stays until the next statement is read; triples consist of indices
+/// of terms.
 class TurtleTriples {
 public:
     TurtleTriples(const ReaderOptions& options, TextWindow& window, TurtleTerms& terms);
 
-    /// Reads a statement up to the full stop that ends it. Within a graph, its closing brace may do so; outside of all
-    /// graphs of TriG, it may also be the label of one, which is read up to the opening brace.
+    /// Reads a statement up to the full stop that ends it. Within a graph, its closing brace may also end it; outside
+    /// of all graphs of TriG, the text may also be the label of one, which is read up to the opening brace.
     const char* read(const char* at, const Term* graph);
 
-    /// Gives the statement's triples to a sink, in the order in which they were complete.
+    /// Passes the statement's triples to a sink, in the order in which they were completed.
     void giveTo(StatementSink& sink);
 
-    /// The label of a graph, if that is what was read; else null. Valid until the next statement is read.
+    /// Returns the label of a graph, if that is what was read; otherwise null. Valid until the next statement is read.
     const Term* getLabel() const noexcept { return m_label == NO_TERM ? nullptr : &m_values[m_label]; }
 
 private:
@@ -39,12 +40,12 @@ private:
     enum class State : uint8_t {
         SUBJECT,
         VERB,
-        VERB_OR_END, // after a semicolon, or after a subject that says something by itself
+        VERB_OR_END, // after a semicolon, or after a subject that contains triples itself
         OBJECT,      // an element, in a collection
         AFTER_OBJECT
     };
 
-    // Indices of terms that are always there.
+    // Indices of terms that always exist.
     static constexpr size_t NO_TERM = 0;
     static constexpr size_t REIFIES = 1;
     static constexpr size_t FIRST = 2;
@@ -56,16 +57,16 @@ private:
         size_t m_object = NO_TERM;
     };
 
-    /// Something that has begun and not ended. Of a collection, the subject is its first node and the object its last.
+    /// An open construct. Of a collection, the subject is its first node and the object its last.
     struct Frame : IndexedTriple {
         Frame(const Kind kind, const State state, const char* const opening, const size_t subject)
             : IndexedTriple{subject, NO_TERM, NO_TERM}, m_kind(kind), m_state(state), m_opening(opening) {}
 
         Kind m_kind;
         State m_state;
-        bool m_hasSemicolon = false; // further ones may follow
+        bool m_hasSemicolon = false; // more may follow
         const char* m_opening;
-        size_t m_reifier = NO_TERM; // of the last triple, until something else follows
+        size_t m_reifier = NO_TERM; // of the last triple, until other text follows
     };
 
     const char* step(const char* at);
@@ -98,14 +99,14 @@ private:
     TextWindow& m_window;
     TurtleTerms& m_terms;
     std::vector<Frame> m_frames;
-    std::vector<Term> m_values; // of which the first are in use
+    std::vector<Term> m_values; // the first ones are in use
     size_t m_numberOfValues = 0;
     std::vector<IndexedTriple> m_triples;
     std::deque<Triple> m_tripleTerms;
     const Term* m_graph = nullptr;
     bool m_mayBeLabel = false;
     size_t m_label = NO_TERM;
-    Statement m_statement; // that the sink takes
+    Statement m_statement; // passed to the sink
 };
 
 } // namespace Rdf

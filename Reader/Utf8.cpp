@@ -10,7 +10,8 @@ constexpr uint8_t toByte(const char character) noexcept {
     return static_cast<uint8_t>(character);
 }
 
-/// What may follow a first byte: the length of the sequence, 0 for a byte that starts none, and the second byte's range.
+/// The properties of a first byte: the length of the sequence, 0 for a byte that starts none, and the second byte's
+/// range.
 struct Lead {
     uint8_t m_length;
     uint8_t m_lowest;
@@ -30,7 +31,7 @@ constexpr Lead getLead(const uint8_t first) noexcept {
     return {4, static_cast<uint8_t>(first == 0xF0 ? 0x90 : 0x80), static_cast<uint8_t>(first == 0xF4 ? 0x8F : 0xBF)};
 }
 
-/// Returns how many bytes from here on, at most the sequence's length, are as they have to be.
+/// Returns how many bytes from here on, at most the sequence's length, are valid.
 size_t countGoodBytes(const char* const current, const char* const end, const Lead lead) noexcept {
     const size_t available = static_cast<size_t>(end - current);
     size_t good = 1;
@@ -62,7 +63,7 @@ const char* findInvalidPortably(const char* const begin, const char* const end) 
         current = ByteScan::find<ByteScan::NotAscii>(current, end);
         if (current == end)
             return end;
-        // Text with one such character mostly has more.
+        // Text with one such character usually has more.
         while (current != end && toByte(*current) >= 0x80) {
             const size_t length = getLength(current, end);
             if (length == 0)

@@ -11,15 +11,15 @@ using FindInvalid = const char* (*)(const char* begin, const char* end) noexcept
 /// Returns where the first sequence starts that is not well-formed, or the end.
 const char* findInvalid(const char* begin, const char* end) noexcept;
 
-/// The two ways to find it: with the instructions of every processor, and 32 bytes at a time with AVX2. The second is
-/// null where it was not compiled or the processor lacks the instructions.
+/// The two implementations: with the instructions of every processor, and 32 bytes at a time with AVX2. The second is
+/// null if it was not compiled or the processor lacks the instructions.
 const char* findInvalidPortably(const char* begin, const char* end) noexcept;
 FindInvalid getFindInvalidWithAVX2() noexcept;
 
 /// Returns the length of the well-formed sequence that starts here, or 0.
 size_t getLength(const char* current, const char* end) noexcept;
 
-/// Returns whether more bytes could complete what starts here and lasts until the end.
+/// Returns whether more bytes could complete the sequence that starts here and lasts until the end.
 bool isCutSequence(const char* current, const char* end) noexcept;
 
 /// Returns the character whose well-formed sequence starts here.

@@ -6,7 +6,7 @@
 
 #include <immintrin.h>
 
-// For a processor that the rest of the program does not ask for.
+// For a processor feature that the rest of the program does not require.
 #define MELNAR_AVX2 __attribute__((target("avx2")))
 
 namespace Rdf::Utf8 {
@@ -14,7 +14,7 @@ namespace Rdf::Utf8 {
 namespace {
 
 // A pair of neighbouring bytes is wrong in one of these ways (Keiser and Lemire, "Validating UTF-8 in less than one
-// instruction per byte"). Each of three tables, looked up by half a byte, tells which ways remain possible.
+// instruction per byte"). Each of three tables, indexed by half a byte, contains the ways that remain possible.
 constexpr uint8_t TOO_SHORT = 1 << 0;      // a first byte, then no continuation
 constexpr uint8_t TOO_LONG = 1 << 1;       // ASCII, then a continuation
 constexpr uint8_t OVERLONG_3 = 1 << 2;     // E0, then below A0
@@ -52,7 +52,7 @@ MELNAR_AVX2 inline __m256i load(const Table& table) noexcept {
     return _mm256_broadcastsi128_si256(_mm_load_si128(static_cast<const __m128i*>(static_cast<const void*>(&table))));
 }
 
-/// The bytes, `DISTANCE` places later.
+/// Returns the bytes shifted by `DISTANCE` positions.
 template<int DISTANCE>
 MELNAR_AVX2 inline __m256i delay(const __m256i bytes, const __m256i previous) noexcept {
     return _mm256_alignr_epi8(bytes, _mm256_permute2x128_si256(previous, bytes, 0x21), 16 - DISTANCE);
@@ -65,7 +65,7 @@ MELNAR_AVX2 inline bool hasFault(const __m256i bytes, const __m256i previous) no
         _mm256_and_si256(_mm256_shuffle_epi8(load(FIRST_HIGH), _mm256_and_si256(_mm256_srli_epi16(first, 4), half)),
                          _mm256_shuffle_epi8(load(FIRST_LOW), _mm256_and_si256(first, half))),
         _mm256_shuffle_epi8(load(SECOND_HIGH), _mm256_and_si256(_mm256_srli_epi16(bytes, 4), half)));
-    // Third and fourth bytes have to be second continuations, and no others.
+    // Third and fourth bytes must be second continuations, and no others may be.
     const __m256i third = _mm256_subs_epu8(delay<2>(bytes, previous), _mm256_set1_epi8(0xE0 - 0x80));
     const __m256i fourth = _mm256_subs_epu8(delay<3>(bytes, previous), _mm256_set1_epi8(0xF0 - 0x80));
     const __m256i expected =
@@ -74,7 +74,7 @@ MELNAR_AVX2 inline bool hasFault(const __m256i bytes, const __m256i previous) no
     return _mm256_testz_si256(faults, faults) == 0;
 }
 
-/// `bytes` are all ASCII behind a whole sequence, or have no fault.
+/// `bytes` are all ASCII after a complete sequence, or have no error.
 MELNAR_AVX2 inline bool isValid(const __m256i bytes, const __m256i previous) noexcept {
     return _mm256_movemask_epi8(_mm256_or_si256(bytes, previous)) == 0 || !hasFault(bytes, previous);
 }
@@ -89,13 +89,13 @@ MELNAR_AVX2 const char* findInvalidWithAVX2(const char* const begin, const char*
         previous = bytes;
     }
     if (const auto size = static_cast<size_t>(end - current); size < sizeof(__m256i)) {
-        // The zeros behind the text show a last sequence that is cut short.
+        // The zeros after the text reveal a last sequence that is truncated.
         alignas(sizeof(__m256i)) char rest[sizeof(__m256i)] = {};
         std::copy(current, end, rest);
         if (isValid(_mm256_load_si256(static_cast<const __m256i*>(static_cast<const void*>(rest))), previous))
             return end;
     }
-    // The last sequence may go on from here, and one that is cut short shows only in what follows.
+    // The last sequence may continue after this position, and a truncated one is detected only in the following bytes.
     for (int step = 0; step < 3 && current != begin && (current[-1] & 0xC0) == 0x80; ++step)
         --current;
     if (current != begin && static_cast<uint8_t>(current[-1]) >= 0x80)

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-/// The IRIs that the syntaxes themselves stand for.
+/// The IRIs that the syntaxes themselves use.
 namespace Rdf::Vocabulary {
 
 inline constexpr std::string_view RDF_FIRST = "http://www.w3.org/1999/02/22-rdf-syntax-ns#first";
