@@ -15,7 +15,7 @@ int main(const int argumentCount, const char* const arguments[]) {
                             makeVerbPage(verb.m_description));
         }
         writeManualFile(folder / "man1" / "melnar-dict.1",
-                        makeProgramPage("", "give the string literals of RDF files resource IDs", descriptions));
+                        makeProgramPage("", "give the terms of RDF files resource IDs", descriptions));
         writeManualFile(folder / "bash" / "melnar-dict", makeBashCompletions(verbs));
         writeManualFile(folder / "zsh" / "_melnar-dict", makeZshCompletions(verbs));
         writeManualFile(folder / "fish" / "melnar-dict.fish", makeFishCompletions(verbs));

@@ -149,7 +149,7 @@ private:
     std::vector<uint64_t> m_hashes;                       // of the terms of a piece
     std::vector<std::pair<uint64_t, uint32_t>> m_unknown; // terms of a piece by their hashes and indexes
     std::vector<uint32_t> m_ownShards;
-    std::array<RankExchange, 2> m_terms; // by turns, as those of a round are there when the next ones are sent
+    std::array<RankExchange, 2> m_terms; // alternately, as those of a round still exist when the next ones are sent
     RankExchange m_ids;
     std::vector<ShardTerms> m_termsOfShards; // by the index of own shards
     std::vector<uint64_t> m_answers;

@@ -53,7 +53,7 @@ uint64_t BlockReader::getNumberOfBlocks() const {
 }
 
 void BlockReader::fill(Block& block) {
-    // The end of a line that is too long may need one more byte to be told.
+    // One more byte may be needed to recognize the end of a line that is too long.
     const size_t size =
         m_isInLongLine ? m_remainder.size() + m_blockSize + 1 : std::max(m_blockSize, m_remainder.size());
     enlarge(block, size);
@@ -72,7 +72,7 @@ void BlockReader::fill(Block& block) {
     block.m_end = cut;
 }
 
-/// Returns how far a line goes that began in an earlier block.
+/// Returns the length of the part here of a line that started in an earlier block.
 size_t BlockReader::passLongLine(const std::string_view text) {
     const size_t lineEnd = text.find_first_of("\n\r");
     if (lineEnd == std::string_view::npos)
@@ -84,10 +84,11 @@ size_t BlockReader::passLongLine(const std::string_view text) {
     return lineEnd + (text.substr(lineEnd).starts_with("\r\n") ? 2 : 1);
 }
 
-/// Reads more until the block holds a whole line or is known to hold none; returns the place to cut it.
+/// Reads more until the block contains a whole line or is known to contain none; returns the position at which to cut
+/// it.
 size_t BlockReader::cutLines(Block& block) {
     for (;;) {
-        // Only at the true end of the file is a last line without an end a line; where reading failed it is a fragment.
+        // A last line without an end is a line only at the true end of the file; after a read failure it is a fragment.
         const size_t cut = m_atEnd && !m_failure ? block.m_end : findCut(block);
         if (m_atEnd || cut != block.m_begin)
             return cut;
@@ -115,7 +116,7 @@ void BlockReader::readMore(Block& block, const size_t size) {
     }
 }
 
-/// The place behind the last line end, or the block's begin when there is none.
+/// Returns the position after the last line end, or the start of the block if there is none.
 size_t BlockReader::findCut(const Block& block) const {
     const std::string_view text = block.getText();
     const size_t lineFeed = text.rfind('\n');
@@ -126,8 +127,8 @@ size_t BlockReader::findCut(const Block& block) const {
     return carriageReturn == std::string_view::npos ? block.m_begin : block.m_begin + carriageReturn + 1;
 }
 
-/// Returns where a statement seems to end, or the block's end when there is none, and notes where the block begins and
-/// the next one will.
+/// Returns where a statement seems to end, or the end of the block if there is none, and records where the block and
+/// the next one start.
 size_t BlockReader::findStatementEnd(Block& block) {
     const std::string_view text = block.getText();
     if (m_nextSequence == 0)

@@ -18,7 +18,7 @@ BitString beginStream(const BitString& block) {
     return stream;
 }
 
-/// A stream of just this block, whose checksum is that of the stream then.
+/// Returns a stream of only this block; then the checksum of the stream is that of the block.
 std::string makeStream(const BitString& block) {
     BitString stream = beginStream(block);
     if (block.size() >= Bzip2Scanner::MAGIC_SIZE + BITS_OF_CHECKSUM) {

@@ -14,7 +14,7 @@ bool isMagic(const uint64_t bits) noexcept {
     return bits == Bzip2Scanner::BLOCK_MAGIC || bits == Bzip2Scanner::END_MAGIC;
 }
 
-/// Which bytes can stand before the byte in which a magic ends.
+/// The bytes that are possible before the byte in which a magic ends.
 constexpr std::array<bool, 256> makeCandidates() {
     std::array<bool, 256> candidates{};
     for (const uint64_t magic : {Bzip2Scanner::BLOCK_MAGIC, Bzip2Scanner::END_MAGIC})
@@ -42,7 +42,7 @@ std::optional<Bzip2Stretch> Bzip2Scanner::next() {
     std::optional<size_t> end = findMagic();
     while (!end)
         if (getNumberOfBits() - m_begin > LARGEST_STRETCH)
-            end = getNumberOfBits() - MAGIC_SIZE; // A magic may have begun behind that.
+            end = getNumberOfBits() - MAGIC_SIZE; // A magic may have started after that.
         else if (readMore())
             end = findMagic();
         else

@@ -19,7 +19,7 @@ double estimateHigh(const TermsOfUnits& termsOfUnits, const double seen, const d
         return seen / share;
     const size_t half = units / 2;
     const auto logarithmOfChoices = [](const size_t all, const size_t chosen) {
-        // NOLINTBEGIN(concurrency-mt-unsafe): it sets a variable for the sign, which nobody reads
+        // NOLINTBEGIN(concurrency-mt-unsafe): it sets a variable for the sign, which no thread reads
         return std::lgamma(static_cast<double>(all) + 1) - std::lgamma(static_cast<double>(chosen) + 1) -
                std::lgamma(static_cast<double>(all - chosen) + 1);
         // NOLINTEND(concurrency-mt-unsafe)

@@ -35,7 +35,7 @@ LoadEstimate makeEstimate(const EstimateOptions& options, const size_t dictionar
 
 VerbDescription describeEstimate(EstimateOptions& options) {
     VerbDescription verb{"estimate",
-                         "say what memory, file sizes and time a load will need",
+                         "estimate memory, file sizes and time of a load",
                          TEXT,
                          EXIT_CODES,
                          {{"estimate dump.nt.gz", "Says what a load of the file would need."}}};
