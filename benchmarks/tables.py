@@ -11,9 +11,9 @@ HEAD = """# All tables
 
 <!-- The whole page is written by ./dev bench report. Do not edit it. -->
 
-`./dev bench report` writes this page and its plots; nobody edits them. The answers are in \
-[performance.md](../performance.md); [method.md](method.md) says how everything is measured and what the names mean. \
-A figure is the median of the repetitions, and after ± stands the median distance from it. Less is better.
+`./dev bench report` writes this page and its plots; do not edit them. The conclusions are in \
+[performance.md](../performance.md); [method.md](method.md) describes the measurements and the names. A figure is the \
+median of the repetitions, followed by ± and the median absolute deviation. Less is better.
 """
 
 
