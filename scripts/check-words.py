@@ -25,7 +25,7 @@ FORBIDDEN = re.compile("|".join([
 ]), re.MULTILINE)
 
 # Where the phrases below are not allowed. A folder ends with a slash.
-PLAIN_FOLDERS = ("README.md", "ARCHITECTURE.md", "docs/")
+PLAIN_FOLDERS = ("README.md", "ARCHITECTURE.md", "docs/", "tools/", "Reader/")
 # It lists the phrases.
 GLOSSARY = "docs/glossary.md"
 # What separates two words: white space and, where a comment continues on the next line, its marker.
@@ -38,10 +38,13 @@ PHRASES = re.compile(r"\b(?:" + "|".join(phrase.replace(" ", GAP) for phrase in 
     "roads?",
     "calls (?:every|each|all|a|an|the) [a-z]+ by",
     "one behind the other",
+    "behind (?:it|them|that)",
     "(?:goes|go|going|comes?|came|follows?|stops?) (?:on )?behind",
     "takes? offence",
     "as well as may be",
     "gets? by with",
+    "(?:go|goes|going|gone) on with",
+    "puts? aside",
 ]) + r")\b", re.IGNORECASE)
 
 
@@ -60,7 +63,7 @@ def git(root, *arguments):
 
 
 def main():
-    root = Path(__file__).resolve().parent.parent
+    root = Path(sys.argv[1]) if len(sys.argv) > 1 else Path(__file__).resolve().parent.parent
     names = git(root, "ls-files", "-z", "--cached", "--others", "--exclude-standard").split("\0")
     files = [name for name in names if name and (root / name).is_file()]
     found = []
