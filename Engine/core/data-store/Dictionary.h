@@ -118,11 +118,12 @@ public:
     /// The ID of a term that the commit point covers, or 0.
     [[nodiscard]] uint64_t tryResolveTerm(DictionaryCommitPoint commitPoint, const Term& term) const;
 
-    /// The ID of a text of a language, an rdf:langString; creates the resource when there is none. With an empty tag it is the
-    /// xsd:string. Throws MelnarException for a malformed tag, such as one with '@', also where nothing is created.
+    /// Returns the ID of an rdf:langString, a text and its language tag; creates the resource when there is none. An
+    /// empty tag means xsd:string. Throws MelnarException for a malformed tag, such as one with '@'.
     uint64_t resolveLangString(DictionaryThread& thread, std::string_view text, std::string_view languageTag);
 
-    /// The ID of a text of a language that the commit point covers, or 0.
+    /// Returns the ID of an rdf:langString that the commit point covers, or 0. The tag is checked as in
+    /// resolveLangString.
     [[nodiscard]] uint64_t tryResolveLangString(DictionaryCommitPoint commitPoint, std::string_view text,
                                                 std::string_view languageTag) const;
 
@@ -147,48 +148,51 @@ public:
     /// stands for no resource. Throws only std::bad_alloc; the column then has the terms of the first IDs, or none.
     void getTerms(std::span<const uint64_t> resourceIDs, TermColumn& column) const;
 
-    /// Resolves a column of strings, each an xsd:string; with a language tag, all of that language: `resourceIDs[n]` becomes
-    /// the ID of `texts[n]`, or 0 if that is a null of Arrow's. Texts may be any bytes, zeros included. The guarantees are
-    /// those of resolveResources; the IDs of new strings follow the order of the column. Throws ColumnException, which tells
-    /// the entry and has its failure as the cause, for the first entry that fails: some of the others are resolved then, and
-    /// each of `resourceIDs` is right or 0; the same goes for std::bad_alloc. Throws MelnarException for spans that differ in
-    /// length, a malformed tag or offsets that do not ascend, and then does nothing. Memory beside the dictionary does not
-    /// grow with the column.
+    /// Resolves a column of strings: `resourceIDs[n]` becomes the ID of `texts[n]`, or 0 if that is a null of Arrow's.
+    /// Without a language tag they are xsd:strings, with one all are of that language. Texts may be any bytes, zeros
+    /// included. The guarantees are those of resolveResources; the IDs of new strings follow the order of the column.
+    /// Memory beside the dictionary does not grow with the column.
+    ///
+    /// Throws ColumnException for the first entry that fails; it tells the entry's index, and has the entry's failure
+    /// as its cause. Some of the other entries are resolved then, and each of `resourceIDs` is right or 0; so it is
+    /// after std::bad_alloc. Throws MelnarException for spans that differ in length, a malformed tag or offsets that do
+    /// not ascend, and then does nothing.
     void encode(DictionaryThread& thread, std::span<const std::string_view> texts, std::span<uint64_t> resourceIDs,
                 std::string_view languageTag = {});
     template<ArrowOffset Offset>
     void encode(DictionaryThread& thread, const ArrowStrings<Offset>& texts, std::span<uint64_t> resourceIDs,
                 std::string_view languageTag = {});
 
-    /// Looks a column of strings up as of a commit point; 0 also stands for a string that is not there. A text that is
-    /// longer than any fails; all else as above.
+    /// Looks up a column of strings as of a commit point; 0 also stands for a string that is not there. Fails for a
+    /// text that is longer than any, and throws what encode throws.
     void lookUp(DictionaryCommitPoint commitPoint, std::span<const std::string_view> texts,
                 std::span<uint64_t> resourceIDs, std::string_view languageTag = {}) const;
     template<ArrowOffset Offset>
     void lookUp(DictionaryCommitPoint commitPoint, const ArrowStrings<Offset>& texts, std::span<uint64_t> resourceIDs,
                 std::string_view languageTag = {}) const;
 
-    /// Points `texts` to the texts of strings, committed or not, without '@' and language tag; and `languageTags`, if that
-    /// is not empty, to their tags, which xsd:strings have not. Both stay where they are until a compaction or the
-    /// dictionary's end. For an ID that stands for no resource, a view is empty and points nowhere (its data() is null).
-    /// Throws ColumnException for the first resource that is no string (for those there is getTerms), MelnarException for
-    /// spans that differ in length, or std::bad_alloc; some texts are there then.
+    /// Points `texts` to the texts of strings, committed or not, without '@' and language tag; and `languageTags`, if
+    /// that is not empty, to their tags, which are empty for xsd:strings. For an ID that stands for no resource, a view
+    /// is empty and points nowhere (its data() is null). Throws ColumnException for the first resource that is no
+    /// string (for those there is getTerms), MelnarException for spans that differ in length, or std::bad_alloc; some
+    /// texts are there then.
     void decode(std::span<const uint64_t> resourceIDs, std::span<std::string_view> texts,
                 std::span<std::string_view> languageTags = {}) const;
 
-    /// The same with copies, in buffers as Arrow lays them out: the columns' contents are replaced. An ID that stands for no
-    /// resource gives a null. An xsd:string has an empty tag. Throws MelnarException, too, if offsets of 32 bits do not reach
-    /// the end of the texts or tags; after a throw the columns are empty.
+    /// Copies texts and tags of strings into buffers as Arrow lays them out, whose contents are replaced. An ID that
+    /// stands for no resource gives a null. Throws what decode into views throws, and MelnarException if offsets of 32
+    /// bits do not reach the end of the texts or tags; after a throw the columns are empty.
     template<ArrowOffset Offset>
     void decode(std::span<const uint64_t> resourceIDs, ArrowColumn<Offset>& texts,
                 ArrowColumn<Offset>* languageTags = nullptr) const;
 
-    /// The lexical form of a string, committed or not, with '@' and language tag if it has one: the dictionary's own bytes,
-    /// which stay where they are until a compaction or its end, with a zero byte after them. Throws MelnarException for a
-    /// term that is no string, whose form may come in two parts.
+    /// Returns the lexical form of a string, committed or not, with '@' and language tag if it has one: the
+    /// dictionary's own bytes, followed by a zero byte. Throws MelnarException for a term that is no string, as its
+    /// form may come in two parts.
     [[nodiscard]] std::string_view getLexicalForm(uint64_t resourceID) const;
 
-    /// The same of any term. A form that comes in two parts is joined in `joined`, and is there until that changes.
+    /// Does the same for any term. A form that comes in two parts is joined in `joined`, and is valid until that
+    /// changes.
     [[nodiscard]] std::string_view getLexicalForm(uint64_t resourceID, std::string& joined) const;
 
     /// Points `resourceValue` to the literal of a resource, committed or not. The value of a term that is no string may
@@ -200,8 +204,8 @@ public:
         return getDatatypeID(resourceID) != D_INVALID;
     }
 
-    /// How many resources exist: those that IDs were given to, less those that were withdrawn. One that another thread is
-    /// creating may count before it can be read. Takes the same time whatever the number is.
+    /// Returns the number of resources that exist, committed or not; withdrawn ones do not count. One that another
+    /// thread is creating may count before it can be read. Takes constant time.
     [[nodiscard]] size_t size() const noexcept {
         return getNextResourceID() - 1 - m_numberOfWithdrawn.load(std::memory_order_relaxed);
     }
@@ -219,7 +223,8 @@ public:
     /// Appends any literal in Turtle syntax, whether it has a resource or not.
     void appendTurtleLiteral(std::string_view lexicalForm, uint8_t datatypeID, std::string& output) const;
 
-    /// The resources that exist, in ascending order of their IDs: `for (const auto& [resourceID, literal] : dictionary)`.
+    /// Iterate over the resources that exist, in ascending order of their IDs:
+    /// `for (const auto& [resourceID, literal] : dictionary)`.
     [[nodiscard]] DictionaryIterator begin() const noexcept { return {*this, getNextResourceID()}; }
     [[nodiscard]] std::default_sentinel_t end() const noexcept { return {}; }
 

@@ -16,8 +16,8 @@ class Dictionary;
 /// IDs        The walk ends before the ID that was the next one when it began.
 /// Ownership  Refers to the dictionary, which must outlive it.
 /// Addresses  A literal points to what Dictionary::getResource would point it to; the rest is a copy.
-/// Threads    One at a time, beside any others that use the dictionary. Resources that are created meanwhile may be missed,
-///            and those that a rollback withdraws meanwhile may be met. None may be used after a compaction.
+/// Threads    One at a time, beside any others that use the dictionary. Resources that are created meanwhile may be
+///            missed, and those that a rollback withdraws meanwhile may be met. None may be used after a compaction.
 /// Errors     None.
 class DictionaryIterator {
 public:

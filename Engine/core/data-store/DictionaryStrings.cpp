@@ -12,7 +12,8 @@ constexpr long LINE_NO_STRING = 41;
 // Each chunk is several groups of a batch, so that the texts of the next one are prefetched while one is probed for.
 using Columns = DictionaryTermColumns<2048, (size_t(1) << 18)>;
 
-/// The term of a text that is not longer than any, which must not be read, and of a tag that is none or well-formed.
+/// Returns the term of a text and a language tag. Throws for a text that is longer than any, which must not be read,
+/// and for a malformed tag.
 Term makeLangString(const std::string_view text, const std::string_view languageTag) {
     AdaptiveResourceSizeEncoding::checkLength(text.size());
     checkLanguageTag(languageTag);

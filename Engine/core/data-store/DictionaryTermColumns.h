@@ -23,9 +23,9 @@
 #include <utility>
 #include <vector>
 
-/// Columns of terms, answered by batches: what Dictionary and ShardedDictionary make of their operations on batches. A
-/// column is cut into chunks of `CHUNK_SIZE` terms, with no more than `MAXIMUM_NUMBER_OF_BYTES` of text but for the last
-/// term's.
+/// Columns of terms, or of strings alone, answered by batches: what Dictionary and ShardedDictionary make of their
+/// operations on batches. A column is cut into chunks of `CHUNK_SIZE` terms, with no more than
+/// `MAXIMUM_NUMBER_OF_BYTES` of text but for the last term's.
 ///
 /// Threads  Has no state: any threads at any time.
 /// Errors   As those of Dictionary's operations on columns; and what the operations on batches throw.
@@ -132,7 +132,7 @@ private:
     static constexpr long LINE_NO_STRING = 163;
     static constexpr long LINE_TOO_MANY_BYTES = 178;
 
-    // Columns of questions. `add` adds an entry to a batch and returns the bytes of its text.
+    // Columns of questions. `add` adds an entry to a batch and returns its bytes of text.
 
     struct TermQuestions {
         static constexpr const char* NOUN = " terms";
@@ -154,7 +154,7 @@ private:
         static constexpr bool isNull(size_t) noexcept { return false; }
         size_t add(const size_t index, TermBatch& batch) const {
             batch.add(m_texts[index], m_languageTag);
-            return m_texts[index].size();
+            return m_texts[index].size() + m_languageTag.size();
         }
 
         std::span<const std::string_view> m_texts;
@@ -170,7 +170,7 @@ private:
         size_t add(const size_t index, TermBatch& batch) const {
             const std::string_view text = m_texts.getText(index);
             batch.add(text, m_languageTag);
-            return text.size();
+            return text.size() + m_languageTag.size();
         }
 
         ArrowStrings<Offset> m_texts;
@@ -228,7 +228,7 @@ private:
         }
     }
 
-    /// What a resource that is a string has. The text of no resource points nowhere, and so does the tag.
+    /// The parts of a string. Both point nowhere if there is no resource.
     struct StringParts {
         std::string_view m_text;
         std::string_view m_languageTag;
@@ -268,7 +268,8 @@ private:
         });
     }
 
-    /// Appends one part of each string, unless the offsets do not reach the end of all: then no memory is taken for any.
+    /// Appends one part of each string, unless the offsets do not reach the end of all: then no memory is taken for
+    /// any.
     template<ArrowOffset Offset>
     static void append(const std::span<const StringParts> parts, std::string_view StringParts::*const part,
                        ArrowColumn<Offset>& column) {

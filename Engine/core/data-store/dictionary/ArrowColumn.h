@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
-/// Strings that have been read together, by decode of Dictionary or ShardedDictionary, in buffers as Arrow lays them out. A
-/// column that is filled again keeps its buffers, which grow only for more strings or longer ones.
+/// Strings that have been read together, by decode of Dictionary or ShardedDictionary, in buffers as Arrow lays them
+/// out. A column that is filled again keeps its buffers, which grow only for more strings or longer ones.
 ///
 /// Ownership  Owns the buffers.
 /// Addresses  They stay where they are until the column is filled again, or its end.
@@ -19,7 +19,7 @@
 template<ArrowOffset Offset>
 class ArrowColumn : private Unmovable {
 public:
-    /// A string for each ID, in the order of the IDs; a null for an ID that stands for no resource.
+    /// Returns a string for each ID, in the order of the IDs; a null for an ID that stands for no resource.
     ArrowStrings<Offset> getStrings() const noexcept {
         return {m_bytes.data(), m_offsets, m_numberOfNulls == 0 ? nullptr : m_validity.data(), 0};
     }
@@ -42,8 +42,8 @@ private:
         m_validity.reserve((numberOfStrings + 7) / 8);
     }
 
-    /// Appends strings that have so many bytes in all: `getText(index)` is each, or a null if it points nowhere. The offsets
-    /// must reach their end.
+    /// Appends strings that have so many bytes in all: `getText(index)` is each, or a null if it points nowhere. The
+    /// offsets must reach their end.
     template<class GetText>
     void append(const size_t numberOfStrings, const size_t numberOfBytes, const GetText& getText) {
         const size_t begin = m_offsets.size() - 1;

@@ -13,8 +13,9 @@
 template<class T>
 concept ArrowOffset = std::same_as<T, int32_t> || std::same_as<T, int64_t>;
 
-/// A column of strings as Arrow lays it out: the bytes of all strings one after the other, the offsets at which they begin
-/// and, last, at which they end. Of a slice, the offsets are those of the slice, and m_validityOffset is where it begins.
+/// A column of strings as Arrow lays it out: the bytes of all strings one after the other, the offsets at which they
+/// begin and, last, at which they end. Of a slice, the offsets are those of the slice, and m_validityOffset is where it
+/// begins.
 ///
 ///     ArrowStrings<int32_t> cities{bytes, std::span(offsets, numberOfCities + 1)};
 ///
@@ -37,7 +38,7 @@ struct ArrowStrings {
         return m_validity != nullptr && (m_validity[bit / 8] >> (bit % 8) & 1) == 0;
     }
 
-    /// The bytes that the offsets tell, also of a null.
+    /// Returns the bytes between two offsets, also of a null.
     std::string_view getText(const size_t index) const noexcept {
         const Offset begin = m_offsets[index];
         return {m_bytes + begin, static_cast<size_t>(m_offsets[index + 1] - begin)};

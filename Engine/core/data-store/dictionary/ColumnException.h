@@ -4,8 +4,8 @@
 
 #include <cstddef>
 
-/// The failure of one entry of a column, that no earlier one has failed. What the operation on that entry alone would have
-/// thrown is the cause: the first and only one of getCauses.
+/// The failure of the first entry of a column that failed. Its only cause is what the operation on that entry alone would
+/// have thrown; it has none if decode met a term that is no string.
 class ColumnException : public MelnarException {
 public:
     template<MessagePiece... Pieces>
@@ -21,7 +21,7 @@ public:
     ColumnException& operator=(ColumnException&&) = default;
     ~ColumnException() override;
 
-    /// Which entry it is, counted from 0.
+    /// Returns the index of the entry, counted from 0.
     size_t getEntryIndex() const noexcept { return m_entryIndex; }
 
 private:

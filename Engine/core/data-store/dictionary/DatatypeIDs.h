@@ -8,7 +8,8 @@ constexpr uint8_t D_INVALID = 0;
 constexpr uint8_t D_XSD_STRING = 5;
 constexpr uint8_t D_RDF_PLAIN_LITERAL = 6;
 
-/// Whether a datatype is of strings, whose lexical forms lie in one piece; those of all others may share parts.
+/// Tells whether a datatype is one of strings, whose lexical forms lie in one piece; those of all others may share
+/// parts.
 constexpr bool isOfStrings(const uint8_t datatypeID) noexcept {
     return datatypeID == D_XSD_STRING || datatypeID == D_RDF_PLAIN_LITERAL;
 }

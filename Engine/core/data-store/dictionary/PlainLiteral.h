@@ -19,7 +19,8 @@ enum class PlainLiteralKind : uint8_t {
 
 PlainLiteralKind classifyPlainLiteral(const char* lexicalForm, size_t lexicalFormLength) noexcept;
 
-/// Throws MelnarException unless a tag that will stand after the '@' is empty, which makes an xsd:string, or well-formed.
+/// Throws MelnarException unless a tag that will stand after the '@' is empty, which makes an xsd:string, or
+/// well-formed.
 void checkLanguageTag(std::string_view languageTag);
 
 /// Whether a form is a literal of its datatype. A form with an empty tag becomes the xsd:string before the '@'. A form of

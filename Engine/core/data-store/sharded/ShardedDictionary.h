@@ -40,10 +40,10 @@ class TermColumn;
 /// Ownership  Owns its shards. ShardedDictionaryThreads must be destroyed before it is.
 /// Commits    There are none: what has been resolved is found, and save saves all of it.
 /// Addresses  What entries and terms point to stays where it is until the dictionary's end.
-/// Threads    resolveResources, resolveTerm, resolveTerms and encode (each thread with a ShardedDictionaryThread of its own), the
-///            lookups, the get functions but getManifest, and forEachShard: any threads at once. save, verify and
-///            setInputs: one thread at a time, while none resolves; lookups and reads may go on. getManifest: while
-///            neither save nor setInputs runs. Construction and destruction: alone.
+/// Threads    resolveResources, resolveTerm, resolveTerms and encode (each thread with a ShardedDictionaryThread of
+///            its own), the lookups, the get functions but getManifest, and forEachShard: any threads at once. save,
+///            verify and setInputs: one thread at a time, while none resolves; lookups and reads may go on.
+///            getManifest: while neither save nor setInputs runs. Construction and destruction: alone.
 /// Errors     Those of Dictionary, whose limit of memory holds for all shards together. A shard's file is read when the
 ///            shard is first needed, so that every operation with IDs or terms of it may have the errors of
 ///            Dictionary::open; and MelnarException if the file is not the one that the manifest names, or if it is gone

@@ -28,7 +28,8 @@ public:
     /// A term of kind NONE becomes an entry that every operation refuses.
     void add(const Term& term);
 
-    /// The xsd:string of a text; with a language tag that is not empty, and well-formed, the string of that language.
+    /// Adds the xsd:string of a text; with a language tag that is not empty, and well-formed, the string of that
+    /// language.
     void add(const std::string_view text, const std::string_view languageTag) {
         if (languageTag.empty())
             m_entries.push_back({text, 0, D_XSD_STRING}); // Inlined, as it takes less time than a call.

@@ -47,8 +47,8 @@ struct Columns {
     std::vector<ArrowTexts<int32_t>> m_arrowTexts;
 };
 
-/// Every thread encodes its column, looks it up and decodes it while the others do; another one looks up what is committed.
-/// Returns whether several threads have created strings: if one alone has, its IDs ascend.
+/// Every thread encodes its column, looks it up and decodes it while the others do; another one looks up what is
+/// committed. Returns whether several threads have created strings: if one alone has, its IDs ascend.
 bool runRound(const Columns& columns, const std::string_view languageTag) {
     Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
     std::vector<uint64_t> committed(NUMBER_OF_TEXTS / 2);

@@ -484,6 +484,18 @@ TEST_P(DictionaryStringColumnTest, memoryDoesNotGrowWithTheColumn) {
     EXPECT_EQ(texts, decoded);
 }
 
+/// More at a time would take more room, and the memory for it would be allocated in more steps.
+TEST_P(DictionaryStringColumnTest, fewLongTagsAreJoinedAtATime) {
+    const std::string tag(60000, 'x');
+    const Texts texts(CHUNK_SIZE, "");
+    m_dictionary.resolveLangString(m_thread, "", tag);
+    IDs found(texts.size());
+    const AllocationFaults faults = AllocationFaults::failAfter(12);
+    m_dictionary.lookUp(ALL, texts, found, tag);
+    EXPECT_FALSE(faults.hasFailed());
+    EXPECT_EQ(IDs(texts.size(), 1), found);
+}
+
 TEST_P(DictionaryStringColumnTest, anyAllocationMayFail) {
     const std::vector<std::string> owned = makeTexts(CHUNK_SIZE + 10);
     const Texts texts = refer(owned);
