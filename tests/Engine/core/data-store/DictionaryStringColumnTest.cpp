@@ -218,6 +218,7 @@ TEST_P(DictionaryStringColumnTest, aTextThatIsLongerThanAnyFailsWithItsIndex) {
                     catchException<ColumnException>([&] { answer(texts, resourceIDs, languageTag); });
                 EXPECT_EQ(refused, exception.getEntryIndex());
                 EXPECT_EQ("ColumnException", exception.getExceptionName());
+                EXPECT_EQ(FailureKind::REFUSED_LITERAL, exception.getKind());
                 const auto cause =
                     catchException<MelnarException>([&] { std::rethrow_exception(getOnlyCause(exception)); });
                 EXPECT_EQ("Entry " + std::to_string(refused) + " of a column: " + cause.getMessage(),
@@ -243,6 +244,7 @@ TEST_P(DictionaryStringColumnTest, whatAFullDictionaryLacksFailsButNotWhatItHas)
     const auto exception =
         catchException<ColumnException>([&] { dictionary.encode(thread, texts, resourceIDs, "en"); });
     EXPECT_EQ(300u, exception.getEntryIndex());
+    EXPECT_EQ(FailureKind::FULL, exception.getKind());
     EXPECT_THROW(std::rethrow_exception(getOnlyCause(exception)), MelnarException);
     for (size_t index = 0; index < texts.size(); ++index)
         ASSERT_EQ(index < 300 ? index + 1 : size_t(index == 400), resourceIDs[index]);
