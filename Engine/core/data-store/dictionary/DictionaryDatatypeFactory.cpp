@@ -1,5 +1,7 @@
 #include "Engine/core/data-store/dictionary/DictionaryDatatypeFactory.h"
 
+#include "Engine/core/data-store/dictionary/StringDatatypeFactory.h"
+
 #include <algorithm>
 #include <array>
 #include <map>
@@ -18,6 +20,13 @@ struct Registry {
 Registry& getRegistry() {
     static Registry s_registry;
     return s_registry;
+}
+
+/// Returns the registry to those that look factories up. The call makes a linker take the factory of the strings from an
+/// archive, although nothing else refers to it.
+const Registry& getCompleteRegistry() {
+    StringDatatypeFactory::getInstance();
+    return getRegistry();
 }
 
 } // namespace
@@ -50,18 +59,18 @@ DictionaryDatatypeFactory::~DictionaryDatatypeFactory() {
 }
 
 const DictionaryDatatypeFactory* DictionaryDatatypeFactory::getFactory(const uint8_t datatypeID) noexcept {
-    return getRegistry().m_factoriesByID[datatypeID];
+    return getCompleteRegistry().m_factoriesByID[datatypeID];
 }
 
 const DictionaryDatatypeFactory* DictionaryDatatypeFactory::getFactory(const std::string& datatypeName) noexcept {
-    const Registry& registry = getRegistry();
+    const Registry& registry = getCompleteRegistry();
     const auto found = registry.m_factoriesByName.find(datatypeName);
     return found == registry.m_factoriesByName.end() ? nullptr : found->second;
 }
 
 std::vector<const DictionaryDatatypeFactory*> DictionaryDatatypeFactory::getFactories() {
     std::vector<const DictionaryDatatypeFactory*> factories;
-    for (const DictionaryDatatypeFactory* const factory : getRegistry().m_factoriesByID)
+    for (const DictionaryDatatypeFactory* const factory : getCompleteRegistry().m_factoriesByID)
         if (factory != nullptr && std::find(factories.begin(), factories.end(), factory) == factories.end())
             factories.push_back(factory);
     return factories;

@@ -27,6 +27,8 @@
 /// The five arguments that the formatting operations begin with are those of a ResourceValue: datatype ID, data, data
 /// size (with the terminator), auxiliary data, auxiliary data size.
 ///
+/// The engine's own factories are registered before the static objects of an application are initialised.
+///
 /// Threads  Immutable after construction: any threads at once. Factories are constructed and destroyed while no thread
 ///          looks factories up.
 class DictionaryDatatypeFactory {

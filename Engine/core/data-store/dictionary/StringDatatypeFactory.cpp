@@ -1,6 +1,7 @@
 #include "Engine/core/data-store/dictionary/StringDatatypeFactory.h"
 
 #include "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding.h"
+#include "Engine/core/data-store/dictionary/BuiltInFactoryPriority.h"
 #include "Engine/core/data-store/dictionary/DatatypeNames.h"
 #include "Engine/core/data-store/dictionary/PlainLiteral.h"
 #include "Engine/core/data-store/dictionary/StringDatatype.h"
@@ -10,20 +11,18 @@
 #include <algorithm>
 #include <cstring>
 
-/// Users of the static library name this symbol as undefined, which makes the linker keep this object file although
-/// nothing else refers to it: its static initialisation is what registers the datatypes.
-extern "C" const char g_melnarStringDatatypeFactoryAnchor = 0;
-
 namespace {
 
 constexpr PlainLiteralFailureLines IN_PLACE_PARSE_FAILURE_LINES{LINE_IN_PLACE_PARSE_MISSING_AT_SIGN,
                                                                 LINE_IN_PLACE_PARSE_MALFORMED_TAG};
 constexpr PlainLiteralFailureLines PARSE_FAILURE_LINES{LINE_PARSE_MISSING_AT_SIGN, LINE_PARSE_MALFORMED_TAG};
 
-// The order matters: the names exist before the factory copies them, and go after it.
-const std::string s_xsdStringDatatypeName(XSD_STRING);
-const std::string s_plainLiteralDatatypeName(RDF_PLAIN_LITERAL);
-const StringDatatypeFactory s_stringDatatypeFactory;
+// The order matters: the names exist before the factory copies them, and go after it. The priority initialises
+// them before the static objects of an application, of which a Dictionary may be one.
+[[gnu::init_priority(melnar::BUILT_IN_FACTORY_PRIORITY)]] const std::string s_xsdStringDatatypeName(XSD_STRING);
+[[gnu::init_priority(melnar::BUILT_IN_FACTORY_PRIORITY)]] const std::string
+    s_plainLiteralDatatypeName(RDF_PLAIN_LITERAL);
+[[gnu::init_priority(melnar::BUILT_IN_FACTORY_PRIORITY)]] const StringDatatypeFactory s_stringDatatypeFactory;
 
 struct TurtleParts {
     const char* m_begin;
@@ -50,6 +49,10 @@ StringDatatypeFactory::StringDatatypeFactory()
           {{D_XSD_STRING, s_xsdStringDatatypeName}, {D_RDF_PLAIN_LITERAL, s_plainLiteralDatatypeName}}) {}
 
 StringDatatypeFactory::~StringDatatypeFactory() = default;
+
+const StringDatatypeFactory& StringDatatypeFactory::getInstance() noexcept {
+    return s_stringDatatypeFactory;
+}
 
 std::unique_ptr<DictionaryDatatype> StringDatatypeFactory::createDictionaryDatatype(
     const bool useNarrowBuckets, MemoryManager& memoryManager, std::atomic<uint64_t>& nextResourceID,

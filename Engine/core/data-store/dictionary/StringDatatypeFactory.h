@@ -13,6 +13,10 @@ public:
     StringDatatypeFactory();
     ~StringDatatypeFactory() override;
 
+    /// Returns the instance that serves both datatypes. Static initialisation makes it before it initialises the static
+    /// objects of an application, and destroys it after those.
+    static const StringDatatypeFactory& getInstance() noexcept;
+
     std::unique_ptr<DictionaryDatatype> createDictionaryDatatype(bool useNarrowBuckets, MemoryManager& memoryManager,
                                                                  std::atomic<uint64_t>& nextResourceID,
                                                                  MemoryRegion<uint64_t>& resourceDataOffsets,

@@ -1,11 +1,13 @@
 #include "Engine/core/data-store/terms/Term.h"
 
+#include "Engine/core/data-store/dictionary/BuiltInFactoryPriority.h"
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/dictionary/DatatypeNames.h"
 #include "Engine/core/data-store/terms/TermDatatypeFactory.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
 
 #include <algorithm>
+#include <array>
 
 namespace {
 
@@ -13,12 +15,12 @@ constexpr std::string_view DATATYPE_MARK = "^^";
 constexpr std::string_view LEFT_TO_RIGHT_MARK = "--ltr";
 constexpr std::string_view RIGHT_TO_LEFT_MARK = "--rtl";
 
-// In this file, since every program that has a Dictionary links it.
-const TermDatatypeFactory s_iriFactory(TermFamily::get(D_IRI));
-const TermDatatypeFactory s_blankNodeFactory(TermFamily::get(D_BLANK_NODE));
-const TermDatatypeFactory s_typedLiteralFactory(TermFamily::get(D_TYPED_LITERAL));
-const TermDatatypeFactory s_directionalStringFactory(TermFamily::get(D_DIRECTIONAL_STRING));
-const TermDatatypeFactory s_tripleTermFactory(TermFamily::get(D_TRIPLE_TERM));
+// In this file, since every program that has a Dictionary links it. The priority initialises them before the static
+// objects of an application, of which a Dictionary may be one.
+[[gnu::init_priority(melnar::BUILT_IN_FACTORY_PRIORITY)]] const std::array<TermDatatypeFactory, 5> s_termFactories{
+    TermDatatypeFactory(TermFamily::get(D_IRI)), TermDatatypeFactory(TermFamily::get(D_BLANK_NODE)),
+    TermDatatypeFactory(TermFamily::get(D_TYPED_LITERAL)), TermDatatypeFactory(TermFamily::get(D_DIRECTIONAL_STRING)),
+    TermDatatypeFactory(TermFamily::get(D_TRIPLE_TERM))};
 
 } // namespace
 
