@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Reader/Export.h"
 #include "Reader/Term.h"
 
 #include <cstddef>
@@ -15,13 +16,13 @@ namespace Rdf::CanonicalWriter {
 enum class Tags : uint8_t { LOWER_CASE, AS_WRITTEN };
 
 /// Appends a line.
-void appendStatement(const Statement& statement, std::string& output);
+MELNAR_READER_EXPORT void appendStatement(const Statement& statement, std::string& output);
 
 /// Appends a term.
-void appendTerm(const Term& term, std::string& output, Tags tags = Tags::LOWER_CASE);
+MELNAR_READER_EXPORT void appendTerm(const Term& term, std::string& output, Tags tags = Tags::LOWER_CASE);
 
 /// Appends a text in the form that it has between the quotes of a literal.
-void appendEscaped(std::string_view text, std::string& output);
+MELNAR_READER_EXPORT void appendEscaped(std::string_view text, std::string& output);
 
 /// Appends the text between the brackets of a triple term. `appendPart(term, isObject)` appends the terms that are not
 /// triple terms. Nested triple terms are objects, so all their closing brackets are together.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Reader/Export.h"
 #include "Reader/SyntaxError.h"
 #include "Reader/Term.h"
 
@@ -10,7 +11,7 @@ namespace Rdf {
 /// Takes the results of a reader, in the order of the text.
 ///
 /// Errors  An exception passes through the reader to the caller, and the reader cannot be used any more.
-class StatementSink {
+class MELNAR_READER_EXPORT StatementSink {
 public:
     virtual ~StatementSink() = default;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Reader/Export.h"
 #include "Reader/PlaceCounter.h"
 #include "Reader/ReaderOptions.h"
 #include "Reader/StatementSink.h"
@@ -20,7 +21,7 @@ namespace Rdf {
 /// Ownership  The sink must outlive the reader.
 /// Threads    One at a time; each thread has its own reader.
 /// Errors     Errors in the text go to the sink. Strict reading stops at the first error.
-class SyntaxReader {
+class MELNAR_READER_EXPORT SyntaxReader {
 public:
     virtual ~SyntaxReader() = default;
     SyntaxReader(const SyntaxReader&) = delete;

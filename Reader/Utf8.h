@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Reader/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -9,7 +11,7 @@ namespace Rdf::Utf8 {
 using FindInvalid = const char* (*)(const char* begin, const char* end) noexcept;
 
 /// Returns where the first sequence starts that is not well-formed, or the end.
-const char* findInvalid(const char* begin, const char* end) noexcept;
+MELNAR_READER_EXPORT const char* findInvalid(const char* begin, const char* end) noexcept;
 
 /// The two implementations: with the instructions of every processor, and 32 bytes at a time with AVX2. The second is
 /// null if it was not compiled or the processor lacks the instructions.
@@ -17,15 +19,15 @@ const char* findInvalidPortably(const char* begin, const char* end) noexcept;
 FindInvalid getFindInvalidWithAVX2() noexcept;
 
 /// Returns the length of the well-formed sequence that starts here, or 0.
-size_t getLength(const char* current, const char* end) noexcept;
+MELNAR_READER_EXPORT size_t getLength(const char* current, const char* end) noexcept;
 
 /// Returns whether more bytes could complete the sequence that starts here and lasts until the end.
-bool isCutSequence(const char* current, const char* end) noexcept;
+MELNAR_READER_EXPORT bool isCutSequence(const char* current, const char* end) noexcept;
 
 /// Returns the character whose well-formed sequence starts here.
-uint32_t decode(const char* current) noexcept;
+MELNAR_READER_EXPORT uint32_t decode(const char* current) noexcept;
 
 /// Appends a character; returns the end of its one to four bytes.
-char* encode(uint32_t character, char* output) noexcept;
+MELNAR_READER_EXPORT char* encode(uint32_t character, char* output) noexcept;
 
 } // namespace Rdf::Utf8

@@ -13,6 +13,7 @@
 #include "Engine/core/data-store/dictionary/ResourceValue.h"
 #include "Engine/core/data-store/terms/Term.h"
 #include "Engine/core/platform/ComponentInfo.h"
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/system/MemoryManager.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
@@ -61,7 +62,7 @@ class TermColumn;
 ///   C3  compact, store                     release  -            nothing: it runs alone               argued
 /// Argued: ThreadSanitizer finds nothing with relaxed orders instead, since a lookup orders what it reads by the bucket
 /// (O3) and a read by the datatype byte (D2). What they cannot give is C1's: that nothing below the point is missed.
-class Dictionary : private Unmovable {
+class MELNAR_EXPORT Dictionary : private Unmovable {
 public:
     /// No dictionary holds more resources than this, whatever the memory: at 9 bytes each there is room for them, and
     /// for the largest data pool, in the 2^47 bytes of address space that a process has.

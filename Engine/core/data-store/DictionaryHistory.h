@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/ChecksumChain.h"
 #include "Engine/core/data-store/DictionaryIdentity.h"
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
 
 #include <cstdint>
@@ -20,7 +21,7 @@
 /// Ownership  Owns its entries. The memory manager does not count them.
 /// Threads    Any operation, any threads, any time, but assign and startGeneration: alone.
 /// Errors     std::bad_alloc; the next save adds what is missing then.
-class DictionaryHistory : private Unmovable {
+class MELNAR_EXPORT DictionaryHistory : private Unmovable {
 public:
     struct Entry {
         uint64_t m_commitPoint; // the first ID that the state does not vouch for

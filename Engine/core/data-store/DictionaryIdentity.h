@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
+
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -8,7 +10,7 @@
 
 /// What a saved state of a dictionary is known by: a checksum of its bytes and of the states before it. It is no
 /// signature: chance never gives two states one identity, but somebody may.
-struct DictionaryIdentity {
+struct MELNAR_EXPORT DictionaryIdentity {
     bool operator==(const DictionaryIdentity&) const = default;
 
     /// 32 lower-case hexadecimal digits, the upper half first.

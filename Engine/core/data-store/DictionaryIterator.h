@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/dictionary/ResourceValue.h"
+#include "Engine/core/platform/Export.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -19,7 +20,7 @@ class Dictionary;
 /// Threads    One at a time, beside any others that use the dictionary. Resources that are created meanwhile may be
 ///            missed, and those that a rollback withdraws meanwhile may be met. None may be used after a compaction.
 /// Errors     None.
-class DictionaryIterator {
+class MELNAR_EXPORT DictionaryIterator {
 public:
     struct Resource {
         uint64_t m_resourceID;

@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/system/ThreadContextIndex.h"
 
@@ -17,7 +18,7 @@
 ///            several, for one dictionary or more.
 /// Errors     MelnarException of kind MISUSE from an operation of another dictionary or by another thread, which then
 ///            does nothing.
-class DictionaryThread : private Unmovable {
+class MELNAR_EXPORT DictionaryThread : private Unmovable {
 public:
     /// Lends a DictionaryThread to the thread that makes it, for as long as it lives. What threads create by turns, each
     /// with a loan, comes out as if a single thread had created it: the saved dictionary is the same, byte for byte.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Engine/core/platform/ComponentProperty.h"
+#include "Engine/core/platform/Export.h"
 
 #include <memory>
 #include <optional>
@@ -14,7 +15,7 @@ class OutputStream;
 /// Ownership  A node owns its properties and its children.
 /// Threads    One thread at a time.
 /// Errors     std::bad_alloc; a node is then as it was before the call.
-class ComponentInfo {
+class MELNAR_EXPORT ComponentInfo {
 public:
     using Metric = ComponentProperty::Metric;
 

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
+
 #include <optional>
 #include <string>
 #include <utility>
 
 /// One figure of a ComponentInfo node, or what it is known by. Immutable.
-class ComponentProperty {
+class MELNAR_EXPORT ComponentProperty {
 public:
     /// What a figure means. The numbers are part of the interface and never change.
     enum class Metric : unsigned short {

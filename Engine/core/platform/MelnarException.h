@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/FailureKind.h"
 #include "Engine/core/platform/MessagePieces.h"
 
@@ -18,7 +19,7 @@ class OutputStream;
 ///
 /// Ownership  Owns all its texts and holds its causes.
 /// Threads    Immutable after construction.
-class MelnarException : public std::exception {
+class MELNAR_EXPORT MelnarException : public std::exception {
 public:
     /// What throw sites without a cause pass.
     static const std::vector<std::exception_ptr> NO_CAUSES;

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/MelnarException.h"
 
 /// The store's own memory limit is reached; see MemoryManager.
-class MemoryExhaustedException : public MelnarException {
+class MELNAR_EXPORT MemoryExhaustedException : public MelnarException {
 public:
     template<MessagePiece... Pieces>
     MemoryExhaustedException(const std::string& sourceFileName, const long sourceLineNumber,

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
+
 #include <string>
 
 class OutputStream;
@@ -8,7 +10,7 @@ class OutputStream;
 /// backslash, line feed, carriage return, tab, backspace and form feed by their two-character escapes, every other
 /// control character (U+0000 to U+001F and U+007F) as \u and four hexadecimal digits, all else unchanged. The result
 /// is a valid string body whenever the input is valid UTF-8.
-void printStringEscaped(OutputStream& output, const char* begin, const char* end);
+MELNAR_EXPORT void printStringEscaped(OutputStream& output, const char* begin, const char* end);
 
 /// Appends to `output` what printStringEscaped writes.
-void appendStringEscaped(std::string& output, const char* begin, const char* end);
+MELNAR_EXPORT void appendStringEscaped(std::string& output, const char* begin, const char* end);

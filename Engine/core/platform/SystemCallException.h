@@ -1,9 +1,10 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/MelnarException.h"
 
 /// A call of the operating system failed. The message ends with the call's name, the error code and its description.
-class SystemCallException : public MelnarException {
+class MELNAR_EXPORT SystemCallException : public MelnarException {
 public:
     /// `systemCallName` is stored as given and must point to static text; `errorCode` is an `errno` value.
     template<MessagePiece... Pieces>

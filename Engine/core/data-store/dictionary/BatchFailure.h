@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/FailureKind.h"
 
 #include <cstddef>
@@ -16,7 +17,7 @@
 ///            for its exception only while they are there and unchanged. Other failures refer to nothing.
 /// Threads    One thread at a time.
 /// Errors     std::bad_alloc from making an exception.
-class BatchFailure {
+class MELNAR_EXPORT BatchFailure {
 public:
     /// Throws why an entry is refused, whatever the dictionary holds.
     using Refuse = void (*)(const BatchEntry& entry);

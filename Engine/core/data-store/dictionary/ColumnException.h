@@ -1,12 +1,13 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/MelnarException.h"
 
 #include <cstddef>
 
 /// The failure of the first entry of a column that failed. Its only cause is what the operation on that entry alone would
 /// have thrown; it has none if decode met a term that is no string.
-class ColumnException : public MelnarException {
+class MELNAR_EXPORT ColumnException : public MelnarException {
 public:
     template<MessagePiece... Pieces>
     ColumnException(const FailureKind kind, const std::string& sourceFileName, const long sourceLineNumber,

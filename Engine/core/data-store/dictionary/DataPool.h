@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
@@ -22,7 +23,7 @@
 ///            chunk's bytes are the caller's to publish. initialize, swapContents: alone.
 /// Errors     newDataChunk throws MelnarException when the capacity is used up, MemoryExhaustedException at the memory
 ///            limit, SystemCallException when the system refuses; nothing is taken then.
-class DataPool : private Unmovable {
+class MELNAR_EXPORT DataPool : private Unmovable {
 public:
     static constexpr size_t BLOCK_SIZE = size_t(1) << 16;
 

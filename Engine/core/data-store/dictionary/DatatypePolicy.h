@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
+
 #include <atomic>
 #include <concepts>
 #include <cstdint>
@@ -11,7 +13,7 @@
 /// just below 2^63, while 32-bit buckets spare only their two largest values. A 32-bit bucket is widened with zeros
 /// when it is read back; an ID of 0xFFFFFFFE or more must never reach it.
 template<std::unsigned_integral T>
-class DatatypePolicy {
+class MELNAR_EXPORT DatatypePolicy {
 public:
     using BucketValue = T;
     using Bucket = std::atomic<T>;

@@ -7,6 +7,7 @@
 #include "Engine/core/data-store/dictionary/LexicalFormHashes.h"
 #include "Engine/core/data-store/dictionary/StringChunk.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeFailureSites.h"
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
 #include <array>
@@ -17,7 +18,7 @@
 /// Finds the string of a bucket: resource ID -> offset -> chunk in the data pool. A string that is stored and a query
 /// with the same bytes have the same hash.
 template<class T>
-class DatatypeStringPolicy : public DatatypePolicy<T> {
+class MELNAR_EXPORT DatatypeStringPolicy : public DatatypePolicy<T> {
 public:
     // Of the failure of a string that collides with too many others.
     static constexpr const char* SOURCE_FILE = STRING_DATATYPE_SOURCE_FILE;

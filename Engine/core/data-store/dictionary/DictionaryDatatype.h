@@ -8,6 +8,7 @@
 #include "Engine/core/data-store/dictionary/ResourceValue.h"
 #include "Engine/core/data-store/dictionary/TableProfile.h"
 #include "Engine/core/platform/ComponentInfo.h"
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/stream/InputStream.h"
 #include "Engine/core/platform/stream/OutputStream.h"
@@ -47,7 +48,7 @@ class DictionaryThreadContext;
 /// A resource becomes visible by its ID with its datatype byte, and then by its literal with its bucket. The chunk and
 /// the offset are written before both, and both are stored with release order, so a thread that sees either one may read
 /// chunk and offset.
-class DictionaryDatatype : private Unmovable {
+class MELNAR_EXPORT DictionaryDatatype : private Unmovable {
 public:
     /// How a resolve operation gets the ID of a resource that it inserts: the next one of the dictionary's counter.
     struct GetNextResourceID {};

@@ -4,6 +4,7 @@
 #include "Engine/core/data-store/dictionary/EffectiveBooleanValue.h"
 #include "Engine/core/data-store/dictionary/Prefixes.h"
 #include "Engine/core/data-store/dictionary/ResourceValue.h"
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/stream/OutputStream.h"
 #include "Engine/core/platform/system/MemoryManager.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
@@ -31,7 +32,7 @@
 ///
 /// Threads  Immutable after construction: any threads at once. Factories are constructed and destroyed while no thread
 ///          looks factories up.
-class DictionaryDatatypeFactory {
+class MELNAR_EXPORT DictionaryDatatypeFactory {
 public:
     /// Registers the factory under the given (datatype ID, datatype name) pairs, or under none when an ID or a name is
     /// taken. Throws std::bad_alloc only, and registers nothing then.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
 
 #include <cstdint>
@@ -11,7 +12,7 @@ class DataPool;
 ///
 /// Ownership  The pool must outlive the context.
 /// Threads    One thread at a time.
-class alignas(64) DictionaryThreadContext : private Unmovable {
+class alignas(64) MELNAR_EXPORT DictionaryThreadContext : private Unmovable {
 public:
     explicit DictionaryThreadContext(DataPool& dataPool) noexcept
         : m_dataPool(dataPool), m_generation(0), m_blockNext(0), m_blockEnd(0) {}

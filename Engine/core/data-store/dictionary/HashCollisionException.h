@@ -1,12 +1,13 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/MelnarException.h"
 
 #include <cstddef>
 
 /// A string was refused because too many other strings stand in its way in the hash table: theirs are hashes that
 /// collide with its own, which by chance never happens so often, but can be made on purpose.
-class HashCollisionException : public MelnarException {
+class MELNAR_EXPORT HashCollisionException : public MelnarException {
 public:
     template<MessagePiece... Pieces>
     HashCollisionException(const std::string& sourceFileName, const long sourceLineNumber,

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -11,4 +13,5 @@ constexpr size_t MAXIMUM_NUMBER_OF_FORMS_TO_HASH = 256;
 /// `order` the numbers n in ascending order of the forms' lengths in words of LexicalFormLanes::BYTES_PER_WORD bytes.
 ///
 /// Threads  Any threads at any time.
-void hashLexicalForms(const std::string_view* forms, size_t numberOfForms, uint64_t* hashes, uint16_t* order) noexcept;
+MELNAR_EXPORT void hashLexicalForms(const std::string_view* forms, size_t numberOfForms, uint64_t* hashes,
+                                    uint16_t* order) noexcept;

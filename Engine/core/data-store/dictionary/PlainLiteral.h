@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
+#include "Engine/core/platform/Export.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -17,7 +18,7 @@ enum class PlainLiteralKind : uint8_t {
     WITH_MALFORMED_TAG // refused
 };
 
-PlainLiteralKind classifyPlainLiteral(const char* lexicalForm, size_t lexicalFormLength) noexcept;
+MELNAR_EXPORT PlainLiteralKind classifyPlainLiteral(const char* lexicalForm, size_t lexicalFormLength) noexcept;
 
 /// Throws MelnarException unless a tag that will stand after the '@' is empty, which makes an xsd:string, or
 /// well-formed.
@@ -43,10 +44,10 @@ struct PlainLiteralFailureLines {
 };
 
 /// Throws the refusal of a form of kind WITHOUT_AT_SIGN or WITH_MALFORMED_TAG; `lexicalForm` is quoted in the message.
-[[noreturn]] void refusePlainLiteral(PlainLiteralKind kind, const std::string& lexicalForm,
-                                     const PlainLiteralFailureLines& failureLines);
+[[noreturn]] MELNAR_EXPORT void refusePlainLiteral(PlainLiteralKind kind, const std::string& lexicalForm,
+                                                   const PlainLiteralFailureLines& failureLines);
 
 /// Accepts a plain literal as it is, turns a form with an empty tag into the xsd:string before the '@' by changing
 /// length and datatype ID, or throws MelnarException. A form of datatype ID 5 may be any bytes and is left alone.
-void validatePlainLiteral(const char* lexicalForm, size_t& lexicalFormLength, uint8_t& datatypeID,
-                          const PlainLiteralFailureLines& failureLines);
+MELNAR_EXPORT void validatePlainLiteral(const char* lexicalForm, size_t& lexicalFormLength, uint8_t& datatypeID,
+                                        const PlainLiteralFailureLines& failureLines);

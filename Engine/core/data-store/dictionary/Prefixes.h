@@ -1,12 +1,14 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
+
 #include <map>
 #include <string>
 
 /// The prefix names that a Turtle writer may abbreviate IRIs with.
 ///
 /// Threads  Reading: any threads at once, while nobody declares.
-class Prefixes {
+class MELNAR_EXPORT Prefixes {
 public:
     /// Declares `prefix` (without the colon) for `iri`, replacing an earlier declaration.
     void declare(const std::string& prefix, const std::string& iri) { m_iris[prefix] = iri; }

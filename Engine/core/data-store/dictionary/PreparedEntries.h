@@ -4,6 +4,7 @@
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/dictionary/LexicalFormHashes.h"
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
 
 #include <algorithm>
@@ -22,7 +23,7 @@
 /// Ownership  The forms are the batch's.
 /// Threads    One thread at a time.
 /// Errors     None: a refused literal is marked, and becomes a failure, whose exception is made only if asked for.
-class PreparedEntries : private Unmovable {
+class MELNAR_EXPORT PreparedEntries : private Unmovable {
 public:
     static constexpr size_t CAPACITY = 256;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
+#include "Engine/core/platform/Export.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -15,7 +16,7 @@
 /// Errors     Copying and allocateBuffer throw std::bad_alloc.
 ///
 /// A carrier that its users fill in place; the fields are public.
-class ResourceValue {
+class MELNAR_EXPORT ResourceValue {
 public:
     /// Data up to this size, terminator included, fits the value itself.
     static constexpr size_t INLINE_BUFFER_SIZE = 128;

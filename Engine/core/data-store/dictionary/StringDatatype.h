@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/dictionary/DatatypeStringPolicy.h"
 #include "Engine/core/data-store/dictionary/TableDatatype.h"
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/collections/ParallelHashTable.h"
 
 #include <cstddef>
@@ -20,7 +21,7 @@
 /// it; those that take a ResourceValue trust it, as it comes from a factory that has checked it.
 template<class T>
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): the base depends on T
-class StringDatatype final : public TableDatatype<DatatypeStringPolicy<T>> {
+class MELNAR_EXPORT StringDatatype final : public TableDatatype<DatatypeStringPolicy<T>> {
 public:
     StringDatatype(MemoryManager& memoryManager, std::atomic<uint64_t>& nextResourceID,
                    MemoryRegion<uint64_t>& resourceDataOffsets, MemoryRegion<std::atomic<uint8_t>>& resourceFlags,

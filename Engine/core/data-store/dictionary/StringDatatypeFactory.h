@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Engine/core/data-store/dictionary/DictionaryDatatypeFactory.h"
+#include "Engine/core/platform/Export.h"
 
 /// The factory of xsd:string (datatype ID 5) and rdf:PlainLiteral (6).
 ///
@@ -8,7 +9,7 @@
 /// xsd:string before it. The data of a value ends with a zero byte that is counted in its size.
 ///
 /// Threads  Stateless: any threads at once.
-class StringDatatypeFactory : public DictionaryDatatypeFactory {
+class MELNAR_EXPORT StringDatatypeFactory : public DictionaryDatatypeFactory {
 public:
     StringDatatypeFactory();
     ~StringDatatypeFactory() override;

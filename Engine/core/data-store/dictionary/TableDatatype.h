@@ -7,6 +7,7 @@
 #include "Engine/core/data-store/dictionary/PreparedEntries.h"
 #include "Engine/core/data-store/dictionary/TableProfile.h"
 #include "Engine/core/platform/ComponentInfo.h"
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/collections/ParallelHashTable.h"
 
 #include <cstddef>
@@ -45,7 +46,7 @@ class GroupProbe;
 ///   D4  compact, store datatype ID         release  -            nothing: it runs alone               argued
 /// TSan and argued: as in ParallelHashTable.h.
 template<class TablePolicy>
-class TableDatatype : public DictionaryDatatype {
+class MELNAR_EXPORT TableDatatype : public DictionaryDatatype {
 public:
     /// 0: the records of prepareCompact are all that finishCompact needs.
     size_t getNumberOfMappableEntriesInCompaction() override;

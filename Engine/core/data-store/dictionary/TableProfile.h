@@ -1,11 +1,13 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
+
 #include <cstddef>
 #include <string>
 #include <vector>
 
 /// How entries lie in one of the hash tables of a datatype.
-struct TableProfile {
+struct MELNAR_EXPORT TableProfile {
     std::string m_name;
     size_t m_numberOfBuckets = 0;
     std::vector<size_t> m_usedBuckets; // those with an entry or a tombstone, in equal segments from the first bucket on

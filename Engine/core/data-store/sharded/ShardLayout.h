@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
+
 #include <cstdint>
 #include <string_view>
 
@@ -11,7 +13,7 @@
 /// IDs are nearly as dense as local ones. 0 means no resource in both.
 ///
 /// Threads  Constant: any threads at any time.
-struct ShardLayout {
+struct MELNAR_EXPORT ShardLayout {
     static constexpr uint32_t NUMBER_OF_SHARDS = 256;
 
     /// Where a local or global ID means no resource.

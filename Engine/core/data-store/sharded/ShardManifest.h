@@ -3,6 +3,7 @@
 #include "Engine/core/data-store/DictionaryHistory.h"
 #include "Engine/core/data-store/DictionaryIdentity.h"
 #include "Engine/core/data-store/sharded/ShardLayout.h"
+#include "Engine/core/platform/Export.h"
 
 #include <array>
 #include <cstddef>
@@ -24,7 +25,7 @@ class OutputStream;
 ///
 /// Ownership  Owns its contents.
 /// Threads    One at a time.
-struct ShardManifest {
+struct MELNAR_EXPORT ShardManifest {
     static constexpr const char* FILE_NAME = "manifest";
 
     /// The terms of a datatype in a shard.

@@ -3,6 +3,7 @@
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
 #include "Engine/core/data-store/dictionary/BatchFailure.h"
 #include "Engine/core/data-store/sharded/ShardLayout.h"
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
 
 #include <array>
@@ -19,7 +20,7 @@
 /// Ownership  Owns copies of the entries, with 50 bytes for each; the texts are those of the batch.
 /// Threads    One at a time; parts of different shards: any threads at once.
 /// Errors     std::bad_alloc; after one of assignTerms or assignIDs all parts are empty.
-class ShardedBatch : private Unmovable {
+class MELNAR_EXPORT ShardedBatch : private Unmovable {
 public:
     /// Takes questions for IDs: each entry goes to the shard of its term.
     void assignTerms(std::span<const BatchEntry> entries);

@@ -10,6 +10,7 @@
 #include "Engine/core/data-store/sharded/ShardLayout.h"
 #include "Engine/core/data-store/sharded/ShardManifest.h"
 #include "Engine/core/data-store/terms/Term.h"
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/system/MemoryManager.h"
 
@@ -57,7 +58,7 @@ class TermColumn;
 ///   #   operation                          order    pairs with   makes visible                        checked by
 ///   U1  publish the shard, store           release  U2           the dictionary as it was made        TSan
 ///   U2  find the shard, load               acquire  U1                                                TSan
-class ShardedDictionary : private Unmovable {
+class MELNAR_EXPORT ShardedDictionary : private Unmovable {
 public:
     /// A shard holds no more resources, and takes no more memory, whatever the limit: address space is reserved for them.
     static constexpr uint64_t MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD = uint64_t(1) << 30;

@@ -4,6 +4,7 @@
 #include "Engine/core/data-store/sharded/ShardLayout.h"
 #include "Engine/core/data-store/sharded/ShardedBatch.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
 
 #include <array>
@@ -17,7 +18,7 @@
 /// Threads    Made and destroyed by one thread, and used by one thread at a time; the thread of a shard: by another one
 ///            with a DictionaryThread::Loan.
 /// Errors     Those of ShardedDictionary.
-class ShardedDictionaryThread : private Unmovable {
+class MELNAR_EXPORT ShardedDictionaryThread : private Unmovable {
 public:
     explicit ShardedDictionaryThread(ShardedDictionary& dictionary) {
         for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)

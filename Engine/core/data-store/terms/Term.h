@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -8,7 +10,7 @@
 ///
 /// Ownership  The views refer to the caller's bytes, or to those that the term was parsed from.
 /// Threads    One thread at a time.
-struct Term {
+struct MELNAR_EXPORT Term {
     enum class Kind : uint8_t { NONE, IRI, BLANK_NODE, LITERAL, TRIPLE_TERM };
 
     enum class Direction : uint8_t { NONE, LEFT_TO_RIGHT, RIGHT_TO_LEFT };

@@ -3,6 +3,7 @@
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/terms/Term.h"
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
 
 #include <cstddef>
@@ -23,7 +24,7 @@
 ///            refer to the batch.
 /// Threads    One thread at a time.
 /// Errors     std::bad_alloc.
-class TermBatch : private Unmovable {
+class MELNAR_EXPORT TermBatch : private Unmovable {
 public:
     /// A term of kind NONE becomes an entry that every operation refuses.
     void add(const Term& term);

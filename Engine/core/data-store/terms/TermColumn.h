@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
 #include "Engine/core/data-store/terms/Term.h"
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
 
 #include <cstddef>
@@ -16,7 +17,7 @@
 ///            until a compaction or its end.
 /// Addresses  Terms and their texts stay where they are until the column is filled again, or its end.
 /// Threads    One at a time.
-class TermColumn : private Unmovable {
+class MELNAR_EXPORT TermColumn : private Unmovable {
 public:
     /// A term for each ID, in the order of the IDs.
     std::span<const Term> getTerms() const noexcept { return m_terms; }

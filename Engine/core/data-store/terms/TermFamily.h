@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -22,7 +24,7 @@ constexpr uint8_t D_TRIPLE_TERM = 254;
 /// What tells a family of terms from the others.
 ///
 /// Threads  Constant: any threads at any time.
-struct TermFamily {
+struct MELNAR_EXPORT TermFamily {
     /// Where a form has the text that it may share with others; see AffixTable.
     enum class AffixPlace : uint8_t { FRONT, BACK };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/system/MemoryManager.h"
@@ -45,7 +46,7 @@
 ///
 /// The idea of short hashes beside the slots, compared in parallel, is that of Swiss tables (Abseil's flat_hash_map)
 /// and of the hash tables of Folly.
-class Fingerprints : private Unmovable {
+class MELNAR_EXPORT Fingerprints : private Unmovable {
 public:
     static constexpr size_t GROUP_SIZE = 16;
 

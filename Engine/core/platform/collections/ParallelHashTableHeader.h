@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/stream/InputStream.h"
 #include "Engine/core/platform/stream/OutputStream.h"
 #include "Engine/core/platform/system/ThreadContextIndex.h"
@@ -15,7 +16,7 @@
 ///
 /// Units   Numbers of buckets.
 /// Errors  Those of the stream.
-struct ParallelHashTableHeader {
+struct MELNAR_EXPORT ParallelHashTableHeader {
     static constexpr std::string_view MARKER = "ParallelHashTable";
 
     /// A table is initialised with a power of two of at least so many buckets.

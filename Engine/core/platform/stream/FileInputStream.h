@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/stream/InputStream.h"
 
@@ -10,7 +11,7 @@
 ///
 /// Ownership  Owns the file descriptor and a buffer; reads that are larger go past the buffer.
 /// Errors     SystemCallException that names the file and the call. Interrupted reads are repeated.
-class FileInputStream final : public InputStream, private Unmovable {
+class MELNAR_EXPORT FileInputStream final : public InputStream, private Unmovable {
 public:
     static constexpr size_t BUFFER_SIZE = size_t(1) << 18;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/stream/FileDescriptor.h"
 #include "Engine/core/platform/stream/TargetFile.h"
@@ -25,7 +26,7 @@
 /// Limits     Excludes those who take the lock, not those who write without it or remove the lock file by hand. Between
 ///            machines it works where the file system passes flock on to the server and caches no names; a stale cache
 ///            can let two machines in.
-class FileLock : private Unmovable {
+class MELNAR_EXPORT FileLock : private Unmovable {
 public:
     /// Is called when the lock is held, with the holder, such as "process 4711 on host alpha". It may call `wait`, which
     /// returns when the holder has released the lock, or throw. When it returns the lock is tried again.

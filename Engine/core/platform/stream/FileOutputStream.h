@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/stream/OutputStream.h"
 
@@ -17,7 +18,7 @@
 ///            After a failed write, to the file or to the disk, the stream never completes: close() fails as well.
 /// Completion Only after close() has returned is the file complete. Destruction without it closes the file and drops
 ///            what is still buffered, as a destructor could not report a failure.
-class FileOutputStream final : public OutputStream, private Unmovable {
+class MELNAR_EXPORT FileOutputStream final : public OutputStream, private Unmovable {
 public:
     static constexpr size_t BUFFER_SIZE = size_t(1) << 18;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/MelnarException.h"
 
 #include <algorithm>
@@ -12,7 +13,7 @@
 ///
 /// Threads  One thread at a time.
 /// Errors   Every operation may throw the implementation's own failures.
-class InputStream {
+class MELNAR_EXPORT InputStream {
 public:
     /// The largest single read that Linux carries out.
     static constexpr size_t MAXIMUM_BYTES_PER_READ = 0x7FFFF000;

@@ -1,11 +1,12 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/stream/InputStream.h"
 
 #include <cstring>
 
 /// Reads bytes that lie in memory. The bytes belong to the caller and outlive the stream.
-class MemoryInputStream final : public InputStream {
+class MELNAR_EXPORT MemoryInputStream final : public InputStream {
 public:
     explicit MemoryInputStream(const std::string_view bytes) : m_remaining(bytes) {}
 

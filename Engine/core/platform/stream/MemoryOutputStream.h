@@ -1,11 +1,12 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/stream/OutputStream.h"
 
 #include <string>
 
 /// Collects bytes in memory.
-class MemoryOutputStream final : public OutputStream {
+class MELNAR_EXPORT MemoryOutputStream final : public OutputStream {
 public:
     const std::string& getName() const override { return m_name; }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -9,7 +11,7 @@
 ///
 /// Threads  One thread at a time.
 /// Errors   Every operation may throw the implementation's own failures.
-class OutputStream {
+class MELNAR_EXPORT OutputStream {
 public:
     virtual ~OutputStream() = default;
 

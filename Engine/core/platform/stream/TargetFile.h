@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
+
 #include <string>
 
 #include <sys/stat.h>
@@ -12,7 +14,7 @@
 /// Threads  Immutable after construction.
 /// Errors   SystemCallException that names the file and the call; MelnarException when what is there is no regular file,
 ///          but a folder, a device, a pipe or a socket, in whose place a rename would put a file.
-class TargetFile {
+class MELNAR_EXPORT TargetFile {
 public:
     explicit TargetFile(const std::string& fileName);
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/stream/InputStream.h"
 
 #include <string>
@@ -9,7 +10,7 @@
 ///
 /// Threads  One thread at a time.
 /// Errors   Every operation may throw the implementation's own failures. After one, the stream is unusable.
-class UntrustedInputStream : public InputStream {
+class MELNAR_EXPORT UntrustedInputStream : public InputStream {
 public:
     /// Throws MelnarException that names the stream, the place in it and `finding`, a sentence.
     [[noreturn]] virtual void reportDamage(const std::string& finding) const = 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/MemoryExhaustedException.h"
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/system/ReclaimableMemory.h"
@@ -22,7 +23,7 @@
 ///   E1  number of reclaims + 1   release  E2           that the memory's charge is gone           argued
 ///   E2  read it, load            acquire  E1                                                      argued
 /// Argued: nothing but atomics is read across.
-class MemoryManager : private Unmovable {
+class MELNAR_EXPORT MemoryManager : private Unmovable {
 public:
     /// `reservedBytes` is the limit; nothing is set aside or touched. What is charged is charged to `shared` as well, if it
     /// is there: so several stores keep within one limit, and all of them give reclaimable memory back before one fails.

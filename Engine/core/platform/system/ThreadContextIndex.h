@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
 
 #include <cstddef>
@@ -12,19 +13,19 @@ inline constexpr size_t NUMBER_OF_THREAD_CONTEXT_INDICES = 256;
 inline constexpr size_t NO_THREAD_CONTEXT_INDEX = ~size_t(0);
 
 /// The index of the calling thread's slot in every hash table.
-extern constinit thread_local size_t g_currentThreadContextIndex;
+MELNAR_EXPORT extern constinit thread_local size_t g_currentThreadContextIndex;
 
 /// A number that no other thread of the process has or had; 0 until the thread first needs an index.
-extern constinit thread_local uint64_t g_currentThreadID;
+MELNAR_EXPORT extern constinit thread_local uint64_t g_currentThreadID;
 
 /// Whether the calling thread has a ThreadContextLoan. It rehashes a table that it grows without help then: the order in
 /// which several threads move entries would show in the bytes of the table.
-extern constinit thread_local bool g_hasThreadContextLoan;
+MELNAR_EXPORT extern constinit thread_local bool g_hasThreadContextLoan;
 
 /// Gives the calling thread an index, which goes back when the thread ends, and an ID. Threads that have one at the same
 /// time have distinct indices as long as there are no more of them than indices. Beyond that, threads share indices as
 /// evenly as possible: everything still works, but threads with one index wait for each other at every table.
-size_t assignThreadContextIndex() noexcept;
+MELNAR_EXPORT size_t assignThreadContextIndex() noexcept;
 
 /// Returns the index of the calling thread's slot in every hash table: below NUMBER_OF_THREAD_CONTEXT_INDICES. The first
 /// call of a thread gives it one.
@@ -47,7 +48,7 @@ inline uint64_t getCurrentThreadID() noexcept {
 /// Threads  Made and destroyed by the thread that borrows. Two threads may have an index at the same time: they wait for
 ///          each other at every table.
 /// Errors   None.
-class ThreadContextLoan : private Unmovable {
+class MELNAR_EXPORT ThreadContextLoan : private Unmovable {
 public:
     /// Index 0 is for what must not depend on other threads: the index shows in the bytes of a table.
     explicit ThreadContextLoan(size_t index = 0) noexcept;
