@@ -1,5 +1,7 @@
 #include "tools/melnar-dict-manual/ManualPages.h"
 
+#include "Engine/core/platform/Version.h"
+
 #include <algorithm>
 #include <cctype>
 #include <string_view>
@@ -73,8 +75,8 @@ void appendTitle(std::string& page, std::string name, const std::string_view pur
                    [](const unsigned char character) { return static_cast<char>(std::toupper(character)); });
     // Words that are hyphenated cannot be searched for.
     page += ".nr HY 0\n.TH " + upperCaseName +
-            " 1 \"\" \"melnar\\-dict " MELNAR_VERSION "\" \"User Commands\"\n.SH NAME\n" + escape(name) + " \\- " +
-            escape(purpose) + '\n';
+            " 1 \"\" \"melnar\\-dict " MELNAR_VERSION_STRING "\" \"User Commands\"\n.SH NAME\n" + escape(name) +
+            " \\- " + escape(purpose) + '\n';
 }
 
 void appendOption(std::string& page, const VerbDescription::Option& option) {

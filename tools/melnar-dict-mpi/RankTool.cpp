@@ -10,6 +10,8 @@
 #include "tools/melnar-dict/shell/StandardOutput.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
+#include "Engine/core/platform/Version.h"
+
 #include <algorithm>
 #include <iostream>
 #include <iterator>
@@ -20,7 +22,7 @@
 
 namespace {
 
-constexpr const char* VERSION = "melnar-dict-mpi " MELNAR_VERSION "\n";
+constexpr const char* VERSION = "melnar-dict-mpi " MELNAR_VERSION_STRING "\n";
 
 std::string getHelp(const std::vector<RankVerb>& verbs) {
     std::string help = "usage: mpirun -n RANKS melnar-dict-mpi VERB [ARGUMENT...]\n\n";

@@ -9,6 +9,8 @@
 #include "tools/melnar-dict/shell/Suggestion.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
+#include "Engine/core/platform/Version.h"
+
 #include <iostream>
 #include <iterator>
 #include <string_view>
@@ -17,7 +19,7 @@
 
 namespace {
 
-constexpr const char* VERSION = "melnar-dict " MELNAR_VERSION "\n";
+constexpr const char* VERSION = "melnar-dict " MELNAR_VERSION_STRING "\n";
 
 std::string getHelp(const std::vector<Verb>& verbs) {
     std::string help = "usage: melnar-dict VERB [ARGUMENT...]\n\n";

@@ -2,6 +2,7 @@
 #include "tests/tools/melnar-dict-mpi/RankProcessTest.h"
 #include "tests/tools/melnar-dict/input/GzipText.h"
 
+#include "Engine/core/platform/Version.h"
 #include "Engine/core/platform/stream/FileDescriptor.h"
 
 #include <gtest/gtest.h>
@@ -279,7 +280,7 @@ TEST_F(RankLoadProcessTest, jsonTellsWhatEndsTheRun) {
 }
 
 TEST_F(RankLoadProcessTest, helpAndVersionAreToldOnce) {
-    EXPECT_EQ("melnar-dict-mpi " MELNAR_VERSION "\n", expectRanksSucceed(3, {"--version"}).m_output);
+    EXPECT_EQ("melnar-dict-mpi " MELNAR_VERSION_STRING "\n", expectRanksSucceed(3, {"--version"}).m_output);
     const std::string help = expectRanksSucceed(2, {"load", "--help"}).m_output;
     EXPECT_EQ(0u, help.find("usage: melnar-dict-mpi load [OPTION...] FILE...\n")) << help;
     EXPECT_EQ(help.find("--resume  "), help.rfind("--resume  ")) << help;

@@ -1,0 +1,12 @@
+/* The version of the libraries, for programs in C++ and C. CMake reads the project's version from this file. */
+
+#pragma once
+
+#define MELNAR_VERSION_MAJOR 0
+#define MELNAR_VERSION_MINOR 1
+#define MELNAR_VERSION_PATCH 0
+
+#define MELNAR_VERSION_STRING "0.1.0"
+
+/* A number that ascends with the versions: that of 1.2.3 is 10203. */
+#define MELNAR_VERSION (MELNAR_VERSION_MAJOR * 10000 + MELNAR_VERSION_MINOR * 100 + MELNAR_VERSION_PATCH)
