@@ -11,6 +11,11 @@ constexpr long LINE_LENT = 33;
 
 } // namespace
 
+// Not inline: a plugin could get the copy of another plugin, which knows the thread by another ID.
+DictionaryThread::DictionaryThread(Dictionary& dictionary) noexcept
+    : m_dictionary(dictionary), m_index(getCurrentThreadContextIndex()), m_makerID(getCurrentThreadID()),
+      m_userID(m_makerID), m_threadContext(dictionary.m_dataPool) {}
+
 void DictionaryThread::refuse(const Dictionary& dictionary) const {
     if (&dictionary != &m_dictionary)
         throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_OTHER_DICTIONARY, MelnarException::NO_CAUSES,

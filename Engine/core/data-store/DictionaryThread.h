@@ -36,9 +36,7 @@ public:
         const ThreadContextLoan m_loan;
     };
 
-    explicit DictionaryThread(Dictionary& dictionary) noexcept
-        : m_dictionary(dictionary), m_index(getCurrentThreadContextIndex()), m_makerID(getCurrentThreadID()),
-          m_userID(m_makerID), m_threadContext(dictionary.m_dataPool) {}
+    explicit DictionaryThread(Dictionary& dictionary) noexcept;
 
 private:
     friend class Dictionary;
