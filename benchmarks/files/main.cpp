@@ -16,6 +16,8 @@
 #include <string>
 #include <vector>
 
+using namespace melnar;
+
 // What is done to whole dictionaries, on one thread. Seconds: save and copy_sync (both leave the file on the disk);
 // write (the bytes that save writes, without waiting for the disk), open and copy (none of which does). Nanoseconds a
 // string: miss_opened and re_opened (in batches, just after open, when no fingerprint is known; each starts with a

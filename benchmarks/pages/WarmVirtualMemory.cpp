@@ -17,15 +17,15 @@
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the linker's names
 
 extern "C" {
-void* __real__ZN13VirtualMemory7reserveEm(size_t numberOfBytes) noexcept;
-bool __real__ZN13VirtualMemory6commitEPvm(void* begin, size_t numberOfBytes) noexcept;
-void __real__ZN13VirtualMemory8decommitEPvm(void* begin, size_t numberOfBytes) noexcept;
-void __real__ZN13VirtualMemory7releaseEPvm(void* begin, size_t numberOfBytes) noexcept;
+void* __real__ZN6melnar13VirtualMemory7reserveEm(size_t numberOfBytes) noexcept;
+bool __real__ZN6melnar13VirtualMemory6commitEPvm(void* begin, size_t numberOfBytes) noexcept;
+void __real__ZN6melnar13VirtualMemory8decommitEPvm(void* begin, size_t numberOfBytes) noexcept;
+void __real__ZN6melnar13VirtualMemory7releaseEPvm(void* begin, size_t numberOfBytes) noexcept;
 
-void* __wrap__ZN13VirtualMemory7reserveEm(size_t numberOfBytes) noexcept;
-bool __wrap__ZN13VirtualMemory6commitEPvm(void* begin, size_t numberOfBytes) noexcept;
-void __wrap__ZN13VirtualMemory8decommitEPvm(void* begin, size_t numberOfBytes) noexcept;
-void __wrap__ZN13VirtualMemory7releaseEPvm(void* begin, size_t numberOfBytes) noexcept;
+void* __wrap__ZN6melnar13VirtualMemory7reserveEm(size_t numberOfBytes) noexcept;
+bool __wrap__ZN6melnar13VirtualMemory6commitEPvm(void* begin, size_t numberOfBytes) noexcept;
+void __wrap__ZN6melnar13VirtualMemory8decommitEPvm(void* begin, size_t numberOfBytes) noexcept;
+void __wrap__ZN6melnar13VirtualMemory7releaseEPvm(void* begin, size_t numberOfBytes) noexcept;
 }
 
 namespace {
@@ -50,8 +50,8 @@ size_t getNumberOfWarmReservations() noexcept {
     return s_numberOfReservations.load(std::memory_order_relaxed);
 }
 
-void* __wrap__ZN13VirtualMemory7reserveEm(const size_t numberOfBytes) noexcept {
-    void* const twin = __real__ZN13VirtualMemory7reserveEm(numberOfBytes);
+void* __wrap__ZN6melnar13VirtualMemory7reserveEm(const size_t numberOfBytes) noexcept {
+    void* const twin = __real__ZN6melnar13VirtualMemory7reserveEm(numberOfBytes);
     if (twin == nullptr || !PagePool::get().isWarm())
         return twin;
     uint8_t* const begin = static_cast<uint8_t*>(PagePool::get().reserve(numberOfBytes));
@@ -61,32 +61,32 @@ void* __wrap__ZN13VirtualMemory7reserveEm(const size_t numberOfBytes) noexcept {
     return begin;
 }
 
-bool __wrap__ZN13VirtualMemory6commitEPvm(void* const begin, const size_t numberOfBytes) noexcept {
+bool __wrap__ZN6melnar13VirtualMemory6commitEPvm(void* const begin, const size_t numberOfBytes) noexcept {
     uint8_t* const twin = getTwin(begin);
     if (twin == nullptr)
-        return __real__ZN13VirtualMemory6commitEPvm(begin, numberOfBytes);
+        return __real__ZN6melnar13VirtualMemory6commitEPvm(begin, numberOfBytes);
     PagePool::get().use(begin, numberOfBytes);
-    return __real__ZN13VirtualMemory6commitEPvm(twin, numberOfBytes);
+    return __real__ZN6melnar13VirtualMemory6commitEPvm(twin, numberOfBytes);
 }
 
-void __wrap__ZN13VirtualMemory8decommitEPvm(void* const begin, const size_t numberOfBytes) noexcept {
+void __wrap__ZN6melnar13VirtualMemory8decommitEPvm(void* const begin, const size_t numberOfBytes) noexcept {
     uint8_t* const twin = getTwin(begin);
     if (twin == nullptr) {
-        __real__ZN13VirtualMemory8decommitEPvm(begin, numberOfBytes);
+        __real__ZN6melnar13VirtualMemory8decommitEPvm(begin, numberOfBytes);
         return;
     }
     std::memset(begin, 0, numberOfBytes); // the next commit reads zeros
-    __real__ZN13VirtualMemory8decommitEPvm(twin, numberOfBytes);
+    __real__ZN6melnar13VirtualMemory8decommitEPvm(twin, numberOfBytes);
 }
 
-void __wrap__ZN13VirtualMemory7releaseEPvm(void* const begin, const size_t numberOfBytes) noexcept {
+void __wrap__ZN6melnar13VirtualMemory7releaseEPvm(void* const begin, const size_t numberOfBytes) noexcept {
     uint8_t* const twin = getTwin(begin);
     if (twin != nullptr) {
         const std::lock_guard lock(s_mutex);
         s_twins.erase(static_cast<uint8_t*>(begin));
         PagePool::get().free(begin);
     }
-    __real__ZN13VirtualMemory7releaseEPvm(twin != nullptr ? twin : begin, numberOfBytes);
+    __real__ZN6melnar13VirtualMemory7releaseEPvm(twin != nullptr ? twin : begin, numberOfBytes);
 }
 
 // NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)

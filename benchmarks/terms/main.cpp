@@ -23,6 +23,8 @@
 #include <unordered_map>
 #include <vector>
 
+using namespace melnar;
+
 // Resolves the IRIs of an RDF file, each as often as it stands there and in that order, as IRIs and as strings, in
 // batches, on one thread. Nanoseconds of processor time an IRI: iri_build and string_build with an empty dictionary,
 // iri_re and string_re when all are there; ratio_build and ratio_re are those of IRIs over those of strings. Bytes over

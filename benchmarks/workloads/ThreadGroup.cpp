@@ -12,6 +12,8 @@
 
 #include <sched.h>
 
+using namespace melnar;
+
 namespace {
 
 using Clock = std::chrono::steady_clock;

@@ -14,18 +14,18 @@ public:
 
     GuardedBytes(const size_t numberOfBytes, const FlushWith flushWith)
         : m_pageSize(getVMPageSize()), m_accessibleBytes((numberOfBytes + m_pageSize - 1) / m_pageSize * m_pageSize),
-          m_reservation(static_cast<char*>(VirtualMemory::reserve(m_accessibleBytes + 2 * m_pageSize))) {
+          m_reservation(static_cast<char*>(melnar::VirtualMemory::reserve(m_accessibleBytes + 2 * m_pageSize))) {
         if (m_reservation == nullptr)
             throw std::bad_alloc();
-        if (m_accessibleBytes != 0 && !VirtualMemory::commit(m_reservation + m_pageSize, m_accessibleBytes)) {
-            VirtualMemory::release(m_reservation, m_accessibleBytes + 2 * m_pageSize);
+        if (m_accessibleBytes != 0 && !melnar::VirtualMemory::commit(m_reservation + m_pageSize, m_accessibleBytes)) {
+            melnar::VirtualMemory::release(m_reservation, m_accessibleBytes + 2 * m_pageSize);
             throw std::bad_alloc();
         }
         m_begin = m_reservation + m_pageSize +
                   (flushWith == FlushWith::START_OF_PAGE ? 0 : m_accessibleBytes - numberOfBytes);
     }
 
-    ~GuardedBytes() { VirtualMemory::release(m_reservation, m_accessibleBytes + 2 * m_pageSize); }
+    ~GuardedBytes() { melnar::VirtualMemory::release(m_reservation, m_accessibleBytes + 2 * m_pageSize); }
 
     char* get() const noexcept { return m_begin; }
 

@@ -26,6 +26,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+using namespace melnar;
+
 namespace {
 
 constexpr size_t MEMORY_LIMIT = size_t(4) << 20;

@@ -10,6 +10,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+using namespace melnar;
+
 /// The bytes between two positions.
 class FileSlices::Source final : public ByteSource {
 public:

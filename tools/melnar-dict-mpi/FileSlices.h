@@ -37,7 +37,7 @@ private:
     const std::string m_name;
     const uint64_t m_size;
     std::atomic<uint64_t>& m_bytesRead;
-    FileDescriptor m_file; // not open until it is needed
+    melnar::FileDescriptor m_file; // not open until it is needed
     // The start of the line that was found last, and the position from which on there is no earlier one: long lines are
     // not searched again.
     uint64_t m_beginOfSearch = 0;

@@ -13,6 +13,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+using namespace melnar;
+
 namespace {
 
 constexpr const char* const SOURCE_FILE = "tools/melnar-dict-mpi/PieceQueue";

@@ -71,7 +71,7 @@ private:
     std::deque<uint64_t> m_sizesInFile;              // of the ones after them, in bytes
     uint64_t m_beginInFile = 0;
     uint64_t m_endOfFile = 0;
-    FileDescriptor m_file; // not open until it is needed
+    melnar::FileDescriptor m_file; // not open until it is needed
     std::string m_bytes;
     bool m_isEnded = false;
     bool m_isStopped = false;

@@ -5,6 +5,8 @@
 
 #include <vector>
 
+using namespace melnar;
+
 RankDictionary::RankDictionary(const Ranks& ranks, const std::string& folderName, const ShardManifest& manifest,
                                const DictionaryOptions& options)
     : m_ranks(ranks),

@@ -8,6 +8,8 @@
 
 #include <utility>
 
+using namespace melnar;
+
 RankRows::RankRows(std::string folderName, const Ranks& ranks, std::vector<uint64_t> bytesOfOldFiles)
     : m_folderName(std::move(folderName)), m_ranks(ranks), m_bytesOfOldFiles(std::move(bytesOfOldFiles)) {}
 

@@ -29,6 +29,6 @@ private:
     const std::string m_fileName;
     const size_t m_numberOfColumns;
     const size_t m_idWidth;
-    const FileDescriptor m_file;
+    const melnar::FileDescriptor m_file;
     std::string m_bytes;
 };

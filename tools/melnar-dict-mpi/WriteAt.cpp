@@ -6,6 +6,8 @@
 
 #include <unistd.h>
 
+using namespace melnar;
+
 namespace {
 
 constexpr const char* const SOURCE_FILE = "tools/melnar-dict-mpi/WriteAt";

@@ -7,4 +7,4 @@
 #include <string_view>
 
 /// Writes all bytes at a position of a file, independent of the file offset. SystemCallException that names the file.
-void writeAt(const FileDescriptor& file, const std::string& fileName, std::string_view bytes, uint64_t place);
+void writeAt(const melnar::FileDescriptor& file, const std::string& fileName, std::string_view bytes, uint64_t place);

@@ -4,6 +4,8 @@
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
+namespace melnar {
+
 struct Checksum::State {
     XXH3_state_t m_state;
 };
@@ -25,3 +27,5 @@ void Checksum::update(const void* const data, const size_t numberOfBytes) noexce
 uint64_t Checksum::getValue() const noexcept {
     return XXH3_64bits_digest(&m_state->m_state);
 }
+
+} // namespace melnar

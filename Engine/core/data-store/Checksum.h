@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <memory>
 
+namespace melnar {
+
 /// 64-bit XXH3 over bytes that come piece by piece.
 class Checksum : private Unmovable {
 public:
@@ -22,3 +24,5 @@ private:
 
     const std::unique_ptr<State> m_state;
 };
+
+} // namespace melnar

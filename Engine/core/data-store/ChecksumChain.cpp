@@ -4,8 +4,12 @@
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
+namespace melnar {
+
 void ChecksumChain::add(const uint64_t number) noexcept {
     const std::array<uint64_t, 3> link{m_value[0], m_value[1], number};
     const XXH128_hash_t hash = XXH3_128bits(link.data(), sizeof(link));
     m_value = {hash.low64, hash.high64};
 }
+
+} // namespace melnar

@@ -3,6 +3,8 @@
 #include <array>
 #include <cstdint>
 
+namespace melnar {
+
 /// A checksum of 128 bits over numbers that come one after the other: after each, XXH3 with 128 bits and seed 0 over
 /// the last value and the number, 24 bytes.
 class ChecksumChain {
@@ -20,3 +22,5 @@ public:
 private:
     Value m_value;
 };
+
+} // namespace melnar

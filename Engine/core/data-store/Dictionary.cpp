@@ -13,6 +13,8 @@
 #include <exception>
 #include <utility>
 
+using namespace melnar;
+
 namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/data-store/Dictionary";

@@ -33,6 +33,9 @@
 class DictionaryThread;
 class FileLock;
 class TermColumn;
+namespace melnar {
+class DictionaryFile;
+} // namespace melnar
 
 /// The dictionary of an in-memory store: calls every literal by a number, the resource ID, and gives the literal back.
 /// IRIs, blank nodes, triple terms and literals of all datatypes are its literals alike, each family a datatype with an
@@ -318,7 +321,7 @@ public:
     [[nodiscard]] std::vector<TableProfile> getTableProfiles(size_t numberOfSegments) const;
 
 private:
-    friend class DictionaryFile;
+    friend class melnar::DictionaryFile;
     friend class DictionaryIterator;
     friend class DictionaryThread;
 

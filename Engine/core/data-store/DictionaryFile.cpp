@@ -8,6 +8,8 @@
 #include <string>
 #include <utility>
 
+namespace melnar {
+
 namespace {
 
 constexpr uint32_t NARROW_BUCKET_WIDTH = 4;
@@ -263,3 +265,5 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const Dicti
     dictionary->apply(options);
     return dictionary;
 }
+
+} // namespace melnar

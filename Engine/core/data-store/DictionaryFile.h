@@ -10,6 +10,9 @@ class Dictionary;
 struct DictionaryOptions;
 class InputStream;
 class OutputStream;
+
+namespace melnar {
+
 class SectionInputStream;
 
 /// A dictionary as a stream of bytes; docs/formats/dictionary-file.md describes them.
@@ -42,3 +45,5 @@ private:
                               const DatatypeIDs& usedDatatypeIDs, SectionInputStream& sections);
     static DatatypeIDs checkResources(Dictionary& dictionary, const SectionInputStream& sections);
 };
+
+} // namespace melnar

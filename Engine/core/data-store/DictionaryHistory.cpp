@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace melnar;
+
 uint64_t DictionaryHistory::getGeneration() const {
     const std::lock_guard guard(m_mutex);
     return m_contents.m_generation;

@@ -46,7 +46,7 @@ public:
     /// Takes a state that is being saved, of whose bytes a checksum is given. Returns the history with it. A save that
     /// fails afterwards leaves the entry, which does no harm: it vouches for the IDs that are committed, and nothing else
     /// bears its identity.
-    Contents add(uint64_t commitPoint, const ChecksumChain::Value& contentChecksum);
+    Contents add(uint64_t commitPoint, const melnar::ChecksumChain::Value& contentChecksum);
 
     /// Takes over what a file holds.
     void assign(Contents&& contents) noexcept;

@@ -4,6 +4,8 @@
 #include "Engine/core/data-store/dictionary/PlainLiteral.h"
 #include "Engine/core/platform/MelnarException.h"
 
+using namespace melnar;
+
 namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/data-store/DictionaryStrings";

@@ -3,6 +3,8 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/dictionary/PreparedEntries.h"
 
+using namespace melnar;
+
 namespace {
 
 using Columns = DictionaryTermColumns<PreparedEntries::CAPACITY, PreparedEntries::MAXIMUM_NUMBER_OF_BYTES>;

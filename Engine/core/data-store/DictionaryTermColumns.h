@@ -23,6 +23,8 @@
 #include <utility>
 #include <vector>
 
+namespace melnar {
+
 /// Columns of terms, or of strings alone, answered by batches: what Dictionary and ShardedDictionary make of their
 /// operations on batches. A column is cut into chunks of `CHUNK_SIZE` terms, with no more than
 /// `MAXIMUM_NUMBER_OF_BYTES` of text but for the last term's.
@@ -306,3 +308,5 @@ private:
         }
     }
 };
+
+} // namespace melnar

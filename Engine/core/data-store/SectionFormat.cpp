@@ -4,6 +4,8 @@
 
 #include <string>
 
+namespace melnar {
+
 bool SectionFormat::isBeginningOf(InputStream& input) const {
     std::string beginning(m_magic.size(), '\0');
     size_t length = 0;
@@ -15,3 +17,5 @@ bool SectionFormat::isBeginningOf(InputStream& input) const {
     }
     return beginning == m_magic;
 }
+
+} // namespace melnar

@@ -5,6 +5,8 @@
 
 class InputStream;
 
+namespace melnar {
+
 /// A kind of file that SectionOutputStream writes.
 ///
 /// Ownership  Refers to constants.
@@ -23,3 +25,5 @@ struct SectionFormat {
 };
 
 inline constexpr SectionFormat SectionFormat::DICTIONARY{"MELNARDC", 2, "dictionary file", "Dictionary file"};
+
+} // namespace melnar

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <utility>
 
+namespace melnar {
+
 namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/data-store/SectionInputStream";
@@ -120,3 +122,5 @@ void SectionInputStream::endFile() {
     if (m_input.read(&excess, 1) != 0)
         reportDamage("the file goes on behind its end.");
 }
+
+} // namespace melnar

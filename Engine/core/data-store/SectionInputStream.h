@@ -12,6 +12,8 @@
 #include <string>
 #include <utility>
 
+namespace melnar {
+
 /// Reads what SectionOutputStream wrote. Delivers no byte whose block's checksum it has not verified.
 ///
 /// Ownership  Reads from a stream of the caller's; owns a buffer of one block.
@@ -68,3 +70,5 @@ private:
     Checksum m_fileChecksum;
     ChecksumChain m_contentChecksum;
 };
+
+} // namespace melnar

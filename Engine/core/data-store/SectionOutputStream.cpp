@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+namespace melnar {
+
 SectionOutputStream::SectionOutputStream(OutputStream& output, const SectionFormat& format)
     : m_output(output), m_buffer(std::make_unique_for_overwrite<uint8_t[]>(BLOCK_SIZE)), m_bufferedBytes(0),
       m_sectionNumber(0), m_writtenBytes(0) {
@@ -62,3 +64,5 @@ void SectionOutputStream::endFile() {
     const uint64_t checksum = m_fileChecksum.getValue();
     m_output.write(&checksum, sizeof(checksum));
 }
+
+} // namespace melnar

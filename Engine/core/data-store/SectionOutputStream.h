@@ -12,6 +12,8 @@
 #include <string>
 #include <string_view>
 
+namespace melnar {
+
 /// Writes a file of sections, cut into blocks that each carry a checksum, with one checksum over everything at the end.
 /// The bytes are described in docs/formats/dictionary-file.md.
 ///
@@ -56,3 +58,5 @@ private:
     Checksum m_fileChecksum;
     ChecksumChain m_contentChecksum;
 };
+
+} // namespace melnar

@@ -7,6 +7,8 @@
 
 #include <utility>
 
+using namespace melnar;
+
 namespace {
 
 constexpr size_t SPACES_PER_LEVEL = 4;

@@ -5,6 +5,8 @@
 #include <array>
 #include <charconv>
 
+namespace melnar {
+
 /// A real number, such as a percentage.
 class DoubleComponentProperty final : public ComponentProperty {
 public:
@@ -22,3 +24,5 @@ public:
 private:
     const double m_value;
 };
+
+} // namespace melnar

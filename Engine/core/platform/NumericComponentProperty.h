@@ -2,6 +2,8 @@
 
 #include "Engine/core/platform/ComponentProperty.h"
 
+namespace melnar {
+
 /// A whole number: a count, or bytes.
 class NumericComponentProperty final : public ComponentProperty {
 public:
@@ -19,3 +21,5 @@ private:
     const unsigned long m_value;
     const unsigned short m_minimumWidth;
 };
+
+} // namespace melnar

@@ -2,6 +2,8 @@
 
 #include "Engine/core/platform/ComponentProperty.h"
 
+namespace melnar {
+
 /// A name or number that nothing is counted with: ASCII letters and digits.
 class TextComponentProperty final : public ComponentProperty {
 public:
@@ -14,3 +16,5 @@ public:
 private:
     const std::string m_value;
 };
+
+} // namespace melnar

@@ -12,6 +12,8 @@
 #include <fcntl.h>
 #include <sys/file.h>
 
+using namespace melnar;
+
 namespace {
 
 /// With the folder d.

@@ -20,6 +20,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace melnar;
+
 namespace {
 
 class RankLoadProcessTest : public RankProcessTest {};

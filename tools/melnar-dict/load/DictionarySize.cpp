@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <bit>
 
+using namespace melnar;
+
 namespace {
 
 constexpr uint64_t BYTES_OF_A_BUCKET = 4;

@@ -11,6 +11,8 @@
 #include <system_error>
 #include <utility>
 
+using namespace melnar;
+
 namespace {
 
 std::string getName() {

@@ -24,6 +24,8 @@
 
 #include <sys/stat.h>
 
+using namespace melnar;
+
 namespace {
 
 constexpr size_t BYTES_TO_UNPACK = size_t(16) << 20; // much more than is read ahead of a compressed file

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+using namespace melnar;
+
 namespace {
 
 constexpr const char* const SOURCE_FILE = "tools/melnar-dict/load/LoadWork";

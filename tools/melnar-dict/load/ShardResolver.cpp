@@ -15,6 +15,8 @@
 #include <utility>
 #include <vector>
 
+using namespace melnar;
+
 struct ShardResolver::OwnThread final : Thread {
     ShardedBatch m_batch;
     std::vector<BatchFailure> m_failures;

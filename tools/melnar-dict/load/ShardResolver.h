@@ -16,8 +16,11 @@
 #include <mutex>
 #include <string>
 
-class ShardSpill;
+namespace melnar {
 class ShardedBatch;
+} // namespace melnar
+
+class ShardSpill;
 class ShardedDictionary;
 class ShardedDictionaryThread;
 

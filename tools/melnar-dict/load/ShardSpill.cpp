@@ -20,6 +20,8 @@
 #include <utility>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 // Enough for a dictionary to work at full speed.

@@ -12,6 +12,8 @@
 #include <filesystem>
 #include <system_error>
 
+using namespace melnar;
+
 InputStamp stampInput(const std::string& fileName, const std::string& base) {
     std::error_code error; // A missing file is reported when it is read.
     InputStamp stamp;

@@ -38,7 +38,7 @@ private:
     void writeThrough(const char* bytes, size_t numberOfBytes);
 
     const std::string m_fileName;
-    FileDescriptor m_file;
+    melnar::FileDescriptor m_file;
     std::string m_buffer;
     uint64_t m_numberOfBytes = 0;
 };

@@ -25,6 +25,6 @@ public:
     void close();
 
 private:
-    FileOutputStream m_output;
+    melnar::FileOutputStream m_output;
     bool m_isInLine = false;
 };

@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 constexpr size_t BYTES_PER_STEP = size_t(1) << 18; // of those that are narrowed

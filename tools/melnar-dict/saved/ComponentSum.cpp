@@ -9,6 +9,8 @@
 #include <functional>
 #include <utility>
 
+using namespace melnar;
+
 namespace {
 
 using Metric = ComponentInfo::Metric;

@@ -15,6 +15,8 @@
 #include <optional>
 #include <utility>
 
+using namespace melnar;
+
 namespace {
 
 using Metric = ComponentInfo::Metric;

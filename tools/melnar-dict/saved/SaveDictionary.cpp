@@ -2,6 +2,8 @@
 
 #include "Engine/core/data-store/DictionaryFile.h"
 
+using namespace melnar;
+
 void saveDictionary(const Dictionary& dictionary, OutputLock& lock, const std::function<void()>& beforeReplacing) {
     OutputFile file(lock);
     DictionaryFile::write(dictionary, file.getStream());

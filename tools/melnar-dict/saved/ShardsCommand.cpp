@@ -14,6 +14,8 @@
 #include <cstdint>
 #include <cstdio>
 
+using namespace melnar;
+
 namespace {
 
 constexpr const char* TEXT = R"(

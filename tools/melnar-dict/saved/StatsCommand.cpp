@@ -15,6 +15,8 @@
 #include <memory>
 #include <string>
 
+using namespace melnar;
+
 namespace {
 
 constexpr const char* TEXT = R"(

@@ -14,6 +14,8 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+using namespace melnar;
+
 namespace {
 
 constexpr uint64_t BYTES_PER_BLOCK_OF_A_FILE = 512;

@@ -1,5 +1,7 @@
 #include "tools/melnar-dict/shell/OutputFile.h"
 
+using namespace melnar;
+
 OutputFile::OutputFile(OutputLock& lock) : m_output(lock.getOutput()) {
     InterruptionDelay delay;
     m_stream.emplace(lock.get());

@@ -27,7 +27,7 @@ public:
     const std::string& getTemporaryFileName() const noexcept { return m_stream->getTemporaryFileName(); }
 
     /// The bytes so far, to be rewritten before prepare.
-    FileOutputStream& getTemporaryFile() noexcept { return m_stream->getTemporaryFile(); }
+    melnar::FileOutputStream& getTemporaryFile() noexcept { return m_stream->getTemporaryFile(); }
 
     /// Completes every step that may fail for lack of space: afterwards the bytes are on the disk.
     void prepare() { m_stream->prepare(); }
@@ -46,5 +46,5 @@ private:
     void close(InterruptionDelay& delay) noexcept;
 
     const Output m_output;
-    std::optional<AtomicFileOutputStream> m_stream; // nothing after commit
+    std::optional<melnar::AtomicFileOutputStream> m_stream; // nothing after commit
 };

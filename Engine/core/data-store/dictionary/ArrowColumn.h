@@ -10,6 +10,11 @@
 #include <string_view>
 #include <vector>
 
+namespace melnar {
+template<size_t CHUNK_SIZE, size_t MAXIMUM_NUMBER_OF_BYTES>
+class DictionaryTermColumns;
+} // namespace melnar
+
 /// Strings that have been read together, by decode of Dictionary or ShardedDictionary, in buffers as Arrow lays them
 /// out. A column that is filled again keeps its buffers, which grow only for more strings or longer ones.
 ///
@@ -28,7 +33,7 @@ public:
 
 private:
     template<size_t CHUNK_SIZE, size_t MAXIMUM_NUMBER_OF_BYTES>
-    friend class DictionaryTermColumns;
+    friend class melnar::DictionaryTermColumns;
 
     void clear() noexcept {
         m_bytes.clear();

@@ -5,6 +5,8 @@
 
 #include <utility>
 
+using namespace melnar;
+
 namespace {
 
 /// Constant-initialised: a pool may be made before main.

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <utility>
 
+namespace melnar {
+
 namespace {
 
 // No address space holds more buckets than this, so that no multiplication with their width overflows.
@@ -138,3 +140,5 @@ void DatatypeStreamValidator<T>::finishTable() const {
 
 template class DatatypeStreamValidator<uint32_t>;
 template class DatatypeStreamValidator<uint64_t>;
+
+} // namespace melnar

@@ -12,6 +12,8 @@
 #include <string_view>
 #include <vector>
 
+namespace melnar {
+
 /// Passes the beginning of a datatype's saved stream on to the datatype's load and vouches for it: a number that load
 /// would act upon is checked before load sees it, and the buckets are checked while they pass. The stream consists of a
 /// marker, the initial size, and one hash table after the other. What follows them is not read.
@@ -65,3 +67,5 @@ private:
 
 extern template class DatatypeStreamValidator<uint32_t>;
 extern template class DatatypeStreamValidator<uint64_t>;
+
+} // namespace melnar

@@ -31,10 +31,10 @@ public:
         NewChunk(const DatatypeStringPolicy&, const std::string_view lexicalForm) noexcept
             : m_lexicalForm(lexicalForm) {}
 
-        size_t getSize() const noexcept { return StringChunk::getChunkSizeFor(m_lexicalForm.size()); }
+        size_t getSize() const noexcept { return melnar::StringChunk::getChunkSizeFor(m_lexicalForm.size()); }
 
         void write(uint8_t* const chunk) const noexcept {
-            StringChunk::write(chunk, m_lexicalForm.data(), m_lexicalForm.size());
+            melnar::StringChunk::write(chunk, m_lexicalForm.data(), m_lexicalForm.size());
         }
 
     private:
@@ -52,10 +52,12 @@ public:
         return m_dataPool.getData() + m_resourceDataOffsets[resourceID];
     }
 
-    StringChunk getChunk(const uint64_t resourceID) const noexcept { return StringChunk(getChunkAddress(resourceID)); }
+    melnar::StringChunk getChunk(const uint64_t resourceID) const noexcept {
+        return melnar::StringChunk(getChunkAddress(resourceID));
+    }
 
     uint64_t getHash(const T resourceID) const noexcept {
-        const StringChunk chunk = getChunk(resourceID);
+        const melnar::StringChunk chunk = getChunk(resourceID);
         return hashLexicalForm(chunk.getLexicalForm(), chunk.getLexicalFormLength());
     }
 
@@ -63,31 +65,33 @@ public:
     void getHashes(const T* const resourceIDs, const size_t numberOfResources, uint64_t* const hashes) const noexcept {
         // Offsets are asked for twice as far ahead as chunks, each long enough before it is needed.
         constexpr size_t DISTANCE = 32;
-        std::array<std::string_view, MAXIMUM_NUMBER_OF_FORMS_TO_HASH> forms;
+        std::array<std::string_view, melnar::MAXIMUM_NUMBER_OF_FORMS_TO_HASH> forms;
         for (size_t ahead = 0; ahead < numberOfResources + 2 * DISTANCE; ++ahead) {
             if (ahead < numberOfResources)
                 prefetchOffset(resourceIDs[ahead]);
             if (ahead >= DISTANCE && ahead - DISTANCE < numberOfResources)
                 __builtin_prefetch(getChunkAddress(resourceIDs[ahead - DISTANCE]));
             if (ahead >= 2 * DISTANCE) {
-                const StringChunk chunk = getChunk(resourceIDs[ahead - 2 * DISTANCE]);
+                const melnar::StringChunk chunk = getChunk(resourceIDs[ahead - 2 * DISTANCE]);
                 forms[ahead - 2 * DISTANCE] = {chunk.getLexicalForm(), chunk.getLexicalFormLength()};
                 __builtin_prefetch(chunk.getLexicalForm() + chunk.getLexicalFormLength());
             }
         }
-        std::array<uint16_t, MAXIMUM_NUMBER_OF_FORMS_TO_HASH> order;
-        hashLexicalForms(forms.data(), numberOfResources, hashes, order.data());
+        std::array<uint16_t, melnar::MAXIMUM_NUMBER_OF_FORMS_TO_HASH> order;
+        melnar::hashLexicalForms(forms.data(), numberOfResources, hashes, order.data());
     }
 
     /// Whether a chunk is that of a given string. Its own bytes alone decide.
     static bool isChunkOf(const uint8_t* const chunk, const std::string_view lexicalForm) noexcept {
-        return StringChunk::isChunkOf(chunk, lexicalForm.data(), lexicalForm.size());
+        return melnar::StringChunk::isChunkOf(chunk, lexicalForm.data(), lexicalForm.size());
     }
 
-    static size_t getChunkSize(const uint8_t* const chunk) noexcept { return StringChunk(chunk).getChunkSize(); }
+    static size_t getChunkSize(const uint8_t* const chunk) noexcept {
+        return melnar::StringChunk(chunk).getChunkSize();
+    }
 
     void readInto(BatchEntry& entry) const noexcept {
-        const StringChunk chunk = getChunk(entry.m_resourceID);
+        const melnar::StringChunk chunk = getChunk(entry.m_resourceID);
         entry.m_lexicalForm = {chunk.getLexicalForm(), chunk.getLexicalFormLength()};
         __builtin_prefetch(chunk.getData() + chunk.getLexicalFormLength()); // the caller will read all of it
     }

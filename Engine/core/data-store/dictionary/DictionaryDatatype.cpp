@@ -9,6 +9,8 @@
 #include <array>
 #include <cstring>
 
+using namespace melnar;
+
 namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/data-store/dictionary/DictionaryDatatype";

@@ -13,6 +13,8 @@
 #include <span>
 #include <string_view>
 
+namespace melnar {
+
 /// Looks a group of literals up in a hash table.
 ///
 /// A single lookup waits for cache misses one after the other: bucket, offset, chunk. Here the probes move through these
@@ -181,3 +183,5 @@ private:
     std::array<size_t, PreparedEntries::CAPACITY> m_bucketIndexes; // which each probe examines next
     std::array<uint32_t, PreparedEntries::CAPACITY> m_numbersOfCollisions;
 };
+
+} // namespace melnar

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+namespace melnar {
+
 namespace {
 
 /// Stands for all that are none, and might do anything to a terminal.
@@ -32,3 +34,5 @@ std::unique_ptr<ComponentInfo> LanguageCounts::toComponentInfo() const {
         languages->addNumericProperty(ComponentInfo::Metric::NUMBER_OF_RESOURCES, tag, literals, 0);
     return languages;
 }
+
+} // namespace melnar

@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+namespace melnar {
+
 /// Counts plain literals by their language tags.
 ///
 /// Threads  One thread at a time.
@@ -25,3 +27,5 @@ public:
 private:
     std::map<std::string, size_t, std::less<>> m_literalsByTag;
 };
+
+} // namespace melnar

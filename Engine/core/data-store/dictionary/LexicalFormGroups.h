@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace LexicalFormLanes {
+namespace melnar::LexicalFormLanes {
 
 /// Hashes as many forms as there are lanes, in ascending order of their lengths in whole words.
 template<size_t NUMBER_OF_LANES>
@@ -46,4 +46,4 @@ void hashGroupsInOrder(const std::string_view* const forms, const uint16_t* cons
     }
 }
 
-} // namespace LexicalFormLanes
+} // namespace melnar::LexicalFormLanes

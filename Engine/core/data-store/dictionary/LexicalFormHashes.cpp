@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 
+namespace melnar {
+
 namespace {
 
 /// Lengths that differ by less than a word share a class, and all from here on share the last one.
@@ -40,3 +42,5 @@ void hashLexicalForms(const std::string_view* const forms, const size_t numberOf
     sortByLength(forms, numberOfForms, order);
     s_hashInOrder(forms, order, numberOfForms, hashes);
 }
+
+} // namespace melnar

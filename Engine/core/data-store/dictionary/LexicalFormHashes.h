@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
+namespace melnar {
+
 /// How many lexical forms hashLexicalForms takes at most: enough to find forms of like length among them.
 constexpr size_t MAXIMUM_NUMBER_OF_FORMS_TO_HASH = 256;
 
@@ -15,3 +17,5 @@ constexpr size_t MAXIMUM_NUMBER_OF_FORMS_TO_HASH = 256;
 /// Threads  Any threads at any time.
 MELNAR_EXPORT void hashLexicalForms(const std::string_view* forms, size_t numberOfForms, uint64_t* hashes,
                                     uint16_t* order) noexcept;
+
+} // namespace melnar

@@ -4,7 +4,7 @@
 
 #include <array>
 
-namespace LexicalFormLanes {
+namespace melnar::LexicalFormLanes {
 
 void hashInOrderPortably(const std::string_view* const forms, const uint16_t* const order, const size_t numberOfForms,
                          uint64_t* const hashes) noexcept {
@@ -48,4 +48,4 @@ HashInOrder getFastest() noexcept {
     return hashInOrderPortably;
 }
 
-} // namespace LexicalFormLanes
+} // namespace melnar::LexicalFormLanes

@@ -9,7 +9,7 @@
 ///
 /// Each takes `numberOfForms` places of forms in `order`, sorted by their lengths in whole words so that the forms that
 /// are side by side end about together, and stores the hash of forms[order[n]] in hashes[order[n]].
-namespace LexicalFormLanes {
+namespace melnar::LexicalFormLanes {
 
 /// How much of a form an implementation with vectors reads together.
 constexpr size_t BYTES_PER_WORD = 8;
@@ -34,4 +34,4 @@ void hashInOrderWithAVX512(const std::string_view* forms, const uint16_t* order,
 /// The fastest implementation that this processor can run.
 HashInOrder getFastest() noexcept;
 
-} // namespace LexicalFormLanes
+} // namespace melnar::LexicalFormLanes

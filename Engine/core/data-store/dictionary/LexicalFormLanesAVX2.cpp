@@ -12,7 +12,7 @@
 // For a processor that the rest of the program does not ask for.
 #define MELNAR_AVX2 __attribute__((target("avx2")))
 
-namespace LexicalFormLanes {
+namespace melnar::LexicalFormLanes {
 
 namespace {
 
@@ -108,6 +108,6 @@ void hashInOrderWithAVX2(const std::string_view* const forms, const uint16_t* co
     hashGroupsInOrder<NUMBER_OF_LANES, BYTES_PER_WORD, hashOneFormPerLane>(forms, order, numberOfForms, hashes);
 }
 
-} // namespace LexicalFormLanes
+} // namespace melnar::LexicalFormLanes
 
 #endif

@@ -19,7 +19,7 @@
 // For a processor that the rest of the program does not ask for.
 #define MELNAR_AVX512 __attribute__((target("avx512f,avx512bw,avx512dq")))
 
-namespace LexicalFormLanes {
+namespace melnar::LexicalFormLanes {
 
 namespace {
 
@@ -130,6 +130,6 @@ void hashInOrderWithAVX512(const std::string_view* const forms, const uint16_t* 
     hashGroupsInOrder<NUMBER_OF_LANES, 0, hashOneFormPerLane>(forms, order, numberOfForms, hashes);
 }
 
-} // namespace LexicalFormLanes
+} // namespace melnar::LexicalFormLanes
 
 #endif

@@ -2,6 +2,8 @@
 
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 
+namespace melnar {
+
 /// Hashes the forms, and puts those of one datatype together.
 void PreparedEntries::hash() noexcept {
     hashLexicalForms(m_forms.data(), m_size, m_hashes.data(), m_order.data());
@@ -18,3 +20,5 @@ void PreparedEntries::groupByDatatype() noexcept {
         if (const uint16_t index = order[place]; !m_isRefused[index])
             m_order[m_datatypeIDs[index] == D_XSD_STRING ? nextString++ : nextOther++] = index;
 }
+
+} // namespace melnar

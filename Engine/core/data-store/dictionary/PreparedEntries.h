@@ -14,6 +14,8 @@
 #include <span>
 #include <string_view>
 
+namespace melnar {
+
 /// A group of a batch's literals, with what can be found out about them before a hash table is entered: each one's form
 /// and datatype as they are stored, and its hash.
 ///
@@ -102,3 +104,5 @@ private:
     std::array<uint8_t, CAPACITY> m_datatypeIDs;
     std::array<bool, CAPACITY> m_isRefused;
 };
+
+} // namespace melnar

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstring>
 
+namespace melnar {
+
 /// A string as it lies in the data pool, read in place:
 ///
 ///   size header    1, 2, 4 or 8 bytes    the stored size S; see AdaptiveResourceSizeEncoding
@@ -75,3 +77,5 @@ private:
     size_t m_headerLength;
     const uint8_t* m_data;
 };
+
+} // namespace melnar

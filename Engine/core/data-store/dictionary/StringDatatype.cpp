@@ -13,6 +13,8 @@
 #include <optional>
 #include <utility>
 
+using namespace melnar;
+
 namespace {
 
 constexpr PlainLiteralFailureLines TRY_RESOLVE_FAILURE_LINES{LINE_TRY_RESOLVE_MISSING_AT_SIGN,

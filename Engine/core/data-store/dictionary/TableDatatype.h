@@ -19,8 +19,10 @@
 #include <string_view>
 #include <vector>
 
+namespace melnar {
 template<class Policy>
 class GroupProbe;
+} // namespace melnar
 
 /// What datatypes have in common whose literals are found through hash tables of resource IDs. The datatype owns the
 /// tables and says which literal belongs to which; here is what is done with one literal, one batch and one table.
@@ -143,8 +145,9 @@ private:
                           std::string_view lexicalForm) noexcept;
 
     template<class SelectTable>
-    static void findGroup(const PreparedEntries& prepared, DictionaryCommitPoint commitPoint,
-                          EnteredTable& enteredTable, GroupProbe<Policy>& groupProbe, const SelectTable& selectTable);
+    static void findGroup(const melnar::PreparedEntries& prepared, DictionaryCommitPoint commitPoint,
+                          EnteredTable& enteredTable, melnar::GroupProbe<Policy>& groupProbe,
+                          const SelectTable& selectTable);
 
     template<class Accept, class SelectTable, class FinishEntry>
     void lookUpBatch(DictionaryCommitPoint commitPoint, bool isForCreation, std::span<BatchEntry> entries,

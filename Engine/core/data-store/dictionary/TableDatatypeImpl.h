@@ -84,7 +84,7 @@ TableDatatype<TablePolicy>::doResolveResource(Table& table, typename Table::Thre
                                               ProbePlace place, DictionaryThreadContext* const threadContext,
                                               const ResourceIDSource resourceIDSource,
                                               const std::string_view lexicalForm, const uint8_t datatypeID) {
-    const uint8_t fingerprint = Fingerprints::get(place.m_hash);
+    const uint8_t fingerprint = melnar::Fingerprints::get(place.m_hash);
     for (;;) {
         place.m_index = table.findCandidate(place.m_index, fingerprint);
         const BucketValue value = Table::readBucket(table.getBucket(place.m_index));
@@ -98,7 +98,7 @@ TableDatatype<TablePolicy>::doResolveResource(Table& table, typename Table::Thre
             if (isEntryOf(table, place, value, lexicalForm)) {
                 if constexpr (std::is_same_v<ResourceIDSource, GetNextResourceID>)
                     return value;
-                spinPause(); // The target ID's place is taken: wait until the entry is deleted.
+                melnar::spinPause(); // The target ID's place is taken: wait until the entry is deleted.
                 continue;
             }
             ++place.m_numberOfCollisions;
@@ -156,7 +156,7 @@ uint64_t TableDatatype<TablePolicy>::doTryResolveResource(Table& table, const Di
                                                           const std::string_view lexicalForm) const noexcept {
     const typename Table::Operation operation(table);
     ProbePlace place = startProbe(table, hashLexicalForm(lexicalForm.data(), lexicalForm.size()));
-    const uint8_t fingerprint = Fingerprints::get(place.m_hash);
+    const uint8_t fingerprint = melnar::Fingerprints::get(place.m_hash);
     for (;; place.m_index = table.getNextIndex(place.m_index)) {
         place.m_index = table.findCandidate(place.m_index, fingerprint);
         if (table.isKnownToEndLookup(place.m_index))
@@ -174,7 +174,7 @@ template<class TablePolicy>
 void TableDatatype<TablePolicy>::doDeleteUncommittedResourceID(Table& table, const uint64_t resourceID) noexcept {
     const typename Table::Operation operation(table);
     const ProbePlace home = startProbe(table, table.getPolicy().getHash(static_cast<BucketValue>(resourceID)));
-    const uint8_t fingerprint = Fingerprints::get(home.m_hash);
+    const uint8_t fingerprint = melnar::Fingerprints::get(home.m_hash);
     for (size_t index = home.m_index;; index = table.getNextIndex(index)) {
         index = table.findCandidate(index, fingerprint);
         const BucketValue value = Table::readBucket(table.getBucket(index));
@@ -229,9 +229,9 @@ private:
 /// Finds what is there of a group, in all its tables. The slot in the last one is held afterwards.
 template<class TablePolicy>
 template<class SelectTable>
-void TableDatatype<TablePolicy>::findGroup(const PreparedEntries& prepared, const DictionaryCommitPoint commitPoint,
-                                           EnteredTable& enteredTable, GroupProbe<Policy>& groupProbe,
-                                           const SelectTable& selectTable) {
+void TableDatatype<TablePolicy>::findGroup(const melnar::PreparedEntries& prepared,
+                                           const DictionaryCommitPoint commitPoint, EnteredTable& enteredTable,
+                                           melnar::GroupProbe<Policy>& groupProbe, const SelectTable& selectTable) {
     for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL})
         if (const std::span<const uint16_t> selected = prepared.getOrder(datatypeID); !selected.empty()) {
             Table& table = selectTable(prepared.getDatatypeID(selected.front()));
@@ -268,11 +268,11 @@ void TableDatatype<TablePolicy>::resolveBatch(DictionaryThreadContext* const thr
                                               const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures,
                                               const Accept& accept, const BatchFailure::Refuse refuse,
                                               const SelectTable& selectTable) {
-    PreparedEntries prepared;
+    melnar::PreparedEntries prepared;
     for (size_t begin = 0; begin < entries.size(); begin += prepared.getSize()) {
         prepared.prepare(entries.subspan(begin), accept);
         const std::span<BatchEntry> group = entries.subspan(begin, prepared.getSize());
-        GroupProbe<Policy> groupProbe(prepared, GroupProbe<Policy>::Purpose::CREATE);
+        melnar::GroupProbe<Policy> groupProbe(prepared, melnar::GroupProbe<Policy>::Purpose::CREATE);
         EnteredTable enteredTable;
         findGroup(prepared, DictionaryCommitPoint::ALL, enteredTable, groupProbe, selectTable);
         // In the order of the entries, which the IDs follow.
@@ -305,11 +305,11 @@ template<class Accept, class SelectTable, class FinishEntry>
 void TableDatatype<TablePolicy>::lookUpBatch(const DictionaryCommitPoint commitPoint, const bool isForCreation,
                                              const std::span<BatchEntry> entries, const Accept& accept,
                                              const SelectTable& selectTable, const FinishEntry& finishEntry) const {
-    PreparedEntries prepared;
+    melnar::PreparedEntries prepared;
     for (size_t begin = 0; begin < entries.size(); begin += prepared.getSize()) {
         prepared.prepare(entries.subspan(begin), accept);
-        GroupProbe<Policy> groupProbe(prepared, isForCreation ? GroupProbe<Policy>::Purpose::CREATE
-                                                              : GroupProbe<Policy>::Purpose::LOOK_UP);
+        melnar::GroupProbe<Policy> groupProbe(prepared, isForCreation ? melnar::GroupProbe<Policy>::Purpose::CREATE
+                                                                      : melnar::GroupProbe<Policy>::Purpose::LOOK_UP);
         {
             EnteredTable enteredTable;
             findGroup(prepared, commitPoint, enteredTable, groupProbe, selectTable);
@@ -329,7 +329,7 @@ void TableDatatype<TablePolicy>::tryResolveBatch(const DictionaryCommitPoint com
                                                  const BatchFailure::Refuse refuse,
                                                  const SelectTable& selectTable) const {
     lookUpBatch(commitPoint, false, entries, accept, selectTable,
-                [&](const size_t number, const PreparedEntries& prepared, const size_t index) {
+                [&](const size_t number, const melnar::PreparedEntries& prepared, const size_t index) {
                     if (prepared.isRefused(index)) [[unlikely]]
                         failures.emplace_back(number, entries[number], refuse);
                 });
@@ -340,7 +340,7 @@ template<class Accept, class SelectTable>
 void TableDatatype<TablePolicy>::findBatch(const std::span<BatchEntry> entries, uint64_t* const hashes,
                                            const Accept& accept, const SelectTable& selectTable) const {
     lookUpBatch(DictionaryCommitPoint::ALL, true, entries, accept, selectTable,
-                [hashes](const size_t number, const PreparedEntries& prepared, const size_t index) {
+                [hashes](const size_t number, const melnar::PreparedEntries& prepared, const size_t index) {
                     hashes[number] = prepared.getHash(index);
                 });
 }
@@ -366,7 +366,7 @@ void TableDatatype<TablePolicy>::createBatch(DictionaryThreadContext* const thre
             continue;
         }
         numberOfBytes += form.size();
-        if (numberOfBytes > PreparedEntries::MAXIMUM_NUMBER_OF_BYTES) {
+        if (numberOfBytes > melnar::PreparedEntries::MAXIMUM_NUMBER_OF_BYTES) {
             enteredTable.leave();
             numberOfBytes = form.size();
         }
@@ -412,8 +412,8 @@ const CompactionEntry* TableDatatype<TablePolicy>::refillTable(Table& table, con
                                                                const uint8_t datatypeID) {
     const typename Table::Operation operation(table);
     table.clear();
-    std::array<BucketValue, MAXIMUM_NUMBER_OF_FORMS_TO_HASH> values;
-    std::array<uint64_t, MAXIMUM_NUMBER_OF_FORMS_TO_HASH> hashes;
+    std::array<BucketValue, melnar::MAXIMUM_NUMBER_OF_FORMS_TO_HASH> values;
+    std::array<uint64_t, melnar::MAXIMUM_NUMBER_OF_FORMS_TO_HASH> hashes;
     while (entry != entriesEnd && entry->datatypeID == datatypeID) {
         size_t numberOfValues = 0;
         for (; numberOfValues < values.size() && entry != entriesEnd && entry->datatypeID == datatypeID; ++entry) {

@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+using namespace melnar;
+
 namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/data-store/sharded/ShardManifest";

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace melnar {
+
 /// A counting sort; those of no shard come last.
 template<class GetShard>
 void ShardedBatch::sort(const std::span<const BatchEntry> entries, const GetShard& getShard) {
@@ -52,3 +54,5 @@ void ShardedBatch::appendFailures(const uint32_t shard, const std::span<BatchFai
         failures.push_back(std::move(failure));
     }
 }
+
+} // namespace melnar

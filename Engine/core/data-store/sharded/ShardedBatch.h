@@ -12,6 +12,8 @@
 #include <span>
 #include <vector>
 
+namespace melnar {
+
 /// The entries of a batch, sorted by their shards, so that each shard gets its own as one batch. The entries of a shard
 /// keep their order.
 ///
@@ -56,3 +58,5 @@ private:
     std::vector<uint16_t> m_shards; // of what was assigned
     std::array<size_t, ShardLayout::NUMBER_OF_SHARDS + 2> m_begins{};
 };
+
+} // namespace melnar

@@ -29,6 +29,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace melnar;
+
 namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/data-store/sharded/ShardedDictionary";

@@ -1,6 +1,8 @@
 #include "Engine/core/data-store/DictionaryTermColumns.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 
+using namespace melnar;
+
 namespace {
 
 // Smaller than the blocks of a batch, as a column takes its forms along.

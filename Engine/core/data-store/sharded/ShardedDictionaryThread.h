@@ -32,5 +32,5 @@ private:
     friend class ShardedDictionary;
 
     std::array<std::optional<DictionaryThread>, ShardLayout::NUMBER_OF_SHARDS> m_threads;
-    ShardedBatch m_batch;
+    melnar::ShardedBatch m_batch;
 };

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <string>
 
+namespace melnar {
+
 namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/data-store/terms/AffixTable";
@@ -196,3 +198,5 @@ void AffixTable::load(InputStream& inputStream) {
 void AffixTable::loadUntrusted(UntrustedInputStream& inputStream) {
     load(inputStream, [&inputStream](const std::string& finding) { inputStream.reportDamage(finding); });
 }
+
+} // namespace melnar

@@ -14,6 +14,8 @@
 #include <mutex>
 #include <string_view>
 
+namespace melnar {
+
 /// The texts that many terms begin or end with, each kept once and known by a number: namespaces of IRIs, datatypes of
 /// literals.
 ///
@@ -120,3 +122,5 @@ private:
     // By hash, how often a text was met: a tag of its hash, and the count. Threads may lose each other's counts.
     std::array<std::atomic<uint32_t>, NUMBER_OF_RECENT_TEXTS> m_recentTexts{};
 };
+
+} // namespace melnar

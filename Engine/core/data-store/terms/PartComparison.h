@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
+namespace melnar {
+
 /// Compares the parts of terms. Their lengths come in no order, so that a branch that depends on one would often be
 /// mispredicted, which costs more than the comparison: there are as few of them as can be.
 ///
@@ -44,3 +46,5 @@ private:
         return firstWord ^ secondWord;
     }
 };
+
+} // namespace melnar

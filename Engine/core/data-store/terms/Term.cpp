@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <array>
 
+using namespace melnar;
+
 namespace {
 
 constexpr std::string_view DATATYPE_MARK = "^^";

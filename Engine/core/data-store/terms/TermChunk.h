@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string_view>
 
+namespace melnar {
+
 /// A term as it lies in the data pool, read in place:
 ///
 ///   affix number   1 to 3 bytes    of the text that the term shares with others, or 0: seven bits a byte, the lowest
@@ -65,3 +67,5 @@ private:
     StringChunk m_ownPart;
     const uint8_t* m_begin;
 };
+
+} // namespace melnar

@@ -10,6 +10,11 @@
 #include <string>
 #include <vector>
 
+namespace melnar {
+template<size_t CHUNK_SIZE, size_t MAXIMUM_NUMBER_OF_BYTES>
+class DictionaryTermColumns;
+} // namespace melnar
+
 /// Terms that have been read together, by getTerms of Dictionary or ShardedDictionary. A column that is filled again, with
 /// no more terms and no longer texts than before, allocates nothing, but for what a ShardedDictionary needs for a while.
 ///
@@ -24,7 +29,7 @@ public:
 
 private:
     template<size_t CHUNK_SIZE, size_t MAXIMUM_NUMBER_OF_BYTES>
-    friend class DictionaryTermColumns;
+    friend class melnar::DictionaryTermColumns;
 
     std::vector<Term> m_terms;
     std::vector<BatchEntry> m_entries;      // of the chunk that is being read

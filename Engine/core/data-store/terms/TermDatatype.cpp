@@ -9,6 +9,8 @@
 #include <optional>
 #include <utility>
 
+namespace melnar {
+
 namespace {
 
 constexpr std::string_view MARKER = "TermDatatype";
@@ -394,3 +396,5 @@ size_t TermDatatype<T>::getFingerprintBytes() const {
 
 template class TermDatatype<uint32_t>;
 template class TermDatatype<uint64_t>;
+
+} // namespace melnar

@@ -15,6 +15,8 @@
 #include <string_view>
 #include <vector>
 
+namespace melnar {
+
 /// The terms of one family of one dictionary. Takes nothing of the memory limit before the first term.
 ///
 /// T is the width of a bucket, uint32_t or uint64_t; both behave alike. The family tells what a form looks like, and
@@ -120,3 +122,5 @@ private:
 
 extern template class TermDatatype<uint32_t>;
 extern template class TermDatatype<uint64_t>;
+
+} // namespace melnar

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstring>
 
+namespace melnar {
+
 TermDatatypeFactory::TermDatatypeFactory(const TermFamily& family)
     : DictionaryDatatypeFactory({{family.m_datatypeID, family.m_name}}), m_family(family) {}
 
@@ -98,3 +100,5 @@ bool TermDatatypeFactory::enumerateEqualResourceValues(const ResourceValue& reso
     equalValues.push_back(resourceValue);
     return true;
 }
+
+} // namespace melnar

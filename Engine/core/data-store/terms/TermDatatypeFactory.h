@@ -3,6 +3,8 @@
 #include "Engine/core/data-store/dictionary/DictionaryDatatypeFactory.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
 
+namespace melnar {
+
 /// The factory of a family of terms.
 ///
 /// A value may come in two parts, as TermDatatype gives it: the term's own in the data, and what it shares with others in
@@ -56,3 +58,5 @@ public:
 private:
     const TermFamily& m_family;
 };
+
+} // namespace melnar

@@ -14,6 +14,8 @@
 #include <cstdint>
 #include <string_view>
 
+namespace melnar {
+
 /// Finds the term of a bucket: resource ID -> offset -> chunk in the data pool, and the text that the term shares. A
 /// term that is stored, in whatever two parts, and a query with the same bytes have the same hash.
 template<class T>
@@ -121,3 +123,5 @@ private:
     AffixTable& m_affixes;
     const TermFamily& m_family;
 };
+
+} // namespace melnar

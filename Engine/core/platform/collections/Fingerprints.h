@@ -15,6 +15,8 @@
 #include <emmintrin.h>
 #endif
 
+namespace melnar {
+
 /// One byte of hash for each bucket of a hash table, beside the buckets: a probe compares 16 of them at a time and
 /// looks only at buckets whose fingerprint agrees or is not known.
 ///
@@ -172,3 +174,5 @@ private:
     std::atomic<uint8_t>* m_data; // null when there are none
     bool m_areComplete;
 };
+
+} // namespace melnar

@@ -76,7 +76,7 @@
 template<class Policy>
 class ParallelHashTable : private Unmovable {
 public:
-    using ThreadContext = TableThreadContext;
+    using ThreadContext = melnar::TableThreadContext;
     using Bucket = typename Policy::Bucket;
     using BucketValue = typename Policy::BucketValue;
 
@@ -90,7 +90,7 @@ public:
     static constexpr size_t NOT_RESIZING = ~size_t(0);
     static constexpr size_t RESIZE_PREPARING = NOT_RESIZING - 1;
 
-    static_assert(ParallelHashTableHeader::MINIMUM_NUMBER_OF_BUCKETS >= RESIZE_CHUNK_SIZE,
+    static_assert(melnar::ParallelHashTableHeader::MINIMUM_NUMBER_OF_BUCKETS >= RESIZE_CHUNK_SIZE,
                   "a resize needs a chunk at least");
 
     class Operation;
@@ -167,10 +167,10 @@ public:
     size_t findCandidate(const size_t index, const uint8_t fingerprint) const noexcept {
         if (!m_fingerprints.exist())
             return index;
-        size_t group = index & ~(Fingerprints::GROUP_SIZE - 1);
+        size_t group = index & ~(melnar::Fingerprints::GROUP_SIZE - 1);
         uint32_t candidates = m_fingerprints.getCandidates(group, fingerprint) >> (index - group) << (index - group);
         while (candidates == 0) {
-            group = (group + Fingerprints::GROUP_SIZE) & m_hashMask;
+            group = (group + melnar::Fingerprints::GROUP_SIZE) & m_hashMask;
             candidates = m_fingerprints.getCandidates(group, fingerprint);
         }
         return group + static_cast<size_t>(std::countr_zero(candidates));
@@ -191,7 +191,7 @@ public:
     /// Stores the fingerprint of an entry that is published, or that its claimer is about to publish and can no longer
     /// give up (F2).
     void learnFingerprint(const size_t index, const uint64_t hash) noexcept {
-        m_fingerprints.set(index, Fingerprints::get(hash));
+        m_fingerprints.set(index, melnar::Fingerprints::get(hash));
     }
 
     /// The bucket's value once it is not IN_PROGRESS.
@@ -200,7 +200,7 @@ public:
             const BucketValue value = bucket.load(std::memory_order_acquire); // O3
             if (value != Policy::BUCKET_IN_PROGRESS)
                 return value;
-            spinPause();
+            melnar::spinPause();
         }
     }
 
@@ -267,10 +267,10 @@ private:
 
     class AllOtherThreadContexts;
 
-    ParallelHashTableHeader getHeader() const noexcept;
-    void setHeader(const ParallelHashTableHeader& header) noexcept;
+    melnar::ParallelHashTableHeader getHeader() const noexcept;
+    void setHeader(const melnar::ParallelHashTableHeader& header) noexcept;
     /// Lets the memory manager have the fingerprints back.
-    class FingerprintReclaimer final : public ReclaimableMemory {
+    class FingerprintReclaimer final : public melnar::ReclaimableMemory {
     public:
         explicit FingerprintReclaimer(ParallelHashTable& table) noexcept : m_table(table) {}
         bool reclaim() noexcept override { return m_table.giveUpFingerprints(); }
@@ -309,8 +309,8 @@ private:
     std::atomic<size_t> m_numberOfPendingChunks;
     pthread_mutex_t m_resizeMutex;
     pthread_cond_t m_resizeCondition;
-    bool m_keepsFingerprints;    // constant while threads are at work
-    Fingerprints m_fingerprints; // as the bucket array
+    bool m_keepsFingerprints;            // constant while threads are at work
+    melnar::Fingerprints m_fingerprints; // as the bucket array
     FingerprintReclaimer m_fingerprintReclaimer;
 };
 

@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <string_view>
 
+namespace melnar {
+
 /// What a saved ParallelHashTable begins with: a marker and the fields below, in their order. The bucket region follows.
 ///
 /// Both the table and a reader that checks a table before it is loaded know the stream by this struct alone.
@@ -66,3 +68,5 @@ struct MELNAR_EXPORT ParallelHashTableHeader {
     uint64_t m_deletedBucketCount = 0;
     std::array<uint32_t, NUMBER_OF_THREAD_CONTEXT_INDICES> m_insertionQuotas{}; // by thread slot
 };
+
+} // namespace melnar

@@ -46,9 +46,10 @@ template<class Policy>
 ParallelHashTable<Policy>::ParallelHashTable(MemoryManager& memoryManager, const Policy& policy) noexcept
     : m_policy(policy), m_resizeState(NOT_RESIZING), m_hashMask(0), m_afterLastBucket(nullptr),
       m_buckets(memoryManager), m_numberOfUsedBuckets(0), m_numberOfDeletedBuckets(0), m_numberOfBuckets(0),
-      m_maxLoadFactor(ParallelHashTableHeader::MAXIMUM_LOAD_FACTOR), m_resizeThreshold(0), m_oldBuckets(memoryManager),
-      m_numberOfResizeChunks(0), m_numberOfPendingChunks(0), m_resizeMutex{}, m_resizeCondition{},
-      m_keepsFingerprints(false), m_fingerprints(memoryManager), m_fingerprintReclaimer(*this) {}
+      m_maxLoadFactor(melnar::ParallelHashTableHeader::MAXIMUM_LOAD_FACTOR), m_resizeThreshold(0),
+      m_oldBuckets(memoryManager), m_numberOfResizeChunks(0),
+      m_numberOfPendingChunks(0), m_resizeMutex{}, m_resizeCondition{}, m_keepsFingerprints(false),
+      m_fingerprints(memoryManager), m_fingerprintReclaimer(*this) {}
 
 template<class Policy>
 ParallelHashTable<Policy>::~ParallelHashTable() {
@@ -63,7 +64,7 @@ void ParallelHashTable<Policy>::setNumberOfBuckets(const size_t numberOfBuckets)
     m_hashMask = numberOfBuckets - 1;
     m_afterLastBucket = m_buckets.getData() + numberOfBuckets;
     m_numberOfBuckets.store(numberOfBuckets, std::memory_order_relaxed);
-    m_resizeThreshold = ParallelHashTableHeader::getResizeThreshold(numberOfBuckets, m_maxLoadFactor);
+    m_resizeThreshold = melnar::ParallelHashTableHeader::getResizeThreshold(numberOfBuckets, m_maxLoadFactor);
 }
 
 /// Forgets any resize. Only while the table is not shared.
@@ -94,7 +95,8 @@ template<class Policy>
 void ParallelHashTable<Policy>::makeFingerprints(const bool isEmpty) noexcept {
     const size_t numberOfBuckets = getNumberOfBuckets();
     // A loaded table has as many buckets as its stream says, which nobody may have vouched for.
-    if (m_keepsFingerprints && std::has_single_bit(numberOfBuckets) && numberOfBuckets >= Fingerprints::GROUP_SIZE)
+    if (m_keepsFingerprints && std::has_single_bit(numberOfBuckets) &&
+        numberOfBuckets >= melnar::Fingerprints::GROUP_SIZE)
         m_fingerprints.initialize(numberOfBuckets, isEmpty);
 }
 
@@ -219,8 +221,8 @@ void ParallelHashTable<Policy>::shrinkToFit(const size_t minimumNumberOfBuckets)
 }
 
 template<class Policy>
-ParallelHashTableHeader ParallelHashTable<Policy>::getHeader() const noexcept {
-    ParallelHashTableHeader header;
+melnar::ParallelHashTableHeader ParallelHashTable<Policy>::getHeader() const noexcept {
+    melnar::ParallelHashTableHeader header;
     header.m_bucketCount = getNumberOfBuckets();
     header.m_resizeThreshold = m_resizeThreshold;
     header.m_usedBucketCount = m_numberOfUsedBuckets.load(std::memory_order_relaxed);
@@ -231,7 +233,7 @@ ParallelHashTableHeader ParallelHashTable<Policy>::getHeader() const noexcept {
 }
 
 template<class Policy>
-void ParallelHashTable<Policy>::setHeader(const ParallelHashTableHeader& header) noexcept {
+void ParallelHashTable<Policy>::setHeader(const melnar::ParallelHashTableHeader& header) noexcept {
     m_numberOfBuckets.store(header.m_bucketCount, std::memory_order_relaxed);
     m_resizeThreshold = header.m_resizeThreshold;
     m_numberOfUsedBuckets.store(header.m_usedBucketCount, std::memory_order_relaxed);
@@ -250,7 +252,7 @@ template<class Policy>
 void ParallelHashTable<Policy>::load(InputStream& inputStream) {
     constexpr const char* SOURCE_FILE = "Engine/core/platform/collections/ParallelHashTableImpl";
     constexpr long LINE_NOT_A_TABLE = 476;
-    ParallelHashTableHeader header = getHeader();
+    melnar::ParallelHashTableHeader header = getHeader();
     try {
         if (!header.load(inputStream))
             throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_NOT_A_TABLE, MelnarException::NO_CAUSES,
@@ -274,7 +276,7 @@ void ParallelHashTable<Policy>::reinsert(ThreadContext& callerContext, const uin
                                          const BucketValue value) noexcept {
     size_t index = getHomeIndex(hash);
     for (;; index = getNextIndex(index)) {
-        index = findCandidate(index, Fingerprints::get(hash));
+        index = findCandidate(index, melnar::Fingerprints::get(hash));
         const BucketValue present = readBucket(m_buckets[index]);
         if (present == Policy::EMPTY_BUCKET || present == value)
             break;
@@ -393,7 +395,7 @@ void ParallelHashTable<Policy>::handleResize(ThreadContext& callerContext, const
             }
             resizeState = m_resizeState.load(std::memory_order_acquire); // P3
         } else {
-            spinPause();
+            melnar::spinPause();
             resizeState = m_resizeState.load(std::memory_order_acquire); // P3
         }
     }

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <pthread.h>
 
+namespace melnar {
+
 /// One thread index's slot in a hash table: a small lock that every operation on the table holds, and the insertions
 /// that its holder may make before it must touch the table's shared counter again.
 ///
@@ -75,3 +77,5 @@ inline void releaseThreadContext(TableThreadContext& threadContext) noexcept {
     ::pthread_cond_signal(&threadContext.m_condition);
     ::pthread_mutex_unlock(&threadContext.m_mutex);
 }
+
+} // namespace melnar

@@ -13,6 +13,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+namespace melnar {
+
 namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/platform/stream/AtomicFileOutputStream";
@@ -317,3 +319,5 @@ void AtomicFileOutputStream::takeBack() {
     m_temporaryFile.takeBack(m_target);
     synchronizeFolder(m_target.getFolderName());
 }
+
+} // namespace melnar

@@ -11,6 +11,8 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+namespace melnar {
+
 /// Writes a file that replaces the old one atomically or not at all.
 ///
 /// The bytes go to a temporary file beside the target; commit() flushes it to the disk, renames it over the target and
@@ -107,3 +109,5 @@ private:
     TemporaryFile m_temporaryFile;
     bool m_isPrepared;
 };
+
+} // namespace melnar

@@ -4,6 +4,8 @@
 
 #include <unistd.h>
 
+namespace melnar {
+
 /// An open file of the operating system, or none.
 ///
 /// Ownership  Closes the file; a failure of that is disregarded. Where it matters, as after writing, the owner closes.
@@ -27,3 +29,5 @@ public:
 private:
     int m_fileDescriptor;
 };
+
+} // namespace melnar

@@ -7,6 +7,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+namespace melnar {
+
 namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/platform/stream/FileInputStream";
@@ -54,3 +56,5 @@ size_t FileInputStream::readThrough(uint8_t* const data, const size_t numberOfBy
                                       "Cannot read file '", m_fileName, "'.");
     }
 }
+
+} // namespace melnar

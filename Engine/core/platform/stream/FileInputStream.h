@@ -7,6 +7,8 @@
 #include <memory>
 #include <string>
 
+namespace melnar {
+
 /// Reads a file from its start.
 ///
 /// Ownership  Owns the file descriptor and a buffer; reads that are larger go past the buffer.
@@ -32,3 +34,5 @@ private:
     size_t m_bufferEnd;
     int m_fileDescriptor;
 };
+
+} // namespace melnar

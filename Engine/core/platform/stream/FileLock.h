@@ -9,6 +9,10 @@
 #include <functional>
 #include <string>
 
+namespace melnar {
+class AtomicFileOutputStream;
+} // namespace melnar
+
 /// The exclusive right to replace a file. A writer that takes it before it reads the file, and holds it until it has
 /// replaced the file, loses nothing that another writer saves: each begins when the other has finished.
 ///
@@ -43,15 +47,15 @@ public:
     const std::string& getFileName() const noexcept { return m_fileName; }
 
     /// The file that is locked. What is read under the lock must be read by its name: a link may since lead elsewhere.
-    const TargetFile& getTarget() const noexcept { return m_target; }
+    const melnar::TargetFile& getTarget() const noexcept { return m_target; }
 
     /// For cleaning up after an interruption.
     const std::string& getLockFileName() const noexcept { return m_lockFileName; }
 
-    static std::string getLockFileNameOf(const TargetFile& target);
+    static std::string getLockFileNameOf(const melnar::TargetFile& target);
 
 private:
-    friend class AtomicFileOutputStream;
+    friend class melnar::AtomicFileOutputStream;
 
     /// Lets one stream at a time write under a lock: two would write to one temporary file.
     class Use : private Unmovable {
@@ -66,8 +70,8 @@ private:
     bool tryToTake(const WhenHeld& whenHeld);
 
     const std::string m_fileName;
-    const TargetFile m_target;
+    const melnar::TargetFile m_target;
     const std::string m_lockFileName;
-    FileDescriptor m_file;
+    melnar::FileDescriptor m_file;
     std::atomic<bool> m_isInUse; // only detects misuse, so relaxed accesses do
 };

@@ -9,6 +9,8 @@
 #include <unistd.h>
 #include <utility>
 
+namespace melnar {
+
 namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/platform/stream/FileOutputStream";
@@ -157,3 +159,5 @@ void FileOutputStream::noticeWritten(const size_t numberOfBytes) noexcept {
 #endif
     m_bytesToStart = 0;
 }
+
+} // namespace melnar

@@ -11,6 +11,8 @@
 #include <fcntl.h>
 #include <sys/types.h>
 
+namespace melnar {
+
 /// Writes a file, replacing what was there.
 ///
 /// Ownership  Owns the file descriptor and a buffer of BUFFER_SIZE bytes.
@@ -61,3 +63,5 @@ private:
     size_t m_bytesToStart = 0; // written to the file since the system was last told to begin
     int m_fileDescriptor;
 };
+
+} // namespace melnar

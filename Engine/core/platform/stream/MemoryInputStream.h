@@ -5,6 +5,8 @@
 
 #include <cstring>
 
+namespace melnar {
+
 /// Reads bytes that lie in memory. The bytes belong to the caller and outlive the stream.
 class MELNAR_EXPORT MemoryInputStream final : public InputStream {
 public:
@@ -27,3 +29,5 @@ private:
     const std::string m_name = "memory";
     std::string_view m_remaining;
 };
+
+} // namespace melnar

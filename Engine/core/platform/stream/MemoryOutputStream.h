@@ -5,6 +5,8 @@
 
 #include <string>
 
+namespace melnar {
+
 /// Collects bytes in memory.
 class MELNAR_EXPORT MemoryOutputStream final : public OutputStream {
 public:
@@ -22,3 +24,5 @@ private:
     const std::string m_name = "memory";
     std::string m_bytes;
 };
+
+} // namespace melnar

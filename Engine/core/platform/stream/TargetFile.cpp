@@ -10,6 +10,8 @@
 
 #include <unistd.h>
 
+namespace melnar {
+
 namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/platform/stream/TargetFile";
@@ -92,3 +94,5 @@ bool TargetFile::examine(struct stat& status) const {
                               "' exists and is not a regular file, so that it cannot be replaced.");
     return true;
 }
+
+} // namespace melnar

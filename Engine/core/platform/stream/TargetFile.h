@@ -6,6 +6,8 @@
 
 #include <sys/stat.h>
 
+namespace melnar {
+
 /// The regular file, there or not yet, that a name leads to: what is written to the name replaces it.
 ///
 /// Symbolic links are followed once, by the constructor, to the file and of its folder, also to where no file is yet.
@@ -30,3 +32,5 @@ public:
 private:
     std::string m_name;
 };
+
+} // namespace melnar

@@ -1,5 +1,7 @@
 #include "Engine/core/platform/system/MemoryManager.h"
 
+using namespace melnar;
+
 namespace {
 
 constexpr const char* const SOURCE_FILE = "Engine/core/platform/system/MemoryManager";

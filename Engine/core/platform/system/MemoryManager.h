@@ -41,8 +41,8 @@ public:
     }
 
     /// Makes memory known that can be given back. It must be removed before it is destroyed.
-    void addReclaimable(ReclaimableMemory& memory) noexcept;
-    void removeReclaimable(ReclaimableMemory& memory) noexcept;
+    void addReclaimable(melnar::ReclaimableMemory& memory) noexcept;
+    void removeReclaimable(melnar::ReclaimableMemory& memory) noexcept;
 
     /// Tells that an owner of reclaimable memory has given some back without being asked: an operation that has failed
     /// for it is performed again. Takes no lock.
@@ -90,5 +90,5 @@ private:
     std::atomic<size_t> m_numberOfRefusals;
 
     std::mutex m_reclaimMutex;
-    ReclaimableMemory* m_firstReclaimable; // protected by m_reclaimMutex, as is the list that begins there
+    melnar::ReclaimableMemory* m_firstReclaimable; // protected by m_reclaimMutex, as is the list that begins there
 };

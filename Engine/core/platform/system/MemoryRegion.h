@@ -122,7 +122,7 @@ public:
     explicit GrowthGuard(std::atomic<uint32_t>& growthLock) noexcept : m_growthLock(growthLock) {
         do {
             while (m_growthLock.load(std::memory_order_relaxed) != 0)
-                spinPause();
+                melnar::spinPause();
         } while (m_growthLock.exchange(1, std::memory_order_acquire) != 0); // G1
     }
 
@@ -149,7 +149,7 @@ template<class T>
 void MemoryRegion<T>::deinitialize() noexcept {
     if (m_data == nullptr)
         return;
-    VirtualMemory::release(m_data, roundUpToPages(m_maximumNumberOfItems * sizeof(T)));
+    melnar::VirtualMemory::release(m_data, roundUpToPages(m_maximumNumberOfItems * sizeof(T)));
     m_memoryManager.deallocate(getCommittedBytes());
     m_data = nullptr;
     m_committedBytes.store(0, std::memory_order_relaxed);
@@ -163,7 +163,7 @@ void MemoryRegion<T>::initialize(const size_t maximumNumberOfItems) {
     if (maximumNumberOfItems == 0)
         return;
     const size_t reservedBytes = roundUpToPages(maximumNumberOfItems * sizeof(T));
-    void* const data = VirtualMemory::reserve(reservedBytes);
+    void* const data = melnar::VirtualMemory::reserve(reservedBytes);
     if (data == nullptr) {
         const int errorCode = errno; // Making the exception allocates.
         m_memoryManager.noteRefusal();
@@ -187,7 +187,7 @@ void MemoryRegion<T>::doEnsureEndAtLeast(const size_t end) {
     const size_t targetBytes = roundUpToPages(end * sizeof(T));
     const size_t additionalBytes = targetBytes - committedBytes;
     m_memoryManager.allocate(additionalBytes);
-    if (!VirtualMemory::commit(getBytes() + committedBytes, additionalBytes)) {
+    if (!melnar::VirtualMemory::commit(getBytes() + committedBytes, additionalBytes)) {
         const int errorCode = errno;
         m_memoryManager.deallocate(additionalBytes);
         m_memoryManager.noteRefusal();
@@ -209,7 +209,7 @@ void MemoryRegion<T>::truncate(const size_t end) noexcept {
     const size_t clearToBytes = std::min(currentEnd * sizeof(T), keptBytes);
     const size_t committedBytes = getCommittedBytes();
     if (committedBytes > keptBytes) {
-        VirtualMemory::decommit(getBytes() + keptBytes, committedBytes - keptBytes);
+        melnar::VirtualMemory::decommit(getBytes() + keptBytes, committedBytes - keptBytes);
         m_memoryManager.deallocate(committedBytes - keptBytes);
         m_committedBytes.store(keptBytes, std::memory_order_relaxed);
     }

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cstddef>
 
+namespace melnar {
+
 /// The smallest and the largest number of bytes by which ensureEndInSteps grows beyond the need.
 constexpr size_t MINIMUM_GROWTH_STEP = size_t(1) << 16;
 constexpr size_t MAXIMUM_GROWTH_STEP = size_t(1) << 25;
@@ -38,3 +40,5 @@ void ensureEndInSteps(MemoryRegion<T>& region, const size_t end) {
     }
     region.doEnsureEndAtLeast(end);
 }
+
+} // namespace melnar

@@ -2,6 +2,10 @@
 
 #include "Engine/core/platform/Unmovable.h"
 
+class MemoryManager;
+
+namespace melnar {
+
 /// Memory that only makes work faster, charged to a MemoryManager: its owner gives it back when it is needed for
 /// something else.
 ///
@@ -15,7 +19,9 @@ public:
     virtual bool reclaim() noexcept = 0;
 
 private:
-    friend class MemoryManager;
+    friend class ::MemoryManager;
 
     ReclaimableMemory* m_next = nullptr;
 };
+
+} // namespace melnar

@@ -2,6 +2,8 @@
 
 #include <sched.h>
 
+namespace melnar {
+
 /// One step of a busy wait. It tells the processor that it waits, which saves power and leaves more of a shared core to
 /// its other thread; and now and then it offers its core to another thread of the system, as the one that is waited for
 /// may have none: with many more threads than cores, those that wait would else keep it from ending their wait.
@@ -18,3 +20,5 @@ inline void spinPause() noexcept {
     asm volatile("yield");
 #endif
 }
+
+} // namespace melnar

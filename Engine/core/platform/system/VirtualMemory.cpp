@@ -4,7 +4,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-namespace VirtualMemory {
+namespace melnar::VirtualMemory {
 
 namespace {
 
@@ -64,7 +64,7 @@ void release(void* const begin, const size_t numberOfBytes) noexcept {
     ::munmap(begin, numberOfBytes);
 }
 
-} // namespace VirtualMemory
+} // namespace melnar::VirtualMemory
 
 size_t getVMPageSize() noexcept {
     static const size_t s_pageSize = static_cast<size_t>(::sysconf(_SC_PAGESIZE));

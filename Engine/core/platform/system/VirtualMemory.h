@@ -6,7 +6,7 @@
 
 /// The virtual-memory calls of the operating system, in one place. Sizes are bytes and whole pages; failures are left
 /// in `errno`.
-namespace VirtualMemory {
+namespace melnar::VirtualMemory {
 
 /// Reserves address space that faults on every access; nullptr on failure.
 MELNAR_EXPORT void* reserve(size_t numberOfBytes) noexcept;
@@ -23,7 +23,7 @@ MELNAR_EXPORT void decommit(void* begin, size_t numberOfBytes) noexcept;
 /// Gives a reservation back, committed pages included.
 MELNAR_EXPORT void release(void* begin, size_t numberOfBytes) noexcept;
 
-} // namespace VirtualMemory
+} // namespace melnar::VirtualMemory
 
 /// The size of a page of virtual memory in bytes, a power of two.
 MELNAR_EXPORT size_t getVMPageSize() noexcept;

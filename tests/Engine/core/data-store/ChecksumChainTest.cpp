@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace melnar;
+
 namespace {
 
 using Value = ChecksumChain::Value;

@@ -10,6 +10,8 @@
 #include <new>
 #include <string>
 
+using namespace melnar;
+
 // Each allocation of an operation fails once, until a run needs no more than are allowed.
 
 namespace {

@@ -22,6 +22,8 @@
 #include <utility>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 constexpr size_t GROUP = PreparedEntries::CAPACITY;

@@ -16,6 +16,8 @@
 #include <utility>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 using Resources = std::vector<std::pair<uint64_t, std::string>>;

@@ -14,6 +14,8 @@
 #include <thread>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 constexpr size_t MEMORY_LIMIT = size_t(256) << 20;

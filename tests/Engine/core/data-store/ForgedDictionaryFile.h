@@ -23,16 +23,16 @@ constexpr uint64_t WIDE = uint64_t(1) << 33;
 constexpr size_t TEST_MEMORY_LIMIT = size_t(64) << 20;
 
 inline std::string writeToMemory(const Dictionary& dictionary) {
-    MemoryOutputStream output;
-    DictionaryFile::write(dictionary, output);
+    melnar::MemoryOutputStream output;
+    melnar::DictionaryFile::write(dictionary, output);
     return output.getBytes();
 }
 
 inline std::unique_ptr<Dictionary>
 readFromMemory(const std::string& bytes, const size_t memoryLimit = TEST_MEMORY_LIMIT, DictionaryOptions options = {}) {
-    MemoryInputStream input(bytes);
+    melnar::MemoryInputStream input(bytes);
     options.m_memoryLimit = memoryLimit;
-    return DictionaryFile::read(input, options);
+    return melnar::DictionaryFile::read(input, options);
 }
 
 /// Six IDs: strings and plain literals, two of them withdrawn, the last one not committed.
@@ -92,7 +92,8 @@ public:
     explicit ForgedDictionaryFile(const Dictionary& dictionary) : ForgedDictionaryFile(writeToMemory(dictionary)) {}
 
     /// Takes a sound file to pieces.
-    explicit ForgedDictionaryFile(const std::string& bytes, const SectionFormat& format = SectionFormat::DICTIONARY)
+    explicit ForgedDictionaryFile(const std::string& bytes,
+                                  const melnar::SectionFormat& format = melnar::SectionFormat::DICTIONARY)
         : m_format(format) {
         size_t position = 12;
         while (position + 2 * sizeof(uint64_t) < bytes.size()) {
@@ -100,8 +101,8 @@ public:
             for (bool isLast = false; !isLast;) {
                 uint32_t header[2];
                 std::memcpy(header, bytes.data() + position, sizeof(header));
-                isLast = (header[1] & SectionOutputStream::LAST_BLOCK) != 0;
-                const size_t size = header[1] & ~SectionOutputStream::LAST_BLOCK;
+                isLast = (header[1] & melnar::SectionOutputStream::LAST_BLOCK) != 0;
+                const size_t size = header[1] & ~melnar::SectionOutputStream::LAST_BLOCK;
                 section.append(bytes, position + sizeof(header), size);
                 position += sizeof(header) + size + sizeof(uint64_t);
             }
@@ -111,8 +112,8 @@ public:
     }
 
     std::string getBytes() const {
-        MemoryOutputStream file;
-        SectionOutputStream output(file, m_format);
+        melnar::MemoryOutputStream file;
+        melnar::SectionOutputStream output(file, m_format);
         for (const std::string& section : m_sections) {
             output.write(section.data(), section.size());
             output.endSection();
@@ -176,5 +177,5 @@ public:
     std::vector<std::string> m_sections;
 
 private:
-    SectionFormat m_format;
+    melnar::SectionFormat m_format;
 };

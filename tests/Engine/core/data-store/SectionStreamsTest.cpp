@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 constexpr size_t BLOCK_SIZE = SectionOutputStream::BLOCK_SIZE;

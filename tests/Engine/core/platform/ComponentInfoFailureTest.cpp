@@ -6,6 +6,8 @@
 
 #include <new>
 
+using namespace melnar;
+
 namespace {
 
 using Metric = ComponentInfo::Metric;

@@ -7,6 +7,8 @@
 #include <memory>
 #include <utility>
 
+using namespace melnar;
+
 namespace {
 
 using Metric = ComponentInfo::Metric;

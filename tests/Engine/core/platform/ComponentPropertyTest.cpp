@@ -11,6 +11,8 @@
 #include <type_traits>
 #include <utility>
 
+using namespace melnar;
+
 namespace {
 
 using Metric = ComponentProperty::Metric;

@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <type_traits>
 
+using namespace melnar;
+
 namespace {
 
 const std::string FILE_NAME = "Engine/core/a/File";

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 std::string getAppended(const std::string& text) {

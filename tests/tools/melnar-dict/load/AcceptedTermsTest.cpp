@@ -15,6 +15,8 @@
 #include <string_view>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 constexpr const char* PLAIN_LITERAL = "^^<http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral>";

@@ -18,6 +18,8 @@
 #include <string>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 /// The real data sets, with what a reader must find in each. The parameter is the number of threads.

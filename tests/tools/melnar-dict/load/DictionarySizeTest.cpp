@@ -18,6 +18,8 @@
 #include <span>
 #include <string>
 
+using namespace melnar;
+
 namespace {
 
 constexpr std::array<uint8_t, 7> ALL_DATATYPES{D_XSD_STRING,    D_RDF_PLAIN_LITERAL,  D_IRI,        D_BLANK_NODE,

@@ -16,6 +16,8 @@
 #include <string>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 using Rows = std::vector<std::vector<uint64_t>>;

@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 constexpr const char* REFUSED = "\"x\"^^<http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral>";

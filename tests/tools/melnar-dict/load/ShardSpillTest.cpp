@@ -21,6 +21,8 @@
 #include <utility>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 constexpr size_t MEMORY_LIMIT = size_t(256) << 20;

@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <sstream>
 
+using namespace melnar;
+
 namespace {
 
 constexpr const char* BASE = "http://base/";

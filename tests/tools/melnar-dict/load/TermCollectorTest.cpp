@@ -17,6 +17,8 @@
 #include <string_view>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 constexpr size_t MEMORY_LIMIT = size_t(64) << 20;

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+using namespace melnar;
+
 TestLoad::TestLoad(FileLoader::Settings settings, const size_t memoryLimit, const uint64_t maximumNumberOfResources,
                    RejectedFile* const rejectedFile)
     : m_dictionary({.m_memoryLimit = memoryLimit, .m_maximumNumberOfResources = maximumNumberOfResources}),

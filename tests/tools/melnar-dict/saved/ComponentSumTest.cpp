@@ -16,6 +16,8 @@
 #include <utility>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 using Json = nlohmann::json;

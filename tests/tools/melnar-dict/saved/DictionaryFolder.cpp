@@ -13,6 +13,8 @@
 
 #include <fcntl.h>
 
+using namespace melnar;
+
 namespace DictionaryFolder {
 
 namespace {

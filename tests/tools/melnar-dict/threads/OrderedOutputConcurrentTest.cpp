@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 TEST(OrderedOutputConcurrentTest, piecesComeInTheOrderOfTheirNumbers) {

@@ -14,6 +14,8 @@
 #include <string_view>
 #include <utility>
 
+using namespace melnar;
+
 namespace {
 
 /// Resources 1 to 5: three strings, a plain literal, one withdrawn; and the stream of a datatype that holds them.

@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 constexpr size_t BUCKETS = 1024;

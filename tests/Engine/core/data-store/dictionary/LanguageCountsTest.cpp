@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+using namespace melnar;
+
 namespace {
 
 std::string describe(const std::initializer_list<std::string_view> plainLiterals) {

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 void expectRightHashes(const std::vector<std::string>& texts) {

@@ -14,6 +14,8 @@
 #include <string_view>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 /// An implementation, when this processor can run it.

@@ -21,7 +21,7 @@ std::unordered_map<std::string, size_t> countResourcesByForm(const DictionaryFix
         const uint8_t datatypeID = fixture.getDatatypeID(resourceID);
         EXPECT_TRUE(datatypeID == D_XSD_STRING || datatypeID == D_RDF_PLAIN_LITERAL) << size_t(datatypeID);
         const std::string lexicalForm = fixture.getLexicalForm(resourceID);
-        chunkBytes += StringChunk::getChunkSizeFor(lexicalForm.size());
+        chunkBytes += melnar::StringChunk::getChunkSizeFor(lexicalForm.size());
         ++resourcesByForm[lexicalForm];
     }
     EXPECT_EQ(chunkBytes + fixture.m_dataPool.getUnusedBytes(), fixture.m_dataPool.getEnd());

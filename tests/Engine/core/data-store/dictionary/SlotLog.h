@@ -41,7 +41,7 @@ public:
     explicit SlotLog(UninitializedDictionaryFixture<T>& fixture) : m_fixture(fixture) {
         m_steps.reserve(10000); // the observed thread makes no allocation that it would not make without the log
         for (const uint8_t datatypeID : DATATYPE_IDS) {
-            TableThreadContext& slot = getSlot(datatypeID);
+            melnar::TableThreadContext& slot = getSlot(datatypeID);
             slot.m_lockCount.store(1, std::memory_order_relaxed);
             slot.m_wakeUp = 1;
         }
@@ -50,7 +50,7 @@ public:
     /// Ends the phantoms. A slot that is still held stays so.
     ~SlotLog() override {
         for (const uint8_t datatypeID : DATATYPE_IDS) {
-            TableThreadContext& slot = getSlot(datatypeID);
+            melnar::TableThreadContext& slot = getSlot(datatypeID);
             slot.m_lockCount.fetch_sub(1, std::memory_order_relaxed);
             slot.m_wakeUp = 0;
         }
@@ -58,7 +58,7 @@ public:
 
     void notice(const Event event, const void* const object) override {
         for (const uint8_t datatypeID : DATATYPE_IDS) {
-            TableThreadContext& slot = getSlot(datatypeID);
+            melnar::TableThreadContext& slot = getSlot(datatypeID);
             if (event == Event::MUTEX_UNLOCKING && object == &slot.m_mutex)
                 m_steps.push_back({slot.m_wakeUp == 0, datatypeID, m_fixture.m_nextResourceID.load(), getContents()});
             else if (event == Event::CONDITION_WAITING && object == &slot.m_condition) {
@@ -87,7 +87,7 @@ public:
 private:
     static constexpr std::array<uint8_t, 2> DATATYPE_IDS{D_XSD_STRING, D_RDF_PLAIN_LITERAL};
 
-    TableThreadContext& getSlot(const uint8_t datatypeID) {
+    melnar::TableThreadContext& getSlot(const uint8_t datatypeID) {
         return getTable(m_fixture, datatypeID).getCurrentThreadContext();
     }
 

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 std::vector<uint8_t> writeChunk(const std::string& lexicalForm) {

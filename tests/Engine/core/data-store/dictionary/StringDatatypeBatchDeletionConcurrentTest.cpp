@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+using namespace melnar;
+
 // Some threads withdraw strings and create them again, under new IDs, while others resolve or look up batches of the
 // same strings.
 

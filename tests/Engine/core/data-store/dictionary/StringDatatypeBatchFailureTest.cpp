@@ -23,6 +23,8 @@
 #include <utility>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 using TablePeer = ParallelHashTableTestPeer;

@@ -24,6 +24,8 @@
 #include <utility>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 constexpr uint32_t SHARED_LITERALS = 6000; // resolved by all threads, never deleted

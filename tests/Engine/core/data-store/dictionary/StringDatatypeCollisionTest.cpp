@@ -18,6 +18,8 @@
 #include <utility>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 constexpr size_t LIMIT = 5;

@@ -19,6 +19,8 @@
 #include <thread>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 using TablePeer = ParallelHashTableTestPeer;

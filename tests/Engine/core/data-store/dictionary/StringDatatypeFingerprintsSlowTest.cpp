@@ -21,6 +21,8 @@
 #include <utility>
 #include <vector>
 
+using namespace melnar;
+
 // Two string datatypes, with fingerprints and without, that are led through the same steps.
 
 namespace {

@@ -17,6 +17,8 @@
 #include <utility>
 #include <vector>
 
+using namespace melnar;
+
 // Strings whose chunks have size headers of every form, also longer ones than they need. Another writer of the pool may
 // make such chunks; a compaction brings them in.
 

@@ -15,6 +15,8 @@
 #include <cstdint>
 #include <string>
 
+using namespace melnar;
+
 namespace {
 
 template<class T>

@@ -19,6 +19,8 @@
 #include <thread>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 constexpr uint64_t STRINGS = 900; // more than the first table holds

@@ -18,6 +18,8 @@
 #include <string_view>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 using TablePeer = ParallelHashTableTestPeer;

@@ -17,6 +17,8 @@
 #include <string>
 #include <vector>
 
+using namespace melnar;
+
 // The slots of offsets and datatype bytes belong to a dictionary, and each to the resource of its ID. The string
 // datatype reads and writes those of its own resources only, and when these are filled is the host's affair.
 

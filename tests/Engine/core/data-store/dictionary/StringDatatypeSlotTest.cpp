@@ -20,6 +20,8 @@
 #include <utility>
 #include <vector>
 
+using namespace melnar;
+
 // Which slot an operation holds when, step by step in one thread.
 
 namespace {

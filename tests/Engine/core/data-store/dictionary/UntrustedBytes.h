@@ -32,5 +32,5 @@ public:
     size_t getNumberOfRemainingBytes() const { return m_input.getNumberOfRemainingBytes(); }
 
 private:
-    MemoryInputStream m_input;
+    melnar::MemoryInputStream m_input;
 };

@@ -10,6 +10,8 @@
 #include <new>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 size_t getNumberOfEntriesInParts(ShardedBatch& batch) {

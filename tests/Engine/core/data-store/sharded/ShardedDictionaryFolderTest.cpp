@@ -21,6 +21,8 @@
 
 #include <sys/stat.h>
 
+using namespace melnar;
+
 namespace {
 
 using State = ShardedDictionary::State;

@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+using namespace melnar;
+
 // Saving in steps, and shards that are saved and released one by one.
 
 namespace {

@@ -56,14 +56,14 @@ inline void writeFolder(const std::string& folder, const std::map<std::string, s
     std::filesystem::remove_all(folder);
     std::filesystem::create_directory(folder);
     for (const auto& [name, bytes] : contents) {
-        FileOutputStream output(folder + '/' + name);
+        melnar::FileOutputStream output(folder + '/' + name);
         output.write(bytes.data(), bytes.size());
         output.close();
     }
 }
 
 inline ShardManifest readManifestOf(const std::string& folder) {
-    FileInputStream input(folder + "/manifest");
+    melnar::FileInputStream input(folder + "/manifest");
     return ShardManifest::read(input);
 }
 

@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 class AffixTableTest : public testing::Test {

@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+using namespace melnar;
+
 namespace {
 
 TEST(PartComparisonTest, eachByteOfATextOfAnyLengthCounts) {

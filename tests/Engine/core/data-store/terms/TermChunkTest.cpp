@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 TEST(TermChunkTest, readsWhatItWritesWithNumbersAndTextsOfAllLengths) {

@@ -17,6 +17,8 @@
 #include <string>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 constexpr uint8_t ALL_FAMILIES[] = {D_IRI, D_BLANK_NODE, D_TYPED_LITERAL, D_DIRECTIONAL_STRING, D_TRIPLE_TERM};

@@ -10,7 +10,7 @@ typename ParallelHashTable<Policy>::Bucket* findBucket(ParallelHashTable<Policy>
                                                        const IsWanted& isWanted) {
     using Table = ParallelHashTable<Policy>;
     for (size_t index = table.getHomeIndex(hash);; index = table.getNextIndex(index)) {
-        index = table.findCandidate(index, Fingerprints::get(hash));
+        index = table.findCandidate(index, melnar::Fingerprints::get(hash));
         const auto value = Table::readBucket(table.getBucket(index));
         if (value == Policy::EMPTY_BUCKET)
             return nullptr;

@@ -26,7 +26,9 @@ public:
             this->m_table.initialize(numberOfBuckets);
     }
 
-    const Fingerprints& getFingerprints() const { return ParallelHashTableTestPeer::getFingerprints(this->m_table); }
+    const melnar::Fingerprints& getFingerprints() const {
+        return ParallelHashTableTestPeer::getFingerprints(this->m_table);
+    }
 
     uint8_t getFingerprintOf(const T number) {
         const auto index = this->getIndexOf(number);
@@ -36,7 +38,8 @@ public:
     /// Expects that every number of a range has its own fingerprint.
     void expectOwnFingerprints(const T first, const T afterLast) {
         for (T number = first; number < afterLast; ++number)
-            ASSERT_EQ(Fingerprints::get(this->m_table.getPolicy().getHash(number)), getFingerprintOf(number)) << number;
+            ASSERT_EQ(melnar::Fingerprints::get(this->m_table.getPolicy().getHash(number)), getFingerprintOf(number))
+                << number;
     }
 
     size_t countKnownFingerprints() const {
@@ -53,13 +56,13 @@ public:
     }
 
     std::string save() const {
-        MemoryOutputStream outputStream;
+        melnar::MemoryOutputStream outputStream;
         this->m_table.save(outputStream);
         return outputStream.getBytes();
     }
 
     void load(const std::string& bytes) {
-        MemoryInputStream inputStream(bytes);
+        melnar::MemoryInputStream inputStream(bytes);
         this->m_table.load(inputStream);
     }
 };

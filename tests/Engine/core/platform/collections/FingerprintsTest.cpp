@@ -14,6 +14,8 @@
 
 #include <sys/resource.h>
 
+using namespace melnar;
+
 namespace {
 
 using Call = SystemCallFaults::Call;

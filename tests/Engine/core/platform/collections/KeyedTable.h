@@ -77,7 +77,7 @@ public:
         const uint64_t hash = Policy::hashKey(key);
         size_t index = m_table.getHomeIndex(hash);
         for (;;) {
-            index = m_table.findCandidate(index, Fingerprints::get(hash));
+            index = m_table.findCandidate(index, melnar::Fingerprints::get(hash));
             Bucket& bucket = m_table.getBucket(index);
             if (bucket.load(std::memory_order_relaxed) == Policy::BUCKET_IN_PROGRESS)
                 m_encounters.fetch_add(1, std::memory_order_relaxed);

@@ -37,7 +37,7 @@ public:
         m_table.reserveInsertionQuota(operation.getThreadContext());
         const uint64_t hash = m_table.getPolicy().getHash(number);
         for (size_t index = m_table.getHomeIndex(hash);;) {
-            index = m_table.findCandidate(index, Fingerprints::get(hash));
+            index = m_table.findCandidate(index, melnar::Fingerprints::get(hash));
             const T value = Table::readBucket(m_table.getBucket(index));
             if (value == number)
                 return false;

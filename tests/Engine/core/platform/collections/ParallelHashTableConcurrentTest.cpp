@@ -12,6 +12,8 @@
 #include <thread>
 #include <vector>
 
+using namespace melnar;
+
 // Each of these tests brings threads into one certain situation of the protocol and lets them go on from there.
 
 namespace {

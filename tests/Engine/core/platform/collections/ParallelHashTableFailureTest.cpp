@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 using Peer = ParallelHashTableTestPeer;

@@ -9,6 +9,8 @@
 #include <atomic>
 #include <deque>
 
+using namespace melnar;
+
 // Each of these tests brings threads into one certain situation around fingerprints and lets them go on from there.
 
 namespace {

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cerrno>
 
+using namespace melnar;
+
 // Fingerprints come when there is memory for them, and go when it is needed for something else.
 
 namespace {

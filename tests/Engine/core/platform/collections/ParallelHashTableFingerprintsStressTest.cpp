@@ -16,6 +16,8 @@
 #include <thread>
 #include <vector>
 
+using namespace melnar;
+
 // Fingerprints come, go, are forgotten and are wrong at tombstones, while threads insert, look up and delete: nothing
 // may be lost but time.
 

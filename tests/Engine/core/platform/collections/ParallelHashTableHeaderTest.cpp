@@ -9,6 +9,8 @@
 
 #include <string>
 
+using namespace melnar;
+
 namespace {
 
 constexpr size_t MARKER_BYTES = 8 + 17;

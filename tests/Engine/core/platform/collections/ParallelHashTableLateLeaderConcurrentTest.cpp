@@ -11,6 +11,8 @@
 #include <atomic>
 #include <functional>
 
+using namespace melnar;
+
 // The leader of a resize has started the rehash and left the other slots, and is delayed before it takes a part in it.
 
 namespace {

@@ -7,6 +7,8 @@
 #include <initializer_list>
 #include <map>
 
+using namespace melnar;
+
 namespace {
 
 using Peer = ParallelHashTableTestPeer;

@@ -10,6 +10,8 @@
 #include <initializer_list>
 #include <string>
 
+using namespace melnar;
+
 namespace {
 
 using Peer = ParallelHashTableTestPeer;

@@ -11,6 +11,8 @@
 #include <memory>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 using Peer = ParallelHashTableTestPeer;

@@ -95,7 +95,7 @@ public:
     template<class Table>
     static size_t getSumOfQuotas(const Table& table) {
         size_t sum = 0;
-        for (const TableThreadContext& threadContext : table.m_threadContexts)
+        for (const melnar::TableThreadContext& threadContext : table.m_threadContexts)
             sum += threadContext.getInsertionQuota();
         return sum;
     }

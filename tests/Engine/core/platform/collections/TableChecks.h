@@ -10,7 +10,7 @@
 /// Expects that every slot of a table is free and no hand-over is pending.
 template<class Table>
 void expectAllSlotsFree(Table& table) {
-    for (const TableThreadContext& threadContext : ParallelHashTableTestPeer::getThreadContexts(table)) {
+    for (const melnar::TableThreadContext& threadContext : ParallelHashTableTestPeer::getThreadContexts(table)) {
         EXPECT_EQ(0, threadContext.m_lockCount.load(std::memory_order_acquire));
         EXPECT_EQ(0, threadContext.m_wakeUp);
     }
@@ -51,7 +51,7 @@ void expectSoundAtRest(ParallelHashTable<Policy>& table) {
     for (size_t index = numberOfBuckets; index < buckets.getEnd(); ++index)
         ASSERT_EQ(0u, buckets[index].load(std::memory_order_acquire)) << "beyond the last bucket, at " << index;
 
-    const Fingerprints& fingerprints = Peer::getFingerprints(table);
+    const melnar::Fingerprints& fingerprints = Peer::getFingerprints(table);
     for (size_t index = 0; fingerprints.exist() && index < numberOfBuckets; ++index) {
         const auto number = Table::readBucket(buckets[index]);
         if (number == Policy::EMPTY_BUCKET) {
@@ -60,7 +60,8 @@ void expectSoundAtRest(ParallelHashTable<Policy>& table) {
             ASSERT_NE(0, fingerprints[index]) << "lookups end before bucket " << index;
         }
         if (number != Policy::EMPTY_BUCKET && number != Policy::BUCKET_DELETED && fingerprints[index] != 0) {
-            ASSERT_EQ(Fingerprints::get(table.getPolicy().getHash(number)), fingerprints[index]) << "bucket " << index;
+            ASSERT_EQ(melnar::Fingerprints::get(table.getPolicy().getHash(number)), fingerprints[index])
+                << "bucket " << index;
         }
     }
 

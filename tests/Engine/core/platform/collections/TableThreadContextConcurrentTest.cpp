@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 void waitForLockCount(const TableThreadContext& slot, const uint16_t lockCount) {

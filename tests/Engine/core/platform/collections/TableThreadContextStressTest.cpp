@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 /// Threads that enter one slot over and over and count what the slot alone protects.

@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <optional>
 
+using namespace melnar;
+
 namespace {
 
 template<class T>

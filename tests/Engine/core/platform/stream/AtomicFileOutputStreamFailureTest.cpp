@@ -19,6 +19,8 @@
 #include <unistd.h>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 using Call = SystemCallFaults::Call;

@@ -14,6 +14,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+using namespace melnar;
+
 namespace {
 
 void replace(const std::string& path, const std::string& contents) {

@@ -12,6 +12,8 @@
 #include <new>
 #include <string>
 
+using namespace melnar;
+
 namespace {
 
 using Call = SystemCallFaults::Call;

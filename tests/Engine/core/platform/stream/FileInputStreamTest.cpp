@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 constexpr size_t BUFFER_SIZE = FileInputStream::BUFFER_SIZE;

@@ -13,6 +13,8 @@
 #include <thread>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 TEST(FileLockConcurrentTest, aWaitEndsWhenTheLockIsReleased) {

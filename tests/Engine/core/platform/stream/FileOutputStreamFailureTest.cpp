@@ -13,6 +13,8 @@
 #include <new>
 #include <string>
 
+using namespace melnar;
+
 namespace {
 
 using Call = SystemCallFaults::Call;

@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <string>
 
+using namespace melnar;
+
 namespace {
 
 using Call = SystemCallFaults::Call;

@@ -13,6 +13,8 @@
 #include <type_traits>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 /// Delivers at most a given number of bytes at a time, and remembers what it was asked for.

@@ -5,6 +5,8 @@
 #include <array>
 #include <string>
 
+using namespace melnar;
+
 TEST(MemoryInputStreamTest, deliversAtMostWhatIsLeft) {
     MemoryInputStream input("abcde");
     std::array<char, 4> data{};

@@ -4,6 +4,8 @@
 
 #include <string>
 
+using namespace melnar;
+
 TEST(MemoryOutputStreamTest, bytesAreCollectedInOrder) {
     MemoryOutputStream output;
     output.write("ab", 2);

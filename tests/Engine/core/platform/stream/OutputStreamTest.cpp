@@ -9,6 +9,8 @@
 #include <string>
 #include <type_traits>
 
+using namespace melnar;
+
 namespace {
 
 /// The bytes given are those of a little-endian machine.

@@ -8,6 +8,8 @@
 #include <string>
 #include <unistd.h>
 
+using namespace melnar;
+
 namespace {
 
 /// Restores the process's folder.

@@ -14,6 +14,8 @@
 #include <string>
 #include <sys/mman.h>
 
+using namespace melnar;
+
 namespace {
 
 using Call = SystemCallFaults::Call;

@@ -12,6 +12,8 @@
 #include <thread>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 constexpr size_t NUMBER_OF_THREADS = 4;

@@ -12,6 +12,8 @@
 #include <ctime>
 #include <thread>
 
+using namespace melnar;
+
 namespace {
 
 using Call = SystemCallFaults::Call;

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+using namespace melnar;
+
 namespace {
 
 constexpr size_t LIMIT = size_t(1) << 24;

@@ -7,7 +7,7 @@
 #include <mutex>
 
 /// Bytes that are charged to a memory manager until it asks for them. Any operation, any threads.
-class ReclaimableBytes final : public ReclaimableMemory {
+class ReclaimableBytes final : public melnar::ReclaimableMemory {
 public:
     explicit ReclaimableBytes(MemoryManager& memoryManager)
         : m_memoryManager(memoryManager), m_bytes(0), m_numberOfReclaims(0) {}

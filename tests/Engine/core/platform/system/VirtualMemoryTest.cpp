@@ -16,6 +16,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+using namespace melnar;
+
 namespace {
 
 using Call = SystemCallFaults::Call;
