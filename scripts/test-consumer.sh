@@ -69,7 +69,8 @@ oldest-cmake)
 pkg-config)
     install_libraries "$build"
     compile_with_pkg_config
-    "$scratch/consumer"
+    "$scratch/consumer" | tee "$scratch/output"
+    [ "$(sed -n 's/^version //p' "$scratch/output")" = "$(pkg-config --modversion melnar)" ] || fail "versions differ"
     ;;
 by-hand)
     install_libraries "$build"
@@ -106,7 +107,12 @@ plugins)
     [ "$all" = "$expected" ] || fail "the plugin that hides its inline functions exports '$all'"
     ;;
 subproject)
-    rm -rf "$shared_build/CMakeCache.txt" "$scratch/prefix"
+    if cmake -S "$consumer/subproject" -B "$scratch/without-xxhash" -G Ninja -DMELNAR_SOURCE="$root" \
+        -DHIDE_SYSTEM_HEADERS=ON 2>"$scratch/message"; then
+        fail "a missing xxhash.h is no error"
+    fi
+    grep -qw libxxhash-dev "$scratch/message" || fail "$(cat "$scratch/message")"
+    rm -f "$shared_build/CMakeCache.txt"
     CXXFLAGS="${CXXFLAGS:-} -O0" cmake -S "$consumer/subproject" -B "$shared_build" -G Ninja -DMELNAR_SOURCE="$root" \
         -DBUILD_SHARED_LIBS=ON
     cmake --build "$shared_build"
@@ -123,7 +129,7 @@ shared)
     for library in engine reader; do
         file=$library_directory/libmelnar-$library.so
         objdump -p "$file" | grep -qE "SONAME +libmelnar-$library\.so\.[0-9]+$" || fail "$file has no soname"
-        python3 "$root/scripts/check-exports.py" "$file" "$prefix/include/melnar"
+        /usr/bin/python3 "$root/scripts/check-exports.py" "$file" "$prefix/include/melnar"
     done
     build_with_cmake "$consumer" "-DCMAKE_PREFIX_PATH=$prefix"
     compile_with_pkg_config
