@@ -20,6 +20,9 @@ NAMESPACE_END = re.compile(r"^\s*\} // namespace")
 # What comes before the names in a mangled symbol: typeinfo, vtables, guards, functions around local variables, ...
 PREFIX = re.compile(r"_Z(?:T[ISVTWH]|GV|Th\d+_|Tv\d+_n?\d+_)?Z?(?:N[rVKRO]*)?")
 
+# AddressSanitizer's mark of a variable that is exported.
+SANITIZERS_OWN = "__odr_asan."
+
 
 def marked_names(folder):
     """The qualified names that the headers mark, as tuples."""
@@ -55,6 +58,7 @@ def main():
     marked = marked_names(folder)
     answer = subprocess.run(["nm", "-D", "--defined-only", library], stdout=subprocess.PIPE, check=True)
     symbols = [line.split()[2] for line in answer.stdout.decode().splitlines()]
+    symbols = [symbol for symbol in symbols if not symbol.startswith(SANITIZERS_OWN)]
     found = [f"{symbol} is exported, but no header marks it" for symbol in symbols
              if not any(leading_names(symbol)[:length] in marked for length in range(1, 5))]
     if "engine" in library:
