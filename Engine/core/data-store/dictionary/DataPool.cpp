@@ -28,6 +28,8 @@ void DataPool::initialize(const size_t capacity, const size_t size) {
     m_generation = newGeneration();
     m_end.store(0, std::memory_order_relaxed);
     m_unusedBytes.store(0, std::memory_order_relaxed);
+    for (std::atomic<uint64_t>& spare : m_spares)
+        spare.store(0, std::memory_order_relaxed);
     m_data = nullptr;
     m_bytes.initialize(capacity);
     m_data = m_bytes.getData();
@@ -43,6 +45,8 @@ void DataPool::swapContents(DataPool& other) noexcept {
     };
     swapRelaxed(m_end, other.m_end);
     swapRelaxed(m_unusedBytes, other.m_unusedBytes);
+    for (size_t index = 0; index < NUMBER_OF_SPARES; ++index)
+        swapRelaxed(m_spares[index], other.m_spares[index]);
     std::swap(m_data, other.m_data);
     m_bytes.swapContents(other.m_bytes);
     m_generation = newGeneration();
@@ -63,12 +67,38 @@ uint64_t DataPool::append(const size_t numberOfBytes) {
     return begin;
 }
 
-/// Returns [begin, end) to the pool when it is the last that was taken, and counts it as unused otherwise.
-void DataPool::giveBack(const uint64_t begin, const uint64_t end) noexcept {
+/// Returns [begin, end) to the pool when it is the last that was taken, and counts it as unused otherwise. Returns whether
+/// it is unused.
+bool DataPool::giveBack(const uint64_t begin, const uint64_t end) noexcept {
     uint64_t expected = end;
-    if (begin != end &&
-        !m_end.compare_exchange_strong(expected, begin, std::memory_order_relaxed, std::memory_order_relaxed))
-        m_unusedBytes.fetch_add(end - begin, std::memory_order_relaxed);
+    if (begin == end ||
+        m_end.compare_exchange_strong(expected, begin, std::memory_order_relaxed, std::memory_order_relaxed))
+        return false;
+    m_unusedBytes.fetch_add(end - begin, std::memory_order_relaxed);
+    return true;
+}
+
+/// The same for the rest of a block whose thread leaves, which becomes a spare where it is large enough and there is room.
+void DataPool::giveBackBlock(const uint64_t begin, const uint64_t end) noexcept {
+    if (!giveBack(begin, end) || end - begin < LARGEST_CHUNK_IN_BLOCK)
+        return;
+    const uint64_t spare = begin << SPARE_SIZE_BITS | (end - begin);
+    for (std::atomic<uint64_t>& place : m_spares)
+        if (uint64_t expected = 0;
+            place.load(std::memory_order_relaxed) == 0 &&
+            place.compare_exchange_strong(expected, spare, std::memory_order_relaxed, std::memory_order_relaxed))
+            return;
+}
+
+/// Returns a spare that is the caller's from now on, or 0.
+uint64_t DataPool::takeSpare() noexcept {
+    for (std::atomic<uint64_t>& place : m_spares)
+        if (place.load(std::memory_order_relaxed) != 0)
+            if (const uint64_t spare = place.exchange(0, std::memory_order_relaxed); spare != 0) {
+                m_unusedBytes.fetch_sub(spare & ((uint64_t(1) << SPARE_SIZE_BITS) - 1), std::memory_order_relaxed);
+                return spare;
+            }
+    return 0;
 }
 
 /// Takes what the thread's block cannot give. A thread context gets blocks of its own pool only: its destructor gives
@@ -81,16 +111,21 @@ uint64_t DataPool::newDataChunkFromEnd(DictionaryThreadContext* const threadCont
         threadContext->m_generation = m_generation;
     }
     uint64_t block;
-    try {
-        block = append(BLOCK_SIZE);
-    } catch (const MelnarException&) {
-        return append(chunkSize); // The limit is near: use what is left of it chunk by chunk.
-    }
+    size_t blockSize = BLOCK_SIZE;
+    if (const uint64_t spare = takeSpare(); spare != 0) {
+        block = spare >> SPARE_SIZE_BITS;
+        blockSize = spare & ((uint64_t(1) << SPARE_SIZE_BITS) - 1);
+    } else
+        try {
+            block = append(BLOCK_SIZE);
+        } catch (const MelnarException&) {
+            return append(chunkSize); // The limit is near: use what is left of it chunk by chunk.
+        }
     if (block != threadContext->m_blockEnd) { // Otherwise it continues the old block, and nothing is lost.
         giveBack(threadContext->m_blockNext, threadContext->m_blockEnd);
         threadContext->m_blockNext = block;
     }
-    threadContext->m_blockEnd = block + BLOCK_SIZE;
+    threadContext->m_blockEnd = block + blockSize;
     const uint64_t offset = threadContext->m_blockNext;
     threadContext->m_blockNext += chunkSize;
     return offset;
@@ -107,5 +142,5 @@ void DataPool::returnDataChunk(DictionaryThreadContext* const threadContext, con
 
 DictionaryThreadContext::~DictionaryThreadContext() {
     if (m_generation == m_dataPool.m_generation)
-        m_dataPool.giveBack(m_blockNext, m_blockEnd);
+        m_dataPool.giveBackBlock(m_blockNext, m_blockEnd);
 }

@@ -5,6 +5,7 @@
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -12,7 +13,8 @@
 /// The bytes of all resources: chunks that are appended by many threads at once, never move and are never freed singly.
 ///
 /// A thread with a DictionaryThreadContext takes its chunks from a private block of BLOCK_SIZE bytes, so that threads
-/// meet at the pool's end once a block, not once a chunk. Chunks of more than LARGEST_CHUNK_IN_BLOCK bytes are taken
+/// meet at the pool's end once a block, not once a chunk. The rest of a block that its thread leaves goes to the next
+/// thread that needs one, so a thread context may live for no longer than a call. Chunks of more than LARGEST_CHUNK_IN_BLOCK bytes are taken
 /// from the pool's end directly, as is everything without a thread context or with one of another pool and, near the
 /// memory limit, whatever still fits when a whole block does not.
 ///
@@ -60,7 +62,7 @@ public:
     /// Where the next block or large chunk will begin: all that is in use lies below.
     uint64_t getEnd() const noexcept { return m_end.load(std::memory_order_relaxed); }
 
-    /// Bytes below the end that no chunk will ever use: the ends of blocks that were given up.
+    /// Bytes below the end that belong to no chunk and to no thread's block: the ends of blocks that were given up.
     uint64_t getUnusedBytes() const noexcept { return m_unusedBytes.load(std::memory_order_relaxed); }
 
     size_t getCapacity() const noexcept { return m_bytes.getMaximumNumberOfItems(); }
@@ -69,11 +71,21 @@ public:
 private:
     friend class DictionaryThreadContext;
 
+    /// So many rests of blocks are kept for other threads, each of them large enough for every chunk of a block.
+    static constexpr size_t NUMBER_OF_SPARES = 64;
+
+    /// A spare is (begin << SPARE_SIZE_BITS | size), or 0 if there is none. Blocks that follow each other are used as one,
+    /// so a rest may have a chunk's bytes more than a block.
+    static constexpr size_t SPARE_SIZE_BITS = 17;
+    static_assert(BLOCK_SIZE + LARGEST_CHUNK_IN_BLOCK < size_t(1) << SPARE_SIZE_BITS);
+
     static uint64_t newGeneration() noexcept;
 
     uint64_t newDataChunkFromEnd(DictionaryThreadContext* threadContext, size_t chunkSize);
     uint64_t append(size_t numberOfBytes);
-    void giveBack(uint64_t begin, uint64_t end) noexcept;
+    bool giveBack(uint64_t begin, uint64_t end) noexcept;
+    void giveBackBlock(uint64_t begin, uint64_t end) noexcept;
+    uint64_t takeSpare() noexcept;
 
     // Both counters only count, so that relaxed accesses do: a chunk becomes visible to other threads with the bucket
     // that refers to it, and the pages below the end are accessible before the end is moved past them.
@@ -81,6 +93,9 @@ private:
     std::atomic<uint64_t> m_unusedBytes;
     uint8_t* m_data;
     MemoryRegion<uint8_t> m_bytes;
+
+    // Relaxed, too: who takes a spare gets bytes that nobody has written to.
+    std::array<std::atomic<uint64_t>, NUMBER_OF_SPARES> m_spares{};
 
     // Constant until all bytes are replaced, and unique in the process: a block is void unless its thread context has
     // this generation.

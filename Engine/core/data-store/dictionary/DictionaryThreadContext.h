@@ -17,7 +17,7 @@ public:
     explicit DictionaryThreadContext(DataPool& dataPool) noexcept
         : m_dataPool(dataPool), m_generation(0), m_blockNext(0), m_blockEnd(0) {}
 
-    /// Gives the rest of the block back when nothing follows it in the pool; otherwise it is lost.
+    /// Gives the rest of the block back when nothing follows it in the pool; otherwise to the next context that needs one.
     ~DictionaryThreadContext();
 
 private:

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <random>
 #include <vector>
 
@@ -40,12 +41,15 @@ size_t chooseSize(std::minstd_rand& random) {
     }
 }
 
-/// Takes and fills chunks, and returns some of them at once; one thread in four has no context.
+/// Takes and fills chunks, and returns some of them immediately; one thread in four has no context, the others change
+/// theirs now and then.
 void takeChunks(DataPool& dataPool, const size_t threadIndex, const size_t numberOfChunks, std::minstd_rand random,
                 ThreadResult& result) {
-    DictionaryThreadContext ownThreadContext(dataPool);
-    DictionaryThreadContext* const threadContext = threadIndex % 4 == 3 ? nullptr : &ownThreadContext;
+    std::optional<DictionaryThreadContext> ownThreadContext(std::in_place, dataPool);
     for (size_t chunk = 0; chunk < numberOfChunks; ++chunk) {
+        if (random() % 32 == 0)
+            ownThreadContext.emplace(dataPool);
+        DictionaryThreadContext* const threadContext = threadIndex % 4 == 3 ? nullptr : &*ownThreadContext;
         const size_t size = chooseSize(random);
         uint64_t offset;
         try {

@@ -133,6 +133,62 @@ TEST_F(DataPoolTest, theRestOfABlockWithAnotherBehindItIsCountedWhenItsThreadLea
     EXPECT_EQ(BLOCK - 10, m_dataPool.getUnusedBytes());
 }
 
+TEST_F(DataPoolTest, theRestOfABlockGoesToTheNextThreadThatNeedsOne) {
+    std::optional<DictionaryThreadContext> first(std::in_place, m_dataPool);
+    DictionaryThreadContext second(m_dataPool);
+    m_dataPool.newDataChunk(&*first, 10);
+    m_dataPool.newDataChunk(&second, 10);
+    first.reset();
+    first.emplace(m_dataPool);
+    EXPECT_EQ(10u, m_dataPool.newDataChunk(&*first, 20));
+    EXPECT_EQ(0u, m_dataPool.getUnusedBytes());
+    DictionaryThreadContext third(m_dataPool);
+    EXPECT_EQ(2 * BLOCK, m_dataPool.newDataChunk(&third, 10)) << "the rest is taken";
+}
+
+TEST_F(DataPoolTest, contextsOfASingleCallWasteNothing) {
+    DictionaryThreadContext other(m_dataPool);
+    m_dataPool.newDataChunk(&other, 10);
+    for (size_t call = 0; call < 1000; ++call) {
+        DictionaryThreadContext threadContext(m_dataPool);
+        DictionaryThreadContext concurrent(m_dataPool);
+        m_dataPool.newDataChunk(&threadContext, 10);
+        m_dataPool.newDataChunk(&concurrent, 10);
+    }
+    EXPECT_GE(3 * BLOCK, m_dataPool.getEnd());
+}
+
+TEST_F(DataPoolTest, aSmallRestOfABlockIsLost) {
+    std::optional<DictionaryThreadContext> first(std::in_place, m_dataPool);
+    for (size_t chunk = 0; chunk < 7; ++chunk)
+        m_dataPool.newDataChunk(&*first, LARGEST_IN_BLOCK);
+    m_dataPool.newDataChunk(&*first, 1);
+    m_dataPool.newDataChunk(nullptr, 1);
+    first.reset();
+    DictionaryThreadContext second(m_dataPool);
+    EXPECT_EQ(BLOCK + 1, m_dataPool.newDataChunk(&second, 1));
+    EXPECT_EQ(LARGEST_IN_BLOCK - 1, m_dataPool.getUnusedBytes());
+}
+
+TEST_F(DataPoolTest, restsOfABygonePoolAreVoid) {
+    const auto leaveRest = [this] {
+        DictionaryThreadContext threadContext(m_dataPool);
+        m_dataPool.newDataChunk(&threadContext, 10);
+        m_dataPool.newDataChunk(nullptr, 1);
+    };
+    leaveRest();
+    m_dataPool.initialize(CAPACITY);
+    DictionaryThreadContext threadContext(m_dataPool);
+    EXPECT_EQ(0u, m_dataPool.newDataChunk(&threadContext, 1));
+    leaveRest();
+    DataPool other(m_memoryManager);
+    other.initialize(CAPACITY);
+    m_dataPool.swapContents(other);
+    EXPECT_EQ(0u, m_dataPool.newDataChunk(&threadContext, 1)) << "the rest is where its bytes are";
+    DictionaryThreadContext otherThreadContext(other);
+    EXPECT_EQ(BLOCK + 10, other.newDataChunk(&otherThreadContext, 1));
+}
+
 TEST_F(DataPoolTest, aThreadThatTookNothingLeavesNothing) {
     { const DictionaryThreadContext threadContext(m_dataPool); }
     EXPECT_EQ(0u, m_dataPool.getEnd());
