@@ -7,14 +7,14 @@ add_compile_options(
     -Wpedantic
     -Wcast-align
     -Wconversion
-    -Wnon-virtual-dtor
+    $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
     -Wnull-dereference
-    -Wold-style-cast
-    -Woverloaded-virtual
+    $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
+    $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
     -Wshadow
     -Wsign-conversion
     -Wundef
-    $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond>
-    $<$<CXX_COMPILER_ID:GNU>:-Wlogical-op>
-    $<$<CXX_COMPILER_ID:Clang>:-Wextra-semi>
+    $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wduplicated-cond>
+    $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wlogical-op>
+    $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wextra-semi>
     $<$<BOOL:${MELNAR_WARNINGS_AS_ERRORS}>:-Werror>)

@@ -17,6 +17,8 @@ DICTIONARY = "Engine/core/data-store/dictionary"
 TERMS = "Engine/core/data-store/terms"
 DATA_STORE = "Engine/core/data-store"
 SHARDED = "Engine/core/data-store/sharded"
+C_INTERFACE = "Engine/c"
+C_HEADER = "melnar.h"
 READER = "Reader"
 TOOL = "tools/melnar-dict"
 SHELL, INPUT, PIECES, THREADS, SAVED, ROWS, LOAD, REWRITE = (
@@ -24,10 +26,11 @@ SHELL, INPUT, PIECES, THREADS, SAVED, ROWS, LOAD, REWRITE = (
 MANUAL = "tools/melnar-dict-manual"
 RANKS = "tools/melnar-dict-mpi"
 RANKS_MANUAL = "tools/melnar-dict-mpi-manual"
+PYTHON = "python"
 TEST_SUPPORT = "tests/support"
 BENCHMARKS = "benchmarks"
 
-ENGINE_LAYERS = {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, TERMS, DATA_STORE, SHARDED}
+ENGINE_LAYERS = {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, TERMS, DATA_STORE, SHARDED, C_INTERFACE}
 LIBRARIES = ENGINE_LAYERS | {READER}
 TOOL_LAYERS = {TOOL, SHELL, INPUT, PIECES, THREADS, SAVED, ROWS, LOAD, REWRITE}
 
@@ -42,6 +45,7 @@ MAY_INCLUDE = {
     TERMS: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY},
     DATA_STORE: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, TERMS},
     SHARDED: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, TERMS, DATA_STORE},
+    C_INTERFACE: {PLATFORM, STREAM, SYSTEM, COLLECTIONS, DICTIONARY, TERMS, DATA_STORE, SHARDED},
     READER: set(),
     SHELL: LIBRARIES,
     INPUT: LIBRARIES | {SHELL},
@@ -55,6 +59,7 @@ MAY_INCLUDE = {
     MANUAL: LIBRARIES | TOOL_LAYERS,
     RANKS: LIBRARIES | TOOL_LAYERS,
     RANKS_MANUAL: LIBRARIES | TOOL_LAYERS | {MANUAL, RANKS},
+    PYTHON: LIBRARIES | TOOL_LAYERS,
     TEST_SUPPORT: ENGINE_LAYERS,
     BENCHMARKS: LIBRARIES | TOOL_LAYERS | {TEST_SUPPORT},
 }
@@ -92,6 +97,8 @@ RESERVED_HEADERS = {
     "lzma.h": [f"{INPUT}/XzDecoder.h"],
     "zstd.h": [f"{INPUT}/ZstdDecoder.h"],
     "zstd_errors.h": [f"{INPUT}/ZstdDecoder.cpp"],
+    "stddef.h": [C_HEADER],
+    "stdint.h": [C_HEADER],
     "emmintrin.h": [f"{COLLECTIONS}/Fingerprints.h", f"{READER}/ByteScan.h"],
 }
 
@@ -100,6 +107,8 @@ INCLUDE = re.compile(r"^\s*#\s*include\b\s*(.*)$")
 
 def layer_of(path):
     """The layer whose folder is the innermost around the file, or None."""
+    if path == C_HEADER:
+        return C_INTERFACE
     layers = [layer for layer in MAY_INCLUDE if path.startswith(layer + "/")]
     return max(layers, key=len, default=None)
 
@@ -124,7 +133,7 @@ def objections(root, path, text):
             return
         elif path not in RESERVED_HEADERS.get(included, [path]):
             yield f"<{included}> is for {' and '.join(RESERVED_HEADERS[included])} alone"
-        elif layer in TOOL_LAYERS | {MANUAL, RANKS, RANKS_MANUAL}:
+        elif layer in TOOL_LAYERS | {MANUAL, RANKS, RANKS_MANUAL, PYTHON}:
             return
         elif included not in STANDARD_HEADERS | POSIX_HEADERS | RESERVED_HEADERS.keys():
             yield f"<{included}> is neither of the standard library nor of POSIX"
@@ -136,16 +145,18 @@ def main():
     root = Path(__file__).resolve().parent.parent
     files = 0
     found = []
-    for folder in ("Engine", "Reader", "tools", "benchmarks"):
-        for file in sorted(path for path in (root / folder).rglob("*") if path.suffix in (".h", ".cpp")):
-            files += 1
-            path = file.relative_to(root).as_posix()
-            if layer_of(path) is None:
-                found.append(f"{path}: belongs to no layer")
-                continue
-            for number, line in enumerate(file.read_text(encoding="utf-8").splitlines(), 1):
-                if include := INCLUDE.match(line):
-                    found += [f"{path}:{number}: {objection}" for objection in objections(root, path, include[1])]
+    sources = [root / C_HEADER]
+    for folder in ("Engine", "Reader", "tools", "python", "benchmarks"):
+        sources += sorted(path for path in (root / folder).rglob("*") if path.suffix in (".h", ".cpp"))
+    for file in sources:
+        files += 1
+        path = file.relative_to(root).as_posix()
+        if layer_of(path) is None:
+            found.append(f"{path}: belongs to no layer")
+            continue
+        for number, line in enumerate(file.read_text(encoding="utf-8").splitlines(), 1):
+            if include := INCLUDE.match(line):
+                found += [f"{path}:{number}: {objection}" for objection in objections(root, path, include[1])]
     print("\n".join(found + [f"layering: {files} files, {len(found)} objections"]))
     sys.exit(1 if found or not files else 0)
 

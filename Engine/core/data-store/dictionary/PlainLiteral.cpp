@@ -48,8 +48,8 @@ PlainLiteralKind classifyPlainLiteral(const char* const lexicalForm, const size_
 
 void checkLanguageTag(const std::string_view languageTag) {
     if (!languageTag.empty() && !isLanguageTag(languageTag))
-        throw MelnarException(SOURCE_FILE, LINE_NOT_A_LANGUAGE_TAG, MelnarException::NO_CAUSES, "'",
-                              std::string(languageTag), "' is not a language tag.");
+        throw MelnarException(FailureKind::REFUSED_LITERAL, SOURCE_FILE, LINE_NOT_A_LANGUAGE_TAG,
+                              MelnarException::NO_CAUSES, "'", std::string(languageTag), "' is not a language tag.");
 }
 
 void refusePlainLiteral(const PlainLiteralKind kind, const std::string& lexicalForm,

@@ -1,0 +1,192 @@
+/* The string dictionary for C, and for all that calls C.
+ *
+ * A dictionary gives each string a numeric ID of 64 bits and gives the string back. A string is a text, with a language
+ * tag or without; texts are bytes, usually UTF-8. IDs count from 1 in the order of creation; 0 means no resource.
+ *
+ * Errors     A function that can fail returns a code, MELNAR_OK being 0, and takes a pointer to a melnar_error, which may
+ *            be null. It fills the error in any case. A failure changes nothing, except that a column may have been
+ *            encoded in part: IDs that are not 0 are right then. Nothing throws through this interface, and a null
+ *            pointer where a pointer is needed is an error (MELNAR_MISUSE).
+ * Threads    Any thread may call any function at any time, also on one dictionary, but for melnar_close, which is called
+ *            when no other function works on the dictionary. Encoding runs concurrently in any number of threads; what
+ *            commits, rolls back or saves waits for it, and it for them.
+ * Ownership  Texts that are passed belong to the caller and are not kept. What a function allocates for the caller is
+ *            released by the function that its description names.
+ * Units      Sizes, lengths and limits are bytes, unless they count entries.
+ */
+#ifndef MELNAR_H
+#define MELNAR_H
+
+#include "Engine/core/platform/Export.h"
+#include "Engine/core/platform/Version.h"
+
+#include <stddef.h>
+#include <stdint.h>
+
+/* NOLINTBEGIN: these are C's own names, and its own ways */
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct melnar_dictionary melnar_dictionary;
+
+typedef enum melnar_code {
+    MELNAR_OK = 0,
+    MELNAR_REFUSED = 1,          /* no dictionary takes this text, or this language tag */
+    MELNAR_NO_SUCH_RESOURCE = 2, /* there is no resource with this ID */
+    MELNAR_FULL = 3,             /* the largest number of resources, or of hash collisions, is reached */
+    MELNAR_MEMORY = 4,           /* the memory limit is reached, or the process has no memory */
+    MELNAR_SYSTEM = 5,           /* a system call failed, also for want of memory */
+    MELNAR_DAMAGED_FILE = 6,     /* the file is no sound dictionary */
+    MELNAR_IN_USE = 7,           /* another process writes the file */
+    MELNAR_MISUSE = 8,           /* an argument is none */
+    MELNAR_OTHER = 9             /* none of these; the message tells more */
+} melnar_code;
+
+/* The index of an error that concerns no single entry. */
+#define MELNAR_NO_INDEX SIZE_MAX
+
+typedef struct melnar_error {
+    melnar_code code;
+    size_t index;      /* of the first entry of a column that failed, or MELNAR_NO_INDEX */
+    char message[496]; /* for people; ends in a zero byte; cut where it is longer */
+} melnar_error;
+
+/* Returns the version of the library, such as "0.1.0". */
+MELNAR_EXPORT const char* melnar_version(void);
+
+/* Returns the name of a code, such as "MELNAR_FULL", or "unknown". */
+MELNAR_EXPORT const char* melnar_code_name(int code);
+
+typedef struct melnar_options {
+    uint64_t memory_limit;                /* that the dictionary keeps; more than 0 */
+    uint64_t maximum_number_of_resources; /* 0 for what the memory has room for, and at most 4294967293 */
+} melnar_options;
+
+/* Makes an empty dictionary. Close it with melnar_close. */
+MELNAR_EXPORT melnar_code melnar_create(const melnar_options* options, melnar_dictionary** dictionary,
+                                     melnar_error* error);
+
+/* Opens a saved dictionary, whose file says how many resources it can hold. Close it with melnar_close; the file is not
+ * needed meanwhile. */
+MELNAR_EXPORT melnar_code melnar_open(const char* file_name, const melnar_options* options, melnar_dictionary** dictionary,
+                                   melnar_error* error);
+
+/* Writes everything to a file, atomically: an old file is replaced as a whole or not at all. */
+MELNAR_EXPORT melnar_code melnar_save(melnar_dictionary* dictionary, const char* file_name, melnar_error* error);
+
+/* Releases a dictionary, or does nothing for a null pointer. */
+MELNAR_EXPORT void melnar_close(melnar_dictionary* dictionary);
+
+/* Sets `size` to the number of resources that exist, committed or not. */
+MELNAR_EXPORT melnar_code melnar_size(const melnar_dictionary* dictionary, uint64_t* size, melnar_error* error);
+
+/* Sets `bytes` to the memory that the dictionary has taken, all of it counted against its limit. */
+MELNAR_EXPORT melnar_code melnar_memory_in_use(const melnar_dictionary* dictionary, uint64_t* bytes, melnar_error* error);
+
+/* A moment of the dictionary's history: the first ID that is not committed. */
+typedef uint64_t melnar_commit_point;
+
+/* As of which every resource is seen, committed or not. */
+#define MELNAR_UNCOMMITTED UINT64_MAX
+
+/* Moves the commit point past everything encoded so far. `commit_point`, if it is not null, receives it. */
+MELNAR_EXPORT melnar_code melnar_commit(melnar_dictionary* dictionary, melnar_commit_point* commit_point,
+                                     melnar_error* error);
+
+/* Withdraws every resource since the last commit. Their IDs are not given again. */
+MELNAR_EXPORT melnar_code melnar_rollback(melnar_dictionary* dictionary, melnar_error* error);
+
+/* Sets `commit_point` to that of the last commit. */
+MELNAR_EXPORT melnar_code melnar_get_commit_point(const melnar_dictionary* dictionary, melnar_commit_point* commit_point,
+                                               melnar_error* error);
+
+/* Encodes a column of `count` texts: ids[n] becomes the ID of texts[n], which is created if there is none; IDs of new
+ * strings have the order of the column. Without `lengths` (null), each text ends before its zero byte. All texts have the
+ * language tag `language`, without '@', or none if it is null or empty. Ends at the first failure. */
+MELNAR_EXPORT melnar_code melnar_encode(melnar_dictionary* dictionary, const char* const* texts, const size_t* lengths,
+                                     size_t count, const char* language, uint64_t* ids, melnar_error* error);
+
+/* The same for a column as Arrow lays it out, of strings and of large strings: text n is the bytes from offsets[n] to
+ * offsets[n + 1], so that there are `count` + 1 offsets. */
+MELNAR_EXPORT melnar_code melnar_encode_arrow32(melnar_dictionary* dictionary, const char* bytes, const int32_t* offsets,
+                                             size_t count, const char* language, uint64_t* ids, melnar_error* error);
+MELNAR_EXPORT melnar_code melnar_encode_arrow64(melnar_dictionary* dictionary, const char* bytes, const int64_t* offsets,
+                                             size_t count, const char* language, uint64_t* ids, melnar_error* error);
+
+/* Looks a column of texts up: ids[n] becomes the ID of texts[n], or 0 if the commit point covers no such string. Texts,
+ * lengths and language as in melnar_encode. */
+MELNAR_EXPORT melnar_code melnar_lookup(const melnar_dictionary* dictionary, melnar_commit_point commit_point,
+                                     const char* const* texts, const size_t* lengths, size_t count,
+                                     const char* language, uint64_t* ids, melnar_error* error);
+MELNAR_EXPORT melnar_code melnar_lookup_arrow32(const melnar_dictionary* dictionary, melnar_commit_point commit_point,
+                                             const char* bytes, const int32_t* offsets, size_t count,
+                                             const char* language, uint64_t* ids, melnar_error* error);
+MELNAR_EXPORT melnar_code melnar_lookup_arrow64(const melnar_dictionary* dictionary, melnar_commit_point commit_point,
+                                             const char* bytes, const int64_t* offsets, size_t count,
+                                             const char* language, uint64_t* ids, melnar_error* error);
+
+/* A column as Arrow lays out large strings: text n is the bytes from offsets[n] to offsets[n + 1]. */
+typedef struct melnar_column {
+    size_t count;
+    char* bytes;
+    int64_t* offsets; /* count + 1 of them */
+} melnar_column;
+
+/* Sets `column` to the texts of resources, without language tags. Release it with melnar_column_free. After a failure it
+ * is empty. */
+MELNAR_EXPORT melnar_code melnar_decode(const melnar_dictionary* dictionary, const uint64_t* ids, size_t count,
+                                     melnar_column* column, melnar_error* error);
+
+/* Releases what a column holds and makes it empty. Null pointers, and columns that are empty, are left alone. */
+MELNAR_EXPORT void melnar_column_free(melnar_column* column);
+
+typedef enum melnar_term_kind {
+    MELNAR_IRI = 1,
+    MELNAR_BLANK_NODE = 2,
+    MELNAR_LITERAL = 3,
+    MELNAR_TRIPLE_TERM = 4
+} melnar_term_kind;
+
+typedef enum melnar_direction {
+    MELNAR_NO_DIRECTION = 0,
+    MELNAR_LEFT_TO_RIGHT = 1,
+    MELNAR_RIGHT_TO_LEFT = 2
+} melnar_direction;
+
+/* An RDF term. Strings are literals without a datatype; a null pointer of length 0 stands for a part that is not there. */
+typedef struct melnar_term {
+    int32_t kind;      /* a melnar_term_kind */
+    int32_t direction; /* a melnar_direction: of a literal with a language tag */
+    const char* text;  /* an IRI; a label without "_:"; a literal's text; a triple term in N-Triples */
+    size_t text_length;
+    const char* language; /* of a literal, without '@' */
+    size_t language_length;
+    const char* datatype; /* the IRI of a literal's; empty for xsd:string and with a language tag */
+    size_t datatype_length;
+} melnar_term;
+
+/* Sets `term` to the term of a resource, all parts of which end in a zero byte beside their length. Release it with
+ * melnar_term_free. */
+MELNAR_EXPORT melnar_code melnar_get(const melnar_dictionary* dictionary, uint64_t id, melnar_term* term,
+                                  melnar_error* error);
+
+/* Releases what melnar_get has set, and makes the term empty. Null pointers and empty terms are left alone. */
+MELNAR_EXPORT void melnar_term_free(melnar_term* term);
+
+/* Sets `id` to the ID of a term, which is created if there is none. */
+MELNAR_EXPORT melnar_code melnar_encode_term(melnar_dictionary* dictionary, const melnar_term* term, uint64_t* id,
+                                          melnar_error* error);
+
+/* Sets `id` to the ID of a term that the commit point covers, or to 0. */
+MELNAR_EXPORT melnar_code melnar_lookup_term(const melnar_dictionary* dictionary, melnar_commit_point commit_point,
+                                          const melnar_term* term, uint64_t* id, melnar_error* error);
+
+#ifdef __cplusplus
+}
+#endif
+
+/* NOLINTEND */
+
+#endif
