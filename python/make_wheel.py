@@ -1,0 +1,84 @@
+#!/usr/bin/env python3
+"""Makes a wheel of the built package, without a network: a wheel is an archive with a table of its files.
+
+    make_wheel.py PACKAGE OUTPUT [--strip PROGRAM]
+
+PACKAGE is the folder melnar of a build, OUTPUT the folder for the wheel, whose path is printed. The wheel is for the Python
+that runs this script. It does not name NumPy as what it needs, since pip would then want to fetch it.
+"""
+
+import argparse
+import base64
+import hashlib
+import importlib.util
+import subprocess
+import sys
+import sysconfig
+import tempfile
+import zipfile
+from pathlib import Path
+
+METADATA = """Metadata-Version: 2.1
+Name: melnar
+Version: {version}
+Summary: String dictionary of an in-memory RDF store
+Requires-Python: >=3.11
+"""
+
+WHEEL = """Wheel-Version: 1.0
+Generator: make_wheel.py
+Root-Is-Purelib: false
+Tag: {tag}
+"""
+
+
+def read_version(package):
+    """That of the library within the shared object."""
+    file = next(package.glob("_native.*.so"), None)
+    if file is None:
+        sys.exit(f"make_wheel.py: '{package}' has no module")
+    spec = importlib.util.spec_from_file_location("_native", file)
+    module = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(module)
+    return module.version()
+
+
+def main():
+    parser = argparse.ArgumentParser(usage=__doc__.partition("\n\n")[2])
+    parser.add_argument("package", type=Path)
+    parser.add_argument("output", type=Path)
+    parser.add_argument("--strip", help="the program that removes symbols from the module")
+    arguments = parser.parse_args()
+
+    version = read_version(arguments.package)
+    python = f"cp{sys.version_info.major}{sys.version_info.minor}"
+    tag = f"{python}-{python}-{sysconfig.get_platform().replace('-', '_').replace('.', '_')}"
+    information = f"melnar-{version}.dist-info"
+    wheel = arguments.output / f"melnar-{version}-{tag}.whl"
+    records = []
+    with zipfile.ZipFile(wheel, "w", zipfile.ZIP_DEFLATED) as archive, tempfile.TemporaryDirectory() as scratch:
+
+        def add(name, content, mode=0o644):
+            entry = zipfile.ZipInfo(name)  # of 1980, so that equal contents make equal wheels
+            entry.external_attr = mode << 16
+            entry.compress_type = zipfile.ZIP_DEFLATED
+            archive.writestr(entry, content)
+            digest = base64.urlsafe_b64encode(hashlib.sha256(content).digest()).rstrip(b"=").decode()
+            records.append(f"{name},sha256={digest},{len(content)}\n")
+
+        for file in sorted(arguments.package.iterdir()):
+            if file.suffix == ".so" and arguments.strip:
+                stripped = Path(scratch) / file.name
+                subprocess.run([arguments.strip, "--strip-unneeded", "-o", stripped, file], check=True)
+                add(f"melnar/{file.name}", stripped.read_bytes(), 0o755)
+            elif file.is_file():
+                add(f"melnar/{file.name}", file.read_bytes())
+        add(f"{information}/METADATA", METADATA.format(version=version).encode())
+        add(f"{information}/WHEEL", WHEEL.format(tag=tag).encode())
+        records.append(f"{information}/RECORD,,\n")
+        archive.writestr(zipfile.ZipInfo(f"{information}/RECORD"), "".join(records))
+    print(wheel)
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "python/native/PythonDictionary.h"
+
+#include <pybind11/pybind11.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// What a load from Python is asked for; melnar.load documents it.
+struct LoadRequest {
+    std::vector<std::string> m_fileNames;
+    uint64_t m_memoryLimit;
+    std::optional<uint64_t> m_maximumSize;
+    size_t m_numberOfThreads; // 0 for as many as the machine has
+    bool m_loadsOnlyStrings;
+    bool m_wantsRows;
+    bool m_isLenient;
+    std::string m_base;
+    pybind11::object m_progress; // called now and then with figures, or None
+};
+
+/// Loads RDF files into a new dictionary. Returns it with the rows of IDs, an array of NumPy, or None.
+///
+/// Errors  LoadError with what is wrong with a file; what the callable for the progress raises, and KeyboardInterrupt,
+///         which end the load.
+pybind11::tuple load(const LoadRequest& request);
