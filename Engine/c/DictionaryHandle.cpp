@@ -41,7 +41,6 @@ melnar_error DictionaryHandle::decode(const std::span<const uint64_t> resourceID
                 m_dictionary->appendLexicalForm(entry, texts.m_joined);
         }
         size_t joinedBegin = 0;
-        std::string form;
         for (size_t index = 0; index < resourceIDs.size(); ++index) {
             const BatchEntry& entry = texts.m_entries[index];
             if (entry.m_datatypeID == D_XSD_STRING)

@@ -63,9 +63,10 @@ TEST_P(DictionaryStringsTest, anEmptyTagMakesAString) {
 TEST_P(DictionaryStringsTest, malformedTagsAndTextsLongerThanAnyAreRefused) {
     for (const std::string tag : {"@", "a@b", "e n", "1", "-", "en-", "en--GB", "\xc3\xa4"}) {
         const std::string message = "'" + tag + "' is not a language tag.";
-        EXPECT_EQ(message, catchException<MelnarException>([&] {
-                               m_dictionary.resolveLangString(m_thread, "a", tag);
-                           }).getMessage());
+        const auto refusal =
+            catchException<MelnarException>([&] { m_dictionary.resolveLangString(m_thread, "a", tag); });
+        EXPECT_EQ(message, refusal.getMessage());
+        EXPECT_EQ(FailureKind::REFUSED_LITERAL, refusal.getKind());
         EXPECT_EQ(message, catchException<MelnarException>([&] {
                                static_cast<void>(m_dictionary.tryResolveLangString(ALL, "a", tag));
                            }).getMessage());
