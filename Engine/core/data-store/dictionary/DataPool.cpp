@@ -55,10 +55,11 @@ void DataPool::swapContents(DataPool& other) noexcept {
 
 uint64_t DataPool::append(const size_t numberOfBytes) {
     uint64_t begin = m_end.load(std::memory_order_relaxed);
-    if (begin + numberOfBytes > getCapacity()) {
-        // A pool that may take all memory is full because the memory limit is reached, which the memory manager tells.
-        m_bytes.getMemoryManager().allocate(numberOfBytes);
-        m_bytes.getMemoryManager().deallocate(numberOfBytes);
+    MemoryManager& memoryManager = m_bytes.getMemoryManager();
+    if (begin + numberOfBytes > getCapacity() && getCapacity() >= memoryManager.getReservedBytes()) {
+        // The pool may take all memory, so it is full because the memory limit is reached: the memory manager says so.
+        memoryManager.allocate(numberOfBytes);
+        memoryManager.deallocate(numberOfBytes);
     }
     do
         ensureEndInSteps(m_bytes, begin + numberOfBytes);
