@@ -81,7 +81,7 @@ bool DataPool::giveBack(const uint64_t begin, const uint64_t end) noexcept {
 
 /// The same for the rest of a block whose thread leaves, which becomes a spare where it is large enough and there is room.
 void DataPool::giveBackBlock(const uint64_t begin, const uint64_t end) noexcept {
-    if (!giveBack(begin, end) || end - begin < LARGEST_CHUNK_IN_BLOCK)
+    if (!giveBack(begin, end) || end - begin < LARGEST_CHUNK_IN_BLOCK || (end - begin) >> SPARE_SIZE_BITS != 0)
         return;
     const uint64_t spare = begin << SPARE_SIZE_BITS | (end - begin);
     for (std::atomic<uint64_t>& place : m_spares)

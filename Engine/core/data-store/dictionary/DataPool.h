@@ -75,7 +75,7 @@ private:
     static constexpr size_t NUMBER_OF_SPARES = 64;
 
     /// A spare is (begin << SPARE_SIZE_BITS | size), or 0 if there is none. Blocks that follow each other are used as one,
-    /// so a rest may have a chunk's bytes more than a block.
+    /// so a rest may have a chunk's bytes more than a block. In the rare case that it has even more, it is no spare.
     static constexpr size_t SPARE_SIZE_BITS = 17;
     static_assert(BLOCK_SIZE + LARGEST_CHUNK_IN_BLOCK < size_t(1) << SPARE_SIZE_BITS);
 
