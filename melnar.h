@@ -66,12 +66,12 @@ typedef struct melnar_options {
 
 /* Makes an empty dictionary. Close it with melnar_close. */
 MELNAR_EXPORT melnar_code melnar_create(const melnar_options* options, melnar_dictionary** dictionary,
-                                     melnar_error* error);
+                                        melnar_error* error);
 
 /* Opens a saved dictionary, whose file says how many resources it can hold. Close it with melnar_close; the file is not
  * needed meanwhile. */
-MELNAR_EXPORT melnar_code melnar_open(const char* file_name, const melnar_options* options, melnar_dictionary** dictionary,
-                                   melnar_error* error);
+MELNAR_EXPORT melnar_code melnar_open(const char* file_name, const melnar_options* options,
+                                      melnar_dictionary** dictionary, melnar_error* error);
 
 /* Writes everything to a file, atomically: an old file is replaced as a whole or not at all. */
 MELNAR_EXPORT melnar_code melnar_save(melnar_dictionary* dictionary, const char* file_name, melnar_error* error);
@@ -83,7 +83,8 @@ MELNAR_EXPORT void melnar_close(melnar_dictionary* dictionary);
 MELNAR_EXPORT melnar_code melnar_size(const melnar_dictionary* dictionary, uint64_t* size, melnar_error* error);
 
 /* Sets `bytes` to the memory that the dictionary has taken, all of it counted against its limit. */
-MELNAR_EXPORT melnar_code melnar_memory_in_use(const melnar_dictionary* dictionary, uint64_t* bytes, melnar_error* error);
+MELNAR_EXPORT melnar_code melnar_memory_in_use(const melnar_dictionary* dictionary, uint64_t* bytes,
+                                               melnar_error* error);
 
 /* A moment of the dictionary's history: the first ID that is not committed. */
 typedef uint64_t melnar_commit_point;
@@ -93,39 +94,41 @@ typedef uint64_t melnar_commit_point;
 
 /* Moves the commit point past everything encoded so far. `commit_point`, if it is not null, receives it. */
 MELNAR_EXPORT melnar_code melnar_commit(melnar_dictionary* dictionary, melnar_commit_point* commit_point,
-                                     melnar_error* error);
+                                        melnar_error* error);
 
 /* Withdraws every resource since the last commit. Their IDs are not given again. */
 MELNAR_EXPORT melnar_code melnar_rollback(melnar_dictionary* dictionary, melnar_error* error);
 
 /* Sets `commit_point` to that of the last commit. */
-MELNAR_EXPORT melnar_code melnar_get_commit_point(const melnar_dictionary* dictionary, melnar_commit_point* commit_point,
-                                               melnar_error* error);
+MELNAR_EXPORT melnar_code melnar_get_commit_point(const melnar_dictionary* dictionary,
+                                                  melnar_commit_point* commit_point, melnar_error* error);
 
 /* Encodes a column of `count` texts: ids[n] becomes the ID of texts[n], which is created if there is none; IDs of new
  * strings have the order of the column. Without `lengths` (null), each text ends before its zero byte. All texts have the
  * language tag `language`, without '@', or none if it is null or empty. Ends at the first failure. */
 MELNAR_EXPORT melnar_code melnar_encode(melnar_dictionary* dictionary, const char* const* texts, const size_t* lengths,
-                                     size_t count, const char* language, uint64_t* ids, melnar_error* error);
+                                        size_t count, const char* language, uint64_t* ids, melnar_error* error);
 
 /* The same for a column as Arrow lays it out, of strings and of large strings: text n is the bytes from offsets[n] to
  * offsets[n + 1], so that there are `count` + 1 offsets. */
-MELNAR_EXPORT melnar_code melnar_encode_arrow32(melnar_dictionary* dictionary, const char* bytes, const int32_t* offsets,
-                                             size_t count, const char* language, uint64_t* ids, melnar_error* error);
-MELNAR_EXPORT melnar_code melnar_encode_arrow64(melnar_dictionary* dictionary, const char* bytes, const int64_t* offsets,
-                                             size_t count, const char* language, uint64_t* ids, melnar_error* error);
+MELNAR_EXPORT melnar_code melnar_encode_arrow32(melnar_dictionary* dictionary, const char* bytes,
+                                                const int32_t* offsets, size_t count, const char* language,
+                                                uint64_t* ids, melnar_error* error);
+MELNAR_EXPORT melnar_code melnar_encode_arrow64(melnar_dictionary* dictionary, const char* bytes,
+                                                const int64_t* offsets, size_t count, const char* language,
+                                                uint64_t* ids, melnar_error* error);
 
 /* Looks a column of texts up: ids[n] becomes the ID of texts[n], or 0 if the commit point covers no such string. Texts,
  * lengths and language as in melnar_encode. */
 MELNAR_EXPORT melnar_code melnar_lookup(const melnar_dictionary* dictionary, melnar_commit_point commit_point,
-                                     const char* const* texts, const size_t* lengths, size_t count,
-                                     const char* language, uint64_t* ids, melnar_error* error);
+                                        const char* const* texts, const size_t* lengths, size_t count,
+                                        const char* language, uint64_t* ids, melnar_error* error);
 MELNAR_EXPORT melnar_code melnar_lookup_arrow32(const melnar_dictionary* dictionary, melnar_commit_point commit_point,
-                                             const char* bytes, const int32_t* offsets, size_t count,
-                                             const char* language, uint64_t* ids, melnar_error* error);
+                                                const char* bytes, const int32_t* offsets, size_t count,
+                                                const char* language, uint64_t* ids, melnar_error* error);
 MELNAR_EXPORT melnar_code melnar_lookup_arrow64(const melnar_dictionary* dictionary, melnar_commit_point commit_point,
-                                             const char* bytes, const int64_t* offsets, size_t count,
-                                             const char* language, uint64_t* ids, melnar_error* error);
+                                                const char* bytes, const int64_t* offsets, size_t count,
+                                                const char* language, uint64_t* ids, melnar_error* error);
 
 /* A column as Arrow lays out large strings: text n is the bytes from offsets[n] to offsets[n + 1]. */
 typedef struct melnar_column {
@@ -137,7 +140,7 @@ typedef struct melnar_column {
 /* Sets `column` to the texts of resources, without language tags. Release it with melnar_column_free. After a failure it
  * is empty. */
 MELNAR_EXPORT melnar_code melnar_decode(const melnar_dictionary* dictionary, const uint64_t* ids, size_t count,
-                                     melnar_column* column, melnar_error* error);
+                                        melnar_column* column, melnar_error* error);
 
 /* Releases what a column holds and makes it empty. Null pointers, and columns that are empty, are left alone. */
 MELNAR_EXPORT void melnar_column_free(melnar_column* column);
@@ -170,18 +173,18 @@ typedef struct melnar_term {
 /* Sets `term` to the term of a resource, all parts of which end in a zero byte beside their length. Release it with
  * melnar_term_free. */
 MELNAR_EXPORT melnar_code melnar_get(const melnar_dictionary* dictionary, uint64_t id, melnar_term* term,
-                                  melnar_error* error);
+                                     melnar_error* error);
 
 /* Releases what melnar_get has set, and makes the term empty. Null pointers and empty terms are left alone. */
 MELNAR_EXPORT void melnar_term_free(melnar_term* term);
 
 /* Sets `id` to the ID of a term, which is created if there is none. */
 MELNAR_EXPORT melnar_code melnar_encode_term(melnar_dictionary* dictionary, const melnar_term* term, uint64_t* id,
-                                          melnar_error* error);
+                                             melnar_error* error);
 
 /* Sets `id` to the ID of a term that the commit point covers, or to 0. */
 MELNAR_EXPORT melnar_code melnar_lookup_term(const melnar_dictionary* dictionary, melnar_commit_point commit_point,
-                                          const melnar_term* term, uint64_t* id, melnar_error* error);
+                                             const melnar_term* term, uint64_t* id, melnar_error* error);
 
 #ifdef __cplusplus
 }

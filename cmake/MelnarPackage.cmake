@@ -19,6 +19,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/MelnarConfigVersion.cmake
 file(RELATIVE_PATH MELNAR_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 if(BUILD_SHARED_LIBS)
     set(MELNAR_PC_DEFINITION " -DMELNAR_SHARED")
+else()
+    set(MELNAR_PC_LIBRARIES " -lstdc++") # for programs that a compiler for C links
 endif()
 configure_file(cmake/melnar.pc.in ${PROJECT_BINARY_DIR}/melnar.pc @ONLY)
 

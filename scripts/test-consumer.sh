@@ -73,6 +73,8 @@ pkg-config)
     install_libraries "$build"
     compile_with_pkg_config
     "$scratch/consumer" | tee "$scratch/output"
+    "${CC:-gcc}" -std=c11 "${user_flags[@]}" -o "$scratch/consumer-c" "${flags[@]}" "$consumer/main.c" "${libraries[@]}"
+    "$scratch/consumer-c"
     [ "$(sed -n 's/^version //p' "$scratch/output")" = "$(pkg-config --modversion melnar)" ] || fail "versions differ"
     ;;
 by-hand)

@@ -86,9 +86,13 @@ melnar_error DictionaryHandle::lookUpTerm(const DictionaryCommitPoint commitPoin
 }
 
 melnar_error DictionaryHandle::commit(DictionaryCommitPoint& commitPoint) noexcept {
-    const Alone alone(*this);
-    commitPoint = m_dictionary->commit();
-    return makeNoError();
+    try {
+        const Alone alone(*this);
+        commitPoint = m_dictionary->commit();
+        return makeNoError();
+    } catch (...) {
+        return describeException();
+    }
 }
 
 melnar_error DictionaryHandle::rollback() noexcept {

@@ -127,18 +127,21 @@ melnar_error decode(const melnar_dictionary& dictionary, const std::span<const u
         const std::span<const uint64_t> chunk = ids.subspan(begin, std::min(CHUNK_SIZE, ids.size() - begin));
         melnar_error error = dictionary.decode(chunk, texts);
         if (error.code != MELNAR_OK) {
-            error.index += begin;
+            if (error.index != MELNAR_NO_INDEX)
+                error.index += begin;
             return error;
         }
         size_t end = size;
         for (size_t index = 0; index < chunk.size(); ++index)
             column.offsets[begin + index + 1] = static_cast<int64_t>(end += texts.get()[index].size());
         if (end > capacity || column.bytes == nullptr) {
-            // Half as much again; the first chunk tells how much the others will probably need.
-            capacity = std::max({end + end / 2, capacity, size_t(1)});
-            if (begin == 0)
-                capacity = end / chunk.size() * ids.size() + end + 1;
-            void* const larger = std::realloc(column.bytes, capacity);
+            // Half as much again; the first chunk tells how much the others will probably need, unless it misleads.
+            capacity = end + end / 2 + 1;
+            if (begin == 0 && end / chunk.size() < SIZE_MAX / 2 / ids.size())
+                capacity = std::max(capacity, end / chunk.size() * ids.size());
+            void* larger = std::realloc(column.bytes, capacity);
+            if (larger == nullptr)
+                larger = std::realloc(column.bytes, capacity = end + 1);
             if (larger == nullptr)
                 throw std::bad_alloc();
             column.bytes = static_cast<char*>(larger);

@@ -59,6 +59,14 @@ def _tag(lang):
     return lang.encode(errors="replace")  # What is no UTF-8 is no tag either: it has a question mark.
 
 
+def _path(path):
+    """The name of a file as bytes."""
+    name = os.fsencode(path)
+    if b"\0" in name:
+        raise ValueError("The name of a file has a zero byte.")
+    return name
+
+
 def _ids(ids):
     """An array of uint64, one behind the other."""
     array = numpy.asarray(ids)
@@ -142,7 +150,7 @@ class Dictionary:
 
     def save(self, path):
         """Writes everything to a file, atomically: an old file is replaced as a whole or not at all."""
-        self._native.save(os.fsencode(path))
+        self._native.save(_path(path))
 
     @property
     def commit_point(self):
@@ -196,7 +204,7 @@ class Dictionary:
 
 def open(path, memory_limit="4G"):
     """Opens a saved dictionary, which may come to take `memory_limit` bytes. The file is not needed meanwhile."""
-    return Dictionary._of(_native.Dictionary.open(os.fsencode(path), _bytes(memory_limit)))
+    return Dictionary._of(_native.Dictionary.open(_path(path), _bytes(memory_limit)))
 
 
 class _ProgressLine:
@@ -244,7 +252,7 @@ def load(files, *, memory_limit="4G", maximum_size=None, threads=0, strings_only
         files = [files]
     line = _ProgressLine() if progress is True else None
     try:
-        native, made = _native.load([os.fsencode(file) for file in files], _bytes(memory_limit), maximum_size, threads,
+        native, made = _native.load([_path(file) for file in files], _bytes(memory_limit), maximum_size, threads,
                                     strings_only, rows, lenient, base, line or progress or None)
     finally:
         if line:

@@ -9,7 +9,6 @@
 #include "tools/melnar-dict/load/FileLoader.h"
 #include "tools/melnar-dict/pieces/InputJournal.h"
 #include "tools/melnar-dict/shell/DefaultNumberOfThreads.h"
-#include "tools/melnar-dict/shell/MemoryLimit.h"
 #include "tools/melnar-dict/shell/MessageOutput.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
@@ -132,7 +131,9 @@ py::tuple load(const LoadRequest& request) {
         return true;
     });
     if (journal.isStopped())
-        raise(journal.getLastError().ends_with(MemoryLimit::describeFailure()) ? "OutOfMemoryError" : "LoadError",
+        raise(journal.getLastKind() == FailureKind::MEMORY ? "OutOfMemoryError"
+              : journal.getLastKind() == FailureKind::FULL ? "FullError"
+                                                           : "LoadError",
               journal.getLastError());
     tellProgress();
     dictionary->commit();

@@ -1,5 +1,7 @@
 """Encoding, looking up and decoding, against a dict that numbers the same strings."""
 
+import sys
+import subprocess
 import copy
 import os
 import pickle
@@ -256,6 +258,31 @@ def test_file_names_may_be_any_bytes(d, tmp_path):
         melnar.open(name + b"x")
     with pytest.raises(melnar.LoadError):
         melnar.load(name + b"x")
+
+
+def test_a_file_name_has_no_zero_byte(d, tmp_path):
+    name = os.fspath(tmp_path / "d") + "\0x"
+    for call in (d.save, melnar.open, melnar.load):
+        with pytest.raises(ValueError, match="zero byte"):
+            call(name)
+    assert not list(tmp_path.iterdir())
+
+
+def test_a_daemon_thread_does_not_disturb_the_end_of_the_process():
+    program = """if True:
+        import melnar, threading, time
+        d = melnar.Dictionary(memory_limit="64M")
+        ids = d.encode([str(number) for number in range(20000)])
+        def work():
+            while True:
+                d.decode(ids)
+        for _ in range(4):
+            threading.Thread(target=work, daemon=True).start()
+        time.sleep(0.2)
+        print("done")
+    """
+    ended = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, timeout=60)
+    assert (ended.returncode, ended.stdout, ended.stderr) == (0, "done\n", "")
 
 
 def test_limits():

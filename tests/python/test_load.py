@@ -82,7 +82,7 @@ def test_what_is_wrong_is_told(tmp_path, file):
     large.write_text("".join(f'<urn:s> <urn:p> "{index:0100}" .\n' for index in range(100000)))
     with pytest.raises(melnar.OutOfMemoryError):
         melnar.load(large, memory_limit="4M")
-    with pytest.raises(melnar.LoadError, match="2 resources|hold at most 2"):
+    with pytest.raises(melnar.FullError, match="hold at most 2"):
         melnar.load(file, memory_limit="100M", maximum_size=2)
 
 

@@ -109,7 +109,9 @@ Dictionary::Dictionary(const DictionaryOptions& options, const uint64_t maximumN
     apply(options);
 }
 
-Dictionary::~Dictionary() = default;
+Dictionary::~Dictionary() {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::ALONE);
+}
 
 void Dictionary::apply(const DictionaryOptions& options) {
     for (const Datatype& datatype : m_datatypes) {
@@ -144,12 +146,14 @@ uint8_t Dictionary::getDatatypeIDOrThrow(const uint64_t resourceID) const {
 
 uint64_t Dictionary::resolveResource(DictionaryThread& thread, const std::string_view lexicalForm,
                                      const uint8_t datatypeID) {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::RESOLVE);
     return getServer(datatypeID)
         .m_datatype->resolveResource(&thread.getContext(*this), lexicalForm.data(), lexicalForm.size(), datatypeID);
 }
 
 uint64_t Dictionary::tryResolveResource(const DictionaryCommitPoint commitPoint, const std::string_view lexicalForm,
                                         const uint8_t datatypeID) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
     return getServer(datatypeID)
         .m_datatype->tryResolveResource(commitPoint, lexicalForm.data(), lexicalForm.size(), datatypeID);
 }
@@ -201,7 +205,7 @@ DictionaryDatatype* Dictionary::getCommonServer(const std::span<const BatchEntry
 
 /// Creates the resources that a block lacks, in the order of the entries, which the IDs follow: an object gets those up
 /// to the first one that another object is to create. `begin` is the number of the block's first entry in the batch.
-void Dictionary::createMissing(DictionaryThread& thread, const std::span<BatchEntry> block,
+void Dictionary::createMissing(DictionaryThreadContext& threadContext, const std::span<BatchEntry> block,
                                const uint64_t* const hashes, const size_t begin, std::vector<BatchFailure>& failures) {
     const auto isMissing = [](const BatchEntry& entry) { return entry.m_resourceID == 0; };
     std::vector<BatchFailure> ofRun;
@@ -214,7 +218,7 @@ void Dictionary::createMissing(DictionaryThread& thread, const std::span<BatchEn
         const auto index = static_cast<size_t>(runBegin - block.begin());
         ofRun.clear();
         if (object != nullptr)
-            object->createResources(&thread.getContext(*this), run, hashes + index, ofRun);
+            object->createResources(&threadContext, run, hashes + index, ofRun);
         else
             for (size_t number = 0; number < run.size(); ++number)
                 if (isMissing(run[number]))
@@ -229,8 +233,11 @@ void Dictionary::createMissing(DictionaryThread& thread, const std::span<BatchEn
 
 void Dictionary::resolveResources(DictionaryThread& thread, const std::span<BatchEntry> entries,
                                   std::vector<BatchFailure>& failures) {
+    DictionaryThreadContext& threadContext = thread.getContext(*this);
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::RESOLVE);
+    RunningOperations::requireApart(entries);
     if (DictionaryDatatype* const object = getCommonServer(entries); object != nullptr) {
-        object->resolveResources(&thread.getContext(*this), entries, failures);
+        object->resolveResources(&threadContext, entries, failures);
         return;
     }
     std::array<uint64_t, MIXED_BLOCK_SIZE> hashes;
@@ -247,12 +254,14 @@ void Dictionary::resolveResources(DictionaryThread& thread, const std::span<Batc
             for (size_t number = 0; number < served.size(); ++number)
                 hashes[indexes == nullptr ? number : indexes[number]] = ofServed[number];
         });
-        createMissing(thread, block, hashes.data(), begin, failures);
+        createMissing(threadContext, block, hashes.data(), begin, failures);
     }
 }
 
 void Dictionary::tryResolveResources(const DictionaryCommitPoint commitPoint, const std::span<BatchEntry> entries,
                                      std::vector<BatchFailure>& failures) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
+    RunningOperations::requireApart(entries);
     if (const DictionaryDatatype* const object = getCommonServer(entries); object != nullptr) {
         object->tryResolveResources(commitPoint, entries, failures);
         return;
@@ -294,6 +303,7 @@ void Dictionary::prefetchResources(const std::span<const BatchEntry> entries) co
 }
 
 void Dictionary::getResources(const std::span<BatchEntry> entries) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
     // While a block is read, the next one is on its way.
     const auto getBlock = [entries](const size_t begin) {
         return begin < entries.size() ? entries.subspan(begin, std::min(MIXED_BLOCK_SIZE, entries.size() - begin))
@@ -344,6 +354,7 @@ Term Dictionary::getTerm(const uint64_t resourceID, std::string& lexicalForm) co
 }
 
 void Dictionary::getResource(const uint64_t resourceID, ResourceValue& resourceValue) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
     const uint8_t datatypeID = getDatatypeIDOrThrow(resourceID);
     getServer(datatypeID).m_datatype->getResource(resourceID, datatypeID, resourceValue);
 }
@@ -353,6 +364,7 @@ bool Dictionary::mayHaveResources(const uint8_t datatypeID) const {
 }
 
 uint8_t Dictionary::getResource(const uint64_t resourceID, std::string& lexicalForm) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
     const uint8_t datatypeID = getDatatypeIDOrThrow(resourceID);
     getServer(datatypeID).m_datatype->getResource(resourceID, datatypeID, lexicalForm);
     return datatypeID;
@@ -376,12 +388,14 @@ void Dictionary::appendTurtleLiteral(const std::string_view lexicalForm, const u
 }
 
 DictionaryCommitPoint Dictionary::commit() {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::COMMIT);
     const uint64_t commitPoint = getNextResourceID();
     m_commitPoint.store(commitPoint, std::memory_order_release); // C1
     return {commitPoint};
 }
 
 void Dictionary::rollback() {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::COMMIT);
     const uint64_t endResourceID = getNextResourceID();
     for (uint64_t resourceID = getCommitPoint().m_resourceID; resourceID < endResourceID; ++resourceID) {
         const uint8_t datatypeID = getDatatypeID(resourceID);
@@ -389,7 +403,7 @@ void Dictionary::rollback() {
             continue; // Withdrawn by an earlier rollback.
         getServer(datatypeID).m_datatype->deleteUncommittedResourceID(resourceID, datatypeID);
         m_resourceFlags[resourceID].store(D_INVALID, std::memory_order_release); // D3
-        m_numberOfWithdrawn.fetch_add(1, std::memory_order_relaxed);
+        m_numberOfWithdrawn.fetch_add(1, std::memory_order_release);             // C4
     }
 }
 
@@ -398,6 +412,7 @@ DictionaryCommitPoint Dictionary::getCommitPoint() const noexcept {
 }
 
 void Dictionary::verify() const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::SAVE);
     constexpr uint64_t BATCH_SIZE = 1024;
     const uint64_t endResourceID = getNextResourceID();
     std::vector<BatchEntry> entries;
@@ -433,12 +448,14 @@ void Dictionary::verify() const {
 }
 
 void Dictionary::save(const std::string& fileName) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::SAVE);
     AtomicFileOutputStream output(fileName);
     DictionaryFile::write(*this, output);
     output.commit();
 }
 
 void Dictionary::save(FileLock& lock) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::SAVE);
     AtomicFileOutputStream output(lock);
     DictionaryFile::write(*this, output);
     output.commit();

@@ -3,6 +3,7 @@
 #include "Engine/core/data-store/DictionaryHistory.h"
 #include "Engine/core/data-store/DictionaryIterator.h"
 #include "Engine/core/data-store/DictionaryOptions.h"
+#include "Engine/core/data-store/RunningOperations.h"
 #include "Engine/core/data-store/dictionary/ArrowColumn.h"
 #include "Engine/core/data-store/dictionary/ArrowStrings.h"
 #include "Engine/core/data-store/dictionary/DataPool.h"
@@ -56,13 +57,18 @@ class DictionaryFile;
 ///            collides with too many others (see DictionaryOptions); MemoryExhaustedException at the memory limit;
 ///            SystemCallException when the system has no more memory; std::bad_alloc from what an operation collects
 ///            beside the dictionary, which the memory limit does not count. None of them changes the dictionary.
-///            getKind tells them apart (FailureKind).
+///            getKind tells them apart (FailureKind). A DictionaryThread that is not the caller's, or of another
+///            dictionary, is refused by all functions that take one: MelnarException of kind MISUSE.
+/// Checks     A library that is compiled with MELNAR_CHECKED refuses operations that may not run beside each other, with
+///            MelnarException of kind MISUSE (RunningOperations). The destructor cannot refuse: it ends the process.
 ///
 /// MEMORY ORDERS   of the commit point
 ///   #   operation                          order    pairs with   makes visible                        checked by
 ///   C1  commit, store                      release  C2           every resource below it              argued
 ///   C2  read it, load                      acquire  C1                                                argued
 ///   C3  compact, store                     release  -            nothing: it runs alone               argued
+///   C4  rollback, withdrawn + 1            release  C5           that the next ID is beyond           argued
+///   C5  size, load withdrawn               acquire  C4                                                argued
 /// Argued: ThreadSanitizer finds nothing with relaxed orders instead, since a lookup orders what it reads by the bucket
 /// (O3) and a read by the datatype byte (D2). What they cannot give is C1's: that nothing below the point is missed.
 class MELNAR_EXPORT Dictionary : private Unmovable {
@@ -211,7 +217,9 @@ public:
     /// Returns the number of resources that exist, committed or not; withdrawn ones do not count. One that another
     /// thread is creating may count before it can be read. Takes constant time.
     [[nodiscard]] size_t size() const noexcept {
-        return getNextResourceID() - 1 - m_numberOfWithdrawn.load(std::memory_order_relaxed);
+        // In this order, so that the next ID is one after all that were withdrawn.
+        const uint64_t numberOfWithdrawn = m_numberOfWithdrawn.load(std::memory_order_acquire); // C5
+        return getNextResourceID() - 1 - numberOfWithdrawn;
     }
 
     /// Whether there may be resources of a datatype: whether there have been any since it was last compacted away. Always
@@ -358,8 +366,8 @@ private:
     DictionaryDatatype* getCommonServer(std::span<const BatchEntry> batch) const noexcept;
     template<class Operation>
     void forEachServer(std::span<BatchEntry> block, const Operation& operation) const;
-    void createMissing(DictionaryThread& thread, std::span<BatchEntry> block, const uint64_t* hashes, size_t begin,
-                       std::vector<BatchFailure>& failures);
+    void createMissing(DictionaryThreadContext& threadContext, std::span<BatchEntry> block, const uint64_t* hashes,
+                       size_t begin, std::vector<BatchFailure>& failures);
     void apply(const DictionaryOptions& options);
     std::vector<uint64_t> assignCompactIDs(const SurvivesCompaction& survives) const;
     void compact(const std::vector<uint64_t>& newResourceIDs);
@@ -375,6 +383,8 @@ private:
     MemoryRegion<uint64_t> m_resourceDataOffsets;
     MemoryRegion<std::atomic<uint8_t>> m_resourceFlags; // D_INVALID where no resource exists
     DataPool m_dataPool;
+
+    mutable RunningOperations m_operations;
 
     mutable DictionaryHistory m_history; // A save changes what is known of the dictionary, not the dictionary.
 

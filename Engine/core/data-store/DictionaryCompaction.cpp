@@ -18,6 +18,7 @@ std::vector<uint64_t> Dictionary::assignCompactIDs(const SurvivesCompaction& sur
 }
 
 std::vector<uint64_t> Dictionary::compact(const SurvivesCompaction& survives) {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::ALONE);
     std::vector<uint64_t> newResourceIDs = assignCompactIDs(survives);
     m_memoryManager.withReclaim([this, &newResourceIDs] { compact(newResourceIDs); });
     return newResourceIDs;

@@ -73,6 +73,7 @@ std::unique_ptr<ComponentInfo> Dictionary::getComponentInfo() const {
 }
 
 std::unique_ptr<ComponentInfo> Dictionary::getDetailedComponentInfo() const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::SAVE);
     using Metric = ComponentInfo::Metric;
     size_t numberOfResources = 0;
     size_t textBytes = 0;
@@ -92,6 +93,7 @@ std::unique_ptr<ComponentInfo> Dictionary::getDetailedComponentInfo() const {
 }
 
 std::vector<TableProfile> Dictionary::getTableProfiles(const size_t numberOfSegments) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::SAVE);
     std::vector<TableProfile> tableProfiles;
     for (const Datatype& datatype : m_datatypes)
         std::ranges::move(datatype.m_datatype->getTableProfiles(numberOfSegments), std::back_inserter(tableProfiles));

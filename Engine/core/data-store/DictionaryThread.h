@@ -23,7 +23,8 @@ public:
     /// Lends a DictionaryThread to the thread that makes it, for as long as it lives. What threads create by turns, each
     /// with a loan, comes out as if a single thread had created it: the saved dictionary is the same, byte for byte.
     ///
-    /// Threads  One loan to another thread at a time, during which the lender does not use it. Destroyed by its maker.
+    /// Threads  One loan at a time, to its maker or to another thread; meanwhile no other thread uses it. A thread that has
+    ///          a loan may make another one within it. Destroyed by the thread that makes it.
     /// Errors   MelnarException of kind MISUSE if another thread has one.
     class Loan : private Unmovable {
     public:

@@ -9,22 +9,26 @@
 #include <cerrno>
 #include <exception>
 #include <new>
+#include <utility>
 
 namespace {
 
-std::string causeOfCurrentException() {
+/// Returns the cause for people, and the kind.
+std::pair<std::string, FailureKind> causeOfCurrentException() {
+    const auto outOfMemory = [] { return std::pair(MemoryLimit::describeFailure(), FailureKind::MEMORY); };
     try {
         throw;
     } catch (const MemoryExhaustedException&) {
-        return MemoryLimit::describeFailure();
+        return outOfMemory();
     } catch (const SystemCallException& exception) {
-        return exception.getErrorCode() == ENOMEM ? MemoryLimit::describeFailure() : exception.getMessage();
+        return exception.getErrorCode() == ENOMEM ? outOfMemory()
+                                                  : std::pair(exception.getMessage(), exception.getKind());
     } catch (const MelnarException& exception) {
-        return exception.getMessage();
+        return {exception.getMessage(), exception.getKind()};
     } catch (const std::bad_alloc&) {
-        return MemoryLimit::describeFailure();
+        return outOfMemory();
     } catch (const std::exception& exception) {
-        return exception.what();
+        return {exception.what(), FailureKind::OTHER};
     }
 }
 
@@ -36,6 +40,9 @@ InputError inputErrorOfCurrentException() {
     } catch (const ToolFailure& failure) {
         return {0, failure.getExitCode(), failure.what()};
     } catch (...) {
-        return {0, ExitCode::FAILURE, causeOfCurrentException()};
+        auto [cause, kind] = causeOfCurrentException();
+        InputError error{0, ExitCode::FAILURE, std::move(cause)};
+        error.m_kind = kind;
+        return error;
     }
 }

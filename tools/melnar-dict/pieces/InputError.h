@@ -2,6 +2,8 @@
 
 #include "tools/melnar-dict/shell/ExitCode.h"
 
+#include "Engine/core/platform/FailureKind.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -16,6 +18,7 @@ struct InputError {
     // Terms of the piece's batch before it, for the order within a line. An error that ends a piece follows all of
     // them.
     size_t m_termsBefore = std::numeric_limits<size_t>::max();
+    FailureKind m_kind = FailureKind::OTHER; // of the exception, if there was one
 };
 
 /// Converts the current exception to an error of the file without a line; it is bad data if it is such a ToolFailure.

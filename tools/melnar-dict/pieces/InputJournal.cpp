@@ -84,6 +84,7 @@ void InputJournal::report(const Result& result) {
             m_exitCode = error.m_exitCode;
             reportHiddenErrors();
             m_lastError = describe(error);
+            m_lastKind = error.m_kind;
             m_messages.write(m_lastError + '\n');
         } else if (m_numberOfErrors < m_settings.m_numberOfErrorsShown && !m_settings.m_isQuiet)
             m_messages.write(describe(error) + '\n');

@@ -76,6 +76,9 @@ public:
     /// Returns the message of that error, without a line end.
     const std::string& getLastError() const noexcept { return m_lastError; }
 
+    /// Returns its kind; OTHER if it is an error of the data.
+    FailureKind getLastKind() const noexcept { return m_lastKind; }
+
 private:
     struct Result {
         uint64_t m_numberOfLineEnds;
@@ -107,4 +110,5 @@ private:
     uint64_t m_numberOfHiddenErrors = 0; // since the last report
     ExitCode m_exitCode = ExitCode::DONE;
     std::string m_lastError; // nothing unless it stopped the load
+    FailureKind m_lastKind = FailureKind::OTHER;
 };

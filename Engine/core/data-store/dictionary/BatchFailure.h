@@ -13,8 +13,8 @@
 /// somebody asks for it: REFUSED_LITERAL, or what the dictionary or the system fail with. With FULL and MEMORY it may go
 /// well with another limit.
 ///
-/// Ownership  A failure of kind REFUSED_LITERAL refers to the bytes of the entry's lexical form, which are the caller's: it may be asked
-///            for its exception only while they are there and unchanged. Other failures refer to nothing.
+/// Ownership  A failure of kind REFUSED_LITERAL refers to the bytes of the entry's lexical form, which are the caller's: it
+///            may be asked for its exception only while they are there and unchanged. Other failures refer to nothing.
 /// Threads    One thread at a time.
 /// Errors     std::bad_alloc from making an exception.
 class MELNAR_EXPORT BatchFailure {

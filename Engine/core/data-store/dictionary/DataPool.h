@@ -14,9 +14,9 @@
 ///
 /// A thread with a DictionaryThreadContext takes its chunks from a private block of BLOCK_SIZE bytes, so that threads
 /// meet at the pool's end once a block, not once a chunk. The rest of a block that its thread leaves goes to the next
-/// thread that needs one, so a thread context may live for no longer than a call. Chunks of more than LARGEST_CHUNK_IN_BLOCK bytes are taken
-/// from the pool's end directly, as is everything without a thread context or with one of another pool and, near the
-/// memory limit, whatever still fits when a whole block does not.
+/// thread that needs one, so a thread context may live for no longer than a call. Chunks of more than
+/// LARGEST_CHUNK_IN_BLOCK bytes are taken from the pool's end directly, as is everything without a thread context or
+/// with one of another pool and, near the memory limit, whatever still fits when a whole block does not.
 ///
 /// Units      Offsets and sizes are bytes.
 /// Ownership  Owns its memory; the memory manager must outlive it. Thread contexts must go before it does.

@@ -11,12 +11,12 @@
 #include <cstdint>
 #include <optional>
 
-/// Registers the calling thread with all shards of a dictionary, which it brings into memory.
+/// A DictionaryThread for each shard of a dictionary, all of which it brings into memory.
 ///
 /// Memory     As a DictionaryThread for each shard: blocks of the data pools, 16 MiB in all, as far as the limit permits.
 /// Ownership  As DictionaryThread, for each shard.
-/// Threads    Made and destroyed by one thread, and used by one thread at a time; the thread of a shard: by another one
-///            with a DictionaryThread::Loan.
+/// Threads    Used by the thread that makes it; the thread of a shard: by another one with a DictionaryThread::Loan.
+///            Destroyed by any thread.
 /// Errors     Those of ShardedDictionary.
 class MELNAR_EXPORT ShardedDictionaryThread : private Unmovable {
 public:

@@ -52,8 +52,8 @@ void removeLeftover(const std::string& fileName) {
                                   "Cannot examine file '", fileName, "'.");
     }
     if (!S_ISREG(status.st_mode))
-        throw MelnarException(SOURCE_FILE, LINE_NOT_A_REGULAR_FILE, MelnarException::NO_CAUSES, "'", fileName,
-                              "' exists and is not a regular file, so that it cannot be replaced.");
+        throw MelnarException(FailureKind::SYSTEM, SOURCE_FILE, LINE_NOT_A_REGULAR_FILE, MelnarException::NO_CAUSES,
+                              "'", fileName, "' exists and is not a regular file, so that it cannot be replaced.");
     if (::unlink(fileName.c_str()) != 0)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_REMOVE, MelnarException::NO_CAUSES, "unlink", errno,
                                   "Cannot remove file '", fileName, "', which a writer left that has ended.");
@@ -285,7 +285,7 @@ void AtomicFileOutputStream::exchangeBoth(AtomicFileOutputStream& first, AtomicF
         return;
     if (isFirstNew) { // The process was killed, or could not undo what it had done.
         first.takeBack();
-        throw MelnarException(SOURCE_FILE, LINE_NOT_REPLACED_TOGETHER, MelnarException::NO_CAUSES,
+        throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_NOT_REPLACED_TOGETHER, MelnarException::NO_CAUSES,
                               "Cannot replace file '", second.m_fileName, "' together with '", first.m_fileName, "'.");
     }
     first.m_temporaryFile.replace(first.m_target);

@@ -151,8 +151,8 @@ bool isFresh(const std::string& fileName, const FileDescriptor& file, const stru
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_READ, MelnarException::NO_CAUSES, "pread", errorCode,
                                   "Cannot read lock file '", fileName, "'.");
     if (!S_ISREG(opened.st_mode) || !isTextOfLockFile(text))
-        throw MelnarException(SOURCE_FILE, LINE_NOT_A_LOCK_FILE, MelnarException::NO_CAUSES, "'", fileName,
-                              "' exists and is not a lock file.");
+        throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_NOT_A_LOCK_FILE, MelnarException::NO_CAUSES,
+                              "'", fileName, "' exists and is not a lock file.");
     return text.empty() && (::fcntl(file.get(), F_GETFL) & O_ACCMODE) == O_RDWR;
 }
 

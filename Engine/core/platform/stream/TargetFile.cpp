@@ -90,8 +90,8 @@ bool TargetFile::examine(struct stat& status) const {
                                   "Cannot examine file '", m_name, "'.");
     }
     if (!S_ISREG(status.st_mode))
-        throw MelnarException(SOURCE_FILE, LINE_NOT_A_REGULAR_FILE, MelnarException::NO_CAUSES, "'", m_name,
-                              "' exists and is not a regular file, so that it cannot be replaced.");
+        throw MelnarException(FailureKind::SYSTEM, SOURCE_FILE, LINE_NOT_A_REGULAR_FILE, MelnarException::NO_CAUSES,
+                              "'", m_name, "' exists and is not a regular file, so that it cannot be replaced.");
     return true;
 }
 

@@ -9,7 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <span>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -46,6 +48,20 @@ TEST_F(DictionaryFailureKindTest, anIDOfNothingIsNoResource) {
     std::string text;
     for (const uint64_t resourceID : {uint64_t(0), uint64_t(1), ~uint64_t(0)})
         EXPECT_EQ(FailureKind::NO_SUCH_RESOURCE, getKindOfFailure([&] { m_dictionary.getResource(resourceID, text); }));
+}
+
+TEST_F(DictionaryFailureKindTest, aTermThatIsNoStringIsNoResourceForStrings) {
+    const uint64_t resourceID = m_dictionary.resolveTerm(m_thread, {.m_kind = Term::Kind::IRI, .m_text = "iri"});
+    std::string_view text;
+    EXPECT_EQ(FailureKind::NO_SUCH_RESOURCE,
+              getKindOfFailure([&] { static_cast<void>(m_dictionary.getLexicalForm(resourceID)); }));
+    EXPECT_EQ(FailureKind::NO_SUCH_RESOURCE,
+              getKindOfFailure([&] { m_dictionary.decode(std::span(&resourceID, 1), std::span(&text, 1)); }));
+}
+
+TEST_F(DictionaryFailureKindTest, aFolderInThePlaceOfAFileIsTheSystem) {
+    const TemporaryDirectory directory;
+    EXPECT_EQ(FailureKind::SYSTEM, getKindOfFailure([&] { m_dictionary.save(directory.getPathOf(".")); }));
 }
 
 TEST_F(DictionaryFailureKindTest, theLargestNumberOfResourcesMakesFull) {

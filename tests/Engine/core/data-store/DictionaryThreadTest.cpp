@@ -30,12 +30,14 @@ protected:
         std::vector<uint64_t> resourceIDs(1);
         std::vector<BatchEntry> strings{{"text", 0, D_XSD_STRING}};
         std::vector<BatchEntry> mixed{{"text", 0, D_XSD_STRING}, {"iri", 0, D_IRI}, {"b", 0, 77}};
+        const std::vector<BatchEntry> untouched = mixed;
         const std::function<void()> operations[] = {
             [&] { dictionary.resolveResource(thread, "text", D_XSD_STRING); },
             [&] { dictionary.resolveTerm(thread, terms[0]); },
             [&] { dictionary.resolveTerms(thread, terms, resourceIDs, failures); },
             [&] { dictionary.resolveResources(thread, strings, failures); },
             [&] { dictionary.resolveResources(thread, mixed, failures); },
+            [&] { dictionary.resolveResources(thread, {}, failures); },
         };
         for (const std::function<void()>& operation : operations) {
             const auto exception = catchException<MelnarException>(operation);
@@ -43,6 +45,8 @@ protected:
             EXPECT_EQ(cause, exception.getMessage());
         }
         EXPECT_TRUE(failures.empty());
+        for (size_t index = 0; index < mixed.size(); ++index)
+            EXPECT_EQ(untouched[index].m_resourceID, mixed[index].m_resourceID);
         EXPECT_EQ(nextResourceID, dictionary.getNextResourceID());
     }
 
@@ -72,6 +76,12 @@ TEST_F(DictionaryThreadTest, isRefusedInAnotherThread) {
         EXPECT_EQ(1u, m_dictionary.resolveResource(own, "text", D_XSD_STRING));
     }).join();
     EXPECT_EQ(1u, m_dictionary.resolveResource(m_thread, "text", D_XSD_STRING));
+}
+
+TEST_F(DictionaryThreadTest, isRefusedAlsoWhereNothingIsMissing) {
+    m_dictionary.resolveResource(m_thread, "text", D_XSD_STRING);
+    m_dictionary.resolveTerm(m_thread, {.m_kind = Term::Kind::IRI, .m_text = "iri"});
+    std::thread([&] { expectRefused(m_dictionary, m_thread, OTHER_THREAD); }).join();
 }
 
 TEST_F(DictionaryThreadTest, isRefusedInAThreadThatComesAfterItsMaker) {
