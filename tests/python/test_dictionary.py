@@ -1,11 +1,11 @@
 """Encoding, looking up and decoding, against a dict that numbers the same strings."""
 
-import sys
-import subprocess
 import copy
 import os
 import pickle
 import random
+import subprocess
+import sys
 
 import numpy
 import pytest
