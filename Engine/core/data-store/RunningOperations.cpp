@@ -83,9 +83,9 @@ void RunningOperations::requireApart(const std::span<const BatchEntry> entries) 
     const auto* const end = reinterpret_cast<const char*>(entries.data() + entries.size());
     for (size_t index = 0; index < entries.size(); ++index) {
         const std::string_view form = entries[index].m_lexicalForm;
-        if (!form.empty() && std::less<>()(form.data(), end) && std::less<>()(begin, form.data() + form.size()))
+        if (!form.empty() && !std::less<>()(form.data(), begin) && std::less<>()(form.data(), end))
             throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_FORM_IN_BATCH, MelnarException::NO_CAUSES,
-                                  "The lexical form of entry ", index, " lies in the batch itself.");
+                                  "The lexical form of entry ", index, " begins in the batch itself.");
     }
 }
 

@@ -30,7 +30,7 @@ public:
     /// Errors  MelnarException of kind MISUSE if the operation is not allowed beside another; never without MELNAR_CHECKED.
     class Operation;
 
-    /// Refuses a batch of questions in which a lexical form lies in the batch itself, where answers are written; in a
+    /// Refuses a batch of questions in which a lexical form begins in the batch itself, where answers are written; in a
     /// checked library.
     static void requireApart(std::span<const BatchEntry> entries);
 
