@@ -108,8 +108,8 @@ TEST_F(DictionaryMisuseTest, nothingRunsBesideACompaction) {
     size_t visited = 0;
     m_dictionary.compact([&](uint64_t, const ResourceValue&) {
         ++visited;
-        for (const auto& [name, operation] : operations)
-            std::jthread([&] { EXPECT_TRUE(isRefused(operation)) << name; });
+        for (const auto& operation : operations)
+            std::jthread([&operation] { EXPECT_TRUE(isRefused(operation.second)) << operation.first; });
         m_dictionary.getResource(1, text);
         EXPECT_EQ("text", text) << "the thread that compacts may read";
         EXPECT_TRUE(isRefused([&] { m_dictionary.commit(); })) << "but not commit";
