@@ -2,8 +2,6 @@
 
 #include <cstring>
 
-namespace melnar {
-
 namespace {
 
 // The C library declares one of two functions of this name; overloading on the result takes whichever it is.
@@ -21,5 +19,3 @@ void appendErrorCodeDescription(std::string& output, const int errorCode) {
     char buffer[256] = {};
     output += descriptionOf(::strerror_r(errorCode, buffer, sizeof(buffer)), buffer);
 }
-
-} // namespace melnar

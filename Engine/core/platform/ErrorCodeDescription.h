@@ -2,9 +2,5 @@
 
 #include <string>
 
-namespace melnar {
-
 /// Appends the operating system's text for an `errno` value. Safe to call from any thread.
 void appendErrorCodeDescription(std::string& output, int errorCode);
-
-} // namespace melnar

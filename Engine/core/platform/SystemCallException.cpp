@@ -2,8 +2,6 @@
 
 #include "Engine/core/platform/ErrorCodeDescription.h"
 
-using namespace melnar;
-
 SystemCallException::~SystemCallException() = default;
 
 std::string SystemCallException::withExtendedInformation(std::string&& message, const char* const systemCallName,

@@ -54,13 +54,6 @@ uint64_t Checksum::getValue() const noexcept {
     return static_cast<uint64_t>(++s_numberOfCalls);
 }
 
-void appendErrorCodeDescription(std::string& output, int errorCode);
-
-void appendErrorCodeDescription(std::string& output, int) {
-    ++s_numberOfCalls;
-    output += "mine";
-}
-
 namespace VirtualMemory {
 
 void* reserve(size_t numberOfBytes) noexcept;
@@ -126,8 +119,7 @@ void useOwnClasses() {
         checksum.update("", 0);
         require(checksum.getValue() == 4, "the checksum is this program's");
         std::string text;
-        appendErrorCodeDescription(text, 0);
-        require(text == "mine" && VirtualMemory::reserve(1) == nullptr, "the functions are this program's");
+        require(VirtualMemory::reserve(1) == nullptr, "the functions are this program's");
         FileOutputStream output("");
         output.write("", 0);
         output.flush();
@@ -142,7 +134,7 @@ void useOwnClasses() {
         datatype.initialize(0);
         datatype.isInUse();
     }
-    require(s_numberOfCalls == 24, "the objects are this program's");
+    require(s_numberOfCalls == 23, "the objects are this program's");
 }
 
 void useLibrary() {

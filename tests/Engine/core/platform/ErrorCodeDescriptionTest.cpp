@@ -6,8 +6,6 @@
 #include <string>
 #include <system_error>
 
-using namespace melnar;
-
 TEST(ErrorCodeDescriptionTest, descriptionIsTheOperatingSystems) {
     for (const int errorCode : {EPERM, ENOENT, EIO, EACCES, ENOMEM, ENOSPC}) {
         std::string text;

@@ -8,8 +8,6 @@
 #include <cstring>
 #include <limits>
 
-using namespace melnar;
-
 namespace {
 
 const char* const CALL_NAME = "mmap";
