@@ -16,15 +16,16 @@ namespace py = pybind11;
 
 namespace {
 
-[[noreturn]] void raiseNotUtf8(const size_t index, const char* const what) {
-    raise("NotUtf8Error", "Text " + std::to_string(index) + " " + what + ", which UTF-8 cannot hold.", index);
+/// Returns whether a chunk has taken a text, or has no room for it. Raises the error of a text that is no UTF-8.
+bool hasTaken(const TextChunk::Added added, const size_t index) {
+    if (added == TextChunk::Added::NO_UTF8)
+        raise("NotUtf8Error", "Text " + std::to_string(index) + " has a surrogate, which UTF-8 cannot hold.", index);
+    return added == TextChunk::Added::DONE;
 }
 
 [[noreturn]] void raiseNoText(const size_t index, PyObject* const object) {
     raise(PyExc_TypeError, "Text " + std::to_string(index) + " is no str, but " + Py_TYPE(object)->tp_name + ".");
 }
-
-constexpr const char* SURROGATE = "has a surrogate";
 
 void addValid(const size_t index, const std::string_view text, TextChunk& chunk) {
     if (Rdf::Utf8::findInvalid(text.data(), text.data() + text.size()) != text.data() + text.size())
@@ -55,14 +56,8 @@ public:
             PyObject* const object = objects[index];
             if (object == nullptr || !PyUnicode_Check(object))
                 raiseNoText(index, object == nullptr ? Py_None : object);
-            switch (chunk.add(object)) {
-            case TextChunk::Added::DONE:
-                break;
-            case TextChunk::Added::NO_ROOM:
+            if (!hasTaken(chunk.add(object), index))
                 return;
-            case TextChunk::Added::NO_UTF8:
-                raiseNotUtf8(index, SURROGATE);
-            }
         }
     }
 
@@ -91,14 +86,8 @@ public:
                 addValid(index, item.substr(0, size), chunk);
                 continue;
             }
-            switch (chunk.add(item.data(), (size + 3) / 4, 4)) {
-            case TextChunk::Added::DONE:
-                break;
-            case TextChunk::Added::NO_ROOM:
+            if (!hasTaken(chunk.add(item.data(), (size + 3) / 4, 4), index))
                 return;
-            case TextChunk::Added::NO_UTF8:
-                raiseNotUtf8(index, SURROGATE);
-            }
         }
     }
 

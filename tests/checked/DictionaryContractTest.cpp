@@ -8,7 +8,10 @@
 #include <cstdint>
 #include <functional>
 #include <latch>
+#include <memory>
+#include <span>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -79,6 +82,7 @@ protected:
 /// A compaction asks the test about each resource, so other operations can be begun in its middle.
 TEST_F(DictionaryMisuseTest, nothingRunsBesideACompaction) {
     std::string text;
+    ResourceValue value;
     std::vector<BatchEntry> entries{{"text", 0, D_XSD_STRING}};
     std::vector<BatchFailure> failures;
     const std::pair<const char*, std::function<void()>> operations[] = {
@@ -97,6 +101,15 @@ TEST_F(DictionaryMisuseTest, nothingRunsBesideACompaction) {
         {"look a batch up", [&] { m_dictionary.tryResolveResources(DictionaryCommitPoint::ALL, entries, failures); }},
         {"read", [&] { m_dictionary.getResource(1, text); }},
         {"read a batch", [&] { m_dictionary.getResources(entries); }},
+        {"read a value", [&] { m_dictionary.getResource(1, value); }},
+        {"read a form", [&] { static_cast<void>(m_dictionary.getLexicalForm(1)); }},
+        {"walk the resources",
+         [&] {
+             for (const auto& [resourceID, literal] : m_dictionary)
+                 EXPECT_NE(0u, resourceID);
+         }},
+        {"add bytes up", [&] { static_cast<void>(m_dictionary.getUnusedDataPoolBytes()); }},
+        {"tell statistics", [&] { static_cast<void>(m_dictionary.getComponentInfo()); }},
         {"commit", [&] { m_dictionary.commit(); }},
         {"roll back", [&] { m_dictionary.rollback(); }},
         {"verify", [&] { m_dictionary.verify(); }},
@@ -120,6 +133,43 @@ TEST_F(DictionaryMisuseTest, nothingRunsBesideACompaction) {
         if (std::string(name) != "save") {
             EXPECT_FALSE(isRefused(operation)) << name;
         }
+}
+
+TEST_F(DictionaryMisuseTest, answersThatOverlapTheirQuestionsAreRefused) {
+    std::vector<Term> terms(2, Term{.m_kind = Term::Kind::LITERAL, .m_text = "text"});
+    std::vector<std::string_view> texts{"text", "other"};
+    std::vector<int64_t> offsets{0, 4, 9};
+    const auto lieIn = [](auto& column) { return std::span(reinterpret_cast<uint64_t*>(&column.back()), 1); };
+    std::vector<BatchFailure> failures;
+    const std::span<const Term> term(&terms.back(), 1);
+    const std::span<const std::string_view> text(&texts.back(), 1);
+    const ArrowStrings<int64_t> arrowText{"textother", std::span(offsets).last(2)};
+    EXPECT_TRUE(isRefused([&] { m_dictionary.resolveTerms(m_thread, term, lieIn(terms), failures); }));
+    EXPECT_TRUE(isRefused([&] { m_dictionary.encode(m_thread, text, lieIn(texts)); }));
+    EXPECT_TRUE(isRefused([&] { m_dictionary.encode(m_thread, arrowText, lieIn(offsets)); }));
+    EXPECT_TRUE(isRefused([&] { m_dictionary.lookUp(DictionaryCommitPoint::ALL, text, lieIn(texts)); }));
+    EXPECT_EQ("other", texts.back()) << "nothing was written";
+    EXPECT_EQ(9, offsets.back());
+    uint64_t apart = 0;
+    EXPECT_FALSE(isRefused([&] { m_dictionary.encode(m_thread, text, {&apart, 1}); }));
+    EXPECT_EQ(2u, apart);
+}
+
+TEST_F(DictionaryMisuseTest, aDestructionBesideAnotherOperationEndsTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(
+        {
+            auto dictionary = std::make_unique<Dictionary>(OPTIONS);
+            {
+                DictionaryThread thread(*dictionary);
+                dictionary->resolveResource(thread, "text", D_XSD_STRING);
+            }
+            dictionary->compact([&dictionary](uint64_t, const ResourceValue&) {
+                dictionary.reset();
+                return true;
+            });
+        },
+        "compacts or destroys it was begun on a dictionary while another one compacts or destroys it");
 }
 
 TEST_F(DictionaryMisuseTest, aFormThatLiesInItsBatchIsRefused) {

@@ -146,9 +146,10 @@ uint8_t Dictionary::getDatatypeIDOrThrow(const uint64_t resourceID) const {
 
 uint64_t Dictionary::resolveResource(DictionaryThread& thread, const std::string_view lexicalForm,
                                      const uint8_t datatypeID) {
+    DictionaryThreadContext& threadContext = thread.getContext(*this);
     const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::RESOLVE);
     return getServer(datatypeID)
-        .m_datatype->resolveResource(&thread.getContext(*this), lexicalForm.data(), lexicalForm.size(), datatypeID);
+        .m_datatype->resolveResource(&threadContext, lexicalForm.data(), lexicalForm.size(), datatypeID);
 }
 
 uint64_t Dictionary::tryResolveResource(const DictionaryCommitPoint commitPoint, const std::string_view lexicalForm,

@@ -16,6 +16,7 @@ void DictionaryIterator::findResource() noexcept {
 }
 
 DictionaryIterator::Resource DictionaryIterator::operator*() const {
+    const RunningOperations::Operation operation(m_dictionary->m_operations, RunningOperations::Kind::READ);
     Resource resource{m_resourceID, {}};
     m_dictionary->m_servers[m_datatypeID].m_datatype->getResource(m_resourceID, m_datatypeID, resource.m_literal);
     return resource;

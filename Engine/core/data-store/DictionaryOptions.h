@@ -16,9 +16,10 @@ struct DictionaryOptions {
 
     static constexpr uint64_t AS_MANY_AS_FIT = ~uint64_t(0);
 
-    /// Bytes that the dictionary may commit: terms, hash tables and all that grows with them. Outside the limit are about
-    /// 35 KiB for each datatype object, what an operation needs while it runs (its contract says so where that grows with
-    /// the dictionary), and the exceptions that it throws. Of a ShardedDictionary, all shards have it together.
+    /// Bytes that the dictionary may commit: terms, hash tables and all that grows with them. Outside the limit are the
+    /// objects of the dictionary, 95 KiB and 33 KiB more for each family of terms that it has beside strings; what an
+    /// operation needs while it runs (its contract says so where that grows with the dictionary); and the exceptions that
+    /// it throws. Of a ShardedDictionary, all shards have the limit together.
     size_t m_memoryLimit = NO_MEMORY_LIMIT;
 
     /// How many resources there may be, withdrawn ones included; address space is reserved for them, 9 bytes each.

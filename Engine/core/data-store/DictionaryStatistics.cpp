@@ -29,6 +29,7 @@ size_t Dictionary::getTextBytes(const uint8_t datatypeID) const {
 }
 
 size_t Dictionary::getUnusedDataPoolBytes() const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
     size_t usedBytes = 0;
     const uint64_t endResourceID = getNextResourceID();
     for (uint64_t resourceID = 1; resourceID < endResourceID; ++resourceID)
@@ -38,6 +39,7 @@ size_t Dictionary::getUnusedDataPoolBytes() const {
 }
 
 std::unique_ptr<ComponentInfo> Dictionary::getComponentInfo() const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
     using Metric = ComponentInfo::Metric;
     const auto describeMemory = [](std::string&& name, const size_t committedBytes) {
         auto component = std::make_unique<ComponentInfo>(std::move(name));

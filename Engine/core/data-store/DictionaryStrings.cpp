@@ -1,5 +1,6 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryTermColumns.h"
+#include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding.h"
 #include "Engine/core/data-store/dictionary/PlainLiteral.h"
 #include "Engine/core/platform/MelnarException.h"
@@ -43,6 +44,7 @@ std::string_view Dictionary::getLexicalForm(const uint64_t resourceID) const {
 }
 
 std::string_view Dictionary::getLexicalForm(const uint64_t resourceID, std::string& joined) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
     BatchEntry entry{{}, resourceID, getDatatypeIDOrThrow(resourceID)};
     getServer(entry.m_datatypeID).m_datatype->getResources({&entry, 1});
     if (entry.m_affixNumber == 0)
@@ -54,6 +56,7 @@ std::string_view Dictionary::getLexicalForm(const uint64_t resourceID, std::stri
 
 void Dictionary::encode(DictionaryThread& thread, const std::span<const std::string_view> texts,
                         const std::span<uint64_t> resourceIDs, const std::string_view languageTag) {
+    thread.requireUserOf(*this);
     Columns::answer(texts, languageTag, resourceIDs,
                     [&](const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
                         resolveResources(thread, entries, failures);
@@ -63,6 +66,7 @@ void Dictionary::encode(DictionaryThread& thread, const std::span<const std::str
 template<ArrowOffset Offset>
 void Dictionary::encode(DictionaryThread& thread, const ArrowStrings<Offset>& texts,
                         const std::span<uint64_t> resourceIDs, const std::string_view languageTag) {
+    thread.requireUserOf(*this);
     Columns::answer(texts, languageTag, resourceIDs,
                     [&](const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
                         resolveResources(thread, entries, failures);

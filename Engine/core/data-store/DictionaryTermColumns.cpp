@@ -1,6 +1,7 @@
 #include "Engine/core/data-store/DictionaryTermColumns.h"
 
 #include "Engine/core/data-store/Dictionary.h"
+#include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/dictionary/PreparedEntries.h"
 
 using namespace melnar;
@@ -13,6 +14,7 @@ using Columns = DictionaryTermColumns<PreparedEntries::CAPACITY, PreparedEntries
 
 void Dictionary::resolveTerms(DictionaryThread& thread, const std::span<const Term> terms,
                               const std::span<uint64_t> resourceIDs, std::vector<BatchFailure>& failures) {
+    thread.requireUserOf(*this);
     Columns::answer(terms, resourceIDs, failures,
                     [&](const std::span<BatchEntry> entries, std::vector<BatchFailure>& ofChunk) {
                         resolveResources(thread, entries, ofChunk);

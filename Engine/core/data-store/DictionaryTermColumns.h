@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/data-store/RunningOperations.h"
 #include "Engine/core/data-store/dictionary/ArrowColumn.h"
 #include "Engine/core/data-store/dictionary/ArrowStrings.h"
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
@@ -134,7 +135,7 @@ private:
     static constexpr long LINE_NO_STRING = 163;
     static constexpr long LINE_TOO_MANY_BYTES = 178;
 
-    // Columns of questions. `add` adds an entry to a batch and returns its bytes of text.
+    // Columns of questions. `add` adds an entry to a batch and returns its bytes of text; `getBytes` is what a column lies in.
 
     struct TermQuestions {
         static constexpr const char* NOUN = " terms";
@@ -145,6 +146,7 @@ private:
             batch.add(m_terms[index]);
             return m_terms[index].m_text.size();
         }
+        auto getBytes() const noexcept { return std::as_bytes(m_terms); }
 
         std::span<const Term> m_terms;
     };
@@ -158,6 +160,7 @@ private:
             batch.add(m_texts[index], m_languageTag);
             return m_texts[index].size() + m_languageTag.size();
         }
+        auto getBytes() const noexcept { return std::as_bytes(m_texts); }
 
         std::span<const std::string_view> m_texts;
         std::string_view m_languageTag;
@@ -174,6 +177,7 @@ private:
             batch.add(text, m_languageTag);
             return text.size() + m_languageTag.size();
         }
+        auto getBytes() const noexcept { return std::as_bytes(m_texts.m_offsets); }
 
         ArrowStrings<Offset> m_texts;
         std::string_view m_languageTag;
@@ -188,6 +192,7 @@ private:
             throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_UNEQUAL_SPANS, MelnarException::NO_CAUSES,
                                   "There are ", column.size(), Column::NOUN, ", but room for ", resourceIDs.size(),
                                   " IDs.");
+        RunningOperations::requireApart(column.getBytes(), std::as_bytes(resourceIDs));
         std::ranges::fill(resourceIDs, 0);
         TermBatch batch;
         std::vector<BatchFailure> ofChunk;

@@ -42,10 +42,15 @@ public:
 private:
     friend class Dictionary;
 
-    /// For an operation of a dictionary.
-    DictionaryThreadContext& getContext(const Dictionary& dictionary) {
+    /// Refuses an operation of another dictionary, or by another thread.
+    void requireUserOf(const Dictionary& dictionary) const {
         if (&dictionary != &m_dictionary || g_currentThreadID != m_userID.load(std::memory_order_relaxed)) [[unlikely]]
             refuse(dictionary);
+    }
+
+    /// For an operation of a dictionary.
+    DictionaryThreadContext& getContext(const Dictionary& dictionary) {
+        requireUserOf(dictionary);
         return m_threadContext;
     }
 

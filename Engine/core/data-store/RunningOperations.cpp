@@ -14,6 +14,7 @@ namespace {
 constexpr const char* const SOURCE_FILE = "Engine/core/data-store/RunningOperations";
 constexpr long LINE_EXCLUDED = 57;
 constexpr long LINE_FORM_IN_BATCH = 84;
+constexpr long LINE_COLUMNS_OVERLAP = 93;
 
 constexpr uint32_t BITS_OF_KIND = 12;
 constexpr size_t NUMBER_OF_KINDS = 5;
@@ -87,6 +88,14 @@ void RunningOperations::requireApart(const std::span<const BatchEntry> entries) 
             throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_FORM_IN_BATCH, MelnarException::NO_CAUSES,
                                   "The lexical form of entry ", index, " begins in the batch itself.");
     }
+}
+
+void RunningOperations::requireApart(const std::span<const std::byte> questions,
+                                     const std::span<const std::byte> answers) {
+    if (!questions.empty() && !answers.empty() && std::less<>()(questions.data(), answers.data() + answers.size()) &&
+        std::less<>()(answers.data(), questions.data() + questions.size()))
+        throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_COLUMNS_OVERLAP, MelnarException::NO_CAUSES,
+                              "The answers of a column overlap its questions.");
 }
 
 #endif

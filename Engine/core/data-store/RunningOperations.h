@@ -4,6 +4,7 @@
 #include "Engine/core/platform/Unmovable.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -30,9 +31,10 @@ public:
     /// Errors  MelnarException of kind MISUSE if the operation is not allowed beside another; never without MELNAR_CHECKED.
     class Operation;
 
-    /// Refuses a batch of questions in which a lexical form begins in the batch itself, where answers are written; in a
-    /// checked library.
+    /// Refuses a batch of questions in which a lexical form begins in the batch itself, where answers are written; and a
+    /// column whose answers overlap its questions. Never without MELNAR_CHECKED.
     static void requireApart(std::span<const BatchEntry> entries);
+    static void requireApart(std::span<const std::byte> questions, std::span<const std::byte> answers);
 
 private:
     std::atomic<uint64_t> m_running{0}; // BITS_OF_KIND bits for each kind, the first in the lowest
@@ -60,5 +62,6 @@ public:
 };
 
 inline void RunningOperations::requireApart(std::span<const BatchEntry>) {}
+inline void RunningOperations::requireApart(std::span<const std::byte>, std::span<const std::byte>) {}
 
 #endif

@@ -17,6 +17,7 @@ TEST(DictionarySizeConcurrentTest, isNeverMoreThanThereWere) {
     constexpr size_t WITHDRAWN = 50;
     Dictionary dictionary({.m_memoryLimit = size_t(64) << 20});
     std::atomic<bool> isDone = false;
+    std::atomic<bool> hasSeenMore = false;
     std::atomic<size_t> largest = 0;
     std::atomic<size_t> smallest = COMMITTED;
     std::vector<std::jthread> readers;
@@ -33,6 +34,8 @@ TEST(DictionarySizeConcurrentTest, isNeverMoreThanThereWere) {
                     const size_t size = dictionary.size();
                     largestSeen = std::max(largestSeen, size);
                     smallestSeen = std::min(smallestSeen, size);
+                    if (size > COMMITTED)
+                        hasSeenMore.store(true, std::memory_order_relaxed);
                 }
                 for (size_t known = largest; known < largestSeen && !largest.compare_exchange_weak(known, largestSeen);)
                     ;
@@ -40,7 +43,7 @@ TEST(DictionarySizeConcurrentTest, isNeverMoreThanThereWere) {
                      smallestSeen < known && !smallest.compare_exchange_weak(known, smallestSeen);)
                     ;
             });
-        for (size_t round = 0; round < 2000; ++round) {
+        for (size_t round = 0; round < 2000 || !hasSeenMore.load(std::memory_order_relaxed); ++round) {
             for (size_t number = 0; number < WITHDRAWN; ++number)
                 dictionary.resolveResource(thread, "gone" + std::to_string(number), D_XSD_STRING);
             dictionary.rollback();

@@ -1,5 +1,6 @@
 #include "Engine/core/data-store/DictionaryThread.h"
 
+#include "Engine/core/data-store/dictionary/ArrowStrings.h"
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
 #include "Engine/core/platform/MelnarException.h"
@@ -13,6 +14,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -27,7 +29,10 @@ protected:
         const uint64_t nextResourceID = dictionary.getNextResourceID();
         std::vector<BatchFailure> failures;
         const std::vector<Term> terms{{.m_kind = Term::Kind::LITERAL, .m_text = "text"}};
-        std::vector<uint64_t> resourceIDs(1);
+        std::vector<uint64_t> resourceIDs{4711};
+        const std::vector<std::string_view> texts{"text"};
+        const std::vector<int32_t> offsets{0, 4};
+        const ArrowStrings<int32_t> arrowTexts{texts[0].data(), offsets};
         std::vector<BatchEntry> strings{{"text", 0, D_XSD_STRING}};
         std::vector<BatchEntry> mixed{{"text", 0, D_XSD_STRING}, {"iri", 0, D_IRI}, {"b", 0, 77}};
         const std::vector<BatchEntry> untouched = mixed;
@@ -38,6 +43,12 @@ protected:
             [&] { dictionary.resolveResources(thread, strings, failures); },
             [&] { dictionary.resolveResources(thread, mixed, failures); },
             [&] { dictionary.resolveResources(thread, {}, failures); },
+            [&] { dictionary.resolveTerms(thread, {}, {}, failures); },
+            [&] { dictionary.resolveLangString(thread, "text", "en"); },
+            [&] { dictionary.encode(thread, texts, resourceIDs); },
+            [&] { dictionary.encode(thread, texts, resourceIDs, "en"); },
+            [&] { dictionary.encode(thread, arrowTexts, resourceIDs); },
+            [&] { dictionary.encode(thread, std::span<const std::string_view>(), {}); },
         };
         for (const std::function<void()>& operation : operations) {
             const auto exception = catchException<MelnarException>(operation);
@@ -45,6 +56,7 @@ protected:
             EXPECT_EQ(cause, exception.getMessage());
         }
         EXPECT_TRUE(failures.empty());
+        EXPECT_EQ(4711u, resourceIDs[0]);
         for (size_t index = 0; index < mixed.size(); ++index)
             EXPECT_EQ(untouched[index].m_resourceID, mixed[index].m_resourceID);
         EXPECT_EQ(nextResourceID, dictionary.getNextResourceID());

@@ -13,8 +13,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 // Resolving, looking up and reading; folders: ShardedDictionaryFolderTest.
@@ -345,6 +347,29 @@ TEST(ShardedDictionaryTest, aLimitThatIsTooLowForTheShardsIsAnError) {
     EXPECT_THROW(ShardedDictionaryThread thread(dictionary), MemoryExhaustedException);
     EXPECT_LE(dictionary.getMemoryInUse(), dictionary.getMemoryLimit());
     EXPECT_EQ(0u, dictionary.getNumberOfResources());
+}
+
+TEST(ShardedDictionaryTest, aThreadOfAnotherOrInAnotherIsRefused) {
+    const DictionaryOptions options{.m_memoryLimit = SHARDED_MEMORY_LIMIT, .m_maximumNumberOfResources = FEW_RESOURCES};
+    ShardedDictionary dictionary(options);
+    ShardedDictionary other(options);
+    ShardedDictionaryThread thread(dictionary);
+    const Term term{.m_kind = Term::Kind::LITERAL, .m_text = "text"};
+    const auto expectRefused = [&](ShardedDictionary& called) {
+        std::vector<BatchEntry> entries{{"text", 4711, D_XSD_STRING}, {"more", 4711, D_XSD_STRING}};
+        std::vector<BatchFailure> failures;
+        for (const std::function<void()>& operation :
+             {std::function<void()>([&] { called.resolveTerm(thread, term); }),
+              std::function<void()>([&] { called.resolveResources(thread, entries, failures); })})
+            EXPECT_EQ(FailureKind::MISUSE, catchException<MelnarException>(operation).getKind());
+        for (const BatchEntry& entry : entries)
+            EXPECT_EQ(4711u, entry.m_resourceID);
+        EXPECT_TRUE(failures.empty());
+        EXPECT_EQ(0u, called.getNumberOfResources());
+    };
+    expectRefused(other);
+    std::jthread([&] { expectRefused(dictionary); }).join();
+    EXPECT_NE(0u, dictionary.resolveTerm(thread, term));
 }
 
 } // namespace
