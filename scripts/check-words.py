@@ -25,7 +25,8 @@ FORBIDDEN = re.compile("|".join([
 ]), re.MULTILINE)
 
 # Where the phrases below are not allowed. A folder ends with a slash.
-PLAIN_FOLDERS = ("README.md", "ARCHITECTURE.md", "docs/", "tools/", "Reader/")
+PLAIN_FOLDERS = ("README.md", "ARCHITECTURE.md", "CHANGELOG.md", "CONTRIBUTING.md", "docs/", "Engine/", "Melnar.h",
+                 "melnar.h", "python/", "Reader/", "tools/")
 # It lists the phrases.
 GLOSSARY = "docs/glossary.md"
 # What separates two words: white space and, where a comment continues on the next line, its marker.

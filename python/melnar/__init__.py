@@ -68,7 +68,7 @@ def _path(path):
 
 
 def _ids(ids):
-    """An array of uint64, one behind the other."""
+    """Returns IDs as a contiguous array of uint64."""
     array = numpy.asarray(ids)
     if array.size and array.dtype.kind not in "iu":
         raise TypeError(f"IDs are integers, not {array.dtype}.")

@@ -47,6 +47,8 @@ class CheckWordsTest(unittest.TestCase):
 
     def test_other_folders_and_the_glossary_may_have_them(self):
         self.expect([], "tests/a.cpp", "// at once\n")
+        self.expect([], "benchmarks/a.cpp", "// at once\n")
+        self.expect(["Engine/a.h:1: at once"], "Engine/a.h", "// at once\n")
         self.expect([], "docs/glossary.md", "Not: at once\n")
 
 

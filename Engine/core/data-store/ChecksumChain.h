@@ -12,7 +12,7 @@ public:
     /// The lower 64 bits and the upper ones.
     using Value = std::array<uint64_t, 2>;
 
-    /// Goes on behind a value; that of no numbers is 0.
+    /// Continues after a value, which is 0 for no numbers.
     explicit ChecksumChain(const Value& value = {}) noexcept : m_value(value) {}
 
     void add(uint64_t number) noexcept;

@@ -38,12 +38,12 @@ namespace melnar {
 class DictionaryFile;
 } // namespace melnar
 
-/// The dictionary of an in-memory store: calls every literal by a number, the resource ID, and gives the literal back.
+/// The dictionary of an in-memory store: gives every literal a numeric ID, the resource ID, and gives the literal back.
 /// IRIs, blank nodes, triple terms and literals of all datatypes are its literals alike, each family a datatype with an
 /// ID of its own: those of strings stand in DatatypeIDs.h, the others in TermFamily.h, with what their lexical forms are.
 ///
-/// IDs        Count from 1 in the order of creation; 0 means no resource. Threads that create resources at once get
-///            their IDs in any order. A failed creation uses up no ID.
+/// IDs        Count from 1 in the order of creation; 0 means no resource. Threads that create resources concurrently
+///            get their IDs in any order. A failed creation uses up no ID.
 /// Units      Sizes are bytes.
 /// Ownership  Owns everything it holds. DictionaryThreads must be destroyed before it is.
 /// Addresses  Data that getResource, getLexicalForm and decode point to stays where it is until a compaction or the
@@ -77,7 +77,7 @@ public:
     /// for the largest data pool, in the 2^47 bytes of address space that a process has.
     static constexpr uint64_t LARGEST_MAXIMUM_NUMBER_OF_RESOURCES = uint64_t(1) << 43;
 
-    /// The largest number of resources with which the hash tables get by with 4 bytes a bucket instead of 8.
+    /// The largest number of resources with which the hash tables need 4 bytes a bucket instead of 8.
     static constexpr uint64_t LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS = 0xFFFFFFFD;
 
     /// Makes an empty dictionary. Reserves address space, 9 bytes a resource and one byte a byte of the memory limit,
@@ -143,7 +143,7 @@ public:
     /// Resolves a column of terms: `resourceIDs[n]` becomes the ID of `terms[n]`, or 0 if there is a failure for it. The
     /// guarantees are those of resolveResources; the IDs of new terms follow the order of the column. Memory beside the
     /// dictionary does not grow with the column, but for the failures. A failure refers to no more than its term's text: if
-    /// that is not the form, the exception of a refused term is made at once. Throws MelnarException if the spans differ
+    /// that is not the form, the exception of a refused term is made immediately. Throws MelnarException if the spans differ
     /// in length, and then does nothing; or std::bad_alloc, when there is no memory for a form or a failure: some terms
     /// are resolved then, and each of `resourceIDs` is right or 0.
     void resolveTerms(DictionaryThread& thread, std::span<const Term> terms, std::span<uint64_t> resourceIDs,
@@ -263,7 +263,7 @@ public:
     /// stay what they are.
     [[nodiscard]] const DictionaryHistory& getHistory() const noexcept { return m_history; }
 
-    /// Writes everything to a file, replacing an old one all at once or not at all; see AtomicFileOutputStream. On one
+    /// Writes everything to a file, replacing an old one atomically; see AtomicFileOutputStream. On one
     /// thread, the same operations in the same order give the same bytes, saves included: they are in the history.
     void save(const std::string& fileName) const;
 
@@ -278,7 +278,7 @@ public:
 
     /// The dictionary that a file holds, with limits of its own. MelnarException names file, section and
     /// finding when the file is not a sound dictionary: checksums, and all that could make the dictionary read out of
-    /// bounds, probe for ever or give an ID twice. Whoever knows the format can write right checksums over wrong
+    /// bounds, probe for ever or give an ID twice. A writer who knows the format can put right checksums over wrong
     /// contents. Then open does not see that a literal is found under another ID or not at all, or that a language tag
     /// is malformed: verify does. Texts may be any bytes, here as when they are resolved, UTF-8 or not; those who print
     /// them must look.
@@ -289,8 +289,8 @@ public:
     using SurvivesCompaction = std::function<bool(uint64_t, const ResourceValue&)>;
 
     /// Keeps the resources that `survives` wants (without it, all that exist), gives them dense IDs from 1 in ascending
-    /// order of their old ones, lays their literals out densely in the order of the new IDs, and gives the memory
-    /// behind them back. Returns the new ID of each old one, by old ID, 0 where nothing survived. What was committed
+    /// order of their old ones, lays their literals out densely in the order of the new IDs, and gives back
+    /// the memory after them. Returns the new ID of each old one, by old ID, 0 where nothing survived. What was committed
     /// stays committed. Begins a generation of the history. Needs memory for a second copy of the literals meanwhile, and
     /// 16 bytes a resource beside the memory limit; after a throw nothing has changed.
     std::vector<uint64_t> compact(const SurvivesCompaction& survives = nullptr);

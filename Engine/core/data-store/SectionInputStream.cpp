@@ -120,7 +120,7 @@ void SectionInputStream::endFile() {
         reportDamage("the file does not have the checksum that it was written with.");
     uint8_t excess;
     if (m_input.read(&excess, 1) != 0)
-        reportDamage("the file goes on behind its end.");
+        reportDamage("bytes follow the end of the file.");
 }
 
 } // namespace melnar

@@ -32,7 +32,7 @@ public:
     /// That of SectionOutputStream, for the blocks that have been read so far.
     const ChecksumChain::Value& getContentChecksum() const noexcept { return m_contentChecksum.getValue(); }
 
-    /// Delivers bytes of the current section. At its end it reports damage, as whoever reads on expects more.
+    /// Delivers bytes of the current section. At its end it reports damage, as a caller that reads on expects more.
     size_t read(void* data, size_t numberOfBytes) override;
 
     /// Begins the first or the next section. `sectionName` is used in messages.

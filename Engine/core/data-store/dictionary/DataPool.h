@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// The bytes of all resources: chunks that are appended by many threads at once, never move and are never freed singly.
+/// The bytes of all resources: chunks that many threads append concurrently, that never move and are never freed singly.
 ///
 /// A thread with a DictionaryThreadContext takes its chunks from a private block of BLOCK_SIZE bytes, so that threads
 /// meet at the pool's end once a block, not once a chunk. The rest of a block that its thread leaves goes to the next
@@ -21,7 +21,7 @@
 /// Units      Offsets and sizes are bytes.
 /// Ownership  Owns its memory; the memory manager must outlive it. Thread contexts must go before it does.
 /// Addresses  Chunks never move: getData() + offset stays valid until initialize, swapContents or destruction.
-/// Threads    newDataChunk and the get functions: any threads at once, a thread context in one thread at a time. A
+/// Threads    newDataChunk and the get functions: any threads concurrently, a thread context in one thread at a time. A
 ///            chunk's bytes are the caller's to publish. initialize, swapContents: alone.
 /// Errors     newDataChunk throws MelnarException when the capacity is used up, MemoryExhaustedException at the memory
 ///            limit, SystemCallException when the system refuses; nothing is taken then.
@@ -29,7 +29,7 @@ class MELNAR_EXPORT DataPool : private Unmovable {
 public:
     static constexpr size_t BLOCK_SIZE = size_t(1) << 16;
 
-    /// A larger chunk could leave more than an eighth of a block unused behind it.
+    /// A larger chunk could leave more than an eighth of a block unused after it.
     static constexpr size_t LARGEST_CHUNK_IN_BLOCK = BLOCK_SIZE / 8;
 
     explicit DataPool(MemoryManager& memoryManager) noexcept;

@@ -30,7 +30,7 @@
 ///
 /// The engine's own factories are registered before the static objects of an application are initialised.
 ///
-/// Threads  Immutable after construction: any threads at once. Factories are constructed and destroyed while no thread
+/// Threads  Immutable after construction: any threads concurrently. Factories are constructed and destroyed while no thread
 ///          looks factories up.
 class MELNAR_EXPORT DictionaryDatatypeFactory {
 public:

@@ -7,7 +7,7 @@
 
 /// The prefix names that a Turtle writer may abbreviate IRIs with.
 ///
-/// Threads  Reading: any threads at once, while nobody declares.
+/// Threads  Reading: any threads concurrently, while nobody declares.
 class MELNAR_EXPORT Prefixes {
 public:
     /// Declares `prefix` (without the colon) for `iri`, replacing an earlier declaration.

@@ -11,7 +11,7 @@ void PreparedEntries::hash() noexcept {
         groupByDatatype();
 }
 
-/// Puts the strings to the front of the order, and what is not refused behind them.
+/// Puts the strings at the front of the order, and the other forms that are not refused after them.
 void PreparedEntries::groupByDatatype() noexcept {
     const std::array<uint16_t, CAPACITY> order = m_order;
     size_t nextString = 0;

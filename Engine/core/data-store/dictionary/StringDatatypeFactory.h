@@ -8,7 +8,7 @@
 /// A plain literal is held as its whole lexical form: text, '@' and language tag. A form that ends in '@' is the
 /// xsd:string before it. The data of a value ends with a zero byte that is counted in its size.
 ///
-/// Threads  Stateless: any threads at once.
+/// Threads  Stateless: any threads concurrently.
 class MELNAR_EXPORT StringDatatypeFactory : public DictionaryDatatypeFactory {
 public:
     StringDatatypeFactory();

@@ -17,7 +17,7 @@
 class InputStream;
 class OutputStream;
 
-/// What the folder of a sharded dictionary holds: a file that is replaced last, at a stroke, so that the folder is always
+/// What the folder of a sharded dictionary holds: a file that is replaced last, atomically, so that the folder is always
 /// in one of the states that were saved. docs/formats/dictionary-folder.md describes the bytes.
 ///
 /// The file of a shard bears the identity of its state in its name. So a state never takes the place of another, and
@@ -90,6 +90,6 @@ struct MELNAR_EXPORT ShardManifest {
     std::vector<Input> m_inputs;                    // in the order in which they were taken in
     DictionaryHistory::Contents m_history;
 
-    /// What the user needs to go on with work that was interrupted, in a form of its own; empty if there is none.
+    /// What the user needs to resume work that was interrupted, in a form of its own; empty if there is none.
     std::string m_work;
 };

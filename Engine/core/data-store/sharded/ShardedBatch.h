@@ -20,7 +20,7 @@ namespace melnar {
 /// A batch that is filled again with no more entries than before allocates nothing.
 ///
 /// Ownership  Owns copies of the entries, with 50 bytes for each; the texts are those of the batch.
-/// Threads    One at a time; parts of different shards: any threads at once.
+/// Threads    One at a time; parts of different shards: any threads concurrently.
 /// Errors     std::bad_alloc; after one of assignTerms or assignIDs all parts are empty.
 class MELNAR_EXPORT ShardedBatch : private Unmovable {
 public:

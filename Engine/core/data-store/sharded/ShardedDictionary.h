@@ -42,8 +42,8 @@ class TermColumn;
 /// Commits    There are none: what has been resolved is found, and save saves all of it.
 /// Addresses  What entries and terms point to stays where it is until the dictionary's end.
 /// Threads    resolveResources, resolveTerm, resolveTerms and encode (each thread with a ShardedDictionaryThread of
-///            its own), the lookups, the get functions but getManifest, and forEachShard: any threads at once. save,
-///            verify and setInputs: one thread at a time, while none resolves; lookups and reads may go on.
+///            its own), the lookups, the get functions but getManifest, and forEachShard: any threads concurrently.
+///            save, verify and setInputs: one thread at a time, while none resolves; lookups and reads may go on.
 ///            getManifest: while neither save nor setInputs runs. Construction and destruction: alone.
 /// Errors     Those of Dictionary, whose limit of memory holds for all shards together. A shard's file is read when the
 ///            shard is first needed, so that every operation with IDs or terms of it may have the errors of
@@ -191,7 +191,7 @@ public:
     void saveAndRelease(const std::string& folderName, size_t numberOfThreads);
 
     /// The same with one shard, in the folder that shards are read from. While nobody uses the shard, with any number of
-    /// shards at once.
+    /// shards concurrently.
     void saveAndRelease(uint32_t shard);
 
     /// Checks each shard as Dictionary::verify does, that no ID of it was left out, and that each term is in its shard.

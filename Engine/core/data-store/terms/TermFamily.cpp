@@ -24,7 +24,7 @@ constexpr std::string_view DOCUMENT_MARK = "doc"; // of a label that was made un
 
 constexpr char DELETE = 0x7F; // the one control character of ASCII that IRIs can have
 
-/// Splits at the last mark; the second part begins behind it. Without the mark, as in a damaged file, the first part is all.
+/// Splits at the last mark; the second part begins after it. Without the mark, as in a damaged file, the first part is all.
 std::pair<std::string_view, std::string_view> splitAtLast(const std::string_view form,
                                                           const std::string_view mark) noexcept {
     const size_t place = form.rfind(mark);

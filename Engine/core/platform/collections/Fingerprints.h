@@ -35,7 +35,7 @@ namespace melnar {
 ///                 fingerprint when nothing can fail any more, and a failed one leaves 0
 ///              F3 if fingerprints are complete, a bucket whose fingerprint is 0 holds no published entry
 ///
-/// So whoever passes a bucket because of its fingerprint passes an entry of another hash, in progress or not: no entry
+/// So a thread that passes a bucket because of its fingerprint passes an entry of another hash, in progress or not: no entry
 /// that could be found is missed, and what is passed never becomes EMPTY again. What is unknown must be looked at,
 /// unless the fingerprints are complete and an answer is enough that was right a moment earlier.
 ///
@@ -43,7 +43,7 @@ namespace melnar {
 ///   #   operation               order    pairs with   makes visible                                     checked by
 ///   H1  learn, store            release  H2           the claim: who reads it never sees EMPTY there    argued
 ///   H2  match a group, load     acquire  H1                                                             argued
-/// Argued: nothing but atomics lies behind them. With relaxed order a thread could see a fingerprint and, in a later
+/// Argued: they guard nothing but atomics. With relaxed order a thread could see a fingerprint and, in a later
 /// probe that looks at the bucket itself, EMPTY.
 ///
 /// The idea of short hashes beside the slots, compared in parallel, is that of Swiss tables (Abseil's flat_hash_map)

@@ -18,7 +18,7 @@
 #include <pthread.h>
 #include <vector>
 
-/// An open-addressing, linear-probing set of numbers that many threads read, insert into and delete from at once, and
+/// An open-addressing, linear-probing set of numbers that many threads read, insert into and delete from concurrently, and
 /// that grows in place while they do.
 ///
 /// A bucket holds a number; what the number stands for, its hash and its equality with a query are the policy's. A
@@ -28,7 +28,7 @@
 ///
 /// Units      Counters count buckets.
 /// Ownership  Owns its bucket array; the memory manager and what the policy refers to must outlive it.
-/// Threads    Everything that takes a ThreadContext: any threads at once, each holding the slot it passes, best through
+/// Threads    Everything that takes a ThreadContext: any threads concurrently, each holding the slot it passes, best through
 ///            Operation; so are the buckets. initialize, clear, shrinkToFit, reinsert, save, load,
 ///            enableFingerprints and destruction: alone. giveUpFingerprints: any threads, each without a slot. The
 ///            counters: any time. getProbeLengths and getUsedBuckets: while nobody inserts.

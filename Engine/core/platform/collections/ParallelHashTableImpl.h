@@ -106,7 +106,7 @@ void ParallelHashTable<Policy>::enableFingerprints() noexcept {
         return;
     m_keepsFingerprints = true;
     makeFingerprints(getNumberOfNonEmptyBuckets() == 0);
-    // When they are complete, as other threads may ask for their memory at once, though none uses this table yet; and
+    // When they are complete, as other threads may ask for their memory immediately, though none uses this table yet; and
     // those who have run out of memory meanwhile may try again.
     getMemoryManager().addReclaimable(m_fingerprintReclaimer);
     getMemoryManager().noteReclaim();
@@ -199,7 +199,7 @@ void ParallelHashTable<Policy>::shrinkToFit(const size_t minimumNumberOfBuckets)
         return;
 
     // The home bucket in the smaller table is the old home modulo its size, so every entry of the upper part goes to
-    // its old place modulo the new size, or behind it. Moving in ascending order keeps each probe chain unbroken:
+    // its old place modulo the new size, or to one after that. Moving in ascending order keeps each probe chain unbroken:
     // what stands before an entry in its chain is placed before it. Nothing is rehashed.
     Bucket* const buckets = m_buckets.getData();
     for (size_t index = newNumberOfBuckets; index < oldNumberOfBuckets; ++index) {

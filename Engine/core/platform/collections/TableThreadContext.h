@@ -17,7 +17,7 @@ namespace melnar {
 ///                lock count n > 1             held or being handed over, n - 1 threads wait
 ///                wake flag 1                  handed over by its last holder, not yet taken by a waiter
 ///
-/// INVARIANTS     S1 whoever raises the count from 0 holds the slot; everyone else waits for the wake flag
+/// INVARIANTS     S1 the thread that raises the count from 0 holds the slot; all others wait for the wake flag
 ///                S2 only the holder raises the flag, and only when someone waits; the waiter that clears it is the
 ///                   next holder: so at most one hand-over is under way
 ///                S3 the quota is written only by the slot's holder

@@ -49,7 +49,7 @@ public:
     void commit();
 
     /// Makes what was written to both streams their files like commit, but together, and keeps the old files until `keep`,
-    /// which must follow for each. A process of its own does both at a stroke, so that what kills this one alone leaves both
+    /// which must follow for each. A process of its own does both atomically, so that a kill of this one alone leaves both
     /// new or both old; where there is no such process, or the file system cannot exchange two files, this one does, one
     /// file after the other, and may be killed between, as both may that are killed together. After a failure the old
     /// files are in their places, unless the message says something else. A power cut in the midst may leave the first

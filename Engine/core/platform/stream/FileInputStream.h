@@ -17,7 +17,7 @@ class MELNAR_EXPORT FileInputStream final : public InputStream, private Unmovabl
 public:
     static constexpr size_t BUFFER_SIZE = size_t(1) << 18;
 
-    /// A smaller buffer is for many files that are read at once.
+    /// A smaller buffer is for many files that are read concurrently.
     explicit FileInputStream(const std::string& fileName, size_t bufferSize = BUFFER_SIZE);
     ~FileInputStream() override;
 

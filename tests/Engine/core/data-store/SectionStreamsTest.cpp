@@ -136,9 +136,9 @@ TEST(SectionStreamsTest, everyTruncationAndEveryExcessIsRefused) {
     const std::string file = writeFile({"abc", "defghi"});
     for (size_t size = 0; size < file.size(); ++size)
         ASSERT_THROW(readFile(file.substr(0, size), {3, 6}), MelnarException) << size;
-    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'end of file': the file goes on behind its end.",
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'end of file': bytes follow the end of the file.",
               getMessage(file + '\0', {3, 6}));
-    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'end of file': the file goes on behind its end.",
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'end of file': bytes follow the end of the file.",
               getMessage(file + file, {3, 6}));
 }
 
