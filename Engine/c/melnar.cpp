@@ -88,11 +88,6 @@ melnar_code passArrow(const bool hasDictionary, const char* const bytes, const O
                       const Operation& operation) noexcept {
     if (!hasDictionary || (count != 0 && (offsets == nullptr || ids == nullptr)))
         return refuse(error, NULL_POINTER);
-    if (count != 0 && (offsets[0] < 0 || (bytes == nullptr && offsets[count] != 0)))
-        return refuse(error, offsets[0] < 0 ? "An offset is negative." : NULL_POINTER, 0);
-    for (size_t index = 0; index < count; ++index)
-        if (offsets[index] > offsets[index + 1])
-            return refuse(error, "An offset is smaller than the one before it.", index);
     return report(operation(ArrowStrings<Offset>{bytes, {offsets, count == 0 ? 0 : count + 1}}), error);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/data-store/dictionary/ColumnException.h"
 #include "Engine/core/platform/MelnarException.h"
 
 #include <concepts>
@@ -44,7 +45,8 @@ struct ArrowStrings {
         return {m_bytes + begin, static_cast<size_t>(m_offsets[index + 1] - begin)};
     }
 
-    /// Throws MelnarException unless the offsets ascend from 0 or more, and there are bytes if they tell of some.
+    /// Throws MelnarException unless the offsets ascend from 0 or more, and there are bytes if they tell of some: a
+    /// ColumnException for the first string that ends before it begins.
     void check() const {
         if (m_offsets.empty())
             return;
@@ -73,8 +75,8 @@ private:
         size_t index = 0;
         while (m_offsets[index] <= m_offsets[index + 1])
             ++index;
-        throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_DESCENDING_OFFSETS, MelnarException::NO_CAUSES,
-                              "String ", index, " of a column begins at offset ", std::to_string(m_offsets[index]),
+        throw ColumnException(FailureKind::MISUSE, SOURCE_FILE, LINE_DESCENDING_OFFSETS, MelnarException::NO_CAUSES,
+                              index, "it begins at offset ", std::to_string(m_offsets[index]),
                               ", and ends before that, at ", std::to_string(m_offsets[index + 1]), ".");
     }
 };

@@ -5,8 +5,8 @@
 
 /// A literal and its resource ID in a batch: one of the two is the question, the other the answer.
 ///
-/// Ownership  The bytes of the lexical form are the caller's in a question, lie outside the batch and outlive the call; in an answer
-///            they are the data pool's, where a zero byte follows them.
+/// Ownership  The bytes of the lexical form are the caller's in a question, lie outside the batch and outlive the call; in
+///            an answer they are the data pool's, where a zero byte follows them.
 /// Threads    One thread at a time.
 struct BatchEntry {
     std::string_view m_lexicalForm;

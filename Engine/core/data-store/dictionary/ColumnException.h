@@ -6,7 +6,7 @@
 #include <cstddef>
 
 /// The failure of the first entry of a column that failed. Its only cause is what the operation on that entry alone would
-/// have thrown; it has none if decode met a term that is no string.
+/// have thrown; it has none if decode met a term that is no string, or if the offsets of an entry do not ascend.
 class MELNAR_EXPORT ColumnException : public MelnarException {
 public:
     template<MessagePiece... Pieces>

@@ -196,8 +196,8 @@ TEST_P(DictionaryStringColumnTest, malformedTagsAndOffsetsAreRefusedBeforeAnythi
                                }).getMessage());
             EXPECT_EQ(message, catchException<MelnarException>([&] { answer(Texts(), {}, tag); }).getMessage());
         }
-        EXPECT_EQ("String 1 of a column begins at offset 2, and ends before that, at 1.",
-                  catchException<MelnarException>([&] {
+        EXPECT_EQ("Entry 1 of a column: it begins at offset 2, and ends before that, at 1.",
+                  catchException<ColumnException>([&] {
                       answer(ArrowStrings<int32_t>{"ab", descending}, resourceIDs, "en");
                   }).getMessage());
         EXPECT_EQ(IDs(2, STALE_RESOURCE_ID), resourceIDs);

@@ -64,17 +64,25 @@ TYPED_TEST(ArrowStringsTest, aBitOfZeroMakesANullWhereverTheSliceBegins) {
 }
 
 TYPED_TEST(ArrowStringsTest, offsetsThatDoNotAscendFromZeroAreRefused) {
-    const auto getMessage = [](const std::vector<TypeParam>& offsets) {
-        return catchException<MelnarException>([&] { ArrowStrings<TypeParam>{"abc", offsets}.check(); }).getMessage();
+    const auto check = [](const std::vector<TypeParam>& offsets) { ArrowStrings<TypeParam>{"abc", offsets}.check(); };
+    for (const TypeParam first : {TypeParam(-1), TypeParam(-2)})
+        EXPECT_EQ("The offsets of a column of strings begin with " + std::to_string(first) + ".",
+                  catchException<MelnarException>([&] {
+                      check({first, 2});
+                  }).getMessage());
+    const auto getMessage = [&check](const std::vector<TypeParam>& offsets) {
+        const auto exception = catchException<ColumnException>([&] { check(offsets); });
+        EXPECT_EQ(FailureKind::MISUSE, exception.getKind());
+        EXPECT_EQ(0u, exception.getMessage().find("Entry " + std::to_string(exception.getEntryIndex()) + " of "));
+        EXPECT_TRUE(exception.getCauses().empty());
+        return exception.getMessage();
     };
-    EXPECT_EQ("The offsets of a column of strings begin with -1.", getMessage({-1, 2}));
-    EXPECT_EQ("The offsets of a column of strings begin with -2.", getMessage({-2}));
-    EXPECT_EQ("String 0 of a column begins at offset 1, and ends before that, at 0.", getMessage({1, 0, 2}));
-    EXPECT_EQ("String 2 of a column begins at offset 3, and ends before that, at 2.", getMessage({0, 1, 3, 2}));
-    EXPECT_EQ("String 1 of a column begins at offset 3, and ends before that, at -5.", getMessage({0, 3, -5, 9}));
+    EXPECT_EQ("Entry 0 of a column: it begins at offset 1, and ends before that, at 0.", getMessage({1, 0, 2}));
+    EXPECT_EQ("Entry 2 of a column: it begins at offset 3, and ends before that, at 2.", getMessage({0, 1, 3, 2}));
+    EXPECT_EQ("Entry 1 of a column: it begins at offset 3, and ends before that, at -5.", getMessage({0, 3, -5, 9}));
     constexpr TypeParam LARGEST = std::numeric_limits<TypeParam>::max();
     constexpr TypeParam SMALLEST = std::numeric_limits<TypeParam>::min();
-    EXPECT_EQ("String 0 of a column begins at offset " + std::to_string(LARGEST) + ", and ends before that, at " +
+    EXPECT_EQ("Entry 0 of a column: it begins at offset " + std::to_string(LARGEST) + ", and ends before that, at " +
                   std::to_string(SMALLEST) + ".",
               getMessage({LARGEST, SMALLEST}));
 }
