@@ -1,7 +1,7 @@
 #pragma once
 
-/// Everything that programs in C++ need to use dictionaries and to read RDF. docs/interface.md tells which headers are
-/// public; those for hosts and datatypes of one's own are not here.
+/// Everything that C++ programs need to use dictionaries and to read RDF. docs/interface.md lists the public headers;
+/// those for custom hosts and datatypes are not included here.
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryIterator.h"

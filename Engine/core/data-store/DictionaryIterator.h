@@ -10,21 +10,22 @@
 
 class Dictionary;
 
-/// Walks the resources of a dictionary that exist, committed or not, in ascending order of their IDs:
+/// Iterates over the resources of a dictionary that exist, committed or not, in ascending order of their IDs:
 ///
 ///     for (const auto& [resourceID, literal] : dictionary)
 ///
-/// IDs        The walk ends before the ID that was the next one when it began.
+/// IDs        Stops before the ID that was the next one when the iteration started.
 /// Ownership  Refers to the dictionary, which must outlive it.
-/// Addresses  A literal points to what Dictionary::getResource would point it to; the rest is a copy.
-/// Threads    One at a time, beside any others that use the dictionary. Resources that are created meanwhile may be
-///            missed, and those that a rollback withdraws meanwhile may be met. None may be used after a compaction.
+/// Addresses  A literal points to what Dictionary::getResource would point to; the rest is a copy.
+/// Threads    One at a time; other threads may use the dictionary. Resources that they create concurrently may be
+///            missed, and those that a rollback withdraws concurrently may still be found. No iterator may be used
+///            after a compaction.
 /// Errors     None.
 class MELNAR_EXPORT DictionaryIterator {
 public:
     struct Resource {
         uint64_t m_resourceID;
-        ResourceValue m_literal; // of a term that is no string, may come in two parts
+        ResourceValue m_literal; // has two parts for some terms that are no strings
     };
 
     using iterator_concept = std::forward_iterator_tag; // NOLINT(readability-identifier-naming): the library's name
@@ -34,7 +35,7 @@ public:
     using reference = Resource;                         // NOLINT(readability-identifier-naming)
     using pointer = void;                               // NOLINT(readability-identifier-naming)
 
-    /// Belongs to no dictionary, and is at its end.
+    /// Makes an iterator of no dictionary, which is at its end.
     DictionaryIterator() noexcept = default;
 
     Resource operator*() const;
@@ -64,5 +65,5 @@ private:
     const Dictionary* m_dictionary = nullptr;
     uint64_t m_resourceID = 0;
     uint64_t m_endResourceID = 0;
-    uint8_t m_datatypeID = D_INVALID; // as it was when the resource was found: a rollback takes it from the dictionary
+    uint8_t m_datatypeID = D_INVALID; // as it was when the resource was found: a rollback removes it
 };

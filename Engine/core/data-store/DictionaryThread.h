@@ -10,22 +10,24 @@
 #include <cstddef>
 #include <cstdint>
 
-/// With one, the thread that makes it creates resources of a dictionary without meeting other threads. Lookups and reads
-/// need none.
+/// Lets the thread that makes it create resources of a dictionary without contention with other threads. Lookups and
+/// reads do not need one.
 ///
-/// Ownership  Holds a private block of the dictionary's data pool; destroyed before the dictionary is.
-/// Threads    Used by the thread that makes it, or by another one with a Loan; destroyed by any thread. A thread may have
-///            several, for one dictionary or more.
+/// Ownership  Holds a private block of the dictionary's data pool. Must be destroyed before the dictionary.
+/// Threads    Used by the thread that makes it, or by another one with a Loan. Destroyed by any thread. A thread may
+///            have several, for one dictionary or more.
 /// Errors     MelnarException of kind MISUSE from an operation of another dictionary or by another thread, which then
 ///            does nothing.
 class MELNAR_EXPORT DictionaryThread : private Unmovable {
 public:
-    /// Lends a DictionaryThread to the thread that makes it, for as long as it lives. What threads create by turns, each
-    /// with a loan, comes out as if a single thread had created it: the saved dictionary is the same, byte for byte.
+    /// Lends a DictionaryThread to the thread that makes the loan, while the loan exists. If threads create resources
+    /// in turns, each with a loan, the result is the same as if a single thread had created them: the saved dictionary
+    /// is identical, byte for byte.
     ///
-    /// Threads  One loan at a time, to its maker or to another thread; meanwhile no other thread uses it. A thread that has
-    ///          a loan may make another one within it. Destroyed by the thread that makes it.
-    /// Errors   MelnarException of kind MISUSE if another thread has one.
+    /// Threads  One loan at a time, to the maker of the DictionaryThread or to another thread; meanwhile no other
+    ///          thread uses it. A thread that has a loan may make another one within it. Destroyed by the thread that
+    ///          makes it.
+    /// Errors   MelnarException of kind MISUSE if another thread has a loan.
     class Loan : private Unmovable {
     public:
         explicit Loan(DictionaryThread& thread);
@@ -42,13 +44,13 @@ public:
 private:
     friend class Dictionary;
 
-    /// Refuses an operation of another dictionary, or by another thread.
+    /// Throws unless the operation is one of this dictionary by the current user.
     void requireUserOf(const Dictionary& dictionary) const {
         if (&dictionary != &m_dictionary || g_currentThreadID != m_userID.load(std::memory_order_relaxed)) [[unlikely]]
             refuse(dictionary);
     }
 
-    /// For an operation of a dictionary.
+    /// Returns the context for an operation of a dictionary.
     DictionaryThreadContext& getContext(const Dictionary& dictionary) {
         requireUserOf(dictionary);
         return m_threadContext;
@@ -60,8 +62,7 @@ private:
     const size_t m_index; // of the maker
     const uint64_t m_makerID;
 
-    // Relaxed: threads that take turns order what they do otherwise, and one whose turn it is not sees another ID than
-    // its own in any case.
+    // Relaxed: threads that take turns synchronise by other means. A thread out of turn never sees its own ID here.
     std::atomic<uint64_t> m_userID;
 
     DictionaryThreadContext m_threadContext;

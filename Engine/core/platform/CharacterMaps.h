@@ -3,8 +3,8 @@
 #include <array>
 #include <cstdint>
 
-/// Tables over the 256 byte values; an entry is nonzero exactly for the members of the class. Only ASCII bytes are
-/// members, so no byte of a multi-byte UTF-8 sequence ever counts as a letter.
+/// Tables over the 256 byte values. An entry is nonzero exactly for the members of the class. Only ASCII bytes are
+/// members, so no byte of a multi-byte UTF-8 sequence counts as a letter.
 using CharacterMap = std::array<uint8_t, 256>;
 
 /// The letters 'A' to 'Z' and 'a' to 'z'.

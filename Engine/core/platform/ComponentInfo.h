@@ -10,11 +10,11 @@
 
 class OutputStream;
 
-/// A node of a statistics tree: a component's name, its figures and its parts.
+/// A node of a statistics tree: the name, the figures and the parts of a component.
 ///
 /// Ownership  A node owns its properties and its children.
 /// Threads    One thread at a time.
-/// Errors     std::bad_alloc; a node is then as it was before the call.
+/// Errors     std::bad_alloc; the node is then unchanged.
 class MELNAR_EXPORT ComponentInfo {
 public:
     using Metric = ComponentProperty::Metric;
@@ -24,7 +24,7 @@ public:
     ComponentInfo& operator=(const ComponentInfo&) = delete;
     ~ComponentInfo();
 
-    /// Adds a whole number; the last argument is the width that its text form is padded to, 0 for none.
+    /// Adds an integer. Its text is padded to `minimumWidth`; 0 means no padding.
     void addNumericProperty(Metric metric, std::optional<std::string> name, unsigned long value,
                             unsigned short minimumWidth);
 
@@ -35,15 +35,15 @@ public:
 
     void addChild(std::unique_ptr<ComponentInfo> child);
 
-    /// The sum over the whole numbers of this metric in this node and everything below it. A property that has a name
-    /// counts only when `name` is absent or the same; nameless ones always count.
+    /// Returns the sum of the integers of this metric in this node and all its descendants. A property with a name
+    /// counts only if `name` is absent or the same; properties without a name always count.
     unsigned long getSumOverNumericMetric(Metric metric, std::optional<std::string> name) const;
 
     const std::string& getName() const noexcept { return m_name; }
     const std::vector<std::unique_ptr<ComponentProperty>>& getProperties() const noexcept { return m_properties; }
     const std::vector<std::unique_ptr<ComponentInfo>>& getChildren() const noexcept { return m_children; }
 
-    /// Writes the tree as text for people: a line a name or figure, parts indented by four spaces.
+    /// Writes the tree as text for people: one line per name or figure, parts indented by four spaces.
     void printText(OutputStream& output) const;
 
     /// Writes the tree as one JSON object with "name", "properties" and "children", and a line feed.

@@ -6,10 +6,10 @@
 #include <string>
 #include <utility>
 
-/// One figure of a ComponentInfo node, or what it is known by. Immutable.
+/// One property of a ComponentInfo node: a figure or an identifying text. Immutable.
 class MELNAR_EXPORT ComponentProperty {
 public:
-    /// What a figure means. The numbers are part of the interface and never change.
+    /// The meaning of a property. The numbers are part of the interface and never change.
     enum class Metric : unsigned short {
         MEMORY_CONSUMED = 0,
         NUMBER_OF_BUCKETS = 1,
@@ -34,20 +34,20 @@ public:
     ComponentProperty& operator=(const ComponentProperty&) = delete;
     virtual ~ComponentProperty();
 
-    /// The value: a text of ASCII letters and digits, or in decimal, and then a valid JSON number unless it is not
-    /// finite, which no figure here is.
+    /// Returns the value: a text of ASCII letters and digits, or a decimal number. The number is valid JSON unless it
+    /// is not finite, which no figure here is.
     virtual std::string getValueText() const = 0;
 
-    /// Whether the value is a number.
+    /// Returns whether the value is a number.
     virtual bool isNumber() const noexcept { return true; }
 
     Metric getMetric() const noexcept { return m_metric; }
     const std::optional<std::string>& getName() const noexcept { return m_name; }
 
-    /// The name, or for a nameless property the usual words for its metric.
+    /// Returns the name; for a property without one, a description of its metric.
     std::string getLabel() const;
 
-    /// The enumerator's name, as machines read it.
+    /// Returns the name of the enumerator, for machines.
     static const char* getMetricName(Metric metric) noexcept;
 
 private:

@@ -2,30 +2,31 @@
 
 #include <cstdint>
 
-/// What kind of failure an exception or a failure of a batch reports, for callers that handle kinds differently. The
-/// numbers are fixed.
+/// The kind of an exception or of a failure in a batch, for callers that handle kinds differently. The numbers are
+/// fixed.
 enum class FailureKind : uint8_t {
     OTHER = 0,
 
-    /// The literal is none of its datatype, or longer than any, or there is no such datatype.
+    /// The datatype does not allow the literal, or there is no such datatype, or the literal is too long.
     REFUSED_LITERAL = 1,
 
-    /// The ID stands for no resource, or for none of the kind that is asked for.
+    /// There is no resource with this ID, or none of the requested kind.
     NO_SUCH_RESOURCE = 2,
 
-    /// A limit other than that of memory is reached: of resources, of collisions, or of a dictionary that cannot grow.
+    /// A limit other than the memory limit is reached: of resources, of collisions, or of a dictionary that cannot
+    /// grow.
     FULL = 3,
 
     /// The memory limit is reached.
     MEMORY = 4,
 
-    /// The system refuses: a call has failed, or it has no memory.
+    /// A system call has failed, or the system has no memory.
     SYSTEM = 5,
 
-    /// A file is not what it should be, or of a later version.
+    /// A file is damaged, has other contents than expected, or is of a later version.
     DAMAGED_FILE = 6,
 
-    /// Another writer has the file.
+    /// Another writer holds the file's lock.
     IN_USE = 7,
 
     /// The caller has broken a contract.

@@ -11,20 +11,20 @@
 
 class OutputStream;
 
-/// The root of all failures that this system reports.
+/// The base class of all exceptions that this system throws.
 ///
-/// A throw site names the place by a source path below the repository root, without extension, and a line number that
-/// is assigned once and stays with that failure when code moves; both are part of the interface, so that a report from
-/// the field can be traced whatever version wrote it.
+/// A throw site is identified by a source path below the repository root, without extension, and a line number that is
+/// assigned once and does not change when code moves. Both are part of the interface, so a report from the field can be
+/// traced, whatever version it comes from.
 ///
 /// Ownership  Owns all its texts and holds its causes.
 /// Threads    Immutable after construction.
 class MELNAR_EXPORT MelnarException : public std::exception {
 public:
-    /// What throw sites without a cause pass.
+    /// The argument of throw sites without a cause.
     static const std::vector<std::exception_ptr> NO_CAUSES;
 
-    /// Takes over the name and the message; the unnamed number is reserved for other forms of reports and is 0 today.
+    /// Takes over the name and the message. The unnamed number is reserved for other forms of reports and is 0 for now.
     MelnarException(const std::string& sourceFileName, long sourceLineNumber, int,
                     const std::vector<std::exception_ptr>& causes, std::string&& exceptionName, std::string&& message,
                     FailureKind kind = FailureKind::OTHER);
@@ -47,7 +47,8 @@ public:
     MelnarException& operator=(MelnarException&&) = default;
     ~MelnarException() override;
 
-    /// The exception's name, its place and the message, for logs. The pointer lives as long as the exception.
+    /// Returns the exception's name, its place and the message, for logs. The pointer is valid as long as the exception
+    /// exists.
     const char* what() const noexcept override;
 
     /// Writes name, place, message and, indented, the causes.
@@ -60,7 +61,7 @@ public:
 
     FailureKind getKind() const noexcept { return m_kind; }
 
-    /// The message alone, for people.
+    /// Returns only the message, for people.
     const std::string& getMessage() const noexcept { return m_message; }
 
 private:

@@ -3,7 +3,7 @@
 #include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/MelnarException.h"
 
-/// The store's own memory limit is reached; see MemoryManager.
+/// The memory limit of the store is reached; see MemoryManager.
 class MELNAR_EXPORT MemoryExhaustedException : public MelnarException {
 public:
     template<MessagePiece... Pieces>

@@ -6,7 +6,7 @@
 /// A call of the operating system failed. The message ends with the call's name, the error code and its description.
 class MELNAR_EXPORT SystemCallException : public MelnarException {
 public:
-    /// `systemCallName` is stored as given and must point to static text; `errorCode` is an `errno` value.
+    /// `systemCallName` is not copied and must point to static text; `errorCode` is an `errno` value.
     template<MessagePiece... Pieces>
     SystemCallException(const std::string& sourceFileName, const long sourceLineNumber,
                         const std::vector<std::exception_ptr>& causes, const char* const systemCallName,

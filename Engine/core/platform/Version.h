@@ -8,5 +8,5 @@
 
 #define MELNAR_VERSION_STRING "0.1.0"
 
-/* A number that ascends with the versions: that of 1.2.3 is 10203. */
+/* The version as a number that increases with every version: that of 1.2.3 is 10203. */
 #define MELNAR_VERSION (MELNAR_VERSION_MAJOR * 10000 + MELNAR_VERSION_MINOR * 100 + MELNAR_VERSION_PATCH)

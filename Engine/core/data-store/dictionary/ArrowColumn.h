@@ -15,16 +15,16 @@ template<size_t CHUNK_SIZE, size_t MAXIMUM_NUMBER_OF_BYTES>
 class DictionaryTermColumns;
 } // namespace melnar
 
-/// Strings that have been read together, by decode of Dictionary or ShardedDictionary, in buffers as Arrow lays them
-/// out. A column that is filled again keeps its buffers, which grow only for more strings or longer ones.
+/// Strings that decode of Dictionary or ShardedDictionary has read together, in buffers with Arrow's layout. A column
+/// that is filled again keeps its buffers, which grow only for more strings or longer ones.
 ///
 /// Ownership  Owns the buffers.
-/// Addresses  They stay where they are until the column is filled again, or its end.
+/// Addresses  Stay the same until the column is filled again or destroyed.
 /// Threads    One at a time.
 template<ArrowOffset Offset>
 class ArrowColumn : private Unmovable {
 public:
-    /// Returns a string for each ID, in the order of the IDs; a null for an ID that stands for no resource.
+    /// Returns a string for each ID, in the order of the IDs; a null for an ID without a resource.
     ArrowStrings<Offset> getStrings() const noexcept {
         return {m_bytes.data(), m_offsets, m_numberOfNulls == 0 ? nullptr : m_validity.data(), 0};
     }
@@ -47,8 +47,8 @@ private:
         m_validity.reserve((numberOfStrings + 7) / 8);
     }
 
-    /// Appends strings that have so many bytes in all: `getText(index)` is each, or a null if it points nowhere. The
-    /// offsets must reach their end.
+    /// Appends strings. `numberOfBytes` is the sum of their lengths. `getText(index)` returns each one; it is a null if
+    /// it points nowhere. The offsets must be able to reach the end.
     template<class GetText>
     void append(const size_t numberOfStrings, const size_t numberOfBytes, const GetText& getText) {
         const size_t begin = m_offsets.size() - 1;

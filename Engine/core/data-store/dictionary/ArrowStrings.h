@@ -14,23 +14,22 @@
 template<class T>
 concept ArrowOffset = std::same_as<T, int32_t> || std::same_as<T, int64_t>;
 
-/// A column of strings as Arrow lays it out: the bytes of all strings one after the other, the offsets at which they
-/// begin and, last, at which they end. Of a slice, the offsets are those of the slice, and m_validityOffset is where it
-/// begins.
+/// A column of strings in Arrow's layout: the bytes of all strings one after the other, the offsets at which they start
+/// and, last, the offset at which they end. For a slice, the offsets are those of the slice, and m_validityOffset is
+/// the number of its first string.
 ///
 ///     ArrowStrings<int32_t> cities{bytes, std::span(offsets, numberOfCities + 1)};
 ///
 /// Units      Offsets count bytes.
-/// Ownership  Refers to the caller's buffers, which must have what the offsets and the number of strings say.
+/// Ownership  Refers to the caller's buffers, which must be as large as the offsets and the number of strings say.
 /// Threads    Any threads at any time.
-/// Errors     Of check alone, before which offsets must not be trusted.
+/// Errors     Only those of check. Offsets must not be trusted before it was called.
 template<ArrowOffset Offset>
 struct ArrowStrings {
     const char* m_bytes = nullptr;
-    std::span<const Offset> m_offsets{}; // one more than strings; or none for none
-    const uint8_t* m_validity =
-        nullptr;                 // a bit for each string, from the lowest on, 0 for a null; or null: there are none
-    size_t m_validityOffset = 0; // the number of the first string's bit
+    std::span<const Offset> m_offsets{}; // one more than there are strings; or none if there are no strings
+    const uint8_t* m_validity = nullptr; // one bit per string, lowest bit first, 0 for a null; or no nulls if null
+    size_t m_validityOffset = 0;         // the number of the first string's bit
 
     size_t size() const noexcept { return m_offsets.empty() ? 0 : m_offsets.size() - 1; }
 
@@ -39,14 +38,14 @@ struct ArrowStrings {
         return m_validity != nullptr && (m_validity[bit / 8] >> (bit % 8) & 1) == 0;
     }
 
-    /// Returns the bytes between two offsets, also of a null.
+    /// Returns the bytes between two offsets, also for a null.
     std::string_view getText(const size_t index) const noexcept {
         const Offset begin = m_offsets[index];
         return {m_bytes + begin, static_cast<size_t>(m_offsets[index + 1] - begin)};
     }
 
-    /// Throws MelnarException unless the offsets ascend from 0 or more, and there are bytes if they tell of some: a
-    /// ColumnException for the first string that ends before it begins.
+    /// Throws MelnarException unless the offsets ascend from 0 or more, and there are bytes if an offset is not 0. It
+    /// is a ColumnException for the first string that ends before it starts.
     void check() const {
         if (m_offsets.empty())
             return;
@@ -54,7 +53,7 @@ struct ArrowStrings {
             throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_NEGATIVE_OFFSET, MelnarException::NO_CAUSES,
                                   "The offsets of a column of strings begin with ", std::to_string(m_offsets.front()),
                                   ".");
-        bool isAscending = true; // without a branch, several at a time
+        bool isAscending = true; // without a branch, so that the compiler can vectorise
         for (size_t index = 0; index < size(); ++index)
             isAscending &= m_offsets[index] <= m_offsets[index + 1];
         if (!isAscending)

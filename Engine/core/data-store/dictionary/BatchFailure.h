@@ -9,17 +9,18 @@
 #include <exception>
 #include <utility>
 
-/// Why an entry of a batch has no answer. The kind is that of the exception, which says more and is made only when
-/// somebody asks for it: REFUSED_LITERAL, or what the dictionary or the system fail with. With FULL and MEMORY it may go
-/// well with another limit.
+/// Why an entry of a batch has no result. The kind is that of the exception, which has the details and is made only on
+/// request: REFUSED_LITERAL, or a failure of the dictionary or the system. After FULL or MEMORY, another attempt may
+/// succeed with a larger limit.
 ///
-/// Ownership  A failure of kind REFUSED_LITERAL refers to the bytes of the entry's lexical form, which are the caller's: it
-///            may be asked for its exception only while they are there and unchanged. Other failures refer to nothing.
+/// Ownership  A failure of kind REFUSED_LITERAL refers to the bytes of the entry's lexical form, which are the
+///            caller's: its exception may be requested only while they exist and are unchanged. Other failures refer to
+///            nothing.
 /// Threads    One thread at a time.
 /// Errors     std::bad_alloc from making an exception.
 class MELNAR_EXPORT BatchFailure {
 public:
-    /// Throws why an entry is refused, whatever the dictionary holds.
+    /// Throws the reason why an entry is refused, which does not depend on the contents of the dictionary.
     using Refuse = void (*)(const BatchEntry& entry);
 
     BatchFailure(const size_t entryIndex, const BatchEntry& entry, const Refuse refuse) noexcept
@@ -28,7 +29,8 @@ public:
     BatchFailure(const size_t entryIndex, const FailureKind kind, std::exception_ptr exception) noexcept
         : m_entryIndex(entryIndex), m_kind(kind), m_exception(std::move(exception)) {}
 
-    /// The failure that the exception being handled is for an entry. What is no MelnarException counts as SYSTEM.
+    /// Makes the failure of an entry from the exception that is being handled. An exception other than MelnarException
+    /// has kind SYSTEM.
     static BatchFailure ofCurrentException(size_t entryIndex) noexcept;
 
     /// Throws what the operation on the single literal would have thrown.
@@ -38,7 +40,7 @@ public:
     FailureKind m_kind;
 
 private:
-    Refuse m_refuse = nullptr; // instead of an exception that has been made
+    Refuse m_refuse = nullptr; // if there is no exception yet
     BatchEntry m_entry;        // for m_refuse
     std::exception_ptr m_exception;
 };

@@ -5,8 +5,9 @@
 
 #include <cstddef>
 
-/// The failure of the first entry of a column that failed. Its only cause is what the operation on that entry alone would
-/// have thrown; it has none if decode met a term that is no string, or if the offsets of an entry do not ascend.
+/// Reports the first entry of a column that failed. Its only cause is the exception that the operation would have
+/// thrown for that entry alone. It has no cause if decode found a term that is no string, or if the offsets of an entry
+/// do not ascend.
 class MELNAR_EXPORT ColumnException : public MelnarException {
 public:
     template<MessagePiece... Pieces>

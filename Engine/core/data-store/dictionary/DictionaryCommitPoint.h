@@ -5,7 +5,7 @@
 #include <limits>
 
 /// A moment of the dictionary's history: the first resource ID that is not committed. A lookup as of a commit point
-/// sees exactly the resources below it, so that a later commit point compares greater.
+/// sees exactly the resources below it. A later commit point compares greater.
 struct DictionaryCommitPoint {
     /// Covers every resource, committed or not.
     static const DictionaryCommitPoint ALL;

@@ -5,8 +5,8 @@
 
 #include <cstddef>
 
-/// The records of a compaction. The dictionary owns them: it makes room for every resource before the datatypes append
-/// their records, gives each its chunk's final offset, and sorts them by datatype ID before datatypes finish.
+/// The records of a compaction. The dictionary owns them. It makes room for every resource before the datatypes append
+/// their records, sets the final chunk offset in each, and sorts them by datatype ID before the datatypes finish.
 struct DictionaryCompactionState {
     explicit DictionaryCompactionState(MemoryManager& memoryManager) noexcept
         : m_entries(memoryManager), m_numberOfEntries(0) {}

@@ -7,8 +7,8 @@
 
 class DataPool;
 
-/// What a thread needs to create resources without meeting others: its private block of a data pool. With another pool
-/// it can be used too, and has no block there.
+/// Lets a thread create resources without contention with others: its private block of a data pool. With another pool
+/// it can be used, too, but has no block there.
 ///
 /// Ownership  The pool must outlive the context.
 /// Threads    One thread at a time.
@@ -17,14 +17,15 @@ public:
     explicit DictionaryThreadContext(DataPool& dataPool) noexcept
         : m_dataPool(dataPool), m_generation(0), m_blockNext(0), m_blockEnd(0) {}
 
-    /// Gives the rest of the block back when nothing follows it in the pool; otherwise to the next context that needs one.
+    /// Returns the rest of the block to the pool's end if nothing follows it; otherwise keeps it for the next context
+    /// that needs one.
     ~DictionaryThreadContext();
 
 private:
     friend class DataPool;
 
     DataPool& m_dataPool;
-    uint64_t m_generation; // of m_dataPool when it gave the block, 0 before: no pool's
+    uint64_t m_generation; // of m_dataPool when it gave the block; 0 before, which no pool has
     uint64_t m_blockNext;
     uint64_t m_blockEnd;
 };

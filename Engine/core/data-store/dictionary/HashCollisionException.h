@@ -5,8 +5,8 @@
 
 #include <cstddef>
 
-/// A string was refused because too many other strings stand in its way in the hash table: theirs are hashes that
-/// collide with its own, which by chance never happens so often, but can be made on purpose.
+/// A string was refused because its hash collides with those of too many other strings in the hash table. By chance
+/// this never happens so often, but such strings can be made on purpose.
 class MELNAR_EXPORT HashCollisionException : public MelnarException {
 public:
     template<MessagePiece... Pieces>
@@ -23,7 +23,7 @@ public:
     HashCollisionException& operator=(HashCollisionException&&) = default;
     ~HashCollisionException() override;
 
-    /// With how many strings the refused one collides.
+    /// Returns the number of strings with which the refused one collides.
     size_t getNumberOfCollisions() const noexcept { return m_numberOfCollisions; }
 
 private:

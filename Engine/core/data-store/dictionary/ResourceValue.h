@@ -6,41 +6,39 @@
 #include <cstddef>
 #include <cstdint>
 
-/// The value of one resource: its datatype and its lexical bytes.
+/// The value of one resource: its datatype and its lexical bytes. The fields are public: users fill them in place.
 ///
 /// Units      m_dataSize counts the terminating zero byte: for a lexical form of length L it is L + 1.
-/// Ownership  Owns m_heapBuffer only. m_data and m_auxiliaryData each point anywhere into the value's own storage,
-///            m_inlineBuffer or m_heapBuffer, or to bytes of another owner that must outlive their use through this
-///            value, such as a data pool.
+/// Ownership  Owns m_heapBuffer only. m_data and m_auxiliaryData each point into the value's own storage
+///            (m_inlineBuffer or m_heapBuffer), or to bytes of another owner, such as a data pool, which must outlive
+///            their use.
 /// Threads    One thread at a time.
 /// Errors     Copying and allocateBuffer throw std::bad_alloc.
-///
-/// A carrier that its users fill in place; the fields are public.
 class MELNAR_EXPORT ResourceValue {
 public:
-    /// Data up to this size, terminator included, fits the value itself.
+    /// Data up to this size, including the terminator, fits into the value itself.
     static constexpr size_t INLINE_BUFFER_SIZE = 128;
 
     ResourceValue() noexcept;
 
-    /// The copy owns a copy of the data, also of data that the other value only points to, and of auxiliary data in the
-    /// other's storage. Auxiliary data of another owner is shared.
+    /// Copies the data, also data that the other value only points to, and auxiliary data in the other's storage.
+    /// Auxiliary data of another owner is shared.
     ResourceValue(const ResourceValue& other);
 
-    /// The new value takes the other's storage over, and both pointers point to the same bytes as before; those of
-    /// another owner are shared. The other is left without data.
+    /// Takes over the other's storage; both pointers point to the same bytes as before. Data of another owner is
+    /// shared. The other value is left without data.
     ResourceValue(ResourceValue&& other) noexcept;
 
     ResourceValue& operator=(const ResourceValue&) = delete;
     ResourceValue& operator=(ResourceValue&&) = delete;
     ~ResourceValue();
 
-    /// Makes m_heapBuffer a block of at least `size` bytes from the system allocator. What the old block held is lost,
-    /// unless the allocation throws. m_data is not changed.
+    /// Makes m_heapBuffer a block of at least `size` bytes from the system allocator. The contents of the old block are
+    /// lost, unless the allocation throws. m_data is not changed.
     void allocateBuffer(size_t size);
 
-    /// Points m_data to storage of the value's own for `size` bytes and sets m_dataSize; returns the storage. There is
-    /// no auxiliary data afterwards.
+    /// Points m_data to the value's own storage for `size` bytes and sets m_dataSize; returns the storage. There is no
+    /// auxiliary data afterwards.
     uint8_t* useOwnStorage(size_t size);
 
     uint8_t m_datatypeID;

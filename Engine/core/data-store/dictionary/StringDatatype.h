@@ -14,11 +14,11 @@
 
 /// The literals of xsd:string (datatype ID 5) and rdf:PlainLiteral (6) of one dictionary.
 ///
-/// T is the width of a bucket, uint32_t or uint64_t; both behave alike. Datatype ID 5 selects one table and every other
-/// ID the other one: the ID that a caller passes is stored as it is.
+/// T is the type of a bucket, uint32_t or uint64_t; both behave alike. Datatype ID 5 selects one table, every other ID
+/// the other one. The ID that a caller passes is stored unchanged.
 ///
 /// Sizes, ownership, threads and errors are those of DictionaryDatatype. The operations that take a lexical form check
-/// it; those that take a ResourceValue trust it, as it comes from a factory that has checked it.
+/// it. Those that take a ResourceValue trust it, since a factory has checked it.
 template<class T>
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): the base depends on T
 class MELNAR_EXPORT StringDatatype final : public TableDatatype<DatatypeStringPolicy<T>> {
@@ -28,7 +28,7 @@ public:
                    DataPool& dataPool) noexcept;
     ~StringDatatype() override;
 
-    /// Both tables start with 1024 buckets, whatever the initial size.
+    /// Both tables start with 1024 buckets; the initial size does not matter.
     void initialize(size_t initialSize) override;
     void initializeForSnapshot(const std::vector<uint64_t>& resourceCounts) override;
 
@@ -54,8 +54,8 @@ public:
 
     std::unique_ptr<ComponentInfo> getComponentInfo() const override;
 
-    /// How many buckets a lookup of an existing string reads, in each table, and the language tags with their resources,
-    /// most frequent first.
+    /// Adds, for each table, how many buckets a lookup of an existing string reads, and the language tags with the
+    /// numbers of their resources, most frequent first.
     void addDetailedComponentInfo(ComponentInfo& dictionary) const override;
 
     void resolveResources(DictionaryThreadContext* threadContext, std::span<BatchEntry> entries,
@@ -88,7 +88,7 @@ private:
         return datatypeID == D_XSD_STRING ? m_xsdStringTable : m_plainLiteralTable;
     }
 
-    // Mutable because a lookup, too, holds its thread's slot and helps with a resize.
+    // Mutable because a lookup, too, takes its thread's slot and helps with a resize.
     mutable Table m_xsdStringTable;
     mutable Table m_plainLiteralTable;
 };

@@ -5,8 +5,8 @@
 
 /// The factory of xsd:string (datatype ID 5) and rdf:PlainLiteral (6).
 ///
-/// A plain literal is held as its whole lexical form: text, '@' and language tag. A form that ends in '@' is the
-/// xsd:string before it. The data of a value ends with a zero byte that is counted in its size.
+/// The value of a plain literal is its whole lexical form: text, '@' and language tag. A form that ends in '@' means
+/// the xsd:string before the '@'. The data of a value ends with a zero byte, which its size includes.
 ///
 /// Threads  Stateless: any threads concurrently.
 class MELNAR_EXPORT StringDatatypeFactory : public DictionaryDatatypeFactory {
@@ -14,8 +14,8 @@ public:
     StringDatatypeFactory();
     ~StringDatatypeFactory() override;
 
-    /// Returns the instance that serves both datatypes. Static initialisation makes it before it initialises the static
-    /// objects of an application, and destroys it after those.
+    /// Returns the instance that serves both datatypes. It is constructed before the static objects of an application,
+    /// and destroyed after them.
     static const StringDatatypeFactory& getInstance() noexcept;
 
     std::unique_ptr<DictionaryDatatype> createDictionaryDatatype(bool useNarrowBuckets, MemoryManager& memoryManager,
@@ -44,13 +44,14 @@ public:
     void printTurtleLiteral(uint8_t datatypeID, const uint8_t* data, size_t dataSize, const uint8_t* auxiliaryData,
                             size_t auxiliaryDataSize, const Prefixes& prefixes, OutputStream& output) const override;
 
-    /// EBV_TRUE for every stored xsd:string, the empty one included, since its data size counts the terminator: queries
-    /// depend on it. EBV_FALSE for an xsd:string without any data, EBV_ERROR for a plain literal.
+    /// Returns EBV_TRUE for every stored xsd:string, including the empty one, since its data size includes the
+    /// terminator; queries depend on this. Returns EBV_FALSE for an xsd:string without any data, EBV_ERROR for a plain
+    /// literal.
     EffectiveBooleanValue getEffectiveBooleanValue(uint8_t datatypeID, const uint8_t* data, size_t dataSize,
                                                    const uint8_t* auxiliaryData,
                                                    size_t auxiliaryDataSize) const override;
 
-    /// A string is equal to itself only.
+    /// A string is equal only to itself.
     bool enumerateEqualResourceValues(const ResourceValue& resourceValue,
                                       std::vector<ResourceValue>& equalValues) const override;
 };

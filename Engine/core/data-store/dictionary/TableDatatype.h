@@ -24,21 +24,22 @@ template<class Policy>
 class GroupProbe;
 } // namespace melnar
 
-/// What datatypes have in common whose literals are found through hash tables of resource IDs. The datatype owns the
-/// tables and says which literal belongs to which; here is what is done with one literal, one batch and one table.
+/// The common part of all datatypes that find their literals through hash tables of resource IDs. The derived class
+/// owns the tables and selects the table of a literal; this class processes one literal, one batch and one table.
 ///
-/// Beside what ParallelHashTable wants of a policy, this one knows the literal of a bucket: `getChunkAddress(ID)` and
-/// `prefetchOffset(ID)`, `isChunkOf(chunk, form)`, `readInto(BatchEntry&)`, `static getChunkSize(chunk)`, and
-/// `NewChunk(policy, form)` with `getSize()` and `write(chunk)`. For the failure of literals that collide it has
-/// SOURCE_FILE, LINE_OF_COLLISIONS, and NOUN, what it calls a literal. A literal that is stored and a query for it have
-/// the same hash, which is hashLexicalForm of the form.
+/// In addition to what ParallelHashTable requires, the policy gives access to the literal of a bucket:
+/// `getChunkAddress(ID)` and `prefetchOffset(ID)`, `isChunkOf(chunk, form)`, `readInto(BatchEntry&)`, `static
+/// getChunkSize(chunk)`, and `NewChunk(policy, form)` with `getSize()` and `write(chunk)`. For the failure of literals
+/// that collide it has SOURCE_FILE, LINE_OF_COLLISIONS, and NOUN, its word for a literal in the message. A stored
+/// literal and a query for it have the same hash, which is hashLexicalForm of the form.
 ///
-/// THE LIFE OF A RESOURCE in doResolveResource, each step visible to readers only through the last two:
+/// THE LIFE OF A RESOURCE in doResolveResource. Only the last two steps make it visible to readers:
 ///   claim a bucket (O1) -> take ID and chunk -> write the chunk -> store its offset -> store the fingerprint (H1)
 ///   -> store the datatype byte (D1)
 ///   -> publish the ID in the bucket (O2)
-/// A reader comes by the bucket (O3), or by an ID and its datatype byte (D2). If no ID or chunk is available, the bucket
-/// becomes empty again (O4) and the next thread that waits for it may try. O1 to O4 stand in ParallelHashTable.h.
+/// A reader finds the resource through the bucket (O3), or through an ID and its datatype byte (D2). If no ID or chunk
+/// is available, the bucket becomes empty again (O4) and the next thread that waits for it may try. O1 to O4 are
+/// defined in ParallelHashTable.h.
 ///
 /// MEMORY ORDERS   of the datatype byte, which the host reads and clears, too
 ///   #   operation                          order    pairs with   makes visible                        checked by
@@ -50,7 +51,7 @@ class GroupProbe;
 template<class TablePolicy>
 class MELNAR_EXPORT TableDatatype : public DictionaryDatatype {
 public:
-    /// 0: the records of prepareCompact are all that finishCompact needs.
+    /// Returns 0: finishCompact needs only the records of prepareCompact.
     size_t getNumberOfMappableEntriesInCompaction() override;
     size_t prepareCompact(size_t resourceID, size_t newResourceID, DictionaryCompactionState& state) override;
 
@@ -65,7 +66,7 @@ protected:
 
     using DictionaryDatatype::DictionaryDatatype;
 
-    /// The smallest table that takes so many resources without growing.
+    /// Returns the size of the smallest table that holds this number of resources without growing.
     static size_t getNumberOfBucketsFor(uint64_t numberOfResources);
 
     template<class ResourceIDSource>
@@ -75,15 +76,15 @@ protected:
     uint64_t doTryResolveResource(Table& table, DictionaryCommitPoint commitPoint,
                                   std::string_view lexicalForm) const noexcept;
 
-    /// What restoreResource needs before: both regions can be written at the ID.
+    /// Makes both regions writable at an ID, which restoreResource requires.
     void reserveResourceID(uint64_t resourceID);
 
     static void doDeleteUncommittedResourceID(Table& table, uint64_t resourceID) noexcept;
 
-    /// Resolves a batch. `accept` is as in PreparedEntries::prepare; `refuse` throws what makes it refuse an entry;
-    /// `selectTable(datatypeID)` is the table of a stored datatype ID: one for D_XSD_STRING, and one for all others. A
-    /// thread that waits for a resize does not wait for another's whole batch: slots are held for one group of its
-    /// entries at a time.
+    /// Resolves a batch. `accept` is as in PreparedEntries::prepare. `refuse` throws the reason why it refuses an
+    /// entry. `selectTable(datatypeID)` returns the table of a stored datatype ID: one for D_XSD_STRING, and one for
+    /// all others. Slots are held for one group of entries at a time, so a thread that waits for a resize does not wait
+    /// for another thread's whole batch.
     template<class Accept, class SelectTable>
     void resolveBatch(DictionaryThreadContext* threadContext, std::span<BatchEntry> entries,
                       std::vector<BatchFailure>& failures, const Accept& accept, BatchFailure::Refuse refuse,
@@ -94,7 +95,7 @@ protected:
                          std::vector<BatchFailure>& failures, const Accept& accept, BatchFailure::Refuse refuse,
                          const SelectTable& selectTable) const;
 
-    /// The two halves of resolveBatch, with a slot in no table between them; see findResources and createResources.
+    /// The two halves of resolveBatch. Between them the thread holds no slot. See findResources and createResources.
     template<class Accept, class SelectTable>
     void findBatch(std::span<BatchEntry> entries, uint64_t* hashes, const Accept& accept,
                    const SelectTable& selectTable) const;
@@ -107,7 +108,7 @@ protected:
     /// Reads the resources of a batch; see getResources.
     static void readBatch(const Policy& policy, std::span<BatchEntry> entries) noexcept;
 
-    /// Fills a table anew with the records of one datatype ID, which begin at `entry`; returns where they end.
+    /// Refills a table with the records of one datatype ID, which start at `entry`; returns where they end.
     const CompactionEntry* refillTable(Table& table, const CompactionEntry* entry, const CompactionEntry* entriesEnd,
                                        uint8_t datatypeID);
 
@@ -115,16 +116,16 @@ protected:
     static std::unique_ptr<ComponentInfo> describeProbes(const Table& table, std::string&& name);
     static TableProfile getTableProfile(const Table& table, const char* name, size_t numberOfSegments);
 
-    size_t m_largestNumberOfCollisions = std::numeric_limits<size_t>::max(); // constant while threads are at work
+    size_t m_largestNumberOfCollisions = std::numeric_limits<size_t>::max(); // constant while threads run
 
 private:
     class EnteredTable;
 
-    /// Where a probe stands.
+    /// The state of a probe.
     struct ProbePlace {
         uint64_t m_hash;
         size_t m_index;                  // of the bucket to examine next
-        size_t m_numberOfCollisions = 0; // other literals that it has met
+        size_t m_numberOfCollisions = 0; // other literals that it has passed
     };
 
     template<class ResourceIDSource>

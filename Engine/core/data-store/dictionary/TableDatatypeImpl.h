@@ -47,7 +47,7 @@ uint64_t TableDatatype<TablePolicy>::doResolveResource(Table& table, DictionaryT
                                                        const std::string_view lexicalForm, const uint8_t datatypeID) {
     return table.getMemoryManager().withReclaim([&] {
         const typename Table::Operation operation(table);
-        // Before it is known whether anything will be inserted: growing later would move the buckets under the probe.
+        // Even if nothing will be inserted: growing later would move the buckets during the probe.
         table.reserveInsertionQuota(operation.getThreadContext());
         return doResolveResource(table, operation.getThreadContext(),
                                  startProbe(table, hashLexicalForm(lexicalForm.data(), lexicalForm.size())),
@@ -55,7 +55,7 @@ uint64_t TableDatatype<TablePolicy>::doResolveResource(Table& table, DictionaryT
     });
 }
 
-/// Prefetches what the probe reads first: the fingerprint and the bucket, without waiting for one before the other.
+/// Prefetches what the probe reads first, the fingerprint and the bucket, without waiting for the fingerprint.
 template<class TablePolicy>
 typename TableDatatype<TablePolicy>::ProbePlace TableDatatype<TablePolicy>::startProbe(const Table& table,
                                                                                        const uint64_t hash) noexcept {
@@ -65,7 +65,7 @@ typename TableDatatype<TablePolicy>::ProbePlace TableDatatype<TablePolicy>::star
     return {hash, homeIndex};
 }
 
-/// Refuses a new literal with which too many others collide.
+/// Refuses a new literal that collides with too many others.
 template<class TablePolicy>
 void TableDatatype<TablePolicy>::checkCollisions(const size_t numberOfCollisions) const {
     if (numberOfCollisions > m_largestNumberOfCollisions) [[unlikely]]
@@ -75,8 +75,9 @@ void TableDatatype<TablePolicy>::checkCollisions(const size_t numberOfCollisions
                                      " that are allowed.");
 }
 
-/// Resolves a form that is known not to be before a bucket of its probe. The caller holds its slot, and has quota.
-/// Inlined in single calls and in batches alike: a call from both costs single ones a fifth of their time.
+/// Resolves a form that is known not to be in a bucket of its probe before this one. The caller holds its slot, and has
+/// quota. Inlined in single calls and in batches alike: a shared out-of-line function would make single calls slower by
+/// a fifth.
 template<class TablePolicy>
 template<class ResourceIDSource>
 inline uint64_t
@@ -92,13 +93,13 @@ TableDatatype<TablePolicy>::doResolveResource(Table& table, typename Table::Thre
             checkCollisions(place.m_numberOfCollisions);
             if (Table::tryClaim(table.getBucket(place.m_index)))
                 break;
-            continue; // Somebody was faster, perhaps with the same literal: look at the bucket again.
+            continue; // Another thread was faster, perhaps with the same literal: examine the bucket again.
         }
         if (value != Policy::BUCKET_DELETED) {
             if (isEntryOf(table, place, value, lexicalForm)) {
                 if constexpr (std::is_same_v<ResourceIDSource, GetNextResourceID>)
                     return value;
-                melnar::spinPause(); // The target ID's place is taken: wait until the entry is deleted.
+                melnar::spinPause(); // The literal exists under another ID: wait until that entry is deleted.
                 continue;
             }
             ++place.m_numberOfCollisions;
@@ -116,7 +117,7 @@ TableDatatype<TablePolicy>::doResolveResource(Table& table, typename Table::Thre
     }
 }
 
-/// Everything of a new resource but its bucket.
+/// Creates a resource, except for its bucket.
 template<class TablePolicy>
 template<class ResourceIDSource>
 uint64_t TableDatatype<TablePolicy>::createResource(Table& table, const ProbePlace& place,
@@ -134,13 +135,14 @@ uint64_t TableDatatype<TablePolicy>::createResource(Table& table, const ProbePla
     }
     chunk.write(m_dataPool.getData() + dataOffset);
     m_resourceDataOffsets[resourceID] = dataOffset;
-    // Before the datatype byte: a thread that reads the resource by its ID must not be told that its literal is absent.
+    // Before the datatype byte: a thread that can read the resource by its ID must also find its literal.
     table.learnFingerprint(place.m_index, place.m_hash);
     m_resourceFlags[resourceID].store(datatypeID, std::memory_order_release); // D1
     return resourceID;
 }
 
-/// Whether the entry that a probe has met is that of the form. Stores the entry's fingerprint if nobody has yet.
+/// Returns whether an entry that a probe has found is that of the form. Stores the entry's fingerprint if it is still
+/// unknown.
 template<class TablePolicy>
 inline bool TableDatatype<TablePolicy>::isEntryOf(Table& table, const ProbePlace& place, const BucketValue value,
                                                   const std::string_view lexicalForm) noexcept {
@@ -187,8 +189,8 @@ void TableDatatype<TablePolicy>::doDeleteUncommittedResourceID(Table& table, con
     }
 }
 
-/// The slot that a thread holds while it works on a group: in one table at a time, since a thread that waited for a
-/// resize of one table while it held its slot in the other could be waited for in turn.
+/// The slot that a thread holds while it works on a group. It holds one slot in one table at a time: if a thread waited
+/// for a resize of one table while it held its slot in the other, another thread could be waiting for that slot.
 template<class TablePolicy>
 class TableDatatype<TablePolicy>::EnteredTable : private ::Unmovable {
 public:
@@ -210,12 +212,13 @@ public:
         m_haveBucketsMoved = true;
     }
 
-    /// Makes sure that an insertion can follow.
+    /// Ensures that an insertion can follow.
     void reserveInsertionQuota() {
         m_haveBucketsMoved = m_table->reserveInsertionQuota(*m_threadContext) || m_haveBucketsMoved;
     }
 
-    /// Whether buckets may have moved since the first table was entered: the thread has been out of it, or has grown it.
+    /// Returns whether buckets may have moved since the first table was entered: the thread has left it, or has grown
+    /// it.
     bool haveBucketsMoved() const noexcept { return m_haveBucketsMoved; }
 
     typename Table::ThreadContext& getThreadContext() const noexcept { return *m_threadContext; }
@@ -226,7 +229,7 @@ private:
     bool m_haveBucketsMoved = false;
 };
 
-/// Finds what is there of a group, in all its tables. The slot in the last one is held afterwards.
+/// Finds the existing literals of a group, in all its tables. Afterwards the thread holds its slot in the last table.
 template<class TablePolicy>
 template<class SelectTable>
 void TableDatatype<TablePolicy>::findGroup(const melnar::PreparedEntries& prepared,
@@ -240,9 +243,9 @@ void TableDatatype<TablePolicy>::findGroup(const melnar::PreparedEntries& prepar
         }
 }
 
-/// Resolves a literal that was not found, in a table that the thread enters if need be. The slot is given up after a
-/// failure: memory is reclaimed without one, and a growth may have succeeded before another one failed.
-/// `getPlace()` is where the probe begins.
+/// Resolves a literal that was not found, in a table that the thread enters if necessary. Leaves the slot after a
+/// failure: memory can be reclaimed only by a thread without a slot, and a growth may have succeeded before another one
+/// failed. `getPlace()` returns where the probe starts.
 template<class TablePolicy>
 template<class GetPlace>
 [[gnu::always_inline]] inline uint64_t
@@ -275,7 +278,7 @@ void TableDatatype<TablePolicy>::resolveBatch(DictionaryThreadContext* const thr
         melnar::GroupProbe<Policy> groupProbe(prepared, melnar::GroupProbe<Policy>::Purpose::CREATE);
         EnteredTable enteredTable;
         findGroup(prepared, DictionaryCommitPoint::ALL, enteredTable, groupProbe, selectTable);
-        // In the order of the entries, which the IDs follow.
+        // In the order of the entries, since the IDs follow it.
         for (size_t index = 0; index < group.size(); ++index) {
             group[index].m_resourceID = groupProbe.getResourceID(index);
             if (prepared.isRefused(index)) [[unlikely]]
@@ -283,7 +286,7 @@ void TableDatatype<TablePolicy>::resolveBatch(DictionaryThreadContext* const thr
             else if (group[index].m_resourceID == 0)
                 try {
                     Table& table = selectTable(prepared.getDatatypeID(index));
-                    // Goes on where the probe ended, if that is still the place.
+                    // Continues where the probe ended, if the buckets have not moved.
                     const auto getPlace = [&] {
                         const uint64_t hash = prepared.getHash(index);
                         return enteredTable.haveBucketsMoved() ? ProbePlace{hash, table.getHomeIndex(hash)}
@@ -299,7 +302,8 @@ void TableDatatype<TablePolicy>::resolveBatch(DictionaryThreadContext* const thr
     }
 }
 
-/// Looks the literals of a batch up; then calls `finishEntry(entry's number, group, number in the group)` for each.
+/// Looks up the literals of a batch, then calls `finishEntry(number in the batch, group, number in the group)` for
+/// each.
 template<class TablePolicy>
 template<class Accept, class SelectTable, class FinishEntry>
 void TableDatatype<TablePolicy>::lookUpBatch(const DictionaryCommitPoint commitPoint, const bool isForCreation,
@@ -345,8 +349,8 @@ void TableDatatype<TablePolicy>::findBatch(const std::span<BatchEntry> entries, 
                 });
 }
 
-/// Every probe begins at its home bucket, as the thread has been out of the tables since findBatch. What it reads there
-/// has been prefetched. The slot is left after as much text as a group may have, for those who wait for it.
+/// Every probe starts at its home bucket, since the thread has left the tables after findBatch. The home buckets have
+/// been prefetched. The slot is released after as much text as a group may have, for threads that wait for it.
 template<class TablePolicy>
 template<class Accept, class SelectTable>
 void TableDatatype<TablePolicy>::createBatch(DictionaryThreadContext* const threadContext,
@@ -382,7 +386,7 @@ void TableDatatype<TablePolicy>::createBatch(DictionaryThreadContext* const thre
 
 template<class TablePolicy>
 void TableDatatype<TablePolicy>::readBatch(const Policy& policy, const std::span<BatchEntry> entries) noexcept {
-    // Offsets are asked for twice as far ahead as chunks, each long enough before it is needed.
+    // Offsets are prefetched twice as far ahead as chunks, and each chunk after its offset has arrived.
     constexpr size_t DISTANCE = 24;
     for (size_t ahead = 0; ahead < entries.size() + 2 * DISTANCE; ++ahead) {
         if (ahead < entries.size() && entries[ahead].m_datatypeID != D_INVALID)

@@ -17,11 +17,11 @@
 class InputStream;
 class OutputStream;
 
-/// What the folder of a sharded dictionary holds: a file that is replaced last, atomically, so that the folder is always
+/// The contents of a sharded dictionary's folder: a file that is replaced last and atomically, so the folder is always
 /// in one of the states that were saved. docs/formats/dictionary-folder.md describes the bytes.
 ///
-/// The file of a shard bears the identity of its state in its name. So a state never takes the place of another, and
-/// what has not changed need not be written again; files that the manifest does not name are remains.
+/// The name of a shard's file contains the identity of its state. So a new state never overwrites an old one, and
+/// unchanged shards need not be written again. Files that the manifest does not name are remains.
 ///
 /// Ownership  Owns its contents.
 /// Threads    One at a time.
@@ -36,23 +36,23 @@ struct MELNAR_EXPORT ShardManifest {
         uint64_t m_formBytes = 0; // of their lexical forms
     };
 
-    /// A shard's file. A shard without resources has none, and 0 in all of these.
+    /// The file of a shard. A shard without resources has no file, and 0 in all these members.
     struct Shard {
         bool operator==(const Shard&) const = default;
 
         uint64_t m_numberOfResources = 0;
         uint64_t m_fileBytes = 0;
         DictionaryIdentity m_identity{};
-        std::map<uint8_t, Terms> m_terms{}; // by datatype ID, of those that there are; together they are the resources
+        std::map<uint8_t, Terms> m_terms{}; // by datatype ID; their numbers add up to the number of resources
     };
 
-    /// A file whose statements have been taken in.
+    /// An input file whose statements have been loaded.
     struct Input {
         bool operator==(const Input&) const = default;
 
         std::string m_name; // as it was given
         uint64_t m_numberOfStatements = 0;
-        bool m_isWhole = true; // or else there may be more statements
+        bool m_isWhole = true; // otherwise there may be more statements
     };
 
     static constexpr size_t LONGEST_INPUT_NAME = size_t(1) << 16;
@@ -60,36 +60,36 @@ struct MELNAR_EXPORT ShardManifest {
 
     uint64_t getNumberOfResources() const noexcept;
 
-    /// The identity of the state that the folder is in, if that is a whole one.
+    /// Returns the identity of the folder's state if that is a whole one.
     std::optional<DictionaryIdentity> getIdentityOfWholeState() const noexcept;
 
-    /// The name of a shard's file within the folder.
+    /// Returns the name of a shard's file within the folder.
     std::string getFileName(const uint32_t shard) const { return getFileName(shard, m_shards[shard].m_identity); }
     static std::string getFileName(uint32_t shard, const DictionaryIdentity& identity);
 
-    /// The name of a shard's file while it is written.
+    /// Returns the name of a shard's file while it is being written.
     static std::string getTemporaryFileName(uint32_t shard);
 
-    /// Whether a name within the folder is one that a shard's file can have, complete or not.
+    /// Returns whether a file name can be that of a shard, complete or not.
     static bool isNameOfShard(std::string_view fileName) noexcept;
 
-    /// Whether a stream begins like a manifest, sound or not and of any version.
+    /// Returns whether a stream starts like a manifest, sound or not and of any version.
     static bool isBeginningOf(InputStream& input);
 
-    /// Throws MelnarException for what read would refuse, an input's name or work that is too long; and what the stream
+    /// Throws MelnarException for an input's name or work that read would refuse as too long; and what the stream
     /// throws.
     void write(OutputStream& output) const;
 
-    /// Throws MelnarException that names file, section and finding for everything that is not a whole and sound manifest;
-    /// std::bad_alloc; and what the stream throws.
+    /// Throws MelnarException, which names file, section and finding, for everything that is not a complete and sound
+    /// manifest; std::bad_alloc; and what the stream throws.
     static ShardManifest read(InputStream& input);
 
     std::array<Shard, ShardLayout::NUMBER_OF_SHARDS> m_shards{};
     uint64_t m_maximumNumberOfResourcesOfShard = 0; // of each, with or without a file
     uint64_t m_nextDocument = 1;                    // the number of the next input, for its blank nodes
-    std::vector<Input> m_inputs;                    // in the order in which they were taken in
+    std::vector<Input> m_inputs;                    // in the order in which they were loaded
     DictionaryHistory::Contents m_history;
 
-    /// What the user needs to resume work that was interrupted, in a form of its own; empty if there is none.
+    /// What the user needs to resume work that was interrupted, in the user's own format; empty if there is none.
     std::string m_work;
 };

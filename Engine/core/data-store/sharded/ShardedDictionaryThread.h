@@ -11,12 +11,12 @@
 #include <cstdint>
 #include <optional>
 
-/// A DictionaryThread for each shard of a dictionary, all of which it brings into memory.
+/// A DictionaryThread for each shard of a dictionary. It brings all shards into memory.
 ///
-/// Memory     As a DictionaryThread for each shard: blocks of the data pools, 16 MiB in all, as far as the limit permits.
+/// Memory     A block of the data pool of each shard, 16 MiB altogether, as far as the limit permits.
 /// Ownership  As DictionaryThread, for each shard.
-/// Threads    Used by the thread that makes it; the thread of a shard: by another one with a DictionaryThread::Loan.
-///            Destroyed by any thread.
+/// Threads    Used by the thread that makes it. The DictionaryThread of a shard may be used by another thread with a
+///            DictionaryThread::Loan. Destroyed by any thread.
 /// Errors     Those of ShardedDictionary.
 class MELNAR_EXPORT ShardedDictionaryThread : private Unmovable {
 public:
@@ -25,7 +25,7 @@ public:
             m_threads[shard].emplace(dictionary.getOrMakeShard(shard));
     }
 
-    /// For a shard alone.
+    /// Returns the DictionaryThread of one shard.
     DictionaryThread& getThread(const uint32_t shard) noexcept { return *m_threads[shard]; }
 
 private:

@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-/// An RDF term as its users know it. Terms are equal if all their parts are, byte for byte; values are not compared.
+/// An RDF term with its parts. Two terms are equal if all their parts are, byte for byte; values are not compared.
 ///
-/// Ownership  The views refer to the caller's bytes, or to those that the term was parsed from.
+/// Ownership  The views refer to the caller's bytes, or to the bytes from which the term was parsed.
 /// Threads    One thread at a time.
 struct MELNAR_EXPORT Term {
     enum class Kind : uint8_t { NONE, IRI, BLANK_NODE, LITERAL, TRIPLE_TERM };
@@ -18,29 +18,31 @@ struct MELNAR_EXPORT Term {
     Kind m_kind = Kind::NONE;
     Direction m_direction = Direction::NONE; // of a literal with a language tag
 
-    /// An absolute IRI; a label without "_:"; a literal's text; or a triple term in canonical N-Triples, brackets
-    /// included. The label of a blank node belongs to its document: the caller makes labels of different documents
+    /// An absolute IRI; a label without "_:"; a literal's text; or a triple term in canonical N-Triples, including
+    /// brackets. The label of a blank node is local to its document: the caller must make labels of different documents
     /// differ.
     std::string_view m_text{};
 
     std::string_view m_language{}; // a literal's tag, without '@' and direction
     std::string_view m_datatype{}; // a literal's; empty if it has a tag, or neither, which means xsd:string
 
-    /// The term of a resource. Of a form that is none of its datatype, as a damaged file may have, some parts are missing.
+    /// Returns the term of a resource. If its datatype does not allow the form, as may happen in a damaged file, some
+    /// parts are missing.
     static Term parse(uint8_t datatypeID, std::string_view lexicalForm) noexcept;
 
-    /// The datatype that has resources for such terms. D_INVALID for what is no term: of kind NONE, or a literal whose
-    /// parts contradict each other, as a direction without a language tag or a datatype beside one, or cannot be parts: a
-    /// tag with '@', a datatype with '^'.
+    /// Returns the datatype of the term's resource. D_INVALID if there can be none: for kind NONE, and for a literal
+    /// whose parts contradict each other (a direction without a language tag, a datatype beside one) or are impossible
+    /// (a tag with '@', a datatype with '^').
     uint8_t getDatatypeID() const noexcept;
 
-    /// Whether the text is the whole lexical form.
+    /// Returns whether the text is the whole lexical form.
     bool isTextTheForm() const noexcept;
 
-    /// Appends the lexical form of the datatype.
+    /// Appends the term's lexical form.
     void appendLexicalForm(std::string& lexicalForm) const;
 
-    /// The text where that is the form, or else the form, which takes the place of the content of `made`.
+    /// Returns the text if it is the whole form. Otherwise replaces the content of `made` by the form, and returns
+    /// that.
     std::string_view getLexicalForm(std::string& made) const;
 
     bool operator==(const Term&) const = default;

@@ -13,32 +13,32 @@
 #include <string_view>
 #include <vector>
 
-/// Terms that are resolved or looked up together: the entries of a batch, and the lexical forms that had to be made.
+/// Terms that are resolved or looked up together: the entries of a batch, and the lexical forms that had to be joined.
 ///
 ///     TermBatch batch;
 ///     batch.add(subject);
 ///     batch.add(object);
 ///     dictionary.resolveResources(thread, batch.getEntries(), failures);
 ///
-/// Ownership  Of an IRI, a blank node, a triple term and an xsd:string the entry refers to the term's own bytes. Failures
+/// Ownership  The entries of IRIs, blank nodes, triple terms and xsd:strings refer to the bytes of the terms. Failures
 ///            refer to the batch.
 /// Threads    One thread at a time.
 /// Errors     std::bad_alloc.
 class MELNAR_EXPORT TermBatch : private Unmovable {
 public:
-    /// A term of kind NONE becomes an entry that every operation refuses.
+    /// Adds a term. One of kind NONE becomes an entry that every operation refuses.
     void add(const Term& term);
 
-    /// Adds the xsd:string of a text; with a language tag that is not empty, and well-formed, the string of that
-    /// language.
+    /// Adds the xsd:string of a text, or, if the language tag is not empty, the string of that language. The tag must
+    /// be well-formed.
     void add(const std::string_view text, const std::string_view languageTag) {
         if (languageTag.empty())
-            m_entries.push_back({text, 0, D_XSD_STRING}); // Inlined, as it takes less time than a call.
+            m_entries.push_back({text, 0, D_XSD_STRING}); // inline, which is faster than a call
         else
             addPlainLiteral(text, languageTag);
     }
 
-    /// As many as terms were added. Valid until the next one is.
+    /// Returns one entry for each term that was added. Valid until the next one is added.
     std::span<BatchEntry> getEntries() noexcept;
 
     void clear() noexcept;
@@ -46,7 +46,7 @@ public:
     size_t getSize() const noexcept { return m_entries.size(); }
 
 private:
-    /// An entry whose form lies in m_forms.
+    /// An entry whose form is in m_forms.
     struct MadeForm {
         size_t m_entryIndex;
         size_t m_begin;

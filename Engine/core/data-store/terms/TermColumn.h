@@ -15,16 +15,16 @@ template<size_t CHUNK_SIZE, size_t MAXIMUM_NUMBER_OF_BYTES>
 class DictionaryTermColumns;
 } // namespace melnar
 
-/// Terms that have been read together, by getTerms of Dictionary or ShardedDictionary. A column that is filled again, with
-/// no more terms and no longer texts than before, allocates nothing, but for what a ShardedDictionary needs for a while.
+/// Terms that getTerms of Dictionary or ShardedDictionary has read together. A column that is filled again with no more
+/// terms and no longer texts than before allocates nothing, except the temporary memory of a ShardedDictionary.
 ///
-/// Ownership  Owns the texts of the terms whose forms come in two parts. The others refer to the dictionary's, which stay
-///            until a compaction or its end.
-/// Addresses  Terms and their texts stay where they are until the column is filled again, or its end.
+/// Ownership  Owns the texts of terms whose forms are stored in two parts. All other texts are the dictionary's, which
+///            are valid until a compaction, or until the dictionary is destroyed.
+/// Addresses  Terms and their texts do not move until the column is filled again or destroyed.
 /// Threads    One at a time.
 class MELNAR_EXPORT TermColumn : private Unmovable {
 public:
-    /// A term for each ID, in the order of the IDs.
+    /// Returns one term per ID, in the order of the IDs.
     std::span<const Term> getTerms() const noexcept { return m_terms; }
 
 private:
@@ -34,5 +34,5 @@ private:
     std::vector<Term> m_terms;
     std::vector<BatchEntry> m_entries;      // of the chunk that is being read
     std::vector<size_t> m_joinedEnds;       // of the joined forms, by entry
-    std::vector<std::string> m_joinedForms; // of each chunk; a text that grows moves the forms of its chunk alone
+    std::vector<std::string> m_joinedForms; // of each chunk; when a text grows, only the forms of its chunk move
 };

@@ -11,13 +11,13 @@ namespace melnar {
 
 /// Reads a file from its start.
 ///
-/// Ownership  Owns the file descriptor and a buffer; reads that are larger go past the buffer.
+/// Ownership  Owns the file descriptor and a buffer; larger reads bypass the buffer.
 /// Errors     SystemCallException that names the file and the call. Interrupted reads are repeated.
 class MELNAR_EXPORT FileInputStream final : public InputStream, private Unmovable {
 public:
     static constexpr size_t BUFFER_SIZE = size_t(1) << 18;
 
-    /// A smaller buffer is for many files that are read concurrently.
+    /// Use a smaller buffer to read many files concurrently.
     explicit FileInputStream(const std::string& fileName, size_t bufferSize = BUFFER_SIZE);
     ~FileInputStream() override;
 

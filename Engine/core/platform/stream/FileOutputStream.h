@@ -13,19 +13,19 @@
 
 namespace melnar {
 
-/// Writes a file, replacing what was there.
+/// Writes a file, and replaces an old one.
 ///
 /// Ownership  Owns the file descriptor and a buffer of BUFFER_SIZE bytes.
 /// Errors     SystemCallException that names the file and the call. Interrupted and short writes are continued.
 ///            After a failed write, to the file or to the disk, the stream never completes: close() fails as well.
-/// Completion Only after close() has returned is the file complete. Destruction without it closes the file and drops
-///            what is still buffered, as a destructor could not report a failure.
+/// Completion The file is complete only after close() has returned. The destructor closes the file and discards
+///            buffered bytes, since it could not report a failure.
 class MELNAR_EXPORT FileOutputStream final : public OutputStream, private Unmovable {
 public:
     static constexpr size_t BUFFER_SIZE = size_t(1) << 18;
 
-    /// The flags, with the kind of access, are added to those that the file is opened with. The permissions, less the
-    /// process's mask, are those of a file that was not there.
+    /// `flags` contains the access mode, and is added to the flags for opening the file. A new file gets the
+    /// permissions, minus the process's mask.
     explicit FileOutputStream(const std::string& fileName, int flags = O_WRONLY, mode_t permissions = 0666);
     ~FileOutputStream() override;
 
@@ -33,19 +33,19 @@ public:
     void write(const void* data, size_t numberOfBytes) override;
     void flush() override;
 
-    /// Flushes, and puts bytes in the place of others that were written before, or behind the last ones.
+    /// Flushes, and overwrites bytes that were written before, or appends after the last ones.
     void overwrite(uint64_t position, const void* data, size_t numberOfBytes);
 
     /// Flushes, and reads bytes that were written before. The file must have been opened with O_RDWR.
     void readBack(uint64_t position, void* data, size_t numberOfBytes);
 
-    /// Flushes, and cuts the file off. Nothing may be appended afterwards.
+    /// Flushes, and truncates the file. Nothing may be appended afterwards.
     void truncate(uint64_t numberOfBytes);
 
     /// Flushes, and returns only when the bytes are on the disk.
     void synchronize();
 
-    /// For what concerns the file as a whole, until it is closed.
+    /// Returns the descriptor, for operations on the whole file; valid until the file is closed.
     int getFileDescriptor() const noexcept { return m_fileDescriptor; }
 
     /// Flushes and closes. Nothing may be written afterwards.
@@ -60,7 +60,7 @@ private:
     const std::string m_fileName;
     const std::unique_ptr<uint8_t[]> m_buffer;
     size_t m_bufferedBytes;
-    size_t m_bytesToStart = 0; // written to the file since the system was last told to begin
+    size_t m_bytesToStart = 0; // written to the file since the system was last told to start writing to the disk
     int m_fileDescriptor;
 };
 

@@ -20,10 +20,10 @@ public:
 
     virtual ~InputStream() = default;
 
-    /// Where the bytes come from, for messages: a path, or a word such as "memory".
+    /// Returns the source of the bytes, for messages: a path, or a word such as "memory".
     virtual const std::string& getName() const = 0;
 
-    /// Delivers up to `numberOfBytes` bytes; returns how many it delivered, 0 only at the end of the stream.
+    /// Reads up to `numberOfBytes` bytes; returns how many it has read, 0 only at the end of the stream.
     virtual size_t read(void* data, size_t numberOfBytes) = 0;
 
     /// Reads exactly `numberOfBytes` bytes, or throws "Premature end of stream.".
@@ -52,8 +52,8 @@ public:
         return value;
     }
 
-    /// Reads a string as OutputStream::writeString wrote it and tells whether it is `expected`. A length that differs
-    /// decides by itself: nothing is read beyond it, so a wild length allocates nothing.
+    /// Reads a string that OutputStream::writeString wrote; returns whether it is `expected`. If the length differs, it
+    /// reads nothing after it, so a wrong length never causes an allocation.
     bool readsString(const std::string_view expected) {
         if (readUInt64() != expected.size())
             return false;

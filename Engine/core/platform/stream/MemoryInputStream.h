@@ -7,7 +7,7 @@
 
 namespace melnar {
 
-/// Reads bytes that lie in memory. The bytes belong to the caller and outlive the stream.
+/// Reads bytes in memory, which belong to the caller and must outlive the stream.
 class MELNAR_EXPORT MemoryInputStream final : public InputStream {
 public:
     explicit MemoryInputStream(const std::string_view bytes) : m_remaining(bytes) {}
@@ -22,7 +22,7 @@ public:
         return delivered;
     }
 
-    /// How many bytes have not been read yet.
+    /// Returns how many bytes have not been read yet.
     size_t getNumberOfRemainingBytes() const noexcept { return m_remaining.size(); }
 
 private:

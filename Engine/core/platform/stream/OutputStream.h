@@ -15,13 +15,13 @@ class MELNAR_EXPORT OutputStream {
 public:
     virtual ~OutputStream() = default;
 
-    /// What the bytes go to, for messages: a path, or a word such as "memory".
+    /// Returns the destination of the bytes, for messages: a path, or a word such as "memory".
     virtual const std::string& getName() const = 0;
 
     /// Appends `numberOfBytes` bytes.
     virtual void write(const void* data, size_t numberOfBytes) = 0;
 
-    /// Hands buffered bytes on to where they go.
+    /// Passes buffered bytes to their destination.
     virtual void flush() = 0;
 
     /// Writes the raw bytes of a number, in the machine's byte order.
