@@ -24,7 +24,7 @@
 #include <utility>
 #include <vector>
 
-/// A column of texts as C has it.
+/// A column of texts in the form of the C interface.
 struct TextPointers {
     const char* const* m_texts;
     const size_t* m_lengths; // null if each text ends before its zero byte
@@ -35,22 +35,22 @@ struct TextPointers {
     }
 };
 
-/// A dictionary for callers that know nothing of its threads and exceptions: what other languages have.
+/// A dictionary for other languages: callers need not handle its threads and exceptions.
 ///
-/// An encoding call has a DictionaryThread of its own, which costs little beside a column: the rest of its block goes to
-/// the next call.
+/// Each encoding call makes a DictionaryThread, which costs little compared to a column: the rest of its block is used
+/// by the next call.
 ///
 /// Ownership  Owns the dictionary.
-/// Threads    Any number at any time, but for the destruction. commit, rollback and save wait for encoding calls, and
-///            those that come later wait for them.
-/// Errors     As values of type melnar_error, whose code is MELNAR_OK if all went well. Nothing throws.
+/// Threads    Any number at any time, except for the destructor. commit, rollback and save wait for encoding calls, and
+///            encoding calls that come later wait for them.
+/// Errors     Returned as melnar_error, whose code is MELNAR_OK after success. No function throws.
 class DictionaryHandle : private Unmovable {
 public:
     explicit DictionaryHandle(std::unique_ptr<Dictionary> dictionary) noexcept : m_dictionary(std::move(dictionary)) {}
 
     const Dictionary& getDictionary() const noexcept { return *m_dictionary; }
 
-    /// Encodes a column, which is what Dictionary::encode takes, or a TextPointers. Ends at the first failure.
+    /// Encodes a column, of any type that Dictionary::encode takes or of type TextPointers. Stops at the first failure.
     template<class Column>
     melnar_error encode(const Column& texts, const std::string_view language,
                         const std::span<uint64_t> resourceIDs) noexcept {
@@ -63,7 +63,7 @@ public:
         });
     }
 
-    /// Looks a column up; 0 also stands for a string that the commit point does not cover.
+    /// Looks up a column; 0 also stands for a string that the commit point does not cover.
     template<class Column>
     melnar_error lookUp(const DictionaryCommitPoint commitPoint, const Column& texts, const std::string_view language,
                         const std::span<uint64_t> resourceIDs) const noexcept {
@@ -88,16 +88,17 @@ public:
         std::string m_joined; // forms that have two parts
     };
 
-    /// Decodes a column, best a chunk of some thousand IDs, for the sake of memory. Texts are those of terms, too.
+    /// Decodes a column. To save memory, pass chunks of some thousand IDs. Also returns the texts of terms other than
+    /// strings.
     melnar_error decode(std::span<const uint64_t> resourceIDs, Texts& texts) const noexcept;
 
-    /// The term of a resource, which refers to `lexicalForm`.
+    /// Sets `term` to the term of a resource, which refers to `lexicalForm`.
     melnar_error getTerm(uint64_t resourceID, std::string& lexicalForm, Term& term) const noexcept;
 
     melnar_error encodeTerm(const Term& term, uint64_t& resourceID) noexcept;
     melnar_error lookUpTerm(DictionaryCommitPoint commitPoint, const Term& term, uint64_t& resourceID) const noexcept;
 
-    /// How many resources exist.
+    /// Returns how many resources exist.
     uint64_t getSize() const noexcept { return m_dictionary->size(); }
 
     melnar_error commit(DictionaryCommitPoint& commitPoint) noexcept;
@@ -105,7 +106,7 @@ public:
     melnar_error save(const char* fileName) const noexcept;
 
 private:
-    /// Held by an encoding call. The turnstile keeps a stream of them from making others wait for ever.
+    /// Held by an encoding call. The turnstile keeps a stream of such calls from blocking others forever.
     class Encoding : private Unmovable {
     public:
         explicit Encoding(const DictionaryHandle& handle) : m_lock(enter(handle)) {}
@@ -119,7 +120,7 @@ private:
         const std::shared_lock<std::shared_mutex> m_lock;
     };
 
-    /// Held by what no encoding call may run beside.
+    /// Held by a call during which no encoding call may run.
     class Alone : private Unmovable {
     public:
         explicit Alone(const DictionaryHandle& handle) : m_turn(handle.m_turnstile), m_lock(handle.m_mutex) {}
@@ -129,7 +130,7 @@ private:
         const std::lock_guard<std::shared_mutex> m_lock;
     };
 
-    /// Has `operation()` answer a column, unless the language is none.
+    /// Calls `operation()` for a column if the language tag is valid; turns exceptions into errors.
     template<class Operation>
     static melnar_error answer(const std::string_view language, const std::span<uint64_t> resourceIDs,
                                const Operation& operation) noexcept {
@@ -142,7 +143,7 @@ private:
         }
     }
 
-    /// Has `operation(column, resourceIDs)` answer a column that the dictionary takes as it is.
+    /// Calls `operation(column, resourceIDs)` for a column of a type that the dictionary takes.
     template<class Column, class Operation>
     static melnar_error forEachPart(const Column& texts, const std::span<uint64_t> resourceIDs,
                                     const Operation& operation) {
@@ -150,7 +151,7 @@ private:
         return makeNoError();
     }
 
-    /// The same for pointers, part by part.
+    /// Converts pointers part by part, and calls `operation` for each part.
     template<class Operation>
     static melnar_error forEachPart(const TextPointers& texts, const std::span<uint64_t> resourceIDs,
                                     const Operation& operation) {

@@ -9,7 +9,7 @@
 
 namespace {
 
-// But for the one that C has for success, the codes are the kinds.
+// The codes equal the kinds, except for the code of success.
 static_assert(int(FailureKind::REFUSED_LITERAL) == MELNAR_REFUSED &&
               int(FailureKind::NO_SUCH_RESOURCE) == MELNAR_NO_SUCH_RESOURCE && int(FailureKind::FULL) == MELNAR_FULL &&
               int(FailureKind::MEMORY) == MELNAR_MEMORY && int(FailureKind::SYSTEM) == MELNAR_SYSTEM &&
@@ -30,7 +30,7 @@ melnar_error makeError(const melnar_code code, const size_t index, const std::st
     if (size >= sizeof(error.message)) {
         size = sizeof(error.message) - 1;
         while (size > 0 && (static_cast<unsigned char>(message[size]) & 0xC0) == 0x80)
-            --size; // not within a character of UTF-8
+            --size; // not within a UTF-8 character
     }
     error.message[message.copy(error.message, size)] = '\0';
     return error;

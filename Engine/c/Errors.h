@@ -5,11 +5,11 @@
 #include <cstddef>
 #include <string_view>
 
-/// An error as C has it, with a copy of the message, cut between two characters where it is too long.
+/// Makes an error of the C interface. Copies the message; if it is too long, cuts it between two characters.
 melnar_error makeError(melnar_code code, size_t index, std::string_view message) noexcept;
 
-/// The error without a failure.
+/// Makes the error of a call that has succeeded.
 melnar_error makeNoError() noexcept;
 
-/// Describes the exception that is being handled. That of a ColumnException is its cause's, and tells the index.
+/// Describes the exception that is being handled. For a ColumnException, describes its cause, and adds the index.
 melnar_error describeException() noexcept;

@@ -68,7 +68,7 @@ std::string_view toView(const char* const text) noexcept {
     return text == nullptr ? std::string_view() : std::string_view(text);
 }
 
-/// Passes a column of texts to `operation`, if it is one.
+/// Passes a column of texts to `operation` if the arguments are valid.
 template<class Operation>
 melnar_code passTexts(const bool hasDictionary, const char* const* const texts, const size_t* const lengths,
                       const size_t count, const uint64_t* const ids, melnar_error* const error,
@@ -81,7 +81,7 @@ melnar_code passTexts(const bool hasDictionary, const char* const* const texts, 
     return report(operation(TextPointers{texts, lengths}), error);
 }
 
-/// The same for a column of Arrow.
+/// Does the same for a column in Arrow's layout.
 template<class Offset, class Operation>
 melnar_code passArrow(const bool hasDictionary, const char* const bytes, const Offset* const offsets,
                       const size_t count, const uint64_t* const ids, melnar_error* const error,
@@ -109,7 +109,7 @@ melnar_code lookUpArrow(const melnar_dictionary* const dictionary, const melnar_
     });
 }
 
-/// Fills a column with the texts of resources. The bytes and offsets are malloc's.
+/// Fills a column with the texts of resources. The bytes and offsets are allocated with malloc.
 melnar_error decode(const melnar_dictionary& dictionary, const std::span<const uint64_t> ids, melnar_column& column) {
     column.offsets = static_cast<int64_t*>(std::malloc((ids.size() + 1) * sizeof(int64_t)));
     if (column.offsets == nullptr)
@@ -130,7 +130,8 @@ melnar_error decode(const melnar_dictionary& dictionary, const std::span<const u
         for (size_t index = 0; index < chunk.size(); ++index)
             column.offsets[begin + index + 1] = static_cast<int64_t>(end += texts.get()[index].size());
         if (end > capacity || column.bytes == nullptr) {
-            // Half as much again; the first chunk tells how much the others will probably need, unless it misleads.
+            // Grow by half. After the first chunk, estimate from it how much all others will need, unless that is
+            // excessive.
             capacity = end + end / 2 + 1;
             if (begin == 0 && end / chunk.size() < SIZE_MAX / 2 / ids.size())
                 capacity = std::max(capacity, end / chunk.size() * ids.size());
@@ -158,7 +159,7 @@ Term toTerm(const melnar_term& term) noexcept {
             toPart(term.datatype, term.datatype_length)};
 }
 
-/// Returns what is wrong with a term that C has made, or null.
+/// Returns what is wrong with a term from C, or null.
 const char* findFlaw(const melnar_term& term) noexcept {
     if (term.kind < MELNAR_IRI || term.kind > MELNAR_TRIPLE_TERM)
         return "The kind of a term is none.";
@@ -352,7 +353,7 @@ melnar_code melnar_get(const melnar_dictionary* const dictionary, const uint64_t
     Term found;
     if (const melnar_error result = dictionary->getTerm(id, form, found); result.code != MELNAR_OK)
         return report(result, error);
-    // One block for all parts, which begins with the text.
+    // One block for all parts; it starts with the text.
     auto* const parts =
         static_cast<char*>(std::malloc(found.m_text.size() + found.m_language.size() + found.m_datatype.size() + 3));
     if (parts == nullptr)

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-/// The largest power of ten that is not greater than `value`, and 1 for values below 10, zero included.
+/// Returns the largest power of ten that is not greater than `value`, and 1 for values below 10, including zero.
 constexpr uint32_t roundToCommonLogarithm32(const uint32_t value) noexcept {
     uint32_t power = 1;
     while (value / 10 >= power)
@@ -11,7 +11,7 @@ constexpr uint32_t roundToCommonLogarithm32(const uint32_t value) noexcept {
     return power;
 }
 
-/// The largest power of ten that is not greater than `value`, and 1 for values below 10, zero included.
+/// Returns the largest power of ten that is not greater than `value`, and 1 for values below 10, including zero.
 constexpr uint64_t roundToCommonLogarithm64(const uint64_t value) noexcept {
     uint64_t power = 1;
     while (value / 10 >= power)
@@ -28,8 +28,8 @@ inline void appendDecimal(std::string& output, uint64_t value) {
     }
 }
 
-/// Appends `value` in decimal, with a '-' when it is negative. The magnitude is taken as an unsigned number, so that
-/// the smallest int, whose magnitude no int can hold, prints in full.
+/// Appends `value` in decimal, with a '-' if it is negative. The magnitude is an unsigned number, since that of the
+/// smallest int does not fit into an int.
 inline void appendSignedDecimal(std::string& output, const int value) {
     uint32_t magnitude = static_cast<uint32_t>(value);
     if (value < 0) {

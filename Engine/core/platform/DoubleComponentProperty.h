@@ -13,7 +13,7 @@ public:
     DoubleComponentProperty(const Metric metric, std::optional<std::string>&& name, const double value)
         : ComponentProperty(metric, std::move(name)), m_value(value) {}
 
-    /// The shortest decimal form that reads back as the same number.
+    /// Returns the shortest decimal form that is parsed as the same number.
     std::string getValueText() const override {
         std::array<char, 32> buffer;
         return std::string(buffer.data(), std::to_chars(buffer.data(), buffer.data() + buffer.size(), m_value).ptr);

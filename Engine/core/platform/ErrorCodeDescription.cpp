@@ -4,7 +4,7 @@
 
 namespace {
 
-// The C library declares one of two functions of this name; overloading on the result takes whichever it is.
+// The C library declares one of two functions with this name. Overloading on the result accepts either.
 [[maybe_unused]] const char* descriptionOf(const char* const result, const char*) {
     return result;
 }

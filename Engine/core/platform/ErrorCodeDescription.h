@@ -2,5 +2,5 @@
 
 #include <string>
 
-/// Appends the operating system's text for an `errno` value. Safe to call from any thread.
+/// Appends the operating system's text for an `errno` value. Any thread may call it.
 void appendErrorCodeDescription(std::string& output, int errorCode);

@@ -1,9 +1,10 @@
-/* MELNAR_EXPORT marks what the shared library of the engine exports; all else is hidden in it. The archive exports
-   nothing, so a shared object that contains it does not, either. Also for C. */
+/* MELNAR_EXPORT marks what the shared library of the engine exports; everything else is hidden in it. The archive
+   exports nothing, so a shared object that contains it does not export these symbols either. Also for C. */
 
 #pragma once
 
-/* Those who compile and link the shared library define MELNAR_SHARED; the CMake package and pkg-config do. */
+   /* Code that is compiled into the shared library or linked with it defines MELNAR_SHARED; the CMake package and
+ * pkg-config do this. */
 #if !defined(MELNAR_SHARED)
 #define MELNAR_EXPORT
 #elif defined(__cplusplus)

@@ -2,7 +2,7 @@
 
 #include "Engine/core/platform/stream/OutputStream.h"
 
-// Constant-initialised: a failure during the static initialisation of any other file may already need it.
+// Constant-initialised: a failure during the static initialisation of another file may already need it.
 constinit const std::vector<std::exception_ptr> MelnarException::NO_CAUSES;
 
 MelnarException::MelnarException(const std::string& sourceFileName, const long sourceLineNumber, int,

@@ -6,8 +6,8 @@
 #include <string>
 #include <type_traits>
 
-/// What the message of an exception may be joined from: texts and unsigned numbers. Signed numbers and characters are
-/// left out on purpose, as they would silently turn into large unsigned numbers.
+/// The types from which the message of an exception may be joined: texts and unsigned numbers. Signed numbers and
+/// characters are excluded, since they would silently become large unsigned numbers.
 template<class T>
 concept MessageNumber = std::unsigned_integral<std::remove_cvref_t<T>> && !std::same_as<std::remove_cvref_t<T>, bool> &&
                         !std::same_as<std::remove_cvref_t<T>, unsigned char>;

@@ -4,11 +4,11 @@
 
 namespace melnar {
 
-/// A whole number: a count, or bytes.
+/// An integer: a count, or bytes.
 class NumericComponentProperty final : public ComponentProperty {
 public:
-    /// `minimumWidth` is the width in characters to which the text form is padded on the left, so that figures of
-    /// several nodes can be lined up; 0 for no padding.
+    /// The text form is padded on the left to `minimumWidth` characters, so that figures of several nodes line up; 0
+    /// means no padding.
     NumericComponentProperty(const Metric metric, std::optional<std::string>&& name, const unsigned long value,
                              const unsigned short minimumWidth)
         : ComponentProperty(metric, std::move(name)), m_value(value), m_minimumWidth(minimumWidth) {}

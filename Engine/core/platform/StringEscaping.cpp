@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Text that stands for one byte; empty for a byte that stands for itself.
+/// The text that represents one byte; empty for a byte that is written unchanged.
 struct Escape {
     char m_text[7];
     uint8_t m_length;
@@ -30,7 +30,7 @@ constexpr std::array<Escape, 256> ESCAPES = [] {
     return escapes;
 }();
 
-/// Hands the escaped text to `write(const char*, size_t)`, runs of unchanged bytes in one call.
+/// Passes the escaped text to `write(const char*, size_t)`, each run of unchanged bytes in one call.
 template<class Write>
 void escape(const char* const begin, const char* const end, const Write& write) {
     const char* runBegin = begin;

@@ -4,7 +4,7 @@
 
 namespace melnar {
 
-/// A name or number that nothing is counted with: ASCII letters and digits.
+/// A name or number that is not used in calculations: ASCII letters and digits.
 class TextComponentProperty final : public ComponentProperty {
 public:
     TextComponentProperty(const Metric metric, std::optional<std::string>&& name, std::string&& value)

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Base of classes whose objects stay where they were made: other objects and threads hold their address.
+/// The base of classes whose objects must not move: other objects and threads hold their addresses.
 class Unmovable {
 public:
     Unmovable() = default;

@@ -12,16 +12,16 @@
 
 namespace melnar {
 
-/// What a saved ParallelHashTable begins with: a marker and the fields below, in their order. The bucket region follows.
+/// The start of a saved ParallelHashTable: a marker and the fields below, in their order. The bucket region follows.
 ///
-/// Both the table and a reader that checks a table before it is loaded know the stream by this struct alone.
+/// Both the table and a reader that checks a table before it is loaded know the format only from this struct.
 ///
 /// Units   Numbers of buckets.
 /// Errors  Those of the stream.
 struct MELNAR_EXPORT ParallelHashTableHeader {
     static constexpr std::string_view MARKER = "ParallelHashTable";
 
-    /// A table is initialised with a power of two of at least so many buckets.
+    /// A table is initialised with a power of two of at least this many buckets.
     static constexpr size_t MINIMUM_NUMBER_OF_BUCKETS = 1024;
 
     static constexpr double MAXIMUM_LOAD_FACTOR = 0.7;
@@ -41,8 +41,9 @@ struct MELNAR_EXPORT ParallelHashTableHeader {
             outputStream.writeUInt32(insertionQuota);
     }
 
-    /// Reads the marker and tells whether it is a table's; after false, nothing else has been read or changed. When the
-    /// stream fails, the fields before the failure have been read and the others are unchanged.
+    /// Reads the marker and, if it is that of a table, the fields; returns whether it is. After false, nothing else has
+    /// been read or changed. When the stream fails, the fields before the failure have been read and the others are
+    /// unchanged.
     bool load(InputStream& inputStream) {
         if (!inputStream.readsString(MARKER))
             return false;
@@ -64,7 +65,7 @@ struct MELNAR_EXPORT ParallelHashTableHeader {
 
     uint64_t m_bucketCount = 0;
     uint64_t m_resizeThreshold = 0;
-    uint64_t m_usedBucketCount = 0; // buckets that are not empty, and the sum of the quotas
+    uint64_t m_usedBucketCount = 0; // buckets that are not empty, plus the sum of the quotas
     uint64_t m_deletedBucketCount = 0;
     std::array<uint32_t, NUMBER_OF_THREAD_CONTEXT_INDICES> m_insertionQuotas{}; // by thread slot
 };

@@ -8,27 +8,27 @@
 #include <bit>
 #include <cstring>
 
-/// The table's growth, and its operations that run alone.
+/// The growth of the table, and its operations that run alone.
 ///
 /// RESIZE STATES   NOT_RESIZING -elect-> PREPARING -start-> 0 -> 1 -> ... -> number of chunks -finish-> NOT_RESIZING
-///                 PREPARING -fail-> NOT_RESIZING;  so also when fingerprints are given up, which is no resize
-///                 A number k below the number of chunks: chunk k of the old array is the next to be claimed. The
+///                 PREPARING -fail-> NOT_RESIZING;  also when fingerprints are released, which is no resize
+///                 A number k below the number of chunks: chunk k of the old array is the next one to claim. The
 ///                 number of chunks itself: all are claimed, some are still being rehashed.
 ///                 PREPARING -rehash with a ThreadContextLoan-> NOT_RESIZING: all chunks, by the leader alone
 ///
-/// INVARIANTS      Z1 one leader: the thread whose CAS moved NOT_RESIZING to PREPARING
-///                 Z2 before it leaves PREPARING for 0 the leader holds every slot; nobody else is inside an operation
-///                    then, but parked without its slot in waitWhilePreparing, or waiting to enter a slot
-///                 Z3 from 0 on, who enters a slot joins the resize before it touches a bucket, and leaves only when
-///                    the resize is finished: nobody reads or inserts in a half-built array
+/// INVARIANTS      Z1 there is one leader: the thread whose CAS moved NOT_RESIZING to PREPARING
+///                 Z2 before it leaves PREPARING for 0 the leader holds every slot; no other thread is inside an
+///                    operation then, but parked without its slot in waitWhilePreparing, or waiting to enter a slot
+///                 Z3 from 0 on, a thread that enters a slot joins the resize before it accesses a bucket, and leaves
+///                    only when the resize is finished: no thread reads or inserts in an incomplete array
 ///                 Z4 a chunk is rehashed by the one thread whose CAS moved the state past its number, or all by a
 ///                    leader with a loan while it holds every slot
-///                 Z5 what tombstones occupied in the used buckets becomes quota of the threads that drop them
+///                 Z5 the share of tombstones in the used buckets becomes quota of the threads that drop them
 ///
-/// LOCK ORDER      A thread that waits for a slot holds none but its own; only the leader does, in ascending order.
-///                 m_resizeMutex is taken by the leader holding all slots, or by a thread that holds none. A slot's
-///                 mutex is held for a hand-over only, and nothing is waited for meanwhile. The memory manager's mutex is
-///                 taken before any slot, by threads that hold none.
+/// LOCK ORDER      A thread that waits for a slot holds no slot but its own; only the leader waits while it holds one,
+///                 in ascending order. m_resizeMutex is taken by the leader holding all slots, or by a thread that
+///                 holds none. A slot's mutex is held only for a hand-over, during which the thread waits for nothing.
+///                 The memory manager's mutex is taken before any slot, by threads that hold none.
 ///
 /// MEMORY ORDERS
 ///   #   operation                             order    pairs with   makes visible                     checked by
@@ -40,7 +40,7 @@
 ///   P6  finish, store NOT_RESIZING            release  P1, P3       the whole new array               TSan
 ///   P7  pending chunks, store                 release  P5           nothing more than P2 does         argued
 /// A CAS that fails is a P3: it reads the state. TSan and argued: as in ParallelHashTable.h. P1: the thread that elects
-/// itself has read NOT_RESIZING through P3, and takes every slot (T1) before it touches anything. P2, P4, P7: a thread
+/// itself has read NOT_RESIZING through P3, and takes every slot (T1) before it accesses anything. P2, P4, P7: a thread
 /// that sees the new array holds a slot that the leader has left before (T2, T3), or was parked under the mutex.
 template<class Policy>
 ParallelHashTable<Policy>::ParallelHashTable(MemoryManager& memoryManager, const Policy& policy) noexcept
@@ -67,7 +67,7 @@ void ParallelHashTable<Policy>::setNumberOfBuckets(const size_t numberOfBuckets)
     m_resizeThreshold = melnar::ParallelHashTableHeader::getResizeThreshold(numberOfBuckets, m_maxLoadFactor);
 }
 
-/// Forgets any resize. Only while the table is not shared.
+/// Resets the state of resizes. Only while the table is not shared.
 template<class Policy>
 void ParallelHashTable<Policy>::resetResize() noexcept {
     m_resizeState.store(NOT_RESIZING, std::memory_order_relaxed);
@@ -90,11 +90,11 @@ void ParallelHashTable<Policy>::initialize(const size_t numberOfBuckets) {
     makeFingerprints(true);
 }
 
-/// Makes fingerprints, all unknown, for the bucket array as it is, if the table keeps any.
+/// Makes fingerprints, all unknown, for the current bucket array, if the table keeps any.
 template<class Policy>
 void ParallelHashTable<Policy>::makeFingerprints(const bool isEmpty) noexcept {
     const size_t numberOfBuckets = getNumberOfBuckets();
-    // A loaded table has as many buckets as its stream says, which nobody may have vouched for.
+    // A loaded table has as many buckets as its stream says, which may be untrusted.
     if (m_keepsFingerprints && std::has_single_bit(numberOfBuckets) &&
         numberOfBuckets >= melnar::Fingerprints::GROUP_SIZE)
         m_fingerprints.initialize(numberOfBuckets, isEmpty);
@@ -106,15 +106,15 @@ void ParallelHashTable<Policy>::enableFingerprints() noexcept {
         return;
     m_keepsFingerprints = true;
     makeFingerprints(getNumberOfNonEmptyBuckets() == 0);
-    // When they are complete, as other threads may ask for their memory immediately, though none uses this table yet; and
-    // those who have run out of memory meanwhile may try again.
+    // Only after they are made: from here on, other threads may request their memory, though none uses this table yet.
+    // Threads that have run out of memory meanwhile may try again.
     getMemoryManager().addReclaimable(m_fingerprintReclaimer);
     getMemoryManager().noteReclaim();
 }
 
 template<class Policy>
 bool ParallelHashTable<Policy>::giveUpFingerprints() noexcept {
-    // While a resize is prepared, its new fingerprints may be charged already and not be counted yet.
+    // While a resize is prepared, its new fingerprints may be charged already but not yet counted.
     if (getFingerprintBytes() == 0 && m_resizeState.load(std::memory_order_acquire) == NOT_RESIZING) // P3
         return false;
     const Operation operation(*this);
@@ -143,7 +143,7 @@ template<class Policy>
 size_t ParallelHashTable<Policy>::getNumberOfNonEmptyBuckets() const noexcept {
     const size_t unspentQuotas = getSumOfInsertionQuotas();
     const size_t usedBuckets = m_numberOfUsedBuckets.load(std::memory_order_relaxed);
-    // Under insertions the quotas and the counter are of different moments; the difference must not wrap.
+    // During insertions the quotas and the counter may be of different moments; the difference must not wrap.
     return usedBuckets > unspentQuotas ? usedBuckets - unspentQuotas : 0;
 }
 
@@ -198,9 +198,9 @@ void ParallelHashTable<Policy>::shrinkToFit(const size_t minimumNumberOfBuckets)
     if (oldNumberOfBuckets <= newNumberOfBuckets)
         return;
 
-    // The home bucket in the smaller table is the old home modulo its size, so every entry of the upper part goes to
-    // its old place modulo the new size, or to one after that. Moving in ascending order keeps each probe chain unbroken:
-    // what stands before an entry in its chain is placed before it. Nothing is rehashed.
+    // The home bucket in the smaller table is the old home modulo its size, so every entry of the upper part moves to
+    // its old index modulo the new size, or after it. Moving in ascending order keeps each probe chain unbroken: all
+    // entries before an entry in its chain are placed before it. Nothing is rehashed.
     Bucket* const buckets = m_buckets.getData();
     for (size_t index = newNumberOfBuckets; index < oldNumberOfBuckets; ++index) {
         const BucketValue value = readBucket(buckets[index]);
@@ -258,7 +258,7 @@ void ParallelHashTable<Policy>::load(InputStream& inputStream) {
             throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_NOT_A_TABLE, MelnarException::NO_CAUSES,
                                   "Invalid input file: cannot load ParallelHashTable.");
     } catch (...) {
-        setHeader(header); // What was read before the failure stays.
+        setHeader(header); // keeps what was read before the failure
         throw;
     }
     setHeader(header);
@@ -290,7 +290,7 @@ void ParallelHashTable<Policy>::reinsert(ThreadContext& callerContext, const uin
         callerContext.setInsertionQuota(callerContext.getInsertionQuota() - 1);
 }
 
-/// One attempt; returns whether the buckets may have moved.
+/// Makes one attempt; returns whether the buckets may have moved.
 template<class Policy>
 bool ParallelHashTable<Policy>::refillInsertionQuota(ThreadContext& callerContext) {
     size_t usedBuckets = m_numberOfUsedBuckets.load(std::memory_order_relaxed);
@@ -304,7 +304,8 @@ bool ParallelHashTable<Policy>::refillInsertionQuota(ThreadContext& callerContex
     return false;
 }
 
-/// All slots but the caller's own, taken in ascending order: waits until everyone has left the table or is parked.
+/// Holds all slots except the caller's, taken in ascending order. Waits until all other threads have left the table or
+/// are parked.
 template<class Policy>
 class ParallelHashTable<Policy>::AllOtherThreadContexts : private Unmovable {
 public:
@@ -346,11 +347,11 @@ void ParallelHashTable<Policy>::startHandleResize(ThreadContext& callerContext) 
     {
         const AllOtherThreadContexts allOtherThreadContexts(*this, callerContext);
         const size_t oldNumberOfBuckets = getNumberOfBuckets();
-        // More tombstones than half the table: dropping them makes room enough.
+        // If more than half of the buckets are tombstones, dropping them makes enough room.
         const size_t newNumberOfBuckets =
             getNumberOfDeletedBuckets() <= oldNumberOfBuckets / 2 ? 2 * oldNumberOfBuckets : oldNumberOfBuckets;
         try {
-            // All of the new array is committed now, so that no rehashing thread can run out of memory.
+            // Commit all of the new array now, so that no rehashing thread can run out of memory.
             m_oldBuckets.initialize(newNumberOfBuckets);
             m_oldBuckets.ensureEndAtLeast(newNumberOfBuckets);
         } catch (...) {
@@ -364,7 +365,7 @@ void ParallelHashTable<Policy>::startHandleResize(ThreadContext& callerContext) 
         m_buckets.swapContents(m_oldBuckets);
         setNumberOfBuckets(newNumberOfBuckets);
         makeFingerprints(true);       // and complete: the rehash stores one with every number
-        if (g_hasThreadContextLoan) { // The order in which helpers come would show in the buckets.
+        if (g_hasThreadContextLoan) { // The buckets would depend on the order in which helpers come.
             for (size_t chunkIndex = 0; chunkIndex < m_numberOfResizeChunks; ++chunkIndex)
                 rehashChunk(callerContext, chunkIndex);
             m_numberOfPendingChunks.store(0, std::memory_order_relaxed);
@@ -401,7 +402,8 @@ void ParallelHashTable<Policy>::handleResize(ThreadContext& callerContext, const
     }
 }
 
-/// Lets the leader have the caller's slot, waits until it has prepared the resize or failed, and takes the slot again.
+/// Releases the caller's slot to the leader, waits until the leader has prepared the resize or failed, and takes the
+/// slot again.
 template<class Policy>
 void ParallelHashTable<Policy>::waitWhilePreparing(ThreadContext& callerContext) noexcept {
     releaseThreadContext(callerContext);
@@ -422,7 +424,7 @@ void ParallelHashTable<Policy>::getHashes(const BucketValue* const values, const
                        [this](const BucketValue value) { return m_policy.getHash(value); });
 }
 
-/// Moves a chunk's numbers to the new array, in the order of their old buckets.
+/// Moves the numbers of a chunk to the new array, in the order of their old buckets.
 template<class Policy>
 void ParallelHashTable<Policy>::rehashChunk(ThreadContext& callerContext, const size_t chunkIndex) noexcept {
     std::array<BucketValue, REHASH_BLOCK_SIZE> values;
@@ -430,7 +432,7 @@ void ParallelHashTable<Policy>::rehashChunk(ThreadContext& callerContext, const 
     uint32_t droppedTombstones = 0;
     const size_t firstIndex = chunkIndex * RESIZE_CHUNK_SIZE;
     const Bucket* const begin = m_oldBuckets.getData() + firstIndex;
-    // New homes are at the old index or, if the table doubles, as far beyond it as the old array reached.
+    // New homes are at the old index or, if the table doubles, at the old index plus the old number of buckets.
     m_fingerprints.touch(firstIndex);
     m_fingerprints.touch((firstIndex + m_numberOfResizeChunks * RESIZE_CHUNK_SIZE) & m_hashMask);
     for (const Bucket* oldBucket = begin; oldBucket != begin + RESIZE_CHUNK_SIZE; ++oldBucket) {
@@ -448,8 +450,8 @@ void ParallelHashTable<Policy>::rehashChunk(ThreadContext& callerContext, const 
     callerContext.setInsertionQuota(callerContext.getInsertionQuota() + droppedTombstones);
 }
 
-/// Puts numbers into the new array. Each step is done for all of them before the next one, so that the cache misses of
-/// a step overlap.
+/// Inserts numbers into the new array. Each step is done for all of them before the next one, so the cache misses of a
+/// step overlap.
 template<class Policy>
 void ParallelHashTable<Policy>::rehashBlock(const BucketValue* const values, const size_t numberOfValues) noexcept {
     std::array<uint64_t, REHASH_BLOCK_SIZE> hashes;
@@ -464,8 +466,8 @@ void ParallelHashTable<Policy>::rehashBlock(const BucketValue* const values, con
             continue;
         const size_t number = ahead - PREFETCH_DISTANCE;
         size_t index = getHomeIndex(hashes[number]);
-        // A known fingerprint tells that the bucket is taken, whatever it is. The bucket is not read first, for its page
-        // may be new (Fingerprints::touch).
+        // A known fingerprint, whatever its value, means that the bucket is taken. The bucket is not read first, since
+        // its page may be new (Fingerprints::touch).
         constexpr uint8_t UNKNOWN = 0;
         for (;; index = getNextIndex(index)) {
             index = findCandidate(index, UNKNOWN);
@@ -478,7 +480,7 @@ void ParallelHashTable<Policy>::rehashBlock(const BucketValue* const values, con
     }
 }
 
-/// Gives up what is left of the old array.
+/// Releases the old array.
 template<class Policy>
 void ParallelHashTable<Policy>::finishRehash() noexcept {
     m_numberOfDeletedBuckets.store(0, std::memory_order_relaxed);

@@ -6,21 +6,21 @@
 
 namespace melnar {
 
-/// One thread index's slot in a hash table: a small lock that every operation on the table holds, and the insertions
-/// that its holder may make before it must touch the table's shared counter again.
+/// The slot of one thread index in a hash table: a small lock that every operation on the table holds, and the number
+/// of insertions that its holder may make before it must access the table's shared counter again.
 ///
-/// The counter alone decides whether the slot is free, so that entering and leaving an uncontended slot makes no
-/// system call; mutex, condition and flag serve only threads that have to wait.
+/// The counter alone decides whether the slot is free, so entering and leaving an uncontended slot makes no system
+/// call. Mutex, condition and flag serve only threads that must wait.
 ///
 /// SLOT STATES    lock count 0                 free
-///                lock count 1                 held, nobody waits
+///                lock count 1                 held, no thread waits
 ///                lock count n > 1             held or being handed over, n - 1 threads wait
 ///                wake flag 1                  handed over by its last holder, not yet taken by a waiter
 ///
 /// INVARIANTS     S1 the thread that raises the count from 0 holds the slot; all others wait for the wake flag
-///                S2 only the holder raises the flag, and only when someone waits; the waiter that clears it is the
-///                   next holder: so at most one hand-over is under way
-///                S3 the quota is written only by the slot's holder
+///                S2 only the holder raises the flag, and only if a thread waits; the waiter that clears it is the
+///                   next holder: so there is at most one hand-over at a time
+///                S3 only the slot's holder writes the quota
 ///
 /// MEMORY ORDERS
 ///   #   operation                    order    pairs with   makes visible                                   checked by
@@ -29,13 +29,13 @@ namespace melnar {
 ///   T2  leave, count - 1             release  T1                                                           TSan
 ///   T3  flag, under the mutex        mutex    T3           the same, when the slot is handed over          argued
 ///   T4  quota, load and store        relaxed  -            nothing: the slot orders it (S3); statistics    argued
-///                                                          may read it at any time and take what they see
+///                                                          may read any value of it at any time
 /// TSan: with relaxed order instead, ThreadSanitizer finds a race in the stress tests. Argued: there is no order to
-/// weaken; the mutex makes T3's, and T4 has none.
+/// weaken: T3 is ordered by the mutex, and T4 is relaxed.
 ///
-/// Mutex and condition are all-zero storage, which is their static initialiser: 256 slots cost no calls to set up. That
-/// a slot is not copied nor moved, its atomics see to: with the base class that says so it could not lie at the begin
-/// of a table, which has the same base.
+/// Mutex and condition are all-zero storage, which is their static initialiser: 256 slots need no calls to set up. Its
+/// atomics make a slot unmovable. It does not derive from Unmovable, since the first member of a table, which has the
+/// same base class, would then not be at the start of the table.
 struct alignas(64) TableThreadContext {
     TableThreadContext() = default;
 
@@ -57,7 +57,7 @@ struct alignas(64) TableThreadContext {
     pthread_cond_t m_condition{};
 };
 
-/// Makes the calling thread the slot's holder; waits while another thread holds it.
+/// Makes the calling thread the holder of the slot; waits while another thread holds it.
 inline void acquireThreadContext(TableThreadContext& threadContext) noexcept {
     if (threadContext.m_lockCount.fetch_add(1, std::memory_order_acquire) == 0) // T1
         return;
@@ -68,7 +68,7 @@ inline void acquireThreadContext(TableThreadContext& threadContext) noexcept {
     ::pthread_mutex_unlock(&threadContext.m_mutex);
 }
 
-/// Gives the slot up, to one of the threads that wait for it if there are any.
+/// Releases the slot, to one of the waiting threads if there are any.
 inline void releaseThreadContext(TableThreadContext& threadContext) noexcept {
     if (threadContext.m_lockCount.fetch_sub(1, std::memory_order_release) <= 1) // T2
         return;

@@ -36,13 +36,14 @@ constexpr const char* const REPLACED_SUFFIX = ".replaced";
 
 constexpr mode_t PERMISSIONS_OF_NEW_FILES = 0666;
 
-/// What a private file will hold must not be public while it is written.
+/// The contents of a private file must not be public while they are written.
 mode_t getPermissionsToStartWith(const TargetFile& target) {
     struct stat oldFile;
     return target.examine(oldFile) ? oldFile.st_mode & 0777 : PERMISSIONS_OF_NEW_FILES;
 }
 
-/// Removes what a dead writer has left, perhaps read-only or of another user. Anything but a file is not a writer's.
+/// Removes what a killed writer has left; it may be read-only or belong to another user. Anything but a regular file
+/// was not left by a writer.
 void removeLeftover(const std::string& fileName) {
     struct stat status;
     if (::lstat(fileName.c_str(), &status) != 0) {
@@ -59,7 +60,7 @@ void removeLeftover(const std::string& fileName) {
                                   "Cannot remove file '", fileName, "', which a writer left that has ended.");
 }
 
-/// Returns the name of the temporary file, when neither that nor an old file is left of a dead writer.
+/// Removes what killed writers have left: the temporary file and an old one. Returns the name of the temporary file.
 std::string removeLeftovers(const TargetFile& target) {
     std::string temporaryFileName = AtomicFileOutputStream::getTemporaryFileNameOf(target);
     removeLeftover(temporaryFileName);
@@ -76,29 +77,30 @@ bool addName(const std::string& fileName, const std::string& secondName) {
     return result == 0;
 }
 
-/// Makes a temporary file the target, which becomes the temporary file, if it is there.
+/// Exchanges a temporary file and the target; if there is no target, renames the temporary file.
 bool exchange(const char* const temporaryName, const char* const targetName) noexcept {
     return ::renameat2(AT_FDCWD, temporaryName, AT_FDCWD, targetName, RENAME_EXCHANGE) == 0 ||
            (errno == ENOENT && ::renameat2(AT_FDCWD, temporaryName, AT_FDCWD, targetName, RENAME_NOREPLACE) == 0);
 }
 
-/// The reverse.
+/// Reverses exchange.
 bool exchangeBack(const char* const temporaryName, const char* const targetName) noexcept {
     return ::renameat2(AT_FDCWD, temporaryName, AT_FDCWD, targetName, RENAME_EXCHANGE) == 0 ||
            (errno == ENOENT && ::renameat2(AT_FDCWD, targetName, AT_FDCWD, temporaryName, RENAME_NOREPLACE) == 0);
 }
 
-/// What came of exchanging two files; the numbers are exit statuses.
+/// The outcome of exchanging two files. The numbers are exit statuses.
 enum class Exchange : int { BOTH = 0, NONE = 1, UNKNOWN = 2 };
 
-/// Exchanges both or none, in a process of its own: what kills this one alone, or the group of processes that it is of, does
-/// not kill that. It makes nothing but calls of the system, as the only thread of a process that several threads have left.
+/// Exchanges both or none, in a separate process: a signal that kills only this process, or its process group, does not
+/// kill that one. It makes only system calls, since it is a single-threaded copy of a process that may have several
+/// threads.
 Exchange exchangeInOtherProcess(const char* const firstTemporaryName, const char* const firstTargetName,
                                 const char* const secondTemporaryName, const char* const secondTargetName) noexcept {
     sigset_t allSignals;
     sigset_t ownSignals;
     ::sigfillset(&allSignals);
-    ::pthread_sigmask(SIG_SETMASK, &allSignals, &ownSignals); // The process has no use for handlers.
+    ::pthread_sigmask(SIG_SETMASK, &allSignals, &ownSignals); // the new process must not run signal handlers
     const pid_t process = ::fork();
     if (process == 0) {
         Exchange outcome = Exchange::NONE;
@@ -121,7 +123,7 @@ Exchange exchangeInOtherProcess(const char* const firstTemporaryName, const char
     return ended == process && WIFEXITED(status) ? static_cast<Exchange>(WEXITSTATUS(status)) : Exchange::UNKNOWN;
 }
 
-/// Tells whether there is such a file, and which.
+/// Returns whether there is such a file, and sets its status.
 bool identify(const std::string& fileName, struct stat& status) {
     if (::lstat(fileName.c_str(), &status) == 0)
         return true;
@@ -133,7 +135,7 @@ bool identify(const std::string& fileName, struct stat& status) {
 
 } // namespace
 
-/// Makes a rename in the folder survive a power cut.
+/// Ensures that a rename in the folder survives a power cut.
 void AtomicFileOutputStream::synchronizeFolder(const std::string& folderName) {
     FileDescriptor folder;
     do {
@@ -148,7 +150,8 @@ void AtomicFileOutputStream::synchronizeFolder(const std::string& folderName) {
                                       errno, "Cannot write folder '", folderName, "' to the disk.");
 }
 
-/// O_EXCL: what has come since the leftovers were removed is not a writer's, which would hold the lock.
+/// O_EXCL: a file that has appeared since the leftovers were removed is not a writer's, because a writer would hold the
+/// lock.
 AtomicFileOutputStream::TemporaryFile::TemporaryFile(const TargetFile& target, const mode_t permissions)
     : m_fileName(removeLeftovers(target)), m_output(m_fileName, O_RDWR | O_EXCL | O_NOFOLLOW, permissions),
       m_isRenamed(false) {}
@@ -172,7 +175,7 @@ void AtomicFileOutputStream::TemporaryFile::replace(const TargetFile& target) {
         m_replacedName = m_fileName;
         return;
     }
-    // There is no old file, or the file system exchanges none.
+    // There is no old file, or the file system cannot exchange files.
     std::string replacedName = getReplacedFileNameOf(target);
     if (addName(targetName, replacedName))
         m_replacedName = std::move(replacedName);
@@ -184,7 +187,7 @@ void AtomicFileOutputStream::TemporaryFile::replace(const TargetFile& target) {
     }
 }
 
-/// Takes note that another process has exchanged the file with the target, if that was there.
+/// Notes that another process has exchanged the file with the target, if that existed.
 void AtomicFileOutputStream::TemporaryFile::noteExchanged(const bool wasTargetThere) {
     m_isRenamed = true;
     if (wasTargetThere)
@@ -225,11 +228,11 @@ AtomicFileOutputStream::AtomicFileOutputStream(FileLock& lock)
     : m_fileName(lock.getFileName()), m_use(std::in_place, lock), m_target(lock.getTarget()),
       m_temporaryFile(m_target, getPermissionsToStartWith(m_target)), m_isPrepared(false) {}
 
-/// Works on the open file: the superuser must not be led elsewhere by a link that another user has put in its place.
+/// Uses the open file: if another user replaces its name by a link, the superuser must not follow that.
 void AtomicFileOutputStream::keepMetadata(const FileOutputStream& output, const struct stat& oldFile) {
     const int fileDescriptor = output.getFileDescriptor();
-    // Only the superuser may give files away, and others may give them to their own groups. The permissions come after,
-    // as a change of the owner can take some of them away.
+    // Only the superuser may change owners; other users may change groups to their own. Permissions are set afterwards,
+    // since a change of the owner can clear some of them.
     if (::fchown(fileDescriptor, oldFile.st_uid, oldFile.st_gid) != 0)
         static_cast<void>(::fchown(fileDescriptor, static_cast<uid_t>(-1), oldFile.st_gid) == 0);
     if (::fchmod(fileDescriptor, oldFile.st_mode & 07777) != 0)
@@ -257,7 +260,7 @@ void AtomicFileOutputStream::commit() {
     m_ownLock.reset();
 }
 
-/// Replaces both files, and leaves it to the caller to make that survive a power cut.
+/// Replaces both files. The caller must make that survive a power cut.
 void AtomicFileOutputStream::exchangeBoth(AtomicFileOutputStream& first, AtomicFileOutputStream& second) {
     struct stat old;
     struct stat firstWritten {};
@@ -283,7 +286,7 @@ void AtomicFileOutputStream::exchangeBoth(AtomicFileOutputStream& first, AtomicF
         second.m_temporaryFile.noteExchanged(wasSecondThere);
     if (isFirstNew && isSecondNew)
         return;
-    if (isFirstNew) { // The process was killed, or could not undo what it had done.
+    if (isFirstNew) { // The other process was killed, or could not undo its first exchange.
         first.takeBack();
         throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_NOT_REPLACED_TOGETHER, MelnarException::NO_CAUSES,
                               "Cannot replace file '", second.m_fileName, "' together with '", first.m_fileName, "'.");
@@ -310,7 +313,7 @@ void AtomicFileOutputStream::replaceBoth(AtomicFileOutputStream& first, AtomicFi
             throw;
         }
     } catch (...) {
-        first.takeBack(); // even if the second could not be
+        first.takeBack(); // even if that failed for the second
         throw;
     }
 }

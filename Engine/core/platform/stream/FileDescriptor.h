@@ -6,9 +6,10 @@
 
 namespace melnar {
 
-/// An open file of the operating system, or none.
+/// An open file descriptor, or none.
 ///
-/// Ownership  Closes the file; a failure of that is disregarded. Where it matters, as after writing, the owner closes.
+/// Ownership  Closes the file and ignores failures to close. Where these matter, as after writing, the owner must close
+///            it.
 class FileDescriptor {
 public:
     explicit FileDescriptor(const int fileDescriptor = -1) noexcept : m_fileDescriptor(fileDescriptor) {}

@@ -30,7 +30,7 @@ constexpr long LINE_IN_USE = 190;
 
 constexpr const char* const LOCK_FILE_SUFFIX = ".lock";
 
-// The text of a lock file: this, the holder, and a line feed. It is much shorter than the longest one.
+// The text of a lock file is this, the holder, and a line feed. It is always much shorter than the maximum.
 constexpr std::string_view TEXT_BEGIN = "melnar lock: ";
 constexpr size_t MAXIMUM_TEXT_SIZE = 512;
 
@@ -47,7 +47,7 @@ std::string makeText() {
     return std::string(TEXT_BEGIN) + "process " + std::to_string(::getpid()) + " on host " + hostName.data() + '\n';
 }
 
-/// Returns nothing when the text is not that of a lock file, or not yet.
+/// Returns nothing if the text is not that of a lock file, or not complete yet.
 std::optional<std::string> findHolder(std::string_view text) {
     if (!text.starts_with(TEXT_BEGIN) || !text.ends_with('\n'))
         return std::nullopt;
@@ -59,13 +59,13 @@ std::optional<std::string> findHolder(std::string_view text) {
     return std::string(text);
 }
 
-/// A power cut can leave zeros in the place of what was written.
+/// Also accepts zeros, since a power cut can leave them in place of the text.
 bool isTextOfLockFile(const std::string& text) {
     return findHolder(text).has_value() ||
            (text.size() <= MAXIMUM_TEXT_SIZE && text.find_first_not_of('\0') == std::string::npos);
 }
 
-/// A link that somebody has put there does not lead anywhere else, and a pipe does not wait for its other end.
+/// Does not follow a link with this name, and does not wait for the other end of a pipe.
 FileDescriptor openFile(const std::string& fileName, const int flags) {
     for (;;) {
         FileDescriptor file(::open(fileName.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666));
@@ -74,8 +74,9 @@ FileDescriptor openFile(const std::string& fileName, const int flags) {
     }
 }
 
-/// Lock files come and go at any moment. So a file is opened or created but never both by one call, which leaves no
-/// doubt why it failed: if the file has come or gone since the call before, it is tried again; all else is reported.
+/// Other processes create and remove lock files at any moment. So each call either opens or creates a file, never both;
+/// then the cause of its failure is certain. If the file has appeared or disappeared since the previous call, it tries
+/// again. It reports all other failures.
 FileDescriptor openLockFile(const std::string& fileName) {
     for (;;) {
         FileDescriptor file = openFile(fileName, O_RDWR);
@@ -95,7 +96,7 @@ FileDescriptor openLockFile(const std::string& fileName) {
     }
 }
 
-/// Returns false when the lock is held and the operation does not wait.
+/// Returns false if another holds the lock and the operation does not wait.
 bool lock(const std::string& fileName, const FileDescriptor& file, const int operation) {
     while (::flock(file.get(), operation) != 0) {
         if (errno == EWOULDBLOCK)
@@ -107,14 +108,15 @@ bool lock(const std::string& fileName, const FileDescriptor& file, const int ope
     return true;
 }
 
-/// Tells whether both are known and one file; `errorCode` is 0 when both are known.
+/// Returns whether the name and the open file are the same file. `errorCode` is 0 if both could be examined.
 bool isNameOf(const std::string& fileName, const FileDescriptor& file, struct stat& opened, int& errorCode) noexcept {
     struct stat named;
     errorCode = ::stat(fileName.c_str(), &named) == 0 && ::fstat(file.get(), &opened) == 0 ? 0 : errno;
     return errorCode == 0 && named.st_ino == opened.st_ino && named.st_dev == opened.st_dev;
 }
 
-/// Tells whether the locked file still has its name: a lock on a file that its holder has removed excludes nobody.
+/// Returns whether the locked file still has its name: a lock on a file that its holder has removed excludes no other
+/// writer.
 bool isStillNameOf(const std::string& fileName, const FileDescriptor& file, struct stat& opened) {
     int errorCode;
     if (isNameOf(fileName, file, opened, errorCode))
@@ -125,7 +127,7 @@ bool isStillNameOf(const std::string& fileName, const FileDescriptor& file, stru
     return false;
 }
 
-/// Returns the error code, or 0. Reads at most a byte more than the text of a lock file can have.
+/// Returns the error code, or 0. Reads at most one byte more than the text of a lock file can have.
 int readText(const FileDescriptor& file, std::string& text) {
     std::array<char, MAXIMUM_TEXT_SIZE + 1> buffer;
     ssize_t numberOfBytes;
@@ -139,11 +141,12 @@ int readText(const FileDescriptor& file, std::string& text) {
 std::string readHolder(const FileDescriptor& file) {
     std::string text;
     static_cast<void>(readText(file, text));
-    return findHolder(text).value_or("another process"); // which has not yet written its text
+    return findHolder(text).value_or("another process"); // has not written its text yet
 }
 
-/// Tells whether the locked file is as it was created, and can be written. A text in it is that of a dead holder; then
-/// the file is replaced, not the text: so a text never names another than the holder of the lock.
+/// Returns whether the locked file is unchanged since it was created, and can be written. If it has a text, that is the
+/// text of a holder that was killed. Then the file is replaced, not its text, so that a text never names anyone but the
+/// holder of the lock.
 bool isFresh(const std::string& fileName, const FileDescriptor& file, const struct stat& opened) {
     std::string text;
     const int errorCode = S_ISREG(opened.st_mode) ? readText(file, text) : 0;
@@ -170,7 +173,7 @@ void writeText(const std::string& fileName, const FileDescriptor& file) {
             remaining.remove_prefix(static_cast<size_t>(written));
         else if (errno != EINTR) {
             const int errorCode = errno;
-            ::unlink(fileName.c_str()); // a text that breaks off would not be known for that of a lock file
+            ::unlink(fileName.c_str()); // an incomplete text would not be recognised as that of a lock file
             throw SystemCallException(SOURCE_FILE, LINE_CANNOT_WRITE, MelnarException::NO_CAUSES, "write", errorCode,
                                       "Cannot write to lock file '", fileName, "'.");
         }
@@ -212,12 +215,12 @@ bool FileLock::tryToTake(const WhenHeld& whenHeld) {
     return true;
 }
 
-/// Removes the lock file before the lock is released, as afterwards the file may be another holder's. One that cannot be
-/// removed hinders nobody.
+/// Removes the lock file before the lock is released, because after that the file may be another holder's. A file that
+/// cannot be removed does not block other writers.
 FileLock::~FileLock() {
     struct stat opened;
     int errorCode;
-    if (isNameOf(m_lockFileName, m_file, opened, errorCode)) // unless somebody has removed it by hand
+    if (isNameOf(m_lockFileName, m_file, opened, errorCode)) // unless it was removed by hand
         ::unlink(m_lockFileName.c_str());
 }
 

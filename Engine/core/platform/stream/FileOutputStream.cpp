@@ -23,7 +23,7 @@ constexpr long LINE_CANNOT_READ_BACK = 114;
 constexpr long LINE_IS_SHORTER = 117;
 constexpr long LINE_CANNOT_TRUNCATE = 128;
 
-// Larger requests are cut by the operating system anyway.
+// The operating system cuts larger requests anyway.
 constexpr size_t MAXIMUM_BYTES_PER_WRITE = 0x7FFFF000;
 
 constexpr size_t BYTES_BETWEEN_STARTS = size_t(1) << 22;
@@ -114,7 +114,7 @@ void FileOutputStream::synchronize() {
 void FileOutputStream::close() {
     flush();
     const int fileDescriptor = m_fileDescriptor;
-    m_fileDescriptor = -1; // Linux releases the descriptor even when close fails: closing twice could hit another file.
+    m_fileDescriptor = -1; // Linux releases the descriptor even if close fails: closing twice could close another file.
     if (::close(fileDescriptor) != 0)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_CLOSE, MelnarException::NO_CAUSES, "close", errno,
                                   "Cannot close file '", m_fileName, "'.");
@@ -129,7 +129,7 @@ void FileOutputStream::writeThrough(const uint8_t* const data, const size_t numb
                                   "Cannot write to file '", m_fileName, "'.");
 }
 
-/// Writes bytes by a call of the system: `call(bytes, number, how many have been written)`. Returns 0, or the error code of
+/// Writes bytes with a system call: `call(bytes, number, how many have been written)`. Returns 0, or the error code of
 /// a failure, after which the file is closed.
 template<class Call>
 int FileOutputStream::writeAll(const uint8_t* const data, const size_t numberOfBytes, const Call& call) noexcept {
@@ -140,7 +140,7 @@ int FileOutputStream::writeAll(const uint8_t* const data, const size_t numberOfB
             noticeWritten(static_cast<size_t>(written));
         } else if (errno != EINTR) {
             const int errorCode = errno;
-            // How much of the buffer has reached the file is lost with this failure: no later write may succeed.
+            // It is unknown now how much of the buffer has reached the file, so no later write may succeed.
             ::close(std::exchange(m_fileDescriptor, -1));
             return errorCode;
         }
@@ -148,8 +148,7 @@ int FileOutputStream::writeAll(const uint8_t* const data, const size_t numberOfB
     return 0;
 }
 
-/// Now and then has the system begin to bring to the disk what it was given, so that synchronize waits for less. Only
-/// advice.
+/// From time to time, makes the system start writing to the disk, so that synchronize waits for less. Only advice.
 void FileOutputStream::noticeWritten(const size_t numberOfBytes) noexcept {
     m_bytesToStart += numberOfBytes;
     if (m_bytesToStart < BYTES_BETWEEN_STARTS)

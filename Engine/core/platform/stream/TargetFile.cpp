@@ -19,7 +19,7 @@ constexpr long LINE_CANNOT_FOLLOW_LINKS = 30;
 constexpr long LINE_CANNOT_EXAMINE = 88;
 constexpr long LINE_NOT_A_REGULAR_FILE = 92;
 
-// As many as Linux follows.
+// The number of links that Linux follows.
 constexpr unsigned MAXIMUM_NUMBER_OF_LINKS = 40;
 
 std::string getFolderNameOf(const std::string& fileName) {
@@ -33,7 +33,7 @@ std::string getFolderNameOf(const std::string& fileName) {
                               errorCode, "Cannot find the place of file '", fileName, "'.");
 }
 
-/// Returns an empty text when there is nothing of the name.
+/// Returns an empty text if there is nothing with this name.
 std::string getRealPath(const std::string& name, const std::string& fileName) {
     const std::unique_ptr<char, void (*)(void*)> path(::realpath(name.c_str(), nullptr), std::free);
     if (path == nullptr && errno != ENOENT)
@@ -41,13 +41,13 @@ std::string getRealPath(const std::string& name, const std::string& fileName) {
     return path == nullptr ? std::string() : path.get();
 }
 
-/// The file that does not exist, at the end of the links, if any, that lead to it.
+/// Returns the name of the file that does not exist, after following the links to it, if any.
 std::string followLinksToNothing(const std::string& fileName) {
     std::string name = fileName;
     for (unsigned numberOfLinks = 0; numberOfLinks <= MAXIMUM_NUMBER_OF_LINKS; ++numberOfLinks) {
         std::array<char, PATH_MAX> target;
         const ssize_t length = ::readlink(name.c_str(), target.data(), target.size());
-        if (length == -1 && (errno == ENOENT || errno == EINVAL)) // nothing of this name, or no link
+        if (length == -1 && (errno == ENOENT || errno == EINVAL)) // nothing with this name, or no link
             return name;
         if (length == -1)
             failToFollowLinks(fileName, "readlink", errno);
@@ -57,7 +57,7 @@ std::string followLinksToNothing(const std::string& fileName) {
     failToFollowLinks(fileName, "readlink", ELOOP);
 }
 
-/// Were a link taken for the file because of a failure, it would be replaced.
+/// Throws after a failure: if it returned the name of a link instead, the link would be replaced.
 std::string followLinks(const std::string& fileName) {
     std::string path = getRealPath(fileName, fileName);
     if (!path.empty())

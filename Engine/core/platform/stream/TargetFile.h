@@ -8,25 +8,26 @@
 
 namespace melnar {
 
-/// The regular file, there or not yet, that a name leads to: what is written to the name replaces it.
+/// The regular file, existing or not, that a name leads to and that writing to the name replaces.
 ///
-/// Symbolic links are followed once, by the constructor, to the file and of its folder, also to where no file is yet.
-/// Two names that lead to one place have targets of one name; hard links have not, since replacing one leaves the other.
+/// The constructor follows symbolic links once, those of the file and of its folder, also if the file does not exist
+/// yet. Two names that lead to the same place have targets with the same name. Hard links do not, since replacing one
+/// leaves the other.
 ///
 /// Threads  Immutable after construction.
-/// Errors   SystemCallException that names the file and the call; MelnarException when what is there is no regular file,
-///          but a folder, a device, a pipe or a socket, in whose place a rename would put a file.
+/// Errors   SystemCallException that names the file and the call; MelnarException if there is something other than a
+///          regular file: a folder, a device, a pipe or a socket, which a rename would replace by a file.
 class MELNAR_EXPORT TargetFile {
 public:
     explicit TargetFile(const std::string& fileName);
 
-    /// The file's own name, links followed.
+    /// Returns the name of the file after links were followed.
     const std::string& getName() const noexcept { return m_name; }
 
-    /// The name of the folder that the file is or will be in.
+    /// Returns the name of the folder that the file is or will be in.
     std::string getFolderName() const;
 
-    /// Tells whether the file is there now, and what it is.
+    /// Returns whether the file exists now, and sets its status.
     bool examine(struct stat& status) const;
 
 private:

@@ -5,8 +5,8 @@
 
 #include <string>
 
-/// A source of bytes that nobody vouches for: they may be damaged, or forged with right checksums. Its reader checks
-/// every number before anything acts upon it, and reports to the stream what it finds; the stream adds where.
+/// A source of untrusted bytes: they may be damaged, or forged with correct checksums. Its reader checks every number
+/// before it is used, and reports its findings to the stream, which adds the place.
 ///
 /// Threads  One thread at a time.
 /// Errors   Every operation may throw the implementation's own failures. After one, the stream is unusable.

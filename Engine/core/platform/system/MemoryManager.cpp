@@ -14,8 +14,8 @@ MemoryManager::MemoryManager(const size_t reservedBytes, MemoryManager* const sh
       m_outermost(shared == nullptr ? *this : shared->m_outermost), m_numberOfReclaims(0), m_numberOfRefusals(0),
       m_firstReclaimable(nullptr) {}
 
-/// The shared limit comes first. So what is charged here never exceeds what is charged there. If no store's
-/// own limit is lower, a store fails only if there is no memory, not because another thread asks for too much meanwhile.
+/// Charges the shared limit first. So the bytes charged here never exceed those charged there. If no store's own limit
+/// is lower, an allocation fails only if there is no memory, not because another thread temporarily asks for too much.
 void MemoryManager::allocate(const size_t bytes) {
     if (m_shared != nullptr)
         m_shared->allocate(bytes);
@@ -48,7 +48,7 @@ void MemoryManager::removeReclaimable(ReclaimableMemory& memory) noexcept {
     *place = memory.m_next;
 }
 
-/// Returns whether memory was given back since the caller knew the number of reclaims, by this call, by another one or
+/// Returns whether memory was released since the caller read the number of reclaims: by this call, by another one, or
 /// by its owner.
 bool MemoryManager::reclaim(const size_t knownNumberOfReclaims) noexcept {
     const std::lock_guard<std::mutex> lock(m_reclaimMutex);

@@ -21,12 +21,12 @@
 /// Units          Capacity and end count items of T; committed memory counts bytes, whole pages.
 /// Ownership      Owns the reservation and the charge against the MemoryManager, which must outlive it.
 /// Addresses      Never move while the region is initialised: indices and pointers survive growth.
-/// Contents       Items read as zero until first written. T is an integer, an atomic one or a plain record: items are
-///                neither constructed nor destroyed.
+/// Contents       Items read as zero until first written. T is an integer, an atomic integer or a plain struct: items
+///                are neither constructed nor destroyed.
 /// Threads        ensureEndAtLeast and accesses below the end: any threads at any time. The rest: alone.
-/// Errors         Every throw but load's leaves the region as it was before the call, or empty for initialize.
+/// Errors         Every throw except load's leaves the region as it was before the call, or empty for initialize.
 ///
-/// INVARIANTS     R1 committed bytes <= reserved bytes, both whole pages; all that lies beyond faults
+/// INVARIANTS     R1 committed bytes <= reserved bytes, both whole pages; everything beyond faults
 ///                R2 after every growth, end = min(committed bytes / sizeof(T), capacity)
 ///                R3 the manager is charged exactly the committed bytes; a reservation alone costs nothing
 ///
@@ -36,21 +36,20 @@
 ///   G2  growth lock, store 0          release  G1                                                         argued
 ///   G3  publish the new end, store    release  G4           that the pages below the end are accessible   argued
 ///   G4  read the end, load            acquire  G3                                                         argued
-/// Argued: ThreadSanitizer finds nothing with relaxed orders instead, since all that the lock guards is atomic, and the
-/// access to pages is nothing that it knows of.
-/// The committed bytes change only under the growth lock or alone; they are atomic, accessed relaxed, because
-/// statistics read them at any time.
+/// Argued: ThreadSanitizer would find no race with relaxed orders either, since everything that the lock guards is
+/// atomic, and it does not know about the accessibility of pages. The committed bytes change only under the growth lock
+/// or alone. They are atomic, with relaxed accesses, because statistics read them at any time.
 template<class T>
 class MemoryRegion : private Unmovable {
 public:
     explicit MemoryRegion(MemoryManager& memoryManager) noexcept;
     ~MemoryRegion() { deinitialize(); }
 
-    /// Drops any previous reservation and reserves address space for `maximumNumberOfItems` items, none accessible
-    /// yet. Throws SystemCallException ("mmap") when the address space is not to be had; the region is then empty.
+    /// Drops any previous reservation and reserves address space for `maximumNumberOfItems` items, none of them
+    /// accessible yet. Throws SystemCallException ("mmap") if there is no address space; the region is then empty.
     void initialize(size_t maximumNumberOfItems);
 
-    /// Gives reservation, contents and charge back.
+    /// Releases the reservation, the contents and the charge.
     void deinitialize() noexcept;
 
     /// Makes at least the first `end` items accessible.
@@ -60,11 +59,11 @@ public:
     }
 
     /// Commits whole pages, no more than `end` items need. Throws MelnarException beyond the capacity,
-    /// MemoryExhaustedException at the memory limit, SystemCallException ("mprotect") when the system refuses.
+    /// MemoryExhaustedException at the memory limit, SystemCallException ("mprotect") if the system refuses.
     void doEnsureEndAtLeast(size_t end);
 
-    /// Shrinks the accessible part to the whole pages that `end` items need, gives the pages beyond back, and zeroes
-    /// the items from `end` to the end of the last page kept. The reservation stays.
+    /// Shrinks the accessible part to the whole pages that `end` items need, releases the pages beyond, and zeroes the
+    /// items from `end` to the end of the last page kept. The reservation stays.
     void truncate(size_t end) noexcept;
 
     /// Exchanges reservation, end, capacity and charge with a region of the same manager.
@@ -81,7 +80,7 @@ public:
     T& operator[](const size_t index) noexcept { return m_data[index]; }
     const T& operator[](const size_t index) const noexcept { return m_data[index]; }
 
-    /// Number of accessible items.
+    /// Returns the number of accessible items.
     size_t getEnd() const noexcept { return m_end.load(std::memory_order_acquire); } // G4
 
     size_t getMaximumNumberOfItems() const noexcept { return m_maximumNumberOfItems; }
@@ -115,7 +114,7 @@ private:
     std::atomic<size_t> m_committedBytes; // written under the growth lock or alone
 };
 
-/// Holds the growth lock: growing is short and rare, so waiters spin.
+/// Holds the growth lock. Growth is short and rare, so waiting threads spin.
 template<class T>
 class MemoryRegion<T>::GrowthGuard : private Unmovable {
 public:
@@ -165,7 +164,7 @@ void MemoryRegion<T>::initialize(const size_t maximumNumberOfItems) {
     const size_t reservedBytes = roundUpToPages(maximumNumberOfItems * sizeof(T));
     void* const data = melnar::VirtualMemory::reserve(reservedBytes);
     if (data == nullptr) {
-        const int errorCode = errno; // Making the exception allocates.
+        const int errorCode = errno; // making the exception allocates, which may change it
         m_memoryManager.noteRefusal();
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_RESERVE, MelnarException::NO_CAUSES, "mmap", errorCode,
                                   "An error occurred while reserving ", reservedBytes, " bytes of address space.");
@@ -182,7 +181,7 @@ void MemoryRegion<T>::doEnsureEndAtLeast(const size_t end) {
                               " items because it was initialized to hold at most ", m_maximumNumberOfItems, " items.");
     const GrowthGuard growthGuard(m_growthLock);
     if (end <= getEnd())
-        return; // Another thread has grown the region meanwhile.
+        return; // Another thread has grown the region.
     const size_t committedBytes = getCommittedBytes();
     const size_t targetBytes = roundUpToPages(end * sizeof(T));
     const size_t additionalBytes = targetBytes - committedBytes;

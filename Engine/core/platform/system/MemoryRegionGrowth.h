@@ -7,17 +7,17 @@
 
 namespace melnar {
 
-/// The smallest and the largest number of bytes by which ensureEndInSteps grows beyond the need.
+/// The smallest and the largest number of bytes that ensureEndInSteps commits in addition to what is needed.
 constexpr size_t MINIMUM_GROWTH_STEP = size_t(1) << 16;
 constexpr size_t MAXIMUM_GROWTH_STEP = size_t(1) << 25;
 
-/// Makes at least the first `end` items accessible, and beyond them an eighth of what is there already, between
-/// MINIMUM_GROWTH_STEP and MAXIMUM_GROWTH_STEP bytes: a region that grows item by item then commits pages a few dozen
-/// times in all. The step is dropped, and just the need committed, where it would not leave the memory manager as much
-/// again; so a limit is used up to its last page.
+/// Makes at least the first `end` items accessible, and beyond them an eighth of the existing size, between
+/// MINIMUM_GROWTH_STEP and MAXIMUM_GROWTH_STEP bytes. So a region that grows item by item commits pages only a few
+/// dozen times. If the step would not leave the memory manager as much again, only what is needed is committed; so a
+/// limit is used up to its last page.
 ///
 /// Threads  Any threads at any time.
-/// Errors   Those of MemoryRegion::doEnsureEndAtLeast, for the need alone.
+/// Errors   Those of MemoryRegion::doEnsureEndAtLeast, for what is needed alone.
 template<class T>
 void ensureEndInSteps(MemoryRegion<T>& region, const size_t end) {
     if (end <= region.getEnd())
@@ -34,7 +34,7 @@ void ensureEndInSteps(MemoryRegion<T>& region, const size_t end) {
                 region.doEnsureEndAtLeast(steppedEnd);
                 return;
             } catch (const MelnarException&) {
-                // Other regions took the memory first, or the system refused it: the need itself may still fit.
+                // Other regions took the memory first, or the system refused it. What is needed may still fit.
             }
         }
     }

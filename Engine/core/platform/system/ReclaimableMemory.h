@@ -6,7 +6,7 @@ class MemoryManager;
 
 namespace melnar {
 
-/// Memory that only makes work faster, charged to a MemoryManager: its owner gives it back when it is needed for
+/// Memory that only makes operations faster, charged to a MemoryManager. Its owner releases it when it is needed for
 /// something else.
 ///
 /// Ownership  The owner adds it to its memory manager, and removes it before it is destroyed.
@@ -15,7 +15,7 @@ class ReclaimableMemory : private Unmovable {
 public:
     virtual ~ReclaimableMemory() = default;
 
-    /// Gives the memory back, and returns whether there was any.
+    /// Releases the memory, and returns whether there was any.
     virtual bool reclaim() noexcept = 0;
 
 private:

@@ -4,9 +4,9 @@
 
 namespace melnar {
 
-/// One step of a busy wait. It tells the processor that it waits, which saves power and leaves more of a shared core to
-/// its other thread; and now and then it offers its core to another thread of the system, as the one that is waited for
-/// may have none: with many more threads than cores, those that wait would else keep it from ending their wait.
+/// One step of a busy wait. It tells the processor that the thread waits, which saves power and leaves more of a shared
+/// core to the other hardware thread. Every 64th step yields the core to another thread of the system. With many more
+/// threads than cores, the thread that this one waits for may have no core, and busy waits would keep it from running.
 inline void spinPause() noexcept {
     constexpr unsigned STEPS_PER_OFFER = 64;
     static constinit thread_local unsigned s_numberOfSteps = 0;

@@ -13,13 +13,14 @@ namespace {
 
 constinit std::mutex s_mutex;
 
-/// How many threads have each index. Protected by s_mutex.
+/// The number of threads that have each index. Protected by s_mutex.
 constinit std::array<size_t, NUMBER_OF_THREAD_CONTEXT_INDICES> s_numberOfUsers{};
 
 /// Protected by s_mutex.
 constinit uint64_t s_latestThreadID = 0;
 
-/// Gives the index back when the thread ends. Objects of the thread that are destroyed later meet others at slot 0.
+/// Returns the index when the thread ends. Objects of the thread that are destroyed later use slot 0, and may wait for
+/// others there.
 struct Return {
     ~Return() {
         const std::lock_guard<std::mutex> lock(s_mutex);

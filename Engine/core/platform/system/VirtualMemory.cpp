@@ -10,8 +10,8 @@ namespace {
 
 constexpr size_t HUGE_PAGE_SIZE = size_t(1) << 21;
 
-/// Only advice: what is random access in a large region then misses the address translation cache less often. The
-/// system uses a huge page only where all of it is accessible, so no more memory is taken than was committed.
+/// Only advice: with huge pages, random accesses to a large region miss the TLB less often. The system uses a huge page
+/// only where all of it is accessible, so no more memory is taken than was committed.
 void adviseHugePages([[maybe_unused]] void* const begin, [[maybe_unused]] const size_t numberOfBytes) noexcept {
 #if defined(MADV_HUGEPAGE)
     static_cast<void>(::madvise(begin, numberOfBytes, MADV_HUGEPAGE));
@@ -39,14 +39,14 @@ bool commit(void* const begin, const size_t numberOfBytes) noexcept {
 }
 
 void decommit(void* const begin, const size_t numberOfBytes) noexcept {
-    // The contents go first, while the pages are certainly there: with their pages, or, when these must stay in memory,
-    // by being overwritten.
+    // Discard the contents first, while the pages certainly exist: with their pages or, if these must stay in memory,
+    // by overwriting them.
     if (::madvise(begin, numberOfBytes, MADV_DONTNEED) != 0)
         std::memset(begin, 0, numberOfBytes);
-    // Fresh pages over the old ones fault, and the system no longer counts them as committed. When it is too short of
-    // memory to describe a mapping more, it may find out after it has removed the old one. Another thread may have got
-    // the addresses by then, so nothing there may be touched. To ask for them without force reserves them again where
-    // they are free, and gives other ones where they are not.
+    // New pages mapped over the old ones fault, and the system no longer counts them as committed. If it lacks memory
+    // for another mapping, it may notice that only after it has removed the old one. Another thread may have got the
+    // addresses by then, so nothing there may be touched. A request without MAP_FIXED reserves them again if they are
+    // free, and returns other addresses if not.
     if (mapWithoutAccess(begin, numberOfBytes, MAP_FIXED) == MAP_FAILED) {
         void* const reserved = mapWithoutAccess(begin, numberOfBytes, 0);
         if (reserved == MAP_FAILED)
@@ -56,7 +56,7 @@ void decommit(void* const begin, const size_t numberOfBytes) noexcept {
             return;
         }
     }
-    // The advice went with the old mapping. The pages may be a short end of a large reservation.
+    // The advice was lost with the old mapping. The pages may be a short end of a large reservation.
     adviseHugePages(begin, numberOfBytes);
 }
 
