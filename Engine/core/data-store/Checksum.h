@@ -8,13 +8,13 @@
 
 namespace melnar {
 
-/// 64-bit XXH3 over bytes that come piece by piece.
+/// 64-bit XXH3 over bytes that are added piece by piece.
 class Checksum : private Unmovable {
 public:
     Checksum();
     ~Checksum();
 
-    /// Begins anew.
+    /// Restarts with no bytes.
     void reset() noexcept;
     void update(const void* data, size_t numberOfBytes) noexcept;
     uint64_t getValue() const noexcept;

@@ -1,6 +1,6 @@
 #include "Engine/core/data-store/ChecksumChain.h"
 
-// Compiled into this file, so that users of the library need not link libxxhash.
+// Compiled into this file, so users of the library need not link libxxhash.
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 

@@ -5,14 +5,14 @@
 
 namespace melnar {
 
-/// A checksum of 128 bits over numbers that come one after the other: after each, XXH3 with 128 bits and seed 0 over
-/// the last value and the number, 24 bytes.
+/// A 128-bit checksum over a sequence of numbers: each step is 128-bit XXH3 with seed 0 over the last value and the
+/// next number, 24 bytes.
 class ChecksumChain {
 public:
-    /// The lower 64 bits and the upper ones.
+    /// The lower 64 bits, then the upper ones.
     using Value = std::array<uint64_t, 2>;
 
-    /// Continues after a value, which is 0 for no numbers.
+    /// Continues after a value; the value of no numbers is 0.
     explicit ChecksumChain(const Value& value = {}) noexcept : m_value(value) {}
 
     void add(uint64_t number) noexcept;

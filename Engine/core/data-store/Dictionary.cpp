@@ -24,10 +24,10 @@ constexpr long LINE_UNKNOWN_RESOURCE = 90;
 constexpr long LINE_MALFORMED_RESOURCE = 181;
 constexpr long LINE_RESOURCE_NOT_FOUND = 185;
 
-// Address space for the data pool is reserved up to here, however large the memory limit is.
+// The largest address space that is reserved for the data pool, whatever the memory limit is.
 constexpr size_t LARGEST_DATA_POOL = DictionaryOptions::NO_MEMORY_LIMIT;
 
-// No resource takes less: 9 bytes of offset and datatype, 4 / 0.7 of bucket, 2 of chunk.
+// The smallest memory of a resource: 9 bytes of offset and datatype, 4 / 0.7 of bucket, 2 of chunk.
 constexpr size_t SMALLEST_RESOURCE = 16;
 
 static_assert(9 * (Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES + 1) + LARGEST_DATA_POOL < uint64_t(1) << 47,
@@ -48,7 +48,7 @@ const Prefixes& getNoPrefixes() {
                           "There is no datatype with ID ", size_t(entry.m_datatypeID), ".");
 }
 
-/// Throws what verify has found: a literal that is refused, for this reason, or one that is found under another ID.
+/// Throws the finding of verify: a literal that is refused, for this reason, or one that is found under another ID.
 [[noreturn]] void reportDamagedResource(const uint64_t resourceID, const uint64_t foundID,
                                         const BatchFailure* const refusal) {
     if (refusal != nullptr)
@@ -92,7 +92,7 @@ Dictionary::Dictionary(const DictionaryOptions& options, const uint64_t maximumN
       m_memoryManager(options.m_memoryLimit, options.m_sharedMemory), m_nextResourceID(1), m_commitPoint(1),
       m_numberOfWithdrawn(0), m_resourceDataOffsets(m_memoryManager), m_resourceFlags(m_memoryManager),
       m_dataPool(m_memoryManager) {
-    // Index 0 belongs to no resource. The regions' capacity is what keeps resource IDs within the maximum.
+    // Index 0 belongs to no resource. The capacity of the regions keeps resource IDs within the maximum.
     m_resourceDataOffsets.initialize(capacity.m_numberOfResources + 1);
     m_resourceFlags.initialize(capacity.m_numberOfResources + 1);
     m_dataPool.initialize(capacity.m_dataPoolBytes);
@@ -159,16 +159,17 @@ uint64_t Dictionary::tryResolveResource(const DictionaryCommitPoint commitPoint,
         .m_datatype->tryResolveResource(commitPoint, lexicalForm.data(), lexicalForm.size(), datatypeID);
 }
 
-/// Hands the entries of a block to the datatype objects that serve them, all entries of a datatype together: calls
-/// `operation(object, entries, indexes)` for each datatype, with the null pointer if no object serves it. Of a mixed
-/// block these are copies, which are copied back in the end, and `indexes` tells which; otherwise it is null.
+/// Passes the entries of a block to the datatype objects that serve them, all entries of a datatype together: calls
+/// `operation(object, entries, indexes)` for each datatype, with a null pointer if no object serves it. In a mixed
+/// block the entries are copies, which are copied back at the end, and `indexes` contains their indexes; otherwise it
+/// is null.
 template<class Operation>
 void Dictionary::forEachServer(const std::span<BatchEntry> block, const Operation& operation) const {
     if (DictionaryDatatype* const object = getCommonServer(block); object != nullptr) {
         operation(object, block, nullptr);
         return;
     }
-    // A counting sort by datatype ID.
+    // A counting sort by datatype ID
     std::array<uint8_t, 256> datatypeIDs;
     size_t numberOfDatatypes = 0;
     std::array<uint16_t, 256> places{}; // by datatype ID
@@ -195,7 +196,7 @@ void Dictionary::forEachServer(const std::span<BatchEntry> block, const Operatio
         block[indexes[place]] = entries[place];
 }
 
-/// The object that serves all of a batch, or null.
+/// Returns the object that serves all entries of a batch, or null.
 DictionaryDatatype* Dictionary::getCommonServer(const std::span<const BatchEntry> batch) const noexcept {
     DictionaryDatatype* const object = batch.empty() ? nullptr : m_servers[batch.front().m_datatypeID].m_datatype;
     const bool isCommon = std::all_of(batch.begin(), batch.end(), [this, object](const BatchEntry& entry) {
@@ -204,8 +205,9 @@ DictionaryDatatype* Dictionary::getCommonServer(const std::span<const BatchEntry
     return isCommon ? object : nullptr;
 }
 
-/// Creates the resources that a block lacks, in the order of the entries, which the IDs follow: an object gets those up
-/// to the first one that another object is to create. `begin` is the number of the block's first entry in the batch.
+/// Creates the missing resources of a block in the order of the entries, which determines their IDs: each object gets
+/// the entries up to the first one that another object must create. `begin` is the number of the block's first entry in
+/// the batch.
 void Dictionary::createMissing(DictionaryThreadContext& threadContext, const std::span<BatchEntry> block,
                                const uint64_t* const hashes, const size_t begin, std::vector<BatchFailure>& failures) {
     const auto isMissing = [](const BatchEntry& entry) { return entry.m_resourceID == 0; };
@@ -293,7 +295,7 @@ void Dictionary::tryResolveResources(const DictionaryCommitPoint commitPoint, co
     }
 }
 
-/// Has what leads to the literals fetched into the cache: datatype bytes and offsets, which lie where the IDs say.
+/// Prefetches the datatype bytes and offsets of resources, which are indexed by ID.
 void Dictionary::prefetchResources(const std::span<const BatchEntry> entries) const noexcept {
     const size_t endResourceID = std::min(m_resourceFlags.getEnd(), m_resourceDataOffsets.getEnd());
     for (const BatchEntry& entry : entries)
@@ -305,7 +307,7 @@ void Dictionary::prefetchResources(const std::span<const BatchEntry> entries) co
 
 void Dictionary::getResources(const std::span<BatchEntry> entries) const {
     const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
-    // While a block is read, the next one is on its way.
+    // While a block is read, the next one is prefetched.
     const auto getBlock = [entries](const size_t begin) {
         return begin < entries.size() ? entries.subspan(begin, std::min(MIXED_BLOCK_SIZE, entries.size() - begin))
                                       : std::span<BatchEntry>();
@@ -401,7 +403,7 @@ void Dictionary::rollback() {
     for (uint64_t resourceID = getCommitPoint().m_resourceID; resourceID < endResourceID; ++resourceID) {
         const uint8_t datatypeID = getDatatypeID(resourceID);
         if (datatypeID == D_INVALID)
-            continue; // Withdrawn by an earlier rollback.
+            continue; // withdrawn by an earlier rollback
         getServer(datatypeID).m_datatype->deleteUncommittedResourceID(resourceID, datatypeID);
         m_resourceFlags[resourceID].store(D_INVALID, std::memory_order_release); // D3
         m_numberOfWithdrawn.fetch_add(1, std::memory_order_release);             // C4
@@ -437,8 +439,8 @@ void Dictionary::verify() const {
             }
             resourceIDs.push_back(entry.m_resourceID);
         }
-        // Every resource lies below this point. A malformed tag is refused, and a form with an empty one is looked up
-        // as another literal, so that neither is found under its ID.
+        // All IDs are below this point. A malformed tag is refused, and a form with an empty tag is looked up as
+        // another literal, so neither is found under its ID.
         tryResolveResources({endResourceID}, entries, failures);
         for (size_t index = 0; index < entries.size(); ++index)
             if (entries[index].m_resourceID != resourceIDs[index])

@@ -7,7 +7,7 @@
 #include <numeric>
 #include <utility>
 
-/// The new ID of each old one, 0 where nothing survives.
+/// Returns the new ID of each old one, 0 for what does not survive.
 std::vector<uint64_t> Dictionary::assignCompactIDs(const SurvivesCompaction& survives) const {
     std::vector<uint64_t> newResourceIDs(getNextResourceID(), 0);
     uint64_t nextNewResourceID = 1;
@@ -24,18 +24,18 @@ std::vector<uint64_t> Dictionary::compact(const SurvivesCompaction& survives) {
     return newResourceIDs;
 }
 
-/// Takes the new IDs over. After a throw nothing has changed.
+/// Takes over the new IDs. After a throw nothing has changed.
 void Dictionary::compact(const std::vector<uint64_t>& newResourceIDs) {
     const size_t numberOfSurvivors =
         newResourceIDs.size() -
         static_cast<size_t>(std::count(newResourceIDs.begin(), newResourceIDs.end(), uint64_t(0)));
 
-    // First everything that can fail, on the side: the records and the new data pool.
+    // First prepare separately everything that can fail: the records and the new data pool.
     DictionaryCompactionState state(m_memoryManager);
     state.m_entries.initialize(numberOfSurvivors);
     state.m_entries.ensureEndAtLeast(numberOfSurvivors);
-    std::vector<uint64_t> dataOffsets(numberOfSurvivors + 1); // where the chunk of each new ID will begin
-    // Datatype by datatype, so that the records are in the order in which the datatypes want them.
+    std::vector<uint64_t> dataOffsets(numberOfSurvivors + 1); // where the chunk of each new ID will start
+    // One datatype after the other, which is the order of records that the datatypes need.
     for (size_t datatypeID = 0; datatypeID < NUMBER_OF_DATATYPE_IDS; ++datatypeID)
         if (m_servers[datatypeID].m_datatype != nullptr)
             for (uint64_t resourceID = 1; resourceID < newResourceIDs.size(); ++resourceID)

@@ -75,7 +75,7 @@ void writeHistory(SectionOutputStream& output, const DictionaryHistory::Contents
     output.endSection();
 }
 
-/// Reads the history of a dictionary that is committed up to this point. Each entry has a commit point of its own.
+/// Reads the history of a dictionary that is committed up to this point. Each entry has its own commit point.
 DictionaryHistory::Contents readHistory(SectionInputStream& input, const uint64_t commitPoint) {
     DictionaryHistory::Contents history;
     input.beginSection("history");
@@ -128,7 +128,7 @@ void DictionaryFile::write(const Dictionary& dictionary, OutputStream& output) {
     sections.endSection();
     for (const Dictionary::Datatype& datatype : dictionary.m_datatypes) {
         if (!isInUse(datatype))
-            continue; // So a dictionary of strings alone is written as it was before there were other terms.
+            continue; // So the file of a dictionary with only strings is the same as before there were other terms.
         const auto& supportedDatatypes = datatype.m_factory->getSupportedDatatypes();
         sections.writeUInt32(static_cast<uint32_t>(supportedDatatypes.size()));
         for (const auto& [datatypeID, datatypeName] : supportedDatatypes) {
@@ -142,8 +142,8 @@ void DictionaryFile::write(const Dictionary& dictionary, OutputStream& output) {
     sections.endFile();
 }
 
-/// Checks that each resource has a datatype that is served and a whole chunk, and that the pool has room for all chunks.
-/// Counts the others, which were withdrawn. Returns the datatype IDs that resources have.
+/// Checks that each resource has a datatype that is served and a complete chunk, and that the pool has room for all
+/// chunks. Counts the other IDs, whose resources were withdrawn. Returns the datatype IDs of the resources.
 DictionaryFile::DatatypeIDs DictionaryFile::checkResources(Dictionary& dictionary, const SectionInputStream& sections) {
     DatatypeIDs usedDatatypeIDs;
     uint64_t unusedBytes = dictionary.m_dataPool.getEnd();
@@ -151,7 +151,7 @@ DictionaryFile::DatatypeIDs DictionaryFile::checkResources(Dictionary& dictionar
         const uint8_t datatypeID = dictionary.getDatatypeID(resourceID);
         if (datatypeID == D_INVALID) {
             dictionary.m_numberOfWithdrawn.fetch_add(1, std::memory_order_relaxed);
-            continue; // Its offset means nothing, and may be any number.
+            continue; // Its offset has no meaning, and may be any number.
         }
         const DictionaryDatatype* const datatype = dictionary.m_servers[datatypeID].m_datatype;
         if (datatype == nullptr)
@@ -162,7 +162,7 @@ DictionaryFile::DatatypeIDs DictionaryFile::checkResources(Dictionary& dictionar
             sections.reportDamage("there is no literal at offset " +
                                   std::to_string(dictionary.m_resourceDataOffsets[resourceID]) + " for resource " +
                                   std::to_string(resourceID) + ".");
-        // Resources that shared bytes would make a compaction write more than there are to read.
+        // If resources shared bytes, a compaction would write more bytes than it reads.
         if (chunkSize > unusedBytes)
             sections.reportDamage("its literals up to that of resource " + std::to_string(resourceID) +
                                   " take more than its " + std::to_string(dictionary.m_dataPool.getEnd()) + " bytes.");
@@ -172,7 +172,7 @@ DictionaryFile::DatatypeIDs DictionaryFile::checkResources(Dictionary& dictionar
     return usedDatatypeIDs;
 }
 
-/// Reads the sections of datatype objects: of all in the order of their datatype IDs, but for those that nobody had used.
+/// Reads the sections of datatype objects, in the order of their datatype IDs. Unused datatypes have none.
 void DictionaryFile::readDatatypes(const Dictionary& dictionary, const uint32_t numberOfDatatypes,
                                    const DatatypeIDs& usedDatatypeIDs, SectionInputStream& sections) {
     const auto getName = [](const Dictionary::Datatype& datatype) {
@@ -204,7 +204,8 @@ void DictionaryFile::readDatatypes(const Dictionary& dictionary, const uint32_t 
         sections.endSection();
         ++next;
     }
-    // What is left was skipped, as nobody had used it; but then it has no resources, and no other datatype is skipped.
+    // Datatypes that have no section must be unused: they must have no resources, and be of the kind that may be
+    // skipped.
     for (const Dictionary::Datatype& datatype : dictionary.m_datatypes)
         for (const auto& [datatypeID, datatypeName] : datatype.m_factory->getSupportedDatatypes())
             if (usedDatatypeIDs[datatypeID] && !datatype.m_datatype->isInUse())
@@ -221,7 +222,7 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const Dicti
         Dictionary::getLargestCapacity(options.m_memoryLimit, header.m_maximumNumberOfResources);
     if (!options.m_canGrow)
         capacity = {header.m_nextResourceID - 1, std::min<size_t>(capacity.m_dataPoolBytes, header.m_dataPoolBytes)};
-    // Fingerprints come last, so that none of what is read must make do without the memory that they take.
+    // Fingerprints come last, so that they take no memory that the contents need.
     std::unique_ptr<Dictionary> dictionary(new Dictionary(
         {.m_memoryLimit = options.m_memoryLimit, .m_keepFingerprints = false, .m_sharedMemory = options.m_sharedMemory},
         header.m_maximumNumberOfResources, capacity));
@@ -246,7 +247,7 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const Dicti
 
     sections.beginSection("data pool");
     if (header.m_dataPoolBytes > dictionary->m_dataPool.getCapacity()) {
-        // Mostly it is the memory limit that is too low, and the memory manager tells so.
+        // Usually the memory limit is too low, which the memory manager reports.
         dictionary->m_memoryManager.allocate(header.m_dataPoolBytes);
         sections.reportDamage("its " + std::to_string(header.m_dataPoolBytes) + " bytes are more than any pool holds.");
     }
@@ -256,7 +257,7 @@ std::unique_ptr<Dictionary> DictionaryFile::read(InputStream& input, const Dicti
     const DatatypeIDs usedDatatypeIDs = checkResources(*dictionary, sections);
 
     readDatatypes(*dictionary, header.m_numberOfDatatypes, usedDatatypeIDs, sections);
-    // A file from before there were histories is the first state of its own.
+    // A file that is older than histories is the first state of its own history.
     if (sections.getFormatVersion() < FIRST_VERSION_WITH_HISTORY)
         dictionary->m_history.add(header.m_commitPoint, sections.getContentChecksum());
     else

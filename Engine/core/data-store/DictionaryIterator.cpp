@@ -7,7 +7,7 @@ DictionaryIterator::DictionaryIterator(const Dictionary& dictionary, const uint6
     findResource();
 }
 
-/// Goes to the next resource that exists, unless this one does.
+/// Moves to the next resource that exists, unless the current one does.
 void DictionaryIterator::findResource() noexcept {
     for (; m_resourceID != m_endResourceID; ++m_resourceID)
         if (m_datatypeID = m_dictionary->getDatatypeID(m_resourceID); m_datatypeID != D_INVALID)

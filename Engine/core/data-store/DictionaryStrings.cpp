@@ -12,11 +12,11 @@ namespace {
 constexpr const char* const SOURCE_FILE = "Engine/core/data-store/DictionaryStrings";
 constexpr long LINE_NO_STRING = 41;
 
-// Each chunk is several groups of a batch, so that the texts of the next one are prefetched while one is probed for.
+// Each chunk has several groups of a batch, so that the texts of the next group are prefetched during a probe.
 using Columns = DictionaryTermColumns<2048, (size_t(1) << 18)>;
 
-/// Returns the term of a text and a language tag. Throws for a text that is longer than any, which must not be read,
-/// and for a malformed tag.
+/// Returns the term of a text and a language tag. Throws for a text that is too long for any string, which must not be
+/// read, and for a malformed tag.
 Term makeLangString(const std::string_view text, const std::string_view languageTag) {
     AdaptiveResourceSizeEncoding::checkLength(text.size());
     checkLanguageTag(languageTag);

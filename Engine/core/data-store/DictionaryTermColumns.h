@@ -26,29 +26,29 @@
 
 namespace melnar {
 
-/// Columns of terms, or of strings alone, answered by batches: what Dictionary and ShardedDictionary make of their
-/// operations on batches. A column is cut into chunks of `CHUNK_SIZE` terms, with no more than
-/// `MAXIMUM_NUMBER_OF_BYTES` of text but for the last term's.
+/// Implements operations on columns of terms or strings by operations on batches, for Dictionary and ShardedDictionary.
+/// A column is divided into chunks of at most `CHUNK_SIZE` terms and `MAXIMUM_NUMBER_OF_BYTES` of text, which the last
+/// term of a chunk may exceed.
 ///
 /// Threads  Has no state: any threads at any time.
-/// Errors   As those of Dictionary's operations on columns; and what the operations on batches throw.
+/// Errors   Those of Dictionary's operations on columns; and what the operations on batches throw.
 template<size_t CHUNK_SIZE, size_t MAXIMUM_NUMBER_OF_BYTES>
 class DictionaryTermColumns {
 public:
     DictionaryTermColumns() = delete;
 
-    /// Has each chunk of a column of terms answered by `operation(entries, failures)`.
+    /// Processes a column of terms: calls `operation(entries, failures)` for each chunk.
     template<class Operation>
     static void answer(const std::span<const Term> terms, const std::span<uint64_t> resourceIDs,
                        std::vector<BatchFailure>& failures, const Operation& operation) {
         answerColumn(TermQuestions{terms}, resourceIDs, operation, [&](BatchFailure& failure) {
             if (failure.m_kind == FailureKind::REFUSED_LITERAL && !terms[failure.m_entryIndex].isTextTheForm())
-                failure = makeException(failure); // The next chunk takes the place of its form.
+                failure = makeException(failure); // The form will be overwritten by the next chunk.
             failures.push_back(std::move(failure));
         });
     }
 
-    /// The same with a column of strings. Throws ColumnException for the first entry that fails.
+    /// Does the same with a column of strings. Throws ColumnException for the first entry that fails.
     template<class Operation>
     static void answer(const std::span<const std::string_view> texts, const std::string_view languageTag,
                        const std::span<uint64_t> resourceIDs, const Operation& operation) {
@@ -64,7 +64,7 @@ public:
         answerColumn(ArrowQuestions<Offset>{texts, languageTag}, resourceIDs, operation, &throwColumnException);
     }
 
-    /// Reads the terms of resources from a dictionary's batches.
+    /// Reads the terms of resources with batches of a dictionary.
     template<class Host>
     static void get(const Host& dictionary, const std::span<const uint64_t> resourceIDs, TermColumn& column) {
         column.m_terms.clear();
@@ -93,7 +93,7 @@ public:
         });
     }
 
-    /// Reads strings from a dictionary's batches. No span of tags is wanted if it is empty.
+    /// Reads strings with batches of a dictionary. If `languageTags` is empty, no tags are returned.
     template<class Host>
     static void decode(const Host& dictionary, const std::span<const uint64_t> resourceIDs,
                        const std::span<std::string_view> texts, const std::span<std::string_view> languageTags) {
@@ -112,7 +112,7 @@ public:
         });
     }
 
-    /// The same into Arrow's buffers. No tags are wanted if the pointer is null.
+    /// Does the same into buffers with Arrow's layout. If `languageTags` is null, no tags are returned.
     template<class Host, ArrowOffset Offset>
     static void decode(const Host& dictionary, const std::span<const uint64_t> resourceIDs, ArrowColumn<Offset>& texts,
                        ArrowColumn<Offset>* const languageTags) {
@@ -135,7 +135,8 @@ private:
     static constexpr long LINE_NO_STRING = 163;
     static constexpr long LINE_TOO_MANY_BYTES = 178;
 
-    // Columns of questions. `add` adds an entry to a batch and returns its bytes of text; `getBytes` is what a column lies in.
+    // The columns of input. `add` adds an entry to a batch and returns its bytes of text; `getBytes` returns the memory
+    // of the column.
 
     struct TermQuestions {
         static constexpr const char* NOUN = " terms";
@@ -183,8 +184,8 @@ private:
         std::string_view m_languageTag;
     };
 
-    /// Has each chunk of a column answered by `operation(entries, failures)`, and calls `takeFailure(failure)` for each
-    /// failure, in the order of the column, which the failure's index tells. A null is no entry, and gets ID 0.
+    /// Calls `operation(entries, failures)` for each chunk of a column, and `takeFailure(failure)` for each failure, in
+    /// the order of the column; the index of the failure is that in the column. A null is not passed on, and gets ID 0.
     template<class Column, class Operation, class TakeFailure>
     static void answerColumn(const Column& column, const std::span<uint64_t> resourceIDs, const Operation& operation,
                              const TakeFailure& takeFailure) {
@@ -210,7 +211,7 @@ private:
                 if (!column.isNull(index))
                     resourceIDs[index] = (entry++)->m_resourceID;
             size_t index = begin;
-            size_t entryIndex = 0; // of the first that is not null from there on
+            size_t entryIndex = 0; // of the first element from there on that is not null
             for (BatchFailure& failure : ofChunk) {
                 for (; column.isNull(index) || entryIndex != failure.m_entryIndex; ++index)
                     entryIndex += !column.isNull(index);
@@ -235,7 +236,7 @@ private:
         }
     }
 
-    /// The parts of a string. Both point nowhere if there is no resource.
+    /// The parts of a string. Both are null if there is no resource.
     struct StringParts {
         std::string_view m_text;
         std::string_view m_languageTag;
@@ -275,8 +276,8 @@ private:
         });
     }
 
-    /// Appends one part of each string, unless the offsets do not reach the end of all: then no memory is taken for
-    /// any.
+    /// Appends one part of each string. Throws, before it takes memory, if the offsets cannot reach the end of all
+    /// parts.
     template<ArrowOffset Offset>
     static void append(const std::span<const StringParts> parts, std::string_view StringParts::*const part,
                        ArrowColumn<Offset>& column) {
@@ -292,7 +293,7 @@ private:
                       [&](const size_t index) -> const std::string_view& { return parts[index].*part; });
     }
 
-    /// The same failure of a refused entry, with its exception made, so that it refers to no form.
+    /// Returns the same failure of a refused entry with its exception made, so that it refers to no form.
     static BatchFailure makeException(const BatchFailure& failure) {
         try {
             failure.throwException();

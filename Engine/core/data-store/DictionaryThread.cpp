@@ -11,7 +11,7 @@ constexpr long LINE_LENT = 33;
 
 } // namespace
 
-// Not inline: a plugin could get the copy of another plugin, which knows the thread by another ID.
+// Not inline: a plugin could get the copy of another plugin, in which the thread has another ID.
 DictionaryThread::DictionaryThread(Dictionary& dictionary) noexcept
     : m_dictionary(dictionary), m_index(getCurrentThreadContextIndex()), m_makerID(getCurrentThreadID()),
       m_userID(m_makerID), m_threadContext(dictionary.m_dataPool) {}
@@ -24,7 +24,7 @@ void DictionaryThread::refuse(const Dictionary& dictionary) const {
                           "A DictionaryThread was used by another thread than the one that made it or has it on loan.");
 }
 
-/// The thread that uses it already may borrow it once more.
+/// The current user may borrow it again.
 DictionaryThread::Loan::Loan(DictionaryThread& thread)
     : m_thread(thread), m_lenderID([&thread] {
           uint64_t userID = thread.m_makerID;

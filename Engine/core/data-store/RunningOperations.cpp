@@ -49,7 +49,7 @@ constexpr uint64_t getExcluded(const RunningOperations::Kind kind) noexcept {
     return ~uint64_t(0);
 }
 
-/// What the calling thread uses alone at the moment, whose counters keep the others away.
+/// The object that the calling thread currently uses alone; its counters exclude other threads.
 constinit thread_local const RunningOperations* s_alone = nullptr;
 
 } // namespace

@@ -9,30 +9,31 @@
 #include <span>
 
 /// Counts the operations that run on a dictionary, by kind. A library that is compiled with MELNAR_CHECKED refuses an
-/// operation that the contract does not allow beside those that run, whatever thread began them. Otherwise nothing is
-/// counted. The layout is the same, so a program can be linked with either library.
+/// operation that the contract excludes while others run, whichever thread started them. Otherwise nothing is counted.
+/// The layout is the same, so a program can be linked with either library.
 ///
-/// Threads  Any threads at any time. Of two operations that exclude each other, one at least is refused: both count
-///          themselves before they look, and the additions to one atomic have an order. Relaxed, as nothing else is
-///          ordered by it.
+/// Threads  Any threads at any time. If two operations exclude each other, at least one is refused: both count
+///          themselves before they check, and the additions to one atomic have an order. Relaxed, since they order
+///          nothing else.
 class RunningOperations : private Unmovable {
 public:
     enum class Kind : uint8_t {
         READ,    // lookups, and reads by ID
-        RESOLVE, // what creates resources
+        RESOLVE, // operations that create resources
         COMMIT,  // commit and rollback
-        SAVE,    // save, verify, and statistics that walk the tables
+        SAVE,    // save, verify, and statistics that read the whole tables
         ALONE,   // compact and destruction
     };
 
-    /// An operation, as long as it lives. One within another of the same thread is counted, too; but what runs alone may
-    /// read.
+    /// Counts an operation while this object exists. An operation within another one of the same thread is counted,
+    /// too; but an operation of kind ALONE may read.
     ///
-    /// Errors  MelnarException of kind MISUSE if the operation is not allowed beside another; never without MELNAR_CHECKED.
+    /// Errors  MelnarException of kind MISUSE if the operation is not allowed while others run; never without
+    ///         MELNAR_CHECKED.
     class Operation;
 
-    /// Refuses a batch of questions in which a lexical form begins in the batch itself, where answers are written; and a
-    /// column whose answers overlap its questions. Never without MELNAR_CHECKED.
+    /// Refuses a batch with a lexical form that starts inside the batch itself, where results are written; and a column
+    /// whose results overlap its inputs. Does nothing without MELNAR_CHECKED.
     static void requireApart(std::span<const BatchEntry> entries);
     static void requireApart(std::span<const std::byte> questions, std::span<const std::byte> answers);
 
@@ -50,7 +51,7 @@ public:
 private:
     RunningOperations& m_operations;
     const Kind m_kind;
-    const RunningOperations* const m_outerAlone; // what this thread uses alone besides
+    const RunningOperations* const m_outerAlone; // the other object that this thread uses alone
 };
 
 #else

@@ -12,15 +12,15 @@ namespace melnar {
 /// Ownership  Refers to constants.
 /// Threads    Constant: any threads at any time.
 struct SectionFormat {
-    std::string_view m_magic; // what every file begins with
-    uint32_t m_version;       // of all that follows
-    const char* m_name;       // in the midst of a sentence
-    const char* m_title;      // at its beginning
+    std::string_view m_magic; // at the start of every file
+    uint32_t m_version;       // of everything after it
+    const char* m_name;       // within a sentence
+    const char* m_title;      // at the start of a sentence
 
-    /// Whether a stream begins like a file of this kind, sound or not and of any version.
+    /// Returns whether a stream starts like a file of this kind, sound or not and of any version.
     bool isBeginningOf(InputStream& input) const;
 
-    /// A dictionary: DictionaryFile.
+    /// The format of DictionaryFile.
     static const SectionFormat DICTIONARY;
 };
 

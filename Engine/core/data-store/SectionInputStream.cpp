@@ -73,7 +73,8 @@ void SectionInputStream::readBlock() {
     const size_t blockSize = header[1] & ~SectionOutputStream::LAST_BLOCK;
     m_isLastBlock = (header[1] & SectionOutputStream::LAST_BLOCK) != 0;
     const std::string blockName = "block " + std::to_string(m_blockNumber);
-    // Only a last block may be short, and only the block of an empty section is empty: a section has one form.
+    // Only the last block may be short, and only the block of an empty section is empty: every section has exactly one
+    // form.
     if (header[0] != m_sectionNumber || blockSize > SectionOutputStream::BLOCK_SIZE ||
         (!m_isLastBlock && blockSize != SectionOutputStream::BLOCK_SIZE) ||
         (m_isLastBlock && blockSize == 0 && m_blockNumber != 1))

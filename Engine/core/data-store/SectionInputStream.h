@@ -14,40 +14,40 @@
 
 namespace melnar {
 
-/// Reads what SectionOutputStream wrote. Delivers no byte whose block's checksum it has not verified.
+/// Reads what SectionOutputStream has written. Verifies the checksum of a block before it delivers its bytes.
 ///
-/// Ownership  Reads from a stream of the caller's; owns a buffer of one block.
-/// Errors     MelnarException that names file, section, block and what was found for everything that a section stream
+/// Ownership  Reads from a stream of the caller; owns a buffer of one block.
+/// Errors     MelnarException, which names file, section, block and finding, for everything that a section stream
 ///            cannot be; those of the stream. The stream is unusable afterwards.
 class SectionInputStream final : public UntrustedInputStream, private Unmovable {
 public:
-    /// Reads the beginning of the file, and checks that it is of this kind.
+    /// Reads the start of the file, and checks that it is of this kind.
     SectionInputStream(InputStream& input, const SectionFormat& format);
 
     const std::string& getName() const override { return m_input.getName(); }
 
-    /// The version of the format that the file has, one that this program can read.
+    /// Returns the format version of the file, which is one that this program can read.
     uint32_t getFormatVersion() const noexcept { return m_formatVersion; }
 
-    /// That of SectionOutputStream, for the blocks that have been read so far.
+    /// Returns the checksum of SectionOutputStream for the blocks that have been read so far.
     const ChecksumChain::Value& getContentChecksum() const noexcept { return m_contentChecksum.getValue(); }
 
-    /// Delivers bytes of the current section. At its end it reports damage, as a caller that reads on expects more.
+    /// Reads bytes of the current section. At its end, a read is reported as damage, since the caller expects more.
     size_t read(void* data, size_t numberOfBytes) override;
 
-    /// Begins the first or the next section. `sectionName` is used in messages.
+    /// Starts the first or the next section. `sectionName` is used in messages.
     void beginSection(std::string sectionName);
 
-    /// Gives the section another name, that its contents have told.
+    /// Gives the section another name, which comes from its contents.
     void nameSection(std::string sectionName) { m_sectionName = std::move(sectionName); }
 
     /// Checks that the section has been read to its end.
     void endSection();
 
-    /// Checks that the file ends here, and its size and checksum.
+    /// Checks that the file ends here, and checks its size and checksum.
     void endFile();
 
-    /// Throws the failure of damaged contents: names the file, the section and `finding`.
+    /// Throws MelnarException for damaged contents, which names the file, the section and `finding`.
     [[noreturn]] void reportDamage(const std::string& finding) const override;
 
 private:

@@ -15,7 +15,7 @@ SectionOutputStream::SectionOutputStream(OutputStream& output, const SectionForm
 void SectionOutputStream::write(const void* const data, size_t numberOfBytes) {
     const uint8_t* position = static_cast<const uint8_t*>(data);
     while (numberOfBytes != 0) {
-        // A full block is written only when more follows, as it might be the section's last one.
+        // A full block is written only when more bytes follow, since it might be the last block of the section.
         if (m_bufferedBytes == BLOCK_SIZE) {
             writeBlock(m_buffer.get(), BLOCK_SIZE, false);
             m_bufferedBytes = 0;

@@ -14,32 +14,32 @@
 
 namespace melnar {
 
-/// Writes a file of sections, cut into blocks that each carry a checksum, with one checksum over everything at the end.
-/// The bytes are described in docs/formats/dictionary-file.md.
+/// Writes a file of sections. Each section is divided into blocks with checksums; the file ends with a checksum over
+/// everything. docs/formats/dictionary-file.md describes the bytes.
 ///
-/// Ownership  Writes to a stream of the caller's; owns a buffer of BLOCK_SIZE bytes.
+/// Ownership  Writes to a stream of the caller; owns a buffer of BLOCK_SIZE bytes.
 /// Errors     Those of the stream.
 class SectionOutputStream final : public OutputStream, private Unmovable {
 public:
     /// The largest number of bytes of one section that a block holds.
     static constexpr size_t BLOCK_SIZE = size_t(1) << 20;
 
-    /// The top bit of a block's length: the block is the last one of its section.
+    /// The top bit of a block's length, which is set in the last block of a section.
     static constexpr uint32_t LAST_BLOCK = uint32_t(1) << 31;
 
-    /// Writes the beginning of a file of this kind.
+    /// Writes the start of a file of this kind.
     SectionOutputStream(OutputStream& output, const SectionFormat& format);
 
     const std::string& getName() const override { return m_output.getName(); }
     void write(const void* data, size_t numberOfBytes) override;
 
-    /// Does nothing: a section is cut into blocks by its bytes alone.
+    /// Does nothing: the division into blocks must depend only on the bytes.
     void flush() override {}
 
-    /// Completes the section that is being written; the next bytes begin another one.
+    /// Ends the current section; the next bytes start another one.
     void endSection();
 
-    /// The checksum of everything in the blocks so far: the chain of their checksums.
+    /// Returns the checksum of everything in the blocks so far: the chain of their checksums.
     const ChecksumChain::Value& getContentChecksum() const noexcept { return m_contentChecksum.getValue(); }
 
     /// Writes the end of the file. All sections must have ended.

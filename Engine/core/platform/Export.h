@@ -3,8 +3,8 @@
 
 #pragma once
 
-   /* Code that is compiled into the shared library or linked with it defines MELNAR_SHARED; the CMake package and
- * pkg-config do this. */
+/* MELNAR_SHARED is defined for code that is compiled into the shared library or linked with it; the CMake package and
+   pkg-config define it. */
 #if !defined(MELNAR_SHARED)
 #define MELNAR_EXPORT
 #elif defined(__cplusplus)

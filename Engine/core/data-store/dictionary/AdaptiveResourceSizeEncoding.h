@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <cstring>
 
-/// The size header in front of every string in the data pool: 1, 2, 4 or 8 bytes, always the shortest that holds the
-/// size. The low bits of the first byte tell the length:
+/// The size header before every string in the data pool: 1, 2, 4 or 8 bytes, always the shortest that holds the size.
+/// The low bits of the first byte determine the length:
 ///
 ///   size S                            bytes   stored, little-endian   low bits
 ///   S <= 0x7F                         1       S << 1                  0
@@ -16,7 +16,7 @@
 ///   S <= 0x1FFFFFFF                   4       S << 3 | 3              011
 ///   S <= 0x1FFFFFFFFFFFFFFF           8       S << 3 | 7              111
 ///
-/// Sizes are bytes and count the terminating zero. Headers lie at any address.
+/// Sizes are bytes and include the terminating zero. Headers need no alignment.
 class AdaptiveResourceSizeEncoding {
 public:
     static constexpr size_t MAXIMUM_SIZE = 0x1FFFFFFFFFFFFFFF;
@@ -25,7 +25,7 @@ public:
 
     AdaptiveResourceSizeEncoding() = delete;
 
-    /// Throws MelnarException when no header can hold `size`.
+    /// Throws MelnarException if no header can hold `size`.
     static void checkSize(const size_t size) {
         if (size > MAXIMUM_SIZE)
             throw MelnarException(FailureKind::REFUSED_LITERAL, SOURCE_FILE, LINE_RESOURCE_TOO_LARGE,
@@ -33,11 +33,11 @@ public:
                                   "The resource is larger than the largest resource supported by Melnar.");
     }
 
-    /// The same for a lexical form of `length` bytes, which takes a byte more: its terminator. Any length may be asked
-    /// about, also the one that has no successor.
+    /// Does the same for a lexical form of `length` bytes, which needs one byte more for its terminator. Any length is
+    /// valid, also the largest one, which has no successor.
     static void checkLength(const size_t length) { checkSize(std::max(length, length + 1)); }
 
-    /// The length of the header for `size`.
+    /// Returns the length of the header for `size`.
     static constexpr size_t getEncodedSizeLength(const size_t size) noexcept {
         return size <= MAXIMUM_SIZE_IN_ONE_BYTE ? 1 : size <= 0x3FFF ? 2 : size <= 0x1FFFFFFF ? 4 : 8;
     }

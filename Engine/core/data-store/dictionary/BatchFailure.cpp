@@ -16,5 +16,5 @@ void BatchFailure::throwException() const {
     if (m_exception)
         std::rethrow_exception(m_exception);
     m_refuse(m_entry);
-    std::terminate(); // The caller has changed the bytes of the form, which are no longer refused.
+    std::terminate(); // The caller has changed the bytes of the form, so it is no longer refused.
 }

@@ -2,7 +2,7 @@
 
 namespace melnar {
 
-/// When static initialisation makes the engine's own factories: as early as the compilers let a library, so before the
+/// The initialisation priority of the engine's factories: the earliest that compilers allow a library, so before the
 /// static objects of applications.
 inline constexpr int BUILT_IN_FACTORY_PRIORITY = 101;
 

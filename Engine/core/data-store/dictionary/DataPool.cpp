@@ -9,7 +9,7 @@ using namespace melnar;
 
 namespace {
 
-/// Constant-initialised: a pool may be made before main.
+/// Constant-initialised, since a pool may be made before main.
 constinit std::atomic<uint64_t> s_latestGeneration{0};
 
 } // namespace
@@ -17,9 +17,9 @@ constinit std::atomic<uint64_t> s_latestGeneration{0};
 DataPool::DataPool(MemoryManager& memoryManager) noexcept
     : m_end(0), m_unusedBytes(0), m_data(nullptr), m_bytes(memoryManager), m_generation(newGeneration()) {}
 
-/// Returns a number that no life of any pool has had, and that no thread context starts with. Relaxed: that the
-/// addition is atomic makes the number unique, and it guards no other memory. A thread that compares generations has
-/// been handed both the pool and the thread context.
+/// Returns a number that no contents of any pool have had, and with which no thread context starts. Relaxed: the atomic
+/// addition makes the number unique, and it orders no other memory. A thread that compares generations has received
+/// both the pool and the thread context from its caller.
 uint64_t DataPool::newGeneration() noexcept {
     return s_latestGeneration.fetch_add(1, std::memory_order_relaxed) + 1;
 }
@@ -57,7 +57,8 @@ uint64_t DataPool::append(const size_t numberOfBytes) {
     uint64_t begin = m_end.load(std::memory_order_relaxed);
     MemoryManager& memoryManager = m_bytes.getMemoryManager();
     if (begin + numberOfBytes > getCapacity() && getCapacity() >= memoryManager.getReservedBytes()) {
-        // The pool may take all memory, so it is full because the memory limit is reached: the memory manager says so.
+        // The pool may take all memory, so it is full because the memory limit is reached. The memory manager reports
+        // that.
         memoryManager.allocate(numberOfBytes);
         memoryManager.deallocate(numberOfBytes);
     }
@@ -68,8 +69,8 @@ uint64_t DataPool::append(const size_t numberOfBytes) {
     return begin;
 }
 
-/// Returns [begin, end) to the pool when it is the last that was taken, and counts it as unused otherwise. Returns whether
-/// it is unused.
+/// Returns [begin, end) to the pool if it was taken last, and counts it as unused otherwise. Returns whether it is
+/// unused.
 bool DataPool::giveBack(const uint64_t begin, const uint64_t end) noexcept {
     uint64_t expected = end;
     if (begin == end ||
@@ -79,7 +80,8 @@ bool DataPool::giveBack(const uint64_t begin, const uint64_t end) noexcept {
     return true;
 }
 
-/// The same for the rest of a block whose thread leaves, which becomes a spare where it is large enough and there is room.
+/// Does the same for the rest of a block whose thread leaves. The rest becomes a spare if it is large enough and there
+/// is room for one.
 void DataPool::giveBackBlock(const uint64_t begin, const uint64_t end) noexcept {
     if (!giveBack(begin, end) || end - begin < LARGEST_CHUNK_IN_BLOCK || (end - begin) >> SPARE_SIZE_BITS != 0)
         return;
@@ -91,7 +93,7 @@ void DataPool::giveBackBlock(const uint64_t begin, const uint64_t end) noexcept 
             return;
 }
 
-/// Returns a spare that is the caller's from now on, or 0.
+/// Returns a spare, which belongs to the caller from now on, or 0.
 uint64_t DataPool::takeSpare() noexcept {
     for (std::atomic<uint64_t>& place : m_spares)
         if (place.load(std::memory_order_relaxed) != 0)
@@ -102,8 +104,9 @@ uint64_t DataPool::takeSpare() noexcept {
     return 0;
 }
 
-/// Takes what the thread's block cannot give. A thread context gets blocks of its own pool only: its destructor gives
-/// the rest back to that one, and two pools that are used in turn do not take a block for each chunk.
+/// Takes a chunk that does not fit into the thread's block. A thread context gets blocks only from its own pool: its
+/// destructor returns the rest to that pool, and a thread that uses two pools in turn does not take a block for each
+/// chunk.
 uint64_t DataPool::newDataChunkFromEnd(DictionaryThreadContext* const threadContext, const size_t chunkSize) {
     if (threadContext == nullptr || &threadContext->m_dataPool != this || chunkSize > LARGEST_CHUNK_IN_BLOCK)
         return append(chunkSize);
@@ -120,9 +123,9 @@ uint64_t DataPool::newDataChunkFromEnd(DictionaryThreadContext* const threadCont
         try {
             block = append(BLOCK_SIZE);
         } catch (const MelnarException&) {
-            return append(chunkSize); // The limit is near: use what is left of it chunk by chunk.
+            return append(chunkSize); // The limit is near: use the rest chunk by chunk.
         }
-    if (block != threadContext->m_blockEnd) { // Otherwise it continues the old block, and nothing is lost.
+    if (block != threadContext->m_blockEnd) { // Otherwise it continues the old block, which loses nothing.
         giveBack(threadContext->m_blockNext, threadContext->m_blockEnd);
         threadContext->m_blockNext = block;
     }

@@ -9,9 +9,9 @@
 
 /// The bucket values of a datatype's hash table. A bucket holds a resource ID or one of three markers.
 ///
-/// The markers of the two widths differ on purpose: 64-bit IDs leave their top bit to the store, so those markers sit
-/// just below 2^63, while 32-bit buckets spare only their two largest values. A 32-bit bucket is widened with zeros
-/// when it is read back; an ID of 0xFFFFFFFE or more must never reach it.
+/// The markers of the two widths differ on purpose: 64-bit IDs leave their top bit to the store, so those markers are
+/// just below 2^63, while 32-bit buckets can spare only their two largest values. A 32-bit bucket is widened with zeros
+/// when it is read; it must never hold an ID of 0xFFFFFFFE or more.
 template<std::unsigned_integral T>
 class MELNAR_EXPORT DatatypePolicy {
 public:

@@ -12,7 +12,7 @@ namespace melnar {
 
 namespace {
 
-// No address space holds more buckets than this, so that no multiplication with their width overflows.
+// No address space holds more buckets than this. Multiplied by their width, the number does not overflow.
 constexpr uint64_t LARGEST_REGION = uint64_t(1) << 45;
 
 } // namespace
@@ -29,11 +29,11 @@ DatatypeStreamValidator<T>::DatatypeStreamValidator(UntrustedInputStream& inputS
         m_inputStream.reportDamage("it is not the stream of a " + name + " datatype.");
     MemoryOutputStream checked;
     checked.writeString(marker);
-    checked.writeUInt64(m_inputStream.readUInt64()); // The initial size needs no check: nobody acts upon it.
+    checked.writeUInt64(m_inputStream.readUInt64()); // The initial size needs no check: nothing depends on it.
     m_checkedBytes = checked.getBytes();
 }
 
-/// Always throws. Not marked [[noreturn]]: GCC 12 denies that of the call in an instance of a template.
+/// Always throws. Not marked [[noreturn]], since GCC 12 does not recognise that in an instance of a template.
 template<class T>
 void DatatypeStreamValidator<T>::reportDamage(const std::string& finding) const {
     m_inputStream.reportDamage("table " + std::to_string(m_tableNumber) + ": " + finding);
@@ -66,7 +66,7 @@ size_t DatatypeStreamValidator<T>::read(void* const data, const size_t numberOfB
     return numberOfBuckets * sizeof(T);
 }
 
-/// Reads and checks all of a table but its buckets. After the last table there is nothing to read.
+/// Reads and checks a table, except its buckets. After the last table there is nothing to read.
 template<class T>
 void DatatypeStreamValidator<T>::prepareTable() {
     m_checkedBytes.clear();

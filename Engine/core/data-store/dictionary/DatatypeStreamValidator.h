@@ -14,25 +14,25 @@
 
 namespace melnar {
 
-/// Passes the beginning of a datatype's saved stream on to the datatype's load and vouches for it: a number that load
-/// would act upon is checked before load sees it, and the buckets are checked while they pass. The stream consists of a
-/// marker, the initial size, and one hash table after the other. What follows them is not read.
+/// Passes the start of a datatype's saved stream to the datatype's load, and validates it: every number that load uses
+/// is checked before load sees it, and buckets are checked as they pass. The stream consists of a marker, the initial
+/// size, and one hash table after the other. Anything after them is not read.
 ///
-/// What holds for a stream that passes: the tables' sizes are powers of two of at least 1024 and lie within the
-/// regions, whose sizes overflow nothing; no bucket is in progress; the live buckets hold the ID of every existing
+/// A stream that passes has these properties: the sizes of the tables are powers of two of at least 1024 and fit into
+/// the regions, whose sizes do not overflow; no bucket is in progress; the live buckets hold the ID of every existing
 /// resource of the table's datatype once, and nothing else; tombstones, used buckets, quotas and threshold agree with
-/// the buckets, so that every probe meets an empty bucket. Whether an ID stands where its literal is looked for is not
-/// checked.
+/// the buckets, so every probe finds an empty bucket. Whether a probe for a literal finds its ID is not checked.
 ///
-/// T is the width of a bucket.
+/// T is the type of a bucket.
 ///
-/// Ownership  Refers to what it is given; lives for one load. Takes a bit a resource ID beside the memory limit.
-/// Errors     Reports damage to the stream and passes its failures on; std::bad_alloc.
+/// Ownership  Refers to its arguments; used for one load. Takes one bit per resource ID outside of the memory limit.
+/// Errors     Reports damage to the stream and passes on the stream's failures; std::bad_alloc.
 template<class T>
 class DatatypeStreamValidator final : public InputStream, private Unmovable {
 public:
-    /// Reads and checks what stands before the tables, each of which holds the resources of one datatype ID. Damage is
-    /// told of a "`name` datatype". All resources have IDs below `endResourceID`, and their datatype bytes can be read.
+    /// Reads and checks everything before the tables. Each table holds the resources of one datatype ID. Messages about
+    /// damage name the "`name` datatype". All resources have IDs below `endResourceID`, and their datatype bytes are
+    /// accessible.
     DatatypeStreamValidator(UntrustedInputStream& inputStream, std::string_view marker, const std::string& name,
                             std::vector<uint8_t> tableDatatypeIDs, uint64_t endResourceID,
                             const MemoryRegion<std::atomic<uint8_t>>& resourceFlags);
@@ -56,7 +56,7 @@ private:
 
     std::string m_checkedBytes; // of fields that are read and checked, but not all delivered yet
     size_t m_deliveredBytes;    // of those
-    size_t m_tableNumber;       // of the table whose buckets are being delivered; counts from 1
+    size_t m_tableNumber;       // of the table whose buckets are being delivered, from 1
     ParallelHashTableHeader m_header;
     uint64_t m_regionCapacity;
     uint64_t m_regionEnd;

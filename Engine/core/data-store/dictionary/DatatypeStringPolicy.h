@@ -15,17 +15,17 @@
 #include <cstdint>
 #include <string_view>
 
-/// Finds the string of a bucket: resource ID -> offset -> chunk in the data pool. A string that is stored and a query
-/// with the same bytes have the same hash.
+/// Finds the string of a bucket: resource ID -> offset -> chunk in the data pool. A stored string and a query with the
+/// same bytes have the same hash.
 template<class T>
 class MELNAR_EXPORT DatatypeStringPolicy : public DatatypePolicy<T> {
 public:
-    // Of the failure of a string that collides with too many others.
+    // For the failure of a string that collides with too many others.
     static constexpr const char* SOURCE_FILE = STRING_DATATYPE_SOURCE_FILE;
     static constexpr long LINE_OF_COLLISIONS = LINE_TOO_MANY_COLLISIONS;
     static constexpr const char* NOUN = "string";
 
-    /// The chunk of a string that is to be written.
+    /// The chunk of a new string.
     class NewChunk {
     public:
         NewChunk(const DatatypeStringPolicy&, const std::string_view lexicalForm) noexcept
@@ -61,9 +61,9 @@ public:
         return hashLexicalForm(chunk.getLexicalForm(), chunk.getLexicalFormLength());
     }
 
-    /// getHash for up to MAXIMUM_NUMBER_OF_FORMS_TO_HASH resources.
+    /// Does what getHash does for up to MAXIMUM_NUMBER_OF_FORMS_TO_HASH resources.
     void getHashes(const T* const resourceIDs, const size_t numberOfResources, uint64_t* const hashes) const noexcept {
-        // Offsets are asked for twice as far ahead as chunks, each long enough before it is needed.
+        // Offsets are prefetched twice as far ahead as chunks, and each chunk after its offset has arrived.
         constexpr size_t DISTANCE = 32;
         std::array<std::string_view, melnar::MAXIMUM_NUMBER_OF_FORMS_TO_HASH> forms;
         for (size_t ahead = 0; ahead < numberOfResources + 2 * DISTANCE; ++ahead) {
@@ -81,7 +81,7 @@ public:
         melnar::hashLexicalForms(forms.data(), numberOfResources, hashes, order.data());
     }
 
-    /// Whether a chunk is that of a given string. Its own bytes alone decide.
+    /// Returns whether a chunk is that of a given string. Only its bytes decide.
     static bool isChunkOf(const uint8_t* const chunk, const std::string_view lexicalForm) noexcept {
         return melnar::StringChunk::isChunkOf(chunk, lexicalForm.data(), lexicalForm.size());
     }

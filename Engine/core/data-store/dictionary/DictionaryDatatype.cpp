@@ -16,7 +16,7 @@ namespace {
 constexpr const char* const SOURCE_FILE = "Engine/core/data-store/dictionary/DictionaryDatatype";
 constexpr long LINE_TOO_MANY_RESOURCES = 47;
 
-/// Answers entry after entry; what one of them throws becomes its failure.
+/// Answers one entry after the other; an exception of an entry becomes its failure.
 template<class Answer>
 void answerEach(const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures, const Answer& answer) {
     for (size_t index = 0; index < entries.size(); ++index)
@@ -70,7 +70,7 @@ void DictionaryDatatype::tryResolveResources(const DictionaryCommitPoint commitP
 }
 
 void DictionaryDatatype::findResources(const std::span<BatchEntry> entries, uint64_t*) const {
-    std::vector<BatchFailure> failures; // What cannot be looked up is for createResources to refuse.
+    std::vector<BatchFailure> failures; // Not used: createResources will refuse the same entries.
     tryResolveResources(DictionaryCommitPoint::ALL, entries, failures);
 }
 
@@ -105,7 +105,7 @@ size_t DictionaryDatatype::getStringChunkSize(const uint64_t dataOffset) const n
         return 0;
     const uint64_t availableBytes = dataPoolEnd - dataOffset;
     const uint8_t* const chunk = m_dataPool.getData() + dataOffset;
-    // The header is read from a copy, after which there is always enough to read.
+    // The header is read from a copy, which always has enough bytes.
     std::array<uint8_t, AdaptiveResourceSizeEncoding::MAXIMUM_HEADER_LENGTH> header{};
     std::memcpy(header.data(), chunk, std::min<uint64_t>(header.size(), availableBytes));
     size_t storedSize;
@@ -137,7 +137,7 @@ uint64_t DictionaryDatatype::newDataChunk(DictionaryThreadContext* const threadC
     return m_dataPool.newDataChunk(threadContext, chunkSize);
 }
 
-/// Makes the regions' items of a resource ID accessible.
+/// Makes the items of a resource ID in the regions accessible.
 void DictionaryDatatype::ensureResourceID(const uint64_t resourceID) {
     const size_t capacity = m_resourceDataOffsets.getMaximumNumberOfItems();
     if (resourceID >= capacity)
@@ -149,8 +149,8 @@ void DictionaryDatatype::ensureResourceID(const uint64_t resourceID) {
     ensureEndInSteps(m_resourceFlags, resourceID + 1);
 }
 
-/// Takes the counter's value only when the regions can be written there, so that a failure uses up no ID. The counter
-/// only counts: a resource becomes visible with its bucket and its datatype byte.
+/// Takes the counter's value only when the regions can be written there, so a failure uses no ID. The counter only
+/// counts: a resource becomes visible with its bucket and its datatype byte.
 uint64_t DictionaryDatatype::newResourceID() {
     uint64_t resourceID = m_nextResourceID.load(std::memory_order_relaxed);
     do {

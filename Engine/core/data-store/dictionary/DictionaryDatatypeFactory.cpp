@@ -15,15 +15,15 @@ struct Registry {
     FactoriesByName m_factoriesByName;
 };
 
-/// Made by the first factory, in whatever file that is; so it exists before any factory is complete, and is destroyed
-/// after the last one.
+/// Constructed by the first factory, whichever file that is in. So it exists before any factory is complete, and is
+/// destroyed after the last one.
 Registry& getRegistry() {
     static Registry s_registry;
     return s_registry;
 }
 
-/// Returns the registry to those that look factories up. The call makes a linker take the factory of the strings from an
-/// archive, although nothing else refers to it.
+/// Returns the registry for lookups of factories. The call makes a linker take the factory of strings from an archive,
+/// although nothing else refers to it.
 const Registry& getCompleteRegistry() {
     StringDatatypeFactory::getInstance();
     return getRegistry();
@@ -38,7 +38,7 @@ DictionaryDatatypeFactory::DictionaryDatatypeFactory(
     for (const auto& [datatypeID, datatypeName] : m_supportedDatatypes)
         if (registry.m_factoriesByID[datatypeID] != nullptr || registry.m_factoriesByName.contains(datatypeName))
             return;
-    FactoriesByName factoriesByName; // made aside, so that memory that runs out leaves no half of a factory behind
+    FactoriesByName factoriesByName; // separate, so that a factory is registered completely or not at all
     for (const auto& [datatypeID, datatypeName] : m_supportedDatatypes)
         factoriesByName[datatypeName] = this;
     registry.m_factoriesByName.merge(factoriesByName);

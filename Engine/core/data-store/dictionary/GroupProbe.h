@@ -15,13 +15,13 @@
 
 namespace melnar {
 
-/// Looks a group of literals up in a hash table.
+/// Looks up a group of literals in a hash table.
 ///
-/// A single lookup waits for cache misses one after the other: bucket, offset, chunk. Here the probes move through these
-/// steps like goods on an assembly line, a few side by side at each: what a step reads was prefetched while the others
-/// were at work, and the memory never rests. An answer is no less true than that of a single lookup: a bucket that holds
-/// the ID of an equal string settles a literal, and the probe of one that is not found may go on where it ended, as no
-/// bucket that it has passed ever becomes empty again.
+/// A single lookup waits for cache misses one after the other: bucket, offset, chunk. Here the probes move through
+/// these steps as on an assembly line, several of them together at each step. What a step reads was prefetched while
+/// other probes advanced, so memory accesses overlap. Answers are as correct as those of single lookups: a bucket that
+/// holds the ID of an equal string settles a literal, and the probe of a literal that is not found may continue where
+/// it ended, since no bucket that it has passed ever becomes empty again.
 ///
 ///   queue -> seek: fingerprints -> read bucket -> read offset -> compare chunk
 ///     ^------ hidden entry, other string: next bucket -'----------------'
@@ -33,7 +33,7 @@ public:
     using T = typename Policy::BucketValue;
     using Table = ParallelHashTable<Policy>;
 
-    /// What comes of the literals that are not found: the buckets in which they would be created are prefetched, or not.
+    /// Whether the buckets in which missing literals would be created are prefetched.
     enum class Purpose : bool { LOOK_UP, CREATE };
 
     GroupProbe(const PreparedEntries& prepared, const Purpose purpose) noexcept
@@ -42,7 +42,7 @@ public:
         std::fill_n(m_numbersOfCollisions.begin(), prepared.getSize(), 0);
     }
 
-    /// Finds those of the entries `selected` whose IDs lie before the commit point. Several calls may share a group.
+    /// Finds those of the entries `selected` whose IDs are below the commit point. Several calls may process one group.
     void find(Table& table, const DictionaryCommitPoint commitPoint,
               const std::span<const uint16_t> selected) noexcept {
         std::array<Station, NUMBER_OF_STATIONS> line;
@@ -61,25 +61,26 @@ public:
                  std::any_of(line.begin(), line.end(), [](const Station& station) { return station.m_size != 0; }));
     }
 
-    /// The ID that was found for an entry, or 0.
+    /// Returns the ID that was found for an entry, or 0.
     uint64_t getResourceID(const size_t index) const noexcept { return m_resourceIDs[index]; }
 
-    /// The bucket at which the probe of a literal ended that was not found.
+    /// Returns the bucket at which the probe of a missing literal ended.
     size_t getLastBucketIndex(const size_t index) const noexcept { return m_bucketIndexes[index]; }
 
-    /// How many other strings the probe of a literal has met.
+    /// Returns how many other strings the probe of a literal has passed.
     size_t getNumberOfCollisions(const size_t index) const noexcept { return m_numbersOfCollisions[index]; }
 
 private:
     using Index = uint8_t;
     static_assert(PreparedEntries::CAPACITY - 1 <= std::numeric_limits<Index>::max());
 
-    /// So many lines are asked for at a time: about what the processor can have on their way.
+    /// The number of cache lines that are prefetched at a time: about as many as the processor can request
+    /// concurrently.
     static constexpr size_t STATION_SIZE = 16;
 
     static constexpr size_t NUMBER_OF_STATIONS = 4;
 
-    /// Probes that are at the same step, each with the resource that it has met.
+    /// Probes at the same step, each with the resource that it has found.
     struct Station {
         size_t m_size = 0;
         std::array<Index, STATION_SIZE> m_indexes;
@@ -87,8 +88,8 @@ private:
         std::array<const uint8_t*, STATION_SIZE> m_chunks;
     };
 
-    // Whether a probe stays on the line can be as good as random. So the following steps put it there, and then count it
-    // or not: a branch would be mispredicted half the time.
+    // Whether a probe stays on the line can be nearly random. So the following steps always store it there, and then
+    // count it or not: a branch would be mispredicted half the time.
 
     void start(Table& table, const Index index) noexcept {
         m_bucketIndexes[index] = table.getHomeIndex(m_prepared.getHash(index));
@@ -98,7 +99,7 @@ private:
 
     void enqueue(const Index index) noexcept { m_queue[m_queueEnd++ % m_queue.size()] = index; }
 
-    /// Moves probes from the queue to the next bucket that each must look at, unless it is known to be the end.
+    /// Moves probes from the queue to the next bucket that each must read, unless that is known to end the probe.
     void seek(Table& table, Station& station) noexcept {
         station.m_size = 0;
         while (station.m_size < STATION_SIZE && m_queueBegin != m_queueEnd) {
@@ -114,7 +115,7 @@ private:
         }
     }
 
-    /// Prefetches the offsets of the entries that the lookup may see. A probe that meets an empty bucket is at its end.
+    /// Prefetches the offsets of the entries that the lookup may see. An empty bucket ends a probe.
     void readBuckets(Table& table, const DictionaryCommitPoint commitPoint, Station& station) noexcept {
         size_t numberOfKept = 0;
         for (size_t number = 0; number < station.m_size; ++number) {
@@ -133,7 +134,7 @@ private:
         station.m_size = numberOfKept;
     }
 
-    /// Prefetches the chunks: the beginning, and where the string would end.
+    /// Prefetches the start of each chunk, and the place where the string would end.
     void readOffsets(const Policy& policy, Station& station) noexcept {
         for (size_t number = 0; number < station.m_size; ++number) {
             const uint8_t* const chunk = policy.getChunkAddress(station.m_resourceIDs[number]);
@@ -162,7 +163,7 @@ private:
         station.m_size = 0;
     }
 
-    /// Sends a probe to its next bucket.
+    /// Moves a probe to its next bucket.
     void goOn(Table& table, const Index index) noexcept {
         m_bucketIndexes[index] = table.getNextIndex(m_bucketIndexes[index]);
         table.prefetchFingerprint(m_bucketIndexes[index]);
@@ -172,15 +173,15 @@ private:
     const PreparedEntries& m_prepared;
     const Purpose m_purpose;
 
-    // A ring; begin and end only grow. Probes are started only while few wait, so that there is always a free place:
-    // those that wait and those on the line would not fill it all together.
+    // A ring; begin and end only grow. Probes are started only while few wait, so there is always a free element: the
+    // probes that wait and those on the line never fill the ring together.
     static_assert((2 + NUMBER_OF_STATIONS) * STATION_SIZE < PreparedEntries::CAPACITY);
     size_t m_queueBegin = 0;
     size_t m_queueEnd = 0;
     std::array<Index, PreparedEntries::CAPACITY> m_queue;
 
     std::array<T, PreparedEntries::CAPACITY> m_resourceIDs;
-    std::array<size_t, PreparedEntries::CAPACITY> m_bucketIndexes; // which each probe examines next
+    std::array<size_t, PreparedEntries::CAPACITY> m_bucketIndexes; // of the bucket that each probe examines next
     std::array<uint32_t, PreparedEntries::CAPACITY> m_numbersOfCollisions;
 };
 

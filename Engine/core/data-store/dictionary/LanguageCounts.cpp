@@ -10,7 +10,7 @@ namespace melnar {
 
 namespace {
 
-/// Stands for all that are none, and might do anything to a terminal.
+/// Counts all malformed tags, which are not printed since they could control a terminal.
 constexpr std::string_view MALFORMED_TAGS = "(malformed)";
 
 } // namespace

@@ -17,10 +17,11 @@ namespace melnar {
 /// Errors   std::bad_alloc.
 class LanguageCounts {
 public:
-    /// Counts a literal that is text, '@' and language tag. What is not, as in a file that lies, is counted by itself.
+    /// Counts a literal, which is text, '@' and language tag. Malformed ones, as in a forged file, are counted
+    /// separately.
     void add(std::string_view plainLiteral);
 
-    /// The tags with their numbers of literals, most frequent first, tags as frequent as each other in alphabetical
+    /// Returns the tags with their numbers of literals, most frequent first, equally frequent ones in alphabetical
     /// order.
     std::unique_ptr<ComponentInfo> toComponentInfo() const;
 

@@ -10,17 +10,16 @@
 
 namespace melnar::LexicalFormLanes {
 
-/// Hashes as many forms as there are lanes, in ascending order of their lengths in whole words.
+/// Hashes one form per lane, in ascending order of their lengths in whole words.
 template<size_t NUMBER_OF_LANES>
 using HashOneFormPerLane = void (*)(const std::array<const char*, NUMBER_OF_LANES>& data,
                                     const std::array<size_t, NUMBER_OF_LANES>& lengths,
                                     std::array<uint64_t, NUMBER_OF_LANES>& hashes) noexcept;
 
-/// A HashInOrder that hands as many forms at a time as there are lanes to a function of vectors, but for those shorter
-/// than MINIMUM_LENGTH.
+/// A HashInOrder that passes one form per lane to a vectorised function, except for forms shorter than MINIMUM_LENGTH.
 ///
-/// That function must be local to its source file, and so is its instance then: two files, compiled for different
-/// processors, may have functions of one name, and the linker must not take one for the other.
+/// That function must be local to its source file, so that the instance is local, too: two files that are compiled for
+/// different processors may have functions with the same name, and the linker must not use one for the other.
 template<size_t NUMBER_OF_LANES, size_t MINIMUM_LENGTH, HashOneFormPerLane<NUMBER_OF_LANES> HASH_ONE_FORM_PER_LANE>
 void hashGroupsInOrder(const std::string_view* const forms, const uint16_t* const order, const size_t numberOfForms,
                        uint64_t* const hashes) noexcept {
@@ -34,7 +33,7 @@ void hashGroupsInOrder(const std::string_view* const forms, const uint16_t* cons
         std::array<uint64_t, NUMBER_OF_LANES> laneHashes;
         const size_t numberOfUsedLanes = std::min(NUMBER_OF_LANES, static_cast<size_t>(end - next));
         for (size_t lane = 0; lane < NUMBER_OF_LANES; ++lane) {
-            // Lanes to spare repeat the last form.
+            // Unused lanes repeat the last form.
             const std::string_view& form = forms[next[std::min(lane, numberOfUsedLanes - 1)]];
             data[lane] = form.data();
             lengths[lane] = form.size();

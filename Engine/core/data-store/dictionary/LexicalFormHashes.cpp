@@ -9,19 +9,19 @@ namespace melnar {
 
 namespace {
 
-/// Lengths that differ by less than a word share a class, and all from here on share the last one.
+/// Lengths of the same number of whole words share a class, and all long ones share the last class.
 constexpr size_t NUMBER_OF_LENGTH_CLASSES = 32;
 
 size_t getLengthClass(const std::string_view form) noexcept {
     return std::min(form.size() / LexicalFormLanes::BYTES_PER_WORD, NUMBER_OF_LENGTH_CLASSES - 1);
 }
 
-/// Stores the places of the forms in ascending order of their lengths, those of one class in any order.
+/// Stores the indexes of the forms in ascending order of their lengths, those of one class in any order.
 void sortByLength(const std::string_view* const forms, const size_t numberOfForms, uint16_t* const order) noexcept {
     std::array<uint16_t, NUMBER_OF_LENGTH_CLASSES + 1> begins{};
     for (size_t place = 0; place < numberOfForms; ++place) {
         ++begins[getLengthClass(forms[place]) + 1];
-        __builtin_prefetch(forms[place].data()); // Forms are anywhere, and sorting jumps between them.
+        __builtin_prefetch(forms[place].data()); // Forms are scattered, and sorting jumps between them.
         __builtin_prefetch(forms[place].data() + forms[place].size());
     }
     for (size_t lengthClass = 1; lengthClass < NUMBER_OF_LENGTH_CLASSES; ++lengthClass)

@@ -8,11 +8,12 @@
 
 namespace melnar {
 
-/// How many lexical forms hashLexicalForms takes at most: enough to find forms of like length among them.
+/// The largest number of lexical forms for hashLexicalForms: enough to find forms of similar length among them.
 constexpr size_t MAXIMUM_NUMBER_OF_FORMS_TO_HASH = 256;
 
-/// Stores in hashes[n] what hashLexicalForm gives for forms[n], several times faster when there are many forms; and in
-/// `order` the numbers n in ascending order of the forms' lengths in words of LexicalFormLanes::BYTES_PER_WORD bytes.
+/// Sets hashes[n] to the hashLexicalForm of forms[n], several times faster than one call for each if there are many.
+/// Sets `order` to the numbers n in ascending order of the forms' lengths in words of LexicalFormLanes::BYTES_PER_WORD
+/// bytes.
 ///
 /// Threads  Any threads at any time.
 MELNAR_EXPORT void hashLexicalForms(const std::string_view* forms, size_t numberOfForms, uint64_t* hashes,

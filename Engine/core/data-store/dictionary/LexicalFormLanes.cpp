@@ -14,7 +14,7 @@ void hashInOrderPortably(const std::string_view* const forms, const uint16_t* co
         std::array<const char*, NUMBER_OF_LANES> data;
         for (size_t lane = 0; lane < NUMBER_OF_LANES; ++lane)
             data[lane] = forms[order[begin + lane]].data();
-        // Those that follow have as many whole words, but may be shorter within their last one.
+        // The following forms have as many whole words, but may be shorter within their last one.
         const size_t commonLength = forms[order[begin]].size() / BYTES_PER_WORD * BYTES_PER_WORD;
         uint64_t hash0 = FNV_1A_OFFSET_BASIS;
         uint64_t hash1 = FNV_1A_OFFSET_BASIS;
@@ -25,7 +25,7 @@ void hashInOrderPortably(const std::string_view* const forms, const uint16_t* co
             hash1 = continueHash(hash1, data[1][index]);
             hash2 = continueHash(hash2, data[2][index]);
             hash3 = continueHash(hash3, data[3][index]);
-            // Compilers would pack the four into vectors, which without a 64-bit vector multiplication is far slower.
+            // Compilers would pack the four into vectors, which is far slower without a 64-bit vector multiplication.
             asm("" : "+r"(hash0), "+r"(hash1), "+r"(hash2), "+r"(hash3));
         }
         const std::array<uint64_t, NUMBER_OF_LANES> common{hash0, hash1, hash2, hash3};

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <immintrin.h>
 
-// For a processor that the rest of the program does not ask for.
+// Only these functions are compiled for such a processor, not the rest of the program.
 #define MELNAR_AVX2 __attribute__((target("avx2")))
 
 namespace melnar::LexicalFormLanes {
@@ -20,7 +20,7 @@ constexpr size_t LANES_PER_VECTOR = 4;
 constexpr size_t NUMBER_OF_VECTORS = 4;
 constexpr size_t NUMBER_OF_LANES = LANES_PER_VECTOR * NUMBER_OF_VECTORS;
 
-/// There is no multiplication of 64-bit lanes, but the prime is 2^40 + 0x1B3.
+/// AVX2 has no multiplication of 64-bit lanes, but the prime is 2^40 + 0x1B3.
 MELNAR_AVX2 inline __m256i multiplyByPrime(const __m256i value) noexcept {
     constexpr int HIGH_BIT = 40;
     static_assert(FNV_1A_PRIME >> HIGH_BIT == 1);
@@ -48,8 +48,8 @@ inline long long loadWord(const char* const begin) noexcept {
     return word;
 }
 
-/// A HashOneFormPerLane. Forms are read word by word. A form's last bytes are a part of the word that ends where the
-/// form ends, so that nothing outside the form is read.
+/// A HashOneFormPerLane. Reads forms word by word. The last bytes of a form are part of the word that ends where the
+/// form ends, so nothing outside of the form is read.
 MELNAR_AVX2 void hashOneFormPerLane(const std::array<const char*, NUMBER_OF_LANES>& data,
                                     const std::array<size_t, NUMBER_OF_LANES>& lengths,
                                     std::array<uint64_t, NUMBER_OF_LANES>& hashes) noexcept {
@@ -60,7 +60,7 @@ MELNAR_AVX2 void hashOneFormPerLane(const std::array<const char*, NUMBER_OF_LANE
         hash[vector] = _mm256_set1_epi64x(static_cast<long long>(FNV_1A_OFFSET_BASIS));
     }
 
-    // Words that all lanes have whole.
+    // Words that all lanes have completely.
     const size_t commonLength = lengths.front() & ~(BYTES_PER_WORD - 1);
     for (size_t length = 0; length < commonLength; length += BYTES_PER_WORD) {
         __m256i word[NUMBER_OF_VECTORS];
@@ -74,7 +74,7 @@ MELNAR_AVX2 void hashOneFormPerLane(const std::array<const char*, NUMBER_OF_LANE
                 hash[vector] = mixByte(hash[vector], word[vector], byte);
     }
 
-    // Words that some lanes have whole, some in part and some not at all.
+    // Words that some lanes have completely, some in part and some not at all.
     for (size_t vector = 0; vector < NUMBER_OF_VECTORS; ++vector) {
         __m256i remaining = _mm256_sub_epi64(load(&lengths[vector * LANES_PER_VECTOR]),
                                              _mm256_set1_epi64x(static_cast<long long>(commonLength)));

@@ -10,13 +10,13 @@
 #include <immintrin.h>
 
 #if !defined(__clang__)
-// g++ 12 takes the deliberately undefined operands in its own header for mistakes, and without optimisation the masks,
-// which its macros convert.
+// g++ 12 warns about the deliberately undefined operands in its own header and, without optimisation, about the masks
+// that its macros convert.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #pragma GCC diagnostic ignored "-Wsign-conversion"
 #endif
 
-// For a processor that the rest of the program does not ask for.
+// Only these functions are compiled for such a processor, not the rest of the program.
 #define MELNAR_AVX512 __attribute__((target("avx512f,avx512bw,avx512dq")))
 
 namespace melnar::LexicalFormLanes {
@@ -27,12 +27,12 @@ constexpr size_t LANES_PER_VECTOR = 8;
 constexpr size_t NUMBER_OF_VECTORS = 4;
 constexpr size_t NUMBER_OF_LANES = LANES_PER_VECTOR * NUMBER_OF_VECTORS;
 
-/// How much of a form is loaded at a time: a vector.
+/// The number of bytes of a form that are loaded together: one vector.
 constexpr size_t BYTES_PER_BLOCK = 64;
 constexpr size_t WORDS_PER_BLOCK = BYTES_PER_BLOCK / BYTES_PER_WORD;
 
-/// Loads a block of each of a vector's forms and turns rows into columns: words[n] gets word n of all of them. Beyond
-/// the end of a form the words are zero; nothing is read there.
+/// Loads one block of each form of a vector, and transposes rows and columns: words[n] gets word n of all forms. Words
+/// beyond the end of a form are zero; nothing is read there.
 MELNAR_AVX512 void loadWords(const char* const* const data, const size_t* const lengths, const size_t blockBegin,
                              __m512i (&words)[WORDS_PER_BLOCK]) noexcept {
     __m512i rows[LANES_PER_VECTOR];
@@ -59,20 +59,20 @@ MELNAR_AVX512 void loadWords(const char* const* const data, const size_t* const 
     }
 }
 
-/// Continues the hashes by the bytes of a word each, one byte of all of them after the other, so that the
-/// multiplications overlap.
+/// Continues each hash with the bytes of a word, one byte of all words after the other, so that the multiplications
+/// overlap.
 MELNAR_AVX512 __attribute__((always_inline)) inline void hashWholeWords(__m512i (&hash)[NUMBER_OF_VECTORS],
                                                                         __m512i (&words)[NUMBER_OF_VECTORS]) noexcept {
     for (size_t byte = 0; byte < BYTES_PER_WORD; ++byte)
         for (size_t vector = 0; vector < NUMBER_OF_VECTORS; ++vector) {
-            // hash ^ (word & 0xFF), then the multiplication.
+            // hash ^ (word & 0xFF), then the multiplication
             hash[vector] = _mm512_ternarylogic_epi64(hash[vector], words[vector], _mm512_set1_epi64(0xFF), 0x78);
             hash[vector] = _mm512_mullo_epi64(hash[vector], _mm512_set1_epi64(FNV_1A_PRIME));
             words[vector] = _mm512_srli_epi64(words[vector], 8);
         }
 }
 
-/// The same from FIRST_VECTOR on, where some lanes have the whole word, some a part of it and some nothing.
+/// Does the same from FIRST_VECTOR on, where some lanes have the whole word, some a part of it and some nothing.
 template<size_t FIRST_VECTOR>
 MELNAR_AVX512 __attribute__((always_inline)) inline void
 hashWords(__m512i (&hash)[NUMBER_OF_VECTORS], __m512i (&words)[NUMBER_OF_VECTORS],
@@ -99,7 +99,8 @@ MELNAR_AVX512 void hashOneFormPerLane(const std::array<const char*, NUMBER_OF_LA
         hash[vector] = _mm512_set1_epi64(static_cast<long long>(FNV_1A_OFFSET_BASIS));
         lengthOf[vector] = _mm512_loadu_si512(&lengths[vector * LANES_PER_VECTOR]);
     }
-    // Words that all lanes have; words that at least one lane before the last vector has, and those that one has at all.
+    // The numbers of words that all lanes have; that at least one lane before the last vector has; and that at least
+    // one lane has.
     const size_t commonWords = lengths.front() / BYTES_PER_WORD;
     const size_t wordsOfMost = lengths[LAST_VECTOR * LANES_PER_VECTOR - 1] / BYTES_PER_WORD + 1;
     const size_t numberOfWords = lengths.back() / BYTES_PER_WORD + 1;

@@ -54,7 +54,7 @@ void checkLanguageTag(const std::string_view languageTag) {
 
 void refusePlainLiteral(const PlainLiteralKind kind, const std::string& lexicalForm,
                         const PlainLiteralFailureLines& failureLines) {
-    // Both texts are quoted by programs in the field, "it its" and the two spaces included.
+    // Existing programs compare both texts, including "it its" and the two spaces.
     if (kind == PlainLiteralKind::WITHOUT_AT_SIGN)
         throw MelnarException(FailureKind::REFUSED_LITERAL, STRING_DATATYPE_SOURCE_FILE, failureLines.m_missingAtSign,
                               MelnarException::NO_CAUSES, "Lexical form '", lexicalForm,

@@ -4,14 +4,14 @@
 
 namespace melnar {
 
-/// Hashes the forms, and puts those of one datatype together.
+/// Hashes the forms, and groups them by datatype.
 void PreparedEntries::hash() noexcept {
     hashLexicalForms(m_forms.data(), m_size, m_hashes.data(), m_order.data());
     if (m_numberOfStrings != m_size && m_numberOfOthers != m_size)
         groupByDatatype();
 }
 
-/// Puts the strings at the front of the order, and the other forms that are not refused after them.
+/// Moves the strings to the front of the order, and the other forms that are not refused after them.
 void PreparedEntries::groupByDatatype() noexcept {
     const std::array<uint16_t, CAPACITY> order = m_order;
     size_t nextString = 0;

@@ -16,25 +16,26 @@
 
 namespace melnar {
 
-/// A group of a batch's literals, with what can be found out about them before a hash table is entered: each one's form
-/// and datatype as they are stored, and its hash.
+/// A group of literals of a batch, with everything that can be computed before a hash table is entered: form and
+/// datatype as they are stored, and the hash.
 ///
-/// A thread's slot in a hash table is held for a group. A group is large enough for the lanes of the hash, and small
-/// enough to stay in the cache nearest to the core and to keep nobody waiting for long.
+/// A thread holds its slot in a hash table for one group. A group is large enough for the lanes of the hash. It is
+/// small enough to stay in the L1 cache, and not to keep other threads waiting for long.
 ///
-/// Ownership  The forms are the batch's.
+/// Ownership  The forms belong to the batch.
 /// Threads    One thread at a time.
-/// Errors     None: a refused literal is marked, and becomes a failure, whose exception is made only if asked for.
+/// Errors     None: a refused literal is marked, and becomes a failure, whose exception is made only on request.
 class MELNAR_EXPORT PreparedEntries : private Unmovable {
 public:
     static constexpr size_t CAPACITY = 256;
 
-    /// A group has no more text than this in bytes, but for a single longer literal.
+    /// The maximum number of bytes of text in a group; a single longer literal makes a group on its own.
     static constexpr size_t MAXIMUM_NUMBER_OF_BYTES = size_t(1) << 16;
 
-    /// Makes a group of the first entries of what is left of a batch, which is not empty. For each one calls
-    /// `bool accept(std::string_view& form, uint8_t& datatypeID) noexcept`, which tells whether it is a literal of its
-    /// datatype, and may change both to what is stored. Longer forms than any are refused unseen.
+    /// Makes a group of the first entries of the rest of a batch, which is not empty. For each one it calls
+    /// `bool accept(std::string_view& form, uint8_t& datatypeID) noexcept`, which returns whether the datatype allows
+    /// the form, and may change both to what is stored. Forms that are too long for any datatype are refused without
+    /// being read.
     template<class Accept>
     void prepare(const std::span<const BatchEntry> entries, const Accept& accept) noexcept {
         const size_t maximumSize = std::min(CAPACITY, entries.size());
@@ -61,7 +62,7 @@ public:
         hash();
     }
 
-    /// Has forms of the entries behind the group fetched into the cache, counted from the group's end.
+    /// Prefetches forms of the entries after the group; `begin` counts from the group's end.
     void prefetchUpcoming(const size_t begin, const size_t numberOfForms) const noexcept {
         for (size_t index = begin; index < std::min(begin + numberOfForms, m_upcoming.size()); ++index) {
             const std::string_view form = m_upcoming[index].m_lexicalForm;
@@ -75,8 +76,8 @@ public:
     uint64_t getHash(const size_t index) const noexcept { return m_hashes[index]; }
     uint8_t getDatatypeID(const size_t index) const noexcept { return m_datatypeIDs[index]; }
 
-    /// The entries of the group that are not refused, of D_XSD_STRING or of all other datatypes: about in ascending order
-    /// of their forms' lengths, as those of one length take the same branches.
+    /// Returns the entries of the group that are not refused, of D_XSD_STRING or of all other datatypes. They are
+    /// roughly in ascending order of the forms' lengths, since forms of the same length take the same branches.
     std::span<const uint16_t> getOrder(const uint8_t datatypeID) const noexcept {
         if (datatypeID == D_XSD_STRING)
             return {m_order.data(), m_numberOfStrings};
@@ -88,16 +89,16 @@ public:
 private:
     static_assert(CAPACITY <= MAXIMUM_NUMBER_OF_FORMS_TO_HASH);
 
-    std::span<const BatchEntry> m_upcoming; // as many as may be in the next group
+    std::span<const BatchEntry> m_upcoming; // at most as many as the next group may have
 
     void hash() noexcept;
     void groupByDatatype() noexcept;
 
     size_t m_size = 0;
-    size_t m_numberOfStrings = 0; // that are not refused, as those of other datatypes
+    size_t m_numberOfStrings = 0; // that are not refused, as below
     size_t m_numberOfOthers = 0;
 
-    // The rest is set up to the size only.
+    // Only the elements below the size are set.
     std::array<std::string_view, CAPACITY> m_forms;
     std::array<uint64_t, CAPACITY> m_hashes;
     std::array<uint16_t, CAPACITY> m_order;

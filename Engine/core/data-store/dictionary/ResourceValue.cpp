@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Tells whether data may lie in a range. Its end counts, as where an empty part of it may be.
+/// Returns whether data may be in a range. The end of the range counts, since an empty part may be there.
 bool isInRange(const uint8_t* const data, const uint8_t* const begin, const size_t size) noexcept {
     return data != nullptr && std::less_equal<>()(begin, data) && std::less_equal<>()(data, begin + size);
 }
@@ -27,7 +27,7 @@ ResourceValue::ResourceValue() noexcept
 
 ResourceValue::ResourceValue(const ResourceValue& other) : ResourceValue() {
     const size_t dataSize = other.m_data == nullptr ? 0 : other.m_dataSize;
-    // Auxiliary data in the other value's storage may go before the copy does. The copy's lies after its data.
+    // Auxiliary data in the other value's storage may be destroyed before the copy. In the copy it follows the data.
     const bool isAuxiliaryDataCopied = isInOwnStorage(other, other.m_auxiliaryData);
     const size_t copiedAuxiliaryDataSize = isAuxiliaryDataCopied ? other.m_auxiliaryDataSize : 0;
     uint8_t* const storage = useOwnStorage(dataSize + copiedAuxiliaryDataSize);

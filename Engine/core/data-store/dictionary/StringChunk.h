@@ -8,32 +8,32 @@
 
 namespace melnar {
 
-/// A string as it lies in the data pool, read in place:
+/// A string in the data pool, read in place:
 ///
 ///   size header    1, 2, 4 or 8 bytes    the stored size S; see AdaptiveResourceSizeEncoding
 ///   lexical bytes  S - 1 bytes
-///   terminator     1 byte                0, so that the bytes can be handed out as a C string
+///   terminator     1 byte                0, so that the bytes can be used as a C string
 ///
 /// The bytes belong to the pool.
 class StringChunk {
 public:
-    /// `chunk` is the first byte of the size header. Inlined wherever it is used: a call would take as long.
+    /// `chunk` is the first byte of the size header. Always inlined, since a call would double the time.
     [[gnu::always_inline]] explicit StringChunk(const uint8_t* const chunk) noexcept
         : m_headerLength(AdaptiveResourceSizeEncoding::decodeSize(chunk, m_storedSize)),
           m_data(chunk + m_headerLength) {}
 
-    /// The lexical length and the terminator.
+    /// Returns the size of lexical bytes and terminator.
     size_t getStoredSize() const noexcept { return m_storedSize; }
 
-    /// Header, lexical bytes and terminator.
+    /// Returns the size of header, lexical bytes and terminator.
     size_t getChunkSize() const noexcept { return m_headerLength + m_storedSize; }
 
     const uint8_t* getData() const noexcept { return m_data; }
     const char* getLexicalForm() const noexcept { return reinterpret_cast<const char*>(m_data); }
     size_t getLexicalFormLength() const noexcept { return m_storedSize - 1; }
 
-    /// Whether a chunk holds a given string: whatever the form of its size header, its stored size is the string's, and
-    /// its lexical bytes are the string's.
+    /// Returns whether a chunk holds a given string: its stored size and its lexical bytes are those of the string,
+    /// whatever the format of the header.
     static bool isChunkOf(const uint8_t* const chunk, const char* const lexicalForm,
                           const size_t lexicalFormLength) noexcept {
         const StringChunk stored(chunk);
@@ -41,7 +41,7 @@ public:
                areEqual(stored.getLexicalForm(), lexicalForm, lexicalFormLength);
     }
 
-    /// How many bytes the chunk of a string takes.
+    /// Returns how many bytes the chunk of a string takes.
     static constexpr size_t getChunkSizeFor(const size_t lexicalFormLength) noexcept {
         return AdaptiveResourceSizeEncoding::getEncodedSizeLength(lexicalFormLength + 1) + lexicalFormLength + 1;
     }
@@ -55,7 +55,7 @@ public:
     }
 
 private:
-    /// Compares word by word, which for most strings takes less time than a call.
+    /// Compares word by word, which for most strings is faster than a call.
     static bool areEqual(const char* first, const char* second, const size_t length) noexcept {
         constexpr size_t LONGEST_BY_WORDS = 128;
         if (length < sizeof(uint64_t) || length > LONGEST_BY_WORDS)

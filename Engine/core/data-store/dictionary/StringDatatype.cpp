@@ -21,12 +21,12 @@ constexpr PlainLiteralFailureLines TRY_RESOLVE_FAILURE_LINES{LINE_TRY_RESOLVE_MI
                                                              LINE_TRY_RESOLVE_MALFORMED_TAG};
 constexpr PlainLiteralFailureLines RESOLVE_FAILURE_LINES{LINE_RESOLVE_MISSING_AT_SIGN, LINE_RESOLVE_MALFORMED_TAG};
 
-// Not a pointer, which would make each call a jump to an address.
+// Not a function pointer, which would prevent inlining.
 constexpr auto ACCEPT = [](std::string_view& lexicalForm, uint8_t& datatypeID) noexcept {
     return acceptPlainLiteral(lexicalForm, datatypeID);
 };
 
-/// Throws what makes an entry refused.
+/// Throws the reason why an entry is refused.
 template<const PlainLiteralFailureLines& failureLines>
 void refuse(const BatchEntry& entry) {
     size_t lexicalFormLength = entry.m_lexicalForm.size();
@@ -68,7 +68,7 @@ void StringDatatype<T>::initializeForSnapshot(const std::vector<uint64_t>& resou
 template<class T>
 uint64_t StringDatatype<T>::resolveResource(DictionaryThreadContext* const threadContext, const char* const lexicalForm,
                                             size_t lexicalFormLength, uint8_t datatypeID) {
-    AdaptiveResourceSizeEncoding::checkLength(lexicalFormLength); // Before the form is read: it cannot be that long.
+    AdaptiveResourceSizeEncoding::checkLength(lexicalFormLength); // before the form is read, which cannot be so long
     validatePlainLiteral(lexicalForm, lexicalFormLength, datatypeID, RESOLVE_FAILURE_LINES);
     return Base::doResolveResource(selectTable(datatypeID), threadContext, DictionaryDatatype::GetNextResourceID(),
                                    {lexicalForm, lexicalFormLength}, datatypeID);
@@ -94,7 +94,7 @@ uint64_t StringDatatype<T>::restoreResource(DictionaryThreadContext* const threa
 template<class T>
 uint64_t StringDatatype<T>::tryResolveResource(const DictionaryCommitPoint commitPoint, const char* const lexicalForm,
                                                size_t lexicalFormLength, uint8_t datatypeID) const {
-    AdaptiveResourceSizeEncoding::checkLength(lexicalFormLength); // Before the form is read: it cannot be that long.
+    AdaptiveResourceSizeEncoding::checkLength(lexicalFormLength); // before the form is read, which cannot be so long
     validatePlainLiteral(lexicalForm, lexicalFormLength, datatypeID, TRY_RESOLVE_FAILURE_LINES);
     return Base::doTryResolveResource(selectTable(datatypeID), commitPoint, {lexicalForm, lexicalFormLength});
 }

@@ -17,8 +17,8 @@ constexpr PlainLiteralFailureLines IN_PLACE_PARSE_FAILURE_LINES{LINE_IN_PLACE_PA
                                                                 LINE_IN_PLACE_PARSE_MALFORMED_TAG};
 constexpr PlainLiteralFailureLines PARSE_FAILURE_LINES{LINE_PARSE_MISSING_AT_SIGN, LINE_PARSE_MALFORMED_TAG};
 
-// The order matters: the names exist before the factory copies them, and go after it. The priority initialises
-// them before the static objects of an application, of which a Dictionary may be one.
+// The order matters: the names exist before the factory copies them, and are destroyed after it. The priority
+// initialises them before the static objects of an application, one of which may be a Dictionary.
 [[gnu::init_priority(melnar::BUILT_IN_FACTORY_PRIORITY)]] const std::string s_xsdStringDatatypeName(XSD_STRING);
 [[gnu::init_priority(melnar::BUILT_IN_FACTORY_PRIORITY)]] const std::string
     s_plainLiteralDatatypeName(RDF_PLAIN_LITERAL);
@@ -26,7 +26,7 @@ constexpr PlainLiteralFailureLines PARSE_FAILURE_LINES{LINE_PARSE_MISSING_AT_SIG
 
 struct TurtleParts {
     const char* m_begin;
-    const char* m_split; // where the '@' of the language tag stands, or the end
+    const char* m_split; // where the '@' of the language tag is, or the end
     const char* m_end;
 };
 
@@ -88,7 +88,7 @@ void StringDatatypeFactory::inPlaceParseResourceValue(ResourceValue& resourceVal
 
 void StringDatatypeFactory::parseResourceValue(ResourceValue& resourceValue, const char* const lexicalForm,
                                                size_t lexicalFormLength, uint8_t datatypeID) const {
-    // The size that is checked is the one the value had before; callers rely on getting this failure just then.
+    // Checks the size that the value had before, since callers rely on this failure.
     AdaptiveResourceSizeEncoding::checkLength(resourceValue.m_dataSize);
     validatePlainLiteral(lexicalForm, lexicalFormLength, datatypeID, PARSE_FAILURE_LINES);
     uint8_t* const data = resourceValue.useOwnStorage(lexicalFormLength + 1);

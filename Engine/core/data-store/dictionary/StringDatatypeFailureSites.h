@@ -1,7 +1,7 @@
 #pragma once
 
-/// The assigned places of the string datatype's failures. The plain-literal failures of its factory are counted among
-/// them, since they are the same check.
+/// The assigned places of the string datatype's failures. They include the plain-literal failures of its factory, since
+/// these come from the same check.
 constexpr const char* const STRING_DATATYPE_SOURCE_FILE = "Engine/core/data-store/dictionary/StringDatatype";
 constexpr long LINE_TRY_RESOLVE_MISSING_AT_SIGN = 158;
 constexpr long LINE_TRY_RESOLVE_MALFORMED_TAG = 166;

@@ -4,7 +4,7 @@
 
 namespace melnar {
 
-/// What the stream of a string datatype begins with. The initial size follows, and then the two tables.
+/// The marker at the start of a string datatype's stream. The initial size and the two tables follow.
 constexpr std::string_view STRING_DATATYPE_MARKER = "StringDatatype";
 
 } // namespace melnar

@@ -3,7 +3,7 @@
 #include "Engine/core/data-store/dictionary/AdaptiveResourceSizeEncoding.h"
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 
-// Compiled into this file, so that users of the library need not link libxxhash.
+// Compiled into this file, so users of the library need not link libxxhash.
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 

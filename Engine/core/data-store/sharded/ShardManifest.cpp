@@ -20,7 +20,7 @@ constexpr long LINE_WORK_TOO_LONG = 155;
 
 constexpr SectionFormat MANIFEST{"MELNARDF", 1, "manifest of a dictionary folder", "Manifest"};
 
-// A name is this, two hexadecimal digits for the shard, and '-' and an identity, or else the suffix.
+// A name is this prefix, two hexadecimal digits for the shard, and then '-' and an identity, or the suffix.
 constexpr std::string_view NAME_PREFIX = "shard-";
 constexpr std::string_view TEMPORARY_SUFFIX = ".saving";
 constexpr std::string_view HEXADECIMAL_DIGITS = "0123456789abcdef";
@@ -72,7 +72,7 @@ void readTerms(SectionInputStream& input, ShardManifest& manifest) {
     input.endSection();
 }
 
-/// Nothing is reserved for a length that nobody vouches for, up to the largest.
+/// Reads a text without reserving memory for its length, which is untrusted.
 std::string readText(SectionInputStream& input, const std::string& name, const size_t largestLength) {
     const uint64_t length = input.readUInt64();
     if (length > largestLength)
@@ -146,7 +146,7 @@ uint64_t ShardManifest::getNumberOfResources() const noexcept {
     return sum;
 }
 
-/// An intermediate state has more resources than the last whole one, which has the last entry.
+/// An intermediate state has more resources than the last whole one, to which the last entry belongs.
 std::optional<DictionaryIdentity> ShardManifest::getIdentityOfWholeState() const noexcept {
     const std::vector<DictionaryHistory::Entry>& entries = m_history.m_entries;
     if (entries.empty() || entries.back().m_commitPoint != getNumberOfResources() + 1)

@@ -4,10 +4,10 @@
 
 namespace melnar {
 
-/// A counting sort; those of no shard come last.
+/// A counting sort; entries without a shard come last.
 template<class GetShard>
 void ShardedBatch::sort(const std::span<const BatchEntry> entries, const GetShard& getShard) {
-    m_begins.fill(0); // so that there is none if memory for them is not
+    m_begins.fill(0); // so that all parts are empty if there is no memory for the entries
     m_entries.resize(entries.size());
     m_indexes.resize(entries.size());
     m_shards.resize(entries.size());

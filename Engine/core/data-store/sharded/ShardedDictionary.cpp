@@ -49,9 +49,9 @@ constexpr long LINE_DAMAGED_SHARD = 310;
 constexpr long LINE_OTHER_SIZE = 344;
 constexpr long LINE_OTHER_TERMS = 371;
 
-constexpr uint64_t RESOURCES_OF_A_GROUP = 1024; // enough for a dictionary to work at full speed
+constexpr uint64_t RESOURCES_OF_A_GROUP = 1024; // enough for a dictionary to run at full speed
 
-// A batch is answered block by block: enough for each shard to work at full speed.
+// The size of the blocks of a batch: enough for each shard to run at full speed.
 constexpr size_t BLOCK_SIZE = size_t(1) << 16;
 
 constexpr size_t MEMORY_OF_NO_RESOURCES = size_t(1) << 20;
@@ -79,7 +79,7 @@ ShardManifest makeManifest(const uint64_t maximumNumberOfResourcesOfShard) {
     return manifest;
 }
 
-/// Has a batch of terms answered block by block, by `answer(shard, part, failures)` for each part of a block.
+/// Processes a batch of terms block by block: calls `answer(shard, part, failures)` for each part of a block.
 template<class Answer>
 void answerTerms(ShardedBatch& batch, const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures,
                  const Answer& answer) {
@@ -106,8 +106,8 @@ void answerTerms(ShardedBatch& batch, const std::span<BatchEntry> entries, std::
     }
 }
 
-/// Calls `visit(entries)` with groups of a dictionary's resources, in ascending order of their IDs, of which none is
-/// missing. Entries have whole lexical forms until the next call.
+/// Calls `visit(entries)` with groups of a dictionary's resources, in ascending order of their IDs, without gaps.
+/// Entries have whole lexical forms until the next call.
 template<class Visit>
 void forEachGroup(const Dictionary& dictionary, const Visit& visit) {
     std::vector<BatchEntry> entries;
@@ -148,9 +148,9 @@ void countTerms(const std::span<const BatchEntry> entries, std::map<uint8_t, Sha
     }
 }
 
-/// A dictionary with the same terms under the same IDs, laid out as if one thread had created them one after the other. All
-/// copies of one shard are the same, byte for byte, whichever threads made the shard, and how often it was saved. Counts the
-/// terms. The memory must outlive the copy.
+/// Makes a dictionary with the same terms under the same IDs, laid out as if a single thread had created them one after
+/// the other. All copies of one shard are identical, byte for byte, whichever threads made the shard, and however often
+/// it was saved. Counts the terms. `memory` must outlive the copy.
 std::unique_ptr<Dictionary> makeCanonicalCopy(const Dictionary& source, MemoryManager& memory,
                                               std::map<uint8_t, ShardManifest::Terms>& termsByDatatype) {
     const ThreadContextLoan loan;
@@ -168,14 +168,15 @@ std::unique_ptr<Dictionary> makeCanonicalCopy(const Dictionary& source, MemoryMa
             if (!failures.empty())
                 failures.front().throwException();
             countTerms(entries, termsByDatatype);
-            for (const BatchEntry& entry : entries) // A damaged file may have a term twice.
+            for (const BatchEntry& entry : entries) // A damaged file may contain a term twice.
                 if (const uint64_t resourceID = nextResourceID++; entry.m_resourceID != resourceID)
                     throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_NOT_FOUND_AGAIN,
                                           MelnarException::NO_CAUSES, "A shard has the term of resource ",
                                           entry.m_resourceID, " a second time, under ID ", resourceID, ".");
         });
     }
-    // A dictionary makes do without some memory: it stores a text whole that terms could share, say.
+    // With less memory a dictionary still works, but has another layout: for example, it stores whole a text that terms
+    // could share.
     if (memory.getNumberOfRefusals() != 0)
         throw MelnarException(FailureKind::SYSTEM, SOURCE_FILE, LINE_NO_MEMORY_FOR_COPY, MelnarException::NO_CAUSES,
                               "The system has no memory for a second copy of a shard, by which it is saved.");
@@ -193,14 +194,14 @@ bool hasSize(const std::string& fileName, const uint64_t numberOfBytes) noexcept
     return ::stat(fileName.c_str(), &status) == 0 && static_cast<uint64_t>(status.st_size) == numberOfBytes;
 }
 
-/// Writes a shard's file, which nobody reads before a manifest names it. It has a temporary name, and is removed unless
-/// it is given another one.
+/// Writes a shard's file, which no process reads before a manifest names it. It has a temporary name, and is removed
+/// unless it is renamed.
 class ShardFile : private Unmovable {
 public:
     ShardFile(const std::string& folderName, const uint32_t shard)
         : m_name(folderName + '/' + ShardManifest::getTemporaryFileName(shard)),
           m_hasOldManifest(::stat(getManifestName(folderName).c_str(), &m_oldManifest) == 0) {
-        ::unlink(m_name.c_str()); // what a dead writer has left
+        ::unlink(m_name.c_str()); // left by a killed writer
         m_output.emplace(m_name, O_WRONLY | O_EXCL | O_NOFOLLOW,
                          m_hasOldManifest ? m_oldManifest.st_mode & 0777 : 0666);
     }
@@ -248,7 +249,7 @@ void copyFile(const std::string& fileName, OutputStream& output) {
         output.write(buffer.data(), delivered);
 }
 
-/// The names in a folder. The standard library's way to read them ends the program where there is no memory.
+/// The names in a folder. The standard library's directory iterators end the program if there is no memory.
 class Folder : private Unmovable {
 public:
     explicit Folder(const std::string& name) noexcept : m_folder(::opendir(name.c_str())) {}
@@ -258,11 +259,11 @@ public:
             ::closedir(m_folder);
     }
 
-    /// Null if there is none left. The name is there until the next call.
+    /// Returns the next name, or null if there is none. The name is valid until the next call.
     const char* readName() const noexcept {
         if (m_folder == nullptr)
             return nullptr;
-        const dirent* const entry = ::readdir(m_folder); // NOLINT(concurrency-mt-unsafe): nobody else has the stream
+        const dirent* const entry = ::readdir(m_folder); // NOLINT(concurrency-mt-unsafe): the stream is not shared
         return entry == nullptr ? nullptr : static_cast<const char*>(entry->d_name);
     }
 
@@ -276,7 +277,8 @@ void addNames(const ShardManifest& manifest, std::set<std::string>& names) {
             names.insert(manifest.getFileName(shard));
 }
 
-/// Performs `action(shard)` for all shards on so many threads; throws what the first of them that failed threw.
+/// Performs `action(shard)` for all shards on `numberOfThreads` threads; throws the exception of the first action that
+/// failed.
 template<class Action>
 void forEachShardNumber(const size_t numberOfThreads, const Action& action) {
     std::atomic<uint32_t> nextShard = 0;
@@ -301,7 +303,7 @@ void forEachShardNumber(const size_t numberOfThreads, const Action& action) {
     try {
         while (threads.size() + 1 < std::min<size_t>(numberOfThreads, ShardLayout::NUMBER_OF_SHARDS))
             threads.emplace_back(work);
-    } catch (const std::exception&) { // With fewer threads it takes longer.
+    } catch (const std::exception&) { // It takes longer with fewer threads.
     }
     work();
     threads.clear();
@@ -345,7 +347,7 @@ std::unique_ptr<ShardedDictionary> ShardedDictionary::open(const std::string& fo
 
 std::unique_ptr<ShardedDictionary> ShardedDictionary::open(const std::string& folderName, ShardManifest manifest,
                                                            const DictionaryOptions& options) {
-    // Shards are opened later, when the name may lead elsewhere.
+    // Shards are opened later; by then the name may lead elsewhere.
     return std::unique_ptr<ShardedDictionary>(
         new ShardedDictionary(TargetFile(getManifestName(folderName)).getFolderName(), std::move(manifest), options));
 }
@@ -354,7 +356,7 @@ bool ShardedDictionary::isFolder(const std::string& folderName) {
     return exists(getManifestName(folderName));
 }
 
-/// Null unless the shard is in memory.
+/// Returns null unless the shard is in memory.
 Dictionary* ShardedDictionary::findShard(const uint32_t shard) const noexcept {
     return m_slots[shard].m_published.load(std::memory_order_acquire); // U2
 }
@@ -371,7 +373,7 @@ Dictionary& ShardedDictionary::publishShard(const uint32_t shard, const Make& ma
     return *slot.m_owned;
 }
 
-/// Null if the shard is neither in memory nor a file.
+/// Returns null if the shard is not in memory and has no file.
 Dictionary* ShardedDictionary::findOrOpenShard(const uint32_t shard) const {
     if (Dictionary* const dictionary = findShard(shard))
         return dictionary;
@@ -399,13 +401,13 @@ const Dictionary* ShardedDictionary::getShard(const uint32_t shard) const {
     return findOrOpenShard(shard);
 }
 
-/// The shard, or a dictionary without resources in the place of one that is not there.
+/// Returns the shard, or a dictionary without resources if it does not exist.
 const Dictionary& ShardedDictionary::getShardOrNone(const uint32_t shard) const {
     const Dictionary* const dictionary = findOrOpenShard(shard);
     return dictionary == nullptr ? m_noResources : *dictionary;
 }
 
-/// Reads a shard's file, or the one that a writer has put into its place since the manifest was read.
+/// Reads a shard's file, or the file with which a writer has replaced it since the manifest was read.
 std::unique_ptr<Dictionary> ShardedDictionary::openShard(const uint32_t shard) const {
     std::shared_lock lock(m_savedMutex);
     const std::string folderName = m_folderName;
@@ -420,7 +422,7 @@ std::unique_ptr<Dictionary> ShardedDictionary::openShard(const uint32_t shard) c
                 throw;
             const ShardManifest manifest = readManifest(folderName);
             if (manifest.m_shards[shard] == expected)
-                throw; // Nobody has replaced it.
+                throw; // No writer has replaced it.
             if (std::ranges::none_of(manifest.m_history.m_entries, [&](const DictionaryHistory::Entry& entry) {
                     return entry.m_identity == openedState;
                 }))
@@ -479,7 +481,7 @@ void ShardedDictionary::getResources(const std::span<BatchEntry> entries) const 
     for (size_t begin = 0; begin < entries.size(); begin += BLOCK_SIZE) {
         const std::span<BatchEntry> block = entries.subspan(begin, std::min(BLOCK_SIZE, entries.size() - begin));
         batch.assignIDs(block);
-        for (BatchEntry& entry : block) // ID 0 is in no part
+        for (BatchEntry& entry : block) // ID 0 is in no part.
             entry = {{}, entry.m_resourceID, D_INVALID};
         for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
             if (const std::span<BatchEntry> part = batch.getPart(shard); !part.empty()) {
@@ -537,7 +539,7 @@ void ShardedDictionary::setInputs(std::vector<ShardManifest::Input> inputs, cons
     m_manifest.m_nextDocument = nextDocument;
 }
 
-/// Of a shard that is in memory, those it has; of another one, those in its file.
+/// Returns the number of resources in memory, or in the file if the shard is not in memory.
 uint64_t ShardedDictionary::getNumberOfResources(const uint32_t shard) const noexcept {
     if (const Dictionary* const dictionary = findShard(shard))
         return dictionary->getNextResourceID() - 1;
@@ -559,7 +561,7 @@ uint64_t ShardedDictionary::getEndOfResourceIDs() const noexcept {
     return lastID + 1;
 }
 
-/// Makes a shard's file, unless it is there.
+/// Makes a shard's file, unless it exists.
 ShardManifest::Shard ShardedDictionary::saveShard(const uint32_t shard, const std::string& folderName) const {
     const auto getPath = [shard](const std::string& folder, const ShardManifest::Shard& ofShard) {
         return folder + '/' + ShardManifest::getFileName(shard, ofShard.m_identity);
@@ -599,7 +601,7 @@ void ShardedDictionary::removeRemains(const std::string& folderName,
         try {
             addNames(readManifest(folderName), names);
         } catch (const SystemCallException& exception) {
-            if (exception.getErrorCode() != ENOENT) // Of one that is not read, nobody knows what it names.
+            if (exception.getErrorCode() != ENOENT) // It is unknown which files an unreadable manifest names.
                 throw;
         }
         const Folder folder(folderName);
@@ -611,7 +613,7 @@ void ShardedDictionary::removeRemains(const std::string& folderName,
     }
 }
 
-/// Keeps what was opened or saved last as well, if that is of this folder.
+/// Also keeps the files that were opened or saved last, if they are in this folder.
 void ShardedDictionary::removeRemains(const std::string& folderName) const noexcept {
     if (folderName == m_folderName)
         removeRemains(folderName, {&m_manifest});
@@ -622,7 +624,7 @@ void ShardedDictionary::removeRemains(const std::string& folderName) const noexc
 ShardManifest ShardedDictionary::saveShards(const std::string& folderName, const State state,
                                             const size_t numberOfThreads) {
     ShardManifest manifest = m_manifest;
-    manifest.m_work.clear(); // is the caller's to write
+    manifest.m_work.clear(); // is written by the caller
     forEachShardNumber(numberOfThreads,
                        [&](const uint32_t shard) { manifest.m_shards[shard] = saveShard(shard, folderName); });
     AtomicFileOutputStream::synchronizeFolder(folderName);
@@ -646,7 +648,7 @@ void ShardedDictionary::noteSaved(const std::string& folderName, ShardManifest m
     adopt(TargetFile(getManifestName(folderName)).getFolderName(), std::move(manifest), std::move(history));
 }
 
-/// What the dictionary knows of its folder from here on. The history is the manifest's.
+/// Sets what the dictionary knows of its folder from now on. `history` is that of the manifest.
 void ShardedDictionary::adopt(std::string folderName, ShardManifest manifest,
                               DictionaryHistory::Contents history) noexcept {
     const std::lock_guard guard(m_savedMutex);
@@ -661,8 +663,9 @@ void ShardedDictionary::save(FileLock& lock, const State state, const size_t num
     if (std::filesystem::path(target.getName()).filename() != ShardManifest::FILE_NAME)
         throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_FOREIGN_LOCK, MelnarException::NO_CAUSES,
                               "The lock is one of '", lock.getFileName(), "', and not of a manifest.");
-    AtomicFileOutputStream output(lock); // Keeps others from saving under this lock.
-    // The manifest may not be on the disk yet, if that failed when it was saved: what the one before names must stay then.
+    AtomicFileOutputStream output(lock); // keeps other threads from saving under this lock
+    // If flushing failed when it was saved, the manifest may not be on the disk yet, and the files of the one before
+    // must stay until it is.
     AtomicFileOutputStream::synchronizeFolder(folderName);
     removeRemains(folderName);
     ShardManifest manifest;
@@ -681,7 +684,7 @@ void ShardedDictionary::save(FileLock& lock, const State state, const size_t num
     removeRemains(m_folderName);
 }
 
-/// Nobody uses the shard, so that no order is needed.
+/// No thread uses the shard, so no order is needed.
 void ShardedDictionary::releaseShard(const uint32_t shard) noexcept {
     m_slots[shard].m_published.store(nullptr, std::memory_order_relaxed);
     m_slots[shard].m_owned.reset();

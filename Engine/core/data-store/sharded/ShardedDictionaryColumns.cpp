@@ -5,7 +5,7 @@ using namespace melnar;
 
 namespace {
 
-// Smaller than the blocks of a batch, as a column takes its forms along.
+// Smaller than the blocks of a batch, since a chunk of a column also contains its forms.
 using Columns = DictionaryTermColumns<(size_t(1) << 14), (size_t(1) << 22)>;
 
 } // namespace

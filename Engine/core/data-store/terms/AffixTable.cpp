@@ -39,7 +39,7 @@ uint64_t AffixTable::getHash(const uint32_t number) const noexcept {
     return number == 0 ? FNV_1A_OFFSET_BASIS : m_records[number].m_hash;
 }
 
-/// Word by word, as this hash is never saved: for texts of this length much faster than that of a lexical form.
+/// Hashes word by word, which for such texts is much faster than hashLexicalForm. The hash is never saved.
 uint64_t AffixTable::hash(const std::string_view text) noexcept {
     constexpr uint64_t MULTIPLIER = 0x9E3779B97F4A7C15; // 2^64 over the golden ratio
     uint64_t hash = text.size() * MULTIPLIER;
@@ -71,7 +71,7 @@ uint32_t AffixTable::getNumberFor(const std::string_view text) noexcept {
     try {
         return enter(text, textHash);
     } catch (...) {
-        return 0; // Without memory for a shorter term there is soon none for terms at all, which is told then.
+        return 0; // If there is no memory to shorten terms, there will soon be none for terms, which is reported then.
     }
 }
 
@@ -88,8 +88,8 @@ uint32_t AffixTable::find(const std::string_view text, const uint64_t textHash) 
     return 0;
 }
 
-/// Counts a text. Of two texts that share a place, the one that is met next starts again, as does one that has been met
-/// often enough: it gets a number then, or there is no room for it.
+/// Counts a text. When two texts share a counter, the one that is seen next restarts it. The counter also restarts
+/// after a text has been seen often enough: the text gets a number then, or there is no room for it.
 bool AffixTable::isMetOftenEnough(const uint64_t textHash) noexcept {
     constexpr uint32_t COUNT_MASK = 0xFF;
     std::atomic<uint32_t>& recent = m_recentTexts[textHash % NUMBER_OF_RECENT_TEXTS];
@@ -101,7 +101,7 @@ bool AffixTable::isMetOftenEnough(const uint64_t textHash) noexcept {
     return isEnough;
 }
 
-/// Returns 0 when the table is full.
+/// Returns 0 if the table is full.
 uint32_t AffixTable::enter(const std::string_view text, const uint64_t textHash) {
     const std::lock_guard lock(m_mutex);
     if (const uint32_t number = find(text, textHash); number != 0)
@@ -113,7 +113,7 @@ uint32_t AffixTable::enter(const std::string_view text, const uint64_t textHash)
     return number;
 }
 
-/// Gives the next number to a text. After a throw nothing has changed but what is accessible.
+/// Gives the next number to a text. After a throw only accessible sizes have changed.
 void AffixTable::append(const std::string_view text) {
     const uint32_t number = getSize() + 1;
     if (m_records.getMaximumNumberOfItems() == 0)
@@ -133,7 +133,7 @@ void AffixTable::append(const std::string_view text) {
     enterInIndex(m_level, hash(text), number);
 }
 
-/// A text for which there is no place is not found: terms that were made to collide are stored whole.
+/// A text without a free bucket is not found: terms that were made to collide are stored whole.
 void AffixTable::enterInIndex(const size_t level, const uint64_t textHash, const uint32_t number) noexcept {
     Index& index = m_indexes[level];
     const size_t mask = getIndexSize(level) - 1;
@@ -146,7 +146,7 @@ void AffixTable::enterInIndex(const size_t level, const uint64_t textHash, const
     }
 }
 
-/// Makes an index of all texts and has it read from now on.
+/// Makes an index of all texts, which is used from now on.
 void AffixTable::makeIndex(const size_t level) {
     Index& index = m_indexes[level];
     index.initialize(getIndexSize(level));

@@ -6,15 +6,15 @@
 
 namespace melnar {
 
-/// Compares the parts of terms. Their lengths come in no order, so that a branch that depends on one would often be
-/// mispredicted, which costs more than the comparison: there are as few of them as can be.
+/// Compares the parts of terms. Their lengths vary, so branches that depend on them would often be mispredicted, which
+/// costs more than the comparison. Therefore there are as few such branches as possible.
 ///
 /// Threads  Any threads concurrently.
 class PartComparison {
 public:
     PartComparison() = delete;
 
-    /// Whether two texts of one length are equal. A null pointer may stand for an empty text.
+    /// Returns whether two texts of the same length are equal. An empty text may be a null pointer.
     static bool areEqual(const char* const first, const char* const second, const size_t length) noexcept {
         if (length < sizeof(uint32_t) || length > 4 * sizeof(Pair))
             return length == 0 || std::memcmp(first, second, length) == 0;
@@ -27,8 +27,8 @@ public:
 private:
     using Pair [[gnu::vector_size(16)]] = uint64_t;
 
-    /// Compares one to four words' length of bytes by four words, which may overlap: two from the begin on, and two up to
-    /// the end.
+    /// Compares two texts of one to four words in length with four words each, which may overlap: two from the start
+    /// on, and two up to the end.
     template<class Word>
     static Word getDifference(const char* const first, const char* const second, const size_t length) noexcept {
         const size_t step = length / (2 * sizeof(Word)) * sizeof(Word);

@@ -17,8 +17,8 @@ constexpr std::string_view DATATYPE_MARK = "^^";
 constexpr std::string_view LEFT_TO_RIGHT_MARK = "--ltr";
 constexpr std::string_view RIGHT_TO_LEFT_MARK = "--rtl";
 
-// In this file, since every program that has a Dictionary links it. The priority initialises them before the static
-// objects of an application, of which a Dictionary may be one.
+// In this file, since every program with a Dictionary links it. The priority initialises them before the static objects
+// of an application, one of which may be a Dictionary.
 [[gnu::init_priority(melnar::BUILT_IN_FACTORY_PRIORITY)]] const std::array<TermDatatypeFactory, 5> s_termFactories{
     TermDatatypeFactory(TermFamily::get(D_IRI)), TermDatatypeFactory(TermFamily::get(D_BLANK_NODE)),
     TermDatatypeFactory(TermFamily::get(D_TYPED_LITERAL)), TermDatatypeFactory(TermFamily::get(D_DIRECTIONAL_STRING)),
@@ -76,7 +76,7 @@ uint8_t Term::getDatatypeID() const noexcept {
     return D_INVALID;
 }
 
-/// Parts that would be lost in the lexical form, or make it that of another term, give D_INVALID.
+/// Returns D_INVALID if parts would be lost in the lexical form, or make it that of another term.
 uint8_t Term::getDatatypeIDOfLiteral() const noexcept {
     if (!m_language.empty())
         return !m_datatype.empty() || m_language.find('@') != std::string_view::npos ? D_INVALID

@@ -8,10 +8,10 @@
 
 namespace melnar {
 
-/// A term as it lies in the data pool, read in place:
+/// A term in the data pool, read in place:
 ///
-///   affix number   1 to 3 bytes    of the text that the term shares with others, or 0: seven bits a byte, the lowest
-///                                  first; the highest bit of a byte tells that another one follows
+///   affix number   1 to 3 bytes    of the text that the term shares with others, or 0: seven bits per byte, the lowest
+///                                  first; the highest bit of a byte states that another one follows
 ///   own part       a StringChunk   the rest of the lexical form
 ///
 /// The bytes belong to the pool.
@@ -20,7 +20,7 @@ public:
     static constexpr uint32_t LARGEST_AFFIX_NUMBER = (1 << 21) - 1;
     static constexpr size_t LONGEST_AFFIX_NUMBER = 3; // in bytes
 
-    /// `chunk` is the first byte of the number.
+    /// `chunk` is the first byte of the affix number.
     explicit TermChunk(const uint8_t* const chunk) noexcept
         : m_affixNumber(0), m_ownPart(readAffixNumber(chunk, m_affixNumber)), m_begin(chunk) {}
 

@@ -18,7 +18,7 @@ constexpr std::string_view MARKER = "TermDatatype";
 constexpr const char* const SOURCE_FILE = "Engine/core/data-store/terms/TermDatatype";
 constexpr long LINE_NOT_A_TERM_DATATYPE = 163;
 
-/// Throws what makes an entry refused.
+/// Throws the reason why an entry is refused.
 void refuse(const BatchEntry& entry) {
     TermFamily::get(entry.m_datatypeID).check(entry.m_lexicalForm);
 }
@@ -98,7 +98,7 @@ uint64_t TermDatatype<T>::resolveResource(DictionaryThreadContext* const threadC
                                    datatypeID);
 }
 
-/// The whole form of a value, which may come in two parts.
+/// Returns the whole form of a value, which may have two parts.
 template<class T>
 std::string_view TermDatatype<T>::getForm(const ResourceValue& resourceValue, std::string& joined) const {
     const std::string_view ownPart(reinterpret_cast<const char*>(resourceValue.m_data), resourceValue.m_dataSize - 1);
@@ -174,8 +174,8 @@ bool TermDatatype<T>::isRefused(const BatchEntry& entry) const noexcept {
            !m_family.m_isWellFormed(entry.m_lexicalForm);
 }
 
-/// Answers a batch of which nothing can be there. With `isFailure`, the exception that is being handled is why what is
-/// not refused fails.
+/// Answers a batch when no literal of the family exists. If `isFailure` is true, every entry that is not refused fails
+/// with the exception that is being handled.
 template<class T>
 void TermDatatype<T>::answerWithoutTable(const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures,
                                          const bool isFailure) const {
@@ -189,7 +189,7 @@ void TermDatatype<T>::answerWithoutTable(const std::span<BatchEntry> entries, st
     }
 }
 
-/// Which forms a batch may have.
+/// Returns a function that decides which forms a batch may have.
 template<class T>
 auto TermDatatype<T>::getAccept() const noexcept {
     return [this](const std::string_view form, uint8_t) noexcept { return m_family.m_isWellFormed(form); };
@@ -277,7 +277,7 @@ void TermDatatype<T>::finishCompact(const DictionaryCompactionState& state) {
         Base::refillTable(*m_table, entry, entriesEnd, datatypeID);
 }
 
-/// The chunk may come from a damaged file. Whether its affix has a text is for loadUntrusted to tell.
+/// The chunk may come from a damaged file. loadUntrusted checks whether there is a text with its affix number.
 template<class T>
 size_t TermDatatype<T>::getChunkSize(const uint64_t resourceID) const noexcept {
     const uint64_t dataOffset = m_resourceDataOffsets[resourceID];
@@ -308,7 +308,7 @@ void TermDatatype<T>::save(OutputStream& outputStream) const {
     m_affixes.save(outputStream);
 }
 
-/// Reads all but the shared texts.
+/// Reads everything except the shared texts.
 template<class T>
 void TermDatatype<T>::loadTable(InputStream& inputStream) {
     reset();

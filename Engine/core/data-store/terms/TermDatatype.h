@@ -17,14 +17,15 @@
 
 namespace melnar {
 
-/// The terms of one family of one dictionary. Takes nothing of the memory limit before the first term.
+/// The terms of one family in one dictionary. Takes no memory from the limit before the first term.
 ///
-/// T is the width of a bucket, uint32_t or uint64_t; both behave alike. The family tells what a form looks like, and
-/// which part of it many terms may share. Such a part is kept once (AffixTable), and a chunk holds its number and the
-/// rest (TermChunk): a value that is read comes in two parts, its own in m_data and the shared one in m_auxiliaryData.
+/// T is the type of a bucket, uint32_t or uint64_t; both behave alike. The family defines the format of a form, and
+/// which part of it many terms may share. That part is stored once (AffixTable), and a chunk contains its number and
+/// the rest of the form (TermChunk). A value that is read has two parts, its own in m_data and the shared one in
+/// m_auxiliaryData.
 ///
 /// Sizes, ownership, threads and errors are those of DictionaryDatatype. The operations that take a lexical form check
-/// it; those that take a ResourceValue trust it, as it comes from a factory that has checked it.
+/// it. Those that take a ResourceValue trust it, since a factory has checked it.
 ///
 /// MEMORY ORDERS
 ///   #   operation                          order    pairs with   makes visible                        checked by
@@ -44,7 +45,8 @@ public:
     void initializeForSnapshot(const std::vector<uint64_t>& resourceCounts) override;
     bool isInUse() const noexcept override;
 
-    /// A family of which nothing survives gives all its memory back. Texts that no term shares any more stay otherwise.
+    /// Releases all memory of the family if no term survives. Otherwise shared texts stay, even those that no term has
+    /// any more.
     void finishCompact(const DictionaryCompactionState& state) override;
 
     void deleteUncommittedResourceID(uint64_t resourceID, uint8_t datatypeID) override;
@@ -79,7 +81,7 @@ public:
     void createResources(DictionaryThreadContext* threadContext, std::span<BatchEntry> entries, const uint64_t* hashes,
                          std::vector<BatchFailure>& failures) override;
 
-    /// Gives the terms' own parts; getAffix has the others.
+    /// Returns the terms' own parts; getAffix returns the shared ones.
     void getResources(std::span<BatchEntry> entries) const override;
     std::string_view getAffix(const BatchEntry& entry) const noexcept override;
     void appendLexicalForm(const BatchEntry& entry, std::string& output) const override;
@@ -111,13 +113,13 @@ private:
     std::string_view getForm(const ResourceValue& resourceValue, std::string& joined) const;
 
     const TermFamily& m_family;
-    mutable AffixTable m_affixes; // a chunk that is written may bring a new text
+    mutable AffixTable m_affixes; // writing a chunk may add a text
     const Policy m_policy;
 
-    std::mutex m_mutex;             // of those who make the table
+    std::mutex m_mutex;             // of threads that make the table
     std::unique_ptr<Table> m_table; // protected by the mutex until it is published
     std::atomic<Table*> m_publishedTable;
-    bool m_keepsFingerprints; // constant while threads are at work
+    bool m_keepsFingerprints; // constant while threads run
 };
 
 extern template class TermDatatype<uint32_t>;

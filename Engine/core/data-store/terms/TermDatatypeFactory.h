@@ -7,8 +7,8 @@ namespace melnar {
 
 /// The factory of a family of terms.
 ///
-/// A value may come in two parts, as TermDatatype gives it: the term's own in the data, and what it shares with others in
-/// the auxiliary data. Values that are parsed come in one.
+/// A value may have two parts, as TermDatatype returns it: the term's own part in the data, and the shared one in the
+/// auxiliary data. Parsed values have one part.
 ///
 /// Threads  Stateless: any threads concurrently.
 class TermDatatypeFactory : public DictionaryDatatypeFactory {
@@ -23,7 +23,7 @@ public:
                                                                  MemoryRegion<std::atomic<uint8_t>>& resourceFlags,
                                                                  DataPool& dataPool) const override;
 
-    /// The data is the whole form.
+    /// The data must be the whole form.
     void inPlaceParseResourceValue(ResourceValue& resourceValue, uint8_t datatypeID) const override;
 
     void parseResourceValue(ResourceValue& resourceValue, const char* lexicalForm, size_t lexicalFormLength,
@@ -35,8 +35,8 @@ public:
     void appendLexicalForm(uint8_t datatypeID, const uint8_t* data, size_t dataSize, const uint8_t* auxiliaryData,
                            size_t auxiliaryDataSize, std::string& output) const override;
 
-    /// Prefixes are not used. A form that is none of the family, as a damaged file may have, is printed as a string, so
-    /// that it cannot be taken for other terms or statements.
+    /// Does not use prefixes. A form that the family does not allow, as a damaged file may contain, is printed as a
+    /// string, so that it cannot be mistaken for other terms or statements.
     void appendTurtleLiteral(uint8_t datatypeID, const uint8_t* data, size_t dataSize, const uint8_t* auxiliaryData,
                              size_t auxiliaryDataSize, const Prefixes& prefixes, std::string& output) const override;
 
@@ -46,12 +46,12 @@ public:
     void printTurtleLiteral(uint8_t datatypeID, const uint8_t* data, size_t dataSize, const uint8_t* auxiliaryData,
                             size_t auxiliaryDataSize, const Prefixes& prefixes, OutputStream& output) const override;
 
-    /// EBV_ERROR: the values of literals are not looked at.
+    /// Returns EBV_ERROR: the values of literals are not interpreted.
     EffectiveBooleanValue getEffectiveBooleanValue(uint8_t datatypeID, const uint8_t* data, size_t dataSize,
                                                    const uint8_t* auxiliaryData,
                                                    size_t auxiliaryDataSize) const override;
 
-    /// A term is equal to itself only.
+    /// A term is equal only to itself.
     bool enumerateEqualResourceValues(const ResourceValue& resourceValue,
                                       std::vector<ResourceValue>& equalValues) const override;
 

@@ -22,9 +22,10 @@ constexpr std::string_view TRIPLE_TERM_END = " )>>";
 constexpr std::string_view STRING_DATATYPE = "<http://www.w3.org/2001/XMLSchema#string>"; // never written
 constexpr std::string_view DOCUMENT_MARK = "doc"; // of a label that was made unique
 
-constexpr char DELETE = 0x7F; // the one control character of ASCII that IRIs can have
+constexpr char DELETE = 0x7F; // the only ASCII control character that IRIs can have
 
-/// Splits at the last mark; the second part begins after it. Without the mark, as in a damaged file, the first part is all.
+/// Splits at the last mark; the second part starts after it. Without the mark, as in a damaged file, everything is in
+/// the first part.
 std::pair<std::string_view, std::string_view> splitAtLast(const std::string_view form,
                                                           const std::string_view mark) noexcept {
     const size_t place = form.rfind(mark);
@@ -33,7 +34,7 @@ std::pair<std::string_view, std::string_view> splitAtLast(const std::string_view
     return {form.substr(0, place), form.substr(place + mark.size())};
 }
 
-/// The namespace: up to the last slash, hash sign or colon.
+/// Returns the length of the namespace: up to the last slash, hash sign or colon.
 size_t getNamespaceLength(const std::string_view iri) noexcept {
     const auto isEnd = [](const char character) { return character == '/' || character == '#' || character == ':'; };
     return static_cast<size_t>(iri.rend() - std::find_if(iri.rbegin(), iri.rend(), isEnd));
@@ -51,7 +52,8 @@ constexpr std::array<bool, 256> ESCAPED_IN_IRIS = [] {
     return isEscaped;
 }();
 
-/// An IRI is stored as it is. What must not stand between angle brackets is escaped, so that nothing can end them.
+/// Characters that are not allowed between angle brackets are escaped, so an IRI, which is stored unchecked, cannot end
+/// them.
 void appendIri(const std::string_view iri, std::string& output) {
     constexpr std::string_view DIGITS = "0123456789ABCDEF";
     output += '<';
@@ -69,7 +71,7 @@ void appendIri(const std::string_view iri, std::string& output) {
     output += '>';
 }
 
-/// The part before the first hyphen of a label that begins like "doc2-".
+/// Returns the length of the part before the first hyphen of a label that starts like "doc2-".
 size_t getDocumentLength(const std::string_view label) noexcept {
     if (!label.starts_with(DOCUMENT_MARK))
         return 0;
@@ -77,7 +79,7 @@ size_t getDocumentLength(const std::string_view label) noexcept {
     return end != std::string_view::npos && end != DOCUMENT_MARK.size() && label[end] == '-' ? end + 1 : 0;
 }
 
-/// As N-Triples has it, but for which of the characters beyond ASCII are letters.
+/// Implements the rules of N-Triples, but accepts all characters beyond ASCII as letters.
 bool isLabel(const std::string_view label) noexcept {
     return !label.empty() && label.front() != '-' && label.front() != '.' && label.back() != '.' &&
            std::all_of(label.begin(), label.end(), [](const char character) {
@@ -113,7 +115,7 @@ void appendTypedLiteral(const std::string_view form, std::string& output) {
     appendIri(datatype, output);
 }
 
-/// From the '@' on.
+/// Returns the length from the '@' on.
 size_t getTagLength(const std::string_view form) noexcept {
     return form.size() - splitAtLast(form, "@").first.size();
 }
@@ -136,8 +138,8 @@ size_t getNoLength(std::string_view) noexcept {
 
 enum class Position : uint8_t { SUBJECT, PREDICATE, OBJECT };
 
-/// Takes a term that is no triple term away from the front of a text in canonical N-Triples; false if there is none that
-/// may stand there.
+/// Removes a term other than a triple term from the front of a text in canonical N-Triples. Returns false if there is
+/// none that is allowed in this position.
 bool takeTerm(std::string_view& text, const Position position) noexcept {
     const auto takeUntil = [&text](const std::string_view characters, const size_t from) {
         const size_t end = std::min(text.find_first_of(characters, from), text.size());
@@ -173,7 +175,7 @@ bool takeTerm(std::string_view& text, const Position position) noexcept {
     return false;
 }
 
-/// Only the object can be a triple term, so that all closing brackets stand together.
+/// Only the object can be a triple term, so all closing brackets are adjacent.
 bool isTripleTerm(std::string_view form) noexcept {
     if (std::any_of(form.begin(), form.end(),
                     [](const char character) { return static_cast<uint8_t>(character) < 0x20; }))
@@ -194,7 +196,7 @@ bool isTripleTerm(std::string_view form) noexcept {
     return depth == 0 && form.empty();
 }
 
-/// Only IRIs have a character that is escaped here, and is written as it is in canonical form.
+/// Only IRIs can contain the character that is escaped here. In canonical form it is not escaped.
 void appendTripleTerm(const std::string_view form, std::string& output) {
     for (const char character : form)
         if (character == DELETE)
@@ -205,7 +207,7 @@ void appendTripleTerm(const std::string_view form, std::string& output) {
 
 using Place = TermFamily::AffixPlace;
 
-// Three terms that are stored whole cost less than a namespace with a single IRI, as that of a page; there are few
+// Storing three terms whole costs less than a namespace with a single IRI, such as that of a page. There are few
 // datatypes and tags.
 constexpr std::array FAMILIES{
     TermFamily{D_IRI, "IRI", "IRIs", Place::FRONT, 4, &getNamespaceLength, &isIri, &appendIri},
@@ -222,7 +224,7 @@ constexpr std::array FAMILIES{
 } // namespace
 
 void TermFamily::check(const std::string_view lexicalForm) const {
-    AdaptiveResourceSizeEncoding::checkLength(lexicalForm.size()); // Before the form is read: it cannot be that long.
+    AdaptiveResourceSizeEncoding::checkLength(lexicalForm.size()); // before the form is read, which cannot be so long
     if (!m_isWellFormed(lexicalForm))
         throw MelnarException(FailureKind::REFUSED_LITERAL, SOURCE_FILE, LINE_MALFORMED_TERM,
                               MelnarException::NO_CAUSES, "'", std::string(lexicalForm), "' is no ", m_name, ".");

@@ -16,12 +16,12 @@
 
 namespace melnar {
 
-/// Finds the term of a bucket: resource ID -> offset -> chunk in the data pool, and the text that the term shares. A
-/// term that is stored, in whatever two parts, and a query with the same bytes have the same hash.
+/// Finds the term of a bucket: resource ID -> offset -> chunk in the data pool, and the shared text. A stored term,
+/// however it is divided into two parts, and a query with the same bytes have the same hash.
 template<class T>
 class TermPolicy : public DatatypePolicy<T> {
 public:
-    // Of the failure of a term that collides with too many others.
+    // For the failure of a term that collides with too many others.
     static constexpr const char* SOURCE_FILE = "Engine/core/data-store/terms/TermPolicy";
     static constexpr long LINE_TOO_MANY_COLLIDING_TERMS = 29;
     static constexpr long LINE_OF_COLLISIONS = LINE_TOO_MANY_COLLIDING_TERMS;
@@ -29,7 +29,7 @@ public:
 
     static_assert(AffixTable::LARGEST_NUMBER <= TermChunk::LARGEST_AFFIX_NUMBER);
 
-    /// The chunk of a term that is to be written. Counts the text that the term might share.
+    /// The chunk of a new term. Counts the text that the term might share.
     class NewChunk {
     public:
         NewChunk(const TermPolicy& policy, const std::string_view lexicalForm) noexcept
@@ -74,9 +74,9 @@ public:
         return continueHash(continueHash(FNV_1A_OFFSET_BASIS, chunk.getOwnText()), getAffix(chunk));
     }
 
-    /// getHash for many resources.
+    /// Does what getHash does for many resources.
     void getHashes(const T* const resourceIDs, const size_t numberOfResources, uint64_t* const hashes) const noexcept {
-        // Offsets are asked for twice as far ahead as chunks, each long enough before it is needed.
+        // Offsets are prefetched twice as far ahead as chunks, and each chunk after its offset has arrived.
         constexpr size_t DISTANCE = 16;
         for (size_t ahead = 0; ahead < numberOfResources + 2 * DISTANCE; ++ahead) {
             if (ahead < numberOfResources)
@@ -88,7 +88,7 @@ public:
         }
     }
 
-    /// Whether a chunk is that of a given term. Its own bytes and its shared text alone decide.
+    /// Returns whether a chunk is that of a given term. Only its bytes and its shared text decide.
     bool isChunkOf(const uint8_t* const chunk, const std::string_view lexicalForm) const noexcept {
         const TermChunk stored(chunk);
         const std::string_view affix = getAffix(stored);
