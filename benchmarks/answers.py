@@ -1,12 +1,12 @@
-"""What stands between the markers of the pages: the answers, in numbers. A function of BLOCKS makes each of them.
+"""The text between the markers of the pages: the answers, in numbers. A function of BLOCKS makes each of them.
 
-A block that needs results which are not there raises NotMeasured.
+A block whose results are missing raises NotMeasured.
 """
 
 from formatting import (REFERENCE, WORKLOADS, counted, main_number, maps_of, number_of, rounded, span, table,
                         thread_counts, threads_of)
 
-# How the maps are called on the pages of answers, in the order of their rows.
+# The names of the maps on the pages of answers, in the order of their rows.
 NAMES = {
     "melnar-batch-64": "the dictionary, in batches",
     "melnar-batch-64-no-fingerprints": "the same without fingerprints",
@@ -25,18 +25,18 @@ LARGE_FILE = "load-large-8000000-nt"
 
 
 class NotMeasured(Exception):
-    """Results that a block needs are not there."""
+    """Results that a block needs are missing."""
 
 
 def need(all_results, name):
-    """A file of results."""
+    """Returns a file of results."""
     if name not in all_results:
         raise NotMeasured(name)
     return all_results[name]
 
 
 def newest_of(all_results, prefix):
-    """The file of results with the most strings among those whose name begins with the prefix."""
+    """Returns the file of results with the most strings among those whose name starts with the prefix."""
     candidates = [results for name, results in all_results.items() if name.startswith(prefix)]
     if not candidates:
         raise NotMeasured(prefix + "N")
@@ -49,19 +49,19 @@ def median(results, benchmark, quantity):
 
 
 def ratio(results, ours, other, workload, threads):
-    """Our time over that of another map, or None."""
+    """Returns our time over that of another map, or None."""
     left = median(results, f"{ours}/threads:{threads}", workload)
     right = median(results, f"{other}/threads:{threads}", workload)
     return left / right if left and right else None
 
 
 def is_slower(part):
-    """Whether a ratio, as it is shown, says that the dictionary is slower."""
+    """Returns whether the dictionary is slower according to a ratio, as it is displayed."""
     return round(part, 2) > 1
 
 
 def conditions(all_results):
-    """What was measured under which conditions: words, results, number of threads. The main table comes first."""
+    """Returns the conditions of measurement: words, results, number of threads. The main table comes first."""
     number = main_number(all_results)
     main = need(all_results, f"table-b-{number}")
     found = [(f"{counted(number)} strings, {threads_of(threads)}", main, threads) for threads in thread_counts(main)]
@@ -81,7 +81,7 @@ def conditions(all_results):
 
 
 def provenance(all_results):
-    """Where the figures come from."""
+    """Returns the origin of the figures."""
     if not all_results:
         raise NotMeasured("anything")
     context = need(all_results, f"table-b-{main_number(all_results)}").context
@@ -127,7 +127,7 @@ def condition_rows(all_results, ours):
 
 
 def conditions_block(all_results):
-    """The dictionary beside the reference under all conditions."""
+    """The dictionary compared with the reference under all conditions."""
     lines = ["Nanoseconds an operation and thread; in brackets the same divided by the time of "
              f"{NAMES[REFERENCE]}, under the same conditions. Where the dictionary is slower the cell is bold.", ""]
     for ours in (BATCH, SINGLE):
@@ -136,7 +136,7 @@ def conditions_block(all_results):
 
 
 def slower_workloads(results, ours, other):
-    """The workloads in which the dictionary is slower than another map, with the ratios."""
+    """Returns the workloads in which the dictionary is slower than another map, with the ratios."""
     parts = []
     for workload in WORKLOADS:
         ratios = [part for threads in thread_counts(results) if (part := ratio(results, ours, other, workload, threads))]
@@ -146,7 +146,7 @@ def slower_workloads(results, ours, other):
 
 
 def slower_block(all_results):
-    """Where something else is faster."""
+    """The cases in which something else is faster."""
     number = main_number(all_results)
     results = need(all_results, f"table-b-{number}")
     others = [name for name in NAMES if name in maps_of(results) and not name.startswith("melnar")]
@@ -172,7 +172,7 @@ def stalls_block(all_results):
 
 
 def memory_block(all_results):
-    """Bytes beyond the text, with both widths of buckets."""
+    """Bytes in addition to the text, with both widths of buckets."""
     results = need(all_results, f"memory-b-{main_number(all_results)}")
     reference = median(results, f"{REFERENCE}/threads:1", "beyond")
     rows = []
@@ -201,7 +201,7 @@ def collisions_block(all_results):
 
 
 def load_rows(results):
-    """What the tool does with an RDF file."""
+    """The operations of the tool on an RDF file."""
     what = (f"{results.context['strings']}, {int(results.context['bytes']) / 1e6:.0f} MB, "
             f"{threads_of(int(results.context['threads']))}")
     rows = []

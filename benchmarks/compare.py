@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Compares the results of two runs of a benchmark program, and reports the differences that are beyond the spread.
+"""Compares the results of two runs of a benchmark program, and reports differences that exceed the spread.
 
     compare.py OLD.json NEW.json
 
 The spread of a figure is the median distance of its repetitions from their median. Two figures differ if their medians
-are further apart than three times the sum of their spreads, and than 2 % (--tolerance). Of all figures less is better.
-A figure that only one of the runs has is told, too. Exit codes: 0 nothing has become worse, 1 something has or is
+differ by more than three times the sum of their spreads, and by more than 2 % (--tolerance). Smaller figures are
+better. Figures that only one of the runs has are reported, too. Exit codes: 0 nothing is worse, 1 something is worse or
 missing in the new run, 2 the files cannot be compared.
 """
 
@@ -13,19 +13,19 @@ import argparse
 import sys
 from pathlib import Path
 
-sys.dont_write_bytecode = True  # nothing is left beside the sources
+sys.dont_write_bytecode = True  # leave no files beside the sources
 
 from results import Results  # noqa: E402, pylint: disable=wrong-import-position
 
 
 def differs(old, new, tolerance):
-    """Whether a figure has changed by more than its spread tells."""
+    """Returns whether a figure has changed by more than its spread explains."""
     difference = abs(new.median - old.median)
     return difference > 3 * (old.spread + new.spread) and difference > tolerance * abs(old.median)
 
 
 def tell_absences(word, results, other_results):
-    """Lines that tell which figures of some results the others lack."""
+    """Returns lines that name the figures that only one of two results has."""
     return [f"{word} {benchmark} {quantity}"
             for benchmark, quantities in sorted(results.figures.items())
             for quantity in sorted(quantities)
@@ -33,7 +33,7 @@ def tell_absences(word, results, other_results):
 
 
 def compare(old_results, new_results, tolerance):
-    """Lines that tell the differences, and the number of those for the worse."""
+    """Returns lines with the differences, and the number of figures that are worse."""
     lines = []
     worse = 0
     compared = 0

@@ -1,4 +1,4 @@
-"""What the pages and the terminal share: numbers, tables, and where results come from."""
+"""Formats for the pages and the terminal: numbers, tables, and the origin of results."""
 
 import re
 from pathlib import Path
@@ -9,7 +9,7 @@ MAIN_NUMBER = 10_000_000
 
 
 def shown(figure):
-    """A median and its spread, or a dash."""
+    """Returns a median and its spread, or a dash."""
     if figure is None:
         return "–"
     digits = 0 if figure.median >= 100 else 1 if figure.median >= 10 else 2
@@ -17,7 +17,7 @@ def shown(figure):
 
 
 def rounded(number):
-    """A number as in a sentence: two or three digits count."""
+    """Returns a number as in a sentence, with two or three significant digits."""
     if number == 0:
         return "0"
     if number >= 10:
@@ -26,13 +26,13 @@ def rounded(number):
 
 
 def span(numbers):
-    """The least and the most of some numbers, or the only one."""
+    """Returns the smallest and the largest of some numbers, or the only one."""
     least, most = rounded(min(numbers)), rounded(max(numbers))
     return least if least == most else f"{least} to {most}"
 
 
 def table(heads, rows):
-    """The lines of a table in Markdown, and an empty one."""
+    """Returns the lines of a Markdown table, and an empty one."""
     lines = ["| " + " | ".join(heads) + " |", "|" + "---|" * len(heads)]
     return lines + ["| " + " | ".join(row) + " |" for row in rows] + [""]
 
@@ -42,7 +42,7 @@ def number_of(results):
 
 
 def counted(number):
-    """A number of strings in words where it is a round one."""
+    """Returns a number of strings, in words if it is a round one."""
     millions = number // 1_000_000
     return f"{millions} million" if millions and number % 1_000_000 == 0 else f"{number:,}"
 
@@ -56,13 +56,13 @@ def thread_counts(results):
 
 
 def maps_of(results):
-    """The names of the maps: the dictionary's first, then the map that others are compared with, then the rest."""
+    """Returns the names of the maps: the dictionary first, then the reference, then the others."""
     names = list(dict.fromkeys(name.split("/")[0] for name in results.figures))
     return sorted(names, key=lambda name: (not name.startswith("melnar"), name != REFERENCE, name))
 
 
 def main_number(all_results):
-    """The number of strings that the pages are about: MAIN_NUMBER, or where it was not measured the largest one."""
+    """Returns the number of strings for the pages: MAIN_NUMBER, or if it was not measured, the largest one."""
     numbers = [number_of(results) for name, results in all_results.items() if name.startswith("table-b-")]
     return MAIN_NUMBER if MAIN_NUMBER in numbers or not numbers else max(numbers)
 
@@ -73,7 +73,7 @@ def describe_machine(context):
 
 
 def describe(results):
-    """What was measured, and where."""
+    """Describes what was measured, and where."""
     context = results.context
     return (f"{number_of(results):,} strings \"{Path(context['strings']).name}\", {context['memory']} memory, "
             f"{context.get('pages', 'huge')} pages, {describe_machine(context)}")

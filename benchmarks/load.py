@@ -1,4 +1,4 @@
-"""RDF files and rows of IDs: the tool beside serd's bare reader, serdi and a copy, in turns."""
+"""RDF files and rows of IDs: the tool, serd's bare reader, serdi and a copy, measured in turn."""
 
 import filecmp
 import gzip
@@ -15,7 +15,8 @@ from pathlib import Path
 
 
 def unpacked(file, folder):
-    """The file, or, of one packed with gzip, a plain copy in the folder: neither of the others reads gzip."""
+    """Returns the file or, if it is compressed with gzip, a plain copy in the folder: the other programs do not read
+    gzip."""
     if file.suffix != ".gz":
         return file
     folder.mkdir(parents=True, exist_ok=True)
@@ -27,7 +28,7 @@ def unpacked(file, folder):
 
 
 def make_large_file(root, triples, folder):
-    """A file of `triples` statements from the generator beside the repository, made unless it is there."""
+    """Returns a file of `triples` statements from the generator beside the repository; makes it unless it exists."""
     generator = root.parent / "shared" / "data" / "make_large.py"
     folder.mkdir(parents=True, exist_ok=True)
     file = folder / f"large-{triples}.nt"
@@ -42,7 +43,7 @@ def make_large_file(root, triples, folder):
 
 
 def make_data_sets(root, folder):
-    """The data sets beside the repository that are N-Triples or N-Quads: a file each, plain."""
+    """Returns the data sets beside the repository that are N-Triples or N-Quads, each as one plain file."""
     data = root.parent / "shared" / "data"
     if not data.exists():
         sys.exit("load.py: there are no data sets beside the repository; give files with --file")
@@ -57,7 +58,7 @@ def make_data_sets(root, folder):
 
 
 def make_small_file(folder):
-    """A file that shows that everything works."""
+    """Makes a file that shows that everything works."""
     folder.mkdir(parents=True, exist_ok=True)
     file = folder / "small.nt"
     lines = (f'<urn:s:{number}> <urn:p> "text {number % 1000}"{"@en" if number % 2 else ""} .\n'
@@ -67,7 +68,7 @@ def make_small_file(folder):
 
 
 def run_once(command):
-    """Runs a command; its output, wall seconds, CPU seconds, those of them in the system, peak memory in MB, and how
+    """Runs a command. Returns its output, wall seconds, CPU seconds, system CPU seconds, peak memory in MB, and how
     often it waited."""
     start = time.perf_counter()
     with subprocess.Popen(command, stdout=subprocess.PIPE, text=True) as process:
@@ -87,8 +88,8 @@ def run_once(command):
 
 
 def commands(programs, file, folder, threads):
-    """What is run, by the name in the results: later commands read what earlier ones have written to the folder.
-    serdi's output goes nowhere, by way of the shell."""
+    """Returns the commands, by their names in the results. Later commands read files that earlier ones have written to
+    the folder. The shell discards serdi's output."""
     syntax = {".ttl": "turtle", ".nq": "nquads", ".trig": "trig"}.get(file.suffix, "ntriples")
 
     def tool(verb, *arguments):
@@ -115,7 +116,7 @@ def count_lines(file):
 
 
 def check_answers(file, folder, outputs):
-    """All must have met the same statements, and what was written must agree."""
+    """Checks that all commands have read the same statements, and that their output agrees."""
     read = int(re.match(r"(\d+) statements", outputs["serd-baseline"])[1])
     reports = {name: json.loads(output) for name, output in outputs.items() if output.startswith("{")}
     counts = {name: report["triples"] for name, report in reports.items()}
@@ -132,7 +133,7 @@ def check_answers(file, folder, outputs):
 
 
 def figures_of_output(name, output, folder, figures):
-    """What a command tells or has written, in figures."""
+    """Returns the figures that a command prints, and those of its output files."""
     if name.startswith(("melnar-load", "melnar-strings")):
         report = json.loads(output)
         return {"dictionary_mb": report["memoryBytes"] / (1 << 20),
@@ -143,7 +144,7 @@ def figures_of_output(name, output, folder, figures):
 
 
 def run_load(programs, file, threads, repetitions, context, results):
-    """Runs all commands in turn, as often as told, and writes a file of results, which it returns."""
+    """Runs all commands in turn, for all repetitions. Writes a file of results and returns its name."""
     entries = []
     for repetition in range(repetitions + 1):
         outputs = {}
@@ -165,7 +166,7 @@ def run_load(programs, file, threads, repetitions, context, results):
 
 
 def run_read(programs, file, repetitions, context, results):
-    """Reads a file with both bare readers in turn; prints and writes their processor time and the ratio."""
+    """Reads a file with both bare readers in turn. Prints and writes their processor time and the ratio."""
     readers = {"serd-baseline": [], "bench-read": []}
     for repetition in range(repetitions + 1):
         counts = set()

@@ -1,4 +1,4 @@
-"""Plots as SVG, drawn with nothing but strings."""
+"""Plots as SVG, made from strings."""
 
 import math
 from xml.sax.saxutils import escape
@@ -24,7 +24,7 @@ def drawing(height, parts):
 
 
 def step_of(largest):
-    """A round distance of grid lines, some five of them."""
+    """Returns a round distance of grid lines, so that there are about five."""
     power = 10**math.floor(math.log10(largest / 5))
     return next(factor * power for factor in (1, 2, 5, 10) if factor * power >= largest / 5)
 
@@ -44,8 +44,8 @@ def legend(names, y):
 
 
 def bars(title, unit, groups, series):
-    """Groups of bars: `series` is a list of (name, [(median, least, most) or None for each group]). A thin line goes
-    from the least to the most, as far as the plot does."""
+    """Returns groups of bars: `series` is a list of (name, [(median, minimum, maximum) or None for each group]). A thin
+    line connects minimum and maximum, within the plot."""
     parts, top = legend([name for name, _ in series], 44)
     parts.insert(0, text(60, 20, f"{title}, {unit}"))
     top += 8
@@ -75,7 +75,7 @@ def bars(title, unit, groups, series):
 
 
 def lines(title, unit, series):
-    """Lines over a logarithmic axis of numbers of strings: `series` is a list of (name, [(x, median)])."""
+    """Returns lines over a logarithmic axis of numbers of strings: `series` is a list of (name, [(x, median)])."""
     parts, top = legend([name for name, _ in series], 44)
     parts.insert(0, text(60, 20, f"{title}, {unit}"))
     top += 8

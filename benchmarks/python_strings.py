@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Measures melnar beside a dict that numbers the same strings, and beside the list that gives them back.
+"""Compares melnar with a dict that numbers the same strings, and with the list that returns them.
 
     PYTHONPATH=build/python/python /usr/bin/python3 benchmarks/python_strings.py [--strings N] [--repeats R]
 
-Each measurement has a process of its own, which makes the strings first: all distinct, or each one twice, in random order.
-Times are of the processor, the least of the repeats: all ways have one thread. Memory is what the process has come to hold beside the strings when it is done, read from
-/proc/self/statm. The results of all ways are compared.
+Each measurement has its own process, which makes the strings first: all distinct, or each one twice, in random order.
+Times are processor times, the minimum of the repeats; all ways use one thread. Memory is what the process holds at its
+end in addition to the strings, read from /proc/self/statm. The results of all ways are compared.
 """
 
 import argparse
@@ -21,8 +21,8 @@ PAGE = 4096
 
 
 def make_strings(count, times):
-    """`count` strings, each of them `times` times, of 16 to 45 bytes; one in ten is not ASCII. They lie in memory in the
-    order of the list, as they do when they have been read from a file."""
+    """Makes `count` strings, each of them `times` times, of 16 to 45 bytes; one in ten is not ASCII. In memory they
+    have the order of the list, as if they had been read from a file."""
     generator = random.Random(1)
     order = [index // times for index in range(count)]
     generator.shuffle(order)
@@ -36,7 +36,7 @@ def resident():
 
 
 class Clock:
-    """Measures what is done within `with`."""
+    """Measures the body of a `with` statement."""
 
     def __enter__(self):
         self.memory = resident()
@@ -54,7 +54,7 @@ def number_by_loop(strings):
 
 
 def number_by_counter(strings):
-    """The fastest way in plain Python that we know."""
+    """The fastest known way in plain Python."""
     ids = defaultdict(itertools.count(1).__next__)
     return ids, list(map(ids.__getitem__, strings))
 
@@ -66,7 +66,7 @@ def encode(strings):
 
 
 def measure_encoding(way, count, times):
-    import melnar  # so that what it takes to load counts for nobody
+    import melnar  # loading it is not part of the measurement
     strings = make_strings(count, times)
     ways = {"dict": number_by_loop, "defaultdict": number_by_counter, "melnar": encode}
     with Clock() as clock:
@@ -99,7 +99,7 @@ def measure_decoding(way, count, is_shuffled):
 
 
 def run(repeats, *arguments):
-    """The least time, and the memory, of a measurement in processes of its own."""
+    """Returns the minimum time, and the memory, of a measurement in separate processes."""
     results = []
     for _ in range(repeats):
         done = subprocess.run([sys.executable, "-B", __file__, "--measure", json.dumps(arguments)], check=True,

@@ -1,8 +1,8 @@
-"""Loads by several processes: what they take, a model of it, and what the model says of more processes than there are here.
+"""Loads by several processes: measurements, a model, and its predictions for more processes than there are here.
 
-The inputs of the model are measured: the processor time of a statement; the terms that it may ask for; what each that goes
-from rank to rank costs, in bytes and in processor time; how many slices a rank brings into a round; the bytes of shards, and
-those that a rank has beside them. Everything else is arithmetic; docs/scale.md explains it.
+The inputs of the model are measured: the processor time of a statement; the terms that it may ask for; the cost of each
+term that one rank sends to another, in bytes and in processor time; how many slices a rank contributes to a round; the
+bytes of shards, and those that a rank has in addition. Everything else is arithmetic; docs/scale.md explains it.
 """
 
 import filecmp
@@ -21,14 +21,14 @@ SLICE = 1 << 20
 RANKS = [1, 2, 3, 4]
 ENVIRONMENT = {**os.environ, "OMPI_ALLOW_RUN_AS_ROOT": "1", "OMPI_ALLOW_RUN_AS_ROOT_CONFIRM": "1"}
 
-# What the large runs are told for: ranks on one machine, bytes a second that a machine sends, seconds that a message takes.
+# The assumptions for large runs: ranks per machine, bytes per second that a machine sends, seconds per message.
 RANKS_OF_A_MACHINE = 16
 BYTES_A_SECOND = 10e9 / 8
 LATENCY = 20e-6
 
 
 def run_timed(command):
-    """Runs a command. Its standard error, seconds, and the processor seconds of it and its children."""
+    """Runs a command. Returns its standard error, its seconds, and the processor seconds of it and its children."""
     before = resource.getrusage(resource.RUSAGE_CHILDREN)
     started = time.monotonic()
     result = subprocess.run([str(part) for part in command], capture_output=True, text=True, stdin=subprocess.DEVNULL,
@@ -41,12 +41,12 @@ def run_timed(command):
 
 
 def figures_of(text):
-    """The numbers that --traffic prints, by their names."""
+    """Returns the numbers that --traffic prints, by their names."""
     return {name.strip(): float(number) for name, number in re.findall(r"^ *([a-z ]+?)  +([0-9.e+]+)$", text, re.M)}
 
 
 def same(first, second):
-    """Whether two folders, or files, have the same bytes."""
+    """Returns whether two folders, or files, have the same bytes."""
     if first.is_file():
         return filecmp.cmp(first, second, shallow=False)
     names = sorted(path.name for path in first.iterdir())
@@ -55,7 +55,7 @@ def same(first, second):
 
 
 def run_round(programs, file, folder, entries):
-    """Loads a file once in each way, and checks that the shards and the rows are the same in all."""
+    """Loads a file once in each way, and checks that all make the same shards and rows."""
     tool = programs / "tools" / "melnar-dict"
     ranks = programs / "tools" / "melnar-dict-mpi" / "melnar-dict-mpi"
 
@@ -76,7 +76,7 @@ def run_round(programs, file, folder, entries):
 
 
 def run_ranks(programs, file, repetitions, context, results):
-    """Runs all ways in turn, as often as told, and writes a file of results, which it returns. The first round is not
+    """Runs all ways in turn, for all repetitions. Writes a file of results and returns its name. The first round is not
     measured."""
     entries = []
     for repetition in range(repetitions + 1):
@@ -92,7 +92,7 @@ def run_ranks(programs, file, repetitions, context, results):
 
 
 class Model:
-    """What loads by ranks take, from what one and two of them took."""
+    """Predicts the cost of loads by several ranks from measurements with one and two."""
 
     def __init__(self, entries, file_bytes):
         def median(name, figure):
@@ -103,7 +103,7 @@ class Model:
         self.statements = median("file/threads:2", "statements")
         self.terms = median("ranks:1", "terms of pieces")
         self.slices = file_bytes / SLICE
-        # Of two ranks, half of what is asked for is the other one's.
+        # With two ranks, half of the requested terms belong to the other one.
         remote = median("ranks:2", "terms asked for") / 2
         self.bytes_of_term = median("ranks:2", "bytes from rank to rank") / remote
         self.cpu = median("ranks:1", "seconds of processors")
@@ -114,10 +114,10 @@ class Model:
                              for ranks in RANKS)
 
     def predict(self, ranks, scale=1.0, asked=None):
-        """Of an input that is so many times as large. Unless it is told what is asked for, nothing is in the caches."""
+        """Predicts a load of an input that is `scale` times as large. Without `asked`, the caches have no hits."""
         asked = (self.terms if asked is None else asked) * scale
         remote = asked * (ranks - 1) / ranks
-        busiest = -(-256 // ranks) * ranks / 256  # shards of the rank that has most, in shares
+        busiest = -(-256 // ranks) * ranks / 256  # shards of the rank with the most, relative to the average
         return {"rounds": scale * self.slices / self.slices_of_rank / ranks,
                 "sent": remote * self.bytes_of_term,
                 "cpu": scale * self.cpu + remote * self.cpu_of_term,
@@ -126,7 +126,7 @@ class Model:
 
 
 def section(path):
-    """The tables of docs/scale.md for a file of results."""
+    """Returns the tables of docs/scale.md for a file of results."""
     document = json.loads(path.read_text(encoding="utf-8"))
     entries = document["benchmarks"]
     model = Model(entries, float(document["context"]["bytes"]))
@@ -169,7 +169,7 @@ def section(path):
     for ranks in (16, 64, 256):
         told = model.predict(ranks, scale)
         machines = -(-ranks // RANKS_OF_A_MACHINE)
-        leaving = told["sent"] * (1 - min(RANKS_OF_A_MACHINE, ranks) / ranks) / machines  # bytes of a machine
+        leaving = told["sent"] * (1 - min(RANKS_OF_A_MACHINE, ranks) / ranks) / machines  # bytes that leave a machine
         network = leaving / BYTES_A_SECOND + told["rounds"] * ranks * 3 * LATENCY
         lines.append(f"| {ranks} | {told['rounds'] / 1e3:.0f} thousand | {told['sent'] / 1e12:.1f} | "
                      f"{told['sent'] / ranks / 1e9:.0f} | {told['cpu'] / 3600:.1f} | "

@@ -1,11 +1,12 @@
-"""Writes the pages on performance from the files of results.
+"""Writes the pages on performance from files of results.
 
-docs/performance.md and README.md belong to their authors, but for what stands between two markers:
+docs/performance.md and README.md are written by hand, except the text between two markers:
 
     <!-- measured NAME, by ./dev bench report -->...<!-- end of NAME -->
 
-A function of answers.py writes that, one for each NAME. docs/performance/tables.md and its plots are written as a
-whole. All figures come from one run: results of several commits or machines are refused, unless told otherwise.
+A function of answers.py writes this text, one for each NAME. docs/performance/tables.md and its plots are generated
+completely. All figures must come from one run: results of several commits or machines are refused, unless an option
+allows them.
 """
 
 import re
@@ -24,12 +25,12 @@ BLOCK = re.compile(r"(?P<begin><!-- measured (?P<name>[a-z]+), by \./dev bench r
 
 
 def read_results(folder):
-    """All files of results of a folder, by their names."""
+    """Returns all files of results of a folder, by their names."""
     return {path.stem: Results(path) for path in sorted(folder.glob("*.json"))}
 
 
 def differences(all_results):
-    """Lines that tell which commits and machines results come from, if there is more than one."""
+    """Returns lines that name the commits and machines of results, if there is more than one."""
     files = {}
     for name, results in all_results.items():
         origin = tuple(results.context.get(fact, "unknown") for fact in ("commit", "processor", "cores", "gigabytes"))
@@ -38,7 +39,7 @@ def differences(all_results):
 
 
 def fill(text, all_results, missing):
-    """The text of a page with all its blocks written anew. What could not be written is added to `missing`."""
+    """Returns the text of a page with all its blocks rewritten. Blocks without results are added to `missing`."""
     def replace(match):
         old = match["old"]
         try:
@@ -53,7 +54,7 @@ def fill(text, all_results, missing):
 
 
 def write(results_folder, root, target, accepts_mixed=False):
-    """Writes the pages below `target` from the results and from the pages of the repository at `root`."""
+    """Writes the pages below `target` from the results and the pages of the repository at `root`."""
     all_results = read_results(results_folder)
     if (lines := differences(all_results)) and not accepts_mixed:
         sys.exit("\n".join(["run.py: the results are not of one run; measure again, or accept that with --mixed:",
@@ -66,7 +67,7 @@ def write(results_folder, root, target, accepts_mixed=False):
     folder = (target / TABLES).parent
     folder.mkdir(parents=True, exist_ok=True)
     for plot in folder.glob("*.svg"):
-        plot.unlink()  # none of an earlier run stays
+        plot.unlink()  # remove those of earlier runs
     (target / TABLES).write_text("\n".join(tables.page(all_results, folder)), encoding="utf-8")
     targets.print_table(all_results)
     print(f"\n{', '.join(str(target / page) for page in (*PAGES, TABLES))}: {len(all_results)} files of results")

@@ -1,10 +1,10 @@
-"""What the benchmark programs write, Google Benchmark's JSON, as medians and spreads."""
+"""Medians and spreads of the output of benchmark programs, which is Google Benchmark's JSON."""
 
 import json
 import math
 import statistics
 
-# Fields of a repetition that are Google Benchmark's own, not figures of ours.
+# Fields of a repetition that belong to Google Benchmark and are not our figures.
 OWN_FIELDS = {
     "name", "run_name", "run_type", "family_index", "per_family_instance_index", "repetitions", "repetition_index",
     "threads", "iterations", "real_time", "cpu_time", "time_unit", "error_occurred", "error_message",
@@ -12,12 +12,12 @@ OWN_FIELDS = {
 
 
 class Figure:
-    """The values that one quantity had in the repetitions of a benchmark."""
+    """The values of one quantity in the repetitions of a benchmark."""
 
     def __init__(self, values):
         self.values = sorted(values)
         self.median = statistics.median(values)
-        # The median distance from the median: one repetition that the machine has disturbed does not move it.
+        # The median absolute deviation: one disturbed repetition does not change it.
         self.spread = statistics.median(abs(value - self.median) for value in values)
 
     @property
@@ -30,7 +30,7 @@ class Figure:
 
 
 class Results:
-    """One file of results: `figures[benchmark][quantity]`, and the machine and program they come from."""
+    """One file of results: `figures[benchmark][quantity]`, and their machine and program."""
 
     def __init__(self, path):
         document = json.loads(path.read_text(encoding="utf-8"))
@@ -56,5 +56,5 @@ class Results:
         }
 
     def find(self, benchmark, quantity):
-        """The figure, or None."""
+        """Returns the figure, or None."""
         return self.figures.get(benchmark, {}).get(quantity)

@@ -1,36 +1,37 @@
 #!/usr/bin/env python3
-"""Runs the benchmarks and writes what they measured below build/bench/results, one JSON file a run of a program.
+"""Runs the benchmarks and writes the measurements below build/bench/results, one JSON file per run of a program.
 
-    run.py                    all suites but load, scaling, ranks, read and terms, with up to 30 million strings: hours
+    run.py                    all suites except load, scaling, ranks, read and terms, with up to 30 million strings;
+                              takes hours
     run.py --quick            all suites with 20,000 strings, a small file to load, and report, which writes its pages
                               below the results: shows that everything works
     run.py SUITE...           some suites
       tables                    all maps, all workloads, strings "a" and "b", warm
-      cold                      the same with strings "b", first touch of memory included
+      cold                      the same with strings "b", including the first touch of memory
       small-pages               the same with strings "b", without huge pages
       cache                     the same with 20,000 strings "b", which stay in the cache
       loads                     just after a doubling of the table (load 0.36), in between (0.6), just before one (0.69)
-      growth                    the cost a string against the number of strings
-      memory                    bytes beyond the texts
+      growth                    the cost per string against the number of strings
+      memory                    bytes in addition to the texts
       stalls                    how long single calls take while a map grows
-      collisions                65,536 strings made to collide in the dictionary, beside ordinary ones
+      collisions                65,536 strings made to collide in the dictionary, compared with ordinary ones
       files                     save, open, verify, compact
-      columns                   columns of strings, as views and as Arrow has them, beside entries filled by hand
-      load                      RDF files loaded, encoded and decoded, beside serd's reader, serdi and a copy: those
-                                given with --file
-      scaling                   the dictionary beside two maps, and load, encode and decode of the files given with
+      columns                   columns of strings, as views and in Arrow's layout, compared with entries filled by hand
+      load                      RDF files loaded, encoded and decoded, compared with serd's reader, serdi and a copy:
+                                the files given with --file
+      scaling                   the dictionary and two maps, and load, encode and decode of the files given with
                                 --file, with each number of --threads
-      ranks                     loads by one to four processes beside loads by one, and a model of more: the files given
-                                with --file
+      ranks                     loads by one to four processes compared with loads by one, and a model of more:
+                                the files given with --file
       read                      the bare readers, ours and serd's, in processor time: the files given with --file
-      terms                     IRIs beside the same texts as strings, in time and memory, and all terms in columns,
-                                batches and single calls: the files given with --file, N-Triples or N-Quads, or the
-                                data sets beside the repository
-    run.py report             writes docs/performance.md, docs/performance/ and the README's figures from the results
-                              that are there, and prints the targets
-    run.py targets            prints the targets beside what was measured
+      terms                     IRIs compared with the same texts as strings, in time and memory, and all terms in
+                                columns, batches and single calls: the files given with --file, N-Triples or N-Quads,
+                                or the data sets beside the repository
+    run.py report             writes docs/performance.md, docs/performance/ and the README's figures from the existing
+                              results, and prints the targets
+    run.py targets            prints the targets and the measurements
 
-The programs are those of the preset `bench`. They check the answers that they measure; a wrong one is an error.
+The programs are those of the preset `bench`. They check the answers that they measure; a wrong answer is an error.
 """
 
 import argparse
@@ -40,7 +41,7 @@ import subprocess
 import sys
 from pathlib import Path
 
-sys.dont_write_bytecode = True  # nothing is left beside the sources
+sys.dont_write_bytecode = True  # leave no files beside the sources
 
 import load  # noqa: E402, pylint: disable=wrong-import-position
 import ranks  # noqa: E402, pylint: disable=wrong-import-position
@@ -61,7 +62,7 @@ LARGE_FILE_TRIPLES = 8_000_000  # a gigabyte
 
 
 def commit_of_tree():
-    """What was measured: the commit, and whether files differ from it."""
+    """Returns what was measured: the commit, and whether files differ from it."""
     git = ["git", "-c", "safe.directory=*", "-C", str(ROOT)]
     try:
         commit = subprocess.run([*git, "rev-parse", "--short=12", "HEAD"], capture_output=True, check=True, text=True)
@@ -80,7 +81,7 @@ def processor():
 
 
 def machine():
-    """What every file of results tells about where it comes from. Google Benchmark's options take no ',' and no '='."""
+    """Returns the origin that every file of results contains. Google Benchmark's options do not allow ',' and '='."""
     gigabytes = os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / (1 << 30)
     facts = {"commit": commit_of_tree(), "processor": processor(), "cores": str(len(os.sched_getaffinity(0))),
              "gigabytes": f"{gigabytes:.0f}"}
@@ -88,12 +89,12 @@ def machine():
 
 
 def context_of_run():
-    """What the files of results tell that are not Google Benchmark's, which adds the date itself."""
+    """Returns the context for files of results that Google Benchmark, which adds the date, does not write."""
     return {"date": datetime.datetime.now().astimezone().isoformat(timespec="seconds"), **machine()}
 
 
 def run(arguments, program, name, *options):
-    """Runs a program; the result is called `name`."""
+    """Runs a program; `name` is the name of its results."""
     command = [
         arguments.programs / "benchmarks" / program, *options,
         f"--benchmark_repetitions={arguments.repetitions}", "--benchmark_enable_random_interleaving=true",
@@ -116,7 +117,7 @@ def run_table(arguments, name, strings, number, *options):
 
 
 def numbers_of(arguments, number):
-    """The numbers of strings of a suite that has one."""
+    """Returns the numbers of strings for a suite that uses them."""
     return arguments.n or [QUICK_NUMBER if arguments.quick else number]
 
 
@@ -268,7 +269,7 @@ def main():
     arguments.results.mkdir(parents=True, exist_ok=True)
     if arguments.quick and not arguments.suites:
         for file in arguments.results.glob("*.json"):
-            file.unlink()  # the report is to be of this run alone
+            file.unlink()  # so that the report is about this run only
     suites = arguments.suites or (
         [*SUITES, "report"] if arguments.quick else [suite for suite in SUITES if suite not in SUITES_WITH_FILES])
     for suite in suites:

@@ -1,4 +1,4 @@
-"""How the tool's verbs scale with threads: each verb with each number of threads, in turns."""
+"""How the tool's verbs scale with threads: each verb with each number of threads, in turn."""
 
 import filecmp
 import json
@@ -13,21 +13,21 @@ VERBS = ["melnar-load", "melnar-load-any", "melnar-strings", "melnar-encode", "m
 
 
 def commands(programs, file, folder, threads):
-    """What is run, by the name in the results. The strings alone are saved, too."""
+    """Returns the commands, by their names in the results. Saving only the strings is one of them."""
     found = load.commands(programs, file, folder, threads)
     found["melnar-strings"] += ["-o", folder / "strings.dict"]
     return {name: found[name] for name in VERBS}
 
 
 def counts_of(outputs):
-    """What the loads counted, which no number of threads may change."""
+    """Returns the counts of the loads, which must be the same for any number of threads."""
     reports = {name: json.loads(output) for name, output in outputs.items() if output.startswith("{")}
     return {name: {key: count for key, count in report.items() if key == "triples" or key.startswith("distinct")}
             for name, report in reports.items()}
 
 
 def run_round(programs, file, folder, threads):
-    """Runs all verbs once; their figures, by their names, and what the loads counted."""
+    """Runs all verbs once. Returns their figures, by their names, and the counts of the loads."""
     outputs, figures = {}, {}
     for name, command in commands(programs, file, folder, threads).items():
         outputs[name], figures[name] = load.run_once(command)
@@ -40,15 +40,16 @@ def run_round(programs, file, folder, threads):
 
 
 def check_same(file, threads, first, folder):
-    """IDs in the order of the input are the same for any number of threads, and so is what decodes from them."""
+    """Checks that IDs in the order of the input, and the text decoded from them, are the same for any number of
+    threads."""
     for name in ("input.dict", "input.npy", "decoded"):
         if not filecmp.cmp(first / name, folder / name, shallow=False):
             sys.exit(f"run.py: {file.name}: '{name}' of {threads} threads is not that of the first round")
 
 
 def run_verbs(programs, file, thread_counts, repetitions, context, results):
-    """Runs all verbs with each number of threads in turn, as often as told, and writes a file of results, which it
-    returns. The first round is not measured: it brings the file into the cache, and all others must agree with it."""
+    """Runs all verbs with each number of threads in turn, for all repetitions. Writes a file of results and returns its
+    name. The first round is not measured: it brings the file into the cache, and all others must agree with it."""
     entries = []
     with tempfile.TemporaryDirectory(dir=results) as name_of_first:
         first = Path(name_of_first)

@@ -18,7 +18,7 @@ median of the repetitions, followed by ± and the median absolute deviation. Les
 
 
 def table_section(results, folder):
-    """A table of workloads for each number of threads, and a plot of the last."""
+    """Returns a table of workloads for each number of threads, and a plot of the last."""
     lines = [f"### {results.name}", "", describe(results) + ". Nanoseconds an operation and thread.", ""]
     for threads in thread_counts(results):
         rows = []
@@ -42,7 +42,7 @@ def table_section(results, folder):
 
 
 def growth_section(all_results, folder):
-    """The cost of a string against the number of strings."""
+    """Returns the cost per string against the number of strings."""
     runs = sorted((results for name, results in all_results.items() if name.startswith("growth-")), key=number_of)
     if not runs:
         return []
@@ -65,7 +65,7 @@ def growth_section(all_results, folder):
 
 
 def quantity_section(results, title, quantities, scale=1.0, description=None):
-    """A table of some quantities of the benchmarks of a file that have any of them."""
+    """Returns a table of some quantities, with the benchmarks of a file that have any of them."""
     rows = []
     for benchmark in sorted(results.figures, key=lambda name: (not name.startswith("melnar"), name)):
         figures = [results.find(benchmark, quantity) for quantity in quantities]
@@ -76,7 +76,7 @@ def quantity_section(results, title, quantities, scale=1.0, description=None):
 
 
 def stall_section(results):
-    """Latencies, and the longest stall beside the time of one thread alone."""
+    """Returns latencies, and the longest stall compared with the time of a single thread."""
     lines = quantity_section(results, f"{results.name}: calls while the table grows, microseconds",
                              ["p50", "p99", "p999", "longest"], 1e-3)
     for name in maps_of(results):
@@ -90,7 +90,7 @@ def stall_section(results):
 
 
 def file_section(results):
-    """Save and open beside cp."""
+    """Returns save and open, compared with cp."""
     lines = quantity_section(results, f"{results.name}: whole dictionaries, on one thread, milliseconds",
                              ["save", "copy_sync", "write", "open", "copy"], 1e3)
     lines += quantity_section(results, f"{results.name}: nanoseconds a string",
@@ -106,7 +106,7 @@ def file_section(results):
 
 
 def load_section(results):
-    """Loading, encoding and decoding a file, beside readers and a copy."""
+    """Returns loading, encoding and decoding of a file, compared with readers and a copy."""
     context = results.context
     lines = [f"### {results.name}: {context['strings']}, {int(context['bytes']) / 1e6:.0f} MB, "
              f"{threads_of(int(context['threads']))}", "", describe_machine(context) + ".", ""]
@@ -126,7 +126,7 @@ def load_section(results):
 
 
 def map_scaling_section(results):
-    """Each workload with each number of threads: millions of operations a second, and over one thread."""
+    """Returns each workload with each number of threads: millions of operations per second, and the speedup."""
     counts = thread_counts(results)
     lines = [f"### {results.name}: maps with more and more threads", "", describe(results) + ". Millions of operations "
              f"a second, all threads together; in brackets, over {threads_of(counts[0])}.", ""]
@@ -134,7 +134,7 @@ def map_scaling_section(results):
         rows = []
         for name in maps_of(results):
             figures = [results.find(f"{name}/threads:{threads}", workload) for threads in counts]
-            if all(figures):  # nanoseconds an operation and thread
+            if all(figures):  # nanoseconds per operation and thread
                 rates = [1e3 * threads / figure.median for threads, figure in zip(counts, figures)]
                 rows.append([name, *(f"{rate:.1f} ({rate / rates[0]:.1f})" for rate in rates)])
         lines += table([workload, *map(threads_of, counts)], rows)
@@ -142,7 +142,7 @@ def map_scaling_section(results):
 
 
 def verb_scaling_section(results):
-    """Each verb with each number of threads: rates, memory, and what the threads did with the time."""
+    """Returns each verb with each number of threads: rates, memory, and how the threads spent their time."""
     context = results.context
     counts = thread_counts(results)
     megabytes = int(context["bytes"]) / 1e6
@@ -165,7 +165,7 @@ def verb_scaling_section(results):
 
 
 def read_section(results):
-    """Reading a file with the bare readers."""
+    """Returns the times of the bare readers for a file."""
     context = results.context
     seconds = {name: results.find(name, "cpu_seconds") for name in results.figures}
     rows = [[name, shown(figure), f"{int(context['bytes']) / 1e6 / figure.median:.0f}"]
@@ -176,7 +176,7 @@ def read_section(results):
 
 
 def collision_section(results):
-    """Strings made to collide, beside ordinary ones: milliseconds, and the ratios."""
+    """Returns strings made to collide, compared with ordinary ones: milliseconds, and the ratios."""
     description = f"{number_of(results):,} strings of one length, warm memory, {describe_machine(results.context)}"
     times = ["ordinary", "colliding", "ordinary_again", "colliding_again"]
     lines = quantity_section(results, f"{results.name}: strings made to collide, milliseconds", times, 1e3, description)
@@ -185,7 +185,8 @@ def collision_section(results):
 
 
 def term_section(results):
-    """IRIs of a file beside the same texts as strings: nanoseconds, ratios, and bytes over those of the text."""
+    """Returns IRIs of a file, compared with the same texts as strings: nanoseconds, ratios, and bytes over those of the
+    text."""
     description = f"{number_of(results):,} IRIs, warm memory, {describe_machine(results.context)}"
     title = f"{results.name}: IRIs beside the same texts as strings"
     lines = quantity_section(results, f"{title}, ns each", ["iri_build", "string_build", "iri_re", "string_re"],
@@ -199,7 +200,8 @@ def term_section(results):
 
 
 def column_section(results):
-    """Columns of strings beside entries filled by hand: nanoseconds, and the ratios to the entries of the whole column."""
+    """Returns columns of strings, compared with entries filled by hand: nanoseconds, and the ratios to the entries of
+    the whole column."""
     workloads, ways = ("build", "re", "get", "build_tagged"), ("entries", "pieces", "views", "arrow")
     description = f"{number_of(results):,} strings, warm memory, {describe_machine(results.context)}"
     lines = quantity_section(results, f"{results.name}: columns of strings, ns each",
@@ -210,13 +212,13 @@ def column_section(results):
 
 
 def order_of(name):
-    """Tables by their strings and then by their number."""
+    """The sort key of tables: their strings, then the number of strings."""
     parts = re.match(r"(.*?)-?(\d*)$", name)
     return parts[1], int(parts[2] or 0)
 
 
 def page(all_results, folder):
-    """The lines of the page; writes its plots to the folder."""
+    """Returns the lines of the page; writes its plots to the folder."""
     lines = HEAD.splitlines() + [""]
     if not all_results:
         lines += ["Nothing has been measured yet.", ""]

@@ -1,4 +1,4 @@
-"""What the project aims at, and a table that compares it with what was measured. For the terminal, not for the pages."""
+"""The targets of the project, and a table that compares them with measurements. For the terminal, not for the pages."""
 
 from dataclasses import dataclass
 
@@ -13,8 +13,8 @@ TABLE = "table-b-{n}"
 
 @dataclass(frozen=True)
 class Target:
-    """A limit for a median, or for the ratio of two: (file of results, benchmark, quantity) each. Names may leave
-    {n}, the number of strings, and {threads} open."""
+    """A limit for a median, or for the ratio of two: (file of results, benchmark, quantity) each. Names may contain the
+    placeholders {n}, the number of strings, and {threads}."""
 
     name: str
     left: tuple
@@ -25,7 +25,7 @@ class Target:
     at_least: bool = False
 
     def measured(self, all_results, places):
-        """The ratio, or None when it was not measured."""
+        """Returns the ratio, or None if it was not measured."""
         medians = []
         for file, benchmark, quantity in [self.left] + ([self.right] if self.right else []):
             results = all_results.get(file.format(**places))
@@ -36,7 +36,7 @@ class Target:
         return self.factor * (medians[0] / medians[1] if self.right else medians[0])
 
     def verdict(self, ratio):
-        """Which of the limits the ratio meets."""
+        """Returns which of the limits the ratio meets."""
         def meets(limit):
             return ratio >= limit if self.at_least else ratio <= limit
 
@@ -46,13 +46,13 @@ class Target:
 
 
 def beside(ours, workload, other, must, aim):
-    """A target for the ratio of our time to another map's in the main table, whatever the number of threads."""
+    """Returns a target for the ratio of our time to another map's in the main table, for any number of threads."""
     names = {BATCH: "batch", SINGLE: "one at a time", ABSL: "absl-256", TBB: "tbb"}
     return Target(f"{names[ours]} {workload} / {names[other]}, threads: {{threads}}", (TABLE, ours, workload),
                   (TABLE, other, workload), must, aim)
 
 
-# For one and for two threads each.
+# Each for one thread and for two.
 MAP_TARGETS = [
     beside(BATCH, "miss", ABSL, 0.75, 0.50),
     beside(BATCH, "re", ABSL, 0.34, 0.28),
@@ -91,7 +91,7 @@ OTHER_TARGETS = [
 
 
 def load_targets(all_results):
-    """Targets for each file that was loaded."""
+    """Returns targets for each file that was loaded."""
     for file, results in all_results.items():
         if not file.startswith("load-"):
             continue
@@ -113,7 +113,7 @@ def load_targets(all_results):
 
 
 def term_targets(all_results):
-    """Targets for the IRIs of each file."""
+    """Returns targets for the IRIs of each file."""
     for file in all_results:
         if file.startswith("terms-"):
             ours = (file, "iris/threads:1")
@@ -123,7 +123,7 @@ def term_targets(all_results):
 
 
 def rows(all_results):
-    """Name, what was measured, must, aim and verdict of each target."""
+    """Returns the name, the measured value, the limits 'must' and 'aim', and the verdict of each target."""
     number = main_number(all_results)
     targets = [(target, {"n": number, "threads": threads}) for target in MAP_TARGETS for threads in (1, 2)]
     targets += [(target, {"n": number}) for target in

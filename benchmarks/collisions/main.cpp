@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-// Resolves strings that were made to have one home bucket in the dictionary, and as many ordinary ones of the same
+// Resolves strings that were made to have the same home bucket in the dictionary, and as many ordinary ones of the same
 // length, on one thread. Seconds: ordinary and colliding with an empty map, ordinary_again and colliding_again when all
-// are there. ratio and ratio_again are colliding over ordinary. To the other maps, which use another hash function,
-// both kinds are ordinary.
+// exist. ratio and ratio_again are colliding over ordinary. For the other maps, which use another hash function, both
+// kinds are ordinary.
 
 namespace {
 
@@ -23,7 +23,7 @@ TextList makeList(const std::vector<std::string>& texts) {
     return list;
 }
 
-/// Makes random texts, so long that no two are equal.
+/// Makes random texts that are so long that no two are equal.
 std::vector<std::string> makeOrdinaryTexts(const size_t number) {
     RandomNumbers randomNumbers(1);
     std::vector<std::string> texts(number, std::string(COLLIDING_TEXT_LENGTH, '\0'));

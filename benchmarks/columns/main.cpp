@@ -16,12 +16,12 @@
 #include <utility>
 #include <vector>
 
-// Resolves columns of different strings, whole, with an empty dictionary (_build) and when all are there (_re), and
-// reads them back in random order (_get), on one thread: nanoseconds of processor time a string. The ways: "entries"
-// fills the entries of a batch by hand, of the whole column; "pieces" does so with 2,048 at a time; "views" and "arrow"
-// are encode and decode of std::string_views and of Arrow's buffers, which alone have copies of what is read. The
-// _tagged ones resolve the strings with a language tag, which by hand are joined first. ratio_WAY_WORKLOAD is a way's
-// time over that of the entries by hand. The ways are measured by turns.
+// Resolves whole columns of distinct strings with an empty dictionary (_build) and when all exist (_re), and reads them
+// back in random order (_get), on one thread: nanoseconds of processor time per string. The ways: "entries" fills the
+// entries of a batch by hand, for the whole column; "pieces" does so with 2,048 at a time; "views" and "arrow" are
+// encode and decode of std::string_views and of Arrow's buffers, which copy what is read. The _tagged ones resolve the
+// strings with a language tag; "entries" and "pieces" join them first. ratio_WAY_WORKLOAD is the time of a way over
+// that of "entries". The ways are measured in turn.
 
 namespace {
 
@@ -40,7 +40,7 @@ double getProcessorSeconds() {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-/// The same strings as views and as Arrow has them.
+/// The same strings as views and in Arrow's layout.
 struct Column {
     explicit Column(const TextList& texts) {
         for (size_t index = 0; index < texts.getSize(); ++index) {
@@ -58,7 +58,7 @@ struct Column {
     std::vector<std::string_view> m_views;
 };
 
-/// Fills entries by hand, so many at a time.
+/// Fills at most LARGEST_PIECE entries at a time by hand.
 template<size_t LARGEST_PIECE>
 struct ByEntries {
     void resolve(Dictionary& dictionary, DictionaryThread& thread, const Column& column,
@@ -133,7 +133,7 @@ struct ByArrow {
     ArrowColumn<int64_t> m_texts;
 };
 
-/// Seconds, in sum.
+/// Sums of seconds.
 struct Times {
     double m_build = 0;
     double m_again = 0;

@@ -8,8 +8,8 @@
 #include <iostream>
 #include <vector>
 
-// What writing alone costs: a file is copied through what `decode` writes to, in pieces of the size of its own. Beside
-// it stands `decode`.
+// Measures writing alone: copies a file through the output class of `decode`, in pieces of the same size. To be
+// compared with `decode`.
 
 int main(const int argc, const char* const* const argv) {
     if (argc != 3) {

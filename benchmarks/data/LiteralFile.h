@@ -4,7 +4,7 @@
 
 #include <string>
 
-/// The distinct strings of a file, in the order of their first occurrence: each line's, or, where a line is a statement
-/// of N-Triples, the text of its literal as it is written there, escapes included. Statements without one are left out,
-/// and so are empty lines. Throws std::runtime_error when the file cannot be read.
+/// Returns the distinct strings of a file, in the order of their first occurrence: each line or, if a line is a
+/// statement of N-Triples, the text of its literal as it is written there, including escapes. Skips statements without
+/// a literal, and empty lines. Throws std::runtime_error if the file cannot be read.
 TextList readLiterals(const std::string& fileName);

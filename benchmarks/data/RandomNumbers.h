@@ -19,10 +19,10 @@ public:
         return number ^ (number >> 31);
     }
 
-    /// A number below `end`, which is far below 2^64: the bias is of no consequence.
+    /// Returns a number below `end`, which is far below 2^64, so the bias is negligible.
     uint64_t below(const uint64_t end) noexcept { return (*this)() % end; }
 
-    /// A number of [0, 1).
+    /// Returns a number in [0, 1).
     double fraction() noexcept { return static_cast<double>((*this)() >> 11) * 0x1p-53; }
 
 private:

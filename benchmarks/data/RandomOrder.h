@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-/// The numbers below `size` in a random order that depends on the seed alone.
+/// Returns the numbers below `size` in a random order that depends only on the seed.
 inline std::vector<uint32_t> makeRandomOrder(const size_t size, const uint64_t seed) {
     std::vector<uint32_t> order(size);
     std::iota(order.begin(), order.end(), uint32_t(0));

@@ -11,12 +11,12 @@ namespace {
 
 constexpr uint64_t NUMBER_OF_TEXTS = uint64_t(1) << 30;
 
-// Five digits of six bits tell all numbers apart, four the smaller ones.
+// Five digits of six bits distinguish all numbers, four the smaller ones.
 constexpr size_t NUMBER_OF_DIGITS = 5;
 constexpr size_t SHORTEST = 4;
 constexpr uint64_t NUMBER_OF_SHORTEST = uint64_t(1) << 24;
 constexpr size_t LONGEST = 200;
-constexpr double MEAN_BEYOND_SHORTEST = 32.07; // gives 32 when what would pass the longest is cut off there
+constexpr double MEAN_BEYOND_SHORTEST = 32.07; // gives 32 if lengths beyond the longest are cut
 
 constexpr const char* const DIGITS = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
 constexpr const char* const LETTERS = "abcdefghijklmnopqrstuvwxyz eatno";
@@ -42,7 +42,7 @@ void makeText(const TextKind kind, const uint64_t number, std::string& text) {
         text[index] = LETTERS[random % 32];
         random >>= 8;
     }
-    // An odd factor permutes the numbers of as many bits as the digits show.
+    // An odd factor permutes the numbers of as many bits as the digits have.
     uint64_t digits = number * 0x9E3779B1;
     for (size_t index = length - numberOfDigits; index < length; ++index) {
         text[index] = DIGITS[digits % 64];

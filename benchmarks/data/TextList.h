@@ -6,12 +6,12 @@
 #include <string_view>
 #include <vector>
 
-/// Strings one after the other in one buffer, so that whoever reads them in order reads memory in order, as a loader
-/// that has just parsed them would.
+/// Strings one after the other in one buffer. Reading them in order reads memory in order, as in a loader that has just
+/// parsed them.
 ///
 /// Units   Sizes are bytes, indices count strings.
-/// Errors  append throws std::length_error when the bytes of all strings pass 4 GiB: an end takes four bytes, since
-///         tens of millions of strings are held several times over.
+/// Errors  append throws std::length_error when the bytes of all strings exceed 4 GiB: an end takes four bytes, since
+///         tens of millions of strings are stored several times.
 class TextList {
 public:
     void reserve(size_t numberOfTexts, size_t numberOfBytes);
@@ -24,10 +24,10 @@ public:
         return {m_bytes.data() + m_ends[index], m_ends[index + 1] - m_ends[index]};
     }
 
-    /// The strings with these indices, each as often as it is named.
+    /// Returns the strings with these indices, each as often as its index occurs.
     TextList select(std::span<const uint32_t> indices) const;
 
 private:
     std::vector<char> m_bytes;
-    std::vector<uint32_t> m_ends{0}; // the end of each string; the first stands before all
+    std::vector<uint32_t> m_ends{0}; // the end of each string; the first one is the start of all
 };

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-// Ranks count from 1 in here.
+// Here ranks count from 1.
 
 ZipfSampler::ZipfSampler(const uint64_t numberOfRanks, const double exponent) noexcept
     : m_exponent(exponent), m_lastRank(static_cast<double>(numberOfRanks)), m_integralAtStart(integral(1.5) - 1),

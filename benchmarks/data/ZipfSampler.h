@@ -4,13 +4,13 @@
 
 #include <cstdint>
 
-/// Draws ranks from 0 on, rank k with a probability in proportion to 1 / (k + 1)^exponent.
+/// Draws ranks from 0 on, rank k with a probability proportional to 1 / (k + 1)^exponent.
 ///
-/// By rejection from the integral of that function, which needs no table and a little more than one random number a
+/// Uses rejection from the integral of that function, which needs no table and slightly more than one random number per
 /// rank (Hörmann and Derflinger, "Rejection-inversion to generate variates from monotone discrete distributions").
 class ZipfSampler {
 public:
-    /// The exponent is positive and not 1.
+    /// The exponent must be positive and not 1.
     ZipfSampler(uint64_t numberOfRanks, double exponent) noexcept;
 
     uint64_t operator()(RandomNumbers& randomNumbers) const noexcept;

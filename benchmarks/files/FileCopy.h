@@ -2,6 +2,6 @@
 
 #include <string>
 
-/// Seconds that `cp` takes to copy a file to one that is not there yet, and `sync` to make sure that the copy is on the
-/// disk, if wanted. The copy is removed afterwards. Throws std::runtime_error when one of the commands fails.
+/// Returns the seconds that `cp` takes to copy a file to a new one and, if requested, `sync` to write the copy to the
+/// disk. Removes the copy afterwards. Throws std::runtime_error if one of the commands fails.
 double copyFile(const std::string& fileName, bool isSynchronised);

@@ -18,11 +18,11 @@
 
 using namespace melnar;
 
-// What is done to whole dictionaries, on one thread. Seconds: save and copy_sync (both leave the file on the disk);
-// write (the bytes that save writes, without waiting for the disk), open and copy (none of which does). Nanoseconds a
-// string: miss_opened and re_opened (in batches, just after open, when no fingerprint is known; each starts with a
-// dictionary of its own), miss_again and re_again (the same once more), verify, compact (all survive), compact_half
-// (every second one).
+// Measures operations on whole dictionaries, on one thread. Seconds: save and copy_sync (both write the file to the
+// disk); write (the bytes that save writes, without waiting for the disk), open and copy (none of these waits).
+// Nanoseconds per string: miss_opened and re_opened (in batches, just after open, when no fingerprint is known; each
+// starts with its own dictionary), miss_again and re_again (the same once more), verify, compact (all survive),
+// compact_half (every second one survives).
 
 namespace {
 
@@ -58,7 +58,7 @@ void resolveAll(Dictionary& dictionary, const TextList& texts) {
     dictionary.commit();
 }
 
-/// Looks strings up that are absent.
+/// Looks up absent strings.
 void lookUpAbsent(const Dictionary& dictionary, const TextList& texts) {
     std::vector<BatchEntry> entries(BATCH_SIZE);
     std::vector<BatchFailure> failures;
@@ -73,7 +73,7 @@ void lookUpAbsent(const Dictionary& dictionary, const TextList& texts) {
     }
 }
 
-/// Checks that the dictionary calls each string by its number.
+/// Checks that the dictionary gives each string its ID.
 void requireTexts(const Dictionary& dictionary, const TextList& texts) {
     ResourceValue value;
     for (size_t index = 0; index < texts.getSize(); ++index) {
@@ -93,7 +93,7 @@ void run(benchmark::State& state, const WorkloadData& data, const uint64_t maxim
     resolveAll(*dictionary, texts);
     std::filesystem::remove(fileName);
     state.counters["save"] = measure([&] { dictionary->save(fileName); });
-    // As when the file is copied, the system then has pages at hand that an earlier file has left.
+    // Then, as when the file is copied, the system has free pages that an earlier file has left.
     std::filesystem::remove(fileName);
     state.counters["write"] = measure([&] {
         FileOutputStream output(fileName);

@@ -3,6 +3,6 @@
 #include <functional>
 #include <span>
 
-/// Lets a child of this process compute numbers: what it allocates cannot disturb what is measured after it. Throws
-/// std::runtime_error when the child fails. While this process has a single thread.
+/// Computes numbers in a child of this process, so that its allocations cannot affect later measurements. Throws
+/// std::runtime_error if the child fails. While this process has a single thread.
 void computeInChild(std::span<double> numbers, const std::function<void(std::span<double>)>& compute);

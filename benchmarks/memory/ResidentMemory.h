@@ -2,14 +2,14 @@
 
 #include <cstddef>
 
-/// Bytes of physical memory that this process uses, and the most that it has used since the last reset.
+/// The bytes of physical memory that this process uses, and their maximum since the last reset.
 struct ResidentMemory {
     size_t m_now;
     size_t m_peak;
 };
 
-/// Throws std::runtime_error where the system does not tell.
+/// Throws std::runtime_error if the system does not report them.
 ResidentMemory readResidentMemory();
 
-/// Makes the peak what is used now.
+/// Resets the maximum to the current value.
 void resetResidentPeak();

@@ -12,16 +12,16 @@
 #include <string>
 #include <vector>
 
-// Builds each map in a process of its own and tells what it takes beyond its texts, in bytes a string:
-//   beyond           by the map's own account: what it has asked for and not given back
-//   beyond_resident  by the system's: physical memory
-//   peak_resident    the most physical memory while it was built, texts included
+// Builds each map in a separate process and reports the memory that it takes beyond its texts, in bytes per string:
+//   beyond           according to the map: what it has allocated and not freed
+//   beyond_resident  according to the system: physical memory
+//   peak_resident    the maximum of physical memory while it was built, including texts
 
 namespace {
 
 enum : size_t { BEYOND, BEYOND_RESIDENT, PEAK_RESIDENT, NUMBER_OF_FIGURES };
 
-/// Resolves all strings, which takes no memory but the map's.
+/// Resolves all strings, which takes only memory of the map.
 void build(Peer& peer, const TextList& texts, const size_t numberOfThreads) {
     runShares(peer, numberOfThreads, texts.getSize(), [&](PeerThread& thread, const Share share) {
         std::array<std::string_view, NUMBER_OF_TEXTS_IN_GROUP> group;

@@ -2,10 +2,10 @@
 
 #include <cstddef>
 
-/// Keeps this process, and children that it starts, on small pages, whatever the allocators and the engine advise.
-/// Throws std::runtime_error when the system refuses.
+/// Restricts this process, and children that it starts, to small pages, whatever the allocators and the engine advise.
+/// Throws std::runtime_error if the system refuses.
 void forbidHugePages();
 
-/// Returns how many bytes of this process lie in huge pages now. Throws std::runtime_error when the system does not
-/// tell.
+/// Returns how many bytes of this process are in huge pages now. Throws std::runtime_error if the system does not
+/// report that.
 size_t getHugePageBytes();

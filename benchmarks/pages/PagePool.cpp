@@ -14,7 +14,7 @@ namespace {
 // Two dictionaries with room for 2^32 resources and 32 GiB of text each.
 constexpr size_t RANGE_SIZE = size_t(1) << 38;
 constexpr size_t PAGE_SIZE = 4096;
-constexpr size_t SMALLEST_GIVEN_BACK = size_t(128) << 10; // from this size on malloc gives a block of its own back
+constexpr size_t SMALLEST_GIVEN_BACK = size_t(128) << 10; // malloc returns separate blocks from this size on
 constexpr size_t HUGE_PAGE_SIZE = size_t(2) << 20;
 
 size_t roundUp(const size_t number, const size_t factor) {
@@ -49,7 +49,7 @@ void PagePool::configure(const bool isWarm, const bool usesHugePages) {
         forbidHugePages();
 }
 
-/// Blocks as large as a huge page begin with one.
+/// Blocks at least as large as a huge page are aligned to one.
 void* PagePool::takeLowestFit(const size_t numberOfBytes) {
     const size_t alignment = numberOfBytes >= HUGE_PAGE_SIZE ? HUGE_PAGE_SIZE : PAGE_SIZE;
     const auto fit = std::find_if(m_free.begin(), m_free.end(), [&](const auto& range) {
@@ -76,7 +76,7 @@ void PagePool::noteUse(const size_t begin, const size_t numberOfBytes) {
         m_isWritten[page] = true;
 }
 
-/// Zeroes what this run has written to a block that was another one then.
+/// Zeroes bytes of a new block that this run has written to an earlier block.
 void PagePool::clear(const size_t begin, const size_t numberOfBytes) {
     const size_t end = begin + numberOfBytes;
     for (size_t page = begin / HUGE_PAGE_SIZE; page * HUGE_PAGE_SIZE < end; ++page)

@@ -8,44 +8,44 @@
 #include <mutex>
 #include <vector>
 
-/// The memory that everything under measurement lives in: one range of address space whose pages, once touched, stay.
+/// The memory of everything that is measured: one range of address space whose pages, once touched, stay.
 ///
-/// A page that is touched for the first time costs 0.3 to 8 microseconds, mostly the system's, which would drown what
-/// is to be measured. So the pages that one run has touched are kept, zeroed between runs and outside of all timing,
-/// and given to the next run: memory is warm. Everybody gets it from here: the maps through PoolAllocator and
-/// TextArena, the dictionary in place of its own reservations (see WarmVirtualMemory.cpp). The lowest addresses are
-/// given out first, so that one run touches what another has touched before. What is cold is measured with a pool that
-/// gives its pages back to the system instead, those of large blocks at once, as malloc does.
+/// The first touch of a page takes 0.3 to 8 microseconds, mostly in the system, which would hide what is to be
+/// measured. So the pages that one run has touched are kept, zeroed between runs and outside of all timing, and given
+/// to the next run: memory is warm. All objects take memory from here: the maps through PoolAllocator and TextArena,
+/// the dictionary instead of its own reservations (see WarmVirtualMemory.cpp). The lowest addresses are given out
+/// first, so that one run uses pages that another has touched before. Cold measurements use a pool that returns its
+/// pages to the system instead, those of large blocks immediately, as malloc does.
 ///
 /// Units    Bytes; blocks are whole pages.
-/// Threads  Any threads at once. configure and reset: alone.
-/// Errors   std::bad_alloc when the range is used up or not to be had.
+/// Threads  Any threads concurrently. configure and reset: alone.
+/// Errors   std::bad_alloc if the range is used up or cannot be reserved.
 class PagePool : private Unmovable {
 public:
-    /// The only one: allocators that containers make for themselves must find it.
+    /// Returns the only pool: allocators that containers make themselves must find it.
     static PagePool& get();
 
-    /// Decides whether pages stay from run to run, and whether this process may use huge ones. Called before anything
-    /// is taken from the pool.
+    /// Decides whether pages stay between runs, and whether this process may use huge ones. Called before anything is
+    /// taken from the pool.
     void configure(bool isWarm, bool usesHugePages);
 
     bool isWarm() const noexcept { return m_isWarm; }
 
-    /// Address space that reads as zero. It counts as used only once use() says so.
+    /// Returns address space that reads as zero. It counts as used only after a call of use().
     void* reserve(size_t numberOfBytes);
 
-    /// Tells that a part of a reservation is written to from now on; a part is told once.
+    /// Marks a part of a reservation as used before it is written. Called once for each part.
     void use(void* begin, size_t numberOfBytes);
 
-    /// A block all of which is used.
+    /// Returns a block that counts as used completely.
     void* allocate(size_t numberOfBytes);
 
     void free(void* block) noexcept;
 
-    /// Ends a run: takes all blocks back and makes what was written to zero again.
+    /// Ends a run: takes back all blocks and zeroes everything that was written.
     void reset();
 
-    /// Counts the runs. Who caches a block over the end of a run looks here.
+    /// Returns the number of runs. Code that caches a block beyond the end of a run must check it.
     uint64_t getGeneration() const noexcept { return m_generation; }
 
     size_t getUsedBytes() const noexcept { return m_usedBytes; }
@@ -71,5 +71,5 @@ private:
     // By offset in the range.
     std::map<size_t, size_t> m_free;
     std::map<size_t, Block> m_blocks;
-    std::vector<bool> m_isWritten; // for each huge page whether this run has written to it
+    std::vector<bool> m_isWritten; // whether this run has written to it, for each huge page
 };

@@ -5,8 +5,8 @@
 
 #include <cstddef>
 
-/// The allocator of the maps: arrays are blocks of the page pool, nodes lie one after the other in an
-/// arena of their thread. Nodes are never given back singly, as no string is ever taken out of a map under measurement.
+/// The allocator of the maps: arrays are blocks of the page pool, nodes come one after the other from the arena of
+/// their thread. Nodes are never freed individually, since no string is ever removed from a measured map.
 template<class T>
 class PoolAllocator {
 public:

@@ -5,11 +5,11 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Bytes one after the other from blocks that a thread takes from the page pool, as large as those that a thread of the
-/// dictionary takes from its pool.
+/// Allocates bytes one after the other from blocks that a thread takes from the page pool. The blocks are as large as
+/// those that a thread of the dictionary takes from its data pool.
 ///
-/// Ownership  The page pool takes the blocks back when it is reset; the arena notices that by the pool's generation.
-/// Threads    Each has its own.
+/// Ownership  The page pool takes back the blocks when it is reset; the arena detects that by the pool's generation.
+/// Threads    Each has its own arena.
 class ThreadArena {
 public:
     static ThreadArena& getForTexts() noexcept {
@@ -22,7 +22,7 @@ public:
         return s_arena;
     }
 
-    /// The alignment is a power of two.
+    /// The alignment must be a power of two.
     void* take(const size_t numberOfBytes, const size_t alignment) {
         if (m_generation != PagePool::get().getGeneration())
             m_next = m_end = 0;

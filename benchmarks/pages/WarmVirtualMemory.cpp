@@ -9,10 +9,10 @@
 #include <map>
 #include <mutex>
 
-// While the page pool is warm, these functions stand in for those of Engine/core/platform/system/VirtualMemory.h, by
-// the linker's option --wrap, and give the dictionary pages that were touched before. The system calls of the engine
-// are made all the same, on a twin: a reservation of the same size that nothing is ever written to. So their cost is in
-// what is measured, and all that is missing is the first touch.
+// While the page pool is warm, these functions replace those of Engine/core/platform/system/VirtualMemory.h, by the
+// linker's option --wrap, and give the dictionary pages that were touched before. They still make the engine's system
+// calls, on a twin: a reservation of the same size that is never written to. So measurements include the cost of the
+// calls, and exclude only the first touch.
 
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): the linker's names
 
@@ -31,10 +31,10 @@ void __wrap__ZN6melnar13VirtualMemory7releaseEPvm(void* begin, size_t numberOfBy
 namespace {
 
 std::mutex s_mutex;
-std::map<uint8_t*, uint8_t*> s_twins; // by the beginning of the reservation
+std::map<uint8_t*, uint8_t*> s_twins; // by the start of the reservation
 std::atomic<size_t> s_numberOfReservations;
 
-/// The byte of the twin that stands for a byte of a reservation; null when it is not the pool's.
+/// Returns the byte of the twin that corresponds to a byte of a reservation; null if it is not the pool's.
 uint8_t* getTwin(void* const byte) {
     const std::lock_guard lock(s_mutex);
     const auto after = s_twins.upper_bound(static_cast<uint8_t*>(byte));

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
-/// How many reservations the dictionary has made in the page pool. When a dictionary does not move this number, the
-/// functions in WarmVirtualMemory.cpp no longer stand in for the engine's, and what is called warm would be cold.
+/// Returns how many reservations the dictionary has made in the page pool. If a dictionary does not change this number,
+/// the functions in WarmVirtualMemory.cpp do not replace those of the engine, and memory that is called warm would be
+/// cold.
 size_t getNumberOfWarmReservations() noexcept;

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <utility>
 
-/// absl::flat_hash_map: one probe whether the string is there or not.
+/// absl::flat_hash_map: one probe, whether the string exists or not.
 class AbslMap {
 public:
     uint64_t resolve(TextTable& texts, const HashedText& text) {

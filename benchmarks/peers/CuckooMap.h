@@ -11,7 +11,8 @@
 #include <string_view>
 #include <utility>
 
-/// libcuckoo's map: one search whether the string is there or not; key and ID are made once the map has their place.
+/// libcuckoo's map: one search, whether the string exists or not; key and ID are made after the map has found their
+/// place.
 class CuckooMap {
 public:
     uint64_t resolve(TextTable& texts, const std::string_view text) {
@@ -51,8 +52,8 @@ private:
         }
     };
 
-    // Starts with room for 262,144 strings, the map's default. Told to start with fewer, it adds locks as it grows, and
-    // two threads that insert meanwhile have been seen to crash in it.
+    // Starts with room for 262,144 strings, the map's default. If it starts with less, it adds locks as it grows, and
+    // two concurrently inserting threads have been observed to crash in it.
     libcuckoo::cuckoohash_map<std::string_view, uint64_t, Hash, Equality,
                               PoolAllocator<std::pair<const std::string_view, uint64_t>>>
         m_ids;

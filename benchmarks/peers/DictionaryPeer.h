@@ -12,6 +12,6 @@ enum class DictionaryUse {
     ONE_BY_ONE,
 };
 
-/// Puts a dictionary, which `makeDictionary` makes, under measurement.
+/// Makes a peer of the dictionary that `makeDictionary` makes.
 std::unique_ptr<Peer> makeDictionaryPeer(DictionaryUse use,
                                          const std::function<std::unique_ptr<Dictionary>()>& makeDictionary);

@@ -10,14 +10,14 @@
 #include <memory>
 #include <string_view>
 
-/// A map of somebody else's making, and how it is best used to give IDs to strings.
+/// Another project's map, and the best way to give IDs to strings with it.
 template<class Map>
 concept TextMap = requires(Map& map, TextTable& texts, std::string_view text) {
     { map.resolve(texts, text) } -> std::same_as<uint64_t>;
     { map.lookUp(text) } -> std::same_as<uint64_t>;
 };
 
-/// Puts a map under measurement.
+/// Makes a peer of a map.
 template<TextMap Map>
 class MapPeer final : public Peer {
 public:

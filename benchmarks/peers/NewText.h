@@ -5,8 +5,8 @@
 
 #include <string_view>
 
-/// A string on its way into a concurrent map: it is copied only when the map has found that it is not there and makes a
-/// key of it. A map that loses a race may make a key that it does not use; the copy stays in the arena then.
+/// A string that is being inserted into a concurrent map. It is copied only when the map has found that it is absent
+/// and makes its key. A map that loses a race may make a key that it does not use; the copy then stays in the arena.
 struct NewText {
     HashedText m_text;
     mutable std::string_view m_copy;

@@ -12,7 +12,7 @@
 
 namespace {
 
-// Address space, of which as much is used as there are strings.
+// Address space; memory is used only for strings that exist.
 constexpr size_t MEMORY_LIMIT = size_t(1) << 36;
 
 constexpr uint64_t WIDE = Dictionary::LARGEST_NUMBER_OF_RESOURCES_IN_NARROW_BUCKETS + 1;

@@ -9,7 +9,7 @@
 #include <tsl/robin_map.h>
 #include <utility>
 
-/// tsl::robin_map, for one thread. It keeps 32 bits of the hash in a gap beside each key, so that they cost nothing.
+/// tsl::robin_map, for one thread. It keeps 32 bits of the hash in the padding of each entry, so they take no memory.
 class RobinMap {
 public:
     uint64_t resolve(TextTable& texts, const std::string_view text) {

@@ -9,7 +9,7 @@
 #include <mutex>
 #include <string_view>
 
-/// 256 maps that are not made for several threads, each behind a mutex; the highest bits of the hash choose one.
+/// 256 maps that do not support several threads, each protected by a mutex; the highest bits of the hash select one.
 template<class Map>
 class ShardedMap {
 public:

@@ -9,8 +9,8 @@
 #include <unordered_map>
 #include <utility>
 
-/// std::unordered_map. A string that is new is hashed and looked for twice, the second time with everything in the
-/// cache: the map has no insertion that makes its key only when it needs one.
+/// std::unordered_map. A new string is hashed and searched twice, the second time with everything in the cache: the map
+/// has no insertion that makes its key only when it needs one.
 class StdMap {
 public:
     uint64_t resolve(TextTable& texts, const HashedText& text) {

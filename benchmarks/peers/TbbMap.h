@@ -11,8 +11,8 @@
 #include <tbb/concurrent_hash_map.h>
 #include <utility>
 
-/// tbb::concurrent_hash_map: one search whether the string is there or not. Who finds a string that another thread is
-/// adding waits at the entry's lock for its ID.
+/// tbb::concurrent_hash_map: one search, whether the string exists or not. A thread that finds a string that another
+/// thread is adding waits for its ID at the entry's lock.
 class TbbMap {
 public:
     uint64_t resolve(TextTable& texts, const std::string_view text) {

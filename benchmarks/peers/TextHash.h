@@ -17,16 +17,16 @@ struct HashedText {
         : m_text(text), m_hash(XXH3_64bits(text.data(), text.size())) {}
 };
 
-/// The key of a map that inserts a key before it tells whether the key is new: the text is replaced by an equal one,
-/// the map's own copy, afterwards.
+/// The key of a map that inserts a key before it reports whether the key is new: afterwards the text is replaced by the
+/// map's own copy, an equal one.
 struct TextKey {
     mutable std::string_view m_text;
 };
 
 /// The hash of the peers, XXH3. A map that accepts it as transparent does not hash a HashedText again.
 ///
-/// Not noexcept, on purpose: std::unordered_map keeps hashes in its nodes only if computing one might throw, and reads
-/// a string for each node that it passes without them.
+/// Not noexcept, on purpose: std::unordered_map stores hashes in its nodes only if computing one may throw; without
+/// them it reads a string for each node that it passes.
 struct TextHash {
     using is_transparent = void;
     using is_avalanching = void; // tells boost::unordered_flat_map not to mix the hash again

@@ -12,15 +12,15 @@
 #include <span>
 #include <string_view>
 
-/// What every peer keeps beside its map: the bytes of the strings, in arenas of the threads that added them, behind a
-/// length of four bytes each; and an array that points from IDs to them.
+/// What every peer stores beside its map: the bytes of the strings, each after its length in four bytes, in the arenas
+/// of the threads that added them; and an array that points from IDs to them.
 ///
-/// Threads  Any at once. An ID is read by others only after the map has shown it to them.
+/// Threads  Any threads concurrently. Other threads read an ID only after the map has shown it to them.
 class TextTable : private Unmovable {
 public:
     TextTable() : m_texts(static_cast<const char**>(PagePool::get().reserve(LARGEST_SIZE * sizeof(const char*)))) {}
 
-    /// Copies a string to where it stays.
+    /// Copies a string to its final place.
     static std::string_view copy(const std::string_view text) {
         const uint32_t size = static_cast<uint32_t>(text.size());
         char* const bytes = static_cast<char*>(ThreadArena::getForTexts().take(sizeof size + size, 1));
@@ -38,7 +38,7 @@ public:
         return id;
     }
 
-    /// The strings of a group of IDs; the memory that they lie in is asked for ahead of its use.
+    /// Finds the strings of a group of IDs; prefetches their memory.
     void get(const std::span<const uint64_t> ids, const std::span<std::string_view> texts) const noexcept {
         for (size_t begin = 0; begin < ids.size(); begin += IDS_PER_PREFETCH) {
             const size_t end = std::min(begin + IDS_PER_PREFETCH, ids.size());

@@ -4,18 +4,18 @@
 #include <string>
 #include <vector>
 
-/// What a benchmark program is told beside Google Benchmark's own options.
+/// The options of a benchmark program, in addition to those of Google Benchmark.
 ///
 ///   --strings=a|b|FILE        short strings, mixed ones (the default), or those of a file
-///   --n=NUMBER                how many different ones (1000000)
+///   --n=NUMBER                how many distinct ones (1000000)
 ///   --threads=NUMBER,...      with how many threads, one run after the other (1)
 ///   --workloads=NAME,...      which of build,re,zipf,miss,get; build always runs
-///   --texts-per-measurement=NUMBER  repeat what has fewer strings until it has had as many (1000000)
+///   --texts-per-measurement=NUMBER  repeats workloads with fewer strings until they have processed this many (1000000)
 ///   --cold                    memory from the system, touched for the first time
 ///   --small-pages             no huge pages for anything in this process
 ///   --folder=FOLDER           where files are written (.)
 struct BenchmarkOptions {
-    /// Throws std::runtime_error when an argument is none of these.
+    /// Throws std::runtime_error if an argument is none of these.
     BenchmarkOptions(int argc, const char* const* argv);
 
     bool has(const std::string& workload) const;

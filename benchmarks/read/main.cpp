@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-// What reading alone costs: the statements of a file are counted, and nothing is written. Prints the number of
-// statements, that of errors, and the seconds of processor time; beside it stands serd-baseline.
+// Measures reading alone: counts the statements of a file, and writes nothing. Prints the number of statements, that of
+// errors, and the seconds of processor time. To be compared with serd-baseline.
 
 namespace {
 

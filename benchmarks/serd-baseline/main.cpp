@@ -5,7 +5,7 @@
 
 #include <serd/serd.h>
 
-// What reading alone costs: serd's reader in its strict mode counts the statements of a file, and nothing is written.
+// Measures reading alone: serd's reader in its strict mode counts the statements of a file, and nothing is written.
 // Prints the number of statements and the seconds.
 
 namespace {

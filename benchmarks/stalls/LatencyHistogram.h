@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// How often which latency was seen, in classes that are at most 1/32 wide; the longest exactly. Nanoseconds.
+/// Counts latencies, in classes that are at most 1/32 wide, and the longest one exactly. Nanoseconds.
 class LatencyHistogram {
 public:
     void add(const uint64_t latency) noexcept {
@@ -18,13 +18,13 @@ public:
 
     uint64_t getLongest() const noexcept { return m_longest; }
 
-    /// The latency that `fraction` of all do not exceed; its class tells where it lies.
+    /// Returns the latency that `fraction` of all do not exceed, as precisely as its class.
     uint64_t getQuantile(double fraction) const noexcept;
 
 private:
     static constexpr size_t CLASSES_PER_OCTAVE = 32;
 
-    /// Latencies below 32 have a class each, then each octave has 32.
+    /// Each latency below 32 has its own class; above that, each octave has 32.
     static size_t getClass(const uint64_t latency) noexcept {
         if (latency < CLASSES_PER_OCTAVE)
             return latency;
@@ -32,7 +32,7 @@ private:
         return shift * CLASSES_PER_OCTAVE + (latency >> shift);
     }
 
-    /// The largest latency of a class.
+    /// Returns the largest latency of a class.
     static uint64_t getLastOfClass(size_t index) noexcept;
 
     std::array<uint64_t, 64 * CLASSES_PER_OCTAVE> m_counts{};

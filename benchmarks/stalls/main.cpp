@@ -13,9 +13,9 @@
 #include <stdexcept>
 #include <string>
 
-// How long single calls take while a map grows from 1,000 strings to all, in nanoseconds: p50, p99, p999, longest. A
-// call resolves one string, or a whole group where the dictionary is given batches. With one thread, the longest call
-// is the one that rehashes the last time, alone.
+// Measures how long single calls take while a map grows from 1,000 strings to all, in nanoseconds: p50, p99, p999,
+// longest. A call resolves one string, or a whole group if the dictionary gets batches. With one thread, the longest
+// call is the one that does the last rehash, alone.
 
 namespace {
 
@@ -23,7 +23,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr size_t INITIAL_SIZE = 1000;
 
-/// Resolves the strings from `begin` to `end` and notes how long each call took.
+/// Resolves the strings of a share and records how long each call took.
 LatencyHistogram resolveAndNote(PeerThread& thread, const TextList& texts, const Share share, const size_t groupSize) {
     LatencyHistogram latencies;
     std::array<std::string_view, NUMBER_OF_TEXTS_IN_GROUP> group;

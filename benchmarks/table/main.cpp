@@ -9,8 +9,8 @@
 
 namespace {
 
-/// Measures one kind of map; a repetition is one pass through the workloads. Small maps are built often enough for the
-/// clock to see it.
+/// Measures one kind of map; a repetition is one pass through the workloads. Small maps are built repeatedly until the
+/// time is long enough for the clock.
 class Measurement {
 public:
     Measurement(const BenchmarkOptions& options, const WorkloadData& data, const PeerKind& kind, const size_t threads)
@@ -53,7 +53,7 @@ private:
             seconds.m_drawn += run.buildFromDrawn();
     }
 
-    /// Nanoseconds an operation and thread.
+    /// Reports nanoseconds per operation and thread.
     void report(benchmark::State& state, const size_t rounds, const Seconds& seconds) const {
         const auto put = [&](const char* const name, const double time, const size_t numberOfTexts) {
             if (time != 0)

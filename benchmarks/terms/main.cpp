@@ -25,15 +25,15 @@
 
 using namespace melnar;
 
-// Resolves the IRIs of an RDF file, each as often as it stands there and in that order, as IRIs and as strings, in
-// batches, on one thread. Nanoseconds of processor time an IRI: iri_build and string_build with an empty dictionary,
-// iri_re and string_re when all are there; ratio_build and ratio_re are those of IRIs over those of strings. Bytes over
-// those of the text of the different IRIs: chunks and shared (the texts that IRIs share), stored (both), string_stored
-// (of strings); all and string_all (everything that the dictionary has asked for).
+// Resolves the IRIs of an RDF file, with repetitions and in the order of the file, as IRIs and as strings, in batches,
+// on one thread. Nanoseconds of processor time per IRI: iri_build and string_build with an empty dictionary, iri_re and
+// string_re when all exist; ratio_build and ratio_re are the times of IRIs over those of strings. Bytes over those of
+// the text of the distinct IRIs: chunks and shared (the texts that IRIs share), stored (both), string_stored (of
+// strings); all and string_all (everything that the dictionary has allocated).
 //
-// Then the same with all terms of the file but triple terms, in columns of as many as a batch has: column_build and
-// column_re, beside a TermBatch that is filled (batch_build, batch_re) and single calls (single_build, single_re), and
-// column_get, batch_get and single_get for the way back.
+// Then the same with all terms of the file except triple terms, in columns of the size of a batch: column_build and
+// column_re, compared with a TermBatch that is filled (batch_build, batch_re) and single calls (single_build,
+// single_re); column_get, batch_get and single_get read the terms back.
 
 namespace {
 
@@ -45,7 +45,7 @@ void require(const bool condition, const char* const objection) {
         throw std::runtime_error(objection);
 }
 
-/// What a file has; the parts of a term are texts one after the other.
+/// The contents of a file; the parts of a term are consecutive texts.
 struct FileTerms {
     /// The terms refer to the texts.
     std::vector<Term> makeColumn() const {
@@ -118,7 +118,7 @@ double getProcessorSeconds() {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-/// Resolves all texts; returns the seconds of processor time that it took. The IDs are left in `resourceIDs`.
+/// Resolves all texts; returns the seconds of processor time that this took. Leaves the IDs in `resourceIDs`.
 double resolveAll(Dictionary& dictionary, const TextList& texts, const uint8_t datatypeID,
                   std::vector<uint64_t>& resourceIDs) {
     DictionaryThread thread(dictionary);
@@ -168,7 +168,7 @@ void measureMemory(const Dictionary& dictionary, const uint8_t datatypeID, Figur
     figures.m_text = dictionary.getTextBytes(datatypeID);
 }
 
-/// Checks that equal texts alone have equal IDs, and that each leads back to its text.
+/// Checks that only equal texts have equal IDs, and that each ID gives its text.
 void requireTexts(const Dictionary& dictionary, const TextList& texts, const std::vector<uint64_t>& resourceIDs,
                   const uint8_t datatypeID) {
     std::string form;
@@ -178,7 +178,7 @@ void requireTexts(const Dictionary& dictionary, const TextList& texts, const std
     dictionary.verify(); // no text has two IDs
 }
 
-/// Resolves the texts twice with an empty dictionary, and that as often as told, in sum.
+/// Resolves the texts twice, the first time with an empty dictionary. Repeats this, and sums the times.
 void measure(const TextList& texts, const uint8_t datatypeID, const bool isLast, Figures& figures) {
     PagePool::get().reset();
     {
@@ -226,12 +226,12 @@ void run(benchmark::State& state, const TextList& texts, const size_t numberOfRo
     state.counters["string_all"] = perTextByte(strings.m_all);
 }
 
-/// The bytes of all parts of a term.
+/// Returns the bytes of all parts of a term.
 size_t getSize(const Term& term) noexcept {
     return term.m_text.size() + term.m_language.size() + term.m_datatype.size();
 }
 
-// The ways to have a piece of a column answered. Each reads terms back by their IDs and returns their bytes.
+// The ways to process a piece of a column. Each reads terms back by their IDs and returns their bytes.
 
 struct ByColumn {
     void resolve(Dictionary& dictionary, DictionaryThread& thread, const std::span<const Term> terms,
@@ -296,11 +296,11 @@ struct BySingleCalls {
         return bytes;
     }
 
-    std::vector<BatchFailure> m_failures; // stay none: what fails throws
+    std::vector<BatchFailure> m_failures; // stays empty: failures throw
     std::string m_form;
 };
 
-/// Calls `answer(begin, size)` for each piece; returns the seconds of processor time that it took.
+/// Calls `answer(begin, size)` for each piece; returns the seconds of processor time that this took.
 template<class Answer>
 double measurePieces(const size_t numberOfTerms, const Answer& answer) {
     const double start = getProcessorSeconds();

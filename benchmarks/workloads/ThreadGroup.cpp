@@ -18,8 +18,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Ties the calling thread to one of the cores that it may use: the scheduler may need longer to part two threads that
-/// it has put on one core than a small measurement takes.
+/// Pins the calling thread to one of the cores that it may use: the scheduler may need longer to separate two threads
+/// on one core than a small measurement takes.
 void useCore(const size_t index) {
     cpu_set_t allowed;
     if (::sched_getaffinity(0, sizeof allowed, &allowed) != 0)
@@ -49,7 +49,7 @@ double runShares(Peer& peer, const size_t numberOfThreads, const size_t numberOf
         const Share share{numberOfItems * index / numberOfThreads, numberOfItems * (index + 1) / numberOfThreads};
         numberOfReadyThreads.fetch_add(1, std::memory_order_acq_rel);
         while (numberOfReadyThreads.load(std::memory_order_acquire) < numberOfThreads)
-            spinPause(); // who sleeps here wakes up late
+            spinPause(); // a thread that sleeps here wakes up late
         starts[index] = Clock::now();
         try {
             runShare(*peerThread, share);

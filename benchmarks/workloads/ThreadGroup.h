@@ -5,13 +5,13 @@
 #include <cstddef>
 #include <functional>
 
-/// The part of a number of items that one of several threads deals with.
+/// The items that one of several threads processes.
 struct Share {
     size_t m_begin;
     size_t m_end;
 };
 
-/// Lets threads, each with a PeerThread of its own, do their share of `numberOfItems` items, and returns the seconds
-/// from the first start to the end of the last. What a share throws is thrown on once all have ended.
+/// Processes `numberOfItems` items with several threads, each with its own PeerThread and share. Returns the seconds
+/// from the first start to the last end. Rethrows an exception of a share after all have ended.
 double runShares(Peer& peer, size_t numberOfThreads, size_t numberOfItems,
                  const std::function<void(PeerThread&, Share)>& runShare);

@@ -23,7 +23,7 @@ std::optional<TextKind> findKind(const std::string& source) {
     return std::nullopt;
 }
 
-/// The given strings, each made longer until it is none of them.
+/// Returns the given strings, each made longer until it differs from all of them.
 TextList makeLonger(const TextList& texts) {
     std::unordered_set<std::string_view> presentTexts;
     for (size_t index = 0; index < texts.getSize(); ++index)
@@ -40,7 +40,7 @@ TextList makeLonger(const TextList& texts) {
     return absentTexts;
 }
 
-/// Strings like those of the source, none of which is among `texts`.
+/// Returns strings like those of the source, none of which is among `texts`.
 TextList makeAbsentTexts(const std::string& source, const TextList& texts) {
     if (const std::optional<TextKind> kind = findKind(source))
         return generateTexts(*kind, texts.getSize(), texts.getSize());

@@ -9,16 +9,16 @@
 #include <string_view>
 #include <vector>
 
-/// The strings of a source: "a" stands for short strings, "b" for mixed ones, and everything else for a file, of whose
-/// strings there are as many as it has, up to `number`, in random order. All are different.
+/// Returns distinct strings of a source: "a" means short strings, "b" mixed ones, and everything else a file, whose
+/// strings are in random order, at most `number` of them.
 TextList makeTexts(const std::string& source, size_t number);
 
-/// What the workloads are made of: strings in the order of their use, and what the answers must be. The same for
-/// everybody under measurement. What no workload of the options needs is empty.
+/// The data of the workloads: strings in the order of their use, and the expected results. The same for everything that
+/// is measured. Members that no workload of the options needs are empty.
 struct WorkloadData {
     explicit WorkloadData(const BenchmarkOptions& options);
 
-    /// These strings, all different, for the workloads build, re and get.
+    /// Uses these strings, all different, for the workloads build, re and get.
     explicit WorkloadData(TextList texts);
 
     TextList m_texts;              // all different
@@ -30,7 +30,7 @@ struct WorkloadData {
     uint64_t m_checksum = 0; // the sum over m_texts of what getChecksum returns
 };
 
-/// Something that cannot be told without reading a string's first and last byte.
+/// Returns a value that cannot be computed without reading the first and last byte of a string.
 inline uint64_t getChecksum(const std::string_view text) noexcept {
     return text.empty() ? 0 : uint64_t(static_cast<uint8_t>(text.front())) * 251 + static_cast<uint8_t>(text.back());
 }

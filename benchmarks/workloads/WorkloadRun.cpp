@@ -14,7 +14,7 @@ namespace {
 
 using Texts = std::array<std::string_view, NUMBER_OF_TEXTS_IN_GROUP>;
 
-/// Calls `operation` for each group of a share, with where it begins and how many it has.
+/// Calls `operation` for each group of a share, with its start and its size.
 template<class Operation>
 void forEachGroup(const Share share, const Operation operation) {
     for (size_t begin = share.m_begin; begin < share.m_end; begin += NUMBER_OF_TEXTS_IN_GROUP)
@@ -59,7 +59,7 @@ double WorkloadRun::resolve(const TextList& texts, std::vector<uint64_t>& ids) {
     return seconds;
 }
 
-/// Checks that the strings are behind the IDs, and that there are as many IDs as different strings, no more.
+/// Checks that the IDs give the strings, and that there are exactly as many IDs as distinct strings.
 void WorkloadRun::checkIDs(const TextList& texts, const std::vector<uint64_t>& ids,
                            const size_t numberOfDistinctTexts) {
     const size_t endID = numberOfDistinctTexts + 1;

@@ -16,29 +16,29 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Runs the workloads on a map of one kind. Each returns its seconds and checks every answer, outside of the time.
+/// Runs the workloads on a map of one kind. Each returns its seconds and checks every answer, outside of the measured
+/// time.
 ///
-/// Threads  Alone: makes as many as it is told.
+/// Threads  Alone: starts the given number of threads.
 /// Errors   WrongAnswer, and what the map throws.
 class WorkloadRun : private Unmovable {
 public:
     WorkloadRun(const WorkloadData& data, const PeerKind& kind, size_t numberOfThreads);
     ~WorkloadRun();
 
-    /// Resolves all strings with an empty map. The map stays for those below.
+    /// Resolves all strings with an empty map. The map stays for the workloads below.
     double build();
 
-    /// Resolves them all once more in another order.
+    /// Resolves all strings again in another order.
     double resolveAgain();
 
-    /// Looks as many strings up that are not there.
+    /// Looks up the same number of absent strings.
     double lookUpAbsent();
 
     /// Reads all strings by their IDs, in random order, and touches their bytes.
     double get();
 
-    /// Resolves twice as many strings, most of them more than once, with an empty map, which takes the place of the
-    /// other one.
+    /// Resolves twice as many strings, most of them more than once, with an empty map, which replaces the other one.
     double buildFromDrawn();
 
 private:
