@@ -42,7 +42,7 @@ melnar_code refuse(melnar_error* const output, const char* const message,
 
 constexpr size_t CHUNK_SIZE = 4096; // of a column that is decoded
 
-constexpr const char* NULL_POINTER = "A pointer is null where one is needed.";
+constexpr const char* NULL_POINTER = "A pointer is null where one is required.";
 
 template<class Make>
 melnar_code makeDictionary(const melnar_options* const options, melnar_dictionary** const dictionary,
@@ -162,9 +162,9 @@ Term toTerm(const melnar_term& term) noexcept {
 /// Returns what is wrong with a term from C, or null.
 const char* findFlaw(const melnar_term& term) noexcept {
     if (term.kind < MELNAR_IRI || term.kind > MELNAR_TRIPLE_TERM)
-        return "The kind of a term is none.";
+        return "The kind of a term is invalid.";
     if (term.direction < MELNAR_NO_DIRECTION || term.direction > MELNAR_RIGHT_TO_LEFT)
-        return "The direction of a term is none.";
+        return "The direction of a term is invalid.";
     if ((term.text == nullptr && term.text_length != 0) || (term.language == nullptr && term.language_length != 0) ||
         (term.datatype == nullptr && term.datatype_length != 0))
         return NULL_POINTER;

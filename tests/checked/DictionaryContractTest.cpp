@@ -169,7 +169,7 @@ TEST_F(DictionaryMisuseTest, aDestructionBesideAnotherOperationEndsTheProcess) {
                 return true;
             });
         },
-        "compacts or destroys it was begun on a dictionary while another one compacts or destroys it");
+        "compacts or destroys it was started on a dictionary while another one compacts or destroys it");
 }
 
 TEST_F(DictionaryMisuseTest, aFormThatLiesInItsBatchIsRefused) {

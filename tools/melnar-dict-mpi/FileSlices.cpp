@@ -43,7 +43,7 @@ size_t FileSlices::read(const uint64_t place, char* const buffer, const size_t s
         if (result > 0)
             return static_cast<size_t>(result);
         if (result == 0)
-            throw ToolFailure(ExitCode::FAILURE, "the file has become shorter while it was read");
+            throw ToolFailure(ExitCode::FAILURE, "the file became shorter while it was being read");
         if (errno != EINTR)
             throw ToolFailure(ExitCode::FAILURE, std::generic_category().message(errno));
     }

@@ -181,7 +181,7 @@ void DictionaryFile::readDatatypes(const Dictionary& dictionary, const uint32_t 
     auto next = dictionary.m_datatypes.begin();
     const auto end = dictionary.m_datatypes.end();
     const auto reportOtherDatatypes = [&sections] {
-        sections.reportDamage("it serves other datatypes than this program's.");
+        sections.reportDamage("it serves datatypes other than those of this program.");
     };
     for (uint32_t number = 0; number < numberOfDatatypes; ++number) {
         sections.beginSection(next == end ? "datatype" : getName(*next));

@@ -38,7 +38,8 @@ uint64_t Dictionary::tryResolveLangString(const DictionaryCommitPoint commitPoin
 std::string_view Dictionary::getLexicalForm(const uint64_t resourceID) const {
     if (const uint8_t datatypeID = getDatatypeIDOrThrow(resourceID); !isOfStrings(datatypeID))
         throw MelnarException(FailureKind::NO_SUCH_RESOURCE, SOURCE_FILE, LINE_NO_STRING, MelnarException::NO_CAUSES,
-                              "Resource ", resourceID, " is no string, and its lexical form may come in two parts.");
+                              "Resource ", resourceID,
+                              " is no string, and its lexical form may be stored in two parts.");
     std::string joined;
     return getLexicalForm(resourceID, joined);
 }

@@ -19,9 +19,9 @@ DictionaryThread::DictionaryThread(Dictionary& dictionary) noexcept
 void DictionaryThread::refuse(const Dictionary& dictionary) const {
     if (&dictionary != &m_dictionary)
         throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_OTHER_DICTIONARY, MelnarException::NO_CAUSES,
-                              "A DictionaryThread was used with another dictionary than the one it was made for.");
+                              "A DictionaryThread was used with a dictionary other than the one it was made for.");
     throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_OTHER_THREAD, MelnarException::NO_CAUSES,
-                          "A DictionaryThread was used by another thread than the one that made it or has it on loan.");
+                          "A DictionaryThread was used by a thread that neither made it nor has it on loan.");
 }
 
 /// The current user may borrow it again.

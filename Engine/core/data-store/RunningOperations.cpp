@@ -20,7 +20,7 @@ constexpr uint32_t BITS_OF_KIND = 12;
 constexpr size_t NUMBER_OF_KINDS = 5;
 
 constexpr std::array<const char*, NUMBER_OF_KINDS> NAMES{"reads or looks up", "creates resources",
-                                                         "commits or rolls back", "saves, verifies or walks the tables",
+                                                         "commits or rolls back", "saves, verifies or reads the tables",
                                                          "compacts or destroys it"};
 
 constexpr uint64_t getOne(const RunningOperations::Kind kind) noexcept {
@@ -66,7 +66,7 @@ RunningOperations::Operation::Operation(RunningOperations& operations, const Kin
             ++other;
         throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_EXCLUDED, MelnarException::NO_CAUSES,
                               "An operation that ", NAMES[size_t(kind)],
-                              " was begun on a dictionary while another one ", NAMES[other], ".");
+                              " was started on a dictionary while another one ", NAMES[other], ".");
     }
     if (kind == Kind::ALONE)
         s_alone = &operations;
@@ -86,7 +86,7 @@ void RunningOperations::requireApart(const std::span<const BatchEntry> entries) 
         const std::string_view form = entries[index].m_lexicalForm;
         if (!form.empty() && !std::less<>()(form.data(), begin) && std::less<>()(form.data(), end))
             throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_FORM_IN_BATCH, MelnarException::NO_CAUSES,
-                                  "The lexical form of entry ", index, " begins in the batch itself.");
+                                  "The lexical form of entry ", index, " starts in the batch itself.");
     }
 }
 
@@ -95,7 +95,7 @@ void RunningOperations::requireApart(const std::span<const std::byte> questions,
     if (!questions.empty() && !answers.empty() && std::less<>()(questions.data(), answers.data() + answers.size()) &&
         std::less<>()(answers.data(), questions.data() + questions.size()))
         throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_COLUMNS_OVERLAP, MelnarException::NO_CAUSES,
-                              "The answers of a column overlap its questions.");
+                              "The results of a column overlap its inputs.");
 }
 
 #endif

@@ -78,7 +78,7 @@ void SectionInputStream::readBlock() {
     if (header[0] != m_sectionNumber || blockSize > SectionOutputStream::BLOCK_SIZE ||
         (!m_isLastBlock && blockSize != SectionOutputStream::BLOCK_SIZE) ||
         (m_isLastBlock && blockSize == 0 && m_blockNumber != 1))
-        reportDamage(blockName + " has a header that no block has there.");
+        reportDamage(blockName + " has a header that no block can have there.");
     readChecksummed(m_buffer.get(), blockSize);
     m_blockChecksum.reset();
     m_blockChecksum.update(header, sizeof(header));

@@ -202,7 +202,7 @@ TEST_F(FileSlicesTest, aShorterFileFailsWhereItEnds) {
     for (const uint64_t index : {0u, 1u, 2u}) {
         const auto failure = catchException<ToolFailure>([&] { slices.open(index); });
         EXPECT_EQ(ExitCode::FAILURE, failure.getExitCode());
-        EXPECT_STREQ("the file has become shorter while it was read", failure.what());
+        EXPECT_STREQ("the file became shorter while it was being read", failure.what());
     }
 }
 

@@ -348,7 +348,7 @@ TEST_F(SliceReaderTest, aShorterFileIsAnErrorAfterItsWholeLines) {
     std::filesystem::resize_file(input.m_name, input.m_bytes - 5);
     const Result result = read({input}, 2);
     EXPECT_TRUE(makeRows(number - 1) == result.m_rows) << "but not the fragment at its end";
-    EXPECT_EQ((std::vector<Result::Error>{{0, 0, "the file has become shorter while it was read"}}), result.m_errors);
+    EXPECT_EQ((std::vector<Result::Error>{{0, 0, "the file became shorter while it was being read"}}), result.m_errors);
 }
 
 TEST_F(SliceReaderTest, aDamagedPackedFileIsAnErrorAfterItsWholeLines) {

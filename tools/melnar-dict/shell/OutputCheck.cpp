@@ -25,7 +25,7 @@ const std::string& requireRegularFile(const std::string& fileName) {
     struct stat status;
     if (::stat(fileName.c_str(), &status) == 0 && !S_ISREG(status.st_mode))
         throw ToolFailure(ExitCode::USAGE,
-                          "'" + fileName + "' exists and is not a regular file, so that it cannot be replaced");
+                          "'" + fileName + "' exists and is not a regular file, so it cannot be replaced");
     return fileName;
 }
 

@@ -132,7 +132,7 @@ void DatatypeStreamValidator<T>::finishTable() const {
     const uint64_t nonEmptyBuckets = m_header.m_usedBucketCount - m_header.getSumOfInsertionQuotas();
     if (m_seenDeletedBuckets != m_header.m_deletedBucketCount ||
         m_seenLiveBuckets + m_seenDeletedBuckets != nonEmptyBuckets)
-        reportDamage("its counters tell of " + std::to_string(m_header.m_deletedBucketCount) + " deleted and " +
+        reportDamage("its counters state " + std::to_string(m_header.m_deletedBucketCount) + " deleted and " +
                      std::to_string(nonEmptyBuckets) + " non-empty buckets, but " +
                      std::to_string(m_seenDeletedBuckets) + " and " +
                      std::to_string(m_seenLiveBuckets + m_seenDeletedBuckets) + " are there.");

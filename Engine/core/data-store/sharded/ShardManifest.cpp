@@ -49,7 +49,7 @@ void readTermsOf(SectionInputStream& input, const uint32_t number, ShardManifest
     for (uint32_t index = 0; index < numberOfDatatypes; ++index) {
         const uint32_t datatypeID = input.readUInt32();
         if (datatypeID <= previousID || datatypeID >= NUMBER_OF_DATATYPE_IDS)
-            input.reportDamage(name + " has datatype " + std::to_string(datatypeID) + " behind datatype " +
+            input.reportDamage(name + " has datatype " + std::to_string(datatypeID) + " after datatype " +
                                std::to_string(previousID) + ".");
         previousID = datatypeID;
         ShardManifest::Terms& terms = shard.m_terms[static_cast<uint8_t>(datatypeID)];
@@ -114,7 +114,7 @@ void readInputs(SectionInputStream& input, ShardManifest& manifest) {
         read.m_numberOfStatements = input.readUInt64();
         const uint32_t isWhole = input.readUInt32();
         if (isWhole > 1)
-            input.reportDamage("input " + std::to_string(number) + " is neither whole nor not.");
+            input.reportDamage("input " + std::to_string(number) + " is neither complete nor incomplete.");
         read.m_isWhole = isWhole == 1;
     }
     input.endSection();

@@ -179,7 +179,7 @@ std::unique_ptr<Dictionary> makeCanonicalCopy(const Dictionary& source, MemoryMa
     // could share.
     if (memory.getNumberOfRefusals() != 0)
         throw MelnarException(FailureKind::SYSTEM, SOURCE_FILE, LINE_NO_MEMORY_FOR_COPY, MelnarException::NO_CAUSES,
-                              "The system has no memory for a second copy of a shard, by which it is saved.");
+                              "The system has no memory for a second copy of a shard, which a save needs.");
     copy->commit();
     return copy;
 }
@@ -428,7 +428,7 @@ std::unique_ptr<Dictionary> ShardedDictionary::openShard(const uint32_t shard) c
                 }))
                 throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_OTHER_FOLDER,
                                       {std::current_exception()}, "Folder '", folderName,
-                                      "' no longer holds what it held when it was opened.");
+                                      "' no longer contains the dictionary that was opened.");
             expected = manifest.m_shards[shard];
         }
 }
@@ -586,7 +586,7 @@ ShardManifest::Shard ShardedDictionary::saveShard(const uint32_t shard, const st
         if (file.complete() != saved.m_fileBytes)
             throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_OTHER_SIZE, MelnarException::NO_CAUSES,
                                   "File '", oldName, "' does not have the ", saved.m_fileBytes,
-                                  " bytes that the manifest of its folder says.");
+                                  " bytes that the manifest of its folder states.");
     }
     file.renameTo(getPath(folderName, saved));
     return saved;
@@ -662,7 +662,7 @@ void ShardedDictionary::save(FileLock& lock, const State state, const size_t num
     std::string folderName = target.getFolderName();
     if (std::filesystem::path(target.getName()).filename() != ShardManifest::FILE_NAME)
         throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_FOREIGN_LOCK, MelnarException::NO_CAUSES,
-                              "The lock is one of '", lock.getFileName(), "', and not of a manifest.");
+                              "The lock is that of '", lock.getFileName(), "', not of a manifest.");
     AtomicFileOutputStream output(lock); // keeps other threads from saving under this lock
     // If flushing failed when it was saved, the manifest may not be on the disk yet, and the files of the one before
     // must stay until it is.
@@ -728,7 +728,7 @@ void ShardedDictionary::verifyShard(const uint32_t shard, const Dictionary& dict
         const ShardManifest::Shard& saved = m_manifest.m_shards[shard];
         if (saved.m_numberOfResources == dictionary.getNextResourceID() - 1 && saved.m_terms != termsByDatatype)
             throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_OTHER_TERMS, MelnarException::NO_CAUSES,
-                                  "It has other numbers of terms, or other lengths, than the manifest says.");
+                                  "Its numbers of terms, or their lengths, differ from those in the manifest.");
     } catch (const MelnarException& exception) {
         throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_DAMAGED_SHARD, {std::current_exception()},
                               "Shard ", shard, m_folderName.empty() ? "" : " of folder '" + m_folderName + "'",

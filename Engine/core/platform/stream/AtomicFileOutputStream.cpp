@@ -54,10 +54,10 @@ void removeLeftover(const std::string& fileName) {
     }
     if (!S_ISREG(status.st_mode))
         throw MelnarException(FailureKind::SYSTEM, SOURCE_FILE, LINE_NOT_A_REGULAR_FILE, MelnarException::NO_CAUSES,
-                              "'", fileName, "' exists and is not a regular file, so that it cannot be replaced.");
+                              "'", fileName, "' exists and is not a regular file, so it cannot be replaced.");
     if (::unlink(fileName.c_str()) != 0)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_REMOVE, MelnarException::NO_CAUSES, "unlink", errno,
-                                  "Cannot remove file '", fileName, "', which a writer left that has ended.");
+                                  "Cannot remove file '", fileName, "', which was left by a writer that has ended.");
 }
 
 /// Removes what killed writers have left: the temporary file and an old one. Returns the name of the temporary file.
@@ -202,8 +202,8 @@ void AtomicFileOutputStream::TemporaryFile::takeBack(const TargetFile& target) {
                                       "Cannot remove file '", targetName, "', which should not be there.");
     } else if (::rename(m_replacedName.c_str(), targetName.c_str()) != 0)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_PUT_BACK, MelnarException::NO_CAUSES, "rename", errno,
-                                  "File '", targetName, "' has been replaced; cannot put the old one, '",
-                                  m_replacedName, "', back.");
+                                  "File '", targetName, "' has been replaced; cannot restore the old one, '",
+                                  m_replacedName, "'.");
 }
 
 void AtomicFileOutputStream::TemporaryFile::removeReplaced() noexcept {

@@ -162,7 +162,8 @@ bool isFresh(const std::string& fileName, const FileDescriptor& file, const stru
 void removeLeftover(const std::string& fileName) {
     if (::unlink(fileName.c_str()) != 0)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_REMOVE, MelnarException::NO_CAUSES, "unlink", errno,
-                                  "Cannot remove lock file '", fileName, "', which a process left that has ended.");
+                                  "Cannot remove lock file '", fileName,
+                                  "', which was left by a process that has ended.");
 }
 
 void writeText(const std::string& fileName, const FileDescriptor& file) {

@@ -84,7 +84,7 @@ void FileOutputStream::readBack(uint64_t position, void* const data, size_t numb
             numberOfBytes -= static_cast<size_t>(delivered);
         } else if (delivered == 0)
             throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_IS_SHORTER, MelnarException::NO_CAUSES,
-                                  "File '", m_fileName, "' has become shorter while it was written.");
+                                  "File '", m_fileName, "' became shorter while it was being written.");
         else if (errno != EINTR)
             throw SystemCallException(SOURCE_FILE, LINE_CANNOT_READ_BACK, MelnarException::NO_CAUSES, "pread", errno,
                                       "Cannot read file '", m_fileName, "'.");
@@ -96,7 +96,7 @@ void FileOutputStream::truncate(const uint64_t numberOfBytes) {
     while (::ftruncate(m_fileDescriptor, static_cast<off_t>(numberOfBytes)) != 0)
         if (errno != EINTR)
             throw SystemCallException(SOURCE_FILE, LINE_CANNOT_TRUNCATE, MelnarException::NO_CAUSES, "ftruncate", errno,
-                                      "Cannot cut file '", m_fileName, "' off.");
+                                      "Cannot truncate file '", m_fileName, "'.");
 }
 
 void FileOutputStream::synchronize() {

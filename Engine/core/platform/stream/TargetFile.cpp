@@ -30,7 +30,7 @@ std::string getFolderNameOf(const std::string& fileName) {
 [[noreturn]] void failToFollowLinks(const std::string& fileName, const char* const systemCallName,
                                     const int errorCode) {
     throw SystemCallException(SOURCE_FILE, LINE_CANNOT_FOLLOW_LINKS, MelnarException::NO_CAUSES, systemCallName,
-                              errorCode, "Cannot find the place of file '", fileName, "'.");
+                              errorCode, "Cannot resolve the path of file '", fileName, "'.");
 }
 
 /// Returns an empty text if there is nothing with this name.
@@ -91,7 +91,7 @@ bool TargetFile::examine(struct stat& status) const {
     }
     if (!S_ISREG(status.st_mode))
         throw MelnarException(FailureKind::SYSTEM, SOURCE_FILE, LINE_NOT_A_REGULAR_FILE, MelnarException::NO_CAUSES,
-                              "'", m_name, "' exists and is not a regular file, so that it cannot be replaced.");
+                              "'", m_name, "' exists and is not a regular file, so it cannot be replaced.");
     return true;
 }
 

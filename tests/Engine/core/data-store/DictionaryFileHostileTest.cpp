@@ -120,7 +120,8 @@ TEST_P(DictionaryFileHostileTest, historiesThatLieAreFound) {
          {[](Forged& file) { file.m_sections[Forged::HISTORY] += '\0'; }, history, "it is longer than its contents."},
          {[](Forged& file) { file.m_sections[Forged::HISTORY].resize(15); }, history,
           "it is shorter than its contents."},
-         {[](Forged& file) { file.m_sections.pop_back(); }, history, "block 1 has a header that no block has there."}});
+         {[](Forged& file) { file.m_sections.pop_back(); }, history,
+          "block 1 has a header that no block can have there."}});
     Forged file(*makeSampleDictionary(GetParam()));
     addEntry(3, 4)(file);
     EXPECT_EQ(file.getBytes(), writeToMemory(*readFromMemory(file.getBytes()))) << "two entries that do not lie";
@@ -270,7 +271,7 @@ TEST_P(DictionaryFileHostileTest, chunksThatLieAreFound) {
 }
 
 TEST_P(DictionaryFileHostileTest, foreignDatatypesAreFound) {
-    const std::string finding = "it serves other datatypes than this program's.";
+    const std::string finding = "it serves datatypes other than those of this program.";
     expectFound(
         GetParam(),
         {{set<uint32_t>(Forged::STRINGS, 0, 0), "datatype 5", finding},
@@ -329,9 +330,8 @@ TEST_P(DictionaryFileHostileTest, countersThatLieAreFound) {
         const std::string name = "table " + std::to_string(table + 1) + ": ";
         const uint64_t quota = table == 0 ? 96 : 98;
         const auto getCounters = [&](const uint64_t deleted, const uint64_t nonEmpty) {
-            return name + "its counters tell of " + std::to_string(deleted) + " deleted and " +
-                   std::to_string(nonEmpty) + " non-empty buckets, but 1 and " + std::to_string(100 - quota) +
-                   " are there.";
+            return name + "its counters state " + std::to_string(deleted) + " deleted and " + std::to_string(nonEmpty) +
+                   " non-empty buckets, but 1 and " + std::to_string(100 - quota) + " are there.";
         };
         const auto getClaim = [&](const uint64_t used, const uint64_t reserved) {
             return name + "it claims " + std::to_string(used) + " used buckets, " + std::to_string(reserved) +
@@ -381,10 +381,10 @@ TEST_P(DictionaryFileHostileTest, bucketsThatLieAreFound) {
                         name + "bucket " + std::to_string(bucket + 1) + " holds " + std::to_string(resourceID) +
                             ", which an earlier bucket holds, too."});
         lies.push_back({[=](Forged& file) { file.setBucket(table, file.findBucket(table, deleted), 0); }, "datatype 5",
-                        name + "its counters tell of 1 deleted and " + std::to_string(entries + 1) +
+                        name + "its counters state 1 deleted and " + std::to_string(entries + 1) +
                             " non-empty buckets, but 0 and " + std::to_string(entries) + " are there."});
         lies.push_back({[=](Forged& file) { file.setBucket(table, (bucket + 1) % 1024, deleted); }, "datatype 5",
-                        name + "its counters tell of 1 deleted and " + std::to_string(entries + 1) +
+                        name + "its counters state 1 deleted and " + std::to_string(entries + 1) +
                             " non-empty buckets, but 2 and " + std::to_string(entries + 2) + " are there."});
     }
     if (GetParam() == WIDE)

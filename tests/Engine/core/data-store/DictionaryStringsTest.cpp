@@ -102,7 +102,7 @@ TEST_P(DictionaryStringsTest, formsOfOtherTermsAreJoined) {
             ASSERT_EQ(literal.m_lexicalForm, m_dictionary.getLexicalForm(resourceID));
         } else {
             ASSERT_EQ("Resource " + std::to_string(resourceID) +
-                          " is no string, and its lexical form may come in two parts.",
+                          " is no string, and its lexical form may be stored in two parts.",
                       catchException<MelnarException>([&] {
                           static_cast<void>(m_dictionary.getLexicalForm(resourceID));
                       }).getMessage());

@@ -142,7 +142,7 @@ TEST_P(DictionaryTermsTest, sectionsThatAreLackingRepeatedOrOutOfOrderAreFound) 
     constexpr size_t STRINGS = ForgedDictionaryFile::STRINGS;
     constexpr size_t IRIS = STRINGS + 1;
     constexpr size_t LITERALS = STRINGS + 2;
-    const std::string otherDatatypes = "it serves other datatypes than this program's.";
+    const std::string otherDatatypes = "it serves datatypes other than those of this program.";
     const std::vector<std::pair<std::vector<size_t>, std::string>> lies{
         {{STRINGS, IRIS}, "there are resources of datatype 252, which the file lacks."},
         {{STRINGS, LITERALS}, "there are resources of datatype 250, which the file lacks."},

@@ -63,9 +63,9 @@ protected:
     }
 
     static constexpr const char* OTHER_DICTIONARY =
-        "A DictionaryThread was used with another dictionary than the one it was made for.";
+        "A DictionaryThread was used with a dictionary other than the one it was made for.";
     static constexpr const char* OTHER_THREAD =
-        "A DictionaryThread was used by another thread than the one that made it or has it on loan.";
+        "A DictionaryThread was used by a thread that neither made it nor has it on loan.";
 
     Dictionary m_dictionary{OPTIONS};
     DictionaryThread m_thread{m_dictionary};

@@ -170,8 +170,9 @@ TEST(SectionStreamsTest, blocksThatChangedPlacesAreFound) {
     const size_t blockSize = 3 + BLOCK_FRAME;
     const std::string swapped = file.substr(0, 12) + file.substr(12 + blockSize, blockSize) +
                                 file.substr(12, blockSize) + file.substr(12 + 2 * blockSize);
-    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'section 0': block 1 has a header that no block has there.",
-              getMessage(swapped, {3, 3}));
+    EXPECT_EQ(
+        "Dictionary file 'memory' is damaged: section 'section 0': block 1 has a header that no block can have there.",
+        getMessage(swapped, {3, 3}));
     const std::string large = writeFile({makeText(2 * BLOCK_SIZE)});
     const size_t fullBlock = BLOCK_SIZE + BLOCK_FRAME;
     const std::string exchanged = large.substr(0, 12) + large.substr(12 + fullBlock, fullBlock) +
@@ -206,8 +207,9 @@ TEST(SectionStreamsTest, aWrongNumberOfSectionsIsFound) {
     EXPECT_EQ("Dictionary file 'memory' is damaged: section 'end of file': the file does not have the size that it was "
               "written with.",
               getMessage(file, {3}));
-    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'section 2': block 1 has a header that no block has there.",
-              getMessage(file, {3, 3, 0}));
+    EXPECT_EQ(
+        "Dictionary file 'memory' is damaged: section 'section 2': block 1 has a header that no block can have there.",
+        getMessage(file, {3, 3, 0}));
 }
 
 TEST(SectionStreamsTest, whatIsNoDictionaryFileIsToldApart) {

@@ -141,7 +141,7 @@ TEST_F(LoadIdsTest, rowsReplaceNoInputAndNoOtherOutput) {
                                      ", as its name says; give it another name and compress it afterwards");
     }
     expectRefusalEvenByForce({"load", "in.nq", "-o", "e", "--ids", "."},
-                             "'.' exists and is not a regular file, so that it cannot be replaced");
+                             "'.' exists and is not a regular file, so it cannot be replaced");
 }
 
 TEST_F(LoadIdsTest, aDictionaryIsReplacedByRowsOnlyByForceAndOtherFilesAtOnce) {

@@ -239,7 +239,7 @@ TEST_F(LoadShardsTest, wrongCommandLinesAreRefused) {
                   "--shards cannot add to 'missing', which is a dictionary without shards");
     expectRefusal({"load", "in.nq", "-o", "d", "--checkpoint", "5"}, "--checkpoint is for a dictionary of shards");
     expectSuccess({"load", "--shards", "in.nq", "-o", "d", "--order", "input"});
-    expectRefusal({"load", "in.nq", "-o", "d"}, "'d' exists and is not a regular file, so that it cannot be replaced");
+    expectRefusal({"load", "in.nq", "-o", "d"}, "'d' exists and is not a regular file, so it cannot be replaced");
     expectSuccess({"load", "in.nq", "--into", "d", "--checkpoint", "5"});
 }
 

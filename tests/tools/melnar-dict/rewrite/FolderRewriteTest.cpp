@@ -196,7 +196,7 @@ TEST_F(FolderRewriteTest, outputsLeaveTheFolderAlone) {
     expectFailure(2, {"load", "in.nq", "--into", shard}, "' is in the folder of a dictionary");
     for (const std::string option : {"", "--force"})
         expectFailure(2, {"encode", "in.nq", "-d", "f", "-o", "f", option.empty() ? "--quads" : option},
-                      "'f' exists and is not a regular file, so that it cannot be replaced");
+                      "'f' exists and is not a regular file, so it cannot be replaced");
     EXPECT_EQ(manifest, getContentsOf("f/manifest"));
     EXPECT_FALSE(std::filesystem::exists(getPathOf("f/new")));
     expectSuccess({"verify", "f", "--quiet"});

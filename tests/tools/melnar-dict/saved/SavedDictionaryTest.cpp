@@ -310,7 +310,7 @@ TEST_F(SavedDictionaryTest, whatIsNoRegularFileIsNotReplaced) {
             arguments.insert(arguments.end(), {"-o", name, "--force"});
             const ToolResult result = run(arguments);
             EXPECT_EQ(2, result.m_exitCode) << arguments[0];
-            EXPECT_EQ("melnar-dict: '" + name + "' exists and is not a regular file, so that it cannot be replaced\n",
+            EXPECT_EQ("melnar-dict: '" + name + "' exists and is not a regular file, so it cannot be replaced\n",
                       result.m_errorOutput);
             EXPECT_EQ("", result.m_output);
             EXPECT_FALSE(exists(name + ".saving"));

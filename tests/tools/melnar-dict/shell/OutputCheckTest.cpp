@@ -69,7 +69,7 @@ TEST_F(OutputCheckTest, theFolderOfADictionaryIsLeftAlone) {
                   getRefusal(ExitCode::USAGE, [&] { check.refuseInput(folder); }));
         EXPECT_NO_THROW(check.refuseInput(m_directory.getPathOf("")));
     }
-    EXPECT_EQ("'" + folder + "' exists and is not a regular file, so that it cannot be replaced",
+    EXPECT_EQ("'" + folder + "' exists and is not a regular file, so it cannot be replaced",
               getRefusal(ExitCode::USAGE, [&] { OutputCheck(folder, true); }));
 }
 
@@ -126,7 +126,7 @@ TEST_F(OutputCheckTest, whatADictionaryIsIsToldByItsFirstBytes) {
 TEST_F(OutputCheckTest, whatIsNoRegularFileIsRefusedEvenByForce) {
     ASSERT_EQ(0, ::mkfifo(m_path.c_str(), 0600));
     for (const bool isForced : {false, true})
-        EXPECT_EQ("'" + m_path + "' exists and is not a regular file, so that it cannot be replaced",
+        EXPECT_EQ("'" + m_path + "' exists and is not a regular file, so it cannot be replaced",
                   getRefusal(ExitCode::USAGE, [&] { const OutputCheck check(m_path, isForced); }));
 }
 

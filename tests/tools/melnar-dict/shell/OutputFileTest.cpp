@@ -138,8 +138,8 @@ TEST_F(OutputFileTest, anOldFileThatCannotBePutBackIsNamed) {
         EXPECT_EQ("Engine/core/platform/stream/AtomicFileOutputStream", exception.getSourceFileName());
         EXPECT_EQ(areThere ? 146 : 150, exception.getSourceLineNumber());
         EXPECT_EQ(0u, exception.getMessage().find(
-                          areThere ? "File '" + getPath(0) + "' has been replaced; cannot put the old one, '" +
-                                         getPath(0) + ".saving', back."
+                          areThere ? "File '" + getPath(0) + "' has been replaced; cannot restore the old one, '" +
+                                         getPath(0) + ".saving'."
                                    : "Cannot remove file '" + getPath(0) + "', which should not be there."))
             << exception.getMessage();
         if (areThere) {

@@ -134,7 +134,7 @@ TYPED_TEST(DatatypeStreamValidatorTest, headersAreHeldToTheTablesOwnRules) {
     }));
     EXPECT_EQ("table 1: it claims 10 used buckets, 11 of them reserved.",
               this->getFinding([](Saved& saved) { saved.m_xsdStringTable.m_quotas[7] = 5; }));
-    EXPECT_EQ("table 1: its counters tell of 1 deleted and 3 non-empty buckets, but 1 and 4 are there.",
+    EXPECT_EQ("table 1: its counters state 1 deleted and 3 non-empty buckets, but 1 and 4 are there.",
               this->getFinding([](Saved& saved) { saved.m_xsdStringTable.m_quotas[7] = 1; }));
     EXPECT_EQ("table 1: its 1024 buckets are not within a region of 1023 of at most 1024.",
               this->getFinding([](Saved& saved) { saved.m_xsdStringTable.m_buckets.resize(1023); }));

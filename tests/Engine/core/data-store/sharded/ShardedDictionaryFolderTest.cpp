@@ -502,7 +502,7 @@ TEST_F(ShardedDictionaryFolderTest, aReaderOfAnIntermediateStateMustOpenTheFolde
     writer.resolve(few(2000, 6000));
     writer.save(m_folder);
     EXPECT_EQ(getModelIDs(few(0, 2000))[5], reader.lookUp(few(5, 6)).front()) << "it is in memory";
-    EXPECT_EQ("Folder '" + m_folder + "' no longer holds what it held when it was opened.",
+    EXPECT_EQ("Folder '" + m_folder + "' no longer contains the dictionary that was opened.",
               catchException<MelnarException>([&] { reader.lookUp(few(0, 1000)); }).getMessage());
 }
 
@@ -514,7 +514,7 @@ TEST_F(ShardedDictionaryFolderTest, aReaderDoesNotTakeAnotherDictionarysShards) 
     ShardedHost other;
     other.resolve(few(1, 1001));
     other.save(m_folder);
-    EXPECT_EQ("Folder '" + m_folder + "' no longer holds what it held when it was opened.",
+    EXPECT_EQ("Folder '" + m_folder + "' no longer contains the dictionary that was opened.",
               catchException<MelnarException>([&] { reader.lookUp(few(0, 1000)); }).getMessage());
     std::filesystem::remove_all(m_folder);
     EXPECT_THROW(reader.lookUp(few(0, 1000)), SystemCallException);
@@ -525,7 +525,7 @@ TEST_F(ShardedDictionaryFolderTest, theLockMustBeThatOfAManifest) {
     host.resolve(few(0, 10));
     const std::string path = m_folder + "/strings.dict";
     FileLock lock(path);
-    EXPECT_EQ("The lock is one of '" + path + "', and not of a manifest.",
+    EXPECT_EQ("The lock is that of '" + path + "', not of a manifest.",
               catchException<MelnarException>([&] { host->save(lock); }).getMessage());
     EXPECT_EQ(0u, getFolderContents(m_folder).count("manifest"));
     FileLock manifestLock(m_folder + "/manifest");
@@ -682,7 +682,7 @@ TEST_F(ShardedDictionaryFolderTest, figuresOfTermsThatAreNotThoseOfTheShardAreFo
     forgeShard(m_folder, 5, {findStringOfShard(5)}); // with no bytes of forms
     const ShardedHost host(m_folder);
     EXPECT_EQ("Shard 5 of folder '" + m_folder +
-                  "' is damaged: It has other numbers of terms, or other lengths, than the manifest says.",
+                  "' is damaged: Its numbers of terms, or their lengths, differ from those in the manifest.",
               catchException<MelnarException>([&] { host->verify(); }).getMessage());
 }
 

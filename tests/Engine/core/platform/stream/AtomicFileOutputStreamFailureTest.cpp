@@ -104,7 +104,7 @@ TEST(AtomicFileOutputStreamFailureTest, aLinkToNothingThatCannotBeReadIsNotRepla
         SystemCallFaults reads(Call::READLINK);
         reads.failAfter(0, EIO, Duration::FOR_GOOD);
         const auto exception = catchException<SystemCallException>([&] { replace(path); });
-        EXPECT_EQ(0u, exception.getMessage().find("Cannot find the place of file '" + path)) << exception.what();
+        EXPECT_EQ(0u, exception.getMessage().find("Cannot resolve the path of file '" + path)) << exception.what();
         EXPECT_STREQ("readlink", exception.getSystemCallName());
         EXPECT_EQ(EIO, exception.getErrorCode());
         EXPECT_EQ("Engine/core/platform/stream/TargetFile", exception.getSourceFileName());
@@ -162,7 +162,7 @@ TEST(AtomicFileOutputStreamFailureTest, aTargetThatIsNoRegularFileIsRefusedBefor
         const mode_t type = getType(path);
         const auto exception = catchException<MelnarException>([&] { const AtomicFileOutputStream output(path); });
         EXPECT_EQ("'" + (type == S_IFLNK ? "/dev/null" : path) +
-                      "' exists and is not a regular file, so that it cannot be replaced.",
+                      "' exists and is not a regular file, so it cannot be replaced.",
                   exception.getMessage());
         EXPECT_EQ("Engine/core/platform/stream/TargetFile", exception.getSourceFileName());
         EXPECT_EQ(92, exception.getSourceLineNumber());
@@ -226,7 +226,7 @@ constexpr const char* TARGET_SOURCE_FILE = "Engine/core/platform/stream/TargetFi
 
 TEST(AtomicFileOutputStreamFailureTest, eachFailureHasItsPlaceAndLeavesTheOldFile) {
     const Failure failures[] = {
-        {Call::REALPATH, 0, ELOOP, "realpath", "Cannot find the place of file '", TARGET_SOURCE_FILE, 30},
+        {Call::REALPATH, 0, ELOOP, "realpath", "Cannot resolve the path of file '", TARGET_SOURCE_FILE, 30},
         {Call::STAT, 0, EIO, "stat", "Cannot examine file '", TARGET_SOURCE_FILE, 88},
         {Call::STAT, 2, EIO, "stat", "Cannot examine file '", TARGET_SOURCE_FILE, 88}, // after the lock file's
         {Call::LSTAT, 0, EIO, "lstat", "Cannot examine file '", SOURCE_FILE, 59},
@@ -270,10 +270,11 @@ TEST(AtomicFileOutputStreamFailureTest, aLeftoverThatCannotBeRemovedIsReported) 
     SystemCallFaults unlinks(Call::UNLINK);
     unlinks.failAfter(0, EPERM, Duration::ONCE);
     const auto exception = catchException<SystemCallException>([&] { replace(path); });
-    EXPECT_EQ("Cannot remove file '" + path +
-                  ".saving', which a writer left that has ended.\n[Extended information: unlink reported error code 1 "
-                  "(Operation not permitted)]",
-              exception.getMessage());
+    EXPECT_EQ(
+        "Cannot remove file '" + path +
+            ".saving', which was left by a writer that has ended.\n[Extended information: unlink reported error code 1 "
+            "(Operation not permitted)]",
+        exception.getMessage());
     EXPECT_EQ(SOURCE_FILE, exception.getSourceFileName());
     EXPECT_EQ(66, exception.getSourceLineNumber());
     EXPECT_EQ("old", TemporaryDirectory::getContentsOf(path));

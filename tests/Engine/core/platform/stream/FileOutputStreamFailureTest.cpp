@@ -242,7 +242,7 @@ TEST(FileOutputStreamFailureTest, aFileThatHasBecomeShorterIsReported) {
     output.write("contents", 8);
     char bytes[9];
     const auto exception = catchException<MelnarException>([&] { output.readBack(0, bytes, 9); });
-    EXPECT_EQ("File '" + path + "' has become shorter while it was written.", exception.getMessage());
+    EXPECT_EQ("File '" + path + "' became shorter while it was being written.", exception.getMessage());
     EXPECT_EQ(SOURCE_FILE, exception.getSourceFileName());
     EXPECT_EQ(117, exception.getSourceLineNumber());
 }
