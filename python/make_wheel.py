@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Makes a wheel of the built package, without a network: a wheel is an archive with a table of its files.
+"""Makes a wheel of the built package without network access: a wheel is an archive with a table of its files.
 
     make_wheel.py PACKAGE OUTPUT [--strip PROGRAM]
 
-PACKAGE is the folder melnar of a build, OUTPUT the folder for the wheel, whose path is printed. The wheel is for the Python
-that runs this script. It does not name NumPy as what it needs, since pip would then want to fetch it.
+PACKAGE is the folder melnar of a build, OUTPUT the folder for the wheel, whose path is printed. The wheel is for the
+Python that runs this script. It does not list NumPy as a dependency, since pip would then try to download it.
 """
 
 import argparse
@@ -33,7 +33,7 @@ Tag: {tag}
 
 
 def read_version(package):
-    """That of the library within the shared object."""
+    """Returns the version of the library within the shared object."""
     file = next(package.glob("_native.*.so"), None)
     if file is None:
         sys.exit(f"make_wheel.py: '{package}' has no module")

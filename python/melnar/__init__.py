@@ -1,4 +1,4 @@
-"""A string dictionary: gives strings, and the other terms of RDF, dense numeric IDs, and gives the strings back.
+"""A string dictionary: gives strings and other RDF terms dense numeric IDs, and returns the strings of IDs.
 
     >>> import melnar
     >>> d = melnar.Dictionary(memory_limit="1G")
@@ -7,7 +7,7 @@
     >>> d.decode([2, 1])
     ['France', 'Germany']
 
-IDs count from 1; 0 stands for no resource. Any thread may call anything at any time: work on the dictionary itself runs
+IDs count from 1; 0 means no resource. Any thread may call any function at any time. Work on the dictionary itself runs
 without the global interpreter lock.
 """
 
@@ -30,13 +30,13 @@ __all__ = [
 
 for _class in (DamagedFileError, Error, FullError, InUseError, LoadError, MisuseError, NoSuchResourceError, NotUtf8Error,
                OutOfMemoryError, RefusedError, SystemCallError, Term):
-    _class.__module__ = __name__  # as its users know it
+    _class.__module__ = __name__  # the public name
 
 _UNITS = {"": 0, "K": 10, "M": 20, "G": 30, "T": 40}
 
 
 def _bytes(limit):
-    """The number of bytes that a limit such as 4096, "512M" or "4G" is."""
+    """Returns the number of bytes of a limit such as 4096, "512M" or "4G"."""
     if isinstance(limit, str):
         digits = limit.rstrip("KMGTkmgt")
         unit = limit[len(digits):].upper()
@@ -46,21 +46,21 @@ def _bytes(limit):
     if isinstance(limit, bool) or not isinstance(limit, int):
         raise TypeError(f"A memory limit is an int or a str, not {type(limit).__name__}.")
     if not 0 < limit < 1 << 64:
-        raise MisuseError(f"{limit} bytes are no memory limit.")
+        raise MisuseError(f"A memory limit cannot be {limit} bytes.")
     return limit
 
 
 def _tag(lang):
-    """A language tag as bytes."""
+    """Returns a language tag as bytes."""
     if lang is None:
         return None
     if not isinstance(lang, str):
         raise TypeError(f"A language tag is a str, not {type(lang).__name__}.")
-    return lang.encode(errors="replace")  # What is no UTF-8 is no tag either: it has a question mark.
+    return lang.encode(errors="replace")  # If it is not UTF-8, it gets a question mark, and so is refused.
 
 
 def _path(path):
-    """The name of a file as bytes."""
+    """Returns the name of a file as bytes."""
     name = os.fsencode(path)
     if b"\0" in name:
         raise ValueError("The name of a file has a zero byte.")
@@ -78,10 +78,10 @@ def _ids(ids):
 
 
 class Dictionary:
-    """Gives strings numeric IDs, and the strings back.
+    """Gives strings numeric IDs, and returns the strings of IDs.
 
-    `memory_limit` is what the dictionary may take, in bytes or as in "512M" and "4G". `maximum_size` is the largest number
-    of resources; up to 4294967293, which is the default, the hash tables need 4 bytes a bucket instead of 8.
+    `memory_limit` is the memory that the dictionary may take, in bytes or as in "512M" and "4G". `maximum_size` is the
+    largest number of resources; up to 4294967293, the default, the hash tables need 4 bytes per bucket instead of 8.
     """
 
     __slots__ = ("_native", "__weakref__")
@@ -96,25 +96,25 @@ class Dictionary:
         return dictionary
 
     def encode(self, strings, lang=None):
-        """Returns the IDs of strings as an array of uint64; creates those that are missing, in their order.
+        """Returns the IDs of strings as an array of uint64; creates missing ones, in their order.
 
         `strings` is an iterable of str, an array of NumPy (objects, str or bytes of UTF-8), or an object with Arrow's
-        `__arrow_c_array__` (string or large_string). All have the language tag `lang`, if there is one. Errors name the
+        `__arrow_c_array__` (string or large_string). All have the language tag `lang`, if it is given. Errors name the
         index of the first string that failed; those before it are encoded.
         """
         return self._native.encode(strings, _tag(lang))
 
     def lookup(self, strings, lang=None, commit_point=None):
-        """Returns the IDs of strings, 0 where there is none. Creates nothing.
+        """Returns the IDs of strings, 0 for absent ones. Creates nothing.
 
-        Sees what is encoded, or only what `commit_point` covers, which `commit` returns. The rest as in `encode`.
+        Finds all strings, or only those that `commit_point` covers, which `commit` returns. Otherwise as `encode`.
         """
         return self._native.lookup(strings, _tag(lang), commit_point)
 
     def decode(self, ids, into="list"):
         """Returns the texts of resources, without language tags.
 
-        `into` says how: "list" as a list of str, "numpy" as an array of objects in the shape of `ids`, "arrow" as a pair
+        `into` is "list" for a list of str, "numpy" for an array of objects in the shape of `ids`, or "arrow" for a pair
         (bytes, offsets) of arrays, where text n is the bytes from offsets[n] to offsets[n + 1].
         """
         array = _ids(ids)
@@ -137,7 +137,7 @@ class Dictionary:
         return self._native.encode_term(term)
 
     def lookup_term(self, term, commit_point=None):
-        """Returns the ID of a Term, or 0. `commit_point` as in `lookup`."""
+        """Returns the ID of a Term, or 0. `commit_point` is as in `lookup`."""
         return self._native.lookup_term(term, commit_point)
 
     def commit(self):
@@ -145,7 +145,7 @@ class Dictionary:
         return self._native.commit()
 
     def rollback(self):
-        """Withdraws every resource since the last commit. Their IDs are not given again."""
+        """Withdraws every resource since the last commit. Their IDs are not reused."""
         self._native.rollback()
 
     def save(self, path):
@@ -154,23 +154,23 @@ class Dictionary:
 
     @property
     def commit_point(self):
-        """That of the last commit: the first ID that is not committed."""
+        """The commit point of the last commit: the first ID that is not committed."""
         return self._native.commit_point()
 
     @property
     def memory_in_use(self):
-        """Bytes that the dictionary has taken, all of them counted against the limit."""
+        """The bytes of memory that the dictionary has taken, all of them counted against the limit."""
         return self._native.memory_in_use()
 
     @property
     def memory_limit(self):
-        """Bytes that the dictionary may take."""
+        """The bytes of memory that the dictionary may take."""
         return self._native.memory_limit()
 
     def items(self):
         """Iterates over pairs of an ID and its str, or its Term if it is no string, in the order of IDs.
 
-        What is encoded meanwhile may be met or not.
+        Resources that are created during the iteration may be included or not.
         """
         first = 1
         while True:
@@ -180,15 +180,15 @@ class Dictionary:
             yield from items
 
     def __iter__(self):
-        """Iterates over what is `in` the dictionary: a str for each string, a Term for everything else."""
+        """Iterates over the items of the dictionary: a str for each string, a Term for everything else."""
         return (item for _, item in self.items())
 
     def __contains__(self, item):
-        """Whether a str, as a string without a language tag, or a Term has an ID."""
+        """Returns whether a str, which means a string without a language tag, or a Term has an ID."""
         return self._native.contains(item)
 
     def __len__(self):
-        """The number of resources, committed or not."""
+        """Returns the number of resources, committed or not."""
         return self._native.size()
 
     def __bool__(self):
@@ -198,17 +198,17 @@ class Dictionary:
         return f"<melnar.Dictionary of {len(self)} resources, {self.memory_in_use} of {self.memory_limit} bytes>"
 
     def __reduce_ex__(self, protocol):
-        raise TypeError("A melnar.Dictionary is not pickled: it belongs to this process, and may be larger than what is "
-                        "worth sending. Save it to a file, which any number of processes can open.")
+        raise TypeError("A melnar.Dictionary is not pickled: it belongs to this process, and may be too large to send. "
+                        "Save it to a file, which any number of processes can open.")
 
 
 def open(path, memory_limit="4G"):
-    """Opens a saved dictionary, which may come to take `memory_limit` bytes. The file is not needed meanwhile."""
+    """Opens a saved dictionary, which may take up to `memory_limit` bytes. The file is not needed afterwards."""
     return Dictionary._of(_native.Dictionary.open(_path(path), _bytes(memory_limit)))
 
 
 class _ProgressLine:
-    """Writes how far a load has come to standard error, in one line that it rewrites."""
+    """Writes the progress of a load to standard error, in one line that it rewrites."""
 
     PERIOD = 0.5
 
@@ -236,15 +236,16 @@ def load(files, *, memory_limit="4G", maximum_size=None, threads=0, strings_only
          base="", progress=False):
     """Loads RDF into a new dictionary and commits it.
 
-    `files` is a path or an iterable of paths: N-Triples, N-Quads, Turtle or TriG by their extensions, packed with gzip,
-    bzip2, xz or zstd or not, or folders of such files. All cores read unless `threads` says how many.
+    `files` is a path or an iterable of paths: N-Triples, N-Quads, Turtle or TriG by their extensions, plain or
+    compressed with gzip, bzip2, xz or zstd, or folders of such files. `threads` is the number of threads; 0 means one
+    per core.
 
-    With `rows`, returns the pair of the dictionary and an array with a row of IDs for each statement: subject, predicate,
-    object, and the graph if a file can have graphs, where 0 is the default graph. With `strings_only`, only string
-    literals get IDs. With `lenient`, statements that are no RDF are skipped. Relative IRIs are resolved against `base`.
+    With `rows`, returns a pair of the dictionary and an array with one row of IDs per statement: subject, predicate,
+    object, and the graph if a file can have graphs; 0 is the default graph. With `strings_only`, only string literals
+    get IDs. With `lenient`, statements that are not valid RDF are skipped. Relative IRIs are resolved against `base`.
 
-    With `progress`, tells how far it has come on standard error. A callable is called with the keywords `bytes_read`,
-    `total_bytes` (0 if unknown), `statements`, `resources` and `memory_in_use` instead.
+    With `progress`, prints its progress to standard error. If `progress` is callable, it is called instead, with the
+    keywords `bytes_read`, `total_bytes` (0 if unknown), `statements`, `resources` and `memory_in_use`.
     """
     if rows and strings_only:
         raise MisuseError("With strings_only there are no rows.")

@@ -6,14 +6,15 @@ from typing import NamedTuple, Optional
 class Error(Exception):
     """The base of all errors of a dictionary.
 
-    `index` is that of the entry of a list or an array that is meant, or None. Entries before it may have been encoded.
+    `index` is the index of the entry of a list or an array that failed, or None. Entries before it may have been
+    encoded.
     """
 
     index: Optional[int] = None
 
 
 class NotUtf8Error(Error, UnicodeError):
-    """A text that UTF-8 cannot hold, such as one with a surrogate; or bytes of a dictionary that are no UTF-8."""
+    """A text that UTF-8 cannot represent, such as one with a surrogate; or bytes of a dictionary that are not UTF-8."""
 
 
 class RefusedError(Error, ValueError):
@@ -33,7 +34,7 @@ class OutOfMemoryError(Error, MemoryError):
 
 
 class SystemCallError(Error, OSError):
-    """A call of the operating system failed, such as one for a file."""
+    """A system call failed, such as one for a file."""
 
 
 class InUseError(Error, OSError):
@@ -41,23 +42,23 @@ class InUseError(Error, OSError):
 
 
 class DamagedFileError(Error, ValueError):
-    """A file is no sound dictionary."""
+    """A file is not a sound dictionary."""
 
 
 class MisuseError(Error, ValueError):
-    """An argument is none."""
+    """An argument is invalid."""
 
 
 class LoadError(Error, ValueError):
-    """A file that is loaded cannot be read, or is no RDF. The message says where."""
+    """A file that is loaded cannot be read, or is not valid RDF. The message states where."""
 
 
 class Term(NamedTuple):
     """An RDF term.
 
-    `kind` is 'iri', 'blank', 'literal' or 'triple'. `text` is an IRI, the label of a blank node without '_:', the text of
-    a literal, or a triple term in N-Triples. `language` and `datatype` are a literal's; one that has neither is a string.
-    `direction` is 'ltr', 'rtl' or None.
+    `kind` is 'iri', 'blank', 'literal' or 'triple'. `text` is an IRI, the label of a blank node without '_:', the text
+    of a literal, or a triple term in N-Triples. `language` and `datatype` are those of a literal; without both it is a
+    string. `direction` is 'ltr', 'rtl' or None.
     """
 
     kind: str

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-/// The two structures of Arrow's C data interface, as Arrow fixes them: a column's type, and its data. Who receives one in
-/// a capsule only reads it; the capsule releases it.
+/// The two structures of Arrow's C data interface, which Arrow defines: the type of a column, and its data. A receiver
+/// of a capsule with one only reads it; the capsule releases it.
 
 // NOLINTBEGIN(readability-identifier-naming): the names are Arrow's
 

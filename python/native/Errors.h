@@ -9,13 +9,13 @@
 #include <cstddef>
 #include <string>
 
-/// The module's own Python files, which define the exceptions and the class of terms.
+/// Returns the Python files of the module, which define the exceptions and the class of terms.
 pybind11::module_ getPythonPart();
 
-/// Raises the Python exception of an error of the dictionary. `firstIndex` is that of the entry that it counts from.
+/// Raises the Python exception of an error of the dictionary. The index in the error counts from `firstIndex`.
 [[noreturn]] void raise(const melnar_error& error, size_t firstIndex = 0);
 
-/// Returns what `operation()` makes without the GIL; raises the Python exception of one of the engine's.
+/// Calls `operation()` without the GIL and returns its result; raises the Python exception of an engine exception.
 template<class Operation>
 auto callEngine(const Operation& operation) {
     decltype(operation()) made;
@@ -33,7 +33,7 @@ auto callEngine(const Operation& operation) {
     return made;
 }
 
-/// Raises an exception of the module's with an index, such as "NotUtf8Error".
+/// Raises an exception of the module, such as "NotUtf8Error", with an index.
 [[noreturn]] void raise(const char* exceptionName, const std::string& message, size_t index = MELNAR_NO_INDEX);
 
 /// Raises TypeError, ValueError and the like with a message.

@@ -6,13 +6,13 @@
 
 #include <unistd.h>
 
-/// Lets other threads run Python while it lives.
+/// Lets other threads run Python while this object exists.
 class GilRelease : private Unmovable {
 public:
     GilRelease() noexcept : m_state(PyEval_SaveThread()) {}
 
-    /// Once the interpreter ends, PyEval_RestoreThread ends the calling thread by an unwinding that no object of Python
-    /// may take part in without the GIL. A daemon thread waits for the end of the process instead.
+    /// After the interpreter has ended, PyEval_RestoreThread ends the calling thread by unwinding its stack, which must
+    /// not destroy Python objects without the GIL. So a daemon thread waits for the end of the process instead.
     ~GilRelease() {
         try {
             PyEval_RestoreThread(m_state);

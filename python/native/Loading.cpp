@@ -29,7 +29,7 @@ namespace {
 
 constexpr std::chrono::milliseconds PERIOD_OF_PROGRESS(100);
 
-/// Takes the rows of IDs of a load, with 8 bytes an ID.
+/// Collects the rows of IDs of a load, with 8 bytes per ID.
 class RowCollector final : public OutputStream {
 public:
     const std::string& getName() const override { return m_name; }
@@ -41,7 +41,7 @@ public:
 
     void flush() override {}
 
-    /// Hands the rows over.
+    /// Transfers the rows to the caller.
     py::object release(const size_t columns) {
         const auto rows = static_cast<py::ssize_t>(m_bytes->size() / (columns * sizeof(uint64_t)));
         const char* const data = m_bytes->data();
@@ -73,7 +73,7 @@ py::tuple load(const LoadRequest& request) {
     }
     std::unique_ptr<Dictionary> dictionary = callEngine(
         [&] { return std::make_unique<Dictionary>(makeOptions(request.m_memoryLimit, request.m_maximumSize)); });
-    std::ostringstream ignored; // The journal keeps the error that ends a load.
+    std::ostringstream ignored; // the journal keeps the error that ends a load
     MessageOutput messages(ignored);
     std::atomic<uint64_t> bytesRead = 0;
     InputJournal journal({.m_isLenient = request.m_isLenient, .m_isQuiet = true}, messages);

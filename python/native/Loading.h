@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-/// What a load from Python is asked for; melnar.load documents it.
+/// The arguments of a load from Python; melnar.load documents them.
 struct LoadRequest {
     std::vector<std::string> m_fileNames;
     uint64_t m_memoryLimit;
@@ -19,11 +19,11 @@ struct LoadRequest {
     bool m_wantsRows;
     bool m_isLenient;
     std::string m_base;
-    pybind11::object m_progress; // called now and then with figures, or None
+    pybind11::object m_progress; // called from time to time with figures, or None
 };
 
 /// Loads RDF files into a new dictionary. Returns it with the rows of IDs, an array of NumPy, or None.
 ///
-/// Errors  LoadError with what is wrong with a file; what the callable for the progress raises, and KeyboardInterrupt,
+/// Errors  LoadError with the fault of a file; KeyboardInterrupt and the exceptions of the callable for the progress,
 ///         which end the load.
 pybind11::tuple load(const LoadRequest& request);

@@ -7,7 +7,7 @@
 
 namespace py = pybind11;
 
-// What Python sees is made of these in melnar/__init__.py, which also has the documentation.
+// melnar/__init__.py builds the public interface from these functions, and documents it.
 PYBIND11_MODULE(_native, module) {
     module.def("version", &melnar_version);
     module.def("load",

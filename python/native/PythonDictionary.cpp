@@ -18,7 +18,8 @@ namespace py = pybind11;
 
 namespace {
 
-/// So many resources are decoded before their texts are made: more than fit the cache would be fetched twice.
+/// The number of resources that are decoded before their texts are made. With more than fit into the cache, they would
+/// be loaded into it twice.
 constexpr size_t DECODED_TOGETHER = 4096;
 
 constexpr std::array<std::pair<const char*, Term::Kind>, 4> KINDS{{{"iri", Term::Kind::IRI},
@@ -34,7 +35,7 @@ void check(const melnar_error& error, const size_t firstIndex = 0) {
         raise(error, firstIndex);
 }
 
-/// Has a column answered chunk by chunk by `operation(texts, ids)`, without the GIL.
+/// Processes a column chunk by chunk: calls `operation(texts, ids)` without the GIL.
 template<class Operation>
 py::array_t<uint64_t> answerColumn(const py::object& texts, const Operation& operation) {
     const std::unique_ptr<TextColumn> column = TextColumn::make(texts);
@@ -43,7 +44,7 @@ py::array_t<uint64_t> answerColumn(const py::object& texts, const Operation& ope
     uint64_t* const data = resourceIDs.mutable_data();
     TextChunk chunk;
     size_t begin = 0;
-    do { // An empty column is answered, too: the language may be none.
+    do { // An empty column is processed, too, since the language tag may be invalid.
         if (begin < size)
             column->fill(begin, chunk);
         const size_t numberOfTexts = chunk.getTexts().size();
@@ -90,7 +91,7 @@ py::object makeTerm(const Term& term) {
                                         makePart(term.m_datatype), direction);
 }
 
-/// A term that Python has, with its texts.
+/// A term from Python, with its texts.
 struct PythonTerm : private Unmovable {
     explicit PythonTerm(const py::tuple& term) {
         if (term.size() != m_parts.size())
@@ -103,7 +104,7 @@ struct PythonTerm : private Unmovable {
                 raise(PyExc_TypeError, "The parts of a term are str, or None.");
             TextChunk chunk;
             if (chunk.add(object.ptr()) != TextChunk::Added::DONE)
-                raise("NotUtf8Error", "A part of the term has a surrogate, which UTF-8 cannot hold.");
+                raise("NotUtf8Error", "A part of the term has a surrogate, which UTF-8 cannot represent.");
             m_parts[part] = chunk.getTexts().front();
         }
         for (const auto& [name, value] : KINDS)
@@ -155,7 +156,7 @@ py::array_t<uint64_t> PythonDictionary::lookUp(const py::object& texts, const st
     });
 }
 
-/// Decodes a column chunk by chunk, without the GIL, and has `fill(index, text, isAscii)` take each text, with it.
+/// Decodes a column chunk by chunk without the GIL, and calls `fill(index, text, isAscii)` for each text with the GIL.
 template<class Fill>
 void PythonDictionary::decode(const py::array_t<uint64_t>& resourceIDs, const Fill& fill) const {
     const std::span<const uint64_t> all(resourceIDs.data(), static_cast<size_t>(resourceIDs.size()));
@@ -180,7 +181,7 @@ void PythonDictionary::decode(const py::array_t<uint64_t>& resourceIDs, const Fi
 
 py::object PythonDictionary::decodeToList(const py::array_t<uint64_t>& resourceIDs) const {
     const py::list list(static_cast<size_t>(resourceIDs.size()));
-    // Nobody else may find the list before it is complete.
+    // The garbage collector must not show the list to others before it is complete.
     PyObject_GC_UnTrack(list.ptr());
     decode(resourceIDs, [&list](const size_t index, const std::string_view text, const bool isAscii) {
         PyList_SET_ITEM(list.ptr(), static_cast<Py_ssize_t>(index), makeText(text, isAscii, index));
@@ -266,10 +267,10 @@ bool PythonDictionary::contains(const py::object& item) const {
     if (py::isinstance(item, getPythonPart().attr("Term")))
         return lookUpTerm(item, std::nullopt) != 0;
     if (PyUnicode_Check(item.ptr()) == 0)
-        raise(PyExc_TypeError, "What is in a dictionary is a str or a Term.");
+        raise(PyExc_TypeError, "Only a str or a Term can be in a dictionary.");
     TextChunk chunk;
     if (chunk.add(item.ptr()) != TextChunk::Added::DONE)
-        return false; // A text with a surrogate is in none.
+        return false; // No dictionary contains a text with a surrogate.
     uint64_t resourceID;
     check(m_handle.lookUp(toCommitPoint(std::nullopt), std::span<const std::string_view>(chunk.getTexts()), {},
                           {&resourceID, 1}));

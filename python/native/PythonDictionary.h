@@ -14,14 +14,14 @@
 #include <string>
 #include <utility>
 
-/// The options of a dictionary as Python gives them.
+/// Makes the options of a dictionary from those in Python.
 DictionaryOptions makeOptions(uint64_t memoryLimit, std::optional<uint64_t> maximumSize);
 
-/// What the Python class Dictionary does. The operations are documented there (melnar/__init__.pyi).
+/// Implements the Python class Dictionary. The operations are documented there (melnar/__init__.py).
 ///
-/// Threads  With the GIL, which they give up while they work on the dictionary: none of them waits for another thread
-///          and has it meanwhile. Operations on columns are cut into chunks; between two of them, other threads may
-///          commit or roll back.
+/// Threads  With the GIL, which they release while they work on the dictionary: none of them waits for another thread
+///          while it holds the GIL. Operations on columns process chunks; between two chunks, other threads may commit
+///          or roll back.
 /// Errors   Python's exceptions.
 class PythonDictionary : private Unmovable {
 public:
@@ -52,8 +52,8 @@ public:
     uint64_t getMemoryInUse() const noexcept { return m_handle.getDictionary().getMemoryInUse(); }
     uint64_t getMemoryLimit() const noexcept { return m_handle.getDictionary().getMemoryLimit(); }
 
-    /// A list with what iterating over the dictionary yields: for some resources, from `resourceID` on, ID and item.
-    /// Moves the ID past them; the list is empty at the end.
+    /// Returns a list for an iteration over the dictionary: ID and item of some resources, from `resourceID` on. Moves
+    /// the ID past them; the list is empty at the end.
     pybind11::list getItems(uint64_t& resourceID) const;
 
 private:

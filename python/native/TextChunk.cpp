@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Transcodes characters; returns the end of what was written, or null where one is a surrogate or none of Unicode.
+/// Transcodes characters. Returns the end of the output, or null if one is a surrogate or beyond Unicode.
 template<class Character>
 char* transcode(const char* const characters, const size_t length, char* output) noexcept {
     for (size_t index = 0; index < length; ++index) {
@@ -50,7 +50,7 @@ TextChunk::Added TextChunk::add(PyObject* const text) {
 }
 
 TextChunk::Added TextChunk::add(const void* const characters, const size_t length, const size_t width) {
-    // A character of one byte becomes two bytes at most, one of two bytes three.
+    // A one-byte character becomes at most two bytes, a two-byte one at most three.
     const size_t size = length * (width == 4 ? 4 : width + 1);
     if (size > m_buffer.size() - m_bufferEnd) {
         if (m_bufferEnd != 0)

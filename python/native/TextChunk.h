@@ -8,20 +8,20 @@
 #include <string_view>
 #include <vector>
 
-/// Some texts of a column, as UTF-8 that can be read without the GIL. ASCII, which Python's strings hold as it is, is not
-/// copied. Other strings are transcoded into a buffer of this object: PyUnicode_AsUTF8AndSize would leave a second copy
-/// in every one of them.
+/// Some texts of a column, as UTF-8 that can be read without the GIL. ASCII, which Python's strings contain in this
+/// form, is not copied. Other strings are transcoded into a buffer of this object: PyUnicode_AsUTF8AndSize would leave
+/// a second copy in each of them.
 ///
-/// Ownership  Keeps the strings alive that it refers to.
-/// Threads    One at a time. All but getTexts needs the GIL.
+/// Ownership  Keeps the strings alive to which it refers.
+/// Threads    One at a time. Everything except getTexts needs the GIL.
 /// Errors     std::bad_alloc.
 class TextChunk : private Unmovable {
 public:
-    /// So many texts are encoded together. More are better where other threads run Python, which may make the thread wait
-    /// for the GIL after each chunk; fewer stay in the cache.
+    /// The number of texts that are encoded together. More are better if other threads run Python, since the thread may
+    /// have to wait for the GIL after each chunk; fewer stay in the cache.
     static constexpr size_t CAPACITY = 8192;
 
-    /// The buffer has this many bytes, but for a single longer text.
+    /// The size of the buffer, which only a single longer text exceeds.
     static constexpr size_t BUFFER_SIZE = size_t(1) << 20;
 
     enum class Added { DONE, NO_ROOM, NO_UTF8 };
@@ -33,13 +33,13 @@ public:
 
     bool isFull() const noexcept { return m_texts.size() == CAPACITY; }
 
-    /// Adds a str. There is no room for it when the chunk is to be encoded first.
+    /// Adds a str. NO_ROOM means that the chunk must be encoded first.
     Added add(PyObject* text);
 
     /// Adds characters of one, two or four bytes each, which need not be aligned.
     Added add(const void* characters, size_t length, size_t width);
 
-    /// Adds bytes that stay where they are.
+    /// Adds bytes that do not move.
     void addBytes(const std::string_view bytes) { m_texts.push_back(bytes); }
 
     const std::vector<std::string_view>& getTexts() const noexcept { return m_texts; }

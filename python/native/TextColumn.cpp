@@ -16,24 +16,25 @@ namespace py = pybind11;
 
 namespace {
 
-/// Returns whether a chunk has taken a text, or has no room for it. Raises the error of a text that is no UTF-8.
+/// Returns whether a chunk has taken a text. Raises the exception for a text that is not valid in UTF-8.
 bool hasTaken(const TextChunk::Added added, const size_t index) {
     if (added == TextChunk::Added::NO_UTF8)
-        raise("NotUtf8Error", "Text " + std::to_string(index) + " has a surrogate, which UTF-8 cannot hold.", index);
+        raise("NotUtf8Error", "Text " + std::to_string(index) + " has a surrogate, which UTF-8 cannot represent.",
+              index);
     return added == TextChunk::Added::DONE;
 }
 
 [[noreturn]] void raiseNoText(const size_t index, PyObject* const object) {
-    raise(PyExc_TypeError, "Text " + std::to_string(index) + " is no str, but " + Py_TYPE(object)->tp_name + ".");
+    raise(PyExc_TypeError, "Text " + std::to_string(index) + " is not a str, but " + Py_TYPE(object)->tp_name + ".");
 }
 
 void addValid(const size_t index, const std::string_view text, TextChunk& chunk) {
     if (Rdf::Utf8::findInvalid(text.data(), text.data() + text.size()) != text.data() + text.size())
-        raise("NotUtf8Error", "Text " + std::to_string(index) + " is no UTF-8.", index);
+        raise("NotUtf8Error", "Text " + std::to_string(index) + " is not valid UTF-8.", index);
     chunk.addBytes(text);
 }
 
-/// Objects one after the other: a list's, a tuple's or an array's.
+/// The objects of a list, a tuple or an array.
 class ObjectColumn final : public TextColumn {
 public:
     ObjectColumn(py::object owner, PyObject* const* const objects, const size_t size)
@@ -43,15 +44,15 @@ public:
 
     void fill(const size_t begin, TextChunk& chunk) override {
         PyObject* const* objects = m_objects;
-        if (PyList_Check(m_owner.ptr())) { // Another thread may have changed it meanwhile.
+        if (PyList_Check(m_owner.ptr())) { // Another thread may have changed it.
             if (static_cast<size_t>(PyList_GET_SIZE(m_owner.ptr())) != m_size)
-                raise(PyExc_RuntimeError, "The list changed its size while it was read.");
+                raise(PyExc_RuntimeError, "The list changed its size while it was being read.");
             objects = PySequence_Fast_ITEMS(m_owner.ptr());
         }
         for (size_t index = begin; index < m_size && !chunk.isFull(); ++index) {
-            // The string's header and its first bytes, most likely in two lines of the cache.
+            // The header of the string and its first bytes, most likely in two cache lines.
             const auto* const ahead = reinterpret_cast<const char*>(objects[std::min(index + PREFETCHED, m_size - 1)]);
-            __builtin_prefetch(ahead, 1); // The reference count is written.
+            __builtin_prefetch(ahead, 1); // the reference count will be written
             __builtin_prefetch(ahead + 64);
             PyObject* const object = objects[index];
             if (object == nullptr || !PyUnicode_Check(object))
@@ -69,7 +70,7 @@ private:
     const size_t m_size;
 };
 
-/// Texts of one width, filled up with zeros: an array of str, with four bytes a character, or of bytes.
+/// Texts of one width, padded with zeros: an array of str, with four bytes per character, or of bytes.
 class FixedColumn final : public TextColumn {
 public:
     FixedColumn(py::array array, const bool isOfBytes) : m_array(std::move(array)), m_isOfBytes(isOfBytes) {}
@@ -96,7 +97,7 @@ private:
     const bool m_isOfBytes;
 };
 
-/// Strings or large strings of Arrow.
+/// Strings or large strings in Arrow's layout.
 template<class Offset>
 class ArrowColumn final : public TextColumn {
 public:
@@ -117,7 +118,7 @@ public:
             const Offset textBegin = m_offsets[place];
             const Offset textEnd = m_offsets[place + 1];
             if (textBegin < 0 || textBegin > textEnd)
-                raise(PyExc_ValueError, "The offsets of text " + std::to_string(index) + " are none.");
+                raise(PyExc_ValueError, "The offsets of text " + std::to_string(index) + " are invalid.");
             addValid(index, std::string_view(m_bytes + textBegin, static_cast<size_t>(textEnd - textBegin)), chunk);
         }
     }
@@ -126,7 +127,7 @@ private:
     const py::object m_owner;
     const size_t m_size;
     const size_t m_first;
-    const uint8_t* const m_validity; // a bit a text; null if all are there
+    const uint8_t* const m_validity; // one bit per text; null if there are no nulls
     const Offset* const m_offsets;
     const char* const m_bytes;
 };
@@ -154,7 +155,7 @@ std::unique_ptr<TextColumn> makeOfArray(py::array array) {
 std::unique_ptr<TextColumn> makeOfArrow(const py::object& texts) {
     const py::tuple capsules = texts.attr("__arrow_c_array__")();
     if (capsules.size() != 2)
-        raise(PyExc_TypeError, "__arrow_c_array__ returned no pair.");
+        raise(PyExc_TypeError, "__arrow_c_array__ did not return a pair.");
     const auto* const schema =
         static_cast<const ArrowSchema*>(PyCapsule_GetPointer(py::object(capsules[0]).ptr(), "arrow_schema"));
     const auto* const array =
@@ -187,7 +188,7 @@ std::unique_ptr<TextColumn> TextColumn::make(const py::object& texts) {
     if (PyUnicode_Check(texts.ptr()) || PyBytes_Check(texts.ptr()) || PyByteArray_Check(texts.ptr()))
         raise(PyExc_TypeError, "A single text is no column: pass a list of texts.");
     auto sequence = py::reinterpret_steal<py::object>(
-        PySequence_Fast(texts.ptr(), "Texts come as an iterable of str, as an array of NumPy, or as one of Arrow."));
+        PySequence_Fast(texts.ptr(), "Pass texts as an iterable of str, or as an array of NumPy or Arrow."));
     if (!sequence)
         throw py::error_already_set();
     PyObject* const* const objects = PySequence_Fast_ITEMS(sequence.ptr());

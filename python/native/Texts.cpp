@@ -25,7 +25,7 @@ bool isAscii(const std::string_view text) noexcept {
 PyObject* makeText(const std::string_view text, const bool isAscii, const size_t index) {
     PyObject* made;
     const auto size = static_cast<Py_ssize_t>(text.size());
-    // Strings of up to one character are shared by all of Python.
+    // Python shares all strings of up to one character.
     if (isAscii && size > 1) {
         made = PyUnicode_New(size, 127);
         if (made != nullptr)
@@ -36,7 +36,7 @@ PyObject* makeText(const std::string_view text, const bool isAscii, const size_t
         if (PyErr_ExceptionMatches(PyExc_UnicodeDecodeError) == 0)
             throw py::error_already_set();
         PyErr_Clear();
-        raise("NotUtf8Error", "The text of entry " + std::to_string(index) + " is no UTF-8.", index);
+        raise("NotUtf8Error", "The text of entry " + std::to_string(index) + " is not valid UTF-8.", index);
     }
     return made;
 }

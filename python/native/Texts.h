@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <string_view>
 
-/// Whether all characters are ASCII. Without the GIL it also has the bytes fetched into the cache.
+/// Returns whether all characters are ASCII. Called without the GIL, it also brings the bytes into the cache.
 bool isAscii(std::string_view text) noexcept;
 
-/// Makes a str of bytes of the dictionary; raises NotUtf8Error, which names the index, for what is no UTF-8. Returns a new
-/// reference.
+/// Makes a str from bytes of the dictionary. Raises NotUtf8Error, which names the index, if they are not UTF-8. Returns
+/// a new reference.
 PyObject* makeText(std::string_view text, bool isAscii, size_t index);

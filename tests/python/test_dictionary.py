@@ -75,7 +75,7 @@ def test_what_is_no_column_is_a_type_error(d, what):
 
 @pytest.mark.parametrize("strings", [["a", 7], ("a", None), numpy.array(["a", 7], dtype=object), ["a", b"b"]])
 def test_what_is_no_str_is_a_type_error_with_the_index(d, strings):
-    with pytest.raises(TypeError, match="Text 1 is no str, but"):
+    with pytest.raises(TypeError, match="Text 1 is not a str, but"):
         d.encode(strings)
 
 
