@@ -16,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-/// These tests are linked with a checked engine alone.
+/// These tests are linked only with a checked engine.
 
 namespace {
 
@@ -24,7 +24,7 @@ using Kind = RunningOperations::Kind;
 
 constexpr DictionaryOptions OPTIONS{.m_memoryLimit = size_t(16) << 20};
 
-/// Whether an operation is refused as a misuse.
+/// Returns whether an operation is refused as a misuse.
 template<class Operation>
 bool isRefused(const Operation& operation) {
     try {
@@ -39,7 +39,7 @@ bool isRefused(const Operation& operation) {
 
 constexpr Kind KINDS[] = {Kind::READ, Kind::RESOLVE, Kind::COMMIT, Kind::SAVE, Kind::ALONE};
 
-/// By the kinds of the operation that runs and of the one that is begun.
+/// By the kinds of the running operation and of the one that is started.
 constexpr bool ARE_EXCLUDED[5][5] = {{false, false, false, false, true},
                                      {false, false, true, true, true},
                                      {false, true, true, true, true},
@@ -79,7 +79,7 @@ protected:
     DictionaryThread m_thread{m_dictionary};
 };
 
-/// A compaction asks the test about each resource, so other operations can be begun in its middle.
+/// A compaction asks the test about each resource, so other operations can be started during it.
 TEST_F(DictionaryMisuseTest, nothingRunsBesideACompaction) {
     std::string text;
     ResourceValue value;

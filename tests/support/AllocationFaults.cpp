@@ -7,12 +7,12 @@
 
 namespace {
 
-/// How many allocations of this thread may pass before one fails; nothing is counted while s_isArmed is false.
+/// How many allocations of this thread may succeed before one fails; nothing is counted while s_isArmed is false.
 constinit thread_local size_t s_allowedAllocations = 0;
 constinit thread_local bool s_isArmed = false;
 constinit thread_local bool s_isWatched = false;
 
-/// Tells whether the next allocation may pass.
+/// Returns whether the next allocation may succeed.
 bool mayPass() noexcept {
     if (!s_isArmed)
         return true;
@@ -32,7 +32,7 @@ void* allocateAligned(const size_t size, const std::align_val_t alignment) noexc
     const auto multiple = static_cast<size_t>(alignment);
     if (size > SIZE_MAX - multiple)
         return nullptr;
-    // The C library wants a size that is a multiple of the alignment.
+    // The C library requires a size that is a multiple of the alignment.
     const size_t roundedSize = size == 0 ? multiple : (size + multiple - 1) / multiple * multiple;
     return mayPass() ? std::aligned_alloc(multiple, roundedSize) : nullptr;
 }
@@ -62,8 +62,8 @@ bool AllocationFaults::hasFailed() const {
     return !s_isArmed;
 }
 
-// Everything below takes its memory from malloc, which the sanitizers watch: they still see leaks, overruns and uses
-// after release. What they lose is the check that new is met by delete and not by free.
+// Everything below takes memory from malloc, which the sanitizers watch: they still detect leaks, overruns and uses
+// after release. They no longer check that memory from new is released by delete and not by free.
 
 void* operator new(const size_t size) {
     return orThrow(allocate(size));

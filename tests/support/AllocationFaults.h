@@ -18,12 +18,12 @@
 ///             break;                              // allowed + 1 is more than the operation needs
 ///     }
 ///
-/// Exceptions, malloc and what the system libraries allocate for themselves without operator new are not met.
+/// Exceptions, malloc, and allocations of system libraries that do not use operator new are not affected.
 ///
-/// Threads  Counts the allocations of the thread that made it, and only those. At most one a thread at a time.
+/// Threads  Counts only the allocations of the thread that made it. At most one per thread at a time.
 class AllocationFaults : private Unmovable {
 public:
-    /// Lets `allowedAllocations` pass and fails the next, once; those after it pass again.
+    /// Lets `allowedAllocations` succeed and the next one fail; later ones succeed again.
     static AllocationFaults failAfter(const size_t allowedAllocations) { return AllocationFaults(allowedAllocations); }
 
     ~AllocationFaults();

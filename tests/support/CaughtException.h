@@ -4,8 +4,8 @@
 #include <string>
 #include <typeinfo>
 
-/// Runs `action` and gives back the exception that it threw, which must be of exactly the type `Exception`. Anything
-/// else, no exception included, fails the calling test by another exception.
+/// Runs `action` and returns the exception that it throws, which must be of exactly the type `Exception`. Otherwise, or
+/// if it throws none, the calling test fails with another exception.
 template<class Exception, class Action>
 Exception catchException(const Action& action) {
     try {

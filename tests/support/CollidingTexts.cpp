@@ -11,13 +11,13 @@
 namespace {
 
 constexpr size_t NUMBER_OF_STAGES = 16;
-constexpr size_t BLOCK_LENGTH = 7; // 26^7 blocks are far more than a birthday search for 30 bits looks at
+constexpr size_t BLOCK_LENGTH = 7; // 26^7 blocks are far more than a birthday search for 30 bits needs
 constexpr uint64_t LOW_BITS = (uint64_t(1) << NUMBER_OF_COLLIDING_HASH_BITS) - 1;
 
 static_assert(LARGEST_NUMBER_OF_COLLIDING_TEXTS == size_t(1) << NUMBER_OF_STAGES);
 static_assert(COLLIDING_TEXT_LENGTH == NUMBER_OF_STAGES * BLOCK_LENGTH);
 
-/// Two different blocks of one place in the chain that lead to the same low bits.
+/// Two different blocks for one position in the chain that lead to the same low bits.
 using BlockPair = std::array<std::string, 2>;
 
 std::string makeBlock(std::mt19937_64& randomNumbers) {
@@ -46,7 +46,7 @@ BlockPair findBlockPair(const uint64_t hash, std::mt19937_64& randomNumbers) {
 std::vector<std::string> makeCollidingTexts(const size_t number) {
     if (number > LARGEST_NUMBER_OF_COLLIDING_TEXTS)
         throw std::length_error("There are 2^16 colliding texts.");
-    std::mt19937_64 randomNumbers; // its default seed and its numbers are those of the standard
+    std::mt19937_64 randomNumbers; // its default seed and its numbers are standardised
     std::array<BlockPair, NUMBER_OF_STAGES> stages;
     uint64_t hash = FNV_1A_OFFSET_BASIS;
     for (BlockPair& stage : stages) {

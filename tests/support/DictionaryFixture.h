@@ -16,7 +16,7 @@
 #include <string>
 #include <string_view>
 
-/// The bucket widths that every test of a string datatype runs with.
+/// The bucket widths with which every test of a string datatype runs.
 using DatatypeWidths = testing::Types<uint32_t, uint64_t>;
 
 struct DatatypeWidthNames {
@@ -26,10 +26,10 @@ struct DatatypeWidthNames {
     }
 };
 
-/// Short, as most lookups of tests name it.
+/// A short name, since most lookups in tests use it.
 constexpr DictionaryCommitPoint EVERYTHING = DictionaryCommitPoint::ALL;
 
-/// What a dictionary shares with its datatypes, ready for use. Resource IDs start at 1.
+/// The parts that a dictionary shares with its datatypes, ready for use. Resource IDs start at 1.
 struct DictionaryParts : private Unmovable {
     static constexpr size_t MEMORY_LIMIT = size_t(1) << 30;
     static constexpr size_t CAPACITY = size_t(1) << 20;
@@ -53,12 +53,12 @@ struct DictionaryParts : private Unmovable {
     DataPool m_dataPool;
 };
 
-/// Takes all of a manager's memory but `bytesLeft`, as another user of the same limit would, until it is ended.
+/// Takes all memory of a manager except `bytesLeft` until it ends, as another user of the same limit would.
 class MemoryShortage : private Unmovable {
 public:
     MemoryShortage(MemoryManager& memoryManager, const size_t bytesLeft)
         : m_memoryManager(memoryManager), m_takenBytes(0) {
-        // What can be given back is given back first, so that the bytes left are all that anyone can get.
+        // Reclaimable memory is released first, so only the bytes left can be allocated.
         EXPECT_THROW(
             m_memoryManager.withReclaim([&] { m_memoryManager.allocate(m_memoryManager.getReservedBytes() + 1); }),
             MemoryExhaustedException);
@@ -78,8 +78,8 @@ private:
     size_t m_takenBytes;
 };
 
-/// A string datatype of bucket width T over parts of its own, constructed but not initialised, with short forms of the
-/// operations that tests use all the time. They pass no thread context, so that chunks lie in the pool without gaps.
+/// A string datatype of bucket width T with its own parts, constructed but not initialised, with short forms of the
+/// operations that tests use most. They pass no thread context, so chunks are in the pool without gaps.
 template<class T>
 struct UninitializedDictionaryFixture : public DictionaryParts {
     explicit UninitializedDictionaryFixture(const size_t memoryLimit = MEMORY_LIMIT, const size_t capacity = CAPACITY,
@@ -124,7 +124,7 @@ struct DictionaryFixture : public UninitializedDictionaryFixture<T> {
     }
 };
 
-/// A value as a factory would make it, without its checks.
+/// A value as a factory would make it, without checks.
 class StringValue : public ResourceValue {
 public:
     StringValue(const std::string_view lexicalForm, const uint8_t datatypeID) {

@@ -8,8 +8,8 @@ struct ExitRegistration {
     void* m_object;
 };
 
-/// The destructors of static objects in the order of their registration; at exit they run in the opposite order. Those
-/// of shared libraries are missing. tests/support/SystemCallFaults.cpp records them.
+/// Returns the destructors of static objects in the order of their registration; at exit they run in reverse order.
+/// Those of shared libraries are missing. tests/support/SystemCallFaults.cpp records them.
 ///
 /// Threads  While no thread initialises a static object.
 std::span<const ExitRegistration> getExitRegistrations();

@@ -4,10 +4,10 @@
 
 #include <cstddef>
 
-/// Is told of every operation on files that has succeeded, in order, while it lives; tests/support/SystemCallFaults.cpp
-/// calls it.
+/// Observes every successful operation on files, in order, while it exists; tests/support/SystemCallFaults.cpp calls
+/// it.
 ///
-/// Threads  Made and destroyed while no other thread calls; the operations of one thread only.
+/// Threads  Made and destroyed while no other thread makes such calls. Observes the operations of one thread only.
 /// Limits   At most one at a time.
 class FileOperationObserver : private Unmovable {
 public:

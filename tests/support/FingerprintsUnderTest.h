@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-/// Whether the tests of tables and datatypes run with fingerprints: each test runs in both ways, the second time with
+/// Returns whether the tests of tables and datatypes run with fingerprints: each test runs twice, the second time with
 /// this variable in its environment.
 inline bool areFingerprintsUnderTest() {
     static const bool s_areUnderTest = std::getenv("MELNAR_TEST_FINGERPRINTS") != nullptr;

@@ -3,5 +3,5 @@
 #include <map>
 #include <string>
 
-/// The contents of all files below a folder, by their names there. Folders are empty ones.
+/// Returns the contents of all files below a folder, by their relative names. Folders have empty contents.
 std::map<std::string, std::string> getContentsOfFolder(const std::string& path);

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Two different blocks of one place in the chain that lead to one next state of the hash.
+/// Two different blocks for one position in the chain that lead to the same next state of the hash.
 using BlockPair = std::array<std::string_view, 2>;
 
 constexpr std::array<BlockPair, NUMBER_OF_FULLY_COLLIDING_STAGES> STAGES{{

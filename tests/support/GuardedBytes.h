@@ -6,8 +6,9 @@
 #include <cstddef>
 #include <new>
 
-/// Zero bytes on pages of their own between two that fault on every access: a read outside ends the program, also one
-/// by an instruction that no sanitizer watches. Only the side that the bytes are flush with is guarded to the byte.
+/// Zero bytes on separate pages between two pages that fault on every access. So a read outside ends the program, even
+/// a read by an instruction that no sanitizer watches. Only the side with which the bytes are aligned is guarded
+/// exactly.
 class GuardedBytes : private Unmovable {
 public:
     enum class FlushWith { START_OF_PAGE, END_OF_PAGE };

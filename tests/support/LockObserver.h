@@ -4,15 +4,15 @@
 
 #include <cstddef>
 
-/// Is told of the calls on mutexes and conditions, and of munmap, while it lives; tests/support/SystemCallFaults.cpp
-/// calls it. So a test sees the order of what a thread does, and can hold the thread at a step: a thread goes on when
+/// Observes calls on mutexes and conditions, and of munmap, while it exists; tests/support/SystemCallFaults.cpp calls
+/// it. So a test can check the order of a thread's calls, and hold the thread at one of them: the thread continues when
 /// notice returns.
 ///
-/// Calls of shared libraries, and those of notice itself, are not reported. A wait that wakes up locks its mutex without
-/// a report.
+/// Calls of shared libraries, and those of notice itself, are not reported. A wait that wakes up locks its mutex
+/// without a report.
 ///
 /// Threads  notice is called in the thread that makes the call, concurrently for several threads. Made and destroyed
-///          while no other thread calls.
+///          while no other thread makes such calls.
 /// Limits   At most one at a time.
 class LockObserver : private Unmovable {
 public:
@@ -20,7 +20,7 @@ public:
         MUTEX_LOCKED,
         MUTEX_UNLOCKING, // still locked
         MUTEX_UNLOCKED,
-        CONDITION_WAITING, // the mutex is still locked: a thread that locks it after this meets a waiting thread
+        CONDITION_WAITING, // the mutex is still locked: a thread that locks it after this finds a waiting thread
         CONDITION_SIGNALLED,
         CONDITION_BROADCAST,
         MUTEX_DESTROYED,
@@ -31,6 +31,6 @@ public:
     LockObserver();
     virtual ~LockObserver();
 
-    /// `object` is the mutex, the condition or the begin of the address range.
+    /// `object` is the mutex, the condition or the start of the address range.
     virtual void notice(Event event, const void* object) = 0;
 };

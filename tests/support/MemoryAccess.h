@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <unistd.h>
 
-/// Tells whether the byte at `address` can be read, without reading it: the operating system tries, and reports a
+/// Returns whether the byte at `address` can be read, without reading it: the operating system tries, and reports a
 /// fault as an error instead of a signal.
 inline bool isReadable(const void* const address) {
     std::array<int, 2> fileDescriptors;

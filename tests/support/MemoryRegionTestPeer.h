@@ -7,10 +7,11 @@
 #include <cstddef>
 #include <cstdint>
 
-/// What tests may see of a MemoryRegion beyond its interface.
+/// Gives tests access to private members of a MemoryRegion.
 class MemoryRegionTestPeer {
 public:
-    /// Where the fields lie within the region, in declaration order; the reference to the manager has no address.
+    /// Returns the offsets of the fields within the region, in declaration order; the reference to the manager has no
+    /// address.
     template<class T>
     static std::array<size_t, 6> getFieldOffsets(const MemoryRegion<T>& region) {
         const auto getOffset = [&region](const auto& field) {

@@ -74,7 +74,7 @@ void RecordedDisk::forgetFlushesOfFiles() {
     std::erase_if(m_operations, [](const Operation& operation) { return operation.m_kind == Kind::FLUSH_FILE; });
 }
 
-/// The operations on contents that no later flush of their file has made safe.
+/// Returns the operations on contents that no later flush of their file has completed.
 std::vector<size_t> RecordedDisk::getUnflushedContents(const size_t numberOfOperations) const {
     std::map<Inode, size_t> lastFlushes;
     for (size_t index = 0; index < numberOfOperations; ++index)

@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-/// Records what happens to the files of one folder, and tells what a power cut could leave of it.
+/// Records the operations on the files of one folder, and determines what a power cut could leave of it.
 ///
-/// The disk is as unkind as its interface allows. Of a file, what was written before its last flush is there; of what
-/// was written or cut off since, any part may be there or not, in any order, in pieces of a sector. Of the names, what
-/// happened before the last flush of the folder is there; what happened since may be lost, from any point on.
+/// The disk does the worst that its interface allows. Of a file, everything that was written before its last flush is
+/// there. Of later writes and truncations, any part may have been done or not, in any order, in units of a sector. Of
+/// the names, everything before the last flush of the folder is done; later operations may be lost, from any point on.
 class RecordedDisk : public FileOperationObserver {
 public:
     /// One state of the folder: contents by file name.
@@ -21,7 +21,7 @@ public:
 
     static constexpr size_t SECTOR_SIZE = 512;
 
-    /// Records from now on; what is in the folder is safely on the disk.
+    /// Starts recording; the current contents of the folder are safely on the disk.
     explicit RecordedDisk(const std::string& folder);
 
     void opened(const char* fileName, int flags, int fileDescriptor) override;
@@ -32,8 +32,8 @@ public:
 
     size_t getNumberOfOperations() const { return m_operations.size(); }
 
-    /// What may be left if the power is cut after the first `numberOfOperations`: the extremes, each unflushed write
-    /// alone or missing, and `numberOfRandomStates` chosen by chance.
+    /// Returns what may be left if the power is cut after the first `numberOfOperations`: the extremes, each unflushed
+    /// write alone or missing, and `numberOfRandomStates` random states.
     std::vector<State> getStates(size_t numberOfOperations, size_t numberOfRandomStates,
                                  std::minstd_rand& random) const;
 
@@ -49,7 +49,7 @@ private:
         Kind m_kind;
         Inode m_inode;
         size_t m_position;
-        std::string m_data;    // what is written
+        std::string m_data;    // written bytes
         std::string m_name;    // within the folder
         std::string m_newName; // of a rename
     };
@@ -57,8 +57,8 @@ private:
     /// How much of the operations since the last flushes has reached the disk.
     struct Fate {
         size_t m_lostNameOperations;                      // the last ones
-        std::vector<bool> m_isWritten;                    // by unflushed operation on the contents, in order
-        std::vector<std::vector<bool>> m_isSectorWritten; // of each that is written, by sector; empty: all
+        std::vector<bool> m_isWritten;                    // by unflushed operation on contents, in order
+        std::vector<std::vector<bool>> m_isSectorWritten; // of each write, by sector; empty: all
     };
 
     std::string getNameWithinFolder(const char* fileName) const;

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-/// Repeats the round of a stress test with seeds 1, 2, ... until its time is up or it fails, once at least.
+/// Repeats the round of a stress test with seeds 1, 2, ... until its time is up or it fails, at least once.
 template<class Round>
 void repeatUntilDeadline(const Round& round) {
     const auto deadline = getStressDeadline();

@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-/// Runs `work(threadIndex)` in that many threads, all let go together, and waits for their ends.
+/// Runs `work(threadIndex)` in `numberOfThreads` threads, which start together, and waits for their ends.
 template<class Work>
 void runTogether(const size_t numberOfThreads, const Work& work) {
     std::barrier<> start(static_cast<ptrdiff_t>(numberOfThreads));

@@ -7,11 +7,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-/// The user whom no file belongs to.
+/// The user who owns no files.
 constexpr uid_t NOBODY = 65534;
 
-/// Runs `action` in a child process without the superuser's rights, which no permission would stop; tells whether it
-/// returned true.
+/// Runs `action` in a child process without the superuser's rights, which would bypass all permissions. Returns whether
+/// it returned true.
 template<class Action>
 bool isTrueWithoutPrivileges(const Action& action) {
     const pid_t child = ::fork();

@@ -3,8 +3,8 @@
 #include <chrono>
 #include <cstdlib>
 
-/// When a stress test that starts now shall stop adding rounds: after MELNAR_STRESS_SECONDS of the environment, or a
-/// second when that is not set. It bounds how much is tried; what is asserted never depends on time.
+/// Returns when a stress test that starts now must stop adding rounds: after MELNAR_STRESS_SECONDS of the environment,
+/// or one second if that is not set. This limits only how much is tried; assertions never depend on time.
 inline std::chrono::steady_clock::time_point getStressDeadline() {
     const char* const text = std::getenv("MELNAR_STRESS_SECONDS"); // NOLINT(concurrency-mt-unsafe): nobody sets it
     const double seconds = text == nullptr ? 1.0 : std::strtod(text, nullptr);

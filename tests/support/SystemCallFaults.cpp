@@ -22,7 +22,7 @@ namespace {
 
 using Call = SystemCallFaults::Call;
 
-/// Constant-initialised: calls are made before any test, and after the last.
+/// Constant-initialised, since calls are made before any test, and after the last.
 constinit std::array<std::atomic<SystemCallFaults*>, SystemCallFaults::NUMBER_OF_CALLS> s_watchers{};
 
 constinit std::atomic<FileOperationObserver*> s_observer{};
@@ -40,7 +40,7 @@ std::atomic<SystemCallFaults*>& getWatcher(const Call call) {
     return s_watchers[static_cast<size_t>(call)];
 }
 
-/// Tells the observer, if there is one, of a call that gave `result`, and passes that on.
+/// Reports a call with the result `result` to the observer, if there is one, and returns the result.
 template<class Result, class... Parameters, class... Arguments>
 Result observed(const Result result, void (FileOperationObserver::*const operation)(Parameters...),
                 const Arguments... arguments) {
@@ -83,7 +83,7 @@ FileOperationObserver::~FileOperationObserver() {
     s_observer.store(nullptr, std::memory_order_release);
 }
 
-/// One call on its way: what the watcher, if there is one, decided about it.
+/// One call in progress: the decision of the watcher about it, if there is one.
 class SystemCallGate {
 public:
     explicit SystemCallGate(const Call call, const size_t request = 0)
@@ -105,14 +105,14 @@ public:
         }
     }
 
-    /// Tells whether the call shall fail, and has then set `errno`.
+    /// Returns whether the call must fail; sets `errno` in that case.
     bool isClosed() const {
         if (m_errorCode != 0)
             errno = m_errorCode;
         return m_errorCode != 0;
     }
 
-    /// Does what shall happen to the old mapping when a mapping over it fails.
+    /// Performs the action for the old mapping when a mapping over it fails.
     void failRemapping(void* const begin, const size_t size) const {
         if (m_errorCode != 0 && m_watcher->m_action)
             m_watcher->m_action(begin, size);
@@ -145,8 +145,7 @@ void SystemCallFaults::failAfter(const size_t allowedCalls, const int errorCode,
     m_endOfFailures.store(duration == Duration::ONCE ? firstFailure + 1 : NEVER, std::memory_order_relaxed);
 }
 
-// The linker's option --wrap=X gives X the name __real_X and leads every call of X to __wrap_X.
-// NOLINTBEGIN(bugprone-reserved-identifier, readability-identifier-naming, readability-non-const-parameter)
+// The linker's option --wrap=X renames X to __real_X and redirects every call of X to __wrap_X.
 extern "C" {
 
 void* __real_mmap(void* begin, size_t size, int protection, int flags, int fileDescriptor, off_t offset);

@@ -8,13 +8,14 @@
 #include <limits>
 #include <utility>
 
-/// Watches the calls of one system call while it lives, and makes them fail or fall short as it is told.
+/// Watches the calls of one system call while it exists, and makes them fail or transfer less on request.
 ///
-/// Every call from the engine, the tool and the tests passes here: the linker leads it to a stand-in. Those of shared
-/// libraries do not. A failing call does nothing, except that a failing close still closes, as Linux does.
+/// Every call from the engine, the tool and the tests passes through here: the linker redirects it to a replacement.
+/// Calls from shared libraries do not. A failing call does nothing, except that a failing close still closes, as in
+/// Linux.
 ///
-/// Threads  Calls of all threads count together. Made, told and destroyed while no other thread calls.
-/// Limits   At most one for each call at a time.
+/// Threads  Calls of all threads count together. Made, configured and destroyed while no other thread makes such calls.
+/// Limits   At most one for each system call at a time.
 class SystemCallFaults : private Unmovable {
 public:
     enum class Call : size_t {
@@ -51,11 +52,11 @@ public:
 
     enum class Duration { ONCE, FOR_GOOD };
 
-    /// Counts, and lets every call pass.
+    /// Counts calls, and lets all of them pass.
     explicit SystemCallFaults(Call call);
     ~SystemCallFaults();
 
-    /// Lets `allowedCalls` more calls pass; the next one, or all further ones, report `errorCode`.
+    /// Lets `allowedCalls` more calls pass; the next one, or all later ones, report `errorCode`.
     void failAfter(size_t allowedCalls, int errorCode, Duration duration);
 
     /// Calls `action` with the range of each mapping over an old one (MAP_FIXED) that is made to fail, before it
@@ -63,15 +64,16 @@ public:
     /// addresses.
     void onFailedRemapping(std::function<void(void* begin, size_t size)> action) { m_action = std::move(action); }
 
-    /// Makes reads and writes transfer at most `maximumBytes` a call.
+    /// Makes reads and writes transfer at most `maximumBytes` per call.
     void shortenTo(const size_t maximumBytes) { m_maximumBytes.store(maximumBytes, std::memory_order_relaxed); }
 
-    /// Calls since the construction, failed ones included.
+    /// Returns the number of calls since construction, including failed ones.
     size_t getNumberOfCalls() const { return m_numberOfCalls.load(std::memory_order_relaxed); }
 
     size_t getNumberOfFailures() const { return m_numberOfFailures.load(std::memory_order_relaxed); }
 
-    /// The largest number of bytes that a read, write, mmap, mprotect or munmap asked for, and the latest.
+    /// Returns the largest number of bytes that a read, write, mmap, mprotect or munmap has requested, and the latest
+    /// one.
     size_t getLargestRequest() const { return m_largestRequest.load(std::memory_order_relaxed); }
     size_t getLatestRequest() const { return m_latestRequest.load(std::memory_order_relaxed); }
 

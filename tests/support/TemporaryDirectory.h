@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-/// A directory of its own for a test, removed with all that is in it.
+/// A directory for one test, which is removed with all its contents.
 class TemporaryDirectory : private Unmovable {
 public:
     TemporaryDirectory() : m_path((std::filesystem::temp_directory_path() / "melnar-test-XXXXXX").string()) {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-/// The seeds of a test that is driven by chance: MELNAR_SEED of the environment, to replay a run or to try another one,
-/// or else 1 to `defaultCount`, so that every ordinary run is the same.
+/// Returns the seeds of a randomised test: MELNAR_SEED of the environment, to repeat a run or to try another one, or 1
+/// to `defaultCount`, so that every normal run is the same.
 inline std::vector<uint32_t> getTestSeeds(const uint32_t defaultCount) {
     const char* const text = std::getenv("MELNAR_SEED");
     if (text != nullptr)
@@ -17,7 +17,7 @@ inline std::vector<uint32_t> getTestSeeds(const uint32_t defaultCount) {
     return seeds;
 }
 
-/// What a failing test says, so that it can be run again.
+/// Returns the message of a failing test, with which it can be repeated.
 inline std::string describeSeed(const uint32_t seed) {
     return "replay with MELNAR_SEED=" + std::to_string(seed);
 }

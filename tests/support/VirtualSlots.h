@@ -4,11 +4,12 @@
 #include <cstring>
 #include <stdexcept>
 
-/// The slot of a virtual operation in its class's table of virtual operations, counted from 0. A virtual destructor
-/// takes two slots: it and the one that also deletes. Overloads are told apart by a cast to the wanted type.
+/// Returns the slot of a virtual function in the virtual table of its class, counted from 0. A virtual destructor takes
+/// two slots: one for itself, and one for the version that also deletes. Cast an overloaded function to the wanted
+/// type.
 ///
-/// The C++ ABI in use here, Itanium's, stores a slot in a pointer to a virtual member: its offset in the table in the
-/// first of two words. What marks the member as virtual is a 1 added to that word or, on ARM, to the second.
+/// The C++ ABI in use, that of Itanium, stores in a pointer to a virtual member function its offset in the table, in
+/// the first of two words. To mark the member as virtual, 1 is added to that word or, on ARM, to the second one.
 template<class PointerToMember>
 size_t getVirtualSlot(const PointerToMember pointerToMember) {
     ptrdiff_t words[2];

@@ -13,14 +13,14 @@
 #include <utility>
 #include <vector>
 
-/// Words of small and of capital letters, as two datatypes of one object: the smallest datatype that does all that a
-/// dictionary asks of one, for tests of what must know datatypes by their contract alone.
+/// Words of lower-case and of upper-case letters, as two datatypes of one object: the smallest datatype that does
+/// everything that a dictionary requires. For tests of code that must know datatypes only by their contract.
 ///
-/// It is as unlike the strings as it may be: no hash table, but a map under a mutex; no operations for batches; chunks
-/// of another format: 4 bytes for the length of the word, the word, a zero byte; auxiliary data: the length. A stream:
-/// "WordDatatype", the number of words, their IDs in ascending order.
+/// It differs from the strings as much as possible: no hash table, but a map under a mutex; no batch operations; chunks
+/// with another format: 4 bytes for the length of the word, the word, a zero byte; auxiliary data: the length. A
+/// stream: "WordDatatype", the number of words, their IDs in ascending order.
 ///
-/// Threads  As DictionaryDatatype says.
+/// Threads  As in DictionaryDatatype.
 class WordDatatype final : public DictionaryDatatype {
 public:
     WordDatatype(uint8_t smallID, uint8_t capitalID, std::atomic<uint64_t>& nextResourceID,
@@ -51,7 +51,7 @@ public:
     void load(InputStream& inputStream) override;
     std::unique_ptr<ComponentInfo> getComponentInfo() const override;
 
-    /// One child, with the number of words and the length of the longest.
+    /// Adds one child, with the number of words and the length of the longest.
     void addDetailedComponentInfo(ComponentInfo& dictionary) const override;
     size_t getChunkSize(uint64_t resourceID) const noexcept override;
     void loadUntrusted(UntrustedInputStream& inputStream) override;

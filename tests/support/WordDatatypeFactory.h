@@ -2,8 +2,9 @@
 
 #include "Engine/core/data-store/dictionary/DictionaryDatatypeFactory.h"
 
-/// The factory of words of small letters and of capital letters; see WordDatatype. Every dictionary that is made or
-/// opened while it lives has their datatypes, too: so a test keeps it for itself, and for longer than its dictionaries.
+/// The factory of words of lower-case and of upper-case letters; see WordDatatype. Every dictionary that is made or
+/// opened while it exists has their datatypes, too. So a test makes its own factory, which must outlive its
+/// dictionaries.
 class WordDatatypeFactory final : public DictionaryDatatypeFactory {
 public:
     static constexpr const char* SMALL_NAME = "http://example.com/smallWord";
@@ -25,7 +26,7 @@ public:
     void appendLexicalForm(uint8_t datatypeID, const uint8_t* data, size_t dataSize, const uint8_t* auxiliaryData,
                            size_t auxiliaryDataSize, std::string& output) const override;
 
-    /// "word"^^<name>, and the length of the word as a comment when there are auxiliary data.
+    /// Appends "word"^^<name>, and the length of the word as a comment if there are auxiliary data.
     void appendTurtleLiteral(uint8_t datatypeID, const uint8_t* data, size_t dataSize, const uint8_t* auxiliaryData,
                              size_t auxiliaryDataSize, const Prefixes& prefixes, std::string& output) const override;
     void printLexicalForm(uint8_t datatypeID, const uint8_t* data, size_t dataSize, const uint8_t* auxiliaryData,

@@ -16,7 +16,7 @@ namespace {
 
 constexpr melnar_options OPTIONS = {size_t(64) << 20, 100000};
 
-/// Has each allocation of an operation fail once. Expects MELNAR_MEMORY each time, and MELNAR_OK in the end.
+/// Makes each allocation of an operation fail once. Expects MELNAR_MEMORY each time, and MELNAR_OK at the end.
 void failEachAllocation(const std::function<melnar_code(melnar_error&)>& operation) {
     size_t failures = 0;
     for (size_t allowed = 0;; ++allowed) {

@@ -1,4 +1,4 @@
-/* Calls every function of melnar.h from C11, as a program would that knows no C++. Exits with 1 at the first claim that
+/* Calls every function of melnar.h from C11, like a program that knows no C++. Exits with 1 at the first claim that
  * does not hold. */
 #include "melnar.h"
 
@@ -63,7 +63,7 @@ static void test_columns(void) {
     REQUIRE(ids[0] == 1 && ids[1] == 2 && ids[2] == 3 && ids[3] == 1);
     REQUIRE(size_of(dictionary) == 3);
 
-    /* Texts with lengths may hold zero bytes, and an empty one may be a null pointer. */
+    /* Texts with lengths may contain zero bytes, and an empty one may be a null pointer. */
     const char* const with_lengths[] = {"a\0b", NULL, "Germany!"};
     const size_t lengths[] = {3, 0, 7};
     REQUIRE(melnar_encode(dictionary, with_lengths, lengths, 3, "", ids, NULL) == MELNAR_OK);
@@ -75,7 +75,7 @@ static void test_columns(void) {
     REQUIRE(melnar_encode(dictionary, german, NULL, 1, NULL, ids, &error) == MELNAR_OK);
     REQUIRE(ids[0] == 6);
 
-    /* The same as Arrow has it, also where a column begins within the bytes. */
+    /* The same in Arrow's layout, also for a column that starts within the bytes. */
     const int32_t offsets32[] = {2, 9, 9, 15};
     REQUIRE(melnar_encode_arrow32(dictionary, "xxGermanyFrance", offsets32, 3, NULL, ids, &error) == MELNAR_OK);
     REQUIRE(ids[0] == 1 && ids[1] == 3 && ids[2] == 2);
@@ -120,7 +120,7 @@ static void test_columns(void) {
     melnar_close(dictionary);
 }
 
-/* More entries than are answered together, of very different lengths. */
+/* More entries than are processed together, of very different lengths. */
 static void test_long_columns(void) {
     enum { COUNT = 5000 };
     melnar_dictionary* const dictionary = make();
@@ -375,7 +375,7 @@ static void test_misuse(void) {
     REQUIRE(melnar_lookup_term(dictionary, all, &term, NULL, &error) == MELNAR_MISUSE);
     REQUIRE(melnar_get(NULL, 1, &term, &error) == MELNAR_MISUSE);
 
-    /* A tag with '@' would make a part of itself a part of the text. */
+    /* If a tag could contain '@', a part of it would become a part of the text. */
     const char* const tags[] = {"de@en", "1", "-", "d e", "de-"};
     for (size_t tag = 0; tag < sizeof(tags) / sizeof(tags[0]); ++tag) {
         ids[0] = 9;

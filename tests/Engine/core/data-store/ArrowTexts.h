@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-/// Buffers of Arrow's that hold texts, some of which may be nulls, as a slice of a longer column: other strings and
-/// bits of validity lie before it and after it.
+/// Buffers in Arrow's layout with texts, some of which may be nulls, as a slice of a longer column: there are other
+/// strings and validity bits before and after the slice.
 template<ArrowOffset Offset>
 class ArrowTexts {
 public:

@@ -11,7 +11,7 @@ using Value = ChecksumChain::Value;
 TEST(ChecksumChainTest, isTheHashThatFilesAreDescribedWith) {
     ChecksumChain chain;
     EXPECT_EQ(Value{}, chain.getValue());
-    chain.add(0); // XXH3 with 128 bits over 24 zero bytes, as the hash's own program gives it
+    chain.add(0); // 128-bit XXH3 over 24 zero bytes, according to the xxHash program
     EXPECT_EQ((Value{0x743DF94EE4C78A2A, 0x10E45C7CE2292320}), chain.getValue());
 }
 

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-/// What is said of a column of terms, whether it was asked for together or one by one.
+/// The results for a column of terms, whether it was processed as a column or term by term.
 struct ColumnAnswers {
     bool operator==(const ColumnAnswers&) const = default;
 
@@ -23,7 +23,7 @@ struct ColumnAnswers {
     std::vector<std::string> m_exceptions;
 };
 
-/// What `answer(term)` says of each.
+/// Collects the results of `answer(term)` for each term.
 template<class Answer>
 ColumnAnswers answerOneByOne(const std::vector<Term>& terms, const Answer& answer) {
     ColumnAnswers answers;
@@ -38,7 +38,7 @@ ColumnAnswers answerOneByOne(const std::vector<Term>& terms, const Answer& answe
     return answers;
 }
 
-/// What `answer(resourceIDs, failures)` says of all, beside failures that were there before.
+/// Collects the results of `answer(resourceIDs, failures)` for all terms, except failures that existed before.
 template<class Answer>
 ColumnAnswers answerTogether(const std::vector<Term>& terms, const Answer& answer) {
     ColumnAnswers answers{std::vector<uint64_t>(terms.size(), STALE_RESOURCE_ID), {}, {}};

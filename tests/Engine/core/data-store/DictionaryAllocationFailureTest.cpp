@@ -16,8 +16,8 @@ using namespace melnar;
 
 namespace {
 
-/// Calls `operation` with the first, the second, ... allocation failing, and `check` with whether it threw after each.
-/// Returns how many times it threw.
+/// Calls `operation` with the first, the second, ... allocation failing, and `check(hasThrown)` after each call.
+/// Returns how often it threw.
 template<class Operation, class Check>
 size_t failEachAllocation(const Operation& operation, const Check& check) {
     size_t thrown = 0;
@@ -82,7 +82,7 @@ TEST_P(DictionaryAllocationFailureTest, compactingChangesAllOrNothing) {
     EXPECT_EQ(1501u, m_dictionary.getCommitPoint().m_resourceID);
     EXPECT_NO_THROW(m_dictionary.verify());
     for (uint64_t resourceID = 1; resourceID <= 1500; ++resourceID) {
-        const size_t number = 2 * resourceID - 1; // whose ID was one more
+        const size_t number = 2 * resourceID - 1; // its ID was larger by one
         const auto [datatypeID, lexicalForm] = GetParam().makeLiteral(number);
         EXPECT_EQ(resourceID, m_dictionary.tryResolveResource(m_dictionary.getCommitPoint(), lexicalForm, datatypeID));
     }

@@ -22,7 +22,8 @@ Kinds getKinds(const std::vector<BatchFailure>& failures) {
     return kinds;
 }
 
-/// The words' datatype answers batches by the operations on single literals, that of the strings by its own.
+/// The datatype of words processes batches with its operations on single literals, that of strings with its own batch
+/// operations.
 class DictionaryBatchFailureKindTest : public TwoDatatypesFixture {
 protected:
     std::vector<BatchFailure> resolve(Dictionary& dictionary, std::vector<BatchEntry> entries) const {

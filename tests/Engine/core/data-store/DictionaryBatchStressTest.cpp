@@ -29,7 +29,7 @@ std::string makePrefix(const uint64_t round) {
     return "http://example.org/round/" + std::to_string(round) + '/';
 }
 
-/// With IRIs and typed literals among them if wanted, for batches that several datatype objects serve.
+/// Makes literals, with IRIs and typed literals among them on request, for batches that several datatype objects serve.
 OwnedLiterals makeLiterals(const uint64_t round, const bool hasTerms) {
     constexpr std::array<uint8_t, 4> DATATYPE_IDS{D_XSD_STRING, D_RDF_PLAIN_LITERAL, D_IRI, D_TYPED_LITERAL};
     OwnedLiterals literals;
@@ -49,7 +49,7 @@ size_t getNumberOfBuckets(const Dictionary& dictionary) {
                                                                   std::nullopt);
 }
 
-/// One thread resolves all literals, in batches of random sizes and an order of its own.
+/// Resolves all literals in one thread, in batches of random sizes and in its own order.
 void resolveAll(Dictionary& dictionary, const OwnedLiterals& literals, const unsigned seed,
                 std::vector<uint64_t>& resourceIDs) {
     DictionaryThread thread(dictionary);
@@ -68,8 +68,7 @@ void resolveAll(Dictionary& dictionary, const OwnedLiterals& literals, const uns
         resourceIDs[(place + shift) % entries.size()] = entries[place].m_resourceID;
 }
 
-/// Reads IDs at the end of those that are given out: each is a whole literal of this round, or nothing yet. Returns how
-/// many were read.
+/// Reads the latest IDs: each has a complete literal of this round, or none yet. Returns how many were read.
 size_t readNewest(const Dictionary& dictionary, const uint64_t commitPoint, const uint64_t round,
                   std::minstd_rand& random) {
     std::vector<BatchEntry> entries(LARGEST_BATCH);
@@ -94,7 +93,7 @@ size_t readNewest(const Dictionary& dictionary, const uint64_t commitPoint, cons
     return numberOfRead;
 }
 
-/// Rounds of: all threads resolve the same new literals in batches while others look up and read in batches; then,
+/// In each round, all threads resolve the same new literals in batches, while others look up and read in batches. Then,
 /// alone, every second round is committed and the others are rolled back.
 void resolveLookUpCommitAndRollBack(const uint64_t maximumNumberOfResources, const size_t numberOfThreads,
                                     const bool hasTerms) {
@@ -113,7 +112,7 @@ void resolveLookUpCommitAndRollBack(const uint64_t maximumNumberOfResources, con
         std::vector<std::vector<uint64_t>> ids(numberOfThreads, std::vector<uint64_t>(LITERALS));
         std::vector<std::thread> threads;
         std::atomic<size_t> resolvingThreads(numberOfThreads);
-        std::atomic<bool> wasRead(false); // A round does not end before, however late the reader comes to run.
+        std::atomic<bool> wasRead(false); // a round does not end before, however late the reader starts
         for (size_t threadIndex = 0; threadIndex < numberOfThreads; ++threadIndex)
             threads.emplace_back([&, threadIndex] {
                 resolveAll(dictionary, literals, static_cast<unsigned>(1 + threadIndex + round), ids[threadIndex]);
@@ -121,7 +120,7 @@ void resolveLookUpCommitAndRollBack(const uint64_t maximumNumberOfResources, con
                     std::this_thread::yield();
                 --resolvingThreads;
             });
-        do { // A reader that is not registered shares slot 0 with one of the writers.
+        do { // an unregistered reader shares slot 0 with one of the writers
             std::vector<BatchFailure> failures;
             std::vector<BatchEntry> entries = makeBatch(literals);
             dictionary.tryResolveResources(commitPoint, entries, failures);

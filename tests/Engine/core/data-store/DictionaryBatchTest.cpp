@@ -28,7 +28,7 @@ namespace {
 
 constexpr size_t GROUP = PreparedEntries::CAPACITY;
 
-/// A dictionary and a thread that works with it.
+/// A dictionary and a thread that uses it.
 struct OpenDictionary {
     explicit OpenDictionary(std::unique_ptr<Dictionary> dictionary)
         : m_dictionary(std::move(dictionary)), m_thread(std::make_unique<DictionaryThread>(*m_dictionary)) {}
@@ -68,7 +68,7 @@ struct OpenDictionary {
     std::unique_ptr<DictionaryThread> m_thread;
 };
 
-/// Any literal, refused ones and those of unknown datatypes included, as a function of its number.
+/// Makes any literal, including refused ones and those of unknown datatypes, as a function of its number.
 OwnedLiteral makeLiteral(const uint32_t number) {
     const std::string text = std::to_string(number) + std::string(number % 13 == 0 ? 200 : number % 4, 'x');
     switch (number % 120) {
@@ -115,7 +115,7 @@ protected:
             DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()}));
     }
 
-    /// What getResources says of some IDs is what getResource says of each.
+    /// Expects that getResources returns for some IDs what getResource returns for each.
     static void expectRead(const Dictionary& dictionary, const std::vector<uint64_t>& resourceIDs) {
         std::vector<BatchEntry> entries;
         for (const uint64_t resourceID : resourceIDs)
@@ -315,7 +315,7 @@ INSTANTIATE_TEST_SUITE_P(BucketWidths, DictionaryBatchTest,
                              return parameterInfo.index == 0 ? "narrow" : "wide";
                          });
 
-/// Literals of changing length and datatype, with IRIs and typed literals among them if wanted; none is refused.
+/// Makes literals of varying length and datatype, with IRIs and typed literals among them on request; none is refused.
 OwnedLiterals makeLiterals(const size_t count, const bool hasTerms) {
     constexpr std::array<uint8_t, 4> DATATYPE_IDS{D_XSD_STRING, D_RDF_PLAIN_LITERAL, D_IRI, D_TYPED_LITERAL};
     OwnedLiterals literals;
@@ -347,7 +347,7 @@ TEST_P(DictionaryBatchFailureTest, theResourcesBeyondTheMaximumAreRefusedAndTheR
     }
 }
 
-/// The limits step through every growth of every part, as each changes the memory in use by at least a page.
+/// The limits cover every growth of every part, since each changes the memory in use by at least a page.
 TEST_P(DictionaryBatchFailureTest, everyMemoryLimitIsRefusedCleanly) {
     const OwnedLiterals literals = makeLiterals(1500, GetParam()); // more than the first tables hold
     for (const uint64_t maximumNumberOfResources : {NARROW, WIDE}) {

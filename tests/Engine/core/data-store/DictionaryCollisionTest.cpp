@@ -56,7 +56,7 @@ TEST(DictionaryCollisionTest, theLimitIsThatOfTheOptions) {
     EXPECT_EQ(102u, dictionary.resolveResource(thread, "ordinary", D_XSD_STRING));
 }
 
-/// Options are not saved: a dictionary that is read has a limit of its own, and what it holds already stays.
+/// Options are not saved: a dictionary that is read has its own limit, and its contents stay.
 TEST(DictionaryCollisionSlowTest, aDictionaryThatIsReadKeepsItsStringsWhateverTheLimit) {
     const OwnedLiterals literals = makeColliding();
     const OwnedLiterals half(literals.begin(), literals.begin() + 2000);

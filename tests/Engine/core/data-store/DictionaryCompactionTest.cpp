@@ -26,7 +26,7 @@ Resources getResources(const Dictionary& dictionary) {
     return resources;
 }
 
-/// What the compaction of `before` gives, by its definition.
+/// Returns the result of compacting `before`, by definition.
 Resources getCompacted(const Resources& before, const Dictionary::SurvivesCompaction& survives,
                        std::vector<uint64_t>& newResourceIDs) {
     Resources compacted;
@@ -54,7 +54,7 @@ protected:
             GetParam().resolve(dictionary, thread, number);
     }
 
-    /// Compacts and checks everything that is said of a compaction.
+    /// Compacts, and checks everything that a compaction promises.
     void compactAndCheck(const Dictionary::SurvivesCompaction& survives) {
         const Resources before = getResources(m_dictionary);
         std::vector<uint64_t> expectedIDs(m_dictionary.getNextResourceID(), 0);
@@ -77,7 +77,7 @@ protected:
         checkLayout(expected);
     }
 
-    /// Every chunk begins where the one of the ID before ends.
+    /// Expects that every chunk starts where that of the previous ID ends.
     void checkLayout(const Resources& resources) {
         const ForgedDictionaryFile file(m_dictionary);
         uint64_t offset = 0;
@@ -120,7 +120,7 @@ TEST_P(DictionaryCompactionTest, withdrawnResourcesLeaveNoGap) {
     m_dictionary.rollback();
     resolveAll(m_dictionary, thread, 1800, 2500);
     m_dictionary.commit();
-    resolveAll(m_dictionary, thread, 2400, 2600); // not committed, and some known before
+    resolveAll(m_dictionary, thread, 2400, 2600); // not committed, and some already known
     EXPECT_GT(m_dictionary.getUnusedDataPoolBytes(), 1000u);
     compactAndCheck(nullptr);
     EXPECT_EQ(500u + 800 + 1, m_dictionary.getNextResourceID());
@@ -166,7 +166,7 @@ TEST_P(DictionaryCompactionTest, memoryIsGivenBack) {
     m_dictionary.compact([](const uint64_t resourceID, const ResourceValue&) { return resourceID <= 10; });
     EXPECT_EQ(0u, m_dictionary.getUnusedDataPoolBytes());
     // Ten offsets, ten datatype bytes and their texts: a page each, or two for the texts. For each family a table with
-    // its fingerprints, and texts, records and index of those that are shared.
+    // its fingerprints, and texts, records and index of the shared texts.
     const size_t pages = 8 + (GetParam().m_hasTerms ? 5 * 6 : 0);
     EXPECT_LE(m_dictionary.getMemoryInUse(), emptyBytes + pages * 4096);
 }
@@ -192,7 +192,7 @@ TEST_P(DictionaryCompactionTest, registeredThreadsGoOnAfterwards) {
         resolveAll(m_dictionary, first, round * 1000, round * 1000 + 600);
         resolveAll(m_dictionary, second, round * 1000 + 400, round * 1000 + 1000);
         compactAndCheck([round](const uint64_t resourceID, const ResourceValue&) { return resourceID % 5 != round; });
-        // Neither thread writes into what is not its own any more.
+        // Neither thread writes to memory that is no longer its own.
         const Resources before = getResources(m_dictionary);
         m_dictionary.resolveResource(first, "of the first, round " + std::to_string(round), D_XSD_STRING);
         m_dictionary.resolveResource(second, "of the second, round " + std::to_string(round), D_XSD_STRING);
@@ -234,7 +234,7 @@ TEST_P(DictionaryCompactionTest, aCompactedDictionaryIsSavedAndOpened) {
 TEST_P(DictionaryCompactionTest, aSecondCompactionChangesNothingButTheGeneration) {
     DictionaryThread thread(m_dictionary);
     resolveAll(m_dictionary, thread, 0, 3000);
-    // As many survive as keep every table as large as it was: one that shrinks has its entries moved, not inserted anew.
+    // So many survive that every table keeps its size: in one that shrinks, entries are moved, not reinserted.
     m_dictionary.compact([](const uint64_t resourceID, const ResourceValue&) { return resourceID % 10 != 1; });
     ForgedDictionaryFile once(m_dictionary);
     m_dictionary.compact();
@@ -242,7 +242,7 @@ TEST_P(DictionaryCompactionTest, aSecondCompactionChangesNothingButTheGeneration
     EXPECT_TRUE(once.getBytes() == writeToMemory(m_dictionary));
 }
 
-/// Everything of a dictionary that a failed compaction must leave.
+/// The state of a dictionary that a failed compaction must not change.
 struct Snapshot {
     explicit Snapshot(const Dictionary& dictionary)
         : m_bytes(writeToMemory(dictionary)), m_memoryInUse(dictionary.getMemoryInUse()) {}
@@ -272,7 +272,7 @@ TEST_P(DictionaryCompactionTest, aPredicateThatThrowsLeavesEverythingAsItWas) {
     EXPECT_NO_THROW(m_dictionary.verify());
 }
 
-/// The limits step page by page through all that a compaction needs.
+/// The limits cover all memory that a compaction needs, page by page.
 TEST_P(DictionaryCompactionTest, memoryThatRunsOutAtAnyPageLeavesEverythingAsItWas) {
     std::string bytes;
     {

@@ -9,13 +9,14 @@
 #include <string>
 #include <utility>
 
-/// What tests fill dictionaries with that hold for both bucket widths, and for strings alone as for terms of all
-/// families.
+/// The contents of dictionaries for tests that apply to both bucket widths, and to strings alone as well as to terms of
+/// all families.
 struct DictionaryContents {
     uint64_t m_maximumNumberOfResources;
     bool m_hasTerms;
 
-    /// Datatype ID and lexical form as functions of a number, of changing length and datatype; all are different.
+    /// Returns datatype ID and lexical form as functions of a number, of varying length and datatype; all are
+    /// different.
     std::pair<uint8_t, std::string> makeLiteral(const size_t number) const {
         const std::string text = std::to_string(number) + std::string(number % 997 == 0 ? 20000 : number % 150, 'x');
         switch (m_hasTerms ? number % 7 : number % 3) {

@@ -15,13 +15,13 @@ using Forged = ForgedDictionaryFile;
 
 class DictionaryDatatypesDamageTest : public TwoDatatypesFixture {
 protected:
-    /// The section of the words in a file, and that of the strings.
+    /// Returns the section of the words in a file, and that of the strings.
     size_t getWordSection() const { return m_small < D_XSD_STRING ? Forged::STRINGS : Forged::STRINGS + 1; }
     size_t getStringSection() const { return m_small < D_XSD_STRING ? Forged::STRINGS + 1 : Forged::STRINGS; }
 };
 
 TEST_P(DictionaryDatatypesDamageTest, damageOfEitherObjectsSectionIsReportedWithItsPlace) {
-    resolveNew(0, 20); // IDs 2, 6, 10, 14, 18 are small words, 4, 8, ... capital ones
+    resolveNew(0, 20); // IDs 2, 6, 10, 14, 18 are lower-case words, 4, 8, ... upper-case ones
     const Forged sound(*m_dictionary);
     ASSERT_EQ(size_t(Forged::NUMBER_OF_SECTIONS) + 1, sound.m_sections.size());
     const size_t words = getWordSection();

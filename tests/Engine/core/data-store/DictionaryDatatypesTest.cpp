@@ -130,7 +130,7 @@ TEST_P(DictionaryDatatypesTest, batchesOfMixedRunsAreAnsweredAsOneAfterTheOther)
 TEST_P(DictionaryDatatypesTest, batchesOfIDsAreReadWhateverDatatypesTheyMix) {
     const Resources resources = resolveNew(0, 300);
     std::vector<BatchEntry> entries;
-    for (uint64_t resourceID = 302; resourceID-- != 0;) // from one that is none to one that is none
+    for (uint64_t resourceID = 302; resourceID-- != 0;) // from an invalid ID to an invalid ID
         entries.push_back({"to be replaced", resourceID, 99});
     m_dictionary->getResources(entries);
     for (const BatchEntry& entry : entries) {

@@ -15,7 +15,7 @@
 
 namespace {
 
-/// The kind of the failure that an operation ends with.
+/// Returns the kind of the failure with which an operation ends.
 template<class Operation>
 FailureKind getKindOfFailure(const Operation& operation) {
     try {

@@ -20,7 +20,7 @@ constexpr size_t MEMORY_LIMIT = size_t(64) << 20;
 constexpr uint64_t WIDE = uint64_t(1) << 33;
 constexpr uint64_t NARROW = 1000000;
 
-/// A literal that is a function of its number, of changing length and datatype.
+/// A literal as a function of its number, of varying length and datatype.
 struct Literal {
     explicit Literal(const uint64_t number)
         : m_lexicalForm("literal " + std::to_string(number) + std::string(number % 50, 'x') +
@@ -140,8 +140,8 @@ TEST(DictionaryFailureTest, exactlyTheMaximumIsCreatedByManyThreads) {
     EXPECT_EQ(MAXIMUM, dictionary.getNumberOfResources(D_XSD_STRING));
 }
 
-/// Whatever the limit is, the dictionary takes what fits, refuses the rest, and loses nothing. The limits step through
-/// every growth of every part, as each changes the memory in use by at least a page.
+/// For any limit, the dictionary takes what fits, refuses the rest, and loses nothing. The limits cover every growth of
+/// every part, since each changes the memory in use by at least a page.
 TEST(DictionaryFailureTest, everyMemoryLimitIsRefusedCleanly) {
     constexpr uint64_t LITERALS = 6000;
     for (const uint64_t maximumNumberOfResources : {NARROW, WIDE}) {

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Whether a file is refused; nothing but a MelnarException may come out.
+/// Returns whether a file is refused. Only a MelnarException may be thrown.
 bool isRefused(const std::string& bytes) {
     try {
         readFromMemory(bytes);
@@ -53,7 +53,7 @@ TEST(DictionaryFileDamageSlowTest, everyTruncationIsFound) {
     }
 }
 
-/// The checksums are right for the shorter or longer sections, so that the contents themselves must be checked.
+/// The checksums are correct for the shorter or longer sections, so the contents themselves must be checked.
 TEST(DictionaryFileDamageSlowTest, everyShortenedSectionIsFound) {
     const ForgedDictionaryFile file(*makeSampleDictionary(NARROW));
     for (size_t section = 0; section < ForgedDictionaryFile::NUMBER_OF_SECTIONS; ++section) {
@@ -68,7 +68,7 @@ TEST(DictionaryFileDamageSlowTest, everyShortenedSectionIsFound) {
     }
 }
 
-/// Every byte of a file of terms is changed, with right checksums: the file is refused, or does no harm.
+/// Every byte of a file of terms is changed, with correct checksums: the file is refused, or does no harm.
 TEST(DictionaryFileDamageSlowTest, everyByteOfAFileOfTermsMayLie) {
     const auto terms = std::make_unique<Dictionary>(
         DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
@@ -87,7 +87,7 @@ TEST(DictionaryFileDamageSlowTest, everyByteOfAFileOfTermsMayLie) {
     for (size_t section = 0; section < sound.m_sections.size(); ++section)
         for (size_t position = 0; position < sound.m_sections[section].size(); ++position)
             for (const uint8_t change : {uint8_t(0x01), uint8_t(0x80), uint8_t(0xFF)}) {
-                // The buckets are mostly empty, and each changed one is much like another.
+                // Most buckets are empty, and all changed ones are similar.
                 const auto byte = static_cast<uint8_t>(sound.m_sections[section][position]);
                 if (byte == 0 && change != 0x01 && position % 16 != 0)
                     continue;

@@ -22,7 +22,7 @@ constexpr std::array ERROR_CODES = {EIO, ENOSPC, ENOMEM, EINTR};
 
 class DictionaryFileFaultsTest : public testing::TestWithParam<DictionaryContents> {
 protected:
-    /// A dictionary file of several writes and reads.
+    /// Makes a dictionary whose file takes several writes and reads.
     static std::unique_ptr<Dictionary> makeDictionary(const size_t numberOfLiterals) {
         auto dictionary = std::make_unique<Dictionary>(DictionaryOptions{
             .m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam().m_maximumNumberOfResources});
@@ -34,14 +34,14 @@ protected:
     }
 };
 
-/// Runs `attempt` with each occurrence of a call failing in turn, once and for good and with each error code, until a
-/// run meets no failure. Returns how many calls failed in all.
+/// Runs `attempt` with each occurrence of a call failing in turn, once and permanently and with each error code, until
+/// a run has no failure. Returns how many calls failed altogether.
 size_t failEachOccurrence(const Call call, const std::function<void(SystemCallFaults&)>& attempt) {
     size_t failedCalls = 0;
     for (const int errorCode : ERROR_CODES)
         for (const Duration duration : {Duration::ONCE, Duration::FOR_GOOD}) {
             if (errorCode == EINTR && duration == Duration::FOR_GOOD)
-                continue; // An interrupted call is repeated; nothing interrupts for ever.
+                continue; // an interrupted call is repeated; nothing interrupts forever
             for (size_t occurrence = 0;; ++occurrence) {
                 SystemCallFaults faults(call);
                 faults.failAfter(occurrence, errorCode, duration);
@@ -69,7 +69,7 @@ TEST_P(DictionaryFileFaultsTest, everyCallOfSaveFailsAtEveryOccurrence) {
           Call::FSYNC, Call::CLOSE, Call::RENAME, Call::UNLINK, Call::REALPATH, Call::PREAD})
         for (const bool isShort : {false, true}) {
             if (isShort && call == Call::WRITE)
-                continue; // A call is watched once; short writes that fail have a test of their own.
+                continue; // a call is watched once; another test covers short writes that fail
             failedCalls += failEachOccurrence(call, [&](const SystemCallFaults& faults) {
                 directory.addFile("strings.dict", oldBytes);
                 bool isSaved = false;
@@ -89,7 +89,7 @@ TEST_P(DictionaryFileFaultsTest, everyCallOfSaveFailsAtEveryOccurrence) {
                     << "occurrence of " << static_cast<size_t>(call);
                 (bytes == newBytes ? newCame : oldStayed) += 1;
             });
-            // Whatever is left does not hinder the next save, which leaves nothing.
+            // Leftovers do not prevent the next save, which leaves nothing.
             ASSERT_NO_THROW(newDictionary->save(path));
             ASSERT_FALSE(std::filesystem::exists(path + ".saving"));
             ASSERT_NO_THROW(Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT})->verify());
@@ -125,7 +125,7 @@ TEST_P(DictionaryFileFaultsTest, aDiskThatFillsUpAfterAnyByteLeavesTheOldFileAnd
     EXPECT_GT(refused, 300u);
 }
 
-/// A failure of removing what a failed save wrote leaves a file that the next save takes over.
+/// If the file of a failed save cannot be removed, the next save takes it over.
 TEST_P(DictionaryFileFaultsTest, aFileThatCannotBeRemovedDoesNotHinder) {
     const std::unique_ptr<Dictionary> dictionary = makeDictionary(300);
     const TemporaryDirectory directory;

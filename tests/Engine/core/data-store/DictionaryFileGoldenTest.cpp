@@ -9,7 +9,7 @@
 
 namespace {
 
-/// A width, what is in the file, and the version that has written it.
+/// A bucket width, the contents of the file, and the version that has written it.
 struct GoldenFile {
     bool m_isNarrow;
     bool m_hasTerms;
@@ -24,7 +24,7 @@ struct GoldenFile {
         return m_hasTerms ? GoldenDictionary::getTerms() : GoldenDictionary::getStrings();
     }
 
-    /// The path of the file of a version with these contents.
+    /// Returns the path of the file of a version with these contents.
     std::string getPath(const int version) const {
         return std::string(MELNAR_GOLDEN_FOLDER "/dictionary-") + (m_hasTerms ? "terms-" : "") +
                (m_isNarrow ? "narrow" : "wide") + "-v" + std::to_string(version) + ".dict";
@@ -95,8 +95,8 @@ TEST_P(DictionaryFileGoldenTest, takesMoreLiterals) {
     EXPECT_NO_THROW(dictionary->verify());
 }
 
-/// The files of the present version are what the program beside them makes today. When this fails for a reason, a new
-/// format version is due.
+/// The program beside the files of the current version still makes the same files. If this fails for a good reason, a
+/// new format version is needed.
 TEST_P(DictionaryFileGoldenTest, thePresentProgramWritesThePresentFile) {
     const GoldenFile& file = GetParam();
     EXPECT_EQ(TemporaryDirectory::getContentsOf(file.getPath(PRESENT_VERSION)),

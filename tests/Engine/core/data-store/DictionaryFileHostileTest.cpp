@@ -16,14 +16,14 @@ namespace {
 
 using Forged = ForgedDictionaryFile;
 
-/// A lie that a file tells, and what is found.
+/// A forged change of a file, and the finding.
 struct Lie {
     std::function<void(Forged&)> m_tell;
     std::string m_section;
     std::string m_finding;
 };
 
-/// Tells each lie to a reader, with right checksums, in the sample dictionary of the given width.
+/// Reads the sample dictionary of the given width with each change, with correct checksums.
 void expectFound(const uint64_t maximumNumberOfResources, const std::vector<Lie>& lies) {
     const Forged sound(*makeSampleDictionary(maximumNumberOfResources));
     ASSERT_NO_THROW(readFromMemory(sound.getBytes())->verify());
@@ -49,7 +49,7 @@ std::function<void(Forged&)> setField(const size_t table, const size_t field, co
     return [=](Forged& file) { file.setField(table, field, value); };
 }
 
-/// Every lie is told in both bucket widths.
+/// Every change is made in both bucket widths.
 class DictionaryFileHostileTest : public testing::TestWithParam<uint64_t> {};
 
 TEST_P(DictionaryFileHostileTest, headersThatLieAreFound) {
@@ -183,7 +183,7 @@ TEST_P(DictionaryFileHostileTest, aPoolLargerThanAnyIsFoundWhateverTheMemoryLimi
 }
 
 TEST_P(DictionaryFileHostileTest, chunksThatAreSharedAreFoundWhenTheyAddUpToMoreThanThePool) {
-    // A pool of one chunk, as large as one resource and as small as two may have it.
+    // A pool with one chunk: the largest that one resource and the smallest that two may have.
     Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()});
     {
         DictionaryThread thread(dictionary);
@@ -204,7 +204,7 @@ TEST_P(DictionaryFileHostileTest, chunksThatAreSharedAreFoundWhenTheyAddUpToMore
 }
 
 TEST_P(DictionaryFileHostileTest, aLiteralInsideAnotherDoesNoHarmAndIsFoundByVerify) {
-    // The text of the first is a chunk, too: that of "q".
+    // The text of the first is also a chunk: that of "q".
     Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()});
     {
         DictionaryThread thread(dictionary);
@@ -258,7 +258,7 @@ TEST_P(DictionaryFileHostileTest, chunksThatLieAreFound) {
     using namespace std::string_literals;
     expectFound(GetParam(),
                 {{writeChunk("\x00"s + "def\0"s), "data pool", finding},        // stored size 0
-                 {writeChunk("\x0A"s + "def\0"s), "data pool", finding},        // one more than is there
+                 {writeChunk("\x0A"s + "def\0"s), "data pool", finding},        // one more than there is
                  {writeChunk("\xFE"s + "def\0"s), "data pool", finding},        // 127
                  {writeChunk("\x08"s + "defx"s), "data pool", finding},         // no terminator
                  {writeChunk("\x06"s + "def\0"s), "data pool", finding},        // terminator elsewhere
@@ -320,7 +320,8 @@ TEST_P(DictionaryFileHostileTest, tableSizesThatLieAreFound) {
 }
 
 TEST_P(DictionaryFileHostileTest, countersThatLieAreFound) {
-    // The first table holds 3 entries and a tombstone, the second one of each; both 100 reserved, the rest unspent.
+    // The first table has 3 entries and a tombstone, the second one of each; both have reserved 100, the rest is
+    // unspent.
     const Forged sound(*makeSampleDictionary(GetParam()));
     ASSERT_EQ(100u, sound.getField(0, Forged::USED_BUCKETS));
     ASSERT_EQ(1u, sound.getField(0, Forged::DELETED_BUCKETS));
@@ -447,7 +448,8 @@ TEST_P(DictionaryFileHostileTest, aFullDictionaryIsOpened) {
     EXPECT_NO_THROW(copy->verify());
 }
 
-/// What a reader believes because finding it takes a lookup for each resource.
+/// Returns the message of verify for a file with an error that open does not check, since the check takes a lookup for
+/// each resource.
 std::string getMessageOfVerify(const Forged& file) {
     const std::unique_ptr<Dictionary> dictionary = readFromMemory(file.getBytes());
     return catchException<MelnarException>([&] { dictionary->verify(); }).getMessage();
@@ -463,7 +465,7 @@ TEST_P(DictionaryFileHostileTest, verifyFindsAnEntryInTheWrongPlace) {
 
 TEST_P(DictionaryFileHostileTest, verifyFindsAStringThatIsThereTwice) {
     Forged file(*makeSampleDictionary(GetParam()));
-    // "def" becomes a second "abc", and stands where a lookup of the first one passes.
+    // "def" becomes a second "abc", in a bucket where a lookup of the first one passes.
     const uint64_t offset = file.get<uint64_t>(Forged::DATA_OFFSETS, 5 * 8);
     file.m_sections[Forged::DATA_POOL].replace(offset + 1, 3, "abc");
     file.setBucket(0, file.findBucket(0, 6), 0);
@@ -489,7 +491,7 @@ TEST_P(DictionaryFileHostileTest, verifyFindsAMalformedTag) {
 
 TEST_P(DictionaryFileHostileTest, verifyFindsAnIDThatStandsForAnother) {
     Forged file(*makeSampleDictionary(GetParam()));
-    // The buckets of "abc" and "def" change places: as many of each, and each in the table of its datatype.
+    // The buckets of "abc" and "def" are exchanged: the same number of each, and each in the table of its datatype.
     const size_t first = file.findBucket(0, 1);
     const size_t last = file.findBucket(0, 6);
     file.setBucket(0, first, 6);

@@ -10,8 +10,8 @@
 
 namespace {
 
-/// Writers that each open the dictionary, add a literal of their own and save it. Without a lock that covers all three,
-/// the one who saves last would undo the others' work, and IDs would be given to two literals.
+/// Each writer opens the dictionary, adds its own literal and saves it. Without a lock that covers all three steps, the
+/// last one to save would undo the others' work, and two literals would get the same ID.
 TEST(DictionaryFileLockConcurrentTest, literalsOfManyWritersAreAllKept) {
     constexpr size_t THREADS = 4;
     constexpr size_t ROUNDS = 10;

@@ -19,7 +19,7 @@ namespace {
 constexpr const char* FILE_NAME = "strings.dict";
 constexpr size_t RANDOM_STATES = 100;
 
-/// The folder after a power cut, as a process finds it then.
+/// Makes the folder as a process finds it after a power cut.
 void writeState(const TemporaryDirectory& directory, const RecordedDisk::State& state) {
     for (const auto& entry : std::filesystem::directory_iterator(directory.getPathOf("")))
         std::filesystem::remove(entry.path());
@@ -36,7 +36,7 @@ std::unique_ptr<Dictionary> makeNewDictionary(const DictionaryContents& contents
     return dictionary;
 }
 
-/// Saves a new dictionary over an old one and records the disk meanwhile. Small writes leave many moments for a cut.
+/// Saves a new dictionary over an old one and records the disk. Small writes allow many moments for a cut.
 class DictionaryFilePowerCutTest : public testing::TestWithParam<DictionaryContents> {
 protected:
     DictionaryFilePowerCutTest()
@@ -119,7 +119,7 @@ TEST_P(DictionaryFileAfterPowerCutTest, whatIsLeftOpensAndIsSavedOver) {
     EXPECT_GT(locksLeft, 10u);
 }
 
-/// The scaffolding itself: a save that did not flush its file would be caught.
+/// Tests the scaffolding itself: it would detect a save that did not flush its file.
 TEST_P(DictionaryFilePowerCutTest, aSaveWithoutFlushingWouldLeaveNeither) {
     save();
     m_disk.forgetFlushesOfFiles();

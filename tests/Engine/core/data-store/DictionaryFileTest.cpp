@@ -41,7 +41,7 @@ void expectEqual(const Dictionary& expected, const Dictionary& actual) {
     EXPECT_NO_THROW(actual.verify());
 }
 
-/// Literals of both datatypes and all lengths of size headers up to 4 bytes, enough of them for several resizes.
+/// Makes literals of both datatypes and all lengths of size headers up to 4 bytes, enough of them for several resizes.
 std::unique_ptr<Dictionary> makeLargeDictionary(const uint64_t maximumNumberOfResources) {
     auto dictionary = std::make_unique<Dictionary>(
         DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = maximumNumberOfResources});
@@ -134,14 +134,14 @@ INSTANTIATE_TEST_SUITE_P(BucketWidths, DictionaryFileTest, testing::Values(NARRO
                              return parameterInfo.index == 0 ? "narrow" : "wide";
                          });
 
-/// The number that a word is when it consists of two hexadecimal digits, or -1.
+/// Returns the number of a word of two hexadecimal digits, or -1.
 int getByte(const std::string& word) {
     return word.size() == 2 && word.find_first_not_of("0123456789ABCDEF") == std::string::npos
                ? std::stoi(word, nullptr, 16)
                : -1;
 }
 
-/// The bytes that the example of the format's description shows: what indented lines begin with.
+/// Returns the bytes in the example of the format's description: the start of its indented lines.
 std::string readExample() {
     const std::string text =
         TemporaryDirectory::getContentsOf(MELNAR_GOLDEN_FOLDER "/../../docs/formats/dictionary-file.md");
@@ -157,7 +157,7 @@ std::string readExample() {
     return bytes;
 }
 
-/// Bytes that the example shows of the file's end: the history, and what ends the file.
+/// How many bytes the example shows of the end of the file: the history, and the end marker.
 constexpr size_t EXAMPLE_END = 16 + 40 + 16;
 
 TEST(DictionaryFileExampleTest, isWrittenAsDescribed) {
@@ -191,7 +191,7 @@ TEST(DictionaryFileOpenTest, messagesNameTheFileOnDisk) {
               }).getMessage());
 }
 
-/// The limits step through every growth of every part.
+/// The limits cover every growth of every part.
 TEST(DictionaryFileOpenTest, everyMemoryLimitIsRefusedCleanly) {
     for (const uint64_t maximumNumberOfResources : {NARROW, WIDE}) {
         const std::string bytes = writeToMemory(*makeLargeDictionary(maximumNumberOfResources));

@@ -15,15 +15,15 @@
 #include <string>
 #include <vector>
 
-// What fits within a memory limit without fingerprints fits with them. More may fit with them: while they take memory,
-// regions grow in smaller steps, and leave more for the tables.
+// Everything that fits within a memory limit without fingerprints also fits with them. More may fit with them: while
+// they take memory, regions grow in smaller steps, and leave more for the tables.
 
 namespace {
 
 constexpr size_t LITERALS_BEFORE_COMPACTION = 8000;
 constexpr size_t LITERALS = 12000;
 
-/// What came of a series of operations.
+/// The results of a series of operations.
 struct Outcome {
     BatchAnswers m_answers{};             // all of them, one after the other
     std::vector<std::string> m_events{};  // compactions, and dictionaries that are read
@@ -45,7 +45,8 @@ void append(BatchAnswers& answers, const BatchAnswers& more) {
         answers.m_failures.emplace_back(begin + index, message);
 }
 
-/// Single and batch insertions that make the tables grow, a compaction, and a copy that is read within the same limit.
+/// Runs single and batch insertions that make the tables grow, a compaction, and a copy that is read within the same
+/// limit.
 Outcome run(const size_t memoryLimit, const bool keepsFingerprints) {
     const DictionaryOptions options{
         .m_memoryLimit = memoryLimit, .m_maximumNumberOfResources = NARROW, .m_keepFingerprints = keepsFingerprints};
@@ -89,8 +90,8 @@ Outcome run(const size_t memoryLimit, const bool keepsFingerprints) {
     return outcome;
 }
 
-/// The ID of every answer is at most one more than the largest before: new literals get theirs in the order of the
-/// answers, within a batch, too. Compactions and reading apart.
+/// Expects that every ID is at most one more than the largest before it: new literals get IDs in the order of the
+/// results, also within a batch, except for compactions and reading.
 void expectIDsInOrder(const BatchAnswers& answers) {
     uint64_t nextResourceID = 1;
     for (size_t index = 0; index < LITERALS_BEFORE_COMPACTION; ++index) {
@@ -112,7 +113,7 @@ void expectTheSameUpToTheFirstFailure(const Outcome& without, const Outcome& wit
             ASSERT_EQ(without.m_answers.m_resourceIDs[index], with.m_answers.m_resourceIDs[index]) << index;
     };
     expectTheSameIDs(0, LITERALS_BEFORE_COMPACTION);
-    // Once something fits only with fingerprints, the two go different ways.
+    // Once something fits only with fingerprints, the two diverge.
     if (numberOfSuccesses < LITERALS_BEFORE_COMPACTION)
         return;
     for (size_t index = 0; index < without.m_events.size(); ++index) {

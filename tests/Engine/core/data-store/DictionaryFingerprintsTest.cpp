@@ -19,14 +19,14 @@
 #include <string>
 #include <vector>
 
-// Two dictionaries, with fingerprints and without, that are led through the same steps.
+// Two dictionaries, with and without fingerprints, that perform the same steps.
 
 namespace {
 
 constexpr size_t STEPS = 60;
 constexpr uint32_t NUMBERS = 6000;
 
-/// One of the two.
+/// One of the two dictionaries.
 class Side {
 public:
     Side(const uint64_t maximumNumberOfResources, const bool keepsFingerprints)
@@ -126,7 +126,8 @@ public:
 private:
     uint32_t drawNumber() { return static_cast<uint32_t>(m_random()); }
 
-    /// Literals of both datatypes, some twice, some with an empty tag, some malformed, some of no datatype.
+    /// Draws literals of both datatypes, some twice, some with an empty tag, some malformed, some of an unknown
+    /// datatype.
     OwnedLiterals drawLiterals() {
         OwnedLiterals literals;
         for (size_t count = drawNumber() % 700; count != 0; --count) {

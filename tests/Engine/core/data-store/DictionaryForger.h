@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-/// A dictionary of a few hundred literals with tombstones.
+/// Makes a dictionary of a few hundred literals with tombstones.
 inline std::unique_ptr<Dictionary> makeMediumDictionary() {
     auto dictionary = std::make_unique<Dictionary>(
         DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
@@ -26,7 +26,7 @@ inline std::unique_ptr<Dictionary> makeMediumDictionary() {
     return dictionary;
 }
 
-/// Terms of all families, some of which share texts.
+/// Makes a dictionary with terms of all families, some of which share texts.
 inline std::unique_ptr<Dictionary> makeDictionaryOfTerms() {
     auto dictionary = std::make_unique<Dictionary>(
         DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
@@ -46,7 +46,7 @@ inline std::unique_ptr<Dictionary> makeDictionaryOfTerms() {
     return dictionary;
 }
 
-/// Changes files as someone would who knows the format, and computes right checksums.
+/// Changes files like an attacker who knows the format, and computes correct checksums.
 class DictionaryForger {
 public:
     using Forged = ForgedDictionaryFile;
@@ -63,7 +63,7 @@ public:
 private:
     size_t choose(const size_t end) { return m_random() % end; }
 
-    /// A number at which something might go wrong.
+    /// Chooses a number that might cause an error.
     uint64_t chooseNumber(const uint64_t present) {
         constexpr std::array<uint64_t, 12> NUMBERS = {0,    1,    2,          255,        512,        1024,
                                                       2048, 4096, 0x7FFFFFFF, 0xFFFFFFFF, 0xFFFFFFFE, ~uint64_t(0)};
@@ -94,7 +94,7 @@ private:
 
     uint64_t getNumberOfResources(const Forged& file) const { return file.m_sections[Forged::DATATYPE_BYTES].size(); }
 
-    /// Changes of tables need one whose fields are still where they belong.
+    /// Returns whether the fields of the tables are still where they belong, which changes of tables require.
     bool hasTables(const Forged& file) const {
         if (file.m_sections[Forged::HEADER].size() < 40 || (file.getBucketWidth() != 4 && file.getBucketWidth() != 8))
             return false;
@@ -110,7 +110,7 @@ private:
         return true;
     }
 
-    /// Sections of terms lie behind that of the strings, and the last one is the history.
+    /// Sections of terms come after that of the strings; the last one is the history.
     void changeTerms(Forged& file) {
         const auto chooseSection = [&] {
             return static_cast<Forged::Section>(Forged::STRINGS + 1 +
@@ -122,7 +122,7 @@ private:
         case 0:
             changeNumber(file, section, choose(200));
             break;
-        case 1: // The shared texts and their lengths.
+        case 1: // the shared texts and their lengths
             changeNumber(file, section, size - std::min<size_t>(choose(200) + 8, size));
             break;
         case 2:
@@ -175,7 +175,7 @@ private:
         case 6:
             changeByte(file, Forged::STRINGS);
             break;
-        case 7: // A literal twice.
+        case 7: // a literal twice
             if (const uint64_t resources = getNumberOfResources(file);
                 resources != 0 && file.m_sections[Forged::DATA_OFFSETS].size() >= resources * 8)
                 file.set<uint64_t>(Forged::DATA_OFFSETS, choose(resources) * 8,
@@ -204,12 +204,12 @@ private:
             file.set<uint32_t>(Forged::STRINGS, file.getTable(table) + Forged::QUOTAS + 4 * choose(256),
                                static_cast<uint32_t>(chooseNumber(100)));
             break;
-        case 10: // Any value in any bucket.
+        case 10: // any value in any bucket
             file.setBucket(table, choose(buckets),
                            choose(2) == 0 ? file.getBucketDeleted() - choose(3)
                                           : choose(getNumberOfResources(file) + 2));
             break;
-        case 11: { // Entries in the wrong place, but as many as before.
+        case 11: { // entries in wrong buckets, but the same number
             for (size_t count = choose(20) + 1; count != 0; --count) {
                 const size_t first = choose(buckets);
                 const size_t second = choose(buckets);
@@ -219,7 +219,7 @@ private:
             }
             break;
         }
-        case 12: { // An entry twice, another not at all: the counters agree.
+        case 12: { // an entry twice, another one not at all: the counters agree
             std::vector<size_t> live;
             for (size_t bucket = 0; bucket < buckets; ++bucket)
                 if (const uint64_t value = file.getBucket(table, bucket);
@@ -229,7 +229,7 @@ private:
                 file.setBucket(table, live[choose(live.size())], file.getBucket(table, live[choose(live.size())]));
             break;
         }
-        default: { // As many tombstones as the threshold allows, with counters that agree.
+        default: { // as many tombstones as the threshold allows, with consistent counters
             size_t free = file.getField(table, Forged::THRESHOLD);
             if (free >= buckets)
                 break;

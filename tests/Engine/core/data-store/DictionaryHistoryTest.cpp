@@ -102,7 +102,8 @@ TEST(DictionaryHistoryTest, copiesThatHaveGrownApartKnowWhatTheyHaveInCommon) {
     EXPECT_NE(grow(*first, {"same"}), grow(*second, {"same"})) << "the states before make the difference";
 }
 
-/// The same text in another part of the file, another order, another datatype, another largest number of resources.
+/// The differences: the same text in another part of the file, another order, another datatype, another largest number
+/// of resources.
 TEST(DictionaryHistoryTest, dictionariesThatDifferInAnythingDifferInIdentity) {
     std::vector<DictionaryIdentity> identities;
     for (const std::vector<std::string>& texts :
@@ -176,7 +177,7 @@ TEST(DictionaryHistoryTest, aCompactionThatKeepsAllCommittedIDsKeepsTheirStates)
     const DictionaryIdentity before = identify(*dictionary);
     add(*dictionary, {"gone"});
     dictionary->rollback();
-    add(*dictionary, {"later"}); // gets another ID by the compaction, which nobody may have relied on
+    add(*dictionary, {"later"}); // the compaction changes its ID, which was not committed
     dictionary->compact();
     EXPECT_EQ(1u, dictionary->getHistory().getGeneration());
     EXPECT_EQ(before, identify(*dictionary));

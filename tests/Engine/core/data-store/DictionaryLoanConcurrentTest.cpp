@@ -23,7 +23,7 @@ constexpr uint64_t MAXIMUM_NUMBER_OF_RESOURCES = 1000000;
 constexpr size_t PIECES = 120;
 constexpr size_t TERMS_OF_A_PIECE = 300;
 
-/// The entries of a piece of work; half of them are in the piece before, too.
+/// Makes the entries of a piece of work; half of them are also in the previous piece.
 std::vector<BatchEntry> makePiece(const size_t piece, std::vector<std::string>& forms) {
     forms.clear();
     for (size_t number = 0; number < TERMS_OF_A_PIECE; ++number)
@@ -40,7 +40,7 @@ std::string saveToText(const Dictionary& dictionary) {
     return output.getBytes();
 }
 
-/// Creates the terms of all pieces in their order, with a DictionaryThread that nobody lends.
+/// Creates the terms of all pieces in order, with a DictionaryThread that is not lent.
 std::string createOnOneThread() {
     Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = MAXIMUM_NUMBER_OF_RESOURCES});
     {
@@ -57,7 +57,7 @@ std::string createOnOneThread() {
     return saveToText(dictionary);
 }
 
-/// The same by threads that have one piece after the other, each by turns, while others read.
+/// Does the same with threads that take turns, one piece each, while others read.
 std::string createByTurns(const size_t numberOfThreads, const size_t numberOfReaders) {
     Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = MAXIMUM_NUMBER_OF_RESOURCES});
     {
@@ -66,7 +66,7 @@ std::string createByTurns(const size_t numberOfThreads, const size_t numberOfRea
         size_t nextPiece = 0;
         std::latch readersAtWork(static_cast<ptrdiff_t>(numberOfReaders));
         std::atomic<bool> isDone = false;
-        std::atomic<size_t> rounds = 0; // of reading while terms are created
+        std::atomic<size_t> rounds = 0; // of reads while terms are created
         std::vector<std::thread> creators;
         std::vector<std::thread> readers;
         for (size_t number = 0; number < numberOfReaders; ++number)
@@ -112,7 +112,7 @@ std::string createByTurns(const size_t numberOfThreads, const size_t numberOfRea
     return saveToText(dictionary);
 }
 
-// The tables grow several times meanwhile: a reader that helped would move entries in an order of its own.
+// The tables grow several times: a reader that helped would move entries in a different order.
 TEST(DictionaryLoanConcurrentTest, threadsThatCreateByTurnsGiveTheBytesOfOneThread) {
     const std::string expected = createOnOneThread();
     EXPECT_LT(PIECES * TERMS_OF_A_PIECE / 2 * 20, expected.size()) << "something was created";

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-// A dictionary at its memory limit, led through the same steps as its model: many of them fail, and none of those that
-// fail changes anything.
+// A dictionary at its memory limit performs the same steps as its model: many of them fail, and none of the failures
+// changes anything.
 
 namespace {
 
@@ -49,7 +49,7 @@ public:
             writeAndRead();
     }
 
-    /// Dictionary and model agree.
+    /// Expects that dictionary and model agree.
     void check() {
         ASSERT_LE(m_dictionary->getMemoryInUse(), m_memoryLimit);
         ASSERT_NO_FATAL_FAILURE(m_model.expectSameResources(*m_dictionary));
@@ -73,7 +73,7 @@ private:
     uint32_t drawNumber() { return static_cast<uint32_t>(m_random()); }
     Literal drawLiteral() { return DictionaryModel::makeLiteral(drawNumber() % LITERALS); }
 
-    /// Enters an answer in the model.
+    /// Adds a result to the model.
     void expectAnswer(const Literal& literal, const uint64_t resourceID) {
         const Literal stored = literal.getStored();
         const auto [known, isNew] = m_model.m_resourceIDs.try_emplace(stored, resourceID);
@@ -124,7 +124,7 @@ private:
         ASSERT_EQ(failures.end(), failure);
     }
 
-    /// A compaction needs memory; the fewer resources survive, the less.
+    /// Compacts. A compaction needs less memory if fewer resources survive.
     void compact() {
         for (uint64_t divisor = drawNumber() % 8 + 1;; divisor *= 4) {
             const auto survives = [divisor](const uint64_t resourceID) { return resourceID % divisor == 0; };
@@ -143,7 +143,7 @@ private:
         }
     }
 
-    /// Goes on with a copy that is read within the same limit, if there is room for it.
+    /// Continues with a copy that is read within the same limit, if there is room for it.
     void writeAndRead() {
         std::unique_ptr<Dictionary> copy;
         try {

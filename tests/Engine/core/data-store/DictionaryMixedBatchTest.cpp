@@ -24,11 +24,11 @@
 #include <string>
 #include <vector>
 
-// Batches of strings and of terms of all families, which several datatype objects serve.
+// Batches with strings and terms of all families, which several datatype objects serve.
 
 namespace {
 
-/// Different terms.
+/// Makes distinct terms.
 OwnedLiterals makeTerms(const uint32_t begin, const uint32_t end) {
     OwnedLiterals terms;
     for (uint32_t number = begin; number < end; ++number) {
@@ -54,7 +54,7 @@ protected:
         return writeToMemory(*dictionary);
     }
 
-    /// Each batch is as large as `drawSize()` says.
+    /// `drawSize()` returns the size of each batch.
     template<class DrawSize>
     static std::string makeFileInBatches(const OwnedLiterals& terms, const DrawSize drawSize) {
         const std::unique_ptr<Dictionary> dictionary = makeDictionary();
@@ -71,7 +71,7 @@ protected:
     }
 };
 
-/// The numbers of terms are those at which some table is about to grow, or a block to end, and others.
+/// The numbers of terms include those at which some table is about to grow, or a block to end.
 TEST_P(DictionaryMixedBatchTest, differentNewTermsMakeOneFileHoweverTheyAreDivided) {
     std::minstd_rand random(1);
     for (const uint32_t numberOfTerms :
@@ -85,7 +85,7 @@ TEST_P(DictionaryMixedBatchTest, differentNewTermsMakeOneFileHoweverTheyAreDivid
     }
 }
 
-/// At the end of each number of terms the table of strings has spent its quota, so that more would be seen.
+/// After each number of terms the table of strings has spent its quota, so any further insertion would be visible.
 TEST_P(DictionaryMixedBatchTest, knownTermsAmongNewOnesChangeNothingOfTheFile) {
     std::minstd_rand random(2);
     for (const uint32_t numberOfTerms : {1750U, 2500U, 3500U}) {
@@ -133,7 +133,7 @@ TEST_P(DictionaryMixedBatchTest, anEntryThatIsRepeatedGetsTheIDOfTheFirst) {
     dictionary->verify();
 }
 
-/// Nobody has so much text: it must not be read. The families have no table at first, and then they have one.
+/// No memory is that large: the text must not be read. First the families have no table, then they have one.
 TEST_P(DictionaryMixedBatchTest, formsLongerThanAnyAreRefusedUnread) {
     const std::unique_ptr<Dictionary> dictionary = makeDictionary();
     DictionaryThread thread(*dictionary);
@@ -167,7 +167,7 @@ TEST_P(DictionaryMixedBatchTest, formsLongerThanAnyAreRefusedUnread) {
     EXPECT_EQ(41u, dictionary->getNextResourceID());
 }
 
-/// One that fails is one that a family's table wants, or the text of an exception; or it ends the batch.
+/// A failing allocation belongs to the table of a family or the text of an exception, or it ends the batch.
 TEST_P(DictionaryMixedBatchTest, anyAllocationMayFail) {
     OwnedLiterals terms = makeTerms(0, 600);
     const std::vector<size_t> refused{3, 20, 270, 271, 555};

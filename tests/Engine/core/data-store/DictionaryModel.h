@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-/// What a dictionary is, without any of its machinery.
+/// A simple model of a dictionary.
 struct DictionaryModel {
-    /// What a caller passes, and what the dictionary then holds: an empty tag makes a string of a plain literal.
+    /// The argument of a caller, and what the dictionary stores: an empty tag turns a plain literal into a string.
     struct Literal {
         uint8_t m_datatypeID;
         std::string m_lexicalForm;
@@ -28,7 +28,7 @@ struct DictionaryModel {
         }
     };
 
-    /// A literal that is a function of its number: terms of all families, some of which share texts.
+    /// Makes a literal as a function of its number: terms of all families, some of which share texts.
     static Literal makeLiteral(const uint32_t number) {
         const std::string text = number == 0 ? "" : std::to_string(number / 10) + std::string(number % 37, 'x');
         switch (number % 10) {
@@ -56,7 +56,7 @@ struct DictionaryModel {
         }
     }
 
-    /// The lexical form of a value, which may come in two parts.
+    /// Returns the lexical form of a value, which may have two parts.
     static std::string getForm(const ResourceValue& value) {
         const std::string ownPart(reinterpret_cast<const char*>(value.m_data), value.m_dataSize - 1);
         const std::string affix(reinterpret_cast<const char*>(value.m_auxiliaryData), value.m_auxiliaryDataSize);
@@ -67,7 +67,7 @@ struct DictionaryModel {
     std::map<uint64_t, Literal> m_literals;
     uint64_t m_nextResourceID = 1;
     uint64_t m_commitPoint = 1;
-    std::vector<uint64_t> m_earlierCommitPoints; // of the present numbering
+    std::vector<uint64_t> m_earlierCommitPoints; // since the last compaction
 
     uint64_t find(const Literal& literal, const uint64_t commitPoint) const {
         const auto found = m_resourceIDs.find(literal.getStored());
@@ -101,7 +101,7 @@ struct DictionaryModel {
         return newResourceIDs;
     }
 
-    /// Expects that a dictionary holds these resources and no other.
+    /// Expects that a dictionary has exactly these resources.
     void expectSameResources(const Dictionary& dictionary) const {
         ASSERT_EQ(m_nextResourceID, dictionary.getNextResourceID());
         ASSERT_EQ(m_commitPoint, dictionary.getCommitPoint().m_resourceID);

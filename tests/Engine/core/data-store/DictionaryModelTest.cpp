@@ -24,7 +24,7 @@ using Literal = DictionaryModel::Literal;
 
 constexpr size_t STEPS = 120;
 
-/// One dictionary and its model, led through the same steps.
+/// A dictionary and its model, which perform the same steps.
 class ModelRun {
 public:
     ModelRun(const uint32_t seed, const uint64_t maximumNumberOfResources)
@@ -49,7 +49,7 @@ public:
             saveAndOpen(choice % 2 == 0);
     }
 
-    /// Dictionary and model agree.
+    /// Expects that dictionary and model agree.
     void check() {
         ASSERT_NO_FATAL_FAILURE(m_model.expectSameResources(*m_dictionary));
         std::vector<uint64_t> commitPoints = {0, m_model.m_commitPoint, m_model.m_nextResourceID, ~uint64_t(0)};
@@ -88,7 +88,7 @@ private:
         return m_dictionary->tryResolveResource({commitPoint}, literal.m_lexicalForm, literal.m_datatypeID);
     }
 
-    /// Several threads resolve literals below a number, mostly the same ones; another one looks up meanwhile.
+    /// Resolves literals below a number in several threads, mostly the same ones, while another one looks up.
     void resolve(const size_t numberOfThreads, const uint32_t numberOfLiterals) {
         std::vector<std::vector<Literal>> literals(numberOfThreads);
         for (std::vector<Literal>& ofThread : literals)
@@ -168,7 +168,7 @@ private:
         return entries;
     }
 
-    /// Batches of lookups and reads agree with the model, too.
+    /// Expects that batches of lookups and reads agree with the model, too.
     void checkBatches(const std::vector<Literal>& literals, const std::vector<uint64_t>& commitPoints) {
         std::vector<BatchFailure> failures;
         for (const uint64_t commitPoint : commitPoints) {
@@ -223,7 +223,7 @@ private:
     std::mt19937 m_random;
     DictionaryModel m_model;
     std::unique_ptr<Dictionary> m_dictionary;
-    std::unique_ptr<DictionaryThread> m_thread; // of the thread that takes the steps
+    std::unique_ptr<DictionaryThread> m_thread; // of the thread that performs the steps
 };
 
 void runModel(const uint64_t maximumNumberOfResources, const uint32_t numberOfSeeds) {

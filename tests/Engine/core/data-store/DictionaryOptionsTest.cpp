@@ -13,7 +13,7 @@ namespace {
 
 constexpr DictionaryOptions WITHOUT_GROWTH{.m_canGrow = false};
 
-/// Bytes of address space that the process has reserved.
+/// Returns the bytes of address space that the process has reserved.
 size_t getAddressSpace() {
     size_t pages = 0;
     std::ifstream("/proc/self/statm") >> pages;
@@ -115,7 +115,7 @@ TEST(DictionaryOptionsDefaultTest, theMaximumIsNeverWhatKeepsSmallTermsOut) {
     DictionaryThread thread(dictionary);
     FailureKind kind = FailureKind::OTHER;
     try {
-        for (uint64_t number = 0;; ++number) // No chunk is smaller: at most three bytes.
+        for (uint64_t number = 0;; ++number) // the smallest chunks: at most three bytes
             dictionary.resolveResource(
                 thread, {reinterpret_cast<const char*>(&number), number < 256 ? 1ul : 2ul + (number >> 16)},
                 D_XSD_STRING);

@@ -11,7 +11,8 @@
 
 namespace {
 
-/// A reader that took the next ID before the resources after it were withdrawn would find more withdrawn than made.
+/// A reader that read the next ID before later resources are withdrawn would count more withdrawn resources than were
+/// created.
 TEST(DictionarySizeConcurrentTest, isNeverMoreThanThereWere) {
     constexpr size_t COMMITTED = 10;
     constexpr size_t WITHDRAWN = 50;
@@ -53,7 +54,8 @@ TEST(DictionarySizeConcurrentTest, isNeverMoreThanThereWere) {
     readers.clear();
     EXPECT_EQ(COMMITTED, dictionary.size());
     EXPECT_GE(smallest, COMMITTED);
-    // The next ID may be newer than the number of those withdrawn: by what is made while a reader is between the two.
+    // The next ID may be newer than the number of withdrawn resources: by those that are created while a reader is
+    // between the two.
     EXPECT_LE(largest, dictionary.getNextResourceID());
 }
 

@@ -32,8 +32,8 @@ size_t getNumberOfBuckets(const Dictionary& dictionary) {
                                                                   std::nullopt);
 }
 
-/// Rounds of: all threads resolve the same new literals in different orders while others look up, read and gather
-/// statistics; then, alone, every second round is committed and the others are rolled back.
+/// In each round, all threads resolve the same new literals in different orders, while others look up, read and collect
+/// statistics. Then, alone, every second round is committed and the others are rolled back.
 void resolveLookUpCommitAndRollBack(const uint64_t maximumNumberOfResources, const size_t numberOfThreads) {
     Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = maximumNumberOfResources});
     const size_t bucketsBefore = getNumberOfBuckets(dictionary);
@@ -58,7 +58,7 @@ void resolveLookUpCommitAndRollBack(const uint64_t maximumNumberOfResources, con
             });
         size_t lookups = 0;
         std::string lexicalForm;
-        do { // A reader that is not registered shares slot 0 with one of the writers.
+        do { // an unregistered reader shares slot 0 with one of the writers
             const DictionaryCommitPoint commitPoint = dictionary.getCommitPoint();
             const uint64_t number = lookups % LITERALS;
             ASSERT_EQ(0u,

@@ -23,7 +23,7 @@ constexpr size_t NUMBER_OF_THREADS = 4;
 constexpr uint32_t NUMBER_OF_TEXTS = 5000;
 constexpr size_t MAXIMUM_NUMBER_OF_ROUNDS = 200;
 
-/// The same texts for each thread, in orders of their own: as views for the even ones, as Arrow's for the odd ones.
+/// The same texts for each thread, each in its own order: as views for even numbers, in Arrow's layout for odd ones.
 struct Columns {
     Columns() {
         std::vector<uint32_t> numbers(NUMBER_OF_TEXTS);
@@ -47,8 +47,8 @@ struct Columns {
     std::vector<ArrowTexts<int32_t>> m_arrowTexts;
 };
 
-/// Every thread encodes its column, looks it up and decodes it while the others do; another one looks up what is
-/// committed. Returns whether several threads have created strings: if one alone has, its IDs ascend.
+/// Every thread encodes its column, looks it up and decodes it concurrently; another one looks up committed strings.
+/// Returns whether several threads have created strings: if only one has, its IDs ascend.
 bool runRound(const Columns& columns, const std::string_view languageTag) {
     Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
     std::vector<uint64_t> committed(NUMBER_OF_TEXTS / 2);

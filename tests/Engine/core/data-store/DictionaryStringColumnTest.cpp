@@ -27,21 +27,21 @@
 #include <utility>
 #include <vector>
 
-// Columns of strings, beside a map.
+// Columns of strings, compared with a map.
 
 namespace {
 
 constexpr DictionaryCommitPoint ALL = DictionaryCommitPoint::ALL;
 constexpr size_t CHUNK_SIZE = 2048;
 
-/// A text that must not be read, as no memory is that large.
+/// A text that must not be read, since no memory is that large.
 const std::string_view LONGER_THAN_ANY("a", size_t(1) << 62);
 
 using Texts = std::vector<std::string_view>;
 using OptionalTexts = std::vector<std::optional<std::string>>;
 using IDs = std::vector<uint64_t>;
 
-/// Texts that are functions of their numbers.
+/// Makes texts as functions of their numbers.
 std::vector<std::string> makeTexts(const size_t size) {
     std::vector<std::string> texts;
     for (size_t number = 0; number < size; ++number)
@@ -75,7 +75,7 @@ protected:
         return resourceIDs;
     }
 
-    /// Calls `check(answer)` with an operation on a column of views, and one on Arrow's, of both kinds.
+    /// Calls `check(answer)` with an operation on a column of views, and one on columns of Arrow, of both kinds.
     template<class Check>
     void forEachOperation(const Check& check) {
         check([this](const auto& texts, const std::span<uint64_t> resourceIDs, const std::string_view languageTag) {
@@ -205,7 +205,7 @@ TEST_P(DictionaryStringColumnTest, malformedTagsAndOffsetsAreRefusedBeforeAnythi
     EXPECT_EQ(0u, m_dictionary.size());
 }
 
-/// In the first chunk or in a later one, whether forms are made or not.
+/// The text is in the first chunk or in a later one, with and without joined forms.
 TEST_P(DictionaryStringColumnTest, aTextThatIsLongerThanAnyFailsWithItsIndex) {
     const std::vector<std::string> owned = makeTexts(3 * CHUNK_SIZE);
     for (const size_t refused : {size_t(0), size_t(5), 2 * CHUNK_SIZE})
@@ -308,7 +308,7 @@ TEST_P(DictionaryStringColumnTest, columnsOfArrowAreAnsweredLikeViewsAndNullsGet
             }
 }
 
-/// Behind nulls, and so that the chunk that it is in has nulls before it.
+/// The failure comes after nulls, also after nulls in its own chunk.
 TEST_P(DictionaryStringColumnTest, theIndexOfAFailureCountsNulls) {
     Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = 1500});
     DictionaryThread thread(dictionary);
@@ -441,10 +441,10 @@ TEST_P(DictionaryStringColumnTest, aColumnOfArrowHasTheStringsOfItsLastIDs) {
     EXPECT_FALSE(faults.hasFailed());
 }
 
-/// All in the first chunk, so that the buffers never grow.
+/// All are in the first chunk, so the buffers never grow.
 TEST_P(DictionaryStringColumnTest, offsetsThatAreTooNarrowAreToldBeforeMemoryIsTaken) {
     constexpr size_t LARGEST = std::numeric_limits<int32_t>::max();
-    const std::string text((size_t(1) << 22) - 1, 'x'); // with the tag and '@' 3 bytes more
+    const std::string text((size_t(1) << 22) - 1, 'x'); // 3 bytes longer with tag and '@'
     IDs resourceIDs = encode(Texts{text, text.substr(0, (size_t(1) << 22) - 513)}, "en");
     resourceIDs.insert(resourceIDs.begin(), 511, resourceIDs.front()); // 513 in all
     ArrowColumn<int32_t> column;
@@ -456,7 +456,7 @@ TEST_P(DictionaryStringColumnTest, offsetsThatAreTooNarrowAreToldBeforeMemoryIsT
     EXPECT_EQ(0u, tags.getStrings().size());
 }
 
-/// A form of 4 MiB is searched for its '@' 513 times.
+/// Slow, since a form of 4 MiB is searched for its '@' 513 times.
 TEST(DictionaryStringColumnSlowTest, offsetsThatAreTooNarrowForTagsAreToldToo) {
     Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
     DictionaryThread thread(dictionary);
@@ -486,7 +486,7 @@ TEST_P(DictionaryStringColumnTest, memoryDoesNotGrowWithTheColumn) {
     EXPECT_EQ(texts, decoded);
 }
 
-/// More at a time would take more room, and the memory for it would be allocated in more steps.
+/// More of them at a time would take more memory, which would be allocated in more steps.
 TEST_P(DictionaryStringColumnTest, fewLongTagsAreJoinedAtATime) {
     const std::string tag(60000, 'x');
     const Texts texts(CHUNK_SIZE, "");

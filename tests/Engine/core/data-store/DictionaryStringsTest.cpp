@@ -19,7 +19,7 @@ namespace {
 
 constexpr DictionaryCommitPoint ALL = DictionaryCommitPoint::ALL;
 
-/// A text that must not be read, as no memory is that large.
+/// A text that must not be read, since no memory is that large.
 const std::string_view LONGER_THAN_ANY("a", size_t(1) << 62);
 
 class DictionaryStringsTest : public testing::TestWithParam<uint64_t> {

@@ -19,7 +19,7 @@ constexpr size_t NUMBER_OF_THREADS = 4;
 constexpr uint32_t NUMBER_OF_TERMS = 5000;
 constexpr size_t MAXIMUM_NUMBER_OF_ROUNDS = 200;
 
-/// The same terms for each thread, in orders of their own.
+/// The same terms for each thread, each in its own order.
 struct Columns {
     Columns() {
         std::vector<uint32_t> numbers(NUMBER_OF_TERMS);
@@ -39,8 +39,8 @@ struct Columns {
     std::vector<std::vector<Term>> m_columns;
 };
 
-/// Every thread resolves its column, looks it up and reads it back while the others do. Returns whether several threads
-/// have created terms: if one alone has, its IDs ascend.
+/// Every thread resolves its column, looks it up and reads it back concurrently. Returns whether several threads have
+/// created terms: if only one has, its IDs ascend.
 bool runRound(const Columns& columns) {
     Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
     std::vector<std::vector<uint64_t>> idsOfNumbers(NUMBER_OF_THREADS, std::vector<uint64_t>(NUMBER_OF_TERMS));

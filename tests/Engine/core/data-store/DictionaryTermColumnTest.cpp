@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-// Columns of terms answered together, beside the operations on one term.
+// Columns of terms, compared with the operations on single terms.
 
 namespace {
 
@@ -100,7 +100,7 @@ TEST_P(DictionaryTermColumnTest, randomColumnsAreAnsweredLikeTheirTermsOneByOne)
     }
 }
 
-/// The first of all terms, the last of a chunk and the first of the next are refused in turn.
+/// The first term, the last of a chunk and the first of the next are refused in turn.
 TEST_P(DictionaryTermColumnTest, columnsOfAnySizeHaveIDsInTheirOrder) {
     for (const uint32_t size : {0U, 1U, 2U, 255U, 256U, 257U, 511U, 512U, 513U, 1000U})
         for (const uint32_t refused : {0U, 255U, 256U, 512U}) {
@@ -124,7 +124,7 @@ TEST_P(DictionaryTermColumnTest, columnsOfAnySizeHaveIDsInTheirOrder) {
         }
 }
 
-/// Texts about as long as what a chunk may have.
+/// The texts are about as long as a chunk may be.
 TEST_P(DictionaryTermColumnTest, longTextsEndChunksEarly) {
     std::vector<std::string> texts;
     for (const size_t length : {65535U, 65536U, 65537U, 1U, 200000U, 40000U, 40000U, 40000U, 0U, 65536U})
@@ -211,7 +211,7 @@ TEST_P(DictionaryTermColumnTest, aColumnHasTheTermsOfItsLastIDs) {
     }
 }
 
-/// One that fails ends the operation, or is one that a family's table wants.
+/// A failing allocation ends the operation, or belongs to the table of a family.
 TEST_P(DictionaryTermColumnTest, anyAllocationOfResolvingMayFail) {
     std::vector<Term> terms;
     std::vector<size_t> refused;
@@ -316,7 +316,7 @@ TEST_P(DictionaryTermColumnTest, memoryDoesNotGrowWithTheColumn) {
     EXPECT_FALSE(faults.hasFailed());
 }
 
-/// More terms at a time would take more room, and the memory for it would be allocated in more steps.
+/// More terms at a time would take more memory, which would be allocated in more steps.
 TEST_P(DictionaryTermColumnTest, fewLongTextsAreMadeAtATime) {
     const std::string text(60000, 'a');
     const std::vector<Term> terms(256, {.m_kind = Term::Kind::LITERAL, .m_text = text, .m_datatype = "x:y"});

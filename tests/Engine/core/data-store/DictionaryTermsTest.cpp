@@ -16,7 +16,7 @@ namespace {
 
 using Kind = Term::Kind;
 
-/// Nine terms, three of which look alike.
+/// Makes nine terms, three of which look alike.
 std::vector<Term> makeTerms() {
     return {{.m_kind = Kind::IRI, .m_text = "http://example.org/a"},
             {.m_kind = Kind::BLANK_NODE, .m_text = "a"},
@@ -118,7 +118,7 @@ TEST_P(DictionaryTermsTest, areSavedAndOpened) {
     EXPECT_EQ(bytes, writeToMemory(*opened));
 }
 
-/// A family that nobody uses stands in no file: one of strings alone is what it was before there were terms.
+/// An unused family is not in the file: a file with only strings is the same as before there were terms.
 TEST_P(DictionaryTermsTest, familiesWithoutTermsStandInNoFile) {
     m_dictionary.resolveResource(m_thread, "a", D_XSD_STRING);
     const std::string ofStrings = writeToMemory(m_dictionary);
@@ -134,7 +134,7 @@ TEST_P(DictionaryTermsTest, familiesWithoutTermsStandInNoFile) {
     EXPECT_EQ(3u, opened->resolveResource(thread, "x:y", D_IRI));
 }
 
-/// Sections of datatype objects in each wrong number and order.
+/// The sections of datatype objects have every wrong number and order.
 TEST_P(DictionaryTermsTest, sectionsThatAreLackingRepeatedOrOutOfOrderAreFound) {
     m_dictionary.resolveResource(m_thread, "x:y", D_IRI);
     m_dictionary.resolveResource(m_thread, "5^^x:y", D_TYPED_LITERAL);

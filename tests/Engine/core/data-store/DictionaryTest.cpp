@@ -282,7 +282,7 @@ INSTANTIATE_TEST_SUITE_P(BucketWidths, DictionaryTest,
                              return parameterInfo.index == 0 ? "narrow" : "wide";
                          });
 
-/// Bytes a bucket, from what the two empty tables of 1024 buckets consume.
+/// Returns the bytes per bucket, computed from the memory of the two empty tables of 1024 buckets.
 size_t getBucketWidth(const uint64_t maximumNumberOfResources) {
     const Dictionary dictionary(
         {.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = maximumNumberOfResources});

@@ -10,13 +10,13 @@
 #include <string>
 #include <vector>
 
-/// Uses all of a dictionary from a file that may lie. What it answers may be wrong; it must not crash, and must come
-/// back.
+/// Uses every operation of a dictionary from a file that may be forged. Its results may be wrong; it must not crash or
+/// hang.
 class DictionaryUse {
 public:
     DictionaryUse() = delete;
 
-    /// Resolves `numberOfLiterals` of each kind, after all that needs no new ones.
+    /// Resolves `numberOfLiterals` of each kind, after the operations that need no new ones.
     static void useAll(Dictionary& dictionary, const size_t numberOfLiterals) {
         attempt([&] { dictionary.verify(); });
         readAll(dictionary);
@@ -41,8 +41,7 @@ public:
     }
 
 private:
-    /// Runs an operation that may refuse, but nothing else: a literal that is none, an ID that stands for none, or no
-    /// memory for it.
+    /// Runs an operation that may only refuse: an invalid literal, an ID without a resource, or for lack of memory.
     template<class Action>
     static void attempt(const Action& action) {
         try {
@@ -74,7 +73,7 @@ private:
         }
     }
 
-    /// One by one and in a batch.
+    /// Resolves literals one by one and in a batch.
     static void resolve(Dictionary& dictionary, DictionaryThread& thread, const size_t numberOfLiterals) {
         for (size_t number = 0; number < numberOfLiterals; ++number) {
             attempt([&] { dictionary.resolveResource(thread, std::to_string(number), D_XSD_STRING); });

@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-/// The bytes that a dictionary's fingerprints take, according to its statistics.
+/// Returns the bytes of a dictionary's fingerprints, according to its statistics.
 inline size_t getFingerprintBytes(const Dictionary& dictionary) {
     const std::unique_ptr<ComponentInfo> root = dictionary.getComponentInfo();
     size_t bytes = 0;

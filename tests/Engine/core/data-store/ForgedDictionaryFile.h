@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-/// The largest numbers of resources with which the tests ask for each bucket width.
+/// The largest numbers of resources with which the tests select each bucket width.
 constexpr uint64_t NARROW = 100000;
 constexpr uint64_t WIDE = uint64_t(1) << 33;
 
@@ -35,7 +35,7 @@ readFromMemory(const std::string& bytes, const size_t memoryLimit = TEST_MEMORY_
     return melnar::DictionaryFile::read(input, options);
 }
 
-/// Six IDs: strings and plain literals, two of them withdrawn, the last one not committed.
+/// Makes a dictionary with six IDs: strings and plain literals, two of them withdrawn, the last one not committed.
 inline std::unique_ptr<Dictionary> makeSampleDictionary(const uint64_t maximumNumberOfResources) {
     auto dictionary = std::make_unique<Dictionary>(
         DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = maximumNumberOfResources});
@@ -49,18 +49,19 @@ inline std::unique_ptr<Dictionary> makeSampleDictionary(const uint64_t maximumNu
         dictionary->resolveResource(thread, "gone@de", D_RDF_PLAIN_LITERAL);
         dictionary->rollback();
         dictionary->resolveResource(thread, "def", D_XSD_STRING);
-    } // The thread's block goes back to the pool, so that the file is small.
+    } // The thread's block is returned to the pool, so the file is small.
     return dictionary;
 }
 
-/// A dictionary file, or another one of sections, taken to pieces, whose fields can be changed, and which is put together
-/// again with checksums that are right for what it holds then.
+/// A dictionary file, or another file of sections, divided into its fields. Fields can be changed, and the file is
+/// reassembled with checksums that are correct for its new contents.
 class ForgedDictionaryFile {
 public:
-    /// Of a dictionary whose only datatypes are the strings. Those of further datatypes stand before or after theirs.
+    /// The sections of a dictionary with only the string datatypes. Sections of other datatypes come before or after
+    /// theirs.
     enum Section { HEADER, DATA_OFFSETS, DATATYPE_BYTES, DATA_POOL, STRINGS, HISTORY, NUMBER_OF_SECTIONS };
 
-    // Fields of the header, by their offset.
+    // Fields of the header, by offset.
     static constexpr size_t BUCKET_WIDTH = 0;
     static constexpr size_t NUMBER_OF_DATATYPES = 4;
     static constexpr size_t MAXIMUM = 8;
@@ -68,13 +69,13 @@ public:
     static constexpr size_t COMMIT_POINT = 24;
     static constexpr size_t DATA_POOL_BYTES = 32;
 
-    // Fields of the history, by their offset.
+    // Fields of the history, by offset.
     static constexpr size_t GENERATION = 0;
     static constexpr size_t NUMBER_OF_ENTRIES = 8;
     static constexpr size_t FIRST_ENTRY = 16;
     static constexpr size_t ENTRY_SIZE = 24;
 
-    // Fields of a table, by their offset.
+    // Fields of a table, by offset.
     static constexpr size_t TABLE_MARKER = 8;
     static constexpr size_t NUMBER_OF_BUCKETS = 25;
     static constexpr size_t THRESHOLD = 33;
@@ -85,13 +86,13 @@ public:
     static constexpr size_t REGION_END = REGION_CAPACITY + 8;
     static constexpr size_t BUCKETS = REGION_END + 8;
 
-    /// The datatypes with their names, and the stream's own beginning.
+    /// The datatypes with their names, and the start of the stream itself.
     static constexpr size_t DATATYPE_STREAM = 122;
     static constexpr size_t FIRST_TABLE = DATATYPE_STREAM + 30;
 
     explicit ForgedDictionaryFile(const Dictionary& dictionary) : ForgedDictionaryFile(writeToMemory(dictionary)) {}
 
-    /// Takes a sound file to pieces.
+    /// Divides a sound file into its fields.
     explicit ForgedDictionaryFile(const std::string& bytes,
                                   const melnar::SectionFormat& format = melnar::SectionFormat::DICTIONARY)
         : m_format(format) {
@@ -137,7 +138,7 @@ public:
 
     size_t getBucketWidth() const { return get<uint32_t>(HEADER, BUCKET_WIDTH); }
 
-    /// Where a table begins: 0 for the strings, 1 for the plain literals.
+    /// Returns where a table starts: 0 for the strings, 1 for the plain literals.
     size_t getTable(const size_t table) const {
         return table == 0 ? FIRST_TABLE
                           : FIRST_TABLE + BUCKETS + get<uint64_t>(STRINGS, FIRST_TABLE + REGION_END) * getBucketWidth();
@@ -164,7 +165,7 @@ public:
             set<uint64_t>(STRINGS, position, value);
     }
 
-    /// The first bucket that holds `value`.
+    /// Returns the first bucket with `value`.
     size_t findBucket(const size_t table, const uint64_t value) const {
         size_t bucket = 0;
         while (getBucket(table, bucket) != value)

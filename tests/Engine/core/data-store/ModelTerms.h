@@ -9,16 +9,16 @@
 #include <string>
 #include <vector>
 
-/// Terms of all kinds, good and refused, with their texts.
+/// Terms of all kinds, valid and refused, with their texts.
 class ModelTerms {
 public:
-    /// A good term: that of the model's literal.
+    /// Makes a valid term: that of the model's literal.
     Term make(const uint32_t number) {
         const DictionaryModel::Literal literal = DictionaryModel::makeLiteral(number).getStored();
         return Term::parse(literal.m_datatypeID, keep(literal.m_lexicalForm));
     }
 
-    /// A term that every dictionary refuses; half of these have forms that are made, no two the same.
+    /// Makes a term that every dictionary refuses; half of these have joined forms, no two the same.
     Term makeRefused(const uint32_t number) {
         using Kind = Term::Kind;
         const std::string_view text = keep("no " + std::to_string(number));
@@ -45,7 +45,7 @@ public:
         }
     }
 
-    /// Good terms, the number of each below `endNumber`.
+    /// Draws valid terms with numbers below `endNumber`.
     std::vector<Term> draw(const size_t numberOfTerms, const uint32_t endNumber, std::minstd_rand& random) {
         std::vector<Term> terms;
         while (terms.size() < numberOfTerms)

@@ -16,8 +16,8 @@ using namespace melnar;
 namespace {
 
 constexpr size_t BLOCK_SIZE = SectionOutputStream::BLOCK_SIZE;
-constexpr size_t BLOCK_FRAME = 16; // the bytes of a block that are not the section's
-constexpr size_t FILE_FRAME = 28;  // beginning and end of a file
+constexpr size_t BLOCK_FRAME = 16; // the bytes of a block that do not belong to the section
+constexpr size_t FILE_FRAME = 28;  // the start and the end of a file
 
 std::string makeText(const size_t size) {
     std::string text(size, '\0');
@@ -27,7 +27,7 @@ std::string makeText(const size_t size) {
     return text;
 }
 
-/// A file of the given sections, each written in pieces of `pieceSize`.
+/// Writes a file of the given sections, each in pieces of `pieceSize`.
 std::string writeFile(const std::vector<std::string>& sections, const size_t pieceSize = ~size_t(0)) {
     MemoryOutputStream file;
     SectionOutputStream output(file, SectionFormat::DICTIONARY);
@@ -181,7 +181,7 @@ TEST(SectionStreamsTest, blocksThatChangedPlacesAreFound) {
               getMessage(exchanged, {2 * BLOCK_SIZE}));
 }
 
-/// Full blocks of one section carry the same header, so that only the checksum over everything tells their order.
+/// Full blocks of a section have the same header, so only the checksum over everything determines their order.
 TEST(SectionStreamsTest, fullBlocksThatChangedPlacesAreFoundByTheChecksumOfTheFile) {
     const std::string file = writeFile({makeText(2 * BLOCK_SIZE + 1)});
     const size_t fullBlock = BLOCK_SIZE + BLOCK_FRAME;

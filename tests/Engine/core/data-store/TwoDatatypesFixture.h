@@ -32,7 +32,7 @@ inline Resources getResources(const Dictionary& dictionary) {
     return resources;
 }
 
-/// A word that is a function of its number.
+/// Makes a word as a function of its number.
 inline std::string makeWord(size_t number, const char firstLetter) {
     std::string word;
     do {
@@ -42,8 +42,8 @@ inline std::string makeWord(size_t number, const char firstLetter) {
     return word;
 }
 
-/// The host with a second datatype object beside that of the strings, for tests whose claims hold for both bucket widths
-/// and wherever the second one's datatype IDs lie.
+/// The host with a second datatype object besides that of the strings, for tests that apply to both bucket widths and
+/// any datatype IDs of the second object.
 class TwoDatatypesFixture : public testing::TestWithParam<std::tuple<uint64_t, WordIDs>> {
 protected:
     TwoDatatypesFixture()
@@ -52,7 +52,7 @@ protected:
           m_dictionary(std::make_unique<Dictionary>(
               DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = m_maximum})) {}
 
-    /// Literals of all four datatypes, by turns.
+    /// Makes literals of all four datatypes, in turn.
     Literal makeLiteral(const size_t number) const {
         switch (number % 4) {
         case 0:
@@ -74,7 +74,7 @@ protected:
         return m_dictionary->tryResolveResource(commitPoint, literal.second, literal.first);
     }
 
-    /// Resolves literals that are all new; IDs count on.
+    /// Resolves literals that are all new; their IDs continue the sequence.
     Resources resolveNew(const size_t begin, const size_t end) {
         DictionaryThread thread(*m_dictionary);
         Resources resources;

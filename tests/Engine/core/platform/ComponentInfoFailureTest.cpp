@@ -20,8 +20,8 @@ std::string getText(const ComponentInfo& componentInfo) {
     return output.getBytes();
 }
 
-/// Runs `action` on a node with every allocation failing in turn, each time expecting the node as it was; returns how
-/// many allocations there were to fail.
+/// Runs `action` on a node with every allocation failing in turn, and expects each time that the node is unchanged.
+/// Returns how many allocations there were.
 template<class Action>
 size_t countFailuresThatChangeNothing(const Action& action) {
     for (size_t allowed = 0;; ++allowed) {

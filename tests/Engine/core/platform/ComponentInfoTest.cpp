@@ -13,7 +13,7 @@ namespace {
 
 using Metric = ComponentInfo::Metric;
 
-/// A root with two figures and two parts, one of which has a part of its own.
+/// Makes a root with two figures and two parts, one of which also has a part.
 std::unique_ptr<ComponentInfo> makeTree() {
     auto root = std::make_unique<ComponentInfo>("Root");
     root->addNumericProperty(Metric::MEMORY_CONSUMED, std::nullopt, 100, 0);

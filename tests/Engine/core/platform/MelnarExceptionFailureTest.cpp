@@ -10,8 +10,8 @@ namespace {
 
 const std::string LONG_TEXT(100, 'x');
 
-/// Throws by `action` with every allocation failing in turn, and returns how many allocations there were to fail. What
-/// was half built is gone afterwards: the sanitizers would see it leak.
+/// Throws with `action` while every allocation fails in turn, and returns how many allocations there were. Incomplete
+/// objects must be released: the sanitizers would report leaks.
 template<class Exception, class Action>
 size_t countFailingAllocations(const Action& action) {
     for (size_t allowed = 0;; ++allowed) {

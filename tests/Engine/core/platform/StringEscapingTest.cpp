@@ -44,7 +44,7 @@ void appendUTF8(std::string& output, const uint32_t codePoint) {
     }
 }
 
-/// Reads what may stand between the double quotes of a Turtle string on one line, by its grammar: any character but
+/// Parses the text between the double quotes of a Turtle string on one line, by its grammar: any character except
 /// quote, backslash, line feed and carriage return; the escapes \t \b \n \r \f \" \' \\; \u and four digits.
 std::optional<std::string> parseStringBody(const std::string_view body) {
     static constexpr std::string_view ESCAPES = "tbnrf\"'\\";
@@ -74,7 +74,7 @@ std::optional<std::string> parseStringBody(const std::string_view body) {
     return text;
 }
 
-/// Remembers each write by itself.
+/// Records each write separately.
 class RecordingOutputStream final : public OutputStream {
 public:
     const std::string& getName() const override { return m_name; }

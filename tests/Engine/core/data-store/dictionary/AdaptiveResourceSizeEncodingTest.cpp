@@ -20,7 +20,7 @@ struct HeaderCase {
     std::vector<uint8_t> m_header;
 };
 
-/// The smallest and the largest size of every header length, written by hand.
+/// Returns the smallest and the largest size of every header length, written by hand.
 const std::vector<HeaderCase>& getHeaderCases() {
     static const std::vector<HeaderCase> s_headerCases{
         {0, {0x00}},

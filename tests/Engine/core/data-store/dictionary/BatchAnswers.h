@@ -26,10 +26,10 @@ struct OwnedLiteral {
 
 using OwnedLiterals = std::vector<OwnedLiteral>;
 
-/// What a question's resource ID holds before it is answered: nobody may take it for an answer.
+/// The resource ID of an entry before it gets its result: nothing may use it as a result.
 constexpr uint64_t STALE_RESOURCE_ID = 0x123456789ABCDEF0;
 
-/// The question for some literals, which must outlive it.
+/// Makes a batch of literals, which must outlive it.
 inline std::vector<BatchEntry> makeBatch(const OwnedLiterals& literals) {
     std::vector<BatchEntry> entries;
     entries.reserve(literals.size());
@@ -38,7 +38,7 @@ inline std::vector<BatchEntry> makeBatch(const OwnedLiterals& literals) {
     return entries;
 }
 
-/// All of an exception that a caller can tell from another.
+/// Describes everything that a caller can see of an exception.
 inline std::string describeException(const std::exception_ptr& exceptionPointer) {
     try {
         std::rethrow_exception(exceptionPointer);
@@ -51,7 +51,7 @@ inline std::string describeException(const std::exception_ptr& exceptionPointer)
     }
 }
 
-/// The same of the exception of a failure.
+/// Describes the exception of a failure.
 inline std::string describeFailure(const BatchFailure& failure) {
     try {
         failure.throwException();
@@ -60,7 +60,7 @@ inline std::string describeFailure(const BatchFailure& failure) {
     }
 }
 
-/// What came back for some literals: IDs, and the numbers of those that failed with the reasons.
+/// The results for some literals: IDs, and the numbers of those that failed, with the reasons.
 struct BatchAnswers {
     bool operator==(const BatchAnswers&) const = default;
 
@@ -68,13 +68,13 @@ struct BatchAnswers {
     std::vector<std::pair<size_t, std::string>> m_failures{};
 };
 
-/// How GoogleTest shows them.
+/// Prints them for GoogleTest.
 inline void PrintTo(const BatchAnswers& answers, std::ostream* const output) { // NOLINT(readability-identifier-naming)
     *output << testing::PrintToString(answers.m_resourceIDs) << " with failures "
             << testing::PrintToString(answers.m_failures);
 }
 
-/// The answers of `resolveOne(lexicalForm, datatypeID)` for one literal after the other.
+/// Collects the results of `resolveOne(lexicalForm, datatypeID)` for one literal after the other.
 template<class ResolveOne>
 BatchAnswers answerOneByOne(const OwnedLiterals& literals, const ResolveOne resolveOne) {
     BatchAnswers answers;
@@ -88,7 +88,7 @@ BatchAnswers answerOneByOne(const OwnedLiterals& literals, const ResolveOne reso
     return answers;
 }
 
-/// The answers of `resolveMany(entries, failures)` for all of them at once.
+/// Collects the results of `resolveMany(entries, failures)` for all of them together.
 template<class ResolveMany>
 BatchAnswers answerAtOnce(const OwnedLiterals& literals, const ResolveMany resolveMany) {
     std::vector<BatchEntry> entries = makeBatch(literals);
@@ -102,7 +102,7 @@ BatchAnswers answerAtOnce(const OwnedLiterals& literals, const ResolveMany resol
     return answers;
 }
 
-/// The same for a datatype, or with a commit point for its lookups.
+/// Does the same for a datatype, or with a commit point for its lookups.
 template<class Fixture>
 BatchAnswers resolveOneByOne(Fixture& fixture, const OwnedLiterals& literals) {
     return answerOneByOne(literals, [&fixture](const std::string_view lexicalForm, const uint8_t datatypeID) {

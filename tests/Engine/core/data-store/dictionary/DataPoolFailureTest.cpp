@@ -52,7 +52,7 @@ TEST(DataPoolFailureTest, theCapacityIsUsedUpToItsLastByte) {
     DictionaryThreadContext threadContext(dataPool);
     for (size_t chunk = 0; chunk < (BLOCK + 1000) / 100; ++chunk)
         dataPool.newDataChunk(&threadContext, 100);
-    // The block has a rest of 36 bytes, so the chunks that did not fit it lie behind it.
+    // The block has a rest of 36 bytes; the chunks that did not fit come after it.
     EXPECT_EQ(36u, BLOCK % 100);
     EXPECT_EQ(CAPACITY, dataPool.getEnd());
 

@@ -23,7 +23,7 @@ struct Chunk {
     uint8_t m_content;
 };
 
-/// What a thread did to the pool.
+/// What a thread has done to the pool.
 struct ThreadResult {
     std::vector<Chunk> m_chunks;
     size_t m_returnedChunks = 0;
@@ -41,8 +41,8 @@ size_t chooseSize(std::minstd_rand& random) {
     }
 }
 
-/// Takes and fills chunks, and returns some of them immediately; one thread in four has no context, the others change
-/// theirs now and then.
+/// Takes and fills chunks, and returns some of them immediately. One thread in four has no context, the others change
+/// theirs from time to time.
 void takeChunks(DataPool& dataPool, const size_t threadIndex, const size_t numberOfChunks, std::minstd_rand random,
                 ThreadResult& result) {
     std::optional<DictionaryThreadContext> ownThreadContext(std::in_place, dataPool);
@@ -69,7 +69,7 @@ void takeChunks(DataPool& dataPool, const size_t threadIndex, const size_t numbe
     }
 }
 
-/// Lets threads take chunks, and checks that each byte of the pool is in one chunk, or counted as unused.
+/// Lets threads take chunks concurrently, and checks that each byte of the pool is in one chunk, or counted as unused.
 void takeChunksAtOnce(const size_t numberOfThreads, const size_t chunksPerThread, const size_t memoryLimit,
                       const uint32_t seed, size_t& failures) {
     SCOPED_TRACE(testing::Message() << numberOfThreads << " threads, seed " << seed);

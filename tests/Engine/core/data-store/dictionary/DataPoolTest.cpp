@@ -272,7 +272,7 @@ TEST_F(DataPoolTest, aBlockOfABygonePoolIsVoid) {
 TEST_F(DataPoolTest, aChunkIsNotReturnedToABlockOfABygonePool) {
     DictionaryThreadContext threadContext(m_dataPool);
     for (size_t chunk = 0; chunk < 4; ++chunk)
-        m_dataPool.newDataChunk(&threadContext, LARGEST_IN_BLOCK); // the rest of the block begins at half a block
+        m_dataPool.newDataChunk(&threadContext, LARGEST_IN_BLOCK); // the rest of the block starts at half a block
     m_dataPool.initialize(CAPACITY);
     ASSERT_EQ(0u, m_dataPool.newDataChunk(&threadContext, BLOCK / 2));
     m_dataPool.returnDataChunk(&threadContext, 0, BLOCK / 2);

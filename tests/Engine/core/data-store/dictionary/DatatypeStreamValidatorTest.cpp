@@ -18,7 +18,7 @@ using namespace melnar;
 
 namespace {
 
-/// Resources 1 to 5: three strings, a plain literal, one withdrawn; and the stream of a datatype that holds them.
+/// Resources 1 to 5: three strings, a plain literal, one withdrawn; and the stream of a datatype with them.
 template<class T>
 class DatatypeStreamValidatorTest : public testing::Test {
 protected:
@@ -42,7 +42,7 @@ protected:
         m_saved.m_plainLiteralTable.m_numberOfUsedBuckets = 1;
     }
 
-    /// All that the validator delivers, read in pieces that are cut after each field of the header.
+    /// Returns everything that the validator delivers, read in pieces that end after each field of the header.
     std::string validate(const std::string& bytes) const {
         UntrustedBytes input(bytes);
         DatatypeStreamValidator<T> validator(input, "StringDatatype", "string", {D_XSD_STRING, D_RDF_PLAIN_LITERAL},
@@ -61,7 +61,7 @@ protected:
         return delivered;
     }
 
-    /// What is found when the stream lies.
+    /// Returns the finding for a changed stream.
     std::string getFinding(const std::function<void(SavedDatatype<T>&)>& lie) const {
         SavedDatatype<T> saved = m_saved;
         lie(saved);

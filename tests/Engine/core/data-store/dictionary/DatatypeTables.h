@@ -7,13 +7,13 @@
 
 #include <cstdint>
 
-/// The table of a datatype's strings in the string datatype under test.
+/// Returns the table of a datatype's strings in the string datatype under test.
 template<class T>
 auto& getTable(UninitializedDictionaryFixture<T>& fixture, const uint8_t datatypeID = D_XSD_STRING) {
     return StringDatatypeTestPeer::getTable(fixture.m_datatype, datatypeID);
 }
 
-/// Expects all that holds of both tables while nothing is under way.
+/// Expects all invariants of both tables while no operation runs.
 template<class T>
 void expectSound(UninitializedDictionaryFixture<T>& fixture) {
     for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL})

@@ -20,7 +20,7 @@
 
 namespace {
 
-/// A factory of datatypes that only the registry is asked about.
+/// A factory of datatypes that is used only with the registry.
 class TestFactory final : public DictionaryDatatypeFactory {
 public:
     using DictionaryDatatypeFactory::DictionaryDatatypeFactory;
@@ -66,7 +66,7 @@ const DictionaryDatatypeFactory* findByName(const std::string& datatypeName) {
     return DictionaryDatatypeFactory::getFactory(datatypeName);
 }
 
-/// Only the string datatypes and the terms are left.
+/// Expects that only the string datatypes and the terms are registered.
 void expectNobodyElseRegistered() {
     for (unsigned datatypeID = 0; datatypeID < 256; ++datatypeID)
         EXPECT_EQ(datatypeID == 5 || datatypeID == 6 || (datatypeID >= 250 && datatypeID <= 254),

@@ -27,7 +27,7 @@ static_assert(std::is_empty_v<DictionaryDatatype::GetNextResourceID>);
 static_assert(sizeof(DictionaryDatatype::GetTargetResourceID) == sizeof(uint64_t));
 static_assert(std::is_trivially_copyable_v<DictionaryCommitPoint> && sizeof(DictionaryCommitPoint) == sizeof(uint64_t));
 
-/// The slots of a datatype class's own view of the operations.
+/// Returns the virtual slots of the operations as declared in a datatype class.
 template<class Datatype>
 void expectAgreedSlots() {
     EXPECT_EQ(2u, getVirtualSlot(&Datatype::initialize)) << "0 and 1 are the destructors'";

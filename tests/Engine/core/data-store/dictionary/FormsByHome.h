@@ -7,12 +7,12 @@
 #include <utility>
 #include <vector>
 
-/// The bucket at which the probe for a lexical form starts.
+/// Returns the bucket at which the probe for a lexical form starts.
 inline size_t getHome(const std::string& lexicalForm, const size_t numberOfBuckets) {
     return hashLexicalForm(lexicalForm.data(), lexicalForm.size()) & (numberOfBuckets - 1);
 }
 
-/// `count` distinct lexical forms, all ending in `suffix`, that have the given home in a table of `numberOfBuckets`.
+/// Returns `count` distinct lexical forms that end in `suffix` and have the given home in a table of `numberOfBuckets`.
 inline std::vector<std::string> getFormsWithHome(const size_t home, const size_t numberOfBuckets, const size_t count,
                                                  const std::string& suffix = "") {
     std::vector<std::string> lexicalForms;

@@ -74,8 +74,8 @@ TYPED_TEST(GroupProbeTest, aWholeGroupIsFoundInAnyOrder) {
         EXPECT_EQ(index + 1, groupProbe.getResourceID(index));
 }
 
-// A group of strings that are not there passes over all that have the same home, and over the table's end, and each of
-// its probes ends at the first empty bucket.
+// The probes of a group of absent strings pass all strings with the same home, and the end of the table, and each ends
+// at the first empty bucket.
 TYPED_TEST(GroupProbeTest, theLastBucketIsTheFirstEmptyOneOfTheProbe) {
     constexpr size_t HOME = BUCKETS - 7;
     const std::vector<std::string> forms = getFormsWithHome(HOME, BUCKETS, GROUP + 40);

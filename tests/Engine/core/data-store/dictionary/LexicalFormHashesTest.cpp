@@ -34,7 +34,7 @@ void expectRightHashes(const std::vector<std::string>& texts) {
         ASSERT_EQ(place, order[place]) << "every form has one place";
 }
 
-/// Lengths 0 to `largestLength` in no order.
+/// Makes texts of lengths 0 to `largestLength` in no particular order.
 std::vector<std::string> makeTexts(const size_t numberOfTexts, const size_t largestLength) {
     std::mt19937_64 generator(numberOfTexts);
     std::vector<std::string> texts;

@@ -18,7 +18,7 @@ using namespace melnar;
 
 namespace {
 
-/// An implementation, when this processor can run it.
+/// An implementation, if this processor can run it.
 struct Implementation {
     const char* m_name;
     LexicalFormLanes::HashInOrder m_hashInOrder;
@@ -35,7 +35,7 @@ std::vector<Implementation> getImplementations() {
     return implementations;
 }
 
-/// Forms between pages that cannot be read, flush with one of them: the lanes read words, by instructions that
+/// Forms between inaccessible pages, adjacent to one of them: the lanes read words, with instructions that
 /// AddressSanitizer does not watch.
 class Forms {
 public:

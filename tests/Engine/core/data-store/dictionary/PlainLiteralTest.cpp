@@ -28,7 +28,7 @@ bool isASCIIDigit(const unsigned byte) {
     return byte >= '0' && byte <= '9';
 }
 
-/// An '@' more would make another tag of what follows it.
+/// Returns all bytes except '@', since another '@' would start another tag.
 std::vector<unsigned> getAllBytesButAtSign() {
     std::vector<unsigned> bytes;
     for (unsigned byte = 0; byte < 256; ++byte)

@@ -23,7 +23,7 @@ namespace {
 constexpr size_t GROUP = PreparedEntries::CAPACITY;
 constexpr size_t GROUP_BYTES = PreparedEntries::MAXIMUM_NUMBER_OF_BYTES;
 
-/// The ends of all groups of a batch of literals of these lengths.
+/// Returns the ends of all groups in a batch of literals of these lengths.
 std::vector<size_t> getGroupEnds(const std::vector<size_t>& lengths) {
     OwnedLiterals literals;
     for (const size_t length : lengths)

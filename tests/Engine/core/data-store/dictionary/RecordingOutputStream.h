@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-/// Keeps the bytes of each write apart.
+/// Records the bytes of each write separately.
 class RecordingOutputStream final : public OutputStream {
 public:
     const std::string& getName() const override { return m_name; }

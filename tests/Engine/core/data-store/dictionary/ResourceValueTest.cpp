@@ -31,8 +31,8 @@ std::string getAuxiliaryText(const ResourceValue& value) {
     return std::string(reinterpret_cast<const char*>(value.m_auxiliaryData), value.m_auxiliaryDataSize);
 }
 
-/// Makes a value whose ranges are parts of `text`, which lies in storage of its own. Neither range begins where the
-/// storage does, and they overlap.
+/// Makes a value whose ranges are parts of `text`, which is in its own storage. Neither range starts where the storage
+/// does, and they overlap.
 ResourceValue makeValueOfParts(const std::string& text) {
     ResourceValue value;
     uint8_t* const storage = value.useOwnStorage(text.size());
@@ -45,7 +45,7 @@ ResourceValue makeValueOfParts(const std::string& text) {
     return value;
 }
 
-/// A text without repetitions for an inline buffer, the longest one, and two for a block.
+/// Returns a text without repetitions for an inline buffer, the longest such text, and two for a heap block.
 const std::vector<std::string>& getTexts() {
     static const std::vector<std::string> s_texts = [] {
         std::vector<std::string> texts;
@@ -228,7 +228,7 @@ TEST(ResourceValueTest, aCopyHoldsItsOwnAuxiliaryDataWhereThereIsNoData) {
 
 TEST(ResourceValueTest, aCopyOfAnEmptyValueIsEmpty) {
     const ResourceValue value;
-    const ResourceValue copy(value); // NOLINT(performance-unnecessary-copy-initialization): it is what is tested
+    const ResourceValue copy(value); // NOLINT(performance-unnecessary-copy-initialization): this is what is tested
     EXPECT_TRUE(isEmpty(copy));
 }
 

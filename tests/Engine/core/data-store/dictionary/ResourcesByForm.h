@@ -10,8 +10,8 @@
 #include <string>
 #include <unordered_map>
 
-/// Reads every ID that was given out, and returns how many of them each lexical form has. Expects that the pool holds
-/// their chunks and nothing else.
+/// Reads every assigned ID, and returns how many of them each lexical form has. Expects that the pool contains their
+/// chunks and nothing else.
 template<class T>
 std::unordered_map<std::string, size_t> countResourcesByForm(const DictionaryFixture<T>& fixture) {
     const uint64_t nextResourceID = fixture.m_nextResourceID.load();

@@ -18,10 +18,10 @@ std::string toBytes(Number number) {
     return bytes;
 }
 
-/// What the stream of one table holds, and its bytes, put together here by hand.
+/// The contents of one table's stream, and its bytes, assembled here by hand.
 template<class T>
 struct SavedTable {
-    static constexpr size_t FIELDS_SIZE = 1081; // what stands before the bucket array
+    static constexpr size_t FIELDS_SIZE = 1081; // everything before the bucket array
 
     std::string toStream() const {
         std::string bytes = toBytes(uint64_t(17)) + "ParallelHashTable";
@@ -44,15 +44,15 @@ struct SavedTable {
     uint64_t m_resizeThreshold = 716;
     uint64_t m_numberOfUsedBuckets = 0;
     uint64_t m_numberOfDeletedBuckets = 0;
-    std::map<size_t, uint32_t> m_quotas{}; // by slot; 0 where none is given
+    std::map<size_t, uint32_t> m_quotas{}; // by slot; 0 if absent
     uint64_t m_capacity = 1024;
     std::vector<T> m_buckets = std::vector<T>(1024);
 };
 
-/// The same of a datatype; as it is, a freshly initialised one.
+/// The same of a datatype; by default, a newly initialised one.
 template<class T>
 struct SavedDatatype {
-    static constexpr size_t HEADER_SIZE = 30; // what stands before the first table
+    static constexpr size_t HEADER_SIZE = 30; // everything before the first table
 
     std::string toStream() const {
         return toBytes(uint64_t(14)) + "StringDatatype" + toBytes(m_initialSize) + m_xsdStringTable.toStream() +

@@ -15,15 +15,15 @@
 
 /// Logs when a thread enters and leaves its slots in the two tables of a string datatype.
 ///
-/// A slot that is entered and left without a wait makes no call that could be observed. So each slot gets a phantom: a
-/// waiter to which the slot is handed over and which never takes it. Every entry then takes the hand-over, under the
-/// slot's mutex, and every exit makes it again.
+/// Entering and leaving a slot without a wait makes no call that could be observed. So each slot gets a phantom: a
+/// waiter that gets the slot in a hand-over and never takes it. Every entry then takes the hand-over, under the slot's
+/// mutex, and every exit makes it again.
 ///
 /// Threads  The slots are those of the thread that makes the log. No other thread resizes the tables.
 template<class T>
 class SlotLog : public LockObserver {
 public:
-    /// What the tables hold at a step, by table: strings first, plain literals second.
+    /// The contents of the tables at a step, by table: strings first, plain literals second.
     struct Contents {
         bool operator==(const Contents&) const = default;
 
@@ -39,7 +39,7 @@ public:
     };
 
     explicit SlotLog(UninitializedDictionaryFixture<T>& fixture) : m_fixture(fixture) {
-        m_steps.reserve(10000); // the observed thread makes no allocation that it would not make without the log
+        m_steps.reserve(10000); // the observed thread makes the same allocations as without the log
         for (const uint8_t datatypeID : DATATYPE_IDS) {
             melnar::TableThreadContext& slot = getSlot(datatypeID);
             slot.m_lockCount.store(1, std::memory_order_relaxed);
@@ -47,7 +47,7 @@ public:
         }
     }
 
-    /// Ends the phantoms. A slot that is still held stays so.
+    /// Ends the phantoms. A slot that is still held stays held.
     ~SlotLog() override {
         for (const uint8_t datatypeID : DATATYPE_IDS) {
             melnar::TableThreadContext& slot = getSlot(datatypeID);
@@ -68,7 +68,7 @@ public:
         }
     }
 
-    /// The log so far, which begins anew.
+    /// Returns the log so far, and clears it.
     std::vector<Step> takeSteps() {
         std::vector<Step> steps = m_steps;
         m_steps.clear();

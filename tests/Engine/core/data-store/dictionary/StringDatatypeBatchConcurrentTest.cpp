@@ -39,7 +39,7 @@ protected:
         return TablePeer::getBuckets(getTable(m_fixture, datatypeID))[getHome(lexicalForm, BUCKETS)];
     }
 
-    /// Whether a thread holds its slot in a table.
+    /// Returns whether a thread holds its slot in a table.
     bool isInside(const size_t slot, const uint8_t datatypeID) {
         return TablePeer::getThreadContexts(getTable(m_fixture, datatypeID))[slot].m_lockCount.load() != 0;
     }
@@ -47,7 +47,7 @@ protected:
     DictionaryFixture<T> m_fixture;
 };
 
-/// An operation in a thread of its own, at a slot of its own.
+/// An operation in a separate thread, at its own slot.
 class Worker {
 public:
     Worker(const size_t slot, std::function<BatchAnswers()> operation)
@@ -72,7 +72,7 @@ private:
     std::thread m_thread;
 };
 
-/// Gives a thread that is about to wait for a bucket the time to reach it.
+/// Gives a thread that is about to wait for a bucket time to reach it.
 void letOthersRun() {
     for (size_t turn = 0; turn < 20; ++turn)
         std::this_thread::yield();
@@ -162,8 +162,8 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, aLookupOfABatchWaitsForTheOutcomeO
     EXPECT_EQ((BatchAnswers{std::vector<uint64_t>(GROUP, 0)}), worker.getAnswers());
 }
 
-// The batch has looked for its strings in one table and waits in the other one. The first table, where it holds no
-// slot, grows meanwhile: where its probes ended there is no longer a place.
+// The batch has looked up its strings in one table and waits in the other one. The first table, where it holds no slot,
+// grows: the buckets at which its probes ended are no longer valid.
 TYPED_TEST(StringDatatypeBatchConcurrentTest, oneTableGrowsWhileABatchWaitsInTheOther) {
     if (areFingerprintsUnderTest())
         GTEST_SKIP() << "a batch that only looks does not wait then, so nothing can grow meanwhile";
@@ -191,8 +191,8 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, oneTableGrowsWhileABatchWaitsInThe
     }
 }
 
-// The batch has no quota left and waits for a bucket while another thread begins a resize, which waits for the batch's
-// slot. When the batch goes on, it joins the resize: its buckets have moved.
+// The batch has no quota left and waits for a bucket while another thread starts a resize, which waits for the batch's
+// slot. When the batch continues, it joins the resize: its buckets have moved.
 TYPED_TEST(StringDatatypeBatchConcurrentTest, aBatchJoinsTheResizeThatWaitsForIt) {
     if (areFingerprintsUnderTest())
         GTEST_SKIP() << "a batch that only looks does not wait then, so no resize can wait for it";
@@ -200,7 +200,7 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, aBatchJoinsTheResizeThatWaitsForIt
     ASSERT_EQ(BUCKETS, getTable(this->m_fixture).getNumberOfBuckets());
     OwnedLiterals literals = makeStrings(GROUP - 1, "new ");
     literals.push_back({"old 5@en", D_XSD_STRING});
-    // A bucket that ends a probe, so that nobody but the batch waits for it.
+    // A bucket that ends a probe, so that only the batch waits for it.
     auto& table = getTable(this->m_fixture);
     size_t index = table.getHomeIndex(
         hashLexicalForm(literals[GROUP / 2].m_lexicalForm.data(), literals[GROUP / 2].m_lexicalForm.size()));

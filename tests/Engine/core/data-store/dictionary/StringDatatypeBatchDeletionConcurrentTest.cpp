@@ -25,8 +25,8 @@ namespace {
 constexpr size_t STRINGS = 2 * PreparedEntries::CAPACITY + 50; // a batch of several groups
 constexpr size_t DELETING_THREADS = 3;
 constexpr size_t BATCH_THREADS = 3;
-constexpr size_t ROUNDS = 15;         // of withdrawing all strings; more when the batches have met too little
-constexpr size_t LARGEST_ROUND = 400; // where the threads give up to meet
+constexpr size_t ROUNDS = 15;         // of withdrawing all strings; more if the batches have met too few withdrawals
+constexpr size_t LARGEST_ROUND = 400; // after which the threads stop trying to meet
 constexpr size_t LARGEST_ID = STRINGS * (LARGEST_ROUND + 1);
 
 uint8_t chooseDatatypeID(const size_t number) {
@@ -41,8 +41,8 @@ OwnedLiterals makeStrings() {
     return literals;
 }
 
-/// What the one thread that withdraws a string knows of it. While the version is even and stays, the string has the ID
-/// without a break; anybody may create the string while the version is odd.
+/// The state of a string, maintained by the only thread that withdraws it. While the version is even and unchanged, the
+/// string has the ID; while it is odd, any thread may create the string.
 struct Presence {
     bool operator==(const Presence&) const = default;
     bool isCertain() const { return m_version % 2 == 0; }
@@ -67,7 +67,7 @@ protected:
 
     bool haveMet() const { return m_certainAnswers.load() != 0 && m_uncertainAnswers.load() != 0; }
 
-    /// Creates and withdraws the strings of one thread; they exist at the end.
+    /// Creates and withdraws the strings of one thread repeatedly; they exist at the end.
     void withdrawAgainAndAgain(const size_t thread) {
         DictionaryThreadContext threadContext(m_fixture.m_dataPool);
         for (size_t round = 0; round < ROUNDS || (round < LARGEST_ROUND && !haveMet()); ++round)
@@ -89,8 +89,8 @@ protected:
         m_deletingThreads.fetch_sub(1, std::memory_order_acq_rel);
     }
 
-    /// Expects of each answer that it was right at some moment between `begin` and now. `wasWithdrawn` tells of IDs
-    /// what was certain at the begin.
+    /// Expects that each result was right at some moment between `begin` and now. `wasWithdrawn` states which IDs were
+    /// certainly withdrawn at the start.
     void expectAnswersOfTheirTime(const std::vector<BatchEntry>& entries, const std::vector<size_t>& numbers,
                                   const std::vector<Presence>& begin, const uint64_t firstNewID,
                                   const std::vector<bool>& wasWithdrawn, const bool isLookUp) {
@@ -149,7 +149,7 @@ protected:
 
     DictionaryFixture<T> m_fixture;
     const OwnedLiterals m_literals;
-    std::vector<std::atomic<uint64_t>> m_versions; // with the next one: Presence
+    std::vector<std::atomic<uint64_t>> m_versions; // together with the next member: Presence
     std::vector<std::atomic<uint64_t>> m_resourceIDs;
     std::vector<std::atomic<bool>> m_isWithdrawn; // by ID; true only after the withdrawal
     std::atomic<size_t> m_deletingThreads{DELETING_THREADS};

@@ -31,14 +31,14 @@ using TablePeer = ParallelHashTableTestPeer;
 
 constexpr size_t GROUP = PreparedEntries::CAPACITY;
 
-/// The first is with its terminator one more than the largest size; with the last one's the count wraps to 0.
+/// The first one, with its terminator, exceeds the largest size by one; the last one's count wraps to 0.
 constexpr size_t TOO_LONG[] = {0x1FFFFFFFFFFFFFFF, std::numeric_limits<size_t>::max() - 1,
                                std::numeric_limits<size_t>::max()};
 
 template<class T>
 class StringDatatypeBatchFailureTest : public testing::Test {};
 
-/// What an operation refuses in its own place, as describeException tells it.
+/// Returns the refusal of an operation with its assigned line, in the format of describeException.
 std::string describeRefusal(const std::string& reason, const long sourceLineNumber, const std::string& lexicalForm) {
     return describeException(std::make_exception_ptr(MelnarException(
         "Engine/core/data-store/dictionary/StringDatatype", sourceLineNumber, MelnarException::NO_CAUSES,
@@ -62,7 +62,7 @@ OwnedLiterals makeStrings(const size_t count, const std::string& prefix) {
     return literals;
 }
 
-/// Literals of both datatypes and several lengths, some of them twice; none is refused.
+/// Makes literals of both datatypes and several lengths, some of them twice; none is refused.
 OwnedLiterals makeMixture(const size_t count) {
     OwnedLiterals literals;
     for (size_t index = 0; index < count; ++index) {
@@ -73,8 +73,8 @@ OwnedLiterals makeMixture(const size_t count) {
     return literals;
 }
 
-/// Expects of a batch that was refused in parts: who has an ID can be read and found under it, equal literals have the
-/// same, nothing else has one, and no ID was lost. Returns how many were refused.
+/// Expects of a partly refused batch that each literal with an ID can be read and is found under it, equal literals
+/// have the same ID, no other literal has one, and no ID was lost. Returns how many were refused.
 template<class T>
 size_t expectConsistent(DictionaryFixture<T>& fixture, const OwnedLiterals& literals, const BatchAnswers& answers) {
     std::map<std::pair<uint8_t, std::string>, uint64_t> resourceIDs;
@@ -208,7 +208,7 @@ TYPED_TEST(StringDatatypeBatchFailureTest, theLargestNumberOfResourcesMayBeReach
         SCOPED_TRACE(maximum);
         DictionaryFixture<TypeParam> fixture(DictionaryParts::MEMORY_LIMIT, maximum + 1);
         const OwnedLiterals literals = makeStrings(3 * GROUP, "");
-        OwnedLiterals twice = literals; // and all of them again, which finds those that exist
+        OwnedLiterals twice = literals; // and all of them again, which finds the existing ones
         twice.insert(twice.end(), literals.begin(), literals.end());
         BatchAnswers expected;
         for (size_t index = 0; index < twice.size(); ++index) {
@@ -223,7 +223,7 @@ TYPED_TEST(StringDatatypeBatchFailureTest, theLargestNumberOfResourcesMayBeReach
     }
 }
 
-// Memory is left page by page more, until everything fits: every growth of every part is refused in its turn.
+// One more page of memory is left each time, until everything fits: every growth of every part is refused in turn.
 TYPED_TEST(StringDatatypeBatchFailureTest, memoryMayEndAtAnyPlaceOfABatch) {
     const OwnedLiterals literals = makeMixture(8 * GROUP);
     size_t runsWithFailures = 0;
@@ -262,7 +262,7 @@ TYPED_TEST(StringDatatypeBatchFailureTest, aTableThatCannotGrowStillFindsWhatIsT
     for (size_t index = 0; index < GROUP; ++index)
         literals.insert(literals.begin() + static_cast<ptrdiff_t>(index * 2),
                         {"new " + std::to_string(index), D_XSD_STRING});
-    literals.push_back({"a@en", D_RDF_PLAIN_LITERAL}); // another table, which has room
+    literals.push_back({"a@en", D_RDF_PLAIN_LITERAL}); // another table with room
     {
         const MemoryShortage shortage(fixture.m_memoryManager, 2048 * sizeof(TypeParam) - 1);
         const BatchAnswers answers = resolveAtOnce(fixture, literals);
@@ -313,7 +313,7 @@ TYPED_TEST(StringDatatypeBatchFailureTest, aLongStringWithoutRoomIsRefusedAlone)
     EXPECT_EQ(resolveOneByOne(single, literals), answers) << "and in the same words";
 }
 
-/// Only the failures take memory, and its lack ends the batch: nobody has asked for an exception.
+/// Only the failures take memory, and lack of it ends the batch: no exception was requested.
 TYPED_TEST(StringDatatypeBatchFailureTest, anyAllocationMayFail) {
     OwnedLiterals literals = makeStrings(2 * GROUP, "a string that no small buffer holds, number ");
     const std::vector<size_t> refused{3, GROUP - 1, GROUP, GROUP + 1, GROUP + 2, 2 * GROUP - 1};

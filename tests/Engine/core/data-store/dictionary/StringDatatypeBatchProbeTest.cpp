@@ -25,11 +25,11 @@ using TablePeer = ParallelHashTableTestPeer;
 constexpr size_t BUCKETS = 1024;
 constexpr size_t GROUP = PreparedEntries::CAPACITY;
 
-/// The batch operations where probes are long and meet much that they must pass.
+/// Batch operations with long probes that pass many entries.
 template<class T>
 class StringDatatypeBatchProbeTest : public testing::Test {
 protected:
-    /// A batch finds what single lookups find.
+    /// Expects that a batch finds what single lookups find.
     void expectLookUps(const OwnedLiterals& literals, const DictionaryCommitPoint commitPoint) {
         EXPECT_EQ(lookUpOneByOne(m_fixture, literals, commitPoint), lookUpAtOnce(m_fixture, literals, commitPoint))
             << "as of " << commitPoint.m_resourceID;
@@ -53,7 +53,7 @@ OwnedLiterals toLiterals(const std::vector<std::string>& lexicalForms, const uin
 
 TYPED_TEST_SUITE(StringDatatypeBatchProbeTest, DatatypeWidths, DatatypeWidthNames);
 
-// A full group of strings that are not there tries every string of the chain for each of them.
+// The probes of a full group of absent strings compare each string of the chain.
 TYPED_TEST(StringDatatypeBatchProbeTest, chainsOfAnyLengthArePassed) {
     const std::vector<std::string> forms = getFormsWithHome(BUCKETS - 10, BUCKETS, 40 + GROUP);
     for (size_t length = 0; length <= 40; ++length) {
@@ -150,7 +150,7 @@ TYPED_TEST(StringDatatypeBatchProbeTest, everyCommitPointCoversTheIDsBelowIt) {
     EXPECT_EQ((BatchAnswers{resourceIDs}), resolveAtOnce(this->m_fixture, literals)) << "resolving sees everything";
 }
 
-// The same string stood in the chain before, withdrawn, and stands there again; and equal lengths are many.
+// The chain contains the same string twice, withdrawn and again; and many strings have the same length.
 TYPED_TEST(StringDatatypeBatchProbeTest, randomChangesAtFewHomesKeepBatchesAndSinglesAlike) {
     OwnedLiterals pool;
     for (const size_t home : {size_t(0), size_t(1), BUCKETS - 2, BUCKETS - 1})

@@ -31,18 +31,18 @@ namespace {
 constexpr uint32_t SHARED_LITERALS = 6000; // resolved by all threads, never deleted
 constexpr size_t STEPS = 600;              // of all threads together
 
-/// Batches of several groups; where so many threads make them that they take long, of up to two.
+/// Returns the largest size: several groups, but at most two if many threads make the batches slow.
 uint32_t getLargestBatch(const size_t numberOfThreads) {
     return (numberOfThreads <= 64 ? 5 : 2) * uint32_t(PreparedEntries::CAPACITY);
 }
 
-/// A valid literal of either datatype; some are too long for a one-byte size header.
+/// Makes a valid literal of either datatype; some are too long for a one-byte size header.
 OwnedLiteral makeLiteral(const std::string& kind, const uint64_t number) {
     return {kind + std::string(number % 7 == 0 ? 150 : 0, '.') + std::to_string(number) + "@en",
             number % 2 == 0 ? D_XSD_STRING : D_RDF_PLAIN_LITERAL};
 }
 
-/// One datatype under the batches and single operations of many threads, and what they found out about it.
+/// One datatype, used by batches and single operations of many threads, and their findings.
 template<class T>
 class BatchStressRun {
 public:
@@ -53,7 +53,7 @@ public:
         runTogether(m_numberOfThreads, [this](const size_t index) { Worker(*this, index).work(); });
     }
 
-    /// What must hold after any interleaving.
+    /// Checks everything that must hold after any interleaving.
     void check() {
         expectSound(m_fixture);
         for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL})
@@ -76,7 +76,7 @@ public:
 private:
     class Worker;
 
-    /// Each literal has its share of the IDs that were given out, and none was lost.
+    /// Checks that each literal has its share of the assigned IDs, and none was lost.
     void checkEveryResource(const size_t sharedLiterals) {
         size_t sharedResources = 0;
         size_t ownResources = 0;
@@ -95,13 +95,13 @@ private:
     const size_t m_numberOfThreads;
     const uint32_t m_seed;
     DictionaryFixture<T> m_fixture;
-    std::vector<std::atomic<uint64_t>> m_sharedIDs; // 0 until a thread has been told
+    std::vector<std::atomic<uint64_t>> m_sharedIDs; // 0 until a thread has got one
     std::atomic<size_t> m_sharedAnswers{0};
     std::atomic<size_t> m_ownResources{0};
     std::atomic<size_t> m_batchesWithGrowth{0};
 };
 
-/// One thread's work.
+/// The work of one thread.
 template<class T>
 class BatchStressRun<T>::Worker {
 public:
@@ -115,7 +115,7 @@ public:
     void work() {
         const size_t steps = STEPS / m_run.m_numberOfThreads + 4;
         for (size_t step = 0; step < steps; ++step)
-            switch (step < 2 ? step : m_random() % 8) { // so that every thread does the first two
+            switch (step < 2 ? step : m_random() % 8) { // every thread does the first two
             case 0:
             case 2:
                 resolveShared();
@@ -166,7 +166,7 @@ private:
         return answers;
     }
 
-    /// All threads are told the same.
+    /// Expects that all threads get the same ID.
     void noteShared(const uint32_t number, const uint64_t resourceID) {
         ASSERT_NE(0u, resourceID);
         uint64_t known = 0;
@@ -176,7 +176,7 @@ private:
         ++m_run.m_sharedAnswers;
     }
 
-    /// With a literal that is refused here and there.
+    /// Resolves shared literals, with refused ones among them.
     void resolveShared() {
         std::vector<uint32_t> numbers = drawNumbers();
         OwnedLiterals literals = makeShared(numbers);
@@ -250,7 +250,7 @@ private:
                       entries[index].m_lexicalForm);
     }
 
-    /// Literals that no other thread knows.
+    /// Resolves, deletes and resolves again literals that no other thread uses.
     void resolveDeleteAndResolveOwn(const size_t step) {
         OwnedLiterals literals;
         const size_t size = 1 + m_random() % m_largestBatch;
@@ -299,10 +299,10 @@ protected:
     }
 };
 
-constexpr size_t LITERALS_FOR_MEMORY = 850; // those of one datatype are more than its first table holds
+constexpr size_t LITERALS_FOR_MEMORY = 850; // those of one datatype exceed its first table
 
-/// Threads resolve the same literals, each in batches and an order of its own, with `pages` pages of memory to share.
-/// Returns how often they were refused.
+/// Threads resolve the same literals, each in its own batches and order, with `pages` pages of memory to share. Returns
+/// how often they were refused.
 template<class T>
 size_t resolveWithin(const size_t pages, const size_t numberOfThreads) {
     SCOPED_TRACE(testing::Message() << pages << " pages for " << numberOfThreads << " threads");
@@ -365,12 +365,12 @@ size_t resolveWithin(const size_t pages, const size_t numberOfThreads) {
     return refusals.load();
 }
 
-/// Threads insert one string over and over, in the middle of a batch, while there is no memory for it, until there is.
+/// Threads insert one string repeatedly, in the middle of a batch, while there is no memory for it, until there is.
 template<class T>
 void contendForOneBucket(const size_t numberOfThreads) {
     SCOPED_TRACE(testing::Message() << numberOfThreads << " threads");
     DictionaryFixture<T> fixture;
-    fixture.resolve("a"); // the regions are there; only the chunk will lack memory
+    fixture.resolve("a"); // the regions exist; only the chunk will lack memory
     fixture.resolve("b");
     const OwnedLiterals literals{{"a", D_XSD_STRING},
                                  {std::string(fixture.m_dataPool.getCommittedBytes(), 'x'), D_XSD_STRING},
@@ -422,7 +422,7 @@ TYPED_TEST(StringDatatypeBatchStressTest, moreThreadsThanSlotsAgreeOnEverything)
     TestFixture::stress(300);
 }
 
-// Two threads meet every growth; eight, which are refused a lot and so take long, every third one.
+// Two threads meet every growth; eight, which take long because they are often refused, every third one.
 TYPED_TEST(StringDatatypeBatchStressTest, memoryThatEndsAtAnyGrowthHarmsNothing) {
     for (const auto& [numberOfThreads, step] : {std::pair(size_t(2), size_t(1)), std::pair(size_t(8), size_t(3))}) {
         size_t pages = 0;

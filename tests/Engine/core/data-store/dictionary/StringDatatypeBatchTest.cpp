@@ -31,7 +31,7 @@ constexpr size_t GROUP_BYTES = PreparedEntries::MAXIMUM_NUMBER_OF_BYTES;
 template<class T>
 class StringDatatypeBatchTest : public testing::Test {};
 
-/// Every size up to one that fills some groups, and those around the borders of groups and parts.
+/// Returns every size up to one that fills some groups, and sizes around the limits of groups and parts.
 std::vector<size_t> getBatchSizes() {
     std::set<size_t> sizes;
     for (size_t size = 0; size <= 200; ++size)
@@ -41,7 +41,7 @@ std::vector<size_t> getBatchSizes() {
     return {sizes.begin(), sizes.end()};
 }
 
-/// A literal of any kind, refused ones included, as a function of its number.
+/// Makes a literal of any kind, including refused ones, as a function of its number.
 OwnedLiteral makeLiteral(const uint32_t number) {
     const std::string text = std::to_string(number) + std::string(number % 11 == 0 ? number % 300 : number % 5, 'x');
     if (number % 50 == 7)
@@ -69,8 +69,8 @@ OwnedLiterals makeStrings(const size_t count, const std::string& prefix, const u
     return literals;
 }
 
-/// Two datatypes, of which one answers literals one after the other and the other one in batches: all that comes out of
-/// them is the same.
+/// Two datatypes: one processes literals one after the other, the other one in batches. Their results must be
+/// identical.
 template<class T>
 class Twins {
 public:
@@ -79,7 +79,7 @@ public:
         lookUp(literals, EVERYTHING);
     }
 
-    /// Both make the same file of the literals, which are resolved and nothing else.
+    /// Expects that both make the same file from the literals, which are only resolved.
     void expectSameBytes(const OwnedLiterals& literals) {
         resolveOneByOne(m_single, literals);
         resolveAtOnce(m_batch, literals);
@@ -97,7 +97,7 @@ public:
         m_batch.m_datatype.deleteUncommittedResourceID(resourceID, datatypeID);
     }
 
-    /// Both hold the same resources, at the same places of the pool.
+    /// Expects that both have the same resources, at the same offsets of the pool.
     void check() {
         ASSERT_EQ(m_single.m_nextResourceID.load(), m_batch.m_nextResourceID.load());
         ASSERT_EQ(m_single.m_dataPool.getEnd(), m_batch.m_dataPool.getEnd());
@@ -377,7 +377,8 @@ TYPED_TEST(StringDatatypeBatchTest, lookingUpCreatesNothing) {
     EXPECT_EQ(0u, TablePeer::getNumberOfUsedBuckets(getTable(fixture, D_RDF_PLAIN_LITERAL)).load());
 }
 
-// The table grows when the 701st string comes: at every place of a group in turn, the others before and behind it.
+// The table grows when the 701st string comes: at every position of a group in turn, with the others before and after
+// it.
 TYPED_TEST(StringDatatypeBatchTest, aTableMayGrowAtAnyPlaceOfAGroup) {
     for (size_t place = 0; place < GROUP; ++place) {
         SCOPED_TRACE(place);
@@ -389,7 +390,7 @@ TYPED_TEST(StringDatatypeBatchTest, aTableMayGrowAtAnyPlaceOfAGroup) {
         }
         ASSERT_EQ(1024u, getTable(twins.m_batch).getNumberOfBuckets());
         OwnedLiterals newStrings = makeStrings(GROUP - 2, "new ");
-        newStrings.push_back(newStrings[0]); // there already when its turn comes
+        newStrings.push_back(newStrings[0]); // exists already when its turn comes
         newStrings.push_back(oldStrings[0]);
         twins.resolve(newStrings);
         EXPECT_EQ(place < GROUP - 1 ? 2048u : 1024u, getTable(twins.m_batch).getNumberOfBuckets());
@@ -412,7 +413,7 @@ TYPED_TEST(StringDatatypeBatchTest, tablesGrowManyTimesWithinABatch) {
     twins.check();
 }
 
-// 600 of 700 entries are tombstones: more than half the table, which is therefore rebuilt in the same size.
+// 600 of 700 entries are tombstones: more than half the table, which is therefore rebuilt with the same size.
 TYPED_TEST(StringDatatypeBatchTest, aBatchMayRebuildATableWithoutItsTombstones) {
     for (const size_t place : {size_t(0), size_t(1), size_t(30), size_t(60)}) {
         SCOPED_TRACE(place);

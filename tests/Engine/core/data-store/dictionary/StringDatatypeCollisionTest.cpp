@@ -28,7 +28,7 @@ constexpr size_t HOME = 300;
 template<class T>
 class StringDatatypeCollisionTest : public testing::Test {};
 
-/// Texts with a suffix that have one home bucket in the smallest table, and one fingerprint.
+/// Makes texts with a suffix that have the same home bucket in the smallest table, and the same fingerprint.
 OwnedLiterals makeCollidingLiterals(const size_t count, const uint8_t datatypeID) {
     const std::string suffix = datatypeID == D_RDF_PLAIN_LITERAL ? "@en" : "";
     OwnedLiterals literals;
@@ -41,8 +41,8 @@ OwnedLiterals makeCollidingLiterals(const size_t count, const uint8_t datatypeID
     return literals;
 }
 
-/// Ordinary literals of both datatypes, whose home buckets are not near a given one: without fingerprints, every string
-/// that a probe meets counts.
+/// Makes ordinary literals of both datatypes whose home buckets are not near a given one: without fingerprints, every
+/// string that a probe passes counts.
 OwnedLiterals makeOrdinaryLiterals(const size_t count, const size_t avoidedHome) {
     OwnedLiterals literals;
     for (size_t number = 0; literals.size() < count; ++number) {
@@ -61,7 +61,7 @@ OwnedLiterals makeFullyCollidingLiterals() {
     return literals;
 }
 
-/// Expects that an operation is refused because of so many collisions, and changes nothing.
+/// Expects that an operation is refused because of a number of collisions, and changes nothing.
 template<class T, class Operation>
 void expectRefused(DictionaryFixture<T>& fixture, const size_t numberOfCollisions, const Operation operation) {
     const uint64_t nextResourceID = fixture.m_nextResourceID.load();

@@ -43,8 +43,8 @@ struct CompactionState : public DictionaryCompactionState {
     }
 };
 
-/// Compacts as a dictionary would: the surviving resources, in ascending order of their IDs, get the IDs from 1 on, and
-/// their chunks are moved together.
+/// Compacts like a dictionary: the surviving resources, in ascending order of their IDs, get IDs from 1 on, and their
+/// chunks are moved together.
 template<class T>
 void compact(DictionaryFixture<T>& fixture, const std::vector<uint64_t>& survivors) {
     CompactionState state(fixture.m_memoryManager, survivors.size() + 1);
@@ -172,7 +172,7 @@ TYPED_TEST(StringDatatypeCompactionTest, survivorsAreFoundUnderTheirNewIDs) {
     expectRebuilt(fixture, D_RDF_PLAIN_LITERAL, 2048, 800);
 }
 
-// The offsets behind the last survivor are nobody's, and point to where other chunks lie now.
+// The offsets after the last survivor belong to no resource, and point to where other chunks are now.
 TYPED_TEST(StringDatatypeCompactionTest, theLastSurvivorIsFoundWhereOldOffsetsFollow) {
     DictionaryFixture<TypeParam> fixture;
     for (uint64_t number = 1; number <= 4; ++number)
@@ -318,7 +318,7 @@ TYPED_TEST(StringDatatypeCompactionTest, anUnfinishedResizeIsFinishedFirst) {
     std::vector<uint64_t> survivors;
     for (uint64_t number = 1; number <= 500; ++number)
         survivors.push_back(fixture.resolve(std::to_string(number)));
-    // What a leader leaves that was stopped right after it started a resize.
+    // The state that a leader leaves that was stopped right after it started a resize.
     auto& table = getTable(fixture, D_XSD_STRING);
     auto& oldBuckets = TablePeer::getOldBuckets(table);
     oldBuckets.initialize(2048);

@@ -28,14 +28,14 @@ using TablePeer = ParallelHashTableTestPeer;
 template<class T>
 class StringDatatypeConcurrentTest : public testing::Test {};
 
-/// The bucket where the probe for a form starts.
+/// Returns the bucket at which the probe for a form starts.
 template<class T>
 auto& getHomeBucket(DictionaryFixture<T>& fixture, const std::string& lexicalForm) {
     auto& table = getTable(fixture);
     return TablePeer::getBuckets(table)[getHome(lexicalForm, table.getNumberOfBuckets())];
 }
 
-/// Runs an operation on the table of xsd:string in a thread of its own, at a slot of its own.
+/// Runs an operation on the table of xsd:string in a separate thread, at its own slot.
 template<class T>
 class Worker {
 public:
@@ -51,7 +51,7 @@ public:
 
     ~Worker() { m_thread.join(); }
 
-    /// Returns when the operation holds its slot and, in all likelihood, waits for a bucket.
+    /// Returns when the operation holds its slot and, very likely, waits for a bucket.
     void waitUntilInside() {
         waitUntil([this] { return m_slot.m_lockCount.load() == 1 || hasEnded(); });
         for (size_t turn = 0; turn < 20; ++turn)
@@ -173,7 +173,7 @@ TYPED_TEST(StringDatatypeConcurrentTest, aDeletionWaitsForTheOutcomeOfAnInsertio
     fixture.resolve(lexicalForms[1]);
     auto& bucket = getHomeBucket(fixture, lexicalForms[0]);
     const TypeParam previous = bucket.exchange(getTable(fixture).getPolicy().BUCKET_IN_PROGRESS);
-    TablePeer::getFingerprints(getTable(fixture)).set(3, 0); // as it is while an insertion may fail
+    TablePeer::getFingerprints(getTable(fixture)).set(3, 0); // the state while an insertion may still fail
     Worker<TypeParam> worker(fixture, 0, [&] {
         fixture.m_datatype.deleteUncommittedResourceID(2, D_XSD_STRING);
         return uint64_t(1);

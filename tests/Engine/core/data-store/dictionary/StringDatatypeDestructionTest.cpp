@@ -25,7 +25,7 @@ using Steps = std::vector<std::pair<Event, const void*>>;
 template<class T>
 class StringDatatypeDestructionTest : public testing::Test {};
 
-/// Records in which order mutexes, conditions and address ranges are given up.
+/// Records in which order mutexes, conditions and address ranges are released.
 class DestructionRecorder : public LockObserver {
 public:
     void notice(const Event event, const void* const object) override {
@@ -93,7 +93,7 @@ TYPED_TEST(StringDatatypeDestructionTest, goesThroughTheTablesBackwards) {
     EXPECT_EQ(0u, parts.getBytesInUse());
 }
 
-// As nothing throws during a rehash, only the test can leave the old array of one.
+// Nothing throws during a rehash, so only the test can leave an old array.
 TYPED_TEST(StringDatatypeDestructionTest, givesTheOldArrayOfAResizeUpBeforeThePresentOne) {
     DictionaryParts parts;
     auto datatype = makeDatatype<TypeParam>(parts);
@@ -114,12 +114,12 @@ TYPED_TEST(StringDatatypeDestructionTest, givesUpNoMemoryThatWasNeverTaken) {
 
 namespace {
 
-/// Shows with which function static strings are destroyed.
+/// Shows which function destroys static strings.
 const std::string s_staticString("a static string");
 
 } // namespace
 
-// The factory is made last and goes first, so that its names exist as long as it does.
+// The factory is made last and destroyed first, so its names exist as long as it does.
 TEST(StringDatatypeFactoryDestructionTest, theFactoryIsMadeAfterItsNamesAndGoesBeforeThem) {
     const std::span<const ExitRegistration> registrations = getExitRegistrations();
     const auto findObject = [&](const void* const object) {

@@ -25,7 +25,7 @@ void parse(ResourceValue& value, const std::string_view lexicalForm, const uint8
     getStringFactory().parseResourceValue(value, lexicalForm.data(), lexicalForm.size(), datatypeID);
 }
 
-/// All bytes of a value: a refused literal changes none of them.
+/// Returns all bytes of a value: a refused literal changes none of them.
 std::string getImage(const ResourceValue& value) {
     return std::string(reinterpret_cast<const char*>(&value), sizeof(value)) +
            std::string(reinterpret_cast<const char*>(value.m_heapBuffer), value.m_heapBufferSize);
@@ -103,7 +103,7 @@ TEST(StringDatatypeFactoryFailureTest, inPlaceFormsAreQuotedUpToTheirFirstZeroBy
 
 TEST(StringDatatypeFactoryFailureTest, theSizeThatParsingChecksIsTheOneTheValueHadBefore) {
     for (const size_t dataSize : {MAXIMUM_SIZE, std::numeric_limits<size_t>::max()})
-        for (const char* const lexicalForm : {"abc", "abc@en", "abc@en-"}) // the check comes before every other
+        for (const char* const lexicalForm : {"abc", "abc@en", "abc@en-"}) // this check comes first
             for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL}) {
                 StringValue value("previous", D_XSD_STRING);
                 value.m_dataSize = dataSize;

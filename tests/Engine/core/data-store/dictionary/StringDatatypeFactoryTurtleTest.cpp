@@ -23,7 +23,7 @@ std::vector<std::string> print(const std::string_view lexicalForm, const uint8_t
     return output.getWrites();
 }
 
-/// Both ways of writing agree on the text.
+/// Expects that both ways of writing give this text.
 void expectTurtle(const std::string& expected, const std::string_view lexicalForm, const uint8_t datatypeID) {
     const StringValue value(lexicalForm, datatypeID);
     Prefixes prefixes;
@@ -73,7 +73,7 @@ TEST(StringDatatypeFactoryTurtleTest, theTextIsEscapedAndTheTagIsNot) {
     expectTurtle("\"a\\\"b\\\\c\\n\\r\\t\\b\\f\\u0001\\u007F\xC3\xA9\"", "a\"b\\c\n\r\t\b\f\x01\x7F\xC3\xA9",
                  D_XSD_STRING);
     expectTurtle("\"a\\\"\\n\"@en", "a\"\n@en", D_RDF_PLAIN_LITERAL);
-    expectTurtle("\"a\"@\"\n", "a@\"\n", D_RDF_PLAIN_LITERAL); // no parser makes such a tag
+    expectTurtle("\"a\"@\"\n", "a@\"\n", D_RDF_PLAIN_LITERAL); // no parser produces such a tag
     expectTurtle("\"a\\u0000b\"", std::string_view("a\0b", 3), D_XSD_STRING);
 }
 

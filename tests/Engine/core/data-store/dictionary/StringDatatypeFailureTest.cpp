@@ -23,7 +23,7 @@ namespace {
 
 using TablePeer = ParallelHashTableTestPeer;
 
-/// The first is with its terminator one more than the largest size; with the last one's the count wraps to 0.
+/// The first one, with its terminator, exceeds the largest size by one; the last one's count wraps to 0.
 constexpr size_t TOO_LONG[] = {0x1FFFFFFFFFFFFFFF, std::numeric_limits<size_t>::max() - 1,
                                std::numeric_limits<size_t>::max()};
 
@@ -53,7 +53,7 @@ const std::vector<std::string> FORMS_WITHOUT_AT_SIGN{"", "abc", std::string("a\0
 const std::vector<std::string> FORMS_WITH_MALFORMED_TAG{
     "a@b-", "a@-b", "a@1b", "a@b--c", "a@b c", "abc@en-", "abc@1en", "abc@en--x", std::string("a\0b@c\0d", 7)};
 
-/// Everything that a refused literal might have touched.
+/// Everything that a refused literal might have changed.
 template<class T>
 void expectUntouched(DictionaryFixture<T>& fixture) {
     for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL}) {

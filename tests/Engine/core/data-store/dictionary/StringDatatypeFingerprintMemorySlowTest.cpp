@@ -20,14 +20,14 @@ constexpr size_t STRINGS = 3600;
 template<class T>
 class StringDatatypeFingerprintMemorySlowTest : public testing::Test {};
 
-/// What came of resolving some literals.
+/// The results of resolving some literals.
 struct Outcome {
     BatchAnswers m_answers{};
     std::vector<size_t> m_fingerprintBytes{}; // after each hundred
 };
 
-/// Resolves short strings of both datatypes, by hundreds, one by one or in a batch, where a number of bytes are left
-/// for what tables and fingerprints need: offsets, datatype bytes and pool have theirs already.
+/// Resolves short strings of both datatypes, in hundreds, one by one or in a batch, with a limited number of bytes for
+/// tables and fingerprints: offsets, datatype bytes and pool already have their memory.
 template<class T>
 Outcome resolveWithin(const size_t bytesLeft, const bool keepsFingerprints, const size_t firstBatch) {
     DictionaryParts parts;
@@ -73,7 +73,7 @@ Outcome resolveWithin(const size_t bytesLeft, const bool keepsFingerprints, cons
 
 TYPED_TEST_SUITE(StringDatatypeFingerprintMemorySlowTest, DatatypeWidths, DatatypeWidthNames);
 
-/// So a string whose creation needs memory of fingerprints gets its ID before the later ones of its batch.
+/// So a string whose creation needs the memory of fingerprints gets its ID before later ones of its batch.
 TYPED_TEST(StringDatatypeFingerprintMemorySlowTest, theSameStringsFailWithTheSameMessagesAndTheOthersHaveTheSameIDs) {
     size_t numberOfRunsThatGaveUp = 0;
     size_t numberOfRunsThatKept = 0;

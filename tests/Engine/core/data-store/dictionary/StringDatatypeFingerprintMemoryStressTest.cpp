@@ -32,8 +32,8 @@ OwnedLiteral makeLiteral(const size_t number) {
             number % 8 == 0 ? uint8_t(D_RDF_PLAIN_LITERAL) : uint8_t(D_XSD_STRING)};
 }
 
-/// Resolves all strings, each thread in an order of its own, by single operations and batches in turn. Returns how many
-/// were refused.
+/// Resolves all strings, each thread in its own order, by single operations and batches in turn. Returns how many were
+/// refused.
 template<class T>
 size_t resolveAll(DictionaryFixture<T>& fixture, const size_t thread, ResourceIDs& resourceIDs) {
     size_t refusals = 0;
@@ -49,7 +49,7 @@ size_t resolveAll(DictionaryFixture<T>& fixture, const size_t thread, ResourceID
         for (const auto& [index, message] : answers.m_failures)
             EXPECT_NE(std::string::npos, message.find("MemoryExhaustedException")) << message;
         refusals += answers.m_failures.size();
-        // What is there is found, whatever happens to the fingerprints meanwhile.
+        // Existing strings are found, whatever happens to the fingerprints.
         for (const size_t index : {size_t(0), BATCH / 2, BATCH - 1})
             if (answers.m_resourceIDs[index] != 0) {
                 EXPECT_EQ(answers.m_resourceIDs[index],
@@ -59,7 +59,7 @@ size_t resolveAll(DictionaryFixture<T>& fixture, const size_t thread, ResourceID
     return refusals;
 }
 
-/// What happened in a run.
+/// The results of a run.
 struct Outcome {
     size_t m_refusals;
     bool m_hasFingerprints; // of both tables, at the end

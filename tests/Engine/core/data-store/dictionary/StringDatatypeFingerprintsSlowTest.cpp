@@ -23,14 +23,14 @@
 
 using namespace melnar;
 
-// Two string datatypes, with fingerprints and without, that are led through the same steps.
+// Two string datatypes, with and without fingerprints, that perform the same steps.
 
 namespace {
 
 constexpr size_t STEPS = 50;
 constexpr uint32_t NUMBERS = 5000;
 
-/// One of the two.
+/// One of the two datatypes.
 template<class T>
 class Side : public DictionaryParts {
 public:
@@ -74,7 +74,7 @@ public:
         return m_nextResourceID.load();
     }
 
-    /// Withdraws what does not survive, and rebuilds the tables; text and IDs stay.
+    /// Withdraws resources that do not survive, and rebuilds the tables; text and IDs stay.
     uint64_t compact(const uint64_t divisor) {
         DictionaryCompactionState state(m_memoryManager);
         state.m_entries.initialize(m_nextResourceID.load());
@@ -89,7 +89,7 @@ public:
         return state.m_numberOfEntries;
     }
 
-    /// Goes on with a datatype that is loaded. Fingerprints may be enabled before that, or after.
+    /// Continues with a loaded datatype. Fingerprints may be enabled before the load, or after it.
     void saveAndLoad(const bool enablesBefore) {
         const std::string bytes = save(*m_datatype);
         makeDatatype();
@@ -120,7 +120,7 @@ private:
 template<class T>
 class StringDatatypeFingerprintsSlowTest : public testing::Test {};
 
-/// Literals of both datatypes, some twice, some with an empty tag, some malformed.
+/// Draws literals of both datatypes, some twice, some with an empty tag, some malformed.
 OwnedLiterals drawLiterals(std::mt19937& random) {
     OwnedLiterals literals;
     for (size_t count = random() % 600; count != 0; --count) {

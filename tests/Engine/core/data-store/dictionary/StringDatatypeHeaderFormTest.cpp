@@ -19,7 +19,7 @@
 
 using namespace melnar;
 
-// Strings whose chunks have size headers of every form, also longer ones than they need. Another writer of the pool may
+// Strings whose chunks have size headers of every form, also longer ones than necessary. Another writer of the pool may
 // make such chunks; a compaction brings them in.
 
 namespace {
@@ -30,16 +30,16 @@ struct PlantedString {
     size_t m_headerLength;
 };
 
-/// A string of some length; those of one length begin with the same bytes, and as long as there are digits enough the
-/// number tells them apart.
+/// Makes a string of some length. Strings of the same length start with the same bytes and, if they are long enough,
+/// differ in their number.
 std::string makeText(const size_t length, const size_t number, const uint8_t datatypeID) {
     const std::string tail =
         (number == 0 ? "" : std::to_string(number)) + (datatypeID == D_RDF_PLAIN_LITERAL ? "@en" : "");
     return length <= tail.size() ? tail : std::string(length - tail.size(), 'x') + tail;
 }
 
-/// Strings of both datatypes, of lengths on both sides of every header's limit, with all header forms that can hold
-/// them: side by side in the order of their lengths, so that equal beginnings and lengths are neighbours.
+/// Makes strings of both datatypes, of lengths on both sides of every header's limit, with all header forms that can
+/// hold them. They are in the order of their lengths, so equal beginnings and lengths are neighbours.
 std::vector<PlantedString> makePlantedStrings() {
     std::vector<PlantedString> planted;
     for (const size_t length : {size_t(5), size_t(8), size_t(62), size_t(63), size_t(64), size_t(126), size_t(127),
@@ -48,7 +48,7 @@ std::vector<PlantedString> makePlantedStrings() {
             for (const size_t headerLength : HEADER_LENGTHS)
                 if (canHeaderHold(headerLength, length))
                     planted.push_back({{makeText(length, headerLength, datatypeID), datatypeID}, headerLength});
-    // Of the shortest strings there is only one each.
+    // There is only one string of each of the shortest lengths.
     planted.push_back({{"", D_XSD_STRING}, 8});
     planted.push_back({{"1", D_XSD_STRING}, 1});
     planted.push_back({{"2", D_XSD_STRING}, 2});
@@ -65,7 +65,7 @@ OwnedLiterals getLiterals(const std::vector<PlantedString>& planted) {
     return literals;
 }
 
-/// Literals that are not planted, but much like those that are.
+/// Makes literals that are not planted, but similar to planted ones.
 OwnedLiterals makeLikenesses(const OwnedLiterals& literals) {
     std::set<std::pair<uint8_t, std::string>> taken;
     for (const auto& [lexicalForm, datatypeID] : literals)
@@ -103,7 +103,7 @@ protected:
         plant(m_planted);
     }
 
-    /// Writes the chunks to the pool and hands their records to the datatype.
+    /// Writes the chunks to the pool and passes their records to the datatype.
     void plant(const std::vector<PlantedString>& planted) {
         m_fixture.m_resourceDataOffsets.ensureEndAtLeast(planted.size() + 1);
         m_fixture.m_resourceFlags.ensureEndAtLeast(planted.size() + 1);

@@ -53,7 +53,7 @@ size_t expectPrematureEnd(DictionaryFixture<T>& fixture, const std::string& byte
     return expectRefusal(fixture, bytes, "Premature end of stream.", "Engine/core/platform/stream/InputStream", 26);
 }
 
-/// After a failure, a datatype that is initialised or loaded again is as good as new.
+/// Expects that a datatype that is initialised or loaded again after a failure works like a new one.
 template<class T>
 void expectUsableAgain(DictionaryFixture<T>& fixture) {
     const std::string bytes = SavedDatatype<T>().toStream();
@@ -147,7 +147,7 @@ TYPED_TEST(StringDatatypeLoadFailureTest, bucketsBeyondTheMemoryLimitAreRefused)
     DictionaryFixture<TypeParam> fixture;
     const std::string bytes = SavedDatatype<TypeParam>().toStream();
     const size_t tableBytes = 1024 * sizeof(TypeParam);
-    // What the datatype holds already is given back, each table when its successor is read.
+    // The present contents of the datatype are released, each table when its successor is read.
     for (const size_t bytesLeft : {size_t(0), tableBytes - 1}) {
         UninitializedDictionaryFixture<TypeParam> uninitialized;
         const MemoryShortage shortage(uninitialized.m_memoryManager, bytesLeft);

@@ -24,7 +24,7 @@ constexpr size_t BUCKETS = 1024;
 template<class T>
 class StringDatatypeLookupTest : public testing::Test {};
 
-/// Puts a string into an empty bucket under an ID too large for its memory to be committed up to there.
+/// Stores a string in an empty bucket under an ID that is too large to commit the memory up to it.
 template<class T>
 void plant(DictionaryFixture<T>& fixture, const uint64_t resourceID, const std::string& lexicalForm) {
     uint64_t* const dataOffset = &fixture.m_resourceDataOffsets[resourceID];
@@ -263,7 +263,7 @@ TYPED_TEST(StringDatatypeLookupTest, anyIDButFiveDeletesFromTheTableOfPlainLiter
     EXPECT_EQ(0u, fixture.tryResolve("a@en", D_RDF_PLAIN_LITERAL));
 }
 
-// 600 of 700 entries are tombstones: more than half the table, which is therefore rebuilt in the same size.
+// 600 of 700 entries are tombstones: more than half the table, which is therefore rebuilt with the same size.
 TYPED_TEST(StringDatatypeLookupTest, aResizeDropsTombstonesAndGivesTheirRoomBack) {
     DictionaryFixture<TypeParam> fixture;
     auto& table = getTable(fixture, D_XSD_STRING);

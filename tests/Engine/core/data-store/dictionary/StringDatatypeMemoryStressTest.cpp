@@ -32,10 +32,10 @@ std::string getForm(const uint64_t number) {
     return "string " + std::to_string(number);
 }
 
-/// The IDs that a thread was given, 0 where it was refused.
+/// The IDs that a thread got, 0 if it was refused.
 using ResourceIDs = std::vector<uint64_t>;
 
-/// Resolves all strings, each thread in an order of its own; gives up after some refusals.
+/// Resolves all strings, each thread in its own order; stops after some refusals.
 template<class T>
 void resolveAll(DictionaryFixture<T>& fixture, const size_t threadIndex, ResourceIDs& resourceIDs, size_t& refusals) {
     constexpr size_t PATIENCE = 20;
@@ -57,7 +57,7 @@ size_t getCommittedBytes(const DictionaryParts& parts) {
            parts.m_resourceFlags.getCommittedBytes();
 }
 
-/// The ID that the threads agree on for each string; 0 where all were refused.
+/// Expects that the threads agree on the ID of each string, and returns it; 0 if all were refused.
 ResourceIDs expectAgreement(const std::vector<ResourceIDs>& idsByThread) {
     ResourceIDs agreedIDs(STRINGS);
     for (const ResourceIDs& resourceIDs : idsByThread)
@@ -114,13 +114,13 @@ size_t resolveWithin(const size_t pages, const size_t numberOfThreads) {
     return std::accumulate(refusals.begin(), refusals.end(), size_t(0));
 }
 
-/// Threads insert one string over and over while there is no memory for it, until there is.
+/// Threads insert one string repeatedly while there is no memory for it, until there is.
 template<class T>
 void contendForOneBucket(const size_t numberOfThreads) {
     SCOPED_TRACE(testing::Message() << numberOfThreads << " threads");
     DictionaryFixture<T> fixture;
     auto& table = StringDatatypeTestPeer::getTable(fixture.m_datatype, D_XSD_STRING);
-    fixture.resolve("a"); // the regions are there; only the chunk will lack memory
+    fixture.resolve("a"); // the regions exist; only the chunk will lack memory
     const std::string lexicalForm(fixture.m_dataPool.getCommittedBytes(), 'x');
     MemoryShortage shortage(fixture.m_memoryManager, 0);
     std::atomic<size_t> refusals(0);

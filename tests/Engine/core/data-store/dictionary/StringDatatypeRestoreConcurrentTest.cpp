@@ -22,8 +22,8 @@ constexpr uint64_t RESOURCES = 3000;
 template<class T>
 class StringDatatypeRestoreConcurrentTest : public testing::Test {};
 
-/// Far from each other, so that the regions grow all the time, and often the first of a page: there a region that is
-/// too short by one shows.
+/// Returns IDs that are far from each other, so the regions grow all the time, and often the first of a page, where a
+/// region that is too short by one would be detected.
 uint64_t getResourceID(const uint64_t number) {
     return (number + 1) * 64;
 }
@@ -59,7 +59,7 @@ TYPED_TEST(StringDatatypeRestoreConcurrentTest, tablesAndRegionsGrowUnderRestori
                                                          StringValue(getForm(number), chooseDatatypeID(number))));
             isRestored[number].store(true, std::memory_order_release);
             expectWhole(number);
-            if (number >= RESOURCES / 2) // and not before a reader has come, too
+            if (number >= RESOURCES / 2) // and not before a reader has also arrived
                 waitOrAbort("a reader", [&] { return foundEarly.load(std::memory_order_relaxed) != 0; });
         }
         restoringThreads.fetch_sub(1, std::memory_order_acq_rel);

@@ -30,7 +30,7 @@ class StringDatatypeSaveTest : public testing::Test {};
 template<class T>
 constexpr T DELETED = DatatypePolicy<T>::BUCKET_DELETED;
 
-/// Delivers its bytes in pieces of varying sizes, as a socket or a decompressor would.
+/// Delivers its bytes in pieces of varying sizes, like a socket or a decompressor.
 class PiecewiseInputStream final : public InputStream {
 public:
     explicit PiecewiseInputStream(const std::string_view bytes) : m_input(bytes), m_pieceSize(0) {}
@@ -47,7 +47,7 @@ private:
     size_t m_pieceSize;
 };
 
-/// A second datatype over the same parts, as after a restart that restored regions and pool.
+/// A second datatype with the same parts, as after a restart that restored regions and pool.
 template<class T>
 class LoadedDatatype {
 public:
@@ -66,7 +66,7 @@ public:
     StringDatatype<T> m_datatype;
 };
 
-/// Puts an ID where a probe from the form's home ends.
+/// Stores an ID where a probe from the form's home ends.
 template<class T>
 void put(std::vector<T>& buckets, const std::string& lexicalForm, const T resourceID) {
     size_t index = getHome(lexicalForm, buckets.size());
@@ -105,7 +105,7 @@ TYPED_TEST(StringDatatypeSaveTest, aDatatypeThatWasNeverInitialisedHasNoBuckets)
 
 TYPED_TEST(StringDatatypeSaveTest, insertionsShowAsIDsAndQuotas) {
     DictionaryFixture<TypeParam> fixture;
-    fixture.resolve("a"); // the homes follow from published hashes: AF63DC4C8601EC8C,
+    fixture.resolve("a"); // the homes follow from published hash values: AF63DC4C8601EC8C,
     fixture.resolve("b"); // AF63DF4C8601F1A5
     {
         const ScopedThreadContextIndex otherSlot(255);
@@ -158,7 +158,7 @@ TYPED_TEST(StringDatatypeSaveTest, aResizeShowsAsALargerTable) {
     table.m_quotas = {{0, 99}};
     table.m_capacity = 2048;
     table.m_buckets.assign(2048, 0);
-    for (const TypeParam resourceID : smallBuckets) // one thread moves the entries in the order of the old buckets
+    for (const TypeParam resourceID : smallBuckets) // a single thread moves the entries in the order of the old buckets
         if (resourceID != 0)
             put(table.m_buckets, lexicalForms[resourceID], resourceID);
     put(table.m_buckets, lexicalForms[701], TypeParam(701));
@@ -188,7 +188,7 @@ TYPED_TEST(StringDatatypeSaveTest, aLoadedDatatypeFindsEveryStringAndGoesOn) {
         fixture.resolve(std::to_string(number) + "@en", 5 + number % 2);
     for (uint64_t number = 1; number <= 100; ++number)
         fixture.m_datatype.deleteUncommittedResourceID(number, fixture.getDatatypeID(number));
-    fixture.m_datatype.initializeForSnapshot(std::vector<uint64_t>(7)); // what was there is left in the other parts
+    fixture.m_datatype.initializeForSnapshot(std::vector<uint64_t>(7)); // the old contents stay in the other parts
     for (uint64_t number = 1; number <= 3000; ++number)
         fixture.resolve(std::to_string(number) + "@en", 5 + number % 2);
     StringDatatypeTestPeer::getInitialSize(fixture.m_datatype) = 77;

@@ -27,8 +27,8 @@ OwnedLiteral makeLiteral(const size_t number) {
             number % 2 == 0 ? uint8_t(D_XSD_STRING) : uint8_t(D_RDF_PLAIN_LITERAL)};
 }
 
-/// Takes IDs as another datatype does, and changes what it keeps in all of their slots, by plain stores, until the
-/// strings are there. Returns its IDs.
+/// Takes IDs like another datatype, and changes its values in all of their slots, by plain stores, until the strings
+/// exist. Returns its IDs.
 std::vector<uint64_t> keepOthers(DictionaryParts& parts, const std::atomic<size_t>& numberOfBusyThreads) {
     std::vector<uint64_t> resourceIDs;
     for (size_t round = 0; numberOfBusyThreads.load() != 0 || resourceIDs.size() < 10; ++round) {
@@ -50,7 +50,7 @@ std::vector<uint64_t> keepOthers(DictionaryParts& parts, const std::atomic<size_
 
 TYPED_TEST_SUITE(StringDatatypeSharedSlotsConcurrentTest, DatatypeWidths, DatatypeWidthNames);
 
-/// Under ThreadSanitizer, any access of the string datatype to a slot that is not its own is a race here.
+/// Under ThreadSanitizer, any access of the string datatype to another datatype's slot is a race here.
 TYPED_TEST(StringDatatypeSharedSlotsConcurrentTest, anotherDatatypeChangesItsSlotsWhileStringsAreResolved) {
     constexpr size_t RESOLVING_THREADS = 3;
     DictionaryFixture<TypeParam> fixture;

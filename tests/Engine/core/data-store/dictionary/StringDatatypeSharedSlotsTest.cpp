@@ -20,13 +20,13 @@
 using namespace melnar;
 
 // The slots of offsets and datatype bytes belong to a dictionary, and each to the resource of its ID. The string
-// datatype reads and writes those of its own resources only, and when these are filled is the host's affair.
+// datatype reads and writes only those of its own resources. The host decides when it fills them.
 
 namespace {
 
 constexpr uint8_t OTHER_DATATYPE_ID = 99;
 
-/// Strings of several lengths, of both datatypes, some of which are beginnings of others.
+/// Makes strings of several lengths, of both datatypes, some of which are prefixes of others.
 OwnedLiterals makeLiterals(const size_t count, const std::string& prefix) {
     OwnedLiterals literals;
     for (size_t number = 0; number < count; ++number) {
@@ -66,7 +66,7 @@ struct Slots {
             m_flags.push_back(parts.m_resourceFlags[resourceID].load());
     }
 
-    /// The IDs whose slots differ, here or there.
+    /// Returns the IDs whose slots differ.
     std::vector<uint64_t> getDifferences(const Slots& later) const {
         std::vector<uint64_t> resourceIDs;
         for (uint64_t resourceID = 0; resourceID < m_offsets.size(); ++resourceID)
@@ -80,7 +80,7 @@ struct Slots {
     std::vector<uint8_t> m_flags;
 };
 
-/// Makes that many slots accessible and fills them with a pattern that no resource has.
+/// Makes a number of slots accessible and fills them with a pattern that no resource has.
 void fillSlots(DictionaryParts& parts, const uint64_t end) {
     parts.m_resourceDataOffsets.ensureEndAtLeast(end);
     parts.m_resourceFlags.ensureEndAtLeast(end);
@@ -90,7 +90,7 @@ void fillSlots(DictionaryParts& parts, const uint64_t end) {
         parts.m_resourceFlags[resourceID] = OTHER_DATATYPE_ID;
 }
 
-/// What is worst to be left over in a slot: an offset within the chunk of the ID before.
+/// Returns the worst old value of a slot: an offset within the chunk of the previous ID.
 uint64_t getLeftover(const DictionaryParts& parts, const uint64_t resourceID) {
     return parts.m_resourceDataOffsets[resourceID - 1] + 1;
 }
@@ -102,7 +102,7 @@ std::vector<uint64_t> getIDsFrom(const uint64_t begin, const size_t count) {
     return resourceIDs;
 }
 
-/// A dictionary that exists, and one that gets its contents.
+/// An existing dictionary, and one that gets its contents.
 template<class T>
 class StringDatatypeSharedSlotsTest : public testing::Test {
 protected:
@@ -110,7 +110,7 @@ protected:
 
     StringDatatypeSharedSlotsTest() { resolveAtOnce(m_source, m_literals); }
 
-    /// Does what a host does that has offsets, datatype bytes and text of its resources from elsewhere.
+    /// Fills a dictionary like a host that gets offsets, datatype bytes and text of its resources from elsewhere.
     void fill(DictionaryParts& target) const {
         const uint64_t end = m_source.m_nextResourceID.load();
         target.m_nextResourceID = end;
@@ -127,7 +127,7 @@ protected:
         std::memcpy(target.m_dataPool.getData(), m_source.m_dataPool.getData(), poolBytes);
     }
 
-    /// The records of a compaction that keeps everything as it is.
+    /// Adds the records of a compaction that changes nothing.
     void addRecords(DictionaryCompactionState& state) {
         state.m_entries.initialize(COUNT);
         state.m_entries.ensureEndAtLeast(COUNT);
@@ -183,7 +183,7 @@ TYPED_TEST(StringDatatypeSharedSlotsTest, anInitializedTableServesSlotsThatAreFi
                 target.m_datatype.initialize(0);
             if (!isFilledBefore)
                 this->fill(target);
-            expectAbsent(target, this->m_literals); // text in the pool alone is no resource
+            expectAbsent(target, this->m_literals); // text in the pool does not make a resource
             if (isSnapshot) {
                 DictionaryCompactionState state(target.m_memoryManager);
                 this->addRecords(state);
@@ -197,8 +197,7 @@ TYPED_TEST(StringDatatypeSharedSlotsTest, anInitializedTableServesSlotsThatAreFi
         }
 }
 
-/// Offsets and bytes of the dictionary before are left in the slots and, as far as they are not overwritten, in the
-/// pool.
+/// Offsets and bytes of the previous dictionary stay in the slots and, if they are not overwritten, in the pool.
 TYPED_TEST(StringDatatypeSharedSlotsTest, idsAndBytesThatAreUsedAgainBelongToTheNewStrings) {
     DictionaryFixture<TypeParam>& fixture = this->m_source;
     for (size_t life = 0; life < 4; ++life) {
@@ -241,7 +240,8 @@ TYPED_TEST(StringDatatypeSharedSlotsTest, idsThatAreWithdrawnCanBeUsedAgain) {
     }
 }
 
-/// Between any two strings stand resources of another datatype, which keeps what it likes in its slots and changes it.
+/// Between any two strings there are resources of another datatype, which stores any values in its slots and changes
+/// them.
 TYPED_TEST(StringDatatypeSharedSlotsTest, anotherDatatypeMayKeepAnythingInItsSlots) {
     DictionaryFixture<TypeParam> fixture;
     fixture.m_resourceDataOffsets.ensureEndAtLeast(3 * this->COUNT);
@@ -250,7 +250,7 @@ TYPED_TEST(StringDatatypeSharedSlotsTest, anotherDatatypeMayKeepAnythingInItsSlo
     std::map<uint64_t, uint64_t> others;
     const auto changeOthers = [&] {
         for (auto& [resourceID, content] : others) {
-            // Anything, and what could be an offset: just before and behind the chunks beside.
+            // Any values, and possible offsets: just before and after the adjacent chunks.
             const uint64_t kinds[] = {0,
                                       ~uint64_t(0),
                                       random(),
@@ -268,7 +268,7 @@ TYPED_TEST(StringDatatypeSharedSlotsTest, anotherDatatypeMayKeepAnythingInItsSlo
         others[otherID] = 0;
         fixture.m_resourceFlags[otherID] = OTHER_DATATYPE_ID;
         if (others.size() % 100 == 0)
-            changeOthers(); // so tables grow beside them, too
+            changeOthers(); // so tables also grow in between
     }
     for (size_t round = 0; round < 5; ++round) {
         changeOthers();
@@ -286,7 +286,7 @@ TYPED_TEST(StringDatatypeSharedSlotsTest, creatingWritesTheNewIDsSlotsOnly) {
         DictionaryFixture<TypeParam> fixture;
         fillSlots(fixture, 3 * this->COUNT);
         fixture.m_nextResourceID = 100;
-        for (size_t index = 1; index <= this->COUNT; ++index) // the chunks will lie as those of the source
+        for (size_t index = 1; index <= this->COUNT; ++index) // the chunks will have the same offsets as in the source
             fixture.m_resourceDataOffsets[100 + index] = getLeftover(this->m_source, 1 + index);
         const Slots before(fixture);
         if (isBatch)
@@ -296,7 +296,7 @@ TYPED_TEST(StringDatatypeSharedSlotsTest, creatingWritesTheNewIDsSlotsOnly) {
         const Slots after(fixture);
         EXPECT_EQ(getIDsFrom(100, this->COUNT), before.getDifferences(after));
         ASSERT_LT(1024u, getTable(fixture).getNumberOfBuckets()) << "no table has grown";
-        // Lookups of all kinds, and what fails, write none.
+        // Lookups of all kinds, and failures, write no slots.
         resolveAtOnce(fixture, this->m_literals);
         resolveOneByOne(fixture, this->m_literals);
         lookUpAtOnce(fixture, makeLiterals(this->COUNT, "absent "), EVERYTHING);

@@ -22,7 +22,7 @@
 
 using namespace melnar;
 
-// Which slot an operation holds when, step by step in one thread.
+// Which slots an operation holds, step by step in one thread.
 
 namespace {
 
@@ -47,8 +47,8 @@ protected:
 
     static Stays getOneStay(const uint8_t datatypeID) { return {{true, datatypeID}, {false, datatypeID}}; }
 
-    /// Expects of any operation that it holds one slot at a time, none afterwards, and changes a table only while it
-    /// holds the slot there; of a batch, that it holds a slot for one group of its entries.
+    /// Expects that an operation holds one slot at a time and none afterwards, and changes a table only while it holds
+    /// the slot there; and that a batch holds a slot for one group of its entries.
     void expectOneSlotAtATime(const Contents& contentsBefore, const std::vector<Step>& steps) {
         ASSERT_EQ(0u, steps.size() % 2) << "a slot is still held";
         Contents contents = contentsBefore;
@@ -74,7 +74,7 @@ protected:
         return count;
     }
 
-    /// Runs a batch, and expects the above of it and that it has entered both tables, for each group at least once.
+    /// Runs a batch, and expects the above and that it enters both tables at least once for each group.
     void expectGroupsOfABatch(const size_t numberOfEntries, const std::function<void()>& batch) {
         const Contents contentsBefore = m_log->getContents();
         m_log->takeSteps();
@@ -87,7 +87,7 @@ protected:
 
     void TearDown() override {
         m_log.reset();
-        expectSound(m_fixture); // among other things, that every slot is free
+        expectSound(m_fixture); // including that every slot is free
     }
 
     const ScopedThreadContextIndex m_index{SLOT};
@@ -95,7 +95,7 @@ protected:
     std::unique_ptr<SlotLog<T>> m_log = std::make_unique<SlotLog<T>>(m_fixture);
 };
 
-/// Literals of both datatypes in turn.
+/// Makes literals of both datatypes in turn.
 OwnedLiterals makeMixture(const size_t count, const std::string& prefix) {
     OwnedLiterals literals;
     for (size_t index = 0; index < count; ++index)
@@ -209,7 +209,7 @@ TYPED_TEST(StringDatatypeSlotTest, theHalvesOfABatchHoldNoSlotBetweenThem) {
     EXPECT_EQ(entries.size() + 1, this->m_fixture.m_nextResourceID.load());
 }
 
-/// 400 KiB of text, where a group may have 64.
+/// There are 400 KiB of text; a group may have 64.
 TYPED_TEST(StringDatatypeSlotTest, longTextsOfASecondHalfAreCreatedInSeveralStays) {
     OwnedLiterals literals;
     for (size_t number = 0; number < 100; ++number)
@@ -285,8 +285,8 @@ TYPED_TEST(StringDatatypeSlotTest, aBatchThatThrowsLeavesItsSlots) {
     EXPECT_LT(2u, thrown);
 }
 
-/// A compaction of four strings and three plain literals out of many: each table is cleared, filled and shrunk within
-/// one stay.
+/// A compaction keeps four strings and three plain literals out of many: each table is cleared, filled and shrunk
+/// within one stay.
 TYPED_TEST(StringDatatypeSlotTest, finishingACompactionHoldsEachSlotFromClearingToShrinking) {
     resolveAtOnce(this->m_fixture, makeMixture(6000, ""));
     DictionaryCompactionState state(this->m_fixture.m_memoryManager);

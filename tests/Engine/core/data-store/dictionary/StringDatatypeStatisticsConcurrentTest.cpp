@@ -23,7 +23,7 @@ using TablePeer = ParallelHashTableTestPeer;
 constexpr size_t LEADER_SLOT = 1;
 constexpr size_t BUSY_SLOT = 9;
 
-/// All that a datatype tells without a slot.
+/// All figures and values that a datatype returns without a slot.
 struct Findings {
     bool operator==(const Findings&) const = default;
 
@@ -77,7 +77,7 @@ protected:
 
 TYPED_TEST_SUITE(StringDatatypeStatisticsConcurrentTest, DatatypeWidths, DatatypeWidthNames);
 
-// A reader that takes a slot waits until the test leaves its own, and the test does not before it has the answer.
+// A reader that took a slot would wait until the test leaves its own, which it does only after it has the result.
 TYPED_TEST(StringDatatypeStatisticsConcurrentTest, statisticsAndReadsDoNotWaitForALeaderWhateverTheirSlot) {
     for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL}) {
         const Findings before = this->find();
@@ -96,7 +96,7 @@ TYPED_TEST(StringDatatypeStatisticsConcurrentTest, statisticsAndReadsDoNotWaitFo
                 table.startHandleResize(leaderOperation.getThreadContext());
             });
             waitOrAbort("the leader", [&] { return busySlot.m_lockCount.load(std::memory_order_acquire) == 2; });
-            // A slot that the leader has, its own, the busy one, and two that it has not taken yet.
+            // A slot that the leader has taken, its own, the busy one, and two that it has not taken yet.
             for (const size_t slot : {size_t(0), LEADER_SLOT, BUSY_SLOT, BUSY_SLOT + 1, size_t(255)}) {
                 SCOPED_TRACE(testing::Message() << "slot " << slot);
                 Findings findings;

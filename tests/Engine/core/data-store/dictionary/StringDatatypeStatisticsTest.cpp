@@ -27,7 +27,7 @@ class StringDatatypeStatisticsTest : public testing::Test {};
 
 using Metric = ComponentInfo::Metric;
 
-/// A node's properties as text, one a line: number of the metric, name, kind and value.
+/// Returns a node's properties as text, one per line: number of the metric, name, kind and value.
 std::string describe(const ComponentInfo& component) {
     std::string text;
     for (const auto& property : component.getProperties()) {

@@ -27,12 +27,12 @@ uint8_t chooseDatatypeID(const uint64_t number) {
     return number % 2 == 0 ? D_XSD_STRING : D_RDF_PLAIN_LITERAL;
 }
 
-/// A valid form of either datatype; some are too long for a one-byte size header.
+/// Makes a valid form of either datatype; some are too long for a one-byte size header.
 std::string getForm(const char* const kind, const uint64_t number) {
     return kind + std::string(number % 7 == 0 ? 150 : 0, '.') + std::to_string(number) + "@en";
 }
 
-/// One datatype under the hands of many threads, and what they found out about it.
+/// One datatype, used by many threads, and their findings.
 template<class T>
 class StressRun {
 public:
@@ -43,7 +43,7 @@ public:
         runTogether(m_numberOfThreads, [this](const size_t index) { Worker(*this, index).work(); });
     }
 
-    /// What must hold after any interleaving.
+    /// Checks everything that must hold after any interleaving.
     void check() {
         expectSound(m_fixture);
         for (const uint8_t datatypeID : {D_XSD_STRING, D_RDF_PLAIN_LITERAL})
@@ -64,7 +64,7 @@ public:
 private:
     class Worker;
 
-    /// No string got more than its share of the IDs that were given out, and none was lost.
+    /// Checks that no string has more than its share of the assigned IDs, and none was lost.
     void checkEveryResource(const size_t sharedStrings) {
         size_t fleetingResources = 0;
         size_t sharedResources = 0;
@@ -88,11 +88,11 @@ private:
     const size_t m_numberOfThreads;
     const uint32_t m_seed;
     DictionaryFixture<T> m_fixture;
-    std::vector<std::atomic<uint64_t>> m_sharedIDs; // 0 until a thread has been told
+    std::vector<std::atomic<uint64_t>> m_sharedIDs; // 0 until a thread has got one
     std::atomic<uint64_t> m_ownStrings;
 };
 
-/// One thread's work.
+/// The work of one thread.
 template<class T>
 class StressRun<T>::Worker {
 public:
@@ -185,7 +185,7 @@ private:
         m_datatype.deleteUncommittedResourceID(resourceID, chooseDatatypeID(number));
     }
 
-    /// A string that no other thread knows.
+    /// Resolves, deletes and resolves again a string that no other thread uses.
     void resolveDeleteAndResolveOwn(const size_t step) {
         const uint8_t datatypeID = chooseDatatypeID(step);
         const std::string lexicalForm = getForm(("own " + std::to_string(m_index) + " ").c_str(), step);

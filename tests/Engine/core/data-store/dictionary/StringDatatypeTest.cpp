@@ -27,7 +27,7 @@ auto& getTable(DictionaryFixture<T>& fixture, const uint8_t datatypeID) {
     return StringDatatypeTestPeer::getTable(fixture.m_datatype, datatypeID);
 }
 
-/// What initializeForSnapshot takes, for numbers of resources of the two datatypes.
+/// Returns the argument of initializeForSnapshot for numbers of resources of the two datatypes.
 std::vector<uint64_t> getResourceCounts(const uint64_t xsdStrings, const uint64_t plainLiterals) {
     return {0, 1000000, 0, 0, 1000000, xsdStrings, plainLiterals};
 }
@@ -135,7 +135,7 @@ TYPED_TEST(StringDatatypeTest, aSnapshotKeepsTheInitialSize) {
     EXPECT_EQ(77u, StringDatatypeTestPeer::getInitialSize(fixture.m_datatype));
 }
 
-// 1400 resources use up 14 batches of quota; a 15th would pass the threshold although 33 more resources would not.
+// 1400 resources use 14 batches of quota; a 15th would pass the threshold although 33 more resources would not.
 TYPED_TEST(StringDatatypeTest, aSnapshotThatFillsItsTableMayGrowItNearTheEnd) {
     DictionaryFixture<TypeParam> fixture;
     fixture.m_datatype.initializeForSnapshot(getResourceCounts(1433, 0));

@@ -7,12 +7,12 @@
 #include <utility>
 #include <vector>
 
-/// The inside of a string datatype, for tests.
+/// Gives tests access to private members of a string datatype.
 class StringDatatypeTestPeer {
 public:
     StringDatatypeTestPeer() = delete;
 
-    /// The table that `datatypeID` selects.
+    /// Returns the table that `datatypeID` selects.
     template<class T>
     static auto& getTable(StringDatatype<T>& datatype, const uint8_t datatypeID) {
         return datatype.selectTable(datatypeID);

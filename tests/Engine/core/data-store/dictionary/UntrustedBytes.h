@@ -8,12 +8,12 @@
 #include <string>
 #include <string_view>
 
-/// What the stream was told.
+/// The finding that was reported to the stream.
 struct ReportedDamage : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Bytes in memory. Throws ReportedDamage when damage is reported, or when they end.
+/// Bytes in memory. Throws ReportedDamage if damage is reported, or if they end.
 class UntrustedBytes final : public UntrustedInputStream {
 public:
     explicit UntrustedBytes(const std::string_view bytes) : m_input(bytes) {}

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Saved folders depend on these: a term that goes elsewhere is not found any more.
+/// Saved folders depend on this: a term that moves to another shard would no longer be found.
 TEST(ShardLayoutTest, knownTermsAreWhereTheyHaveAlwaysBeen) {
     const std::string longText(1000, 'x');
     const auto getShard = [](const std::string_view form, const uint8_t datatypeID) {

@@ -22,12 +22,12 @@ constexpr SectionFormat FORMAT{"MELNARDF", 1, "", ""};
 
 enum Section { SHARDS, TERMS, INPUTS, HISTORY, WORK };
 
-// Fields by their offsets.
+// Fields by offset.
 constexpr size_t NUMBER_OF_SHARDS = 0;
 constexpr size_t MAXIMUM = 4;
 constexpr size_t FIRST_SHARD = 12;
 constexpr size_t SHARD_SIZE = 32;
-constexpr size_t FIRST_TERMS_OF_SHARD_10 = 24 + 9 * 4; // behind those of shard 0 and of shards without any
+constexpr size_t FIRST_TERMS_OF_SHARD_10 = 24 + 9 * 4; // after those of shard 0 and of shards without any
 constexpr size_t NUMBER_OF_INPUTS = 8;
 constexpr size_t FIRST_INPUT = 16;
 constexpr size_t NUMBER_OF_ENTRIES = 8;
@@ -118,7 +118,7 @@ TEST(ShardManifestTest, otherFilesAreToldApart) {
               catchException<MelnarException>([&] { readFromMemory(write(makeManifest())); }).getMessage());
 }
 
-/// With right checksums.
+/// The checksums are correct.
 TEST(ShardManifestTest, numbersThatLieAreFound) {
     struct Lie {
         std::function<void(ForgedDictionaryFile&)> m_tell;
@@ -251,7 +251,7 @@ TEST(ShardManifestTest, namesTellShardAndState) {
     EXPECT_EQ("shard-0a.saving", ShardManifest::getTemporaryFileName(10));
 }
 
-/// What has another name is not a writer's, and is never removed.
+/// A file with another name is not a writer's, and is never removed.
 TEST(ShardManifestTest, namesOfShardsAreKnownExactly) {
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
         EXPECT_TRUE(ShardManifest::isNameOfShard(ShardManifest::getFileName(shard, {{shard, 1}})));

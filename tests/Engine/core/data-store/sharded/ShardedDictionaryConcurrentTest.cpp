@@ -22,7 +22,7 @@ namespace {
 constexpr size_t NUMBER_OF_THREADS = 4;
 constexpr size_t MAXIMUM_NUMBER_OF_ROUNDS = 100;
 
-// Address space is reserved for 256 shards, and ThreadSanitizer leaves little of it.
+// Address space is reserved for 256 shards, and ThreadSanitizer leaves little address space.
 constexpr size_t MEMORY_LIMIT = size_t(192) << 20;
 constexpr uint64_t MAXIMUM = uint64_t(1) << 12;
 
@@ -48,7 +48,7 @@ void expectRead(const ShardedDictionary& dictionary, const std::vector<uint32_t>
     }
 }
 
-/// Returns whether several threads have created terms of one shard: if one alone has, its IDs ascend.
+/// Returns whether several threads have created terms of one shard: if only one has, its IDs ascend.
 bool resolveTogether(const std::vector<uint32_t>& numbers) {
     constexpr size_t BATCH_SIZE = 500;
     ShardedDictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = MAXIMUM});
@@ -56,7 +56,7 @@ bool resolveTogether(const std::vector<uint32_t>& numbers) {
     std::vector<uint8_t> areAscending(NUMBER_OF_THREADS, 1);
     runTogether(NUMBER_OF_THREADS, [&](const size_t index) {
         const std::vector<uint32_t> ofThread = shuffle(numbers, index);
-        ShardedDictionaryThread thread(dictionary); // Each wants all shards at the same time.
+        ShardedDictionaryThread thread(dictionary); // each opens all shards at the same time
         std::vector<uint64_t> lastIDs(ShardLayout::NUMBER_OF_SHARDS);
         for (size_t begin = 0; begin < ofThread.size(); begin += BATCH_SIZE) {
             const std::vector<uint32_t> ofBatch(ofThread.begin() + static_cast<ptrdiff_t>(begin),
@@ -80,7 +80,7 @@ bool resolveTogether(const std::vector<uint32_t>& numbers) {
     for (const std::vector<uint64_t>& resourceIDs : idsOfNumbers)
         EXPECT_EQ(idsOfNumbers.front(), resourceIDs) << "all threads agree";
     const std::set<uint64_t> given(idsOfNumbers.front().begin(), idsOfNumbers.front().end());
-    EXPECT_EQ(given.size() - 1, dictionary.getNumberOfResources()); // 0 is that of numbers that nobody has used
+    EXPECT_EQ(given.size() - 1, dictionary.getNumberOfResources()); // 0 is the ID of unused numbers
     dictionary.verify();
     return std::ranges::count(areAscending, 1) == 0;
 }
@@ -94,7 +94,7 @@ TEST(ShardedDictionaryConcurrentTest, threadsAgreeOnTheIDsOfTheirTerms) {
     EXPECT_EQ(WANTED_ROUNDS, races) << "no two threads ever created terms at the same time";
 }
 
-/// Some look up, read and count while others resolve what nobody has looked up before.
+/// Some threads look up, read and count while others resolve terms that none has looked up before.
 TEST(ShardedDictionaryConcurrentTest, readersSeeATermWholeOrNotAtAll) {
     const std::vector<uint32_t> numbers = findNumbersOfFirstShards(20, 4000);
     ShardedDictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = MAXIMUM});
@@ -148,7 +148,7 @@ protected:
         return ShardedDictionary::open(m_folder, {.m_memoryLimit = MEMORY_LIMIT});
     }
 
-    /// Looks all up, each thread in an order of its own; or those whose shards have this remainder.
+    /// Looks up all terms, each thread in its own order, or only those whose shards have this remainder.
     void lookUp(const ShardedDictionary& dictionary, const size_t seed, const uint32_t divisor = 1,
                 const uint32_t remainder = 0) const {
         for (const uint32_t place : shuffle(LiteralBatch::count(0, COUNT), seed)) {
@@ -180,7 +180,7 @@ TEST_F(ShardedDictionaryOpeningConcurrentTest, eachShardIsOpenedOnce) {
     }
 }
 
-/// Those who resolve want all shards, those who look up one after the other, and those who visit none to stay.
+/// Threads that resolve need all shards, those that look up one after the other, and those that visit keep none.
 TEST_F(ShardedDictionaryOpeningConcurrentTest, shardsAreOpenedWhileOthersResolve) {
     const std::vector<uint32_t> more = findNumbersOfFirstShards(SHARDS_IN_USE, 2 * COUNT);
     for (size_t round = 0; round < 5; ++round) {
@@ -205,7 +205,7 @@ TEST_F(ShardedDictionaryOpeningConcurrentTest, shardsAreOpenedWhileOthersResolve
     }
 }
 
-/// The folder that shards are opened from changes meanwhile.
+/// The folder from which shards are opened changes.
 TEST_F(ShardedDictionaryOpeningConcurrentTest, readersGoOnWhileTheDictionaryIsSaved) {
     for (size_t round = 0; round < 3; ++round) {
         const std::string folder = m_directory.getPathOf("copy" + std::to_string(round));
@@ -226,8 +226,8 @@ TEST_F(ShardedDictionaryOpeningConcurrentTest, readersGoOnWhileTheDictionaryIsSa
     }
 }
 
-/// Another process writes, in effect: a dictionary that shares nothing with the readers' but the folder. Readers need some
-/// new shards as soon as each save has begun.
+/// Simulates another process that writes: a dictionary that shares only the folder with the readers' dictionary.
+/// Readers need some new shards as soon as each save has started.
 TEST_F(ShardedDictionaryOpeningConcurrentTest, readersGoOnWhileAnotherDictionaryIsSavedToTheFolder) {
     constexpr uint32_t SAVES = 3;
     std::atomic<size_t> replaced(0);
@@ -258,7 +258,7 @@ TEST_F(ShardedDictionaryOpeningConcurrentTest, readersGoOnWhileAnotherDictionary
     EXPECT_LT(0u, replaced.load()) << "no reader ever found that a shard had been replaced";
 }
 
-/// As a load of more than memory holds does: each shard is built, saved and released on its own.
+/// Simulates a load that exceeds memory: each shard is built, saved and released separately.
 TEST_F(ShardedDictionaryOpeningConcurrentTest, shardsAreBuiltSavedAndReleasedEachOnItsOwn) {
     const std::string folder = m_directory.getPathOf("parts");
     std::filesystem::create_directory(folder);

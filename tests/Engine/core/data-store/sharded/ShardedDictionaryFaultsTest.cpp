@@ -29,8 +29,7 @@ constexpr uint32_t SHARDS_IN_USE = 4;
 constexpr uint32_t UNCHANGED_SHARD = 1;
 constexpr size_t NEVER = size_t(1) << 60;
 
-/// A folder in an old state, and a dictionary that would bring it to a new one: of the shards one has not grown, some
-/// have, and one is new.
+/// A folder in an old state, and a dictionary with a new state: one shard has not grown, some have, and one is new.
 class ShardedDictionaryFaultsTest : public testing::Test {
 protected:
     ShardedDictionaryFaultsTest() {
@@ -52,7 +51,7 @@ protected:
         openAndResolve();
     }
 
-    /// The old state, and what a dead writer has left.
+    /// Restores the old state, with leftovers of a killed writer.
     void restore() const {
         for (const auto& [name, bytes] : getContents())
             std::filesystem::remove(m_folder + '/' + name);
@@ -79,8 +78,8 @@ protected:
         return true;
     }
 
-    /// Expects that the folder is in one of the two states, with files that nobody names, perhaps. Returns whether it is
-    /// the new one.
+    /// Expects that the folder is in one of the two states, possibly with files that no manifest names. Returns whether
+    /// it is the new one.
     bool expectAState() const {
         const FolderContents contents = getContents();
         const bool isNew = holds(contents, m_new);
@@ -88,8 +87,8 @@ protected:
         return isNew;
     }
 
-    /// Makes `operation(faults)` meet a failure of each occurrence of a call, until one meets none. Returns the number of
-    /// failures.
+    /// Calls `operation(faults)` with a failure of each occurrence of a call, until a run has none. Returns the number
+    /// of failures.
     static size_t failEachOccurrence(const Call call, const std::function<void(SystemCallFaults&)>& operation) {
         size_t failedCalls = 0;
         for (const auto& [errorCode, duration] :
@@ -147,7 +146,7 @@ TEST_F(ShardedDictionaryFaultsTest, everyCallOfSaveFailsAtEveryOccurrence) {
             if (isSaved)
                 openAndResolve();
         });
-        // Whatever is left does not hinder the next save, which leaves nothing.
+        // Leftovers do not prevent the next save, which leaves nothing.
         ASSERT_NO_THROW((*m_host)->save(*m_lock));
         ASSERT_EQ(m_new, getContents());
         restore();
@@ -193,7 +192,7 @@ TEST_F(ShardedDictionaryFaultsTest, aFullDiskIsLeftAsItWas) {
     EXPECT_EQ(m_new, getContents());
 }
 
-/// Shards that are not in memory are copied, over the files of another dictionary.
+/// Shards that are not in memory are copied over the files of another dictionary.
 TEST_F(ShardedDictionaryFaultsTest, everyCallOfSavingElsewhereFailsAtEveryOccurrence) {
     const std::string folder = m_directory.getPathOf("elsewhere");
     std::filesystem::create_directory(folder);
@@ -326,7 +325,7 @@ TEST_F(ShardedDictionaryFaultsTest, everyAllocationOfSaveFails) {
             break;
         if (isNew)
             restore();
-        if (isSaved) // What is left of dead writers is not removed without memory.
+        if (isSaved) // Without memory, leftovers of killed writers are not removed.
             openAndResolve();
     }
     EXPECT_EQ(m_new, getContents());

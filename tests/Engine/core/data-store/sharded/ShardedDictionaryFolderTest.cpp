@@ -29,10 +29,10 @@ using State = ShardedDictionary::State;
 
 constexpr uint32_t COUNT = 1000;
 
-// Every file that is saved is waited for until it is on the disk.
+// Every save waits until its files are on the disk.
 constexpr uint32_t SHARDS_IN_USE = 8;
 
-/// From `begin` to before `end` of the numbers whose literals are in these shards.
+/// Returns the numbers from `begin` to before `end` among those whose literals are in these shards.
 std::vector<uint32_t> few(const uint32_t begin, const uint32_t end) {
     static const std::vector<uint32_t> s_numbers = findNumbersOfFirstShards(SHARDS_IN_USE, 12 * COUNT);
     return {s_numbers.begin() + begin, s_numbers.begin() + end};
@@ -40,7 +40,7 @@ std::vector<uint32_t> few(const uint32_t begin, const uint32_t end) {
 
 class ShardedDictionaryFolderTest : public testing::Test {
 protected:
-    /// An empty folder.
+    /// Makes an empty folder.
     std::string makeFolder(const std::string& name) const {
         const std::string folder = m_directory.getPathOf(name);
         std::filesystem::create_directory(folder);
@@ -66,7 +66,7 @@ std::string getPathOfShard(const std::string& folder, const uint32_t shard) {
     return folder + '/' + readManifestOf(folder).getFileName(shard);
 }
 
-/// Puts a shard into a folder that is as good as any, and a manifest that names it.
+/// Stores a valid shard in a folder, and a manifest that names it.
 void forgeShard(const std::string& folder, const uint32_t shard, const std::vector<std::string>& strings,
                 const std::function<void(Dictionary&)>& spoil = nullptr,
                 const std::function<void(ForgedDictionaryFile&)>& lie = nullptr) {
@@ -211,7 +211,7 @@ TEST_F(ShardedDictionaryFolderTest, onlyShardsThatHaveGrownAreWritten) {
         EXPECT_EQ(inode, after.at(name));
 }
 
-/// Whether it was saved and opened again in between, how many threads saved it and how many made it.
+/// It does not matter whether the dictionary was saved and reopened in between, or how many threads made and saved it.
 TEST_F(ShardedDictionaryFolderTest, theFilesDependOnTheTermsAndTheirOrderAlone) {
     ShardedHost host;
     host.resolve(few(0, COUNT));
@@ -260,7 +260,7 @@ TEST_F(ShardedDictionaryFolderTest, theFilesDependOnTheTermsAndTheirOrderAlone) 
     }
 }
 
-/// The index of a thread shows in the bytes of a table that the thread has filled.
+/// The index of a thread is visible in the bytes of a table that the thread has filled.
 TEST_F(ShardedDictionaryFolderTest, otherThreadsOfTheProcessDoNotShowInTheFiles) {
     ShardedHost host;
     host.resolve(few(0, COUNT));
@@ -355,7 +355,7 @@ TEST_F(ShardedDictionaryFolderTest, whatADeadWriterHasLeftIsRemovedAndNothingEls
     EXPECT_EQ(expected, getFolderContents(m_folder));
 }
 
-/// Whoever puts a link into the place of a file that will be written leads nobody elsewhere.
+/// A link in place of a file that will be written must not redirect the write.
 TEST_F(ShardedDictionaryFolderTest, aLinkInThePlaceOfATemporaryFileIsNotFollowed) {
     const std::string elsewhere = m_directory.addFile("elsewhere", "precious");
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
@@ -401,7 +401,7 @@ TEST_F(ShardedDictionaryFolderTest, aSaveThatFailsChangesNothing) {
     const FolderContents contents = getFolderContents(m_folder);
     const auto identity = host->getHistory().getIdentity();
     host.resolve(few(1000, 2000));
-    host->setInputs({{std::string(100000, 'x'), 1, true}}, 2); // found when all shards have been written
+    host->setInputs({{std::string(100000, 'x'), 1, true}}, 2); // detected when all shards have been written
     EXPECT_THROW(host.save(m_folder), MelnarException);
     EXPECT_EQ(contents, getFolderContents(m_folder));
     EXPECT_EQ(identity, host->getHistory().getIdentity());
@@ -490,7 +490,7 @@ TEST_F(ShardedDictionaryFolderTest, aReaderGoesOnWhenAWriterHasSavedMore) {
     reader->verify();
 }
 
-/// Nothing tells whether the new shards give its IDs the same terms.
+/// It is unknown whether the new shards give its IDs the same terms.
 TEST_F(ShardedDictionaryFolderTest, aReaderOfAnIntermediateStateMustOpenTheFolderAgain) {
     ShardedHost writer;
     writer.resolve(few(0, 1000));
@@ -625,7 +625,7 @@ TEST_F(ShardedDictionaryFolderTest, optionsAreThoseOfAllShards) {
     EXPECT_EQ(SHARDED_MEMORY_LIMIT, shared.getFreeBytes());
 }
 
-/// Shards that are opened first would have fingerprints for which those that come later have no memory.
+/// Otherwise shards that are opened first would have fingerprints, and later ones would lack their memory.
 TEST_F(ShardedDictionaryFolderTest, whatFitsWithoutFingerprintsFitsWithThem) {
     ShardedHost host;
     host.resolve(few(0, COUNT));
@@ -707,7 +707,7 @@ TEST_F(ShardedDictionaryFolderTest, anIDThatWasLeftOutIsFoundByVerifyAndSave) {
     EXPECT_EQ(contents, getFolderContents(m_folder));
 }
 
-/// A copy of such a shard would give other IDs to all terms that follow.
+/// A copy of such a shard would give other IDs to all later terms.
 TEST_F(ShardedDictionaryFolderTest, aTermThatIsThereTwiceIsFoundByVerifyAndSave) {
     ShardedHost().save(m_folder);
     const std::string first = findStringOfShard(5, 10000);

@@ -16,7 +16,7 @@
 
 namespace {
 
-/// SHA-256 in hexadecimal digits.
+/// Returns SHA-256 in hexadecimal digits.
 std::string digest(const std::string_view bytes) {
     std::array<unsigned char, 32> hash;
     if (::EVP_Digest(bytes.data(), bytes.size(), hash.data(), nullptr, ::EVP_sha256(), nullptr) != 1)
@@ -58,8 +58,8 @@ protected:
     const std::string m_folder = m_directory.getPathOf("terms");
 };
 
-/// Who saves a folder today must be understood, and give the same bytes, tomorrow. When this fails for a reason, a new
-/// format version is due.
+/// Later versions must read today's folders, and write the same bytes. If this fails for a good reason, a new format
+/// version is needed.
 TEST_F(ShardedDictionaryGoldenTest, aFolderOfAllFamiliesIsWhatItHasAlwaysBeen) {
     ShardedHost host(SHARDED_MEMORY_LIMIT, ShardedDictionary::MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD);
     resolve(host, GoldenDictionary::getTerms());

@@ -20,7 +20,7 @@ namespace {
 constexpr uint32_t SHARDS_IN_USE = 3;
 constexpr size_t RANDOM_STATES = 10;
 
-/// Saves to a folder time and again, and records the disk meanwhile.
+/// Saves to a folder repeatedly, and records the disk.
 class ShardedDictionaryPowerCutTest : public testing::Test {
 protected:
     ShardedDictionaryPowerCutTest() {
@@ -31,7 +31,7 @@ protected:
         m_host.resolve(findNumbersOfFirstShards(SHARDS_IN_USE, 200));
     }
 
-    /// Small writes leave many moments for a cut.
+    /// Small writes allow many moments for a cut.
     void saveInSmallWrites() {
         SystemCallFaults writes(SystemCallFaults::Call::WRITE);
         writes.shortenTo(4096);
@@ -39,7 +39,7 @@ protected:
         m_states.push_back(getFolderContents(m_folder));
     }
 
-    /// The number of the state whose files are all on the disk, from 1; 0 if there is none.
+    /// Returns the number of the state whose files are all on the disk, from 1; 0 if there is none.
     size_t findState(const RecordedDisk::State& disk) const {
         for (size_t number = m_states.size(); number != 0; --number)
             if (std::ranges::all_of(m_states[number - 1], [&](const auto& file) {
@@ -78,8 +78,8 @@ TEST_F(ShardedDictionaryPowerCutTest, leavesTheOldStateOrTheNewOneWhenever) {
               << ", new state " << found[2] << ", with remains " << withRemains << '\n';
 }
 
-/// The first save does not know whether its manifest has reached the disk, and the next one, of this process or of another,
-/// must not take it for granted.
+/// The first save does not know whether its manifest has reached the disk. The next save, of this process or of
+/// another, must not assume that.
 TEST_F(ShardedDictionaryPowerCutTest, aFolderThatCouldNotBeFlushedKeepsTheOldStateUntilItIs) {
     for (const bool isSavedByAnother : {false, true}) {
         SCOPED_TRACE(isSavedByAnother ? "another" : "the same");
@@ -145,7 +145,7 @@ TEST_F(ShardedDictionaryPowerCutTest, whatIsLeftOpensAndIsSavedOver) {
     EXPECT_LT(3u, remains);
 }
 
-/// The scaffolding itself: a save that did not flush its files would be caught.
+/// Tests the scaffolding itself: it would detect a save that did not flush its files.
 TEST_F(ShardedDictionaryPowerCutTest, aSaveWithoutFlushingWouldLeaveNeither) {
     RecordedDisk disk(m_folder);
     saveInSmallWrites();

@@ -101,7 +101,7 @@ TEST_F(ShardedDictionaryStepsTest, remainsAreWhatNoManifestNames) {
     ShardedDictionary::removeRemains(m_directory.getPathOf("nothing"), {});
 }
 
-/// Each shard is built in memory, saved and released, though no manifest names it yet.
+/// Each shard is built in memory, saved and released, although no manifest names it yet.
 TEST_F(ShardedDictionaryStepsTest, releasedShardsAreReadFromTheFolder) {
     ShardedHost host;
     EXPECT_EQ(getModelIDs(m_firstNumbers), host.resolve(m_firstNumbers));

@@ -15,7 +15,7 @@
 #include <string_view>
 #include <vector>
 
-// Columns of strings, beside the operations on one term.
+// Columns of strings, compared with the operations on single terms.
 
 namespace {
 

@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-// Columns of terms answered together, beside the operations on one term.
+// Columns of terms, compared with the operations on single terms.
 
 namespace {
 
@@ -87,7 +87,7 @@ TEST(ShardedDictionaryTermColumnTest, randomColumnsAreAnsweredLikeTheirTermsOneB
     }
 }
 
-/// The first of all terms, the last of a chunk and the first of the next are refused in turn.
+/// The first term, the last of a chunk and the first of the next are refused in turn.
 TEST(ShardedDictionaryTermColumnTest, columnsOfAnySizeHaveIDsInTheirOrder) {
     ModelTerms source;
     for (const size_t size : {size_t(0), size_t(1), CHUNK_SIZE - 1, CHUNK_SIZE, CHUNK_SIZE + 1, 2 * CHUNK_SIZE + 1}) {
@@ -115,7 +115,7 @@ TEST(ShardedDictionaryTermColumnTest, columnsOfAnySizeHaveIDsInTheirOrder) {
     }
 }
 
-/// Texts about as long as what a chunk may have.
+/// The texts are about as long as a chunk may be.
 TEST(ShardedDictionaryTermColumnTest, longTextsEndChunksEarly) {
     std::vector<std::string> texts;
     for (const size_t length : {4194303U, 4194304U, 4194305U, 1U, 6000000U, 0U})
@@ -177,7 +177,7 @@ TEST(ShardedDictionaryTermColumnTest, aColumnHasTheTermsOfItsLastIDs) {
     }
 }
 
-/// One that fails ends the operation, or is one that a family's table wants.
+/// A failing allocation ends the operation, or belongs to the table of a family.
 TEST(ShardedDictionaryTermColumnTest, anyAllocationOfResolvingMayFail) {
     ModelTerms source;
     std::vector<Term> terms;
@@ -256,7 +256,7 @@ TEST(ShardedDictionaryTermColumnTest, memoryDoesNotGrowWithTheColumn) {
     const auto read = [&](const size_t size) {
         host.m_dictionary.getTerms(std::span(resourceIDs).first(size), column);
     };
-    // Entries, indexes and shards, as long as a chunk is sorted.
+    // Entries, indexes and shards, while a chunk is sorted.
     EXPECT_EQ(3u, countAllocations([&] { read(CHUNK_SIZE); }));
     EXPECT_EQ(6u, countAllocations([&] { read(2 * CHUNK_SIZE); }));
 }

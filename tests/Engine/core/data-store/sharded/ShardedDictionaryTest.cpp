@@ -19,13 +19,13 @@
 #include <thread>
 #include <vector>
 
-// Resolving, looking up and reading; folders: ShardedDictionaryFolderTest.
+// Resolving, looking up and reading; for folders see ShardedDictionaryFolderTest.
 
 namespace {
 
 constexpr DictionaryCommitPoint ALL = DictionaryCommitPoint::ALL;
 
-/// A batch of good terms and of some that every dictionary refuses.
+/// A batch of valid terms and some that every dictionary refuses.
 struct MixedTerms {
     MixedTerms(const size_t size, const uint32_t seed) {
         std::minstd_rand random(seed);
@@ -129,7 +129,7 @@ TEST(ShardedDictionaryTest, whatADictionaryRefusesIsRefusedTheSameWay) {
     }
 }
 
-/// Batches are answered block by block. Failures of the caller's stay before the new ones.
+/// Batches are processed block by block. Earlier failures of the caller stay before the new ones.
 TEST(ShardedDictionaryTest, aBatchOfManyBlocksIsAnsweredAsOneBatch) {
     constexpr size_t SIZE = 150000;
     constexpr size_t BLOCK = size_t(1) << 16;
@@ -298,7 +298,7 @@ TEST(ShardedDictionaryTest, moreResourcesThanAShardCanHoldAreRefused) {
     EXPECT_EQ(uint64_t(1) << 30, largest.getManifest().m_maximumNumberOfResourcesOfShard);
 }
 
-/// What each shard could have alone is more than there is for all.
+/// Each shard alone could have more than there is for all.
 TEST(ShardedDictionaryTest, theMemoryLimitHoldsForAllShardsTogether) {
     constexpr size_t LIMIT = size_t(96) << 20;
     ShardedHost host(LIMIT, uint64_t(1) << 20);
@@ -326,7 +326,7 @@ TEST(ShardedDictionaryTest, theMemoryLimitHoldsForAllShardsTogether) {
         for (const BatchEntry& entry : entries)
             if (entry.m_resourceID != 0)
                 resourceIDs.push_back(entry.m_resourceID);
-        if (failed != 0) { // What there was room for is found, and only that.
+        if (failed != 0) { // Terms that have fitted are found, and no others.
             const std::vector<BatchEntry> answers = entries;
             failures.clear();
             host->tryResolveResources(entries, failures);

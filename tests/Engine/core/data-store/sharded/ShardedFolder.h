@@ -25,9 +25,9 @@
 #include <utility>
 #include <vector>
 
-// Sharded dictionaries of the model's literals, and the folders that they are saved to.
+// Sharded dictionaries of the model's literals, and the folders to which they are saved.
 
-/// What 256 shards with a few terms of all families take, and more.
+/// Slightly more memory than 256 shards with a few terms of all families take.
 constexpr size_t SHARDED_MEMORY_LIMIT = size_t(512) << 20;
 
 constexpr uint64_t FEW_RESOURCES = uint64_t(1) << 16;
@@ -37,7 +37,7 @@ struct FolderContents : std::map<std::string, std::string> {
     using std::map<std::string, std::string>::map;
 };
 
-/// How GoogleTest shows them.
+/// Prints them for GoogleTest.
 inline void PrintTo(const FolderContents& contents,
                     std::ostream* const output) { // NOLINT(readability-identifier-naming)
     for (const auto& [name, bytes] : contents)
@@ -76,7 +76,7 @@ struct LiteralBatch {
             m_entries.push_back({literal.m_lexicalForm, 0, literal.m_datatypeID});
     }
 
-    /// Those from `begin` to before `end`.
+    /// Makes those from `begin` to before `end`.
     LiteralBatch(const uint32_t begin, const uint32_t end) : LiteralBatch(count(begin, end)) {}
 
     static std::vector<uint32_t> count(const uint32_t begin, const uint32_t end) {
@@ -102,7 +102,7 @@ inline uint32_t getShardOf(const uint32_t number) {
     return ShardLayout::getShard(literal.m_lexicalForm, literal.m_datatypeID);
 }
 
-/// The first numbers whose literals are in one of the first shards.
+/// Returns the first numbers whose literals are in one of the first shards.
 inline std::vector<uint32_t> findNumbersOfFirstShards(const uint32_t numberOfShards, const size_t count) {
     std::vector<uint32_t> numbers;
     for (uint32_t number = 0; numbers.size() < count; ++number)
@@ -118,7 +118,7 @@ public:
         : m_dictionary(std::make_unique<ShardedDictionary>(
               DictionaryOptions{.m_memoryLimit = memoryLimit, .m_maximumNumberOfResources = maximum})) {}
 
-    /// What a folder holds.
+    /// Opens the dictionary in a folder.
     explicit ShardedHost(const std::string& folder, const DictionaryOptions& options = {},
                          const size_t memoryLimit = SHARDED_MEMORY_LIMIT)
         : m_dictionary([&] {
@@ -157,7 +157,7 @@ private:
     std::unique_ptr<ShardedDictionary> m_dictionary;
 };
 
-/// The IDs that literals get in this order.
+/// Returns the IDs that literals get in this order.
 inline std::vector<uint64_t> getModelIDs(const std::vector<uint32_t>& numbers) {
     std::map<DictionaryModel::Literal, uint64_t> resourceIDs;
     std::vector<uint64_t> lastLocalIDs(ShardLayout::NUMBER_OF_SHARDS);

@@ -83,7 +83,7 @@ TEST_F(AffixTableTest, aTextGetsANumberWhenItIsMetOftenEnough) {
     EXPECT_EQ(1u, affixes.getNumberFor("a"));
 }
 
-/// Texts of single terms, as the namespaces of pages, do not fill the table.
+/// Texts of single terms, such as the namespaces of pages, do not fill the table.
 TEST_F(AffixTableTest, textsThatAreMetSeldomGetNone) {
     AffixTable affixes(m_memoryManager, 4);
     for (size_t count = 0; count < 100000; ++count)
@@ -111,7 +111,7 @@ TEST_F(AffixTableTest, isFullWhenItsTextsAreTooLong) {
     EXPECT_EQ(1u, m_affixes.getNumberFor(m_affixes.getText(1)));
 }
 
-/// A table that has no memory answers that a text has no number, and goes on when there is some.
+/// A table without memory returns that a text has no number, and works when there is memory again.
 TEST_F(AffixTableTest, eachAllocationThatFailsLeavesItWhole) {
     for (size_t limit = 0;; limit += 4096) {
         MemoryManager memoryManager(limit);

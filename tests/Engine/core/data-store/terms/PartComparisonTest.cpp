@@ -14,7 +14,7 @@ TEST(PartComparisonTest, eachByteOfATextOfAnyLengthCounts) {
         std::string text;
         for (size_t index = 0; index < length; ++index)
             text += static_cast<char>('A' + index % 57);
-        // Blocks of their own, so that AddressSanitizer sees what is read beside them.
+        // Separate blocks, so that AddressSanitizer detects reads outside of them.
         const auto first = std::make_unique<char[]>(length);
         const auto second = std::make_unique<char[]>(length);
         text.copy(first.get(), length);

@@ -19,14 +19,14 @@ namespace {
 constexpr size_t NUMBER_OF_THREADS = 4;
 constexpr uint32_t NUMBER_OF_TERMS = 6000;
 
-/// Namespaces and datatypes come up all the time, so that their index grows under the readers.
+/// Returns terms with new namespaces and datatypes all the time, so that their index grows while others read it.
 std::pair<std::string, uint8_t> makeTerm(const uint32_t number) {
     if (number % 2 == 0)
         return {"http://example.org/" + std::to_string(number / 8) + "/" + std::to_string(number), D_IRI};
     return {std::to_string(number) + "^^http://example.org/type" + std::to_string(number / 4), D_TYPED_LITERAL};
 }
 
-/// The first terms of a family, its tables' growth and that of its shared texts, by all threads at once.
+/// All threads concurrently make the first terms of a family, its tables and its shared texts.
 TEST(TermDatatypeStressTest, allThreadsGetOneIDForATermAndReadItBack) {
     for (const uint32_t seed : getTestSeeds(3)) {
         SCOPED_TRACE(describeSeed(seed));
@@ -79,8 +79,7 @@ TEST(TermDatatypeStressTest, allThreadsGetOneIDForATermAndReadItBack) {
     }
 }
 
-/// The tables of families are made, with fingerprints, while strings use the memory up and have all fingerprints given
-/// back.
+/// The tables of families are made, with fingerprints, while strings use all memory and reclaim all fingerprints.
 TEST(TermDatatypeStressTest, firstTermsComeWhileTheMemoryRunsOut) {
     constexpr size_t LIMIT = size_t(1) << 20;
     std::atomic<size_t> numberOfShortages = 0;

@@ -23,7 +23,7 @@ namespace {
 
 constexpr uint8_t ALL_FAMILIES[] = {D_IRI, D_BLANK_NODE, D_TYPED_LITERAL, D_DIRECTIONAL_STRING, D_TRIPLE_TERM};
 
-/// A term of a family; some share texts, and some are too long for a size header of one byte.
+/// Makes a term of a family; some share texts, and some are too long for a size header of one byte.
 std::string makeForm(const uint8_t datatypeID, const uint64_t number) {
     const std::string text = std::to_string(number) + std::string(number % 11 == 0 ? 150 : 0, '_');
     switch (datatypeID) {
@@ -162,7 +162,7 @@ TYPED_TEST(TermDatatypeTest, aNamespaceIsKeptOnce) {
     EXPECT_EQ(0u, this->find(*datatype, base + "10", D_IRI));
 }
 
-/// Terms that could be taken for each other, as one is another's own part, or their parts meet elsewhere.
+/// Terms that could be mistaken for each other, because one is another's own part, or their parts meet elsewhere.
 TYPED_TEST(TermDatatypeTest, partsOfTermsAreNotTakenForTerms) {
     const auto datatype = this->make(D_TYPED_LITERAL);
     const std::vector<std::string> forms{"a^^x:yz", "a^^x:y", "^^x:y", "a^^^x:y", "a^^^^x:y", "ab^^x:y", "a^^b^^x:y"};
@@ -262,7 +262,7 @@ TYPED_TEST(TermDatatypeTest, isSavedAndLoaded) {
     }
 }
 
-/// Files are read by later versions: nothing of this layout changes without a new version of the format.
+/// Later versions read these files: nothing in this layout changes without a new version of the format.
 TYPED_TEST(TermDatatypeTest, chunkAndStreamLieAsTheirFormatSays) {
     const auto datatype = this->make(D_TYPED_LITERAL);
     EXPECT_EQ(1u, this->resolve(*datatype, "5^^x:y", D_TYPED_LITERAL));
@@ -279,7 +279,7 @@ TYPED_TEST(TermDatatypeTest, chunkAndStreamLieAsTheirFormatSays) {
         << "marker, initial size, table";
     EXPECT_EQ(std::string("\1\0\0\0\0\0\0\0\3\0\0\0\0\0\0\0x:y", 19), bytes.substr(bytes.size() - 19))
         << "one shared text of three bytes";
-    const size_t buckets = 28 + 1081 + 16; // behind the table's fields and those of its region
+    const size_t buckets = 28 + 1081 + 16; // after the table's fields and those of its region
     TypeParam bucket;
     std::memcpy(&bucket, bytes.data() + buckets + (hashLexicalForm("5^^x:y", 6) & 1023) * sizeof(bucket),
                 sizeof(bucket));

@@ -18,7 +18,7 @@ std::string toTurtle(const uint8_t datatypeID, const std::string_view form) {
     return output;
 }
 
-/// The part of a form that it may share.
+/// Returns the part of a form that it may share.
 std::string getAffix(const uint8_t datatypeID, const std::string_view form) {
     const TermFamily& family = TermFamily::get(datatypeID);
     const size_t length = family.m_getAffixLength(form);

@@ -108,7 +108,7 @@ TEST(TermTest, aBatchHasTheFormsOfItsTerms) {
     EXPECT_EQ(D_INVALID, batch.getEntries()[0].m_datatypeID);
 }
 
-/// Each of 10,000 terms has a form that is made.
+/// Each of 10,000 terms has a joined form.
 TEST(TermTest, aBatchGrowsInFewAllocations) {
     TermBatch batch;
     const AllocationFaults faults = AllocationFaults::failAfter(100);

@@ -4,7 +4,8 @@
 
 #include <cstdint>
 
-/// The bucket of the number that `isWanted`, found by a probe from the home of its hash, or null. Within an operation.
+/// Returns the bucket of the number for which `isWanted` is true, found by a probe from the home of its hash, or null.
+/// Within an operation.
 template<class Policy, class IsWanted>
 typename ParallelHashTable<Policy>::Bucket* findBucket(ParallelHashTable<Policy>& table, const uint64_t hash,
                                                        const IsWanted& isWanted) {

@@ -13,7 +13,7 @@
 #include <string>
 #include <utility>
 
-/// A table that keeps fingerprints, whether or not the others of the test program do.
+/// A table that keeps fingerprints, whether or not the other tables of the test program do.
 template<class T>
 class FingerprintTable : public NumberTable<T> {
 public:
@@ -49,7 +49,7 @@ public:
         return count;
     }
 
-    /// Expects what holds at rest, and that nothing but buckets and fingerprints is charged.
+    /// Expects the invariants of an idle table, and that only buckets and fingerprints are charged.
     void expectSound() {
         EXPECT_EQ(this->m_table.getCommittedBytes() + this->m_table.getFingerprintBytes(), this->getAllChargedBytes());
         expectSoundAtRest(this->m_table);

@@ -53,7 +53,7 @@ protected:
                Fingerprints::getCandidatesPortably(words[1], fingerprint) << 8;
     }
 
-    /// Asks for every fingerprint's candidates of a group in each of the three ways.
+    /// Gets the candidates of every fingerprint in a group in each of the three ways.
     void expectCandidatesAgree(const Group& group) {
         constexpr size_t FIRST_INDEX = 2 * Fingerprints::GROUP_SIZE;
         store(m_fingerprints, FIRST_INDEX, group);
@@ -65,7 +65,7 @@ protected:
         }
     }
 
-    /// There are none: nothing is charged, and no operation does anything.
+    /// Expects that there are none: nothing is charged, and no operation has an effect.
     static void expectNoneAndHarmless(Fingerprints& fingerprints, const MemoryManager& memoryManager) {
         const auto expectNone = [&] {
             EXPECT_FALSE(fingerprints.exist());
@@ -159,7 +159,7 @@ TEST_F(FingerprintsTest, candidatesOfRandomGroupsAreTheSameInEveryWay) {
     for (uint32_t seed = 1; seed <= 500; ++seed) {
         SCOPED_TRACE(seed);
         RandomNumbers random(seed);
-        const uint32_t end = seed % 2 == 0 ? 256 : 4; // few values: several places match, zeros too
+        const uint32_t end = seed % 2 == 0 ? 256 : 4; // few values: several elements match, also zeros
         Group group;
         for (uint8_t& fingerprint : group)
             fingerprint = static_cast<uint8_t>(random.below(end));
@@ -169,7 +169,7 @@ TEST_F(FingerprintsTest, candidatesOfRandomGroupsAreTheSameInEveryWay) {
 
 TEST_F(FingerprintsTest, anUnknownFingerprintIsACandidateAtEveryPlace) {
     m_fingerprints.initialize(1024, false);
-    // 0x80 and 0x01 are what arithmetic on whole words mistakes for zeros beside a zero.
+    // Arithmetic on whole words may mistake 0x80 and 0x01 beside a zero for zeros.
     for (const uint8_t other : {uint8_t(0x01), uint8_t(0x7F), uint8_t(0x80), uint8_t(0x81), uint8_t(0xFF)})
         for (uint32_t zeros = 0; zeros < 1 << Fingerprints::GROUP_SIZE; zeros += 251) {
             SCOPED_TRACE(testing::Message() << "zeros " << zeros << ", others " << uint32_t(other));

@@ -11,24 +11,24 @@
 #include <cstdint>
 #include <vector>
 
-/// What stands behind the numbers of a KeyedTable: plain memory that the table alone must order, so that
-/// ThreadSanitizer reports every gap in the table's protocol.
+/// The records of the numbers of a KeyedTable: plain memory that only the table must order, so that ThreadSanitizer
+/// reports every gap in the table's protocol.
 template<class T>
 struct KeyedEntry {
     uint64_t m_key;                   // written by the creator between its claim and its publication
-    mutable uint32_t m_timesRehashed; // written by whoever rehashes the number
+    mutable uint32_t m_timesRehashed; // written by the thread that rehashes the number
 };
 
 template<class T>
 class KeyedPolicy : public NumberBuckets<T> {
 public:
     static uint64_t hashKey(const uint64_t key) noexcept {
-        return ((key / 4) * 0x9E3779B97F4A7C15) >> 20; // Four keys to a home, so that chains are never trivial.
+        return ((key / 4) * 0x9E3779B97F4A7C15) >> 20; // four keys per home, so that chains are never trivial
     }
 
     explicit KeyedPolicy(const std::vector<KeyedEntry<T>>& entries) noexcept : m_entries(entries) {}
 
-    /// Called by a rehash alone.
+    /// Called only by a rehash.
     uint64_t getHash(const T number) const noexcept {
         ++m_entries[number].m_timesRehashed;
         return hashKey(m_entries[number].m_key);
@@ -41,8 +41,8 @@ private:
     const std::vector<KeyedEntry<T>>& m_entries;
 };
 
-/// A table in the role that it has in a dictionary: a key is to its number what a string is to its resource ID. Numbers
-/// are given out in order from 1; number 1, of key 0, is there from the start and counts the resizes.
+/// A table in the role that it has in a dictionary: a key corresponds to a string, its number to the resource ID.
+/// Numbers are assigned in order from 1. Number 1, of key 0, exists from the start and counts the resizes.
 template<class T>
 class KeyedTable : private Unmovable {
 public:
@@ -69,7 +69,7 @@ public:
         return resolve(key, [] {});
     }
 
-    /// Runs `create` between claim and publication; its exception is the insertion's failure.
+    /// Runs `create` between claim and publication; if it throws, the insertion fails.
     template<class Create>
     Resolution resolve(const uint64_t key, const Create& create) {
         const Operation operation(m_table);
@@ -103,14 +103,14 @@ public:
         return {number, true};
     }
 
-    /// The key's number, or 0.
+    /// Returns the key's number, or 0.
     T find(const uint64_t key) {
         const Operation operation(m_table);
         const Bucket* const bucket = findBucketOf(key);
         return bucket == nullptr ? 0 : Table::readBucket(*bucket);
     }
 
-    /// True when the key was there; another thread may have deleted it at the same time.
+    /// Returns whether the key was there; another thread may have deleted it at the same time.
     bool remove(const uint64_t key) {
         const Operation operation(m_table);
         Bucket* const bucket = findBucketOf(key);
@@ -119,8 +119,8 @@ public:
         return bucket != nullptr;
     }
 
-    /// How often a number has been rehashed that the caller knows of. Within an operation all that rehashing threads
-    /// have written is visible, also that which lies behind buckets at which the caller does not look.
+    /// Returns how often a number that the caller knows has been rehashed. Within an operation, everything that
+    /// rehashing threads have written is visible, also what is reached through buckets that the caller does not read.
     uint32_t getTimesRehashed(const T number) {
         const Operation operation(m_table);
         return m_table.getPolicy().getTimesRehashed(number);
@@ -128,10 +128,10 @@ public:
 
     uint32_t getNumberOfResizes() { return getTimesRehashed(1); }
 
-    /// Entries made so far, less the one that was there from the start.
+    /// Returns how many entries have been made, except the one that existed from the start.
     size_t getNumberOfEntriesMade() const { return m_nextNumber.load(std::memory_order_relaxed) - 2; }
 
-    /// How often an insertion met a bucket in progress.
+    /// Returns how often an insertion found a bucket in progress.
     size_t getNumberOfEncounters() const { return m_encounters.load(std::memory_order_relaxed); }
 
     MemoryManager m_memoryManager;

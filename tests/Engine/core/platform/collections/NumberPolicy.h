@@ -21,8 +21,8 @@ struct NumberBuckets {
     static constexpr T BUCKET_IN_PROGRESS = BUCKET_DELETED - 1;
 };
 
-/// A policy whose numbers stand for themselves, under a hash function that the test chooses. The function is called for
-/// every number that is rehashed, so a test can also watch or delay a rehash there.
+/// A policy whose numbers represent themselves, with a hash function that the test chooses. The function is called for
+/// every number that is rehashed, so a test can also observe or delay a rehash there.
 template<class T>
 class NumberPolicy : public NumberBuckets<T> {
 public:

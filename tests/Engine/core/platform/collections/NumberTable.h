@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <optional>
 
-/// A table of plain numbers with its memory manager, and the operations on it as a datatype performs them.
+/// A table of plain numbers with its memory manager, and the operations of a datatype on it.
 template<class T>
 class NumberTable : private Unmovable {
 public:
@@ -21,7 +21,7 @@ public:
 
     static constexpr size_t AMPLE_MEMORY = size_t(1) << 26;
 
-    /// No buckets: not initialised.
+    /// Without buckets it is not initialised.
     explicit NumberTable(const size_t numberOfBuckets = 1024, typename Policy::Hash hash = &Policy::identity,
                          const size_t memoryLimit = AMPLE_MEMORY)
         : m_memoryManager(memoryLimit), m_table(m_memoryManager, Policy(std::move(hash))) {
@@ -31,7 +31,7 @@ public:
             m_table.initialize(numberOfBuckets);
     }
 
-    /// True when the number was not there.
+    /// Returns whether the number was absent.
     bool insert(const T number) {
         const Operation operation(m_table);
         m_table.reserveInsertionQuota(operation.getThreadContext());
@@ -68,7 +68,7 @@ public:
         return true;
     }
 
-    /// True when the number was there.
+    /// Returns whether the number was there.
     bool remove(const T number) {
         const Operation operation(m_table);
         Bucket* const bucket = find(number);
@@ -110,7 +110,7 @@ public:
 
     size_t getAllChargedBytes() const { return m_memoryManager.getReservedBytes() - m_memoryManager.getFreeBytes(); }
 
-    /// But for the fingerprints.
+    /// Returns the charged bytes without those of fingerprints.
     size_t getChargedBytes() const { return getAllChargedBytes() - m_table.getFingerprintBytes(); }
 
     MemoryManager m_memoryManager;

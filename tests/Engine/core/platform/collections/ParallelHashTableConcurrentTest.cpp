@@ -14,7 +14,7 @@
 
 using namespace melnar;
 
-// Each of these tests brings threads into one certain situation of the protocol and lets them go on from there.
+// Each of these tests brings threads into a specific situation of the protocol and lets them continue from there.
 
 namespace {
 
@@ -39,7 +39,7 @@ protected:
         waitUntil([&] { return getSlot(numbers, index).m_lockCount.load(std::memory_order_acquire) == lockCount; });
     }
 
-    /// A thread at a slot of its own.
+    /// Starts a thread at its own slot.
     template<class Action>
     static std::thread startAt(const size_t index, Action action) {
         return std::thread([index, action] {
@@ -48,8 +48,8 @@ protected:
         });
     }
 
-    /// Claims a number's bucket, runs `action` in threads at slots 1 to 4, and calls `settle`, which must publish or
-    /// unclaim the bucket, before it waits for their ends.
+    /// Claims a number's bucket, runs `action` in threads at slots 1 to 4, calls `settle`, which must publish or
+    /// unclaim the bucket, and then waits for their ends.
     template<class Action, class Settle>
     static void runAtClaimedBucket(NumberTable<T>& numbers, const T number, const Action& action,
                                    const Settle& settle) {
@@ -68,7 +68,7 @@ protected:
             thread.join();
     }
 
-    const ScopedThreadContextIndex m_indexOfTheTest{0}; // All others are free for the threads.
+    const ScopedThreadContextIndex m_indexOfTheTest{0}; // all others are free for the threads
 };
 
 } // namespace
@@ -106,8 +106,8 @@ TYPED_TEST(ParallelHashTableConcurrentTest, ofTwoThatCrossTheThresholdOneLeadsAn
         const ScopedThreadContextIndex index(5);
         const typename Table::Operation operation(numbers.m_table);
         first = this->startAt(1, [&] { numbers.insert(1001); });
-        this->waitForLockCount(numbers, 5, 2); // The first leads and waits for this thread's slot,
-        numbers.m_table.reserveInsertionQuota(operation.getThreadContext()); // which it gives up here and gets back.
+        this->waitForLockCount(numbers, 5, 2); // the first leads and waits for this thread's slot,
+        numbers.m_table.reserveInsertionQuota(operation.getThreadContext()); // which it releases here and gets back
         EXPECT_TRUE(this->hasResizeState(numbers, Table::NOT_RESIZING));
         EXPECT_EQ(2048u, numbers.m_table.getNumberOfBuckets()) << "one resize has happened, not two";
         EXPECT_EQ(100u, numbers.getQuota(5));
@@ -143,7 +143,8 @@ TYPED_TEST(ParallelHashTableConcurrentTest, whoComesDuringThePreparationWaitsAtI
     expectSoundAtRest(numbers.m_table);
 }
 
-// Two threads with one index, and the leader, queue for one slot: whoever gets it before the leader parks again.
+// Two threads with the same index, and the leader, queue for one slot. A thread that gets it before the leader parks
+// again.
 TYPED_TEST(ParallelHashTableConcurrentTest, theLeaderGetsASlotThatSeveralThreadsShare) {
     using Table = typename NumberTable<TypeParam>::Table;
     NumberTable<TypeParam> numbers;
@@ -177,7 +178,7 @@ TYPED_TEST(ParallelHashTableConcurrentTest, aLookupThatComesDuringTheRehashHelps
     NumberTable<TypeParam> numbers(4096, [&](const TypeParam number) {
         if (!isBlocking.load(std::memory_order_acquire))
             return number;
-        if (g_currentThreadContextIndex == 1) { // The leader, at its first chunk.
+        if (g_currentThreadContextIndex == 1) { // the leader, at its first chunk
             waitUntil([&] { return !isBlocking.load(std::memory_order_acquire); });
             return number;
         }
@@ -193,14 +194,14 @@ TYPED_TEST(ParallelHashTableConcurrentTest, aLookupThatComesDuringTheRehashHelps
 
     isBlocking.store(true, std::memory_order_release);
     std::thread leader = this->startAt(1, [&] { numbers.resize(); });
-    this->waitForResizeState(numbers, 1); // The leader has the first chunk and is stuck at number 3.
+    this->waitForResizeState(numbers, 1); // the leader has the first chunk and waits at number 3
     bool hasFound = false;
     std::thread reader = this->startAt(2, [&] {
         const typename NumberTable<TypeParam>::Operation operation(numbers.m_table);
         hasReturned.store(true, std::memory_order_release);
         hasFound = Peer::getBuckets(numbers.m_table)[3].load(std::memory_order_acquire) == 3;
     });
-    waitUntil([&] { // All but the leader's chunk are done.
+    waitUntil([&] { // all chunks but the leader's are done
         return Peer::getNumberOfPendingChunks(numbers.m_table).load(std::memory_order_acquire) == 1;
     });
     EXPECT_TRUE(this->hasResizeState(numbers, 4)) << "all chunks are claimed";
@@ -229,9 +230,9 @@ TYPED_TEST(ParallelHashTableConcurrentTest, whoFinishesLastEndsTheResizeEvenIfIt
     bool hadLeaderReturned = true;
     NumberTable<TypeParam> numbers(2048, [&](const TypeParam number) {
         if (isWatching.load(std::memory_order_acquire)) {
-            if (g_currentThreadContextIndex == 1) // The leader, at the first chunk: until the helper has the second.
+            if (g_currentThreadContextIndex == 1) // the leader, at the first chunk: until the helper has the second
                 waitUntil([&] { return Peer::getResizeState(*table).load(std::memory_order_acquire) == 2; });
-            else { // The helper: until the leader has no more to do.
+            else { // the helper: until the leader has nothing more to do
                 waitUntil([&] { return Peer::getNumberOfPendingChunks(*table).load(std::memory_order_acquire) == 1; });
                 hadLeaderReturned = hasLeaderReturned.load(std::memory_order_acquire);
                 isWatching.store(false, std::memory_order_release);
@@ -313,7 +314,8 @@ TYPED_TEST(ParallelHashTableConcurrentTest, aResizeThatFailsWakesThoseThatParked
             }
         });
         this->waitForLockCount(numbers, 5, 2);
-        numbers.m_table.startHandleResize(operation.getThreadContext()); // Parks, and returns when the leader failed.
+        numbers.m_table.startHandleResize(
+            operation.getThreadContext()); // parks, and returns when the leader has failed
         EXPECT_TRUE(this->hasResizeState(numbers, Table::NOT_RESIZING));
         EXPECT_EQ(1024u, numbers.m_table.getNumberOfBuckets());
         EXPECT_EQ(0u, numbers.getQuota(5));
@@ -331,7 +333,7 @@ TYPED_TEST(ParallelHashTableConcurrentTest, aResizeThatFailsWakesThoseThatParked
 TYPED_TEST(ParallelHashTableConcurrentTest, threadsOfOneIndexEnterOneAfterTheOther) {
     using Table = typename NumberTable<TypeParam>::Table;
     NumberTable<TypeParam> numbers;
-    bool hasFirstLeft = false; // Ordered by the slot alone.
+    bool hasFirstLeft = false; // ordered only by the slot
     bool hadFirstLeft = false;
     std::thread second;
     {

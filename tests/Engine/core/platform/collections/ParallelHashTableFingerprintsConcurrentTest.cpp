@@ -11,7 +11,7 @@
 
 using namespace melnar;
 
-// Each of these tests brings threads into one certain situation around fingerprints and lets them go on from there.
+// Each of these tests brings threads into a specific situation with fingerprints and lets them continue from there.
 
 namespace {
 
@@ -22,7 +22,7 @@ class ParallelHashTableFingerprintsConcurrentTest : public testing::Test {
 protected:
     static constexpr size_t FIRST_SLOT = 1;
     static constexpr size_t BUSY_SLOT = 9;
-    static constexpr size_t LATE_SLOT = 20; // beyond the busy one: free while a leader waits for that
+    static constexpr size_t LATE_SLOT = 20; // beyond the busy one: free while a leader waits for that one
 
     static size_t getState(NumberTable<T>& numbers) {
         return Peer::getResizeState(numbers.m_table).load(std::memory_order_acquire);
@@ -33,7 +33,7 @@ protected:
         waitOrAbort("a slot", [&] { return threadContext.m_lockCount.load(std::memory_order_acquire) == lockCount; });
     }
 
-    /// A lookup that is content with an answer that was right a moment earlier.
+    /// Looks up a number and accepts an answer that was right a moment earlier.
     static bool lookUp(NumberTable<T>& numbers, const T number) {
         using Table = typename NumberTable<T>::Table;
         const typename Table::Operation operation(numbers.m_table);
@@ -48,7 +48,7 @@ protected:
         }
     }
 
-    /// Inserts a number into a home that is free, with a pause between claim and publication in which `pause` runs.
+    /// Inserts a number into a free home bucket, and calls `pause` between claim and publication.
     template<class Pause>
     static void insertSlowly(NumberTable<T>& numbers, const T number, const Pause& pause) {
         using Table = typename NumberTable<T>::Table;
@@ -63,7 +63,7 @@ protected:
     }
 };
 
-/// Lets the rehash of one number wait until it is told to go on.
+/// Makes the rehash of one number wait until it may continue.
 template<class T>
 class SlowHash {
 public:
@@ -222,7 +222,8 @@ TYPED_TEST(ParallelHashTableFingerprintsConcurrentTest, givingUpParksWhileAResiz
     numbers.expectSound();
 }
 
-// The insertion holds a slot and wants to lead a resize: it lets the other have its slot, and resizes after it.
+// The insertion holds a slot and wants to lead a resize: it releases its slot to the other thread, and resizes after
+// it.
 TYPED_TEST(ParallelHashTableFingerprintsConcurrentTest, anInsertionThatMustGrowTheTableLetsGivingUpGoFirst) {
     using Table = typename NumberTable<TypeParam>::Table;
     FingerprintTable<TypeParam> numbers;

@@ -10,7 +10,7 @@
 
 using namespace melnar;
 
-// Fingerprints come when there is memory for them, and go when it is needed for something else.
+// Fingerprints are made when there is memory for them, and released when it is needed for something else.
 
 namespace {
 
@@ -192,7 +192,7 @@ TYPED_TEST(ParallelHashTableFingerprintsFailureTest, aResizeThatFailsForThemAlon
     numbers.expectSound();
 }
 
-// What another thread can do between an operation's failure and its request for memory, the operation does itself.
+// The operation itself does what another thread could do between the failure and the request for memory.
 TYPED_TEST(ParallelHashTableFingerprintsFailureTest, anOperationThatFailsJustBeforeAResizeDropsThemIsPerformedAgain) {
     const size_t room = this->getBucketBytes(4096) + this->getBucketBytes(8192) + this->getFingerprintBytes(4096);
     FingerprintTable<TypeParam> numbers(4096, &NumberPolicy<TypeParam>::identity, room);

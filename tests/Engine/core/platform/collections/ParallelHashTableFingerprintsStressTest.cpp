@@ -18,8 +18,8 @@
 
 using namespace melnar;
 
-// Fingerprints come, go, are forgotten and are wrong at tombstones, while threads insert, look up and delete: nothing
-// may be lost but time.
+// Fingerprints appear, disappear, become unknown and are wrong at tombstones, while threads insert, look up and delete.
+// This may cost only time.
 
 namespace {
 
@@ -28,11 +28,11 @@ using Peer = ParallelHashTableTestPeer;
 constexpr uint32_t SHARED_KEYS = 400;
 constexpr uint32_t WINDOW = 16;
 
-/// What really happened in a run.
+/// The events of a run.
 struct Events {
     std::atomic<size_t> m_encounters{0}; // of insertions with buckets in progress
     std::atomic<size_t> m_resizes{0};
-    std::atomic<size_t> m_returns{0}; // of fingerprints after they were given up
+    std::atomic<size_t> m_returns{0}; // of fingerprints after they were released
     std::atomic<size_t> m_falseCandidates{0};
     std::atomic<size_t> m_tombstoneCandidates{0};
     std::atomic<size_t> m_learned{0};
@@ -46,8 +46,8 @@ struct Events {
     static size_t get(const std::atomic<size_t>& events) { return events.load(std::memory_order_relaxed); }
 };
 
-/// Threads that insert, look up and delete. All insert the same shared keys; each has keys of its own, of which the
-/// latest stay. If another thread meddles with the fingerprints, each of them lets it have a turn now and then.
+/// Threads that insert, look up and delete. All insert the same shared keys. Each also has its own keys, the latest of
+/// which stay. If another thread changes the fingerprints, each of them gives it a turn from time to time.
 template<class T>
 class Workers {
 public:
@@ -60,7 +60,7 @@ public:
           m_isMeddledWith(isMeddledWith), m_events(events),
           m_numbersOfSharedKeys(numberOfThreads, std::vector<T>(SHARED_KEYS, 0)), m_stepsDone(0), m_turns(0) {}
 
-    /// The number of entries that they make in all.
+    /// Returns the number of entries that they make altogether.
     static size_t getNumberOfEntries(const uint32_t numberOfThreads, const uint32_t numberOfSteps) {
         return SHARED_KEYS + size_t(numberOfThreads) * numberOfSteps;
     }
@@ -92,18 +92,18 @@ public:
             resolveSharedKey(thread, key);
     }
 
-    /// Steps that all threads have done together.
+    /// Returns how many steps all threads have done together.
     size_t getStepsDone() const { return m_stepsDone.load(std::memory_order_relaxed); }
 
     bool areDone() const { return getStepsDone() == size_t(m_numberOfThreads) * m_numberOfSteps; }
 
-    /// Ends a turn of the thread that meddles.
+    /// Ends a turn of the thread that changes fingerprints.
     void endTurn() {
         m_turns.fetch_add(1, std::memory_order_relaxed);
         std::this_thread::yield();
     }
 
-    /// After the work.
+    /// Checks the table after the work.
     void check() {
         for (uint32_t thread = 0; thread < m_numberOfThreads; ++thread) {
             EXPECT_EQ(m_numbersOfSharedKeys[0], m_numbersOfSharedKeys[thread]) << "all threads agree";
@@ -135,7 +135,8 @@ private:
         EXPECT_EQ(number, lookUp(key + 1));
     }
 
-    /// The key's number, or 0: looked up as a datatype does, which learns unknown fingerprints and does not wait.
+    /// Returns the key's number, or 0. Looks it up like a datatype, which stores unknown fingerprints and does not
+    /// wait.
     T lookUp(const uint64_t key) {
         auto& table = m_keyed.m_table;
         const typename Keyed::Operation operation(table);
@@ -167,12 +168,12 @@ private:
     const uint32_t m_numberOfSteps;
     const bool m_isMeddledWith;
     Events& m_events;
-    std::vector<std::vector<T>> m_numbersOfSharedKeys; // each thread has one of them to itself
+    std::vector<std::vector<T>> m_numbersOfSharedKeys; // each thread has its own
     std::atomic<size_t> m_stepsDone;
     std::atomic<size_t> m_turns;
 };
 
-/// Gives the fingerprints up again and again while the workers work, each time some steps later.
+/// Releases the fingerprints repeatedly while the workers run, each time some steps later.
 template<class T>
 void giveUpRepeatedly(KeyedTable<T>& keyed, Workers<T>& workers, const uint32_t seed, Events& events) {
     constexpr uint32_t MAXIMUM_DISTANCE = 800;
@@ -189,7 +190,7 @@ void giveUpRepeatedly(KeyedTable<T>& keyed, Workers<T>& workers, const uint32_t 
     Events::count(events.m_returns, timesGivenUp - std::min(timesGivenUp, size_t(1)));
 }
 
-/// Forgets fingerprints of an incomplete table and gives tombstones those of keys, while the workers work.
+/// Makes fingerprints of an incomplete table unknown, and gives tombstones those of keys, while the workers run.
 template<class T>
 void forgetAndForge(KeyedTable<T>& keyed, Workers<T>& workers, const uint32_t numberOfThreads, const uint32_t seed,
                     Events& events) {
@@ -211,7 +212,7 @@ void forgetAndForge(KeyedTable<T>& keyed, Workers<T>& workers, const uint32_t nu
                 const uint64_t hash = KeyedTable<T>::Policy::hashKey(key);
                 const size_t index = (hash + random.below(8)) & (table.getNumberOfBuckets() - 1);
                 const bool isTombstone = table.getBucket(index).load(std::memory_order_acquire) ==
-                                         KeyedTable<T>::Policy::BUCKET_DELETED; // and remains it
+                                         KeyedTable<T>::Policy::BUCKET_DELETED; // and stays one
                 if (isTombstone && random.below(4) != 0) {
                     fingerprints.set(index, Fingerprints::get(hash));
                     Events::count(events.m_forged);
@@ -225,7 +226,7 @@ void forgetAndForge(KeyedTable<T>& keyed, Workers<T>& workers, const uint32_t nu
     }
 }
 
-/// Replaces a table by what its stream says: its fingerprints are unknown then.
+/// Replaces a table by one loaded from its stream, so its fingerprints become unknown.
 template<class T>
 void reload(KeyedTable<T>& keyed) {
     MemoryOutputStream outputStream;
@@ -239,9 +240,9 @@ template<class T>
 class ParallelHashTableFingerprintsStressTest : public testing::Test {
 protected:
     static constexpr uint32_t THREADS = 6;
-    static constexpr uint32_t SLOTS = 4; // of the workers: two pairs share one each
+    static constexpr uint32_t SLOTS = 4; // of the workers: each of two pairs shares one
 
-    /// The fingerprints come with each resize, and one more thread gives them up.
+    /// Each resize makes fingerprints, and one more thread releases them.
     static void runWithGivingUp(const uint32_t seed, Events& events) {
         constexpr uint32_t STEPS = 1000;
         KeyedTable<T> keyed(1024, Workers<T>::getNumberOfEntries(THREADS, STEPS) + 10);
@@ -257,7 +258,7 @@ protected:
         workers.check();
     }
 
-    /// The table never grows and never knows all fingerprints, and one more thread makes them worse.
+    /// The table never grows and never knows all fingerprints, and one more thread makes more of them unknown or wrong.
     static void runWithForging(const uint32_t seed, Events& events) {
         constexpr uint32_t STEPS = 1000;
         constexpr size_t NUMBER_OF_BUCKETS = 16384;

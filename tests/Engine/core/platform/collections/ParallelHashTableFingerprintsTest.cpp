@@ -14,7 +14,8 @@ namespace {
 
 using Peer = ParallelHashTableTestPeer;
 
-/// A hash whose home is `home` in every table of a test. Most of those of one home differ in their fingerprints.
+/// Returns a hash whose home is `home` in every table of a test. Most hashes with the same home have different
+/// fingerprints.
 uint64_t getHashOf(const uint64_t home, const uint64_t upperBits) {
     return upperBits << 40 | home;
 }
@@ -120,7 +121,7 @@ TYPED_TEST(ParallelHashTableFingerprintsTest, aProbeGoesOnAtTheBeginOfTheTable) 
 TYPED_TEST(ParallelHashTableFingerprintsTest, unknownAndMatchingBucketsAreCandidatesInTheOrderOfTheProbe) {
     FingerprintTable<TypeParam> numbers(1024, [](const TypeParam number) { return getHashOf(1010, number); });
     numbers.insertRange(1, 41);
-    // The fingerprints are not those of the entries from here on: only findCandidate reads them.
+    // From here on the fingerprints do not belong to the entries: only findCandidate reads them.
     auto& fingerprints = Peer::getFingerprints(numbers.m_table);
     for (size_t index = 1010; index != 26; index = numbers.m_table.getNextIndex(index))
         fingerprints.set(index, 78);

@@ -16,7 +16,7 @@ namespace {
 constexpr size_t MARKER_BYTES = 8 + 17;
 constexpr size_t HEADER_BYTES = MARKER_BYTES + 4 * 8 + 256 * 4;
 
-/// Numbers that differ in every byte, and in every field.
+/// Makes a header with numbers that differ in every byte, and in every field.
 ParallelHashTableHeader makeHeader() {
     ParallelHashTableHeader header;
     header.m_bucketCount = 0x0102030405060708;
@@ -28,13 +28,13 @@ ParallelHashTableHeader makeHeader() {
     return header;
 }
 
-/// The same, written by hand.
+/// Returns the bytes of that header, written by hand.
 std::string makeBytes() {
     TableStream<uint32_t> stream(0x0102030405060708, 0x1112131415161718);
     stream.m_usedBuckets = 0x2122232425262728;
     stream.m_deletedBuckets = 0x3132333435363738;
     stream.m_quotas = {{0, 0x41424344}, {255, 0x51525354}};
-    stream.m_regionCapacity = 0; // The region is not the header's.
+    stream.m_regionCapacity = 0; // the region does not belong to the header
     return stream.getBytes().substr(0, HEADER_BYTES);
 }
 

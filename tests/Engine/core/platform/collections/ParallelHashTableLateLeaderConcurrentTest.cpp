@@ -13,7 +13,7 @@
 
 using namespace melnar;
 
-// The leader of a resize has started the rehash and left the other slots, and is delayed before it takes a part in it.
+// The leader of a resize has started the rehash and left the other slots, and is delayed before it takes part in it.
 
 namespace {
 
@@ -22,7 +22,7 @@ using Peer = ParallelHashTableTestPeer;
 constexpr size_t LEADER_SLOT = 1;
 constexpr size_t HELPER_SLOT = 255; // the last one that the leader takes and leaves
 
-/// Holds the leader from when it has left all slots but its own until it is let go. To see that moment, it first holds
+/// Delays the leader from the moment when it has left all slots except its own. To detect that moment, it first delays
 /// the leader while it has all slots, until a helper waits for the last one, which the leader then hands over.
 template<class Table>
 class LateLeader : public LockObserver {
@@ -66,8 +66,8 @@ protected:
         return Peer::getResizeState(numbers.m_table).load(std::memory_order_acquire);
     }
 
-    /// `lead` starts a resize and is delayed, `help` enters the table and does all of it; `meanwhile` runs until the
-    /// leader may go on.
+    /// `lead` starts a resize and is delayed; `help` enters the table and does the whole resize; `meanwhile` runs until
+    /// the leader may continue.
     static void run(NumberTable<T>& numbers, const std::function<void()>& lead, const std::function<void()>& help,
                     const std::function<void(const SlotThread& helper)>& meanwhile) {
         LateLeader<typename NumberTable<T>::Table> lateLeader(numbers.m_table);
@@ -109,7 +109,7 @@ TYPED_TEST(ParallelHashTableLateLeaderConcurrentTest, findsItsResizeFinishedAndS
     expectSoundAtRest(numbers.m_table);
 }
 
-// The helper wants to lead a resize when this one is being rehashed already: it rehashes, and leads none.
+// The helper wants to lead a resize while this one is already being rehashed: it helps to rehash, and leads none.
 TYPED_TEST(ParallelHashTableLateLeaderConcurrentTest, isHelpedByAThreadThatComesTooLateToLead) {
     using Table = typename NumberTable<TypeParam>::Table;
     NumberTable<TypeParam> numbers(4096);
@@ -188,7 +188,8 @@ TYPED_TEST(ParallelHashTableLateLeaderConcurrentTest, leavesAllTombstonesToTheTh
     expectSoundAtRest(numbers.m_table);
 }
 
-// The table is rebuilt at its size, and all that became free is the helper's: the leader must resize once more.
+// The table is rebuilt with the same size, and the helper gets all buckets that became free: the leader must resize
+// again.
 TYPED_TEST(ParallelHashTableLateLeaderConcurrentTest, growsTheTableWhenAnotherThreadHasAllTheCredit) {
     NumberTable<TypeParam> numbers;
     numbers.insertRange(1, 701);

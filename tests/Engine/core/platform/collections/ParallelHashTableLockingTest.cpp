@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-// The order of what one thread does with the table's mutex and condition. A mistake in it would show between threads
-// only when they meet at one instruction.
+// The order of one thread's calls on the table's mutex and condition. A mistake in it would be visible between threads
+// only if they meet at one instruction.
 
 namespace {
 
@@ -40,7 +40,7 @@ private:
     Steps m_steps;
 };
 
-/// All steps of a leader that ends RESIZE_PREPARING with `newState`.
+/// Returns all steps of a leader that ends RESIZE_PREPARING with `newState`.
 template<class Table>
 typename ResizeStateRecorder<Table>::Steps getExpectedSteps(const size_t newState) {
     return {{Event::MUTEX_LOCKED, Table::RESIZE_PREPARING},
@@ -53,8 +53,8 @@ typename ResizeStateRecorder<Table>::Steps getExpectedSteps(const size_t newStat
 
 TYPED_TEST_SUITE(ParallelHashTableLockingTest, BucketWidths, BucketWidthNames);
 
-// A thread that parks tests the state under the mutex before it waits. If the state changed without the mutex, the
-// thread could miss the broadcast; if it changed after the broadcast, the thread would wait again.
+// A parking thread tests the state under the mutex before it waits. If the state changed without the mutex, the thread
+// could miss the broadcast. If it changed after the broadcast, the thread would wait again.
 TYPED_TEST(ParallelHashTableLockingTest, aPreparedResizeIsPublishedUnderTheMutexAndThenBroadcast) {
     using Table = typename NumberTable<TypeParam>::Table;
     NumberTable<TypeParam> numbers(2048);

@@ -31,7 +31,7 @@ protected:
     static constexpr size_t READERS = 3;
     static constexpr size_t INSERTERS = 3;
 
-    /// Fills a table of 1024 buckets so far that an insertion without quota starts a resize.
+    /// Fills a table of 1024 buckets until an insertion without quota starts a resize.
     static void fill(NumberTable<T>& numbers) {
         numbers.insertRange(1, 601);
         const ScopedThreadContextIndex index(QUOTA_SLOT);
@@ -58,7 +58,7 @@ protected:
         m_found.fetch_add(numbers.contains(number) ? 1 : 0, std::memory_order_acq_rel);
     }
 
-    /// Brings everyone to where they wait, and lets the leader go on.
+    /// Brings all threads to their waiting points, and lets the leader continue.
     void run(NumberTable<T>& numbers) {
         fill(numbers);
         ParkedThreads parkedThreads(Peer::getResizeCondition(numbers.m_table));
@@ -121,7 +121,7 @@ TYPED_TEST(ParallelHashTableParkingConcurrentTest, everyParkedThreadGoesOnInTheL
     expectSoundAtRest(numbers.m_table);
 }
 
-// Everyone who wants to insert and has no quota leads a resize in turn, parks the others again, and fails.
+// Each thread that wants to insert and has no quota leads a resize in turn, parks the others again, and fails.
 TYPED_TEST(ParallelHashTableParkingConcurrentTest, everyParkedThreadGoesOnInTheOldTableWhenThePreparationFails) {
     NumberTable<TypeParam> numbers(1024, &NumberPolicy<TypeParam>::identity, 2048 * sizeof(TypeParam));
     this->run(numbers);
@@ -139,7 +139,7 @@ TYPED_TEST(ParallelHashTableParkingConcurrentTest, everyParkedThreadGoesOnInTheO
     expectSoundAtRest(numbers.m_table);
 }
 
-// A thread has seen a resize that is over when it wants to wait for it or to help with it.
+// A thread has observed a resize that is over when it wants to wait for it or to help with it.
 TYPED_TEST(ParallelHashTableParkingConcurrentTest, anObservationOfAResizeThatIsOverBringsTheThreadBack) {
     using Table = typename NumberTable<TypeParam>::Table;
     NumberTable<TypeParam> numbers(2048);

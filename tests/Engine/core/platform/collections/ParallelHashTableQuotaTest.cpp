@@ -72,7 +72,7 @@ TYPED_TEST(ParallelHashTableQuotaTest, aSlotWithQuotaFillsTheTableWithoutResizin
     numbers.insertRange(1, 601);
     ASSERT_EQ(600u, numbers.getUsedBuckets());
     const ScopedThreadContextIndex index(1);
-    numbers.insertRange(601, 701); // The last 100 that fit below the threshold of 716.
+    numbers.insertRange(601, 701); // the last 100 that fit below the threshold of 716
     EXPECT_EQ(700u, numbers.getUsedBuckets());
     EXPECT_EQ(1024u, numbers.m_table.getNumberOfBuckets());
     expectSoundAtRest(numbers.m_table);
@@ -88,7 +88,7 @@ TYPED_TEST(ParallelHashTableQuotaTest, insertionsNeverTakeTheCounterPastTheThres
     expectSoundAtRest(numbers.m_table);
 }
 
-// Any mixture of operations from any slots leaves the books in order, and the contents are those of a plain set.
+// Any mixture of operations from any slots keeps the counters consistent, and the contents are those of a plain set.
 TYPED_TEST(ParallelHashTableQuotaTest, theBooksBalanceAfterEveryHistory) {
     using Table = typename NumberTable<TypeParam>::Table;
     for (uint32_t seed = 1; seed <= 12; ++seed) {
@@ -113,7 +113,7 @@ TYPED_TEST(ParallelHashTableQuotaTest, theBooksBalanceAfterEveryHistory) {
                 numbers.resize();
                 break;
             case 4: {
-                const typename Table::Operation operation(numbers.m_table); // An insertion that fails.
+                const typename Table::Operation operation(numbers.m_table); // an insertion that fails
                 numbers.m_table.reserveInsertionQuota(operation.getThreadContext());
                 size_t place = numbers.m_table.getHomeIndex(number);
                 while (!Table::tryClaim(numbers.m_table.getBucket(place)))

@@ -55,7 +55,7 @@ TYPED_TEST(ParallelHashTableResizeTest, everyFurtherResizeComesAtItsPoint) {
 
 TYPED_TEST(ParallelHashTableResizeTest, reservingWhatJustFitsDoesNotResize) {
     NumberTable<TypeParam> numbers;
-    Peer::getNumberOfUsedBuckets(numbers.m_table).store(616, std::memory_order_relaxed); // 616 + 100 is the threshold.
+    Peer::getNumberOfUsedBuckets(numbers.m_table).store(616, std::memory_order_relaxed); // 616 + 100 is the threshold
     numbers.insert(1);
     EXPECT_EQ(1024u, numbers.m_table.getNumberOfBuckets());
     EXPECT_EQ(716u, numbers.getUsedBuckets());

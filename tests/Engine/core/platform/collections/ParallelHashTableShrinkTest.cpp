@@ -12,7 +12,7 @@ using Peer = ParallelHashTableTestPeer;
 template<class T>
 class ParallelHashTableShrinkTest : public testing::Test {
 protected:
-    /// Shrinks a table of that many buckets and entries.
+    /// Shrinks a table with these numbers of buckets and entries.
     static void shrinkTable(const size_t numberOfBuckets, const T entries, const size_t expectedBuckets,
                             const size_t expectedThreshold) {
         NumberTable<T> numbers(numberOfBuckets);
@@ -88,7 +88,7 @@ TYPED_TEST(ParallelHashTableShrinkTest, sizeIsTheSmallestThatHoldsTheContents) {
         size_t entries;
         size_t expectedSize;
     };
-    // entries / 0.7, truncated, plus 1, up to a power of two; at least 1024, at most what was there.
+    // entries / 0.7, truncated, plus 1, rounded up to a power of two; at least 1024, at most the old size.
     for (const Case& testCase : {Case{0, 1024}, Case{1, 1024}, Case{700, 1024}, Case{716, 1024}, Case{717, 2048},
                                  Case{1433, 2048}, Case{1434, 4096}, Case{2867, 4096}, Case{2868, 8192}}) {
         SCOPED_TRACE(testing::Message() << testCase.entries << " entries");
@@ -238,7 +238,7 @@ TYPED_TEST(ParallelHashTableShrinkTest, anyContentsSurvive) {
     for (uint32_t seed = 1; seed <= 20; ++seed) {
         SCOPED_TRACE(testing::Message() << "seed " << seed);
         RandomNumbers random(seed);
-        const uint64_t spread = uint64_t(1) << random.below(12); // From one chain to hardly any.
+        const uint64_t spread = uint64_t(1) << random.below(12); // from one chain to nearly none
         NumberTable<TypeParam> numbers(8192,
                                        [=](const TypeParam number) { return number * 2654435761u / spread * 37; });
         const TypeParam afterLast = random.below(1400) + 2;

@@ -18,7 +18,7 @@ namespace {
 
 using Peer = ParallelHashTableTestPeer;
 
-/// Runs `work(thread)` in that many threads, which begin together, at that many slots.
+/// Runs `work(thread)` in a number of threads, which start together, at a number of slots.
 template<class Work>
 void runThreads(const uint32_t numberOfThreads, const uint32_t numberOfSlots, const Work& work) {
     std::latch start(numberOfThreads);
@@ -33,7 +33,7 @@ void runThreads(const uint32_t numberOfThreads, const uint32_t numberOfSlots, co
         thread.join();
 }
 
-/// Runs `work(thread, step)` in two threads that begin each step at the same moment.
+/// Runs `work(thread, step)` in two threads that start each step at the same moment.
 template<class Work>
 void runInLockstep(const uint32_t numberOfSteps, const Work& work) {
     std::atomic<uint32_t> arrivals = 0;
@@ -42,13 +42,13 @@ void runInLockstep(const uint32_t numberOfSteps, const Work& work) {
             arrivals.fetch_add(1, std::memory_order_acq_rel);
             for (uint32_t spins = 1; arrivals.load(std::memory_order_acquire) < 2 * (step + 1); ++spins)
                 if (spins % 64 == 0)
-                    std::this_thread::yield(); // The other has no core.
+                    std::this_thread::yield(); // the other thread has no core
             work(thread, step);
         }
     });
 }
 
-/// Asks for all figures of a table for as long as it lives.
+/// Reads all figures of a table as long as it exists.
 template<class T>
 class StatisticsReader {
 public:
@@ -74,7 +74,8 @@ private:
     std::thread m_thread;
 };
 
-/// Keys that all threads insert, every fourth left out by each, and keys that only one thread inserts and deletes.
+/// Keys that all threads insert, except every fourth, which differs for each thread, and keys that only one thread
+/// inserts and deletes.
 template<class T>
 class OverlappingSets {
 public:
@@ -101,7 +102,7 @@ private:
         return 1'000'000 + thread * 1000 + index;
     }
 
-    /// Returns how many entries the thread was told that it made.
+    /// Returns how many entries the thread has made according to its return values.
     size_t work(KeyedTable<T>& keyed, const uint32_t thread, const uint32_t seed, std::vector<T>& numbers) const {
         RandomNumbers random(seed * 1000 + thread);
         size_t created = 0;
@@ -126,7 +127,8 @@ private:
         return created;
     }
 
-    /// Inserts a key first, and deletes it and inserts it again under another number later; odd keys are then deleted.
+    /// Inserts a key the first time, and deletes it and inserts it again under another number the second time; odd keys
+    /// are then deleted.
     static size_t workOnPrivateKey(KeyedTable<T>& keyed, const uint64_t key, const bool isSecondTime) {
         if (!isSecondTime) {
             EXPECT_TRUE(keyed.resolve(key).m_isNew);
@@ -227,12 +229,12 @@ TYPED_TEST(ParallelHashTableStressTest, ofTwoThatResolveAKeyAtOnceOneCreatesIt) 
     });
 }
 
-// Both have spent their quota at the same step, so that they refill, and find the table full, together.
+// Both have spent their quota at the same step, so they refill it together, and find the table full together.
 TYPED_TEST(ParallelHashTableStressTest, twoThatRefillTheirQuotasAtOnceReserveTwiceAndResizeOnce) {
     constexpr uint32_t STEPS = 2000;
     repeatUntilDeadline([&](uint32_t) {
         KeyedTable<TypeParam> keyed(1024, 2 * STEPS + 10);
-        keyed.m_table.shrinkToFit(1024); // Takes the first entry's quota back.
+        keyed.m_table.shrinkToFit(1024); // takes back the quota of the first entry
         runInLockstep(STEPS, [&](const uint32_t thread, const uint32_t step) {
             EXPECT_TRUE(keyed.resolve(uint64_t(thread) * 1'000'000 + step + 1).m_isNew);
         });
@@ -262,8 +264,8 @@ TYPED_TEST(ParallelHashTableStressTest, threadsThatAllShareOneSlotInsertLookUpAn
     this->stressOverlappingSets(6, 1);
 }
 
-// The table is rebuilt without growing, over and over, and quotas are credited to whoever drops tombstones. It doubles
-// as well: a thread that ends with much quota leaves the others little. Those of the next generation spend it.
+// The table is rebuilt repeatedly without growing, and the threads that drop tombstones get the quota. It also doubles:
+// a thread that ends with much quota leaves little for the others. Those of the next generation spend it.
 TYPED_TEST(ParallelHashTableStressTest, insertingAndDeletingForEverKeepsTheTableSmall) {
     constexpr uint32_t THREADS = 8;
     constexpr uint32_t ROUNDS = 4000;
@@ -315,7 +317,7 @@ TYPED_TEST(ParallelHashTableStressTest, insertionsThatFailAfterTheClaimDisturbNo
                                                    .resolve(key + 1,
                                                             [&] {
                                                                 if (random.below(8) == 0)
-                                                                    std::this_thread::yield(); // Others come to wait.
+                                                                    std::this_thread::yield(); // others start to wait
                                                                 if (random.below(2) == 0)
                                                                     throw 1;
                                                             })
@@ -347,7 +349,7 @@ TYPED_TEST(ParallelHashTableStressTest, anEntryThatManyDeleteAtOnceCountsAsOneTo
         for (size_t index = 0; index < 4096; ++index)
             if (Peer::getBuckets(keyed.m_table)[index].load(std::memory_order_acquire) != 0)
                 taken.push_back(&Peer::getBuckets(keyed.m_table)[index]);
-        runThreads(8, 256, [&](uint32_t) { // All have found all entries before anyone deletes one.
+        runThreads(8, 256, [&](uint32_t) { // all threads have found all entries before one is deleted
             const typename KeyedTable<TypeParam>::Operation operation(keyed.m_table);
             for (auto* const bucket : taken)
                 keyed.m_table.remove(*bucket);

@@ -109,7 +109,7 @@ TYPED_TEST(ParallelHashTableTest, initializeReplacesAnUsedTable) {
     numbers.insert(5000);
     ASSERT_LT(0u, numbers.getQuota(0));
     ASSERT_LT(0u, numbers.getQuota(255));
-    // As after a load of a stream that was written in the middle of nothing good.
+    // As after loading an inconsistent stream.
     Peer::getOldBuckets(table).initialize(2048);
     Peer::getOldBuckets(table).ensureEndAtLeast(2048);
     Peer::getNumberOfPendingChunks(table).store(3, std::memory_order_relaxed);
@@ -248,7 +248,7 @@ TYPED_TEST(ParallelHashTableTest, deletingTwiceCountsOneTombstone) {
     numbers.insert(1);
     auto& bucket = numbers.m_table.getBucket(numbers.m_table.getHomeIndex(1));
     numbers.m_table.remove(bucket);
-    numbers.m_table.remove(bucket); // A second thread that has seen the number, too.
+    numbers.m_table.remove(bucket); // a second thread that has also seen the number
     EXPECT_EQ(1u, numbers.m_table.getNumberOfDeletedBuckets());
     EXPECT_FALSE(numbers.remove(1)) << "whoever looks now does not find it";
     EXPECT_EQ(1u, numbers.m_table.getNumberOfDeletedBuckets());

@@ -4,7 +4,8 @@
 
 #include <cstddef>
 
-/// Shows tests the inside of a table: any field, as an lvalue of the table's constness, and figures made of fields.
+/// Gives tests access to all fields of a table, as lvalues with the table's constness, and to figures computed from
+/// fields.
 class ParallelHashTableTestPeer {
 public:
     template<class Table>

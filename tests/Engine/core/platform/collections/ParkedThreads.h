@@ -9,8 +9,8 @@
 #include <set>
 #include <thread>
 
-/// Counts the threads that have waited for a condition. A thread that is counted cannot miss a broadcast that is made
-/// under the condition's mutex.
+/// Counts the threads that have waited for a condition. A counted thread cannot miss a broadcast that is made under the
+/// condition's mutex.
 class ParkedThreads : public LockObserver {
 public:
     explicit ParkedThreads(const pthread_cond_t& condition) : m_condition(condition) {}

@@ -5,12 +5,12 @@
 #include <random>
 #include <utility>
 
-/// Numbers that look random and are the same for the same seed.
+/// Pseudorandom numbers, the same for the same seed.
 class RandomNumbers {
 public:
     explicit RandomNumbers(const uint32_t seed) : m_engine(seed) {}
 
-    /// A number from 0 to `end` - 1.
+    /// Returns a number from 0 to `end` - 1.
     uint32_t below(const uint32_t end) { return static_cast<uint32_t>(m_engine() % end); }
 
     template<class Items>

@@ -5,7 +5,7 @@
 
 #include <cstddef>
 
-/// Puts the calling thread at a chosen slot of every table, and back.
+/// Moves the calling thread to a chosen slot of every table, and back when it is destroyed.
 class ScopedThreadContextIndex : private Unmovable {
 public:
     explicit ScopedThreadContextIndex(const size_t index) noexcept : m_previousIndex(g_currentThreadContextIndex) {

@@ -9,7 +9,7 @@
 #include <thread>
 #include <utility>
 
-/// An action in a thread of its own, at a chosen slot of every table. A thread that hangs ends the program.
+/// An action in a separate thread, at a chosen slot of every table. A thread that hangs ends the program.
 class SlotThread : private Unmovable {
 public:
     template<class Action>
@@ -27,7 +27,7 @@ public:
 
     bool hasEnded() const { return m_hasEnded.load(std::memory_order_acquire); }
 
-    /// What the action has written may be read afterwards.
+    /// Waits for the end of the action. Everything that it has written may be read afterwards.
     void waitForEnd() const {
         waitOrAbort("the end of a thread", [this] { return hasEnded(); });
     }

@@ -16,7 +16,7 @@ void expectAllSlotsFree(Table& table) {
     }
 }
 
-/// Expects B4, the identity that ties the used counter, the buckets and the quotas together.
+/// Expects B4, the relation between the used counter, the buckets and the quotas.
 template<class Table>
 void expectQuotasAccountedFor(Table& table) {
     using Peer = ParallelHashTableTestPeer;
@@ -26,8 +26,8 @@ void expectQuotasAccountedFor(Table& table) {
     EXPECT_EQ(table.getNumberOfBuckets() - emptyBuckets, table.getNumberOfNonEmptyBuckets());
 }
 
-/// Expects all that holds of an initialised table on which nothing is under way: the fields agree, no bucket is in
-/// progress, each number is there once and is found by probing from its home (B2, B3), counters are exact (B4).
+/// Expects all invariants of an initialised idle table: the fields agree, no bucket is in progress, each number is
+/// there once and is found by probing from its home (B2, B3), counters are exact (B4).
 template<class Policy>
 void expectSoundAtRest(ParallelHashTable<Policy>& table) {
     using Peer = ParallelHashTableTestPeer;

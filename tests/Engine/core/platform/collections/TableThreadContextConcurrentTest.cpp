@@ -21,7 +21,7 @@ void waitForLockCount(const TableThreadContext& slot, const uint16_t lockCount) 
 
 TEST(TableThreadContextConcurrentTest, secondEntrantWaitsUntilTheFirstLeaves) {
     TableThreadContext slot;
-    bool hasFirstLeft = false; // Ordered by the slot alone.
+    bool hasFirstLeft = false; // ordered only by the slot
     bool hadFirstLeft = false;
     acquireThreadContext(slot);
     std::thread second([&] {
@@ -41,7 +41,7 @@ TEST(TableThreadContextConcurrentTest, secondEntrantWaitsUntilTheFirstLeaves) {
 TEST(TableThreadContextConcurrentTest, everyWaiterOfAQueueGetsItsTurnOnce) {
     constexpr uint16_t WAITERS = 12;
     TableThreadContext slot;
-    size_t turns = 0; // Protected by the slot.
+    size_t turns = 0; // protected by the slot
     acquireThreadContext(slot);
     std::vector<std::thread> waiters;
     for (uint16_t waiter = 0; waiter < WAITERS; ++waiter)
@@ -64,9 +64,9 @@ TEST(TableThreadContextConcurrentTest, lateArrivalsQueueBehindAPendingHandOver) 
     TableThreadContext slot;
     std::atomic<size_t> turns = 0;
     acquireThreadContext(slot);
-    slot.m_lockCount.fetch_add(1, std::memory_order_relaxed); // A waiter that dawdles before it takes the slot.
+    slot.m_lockCount.fetch_add(1, std::memory_order_relaxed); // a waiter that is slow to take the slot
     releaseThreadContext(slot);
-    // The slot is handed over and not taken: of two that come now one takes it, and the other must wait.
+    // The slot is handed over but not taken: of two threads that come now, one takes it, and the other must wait.
     const auto enter = [&] {
         acquireThreadContext(slot);
         turns.fetch_add(1, std::memory_order_acq_rel);

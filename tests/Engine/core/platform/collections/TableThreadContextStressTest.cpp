@@ -13,10 +13,10 @@ using namespace melnar;
 
 namespace {
 
-/// Threads that enter one slot over and over and count what the slot alone protects.
+/// Runs threads that repeatedly enter one slot and count something that only the slot protects.
 void stressOneSlot(const size_t numberOfThreads) {
     TableThreadContext slot;
-    size_t entries = 0; // Protected by the slot.
+    size_t entries = 0; // protected by the slot
     std::atomic<size_t> expectedEntries = 0;
     std::atomic<size_t> encounters = 0;
     const auto deadline = getStressDeadline();
@@ -31,7 +31,7 @@ void stressOneSlot(const size_t numberOfThreads) {
                 acquireThreadContext(slot);
                 const size_t seen = entries;
                 if (ownEntries % 16 == thread % 16)
-                    std::this_thread::yield(); // Others come meanwhile.
+                    std::this_thread::yield(); // others arrive here
                 entries = seen + 1;
                 slot.setInsertionQuota(slot.getInsertionQuota() + 1);
                 releaseThreadContext(slot);

@@ -19,7 +19,7 @@ bool isAllZero(const T& object) {
     return std::all_of(bytes, bytes + sizeof(T), [](const std::byte byte) { return byte == std::byte(0); });
 }
 
-/// How far a field lies behind the slot's begin.
+/// Returns the offset of a field in the slot.
 template<class Field>
 ptrdiff_t getOffset(const TableThreadContext& threadContext, const Field& field) {
     return reinterpret_cast<const std::byte*>(&field) - reinterpret_cast<const std::byte*>(&threadContext);
@@ -59,7 +59,7 @@ TEST(TableThreadContextTest, startsFreeWithoutQuotaAsZeros) {
 
 TEST(TableThreadContextTest, enteringAndLeavingAFreeSlotOnlyCounts) {
     TableThreadContext slot;
-    ::pthread_mutex_lock(&slot.m_mutex); // Whoever touched the mutex would hang.
+    ::pthread_mutex_lock(&slot.m_mutex); // an operation that locked the mutex would hang
     acquireThreadContext(slot);
     EXPECT_EQ(1, slot.m_lockCount.load(std::memory_order_relaxed));
     releaseThreadContext(slot);
@@ -71,12 +71,13 @@ TEST(TableThreadContextTest, enteringAndLeavingAFreeSlotOnlyCounts) {
 TEST(TableThreadContextTest, leavingAContendedSlotHandsItOverToExactlyOne) {
     TableThreadContext slot;
     acquireThreadContext(slot);
-    slot.m_lockCount.fetch_add(2, std::memory_order_relaxed); // Two threads have come and not begun to wait yet.
+    slot.m_lockCount.fetch_add(2, std::memory_order_relaxed); // two threads have arrived and not started to wait yet
     releaseThreadContext(slot);
     EXPECT_EQ(2, slot.m_lockCount.load(std::memory_order_relaxed));
     EXPECT_EQ(1, slot.m_wakeUp) << "the hand-over waits for its taker";
 
-    acquireThreadContext(slot); // A third finds the flag up and takes it: the order of arrival does not matter.
+    acquireThreadContext(
+        slot); // a third one finds the flag raised and takes the slot: the order of arrival does not matter
     EXPECT_EQ(3, slot.m_lockCount.load(std::memory_order_relaxed));
     EXPECT_EQ(0, slot.m_wakeUp) << "nobody else may take the slot now";
     releaseThreadContext(slot);
@@ -87,10 +88,10 @@ TEST(TableThreadContextTest, leavingAContendedSlotHandsItOverToExactlyOne) {
 TEST(TableThreadContextTest, theLastOfAQueueLeavesTheSlotFree) {
     TableThreadContext slot;
     acquireThreadContext(slot);
-    slot.m_lockCount.fetch_add(1, std::memory_order_relaxed); // The waiter that is about to take the slot.
+    slot.m_lockCount.fetch_add(1, std::memory_order_relaxed); // the waiter that is about to take the slot
     releaseThreadContext(slot);
     ASSERT_EQ(1, slot.m_wakeUp);
-    slot.m_wakeUp = 0; // It has taken the slot.
+    slot.m_wakeUp = 0; // it has taken the slot
     releaseThreadContext(slot);
     EXPECT_EQ(0, slot.m_lockCount.load(std::memory_order_relaxed));
     EXPECT_EQ(0, slot.m_wakeUp);

@@ -5,8 +5,8 @@
 #include <iostream>
 #include <thread>
 
-/// Waits for what an engine without faults does soon. A thread that hangs can be neither joined nor left behind: if the
-/// condition does not hold within a time that only a hang takes, the program says what it waited for and aborts.
+/// Waits for a condition that a correct engine fulfils soon. A thread that hangs can be neither joined nor abandoned:
+/// if the condition does not hold within a time that only a hang takes, the program prints the condition and aborts.
 template<class Condition>
 void waitOrAbort(const char* const awaited, const Condition& condition) {
     constexpr std::chrono::seconds PATIENCE(30);

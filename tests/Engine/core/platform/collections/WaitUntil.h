@@ -2,7 +2,8 @@
 
 #include <thread>
 
-/// Waits for what another thread is certain to do; should it never do it, the test program's time limit ends the wait.
+/// Waits for something that another thread is certain to do. If it never does, the time limit of the test program ends
+/// the wait.
 template<class Condition>
 void waitUntil(const Condition& condition) {
     while (!condition())

@@ -53,7 +53,7 @@ TEST(AtomicFileOutputStreamFailureTest, aSecondWriterIsRefusedAndDisturbsNothing
     EXPECT_EQ("first", TemporaryDirectory::getContentsOf(path));
 }
 
-/// Temporary and lock files come and go: none who loses a race is told of a failure of the system.
+/// Temporary and lock files appear and disappear: a writer that loses a race gets no system failure.
 TEST(AtomicFileOutputStreamFailureTest, writersInARaceReplaceTheFileOneByOne) {
     const TemporaryDirectory directory;
     const std::string path = directory.addFile("file", std::string(5000, 'o'));
@@ -114,7 +114,7 @@ TEST(AtomicFileOutputStreamFailureTest, aLinkToNothingThatCannotBeReadIsNotRepla
     EXPECT_FALSE(std::filesystem::exists(path + ".saving"));
 }
 
-/// The system follows no more links than that either; only links that change meanwhile bring it here.
+/// The system does not follow more links either, so only links that change concurrently lead here.
 TEST(AtomicFileOutputStreamFailureTest, linksWithoutAnEndAreNotFollowedForEver) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("file");
@@ -127,7 +127,7 @@ TEST(AtomicFileOutputStreamFailureTest, linksWithoutAnEndAreNotFollowedForEver) 
     EXPECT_TRUE(std::filesystem::is_symlink(path));
 }
 
-/// What may stand in the place of a file.
+/// Makes something other than a regular file with a name.
 using MakeIrregularFile = std::function<bool(const std::string&)>;
 
 bool makeSocket(const std::string& path) {
@@ -217,7 +217,7 @@ struct Failure {
     size_t m_occurrence;
     int m_errorCode;
     const char* m_systemCallName;
-    const char* m_message; // in front of the path
+    const char* m_message; // before the path
     const char* m_sourceFileName;
     long m_sourceLineNumber;
 };
@@ -262,7 +262,7 @@ TEST(AtomicFileOutputStreamFailureTest, aFolderThatCannotBeFlushedIsReportedWith
     }
 }
 
-/// As in a folder in which none may remove the files of others.
+/// Simulates a folder in which nobody may remove files of other users.
 TEST(AtomicFileOutputStreamFailureTest, aLeftoverThatCannotBeRemovedIsReported) {
     const TemporaryDirectory directory;
     const std::string path = directory.addFile("file", "old");
@@ -280,7 +280,7 @@ TEST(AtomicFileOutputStreamFailureTest, aLeftoverThatCannotBeRemovedIsReported) 
     EXPECT_EQ("old", TemporaryDirectory::getContentsOf(path));
 }
 
-/// Whatever comes to the name of the temporary file after the leftover is removed is no writer's.
+/// A file with the name of the temporary file that appears after the leftover was removed is not a writer's.
 TEST(AtomicFileOutputStreamFailureTest, aFileThatTakesTheTemporaryNameMeanwhileIsLeftAlone) {
     const TemporaryDirectory directory;
     const std::string path = directory.addFile("file", "old");
@@ -294,7 +294,7 @@ TEST(AtomicFileOutputStreamFailureTest, aFileThatTakesTheTemporaryNameMeanwhileI
     EXPECT_EQ("old", TemporaryDirectory::getContentsOf(path));
 }
 
-/// Only the superuser may give files away.
+/// Only the superuser may change the owner of files.
 TEST(AtomicFileOutputStreamFailureTest, anOwnerThatCannotBeKeptIsNoFailure) {
     const TemporaryDirectory directory;
     const std::string path = directory.addFile("file", "old");
@@ -329,7 +329,8 @@ TEST(AtomicFileOutputStreamFailureTest, aSecondStreamUnderOneLockIsRefusedAndDis
     EXPECT_EQ("fourth", TemporaryDirectory::getContentsOf(path));
 }
 
-/// Fails every occurrence of every call that replacing a file makes, once and for good, until a run meets no failure.
+/// Makes every occurrence of every call that replacing a file makes fail, once and permanently, until a run has no
+/// failure.
 TEST(AtomicFileOutputStreamFailureTest, everyCallFailsAtEveryOccurrenceAndTheFileStaysWhole) {
     const Call calls[] = {Call::OPEN,   Call::FLOCK,  Call::STAT,     Call::LSTAT, Call::FSTAT,
                           Call::FCHMOD, Call::FCHOWN, Call::WRITE,    Call::FSYNC, Call::CLOSE,
@@ -339,7 +340,7 @@ TEST(AtomicFileOutputStreamFailureTest, everyCallFailsAtEveryOccurrenceAndTheFil
         for (const int errorCode : {EIO, ENOSPC, EINTR})
             for (const Duration duration : {Duration::ONCE, Duration::FOR_GOOD}) {
                 if (errorCode == EINTR && duration == Duration::FOR_GOOD)
-                    continue; // An interrupted call is repeated; nothing interrupts for ever.
+                    continue; // an interrupted call is repeated; nothing interrupts forever
                 for (size_t occurrence = 0;; ++occurrence) {
                     const TemporaryDirectory directory;
                     const std::string path = directory.addFile("file", "old");

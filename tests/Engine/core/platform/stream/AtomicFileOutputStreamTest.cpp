@@ -127,7 +127,7 @@ TEST_F(AtomicFileOutputStreamTest, keepsThePermissionsOfTheOldFile) {
     }
 }
 
-/// Only the superuser can have the file of another user.
+/// Only the superuser can make a file of another user.
 TEST_F(AtomicFileOutputStreamTest, keepsOwnerAndGroupOfTheOldFile) {
     constexpr uid_t OWNER = 65533;
     constexpr gid_t GROUP = 65532;
@@ -157,7 +157,7 @@ TEST_F(AtomicFileOutputStreamTest, aPrivateFileIsNotPublicWhileItIsWritten) {
     }
 }
 
-/// So nothing that shares a leftover's bytes is changed.
+/// So a hard link to a leftover is not changed.
 TEST_F(AtomicFileOutputStreamTest, replacesALeftoverInsteadOfWritingIntoIt) {
     const std::string other = m_directory.addFile("other", "another file");
     ASSERT_EQ(0, ::link(other.c_str(), (m_path + ".saving").c_str()));
@@ -232,7 +232,7 @@ TEST_F(AtomicFileOutputStreamTest, followsALinkToNothingFromANameWithoutAFolder)
     EXPECT_EQ((std::set<std::string>{"file", "target"}), getFileNames(m_folder));
 }
 
-/// It was to be removed after both of two files were replaced.
+/// It would have been removed after both files were replaced.
 TEST_F(AtomicFileOutputStreamTest, removesAnOldFileThatADeadWriterKept) {
     for (const bool isCommitted : {false, true}) {
         m_directory.addFile("file", "old");
@@ -254,8 +254,8 @@ TEST_F(AtomicFileOutputStreamTest, takesOverAFileThatADeadWriterLeft) {
     EXPECT_EQ((std::set<std::string>{"file"}), getFileNames(m_folder));
 }
 
-/// A writer that dies in its commit may leave a file that nobody may write; only the owner's own rights count here, so
-/// the claim is tried by a user who is not the superuser.
+/// A writer that is killed in its commit may leave a file that nobody may write. Only the owner's rights count here, so
+/// the test runs as a user who is not the superuser.
 TEST_F(AtomicFileOutputStreamTest, takesOverAReadOnlyFileThatADeadWriterLeft) {
     m_directory.addFile("file", "old");
     const std::string left = m_directory.addFile("file.saving", std::string(100000, 'x'));

@@ -14,7 +14,7 @@ namespace {
 
 constexpr size_t BUFFER_SIZE = FileInputStream::BUFFER_SIZE;
 
-/// Bytes of which no two stretches of the same length are alike.
+/// Makes bytes in which no two ranges of the same length are equal.
 std::string makeContents(const size_t size) {
     std::string contents(size, '\0');
     uint32_t state = 1;
@@ -139,9 +139,9 @@ TEST(FileInputStreamTest, noReadAsksForMoreThanThePlatformReadsAtOnce) {
     const TemporaryDirectory directory;
     FileInputStream input(directory.addFile("file", "contents"));
     const SystemCallFaults reads(SystemCallFaults::Call::READ);
-    // On the heap: on the stack, so much might lie beyond the end of the address space, which the system checks.
+    // On the heap: on the stack, so many bytes might extend beyond the address space, which the system checks.
     std::vector<char> data(8);
-    // The file ends after eight bytes, so nothing is written beyond them, whatever the read is told it may write.
+    // The file ends after eight bytes, so nothing is written after them, whatever size the read is given.
     EXPECT_EQ(8u, input.read(data.data(), size_t(1) << 40));
     EXPECT_EQ(size_t(0x7FFFF000), reads.getLargestRequest());
 }

@@ -37,7 +37,7 @@ TEST(FileLockConcurrentTest, aWaitEndsWhenTheLockIsReleased) {
     EXPECT_FALSE(std::filesystem::exists(path + ".lock"));
 }
 
-/// What the lock is for: reading, changing and replacing a file in turn.
+/// The purpose of the lock: reading, changing and replacing a file in turn.
 TEST(FileLockConcurrentTest, changesOfManyWritersAreAllKept) {
     constexpr size_t THREADS = 4;
     constexpr size_t ROUNDS = 100;

@@ -32,9 +32,9 @@ protected:
 struct Failure {
     Call m_call;
     int m_errorCode;
-    bool m_isLeft; // whether a dead holder's lock file is there
+    bool m_isLeft; // whether the lock file of a killed holder is there
     const char* m_systemCallName;
-    const char* m_message; // in front of the path
+    const char* m_message; // before the path
     long m_sourceLineNumber;
 };
 
@@ -65,7 +65,7 @@ TEST_F(FileLockFailureTest, eachFailureOfTheSystemHasItsPlaceAndHoldsNothing) {
     }
 }
 
-/// A text that breaks off would not be known for that of a lock file later.
+/// An incomplete text would not be recognised as that of a lock file later.
 TEST_F(FileLockFailureTest, aLockFileThatCannotBeWrittenWholeIsRemoved) {
     SystemCallFaults writes(Call::WRITE);
     writes.shortenTo(5);
@@ -100,7 +100,7 @@ TEST_F(FileLockFailureTest, aFolderThatIsNotThereIsNamed) {
     EXPECT_EQ(50, exception.getSourceLineNumber());
 }
 
-/// The superuser may write everywhere, so the system is made to refuse it.
+/// The superuser may write everywhere, so the test makes the system refuse it.
 TEST_F(FileLockFailureTest, aFolderThatMayNotBeWrittenIsAMatterOfPermission) {
     SystemCallFaults opens(Call::OPEN);
     opens.failAfter(1, EACCES, Duration::ONCE); // the first finds no file
@@ -111,18 +111,18 @@ TEST_F(FileLockFailureTest, aFolderThatMayNotBeWrittenIsAMatterOfPermission) {
     EXPECT_EQ(2u, opens.getNumberOfCalls());
 }
 
-/// Between any two calls the file may come or go; that is tried again and never reported.
+/// The file may appear or disappear between any two calls; then they are repeated, and nothing is reported.
 TEST_F(FileLockFailureTest, aLockFileThatComesOrGoesMeanwhileIsNoFailure) {
     m_directory.addFile("file.lock", LEFT_TEXT);
     {
         SystemCallFaults opens(Call::OPEN);
-        opens.failAfter(0, ENOENT, Duration::ONCE); // it has come before it was to be created
+        opens.failAfter(0, ENOENT, Duration::ONCE); // it has appeared before it is created
         EXPECT_NO_THROW(take());
         EXPECT_GE(opens.getNumberOfCalls(), 3u);
     }
     ASSERT_FALSE(std::filesystem::exists(m_lockPath));
     SystemCallFaults opens(Call::OPEN);
-    opens.failAfter(0, EACCES, Duration::ONCE); // another user's has gone before it was to be read
+    opens.failAfter(0, EACCES, Duration::ONCE); // another user's file has disappeared before it is read
     EXPECT_NO_THROW(take());
     EXPECT_EQ(4u, opens.getNumberOfCalls());
 }

@@ -25,7 +25,7 @@ std::string describe(const pid_t process) {
     return "process " + std::to_string(process) + " on host " + hostName.data();
 }
 
-/// Returns who holds the lock, or nothing when it is free.
+/// Returns the holder of the lock, or nothing if it is free.
 std::optional<std::string> findHolder(const std::string& path) {
     std::optional<std::string> found;
     try {
@@ -161,7 +161,7 @@ TEST_F(FileLockTest, namesThatLeadToOneFileShareItsLock) {
     }
 }
 
-/// A link that leads elsewhere after the lock was taken must not lead the holder there.
+/// If a link changes after the lock was taken, the holder must not follow it.
 TEST_F(FileLockTest, aLinkIsFollowedOnce) {
     const std::string link = m_directory.getPathOf("link");
     std::filesystem::create_directory(m_directory.getPathOf("a"));
@@ -198,7 +198,7 @@ TEST_F(FileLockTest, aWaitEndsWhenTheHolderIsKilled) {
     EXPECT_EQ(describe(::getpid()), findHolder(m_path));
 }
 
-/// If somebody removes the file of a held lock and another takes a lock of its own, that one's file stays.
+/// If the file of a held lock is removed by hand, and another writer takes its own lock, the file of that one stays.
 TEST_F(FileLockTest, removesNoLockFileButItsOwn) {
     std::optional<FileLock> first(std::in_place, m_path);
     ASSERT_TRUE(std::filesystem::remove(m_path + ".lock"));

@@ -126,7 +126,7 @@ TEST(FileOutputStreamFailureTest, streamThatLostBytesNeverCompletes) {
                 output.flush();
             });
         }
-        // There is space again, but which bytes of the piece reached the file is not known any more.
+        // There is space again, but it is unknown which bytes of the piece have reached the file.
         EXPECT_THROW(output.close(), SystemCallException) << contents.size() << " bytes";
     }
 }

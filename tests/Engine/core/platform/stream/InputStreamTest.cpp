@@ -17,7 +17,7 @@ using namespace melnar;
 
 namespace {
 
-/// Delivers at most a given number of bytes at a time, and remembers what it was asked for.
+/// Delivers at most a given number of bytes at a time, and records the requests.
 class MeagreInputStream final : public InputStream {
 public:
     MeagreInputStream(const std::string_view bytes, const size_t maximumBytes)
@@ -37,7 +37,7 @@ private:
     const size_t m_maximumBytes;
 };
 
-/// Claims to deliver all that is asked for, and touches nothing.
+/// Claims to deliver all requested bytes, and writes nothing.
 class BottomlessInputStream final : public InputStream {
 public:
     const std::string& getName() const override { return m_name; }

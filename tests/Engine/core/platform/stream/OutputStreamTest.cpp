@@ -13,7 +13,7 @@ using namespace melnar;
 
 namespace {
 
-/// The bytes given are those of a little-endian machine.
+/// Converts the bytes of a little-endian machine to those of this machine.
 std::string inMachineOrder(const std::string& littleEndianBytes) {
     return std::endian::native == std::endian::little
                ? littleEndianBytes

@@ -12,7 +12,7 @@ using namespace melnar;
 
 namespace {
 
-/// Restores the process's folder.
+/// Restores the working directory of the process.
 class WorkingDirectory : private Unmovable {
 public:
     explicit WorkingDirectory(const std::string& folder) : m_before(std::filesystem::current_path()) {

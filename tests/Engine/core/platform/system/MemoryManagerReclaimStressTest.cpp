@@ -18,7 +18,7 @@ constexpr size_t THREADS = 4;
 
 } // namespace
 
-// Each has failed before one of them asks for memory: those that ask after it find that it was given back.
+// Each has failed before one of them requests memory: those that request it later find that it was released.
 TEST(MemoryManagerReclaimStressTest, severalThatFailTogetherReclaimOnceAndAllSucceed) {
     repeatUntilDeadline([](uint32_t) {
         MemoryManager memoryManager(LIMIT);
@@ -47,8 +47,8 @@ TEST(MemoryManagerReclaimStressTest, severalThatFailTogetherReclaimOnceAndAllSuc
 
 namespace {
 
-/// What the threads charge for good fits together, what they hold until it is asked for does not. They may have a store
-/// each, within one limit.
+/// The permanent charges of all threads fit together, but not with the reclaimable memory that they hold. Each thread
+/// may have its own store within the same limit.
 void chargeWhatFitsTogether(const bool haveStoresOfTheirOwn) {
     std::atomic<size_t> refusals = 0;
     std::atomic<size_t> retries = 0;
@@ -69,7 +69,7 @@ void chargeWhatFitsTogether(const bool haveStoresOfTheirOwn) {
                 try {
                     pieces[thread].hold(LIMIT / 2);
                 } catch (const MemoryExhaustedException&) {
-                    refusals.fetch_add(1, std::memory_order_relaxed); // There is no need of it.
+                    refusals.fetch_add(1, std::memory_order_relaxed); // this should not happen
                 }
                 std::this_thread::yield();
                 size_t attempts = 0;

@@ -17,7 +17,7 @@ namespace {
 
 constexpr size_t LIMIT = 1000;
 
-/// Pieces of reclaimable memory, each known to the memory manager.
+/// Pieces of reclaimable memory, each registered with the memory manager.
 class Pieces : private Unmovable {
 public:
     explicit Pieces(MemoryManager& memoryManager, const std::array<size_t, 3>& bytes = {100, 100, 100})
@@ -161,7 +161,7 @@ TEST(MemoryManagerReclaimTest, anOperationThatFailsForeverEndsWhenAllIsGivenBack
     const auto fail = [&] {
         ++attempts;
         if (attempts == 2)
-            pieces.m_pieces[1].hold(50); // comes again once, as fingerprints do with a resize
+            pieces.m_pieces[1].hold(50); // is allocated again once, as fingerprints are by a resize
         memoryManager.allocate(LIMIT + 1);
     };
     const auto exception = catchException<MemoryExhaustedException>([&] { memoryManager.withReclaim(fail); });
@@ -176,7 +176,7 @@ TEST(MemoryManagerReclaimTest, aReclaimSinceTheBeginOfAnOperationMakesItTryAgain
     size_t attempts = 0;
     memoryManager.withReclaim([&] {
         if (++attempts == 1) {
-            // Another operation reclaims all meanwhile, and ends.
+            // Another operation reclaims everything, and ends.
             memoryManager.withReclaim([&] { memoryManager.allocate(LIMIT); });
             memoryManager.deallocate(LIMIT);
             memoryManager.allocate(LIMIT + 1);

@@ -15,7 +15,7 @@ namespace {
 constexpr size_t NUMBER_OF_THREADS = 4;
 constexpr size_t LIMIT = 10000;
 
-/// What the threads found out together.
+/// The findings of all threads.
 struct Findings {
     std::atomic<size_t> m_heldBytes{0};
     std::atomic<size_t> m_excesses{0};
@@ -23,8 +23,8 @@ struct Findings {
     std::atomic<size_t> m_overlaps{0};
 };
 
-/// Charges and gives back random amounts. What all threads hold is counted only between a charge and its return, so it
-/// is never more than what is charged, and that never more than the limit.
+/// Charges and returns random amounts. The sum over all threads counts an amount only between its charge and its
+/// return. So it never exceeds the charged bytes, and these never exceed the limit.
 void chargeAndGiveBack(MemoryManager& memoryManager, Findings& findings, const unsigned seed,
                        const std::chrono::steady_clock::time_point deadline) {
     std::minstd_rand random(seed);

@@ -19,7 +19,7 @@ namespace {
 constexpr size_t NUMBER_OF_THREADS = 4;
 constexpr size_t NUMBER_OF_ITEMS = 200000;
 
-/// Items that threads append to two regions at once, as resource IDs are: a counter says which item is next.
+/// Items that threads append to two regions together, like resource IDs: a counter determines the next item.
 class Appending {
 public:
     explicit Appending(MemoryManager& memoryManager) : m_first(memoryManager), m_second(memoryManager) {
@@ -58,7 +58,8 @@ public:
     std::barrier<> m_start{static_cast<ptrdiff_t>(NUMBER_OF_THREADS)};
 };
 
-/// Appends all items below the limit, round by round, until the time is up and several threads were at it at once.
+/// Appends all items below the limit, round by round, until the time is up and several threads have worked
+/// concurrently.
 void appendAllWithin(const size_t limit) {
     size_t roundsTogether = 0;
     for (const auto deadline = getStressDeadline(); isBefore(deadline) || roundsTogether == 0;) {

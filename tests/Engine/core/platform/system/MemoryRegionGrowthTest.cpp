@@ -31,7 +31,7 @@ protected:
         return (numberOfBytes + m_pageSize - 1) / m_pageSize * m_pageSize;
     }
 
-    /// Leaves that many bytes free.
+    /// Leaves this number of bytes free.
     void leaveFree(const size_t numberOfBytes) {
         m_memoryManager.allocate(m_memoryManager.getFreeBytes() - numberOfBytes);
     }
@@ -42,7 +42,7 @@ protected:
     MemoryRegion<uint64_t> m_region;
 };
 
-/// The processor time that a thread has used, in nanoseconds.
+/// Returns the processor time that a thread has used, in nanoseconds.
 int64_t getProcessorTime(const clockid_t clock) {
     timespec time{};
     EXPECT_EQ(0, ::clock_gettime(clock, &time));
@@ -149,8 +149,8 @@ TEST_F(MemoryRegionGrowthTest, lostRaceForTheStepFallsBackToTheExactNeed) {
     });
     while (!hasStarted)
         std::this_thread::yield();
-    // The grower has found room for the step and waits for the lock, which it does by using processor time. Should it
-    // be slower than that, it finds no room in the first place, which ends in the same way.
+    // The growing thread has found room for the step and waits for the lock, which uses processor time. If it is slower
+    // than that, it finds no room in the first place, which ends in the same way.
     const int64_t start = getProcessorTime(clock);
     while (getProcessorTime(clock) - start < 10000000)
         std::this_thread::yield();

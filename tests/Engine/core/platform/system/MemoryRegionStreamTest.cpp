@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t LIMIT = size_t(1) << 24;
 
-/// Remembers each write by itself.
+/// Records each write separately.
 class RecordingOutputStream final : public OutputStream {
 public:
     const std::string& getName() const override { return m_name; }
@@ -39,7 +39,7 @@ private:
     const std::string m_name = "record";
 };
 
-/// The bytes of a number as the format has them on a little-endian machine.
+/// Returns the bytes of a number in the format of a little-endian machine.
 std::string getBytesOf(const uint64_t value, const size_t width = 8) {
     std::string bytes;
     for (size_t byte = 0; byte < width; ++byte)

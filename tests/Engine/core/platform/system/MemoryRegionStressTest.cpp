@@ -14,8 +14,8 @@ namespace {
 constexpr size_t LIMIT = size_t(1) << 30;
 constexpr size_t NUMBER_OF_PAGES = 64;
 
-/// All threads grow one region page by page. Of every page, each thread writes one item as soon as it is there, and
-/// reads back what it wrote into the page before.
+/// All threads grow one region page by page. Each thread writes one item of every page as soon as the page is
+/// accessible, and reads back what it wrote to the page before.
 class PageByPage {
 public:
     explicit PageByPage(MemoryRegion<uint64_t>& region) : m_region(region), m_data(region.getData()) {}
@@ -41,8 +41,8 @@ private:
     const uint64_t* const m_data;
 };
 
-/// Grows a new region in each round, until the time is up and threads have met; returns how often one waited for the
-/// growth that another had under way or found it done.
+/// Grows a new region in each round, until the time is up and threads have met. Returns how often a thread waited for
+/// another one's growth or found it done.
 size_t countMeetings(const size_t numberOfThreads) {
     MemoryManager memoryManager(LIMIT);
     MemoryRegion<uint64_t> region(memoryManager);

@@ -17,7 +17,7 @@ using Call = SystemCallFaults::Call;
 
 constexpr size_t LIMIT = size_t(1) << 24;
 
-/// All that is asked of a region holds for every type of item, whatever its size.
+/// All requirements of a region hold for every type of item, whatever its size.
 template<class T>
 class MemoryRegionTest : public ::testing::Test {
 protected:
@@ -42,7 +42,7 @@ protected:
             region[index] = getItem(index);
     }
 
-    /// Never zero, and fits every type.
+    /// Returns a value that is never zero, and fits into every type.
     static uint8_t getItem(const size_t index) { return static_cast<uint8_t>(index % 255 + 1); }
 
     static void expectItems(const MemoryRegion<T>& region, const size_t begin, const size_t end) {

@@ -12,7 +12,7 @@ public:
     explicit ReclaimableBytes(MemoryManager& memoryManager)
         : m_memoryManager(memoryManager), m_bytes(0), m_numberOfReclaims(0) {}
 
-    /// Charges bytes, in addition to those that are held. A concurrent reclaim finds them all or none.
+    /// Charges bytes, in addition to those that are held. A concurrent reclaim finds all of them or none.
     void hold(const size_t bytes) {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_memoryManager.allocate(bytes);

@@ -17,7 +17,7 @@ using UsersOfIndices = std::array<std::atomic<size_t>, NUMBER_OF_THREAD_CONTEXT_
 // Before there are other threads, so that the main thread has index 0 in every order of tests.
 [[maybe_unused]] const size_t INDEX_OF_MAIN_THREAD = getCurrentThreadContextIndex();
 
-/// Counts how many of so many threads, all there at the same time and the main thread one of them, get each index.
+/// Counts how many of `numberOfThreads` concurrent threads, including the main thread, get each index.
 void countUsers(const size_t numberOfThreads, UsersOfIndices& users) {
     ++users.at(INDEX_OF_MAIN_THREAD);
     std::barrier<> end(static_cast<ptrdiff_t>(numberOfThreads - 1));

@@ -10,7 +10,7 @@ namespace {
 // Before there are other threads, so that the main thread has index 0 in every order of tests.
 [[maybe_unused]] const size_t INDEX_OF_MAIN_THREAD = getCurrentThreadContextIndex();
 
-/// Runs `work` in a thread of its own.
+/// Runs `work` in a separate thread.
 template<class Work>
 void inAnotherThread(const Work& work) {
     std::jthread thread(work);

@@ -43,12 +43,12 @@ protected:
     uint8_t* m_begin;
 };
 
-/// What the system may do to the old mapping before it reports that a new one over it failed.
+/// Does what the system may do to the old mapping before it reports that a new one over it has failed.
 void unmap(void* const begin, const size_t size) {
     ::munmap(begin, size);
 }
 
-/// Whether the system has been advised to use huge pages for the mapping that this byte is in.
+/// Returns whether the system has been advised to use huge pages for the mapping of this byte.
 bool isAdvisedToUseHugePages(const uint8_t* const byte) {
     const auto address = reinterpret_cast<uintptr_t>(byte);
     std::ifstream mappings("/proc/self/smaps");
