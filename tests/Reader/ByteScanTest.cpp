@@ -10,7 +10,8 @@ namespace {
 
 using namespace Rdf;
 
-/// Every byte at every place of texts of every length up to some vectors: as one byte at a time says.
+/// Tries every byte at every position of texts of every length up to some vectors, and compares with a scan byte by
+/// byte.
 template<class Stop>
 void checkAllBytesAndPlaces() {
     for (size_t size = 0; size <= 40; ++size)
@@ -53,7 +54,7 @@ TEST(ByteScanTest, copiesWhatIsBeforeAStopToRoomForAll) {
             std::string text = std::string("0123456789abcdefghijklmnopqrstuvwxyzABCDEFG").substr(0, size);
             if (place != size)
                 text[place] = '"';
-            const auto copy = std::make_unique<char[]>(size); // so that sanitizers see a write behind it
+            const auto copy = std::make_unique<char[]>(size); // so that sanitizers detect writes after its end
             char* output = copy.get();
             const char* const end = text.data() + size;
             ASSERT_EQ(text.data() + place, ByteScan::copyUntil(text.data(), end, ByteScan::StringStop{'"'}, output));

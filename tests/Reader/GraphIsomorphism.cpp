@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Statements cut into blank nodes and the text between them.
+/// Statements divided into blank nodes and the text between them.
 using Line = std::vector<std::string>;
 using Graph = std::vector<Line>;
 using Colours = std::map<std::string, size_t>;
@@ -20,8 +20,7 @@ Graph makeGraph(const std::string_view statements) {
     std::set<Line> lines;
     Line line;
     for (size_t begin = 0; begin < statements.size();) {
-        // Terms are separated by spaces; literals have spaces too, but no blank node in them is preceded by one unless
-        // it stands between quotes.
+        // Terms are separated by spaces. A text in quotes, which may contain spaces and labels, is one piece.
         size_t end = begin;
         if (statements[begin] == '"') {
             for (++end; statements[end] != '"'; ++end)
@@ -46,7 +45,7 @@ size_t combine(const size_t left, const size_t right) {
     return (left ^ (right + 0x9E3779B97F4A7C15u + (left << 6) + (left >> 2))) * 0xFF51AFD7ED558CCDu;
 }
 
-/// Gives every node a colour that depends on the colours of its neighbours, until no further nodes are told apart.
+/// Gives every node a colour that depends on the colours of its neighbours, until no more nodes can be distinguished.
 void refine(const Graph& graph, Colours& colours) {
     for (size_t numberOfColours = 0;;) {
         std::set<size_t> distinct;

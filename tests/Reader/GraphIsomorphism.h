@@ -4,5 +4,6 @@
 #include <string_view>
 #include <vector>
 
-/// Whether two sets of statements, in canonical form and a line each, are the same but for the labels of blank nodes.
+/// Returns whether two sets of statements, in canonical form and one per line, are the same except for the labels of
+/// blank nodes.
 bool areIsomorphic(std::string_view left, std::string_view right);

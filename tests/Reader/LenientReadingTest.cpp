@@ -15,7 +15,7 @@ using Strings = std::vector<std::string>;
 
 const std::string PREFIX = "@prefix : <u:> . ";
 
-/// The statements that are left, one word each, of those with :a to :z as the subject.
+/// Returns the remaining statements, one word each, among those with :a to :z as the subject.
 std::string subjectsOf(const std::string& text, const Syntax syntax = Syntax::TRIG) {
     const ReadResult result = readText(PREFIX + text, lenient(syntax));
     std::string subjects;
@@ -110,7 +110,7 @@ TEST(LenientReadingTest, whatIsSkippedIsKnownByItsPlace) {
     EXPECT_EQ(":b :p .", text.substr(27, 7));
 }
 
-/// Bytes looked at for each byte of many copies of a text, which is mostly faulty.
+/// Returns the bytes examined per byte of many copies of a text, most of which are faulty.
 double effort(const std::string& piece, const Syntax syntax, const size_t size) {
     std::string text = PREFIX;
     while (text.size() < size)

@@ -11,7 +11,7 @@ namespace {
 
 using namespace Rdf;
 
-/// A term, "expected a term" where there is none, in canonical form and what stands behind it; or what is wrong.
+/// Returns a term in canonical form and the text after it, or "expected a term" if there is none, or the error.
 std::string read(const std::string_view text) {
     TextWindow window(Version::RDF_1_2);
     window.open(text.data() + text.size(), TextWindow::Beyond::NOTHING);

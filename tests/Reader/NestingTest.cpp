@@ -57,7 +57,7 @@ TEST(NestingTest, noDepthExhaustsTheStack) {
     for (const Brackets& brackets : ALL_BRACKETS) {
         ReaderOptions options = strict(brackets.m_syntax);
         options.m_maximumNesting = 1'000'000;
-        // The canonical forms of triple terms within each other are long; counting tells enough.
+        // The canonical forms of nested triple terms are long; counting suffices.
         const std::string text =
             nest(brackets, brackets.m_closing == "|}" || brackets.m_closing == ">>" ? 300 : 100'000);
         EXPECT_NE("", statementsOf(text, options));

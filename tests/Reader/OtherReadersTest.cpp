@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-// Texts that serd 0.30 or raptor 2.0.15 judges otherwise, found by running tests/fuzz/fuzz_comparison.cpp and judged by
-// the grammars of RDF 1.1, as the judge reads them.
+// Texts for which serd 0.30 or raptor 2.0.15 has another verdict. tests/fuzz/fuzz_comparison.cpp has found them, and
+// the judge has decided them by the grammars of RDF 1.1.
 
 namespace {
 

@@ -17,7 +17,7 @@ uint64_t countLines(const std::string_view text) {
     return static_cast<uint64_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-/// A text of lines of all lengths, with some characters of several bytes and carriage returns.
+/// Makes a text with lines of all lengths, some characters of several bytes, and carriage returns.
 std::string makeText(std::minstd_rand& random, const size_t size) {
     std::string text;
     while (text.size() < size)
@@ -66,7 +66,7 @@ TEST(PlaceCounterTest, findsPlacesAndLinesInAnyOrder) {
     }
 }
 
-/// As an object with many annotations is asked for again and again: counting from the start or from the place reached
+/// The place of an object with many annotations is requested repeatedly: counting from the start or from the last place
 /// would take minutes.
 TEST(PlaceCounterTest, earlierLinesAreFoundWithoutCountingAgain) {
     constexpr size_t SIZE = size_t(1) << 26;

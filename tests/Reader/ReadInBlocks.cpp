@@ -13,7 +13,7 @@ using namespace Rdf;
 
 namespace {
 
-/// A runner, and what it has found.
+/// A runner and its results.
 struct RecordingRunner {
     explicit RecordingRunner(TurtleRelay& relay)
         : m_recorder([this](const Term& term) {

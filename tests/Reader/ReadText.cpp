@@ -62,7 +62,7 @@ ReadResult readText(const std::string_view text, const Rdf::ReaderOptions& optio
     std::unique_ptr<Rdf::SyntaxReader> reader;
     Recorder recorder([&reader](const Rdf::Term& term) { return reader->locate(term); });
     reader = Rdf::SyntaxReader::make(options, recorder);
-    // A copy of its own, so that a sanitizer notices when anything outside is read.
+    // A separate copy, so that a sanitizer detects reads outside of it.
     const std::vector<char> copy(text.begin(), text.end());
     EXPECT_EQ(text.size(), reader->read({copy.data(), copy.size()}, true));
     recorder.m_result.m_bytesExamined = reader->getBytesExamined();

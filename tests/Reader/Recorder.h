@@ -6,10 +6,10 @@
 
 #include <functional>
 
-/// Keeps what a reader finds.
+/// Records the results of a reader.
 class Recorder : public Rdf::TurtleRelay::Sink {
 public:
-    /// Asks the reader where a term stands.
+    /// Returns the place of a term according to the reader.
     using Locate = std::function<Rdf::Place(const Rdf::Term&)>;
 
     explicit Recorder(Locate locate) : m_locate(std::move(locate)) {}

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-// What is said of faulty texts, and where.
+// The errors of faulty texts and their places.
 
 namespace {
 

@@ -3,7 +3,8 @@
 #include <string>
 #include <vector>
 
-/// Each has what looks like the end of a statement where none is, or what changes the meaning of what follows.
+/// Each contains something that looks like the end of a statement but is not, or something that changes the meaning of
+/// the following text.
 inline const std::vector<std::string> TURTLE_TEXTS{
     "@prefix : <u:> .\n:s :p \"\"\"a .\n<u:x> <u:y> 'z' .\n\"\"\" . # c .\n:s :p 1 .\n:s :p '''\n.\n''', \"\\\"\" .\n",
     "PREFIX : <u:>\n:a :b [ :c ( 1.5 [] '''x\n. ''' ) ;\n :d 'e' ] .\n@prefix : <v:> .\n:a :b <#c.> , 1. :a :b true.\n",

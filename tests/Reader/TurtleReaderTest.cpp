@@ -19,14 +19,14 @@ using Strings = std::vector<std::string>;
 const std::string PREFIX = "@prefix : <u:> .\n";
 const std::string RDF = "<http://www.w3.org/1999/02/22-rdf-syntax-ns#";
 
-/// The statements of what follows a prefix, or the errors.
+/// Returns the statements of a text after a prefix declaration, or the errors.
 std::string read(const std::string& text, const Version version = Version::RDF_1_2) {
     const ReadResult result = readText(PREFIX + text, strict(Syntax::TURTLE, version));
     EXPECT_EQ(result, readInPieces(PREFIX + text, 1, strict(Syntax::TURTLE, version)));
     return result.m_errors.empty() ? result.m_statements : result.m_errors.front();
 }
 
-/// The only object of a statement of :s and :p, in canonical form.
+/// Returns the only object of a statement of :s and :p, in canonical form.
 std::string objectOf(const std::string& text) {
     const std::string statements = read(":s :p " + text + " .");
     const std::string_view before = "<u:s> <u:p> ";
@@ -262,7 +262,7 @@ TEST(TurtleReaderTest, graphsOfTrig) {
               readTrig(":g { :a :b :c } @prefix v: <v:> . :a v:b :c ."));
 }
 
-/// Notes the text of the statement that each triple is from.
+/// Records the text of the statement of each triple.
 class StatementTexts : public StatementSink {
 public:
     void takeStatement(const Statement&) final { m_texts.emplace_back(m_reader->getStatementText()); }

@@ -23,10 +23,10 @@ protected:
     ReadResult readWithThreads(const std::vector<TurtleRelay::Block>& blocks, size_t numberOfThreads,
                                const ReaderOptions& options);
 
-    size_t m_numberOfSharedTexts = 0; // of which several threads have read blocks
+    size_t m_numberOfSharedTexts = 0; // whose blocks several threads have read
 };
 
-/// Reads the blocks of a text with several threads, which take them as they come to them.
+/// Reads the blocks of a text with several threads, each of which takes the next block when it is ready.
 ReadResult TurtleRelayStressTest::readWithThreads(const std::vector<TurtleRelay::Block>& blocks,
                                                   const size_t numberOfThreads, const ReaderOptions& options) {
     std::vector<ReadResult> results(blocks.size() + 1);
@@ -40,7 +40,7 @@ ReadResult TurtleRelayStressTest::readWithThreads(const std::vector<TurtleRelay:
         Recorder recorder([&current](const Term& term) { return current->locate(term); });
         TurtleRelay::Runner runner(relay, recorder);
         current = &runner;
-        size_t index = next++; // before any thread reads, so that one that is fast does not read all
+        size_t index = next++; // before any thread reads, so that a fast one does not read all
         if (!isLast)
             start.arrive_and_wait();
         bool hasRead = false;

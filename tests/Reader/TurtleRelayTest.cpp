@@ -53,7 +53,7 @@ TEST_P(TurtleRelayCutTest, everyCutOfTriGGivesWhatOneReaderGives) {
 INSTANTIATE_TEST_SUITE_P(StrictAndLenient, TurtleRelayCutTest,
                          testing::Combine(testing::Bool(), testing::Values(Version::RDF_1_1, Version::RDF_1_2)));
 
-/// A document of mostly sound statements, with what looks like their ends in their midst.
+/// Makes a document with mostly correct statements that contain apparent ends of statements.
 std::string makeDocument(std::mt19937& random, const bool hasGraphs) {
     const auto one = [&random](const std::vector<std::string>& of) { return of[random() % of.size()]; };
     std::string text = "@prefix : <u:> .\n@base <v:/> .\n";
@@ -158,7 +158,7 @@ TEST(TurtleRelayTest, findsWhereStatementsSeemToEnd) {
     }
 }
 
-/// What is found of the third block of a text before the turn of the second.
+/// Returns the results for the third block of a text before the turn of the second.
 std::string guessThird(const std::vector<std::string>& texts, const Cut cut = Cut::AFTER_FULL_STOP) {
     const std::string text = texts[0] + texts[1] + texts[2];
     const auto blocks = cutText(text, {texts[0].size(), texts[0].size() + texts[1].size()}, cut);
@@ -216,7 +216,7 @@ TEST(TurtleRelayTest, whatIsReadInVainIsASmallPartOfTheText) {
     EXPECT_LT(relay.getBytesInVain(), text.size() / 8 + 400);
 }
 
-/// Has another block guessed while a statement is taken.
+/// Starts the guess for another block while a statement is taken.
 class GuessingSink : public TurtleRelay::Sink {
 public:
     void takeStatement(const Statement&) final {

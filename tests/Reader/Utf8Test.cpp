@@ -17,7 +17,7 @@ std::string encode(const uint32_t character) {
     return {buffer.data(), Utf8::encode(character, buffer.data())};
 }
 
-/// The offset of the first byte that is wrong, as each implementation says, which must agree.
+/// Returns the offset of the first invalid byte, on which all implementations must agree.
 size_t findInvalid(const std::string& text) {
     const char* const begin = text.data();
     const char* const end = begin + text.size();

@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* MANIFEST = "http://www.w3.org/2001/sw/DataAccess/tests/test-manifest#";
 
-/// The objects by subject and predicate; of the manifests' properties, each has one where it matters.
+/// The objects by subject and predicate; the relevant properties of manifests have one object.
 class Properties : public Rdf::StatementSink {
 public:
     void takeStatement(const Rdf::Statement& statement) final {

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// The W3C's tests of the four syntaxes, decided as the manifests say.
+/// The W3C's tests of the four syntaxes, evaluated as the manifests define.
 class W3cSuiteTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -36,10 +36,10 @@ protected:
         return result;
     }
 
-    /// What is wrong about how a test is decided; nothing when all is right.
+    /// Returns the fault in the result of a test; empty if there is none.
     std::string findFault(const W3cTest& test, const Rdf::Version version) {
         const ReadResult result = read(test.m_action, test.m_base, version);
-        // Negative evaluation tests have IRIs that do not fit together.
+        // Negative evaluation tests have IRIs that do not match.
         if (test.m_type.find("Negative") != std::string::npos) {
             ++m_numberRejected;
             return result.m_errors.size() == 1 ? "" : "was not rejected";

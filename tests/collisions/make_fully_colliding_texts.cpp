@@ -1,11 +1,11 @@
 /// Makes the table of tests/support/FullyCollidingTexts.cpp and writes it to the standard output.
 ///
-/// A stage is a state of 64-bit FNV-1a for which two blocks of eight letters are wanted that lead to one next state.
-/// The low 32 bits of a state depend only on the low 32 bits of the one before, and a byte's step can be undone. So
-/// blocks that lead to chosen low bits are found in the middle: the states after every first half, met by the states
+/// Each stage is a state of 64-bit FNV-1a that needs two blocks of eight letters leading to the same next state. The
+/// low 32 bits of a state depend only on the low 32 bits of the state before, and the step of a byte can be inverted.
+/// So blocks that lead to chosen low bits are found by meeting in the middle: the states after every first half and
 /// before every second half. Tens of thousands of such blocks agree in the low bits, and a birthday search in the upper
-/// 32 bits finds two that agree in all. A few choices of low bits are needed for each stage. Whether two blocks meet
-/// depends only on the low bits of the state before them, so pairs come again where these do.
+/// 32 bits finds two that agree in all bits. Each stage needs a few choices of low bits. Whether two blocks meet
+/// depends only on the low bits of the state before them, so pairs recur where these do.
 ///
 /// Takes about five minutes of one core and 200 MB. The table is the same on every machine.
 
@@ -31,7 +31,7 @@ static_assert(LETTERS.size() == 64 && HALF_LENGTH == 4);
 
 constexpr auto LOW_PRIME = static_cast<uint32_t>(FNV_1A_PRIME);
 
-/// The number whose product with an odd one is 1, modulo 2^32.
+/// Returns the number whose product with an odd one is 1, modulo 2^32.
 constexpr uint32_t invert(const uint32_t odd) {
     uint32_t inverse = odd; // right in three bits, and each step doubles them
     for (size_t step = 0; step < 4; ++step)
@@ -59,7 +59,7 @@ std::string makeBlock(const size_t firstHalf, const size_t secondHalf) {
     return block;
 }
 
-/// The halves by the upper bits of the low state after them.
+/// The first halves, by the upper bits of the low state after them.
 class FirstHalves {
 public:
     explicit FirstHalves(const uint64_t state) : m_begins(NUMBER_OF_BINS + 1), m_halves(NUMBER_OF_HALVES) {
@@ -101,7 +101,7 @@ private:
     std::vector<Entry> m_halves;
 };
 
-/// Two blocks that lead from a state to one next state.
+/// Returns two blocks that lead from a state to the same next state.
 std::array<std::string, 2> findBlockPair(const uint64_t state) {
     const FirstHalves firstHalves(state);
     for (uint32_t wantedLowState = 0;; wantedLowState += 0x9E3779B9) {

@@ -1,4 +1,4 @@
-/* A program in C that has nothing but the installed libraries. */
+/* A C program that uses only the installed libraries. */
 #include <melnar.h>
 
 #include <stdio.h>

@@ -1,4 +1,4 @@
-// Uses the libraries as other programs do. Nothing here refers to the factories of the datatypes: they must be there
+// Uses the libraries like other programs. Nothing here refers to the factories of the datatypes: they must be there
 // because there is a Dictionary, also one that is initialised before main.
 
 #include "Melnar.h"

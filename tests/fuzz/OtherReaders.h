@@ -10,7 +10,7 @@
 /// The statements of a text, sorted, in a form that does not name blank nodes: enough to see that two readers differ.
 using FoundStatements = std::vector<std::string>;
 
-/// Appends a term: IRIs and literals with all that they have, blank nodes without their labels.
+/// Appends a term: IRIs and literals completely, blank nodes without their labels.
 void appendIri(std::string_view iri, std::string& output);
 void appendLiteral(std::string_view text, std::string_view tag, std::string_view datatype, std::string& output);
 void appendBlankNode(std::string& output);
@@ -20,6 +20,6 @@ struct OtherResult {
     std::string m_error; // if it refuses the text
 };
 
-/// What another reader finds in a text without zero bytes.
+/// Returns the results of another reader for a text without zero bytes.
 OtherResult readWithSerd(const std::string& text, Rdf::Syntax syntax, const std::string& base);
 OtherResult readWithRaptor(const std::string& text, Rdf::Syntax syntax, const std::string& base);

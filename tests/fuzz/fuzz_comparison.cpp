@@ -14,11 +14,12 @@
 #include <string>
 #include <string_view>
 
-// The reader beside two others, in RDF 1.1, and beside the judge, in both versions. Where reader and judge disagree, the
-// process ends with the text, so that it is kept. Where another reader disagrees with both, nothing fails: the end prints
-// how often that happened, by verdict and cause, each with a short text that shows it. tests/Reader/OtherReadersTest.cpp
-// has such texts. raptor 2.0.15 reads where it must not in faulty texts, for long language tags, and in sound TriG, so
-// it is asked only about texts of the other syntaxes that ours accepts, with tags of ordinary length.
+// Compares the reader with two others, in RDF 1.1, and with the judge, in both versions. If reader and judge disagree,
+// the process ends with the text, so that it is kept. If another reader disagrees with both, nothing fails: at the end
+// the program prints how often that happened, by verdict and cause, each with a short text as an example.
+// tests/Reader/OtherReadersTest.cpp has such texts. raptor 2.0.15 reads invalid memory for faulty texts, long language
+// tags, and valid TriG. So it gets only texts of the other syntaxes that our reader accepts, with tags of normal
+// length.
 
 namespace {
 
@@ -52,7 +53,7 @@ std::string describeVerdict(const std::string& error) {
     return error.empty() ? "accepts" : "refuses: " + error.substr(0, error.find('\n'));
 }
 
-/// What the other readers disagree on, by verdict and cause.
+/// The disagreements with other readers, by verdict and cause.
 class Disagreements {
 public:
     void add(const std::string& disagreement, const std::string& text) {
@@ -76,7 +77,7 @@ private:
     std::map<std::string, Kind> m_kinds;
 };
 
-/// Why the judge refuses, without what it found.
+/// Returns why the judge refuses a text, without the part that it found.
 std::string causeOf(const std::string& refusal) {
     const bool isClaim = refusal.starts_with("not so: ");
     return refusal.empty() ? "the grammar allows it"
@@ -104,13 +105,13 @@ Judgement judge(const std::string& text, const Rdf::Version version) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* const data, const size_t size) { // NOLINT
     const std::string text(reinterpret_cast<const char*>(data), size);
-    // The judge has no limit of nesting, but a stack.
+    // The judge does not limit nesting, but uses the stack.
     constexpr std::string_view OPENING = "([{<";
     if (std::count_if(text.begin(), text.end(), [&](const char c) { return OPENING.find(c) != OPENING.npos; }) >= 500)
         return 0;
     judge(text, Rdf::Version::RDF_1_2);
     const Judgement judgement = judge(text, Rdf::Version::RDF_1_1);
-    // Neither of the others checks UTF-8 throughout or takes zero bytes.
+    // Neither of the others checks all UTF-8 or accepts zero bytes.
     if (text.find('\0') != std::string::npos ||
         Rdf::Utf8::findInvalid(text.data(), text.data() + text.size()) != text.data() + text.size())
         return 0;

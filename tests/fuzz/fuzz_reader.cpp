@@ -8,8 +8,8 @@
 #include <functional>
 #include <string_view>
 
-// The reader alone: however a text is cut, it finds the same, and looks at every byte a few times only. What it does
-// with a text, besides its syntax, follows from a hash of the text, so that any file is an input as it is.
+// The reader alone: it finds the same in a text, however it is cut, and examines every byte only a few times. The
+// options, except the syntax, follow from a hash of the text, so any file is a valid input.
 
 namespace {
 

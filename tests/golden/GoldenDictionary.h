@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-/// What the golden dictionary files hold: strings, with every length of size header up to 4 bytes at its bounds, and
-/// both their datatypes; or terms of all families, with numbers of shared texts of one and of two bytes. Each with
-/// withdrawn resources, and some that are not committed. Changing anything here takes new files under new names.
+/// The contents of the golden dictionary files: strings of both datatypes, with every length of size header up to 4
+/// bytes at its limits; or terms of all families, with numbers of shared texts of one and of two bytes. Each file has
+/// withdrawn resources, and some that are not committed. Changing anything here requires new files under new names.
 class GoldenDictionary {
 public:
     GoldenDictionary() = delete;
@@ -29,7 +29,7 @@ public:
         Fate m_fate = Fate::COMMITTED;
     };
 
-    /// By ID - 1.
+    /// Indexed by ID - 1.
     using Resources = std::vector<Resource>;
 
     static Resources getStrings() {
@@ -70,14 +70,14 @@ public:
             {D_TRIPLE_TERM, "<<( <x:s> <x:p> \"o\" )>>"},
             {D_TRIPLE_TERM, "<<( _:b0 <x:p> <<( <x:s> <x:p> \"o\"@en--ltr )>> )>>"},
         };
-        // A shared text is entered with the fourth, so that some are stored whole.
+        // A shared text is entered with the fourth term, so some terms are stored whole.
         for (const char* const name : {"a", "b", "c", "d", "e", "f"}) {
             terms.push_back({D_IRI, base + name});
             terms.push_back({D_BLANK_NODE, std::string("doc12-") + name});
         }
-        for (const size_t length : {126UL, 127UL, 16382UL, 16383UL}) // the own part at the bounds of size headers
+        for (const size_t length : {126UL, 127UL, 16382UL, 16383UL}) // the own part at the limits of size headers
             terms.push_back({D_IRI, base + std::string(length, 'x')});
-        for (size_t number = 0; number < 130; ++number) // more datatypes than numbers of one byte
+        for (size_t number = 0; number < 130; ++number) // more datatypes than one-byte numbers
             terms.push_back({D_TYPED_LITERAL, "1^^http://example.org/type" + std::to_string(number)});
         terms.push_back({D_TYPED_LITERAL, "2^^http://example.org/type129"});
         for (const uint8_t datatypeID : {D_IRI, D_BLANK_NODE})

@@ -1,7 +1,7 @@
-/// Makes the golden files of the present format version:   make-golden FOLDER
+/// Makes the golden files of the current format version:   make-golden FOLDER
 ///
-/// A file that is in the repository is never made anew: it stands for the dictionaries that people have. A new format
-/// version gets files of its own beside the old ones.
+/// A file in the repository is never regenerated: it represents the dictionaries of users. A new format version gets
+/// its own files beside the old ones.
 
 #include "tests/golden/GoldenDictionary.h"
 

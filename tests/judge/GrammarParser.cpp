@@ -71,7 +71,7 @@ size_t GrammarParser::addNode(const EbnfExpression& expression) {
     return m_nodes.size() - 1;
 }
 
-/// What can be first in the parts of a sequence from one of them on, with what follows the sequence.
+/// Returns what can be first in the parts of a sequence from one of them on, given what follows the sequence.
 GrammarParser::Terminals GrammarParser::combine(const Node& node, const size_t from, const Terminals following) const {
     Terminals first = following;
     for (size_t part = node.m_parts.size(); part-- > from;)
@@ -112,7 +112,7 @@ void GrammarParser::findFollowing() {
     }
 }
 
-/// Tells the rules in a node what follows them. Returns whether that is more than before.
+/// Propagates to the rules in a node what follows them. Returns whether that has added anything.
 bool GrammarParser::spread(const size_t index, const Terminals following) {
     const Node& node = m_nodes[index];
     if (node.m_rule != NONE) {

@@ -11,21 +11,20 @@
 #include <string_view>
 #include <vector>
 
-/// What a text is made of: a rule with its parts, or a terminal with its text.
+/// The structure of a text: a rule with its parts, or a terminal with its text.
 struct SyntaxTree {
-    std::string_view m_name; // of the rule; of a terminal its name, or its text in the grammar
+    std::string_view m_name; // of the rule; for a terminal its name, or its text in the grammar
     std::u32string_view m_text;
     std::vector<SyntaxTree> m_parts;
 };
 
-/// Parses texts by a grammar that is data.
+/// Parses texts by a grammar that is given as data.
 ///
-/// Method   Terminals are names without small letters, and texts in quotes. The longest that matches is taken, as the
-///          recommendations say; what the rule IGNORED matches is left out, and what MISTAKEN matches is in no rule. The
-///          rules are followed from the start rule, with the next terminal deciding where there is a choice. The
-///          constructor checks that it can decide everywhere (the grammar is LL(1)), so that nothing that the grammar
-///          allows is missed.
-/// Depth    Rules within each other take the stack: some thousand brackets are too many.
+/// Method   Terminals are names without lower-case letters, and texts in quotes. The longest match is taken, as the
+///          recommendations require. Matches of the rule IGNORED are skipped; what MISTAKEN matches is in no rule.
+///          Parsing starts at the start rule, and the next terminal decides every choice. The constructor checks that
+///          this is always possible (the grammar is LL(1)), so the parser accepts everything that the grammar allows.
+/// Depth    Nested rules use the stack: some thousand brackets are too many.
 /// Threads  One at a time.
 class GrammarParser {
 public:
@@ -54,7 +53,7 @@ private:
         bool m_isOptional = false;
         bool m_isEndless = false;
         std::vector<size_t> m_parts{};
-        size_t m_rule = NONE;     // that it refers to
+        size_t m_rule = NONE;     // to which it refers
         size_t m_terminal = NONE; // that it is
         Terminals m_first = 0;
         bool m_canBeEmpty = false;
@@ -87,5 +86,5 @@ private:
     std::map<std::string, size_t> m_terminalNumbers;
     std::vector<std::string> m_terminalNames;
     std::vector<Node> m_nodes;
-    std::vector<Rule> m_grammarRules; // those that the start rule reaches, which is the first
+    std::vector<Rule> m_grammarRules; // those that are reachable from the start rule, which is the first
 };

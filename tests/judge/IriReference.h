@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-/// Whether a text begins with a scheme, as RFC 3986 defines it.
+/// Returns whether a text starts with a scheme, as RFC 3986 defines it.
 bool hasScheme(std::string_view iri);
 
-/// Resolves a reference as RFC 3986 says in section 5.2, strictly. One that has a scheme stays as it is written.
+/// Resolves a reference as section 5.2 of RFC 3986 defines, strictly. One that has a scheme stays unchanged.
 std::string resolveIri(std::string_view base, std::string_view reference);

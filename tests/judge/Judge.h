@@ -8,26 +8,26 @@
 #include <string>
 #include <string_view>
 
-/// What a text is by the grammar.
+/// The verdict of the grammar on a text.
 struct Judgement {
     std::string m_refusal; // why it is refused; empty if it is not
     JudgedStatements m_statements;
 };
 
-/// A strict reader that shares nothing with the one that it judges but the names of the syntaxes: it interprets the
-/// grammar rules of the W3C's recommendations, which are the files in the folder `grammars`.
+/// A strict reader that shares only the names of the syntaxes with the reader that it judges. It interprets the grammar
+/// rules of the W3C's recommendations, which are the files in the folder `grammars`.
 ///
-/// Beside the grammar and what StatementBuilder checks, a byte order mark at the start is skipped. What the grammar files
-/// decide where the recommendations leave it open is said in them.
+/// In addition to the grammar and the checks of StatementBuilder, it skips a byte order mark at the start. The grammar
+/// files state what they decide where the recommendations leave it open.
 ///
 /// Depth    That of GrammarParser.
 /// Threads  One at a time.
 class Judge {
 public:
-    /// Rules in EBNF may replace those of the grammar, to see what a wrong one does.
+    /// Rules in EBNF may replace those of the grammar, to test the effect of a wrong one.
     Judge(Rdf::Syntax syntax, Rdf::Version version, std::string_view otherRules = "");
 
-    /// The base may be empty when there is none. N-Triples and N-Quads have none.
+    /// The base is empty if there is none. N-Triples and N-Quads have none.
     Judgement judge(std::string_view text, const std::string& base);
 
     const EbnfRules& getRules() const { return m_parser.getRules(); }

@@ -40,7 +40,7 @@ protected:
         return judge(syntax, version, readWholeFile(path), base);
     }
 
-    /// What a text says: a statement that stands twice says nothing more.
+    /// Returns the set of statements of a text: repeated statements count once.
     static std::set<std::string> setOf(const Judgement& judgement) {
         return {judgement.m_statements.begin(), judgement.m_statements.end()};
     }

@@ -13,7 +13,7 @@ inline std::string describeIri(const std::string_view iri) {
     return "<" + std::string(iri) + ">";
 }
 
-/// The tag and the datatype may be missing, in which case it is xsd:string; the direction may be.
+/// The direction may be empty. The tag and the datatype may be empty, which means xsd:string.
 inline std::string describeLiteral(const std::string_view text, const std::string_view tag,
                                    const std::string_view direction, const std::string_view datatype) {
     std::string description = "\"" + std::string(text) + "\"";

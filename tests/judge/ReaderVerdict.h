@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-/// What the reader finds in a text, in the form of a Judgement.
+/// The results of the reader for a text, in the form of a Judgement.
 struct ReaderVerdict {
     std::string m_error; // empty if it accepts
     JudgedStatements m_statements;

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-/// Says why the judge refuses a text.
+/// The reason why the judge refuses a text.
 struct Refusal : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

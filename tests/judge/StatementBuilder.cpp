@@ -78,7 +78,7 @@ void StatementBuilder::visitDirective(const SyntaxTree& tree) {
         m_base = makeIri(*iri);
 }
 
-/// A version says nothing, but is a string like any other.
+/// A version has no effect, but is a string like any other.
 void StatementBuilder::visitVersion(const SyntaxTree& tree) {
     if (tree.m_name.starts_with("STRING_LITERAL"))
         unescape(tree.m_text, false);
@@ -124,7 +124,7 @@ void StatementBuilder::visitObjects(const Term& subject, const Term& predicate, 
             visitAnnotation(describeTriple(subject, predicate, object), part);
 }
 
-/// A block belongs to the reifier before it, or else to one of its own.
+/// A block belongs to the reifier before it, or otherwise to its own.
 void StatementBuilder::visitAnnotation(const std::string& triple, const SyntaxTree& annotation) {
     Term reifier;
     for (const SyntaxTree& part : annotation.m_parts) {
@@ -161,7 +161,7 @@ StatementBuilder::Term StatementBuilder::makeTerm(const SyntaxTree& tree) {
     if (name == "tripleTerm")
         return "<<( " +
                describeTriple(makeTerm(tree.m_parts[1]), makeTerm(tree.m_parts[2]), makeTerm(tree.m_parts[3])) + " )>>";
-    return makeTerm(tree.m_parts.front()); // a rule that only gives a term another name
+    return makeTerm(tree.m_parts.front()); // a rule that only renames a term
 }
 
 StatementBuilder::Term StatementBuilder::makeCollection(const SyntaxTree& collection) {
@@ -222,7 +222,7 @@ StatementBuilder::Term StatementBuilder::makeLiteral(const SyntaxTree& tree) {
     return describeLiteral(text, tag.substr(0, end), direction, "");
 }
 
-/// Of a terminal, or of a rule around it.
+/// Makes the IRI of a terminal, or of a rule around it.
 std::string StatementBuilder::makeIri(const SyntaxTree& tree) {
     if (!tree.m_parts.empty())
         return makeIri(tree.m_parts.front());

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-/// Makes statements of syntax trees by the names of their rules, and checks what the grammars do not say: that IRIs are
-/// absolute once resolved, that escapes stand for characters that may stand there, that prefixes are declared, and for
-/// RDF 1.2 what tags, directions and datatypes may be.
+/// Makes statements from syntax trees, by the names of their rules, and checks what the grammars do not define: that
+/// IRIs are absolute when resolved, that escapes represent characters that are allowed there, that prefixes are
+/// declared, and for RDF 1.2 which tags, directions and datatypes are allowed.
 ///
 /// Errors  Throws Refusal.
 class StatementBuilder {
@@ -20,11 +20,11 @@ public:
     /// Takes the tree of a whole text. Called once.
     void build(const SyntaxTree& document);
 
-    /// Sorted.
+    /// Returns the statements, sorted.
     JudgedStatements takeStatements();
 
 private:
-    using Term = std::string; // described
+    using Term = std::string; // as a description
 
     void visit(const SyntaxTree& tree);
     void visitBlock(const SyntaxTree& tree);

@@ -15,7 +15,7 @@ void TerminalAutomaton::add(const EbnfExpression& expression, const size_t termi
     m_steps[end].m_terminals |= uint64_t(1) << terminal;
 }
 
-/// Returns the step that is reached.
+/// Appends an expression; returns the step that it reaches.
 size_t TerminalAutomaton::append(const EbnfExpression& expression, size_t from) {
     switch (expression.m_kind) {
     case Kind::NAME:
@@ -45,7 +45,7 @@ size_t TerminalAutomaton::append(const EbnfExpression& expression, size_t from) 
         return end;
     }
     case Kind::REPEATED: {
-        // Steps of its own keep what is repeated apart from what stands before and after it.
+        // Separate steps keep the repeated part apart from what comes before and after it.
         const size_t begin = m_steps.size();
         const size_t end = begin + 1;
         m_steps.resize(m_steps.size() + 2);
@@ -62,7 +62,7 @@ size_t TerminalAutomaton::append(const EbnfExpression& expression, size_t from) 
     return from;
 }
 
-/// A step has one set of characters, so what several begin in common goes on to steps of their own.
+/// A step has one set of characters, so expressions with a common start continue in their own steps.
 size_t TerminalAutomaton::appendStep(const std::vector<CharacterRange>& ranges, const size_t from) {
     const size_t step = m_steps.size();
     m_steps.resize(m_steps.size() + 2);

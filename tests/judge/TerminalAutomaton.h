@@ -9,16 +9,16 @@
 #include <unordered_map>
 #include <vector>
 
-/// Finds the longest text that a terminal of a grammar matches: an automaton made of the rules as they stand, whose
-/// states are computed when they are met.
+/// Finds the longest text that a terminal of a grammar matches: a nondeterministic automaton made from the rules, whose
+/// deterministic states are computed when they are reached.
 class TerminalAutomaton {
 public:
     static constexpr size_t MAXIMUM_NUMBER_OF_TERMINALS = 63;
 
-    /// The names that terminals refer to are those of the rules.
+    /// The names in terminals are those of the rules.
     explicit TerminalAutomaton(const EbnfRules& rules) : m_rules(rules), m_steps(1) {}
 
-    /// Adds a terminal with a number of its own. All are added before the first search.
+    /// Adds a terminal with its number. All must be added before the first search.
     void add(const EbnfExpression& expression, size_t terminal);
 
     struct Match {
@@ -30,9 +30,9 @@ public:
     Match findLongest(std::u32string_view text);
 
 private:
-    /// A state of the automaton that may be in several states at once.
+    /// A state of the nondeterministic automaton.
     struct Step {
-        std::vector<size_t> m_free{}; // the states that it goes on to with no character
+        std::vector<size_t> m_free{}; // the states to which it moves without a character
         std::vector<CharacterRange> m_ranges{};
         size_t m_next = 0;        // with a character of the ranges
         uint64_t m_terminals = 0; // that end here
@@ -42,7 +42,7 @@ private:
     struct State {
         std::vector<size_t> m_steps;
         uint64_t m_terminals;
-        std::unordered_map<char32_t, size_t> m_next{}; // by character; what has been met
+        std::unordered_map<char32_t, size_t> m_next{}; // by character; those computed so far
     };
 
     static constexpr size_t DEAD = 0; // the state without steps
@@ -53,7 +53,7 @@ private:
     size_t goOn(size_t state, char32_t character);
 
     const EbnfRules& m_rules;
-    std::vector<Step> m_steps; // the first one is where all terminals begin
+    std::vector<Step> m_steps; // all terminals start at the first one
     std::vector<State> m_states;
     std::map<std::vector<size_t>, size_t> m_stateOfSteps;
     size_t m_start = 0;

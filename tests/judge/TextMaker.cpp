@@ -11,17 +11,17 @@ namespace {
 
 using Kind = EbnfExpression::Kind;
 
-constexpr size_t DEEPEST = 12; // from which the shortest ways are taken
+constexpr size_t DEEPEST = 12; // from which the shortest expansions are taken
 constexpr size_t UNKNOWN = std::numeric_limits<size_t>::max() / 4;
 
-/// Texts for rules of terminals that chance alone would hardly make so that they mean something.
+/// Texts for rules of terminals that random choices would hardly ever make meaningful.
 const std::map<std::string, std::vector<std::string>, std::less<>> LIKELY_TEXTS{
     {"IRIREF", {"<a:s>", "<a:s>", "<http://e.example/x?q#f>", "<u:\\u00E4\xC3\xA4>", "<a:b/../c>", "<a:%41>"}},
     {"PNAME_NS", {":", "x:", "x:", "y.z:"}},
     {"UCHAR", {"\\u00E4", "\\U0001F600", "\\uFFFF", "\\U0010FFFF", "\\u0061"}},
 };
 
-// What Turtle and TriG can have besides.
+// More texts for Turtle and TriG.
 const std::vector<std::string> RELATIVE_IRIS{"<>", "<#f>", "<../x>", "<?q>", "<//h/p>", "<./a/./b>", "<c:>", "</..>"};
 
 const std::string PROLOGUE = "@prefix : <u:> .\nPREFIX x: <http://x.example/y#>\n@prefix y.z: <v:w> . ";
@@ -114,7 +114,7 @@ void TextMaker::appendTerminal(const EbnfExpression& expression, Random& random,
     case 0:
     case 1:
     case 2:
-        break; // Nothing, so that two terminals may become one.
+        break; // nothing, so that two terminals may become one
     case 3:
         text += "\t ";
         break;
@@ -129,7 +129,7 @@ void TextMaker::appendTerminal(const EbnfExpression& expression, Random& random,
     }
 }
 
-/// A text that a terminal matches.
+/// Appends a text that a terminal matches.
 void TextMaker::match(const EbnfExpression& expression, Random& random, std::string& text) const {
     switch (expression.m_kind) {
     case Kind::NAME: {
@@ -153,7 +153,7 @@ void TextMaker::match(const EbnfExpression& expression, Random& random, std::str
             character = random() % 2 == 0 && range.m_first != 0 ? range.m_first - 1 : range.m_last + 1;
         else if (random() % 8 == 0)
             character = random() % 2 == 0 ? range.m_first : range.m_last;
-        else if (range.m_first < 0x80) // Seldom more than ASCII where a set holds nearly everything.
+        else if (range.m_first < 0x80) // rarely more than ASCII if a set contains nearly everything
             character =
                 range.m_first + static_cast<char32_t>(random() % std::min<char32_t>(size, 0x80 - range.m_first));
         if ((character >= 0xD800 && character <= 0xDFFF) || character > 0x10FFFF)

@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-/// Makes texts that a grammar derives, by chance. What a grammar does not say is mostly right, too: prefixes are declared
-/// and IRIs are absolute. Now and then a character is the neighbour of those that may stand in its place.
+/// Makes random texts that a grammar derives. They usually satisfy the other rules, too: prefixes are declared and IRIs
+/// are absolute. From time to time a character is a neighbour of those that are allowed in its place.
 class TextMaker {
 public:
     /// The rules must outlive it.

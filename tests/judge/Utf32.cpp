@@ -17,7 +17,7 @@ std::string toUtf8(const std::u32string_view text) {
     return bytes;
 }
 
-/// A character is taken as the bytes say and must then be what those bytes encode.
+/// Decodes each character by its bytes, and checks that these are its encoding.
 std::u32string toUtf32(const std::string_view text) {
     std::u32string characters;
     for (size_t at = 0; at < text.size();) {

@@ -1,6 +1,6 @@
-// A program whose own classes, templates and functions bear names that the library uses within. They have the signatures
-// of the library's, so that a linker that took one for the other would not notice; neither may be called by the other's
-// users.
+// A program whose own classes, templates and functions have names that the library uses internally. Their signatures
+// are those of the library, so a linker that confused them would not notice. Neither may be called by users of the
+// other.
 
 #include "Melnar.h"
 
@@ -28,7 +28,7 @@ int s_numberOfCalls = 0;
 
 } // namespace
 
-// Defined in this file alone, as strong symbols.
+// Defined only in this file, as strong symbols.
 class Checksum {
 public:
     Checksum();
@@ -65,7 +65,7 @@ void* reserve(size_t) noexcept {
 
 } // namespace VirtualMemory
 
-// Inline, as weak symbols, of which a linker takes any.
+// Inline, as weak symbols, any of which a linker may take.
 class FileOutputStream {
 public:
     explicit FileOutputStream(const std::string&) { ++s_numberOfCalls; }
@@ -100,7 +100,7 @@ inline void spinPause() noexcept {
     ++s_numberOfCalls;
 }
 
-// A template with an instance that the library has, too.
+// A template with an instance that the library also has.
 template<class T>
 class TermDatatype {
 public:

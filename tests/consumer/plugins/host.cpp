@@ -74,7 +74,7 @@ int main(const int numberOfArguments, char** const arguments) {
     const Plugin second(arguments[3], flags);
     require(first.m_getStringFactory() != second.m_getStringFactory(), "each plugin has datatypes of its own");
 
-    // The second has fewer texts, so that no dictionary can stand for the other.
+    // The second has fewer texts, so the two dictionaries cannot be confused.
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 2; ++thread) {
         threads.emplace_back([&first] { resolveTexts(first, NUMBER_OF_TEXTS); });

@@ -1,5 +1,5 @@
-// A plugin that contains the libraries and has a dictionary of its own, initialised as it is loaded. The program that
-// loads two copies of it knows nothing of dictionaries.
+// A plugin that contains the libraries and has its own dictionary, initialised when it is loaded. The program that
+// loads two copies of it knows nothing about dictionaries.
 
 #include "Melnar.h"
 
