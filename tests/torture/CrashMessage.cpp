@@ -13,7 +13,7 @@ namespace {
 constexpr std::array SIGNALS{SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL, SIGPROF};
 constexpr long SECONDS_FOR_ALL = 60;
 
-std::array<char, 200> g_message{}; // what is being done
+std::array<char, 200> g_message{}; // the current operation
 size_t g_messageSize = 0;
 
 void write(const char* const text, const size_t size) {

@@ -48,7 +48,7 @@ public:
     }
 
 private:
-    /// A file that is accepted, of several derivations, which may stand one behind the other in all syntaxes.
+    /// Makes a file that is accepted, from several derivations, which may follow each other in all syntaxes.
     Snippet makeFile(const Syntax syntax) {
         Snippet file{syntax, Version::RDF_1_2, "http://b.example/", ""};
         while (file.m_text.size() < SMALLEST_FILE) {
@@ -94,7 +94,7 @@ private:
         }
     }
 
-    /// Each file is a new one: some systems flush one that is written over.
+    /// Each file is a new one, since some systems flush a file that is overwritten.
     std::optional<std::string> readBytes(const std::string& name, const std::string& bytes) const {
         const std::string path = m_folder + "/" + name;
         std::ofstream(path, std::ios::binary) << bytes;

@@ -21,7 +21,7 @@ std::string withCommas(const size_t number) {
 std::string quoteBytes(const std::string& bytes) {
     constexpr const char* DIGITS = "0123456789ABCDEF";
     std::string quoted = "\"";
-    bool isAfterNumber = false; // whose digits a letter would add to
+    bool isAfterNumber = false; // a following letter would be read as another digit
     for (const char byte : bytes) {
         const auto number = static_cast<unsigned char>(byte);
         const bool isPlain = number >= 0x20 && number < 0x7F;

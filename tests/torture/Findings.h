@@ -4,7 +4,7 @@
 #include <ostream>
 #include <string>
 
-/// Counts what was tried, and prints what was found wrong: the first few findings, and all as a number.
+/// Counts attempts, and prints faults: the first few findings, and the number of all.
 class Findings {
 public:
     explicit Findings(std::ostream& output) : m_output(output) {}
@@ -24,8 +24,8 @@ private:
     size_t m_number = 0;
 };
 
-/// With a comma before each three digits.
+/// Returns a number with commas between groups of three digits.
 std::string withCommas(size_t number);
 
-/// What bytes are, so that they can be read and pasted into a test: "a\x0A\xFF".
+/// Returns bytes in a form that can be read and pasted into a test: "a\x0A\xFF".
 std::string quoteBytes(const std::string& bytes);

@@ -29,7 +29,7 @@ constexpr size_t MEMORY_LIMIT = size_t(256) << 20;
 constexpr uint64_t MAXIMUM_NUMBER_OF_RESOURCES = 10000000;
 constexpr size_t LITERALS = 20000; // of an input
 constexpr size_t KILLS_BEFORE_A_WHOLE_RUN = 20;
-constexpr size_t LARGEST_NUMBER_OF_IDLE_RUNS = 1000; // that end before they are killed, one after the other
+constexpr size_t LARGEST_NUMBER_OF_IDLE_RUNS = 1000; // consecutive runs that end before they are killed
 
 using Clock = std::chrono::steady_clock;
 using Files = std::map<std::string, std::string>; // contents by names
@@ -37,8 +37,8 @@ using Files = std::map<std::string, std::string>; // contents by names
 /// A file that a verb replaces.
 struct Output {
     std::string m_name;
-    std::optional<std::string> m_old; // what it held before; nothing if it was not there
-    std::string m_new{};              // what it holds when the verb has ended
+    std::optional<std::string> m_old; // its content before; nothing if it did not exist
+    std::string m_new{};              // its content when the verb has ended
 };
 
 /// A command line that replaces files: one, or rows of IDs and their dictionary.
@@ -50,7 +50,7 @@ struct Verb {
     size_t m_kills = 0;
 };
 
-/// The contents of a file, or nothing if it is gone.
+/// Returns the contents of a file, or nothing if it does not exist.
 std::optional<std::string> readFile(const std::string& path) {
     return std::filesystem::exists(path) ? std::optional(TemporaryDirectory::getContentsOf(path)) : std::nullopt;
 }
@@ -112,7 +112,7 @@ private:
         write("b.nt", makeTriples(LITERALS));
         require({"load", "a.nt", "-o", "a.dict", "--ids", "a.npy", "--threads", "1"});
         require({"encode", "--as", "iri", "a.nt", "-d", "a.dict", "-o", "encoded.nt"});
-        // With IDs withdrawn, so that a compaction has something to do.
+        // With withdrawn IDs, so that a compaction has work to do.
         Dictionary dictionary(
             {.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = MAXIMUM_NUMBER_OF_RESOURCES});
         {
@@ -169,7 +169,7 @@ private:
             throw std::runtime_error("the tool fails to " + arguments.front());
     }
 
-    /// Puts the old file there, or nothing. Temporary files and locks stay for the next process.
+    /// Restores the old file, or removes it. Temporary files and locks stay for the next process.
     void restore(const Output& output) const {
         if (output.m_old)
             write(output.m_name, *output.m_old);
@@ -177,7 +177,7 @@ private:
             std::filesystem::remove(pathOf(output.m_name));
     }
 
-    /// Runs the verb a few times to know what it makes of the files, and how long that takes.
+    /// Runs the verb a few times to find out its results and its duration.
     void prepare(Verb& verb) {
         for (int run = 0; run < 3; ++run) {
             for (const Output& output : verb.m_outputs)
@@ -201,7 +201,7 @@ private:
         }
     }
 
-    /// The statements of rows of IDs that stand beside their dictionary; nothing if the tool refuses them.
+    /// Returns the statements of rows of IDs beside their dictionary; nothing if the tool refuses them.
     std::optional<std::string> decode(const Verb& verb) {
         const int status = waitForTool(
             start({"decode", verb.m_outputs.front().m_name, "-d", verb.m_outputs.back().m_name, "-o", "decoded.nt"}));
@@ -237,7 +237,7 @@ private:
         return true;
     }
 
-    /// Two files are replaced by a process that outlives the killed one, and has its locks meanwhile.
+    /// Waits for the process that replaces two files, which may outlive the killed one and has its locks.
     void waitForLocks(const Verb& verb) const {
         for (const Output& output : verb.m_outputs)
             const FileLock lock(pathOf(output.m_name),
@@ -268,8 +268,8 @@ private:
             restore(output);
     }
 
-    /// Checks that there is nothing but the inputs, unchanged, and the outputs, with what a killed process may leave:
-    /// this verb too, or only the others, which may have been killed since their last whole run.
+    /// Checks that there are only the unchanged inputs, the outputs, and files that a killed process may leave: of this
+    /// verb too, or only of the others, which may have been killed since their last complete run.
     void checkFiles(const Verb& verb, const std::string& name, const bool mayLeaveFiles) {
         std::set<std::string> allowed;
         for (const Verb& other : m_verbs)

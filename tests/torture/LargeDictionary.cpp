@@ -19,7 +19,7 @@ constexpr uint64_t LARGEST_NARROW_OFFSET = 0xFFFFFFFF;
 constexpr uint64_t MAXIMUM_NUMBER_OF_RESOURCES = 10000000;
 constexpr size_t LARGE_LITERAL = size_t(1) << 20;
 
-// So many short literals stand between two large ones.
+// The number of short literals between two large ones.
 constexpr uint64_t SHORT_LITERALS = 63;
 
 /// Makes the literal of each resource ID, in one buffer.
@@ -33,7 +33,7 @@ public:
         const std::string end = getDatatypeID(resourceID) == D_XSD_STRING ? "" : "@en";
         const size_t size = resourceID % (SHORT_LITERALS + 1) == 1 ? LARGE_LITERAL : begin.size() + end.size();
         begin.copy(m_buffer.data(), begin.size());
-        // What the last literal left there is overwritten again.
+        // Overwrites the rest of the last literal.
         std::memset(m_buffer.data() + begin.size(), 'x', std::min<size_t>(64, LARGE_LITERAL - begin.size()));
         std::memset(m_buffer.data() + LARGE_LITERAL - 64, 'x', 64);
         end.copy(m_buffer.data() + size - end.size(), end.size());
@@ -69,7 +69,7 @@ uint64_t fill(Dictionary& dictionary, const size_t dataPoolBytes) {
     return resourceID;
 }
 
-/// Returns how many resources lie where 32 bits do not reach.
+/// Returns how many resources are at offsets beyond 32 bits.
 uint64_t check(const Dictionary& dictionary, const uint64_t numberOfResources) {
     require(dictionary.getNextResourceID() == numberOfResources + 1, "no resource is missing");
     require(dictionary.getCommitPoint().m_resourceID == numberOfResources + 1, "all are committed");

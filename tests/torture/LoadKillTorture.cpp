@@ -18,8 +18,8 @@
 
 namespace {
 
-constexpr size_t STATEMENTS_OF_A_LITERAL = 400;       // so that a block has new terms for some shards, not for all
-constexpr size_t LARGEST_NUMBER_OF_KILLS_OF_LOAD = 8; // so that it ends, however early they come
+constexpr size_t STATEMENTS_OF_A_LITERAL = 400;       // so a block has new terms for some shards, not for all
+constexpr size_t LARGEST_NUMBER_OF_KILLS_OF_LOAD = 8; // so that it ends even if they come early
 
 /// Returns the name of a file that is missing, that is another one, or that should not be there; empty if there is none.
 std::string findDifference(const std::map<std::string, std::string>& files,
@@ -86,7 +86,7 @@ LoadKillTorture::Times LoadKillTorture::readTimes() const {
     return times;
 }
 
-/// Leaves what lies beside the files, such as temporary ones, for the next process.
+/// Leaves other files, such as temporary ones, for the next process.
 void LoadKillTorture::restore(const Load& load) const {
     std::filesystem::remove_all(pathOf(FOLDER));
     std::filesystem::remove(pathOf(ROWS));
@@ -155,7 +155,7 @@ void LoadKillTorture::awaitMoment(const pid_t process) {
         path += number.data();
     }
     const auto readTime = [&path] {
-        std::error_code error; // gives a time of its own
+        std::error_code error; // gives a special time
         return std::filesystem::last_write_time(path, error);
     };
     size_t changes = 1 + choose(3);
@@ -168,7 +168,7 @@ void LoadKillTorture::awaitMoment(const pid_t process) {
     }
 }
 
-/// What replaces both files may outlive the killed process, and has its locks meanwhile.
+/// Waits for the process that replaces both files, which may outlive the killed one and has its locks.
 void LoadKillTorture::waitForLocks() const {
     const auto wait = [](const std::string&, const std::function<void()>& waitForHolder) { waitForHolder(); };
     const FileLock lockOfRows(pathOf(ROWS), wait);
@@ -176,7 +176,7 @@ void LoadKillTorture::waitForLocks() const {
         const FileLock lockOfFolder(pathOf(MANIFEST), wait);
 }
 
-/// Where the name of a file ends in '-' all are meant that begin so.
+/// A file name that ends in '-' means all names that start like this.
 LoadKillTorture::Phase& LoadKillTorture::getPhase(const Times& before) {
     const Times times = readTimes();
     const auto isChanged = [&](const std::string& file) {
@@ -193,7 +193,7 @@ LoadKillTorture::Phase& LoadKillTorture::getPhase(const Times& before) {
     return m_kind.m_phases.back();
 }
 
-/// Checks what a killed process leaves. Returns whether the load is done nevertheless.
+/// Checks the files after a kill. Returns whether the load is done nevertheless.
 bool LoadKillTorture::checkKilled(const Load& load, const std::string& name) {
     const Files files = getContentsOfFolder(m_folder);
     const auto getContents = [](const Files& ofFiles, const char* const fileName) {

@@ -14,15 +14,15 @@
 
 #include <sys/types.h>
 
-/// Kills loads, and goes on with them until they end, each time with other options. A kill comes when some file of the load
-/// has changed some number of times, so that it meets every phase. After each kill manifest and rows must both be old or both
-/// new, and the folder must pass `verify`. In the end folder and rows must be those of a load that nobody disturbed, byte by
-/// byte, with no other files.
+/// Kills loads, and resumes them until they end, each time with other options. A kill comes when some file of the load
+/// has changed some number of times, so kills meet every phase. After each kill, manifest and rows must both be old or
+/// both new, and the folder must pass `verify`. At the end, folder and rows must be those of an undisturbed load, byte
+/// by byte, with no other files.
 ///
-/// Who derives from it says what is started, with which options, and what is killed of it.
+/// A derived class decides what is started, with which options, and what is killed.
 class LoadKillTorture : private Unmovable {
 public:
-    /// Prints what is not so, and then a line that counts the kills of each phase. Returns whether all is so.
+    /// Prints each fault, and then a line that counts the kills of each phase. Returns whether there was no fault.
     bool run(size_t numberOfKills);
 
 protected:
@@ -37,13 +37,13 @@ protected:
     struct Load {
         std::string m_name;
         std::vector<std::string> m_arguments;
-        bool m_isAdding = false; // so that, given once more, it makes another folder
+        bool m_isAdding = false; // repeated, it makes another folder
         Files m_old{};           // all files before
         Files m_new{};           // and after
     };
 
-    /// What a process was at when it was killed, and the files that only it and later phases change. Where the name ends in '-'
-    /// all are meant that begin so.
+    /// The phase of a process when it was killed, and the files that only this phase and later ones change. A name that
+    /// ends in '-' means all names that start like this.
     struct Phase {
         const char* m_name;
         std::vector<std::string> m_files;
@@ -61,17 +61,17 @@ protected:
                     Kind kind);
     virtual ~LoadKillTorture() = default;
 
-    /// Starts a load with options that chance chooses.
+    /// Starts a load with random options.
     virtual pid_t start(const Load& load) = 0;
 
-    /// Starts it to know what it makes: one run after the other.
+    /// Starts it to find out its results: one run after the other.
     virtual pid_t startUndisturbed(const Load& load, int run) = 0;
 
-    /// Kills something of a load, if it still runs. Returns the status of what was started, when all has ended.
+    /// Kills a process of a load, if it still runs. Returns the status of the started process, when all have ended.
     virtual int kill(pid_t process) = 0;
     virtual bool isOfKilled(int status) const = 0;
 
-    /// Adds a load, and runs it a few times to know what it makes.
+    /// Adds a load, and runs it a few times to find out its results.
     void makeLoad(Load load);
 
     static std::string makeTriples(size_t begin, size_t numberOfBytes);

@@ -26,7 +26,7 @@ constexpr uint64_t MAXIMUM_NUMBER_OF_RESOURCES = 10000000;
 constexpr size_t WRITERS = 3;
 constexpr size_t LARGEST_NUMBER_OF_REPORTS_BETWEEN_KILLS = 12;
 
-/// What a writer tells, holding the lock: that it has taken it, or that it has saved its literal of a round.
+/// A report of a writer that holds the lock: that it has taken it, or that it has saved its literal of a round.
 struct Report {
     uint64_t m_writer;
     uint64_t m_round;
@@ -42,7 +42,7 @@ void tell(const int pipe, const Report& report) {
         throw std::runtime_error("the parent is gone");
 }
 
-/// The child: adds one literal after another for ever.
+/// The child: adds one literal after another forever.
 [[noreturn]] void addLiterals(const std::string& fileName, const uint64_t writer, const int pipe) {
     for (uint64_t round = 1;; ++round) {
         FileLock lock(fileName, [](const std::string&, const std::function<void()>& wait) { wait(); });
@@ -80,8 +80,8 @@ public:
             ::close(m_pipe[1]);
     }
 
-    /// After as many reports as chance decides, so that the writer that is killed may be anywhere in its round. Half of
-    /// the time it is the one that has told something last, which holds the lock more often than others.
+    /// Kills after a random number of reports, so the killed writer may be anywhere in its round. Half of the time it
+    /// is the one that has reported last, which holds the lock more often than others.
     void kill() {
         const size_t numberOfReports =
             std::uniform_int_distribution<size_t>(1, LARGEST_NUMBER_OF_REPORTS_BETWEEN_KILLS)(m_random);
@@ -106,7 +106,7 @@ public:
         for (const auto& [writer, report] : m_latestReports)
             holders += report.m_isSaved == 0;
         const bool isLockFileLeft = std::filesystem::exists(m_fileName + ".lock");
-        const FileLock lock(m_fileName); // throws if a dead process holds it
+        const FileLock lock(m_fileName); // throws if a killed process holds it
         const auto dictionary = Dictionary::open(m_fileName, {.m_memoryLimit = MEMORY_LIMIT});
         dictionary->verify();
         for (const Report& report : m_saved)
@@ -178,7 +178,7 @@ private:
     std::array<int, 2> m_pipe{};
     std::array<Writer, WRITERS> m_writers{};
     uint64_t m_startedWriters = 0;
-    uint64_t m_latestWriter = 0; // that has told something
+    uint64_t m_latestWriter = 0; // that has reported
     size_t m_kills = 0;
     std::map<uint64_t, Report> m_latestReports; // by writer
     std::vector<Report> m_saved;

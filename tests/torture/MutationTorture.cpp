@@ -32,7 +32,7 @@ namespace {
 
 constexpr size_t MEMORY_LIMIT = size_t(4) << 20;
 constexpr size_t MUTATIONS_FOR_A_PROCESS = 700; // of the tool
-constexpr size_t SHARE_OF_ROWS = 5;             // one of so many mutations is that of a file with rows
+constexpr size_t SHARE_OF_ROWS = 5;             // one in this many mutations changes a file with rows
 constexpr size_t BLOCK_SIZE = 300;
 
 /// The resources of a dictionary by their IDs.
@@ -46,7 +46,7 @@ Contents getContents(const Dictionary& dictionary) {
     return contents;
 }
 
-/// The first resource that differs.
+/// Describes the first resource that differs.
 std::string describeDifference(const Contents& known, const Contents& found) {
     const auto describe = [](const Contents& contents, const size_t resourceID) {
         return resourceID >= contents.size() ? "nothing"
@@ -68,7 +68,7 @@ struct SoundFile {
     Contents m_contents;
 };
 
-/// Texts that would do something to a terminal, or are no UTF-8.
+/// Makes a dictionary with texts that would control a terminal, or are not UTF-8.
 std::unique_ptr<Dictionary> makeSpeakingDictionary() {
     auto dictionary = std::make_unique<Dictionary>(
         DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
@@ -87,7 +87,7 @@ std::unique_ptr<Dictionary> makeSpeakingDictionary() {
     return dictionary;
 }
 
-/// A .npy with statements of makeDictionaryOfTerms.
+/// Makes a .npy file with statements of makeDictionaryOfTerms.
 std::string makeRows(const RowLayout& layout, const std::string& comment) {
     constexpr size_t ROWS = 40;
     constexpr uint64_t TERMS_OF_A_NUMBER = 6; // a string, an IRI, a blank node, and others, in this order
@@ -103,7 +103,7 @@ std::string makeRows(const RowLayout& layout, const std::string& comment) {
     return bytes;
 }
 
-/// What is printed into memory.
+/// A file in memory for printing.
 class MemoryFile {
 public:
     MemoryFile() : m_fileDescriptor(::memfd_create("printed", 0)) {}
@@ -113,7 +113,7 @@ public:
 
     int get() const { return m_fileDescriptor; }
 
-    /// Returns what was printed, and forgets it.
+    /// Returns the printed text, and clears it.
     std::string take() const {
         std::string text(static_cast<size_t>(::lseek(m_fileDescriptor, 0, SEEK_CUR)), '\0');
         const bool isRead = ::pread(m_fileDescriptor, text.data(), text.size(), 0) == ssize_t(text.size());
@@ -136,7 +136,7 @@ public:
         m_files.emplace_back(*makeSpeakingDictionary());
         m_files.emplace_back(*m_terms);
         for (const SoundFile& file : m_files)
-            openDictionaryBytes(file.m_bytes); // which would otherwise be refused for want of memory, changed or not
+            openDictionaryBytes(file.m_bytes); // would otherwise be refused for lack of memory, changed or not
         m_terms->save(m_directory.getPathOf("sound"));
         std::string comment = DictionaryLine::make(m_terms->getHistory());
         comment.pop_back(); // the line end
@@ -212,7 +212,7 @@ private:
         }
     }
 
-    /// What is decoded of rows must be what the IDs in the file stand for, as far as they are not refused.
+    /// Checks that decoded rows are the terms of the IDs in the file, unless they are refused.
     bool isDecodingRefused(const std::string& bytes) {
         MemoryOutputStream text;
         OrderedOutput output(text);
@@ -253,7 +253,7 @@ private:
         statement += isLast ? " .\n" : " ";
     }
 
-    /// A place in the file and a number of bytes that there are.
+    /// Returns an offset in the file and a number of bytes that exist there.
     std::pair<size_t, size_t> chooseBlock(const std::string& bytes) {
         const size_t begin = below(bytes.size());
         return {begin, std::min(bytes.size() - begin, size_t(1) << below(13))};
@@ -273,7 +273,7 @@ private:
             for (size_t count = 1 + below(8); count != 0; --count)
                 bytes[below(bytes.size())] = static_cast<char>(m_random());
             break;
-        case 4: { // two blocks of one size
+        case 4: { // two blocks of the same size
             const auto [first, size] = chooseBlock(bytes);
             const size_t second = below(bytes.size() - size + 1);
             const std::string block = bytes.substr(first, size);
@@ -329,8 +329,8 @@ private:
                            describeDifference(file.m_contents, contents) + quoteBytes(bytes));
     }
 
-    /// Whether a lookup finds each literal under its own ID: then it is a dictionary like any other. Forgers may move the
-    /// ends of IDs, or meet a text that has its place in the table where the old one had.
+    /// Returns whether a lookup finds each literal under its own ID: then it is a valid dictionary. A forger may move
+    /// the ends of IDs, or choose a text whose bucket is that of the old one.
     static bool isSound(const Dictionary& dictionary, const Contents& contents) {
         for (size_t resourceID = 1; resourceID < contents.size(); ++resourceID) {
             const auto& [form, datatypeID] = contents[resourceID];
@@ -379,7 +379,7 @@ private:
     const FileDictionary m_sameTerms{makeDictionaryOfTerms()};
     std::vector<SoundFile> m_files; // the last one holds m_terms
     std::vector<std::string> m_rowFiles;
-    std::string m_name; // of the present mutation
+    std::string m_name; // of the current mutation
     size_t m_refused = 0;
     size_t m_foundByVerify = 0;
     size_t m_harmless = 0;

@@ -32,7 +32,7 @@ public:
                 "d/work-manifest.saving", "T.npy.saving", "T.npy.saving", "d/manifest.saving", MANIFEST, ROWS}}) {
         write("a.nt", makeTriples(0, BYTES_OF_INPUT));
         write("b.nt.gz", gzip(makeTriples(BYTES_OF_INPUT / 200, BYTES_OF_INPUT)));
-        write("c.nt", makeTriples(BYTES_OF_INPUT / 100, BYTES_OF_INPUT)); // a part of which is known
+        write("c.nt", makeTriples(BYTES_OF_INPUT / 100, BYTES_OF_INPUT)); // a part of it is known
         makeLoad({"a load of a new folder", {"load", "a.nt", "b.nt.gz", "c.nt", "-o", FOLDER, "--ids", ROWS}});
         require(
             ::startTool(MELNAR_DICT_EXECUTABLE, {"load", "a.nt", "--shards", "-o", FOLDER, "--ids", ROWS}, m_folder));
@@ -49,7 +49,7 @@ private:
                            makeRankCommand(arguments, {{1 + choose(LARGEST_NUMBER_OF_RANKS)}}, m_executable), m_folder);
     }
 
-    /// First by one process.
+    /// The first run is by one process.
     pid_t startUndisturbed(const Load& load, const int run) override {
         if (run != 0)
             return start(load);
@@ -59,7 +59,7 @@ private:
         return ::startTool(MELNAR_DICT_EXECUTABLE, arguments, m_folder);
     }
 
-    /// Stops what starts the ranks meanwhile, so that none of them is missed.
+    /// Stops the process that starts the ranks, so that none of them is missed.
     int kill(const pid_t process) override {
         ::kill(process, SIGSTOP);
         siginfo_t information{};

@@ -12,7 +12,7 @@ namespace {
 
 class RankKillTortureTest : public testing::Test {
 protected:
-    /// Returns what is printed, of a program that does something before it becomes the ranks' one.
+    /// Returns the output for a program that executes commands before it becomes that of the ranks.
     std::string torture(const std::string& commands) {
         const std::string path = m_directory.addFile("program", "#!/bin/sh\n" + commands +
                                                                     "\nexec '" MELNAR_DICT_MPI_EXECUTABLE "' \"$@\"\n");
@@ -32,7 +32,7 @@ TEST_F(RankKillTortureTest, killedLoadsGoOn) {
     EXPECT_EQ(0u, output.find("4 kills of loads by ranks: each went on to what an undisturbed load makes (")) << output;
 }
 
-/// Whatever is killed.
+/// This holds whatever is killed.
 TEST_F(RankKillTortureTest, filesThatOneProcessDoesNotMakeAreFound) {
     const std::string output = torture("if [ -e d ]; then : > d/left; fi");
     EXPECT_FALSE(m_isRight) << output;

@@ -21,7 +21,7 @@ using Rdf::Version;
 namespace {
 
 constexpr size_t SMALLEST_FILE_OF_LINES = 5000;
-constexpr size_t SMALLEST_FILE_OF_STATEMENTS = 1500; // which are judged anew with each that is added
+constexpr size_t SMALLEST_FILE_OF_STATEMENTS = 1500; // all of which are judged again with each added one
 
 constexpr const char* DECODED_FROM_ROWS = "decoded-rows.nq";
 constexpr const char* DECODED_FROM_IRIS = "decoded-iris.nq";
@@ -63,7 +63,7 @@ private:
         return waitForTool(startTool(m_executable, arguments, m_folder));
     }
 
-    /// Of statements that the judge accepts, which may stand one behind the other in all syntaxes.
+    /// Makes a file of statements that the judge accepts, which may follow each other in all syntaxes.
     Snippet makeFile() {
         constexpr std::array SYNTAXES{Syntax::N_TRIPLES, Syntax::N_QUADS, Syntax::TURTLE, Syntax::TRIG};
         Snippet file{SYNTAXES[m_random() % SYNTAXES.size()], Version::RDF_1_2, "", ""};
@@ -84,7 +84,7 @@ private:
         std::ofstream(path, std::ios::binary) << file.m_text;
         const std::string name = "MELNAR_SEED=" + std::to_string(m_seed) + " file " + std::to_string(number);
         std::string fault = findFault(path, isLineSyntax(file.m_syntax));
-        if (fault.empty() && isLineSyntax(file.m_syntax)) // Others have nodes without labels.
+        if (fault.empty() && isLineSyntax(file.m_syntax)) // others have nodes without labels
             for (const char* const decodedName : {DECODED_FROM_ROWS, DECODED_FROM_IRIS}) {
                 Snippet decoded = file;
                 decoded.m_text = getContentsOf(decodedName);
@@ -104,7 +104,7 @@ private:
         }
         std::sort(paths.begin(), paths.end());
         for (const std::string& path : paths) {
-            // The suites have files that are to be refused.
+            // The suites have files that must be refused.
             if (run({"check", path}) != 0)
                 continue;
             const std::string fault = findFault(path, true);
@@ -113,7 +113,7 @@ private:
         }
     }
 
-    /// What is wrong about encoding and decoding a file; nothing if all is right. What has a line for each statement is
+    /// Returns the fault in encoding and decoding a file; empty if there is none. A file with one statement per line is
     /// also encoded with IRIs.
     std::string findFault(const std::string& path, const bool hasLines) {
         ++m_files;

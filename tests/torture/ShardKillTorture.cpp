@@ -29,7 +29,7 @@ public:
                            {"d/work-rows", "d/work-terms-", UNFINISHED, "d/work-manifest.saving", "d/work-ids-",
                             "d/work-ids-", "T.npy.saving", "T.npy.saving", "d/manifest.saving", MANIFEST, ROWS}}) {
         write("a.nt", makeTriples(0, BYTES_OF_INPUT));
-        write("b.nt", makeTriples(BYTES_OF_INPUT / 100, BYTES_OF_INPUT)); // a part of which is known
+        write("b.nt", makeTriples(BYTES_OF_INPUT / 100, BYTES_OF_INPUT)); // a part of it is known
         makeLoad({"a load of a new folder", {"load", "a.nt", "b.nt", "--shards", "-o", FOLDER}});
         require(startTool({"load", "a.nt", "--shards", "-o", FOLDER, "--ids", ROWS}));
         makeLoad({"a load that adds to a folder", {"load", "b.nt", "--into", FOLDER}, true});
@@ -39,7 +39,7 @@ private:
     pid_t start(const Load& load) override {
         std::vector<std::string> arguments = load.m_arguments;
         const size_t threads = 1 + choose(3);
-        // With little memory terms are put aside from the start, with more from somewhere on, with the most none are.
+        // With little memory, terms are spilled from the start; with more, from some point on; with the most, never.
         const size_t megabytes = std::array<size_t, 3>{50 + 24 * threads, 80 + 24 * threads, 1000}[choose(3)];
         for (const std::string& more :
              {std::string("--ids"), std::string(ROWS), std::string("--threads"), std::to_string(threads),

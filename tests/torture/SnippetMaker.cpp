@@ -15,7 +15,7 @@ using Rdf::Version;
 namespace {
 
 constexpr std::array<const char*, 4> EXTENSIONS{".nt", ".nq", ".ttl", ".trig"};
-constexpr uintmax_t LARGEST_FILE = 2000; // of those that are damaged
+constexpr uintmax_t LARGEST_FILE = 2000; // of files that are damaged
 
 } // namespace
 
@@ -47,7 +47,7 @@ SnippetMaker::SnippetMaker(const std::string_view otherRules) {
             for (const auto& entry : std::filesystem::recursive_directory_iterator(std::string(data) + "/" + suites))
                 if (entry.is_regular_file() && entry.file_size() <= LARGEST_FILE)
                     paths.push_back(entry.path());
-            std::sort(paths.begin(), paths.end()); // so that a seed makes the same everywhere
+            std::sort(paths.begin(), paths.end()); // so that a seed has the same result everywhere
             for (const std::filesystem::path& path : paths) {
                 const auto* const extension = std::find(EXTENSIONS.begin(), EXTENSIONS.end(), path.extension());
                 if (extension == EXTENSIONS.end())

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-/// A text with what is needed to read it.
+/// A text with everything that is needed to read it.
 struct Snippet {
     Rdf::Syntax m_syntax;
     Rdf::Version m_version;
@@ -21,20 +21,20 @@ struct Snippet {
 
     Rdf::ReaderOptions getOptions() const;
 
-    /// All of it, to make it again.
+    /// Returns all members, to reproduce it.
     std::string describe() const;
 };
 
-/// Makes snippets by chance, and has the judges for them.
+/// Makes random snippets, and has the judges for them.
 class SnippetMaker {
 public:
-    /// The rules replace those of the judges. What is made does not depend on them.
+    /// The rules replace those of the judges. The snippets do not depend on them.
     explicit SnippetMaker(std::string_view otherRules = "");
 
-    /// Of any syntax and version, sound or slightly damaged.
+    /// Makes a snippet of any syntax and version, valid or slightly damaged.
     Snippet make(std::mt19937& random) const;
 
-    /// A text that the grammar of a syntax derives. Mostly, but not always, it is accepted.
+    /// Makes a text that the grammar of a syntax derives. Usually, but not always, it is accepted.
     std::string makeSound(Rdf::Syntax syntax, Rdf::Version version, std::mt19937& random) const;
 
     Judgement judge(const Snippet& snippet);
@@ -42,7 +42,7 @@ public:
 private:
     struct Grammar {
         std::unique_ptr<Judge> m_judge;
-        std::unique_ptr<Judge> m_source; // of the rules that texts are derived by
+        std::unique_ptr<Judge> m_source; // of the rules from which texts are derived
         std::unique_ptr<TextMaker> m_maker;
     };
 
@@ -51,5 +51,5 @@ private:
     const Grammar& getGrammar(Rdf::Syntax syntax, Rdf::Version version) const;
 
     std::array<std::array<Grammar, 2>, NUMBER_OF_SYNTAXES> m_grammars;
-    std::array<std::vector<std::string>, NUMBER_OF_SYNTAXES> m_texts; // of the W3C
+    std::array<std::vector<std::string>, NUMBER_OF_SYNTAXES> m_texts; // from the W3C
 };

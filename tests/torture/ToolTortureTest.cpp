@@ -19,7 +19,7 @@
 
 namespace {
 
-/// A little of each torture, and faults that each must find.
+/// A short run of each torture, and faults that each must find.
 class ToolTortureTest : public testing::Test {
 protected:
     void expectNothing(const bool isRight, const std::string& line) const {
@@ -36,7 +36,8 @@ protected:
 
     std::string getFolder() const { return m_directory.getPathOf(""); }
 
-    /// A program that runs the tool and, if the first argument is this verb, something else after it, and before it.
+    /// Makes a program that runs the tool and, if the first argument is this verb, other commands after it, and before
+    /// it.
     std::string addProgram(const std::string& verb, const std::string& commands,
                            const std::string& commandsBefore = ":") const {
         const std::string onVerb = "if [ \"$1\" = " + verb + " ]; then\n";
@@ -105,8 +106,8 @@ TEST_F(ToolTortureTest, killsLeaveTheOldFileOrTheNewOne) {
 }
 
 TEST_F(ToolTortureTest, aFileThatIsWrittenInPlaceIsFound) {
-    // Twice as long as the tool takes, so that kills come while the file is away, however slow the machine is. It has a name
-    // then that a kill may leave, as only the first findings are printed.
+    // Twice as long as the tool takes, so that kills come while the file is away, even on a slow machine. During that
+    // time it has a name that a kill may leave, since only the first findings are printed.
     const std::string program =
         addProgram("decode",
                    "mv out-decoded.nt out-decoded.nt.saving; took=$((($(date +%s%N) - began) / 1000000 * 2)); "
@@ -126,7 +127,7 @@ TEST_F(ToolTortureTest, killedLoadsOfShardsGoOn) {
 }
 
 TEST_F(ToolTortureTest, aLoadOfShardsThatGoesOnWronglyIsFound) {
-    // After a kill its inputs are others, which look as they did.
+    // After a kill its inputs are others that look the same.
     const std::string program =
         addProgram("load", ":",
                    "if [ -e T.npy.saving ]; then\n"
@@ -142,7 +143,7 @@ TEST_F(ToolTortureTest, aLoadOfShardsThatDestroysOldRowsIsFound) {
 }
 
 TEST_F(ToolTortureTest, decodingGivesBackWhatWasEncoded) {
-    ::unsetenv("MELNAR_DATA"); // That all is more than a test.
+    ::unsetenv("MELNAR_DATA"); // all of it is too much for a test
     expectNothing(tortureByRewriting(10, 5, getFolder(), m_output),
                   "10 files encoded and decoded: each as canonical writes it (10 made, 0 real ones; ");
 }

@@ -1,13 +1,14 @@
-/// Kills processes at random moments and checks what they leave; checks what is too large for a test:
+/// Kills processes at random moments and checks the files that they leave; checks dictionaries that are too large for a
+/// test:
 ///
 ///   dictionary-torture save-kill N FOLDER       N kills of a process that changes and saves a dictionary in a loop
 ///   dictionary-torture compact-kill N FOLDER    the same with a compaction before each save
-///   dictionary-torture lock-kill N FOLDER       N kills among processes that change and save one dictionary by turns
+///   dictionary-torture lock-kill N FOLDER       N kills among processes that change and save one dictionary in turn
 ///   dictionary-torture large N FOLDER           a dictionary with N GiB of literals, saved and opened
 ///
-/// The child tells its parent, through a pipe, which state it is about to save and which one a save has completed.
-/// After each kill the file must open, verify, and hold exactly one state: the last one that was completed, or the one
-/// that was under way. The random numbers are those of MELNAR_SEED, or of seed 1.
+/// The child reports to its parent, through a pipe, which state it is about to save and which one it has saved. After
+/// each kill the file must open, verify, and contain exactly one state: the last one that was completed, or the one
+/// that was being saved. The random numbers are those of MELNAR_SEED, or of seed 1.
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
@@ -37,12 +38,12 @@ constexpr size_t MEMORY_LIMIT = size_t(256) << 20;
 constexpr uint64_t MAXIMUM_NUMBER_OF_RESOURCES = 10000000;
 constexpr size_t LITERALS_PER_STATE = 3000;
 
-// As many of the latest states as a dictionary holds, the present one included.
+// The number of latest states that a dictionary contains, including the current one.
 constexpr uint64_t STATES_HELD = 4;
 
 enum class Mode { SAVE, COMPACT };
 
-/// What the child tells: a state that it begins to save, or one that it has saved.
+/// A report of the child: a state that it starts to save, or one that it has saved.
 struct Report {
     uint64_t m_state;
     uint64_t m_isSaved;
@@ -76,11 +77,11 @@ std::string makeLiteral(const uint64_t state, const size_t number) {
     }
 }
 
-/// The oldest state whose literals are in the dictionary of a state.
+/// Returns the oldest state whose literals are in the dictionary of a state.
 uint64_t getOldestState(const Mode mode, const uint64_t state) {
     if (mode == Mode::COMPACT)
         return state < STATES_HELD ? 1 : state - STATES_HELD + 1;
-    return (state - 1) / STATES_HELD * STATES_HELD + 1; // begins anew when it is full
+    return (state - 1) / STATES_HELD * STATES_HELD + 1; // restarts when it is full
 }
 
 void addState(Dictionary& dictionary, const uint64_t state) {
@@ -98,7 +99,7 @@ void addState(Dictionary& dictionary, const uint64_t state) {
     dictionary.commit();
 }
 
-/// The state that a dictionary holds; throws when it holds none.
+/// Returns the state that a dictionary contains; throws if it contains none.
 uint64_t getState(const Mode mode, const Dictionary& dictionary) {
     dictionary.verify();
     const uint64_t numberOfResources = dictionary.getNextResourceID() - 1;
@@ -128,7 +129,7 @@ void tell(const int pipe, const uint64_t state, const bool isSaved) {
         throw std::runtime_error("the parent is gone");
 }
 
-/// The child: goes on from the state in the file for ever.
+/// The child: continues from the state in the file forever.
 [[noreturn]] void changeAndSave(const Mode mode, const std::string& fileName, const int pipe) {
     std::unique_ptr<Dictionary> dictionary = Dictionary::open(fileName, {.m_memoryLimit = MEMORY_LIMIT});
     for (uint64_t state = getState(mode, *dictionary) + 1;; ++state) {
@@ -138,7 +139,7 @@ void tell(const int pipe, const uint64_t state, const bool isSaved) {
         addState(*dictionary, state);
         tell(pipe, state, false);
         if (mode == Mode::COMPACT) {
-            // Every state has as many literals, so that the oldest one is at the front.
+            // Every state has the same number of literals, so the oldest one is at the front.
             const uint64_t held = dictionary->getNextResourceID() - 1;
             const uint64_t wanted = (state - getOldestState(mode, state) + 1) * LITERALS_PER_STATE;
             dictionary->compact(
@@ -173,8 +174,8 @@ public:
             ::_exit(1);
         }
         ::close(pipe[1]);
-        // Waits until it begins with something, so that the moment is one within a compaction or save, or shortly
-        // behind; then for as long as two take, at most.
+        // Waits until it starts an operation, so that the moment is within a compaction or save, or shortly after it;
+        // then for at most the duration of two.
         Report report{0, 0};
         uint64_t begun = 0;
         const auto receive = [&] {
@@ -186,7 +187,7 @@ public:
             return isReceived;
         };
         if (receive()) {
-            // The first time it measures those of each size.
+            // The first time it measures the duration for each size.
             auto begin = std::chrono::steady_clock::now();
             for (uint64_t reports = 1; m_kills == 0 && reports < 2 * STATES_HELD && receive(); ++reports) {
                 const auto end = std::chrono::steady_clock::now();
@@ -217,7 +218,7 @@ public:
                   << ", with the one under way: " << m_newStates << '\n';
     }
 
-    /// A run in which no kill met a save has shown nothing.
+    /// Returns whether a kill has met a save and all files were verified; otherwise the run has shown nothing.
     bool hasShownSomething() const { return m_killsUnderWay != 0 && m_verified == m_kills; }
 
 private:
@@ -237,7 +238,7 @@ private:
     const Mode m_mode;
     const std::string m_fileName;
     std::mt19937 m_random;
-    uint64_t m_saved; // the last state of which the file is known to hold it
+    uint64_t m_saved; // the last state that is known to be in the file
     std::chrono::duration<double> m_duration{0};
     size_t m_kills = 0;
     size_t m_killsUnderWay = 0;

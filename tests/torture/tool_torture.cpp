@@ -1,15 +1,15 @@
-/// Tries the reader and the tool with what chance makes, as often as is asked:
+/// Tests the reader and the tool with random inputs, as often as requested:
 ///
-///   tool-torture snippets N FOLDER    N texts that the reader and a strict reader of another make must judge alike
-///   tool-torture cuts N FOLDER        N cuts of files, plain and packed, none of which may go unnoticed
+///   tool-torture snippets N FOLDER    N texts for which the reader and another, strict reader must agree
+///   tool-torture cuts N FOLDER        N cuts of files, plain and compressed, all of which must be noticed
 ///   tool-torture mutations N FOLDER   N changed and forged files of dictionaries and rows, which must do no harm
 ///   tool-torture kills N FOLDER       N kills of the tool, which must leave each file old or new
-///   tool-torture shard-kills N FOLDER N kills of loads of shards, which must go on to what an undisturbed load makes
-///   tool-torture rank-kills N FOLDER  the same of loads by ranks, where they are built
+///   tool-torture shard-kills N FOLDER N kills of loads of shards, whose repetition must end like an undisturbed load
+///   tool-torture rank-kills N FOLDER  the same for loads by ranks, if they are built
 ///   tool-torture rewrites N FOLDER    N files that are encoded and decoded, and those of MELNAR_DATA
 ///
-/// Each prints a line that begins with N and says what was found, and before that what was wrong, with what makes it
-/// again. The exit code is 1 if anything was. The random numbers are those of MELNAR_SEED, or of seed 1.
+/// Each prints a line that starts with N and states the findings, and before that each fault, with everything that
+/// reproduces it. The exit code is 1 if there was any. The random numbers are those of MELNAR_SEED, or of seed 1.
 
 #include "tests/torture/CutTorture.h"
 #include "tests/torture/KillTorture.h"

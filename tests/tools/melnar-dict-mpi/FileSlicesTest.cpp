@@ -27,12 +27,12 @@ using Texts = std::vector<std::string>;
 
 constexpr size_t SIZE = SlicePlan::SLICE_SIZE;
 
-/// A line of this size, with its end.
+/// Makes a line of this size, including its end.
 std::string makeLine(const size_t size, const char byte = 'x') {
     return size == 0 ? "" : std::string(size - 1, byte) + '\n';
 }
 
-/// Where a slice of a text begins, as it is defined.
+/// Returns where a slice of a text starts, by definition.
 size_t findBegin(const std::string& text, const uint64_t index) {
     const size_t place = std::min<size_t>(index * SIZE, text.size());
     if (place == 0 || place == text.size() || text[place - 1] == '\n')
@@ -88,7 +88,7 @@ TEST_F(FileSlicesTest, anEmptyFileHasAnEmptySliceForWhoAsks) {
 TEST_F(FileSlicesTest, aLineBelongsToTheSliceInWhichItBegins) {
     const std::string begin = makeLine(10);
     const std::string end = makeLine(20, 'e');
-    // The line in the middle ends a byte before the place where slices meet, there, and a byte behind it.
+    // The line in the middle ends one byte before the boundary of two slices, at the boundary, and one byte after it.
     for (const size_t length : {SIZE - 11, SIZE - 10, SIZE - 9}) {
         const std::string middle = makeLine(length, 'm');
         const bool isBefore = begin.size() + middle.size() < SIZE;
@@ -129,7 +129,7 @@ TEST_F(FileSlicesTest, everyLineFeedEndsALine) {
 TEST_F(FileSlicesTest, carriageReturnsDoNotEndASlice) {
     const std::string carriageReturns(SIZE + 5, '\r');
     expectSlices(carriageReturns, {carriageReturns, ""});
-    const std::string line = std::string(SIZE - 1, 'x') + "\r\n"; // whose two bytes are on both sides
+    const std::string line = std::string(SIZE - 1, 'x') + "\r\n"; // the end's two bytes are on both sides
     expectSlices(line + "e\r\n", {line, "e\r\n"});
 }
 
@@ -167,7 +167,7 @@ TEST_F(FileSlicesTest, anyOrderOfSlicesGivesTheSame) {
     }
 }
 
-/// Each byte of a long line is looked at once to find its end, by a rank that has any of its slices, and read once.
+/// To find the end of a long line, each rank that has any of its slices examines each byte once, and reads it once.
 TEST_F(FileSlicesTest, aLongLineIsSearchedOnce) {
     const std::string text = makeLine(16 * SIZE);
     const SlicePlan::Input input = addFile(text);

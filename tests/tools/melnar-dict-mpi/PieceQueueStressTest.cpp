@@ -19,13 +19,13 @@ namespace {
 
 constexpr uint64_t NUMBER_OF_PIECES = 400;
 
-/// What the piece with a number has.
+/// Returns the content of the piece with this number.
 std::string makeForm(const uint64_t number) {
     std::mt19937_64 random(number);
     return std::string(random() % 3 == 0 ? 0 : random() % 3000, static_cast<char>('a' + number % 26));
 }
 
-/// Pushes all pieces, some stretches of them ahead of their turn. Returns how many were taken when it was stopped.
+/// Pushes all pieces, some ranges of them ahead of their turn. Returns how many were taken when it was stopped.
 uint64_t readPieces(PieceQueue& queue, const uint32_t seed) {
     std::mt19937 random(seed);
     bool goesAhead = false;

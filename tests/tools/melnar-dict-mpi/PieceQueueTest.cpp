@@ -27,7 +27,7 @@ using Duration = SystemCallFaults::Duration;
 constexpr size_t ANY_BYTES = size_t(1) << 30;
 constexpr size_t MANY = 5 * PieceQueue::NUMBER_OF_PIECES;
 
-/// Tells when some thread has locked a mutex.
+/// Detects when a thread has locked a mutex.
 class FirstLock final : public LockObserver {
 public:
     void notice(const Event event, const void*) override {
@@ -46,7 +46,7 @@ private:
 
 class PieceQueueTest : public testing::Test {
 protected:
-    /// Pushes the piece with the next number; it has a term of so many bytes.
+    /// Pushes the piece with the next number, with a term of `size` bytes.
     void push(const bool goesAhead, const size_t size = 10, PieceQueue* const queue = nullptr) {
         PieceQueue& target = queue == nullptr ? m_queue : *queue;
         std::unique_ptr<ReadPiece> piece = target.takeEmpty(goesAhead);
@@ -76,7 +76,7 @@ protected:
         return piece;
     }
 
-    /// Takes what there is and gives it back.
+    /// Takes all pieces and gives them back.
     void popAll() {
         while (const uint32_t number = m_queue.getOffer(ANY_BYTES).m_number)
             for (uint32_t index = 0; index < number; ++index)
@@ -191,7 +191,7 @@ TEST_F(PieceQueueTest, whatWasOfferedAndNotTakenStaysToo) {
     pushMany(PieceQueue::NUMBER_OF_PIECES);
     EXPECT_EQ(8u, getOffered().size());
     for (int number = 0; number < 3; ++number)
-        m_queue.giveBack(pop()); // Five are still offered.
+        m_queue.giveBack(pop()); // five are still offered
     pushMany(MANY);
     for (int number = 0; number < 5; ++number)
         m_queue.giveBack(pop());
@@ -205,14 +205,14 @@ TEST_F(PieceQueueTest, onlyPiecesThatAreNotOfferedMakeRoom) {
     std::vector<std::unique_ptr<ReadPiece>> held;
     while (held.size() < 4)
         held.push_back(m_queue.takeEmpty(true));
-    // Eight are offered, and four are out: another is only there when one comes back.
+    // Eight are offered, and four are taken: another one is available only when one comes back.
     SystemCallFaults writes(Call::PWRITE);
     std::unique_ptr<ReadPiece> next;
     const FirstLock lock;
     std::thread reader([&] { next = m_queue.takeEmpty(true); });
     lock.wait();
     for (int number = 0; number < 8; ++number)
-        m_queue.giveBack(pop()); // which needs the mutex, so the reader waits for a piece by now
+        m_queue.giveBack(pop()); // needs the mutex, so the reader waits for a piece by now
     reader.join();
     EXPECT_NE(nullptr, next);
     EXPECT_EQ(0u, writes.getNumberOfCalls());
@@ -284,7 +284,7 @@ TEST_F(PieceQueueTest, aStopEndsTheWaitForAFreePiece) {
         for (size_t number = 0; number < PieceQueue::NUMBER_OF_PIECES; ++number)
             push(false, 10, &queue);
         std::vector<std::unique_ptr<ReadPiece>> taken;
-        for (size_t left = PieceQueue::NUMBER_OF_PIECES; left != 0; --left) { // So nothing could go to the file.
+        for (size_t left = PieceQueue::NUMBER_OF_PIECES; left != 0; --left) { // so nothing could be written to the file
             queue.getOffer(ANY_BYTES);
             taken.push_back(queue.pop());
         }
@@ -327,7 +327,7 @@ TEST_F(PieceQueueTest, aFullDiskLeavesWhatIsInMemory) {
     EXPECT_EQ(m_pushed, m_popped);
 }
 
-/// Some bytes have been written then, in the middle of the file.
+/// At that point some bytes have been written, in the middle of the file.
 TEST_F(PieceQueueTest, aDiskThatFillsLeavesWhatIsInTheFile) {
     for (size_t allowed = 1; allowed < 30; ++allowed) {
         PieceQueue queue(m_directory.getPathOf("."), 3);

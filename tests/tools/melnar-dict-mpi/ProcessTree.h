@@ -11,7 +11,7 @@
 
 #include <sys/types.h>
 
-/// The processes that a process has started, in their order; none if it has ended.
+/// Returns the processes that a process has started, in order; none if it has ended.
 inline std::vector<pid_t> getChildren(const pid_t process) {
     std::vector<pid_t> children;
     std::error_code error; // gives no entry
@@ -23,7 +23,7 @@ inline std::vector<pid_t> getChildren(const pid_t process) {
     return children;
 }
 
-/// Waits until processes that others have started have ended, whether or not anybody has asked for their status.
+/// Waits until processes that others have started have ended, whether or not their status was requested.
 inline void waitForEnd(const std::vector<pid_t>& processes) {
     const auto isRunning = [](const pid_t process) {
         std::stringstream status;

@@ -4,19 +4,19 @@
 #include <string>
 #include <vector>
 
-/// Ranks of a run that are started alike.
+/// Ranks of a run that are started in the same way.
 struct RankGroup {
     size_t m_number;
-    std::string m_shellCommands{}; // done before by a shell that then becomes the rank, such as: ulimit -f 1
+    std::string m_shellCommands{}; // executed by a shell that then becomes the rank, such as: ulimit -f 1
 };
 
 /// The program that runs a RankCommand.
 inline constexpr const char* RUNNER_OF_RANKS = "/usr/bin/env";
 
-/// Returns the arguments of RUNNER_OF_RANKS that make it run melnar-dict-mpi, or what stands for it, with some ranks on this
-/// machine. It becomes mpirun, which is told to run for the superuser too, to start more ranks than there are processors,
-/// to leave it to the ranks to say what is wrong, and not to wait a second before it ends them. Ranks do not read each
-/// other's memory, which some containers forbid. What Open MPI itself leaks under a sanitizer is not ours to mend.
+/// Returns the arguments of RUNNER_OF_RANKS that make it run melnar-dict-mpi, or its replacement, with some ranks on
+/// this machine. It becomes mpirun, with options to run for the superuser, too, to start more ranks than there are
+/// processors, to let only the ranks report errors, and not to wait a second before it ends them. Ranks do not read
+/// each other's memory, which some containers forbid. Leaks of Open MPI itself under a sanitizer are ignored.
 inline std::vector<std::string> makeRankCommand(const std::vector<std::string>& arguments,
                                                 const std::vector<RankGroup>& groups,
                                                 const std::string& executable = MELNAR_DICT_MPI_EXECUTABLE) {

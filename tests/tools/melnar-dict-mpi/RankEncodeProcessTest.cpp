@@ -16,7 +16,7 @@ using namespace melnar;
 
 namespace {
 
-/// With the folder d.
+/// Has the folder d.
 class RankEncodeProcessTest : public RankProcessTest {
 protected:
     void load(const std::vector<std::string>& arguments) const {
@@ -27,12 +27,12 @@ protected:
         return std::vector<std::string>{"encode", "-d", "d", "-o", output} + more;
     }
 
-    /// Makes the rows out.npy by one process.
+    /// Makes the rows out.npy with one process.
     void encodeByOneProcess(const std::vector<std::string>& arguments) const {
         expectSuccess(makeArguments("out.npy", arguments));
     }
 
-    /// Expects the same rows of ranks, and no other file.
+    /// Expects the same rows from ranks, and no other file.
     void expectSame(const size_t numberOfRanks, const std::vector<std::string>& arguments) const {
         SCOPED_TRACE(std::to_string(numberOfRanks) + " ranks, " + testing::PrintToString(arguments));
         auto files = getFiles();
@@ -47,7 +47,7 @@ protected:
         expectSame(numberOfRanks, arguments);
     }
 
-    /// Expects ranks to end and to tell what one process does, word by word, and to leave the files as they are.
+    /// Expects ranks to end with the same message as one process, word by word, and to leave the files unchanged.
     void expectSameFailure(const size_t numberOfRanks, const std::vector<std::string>& arguments, const int exitCode,
                            const std::string& beginning) const {
         SCOPED_TRACE(std::to_string(numberOfRanks) + " ranks, " + testing::PrintToString(arguments));
@@ -115,7 +115,7 @@ TEST_F(RankEncodeProcessTest, optionsOfRowsAndOfBlankNodesAreThoseOfOneProcess) 
     m_directory.addFile("b.nq", "_:b <urn:p> \"one\" _:g .\n");
     expectSameAsOneProcess(2, {"in.nq", "b.nq", "--blank-nodes", "shared"});
     load({"in.nq"});
-    expectSuccess({"load", "b.nq", "in.nt", "--into", "d"}); // whose documents are 2 and 3
+    expectSuccess({"load", "b.nq", "in.nt", "--into", "d"}); // their documents are 2 and 3
     expectSameAsOneProcess(2, {"in.nq"});
     const std::string ofFirst = getContentsOf("out.npy");
     expectSameAsOneProcess(2, {"b.nq", "in.nt", "--document", "2"});
@@ -125,7 +125,7 @@ TEST_F(RankEncodeProcessTest, optionsOfRowsAndOfBlankNodesAreThoseOfOneProcess) 
     EXPECT_EQ(ofFirst, getContentsOf("out.npy"));
 }
 
-/// As files of the machines of ranks are.
+/// Like files on the machines of the ranks.
 TEST_F(RankEncodeProcessTest, ranksReadTheFilesThatTheyAreGiven) {
     m_directory.addFile("in.nt", makeTriples(3));
     m_directory.addFile("in.ttl", "<urn:s> <urn:p> <relative>, \"a\" .\n");
@@ -160,7 +160,7 @@ TEST_F(RankEncodeProcessTest, aTermThatIsMissingIsToldAsByOneProcess) {
         SCOPED_TRACE(isThere);
         expectSameFailure(3, makeArguments("out.npy", {"in.nt", "second.nt", "in.nt", "first.nt"}), 1, "second.nt:");
         expectSameFailure(2, makeArguments("out.npy", {"in.nt", "last.nt"}), 1, "last.nt:");
-        encodeByOneProcess({"in.nt"}); // which stays as it is
+        encodeByOneProcess({"in.nt"}); // which stays unchanged
     }
 }
 
@@ -252,7 +252,7 @@ TEST_F(RankEncodeProcessTest, anOutputThatAnotherProcessIsWritingIsLeftAlone) {
     EXPECT_FALSE(exists("out.npy") || exists("out.npy.saving"));
 }
 
-/// That of a rank other than the first, which writes rows too.
+/// The disk of a rank other than the first, which also writes rows.
 TEST_F(RankEncodeProcessTest, aDiskThatIsFullForARankLeavesTheOldRows) {
     m_directory.addFile("in.nt", makeTriples(4));
     load({"in.nt"});

@@ -17,7 +17,7 @@ class RankJournalTest : public testing::Test {
 protected:
     explicit RankJournalTest(const InputJournal::Settings& settings = {}) : m_journal(settings, m_messages) {}
 
-    /// Takes the summary of a piece with so many lines, each of which is a statement but for the errors.
+    /// Takes the summary of a piece with `numberOfLines` lines, each of which is a statement, except the errors.
     bool take(const size_t inputIndex, const uint64_t numberOfLines, const std::vector<InputError>& errors = {}) {
         m_piece.clear(77); // the journal of ranks numbers pieces itself
         m_piece.m_parsed.m_sequence = 99;

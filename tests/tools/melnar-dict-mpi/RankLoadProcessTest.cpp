@@ -58,7 +58,7 @@ TEST_F(RankLoadProcessTest, folderAndRowsAreThoseOfOneProcess) {
 }
 
 TEST_F(RankLoadProcessTest, linesThatSlicesAreCutInAreReadOnce) {
-    // Lines that end with a slice, begin with one, go on in the next, and are longer than one.
+    // Lines that end with a slice, start with one, continue in the next, and are longer than one.
     std::string text;
     const auto addLine = [&text](const size_t length) {
         const std::string begin = "<urn:s> <urn:p> \"" + std::to_string(text.size()) + ' ';
@@ -97,7 +97,7 @@ TEST_F(RankLoadProcessTest, aFolderThatGrowsKeepsItsIDs) {
     EXPECT_TRUE(old == getFiles("old")) << "another one in its place";
 }
 
-/// In each slice of each rank, and in a file that one rank reads.
+/// The errors are in each slice of each rank, and in a file that one rank reads.
 TEST_F(RankLoadProcessTest, aLenientLoadTellsAndRejectsWhatOneProcessDoes) {
     std::string text;
     for (int slice = 0; slice < 4; ++slice)
@@ -206,7 +206,7 @@ TEST_F(RankLoadProcessTest, whatRanksAskEachOtherForIsTold) {
     }
 }
 
-/// More than the ranks keep room for.
+/// The term is larger than the space that the ranks reserve.
 TEST_F(RankLoadProcessTest, aTermMayBeLargerThanAllOthers) {
     m_directory.addFile("in.nt", makeTriples(2) + "<urn:s> <urn:p> \"" + std::string(size_t(40) << 20, 'z') + "\" .\n" +
                                      makeTriples(3, 100'000));
@@ -214,7 +214,7 @@ TEST_F(RankLoadProcessTest, aTermMayBeLargerThanAllOthers) {
     expectSame(3, {"in.nt"});
 }
 
-/// What ranks do together depends on it.
+/// The ranks' common work depends on it.
 TEST_F(RankLoadProcessTest, ranksWithOtherCommandLinesAreRefused) {
     for (const char* const change : {"set -- \"$@\" --traffic", "set -- --version", "set -- load bad.nq -o d"}) {
         SCOPED_TRACE(change);
@@ -236,7 +236,7 @@ TEST_F(RankLoadProcessTest, inputThatCannotBeReadIsToldOnce) {
     EXPECT_FALSE(exists("d"));
 }
 
-/// The file system of a machine may not be there.
+/// The file system of a machine may be missing.
 TEST_F(RankLoadProcessTest, aRankThatCannotReadAFileIsNamed) {
     m_directory.addFile("in.nt", makeTriples(3));
     std::filesystem::create_directory(m_directory.getPathOf("other"));
@@ -246,7 +246,7 @@ TEST_F(RankLoadProcessTest, aRankThatCannotReadAFileIsNamed) {
     EXPECT_FALSE(exists("d"));
 }
 
-/// As files of the machines of ranks are.
+/// Like files on the machines of the ranks.
 TEST_F(RankLoadProcessTest, ranksReadTheFilesThatTheyAreGiven) {
     m_directory.addFile("in.nt", makeTriples(3));
     m_directory.addFile("in.ttl", "<urn:s> <urn:p> <relative>, \"a\" .\n");
@@ -318,11 +318,11 @@ TEST_F(RankLoadProcessTest, ranksThatRunOutOfMemoryAreNamedAndLeaveTheOldFiles) 
     EXPECT_TRUE(text == decode("d.npy", "d"));
 }
 
-/// While a load is held in its midst: the first rank tells of more errors than a pipe holds. There has been a checkpoint.
+/// A load is held in the middle: the first rank reports more errors than a pipe holds. There has been a checkpoint.
 class HeldRankLoadProcessTest : public RankProcessTest {
 protected:
     HeldRankLoadProcessTest() {
-        // More terms than three ranks offer for the two rounds that are under way before there is a checkpoint.
+        // More terms than three ranks offer for the two rounds before the first checkpoint.
         std::string text = makeTriples(14, 100'000);
         for (size_t number = 0; number < 10000; ++number)
             text += "no statement " + std::to_string(number) + "\n";
@@ -356,7 +356,7 @@ protected:
 
     enum class Victim { FIRST_RANK, LAST_RANK, STARTER };
 
-    /// Kills one process of a load that is held, and waits until none is left.
+    /// Kills one process of a held load, and waits until none is left.
     void kill(const size_t numberOfRanks, const Victim victim, const std::vector<std::string>& more = {}) {
         const std::unique_ptr<RunningTool> tool = startHeld(numberOfRanks, more);
         const std::vector<pid_t> ranks = getChildren(tool->getProcessID());
@@ -369,7 +369,7 @@ protected:
         waitForEnd(ranks);
     }
 
-    /// Goes on with a load to its end. Returns what it tells first.
+    /// Resumes a load and runs it to its end. Returns its first message.
     std::string finish(const size_t numberOfRanks) const {
         const ToolResult result = runRanks(numberOfRanks, getArguments({"--resume", "--errors", "0"}));
         EXPECT_EQ(0, result.m_exitCode) << result.m_errorOutput;
@@ -381,7 +381,7 @@ protected:
         EXPECT_TRUE(getContentsOf("expected.npy") == getContentsOf("d.npy"));
     }
 
-    std::vector<FileDescriptor> m_pipes; // that loads are held by
+    std::vector<FileDescriptor> m_pipes; // with which loads are held
 };
 
 TEST_F(HeldRankLoadProcessTest, anyNumberOfRanksGoesOnWithALoadThatWasKilled) {
@@ -403,7 +403,7 @@ TEST_F(HeldRankLoadProcessTest, anyNumberOfRanksGoesOnWithALoadThatWasKilled) {
     }
 }
 
-/// The second time it has not come further.
+/// The second kill comes before any further progress.
 TEST_F(HeldRankLoadProcessTest, aLoadThatWasKilledTwiceIsGoneOnWith) {
     kill(3, Victim::LAST_RANK);
     kill(2, Victim::FIRST_RANK, {"--resume"});
@@ -411,7 +411,7 @@ TEST_F(HeldRankLoadProcessTest, aLoadThatWasKilledTwiceIsGoneOnWith) {
     expectFiles();
 }
 
-/// A run that goes on, and ends before it has come as far as the one before it, leaves what that one has saved. It asks for
+/// A resumed run that ends before it reaches the progress of the run before leaves that progress saved. It requests
 /// checkpoints so often that one would be due among the pieces that were done before.
 TEST_F(RankLoadProcessTest, aLoadThatEndsEarlierTheSecondTimeIsGoneOnWith) {
     constexpr size_t SLICES = 16;
@@ -432,7 +432,7 @@ TEST_F(RankLoadProcessTest, aLoadThatEndsEarlierTheSecondTimeIsGoneOnWith) {
         runRanks(2, std::vector<std::string>{"load", "in.nt", "-o", "e", "--ids", "e.npy", "--resume"} + lenient);
     EXPECT_EQ(0, result.m_exitCode);
     EXPECT_EQ(0u, result.m_errorOutput.find("resuming the interrupted load, ")) << result.m_errorOutput;
-    // What was done before is told once more, once.
+    // What was done before is reported again, once.
     EXPECT_TRUE(result.m_errorOutput.ends_with('\n' + expected.m_errorOutput)) << result.m_errorOutput;
     EXPECT_EQ(rejected, getContentsOf("rejected"));
     for (const char* const key : {"triples", "literals", "distinctXsdString", "errors"})
@@ -441,7 +441,7 @@ TEST_F(RankLoadProcessTest, aLoadThatEndsEarlierTheSecondTimeIsGoneOnWith) {
     EXPECT_TRUE(getContentsOf("d.npy") == getContentsOf("e.npy"));
 }
 
-/// So that hours of work are not lost by a slip.
+/// So that a mistake does not lose hours of work.
 TEST_F(HeldRankLoadProcessTest, anUnfinishedLoadIsNotGivenUpUnlessItIsForced) {
     kill(2, Victim::LAST_RANK);
     expectRanksFail(

@@ -19,10 +19,10 @@ inline std::vector<std::string> operator+(std::vector<std::string> first, const 
     return first;
 }
 
-/// Loads by ranks as processes, beside those by one process, run where their files are.
+/// Loads by ranks as processes, compared with those by one process, run where their files are.
 class RankProcessTest : public LoadProcessTest {
 protected:
-    /// What runs ranks, as a process that a test can look after.
+    /// Returns the input of a process that runs ranks and that a test can supervise.
     ToolInput getRankInput() const {
         ToolInput input = getInput();
         input.m_executable = RUNNER_OF_RANKS;
@@ -44,8 +44,8 @@ protected:
         return result;
     }
 
-    /// Expects that ranks end with what the first one says, once, and leave the files as they are. It names itself, but for a
-    /// wrong command line, which is so on all ranks.
+    /// Expects that ranks end with the message of the first one, once, and leave the files unchanged. The rank names
+    /// itself, except for a wrong command line, which is the same on all ranks.
     void expectRanksFail(const size_t numberOfRanks, const std::vector<std::string>& arguments, const int exitCode,
                          const std::string& message) const {
         SCOPED_TRACE(testing::PrintToString(arguments));
@@ -65,12 +65,12 @@ protected:
         return name.data();
     }
 
-    /// What the message of a rank begins with.
+    /// Returns the start of the message of a rank.
     static std::string nameRank(const size_t rank) {
         return "melnar-dict-mpi: rank " + std::to_string(rank) + " on " + getNameOfMachine() + ": ";
     }
 
-    /// Loads into e, with the rows beside it, and expects what one process has made: d.
+    /// Loads into e, with the rows beside it, and expects the same as one process has made: d.
     void expectSame(const size_t numberOfRanks, const std::vector<std::string>& arguments) const {
         SCOPED_TRACE(std::to_string(numberOfRanks) + " ranks, " + testing::PrintToString(arguments));
         expectRanksSucceed(numberOfRanks, std::vector<std::string>{"load", "-o", "e", "--ids", "e.npy"} + arguments);
@@ -84,8 +84,8 @@ protected:
         expectSuccess(std::vector<std::string>{"load", "--shards", "-o", "d", "--ids", "d.npy"} + arguments);
     }
 
-    /// What several ranks say where one process says this and ends with an exit code: a failure that is not the data's may
-    /// be one of the rank that reads the file, which is named behind the file.
+    /// Returns the message of several ranks that corresponds to a message and exit code of one process: a failure other
+    /// than an error in the data may be that of the rank that reads the file, which is named after the file.
     static std::string nameReader(const std::string& message, const int exitCode, const size_t numberOfRanks,
                                   const size_t reader = 0) {
         const size_t end = message.find(": ");
@@ -103,7 +103,7 @@ protected:
 
     bool exists(const std::string& fileName) const { return std::filesystem::exists(m_directory.getPathOf(fileName)); }
 
-    /// Triples of so many slices. One of so many texts has each, after all others have been.
+    /// Makes triples of `numberOfSlices` slices. The texts repeat after `numberOfTexts`.
     static std::string makeTriples(const size_t numberOfSlices, const size_t numberOfTexts = 50) {
         std::string text;
         for (size_t number = 0; text.size() < numberOfSlices * SlicePlan::SLICE_SIZE; ++number)
@@ -114,7 +114,7 @@ protected:
     }
 
 private:
-    /// Those that killed processes leave are removed by the next one.
+    /// Locks that killed processes leave are removed by the next process.
     std::map<std::string, std::string> getFilesButLocks() const {
         std::map<std::string, std::string> files = getFiles();
         std::erase_if(files, [](const auto& file) { return file.first.ends_with(".lock"); });

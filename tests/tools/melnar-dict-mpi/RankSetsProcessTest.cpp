@@ -10,7 +10,7 @@
 
 namespace {
 
-/// The real data sets, loaded and encoded by ranks, beside one process.
+/// The real data sets, loaded and encoded by ranks, compared with one process.
 class RankSetsSlowTest : public RankProcessTest {};
 
 TEST_F(RankSetsSlowTest, areTheSameWithAnyNumberOfRanks) {
@@ -22,7 +22,7 @@ TEST_F(RankSetsSlowTest, areTheSameWithAnyNumberOfRanks) {
                                   "cldr-annotations.nt.gz", "w3c-rdf11-tests", "w3c-rdf12-tests"}) {
         const std::string path = *folder + '/' + set;
         ASSERT_TRUE(std::filesystem::exists(path)) << path;
-        const bool isOfTests = std::string(set).starts_with("w3c"); // of which some are to be refused
+        const bool isOfTests = std::string(set).starts_with("w3c"); // some of which must be refused
         const std::vector<std::string> options =
             isOfTests ? std::vector<std::string>{path, "--lenient", "--quiet"} : std::vector<std::string>{path};
         if (!isOfTests)

@@ -25,7 +25,7 @@ StatementCounts makeCounts() {
             .m_tripleTerms = uint64_t(1) << 40};
 }
 
-/// A piece in which nothing is as it is at first.
+/// Fills a piece so that no member has its initial value.
 void fill(ReadPiece& piece) {
     piece.clear(uint64_t(1) << 50);
     piece.m_place.m_isLast = true;

@@ -40,7 +40,7 @@ protected:
         return cells;
     }
 
-    /// Makes a file whose rows are written by an action.
+    /// Makes a file with rows that an action writes.
     template<class Action>
     std::string make(const RowLayout& layout, const Action& writeRows) {
         OutputLock lock(m_path, false, m_errorOutput);
@@ -52,7 +52,7 @@ protected:
         return TemporaryDirectory::getContentsOf(m_path);
     }
 
-    /// What one process makes at once.
+    /// Returns the file that one process makes in a single call.
     std::string makeExpected(const RowLayout& layout, const std::vector<uint64_t>& cells) {
         return make(layout, [&](OutputFile&, NpyFile& npy) {
             std::string bytes;

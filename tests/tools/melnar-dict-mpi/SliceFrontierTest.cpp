@@ -104,7 +104,7 @@ TEST(SliceFrontierTest, takesUpFilesOfAllKindsInTheirOrder) {
     EXPECT_TRUE(frontier.isAtEnd());
 }
 
-/// Ranks read at any pace and offer what they like of it. All pieces come once, in order.
+/// Ranks read at any pace and offer any part of it. All pieces come once, in order.
 TEST(SliceFrontierTest, whateverIsOfferedPiecesComeOnceAndInOrder) {
     for (const uint32_t seed : getTestSeeds(200)) {
         SCOPED_TRACE(describeSeed(seed));

@@ -28,13 +28,13 @@ constexpr size_t SIZE = SlicePlan::SLICE_SIZE;
 constexpr size_t ANY_BYTES = size_t(1) << 30;
 constexpr uint32_t DEFAULT_GRAPH = ~uint32_t(0);
 
-/// What all pieces of a run had, in the order of the slices.
+/// The contents of all pieces of a run, in the order of the slices.
 struct Result {
     using Error = std::tuple<size_t, uint64_t, std::string>; // input, line and cause
 
     bool operator==(const Result&) const = default;
 
-    std::vector<std::string> m_rows; // a term after the other, with a space behind each
+    std::vector<std::string> m_rows; // one term after the other, each followed by a space
     std::vector<Error> m_errors;
     std::string m_rejected;
     StatementCounts m_counts;
@@ -48,7 +48,7 @@ protected:
         return {m_directory.addFile(name, text), format, text.size(), isCut, SlicePlan::ANY_RANK};
     }
 
-    /// Reads with so many ranks, as rounds do that take all that comes next.
+    /// Reads with `numberOfRanks` ranks, like rounds that take everything that comes next.
     Result read(const std::vector<Input>& inputs, const uint32_t numberOfRanks, const size_t numberOfColumns = 3) {
         m_bytesRead = 0;
         const SlicePlan plan(inputs, numberOfRanks);
@@ -116,7 +116,7 @@ std::string makeRow(const uint64_t number) {
     return "http://s/" + std::to_string(number) + " http://p " + std::to_string(number * 77) + " ";
 }
 
-/// Statements that take so many bytes at least.
+/// Makes statements of at least `size` bytes.
 std::string makeStatements(const size_t size, uint64_t& number) {
     std::string text;
     while (text.size() < size)
@@ -160,7 +160,7 @@ TEST_F(SliceReaderTest, filesWithoutStatementsHaveNone) {
         }
 }
 
-/// The errors are at the ends of slices, and in the lines over these.
+/// The errors are at the ends of slices, and in lines across them.
 TEST_F(SliceReaderTest, errorsHaveTheLinesOfTheFile) {
     m_settings.m_isLenient = m_settings.m_keepsRejected = true;
     std::string text;
@@ -376,7 +376,7 @@ TEST_F(SliceReaderTest, aDiskThatIsFullGoesToTheQueueAfterWhatWasRead) {
         writes.failAfter(allowed, ENOSPC, SystemCallFaults::Duration::ONCE);
         PieceQueue queue(m_directory.getPathOf("."), 3);
         const SliceReader reader(plan, 0, m_settings, m_bytesRead, queue);
-        while (reader.getNextSlice() == 0 && writes.getNumberOfFailures() == 0) // until it is through, or fails
+        while (reader.getNextSlice() == 0 && writes.getNumberOfFailures() == 0) // until it is done, or fails
             std::this_thread::yield();
         Result result;
         result.m_lineEnds.resize(2);

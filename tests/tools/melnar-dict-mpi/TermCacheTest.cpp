@@ -20,12 +20,13 @@ constexpr uint8_t TEXT = 2;
 constexpr size_t PLACES_OF_A_SET = 4;
 constexpr uint64_t TAGS_OF_THE_REFUSED = 8;
 
-/// A hash by which a term is in a set, and has a tag there. The lowest bits, which tell the shard, have no say.
+/// Makes a hash for which a term is in a set, and has a tag there. The lowest bits, which determine the shard, have no
+/// effect.
 constexpr uint64_t makeHash(const uint64_t set, const uint64_t tag, const uint64_t shard = 0) {
     return (2 * tag + 1) << 48 | set << 8 | shard;
 }
 
-/// A cache, and terms of one set, each with a tag of its own: term 0 has the ID 1.
+/// A cache, and terms of one set, each with its own tag: term 0 has the ID 1.
 class TermCacheTest : public testing::Test {
 protected:
     static constexpr uint64_t getHash(const uint64_t term) { return makeHash(7, term, term % 256); }
@@ -33,7 +34,7 @@ protected:
     uint64_t find(const uint64_t term) { return m_cache.find(getHash(term), std::to_string(term), TEXT); }
     void addOnce(const uint64_t term) { m_cache.add(getHash(term), std::to_string(term), TEXT, term + 1); }
 
-    /// Lets a term in.
+    /// Adds a term.
     void add(const uint64_t term) {
         addOnce(term);
         addOnce(term);
@@ -90,7 +91,7 @@ TEST_F(TermCacheTest, longTermsHaveNoPlace) {
     EXPECT_EQ(1u, m_cache.find(hash, longest, TEXT));
 }
 
-/// Which have the same tag only by a hash that is bad or chosen.
+/// They have the same tag only with a bad hash, or by an attack.
 TEST_F(TermCacheTest, termsWithOneTagAreSeveralTerms) {
     const uint64_t hash = getHash(0);
     const std::vector<std::tuple<std::string, uint8_t>> terms{{"x", TEXT}, {"x", IRI}, {"y", TEXT}, {"xy", TEXT}};
@@ -218,7 +219,7 @@ TEST_F(TermCacheTest, aTermThatIsThereTakesNoTagOfTheRefused) {
     EXPECT_EQ(11u, find(10));
 }
 
-/// With few sets and tags, so that many terms have the same ones.
+/// There are few sets and tags, so many terms have the same ones.
 TEST_F(TermCacheTest, whatIsFoundIsRight) {
     constexpr uint64_t TERMS = 20'000;
     for (const uint32_t seed : getTestSeeds(2)) {
@@ -231,7 +232,7 @@ TEST_F(TermCacheTest, whatIsFoundIsRight) {
         for (int step = 0; step < 400'000; ++step) {
             const uint64_t number = random() % (random() % 2 == 0 ? TERMS : 100);
             std::string form = std::to_string(number);
-            form.resize(number % (TermCache::LONGEST_FORM + 5), 'x'); // which makes many terms alike
+            form.resize(number % (TermCache::LONGEST_FORM + 5), 'x'); // makes many terms equal
             const auto datatypeID = static_cast<uint8_t>(number % 3);
             const uint64_t hash = makeHash(std::hash<std::string>()(form) % 64, datatypeID + form.size() % 5);
             const uint64_t id = terms.try_emplace({form, datatypeID}, terms.size() + 1).first->second;

@@ -6,7 +6,7 @@
 
 #include <sys/resource.h>
 
-/// Why a test cannot tell that the tool gets by with so many bytes, or null if it can.
+/// Returns why a test cannot check that the tool needs no more than `numberOfBytes`, or null if it can.
 inline const char* findWhyMemoryTellsNothing(const size_t numberOfBytes) {
     if (!MemoryLimit::IS_ENFORCED)
         return "A sanitizer takes memory of its own.";

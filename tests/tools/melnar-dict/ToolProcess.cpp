@@ -13,7 +13,7 @@
 
 namespace {
 
-/// Where the file descriptors of the new process lead.
+/// The destinations of the new process's file descriptors.
 class FileActions : private Unmovable {
 public:
     FileActions() { posix_spawn_file_actions_init(&m_actions); }
@@ -33,7 +33,7 @@ private:
     posix_spawn_file_actions_t m_actions;
 };
 
-/// Signals act on the new process as they do at a terminal, whatever this one was started under.
+/// Gives signals their default effect on the new process, as at a terminal, however this one was started.
 class DefaultSignals : private Unmovable {
 public:
     DefaultSignals() {

@@ -7,29 +7,29 @@
 
 #include <sys/types.h>
 
-/// How a run of the built tool ended. A death by a signal has 128 and the signal's number as its exit code.
+/// The result of a run of the built tool. If a signal has killed it, the exit code is 128 plus the signal's number.
 struct ToolResult {
     int m_exitCode;
     std::string m_output;
     std::string m_errorOutput;
-    int m_signalNumber;  // of the signal that it died by, or 0
-    size_t m_peakMemory; // bytes that were resident; at least what this process has
+    int m_signalNumber;  // of the signal that has killed it, or 0
+    size_t m_peakMemory; // resident bytes; at least those of this process
 };
 
-/// What the tool runs with.
+/// The environment of a run of the tool.
 struct ToolInput {
-    std::string m_input;                  // what stands on standard input
-    std::string m_inputPath;              // the file that standard input is instead
-    std::string m_outputPath;             // where standard output goes instead of into the result
-    int m_outputDescriptor = -1;          // or the open file where it goes
-    int m_errorDescriptor = -1;           // the open file where standard error goes instead of into the result
-    bool m_isOutputClosedPipe = false;    // whether it goes where nobody reads
-    std::string m_shellCommands;          // done before by a shell that then becomes the tool, such as: ulimit -f 1
-    std::string m_workingDirectory = "/"; // what relative file names are relative to
+    std::string m_input;                  // the content of standard input
+    std::string m_inputPath;              // the file that is standard input instead
+    std::string m_outputPath;             // the file to which standard output goes instead of to the result
+    int m_outputDescriptor = -1;          // or the open file to which it goes
+    int m_errorDescriptor = -1;           // the open file to which standard error goes instead of to the result
+    bool m_isOutputClosedPipe = false;    // whether it goes to a pipe without a reader
+    std::string m_shellCommands;          // executed by a shell that then becomes the tool, such as: ulimit -f 1
+    std::string m_workingDirectory = "/"; // the folder for relative file names
     std::string m_executable = MELNAR_DICT_EXECUTABLE; // or another program, such as one that starts the tool
 };
 
-/// The tool at work, as a process of its own.
+/// The running tool, as a separate process.
 ///
 /// Ownership  Kills the process unless its end has been awaited.
 class RunningTool : private Unmovable {
@@ -51,5 +51,5 @@ private:
     pid_t m_processID;
 };
 
-/// Runs the tool as a process of its own until its end.
+/// Runs the tool as a separate process until its end.
 ToolResult runToolProcess(const std::vector<std::string>& arguments, const ToolInput& input = {});

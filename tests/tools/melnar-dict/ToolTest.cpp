@@ -28,7 +28,7 @@ protected:
         return runToolProcess(arguments, input);
     }
 
-    /// The JSON that a run puts out, which must succeed and complain of nothing.
+    /// Returns the JSON output of a run, which must succeed without messages.
     nlohmann::json runForJson(std::vector<std::string> arguments, const ToolInput& input = {}) const {
         arguments.emplace_back("--json");
         const ToolResult result = run(arguments, input);
@@ -351,7 +351,7 @@ TEST_F(ToolTest, aFileThatMayNotGrowIsAFailureThatLeavesNothing) {
 
 TEST_F(ToolTest, closedStandardDescriptorsLeadNowhere) {
     m_directory.addFile("a.nt", TEXT);
-    // With one thread, as the file tells which thread has filled a table.
+    // With one thread, since the file depends on which thread has filled a table.
     ASSERT_EQ(0, run({"load", "a.nt", "-o", "d", "--threads", "1"}).m_exitCode);
     const std::string dictionary = m_directory.getContentsOf(m_directory.getPathOf("d"));
     ToolInput input;

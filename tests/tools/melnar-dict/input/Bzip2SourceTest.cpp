@@ -24,7 +24,7 @@ std::string unpack(const std::string& packed) {
     return readAll(source);
 }
 
-/// The message of a failure, and what was read before it.
+/// Returns the message of a failure, and the text read before it.
 std::pair<std::string, std::string> failureOf(const std::string& packed) {
     Bzip2Source source = makeSource(packed);
     std::string text;
@@ -41,7 +41,8 @@ size_t countBeginnings(const std::string& packed) {
     return number;
 }
 
-/// A text whose block has the magic within it: each block tells which bytes occur in it, in rows of 16, a bit each.
+/// Makes a text whose block contains the magic number: each block states which bytes occur in it, in rows of 16, one
+/// bit each.
 std::string makeTextWithMagic(const uint64_t magic, const char filler) {
     std::string text(1, filler);
     for (unsigned row = 0; row < 3; ++row)
@@ -143,7 +144,7 @@ TEST(Bzip2SourceTest, checksTheSumOfAllBlocks) {
     std::string packed = bzip2(makeNumbers(50000));
     packed[packed.size() - 3] = static_cast<char>(packed[packed.size() - 3] ^ 8);
     EXPECT_EQ("not a sound bzip2 file: its checksum does not match its data", failureOf(packed).first);
-    // Each block is sound, and one of them is missing.
+    // Each block is sound, but one of them is missing.
     const std::string text = makeNumbers(50000);
     Bzip2Scanner scanner(std::make_unique<TextSource>(bzip2(text)));
     BitString without;

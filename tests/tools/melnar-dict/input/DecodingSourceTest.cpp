@@ -41,7 +41,7 @@ std::string unpack(const PackedFormat format, const std::string& packed) {
     return readAll(source);
 }
 
-/// The message of a failure, and what was read before it.
+/// Returns the message of a failure, and the text read before it.
 std::pair<std::string, std::string> failureOf(const PackedFormat format, const std::string& packed) {
     DecodingSource source = makeSource(format, packed);
     std::string text;
@@ -183,7 +183,7 @@ TEST(DecodingSourceTest, tellsAFailureOfItsSourceBehindWhatCameBefore) {
 }
 
 TEST(DecodingSourceFailureTest, refusesToTakeTooMuchMemory) {
-    // The dictionary of an xz file stands in a header with a checksum, so that a forged one is made by the library.
+    // The dictionary size of an xz file is in a header with a checksum, so the library makes the forged one.
     const std::string forged = xz("text", {.m_dictionarySize = 1536u << 20});
     EXPECT_LT(forged.size(), 100u);
     EXPECT_EQ("decompressing it takes more than the 256 MiB of memory allowed",

@@ -5,7 +5,7 @@
 
 #include <zlib.h>
 
-/// A gzip file of one member that holds the text.
+/// Returns a gzip file with one member, which contains the text.
 inline std::string gzip(const std::string& text) {
     constexpr int WINDOW_BITS_OF_GZIP = 15 + 16;
     z_stream stream{};

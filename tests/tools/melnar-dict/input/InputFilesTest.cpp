@@ -64,7 +64,7 @@ TEST(InputFilesTest, areRefusedInAFormatThatTheVerbDoesNotRead) {
               messageOf({"a.nt", "--format", "turtle"}, InputFormats::LINES));
 }
 
-/// With the option --own, files are the verb's own ones.
+/// With the option --own, files belong to the verb.
 InputFiles readOwn(const std::vector<std::string>& arguments) {
     VerbDescription verb{"read", "", "", "", {}};
     InputFiles files;

@@ -27,7 +27,7 @@ protected:
         return expandInputNames({{getPathOf(name), format}});
     }
 
-    /// The paths that a folder stands for, without their common beginning.
+    /// Returns the paths of a folder's files, without their common start.
     std::string list(const std::string& name, const std::optional<RdfFormat> format = std::nullopt) const {
         std::string names;
         for (const auto& [fileName, fileFormat] : expand(name, format)) {

@@ -34,12 +34,12 @@ std::vector<Sample> makeSamples() {
     };
 }
 
-/// What a file with these bytes holds, or nothing if that is an error with a cause.
+/// Returns the content of a file with these bytes, or nothing if it is an error with a cause.
 std::optional<std::string> read(const TemporaryDirectory& directory, const char* const name, const std::string& bytes) {
     const std::string path = directory.addFile(name, bytes);
     try {
         const std::string text = readAll(*openInputFile(path, 2));
-        std::filesystem::remove(path); // A file that is written over is flushed by some systems.
+        std::filesystem::remove(path); // Some systems flush a file that is overwritten.
         return text;
     } catch (const ToolFailure& failure) {
         std::filesystem::remove(path);
@@ -60,7 +60,7 @@ TEST(PackedDamageTest, everyFlippedBitIsFoundOrHarmless) {
             const std::optional<std::string> text = read(directory, sample.m_name, damaged);
             if (!text)
                 continue;
-            // Such as a time in a header, or what fills the last byte.
+            // For example a time in a header, or the padding of the last byte.
             ++numberOfHarmless;
             ASSERT_EQ(FIRST_TEXT + SECOND_TEXT, *text) << sample.m_name << " bit " << bit;
         }

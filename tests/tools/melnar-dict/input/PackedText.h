@@ -7,7 +7,7 @@
 #include <lzma.h>
 #include <zstd.h>
 
-/// A bzip2 file of one stream that holds the text, in blocks of so many times 100,000 bytes.
+/// Returns a bzip2 file with one stream, which contains the text, in blocks of `blockSize` times 100,000 bytes.
 inline std::string bzip2(std::string text, const int blockSize = 1) {
     std::string packed(text.size() + text.size() / 50 + 1000, '\0');
     auto size = static_cast<unsigned>(packed.size());
@@ -20,11 +20,11 @@ inline std::string bzip2(std::string text, const int blockSize = 1) {
 
 struct XzOptions {
     lzma_check m_check = LZMA_CHECK_CRC64;
-    uint64_t m_blockSize = 0; // unless 0, blocks tell their sizes, so that several threads can unpack them
+    uint64_t m_blockSize = 0; // unless 0, blocks state their sizes, so several threads can decompress them
     uint32_t m_dictionarySize = 1 << 20;
 };
 
-/// An xz file of one stream that holds the text.
+/// Returns an xz file with one stream, which contains the text.
 inline std::string xz(const std::string& text, const XzOptions& options = {}) {
     lzma_options_lzma settings;
     lzma_lzma_preset(&settings, 0);
@@ -53,7 +53,7 @@ inline std::string xz(const std::string& text, const XzOptions& options = {}) {
     return packed;
 }
 
-/// A zstd file of one frame that holds the text.
+/// Returns a zstd file with one frame, which contains the text.
 inline std::string zstd(const std::string& text, const bool hasChecksum = true) {
     ZSTD_CCtx* const context = ZSTD_createCCtx();
     ZSTD_CCtx_setParameter(context, ZSTD_c_checksumFlag, hasChecksum ? 1 : 0);

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <string>
 
-/// Reads a source to its end, so many bytes at a time. What was read before a failure is in the text then.
+/// Reads a source to its end, `bytesAtOnce` bytes at a time. After a failure the text contains what was read before.
 inline void readInto(std::string& text, ByteSource& source, const size_t bytesAtOnce) {
     std::string buffer(bytesAtOnce, '\0');
     while (const size_t numberOfBytes = source.read(buffer.data(), buffer.size()))
@@ -21,7 +21,7 @@ inline std::string readAll(ByteSource& source, const size_t bytesAtOnce = 4096) 
     return text;
 }
 
-/// Lines of numbers that cannot be packed to next to nothing.
+/// Makes lines of numbers that do not compress to almost nothing.
 inline std::string makeNumbers(const unsigned numberOfLines) {
     std::string text;
     for (unsigned number = 0; number < numberOfLines; ++number)

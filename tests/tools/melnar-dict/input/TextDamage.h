@@ -8,15 +8,15 @@
 #include <span>
 #include <string>
 
-/// Changes texts by chance, the same way in every run.
+/// Changes texts at random, in the same way in every run.
 class TextDamage {
 public:
     explicit TextDamage(const uint64_t seed) : m_random(seed) {}
 
-    /// A number from 0 to `bound` - 1.
+    /// Returns a number from 0 to `bound` - 1.
     size_t below(const size_t bound) { return std::uniform_int_distribution<size_t>(0, bound - 1)(m_random); }
 
-    /// Takes a few bytes out, doubles some, cuts the end off, of at most so many bytes, or puts a piece in, somewhere.
+    /// Removes a few bytes, repeats some, truncates the text, all within a limit, or inserts a piece somewhere.
     void change(std::string& text, const std::span<const std::string> pieces,
                 const size_t largestCut = std::numeric_limits<size_t>::max()) {
         const size_t position = below(text.size() + 1);

@@ -73,7 +73,7 @@ TEST(ThreadedSourceConcurrentTest, readsAheadNoFurtherThanItsBuffers) {
     ThreadedSource source(std::make_unique<CountedSource>(numberOfReads), {}, 10);
     std::string buffer(10, '\0');
     for (size_t taken = 0; taken < 100; ++taken) {
-        // Slow, so that the thread gets as far as it can.
+        // Slow, so that the thread advances as far as it can.
         while (numberOfReads.load(std::memory_order_relaxed) < taken + ThreadedSource::NUMBER_OF_BUFFERS)
             std::this_thread::yield();
         std::this_thread::sleep_for(std::chrono::microseconds(200));
@@ -125,7 +125,7 @@ TEST(ThreadedSourceConcurrentTest, endsWhileItsThreadWaitsForBytesOfAPipe) {
         ASSERT_EQ(4, ::write(pipeEnds[1], "text", 4));
         std::string buffer(10, '\0');
         ASSERT_EQ(4u, source.read(buffer.data(), buffer.size()));
-    } // would wait for good, as the other end stays open
+    } // would wait forever, since the other end stays open
     ::close(pipeEnds[0]);
     ::close(pipeEnds[1]);
 }

@@ -28,7 +28,7 @@ void replaceAll(std::string& text, const std::string_view what, const std::strin
     }
 }
 
-/// Objects with a character raw or escaped in each place where one may be.
+/// Makes objects with a character, raw or escaped, in each place that allows one.
 std::vector<std::string> makeObjects(const uint32_t character) {
     std::array<char, 4> bytes{};
     const std::string raw(bytes.data(), Rdf::Utf8::encode(character, bytes.data()));
@@ -44,7 +44,7 @@ std::vector<std::string> makeObjects(const uint32_t character) {
     return objects;
 }
 
-/// Every character below U+0400, and those beside the ends of what the grammars tell apart.
+/// Makes every character below U+0400, and those at the limits of the ranges in the grammars.
 std::vector<uint32_t> makeCharacters() {
     std::vector<uint32_t> characters;
     for (uint32_t character = 0; character < 0x400; ++character)
@@ -58,8 +58,8 @@ std::vector<uint32_t> makeCharacters() {
     return characters;
 }
 
-/// Loads objects leniently, each in a statement of its own and within a triple term: the dictionary must take those that
-/// the reader takes, and they must be terms that can be written.
+/// Loads objects leniently, each in its own statement and within a triple term: the dictionary must take those that the
+/// reader takes, and it must be possible to write them.
 void expectAgreement(const std::vector<std::string>& objects, const Rdf::Version version) {
     std::string text;
     for (const std::string& object : objects)

@@ -22,7 +22,7 @@ using namespace melnar;
 
 namespace {
 
-/// The real data sets, with what a reader must find in each. The parameter is the number of threads.
+/// The real data sets, with the expected results of each. The parameter is the number of threads.
 class DataSetsTest : public testing::TestWithParam<size_t> {
 protected:
     void SetUp() override {
@@ -40,7 +40,7 @@ protected:
         return files;
     }
 
-    /// Loads files and compares all that there are facts of; IDs are followed in both directions.
+    /// Loads files and compares everything with the known facts; IDs are followed in both directions.
     void expectFacts(const std::vector<std::string>& files, const nlohmann::json& facts) const {
         ASSERT_FALSE(files.empty());
         FileLoader::Settings settings;
@@ -120,7 +120,7 @@ protected:
             m_facts = nlohmann::json::parse(std::ifstream(m_folder + "facts-terms.json"))["sets"];
     }
 
-    /// The path of a file, which the facts call by its name alone.
+    /// Returns the path of a file, of which the facts have only the name.
     std::string getPathOf(const std::string& fileName) const {
         for (const auto& entry : std::filesystem::recursive_directory_iterator(m_folder))
             if (entry.path().filename() == fileName)
@@ -180,8 +180,8 @@ TEST_P(TermSetsSlowTest, annotationsAreMillionsOfRows) {
 INSTANTIATE_TEST_SUITE_P(Threads, TermSetsTest, testing::Values(1, 2, 7));
 INSTANTIATE_TEST_SUITE_P(Threads, TermSetsSlowTest, testing::Values(1, 2, 7));
 
-/// The same as folders of shards, by the tool: with one thread, with several, and with so little memory that most terms
-/// are put aside.
+/// The same as folders of shards, made by the tool: with one thread, with several, and with so little memory that most
+/// terms are spilled.
 class ShardSetsSlowTest : public TermSetsTest {
 protected:
     struct Outcome {

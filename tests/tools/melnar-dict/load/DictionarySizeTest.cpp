@@ -25,7 +25,7 @@ namespace {
 constexpr std::array<uint8_t, 7> ALL_DATATYPES{D_XSD_STRING,    D_RDF_PLAIN_LITERAL,  D_IRI,        D_BLANK_NODE,
                                                D_TYPED_LITERAL, D_DIRECTIONAL_STRING, D_TRIPLE_TERM};
 
-/// A form of a datatype, of some length, that shares its text with so many others if it shares any.
+/// Makes a form of a datatype, of some length, that shares its text with `sharers` others if it shares any.
 std::string makeForm(const uint8_t datatypeID, const uint64_t index, const size_t length, const uint64_t sharers) {
     const std::string group = std::to_string(index / sharers);
     std::string text = std::to_string(index);
@@ -66,7 +66,7 @@ DictionaryContents contentsOf(const Dictionary& dictionary) {
     return contents;
 }
 
-/// Fills a dictionary with terms of some datatypes, and compares it with what is predicted.
+/// Fills a dictionary with terms of some datatypes, and compares it with the prediction.
 void expectPrediction(const std::span<const uint8_t> datatypeIDs, const uint64_t number, const size_t length,
                       const uint64_t sharers) {
     SCOPED_TRACE(std::to_string(datatypeIDs.size()) + " datatypes, " + std::to_string(number) + " terms of " +

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Terms of five bytes that are met in units.
+/// Terms of five bytes that occur in units.
 class Samples {
 public:
     void startUnit() { m_units.startUnit(); }

@@ -35,7 +35,7 @@ const std::vector<std::string> TURTLE_SEEDS{
     ":s :p <<( _:b :p <<( :s :p 'x@en'^^<http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral> )>> )>> .\n",
 };
 
-/// Changes a text in a few places, mostly so that it is still near to something sound.
+/// Changes a text in a few places, usually so that it is still nearly valid.
 std::string damageText(std::string text, TextDamage& damage) {
     const std::string pieces[] = {
         "\"",  "'",       "\"\"\"", "\\",   "\n", "\r", ".", ";",  ",",  "<", ">",
@@ -53,8 +53,8 @@ struct FuzzedFormat {
 
 class FileLoaderFuzzConcurrentTest : public testing::TestWithParam<FuzzedFormat> {
 protected:
-    /// Damages the seeds again and again. `expectSame` loads a text in two ways: with one thread at once, and with
-    /// several in small blocks. It returns whether the text has errors.
+    /// Damages the seeds repeatedly. `expectSame` loads a text in two ways: with one thread as a whole, and with
+    /// several threads in small blocks. It returns whether the text has errors.
     template<class ExpectSame>
     static void fuzz(const ExpectSame& expectSame) {
         const size_t numberOfRounds = getNumberOfFuzzRounds(60);
@@ -75,8 +75,7 @@ protected:
     }
 };
 
-/// Whatever the bytes are: nothing crashes, and what is found does not depend on how the file is cut and by how many
-/// threads it is read.
+/// For any bytes: nothing crashes, and the results do not depend on how the file is cut and how many threads read it.
 TEST_P(FileLoaderFuzzConcurrentTest, findsTheSameInDamagedTextHoweverItIsRead) {
     fuzz([](const std::string& text, const FileLoader::Settings& atOnce, const FileLoader::Settings& inBlocks) {
         const LoadOutcome whole = loadText(GetParam().m_format, text, atOnce);

@@ -24,10 +24,10 @@ using Rows = std::vector<std::vector<uint64_t>>;
 using Mode = BlankNodeScope::Mode;
 using Order = TermResolver::Order;
 
-/// What loading texts comes to, each a file of its own.
+/// The results of loading texts, each as a separate file.
 struct TermOutcome {
     ExitCode m_exitCode;
-    std::string m_errorOutput; // without the folder of the files, which are called 1, 2, ...
+    std::string m_errorOutput; // without the folder of the files, whose names are 1, 2, ...
     StatementCounts m_counts;
     std::vector<std::string> m_terms; // in Turtle syntax, in the order of their IDs from 1
     Rows m_rows;
@@ -166,7 +166,7 @@ TEST(FileLoaderTermsTest, theNextDocumentIsOneThatNoBlankNodeBelongsTo) {
     for (const char* const label : {"doc9223372036854775807-b", "doc18446744073709551615-b"})
         EXPECT_THROW(getNextDocument({label}), ToolFailure) << "whose numbers the next files would have";
     EXPECT_EQ(6u, getNextDocument({"doc2-b"}, "<<( _:doc4-b <a:p> <<( _:doc5-b <a:p> _:b )>> )>>"));
-    std::vector<std::string> many; // so that they share the text before the label
+    std::vector<std::string> many; // so they share the text before the label
     for (int number = 0; number < 50; ++number)
         many.push_back("doc12-" + std::to_string(number));
     EXPECT_EQ(13u, getNextDocument(many));
@@ -279,7 +279,7 @@ TEST(FileLoaderTermsConcurrentTest, aLimitOfTheDictionaryEndsTheLoad) {
         }
 }
 
-/// A disk that is full after some bytes.
+/// Simulates a disk that is full after some bytes.
 class FullDisk final : public OutputStream {
 public:
     const std::string& getName() const override { return m_name; }

@@ -19,7 +19,7 @@ FileLoader::Settings makeSettings(const size_t numberOfThreads, const bool lenie
     return {numberOfThreads, lenient, "", blockSize};
 }
 
-/// Many statements, some of them twice and some over several lines where the format allows it.
+/// Makes many statements, some of them twice and some across several lines if the format allows it.
 std::string makeText(const RdfFormat format, const size_t numberOfStatements) {
     std::string text;
     for (size_t number = 0; number < numberOfStatements; ++number) {
@@ -49,7 +49,7 @@ TEST(FileLoaderConcurrentTest, findsTheSameWithAnyNumberOfThreadsInAnyFormat) {
     }
 }
 
-// What is said of "\q" in the thirteenth column, after the line.
+// The message for "\q" in the thirteenth column, after the line.
 constexpr const char* MALFORMED_MESSAGE =
     ":15: expected an escape such as \\n or \\u00E4 after the backslash, found 'q'\n";
 

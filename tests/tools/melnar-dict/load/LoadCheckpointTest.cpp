@@ -21,7 +21,7 @@ namespace {
 
 constexpr size_t MEMORY_LIMIT = size_t(64) << 20;
 
-/// A text of a shard.
+/// Makes a text that belongs to a shard.
 std::string makeForm(const uint32_t shard, std::string form) {
     while (ShardLayout::getShard(form, D_XSD_STRING) != shard)
         form += 'x';
@@ -135,7 +135,7 @@ TEST_F(LoadCheckpointTest, leavesTheDictionaryOfTheFolder) {
     EXPECT_EQ(files, getFiles());
 }
 
-/// Each thread has its shards saved before it takes note of that, beside the others.
+/// Each thread saves its shards before it notes that, concurrently with the others.
 TEST_F(LoadCheckpointTest, notesOfShardsLeaveTheFilesThatOthersAreMaking) {
     const std::vector<std::string> forms{makeForm(1, ""), makeForm(2, ""), makeForm(3, "")};
     for (const std::string& form : forms) {
@@ -234,7 +234,8 @@ TEST_F(LoadCheckpointTest, isRemovedWithWhatWasPutAside) {
     EXPECT_EQ(files, getFiles());
 }
 
-/// What was put aside belongs to an unfinished load, and stays with it; files of shards that none names go in any case.
+/// Spilled data belongs to an unfinished load, and stays with it; files of shards that no manifest names are removed in
+/// any case.
 TEST_F(LoadCheckpointTest, allButAnUnfinishedLoadIsRemoved) {
     for (const bool isUnfinished : {false, true}) {
         resolve("one", m_dictionary);

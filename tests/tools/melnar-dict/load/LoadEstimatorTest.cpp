@@ -42,7 +42,7 @@ LoadEstimator::Settings makeSettings(const uint64_t sampleBytes, const uint64_t 
             .m_unitBytes = unitBytes};
 }
 
-/// Statements whose literals repeat, here and there and nearby, with lines of many lengths.
+/// Makes statements whose literals repeat, far away and nearby, with lines of many lengths.
 std::string makeText(const RdfFormat format, const size_t numberOfStatements) {
     std::string text = isLineFormat(format) ? "" : "@prefix : <a:> .\n";
     const std::string subject = isLineFormat(format) ? "<a:s> <a:p> " : ":s :p ";
@@ -54,7 +54,7 @@ std::string makeText(const RdfFormat format, const size_t numberOfStatements) {
     return text;
 }
 
-/// Statements with terms of all kinds, many of which repeat, here and there and nearby: those from the first one on.
+/// Makes statements with terms of all kinds, many of which repeat, far away and nearby: those from the first one on.
 std::string makeTermText(const RdfFormat format, const size_t numberOfStatements, const size_t first = 0) {
     const bool isTurtle = !isLineFormat(format);
     std::string text = isTurtle ? "@prefix : <http://example.org/a/> .\n" : "";
@@ -81,7 +81,7 @@ std::string makeTermText(const RdfFormat format, const size_t numberOfStatements
     return text;
 }
 
-/// Loads what an estimate is about.
+/// Loads the files of an estimate.
 std::unique_ptr<TestLoad> loadFiles(const InputFiles& files, const LoadEstimator::Settings& settings) {
     auto load = settings.m_loadsOnlyStrings
                     ? std::make_unique<TestLoad>()
@@ -115,7 +115,7 @@ void expectNearLoad(const InputFiles& files, const LoadEstimator::Settings& sett
     expectNear(counts.getNumberOfOtherTerms(), estimate.m_counts.getNumberOfOtherTerms(), tolerance, "other terms");
     for (const uint8_t datatypeID : ALL_DATATYPES) {
         const uint64_t distinct = dictionary.getNumberOfResources(datatypeID);
-        if (distinct >= dictionary.getNextResourceID() / 100) // Few terms matter little, and tell little.
+        if (distinct >= dictionary.getNextResourceID() / 100) // Few terms are neither important nor significant.
             expectNear(distinct, estimate.m_distinct[datatypeID], tolerance,
                        "distinct terms of datatype " + std::to_string(datatypeID));
     }
@@ -126,7 +126,7 @@ void expectNearLoad(const InputFiles& files, const LoadEstimator::Settings& sett
     EXPECT_GT(estimate.m_seconds, 0);
 }
 
-/// The same for loads of string literals alone and of all terms.
+/// Does the same for loads of only string literals and of all terms.
 void expectNearLoads(const InputFiles& files, LoadEstimator::Settings settings, const double tolerance) {
     for (const bool loadsOnlyStrings : {true, false}) {
         settings.m_loadsOnlyStrings = loadsOnlyStrings;
@@ -274,7 +274,7 @@ TEST(LoadEstimatorTest, tellsHowManyBytesItHasReadAndWhyItCannotReadMore) {
     estimator.estimate({{file, RdfFormat::N_TRIPLES}});
     EXPECT_EQ(text.size(), estimator.getBytesRead());
     SystemCallFaults faults(SystemCallFaults::Call::READ);
-    faults.failAfter(2, EIO, SystemCallFaults::Duration::ONCE); // behind the look whether the file is packed
+    faults.failAfter(2, EIO, SystemCallFaults::Duration::ONCE); // after the check whether the file is compressed
     LoadEstimator other(makeSettings(1 << 20));
     EXPECT_EQ(file + ": Input/output error", catchException<ToolFailure>([&] {
                                                  other.estimate({{file, RdfFormat::N_TRIPLES}});
@@ -329,7 +329,7 @@ TEST(LoadEstimatorTest, theVerbSaysWhatALoadOfTheSameOptionsTakes) {
 
 TEST(LoadEstimatorTest, theVerbStaysWithinItsMemoryLimit) {
     constexpr size_t MEBIBYTE = size_t(1) << 20;
-    constexpr size_t PROGRAM_BYTES = 16 * MEBIBYTE; // with what is shared with other processes
+    constexpr size_t PROGRAM_BYTES = 16 * MEBIBYTE; // including memory shared with other processes
     const char* const reason = findWhyMemoryTellsNothing(32 * MEBIBYTE);
     if (reason != nullptr)
         GTEST_SKIP() << reason;
@@ -366,8 +366,8 @@ TEST(LoadEstimatorTest, saysThatOfAPipeOnlyTheBeginningIsRead) {
     }
 }
 
-/// The real data sets: memory, file size and the numbers of distinct terms that make up most of them are to be right
-/// within a quarter.
+/// The real data sets: the estimates of memory, file size and the numbers of distinct terms that make up most of them
+/// must be right within a quarter.
 class LoadEstimatorSlowTest : public testing::Test {
 protected:
     static constexpr double TOLERANCE = 0.25;
@@ -379,7 +379,7 @@ protected:
         m_folder = *folder + '/';
     }
 
-    /// Returns the file of a set, unpacked.
+    /// Returns the file of a set, decompressed.
     std::string unpack(const std::string& name) const {
         const std::string path = m_directory.getPathOf(name);
         const std::string command = "gzip -dc '" + m_folder + name + ".gz' > '" + path + "'";
@@ -405,7 +405,7 @@ TEST_F(LoadEstimatorSlowTest, isNearForTheLargeSets) {
         for (const std::string& path : {unpack(name), m_folder + name + ".gz"}) {
             SCOPED_TRACE(path);
             expectNearLoads({{path, RdfFormat::N_TRIPLES}}, makeSettings(uint64_t(64) << 20, 256 * 1024), TOLERANCE);
-            if (name != "long-texts.nt") // has fewer lines than that would need
+            if (name != "long-texts.nt") // has too few lines for that
                 expectNearLoads({{path, RdfFormat::N_TRIPLES}}, makeSettings(uint64_t(24) << 20, 256 * 1024),
                                 TOLERANCE);
         }

@@ -31,7 +31,7 @@ IDs getIDs(const std::string& bytes, const size_t width) {
 /// A load with --ids as a process, run where its files are.
 class LoadIdsTest : public LoadProcessTest {
 protected:
-    /// What stands behind the header.
+    /// Returns the bytes after the header.
     std::string getRowsOf(const std::string& fileName) const { return getContentsOf(fileName).substr(NpyHeader::SIZE); }
 };
 
@@ -154,7 +154,7 @@ TEST_F(LoadIdsTest, aDictionaryIsReplacedByRowsOnlyByForceAndOtherFilesAtOnce) {
     EXPECT_EQ(QUADS, decode("T.npy", "d"));
 }
 
-/// A shell opens what it appends to before the tool starts.
+/// A shell opens the file to which it appends before the tool starts.
 TEST_F(LoadIdsTest, standardOutputIsNoInput) {
     const auto files = getFiles();
     ToolInput input = getInput();
@@ -267,7 +267,7 @@ TEST_F(LoadIdsTest, skippedStatementsHaveNoRows) {
               getContentsOf("rejected"));
 }
 
-/// The rows or the dictionary reach the limit first.
+/// Either the rows or the dictionary reach the limit first.
 TEST_F(LoadIdsTest, aDiskThatIsFullLeavesTheOldFiles) {
     std::string manyRows;
     std::string manyTerms;
@@ -313,7 +313,7 @@ TEST_F(LoadIdsTest, rowsThatNobodyReadsEndTheLoad) {
     EXPECT_EQ(files, getFiles());
 }
 
-/// While one process reads what never ends.
+/// One process reads an input that never ends.
 class HeldLoadIdsTest : public LoadIdsTest {
 protected:
     HeldLoadIdsTest() { EXPECT_EQ(0, ::mkfifo(m_directory.getPathOf("pipe.nq").c_str(), 0600)); }
@@ -322,7 +322,7 @@ protected:
             ::close(pipeEnd);
     }
 
-    /// Returns when the tool that reads "pipe.nq" is in the midst of its work, which goes on when the result is closed.
+    /// Returns when the tool that reads "pipe.nq" is working; it continues when the result is closed.
     int enter() const {
         const int pipeEnd = ::open(m_directory.getPathOf("pipe.nq").c_str(), O_WRONLY | O_CLOEXEC);
         const std::string text = QUADS;
@@ -330,7 +330,7 @@ protected:
         return pipeEnd;
     }
 
-    /// Starts a tool that is to wait for another's end, and returns it with its first message.
+    /// Starts a tool that must wait for another's end, and returns it with its first message.
     std::pair<std::unique_ptr<RunningTool>, std::string> startWaiting(const std::vector<std::string>& arguments) {
         std::array<int, 2> ends{};
         EXPECT_EQ(0, ::pipe2(ends.data(), O_CLOEXEC));
@@ -345,7 +345,7 @@ protected:
         return {std::move(tool), line};
     }
 
-    std::vector<int> m_errorPipes; // where tools write standard error to
+    std::vector<int> m_errorPipes; // to which tools write standard error
 };
 
 TEST_F(HeldLoadIdsTest, anInterruptionLeavesTheOldFiles) {
@@ -396,7 +396,7 @@ TEST_F(HeldLoadIdsTest, anotherWriterOfEitherFileIsToldOfOrWaitedFor) {
     }
 }
 
-/// A file that has become an output's while the lock was waited for is looked at again.
+/// A file that has become an output during the wait for the lock is checked again.
 TEST_F(HeldLoadIdsTest, outputsAreLookedAtAgainAfterAWait) {
     RunningTool holder({"load", "pipe.nq", "-o", "T.npy"}, getInput());
     const int pipeEnd = enter();

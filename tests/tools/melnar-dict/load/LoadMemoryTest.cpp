@@ -14,10 +14,10 @@ namespace {
 
 constexpr size_t MEBIBYTE = size_t(1) << 20;
 
-/// What a load needs beside the dictionary, for the program and for what its threads hold of the input.
+/// The memory that a load needs in addition to the dictionary, for the program and the input in its threads.
 constexpr size_t LARGEST_REMAINDER = 32 * MEBIBYTE;
 
-/// Loads some 50 MB of literals, in a syntax and with so many threads.
+/// Loads about 50 MB of literals, in a syntax and with a number of threads.
 class LoadMemoryTest : public testing::TestWithParam<std::tuple<const char*, const char*>> {
 protected:
     void SetUp() override {
@@ -25,7 +25,7 @@ protected:
             GTEST_SKIP() << reason;
     }
 
-    /// Writes the file; it is never all in this process.
+    /// Writes the file, which is never completely in this process.
     std::string addFile(const std::string& name, const bool isTurtle) const {
         std::ofstream file(m_directory.getPathOf(name), std::ios::binary);
         const std::string filler(LITERAL_BYTES - 10, 'x');

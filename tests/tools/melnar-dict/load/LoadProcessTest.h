@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-/// Loads as processes, run where their files are: "in.nq" with QUADS, "more.nq" with MORE_QUADS, and "bad.nq" with QUADS
-/// and a line that is no statement.
+/// Loads as processes, run where their files are: "in.nq" with QUADS, "more.nq" with MORE_QUADS, and "bad.nq" with
+/// QUADS and an invalid line.
 class LoadProcessTest : public testing::Test {
 protected:
-    /// In canonical form, with every kind of term.
+    /// Quads in canonical form, with every kind of term.
     static constexpr const char* QUADS = "<urn:s> <urn:p> \"one\" .\n"
                                          "_:b <urn:p> \"one\"@en-GB <urn:g> .\n"
                                          "_:b <urn:p> \"1\"^^<urn:int> _:g .\n"
@@ -44,7 +44,7 @@ protected:
         return result;
     }
 
-    /// Expects a run to be refused before any work, and to leave the files as they are.
+    /// Expects a run to be refused before any work, and to leave the files unchanged.
     void expectRefusal(const std::vector<std::string>& arguments, const std::string& message) const {
         SCOPED_TRACE(testing::PrintToString(arguments));
         const auto files = getFiles();
@@ -59,7 +59,7 @@ protected:
         return TemporaryDirectory::getContentsOf(m_directory.getPathOf(fileName));
     }
 
-    /// The contents of all files, by their names; of one folder or of all.
+    /// Returns the contents of all files, by their names; of one folder or of all.
     std::map<std::string, std::string> getFiles(const std::string& folder = "") const {
         return getContentsOfFolder(m_directory.getPathOf(folder));
     }

@@ -22,7 +22,7 @@
 
 namespace {
 
-/// Several blocks of a mebibyte with so many texts. Each shard that gets a term takes its time to be saved.
+/// Makes several blocks of a mebibyte with `numberOfTexts` texts. Each shard that gets a term takes time to save.
 std::string makeTriples(const size_t numberOfBlocks, const size_t numberOfTexts = 50) {
     std::string text;
     for (size_t number = 0; text.size() < numberOfBlocks << 20; ++number)
@@ -35,7 +35,7 @@ std::string makeTriples(const size_t numberOfBlocks, const size_t numberOfTexts 
 /// A load into shards as a process, run where its files are.
 class LoadShardsTest : public LoadProcessTest {
 protected:
-    /// The names of what is beside the folders.
+    /// Returns the names of the files beside the folders.
     std::vector<std::string> getNames() const {
         std::vector<std::string> names;
         for (const auto& entry : std::filesystem::directory_iterator(m_directory.getPathOf("")))
@@ -156,7 +156,7 @@ TEST_F(LoadShardsTest, nothingNewLeavesTheShards) {
     auto files = getFiles("d");
     expectSuccess({"load", "more.nq", "--into", "d"});
     auto after = getFiles("d");
-    files.erase("manifest"); // which lists the inputs
+    files.erase("manifest"); // it lists the inputs
     after.erase("manifest");
     EXPECT_EQ(files, after);
     m_directory.addFile("empty.nt", "");
@@ -210,11 +210,11 @@ TEST_F(LoadShardsTest, standardInputAndPipesAreRead) {
     EXPECT_EQ(0, result.m_exitCode) << result.m_errorOutput;
     auto expected = getFiles("d");
     auto files = getFiles("e");
-    expected.erase("manifest"); // which names the input
+    expected.erase("manifest"); // it names the input
     files.erase("manifest");
     EXPECT_TRUE(expected == files);
     ASSERT_EQ(0, ::mkfifo(m_directory.getPathOf("pipe.nq").c_str(), 0600));
-    for (int round = 0; round < 2; ++round) { // the folder is there in the second one
+    for (int round = 0; round < 2; ++round) { // in the second one the folder exists
         RunningTool tool({"load", "--shards", "pipe.nq", "-o", "f"}, getInput());
         const int pipeEnd = ::open(m_directory.getPathOf("pipe.nq").c_str(), O_WRONLY | O_CLOEXEC);
         EXPECT_EQ(1, ::write(pipeEnd, "\n", 1));
@@ -406,7 +406,7 @@ TEST_F(LoadShardsTest, aMemoryLimitThatIsTooSmallIsTold) {
     EXPECT_TRUE(getContentsOf("in.nt") == decode("T.npy", "d"));
 }
 
-/// While a load is held in its midst: it tells of more errors than a pipe holds. The blocks before have been saved.
+/// A load is held in the middle: it reports more errors than a pipe holds. The blocks before have been saved.
 class HeldLoadShardsTest : public LoadShardsTest {
 protected:
     HeldLoadShardsTest() {
@@ -440,21 +440,21 @@ protected:
         return tool;
     }
 
-    /// Kills a load in its midst.
+    /// Kills a load in the middle.
     void kill(const std::vector<std::string>& more) {
         const std::unique_ptr<RunningTool> tool = startHeld(more);
         tool->send(SIGKILL);
         EXPECT_EQ(SIGKILL, tool->wait().m_signalNumber);
     }
 
-    /// Runs the same load to its end. Returns what it tells first.
+    /// Runs the same load to its end. Returns its first message.
     std::string finish(const std::vector<std::string>& more) const {
         const ToolResult result = run(getArguments(more));
         EXPECT_EQ(0, result.m_exitCode) << result.m_errorOutput;
         return result.m_errorOutput.substr(0, result.m_errorOutput.find('\n') + 1);
     }
 
-    /// What files an undisturbed load makes.
+    /// Returns the files that an undisturbed load makes.
     std::map<std::string, std::string> getExpected(const std::vector<std::string>& more) const {
         EXPECT_EQ(0u, finish(more).find("held.nt:"));
         std::map<std::string, std::string> files = getFiles("d");
@@ -470,7 +470,7 @@ protected:
         EXPECT_TRUE(expected == getFiles("d"));
     }
 
-    /// For the next load: the old pipe is full.
+    /// Makes a new pipe for the next load, since the old one is full.
     void renewPipe() {
         ::close(m_ends[0]);
         ::close(m_ends[1]);
@@ -540,7 +540,7 @@ TEST_F(HeldLoadShardsTest, whoIsAddedToAnotherFolderGoesOnThere) {
         << "as the dictionary is another one";
 }
 
-/// Unless it is forced, so that hours of work are not lost by a slip.
+/// It is refused unless it is forced, so that a mistake does not lose hours of work.
 TEST_F(HeldLoadShardsTest, anotherLoadIsRefusedOrGivesTheUnfinishedOneUp) {
     const std::vector<std::string> options{"--shards", "-o", "d"};
     const std::string refusal =
@@ -587,7 +587,7 @@ TEST_F(HeldLoadShardsTest, anotherLoadIsRefusedOrGivesTheUnfinishedOneUp) {
     }
 }
 
-/// What says of more than a mebibyte of names which load it is, is kept as a checksum.
+/// If the names exceed a mebibyte, a checksum identifies the load.
 TEST_F(HeldLoadShardsTest, manyInputsWithLongNamesAreGoneOnWith) {
     const std::string part(200, 'n');
     std::string folder = "many";
@@ -613,7 +613,7 @@ TEST_F(HeldLoadShardsTest, manyInputsWithLongNamesAreGoneOnWith) {
     expectFiles(expected);
 }
 
-/// The shards that the first process had in memory do not fit any more.
+/// The shards that the first process had in memory no longer fit.
 TEST_F(HeldLoadShardsTest, lessMemoryIsEnoughToGoOn) {
     std::string statements;
     for (size_t number = 0; number < 120000; ++number)
@@ -627,7 +627,7 @@ TEST_F(HeldLoadShardsTest, lessMemoryIsEnoughToGoOn) {
     expectFiles(expected);
 }
 
-/// The process was killed when it had replaced the manifest, and had only to remove what told of the load.
+/// The process was killed after it had replaced the manifest, and only had to remove the record of the load.
 TEST_F(HeldLoadShardsTest, whatTellsOfALoadThatIsDoneHoldsNothingUp) {
     expectSuccess({"load", "--shards", "in.nq", "-o", "d", "--ids", "old.npy"});
     kill({"--into", "d"});
@@ -639,7 +639,7 @@ TEST_F(HeldLoadShardsTest, whatTellsOfALoadThatIsDoneHoldsNothingUp) {
     expectSuccess({"verify", "d"});
 }
 
-/// What an earlier process has done stays when the next one fails before its own first save.
+/// The work of an earlier process stays when the next one fails before its own first save.
 TEST_F(HeldLoadShardsTest, whoFailsWhenGoingOnLosesNothing) {
     const std::vector<std::string> options{"--shards", "-o", "d"};
     const auto expected = getExpected(options);
@@ -677,9 +677,9 @@ TEST_F(HeldLoadShardsTest, anotherWriterIsToldOfOrWaitedFor) {
         EXPECT_EQ(0u, refused.m_errorOutput.find("melnar-dict: 'd/manifest' is being written by process " +
                                                  std::to_string(holder->getProcessID()) + ' '))
             << refused.m_errorOutput;
-        expectSuccess({"verify", "d"}); // Readers are not held up.
+        expectSuccess({"verify", "d"}); // readers do not wait
         std::vector<std::string> patient = arguments;
-        patient.insert(patient.end(), {"--wait", "--force"}); // The holder leaves an unfinished load.
+        patient.insert(patient.end(), {"--wait", "--force"}); // the holder leaves an unfinished load
         ToolInput input = getInput();
         std::array<int, 2> ends{};
         ASSERT_EQ(0, ::pipe2(ends.data(), O_CLOEXEC));

@@ -49,7 +49,7 @@ std::string hashBytes(const std::string_view bytes) {
 }
 
 std::string hashSortedForms(const std::vector<std::string>& sortedForms) {
-    // What is sorted in the facts is the escaped lines; a backslash and a line feed sort differently when escaped.
+    // The facts contain the escaped lines, sorted; a backslash and a line feed sort differently when escaped.
     std::vector<std::string> lines;
     std::transform(sortedForms.begin(), sortedForms.end(), std::back_inserter(lines), &escape);
     std::sort(lines.begin(), lines.end());

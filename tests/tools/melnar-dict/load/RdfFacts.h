@@ -5,12 +5,12 @@
 #include <string_view>
 #include <vector>
 
-/// The folder of the real data sets, which MELNAR_DATA names; nothing when it is not there.
+/// Returns the folder of the real data sets, which MELNAR_DATA names; nothing if it does not exist.
 std::optional<std::string> getDataFolder();
 
-/// The SHA-256, in hexadecimal.
+/// Returns the SHA-256, in hexadecimal.
 std::string hashBytes(std::string_view bytes);
 
-/// The same of lexical forms that are sorted by their bytes, as the data sets' facts give it: every
-/// backslash doubled, every line feed written as a backslash and an n, a line feed behind each form.
+/// Returns the same for lexical forms that are sorted by their bytes, in the format of the data sets' facts: every
+/// backslash doubled, every line feed written as a backslash and an n, and a line feed after each form.
 std::string hashSortedForms(const std::vector<std::string>& sortedForms);

@@ -20,7 +20,7 @@ constexpr const char* REFUSED = "\"x\"^^<http://www.w3.org/1999/02/22-rdf-syntax
 
 class RejectedTest : public testing::Test {
 protected:
-    /// Loads texts, one file after the other, leniently, and returns what is rejected.
+    /// Loads texts leniently, one file after the other, and returns the rejected bytes.
     std::string reject(const RdfFormat format, const std::vector<std::string>& texts,
                        FileLoader::Settings settings = {}) {
         settings.m_isLenient = settings.m_keepsRejected = true;
@@ -104,7 +104,7 @@ TEST_F(RejectedTest, isTheSameWhereverBlocksEnd) {
     }
 }
 
-/// A text of many statements, good and bad, and what is bad of it.
+/// A text of many statements, valid and invalid, and its invalid parts.
 struct MixedText {
     explicit MixedText(const RdfFormat format) {
         for (size_t number = 0; number < 3000; ++number) {
@@ -135,7 +135,7 @@ TEST_F(RejectedConcurrentTest, isTheSameWithAnyNumberOfThreads) {
     }
 }
 
-/// Blocks are read from guesses that turn out to be wrong: what was rejected then must not be left, nor be lacking.
+/// Blocks are read with guesses that turn out to be wrong: bytes that were rejected then must not stay, nor be missing.
 TEST_F(RejectedConcurrentTest, isTheSameWhenWhatWasReadAheadDoesNotCount) {
     std::string text;
     std::string rejected;

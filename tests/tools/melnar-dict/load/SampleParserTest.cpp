@@ -19,7 +19,7 @@ Forms formsOf(const ParsedPiece& piece) {
     return forms;
 }
 
-/// Keeps the subjects of statements.
+/// Collects the subjects of statements.
 class SubjectCollector final : public StatementConsumer {
 public:
     const char* take(const Rdf::Statement& statement, uint64_t, ParsedPiece&) override {

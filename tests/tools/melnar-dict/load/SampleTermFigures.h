@@ -5,7 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
-/// The figures of terms that the tests of reports and estimates have in common, and what is printed of them.
+/// The figures of terms that the tests of reports and estimates share, and their printed form.
 namespace SampleTermFigures {
 
 template<class Figures>

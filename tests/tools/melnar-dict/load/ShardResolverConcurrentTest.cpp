@@ -105,7 +105,7 @@ TEST(ShardResolverConcurrentTest, savesComeBetweenTwoBlocks) {
             how.m_resolver.m_isSaveDue = [] { return true; };
             how.m_resolver.m_save = [&](const LoadWork& work) {
                 works.push_back(work);
-                for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) // No other thread uses them.
+                for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) // no other thread uses them
                     numbersOfTerms.push_back(dictionary.getShard(shard)->getNextResourceID());
             };
             EXPECT_TRUE(expected == load.load(how, dictionary, spill, {}));
@@ -124,7 +124,7 @@ TEST(ShardResolverConcurrentTest, savesComeBetweenTwoBlocks) {
         }
 }
 
-/// One that fails while others are at their blocks, or wait for their turns.
+/// A save fails while other threads process their blocks, or wait for their turns.
 TEST(ShardResolverConcurrentTest, aSaveThatFailsEndsTheLoadAndHoldsNobodyBack) {
     ShardedTestLoad load(makeTexts(RdfFormat::N_QUADS));
     for (const size_t numberOfThreads : NUMBERS_OF_THREADS)
@@ -157,7 +157,7 @@ TEST(ShardResolverConcurrentTest, aShardThatTakesNoMoreEndsTheLoadAndHoldsNobody
     }
 }
 
-/// Of data that are bad, those of the blocks before may be saved, and in a load that is not lenient nothing after them.
+/// If there is bad data, the blocks before it may be saved, and in a load that is not lenient nothing after it.
 TEST(ShardResolverConcurrentTest, nothingIsSavedBehindAnError) {
     std::string text;
     for (int number = 0; number < 1000; ++number)

@@ -12,8 +12,8 @@
 
 namespace {
 
-/// Loads that are saved once, and in which a new process goes on from there. The first one goes on, too, as if it had been
-/// killed only at its end.
+/// Loads that are saved once, and that a new process resumes from there. The first process continues, too, as if it had
+/// been killed only at its end.
 class InterruptedLoad {
 public:
     explicit InterruptedLoad(const RdfFormat format)
@@ -97,7 +97,7 @@ TEST(ShardResolverTest, aLoadMayBeInterruptedAgainAndAgain) {
     EXPECT_LT(4u, numberOfInterruptions);
 }
 
-/// In a load that is lenient, too: what failed is not bad data.
+/// This holds for a lenient load, too: the failure is not bad data.
 TEST(ShardResolverTest, nothingIsSavedBehindABlockThatFailed) {
     InterruptedLoad load(RdfFormat::N_QUADS);
     for (const size_t largestMemory : {size_t(0), ~size_t(0)}) {

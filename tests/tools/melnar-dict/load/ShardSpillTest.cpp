@@ -28,7 +28,7 @@ namespace {
 constexpr size_t MEMORY_LIMIT = size_t(256) << 20;
 constexpr uint64_t TERMS_OF_A_SHARD = 10000;
 
-/// A term as a block of the input has it.
+/// A term in a block of the input.
 struct SpilledTerm {
     std::string m_form;
     uint8_t m_datatypeID = D_XSD_STRING;
@@ -40,12 +40,12 @@ uint32_t getShard(const SpilledTerm& term) {
     return ShardLayout::getShard(term.m_form, term.m_datatypeID);
 }
 
-/// Terms of these shards alone, so that there are not many files.
+/// Returns whether a term belongs to these shards, so that there are not many files.
 bool isOfFewShards(const SpilledTerm& term) {
     return getShard(term) % 32 == 0;
 }
 
-/// Blocks in which the same terms come again and again.
+/// Makes blocks in which the same terms occur repeatedly.
 Blocks makeBlocks(const size_t numberOfBlocks) {
     Blocks blocks(numberOfBlocks);
     for (std::vector<SpilledTerm>& block : blocks)
@@ -58,7 +58,7 @@ Blocks makeBlocks(const size_t numberOfBlocks) {
     return blocks;
 }
 
-/// What a block's rows have of its terms: all unknown ones in two orders, and some known IDs.
+/// Returns the cells of a block's rows: all unknown terms in two orders, and some known IDs.
 std::vector<uint64_t> getCells(const size_t numberOfTerms) {
     std::vector<uint64_t> cells;
     for (size_t number = 0; number < numberOfTerms; ++number) {
@@ -88,7 +88,7 @@ protected:
                 spill.resolveShard(dictionary, shard);
     }
 
-    /// The rows that the terms should get in a dictionary that is new.
+    /// Returns the rows that the terms should get in a new dictionary.
     static std::vector<uint64_t> getExpectedRows(const Blocks& blocks) {
         std::map<std::pair<uint8_t, std::string>, uint64_t> ids;
         std::array<uint64_t, ShardLayout::NUMBER_OF_SHARDS> numbers{};
@@ -200,7 +200,7 @@ TEST_F(ShardSpillTest, aTermThatTheDictionaryDoesNotTakeIsThrown) {
     EXPECT_THROW(spill.resolveShard(dictionary, getShard(term)), MelnarException);
 }
 
-/// As if the process had been killed behind each block, after more blocks had been added than were saved.
+/// Simulates a kill of the process after each block, after more blocks had been added than were saved.
 TEST_F(ShardSpillTest, goesOnWhereItWasSaved) {
     const Blocks blocks = makeBlocks(6);
     const std::vector<uint64_t> expected = getExpectedRows(blocks);
@@ -228,7 +228,7 @@ TEST_F(ShardSpillTest, goesOnWhereItWasSaved) {
     }
 }
 
-/// As if it had been killed after each number of shards.
+/// Simulates a kill after each number of shards.
 TEST_F(ShardSpillTest, shardsThatHaveResolvedTheirTermsDoNotDoSoAgain) {
     const Blocks blocks = makeBlocks(3);
     const std::vector<uint64_t> expected = getExpectedRows(blocks);
@@ -251,7 +251,7 @@ TEST_F(ShardSpillTest, shardsThatHaveResolvedTheirTermsDoNotDoSoAgain) {
             spill.synchronizeIDs(shard, work.m_shards[shard]);
         }
         if (end != ShardLayout::NUMBER_OF_SHARDS)
-            spill.resolveShard(m_dictionary, end); // which nobody has been told of
+            spill.resolveShard(m_dictionary, end); // whose result was not saved
         spill.keep();
     }
     EXPECT_EQ(work, LoadWork::parse(work.toBytes()));

@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-/// What a load into shards comes to.
+/// The results of a load into shards.
 struct ShardedOutcome {
     bool operator==(const ShardedOutcome&) const = default;
 
@@ -29,14 +29,14 @@ struct ShardedOutcome {
     std::vector<uint64_t> m_rows{}; // four IDs each
 };
 
-/// How a ShardedTestLoad loads.
+/// The settings of a ShardedTestLoad.
 struct ShardedHow {
     size_t m_numberOfThreads = 1;
     size_t m_blockSize = 700;
     ShardResolver::Settings m_resolver{.m_numberOfColumns = 4};
 };
 
-/// Loads files into shards, of which there is little, as the tool does.
+/// Loads small files into shards like the tool.
 class ShardedTestLoad {
 public:
     static constexpr size_t MEMORY_LIMIT = size_t(256) << 20;
@@ -44,23 +44,23 @@ public:
 
     explicit ShardedTestLoad(const std::vector<std::string>& texts, RdfFormat format = RdfFormat::N_QUADS);
 
-    /// Loads into a new dictionary. If that succeeds, resolves what was put aside.
+    /// Loads into a new dictionary. If that succeeds, resolves the spilled terms.
     ShardedOutcome load(const ShardedHow& how);
 
-    /// Goes on with a dictionary and what was put aside for it.
+    /// Continues with a dictionary and its spilled terms.
     ShardedOutcome load(const ShardedHow& how, ShardedDictionary& dictionary, ShardSpill& spill, const LoadWork& work);
 
-    /// Whether the latest load has put terms aside.
+    /// Returns whether the latest load has spilled terms.
     bool hasSpilled() const noexcept { return m_hasSpilled; }
 
-    /// The memory that the shards have in use when they are empty, and at the end of the latest load.
+    /// Returns the memory in use when the shards are empty, and at the end of the latest load.
     size_t getEmptyMemory() const noexcept { return m_emptyMemory; }
     size_t getMemory() const noexcept { return m_memory; }
 
-    /// The outcome of a model: a plain load of the same, whose terms are dealt out to shards in their order.
+    /// Returns the results of a model: a plain load of the same files, whose terms are distributed to shards in order.
     ShardedOutcome getModel(const ShardedHow& how) const;
 
-    /// A folder for what is saved and put aside.
+    /// Returns a folder for saved shards and spilled terms.
     std::string getFolder() const { return m_directory.getPathOf("folder"); }
 
 private:

@@ -23,7 +23,7 @@ protected:
 
     static void write(const std::string& text, SpillFile& file) { file.write(text.data(), text.size()); }
 
-    /// Expects the next such call to fail with this message and at this place.
+    /// Expects the next such call to fail with this message at this place.
     template<class Action>
     static void expectFailure(const Call call, const int errorCode, const char* const name, const std::string& message,
                               const long line, const Action& action) {

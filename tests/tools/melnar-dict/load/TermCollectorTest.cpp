@@ -39,14 +39,14 @@ const std::vector<Rdf::Statement> SECOND_BLOCK{{{makeIri("a:u"), makeIri("a:q"),
 constexpr const char* FIRST_ROWS = "<a:s> <a:p> <a:o> .\n<a:t> <a:p> <a:u> <a:g> .\n";
 constexpr const char* SECOND_ROWS = "<a:u> <a:q> <a:s> <a:g> .\n<a:u> <a:p> <a:new> .\n";
 
-/// Hands the statements of a block to a collector, which starts with it.
+/// Passes the statements of a block to a collector, which starts with it.
 void take(TermCollector& collector, const std::vector<Rdf::Statement>& statements, ParsedPiece& piece) {
     collector.startBlock("");
     for (const Rdf::Statement& statement : statements)
         EXPECT_EQ(nullptr, collector.take(statement, 1, piece));
 }
 
-/// What rows stand for.
+/// Returns the terms of rows.
 std::string decode(const Dictionary& dictionary, const std::string& bytes) {
     std::vector<uint64_t> ids;
     takeIDs(bytes, LAYOUT.m_idWidth, ids);

@@ -15,10 +15,10 @@
 #include <utility>
 #include <vector>
 
-/// What loading one text comes to.
+/// The results of loading one text.
 struct LoadOutcome {
     ExitCode m_exitCode;
-    std::string m_errorOutput; // the file is called "FILE"
+    std::string m_errorOutput; // the name of the file is "FILE"
     StatementCounts m_counts;
     std::vector<std::string> m_strings;       // the distinct lexical forms, sorted by their bytes
     std::vector<std::string> m_plainLiterals; // the same
@@ -33,7 +33,7 @@ struct TermLoadOutcome {
     std::string m_savedBytes;     // of the dictionary
 };
 
-/// Loads files into a dictionary of its own, as the tool does.
+/// Loads files into its own dictionary like the tool.
 class TestLoad : private Unmovable {
 public:
     static constexpr size_t MEMORY_LIMIT = size_t(1) << 30;
@@ -50,7 +50,7 @@ public:
     /// Loads a file and commits; may be repeated.
     void load(const std::string& fileName, RdfFormat format);
 
-    /// The distinct lexical forms of a datatype, each read back by its ID and looked up again by what was read.
+    /// Returns the distinct lexical forms of a datatype; reads each by its ID and looks up what was read.
     std::vector<std::string> readForms(uint8_t datatypeID) const;
 
     const Dictionary& getDictionary() const { return m_dictionary; }
@@ -74,6 +74,6 @@ LoadOutcome loadText(RdfFormat format, std::string_view text, FileLoader::Settin
 /// Loads a text with all terms.
 TermLoadOutcome loadTermsOfText(RdfFormat format, std::string_view text, const FileLoader::Settings& settings);
 
-/// Many statements with terms of all kinds, most of which stand several times. Some are longer than a small block, if that
-/// is asked of a Turtle or TriG text.
+/// Makes many statements with terms of all kinds, most of which occur several times. On request, some statements of a
+/// Turtle or TriG text are longer than a small block.
 std::string makeStatements(RdfFormat format, size_t numberOfStatements, bool hasLongOnes = false);

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// The W3C's tests of the four formats, with what a reader must find in each.
+/// The W3C's tests of the four formats, with their expected results.
 class W3cSuiteTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -29,7 +29,7 @@ protected:
                                         : RdfFormat::TRIG;
     }
 
-    /// What is wrong about how a test is decided; nothing when all is right.
+    /// Returns the fault in the result of a test; empty if there is none.
     std::string findFault(const nlohmann::json& test, FileLoader::Settings settings) const {
         settings.m_base = test["base"];
         TestLoad load(settings);

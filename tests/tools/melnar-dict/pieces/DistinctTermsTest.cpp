@@ -63,7 +63,7 @@ TEST(DistinctTermsTest, manyTermsAreFoundWhereTheyWereAppended) {
     }
 }
 
-// A hash that somebody can compute keeps nobody from making thousands of terms that collide.
+// If a hash can be computed, an attacker can make thousands of terms that collide.
 TEST(DistinctTermsTest, aTermThatCollidesWithManyIsAppendedWithoutALongLook) {
     std::vector<std::string> colliding;
     constexpr uint32_t MASK = (1 << 12) - 1; // as long as there are few terms

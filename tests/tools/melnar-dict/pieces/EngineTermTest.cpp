@@ -26,7 +26,7 @@ Rdf::Term makeLiteral(const std::string_view text, const std::string_view tag, c
     return literal;
 }
 
-/// Datatype ID and lexical form of a term.
+/// Returns datatype ID and lexical form of a term.
 std::pair<uint8_t, std::string> getForm(const Rdf::Term& term, const uint64_t document = 1) {
     std::string text = "what was there before";
     const Term result = toTerm(term, document, text);

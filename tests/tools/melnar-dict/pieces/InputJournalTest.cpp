@@ -26,7 +26,7 @@ InputError badData(const uint64_t line, const std::string& cause) {
 
 class InputJournalTest : public testing::Test {
 protected:
-    /// A journal at the start of a file.
+    /// Opens a journal at the start of a file.
     InputJournal& open(const bool lenient) { return open(InputJournal::Settings{.m_isLenient = lenient}); }
 
     InputJournal& open(const InputJournal::Settings& settings) {

@@ -33,7 +33,7 @@ Rdf::Statement makeStatement(const std::string_view subject, const Rdf::Term& ob
     return statement;
 }
 
-/// The forms of all entries, each with its datatype ID.
+/// Returns the forms of all entries, each with its datatype ID.
 std::vector<std::string> getForms(const FormBatch& batch) {
     std::vector<std::string> forms;
     for (const BatchEntry& entry : batch.getEntries())

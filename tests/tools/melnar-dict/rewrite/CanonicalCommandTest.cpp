@@ -21,7 +21,7 @@ namespace {
 
 class CanonicalCommandTest : public testing::Test {
 protected:
-    /// Adds an input; its name tells the format.
+    /// Adds an input; its name determines the format.
     void add(const std::string& name, const std::string& text) {
         m_options.m_files.emplace_back(m_directory.addFile(name, text), *formatOfFile(name));
     }

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Blocks of a few bytes, most of which begin within a string, so that what was read ahead is mostly withdrawn.
+/// Blocks of a few bytes, most of which start within a string, so most guesses are wrong and are discarded.
 class CanonicalConcurrentTest : public testing::Test {
 protected:
     CanonicalConcurrentTest() {

@@ -17,7 +17,7 @@ namespace {
 
 using State = ShardedDictionary::State;
 
-/// In canonical form, with every kind of term.
+/// Quads in canonical form, with every kind of term.
 constexpr const char* QUADS = "<http://example.org/a#s> <urn:p> \"one\" .\n"
                               "<http://example.org/a#s> <urn:p> \"eins\"@de-AT <urn:g> .\n"
                               "_:b1 <urn:p> \"5\"^^<http://www.w3.org/2001/XMLSchema#integer> _:g .\n"
@@ -27,7 +27,7 @@ constexpr const char* QUADS = "<http://example.org/a#s> <urn:p> \"one\" .\n"
                               "<urn:s> <urn:p> <<( _:b1 <urn:p> \"x\\t\"@EN )>> .\n"
                               "<http://example.org/a#s> <urn:p> \"one\" .\n";
 
-/// What encode and decode make of the folder "f", which has the terms of "in.nq" and some hundred more.
+/// Tests encode and decode with the folder "f", which has the terms of "in.nq" and some hundred more.
 class FolderRewriteTest : public testing::Test {
 protected:
     FolderRewriteTest() {
@@ -121,7 +121,7 @@ TEST_F(FolderRewriteTest, theWidthOfAutoIsThatOfTheLargestId) {
     expectSuccess({"encode", "in.nq", "-d", "f", "-o", "narrow.npy"});
     EXPECT_NE(std::string::npos, getContentsOf("narrow.npy").find("'<u4'"));
     ShardManifest manifest = DictionaryFolder::readManifest(getPathOf("f"));
-    // Of a shard that no statement needs.
+    // The number belongs to a shard that no statement needs.
     const auto setNumber = [&](const uint64_t number) {
         manifest.m_shards[0].m_numberOfResources = number;
         manifest.m_shards[0].m_terms = {{D_IRI, {number, 0}}};
@@ -162,7 +162,7 @@ TEST_F(FolderRewriteTest, aLoadThatIsNotCompleteNamesNoFile) {
     for (int round = 0; round < 2; ++round) {
         expectFailure(3, {"encode", "added.nq", "-d", "g", "-o", "out"}, text);
         expectFailure(3, {"encode", "--as", "iri", "added.nq", "-d", "g", "-o", "out"}, text);
-        expectSuccess({"encode", "added.nq", "-d", "g", "-o", "-"}); // which names nothing
+        expectSuccess({"encode", "added.nq", "-d", "g", "-o", "-"}); // names no file
         if (round == 0) {
             addTo("g", "<urn:s> <urn:p> \"other\" .\n", State::WHOLE);
             expectSuccess({"encode", "added.nq", "-d", "g", "-o", "rows.npy"});

@@ -14,7 +14,7 @@
 
 namespace {
 
-/// In canonical form: decoding what was encoded gives back these bytes.
+/// Statements in canonical form: encoding and decoding give the same bytes.
 constexpr const char* CANONICAL =
     "<urn:s> <urn:p> \"one\" .\n"
     "_:b1 <urn:p> \"eins\"@de-AT .\n"
@@ -42,14 +42,14 @@ protected:
         return TemporaryDirectory::getContentsOf(m_directory.getPathOf(fileName));
     }
 
-    /// The line that encoded files begin with.
+    /// Returns the line at the start of encoded files.
     std::string getLineOf(const std::string& dictionaryName) const {
         const auto dictionary =
             Dictionary::open(m_directory.getPathOf(dictionaryName), {.m_memoryLimit = size_t(64) << 20});
         return DictionaryLine::make(dictionary->getHistory());
     }
 
-    /// Loads a statement into a dictionary, a new one or one to which it is added.
+    /// Loads a statement into a dictionary, a new one or an existing one.
     void loadText(const std::string& text, const std::string& option, const std::string& dictionaryName) {
         m_directory.addFile("text.nt", "<urn:s> <urn:p> \"" + text + "\" .\n");
         const ToolResult result = run({"load", "--strings-only", "text.nt", option, dictionaryName, "--threads", "1"});

@@ -32,8 +32,8 @@ std::string unpack(const std::filesystem::path& path) {
     return text;
 }
 
-/// The canonical form of statements that are canonical but for blank lines, tabs and form feeds that are not escaped and the datatype
-/// xsd:string, as those of the data sets are.
+/// Returns the canonical form of statements that are canonical except for blank lines, unescaped tabs and form feeds,
+/// and xsd:string, like those of the data sets.
 std::string canonicalise(const std::string_view text) {
     constexpr std::string_view XSD_STRING_SUFFIX = "\"^^<http://www.w3.org/2001/XMLSchema#string>";
     std::string canonical;
@@ -99,7 +99,7 @@ TEST_P(RewriteDataSetsSlowTest, decodingWhatWasEncodedGivesTheStatementsBack) {
     }
 }
 
-/// The numbers of all terms of a set in the order in which they first appear, as another program has computed them.
+/// Compares with the numbers of all terms of a set in order of first appearance, computed by another program.
 TEST(RowFactsSlowTest, rowsAreThoseOfTheFacts) {
     const std::optional<std::string> data = getDataFolder();
     if (!data)

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// In this process, so that a sanitizer sees the threads.
+/// Runs in this process, so that a sanitizer watches the threads.
 TEST(RowRewriteConcurrentTest, threadsEncodeAndDecodeInTheOrderOfTheInput) {
     std::string triples;
     for (int number = 0; number < 30000; ++number)

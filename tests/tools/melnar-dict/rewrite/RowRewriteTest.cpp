@@ -22,7 +22,7 @@
 
 namespace {
 
-/// In canonical form, with every kind of term.
+/// Triples in canonical form, with every kind of term.
 constexpr const char* TRIPLES = "<http://example.org/a#s> <urn:p> \"one\" .\n"
                                 "<http://example.org/a#s> <urn:p> \"eins\"@de-AT .\n"
                                 "<http://example.org/a#s> <urn:p> \"\xD9\x88\"@ar--rtl .\n"
@@ -152,7 +152,7 @@ TEST_F(RowRewriteTest, orderIsKeptOverManyBlocksAndThreads) {
     EXPECT_TRUE(triples == run({"decode", "-", "-d", "d", "-o", "-"}, getContentsOf("T.npy")).m_output);
 }
 
-/// More text than is held at a time comes of a few rows.
+/// A few rows give more text than is held at a time.
 TEST_F(RowRewriteTest, longTextsAreWrittenPieceByPiece) {
     const std::string text = "<urn:s> <urn:p> \"" + std::string(700000, 'x') + "\" .\n<urn:s> <urn:p> \"y\" .\n";
     addWithDictionary("in.nt", text);
@@ -438,7 +438,7 @@ TEST_F(RowRewriteTest, anInterruptionLeavesTheOldFileAndNothingElse) {
             ToolInput input;
             input.m_workingDirectory = m_directory.getPathOf("");
             RunningTool tool({verb, "pipe.nt", "-d", "d", "-o", "out"}, input);
-            const int pipeEnd = ::open(pipe.c_str(), O_WRONLY); // when the tool reads
+            const int pipeEnd = ::open(pipe.c_str(), O_WRONLY); // returns when the tool reads
             const std::string part = getContentsOf(inputName).substr(0, 300);
             EXPECT_EQ(static_cast<ssize_t>(part.size()), ::write(pipeEnd, part.data(), part.size()));
             EXPECT_TRUE(exists("out.saving"));

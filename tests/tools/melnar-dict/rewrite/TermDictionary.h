@@ -11,6 +11,6 @@ void saveTermDictionary(const InputFiles& files, const std::string& dictionaryNa
                         const BlankNodeOptions& blankNodes = {}, const std::string& base = "",
                         Rdf::Version version = Rdf::Version::RDF_1_2);
 
-/// The same with files whose names tell their formats.
+/// The same with files whose names determine their formats.
 void saveTermDictionary(const std::vector<std::string>& fileNames, const std::string& dictionaryName,
                         const BlankNodeOptions& blankNodes = {});

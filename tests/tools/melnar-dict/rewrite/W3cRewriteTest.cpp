@@ -23,7 +23,7 @@
 
 namespace {
 
-/// The W3C's tests, decided by `check` and written by `canonical`.
+/// The W3C's tests, checked by `check` and written by `canonical`.
 class W3cRewriteTest : public testing::Test {
 protected:
     W3cRewriteTest() : m_nowhere(::open("/dev/null", O_WRONLY)), m_output(m_nowhere) {}
@@ -66,7 +66,7 @@ protected:
         }
     }
 
-    /// Statements come back from rows of IDs as `canonical` writes them, but for the case of language tags.
+    /// Checks that rows of IDs give the statements as `canonical` writes them, except for the case of language tags.
     void checkRows(const std::string& path, const RdfFormat format, const FilePass::Settings& reading) {
         RewriteOptions options;
         options.m_files = {{path, format}};

@@ -22,7 +22,7 @@ protected:
         m_otherLine = DictionaryLine::make(other);
     }
 
-    /// The number of the refused line; 0 when there is none.
+    /// Returns the number of the refused line; 0 if there is none.
     uint64_t findRefused(const std::string& text) const {
         const auto refused = DictionaryLine::findRefused(text, m_history);
         return refused ? refused->m_line : 0;
@@ -93,7 +93,7 @@ TEST_F(DictionaryLineTest, aCommentWithinALineIsNone) {
     EXPECT_EQ("", getCause(" " + m_otherLine));
 }
 
-/// Whatever becomes of the line: it is never taken for one of another text, and never ignored when it has begun.
+/// A damaged line is never mistaken for one of another text, and never ignored once it has started.
 TEST_F(DictionaryLineTest, aDamagedLineIsRefused) {
     const size_t beginning = std::string("# melnar-dict: encoded with ").size();
     const std::string damaged = "the comment that names the dictionary is damaged";

@@ -47,7 +47,7 @@ protected:
         file.commit();
     }
 
-    /// What a file with these IDs must be.
+    /// Returns the expected file with these IDs.
     std::string getExpected(const RowLayout& layout, const size_t rows) const {
         std::string line = DictionaryLine::make(m_history);
         line.pop_back();
@@ -84,7 +84,7 @@ TEST_F(NpyFileTest, wideIDsAreNarrowedInTheirPlace) {
     EXPECT_TRUE(getExpected({4, 4}, 10) == TemporaryDirectory::getContentsOf(m_path)) << "nothing is widened";
 }
 
-/// Others write to the place where the rows of before end, after the bytes of the header.
+/// Other processes write where the existing rows end, after the bytes of the header.
 TEST_F(NpyFileTest, rowsThatOtherProcessesWriteAreCounted) {
     const RowLayout layout{3, 8};
     const std::string expected = getExpected(layout, 5000);
@@ -180,7 +180,7 @@ TEST_F(NpyFileTest, eachFailureNamesTheFileAndLeavesTheOldOne) {
     }
 }
 
-/// The interpreter that has NumPy; empty if there is none.
+/// Returns the interpreter that has NumPy; empty if there is none.
 std::string findPython() {
     for (const std::string python : {"/usr/bin/python3", "python3"})
         if (std::system((python + " -c 'import numpy' 2>/dev/null").c_str()) == 0) // NOLINT(cert-env33-c)

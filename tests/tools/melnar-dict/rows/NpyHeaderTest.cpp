@@ -13,7 +13,7 @@
 
 namespace {
 
-/// The text that toBytes makes.
+/// Returns the text that toBytes makes.
 std::string getText(const std::string& bytes) {
     return bytes.substr(NpyHeader::PREAMBLE_SIZE + 2);
 }
@@ -120,7 +120,7 @@ TEST(NpyHeaderTest, whatIsNoArrayOfIDsIsRefusedWithItsCause) {
         EXPECT_EQ(cause, getRefusal(text)) << text;
 }
 
-/// Whatever a header says, it is read or refused, and what is read can be used.
+/// Any header is read or refused, and whatever is read can be used.
 TEST(NpyHeaderTest, damagedHeadersAreReadOrRefused) {
     const std::string sound = "{'descr': '<u4', 'fortran_order': False, 'shape': (17, 3), } # a comment   \n";
     const std::string characters = "{}(),:'\"<>ui48[]# \n0917FTx\\\0\xFF";

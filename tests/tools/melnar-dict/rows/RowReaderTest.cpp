@@ -25,7 +25,7 @@ std::vector<uint64_t> makeIDs(const size_t number) {
     return ids;
 }
 
-/// All IDs of a file.
+/// Reads all IDs of a file.
 std::vector<uint64_t> readAll(const std::string& bytes, const size_t blockSize) {
     RowReader reader(std::make_unique<TextSource>(bytes, 1000), blockSize);
     std::vector<uint64_t> all;

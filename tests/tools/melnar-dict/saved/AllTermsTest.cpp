@@ -13,7 +13,7 @@
 
 namespace {
 
-/// What the verbs make of a dictionary "d" of terms of all families.
+/// Tests the verbs with a dictionary "d" of terms of all families.
 class AllTermsTest : public testing::Test {
 protected:
     AllTermsTest() { makeDictionaryOfTerms()->save(m_directory.getPathOf("d")); }
@@ -25,7 +25,7 @@ protected:
         return runToolProcess(arguments, toolInput);
     }
 
-    /// The output of a run that must go well.
+    /// Returns the output of a run that must succeed.
     std::string outputOf(const std::vector<std::string>& arguments, const std::string& input = "") const {
         const ToolResult result = run(arguments, input);
         EXPECT_EQ(0, result.m_exitCode) << arguments.front();
@@ -41,7 +41,7 @@ protected:
         return rows;
     }
 
-    /// All terms as lines of text, with IDs or without.
+    /// Returns all terms as lines of text, with or without IDs.
     std::string toLines(const bool hasIDs) const {
         std::string lines;
         for (size_t index = 0; index < m_samples.size(); ++index)

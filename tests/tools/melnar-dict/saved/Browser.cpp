@@ -9,7 +9,8 @@ namespace {
 // Higher than any page, so that nothing scrolls.
 constexpr const char* FRAME_HEIGHT = "8000";
 
-/// Puts a page into a frame of another one, which its own script may look at. A window cannot be as narrow as a phone.
+/// Makes a page with another page in a frame, which the script of the outer page may inspect. A window cannot be as
+/// narrow as a phone.
 std::string makeFrame(const std::string& page, const int width, const std::string& script) {
     std::string escaped;
     for (const char character : page)
@@ -43,7 +44,7 @@ void Browser::run(const std::string& frame, const std::string& options) const {
 }
 
 nlohmann::json Browser::measure(const std::string& page, const int width, const std::string& expression) const {
-    // Escaped so that the document that is printed needs no parser.
+    // Escaped, so that the printed document needs no parser.
     const std::string script =
         "addEventListener('load', () => { const frame = document.querySelector('iframe').contentWindow; const page = "
         "frame.document; const result = " +

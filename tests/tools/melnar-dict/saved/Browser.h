@@ -7,21 +7,21 @@
 
 #include <string>
 
-/// Chromium without display and network, which looks at pages in a frame of its window.
+/// Chromium without display and network, which shows pages in a frame of its window.
 ///
-/// Errors  std::runtime_error when it does not do what it is asked for.
+/// Errors  std::runtime_error if it does not do what is requested.
 class Browser : private Unmovable {
 public:
     static bool isInstalled();
 
-    /// Lays a page out in a frame so wide, and returns what `expression`, in JavaScript, says of `frame`, the frame's
-    /// window, and `page`, its document.
+    /// Lays out a page in a frame of this width, and returns the value of `expression`, in JavaScript, with `frame`,
+    /// the frame's window, and `page`, its document.
     nlohmann::json measure(const std::string& page, int width, const std::string& expression) const;
 
-    /// Draws a page in a frame so wide; the upper left corner of the image is the frame's.
+    /// Draws a page in a frame of this width; the upper left corner of the image is that of the frame.
     PngImage draw(const std::string& page, int width, bool isDark) const;
 
-    /// The messages of the last page on the console, such as errors.
+    /// Returns the messages of the last page on the console, such as errors.
     std::string getConsole() const;
 
 private:

@@ -28,7 +28,7 @@ Json toJson(const ComponentInfo& component) {
     return Json::parse(output.getBytes());
 }
 
-/// The figures of a tree by their places: names of components, of which those of one name have numbers, and label.
+/// Collects the figures of a tree by their places: names of components, with numbers for equal names, and label.
 void collect(const Json& component, const std::string& place, std::map<std::string, double>& figures) {
     for (const Json& property : component["properties"])
         if (property["value"].is_number())
@@ -85,7 +85,7 @@ TEST_F(ComponentSumTest, theSumOfOneIsItsTreeWithoutWhatTellsOfTheWhole) {
 
 TEST_F(ComponentSumTest, figuresAreThoseOfAllTogether) {
     std::vector<Form> forms;
-    for (int number = 0; number < 2500; ++number) // so that the tables have different sizes
+    for (int number = 0; number < 2500; ++number) // so the tables have different sizes
         forms.emplace_back(std::to_string(number), D_XSD_STRING);
     forms.emplace_back("_", D_BLANK_NODE);
     forms.emplace_back("x@en", D_RDF_PLAIN_LITERAL);

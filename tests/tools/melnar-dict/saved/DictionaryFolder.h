@@ -7,11 +7,11 @@
 #include <utility>
 #include <vector>
 
-/// Makes folders of dictionaries, and looks into them.
+/// Makes folders of dictionaries, and inspects them.
 namespace DictionaryFolder {
 
-/// Adds all terms of a dictionary to the folder of this name, in the order of their IDs. Makes the folder if it is not
-/// there.
+/// Adds all terms of a dictionary to the folder of this name, in the order of their IDs. Makes the folder if it does
+/// not exist.
 void add(const Dictionary& dictionary, const std::string& folderName,
          ShardedDictionary::State state = ShardedDictionary::State::WHOLE);
 
@@ -21,10 +21,10 @@ void add(const std::string& fileName, const std::string& folderName,
 
 ShardManifest readManifest(const std::string& folderName);
 
-/// Puts a manifest in the place of the folder's.
+/// Replaces the manifest of the folder.
 void writeManifest(const ShardManifest& manifest, const std::string& folderName);
 
-/// The path of a shard's file, which must be there.
+/// Returns the path of a shard's file, which must exist.
 std::string getPathOf(const std::string& folderName, uint32_t shard);
 
 /// Removes the files of all shards but these.

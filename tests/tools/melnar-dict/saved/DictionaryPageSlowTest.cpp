@@ -21,8 +21,8 @@ constexpr uint32_t MARK = 0x2B74B5;
 constexpr uint32_t LIGHT_TRACK = 0xEDF0F3;
 constexpr uint32_t DARK_TRACK = 0x252B32;
 
-/// What Chromium makes of a page of a dictionary with some thousand strings, withdrawn ones among them. The page comes
-/// from the tool, and so do the figures that the drawings are compared with.
+/// Tests how Chromium shows a page of a dictionary with some thousand strings, including withdrawn ones. The tool makes
+/// the page and the figures with which the drawings are compared.
 class DictionaryPageSlowTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -50,7 +50,7 @@ protected:
         m_figures = nlohmann::json::parse(runToolProcess({"stats", "--json", m_directory.getPathOf("d")}).m_output);
     }
 
-    /// The value of a figure of a component; the names of those around it are joined by slashes.
+    /// Collects the values of figures of a component; the names of its ancestors are joined by slashes.
     static void collect(const nlohmann::json& component, const std::string& path,
                         std::map<std::string, double>& values) {
         for (const nlohmann::json& property : component["properties"])
@@ -66,7 +66,7 @@ protected:
         return figures;
     }
 
-    /// The names and shares of the bars of a section, as they are drawn.
+    /// Returns the names and shares of the bars of a section, as drawn.
     std::vector<std::pair<std::string, double>> measureBars(const std::string& section, const int width) const {
         const nlohmann::json bars = m_browser.measure(
             m_page, width,
@@ -155,7 +155,7 @@ TEST_F(DictionaryPageSlowTest, columnsHaveTheSharesOfTheirStrings) {
 }
 
 TEST_F(DictionaryPageSlowTest, areasFollowTheOccupancyOfTheirTables) {
-    // How high the area is filled in the middle of each segment, by bisection.
+    // The height of the filled area in the middle of each segment, by bisection.
     const nlohmann::json areas = m_browser.measure(
         m_page, DESKTOP,
         "[...page.querySelectorAll('#occupancy path')].map(path => { const grid = "

@@ -99,7 +99,7 @@ TEST_F(FolderDictionaryTest, whatWasOpenedStaysReadableWhenAWriterReplacesIt) {
     Dictionary more({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = 10000});
     {
         DictionaryThread thread(more);
-        for (int number = 0; number < 2000; ++number) // some in each shard, so that all files are replaced
+        for (int number = 0; number < 2000; ++number) // some in each shard, so all files are replaced
             more.resolveResource(thread, std::to_string(number), D_XSD_STRING);
     }
     DictionaryFolder::add(more, m_folder);

@@ -27,7 +27,7 @@ std::vector<std::string> toLines(const std::string& text) {
     return lines;
 }
 
-/// What the verbs make of the folder "f", which has the terms of the file "d": the samples, and many strings.
+/// Tests the verbs with the folder "f", which has the terms of the file "d": the samples, and many strings.
 class FolderVerbsTest : public testing::Test {
 protected:
     static constexpr int NUMBER_OF_STRINGS = 3000;
@@ -60,7 +60,7 @@ protected:
         return runToolProcess(arguments, toolInput);
     }
 
-    /// The output of a run that must go well.
+    /// Returns the output of a run that must succeed.
     std::string outputOf(const std::vector<std::string>& arguments, const std::string& input = "") const {
         const ToolResult result = run(arguments, input);
         EXPECT_EQ(0, result.m_exitCode) << arguments.front();
@@ -198,7 +198,7 @@ TEST_F(FolderVerbsTest, verifyNamesTheFirstTermThatNoFileCanHoldByItsIdInTheFold
     const std::string id = std::to_string(ShardLayout::toGlobal(number, shard));
     expectFailure(1, {"verify", "f"}, "resource " + id + ": ");
     expectFailure(1, {"get", "f", id}, "resource " + id + " cannot be written: ");
-    // Damage of a shard that comes later weighs more.
+    // Damage of a later shard takes precedence.
     ASSERT_GT(255u, shard);
     damage(DictionaryFolder::getPathOf(getPathOf("f"), 255), 100);
     expectFailure(3, {"verify", "f"}, "shard-ff-");
@@ -283,7 +283,7 @@ TEST_F(FolderVerbsTest, theMemoryLimitIsThatOfAllShardsTogether) {
     EXPECT_EQ(3, result.m_exitCode);
     EXPECT_NE(std::string::npos, result.m_errorOutput.find("out of memory: --memory-limit 8M is reached"))
         << result.m_errorOutput;
-    // A shard at a time needs little.
+    // One shard at a time needs little memory.
     EXPECT_EQ(m_ids.size(), toLines(outputOf({"dump", "f", "--memory-limit", "8M"})).size());
     outputOf({"verify", "f", "--memory-limit", "8M"});
     outputOf({"stats", "f", "--memory-limit", "8M"});

@@ -14,7 +14,7 @@
 
 namespace {
 
-/// Dictionaries whose terms no RDF file can hold, and files that would like to speak to the terminal.
+/// Dictionaries whose terms no RDF file can contain, and files that try to control the terminal.
 class ForgedDictionaryTest : public testing::Test {
 protected:
     /// Runs the tool; whatever it prints must be harmless.
@@ -28,7 +28,7 @@ protected:
         return result;
     }
 
-    /// Saves as "d" what a program that embeds the library may put into a dictionary: any bytes.
+    /// Saves as "d" a dictionary as a program that embeds the library may make it: with any bytes.
     void saveBytes() const {
         Dictionary dictionary({.m_memoryLimit = size_t(64) << 20, .m_maximumNumberOfResources = 1000});
         {
@@ -45,7 +45,7 @@ protected:
         dictionary.save(m_directory.getPathOf("d"));
     }
 
-    /// Saves as "d" a file with right checksums and a tag, of six bytes with '@' and text, that is none.
+    /// Saves as "d" a file with correct checksums and an invalid tag: six bytes with '@' and text.
     void saveTag(const std::string& form) {
         Dictionary dictionary({.m_memoryLimit = size_t(64) << 20, .m_maximumNumberOfResources = 1000});
         {
@@ -62,7 +62,7 @@ protected:
     TemporaryDirectory m_directory;
 };
 
-/// Terms that the library takes and no RDF file can hold, and what is wrong with them.
+/// Terms that the library takes and no RDF file can contain, and their faults.
 const std::vector<std::tuple<std::string, uint8_t, std::string>> UNWRITABLE_TERMS{
     {"x", D_IRI, "it is not an absolute IRI"},
     {"a:b\x1B[2J", D_IRI, "it is not an absolute IRI"},
@@ -143,7 +143,7 @@ TEST_F(ForgedDictionaryTest, aFormThatIsNoneOfItsFamilyIsNeverPrinted) {
         ASSERT_NE(std::string::npos, place) << form;
         pool.replace(place, form.size(), forgedForm);
         m_directory.addFile("d", file.getBytes());
-        const bool isWritable = datatypeID == D_DIRECTIONAL_STRING; // an '@' more belongs to the text
+        const bool isWritable = datatypeID == D_DIRECTIONAL_STRING; // another '@' belongs to the text
         EXPECT_EQ(3, run({"verify", "d"}).m_exitCode) << "not found by its hash";
         for (const std::vector<std::string>& arguments :
              std::vector<std::vector<std::string>>{{"get", "d", "1", "2"}, {"dump", "d"}}) {
@@ -273,7 +273,7 @@ TEST_F(ForgedDictionaryTest, whatFilesAndArgumentsSayInMessagesIsHarmless) {
     EXPECT_EQ(1, run({"verify", attackInUtf8}).m_exitCode);
 }
 
-/// The tool under a limit of address space, in KiB, as the shell sets it.
+/// Runs the tool under a limit of address space, in KiB, which the shell sets.
 int runWithin(const size_t limit, const std::string& arguments) {
     const std::string command =
         "ulimit -v " + std::to_string(limit) + " && exec " MELNAR_DICT_EXECUTABLE " " + arguments + " >/dev/null 2>&1";

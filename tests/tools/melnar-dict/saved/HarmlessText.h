@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-/// Whether a text can do nothing to a terminal: UTF-8 without control characters but tabs and line feeds.
+/// Returns whether a text cannot control a terminal: UTF-8 without control characters except tabs and line feeds.
 inline bool isHarmless(const std::string& text) {
     const char* const end = text.data() + text.size();
     if (Rdf::Utf8::findInvalid(text.data(), end) != end)

@@ -17,7 +17,7 @@ size_t readNumber(const std::string& file, const size_t position) {
     return number;
 }
 
-/// The one of left, above and their common neighbour that is closest to what the three predict.
+/// Returns the value among left, above and their common neighbour that is closest to the prediction from all three.
 uint8_t predict(const int left, const int above, const int aboveLeft) {
     const int prediction = left + above - aboveLeft;
     const int toLeft = std::abs(prediction - left);
@@ -67,7 +67,7 @@ PngImage::PngImage(const std::string& file) : m_width(0), m_height(0), m_bytesOf
         position = data + size + 4;
     }
     const size_t bytesOfARow = m_width * m_bytesOfAPixel;
-    std::vector<uint8_t> rows(m_height * (bytesOfARow + 1)); // each behind its filter
+    std::vector<uint8_t> rows(m_height * (bytesOfARow + 1)); // each after its filter
     uLongf size = rows.size();
     if (::uncompress(rows.data(), &size, reinterpret_cast<const Bytef*>(packed.data()), packed.size()) != Z_OK ||
         size != rows.size())

@@ -8,13 +8,13 @@
 /// The pixels of a PNG file with 8 bits for each of three or four components, not interlaced, as browsers write them.
 class PngImage {
 public:
-    /// A file of another kind is a std::runtime_error.
+    /// Throws std::runtime_error for a file of another kind.
     explicit PngImage(const std::string& file);
 
     size_t getWidth() const { return m_width; }
     size_t getHeight() const { return m_height; }
 
-    /// The colour of a pixel as 0xRRGGBB, from the left and from the top.
+    /// Returns the colour of a pixel as 0xRRGGBB; x counts from the left, y from the top.
     uint32_t getColour(size_t x, size_t y) const;
 
 private:

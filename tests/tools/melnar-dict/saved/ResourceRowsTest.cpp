@@ -17,7 +17,7 @@ namespace {
 
 class ResourceRowsTest : public testing::Test {
 protected:
-    /// What the rows are that `print` prints.
+    /// Returns the rows that `print` prints.
     template<class Print>
     std::string rowsOf(const bool asJson, const Print& print) {
         const std::string fileName = m_directory.addFile("rows", "");

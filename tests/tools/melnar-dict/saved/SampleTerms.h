@@ -9,13 +9,13 @@
 #include <string_view>
 #include <vector>
 
-/// A term, and how the tool prints it.
+/// A term, and its text as the tool prints it.
 struct SampleTerm {
     Term m_term;
     std::string m_text;
 };
 
-/// Terms of all families, some of which share texts with others.
+/// Makes terms of all families, some of which share texts with others.
 inline std::vector<SampleTerm> makeSampleTerms() {
     using Kind = Term::Kind;
     using Direction = Term::Direction;
@@ -46,7 +46,7 @@ inline std::vector<SampleTerm> makeSampleTerms() {
          R"(<<( <a:s> <a:p> <<( <a:s> <a:p> "\u009B" )>> )>>)"}};
 }
 
-/// A dictionary with these terms, whose IDs count from 1.
+/// Makes a dictionary with these terms, whose IDs count from 1.
 inline std::unique_ptr<Dictionary> makeDictionaryOfTerms() {
     auto dictionary = std::make_unique<Dictionary>(
         DictionaryOptions{.m_memoryLimit = size_t(64) << 20, .m_maximumNumberOfResources = 1000});

@@ -21,7 +21,7 @@ constexpr const char* TRIPLES = "<urn:s> <urn:p> \"one\" .\n"
                                 "<urn:s> <urn:p> \"line\\nbreak \\\"quoted\\\"\"@en-GB .\n"
                                 "<urn:s> <urn:p> \"5\"^^<http://www.w3.org/2001/XMLSchema#integer> .\n";
 
-/// What the verbs make of the triples above, loaded and saved as "d" by one thread.
+/// Tests the verbs with the triples above, loaded and saved as "d" by one thread.
 class SavedDictionaryTest : public testing::Test {
 protected:
     SavedDictionaryTest() {
@@ -238,7 +238,7 @@ TEST_F(SavedDictionaryTest, everyVerbRefusesFilesThatAreNoDictionary) {
             arguments.emplace_back("\"one\"");
         const ToolResult result = run(arguments);
         EXPECT_EQ(3, result.m_exitCode) << verb;
-        // compact reads the file that it has locked, by its own name.
+        // compact reads the file that it has locked, by its real name.
         const std::string name = arguments[0] == "compact" ? m_directory.getPathOf("in.nt") : "in.nt";
         EXPECT_EQ("melnar-dict: File '" + name + "' is not a dictionary file.\n", result.m_errorOutput) << verb;
         arguments[1] = "missing";

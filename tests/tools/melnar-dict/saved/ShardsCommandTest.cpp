@@ -14,7 +14,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// What `shards` prints of the folder "f" of the samples.
+/// Tests the output of `shards` for the folder "f" of the samples.
 class ShardsCommandTest : public testing::Test {
 protected:
     ShardsCommandTest() { DictionaryFolder::add(*makeDictionaryOfTerms(), m_folder); }

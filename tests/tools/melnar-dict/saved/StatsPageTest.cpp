@@ -13,7 +13,7 @@
 
 namespace {
 
-/// The page that `stats` writes of a dictionary "d".
+/// Tests the page that `stats` writes for a dictionary "d".
 class StatsPageTest : public testing::Test {
 protected:
     StatsPageTest() {
@@ -33,7 +33,7 @@ protected:
 
     bool exists(const std::string& fileName) const { return std::filesystem::exists(m_directory.getPathOf(fileName)); }
 
-    /// Expects exit code 2, this message, and a file as it was.
+    /// Expects exit code 2, this message, and an unchanged file.
     void expectRefusal(const std::vector<std::string>& arguments, const std::string& message,
                        const std::string& fileName) const {
         const std::string before = getContentsOf(fileName);

@@ -12,7 +12,7 @@
 
 namespace {
 
-// What only the dictionary finds wrong.
+// A term that only the dictionary refuses.
 const std::string MALFORMED = "\"x@en-\"^^<http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral>";
 
 class TermLinesTest : public testing::Test {

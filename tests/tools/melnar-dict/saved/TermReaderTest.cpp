@@ -10,8 +10,8 @@ namespace {
 constexpr const char* XSD = "http://www.w3.org/2001/XMLSchema#";
 constexpr const char* RDF = "http://www.w3.org/1999/02/22-rdf-syntax-ns#";
 
-/// The kind's letter if it is no literal, the lexical form, and the datatype of a string whose form does not tell it; or
-/// the column and the cause of the error.
+/// Returns the kind's letter if it is no literal, the lexical form, and the datatype of a string whose form does not
+/// determine it; or the column and the cause of the error.
 std::string read(const std::string& text) {
     TermReader reader;
     Term term;

@@ -23,7 +23,7 @@ std::string getTriple(const std::string& text) {
     return "<urn:s> <urn:p> \"" + text + "\" .\n";
 }
 
-/// A pipe whose reading end is this process's; the other end is handed to a new one.
+/// A pipe whose reading end belongs to this process; the other end is passed to a new one.
 class Pipe : private Unmovable {
 public:
     Pipe() { EXPECT_EQ(0, ::pipe2(m_ends.data(), O_CLOEXEC)); }
@@ -41,7 +41,7 @@ public:
         m_ends[1] = -1;
     }
 
-    /// Reads as far as the character, and waits for it; less at the end of the input.
+    /// Reads up to the character, and waits for it; returns less at the end of the input.
     std::string readTo(const char last) const {
         std::string text;
         for (char character = 0; character != last && ::read(m_ends[0], &character, 1) == 1;)
@@ -53,7 +53,7 @@ private:
     std::array<int, 2> m_ends{-1, -1};
 };
 
-/// Two processes that write one dictionary, "d", which holds "one" as resource 1.
+/// Two processes that write one dictionary, "d", which has "one" as resource 1.
 class TwoWritersTest : public testing::Test {
 protected:
     TwoWritersTest() {
@@ -75,7 +75,7 @@ protected:
         return std::make_unique<RunningTool>(arguments, getInput());
     }
 
-    /// Starts the tool, which is to wait for another's end, and returns when it says so.
+    /// Starts the tool, which must wait for another's end, and returns when it says so.
     std::unique_ptr<RunningTool> startWaiting(const std::vector<std::string>& arguments, std::string& message) {
         Pipe& errorOutput = *m_errorOutputs.emplace_back(std::make_unique<Pipe>());
         ToolInput input = getInput();
@@ -86,8 +86,7 @@ protected:
         return tool;
     }
 
-    /// Returns when the tool that reads "pipe.nt" is in the midst of its work. It goes on when the result is given to
-    /// finish.
+    /// Returns when the tool that reads "pipe.nt" is working. It continues when the result is passed to finish.
     int enter() const { return ::open(m_directory.getPathOf("pipe.nt").c_str(), O_WRONLY | O_CLOEXEC); }
 
     static void finish(const int pipeEnd, const std::string& text) {
@@ -113,7 +112,7 @@ protected:
         return TemporaryDirectory::getContentsOf(m_directory.getPathOf(fileName));
     }
 
-    /// What a file holds behind the comment that it may begin with.
+    /// Returns the content of a file after the comment with which it may start.
     std::string getStatementsOf(const std::string& fileName) const {
         const std::string contents = getContentsOf(fileName);
         return contents.starts_with('#') ? contents.substr(contents.find('\n') + 1) : contents;
@@ -124,7 +123,8 @@ protected:
     const TemporaryDirectory m_directory;
 
 private:
-    std::vector<std::unique_ptr<Pipe>> m_errorOutputs; // stay open: who writes what nobody can read any more dies
+    std::vector<std::unique_ptr<Pipe>>
+        m_errorOutputs; // stay open: a process that writes to a pipe without a reader is killed
 };
 
 TEST_F(TwoWritersTest, theSecondIsRefusedAndToldWhoIsAtWork) {
@@ -283,7 +283,7 @@ TEST_F(TwoWritersTest, anInterruptedWaiterLeavesTheLockToItsHolder) {
     EXPECT_EQ(0, first->wait().m_exitCode);
 }
 
-/// Compaction prints more than a pipe holds before it replaces the file, and so waits for its reader.
+/// Compaction prints more than a pipe holds before it replaces the file, so it waits for its reader.
 TEST_F(TwoWritersTest, compactHoldsTheLockWhileItWorks) {
     constexpr uint64_t RESOURCES = 30000;
     {
@@ -355,7 +355,7 @@ TEST_F(TwoWritersTest, encodeAndDecodeLockTheirOutput) {
     }
 }
 
-/// The file was not there when the second process looked for the first time.
+/// The file did not exist when the second process looked for the first time.
 TEST_F(TwoWritersTest, anOutputIsLookedAtAgainAfterTheWait) {
     const auto first = start({"encode", "--as", "iri", "pipe.nt", "-d", "d", "-o", "out"});
     const int pipeEnd = enter();

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// A verb with an option of each kind, which notes all that it is given.
+/// A verb with an option of each kind, which records all its arguments.
 struct NotingVerb {
     VerbDescription m_description{"note", "note what is given", "Text.", "0 done.", {}};
     std::string m_first;
@@ -37,7 +37,7 @@ struct NotingVerb {
         m_description.m_checks.emplace_back([this] { m_isChecked = true; });
     }
 
-    /// Reads these arguments behind the operands "a" and "b".
+    /// Reads these arguments after the operands "a" and "b".
     NotingVerb& read(const std::vector<std::string>& arguments) {
         std::vector<std::string> all{"a", "b"};
         all.insert(all.end(), arguments.begin(), arguments.end());

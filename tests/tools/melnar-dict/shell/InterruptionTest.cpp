@@ -39,13 +39,13 @@ std::string waitForEnd(const pid_t process) {
                              : "signal " + std::to_string(WTERMSIG(status));
 }
 
-/// The end by a signal that is to be seen from outside.
+/// Returns the description of an end by a signal, as seen from outside.
 std::string endBy(const int signalNumber) {
     return signalNumber == SIGPIPE ? "signal " + std::to_string(signalNumber)
                                    : "exit " + std::to_string(128 + signalNumber);
 }
 
-/// Returns whether a process ends before a minute is over; it can still be waited for then.
+/// Returns whether a process ends within a minute; it can still be waited for then.
 bool endsSoon(const pid_t process) {
     for (int attempt = 0; attempt < 6000; ++attempt) {
         siginfo_t end{};
@@ -57,7 +57,7 @@ bool endsSoon(const pid_t process) {
     return false;
 }
 
-/// A pipe that the tool writes to and that nobody reads.
+/// A pipe to which the tool writes and that is not read.
 class UnreadPipe : private Unmovable {
 public:
     UnreadPipe() {
@@ -72,10 +72,10 @@ public:
 
     int getWritingEnd() const { return m_ends[1]; }
 
-    /// Waits until nothing more can be written. Returns false if that does not come.
+    /// Waits until nothing more can be written. Returns false if that does not happen.
     bool becomesFull() const { return holds(m_capacity); }
 
-    /// The same until there is anything in it.
+    /// Waits until there is anything in it.
     bool isWrittenTo() const { return holds(1); }
 
 private:
@@ -94,7 +94,7 @@ private:
     int m_capacity = 0;
 };
 
-/// The tool, running, with standard input that stays open and empty until it is interrupted.
+/// The running tool, with standard input that stays open and empty until it is interrupted.
 class WaitingTool : private Unmovable {
 public:
     explicit WaitingTool(const std::vector<std::string>& arguments, const std::vector<int>& ignoredSignals = {},
@@ -135,7 +135,7 @@ public:
         return false;
     }
 
-    /// Writes the same to the tool's standard input again and again, until the tool ends, and counts the bytes.
+    /// Writes the same to the tool's standard input repeatedly until the tool ends, and counts the bytes.
     void writeForEver(const std::string& input, std::atomic<uint64_t>& written) const {
         const auto previous = std::signal(SIGPIPE, SIG_IGN);
         for (size_t begin = 0;;) {
@@ -202,14 +202,14 @@ TEST(InterruptionTest, removesTheTemporaryFileAndLeavesTheOldOne) {
         }
 }
 
-/// The moments in which an OutputFile is interrupted, and what comes of it.
+/// The moments at which an OutputFile is interrupted, and the expected results.
 struct Moment {
     enum class Operation { OPEN, WRITE, SYNCHRONIZE, RENAME, SYNCHRONIZE_FOLDER, UNLINK, NONE };
 
     Operation m_operation;
-    bool m_commits;         // or ends without a commit
+    bool m_commits;         // otherwise it ends without a commit
     bool m_isNameFree;      // whether the temporary file is gone, so that another process may have taken the name
-    const char* m_contents; // of the file in the end
+    const char* m_contents; // of the file at the end
 };
 
 using Operation = Moment::Operation;
@@ -225,7 +225,7 @@ constexpr Moment MOMENTS[] = {
     {Operation::NONE, false, true, "old"},
 };
 
-/// Interrupts this process right behind one operation on a file, when another process has the name if it can.
+/// Interrupts this process directly after one operation on a file, when another process has the name if it can.
 class Interrupter : public FileOperationObserver {
 public:
     Interrupter(const Moment& moment, const std::string& temporaryFileName, const int signalNumber,
@@ -326,7 +326,7 @@ TEST(InterruptionTest, signalsThatWereIgnoredAtTheStartStayIgnored) {
     }
 }
 
-/// Every other thread of the tool is reading when one finds the error.
+/// All other threads of the tool are reading when one finds the error.
 TEST(InterruptionTest, anErrorEndsALoadThoughNoMoreBytesCome) {
     const TemporaryDirectory directory;
     std::string text = "<urn:s> <urn:p> bad .\n";
@@ -340,10 +340,10 @@ TEST(InterruptionTest, anErrorEndsALoadThoughNoMoreBytesCome) {
         }
 }
 
-/// What the verbs are interrupted in the midst of.
+/// The files with which verbs are interrupted in the middle of their work.
 class InterruptedWorkTest : public testing::Test {
 protected:
-    /// There are triples, "in.nt", a dictionary of them, "d", and their rows, "rows.npy".
+    /// Makes triples, "in.nt", a dictionary of them, "d", and their rows, "rows.npy".
     InterruptedWorkTest() : m_triples(makeTriples()), m_turtle("@prefix : <urn:> .\n" + m_triples) {
         m_directory.addFile("in.nt", m_triples);
         EXPECT_EQ(0, runToolProcess({"load", getPathOf("in.nt"), "-o", getPathOf("d"), "--ids", getPathOf("rows.npy")})
@@ -365,11 +365,11 @@ protected:
                 EXPECT_FALSE(std::filesystem::exists(getPathOf(name + suffix))) << name << suffix;
     }
 
-    /// Expects a verb whose input does not end to end by Ctrl-C when it has read much of it.
+    /// Expects that Ctrl-C ends a verb with endless input after it has read much of it.
     void expectEndInTheMidstOf(const std::vector<std::string>& arguments, const std::string& input,
                                const std::string& beginning = "") const {
         SCOPED_TRACE(testing::PrintToString(arguments));
-        constexpr uint64_t MUCH = 1 << 20; // more than what a pipe holds
+        constexpr uint64_t MUCH = 1 << 20; // more than a pipe holds
         const WaitingTool tool(arguments, {}, m_nowhere);
         std::string repeated;
         while (repeated.size() < MUCH / 16)

@@ -18,7 +18,7 @@ namespace {
 
 constexpr size_t MEBIBYTE = size_t(1) << 20;
 
-// What docs/tool.md leaves out of the limit: the program and its libraries, stacks of threads.
+// The memory that the limit excludes according to docs/tool.md: the program and its libraries, stacks of threads.
 constexpr size_t REMAINDER = 24 * MEBIBYTE;
 
 TEST(MemoryLimitTest, theDefaultLeavesSomeOfTheMachine) {
@@ -32,7 +32,7 @@ TEST(MemoryLimitTest, withoutALimitNoneIsNamed) {
     EXPECT_EQ("out of memory", MemoryLimit::describeFailure());
 }
 
-/// Loads files within limits; what they need beside the limit stays within the remainder.
+/// Loads files within limits; the memory that they need beyond the limit stays within the remainder.
 class MemoryLimitSlowTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -40,7 +40,7 @@ protected:
             GTEST_SKIP() << reason;
     }
 
-    /// Loads a file that consists of a piece, written so often, between two others. It is never all in this process.
+    /// Loads a file that consists of a repeated piece between two others. It is never completely in this process.
     ToolResult load(const std::string& name, const std::string& begin,
                     const std::function<std::string(size_t)>& makePiece, const size_t numberOfPieces,
                     const std::string& end, const std::string& threads) const {
@@ -72,8 +72,8 @@ protected:
     const TemporaryDirectory m_directory;
 };
 
-/// No statements are shorter: a thread has the most terms and rows of a block that there can be. The least limit leaves
-/// the dictionary 1 MiB, and it needs another one.
+/// No statements are shorter, so a thread has the largest possible number of terms and rows of a block. The smallest
+/// limit leaves the dictionary 1 MiB, and it needs another one.
 TEST_F(MemoryLimitSlowTest, threadsGetByWithWhatIsSetAsideHoweverShortStatementsAre) {
     constexpr size_t STATEMENTS = 200'000;
     constexpr size_t DISTINCT_TERMS = 60'000; // more than a block has

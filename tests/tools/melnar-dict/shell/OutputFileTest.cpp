@@ -47,7 +47,7 @@ protected:
         OutputFile::commitBoth(first, second);
     }
 
-    /// What both files hold, or that they differ; nothing else must be there.
+    /// Returns the content of both files, or that they differ; there must be no other files.
     std::string getState(const bool wereThere) const {
         std::string state;
         for (const size_t index : {0u, 1u}) {
@@ -86,7 +86,7 @@ TEST_F(OutputFileTest, whatALeftWriterKeptIsReplaced) {
     EXPECT_EQ("new", getState(true));
 }
 
-/// Every call fails once, in turn, with old files and without, on file systems that exchange files and others.
+/// Every call fails once, in turn, with and without old files, on file systems that can exchange files and on others.
 TEST_F(OutputFileTest, afterAFailureBothAreOldOrBothAreNew) {
     for (const Call call : {Call::WRITE, Call::FSYNC, Call::CLOSE, Call::RENAMEAT2, Call::RENAME, Call::LINK,
                             Call::OPEN, Call::FCHMOD, Call::LSTAT})
@@ -179,7 +179,7 @@ TEST_F(OutputFileTest, whereNeitherExchangeNorLinkWorksTheOldFilesStay) {
     EXPECT_EQ("old", getState(true));
 }
 
-/// Interrupts this process after so many operations on files.
+/// Interrupts this process after a number of operations on files.
 class Interrupter : public FileOperationObserver {
 public:
     explicit Interrupter(const size_t operations) : m_operations(operations) {}
@@ -200,14 +200,14 @@ private:
     size_t m_operations;
 };
 
-/// Kills a process as soon as one of two files has been replaced, whichever process has done it.
+/// Kills a process as soon as one of two files has been replaced, by any process.
 class Killer : public Interrupter {
 public:
     explicit Killer(const pid_t victim) : Interrupter(NEVER), m_victim(victim) {}
 
     void renamed(const char*, const char*) override {
         ::kill(m_victim, SIGKILL);
-        ::usleep(20'000); // so that it is dead before the other file is replaced
+        ::usleep(20'000); // so that it has ended before the other file is replaced
     }
 
 private:
@@ -231,7 +231,7 @@ TEST_F(OutputFileTest, aKillBetweenTheTwoLeavesBothNew) {
         EXPECT_EQ(SIGKILL, WTERMSIG(status));
         for (const size_t index : {0u, 1u}) {
             std::ostringstream errorOutput;
-            const OutputLock lock(getPath(index), true, errorOutput); // waits for those who have it still
+            const OutputLock lock(getPath(index), true, errorOutput); // waits for processes that still have it
             EXPECT_EQ("new", TemporaryDirectory::getContentsOf(getPath(index))) << index;
         }
     }

@@ -17,7 +17,7 @@ namespace {
 constexpr const char* TRIPLES = "<urn:s> <urn:p> \"one\" .\n";
 constexpr const char* NO_TRIPLES = "this is not RDF\n";
 
-/// What encodes and decodes, as the beginning of a command line.
+/// The verbs that encode and decode, as the start of a command line.
 const std::vector<std::vector<std::string>> REWRITERS{
     {"encode"}, {"encode", "--as", "iri"}, {"decode"}, {"decode", "--as", "iri"}};
 
@@ -26,7 +26,7 @@ std::vector<std::string> join(std::vector<std::string> first, const std::vector<
     return first;
 }
 
-/// What the tool does when an output would destroy something. There are a dictionary "d", its triples "in.nt" and their
+/// Tests the tool when an output would destroy something. There are a dictionary "d", its triples "in.nt" and their
 /// rows "rows.npy".
 class OverwritingTest : public testing::Test {
 protected:
@@ -42,7 +42,7 @@ protected:
         return runToolProcess(arguments, input);
     }
 
-    /// Expects the run to be refused before any work, with and without --force, and to leave the file as it is.
+    /// Expects the run to be refused before any work, with and without --force, and to leave the file unchanged.
     void expectRefusalEvenByForce(std::vector<std::string> arguments, const std::string& fileName,
                                   const std::string& message, const ToolInput& input = {}) const {
         const std::string before = getContentsOf(fileName);
@@ -94,7 +94,7 @@ TEST_F(OverwritingTest, anInputOfLoadIsNotItsOutput) {
                              "the input '-' is also the output 'in.nt'", input);
 }
 
-/// The shell makes `load -o *.nt` of all names: the first one becomes the output.
+/// The shell expands `load -o *.nt` to all names: the first one becomes the output.
 TEST_F(OverwritingTest, aFileThatIsNoDictionaryIsNotReplacedByOne) {
     m_directory.addFile("empty", "");
     m_directory.addFile("short", "MELNAR");
@@ -194,7 +194,7 @@ TEST_F(OverwritingTest, encodeAndDecodeReplaceATextButNoDictionary) {
     }
 }
 
-/// A shell opens what it appends to before the tool starts.
+/// A shell opens the file to which it appends before the tool starts.
 TEST_F(OverwritingTest, standardOutputIsNoInputEither) {
     for (const std::vector<std::string>& rewriter : REWRITERS)
         for (const std::string name : {"in.nt", "d"}) {
@@ -230,7 +230,7 @@ TEST_F(OverwritingTest, aFolderWhereNothingCanBeWrittenIsReportedBeforeTheLoad) 
     }
 }
 
-/// A dictionary that takes all the room there is takes none of it here: the file has a hole.
+/// A dictionary that would take all space takes none here: the file has a hole.
 TEST_F(OverwritingTest, aDiskThatHasSurelyNoRoomIsReportedBeforeTheLoad) {
     struct statvfs disk;
     ASSERT_EQ(0, ::statvfs(m_directory.getPathOf("").c_str(), &disk));

@@ -22,7 +22,7 @@
 
 namespace {
 
-/// The tool on a terminal, which its standard input, output and error output are.
+/// The tool on a terminal, which is its standard input, output and error output.
 class ToolOnTerminal : private Unmovable {
 public:
     ToolOnTerminal(const std::string& folder, const std::vector<std::string>& arguments, const char* const terminal) {
@@ -42,14 +42,14 @@ public:
 
     ~ToolOnTerminal() { ::close(m_terminal); }
 
-    /// Reads what the terminal is given until this is there, or until its end.
+    /// Reads the output on the terminal until it contains this text, or until its end.
     const std::string& readTo(const std::string& text) {
         while (m_text.find(text) == std::string::npos && readMore()) {
         }
         return m_text;
     }
 
-    /// Returns the exit code, or 1000 when it was no exit.
+    /// Returns the exit code, or 1000 if it did not exit.
     int waitForEnd() {
         while (readMore()) {
         }
@@ -80,7 +80,7 @@ private:
 
 constexpr const char* TRIPLE = "<a:s> <a:p> \"text\" .\n";
 
-/// A verb that reads a pipe that is kept open, "in.nt".
+/// Tests a verb that reads a pipe that stays open, "in.nt".
 class TerminalTest : public testing::Test {
 protected:
     TerminalTest() { EXPECT_EQ(0, ::mkfifo(m_directory.getPathOf("in.nt").c_str(), 0600)); }
@@ -117,7 +117,7 @@ TEST_F(TerminalTest, showsALineThatGivesWayToMessagesAndGoesInTheEnd) {
     write(TRIPLE);
     tool->readTo("\r\x1b[Kloading: 21 bytes");
     std::string block = "bad\n";
-    while (block.size() < 512 * 1024) // more than is taken at once
+    while (block.size() < 512 * 1024) // more than is read at a time
         block += TRIPLE;
     write(block);
     const std::string shown = tool->readTo("found 'bad'");
@@ -187,7 +187,7 @@ TEST_F(TerminalTest, isQuietOnDemandAndWhereALineWouldStay) {
           {std::vector<std::string>{"decode", "--as", "iri", "in.nt", "-d", "d", "-o", "-"}, "xterm"}}) {
         const auto tool = start(arguments, terminal);
         write(TRIPLE);
-        std::this_thread::sleep_for(std::chrono::milliseconds(700)); // longer than until the first line
+        std::this_thread::sleep_for(std::chrono::milliseconds(700)); // longer than the time before the first line
         closePipe();
         EXPECT_EQ(0, tool->waitForEnd());
         EXPECT_EQ(std::string::npos, tool->getText().find("ing: ")) << tool->getText();

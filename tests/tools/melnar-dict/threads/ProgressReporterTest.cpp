@@ -16,7 +16,7 @@ constexpr ProgressReporter::Times AT_ONCE = {0ms, 1ms};
 
 class ProgressReporterConcurrentTest : public testing::Test {
 protected:
-    /// Returns the figures for a reporter, and counts how often they are asked for.
+    /// Returns a source of figures for a reporter, which counts its calls.
     ProgressReporter::GetFigures makeFigures() {
         return [this] { return ProgressFigures{"work", 0, 0, {{m_numberOfQuestions.fetch_add(1) + 1, "times"}}}; };
     }

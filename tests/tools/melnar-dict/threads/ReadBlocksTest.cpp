@@ -19,7 +19,7 @@ struct NumberedBlock {
     uint64_t m_sequence = 0;
 };
 
-/// Has so many blocks, and ends as the test has it.
+/// Has a number of blocks, and ends as the test requires.
 class NumberedBlocks {
 public:
     explicit NumberedBlocks(std::function<void()> end = [] {}) : m_end(std::move(end)) {}

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Takes the turns of all numbers with so many threads, which come in no order; every seventh action throws.
+/// Takes the turns of all numbers with `numberOfThreads` threads, which come in no order; every seventh action throws.
 std::vector<uint64_t> takeTurns(Turns& turns, const uint64_t numberOfTurns, const size_t numberOfThreads) {
     std::atomic<uint64_t> nextNumber = 0;
     std::atomic<size_t> numberOfExceptions = 0;
