@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests of benchmarks/compare.py: what it tells, and its exit code."""
+"""Tests of benchmarks/compare.py: its output and its exit code."""
 
 import json
 import subprocess
@@ -12,7 +12,7 @@ COMPARE = Path(__file__).resolve().parents[2] / "benchmarks" / "compare.py"
 
 
 def make_results(figures, failed=()):
-    """A program's results: three repetitions of each benchmark, with the quantities that are given for it."""
+    """Makes a program's results: three repetitions of each benchmark, with the given quantities."""
     repetitions = [{"run_type": "iteration", "run_name": name, "iterations": 1, **quantities}
                    for name, quantities in figures.items() for _ in range(3)]
     failures = [{"run_type": "iteration", "run_name": name, "error_occurred": True, "error_message": "wrong sum"}
@@ -22,7 +22,7 @@ def make_results(figures, failed=()):
 
 class CompareTest(unittest.TestCase):
     def compare(self, old, new):
-        """The exit code and the lines."""
+        """Returns the exit code and the lines."""
         with tempfile.TemporaryDirectory() as folder:
             paths = [Path(folder, name) for name in ("old.json", "new.json")]
             for path, results in zip(paths, (old, new)):

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests of what benchmarks/report.py writes into the pages, and of the targets."""
+"""Tests of the text that benchmarks/report.py writes into the pages, and of the targets."""
 
 import contextlib
 import io
@@ -34,7 +34,7 @@ old figures 4711
 
 
 def make_results(figures, commit="c0ffee", **context):
-    """A program's results: one repetition of each benchmark with the quantities that are given for it."""
+    """Makes a program's results: one repetition of each benchmark, with the given quantities."""
     context = {"commit": commit, "processor": "P", "cores": "2", "gigabytes": "24", "memory": "warm", "pages": "huge",
                "date": "2026-01-02T03:04:05", **context}
     return {"context": context,
@@ -43,7 +43,7 @@ def make_results(figures, commit="c0ffee", **context):
 
 
 def make_table(number, strings="b", **times):
-    """A table of maps for one and two threads; `times` are the medians of all workloads, absl's are 100."""
+    """Makes a table of maps for one and two threads; `times` are the medians of all workloads, absl's are 100."""
     medians = {"absl-256": 100, "tbb": 200, "tsl-robin": 50, **{name.replace("_", "-"): time
                                                                 for name, time in times.items()}}
     return make_results({f"{name}/threads:{threads}": dict.fromkeys(WORKLOADS, median)
@@ -52,7 +52,7 @@ def make_table(number, strings="b", **times):
 
 
 def make_all_results():
-    """One file of results of each kind that the pages show."""
+    """Makes one file of results of each kind that the pages show."""
     maps = ("melnar-batch-64", "melnar-single-64", "melnar-batch-32", "absl-256", "tbb")
     named = [f"{name}/threads:{threads}" for name in maps for threads in (1, 2)]
     own = {"melnar_batch_64": 40, "melnar_single_64": 150}
@@ -93,7 +93,7 @@ def make_all_results():
 
 
 class Repository:
-    """A folder with pages and one with results."""
+    """A folder with pages, and a folder with results."""
 
     def __init__(self, folder, documents, page=None):
         self.root = Path(folder, "root")
@@ -107,7 +107,7 @@ class Repository:
             (self.root / path).write_text(text, encoding="utf-8")
 
     def write(self, **options):
-        """Writes the pages; what it prints."""
+        """Writes the pages; returns the printed text."""
         output = io.StringIO()
         with contextlib.redirect_stdout(output):
             report.write(self.results, self.root, self.root, **options)

@@ -1,4 +1,4 @@
-"""A producer of Arrow arrays by the C data interface, of ctypes alone."""
+"""A producer of Arrow arrays with the C data interface, using only ctypes."""
 
 import ctypes
 
@@ -33,7 +33,7 @@ _ARRAY_NAME = b"arrow_array"
 
 
 class ArrowArray:
-    """Texts as Arrow lays them out; None is null. `offset` entries come before those that the array has."""
+    """Texts in Arrow's layout; None is null. `offset` entries come before those of the array."""
 
     def __init__(self, texts, large=False, offset=0, format=None):
         texts = ["before"] * offset + list(texts)

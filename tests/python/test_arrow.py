@@ -1,4 +1,4 @@
-"""Columns by Arrow's C data interface."""
+"""Columns through Arrow's C data interface."""
 
 import re
 

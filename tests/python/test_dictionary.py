@@ -1,4 +1,4 @@
-"""Encoding, looking up and decoding, against a dict that numbers the same strings."""
+"""Encoding, looking up and decoding, compared with a dict that numbers the same strings."""
 
 import copy
 import os
@@ -16,7 +16,7 @@ ALPHABETS = ["abcdefgh ", "äöüß€", "日本語\u0416", "😀\U0010ffff", "a
 
 
 def number(strings):
-    """The IDs that a dict gives."""
+    """Returns the IDs from a dict."""
     ids = {}
     return [ids.setdefault(string, len(ids) + 1) for string in strings]
 

@@ -1,4 +1,4 @@
-"""The examples in the documentation, with the output that it shows."""
+"""The examples in the documentation, with their output."""
 
 import doctest
 import pathlib

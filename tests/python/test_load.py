@@ -105,7 +105,7 @@ def test_an_exception_of_the_progress_ends_the_load(file):
 
 
 def test_ctrl_c_ends_a_load(tmp_path):
-    """The load waits for a pipe that gets nothing more."""
+    """The load waits for a pipe that gets no more data."""
     pipe = tmp_path / "pipe.nt"
     os.mkfifo(pipe)
     opened = threading.Event()

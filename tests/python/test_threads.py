@@ -1,4 +1,4 @@
-"""Python threads on one dictionary, whose list changes hands meanwhile."""
+"""Python threads that use one dictionary and change shared lists."""
 
 import gc
 import sys
@@ -10,7 +10,7 @@ import melnar
 
 
 def run_together(*functions):
-    """Runs each function in a thread; raises what one of them raises."""
+    """Runs each function in a thread; raises the exception of one of them."""
     start = threading.Barrier(len(functions))
     errors = []
 
@@ -106,7 +106,7 @@ def test_others_run_while_a_column_is_encoded(d):
 
 
 def test_a_list_that_loses_its_strings_meanwhile(d):
-    """The strings of a chunk stay alive, whoever drops them from the list."""
+    """The strings of a chunk stay alive when another thread removes them from the list."""
     old = sys.getswitchinterval()
     sys.setswitchinterval(1e-6)
     try:

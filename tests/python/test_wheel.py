@@ -1,4 +1,4 @@
-"""The wheel, as pip installs it without a network."""
+"""The wheel, installed by pip without network access."""
 
 import os
 import pathlib

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests of scripts/check-words.py: what it objects to in small trees, and its exit code."""
+"""Tests of scripts/check-words.py: its objections to small trees, and its exit code."""
 
 import subprocess
 import sys
@@ -12,7 +12,7 @@ CHECK = Path(__file__).resolve().parents[2] / "scripts" / "check-words.py"
 
 class CheckWordsTest(unittest.TestCase):
     def check(self, tree):
-        """The exit code and the lines."""
+        """Returns the exit code and the lines."""
         with tempfile.TemporaryDirectory() as folder:
             subprocess.run(["git", "init", "--quiet", folder], check=True)
             for path, text in tree.items():

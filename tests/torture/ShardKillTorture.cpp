@@ -22,7 +22,7 @@ public:
                            {{"after that", {ROWS, MANIFEST}},
                             {"before both files were replaced", {"d/manifest.saving"}},
                             {"while rows were written, or shards after them", {"T.npy.saving"}},
-                            {"while shards resolved what was put aside", {"d/work-ids-"}},
+                            {"while shards resolved spilled terms", {"d/work-ids-"}},
                             {"while an unfinished load was saved", {"d/shard-", UNFINISHED, "d/work-manifest.saving"}},
                             {"while blocks were taken in", {"d/work-"}},
                             {"before anything", {}}},

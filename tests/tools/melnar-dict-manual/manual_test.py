@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Checks the manual pages and completions that the build has made, against what --help of the program says.
+"""Checks the manual pages and completions of the build against the program's --help.
 
-usage: manual_test.py PROGRAM FOLDER, as the build calls it; a shell that is missing is skipped, and so are completions for a
-program that has none.
+usage: manual_test.py PROGRAM FOLDER, as called by the build. Shells that are missing are skipped, and so are
+completions for a program that has none.
 """
 
 import re
@@ -94,7 +94,7 @@ class CompletionsTest(unittest.TestCase):
 
     @unittest.skipUnless(shutil.which("zsh"), "zsh is missing")
     def test_zsh(self):
-        # A shell of its own on a pseudo terminal completes the line and lists what it has, a match a line.
+        # A separate shell on a pseudo terminal completes the line and lists its matches, one per line.
         driver = r"""
             zmodload zsh/zpty
             zpty shell zsh -f -i

@@ -44,8 +44,8 @@ uint64_t readPieces(PieceQueue& queue, const uint32_t seed) {
     return NUMBER_OF_PIECES;
 }
 
-/// Takes some of what is offered, and gives it back a round later, as rounds of an exchange do. Returns how many pieces it got
-/// until there were `enough`.
+/// Takes some of the offered pieces, and gives them back a round later, like rounds of an exchange. Returns how many
+/// pieces it got until there were `enough`.
 uint64_t sendPieces(PieceQueue& queue, const uint32_t seed, const uint64_t enough) {
     std::mt19937 random(~seed);
     std::vector<std::unique_ptr<ReadPiece>> held;

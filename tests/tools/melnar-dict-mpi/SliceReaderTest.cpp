@@ -362,8 +362,8 @@ TEST_F(SliceReaderTest, aDamagedPackedFileIsAnErrorAfterItsWholeLines) {
     EXPECT_EQ(0u, std::get<1>(result.m_errors[0]));
 }
 
-/// What fails is not a file of the input, so it is no error of one. Who takes pieces learns it when the first one is missing:
-/// a reader that said that it is done would not be waited for.
+/// The failure does not concern an input file, so it is no error of one. The thread that takes pieces learns of it when
+/// the first one is missing: it would not wait for a reader that has reported that it is done.
 TEST_F(SliceReaderTest, aDiskThatIsFullGoesToTheQueueAfterWhatWasRead) {
     uint64_t number = 0;
     const std::string packed = gzip(makeStatements(16 * SIZE, number));
@@ -401,7 +401,7 @@ TEST_F(SliceReaderTest, aDiskThatIsFullGoesToTheQueueAfterWhatWasRead) {
         EXPECT_TRUE(result.m_errors.empty());
         EXPECT_EQ(writes.getNumberOfFailures(), failures == allowed + 1 ? 1u : 0u);
     }
-    EXPECT_GT(failures, 2u) << "too little was put aside";
+    EXPECT_GT(failures, 2u) << "too little was spilled";
 }
 
 TEST_F(SliceReaderTest, itsEndStopsItAtAnyMoment) {

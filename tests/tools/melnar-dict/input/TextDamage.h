@@ -16,7 +16,7 @@ public:
     /// Returns a number from 0 to `bound` - 1.
     size_t below(const size_t bound) { return std::uniform_int_distribution<size_t>(0, bound - 1)(m_random); }
 
-    /// Removes a few bytes, repeats some, truncates the text, all within a limit, or inserts a piece somewhere.
+    /// Removes a few bytes, repeats some, truncates the text by at most `largestCut` bytes, or inserts a piece.
     void change(std::string& text, const std::span<const std::string> pieces,
                 const size_t largestCut = std::numeric_limits<size_t>::max()) {
         const size_t position = below(text.size() + 1);

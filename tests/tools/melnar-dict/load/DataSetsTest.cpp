@@ -226,7 +226,7 @@ protected:
         const std::string limit = std::to_string(67 + 24 * GetParam()) + "M";
         const Outcome spilled = load(facts["files"], GetParam(), {"--memory-limit", limit});
         EXPECT_GT(spilled.m_report["memoryBytes"], 0);
-        EXPECT_LT(spilled.m_report["memoryBytes"], whole.m_report["memoryBytes"]) << "no terms were put aside";
+        EXPECT_LT(spilled.m_report["memoryBytes"], whole.m_report["memoryBytes"]) << "no terms were spilled";
         expectTerms(facts, spilled.m_report);
         EXPECT_TRUE(whole.m_files == spilled.m_files);
     }

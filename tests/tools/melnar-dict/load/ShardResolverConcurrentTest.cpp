@@ -36,7 +36,7 @@ TEST(ShardResolverConcurrentTest, idsAreThoseOfTheFirstAppearanceWhateverThreads
             EXPECT_LT(load.getEmptyMemory(), middle);
             for (const size_t largestMemory : {size_t(0), middle}) {
                 how.m_resolver.m_largestMemory = largestMemory;
-                EXPECT_TRUE(expected == load.load(how)) << "put aside from " << largestMemory << " bytes on";
+                EXPECT_TRUE(expected == load.load(how)) << "spilled from " << largestMemory << " bytes on";
                 EXPECT_TRUE(load.hasSpilled());
             }
         }
