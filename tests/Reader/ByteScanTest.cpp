@@ -48,7 +48,7 @@ TEST(ByteScanTest, aStringStopsAtItsOwnQuote) {
             }
 }
 
-TEST(ByteScanTest, copiesWhatIsBeforeAStopToRoomForAll) {
+TEST(ByteScanTest, copiesTheBytesBeforeAStop) {
     for (size_t size = 0; size <= 40; ++size)
         for (size_t place = 0; place <= size; ++place) {
             std::string text = std::string("0123456789abcdefghijklmnopqrstuvwxyzABCDEFG").substr(0, size);

@@ -76,7 +76,7 @@ TEST(LengthTest, commentsAndWhiteSpaceBetweenStatementsAreNotLimitedAndNotKept) 
     }
 }
 
-TEST(LengthTest, lenientReadingGoesOnAfterWhatIsTooLong) {
+TEST(LengthTest, lenientReadingContinuesAfterTextThatIsTooLong) {
     const std::string text = "<a:s> <a:p> 'some long text. ', <a:o> . " + TRIPLE;
     const ReadResult statements = readText(text, limited(lenient(Syntax::TURTLE), TRIPLE.size()));
     EXPECT_EQ(TRIPLE + "\n", statements.m_statements);

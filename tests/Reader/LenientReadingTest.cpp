@@ -24,7 +24,7 @@ std::string subjectsOf(const std::string& text, const Syntax syntax = Syntax::TR
     return subjects + ' ' + std::to_string(result.m_errors.size());
 }
 
-TEST(LenientReadingTest, goesOnAfterTheFullStopOfTheStatement) {
+TEST(LenientReadingTest, continuesAfterTheFullStopOfTheStatement) {
     EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b . :c :p 1 ."));
     EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b :p \"x. y\" 'z. ' <u:x.y> x:y.z 1.5 _:b.c # . \n . :c :p 1 ."));
     EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b :p '''x. \n y. ''' x\\. . :c :p 1 ."));
@@ -59,7 +59,7 @@ TEST(LenientReadingTest, aLongStringThatIsSkippedIsNoLongerThanAStatement) {
         }
 }
 
-TEST(LenientReadingTest, fullStopsInWhatIsSkippedAreToldApart) {
+TEST(LenientReadingTest, fullStopsInSkippedTextAreDistinguished) {
     EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b bad <x . :c :p 1 ."));
     EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b bad <x. :c :p 1 ."));
     EXPECT_EQ("ac 1", subjectsOf(":a :p 1 . :b bad < x. :c :p 1 ."));

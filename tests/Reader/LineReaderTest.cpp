@@ -119,7 +119,7 @@ TEST(LineReaderTest, aByteOrderMarkIsSkippedAtTheStartOnly) {
     EXPECT_EQ((Strings{"1:13:15 \"x\""}), literalsOf("\xEF\xBB\xBF<a:s> <a:p> \"x\" ."));
 }
 
-TEST(LineReaderTest, aBlockSaysWhereItStarts) {
+TEST(LineReaderTest, aBlockStatesWhereItStarts) {
     struct Sink : StatementSink {
         void takeStatement(const Statement& statement) final { m_place = m_reader->locate(statement.m_object); }
         void takeError(const SyntaxError& error) final { m_error = error; }
@@ -139,7 +139,7 @@ TEST(LineReaderTest, aBlockSaysWhereItStarts) {
     EXPECT_EQ(0u, reader.read("<a:s> <a:p> <a:x> .", false)) << "a line without its end is not read yet";
 }
 
-TEST(LineReaderTest, tellsTheLineOfTheStatementAlone) {
+TEST(LineReaderTest, returnsOnlyTheLineOfTheStatement) {
     struct Sink : StatementSink {
         void takeStatement(const Statement&) final { m_lines.push_back(m_reader->getLine()); }
         void takeError(const SyntaxError&) final {}

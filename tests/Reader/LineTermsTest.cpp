@@ -34,7 +34,7 @@ TEST(LineTermsTest, aTermOfAnyKindCanStandAlone) {
               read("<<(_:s<a:p><<(<a:s><a:p>\"x\\n\"@EN)>>)>>)"));
 }
 
-TEST(LineTermsTest, whatIsWrongIsSaidOfTheTermThatWasExpected) {
+TEST(LineTermsTest, errorsNameTheTermThatWasExpected) {
     EXPECT_EQ("expected a term, found 'x'", read("x"));
     EXPECT_EQ("expected a term, found the end of the text", read(""));
     EXPECT_EQ("expected a term, found '<'", read("<<a:b>"));

@@ -27,7 +27,7 @@ void check(const std::string& text, const ReaderOptions& options, const size_t p
     }
 }
 
-TEST(ReaderFuzzTest, damagedTextsDoNoHarmAndWhatIsReadIsSound) {
+TEST(ReaderFuzzTest, damagedTextsDoNoHarmAndResultsAreSound) {
     for (const uint32_t seed : getTestSeeds(4)) {
         std::mt19937 random(seed);
         for (int round = 0; round < 2'500; ++round) {

@@ -71,7 +71,7 @@ TEST(StreamReaderTest, anInputMayBeEmpty) {
     }
 }
 
-TEST(StreamReaderTest, wholeStatementsAreHandedOutWhenTheyAreThere) {
+TEST(StreamReaderTest, completeStatementsArePassedOnImmediately) {
     struct Sink : StatementSink {
         void takeStatement(const Statement&) final { ++m_statements; }
         void takeError(const SyntaxError&) final {}

@@ -272,7 +272,7 @@ public:
     Strings m_texts;
 };
 
-TEST(TurtleReaderTest, tellsTheTextOfTheStatementThatATripleIsFrom) {
+TEST(TurtleReaderTest, returnsTheTextOfTheStatementOfATriple) {
     ReaderOptions options = strict(Syntax::TRIG);
     StatementTexts sink;
     TurtleReader reader(options, sink);

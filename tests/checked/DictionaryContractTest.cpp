@@ -46,7 +46,7 @@ constexpr bool ARE_EXCLUDED[5][5] = {{false, false, false, false, true},
                                      {false, true, true, false, true},
                                      {true, true, true, true, true}};
 
-TEST(DictionaryContractTest, operationsOfTwoThreadsExcludeEachOtherAsTheContractSays) {
+TEST(DictionaryContractTest, operationsOfTwoThreadsExcludeEachOtherAsTheContractStates) {
     for (const Kind running : KINDS)
         for (const Kind begun : KINDS) {
             RunningOperations operations;
@@ -172,7 +172,7 @@ TEST_F(DictionaryMisuseTest, aDestructionBesideAnotherOperationEndsTheProcess) {
         "compacts or destroys it was started on a dictionary while another one compacts or destroys it");
 }
 
-TEST_F(DictionaryMisuseTest, aFormThatLiesInItsBatchIsRefused) {
+TEST_F(DictionaryMisuseTest, aFormThatStartsInItsBatchIsRefused) {
     std::vector<BatchEntry> entries{{"text", 0, D_XSD_STRING}, {"other", 0, D_XSD_STRING}, {"", 0, D_XSD_STRING}};
     std::vector<BatchFailure> failures;
     EXPECT_FALSE(isRefused([&] { m_dictionary.resolveResources(m_thread, entries, failures); }));

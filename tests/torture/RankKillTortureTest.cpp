@@ -26,7 +26,7 @@ protected:
     bool m_isRight = false;
 };
 
-TEST_F(RankKillTortureTest, killedLoadsGoOn) {
+TEST_F(RankKillTortureTest, killedLoadsResume) {
     const std::string output = torture(":");
     EXPECT_TRUE(m_isRight) << output;
     EXPECT_EQ(0u, output.find("4 kills of loads by ranks: each went on to what an undisturbed load makes (")) << output;

@@ -121,12 +121,12 @@ TEST_F(ToolTortureTest, aFileThatIsLeftIsFound) {
     expectFinding(tortureByKills(60, 5, getFolder(), m_output, program), " of canonical leaves the file left");
 }
 
-TEST_F(ToolTortureTest, killedLoadsOfShardsGoOn) {
+TEST_F(ToolTortureTest, killedLoadsOfShardsResume) {
     expectNothing(tortureShardsByKills(8, 5, getFolder(), m_output),
                   "8 kills of loads of shards: each went on to what an undisturbed load makes (");
 }
 
-TEST_F(ToolTortureTest, aLoadOfShardsThatGoesOnWronglyIsFound) {
+TEST_F(ToolTortureTest, aLoadOfShardsThatResumesWronglyIsFound) {
     // After a kill its inputs are others that look the same.
     const std::string program =
         addProgram("load", ":",

@@ -112,7 +112,7 @@ TEST_F(MelnarFailureTest, savingAndOpeningReportEachAllocationThatFails) {
     });
 }
 
-TEST_F(MelnarFailureTest, systemCallsThatFailAreTold) {
+TEST_F(MelnarFailureTest, systemCallsThatFailAreReported) {
     const TemporaryDirectory directory;
     const std::string fileName = directory.getPathOf("dictionary");
     SystemCallFaults writes(SystemCallFaults::Call::WRITE);
@@ -122,7 +122,7 @@ TEST_F(MelnarFailureTest, systemCallsThatFailAreTold) {
     EXPECT_NE(std::string::npos, std::string(error.message).find("No space left")) << error.message;
 }
 
-TEST_F(MelnarFailureTest, noMemoryOfTheSystemIsTold) {
+TEST_F(MelnarFailureTest, lackOfSystemMemoryIsReported) {
     SystemCallFaults protections(SystemCallFaults::Call::MPROTECT);
     protections.failAfter(0, ENOMEM, SystemCallFaults::Duration::FOR_GOOD);
     melnar_error error;

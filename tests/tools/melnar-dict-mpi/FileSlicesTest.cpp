@@ -230,7 +230,7 @@ TEST_F(FileSlicesTest, aFileThatIsGoneFailsEachTime) {
     EXPECT_EQ(2 * SIZE, readAll(*slices.open(0)).size()) << "nothing of the failure stays";
 }
 
-TEST_F(FileSlicesTest, eachReadThatFailsIsTold) {
+TEST_F(FileSlicesTest, eachReadThatFailsIsReported) {
     const std::string text = makeLine(SIZE + 10'000) + makeLine(10'000);
     const SlicePlan::Input input = addFile(text);
     size_t allowed = 0;

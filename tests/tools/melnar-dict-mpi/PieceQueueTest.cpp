@@ -109,7 +109,7 @@ TEST_F(PieceQueueTest, piecesComeInTheirOrder) {
     EXPECT_EQ(Numbers(), getOffered());
 }
 
-TEST_F(PieceQueueTest, anOfferTellsWhatThePiecesAre) {
+TEST_F(PieceQueueTest, anOfferDescribesThePieces) {
     for (const bool isLast : {true, false, true}) {
         std::unique_ptr<ReadPiece> piece = m_queue.takeEmpty(false);
         piece->clear(uint64_t(1) << 40);
@@ -296,7 +296,7 @@ TEST_F(PieceQueueTest, aStopEndsTheWaitForAFreePiece) {
     }
 }
 
-TEST_F(PieceQueueTest, aFileThatCannotBeMadeIsToldWithItsFolder) {
+TEST_F(PieceQueueTest, aFileThatCannotBeMadeIsReportedWithItsFolder) {
     PieceQueue queue(m_directory.getPathOf("missing"), 3);
     for (size_t number = 0; number < PieceQueue::NUMBER_OF_PIECES; ++number)
         push(true, 10, &queue);
@@ -313,7 +313,7 @@ TEST_F(PieceQueueTest, aFileThatCannotBeMadeIsToldWithItsFolder) {
     }
 }
 
-TEST_F(PieceQueueTest, aFullDiskLeavesWhatIsInMemory) {
+TEST_F(PieceQueueTest, aFullDiskKeepsThePiecesInMemory) {
     pushMany(PieceQueue::NUMBER_OF_PIECES);
     {
         SystemCallFaults writes(Call::PWRITE);
@@ -328,7 +328,7 @@ TEST_F(PieceQueueTest, aFullDiskLeavesWhatIsInMemory) {
 }
 
 /// At that point some bytes have been written, in the middle of the file.
-TEST_F(PieceQueueTest, aDiskThatFillsLeavesWhatIsInTheFile) {
+TEST_F(PieceQueueTest, aDiskThatFillsKeepsThePiecesInTheFile) {
     for (size_t allowed = 1; allowed < 30; ++allowed) {
         PieceQueue queue(m_directory.getPathOf("."), 3);
         std::exception_ptr failure;
@@ -361,7 +361,7 @@ TEST_F(PieceQueueTest, aDiskThatFillsLeavesWhatIsInTheFile) {
     }
 }
 
-TEST_F(PieceQueueTest, whatCannotBeReadBackIsToldAndStays) {
+TEST_F(PieceQueueTest, piecesThatCannotBeReadBackAreReportedAndStay) {
     pushMany(MANY);
     for (const int errorCode : {EIO, EBADF}) {
         for (int number = 0; number < 3; ++number) {

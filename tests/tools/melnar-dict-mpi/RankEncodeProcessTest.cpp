@@ -143,7 +143,7 @@ TEST_F(RankEncodeProcessTest, ranksReadTheFilesThatTheyAreGiven) {
     EXPECT_FALSE(exists("e.npy"));
 }
 
-TEST_F(RankEncodeProcessTest, aTermThatIsMissingIsToldAsByOneProcess) {
+TEST_F(RankEncodeProcessTest, aTermThatIsMissingIsReportedAsByOneProcess) {
     const std::string text = makeTriples(3);
     m_directory.addFile("in.nt", text);
     load({"in.nt"});
@@ -164,7 +164,7 @@ TEST_F(RankEncodeProcessTest, aTermThatIsMissingIsToldAsByOneProcess) {
     }
 }
 
-TEST_F(RankEncodeProcessTest, theFirstErrorIsToldAndNoOther) {
+TEST_F(RankEncodeProcessTest, theFirstErrorIsReportedAndNoOther) {
     const std::string missing = "<urn:s> <urn:p> \"missing\" .\n";
     const std::string refused = "<urn:s> <urn:p> \"x\"^^<http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral> .\n";
     const std::string noStatement = "no statement\n";
@@ -201,7 +201,7 @@ TEST_F(RankEncodeProcessTest, theDictionaryMustBeAFolderOfShards) {
     EXPECT_FALSE(exists("out.npy") || exists("out.npy.saving"));
 }
 
-TEST_F(RankEncodeProcessTest, aShardThatIsDamagedIsToldOf) {
+TEST_F(RankEncodeProcessTest, aShardThatIsDamagedIsReported) {
     load({"in.nq"});
     for (const auto& entry : std::filesystem::directory_iterator(m_directory.getPathOf("d")))
         if (entry.path().filename() != "manifest" && entry.file_size() > 0)
@@ -228,7 +228,7 @@ TEST_F(RankEncodeProcessTest, anOutputThatWouldDestroySomethingIsRefusedOnce) {
     EXPECT_EQ(rows, getContentsOf("file"));
 }
 
-TEST_F(RankEncodeProcessTest, wrongCommandLinesAndInputsAreToldOnce) {
+TEST_F(RankEncodeProcessTest, wrongCommandLinesAndInputsAreReportedOnce) {
     load({"in.nq"});
     expectRanksFail(3, {"encode", "in.nq", "-d", "d"}, 2, "encode needs -o OUT");
     expectRanksFail(2, makeArguments("out.npy", {"in.nq", "--threads", "2"}), 2, "unknown option --threads");

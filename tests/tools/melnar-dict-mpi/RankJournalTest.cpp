@@ -80,7 +80,7 @@ TEST_F(RankJournalTest, anErrorOfAFileAsAWholeHasNoLine) {
     EXPECT_EQ(ExitCode::FAILURE, m_journal.getExitCode());
 }
 
-TEST_F(LenientRankJournalTest, badDataIsToldInOrderAndTheLoadGoesOn) {
+TEST_F(LenientRankJournalTest, badDataIsReportedInOrderAndTheLoadContinues) {
     EXPECT_TRUE(take(0, 10, {badData(2, "one"), badData(9, "two")}));
     EXPECT_TRUE(take(0, 10, {badData(1, "three")}));
     EXPECT_TRUE(take(2, 10, {badData(10, "four")})) << "lines are counted from the start of each file";

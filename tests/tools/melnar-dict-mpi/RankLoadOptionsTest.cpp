@@ -71,7 +71,7 @@ TEST(RankLoadOptionsTest, takesEveryOption) {
     EXPECT_EQ(3072u, load.m_maximumLine);
 }
 
-TEST(RankLoadOptionsTest, savesWhatIsAddedToInItsPlaceUnlessThereIsAnOutput) {
+TEST(RankLoadOptionsTest, savesTheExtendedDictionaryInPlaceUnlessThereIsAnOutput) {
     EXPECT_EQ("d", parse({"a.nt", "--into", "d"}).m_load.m_output.m_outputName);
     EXPECT_EQ("o", parse({"a.nt", "--into", "d", "-o", "o"}).m_load.m_output.m_outputName);
 }

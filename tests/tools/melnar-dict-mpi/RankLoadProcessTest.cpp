@@ -98,7 +98,7 @@ TEST_F(RankLoadProcessTest, aFolderThatGrowsKeepsItsIDs) {
 }
 
 /// The errors are in each slice of each rank, and in a file that one rank reads.
-TEST_F(RankLoadProcessTest, aLenientLoadTellsAndRejectsWhatOneProcessDoes) {
+TEST_F(RankLoadProcessTest, aLenientLoadReportsAndRejectsTheSameAsOneProcess) {
     std::string text;
     for (int slice = 0; slice < 4; ++slice)
         text += makeTriples(1) + "no statement " + std::to_string(slice) + "\n<urn:s> <urn:p> \"a@b\"^^" +
@@ -133,7 +133,7 @@ TEST_F(RankLoadProcessTest, aLenientLoadTellsAndRejectsWhatOneProcessDoes) {
     }
 }
 
-TEST_F(RankLoadProcessTest, badDataIsToldAsByOneProcessAndLeavesTheOldFiles) {
+TEST_F(RankLoadProcessTest, badDataIsReportedAsByOneProcessAndLeavesTheOldFiles) {
     const std::string text = makeTriples(3);
     const auto insert = [&text](const size_t place) {
         const size_t begin = text.find('\n', place) + 1;
@@ -164,7 +164,7 @@ TEST_F(RankLoadProcessTest, badDataIsToldAsByOneProcessAndLeavesTheOldFiles) {
         expectFailure(name, 3);
 }
 
-TEST_F(RankLoadProcessTest, wrongCommandLinesAreToldOnce) {
+TEST_F(RankLoadProcessTest, wrongCommandLinesAreReportedOnce) {
     expectRanksFail(3, {"load", "in.nq"}, 2, "load needs -o, the folder of the dictionary");
     expectRanksFail(2, {"lode", "in.nq"}, 2, "unknown verb 'lode'; melnar-dict-mpi --help lists the verbs");
     expectRanksFail(2, {"load", "in.nq", "-o", "d", "--rejected", "r"}, 2,
@@ -177,7 +177,7 @@ TEST_F(RankLoadProcessTest, wrongCommandLinesAreToldOnce) {
                     "'in.nq' exists and is not a folder; a dictionary of shards is a folder");
 }
 
-TEST_F(RankLoadProcessTest, withoutAVerbTheHelpIsToldAsAnError) {
+TEST_F(RankLoadProcessTest, withoutAVerbTheHelpIsPrintedAsAnError) {
     const ToolResult help = expectRanksSucceed(2, {"--help"});
     EXPECT_EQ(0u, help.m_output.find("usage: mpirun -n RANKS melnar-dict-mpi VERB"));
     const ToolResult result = runRanks(2, {});
@@ -186,7 +186,7 @@ TEST_F(RankLoadProcessTest, withoutAVerbTheHelpIsToldAsAnError) {
     EXPECT_EQ(help.m_output, result.m_errorOutput);
 }
 
-TEST_F(RankLoadProcessTest, whatRanksAskEachOtherForIsTold) {
+TEST_F(RankLoadProcessTest, theTrafficOfRanksIsReported) {
     m_directory.addFile("in.nt", makeTriples(3));
     for (const size_t numberOfRanks : {1u, 2u}) {
         const ToolResult result = runRanks(numberOfRanks, {"load", "in.nt", "-o", "d", "--traffic"});
@@ -227,7 +227,7 @@ TEST_F(RankLoadProcessTest, ranksWithOtherCommandLinesAreRefused) {
     }
 }
 
-TEST_F(RankLoadProcessTest, inputThatCannotBeReadIsToldOnce) {
+TEST_F(RankLoadProcessTest, inputThatCannotBeReadIsReportedOnce) {
     expectRanksFail(3, {"load", "in.nq", "missing.nt", "-o", "d"}, 3, "missing.nt: No such file or directory");
     EXPECT_EQ(0, ::mkfifo(m_directory.getPathOf("pipe.nt").c_str(), 0600));
     const ToolResult result = runRanks(2, {"load", "pipe.nt", "-o", "d"});
@@ -265,7 +265,7 @@ TEST_F(RankLoadProcessTest, ranksReadTheFilesThatTheyAreGiven) {
     EXPECT_FALSE(exists("e"));
 }
 
-TEST_F(RankLoadProcessTest, jsonTellsWhatEndsTheRun) {
+TEST_F(RankLoadProcessTest, jsonReportsTheErrorThatEndsTheRun) {
     const auto getError = [this](const size_t numberOfRanks, const std::string& name) {
         return nlohmann::json::parse(runRanks(numberOfRanks, {"load", name, "-o", "d", "--json"}).m_output);
     };
@@ -281,14 +281,14 @@ TEST_F(RankLoadProcessTest, jsonTellsWhatEndsTheRun) {
               nlohmann::json::parse(expectRanksSucceed(2, {"load", "in.nq", "-o", "d", "--json"}).m_output)["triples"]);
 }
 
-TEST_F(RankLoadProcessTest, helpAndVersionAreToldOnce) {
+TEST_F(RankLoadProcessTest, helpAndVersionArePrintedOnce) {
     EXPECT_EQ("melnar-dict-mpi " MELNAR_VERSION_STRING "\n", expectRanksSucceed(3, {"--version"}).m_output);
     const std::string help = expectRanksSucceed(2, {"load", "--help"}).m_output;
     EXPECT_EQ(0u, help.find("usage: melnar-dict-mpi load [OPTION...] FILE...\n")) << help;
     EXPECT_EQ(help.find("--resume  "), help.rfind("--resume  ")) << help;
 }
 
-TEST_F(RankLoadProcessTest, aMemoryLimitThatIsTooSmallIsToldOnce) {
+TEST_F(RankLoadProcessTest, aMemoryLimitThatIsTooSmallIsReportedOnce) {
     const ToolResult result = runRanks(2, {"load", "in.nq", "-o", "d", "--memory-limit", "40M"});
     EXPECT_EQ(2, result.m_exitCode);
     EXPECT_EQ(0u, result.m_errorOutput.find("melnar-dict-mpi: --memory-limit 40M is too small: "))
@@ -384,7 +384,7 @@ protected:
     std::vector<FileDescriptor> m_pipes; // with which loads are held
 };
 
-TEST_F(HeldRankLoadProcessTest, anyNumberOfRanksGoesOnWithALoadThatWasKilled) {
+TEST_F(HeldRankLoadProcessTest, anyNumberOfRanksResumesALoadThatWasKilled) {
     struct Case {
         size_t m_numberOfRanks;
         Victim m_victim;
@@ -404,7 +404,7 @@ TEST_F(HeldRankLoadProcessTest, anyNumberOfRanksGoesOnWithALoadThatWasKilled) {
 }
 
 /// The second kill comes before any further progress.
-TEST_F(HeldRankLoadProcessTest, aLoadThatWasKilledTwiceIsGoneOnWith) {
+TEST_F(HeldRankLoadProcessTest, aLoadThatWasKilledTwiceIsResumed) {
     kill(3, Victim::LAST_RANK);
     kill(2, Victim::FIRST_RANK, {"--resume"});
     EXPECT_EQ(0u, finish(3).find("resuming the interrupted load, "));
@@ -413,7 +413,7 @@ TEST_F(HeldRankLoadProcessTest, aLoadThatWasKilledTwiceIsGoneOnWith) {
 
 /// A resumed run that ends before it reaches the progress of the run before leaves that progress saved. It requests
 /// checkpoints so often that one would be due among the pieces that were done before.
-TEST_F(RankLoadProcessTest, aLoadThatEndsEarlierTheSecondTimeIsGoneOnWith) {
+TEST_F(RankLoadProcessTest, aLoadThatEndsEarlierTheSecondTimeIsResumed) {
     constexpr size_t SLICES = 16;
     m_directory.addFile("in.nt", makeTriples(SLICES, 100'000) + "an error in the last slice\n");
     const std::vector<std::string> lenient{"--lenient", "--rejected", "rejected", "--json"};
@@ -442,7 +442,7 @@ TEST_F(RankLoadProcessTest, aLoadThatEndsEarlierTheSecondTimeIsGoneOnWith) {
 }
 
 /// So that a mistake does not lose hours of work.
-TEST_F(HeldRankLoadProcessTest, anUnfinishedLoadIsNotGivenUpUnlessItIsForced) {
+TEST_F(HeldRankLoadProcessTest, anUnfinishedLoadIsNotDiscardedUnlessItIsForced) {
     kill(2, Victim::LAST_RANK);
     expectRanksFail(
         2, getArguments(), 2,
@@ -465,7 +465,7 @@ TEST_F(HeldRankLoadProcessTest, anUnfinishedLoadIsNotGivenUpUnlessItIsForced) {
     expectFiles();
 }
 
-TEST_F(HeldRankLoadProcessTest, ranksDoNotGoOnWithALoadByOneProcess) {
+TEST_F(HeldRankLoadProcessTest, ranksDoNotResumeALoadByOneProcess) {
     ToolInput input = getInput();
     input.m_shellCommands = "ulimit -f 1000"; // for shards, and not for rows
     const std::vector<std::string> arguments = getArguments({"--shards", "--checkpoint", "1b", "--errors", "0"});
@@ -517,7 +517,7 @@ TEST_F(HeldRankLoadProcessTest, aDiskThatIsFullForOneRankLeavesTheLastCheckpoint
     expectFiles();
 }
 
-TEST_F(HeldRankLoadProcessTest, anotherWriterIsToldOf) {
+TEST_F(HeldRankLoadProcessTest, anotherWriterIsReported) {
     const std::unique_ptr<RunningTool> holder = startHeld(2);
     const pid_t firstRank = getChildren(holder->getProcessID()).front();
     const std::string beginning = "'d/manifest' is being written by process " + std::to_string(firstRank) + ' ';

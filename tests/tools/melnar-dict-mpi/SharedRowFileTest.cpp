@@ -119,7 +119,7 @@ TEST_F(SharedRowFileTest, aFileThatIsNotThereIsNotMade) {
     EXPECT_FALSE(std::filesystem::exists(m_path));
 }
 
-TEST_F(SharedRowFileTest, writesThatFallShortOrAreInterruptedGoOn) {
+TEST_F(SharedRowFileTest, writesThatFallShortOrAreInterruptedContinue) {
     const std::vector<uint64_t> cells = makeCells(300, 1);
     const std::string made = make({3, 8}, [&](OutputFile& file, NpyFile& npy) {
         file.getStream().flush();
@@ -141,7 +141,7 @@ TEST_F(SharedRowFileTest, writesThatFallShortOrAreInterruptedGoOn) {
     EXPECT_TRUE(makeExpected({3, 8}, cells) == made);
 }
 
-TEST_F(SharedRowFileTest, aDiskThatIsFullIsToldWithTheName) {
+TEST_F(SharedRowFileTest, aDiskThatIsFullIsReportedWithTheName) {
     m_directory.addFile("rows.npy", "");
     SharedRowFile file(m_path, 3, 8);
     const auto expect = [&](const Call call, const int errorCode, const std::string& message, const auto& action) {

@@ -149,7 +149,7 @@ TEST_F(TermCacheTest, aFullSetGivesThePlaceOfTheLeastUsed) {
     }
 }
 
-TEST_F(TermCacheTest, whatIsOftenAskedForOutlastsManyThatAreNot) {
+TEST_F(TermCacheTest, frequentTermsOutlastManyRareOnes) {
     addAll();
     for (uint64_t term = PLACES_OF_A_SET; term < 100; ++term) {
         EXPECT_EQ(1u, find(0)) << term;
@@ -158,7 +158,7 @@ TEST_F(TermCacheTest, whatIsOftenAskedForOutlastsManyThatAreNot) {
     }
 }
 
-TEST_F(TermCacheTest, whatWasOftenAskedForGoesWhenItNoLongerIs) {
+TEST_F(TermCacheTest, formerlyFrequentTermsAreEvicted) {
     addAll();
     for (uint64_t term = 0; term < PLACES_OF_A_SET; ++term)
         findOften(term);

@@ -200,7 +200,7 @@ TEST_F(ToolTest, endsWithOneWhenSomethingIsNotFound) {
     EXPECT_EQ("\"text\"", lookups[1]["literal"]);
 }
 
-TEST_F(ToolTest, tellsFileLineAndCauseOfBadData) {
+TEST_F(ToolTest, reportsFileLineAndCauseOfBadData) {
     m_directory.addFile("good.nt", TEXT);
     m_directory.addFile("bad.nt", "# c\n\n<a:s> <a:p> \"\\q\" .\n");
     expectFailure(1, "bad.nt:3:15: expected an escape such as \\n or \\u00E4 after the backslash, found 'q'\n",
@@ -216,7 +216,7 @@ TEST_F(ToolTest, tellsFileLineAndCauseOfBadData) {
     expectFailure(1, "bad.nq.gz:1:21: expected the direction ltr or rtl, found a space\n", run({"load", "bad.nq.gz"}));
 }
 
-TEST_F(ToolTest, countsErrorsAndGoesOnWhenLenient) {
+TEST_F(ToolTest, countsErrorsAndContinuesWhenLenient) {
     m_directory.addFile("a.nt", "bad\n<a:s> <a:p> \"a\" .\nbad\n");
     m_directory.addFile("b.ttl", "bad .\n<s> <p> \"b\" .\n");
     const ToolResult result = run({"load", "--lenient", "--json", "a.nt", "b.ttl"});
@@ -303,7 +303,7 @@ TEST_F(ToolTest, endsWithThreeWhenStandardOutputCannotBeWritten) {
     expectFailure(3, "melnar-dict: standard output: Broken pipe\n", run({"load", "a.nt"}, input));
 }
 
-TEST_F(ToolTest, endsQuietlyWhenNobodyReadsStandardOutput) {
+TEST_F(ToolTest, endsQuietlyWhenStandardOutputHasNoReader) {
     m_directory.addFile("a.nt", TEXT);
     ASSERT_EQ(0, run({"load", "a.nt", "-o", "d"}).m_exitCode);
     ASSERT_EQ(0, run({"encode", "--as", "iri", "a.nt", "-d", "d", "-o", "encoded.nt"}).m_exitCode);
@@ -395,7 +395,7 @@ TEST_F(ToolTest, endsWithTwoOnAWrongCommandLine) {
     EXPECT_NE(std::string::npos, result.m_errorOutput.find("usage: melnar-dict VERB"));
 }
 
-TEST_F(ToolTest, tellsWhatItCanDo) {
+TEST_F(ToolTest, helpListsVerbsAndOptions) {
     const ToolResult help = run({"--help"});
     EXPECT_EQ(0, help.m_exitCode);
     EXPECT_NE(std::string::npos, help.m_output.find("\n  load    "));

@@ -29,7 +29,7 @@ TEST(ChecksumChainTest, dependsOnEveryNumberAndTheirOrder) {
     EXPECT_NE(getValue({0}), getValue({0, 0}));
 }
 
-TEST(ChecksumChainTest, goesOnBehindAValue) {
+TEST(ChecksumChainTest, continuesAfterAValue) {
     ChecksumChain whole;
     whole.add(1);
     ChecksumChain rest(whole.getValue());

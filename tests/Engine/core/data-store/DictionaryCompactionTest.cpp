@@ -185,7 +185,7 @@ TEST_P(DictionaryCompactionTest, bytesLostToSeveralThreadsAreZeroAfterwards) {
     EXPECT_EQ(9001u, m_dictionary.getNextResourceID());
 }
 
-TEST_P(DictionaryCompactionTest, registeredThreadsGoOnAfterwards) {
+TEST_P(DictionaryCompactionTest, registeredThreadsContinueAfterwards) {
     DictionaryThread first(m_dictionary);
     DictionaryThread second(m_dictionary);
     for (size_t round = 0; round < 5; ++round) {

@@ -45,7 +45,7 @@ TEST_P(DictionaryDatatypesTest, eachObjectRefusesByItsOwnRules) {
     EXPECT_EQ(1u, m_dictionary->getNextResourceID());
 }
 
-TEST_P(DictionaryDatatypesTest, turtleLiteralsAreTheFactorysWithAllThatItsDatatypeTells) {
+TEST_P(DictionaryDatatypesTest, turtleLiteralsAreTheFactorysWithAllPartsOfTheValue) {
     DictionaryThread thread(*m_dictionary);
     resolve(thread, {m_small, "word"});
     resolve(thread, {D_RDF_PLAIN_LITERAL, "text@en"});

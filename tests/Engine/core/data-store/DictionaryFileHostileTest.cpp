@@ -489,7 +489,7 @@ TEST_P(DictionaryFileHostileTest, verifyFindsAMalformedTag) {
     EXPECT_EQ("Resource 2 is damaged: its literal is found under ID 0.", getMessageOfVerify(file));
 }
 
-TEST_P(DictionaryFileHostileTest, verifyFindsAnIDThatStandsForAnother) {
+TEST_P(DictionaryFileHostileTest, verifyFindsALiteralUnderAnotherID) {
     Forged file(*makeSampleDictionary(GetParam()));
     // The buckets of "abc" and "def" are exchanged: the same number of each, and each in the table of its datatype.
     const size_t first = file.findBucket(0, 1);

@@ -81,7 +81,7 @@ TEST_P(DictionaryFileTest, everythingComesBack) {
     }
 }
 
-TEST_P(DictionaryFileTest, aCopyGoesOnWhereTheOriginalWas) {
+TEST_P(DictionaryFileTest, aCopyContinuesWhereTheOriginalWas) {
     const std::unique_ptr<Dictionary> dictionary = makeSampleDictionary(GetParam());
     const std::unique_ptr<Dictionary> copy = readFromMemory(writeToMemory(*dictionary));
     for (Dictionary* const each : {dictionary.get(), copy.get()}) {
@@ -230,7 +230,7 @@ TEST(DictionaryFileLockTest, aDictionaryIsReadChangedAndSavedUnderItsLock) {
     }
 }
 
-TEST(DictionaryFileBeginningTest, tellsDictionaryFilesFromOthersByTheirFirstBytes) {
+TEST(DictionaryFileBeginningTest, distinguishesDictionaryFilesByTheirFirstBytes) {
     const std::string bytes = writeToMemory(*makeSampleDictionary(NARROW));
     const auto isBeginning = [](const std::string& text) {
         MemoryInputStream input(text);

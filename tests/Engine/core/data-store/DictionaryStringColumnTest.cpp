@@ -442,7 +442,7 @@ TEST_P(DictionaryStringColumnTest, aColumnOfArrowHasTheStringsOfItsLastIDs) {
 }
 
 /// All are in the first chunk, so the buffers never grow.
-TEST_P(DictionaryStringColumnTest, offsetsThatAreTooNarrowAreToldBeforeMemoryIsTaken) {
+TEST_P(DictionaryStringColumnTest, offsetsThatAreTooNarrowAreReportedBeforeMemoryIsTaken) {
     constexpr size_t LARGEST = std::numeric_limits<int32_t>::max();
     const std::string text((size_t(1) << 22) - 1, 'x'); // 3 bytes longer with tag and '@'
     IDs resourceIDs = encode(Texts{text, text.substr(0, (size_t(1) << 22) - 513)}, "en");
@@ -457,7 +457,7 @@ TEST_P(DictionaryStringColumnTest, offsetsThatAreTooNarrowAreToldBeforeMemoryIsT
 }
 
 /// Slow, since a form of 4 MiB is searched for its '@' 513 times.
-TEST(DictionaryStringColumnSlowTest, offsetsThatAreTooNarrowForTagsAreToldToo) {
+TEST(DictionaryStringColumnSlowTest, offsetsThatAreTooNarrowForTagsAreReportedToo) {
     Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW});
     DictionaryThread thread(dictionary);
     const uint64_t resourceID = dictionary.resolveLangString(thread, "", std::string(size_t(1) << 22, 'x'));

@@ -119,7 +119,7 @@ TEST_P(DictionaryTermsTest, areSavedAndOpened) {
 }
 
 /// An unused family is not in the file: a file with only strings is the same as before there were terms.
-TEST_P(DictionaryTermsTest, familiesWithoutTermsStandInNoFile) {
+TEST_P(DictionaryTermsTest, familiesWithoutTermsAreInNoFile) {
     m_dictionary.resolveResource(m_thread, "a", D_XSD_STRING);
     const std::string ofStrings = writeToMemory(m_dictionary);
     for (const char* const name : {"TermDatatype", "IRI", "blank node", "typed literal", "triple term"})
@@ -135,7 +135,7 @@ TEST_P(DictionaryTermsTest, familiesWithoutTermsStandInNoFile) {
 }
 
 /// The sections of datatype objects have every wrong number and order.
-TEST_P(DictionaryTermsTest, sectionsThatAreLackingRepeatedOrOutOfOrderAreFound) {
+TEST_P(DictionaryTermsTest, sectionsThatAreMissingRepeatedOrOutOfOrderAreFound) {
     m_dictionary.resolveResource(m_thread, "x:y", D_IRI);
     m_dictionary.resolveResource(m_thread, "5^^x:y", D_TYPED_LITERAL);
     const ForgedDictionaryFile sound(m_dictionary);

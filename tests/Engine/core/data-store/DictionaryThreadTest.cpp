@@ -141,7 +141,7 @@ TEST_F(DictionaryThreadTest, onLoanIsTheBorrowers) {
     EXPECT_EQ(6u, m_dictionary.resolveResource(m_thread, "at last", D_XSD_STRING));
 }
 
-TEST_F(DictionaryThreadTest, theLenderDoesNotUseItMeanwhile) {
+TEST_F(DictionaryThreadTest, theLenderDoesNotUseItDuringTheLoan) {
     std::latch lent(1);
     std::latch seen(1);
     std::jthread borrower([&] {

@@ -212,7 +212,7 @@ TEST(SectionStreamsTest, aWrongNumberOfSectionsIsFound) {
         getMessage(file, {3, 3, 0}));
 }
 
-TEST(SectionStreamsTest, whatIsNoDictionaryFileIsToldApart) {
+TEST(SectionStreamsTest, filesOtherThanDictionariesAreRecognised) {
     EXPECT_EQ("Dictionary file 'memory' is damaged: section 'beginning of file': the file ends within it.",
               getMessage("", {}));
     EXPECT_EQ("File 'memory' is not a dictionary file.", getMessage("a text that is long enough", {}));

@@ -48,14 +48,14 @@ TEST(MelnarExceptionTest, numberPieceOfAMillionIsNotGrouped) {
     EXPECT_EQ("1000000", MelnarException(FILE_NAME, 1, MelnarException::NO_CAUSES, 1000000ul).getMessage());
 }
 
-TEST(MelnarExceptionTest, rootConstructorTakesNameAndMessageAsTheyAre) {
+TEST(MelnarExceptionTest, rootConstructorTakesNameAndMessageUnchanged) {
     const MelnarException exception(FILE_NAME, 3, 0, MelnarException::NO_CAUSES, "Name", "message");
     EXPECT_EQ("Name", exception.getExceptionName());
     EXPECT_EQ("message", exception.getMessage());
     EXPECT_STREQ("Name (Engine/core/a/File:3): message", exception.what());
 }
 
-TEST(MelnarExceptionTest, whatTellsNamePlaceAndMessage) {
+TEST(MelnarExceptionTest, whatContainsNamePlaceAndMessage) {
     EXPECT_STREQ("MelnarException (Engine/core/a/File:42): text string 7", makeException().what());
 }
 

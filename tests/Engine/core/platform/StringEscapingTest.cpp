@@ -109,7 +109,7 @@ TEST(StringEscapingTest, otherControlCharactersAreWrittenByNumber) {
     EXPECT_EQ(R"(\u0000\u0001\u000B\u001F\u007F)", getAppended(std::string("\0\x01\x0B\x1F\x7F", 5)));
 }
 
-TEST(StringEscapingTest, allElseIsLeftAsItIs) {
+TEST(StringEscapingTest, everythingElseIsLeftUnchanged) {
     for (unsigned byte = 0; byte < 256; ++byte) {
         const bool isControl = byte < 0x20 || byte == 0x7F;
         if (!isControl && byte != '"' && byte != '\\') {

@@ -177,7 +177,7 @@ TEST(BlockReaderTest, losesNoByteAtAnyBlockSize) {
     }
 }
 
-TEST(BlockReaderTest, usesABlocksMemoryAnew) {
+TEST(BlockReaderTest, reusesTheMemoryOfABlock) {
     BlockReader reader = makeReader("aa\nbb\ncc\n", 3);
     Block block;
     ASSERT_TRUE(reader.next(block));
@@ -187,7 +187,7 @@ TEST(BlockReaderTest, usesABlocksMemoryAnew) {
     EXPECT_EQ("bb\n", block.getText());
 }
 
-TEST(BlockReaderFailureTest, givesAllWholeLinesBeforeAFailureAndTellsItOnce) {
+TEST(BlockReaderFailureTest, returnsAllWholeLinesBeforeAFailureAndReportsItOnce) {
     BlockReader reader(std::make_unique<TextSource>("a\nbb\nccc\nfragm", 1, "no more"), 6);
     Block block;
     ASSERT_TRUE(reader.next(block));
@@ -201,7 +201,7 @@ TEST(BlockReaderFailureTest, givesAllWholeLinesBeforeAFailureAndTellsItOnce) {
     EXPECT_EQ(2u, reader.getNumberOfBlocks());
 }
 
-TEST(BlockReaderFailureTest, tellsAFailureBeforeTheFirstLineEnd) {
+TEST(BlockReaderFailureTest, reportsAFailureBeforeTheFirstLineEnd) {
     BlockReader reader(std::make_unique<TextSource>("fragment", 3, "no more"), 4);
     Block block;
     EXPECT_STREQ("no more", catchException<ToolFailure>([&] { reader.next(block); }).what());

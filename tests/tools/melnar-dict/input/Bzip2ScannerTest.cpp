@@ -63,7 +63,7 @@ TEST(Bzip2ScannerTest, findsNothingInAnEmptyFile) {
     EXPECT_TRUE(scan("").empty());
 }
 
-TEST(Bzip2ScannerTest, holdsNoMoreThanALargestStretchAndSeesAMagicBehindIt) {
+TEST(Bzip2ScannerTest, holdsNoMoreThanTheLargestRangeAndFindsAMagicAfterIt) {
     constexpr size_t NUMBER_OF_BYTES = Bzip2Scanner::LARGEST_STRETCH / 8;
     const std::string magic = bitsOf(Bzip2Scanner::BLOCK_MAGIC, Bzip2Scanner::MAGIC_SIZE).getBytes();
     for (const size_t extra : std::initializer_list<size_t>{0, 262143 - 4, 2 * NUMBER_OF_BYTES}) {

@@ -163,7 +163,7 @@ TEST(Bzip2SourceTest, refusesAFileOfNothingButBeginnings) {
               failureOf("BZh91AY&SY" + std::string(20 << 20, 'x')).first);
 }
 
-TEST(Bzip2SourceFailureTest, tellsAFailureOfItsSourceBehindTheBlocksBefore) {
+TEST(Bzip2SourceFailureTest, reportsAFailureOfItsSourceAfterTheBlocksBefore) {
     const std::string text = makeNumbers(50000);
     Bzip2Source source = makeSource(bzip2(text), 3, 1000, "no more");
     std::string delivered;

@@ -94,7 +94,7 @@ TEST(DecodingSourceTest, unpacksAMillionZeroBytes) {
         }
 }
 
-TEST(DecodingSourceTest, skipsWhatTheHeaderOfAGzipMemberTells) {
+TEST(DecodingSourceTest, skipsTheOptionalFieldsOfAGzipHeader) {
     const std::string packed = withHeaderFields(gzip("text")) + withHeaderFields(gzip("more"));
     for (const size_t packedAtOnce : std::initializer_list<size_t>{1, 2, 3, 11, 12, 20, 1000}) {
         DecodingSource source = makeSource(PackedFormat::GZIP, packed, packedAtOnce);
@@ -131,7 +131,7 @@ TEST(DecodingSourceTest, passesOverPaddingAsTheFormatHasIt) {
               failureOf(PackedFormat::ZSTD, zstd("a") + zeros).first);
 }
 
-TEST(DecodingSourceTest, skipsZstdFramesToBeSkipped) {
+TEST(DecodingSourceTest, skipsSkippableZstdFrames) {
     const std::string skipped("\x5A\x2A\x4D\x18\x05\0\0\0abcde", 13);
     EXPECT_EQ("ab", unpack(PackedFormat::ZSTD, skipped + zstd("a") + skipped + skipped + zstd("b") + skipped));
     EXPECT_EQ("", unpack(PackedFormat::ZSTD, skipped));
@@ -161,7 +161,7 @@ TEST(DecodingSourceTest, refusesWhatFollows) {
               failureOf(PackedFormat::ZSTD, zstd("a") + xz("a")).first);
 }
 
-TEST(DecodingSourceTest, deliversWhatStandsBeforeDamageInAnotherStream) {
+TEST(DecodingSourceTest, deliversTheTextBeforeDamageInAnotherStream) {
     const std::string text = makeNumbers(1000);
     for (const PackedFormat format : FORMATS) {
         std::string damaged = pack(format, "damaged");
@@ -172,7 +172,7 @@ TEST(DecodingSourceTest, deliversWhatStandsBeforeDamageInAnotherStream) {
     }
 }
 
-TEST(DecodingSourceTest, tellsAFailureOfItsSourceBehindWhatCameBefore) {
+TEST(DecodingSourceTest, reportsAFailureOfItsSourceAfterTheTextBefore) {
     const std::string text = makeNumbers(1000);
     for (const PackedFormat format : FORMATS) {
         DecodingSource source = makeSource(format, pack(format, text), 50, "no more");

@@ -64,7 +64,7 @@ TEST_F(InputFileTest, unpacksWhatBeginsAsPackedWhateverItsName) {
         }
 }
 
-TEST_F(InputFileTest, tellsPlainFilesFromPackedOnes) {
+TEST_F(InputFileTest, distinguishesPlainFilesFromCompressedOnes) {
     EXPECT_TRUE(isPlainFile(m_directory.addFile("a.nt", "")));
     EXPECT_TRUE(isPlainFile(m_directory.addFile("b.nt", "BZh9 is text")));
     for (const auto& [extension, pack] : FORMATS) {
@@ -74,7 +74,7 @@ TEST_F(InputFileTest, tellsPlainFilesFromPackedOnes) {
     EXPECT_THROW(isPlainFile(m_directory.getPathOf("absent")), ToolFailure);
 }
 
-TEST_F(InputFileTest, goesOnReadingAtAPlace) {
+TEST_F(InputFileTest, continuesReadingAtAPosition) {
     FileSource source(m_directory.addFile("a.nt", "0123456789"));
     EXPECT_EQ("0123456789", readAll(source, 4));
     for (const size_t place : {7u, 0u, 10u, 20u}) {
@@ -104,7 +104,7 @@ TEST_F(InputFileTest, holdsANameThatPromisesAFormatToIt) {
               messageOfReading("a.xz", gzip("text")));
 }
 
-TEST_F(InputFileTest, tellsWhyAFileCannotBeRead) {
+TEST_F(InputFileTest, reportsWhyAFileCannotBeRead) {
     const auto messageOf = [](const std::string& path) {
         return std::string(catchException<ToolFailure>([&] { openInputFile(path, 1); }).what());
     };
@@ -112,7 +112,7 @@ TEST_F(InputFileTest, tellsWhyAFileCannotBeRead) {
     EXPECT_EQ("Is a directory", messageOf(m_directory.getPathOf("")));
 }
 
-TEST_F(InputFileTest, tellsWhyReadingFailedLater) {
+TEST_F(InputFileTest, reportsWhyReadingFailedLater) {
     const auto source = openInputFile(m_directory.addFile("a.nt", makeNumbers(200000)), 1);
     SystemCallFaults faults(SystemCallFaults::Call::READ);
     faults.failAfter(1, EIO, SystemCallFaults::Duration::ONCE);
@@ -121,7 +121,7 @@ TEST_F(InputFileTest, tellsWhyReadingFailedLater) {
     EXPECT_EQ(ExitCode::FAILURE, failure.getExitCode());
 }
 
-TEST_F(InputFileTest, tellsWhyReadingOfAPackedFileFailedLater) {
+TEST_F(InputFileTest, reportsWhyReadingOfACompressedFileFailedLater) {
     const std::string text = makeNumbers(200000);
     for (const auto& [extension, pack] : FORMATS) {
         const std::string path = m_directory.addFile("a.nt", pack(text));

@@ -28,7 +28,7 @@ TEST(InputFilesTest, tellTheirFormatsByTheirNames) {
               read({"a.nt", "b.trig.gz"}));
 }
 
-TEST(InputFilesTest, allHaveTheOnlyGivenFormatWhereverItStands) {
+TEST(InputFilesTest, allHaveTheOnlyGivenFormatAtAnyPosition) {
     for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--format", "trig", "a.nt", "b", "-"},
                                                       {"a.nt", "--format=trig", "b", "-"},
                                                       {"a.nt", "b", "-", "--format", "trig"}})
@@ -76,7 +76,7 @@ InputFiles readOwn(const std::vector<std::string>& arguments) {
     return files;
 }
 
-TEST(InputFilesTest, areTakenByAnyNameIfAnyOptionSaysThatTheyAreNoRdf) {
+TEST(InputFilesTest, areTakenByAnyNameIfAnyOptionStatesThatTheyAreNoRdf) {
     const TemporaryDirectory directory;
     const std::string folder = directory.getPathOf("");
     const InputFiles files = readOwn({"a.npy", "-", folder, "--own", "b.ttl"});

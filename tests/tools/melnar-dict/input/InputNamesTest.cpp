@@ -53,7 +53,7 @@ TEST_F(InputNamesTest, keepsFilesAndTheirOrder) {
     EXPECT_EQ(Files{}, expandInputNames({}));
 }
 
-TEST_F(InputNamesTest, refusesAFileWhoseFormatNothingTells) {
+TEST_F(InputNamesTest, refusesAFileWhoseFormatIsUnknown) {
     EXPECT_STREQ("standard input needs --format", catchException<ToolFailure>([] {
                                                       expandInputNames({{"-", std::nullopt}});
                                                   }).what());
@@ -82,7 +82,7 @@ TEST_F(InputNamesTest, takesAllFilesOfAFolderWithAFormat) {
     EXPECT_EQ(RdfFormat::N_TRIPLES, expand("d", RdfFormat::N_TRIPLES).front().second);
 }
 
-TEST_F(InputNamesTest, passesOverWhatIsHiddenInAFolderButNotAHiddenFolderThatIsNamed) {
+TEST_F(InputNamesTest, skipsHiddenFilesInAFolderButNotAHiddenFolderThatIsNamed) {
     addFolder("d/.git");
     addFolder(".h");
     for (const char* const file : {"d/.a.nt", "d/.git/b.nt", "d/c.nt", ".h/d.nt"})
@@ -122,7 +122,7 @@ TEST_F(InputNamesTest, refusesAFolderOfWhichItKnowsNothing) {
         failureOf("d"));
 }
 
-TEST_F(InputNamesTest, tellsThatAFolderCannotBeRead) {
+TEST_F(InputNamesTest, reportsThatAFolderCannotBeRead) {
     addFolder("d/closed");
     addFile("d/a.nt");
     ASSERT_EQ(0, ::chmod(getPathOf("").c_str(), 0755));

@@ -18,7 +18,7 @@ TEST(RdfFormatTest, followsTheExtensionBelowThatOfAPackedFormat) {
     EXPECT_EQ(RdfFormat::TURTLE, formatOfFile("a.ttl.zst"));
 }
 
-TEST(RdfFormatTest, tellsNothingFromOtherNames) {
+TEST(RdfFormatTest, derivesNothingFromOtherNames) {
     for (const char* const name : {"", "-", "a", "a.gz", "a.nt/b", "nt", "a.rdf", "a.turtle", "a.nt.zip", "a.nt.gz.xz",
                                    "a.xz", ".zst", "a.ntx", "a."})
         EXPECT_EQ(std::nullopt, formatOfFile(name)) << name;

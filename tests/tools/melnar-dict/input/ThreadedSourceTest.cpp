@@ -51,7 +51,7 @@ TEST(ThreadedSourceConcurrentTest, deliversNothingOfAnEmptySource) {
     EXPECT_EQ("", readAll(source));
 }
 
-TEST(ThreadedSourceConcurrentTest, tellsAFailureBehindAllBytesBeforeIt) {
+TEST(ThreadedSourceConcurrentTest, reportsAFailureAfterAllBytesBeforeIt) {
     const std::string text = makeNumbers(500);
     for (const size_t bufferSize : std::initializer_list<size_t>{1, 100, 100000}) {
         ThreadedSource source(std::make_unique<TextSource>(text, 1000, "no more"), {}, bufferSize);

@@ -64,7 +64,7 @@ TEST_F(BatchResolverTest, stopsSoonAfterTheFirstRefusedLiteral) {
     EXPECT_EQ(0u, find("b", D_XSD_STRING));
 }
 
-TEST_F(BatchResolverTest, goesOnBehindEveryRefusedLiteralWhenLenient) {
+TEST_F(BatchResolverTest, continuesAfterEveryRefusedLiteralWhenLenient) {
     m_piece.m_terms.append("none", D_RDF_PLAIN_LITERAL, 2);
     m_piece.m_terms.append("x@1", D_RDF_PLAIN_LITERAL, 3);
     m_piece.m_terms.append("b", D_XSD_STRING, 4);

@@ -19,7 +19,7 @@ CheckpointOptions parse(const std::vector<std::string>& arguments) {
     return options;
 }
 
-TEST(CheckpointOptionsTest, everyTenMinutesUnlessSomethingElseIsSaid) {
+TEST(CheckpointOptionsTest, everyTenMinutesUnlessAnOptionStatesOtherwise) {
     const CheckpointOptions options = parse({});
     EXPECT_FALSE(options.m_isGiven);
     EXPECT_EQ(std::chrono::minutes(10), options.m_interval);

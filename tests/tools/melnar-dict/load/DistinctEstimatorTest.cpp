@@ -32,7 +32,7 @@ private:
     std::set<uint64_t> m_resourceIDs;
 };
 
-TEST(DistinctEstimatorTest, countsWhatIsThereWhenAllOfItWasSeen) {
+TEST(DistinctEstimatorTest, countsExactlyWhenEverythingWasSeen) {
     DistinctEstimator estimator(2);
     estimator.take(2, 10, 12);
     estimator.take(1, 200, 203);
@@ -43,7 +43,7 @@ TEST(DistinctEstimatorTest, countsWhatIsThereWhenAllOfItWasSeen) {
     EXPECT_EQ(0, DistinctEstimator(0).extrapolate(0.5).m_number);
 }
 
-TEST(DistinctEstimatorTest, takesUnseenTermsToBeAsLongAsThoseOfOneUnit) {
+TEST(DistinctEstimatorTest, assumesThatUnseenTermsAreAsLongAsThoseOfOneUnit) {
     DistinctEstimator estimator(2);
     estimator.take(2, 1000, 1003);
     estimator.take(1, 10, 12);

@@ -172,7 +172,7 @@ TEST(FileLoaderTermsTest, theNextDocumentIsOneThatNoBlankNodeBelongsTo) {
     EXPECT_EQ(13u, getNextDocument(many));
 }
 
-TEST(FileLoaderTermsTest, rowsHaveTheLayoutThatIsAskedFor) {
+TEST(FileLoaderTermsTest, rowsHaveTheRequestedLayout) {
     const std::vector<std::string> texts{"<a:s> <a:p> \"x\" .\n"};
     for (const size_t width : {RowLayout::NARROW, RowLayout::WIDE}) {
         EXPECT_EQ((Rows{{1, 2, 3}}),

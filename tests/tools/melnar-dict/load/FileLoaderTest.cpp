@@ -143,7 +143,7 @@ TEST(FileLoaderTest, loadsNothingFromAnEmptyFile) {
         }
 }
 
-TEST(FileLoaderFailureTest, tellsThatAFileIsNotThere) {
+TEST(FileLoaderFailureTest, reportsThatAFileDoesNotExist) {
     for (const RdfFormat format : {RdfFormat::N_TRIPLES, RdfFormat::TURTLE}) {
         TestLoad load;
         load.load("/does/not/exist.nt", format);
@@ -153,7 +153,7 @@ TEST(FileLoaderFailureTest, tellsThatAFileIsNotThere) {
     }
 }
 
-TEST(FileLoaderConcurrentTest, tellsThatReadingFailedBehindTheErrorsBeforeIt) {
+TEST(FileLoaderConcurrentTest, reportsThatReadingFailedAfterTheErrorsBeforeIt) {
     const TemporaryDirectory directory;
     for (const RdfFormat format : {RdfFormat::N_TRIPLES, RdfFormat::TURTLE})
         for (const size_t numberOfThreads : std::initializer_list<size_t>{1, 7}) {

@@ -217,7 +217,7 @@ TEST_F(LoadCheckpointTest, aDamagedOneIsNamed) {
     EXPECT_NE(std::string::npos, exception.getMessage().find("work-manifest")) << exception.getMessage();
 }
 
-TEST_F(LoadCheckpointTest, isRemovedWithWhatWasPutAside) {
+TEST_F(LoadCheckpointTest, isRemovedWithSpilledData) {
     m_directory.addFile("work-plan", "");
     m_directory.addFile("work-manifesto", "");
     const std::set<std::string> files = getFiles();

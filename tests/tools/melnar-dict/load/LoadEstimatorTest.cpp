@@ -210,7 +210,7 @@ TEST(LoadEstimatorTest, extrapolatesTermsOfAllKinds) {
     }
 }
 
-TEST(LoadEstimatorTest, takesNodesWithoutALabelToBeNewOnesEachTime) {
+TEST(LoadEstimatorTest, treatsNodesWithoutALabelAsNewOnesEachTime) {
     const TemporaryDirectory directory;
     std::string text;
     for (size_t number = 0; number < 30'000; ++number)
@@ -265,7 +265,7 @@ TEST(LoadEstimatorTest, namesTheFileThatCannotBeRead) {
                  }).what());
 }
 
-TEST(LoadEstimatorTest, tellsHowManyBytesItHasReadAndWhyItCannotReadMore) {
+TEST(LoadEstimatorTest, reportsHowManyBytesItHasReadAndWhyItCannotReadMore) {
     const TemporaryDirectory directory;
     const std::string text = makeText(RdfFormat::N_TRIPLES, 1000);
     const std::string file = directory.addFile("a", text);
@@ -294,7 +294,7 @@ TEST(LoadEstimatorTest, theVerbPrintsTableAndJson) {
     EXPECT_EQ(3, runToolProcess({"estimate", "/absent.nt"}).m_exitCode);
 }
 
-TEST(LoadEstimatorTest, theVerbSaysWhatALoadOfTheSameOptionsTakes) {
+TEST(LoadEstimatorTest, theVerbEstimatesALoadWithTheSameOptions) {
     const TemporaryDirectory directory;
     const std::string lines = directory.addFile("a.nq", makeTermText(RdfFormat::N_QUADS, 3500));
     const std::string moreLines = directory.addFile("c.nq", makeTermText(RdfFormat::N_QUADS, 3000));

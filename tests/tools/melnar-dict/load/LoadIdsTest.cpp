@@ -144,7 +144,7 @@ TEST_F(LoadIdsTest, rowsReplaceNoInputAndNoOtherOutput) {
                              "'.' exists and is not a regular file, so it cannot be replaced");
 }
 
-TEST_F(LoadIdsTest, aDictionaryIsReplacedByRowsOnlyByForceAndOtherFilesAtOnce) {
+TEST_F(LoadIdsTest, aDictionaryIsReplacedByRowsOnlyByForceAndOtherFilesWithoutIt) {
     expectSuccess({"load", "more.nq", "-o", "other"});
     expectRefusal({"load", "in.nq", "-o", "d", "--ids", "other"}, "'other' is a dictionary; --force replaces it");
     expectSuccess({"load", "in.nq", "-o", "d", "--ids", "other", "--force"});
@@ -181,7 +181,7 @@ TEST_F(LoadIdsTest, aDictionaryThatGrowsKeepsItsIDsAndDecodesItsOldRows) {
     EXPECT_EQ(0u, refusal.m_errorOutput.find("V.npy: encoded with dictionary ")) << refusal.m_errorOutput;
 }
 
-TEST_F(LoadIdsTest, anIDHasAsManyBytesAsAreAskedForOrNeeded) {
+TEST_F(LoadIdsTest, anIDHasAsManyBytesAsAreRequestedOrNeeded) {
     const std::string large = "4294967296";
     const IDs ids{1, 2, 3, 4};
     for (const auto& [options, width] : std::vector<std::pair<std::vector<std::string>, size_t>>{
@@ -300,7 +300,7 @@ TEST_F(LoadIdsTest, aDiskThatIsFullLeavesTheOldFiles) {
     EXPECT_FALSE(std::filesystem::exists(m_directory.getPathOf("new")));
 }
 
-TEST_F(LoadIdsTest, rowsThatNobodyReadsEndTheLoad) {
+TEST_F(LoadIdsTest, rowsWithoutAReaderEndTheLoad) {
     const auto files = getFiles();
     ToolInput input = getInput();
     input.m_isOutputClosedPipe = true;
@@ -366,7 +366,7 @@ TEST_F(HeldLoadIdsTest, anInterruptionLeavesTheOldFiles) {
     }
 }
 
-TEST_F(HeldLoadIdsTest, anotherWriterOfEitherFileIsToldOfOrWaitedFor) {
+TEST_F(HeldLoadIdsTest, anotherWriterOfEitherFileIsReportedOrWaitedFor) {
     for (const auto& [held, arguments] : std::vector<std::pair<std::string, std::vector<std::string>>>{
              {"T.npy", {"load", "in.nq", "-o", "d", "--ids", "T.npy"}},
              {"d", {"load", "in.nq", "-o", "d", "--ids", "U.npy"}},
@@ -397,7 +397,7 @@ TEST_F(HeldLoadIdsTest, anotherWriterOfEitherFileIsToldOfOrWaitedFor) {
 }
 
 /// A file that has become an output during the wait for the lock is checked again.
-TEST_F(HeldLoadIdsTest, outputsAreLookedAtAgainAfterAWait) {
+TEST_F(HeldLoadIdsTest, outputsAreCheckedAgainAfterAWait) {
     RunningTool holder({"load", "pipe.nq", "-o", "T.npy"}, getInput());
     const int pipeEnd = enter();
     const auto& [waiting, message] = startWaiting({"load", "in.nq", "-o", "d", "--ids", "T.npy", "--wait"});

@@ -45,7 +45,7 @@ TEST(LoadOptionsTest, needsNothingButAFile) {
     EXPECT_TRUE(options.m_lookups.empty());
 }
 
-TEST(LoadOptionsTest, takesEveryOptionBeforeAndBehindTheFiles) {
+TEST(LoadOptionsTest, takesEveryOptionBeforeAndAfterTheFiles) {
     const LoadOptions options = parse({"--threads",        "3",         "a.ttl",
                                        "--lenient",        "--json",    "--base=http://b/",
                                        "--memory-limit",   "1M",        "--max-line=3K",
@@ -74,7 +74,7 @@ TEST(LoadOptionsTest, takesEveryOptionBeforeAndBehindTheFiles) {
     EXPECT_EQ("\"text\"", options.m_lookups[2].m_question);
 }
 
-TEST(LoadOptionsTest, savesWhatIsAddedToInItsPlaceUnlessThereIsAnOutput) {
+TEST(LoadOptionsTest, savesTheExtendedDictionaryInPlaceUnlessThereIsAnOutput) {
     EXPECT_EQ("d", parse({"a.nt", "--into", "d"}).m_output.m_outputName);
     EXPECT_EQ("o", parse({"a.nt", "--into", "d", "-o", "o"}).m_output.m_outputName);
     EXPECT_EQ("", parse({"a.nt"}).m_output.m_outputName);
@@ -145,7 +145,7 @@ TEST(LoadOptionsTest, refusesRowsAndTermsThatContradictEachOther) {
     EXPECT_EQ("the value of option --ids is empty", messageOf({"a.nt", "-o", "d", "--ids", ""}));
 }
 
-TEST(LoadOptionsTest, keepsWhatIsRejectedOnlyWhenLenient) {
+TEST(LoadOptionsTest, keepsRejectedBytesOnlyWhenLenient) {
     EXPECT_EQ("--rejected needs --lenient; nothing is skipped without it", messageOf({"a.nt", "--rejected", "r"}));
 }
 

@@ -63,7 +63,7 @@ TEST(LoadReportTest, givesTheAnswersWithTheJson) {
     EXPECT_EQ("3", json["lookups"][1]["question"]);
 }
 
-TEST(LoadReportTest, dividesByNoTimeAtAll) {
+TEST(LoadReportTest, doesNotDivideByZeroTime) {
     LoadReport report = makeReport();
     report.m_seconds = 0;
     EXPECT_EQ(0, report.getLiteralsPerSecond());

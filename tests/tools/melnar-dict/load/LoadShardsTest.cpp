@@ -182,7 +182,7 @@ TEST_F(LoadShardsTest, blankNodesMayBeShared) {
     EXPECT_EQ(QUADS, decode("T.npy", "d"));
 }
 
-TEST_F(LoadShardsTest, rowsHaveTheWidthAndTheColumnsThatAreAskedFor) {
+TEST_F(LoadShardsTest, rowsHaveTheRequestedWidthAndColumns) {
     m_directory.addFile("in.nt", "<urn:s> <urn:p> <urn:o> .\n");
     for (const auto& [options, rowSize] : std::vector<std::pair<std::vector<std::string>, size_t>>{
              {{}, 12}, {{"--id-width", "8"}, 24}, {{"--quads"}, 16}, {{"--quads", "--id-width", "8"}, 32}}) {
@@ -342,7 +342,7 @@ TEST_F(LoadShardsTest, documentsThatFollowSharedLabelsAreOthers) {
     }
 }
 
-TEST_F(LoadShardsTest, aLoadThatAnErrorHasEndedGoesOnLeniently) {
+TEST_F(LoadShardsTest, aLoadThatAnErrorHasEndedResumesLeniently) {
     m_directory.addFile("in.nt", makeTriples(3) + "no statement\n" + makeTriples(1));
     const std::vector<std::string> load{"load", "--shards", "in.nt", "--ids", "T.npy", "--checkpoint", "1b", "-o"};
     const auto with = [](std::vector<std::string> arguments, const std::vector<std::string>& more) {
@@ -392,7 +392,7 @@ TEST_F(LoadShardsTest, aManifestOfSomethingElseIsNotReplaced) {
     EXPECT_EQ("of something else", getContentsOf("project/manifest"));
 }
 
-TEST_F(LoadShardsTest, aMemoryLimitThatIsTooSmallIsTold) {
+TEST_F(LoadShardsTest, aMemoryLimitThatIsTooSmallIsReported) {
     const ToolResult result = run({"load", "--shards", "in.nq", "-o", "d", "--memory-limit", "40M", "--threads", "1"});
     EXPECT_EQ(2, result.m_exitCode);
     const std::string beginning = "melnar-dict: --memory-limit 40M is too small: with 1 thread it must be ";
@@ -480,7 +480,7 @@ protected:
     std::array<int, 2> m_ends{}; // of a pipe for standard error
 };
 
-TEST_F(HeldLoadShardsTest, aLoadThatWasKilledIsGoneOnWith) {
+TEST_F(HeldLoadShardsTest, aLoadThatWasKilledIsResumed) {
     for (const std::vector<std::string>& options :
          {std::vector<std::string>{"--shards", "-o", "d"}, {"--shards", "-o", "d", "--memory-limit", "100M"}}) {
         const auto expected = getExpected(options);
@@ -524,7 +524,7 @@ TEST_F(HeldLoadShardsTest, readersSeeTheOldDictionaryUntilTheLoadIsDone) {
     EXPECT_FALSE(exists("d/work-manifest"));
 }
 
-TEST_F(HeldLoadShardsTest, whoIsAddedToAnotherFolderGoesOnThere) {
+TEST_F(HeldLoadShardsTest, aLoadThatAddsToAnotherFolderResumesThere) {
     expectSuccess({"load", "--shards", "in.nq", "-o", "old"});
     const auto old = getFiles("old");
     const auto expected = getExpected({"--into", "old", "-o", "d"});
@@ -541,7 +541,7 @@ TEST_F(HeldLoadShardsTest, whoIsAddedToAnotherFolderGoesOnThere) {
 }
 
 /// It is refused unless it is forced, so that a mistake does not lose hours of work.
-TEST_F(HeldLoadShardsTest, anotherLoadIsRefusedOrGivesTheUnfinishedOneUp) {
+TEST_F(HeldLoadShardsTest, anotherLoadIsRefusedOrDiscardsTheUnfinishedOne) {
     const std::vector<std::string> options{"--shards", "-o", "d"};
     const std::string refusal =
         "melnar-dict: the folder 'd' has an unfinished load of other files, of files that have changed or no longer "
@@ -588,7 +588,7 @@ TEST_F(HeldLoadShardsTest, anotherLoadIsRefusedOrGivesTheUnfinishedOneUp) {
 }
 
 /// If the names exceed a mebibyte, a checksum identifies the load.
-TEST_F(HeldLoadShardsTest, manyInputsWithLongNamesAreGoneOnWith) {
+TEST_F(HeldLoadShardsTest, aLoadOfManyInputsWithLongNamesIsResumed) {
     const std::string part(200, 'n');
     std::string folder = "many";
     for (int depth = 0; depth < 18; ++depth)
@@ -614,7 +614,7 @@ TEST_F(HeldLoadShardsTest, manyInputsWithLongNamesAreGoneOnWith) {
 }
 
 /// The shards that the first process had in memory no longer fit.
-TEST_F(HeldLoadShardsTest, lessMemoryIsEnoughToGoOn) {
+TEST_F(HeldLoadShardsTest, lessMemoryIsEnoughToResume) {
     std::string statements;
     for (size_t number = 0; number < 120000; ++number)
         statements += "<urn:s> <urn:p> \"" + std::string(220, 'x') + std::to_string(number) + "\" .\n";
@@ -628,7 +628,7 @@ TEST_F(HeldLoadShardsTest, lessMemoryIsEnoughToGoOn) {
 }
 
 /// The process was killed after it had replaced the manifest, and only had to remove the record of the load.
-TEST_F(HeldLoadShardsTest, whatTellsOfALoadThatIsDoneHoldsNothingUp) {
+TEST_F(HeldLoadShardsTest, theRecordOfALoadThatIsDoneBlocksNothing) {
     expectSuccess({"load", "--shards", "in.nq", "-o", "d", "--ids", "old.npy"});
     kill({"--into", "d"});
     const std::string unfinished = getContentsOf("d/work-manifest");
@@ -640,7 +640,7 @@ TEST_F(HeldLoadShardsTest, whatTellsOfALoadThatIsDoneHoldsNothingUp) {
 }
 
 /// The work of an earlier process stays when the next one fails before its own first save.
-TEST_F(HeldLoadShardsTest, whoFailsWhenGoingOnLosesNothing) {
+TEST_F(HeldLoadShardsTest, aLoadThatFailsWhenItResumesLosesNothing) {
     const std::vector<std::string> options{"--shards", "-o", "d"};
     const auto expected = getExpected(options);
     kill(options);
@@ -657,7 +657,7 @@ TEST_F(HeldLoadShardsTest, whoFailsWhenGoingOnLosesNothing) {
     expectFiles(expected);
 }
 
-TEST_F(HeldLoadShardsTest, aDamagedUnfinishedLoadIsTold) {
+TEST_F(HeldLoadShardsTest, aDamagedUnfinishedLoadIsReported) {
     kill({"--shards", "-o", "d"});
     m_directory.addFile("d/work-manifest", getContentsOf("d/work-manifest").substr(1));
     const ToolResult result = run({"load", "--shards", "in.nq", "-o", "d"});
@@ -667,7 +667,7 @@ TEST_F(HeldLoadShardsTest, aDamagedUnfinishedLoadIsTold) {
     expectSuccess({"verify", "d"});
 }
 
-TEST_F(HeldLoadShardsTest, anotherWriterIsToldOfOrWaitedFor) {
+TEST_F(HeldLoadShardsTest, anotherWriterIsReportedOrWaitedFor) {
     for (const std::vector<std::string>& arguments :
          {std::vector<std::string>{"load", "--shards", "in.nq", "-o", "d"}, {"load", "in.nq", "--into", "d"}}) {
         expectSuccess({"load", "--shards", "more.nq", "-o", "d"});

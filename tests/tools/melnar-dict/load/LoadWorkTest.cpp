@@ -58,11 +58,11 @@ TEST(LoadWorkTest, whatEndsTooEarlyIsRefused) {
         EXPECT_THROW(LoadWork::parse(bytes.substr(0, size)), MelnarException) << size;
 }
 
-TEST(LoadWorkTest, whatGoesOnBehindItsEndIsRefused) {
+TEST(LoadWorkTest, bytesAfterTheEndAreRefused) {
     EXPECT_THROW(LoadWork::parse(makeWork().toBytes() + '\0'), MelnarException);
 }
 
-TEST(LoadWorkTest, aLengthThatNobodyVouchesForReservesNothing) {
+TEST(LoadWorkTest, anUntrustedLengthReservesNothing) {
     std::string bytes = makeWork().toBytes();
     bytes.replace(0, 8, 8, '\xFF');
     EXPECT_THROW(LoadWork::parse(bytes), MelnarException);

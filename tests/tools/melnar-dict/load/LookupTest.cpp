@@ -64,7 +64,7 @@ TEST_F(LookupTest, takesTermsOfAllKinds) {
     EXPECT_EQ("8\t\"5\"^^<http://www.w3.org/2001/XMLSchema#int>\n", get(8));
 }
 
-TEST_F(LookupTest, refusesWhatIsNoTermThatADictionaryCouldHave) {
+TEST_F(LookupTest, refusesTermsThatNoDictionaryCanHave) {
     for (const auto& [text, message] :
          {std::pair("plain", "term 'plain': expected a term, found 'plain'; did you mean '\"plain\"'?"),
           {"\"x\"^^rdf:PlainLiteral", "term '\"x\"^^rdf:PlainLiteral': its language tag is malformed"},
@@ -76,7 +76,7 @@ TEST_F(LookupTest, refusesWhatIsNoTermThatADictionaryCouldHave) {
     }
 }
 
-TEST_F(LookupTest, tellsWhatIsNotThere) {
+TEST_F(LookupTest, reportsAbsentTerms) {
     EXPECT_EQ("not found\t\"Plain\"\n", find("\"Plain\""));
     EXPECT_EQ("not found\t\"text\"@EN\n", find("\"text\"@EN"));
     EXPECT_EQ("not found\t\"text\"\n", find("\"text\""));
@@ -99,7 +99,7 @@ TEST_F(LookupTest, knowsWhetherItIsAnswered) {
     EXPECT_FALSE(answer(Lookup::ofResourceID(0)).isAnswered());
 }
 
-TEST_F(LookupTest, isJsonWithNullForWhatIsNotKnown) {
+TEST_F(LookupTest, isJsonWithNullForUnknownFigures) {
     const auto json = [this](const Lookup& lookup) { return answer(lookup).toJson().dump(); };
     EXPECT_EQ(R"({"question":"'text'@en","id":2,"literal":"\"text\"@en","text":"text","language":"en",)"
               R"("type":"literal","value":"text","datatype":null,"direction":null})",

@@ -62,7 +62,7 @@ TEST_F(RejectedTest, endsTheLastLineOfAFile) {
     EXPECT_EQ("a\nb\n", reject(RdfFormat::TURTLE, {"a", "b"}));
 }
 
-TEST_F(RejectedTest, keepsStatementsFromTheirStartToWhereReadingGoesOn) {
+TEST_F(RejectedTest, keepsStatementsFromTheirStartToWhereReadingContinues) {
     const std::string good = " <a:s> <a:p> 'good' .\n# c\n";
     const std::string unclosed = "<a:s> <a:p> \"x . <a:s> <a:p> 1 .\n  .";
     EXPECT_EQ("<a:s> <a:p> .\n" + unclosed + "\n<a:s> <a:p> 'x.' , .\n",

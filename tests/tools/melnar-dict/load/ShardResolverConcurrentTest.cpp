@@ -125,7 +125,7 @@ TEST(ShardResolverConcurrentTest, savesComeBetweenTwoBlocks) {
 }
 
 /// A save fails while other threads process their blocks, or wait for their turns.
-TEST(ShardResolverConcurrentTest, aSaveThatFailsEndsTheLoadAndHoldsNobodyBack) {
+TEST(ShardResolverConcurrentTest, aSaveThatFailsEndsTheLoadAndBlocksNoThread) {
     ShardedTestLoad load(makeTexts(RdfFormat::N_QUADS));
     for (const size_t numberOfThreads : NUMBERS_OF_THREADS)
         for (const bool isLenient : {false, true})
@@ -146,7 +146,7 @@ TEST(ShardResolverConcurrentTest, aSaveThatFailsEndsTheLoadAndHoldsNobodyBack) {
             }
 }
 
-TEST(ShardResolverConcurrentTest, aShardThatTakesNoMoreEndsTheLoadAndHoldsNobodyBack) {
+TEST(ShardResolverConcurrentTest, aShardThatTakesNoMoreEndsTheLoadAndBlocksNoThread) {
     ShardedTestLoad load(makeTexts(RdfFormat::N_QUADS));
     for (const size_t numberOfThreads : NUMBERS_OF_THREADS) {
         ShardedDictionary dictionary({.m_memoryLimit = ShardedTestLoad::MEMORY_LIMIT, .m_maximumNumberOfResources = 3});
@@ -158,7 +158,7 @@ TEST(ShardResolverConcurrentTest, aShardThatTakesNoMoreEndsTheLoadAndHoldsNobody
 }
 
 /// If there is bad data, the blocks before it may be saved, and in a load that is not lenient nothing after it.
-TEST(ShardResolverConcurrentTest, nothingIsSavedBehindAnError) {
+TEST(ShardResolverConcurrentTest, nothingIsSavedAfterAnError) {
     std::string text;
     for (int number = 0; number < 1000; ++number)
         text += number == 500 ? "no statement\n" : "<a:s> <a:p> \"" + std::to_string(number) + "\" .\n";

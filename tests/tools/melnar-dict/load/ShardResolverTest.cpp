@@ -50,7 +50,7 @@ public:
     ShardedTestLoad m_load;
 };
 
-TEST(ShardResolverTest, whoGoesOnFromAnySaveComesToTheSame) {
+TEST(ShardResolverTest, aLoadThatResumesFromAnySaveHasTheSameResult) {
     for (const RdfFormat format : {RdfFormat::N_QUADS, RdfFormat::TURTLE}) {
         InterruptedLoad load(format);
         ShardedHow how;
@@ -98,7 +98,7 @@ TEST(ShardResolverTest, aLoadMayBeInterruptedAgainAndAgain) {
 }
 
 /// This holds for a lenient load, too: the failure is not bad data.
-TEST(ShardResolverTest, nothingIsSavedBehindABlockThatFailed) {
+TEST(ShardResolverTest, nothingIsSavedAfterABlockThatFailed) {
     InterruptedLoad load(RdfFormat::N_QUADS);
     for (const size_t largestMemory : {size_t(0), ~size_t(0)}) {
         uint64_t failedBlock = 0;

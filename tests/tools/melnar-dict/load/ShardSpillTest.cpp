@@ -201,7 +201,7 @@ TEST_F(ShardSpillTest, aTermThatTheDictionaryDoesNotTakeIsThrown) {
 }
 
 /// Simulates a kill of the process after each block, after more blocks had been added than were saved.
-TEST_F(ShardSpillTest, goesOnWhereItWasSaved) {
+TEST_F(ShardSpillTest, resumesWhereItWasSaved) {
     const Blocks blocks = makeBlocks(6);
     const std::vector<uint64_t> expected = getExpectedRows(blocks);
     for (size_t saved = 0; saved <= blocks.size(); ++saved) {

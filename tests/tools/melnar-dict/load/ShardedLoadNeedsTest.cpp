@@ -33,7 +33,7 @@ TEST(ShardedLoadNeedsTest, asManyThreadsResolveAsShardsAndCopiesFit) {
     EXPECT_EQ(1u, ShardedLoadNeeds::getNumberOfResolvers(8, 1000, 100)) << "one tries it in any case";
 }
 
-TEST(ShardedLoadNeedsTest, theDiskHasNewShardsRowsAndWhatIsPutAside) {
+TEST(ShardedLoadNeedsTest, theDiskHasNewShardsRowsAndSpilledData) {
     LoadEstimate estimate;
     estimate.m_counts.m_statements = 10;
     estimate.m_size = {50 * MEBIBYTE, 1000};

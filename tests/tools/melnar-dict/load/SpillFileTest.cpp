@@ -41,7 +41,7 @@ protected:
     const std::string m_path = m_directory.getPathOf("file");
 };
 
-TEST_F(SpillFileTest, takesWhatIsWrittenUpToTheLastFlush) {
+TEST_F(SpillFileTest, readsEverythingUpToTheLastFlush) {
     SpillFile file(m_path);
     EXPECT_EQ(m_path, file.getName());
     std::string expected;
@@ -85,7 +85,7 @@ TEST_F(SpillFileTest, aNewOneEmptiesTheOldOne) {
     EXPECT_EQ("new", getContents());
 }
 
-TEST_F(SpillFileTest, goesOnBehindALengthAndCutsOffTheRest) {
+TEST_F(SpillFileTest, continuesAfterALengthAndTruncatesTheRest) {
     m_directory.addFile("file", "0123456789");
     SpillFile file(m_path, 4);
     EXPECT_EQ("0123", getContents());
@@ -96,7 +96,7 @@ TEST_F(SpillFileTest, goesOnBehindALengthAndCutsOffTheRest) {
     EXPECT_EQ(7u, file.getNumberOfBytes());
 }
 
-TEST_F(SpillFileTest, goesOnAtTheEnd) {
+TEST_F(SpillFileTest, continuesAtTheEnd) {
     m_directory.addFile("file", "0123");
     SpillFile file(m_path, 4);
     write("4", file);
@@ -127,7 +127,7 @@ TEST_F(SpillFileTest, aFileThatCannotBeMadeIsNamed) {
     EXPECT_EQ("0123", getContents());
 }
 
-TEST_F(SpillFileTest, aFileThatCannotBeCutOffIsNamed) {
+TEST_F(SpillFileTest, aFileThatCannotBeTruncatedIsNamed) {
     m_directory.addFile("file", "0123");
     const auto reopen = [this] { const SpillFile file(m_path, 2); };
     expectFailure(Call::FSTAT, EIO, "fstat", "Cannot examine file '" + m_path + "'.", 29, reopen);
@@ -154,7 +154,7 @@ TEST_F(SpillFileTest, aDiskThatDoesNotTakeItIsReported) {
                   [&] { file.synchronize(); });
 }
 
-TEST_F(SpillFileTest, interruptedAndShortCallsAreGoneOnWith) {
+TEST_F(SpillFileTest, interruptedAndShortCallsAreContinued) {
     SpillFile file(m_path);
     write("0123456789", file);
     {

@@ -128,7 +128,7 @@ private:
     std::string m_bytes;
 };
 
-TEST(TermCollectorTest, aBlockThatFailsForWantOfMemoryLeavesNothingForTheNextOne) {
+TEST(TermCollectorTest, aBlockThatFailsForLackOfMemoryLeavesNothingForTheNextOne) {
     for (const Order order : {Order::INPUT, Order::ANY}) {
         size_t throws = 0;
         for (size_t allowed = 0;; ++allowed) {

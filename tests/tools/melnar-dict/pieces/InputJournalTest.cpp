@@ -81,7 +81,7 @@ TEST_F(InputJournalTest, reportsAllBadDataInOrderWhenLenient) {
     EXPECT_FALSE(journal.isStopped());
 }
 
-TEST_F(InputJournalTest, stopsForWhatIsNotTheDatasFaultEvenWhenLenient) {
+TEST_F(InputJournalTest, stopsForFailuresOutsideTheDataEvenWhenLenient) {
     InputJournal& journal = open(true);
     journal.finish(makePiece(0, 10, {badData(2, "a"), {0, ExitCode::FAILURE, "disk on fire"}}));
     journal.finish(makePiece(1, 10, {badData(1, "c")}));
@@ -103,7 +103,7 @@ TEST_F(InputJournalTest, showsTheFirstErrorsAndCountsTheRest) {
     EXPECT_EQ("a.nt:1: a\nb.nt:2: b\n… and 1 more error\n", m_errorOutput.str()) << "it is said once";
 }
 
-TEST_F(InputJournalTest, showsAsManyErrorsAsItWasToldAndNoMore) {
+TEST_F(InputJournalTest, showsAsManyErrorsAsRequestedAndNoMore) {
     for (const auto& [number, expected] : {std::pair(1300u, "1,300 errors\n"), {1u, "1 error\n"}}) {
         InputJournal& journal = open({.m_isLenient = true, .m_numberOfErrorsShown = 0});
         journal.finish(makePiece(0, 10, std::vector<InputError>(number, badData(1, "a"))));

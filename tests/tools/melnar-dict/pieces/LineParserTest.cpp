@@ -102,7 +102,7 @@ TEST_F(LineParserTest, stopsAtTheFirstErrorOfEitherKind) {
     EXPECT_EQ((Literals{{1, "a"}}), getLiterals());
 }
 
-TEST_F(LineParserTest, goesOnBehindEveryErrorWhenLenient) {
+TEST_F(LineParserTest, continuesAfterEveryErrorWhenLenient) {
     parse(statement("\"a\"") + statement("\"\\q\"") + statement("\"\\r\\z\"") + statement("bad") + "# c\n" +
               statement("\"b\"") + statement("<a:\\u00>") + statement("\"\xC3\"") + statement("\"c\"") +
               statement("\"\xFF\"") + statement("\"\\uDC00\""),
@@ -120,7 +120,7 @@ TEST_F(LineParserTest, goesOnBehindEveryErrorWhenLenient) {
     EXPECT_EQ(11u, m_piece.m_numberOfLineEnds);
 }
 
-TEST_F(LineParserTest, goesOnInTheLineAfterAnError) {
+TEST_F(LineParserTest, continuesInTheLineAfterAnError) {
     parse("<a:s> <a:p> \"a\" _:g.\n<a:s> <a:p> \"\\q\" _:g.\n<a:s> <a:p> \"b\" _:g.# c\n", true, RdfFormat::N_QUADS);
     EXPECT_EQ((Errors{{2, "expected an escape such as \\n or \\u00E4 after the backslash, found 'q'"}}), getErrors());
     EXPECT_EQ((Literals{{1, "a"}, {3, "b"}}), getLiterals());
@@ -188,7 +188,7 @@ TEST_F(LineParserTest, passesLiteralsWithADirection) {
     EXPECT_EQ(2u * 2 + 1, m_piece.m_counts.getNumberOfOtherTerms());
 }
 
-TEST_F(LineParserTest, tellsTheColumnOfAnError) {
+TEST_F(LineParserTest, reportsTheColumnOfAnError) {
     parse(statement("\"a\"") + "<a:\xC3\xA4> <a:p> bad .\n");
     ASSERT_EQ(1u, m_piece.m_errors.size());
     EXPECT_EQ(13u, m_piece.m_errors[0].m_column);

@@ -67,7 +67,7 @@ TEST(TermRowsTest, termsHaveAnEntryEachInTheOrderOfTheStatements) {
     EXPECT_EQ(4u, rows.getNumberOfRows());
 }
 
-TEST(TermRowsTest, aTermBesideTheRowsStandsInNone) {
+TEST(TermRowsTest, aTermOutsideTheRowsIsInNone) {
     TermRows rows(3);
     FormBatch batch;
     EXPECT_EQ(0u, rows.addTerm(make(Rdf::TermKind::LITERAL, "x"), 1, 5, batch));

@@ -119,7 +119,7 @@ TEST_F(TurtleParserTest, readsGraphs) {
     EXPECT_EQ(6u * 3 - 5 + 5, m_counts.getNumberOfOtherTerms()) << "all but one are in a named graph";
 }
 
-TEST_F(TurtleParserTest, readsWhatIsOftenReadWrongly) {
+TEST_F(TurtleParserTest, readsTextThatIsOftenMisread) {
     const std::vector<std::pair<std::string, Literals>> cases{
         {":s :p \"\"\"a\"\\n\"\"\" .", {{2, "a\"\n"}}},
         {":s :p \"\"\"a\"\\\\n\"\"\" .", {{2, "a\"\\n"}}},
@@ -138,7 +138,7 @@ TEST_F(TurtleParserTest, readsWhatIsOftenReadWrongly) {
     }
 }
 
-TEST_F(TurtleParserTest, tellsTheLineOfTheFirstError) {
+TEST_F(TurtleParserTest, reportsTheLineOfTheFirstError) {
     const std::vector<std::pair<std::string, Errors>> cases{
         {":s :p \"a\" .\n:s :p .", {{3, "expected an object, found '.'"}}},
         {":s :p \"a\n\" .", {{2, "this string is not closed: expected its closing quote, found the end of the line"}}},
@@ -162,7 +162,7 @@ TEST_F(TurtleParserTest, tellsTheLineOfTheFirstError) {
     }
 }
 
-TEST_F(TurtleParserTest, goesOnBehindTheStatementWhenLenient) {
+TEST_F(TurtleParserTest, continuesAfterTheStatementWhenLenient) {
     parse(std::string(PREFIXES) + ":s :p \"a\" ;\n  :q bad , \"b\" ;\n  :r \"c\" .\n:s :p \"d\" .\n:s :p \"\\q\" .\n" +
               ":s :p e:x , \"e\" .\n:s :p \"\xFF\" .\n:s :p \"f\" .\n:s :p \"g\"",
           true);
@@ -191,7 +191,7 @@ TEST_F(TurtleParserTest, readsTheSameInBlocksOfEverySize) {
     }
 }
 
-TEST_F(TurtleParserTest, goesOnAfterManyErrors) {
+TEST_F(TurtleParserTest, continuesAfterManyErrors) {
     std::string text = PREFIXES;
     Literals literals;
     Errors errors;
@@ -210,7 +210,7 @@ TEST_F(TurtleParserTest, goesOnAfterManyErrors) {
     }
 }
 
-TEST_F(TurtleParserTest, handsOutWhatIsSkippedBlockByBlock) {
+TEST_F(TurtleParserTest, passesOnSkippedBytesBlockByBlock) {
     const std::string rejected = "<a:s> , '" + std::string(100'000, 'x') + "' .";
     parse(std::make_unique<TextSource>(rejected + " <a:s> <a:p> 'a' ."), true, RdfFormat::TURTLE, "", 1000);
     EXPECT_EQ((Literals{{1, "a"}}), m_literals);

@@ -42,7 +42,7 @@ protected:
     std::ostringstream m_errorOutput;
 };
 
-TEST_F(CheckCommandTest, countsWhatIsSound) {
+TEST_F(CheckCommandTest, countsValidStatements) {
     add("a.nt", "<a:s> <a:p> <a:o> .\n<a:s> <a:p> <a:o> .\n");
     add("a.trig", "<a:g> { <a:s> <a:p> <x>, ( 1 2 ) }");
     ASSERT_EQ(ExitCode::DONE, run());
@@ -68,7 +68,7 @@ TEST_F(CheckCommandTest, endsAtTheFirstErrorUnlessLenient) {
               m_errorOutput.str());
 }
 
-TEST_F(CheckCommandTest, tellsTheErrorThatEndsItAsJson) {
+TEST_F(CheckCommandTest, reportsTheErrorThatEndsItAsJson) {
     add("a.nt", "<a:s> <a:p> .\n");
     m_options.m_asksForJson = true;
     ASSERT_EQ(ExitCode::BAD_DATA, run());

@@ -86,7 +86,7 @@ TEST_F(FolderRewriteTest, decodingRowsGivesTheStatementsBack) {
     EXPECT_NE(std::string::npos, getContentsOf("rows.npy").find(line));
 }
 
-TEST_F(FolderRewriteTest, rowsHaveTheIdsThatLookupTells) {
+TEST_F(FolderRewriteTest, rowsHaveTheIdsThatLookupPrints) {
     m_directory.addFile("one.nt", "<urn:s> <urn:p> \"one\" .\n");
     const ToolResult encoded = run({"encode", "one.nt", "-d", "f", "-o", "-", "--id-width", "8"});
     ASSERT_EQ(24u, encoded.m_output.size()) << encoded.m_errorOutput;

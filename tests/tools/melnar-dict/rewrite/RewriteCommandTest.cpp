@@ -143,7 +143,7 @@ TEST_F(RewriteCommandTest, orderIsKeptWithAnyNumberOfThreads) {
     }
 }
 
-TEST_F(RewriteCommandTest, aFolderStandsForItsFilesButNotIfOneOfThemHasNoLines) {
+TEST_F(RewriteCommandTest, aFolderMeansItsFilesButNotIfOneOfThemHasNoLines) {
     std::filesystem::create_directory(m_directory.getPathOf("dumps"));
     m_directory.addFile("dumps/b.nq.bz2", bzip2(CANONICAL));
     m_directory.addFile("dumps/a.nt", CANONICAL);
@@ -159,7 +159,7 @@ TEST_F(RewriteCommandTest, aFolderStandsForItsFilesButNotIfOneOfThemHasNoLines) 
               result.m_errorOutput);
 }
 
-TEST_F(RewriteCommandTest, severalFilesAndStandardInputAreWrittenOneBehindTheOther) {
+TEST_F(RewriteCommandTest, severalFilesAndStandardInputAreWrittenOneAfterTheOther) {
     m_directory.addFile("in.nt", CANONICAL);
     load("in.nt");
     const ToolResult result = run({"encode", "--as", "iri", "in.nt", "-", "--format", "ntriples", "-d", "d", "-o", "-"},
@@ -189,7 +189,7 @@ TEST_F(RewriteCommandTest, whatCannotBeEncodedNamesItsLineAndLeavesNoFile) {
     }
 }
 
-TEST_F(RewriteCommandTest, theFirstErrorIsToldAndWhatStandsBeforeItIsWritten) {
+TEST_F(RewriteCommandTest, theFirstErrorIsReportedAndTheTextBeforeItIsWritten) {
     m_directory.addFile("known.nt", "<urn:s> <urn:p> \"known\" .\n");
     load("known.nt");
     const std::string sound = "<urn:s> <urn:p> \"known\" .\n";

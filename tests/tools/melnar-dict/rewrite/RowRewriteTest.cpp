@@ -212,7 +212,7 @@ TEST_F(RowRewriteTest, labelsBelongToTheirDocuments) {
               run({"decode", "T.npy", "-d", "d", "-o", "-"}).m_output);
 }
 
-TEST_F(RowRewriteTest, severalFilesOfRowsAreDecodedOneBehindTheOther) {
+TEST_F(RowRewriteTest, severalFilesOfRowsAreDecodedOneAfterTheOther) {
     addWithDictionary("in.nt", "<urn:s> <urn:p> <urn:o> .\n");
     addRows("a.npy", {3, 8}, {1, 2, 3});
     addRows("b.npy", {4, 4}, {3, 2, 1, 0, 3, 2, 1, 1});

@@ -62,7 +62,7 @@ TEST(NpyHeaderTest, theLongestLineOfADictionaryHasRoom) {
     EXPECT_THROW(header.toBytes(), std::logic_error);
 }
 
-TEST(NpyHeaderTest, keysMayStandInAnyOrderAndSpacesAnywhere) {
+TEST(NpyHeaderTest, keysMayHaveAnyOrderAndSpacesMayBeAnywhere) {
     for (const char* const text : {
              "{'descr': '<u4', 'fortran_order': False, 'shape': (5, 4), }\n",
              "{'shape': (5, 4), 'descr': '<u4', 'fortran_order': False}",

@@ -92,7 +92,7 @@ TEST(RowReaderTest, theSizeMustBeThatOfTheShape) {
     EXPECT_EQ("more bytes follow the 5 rows that its header states", getRefusal(sound + '\0'));
 }
 
-TEST(RowReaderTest, anErrorIsToldOnce) {
+TEST(RowReaderTest, anErrorIsReportedOnce) {
     const std::string sound = makeFile({{3, 4}, false, 5, ""}, makeIDs(15));
     for (const std::string& bytes : {sound.substr(0, sound.size() - 1), sound + '\0'}) {
         RowReader reader(std::make_unique<TextSource>(bytes), 24);

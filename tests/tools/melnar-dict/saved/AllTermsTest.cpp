@@ -70,7 +70,7 @@ TEST_F(AllTermsTest, lookupFindsWhatDumpPrints) {
     EXPECT_EQ(toLines(true), outputOf(arguments));
 }
 
-TEST_F(AllTermsTest, lookupTellsWhatIsNotThere) {
+TEST_F(AllTermsTest, lookupReportsAbsentTerms) {
     const ToolResult result =
         run({"lookup", "d", "<http://example.org/6>", "'5'^^xsd:int", "\"05\"^^xsd:int", "_:b1", "'x@y'@en--rtl",
              "<<(_:b0 <a:p> \"\\u000A\"@en-gb)>>", "http://example.org/1", "<1>", "'5'^^owl:real"});
@@ -190,7 +190,7 @@ TEST_F(AllTermsTest, loadAnswersQuestionsOfAll) {
               lookup.dump());
 }
 
-TEST_F(AllTermsTest, encodeAsksForStringsAlone) {
+TEST_F(AllTermsTest, encodeAsIriReplacesOnlyStrings) {
     m_directory.addFile("in.nt", "<http://example.org/1> <a:p> \"text\" .\n"
                                  "_:b0 <a:p> \"5\"^^<http://www.w3.org/2001/XMLSchema#int> .\n");
     outputOf({"encode", "--as", "iri", "in.nt", "-d", "d", "-o", "out.nt"});

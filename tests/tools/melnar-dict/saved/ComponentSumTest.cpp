@@ -73,7 +73,7 @@ TEST_F(ComponentSumTest, nothingHasNoFigures) {
     EXPECT_EQ((Json{{"name", "Dictionary"}, {"properties", Json::array()}, {"children", Json::array()}}), getSum());
 }
 
-TEST_F(ComponentSumTest, theSumOfOneIsItsTreeWithoutWhatTellsOfTheWhole) {
+TEST_F(ComponentSumTest, theSumOfOneIsItsTreeWithoutFiguresOfTheWhole) {
     addDictionary({{"a", D_XSD_STRING}, {"b@en", D_RDF_PLAIN_LITERAL}, {"a:b", D_IRI}, {"5^^a:t", D_TYPED_LITERAL}});
     Json expected = toJson(*m_dictionaries[0]->getDetailedComponentInfo());
     Json& properties = expected["properties"];

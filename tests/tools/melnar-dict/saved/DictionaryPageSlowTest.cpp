@@ -108,7 +108,7 @@ TEST_F(DictionaryPageSlowTest, barsOfMemoryHaveTheSharesOfTheParts) {
     }
 }
 
-TEST_F(DictionaryPageSlowTest, barsOfLanguagesAndOfWhatIsUnusedHaveTheirShares) {
+TEST_F(DictionaryPageSlowTest, barsOfLanguagesAndUnusedBytesHaveTheirShares) {
     std::map<std::string, double> figures = getFigures();
     const auto languages = measureBars("languages", DESKTOP);
     ASSERT_EQ(20u, languages.size());
@@ -181,7 +181,7 @@ TEST_F(DictionaryPageSlowTest, areasFollowTheOccupancyOfTheirTables) {
               static_cast<double>(std::accumulate(usedBuckets.begin(), usedBuckets.end(), size_t(0))));
 }
 
-TEST_F(DictionaryPageSlowTest, nothingStandsOutsideAndNothingIsLoaded) {
+TEST_F(DictionaryPageSlowTest, nothingIsOutsideThePageAndNothingIsLoaded) {
     const std::string expression = "({sections: [...page.querySelectorAll('section')].filter(section => "
                                    "section.getBoundingClientRect().height > 100).map(section => section.id), width: "
                                    "frame.innerWidth, scrollWidth: "

@@ -53,7 +53,7 @@ TEST_F(DictionaryPortraitTest, partsAddUpToTheMemoryInUse) {
     EXPECT_EQ(DictionaryPortrait::NUMBER_OF_SEGMENTS, portrait.m_tables[0].m_usedBuckets.size());
 }
 
-TEST_F(DictionaryPortraitTest, lengthsAreToldApartByTheirBinaryDigits) {
+TEST_F(DictionaryPortraitTest, lengthsAreClassifiedByTheirBinaryDigits) {
     for (const size_t length : {0u, 1u, 2u, 3u, 4u, 7u, 8u, 1000u})
         resolve(std::string(length, 'x'), D_XSD_STRING);
     resolve("a@en", D_RDF_PLAIN_LITERAL);

@@ -127,7 +127,7 @@ TEST_F(FolderDictionaryTest, onlyAWholeStateCanBeNamed) {
     EXPECT_NO_THROW(open()->requireWholeState());
 }
 
-TEST_F(FolderDictionaryTest, aShardThatCouldNotBeReadIsReadWhenItIsAskedForAgain) {
+TEST_F(FolderDictionaryTest, aShardThatCouldNotBeReadIsReadOnTheNextRequest) {
     for (const Call call : {Call::OPEN, Call::READ, Call::MMAP}) {
         size_t failures = 0;
         for (bool hasPassed = false; !hasPassed; ++failures) {

@@ -166,7 +166,7 @@ TEST_F(FolderVerbsTest, aRefusedTermIsNamedAsWithAFile) {
     EXPECT_EQ(file.m_errorOutput, folder.m_errorOutput);
 }
 
-TEST_F(FolderVerbsTest, onlyTheShardThatIsAskedForIsRead) {
+TEST_F(FolderVerbsTest, onlyTheRequestedShardIsRead) {
     const std::string term = "<http://example.org/3>";
     DictionaryFolder::keepOnly({getShard(term)}, getPathOf("f"));
     EXPECT_EQ(m_ids.at(term) + '\t' + term + '\n', outputOf({"get", "f", m_ids.at(term)}));

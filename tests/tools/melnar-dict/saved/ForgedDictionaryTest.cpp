@@ -158,7 +158,7 @@ TEST_F(ForgedDictionaryTest, aFormThatIsNoneOfItsFamilyIsNeverPrinted) {
     }
 }
 
-TEST_F(ForgedDictionaryTest, getPrintsWhatItCanAndSaysWhatItCannot) {
+TEST_F(ForgedDictionaryTest, getPrintsWhatItCanAndReportsTheRest) {
     saveBytes();
     const ToolResult result = run({"get", "d", "1", "2", "3", "4"});
     EXPECT_EQ(1, result.m_exitCode);
@@ -178,7 +178,7 @@ TEST_F(ForgedDictionaryTest, dumpLeavesOutNothingSilently) {
               result.m_errorOutput);
 }
 
-TEST_F(ForgedDictionaryTest, loadAnswersWhatItCanAndSaysWhatItCannot) {
+TEST_F(ForgedDictionaryTest, loadAnswersWhatItCanAndReportsTheRest) {
     saveBytes();
     m_directory.addFile("empty.nt", "");
     const ToolResult text = run({"load", "empty.nt", "--into", "d", "--get", "2", "--get", "1"});

@@ -23,7 +23,7 @@ TEST(OrderedMergeTest, itemsOfOneListStayInOrder) {
     EXPECT_EQ("abc", merge({"abc", "", "abc"}));
 }
 
-TEST(OrderedMergeTest, newItemsComeBehindTheOneBeforeThem) {
+TEST(OrderedMergeTest, newItemsComeAfterTheOneBeforeThem) {
     EXPECT_EQ("abcd", merge({"acd", "abd"}));
     EXPECT_EQ("abcd", merge({"bc", "abcd"}));
     EXPECT_EQ("abcd", merge({"ab", "bcd"}));

@@ -77,7 +77,7 @@ TEST_F(SavedDictionaryTest, loadSavesTheSameBytesAgain) {
     EXPECT_EQ(getContentsOf("d"), getContentsOf("e"));
 }
 
-TEST_F(SavedDictionaryTest, getPrintsLiteralsAndWhatIsNotFound) {
+TEST_F(SavedDictionaryTest, getPrintsLiteralsAndAbsentIDs) {
     const ToolResult found = run({"get", "d", "1", "3"});
     EXPECT_EQ(0, found.m_exitCode);
     EXPECT_EQ("1\t\"one\"\n3\t\"line\\nbreak \\\"quoted\\\"\"@en-GB\n", found.m_output);
@@ -94,14 +94,14 @@ TEST_F(SavedDictionaryTest, getFindsNothingUnderAWithdrawnID) {
     EXPECT_EQ("not found\t4\n6\t\"new\"\nnot found\t5\n", result.m_output);
 }
 
-TEST_F(SavedDictionaryTest, getRefusesWhatIsNoID) {
+TEST_F(SavedDictionaryTest, getRefusesInvalidIDs) {
     for (const char* const text : {"", "x", "1x", "-1", "18446744073709551616", "1.0"})
         EXPECT_EQ(2, run({"get", "d", "--", text}).m_exitCode) << text;
     EXPECT_EQ(2, run({"get", "d"}).m_exitCode);
     EXPECT_EQ(2, run({"get"}).m_exitCode);
 }
 
-TEST_F(SavedDictionaryTest, getReadsTheLinesOfStandardInputWhereItStands) {
+TEST_F(SavedDictionaryTest, getReadsTheLinesOfStandardInputAtItsPosition) {
     const ToolResult result = run({"get", "d", "3", "-", "1"}, "1\r\n9\n\nx\n2");
     EXPECT_EQ(1, result.m_exitCode);
     EXPECT_EQ("3\t\"line\\nbreak \\\"quoted\\\"\"@en-GB\n1\t\"one\"\nnot found\t9\n2\t\"eins\"@de\n1\t\"one\"\n",
@@ -138,7 +138,7 @@ TEST_F(SavedDictionaryTest, lookupTakesLiteralsInTurtleSyntax) {
     EXPECT_EQ("not found\t\"eins\"\nnot found\t\"eins\"@DE\n", missing.m_output);
 }
 
-TEST_F(SavedDictionaryTest, lookupRefusesWhatIsNoTermAndGoesOn) {
+TEST_F(SavedDictionaryTest, lookupRefusesInvalidTermsAndContinues) {
     const ToolResult result = run({"lookup", "d", "one", "\"one", "\"5\"^^<t>", "'one'"});
     EXPECT_EQ(1, result.m_exitCode);
     EXPECT_EQ("1\t\"one\"\n", result.m_output);
@@ -149,7 +149,7 @@ TEST_F(SavedDictionaryTest, lookupRefusesWhatIsNoTermAndGoesOn) {
               result.m_errorOutput);
 }
 
-TEST_F(SavedDictionaryTest, lookupReadsTheLinesOfStandardInputWhereItStands) {
+TEST_F(SavedDictionaryTest, lookupReadsTheLinesOfStandardInputAtItsPosition) {
     const ToolResult result =
         run({"lookup", "d", "'eins'@de", "-", "bad", "'one'"}, "\"one\"\r\n\"eins\"@de\n\nbad\n\"a\rb\"\n\"one\"");
     EXPECT_EQ(1, result.m_exitCode);
@@ -162,7 +162,7 @@ TEST_F(SavedDictionaryTest, lookupReadsTheLinesOfStandardInputWhereItStands) {
     EXPECT_EQ(2, run({"lookup", "d", "-", "-"}).m_exitCode);
 }
 
-TEST_F(SavedDictionaryTest, lookupReportsALiteralThatTheDictionaryRefusesAndGoesOn) {
+TEST_F(SavedDictionaryTest, lookupReportsALiteralThatTheDictionaryRefusesAndContinues) {
     const std::string cause = "Lexical form 'z@en-' is invalid for datatype rdf:PlainLiteral because  it its language "
                               "tag is malformed.\n";
     const std::string malformed = "\"z@en-\"^^<http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral>";
@@ -217,7 +217,7 @@ TEST_F(SavedDictionaryTest, statsDescribesForPeopleAndMachines) {
     EXPECT_EQ("MEMORY_CONSUMED", json["children"][0]["properties"][0]["metric"]);
 }
 
-TEST_F(SavedDictionaryTest, verifyTellsSoundFromDamaged) {
+TEST_F(SavedDictionaryTest, verifyDistinguishesSoundFromDamaged) {
     const ToolResult sound = run({"verify", "d"});
     EXPECT_EQ(0, sound.m_exitCode);
     EXPECT_EQ("d: sound, 3 resources\n", sound.m_output);
@@ -329,7 +329,7 @@ TEST_F(SavedDictionaryTest, whatACrashLeftDoesNotHinderTheNextSave) {
     EXPECT_EQ(0, run({"verify", "d"}).m_exitCode);
 }
 
-TEST_F(SavedDictionaryTest, compactKeepsWhatIsThere) {
+TEST_F(SavedDictionaryTest, compactKeepsTheResources) {
     const std::string before = run({"dump", "d"}).m_output;
     const ToolResult result = run({"compact", "d", "-o", "e"});
     EXPECT_EQ(0, result.m_exitCode);
@@ -391,7 +391,7 @@ TEST_F(SavedDictionaryTest, verbsThatPrintRowsPrintThemAsJson) {
     EXPECT_EQ("{\"old\":6,\"new\":4}\n", run({"compact", "d", "--json"}).m_output);
 }
 
-TEST_F(SavedDictionaryTest, verifyTellsItAsJson) {
+TEST_F(SavedDictionaryTest, verifyReportsItAsJson) {
     EXPECT_EQ("{\n  \"dictionary\": \"d\",\n  \"sound\": true,\n  \"resources\": 3\n}\n",
               run({"verify", "d", "--json"}).m_output);
     damage("d", getContentsOf("d").size() / 2);
@@ -402,7 +402,7 @@ TEST_F(SavedDictionaryTest, verifyTellsItAsJson) {
     EXPECT_EQ("melnar-dict: " + json["error"].get<std::string>() + '\n', damaged.m_errorOutput);
 }
 
-TEST_F(SavedDictionaryTest, everyVerbTellsWhatEndsItAsJson) {
+TEST_F(SavedDictionaryTest, everyVerbReportsItsErrorAsJson) {
     damage("d", getContentsOf("d").size() / 2);
     for (const std::vector<std::string>& arguments : {std::vector<std::string>{"verify", "d"},
                                                       {"stats", "d"},

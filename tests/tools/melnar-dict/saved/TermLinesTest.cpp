@@ -90,7 +90,7 @@ TEST_F(TermLinesTest, aRefusedTermIsAnErrorOfItsLine) {
     EXPECT_EQ((std::vector<std::string>{"a", "2: malformed", "3: malformed", "4: malformed", "b"}), m_taken);
 }
 
-TEST_F(TermLinesTest, anotherFailureIsThrownBehindTheAnswersBeforeIt) {
+TEST_F(TermLinesTest, anotherFailureIsThrownAfterTheAnswersBeforeIt) {
     failFor("x@en", FailureKind::FULL,
             MelnarException(FailureKind::FULL, "file", 1, MelnarException::NO_CAUSES, "a limit"));
     EXPECT_THROW(parse("\"a\"\nbad\n\"x\"@en\n\"b\"\n"), MelnarException);

@@ -96,7 +96,7 @@ TEST(TermReaderTest, hintsAtQuotesThatAreMissing) {
         EXPECT_EQ(std::string::npos, read(text).find("did you mean")) << read(text);
 }
 
-TEST(TermReaderTest, refusesWhatIsNotATermOrMore) {
+TEST(TermReaderTest, refusesInvalidTermsAndTextAfterTerms) {
     EXPECT_EQ("1: expected a term, found the end of the text", read(""));
     EXPECT_EQ("1: expected a term, found '<'", read("<<a:b>>"));
     EXPECT_EQ("1: this string is not closed: expected its closing quote, found the end of the text", read("\"a"));

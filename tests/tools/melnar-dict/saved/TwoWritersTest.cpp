@@ -127,7 +127,7 @@ private:
         m_errorOutputs; // stay open: a process that writes to a pipe without a reader is killed
 };
 
-TEST_F(TwoWritersTest, theSecondIsRefusedAndToldWhoIsAtWork) {
+TEST_F(TwoWritersTest, theSecondIsRefusedAndLearnsTheHolder) {
     const auto first = start({"load", "--strings-only", "pipe.nt", "--into", "d"});
     const int pipeEnd = enter();
     for (const std::vector<std::string>& arguments :
@@ -185,7 +185,7 @@ TEST_F(TwoWritersTest, anyNumberMayWaitAndAllLiteralsAreKept) {
     EXPECT_FALSE(exists("d.lock"));
 }
 
-TEST_F(TwoWritersTest, readersAreNeverHeldUp) {
+TEST_F(TwoWritersTest, readersNeverWait) {
     ASSERT_EQ(0, run({"load", "one.nt", "-o", "t", "--ids", "rows.npy"}).m_exitCode);
     ASSERT_EQ(0, run({"encode", "--as", "iri", "one.nt", "-d", "t", "-o", "encoded.nt"}).m_exitCode);
     const auto first = start({"load", "pipe.nt", "--into", "t"});
@@ -248,7 +248,7 @@ TEST_F(TwoWritersTest, aKilledHolderLeavesNoLock) {
     EXPECT_FALSE(exists("d.lock"));
 }
 
-TEST_F(TwoWritersTest, theLockFileOfAKilledHolderHindersNobody) {
+TEST_F(TwoWritersTest, theLockFileOfAKilledHolderBlocksNoWriter) {
     const auto first = start({"load", "--strings-only", "pipe.nt", "--into", "d"});
     const int pipeEnd = enter();
     first->send(SIGKILL);
@@ -356,7 +356,7 @@ TEST_F(TwoWritersTest, encodeAndDecodeLockTheirOutput) {
 }
 
 /// The file did not exist when the second process looked for the first time.
-TEST_F(TwoWritersTest, anOutputIsLookedAtAgainAfterTheWait) {
+TEST_F(TwoWritersTest, anOutputIsCheckedAgainAfterTheWait) {
     const auto first = start({"encode", "--as", "iri", "pipe.nt", "-d", "d", "-o", "out"});
     const int pipeEnd = enter();
     std::vector<std::unique_ptr<RunningTool>> waiting;

@@ -59,7 +59,7 @@ std::string messageOf(const std::vector<std::string>& arguments) {
 
 using Texts = std::vector<std::string>;
 
-TEST(CommandLineTest, takesOptionsBeforeBetweenAndBehindOperands) {
+TEST(CommandLineTest, takesOptionsBeforeBetweenAndAfterOperands) {
     NotingVerb verb;
     readCommandLine(verb.m_description,
                     {"--flag", "first", "--text", "text", "second", "--number=3", "third", "--size", "2K"});
@@ -71,7 +71,7 @@ TEST(CommandLineTest, takesOptionsBeforeBetweenAndBehindOperands) {
     EXPECT_EQ(2048u, verb.m_size);
 }
 
-TEST(CommandLineTest, takesEverythingBehindTwoDashesForOperands) {
+TEST(CommandLineTest, takesEverythingAfterTwoDashesAsOperands) {
     EXPECT_EQ((Texts{"b", "--flag", "--", "-t", "--unknown=", "-"}),
               NotingVerb().read({"--", "--flag", "--", "-t", "--unknown=", "-"}).m_rest);
     EXPECT_EQ((Texts{"b"}), NotingVerb().read({"--"}).m_rest);
@@ -86,7 +86,7 @@ TEST(CommandLineTest, takesForOperandsWhatOnlyLooksLikeSomethingElse) {
     EXPECT_EQ(expected, NotingVerb().read(operands).m_rest);
 }
 
-TEST(CommandLineTest, takesAValueBehindTheEqualsSignOrFromTheNextArgument) {
+TEST(CommandLineTest, takesAValueAfterTheEqualsSignOrFromTheNextArgument) {
     const Texts values{"x",   "x=y",   "-",   "--flag",  "--", "-t",   "[a,b]", "[]",    "{}",    "%%",
                        "a,b", "\"q\"", "'q'", "--value", "=",  "true", "-5",    "/flag", " a b ", ""};
     for (const std::string& value : values) {
@@ -100,7 +100,7 @@ TEST(CommandLineTest, takesAValueBehindTheEqualsSignOrFromTheNextArgument) {
     EXPECT_EQ((Texts{"b", "c"}), verb.m_rest);
 }
 
-TEST(CommandLineTest, takesTheValueOfAShortOptionFromBehindItOrFromTheNextArgument) {
+TEST(CommandLineTest, takesTheValueOfAShortOptionAfterItOrFromTheNextArgument) {
     EXPECT_EQ("x", NotingVerb().read({"-t", "x"}).m_text);
     EXPECT_EQ("x", NotingVerb().read({"-tx"}).m_text);
     EXPECT_EQ("-", NotingVerb().read({"-t-"}).m_text);

@@ -460,7 +460,7 @@ TEST_F(InterruptedWorkTest, aVerbIsEndedWhenNoInputComes) {
     }
 }
 
-TEST_F(InterruptedWorkTest, aVerbIsEndedWhenNobodyReadsItsOutput) {
+TEST_F(InterruptedWorkTest, aVerbEndsWhenItsOutputHasNoReader) {
     for (const std::vector<std::string>& arguments :
          {std::vector<std::string>{"dump", getPathOf("d")},
           {"canonical", getPathOf("in.nt"), "-o", "-"},

@@ -29,7 +29,7 @@ TEST(JsonTest, escapesWhatATerminalMayObey) {
     EXPECT_EQ("\x7F\xC2\x9B", Json::parse(rowOf("\x7F\xC2\x9B")).get<std::string>());
 }
 
-TEST(JsonTest, replacesWhatIsNotUtf8) {
+TEST(JsonTest, replacesInvalidUtf8) {
     for (const std::string bytes : {"\xFF", "\xC3", "\xED\xA0\x80", "\xC0\x80", "\xF4\x90\x80\x80", "\x80"}) {
         const std::string text = rowOf("a" + bytes + "b");
         EXPECT_TRUE(text.starts_with("\"a\xEF\xBF\xBD")) << text;

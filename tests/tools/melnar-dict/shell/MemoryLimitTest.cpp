@@ -74,7 +74,7 @@ protected:
 
 /// No statements are shorter, so a thread has the largest possible number of terms and rows of a block. The smallest
 /// limit leaves the dictionary 1 MiB, and it needs another one.
-TEST_F(MemoryLimitSlowTest, threadsGetByWithWhatIsSetAsideHoweverShortStatementsAre) {
+TEST_F(MemoryLimitSlowTest, threadsNeedOnlyTheReservedMemoryEvenForTheShortestStatements) {
     constexpr size_t STATEMENTS = 200'000;
     constexpr size_t DISTINCT_TERMS = 60'000; // more than a block has
     const std::string input = m_directory.getPathOf("short.nt");

@@ -20,7 +20,7 @@ protected:
     std::ostringstream m_stream;
 };
 
-TEST_F(MessageOutputTest, writesMessagesAsTheyAre) {
+TEST_F(MessageOutputTest, writesMessagesUnchanged) {
     MessageOutput output(m_stream);
     output.write("a\nb\n");
     EXPECT_EQ("a\nb\n", take());

@@ -104,7 +104,7 @@ TEST_F(OutputCheckTest, isTheOutputByEveryNameOfItsPlaceOnly) {
     EXPECT_FALSE(check.isOutput("-"));
 }
 
-TEST_F(OutputCheckTest, whatADictionaryIsIsToldByItsFirstBytes) {
+TEST_F(OutputCheckTest, aDictionaryIsRecognisedByItsFirstBytes) {
     for (const bool isDictionary : {false, true}) {
         m_directory.addFile("output", isDictionary ? DICTIONARY : "MELNARDX and what follows");
         const OutputCheck check(m_path, false);
@@ -123,7 +123,7 @@ TEST_F(OutputCheckTest, whatADictionaryIsIsToldByItsFirstBytes) {
     }
 }
 
-TEST_F(OutputCheckTest, whatIsNoRegularFileIsRefusedEvenByForce) {
+TEST_F(OutputCheckTest, irregularFilesAreRefusedEvenByForce) {
     ASSERT_EQ(0, ::mkfifo(m_path.c_str(), 0600));
     for (const bool isForced : {false, true})
         EXPECT_EQ("'" + m_path + "' exists and is not a regular file, so it cannot be replaced",

@@ -152,7 +152,7 @@ TEST_F(OutputFileTest, anOldFileThatCannotBePutBackIsNamed) {
     }
 }
 
-TEST_F(OutputFileTest, whatTheOtherProcessCannotUndoIsTakenBack) {
+TEST_F(OutputFileTest, exchangesThatTheOtherProcessCannotUndoAreUndone) {
     for (const bool areThere : {false, true}) {
         makeOldFiles(areThere);
         SystemCallFaults exchanges(Call::RENAMEAT2);

@@ -327,7 +327,7 @@ TEST_F(OverwritingTest, whatIsRejectedReplacesNoInputNoOtherOutputAndNoDictionar
     EXPECT_EQ(NO_TRIPLES, getContentsOf("d"));
 }
 
-TEST_F(OverwritingTest, anOutputThatWouldNotBeWhatItsNameSaysIsRefused) {
+TEST_F(OverwritingTest, anOutputThatIsNotCompressedAsItsNameSaysIsRefused) {
     for (const auto& [extension, format] : {std::pair("gz", "gzip"), {"BZ2", "bzip2"}, {"xz", "xz"}, {"zst", "zstd"}}) {
         const std::string name = std::string("out.nt.") + extension;
         m_directory.addFile(name, "old");

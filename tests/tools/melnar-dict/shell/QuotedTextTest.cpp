@@ -9,7 +9,7 @@ TEST(QuotedTextTest, keepsWhatATerminalCanShow) {
     EXPECT_EQ("'it's \"\xC3\xA4\"'", quoteText("it's \"\xC3\xA4\""));
 }
 
-TEST(QuotedTextTest, escapesControlCharactersAndWhatIsNotUtf8) {
+TEST(QuotedTextTest, escapesControlCharactersAndInvalidUtf8) {
     EXPECT_EQ("'\\u001B[2J'", quoteText("\x1B[2J"));
     EXPECT_EQ("'a\\u000A\\u007F'", quoteText("a\n\x7F"));
     EXPECT_EQ("'\\u009B'", quoteText("\xC2\x9B")) << "a control character of two bytes";

@@ -6,7 +6,7 @@
 
 namespace {
 
-TEST(SharedOptionsTest, aQuietVerbSaysNothingThatDoesNotEndItsWork) {
+TEST(SharedOptionsTest, aQuietVerbReportsOnlyTheErrorThatEndsItsWork) {
     std::ostringstream errorOutput;
     FeedbackOptions feedback;
     feedback.getNoteOutput(errorOutput) << "first" << std::endl;

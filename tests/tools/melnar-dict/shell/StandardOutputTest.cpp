@@ -59,7 +59,7 @@ TEST_F(StandardOutputTest, writesOnAfterShortWritesAndInterruptions) {
     EXPECT_EQ(4u, faults.getNumberOfCalls());
 }
 
-TEST_F(StandardOutputTest, tellsWhenNothingCanBeWritten) {
+TEST_F(StandardOutputTest, reportsThatNothingCanBeWritten) {
     SystemCallFaults faults(SystemCallFaults::Call::WRITE);
     faults.failAfter(0, ENOSPC, SystemCallFaults::Duration::FOR_GOOD);
     m_output.write("text");

@@ -50,7 +50,7 @@ TEST_F(ProgressReporterConcurrentTest, writesLinesWhereNothingCanBeRewritten) {
     EXPECT_TRUE(m_stream.str().ends_with("s\n")) << m_stream.str();
 }
 
-TEST_F(ProgressReporterConcurrentTest, showsNothingOfWorkThatIsDoneBeforeOrThatNobodyWatches) {
+TEST_F(ProgressReporterConcurrentTest, showsNothingForShortWorkOrInModeNone) {
     for (const ProgressMode mode : {ProgressMode::REWRITTEN_LINE, ProgressMode::LINES})
         const ProgressReporter reporter(m_messages, mode, makeFigures(), {1h, 1h});
     {
@@ -61,7 +61,7 @@ TEST_F(ProgressReporterConcurrentTest, showsNothingOfWorkThatIsDoneBeforeOrThatN
     EXPECT_EQ(0u, m_numberOfQuestions.load());
 }
 
-TEST_F(ProgressReporterConcurrentTest, goesOnWhenTheFiguresCannotBeHad) {
+TEST_F(ProgressReporterConcurrentTest, continuesWhenTheFiguresAreNotAvailable) {
     const ProgressReporter reporter(
         m_messages, ProgressMode::LINES,
         [figures = makeFigures()] {

@@ -71,7 +71,7 @@ TEST_F(ReadBlocksConcurrentTest, everyBlockIsHandledOnce) {
     EXPECT_FALSE(m_reading.stop_requested());
 }
 
-TEST_F(ReadBlocksConcurrentTest, whatTheReaderThrowsEndsTheFileBehindAllBlocks) {
+TEST_F(ReadBlocksConcurrentTest, anExceptionOfTheReaderEndsTheFileAfterAllBlocks) {
     NumberedBlocks blocks([] { throw ToolFailure(ExitCode::BAD_DATA, "it ends early"); });
     read(blocks);
     EXPECT_EQ("file: it ends early\n", m_errorOutput.str());

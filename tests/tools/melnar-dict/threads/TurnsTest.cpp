@@ -50,7 +50,7 @@ TEST(TurnsConcurrentTest, comeInTheOrderOfTheNumbersAndAfterFailures) {
 }
 
 // The first numbers come last.
-TEST(TurnsConcurrentTest, wakeThoseWhoCameInTheOppositeOrder) {
+TEST(TurnsConcurrentTest, wakeThreadsThatArriveInReverseOrder) {
     constexpr uint64_t NUMBER_OF_TURNS = 20;
     Turns turns;
     std::vector<uint64_t> taken;

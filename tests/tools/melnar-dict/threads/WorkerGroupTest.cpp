@@ -20,7 +20,7 @@ TEST(WorkerGroupConcurrentTest, runsTheWorkInEveryThread) {
     EXPECT_EQ(0u, wakings);
 }
 
-TEST(WorkerGroupConcurrentTest, wakesTheOthersWhenOneFailsAndTellsWhy) {
+TEST(WorkerGroupConcurrentTest, wakesTheOthersWhenOneFailsAndReportsWhy) {
     std::atomic<bool> isOver = false;
     std::atomic<unsigned> tickets = 0;
     WorkerGroup group([&] { isOver = true; });

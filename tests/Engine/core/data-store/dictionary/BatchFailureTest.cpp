@@ -54,7 +54,7 @@ void refuse(const BatchEntry& entry) {
                           size_t(entry.m_datatypeID), ".");
 }
 
-TEST(BatchFailureTest, aRefusalMakesItsExceptionWhenItIsAskedFor) {
+TEST(BatchFailureTest, aRefusalMakesItsExceptionOnRequest) {
     s_numberOfRefusals = 0;
     BatchEntry entry{"text", 0, 6};
     const BatchFailure failure(3, entry, &refuse);

@@ -103,7 +103,7 @@ TEST_F(DataPoolTest, blocksThatFollowEachOtherAreUsedAsOne) {
     EXPECT_EQ((1000 * CHUNK + BLOCK - 1) / BLOCK * BLOCK, m_dataPool.getEnd());
 }
 
-TEST_F(DataPoolTest, theRestOfABlockThatIsGivenUpIsCounted) {
+TEST_F(DataPoolTest, theRestOfAReturnedBlockIsCounted) {
     DictionaryThreadContext threadContext(m_dataPool);
     for (size_t chunk = 0; chunk < 7; ++chunk)
         m_dataPool.newDataChunk(&threadContext, LARGEST_IN_BLOCK);
@@ -123,7 +123,7 @@ TEST_F(DataPoolTest, aThreadThatLeavesGivesTheRestOfTheLastBlockBack) {
     EXPECT_EQ(10u, m_dataPool.newDataChunk(nullptr, 1));
 }
 
-TEST_F(DataPoolTest, theRestOfABlockWithAnotherBehindItIsCountedWhenItsThreadLeaves) {
+TEST_F(DataPoolTest, theRestOfABlockBeforeAnotherIsCountedWhenItsThreadLeaves) {
     std::optional<DictionaryThreadContext> first(std::in_place, m_dataPool);
     DictionaryThreadContext second(m_dataPool);
     m_dataPool.newDataChunk(&*first, 10);
@@ -215,7 +215,7 @@ TEST_F(DataPoolTest, aReturnedChunkAtTheEndShortensThePool) {
     EXPECT_EQ(0u, m_dataPool.getUnusedBytes());
 }
 
-TEST_F(DataPoolTest, aReturnedChunkWithAnotherBehindItIsCounted) {
+TEST_F(DataPoolTest, aReturnedChunkBeforeAnotherIsCounted) {
     const uint64_t offset = m_dataPool.newDataChunk(nullptr, 10);
     m_dataPool.newDataChunk(nullptr, 1);
     m_dataPool.returnDataChunk(nullptr, offset, 10);

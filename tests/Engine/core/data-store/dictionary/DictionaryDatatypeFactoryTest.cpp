@@ -127,7 +127,7 @@ TEST(DictionaryDatatypeFactoryTest, aFactoryIsFoundUnderEachIDAndEachName) {
     EXPECT_EQ(&factory, findByName(SECOND_NAME));
 }
 
-TEST(DictionaryDatatypeFactoryTest, whatNobodyServesIsNotFound) {
+TEST(DictionaryDatatypeFactoryTest, datatypesThatNoFactoryServesAreNotFound) {
     expectNobodyElseRegistered();
     EXPECT_EQ(nullptr, findByID(D_INVALID));
     EXPECT_EQ(nullptr, findByID(255));

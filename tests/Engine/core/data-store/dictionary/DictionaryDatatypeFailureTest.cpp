@@ -50,7 +50,7 @@ TYPED_TEST(DictionaryDatatypeFailureTest, aFullDictionaryTakesNeitherIDNorChunk)
     EXPECT_EQ(0u, fixture.m_dataPool.getUnusedBytes());
 }
 
-TYPED_TEST(DictionaryDatatypeFailureTest, aDictionaryWithoutRoomHoldsNothing) {
+TYPED_TEST(DictionaryDatatypeFailureTest, aDictionaryWithoutRoomHasNoResources) {
     DictionaryFixture<TypeParam> fixture(DictionaryParts::MEMORY_LIMIT, 0);
     expectFull(fixture, 1, 0);
     EXPECT_EQ(1u, fixture.m_nextResourceID.load());

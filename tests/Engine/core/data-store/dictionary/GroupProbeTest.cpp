@@ -40,7 +40,7 @@ protected:
 
 TYPED_TEST_SUITE(GroupProbeTest, DatatypeWidths, DatatypeWidthNames);
 
-TYPED_TEST(GroupProbeTest, onlyWhatIsSelectedIsLookedFor) {
+TYPED_TEST(GroupProbeTest, onlySelectedEntriesAreLookedUp) {
     const std::vector<std::string> forms = getFormsWithHome(5, BUCKETS, 4);
     for (const std::string& form : forms)
         this->m_fixture.resolve(form);
@@ -94,7 +94,7 @@ TYPED_TEST(GroupProbeTest, theLastBucketIsTheFirstEmptyOneOfTheProbe) {
     }
 }
 
-TYPED_TEST(GroupProbeTest, theLastBucketLiesBehindTombstonesAndWhatTheCommitPointHides) {
+TYPED_TEST(GroupProbeTest, theLastBucketComesAfterTombstonesAndUncommittedEntries) {
     const std::vector<std::string> forms = getFormsWithHome(5, BUCKETS, 6);
     for (size_t index = 0; index < 5; ++index)
         this->m_fixture.resolve(forms[index]);

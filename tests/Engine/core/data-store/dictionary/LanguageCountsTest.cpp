@@ -33,7 +33,7 @@ TEST(LanguageCountsTest, equallyFrequentLanguagesComeInAlphabeticalOrder) {
     EXPECT_EQ("Languages de:1 en:1 fr:1", describe({"a@fr", "b@en", "c@de"}));
 }
 
-TEST(LanguageCountsTest, whatIsNoTagIsNotToldAsOne) {
+TEST(LanguageCountsTest, malformedTagsAreNotReportedAsTags) {
     EXPECT_EQ("Languages (malformed):5 en:1", describe({"a@\x1B[2J", "no tag", "a@", "a@en\n", "a@\xFF", "b@en"}));
 }
 

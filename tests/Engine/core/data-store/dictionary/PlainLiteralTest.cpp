@@ -120,7 +120,7 @@ TEST(PlainLiteralTest, anAtSignAtTheEndIsAnEmptyTag) {
     EXPECT_EQ(PlainLiteralKind::EMPTY_TAG, classify("a@@"));
 }
 
-TEST(PlainLiteralTest, aFormWithoutAtSignHasNoTagAtAll) {
+TEST(PlainLiteralTest, aFormWithoutAtSignHasNoTag) {
     EXPECT_EQ(PlainLiteralKind::WITHOUT_AT_SIGN, classify(""));
     EXPECT_EQ(PlainLiteralKind::WITHOUT_AT_SIGN, classifyPlainLiteral(nullptr, 0));
     EXPECT_EQ(PlainLiteralKind::WITHOUT_AT_SIGN, classify("abc"));

@@ -76,7 +76,7 @@ bool isEmpty(const ResourceValue& value) {
 
 } // namespace
 
-TEST(ResourceValueTest, fieldsStandInTheirAgreedOrder) {
+TEST(ResourceValueTest, fieldsHaveTheirAgreedOrder) {
     EXPECT_EQ(0u, offsetof(ResourceValue, m_datatypeID));
     EXPECT_EQ(8u, offsetof(ResourceValue, m_data));
     EXPECT_EQ(16u, offsetof(ResourceValue, m_dataSize));
@@ -88,7 +88,7 @@ TEST(ResourceValueTest, fieldsStandInTheirAgreedOrder) {
     EXPECT_EQ(184u, sizeof(ResourceValue));
 }
 
-TEST(ResourceValueTest, aNewValueIsOfNoDatatypeAndHoldsNothing) {
+TEST(ResourceValueTest, aNewValueHasNoDatatypeAndNoData) {
     const ResourceValue value;
     EXPECT_EQ(D_INVALID, value.m_datatypeID);
     EXPECT_TRUE(isEmpty(value));
@@ -96,7 +96,7 @@ TEST(ResourceValueTest, aNewValueIsOfNoDatatypeAndHoldsNothing) {
     EXPECT_EQ(0u, value.m_auxiliaryDataSize);
 }
 
-TEST(ResourceValueTest, dataUpTo128BytesLiesInTheValueItself) {
+TEST(ResourceValueTest, dataUpTo128BytesIsInTheValueItself) {
     ResourceValue value;
     EXPECT_EQ(value.m_inlineBuffer, value.useOwnStorage(128));
     EXPECT_EQ(value.m_inlineBuffer, value.m_data);
@@ -104,7 +104,7 @@ TEST(ResourceValueTest, dataUpTo128BytesLiesInTheValueItself) {
     EXPECT_EQ(nullptr, value.m_heapBuffer);
 }
 
-TEST(ResourceValueTest, largerDataLiesInABlockOfItsOwn) {
+TEST(ResourceValueTest, largerDataIsInAHeapBlock) {
     ResourceValue value;
     uint8_t* const storage = value.useOwnStorage(129);
     EXPECT_EQ(storage, value.m_data);
@@ -163,7 +163,7 @@ TEST(ResourceValueTest, aCopyHoldsItsOwnBlock) {
     EXPECT_EQ(getText(value), getText(copy));
 }
 
-TEST(ResourceValueTest, aCopyOutlivesDataOfSomebodyElse) {
+TEST(ResourceValueTest, aCopyOutlivesDataOfAnotherOwner) {
     for (const size_t length : {size_t(3), size_t(500)}) {
         std::string data = withTerminator(std::string(length, 'x'));
         ResourceValue value;
@@ -199,7 +199,7 @@ TEST(ResourceValueTest, aCopyOfPartsOfOwnStorageHoldsItsOwnParts) {
     }
 }
 
-TEST(ResourceValueTest, aCopyHoldsItsOwnAuxiliaryDataBesideDataOfSomebodyElse) {
+TEST(ResourceValueTest, aCopyHasItsOwnAuxiliaryDataBesideDataOfAnotherOwner) {
     for (const std::string& text : getTexts()) {
         std::optional<ResourceValue> value(makeValueOfParts(text));
         value->m_data = reinterpret_cast<const uint8_t*>("data");
@@ -253,7 +253,7 @@ TEST(ResourceValueTest, movingHandsTheBlockOver) {
     EXPECT_TRUE(isEmpty(value)); // NOLINT(bugprone-use-after-move)
 }
 
-TEST(ResourceValueTest, movingSharesDataOfSomebodyElseAndHandsASpareBlockOver) {
+TEST(ResourceValueTest, movingSharesDataOfAnotherOwnerAndTransfersASpareBlock) {
     const uint8_t data[] = {'a', 0};
     ResourceValue value;
     value.allocateBuffer(200);
@@ -293,7 +293,7 @@ TEST(ResourceValueTest, movingTakesAnEmptyRangeAtTheEndOfOwnStorageAlong) {
     EXPECT_EQ(0u, moved.m_dataSize);
 }
 
-TEST(ResourceValueTest, movingSharesAuxiliaryDataOfSomebodyElseAndLeavesNoneBehind) {
+TEST(ResourceValueTest, movingSharesAuxiliaryDataOfAnotherOwnerAndLeavesNone) {
     const uint8_t auxiliaryData[] = {1, 2};
     StringValue value("text", D_XSD_STRING);
     value.m_auxiliaryData = auxiliaryData;
@@ -339,7 +339,7 @@ TEST(ResourceValueTest, destroyingAValueLeavesTheDataPoolAlone) {
     EXPECT_EQ("text", fixture.getLexicalForm(resourceID));
 }
 
-TEST(ResourceValueFailureTest, aBlockThatIsNotToBeHadLeavesTheValueAsItIs) {
+TEST(ResourceValueFailureTest, aBlockThatCannotBeAllocatedLeavesTheValueUnchanged) {
     StringValue value(std::string(500, 'x'), D_XSD_STRING);
     const uint8_t* const block = value.m_heapBuffer;
     const size_t blockSize = value.m_heapBufferSize;
@@ -350,7 +350,7 @@ TEST(ResourceValueFailureTest, aBlockThatIsNotToBeHadLeavesTheValueAsItIs) {
     EXPECT_EQ(withTerminator(std::string(500, 'x')), getText(value));
 }
 
-TEST(ResourceValueFailureTest, aCopyThatIsNotToBeHadLeavesTheOriginalAsItIs) {
+TEST(ResourceValueFailureTest, aCopyThatCannotBeAllocatedLeavesTheOriginalUnchanged) {
     const uint8_t data[] = {'a', 0};
     ResourceValue value;
     value.m_data = data;

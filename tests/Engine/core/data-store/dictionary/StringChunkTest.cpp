@@ -62,7 +62,7 @@ TEST(StringChunkTest, aChunkIsThatOfOneStringOnly) {
     EXPECT_TRUE(StringChunk::isChunkOf(writeChunk("").data(), nullptr, 0));
 }
 
-TEST(StringChunkTest, lengthsAreToldApartAtEveryHeaderLength) {
+TEST(StringChunkTest, lengthsAreDistinguishedAtEveryHeaderLength) {
     const std::vector<size_t> lengths{0,   1,   62,  63,    64,    125,   126,   127,
                                       128, 254, 255, 16381, 16382, 16383, 16384, 70000};
     for (const size_t stored : lengths) {

@@ -255,7 +255,7 @@ TYPED_TEST(StringDatatypeBatchFailureTest, memoryMayEndAtAnyPlaceOfABatch) {
     EXPECT_LT(8u, runsWithFailures) << "hardly any growth has failed";
 }
 
-TYPED_TEST(StringDatatypeBatchFailureTest, aTableThatCannotGrowStillFindsWhatIsThere) {
+TYPED_TEST(StringDatatypeBatchFailureTest, aTableThatCannotGrowStillFindsItsEntries) {
     DictionaryFixture<TypeParam> fixture;
     OwnedLiterals literals = makeStrings(700, "old ");
     resolveAtOnce(fixture, literals);

@@ -299,7 +299,7 @@ TYPED_TEST(StringDatatypeBatchTest, allLengthsAroundTheBordersOfHeadersAndGroups
     twins.check();
 }
 
-TYPED_TEST(StringDatatypeBatchTest, stringsThatDifferInOneByteOrInATailingZeroAreToldApart) {
+TYPED_TEST(StringDatatypeBatchTest, stringsThatDifferInOneByteOrInATrailingZeroAreDistinguished) {
     Twins<TypeParam> twins;
     OwnedLiterals literals;
     const std::string base(40, 'm');

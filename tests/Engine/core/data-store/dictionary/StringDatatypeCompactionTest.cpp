@@ -97,7 +97,7 @@ TYPED_TEST(StringDatatypeCompactionTest, recordsHaveTheirFieldsInTheAgreedOrder)
     EXPECT_EQ(32u, sizeof(CompactionEntry));
 }
 
-TYPED_TEST(StringDatatypeCompactionTest, preparingAppendsARecordAndTellsTheSizeOfTheChunk) {
+TYPED_TEST(StringDatatypeCompactionTest, preparingAppendsARecordAndReturnsTheSizeOfTheChunk) {
     DictionaryFixture<TypeParam> fixture;
     fixture.resolve("abc");
     fixture.resolve("x@en", D_RDF_PLAIN_LITERAL);

@@ -107,7 +107,7 @@ TYPED_TEST(StringDatatypeDestructionTest, givesTheOldArrayOfAResizeUpBeforeThePr
     EXPECT_EQ(0u, parts.getBytesInUse());
 }
 
-TYPED_TEST(StringDatatypeDestructionTest, givesUpNoMemoryThatWasNeverTaken) {
+TYPED_TEST(StringDatatypeDestructionTest, releasesNoMemoryThatWasNeverTaken) {
     DictionaryParts parts;
     EXPECT_EQ(0u, count(destroyInOrder(makeDatatype<TypeParam>(parts)), Event::UNMAPPED));
 }

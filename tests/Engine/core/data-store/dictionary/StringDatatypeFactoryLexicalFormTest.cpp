@@ -154,7 +154,7 @@ TEST(StringDatatypeFactoryLexicalFormTest, inPlaceParsingSetsNothingButDatatypeA
     }
 }
 
-TEST(StringDatatypeFactoryLexicalFormTest, aBufferGetsWhatFitsItAndATerminator) {
+TEST(StringDatatypeFactoryLexicalFormTest, aBufferGetsAsMuchAsFitsAndATerminator) {
     for (size_t bufferSize = 1; bufferSize <= 8; ++bufferSize) {
         std::string buffer(10, '-');
         EXPECT_EQ(5u, appendToBuffer("hello", buffer.data(), bufferSize));

@@ -148,7 +148,7 @@ TYPED_TEST(StringDatatypeFailureTest, anInsertionWithoutMemoryLeavesItsBucketEmp
     EXPECT_EQ(3u, failures);
 }
 
-TYPED_TEST(StringDatatypeFailureTest, aFailedInsertionDoesNotHideWhatLiesBehindItsBucket) {
+TYPED_TEST(StringDatatypeFailureTest, aFailedInsertionDoesNotHideEntriesAfterItsBucket) {
     DictionaryFixture<TypeParam> fixture(DictionaryParts::MEMORY_LIMIT, 3);
     const std::vector<std::string> lexicalForms = getFormsWithHome(9, 1024, 4);
     fixture.resolve(lexicalForms[0]);

@@ -113,7 +113,7 @@ Outcome resolveWithin(const size_t pages) {
 
 TYPED_TEST_SUITE(StringDatatypeFingerprintMemoryStressTest, DatatypeWidths, DatatypeWidthNames);
 
-TYPED_TEST(StringDatatypeFingerprintMemoryStressTest, everyStringGetsOneIDWhileFingerprintsAreGivenUp) {
+TYPED_TEST(StringDatatypeFingerprintMemoryStressTest, everyStringGetsOneIDWhileFingerprintsAreReleased) {
     size_t runsWithRefusals = 0;
     size_t runsThatGaveUp = 0;
     size_t runsThatEndedWithFingerprints = 0;

@@ -75,7 +75,7 @@ TYPED_TEST(StringDatatypeLookupTest, lookingUpCreatesNothing) {
     EXPECT_EQ(0u, TablePeer::getNumberOfUsedBuckets(getTable(fixture, D_XSD_STRING)).load());
 }
 
-TYPED_TEST(StringDatatypeLookupTest, similarStringsAreToldApart) {
+TYPED_TEST(StringDatatypeLookupTest, similarStringsAreDistinguished) {
     DictionaryFixture<TypeParam> fixture;
     fixture.resolve("text");
     for (const std::string_view lexicalForm :
@@ -97,7 +97,7 @@ TYPED_TEST(StringDatatypeLookupTest, aPlainLiteralWithAnEmptyTagIsLookedUpAsAnXs
     EXPECT_EQ(2u, fixture.m_datatype.tryResolveResource(EVERYTHING, nullptr, 0, D_XSD_STRING));
 }
 
-TYPED_TEST(StringDatatypeLookupTest, valuesAreLookedUpAsTheyAre) {
+TYPED_TEST(StringDatatypeLookupTest, valuesAreLookedUpUnchecked) {
     DictionaryFixture<TypeParam> fixture;
     fixture.resolve("x");
     fixture.m_datatype.resolveResource(nullptr, StringValue("x@", D_RDF_PLAIN_LITERAL));
@@ -232,7 +232,7 @@ TYPED_TEST(StringDatatypeLookupTest, deletingTwiceCountsOneTombstone) {
     EXPECT_EQ(2u, fixture.tryResolve("b"));
 }
 
-TYPED_TEST(StringDatatypeLookupTest, deletingWhatIsNotInTheTableChangesNothing) {
+TYPED_TEST(StringDatatypeLookupTest, deletingAbsentEntriesChangesNothing) {
     DictionaryFixture<TypeParam> fixture;
     fixture.resolve("a");
     fixture.resolve("a@en", D_RDF_PLAIN_LITERAL);

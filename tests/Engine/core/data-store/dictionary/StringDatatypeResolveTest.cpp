@@ -171,7 +171,7 @@ TYPED_TEST(StringDatatypeResolveTest, anyOtherDatatypeIDIsTreatedAsAPlainLiteral
     EXPECT_EQ(D_XSD_STRING, fixture.getDatatypeID(2));
 }
 
-TYPED_TEST(StringDatatypeResolveTest, valuesAreTakenAsTheyAre) {
+TYPED_TEST(StringDatatypeResolveTest, valuesAreTakenUnchecked) {
     DictionaryFixture<TypeParam> fixture;
     EXPECT_EQ(1u, fixture.m_datatype.resolveResource(nullptr, StringValue("x@", D_RDF_PLAIN_LITERAL)));
     EXPECT_EQ(D_RDF_PLAIN_LITERAL, fixture.getDatatypeID(1));
@@ -332,7 +332,7 @@ TYPED_TEST(StringDatatypeResolveTest, restoringGrowsBothRegionsToTheID) {
     EXPECT_EQ(100000u, fixture.restore(100000 - 1, "other") + 1) << "below the ends nothing grows";
 }
 
-TYPED_TEST(StringDatatypeResolveTest, restoringTakesValuesAsTheyAre) {
+TYPED_TEST(StringDatatypeResolveTest, restoringTakesValuesUnchecked) {
     DictionaryFixture<TypeParam> fixture;
     fixture.restore(5, "x@", D_RDF_PLAIN_LITERAL);
     fixture.restore(6, "no tag", 42);

@@ -182,7 +182,7 @@ TYPED_TEST(StringDatatypeSaveTest, eachFieldIsOneWriteAndTheBucketsOfATableAreOn
     EXPECT_EQ(expectedSizes, sizes);
 }
 
-TYPED_TEST(StringDatatypeSaveTest, aLoadedDatatypeFindsEveryStringAndGoesOn) {
+TYPED_TEST(StringDatatypeSaveTest, aLoadedDatatypeFindsEveryStringAndContinues) {
     DictionaryFixture<TypeParam> fixture;
     for (uint64_t number = 1; number <= 3000; ++number)
         fixture.resolve(std::to_string(number) + "@en", 5 + number % 2);

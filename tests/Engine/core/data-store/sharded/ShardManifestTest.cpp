@@ -104,7 +104,7 @@ TEST(ShardManifestTest, everyFlippedBitIsFound) {
         }
 }
 
-TEST(ShardManifestTest, otherFilesAreToldApart) {
+TEST(ShardManifestTest, otherFilesAreRecognised) {
     const auto getMessage = [](const std::string& bytes) {
         return catchException<MelnarException>([&] { read(bytes); }).getMessage();
     };

@@ -206,7 +206,7 @@ TEST_F(ShardedDictionaryOpeningConcurrentTest, shardsAreOpenedWhileOthersResolve
 }
 
 /// The folder from which shards are opened changes.
-TEST_F(ShardedDictionaryOpeningConcurrentTest, readersGoOnWhileTheDictionaryIsSaved) {
+TEST_F(ShardedDictionaryOpeningConcurrentTest, readersContinueWhileTheDictionaryIsSaved) {
     for (size_t round = 0; round < 3; ++round) {
         const std::string folder = m_directory.getPathOf("copy" + std::to_string(round));
         std::filesystem::create_directory(folder);
@@ -228,7 +228,7 @@ TEST_F(ShardedDictionaryOpeningConcurrentTest, readersGoOnWhileTheDictionaryIsSa
 
 /// Simulates another process that writes: a dictionary that shares only the folder with the readers' dictionary.
 /// Readers need some new shards as soon as each save has started.
-TEST_F(ShardedDictionaryOpeningConcurrentTest, readersGoOnWhileAnotherDictionaryIsSavedToTheFolder) {
+TEST_F(ShardedDictionaryOpeningConcurrentTest, readersContinueWhileAnotherDictionaryIsSavedToTheFolder) {
     constexpr uint32_t SAVES = 3;
     std::atomic<size_t> replaced(0);
     for (uint32_t round = 0; round < 5; ++round) {

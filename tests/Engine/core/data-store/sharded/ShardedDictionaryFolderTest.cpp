@@ -161,7 +161,7 @@ TEST_F(ShardedDictionaryFolderTest, anEmptyDictionaryIsAManifest) {
     EXPECT_EQ(getModelIDs(few(0, 100)), ShardedHost(m_folder).lookUp(few(0, 100)));
 }
 
-TEST_F(ShardedDictionaryFolderTest, anotherThreadGoesOnWhereOneHasEnded) {
+TEST_F(ShardedDictionaryFolderTest, anotherThreadContinuesWhereOneHasEnded) {
     for (uint32_t begin = 0; begin < COUNT; begin += COUNT / 4) {
         std::optional<ShardedHost> host;
         begin == 0 ? host.emplace() : host.emplace(m_folder);
@@ -473,7 +473,7 @@ TEST_F(ShardedDictionaryFolderTest, aFileThatIsAnotherIsNotTakenForTheShard) {
     EXPECT_EQ(host.lookUp(few(7, 8)), ShardedHost(m_folder).lookUp(few(7, 8)));
 }
 
-TEST_F(ShardedDictionaryFolderTest, aReaderGoesOnWhenAWriterHasSavedMore) {
+TEST_F(ShardedDictionaryFolderTest, aReaderContinuesWhenAWriterHasSavedMore) {
     ShardedHost writer;
     writer.resolve(few(0, 1000));
     writer.save(m_folder);

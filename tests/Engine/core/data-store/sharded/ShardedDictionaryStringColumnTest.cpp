@@ -81,7 +81,7 @@ TEST_F(ShardedDictionaryStringColumnTest, columnsOfArrowMayHaveNulls) {
     }
 }
 
-TEST_F(ShardedDictionaryStringColumnTest, theFirstEntryThatFailsIsTold) {
+TEST_F(ShardedDictionaryStringColumnTest, theFirstEntryThatFailsIsReported) {
     ShardedDictionary dictionary({.m_memoryLimit = SHARDED_MEMORY_LIMIT, .m_maximumNumberOfResources = 2});
     ShardedDictionaryThread thread(dictionary);
     std::vector<std::string> owned;

@@ -71,7 +71,7 @@ TEST_F(AffixTableTest, textsOfAllLengthsDiffer) {
     EXPECT_EQ(AffixTable::LONGEST_TEXT, m_affixes.getSize());
 }
 
-TEST_F(AffixTableTest, aTextGetsANumberWhenItIsMetOftenEnough) {
+TEST_F(AffixTableTest, aTextGetsANumberWhenItIsSeenOftenEnough) {
     AffixTable affixes(m_memoryManager, 3);
     EXPECT_EQ(0u, affixes.getNumberFor("a"));
     EXPECT_EQ(0u, affixes.getNumberFor("b"));
@@ -84,7 +84,7 @@ TEST_F(AffixTableTest, aTextGetsANumberWhenItIsMetOftenEnough) {
 }
 
 /// Texts of single terms, such as the namespaces of pages, do not fill the table.
-TEST_F(AffixTableTest, textsThatAreMetSeldomGetNone) {
+TEST_F(AffixTableTest, textsThatAreSeenRarelyGetNone) {
     AffixTable affixes(m_memoryManager, 4);
     for (size_t count = 0; count < 100000; ++count)
         affixes.getNumberFor("http://example.org/" + std::to_string(count) + "/");
@@ -151,7 +151,7 @@ TEST_F(AffixTableTest, isSavedAndLoaded) {
     EXPECT_EQ(0u, loaded.getSize());
 }
 
-TEST_F(AffixTableTest, aStreamThatLiesIsRefused) {
+TEST_F(AffixTableTest, aForgedStreamIsRefused) {
     const auto makeStream = [](const uint64_t size, const std::vector<std::pair<uint64_t, std::string>>& texts) {
         MemoryOutputStream output;
         output.writeUInt64(size);

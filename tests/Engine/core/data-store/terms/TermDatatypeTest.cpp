@@ -263,7 +263,7 @@ TYPED_TEST(TermDatatypeTest, isSavedAndLoaded) {
 }
 
 /// Later versions read these files: nothing in this layout changes without a new version of the format.
-TYPED_TEST(TermDatatypeTest, chunkAndStreamLieAsTheirFormatSays) {
+TYPED_TEST(TermDatatypeTest, chunkAndStreamHaveTheirDocumentedFormat) {
     const auto datatype = this->make(D_TYPED_LITERAL);
     EXPECT_EQ(1u, this->resolve(*datatype, "5^^x:y", D_TYPED_LITERAL));
     const uint8_t* const chunk = this->m_parts.m_dataPool.getData() + this->m_parts.m_resourceDataOffsets[1];
@@ -362,7 +362,7 @@ TYPED_TEST(TermDatatypeTest, aFamilyOfWhichNothingSurvivesGivesItsMemoryBack) {
     EXPECT_EQ(0u, this->find(*datatype, makeForm(D_IRI, 1), D_IRI));
 }
 
-TYPED_TEST(TermDatatypeTest, memoryThatRunsOutIsToldAndLeavesWhatIsThere) {
+TYPED_TEST(TermDatatypeTest, memoryThatRunsOutIsReportedAndChangesNothing) {
     const auto datatype = this->make(D_TYPED_LITERAL);
     std::vector<BatchEntry> entries{{"5^^x:y", 0, D_TYPED_LITERAL}, {"", 0, D_TYPED_LITERAL}};
     std::vector<BatchFailure> failures;

@@ -26,7 +26,7 @@ std::string getAffix(const uint8_t datatypeID, const std::string_view form) {
                                                                             : form.substr(form.size() - length));
 }
 
-TEST(TermFamilyTest, eachHasTheIDByWhichItIsAskedFor) {
+TEST(TermFamilyTest, getReturnsTheFamilyOfEachID) {
     for (const uint8_t datatypeID : {D_IRI, D_BLANK_NODE, D_TYPED_LITERAL, D_DIRECTIONAL_STRING, D_TRIPLE_TERM})
         EXPECT_EQ(datatypeID, TermFamily::get(datatypeID).m_datatypeID);
 }

@@ -249,7 +249,7 @@ TEST_F(FingerprintsTest, truncateToLessThanAGroupLeavesNone) {
     expectNoneAndHarmless(m_fingerprints, m_memoryManager);
 }
 
-TEST_F(FingerprintsTest, areCompleteAsInitializeSaysUntilTheyAreGone) {
+TEST_F(FingerprintsTest, areAsCompleteAsInitializeStatesUntilTheyAreReleased) {
     EXPECT_FALSE(m_fingerprints.areComplete()) << "there are none";
     m_fingerprints.initialize(1024, true);
     EXPECT_TRUE(m_fingerprints.areComplete());

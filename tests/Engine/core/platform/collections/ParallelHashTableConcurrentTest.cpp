@@ -75,7 +75,7 @@ protected:
 
 TYPED_TEST_SUITE(ParallelHashTableConcurrentTest, BucketWidths, BucketWidthNames);
 
-TYPED_TEST(ParallelHashTableConcurrentTest, theLeaderWaitsForEveryoneInsideAnOperation) {
+TYPED_TEST(ParallelHashTableConcurrentTest, theLeaderWaitsForAllThreadsInsideAnOperation) {
     using Table = typename NumberTable<TypeParam>::Table;
     NumberTable<TypeParam> numbers;
     numbers.insert(1);
@@ -258,7 +258,7 @@ TYPED_TEST(ParallelHashTableConcurrentTest, whoFinishesLastEndsTheResizeEvenIfIt
     expectSoundAtRest(numbers.m_table);
 }
 
-TYPED_TEST(ParallelHashTableConcurrentTest, whoMeetsABucketInProgressWaitsForItsNumber) {
+TYPED_TEST(ParallelHashTableConcurrentTest, aProbeThatFindsABucketInProgressWaitsForItsNumber) {
     NumberTable<TypeParam> numbers;
     std::atomic<size_t> found = 0;
     this->runAtClaimedBucket(

@@ -168,7 +168,7 @@ TYPED_TEST(ParallelHashTableFailureTest, anOldArrayThatCannotBeUnmappedIsNoFailu
     VirtualMemory::release(oldBuckets, 1024 * sizeof(TypeParam));
 }
 
-TYPED_TEST(ParallelHashTableFailureTest, initializeReportsAddressSpaceThatIsNotToBeHad) {
+TYPED_TEST(ParallelHashTableFailureTest, initializeReportsLackOfAddressSpace) {
     NumberTable<TypeParam> numbers;
     numbers.insert(1);
     const auto exception = catchException<SystemCallException>([&] { numbers.m_table.initialize(size_t(1) << 50); });
@@ -178,7 +178,7 @@ TYPED_TEST(ParallelHashTableFailureTest, initializeReportsAddressSpaceThatIsNotT
     TestFixture::expectUsableAfterInitialization(numbers);
 }
 
-TYPED_TEST(ParallelHashTableFailureTest, initializeReportsMemoryThatIsNotToBeHad) {
+TYPED_TEST(ParallelHashTableFailureTest, initializeReportsLackOfMemory) {
     NumberTable<TypeParam> numbers(1024, &NumberPolicy<TypeParam>::identity, 2048 * sizeof(TypeParam));
     EXPECT_THROW(numbers.m_table.initialize(4096), MemoryExhaustedException);
     EXPECT_EQ(0u, numbers.getChargedBytes());
@@ -246,7 +246,7 @@ TYPED_TEST(ParallelHashTableFailureTest, whatLoadReadBeforeAStreamEndsTooEarlySt
     TestFixture::expectUsableAfterInitialization(numbers);
 }
 
-TYPED_TEST(ParallelHashTableFailureTest, loadReportsMemoryThatIsNotToBeHad) {
+TYPED_TEST(ParallelHashTableFailureTest, loadReportsLackOfMemory) {
     NumberTable<TypeParam> numbers(1024, &NumberPolicy<TypeParam>::identity, 2048 * sizeof(TypeParam));
     const std::string bytes = TableStream<TypeParam>(4096, 2867).getBytes();
     EXPECT_THROW(TestFixture::load(numbers, bytes), MemoryExhaustedException);

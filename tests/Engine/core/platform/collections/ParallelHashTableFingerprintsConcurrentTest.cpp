@@ -224,7 +224,7 @@ TYPED_TEST(ParallelHashTableFingerprintsConcurrentTest, givingUpParksWhileAResiz
 
 // The insertion holds a slot and wants to lead a resize: it releases its slot to the other thread, and resizes after
 // it.
-TYPED_TEST(ParallelHashTableFingerprintsConcurrentTest, anInsertionThatMustGrowTheTableLetsGivingUpGoFirst) {
+TYPED_TEST(ParallelHashTableFingerprintsConcurrentTest, anInsertionThatMustGrowTheTableWaitsForTheRelease) {
     using Table = typename NumberTable<TypeParam>::Table;
     FingerprintTable<TypeParam> numbers;
     numbers.insertRange(1, 701);
@@ -246,7 +246,7 @@ TYPED_TEST(ParallelHashTableFingerprintsConcurrentTest, anInsertionThatMustGrowT
     numbers.expectSound();
 }
 
-TYPED_TEST(ParallelHashTableFingerprintsConcurrentTest, ofTwoThatGiveUpTogetherTheLeaderIsToldThatItDid) {
+TYPED_TEST(ParallelHashTableFingerprintsConcurrentTest, ofTwoThatReleaseThemTogetherTheLeaderLearnsThatItDid) {
     using Table = typename NumberTable<TypeParam>::Table;
     FingerprintTable<TypeParam> numbers;
     numbers.insertRange(1, 601);
@@ -271,7 +271,7 @@ TYPED_TEST(ParallelHashTableFingerprintsConcurrentTest, ofTwoThatGiveUpTogetherT
     numbers.expectSound();
 }
 
-TYPED_TEST(ParallelHashTableFingerprintsConcurrentTest, ofManyThatGiveUpTogetherExactlyOneIsToldThatItDid) {
+TYPED_TEST(ParallelHashTableFingerprintsConcurrentTest, ofManyThatReleaseThemTogetherExactlyOneLearnsThatItDid) {
     constexpr size_t THREADS = 8;
     constexpr size_t SLOTS = 5; // some share one
     FingerprintTable<TypeParam> numbers;

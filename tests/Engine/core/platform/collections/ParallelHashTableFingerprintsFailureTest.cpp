@@ -82,7 +82,7 @@ TYPED_TEST(ParallelHashTableFingerprintsFailureTest, anEmptyTableGetsCompleteOne
     expectSoundAtRest(table);
 }
 
-TYPED_TEST(ParallelHashTableFingerprintsFailureTest, whatIsGivenUpIsGoneUntilTheNextResize) {
+TYPED_TEST(ParallelHashTableFingerprintsFailureTest, releasedFingerprintsAreGoneUntilTheNextResize) {
     FingerprintTable<TypeParam> numbers;
     numbers.insertRange(1, 701);
     const size_t chargedBytes = numbers.getAllChargedBytes();
@@ -141,7 +141,7 @@ TYPED_TEST(ParallelHashTableFingerprintsFailureTest, aTableWithoutRoomForThemWor
     this->expectWorks(with);
 }
 
-TYPED_TEST(ParallelHashTableFingerprintsFailureTest, aResizeWithRoomForBucketsAloneGoesOnWithout) {
+TYPED_TEST(ParallelHashTableFingerprintsFailureTest, aResizeWithRoomOnlyForBucketsMakesNoFingerprints) {
     const size_t room = this->getBucketBytes(4096) + this->getBucketBytes(8192) + this->getFingerprintBytes(4096);
     ASSERT_LT(this->getFingerprintBytes(4096), this->getFingerprintBytes(8192)) << "the old ones make too little room";
     FingerprintTable<TypeParam> numbers(4096, &NumberPolicy<TypeParam>::identity, room);
@@ -214,7 +214,7 @@ TYPED_TEST(ParallelHashTableFingerprintsFailureTest, anOperationThatFailsJustBef
     numbers.expectSound();
 }
 
-TYPED_TEST(ParallelHashTableFingerprintsFailureTest, aSystemThatRefusesMemoryForThemAloneIsNoFailure) {
+TYPED_TEST(ParallelHashTableFingerprintsFailureTest, aSystemThatRefusesMemoryOnlyForThemIsNoFailure) {
     for (const Call call : {Call::MMAP, Call::MPROTECT}) {
         FingerprintTable<TypeParam> numbers;
         numbers.insertRange(1, 601);

@@ -96,7 +96,7 @@ TYPED_TEST(ParallelHashTableFingerprintsTest, aProbePassesBucketsOfOtherFingerpr
     numbers.expectSound();
 }
 
-TYPED_TEST(ParallelHashTableFingerprintsTest, aProbeGoesOnAtTheBeginOfTheTable) {
+TYPED_TEST(ParallelHashTableFingerprintsTest, aProbeContinuesAtTheStartOfTheTable) {
     FingerprintTable<TypeParam> numbers(1024, [](const TypeParam number) { return getHashOf(1000, number); });
     numbers.insertRange(1, 61); // in buckets 1000 to 1023 and 0 to 35
     EXPECT_TRUE(numbers.containsRange(1, 61));

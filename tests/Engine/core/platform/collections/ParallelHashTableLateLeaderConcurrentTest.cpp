@@ -149,7 +149,7 @@ TYPED_TEST(ParallelHashTableLateLeaderConcurrentTest, parksForTheNextResizeAndHe
     expectSoundAtRest(numbers.m_table);
 }
 
-TYPED_TEST(ParallelHashTableLateLeaderConcurrentTest, goesOnAfterTheNextPreparationHasFailed) {
+TYPED_TEST(ParallelHashTableLateLeaderConcurrentTest, continuesAfterTheNextPreparationHasFailed) {
     if (areFingerprintsUnderTest())
         GTEST_SKIP() << "the memory limit counts every byte";
     NumberTable<TypeParam> numbers(4096, &NumberPolicy<TypeParam>::identity, 3 * 4096 * sizeof(TypeParam));

@@ -103,7 +103,7 @@ protected:
 
 TYPED_TEST_SUITE(ParallelHashTableParkingConcurrentTest, BucketWidths, BucketWidthNames);
 
-TYPED_TEST(ParallelHashTableParkingConcurrentTest, everyParkedThreadGoesOnInTheLargerTable) {
+TYPED_TEST(ParallelHashTableParkingConcurrentTest, everyParkedThreadContinuesInTheLargerTable) {
     NumberTable<TypeParam> numbers;
     this->run(numbers);
     EXPECT_EQ(this->INSERTERS + 4, this->m_inserted.load(std::memory_order_acquire));
@@ -122,7 +122,7 @@ TYPED_TEST(ParallelHashTableParkingConcurrentTest, everyParkedThreadGoesOnInTheL
 }
 
 // Each thread that wants to insert and has no quota leads a resize in turn, parks the others again, and fails.
-TYPED_TEST(ParallelHashTableParkingConcurrentTest, everyParkedThreadGoesOnInTheOldTableWhenThePreparationFails) {
+TYPED_TEST(ParallelHashTableParkingConcurrentTest, everyParkedThreadContinuesInTheOldTableWhenThePreparationFails) {
     NumberTable<TypeParam> numbers(1024, &NumberPolicy<TypeParam>::identity, 2048 * sizeof(TypeParam));
     this->run(numbers);
     EXPECT_EQ(1u, this->m_inserted.load(std::memory_order_acquire)) << "the thread that had quota";

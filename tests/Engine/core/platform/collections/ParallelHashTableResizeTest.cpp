@@ -187,7 +187,7 @@ TYPED_TEST(ParallelHashTableResizeTest, rebuildsAtTheSameSizeWhenMoreThanHalfAre
     expectSoundAtRest(numbers.m_table);
 }
 
-TYPED_TEST(ParallelHashTableResizeTest, anInsertionThatRebuildsGoesOnWithTheCredit) {
+TYPED_TEST(ParallelHashTableResizeTest, anInsertionThatRebuildsContinuesWithTheCredit) {
     NumberTable<TypeParam> numbers;
     numbers.insertRange(1, 701);
     numbers.removeRange(1, 601);
@@ -199,7 +199,7 @@ TYPED_TEST(ParallelHashTableResizeTest, anInsertionThatRebuildsGoesOnWithTheCred
     expectSoundAtRest(numbers.m_table);
 }
 
-TYPED_TEST(ParallelHashTableResizeTest, insertingAndDeletingForEverNeedsNoLargerTable) {
+TYPED_TEST(ParallelHashTableResizeTest, insertingAndDeletingForeverNeedsNoLargerTable) {
     NumberTable<TypeParam> numbers;
     for (TypeParam number = 1; number <= 30000; ++number) {
         numbers.insert(number);
@@ -237,7 +237,7 @@ TYPED_TEST(ParallelHashTableResizeTest, slotsAreFreeWhileTheLeaderRehashes) {
     expectSoundAtRest(numbers.m_table);
 }
 
-TYPED_TEST(ParallelHashTableResizeTest, helpingWhenNobodyResizesReturnsAtOnce) {
+TYPED_TEST(ParallelHashTableResizeTest, helpingWithoutAResizeReturnsImmediately) {
     using Table = typename NumberTable<TypeParam>::Table;
     NumberTable<TypeParam> numbers;
     numbers.insert(1);

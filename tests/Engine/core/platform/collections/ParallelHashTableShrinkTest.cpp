@@ -175,7 +175,7 @@ TYPED_TEST(ParallelHashTableShrinkTest, chainsThatWrapStayWhole) {
     expectSoundAtRest(numbers.m_table);
 }
 
-TYPED_TEST(ParallelHashTableShrinkTest, placesBehindTheNewEndWrapToTheFirstBucket) {
+TYPED_TEST(ParallelHashTableShrinkTest, bucketsAfterTheNewEndWrapToTheFirst) {
     NumberTable<TypeParam> numbers(2048);
     numbers.insert(1023);
     numbers.insert(2047);

@@ -200,7 +200,7 @@ TYPED_TEST(ParallelHashTableStressTest, oneThreadPassesTheSameChecks) {
     OverlappingSets<TypeParam>(1, 1).runRound(1);
 }
 
-TYPED_TEST(ParallelHashTableStressTest, ofTwoThatClaimABucketAtOnceOneSucceeds) {
+TYPED_TEST(ParallelHashTableStressTest, ofTwoThatClaimABucketConcurrentlyOneSucceeds) {
     using Table = typename KeyedTable<TypeParam>::Table;
     constexpr uint32_t STEPS = 5000;
     repeatUntilDeadline([&](uint32_t) {
@@ -214,7 +214,7 @@ TYPED_TEST(ParallelHashTableStressTest, ofTwoThatClaimABucketAtOnceOneSucceeds) 
     });
 }
 
-TYPED_TEST(ParallelHashTableStressTest, ofTwoThatResolveAKeyAtOnceOneCreatesIt) {
+TYPED_TEST(ParallelHashTableStressTest, ofTwoThatResolveAKeyConcurrentlyOneCreatesIt) {
     constexpr uint32_t STEPS = 2500;
     repeatUntilDeadline([&](uint32_t) {
         KeyedTable<TypeParam> keyed(1024, STEPS + 10);
@@ -230,7 +230,7 @@ TYPED_TEST(ParallelHashTableStressTest, ofTwoThatResolveAKeyAtOnceOneCreatesIt) 
 }
 
 // Both have spent their quota at the same step, so they refill it together, and find the table full together.
-TYPED_TEST(ParallelHashTableStressTest, twoThatRefillTheirQuotasAtOnceReserveTwiceAndResizeOnce) {
+TYPED_TEST(ParallelHashTableStressTest, twoThatRefillTheirQuotasTogetherReserveTwiceAndResizeOnce) {
     constexpr uint32_t STEPS = 2000;
     repeatUntilDeadline([&](uint32_t) {
         KeyedTable<TypeParam> keyed(1024, 2 * STEPS + 10);
@@ -266,7 +266,7 @@ TYPED_TEST(ParallelHashTableStressTest, threadsThatAllShareOneSlotInsertLookUpAn
 
 // The table is rebuilt repeatedly without growing, and the threads that drop tombstones get the quota. It also doubles:
 // a thread that ends with much quota leaves little for the others. Those of the next generation spend it.
-TYPED_TEST(ParallelHashTableStressTest, insertingAndDeletingForEverKeepsTheTableSmall) {
+TYPED_TEST(ParallelHashTableStressTest, insertingAndDeletingForeverKeepsTheTableSmall) {
     constexpr uint32_t THREADS = 8;
     constexpr uint32_t ROUNDS = 4000;
     constexpr uint32_t WINDOW = 8;
@@ -299,7 +299,7 @@ TYPED_TEST(ParallelHashTableStressTest, insertingAndDeletingForEverKeepsTheTable
     });
 }
 
-TYPED_TEST(ParallelHashTableStressTest, insertionsThatFailAfterTheClaimDisturbNobody) {
+TYPED_TEST(ParallelHashTableStressTest, insertionsThatFailAfterTheClaimDisturbNoOthers) {
     constexpr uint32_t THREADS = 8;
     constexpr uint32_t KEYS = 1500;
     size_t failures = 0;
@@ -339,7 +339,7 @@ TYPED_TEST(ParallelHashTableStressTest, insertionsThatFailAfterTheClaimDisturbNo
     EXPECT_LT(0u, encounters) << "nobody ever met a bucket in progress: this tested nothing";
 }
 
-TYPED_TEST(ParallelHashTableStressTest, anEntryThatManyDeleteAtOnceCountsAsOneTombstone) {
+TYPED_TEST(ParallelHashTableStressTest, anEntryThatManyDeleteConcurrentlyCountsAsOneTombstone) {
     constexpr uint32_t KEYS = 2000;
     repeatUntilDeadline([&](uint32_t) {
         KeyedTable<TypeParam> keyed(4096, KEYS + 10);

@@ -161,7 +161,7 @@ TYPED_TEST(ParallelHashTableTest, homeIsTheHashModuloTheSize) {
     EXPECT_EQ(&Peer::getBuckets(numbers.m_table)[0x325], &numbers.m_table.getBucket(0x325));
 }
 
-TYPED_TEST(ParallelHashTableTest, probeGoesOnFromTheLastBucketToTheFirst) {
+TYPED_TEST(ParallelHashTableTest, probeContinuesFromTheLastBucketToTheFirst) {
     NumberTable<TypeParam> numbers(1024, [](TypeParam) { return 1022; });
     numbers.insertRange(1, 6);
     EXPECT_EQ(1022u, numbers.getIndexOf(1));

@@ -60,7 +60,7 @@ TEST(TableThreadContextConcurrentTest, everyWaiterOfAQueueGetsItsTurnOnce) {
     EXPECT_EQ(0, slot.m_wakeUp);
 }
 
-TEST(TableThreadContextConcurrentTest, lateArrivalsQueueBehindAPendingHandOver) {
+TEST(TableThreadContextConcurrentTest, lateArrivalsQueueAfterAPendingHandOver) {
     TableThreadContext slot;
     std::atomic<size_t> turns = 0;
     acquireThreadContext(slot);

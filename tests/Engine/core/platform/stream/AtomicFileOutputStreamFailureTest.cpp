@@ -115,7 +115,7 @@ TEST(AtomicFileOutputStreamFailureTest, aLinkToNothingThatCannotBeReadIsNotRepla
 }
 
 /// The system does not follow more links either, so only links that change concurrently lead here.
-TEST(AtomicFileOutputStreamFailureTest, linksWithoutAnEndAreNotFollowedForEver) {
+TEST(AtomicFileOutputStreamFailureTest, linksWithoutAnEndAreNotFollowedForever) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("file");
     ASSERT_EQ(0, ::symlink("file", path.c_str()));
@@ -173,7 +173,7 @@ TEST(AtomicFileOutputStreamFailureTest, aTargetThatIsNoRegularFileIsRefusedBefor
     EXPECT_EQ(mode_t(S_IFCHR), getType("/dev/null"));
 }
 
-TEST(AtomicFileOutputStreamFailureTest, aTargetThatBecomesAPipeMeanwhileIsNotReplaced) {
+TEST(AtomicFileOutputStreamFailureTest, aTargetThatBecomesAPipeIsNotReplaced) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("file");
     {
@@ -186,7 +186,7 @@ TEST(AtomicFileOutputStreamFailureTest, aTargetThatBecomesAPipeMeanwhileIsNotRep
     EXPECT_FALSE(std::filesystem::exists(path + ".saving"));
 }
 
-TEST(AtomicFileOutputStreamFailureTest, whatIsNoRegularFileIsNotTakenForALeftover) {
+TEST(AtomicFileOutputStreamFailureTest, irregularFilesAreNotMistakenForLeftovers) {
     for (const MakeIrregularFile& make : IRREGULAR_FILES)
         for (const char* const suffix : {".saving", ".replaced"}) {
             const TemporaryDirectory directory;
@@ -281,7 +281,7 @@ TEST(AtomicFileOutputStreamFailureTest, aLeftoverThatCannotBeRemovedIsReported) 
 }
 
 /// A file with the name of the temporary file that appears after the leftover was removed is not a writer's.
-TEST(AtomicFileOutputStreamFailureTest, aFileThatTakesTheTemporaryNameMeanwhileIsLeftAlone) {
+TEST(AtomicFileOutputStreamFailureTest, aFileThatTakesTheTemporaryNameIsLeftAlone) {
     const TemporaryDirectory directory;
     const std::string path = directory.addFile("file", "old");
     directory.addFile("file.saving", "somebody else's");

@@ -83,7 +83,7 @@ TEST(FileInputStreamTest, largeReadGoesPastTheBuffer) {
     EXPECT_EQ(2 * BUFFER_SIZE, reads.getLargestRequest());
 }
 
-TEST(FileInputStreamTest, largeReadFirstDeliversWhatIsBuffered) {
+TEST(FileInputStreamTest, largeReadFirstDeliversBufferedBytes) {
     const TemporaryDirectory directory;
     const std::string contents = makeContents(3 * BUFFER_SIZE);
     FileInputStream input(directory.addFile("file", contents));
@@ -135,7 +135,7 @@ TEST(FileInputStreamTest, destructionClosesTheFileOnce) {
     EXPECT_EQ(1u, closes.getNumberOfCalls());
 }
 
-TEST(FileInputStreamTest, noReadAsksForMoreThanThePlatformReadsAtOnce) {
+TEST(FileInputStreamTest, noReadRequestsMoreThanOneSystemCallReads) {
     const TemporaryDirectory directory;
     FileInputStream input(directory.addFile("file", "contents"));
     const SystemCallFaults reads(SystemCallFaults::Call::READ);

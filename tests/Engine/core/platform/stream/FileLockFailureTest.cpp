@@ -38,7 +38,7 @@ struct Failure {
     long m_sourceLineNumber;
 };
 
-TEST_F(FileLockFailureTest, eachFailureOfTheSystemHasItsPlaceAndHoldsNothing) {
+TEST_F(FileLockFailureTest, eachSystemFailureHasItsPlaceAndLeavesNoLock) {
     const Failure failures[] = {
         {Call::OPEN, ENOSPC, false, "open", "Cannot open lock file '", 50},
         {Call::FLOCK, ENOLCK, false, "flock", "Cannot lock file '", 64},
@@ -112,7 +112,7 @@ TEST_F(FileLockFailureTest, aFolderThatMayNotBeWrittenIsAMatterOfPermission) {
 }
 
 /// The file may appear or disappear between any two calls; then they are repeated, and nothing is reported.
-TEST_F(FileLockFailureTest, aLockFileThatComesOrGoesMeanwhileIsNoFailure) {
+TEST_F(FileLockFailureTest, aLockFileThatAppearsOrDisappearsIsNoFailure) {
     m_directory.addFile("file.lock", LEFT_TEXT);
     {
         SystemCallFaults opens(Call::OPEN);
@@ -127,7 +127,7 @@ TEST_F(FileLockFailureTest, aLockFileThatComesOrGoesMeanwhileIsNoFailure) {
     EXPECT_EQ(4u, opens.getNumberOfCalls());
 }
 
-TEST_F(FileLockFailureTest, aFileOfAnotherKindIsNotTakenForALockFile) {
+TEST_F(FileLockFailureTest, aFileOfAnotherKindIsNotMistakenForALockFile) {
     for (const std::string& contents :
          {std::string("MELNARDC and more"), std::string(600, '\0'), std::string("melnar lock: process 1 on h"),
           "melnar lock: " + std::string(600, 'x') + "\n"}) {
@@ -156,7 +156,7 @@ TEST_F(FileLockFailureTest, aLinkInThePlaceOfTheLockFileIsNotFollowed) {
     EXPECT_EQ("somebody else's", TemporaryDirectory::getContentsOf(other));
 }
 
-TEST_F(FileLockFailureTest, aWaitThatFailsHoldsNothing) {
+TEST_F(FileLockFailureTest, aWaitThatFailsLeavesNoLock) {
     const FileLock first(m_path);
     const auto exception = catchException<SystemCallException>([&] {
         const FileLock second(m_path, [](const std::string&, const std::function<void()>& wait) {

@@ -79,7 +79,7 @@ protected:
     const std::string m_path = m_directory.getPathOf("file");
 };
 
-TEST_F(FileLockTest, isTakenForAFileThatIsThereOrNotYet) {
+TEST_F(FileLockTest, isMadeForExistingAndMissingFiles) {
     {
         const FileLock lock(m_path);
         EXPECT_EQ(m_path, lock.getFileName());
@@ -101,7 +101,7 @@ TEST_F(FileLockTest, theLockFileNamesTheHolderAndGoesWithTheLock) {
     EXPECT_TRUE(std::filesystem::is_empty(m_directory.getPathOf("")));
 }
 
-TEST_F(FileLockTest, aSecondTakerIsToldTheHolder) {
+TEST_F(FileLockTest, aSecondTakerLearnsTheHolder) {
     {
         const FileLock lock(m_path);
         EXPECT_EQ(describe(::getpid()), findHolder(m_path)) << "a process excludes itself, too";
@@ -120,7 +120,7 @@ TEST_F(FileLockTest, aHolderThatHasNotWrittenItsNameYetIsAnotherProcess) {
     EXPECT_EQ("another process", findHolder(m_path)) << "nothing that a terminal would obey";
 }
 
-TEST_F(FileLockTest, aKilledHolderHoldsNothingAndItsLockFileIsReplaced) {
+TEST_F(FileLockTest, aKilledHolderReleasesTheLockAndItsFileIsReplaced) {
     HoldingProcess holder(m_path);
     ASSERT_NE(std::nullopt, findHolder(m_path));
     holder.kill();
@@ -174,7 +174,7 @@ TEST_F(FileLockTest, aLinkIsFollowedOnce) {
     EXPECT_EQ(std::nullopt, findHolder(link + "/file"));
 }
 
-TEST_F(FileLockTest, isTriedAgainWhenNobodyWaits) {
+TEST_F(FileLockTest, isTriedAgainWhenNoCallerWaits) {
     std::optional<FileLock> first(std::in_place, m_path);
     size_t calls = 0;
     const FileLock second(m_path, [&](const std::string&, const std::function<void()>&) {

@@ -151,7 +151,7 @@ TEST(FileOutputStreamFailureTest, failedSynchronizationIsReportedAndTheStreamNev
     EXPECT_THROW(output.close(), SystemCallException);
 }
 
-TEST(FileOutputStreamFailureTest, noWriteAsksForMoreThanThePlatformWritesAtOnce) {
+TEST(FileOutputStreamFailureTest, noWriteRequestsMoreThanOneSystemCallWrites) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("file");
     const size_t size = size_t(0x7FFFF000) + getVMPageSize();

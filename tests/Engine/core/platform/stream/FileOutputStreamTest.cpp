@@ -164,7 +164,7 @@ TEST(FileOutputStreamTest, closeClosesAndDestructionDoesNotCloseAgain) {
     EXPECT_EQ(1u, closes.getNumberOfCalls());
 }
 
-TEST(FileOutputStreamTest, destructionWithoutCloseDropsWhatIsBuffered) {
+TEST(FileOutputStreamTest, destructionWithoutCloseDiscardsBufferedBytes) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("file");
     const SystemCallFaults closes(Call::CLOSE);
@@ -192,7 +192,7 @@ TEST(FileOutputStreamTest, writtenFileReadsBack) {
     EXPECT_TRUE(input.readsString("text"));
 }
 
-TEST(FileOutputStreamTest, whatWasWrittenCanBeReadBackOverwrittenAndCutOff) {
+TEST(FileOutputStreamTest, writtenBytesCanBeReadBackOverwrittenAndTruncated) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("file");
     std::string contents = makeContents(BUFFER_SIZE + 1000);

@@ -69,7 +69,7 @@ TEST(InputStreamTest, readIsTheFourthVirtualOperation) {
     EXPECT_EQ(3u, getVirtualSlot(&InputStream::read));
 }
 
-TEST(InputStreamTest, readExactlyGoesOnUntilAllIsThere) {
+TEST(InputStreamTest, readExactlyContinuesUntilAllBytesAreRead) {
     MeagreInputStream input("abcdefgh", 3);
     std::array<char, 8> data{};
     input.readExactly(data.data(), data.size());
@@ -77,13 +77,13 @@ TEST(InputStreamTest, readExactlyGoesOnUntilAllIsThere) {
     EXPECT_EQ((std::vector<size_t>{8, 5, 2}), input.m_requests);
 }
 
-TEST(InputStreamTest, readExactlyOfNothingAsksForNothing) {
+TEST(InputStreamTest, readExactlyOfNothingRequestsNothing) {
     MeagreInputStream input("", 1);
     input.readExactly(nullptr, 0);
     EXPECT_TRUE(input.m_requests.empty());
 }
 
-TEST(InputStreamTest, noReadAsksForMoreThanThePlatformReadsAtOnce) {
+TEST(InputStreamTest, noReadRequestsMoreThanOneSystemCallReads) {
     const size_t size = 2 * size_t(0x7FFFF000) + 4096;
     void* const data = VirtualMemory::reserve(size);
     ASSERT_NE(nullptr, data);

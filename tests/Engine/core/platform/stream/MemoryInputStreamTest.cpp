@@ -7,7 +7,7 @@
 
 using namespace melnar;
 
-TEST(MemoryInputStreamTest, deliversAtMostWhatIsLeft) {
+TEST(MemoryInputStreamTest, deliversAtMostTheRemainingBytes) {
     MemoryInputStream input("abcde");
     std::array<char, 4> data{};
     EXPECT_EQ(4u, input.read(data.data(), 4));

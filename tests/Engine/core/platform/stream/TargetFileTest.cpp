@@ -30,7 +30,7 @@ protected:
     const std::string m_path = m_directory.getPathOf("file");
 };
 
-TEST_F(TargetFileTest, tellsWhetherTheFileIsThere) {
+TEST_F(TargetFileTest, reportsWhetherTheFileExists) {
     const TargetFile target(m_path);
     struct stat status;
     EXPECT_FALSE(target.examine(status));

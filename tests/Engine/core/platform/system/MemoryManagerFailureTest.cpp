@@ -58,7 +58,7 @@ TEST(MemoryManagerFailureTest, whatTheOwnLimitRefusesIsGivenBackToTheSharedManag
 }
 
 /// The exception needs memory, too.
-TEST(MemoryManagerFailureTest, aRefusalThatCannotBeToldChargesNothing) {
+TEST(MemoryManagerFailureTest, aRefusalThatCannotBeReportedChargesNothing) {
     MemoryManager shared(1000);
     MemoryManager store(200, &shared);
     for (const size_t bytes : {201UL, 1001UL}) {

@@ -217,7 +217,7 @@ TEST_F(MemoryRegionFailureTest, everyGrowthStepMayBeRefusedOnce) {
     }
 }
 
-TEST_F(MemoryRegionFailureTest, refusedDecommitIsNotReportedAndLeavesNothingBehind) {
+TEST_F(MemoryRegionFailureTest, refusedDecommitIsNotReportedAndLeavesNoContents) {
     for (const bool isAdviceRefused : {false, true}) {
         SetUp();
         {

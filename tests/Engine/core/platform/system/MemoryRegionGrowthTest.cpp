@@ -58,7 +58,7 @@ TEST_F(MemoryRegionGrowthTest, firstGrowthTakesTheSmallestStep) {
     EXPECT_EQ(LARGE_LIMIT - m_region.getCommittedBytes(), m_memoryManager.getFreeBytes());
 }
 
-TEST_F(MemoryRegionGrowthTest, laterGrowthTakesAnEighthOfWhatIsThere) {
+TEST_F(MemoryRegionGrowthTest, laterGrowthTakesAnEighthOfTheSize) {
     m_region.initialize(size_t(1) << 30);
     const size_t end = size_t(1) << 20;
     ensureEndInSteps(m_region, end);

@@ -70,7 +70,7 @@ size_t countMeetings(const size_t numberOfThreads) {
 
 } // namespace
 
-TEST(MemoryRegionStressTest, oneThreadAloneMeetsNobody) {
+TEST(MemoryRegionStressTest, aSingleThreadMeetsNoOther) {
     EXPECT_EQ(0u, countMeetings(1)) << "the measure of meetings counts something else";
 }
 
@@ -114,7 +114,7 @@ TEST(MemoryRegionStressTest, regionsThatShareALimitNeverExceedIt) {
     EXPECT_LT(0u, refusals) << "the limit was never met";
 }
 
-TEST(MemoryRegionStressTest, refusedGrowthIsTriedAgainByWhoeverNeedsIt) {
+TEST(MemoryRegionStressTest, refusedGrowthIsTriedAgainByEachThreadThatNeedsIt) {
     constexpr size_t NUMBER_OF_THREADS = 4;
     const size_t itemsPerPage = getVMPageSize() / 8;
     MemoryManager memoryManager(LIMIT);

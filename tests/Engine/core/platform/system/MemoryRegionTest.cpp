@@ -145,7 +145,7 @@ TYPED_TEST(MemoryRegionTest, endNeverExceedsTheCapacity) {
     this->expectState(region, capacity, 2 * this->m_pageSize);
 }
 
-TYPED_TEST(MemoryRegionTest, doEnsureEndAtLeastOfWhatIsThereDoesNothing) {
+TYPED_TEST(MemoryRegionTest, doEnsureEndAtLeastOfAccessibleItemsDoesNothing) {
     MemoryRegion<TypeParam> region(this->m_memoryManager);
     region.initialize(2 * this->m_itemsPerPage);
     region.ensureEndAtLeast(1);

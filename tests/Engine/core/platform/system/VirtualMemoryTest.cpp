@@ -97,7 +97,7 @@ TEST_F(VirtualMemoryTest, decommittedPagesFaultAndAreZeroWhenCommittedAgain) {
     EXPECT_TRUE(isZero(m_begin + m_pageSize));
 }
 
-TEST_F(VirtualMemoryTest, decommittedPagesAreStillToBeHuge) {
+TEST_F(VirtualMemoryTest, decommittedPagesKeepTheAdviceForHugePages) {
     constexpr size_t SIZE = size_t(16) << 20;
     auto* const begin = static_cast<uint8_t*>(VirtualMemory::reserve(SIZE));
     ASSERT_NE(nullptr, begin);
