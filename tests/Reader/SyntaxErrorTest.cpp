@@ -202,7 +202,7 @@ TEST(SyntaxErrorTest, whatNeverClosesIsReportedWhereItOpens) {
     }
     EXPECT_EQ("1:29: expected ')>>', found ')'",
               errorOf("<a:s> <a:p> <<( <a:s> <a:p> )> .", strict(Syntax::N_TRIPLES)).replace(15, 9, "')>>'"))
-        << "what stands within a bracket may be wrong itself";
+        << "the text within a bracket may be wrong itself";
 }
 
 TEST(SyntaxErrorTest, aMessageStartsWithFileLineAndColumn) {

@@ -46,8 +46,9 @@ class CheckWordsTest(unittest.TestCase):
         self.expect([], "docs/a.md", "What oncer, broad and behind a mutex.\n")
 
     def test_other_folders_and_the_glossary_may_have_them(self):
-        self.expect([], "tests/a.cpp", "// at once\n")
-        self.expect([], "benchmarks/a.cpp", "// at once\n")
+        self.expect([], "scripts/a.sh", "# at once\n")
+        self.expect(["tests/a.cpp:1: for ever"], "tests/a.cpp", "// for ever\n")
+        self.expect(["benchmarks/a.cpp:1: told // apart"], "benchmarks/a.cpp", "// told\n// apart\n")
         self.expect(["Engine/a.h:1: at once"], "Engine/a.h", "// at once\n")
         self.expect([], "docs/glossary.md", "Not: at once\n")
 

@@ -56,7 +56,7 @@ TEST(MelnarConcurrentTest, columnsAreEncodedWhileOthersCommitSaveAndRead) {
     EXPECT_EQ(NUMBER_OF_TEXTS, size);
     uint64_t bytes;
     EXPECT_EQ(MELNAR_OK, melnar_memory_in_use(dictionary, &bytes, nullptr));
-    EXPECT_GT(uint64_t(4) << 20, bytes) << "the 1600 calls left blocks that nobody uses";
+    EXPECT_GT(uint64_t(4) << 20, bytes) << "the 1600 calls left unused blocks";
     melnar_close(dictionary);
 }
 

@@ -174,7 +174,7 @@ TEST_F(PieceQueueTest, theFileIsEmptiedWhenAllHasComeBack) {
         popAll();
     }
     EXPECT_EQ(3u, truncations.getNumberOfFailures());
-    EXPECT_EQ(m_pushed, m_popped) << "the file is written anew from its start";
+    EXPECT_EQ(m_pushed, m_popped) << "the file is rewritten from its start";
 }
 
 TEST_F(PieceQueueTest, whatWasOfferedStaysWhileOthersGoToTheFile) {
@@ -266,7 +266,7 @@ TEST_F(PieceQueueTest, aFailureComesAfterAllPieces) {
         m_queue.giveBack(pop());
     }
     EXPECT_STREQ("failed", catchException<std::runtime_error>([this] { m_queue.waitForPiece(); }).what());
-    EXPECT_NO_THROW(m_queue.waitForPiece()) << "it is told once";
+    EXPECT_NO_THROW(m_queue.waitForPiece()) << "it is reported once";
 }
 
 TEST_F(PieceQueueTest, whenStoppedThereAreNoMorePieces) {

@@ -66,8 +66,8 @@ TEST_F(RankJournalTest, anErrorNamesItsFileAndStopsTheLoad) {
     EXPECT_TRUE(take(1, 20));
     EXPECT_FALSE(take(1, 10, {badData(3, "the first"), badData(4, "the second")}));
     EXPECT_EQ("b.nt:33: the first\n", m_errorOutput.str());
-    EXPECT_FALSE(take(1, 10, {badData(1, "behind it")}));
-    EXPECT_FALSE(take(2, 10, {badData(1, "behind it")}));
+    EXPECT_FALSE(take(1, 10, {badData(1, "after it")}));
+    EXPECT_FALSE(take(2, 10, {badData(1, "after it")}));
     EXPECT_EQ("b.nt:33: the first\n", m_errorOutput.str());
     EXPECT_EQ(ExitCode::BAD_DATA, m_journal.getExitCode());
     EXPECT_EQ(1u, m_journal.getNumberOfErrors());

@@ -155,7 +155,7 @@ TEST_F(SharedRowFileTest, aDiskThatIsFullIsReportedWithTheName) {
     EXPECT_EQ(0u, std::filesystem::file_size(m_path));
     expect(Call::FDATASYNC, EIO, "Cannot write file '" + m_path + "' to the disk.", [&] { file.synchronize(); });
     file.write(0, makeCells(3, 1));
-    EXPECT_EQ(256u + 24, std::filesystem::file_size(m_path)) << "it goes on when there is room again";
+    EXPECT_EQ(256u + 24, std::filesystem::file_size(m_path)) << "it continues when there is room again";
 }
 
 TEST_F(SharedRowFileTest, anIDThatIsTooWideWritesNothing) {

@@ -124,7 +124,7 @@ TEST_F(TermCacheTest, termsOfOtherSetsAreOutOfTheWay) {
 TEST_F(TermCacheTest, placesThatAreFreeAreTakenBeforeOthers) {
     addAll();
     for (uint64_t term = 0; term < PLACES_OF_A_SET; ++term)
-        EXPECT_EQ(term + 1, find(term)) << "though nobody had asked for it";
+        EXPECT_EQ(term + 1, find(term)) << "although it was not requested";
 }
 
 TEST_F(TermCacheTest, aFullSetGivesThePlaceOfTheLeastUsed) {

@@ -20,7 +20,7 @@ void InputJournal::finish(const ParsedPiece& piece) {
     try {
         add(piece);
     } catch (...) {
-        stop(); // Otherwise the pieces after this one would wait for ever.
+        stop(); // Otherwise the pieces after this one would wait forever.
         throw;
     }
 }

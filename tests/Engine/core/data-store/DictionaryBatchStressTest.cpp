@@ -161,7 +161,7 @@ void resolveLookUpCommitAndRollBack(const uint64_t maximumNumberOfResources, con
         ++round;
     } while (isBefore(deadline) || round < 4);
     dictionary.verify();
-    EXPECT_GT(numberOfRead, 0u) << "nobody read while others resolved";
+    EXPECT_GT(numberOfRead, 0u) << "no thread read while others resolved";
     EXPECT_GT(getNumberOfBuckets(dictionary), bucketsBefore) << "the run never resized: it tested nothing";
 }
 

@@ -133,9 +133,9 @@ TEST(DictionaryHistoryTest, aSaveThatBringsNothingAddsNothing) {
     }
     EXPECT_EQ(1u, getNumberOfEntries(*dictionary));
     add(*dictionary, {"not committed"});
-    EXPECT_EQ(1u, getNumberOfEntries(*dictionary)) << "nobody may rely on it yet";
+    EXPECT_EQ(1u, getNumberOfEntries(*dictionary)) << "no file of IDs may rely on it yet";
     dictionary->rollback();
-    EXPECT_EQ(1u, getNumberOfEntries(*dictionary)) << "nobody has relied on it";
+    EXPECT_EQ(1u, getNumberOfEntries(*dictionary)) << "no file of IDs has relied on it";
     EXPECT_EQ(identity, identify(*dictionary));
     dictionary->commit();
     EXPECT_EQ(2u, getNumberOfEntries(*dictionary)) << "an ID was used up";

@@ -106,7 +106,7 @@ std::string createByTurns(const size_t numberOfThreads, const size_t numberOfRea
         isDone = true;
         for (std::thread& thread : readers)
             thread.join();
-        EXPECT_EQ(numberOfReaders > 0, roundsMeanwhile > 0) << "nobody read while terms were created";
+        EXPECT_EQ(numberOfReaders > 0, roundsMeanwhile > 0) << "no thread read while terms were created";
     }
     dictionary.commit();
     return saveToText(dictionary);

@@ -238,7 +238,7 @@ void runModel(const uint64_t maximumNumberOfResources, const uint32_t numberOfSe
                 return;
         }
         EXPECT_GT(run.m_resolved, 1000u) << "the run hardly resolved anything";
-        EXPECT_GT(run.m_lookedUpMeanwhile, 0u) << "nobody looked up while others resolved";
+        EXPECT_GT(run.m_lookedUpMeanwhile, 0u) << "no thread looked up while others resolved";
     }
 }
 

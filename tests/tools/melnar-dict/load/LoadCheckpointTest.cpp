@@ -108,7 +108,7 @@ TEST_F(LoadCheckpointTest, holdsShardsAndWork) {
     const std::unique_ptr<ShardedDictionary> dictionary =
         ShardedDictionary::open(getFolder(), std::move(unfinished.m_manifest), {.m_memoryLimit = MEMORY_LIMIT});
     EXPECT_NE(0u, dictionary->tryResolveTerm(Term::parse(D_XSD_STRING, "one")));
-    EXPECT_FALSE(ShardedDictionary::isFolder(getFolder())) << "nobody takes it for a dictionary";
+    EXPECT_FALSE(ShardedDictionary::isFolder(getFolder())) << "it is not mistaken for a dictionary";
     resolve("three", m_dictionary);
     makeCheckpoint().save(work);
     EXPECT_EQ(2u, read().m_manifest.getNumberOfResources());

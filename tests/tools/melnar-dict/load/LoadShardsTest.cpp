@@ -436,7 +436,7 @@ protected:
         auto tool = std::make_unique<RunningTool>(getArguments(more), input);
         char character = 0;
         EXPECT_EQ(1, ::read(m_ends[0], &character, 1));
-        EXPECT_EQ('h', character) << "of held.nt, whose errors are told";
+        EXPECT_EQ('h', character) << "of held.nt, whose errors are reported";
         return tool;
     }
 

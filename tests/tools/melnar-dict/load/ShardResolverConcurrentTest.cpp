@@ -142,7 +142,7 @@ TEST(ShardResolverConcurrentTest, aSaveThatFailsEndsTheLoadAndBlocksNoThread) {
                 const ShardedOutcome outcome = load.load(how);
                 EXPECT_EQ(ExitCode::FAILURE, outcome.m_exitCode);
                 EXPECT_NE(std::string::npos, outcome.m_errorOutput.find("no save")) << outcome.m_errorOutput;
-                EXPECT_EQ(block + 1, numberOfSaves) << "and nothing is saved behind it";
+                EXPECT_EQ(block + 1, numberOfSaves) << "and nothing is saved after it";
             }
 }
 

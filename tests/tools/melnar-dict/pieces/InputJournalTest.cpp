@@ -57,7 +57,7 @@ TEST_F(InputJournalTest, sumsUpOverFiles) {
 TEST_F(InputJournalTest, stopsAtTheFirstErrorOfTheFileWhateverIsDoneFirst) {
     InputJournal& journal = open(false);
     journal.finish(makePiece(2, 10, {badData(3, "third")}));
-    EXPECT_TRUE(journal.isStopped()) << "nobody is to go on behind it";
+    EXPECT_TRUE(journal.isStopped()) << "no thread may continue after it";
     EXPECT_EQ("", m_errorOutput.str()) << "pieces before it may have errors";
     journal.finish(makePiece(1, 10, {badData(4, "first"), badData(5, "second")}));
     EXPECT_EQ("", m_errorOutput.str());

@@ -16,7 +16,7 @@ std::string getText(const std::string_view lexicalForm, const uint8_t datatypeID
     std::string output = "before \xC2\x80";
     const size_t begin = output.size();
     appendTermText(lexicalForm, datatypeID, output);
-    EXPECT_EQ("before \xC2\x80", output.substr(0, begin)) << "what stands before is not touched";
+    EXPECT_EQ("before \xC2\x80", output.substr(0, begin)) << "text before it is not touched";
     return output.substr(begin);
 }
 

@@ -300,7 +300,7 @@ TEST_F(RewriteCommandTest, everyPartOfFilesPutTogetherIsChecked) {
         const std::string place = "mixed.nt:" + std::to_string(statements + 2) + ": encoded with dictionary ";
         EXPECT_TRUE(result.m_errorOutput.starts_with(place)) << result.m_errorOutput;
         EXPECT_EQ(statements * std::string("<urn:s> <urn:p> \"one\" .\n").size(), result.m_output.size())
-            << "what stands before it is written";
+            << "everything before it is written";
     }
     m_directory.addFile("bad.nt", "no statement\n" + getLineOf("other"));
     EXPECT_TRUE(

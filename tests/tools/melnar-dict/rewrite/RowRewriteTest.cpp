@@ -248,7 +248,7 @@ TEST_F(RowRewriteTest, aTermThatIsNotThereIsNamedWithItsLine) {
         }
         EXPECT_EQ((std::vector<uint64_t>{1, 2, 3, 0}),
                   getIDs(run({"encode", "bad.nq", "-d", "d", "-o", "-"}).m_output, 4))
-            << "what stands before is written";
+            << "everything before it is written";
     }
 }
 

@@ -108,7 +108,7 @@ TEST_F(FolderDictionaryTest, whatWasOpenedStaysReadableWhenAWriterReplacesIt) {
     std::vector<BatchFailure> failures;
     dictionary->tryResolveResources(entries, failures);
     EXPECT_TRUE(m_terms.contains(entries[0].m_resourceID));
-    EXPECT_EQ(0u, entries[1].m_resourceID) << "the history that was read does not vouch for it";
+    EXPECT_EQ(0u, entries[1].m_resourceID) << "the history that was read does not cover it";
     EXPECT_EQ(0u, entries[2].m_resourceID);
     open()->tryResolveResources(entries, failures);
     EXPECT_NE(0u, entries[1].m_resourceID);

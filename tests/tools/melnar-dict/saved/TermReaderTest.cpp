@@ -71,7 +71,7 @@ TEST(TermReaderTest, takesIrisBlankNodesAndTripleTerms) {
     EXPECT_EQ("T <<( <a:s> <a:p> <a:o> )>>", read("<<(<a:s><a:p><a:o>)>>"));
     EXPECT_EQ("T <<( _:s <a:p> <<( _:s <a:p> \"\\t\\\"\"@en-GB )>> )>>",
               read("<<( _:s  <a:p>\t<<( _:s <a:\\u0070> \"\\u0009\\\"\"@en-GB )>> )>>"))
-        << "in canonical form, but for the case of tags, which tells literals apart";
+        << "in canonical form, except for the case of tags, which distinguishes literals";
     EXPECT_EQ("T <<( _:doc2-s <a:p> \"a\"@en )>>",
               read("<<( _:doc2-s <a:p> \"a@en\"^^<http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral> )>>"));
     EXPECT_EQ("T <<( _:s <a:p> \"x\" )>>", read("<<( _:s <a:p> \"x\"^^<http://www.w3.org/2001/XMLSchema#string> )>>"));

@@ -126,7 +126,7 @@ TEST_F(TerminalTest, showsALineThatGivesWayToMessagesAndGoesInTheEnd) {
     EXPECT_EQ(0, tool->waitForEnd());
     const size_t lastErasure = tool->getText().rfind("\x1b[K");
     EXPECT_LT(tool->getText().rfind("loading"), lastErasure);
-    EXPECT_LT(lastErasure, tool->getText().find("triples")) << "the report stands alone";
+    EXPECT_LT(lastErasure, tool->getText().find("triples")) << "the report is alone";
     for (size_t begin = 0, end = 0; end != std::string::npos; begin = end + 2) {
         end = tool->getText().find("\r\x1b[K", begin);
         const std::string line = tool->getText().substr(begin, end - begin);

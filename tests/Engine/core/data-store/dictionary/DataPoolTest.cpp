@@ -316,7 +316,7 @@ TEST_F(DataPoolTest, aThreadContextOfAnotherPoolOverwritesNothing) {
     DictionaryThreadContext threadContext(m_dataPool);
     m_dataPool.newDataChunk(&threadContext, 10);
     EXPECT_EQ(0u, other.newDataChunk(nullptr, 100));
-    EXPECT_EQ(100u, other.newDataChunk(&threadContext, 5)) << "behind all that is taken";
+    EXPECT_EQ(100u, other.newDataChunk(&threadContext, 5)) << "after everything that is taken";
 }
 
 TEST_F(DataPoolTest, aThreadContextOfAnotherPoolTakesChunksFromTheEnd) {

@@ -138,7 +138,7 @@ TYPED_TEST(DictionaryDatatypeTest, offsetAndDatatypeByteOfANewIDCanBeWritten) {
 TYPED_TEST(DictionaryDatatypeTest, newIDsGrowTheRegionsInSteps) {
     DictionaryFixture<TypeParam> fixture;
     Peer::newResourceIDAndDataChunk(fixture.m_datatype, nullptr, 10);
-    EXPECT_LT(5000u, fixture.m_resourceDataOffsets.getEnd()) << "more than a page at once";
+    EXPECT_LT(5000u, fixture.m_resourceDataOffsets.getEnd()) << "more than one page at a time";
     EXPECT_LT(5000u, fixture.m_resourceFlags.getEnd());
 }
 

@@ -102,7 +102,7 @@ TEST(PlainLiteralTest, subtagsHaveNoLengthLimit) {
 TEST(PlainLiteralTest, theLastAtSignSeparatesTextAndTag) {
     EXPECT_EQ(PlainLiteralKind::WITH_TAG, classify("a@b@en"));
     EXPECT_EQ(PlainLiteralKind::WITH_TAG, classify("@@en"));
-    EXPECT_EQ(PlainLiteralKind::WITH_TAG, classify("a@b-@en")) << "what stands before it is text";
+    EXPECT_EQ(PlainLiteralKind::WITH_TAG, classify("a@b-@en")) << "everything before it is text";
     EXPECT_EQ(PlainLiteralKind::WITH_MALFORMED_TAG, classify("a@en@1"));
 }
 

@@ -238,7 +238,7 @@ TEST(ResourceValueTest, movingTakesInlineDataAlong) {
     EXPECT_EQ(D_RDF_PLAIN_LITERAL, moved.m_datatypeID);
     EXPECT_EQ(moved.m_inlineBuffer, moved.m_data);
     EXPECT_EQ(withTerminator("text"), getText(moved));
-    EXPECT_TRUE(isEmpty(value)) << "what is left behind points to nothing"; // NOLINT(bugprone-use-after-move)
+    EXPECT_TRUE(isEmpty(value)) << "the value that was moved points to nothing"; // NOLINT(bugprone-use-after-move)
 }
 
 TEST(ResourceValueTest, movingHandsTheBlockOver) {

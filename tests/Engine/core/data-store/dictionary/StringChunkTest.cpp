@@ -83,7 +83,7 @@ TEST(StringChunkTest, aChunkIsThatOfItsStringWhateverTheFormOfItsHeader) {
         for (const size_t headerLength : HEADER_LENGTHS) {
             if (!canHeaderHold(headerLength, length))
                 continue;
-            SCOPED_TRACE(testing::Message() << length << " bytes behind a header of " << headerLength);
+            SCOPED_TRACE(testing::Message() << length << " bytes after a header of " << headerLength);
             ++numberOfForms;
             const std::string text(length, 'x');
             const std::vector<uint8_t> bytes = makeChunk(text, headerLength);

@@ -150,7 +150,7 @@ TYPED_TEST(StringDatatypeBatchConcurrentTest, aLookupOfABatchWaitsForTheOutcomeO
     ASSERT_TRUE(getTable(this->m_fixture).tryClaim(bucket));
     if (areFingerprintsUnderTest()) {
         EXPECT_EQ((BatchAnswers{std::vector<uint64_t>(GROUP, 0)}), lookUpAtOnce(this->m_fixture, literals, EVERYTHING))
-            << "the fingerprint tells that nothing is there yet";
+            << "the fingerprint shows that nothing is there yet";
         getTable(this->m_fixture).unclaim(bucket);
         return;
     }

@@ -110,12 +110,12 @@ TYPED_TEST(StringDatatypeConcurrentTest, restoringAStringThatIsThereWaitsUntilIt
     Worker<TypeParam> worker(fixture, 0, [&] { return fixture.restore(50, "text"); });
     worker.waitUntilInside();
     EXPECT_FALSE(worker.hasEnded());
-    EXPECT_EQ(1u, fixture.tryResolve("text")) << "everyone else goes on meanwhile";
+    EXPECT_EQ(1u, fixture.tryResolve("text")) << "all others continue";
     fixture.m_datatype.deleteUncommittedResourceID(1, D_XSD_STRING);
     EXPECT_EQ(50u, worker.getResult());
     EXPECT_EQ(50u, fixture.tryResolve("text"));
     EXPECT_EQ(D_XSD_STRING, fixture.getDatatypeID(50));
-    EXPECT_EQ(2u, getTable(fixture).getNumberOfNonEmptyBuckets()) << "the tombstone and the new entry behind it";
+    EXPECT_EQ(2u, getTable(fixture).getNumberOfNonEmptyBuckets()) << "the tombstone and the new entry after it";
 }
 
 TYPED_TEST(StringDatatypeConcurrentTest, restoringWaitsForAStringThatAnotherThreadIsInserting) {
@@ -155,7 +155,7 @@ TYPED_TEST(StringDatatypeConcurrentTest, aLookupWaitsForTheOutcomeOfAnInsertion)
     auto& bucket = getHomeBucket(fixture, "text");
     ASSERT_TRUE(getTable(fixture).tryClaim(bucket));
     if (areFingerprintsUnderTest()) {
-        EXPECT_EQ(0u, fixture.tryResolve("text")) << "the fingerprint tells that nothing is there yet";
+        EXPECT_EQ(0u, fixture.tryResolve("text")) << "the fingerprint shows that nothing is there yet";
         getTable(fixture).unclaim(bucket);
         return;
     }

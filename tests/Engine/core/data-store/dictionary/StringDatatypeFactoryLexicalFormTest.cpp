@@ -137,7 +137,7 @@ TEST(StringDatatypeFactoryLexicalFormTest, anEmptyTagInPlaceIsOverwritten) {
     StringValue value("abc@", D_INVALID);
     value.m_inlineBuffer[5] = 'Z';
     getStringFactory().inPlaceParseResourceValue(value, D_RDF_PLAIN_LITERAL);
-    EXPECT_EQ(0, std::memcmp("abc\0\0Z", value.m_data, 6)) << "nothing behind it is touched";
+    EXPECT_EQ(0, std::memcmp("abc\0\0Z", value.m_data, 6)) << "nothing after it is touched";
 }
 
 TEST(StringDatatypeFactoryLexicalFormTest, inPlaceParsingSetsNothingButDatatypeAndSize) {

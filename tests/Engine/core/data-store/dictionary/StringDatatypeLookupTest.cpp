@@ -203,7 +203,7 @@ TYPED_TEST(StringDatatypeLookupTest, aTombstoneIsPassedAndNotUsedAgain) {
     fixture.m_datatype.deleteUncommittedResourceID(2, D_XSD_STRING);
     EXPECT_EQ(0u, fixture.tryResolve(lexicalForms[0]));
     EXPECT_EQ(0u, fixture.tryResolve(lexicalForms[1]));
-    EXPECT_EQ(3u, fixture.tryResolve(lexicalForms[2])) << "behind two tombstones and the end of the array";
+    EXPECT_EQ(3u, fixture.tryResolve(lexicalForms[2])) << "after two tombstones and the end of the array";
     EXPECT_EQ(4u, fixture.resolve(lexicalForms[3]));
     EXPECT_EQ(5u, fixture.resolve(lexicalForms[0]));
     const auto& buckets = TablePeer::getBuckets(table);

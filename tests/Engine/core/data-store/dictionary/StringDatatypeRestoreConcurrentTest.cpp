@@ -87,7 +87,7 @@ TYPED_TEST(StringDatatypeRestoreConcurrentTest, tablesAndRegionsGrowUnderRestori
     for (uint64_t number = 0; number < RESOURCES; ++number) {
         ASSERT_EQ(getResourceID(number), fixture.tryResolve(getForm(number), chooseDatatypeID(number)));
         expectWhole(number);
-        ASSERT_EQ(0, fixture.getDatatypeID(getResourceID(number) - 1)) << "nobody's";
+        ASSERT_EQ(0, fixture.getDatatypeID(getResourceID(number) - 1)) << "unused";
     }
     EXPECT_EQ(1u, fixture.m_nextResourceID.load()) << "restoring takes no ID from the dictionary";
     EXPECT_LT(getResourceID(RESOURCES - 1), fixture.m_resourceDataOffsets.getEnd());

@@ -131,7 +131,7 @@ TEST(ShardedDictionaryConcurrentTest, readersSeeATermWholeOrNotAtAll) {
         } while (resolvingThreads.load() != 0);
     });
     EXPECT_LT(0u, misses.load());
-    EXPECT_LT(0u, hits.load()) << "nobody has seen a term that another thread created";
+    EXPECT_LT(0u, hits.load()) << "no thread has seen a term that another thread created";
     dictionary.verify();
 }
 

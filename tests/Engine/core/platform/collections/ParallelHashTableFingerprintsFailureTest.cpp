@@ -53,7 +53,7 @@ TYPED_TEST(ParallelHashTableFingerprintsFailureTest, aFilledTableGetsUnknownOnes
     typename NumberTable<TypeParam>::Table table(memoryManager, numbers.m_table.getPolicy());
     MemoryInputStream inputStream(bytes);
     table.load(inputStream);
-    EXPECT_EQ(0u, table.getFingerprintBytes()) << "nobody has asked for them yet";
+    EXPECT_EQ(0u, table.getFingerprintBytes()) << "they were not requested yet";
     table.enableFingerprints();
     EXPECT_EQ(this->getFingerprintBytes(2048), table.getFingerprintBytes());
     EXPECT_EQ(memoryManager.getReservedBytes() - memoryManager.getFreeBytes(),

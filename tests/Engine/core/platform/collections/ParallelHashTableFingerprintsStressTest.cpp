@@ -312,7 +312,7 @@ TYPED_TEST(ParallelHashTableFingerprintsStressTest, nothingIsLostWhileFingerprin
     repeatUntilDeadline([&](const uint32_t seed) { TestFixture::runWithForging(seed, events); });
     EXPECT_LT(0u, Events::get(events.m_forgotten));
     EXPECT_LT(0u, Events::get(events.m_forged));
-    EXPECT_LT(0u, Events::get(events.m_learned)) << "nobody learned one again";
+    EXPECT_LT(0u, Events::get(events.m_learned)) << "no thread learned one again";
     EXPECT_LT(0u, Events::get(events.m_falseCandidates));
     EXPECT_LT(0u, Events::get(events.m_tombstoneCandidates));
     EXPECT_EQ(0u, Events::get(events.m_resizes)) << "a resize makes them complete";

@@ -219,7 +219,7 @@ TYPED_TEST(ParallelHashTableShrinkTest, bucketsThatRoundingKeepsAccessibleAreZer
         numbers.m_table.reinsert(operation.getThreadContext(), 255, 101);
     }
     EXPECT_EQ(255u, numbers.getIndexOf(1));
-    EXPECT_EQ(99u, numbers.getIndexOf(101)) << "the probe went on at bucket 0";
+    EXPECT_EQ(99u, numbers.getIndexOf(101)) << "the probe continued at bucket 0";
     EXPECT_EQ(TypeParam(0), numbers.getBucketValue(256));
     expectSoundAtRest(numbers.m_table);
 }

@@ -114,7 +114,7 @@ private:
                 const auto resolution = keyed.resolve(key + 1);
                 created += resolution.m_isNew ? 1 : 0;
                 numbers[key] = resolution.m_number;
-                EXPECT_EQ(resolution.m_number, keyed.find(key + 1)) << "what was inserted is found at once";
+                EXPECT_EQ(resolution.m_number, keyed.find(key + 1)) << "an inserted key is found immediately";
             }
             if (step % 64 == 0) {
                 const uint32_t timesRehashedNow = keyed.getNumberOfResizes();
@@ -157,7 +157,7 @@ private:
         EXPECT_EQ(keyed.getNumberOfEntriesMade(), totalCreated);
         const size_t distinctSharedKeys = m_numberOfThreads == 1 ? SHARED_KEYS / 4 * 3 : SHARED_KEYS;
         EXPECT_EQ(distinctSharedKeys + size_t(2) * m_numberOfThreads * m_privateKeys, totalCreated)
-            << "exactly one thread is told that a key is new";
+            << "exactly one thread creates a new key";
         size_t live = 1;
         for (uint32_t key = 0; key < SHARED_KEYS; ++key) {
             const T number = keyed.find(key + 1);
@@ -336,7 +336,7 @@ TYPED_TEST(ParallelHashTableStressTest, insertionsThatFailAfterTheClaimDisturbNo
         expectSoundAtRest(keyed.m_table);
     });
     EXPECT_LT(0u, failures);
-    EXPECT_LT(0u, encounters) << "nobody ever met a bucket in progress: this tested nothing";
+    EXPECT_LT(0u, encounters) << "no thread ever met a bucket in progress: this tested nothing";
 }
 
 TYPED_TEST(ParallelHashTableStressTest, anEntryThatManyDeleteConcurrentlyCountsAsOneTombstone) {

@@ -236,7 +236,7 @@ TYPED_TEST(ParallelHashTableTest, tombstonesAreNotReused) {
     numbers.insertRange(1, 4);
     numbers.remove(1);
     EXPECT_TRUE(numbers.insert(1));
-    EXPECT_EQ(13u, numbers.getIndexOf(1)) << "a fresh bucket behind the chain";
+    EXPECT_EQ(13u, numbers.getIndexOf(1)) << "a fresh bucket after the chain";
     EXPECT_TRUE(numbers.insert(9));
     EXPECT_EQ(14u, numbers.getIndexOf(9));
     EXPECT_EQ(95u, numbers.getQuota());
@@ -250,7 +250,7 @@ TYPED_TEST(ParallelHashTableTest, deletingTwiceCountsOneTombstone) {
     numbers.m_table.remove(bucket);
     numbers.m_table.remove(bucket); // a second thread that has also seen the number
     EXPECT_EQ(1u, numbers.m_table.getNumberOfDeletedBuckets());
-    EXPECT_FALSE(numbers.remove(1)) << "whoever looks now does not find it";
+    EXPECT_FALSE(numbers.remove(1)) << "later lookups do not find it";
     EXPECT_EQ(1u, numbers.m_table.getNumberOfDeletedBuckets());
     expectSoundAtRest(numbers.m_table);
 }

@@ -42,11 +42,11 @@ void stressOneSlot(const size_t numberOfThreads) {
         });
     for (std::thread& thread : threads)
         thread.join();
-    EXPECT_EQ(expectedEntries.load(std::memory_order_relaxed), entries) << "two threads were in the slot at once";
+    EXPECT_EQ(expectedEntries.load(std::memory_order_relaxed), entries) << "two threads were in the slot concurrently";
     EXPECT_EQ(static_cast<uint32_t>(entries), slot.getInsertionQuota());
     EXPECT_EQ(0, slot.m_lockCount.load(std::memory_order_relaxed));
     EXPECT_EQ(0, slot.m_wakeUp);
-    EXPECT_LT(0u, encounters.load(std::memory_order_relaxed)) << "nobody ever met anybody: nothing was tested";
+    EXPECT_LT(0u, encounters.load(std::memory_order_relaxed)) << "no two threads ever met: nothing was tested";
 }
 
 } // namespace

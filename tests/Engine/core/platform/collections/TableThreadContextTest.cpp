@@ -79,7 +79,7 @@ TEST(TableThreadContextTest, leavingAContendedSlotHandsItOverToExactlyOne) {
     acquireThreadContext(
         slot); // a third one finds the flag raised and takes the slot: the order of arrival does not matter
     EXPECT_EQ(3, slot.m_lockCount.load(std::memory_order_relaxed));
-    EXPECT_EQ(0, slot.m_wakeUp) << "nobody else may take the slot now";
+    EXPECT_EQ(0, slot.m_wakeUp) << "no other thread may take the slot now";
     releaseThreadContext(slot);
     EXPECT_EQ(2, slot.m_lockCount.load(std::memory_order_relaxed));
     EXPECT_EQ(1, slot.m_wakeUp);

@@ -205,11 +205,11 @@ TEST(AtomicFileOutputStreamFailureTest, irregularFilesAreNotMistakenForLeftovers
 TEST(AtomicFileOutputStreamFailureTest, aLinkInThePlaceOfTheTemporaryFileIsNotFollowed) {
     const TemporaryDirectory directory;
     const std::string path = directory.addFile("file", "old");
-    const std::string other = directory.addFile("other", "somebody else's");
+    const std::string other = directory.addFile("other", "another user's");
     ASSERT_EQ(0, ::symlink("other", (path + ".saving").c_str()));
     EXPECT_EQ(91, catchException<MelnarException>([&] { replace(path); }).getSourceLineNumber());
     EXPECT_EQ("old", TemporaryDirectory::getContentsOf(path));
-    EXPECT_EQ("somebody else's", TemporaryDirectory::getContentsOf(other));
+    EXPECT_EQ("another user's", TemporaryDirectory::getContentsOf(other));
 }
 
 struct Failure {
@@ -284,13 +284,13 @@ TEST(AtomicFileOutputStreamFailureTest, aLeftoverThatCannotBeRemovedIsReported) 
 TEST(AtomicFileOutputStreamFailureTest, aFileThatTakesTheTemporaryNameIsLeftAlone) {
     const TemporaryDirectory directory;
     const std::string path = directory.addFile("file", "old");
-    directory.addFile("file.saving", "somebody else's");
+    directory.addFile("file.saving", "another user's");
     SystemCallFaults examinations(Call::LSTAT);
     examinations.failAfter(0, ENOENT, Duration::ONCE);
     const auto exception = catchException<SystemCallException>([&] { replace(path); });
     EXPECT_EQ("Engine/core/platform/stream/FileOutputStream", exception.getSourceFileName());
     EXPECT_EQ(EEXIST, exception.getErrorCode());
-    EXPECT_EQ("somebody else's", TemporaryDirectory::getContentsOf(path + ".saving"));
+    EXPECT_EQ("another user's", TemporaryDirectory::getContentsOf(path + ".saving"));
     EXPECT_EQ("old", TemporaryDirectory::getContentsOf(path));
 }
 

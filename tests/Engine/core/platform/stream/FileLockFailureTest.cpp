@@ -148,12 +148,12 @@ TEST_F(FileLockFailureTest, aFileOfAnotherKindIsNotMistakenForALockFile) {
 }
 
 TEST_F(FileLockFailureTest, aLinkInThePlaceOfTheLockFileIsNotFollowed) {
-    const std::string other = m_directory.addFile("other", "somebody else's");
+    const std::string other = m_directory.addFile("other", "another user's");
     ASSERT_EQ(0, ::symlink("other", m_lockPath.c_str()));
     const auto exception = catchException<SystemCallException>([&] { take(); });
     EXPECT_EQ(ELOOP, exception.getErrorCode());
     EXPECT_EQ(50, exception.getSourceLineNumber());
-    EXPECT_EQ("somebody else's", TemporaryDirectory::getContentsOf(other));
+    EXPECT_EQ("another user's", TemporaryDirectory::getContentsOf(other));
 }
 
 TEST_F(FileLockFailureTest, aWaitThatFailsLeavesNoLock) {

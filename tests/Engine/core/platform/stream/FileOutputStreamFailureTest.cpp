@@ -146,7 +146,7 @@ TEST(FileOutputStreamFailureTest, failedSynchronizationIsReportedAndTheStreamNev
     EXPECT_STREQ("fsync", exception.getSystemCallName());
     EXPECT_EQ(SOURCE_FILE, exception.getSourceFileName());
     EXPECT_EQ(68, exception.getSourceLineNumber());
-    EXPECT_EQ(1u, closes.getNumberOfCalls()) << "the file is closed at once";
+    EXPECT_EQ(1u, closes.getNumberOfCalls()) << "the file is closed immediately";
     EXPECT_THROW(output.synchronize(), SystemCallException);
     EXPECT_THROW(output.close(), SystemCallException);
 }

@@ -203,7 +203,7 @@ TEST(MemoryManagerReclaimTest, whatAnOwnerGivesBackUnaskedMakesAnOperationTryAga
         }
     });
     EXPECT_EQ(2u, attempts);
-    EXPECT_EQ((std::vector<size_t>{0, 0, 0}), pieces.getNumbersOfReclaims()) << "nobody needs to be asked";
+    EXPECT_EQ((std::vector<size_t>{0, 0, 0}), pieces.getNumbersOfReclaims()) << "no owner needs to be asked";
 }
 
 TEST(MemoryManagerReclaimTest, whatIsRemovedIsNotAskedAndTheOthersAre) {

@@ -60,6 +60,6 @@ TEST(MemoryManagerStressTest, concurrentChargesNeverExceedTheLimitAndAddUp) {
         thread.join();
     EXPECT_EQ(0u, findings.m_excesses);
     EXPECT_EQ(LIMIT, memoryManager.getFreeBytes()) << "everything was given back";
-    EXPECT_LT(0u, findings.m_overlaps) << "no two threads ever held something at once: nothing was tested";
+    EXPECT_LT(0u, findings.m_overlaps) << "no two threads ever held something concurrently: nothing was tested";
     EXPECT_LT(0u, findings.m_refusals) << "the limit was never met";
 }

@@ -133,7 +133,7 @@ TEST(MemoryRegionStressTest, refusedGrowthIsTriedAgainByEachThreadThatNeedsIt) {
                     ++refusals;
                 }
         });
-        EXPECT_EQ(1u, refusals) << "only the thread that was refused is told";
+        EXPECT_EQ(1u, refusals) << "only the thread that was refused gets an exception";
         EXPECT_EQ(NUMBER_OF_PAGES + 1, protects.getNumberOfCalls());
         EXPECT_EQ(NUMBER_OF_PAGES * itemsPerPage, region.getEnd());
         EXPECT_EQ(LIMIT - region.getCommittedBytes(), memoryManager.getFreeBytes());
