@@ -1,7 +1,14 @@
 #pragma once
 
+/// @file
 /// Everything that C++ programs need to use dictionaries and to read RDF. docs/interface.md lists the public headers;
 /// those for custom hosts and datatypes are not included here.
+
+/// @namespace melnar
+/// What programs need not name; some of it is for hosts and datatypes of one's own.
+
+/// @namespace Rdf
+/// The reader of RDF, a library that does not depend on the dictionary.
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryIterator.h"

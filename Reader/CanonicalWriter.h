@@ -13,7 +13,10 @@
 namespace Rdf::CanonicalWriter {
 
 /// The treatment of language tags. RDF treats tags that differ only in case as equal; some applications do not.
-enum class Tags : uint8_t { LOWER_CASE, AS_WRITTEN };
+enum class Tags : uint8_t {
+    LOWER_CASE, ///< in lower case, as the canonical form wants them
+    AS_WRITTEN  ///< as they are
+};
 
 /// Appends a line.
 MELNAR_READER_EXPORT void appendStatement(const Statement& statement, std::string& output);

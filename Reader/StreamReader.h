@@ -15,6 +15,7 @@ namespace Rdf {
 /// Errors     As the reader's; std::bad_alloc if a statement is too long for the memory.
 class StreamReader {
 public:
+    /// Feeds a reader.
     explicit StreamReader(SyntaxReader& reader) : m_reader(reader) {}
 
     /// Takes the next bytes of the input. Copies the unfinished ones.

@@ -63,6 +63,7 @@ public:
     uint64_t getBytesExamined() const noexcept { return m_bytesExamined; }
 
 protected:
+    /// Makes the part that all syntaxes share.
     SyntaxReader(const ReaderOptions& options, StatementSink& sink)
         : m_options(options), m_sink(&sink), m_window(options.m_version) {}
 
@@ -84,12 +85,12 @@ protected:
     /// Passes an error to the sink, now that the end of its skipped bytes is known.
     void report(SyntaxError& error, const char* skippedEnd);
 
-    const ReaderOptions m_options;
-    StatementSink* m_sink;
-    TextWindow m_window;
-    PlaceCounter m_places;
-    bool m_isStopped = false;
-    uint64_t m_bytesExamined = 0;
+    const ReaderOptions m_options; ///< as they were given
+    StatementSink* m_sink;         ///< takes the results
+    TextWindow m_window;           ///< the text that is known to be UTF-8
+    PlaceCounter m_places;         ///< finds the places of terms and errors
+    bool m_isStopped = false;      ///< an error has ended the reading
+    uint64_t m_bytesExamined = 0;  ///< for tests
 };
 
 } // namespace Rdf

@@ -175,6 +175,8 @@ public:
     /// offsets that do not ascend, and then does nothing.
     void encode(DictionaryThread& thread, std::span<const std::string_view> texts, std::span<uint64_t> resourceIDs,
                 std::string_view languageTag = {});
+
+    /// The same for a column as Arrow lays it out.
     template<ArrowOffset Offset>
     void encode(DictionaryThread& thread, const ArrowStrings<Offset>& texts, std::span<uint64_t> resourceIDs,
                 std::string_view languageTag = {});
@@ -183,6 +185,8 @@ public:
     /// encode throws; a text that is longer than any string can be is a failure.
     void lookUp(DictionaryCommitPoint commitPoint, std::span<const std::string_view> texts,
                 std::span<uint64_t> resourceIDs, std::string_view languageTag = {}) const;
+
+    /// The same for a column as Arrow lays it out.
     template<ArrowOffset Offset>
     void lookUp(DictionaryCommitPoint commitPoint, const ArrowStrings<Offset>& texts, std::span<uint64_t> resourceIDs,
                 std::string_view languageTag = {}) const;
@@ -240,10 +244,12 @@ public:
     /// Appends any literal in Turtle syntax, whether it has a resource or not.
     void appendTurtleLiteral(std::string_view lexicalForm, uint8_t datatypeID, std::string& output) const;
 
+    ///@{
     /// Iterates over the resources that exist, in ascending order of their IDs:
     /// `for (const auto& [resourceID, literal] : dictionary)`.
     [[nodiscard]] DictionaryIterator begin() const noexcept { return {*this, getNextResourceID()}; }
     [[nodiscard]] std::default_sentinel_t end() const noexcept { return {}; }
+    ///@}
 
     /// Moves the commit point past everything resolved so far and returns it.
     DictionaryCommitPoint commit();
@@ -261,6 +267,7 @@ public:
         return m_nextResourceID.load(std::memory_order_relaxed);
     }
 
+    /// Returns the largest number of resources, withdrawn ones included.
     [[nodiscard]] uint64_t getMaximumNumberOfResources() const noexcept { return m_maximumNumberOfResources; }
 
     /// Returns the states in which the dictionary was saved, by which files of its IDs recognise it; see
@@ -315,6 +322,7 @@ public:
     /// Returns the sum of the lexical lengths of all resources of a datatype. Reads all resources.
     [[nodiscard]] size_t getTextBytes(uint8_t datatypeID) const;
 
+    /// Returns the bytes that the dictionary may commit.
     [[nodiscard]] size_t getMemoryLimit() const noexcept { return m_memoryManager.getReservedBytes(); }
 
     /// Returns how many bytes of the data pool no resource uses: the ends of blocks that threads have returned or still

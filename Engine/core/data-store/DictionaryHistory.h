@@ -22,15 +22,16 @@
 /// Errors     std::bad_alloc; the next save adds what is missing then.
 class MELNAR_EXPORT DictionaryHistory : private Unmovable {
 public:
+    /// A state that was saved.
     struct Entry {
-        uint64_t m_commitPoint; // the first ID that the state does not cover
-        DictionaryIdentity m_identity;
+        uint64_t m_commitPoint;        ///< the first ID that the state does not cover
+        DictionaryIdentity m_identity; ///< of the state
     };
 
     /// The whole history.
     struct Contents {
-        uint64_t m_generation = 0;
-        std::vector<Entry> m_entries; // oldest first
+        uint64_t m_generation = 0;    ///< how often the dictionary was compacted
+        std::vector<Entry> m_entries; ///< oldest first
     };
 
     /// Returns how often the dictionary was compacted.

@@ -23,23 +23,30 @@ class Dictionary;
 /// Errors     None.
 class MELNAR_EXPORT DictionaryIterator {
 public:
+    /// What the iterator points to.
     struct Resource {
-        uint64_t m_resourceID;
-        ResourceValue m_literal; // has two parts for some terms that are no strings
+        uint64_t m_resourceID;   ///< as it was given
+        ResourceValue m_literal; ///< has two parts for some terms that are no strings
     };
 
+    ///@{
+    /// What the standard library wants of an iterator.
     using iterator_concept = std::forward_iterator_tag; // NOLINT(readability-identifier-naming): the library's name
     using iterator_category = std::input_iterator_tag;  // NOLINT(readability-identifier-naming)
     using value_type = Resource;                        // NOLINT(readability-identifier-naming)
     using difference_type = std::ptrdiff_t;             // NOLINT(readability-identifier-naming)
     using reference = Resource;                         // NOLINT(readability-identifier-naming)
     using pointer = void;                               // NOLINT(readability-identifier-naming)
+    ///@}
 
     /// Makes an iterator of no dictionary, which is at its end.
     DictionaryIterator() noexcept = default;
 
+    /// Returns the resource.
     Resource operator*() const;
 
+    ///@{
+    /// Moves to the next resource.
     DictionaryIterator& operator++() noexcept {
         ++m_resourceID;
         findResource();
@@ -51,8 +58,12 @@ public:
         ++*this;
         return current;
     }
+    ///@}
 
+    /// Compares the places of iterators over one dictionary.
     bool operator==(const DictionaryIterator&) const = default;
+
+    /// Returns whether all resources have been visited.
     bool operator==(std::default_sentinel_t) const noexcept { return m_resourceID == m_endResourceID; }
 
 private:

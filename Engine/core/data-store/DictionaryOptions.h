@@ -11,6 +11,7 @@ struct DictionaryOptions {
     /// More than any address space has room for.
     static constexpr size_t NO_MEMORY_LIMIT = size_t(1) << 44;
 
+    /// As many resources as the memory limit has room for.
     static constexpr uint64_t AS_MANY_AS_FIT = ~uint64_t(0);
 
     /// The number of bytes that the dictionary may commit: terms, hash tables and everything that grows with them. The
@@ -40,6 +41,7 @@ struct DictionaryOptions {
     /// with the square of their number. NO_COLLISION_LIMIT refuses none.
     size_t m_largestNumberOfCollisions = 4096;
 
+    /// No literal is refused because of collisions.
     static constexpr size_t NO_COLLISION_LIMIT = ~size_t(0);
 
     /// If it is not null, the dictionary's memory is charged to it as well. Dictionaries that share one keep within its

@@ -30,6 +30,7 @@ public:
     /// Errors   MelnarException of kind MISUSE if another thread has a loan.
     class Loan : private Unmovable {
     public:
+        /// Lends it to the calling thread.
         explicit Loan(DictionaryThread& thread);
         ~Loan();
 
@@ -39,6 +40,7 @@ public:
         const ThreadContextLoan m_loan;
     };
 
+    /// Makes one for the calling thread.
     explicit DictionaryThread(Dictionary& dictionary) noexcept;
 
 private:

@@ -17,8 +17,10 @@ class OutputStream;
 /// Errors     std::bad_alloc; the node is then unchanged.
 class MELNAR_EXPORT ComponentInfo {
 public:
+    /// What a figure means.
     using Metric = ComponentProperty::Metric;
 
+    /// Makes a node without figures and parts.
     explicit ComponentInfo(std::string&& name);
     ComponentInfo(const ComponentInfo&) = delete;
     ComponentInfo& operator=(const ComponentInfo&) = delete;
@@ -28,19 +30,26 @@ public:
     void addNumericProperty(Metric metric, std::optional<std::string> name, unsigned long value,
                             unsigned short minimumWidth);
 
+    /// Adds a number with a fraction.
     void addDoubleProperty(Metric metric, std::optional<std::string> name, double value);
 
     /// Adds a text of ASCII letters and digits.
     void addTextProperty(Metric metric, std::optional<std::string> name, std::string value);
 
+    /// Adds a part after the others.
     void addChild(std::unique_ptr<ComponentInfo> child);
 
     /// Returns the sum of the integers of this metric in this node and all its descendants. A property with a name
     /// counts only if `name` is absent or the same; properties without a name always count.
     unsigned long getSumOverNumericMetric(Metric metric, std::optional<std::string> name) const;
 
+    /// Returns the name of the component.
     const std::string& getName() const noexcept { return m_name; }
+
+    /// Returns the figures, in the order in which they were added.
     const std::vector<std::unique_ptr<ComponentProperty>>& getProperties() const noexcept { return m_properties; }
+
+    /// Returns the parts, in the order in which they were added.
     const std::vector<std::unique_ptr<ComponentInfo>>& getChildren() const noexcept { return m_children; }
 
     /// Writes the tree as text for people: one line per name or figure, parts indented by four spaces.

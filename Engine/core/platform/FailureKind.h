@@ -5,6 +5,7 @@
 /// The kind of an exception or of a failure in a batch, for callers that handle kinds differently. The numbers are
 /// fixed.
 enum class FailureKind : uint8_t {
+    /// None of the others.
     OTHER = 0,
 
     /// The datatype does not allow the literal, or there is no such datatype, or the literal is too long.

@@ -35,16 +35,21 @@ public:
                     const std::vector<std::exception_ptr>& causes, Pieces&&... pieces)
         : MelnarException(FailureKind::OTHER, sourceFileName, sourceLineNumber, causes, pieces...) {}
 
+    /// The same for a failure of a kind.
     template<MessagePiece... Pieces>
     MelnarException(const FailureKind kind, const std::string& sourceFileName, const long sourceLineNumber,
                     const std::vector<std::exception_ptr>& causes, Pieces&&... pieces)
         : MelnarException(sourceFileName, sourceLineNumber, 0, causes, std::string("MelnarException"),
                           joinMessagePieces(pieces...), kind) {}
 
+    ///@{
+    /// Copies share their causes.
     MelnarException(const MelnarException&) = default;
     MelnarException(MelnarException&&) = default;
     MelnarException& operator=(const MelnarException&) = default;
     MelnarException& operator=(MelnarException&&) = default;
+    ///@}
+
     ~MelnarException() override;
 
     /// Returns the exception's name, its place and the message, for logs. The pointer is valid as long as the exception
@@ -54,11 +59,19 @@ public:
     /// Writes name, place, message and, indented, the causes.
     virtual void printArguments(OutputStream& output) const;
 
+    /// Returns the source path of the place.
     const std::string& getSourceFileName() const noexcept { return m_sourceFileName; }
+
+    /// Returns the line number of the place.
     long getSourceLineNumber() const noexcept { return m_sourceLineNumber; }
+
+    /// Returns the exceptions that led to this one.
     const std::vector<std::exception_ptr>& getCauses() const noexcept { return m_causes; }
+
+    /// Returns the name of the class, which what() tells, too.
     const std::string& getExceptionName() const noexcept { return m_exceptionName; }
 
+    /// Returns the kind of the failure, for callers that handle kinds differently.
     FailureKind getKind() const noexcept { return m_kind; }
 
     /// Returns only the message, for people.

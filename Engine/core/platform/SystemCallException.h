@@ -16,13 +16,20 @@ public:
                           FailureKind::SYSTEM),
           m_systemCallName(systemCallName), m_errorCode(errorCode) {}
 
+    ///@{
+    /// Copies share their causes.
     SystemCallException(const SystemCallException&) = default;
     SystemCallException(SystemCallException&&) = default;
     SystemCallException& operator=(const SystemCallException&) = default;
     SystemCallException& operator=(SystemCallException&&) = default;
+    ///@}
+
     ~SystemCallException() override;
 
+    /// Returns the name of the call, such as "mmap".
     const char* getSystemCallName() const noexcept { return m_systemCallName; }
+
+    /// Returns the `errno` value that the call left.
     int getErrorCode() const noexcept { return m_errorCode; }
 
 private:

@@ -29,6 +29,7 @@ public:
         return {m_bytes.data(), m_offsets, m_numberOfNulls == 0 ? nullptr : m_validity.data(), 0};
     }
 
+    /// Returns how many of the strings are nulls.
     size_t getNumberOfNulls() const noexcept { return m_numberOfNulls; }
 
 private:

@@ -26,13 +26,18 @@ concept ArrowOffset = std::same_as<T, int32_t> || std::same_as<T, int64_t>;
 /// Errors     Only those of check. Offsets must not be trusted before it was called.
 template<ArrowOffset Offset>
 struct ArrowStrings {
-    const char* m_bytes = nullptr;
-    std::span<const Offset> m_offsets{}; // one more than there are strings; or none if there are no strings
-    const uint8_t* m_validity = nullptr; // one bit per string, lowest bit first, 0 for a null; or no nulls if null
-    size_t m_validityOffset = 0;         // the number of the first string's bit
+    const char* m_bytes = nullptr;       ///< of all strings
+    std::span<const Offset> m_offsets{}; ///< one more than there are strings; or none if there are no strings
 
+    /// One bit per string, lowest bit first, 0 for a null; or no nulls if null.
+    const uint8_t* m_validity = nullptr;
+
+    size_t m_validityOffset = 0; ///< the number of the first string's bit
+
+    /// Returns the number of strings.
     size_t size() const noexcept { return m_offsets.empty() ? 0 : m_offsets.size() - 1; }
 
+    /// Returns whether a string is a null.
     bool isNull(const size_t index) const noexcept {
         const size_t bit = m_validityOffset + index;
         return m_validity != nullptr && (m_validity[bit / 8] >> (bit % 8) & 1) == 0;

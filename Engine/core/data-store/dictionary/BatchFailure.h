@@ -23,9 +23,11 @@ public:
     /// Throws the reason why an entry is refused, which does not depend on the contents of the dictionary.
     using Refuse = void (*)(const BatchEntry& entry);
 
+    /// Makes the failure of an entry that is refused.
     BatchFailure(const size_t entryIndex, const BatchEntry& entry, const Refuse refuse) noexcept
         : m_entryIndex(entryIndex), m_kind(FailureKind::REFUSED_LITERAL), m_refuse(refuse), m_entry(entry) {}
 
+    /// Makes a failure of any kind from its exception.
     BatchFailure(const size_t entryIndex, const FailureKind kind, std::exception_ptr exception) noexcept
         : m_entryIndex(entryIndex), m_kind(kind), m_exception(std::move(exception)) {}
 
@@ -36,8 +38,8 @@ public:
     /// Throws what the operation on the single literal would have thrown.
     [[noreturn]] void throwException() const;
 
-    size_t m_entryIndex;
-    FailureKind m_kind;
+    size_t m_entryIndex; ///< of the entry, counted from 0
+    FailureKind m_kind;  ///< that of the exception
 
 private:
     Refuse m_refuse = nullptr; // if there is no exception yet

@@ -10,6 +10,7 @@
 /// do not ascend.
 class MELNAR_EXPORT ColumnException : public MelnarException {
 public:
+    /// Joins the index of the entry and the pieces into the message, as MelnarException does.
     template<MessagePiece... Pieces>
     ColumnException(const FailureKind kind, const std::string& sourceFileName, const long sourceLineNumber,
                     const std::vector<std::exception_ptr>& causes, const size_t entryIndex, Pieces&&... pieces)
@@ -17,10 +18,14 @@ public:
                           joinMessagePieces("Entry ", entryIndex, " of a column: ", pieces...), kind),
           m_entryIndex(entryIndex) {}
 
+    ///@{
+    /// Copies share their causes.
     ColumnException(const ColumnException&) = default;
     ColumnException(ColumnException&&) = default;
     ColumnException& operator=(const ColumnException&) = default;
     ColumnException& operator=(ColumnException&&) = default;
+    ///@}
+
     ~ColumnException() override;
 
     /// Returns the index of the entry, counted from 0.

@@ -28,11 +28,13 @@
 ///            limit, SystemCallException when the system refuses; nothing is taken then.
 class MELNAR_EXPORT DataPool : private Unmovable {
 public:
+    /// How many bytes a thread's private block has.
     static constexpr size_t BLOCK_SIZE = size_t(1) << 16;
 
     /// A larger chunk could leave more than an eighth of a block unused.
     static constexpr size_t LARGEST_CHUNK_IN_BLOCK = BLOCK_SIZE / 8;
 
+    /// Makes a pool that has no bytes until initialize.
     explicit DataPool(MemoryManager& memoryManager) noexcept;
 
     /// Makes a pool that can grow to `capacity` bytes. Its first `size` bytes are zero and already taken. Thread
@@ -57,8 +59,11 @@ public:
     /// written to it, because the next thread that gets these bytes does not synchronise with this one.
     void returnDataChunk(DictionaryThreadContext* threadContext, uint64_t offset, size_t chunkSize) noexcept;
 
+    ///@{
+    /// Returns the first byte.
     uint8_t* getData() noexcept { return m_data; }
     const uint8_t* getData() const noexcept { return m_data; }
+    ///@}
 
     /// Returns the offset at which the next block or large chunk will start. All bytes in use are below it.
     uint64_t getEnd() const noexcept { return m_end.load(std::memory_order_relaxed); }
@@ -67,7 +72,10 @@ public:
     /// threads have returned.
     uint64_t getUnusedBytes() const noexcept { return m_unusedBytes.load(std::memory_order_relaxed); }
 
+    /// Returns how many bytes the pool can grow to.
     size_t getCapacity() const noexcept { return m_bytes.getMaximumNumberOfItems(); }
+
+    /// Returns the bytes of memory that the pool takes.
     size_t getCommittedBytes() const noexcept { return m_bytes.getCommittedBytes(); }
 
 private:

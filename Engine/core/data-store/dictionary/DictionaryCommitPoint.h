@@ -10,9 +10,10 @@ struct DictionaryCommitPoint {
     /// Covers every resource, committed or not.
     static const DictionaryCommitPoint ALL;
 
+    /// Compares by time: an earlier commit point is less.
     [[nodiscard]] auto operator<=>(const DictionaryCommitPoint&) const = default;
 
-    uint64_t m_resourceID;
+    uint64_t m_resourceID; ///< the first ID that is not committed
 };
 
 inline constexpr DictionaryCommitPoint DictionaryCommitPoint::ALL{std::numeric_limits<uint64_t>::max()};

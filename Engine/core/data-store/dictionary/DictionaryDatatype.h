@@ -40,10 +40,9 @@ class DictionaryThreadContext;
 ///            a time. save, addDetailedComponentInfo and getTableProfiles: any threads, while no thread resolves,
 ///            restores or deletes. Everything else: alone.
 /// Errors     As each operation states: exceptions of the MelnarException family, or std::bad_alloc.
-///
-/// CHUNKS  A resource has one chunk of the data pool. It contains the resource's data and a terminating zero byte,
-///         since readers get pointers to the data. The rest of the format is private to the datatype: the dictionary
-///         moves chunks as bytes, and prepareCompact or getChunkSize give their sizes.
+/// Chunks     A resource has one chunk of the data pool. It contains the resource's data and a terminating zero byte,
+///            since readers get pointers to the data. The rest of the format is private to the datatype: the dictionary
+///            moves chunks as bytes, and prepareCompact or getChunkSize give their sizes.
 ///
 /// A resource becomes visible by its ID with the datatype byte, and then by its literal with the bucket. Chunk and
 /// offset are written before both. Both are stored with release order, so a thread that sees either one may read chunk
@@ -55,9 +54,10 @@ public:
 
     /// Makes a resolve operation give a new resource an ID that the caller chose.
     struct GetTargetResourceID {
-        uint64_t m_targetResourceID;
+        uint64_t m_targetResourceID; ///< the ID
     };
 
+    /// Makes a datatype of a dictionary, whose shared storage it gets; it must be initialised or loaded before use.
     DictionaryDatatype(std::atomic<uint64_t>& nextResourceID, MemoryRegion<uint64_t>& resourceDataOffsets,
                        MemoryRegion<std::atomic<uint8_t>>& resourceFlags, DataPool& dataPool) noexcept;
 
@@ -70,6 +70,7 @@ public:
     /// ID and has an entry for every ID that the datatype serves.
     virtual void initializeForSnapshot(const std::vector<uint64_t>& resourceCounts) = 0;
 
+    /// Returns how many records a compaction needs beside those that prepareCompact appends.
     virtual size_t getNumberOfMappableEntriesInCompaction() = 0;
 
     /// Appends the record of a resource that survives a compaction; returns the size of its chunk. The state must have
@@ -111,6 +112,7 @@ public:
     virtual uint64_t restoreResource(DictionaryThreadContext* threadContext, uint64_t resourceID,
                                      const ResourceValue& resourceValue) = 0;
 
+    /// Writes the contents.
     virtual void save(OutputStream& outputStream) const = 0;
 
     /// Replaces the contents by saved ones of the same bucket width. After a throw the datatype must be initialised or
@@ -208,11 +210,11 @@ protected:
     /// then.
     std::pair<uint64_t, uint64_t> newResourceIDAndDataChunk(DictionaryThreadContext* threadContext, size_t chunkSize);
 
-    size_t m_initialSize;
-    std::atomic<uint64_t>& m_nextResourceID;
-    MemoryRegion<uint64_t>& m_resourceDataOffsets;
-    MemoryRegion<std::atomic<uint8_t>>& m_resourceFlags;
-    DataPool& m_dataPool;
+    size_t m_initialSize;                                ///< that of initialize
+    std::atomic<uint64_t>& m_nextResourceID;             ///< the dictionary's counter
+    MemoryRegion<uint64_t>& m_resourceDataOffsets;       ///< of the chunks in the data pool, by ID
+    MemoryRegion<std::atomic<uint8_t>>& m_resourceFlags; ///< the datatype bytes, by ID
+    DataPool& m_dataPool;                                ///< with the chunks
 
 private:
     uint64_t newResourceID();

@@ -64,22 +64,27 @@ public:
                                      const uint8_t* auxiliaryData, size_t auxiliaryDataSize, char* buffer,
                                      size_t bufferSize) const = 0;
 
+    /// Appends the lexical form.
     virtual void appendLexicalForm(uint8_t datatypeID, const uint8_t* data, size_t dataSize,
                                    const uint8_t* auxiliaryData, size_t auxiliaryDataSize,
                                    std::string& output) const = 0;
 
+    /// Appends the literal in Turtle syntax.
     virtual void appendTurtleLiteral(uint8_t datatypeID, const uint8_t* data, size_t dataSize,
                                      const uint8_t* auxiliaryData, size_t auxiliaryDataSize, const Prefixes& prefixes,
                                      std::string& output) const = 0;
 
+    /// Writes the lexical form.
     virtual void printLexicalForm(uint8_t datatypeID, const uint8_t* data, size_t dataSize,
                                   const uint8_t* auxiliaryData, size_t auxiliaryDataSize,
                                   OutputStream& output) const = 0;
 
+    /// Writes the literal in Turtle syntax.
     virtual void printTurtleLiteral(uint8_t datatypeID, const uint8_t* data, size_t dataSize,
                                     const uint8_t* auxiliaryData, size_t auxiliaryDataSize, const Prefixes& prefixes,
                                     OutputStream& output) const = 0;
 
+    /// Returns the truth value that a query takes the literal for.
     virtual EffectiveBooleanValue getEffectiveBooleanValue(uint8_t datatypeID, const uint8_t* data, size_t dataSize,
                                                            const uint8_t* auxiliaryData,
                                                            size_t auxiliaryDataSize) const = 0;
@@ -88,6 +93,7 @@ public:
     virtual bool enumerateEqualResourceValues(const ResourceValue& resourceValue,
                                               std::vector<ResourceValue>& equalValues) const = 0;
 
+    /// Returns the (datatype ID, datatype name) pairs that were given, registered or not.
     const std::vector<std::pair<uint8_t, std::string>>& getSupportedDatatypes() const noexcept {
         return m_supportedDatatypes;
     }

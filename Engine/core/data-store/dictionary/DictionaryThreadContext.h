@@ -14,6 +14,7 @@ class DataPool;
 /// Threads    One thread at a time.
 class alignas(64) MELNAR_EXPORT DictionaryThreadContext : private Unmovable {
 public:
+    /// Makes a context without a block.
     explicit DictionaryThreadContext(DataPool& dataPool) noexcept
         : m_dataPool(dataPool), m_generation(0), m_blockNext(0), m_blockEnd(0) {}
 

@@ -9,6 +9,7 @@
 /// this never happens so often, but such strings can be made on purpose.
 class MELNAR_EXPORT HashCollisionException : public MelnarException {
 public:
+    /// Joins the pieces into the message, as MelnarException does.
     template<MessagePiece... Pieces>
     HashCollisionException(const std::string& sourceFileName, const long sourceLineNumber,
                            const std::vector<std::exception_ptr>& causes, const size_t numberOfCollisions,
@@ -17,10 +18,14 @@ public:
                           joinMessagePieces(pieces...), FailureKind::FULL),
           m_numberOfCollisions(numberOfCollisions) {}
 
+    ///@{
+    /// Copies share their causes.
     HashCollisionException(const HashCollisionException&) = default;
     HashCollisionException(HashCollisionException&&) = default;
     HashCollisionException& operator=(const HashCollisionException&) = default;
     HashCollisionException& operator=(HashCollisionException&&) = default;
+    ///@}
+
     ~HashCollisionException() override;
 
     /// Returns the number of strings with which the refused one collides.

@@ -13,12 +13,13 @@
 /// or more ASCII letters or digits. No part has a length limit. Nothing is normalised: "a@en" and "a@EN" are two
 /// literals.
 enum class PlainLiteralKind : uint8_t {
-    WITH_TAG,          // a plain literal
-    EMPTY_TAG,         // ends in '@': the xsd:string before it
-    WITHOUT_AT_SIGN,   // refused
-    WITH_MALFORMED_TAG // refused
+    WITH_TAG,          ///< a plain literal
+    EMPTY_TAG,         ///< ends in '@': the xsd:string before it
+    WITHOUT_AT_SIGN,   ///< refused
+    WITH_MALFORMED_TAG ///< refused
 };
 
+/// Returns what a lexical form is.
 MELNAR_EXPORT PlainLiteralKind classifyPlainLiteral(const char* lexicalForm, size_t lexicalFormLength) noexcept;
 
 /// Throws MelnarException unless a tag, given without '@', is well-formed or empty; an empty tag means xsd:string.
@@ -39,8 +40,8 @@ inline bool acceptPlainLiteral(std::string_view& lexicalForm, uint8_t& datatypeI
 
 /// The assigned line numbers of the two refusals of an operation.
 struct PlainLiteralFailureLines {
-    long m_missingAtSign;
-    long m_malformedTag;
+    long m_missingAtSign; ///< of a form without '@'
+    long m_malformedTag;  ///< of a form with a malformed tag
 };
 
 /// Throws the refusal of a form of kind WITHOUT_AT_SIGN or WITH_MALFORMED_TAG. The message quotes `lexicalForm`.

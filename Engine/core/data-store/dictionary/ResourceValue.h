@@ -41,12 +41,12 @@ public:
     /// auxiliary data afterwards.
     uint8_t* useOwnStorage(size_t size);
 
-    uint8_t m_datatypeID;
-    const uint8_t* m_data;
-    size_t m_dataSize;
-    const uint8_t* m_auxiliaryData; // a second byte range, for datatypes that need one
-    size_t m_auxiliaryDataSize;
-    uint8_t m_inlineBuffer[INLINE_BUFFER_SIZE];
-    uint8_t* m_heapBuffer;
-    size_t m_heapBufferSize;
+    uint8_t m_datatypeID;                       ///< of the resource
+    const uint8_t* m_data;                      ///< the lexical bytes, with a zero byte after them
+    size_t m_dataSize;                          ///< of m_data, the zero byte included
+    const uint8_t* m_auxiliaryData;             ///< a second byte range, for datatypes that need one
+    size_t m_auxiliaryDataSize;                 ///< of m_auxiliaryData
+    uint8_t m_inlineBuffer[INLINE_BUFFER_SIZE]; ///< for data of the value's own that fits
+    uint8_t* m_heapBuffer;                      ///< for data of the value's own that does not; or null
+    size_t m_heapBufferSize;                    ///< of m_heapBuffer
 };

@@ -23,6 +23,7 @@ template<class T>
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): the base depends on T
 class MELNAR_EXPORT StringDatatype final : public TableDatatype<DatatypeStringPolicy<T>> {
 public:
+    /// As DictionaryDatatype.
     StringDatatype(MemoryManager& memoryManager, std::atomic<uint64_t>& nextResourceID,
                    MemoryRegion<uint64_t>& resourceDataOffsets, MemoryRegion<std::atomic<uint8_t>>& resourceFlags,
                    DataPool& dataPool) noexcept;

@@ -53,15 +53,24 @@ class MELNAR_EXPORT TableDatatype : public DictionaryDatatype {
 public:
     /// Returns 0: finishCompact needs only the records of prepareCompact.
     size_t getNumberOfMappableEntriesInCompaction() override;
+
+    /// Appends the record of a resource, as DictionaryDatatype says.
     size_t prepareCompact(size_t resourceID, size_t newResourceID, DictionaryCompactionState& state) override;
 
+    /// Limits the collisions in all tables, as DictionaryDatatype says.
     void limitCollisions(size_t largestNumberOfCollisions) override;
 
 protected:
+    /// How strings are stored and compared; see above.
     using Policy = TablePolicy;
+
+    /// What a bucket holds: a resource ID.
     using BucketValue = typename Policy::BucketValue;
+
+    /// A table of resource IDs.
     using Table = ParallelHashTable<Policy>;
 
+    /// How many buckets the smallest table has.
     static constexpr size_t MINIMUM_NUMBER_OF_BUCKETS = 1024;
 
     using DictionaryDatatype::DictionaryDatatype;
@@ -69,16 +78,19 @@ protected:
     /// Returns the size of the smallest table that holds this number of resources without growing.
     static size_t getNumberOfBucketsFor(uint64_t numberOfResources);
 
+    /// Resolves one literal. `resourceIDSource` is GetNextResourceID or GetTargetResourceID.
     template<class ResourceIDSource>
     uint64_t doResolveResource(Table& table, DictionaryThreadContext* threadContext, ResourceIDSource resourceIDSource,
                                std::string_view lexicalForm, uint8_t datatypeID);
 
+    /// Looks one literal up.
     uint64_t doTryResolveResource(Table& table, DictionaryCommitPoint commitPoint,
                                   std::string_view lexicalForm) const noexcept;
 
     /// Makes both regions writable at an ID, which restoreResource requires.
     void reserveResourceID(uint64_t resourceID);
 
+    /// Withdraws a resource from its table.
     static void doDeleteUncommittedResourceID(Table& table, uint64_t resourceID) noexcept;
 
     /// Resolves a batch. `accept` is as in PreparedEntries::prepare. `refuse` throws the reason why it refuses an
@@ -90,6 +102,7 @@ protected:
                       std::vector<BatchFailure>& failures, const Accept& accept, BatchFailure::Refuse refuse,
                       const SelectTable& selectTable);
 
+    /// Looks a batch up. The arguments are those of resolveBatch.
     template<class Accept, class SelectTable>
     void tryResolveBatch(DictionaryCommitPoint commitPoint, std::span<BatchEntry> entries,
                          std::vector<BatchFailure>& failures, const Accept& accept, BatchFailure::Refuse refuse,
@@ -112,11 +125,16 @@ protected:
     const CompactionEntry* refillTable(Table& table, const CompactionEntry* entry, const CompactionEntry* entriesEnd,
                                        uint8_t datatypeID);
 
+    /// Returns the statistics of a table: its size and its memory.
     static std::unique_ptr<ComponentInfo> describeTable(const Table& table, std::string&& name);
+
+    /// Returns the statistics of the lengths of probes. Walks the table.
     static std::unique_ptr<ComponentInfo> describeProbes(const Table& table, std::string&& name);
+
+    /// Returns how entries lie in a table; see getTableProfiles.
     static TableProfile getTableProfile(const Table& table, const char* name, size_t numberOfSegments);
 
-    size_t m_largestNumberOfCollisions = std::numeric_limits<size_t>::max(); // constant while threads run
+    size_t m_largestNumberOfCollisions = std::numeric_limits<size_t>::max(); ///< constant while threads run
 
 private:
     class EnteredTable;

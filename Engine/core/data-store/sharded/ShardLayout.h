@@ -14,6 +14,7 @@
 ///
 /// Threads  Constant: any threads at any time.
 struct MELNAR_EXPORT ShardLayout {
+    /// How many shards there are, with terms or without.
     static constexpr uint32_t NUMBER_OF_SHARDS = 256;
 
     /// The local or global ID that means no resource.
@@ -27,8 +28,10 @@ struct MELNAR_EXPORT ShardLayout {
         return getShardOfHash(getHash(lexicalForm, datatypeID));
     }
 
-    /// Returns that hash, whose other bits are free for other uses, and the shard in it.
+    /// Returns that hash, whose other bits are free for other uses.
     static uint64_t getHash(std::string_view lexicalForm, uint8_t datatypeID) noexcept;
+
+    /// Returns the shard in such a hash.
     static constexpr uint32_t getShardOfHash(const uint64_t hash) noexcept {
         return static_cast<uint32_t>(hash % NUMBER_OF_SHARDS);
     }
@@ -43,6 +46,7 @@ struct MELNAR_EXPORT ShardLayout {
         return globalID == NO_RESOURCE ? NO_RESOURCE : (globalID - 1) / NUMBER_OF_SHARDS + 1;
     }
 
+    /// The global ID that a local ID of a shard is.
     static constexpr uint64_t toGlobal(const uint64_t localID, const uint32_t shard) noexcept {
         return localID == NO_RESOURCE ? NO_RESOURCE : (localID - 1) * NUMBER_OF_SHARDS + shard + 1;
     }

@@ -26,38 +26,48 @@ class OutputStream;
 /// Ownership  Owns its contents.
 /// Threads    One at a time.
 struct MELNAR_EXPORT ShardManifest {
+    /// The name of the manifest within the folder.
     static constexpr const char* FILE_NAME = "manifest";
 
     /// The terms of a datatype in a shard.
     struct Terms {
+        /// Compares all figures.
         bool operator==(const Terms&) const = default;
 
-        uint64_t m_number = 0;
-        uint64_t m_formBytes = 0; // of their lexical forms
+        uint64_t m_number = 0;    ///< of the terms
+        uint64_t m_formBytes = 0; ///< of their lexical forms
     };
 
     /// The file of a shard. A shard without resources has no file, and 0 in all these members.
     struct Shard {
+        /// Compares all figures and the identities.
         bool operator==(const Shard&) const = default;
 
-        uint64_t m_numberOfResources = 0;
-        uint64_t m_fileBytes = 0;
-        DictionaryIdentity m_identity{};
-        std::map<uint8_t, Terms> m_terms{}; // by datatype ID; their numbers add up to the number of resources
+        uint64_t m_numberOfResources = 0; ///< that exist in the shard
+        uint64_t m_fileBytes = 0;         ///< the size of the file
+        DictionaryIdentity m_identity{};  ///< of the state that the file holds
+
+        /// By datatype ID; their numbers add up to the number of resources.
+        std::map<uint8_t, Terms> m_terms{};
     };
 
     /// An input file whose statements have been loaded.
     struct Input {
+        /// Compares names and figures.
         bool operator==(const Input&) const = default;
 
-        std::string m_name; // as it was given
-        uint64_t m_numberOfStatements = 0;
-        bool m_isWhole = true; // otherwise there may be more statements
+        std::string m_name;                ///< as it was given
+        uint64_t m_numberOfStatements = 0; ///< that were taken in
+        bool m_isWhole = true;             ///< otherwise there may be more statements
     };
 
+    /// The largest size of an input's name, in bytes.
     static constexpr size_t LONGEST_INPUT_NAME = size_t(1) << 16;
+
+    /// The largest size of the work, in bytes.
     static constexpr size_t LONGEST_WORK = size_t(1) << 24;
 
+    /// Returns how many resources all shards have.
     uint64_t getNumberOfResources() const noexcept;
 
     /// Returns the identity of the folder's state if that is a whole one.
@@ -65,6 +75,8 @@ struct MELNAR_EXPORT ShardManifest {
 
     /// Returns the name of a shard's file within the folder.
     std::string getFileName(const uint32_t shard) const { return getFileName(shard, m_shards[shard].m_identity); }
+
+    /// Returns the name of a shard's file with this identity.
     static std::string getFileName(uint32_t shard, const DictionaryIdentity& identity);
 
     /// Returns the name of a shard's file while it is being written.
@@ -84,11 +96,11 @@ struct MELNAR_EXPORT ShardManifest {
     /// manifest; std::bad_alloc; and what the stream throws.
     static ShardManifest read(InputStream& input);
 
-    std::array<Shard, ShardLayout::NUMBER_OF_SHARDS> m_shards{};
-    uint64_t m_maximumNumberOfResourcesOfShard = 0; // of each, with or without a file
-    uint64_t m_nextDocument = 1;                    // the number of the next input, for its blank nodes
-    std::vector<Input> m_inputs;                    // in the order in which they were loaded
-    DictionaryHistory::Contents m_history;
+    std::array<Shard, ShardLayout::NUMBER_OF_SHARDS> m_shards{}; ///< by their numbers
+    uint64_t m_maximumNumberOfResourcesOfShard = 0;              ///< of each, with or without a file
+    uint64_t m_nextDocument = 1;                                 ///< the number of the next input, for its blank nodes
+    std::vector<Input> m_inputs;                                 ///< in the order in which they were loaded
+    DictionaryHistory::Contents m_history;                       ///< of the folder's whole states
 
     /// What the user needs to resume work that was interrupted, in the user's own format; empty if there is none.
     std::string m_work;

@@ -62,9 +62,11 @@ class TermColumn;
 ///   U2  find the shard, load               acquire  U1                                                TSan
 class MELNAR_EXPORT ShardedDictionary : private Unmovable {
 public:
+    ///@{
     /// The limits of a shard, whatever the memory limit is. Address space is reserved for this much.
     static constexpr uint64_t MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD = uint64_t(1) << 30;
     static constexpr size_t LARGEST_MEMORY_OF_SHARD = size_t(1) << 36;
+    ///@}
 
     /// Makes an empty dictionary. AS_MANY_AS_FIT means MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD.
     explicit ShardedDictionary(const DictionaryOptions& options);
@@ -92,17 +94,22 @@ public:
     /// Does what Dictionary::tryResolveResources does, for all resources.
     void tryResolveResources(std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) const;
 
+    ///@{
     /// The same as the functions of Dictionary. They throw what opening a shard throws, and std::bad_alloc.
     void getResources(std::span<BatchEntry> entries) const;
     [[nodiscard]] std::string_view getAffix(const BatchEntry& entry) const noexcept;
     void appendLexicalForm(const BatchEntry& entry, std::string& output) const;
+    ///@}
 
+    ///@{
     /// The same as the functions of Dictionary.
     uint64_t resolveTerm(ShardedDictionaryThread& thread, const Term& term);
     [[nodiscard]] uint64_t tryResolveTerm(const Term& term) const;
     [[nodiscard]] Term getTerm(uint64_t resourceID, std::string& lexicalForm) const;
     [[nodiscard]] bool hasResource(uint64_t resourceID) const;
+    ///@}
 
+    ///@{
     /// The same as the functions of Dictionary for columns of terms. New terms of one shard get their IDs in the order
     /// of the column.
     void resolveTerms(ShardedDictionaryThread& thread, std::span<const Term> terms, std::span<uint64_t> resourceIDs,
@@ -110,7 +117,9 @@ public:
     void tryResolveTerms(std::span<const Term> terms, std::span<uint64_t> resourceIDs,
                          std::vector<BatchFailure>& failures) const;
     void getTerms(std::span<const uint64_t> resourceIDs, TermColumn& column) const;
+    ///@}
 
+    ///@{
     /// The same as the functions of Dictionary for columns of strings. They throw what opening a shard throws, too.
     void encode(ShardedDictionaryThread& thread, std::span<const std::string_view> texts,
                 std::span<uint64_t> resourceIDs, std::string_view languageTag = {});
@@ -127,6 +136,7 @@ public:
     template<ArrowOffset Offset>
     void decode(std::span<const uint64_t> resourceIDs, ArrowColumn<Offset>& texts,
                 ArrowColumn<Offset>* languageTags = nullptr) const;
+    ///@}
 
     /// The shard with this number; null if it has no resources and no thread was ever registered with it.
     [[nodiscard]] const Dictionary* getShard(uint32_t shard) const;
@@ -142,27 +152,36 @@ public:
     /// memory only until the visitor returns.
     void forEachShard(const std::function<void(uint32_t shard, const Dictionary& dictionary)>& visitor) const;
 
+    ///@{
     /// Returns what the folder contained when it was opened or last saved; of a new dictionary, nothing. The user
     /// maintains the inputs and the next document in it: a save writes them, unless the name of an input is too long
     /// (ShardManifest).
     [[nodiscard]] const ShardManifest& getManifest() const noexcept { return m_manifest; }
     void setInputs(std::vector<ShardManifest::Input> inputs, uint64_t nextDocument) noexcept;
+    ///@}
 
     /// Returns the history of the folder; see Dictionary::getHistory. Only a save that completes a state adds an entry.
     [[nodiscard]] const DictionaryHistory& getHistory() const noexcept { return m_history; }
 
+    /// Returns how many resources all shards have.
     [[nodiscard]] uint64_t getNumberOfResources() const noexcept;
 
     /// Returns the smallest ID that is larger than the IDs of all resources.
     [[nodiscard]] uint64_t getEndOfResourceIDs() const noexcept;
 
+    /// Returns the bytes that all shards together may commit.
     [[nodiscard]] size_t getMemoryLimit() const noexcept { return m_memoryManager.getReservedBytes(); }
+
+    /// Returns the bytes of memory committed, all of them counted against the limit.
     [[nodiscard]] size_t getMemoryInUse() const noexcept {
         return m_memoryManager.getReservedBytes() - m_memoryManager.getFreeBytes();
     }
 
     /// Whether a save completes a state, or saves intermediate progress.
-    enum class State : uint8_t { WHOLE, INTERMEDIATE };
+    enum class State : uint8_t {
+        WHOLE,       ///< the work is done: a state with an identity
+        INTERMEDIATE ///< the work can be resumed from here
+    };
 
     /// Saves to a folder whose manifest the caller has locked: `FileLock lock(folder + "/manifest")`. The folder must
     /// exist, and may be another one than that which was opened. The files depend only on the terms, their order in

@@ -20,6 +20,7 @@
 /// Errors     Those of ShardedDictionary.
 class MELNAR_EXPORT ShardedDictionaryThread : private Unmovable {
 public:
+    /// Brings all shards into memory.
     explicit ShardedDictionaryThread(ShardedDictionary& dictionary) {
         for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
             m_threads[shard].emplace(dictionary.getOrMakeShard(shard));

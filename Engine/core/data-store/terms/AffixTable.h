@@ -44,6 +44,7 @@ public:
     /// Longer texts are not shared.
     static constexpr size_t LONGEST_TEXT = 1024;
 
+    /// The largest number that a text can have.
     static constexpr uint32_t LARGEST_NUMBER = 0xFFFF;
 
     /// `numberOfSightings` states how often a text must be seen before it gets a number.
@@ -69,10 +70,16 @@ public:
     /// Returns how many numbers there are.
     uint32_t getSize() const noexcept { return m_size.load(std::memory_order_relaxed); }
 
+    /// Returns the bytes that texts, records and indexes take.
     size_t getCommittedBytes() const noexcept;
 
+    /// Writes all texts with their numbers.
     void save(OutputStream& outputStream) const;
+
+    /// Replaces all texts by saved ones.
     void load(InputStream& inputStream);
+
+    /// Does the same, and trusts nothing in the stream.
     void loadUntrusted(UntrustedInputStream& inputStream);
 
 private:

@@ -11,20 +11,32 @@
 /// Ownership  The views refer to the caller's bytes, or to the bytes from which the term was parsed.
 /// Threads    One thread at a time.
 struct MELNAR_EXPORT Term {
-    enum class Kind : uint8_t { NONE, IRI, BLANK_NODE, LITERAL, TRIPLE_TERM };
+    /// The kinds of terms.
+    enum class Kind : uint8_t {
+        NONE,       ///< no term
+        IRI,        ///< an IRI
+        BLANK_NODE, ///< a blank node
+        LITERAL,    ///< a literal of any datatype
+        TRIPLE_TERM ///< a triple term
+    };
 
-    enum class Direction : uint8_t { NONE, LEFT_TO_RIGHT, RIGHT_TO_LEFT };
+    /// The base direction of a literal with a language tag.
+    enum class Direction : uint8_t {
+        NONE,          ///< no direction is given
+        LEFT_TO_RIGHT, ///< "ltr"
+        RIGHT_TO_LEFT  ///< "rtl"
+    };
 
-    Kind m_kind = Kind::NONE;
-    Direction m_direction = Direction::NONE; // of a literal with a language tag
+    Kind m_kind = Kind::NONE;                ///< what the term is
+    Direction m_direction = Direction::NONE; ///< of a literal with a language tag
 
     /// An absolute IRI; a label without "_:"; a literal's text; or a triple term in canonical N-Triples, including
     /// brackets. The label of a blank node is local to its document: the caller must make labels of different documents
     /// differ.
     std::string_view m_text{};
 
-    std::string_view m_language{}; // a literal's tag, without '@' and direction
-    std::string_view m_datatype{}; // a literal's; empty if it has a tag, or neither, which means xsd:string
+    std::string_view m_language{}; ///< a literal's tag, without '@' and direction
+    std::string_view m_datatype{}; ///< a literal's; empty if it has a tag, or neither, which means xsd:string
 
     /// Returns the term of a resource. If its datatype does not allow the form, as may happen in a damaged file, some
     /// parts are missing.
@@ -45,7 +57,9 @@ struct MELNAR_EXPORT Term {
     /// that.
     std::string_view getLexicalForm(std::string& made) const;
 
+    /// Compares all parts, byte for byte.
     bool operator==(const Term&) const = default;
 
+    /// Does what getDatatypeID does, for a term of kind LITERAL.
     uint8_t getDatatypeIDOfLiteral() const noexcept;
 };

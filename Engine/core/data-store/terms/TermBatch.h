@@ -41,8 +41,10 @@ public:
     /// Returns one entry for each term that was added. Valid until the next one is added.
     std::span<BatchEntry> getEntries() noexcept;
 
+    /// Removes all terms.
     void clear() noexcept;
 
+    /// Returns how many terms were added.
     size_t getSize() const noexcept { return m_entries.size(); }
 
 private:

@@ -36,6 +36,7 @@ template<class T>
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): the base depends on T
 class TermDatatype final : public TableDatatype<TermPolicy<T>> {
 public:
+    /// Makes the datatype of a family; the rest is as for DictionaryDatatype.
     TermDatatype(const TermFamily& family, MemoryManager& memoryManager, std::atomic<uint64_t>& nextResourceID,
                  MemoryRegion<uint64_t>& resourceDataOffsets, MemoryRegion<std::atomic<uint8_t>>& resourceFlags,
                  DataPool& dataPool) noexcept;

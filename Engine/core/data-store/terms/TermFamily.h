@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+///@{
 /// The datatype IDs of the terms that are no strings. Each family is a datatype. Its lexical form is:
 ///   IRI                 its characters
 ///   blank node          its label
@@ -19,19 +20,23 @@ constexpr uint8_t D_BLANK_NODE = 251;
 constexpr uint8_t D_TYPED_LITERAL = 252;
 constexpr uint8_t D_DIRECTIONAL_STRING = 253;
 constexpr uint8_t D_TRIPLE_TERM = 254;
+///@}
 
 /// The properties of a family of terms.
 ///
 /// Threads  Constant: any threads at any time.
 struct MELNAR_EXPORT TermFamily {
     /// The end of a form at which it has the text that it may share with others; see AffixTable.
-    enum class AffixPlace : uint8_t { FRONT, BACK };
+    enum class AffixPlace : uint8_t {
+        FRONT, ///< before the form's own text
+        BACK   ///< after it
+    };
 
-    uint8_t m_datatypeID;
-    const char* m_name;   // under which the datatype is registered
-    const char* m_plural; // the name of its terms in statistics
-    AffixPlace m_affixPlace;
-    uint32_t m_numberOfSightings; // how often a text must be seen before it is shared
+    uint8_t m_datatypeID;         ///< of the family
+    const char* m_name;           ///< under which the datatype is registered
+    const char* m_plural;         ///< the name of its terms in statistics
+    AffixPlace m_affixPlace;      ///< of its forms
+    uint32_t m_numberOfSightings; ///< how often a text must be seen before it is shared
 
     /// Returns the length of the text that a form may share with others, or 0.
     size_t (*m_getAffixLength)(std::string_view lexicalForm) noexcept;

@@ -50,8 +50,10 @@ namespace melnar {
 /// the hash tables of Folly.
 class MELNAR_EXPORT Fingerprints : private Unmovable {
 public:
+    /// How many buckets a group has.
     static constexpr size_t GROUP_SIZE = 16;
 
+    /// Makes none until initialize.
     explicit Fingerprints(MemoryManager& memoryManager) noexcept
         : m_region(memoryManager), m_data(nullptr), m_areComplete(false) {}
 
@@ -102,13 +104,16 @@ public:
             m_region.truncate(numberOfBuckets);
     }
 
+    /// Returns whether there are any.
     bool exist() const noexcept { return m_data != nullptr; }
 
     /// Returns whether F3 holds.
     bool areComplete() const noexcept { return exist() && m_areComplete; }
 
+    /// Returns the bytes that they take.
     size_t getCommittedBytes() const noexcept { return m_region.getCommittedBytes(); }
 
+    /// Returns the fingerprint of a bucket, 0 if it is unknown. There must be some.
     uint8_t operator[](const size_t index) const noexcept {
         return m_data[index].load(std::memory_order_acquire); // H2
     }
@@ -125,6 +130,7 @@ public:
             set(toIndex, (*this)[fromIndex]);
     }
 
+    /// Prefetches the fingerprint of a bucket.
     void prefetch(const size_t index) const noexcept { __builtin_prefetch(m_data + index); }
 
     /// Makes the system allocate the page of a fingerprint, if there are fingerprints, with a write that changes

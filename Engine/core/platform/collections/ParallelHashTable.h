@@ -77,18 +77,31 @@
 template<class Policy>
 class ParallelHashTable : private Unmovable {
 public:
+    /// A thread's slot.
     using ThreadContext = melnar::TableThreadContext;
+
+    /// A cell of the table.
     using Bucket = typename Policy::Bucket;
+
+    /// What a bucket holds.
     using BucketValue = typename Policy::BucketValue;
 
+    /// How many slots there are.
     static constexpr size_t NUMBER_OF_THREAD_CONTEXTS = NUMBER_OF_THREAD_CONTEXT_INDICES;
+
+    /// How many insertions a slot reserves together.
     static constexpr uint32_t INSERTION_QUOTA_BATCH = 100;
+
+    /// How many buckets a thread rehashes at a time.
     static constexpr size_t RESIZE_CHUNK_SIZE = 1024;
 
     /// How many numbers of a chunk are hashed together: enough to pay off, on at most 16 KiB of stack.
     static constexpr size_t REHASH_BLOCK_SIZE = 256;
 
+    /// The resize state while no resize is running.
     static constexpr size_t NOT_RESIZING = ~size_t(0);
+
+    /// The resize state while the leader prepares the new array.
     static constexpr size_t RESIZE_PREPARING = NOT_RESIZING - 1;
 
     static_assert(melnar::ParallelHashTableHeader::MINIMUM_NUMBER_OF_BUCKETS >= RESIZE_CHUNK_SIZE,
@@ -96,6 +109,7 @@ public:
 
     class Operation;
 
+    /// Makes a table without buckets, to be initialised or loaded.
     ParallelHashTable(MemoryManager& memoryManager, const Policy& policy) noexcept;
     ~ParallelHashTable();
 
@@ -110,12 +124,19 @@ public:
     /// `minimumNumberOfBuckets`, and never larger than before. Always takes back unspent quotas.
     void shrinkToFit(size_t minimumNumberOfBuckets) noexcept;
 
+    /// Writes the header and the buckets.
     void save(OutputStream& outputStream) const;
+
+    /// Replaces the contents by saved ones. After a throw the table is unusable until it is initialised or loaded.
     void load(InputStream& inputStream);
 
+    /// Returns the policy.
     const Policy& getPolicy() const noexcept { return m_policy; }
+
+    /// Returns the manager that is charged for buckets and fingerprints.
     MemoryManager& getMemoryManager() const noexcept { return m_buckets.getMemoryManager(); }
 
+    /// Returns the calling thread's slot, which need not be held.
     ThreadContext& getCurrentThreadContext() noexcept { return m_threadContexts[getCurrentThreadContextIndex()]; }
 
     /// Takes the calling thread's slot and joins any resize that is running, as Operation does.
@@ -128,6 +149,7 @@ public:
         return threadContext;
     }
 
+    /// Gives the slot back that enter has taken.
     static void leave(ThreadContext& threadContext) noexcept { releaseThreadContext(threadContext); }
 
     /// Performs a resize, or helps with one that another thread has started. Returns when none is running.
@@ -153,8 +175,10 @@ public:
         return m_buckets.getData() + index + 1 == m_afterLastBucket ? 0 : index + 1;
     }
 
+    /// Returns a bucket by its index.
     Bucket& getBucket(const size_t index) noexcept { return m_buckets[index]; }
 
+    /// Prefetches a bucket.
     void prefetchBucket(const size_t index) const noexcept { __builtin_prefetch(&m_buckets[index]); }
 
     /// Prefetches what findCandidate reads.
@@ -235,10 +259,15 @@ public:
     /// rebuilding a cleared table that has held all these numbers before.
     void reinsert(ThreadContext& callerContext, uint64_t hash, BucketValue value) noexcept;
 
+    /// Returns the size of the bucket array.
     size_t getNumberOfBuckets() const noexcept { return m_numberOfBuckets.load(std::memory_order_relaxed); }
+
+    /// Returns the number of tombstones.
     size_t getNumberOfDeletedBuckets() const noexcept {
         return m_numberOfDeletedBuckets.load(std::memory_order_relaxed);
     }
+
+    /// Returns the bytes that the bucket array takes.
     size_t getCommittedBytes() const noexcept { return m_buckets.getCommittedBytes(); }
 
     /// Keeps fingerprints from now on, as far as the memory manager has room for them. Alone. The fingerprints of
@@ -322,9 +351,11 @@ private:
 template<class Policy>
 class ParallelHashTable<Policy>::Operation : private Unmovable {
 public:
+    /// Takes the calling thread's slot, and joins a resize that is running.
     explicit Operation(ParallelHashTable& table) noexcept : m_threadContext(table.enter()) {}
     ~Operation() { leave(m_threadContext); }
 
+    /// Returns the slot that is held.
     ThreadContext& getThreadContext() const noexcept { return m_threadContext; }
 
 private:

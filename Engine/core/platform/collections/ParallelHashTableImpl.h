@@ -8,6 +8,7 @@
 #include <bit>
 #include <cstring>
 
+/// @file
 /// The growth of the table, and its operations that run alone.
 ///
 /// RESIZE STATES   NOT_RESIZING -elect-> PREPARING -start-> 0 -> 1 -> ... -> number of chunks -finish-> NOT_RESIZING
@@ -42,6 +43,7 @@
 /// A CAS that fails is a P3: it reads the state. TSan and argued: as in ParallelHashTable.h. P1: the thread that elects
 /// itself has read NOT_RESIZING through P3, and takes every slot (T1) before it accesses anything. P2, P4, P7: a thread
 /// that sees the new array holds a slot that the leader has left before (T2, T3), or was parked under the mutex.
+
 template<class Policy>
 ParallelHashTable<Policy>::ParallelHashTable(MemoryManager& memoryManager, const Policy& policy) noexcept
     : m_policy(policy), m_resizeState(NOT_RESIZING), m_hashMask(0), m_afterLastBucket(nullptr),

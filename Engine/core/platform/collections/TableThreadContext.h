@@ -44,17 +44,19 @@ struct alignas(64) TableThreadContext {
         ::pthread_mutex_destroy(&m_mutex);
     }
 
+    /// Returns how many insertions the slot has reserved and not used yet.
     uint32_t getInsertionQuota() const noexcept { return m_insertionQuota.load(std::memory_order_relaxed); } // T4
 
+    /// Sets that number. Only the holder does.
     void setInsertionQuota(const uint32_t quota) noexcept {
         m_insertionQuota.store(quota, std::memory_order_relaxed); // T4
     }
 
-    std::atomic<uint32_t> m_insertionQuota{0};
-    std::atomic<uint16_t> m_lockCount{0};
-    uint8_t m_wakeUp{0}; // protected by m_mutex
-    pthread_mutex_t m_mutex{};
-    pthread_cond_t m_condition{};
+    std::atomic<uint32_t> m_insertionQuota{0}; ///< insertions that are reserved and not used yet
+    std::atomic<uint16_t> m_lockCount{0};      ///< the holder and those who wait
+    uint8_t m_wakeUp{0};                       ///< protected by m_mutex
+    pthread_mutex_t m_mutex{};                 ///< of m_wakeUp
+    pthread_cond_t m_condition{};              ///< that m_wakeUp is raised
 };
 
 /// Makes the calling thread the holder of the slot; waits while another thread holds it.

@@ -15,6 +15,7 @@ namespace melnar {
 /// Errors     SystemCallException that names the file and the call. Interrupted reads are repeated.
 class MELNAR_EXPORT FileInputStream final : public InputStream, private Unmovable {
 public:
+    /// The size of the buffer, in bytes, unless another is asked for.
     static constexpr size_t BUFFER_SIZE = size_t(1) << 18;
 
     /// Use a smaller buffer to read many files concurrently.

@@ -54,6 +54,7 @@ public:
     /// Returns the name of the lock file, which must be removed after an interruption.
     const std::string& getLockFileName() const noexcept { return m_lockFileName; }
 
+    /// Returns the name of the lock file of a target.
     static std::string getLockFileNameOf(const melnar::TargetFile& target);
 
 private:

@@ -22,6 +22,7 @@ namespace melnar {
 ///            buffered bytes, since it could not report a failure.
 class MELNAR_EXPORT FileOutputStream final : public OutputStream, private Unmovable {
 public:
+    /// The size of the buffer, in bytes.
     static constexpr size_t BUFFER_SIZE = size_t(1) << 18;
 
     /// `flags` contains the access mode, and is added to the flags for opening the file. A new file gets the

@@ -46,6 +46,7 @@ public:
         return value;
     }
 
+    /// The same for a number of 32 bits.
     uint32_t readUInt32() {
         uint32_t value;
         readExactly(&value, sizeof(value));

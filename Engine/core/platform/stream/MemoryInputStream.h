@@ -10,6 +10,7 @@ namespace melnar {
 /// Reads bytes in memory, which belong to the caller and must outlive the stream.
 class MELNAR_EXPORT MemoryInputStream final : public InputStream {
 public:
+    /// Reads from the first of the bytes on.
     explicit MemoryInputStream(const std::string_view bytes) : m_remaining(bytes) {}
 
     const std::string& getName() const override { return m_name; }

@@ -18,6 +18,7 @@ public:
 
     void flush() override {}
 
+    /// Returns all bytes that were written.
     const std::string& getBytes() const noexcept { return m_bytes; }
 
 private:

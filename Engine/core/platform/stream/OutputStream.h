@@ -26,6 +26,8 @@ public:
 
     /// Writes the raw bytes of a number, in the machine's byte order.
     void writeUInt64(const uint64_t value) { write(&value, sizeof(value)); }
+
+    /// The same for a number of 32 bits.
     void writeUInt32(const uint32_t value) { write(&value, sizeof(value)); }
 
     /// Writes an 8-byte length and then the bytes, without a terminator.

@@ -40,9 +40,11 @@ public:
             m_shared->deallocate(bytes);
     }
 
+    ///@{
     /// Registers memory that can be reclaimed. It must be removed before it is destroyed.
     void addReclaimable(melnar::ReclaimableMemory& memory) noexcept;
     void removeReclaimable(melnar::ReclaimableMemory& memory) noexcept;
+    ///@}
 
     /// Notes that an owner of reclaimable memory has released some without a request, so an operation that failed for
     /// lack of memory is performed again. Takes no lock.
@@ -73,7 +75,10 @@ public:
         return m_outermost.m_numberOfRefusals.load(std::memory_order_relaxed);
     }
 
+    /// Returns the limit.
     size_t getReservedBytes() const noexcept { return m_reservedBytes; }
+
+    /// Returns the bytes of the limit that are not charged.
     size_t getFreeBytes() const noexcept { return m_freeBytes.load(std::memory_order_relaxed); }
 
 private:

@@ -42,6 +42,7 @@
 template<class T>
 class MemoryRegion : private Unmovable {
 public:
+    /// Makes an empty region, which charges the manager for all that is committed.
     explicit MemoryRegion(MemoryManager& memoryManager) noexcept;
     ~MemoryRegion() { deinitialize(); }
 
@@ -75,16 +76,24 @@ public:
     /// Replaces the region by a saved one. After a throw the region must be initialised again.
     void load(InputStream& inputStream);
 
+    ///@{
+    /// Returns the first item, or an item by its index, which must be below the end.
     T* getData() noexcept { return m_data; }
     const T* getData() const noexcept { return m_data; }
     T& operator[](const size_t index) noexcept { return m_data[index]; }
     const T& operator[](const size_t index) const noexcept { return m_data[index]; }
+    ///@}
 
     /// Returns the number of accessible items.
     size_t getEnd() const noexcept { return m_end.load(std::memory_order_acquire); } // G4
 
+    /// Returns the capacity.
     size_t getMaximumNumberOfItems() const noexcept { return m_maximumNumberOfItems; }
+
+    /// Returns the size of the accessible part in bytes, whole pages.
     size_t getCommittedBytes() const noexcept { return m_committedBytes.load(std::memory_order_relaxed); }
+
+    /// Returns the manager that is charged.
     MemoryManager& getMemoryManager() const noexcept { return m_memoryManager; }
 
 private:
