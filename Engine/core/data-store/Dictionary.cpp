@@ -43,10 +43,12 @@ const Prefixes& getNoPrefixes() {
     return s_noPrefixes;
 }
 
-[[noreturn]] void refuseDatatype(const BatchEntry& entry) {
+[[noreturn]] void refuseDatatype(const BatchEntry& entry, const void*) {
     throw MelnarException(FailureKind::REFUSED_LITERAL, SOURCE_FILE, LINE_UNKNOWN_DATATYPE, MelnarException::NO_CAUSES,
                           "There is no datatype with ID ", size_t(entry.m_datatypeID), ".");
 }
+
+constexpr BatchFailure::Refusal UNKNOWN_DATATYPE{&refuseDatatype};
 
 /// Throws the finding of verify: a literal that is refused, for this reason, or one that is found under another ID.
 [[noreturn]] void reportDamagedResource(const uint64_t resourceID, const uint64_t foundID,
@@ -124,7 +126,7 @@ void Dictionary::apply(const DictionaryOptions& options) {
 const Dictionary::Server& Dictionary::getServer(const uint8_t datatypeID) const {
     const Server& server = m_servers[datatypeID];
     if (server.m_datatype == nullptr)
-        refuseDatatype({{}, 0, datatypeID});
+        refuseDatatype({{}, 0, datatypeID}, nullptr);
     return server;
 }
 
@@ -225,7 +227,7 @@ void Dictionary::createMissing(DictionaryThreadContext& threadContext, const std
         else
             for (size_t number = 0; number < run.size(); ++number)
                 if (isMissing(run[number]))
-                    ofRun.emplace_back(number, run[number], &refuseDatatype);
+                    ofRun.emplace_back(number, run[number], UNKNOWN_DATATYPE);
         for (BatchFailure& failure : ofRun) {
             failure.m_entryIndex += begin + index;
             failures.push_back(std::move(failure));
@@ -281,7 +283,7 @@ void Dictionary::tryResolveResources(const DictionaryCommitPoint commitPoint, co
             else
                 for (size_t index = 0; index < served.size(); ++index) {
                     served[index].m_resourceID = 0;
-                    ofBlock.emplace_back(index, served[index], &refuseDatatype);
+                    ofBlock.emplace_back(index, served[index], UNKNOWN_DATATYPE);
                 }
             if (indexes != nullptr)
                 for (size_t failure = firstFailure; failure < ofBlock.size(); ++failure)

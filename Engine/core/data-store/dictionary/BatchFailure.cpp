@@ -15,6 +15,6 @@ BatchFailure BatchFailure::ofCurrentException(const size_t entryIndex) noexcept 
 void BatchFailure::throwException() const {
     if (m_exception)
         std::rethrow_exception(m_exception);
-    m_refuse(m_entry);
+    m_refusal.m_refuse(m_entry, m_refusal.m_rules);
     std::terminate(); // The caller has changed the bytes of the form, so it is no longer refused.
 }

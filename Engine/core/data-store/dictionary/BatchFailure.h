@@ -20,12 +20,15 @@
 /// Errors     std::bad_alloc from making an exception.
 class MELNAR_EXPORT BatchFailure {
 public:
-    /// Throws the reason why an entry is refused, which does not depend on the contents of the dictionary.
-    using Refuse = void (*)(const BatchEntry& entry);
+    /// How a datatype refuses entries, which does not depend on the contents of the dictionary.
+    struct Refusal {
+        void (*m_refuse)(const BatchEntry& entry, const void* rules); ///< throws the reason
+        const void* m_rules = nullptr; ///< which the datatype owns; they must outlive the failure
+    };
 
     /// Makes the failure of an entry that is refused.
-    BatchFailure(const size_t entryIndex, const BatchEntry& entry, const Refuse refuse) noexcept
-        : m_entryIndex(entryIndex), m_kind(FailureKind::REFUSED_LITERAL), m_refuse(refuse), m_entry(entry) {}
+    BatchFailure(const size_t entryIndex, const BatchEntry& entry, const Refusal& refusal) noexcept
+        : m_entryIndex(entryIndex), m_kind(FailureKind::REFUSED_LITERAL), m_refusal(refusal), m_entry(entry) {}
 
     /// Makes a failure of any kind from its exception.
     BatchFailure(const size_t entryIndex, const FailureKind kind, std::exception_ptr exception) noexcept
@@ -42,7 +45,7 @@ public:
     FailureKind m_kind;  ///< that of the exception
 
 private:
-    Refuse m_refuse = nullptr; // if there is no exception yet
-    BatchEntry m_entry;        // for m_refuse
+    Refusal m_refusal{}; // if there is no exception yet
+    BatchEntry m_entry;  // for m_refusal
     std::exception_ptr m_exception;
 };

@@ -28,7 +28,7 @@ constexpr auto ACCEPT = [](std::string_view& lexicalForm, uint8_t& datatypeID) n
 
 /// Throws the reason why an entry is refused.
 template<const PlainLiteralFailureLines& failureLines>
-void refuse(const BatchEntry& entry) {
+void refuse(const BatchEntry& entry, const void*) {
     size_t lexicalFormLength = entry.m_lexicalForm.size();
     uint8_t datatypeID = entry.m_datatypeID;
     AdaptiveResourceSizeEncoding::checkLength(lexicalFormLength);
@@ -212,7 +212,7 @@ std::vector<TableProfile> StringDatatype<T>::getTableProfiles(const size_t numbe
 template<class T>
 void StringDatatype<T>::resolveResources(DictionaryThreadContext* const threadContext,
                                          const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures) {
-    Base::resolveBatch(threadContext, entries, failures, ACCEPT, &refuse<RESOLVE_FAILURE_LINES>,
+    Base::resolveBatch(threadContext, entries, failures, ACCEPT, {&refuse<RESOLVE_FAILURE_LINES>},
                        [this](const uint8_t datatypeID) -> Table& { return selectTable(datatypeID); });
 }
 
@@ -220,7 +220,7 @@ template<class T>
 void StringDatatype<T>::tryResolveResources(const DictionaryCommitPoint commitPoint,
                                             const std::span<BatchEntry> entries,
                                             std::vector<BatchFailure>& failures) const {
-    Base::tryResolveBatch(commitPoint, entries, failures, ACCEPT, &refuse<TRY_RESOLVE_FAILURE_LINES>,
+    Base::tryResolveBatch(commitPoint, entries, failures, ACCEPT, {&refuse<TRY_RESOLVE_FAILURE_LINES>},
                           [this](const uint8_t datatypeID) -> Table& { return selectTable(datatypeID); });
 }
 
@@ -234,7 +234,7 @@ template<class T>
 void StringDatatype<T>::createResources(DictionaryThreadContext* const threadContext,
                                         const std::span<BatchEntry> entries, const uint64_t* const hashes,
                                         std::vector<BatchFailure>& failures) {
-    Base::createBatch(threadContext, entries, hashes, failures, ACCEPT, &refuse<RESOLVE_FAILURE_LINES>,
+    Base::createBatch(threadContext, entries, hashes, failures, ACCEPT, {&refuse<RESOLVE_FAILURE_LINES>},
                       [this](const uint8_t datatypeID) -> Table& { return selectTable(datatypeID); });
 }
 

@@ -93,20 +93,20 @@ protected:
     /// Withdraws a resource from its table.
     static void doDeleteUncommittedResourceID(Table& table, uint64_t resourceID) noexcept;
 
-    /// Resolves a batch. `accept` is as in PreparedEntries::prepare. `refuse` throws the reason why it refuses an
-    /// entry. `selectTable(datatypeID)` returns the table of a stored datatype ID: one for D_XSD_STRING, and one for
-    /// all others. Slots are held for one group of entries at a time, so a thread that waits for a resize does not wait
-    /// for another thread's whole batch.
+    /// Resolves a batch. `accept` is as in PreparedEntries::prepare, and `refusal` is for the entries that it refuses.
+    /// `selectTable(datatypeID)` returns the table of a stored datatype ID: one for D_XSD_STRING, and one for all
+    /// others. Slots are held for one group of entries at a time, so a thread that waits for a resize does not wait for
+    /// another thread's whole batch.
     template<class Accept, class SelectTable>
     void resolveBatch(DictionaryThreadContext* threadContext, std::span<BatchEntry> entries,
-                      std::vector<BatchFailure>& failures, const Accept& accept, BatchFailure::Refuse refuse,
+                      std::vector<BatchFailure>& failures, const Accept& accept, const BatchFailure::Refusal& refusal,
                       const SelectTable& selectTable);
 
     /// Looks a batch up. The arguments are those of resolveBatch.
     template<class Accept, class SelectTable>
     void tryResolveBatch(DictionaryCommitPoint commitPoint, std::span<BatchEntry> entries,
-                         std::vector<BatchFailure>& failures, const Accept& accept, BatchFailure::Refuse refuse,
-                         const SelectTable& selectTable) const;
+                         std::vector<BatchFailure>& failures, const Accept& accept,
+                         const BatchFailure::Refusal& refusal, const SelectTable& selectTable) const;
 
     /// The two halves of resolveBatch. Between them the thread holds no slot. See findResources and createResources.
     template<class Accept, class SelectTable>
@@ -115,7 +115,7 @@ protected:
 
     template<class Accept, class SelectTable>
     void createBatch(DictionaryThreadContext* threadContext, std::span<BatchEntry> entries, const uint64_t* hashes,
-                     std::vector<BatchFailure>& failures, const Accept& accept, BatchFailure::Refuse refuse,
+                     std::vector<BatchFailure>& failures, const Accept& accept, const BatchFailure::Refusal& refusal,
                      const SelectTable& selectTable);
 
     /// Reads the resources of a batch; see getResources.

@@ -269,7 +269,7 @@ template<class TablePolicy>
 template<class Accept, class SelectTable>
 void TableDatatype<TablePolicy>::resolveBatch(DictionaryThreadContext* const threadContext,
                                               const std::span<BatchEntry> entries, std::vector<BatchFailure>& failures,
-                                              const Accept& accept, const BatchFailure::Refuse refuse,
+                                              const Accept& accept, const BatchFailure::Refusal& refusal,
                                               const SelectTable& selectTable) {
     melnar::PreparedEntries prepared;
     for (size_t begin = 0; begin < entries.size(); begin += prepared.getSize()) {
@@ -282,7 +282,7 @@ void TableDatatype<TablePolicy>::resolveBatch(DictionaryThreadContext* const thr
         for (size_t index = 0; index < group.size(); ++index) {
             group[index].m_resourceID = groupProbe.getResourceID(index);
             if (prepared.isRefused(index)) [[unlikely]]
-                failures.emplace_back(begin + index, group[index], refuse);
+                failures.emplace_back(begin + index, group[index], refusal);
             else if (group[index].m_resourceID == 0)
                 try {
                     Table& table = selectTable(prepared.getDatatypeID(index));
@@ -330,12 +330,12 @@ template<class Accept, class SelectTable>
 void TableDatatype<TablePolicy>::tryResolveBatch(const DictionaryCommitPoint commitPoint,
                                                  const std::span<BatchEntry> entries,
                                                  std::vector<BatchFailure>& failures, const Accept& accept,
-                                                 const BatchFailure::Refuse refuse,
+                                                 const BatchFailure::Refusal& refusal,
                                                  const SelectTable& selectTable) const {
     lookUpBatch(commitPoint, false, entries, accept, selectTable,
                 [&](const size_t number, const melnar::PreparedEntries& prepared, const size_t index) {
                     if (prepared.isRefused(index)) [[unlikely]]
-                        failures.emplace_back(number, entries[number], refuse);
+                        failures.emplace_back(number, entries[number], refusal);
                 });
 }
 
@@ -356,7 +356,7 @@ template<class Accept, class SelectTable>
 void TableDatatype<TablePolicy>::createBatch(DictionaryThreadContext* const threadContext,
                                              const std::span<BatchEntry> entries, const uint64_t* const hashes,
                                              std::vector<BatchFailure>& failures, const Accept& accept,
-                                             const BatchFailure::Refuse refuse, const SelectTable& selectTable) {
+                                             const BatchFailure::Refusal& refusal, const SelectTable& selectTable) {
     EnteredTable enteredTable;
     size_t numberOfBytes = 0;
     for (size_t index = 0; index < entries.size(); ++index) {
@@ -366,7 +366,7 @@ void TableDatatype<TablePolicy>::createBatch(DictionaryThreadContext* const thre
         std::string_view form = entry.m_lexicalForm;
         uint8_t datatypeID = entry.m_datatypeID;
         if (form.size() >= AdaptiveResourceSizeEncoding::MAXIMUM_SIZE || !accept(form, datatypeID)) [[unlikely]] {
-            failures.emplace_back(index, entry, refuse);
+            failures.emplace_back(index, entry, refusal);
             continue;
         }
         numberOfBytes += form.size();

@@ -18,9 +18,12 @@ constexpr std::string_view MARKER = "TermDatatype";
 constexpr const char* const SOURCE_FILE = "Engine/core/data-store/terms/TermDatatype";
 constexpr long LINE_NOT_A_TERM_DATATYPE = 163;
 
-/// Throws the reason why an entry is refused.
-void refuse(const BatchEntry& entry) {
-    TermFamily::get(entry.m_datatypeID).check(entry.m_lexicalForm);
+/// Returns how entries are refused that the family does not allow.
+BatchFailure::Refusal getRefusal(const TermFamily& family) noexcept {
+    return {[](const BatchEntry& entry, const void* const rules) {
+                static_cast<const TermFamily*>(rules)->check(entry.m_lexicalForm);
+            },
+            &family};
 }
 
 } // namespace
@@ -183,7 +186,7 @@ void TermDatatype<T>::answerWithoutTable(const std::span<BatchEntry> entries, st
         BatchEntry& entry = entries[index];
         entry.m_resourceID = 0;
         if (isRefused(entry))
-            failures.emplace_back(index, entry, &refuse);
+            failures.emplace_back(index, entry, getRefusal(m_family));
         else if (isFailure)
             failures.push_back(BatchFailure::ofCurrentException(index));
     }
@@ -209,7 +212,7 @@ void TermDatatype<T>::resolveResources(DictionaryThreadContext* const threadCont
         answerWithoutTable(entries, failures, true);
         return;
     }
-    Base::resolveBatch(threadContext, entries, failures, getAccept(), &refuse,
+    Base::resolveBatch(threadContext, entries, failures, getAccept(), getRefusal(m_family),
                        [table](uint8_t) -> Table& { return *table; });
 }
 
@@ -221,7 +224,7 @@ void TermDatatype<T>::tryResolveResources(const DictionaryCommitPoint commitPoin
         answerWithoutTable(entries, failures, false);
         return;
     }
-    Base::tryResolveBatch(commitPoint, entries, failures, getAccept(), &refuse,
+    Base::tryResolveBatch(commitPoint, entries, failures, getAccept(), getRefusal(m_family),
                           [table](uint8_t) -> Table& { return *table; });
 }
 
@@ -242,7 +245,7 @@ void TermDatatype<T>::findResources(const std::span<BatchEntry> entries, uint64_
 template<class T>
 void TermDatatype<T>::createResources(DictionaryThreadContext* const threadContext, const std::span<BatchEntry> entries,
                                       const uint64_t* const hashes, std::vector<BatchFailure>& failures) {
-    Base::createBatch(threadContext, entries, hashes, failures, getAccept(), &refuse,
+    Base::createBatch(threadContext, entries, hashes, failures, getAccept(), getRefusal(m_family),
                       [this](uint8_t) -> Table& { return getOrMakeTable(); });
 }
 

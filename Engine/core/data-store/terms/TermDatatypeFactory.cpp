@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace melnar {
+using namespace melnar;
 
 TermDatatypeFactory::TermDatatypeFactory(const TermFamily& family)
     : DictionaryDatatypeFactory({{family.m_datatypeID, family.m_name}}), m_family(family) {}
@@ -100,5 +100,3 @@ bool TermDatatypeFactory::enumerateEqualResourceValues(const ResourceValue& reso
     equalValues.push_back(resourceValue);
     return true;
 }
-
-} // namespace melnar

@@ -2,16 +2,19 @@
 
 #include "Engine/core/data-store/dictionary/DictionaryDatatypeFactory.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
+#include "Engine/core/platform/Export.h"
 
-namespace melnar {
-
-/// The factory of a family of terms.
+/// The factory of a family of terms. One for a family of an application's own gives a datatype more to all dictionaries
+/// that are made or opened while it is there:
+///
+///     constexpr TermFamily ISBNS{100, "http://example.org/isbn", "ISBNs", ...};
+///     const TermDatatypeFactory s_isbnFactory(ISBNS);
 ///
 /// A value may have two parts, as TermDatatype returns it: the term's own part in the data, and the shared one in the
 /// auxiliary data. Parsed values have one part.
 ///
 /// Threads  Stateless: any threads concurrently.
-class TermDatatypeFactory : public DictionaryDatatypeFactory {
+class MELNAR_EXPORT TermDatatypeFactory : public DictionaryDatatypeFactory {
 public:
     /// The family must outlive the factory.
     explicit TermDatatypeFactory(const TermFamily& family);
@@ -58,5 +61,3 @@ public:
 private:
     const TermFamily& m_family;
 };
-
-} // namespace melnar

@@ -22,9 +22,10 @@ constexpr uint8_t D_DIRECTIONAL_STRING = 253;
 constexpr uint8_t D_TRIPLE_TERM = 254;
 ///@}
 
-/// The properties of a family of terms.
+/// The properties of a family of terms. A program can have families of its own, with other IDs and names; see
+/// TermDatatypeFactory.
 ///
-/// Threads  Constant: any threads at any time.
+/// Threads  Constant: any threads at any time, and so are its functions, which depend on the form alone.
 struct MELNAR_EXPORT TermFamily {
     /// The end of a form at which it has the text that it may share with others; see AffixTable.
     enum class AffixPlace : uint8_t {

@@ -48,16 +48,17 @@ TEST(BatchFailureTest, theKindIsThatOfTheException) {
 
 size_t s_numberOfRefusals;
 
-void refuse(const BatchEntry& entry) {
+void refuse(const BatchEntry& entry, const void* const rules) {
     ++s_numberOfRefusals;
     throw MelnarException("x", 1, MelnarException::NO_CAUSES, "Not '", std::string(entry.m_lexicalForm), "' of ",
-                          size_t(entry.m_datatypeID), ".");
+                          size_t(entry.m_datatypeID), ", by rule ", *static_cast<const size_t*>(rules), ".");
 }
 
 TEST(BatchFailureTest, aRefusalMakesItsExceptionOnRequest) {
     s_numberOfRefusals = 0;
     BatchEntry entry{"text", 0, 6};
-    const BatchFailure failure(3, entry, &refuse);
+    const size_t rule = 42;
+    const BatchFailure failure(3, entry, {&refuse, &rule});
     entry = {"other", 0, 5};
     EXPECT_EQ(3u, failure.m_entryIndex);
     EXPECT_EQ(FailureKind::REFUSED_LITERAL, failure.m_kind);
@@ -66,16 +67,16 @@ TEST(BatchFailureTest, aRefusalMakesItsExceptionOnRequest) {
         try {
             failure.throwException();
         } catch (const MelnarException& exception) {
-            EXPECT_EQ("Not 'text' of 6.", exception.getMessage());
+            EXPECT_EQ("Not 'text' of 6, by rule 42.", exception.getMessage());
         }
         EXPECT_EQ(time, s_numberOfRefusals);
     }
 }
 
-void refuseNothing(const BatchEntry&) {}
+void refuseNothing(const BatchEntry&, const void*) {}
 
 TEST(BatchFailureDeathTest, aRefusalThatIsNoneAnyMoreEndsTheProgram) {
-    const BatchFailure failure(3, {"text", 0, 6}, &refuseNothing);
+    const BatchFailure failure(3, {"text", 0, 6}, {&refuseNothing});
     EXPECT_DEATH(failure.throwException(), "");
 }
 
