@@ -3,9 +3,6 @@
 #include "Engine/core/data-store/dictionary/DictionaryCompactionState.h"
 
 #include <algorithm>
-#include <cstring>
-#include <numeric>
-#include <utility>
 
 /// Returns the new ID of each old one, 0 for what does not survive.
 std::vector<uint64_t> Dictionary::assignCompactIDs(const SurvivesCompaction& survives) const {
@@ -34,25 +31,14 @@ void Dictionary::compact(const std::vector<uint64_t>& newResourceIDs) {
     DictionaryCompactionState state(m_memoryManager);
     state.m_entries.initialize(numberOfSurvivors);
     state.m_entries.ensureEndAtLeast(numberOfSurvivors);
-    std::vector<uint64_t> dataOffsets(numberOfSurvivors + 1); // where the chunk of each new ID will start
     // One datatype after the other, which is the order of records that the datatypes need.
     for (size_t datatypeID = 0; datatypeID < NUMBER_OF_DATATYPE_IDS; ++datatypeID)
         if (m_servers[datatypeID].m_datatype != nullptr)
             for (uint64_t resourceID = 1; resourceID < newResourceIDs.size(); ++resourceID)
                 if (newResourceIDs[resourceID] != 0 && getDatatypeID(resourceID) == datatypeID)
-                    dataOffsets[newResourceIDs[resourceID]] =
-                        m_servers[datatypeID].m_datatype->prepareCompact(resourceID, newResourceIDs[resourceID], state);
-    std::exclusive_scan(dataOffsets.begin(), dataOffsets.end(), dataOffsets.begin(), uint64_t(0));
-    const auto [begin, end] = std::pair(state.m_entries.getData(), state.m_entries.getData() + state.m_numberOfEntries);
-    const size_t dataPoolBytes = std::accumulate(
-        begin, end, size_t(0), [](const size_t sum, const CompactionEntry& entry) { return sum + entry.dataSize; });
+                    m_servers[datatypeID].m_datatype->prepareCompact(resourceID, newResourceIDs[resourceID], state);
     DataPool dataPool(m_memoryManager);
-    dataPool.initialize(m_dataPool.getCapacity(), dataPoolBytes);
-    std::for_each(begin, end, [&](CompactionEntry& entry) {
-        const uint64_t dataOffset = dataOffsets[entry.resourceID];
-        std::memcpy(dataPool.getData() + dataOffset, m_dataPool.getData() + entry.dataOffset, entry.dataSize);
-        entry.dataOffset = dataOffset;
-    });
+    state.copyChunks(m_dataPool, dataPool);
 
     // From here on nothing fails.
     const uint64_t numberOfCommittedSurvivors = static_cast<uint64_t>(std::count_if(
