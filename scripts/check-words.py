@@ -26,7 +26,7 @@ FORBIDDEN = re.compile("|".join([
 
 # Where the phrases below are not allowed. A folder ends with a slash.
 PLAIN_FOLDERS = ("README.md", "ARCHITECTURE.md", "CHANGELOG.md", "CONTRIBUTING.md", "docs/", "Engine/", "Melnar.h",
-                 "melnar.h", "benchmarks/", "python/", "Reader/", "tests/", "tools/")
+                 "melnar.h", "benchmarks/", "examples/", "python/", "Reader/", "tests/", "tools/")
 # They list the phrases.
 LISTS = ("docs/glossary.md", "tests/scripts/check_words_test.py")
 # What separates two words: white space and, where a comment continues on the next line, its marker.
