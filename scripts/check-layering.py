@@ -141,6 +141,24 @@ def objections(root, path, text):
         yield f"an include that cannot be checked: {text}"
 
 
+def public_headers(root):
+    """What docs/interface.md calls public: names, or ends of paths."""
+    interface = (root / "docs" / "interface.md").read_text(encoding="utf-8")
+    listed = interface.partition("## Public headers")[2].partition("\n## ")[0]
+    return {"/" + header for header in re.findall(r"[A-Za-z0-9/-]*\.h\b", listed)}
+
+
+def example_objections(root):
+    """What speaks against the includes of the examples, which use what users have."""
+    public = public_headers(root)
+    for file in sorted((root / "examples").rglob("*.cpp")):
+        for number, line in enumerate(file.read_text(encoding="utf-8").splitlines(), 1):
+            include = INCLUDE.match(line)
+            quoted = include and re.match(r'"([^"]+)"', include[1])
+            if quoted and not any(("/" + quoted[1]).endswith(header) for header in public):
+                yield f"{file.relative_to(root).as_posix()}:{number}: \"{quoted[1]}\" is no public header"
+
+
 def main():
     root = Path(__file__).resolve().parent.parent
     files = 0
@@ -157,6 +175,7 @@ def main():
         for number, line in enumerate(file.read_text(encoding="utf-8").splitlines(), 1):
             if include := INCLUDE.match(line):
                 found += [f"{path}:{number}: {objection}" for objection in objections(root, path, include[1])]
+    found += example_objections(root)
     print("\n".join(found + [f"layering: {files} files, {len(found)} objections"]))
     sys.exit(1 if found or not files else 0)
 

@@ -2,7 +2,7 @@
 # test-consumer.sh BUILD_DIRECTORY WAY
 #
 # Builds programs of tests/consumer against the libraries of a finished build, as users would who found them in the given
-# WAY, and runs them. CXX and CXXFLAGS must be those of the build, since a sanitizer is a matter of the whole program.
+# WAY, and runs them. The way `guides` types the commands of docs/guides, which build and run the examples. CXX and CXXFLAGS must be those of the build, since a sanitizer is a matter of the whole program.
 set -euo pipefail
 
 build=$(realpath "$1")
@@ -125,6 +125,20 @@ subproject)
     cmake --install "$shared_build" --prefix "$prefix"
     [ ! -e "$prefix" ] || fail "a subproject installs $(find "$prefix" -type f)"
     [ ! -e "$shared_build/CPackConfig.cmake" ] || fail "a subproject makes packages"
+    ;;
+guides)
+    # With the compiler and the flags of the build, whose libraries stand in for those that the guides build.
+    mkdir "$scratch/bin"
+    printf '#!/bin/sh\nexec %s %s "$@"\n' "${CXX:-g++}" "${CXXFLAGS:-}" >"$scratch/bin/g++"
+    chmod +x "$scratch/bin/g++"
+    for guide in "$root"/docs/guides/*.md; do
+        home=$scratch/$(basename "$guide" .md)
+        mkdir "$home"
+        prefix=$home/melnar
+        install_libraries "$build"
+        commands=$(sed -n '/^```sh$/,/^```$/{/^```/d;p}' "$guide" | grep -v '^apt-get \|build/library')
+        (cd "$root" && HOME=$home PATH=$scratch/bin:$PATH bash -euxc "$commands")
+    done
     ;;
 shared)
     # What the test of the subproject has compiled, installed.
