@@ -60,12 +60,11 @@ void printMemory(const uint64_t numberOfStrings, DictionaryOptions options) {
 }
 
 void measureHeap() {
-    auto printGrowth = [last = size_t(0)](const char* const reason) mutable {
-        const size_t bytes = mallinfo2().uordblks + mallinfo2().hblkhd;
-        std::cout << std::setw(6) << (bytes - last) / 1024 << " KiB  " << reason << '\n';
-        last = bytes;
+    const auto getBytes = [] { return mallinfo2().uordblks + mallinfo2().hblkhd; };
+    auto printGrowth = [getBytes, last = getBytes()](const char* const reason) mutable {
+        std::cout << std::setw(6) << (getBytes() - last) / 1024 << " KiB  " << reason << '\n';
+        last = getBytes();
     };
-    printGrowth("the program before that");
     const auto dictionary = std::make_unique<Dictionary>(DictionaryOptions());
     printGrowth("a dictionary");
     DictionaryThread thread(*dictionary);
