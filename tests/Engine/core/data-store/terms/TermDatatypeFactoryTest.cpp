@@ -182,6 +182,19 @@ TEST_P(TermDatatypeFactoryTest, aFileTellsOfAnOwnFamilyIfItHasTermsOfIt) {
               catchException<MelnarException>([&] { readFromMemory(bytesWithCodes); }).getMessage());
 }
 
+TEST_P(TermDatatypeFactoryTest, aFileIsRefusedIfItsDatatypeHasAnotherNameHere) {
+    create(0, 10);
+    const std::string bytes = writeToMemory(*m_dictionary);
+    m_dictionary.reset();
+    m_factory.reset();
+    TermFamily other = m_family;
+    other.m_name = "http://example.org/other";
+    const TermDatatypeFactory otherFactory(other);
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'datatype " + std::to_string(m_datatypeID) +
+                  "': it serves other datatypes than this program's.",
+              catchException<MelnarException>([&] { readFromMemory(bytes); }).getMessage());
+}
+
 INSTANTIATE_TEST_SUITE_P(WidthsAndIDs, TermDatatypeFactoryTest,
                          testing::Combine(testing::Values(NARROW, WIDE), testing::Values(uint8_t(1), uint8_t(100))),
                          [](const auto& parameters) {
