@@ -3,14 +3,15 @@
 
     make_wheel.py PACKAGE OUTPUT [--strip PROGRAM]
 
-PACKAGE is the folder melnar of a build, OUTPUT the folder for the wheel, whose path is printed. The wheel is for the
-Python that runs this script. It does not list NumPy as a dependency, since pip would then try to download it.
+PACKAGE is the folder melnar of a build, with METADATA beside it, OUTPUT the folder for the wheel, whose path is printed.
+The wheel is for the Python that runs this script. It does not list NumPy as a dependency, since pip would then try to
+download it.
 """
 
 import argparse
 import base64
+import email
 import hashlib
-import importlib.util
 import subprocess
 import sys
 import sysconfig
@@ -18,29 +19,11 @@ import tempfile
 import zipfile
 from pathlib import Path
 
-METADATA = """Metadata-Version: 2.1
-Name: melnar
-Version: {version}
-Summary: String dictionary of an in-memory RDF store
-Requires-Python: >=3.11
-"""
-
 WHEEL = """Wheel-Version: 1.0
 Generator: make_wheel.py
 Root-Is-Purelib: false
 Tag: {tag}
 """
-
-
-def read_version(package):
-    """Returns the version of the library within the shared object."""
-    file = next(package.glob("_native.*.so"), None)
-    if file is None:
-        sys.exit(f"make_wheel.py: '{package}' has no module")
-    spec = importlib.util.spec_from_file_location("_native", file)
-    module = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(module)
-    return module.version()
 
 
 def main():
@@ -50,7 +33,8 @@ def main():
     parser.add_argument("--strip", help="the program that removes symbols from the module")
     arguments = parser.parse_args()
 
-    version = read_version(arguments.package)
+    metadata = (arguments.package.parent / "METADATA").read_bytes()
+    version = email.message_from_bytes(metadata)["Version"]
     python = f"cp{sys.version_info.major}{sys.version_info.minor}"
     tag = f"{python}-{python}-{sysconfig.get_platform().replace('-', '_').replace('.', '_')}"
     information = f"melnar-{version}.dist-info"
@@ -73,7 +57,7 @@ def main():
                 add(f"melnar/{file.name}", stripped.read_bytes(), 0o755)
             elif file.is_file():
                 add(f"melnar/{file.name}", file.read_bytes())
-        add(f"{information}/METADATA", METADATA.format(version=version).encode())
+        add(f"{information}/METADATA", metadata)
         add(f"{information}/WHEEL", WHEEL.format(tag=tag).encode())
         records.append(f"{information}/RECORD,,\n")
         archive.writestr(zipfile.ZipInfo(f"{information}/RECORD"), "".join(records))
