@@ -288,7 +288,7 @@ private:
         if (end > static_cast<size_t>(std::numeric_limits<Offset>::max()))
             throw MelnarException(FailureKind::FULL, SOURCE_FILE, LINE_TOO_MANY_BYTES, MelnarException::NO_CAUSES,
                                   "The first ", column.getStrings().size() + parts.size(), " strings of a column have ",
-                                  end, " bytes, more than offsets of ", 8 * sizeof(Offset), " bits can tell.");
+                                  end, " bytes, more than offsets of ", 8 * sizeof(Offset), " bits can represent.");
         column.append(parts.size(), numberOfBytes,
                       [&](const size_t index) -> const std::string_view& { return parts[index].*part; });
     }

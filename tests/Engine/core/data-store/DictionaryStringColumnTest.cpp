@@ -450,7 +450,7 @@ TEST_P(DictionaryStringColumnTest, offsetsThatAreTooNarrowAreReportedBeforeMemor
     ArrowColumn<int32_t> column;
     ArrowColumn<int32_t> tags;
     static_assert(512 * ((size_t(1) << 22) - 1) <= LARGEST);
-    EXPECT_EQ("The first 513 strings of a column have 2151676927 bytes, more than offsets of 32 bits can tell.",
+    EXPECT_EQ("The first 513 strings of a column have 2151676927 bytes, more than offsets of 32 bits can represent.",
               catchException<MelnarException>([&] { m_dictionary.decode(resourceIDs, column, &tags); }).getMessage());
     EXPECT_EQ(0u, column.getStrings().size());
     EXPECT_EQ(0u, tags.getStrings().size());
@@ -464,7 +464,7 @@ TEST(DictionaryStringColumnSlowTest, offsetsThatAreTooNarrowForTagsAreReportedTo
     const IDs resourceIDs(513, resourceID);
     ArrowColumn<int32_t> column;
     ArrowColumn<int32_t> tags;
-    EXPECT_EQ("The first 513 strings of a column have 2151677952 bytes, more than offsets of 32 bits can tell.",
+    EXPECT_EQ("The first 513 strings of a column have 2151677952 bytes, more than offsets of 32 bits can represent.",
               catchException<MelnarException>([&] { dictionary.decode(resourceIDs, column, &tags); }).getMessage());
     EXPECT_EQ(0u, column.getStrings().size());
     EXPECT_EQ(0u, tags.getStrings().size());
