@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Checks the pages of build/docs as Chromium shows them, from their files and without a network.
 
-Links, and the anchors in them, lead to what is there; images load; no page is empty; and what the comments of headers lay
-out by columns is a list, a table or preformatted. With two arguments checks the pages in the first folder, which show the
-repository in the second.
+Links, and the anchors in them, lead to what is there; images load; no page is empty; and what the comments of headers
+lay out by columns is a list, a table or preformatted. With two arguments checks the pages in the first folder, which
+show the repository in the second.
 """
 
 import json

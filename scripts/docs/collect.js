@@ -1,5 +1,5 @@
-// Opens the pages in a frame, one after the other, and leaves what it finds as JSON in the element "result". The window's
-// load event waits for them all, as each page is requested before the load event of the one before it has ended.
+// Opens the pages in a frame, one after the other, and leaves what it finds as JSON in the element "result". The load
+// event of the window waits for them all, as each page is requested before that of the page before it has ended.
 "use strict";
 
 // Returns the text of documents and comments that is no code.

@@ -30,8 +30,8 @@ def get_headers(root=ROOT):
 def get_public_headers(root=ROOT):
     """Returns the headers that the table of docs/interface.md lists.
 
-    A name without a folder is in the folder of the name before it. A folder is one of the root's, or else below the last
-    one of the root's in the same row.
+    A name without a folder is in the folder of the name before it. A folder is one of the root's, or else below the
+    last one of the root's in the same row.
     """
     text = (root / "docs/interface.md").read_text(encoding="utf-8")
     section = text.split("\n## Public headers\n")[1].split("\n## ")[0]
@@ -54,8 +54,10 @@ def get_page_id(path):
 
 
 def find_target(document, target, root=ROOT):
-    """Returns the file or folder to which a link of a document leads, and the heading in it; no path if it leads out of the
-    repository. A folder's README.md stands for the folder."""
+    """Returns the file or folder to which a link of a document leads, and the heading in it.
+
+    The path is None if it leads out of the repository. A folder's README.md stands for the folder.
+    """
     if SCHEME.match(target):
         return None, ""
     path, _, heading = target.partition("#")

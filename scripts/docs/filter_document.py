@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Prints a Markdown file as Doxygen shall read it: pages and headings get names, and links lead to them.
 
-The name of a heading is that of its page, an underscore, and the anchor that it has on GitHub. Lines keep their numbers.
+The name of a heading is that of its page, an underscore, and the anchor that it has on GitHub. Lines keep their
+numbers.
 """
 
 import html
@@ -26,8 +27,8 @@ def make_anchor(heading):
 def format_code(code):
     """Returns a span of code.
 
-    Doxygen makes a link of an address in it. It takes a single double quote for the start of a text that does not end with
-    the span. Between single ticks it ends the span at a single quote.
+    Doxygen makes a link of an address in it. It takes a single double quote for the start of a text that does not end
+    with the span. Between single ticks it ends the span at a single quote.
     """
     code = ADDRESS.sub(r"%\g<0>", code)
     if code.count('"') % 2 == 0:

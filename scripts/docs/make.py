@@ -49,7 +49,8 @@ def make_pages(documents, headers, targets):
             sources.add(target)
     pages += [f"@example {source}\n" for source in sorted(sources - set(documents + headers)) if not is_image(source)]
     parents = {parent.as_posix() for path in documents + headers for parent in PurePosixPath(path).parents}
-    pages += [f"@dir {parent}\n@ref architecture tells what is in which folder.\n" for parent in sorted(parents - {"."})]
+    pages += [f"@dir {parent}\n@ref architecture tells what is in which folder.\n"
+              for parent in sorted(parents - {"."})]
     return "".join(f"/**\n{page}*/\n\n" for page in pages)
 
 
@@ -81,11 +82,11 @@ def main():
                 "IMAGE_PATH": sorted({posixpath.dirname(target) for target in targets if is_image(target)}),
                 "HTML_OUTPUT": [str(OUTPUT)],
                 "PROJECT_NUMBER": [get_version()]}
-    configuration = "".join(f"{name} = {' '.join(values)}\n" for name, values in settings.items())
-    exit_code = subprocess.run(["doxygen", "-"], input="@INCLUDE = docs/Doxyfile\n" + configuration, text=True, cwd=ROOT,
-                               check=False).returncode
+    configuration = "@INCLUDE = docs/Doxyfile\n"
+    configuration += "".join(f"{name} = {' '.join(values)}\n" for name, values in settings.items())
+    run = subprocess.run(["doxygen", "-"], input=configuration, text=True, cwd=ROOT, check=False)
     mend_navigation()
-    return exit_code
+    return run.returncode
 
 
 if __name__ == "__main__":

@@ -10,7 +10,8 @@ from pathlib import Path
 
 CHECK = Path(__file__).resolve().parents[3] / "scripts/docs/check.py"
 
-IMAGE = base64.b64decode("iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mNk+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg==")
+IMAGE = base64.b64decode("iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mNk+M9QDwADhgGAWjR9awAAAABJRU5E"
+                         "rkJggg==")
 
 INTERFACE = """
 ## Public headers
@@ -45,8 +46,9 @@ LABELS = """<dl class="labels"><dt>Threads</dt><dd>Any threads, any time.</dd></
 STATES = """<dl class="labels"><dt>FLAG STATES</dt><dd><pre>LOW -raise-&gt; HIGH</pre></dd></dl>"""
 INVARIANTS = """<dl class="labels"><dt>INVARIANTS</dt><dd><ul><li><b>I1</b> one thread</li><li><b>I2</b> no</li></ul>
 </dd></dl>"""
-ORDERS = """<table class="orders"><tr><th>#</th><th>operation</th><th>order</th><th>pairs with</th><th>makes visible</th>
-<th>checked by</th></tr><tr><td>W1</td><td>raise</td><td>release</td><td>W2</td><td>the text</td><td>TSan</td></tr>
+ORDERS = """<table class="orders"><tr><th>#</th><th>operation</th><th>order</th><th>pairs with</th>
+<th>makes visible</th><th>checked by</th></tr>
+<tr><td>W1</td><td>raise</td><td>release</td><td>W2</td><td>the text</td><td>TSan</td></tr>
 <tr><td>W2</td><td>see it</td><td>acquire</td><td>W1</td><td></td><td>TSan</td></tr></table>"""
 LIFE = "<pre>low -&gt; high</pre>"
 
@@ -100,7 +102,8 @@ class CheckDocsTest(unittest.TestCase):
         self.assertEqual((0, ["docs: 2 pages, 5 links, 3 labels, 0 objections"]), self.check(SITE))
 
     def test_no_pages_are_no_pass(self):
-        self.assertEqual((1, "docs: 0 pages, 0 links, 0 labels"), (lambda code, lines: (code, lines[-1][:32]))(*self.check({})))
+        exit_code, lines = self.check({})
+        self.assertEqual((1, "docs: 0 pages, 0 links, 0 labels"), (exit_code, lines[-1][:32]))
 
     def test_links_images_and_texts_that_are_wrong(self):
         exit_code, lines = self.check({**SITE, **FAULTS})

@@ -40,8 +40,9 @@ ARCHITECTURE = """
 
 GUIDE = """# Guide
 
-[other](other.md), [heading](other.md#its-name), [below](#below), [up](../../README.md), [page](https://example.org/a.md),
-[source](../../examples/a.cpp), [folder](../../examples/), ![image](image.png), `[no link](none.cpp)`.
+[other](other.md), [heading](other.md#its-name), [below](#below), [up](../../README.md),
+[page](https://example.org/a.md), [source](../../examples/a.cpp), [folder](../../examples/),
+![image](image.png), `[no link](none.cpp)`.
 
 - item
 
@@ -74,12 +75,12 @@ class DocumentsTest(unittest.TestCase):
     def test_documents_are_found_by_their_place(self):
         for path in ("README.md", "docs/guides/a.md", "examples/README.md", "tests/no.md", "docs/no.txt"):
             self.write(path, "")
-        self.assertEqual(["ARCHITECTURE.md", "README.md", "docs/guides/a.md", "docs/interface.md", "examples/README.md"],
-                         documents.get_documents(self.root))
+        self.assertEqual(["ARCHITECTURE.md", "README.md", "docs/guides/a.md", "docs/interface.md",
+                          "examples/README.md"], documents.get_documents(self.root))
 
     def test_the_table_lists_headers_with_and_without_folders(self):
-        self.assertEqual(["All.h", "Engine/core/A.h", "Engine/core/B.h", "Engine/core/parts/C.h", "Engine/core/parts/D.h",
-                          "Engine/core/parts/E.h", "Reader/F.h", "Reader/parts/G.h"],
+        self.assertEqual(["All.h", "Engine/core/A.h", "Engine/core/B.h", "Engine/core/parts/C.h",
+                          "Engine/core/parts/D.h", "Engine/core/parts/E.h", "Reader/F.h", "Reader/parts/G.h"],
                          documents.get_public_headers(self.root))
 
     def test_headers_that_state_a_protocol_are_shown_too(self):

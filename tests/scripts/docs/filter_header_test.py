@@ -80,23 +80,24 @@ class FilterHeaderTest(unittest.TestCase):
     def test_comments_of_members_and_of_c_have_blocks_as_well(self):
         self.assertEqual(["x /** @file */", '    /// <dl class="labels"><dt>Units</dt><dd>Bytes.</dd></dl>'],
                          format_header("x\n    /// Units  Bytes.\n").splitlines())
-        self.assertEqual(["/** @file", " * Of C.", " *", ' * <dl class="labels"><dt>Units</dt><dd>Bytes.</dd></dl>', " */"],
-                         format_header("/** @file\n * Of C.\n *\n * Units  Bytes.\n */\n").splitlines())
+        self.assertEqual('/** @file\n * Of C.\n *\n * <dl class="labels"><dt>Units</dt><dd>Bytes.</dd></dl>\n */\n',
+                         format_header("/** @file\n * Of C.\n *\n * Units  Bytes.\n */\n"))
 
     def test_a_label_may_be_as_long_as_the_column_is_wide(self):
-        self.assertEqual('/// <dl class="labels"><dt>Errors</dt><dd>None.</dd>\n/// <dt>Completion</dt><dd>Now</dd></dl>',
-                         format_header("\n/// Errors     None.\n/// Completion Now\n").split("\n", 1)[1].rstrip("\n"))
+        lines = format_header("\n/// Errors     None.\n/// Completion Now\n").splitlines()
+        self.assertEqual(['/// <dl class="labels"><dt>Errors</dt><dd>None.</dd>',
+                          "/// <dt>Completion</dt><dd>Now</dd></dl>"], lines[1:])
 
     def test_a_paragraph_that_begins_like_a_label_stays_one(self):
         text = "/** @file */\n/// CHUNKS  A text\n/// that continues\n"
         self.assertEqual(text, format_header(text))
 
     def test_private_classes_are_hidden(self):
-        self.assertEqual(
-            ["class A { /** @file */", "    struct B {", "    };", "private:", "/** @cond */     class C {", "        int m;",
-             "    }; /** @endcond */", "    class D;", "};", "class E {", "    struct F {", "    };", "};"],
-            format_header("class A {\n    struct B {\n    };\nprivate:\n    class C {\n        int m;\n    };\n    class D;\n"
-                          "};\nclass E {\n    struct F {\n    };\n};\n").splitlines())
+        public = ["class A { /** @file */", "    struct B {", "    };", "private:"]
+        private = ["    class C {", "        int m;", "    };"]
+        rest = ["    class D;", "};", "class E {", "    struct F {", "    };", "};"]
+        hidden = ["/** @cond */     class C {", "        int m;", "    }; /** @endcond */"]
+        self.assertEqual(public + hidden + rest, format_header("\n".join(public + private + rest)).splitlines())
 
 
 if __name__ == "__main__":
