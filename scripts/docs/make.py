@@ -42,7 +42,8 @@ def make_pages(documents, headers, targets):
     sources = set()
     for target in sorted(targets - folders):
         if (ROOT / target).is_dir():
-            files = sorted(path.relative_to(ROOT).as_posix() for path in (ROOT / target).rglob("*") if path.is_file())
+            paths = (path for path in (ROOT / target).rglob("[!.]*") if path.is_file())
+            files = sorted(path.relative_to(ROOT).as_posix() for path in paths)
             pages.append(make_page_of_sources(target, files))
             sources.update(files)
         else:
