@@ -95,7 +95,7 @@ several processes, on one machine or several, which Open MPI connects.")
     set(CPACK_DEBIAN_MPI_PACKAGE_RECOMMENDS melnar-tools)
 endif()
 
-if(TARGET melnar-python)
+if(TARGET melnar-python AND EXISTS /usr/share/numpy3/versions) # of Debian's NumPy
     melnar_package(python python3-melnar python no "string dictionary for Python 3
 ${about}
 This package contains the module melnar, which works on arrays of NumPy and on

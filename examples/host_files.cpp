@@ -28,10 +28,14 @@ public:
         return m_strings->resolveResource(nullptr, text.data(), text.size(), D_XSD_STRING);
     }
 
+    /// While no thread resolves.
+    void commit() { m_commitPoint = m_nextID.load(); }
+
     /// While no thread resolves. The stream of a datatype does not tell the width of its buckets, so the file does.
     void save(OutputStream& output) const {
         const uint64_t numberOfResources = m_nextID - 1;
         output.writeUInt64(HAS_NARROW_BUCKETS);
+        output.writeUInt64(m_commitPoint);
         output.writeUInt64(numberOfResources);
         output.write(m_dataOffsets.getData() + 1, numberOfResources * sizeof(uint64_t));
         output.write(m_datatypeBytes.getData() + 1, numberOfResources);
@@ -41,11 +45,14 @@ public:
     }
 
     /// For a host that has nothing yet, while no other thread does anything. Trusts the file: the checks of dictionary
-    /// files are a part of Dictionary. Returns false for a file with buckets of another width.
+    /// files are a part of Dictionary. Returns false for a file with buckets of another width or too many resources.
     bool load(InputStream& input) {
         if (input.readUInt64() != HAS_NARROW_BUCKETS)
             return false;
+        const uint64_t commitPoint = input.readUInt64();
         const uint64_t numberOfResources = input.readUInt64();
+        if (numberOfResources > MAXIMUM || commitPoint > numberOfResources + 1)
+            return false;
         m_dataOffsets.ensureEndAtLeast(numberOfResources + 1);
         m_datatypeBytes.ensureEndAtLeast(numberOfResources + 1);
         input.readExactly(m_dataOffsets.getData() + 1, numberOfResources * sizeof(uint64_t));
@@ -53,14 +60,16 @@ public:
         const uint64_t dataPoolSize = input.readUInt64();
         m_dataPool.initialize(m_dataPool.getCapacity(), dataPoolSize);
         input.readExactly(m_dataPool.getData(), dataPoolSize);
+        m_nextID = numberOfResources + 1; // before the datatype: loadUntrusted compares its IDs with it
+        m_commitPoint = commitPoint;
         m_strings->load(input);
-        m_nextID = numberOfResources + 1;
         return true;
     }
 
 private:
     MemoryManager m_memory{size_t(1) << 30};
     std::atomic<uint64_t> m_nextID{1};
+    std::atomic<uint64_t> m_commitPoint{1}; // the first ID that is not committed
     MemoryRegion<uint64_t> m_dataOffsets{m_memory};
     MemoryRegion<std::atomic<uint8_t>> m_datatypeBytes{m_memory};
     DataPool m_dataPool{m_memory};
@@ -74,6 +83,7 @@ int main() {
     Host saved;
     for (const char* const city : {"Berlin", "Paris", "Rome"})
         saved.resolve(city);
+    saved.commit();
     melnar::MemoryOutputStream output; // melnar::FileOutputStream writes to a file.
     saved.save(output);
 

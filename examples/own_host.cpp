@@ -30,7 +30,7 @@ public:
 
     /// Returns the ID of a text that was there at the last commit, or 0. Any threads concurrently.
     uint64_t find(const std::string_view text) const {
-        return m_strings->tryResolveResource(m_commitPoint, text.data(), text.size(), D_XSD_STRING);
+        return m_strings->tryResolveResource({m_commitPoint}, text.data(), text.size(), D_XSD_STRING);
     }
 
     /// The datatype byte tells whether the resource exists, and makes its text visible. Any threads concurrently.
@@ -41,12 +41,12 @@ public:
         return text;
     }
 
-    /// While no thread adds.
-    void commit() { m_commitPoint = {m_nextID}; }
+    /// While no thread adds. Lookups go on: a thread that sees the new commit point finds everything before it.
+    void commit() { m_commitPoint = m_nextID.load(); }
 
     /// While no thread adds. The datatype forgets the text; the host clears the byte.
     void rollback() {
-        for (uint64_t id = m_commitPoint.m_resourceID; id < m_nextID; ++id)
+        for (uint64_t id = m_commitPoint; id < m_nextID; ++id)
             if (m_datatypeBytes[id] != D_INVALID) { // An earlier rollback has withdrawn the others.
                 m_strings->deleteUncommittedResourceID(id, D_XSD_STRING);
                 m_datatypeBytes[id].store(D_INVALID, std::memory_order_release);
@@ -68,7 +68,7 @@ public:
         m_strings->finishCompact(state);   // stores offsets and bytes of the new IDs, and fills its tables anew
         m_dataOffsets.truncate(newID);
         m_datatypeBytes.truncate(newID);
-        m_commitPoint = {m_nextID = newID};
+        m_commitPoint = m_nextID = newID;
     }
 
 private:
@@ -80,7 +80,7 @@ private:
     MemoryRegion<std::atomic<uint8_t>> m_datatypeBytes{m_memory};
     DataPool m_dataPool{m_memory};
     std::unique_ptr<DictionaryDatatype> m_strings; // refers to what stands above, and is destroyed before it
-    DictionaryCommitPoint m_commitPoint{1};
+    std::atomic<uint64_t> m_commitPoint{1};        // the first ID that is not committed
 };
 
 int main() {

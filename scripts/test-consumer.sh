@@ -127,15 +127,18 @@ subproject)
     [ ! -e "$shared_build/CPackConfig.cmake" ] || fail "a subproject makes packages"
     ;;
 guides)
-    # With the compiler and the flags of the build, whose libraries stand in for those that the guides build.
+    # With the compiler and the flags of the build. One build, kept like shared_build, stands in for that of each guide,
+    # which differs in optimisation and prefix alone; the folders of the finished build may be those of packages.
+    library=$build/consumer/library
+    CXXFLAGS="${CXXFLAGS:-} -O0" cmake -S "$root" -B "$library" -G Ninja -DMELNAR_BUILD_TOOL=OFF
+    cmake --build "$library"
     mkdir "$scratch/bin"
     printf '#!/bin/sh\nexec %s %s "$@"\n' "${CXX:-g++}" "${CXXFLAGS:-}" >"$scratch/bin/g++"
     chmod +x "$scratch/bin/g++"
     for guide in "$root"/docs/guides/*.md; do
         home=$scratch/$(basename "$guide" .md)
         mkdir "$home"
-        prefix=$home/melnar
-        install_libraries "$build"
+        cmake --install "$library" --prefix "$home/melnar"
         commands=$(sed -n '/^```sh$/,/^```$/{/^```/d;p}' "$guide" | grep -v '^apt-get \|build/library')
         (cd "$root" && HOME=$home PATH=$scratch/bin:$PATH bash -euxc "$commands")
     done

@@ -23,12 +23,13 @@ quietly() { # COMMAND...
 
 make_bare_debian() {
     mkdir -p "$debian"
+    chmod 700 "$debian" # the settings of apt may have a password
     quietly apt-get update
     apt-config dump Acquire >"$debian/apt.conf"
     # shellcheck disable=SC2016 # apt-get knows these, not the shell
     apt-get indextargets --format 'deb $(REPO_URI) $(CODENAME) $(COMPONENT)' 'Created-By: Packages' 'Origin: Debian' |
         sort -u >"$debian/sources.list"
-    quietly mmdebstrap --variant=minbase --mode=root --aptopt="$debian/apt.conf" bookworm "$debian/new.tar" \
+    quietly mmdebstrap --variant=minbase --include=ca-certificates --mode=root --aptopt="$debian/apt.conf" bookworm "$debian/new.tar" \
         "$debian/sources.list"
     mv "$debian/new.tar" "$debian/bare.tar"
 }
@@ -52,7 +53,7 @@ purge() { # PACKAGE...
 }
 
 [ -e "$debian/bare.tar" ] || make_bare_debian
-trap 'rm -rf "$root"' EXIT
+trap 'rm -rf "$root"; chown -R --reference=. "$debian"' EXIT # so that who owns this folder can remove it
 rm -rf "$root"
 mkdir "$root"
 tar -C "$root" -xf "$debian/bare.tar"

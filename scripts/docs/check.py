@@ -113,7 +113,10 @@ class Checker:
                     self.found.append(f"a row of memory orders has other columns: {row}")
         lists = [label["invariants"] for label in self.labels]
         lists += [[row[0] for row in table[1:]] for table in tables if table[0] == ORDERS_HEADING]
-        for path, names in PROTOCOL.findall((self.root / "ARCHITECTURE.md").read_text(encoding="utf-8")):
+        protocols = PROTOCOL.findall((self.root / "ARCHITECTURE.md").read_text(encoding="utf-8"))
+        if not protocols:
+            self.found.append("ARCHITECTURE.md lists no protocols")
+        for path, names in protocols:
             for letter, last in re.findall(r"([A-Z])1 to \1(\d+)", names):
                 if [f"{letter}{number}" for number in range(1, int(last) + 1)] not in lists:
                     self.found.append(f"{path}: {letter}1 to {letter}{last} are neither a list nor a table")

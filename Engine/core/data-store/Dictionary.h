@@ -119,7 +119,7 @@ public:
     void getResources(std::span<BatchEntry> entries) const;
 
     /// Returns the part of a lexical form that an entry of getResources leaves out: the front of an IRI or of a blank
-    /// node's label, the end of any other form. Valid until a compaction, or until the dictionary is destroyed.
+    /// node's label, the end of any other built-in form (TermFamily::m_affixPlace). Valid until a compaction, or until the dictionary is destroyed.
     [[nodiscard]] std::string_view getAffix(const BatchEntry& entry) const noexcept;
 
     /// Appends the whole lexical form of an entry of getResources.
@@ -307,8 +307,8 @@ public:
     /// in ascending order of their old ones, stores their literals densely in the order of the new IDs, and releases
     /// the memory after them. Returns a vector that maps old IDs to new ones, with 0 for what has not survived. What
     /// was committed stays committed. Starts a new generation of the history. Needs memory for a second copy of the
-    /// literals while it runs, and 16 bytes per resource outside of the memory limit; after a throw nothing has
-    /// changed.
+    /// literals and for 32 bytes per resource while it runs, and 16 bytes per resource outside of the memory limit;
+    /// after a throw nothing has changed.
     std::vector<uint64_t> compact(const SurvivesCompaction& survives = nullptr);
 
     /// Checks that a lookup finds every resource under its own ID, so no string is there twice, and that every plain

@@ -8,14 +8,14 @@ class MemoryManager;
 /// How a dictionary is made or opened: its limits, and how it works. Options change no ID. Only the largest number of
 /// resources is saved. Near the memory limit they may change the place of a string in the data pool.
 struct DictionaryOptions {
-    /// More than any address space has room for.
+    /// The largest limit that has an effect: no data pool is larger.
     static constexpr size_t NO_MEMORY_LIMIT = size_t(1) << 44;
 
     /// As many resources as the memory limit has room for.
     static constexpr uint64_t AS_MANY_AS_FIT = ~uint64_t(0);
 
     /// The number of bytes that the dictionary may commit: terms, hash tables and everything that grows with them. The
-    /// limit does not include the objects of the dictionary (95 KiB, and 33 KiB more for each family of terms that it
+    /// limit does not include the objects of the dictionary (93 KiB, and 32 KiB more for each family of terms that it
     /// has besides strings), what an operation needs while it runs (its contract states this if it grows with the
     /// dictionary), and the exceptions that it throws. All shards of a ShardedDictionary share the limit.
     size_t m_memoryLimit = NO_MEMORY_LIMIT;

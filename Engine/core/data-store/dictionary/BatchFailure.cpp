@@ -16,5 +16,5 @@ void BatchFailure::throwException() const {
     if (m_exception)
         std::rethrow_exception(m_exception);
     m_refusal.m_refuse(m_entry, m_refusal.m_rules);
-    std::terminate(); // The caller has changed the bytes of the form, so it is no longer refused.
+    std::terminate(); // The bytes of the form have changed, or its datatype answers differently now.
 }

@@ -14,8 +14,8 @@
 /// succeed with a larger limit.
 ///
 /// Ownership  A failure of kind REFUSED_LITERAL refers to the bytes of the entry's lexical form, which are the
-///            caller's: its exception may be requested only while they exist and are unchanged. Other failures refer to
-///            nothing.
+///            caller's, and to the rules of its datatype: its exception may be requested only while they exist, and
+///            the bytes are unchanged. Other failures refer to nothing.
 /// Threads    One thread at a time.
 /// Errors     std::bad_alloc from making an exception.
 class MELNAR_EXPORT BatchFailure {
@@ -23,7 +23,7 @@ public:
     /// How a datatype refuses entries, which does not depend on the contents of the dictionary.
     struct Refusal {
         void (*m_refuse)(const BatchEntry& entry, const void* rules); ///< throws the reason
-        const void* m_rules = nullptr; ///< which the datatype owns; they must outlive the failure
+        const void* m_rules = nullptr; ///< of the datatype, for the function; they must outlive the failure
     };
 
     /// Makes the failure of an entry that is refused.

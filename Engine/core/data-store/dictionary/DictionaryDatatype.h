@@ -70,7 +70,8 @@ public:
     /// ID and has an entry for every ID that the datatype serves.
     virtual void initializeForSnapshot(const std::vector<uint64_t>& resourceCounts) = 0;
 
-    /// Returns how many records a compaction needs beside those that prepareCompact appends.
+    /// Returns how many records a compaction needs beside those that prepareCompact appends. Dictionary has room for
+    /// those of prepareCompact only, so its datatypes must return 0.
     virtual size_t getNumberOfMappableEntriesInCompaction() = 0;
 
     /// Appends the record of a resource that survives a compaction; returns the size of its chunk. The state must have

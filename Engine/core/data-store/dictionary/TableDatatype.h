@@ -61,7 +61,7 @@ public:
     void limitCollisions(size_t largestNumberOfCollisions) override;
 
 protected:
-    /// How strings are stored and compared; see above.
+    /// How literals are stored and compared; see above.
     using Policy = TablePolicy;
 
     /// What a bucket holds: a resource ID.

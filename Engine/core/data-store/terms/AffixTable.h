@@ -73,7 +73,7 @@ public:
     /// Returns the bytes that texts, records and indexes take.
     size_t getCommittedBytes() const noexcept;
 
-    /// Writes all texts with their numbers.
+    /// Writes all texts in the order of their numbers.
     void save(OutputStream& outputStream) const;
 
     /// Replaces all texts by saved ones.

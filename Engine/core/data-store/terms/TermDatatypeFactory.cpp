@@ -1,6 +1,8 @@
 #include "Engine/core/data-store/terms/TermDatatypeFactory.h"
 
+#include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/terms/TermDatatype.h"
+#include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/StringEscaping.h"
 
 #include <algorithm>
@@ -8,8 +10,22 @@
 
 using namespace melnar;
 
+namespace {
+
+constexpr const char* const SOURCE_FILE = "Engine/core/data-store/terms/TermDatatypeFactory";
+constexpr long LINE_INVALID_ID = 18;
+
+const TermFamily& check(const TermFamily& family) {
+    if (family.m_datatypeID == D_INVALID)
+        throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_INVALID_ID, MelnarException::NO_CAUSES,
+                              "The family of terms '", family.m_name, "' has the datatype ID that no resource has.");
+    return family;
+}
+
+} // namespace
+
 TermDatatypeFactory::TermDatatypeFactory(const TermFamily& family)
-    : DictionaryDatatypeFactory({{family.m_datatypeID, family.m_name}}), m_family(family) {}
+    : DictionaryDatatypeFactory({{check(family).m_datatypeID, family.m_name}}), m_family(family) {}
 
 TermDatatypeFactory::~TermDatatypeFactory() = default;
 

@@ -4,8 +4,8 @@
 #include "Engine/core/data-store/terms/TermFamily.h"
 #include "Engine/core/platform/Export.h"
 
-/// The factory of a family of terms. One for a family of an application's own gives a datatype more to all dictionaries
-/// that are made or opened while it is there:
+/// The factory of a family of terms. One for a family of a program's own adds a datatype to all dictionaries that are
+/// made or opened after the factory, and to all shards of a ShardedDictionary that is made after it:
 ///
 ///     constexpr TermFamily ISBNS{100, "http://example.org/isbn", "ISBNs", ...};
 ///     const TermDatatypeFactory s_isbnFactory(ISBNS);
@@ -13,10 +13,14 @@
 /// A value may have two parts, as TermDatatype returns it: the term's own part in the data, and the shared one in the
 /// auxiliary data. Parsed values have one part.
 ///
-/// Threads  Stateless: any threads concurrently.
+/// Ownership  Refers to the family. Factory and family must outlive every dictionary that was made or opened while the
+///            factory existed, and every BatchFailure of these dictionaries.
+/// Threads    Stateless: any threads concurrently. Construction and destruction: while no thread makes or opens a
+///            dictionary or uses a ShardedDictionary, which may make shards at any time.
+/// Errors     The constructor throws MelnarException of kind MISUSE for a family with ID D_INVALID.
 class MELNAR_EXPORT TermDatatypeFactory : public DictionaryDatatypeFactory {
 public:
-    /// The family must outlive the factory.
+    /// Makes the factory and registers it, unless another one has the family's ID or name.
     explicit TermDatatypeFactory(const TermFamily& family);
     ~TermDatatypeFactory() override;
 

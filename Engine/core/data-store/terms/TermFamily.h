@@ -33,13 +33,13 @@ struct MELNAR_EXPORT TermFamily {
         BACK   ///< after it
     };
 
-    uint8_t m_datatypeID;         ///< of the family
-    const char* m_name;           ///< under which the datatype is registered
-    const char* m_plural;         ///< the name of its terms in statistics
-    AffixPlace m_affixPlace;      ///< of its forms
-    uint32_t m_numberOfSightings; ///< how often a text must be seen before it is shared
+    uint8_t m_datatypeID;        ///< of the family, 1 to 255
+    const char* m_name;          ///< under which the datatype is registered
+    const char* m_plural;        ///< the name of its terms in statistics
+    AffixPlace m_affixPlace;     ///< of its forms
+    uint8_t m_numberOfSightings; ///< how often a text must be seen before it is shared
 
-    /// Returns the length of the text that a form may share with others, or 0.
+    /// Returns the length of the text that a form may share with others, or 0; at most the length of the form.
     size_t (*m_getAffixLength)(std::string_view lexicalForm) noexcept;
 
     /// Returns whether the family allows a form: printed, it cannot be mistaken for another term. IRIs are not checked.

@@ -10,6 +10,7 @@
 #include "Engine/core/data-store/terms/TermFamily.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -113,7 +114,7 @@ private:
     bool isAffixInFront() const noexcept { return m_family.m_affixPlace == TermFamily::AffixPlace::FRONT; }
 
     uint32_t getAffixNumberFor(const std::string_view lexicalForm) const noexcept {
-        const size_t length = m_family.m_getAffixLength(lexicalForm);
+        const size_t length = std::min(m_family.m_getAffixLength(lexicalForm), lexicalForm.size());
         return m_affixes.getNumberFor(isAffixInFront() ? lexicalForm.substr(0, length)
                                                        : lexicalForm.substr(lexicalForm.size() - length));
     }

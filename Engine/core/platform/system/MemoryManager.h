@@ -33,7 +33,7 @@ public:
     /// Charges `bytes`, or throws if fewer are free.
     void allocate(size_t bytes);
 
-    /// Returns `bytes` that were charged before.
+    /// Takes back `bytes` that were charged before.
     void deallocate(const size_t bytes) noexcept {
         m_freeBytes.fetch_add(bytes, std::memory_order_relaxed);
         if (m_shared != nullptr)

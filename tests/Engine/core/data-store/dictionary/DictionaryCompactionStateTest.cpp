@@ -3,6 +3,7 @@
 #include "Engine/core/data-store/dictionary/DataPool.h"
 #include "Engine/core/platform/MemoryExhaustedException.h"
 #include "Engine/core/platform/system/MemoryManager.h"
+#include "tests/support/CaughtException.h"
 
 #include <gtest/gtest.h>
 
@@ -57,6 +58,20 @@ TEST_F(DictionaryCompactionStateTest, withoutRecordsThePoolIsEmpty) {
     m_state.copyChunks(m_from, m_to);
     EXPECT_EQ(0u, m_to.getEnd());
     EXPECT_EQ(CAPACITY, m_to.getCapacity());
+}
+
+TEST_F(DictionaryCompactionStateTest, refusesIDsThatAreNotDense) {
+    for (const uint64_t resourceID : {uint64_t(0), uint64_t(3)}) {
+        m_state.m_numberOfEntries = 0;
+        add(1, "first");
+        add(resourceID, "other");
+        const uint64_t dataOffset = m_state.m_entries[1].dataOffset;
+        const MelnarException exception = catchException<MelnarException>([&] { m_state.copyChunks(m_from, m_to); });
+        EXPECT_EQ(FailureKind::MISUSE, exception.getKind());
+        EXPECT_EQ("A compaction has 2 records, and one of them is for resource " + std::to_string(resourceID) + ".",
+                  exception.getMessage());
+        EXPECT_EQ(dataOffset, m_state.m_entries[1].dataOffset);
+    }
 }
 
 TEST_F(DictionaryCompactionStateTest, withoutMemoryTheRecordsStay) {

@@ -191,8 +191,38 @@ TEST_P(TermDatatypeFactoryTest, aFileIsRefusedIfItsDatatypeHasAnotherNameHere) {
     other.m_name = "http://example.org/other";
     const TermDatatypeFactory otherFactory(other);
     EXPECT_EQ("Dictionary file 'memory' is damaged: section 'datatype " + std::to_string(m_datatypeID) +
-                  "': it serves other datatypes than this program's.",
+                  "': it serves datatypes other than those of this program.",
               catchException<MelnarException>([&] { readFromMemory(bytes); }).getMessage());
+}
+
+/// More than there is of a form counts as all of it.
+size_t getTooLargeLength(const std::string_view form) noexcept {
+    return form.size() + 1;
+}
+
+TEST_P(TermDatatypeFactoryTest, aSharedPartIsNoLongerThanItsForm) {
+    m_dictionary.reset();
+    for (const TermFamily::AffixPlace affixPlace : {TermFamily::AffixPlace::FRONT, TermFamily::AffixPlace::BACK}) {
+        m_factory.reset();
+        TermFamily family = m_family;
+        family.m_affixPlace = affixPlace;
+        family.m_numberOfSightings = 1;
+        family.m_getAffixLength = &getTooLargeLength;
+        m_factory.emplace(family);
+        m_dictionary = std::make_unique<Dictionary>(m_options);
+        expectCodes(create(0, 100));
+        m_dictionary.reset();
+    }
+}
+
+TEST_P(TermDatatypeFactoryTest, aFamilyNeedsAnID) {
+    TermFamily family = m_family;
+    family.m_datatypeID = D_INVALID;
+    const MelnarException exception =
+        catchException<MelnarException>([&] { const TermDatatypeFactory factory(family); });
+    EXPECT_EQ(FailureKind::MISUSE, exception.getKind());
+    EXPECT_EQ("The family of terms 'http://example.org/code' has the datatype ID that no resource has.",
+              exception.getMessage());
 }
 
 INSTANTIATE_TEST_SUITE_P(WidthsAndIDs, TermDatatypeFactoryTest,
