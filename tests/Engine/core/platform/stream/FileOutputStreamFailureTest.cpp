@@ -204,7 +204,7 @@ TEST(FileOutputStreamFailureTest, failedRewritesAreReportedWithTheirPlaces) {
     const Failure failures[] = {
         {Call::PWRITE, "pwrite", "Cannot write to file '", 101, false},
         {Call::PREAD, "pread", "Cannot read file '", 114, true},
-        {Call::FTRUNCATE, "ftruncate", "Cannot cut file '", 128, true},
+        {Call::FTRUNCATE, "ftruncate", "Cannot truncate file '", 128, true},
     };
     for (const Failure& failure : failures) {
         const TemporaryDirectory directory;
