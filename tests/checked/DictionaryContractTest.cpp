@@ -1,7 +1,6 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
-#include "Engine/core/platform/FailureKind.h"
-#include "Engine/core/platform/MelnarException.h"
+#include "tests/checked/IsRefused.h"
 
 #include <gtest/gtest.h>
 
@@ -23,19 +22,6 @@ namespace {
 using Kind = RunningOperations::Kind;
 
 constexpr DictionaryOptions OPTIONS{.m_memoryLimit = size_t(16) << 20};
-
-/// Returns whether an operation is refused as a misuse.
-template<class Operation>
-bool isRefused(const Operation& operation) {
-    try {
-        operation();
-        return false;
-    } catch (const MelnarException& exception) {
-        EXPECT_EQ(FailureKind::MISUSE, exception.getKind());
-        EXPECT_EQ("Engine/core/data-store/RunningOperations", exception.getSourceFileName());
-        return true;
-    }
-}
 
 constexpr Kind KINDS[] = {Kind::READ, Kind::RESOLVE, Kind::COMMIT, Kind::SAVE, Kind::ALONE};
 
@@ -155,6 +141,37 @@ TEST_F(DictionaryMisuseTest, answersThatOverlapTheirQuestionsAreRefused) {
     EXPECT_EQ(2u, apart);
 }
 
+TEST_F(DictionaryMisuseTest, answersThatOverlapTheTextsOfTheirQuestionsAreRefused) {
+    alignas(uint64_t) char bytes[] = "fifteenletters.";
+    const std::span<uint64_t> answers(reinterpret_cast<uint64_t*>(bytes), 1);
+    const std::string_view inside(bytes + 7, 4); // its first byte is the last of the answer
+    const std::string_view after(bytes + 8, 4);
+    const int32_t offsets[] = {7, 11};
+    const uint8_t* const validity = reinterpret_cast<const uint8_t*>(bytes);
+    std::vector<BatchFailure> failures;
+    const auto resolve = [&](const Term& term) { m_dictionary.resolveTerms(m_thread, {&term, 1}, answers, failures); };
+    const auto encode = [&](const std::string_view text, const std::string_view languageTag) {
+        m_dictionary.encode(m_thread, std::span(&text, 1), answers, languageTag);
+    };
+    const auto encodeArrow = [&](const ArrowStrings<int32_t>& texts) { m_dictionary.encode(m_thread, texts, answers); };
+    EXPECT_TRUE(isRefused([&] { resolve({.m_kind = Term::Kind::LITERAL, .m_text = inside}); }));
+    EXPECT_TRUE(isRefused([&] { resolve({.m_kind = Term::Kind::LITERAL, .m_text = "x", .m_language = inside}); }));
+    EXPECT_TRUE(isRefused([&] { resolve({.m_kind = Term::Kind::LITERAL, .m_text = "x", .m_datatype = inside}); }));
+    EXPECT_TRUE(isRefused([&] { encode(inside, ""); }));
+    EXPECT_TRUE(isRefused([&] { encode("text", inside.substr(0, 1)); }));
+    EXPECT_TRUE(isRefused([&] { encodeArrow({bytes, offsets}); }));
+    EXPECT_TRUE(isRefused([&] { encodeArrow({"is elsewhere", offsets, validity}); }));
+    EXPECT_STREQ("fifteenletters.", bytes) << "nothing was written";
+
+    const int32_t offsetsAfter[] = {8, 12};
+    EXPECT_FALSE(isRefused([&] { encode(after, ""); }));
+    EXPECT_EQ(2u, answers.front());
+    EXPECT_FALSE(isRefused([&] {
+        encodeArrow({bytes, offsetsAfter, validity + 8});
+    })) << "bytes of no string may overlap";
+    EXPECT_EQ(2u, answers.front());
+}
+
 TEST_F(DictionaryMisuseTest, aDestructionBesideAnotherOperationEndsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(
@@ -169,7 +186,7 @@ TEST_F(DictionaryMisuseTest, aDestructionBesideAnotherOperationEndsTheProcess) {
                 return true;
             });
         },
-        "compacts or destroys it was started on a dictionary while another one compacts or destroys it");
+        "must run alone was started on a dictionary while another one must run alone");
 }
 
 TEST_F(DictionaryMisuseTest, aFormThatStartsInItsBatchIsRefused) {

@@ -349,6 +349,7 @@ private:
     friend class melnar::DictionaryFile;
     friend class DictionaryIterator;
     friend class DictionaryThread;
+    friend class ShardedDictionary;
 
     /// A datatype object and the factory that made it.
     struct Datatype {

@@ -135,8 +135,8 @@ private:
     static constexpr long LINE_NO_STRING = 163;
     static constexpr long LINE_TOO_MANY_BYTES = 178;
 
-    // The columns of input. `add` adds an entry to a batch and returns its bytes of text; `getBytes` returns the memory
-    // of the column.
+    // The columns of input. `add` adds an entry to a batch and returns its bytes of text; `forEachMemory` visits the
+    // memory of the column and of its texts.
 
     struct TermQuestions {
         static constexpr const char* NOUN = " terms";
@@ -147,7 +147,13 @@ private:
             batch.add(m_terms[index]);
             return m_terms[index].m_text.size();
         }
-        auto getBytes() const noexcept { return std::as_bytes(m_terms); }
+        template<class Visit>
+        void forEachMemory(const Visit& visit) const {
+            visit(std::as_bytes(m_terms));
+            for (const Term& term : m_terms)
+                for (const std::string_view part : {term.m_text, term.m_language, term.m_datatype})
+                    visit(std::as_bytes(std::span(part)));
+        }
 
         std::span<const Term> m_terms;
     };
@@ -161,7 +167,13 @@ private:
             batch.add(m_texts[index], m_languageTag);
             return m_texts[index].size() + m_languageTag.size();
         }
-        auto getBytes() const noexcept { return std::as_bytes(m_texts); }
+        template<class Visit>
+        void forEachMemory(const Visit& visit) const {
+            visit(std::as_bytes(m_texts));
+            visit(std::as_bytes(std::span(m_languageTag)));
+            for (const std::string_view text : m_texts)
+                visit(std::as_bytes(std::span(text)));
+        }
 
         std::span<const std::string_view> m_texts;
         std::string_view m_languageTag;
@@ -178,7 +190,18 @@ private:
             batch.add(text, m_languageTag);
             return text.size() + m_languageTag.size();
         }
-        auto getBytes() const noexcept { return std::as_bytes(m_texts.m_offsets); }
+        template<class Visit>
+        void forEachMemory(const Visit& visit) const {
+            visit(std::as_bytes(m_texts.m_offsets));
+            visit(std::as_bytes(std::span(m_languageTag)));
+            for (size_t index = 0; index < size(); ++index)
+                visit(std::as_bytes(std::span(m_texts.getText(index))));
+            if (m_texts.m_validity != nullptr) {
+                const size_t firstByte = m_texts.m_validityOffset / 8;
+                const size_t endByte = (m_texts.m_validityOffset + size() + 7) / 8;
+                visit(std::as_bytes(std::span(m_texts.m_validity + firstByte, endByte - firstByte)));
+            }
+        }
 
         ArrowStrings<Offset> m_texts;
         std::string_view m_languageTag;
@@ -193,7 +216,10 @@ private:
             throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_UNEQUAL_SPANS, MelnarException::NO_CAUSES,
                                   "There are ", column.size(), Column::NOUN, ", but room for ", resourceIDs.size(),
                                   " IDs.");
-        RunningOperations::requireApart(column.getBytes(), std::as_bytes(resourceIDs));
+        if constexpr (RunningOperations::IS_CHECKED)
+            column.forEachMemory([&](const std::span<const std::byte> memory) {
+                RunningOperations::requireApart(memory, std::as_bytes(resourceIDs));
+            });
         std::ranges::fill(resourceIDs, 0);
         TermBatch batch;
         std::vector<BatchFailure> ofChunk;

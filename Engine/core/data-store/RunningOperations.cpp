@@ -20,8 +20,8 @@ constexpr uint32_t BITS_OF_KIND = 12;
 constexpr size_t NUMBER_OF_KINDS = 5;
 
 constexpr std::array<const char*, NUMBER_OF_KINDS> NAMES{"reads or looks up", "creates resources",
-                                                         "commits or rolls back", "saves, verifies or reads the tables",
-                                                         "compacts or destroys it"};
+                                                         "changes what is committed or saved",
+                                                         "saves, verifies or reads the tables", "must run alone"};
 
 constexpr uint64_t getOne(const RunningOperations::Kind kind) noexcept {
     return uint64_t(1) << BITS_OF_KIND * uint32_t(kind);

@@ -22,7 +22,7 @@ public:
         RESOLVE, // operations that create resources
         COMMIT,  // commit and rollback
         SAVE,    // save, verify, and statistics that read the whole tables
-        ALONE,   // compact and destruction
+        ALONE,   // compact and destruction; what replaces data that others may hold a reference to
     };
 
     /// Counts an operation while this object exists. An operation within another one of the same thread is counted,
@@ -32,8 +32,14 @@ public:
     ///         MELNAR_CHECKED.
     class Operation;
 
+#ifdef MELNAR_CHECKED
+    static constexpr bool IS_CHECKED = true;
+#else
+    static constexpr bool IS_CHECKED = false;
+#endif
+
     /// Refuses a batch with a lexical form that starts inside the batch itself, where results are written; and a column
-    /// whose results overlap its inputs. Does nothing without MELNAR_CHECKED.
+    /// whose results overlap its inputs, or the texts to which these refer. Does nothing without MELNAR_CHECKED.
     static void requireApart(std::span<const BatchEntry> entries);
     static void requireApart(std::span<const std::byte> questions, std::span<const std::byte> answers);
 

@@ -22,7 +22,7 @@ public:
     }
     const DictionaryHistory& getHistory() const noexcept override { return m_dictionary->getHistory(); }
     void requireWholeState() const override;
-    const ShardManifest& getManifest() const noexcept { return m_dictionary->getManifest(); }
+    const ShardManifest& getManifest() const { return m_dictionary->getManifest(); }
     uint64_t getLargestResourceID() const noexcept override { return m_dictionary->getEndOfResourceIDs() - 1; }
     void forEachPart(const std::function<void(const Part& part)>& visitor) const override;
     void verify(const Part& part) const override {

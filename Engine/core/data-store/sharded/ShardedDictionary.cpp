@@ -338,7 +338,9 @@ ShardedDictionary::ShardedDictionary(std::string folderName, ShardManifest manif
     m_history.assign(DictionaryHistory::Contents(m_manifest.m_history));
 }
 
-ShardedDictionary::~ShardedDictionary() = default;
+ShardedDictionary::~ShardedDictionary() {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::ALONE);
+}
 
 std::unique_ptr<ShardedDictionary> ShardedDictionary::open(const std::string& folderName,
                                                            const DictionaryOptions& options) {
@@ -386,6 +388,7 @@ Dictionary* ShardedDictionary::findOrOpenShard(const uint32_t shard) const {
 }
 
 Dictionary& ShardedDictionary::getOrMakeShard(const uint32_t shard) {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
     if (Dictionary* const dictionary = findOrOpenShard(shard))
         return *dictionary;
     return publishShard(
@@ -398,6 +401,7 @@ const Dictionary& ShardedDictionary::getShardInMemory(const uint32_t shard) cons
 }
 
 const Dictionary* ShardedDictionary::getShard(const uint32_t shard) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
     return findOrOpenShard(shard);
 }
 
@@ -449,6 +453,7 @@ std::unique_ptr<Dictionary> ShardedDictionary::openFile(const std::string& folde
 
 void ShardedDictionary::forEachShard(
     const std::function<void(uint32_t shard, const Dictionary& dictionary)>& visitor) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
         if (getNumberOfResources(shard) == 0)
             continue;
@@ -461,6 +466,8 @@ void ShardedDictionary::forEachShard(
 
 void ShardedDictionary::resolveResources(ShardedDictionaryThread& thread, const std::span<BatchEntry> entries,
                                          std::vector<BatchFailure>& failures) {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::RESOLVE);
+    RunningOperations::requireApart(entries);
     answerTerms(thread.m_batch, entries, failures,
                 [&](const uint32_t shard, const std::span<BatchEntry> part, std::vector<BatchFailure>& ofPart) {
                     getOrMakeShard(shard).resolveResources(thread.getThread(shard), part, ofPart);
@@ -469,6 +476,8 @@ void ShardedDictionary::resolveResources(ShardedDictionaryThread& thread, const 
 
 void ShardedDictionary::tryResolveResources(const std::span<BatchEntry> entries,
                                             std::vector<BatchFailure>& failures) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
+    RunningOperations::requireApart(entries);
     ShardedBatch batch;
     answerTerms(batch, entries, failures,
                 [&](const uint32_t shard, const std::span<BatchEntry> part, std::vector<BatchFailure>& ofPart) {
@@ -477,6 +486,7 @@ void ShardedDictionary::tryResolveResources(const std::span<BatchEntry> entries,
 }
 
 void ShardedDictionary::getResources(const std::span<BatchEntry> entries) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
     ShardedBatch batch;
     for (size_t begin = 0; begin < entries.size(); begin += BLOCK_SIZE) {
         const std::span<BatchEntry> block = entries.subspan(begin, std::min(BLOCK_SIZE, entries.size() - begin));
@@ -497,6 +507,7 @@ std::string_view ShardedDictionary::getAffix(const BatchEntry& entry) const noex
 }
 
 void ShardedDictionary::appendLexicalForm(const BatchEntry& entry, std::string& output) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
     if (entry.m_affixNumber == 0)
         output += entry.m_lexicalForm;
     else
@@ -504,6 +515,7 @@ void ShardedDictionary::appendLexicalForm(const BatchEntry& entry, std::string& 
 }
 
 uint64_t ShardedDictionary::resolveTerm(ShardedDictionaryThread& thread, const Term& term) {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::RESOLVE);
     std::string made;
     const std::string_view form = term.getLexicalForm(made);
     const uint8_t datatypeID = term.getDatatypeID();
@@ -513,6 +525,7 @@ uint64_t ShardedDictionary::resolveTerm(ShardedDictionaryThread& thread, const T
 }
 
 uint64_t ShardedDictionary::tryResolveTerm(const Term& term) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
     std::string made;
     const std::string_view form = term.getLexicalForm(made);
     const uint8_t datatypeID = term.getDatatypeID();
@@ -522,18 +535,27 @@ uint64_t ShardedDictionary::tryResolveTerm(const Term& term) const {
 }
 
 bool ShardedDictionary::hasResource(const uint64_t resourceID) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
     return resourceID != ShardLayout::NO_RESOURCE &&
            getShardOrNone(ShardLayout::getShard(resourceID)).hasResource(ShardLayout::toLocal(resourceID));
 }
 
 Term ShardedDictionary::getTerm(const uint64_t resourceID, std::string& lexicalForm) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::READ);
     if (!hasResource(resourceID))
         throw MelnarException(FailureKind::NO_SUCH_RESOURCE, SOURCE_FILE, LINE_UNKNOWN_RESOURCE,
                               MelnarException::NO_CAUSES, "There is no resource with ID ", resourceID, ".");
     return getShardOrNone(ShardLayout::getShard(resourceID)).getTerm(ShardLayout::toLocal(resourceID), lexicalForm);
 }
 
-void ShardedDictionary::setInputs(std::vector<ShardManifest::Input> inputs, const uint64_t nextDocument) noexcept {
+const ShardManifest& ShardedDictionary::getManifest() const {
+    const RunningOperations::Operation operation(m_manifestOperations, RunningOperations::Kind::READ);
+    return m_manifest;
+}
+
+void ShardedDictionary::setInputs(std::vector<ShardManifest::Input> inputs, const uint64_t nextDocument) {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::COMMIT);
+    const RunningOperations::Operation replacement(m_manifestOperations, RunningOperations::Kind::ALONE);
     const std::lock_guard guard(m_savedMutex);
     m_manifest.m_inputs = std::move(inputs);
     m_manifest.m_nextDocument = nextDocument;
@@ -573,6 +595,7 @@ ShardManifest::Shard ShardedDictionary::saveShard(const uint32_t shard, const st
         return saved;
     ShardFile file(folderName, shard);
     if (const Dictionary* const dictionary = findShard(shard)) {
+        const RunningOperations::Operation operation(dictionary->m_operations, RunningOperations::Kind::SAVE);
         saved = ShardManifest::Shard();
         saved.m_numberOfResources = numberOfResources;
         MemoryManager memory(LARGEST_MEMORY_OF_SHARD);
@@ -623,6 +646,12 @@ void ShardedDictionary::removeRemains(const std::string& folderName) const noexc
 
 ShardManifest ShardedDictionary::saveShards(const std::string& folderName, const State state,
                                             const size_t numberOfThreads) {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::COMMIT);
+    return writeShards(folderName, state, numberOfThreads);
+}
+
+ShardManifest ShardedDictionary::writeShards(const std::string& folderName, const State state,
+                                             const size_t numberOfThreads) const {
     ShardManifest manifest = m_manifest;
     manifest.m_work.clear(); // is written by the caller
     forEachShardNumber(numberOfThreads,
@@ -644,6 +673,8 @@ void ShardedDictionary::addState(ShardManifest& manifest) {
 }
 
 void ShardedDictionary::noteSaved(const std::string& folderName, ShardManifest manifest) {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::COMMIT);
+    const RunningOperations::Operation replacement(m_manifestOperations, RunningOperations::Kind::ALONE);
     DictionaryHistory::Contents history = manifest.m_history;
     adopt(TargetFile(getManifestName(folderName)).getFolderName(), std::move(manifest), std::move(history));
 }
@@ -658,6 +689,8 @@ void ShardedDictionary::adopt(std::string folderName, ShardManifest manifest,
 }
 
 void ShardedDictionary::save(FileLock& lock, const State state, const size_t numberOfThreads) {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::COMMIT);
+    const RunningOperations::Operation replacement(m_manifestOperations, RunningOperations::Kind::ALONE);
     const TargetFile& target = lock.getTarget();
     std::string folderName = target.getFolderName();
     if (std::filesystem::path(target.getName()).filename() != ShardManifest::FILE_NAME)
@@ -671,7 +704,7 @@ void ShardedDictionary::save(FileLock& lock, const State state, const size_t num
     ShardManifest manifest;
     DictionaryHistory::Contents history;
     try {
-        manifest = saveShards(folderName, state, numberOfThreads);
+        manifest = writeShards(folderName, state, numberOfThreads);
         history = manifest.m_history;
         manifest.write(output);
         output.prepare();
@@ -692,14 +725,19 @@ void ShardedDictionary::releaseShard(const uint32_t shard) noexcept {
 
 void ShardedDictionary::saveAndRelease(const std::string& folderName, const size_t numberOfThreads) {
     ShardManifest manifest = m_manifest;
-    forEachShardNumber(numberOfThreads, [&](const uint32_t shard) {
-        manifest.m_shards[shard] = saveShard(shard, folderName);
-        releaseShard(shard);
-    });
+    {
+        const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::ALONE);
+        forEachShardNumber(numberOfThreads, [&](const uint32_t shard) {
+            manifest.m_shards[shard] = saveShard(shard, folderName);
+            releaseShard(shard);
+        });
+    }
     noteSaved(folderName, std::move(manifest));
 }
 
+/// Several threads may save shards, as if they created resources.
 void ShardedDictionary::saveAndRelease(const uint32_t shard) {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::RESOLVE);
     ShardManifest::Shard saved = saveShard(shard, m_folderName);
     {
         const std::lock_guard guard(m_savedMutex);
@@ -709,10 +747,12 @@ void ShardedDictionary::saveAndRelease(const uint32_t shard) {
 }
 
 void ShardedDictionary::verify() const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::SAVE);
     forEachShard([this](const uint32_t shard, const Dictionary& dictionary) { verifyShard(shard, dictionary); });
 }
 
 void ShardedDictionary::verifyShard(const uint32_t shard, const Dictionary& dictionary) const {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::SAVE);
     try {
         dictionary.verify();
         std::map<uint8_t, ShardManifest::Terms> termsByDatatype;

@@ -3,6 +3,7 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryHistory.h"
 #include "Engine/core/data-store/DictionaryOptions.h"
+#include "Engine/core/data-store/RunningOperations.h"
 #include "Engine/core/data-store/dictionary/ArrowColumn.h"
 #include "Engine/core/data-store/dictionary/ArrowStrings.h"
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
@@ -44,8 +45,9 @@ class TermColumn;
 /// Addresses  Data that entries and terms point to does not move until the dictionary is destroyed.
 /// Threads    Any threads concurrently: resolveResources, resolveTerm, resolveTerms and encode (each thread with its
 ///            own ShardedDictionaryThread), the lookups, the get functions except getManifest, and forEachShard. save,
-///            verify and setInputs: one thread at a time, while no thread resolves; lookups and reads may run.
-///            getManifest: while neither save nor setInputs runs. Construction and destruction: alone.
+///            saveShards, noteSaved and setInputs: one thread at a time, while no thread resolves or verifies; lookups
+///            and reads may run. verify and verifyShard: while no thread resolves. getManifest: while none of save,
+///            noteSaved and setInputs runs. Construction and destruction: alone.
 /// Errors     Those of Dictionary; its memory limit applies to all shards together. The file of a shard is read when
 ///            the shard is first needed, so every operation with its IDs or terms may have the errors of
 ///            Dictionary::open. It throws MelnarException, too, if the file is not the one that the manifest names, or
@@ -55,6 +57,7 @@ class TermColumn;
 ///            that are opened from then on are the new ones. They have all IDs of the old ones and more, provided that
 ///            the state that was opened was whole (State). After an intermediate one it is unknown whether the new
 ///            shards give its IDs the same terms, and the folder must be opened again.
+/// Checks     Those of Dictionary, for the operations that may throw.
 ///
 /// MEMORY ORDERS   of a shard that is brought into memory
 ///   #   operation                          order    pairs with   makes visible                        checked by
@@ -156,8 +159,8 @@ public:
     /// Returns what the folder contained when it was opened or last saved; of a new dictionary, nothing. The user
     /// maintains the inputs and the next document in it: a save writes them, unless the name of an input is too long
     /// (ShardManifest).
-    [[nodiscard]] const ShardManifest& getManifest() const noexcept { return m_manifest; }
-    void setInputs(std::vector<ShardManifest::Input> inputs, uint64_t nextDocument) noexcept;
+    [[nodiscard]] const ShardManifest& getManifest() const;
+    void setInputs(std::vector<ShardManifest::Input> inputs, uint64_t nextDocument);
     ///@}
 
     /// Returns the history of the folder; see Dictionary::getHistory. Only a save that completes a state adds an entry.
@@ -252,6 +255,7 @@ private:
                                          const ShardManifest::Shard& expected) const;
     uint64_t getNumberOfResources(uint32_t shard) const noexcept;
     ShardManifest::Shard saveShard(uint32_t shard, const std::string& folderName) const;
+    ShardManifest writeShards(const std::string& folderName, State state, size_t numberOfThreads) const;
     void removeRemains(const std::string& folderName) const noexcept;
     void adopt(std::string folderName, ShardManifest manifest, DictionaryHistory::Contents history) noexcept;
     void releaseShard(uint32_t shard) noexcept;
@@ -269,4 +273,7 @@ private:
     ShardManifest m_manifest; // protected by m_savedMutex
     DictionaryHistory m_history;
     mutable std::shared_mutex m_savedMutex;
+
+    mutable RunningOperations m_operations;         // on the dictionary
+    mutable RunningOperations m_manifestOperations; // reads of the manifest, and its replacements
 };
