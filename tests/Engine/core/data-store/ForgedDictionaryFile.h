@@ -59,7 +59,7 @@ class ForgedDictionaryFile {
 public:
     /// The sections of a dictionary with only the string datatypes. Sections of other datatypes come before or after
     /// theirs.
-    enum Section { HEADER, DATA_OFFSETS, DATATYPE_BYTES, DATA_POOL, STRINGS, HISTORY, NUMBER_OF_SECTIONS };
+    enum Section : size_t { HEADER, DATA_OFFSETS, DATATYPE_BYTES, DATA_POOL, STRINGS, HISTORY, NUMBER_OF_SECTIONS };
 
     // Fields of the header, by offset.
     static constexpr size_t BUCKET_WIDTH = 0;
