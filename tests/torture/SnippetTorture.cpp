@@ -24,7 +24,9 @@ bool tortureSnippets(const size_t numberOfSnippets, const uint32_t seed, std::os
     Findings findings(output);
     size_t numberAccepted = 0;
     size_t numberOfStatements = 0;
-    for (size_t number = 0; number < numberOfSnippets; ++number) {
+    size_t number = 0;
+    bool isEnough = false;
+    for (; number < numberOfSnippets && !isEnough; ++number) {
         std::seed_seq seeds{seed, static_cast<uint32_t>(number)};
         std::mt19937 random(seeds);
         const Snippet snippet = maker.make(random);
@@ -32,12 +34,14 @@ bool tortureSnippets(const size_t numberOfSnippets, const uint32_t seed, std::os
         const Judgement judgement = maker.judge(snippet);
         numberAccepted += judgement.m_refusal.empty();
         numberOfStatements += judgement.m_statements.size();
-        if (verdict.m_error.empty() != judgement.m_refusal.empty() || verdict.m_statements != judgement.m_statements)
+        if (verdict.m_error.empty() != judgement.m_refusal.empty() || verdict.m_statements != judgement.m_statements) {
             findings.add("MELNAR_SEED=" + std::to_string(seed) + " snippet " + std::to_string(number) + ": " +
                          snippet.describe() + "\n  the reader " + describe(verdict.m_error, verdict.m_statements) +
                          "\n  the judge " + describe(judgement.m_refusal, judgement.m_statements));
+            isEnough = !otherRules.empty();
+        }
     }
-    return findings.finish(numberOfSnippets, "snippets", "no disagreement",
+    return findings.finish(number, "snippets", "no disagreement",
                            " (" + withCommas(numberAccepted) + " accepted, with " + withCommas(numberOfStatements) +
                                " statements)");
 }
