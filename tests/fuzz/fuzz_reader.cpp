@@ -1,26 +1,14 @@
 #include "tests/Reader/ReadInBlocks.h"
 #include "tests/Reader/ReadText.h"
+#include "tests/fuzz/Require.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <string_view>
 
 // The reader alone: it finds the same in a text, however it is cut, and examines every byte only a few times. The
 // options, except the syntax, follow from a hash of the text, so any file is a valid input.
-
-namespace {
-
-void require(const bool isRight, const char* const claim) {
-    if (isRight)
-        return;
-    std::fprintf(stderr, "not so: %s\n", claim);
-    std::abort();
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) { // NOLINT(readability-identifier-naming)
     GTEST_FLAG_SET(throw_on_failure, true);
