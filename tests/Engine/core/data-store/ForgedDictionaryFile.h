@@ -14,6 +14,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// The largest numbers of resources with which the tests select each bucket width.
@@ -95,21 +96,37 @@ public:
     /// Divides a sound file into its fields.
     explicit ForgedDictionaryFile(const std::string& bytes,
                                   const melnar::SectionFormat& format = melnar::SectionFormat::DICTIONARY)
-        : m_format(format) {
-        size_t position = 12;
-        while (position + 2 * sizeof(uint64_t) < bytes.size()) {
-            std::string& section = m_sections.emplace_back();
-            for (bool isLast = false; !isLast;) {
-                uint32_t header[2];
-                std::memcpy(header, bytes.data() + position, sizeof(header));
-                isLast = (header[1] & melnar::SectionOutputStream::LAST_BLOCK) != 0;
-                const size_t size = header[1] & ~melnar::SectionOutputStream::LAST_BLOCK;
-                section.append(bytes, position + sizeof(header), size);
-                position += sizeof(header) + size + sizeof(uint64_t);
-            }
-        }
-        if (position + 2 * sizeof(uint64_t) != bytes.size() || getBytes() != bytes)
+        : ForgedDictionaryFile(repair(bytes, format)) {
+        if (getBytes() != bytes)
             throw std::logic_error("The file cannot be taken to pieces.");
+    }
+
+    /// Divides any bytes into sections, as far as they look like such a file. Everything but the contents of the
+    /// sections, and a version that can be read, is then as in a sound file.
+    static ForgedDictionaryFile repair(const std::string_view bytes,
+                                       const melnar::SectionFormat& format = melnar::SectionFormat::DICTIONARY) {
+        ForgedDictionaryFile file(format);
+        std::string_view rest = bytes;
+        const auto take = [&rest](const size_t size) {
+            const std::string_view taken = rest.substr(0, size);
+            rest.remove_prefix(taken.size());
+            return taken;
+        };
+        take(format.m_magic.size());
+        uint32_t version = 0;
+        take(sizeof(version)).copy(reinterpret_cast<char*>(&version), sizeof(version));
+        if (version != 0 && version < format.m_version)
+            file.m_format.m_version = version;
+        for (bool isLast = true; rest.size() > 2 * sizeof(uint64_t);) {
+            if (isLast)
+                file.m_sections.emplace_back();
+            uint32_t header[2];
+            take(sizeof(header)).copy(reinterpret_cast<char*>(header), sizeof(header));
+            isLast = (header[1] & melnar::SectionOutputStream::LAST_BLOCK) != 0;
+            file.m_sections.back() += take(header[1] & ~melnar::SectionOutputStream::LAST_BLOCK);
+            take(sizeof(uint64_t));
+        }
+        return file;
     }
 
     std::string getBytes() const {
@@ -178,5 +195,7 @@ public:
     std::vector<std::string> m_sections;
 
 private:
+    explicit ForgedDictionaryFile(const melnar::SectionFormat& format) : m_format(format) {}
+
     melnar::SectionFormat m_format;
 };

@@ -1,0 +1,98 @@
+#include "tests/Engine/core/data-store/DictionaryUse.h"
+#include "tests/fuzz/Require.h"
+#include "tests/fuzz/SectionMutation.h"
+#include "tests/fuzz/SoundFiles.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <vector>
+
+// Any bytes as a dictionary file, as they are and with correct lengths and checksums. They are refused as damaged, or
+// can be used without harm. If verify accepts the dictionary, each of its terms is found and parsed, and it can be
+// saved and read again.
+
+namespace {
+
+constexpr size_t MEMORY_LIMIT = size_t(4) << 20;
+constexpr size_t NEW_LITERALS = 20;
+
+using Resource = std::tuple<uint64_t, uint8_t, std::string>;
+
+/// Returns null if the file is refused.
+std::unique_ptr<Dictionary> open(const std::string& bytes) {
+    try {
+        return readFromMemory(bytes, MEMORY_LIMIT);
+    } catch (const MelnarException& exception) {
+        const FailureKind kind = exception.getKind();
+        require(kind == FailureKind::DAMAGED_FILE || kind == FailureKind::MEMORY || kind == FailureKind::SYSTEM,
+                "a file is refused as damaged, or for lack of memory");
+        return nullptr;
+    }
+}
+
+bool isVerified(const Dictionary& dictionary) {
+    try {
+        dictionary.verify();
+        return true;
+    } catch (const MelnarException& exception) {
+        require(exception.getKind() == FailureKind::DAMAGED_FILE, "verify finds damage");
+        return false;
+    }
+}
+
+std::vector<Resource> getResources(const Dictionary& dictionary) {
+    std::vector<Resource> resources;
+    for (const auto& [resourceID, value] : dictionary)
+        resources.emplace_back(resourceID, value.m_datatypeID, DictionaryModel::getForm(value));
+    return resources;
+}
+
+void checkResources(const Dictionary& dictionary, const std::vector<Resource>& resources) {
+    require(resources.size() == dictionary.size(), "the iterator finds all resources");
+    std::string joined;
+    for (const auto& [resourceID, datatypeID, form] : resources) {
+        require(dictionary.getResource(resourceID, joined) == datatypeID && joined == form, "the iterator reads forms");
+        require(dictionary.tryResolveResource(DictionaryCommitPoint::ALL, form, datatypeID) == resourceID,
+                "a form is found under its ID");
+        require(dictionary.tryResolveTerm(DictionaryCommitPoint::ALL, dictionary.getTerm(resourceID, joined)) ==
+                    resourceID,
+                "a term is found under its ID");
+    }
+}
+
+void checkSaving(const Dictionary& dictionary, const std::vector<Resource>& resources) {
+    const std::string bytes = writeToMemory(dictionary);
+    const std::unique_ptr<Dictionary> again = open(bytes);
+    require(again != nullptr, "what was read can be saved");
+    require(getResources(*again) == resources && again->getNextResourceID() == dictionary.getNextResourceID() &&
+                again->getCommitPoint().m_resourceID == dictionary.getCommitPoint().m_resourceID,
+            "what was saved is read again");
+    require(writeToMemory(*again) == bytes, "the same dictionary gives the same bytes");
+}
+
+} // namespace
+
+extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* const data, const size_t size, const size_t maximumSize, // NOLINT
+                                          const unsigned seed) {
+    static const std::vector<std::string> soundFiles = makeSoundDictionaryFiles();
+    return mutateSections(data, size, maximumSize, seed, melnar::SectionFormat::DICTIONARY, soundFiles);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* const data, const size_t size) { // NOLINT
+    const std::string bytes(reinterpret_cast<const char*>(data), size);
+    const std::string repaired = ForgedDictionaryFile::repair(bytes).getBytes();
+    if (bytes != repaired)
+        require(open(bytes) == nullptr, "a file with a wrong length or checksum is refused");
+    const std::unique_ptr<Dictionary> dictionary = open(repaired);
+    if (dictionary == nullptr)
+        return 0;
+    if (isVerified(*dictionary)) {
+        const std::vector<Resource> resources = getResources(*dictionary);
+        checkResources(*dictionary, resources);
+        checkSaving(*dictionary, resources);
+    }
+    DictionaryUse::useAll(*dictionary, NEW_LITERALS);
+    return 0;
+}
