@@ -1,6 +1,7 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/platform/MelnarException.h"
+#include "tests/fuzz/LanguageTag.h"
 #include "tests/fuzz/Require.h"
 
 #include <algorithm>
@@ -37,18 +38,6 @@ struct Question {
     uint64_t m_resourceID;
 };
 
-/// Returns whether a tag consists of parts of ASCII letters and digits, joined by hyphens, the first without digits.
-bool isTag(const std::string& tag) {
-    constexpr std::string_view LETTERS = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
-    const std::string lettersAndDigits = std::string(LETTERS) + "0123456789";
-    std::istringstream parts(tag + '-');
-    bool isFirst = true;
-    for (std::string part; std::getline(parts, part, '-'); isFirst = false)
-        if (part.empty() || part.find_first_not_of(isFirst ? LETTERS : lettersAndDigits) != std::string::npos)
-            return false;
-    return true;
-}
-
 Meaning getMeaning(const std::string& form, const uint8_t datatypeID) {
     if (datatypeID == D_XSD_STRING)
         return {{}, D_XSD_STRING, form, form, {}};
@@ -60,7 +49,7 @@ Meaning getMeaning(const std::string& form, const uint8_t datatypeID) {
     const std::string tag = form.substr(atSign + 1);
     if (tag.empty())
         return {{}, D_XSD_STRING, text, text, {}};
-    if (!isTag(tag))
+    if (!isLanguageTag(tag))
         return {.m_refusal = refusal + " it its language tag is malformed."};
     return {{}, D_RDF_PLAIN_LITERAL, form, text, tag};
 }
@@ -216,10 +205,10 @@ void checkParsing(const Question& question) {
 void checkTag(const Dictionary& dictionary, const std::string& tag) {
     try {
         require(dictionary.tryResolveLangString(DictionaryCommitPoint::ALL, "", tag) == 0, "nothing is in there");
-        require(tag.empty() || isTag(tag), "a malformed tag is refused");
+        require(tag.empty() || isLanguageTag(tag), "a malformed tag is refused");
     } catch (const MelnarException& exception) {
         require(exception.getKind() == FailureKind::REFUSED_LITERAL, "the refusal of a tag has its kind");
-        require(!tag.empty() && !isTag(tag), "a well-formed tag is accepted");
+        require(!tag.empty() && !isLanguageTag(tag), "a well-formed tag is accepted");
     }
 }
 
