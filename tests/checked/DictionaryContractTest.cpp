@@ -170,6 +170,9 @@ TEST_F(DictionaryMisuseTest, answersThatOverlapTheTextsOfTheirQuestionsAreRefuse
         encodeArrow({bytes, offsetsAfter, validity + 8});
     })) << "bytes of no string may overlap";
     EXPECT_EQ(2u, answers.front());
+    const uint8_t null = 0;
+    EXPECT_FALSE(isRefused([&] { encodeArrow({bytes, offsets, &null}); })) << "nor those of a null";
+    EXPECT_EQ(0u, answers.front());
 }
 
 TEST_F(DictionaryMisuseTest, aDestructionBesideAnotherOperationEndsTheProcess) {
@@ -186,7 +189,7 @@ TEST_F(DictionaryMisuseTest, aDestructionBesideAnotherOperationEndsTheProcess) {
                 return true;
             });
         },
-        "must run alone was started on a dictionary while another one must run alone");
+        "must run alone was started on a dictionary while one that must run alone was running");
 }
 
 TEST_F(DictionaryMisuseTest, aFormThatStartsInItsBatchIsRefused) {

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-/// Returns whether a checked engine refuses an operation that may not run beside others.
+/// Returns whether a checked engine refuses an operation as a misuse that only it finds.
 template<class Operation>
 bool isRefused(const Operation& operation) {
     try {

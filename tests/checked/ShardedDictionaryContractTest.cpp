@@ -228,6 +228,20 @@ TEST_F(ShardedDictionaryMisuseTest, nothingIsResolvedOrSavedBesideAVerification)
     EXPECT_EQ(1u, hook.getNumberOfCalls());
 }
 
+/// A visitor is called during a compaction.
+TEST_F(ShardedDictionaryMisuseTest, aMisuseOfAShardIsNotTakenForDamage) {
+    Dictionary& shard = m_dictionary.getOrMakeShard(ShardLayout::getShard(m_id));
+    m_thread.reset();
+    shard.commit();
+    size_t visited = 0;
+    shard.compact([&](uint64_t, const ResourceValue&) {
+        ++visited;
+        EXPECT_TRUE(isRefusedElsewhere([&] { m_dictionary.verify(); }));
+        return true;
+    });
+    EXPECT_EQ(1u, visited);
+}
+
 TEST_F(ShardedDictionaryMisuseTest, nothingRunsWhileAllShardsAreReleased) {
     m_thread.reset();
     std::filesystem::create_directories(getFolder());
@@ -283,7 +297,7 @@ TEST_F(ShardedDictionaryMisuseTest, aDestructionBesideAReadEndsTheProcess) {
             }
             dictionary->forEachShard([&dictionary](uint32_t, const Dictionary&) { dictionary.reset(); });
         },
-        "must run alone was started on a dictionary while another one reads or looks up");
+        "must run alone was started on a dictionary while one that reads or looks up was running");
 }
 
 } // namespace

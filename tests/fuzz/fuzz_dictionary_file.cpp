@@ -26,7 +26,7 @@ std::unique_ptr<Dictionary> open(const std::string& bytes) {
         return readFromMemory(bytes, MEMORY_LIMIT);
     } catch (const MelnarException& exception) {
         const FailureKind kind = exception.getKind();
-        require(kind == FailureKind::DAMAGED_FILE || kind == FailureKind::MEMORY || kind == FailureKind::SYSTEM,
+        require(kind == FailureKind::DAMAGED_FILE || kind == FailureKind::MEMORY,
                 "a file is refused as damaged, or for lack of memory");
         return nullptr;
     }

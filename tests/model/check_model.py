@@ -31,6 +31,21 @@ INSERTING = {"INSERTERS": 3, "RESOLVES": 1, "SOUGHT": 4}
 READING = {"INSERTERS": 1, "RESOLVES": 2}
 
 
+PARKING = """inline waitWhilePreparing() {
+    release(slot);
+    lockResize();
+    do
+    :: resizeState == PREPARING -> /* P3 */
+        d_step { resizeMutex = false; isAsleep[_pid] = true }
+        !isAsleep[_pid];
+        lockResize()
+    :: else -> break
+    od;
+    resizeMutex = false;
+    acquire(slot)
+"""
+
+
 def combine(base, **values):
     return [base | dict(zip(values, combination)) for combination in itertools.product(*values.values())]
 
@@ -54,8 +69,9 @@ MISTAKES = [
      ":: value == DELETED -> quota[slot] = quota[slot] + 1 /* Z5 */",
      ":: value == DELETED -> skip", {}),
     ("an insertion stores its fingerprint before success is certain",
-     "d_step { failures++; bucket[index] = EMPTY; checkFingerprint(index) } /* O4 */",
-     "d_step { failures++; bucket[index] = EMPTY; fingerprint[index] = FINGERPRINT(string); checkFingerprint(index) }",
+     "        if\n        :: value == EMPTY && failures < FAILURES ->",
+     "        if\n        :: value == EMPTY -> fingerprint[index] = FINGERPRINT(string)\n        :: else\n        fi;\n"
+     "        if\n        :: value == EMPTY && failures < FAILURES ->",
      {}),
     ("a new resource can be read by its ID before its fingerprint is stored",
      FINGERPRINT_STORE + READABLE, READABLE + FINGERPRINT_STORE,
@@ -84,14 +100,15 @@ MISTAKES = [
     ("who ends the preparation of a resize does not wake the parked threads",
      "{ isAsleep[other] = false }", "{ skip }", {}),
     ("a parked thread keeps its slot",
-     "    release(slot);\n    lockResize();", "    lockResize();", {}),
+     PARKING, PARKING.replace("    release(slot);\n", "").replace("    acquire(slot)\n", "    skip\n"), {}),
     ("a leader that runs out of memory leaves the state as it is",
      ":: hasFailed -> publishResizeState(NOT_RESIZING)", ":: hasFailed -> skip", {}),
     ("the rehash stores no fingerprint",
      "fingerprint[index] = (haveFingerprints -> FINGERPRINT((value - FIRST_STRING)) : 0) /* H1 */",
      "skip", {}),
     ("a deletion leaves an empty bucket",
-     "bucket[index] = DELETED; /* O5 */", "bucket[index] = EMPTY;", {}),
+     "bucket[index] = DELETED; /* O5 */",
+     "bucket[index] = EMPTY; fingerprint[index] = 0; quota[slot] = quota[slot] + 1; deleted--;", {}),
     ("fingerprints are given up without the election of a leader",
      ":: else -> electLeader(); handleResize()\n        od;", ":: else -> isLeader = true\n        od;",
      READING | {"SOUGHT": 3}),
@@ -105,9 +122,9 @@ class Result:
         self.states = int(float(re.search(r"^ *([\d.e+]+) states, stored", output, re.M).group(1)))
         self.depth = int(re.search(r"depth reached (\d+)", output).group(1))
         self.errors = int(re.search(r"errors: (\d+)", output).group(1))
-        self.is_complete = "Search not completed" not in output or self.errors > 0
+        self.is_complete = "Search not completed" not in output and "max search depth too small" not in output
         finding = re.search(r"^pan:\d+: (.*?)(?: \(at depth \d+\))?$", output, re.M)
-        self.finding = finding.group(1)[:100] if finding else ""
+        self.finding = finding.group(1)[:100] if finding else "an error"
 
 
 def run(command, folder):
@@ -168,13 +185,17 @@ def main():
         for case, result in zip(cases, pool.map(search, cases)):
             total += result.states
             failed = failed or result.errors > 0 or not result.is_complete
-            verdict = result.finding or ("no error" if result.is_complete else "out of memory or depth")
+            verdict = (result.finding if result.errors > 0 else "no error" if result.is_complete else
+                       "out of memory or depth")
             print(f"{describe(case)}: {result.states:,} states, depth {result.depth}: {verdict}", flush=True)
         print(f"{len(cases)} cases, {total:,} states", flush=True)
+        found = 0
         for mistake, result in zip(MISTAKES, pool.map(seek, MISTAKES)):
-            failed = failed or result.errors == 0
-            print(f"{mistake[0]}: {result.finding or 'NOT FOUND'} ({result.states:,} states)", flush=True)
-        print(f"{len(MISTAKES)} mistakes")
+            found += result.errors > 0
+            verdict = result.finding if result.errors > 0 else "NOT FOUND"
+            print(f"{mistake[0]}: {verdict} ({result.states:,} states)", flush=True)
+        print(f"{found} of {len(MISTAKES)} mistakes found")
+        failed = failed or found < len(MISTAKES)
     sys.exit(1 if failed else 0)
 
 

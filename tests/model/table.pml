@@ -2,7 +2,8 @@
  * The parallel hash table as a model for spin: claim, publish and delete of buckets, quotas, fingerprints, the slots
  * of threads, and cooperative resizing. Names and numbers of invariants are those of ParallelHashTable.h,
  * ParallelHashTableImpl.h, Fingerprints.h and TableThreadContext.h; each step of a process is one access to memory that
- * other threads can see.
+ * other threads can see, except that a step also changes the counters that only its own thread, or nothing that runs,
+ * compares with it.
  *
  * Processes   Inserters resolve strings, a deleter withdraws one, a reader looks strings up and may give the
  *             fingerprints back. INSERTERS and RESOLVES set how many of them there are and what each does.
@@ -11,7 +12,10 @@
  *             of the strings have their home in the last bucket, so that probes wrap around.
  * Failures    Memory for a new array, for fingerprints and for a new resource may be missing at any time; FAILURES
  *             limits how often that happens for resources and arrays.
- * Left out    Memory orders: every step is seen by all processes immediately. Statistics, and what runs alone.
+ * Left out    Memory orders: every step is seen by all processes immediately. Batches and reads of many fingerprints
+ *             together, which are several of these probes. Commit points, which only hide what was found. Touching the
+ *             new array, and the second attempt after memory was reclaimed. Spurious wake-ups, after which a thread
+ *             looks at the same condition again. Statistics, and what runs alone.
  *
  * Checked     No deadlock: a wait is a step that cannot be made. At every publication the string is in no other bucket.
  *             A lookup, a resolution or a deletion that starts after a string can be read finds it, unless it is
@@ -342,7 +346,8 @@ inline enter() {
 /* Ends one. Where it probed, `value` is what it found. */
 inline leave(hasProbed) {
     d_step {
-        assert(!hasProbed || value != EMPTY || !mustFind || withdrawals != withdrawalsBefore);
+        assert(!hasProbed || value != EMPTY || !mustFind ||
+               (string == WITHDRAWN && withdrawals != withdrawalsBefore));
         mustFind = false;
         withdrawalsBefore = 0;
         index = 0;
@@ -399,7 +404,7 @@ inline probe(isLookup, isInsertion) {
                 fi
             :: value >= FIRST_STRING ->
                 if
-                :: haveFingerprints && !areComplete && fingerprint[index] == 0 -> /* H2 */
+                :: (isLookup || isInsertion) && haveFingerprints && !areComplete && fingerprint[index] == 0 -> /* H2 */
                     d_step { /* H1 */
                         fingerprint[index] = FINGERPRINT((value - FIRST_STRING));
                         checkFingerprint(index)

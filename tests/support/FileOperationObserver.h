@@ -7,7 +7,8 @@
 /// Observes every successful operation on files, in order, while it exists; tests/support/SystemCallFaults.cpp calls
 /// it.
 ///
-/// Threads  Made and destroyed while no other thread makes such calls. Observes the operations of one thread only.
+/// Threads  Made and destroyed while no other thread makes such calls. Called by every thread that makes one: an
+///          observer of one thread must recognise it.
 /// Limits   At most one at a time.
 class FileOperationObserver : private Unmovable {
 public:

@@ -195,7 +195,8 @@ private:
             visit(std::as_bytes(m_texts.m_offsets));
             visit(std::as_bytes(std::span(m_languageTag)));
             for (size_t index = 0; index < size(); ++index)
-                visit(std::as_bytes(std::span(m_texts.getText(index))));
+                if (!isNull(index))
+                    visit(std::as_bytes(std::span(m_texts.getText(index))));
             if (m_texts.m_validity != nullptr) {
                 const size_t firstByte = m_texts.m_validityOffset / 8;
                 const size_t endByte = (m_texts.m_validityOffset + size() + 7) / 8;

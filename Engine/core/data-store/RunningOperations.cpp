@@ -65,8 +65,8 @@ RunningOperations::Operation::Operation(RunningOperations& operations, const Kin
         while ((others & getMask(Kind(other))) == 0)
             ++other;
         throw MelnarException(FailureKind::MISUSE, SOURCE_FILE, LINE_EXCLUDED, MelnarException::NO_CAUSES,
-                              "An operation that ", NAMES[size_t(kind)],
-                              " was started on a dictionary while another one ", NAMES[other], ".");
+                              "An operation that ", NAMES[size_t(kind)], " was started on a dictionary while one that ",
+                              NAMES[other], " was running.");
     }
     if (kind == Kind::ALONE)
         s_alone = &operations;

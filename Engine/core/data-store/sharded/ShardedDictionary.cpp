@@ -588,14 +588,17 @@ ShardManifest::Shard ShardedDictionary::saveShard(const uint32_t shard, const st
     const auto getPath = [shard](const std::string& folder, const ShardManifest::Shard& ofShard) {
         return folder + '/' + ShardManifest::getFileName(shard, ofShard.m_identity);
     };
+    const Dictionary* const dictionary = findShard(shard);
+    std::optional<RunningOperations::Operation> operation;
+    if (dictionary != nullptr)
+        operation.emplace(dictionary->m_operations, RunningOperations::Kind::SAVE);
     ShardManifest::Shard saved = m_manifest.m_shards[shard];
     const uint64_t numberOfResources = getNumberOfResources(shard);
     if (numberOfResources == 0 ||
         (numberOfResources == saved.m_numberOfResources && hasSize(getPath(folderName, saved), saved.m_fileBytes)))
         return saved;
     ShardFile file(folderName, shard);
-    if (const Dictionary* const dictionary = findShard(shard)) {
-        const RunningOperations::Operation operation(dictionary->m_operations, RunningOperations::Kind::SAVE);
+    if (dictionary != nullptr) {
         saved = ShardManifest::Shard();
         saved.m_numberOfResources = numberOfResources;
         MemoryManager memory(LARGEST_MEMORY_OF_SHARD);
@@ -675,6 +678,10 @@ void ShardedDictionary::addState(ShardManifest& manifest) {
 void ShardedDictionary::noteSaved(const std::string& folderName, ShardManifest manifest) {
     const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::COMMIT);
     const RunningOperations::Operation replacement(m_manifestOperations, RunningOperations::Kind::ALONE);
+    adoptSaved(folderName, std::move(manifest));
+}
+
+void ShardedDictionary::adoptSaved(const std::string& folderName, ShardManifest manifest) {
     DictionaryHistory::Contents history = manifest.m_history;
     adopt(TargetFile(getManifestName(folderName)).getFolderName(), std::move(manifest), std::move(history));
 }
@@ -724,15 +731,14 @@ void ShardedDictionary::releaseShard(const uint32_t shard) noexcept {
 }
 
 void ShardedDictionary::saveAndRelease(const std::string& folderName, const size_t numberOfThreads) {
+    const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::ALONE);
+    const RunningOperations::Operation replacement(m_manifestOperations, RunningOperations::Kind::ALONE);
     ShardManifest manifest = m_manifest;
-    {
-        const RunningOperations::Operation operation(m_operations, RunningOperations::Kind::ALONE);
-        forEachShardNumber(numberOfThreads, [&](const uint32_t shard) {
-            manifest.m_shards[shard] = saveShard(shard, folderName);
-            releaseShard(shard);
-        });
-    }
-    noteSaved(folderName, std::move(manifest));
+    forEachShardNumber(numberOfThreads, [&](const uint32_t shard) {
+        manifest.m_shards[shard] = saveShard(shard, folderName);
+        releaseShard(shard);
+    });
+    adoptSaved(folderName, std::move(manifest));
 }
 
 /// Several threads may save shards, as if they created resources.
@@ -770,6 +776,8 @@ void ShardedDictionary::verifyShard(const uint32_t shard, const Dictionary& dict
             throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_OTHER_TERMS, MelnarException::NO_CAUSES,
                                   "Its numbers of terms, or their lengths, differ from those in the manifest.");
     } catch (const MelnarException& exception) {
+        if (exception.getKind() == FailureKind::MISUSE)
+            throw;
         throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_DAMAGED_SHARD, {std::current_exception()},
                               "Shard ", shard, m_folderName.empty() ? "" : " of folder '" + m_folderName + "'",
                               " is damaged: ", exception.getMessage());

@@ -120,7 +120,7 @@ public:
         for (bool isLast = true; rest.size() > 2 * sizeof(uint64_t);) {
             if (isLast)
                 file.m_sections.emplace_back();
-            uint32_t header[2];
+            uint32_t header[2]{};
             take(sizeof(header)).copy(reinterpret_cast<char*>(header), sizeof(header));
             isLast = (header[1] & melnar::SectionOutputStream::LAST_BLOCK) != 0;
             file.m_sections.back() += take(header[1] & ~melnar::SectionOutputStream::LAST_BLOCK);
