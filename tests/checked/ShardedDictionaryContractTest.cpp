@@ -1,7 +1,6 @@
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 #include "Engine/core/data-store/sharded/ShardedDictionaryThread.h"
 #include "Engine/core/platform/stream/FileLock.h"
-#include "Engine/core/platform/system/ThreadContextIndex.h"
 #include "tests/checked/IsRefused.h"
 #include "tests/support/FileOperationObserver.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -249,6 +248,7 @@ TEST_F(ShardedDictionaryMisuseTest, nothingRunsWhileAllShardsAreReleased) {
         for (const Operations* const operations : {&m_reads, &m_saves, &m_verifications})
             for (const auto& [name, operation] : *operations)
                 EXPECT_TRUE(isRefusedElsewhere(operation)) << name;
+        EXPECT_TRUE(isRefusedElsewhere([&] { static_cast<void>(m_dictionary.getManifest()); }));
     });
     m_dictionary.saveAndRelease(getFolder(), 1);
     EXPECT_LT(0u, hook.getNumberOfCalls());
@@ -260,7 +260,6 @@ TEST_F(ShardedDictionaryMisuseTest, nothingIsSavedOrVerifiedWhileAShardIsRelease
     const auto opened = ShardedDictionary::open(getFolder(), {.m_memoryLimit = size_t(64) << 20});
     const uint32_t shard = ShardLayout::getShard(m_id);
     {
-        const ThreadContextLoan loan;
         DictionaryThread thread(opened->getOrMakeShard(shard));
         const uint64_t count = opened->getNumberOfResources();
         for (size_t number = 0; opened->getNumberOfResources() == count; ++number) {

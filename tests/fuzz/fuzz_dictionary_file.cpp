@@ -74,6 +74,13 @@ void checkSaving(const Dictionary& dictionary, const std::vector<Resource>& reso
 
 } // namespace
 
+extern "C" int LLVMFuzzerInitialize(int*, char***) { // NOLINT(readability-identifier-naming)
+    for (const std::string& file : makeSoundDictionaryFiles())
+        require(ForgedDictionaryFile::repair(file).getBytes() == file && open(file) != nullptr,
+                "a sound file is left alone, and accepted");
+    return 0;
+}
+
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* const data, const size_t size, const size_t maximumSize, // NOLINT
                                           const unsigned seed) {
     static const std::vector<std::string> soundFiles = makeSoundDictionaryFiles();

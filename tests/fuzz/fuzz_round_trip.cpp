@@ -35,6 +35,8 @@ constexpr char TERM_SEPARATOR = '\x1E';
 constexpr char PART_SEPARATOR = '\x1F';
 constexpr std::string_view XSD_STRING_IRI = "http://www.w3.org/2001/XMLSchema#string";
 constexpr std::string_view PLAIN_LITERAL_IRI = "http://www.w3.org/1999/02/22-rdf-syntax-ns#PlainLiteral";
+constexpr std::string_view LANG_STRING_IRI = "http://www.w3.org/1999/02/22-rdf-syntax-ns#langString";
+constexpr std::string_view DIR_LANG_STRING_IRI = "http://www.w3.org/1999/02/22-rdf-syntax-ns#dirLangString";
 
 /// A term that owns its parts.
 struct OwnedTerm {
@@ -82,7 +84,7 @@ Term makeTerm(const std::string_view bytes) {
         return {.m_kind = Term::Kind::LITERAL, .m_text = parts[0], .m_datatype = parts[1]};
     case 5:
         return {.m_kind = Term::Kind::LITERAL,
-                .m_direction = Term::Direction::RIGHT_TO_LEFT,
+                .m_direction = parts[2].empty() ? Term::Direction::RIGHT_TO_LEFT : Term::Direction::LEFT_TO_RIGHT,
                 .m_text = parts[0],
                 .m_language = parts[1]};
     case 6:
@@ -138,7 +140,8 @@ bool isRepresentable(const OwnedTerm& term) {
         const std::vector<std::string_view> subtags = cut(term.m_language, '-');
         return std::all_of(subtags.begin(), subtags.end(),
                            [](const std::string_view subtag) { return subtag.size() <= 8; }) &&
-               (term.m_datatype.empty() || (isAbsoluteIri(term.m_datatype) && !term.m_datatype.ends_with("angString")));
+               (term.m_datatype.empty() || (isAbsoluteIri(term.m_datatype) && term.m_datatype != LANG_STRING_IRI &&
+                                            term.m_datatype != DIR_LANG_STRING_IRI));
     }
     default:
         return false;

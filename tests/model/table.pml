@@ -1,10 +1,12 @@
 /*
  * The parallel hash table as a model for spin: claim, publish and delete of buckets, quotas, fingerprints, the slots
  * of threads, and cooperative resizing. Names and numbers of invariants are those of ParallelHashTable.h,
- * ParallelHashTableImpl.h, Fingerprints.h and TableThreadContext.h; each step of a process is one access to memory that
- * other threads can see, except that a step also changes the counters that only its own thread, or nothing that runs,
- * compares with it.
+ * ParallelHashTableImpl.h, Fingerprints.h and TableThreadContext.h.
  *
+ * Steps       Each is one access to memory that other threads can see. A few are two: a publication also takes from the
+ *             quota of its slot, a deletion also counts the tombstone, the end of a preparation also wakes the parked
+ *             threads, and who gives fingerprints back looks at them and at the resize state. No other thread relies on
+ *             the order of these.
  * Processes   Inserters resolve strings, a deleter withdraws one, a reader looks strings up and may give the
  *             fingerprints back. INSERTERS and RESOLVES set how many of them there are and what each does.
  * Slots       Inserters 0 and 2 share slot 0; inserter 1 has slot 1, the deleter slot 2, the reader slot 3.

@@ -20,7 +20,7 @@ public:
     enum class Kind : uint8_t {
         READ,    // lookups, and reads by ID
         RESOLVE, // operations that create resources
-        COMMIT,  // commit and rollback
+        COMMIT,  // commit and rollback; saves of shards, and changes of their manifest
         SAVE,    // save, verify, and statistics that read the whole tables
         ALONE,   // compact and destruction; what replaces data that others may hold a reference to
     };
