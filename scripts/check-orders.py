@@ -28,10 +28,11 @@ ROW_ORDERS = {"relaxed", "acquire", "release", "acq_rel", "mutex"}
 OPERATION = re.compile(r"""
     (?:\.|->)\s*(?P<member>load|store|exchange|fetch_\w+|compare_exchange_\w+|test_and_set)\s*\(
     | \b(?:__)?atomic_\w+\s*\(
+    | \bloadEightBytes\s*\(
     """, re.VERBOSE)
 ORDER = re.compile(r"\bmemory_order(?:_|::)(\w+)|\b__ATOMIC_(\w+)")
-ATOMIC_MEMBER = re.compile(r"\bstd::atomic<[^<>]*>&?\s+([msg]_\w+)")
-MUTEX_CALL = re.compile(r"\bpthread_mutex_(lock|unlock)\b")
+ATOMIC_MEMBER = re.compile(r"\b(?:std::atomic|Atomic)<[^<>]*>&?\s+([msg]_\w+)")
+MUTEX_CALL = re.compile(r"\.(lock|unlock)\(\)")
 BOUNDARY = re.compile(r"\b(?:if|while|for|switch)\s*(?:constexpr\s*)?\(|[()\[\]{};]")
 DOCUMENTED = re.compile(r"^\|[^|]*\|\s*`([\w/.-]+\.h)`\s*\|([^|]*)\|\s*$", re.MULTILINE)
 
@@ -168,6 +169,8 @@ class Checker:
         for match in OPERATION.finditer(source.code):
             end = source.end_of_call(match.end())
             arguments = source.code[match.end():end]
+            if re.search(r"\border\b", arguments):
+                continue  # The order is the caller's.
             while arguments != (outer := re.sub(r"\([^()]*\)", "", arguments)):
                 arguments = outer
             orders = [first or second.lower() for first, second in ORDER.findall(arguments)]

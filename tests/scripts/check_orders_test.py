@@ -38,9 +38,9 @@ void raise(Flag& flag) {
     flag.m_flag.store(1, std::memory_order_release); // W1: keeps I1
     if (flag.m_wakeUp == 0)
         flag.m_count.fetch_add(1, std::memory_order_relaxed); // W4
-    ::pthread_mutex_lock(&mutex);
+    mutex.lock();
     flag.m_wakeUp = 1; // W5
-    ::pthread_mutex_unlock(&mutex);
+    mutex.unlock();
 }
 """
 
@@ -115,8 +115,7 @@ class CheckOrdersTest(unittest.TestCase):
     def test_an_operation_that_cites_no_row(self):
         self.expect(["Engine/core/data/deep/Flag.cpp:10: release, but the statement cites no row with this order"],
                     "Engine/core/data/deep/Flag.cpp",
-                    ("    ::pthread_mutex_unlock", "    flag.m_flag.store(2, std::memory_order_release);\n    "
-                     "::pthread_mutex_unlock"), ("    flag.m_wakeUp = 1", "\n    flag.m_wakeUp = 1"))
+                    ("    mutex.unlock", "    flag.m_flag.store(2, std::memory_order_release);\n    mutex.unlock"), ("    flag.m_wakeUp = 1", "\n    flag.m_wakeUp = 1"))
 
     def test_a_citation_outside_the_statement_is_none(self):
         self.expect(["Engine/core/data/deep/Flag.cpp:4: release, but the statement cites no row with this order",
@@ -135,7 +134,7 @@ class CheckOrdersTest(unittest.TestCase):
 
     def test_a_citation_where_no_mutex_is_held(self):
         self.expect(["Engine/core/data/deep/Flag.cpp:7: W5 is cited where no mutex is held"],
-                    "Engine/core/data/deep/Flag.cpp", ("    ::pthread_mutex_lock(&mutex);\n", ""))
+                    "Engine/core/data/deep/Flag.cpp", ("    mutex.lock();\n", ""))
 
     def test_an_operation_without_an_order(self):
         for old, new in (("store(1, std::memory_order_release); // W1: keeps I1", "store(1);"),
@@ -147,12 +146,21 @@ class CheckOrdersTest(unittest.TestCase):
                          "Engine/core/data/deep/Flag.h:8: W1 is cited at no operation of a file that belongs to it"],
                         "Engine/core/data/deep/Flag.cpp", (old, new))
 
+    def test_an_operation_whose_order_is_the_callers(self):
+        tree = dict(TREE)
+        tree["Engine/core/data/Load.h"] = """inline Word loadEightBytes(const Byte* first, std::memory_order order) {
+    return __atomic_load_n(first, static_cast<int>(order));
+}
+"""
+        self.assertEqual(0, self.check(tree)[0])
+
     def test_an_operator_on_an_atomic(self):
         for operation in ("++m_count", "m_count--", "m_count = 1", "m_count |= 1"):
-            self.expect(["Engine/core/data/deep/Flag.h:17: an operator on m_count, an atomic"],
-                        "Engine/core/data/deep/Flag.h",
-                        ("\n    std::atomic<int> m_flag", f"    void count() {{ {operation}; }}\n"
-                         "    std::atomic<int> m_flag"))
+            for name in ("std::atomic", "Atomic", "melnar::Atomic"):
+                self.expect(["Engine/core/data/deep/Flag.h:17: an operator on m_count, an atomic"],
+                            "Engine/core/data/deep/Flag.h", ("std::atomic<int> m_count", f"{name}<int> m_count"),
+                            ("\n    std::atomic<int> m_flag", f"    void count() {{ {operation}; }}\n"
+                             "    std::atomic<int> m_flag"))
 
     def test_one_letter_for_two_lists(self):
         self.expect(["W numbers more than one list: the invariants of Engine/core/data/deep/Flag.h, "

@@ -16,11 +16,11 @@
 #include "Engine/core/platform/ComponentInfo.h"
 #include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/system/Atomic.h"
 #include "Engine/core/platform/system/MemoryManager.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
 #include <array>
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -396,11 +396,11 @@ private:
     MemoryManager m_memoryManager;
 
     // Shared by all threads, each member with its own rules. The datatypes below refer to them.
-    std::atomic<uint64_t> m_nextResourceID;
-    std::atomic<uint64_t> m_commitPoint;       // C1 to C3
-    std::atomic<uint64_t> m_numberOfWithdrawn; // IDs below the next one that have no resource
+    melnar::Atomic<uint64_t> m_nextResourceID;
+    melnar::Atomic<uint64_t> m_commitPoint;       // C1 to C3
+    melnar::Atomic<uint64_t> m_numberOfWithdrawn; // IDs below the next one that have no resource
     MemoryRegion<uint64_t> m_resourceDataOffsets;
-    MemoryRegion<std::atomic<uint8_t>> m_resourceFlags; // D_INVALID where no resource exists
+    MemoryRegion<melnar::Atomic<uint8_t>> m_resourceFlags; // D_INVALID where no resource exists
     DataPool m_dataPool;
 
     mutable RunningOperations m_operations;

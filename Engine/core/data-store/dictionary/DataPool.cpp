@@ -10,7 +10,7 @@ using namespace melnar;
 namespace {
 
 /// Constant-initialised, since a pool may be made before main.
-constinit std::atomic<uint64_t> s_latestGeneration{0};
+constinit Atomic<uint64_t> s_latestGeneration{0};
 
 } // namespace
 
@@ -28,7 +28,7 @@ void DataPool::initialize(const size_t capacity, const size_t size) {
     m_generation = newGeneration();
     m_end.store(0, std::memory_order_relaxed);
     m_unusedBytes.store(0, std::memory_order_relaxed);
-    for (std::atomic<uint64_t>& spare : m_spares)
+    for (Atomic<uint64_t>& spare : m_spares)
         spare.store(0, std::memory_order_relaxed);
     m_data = nullptr;
     m_bytes.initialize(capacity);
@@ -38,7 +38,7 @@ void DataPool::initialize(const size_t capacity, const size_t size) {
 }
 
 void DataPool::swapContents(DataPool& other) noexcept {
-    const auto swapRelaxed = [](std::atomic<uint64_t>& first, std::atomic<uint64_t>& second) {
+    const auto swapRelaxed = [](Atomic<uint64_t>& first, Atomic<uint64_t>& second) {
         const uint64_t value = first.load(std::memory_order_relaxed);
         first.store(second.load(std::memory_order_relaxed), std::memory_order_relaxed);
         second.store(value, std::memory_order_relaxed);
@@ -86,7 +86,7 @@ void DataPool::giveBackBlock(const uint64_t begin, const uint64_t end) noexcept 
     if (!giveBack(begin, end) || end - begin < LARGEST_CHUNK_IN_BLOCK || (end - begin) >> SPARE_SIZE_BITS != 0)
         return;
     const uint64_t spare = begin << SPARE_SIZE_BITS | (end - begin);
-    for (std::atomic<uint64_t>& place : m_spares)
+    for (Atomic<uint64_t>& place : m_spares)
         if (uint64_t expected = 0;
             place.load(std::memory_order_relaxed) == 0 &&
             place.compare_exchange_strong(expected, spare, std::memory_order_relaxed, std::memory_order_relaxed))
@@ -95,7 +95,7 @@ void DataPool::giveBackBlock(const uint64_t begin, const uint64_t end) noexcept 
 
 /// Returns a spare, which belongs to the caller from now on, or 0.
 uint64_t DataPool::takeSpare() noexcept {
-    for (std::atomic<uint64_t>& place : m_spares)
+    for (Atomic<uint64_t>& place : m_spares)
         if (place.load(std::memory_order_relaxed) != 0)
             if (const uint64_t spare = place.exchange(0, std::memory_order_relaxed); spare != 0) {
                 m_unusedBytes.fetch_sub(spare & ((uint64_t(1) << SPARE_SIZE_BITS) - 1), std::memory_order_relaxed);

@@ -3,10 +3,10 @@
 #include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
 #include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/system/Atomic.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
 #include <array>
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -99,13 +99,13 @@ private:
 
     // Both counters only count, so relaxed accesses suffice: a chunk becomes visible to other threads with the bucket
     // that refers to it, and the pages below the end are accessible before the end is moved past them.
-    std::atomic<uint64_t> m_end;
-    std::atomic<uint64_t> m_unusedBytes;
+    melnar::Atomic<uint64_t> m_end;
+    melnar::Atomic<uint64_t> m_unusedBytes;
     uint8_t* m_data;
     MemoryRegion<uint8_t> m_bytes;
 
     // Relaxed, too: a thread that takes a spare gets bytes that no thread has written to.
-    std::array<std::atomic<uint64_t>, NUMBER_OF_SPARES> m_spares{};
+    std::array<melnar::Atomic<uint64_t>, NUMBER_OF_SPARES> m_spares{};
 
     // Constant until all bytes are replaced, and unique in the process: a block is valid only if its thread context has
     // this generation.

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Engine/core/platform/Export.h"
+#include "Engine/core/platform/system/Atomic.h"
 
-#include <atomic>
 #include <concepts>
 #include <cstdint>
 #include <limits>
@@ -16,7 +16,7 @@ template<std::unsigned_integral T>
 class MELNAR_EXPORT DatatypePolicy {
 public:
     using BucketValue = T;
-    using Bucket = std::atomic<T>;
+    using Bucket = melnar::Atomic<T>;
 
     static constexpr T EMPTY_BUCKET = 0;
     static constexpr T BUCKET_DELETED = sizeof(T) == 8 ? std::numeric_limits<T>::max() >> 1

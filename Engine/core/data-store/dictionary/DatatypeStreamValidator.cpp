@@ -21,7 +21,7 @@ template<class T>
 DatatypeStreamValidator<T>::DatatypeStreamValidator(UntrustedInputStream& inputStream, const std::string_view marker,
                                                     const std::string& name, std::vector<uint8_t> tableDatatypeIDs,
                                                     const uint64_t endResourceID,
-                                                    const MemoryRegion<std::atomic<uint8_t>>& resourceFlags)
+                                                    const MemoryRegion<Atomic<uint8_t>>& resourceFlags)
     : m_inputStream(inputStream), m_tableDatatypeIDs(std::move(tableDatatypeIDs)), m_endResourceID(endResourceID),
       m_resourceFlags(resourceFlags), m_isInTable(endResourceID), m_deliveredBytes(0), m_tableNumber(0),
       m_regionCapacity(0), m_regionEnd(0), m_seenBuckets(0), m_seenLiveBuckets(0), m_seenDeletedBuckets(0) {

@@ -3,9 +3,9 @@
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/collections/ParallelHashTableHeader.h"
 #include "Engine/core/platform/stream/UntrustedInputStream.h"
+#include "Engine/core/platform/system/Atomic.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -35,7 +35,7 @@ public:
     /// accessible.
     DatatypeStreamValidator(UntrustedInputStream& inputStream, std::string_view marker, const std::string& name,
                             std::vector<uint8_t> tableDatatypeIDs, uint64_t endResourceID,
-                            const MemoryRegion<std::atomic<uint8_t>>& resourceFlags);
+                            const MemoryRegion<Atomic<uint8_t>>& resourceFlags);
 
     const std::string& getName() const override { return m_inputStream.getName(); }
     size_t read(void* data, size_t numberOfBytes) override;
@@ -51,7 +51,7 @@ private:
     UntrustedInputStream& m_inputStream;
     const std::vector<uint8_t> m_tableDatatypeIDs; // in the order of the tables
     const uint64_t m_endResourceID;
-    const MemoryRegion<std::atomic<uint8_t>>& m_resourceFlags;
+    const MemoryRegion<Atomic<uint8_t>>& m_resourceFlags;
     std::vector<bool> m_isInTable; // by resource ID; a resource is in the one table of its datatype
 
     std::string m_checkedBytes; // of fields that are read and checked, but not all delivered yet

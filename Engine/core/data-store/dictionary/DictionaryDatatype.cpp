@@ -30,9 +30,8 @@ void answerEach(const std::span<BatchEntry> entries, std::vector<BatchFailure>& 
 
 } // namespace
 
-DictionaryDatatype::DictionaryDatatype(std::atomic<uint64_t>& nextResourceID,
-                                       MemoryRegion<uint64_t>& resourceDataOffsets,
-                                       MemoryRegion<std::atomic<uint8_t>>& resourceFlags, DataPool& dataPool) noexcept
+DictionaryDatatype::DictionaryDatatype(Atomic<uint64_t>& nextResourceID, MemoryRegion<uint64_t>& resourceDataOffsets,
+                                       MemoryRegion<Atomic<uint8_t>>& resourceFlags, DataPool& dataPool) noexcept
     : m_initialSize(0), m_nextResourceID(nextResourceID), m_resourceDataOffsets(resourceDataOffsets),
       m_resourceFlags(resourceFlags), m_dataPool(dataPool) {}
 

@@ -13,9 +13,9 @@
 #include "Engine/core/platform/stream/InputStream.h"
 #include "Engine/core/platform/stream/OutputStream.h"
 #include "Engine/core/platform/stream/UntrustedInputStream.h"
+#include "Engine/core/platform/system/Atomic.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -58,8 +58,8 @@ public:
     };
 
     /// Makes a datatype of a dictionary, whose shared storage it gets; it must be initialised or loaded before use.
-    DictionaryDatatype(std::atomic<uint64_t>& nextResourceID, MemoryRegion<uint64_t>& resourceDataOffsets,
-                       MemoryRegion<std::atomic<uint8_t>>& resourceFlags, DataPool& dataPool) noexcept;
+    DictionaryDatatype(melnar::Atomic<uint64_t>& nextResourceID, MemoryRegion<uint64_t>& resourceDataOffsets,
+                       MemoryRegion<melnar::Atomic<uint8_t>>& resourceFlags, DataPool& dataPool) noexcept;
 
     virtual ~DictionaryDatatype();
 
@@ -211,11 +211,11 @@ protected:
     /// then.
     std::pair<uint64_t, uint64_t> newResourceIDAndDataChunk(DictionaryThreadContext* threadContext, size_t chunkSize);
 
-    size_t m_initialSize;                                ///< that of initialize
-    std::atomic<uint64_t>& m_nextResourceID;             ///< the dictionary's counter
-    MemoryRegion<uint64_t>& m_resourceDataOffsets;       ///< of the chunks in the data pool, by ID
-    MemoryRegion<std::atomic<uint8_t>>& m_resourceFlags; ///< the datatype bytes, by ID
-    DataPool& m_dataPool;                                ///< with the chunks
+    size_t m_initialSize;                                   ///< that of initialize
+    melnar::Atomic<uint64_t>& m_nextResourceID;             ///< the dictionary's counter
+    MemoryRegion<uint64_t>& m_resourceDataOffsets;          ///< of the chunks in the data pool, by ID
+    MemoryRegion<melnar::Atomic<uint8_t>>& m_resourceFlags; ///< the datatype bytes, by ID
+    DataPool& m_dataPool;                                   ///< with the chunks
 
 private:
     uint64_t newResourceID();

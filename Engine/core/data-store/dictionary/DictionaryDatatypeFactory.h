@@ -6,10 +6,10 @@
 #include "Engine/core/data-store/dictionary/ResourceValue.h"
 #include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/stream/OutputStream.h"
+#include "Engine/core/platform/system/Atomic.h"
 #include "Engine/core/platform/system/MemoryManager.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -45,9 +45,9 @@ public:
     /// Creates a datatype with 32-bit buckets, whose resource IDs must be below 0xFFFFFFFE, or with 64-bit buckets. It
     /// must be initialised or loaded before use. The arguments must outlive it.
     virtual std::unique_ptr<DictionaryDatatype>
-    createDictionaryDatatype(bool useNarrowBuckets, MemoryManager& memoryManager, std::atomic<uint64_t>& nextResourceID,
-                             MemoryRegion<uint64_t>& resourceDataOffsets,
-                             MemoryRegion<std::atomic<uint8_t>>& resourceFlags, DataPool& dataPool) const = 0;
+    createDictionaryDatatype(bool useNarrowBuckets, MemoryManager& memoryManager,
+                             melnar::Atomic<uint64_t>& nextResourceID, MemoryRegion<uint64_t>& resourceDataOffsets,
+                             MemoryRegion<melnar::Atomic<uint8_t>>& resourceFlags, DataPool& dataPool) const = 0;
 
     /// Checks and normalises a value whose data is already in place, and writable. If it refuses the value with
     /// MelnarException, the value is unchanged.

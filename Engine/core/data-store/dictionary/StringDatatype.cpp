@@ -42,9 +42,9 @@ std::string_view getLexicalForm(const ResourceValue& resourceValue) noexcept {
 } // namespace
 
 template<class T>
-StringDatatype<T>::StringDatatype(MemoryManager& memoryManager, std::atomic<uint64_t>& nextResourceID,
+StringDatatype<T>::StringDatatype(MemoryManager& memoryManager, Atomic<uint64_t>& nextResourceID,
                                   MemoryRegion<uint64_t>& resourceDataOffsets,
-                                  MemoryRegion<std::atomic<uint8_t>>& resourceFlags, DataPool& dataPool) noexcept
+                                  MemoryRegion<Atomic<uint8_t>>& resourceFlags, DataPool& dataPool) noexcept
     : Base(nextResourceID, resourceDataOffsets, resourceFlags, dataPool),
       m_xsdStringTable(memoryManager, Policy(resourceDataOffsets, dataPool)),
       m_plainLiteralTable(memoryManager, Policy(resourceDataOffsets, dataPool)) {}

@@ -4,6 +4,7 @@
 #include "Engine/core/data-store/dictionary/TableDatatype.h"
 #include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/collections/ParallelHashTable.h"
+#include "Engine/core/platform/system/Atomic.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -24,8 +25,8 @@ template<class T>
 class MELNAR_EXPORT StringDatatype final : public TableDatatype<DatatypeStringPolicy<T>> {
 public:
     /// As DictionaryDatatype.
-    StringDatatype(MemoryManager& memoryManager, std::atomic<uint64_t>& nextResourceID,
-                   MemoryRegion<uint64_t>& resourceDataOffsets, MemoryRegion<std::atomic<uint8_t>>& resourceFlags,
+    StringDatatype(MemoryManager& memoryManager, melnar::Atomic<uint64_t>& nextResourceID,
+                   MemoryRegion<uint64_t>& resourceDataOffsets, MemoryRegion<melnar::Atomic<uint8_t>>& resourceFlags,
                    DataPool& dataPool) noexcept;
     ~StringDatatype() override;
 

@@ -2,6 +2,7 @@
 
 #include "Engine/core/data-store/dictionary/DictionaryDatatypeFactory.h"
 #include "Engine/core/platform/Export.h"
+#include "Engine/core/platform/system/Atomic.h"
 
 /// The factory of xsd:string (datatype ID 5) and rdf:PlainLiteral (6).
 ///
@@ -19,9 +20,9 @@ public:
     static const StringDatatypeFactory& getInstance() noexcept;
 
     std::unique_ptr<DictionaryDatatype> createDictionaryDatatype(bool useNarrowBuckets, MemoryManager& memoryManager,
-                                                                 std::atomic<uint64_t>& nextResourceID,
+                                                                 melnar::Atomic<uint64_t>& nextResourceID,
                                                                  MemoryRegion<uint64_t>& resourceDataOffsets,
-                                                                 MemoryRegion<std::atomic<uint8_t>>& resourceFlags,
+                                                                 MemoryRegion<melnar::Atomic<uint8_t>>& resourceFlags,
                                                                  DataPool& dataPool) const override;
 
     void inPlaceParseResourceValue(ResourceValue& resourceValue, uint8_t datatypeID) const override;

@@ -71,7 +71,7 @@ protected:
     using Table = ParallelHashTable<Policy>;
 
     /// How many buckets the smallest table has.
-    static constexpr size_t MINIMUM_NUMBER_OF_BUCKETS = 1024;
+    static constexpr size_t MINIMUM_NUMBER_OF_BUCKETS = melnar::ParallelHashTableHeader::MINIMUM_NUMBER_OF_BUCKETS;
 
     using DictionaryDatatype::DictionaryDatatype;
 

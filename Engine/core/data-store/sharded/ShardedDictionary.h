@@ -13,10 +13,10 @@
 #include "Engine/core/data-store/terms/Term.h"
 #include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/system/Atomic.h"
 #include "Engine/core/platform/system/MemoryManager.h"
 
 #include <array>
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -241,9 +241,9 @@ private:
 
     /// A shard. When it is in memory it is published, and stays there.
     struct Slot {
-        std::atomic<Dictionary*> m_published{nullptr}; // U1, U2
-        std::unique_ptr<Dictionary> m_owned;           // protected by m_mutex
-        std::mutex m_mutex;                            // held while the shard is brought into memory
+        melnar::Atomic<Dictionary*> m_published{nullptr}; // U1, U2
+        std::unique_ptr<Dictionary> m_owned;              // protected by m_mutex
+        std::mutex m_mutex;                               // held while the shard is brought into memory
     };
 
     Dictionary* findShard(uint32_t shard) const noexcept;

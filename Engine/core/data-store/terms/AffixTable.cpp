@@ -31,7 +31,7 @@ void AffixTable::initialize() noexcept {
     m_size.store(0, std::memory_order_relaxed);
     m_level = 0;
     m_sumOfLengths = 0;
-    for (std::atomic<uint32_t>& recent : m_recentTexts)
+    for (Atomic<uint32_t>& recent : m_recentTexts)
         recent.store(0, std::memory_order_relaxed);
 }
 
@@ -92,7 +92,7 @@ uint32_t AffixTable::find(const std::string_view text, const uint64_t textHash) 
 /// after a text has been seen often enough: the text gets a number then, or there is no room for it.
 bool AffixTable::isMetOftenEnough(const uint64_t textHash) noexcept {
     constexpr uint32_t COUNT_MASK = 0xFF;
-    std::atomic<uint32_t>& recent = m_recentTexts[textHash % NUMBER_OF_RECENT_TEXTS];
+    Atomic<uint32_t>& recent = m_recentTexts[textHash % NUMBER_OF_RECENT_TEXTS];
     const uint32_t tag = static_cast<uint32_t>(textHash >> 32) & ~COUNT_MASK;
     const uint32_t known = recent.load(std::memory_order_relaxed);
     const uint32_t count = (known & ~COUNT_MASK) == tag ? (known & COUNT_MASK) + 1 : 1;
@@ -138,7 +138,7 @@ void AffixTable::enterInIndex(const size_t level, const uint64_t textHash, const
     Index& index = m_indexes[level];
     const size_t mask = getIndexSize(level) - 1;
     for (size_t distance = 0; distance < LONGEST_PROBE; ++distance) {
-        std::atomic<uint32_t>& place = index[(textHash + distance) & mask];
+        Atomic<uint32_t>& place = index[(textHash + distance) & mask];
         if (place.load(std::memory_order_relaxed) != 0)
             continue;
         place.store(number, std::memory_order_release); // A1

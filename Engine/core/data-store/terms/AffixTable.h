@@ -4,11 +4,11 @@
 #include "Engine/core/platform/stream/InputStream.h"
 #include "Engine/core/platform/stream/OutputStream.h"
 #include "Engine/core/platform/stream/UntrustedInputStream.h"
+#include "Engine/core/platform/system/Atomic.h"
 #include "Engine/core/platform/system/MemoryManager.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
 #include <array>
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
@@ -89,7 +89,7 @@ private:
         uint32_t m_length;
     };
 
-    using Index = MemoryRegion<std::atomic<uint32_t>>;
+    using Index = MemoryRegion<Atomic<uint32_t>>;
 
     static constexpr size_t FIRST_INDEX_SIZE = 1024;
     static constexpr size_t LARGEST_INDEX_SIZE = size_t(1) << 17;
@@ -119,15 +119,15 @@ private:
     MemoryRegion<Record> m_records; // by number
     MemoryRegion<char> m_texts;
     std::array<Index, NUMBER_OF_INDEXES> m_indexes; // each twice as large as the one before
-    std::atomic<const Index*> m_index;              // the current one, or null; A3, A4
-    std::atomic<uint32_t> m_size;
+    Atomic<const Index*> m_index;                   // the current one, or null; A3, A4
+    Atomic<uint32_t> m_size;
 
     std::mutex m_mutex;    // of threads that enter texts
     size_t m_level;        // of the current index; protected by the mutex
     size_t m_sumOfLengths; // protected by the mutex
 
     // By hash, how often a text was seen: a part of its hash, and the count. Threads may lose each other's counts.
-    std::array<std::atomic<uint32_t>, NUMBER_OF_RECENT_TEXTS> m_recentTexts{};
+    std::array<Atomic<uint32_t>, NUMBER_OF_RECENT_TEXTS> m_recentTexts{};
 };
 
 } // namespace melnar

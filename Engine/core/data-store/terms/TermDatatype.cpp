@@ -29,9 +29,9 @@ BatchFailure::Refusal getRefusal(const TermFamily& family) noexcept {
 } // namespace
 
 template<class T>
-TermDatatype<T>::TermDatatype(const TermFamily& family, MemoryManager& memoryManager,
-                              std::atomic<uint64_t>& nextResourceID, MemoryRegion<uint64_t>& resourceDataOffsets,
-                              MemoryRegion<std::atomic<uint8_t>>& resourceFlags, DataPool& dataPool) noexcept
+TermDatatype<T>::TermDatatype(const TermFamily& family, MemoryManager& memoryManager, Atomic<uint64_t>& nextResourceID,
+                              MemoryRegion<uint64_t>& resourceDataOffsets, MemoryRegion<Atomic<uint8_t>>& resourceFlags,
+                              DataPool& dataPool) noexcept
     : Base(nextResourceID, resourceDataOffsets, resourceFlags, dataPool), m_family(family),
       m_affixes(memoryManager, family.m_numberOfSightings),
       m_policy(resourceDataOffsets, dataPool, m_affixes, m_family), m_publishedTable(nullptr),

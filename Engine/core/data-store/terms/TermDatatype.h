@@ -4,8 +4,8 @@
 #include "Engine/core/data-store/terms/AffixTable.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
 #include "Engine/core/data-store/terms/TermPolicy.h"
+#include "Engine/core/platform/system/Atomic.h"
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -37,8 +37,8 @@ template<class T>
 class TermDatatype final : public TableDatatype<TermPolicy<T>> {
 public:
     /// Makes the datatype of a family; the rest is as for DictionaryDatatype.
-    TermDatatype(const TermFamily& family, MemoryManager& memoryManager, std::atomic<uint64_t>& nextResourceID,
-                 MemoryRegion<uint64_t>& resourceDataOffsets, MemoryRegion<std::atomic<uint8_t>>& resourceFlags,
+    TermDatatype(const TermFamily& family, MemoryManager& memoryManager, Atomic<uint64_t>& nextResourceID,
+                 MemoryRegion<uint64_t>& resourceDataOffsets, MemoryRegion<Atomic<uint8_t>>& resourceFlags,
                  DataPool& dataPool) noexcept;
     ~TermDatatype() override;
 
@@ -119,7 +119,7 @@ private:
 
     std::mutex m_mutex;             // of threads that make the table
     std::unique_ptr<Table> m_table; // protected by the mutex until it is published
-    std::atomic<Table*> m_publishedTable;
+    Atomic<Table*> m_publishedTable;
     bool m_keepsFingerprints; // constant while threads run
 };
 

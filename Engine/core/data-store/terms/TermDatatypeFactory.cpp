@@ -29,10 +29,11 @@ TermDatatypeFactory::TermDatatypeFactory(const TermFamily& family)
 
 TermDatatypeFactory::~TermDatatypeFactory() = default;
 
-std::unique_ptr<DictionaryDatatype> TermDatatypeFactory::createDictionaryDatatype(
-    const bool useNarrowBuckets, MemoryManager& memoryManager, std::atomic<uint64_t>& nextResourceID,
-    MemoryRegion<uint64_t>& resourceDataOffsets, MemoryRegion<std::atomic<uint8_t>>& resourceFlags,
-    DataPool& dataPool) const {
+std::unique_ptr<DictionaryDatatype>
+TermDatatypeFactory::createDictionaryDatatype(const bool useNarrowBuckets, MemoryManager& memoryManager,
+                                              Atomic<uint64_t>& nextResourceID,
+                                              MemoryRegion<uint64_t>& resourceDataOffsets,
+                                              MemoryRegion<Atomic<uint8_t>>& resourceFlags, DataPool& dataPool) const {
     if (useNarrowBuckets)
         return std::make_unique<TermDatatype<uint32_t>>(m_family, memoryManager, nextResourceID, resourceDataOffsets,
                                                         resourceFlags, dataPool);

@@ -3,6 +3,7 @@
 #include "Engine/core/data-store/dictionary/DictionaryDatatypeFactory.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
 #include "Engine/core/platform/Export.h"
+#include "Engine/core/platform/system/Atomic.h"
 
 /// The factory of a family of terms. One for a family of a program's own adds a datatype to all dictionaries that are
 /// made or opened after the factory, and to all shards of a ShardedDictionary that is made after it:
@@ -25,9 +26,9 @@ public:
     ~TermDatatypeFactory() override;
 
     std::unique_ptr<DictionaryDatatype> createDictionaryDatatype(bool useNarrowBuckets, MemoryManager& memoryManager,
-                                                                 std::atomic<uint64_t>& nextResourceID,
+                                                                 melnar::Atomic<uint64_t>& nextResourceID,
                                                                  MemoryRegion<uint64_t>& resourceDataOffsets,
-                                                                 MemoryRegion<std::atomic<uint8_t>>& resourceFlags,
+                                                                 MemoryRegion<melnar::Atomic<uint8_t>>& resourceFlags,
                                                                  DataPool& dataPool) const override;
 
     /// The data must be the whole form.

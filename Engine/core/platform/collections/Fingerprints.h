@@ -3,10 +3,10 @@
 #include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/system/Atomic.h"
 #include "Engine/core/platform/system/MemoryManager.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -145,15 +145,15 @@ public:
     /// Returns the buckets of a group that must be read, one bit each, lowest first: those with this fingerprint or an
     /// unknown one.
     uint32_t getCandidates(const size_t group, const uint8_t fingerprint) const noexcept {
-        const Word low = getWord(group);
-        const Word high = getWord(group + sizeof(Word));
+        const uint64_t low = getWord(group);
+        const uint64_t high = getWord(group + GROUP_SIZE / 2);
 #if defined(__SSE2__)
         const __m128i all = _mm_set_epi64x(static_cast<long long>(high), static_cast<long long>(low));
         const __m128i matches = _mm_or_si128(_mm_cmpeq_epi8(all, _mm_set1_epi8(static_cast<char>(fingerprint))),
                                              _mm_cmpeq_epi8(all, _mm_setzero_si128()));
         return static_cast<uint32_t>(_mm_movemask_epi8(matches));
 #else
-        return getCandidatesPortably(low, fingerprint) | getCandidatesPortably(high, fingerprint) << sizeof(Word);
+        return getCandidatesPortably(low, fingerprint) | getCandidatesPortably(high, fingerprint) << GROUP_SIZE / 2;
 #endif
     }
 
@@ -172,15 +172,13 @@ private:
         return ~(((word & LOW_BITS) + LOW_BITS) | word | LOW_BITS);
     }
 
-    /// Eight fingerprints, read as one number.
-    using Word [[gnu::may_alias]] = uint64_t;
-
-    Word getWord(const size_t index) const noexcept {
-        return __atomic_load_n(reinterpret_cast<const Word*>(m_data + index), __ATOMIC_ACQUIRE); // H2
+    /// Returns eight fingerprints.
+    uint64_t getWord(const size_t index) const noexcept {
+        return loadEightBytes(m_data + index, std::memory_order_acquire); // H2
     }
 
-    MemoryRegion<std::atomic<uint8_t>> m_region;
-    std::atomic<uint8_t>* m_data; // null if there are none
+    MemoryRegion<Atomic<uint8_t>> m_region;
+    Atomic<uint8_t>* m_data; // null if there are none
     bool m_areComplete;
 };
 

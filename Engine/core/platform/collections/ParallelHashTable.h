@@ -6,23 +6,25 @@
 #include "Engine/core/platform/collections/TableThreadContext.h"
 #include "Engine/core/platform/stream/InputStream.h"
 #include "Engine/core/platform/stream/OutputStream.h"
+#include "Engine/core/platform/system/Atomic.h"
+#include "Engine/core/platform/system/Condition.h"
 #include "Engine/core/platform/system/MemoryManager.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
+#include "Engine/core/platform/system/Mutex.h"
 #include "Engine/core/platform/system/SpinPause.h"
+#include "Engine/core/platform/system/TableSizes.h"
 #include "Engine/core/platform/system/ThreadContextIndex.h"
 
-#include <atomic>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <pthread.h>
 #include <vector>
 
 /// An open-addressing, linear-probing set of numbers. Many threads read, insert and delete concurrently, and the set
 /// grows in place while they do.
 ///
 /// A bucket holds a number; the policy defines what the number means, its hash and its equality with a query. A policy
-/// provides Bucket (std::atomic<BucketValue>), BucketValue (an unsigned integer), the values EMPTY_BUCKET (0),
+/// provides Bucket (melnar::Atomic<BucketValue>), BucketValue (an unsigned integer), the values EMPTY_BUCKET (0),
 /// BUCKET_IN_PROGRESS and BUCKET_DELETED, and `uint64_t getHash(BucketValue) const` for a stored number. It may provide
 /// `void getHashes(const BucketValue*, size_t, uint64_t*) const`, the same for up to REHASH_BLOCK_SIZE numbers
 /// together.
@@ -90,10 +92,10 @@ public:
     static constexpr size_t NUMBER_OF_THREAD_CONTEXTS = NUMBER_OF_THREAD_CONTEXT_INDICES;
 
     /// How many insertions a slot reserves together.
-    static constexpr uint32_t INSERTION_QUOTA_BATCH = 100;
+    static constexpr uint32_t INSERTION_QUOTA_BATCH = melnar::TableSizes::INSERTION_QUOTA_BATCH;
 
     /// How many buckets a thread rehashes at a time.
-    static constexpr size_t RESIZE_CHUNK_SIZE = 1024;
+    static constexpr size_t RESIZE_CHUNK_SIZE = melnar::TableSizes::RESIZE_CHUNK_SIZE;
 
     /// How many numbers of a chunk are hashed together: enough to pay off, on at most 16 KiB of stack.
     static constexpr size_t REHASH_BLOCK_SIZE = 256;
@@ -326,21 +328,21 @@ private:
 
     ThreadContext m_threadContexts[NUMBER_OF_THREAD_CONTEXTS];
     const Policy m_policy;
-    std::atomic<size_t> m_resizeState;
+    melnar::Atomic<size_t> m_resizeState;
     // The next three change only while all slots are held, or alone: a thread that holds any slot may read them.
     size_t m_hashMask;
     Bucket* m_afterLastBucket;
     MemoryRegion<Bucket> m_buckets;
-    std::atomic<size_t> m_numberOfUsedBuckets;
-    std::atomic<size_t> m_numberOfDeletedBuckets;
-    std::atomic<size_t> m_numberOfBuckets; // as the three above; atomic because statistics read it without a slot
+    melnar::Atomic<size_t> m_numberOfUsedBuckets;
+    melnar::Atomic<size_t> m_numberOfDeletedBuckets;
+    melnar::Atomic<size_t> m_numberOfBuckets; // as the three above; atomic because statistics read it without a slot
     const double m_maxLoadFactor;
     size_t m_resizeThreshold;          // as the three above
     MemoryRegion<Bucket> m_oldBuckets; // as the three above, except that the finisher of a resize empties it
     size_t m_numberOfResizeChunks;     // as the three above
-    std::atomic<size_t> m_numberOfPendingChunks;
-    pthread_mutex_t m_resizeMutex;
-    pthread_cond_t m_resizeCondition;
+    melnar::Atomic<size_t> m_numberOfPendingChunks;
+    melnar::Mutex m_resizeMutex;
+    melnar::Condition m_resizeCondition;
     bool m_keepsFingerprints;            // constant while threads run
     melnar::Fingerprints m_fingerprints; // as the bucket array
     FingerprintReclaimer m_fingerprintReclaimer;

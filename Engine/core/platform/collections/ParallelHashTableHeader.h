@@ -3,6 +3,7 @@
 #include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/stream/InputStream.h"
 #include "Engine/core/platform/stream/OutputStream.h"
+#include "Engine/core/platform/system/TableSizes.h"
 #include "Engine/core/platform/system/ThreadContextIndex.h"
 
 #include <array>
@@ -22,7 +23,7 @@ struct MELNAR_EXPORT ParallelHashTableHeader {
     static constexpr std::string_view MARKER = "ParallelHashTable";
 
     /// A table is initialised with a power of two of at least this many buckets.
-    static constexpr size_t MINIMUM_NUMBER_OF_BUCKETS = 1024;
+    static constexpr size_t MINIMUM_NUMBER_OF_BUCKETS = TableSizes::MINIMUM_NUMBER_OF_BUCKETS;
 
     static constexpr double MAXIMUM_LOAD_FACTOR = 0.7;
 

@@ -49,16 +49,13 @@ ParallelHashTable<Policy>::ParallelHashTable(MemoryManager& memoryManager, const
     : m_policy(policy), m_resizeState(NOT_RESIZING), m_hashMask(0), m_afterLastBucket(nullptr),
       m_buckets(memoryManager), m_numberOfUsedBuckets(0), m_numberOfDeletedBuckets(0), m_numberOfBuckets(0),
       m_maxLoadFactor(melnar::ParallelHashTableHeader::MAXIMUM_LOAD_FACTOR), m_resizeThreshold(0),
-      m_oldBuckets(memoryManager), m_numberOfResizeChunks(0),
-      m_numberOfPendingChunks(0), m_resizeMutex{}, m_resizeCondition{}, m_keepsFingerprints(false),
+      m_oldBuckets(memoryManager), m_numberOfResizeChunks(0), m_numberOfPendingChunks(0), m_keepsFingerprints(false),
       m_fingerprints(memoryManager), m_fingerprintReclaimer(*this) {}
 
 template<class Policy>
 ParallelHashTable<Policy>::~ParallelHashTable() {
     if (m_keepsFingerprints)
         getMemoryManager().removeReclaimable(m_fingerprintReclaimer);
-    ::pthread_cond_destroy(&m_resizeCondition);
-    ::pthread_mutex_destroy(&m_resizeMutex);
 }
 
 template<class Policy>
@@ -332,10 +329,10 @@ private:
 /// Ends PREPARING and wakes the threads that are parked until then.
 template<class Policy>
 void ParallelHashTable<Policy>::publishResizeState(const size_t resizeState) noexcept {
-    ::pthread_mutex_lock(&m_resizeMutex);
+    m_resizeMutex.lock();
     m_resizeState.store(resizeState, std::memory_order_release); // P2
-    ::pthread_cond_broadcast(&m_resizeCondition);
-    ::pthread_mutex_unlock(&m_resizeMutex);
+    m_resizeCondition.broadcast();
+    m_resizeMutex.unlock();
 }
 
 template<class Policy>
@@ -409,10 +406,10 @@ void ParallelHashTable<Policy>::handleResize(ThreadContext& callerContext, const
 template<class Policy>
 void ParallelHashTable<Policy>::waitWhilePreparing(ThreadContext& callerContext) noexcept {
     releaseThreadContext(callerContext);
-    ::pthread_mutex_lock(&m_resizeMutex);
+    m_resizeMutex.lock();
     while (m_resizeState.load(std::memory_order_acquire) == RESIZE_PREPARING) // P3
-        ::pthread_cond_wait(&m_resizeCondition, &m_resizeMutex);
-    ::pthread_mutex_unlock(&m_resizeMutex);
+        m_resizeCondition.wait(m_resizeMutex);
+    m_resizeMutex.unlock();
     acquireThreadContext(callerContext);
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
-#include <atomic>
+#include "Engine/core/platform/system/Atomic.h"
+#include "Engine/core/platform/system/Condition.h"
+#include "Engine/core/platform/system/Mutex.h"
+
 #include <cstdint>
-#include <pthread.h>
 
 namespace melnar {
 
@@ -33,17 +35,10 @@ namespace melnar {
 /// TSan: with relaxed order instead, ThreadSanitizer finds a race in the stress tests. Argued: there is no order to
 /// weaken: T3 is ordered by the mutex, and T4 is relaxed.
 ///
-/// Mutex and condition are all-zero storage, which is their static initialiser: 256 slots need no calls to set up. Its
-/// atomics make a slot unmovable. It does not derive from Unmovable, since the first member of a table, which has the
-/// same base class, would then not be at the start of the table.
+/// Mutex and condition are all-zero storage: 256 slots need no calls to set up. Its atomics make a slot unmovable. It
+/// does not derive from Unmovable, since the first member of a table, which has the same base class, would then not be
+/// at the start of the table.
 struct alignas(64) TableThreadContext {
-    TableThreadContext() = default;
-
-    ~TableThreadContext() {
-        ::pthread_cond_destroy(&m_condition);
-        ::pthread_mutex_destroy(&m_mutex);
-    }
-
     /// Returns how many insertions the slot has reserved and not used yet.
     uint32_t getInsertionQuota() const noexcept { return m_insertionQuota.load(std::memory_order_relaxed); } // T4
 
@@ -52,32 +47,32 @@ struct alignas(64) TableThreadContext {
         m_insertionQuota.store(quota, std::memory_order_relaxed); // T4
     }
 
-    std::atomic<uint32_t> m_insertionQuota{0}; ///< insertions that are reserved and not used yet
-    std::atomic<uint16_t> m_lockCount{0};      ///< the holder and those who wait
-    uint8_t m_wakeUp{0};                       ///< protected by m_mutex
-    pthread_mutex_t m_mutex{};                 ///< of m_wakeUp
-    pthread_cond_t m_condition{};              ///< that m_wakeUp is raised
+    Atomic<uint32_t> m_insertionQuota{0}; ///< insertions that are reserved and not used yet
+    Atomic<uint16_t> m_lockCount{0};      ///< the holder and those who wait
+    uint8_t m_wakeUp{0};                  ///< protected by m_mutex
+    Mutex m_mutex;                        ///< of m_wakeUp
+    Condition m_condition;                ///< that m_wakeUp is raised
 };
 
 /// Makes the calling thread the holder of the slot; waits while another thread holds it.
 inline void acquireThreadContext(TableThreadContext& threadContext) noexcept {
     if (threadContext.m_lockCount.fetch_add(1, std::memory_order_acquire) == 0) // T1
         return;
-    ::pthread_mutex_lock(&threadContext.m_mutex);
+    threadContext.m_mutex.lock();
     while (threadContext.m_wakeUp == 0)
-        ::pthread_cond_wait(&threadContext.m_condition, &threadContext.m_mutex);
+        threadContext.m_condition.wait(threadContext.m_mutex);
     threadContext.m_wakeUp = 0; // T3
-    ::pthread_mutex_unlock(&threadContext.m_mutex);
+    threadContext.m_mutex.unlock();
 }
 
 /// Releases the slot, to one of the waiting threads if there are any.
 inline void releaseThreadContext(TableThreadContext& threadContext) noexcept {
     if (threadContext.m_lockCount.fetch_sub(1, std::memory_order_release) <= 1) // T2
         return;
-    ::pthread_mutex_lock(&threadContext.m_mutex);
+    threadContext.m_mutex.lock();
     threadContext.m_wakeUp = 1; // T3
-    ::pthread_cond_signal(&threadContext.m_condition);
-    ::pthread_mutex_unlock(&threadContext.m_mutex);
+    threadContext.m_condition.signal();
+    threadContext.m_mutex.unlock();
 }
 
 } // namespace melnar

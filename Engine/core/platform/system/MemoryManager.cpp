@@ -1,5 +1,7 @@
 #include "Engine/core/platform/system/MemoryManager.h"
 
+#include <mutex>
+
 using namespace melnar;
 
 namespace {
@@ -35,13 +37,13 @@ void MemoryManager::allocate(const size_t bytes) {
 }
 
 void MemoryManager::addReclaimable(ReclaimableMemory& memory) noexcept {
-    const std::lock_guard<std::mutex> lock(m_outermost.m_reclaimMutex);
+    const std::lock_guard lock(m_outermost.m_reclaimMutex);
     memory.m_next = m_outermost.m_firstReclaimable;
     m_outermost.m_firstReclaimable = &memory;
 }
 
 void MemoryManager::removeReclaimable(ReclaimableMemory& memory) noexcept {
-    const std::lock_guard<std::mutex> lock(m_outermost.m_reclaimMutex);
+    const std::lock_guard lock(m_outermost.m_reclaimMutex);
     ReclaimableMemory** place = &m_outermost.m_firstReclaimable;
     while (*place != &memory)
         place = &(*place)->m_next;
@@ -51,7 +53,7 @@ void MemoryManager::removeReclaimable(ReclaimableMemory& memory) noexcept {
 /// Returns whether memory was released since the caller read the number of reclaims: by this call, by another one, or
 /// by its owner.
 bool MemoryManager::reclaim(const size_t knownNumberOfReclaims) noexcept {
-    const std::lock_guard<std::mutex> lock(m_reclaimMutex);
+    const std::lock_guard lock(m_reclaimMutex);
     const auto hasReclaimed = [&] {
         return m_numberOfReclaims.load(std::memory_order_acquire) != knownNumberOfReclaims; // E2
     };

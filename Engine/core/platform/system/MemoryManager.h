@@ -3,11 +3,11 @@
 #include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/MemoryExhaustedException.h"
 #include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/system/Atomic.h"
+#include "Engine/core/platform/system/Mutex.h"
 #include "Engine/core/platform/system/ReclaimableMemory.h"
 
-#include <atomic>
 #include <cstddef>
-#include <mutex>
 
 /// Keeps one store within its memory limit: every page is charged here before it is committed.
 ///
@@ -85,15 +85,15 @@ private:
     bool reclaim(size_t knownNumberOfReclaims) noexcept;
 
     const size_t m_reservedBytes;
-    std::atomic<size_t> m_freeBytes;
+    melnar::Atomic<size_t> m_freeBytes;
 
     MemoryManager* const m_shared;
     MemoryManager& m_outermost; // this, or that of the shared one; only its members below are used
 
     // How often memory was reclaimed. If it has grown since an operation started, another attempt may succeed.
-    std::atomic<size_t> m_numberOfReclaims;
-    std::atomic<size_t> m_numberOfRefusals;
+    melnar::Atomic<size_t> m_numberOfReclaims;
+    melnar::Atomic<size_t> m_numberOfRefusals;
 
-    std::mutex m_reclaimMutex;
+    melnar::Mutex m_reclaimMutex;
     melnar::ReclaimableMemory* m_firstReclaimable; // protected by m_reclaimMutex, as is the list that starts there
 };

@@ -4,12 +4,12 @@
 #include "Engine/core/platform/Unmovable.h"
 #include "Engine/core/platform/stream/InputStream.h"
 #include "Engine/core/platform/stream/OutputStream.h"
+#include "Engine/core/platform/system/Atomic.h"
 #include "Engine/core/platform/system/MemoryManager.h"
 #include "Engine/core/platform/system/SpinPause.h"
 #include "Engine/core/platform/system/VirtualMemory.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -114,20 +114,20 @@ private:
 
     uint8_t* getBytes() const noexcept { return reinterpret_cast<uint8_t*>(m_data); }
 
-    T* m_data;                            // constant while initialised
-    std::atomic<size_t> m_end;            // G3, G4
-    const uint8_t m_pageSizeShift;        // constant
-    std::atomic<uint32_t> m_growthLock;   // 0 free, 1 held; G1, G2
-    MemoryManager& m_memoryManager;       // constant
-    size_t m_maximumNumberOfItems;        // constant while initialised
-    std::atomic<size_t> m_committedBytes; // written under the growth lock or alone
+    T* m_data;                               // constant while initialised
+    melnar::Atomic<size_t> m_end;            // G3, G4
+    const uint8_t m_pageSizeShift;           // constant
+    melnar::Atomic<uint32_t> m_growthLock;   // 0 free, 1 held; G1, G2
+    MemoryManager& m_memoryManager;          // constant
+    size_t m_maximumNumberOfItems;           // constant while initialised
+    melnar::Atomic<size_t> m_committedBytes; // written under the growth lock or alone
 };
 
 /// Holds the growth lock. Growth is short and rare, so waiting threads spin.
 template<class T>
 class MemoryRegion<T>::GrowthGuard : private Unmovable {
 public:
-    explicit GrowthGuard(std::atomic<uint32_t>& growthLock) noexcept : m_growthLock(growthLock) {
+    explicit GrowthGuard(melnar::Atomic<uint32_t>& growthLock) noexcept : m_growthLock(growthLock) {
         do {
             while (m_growthLock.load(std::memory_order_relaxed) != 0)
                 melnar::spinPause();
@@ -137,7 +137,7 @@ public:
     ~GrowthGuard() { m_growthLock.store(0, std::memory_order_release); } // G2
 
 private:
-    std::atomic<uint32_t>& m_growthLock;
+    melnar::Atomic<uint32_t>& m_growthLock;
 };
 
 template<class T>
@@ -227,7 +227,7 @@ void MemoryRegion<T>::truncate(const size_t end) noexcept {
 
 template<class T>
 void MemoryRegion<T>::swapContents(MemoryRegion& other) noexcept {
-    const auto swapRelaxed = [](std::atomic<size_t>& first, std::atomic<size_t>& second) {
+    const auto swapRelaxed = [](melnar::Atomic<size_t>& first, melnar::Atomic<size_t>& second) {
         const size_t value = first.load(std::memory_order_relaxed);
         first.store(second.load(std::memory_order_relaxed), std::memory_order_relaxed);
         second.store(value, std::memory_order_relaxed);

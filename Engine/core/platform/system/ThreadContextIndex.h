@@ -2,12 +2,13 @@
 
 #include "Engine/core/platform/Export.h"
 #include "Engine/core/platform/Unmovable.h"
+#include "Engine/core/platform/system/TableSizes.h"
 
 #include <cstddef>
 #include <cstdint>
 
 /// The number of thread context indices; every hash table has one slot for each.
-inline constexpr size_t NUMBER_OF_THREAD_CONTEXT_INDICES = 256;
+inline constexpr size_t NUMBER_OF_THREAD_CONTEXT_INDICES = melnar::TableSizes::NUMBER_OF_SLOTS;
 
 /// The value of g_currentThreadContextIndex until the thread first needs an index.
 inline constexpr size_t NO_THREAD_CONTEXT_INDEX = ~size_t(0);
