@@ -55,8 +55,8 @@ const StringDatatypeFactory& StringDatatypeFactory::getInstance() noexcept {
 }
 
 std::unique_ptr<DictionaryDatatype> StringDatatypeFactory::createDictionaryDatatype(
-    const bool useNarrowBuckets, MemoryManager& memoryManager, Atomic<uint64_t>& nextResourceID,
-    MemoryRegion<uint64_t>& resourceDataOffsets, MemoryRegion<Atomic<uint8_t>>& resourceFlags,
+    const bool useNarrowBuckets, MemoryManager& memoryManager, melnar::Atomic<uint64_t>& nextResourceID,
+    MemoryRegion<uint64_t>& resourceDataOffsets, MemoryRegion<melnar::Atomic<uint8_t>>& resourceFlags,
     DataPool& dataPool) const {
     if (useNarrowBuckets)
         return std::make_unique<StringDatatype<uint32_t>>(memoryManager, nextResourceID, resourceDataOffsets,
