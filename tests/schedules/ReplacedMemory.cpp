@@ -2,6 +2,7 @@
 
 #include "Engine/core/platform/system/VirtualMemory.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -10,9 +11,12 @@
 namespace {
 
 constexpr size_t PAGE_SIZE = 64;
-constexpr size_t CAPACITY = size_t(1) << 21;
+constexpr size_t CAPACITY = size_t(1) << 28;
+constexpr size_t FILLED =
+    size_t(1) << 12; // bytes of a reservation that are filled; no schedule uses more without a commit
 constexpr size_t NEVER = std::numeric_limits<size_t>::max();
 
+// The system provides only what is used.
 alignas(PAGE_SIZE) std::array<uint8_t, CAPACITY> s_memory;
 size_t s_end = 0;
 size_t s_allowedCommits = NEVER;
@@ -24,6 +28,7 @@ namespace ReplacedMemory {
 
 void reset() noexcept {
     s_end = 0;
+    stopFailing();
 }
 
 void failAfter(const size_t allowedCommits) noexcept {
@@ -47,7 +52,7 @@ void* reserve(const size_t numberOfBytes) noexcept {
     }
     void* const begin = s_memory.data() + s_end;
     s_end += numberOfBytes;
-    std::memset(begin, ReplacedMemory::GARBAGE, numberOfBytes);
+    std::memset(begin, ReplacedMemory::GARBAGE, std::min(numberOfBytes, FILLED));
     return begin;
 }
 
@@ -66,7 +71,7 @@ void decommit(void* const begin, const size_t numberOfBytes) noexcept {
 }
 
 void release(void* const begin, const size_t numberOfBytes) noexcept {
-    std::memset(begin, ReplacedMemory::GARBAGE, numberOfBytes);
+    std::memset(begin, ReplacedMemory::GARBAGE, std::min(numberOfBytes, FILLED));
 }
 
 } // namespace melnar::VirtualMemory

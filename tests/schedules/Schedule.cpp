@@ -21,6 +21,7 @@ namespace {
 
 constexpr size_t STACK_SIZE = size_t(1) << 19;
 constexpr uint64_t MAXIMUM_NUMBER_OF_STEPS = 100000;
+constexpr uint64_t FIRST_THREAD_ID = 1000; // no other thread has so large a one
 constexpr uint32_t NEVER = std::numeric_limits<uint32_t>::max();
 
 bool isAcquire(const std::memory_order order) noexcept {
@@ -43,6 +44,7 @@ struct HandledExceptions {
 struct OwnState {
     HandledExceptions m_exceptions;
     size_t m_threadContextIndex = 0;
+    uint64_t m_threadID = 0;
     bool m_hasThreadContextLoan = false;
 
     void exchange() noexcept {
@@ -50,6 +52,7 @@ struct OwnState {
         std::swap(exceptions.m_caught, m_exceptions.m_caught);
         std::swap(exceptions.m_numberOfUncaught, m_exceptions.m_numberOfUncaught);
         std::swap(g_currentThreadContextIndex, m_threadContextIndex);
+        std::swap(g_currentThreadID, m_threadID);
         std::swap(g_hasThreadContextLoan, m_hasThreadContextLoan);
     }
 };
@@ -182,6 +185,7 @@ void Schedule::run(const std::span<const std::function<void()>> functions, const
         thread.m_readsNewest = false;
         thread.m_priority = m_lowestPriority + 1 + m_random() % 1000;
         thread.m_ownState.m_threadContextIndex = index;
+        thread.m_ownState.m_threadID = FIRST_THREAD_ID + index;
         thread.m_ownState.m_hasThreadContextLoan = false;
         thread.m_clock.fill(0);
         thread.m_clock[index] = 1;
@@ -274,18 +278,15 @@ void Schedule::goOn() noexcept {
     // Threads that pause may have read old values. They get another chance, in which they read the newest ones.
     if (numberOfCandidates == 0)
         for (size_t index = 0; index < m_numberOfThreads; ++index)
-            if (Thread& thread = *m_threads[index]; thread.m_state == State::PAUSED && !thread.m_readsNewest) {
-                thread.m_readsNewest = true;
+            if (m_threads[index]->m_state == State::PAUSED && !m_threads[index]->m_readsNewest)
                 candidates[numberOfCandidates++] = index;
-            }
     if (numberOfCandidates == 0)
         fail("deadlock: no thread can go on");
     const size_t next = chooseAmong({candidates.data(), numberOfCandidates});
     m_digest = (m_digest ^ (next + 1)) * 0x9E3779B97F4A7C15;
     m_digest ^= m_digest >> 29;
     Thread& thread = *m_threads[next];
-    if (thread.m_state == State::PAUSED && m_writes != thread.m_writesAtPause)
-        thread.m_readsNewest = true;
+    thread.m_readsNewest = thread.m_readsNewest || thread.m_state == State::PAUSED;
     thread.m_state = State::READY;
     if (next == m_running)
         return;

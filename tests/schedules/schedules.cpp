@@ -6,7 +6,9 @@
 /// and prints what happened in them. Without --seed it starts with seed 1. The exit code is 1 if anything was wrong; then
 /// the seed is printed, with which `--number 1 --seed S --tasks FIRST SECOND --trace` shows each step.
 
+#include "tests/schedules/HostWorkload.h"
 #include "tests/schedules/Schedule.h"
+#include "tests/schedules/StringWorkload.h"
 #include "tests/schedules/Workload.h"
 
 #include <algorithm>
@@ -41,11 +43,15 @@ void reportCrash(const int signal) {
     ::raise(signal);
 }
 
-std::optional<Task> findTask(const std::string_view name) {
-    const auto found = std::find(TASK_NAMES.begin(), TASK_NAMES.end(), name);
-    if (found == TASK_NAMES.end())
-        return std::nullopt;
-    return static_cast<Task>(found - TASK_NAMES.begin());
+std::string_view getName(const Task task) {
+    return TASK_NAMES[static_cast<size_t>(task)];
+}
+
+std::optional<std::pair<Task, Task>> findPair(const std::string_view first, const std::string_view second) {
+    for (const std::pair<Task, Task>& pair : PAIRS_OF_TASKS)
+        if (getName(pair.first) == first && getName(pair.second) == second)
+            return pair;
+    return std::nullopt;
 }
 
 bool parseNumber(const std::string_view text, uint64_t& number) {
@@ -64,11 +70,9 @@ bool parse(const std::vector<std::string_view>& texts, Arguments& arguments) {
         else if (option == "--seed" && numberOfValues >= 1 && parseNumber(texts[index + 1], arguments.m_seed))
             ++index;
         else if (option == "--tasks" && numberOfValues >= 2) {
-            const std::optional<Task> first = findTask(texts[index + 1]);
-            const std::optional<Task> second = findTask(texts[index + 2]);
-            if (!first || !second)
+            arguments.m_tasks = findPair(texts[index + 1], texts[index + 2]);
+            if (!arguments.m_tasks)
                 return false;
-            arguments.m_tasks = {*first, *second};
             index += 2;
         } else
             return false;
@@ -78,8 +82,8 @@ bool parse(const std::vector<std::string_view>& texts, Arguments& arguments) {
 
 /// Returns the number of distinct schedules.
 size_t runPair(Schedule& schedule, const Arguments& arguments, const Task first, const Task second) {
-    const std::string_view firstName = TASK_NAMES[static_cast<size_t>(first)];
-    const std::string_view secondName = TASK_NAMES[static_cast<size_t>(second)];
+    const std::string_view firstName = getName(first);
+    const std::string_view secondName = getName(second);
     WorkloadFigures figures;
     const Schedule::Figures before = schedule.getFigures();
     std::unordered_set<uint64_t> digests;
@@ -87,7 +91,11 @@ size_t runPair(Schedule& schedule, const Arguments& arguments, const Task first,
     for (; digests.size() < arguments.m_number; ++seed) {
         std::snprintf(s_running.data(), s_running.size(), "crash: --seed %llu --tasks %s %s\n",
                       static_cast<unsigned long long>(seed), firstName.data(), secondName.data());
-        digests.insert(runWorkload(schedule, first, second, seed, figures));
+        if (first < Task::TERM)
+            runStringWorkload(schedule, first, second, seed, figures);
+        else
+            runHostWorkload(schedule, first, second, seed, figures);
+        digests.insert(schedule.getDigest());
     }
     const auto printed = static_cast<double>(seed - arguments.m_seed);
     const auto perSchedule = [printed](const uint64_t number) { return static_cast<double>(number) / printed; };
@@ -107,7 +115,7 @@ int main(const int argumentCount, char** const argumentTexts) {
     Arguments arguments;
     if (!parse({argumentTexts + 1, argumentTexts + argumentCount}, arguments)) {
         std::fputs("usage: schedules [--number N] [--seed S] [--tasks FIRST SECOND] [--trace]\n"
-                   "tasks: resolve look-up delete resize fail\n",
+                   "pairs of tasks: the report lists them\n",
                    stderr);
         return 2;
     }
@@ -121,8 +129,7 @@ int main(const int argumentCount, char** const argumentTexts) {
     if (arguments.m_tasks)
         sum = runPair(schedule, arguments, arguments.m_tasks->first, arguments.m_tasks->second);
     else
-        for (size_t first = 0; first < TASK_NAMES.size(); ++first)
-            for (size_t second = first; second < TASK_NAMES.size(); ++second)
-                sum += runPair(schedule, arguments, static_cast<Task>(first), static_cast<Task>(second));
+        for (const auto& [first, second] : PAIRS_OF_TASKS)
+            sum += runPair(schedule, arguments, first, second);
     std::printf("%zu distinct schedules, nothing was wrong\n", sum);
 }

@@ -4,6 +4,7 @@
 #include "Engine/core/platform/MelnarException.h"
 
 #include <cstring>
+#include <mutex>
 #include <string>
 
 namespace melnar {

@@ -7,11 +7,11 @@
 #include "Engine/core/platform/system/Atomic.h"
 #include "Engine/core/platform/system/MemoryManager.h"
 #include "Engine/core/platform/system/MemoryRegion.h"
+#include "Engine/core/platform/system/Mutex.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 #include <string_view>
 
 namespace melnar {
@@ -122,7 +122,7 @@ private:
     Atomic<const Index*> m_index;                   // the current one, or null; A3, A4
     Atomic<uint32_t> m_size;
 
-    std::mutex m_mutex;    // of threads that enter texts
+    Mutex m_mutex;         // of threads that enter texts
     size_t m_level;        // of the current index; protected by the mutex
     size_t m_sumOfLengths; // protected by the mutex
 

@@ -5,11 +5,11 @@
 #include "Engine/core/data-store/terms/TermFamily.h"
 #include "Engine/core/data-store/terms/TermPolicy.h"
 #include "Engine/core/platform/system/Atomic.h"
+#include "Engine/core/platform/system/Mutex.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 #include <string_view>
@@ -117,7 +117,7 @@ private:
     mutable AffixTable m_affixes; // writing a chunk may add a text
     const Policy m_policy;
 
-    std::mutex m_mutex;             // of threads that make the table
+    Mutex m_mutex;                  // of threads that make the table
     std::unique_ptr<Table> m_table; // protected by the mutex until it is published
     Atomic<Table*> m_publishedTable;
     bool m_keepsFingerprints; // constant while threads run
