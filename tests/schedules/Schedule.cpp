@@ -162,7 +162,7 @@ Schedule::~Schedule() {
 
 void Schedule::run(const std::span<const std::function<void()>> functions, const uint64_t seed) {
     m_seed = seed;
-    m_random.seed(seed);
+    m_random = seed;
     ++m_run;
     m_numberOfThreads = functions.size();
     m_steps = 0;
@@ -170,10 +170,10 @@ void Schedule::run(const std::span<const std::function<void()>> functions, const
     m_digest = 0;
     m_hasPriorities = seed % 2 == 0;
     m_returnsOldValues = seed / 2 % 2 == 0;
-    m_changeEvery = uint64_t(1) << (1 + m_random() % 5);
+    m_changeEvery = uint64_t(1) << (1 + random() % 5);
     m_demotions.clear();
-    for (uint64_t left = m_random() % 5; left > 0; --left)
-        m_demotions.push_back(1 + m_random() % (uint64_t(64) << m_random() % 6));
+    for (uint64_t left = random() % 5; left > 0; --left)
+        m_demotions.push_back(1 + random() % (uint64_t(64) << random() % 6));
     std::sort(m_demotions.rbegin(), m_demotions.rend());
     m_lowestPriority = uint64_t(1) << 32;
     m_clockOfTimes.fill(0);
@@ -183,7 +183,7 @@ void Schedule::run(const std::span<const std::function<void()>> functions, const
         thread.m_state = State::READY;
         thread.m_isNew = true;
         thread.m_readsNewest = false;
-        thread.m_priority = m_lowestPriority + 1 + m_random() % 1000;
+        thread.m_priority = m_lowestPriority + 1 + random() % 1000;
         thread.m_ownState.m_threadContextIndex = index;
         thread.m_ownState.m_threadID = FIRST_THREAD_ID + index;
         thread.m_ownState.m_hasThreadContextLoan = false;
@@ -222,8 +222,17 @@ void Schedule::trace(const char* const operation, const void* const address, con
                     operation, address, static_cast<unsigned long long>(value));
 }
 
+/// SplitMix64 (Steele, Lea, Flood). A class of the standard library could be shared with code that ThreadSanitizer
+/// watches.
+uint64_t Schedule::random() noexcept {
+    uint64_t bits = m_random += 0x9E3779B97F4A7C15;
+    bits = (bits ^ bits >> 30) * 0xBF58476D1CE4E5B9;
+    bits = (bits ^ bits >> 27) * 0x94D049BB133111EB;
+    return bits ^ bits >> 31;
+}
+
 uint64_t Schedule::choose(const uint64_t limit) noexcept {
-    const uint64_t choice = m_random() % limit;
+    const uint64_t choice = random() % limit;
     m_digest = (m_digest ^ choice) * 0x9E3779B97F4A7C15 + 1;
     m_digest ^= m_digest >> 29;
     return choice;
@@ -255,9 +264,9 @@ size_t Schedule::chooseAmong(const std::span<const size_t> candidates) noexcept 
         });
     }
     const bool canStay = std::find(candidates.begin(), candidates.end(), m_running) != candidates.end();
-    if (canStay && m_random() % m_changeEvery != 0)
+    if (canStay && random() % m_changeEvery != 0)
         return m_running;
-    return candidates[m_random() % candidates.size()];
+    return candidates[random() % candidates.size()];
 }
 
 /// Chooses the thread that takes the next step. The caller, if it is a thread, must be able to go on later.

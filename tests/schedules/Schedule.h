@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <random>
 #include <span>
 #include <string>
 #include <vector>
@@ -70,6 +69,20 @@ public:
 
     const Figures& getFigures() const noexcept { return m_figures; }
 
+    ///@{
+    /// Chooses the memory order that is weakened, by its number; returns whether it was used since. Copies of the engine
+    /// that weaken_orders.py makes pass each order through getOrder.
+    static void weakenOrder(const size_t number) noexcept { s_weakenedOrder = number; }
+    static bool isWeakenedOrderUsed() noexcept { return s_isWeakenedOrderUsed; }
+    static std::memory_order getOrder(const size_t number, const std::memory_order order,
+                                      const std::memory_order weaker) noexcept {
+        if (number != s_weakenedOrder) [[likely]]
+            return order;
+        s_isWeakenedOrderUsed = true;
+        return weaker;
+    }
+    ///@}
+
     /// Prints each step.
     void setTracing(const bool isTracing) noexcept { m_isTracing = isTracing; }
 
@@ -101,7 +114,10 @@ private:
     struct Thread;
 
     static inline Schedule* s_current = nullptr;
+    static inline size_t s_weakenedOrder = 0; // its number, or 0
+    static inline bool s_isWeakenedOrderUsed = false;
 
+    uint64_t random() noexcept;
     static Clock join(const Clock& first, const Clock& second) noexcept;
 
     bool canGoOn(const Thread& thread) const noexcept;
@@ -117,7 +133,7 @@ private:
 
     std::vector<std::unique_ptr<Thread>> m_threads;
     std::vector<Location> m_locations; // open addressing by address; those of earlier runs count as empty
-    std::mt19937_64 m_random;
+    uint64_t m_random = 0;
     uint64_t m_run = 0;
     size_t m_numberOfThreads = 0;
     size_t m_running = 0;

@@ -1,10 +1,11 @@
 /// Runs the hash table and the string datatype, compiled with replaced atomics and mutexes, in many interleavings:
 ///
-///   schedules [--number N] [--seed S] [--tasks FIRST SECOND] [--trace]
+///   schedules [--number N] [--seed S] [--tasks FIRST SECOND] [--trace] [--weaken ORDER]
 ///
 /// For each pair of tasks, or for the one given, runs schedules with the seeds from S on until N of them were distinct,
 /// and prints what happened in them. Without --seed it starts with seed 1. The exit code is 1 if anything was wrong; then
-/// the seed is printed, with which `--number 1 --seed S --tasks FIRST SECOND --trace` shows each step.
+/// the seed is printed, with which `--number 1 --seed S --tasks FIRST SECOND --trace` shows each step. --weaken is for
+/// weaken_orders.py.
 
 #include "tests/schedules/HostWorkload.h"
 #include "tests/schedules/Schedule.h"
@@ -31,6 +32,7 @@ struct Arguments {
     uint64_t m_number = 1000;
     uint64_t m_seed = 1;
     std::optional<std::pair<Task, Task>> m_tasks;
+    uint64_t m_weakenedOrder = 0;
     bool m_isTracing = false;
 };
 
@@ -68,6 +70,9 @@ bool parse(const std::vector<std::string_view>& texts, Arguments& arguments) {
         else if (option == "--number" && numberOfValues >= 1 && parseNumber(texts[index + 1], arguments.m_number))
             ++index;
         else if (option == "--seed" && numberOfValues >= 1 && parseNumber(texts[index + 1], arguments.m_seed))
+            ++index;
+        else if (option == "--weaken" && numberOfValues >= 1 &&
+                 parseNumber(texts[index + 1], arguments.m_weakenedOrder))
             ++index;
         else if (option == "--tasks" && numberOfValues >= 2) {
             arguments.m_tasks = findPair(texts[index + 1], texts[index + 2]);
@@ -114,13 +119,14 @@ size_t runPair(Schedule& schedule, const Arguments& arguments, const Task first,
 int main(const int argumentCount, char** const argumentTexts) {
     Arguments arguments;
     if (!parse({argumentTexts + 1, argumentTexts + argumentCount}, arguments)) {
-        std::fputs("usage: schedules [--number N] [--seed S] [--tasks FIRST SECOND] [--trace]\n"
+        std::fputs("usage: schedules [--number N] [--seed S] [--tasks FIRST SECOND] [--trace] [--weaken ORDER]\n"
                    "pairs of tasks: the report lists them\n",
                    stderr);
         return 2;
     }
     for (const int signal : {SIGSEGV, SIGABRT, SIGBUS})
         ::signal(signal, reportCrash);
+    Schedule::weakenOrder(arguments.m_weakenedOrder);
     Schedule schedule;
     schedule.setTracing(arguments.m_isTracing);
     std::printf("%-8s %-8s %10s %10s %8s %8s %8s %8s %8s %8s %8s\n", "first", "second", "distinct", "run", "steps",
@@ -132,4 +138,6 @@ int main(const int argumentCount, char** const argumentTexts) {
         for (const auto& [first, second] : PAIRS_OF_TASKS)
             sum += runPair(schedule, arguments, first, second);
     std::printf("%zu distinct schedules, nothing was wrong\n", sum);
+    if (arguments.m_weakenedOrder != 0 && !Schedule::isWeakenedOrderUsed())
+        std::puts("the weakened order was not used");
 }
