@@ -73,12 +73,12 @@ public:
     /// Chooses the memory order that is weakened, by its number; returns whether it was used since. Copies of the engine
     /// that weaken_orders.py makes pass each order through getOrder.
     static void weakenOrder(const size_t number) noexcept { s_weakenedOrder = number; }
-    static bool isWeakenedOrderUsed() noexcept { return s_isWeakenedOrderUsed; }
+    static bool isWeakenedOrderUsed() noexcept { return s_isWeakenedOrderUsed.load(std::memory_order_relaxed); }
     static std::memory_order getOrder(const size_t number, const std::memory_order order,
                                       const std::memory_order weaker) noexcept {
         if (number != s_weakenedOrder) [[likely]]
             return order;
-        s_isWeakenedOrderUsed = true;
+        s_isWeakenedOrderUsed.store(true, std::memory_order_relaxed);
         return weaker;
     }
     ///@}
@@ -115,7 +115,7 @@ private:
 
     static inline Schedule* s_current = nullptr;
     static inline size_t s_weakenedOrder = 0; // its number, or 0
-    static inline bool s_isWeakenedOrderUsed = false;
+    static inline std::atomic<bool> s_isWeakenedOrderUsed = false;
 
     uint64_t random() noexcept;
     static Clock join(const Clock& first, const Clock& second) noexcept;

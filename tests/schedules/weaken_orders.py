@@ -157,7 +157,8 @@ def main():
             objections += 1
             print(f"{checker.rows[row].path}:{checker.rows[row].line}: {row} is \"{columns[row]}\" there, "
                   f"but found by: {found}")
-    print(f"{len(weakenings)} weaker orders, {objections} objections")
+    unused = sorted(row for row, noticed in by_row.items() if noticed == {"not used"})
+    print(f"{len(weakenings)} weaker orders, {objections} objections; in no schedule: {', '.join(unused) or 'none'}")
     return 1 if objections else 0
 
 

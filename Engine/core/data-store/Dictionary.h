@@ -64,14 +64,14 @@ class DictionaryFile;
 ///
 /// MEMORY ORDERS   of the commit point
 ///   #   operation                          order    pairs with   makes visible                        checked by
-///   C1  commit, store                      release  C2           every resource below it              argued
-///   C2  read it, load                      acquire  C1                                                argued
+///   C1  commit, store                      release  C2           every resource below it              schedules
+///   C2  read it, load                      acquire  C1                                                schedules
 ///   C3  compact, store                     release  -            nothing: it runs alone               argued
-///   C4  rollback, withdrawn + 1            release  C5           that the next ID is larger           argued
-///   C5  size, load withdrawn               acquire  C4                                                argued
-/// Argued: ThreadSanitizer would find no race with relaxed orders either, since the bucket (O3) orders what a lookup
-/// reads, and the datatype byte (D2) what a read of a resource reads. Only C1 guarantees that a lookup misses nothing
-/// below the commit point.
+///   C4  rollback, withdrawn + 1            release  C5           that the next ID is larger           schedules
+///   C5  size, load withdrawn               acquire  C4                                                schedules
+/// Schedules and argued: as in ParallelHashTable.h. ThreadSanitizer finds no race with relaxed orders, since the bucket
+/// (O3) orders what a lookup reads, and the datatype byte (D2) what a read of a resource reads. Only C1 guarantees that
+/// a lookup misses nothing below the commit point.
 class MELNAR_EXPORT Dictionary : private Unmovable {
 public:
     /// No dictionary holds more resources than this, whatever the memory limit. With 9 bytes for each, they and the

@@ -43,11 +43,11 @@ class GroupProbe;
 ///
 /// MEMORY ORDERS   of the datatype byte, which the host reads and clears, too
 ///   #   operation                          order    pairs with   makes visible                        checked by
-///   D1  create, store datatype ID          release  D2           the resource's offset and chunk      TSan
-///   D2  read by ID, load                   acquire  D1                                                TSan
+///   D1  create, store datatype ID          release  D2           the resource's offset and chunk      schedules
+///   D2  read by ID, load                   acquire  D1                                                schedules
 ///   D3  withdraw, store D_INVALID          release  -            nothing: offset and chunk stay       argued
 ///   D4  compact, store datatype ID         release  -            nothing: it runs alone               argued
-/// TSan and argued: as in ParallelHashTable.h.
+/// Schedules and argued: as in ParallelHashTable.h.
 template<class TablePolicy>
 class MELNAR_EXPORT TableDatatype : public DictionaryDatatype {
 public:

@@ -64,6 +64,7 @@ class TermColumn;
 ///   #   operation                          order    pairs with   makes visible                        checked by
 ///   U1  publish the shard, store           release  U2           the dictionary as it was made        TSan
 ///   U2  find the shard, load               acquire  U1                                                TSan
+/// TSan: with a relaxed order, ThreadSanitizer finds a race in the stress tests.
 class MELNAR_EXPORT ShardedDictionary : private Unmovable {
 public:
     ///@{

@@ -35,8 +35,8 @@ namespace melnar {
 ///   A2  probe, load                        acquire  A1                                                TSan
 ///   A3  publish a larger index, store      release  A4           its buckets, and numbers in them     TSan
 ///   A4  read which index, load             acquire  A3                                                TSan
-/// TSan: with relaxed order instead, ThreadSanitizer finds a race in the stress tests. A reader that has a number from
-/// a chunk may read text and record, too: the thread that wrote the chunk had the number by A2, or by the mutex.
+/// TSan: as in ParallelHashTable.h. A reader that has a number from a chunk may read text and record, too: the thread
+/// that wrote the chunk had the number by A2, or by the mutex.
 ///
 /// Open addressing in an index that doubles: a writer fills a larger one and leaves the smaller one to its readers.
 class AffixTable : private Unmovable {

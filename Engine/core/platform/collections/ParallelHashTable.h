@@ -61,8 +61,8 @@
 /// MEMORY ORDERS
 ///   #   operation                        order    pairs with   makes visible                              checked by
 ///   O1  claim, CAS EMPTY->IN_PROGRESS    release  -            nothing yet: it only excludes              argued
-///   O2  publish, store number            release  O3           all that the number refers to              TSan
-///   O3  probe, load                      acquire  O2, O6                                                  TSan
+///   O2  publish, store number            release  O3           all that the number refers to              schedules
+///   O3  probe, load                      acquire  O2, O6                                                  schedules
 ///   O4  fail, store EMPTY                relaxed  -            nothing: the bucket holds nothing          argued
 ///   O5  delete, exchange -> DELETED      relaxed  -            nothing: what it refers to stays readable  argued
 ///   O6  rehash, CAS EMPTY->number        release  O3           what O3 on the old bucket made visible     argued
@@ -70,10 +70,10 @@
 ///   O8  deleted buckets + 1              relaxed  -            nothing: read when all slots are held      argued
 ///   O9  reinsert, used buckets + 100     acq_rel  -            nothing: it runs alone                     argued
 ///   O10 shrink, CAS EMPTY->number        release  -            nothing: it runs alone                     argued
-/// TSan: with relaxed order instead, ThreadSanitizer finds a race in the stress tests. Argued: it finds none, because
-/// the row orders nothing but atomics, or because other rows order the same. O6 is such a row: P5 and P6 cover it,
-/// since no thread reads the new array before them. ParallelHashTableImpl.h defines the resize protocol with its states
-/// and orders, TableThreadContext.h that of slots.
+/// Schedules: with a weaker order, tests that decide how threads interleave get a wrong answer. TSan: they do not, but
+/// ThreadSanitizer finds a race in them. Argued: it finds none, because the row orders nothing but atomics, or because
+/// other rows order the same. O6 is such a row: P5 and P6 cover it, since no thread reads the new array before them.
+/// ParallelHashTableImpl.h defines the resize protocol with its states and orders, TableThreadContext.h that of slots.
 ///
 /// Linear probing; load factor at most 0.7; growth by cooperative rehashing in chunks.
 template<class Policy>

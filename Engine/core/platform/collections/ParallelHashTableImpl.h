@@ -35,12 +35,12 @@
 ///   #   operation                             order    pairs with   makes visible                     checked by
 ///   P1  elect, CAS NOT_RESIZING->PREPARING    acq_rel  P2, P6       the last resize's outcome         argued
 ///   P2  start or fail, store                  release  P1, P3, P4   the new array and its size        argued
-///   P3  read the state, load                  acquire  P2, P6                                         TSan
+///   P3  read the state, load                  acquire  P2, P6                                         schedules
 ///   P4  claim a chunk, CAS k->k+1             acq_rel  P2, P4       as P2, through the chain of RMWs  argued
-///   P5  pending chunks - 1                    acq_rel  P5, P7       all buckets rehashed (O6) before  TSan
-///   P6  finish, store NOT_RESIZING            release  P1, P3       the whole new array               TSan
+///   P5  pending chunks - 1                    acq_rel  P5, P7       all buckets rehashed (O6) before  schedules
+///   P6  finish, store NOT_RESIZING            release  P1, P3       the whole new array               schedules
 ///   P7  pending chunks, store                 release  P5           nothing more than P2 does         argued
-/// A CAS that fails is a P3: it reads the state. TSan and argued: as in ParallelHashTable.h. P1: the thread that elects
+/// A CAS that fails is a P3: it reads the state. Schedules and argued: as in ParallelHashTable.h. P1: the thread that elects
 /// itself has read NOT_RESIZING through P3, and takes every slot (T1) before it accesses anything. P2, P4, P7: a thread
 /// that sees the new array holds a slot that the leader has left before (T2, T3), or was parked under the mutex.
 

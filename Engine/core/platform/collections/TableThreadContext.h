@@ -26,14 +26,14 @@ namespace melnar {
 ///
 /// MEMORY ORDERS
 ///   #   operation                    order    pairs with   makes visible                                   checked by
-///   T1  enter, count + 1             acquire  T2           all that the last holder wrote, unless it is    TSan
+///   T1  enter, count + 1             acquire  T2           all that the last holder wrote, unless it is    schedules
 ///                                                          handed over
-///   T2  leave, count - 1             release  T1                                                           TSan
+///   T2  leave, count - 1             release  T1                                                           schedules
 ///   T3  flag, under the mutex        mutex    T3           the same, when the slot is handed over          argued
 ///   T4  quota, load and store        relaxed  -            nothing: the slot orders it (S3); statistics    argued
 ///                                                          may read any value of it at any time
-/// TSan: with relaxed order instead, ThreadSanitizer finds a race in the stress tests. Argued: there is no order to
-/// weaken: T3 is ordered by the mutex, and T4 is relaxed.
+/// Schedules: as in ParallelHashTable.h. Argued: there is no order to weaken: T3 is ordered by the mutex, and T4 is
+/// relaxed.
 ///
 /// Mutex and condition are all-zero storage: 256 slots need no calls to set up. Its atomics make a slot unmovable. It
 /// does not derive from Unmovable, since the first member of a table, which has the same base class, would then not be

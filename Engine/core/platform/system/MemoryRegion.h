@@ -32,13 +32,13 @@
 ///
 /// MEMORY ORDERS
 ///   #   operation                     order    pairs with   makes visible                                 checked by
-///   G1  growth lock, exchange 0->1    acquire  G2           the last grower's committed bytes and end     argued
-///   G2  growth lock, store 0          release  G1                                                         argued
-///   G3  publish the new end, store    release  G4           that the pages below the end are accessible   argued
-///   G4  read the end, load            acquire  G3                                                         argued
-/// Argued: ThreadSanitizer would find no race with relaxed orders either, since everything that the lock guards is
-/// atomic, and it does not know about the accessibility of pages. The committed bytes change only under the growth lock
-/// or alone. They are atomic, with relaxed accesses, because statistics read them at any time.
+///   G1  growth lock, exchange 0->1    acquire  G2           the last grower's committed bytes and end     schedules
+///   G2  growth lock, store 0          release  G1                                                         schedules
+///   G3  publish the new end, store    release  G4           that the pages below the end are accessible   TSan
+///   G4  read the end, load            acquire  G3                                                         TSan
+/// Schedules: as in ParallelHashTable.h; with a weaker order a thread loses another one's growth. TSan: as there, where
+/// making a page accessible counts as writing zeros to it. The committed bytes change only under the growth lock or
+/// alone. They are atomic, with relaxed accesses, because statistics read them at any time.
 template<class T>
 class MemoryRegion : private Unmovable {
 public:
