@@ -1,19 +1,21 @@
 /// Kills processes at random moments and checks the files that they leave; checks dictionaries that are too large for a
-/// test:
+/// test, or for longer than a test may take:
 ///
-///   dictionary-torture save-kill N FOLDER       N kills of a process that changes and saves a dictionary in a loop
-///   dictionary-torture compact-kill N FOLDER    the same with a compaction before each save
-///   dictionary-torture lock-kill N FOLDER       N kills among processes that change and save one dictionary in turn
-///   dictionary-torture large N FOLDER           a dictionary with N GiB of literals, saved and opened
+///   dictionary-torture save-kill N FOLDER     N kills of a process that changes and saves a dictionary in a loop
+///   dictionary-torture compact-kill N FOLDER  the same with a compaction before each save
+///   dictionary-torture lock-kill N FOLDER     N kills among processes that change and save one dictionary in turn
+///   dictionary-torture large N FOLDER         a dictionary with N GiB of literals, saved and opened
+///   dictionary-torture linearizability N      N recorded histories of several threads, which must be linearizable
 ///
-/// The child reports to its parent, through a pipe, which state it is about to save and which one it has saved. After
-/// each kill the file must open, verify, and contain exactly one state: the last one that was completed, or the one
-/// that was being saved. The random numbers are those of MELNAR_SEED, or of seed 1.
+/// In the modes with kills, the child reports to its parent, through a pipe, which state it is about to save and which
+/// one it has saved. After each kill the file must open, verify, and contain exactly one state: the last one that was
+/// completed, or the one that was being saved. The random numbers are those of MELNAR_SEED, or of seed 1.
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
 #include "tests/torture/LargeDictionary.h"
+#include "tests/torture/LinearizabilityTorture.h"
 #include "tests/torture/LockTorture.h"
 
 #include <array>
@@ -255,6 +257,8 @@ int run(const std::string& mode, const std::string& number, const std::string& f
     }
     const char* const seedText = std::getenv("MELNAR_SEED");
     const uint32_t seed = seedText == nullptr ? 1 : static_cast<uint32_t>(std::stoul(seedText));
+    if (mode == "linearizability")
+        return tortureLinearizability(std::stoul(number), seed, std::cout) ? 0 : 1;
     if (mode == "lock-kill") {
         killLockHolders(std::stoul(number), folder, seed);
         return 0;
@@ -271,12 +275,14 @@ int run(const std::string& mode, const std::string& number, const std::string& f
 } // namespace
 
 int main(const int argumentCount, const char* const* const arguments) {
-    if (argumentCount != 4) {
-        std::cerr << "usage: dictionary-torture save-kill|compact-kill|lock-kill|large N FOLDER\n";
+    const bool hasFolder = argumentCount == 4;
+    if (argumentCount != 3 && !hasFolder) {
+        std::cerr << "usage: dictionary-torture save-kill|compact-kill|lock-kill|large N FOLDER\n"
+                     "       dictionary-torture linearizability N\n";
         return 2;
     }
     try {
-        return run(arguments[1], arguments[2], arguments[3]);
+        return run(arguments[1], arguments[2], hasFolder ? arguments[3] : ".");
     } catch (const std::exception& exception) {
         std::cerr << "dictionary-torture: " << exception.what() << '\n';
         return 1;
