@@ -2,13 +2,14 @@
 
 bool Findings::finish(const size_t number, const std::string& what, const std::string& nothing,
                       const std::string& more) {
+    const size_t numberOfFindings = m_number.load(std::memory_order_relaxed);
     m_output << withCommas(number) << ' ' << what << ": ";
-    if (m_number == 0 && number != 0)
+    if (numberOfFindings == 0 && number != 0)
         m_output << nothing;
     else
-        m_output << withCommas(m_number) << " WRONG";
+        m_output << withCommas(numberOfFindings) << " WRONG";
     m_output << more << '\n' << std::flush;
-    return m_number == 0 && number != 0;
+    return numberOfFindings == 0 && number != 0;
 }
 
 std::string withCommas(const size_t number) {

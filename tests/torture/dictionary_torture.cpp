@@ -5,6 +5,7 @@
 ///   dictionary-torture compact-kill N FOLDER  the same with a compaction before each save
 ///   dictionary-torture lock-kill N FOLDER     N kills among processes that change and save one dictionary in turn
 ///   dictionary-torture large N FOLDER         a dictionary with N GiB of literals, saved and opened
+///   dictionary-torture identity N             N operations whose answers are compared with a model of all IDs
 ///   dictionary-torture linearizability N      N recorded histories of several threads, which must be linearizable
 ///
 /// In the modes with kills, the child reports to its parent, through a pipe, which state it is about to save and which
@@ -14,10 +15,12 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
+#include "tests/torture/IdentityTorture.h"
 #include "tests/torture/LargeDictionary.h"
 #include "tests/torture/LinearizabilityTorture.h"
 #include "tests/torture/LockTorture.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -257,6 +260,10 @@ int run(const std::string& mode, const std::string& number, const std::string& f
     }
     const char* const seedText = std::getenv("MELNAR_SEED");
     const uint32_t seed = seedText == nullptr ? 1 : static_cast<uint32_t>(std::stoul(seedText));
+    if (mode == "identity")
+        return tortureIdentity(std::stoull(number), std::max(2U, std::thread::hardware_concurrency()), seed, std::cout)
+                   ? 0
+                   : 1;
     if (mode == "linearizability")
         return tortureLinearizability(std::stoul(number), seed, std::cout) ? 0 : 1;
     if (mode == "lock-kill") {
@@ -278,7 +285,7 @@ int main(const int argumentCount, const char* const* const arguments) {
     const bool hasFolder = argumentCount == 4;
     if (argumentCount != 3 && !hasFolder) {
         std::cerr << "usage: dictionary-torture save-kill|compact-kill|lock-kill|large N FOLDER\n"
-                     "       dictionary-torture linearizability N\n";
+                     "       dictionary-torture identity|linearizability N\n";
         return 2;
     }
     try {
