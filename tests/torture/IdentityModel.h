@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,8 +14,8 @@ class Dictionary;
 
 /// What is known of a dictionary of numbered terms (NumberedTerm): the ID of each number, and the number of each ID.
 ///
-/// Threads  agree and getResourceID: any threads concurrently. The rest: alone. All accesses are relaxed, so for
-///          ThreadSanitizer no thread is ordered after another because both use the model.
+/// Threads  agree and the get functions: any threads concurrently. rollBack: while no thread uses agree. The rest:
+///          alone. All accesses are relaxed, so that using the model orders no threads, which would hide races.
 class IdentityModel : private Unmovable {
 public:
     /// Makes the model of an empty dictionary. Later the numbers are below `numberOfTerms`, and the IDs are at most
@@ -30,6 +31,12 @@ public:
     /// Returns the known ID of a number, or 0.
     [[nodiscard]] uint64_t getResourceID(const uint32_t number) const noexcept {
         return m_resourceIDs[number].load(std::memory_order_relaxed);
+    }
+
+    /// Returns the number of an ID if it is known.
+    [[nodiscard]] std::optional<uint32_t> getNumber(const uint64_t resourceID) const noexcept {
+        const uint32_t number = m_numbers[resourceID].load(std::memory_order_relaxed);
+        return number < WITHDRAWN ? std::optional(number) : std::nullopt;
     }
 
     [[nodiscard]] uint32_t getNumberOfTerms() const noexcept { return m_numberOfTerms; }

@@ -15,6 +15,9 @@
 /// Threads  One at a time.
 class NumberedTerm {
 public:
+    /// Of 16 numbers in a row, from a multiple of 16 on, so many first ones are those of strings without a tag.
+    static constexpr uint32_t STRINGS_OF_16 = 6;
+
     /// Makes the term of a number. The object can be used again.
     void make(uint32_t number);
 
