@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr size_t MEMORY_LIMIT = size_t(4) << 30;
+constexpr size_t MEMORY_LIMIT = size_t(512) << 20;
 constexpr size_t BATCH_SIZE = 1024;
 constexpr size_t SINGLE_OPERATIONS = 128;      // that a thread performs in turn with batches
 constexpr uint32_t SMALLEST_MODEL = 1U << 14;  // terms
