@@ -5,6 +5,7 @@
 ///   dictionary-torture compact-kill N FOLDER  the same with a compaction before each save
 ///   dictionary-torture lock-kill N FOLDER     N kills among processes that change and save one dictionary in turn
 ///   dictionary-torture large N FOLDER         a dictionary with N GiB of literals, saved and opened
+///   dictionary-torture memory MINUTES FOLDER  cycles of changes, compaction and saving, whose memory must stay the same
 ///   dictionary-torture mixed MINUTES THREADS  mixed work of threads on small dictionaries, some of which become full
 ///   dictionary-torture identity N             N operations whose answers are compared with a model of all IDs
 ///   dictionary-torture linearizability N      N recorded histories of several threads, which must be linearizable
@@ -20,6 +21,7 @@
 #include "tests/torture/LargeDictionary.h"
 #include "tests/torture/LinearizabilityTorture.h"
 #include "tests/torture/LockTorture.h"
+#include "tests/torture/MemoryTorture.h"
 #include "tests/torture/MixedTorture.h"
 
 #include <algorithm>
@@ -262,6 +264,8 @@ int run(const std::string& mode, const std::string& number, const std::string& f
     }
     const char* const seedText = std::getenv("MELNAR_SEED");
     const uint32_t seed = seedText == nullptr ? 1 : static_cast<uint32_t>(std::stoul(seedText));
+    if (mode == "memory")
+        return tortureMemory({.m_duration = std::chrono::minutes(std::stoul(number))}, folder, std::cout) ? 0 : 1;
     if (mode == "mixed")
         return tortureByMixedWork(std::chrono::minutes(std::stoul(number)), std::stoul(folder), seed, std::cout) ? 0
                                                                                                                  : 1;
@@ -289,7 +293,7 @@ int run(const std::string& mode, const std::string& number, const std::string& f
 int main(const int argumentCount, const char* const* const arguments) {
     const bool hasFolder = argumentCount == 4;
     if (argumentCount != 3 && !hasFolder) {
-        std::cerr << "usage: dictionary-torture save-kill|compact-kill|lock-kill|large N FOLDER\n"
+        std::cerr << "usage: dictionary-torture save-kill|compact-kill|lock-kill|large|memory N FOLDER\n"
                      "       dictionary-torture mixed MINUTES THREADS\n"
                      "       dictionary-torture identity|linearizability N\n";
         return 2;
