@@ -95,11 +95,11 @@ protected:
 TEST_F(FingerprintsTest, touchChangesNothing) {
     m_fingerprints.touch(3); // there are none yet
     m_fingerprints.initialize(16, true);
-    m_fingerprints.set(3, 7);
-    m_fingerprints.touch(3);
-    m_fingerprints.touch(4);
-    EXPECT_EQ(7u, m_fingerprints[3]);
-    EXPECT_EQ(0u, m_fingerprints[4]);
+    for (uint32_t fingerprint = 0; fingerprint <= 255; ++fingerprint) {
+        m_fingerprints.set(3, static_cast<uint8_t>(fingerprint));
+        m_fingerprints.touch(3);
+        EXPECT_EQ(fingerprint, m_fingerprints[3]);
+    }
 }
 
 TEST_F(FingerprintsTest, aTouchedPageIsReadAndWrittenWithoutAFault) {

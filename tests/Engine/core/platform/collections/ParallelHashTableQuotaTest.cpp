@@ -46,6 +46,20 @@ TYPED_TEST(ParallelHashTableQuotaTest, anInsertionThatFindsItsNumberHasReservedA
     expectSoundAtRest(numbers.m_table);
 }
 
+TYPED_TEST(ParallelHashTableQuotaTest, reservingTellsThatBucketsMayHaveMovedOnlyAfterAResize) {
+    NumberTable<TypeParam> numbers;
+    const auto reserve = [&numbers] {
+        const typename NumberTable<TypeParam>::Operation operation(numbers.m_table);
+        return numbers.m_table.reserveInsertionQuota(operation.getThreadContext());
+    };
+    EXPECT_FALSE(reserve());
+    numbers.insertRange(1, 701);
+    numbers.removeRange(1, 601);
+    ASSERT_EQ(0u, numbers.getQuota());
+    EXPECT_TRUE(reserve());
+    EXPECT_EQ(600u, numbers.getQuota()) << "credited by a rebuild, which is all that has happened";
+}
+
 TYPED_TEST(ParallelHashTableQuotaTest, everySlotReservesForItself) {
     NumberTable<TypeParam> numbers;
     for (size_t index = 0; index < 7; ++index) {
