@@ -329,6 +329,45 @@ TEST(AtomicFileOutputStreamFailureTest, aSecondStreamUnderOneLockIsRefusedAndDis
     EXPECT_EQ("fourth", TemporaryDirectory::getContentsOf(path));
 }
 
+TEST(AtomicFileOutputStreamFailureTest, afterAnyFailureOfReplacingTwoFilesBothAreOld) {
+    size_t failedCalls = 0;
+    for (const Call call : {Call::STAT, Call::LSTAT, Call::FCHMOD, Call::OPEN, Call::FSYNC})
+        for (size_t occurrence = 0;; ++occurrence) {
+            const TemporaryDirectory directory;
+            const std::string firstPath = directory.addFile("first", "old");
+            const std::string secondPath = directory.addFile("second", "old");
+            bool isReplaced = false;
+            bool isFailed;
+            {
+                AtomicFileOutputStream first(firstPath);
+                AtomicFileOutputStream second(secondPath);
+                first.write(CONTENTS.data(), CONTENTS.size());
+                second.write(CONTENTS.data(), CONTENTS.size());
+                SystemCallFaults faults(call);
+                faults.failAfter(occurrence, EIO, Duration::ONCE);
+                try {
+                    AtomicFileOutputStream::replaceBoth(first, second);
+                    isReplaced = true;
+                    first.keep();
+                    second.keep();
+                } catch (const SystemCallException& exception) {
+                    EXPECT_EQ(EIO, exception.getErrorCode());
+                }
+                isFailed = faults.getNumberOfFailures() != 0;
+            }
+            ASSERT_NE(isFailed, isReplaced) << occurrence;
+            const std::string expected = isReplaced ? CONTENTS : "old";
+            ASSERT_EQ(expected, TemporaryDirectory::getContentsOf(firstPath)) << occurrence;
+            ASSERT_EQ(expected, TemporaryDirectory::getContentsOf(secondPath)) << occurrence;
+            ASSERT_FALSE(std::filesystem::exists(firstPath + ".saving"));
+            ASSERT_FALSE(std::filesystem::exists(secondPath + ".saving"));
+            if (!isFailed)
+                break;
+            ++failedCalls;
+        }
+    EXPECT_LT(0u, failedCalls);
+}
+
 /// Makes every occurrence of every call that replacing a file makes fail, once and permanently, until a run has no
 /// failure.
 TEST(AtomicFileOutputStreamFailureTest, everyCallFailsAtEveryOccurrenceAndTheFileStaysWhole) {
