@@ -59,11 +59,11 @@ TEST(TableThreadContextTest, startsFreeWithoutQuotaAsZeros) {
 
 TEST(TableThreadContextTest, enteringAndLeavingAFreeSlotOnlyCounts) {
     TableThreadContext slot;
-    ::pthread_mutex_lock(&slot.m_mutex); // an operation that locked the mutex would hang
+    slot.m_mutex.lock(); // an operation that locked the mutex would hang
     acquireThreadContext(slot);
     EXPECT_EQ(1, slot.m_lockCount.load(std::memory_order_relaxed));
     releaseThreadContext(slot);
-    ::pthread_mutex_unlock(&slot.m_mutex);
+    slot.m_mutex.unlock();
     EXPECT_EQ(0, slot.m_lockCount.load(std::memory_order_relaxed));
     EXPECT_EQ(0, slot.m_wakeUp);
 }
