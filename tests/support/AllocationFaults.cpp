@@ -1,5 +1,6 @@
 #include "tests/support/AllocationFaults.h"
 
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <new>
@@ -9,8 +10,19 @@ namespace {
 
 /// How many allocations of this thread may succeed before one fails; nothing is counted while s_isArmed is false.
 constinit thread_local size_t s_allowedAllocations = 0;
+constinit thread_local size_t s_numberOfFailures = 0;
+constinit thread_local FaultDuration s_duration = FaultDuration::ONCE;
 constinit thread_local bool s_isArmed = false;
 constinit thread_local bool s_isWatched = false;
+
+/// Changed only while there is a BlockCounter, so that threads do not contend for it otherwise.
+constinit std::atomic<ptrdiff_t> s_numberOfBlocks = 0;
+constinit std::atomic<bool> s_areBlocksCounted = false;
+
+void countBlocks(const ptrdiff_t difference) noexcept {
+    if (s_areBlocksCounted.load(std::memory_order_relaxed))
+        s_numberOfBlocks.fetch_add(difference, std::memory_order_relaxed);
+}
 
 /// Returns whether the next allocation may succeed.
 bool mayPass() noexcept {
@@ -20,12 +32,26 @@ bool mayPass() noexcept {
         --s_allowedAllocations;
         return true;
     }
-    s_isArmed = false;
+    ++s_numberOfFailures;
+    s_isArmed = s_duration == FaultDuration::FOR_GOOD;
     return false;
 }
 
+/// Returns a new block after counting it.
+void* count(void* const block) noexcept {
+    if (block != nullptr)
+        countBlocks(1);
+    return block;
+}
+
+void release(void* const block) noexcept {
+    if (block != nullptr)
+        countBlocks(-1);
+    std::free(block);
+}
+
 void* allocate(const size_t size) noexcept {
-    return mayPass() ? std::malloc(size == 0 ? 1 : size) : nullptr;
+    return mayPass() ? count(std::malloc(size == 0 ? 1 : size)) : nullptr;
 }
 
 void* allocateAligned(const size_t size, const std::align_val_t alignment) noexcept {
@@ -34,7 +60,7 @@ void* allocateAligned(const size_t size, const std::align_val_t alignment) noexc
         return nullptr;
     // The C library requires a size that is a multiple of the alignment.
     const size_t roundedSize = size == 0 ? multiple : (size + multiple - 1) / multiple * multiple;
-    return mayPass() ? std::aligned_alloc(multiple, roundedSize) : nullptr;
+    return mayPass() ? count(std::aligned_alloc(multiple, roundedSize)) : nullptr;
 }
 
 void* orThrow(void* const block) {
@@ -45,11 +71,13 @@ void* orThrow(void* const block) {
 
 } // namespace
 
-AllocationFaults::AllocationFaults(const size_t allowedAllocations) {
+AllocationFaults::AllocationFaults(const size_t allowedAllocations, const FaultDuration duration) {
     if (s_isWatched)
         throw std::logic_error("The allocations of a thread are watched twice.");
     s_isWatched = true;
     s_allowedAllocations = allowedAllocations;
+    s_numberOfFailures = 0;
+    s_duration = duration;
     s_isArmed = true;
 }
 
@@ -58,8 +86,22 @@ AllocationFaults::~AllocationFaults() {
     s_isWatched = false;
 }
 
-bool AllocationFaults::hasFailed() const {
-    return !s_isArmed;
+size_t AllocationFaults::getNumberOfFailures() const {
+    return s_numberOfFailures;
+}
+
+BlockCounter::BlockCounter() {
+    s_numberOfBlocks.store(0, std::memory_order_relaxed);
+    if (s_areBlocksCounted.exchange(true, std::memory_order_relaxed))
+        throw std::logic_error("Blocks are counted twice.");
+}
+
+BlockCounter::~BlockCounter() {
+    s_areBlocksCounted.store(false, std::memory_order_relaxed);
+}
+
+ptrdiff_t BlockCounter::getGrowth() const {
+    return s_numberOfBlocks.load(std::memory_order_relaxed);
 }
 
 // Everything below takes memory from malloc, which the sanitizers watch: they still detect leaks, overruns and uses
@@ -98,49 +140,49 @@ void* operator new[](const size_t size, const std::align_val_t alignment, const 
 }
 
 void operator delete(void* const block) noexcept {
-    std::free(block);
+    release(block);
 }
 
 void operator delete[](void* const block) noexcept {
-    std::free(block);
+    release(block);
 }
 
 void operator delete(void* const block, size_t) noexcept {
-    std::free(block);
+    release(block);
 }
 
 void operator delete[](void* const block, size_t) noexcept {
-    std::free(block);
+    release(block);
 }
 
 void operator delete(void* const block, const std::nothrow_t&) noexcept {
-    std::free(block);
+    release(block);
 }
 
 void operator delete[](void* const block, const std::nothrow_t&) noexcept {
-    std::free(block);
+    release(block);
 }
 
 void operator delete(void* const block, std::align_val_t) noexcept {
-    std::free(block);
+    release(block);
 }
 
 void operator delete[](void* const block, std::align_val_t) noexcept {
-    std::free(block);
+    release(block);
 }
 
 void operator delete(void* const block, size_t, std::align_val_t) noexcept {
-    std::free(block);
+    release(block);
 }
 
 void operator delete[](void* const block, size_t, std::align_val_t) noexcept {
-    std::free(block);
+    release(block);
 }
 
 void operator delete(void* const block, std::align_val_t, const std::nothrow_t&) noexcept {
-    std::free(block);
+    release(block);
 }
 
 void operator delete[](void* const block, std::align_val_t, const std::nothrow_t&) noexcept {
-    std::free(block);
+    release(block);
 }

@@ -29,6 +29,37 @@ constinit std::atomic<FileOperationObserver*> s_observer{};
 
 constinit std::atomic<LockObserver*> s_lockObserver{};
 
+constinit std::atomic<ptrdiff_t> s_mappedBytes{0};
+
+/// In the order of Call.
+constexpr std::array<const char*, SystemCallFaults::NUMBER_OF_CALLS> NAMES{"mmap",
+                                                                           "munmap",
+                                                                           "mprotect",
+                                                                           "madvise",
+                                                                           "open",
+                                                                           "read",
+                                                                           "write",
+                                                                           "close",
+                                                                           "fsync",
+                                                                           "rename",
+                                                                           "flock",
+                                                                           "fchmod",
+                                                                           "fchown",
+                                                                           "stat",
+                                                                           "lstat",
+                                                                           "fstat",
+                                                                           "pread",
+                                                                           "pwrite",
+                                                                           "ftruncate",
+                                                                           "link",
+                                                                           "renameat2",
+                                                                           "unlink",
+                                                                           "realpath",
+                                                                           "readlink",
+                                                                           "pthread_mutex_destroy",
+                                                                           "pthread_cond_destroy",
+                                                                           "fdatasync"};
+
 /// Set while the calling thread is inside LockObserver::notice.
 constinit thread_local bool s_isNoticing = false;
 
@@ -138,6 +169,14 @@ SystemCallFaults::~SystemCallFaults() {
     getWatcher(m_call).store(nullptr, std::memory_order_release);
 }
 
+const char* SystemCallFaults::getName(const Call call) {
+    return NAMES[static_cast<size_t>(call)];
+}
+
+ptrdiff_t SystemCallFaults::getMappedBytes() {
+    return s_mappedBytes.load(std::memory_order_relaxed);
+}
+
 void SystemCallFaults::failAfter(const size_t allowedCalls, const int errorCode, const Duration duration) {
     const size_t firstFailure = getNumberOfCalls() + allowedCalls;
     m_errorCode.store(errorCode, std::memory_order_relaxed);
@@ -186,12 +225,18 @@ void* __wrap_mmap(void* begin, size_t size, int protection, int flags, int fileD
     const SystemCallGate gate(Call::MMAP, size);
     if ((flags & MAP_FIXED) != 0)
         gate.failRemapping(begin, size);
-    return gate.isClosed() ? MAP_FAILED : __real_mmap(begin, size, protection, flags, fileDescriptor, offset);
+    if (gate.isClosed())
+        return MAP_FAILED;
+    void* const mapping = __real_mmap(begin, size, protection, flags, fileDescriptor, offset);
+    if (mapping != MAP_FAILED && (flags & MAP_FIXED) == 0) // which replaces a mapping that was counted
+        s_mappedBytes.fetch_add(static_cast<ptrdiff_t>(size), std::memory_order_relaxed);
+    return mapping;
 }
 
 int __wrap_munmap(void* begin, size_t size) {
     const SystemCallGate gate(Call::MUNMAP, size);
     notice(LockObserver::Event::UNMAPPED, begin);
+    s_mappedBytes.fetch_sub(static_cast<ptrdiff_t>(size), std::memory_order_relaxed);
     return gate.isClosed() ? -1 : __real_munmap(begin, size);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Engine/core/platform/Unmovable.h"
+#include "tests/support/FaultDuration.h"
 
 #include <atomic>
 #include <cstddef>
@@ -50,7 +51,14 @@ public:
 
     static constexpr size_t NUMBER_OF_CALLS = 27;
 
-    enum class Duration { ONCE, FOR_GOOD };
+    using Duration = FaultDuration;
+
+    /// Returns the name of a system call.
+    static const char* getName(Call call);
+
+    /// Returns how many bytes of address space have been mapped and not been unmapped again. A failed munmap counts: the
+    /// caller has done its part.
+    static ptrdiff_t getMappedBytes();
 
     /// Counts calls, and lets all of them pass.
     explicit SystemCallFaults(Call call);

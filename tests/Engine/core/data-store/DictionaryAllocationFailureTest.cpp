@@ -1,47 +1,19 @@
 #include "tests/Engine/core/data-store/DictionaryContents.h"
-#include "tests/support/AllocationFaults.h"
-#include "tests/support/SystemCallFaults.h"
+#include "tests/Engine/core/data-store/MemoryCharges.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <memory>
-#include <new>
 #include <string>
 
 using namespace melnar;
 
-// Each allocation of an operation fails once, until a run needs no more than are allowed.
+// Each allocation of an operation fails in turn.
 
 namespace {
-
-/// Calls `operation` with the first, the second, ... allocation failing, and `check(hasThrown)` after each call.
-/// Returns how often it threw.
-template<class Operation, class Check>
-size_t failEachAllocation(const Operation& operation, const Check& check) {
-    size_t thrown = 0;
-    bool hasFailed = true;
-    for (size_t allowed = 0; hasFailed; ++allowed) {
-        SCOPED_TRACE(testing::Message() << allowed << " allocations");
-        bool isThrown = false;
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                operation();
-            } catch (const std::bad_alloc&) {
-                isThrown = true;
-            }
-            hasFailed = faults.hasFailed();
-        }
-        EXPECT_TRUE(hasFailed || !isThrown);
-        check(isThrown);
-        thrown += isThrown;
-        if (testing::Test::HasFailure())
-            break;
-    }
-    return thrown;
-}
 
 class DictionaryAllocationFailureTest : public testing::TestWithParam<DictionaryContents> {
 protected:
@@ -69,102 +41,98 @@ protected:
 };
 
 TEST_P(DictionaryAllocationFailureTest, compactingChangesAllOrNothing) {
-    const auto compact = [this] {
-        m_dictionary.compact([](const uint64_t resourceID, const ResourceValue&) { return resourceID % 2 == 0; });
-    };
-    const size_t thrown = failEachAllocation(compact, [this](const bool isThrown) {
-        if (isThrown)
-            expectUnchanged();
-        else
-            EXPECT_EQ(1501u, m_dictionary.getNextResourceID());
+    const FailureCounts counts = failEach(ofAllocations(), [this](FailureRound& round) {
+        const std::unique_ptr<Dictionary> dictionary = readFromMemory(m_bytes);
+        const size_t memoryInUse = dictionary->getMemoryInUse();
+        const bool isCompact = round.attempt([&] {
+            dictionary->compact([](const uint64_t resourceID, const ResourceValue&) { return resourceID % 2 == 0; });
+        });
+        if (!isCompact) {
+            EXPECT_EQ(memoryInUse, dictionary->getMemoryInUse());
+            EXPECT_TRUE(m_bytes == writeToMemory(*dictionary));
+            dictionary->compact([](const uint64_t resourceID, const ResourceValue&) { return resourceID % 2 == 0; });
+        }
+        expectChargesAddUp(*dictionary);
+        EXPECT_EQ(1501u, dictionary->getNextResourceID());
+        EXPECT_EQ(1501u, dictionary->getCommitPoint().m_resourceID);
+        EXPECT_NO_THROW(dictionary->verify());
+        for (uint64_t resourceID = 1; resourceID <= 1500; ++resourceID) {
+            const size_t number = 2 * resourceID - 1; // its ID was larger by one
+            const auto [datatypeID, lexicalForm] = GetParam().makeLiteral(number);
+            ASSERT_EQ(resourceID,
+                      dictionary->tryResolveResource(dictionary->getCommitPoint(), lexicalForm, datatypeID));
+        }
     });
-    EXPECT_LT(1u, thrown);
-    EXPECT_EQ(1501u, m_dictionary.getCommitPoint().m_resourceID);
-    EXPECT_NO_THROW(m_dictionary.verify());
-    for (uint64_t resourceID = 1; resourceID <= 1500; ++resourceID) {
-        const size_t number = 2 * resourceID - 1; // its ID was larger by one
-        const auto [datatypeID, lexicalForm] = GetParam().makeLiteral(number);
-        EXPECT_EQ(resourceID, m_dictionary.tryResolveResource(m_dictionary.getCommitPoint(), lexicalForm, datatypeID));
-    }
+    EXPECT_LT(2u, counts.m_throws);
 }
 
 TEST_P(DictionaryAllocationFailureTest, writingLeavesTheDictionaryAndABeginOfTheFile) {
-    std::unique_ptr<MemoryOutputStream> output;
-    const auto write = [&] {
-        output = nullptr;
-        output = std::make_unique<MemoryOutputStream>();
-        DictionaryFile::write(m_dictionary, *output);
-    };
-    const size_t thrown = failEachAllocation(write, [&](const bool isThrown) {
-        if (output != nullptr) {
-            EXPECT_TRUE(m_bytes.starts_with(output->getBytes()));
-            EXPECT_EQ(isThrown, output->getBytes().size() < m_bytes.size());
-        }
+    const FailureCounts counts = failEach(ofAllocations(), [this](FailureRound& round) {
+        MemoryOutputStream output;
+        const bool isWritten = round.attempt([&] { DictionaryFile::write(m_dictionary, output); });
+        EXPECT_TRUE(m_bytes.starts_with(output.getBytes()));
+        EXPECT_EQ(isWritten, output.getBytes().size() == m_bytes.size());
         expectUnchanged();
     });
-    EXPECT_LT(3u, thrown);
+    EXPECT_LT(6u, counts.m_throws);
 }
 
 TEST_P(DictionaryAllocationFailureTest, readingGivesAWholeDictionaryOrAddressSpaceBack) {
-    std::unique_ptr<Dictionary> copy;
-    SystemCallFaults reservations(SystemCallFaults::Call::MMAP);
-    SystemCallFaults releases(SystemCallFaults::Call::MUNMAP);
-    const auto read = [&] { copy = readFromMemory(m_bytes); };
-    const size_t thrown = failEachAllocation(read, [&](const bool isThrown) {
-        if (isThrown) {
-            EXPECT_EQ(nullptr, copy);
-            EXPECT_EQ(reservations.getNumberOfCalls(), releases.getNumberOfCalls());
-        } else
+    const FailureCounts counts = failEach(ofAllocations(), [this](FailureRound& round) {
+        std::unique_ptr<Dictionary> copy;
+        if (round.attempt([&] { copy = readFromMemory(m_bytes); })) {
             EXPECT_TRUE(m_bytes == writeToMemory(*copy));
+            EXPECT_NO_THROW(copy->verify());
+        } else
+            EXPECT_EQ(nullptr, copy);
     });
-    EXPECT_LT(3u, thrown);
-    EXPECT_NO_THROW(copy->verify());
-    copy.reset();
-    EXPECT_EQ(reservations.getNumberOfCalls(), releases.getNumberOfCalls());
+    EXPECT_LT(6u, counts.m_throws);
 }
 
 TEST_P(DictionaryAllocationFailureTest, verifyingChangesNothing) {
-    const size_t thrown =
-        failEachAllocation([this] { m_dictionary.verify(); }, [this](const bool) { expectUnchanged(); });
-    EXPECT_LT(1u, thrown);
+    constexpr size_t STEP = 5; // each resource takes the same steps
+    const FailureCounts counts = failEach(
+        ofAllocations(),
+        [this](FailureRound& round) {
+            round.attempt([this] { m_dictionary.verify(); });
+            expectUnchanged();
+        },
+        STEP);
+    EXPECT_LT(2u, counts.m_throws);
 }
 
 TEST_P(DictionaryAllocationFailureTest, savingReplacesTheFileOrLeavesIt) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("strings.dict");
     const std::string oldBytes = writeToMemory(*makeSampleDictionary(NARROW));
-    directory.addFile("strings.dict", oldBytes);
     size_t oldStayed = 0;
-    const auto check = [&](const bool isThrown) {
+    const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
+        directory.addFile("strings.dict", oldBytes);
+        const bool isSaved = round.attempt([&] { m_dictionary.save(path); });
         const std::string bytes = TemporaryDirectory::getContentsOf(path);
-        EXPECT_TRUE(bytes == m_bytes || (isThrown && bytes == oldBytes));
+        EXPECT_TRUE(bytes == m_bytes || (!isSaved && bytes == oldBytes));
+        oldStayed += bytes == oldBytes;
         EXPECT_FALSE(std::filesystem::exists(path + ".saving"));
         expectUnchanged();
-        oldStayed += bytes == oldBytes;
-        directory.addFile("strings.dict", oldBytes);
-    };
-    const size_t thrown = failEachAllocation([&] { m_dictionary.save(path); }, check);
-    EXPECT_LT(3u, thrown);
-    EXPECT_LT(3u, oldStayed) << "only what comes after the rename has failed";
+        m_dictionary.save(path);
+        EXPECT_TRUE(m_bytes == TemporaryDirectory::getContentsOf(path));
+    });
+    EXPECT_LT(6u, counts.m_throws);
+    EXPECT_LT(6u, oldStayed) << "only what comes after the rename has failed";
 }
 
 TEST_P(DictionaryAllocationFailureTest, openingLeavesTheFileAndNoAddressSpace) {
     const TemporaryDirectory directory;
     const std::string path = directory.addFile("strings.dict", m_bytes);
-    std::unique_ptr<Dictionary> copy;
-    SystemCallFaults reservations(SystemCallFaults::Call::MMAP);
-    SystemCallFaults releases(SystemCallFaults::Call::MUNMAP);
-    const size_t thrown =
-        failEachAllocation([&] { copy = Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT}); },
-                           [&](const bool isThrown) {
-                               if (isThrown)
-                                   EXPECT_EQ(reservations.getNumberOfCalls(), releases.getNumberOfCalls());
-                               else
-                                   EXPECT_TRUE(m_bytes == writeToMemory(*copy));
-                               EXPECT_TRUE(m_bytes == TemporaryDirectory::getContentsOf(path));
-                           });
-    EXPECT_LT(3u, thrown);
-    EXPECT_NO_THROW(copy->verify());
+    const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
+        std::unique_ptr<Dictionary> copy;
+        if (round.attempt([&] { copy = Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT}); })) {
+            EXPECT_TRUE(m_bytes == writeToMemory(*copy));
+            EXPECT_NO_THROW(copy->verify());
+        }
+        EXPECT_TRUE(m_bytes == TemporaryDirectory::getContentsOf(path));
+    });
+    EXPECT_LT(6u, counts.m_throws);
 }
 
 INSTANTIATE_TEST_SUITE_P(Contents, DictionaryAllocationFailureTest, ALL_CONTENTS, nameContents);
