@@ -1,16 +1,19 @@
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/SystemCallException.h"
 #include "tests/Engine/core/data-store/DictionaryContents.h"
+#include "tests/Engine/core/data-store/MemoryCharges.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cerrno>
 #include <filesystem>
-#include <functional>
+#include <initializer_list>
 #include <iostream>
+#include <memory>
+#include <optional>
 #include <string>
 
 namespace {
@@ -18,7 +21,7 @@ namespace {
 using Call = SystemCallFaults::Call;
 using Duration = SystemCallFaults::Duration;
 
-constexpr std::array ERROR_CODES = {EIO, ENOSPC, ENOMEM, EINTR};
+constexpr std::initializer_list<int> ERROR_CODES = {EIO, ENOSPC, ENOMEM, EINTR};
 
 class DictionaryFileFaultsTest : public testing::TestWithParam<DictionaryContents> {
 protected:
@@ -34,70 +37,57 @@ protected:
     }
 };
 
-/// Runs `attempt` with each occurrence of a call failing in turn, once and permanently and with each error code, until
-/// a run has no failure. Returns how many calls failed altogether.
-size_t failEachOccurrence(const Call call, const std::function<void(SystemCallFaults&)>& attempt) {
-    size_t failedCalls = 0;
-    for (const int errorCode : ERROR_CODES)
-        for (const Duration duration : {Duration::ONCE, Duration::FOR_GOOD}) {
-            if (errorCode == EINTR && duration == Duration::FOR_GOOD)
-                continue; // an interrupted call is repeated; nothing interrupts forever
-            for (size_t occurrence = 0;; ++occurrence) {
-                SystemCallFaults faults(call);
-                faults.failAfter(occurrence, errorCode, duration);
-                attempt(faults);
-                if (faults.getNumberOfFailures() == 0)
-                    break;
-                failedCalls += faults.getNumberOfFailures();
-            }
-        }
-    return failedCalls;
-}
+/// Makes reads or writes transfer less than requested, unless the faults are those of this call.
+class ShortTransfers {
+public:
+    ShortTransfers(const Call call, const size_t maximumBytes, const Fault& fault) {
+        if (fault.m_call != call)
+            m_transfers.emplace(call).shortenTo(maximumBytes);
+    }
+
+private:
+    std::optional<SystemCallFaults> m_transfers;
+};
 
 TEST_P(DictionaryFileFaultsTest, everyCallOfSaveFailsAtEveryOccurrence) {
-    const std::unique_ptr<Dictionary> oldDictionary = makeSampleDictionary(NARROW);
     const std::unique_ptr<Dictionary> newDictionary = makeDictionary(5000);
-    const std::string oldBytes = writeToMemory(*oldDictionary);
+    const std::string oldBytes = writeToMemory(*makeSampleDictionary(NARROW));
     const std::string newBytes = writeToMemory(*newDictionary);
-    size_t failedCalls = 0;
     size_t oldStayed = 0;
     size_t newCame = 0;
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("strings.dict");
-    for (const Call call :
-         {Call::OPEN, Call::FLOCK, Call::STAT, Call::LSTAT, Call::FSTAT, Call::FCHMOD, Call::FCHOWN, Call::WRITE,
-          Call::FSYNC, Call::CLOSE, Call::RENAME, Call::UNLINK, Call::REALPATH, Call::PREAD})
-        for (const bool isShort : {false, true}) {
-            if (isShort && call == Call::WRITE)
-                continue; // a call is watched once; another test covers short writes that fail
-            failedCalls += failEachOccurrence(call, [&](const SystemCallFaults& faults) {
+    FailureCounts counts;
+    for (const bool isHampered : {false, true}) // by short writes and by what a killed writer has left
+        counts += failEach(
+            ofCalls({Call::OPEN, Call::FLOCK, Call::STAT, Call::LSTAT, Call::FSTAT, Call::FCHMOD, Call::FCHOWN,
+                     Call::WRITE, Call::FSYNC, Call::CLOSE, Call::RENAME, Call::UNLINK, Call::REALPATH, Call::PREAD},
+                    ERROR_CODES),
+            [&](FailureRound& round) {
                 directory.addFile("strings.dict", oldBytes);
-                bool isSaved = false;
-                try {
-                    if (isShort) {
-                        SystemCallFaults writes(Call::WRITE);
-                        writes.shortenTo(50000);
-                        newDictionary->save(path);
-                    } else
-                        newDictionary->save(path);
-                    isSaved = true;
-                } catch (const SystemCallException&) {
-                    EXPECT_GT(faults.getNumberOfFailures(), 0u);
+                if (isHampered) {
+                    directory.addFile("strings.dict.saving", "left");
+                    directory.addFile("strings.dict.lock", "melnar lock: process 1 on host left\n");
                 }
+                const bool isSaved = round.attempt([&] {
+                    const ShortTransfers writes(Call::WRITE, isHampered ? 50000 : newBytes.size(), round.getFault());
+                    newDictionary->save(path);
+                });
                 const std::string bytes = TemporaryDirectory::getContentsOf(path);
-                ASSERT_TRUE(bytes == newBytes || (!isSaved && bytes == oldBytes))
-                    << "occurrence of " << static_cast<size_t>(call);
+                EXPECT_TRUE(bytes == newBytes || (!isSaved && bytes == oldBytes));
                 (bytes == newBytes ? newCame : oldStayed) += 1;
+                if (!isSaved || std::filesystem::exists(path + ".saving") || std::filesystem::exists(path + ".lock")) {
+                    newDictionary->save(path);
+                    EXPECT_TRUE(newBytes == TemporaryDirectory::getContentsOf(path));
+                    EXPECT_FALSE(std::filesystem::exists(path + ".saving"));
+                    EXPECT_FALSE(std::filesystem::exists(path + ".lock"));
+                }
             });
-            // Leftovers do not prevent the next save, which leaves nothing.
-            ASSERT_NO_THROW(newDictionary->save(path));
-            ASSERT_FALSE(std::filesystem::exists(path + ".saving"));
-            ASSERT_NO_THROW(Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT})->verify());
-        }
-    EXPECT_GT(failedCalls, 100u);
+    EXPECT_NO_THROW(Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT})->verify());
+    EXPECT_GT(counts.m_failures, 100u);
     EXPECT_GT(oldStayed, 0u);
     EXPECT_GT(newCame, 0u);
-    std::cout << "Calls of save failed: " << failedCalls << "; old file whole: " << oldStayed
+    std::cout << "Calls of save failed: " << counts.m_failures << "; old file whole: " << oldStayed
               << ", new file whole: " << newCame << '\n';
 }
 
@@ -149,55 +139,33 @@ TEST_P(DictionaryFileFaultsTest, aFileThatCannotBeRemovedDoesNotHinder) {
 }
 
 TEST_P(DictionaryFileFaultsTest, everyCallOfOpenFailsAtEveryOccurrence) {
-    const std::unique_ptr<Dictionary> dictionary = makeDictionary(5000);
-    const TemporaryDirectory directory;
-    const std::string path = directory.getPathOf("strings.dict");
-    dictionary->save(path);
-    const std::string bytes = TemporaryDirectory::getContentsOf(path);
-    size_t failedCalls = 0;
-    for (const Call call : {Call::OPEN, Call::READ, Call::MMAP, Call::MPROTECT})
-        for (const bool isShort : {false, true}) {
-            if (isShort && call == Call::READ)
-                continue;
-            failedCalls += failEachOccurrence(call, [&](const SystemCallFaults& faults) {
-                try {
-                    std::unique_ptr<Dictionary> copy;
-                    if (isShort) {
-                        SystemCallFaults reads(Call::READ);
-                        reads.shortenTo(777);
-                        copy = Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT});
-                    } else
-                        copy = Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT});
-                    ASSERT_EQ(bytes, writeToMemory(*copy));
-                } catch (const SystemCallException&) {
-                    ASSERT_GT(faults.getNumberOfFailures(), 0u);
-                }
-            });
-            ASSERT_EQ(bytes, TemporaryDirectory::getContentsOf(path));
-        }
-    // A failing close or munmap is no reason to refuse what has been read.
-    for (const Call call : {Call::CLOSE, Call::MUNMAP})
-        failedCalls += failEachOccurrence(call, [&](const SystemCallFaults&) {
-            ASSERT_EQ(bytes, writeToMemory(*Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT})));
-        });
-    EXPECT_GT(failedCalls, 100u);
-    std::cout << "Calls of open failed: " << failedCalls << '\n';
-}
-
-TEST_P(DictionaryFileFaultsTest, noAddressSpaceLeaksWhenOpeningFails) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf("strings.dict");
     makeDictionary(5000)->save(path);
-    for (const Call call : {Call::READ, Call::MPROTECT})
-        failEachOccurrence(call, [&](const SystemCallFaults&) {
-            SystemCallFaults reservations(Call::MMAP);
-            SystemCallFaults releases(Call::MUNMAP);
-            try {
-                static_cast<void>(Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT}));
-            } catch (const SystemCallException&) {
-            }
-            ASSERT_EQ(reservations.getNumberOfCalls(), releases.getNumberOfCalls());
-        });
+    const std::string bytes = TemporaryDirectory::getContentsOf(path);
+    FailureCounts counts;
+    const auto open = [&path] { return Dictionary::open(path, {.m_memoryLimit = TEST_MEMORY_LIMIT}); };
+    for (const bool isShort : {false, true})
+        counts += failEach(
+            ofCalls({Call::OPEN, Call::READ, Call::MMAP, Call::MPROTECT}, ERROR_CODES), [&](FailureRound& round) {
+                std::unique_ptr<Dictionary> copy;
+                const bool isOpen = round.attempt([&] {
+                    const ShortTransfers reads(Call::READ, isShort ? 777 : bytes.size(), round.getFault());
+                    copy = open();
+                });
+                if (!isOpen)
+                    copy = open();
+                EXPECT_TRUE(bytes == writeToMemory(*copy));
+                expectChargesAddUp(*copy);
+            });
+    const size_t numberOfThrows = counts.m_throws;
+    counts += failEach(ofCalls({Call::CLOSE, Call::MUNMAP, Call::MADVISE}, ERROR_CODES), [&](FailureRound& round) {
+        round.attempt([&] { EXPECT_TRUE(bytes == writeToMemory(*open())); });
+    });
+    EXPECT_EQ(numberOfThrows, counts.m_throws) << "a file that has been read is refused";
+    EXPECT_TRUE(bytes == TemporaryDirectory::getContentsOf(path));
+    EXPECT_GT(counts.m_failures, 100u);
+    std::cout << "Calls of open failed: " << counts.m_failures << '\n';
 }
 
 INSTANTIATE_TEST_SUITE_P(Contents, DictionaryFileFaultsTest,
