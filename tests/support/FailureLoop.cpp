@@ -97,9 +97,11 @@ void FailureRound::requireOfFailure(const std::exception_ptr& exception) const {
     } catch (const std::bad_alloc&) {
         if (!hasFailed() || m_fault.m_call)
             throw std::logic_error("No memory, but " + describe());
-    } catch (const SystemCallException& systemCallException) {
-        if (!hasFailed() || !m_fault.m_call || systemCallException.getErrorCode() != m_fault.m_errorCode)
-            throw std::logic_error(describe() + ": " + systemCallException.what());
+    } catch (const MelnarException& melnarException) {
+        const auto* const ofCall = dynamic_cast<const SystemCallException*>(&melnarException);
+        if (!hasFailed() || !m_fault.m_call || melnarException.getKind() != FailureKind::SYSTEM ||
+            (ofCall != nullptr && ofCall->getErrorCode() != m_fault.m_errorCode))
+            throw std::logic_error(describe() + ": " + melnarException.what());
     } catch (const std::exception& other) {
         throw std::logic_error(describe() + ": " + other.what());
     }

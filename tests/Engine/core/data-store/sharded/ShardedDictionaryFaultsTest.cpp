@@ -2,20 +2,17 @@
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/SystemCallException.h"
 #include "tests/Engine/core/data-store/sharded/ShardedFolder.h"
-#include "tests/support/AllocationFaults.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/SystemCallFaults.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <filesystem>
-#include <functional>
 #include <iostream>
-#include <new>
 #include <optional>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 // Each system call and each allocation of a save and of opening fails in turn.
@@ -27,7 +24,9 @@ using Duration = SystemCallFaults::Duration;
 
 constexpr uint32_t SHARDS_IN_USE = 4;
 constexpr uint32_t UNCHANGED_SHARD = 1;
-constexpr size_t NEVER = size_t(1) << 60;
+
+/// The step in which ordinary runs take failures of allocations.
+constexpr size_t SOME = 7;
 
 /// A folder in an old state, and a dictionary with a new state: one shard has not grown, some have, and one is new.
 class ShardedDictionaryFaultsTest : public testing::Test {
@@ -87,23 +86,52 @@ protected:
         return isNew;
     }
 
-    /// Calls `operation(faults)` with a failure of each occurrence of a call, until a run has none. Returns the number
-    /// of failures.
-    static size_t failEachOccurrence(const Call call, const std::function<void(SystemCallFaults&)>& operation) {
-        size_t failedCalls = 0;
-        for (const auto& [errorCode, duration] :
-             {std::pair(EIO, Duration::ONCE), std::pair(ENOSPC, Duration::FOR_GOOD), std::pair(EINTR, Duration::ONCE)})
-            for (size_t occurrence = 0;; ++occurrence) {
-                SCOPED_TRACE(testing::Message() << "call " << static_cast<size_t>(call) << ", occurrence " << occurrence
-                                                << ", error " << errorCode);
-                SystemCallFaults faults(call);
-                faults.failAfter(occurrence, errorCode, duration);
-                operation(faults);
-                if (faults.getNumberOfFailures() == 0 || HasFailure())
-                    break;
-                failedCalls += faults.getNumberOfFailures();
-            }
-        return failedCalls;
+    /// Makes each `step`-th allocation fail.
+    void failAllocationsOfSave(const size_t step) {
+        size_t endedLate = 0;
+        const FailureCounts counts = failEach(
+            ofAllocations(),
+            [&](FailureRound& round) {
+                const bool isSaved = round.attempt([this] { (*m_host)->save(*m_lock); });
+                const bool isNew = expectAState();
+                ASSERT_TRUE(isNew || !isSaved);
+                endedLate += isNew && !isSaved;
+                ASSERT_EQ(isSaved ? 2u : 1u, (*m_host)->getManifest().m_history.m_entries.size());
+                if (!round.hasFailed()) {
+                    EXPECT_EQ(m_new, getContents());
+                }
+                if (isNew)
+                    restore();
+                if (isSaved) // Without memory, leftovers of killed writers are not removed.
+                    openAndResolve();
+            },
+            step);
+        EXPECT_LT(100u, counts.m_throws * step);
+        EXPECT_GE(4u, endedLate) << "only to flush the folder takes memory when the manifest has been replaced";
+    }
+
+    /// Does the same for opening a folder and its shards.
+    void failAllocationsOfOpening(const size_t step) {
+        m_host.reset();
+        const std::vector<uint64_t> expected = getModelIDs(m_oldNumbers);
+        const FailureCounts counts = failEach(
+            ofAllocations(),
+            [&](FailureRound& round) {
+                std::optional<ShardedHost> host;
+                LiteralBatch batch(m_oldNumbers);
+                const bool isOpen = round.attempt([&] {
+                    host.emplace(m_folder);
+                    (*host)->tryResolveResources(batch.m_entries, batch.m_failures);
+                });
+                if (isOpen) {
+                    EXPECT_EQ(expected, batch.getIDs());
+                }
+                if (!host)
+                    host.emplace(m_folder);
+                EXPECT_EQ(expected, host->lookUp(m_oldNumbers));
+            },
+            step);
+        EXPECT_LT(40u, counts.m_throws * step);
     }
 
     const TemporaryDirectory m_directory;
@@ -117,24 +145,14 @@ protected:
 };
 
 TEST_F(ShardedDictionaryFaultsTest, everyCallOfSaveFailsAtEveryOccurrence) {
-    size_t failedCalls = 0;
     size_t oldStayed = 0;
     size_t newCame = 0;
+    FailureCounts counts;
     for (const Call call :
          {Call::OPEN, Call::STAT, Call::LSTAT, Call::FSTAT, Call::FCHMOD, Call::FCHOWN, Call::WRITE, Call::READ,
           Call::FSYNC, Call::CLOSE, Call::RENAME, Call::UNLINK, Call::REALPATH, Call::MMAP, Call::MPROTECT}) {
-        failedCalls += failEachOccurrence(call, [&](SystemCallFaults& faults) {
-            bool isSaved = false;
-            try {
-                (*m_host)->save(*m_lock);
-                isSaved = true;
-            } catch (const MelnarException& exception) {
-                EXPECT_LT(0u, faults.getNumberOfFailures());
-                EXPECT_TRUE(dynamic_cast<const SystemCallException*>(&exception) != nullptr || call == Call::MMAP ||
-                            call == Call::MPROTECT)
-                    << exception.getMessage();
-            }
-            faults.failAfter(NEVER, 0, Duration::ONCE);
+        counts += failEach(ofCalls({call}, {EIO, EINTR}), [&](FailureRound& round) {
+            const bool isSaved = round.attempt([this] { (*m_host)->save(*m_lock); });
             const bool isNew = expectAState();
             EXPECT_TRUE(isNew || !isSaved);
             EXPECT_TRUE(!isNew || isSaved || call == Call::FSYNC || call == Call::OPEN)
@@ -152,11 +170,11 @@ TEST_F(ShardedDictionaryFaultsTest, everyCallOfSaveFailsAtEveryOccurrence) {
         restore();
         openAndResolve();
     }
-    EXPECT_LT(100u, failedCalls);
+    EXPECT_LT(100u, counts.m_failures);
     EXPECT_LT(100u, oldStayed);
     EXPECT_LT(0u, newCame);
-    std::cout << "Calls of save failed: " << failedCalls << "; old state: " << oldStayed << ", new state: " << newCame
-              << '\n';
+    std::cout << "Calls of save failed: " << counts.m_failures << "; old state: " << oldStayed
+              << ", new state: " << newCame << '\n';
 }
 
 TEST_F(ShardedDictionaryFaultsTest, whatTheSystemOnlyOughtToDoIsNotNeeded) {
@@ -206,18 +224,11 @@ TEST_F(ShardedDictionaryFaultsTest, everyCallOfSavingElsewhereFailsAtEveryOccurr
         contents.erase("manifest.lock");
         return contents;
     };
-    size_t failedCalls = 0;
+    FailureCounts counts;
     for (const Call call : {Call::OPEN, Call::STAT, Call::READ, Call::WRITE, Call::FSYNC, Call::CLOSE, Call::RENAME}) {
-        ShardedHost host(m_folder);
-        failedCalls += failEachOccurrence(call, [&](SystemCallFaults& faults) {
-            bool isSaved = false;
-            try {
-                host->save(lock);
-                isSaved = true;
-            } catch (const SystemCallException&) {
-                EXPECT_LT(0u, faults.getNumberOfFailures());
-            }
-            faults.failAfter(NEVER, 0, Duration::ONCE);
+        counts += failEach(ofCalls({call}, {EIO, EINTR}), [&](FailureRound& round) {
+            ShardedHost host(m_folder);
+            const bool isSaved = round.attempt([&] { host->save(lock); });
             const FolderContents contents = getContentsElsewhere();
             const bool isNew = holds(contents, m_old);
             EXPECT_TRUE(isNew || (!isSaved && holds(contents, old)));
@@ -227,134 +238,56 @@ TEST_F(ShardedDictionaryFaultsTest, everyCallOfSavingElsewhereFailsAtEveryOccurr
                 for (const auto& [name, bytes] : old)
                     m_directory.addFile("elsewhere/" + name, bytes);
             }
-            if (isSaved)
-                host = ShardedHost(m_folder);
         });
-        host->save(lock);
+        ShardedHost(m_folder)->save(lock);
         ASSERT_EQ(m_old, getContentsElsewhere());
     }
-    EXPECT_LT(50u, failedCalls);
+    EXPECT_LT(50u, counts.m_failures);
 }
 
 TEST_F(ShardedDictionaryFaultsTest, everyCallOfOpeningFailsAtEveryOccurrence) {
     m_host.reset();
     const std::vector<uint64_t> expected = getModelIDs(m_oldNumbers);
-    size_t failedCalls = 0;
-    for (const Call call : {Call::OPEN, Call::READ, Call::MMAP, Call::MPROTECT, Call::REALPATH, Call::STAT})
-        failedCalls += failEachOccurrence(call, [&](SystemCallFaults& faults) {
+    const FailureCounts counts = failEach(
+        ofCalls({Call::OPEN, Call::READ, Call::MMAP, Call::MPROTECT, Call::REALPATH, Call::STAT}, {EIO, EINTR}),
+        [&](FailureRound& round) {
             std::optional<ShardedHost> host;
-            try {
+            round.attempt([&] {
                 host.emplace(m_folder);
-                LiteralBatch batch(m_oldNumbers);
-                (*host)->tryResolveResources(batch.m_entries, batch.m_failures);
-                EXPECT_EQ(expected, batch.getIDs());
-                EXPECT_TRUE(batch.m_failures.empty());
-            } catch (const SystemCallException&) {
-                EXPECT_LT(0u, faults.getNumberOfFailures());
-            }
-            faults.failAfter(NEVER, 0, Duration::ONCE);
+                EXPECT_EQ(expected, host->lookUp(m_oldNumbers));
+            });
             if (host) {
                 EXPECT_EQ(expected, host->lookUp(m_oldNumbers)) << "a shard that could not be opened is opened now";
             }
         });
-    EXPECT_LT(30u, failedCalls);
-}
-
-TEST_F(ShardedDictionaryFaultsTest, noAddressSpaceLeaksWhenOpeningFails) {
-    m_host.reset();
-    for (const Call call : {Call::READ, Call::MPROTECT})
-        failEachOccurrence(call, [&](const SystemCallFaults&) {
-            SystemCallFaults reservations(Call::MMAP);
-            SystemCallFaults releases(Call::MUNMAP);
-            try {
-                ShardedHost(m_folder).lookUp(m_oldNumbers);
-            } catch (const SystemCallException&) {
-            }
-            ASSERT_EQ(reservations.getNumberOfCalls(), releases.getNumberOfCalls());
-        });
+    EXPECT_LT(30u, counts.m_failures);
 }
 
 TEST_F(ShardedDictionaryFaultsTest, aReaderThatCannotReadTheNewManifestTriesAgain) {
-    const FolderContents old = getContents();
     const std::vector<uint64_t> expected = getModelIDs(m_oldNumbers);
-    writeFolder(m_folder, m_old);
-    size_t failedCalls = 0;
-    for (size_t occurrence = 0;; ++occurrence) {
+    const FailureCounts counts = failEach(ofCalls({Call::OPEN, Call::READ}, {EIO}), [&](FailureRound& round) {
         writeFolder(m_folder, m_old);
         const ShardedHost reader(m_folder);
         writeFolder(m_folder, m_new);
-        {
-            SystemCallFaults faults(Call::OPEN);
-            faults.failAfter(occurrence, EIO, Duration::ONCE);
-            try {
-                EXPECT_EQ(expected, reader.lookUp(m_oldNumbers));
-            } catch (const SystemCallException&) {
-            }
-            if (faults.getNumberOfFailures() == 0)
-                break;
-            ++failedCalls;
-        }
+        round.attempt([&] { EXPECT_EQ(expected, reader.lookUp(m_oldNumbers)); });
         EXPECT_EQ(expected, reader.lookUp(m_oldNumbers));
-    }
-    EXPECT_LT(5u, failedCalls);
-}
-
-TEST_F(ShardedDictionaryFaultsTest, everyAllocationOfSaveFails) {
-    size_t ended = 0;
-    size_t endedLate = 0;
-    bool hasFailed = true;
-    for (size_t allowed = 0; hasFailed; ++allowed) {
-        SCOPED_TRACE(testing::Message() << allowed << " allocations");
-        bool isSaved = false;
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                (*m_host)->save(*m_lock);
-                isSaved = true;
-            } catch (const std::bad_alloc&) {
-                ++ended;
-            }
-            hasFailed = faults.hasFailed();
-        }
-        ASSERT_TRUE(hasFailed || isSaved);
-        const bool isNew = expectAState();
-        ASSERT_TRUE(isNew || !isSaved);
-        endedLate += isNew && !isSaved;
-        ASSERT_EQ(isSaved ? 2u : 1u, (*m_host)->getManifest().m_history.m_entries.size());
-        if (!hasFailed)
-            break;
-        if (isNew)
-            restore();
-        if (isSaved) // Without memory, leftovers of killed writers are not removed.
-            openAndResolve();
-    }
-    EXPECT_EQ(m_new, getContents());
-    EXPECT_LT(50u, ended);
-    EXPECT_GE(2u, endedLate) << "only to flush the folder takes memory when the manifest has been replaced";
+    });
+    EXPECT_LT(5u, counts.m_throws);
 }
 
 TEST_F(ShardedDictionaryFaultsTest, everyAllocationOfResolvingAndReadingFails) {
     const std::vector<uint64_t> expected = getModelIDs(m_oldNumbers);
     const size_t numberOfTerms = std::set<uint64_t>(expected.begin(), expected.end()).size();
-    size_t ended = 0;
-    bool hasFailed = true;
-    for (size_t allowed = 0; hasFailed; ++allowed) {
-        SCOPED_TRACE(testing::Message() << allowed << " allocations");
+    const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
         ShardedHost host;
         ShardedDictionaryThread thread(*host);
         LiteralBatch batch(m_oldNumbers);
         batch.m_entries.push_back({"", 0, D_IRI}); // is refused
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                host->resolveResources(thread, batch.m_entries, batch.m_failures);
-                host->tryResolveResources(batch.m_entries, batch.m_failures);
-                host->getResources(batch.m_entries);
-            } catch (const std::bad_alloc&) {
-                ++ended;
-            }
-            hasFailed = faults.hasFailed();
-        }
+        round.attempt([&] {
+            host->resolveResources(thread, batch.m_entries, batch.m_failures);
+            host->tryResolveResources(batch.m_entries, batch.m_failures);
+            host->getResources(batch.m_entries);
+        });
         host->verify();
         const std::vector<uint64_t> found = host.lookUp(m_oldNumbers);
         const std::vector<uint64_t> resolved = host.resolve(m_oldNumbers);
@@ -362,37 +295,26 @@ TEST_F(ShardedDictionaryFaultsTest, everyAllocationOfResolvingAndReadingFails) {
             ASSERT_TRUE(found[index] == 0 || found[index] == resolved[index]);
         ASSERT_EQ(numberOfTerms, std::set<uint64_t>(resolved.begin(), resolved.end()).size());
         ASSERT_EQ(numberOfTerms, host->getNumberOfResources()) << "an ID is lost";
-    }
-    EXPECT_LT(10u, ended);
+    });
+    EXPECT_LT(10u, counts.m_throws);
 }
 
-TEST_F(ShardedDictionaryFaultsTest, everyAllocationOfOpeningFails) {
-    m_host.reset();
-    const std::vector<uint64_t> expected = getModelIDs(m_oldNumbers);
-    size_t ended = 0;
-    bool hasFailed = true;
-    for (size_t allowed = 0; hasFailed; ++allowed) {
-        SCOPED_TRACE(testing::Message() << allowed << " allocations");
-        SystemCallFaults reservations(Call::MMAP);
-        SystemCallFaults releases(Call::MUNMAP);
-        std::optional<ShardedHost> host;
-        LiteralBatch batch(m_oldNumbers);
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                host.emplace(m_folder);
-                (*host)->tryResolveResources(batch.m_entries, batch.m_failures);
-                EXPECT_EQ(expected, batch.getIDs());
-            } catch (const std::bad_alloc&) {
-                ++ended;
-            }
-            hasFailed = faults.hasFailed();
-        }
-        ASSERT_TRUE(!host || host->lookUp(m_oldNumbers) == expected);
-        host.reset();
-        ASSERT_EQ(reservations.getNumberOfCalls(), releases.getNumberOfCalls());
-    }
-    EXPECT_LT(20u, ended);
+TEST_F(ShardedDictionaryFaultsTest, someAllocationsOfSaveFail) {
+    failAllocationsOfSave(SOME);
+}
+
+TEST_F(ShardedDictionaryFaultsTest, someAllocationsOfOpeningFail) {
+    failAllocationsOfOpening(SOME);
+}
+
+class ShardedDictionaryFaultsSlowTest : public ShardedDictionaryFaultsTest {};
+
+TEST_F(ShardedDictionaryFaultsSlowTest, everyAllocationOfSaveFails) {
+    failAllocationsOfSave(1);
+}
+
+TEST_F(ShardedDictionaryFaultsSlowTest, everyAllocationOfOpeningFails) {
+    failAllocationsOfOpening(1);
 }
 
 } // namespace
