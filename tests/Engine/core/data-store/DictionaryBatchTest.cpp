@@ -6,7 +6,7 @@
 #include "Engine/core/platform/MemoryExhaustedException.h"
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
-#include "tests/support/AllocationFaults.h"
+#include "tests/support/FailureLoop.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,6 @@
 #include <cstdint>
 #include <exception>
 #include <memory>
-#include <new>
 #include <random>
 #include <string>
 #include <string_view>
@@ -392,26 +391,13 @@ TEST(DictionaryBatchAllocationFailureTest, anyAllocationMayFail) {
     literals[2] = {"no tag, and a text that no small buffer holds", D_RDF_PLAIN_LITERAL};
     literals[GROUP].m_datatypeID = D_INVALID;
     literals[2 * GROUP].m_datatypeID = 255;
-    size_t endedBatches = 0;
-    size_t allowed = 0;
-    for (bool hasFailed = true; hasFailed; ++allowed) {
-        SCOPED_TRACE(testing::Message() << allowed << " allocations");
-        ASSERT_LT(allowed, 1000u);
+    const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
         OpenDictionary dictionary(std::make_unique<Dictionary>(
             DictionaryOptions{.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = NARROW}));
         std::vector<BatchEntry> entries = makeBatch(literals);
         std::vector<BatchFailure> failures;
-        bool isEnded = false;
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                dictionary.m_dictionary->resolveResources(*dictionary.m_thread, entries, failures);
-            } catch (const std::bad_alloc&) {
-                isEnded = true;
-            }
-            hasFailed = faults.hasFailed();
-        }
-        endedBatches += isEnded;
+        const bool isEnded =
+            !round.attempt([&] { dictionary.m_dictionary->resolveResources(*dictionary.m_thread, entries, failures); });
         EXPECT_TRUE(isEnded || failures.size() == 4);
         const std::vector<size_t> refused{1, 2, GROUP, 2 * GROUP};
         for (size_t number = 0; number < failures.size(); ++number)
@@ -420,9 +406,8 @@ TEST(DictionaryBatchAllocationFailureTest, anyAllocationMayFail) {
         EXPECT_EQ(4u, dictionary.resolveAtOnce(literals).m_failures.size());
         EXPECT_EQ(literals.size() - 3, dictionary.m_dictionary->getNextResourceID());
         dictionary.m_dictionary->verify();
-        ASSERT_FALSE(testing::Test::HasFailure());
-    }
-    EXPECT_LT(2u, endedBatches) << "the failures never lacked memory";
+    });
+    EXPECT_LT(4u, counts.m_throws) << "the failures never lacked memory";
 }
 
 } // namespace

@@ -4,6 +4,8 @@
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/MemoryExhaustedException.h"
 #include "Engine/core/platform/SystemCallException.h"
+#include "tests/Engine/core/data-store/MemoryCharges.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/SystemCallFaults.h"
 
 #include <gtest/gtest.h>
@@ -63,22 +65,20 @@ TEST(DictionaryFailureTest, theLargestMaximumAndTheLargestPoolFindTheirAddressSp
 }
 
 TEST(DictionaryFailureTest, everyReservationThatIsRefusedIsReportedAndGivesTheOthersBack) {
-    size_t refused = 0;
-    for (;; ++refused) {
-        SystemCallFaults maps(SystemCallFaults::Call::MMAP);
-        const SystemCallFaults unmaps(SystemCallFaults::Call::MUNMAP);
-        maps.failAfter(refused, ENOMEM, SystemCallFaults::Duration::ONCE);
-        try {
-            const Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = WIDE});
-            break;
-        } catch (const SystemCallException& exception) {
-            EXPECT_STREQ("mmap", exception.getSystemCallName());
-            EXPECT_EQ(ENOMEM, exception.getErrorCode());
-            EXPECT_EQ(0u, exception.getMessage().find("An error occurred while reserving ")) << exception.getMessage();
-            EXPECT_EQ(refused, unmaps.getNumberOfCalls());
-        }
-    }
-    EXPECT_EQ(5u, refused) << "offsets, datatype bytes, data pool and two tables";
+    const FailureCounts counts = failEach(
+        ofCalls({SystemCallFaults::Call::MMAP, SystemCallFaults::Call::MPROTECT}, {ENOMEM}), [](FailureRound& round) {
+            round.attempt([] {
+                try {
+                    const Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = WIDE});
+                    expectChargesAddUp(dictionary);
+                } catch (const SystemCallException& exception) {
+                    EXPECT_EQ(0u, exception.getMessage().find("An error occurred ")) << exception.getMessage();
+                    throw;
+                }
+            });
+        });
+    EXPECT_EQ(2 * (5 + 2), counts.m_throws)
+        << "reservations of offsets, datatype bytes, data pool and two tables, and what the tables commit";
 }
 
 TEST(DictionaryFailureTest, refusesTheResourceBeyondTheMaximumAndKeepsTheRest) {

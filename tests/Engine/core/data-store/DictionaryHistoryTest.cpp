@@ -2,7 +2,7 @@
 
 #include "Engine/core/platform/MelnarException.h"
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
-#include "tests/support/AllocationFaults.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -214,24 +214,19 @@ TEST(DictionaryHistoryFailureTest, aSaveThatFailsDoesNoHarm) {
 }
 
 TEST(DictionaryHistoryFailureTest, withoutMemoryForAnEntryItIsAddedNextTime) {
-    DictionaryHistory history;
-    history.add(2, {1, 2});
-    const auto identity = history.getIdentity();
-    size_t failures = 0;
-    for (bool hasFailed = true; hasFailed; failures += hasFailed) {
-        const AllocationFaults faults = AllocationFaults::failAfter(failures);
-        try {
-            history.add(3, {3, 4});
-        } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): counted below
-        }
-        hasFailed = faults.hasFailed();
-    }
-    EXPECT_EQ(2u, failures) << "the entry, and the copy that is returned";
-    EXPECT_NE(identity, history.getIdentity());
     DictionaryHistory unharmed;
     unharmed.add(2, {1, 2});
+    const auto identity = unharmed.getIdentity();
     unharmed.add(3, {3, 4});
-    EXPECT_EQ(unharmed.getIdentity(), history.getIdentity());
+    const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
+        DictionaryHistory history;
+        history.add(2, {1, 2});
+        if (!round.attempt([&history] { history.add(3, {3, 4}); }))
+            history.add(3, {3, 4});
+        EXPECT_NE(identity, history.getIdentity());
+        EXPECT_EQ(unharmed.getIdentity(), history.getIdentity());
+    });
+    EXPECT_EQ(2 * 2u, counts.m_throws) << "the entry, and the copy that is returned";
 }
 
 TEST(DictionaryHistoryTest, everyFlippedBitOfItIsFound) {

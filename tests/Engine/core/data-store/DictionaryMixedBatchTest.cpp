@@ -7,8 +7,9 @@
 #include "Engine/core/platform/MelnarException.h"
 #include "tests/Engine/core/data-store/DictionaryModel.h"
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
+#include "tests/Engine/core/data-store/MemoryCharges.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
-#include "tests/support/AllocationFaults.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/SystemCallFaults.h"
 
 #include <gtest/gtest.h>
@@ -18,7 +19,6 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
-#include <new>
 #include <random>
 #include <span>
 #include <string>
@@ -178,27 +178,13 @@ TEST_P(DictionaryMixedBatchTest, anyAllocationMayFail) {
     terms[270].m_datatypeID = D_RDF_PLAIN_LITERAL;
     terms[271].m_datatypeID = 7;
     terms[555].m_datatypeID = D_TYPED_LITERAL;
-    size_t endedBatches = 0;
     size_t failedTerms = 0;
-    bool hasFailed = true;
-    for (size_t allowed = 0; hasFailed; ++allowed) {
-        SCOPED_TRACE(testing::Message() << allowed << " allocations");
-        ASSERT_LT(allowed, 1000u);
+    const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
         const std::unique_ptr<Dictionary> dictionary = makeDictionary();
         DictionaryThread thread(*dictionary);
         std::vector<BatchEntry> entries = makeBatch(terms);
         std::vector<BatchFailure> failures;
-        bool isEnded = false;
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                dictionary->resolveResources(thread, entries, failures);
-            } catch (const std::bad_alloc&) {
-                isEnded = true;
-            }
-            hasFailed = faults.hasFailed();
-        }
-        endedBatches += isEnded;
+        round.attempt([&] { dictionary->resolveResources(thread, entries, failures); });
         ASSERT_TRUE(std::ranges::is_sorted(failures, {}, &BatchFailure::m_entryIndex));
         for (const BatchFailure& failure : failures) {
             ASSERT_EQ(0u, entries[failure.m_entryIndex].m_resourceID);
@@ -214,8 +200,9 @@ TEST_P(DictionaryMixedBatchTest, anyAllocationMayFail) {
             ASSERT_EQ(refused[number], failures[number].m_entryIndex);
         ASSERT_EQ(terms.size() - refused.size() + 1, dictionary->getNextResourceID());
         dictionary->verify();
-    }
-    EXPECT_LT(2u, endedBatches) << "the failures never lacked memory";
+        expectChargesAddUp(*dictionary);
+    });
+    EXPECT_LT(4u, counts.m_throws) << "the failures never lacked memory";
     EXPECT_LT(4u, failedTerms) << "no family ever lacked memory for its table";
 }
 
@@ -224,9 +211,7 @@ TEST_P(DictionaryMixedBatchTest, anyCallOfTheSystemMayFail) {
     for (const SystemCallFaults::Call call : {SystemCallFaults::Call::MMAP, SystemCallFaults::Call::MPROTECT})
         for (const size_t batchSize : {1UL, 2048UL}) {
             size_t failedTerms = 0;
-            size_t occurrence = 0;
-            for (bool hasFailed = true; hasFailed; ++occurrence) {
-                SCOPED_TRACE(testing::Message() << "call " << occurrence << ", batches of " << batchSize);
+            const FailureCounts counts = failEach(ofCalls({call}, {ENOMEM}), [&](FailureRound& round) {
                 const std::unique_ptr<Dictionary> dictionary = makeDictionary();
                 DictionaryThread thread(*dictionary);
                 std::vector<BatchEntry> entries = makeBatch(terms);
@@ -238,23 +223,21 @@ TEST_P(DictionaryMixedBatchTest, anyCallOfTheSystemMayFail) {
                             thread, std::span(entries).subspan(begin, std::min(batchSize, entries.size() - begin)),
                             failures);
                 };
-                {
-                    SystemCallFaults faults(call);
-                    faults.failAfter(occurrence, ENOMEM, SystemCallFaults::Duration::ONCE);
-                    resolve();
-                    hasFailed = faults.getNumberOfFailures() != 0;
-                }
-                ASSERT_LE(failures.size(), hasFailed ? 1U : 0U) << "one call fails one term, or a shared text";
+                ASSERT_TRUE(round.attempt(resolve));
+                ASSERT_LE(failures.size(), round.getNumberOfFailures()) << "one call fails one term, or a shared text";
+                for (const BatchFailure& failure : failures)
+                    ASSERT_EQ(FailureKind::SYSTEM, failure.m_kind);
                 failedTerms += failures.size();
                 ASSERT_EQ(terms.size() - failures.size() + 1, dictionary->getNextResourceID());
                 dictionary->verify();
+                expectChargesAddUp(*dictionary);
                 resolve();
                 ASSERT_TRUE(failures.empty());
                 ASSERT_EQ(terms.size() + 1, dictionary->getNextResourceID());
                 dictionary->verify();
-            }
-            EXPECT_LT(4u, failedTerms);
-            EXPECT_LT(10u, occurrence);
+            });
+            EXPECT_LT(8u, failedTerms);
+            EXPECT_LT(20u, counts.m_tolerated);
         }
 }
 

@@ -10,6 +10,7 @@
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/TestSeeds.h"
 
 #include <gtest/gtest.h>
@@ -18,7 +19,6 @@
 #include <array>
 #include <limits>
 #include <map>
-#include <new>
 #include <optional>
 #include <random>
 #include <span>
@@ -501,28 +501,16 @@ TEST_P(DictionaryStringColumnTest, fewLongTagsAreJoinedAtATime) {
 TEST_P(DictionaryStringColumnTest, anyAllocationMayFail) {
     const std::vector<std::string> owned = makeTexts(CHUNK_SIZE + 10);
     const Texts texts = refer(owned);
-    size_t ended = 0;
-    bool hasFailed = true;
-    for (size_t allowed = 0; hasFailed; ++allowed) {
-        SCOPED_TRACE(testing::Message() << allowed << " allocations");
-        ASSERT_LT(allowed, 500u);
+    const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
         Dictionary dictionary({.m_memoryLimit = TEST_MEMORY_LIMIT, .m_maximumNumberOfResources = GetParam()});
         DictionaryThread thread(dictionary);
         IDs resourceIDs(texts.size());
         ArrowColumn<int32_t> column;
-        bool isEnded = false;
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                dictionary.encode(thread, texts, resourceIDs, "en");
-                dictionary.decode(resourceIDs, column);
-            } catch (const std::bad_alloc&) {
-                isEnded = true;
-            }
-            hasFailed = faults.hasFailed();
-        }
-        ASSERT_EQ(hasFailed, isEnded);
-        ended += isEnded;
+        const bool isEnded = !round.attempt([&] {
+            dictionary.encode(thread, texts, resourceIDs, "en");
+            dictionary.decode(resourceIDs, column);
+        });
+        ASSERT_EQ(round.hasFailed(), isEnded);
         for (size_t index = 0; index < texts.size(); ++index)
             if (resourceIDs[index] != 0) {
                 ASSERT_EQ(resourceIDs[index], dictionary.tryResolveLangString(ALL, texts[index], "en"));
@@ -530,8 +518,8 @@ TEST_P(DictionaryStringColumnTest, anyAllocationMayFail) {
         ASSERT_EQ(isEnded ? 0 : texts.size(), column.getStrings().size());
         dictionary.encode(thread, texts, resourceIDs, "en");
         ASSERT_EQ(texts.size(), dictionary.size());
-    }
-    EXPECT_LT(10u, ended);
+    });
+    EXPECT_LT(20u, counts.m_throws);
 }
 
 TEST_P(DictionaryStringColumnTest, randomColumnsAreAnsweredLikeAMap) {

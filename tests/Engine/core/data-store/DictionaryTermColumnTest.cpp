@@ -5,17 +5,18 @@
 #include "Engine/core/platform/MelnarException.h"
 #include "tests/Engine/core/data-store/ColumnAnswers.h"
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
+#include "tests/Engine/core/data-store/MemoryCharges.h"
 #include "tests/Engine/core/data-store/ModelTerms.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/TestSeeds.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <memory>
-#include <new>
 #include <random>
 #include <string>
 #include <vector>
@@ -221,26 +222,13 @@ TEST_P(DictionaryTermColumnTest, anyAllocationOfResolvingMayFail) {
         if (isRefused)
             refused.push_back(number);
     }
-    size_t ended = 0;
     size_t endedLate = 0;
-    bool hasFailed = true;
-    for (size_t allowed = 0; hasFailed; ++allowed) {
-        SCOPED_TRACE(testing::Message() << allowed << " allocations");
-        ASSERT_LT(allowed, 1000u);
+    const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
         Host host;
         std::vector<uint64_t> resourceIDs(terms.size(), STALE_RESOURCE_ID);
         std::vector<BatchFailure> failures;
-        bool isEnded = false;
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                host.m_dictionary.resolveTerms(host.m_thread, terms, resourceIDs, failures);
-            } catch (const std::bad_alloc&) {
-                isEnded = true;
-            }
-            hasFailed = faults.hasFailed();
-        }
-        ended += isEnded;
+        const bool isEnded =
+            !round.attempt([&] { host.m_dictionary.resolveTerms(host.m_thread, terms, resourceIDs, failures); });
         endedLate += isEnded && resourceIDs.front() != 0;
         ASSERT_TRUE(std::ranges::is_sorted(failures, {}, &BatchFailure::m_entryIndex));
         for (const BatchFailure& failure : failures) {
@@ -258,10 +246,11 @@ TEST_P(DictionaryTermColumnTest, anyAllocationOfResolvingMayFail) {
                 ASSERT_TRUE(std::ranges::find(failures, index, &BatchFailure::m_entryIndex) != failures.end());
             }
         host.m_dictionary.verify();
+        expectChargesAddUp(host.m_dictionary);
         ASSERT_EQ(refused, host.resolve(terms).m_failedIndexes);
         ASSERT_EQ(terms.size() - refused.size() + 1, host.m_dictionary.getNextResourceID());
-    }
-    EXPECT_LT(10u, ended);
+    });
+    EXPECT_LT(10u, counts.m_throws);
     EXPECT_LT(3u, endedLate) << "no chunk but the first has failed";
 }
 
@@ -272,29 +261,16 @@ TEST_P(DictionaryTermColumnTest, anyAllocationOfReadingMayFail) {
         terms.push_back(m_terms.make(number));
     for (uint64_t resourceID = m_host.resolve(terms).m_resourceIDs.back(); resourceID != 0; --resourceID)
         resourceIDs.push_back(resourceID);
-    size_t ended = 0;
-    bool hasFailed = true;
-    for (size_t allowed = 0; hasFailed; ++allowed) {
-        SCOPED_TRACE(testing::Message() << allowed << " allocations");
+    const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
         TermColumn column;
         m_dictionary.getTerms(std::vector<uint64_t>{1, 2}, column);
-        bool isEnded = false;
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                m_dictionary.getTerms(resourceIDs, column);
-            } catch (const std::bad_alloc&) {
-                isEnded = true;
-            }
-            hasFailed = faults.hasFailed();
-        }
-        ASSERT_EQ(hasFailed, isEnded);
-        ended += isEnded;
+        const bool isEnded = !round.attempt([&] { m_dictionary.getTerms(resourceIDs, column); });
+        ASSERT_EQ(round.hasFailed(), isEnded);
         const size_t numberOfTerms = column.getTerms().size();
         ASSERT_EQ(isEnded, numberOfTerms < resourceIDs.size());
         expectTerms({resourceIDs.begin(), resourceIDs.begin() + static_cast<ptrdiff_t>(numberOfTerms)}, column);
-    }
-    EXPECT_LT(5u, ended);
+    });
+    EXPECT_LT(10u, counts.m_throws);
 }
 
 TEST_P(DictionaryTermColumnTest, memoryDoesNotGrowWithTheColumn) {

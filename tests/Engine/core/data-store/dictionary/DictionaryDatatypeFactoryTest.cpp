@@ -3,7 +3,7 @@
 #include "Engine/core/data-store/dictionary/DatatypeNames.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeFactory.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
-#include "tests/support/AllocationFaults.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/VirtualSlots.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +13,6 @@
 #include <cstring>
 #include <initializer_list>
 #include <memory>
-#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -211,22 +210,9 @@ TEST(DictionaryDatatypeFactoryTest, aFactoryThatCameTooLateStaysUnregisteredWhen
 }
 
 TEST(DictionaryDatatypeFactoryFailureTest, anyAllocationThatFailsRegistersNothing) {
-    size_t failures = 0;
-    for (size_t allowed = 0;; ++allowed) {
-        SCOPED_TRACE(testing::Message() << allowed << " allocations allowed");
-        bool hasFailed;
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                const TestFactory factory({{FIRST_ID, FIRST_NAME}, {SECOND_ID, SECOND_NAME}});
-            } catch (const std::bad_alloc&) {
-                ++failures;
-            }
-            hasFailed = faults.hasFailed();
-        }
+    const FailureCounts counts = failEach(ofAllocations(), [](FailureRound& round) {
+        round.attempt([] { const TestFactory factory({{FIRST_ID, FIRST_NAME}, {SECOND_ID, SECOND_NAME}}); });
         expectNobodyElseRegistered();
-        if (!hasFailed)
-            break;
-    }
-    EXPECT_LE(9u, failures) << "two pairs and a vector of copies of them, two nodes of a map";
+    });
+    EXPECT_LE(18u, counts.m_throws) << "two pairs and a vector of copies of them, two nodes of a map";
 }

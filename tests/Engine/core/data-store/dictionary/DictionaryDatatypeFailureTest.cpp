@@ -2,10 +2,10 @@
 
 #include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
 #include "Engine/core/platform/MemoryExhaustedException.h"
-#include "Engine/core/platform/SystemCallException.h"
 #include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
 #include "tests/support/CaughtException.h"
 #include "tests/support/DictionaryFixture.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/SystemCallFaults.h"
 
 #include <gtest/gtest.h>
@@ -92,32 +92,23 @@ TYPED_TEST(DictionaryDatatypeFailureTest, eachGrowthThatExceedsTheMemoryLimitTak
 }
 
 TYPED_TEST(DictionaryDatatypeFailureTest, eachGrowthThatTheSystemRefusesTakesNothing) {
-    size_t failures = 0;
-    for (size_t allowedCalls = 0;; ++allowedCalls) {
-        SCOPED_TRACE(testing::Message() << allowedCalls << " calls allowed");
-        DictionaryFixture<TypeParam> fixture;
-        const size_t bytesBefore = fixture.getBytesInUse();
-        {
-            SystemCallFaults faults(SystemCallFaults::Call::MPROTECT);
-            faults.failAfter(allowedCalls, ENOMEM, SystemCallFaults::Duration::FOR_GOOD);
-            try {
-                Peer::newResourceIDAndDataChunk(fixture.m_datatype, nullptr, 10);
-                break;
-            } catch (const SystemCallException& exception) {
-                EXPECT_EQ("Engine/core/platform/system/MemoryRegion", exception.getSourceFileName());
-                EXPECT_EQ(167, exception.getSourceLineNumber());
-                ++failures;
+    const FailureCounts counts =
+        failEach(ofCalls({SystemCallFaults::Call::MPROTECT}, {ENOMEM}), [](FailureRound& round) {
+            DictionaryFixture<TypeParam> fixture;
+            const size_t bytesBefore = fixture.getBytesInUse();
+            const auto take = [&fixture] { return Peer::newResourceIDAndDataChunk(fixture.m_datatype, nullptr, 10); };
+            if (!round.attempt(take)) {
+                EXPECT_EQ(1u, fixture.m_nextResourceID.load());
+                EXPECT_EQ(0u, fixture.m_dataPool.getEnd());
+                EXPECT_EQ((std::pair<uint64_t, uint64_t>(1, 0)), take());
             }
-        }
-        EXPECT_EQ(1u, fixture.m_nextResourceID.load());
-        EXPECT_EQ(0u, fixture.m_dataPool.getEnd());
-        EXPECT_EQ(bytesBefore + fixture.m_dataPool.getCommittedBytes() +
-                      fixture.m_resourceDataOffsets.getCommittedBytes() + fixture.m_resourceFlags.getCommittedBytes(),
-                  fixture.getBytesInUse());
-        EXPECT_EQ((std::pair<uint64_t, uint64_t>(1, 0)),
-                  Peer::newResourceIDAndDataChunk(fixture.m_datatype, nullptr, 10));
-    }
-    EXPECT_EQ(3u, failures);
+            EXPECT_EQ(bytesBefore + fixture.m_dataPool.getCommittedBytes() +
+                          fixture.m_resourceDataOffsets.getCommittedBytes() +
+                          fixture.m_resourceFlags.getCommittedBytes(),
+                      fixture.getBytesInUse());
+        });
+    EXPECT_EQ(3u, counts.m_tolerated) << "what is needed fits when a larger step is refused once";
+    EXPECT_EQ(3u, counts.m_throws);
 }
 
 TYPED_TEST(DictionaryDatatypeFailureTest, aFullPoolTakesNoID) {

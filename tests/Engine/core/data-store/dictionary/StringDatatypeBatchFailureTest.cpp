@@ -6,8 +6,8 @@
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
 #include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/platform/collections/ParallelHashTableTestPeer.h"
-#include "tests/support/AllocationFaults.h"
 #include "tests/support/DictionaryFixture.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/SystemCallFaults.h"
 
 #include <gtest/gtest.h>
@@ -17,7 +17,6 @@
 #include <exception>
 #include <limits>
 #include <map>
-#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -319,25 +318,12 @@ TYPED_TEST(StringDatatypeBatchFailureTest, anyAllocationMayFail) {
     const std::vector<size_t> refused{3, GROUP - 1, GROUP, GROUP + 1, GROUP + 2, 2 * GROUP - 1};
     for (const size_t index : refused)
         literals[index].m_datatypeID = D_RDF_PLAIN_LITERAL;
-    size_t endedBatches = 0;
-    size_t allowed = 0;
-    for (bool hasFailed = true; hasFailed; ++allowed) {
-        SCOPED_TRACE(testing::Message() << allowed << " allocations");
-        ASSERT_LT(allowed, 1000u);
+    const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
         DictionaryFixture<TypeParam> fixture;
         std::vector<BatchEntry> entries = makeBatch(literals);
         std::vector<BatchFailure> failures;
-        bool isEnded = false;
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                fixture.m_datatype.resolveResources(nullptr, entries, failures);
-            } catch (const std::bad_alloc&) {
-                isEnded = true;
-            }
-            hasFailed = faults.hasFailed();
-        }
-        endedBatches += isEnded;
+        const bool isEnded = !round.attempt([&] { fixture.m_datatype.resolveResources(nullptr, entries, failures); });
+        EXPECT_EQ(round.hasFailed(), isEnded) << "an exception was made";
         EXPECT_TRUE(isEnded || failures.size() == 6);
         for (size_t number = 0; number < failures.size(); ++number)
             EXPECT_EQ(refused[number], failures[number].m_entryIndex) << "also when the batch was ended";
@@ -357,20 +343,19 @@ TYPED_TEST(StringDatatypeBatchFailureTest, anyAllocationMayFail) {
         fixture.m_datatype.resolveResources(nullptr, entries, failures);
         EXPECT_EQ(6u, failures.size());
         EXPECT_EQ(literals.size() - 5, fixture.m_nextResourceID.load());
-        {
-            failures.clear();
-            failures.shrink_to_fit();
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                fixture.m_datatype.tryResolveResources(EVERYTHING, entries, failures);
-                EXPECT_EQ(6u, failures.size());
-            } catch (const std::bad_alloc&) {
-                EXPECT_TRUE(faults.hasFailed());
-            }
+        expectSound(fixture);
+    });
+    EXPECT_LT(4u, counts.m_throws) << "the failures never lacked memory";
+
+    DictionaryFixture<TypeParam> fixture;
+    resolveAtOnce(fixture, literals);
+    const FailureCounts countsOfLookups = failEach(ofAllocations(), [&](FailureRound& round) {
+        std::vector<BatchEntry> entries = makeBatch(literals);
+        std::vector<BatchFailure> failures;
+        if (round.attempt([&] { fixture.m_datatype.tryResolveResources(EVERYTHING, entries, failures); })) {
+            EXPECT_EQ(6u, failures.size());
         }
         expectSound(fixture);
-        ASSERT_FALSE(testing::Test::HasFailure());
-    }
-    EXPECT_LT(2u, endedBatches) << "the failures never lacked memory";
-    EXPECT_EQ(endedBatches, allowed - 1) << "an exception was made";
+    });
+    EXPECT_LT(4u, countsOfLookups.m_throws);
 }

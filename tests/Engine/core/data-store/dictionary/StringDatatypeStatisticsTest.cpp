@@ -5,14 +5,13 @@
 #include "Engine/core/platform/stream/MemoryOutputStream.h"
 #include "tests/Engine/core/data-store/dictionary/FormsByHome.h"
 #include "tests/Engine/core/data-store/dictionary/SavedDatatype.h"
-#include "tests/support/AllocationFaults.h"
 #include "tests/support/DictionaryFixture.h"
+#include "tests/support/FailureLoop.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <memory>
-#include <new>
 #include <optional>
 #include <string>
 #include <utility>
@@ -150,27 +149,12 @@ TYPED_TEST(StringDatatypeStatisticsTest, anyAllocationThatFailsLeavesTheDatatype
     DictionaryFixture<TypeParam> fixture;
     fixture.resolve("a");
     const std::string bytes = save(fixture.m_datatype);
-    size_t failures = 0;
-    for (size_t allowed = 0;; ++allowed) {
-        SCOPED_TRACE(testing::Message() << allowed << " allocations allowed");
-        bool hasFailed;
-        bool hasThrown = false;
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                fixture.m_datatype.getComponentInfo();
-            } catch (const std::bad_alloc&) {
-                hasThrown = true;
-            }
-            hasFailed = faults.hasFailed();
-        }
-        EXPECT_EQ(hasFailed, hasThrown);
+    const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
+        round.attempt([&] { fixture.m_datatype.getComponentInfo(); });
+        EXPECT_EQ(round.hasFailed(), round.hasThrown());
         EXPECT_EQ(bytes, save(fixture.m_datatype));
-        if (!hasFailed)
-            break;
-        ++failures;
-    }
-    EXPECT_LE(12u, failures) << "three nodes and nine properties at least";
+    });
+    EXPECT_LE(24u, counts.m_throws) << "three nodes and nine properties at least";
 }
 
 TYPED_TEST(StringDatatypeStatisticsTest, detailsTellHowFarEntriesLieFromTheirHomes) {

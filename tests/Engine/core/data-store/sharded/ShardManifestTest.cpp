@@ -4,13 +4,12 @@
 #include "Engine/core/platform/stream/MemoryInputStream.h"
 #include "Engine/core/platform/stream/MemoryOutputStream.h"
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
-#include "tests/support/AllocationFaults.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/FailureLoop.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -285,19 +284,9 @@ TEST(ShardManifestTest, namesOfShardsAreKnownExactly) {
 
 TEST(ShardManifestTest, anyAllocationOfReadingMayFail) {
     const std::string bytes = write(makeManifest());
-    size_t ended = 0;
-    bool hasFailed = true;
-    for (size_t allowed = 0; hasFailed; ++allowed) {
-        ASSERT_LT(allowed, 1000u);
-        const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-        try {
-            read(bytes);
-        } catch (const std::bad_alloc&) {
-            ++ended;
-        }
-        hasFailed = faults.hasFailed();
-    }
-    EXPECT_LT(5u, ended);
+    const FailureCounts counts =
+        failEach(ofAllocations(), [&bytes](FailureRound& round) { round.attempt([&bytes] { read(bytes); }); });
+    EXPECT_LT(10u, counts.m_throws);
 }
 
 } // namespace

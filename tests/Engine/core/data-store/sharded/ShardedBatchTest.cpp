@@ -3,11 +3,11 @@
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "tests/Engine/core/data-store/sharded/ShardedFolder.h"
 #include "tests/support/AllocationFaults.h"
+#include "tests/support/FailureLoop.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <new>
 #include <vector>
 
 using namespace melnar;
@@ -112,24 +112,13 @@ TEST(ShardedBatchTest, aBatchThatIsNoLargerAllocatesNothing) {
 TEST(ShardedBatchTest, aBatchForWhichThereIsNoMemoryHasNoParts) {
     const LiteralBatch few(0, 10);
     const LiteralBatch terms(0, 1000);
-    size_t ended = 0;
-    bool hasFailed = true;
-    for (size_t allowed = 0; hasFailed; ++allowed) {
-        ASSERT_LT(allowed, 100u);
+    const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
         ShardedBatch batch;
         batch.assignTerms(few.m_entries);
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                batch.assignTerms(terms.m_entries);
-            } catch (const std::bad_alloc&) {
-                ++ended;
-            }
-            hasFailed = faults.hasFailed();
-        }
-        ASSERT_EQ(hasFailed ? 0 : terms.m_entries.size(), getNumberOfEntriesInParts(batch));
-    }
-    EXPECT_EQ(3u, ended);
+        round.attempt([&] { batch.assignTerms(terms.m_entries); });
+        ASSERT_EQ(round.hasFailed() ? 0 : terms.m_entries.size(), getNumberOfEntriesInParts(batch));
+    });
+    EXPECT_EQ(2 * 3u, counts.m_throws);
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include "tests/Engine/core/data-store/sharded/ShardedFolder.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/TestSeeds.h"
 
 #include <gtest/gtest.h>
@@ -188,41 +189,32 @@ TEST(ShardedDictionaryTermColumnTest, anyAllocationOfResolvingMayFail) {
         if (isRefused)
             refused.push_back(number);
     }
-    size_t ended = 0;
-    bool hasFailed = true;
-    for (size_t allowed = 0; hasFailed; ++allowed) {
-        SCOPED_TRACE(testing::Message() << allowed << " allocations");
-        ASSERT_LT(allowed, 2000u);
-        ColumnHost host;
-        std::vector<uint64_t> resourceIDs(terms.size(), STALE_RESOURCE_ID);
-        std::vector<BatchFailure> failures;
-        bool isEnded = false;
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                host.m_dictionary.resolveTerms(host.m_thread, terms, resourceIDs, failures);
-            } catch (const std::bad_alloc&) {
-                isEnded = true;
+    constexpr size_t STEP = 3; // each shard takes the same steps
+    const FailureCounts counts = failEach(
+        ofAllocations(),
+        [&](FailureRound& round) {
+            ColumnHost host;
+            std::vector<uint64_t> resourceIDs(terms.size(), STALE_RESOURCE_ID);
+            std::vector<BatchFailure> failures;
+            const bool isEnded =
+                !round.attempt([&] { host.m_dictionary.resolveTerms(host.m_thread, terms, resourceIDs, failures); });
+            ASSERT_TRUE(std::ranges::is_sorted(failures, {}, &BatchFailure::m_entryIndex));
+            for (const BatchFailure& failure : failures) {
+                ASSERT_EQ(0u, resourceIDs[failure.m_entryIndex]);
+                const bool isRefused = std::ranges::find(refused, failure.m_entryIndex) != refused.end();
+                ASSERT_EQ(isRefused ? FailureKind::REFUSED_LITERAL : FailureKind::SYSTEM, failure.m_kind);
             }
-            hasFailed = faults.hasFailed();
-        }
-        ended += isEnded;
-        ASSERT_TRUE(std::ranges::is_sorted(failures, {}, &BatchFailure::m_entryIndex));
-        for (const BatchFailure& failure : failures) {
-            ASSERT_EQ(0u, resourceIDs[failure.m_entryIndex]);
-            const bool isRefused = std::ranges::find(refused, failure.m_entryIndex) != refused.end();
-            ASSERT_EQ(isRefused ? FailureKind::REFUSED_LITERAL : FailureKind::SYSTEM, failure.m_kind);
-        }
-        for (size_t index = 0; index < terms.size(); ++index)
-            if (resourceIDs[index] != 0) {
-                ASSERT_EQ(resourceIDs[index], host.m_dictionary.tryResolveTerm(terms[index]));
-            } else if (!isEnded) {
-                ASSERT_TRUE(std::ranges::find(failures, index, &BatchFailure::m_entryIndex) != failures.end());
-            }
-        ASSERT_EQ(refused, host.resolve(terms).m_failedIndexes);
-        ASSERT_EQ(terms.size() - refused.size(), host.m_dictionary.getNumberOfResources());
-    }
-    EXPECT_LT(10u, ended);
+            for (size_t index = 0; index < terms.size(); ++index)
+                if (resourceIDs[index] != 0) {
+                    ASSERT_EQ(resourceIDs[index], host.m_dictionary.tryResolveTerm(terms[index]));
+                } else if (!isEnded) {
+                    ASSERT_TRUE(std::ranges::find(failures, index, &BatchFailure::m_entryIndex) != failures.end());
+                }
+            ASSERT_EQ(refused, host.resolve(terms).m_failedIndexes);
+            ASSERT_EQ(terms.size() - refused.size(), host.m_dictionary.getNumberOfResources());
+        },
+        STEP);
+    EXPECT_LT(20u, counts.m_throws);
 }
 
 TEST(ShardedDictionaryTermColumnTest, memoryDoesNotGrowWithTheColumn) {
