@@ -4,7 +4,7 @@
 #include "tests/Reader/Recorder.h"
 #include "tests/Reader/TextsToCut.h"
 #include "tests/Reader/W3cManifest.h"
-#include "tests/support/AllocationFaults.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/TestSeeds.h"
 
 #include <gtest/gtest.h>
@@ -285,27 +285,19 @@ TEST(TurtleRelayTest, aGuessWithoutMemoryOnlySpoilsTheGuess) {
     const std::string graph = ":" + std::string(100, 'g') + " {\n";
     const std::string text = "@prefix : <u:> .\n" + graph + ":a :b 1 .\n:a :b 2 .\n";
     const auto blocks = cutText(text, {17 + graph.size(), 27 + graph.size()});
-    for (size_t allowed = 0;; ++allowed) {
+    const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
         Recorder others([](const Term&) { return Place(); });
         Recorder recorder([](const Term&) { return Place(); });
         TurtleRelay relay(lenient(Syntax::TRIG));
         TurtleRelay::Runner other(relay, others);
         TurtleRelay::Runner runner(relay, recorder);
         other.read(blocks[0]);
-        bool hasFailed;
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            EXPECT_NO_THROW(runner.guess(blocks[2]));
-            hasFailed = faults.hasFailed();
-        }
+        EXPECT_TRUE(round.attempt([&] { runner.guess(blocks[2]); }));
         other.read(blocks[1]);
         runner.finish();
-        EXPECT_NE(std::string::npos, recorder.m_result.m_statements.find("\"2\"")) << allowed;
-        if (!hasFailed) {
-            EXPECT_LT(0u, allowed);
-            break;
-        }
-    }
+        EXPECT_NE(std::string::npos, recorder.m_result.m_statements.find("\"2\""));
+    });
+    EXPECT_LT(1u, counts.m_tolerated);
 }
 
 TEST(TurtleRelayTest, afterAnExceptionInTurnTheOtherBlocksHaveNothing) {

@@ -1,6 +1,7 @@
 #include "Engine/core/platform/SystemCallException.h"
 #include "Engine/core/platform/stream/AtomicFileOutputStream.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -329,88 +330,62 @@ TEST(AtomicFileOutputStreamFailureTest, aSecondStreamUnderOneLockIsRefusedAndDis
     EXPECT_EQ("fourth", TemporaryDirectory::getContentsOf(path));
 }
 
-TEST(AtomicFileOutputStreamFailureTest, afterAnyFailureOfReplacingTwoFilesBothAreOld) {
-    size_t failedCalls = 0;
-    for (const Call call : {Call::STAT, Call::LSTAT, Call::FCHMOD, Call::OPEN, Call::FSYNC})
-        for (size_t occurrence = 0;; ++occurrence) {
-            const TemporaryDirectory directory;
-            const std::string firstPath = directory.addFile("first", "old");
-            const std::string secondPath = directory.addFile("second", "old");
-            bool isReplaced = false;
-            bool isFailed;
-            {
-                AtomicFileOutputStream first(firstPath);
-                AtomicFileOutputStream second(secondPath);
-                first.write(CONTENTS.data(), CONTENTS.size());
-                second.write(CONTENTS.data(), CONTENTS.size());
-                SystemCallFaults faults(call);
-                faults.failAfter(occurrence, EIO, Duration::ONCE);
-                try {
-                    AtomicFileOutputStream::replaceBoth(first, second);
-                    isReplaced = true;
-                    first.keep();
-                    second.keep();
-                } catch (const SystemCallException& exception) {
-                    EXPECT_EQ(EIO, exception.getErrorCode());
-                }
-                isFailed = faults.getNumberOfFailures() != 0;
-            }
-            ASSERT_NE(isFailed, isReplaced) << occurrence;
-            const std::string expected = isReplaced ? CONTENTS : "old";
-            ASSERT_EQ(expected, TemporaryDirectory::getContentsOf(firstPath)) << occurrence;
-            ASSERT_EQ(expected, TemporaryDirectory::getContentsOf(secondPath)) << occurrence;
-            ASSERT_FALSE(std::filesystem::exists(firstPath + ".saving"));
-            ASSERT_FALSE(std::filesystem::exists(secondPath + ".saving"));
-            if (!isFailed)
-                break;
-            ++failedCalls;
-        }
-    EXPECT_LT(0u, failedCalls);
+/// Replaces two files together. After a failure both are the old ones.
+void replaceTwoWithAFailure(FailureRound& round) {
+    const TemporaryDirectory directory;
+    const std::string firstPath = directory.addFile("first", "old");
+    const std::string secondPath = directory.addFile("second", "old");
+    bool areReplaced;
+    {
+        AtomicFileOutputStream first(firstPath);
+        AtomicFileOutputStream second(secondPath);
+        first.write(CONTENTS.data(), CONTENTS.size());
+        second.write(CONTENTS.data(), CONTENTS.size());
+        areReplaced = round.attempt([&] {
+            AtomicFileOutputStream::replaceBoth(first, second);
+            first.keep();
+            second.keep();
+        });
+    }
+    const std::string expected = areReplaced ? CONTENTS : "old";
+    EXPECT_EQ(expected, TemporaryDirectory::getContentsOf(firstPath));
+    EXPECT_EQ(expected, TemporaryDirectory::getContentsOf(secondPath));
+    EXPECT_FALSE(std::filesystem::exists(firstPath + ".saving"));
+    EXPECT_FALSE(std::filesystem::exists(secondPath + ".saving"));
 }
 
-/// Makes every occurrence of every call that replacing a file makes fail, once and permanently, until a run has no
-/// failure.
-TEST(AtomicFileOutputStreamFailureTest, everyCallFailsAtEveryOccurrenceAndTheFileStaysWhole) {
-    const Call calls[] = {Call::OPEN,   Call::FLOCK,  Call::STAT,     Call::LSTAT, Call::FSTAT,
-                          Call::FCHMOD, Call::FCHOWN, Call::WRITE,    Call::FSYNC, Call::CLOSE,
-                          Call::RENAME, Call::UNLINK, Call::REALPATH, Call::PREAD};
-    size_t failedCalls = 0;
-    for (const Call call : calls)
-        for (const int errorCode : {EIO, ENOSPC, EINTR})
-            for (const Duration duration : {Duration::ONCE, Duration::FOR_GOOD}) {
-                if (errorCode == EINTR && duration == Duration::FOR_GOOD)
-                    continue; // an interrupted call is repeated; nothing interrupts forever
-                for (size_t occurrence = 0;; ++occurrence) {
-                    const TemporaryDirectory directory;
-                    const std::string path = directory.addFile("file", "old");
-                    directory.addFile("file.saving", "left");
-                    directory.addFile("file.lock", "melnar lock: process 1 on host left\n");
-                    bool isReplaced = false;
-                    bool isFailed;
-                    {
-                        SystemCallFaults faults(call);
-                        faults.failAfter(occurrence, errorCode, duration);
-                        try {
-                            replace(path);
-                            isReplaced = true;
-                        } catch (const SystemCallException& exception) {
-                            EXPECT_EQ(errorCode, exception.getErrorCode());
-                        }
-                        isFailed = faults.getNumberOfFailures() != 0;
-                    }
-                    const std::string contents = TemporaryDirectory::getContentsOf(path);
-                    ASSERT_TRUE(contents == CONTENTS || (!isReplaced && contents == "old"));
-                    ASSERT_NO_THROW(replace(path)) << "whatever is left does not hinder the next writer";
-                    ASSERT_EQ(CONTENTS, TemporaryDirectory::getContentsOf(path));
-                    ASSERT_FALSE(std::filesystem::exists(path + ".saving"));
-                    ASSERT_FALSE(std::filesystem::exists(path + ".lock"));
-                    if (!isFailed)
-                        break;
-                    ++failedCalls;
-                }
-            }
-    RecordProperty("failed_calls", static_cast<int>(failedCalls));
-    EXPECT_GT(failedCalls, 60u);
+TEST(AtomicFileOutputStreamFailureTest, afterAnyFailureOfReplacingTwoFilesBothAreOld) {
+    const FailureCounts counts = failEach(
+        ofCalls({Call::STAT, Call::LSTAT, Call::FCHMOD, Call::OPEN, Call::FSYNC}, {EIO}), &replaceTwoWithAFailure);
+    EXPECT_LT(0u, counts.m_throws);
+}
+
+/// Replaces a file beside the remains of a killed writer. Whatever is left does not hinder the next writer.
+void replaceWithAFailure(FailureRound& round) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.addFile("file", "old");
+    directory.addFile("file.saving", "left");
+    directory.addFile("file.lock", "melnar lock: process 1 on host left\n");
+    const bool isReplaced = round.attempt([&path] { replace(path); });
+    const std::string contents = TemporaryDirectory::getContentsOf(path);
+    EXPECT_TRUE(contents == CONTENTS || (!isReplaced && contents == "old"));
+    replace(path);
+    EXPECT_TRUE(CONTENTS == TemporaryDirectory::getContentsOf(path));
+    EXPECT_FALSE(std::filesystem::exists(path + ".saving"));
+    EXPECT_FALSE(std::filesystem::exists(path + ".lock"));
+}
+
+TEST(AtomicFileOutputStreamFailureTest, everyCallAndAllocationFailsAndTheFileStaysWhole) {
+    FailureCounts counts = failEach(
+        ofCalls({Call::OPEN, Call::FLOCK, Call::STAT, Call::LSTAT, Call::FSTAT, Call::FCHMOD, Call::FCHOWN, Call::WRITE,
+                 Call::FSYNC, Call::CLOSE, Call::RENAME, Call::UNLINK, Call::REALPATH, Call::PREAD},
+                {EIO, ENOSPC, EINTR}),
+        &replaceWithAFailure);
+    RecordProperty("failed_calls", static_cast<int>(counts.m_failures));
+    EXPECT_GT(counts.m_failures, 60u);
+    counts = failEach(ofAllocations(), &replaceWithAFailure);
+    RecordProperty("failed_allocations", static_cast<int>(counts.m_failures));
+    EXPECT_GT(counts.m_throws, 10u);
 }
 
 TEST(AtomicFileOutputStreamFailureTest, shortWritesAreContinued) {

@@ -2,15 +2,14 @@
 
 #include "Engine/core/platform/SystemCallException.h"
 #include "Engine/core/platform/system/VirtualMemory.h"
-#include "tests/support/AllocationFaults.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <new>
 #include <string>
 
 using namespace melnar;
@@ -173,24 +172,11 @@ TEST(FileOutputStreamFailureTest, noWriteRequestsMoreThanOneSystemCallWrites) {
 TEST(FileOutputStreamFailureTest, failedAllocationLeavesNoFileOpen) {
     const TemporaryDirectory directory;
     const std::string path = directory.getPathOf(std::string(100, 'f'));
-    const SystemCallFaults opens(Call::OPEN);
-    const SystemCallFaults closes(Call::CLOSE);
-    for (size_t allowed = 0;; ++allowed) {
-        bool hasFailed = false;
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                const FileOutputStream output(path);
-            } catch (const std::bad_alloc&) {
-            }
-            hasFailed = faults.hasFailed();
-        }
-        EXPECT_EQ(opens.getNumberOfCalls(), closes.getNumberOfCalls()) << "allocation " << allowed + 1;
-        if (!hasFailed) {
-            EXPECT_EQ(2u, allowed) << "the path and the buffer";
-            break;
-        }
-    }
+    const FailureCounts counts = failEach(ofAllocations(), [&path](FailureRound& round) {
+        round.attempt([&path] { const FileOutputStream output(path); });
+        EXPECT_EQ(round.hasFailed(), round.hasThrown());
+    });
+    EXPECT_EQ(2 * 2u, counts.m_throws) << "the path and the buffer";
 }
 
 TEST(FileOutputStreamFailureTest, failedRewritesAreReportedWithTheirPlaces) {

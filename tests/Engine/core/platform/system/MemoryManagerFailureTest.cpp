@@ -1,13 +1,12 @@
 #include "Engine/core/platform/system/MemoryManager.h"
 
 #include "Engine/core/platform/MemoryExhaustedException.h"
-#include "tests/support/AllocationFaults.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/FailureLoop.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <new>
 
 TEST(MemoryManagerFailureTest, chargeBeyondTheLimitChargesNothing) {
     MemoryManager memoryManager(5000);
@@ -62,19 +61,18 @@ TEST(MemoryManagerFailureTest, aRefusalThatCannotBeReportedChargesNothing) {
     MemoryManager shared(1000);
     MemoryManager store(200, &shared);
     for (const size_t bytes : {201UL, 1001UL}) {
-        size_t ended = 0;
-        for (size_t allowed = 0; allowed < 3; ++allowed) {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                store.allocate(bytes);
-            } catch (const MemoryExhaustedException&) {
-            } catch (const std::bad_alloc&) {
-                ++ended;
-            }
-        }
-        EXPECT_LT(0u, ended);
-        EXPECT_EQ(200u, store.getFreeBytes());
-        EXPECT_EQ(1000u, shared.getFreeBytes());
+        const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
+            round.attempt([&] {
+                try {
+                    store.allocate(bytes);
+                } catch (const MemoryExhaustedException&) {
+                }
+            });
+            EXPECT_EQ(round.hasFailed(), round.hasThrown());
+            EXPECT_EQ(200u, store.getFreeBytes());
+            EXPECT_EQ(1000u, shared.getFreeBytes());
+        });
+        EXPECT_LT(0u, counts.m_throws);
     }
 }
 
