@@ -9,6 +9,7 @@
 #include <functional>
 #include <initializer_list>
 #include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -69,6 +70,9 @@ struct FailureCounts {
     FailureCounts& operator+=(const FailureCounts& other);
 };
 
+/// Prints them as a figure for docs/verification.md.
+std::ostream& operator<<(std::ostream& output, const FailureCounts& counts);
+
 /// Repeats an operation with its first, second, third ... allocation or system call failing, until nothing fails; all
 /// this for each of the faults.
 ///
@@ -81,7 +85,7 @@ struct FailureCounts {
 ///
 /// When a round with a failure is over, there must be as many blocks of operator new, as many bytes of mapped address
 /// space and as many open files as before. So a round has to destroy what it makes; what outlives it must not grow.
-/// The loop ends when a test has failed. A long one may take only each `step`-th failure in ordinary runs; MELNAR_SEED
-/// moves the first one.
+/// The loop ends when a test has failed. A long one takes only each `ordinaryStep`-th failure, from a first one that
+/// MELNAR_SEED moves, unless MELNAR_ALL_FAILURES is set.
 FailureCounts failEach(const std::vector<Fault>& faults, const std::function<void(FailureRound&)>& perform,
-                       size_t step = 1);
+                       size_t ordinaryStep = 1);

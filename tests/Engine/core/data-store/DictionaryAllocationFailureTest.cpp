@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <iostream>
 #include <memory>
 #include <string>
 
@@ -64,6 +65,7 @@ TEST_P(DictionaryAllocationFailureTest, compactingChangesAllOrNothing) {
         }
     });
     EXPECT_LT(2u, counts.m_throws);
+    std::cout << "Compacting, allocations: " << counts << '\n';
 }
 
 TEST_P(DictionaryAllocationFailureTest, writingLeavesTheDictionaryAndABeginOfTheFile) {
@@ -75,6 +77,7 @@ TEST_P(DictionaryAllocationFailureTest, writingLeavesTheDictionaryAndABeginOfThe
         expectUnchanged();
     });
     EXPECT_LT(6u, counts.m_throws);
+    std::cout << "Writing, allocations: " << counts << '\n';
 }
 
 TEST_P(DictionaryAllocationFailureTest, readingGivesAWholeDictionaryOrAddressSpaceBack) {
@@ -87,6 +90,7 @@ TEST_P(DictionaryAllocationFailureTest, readingGivesAWholeDictionaryOrAddressSpa
             EXPECT_EQ(nullptr, copy);
     });
     EXPECT_LT(6u, counts.m_throws);
+    std::cout << "Reading, allocations: " << counts << '\n';
 }
 
 TEST_P(DictionaryAllocationFailureTest, verifyingChangesNothing) {
@@ -119,6 +123,7 @@ TEST_P(DictionaryAllocationFailureTest, savingReplacesTheFileOrLeavesIt) {
     });
     EXPECT_LT(6u, counts.m_throws);
     EXPECT_LT(6u, oldStayed) << "only what comes after the rename has failed";
+    std::cout << "Saving, allocations: " << counts << '\n';
 }
 
 TEST_P(DictionaryAllocationFailureTest, openingLeavesTheFileAndNoAddressSpace) {
@@ -133,6 +138,7 @@ TEST_P(DictionaryAllocationFailureTest, openingLeavesTheFileAndNoAddressSpace) {
         EXPECT_TRUE(m_bytes == TemporaryDirectory::getContentsOf(path));
     });
     EXPECT_LT(6u, counts.m_throws);
+    std::cout << "Opening, allocations: " << counts << '\n';
 }
 
 INSTANTIATE_TEST_SUITE_P(Contents, DictionaryAllocationFailureTest, ALL_CONTENTS, nameContents);

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <iostream>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -323,6 +324,7 @@ TEST_P(DictionaryCompactionTest, everyRefusalOfTheSystemLeavesEverythingAsItWas)
             expectChargesAddUp(*dictionary);
         });
     EXPECT_LE(8u, counts.m_throws);
+    std::cout << "Compacting, calls: " << counts << '\n';
     // A compaction that only releases memory does not fail.
     const FailureCounts countsOfReleases = failEach(
         ofCalls({SystemCallFaults::Call::MUNMAP, SystemCallFaults::Call::MADVISE}, {ENOMEM}), [&](FailureRound& round) {
@@ -333,6 +335,7 @@ TEST_P(DictionaryCompactionTest, everyRefusalOfTheSystemLeavesEverythingAsItWas)
             expectChargesAddUp(*dictionary);
         });
     EXPECT_LT(2u, countsOfReleases.m_tolerated);
+    std::cout << "Compacting, releases: " << countsOfReleases << '\n';
     EXPECT_NO_THROW(m_dictionary.compact());
     EXPECT_NO_THROW(m_dictionary.verify());
 }

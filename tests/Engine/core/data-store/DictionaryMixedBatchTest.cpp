@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <iostream>
 #include <limits>
 #include <memory>
 #include <random>
@@ -204,6 +205,7 @@ TEST_P(DictionaryMixedBatchTest, anyAllocationMayFail) {
     });
     EXPECT_LT(4u, counts.m_throws) << "the failures never lacked memory";
     EXPECT_LT(4u, failedTerms) << "no family ever lacked memory for its table";
+    std::cout << "Resolving a batch, allocations: " << counts << '\n';
 }
 
 TEST_P(DictionaryMixedBatchTest, anyCallOfTheSystemMayFail) {
@@ -238,6 +240,7 @@ TEST_P(DictionaryMixedBatchTest, anyCallOfTheSystemMayFail) {
             });
             EXPECT_LT(8u, failedTerms);
             EXPECT_LT(20u, counts.m_tolerated);
+            std::cout << "Resolving batches, calls: " << counts << '\n';
         }
 }
 

@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iostream>
 #include <memory>
 #include <random>
 #include <string>
@@ -252,6 +253,7 @@ TEST_P(DictionaryTermColumnTest, anyAllocationOfResolvingMayFail) {
     });
     EXPECT_LT(10u, counts.m_throws);
     EXPECT_LT(3u, endedLate) << "no chunk but the first has failed";
+    std::cout << "Resolving a column, allocations: " << counts << '\n';
 }
 
 TEST_P(DictionaryTermColumnTest, anyAllocationOfReadingMayFail) {

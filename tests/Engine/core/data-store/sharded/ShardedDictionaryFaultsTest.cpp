@@ -25,7 +25,7 @@ using Duration = SystemCallFaults::Duration;
 constexpr uint32_t SHARDS_IN_USE = 4;
 constexpr uint32_t UNCHANGED_SHARD = 1;
 
-/// The step in which ordinary runs take failures of allocations.
+/// The step in which ordinary runs take the failures of long loops.
 constexpr size_t SOME = 7;
 
 /// A folder in an old state, and a dictionary with a new state: one shard has not grown, some have, and one is new.
@@ -86,52 +86,22 @@ protected:
         return isNew;
     }
 
-    /// Makes each `step`-th allocation fail.
-    void failAllocationsOfSave(const size_t step) {
-        size_t endedLate = 0;
-        const FailureCounts counts = failEach(
-            ofAllocations(),
-            [&](FailureRound& round) {
-                const bool isSaved = round.attempt([this] { (*m_host)->save(*m_lock); });
-                const bool isNew = expectAState();
-                ASSERT_TRUE(isNew || !isSaved);
-                endedLate += isNew && !isSaved;
-                ASSERT_EQ(isSaved ? 2u : 1u, (*m_host)->getManifest().m_history.m_entries.size());
-                if (!round.hasFailed()) {
-                    EXPECT_EQ(m_new, getContents());
-                }
-                if (isNew)
-                    restore();
-                if (isSaved) // Without memory, leftovers of killed writers are not removed.
-                    openAndResolve();
-            },
-            step);
-        EXPECT_LT(100u, counts.m_throws * step);
-        EXPECT_GE(4u, endedLate) << "only to flush the folder takes memory when the manifest has been replaced";
-    }
-
-    /// Does the same for opening a folder and its shards.
-    void failAllocationsOfOpening(const size_t step) {
-        m_host.reset();
-        const std::vector<uint64_t> expected = getModelIDs(m_oldNumbers);
-        const FailureCounts counts = failEach(
-            ofAllocations(),
-            [&](FailureRound& round) {
-                std::optional<ShardedHost> host;
-                LiteralBatch batch(m_oldNumbers);
-                const bool isOpen = round.attempt([&] {
-                    host.emplace(m_folder);
-                    (*host)->tryResolveResources(batch.m_entries, batch.m_failures);
-                });
-                if (isOpen) {
-                    EXPECT_EQ(expected, batch.getIDs());
-                }
-                if (!host)
-                    host.emplace(m_folder);
-                EXPECT_EQ(expected, host->lookUp(m_oldNumbers));
-            },
-            step);
-        EXPECT_LT(40u, counts.m_throws * step);
+    /// Saves the new state, and expects that the folder is in one of the two. Returns whether it is the new one, and
+    /// restores everything.
+    bool saveWithAFailure(FailureRound& round, const size_t numberOfThreads = 1) {
+        const bool isSaved =
+            round.attempt([&] { (*m_host)->save(*m_lock, ShardedDictionary::State::WHOLE, numberOfThreads); });
+        const bool isNew = expectAState();
+        EXPECT_TRUE(isNew || !isSaved);
+        EXPECT_EQ(isSaved ? 2u : 1u, (*m_host)->getManifest().m_history.m_entries.size());
+        if (!round.hasFailed()) {
+            EXPECT_EQ(m_new, getContents()) << "leftovers of killed writers are removed";
+        }
+        if (isNew)
+            restore();
+        if (isSaved)
+            openAndResolve();
+        return isNew;
     }
 
     const TemporaryDirectory m_directory;
@@ -152,17 +122,10 @@ TEST_F(ShardedDictionaryFaultsTest, everyCallOfSaveFailsAtEveryOccurrence) {
          {Call::OPEN, Call::STAT, Call::LSTAT, Call::FSTAT, Call::FCHMOD, Call::FCHOWN, Call::WRITE, Call::READ,
           Call::FSYNC, Call::CLOSE, Call::RENAME, Call::UNLINK, Call::REALPATH, Call::MMAP, Call::MPROTECT}) {
         counts += failEach(ofCalls({call}, {EIO, EINTR}), [&](FailureRound& round) {
-            const bool isSaved = round.attempt([this] { (*m_host)->save(*m_lock); });
-            const bool isNew = expectAState();
-            EXPECT_TRUE(isNew || !isSaved);
-            EXPECT_TRUE(!isNew || isSaved || call == Call::FSYNC || call == Call::OPEN)
+            const bool isNew = saveWithAFailure(round);
+            EXPECT_TRUE(!isNew || !round.hasThrown() || call == Call::FSYNC || call == Call::OPEN)
                 << "only the folder's way to the disk can fail when the state is there";
-            EXPECT_EQ(isSaved ? 2u : 1u, (*m_host)->getManifest().m_history.m_entries.size());
             (isNew ? newCame : oldStayed) += 1;
-            if (isNew)
-                restore();
-            if (isSaved)
-                openAndResolve();
         });
         // Leftovers do not prevent the next save, which leaves nothing.
         ASSERT_NO_THROW((*m_host)->save(*m_lock));
@@ -175,6 +138,15 @@ TEST_F(ShardedDictionaryFaultsTest, everyCallOfSaveFailsAtEveryOccurrence) {
     EXPECT_LT(0u, newCame);
     std::cout << "Calls of save failed: " << counts.m_failures << "; old state: " << oldStayed
               << ", new state: " << newCame << '\n';
+}
+
+/// Which call of which thread fails depends on the threads; what must hold does not.
+TEST_F(ShardedDictionaryFaultsTest, someCallsOfASaveByThreadsFail) {
+    const FailureCounts counts = failEach(
+        ofCalls({Call::OPEN, Call::WRITE, Call::FSYNC, Call::RENAME, Call::MMAP, Call::MPROTECT}, {EIO}),
+        [this](FailureRound& round) { saveWithAFailure(round, 3); }, SOME);
+    EXPECT_LT(10u, counts.m_throws);
+    std::cout << "Saving shards on three threads, calls: " << counts << '\n';
 }
 
 TEST_F(ShardedDictionaryFaultsTest, whatTheSystemOnlyOughtToDoIsNotNeeded) {
@@ -243,6 +215,7 @@ TEST_F(ShardedDictionaryFaultsTest, everyCallOfSavingElsewhereFailsAtEveryOccurr
         ASSERT_EQ(m_old, getContentsElsewhere());
     }
     EXPECT_LT(50u, counts.m_failures);
+    std::cout << "Saving shards elsewhere, calls: " << counts << '\n';
 }
 
 TEST_F(ShardedDictionaryFaultsTest, everyCallOfOpeningFailsAtEveryOccurrence) {
@@ -261,6 +234,7 @@ TEST_F(ShardedDictionaryFaultsTest, everyCallOfOpeningFailsAtEveryOccurrence) {
             }
         });
     EXPECT_LT(30u, counts.m_failures);
+    std::cout << "Opening shards, calls: " << counts << '\n';
 }
 
 TEST_F(ShardedDictionaryFaultsTest, aReaderThatCannotReadTheNewManifestTriesAgain) {
@@ -297,24 +271,45 @@ TEST_F(ShardedDictionaryFaultsTest, everyAllocationOfResolvingAndReadingFails) {
         ASSERT_EQ(numberOfTerms, host->getNumberOfResources()) << "an ID is lost";
     });
     EXPECT_LT(10u, counts.m_throws);
+    std::cout << "Resolving and reading in shards, allocations: " << counts << '\n';
 }
 
-TEST_F(ShardedDictionaryFaultsTest, someAllocationsOfSaveFail) {
-    failAllocationsOfSave(SOME);
+TEST_F(ShardedDictionaryFaultsTest, allocationsOfSaveFail) {
+    size_t endedLate = 0;
+    const FailureCounts counts = failEach(
+        ofAllocations(),
+        [&](FailureRound& round) {
+            const bool isNew = saveWithAFailure(round);
+            endedLate += isNew && round.hasThrown();
+        },
+        SOME);
+    EXPECT_LT(100u, counts.m_throws * SOME);
+    EXPECT_GE(4u, endedLate) << "only to flush the folder takes memory when the manifest has been replaced";
+    std::cout << "Saving shards, allocations: " << counts << '\n';
 }
 
-TEST_F(ShardedDictionaryFaultsTest, someAllocationsOfOpeningFail) {
-    failAllocationsOfOpening(SOME);
-}
-
-class ShardedDictionaryFaultsSlowTest : public ShardedDictionaryFaultsTest {};
-
-TEST_F(ShardedDictionaryFaultsSlowTest, everyAllocationOfSaveFails) {
-    failAllocationsOfSave(1);
-}
-
-TEST_F(ShardedDictionaryFaultsSlowTest, everyAllocationOfOpeningFails) {
-    failAllocationsOfOpening(1);
+TEST_F(ShardedDictionaryFaultsTest, allocationsOfOpeningFail) {
+    m_host.reset();
+    const std::vector<uint64_t> expected = getModelIDs(m_oldNumbers);
+    const FailureCounts counts = failEach(
+        ofAllocations(),
+        [&](FailureRound& round) {
+            std::optional<ShardedHost> host;
+            LiteralBatch batch(m_oldNumbers);
+            const bool isOpen = round.attempt([&] {
+                host.emplace(m_folder);
+                (*host)->tryResolveResources(batch.m_entries, batch.m_failures);
+            });
+            if (isOpen) {
+                EXPECT_EQ(expected, batch.getIDs());
+            }
+            if (!host)
+                host.emplace(m_folder);
+            EXPECT_EQ(expected, host->lookUp(m_oldNumbers));
+        },
+        SOME);
+    EXPECT_LT(40u, counts.m_throws * SOME);
+    std::cout << "Opening shards, allocations: " << counts << '\n';
 }
 
 } // namespace

@@ -6,11 +6,13 @@
 #include "tests/Engine/core/platform/collections/TableChecks.h"
 #include "tests/Engine/core/platform/collections/TableStream.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/SystemCallFaults.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <iostream>
 #include <string>
 #include <vector>
 
@@ -152,6 +154,35 @@ TYPED_TEST(ParallelHashTableFailureTest, aResizeWhoseArrayCannotBeCommittedLeave
     numbers.expectUntouched(buckets);
     EXPECT_TRUE(numbers.insert(2000));
     expectSoundAtRest(numbers.m_table);
+}
+
+TYPED_TEST(ParallelHashTableFailureTest, everyCallOfAResizeFails) {
+    const std::vector<Fault> faults = ofCalls({Call::MMAP, Call::MPROTECT, Call::MUNMAP, Call::MADVISE}, {ENOMEM});
+    for (const bool hasFingerprints : {false, true}) {
+        const FailureCounts counts = failEach(faults, [hasFingerprints](FailureRound& round) {
+            typename TestFixture::FullTable numbers;
+            if (hasFingerprints)
+                numbers.m_table.enableFingerprints();
+            const size_t chargedBytes = numbers.getAllChargedBytes();
+            const auto* const buckets = numbers.getBuckets();
+            if (!round.attempt([&numbers] { numbers.insert(2000); })) {
+                EXPECT_EQ(chargedBytes, numbers.getAllChargedBytes());
+                EXPECT_EQ(buckets, numbers.getBuckets());
+                EXPECT_EQ(1024u, numbers.m_table.getNumberOfBuckets());
+                expectSoundAtRest(numbers.m_table);
+                numbers.insert(2000);
+            }
+            EXPECT_EQ(2048u, numbers.m_table.getNumberOfBuckets());
+            EXPECT_EQ(numbers.m_table.getCommittedBytes() + numbers.m_table.getFingerprintBytes(),
+                      numbers.getAllChargedBytes());
+            EXPECT_TRUE(numbers.containsRange(11, 701));
+            EXPECT_TRUE(numbers.contains(2000));
+            expectSoundAtRest(numbers.m_table);
+        });
+        EXPECT_EQ(4u, counts.m_throws) << "reservation and commitment of the buckets, once and for good";
+        EXPECT_EQ(hasFingerprints ? 8u : 2u, counts.m_tolerated) << "the old buckets stay mapped, fingerprints missing";
+        std::cout << "Resizing, calls: " << counts << '\n';
+    }
 }
 
 TYPED_TEST(ParallelHashTableFailureTest, anOldArrayThatCannotBeUnmappedIsNoFailure) {

@@ -1,6 +1,7 @@
 #include "Engine/core/platform/SystemCallException.h"
 #include "Engine/core/platform/stream/FileLock.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -8,6 +9,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <iostream>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -62,6 +64,25 @@ TEST_F(FileLockFailureTest, eachSystemFailureHasItsPlaceAndLeavesNoLock) {
         }
         EXPECT_NO_THROW(take());
         EXPECT_FALSE(std::filesystem::exists(m_lockPath));
+    }
+}
+
+TEST_F(FileLockFailureTest, everyCallAndAllocationFailsAndLeavesNoLock) {
+    std::vector<Fault> faults = ofCalls({Call::OPEN, Call::FLOCK, Call::STAT, Call::FSTAT, Call::PREAD, Call::WRITE,
+                                         Call::UNLINK, Call::CLOSE, Call::REALPATH},
+                                        {EIO, EINTR});
+    for (const Fault& fault : ofAllocations())
+        faults.push_back(fault);
+    for (const bool isLeft : {false, true}) {
+        const FailureCounts counts = failEach(faults, [&](FailureRound& round) {
+            if (isLeft)
+                m_directory.addFile("file.lock", LEFT_TEXT);
+            round.attempt([this] { take(); });
+            EXPECT_NO_THROW(take());
+            EXPECT_FALSE(std::filesystem::exists(m_lockPath));
+        });
+        EXPECT_LT(10u, counts.m_throws);
+        std::cout << "Locking, calls and allocations: " << counts << '\n';
     }
 }
 
