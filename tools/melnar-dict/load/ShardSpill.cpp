@@ -9,11 +9,13 @@
 #include "Engine/core/data-store/sharded/ShardManifest.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 #include "Engine/core/platform/stream/FileInputStream.h"
+#include "Engine/core/platform/stream/FolderNames.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <limits>
+#include <new>
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -87,12 +89,16 @@ ShardSpill::~ShardSpill() {
         removeFrom(m_folderName);
 }
 
-void ShardSpill::removeFrom(const std::string& folderName) {
-    std::error_code error; // A file that cannot be removed does no harm, and the next load tries again.
-    std::filesystem::remove(folderName + '/' + WORK_PREFIX + ShardManifest::FILE_NAME, error);
-    for (const auto& entry : std::filesystem::directory_iterator(folderName, error))
-        if (isNameOfFile(entry.path().filename().string()))
-            std::filesystem::remove(entry.path(), error);
+void ShardSpill::removeFrom(const std::string& folderName) noexcept {
+    try {
+        std::error_code error;
+        std::filesystem::remove(folderName + '/' + WORK_PREFIX + ShardManifest::FILE_NAME, error);
+        const FolderNames names(folderName);
+        while (const char* const name = names.readName())
+            if (isNameOfFile(name))
+                std::filesystem::remove(folderName + '/' + name, error);
+    } catch (const std::bad_alloc&) {
+    }
 }
 
 /// No file of another owner may be mistaken for one.

@@ -54,8 +54,9 @@ public:
     /// Keeps the files.
     void keep() noexcept { m_isKept = true; }
 
-    /// Removes all files of unfinished work from a folder, the manifest first, which names the others.
-    static void removeFrom(const std::string& folderName);
+    /// Removes all files of unfinished work from a folder, the manifest first, which names the others. A file that
+    /// cannot be removed, as when there is no memory, does no harm, and the next load tries again.
+    static void removeFrom(const std::string& folderName) noexcept;
 
     /// Returns the disk space of a term and its ID.
     static uint64_t getNumberOfBytesFor(const BatchEntry& term) noexcept {

@@ -9,12 +9,13 @@
 #include "Engine/core/data-store/sharded/ShardManifest.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 #include "Engine/core/platform/stream/FileLock.h"
+#include "Engine/core/platform/stream/FolderNames.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <system_error>
 
 namespace fs = std::filesystem;
+using namespace melnar;
 
 namespace {
 
@@ -28,12 +29,12 @@ std::string removeSlashes(std::string name) {
 /// Returns whether a folder without a dictionary has files other than those of a killed, unfinished load.
 bool hasOtherFiles(const std::string& folderName) {
     const std::string manifest = ShardManifest::FILE_NAME;
-    std::error_code error;
-    return std::ranges::any_of(fs::directory_iterator(folderName, error), [&](const fs::directory_entry& entry) {
-        const std::string name = entry.path().filename().string();
-        return !name.starts_with(manifest + '.') && !ShardManifest::isNameOfShard(name) &&
-               !LoadCheckpoint::isNameOfFile(name);
-    });
+    const FolderNames names(folderName);
+    while (const char* const entry = names.readName())
+        if (const std::string name = entry; name != "." && name != ".." && !name.starts_with(manifest + '.') &&
+                                            !ShardManifest::isNameOfShard(name) && !LoadCheckpoint::isNameOfFile(name))
+            return true;
+    return false;
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include "Engine/core/platform/stream/FileInputStream.h"
 #include "Engine/core/platform/stream/FileLock.h"
 #include "Engine/core/platform/stream/FileOutputStream.h"
+#include "Engine/core/platform/stream/FolderNames.h"
 #include "Engine/core/platform/stream/TargetFile.h"
 #include "Engine/core/platform/system/ThreadContextIndex.h"
 
@@ -24,7 +25,6 @@
 #include <thread>
 #include <utility>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -248,28 +248,6 @@ void copyFile(const std::string& fileName, OutputStream& output) {
     while (const size_t delivered = input.read(buffer.data(), buffer.size()))
         output.write(buffer.data(), delivered);
 }
-
-/// The names in a folder. The standard library's directory iterators end the program if there is no memory.
-class Folder : private Unmovable {
-public:
-    explicit Folder(const std::string& name) noexcept : m_folder(::opendir(name.c_str())) {}
-
-    ~Folder() {
-        if (m_folder != nullptr)
-            ::closedir(m_folder);
-    }
-
-    /// Returns the next name, or null if there is none. The name is valid until the next call.
-    const char* readName() const noexcept {
-        if (m_folder == nullptr)
-            return nullptr;
-        const dirent* const entry = ::readdir(m_folder); // NOLINT(concurrency-mt-unsafe): the stream is not shared
-        return entry == nullptr ? nullptr : static_cast<const char*>(entry->d_name);
-    }
-
-private:
-    DIR* const m_folder;
-};
 
 void addNames(const ShardManifest& manifest, std::set<std::string>& names) {
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
@@ -630,7 +608,7 @@ void ShardedDictionary::removeRemains(const std::string& folderName,
             if (exception.getErrorCode() != ENOENT) // It is unknown which files an unreadable manifest names.
                 throw;
         }
-        const Folder folder(folderName);
+        const FolderNames folder(folderName);
         while (const char* const name = folder.readName())
             if (struct stat status; ShardManifest::isNameOfShard(name) && names.count(name) == 0 &&
                                     ::lstat((folderName + '/' + name).c_str(), &status) == 0 && S_ISREG(status.st_mode))

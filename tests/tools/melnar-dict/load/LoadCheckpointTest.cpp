@@ -4,6 +4,7 @@
 #include "Engine/core/platform/SystemCallException.h"
 #include "Engine/core/platform/stream/FileLock.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict/saved/DictionaryFolder.h"
@@ -12,6 +13,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <iostream>
 #include <memory>
 #include <set>
 #include <string>
@@ -204,6 +206,61 @@ TEST_F(LoadCheckpointTest, aSaveThatFailsLeavesTheLastOne) {
     }
     EXPECT_EQ(work, read().m_work);
     EXPECT_NO_THROW(ShardedDictionary::open(getFolder(), read().m_manifest, {.m_memoryLimit = MEMORY_LIMIT})->verify());
+}
+
+TEST_F(LoadCheckpointTest, aLoadResumesWhateverCallOrAllocationOfASaveFails) {
+    using Call = SystemCallFaults::Call;
+    std::vector<Fault> faults =
+        ofCalls({Call::OPEN, Call::FLOCK, Call::STAT, Call::LSTAT, Call::FSTAT, Call::WRITE, Call::FSYNC,
+                 Call::FDATASYNC, Call::CLOSE, Call::RENAME, Call::UNLINK, Call::REALPATH, Call::MMAP, Call::MPROTECT},
+                {EIO, EINTR});
+    for (const Fault& fault : ofAllocations())
+        faults.push_back(fault);
+    constexpr size_t STEP = 5;
+    size_t newCame = 0;
+    const FailureCounts counts = failEach(
+        faults,
+        [&](FailureRound& round) {
+            const TemporaryDirectory directory;
+            const std::string folder = directory.getPathOf(".");
+            LoadWork oldWork{.m_task = "", .m_blockIndex = 1};
+            LoadWork newWork{.m_task = "", .m_blockIndex = 2};
+            const auto open = [&folder](const ShardManifest& manifest) {
+                return ShardedDictionary::open(folder, manifest, {.m_memoryLimit = MEMORY_LIMIT});
+            };
+            bool isSaved = false;
+            {
+                ShardedDictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = 1000});
+                ShardSpill spill(folder, {});
+                LoadCheckpoint checkpoint(folder, {}, 1, dictionary, spill);
+                resolve("one", dictionary);
+                spill.addTerm(ShardLayout::getShard("aside", D_XSD_STRING), {"aside", 0, D_XSD_STRING});
+                checkpoint.save(oldWork);
+                resolve("two", dictionary);
+                spill.addTerm(ShardLayout::getShard("more", D_XSD_STRING), {"more", 0, D_XSD_STRING});
+                isSaved = round.attempt([&] { checkpoint.save(newWork); });
+                spill.keep();
+            }
+            const LoadCheckpoint::Unfinished unfinished = LoadCheckpoint::read(folder).value();
+            const bool isNew = unfinished.m_work.m_blockIndex == 2;
+            newCame += isNew;
+            EXPECT_TRUE(isNew || !isSaved);
+            EXPECT_TRUE(isNew || unfinished.m_work == oldWork);
+
+            const std::unique_ptr<ShardedDictionary> dictionary = open(unfinished.m_manifest);
+            EXPECT_EQ(isNew ? 2u : 1u, dictionary->getNumberOfResources());
+            EXPECT_NO_THROW(dictionary->verify());
+            ShardSpill spill(folder, unfinished.m_work);
+            LoadCheckpoint checkpoint(folder, {}, 1, *dictionary, spill);
+            resolve("two", *dictionary);
+            LoadWork work = unfinished.m_work;
+            checkpoint.save(work);
+            EXPECT_EQ(2u, open(LoadCheckpoint::read(folder)->m_manifest)->getNumberOfResources());
+        },
+        STEP);
+    EXPECT_LT(50u, counts.m_throws * STEP);
+    EXPECT_LT(0u, newCame);
+    std::cout << "Saving an unfinished load, calls and allocations: " << counts << "; " << newCame << " new states\n";
 }
 
 TEST_F(LoadCheckpointTest, aDamagedOneIsNamed) {

@@ -1,11 +1,15 @@
 #include "tools/melnar-dict/load/ShardResolver.h"
 
+#include "tests/support/FailureLoop.h"
 #include "tests/tools/melnar-dict/load/ShardedTestLoad.h"
 #include "tests/tools/melnar-dict/load/TestLoad.h"
 #include "tools/melnar-dict/load/LoadCheckpoint.h"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <filesystem>
+#include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -124,6 +128,44 @@ TEST(ShardResolverTest, nothingIsSavedAfterABlockThatFailed) {
             }
         EXPECT_LT(0u, failedBlock);
     }
+}
+
+/// A load either has the same result as without the failure, or reports it. All terms are spilled.
+FailureCounts loadWithFailures(const std::vector<Fault>& faults, const size_t step) {
+    ShardedTestLoad load({makeStatements(RdfFormat::N_QUADS, 4)});
+    const ShardedHow how{.m_resolver = {.m_largestMemory = 0, .m_numberOfColumns = 4}};
+    const ShardedOutcome expected = load.getModel(how);
+    size_t reports = 0;
+    const FailureCounts counts = failEach(
+        faults,
+        [&](FailureRound& round) {
+            ShardedOutcome outcome;
+            if (round.attempt([&] { outcome = load.load(how); })) {
+                const bool isReported = outcome.m_exitCode != ExitCode::DONE;
+                reports += isReported;
+                EXPECT_EQ(isReported, !outcome.m_errorOutput.empty());
+                EXPECT_TRUE(isReported || expected == outcome);
+                EXPECT_TRUE(load.hasSpilled() || isReported);
+            }
+            EXPECT_TRUE(expected == load.load(how));
+            EXPECT_TRUE(std::filesystem::is_empty(load.getFolder())) << "the next load removes what is left";
+        },
+        step);
+    std::cout << "Loading: " << counts << ", of which " << reports << " were reported\n";
+    return counts;
+}
+
+TEST(ShardResolverTest, anyCallOfALoadMayFail) {
+    using Call = SystemCallFaults::Call;
+    FailureCounts counts = loadWithFailures(
+        ofCalls({Call::OPEN, Call::READ, Call::WRITE, Call::FSTAT, Call::FTRUNCATE, Call::UNLINK}, {EIO}), 11);
+    counts += loadWithFailures(ofCalls({Call::MMAP, Call::MPROTECT}, {ENOMEM}), 211);
+    EXPECT_LT(10u, counts.m_throws);
+}
+
+TEST(ShardResolverTest, anyAllocationOfALoadMayFail) {
+    const FailureCounts counts = loadWithFailures(ofAllocations(), 499);
+    EXPECT_LT(5u, counts.m_throws);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/stream/MemoryOutputStream.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tools/melnar-dict/rows/RowLayout.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
@@ -11,7 +12,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
+#include <iostream>
 #include <limits>
 #include <map>
 #include <memory>
@@ -278,6 +281,43 @@ TEST_F(ShardSpillTest, aFileThatIsGoneOrTooShortIsNamed) {
     EXPECT_NO_THROW(ShardSpill(getFolder(), work));
 }
 
+TEST_F(ShardSpillTest, theNextAttemptHasTheSameResultWhateverCallOrAllocationFails) {
+    using Call = SystemCallFaults::Call;
+    const Blocks blocks = makeBlocks(2);
+    const std::vector<uint64_t> expected = getExpectedRows(blocks);
+    const auto getRowsOf = [&](ShardedDictionary& dictionary) {
+        LoadWork work;
+        ShardSpill spill(getFolder(), work);
+        for (const std::vector<SpilledTerm>& block : blocks)
+            add(block, spill);
+        spill.synchronize(work);
+        resolveAll(spill, dictionary);
+        return getRows(spill);
+    };
+    constexpr size_t STEP = 53;
+    std::vector<Fault> faults = ofCalls({Call::OPEN, Call::READ, Call::WRITE, Call::FDATASYNC, Call::FSTAT,
+                                         Call::FTRUNCATE, Call::CLOSE, Call::UNLINK, Call::MMAP, Call::MPROTECT},
+                                        {EIO, EINTR});
+    for (const Fault& fault : ofAllocations())
+        faults.push_back(fault);
+    const FailureCounts counts = failEach(
+        faults,
+        [&](FailureRound& round) {
+            ShardedDictionary dictionary(
+                {.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = TERMS_OF_A_SHARD});
+            std::vector<uint64_t> rows;
+            if (round.attempt([&] { rows = getRowsOf(dictionary); })) {
+                EXPECT_EQ(expected, rows);
+            }
+            EXPECT_TRUE(getFiles().empty() || !round.getFault().m_call || round.getFault().m_call == Call::UNLINK);
+            EXPECT_EQ(expected, getRowsOf(dictionary)) << "terms that were resolved keep their IDs";
+            EXPECT_TRUE(getFiles().empty());
+        },
+        STEP);
+    EXPECT_LT(100u, counts.m_throws * STEP);
+    std::cout << "Spilling, calls and allocations: " << counts << '\n';
+}
+
 TEST_F(ShardSpillTest, filesGoWithItUnlessTheyAreKept) {
     m_directory.addFile("work-other", "");
     m_directory.addFile("shard-00-x", "");
@@ -297,6 +337,17 @@ TEST_F(ShardSpillTest, filesGoWithItUnlessTheyAreKept) {
     ShardSpill::removeFrom(getFolder());
     EXPECT_EQ(files, getFiles());
     ShardSpill::removeFrom(m_directory.getPathOf("missing"));
+}
+
+TEST_F(ShardSpillTest, filesThatCannotBeRemovedWithoutMemoryGoLater) {
+    const FailureCounts counts = failEach(ofAllocations(), [this](FailureRound& round) {
+        auto spill = std::make_unique<ShardSpill>(getFolder(), LoadWork());
+        spill->addTerm(getShard({"a"}), {"a", 0, D_XSD_STRING});
+        EXPECT_TRUE(round.attempt([&spill] { spill.reset(); }));
+        ShardSpill::removeFrom(getFolder());
+        EXPECT_TRUE(getFiles().empty());
+    });
+    EXPECT_LT(2u, counts.m_tolerated);
 }
 
 TEST(ShardSpillNameTest, onlyItsOwnFilesHaveNamesOfFiles) {
