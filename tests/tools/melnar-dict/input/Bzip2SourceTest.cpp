@@ -1,7 +1,7 @@
 #include "tools/melnar-dict/input/Bzip2Source.h"
 
-#include "tests/support/AllocationFaults.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/tools/melnar-dict/input/PackedText.h"
 #include "tests/tools/melnar-dict/input/SourceText.h"
 #include "tests/tools/melnar-dict/input/TextDamage.h"
@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <initializer_list>
-#include <new>
 
 namespace {
 
@@ -175,26 +174,18 @@ TEST(Bzip2SourceFailureTest, reportsAFailureOfItsSourceAfterTheBlocksBefore) {
 TEST(Bzip2SourceFailureTest, everyAllocationOfItsThreadMayFail) {
     const std::string packed = bzip2("text");
     std::string text(100, '\0');
-    for (size_t allowed = 0;; ++allowed) {
+    const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
         size_t size = 0;
-        bool hasFailed;
-        {
-            auto packedSource = std::make_unique<TextSource>(packed);
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                Bzip2Source source(std::move(packedSource), 2);
-                size = source.read(text.data(), text.size());
-            } catch (const std::bad_alloc&) {
-                EXPECT_TRUE(faults.hasFailed());
-            }
-            hasFailed = faults.hasFailed();
-        }
-        if (!hasFailed) {
+        auto packedSource = std::make_unique<TextSource>(packed);
+        const bool isRead = round.attempt([&] {
+            Bzip2Source source(std::move(packedSource), 2);
+            size = source.read(text.data(), text.size());
+        });
+        if (isRead) {
             EXPECT_EQ("text", text.substr(0, size));
-            EXPECT_GT(allowed, 5u);
-            break;
         }
-    }
+    });
+    EXPECT_LT(10u, counts.m_throws);
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #include "tools/melnar-dict/input/DecodingSource.h"
 
-#include "tests/support/AllocationFaults.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/tools/melnar-dict/input/GzipText.h"
 #include "tests/tools/melnar-dict/input/PackedText.h"
 #include "tests/tools/melnar-dict/input/SourceText.h"
@@ -13,7 +13,6 @@
 #include <gtest/gtest.h>
 
 #include <initializer_list>
-#include <new>
 
 namespace {
 
@@ -202,26 +201,18 @@ TEST(DecodingSourceFailureTest, everyAllocationMayFail) {
     for (const PackedFormat format : FORMATS) {
         const std::string packed = pack(format, "text");
         std::string text(100, '\0');
-        for (size_t allowed = 0;; ++allowed) {
+        const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
             size_t size = 0;
-            bool hasFailed;
-            {
-                auto packedSource = std::make_unique<TextSource>(packed);
-                const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-                try {
-                    DecodingSource source(std::move(packedSource), format, makeDecoder(format));
-                    size = source.read(text.data(), text.size());
-                } catch (const std::bad_alloc&) {
-                    EXPECT_TRUE(faults.hasFailed());
-                }
-                hasFailed = faults.hasFailed();
-            }
-            if (!hasFailed) {
+            auto packedSource = std::make_unique<TextSource>(packed);
+            const bool isRead = round.attempt([&] {
+                DecodingSource source(std::move(packedSource), format, makeDecoder(format));
+                size = source.read(text.data(), text.size());
+            });
+            if (isRead) {
                 EXPECT_EQ("text", text.substr(0, size));
-                EXPECT_GT(allowed, 0u);
-                break;
             }
-        }
+        });
+        EXPECT_LT(1u, counts.m_throws);
     }
 }
 

@@ -1,7 +1,7 @@
 #include "tools/melnar-dict/input/InputFile.h"
 
-#include "tests/support/AllocationFaults.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict/input/GzipText.h"
@@ -16,7 +16,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <initializer_list>
-#include <new>
 
 namespace {
 
@@ -160,27 +159,13 @@ TEST_F(InputFileTest, readsOnAfterAnInterruption) {
 TEST_F(InputFileTest, everyAllocationOfTheReadingThreadMayFail) {
     for (const auto& [extension, pack] : FORMATS) {
         const std::string path = m_directory.addFile("a.nt", pack("text"));
-        const SystemCallFaults opened(SystemCallFaults::Call::OPEN);
-        const SystemCallFaults closed(SystemCallFaults::Call::CLOSE);
-        for (size_t allowed = 0;; ++allowed) {
+        const FailureCounts counts = failEach(ofAllocations(), [&path](FailureRound& round) {
             std::string text;
-            bool hasFailed;
-            {
-                const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-                try {
-                    readInto(text, *openInputFile(path, 2), 1);
-                } catch (const std::bad_alloc&) {
-                    EXPECT_TRUE(faults.hasFailed());
-                }
-                hasFailed = faults.hasFailed();
-            }
-            EXPECT_EQ(opened.getNumberOfCalls(), closed.getNumberOfCalls());
-            if (!hasFailed) {
+            if (round.attempt([&] { readInto(text, *openInputFile(path, 2), 1); })) {
                 EXPECT_EQ("text", text);
-                EXPECT_GT(allowed, 5u);
-                break;
             }
-        }
+        });
+        EXPECT_LT(10u, counts.m_throws);
     }
 }
 

@@ -2,16 +2,15 @@
 
 #include "tools/melnar-dict/load/DictionaryResolver.h"
 
-#include "tests/support/AllocationFaults.h"
 #include "tools/melnar-dict/rows/RowLayout.h"
 
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/platform/stream/MemoryOutputStream.h"
 #include "Engine/core/platform/stream/OutputStream.h"
+#include "tests/support/FailureLoop.h"
 
 #include <gtest/gtest.h>
 
-#include <new>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -130,36 +129,22 @@ private:
 
 TEST(TermCollectorTest, aBlockThatFailsForLackOfMemoryLeavesNothingForTheNextOne) {
     for (const Order order : {Order::INPUT, Order::ANY}) {
-        size_t throws = 0;
-        for (size_t allowed = 0;; ++allowed) {
+        const FailureCounts counts = failEach(ofAllocations(), [order](FailureRound& round) {
             Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = 1000});
             RoomyStream rows;
             DictionaryResolver resolver(dictionary, {.m_order = order, .m_rowStream = &rows, .m_rowLayout = LAYOUT});
             TermCollector collector(resolver, 1);
             ParsedPiece piece;
             take(collector, FIRST_BLOCK, piece);
-            bool hasFailed;
-            bool hasThrown = false;
-            {
-                const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-                try {
-                    collector.endBlock(piece);
-                } catch (const std::bad_alloc&) {
-                    hasThrown = true;
-                }
-                hasFailed = faults.hasFailed();
-            }
-            throws += hasThrown ? 1 : 0;
-            const bool isLost = hasThrown || !piece.m_errors.empty();
+            const bool hasEnded = round.attempt([&] { collector.endBlock(piece); });
+            const bool isLost = !hasEnded || !piece.m_errors.empty();
             piece.clear(1);
             take(collector, SECOND_BLOCK, piece);
             collector.endBlock(piece);
-            EXPECT_EQ(isLost ? SECOND_ROWS : std::string(FIRST_ROWS) + SECOND_ROWS, decode(dictionary, rows.getBytes()))
-                << "allocation " << allowed + 1;
-            if (!hasFailed)
-                break;
-        }
-        EXPECT_LT(0u, throws) << "some failure came out";
+            EXPECT_EQ(isLost ? SECOND_ROWS : std::string(FIRST_ROWS) + SECOND_ROWS,
+                      decode(dictionary, rows.getBytes()));
+        });
+        EXPECT_LT(1u, counts.m_throws) << "some failure came out";
     }
 }
 

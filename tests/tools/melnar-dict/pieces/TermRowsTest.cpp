@@ -1,13 +1,11 @@
 #include "tools/melnar-dict/pieces/TermRows.h"
 
-#include "tests/support/AllocationFaults.h"
-
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
+#include "tests/support/FailureLoop.h"
 
 #include <gtest/gtest.h>
 
-#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -116,27 +114,22 @@ TEST(TermRowsTest, theFirstGapIsThatOfTheFirstRow) {
 }
 
 TEST(TermRowsTest, aRowForWhichThereIsNoMemoryIsNotThereInPart) {
-    bool hasFailed = true;
-    for (size_t allowed = 0; hasFailed; ++allowed) {
+    const FailureCounts counts = failEach(ofAllocations(), [](FailureRound& round) {
         TermRows rows(4);
         FormBatch batch;
-        {
-            const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-            try {
-                for (const char* const subject : {"a", "b", "c", "d", "e"})
-                    rows.add(makeStatement(subject, make(Rdf::TermKind::IRI, "x"), "g"), 1, 1, batch);
-            } catch (const std::bad_alloc&) {
-                EXPECT_GT(5u, rows.getNumberOfRows());
-            }
-            hasFailed = faults.hasFailed();
-        }
+        const bool isAdded = round.attempt([&] {
+            for (const char* const subject : {"a", "b", "c", "d", "e"})
+                rows.add(makeStatement(subject, make(Rdf::TermKind::IRI, "x"), "g"), 1, 1, batch);
+        });
+        EXPECT_EQ(isAdded, rows.getNumberOfRows() == 5);
         IDs ids;
         rows.appendIDsOfWholeRows(batch.getEntries(), ids);
         EXPECT_TRUE(ids.empty()) << "no term has an ID";
         number(batch);
         rows.appendIDsOfWholeRows(batch.getEntries(), ids);
         EXPECT_EQ(4 * rows.getNumberOfRows(), ids.size());
-    }
+    });
+    EXPECT_LT(1u, counts.m_throws);
 }
 
 TEST(TermRowsTest, whatWasClearedLeavesNothing) {

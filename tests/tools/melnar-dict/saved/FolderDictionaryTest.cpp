@@ -1,9 +1,8 @@
 #include "tools/melnar-dict/saved/FolderDictionary.h"
 
 #include "Engine/core/data-store/Dictionary.h"
-#include "Engine/core/platform/SystemCallException.h"
-#include "tests/support/AllocationFaults.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict/saved/DictionaryFolder.h"
@@ -15,7 +14,6 @@
 
 #include <cerrno>
 #include <map>
-#include <new>
 #include <set>
 #include <string>
 
@@ -128,38 +126,24 @@ TEST_F(FolderDictionaryTest, onlyAWholeStateCanBeNamed) {
 }
 
 TEST_F(FolderDictionaryTest, aShardThatCouldNotBeReadIsReadOnTheNextRequest) {
-    for (const Call call : {Call::OPEN, Call::READ, Call::MMAP}) {
-        size_t failures = 0;
-        for (bool hasPassed = false; !hasPassed; ++failures) {
+    for (const Call call : {Call::OPEN, Call::READ, Call::MMAP, Call::MPROTECT}) {
+        const FailureCounts counts = failEach(ofCalls({call}, {EIO}), [this](FailureRound& round) {
             const auto dictionary = open();
-            SystemCallFaults faults(call);
-            faults.failAfter(failures, call == Call::MMAP ? ENOMEM : EIO, SystemCallFaults::Duration::ONCE);
-            try {
-                EXPECT_EQ(m_terms, readTerms(*dictionary));
-            } catch (const SystemCallException&) {
-            }
-            hasPassed = faults.getNumberOfFailures() == 0;
+            round.attempt([&] { EXPECT_EQ(m_terms, readTerms(*dictionary)); });
             EXPECT_EQ(m_terms, readTerms(*dictionary));
-        }
-        EXPECT_LT(1u, failures);
+        });
+        EXPECT_LT(1u, counts.m_failures);
     }
 }
 
 TEST_F(FolderDictionaryTest, anAllocationThatFailsLeavesTheDictionaryUsable) {
-    const auto dictionary = open();
-    BatchEntry entry{{}, m_terms.begin()->first, 0};
-    size_t allowed = 0;
-    for (bool hasPassed = false; !hasPassed; ++allowed) {
-        entry.m_resourceID = m_terms.begin()->first;
-        const AllocationFaults faults = AllocationFaults::failAfter(allowed);
-        try {
-            dictionary->getResources({&entry, 1});
-        } catch (const std::bad_alloc&) {
-        }
-        hasPassed = !faults.hasFailed();
-    }
-    EXPECT_LT(1u, allowed);
-    EXPECT_EQ(m_terms, readTerms(*dictionary));
+    const FailureCounts counts = failEach(ofAllocations(), [this](FailureRound& round) {
+        const auto dictionary = open();
+        BatchEntry entry{{}, m_terms.begin()->first, 0};
+        round.attempt([&] { dictionary->getResources({&entry, 1}); });
+        EXPECT_EQ(m_terms, readTerms(*dictionary));
+    });
+    EXPECT_LT(2u, counts.m_throws);
 }
 
 } // namespace

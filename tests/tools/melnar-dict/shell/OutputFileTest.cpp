@@ -2,6 +2,7 @@
 
 #include "Engine/core/platform/SystemCallException.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/FailureLoop.h"
 #include "tests/support/FileOperationObserver.h"
 #include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -97,29 +98,18 @@ TEST_F(OutputFileTest, afterAFailureBothAreOldOrBothAreNew) {
                 std::optional<SystemCallFaults> exchanges;
                 if (!isExchanged)
                     exchanges.emplace(Call::RENAMEAT2).failAfter(0, EINVAL, Duration::FOR_GOOD);
-                size_t failures = 0;
-                for (size_t allowed = 0;; ++allowed) {
+                const std::vector<Fault> oneFails{{call, EIO, Duration::ONCE}};
+                const FailureCounts counts = failEach(oneFails, [&](FailureRound& round) {
                     makeOldFiles(areThere);
-                    SystemCallFaults faults(call);
-                    faults.failAfter(allowed, EIO, Duration::ONCE);
-                    bool hasFailed = false;
-                    try {
-                        writeBoth();
-                    } catch (const MelnarException&) {
-                        hasFailed = true;
-                        ++failures;
-                    }
-                    EXPECT_EQ(hasFailed ? "old" : "new", getState(areThere))
-                        << "call " << static_cast<int>(call) << ", " << allowed << " allowed";
-                    if (faults.getNumberOfFailures() == 0)
-                        break;
-                }
+                    const bool isWritten = round.attempt([this] { writeBoth(); });
+                    EXPECT_EQ(isWritten ? "new" : "old", getState(areThere));
+                });
                 const bool mayFail = call == Call::RENAMEAT2 ? false
                                      : call == Call::RENAME  ? !isExchanged
                                      : call == Call::LINK    ? !isExchanged
                                      : call == Call::FCHMOD  ? areThere
                                                              : true;
-                EXPECT_EQ(mayFail, failures != 0) << "call " << static_cast<int>(call);
+                EXPECT_EQ(mayFail, counts.m_throws != 0) << "call " << static_cast<int>(call);
             }
 }
 
