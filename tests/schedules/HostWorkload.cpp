@@ -92,7 +92,7 @@ private:
 
     enum class Step : uint8_t { RESOLVE, COMMIT, ROLL_BACK };
 
-    /// What the thread of commits does. It resolves a new string in each step of that kind, so the IDs are known before.
+    /// What the thread of commits does. Each step that resolves takes a new string, so the IDs are known before.
     struct Plan {
         std::vector<Step> m_steps;
         std::vector<bool> m_isWithdrawn; // by ID, whether a later step withdraws it

@@ -126,7 +126,9 @@ struct Schedule::Thread {
     const std::function<void()>* m_function = nullptr;
     State m_state = State::DONE;
     bool m_isNew = false;
-    bool m_readsNewest = false; // after a pause, or its loop might never end
+    // After a pause, the variable for which the thread has waited: its newest value is read, or the loop might not end.
+    const void* m_awaited = nullptr;
+    const void* m_lastLoaded = nullptr;
     const void* m_reason = nullptr;
     uint64_t m_writesAtPause = 0;
     uint64_t m_priority = 0;
@@ -182,7 +184,8 @@ void Schedule::run(const std::span<const std::function<void()>> functions, const
         thread.m_function = &functions[index];
         thread.m_state = State::READY;
         thread.m_isNew = true;
-        thread.m_readsNewest = false;
+        thread.m_awaited = nullptr;
+        thread.m_lastLoaded = nullptr;
         thread.m_priority = m_lowestPriority + 1 + random() % 1000;
         thread.m_ownState.m_threadContextIndex = index;
         thread.m_ownState.m_threadID = FIRST_THREAD_ID + index;
@@ -287,7 +290,7 @@ void Schedule::goOn() noexcept {
     // Threads that pause may have read old values. They get another chance, in which they read the newest ones.
     if (numberOfCandidates == 0)
         for (size_t index = 0; index < m_numberOfThreads; ++index)
-            if (m_threads[index]->m_state == State::PAUSED && !m_threads[index]->m_readsNewest)
+            if (m_threads[index]->m_state == State::PAUSED && m_threads[index]->m_awaited == nullptr)
                 candidates[numberOfCandidates++] = index;
     if (numberOfCandidates == 0)
         fail("deadlock: no thread can go on");
@@ -295,7 +298,8 @@ void Schedule::goOn() noexcept {
     m_digest = (m_digest ^ (next + 1)) * 0x9E3779B97F4A7C15;
     m_digest ^= m_digest >> 29;
     Thread& thread = *m_threads[next];
-    thread.m_readsNewest = thread.m_readsNewest || thread.m_state == State::PAUSED;
+    if (thread.m_state == State::PAUSED)
+        thread.m_awaited = thread.m_lastLoaded;
     thread.m_state = State::READY;
     if (next == m_running)
         return;
@@ -354,14 +358,13 @@ void Schedule::append(Location& location, const uint64_t value, const Clock& rel
     location[location.m_size++] = {value, released, firstSeen};
     see(location, location.m_size - 1);
     ++m_writes;
-    m_threads[m_running]->m_readsNewest = false;
 }
 
 /// Returns the index of the value that a load of the running thread returns.
 size_t Schedule::chooseValue(const Location& location) noexcept {
     const Thread& thread = *m_threads[m_running];
     size_t index = location.m_size - 1;
-    if (!m_returnsOldValues || thread.m_readsNewest)
+    if (!m_returnsOldValues || thread.m_awaited == location.m_address)
         return index;
     const auto isKnown = [&](const Clock& firstSeen) {
         for (size_t other = 0; other < MAXIMUM_NUMBER_OF_THREADS; ++other)
@@ -376,6 +379,7 @@ size_t Schedule::chooseValue(const Location& location) noexcept {
 
 uint64_t Schedule::read(Location& location, const size_t index, const std::memory_order order) noexcept {
     const Location::Value& value = location[index];
+    m_threads[m_running]->m_lastLoaded = location.m_address;
     see(location, index);
     if (isAcquire(order))
         m_threads[m_running]->m_clock = join(m_threads[m_running]->m_clock, value.m_released);
@@ -390,12 +394,18 @@ uint64_t Schedule::load(const void* const address, const uint64_t newest, const 
     return read(location, chooseValue(location), order);
 }
 
-/// The load of a comparison that fails. The newest value is not the expected one.
-uint64_t Schedule::loadOtherThan(const uint64_t expected, const void* const address, const uint64_t newest,
-                                 const std::memory_order order) noexcept {
+/// Returns the value that a comparison reads, which fails, or nothing if it succeeds. It may fail because of an old
+/// value, but succeeds only with the newest one.
+std::optional<uint64_t> Schedule::failComparison(const uint64_t expected, const void* const address,
+                                                 const uint64_t newest, const std::memory_order order) noexcept {
     Location& location = getLocation(address, newest);
-    const size_t index = chooseValue(location);
-    return read(location, location[index].m_value != expected ? index : location.m_size - 1, order);
+    size_t index = chooseValue(location);
+    if (location[index].m_value == expected) {
+        if (newest == expected)
+            return std::nullopt;
+        index = location.m_size - 1;
+    }
+    return read(location, index, order);
 }
 
 void Schedule::store(const void* const address, const uint64_t newest, const uint64_t value,
@@ -420,7 +430,7 @@ void Schedule::modify(const void* const address, const uint64_t newest, const ui
 }
 
 bool Schedule::failsForNoReason() noexcept {
-    return !m_threads[m_running]->m_readsNewest && choose(16) == 0;
+    return choose(16) == 0;
 }
 
 void Schedule::pause() noexcept {
@@ -428,6 +438,9 @@ void Schedule::pause() noexcept {
     trace("pause", nullptr, 0);
     if (++m_steps > MAXIMUM_NUMBER_OF_STEPS)
         fail("no end: the threads have taken too many steps");
+    // The thread may have read an old value. If it has read the newest one, only another thread can end its wait.
+    if (thread.m_awaited != thread.m_lastLoaded)
+        thread.m_awaited = nullptr;
     thread.m_state = State::PAUSED;
     thread.m_writesAtPause = m_writes;
     goOn();

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -23,10 +24,12 @@
 ///           the running thread to the lowest one at a few random steps: S. Burckhardt, P. Kothari, M. Musuvathi,
 ///           S. Nagarakatte, "A randomized scheduler with probabilistic guarantees of finding bugs", ASPLOS 2010.
 ///
-/// OLD VALUES   In half of the seeds, loads may return values that have been overwritten, as far as C++ allows for the
+/// OLD VALUES   In half of the seeds, loads may return values that have been overwritten, where C++ allows it for the
 ///           memory orders in use. Each thread has a vector clock, each store the clock that it releases. A load may
-///           return a value unless the thread has seen a newer one, in the order of happens-before. A value may be read
-///           only after it was stored, and plain memory has no old values.
+///           return a value unless the thread has seen a newer one, in the order of happens-before. Not all that C++
+///           allows occurs: the values of a variable have the order in which they were stored, nothing is read before
+///           it was stored, the last 8 values are kept, and plain memory has no old values. After a pause, a thread
+///           reads the newest value of the variable for which it waits.
 ///
 /// Threads  Made and run by one thread. The functions that replacements call are called by the fibers.
 /// Errors   A deadlock, or a run without an end, is reported with its seed and ends the process; so does fail.
@@ -70,8 +73,8 @@ public:
     const Figures& getFigures() const noexcept { return m_figures; }
 
     ///@{
-    /// Chooses the memory order that is weakened, by its number; returns whether it was used since. Copies of the engine
-    /// that weaken_orders.py makes pass each order through getOrder.
+    /// Chooses the memory order that is weakened, by its number; returns whether it was used since. Copies of the
+    /// engine that weaken_orders.py makes pass each order through getOrder.
     static void weakenOrder(const size_t number) noexcept { s_weakenedOrder = number; }
     static bool isWeakenedOrderUsed() noexcept { return s_isWeakenedOrderUsed.load(std::memory_order_relaxed); }
     static std::memory_order getOrder(const size_t number, const std::memory_order order,
@@ -96,7 +99,8 @@ public:
     /// For the replacements. `newest` is the variable's value before the operation.
     void step() noexcept;
     uint64_t load(const void* address, uint64_t newest, std::memory_order order) noexcept;
-    uint64_t loadOtherThan(uint64_t expected, const void* address, uint64_t newest, std::memory_order order) noexcept;
+    std::optional<uint64_t> failComparison(uint64_t expected, const void* address, uint64_t newest,
+                                           std::memory_order order) noexcept;
     void store(const void* address, uint64_t newest, uint64_t value, std::memory_order order) noexcept;
     void modify(const void* address, uint64_t newest, uint64_t value, std::memory_order order) noexcept;
     bool failsForNoReason() noexcept;

@@ -185,7 +185,7 @@ TEST(ScheduleTest, aMutexMakesUpdatesWholeAndVisible) {
         [&](Schedule&) { EXPECT_EQ(3, counter.load(RELAXED)); });
 }
 
-TEST(ScheduleTest, aSignalWakesAThreadThatWaits) {
+TEST(ScheduleTest, aBroadcastWakesAllThreadsThatWait) {
     Mutex mutex;
     Condition condition;
     bool isRaised = false;
@@ -209,6 +209,82 @@ TEST(ScheduleTest, aSignalWakesAThreadThatWaits) {
         },
         [](Schedule&) {});
     EXPECT_EQ(2 * NUMBER_OF_SEEDS, numberOfWoken);
+}
+
+TEST(ScheduleTest, eachSignalWakesAThreadThatWaits) {
+    Mutex mutex;
+    Condition condition;
+    int numberOfTokens = 0;
+    size_t numberOfWokenForNothing = 0;
+    runAll(
+        [&] {
+            numberOfTokens = 0;
+            const auto take = [&] {
+                mutex.lock();
+                while (numberOfTokens == 0) {
+                    condition.wait(mutex);
+                    numberOfWokenForNothing += numberOfTokens == 0;
+                }
+                --numberOfTokens;
+                mutex.unlock();
+            };
+            return Threads{take, take, [&] {
+                               for (int number = 0; number < 2; ++number) {
+                                   mutex.lock();
+                                   ++numberOfTokens;
+                                   condition.signal();
+                                   mutex.unlock();
+                               }
+                           }};
+        },
+        [&](Schedule&) { EXPECT_EQ(0, numberOfTokens); });
+    EXPECT_NE(0U, numberOfWokenForNothing) << "conditions may wake threads without a signal";
+}
+
+TEST(ScheduleTest, aComparisonMayFailBecauseOfAnOldValue) {
+    std::set<std::pair<bool, int>> results;
+    Atomic<int> variable;
+    std::pair<bool, int> result;
+    runAll(
+        [&] {
+            variable.store(0, RELAXED);
+            return Threads{[&] {
+                               variable.store(1, RELAXED);
+                               variable.store(2, RELAXED);
+                           },
+                           [&] {
+                               int expected = 2;
+                               const bool isExchanged = variable.compare_exchange_strong(expected, 3, RELAXED, RELAXED);
+                               result = {isExchanged, expected};
+                           }};
+        },
+        [&](Schedule&) {
+            results.insert(result);
+            EXPECT_EQ(result.first ? 3 : 2, variable.load(RELAXED));
+        });
+    EXPECT_EQ((std::set<std::pair<bool, int>>{{false, 0}, {false, 1}, {true, 2}}), results);
+}
+
+TEST(ScheduleTest, aThreadThatHasWaitedMayReadOldValuesOfOthers) {
+    std::set<int> results;
+    Atomic<int> flag;
+    Atomic<int> data;
+    runAll(
+        [&] {
+            flag.store(0, RELAXED);
+            data.store(0, RELAXED);
+            return Threads{[&] {
+                               while (flag.load(RELAXED) == 0)
+                                   spinPause();
+                               results.insert(data.load(RELAXED));
+                           },
+                           [&] {
+                               data.store(1, RELAXED);
+                               flag.store(1, RELAXED);
+                           }};
+        },
+        [](Schedule&) {});
+    EXPECT_EQ((std::set<int>{0, 1}), results);
 }
 
 TEST(ScheduleTest, aThreadThatSpinsEndsWhenTheOtherHasWritten) {

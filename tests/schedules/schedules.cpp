@@ -3,9 +3,9 @@
 ///   schedules [--number N] [--seed S] [--tasks FIRST SECOND] [--trace] [--weaken ORDER]
 ///
 /// For each pair of tasks, or for the one given, runs schedules with the seeds from S on until N of them were distinct,
-/// and prints what happened in them. Without --seed it starts with seed 1. The exit code is 1 if anything was wrong; then
-/// the seed is printed, with which `--number 1 --seed S --tasks FIRST SECOND --trace` shows each step. --weaken is for
-/// weaken_orders.py.
+/// and prints what happened in them. Without --seed it starts with seed 1. The exit code is 1 if anything was wrong;
+/// then the seed is printed, with which `--number 1 --seed S --tasks FIRST SECOND --trace` shows each step. --weaken is
+/// for weaken_orders.py.
 
 #include "tests/schedules/HostWorkload.h"
 #include "tests/schedules/Schedule.h"

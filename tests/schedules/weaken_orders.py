@@ -4,8 +4,8 @@
 Makes a copy of Engine/ in which each order that is stronger than relaxed can be weakened when the program runs, and
 compiles the schedules with it, alone and under ThreadSanitizer. For each weaker order it runs the schedules, and those
 under ThreadSanitizer if the first ones notice nothing. Prints a table, and compares it with the tables of memory orders
-in the headers: a row is "schedules" if schedules notice one of its operations, else "TSan" if ThreadSanitizer does, else
-"argued". The exit code is 1 if a header says something else.
+in the headers: a row is "schedules" if schedules notice one of its operations, else "TSan" if ThreadSanitizer does,
+else "argued". The exit code is 1 if a header says something else.
 """
 
 import argparse
@@ -20,13 +20,15 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent.parent
 WEAKER = {"acquire": ["relaxed"], "release": ["relaxed"], "acq_rel": ["acquire", "release"]}
 TOKEN = re.compile(r"std::memory_order_(acquire|release|acq_rel)\b")
+LONGEST_RUN = 600  # seconds
 CHECKED_BY = ["schedules", "TSan", "argued"]
 
 
 def load_checker():
-    specification = importlib.util.spec_from_file_location("check_orders", ROOT / "scripts/check-orders.py")
-    module = importlib.util.module_from_spec(specification)
-    specification.loader.exec_module(module)
+    sys.dont_write_bytecode = True
+    spec = importlib.util.spec_from_file_location("check_orders", ROOT / "scripts/check-orders.py")
+    module = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(module)
     return module
 
 
@@ -99,10 +101,20 @@ def build(preset, folder, source, jobs):
 
 
 def run(command, **options):
-    """Returns the exit code and what was printed."""
-    result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace",
-                            check=False, **options)
+    """Returns the exit code and what was printed. A program that does not end has failed."""
+    try:
+        result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace",
+                                check=False, timeout=LONGEST_RUN, **options)
+    except subprocess.TimeoutExpired:
+        return 1, f"SUMMARY: no end after {LONGEST_RUN} s"
+    if result.returncode == 2:
+        sys.exit(f"{command} was not understood:\n{result.stdout}")
     return result.returncode, result.stdout
+
+
+def run_sanitized(program, arguments):
+    return run(without_address_randomisation([program] + arguments),
+               env={**os.environ, "TSAN_OPTIONS": "halt_on_error=1"})
 
 
 def without_address_randomisation(command):
@@ -119,9 +131,7 @@ def judge(weakening, plain, sanitized, number):
     if "was not used" in output:
         weakening.noticed_by = "not used"
         return
-    code, output = run(
-        without_address_randomisation([sanitized, "--weaken", str(weakening.number), "--number", str(number // 10)]),
-        env={**os.environ, "TSAN_OPTIONS": "halt_on_error=1"})
+    code, output = run_sanitized(sanitized, ["--weaken", str(weakening.number), "--number", str(number // 10)])
     weakening.noticed_by = "TSan" if code != 0 else "argued"
     weakening.finding = next((line for line in output.splitlines() if line.startswith("SUMMARY")), "")[:100]
 
@@ -133,14 +143,17 @@ def main():
                         help="how many schedules of each pair of tasks it runs, a tenth of them under ThreadSanitizer")
     parser.add_argument("--only", help="weakens the orders of one row, such as O2")
     arguments = parser.parse_args()
+    if arguments.number < 10:
+        parser.error("--number must be at least 10")
     checker, columns = read_tables(load_checker())
     weakenings = make_copy(checker, arguments.folder / "source")
     jobs = str(os.cpu_count())
     plain = build("test", arguments.folder / "plain", arguments.folder / "source", jobs)
     sanitized = build("tsan", arguments.folder / "sanitized", arguments.folder / "source", jobs)
-    code, output = run([plain, "--number", str(arguments.number)])
-    if code != 0:
-        sys.exit("Without a weaker order, the schedules report:\n" + output)
+    for code, output in (run([plain, "--number", str(arguments.number)]),
+                         run_sanitized(sanitized, ["--number", str(arguments.number // 10)])):
+        if code != 0:
+            sys.exit("Without a weaker order, the schedules report:\n" + output)
     by_row = defaultdict(set)
     for weakening in weakenings:
         if arguments.only and arguments.only not in weakening.rows:

@@ -115,7 +115,8 @@ class CheckOrdersTest(unittest.TestCase):
     def test_an_operation_that_cites_no_row(self):
         self.expect(["Engine/core/data/deep/Flag.cpp:10: release, but the statement cites no row with this order"],
                     "Engine/core/data/deep/Flag.cpp",
-                    ("    mutex.unlock", "    flag.m_flag.store(2, std::memory_order_release);\n    mutex.unlock"), ("    flag.m_wakeUp = 1", "\n    flag.m_wakeUp = 1"))
+                    ("    mutex.unlock", "    flag.m_flag.store(2, std::memory_order_release);\n    mutex.unlock"),
+                    ("    flag.m_wakeUp = 1", "\n    flag.m_wakeUp = 1"))
 
     def test_a_citation_outside_the_statement_is_none(self):
         self.expect(["Engine/core/data/deep/Flag.cpp:4: release, but the statement cites no row with this order",
@@ -148,7 +149,8 @@ class CheckOrdersTest(unittest.TestCase):
 
     def test_an_operation_whose_order_is_the_callers(self):
         tree = dict(TREE)
-        tree["Engine/core/data/Load.h"] = """inline Word loadEightBytes(const Byte* first, std::memory_order order) {
+        tree["Engine/core/platform/system/Atomic.h"] = """
+inline Word loadEightBytes(const Byte* first, std::memory_order order) {
     return __atomic_load_n(first, static_cast<int>(order));
 }
 """

@@ -5,8 +5,8 @@
 
 #include <cstddef>
 
-/// Makes an allocation by operator new, or it and all later ones, fail with std::bad_alloc. failEach (FailureLoop.h) does
-/// so with each allocation of an operation in turn.
+/// Makes an allocation by operator new, or it and all later ones, fail with std::bad_alloc. failEach (FailureLoop.h)
+/// does so with each allocation of an operation in turn.
 ///
 /// Exceptions, malloc, and allocations of system libraries that do not use operator new are not affected.
 ///

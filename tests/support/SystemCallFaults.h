@@ -56,8 +56,8 @@ public:
     /// Returns the name of a system call.
     static const char* getName(Call call);
 
-    /// Returns how many bytes of address space have been mapped and not been unmapped again. A failed munmap counts: the
-    /// caller has done its part.
+    /// Returns how many bytes of address space have been mapped and not been unmapped again. A failed munmap counts:
+    /// the caller has done its part.
     static ptrdiff_t getMappedBytes();
 
     /// Counts calls, and lets all of them pass.

@@ -19,7 +19,10 @@
 #include <numeric>
 #include <random>
 #include <shared_mutex>
+#include <span>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {

@@ -5,7 +5,7 @@
 ///   dictionary-torture compact-kill N FOLDER  the same with a compaction before each save
 ///   dictionary-torture lock-kill N FOLDER     N kills among processes that change and save one dictionary in turn
 ///   dictionary-torture large N FOLDER         a dictionary with N GiB of literals, saved and opened
-///   dictionary-torture memory MINUTES FOLDER  cycles of changes, compaction and saving, whose memory must stay the same
+///   dictionary-torture memory MINUTES FOLDER  cycles of changes, compaction and saving, with the same memory after each
 ///   dictionary-torture mixed MINUTES THREADS  mixed work of threads on small dictionaries, some of which become full
 ///   dictionary-torture identity N             N operations whose answers are compared with a model of all IDs
 ///   dictionary-torture linearizability N      N recorded histories of several threads, which must be linearizable

@@ -15,6 +15,7 @@
 #include "Engine/core/platform/system/ThreadContextIndex.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <exception>
 #include <filesystem>

@@ -40,9 +40,9 @@
 ///   P5  pending chunks - 1                    acq_rel  P5, P7       all buckets rehashed (O6) before  schedules
 ///   P6  finish, store NOT_RESIZING            release  P1, P3       the whole new array               schedules
 ///   P7  pending chunks, store                 release  P5           nothing more than P2 does         argued
-/// A CAS that fails is a P3: it reads the state. Schedules and argued: as in ParallelHashTable.h. P1: the thread that elects
-/// itself has read NOT_RESIZING through P3, and takes every slot (T1) before it accesses anything. P2, P4, P7: a thread
-/// that sees the new array holds a slot that the leader has left before (T2, T3), or was parked under the mutex.
+/// A CAS that fails is a P3: it reads the state. Schedules and argued: as in ParallelHashTable.h. P1: the thread that
+/// elects itself has read NOT_RESIZING through P3, and takes every slot (T1) before it accesses anything. P2, P4, P7: a
+/// thread that sees the new array holds a slot that the leader has left before (T2, T3), or was parked under the mutex.
 
 template<class Policy>
 ParallelHashTable<Policy>::ParallelHashTable(MemoryManager& memoryManager, const Policy& policy) noexcept

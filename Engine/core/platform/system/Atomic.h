@@ -9,7 +9,7 @@ namespace melnar {
 ///
 /// Threads that use a hash table communicate through Atomic, Mutex and Condition, and wait with spinPause. The tests
 /// compile the engine a second time with replacements of these headers. There, a scheduler decides which thread takes
-/// the next step, and a load may return any value that its memory order allows.
+/// the next step, and a load may return old values that its memory order allows.
 template<class T>
 using Atomic = std::atomic<T>;
 

@@ -67,12 +67,16 @@ TEST(DictionaryFailureTest, theLargestMaximumAndTheLargestPoolFindTheirAddressSp
 TEST(DictionaryFailureTest, everyReservationThatIsRefusedIsReportedAndGivesTheOthersBack) {
     const FailureCounts counts = failEach(
         ofCalls({SystemCallFaults::Call::MMAP, SystemCallFaults::Call::MPROTECT}, {ENOMEM}), [](FailureRound& round) {
-            round.attempt([] {
+            const bool isReservation = round.getFault().m_call == SystemCallFaults::Call::MMAP;
+            round.attempt([isReservation] {
                 try {
                     const Dictionary dictionary({.m_memoryLimit = MEMORY_LIMIT, .m_maximumNumberOfResources = WIDE});
                     expectChargesAddUp(dictionary);
                 } catch (const SystemCallException& exception) {
-                    EXPECT_EQ(0u, exception.getMessage().find("An error occurred ")) << exception.getMessage();
+                    EXPECT_STREQ(isReservation ? "mmap" : "mprotect", exception.getSystemCallName());
+                    EXPECT_EQ(0u, exception.getMessage().find(isReservation ? "An error occurred while reserving "
+                                                                            : "An error occurred during memory "))
+                        << exception.getMessage();
                     throw;
                 }
             });

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 
 namespace melnar {
 
@@ -59,9 +60,10 @@ public:
                                  const std::memory_order failure) noexcept {
         if (Schedule* const schedule = Schedule::getCurrent()) {
             schedule->step();
-            if (peek() != expected) {
-                const T newest = __atomic_load_n(&m_value, static_cast<int>(failure));
-                expected = fromBits(schedule->loadOtherThan(toBits(expected), &m_value, toBits(newest), failure));
+            if (const std::optional<uint64_t> value =
+                    schedule->failComparison(toBits(expected), &m_value, toBits(peek()), failure)) {
+                static_cast<void>(__atomic_load_n(&m_value, static_cast<int>(failure))); // for ThreadSanitizer
+                expected = fromBits(*value);
                 return false;
             }
             schedule->modify(&m_value, toBits(peek()), toBits(desired), success);

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <fcntl.h>
 #include <functional>
 #include <memory>
@@ -55,6 +56,14 @@ TEST(FailureLoopTest, whatFailsForGoodFailsAgainWhenItIsTolerated) {
                              ::operator delete(::operator new(1, std::nothrow));
                      }));
                  }));
+}
+
+TEST(FailureLoopTest, aLongStepBeginsWithTheFirstFailure) {
+    if (std::getenv("MELNAR_SEED") != nullptr || std::getenv("MELNAR_ALL_FAILURES") != nullptr)
+        GTEST_SKIP() << "this run begins elsewhere";
+    expectCounts(2, 2, 0,
+                 failEach(
+                     ofAllocations(), [](FailureRound& round) { round.attempt([] { std::make_unique<int>(); }); }, 10));
 }
 
 TEST(FailureLoopTest, eachCallFailsWithEachError) {
