@@ -26,7 +26,8 @@ __attribute__((constructor(101))) static void start() {
     if (file == nullptr || reached != nowhere)
         return;
     const long descriptor = ::syscall(SYS_openat, AT_FDCWD, file, O_RDWR);
-    const long address = ::syscall(SYS_mmap, nullptr, MAXIMUM_NUMBER, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+    const long address =
+        ::syscall(SYS_mmap, nullptr, MAXIMUM_NUMBER, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
     ::syscall(SYS_close, descriptor);
     if (descriptor >= 0 && (address > 0 || address < -4095))
         reached = reinterpret_cast<unsigned char*>(address);
