@@ -21,7 +21,6 @@ ROOT = Path(__file__).resolve().parent.parent.parent
 WEAKER = {"acquire": ["relaxed"], "release": ["relaxed"], "acq_rel": ["acquire", "release"]}
 TOKEN = re.compile(r"std::memory_order_(acquire|release|acq_rel)\b")
 LONGEST_RUN = 600  # seconds
-CHECKED_BY = ["schedules", "TSan", "argued"]
 
 
 def load_checker():
@@ -42,26 +41,6 @@ class Weakening:
         self.weaker = weaker
         self.noticed_by = None
         self.finding = ""
-
-
-def read_tables(checks):
-    """The checker of the tables, after it has read them, and the last column of each row."""
-    checker = checks.Checker(ROOT)
-    columns = {}
-    for source in checker.sources:
-        if source.path.endswith(".h"):
-            checker.read_invariants(source)
-            for number, line in enumerate(source.lines, 1):
-                if re.match(r"///\s+MEMORY ORDERS\b", line):
-                    checker.read_table(source, number + 1)
-    for name, row in checker.rows.items():
-        columns[name] = checker_column(checker, row)
-    return checker, columns
-
-
-def checker_column(checker, row):
-    lines = next(source.lines for source in checker.sources if source.path == row.path)
-    return next(word for word in CHECKED_BY if lines[row.line - 1].rstrip().endswith(" " + word))
 
 
 def make_copy(checker, folder):
@@ -145,7 +124,9 @@ def main():
     arguments = parser.parse_args()
     if arguments.number < 10:
         parser.error("--number must be at least 10")
-    checker, columns = read_tables(load_checker())
+    checks = load_checker()
+    checker = checks.Checker(ROOT)
+    checker.read_tables()
     weakenings = make_copy(checker, arguments.folder / "source")
     jobs = str(os.cpu_count())
     plain = build("test", arguments.folder / "plain", arguments.folder / "source", jobs)
@@ -165,11 +146,11 @@ def main():
             by_row[row].add(weakening.noticed_by)
     objections = 0
     for row, noticed in sorted(by_row.items()):
-        found = next((word for word in CHECKED_BY if word in noticed), None)
-        if found is not None and found != columns[row]:
+        found = next((word for word in checks.CHECKED_BY if word in noticed), None)
+        stated = checker.rows[row]
+        if found is not None and found != stated.checked_by:
             objections += 1
-            print(f"{checker.rows[row].path}:{checker.rows[row].line}: {row} is \"{columns[row]}\" there, "
-                  f"but found by: {found}")
+            print(f'{stated.path}:{stated.line}: {row} is "{stated.checked_by}" there, but "{found}"')
     unused = sorted(row for row, noticed in by_row.items() if noticed == {"not used"})
     print(f"{len(weakenings)} weaker orders, {objections} objections; in no schedule: {', '.join(unused) or 'none'}")
     return 1 if objections else 0

@@ -182,6 +182,10 @@ inline Word loadEightBytes(const Byte* first, std::memory_order order) {
                      "Engine/core/data/deep/Flag.cpp:6: W4 is relax, but the operation is not"],
                     "Engine/core/data/deep/Flag.h", ("relaxed", "relax  "))
 
+    def test_a_row_that_nothing_is_known_to_check(self):
+        self.expect(['Engine/core/data/deep/Flag.h:8: W1: nothing is checked by "luck"'],
+                    "Engine/core/data/deep/Flag.h", ("the text                TSan", "the text                luck"))
+
     def test_a_table_without_columns(self):
         exit_code, lines = self.check({**TREE, "Engine/core/data/deep/Flag.h": FLAG_H.replace("pairs with", "with")})
         self.assertEqual((1, "Engine/core/data/deep/Flag.h:7: a table of memory orders without its columns"),
