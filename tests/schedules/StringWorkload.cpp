@@ -81,12 +81,12 @@ public:
         if (decide(2))
             m_datatype->enableFingerprints();
         m_datatype->initialize(0);
-        if (decide(4) == 0) // the fingerprints of what is there are not known
-            m_datatype->enableFingerprints();
     }
 
     void run(const uint64_t seed) {
         fillBefore();
+        if (decide(4) == 0) // Now the fingerprints of what is there are unknown.
+            m_datatype->enableFingerprints();
         const size_t bucketsBefore = getTable().getNumberOfBuckets();
         std::vector<std::function<void()>> threads;
         for (size_t thread = 0; thread < m_tasks.size(); ++thread) {

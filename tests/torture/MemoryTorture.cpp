@@ -27,14 +27,21 @@ constexpr uint32_t FIRST_NUMBER = 1000000000;
 constexpr uint32_t FIRST_NUMBER_ROLLED_BACK = 2000000000;
 constexpr uint32_t DIFFERENT_PARTS = 8;
 
-/// Returns the resident memory of the process. It is counted page by page; the figure of /proc/self/statm may lack
-/// pages that threads have not reported yet.
+/// Returns the memory that the process itself has taken, resident or swapped out. Pages of files do not count: the
+/// system loads and drops them as it likes. The memory is counted page by page; the figures of /proc/self/statm may
+/// lack pages that threads have not reported yet.
 size_t getResidentKibibytes() {
     std::ifstream file("/proc/self/smaps_rollup");
+    size_t sum = 0;
+    size_t numberOfFigures = 0;
     for (std::string word; file >> word;)
-        if (size_t kibibytes = 0; word == "Rss:" && file >> kibibytes)
-            return kibibytes;
-    throw std::runtime_error("/proc/self/smaps_rollup does not state the resident memory");
+        if (size_t kibibytes = 0; (word == "Anonymous:" || word == "Swap:") && file >> kibibytes) {
+            sum += kibibytes;
+            ++numberOfFigures;
+        }
+    if (numberOfFigures != 2)
+        throw std::runtime_error("/proc/self/smaps_rollup does not state the memory of the process");
+    return sum;
 }
 
 /// A dictionary that changes and keeps its size.
