@@ -17,7 +17,7 @@
 /// follow from a seed, so every run can be repeated.
 ///
 /// A step is an access to an atomic, or an operation on a mutex or a condition. The threads are fibers of one thread of
-/// the system: changing from one to another takes some ten nanoseconds, so a million schedules take minutes.
+/// the system, so that a change from one to another is a function call, and a million schedules take minutes.
 ///
 /// CHOICES   Half of the seeds choose at random, with a probability of a change at each step that the seed decides. The
 ///           others give each thread a random priority, run the thread with the highest one that can go on, and move
