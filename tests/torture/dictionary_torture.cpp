@@ -5,6 +5,7 @@
 ///   dictionary-torture compact-kill N FOLDER  the same with a compaction before each save
 ///   dictionary-torture lock-kill N FOLDER     N kills among processes that change and save one dictionary in turn
 ///   dictionary-torture large N FOLDER         a dictionary with N GiB of literals, saved and opened
+///   dictionary-torture flips N FOLDER         N random bits of a file of 1 GiB, flipped one at a time
 ///   dictionary-torture memory MINUTES FOLDER  cycles of changes, compaction and saving, with the same memory after each
 ///   dictionary-torture mixed MINUTES THREADS  mixed work of threads on small dictionaries, some of which become full
 ///   dictionary-torture identity N             N operations whose answers are compared with a model of all IDs
@@ -17,6 +18,7 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
+#include "tests/torture/FlipTorture.h"
 #include "tests/torture/IdentityTorture.h"
 #include "tests/torture/LargeDictionary.h"
 #include "tests/torture/LinearizabilityTorture.h"
@@ -264,6 +266,8 @@ int run(const std::string& mode, const std::string& number, const std::string& f
     }
     const char* const seedText = std::getenv("MELNAR_SEED");
     const uint32_t seed = seedText == nullptr ? 1 : static_cast<uint32_t>(std::stoul(seedText));
+    if (mode == "flips")
+        return tortureByFlips({.m_numberOfFlips = std::stoul(number)}, folder, seed, std::cout) ? 0 : 1;
     if (mode == "memory")
         return tortureMemory({.m_duration = std::chrono::minutes(std::stoul(number))}, folder, std::cout) ? 0 : 1;
     if (mode == "mixed")
@@ -293,7 +297,7 @@ int run(const std::string& mode, const std::string& number, const std::string& f
 int main(const int argumentCount, const char* const* const arguments) {
     const bool hasFolder = argumentCount == 4;
     if (argumentCount != 3 && !hasFolder) {
-        std::cerr << "usage: dictionary-torture save-kill|compact-kill|lock-kill|large|memory N FOLDER\n"
+        std::cerr << "usage: dictionary-torture save-kill|compact-kill|lock-kill|large|flips|memory N FOLDER\n"
                      "       dictionary-torture mixed MINUTES THREADS\n"
                      "       dictionary-torture identity|linearizability N\n";
         return 2;
