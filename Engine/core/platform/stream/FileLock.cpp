@@ -108,22 +108,33 @@ bool lock(const std::string& fileName, const FileDescriptor& file, const int ope
     return true;
 }
 
-/// Returns whether the name and the open file are the same file. `errorCode` is 0 if both could be examined.
-bool isNameOf(const std::string& fileName, const FileDescriptor& file, struct stat& opened, int& errorCode) noexcept {
+/// A call that has failed, or none.
+struct FailedCall {
+    const char* m_name = nullptr;
+    int m_errorCode = 0;
+};
+
+/// Returns whether the name and the open file are the same file, if both could be examined.
+bool isNameOf(const std::string& fileName, const FileDescriptor& file, struct stat& opened,
+              FailedCall& failed) noexcept {
     struct stat named;
-    errorCode = ::stat(fileName.c_str(), &named) == 0 && ::fstat(file.get(), &opened) == 0 ? 0 : errno;
-    return errorCode == 0 && named.st_ino == opened.st_ino && named.st_dev == opened.st_dev;
+    failed = {};
+    if (::stat(fileName.c_str(), &named) != 0)
+        failed = {"stat", errno};
+    else if (::fstat(file.get(), &opened) != 0)
+        failed = {"fstat", errno};
+    return failed.m_name == nullptr && named.st_ino == opened.st_ino && named.st_dev == opened.st_dev;
 }
 
 /// Returns whether the locked file still has its name: a lock on a file that its holder has removed excludes no other
 /// writer.
 bool isStillNameOf(const std::string& fileName, const FileDescriptor& file, struct stat& opened) {
-    int errorCode;
-    if (isNameOf(fileName, file, opened, errorCode))
+    FailedCall failed;
+    if (isNameOf(fileName, file, opened, failed))
         return true;
-    if (errorCode != 0 && errorCode != ENOENT)
-        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_EXAMINE, MelnarException::NO_CAUSES, "stat", errorCode,
-                                  "Cannot examine lock file '", fileName, "'.");
+    if (failed.m_name != nullptr && failed.m_errorCode != ENOENT)
+        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_EXAMINE, MelnarException::NO_CAUSES, failed.m_name,
+                                  failed.m_errorCode, "Cannot examine lock file '", fileName, "'.");
     return false;
 }
 
@@ -220,8 +231,8 @@ bool FileLock::tryToTake(const WhenHeld& whenHeld) {
 /// cannot be removed does not block other writers.
 FileLock::~FileLock() {
     struct stat opened;
-    int errorCode;
-    if (isNameOf(m_lockFileName, m_file, opened, errorCode)) // unless it was removed by hand
+    FailedCall failed;
+    if (isNameOf(m_lockFileName, m_file, opened, failed)) // unless it was removed by hand
         ::unlink(m_lockFileName.c_str());
 }
 

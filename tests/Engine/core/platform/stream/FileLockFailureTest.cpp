@@ -34,20 +34,19 @@ protected:
 struct Failure {
     Call m_call;
     int m_errorCode;
-    bool m_isLeft; // whether the lock file of a killed holder is there
-    const char* m_systemCallName;
+    bool m_isLeft;         // whether the lock file of a killed holder is there
     const char* m_message; // before the path
     long m_sourceLineNumber;
 };
 
 TEST_F(FileLockFailureTest, eachSystemFailureHasItsPlaceAndLeavesNoLock) {
     const Failure failures[] = {
-        {Call::OPEN, ENOSPC, false, "open", "Cannot open lock file '", 50},
-        {Call::FLOCK, ENOLCK, false, "flock", "Cannot lock file '", 64},
-        {Call::FSTAT, EIO, false, "stat", "Cannot examine lock file '", 75},
-        {Call::PREAD, EIO, false, "pread", "Cannot read lock file '", 95},
-        {Call::UNLINK, EPERM, true, "unlink", "Cannot remove lock file '", 127},
-        {Call::WRITE, ENOSPC, false, "write", "Cannot write to lock file '", 148},
+        {Call::OPEN, ENOSPC, false, "Cannot open lock file '", 50},
+        {Call::FLOCK, ENOLCK, false, "Cannot lock file '", 64},
+        {Call::FSTAT, EIO, false, "Cannot examine lock file '", 75},
+        {Call::PREAD, EIO, false, "Cannot read lock file '", 95},
+        {Call::UNLINK, EPERM, true, "Cannot remove lock file '", 127},
+        {Call::WRITE, ENOSPC, false, "Cannot write to lock file '", 148},
     };
     for (const Failure& failure : failures) {
         if (failure.m_isLeft)
@@ -57,7 +56,7 @@ TEST_F(FileLockFailureTest, eachSystemFailureHasItsPlaceAndLeavesNoLock) {
             faults.failAfter(0, failure.m_errorCode, Duration::FOR_GOOD);
             const auto exception = catchException<SystemCallException>([&] { take(); });
             EXPECT_EQ(0u, exception.getMessage().find(failure.m_message + m_lockPath)) << exception.what();
-            EXPECT_STREQ(failure.m_systemCallName, exception.getSystemCallName());
+            EXPECT_STREQ(SystemCallFaults::getName(failure.m_call), exception.getSystemCallName());
             EXPECT_EQ(failure.m_errorCode, exception.getErrorCode());
             EXPECT_EQ(SOURCE_FILE, exception.getSourceFileName());
             EXPECT_EQ(failure.m_sourceLineNumber, exception.getSourceLineNumber());
