@@ -13,6 +13,7 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -46,6 +47,13 @@ bool performRound(const Fault& fault, const size_t allowed, const std::function<
     }
     counts += {round.getNumberOfFailures(), round.hasThrown(), round.hasFailed() && !round.hasThrown()};
     return !round.hasFailed() || testing::Test::HasFailure();
+}
+
+/// Returns whether an exception that names a call names that of the fault, and its error code.
+bool isOfFault(const SystemCallException* const exception, const Fault& fault) {
+    return exception == nullptr ||
+           (exception->getErrorCode() == fault.m_errorCode &&
+            std::string_view(exception->getSystemCallName()) == SystemCallFaults::getName(*fault.m_call));
 }
 
 /// More failures than any operation of the tests has.
@@ -102,9 +110,8 @@ void FailureRound::requireOfFailure(const std::exception_ptr& exception) const {
         if (!hasFailed() || m_fault.m_call)
             throw std::logic_error("No memory, but " + describe());
     } catch (const MelnarException& melnarException) {
-        const auto* const ofCall = dynamic_cast<const SystemCallException*>(&melnarException);
         if (!hasFailed() || !m_fault.m_call || melnarException.getKind() != FailureKind::SYSTEM ||
-            (ofCall != nullptr && ofCall->getErrorCode() != m_fault.m_errorCode))
+            !isOfFault(dynamic_cast<const SystemCallException*>(&melnarException), m_fault))
             throw std::logic_error(describe() + ": " + melnarException.what());
     } catch (const std::exception& other) {
         throw std::logic_error(describe() + ": " + other.what());

@@ -149,10 +149,14 @@ TEST(FailureLoopTest, onlyTheExceptionOfTheFailureIsAccepted) {
     const auto throwSystemCallException = [] {
         throw SystemCallException("file", 1, MelnarException::NO_CAUSES, "open", ENOSPC, "no space");
     };
+    const auto throwThatOfAnotherCall = [] {
+        throw SystemCallException("file", 1, MelnarException::NO_CAUSES, "read", EIO, "broken");
+    };
     expectRefusal(oneOpen, "open with error 5 fails once after 0: another",
                   [] { throw std::runtime_error("another"); });
     expectRefusal(oneOpen, "No memory, but open with error 5 fails once after 0", [] { throw std::bad_alloc(); });
     expectRefusal(oneOpen, "open with error 5 fails once after 0: ", throwSystemCallException);
+    expectRefusal(oneOpen, "open with error 5 fails once after 0: ", throwThatOfAnotherCall);
     expectRefusal(ONE_ALLOCATION, "allocation fails once after 0: ", throwSystemCallException);
     EXPECT_THROW(failEach(oneOpen, [](FailureRound& round) { round.attempt([] { throw std::bad_alloc(); }); }),
                  std::logic_error)
