@@ -6,7 +6,7 @@
 ///   dictionary-torture lock-kill N FOLDER     N kills among processes that change and save one dictionary in turn
 ///   dictionary-torture large N FOLDER         a dictionary with N GiB of literals, saved and opened
 ///   dictionary-torture flips N FOLDER         N random bits of a file of 1 GiB, flipped one at a time
-///   dictionary-torture memory MINUTES FOLDER  cycles of changes, compaction and saving, with the same memory after each
+///   dictionary-torture memory MINUTES FOLDER  cycles of changes, compaction and saving, after which memory is the same
 ///   dictionary-torture mixed MINUTES THREADS  mixed work of threads on small dictionaries, some of which become full
 ///   dictionary-torture identity N             N operations whose answers are compared with a model of all IDs
 ///   dictionary-torture linearizability N      N recorded histories of several threads, which must be linearizable
@@ -18,6 +18,7 @@
 #include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
+#include "tests/support/TestSeeds.h"
 #include "tests/torture/FlipTorture.h"
 #include "tests/torture/IdentityTorture.h"
 #include "tests/torture/LargeDictionary.h"
@@ -28,17 +29,19 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iostream>
 #include <random>
-#include <set>
+#include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <sys/wait.h>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -259,51 +262,129 @@ private:
     size_t m_newStates = 0;
 };
 
-int run(const std::string& mode, const std::string& number, const std::string& folder) {
-    if (mode == "large") {
-        checkLargeDictionary(std::stoul(number), folder);
-        return 0;
-    }
-    const char* const seedText = std::getenv("MELNAR_SEED");
-    const uint32_t seed = seedText == nullptr ? 1 : static_cast<uint32_t>(std::stoul(seedText));
-    if (mode == "flips")
-        return tortureByFlips({.m_numberOfFlips = std::stoul(number)}, folder, seed, std::cout) ? 0 : 1;
-    if (mode == "memory")
-        return tortureMemory({.m_duration = std::chrono::minutes(std::stoul(number))}, folder, std::cout) ? 0 : 1;
-    if (mode == "mixed")
-        return tortureByMixedWork(std::chrono::minutes(std::stoul(number)), std::stoul(folder), seed, std::cout) ? 0
-                                                                                                                 : 1;
-    if (mode == "identity")
-        return tortureIdentity(std::stoull(number), std::max(2U, std::thread::hardware_concurrency()), seed, std::cout)
-                   ? 0
-                   : 1;
-    if (mode == "linearizability")
-        return tortureLinearizability(std::stoul(number), seed, std::cout) ? 0 : 1;
-    if (mode == "lock-kill") {
-        killLockHolders(std::stoul(number), folder, seed);
-        return 0;
-    }
-    if (mode != "save-kill" && mode != "compact-kill")
-        throw std::invalid_argument("there is no mode '" + mode + "'");
-    Torture torture(mode == "save-kill" ? Mode::SAVE : Mode::COMPACT, folder, seed);
-    for (unsigned long kills = std::stoul(number); kills != 0; --kills)
+bool tortureByKills(const Mode mode, const size_t numberOfKills, const std::string& folder, const uint32_t seed) {
+    Torture torture(mode, folder, seed);
+    for (size_t kill = 0; kill < numberOfKills; ++kill)
         torture.kill();
     torture.report();
-    return torture.hasShownSomething() ? 0 : 1;
+    return torture.hasShownSomething();
+}
+
+/// What a verb is given. There is either a folder or a number of threads, or neither.
+struct Arguments {
+    size_t m_number;
+    std::string m_folder;
+    size_t m_numberOfThreads;
+    uint32_t m_seed;
+};
+
+/// Its action returns whether nothing was wrong, or throws.
+struct Verb {
+    const char* m_name;
+    std::vector<std::string_view> m_arguments;
+    bool (*m_perform)(const Arguments& arguments);
+};
+
+constexpr std::string_view FOLDER = "FOLDER"; // every other argument is a number
+
+const std::vector<Verb>& getVerbs() {
+    static const std::vector<Verb> VERBS{
+        {"save-kill",
+         {"N", FOLDER},
+         [](const Arguments& a) { return tortureByKills(Mode::SAVE, a.m_number, a.m_folder, a.m_seed); }},
+        {"compact-kill",
+         {"N", FOLDER},
+         [](const Arguments& a) { return tortureByKills(Mode::COMPACT, a.m_number, a.m_folder, a.m_seed); }},
+        {"lock-kill",
+         {"N", FOLDER},
+         [](const Arguments& a) {
+             killLockHolders(a.m_number, a.m_folder, a.m_seed);
+             return true;
+         }},
+        {"large",
+         {"N", FOLDER},
+         [](const Arguments& a) {
+             checkLargeDictionary(a.m_number, a.m_folder);
+             return true;
+         }},
+        {"flips",
+         {"N", FOLDER},
+         [](const Arguments& a) {
+             return tortureByFlips({.m_numberOfFlips = a.m_number}, a.m_folder, a.m_seed, std::cout);
+         }},
+        {"memory",
+         {"MINUTES", FOLDER},
+         [](const Arguments& a) {
+             return tortureMemory({.m_duration = std::chrono::minutes(a.m_number)}, a.m_folder, std::cout);
+         }},
+        {"mixed",
+         {"MINUTES", "THREADS"},
+         [](const Arguments& a) {
+             return tortureByMixedWork(std::chrono::minutes(a.m_number), a.m_numberOfThreads, a.m_seed, std::cout);
+         }},
+        {"identity",
+         {"N"},
+         [](const Arguments& a) {
+             return tortureIdentity(a.m_number, std::max(2U, std::thread::hardware_concurrency()), a.m_seed, std::cout);
+         }},
+        {"linearizability", {"N"}, [](const Arguments& a) {
+             return tortureLinearizability(a.m_number, a.m_seed, std::cout);
+         }}};
+    return VERBS;
+}
+
+std::string describeUsage(const Verb& verb) {
+    std::string text = std::string("usage: dictionary-torture ") + verb.m_name;
+    for (const std::string_view argument : verb.m_arguments)
+        text.append(1, ' ').append(argument);
+    return text + '\n';
+}
+
+/// A wrong command line: the message, and the right one.
+class UsageError : public std::invalid_argument {
+public:
+    using std::invalid_argument::invalid_argument;
+};
+
+const Verb& findVerb(const std::span<const std::string_view> words) {
+    const std::vector<Verb>& verbs = getVerbs();
+    const auto verb = words.empty() ? verbs.end() : std::ranges::find(verbs, words[0], &Verb::m_name);
+    if (verb != verbs.end())
+        return *verb;
+    std::string usage;
+    for (const Verb& known : verbs)
+        usage += describeUsage(known);
+    throw UsageError(usage);
+}
+
+size_t parseNumber(const Verb& verb, const std::string_view text) {
+    size_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size())
+        throw UsageError("dictionary-torture: '" + std::string(text) + "' is not a number\n" + describeUsage(verb));
+    return number;
+}
+
+bool run(const std::span<const std::string_view> words) {
+    const Verb& verb = findVerb(words);
+    if (words.size() != 1 + verb.m_arguments.size())
+        throw UsageError(describeUsage(verb));
+    Arguments arguments{parseNumber(verb, words[1]), "", 0, getTestSeeds(1).front()};
+    if (words.size() == 3 && verb.m_arguments[1] == FOLDER)
+        arguments.m_folder = words[2];
+    else if (words.size() == 3)
+        arguments.m_numberOfThreads = parseNumber(verb, words[2]);
+    return verb.m_perform(arguments);
 }
 
 } // namespace
 
 int main(const int argumentCount, const char* const* const arguments) {
-    const bool hasFolder = argumentCount == 4;
-    if (argumentCount != 3 && !hasFolder) {
-        std::cerr << "usage: dictionary-torture save-kill|compact-kill|lock-kill|large|flips|memory N FOLDER\n"
-                     "       dictionary-torture mixed MINUTES THREADS\n"
-                     "       dictionary-torture identity|linearizability N\n";
-        return 2;
-    }
     try {
-        return run(arguments[1], arguments[2], hasFolder ? arguments[3] : ".");
+        return run(std::vector<std::string_view>(arguments + 1, arguments + argumentCount)) ? 0 : 1;
+    } catch (const UsageError& error) {
+        std::cerr << error.what();
+        return 2;
     } catch (const std::exception& exception) {
         std::cerr << "dictionary-torture: " << exception.what() << '\n';
         return 1;
