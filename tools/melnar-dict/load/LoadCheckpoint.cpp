@@ -8,6 +8,7 @@
 
 #include <exception>
 #include <filesystem>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -67,9 +68,12 @@ void LoadCheckpoint::removeRemains(const std::string& folderName) noexcept {
 }
 
 void LoadCheckpoint::removeAllButUnfinished(const std::string& folderName) noexcept {
-    std::error_code error;
-    if (!std::filesystem::exists(getFileName(folderName), error) && !error)
-        ShardSpill::removeFrom(folderName);
+    try {
+        std::error_code error;
+        if (!std::filesystem::exists(getFileName(folderName), error) && !error)
+            ShardSpill::removeFrom(folderName);
+    } catch (const std::bad_alloc&) { // The next load removes them.
+    }
     removeRemains(folderName);
 }
 

@@ -7,12 +7,13 @@
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include "Engine/core/data-store/sharded/ShardManifest.h"
-#include "Engine/core/data-store/sharded/ShardedDictionary.h"
 #include "Engine/core/platform/stream/FileLock.h"
 #include "Engine/core/platform/stream/FolderNames.h"
 
 #include <filesystem>
 #include <system_error>
+
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 using namespace melnar;
@@ -49,9 +50,8 @@ ShardedFolder::ShardedFolder(const LoadOptions& options)
 }
 
 ShardedFolder::~ShardedFolder() {
-    std::error_code error;
-    if (m_isMade && !ShardedDictionary::isFolder(m_name))
-        fs::remove(m_name, error); // fails unless it is empty
+    if (m_isMade)
+        ::rmdir(m_name.c_str()); // fails unless it is empty
 }
 
 std::string ShardedFolder::getManifestName() const {
