@@ -1,0 +1,175 @@
+#include "tools/melnar-dict-mpi/RankLoadCommand.h"
+
+#include "Engine/core/data-store/sharded/ShardManifest.h"
+#include "Engine/core/platform/Unmovable.h"
+#include "tests/support/FailureLoop.h"
+#include "tests/support/FolderContents.h"
+#include "tests/support/TemporaryDirectory.h"
+#include "tools/melnar-dict-mpi/Ranks.h"
+#include "tools/melnar-dict/shell/CommandLine.h"
+#include "tools/melnar-dict/shell/StandardOutput.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <streambuf>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+// This process is the only rank of a run. So all that a load does can be made to fail, except what MPI does itself, and
+// the allocations of the thread that reads.
+
+namespace {
+
+using Call = SystemCallFaults::Call;
+
+/// The end of a whole run by MPI_Abort, which ends only the load here.
+struct Abort {
+    int m_exitCode;
+};
+
+} // namespace
+
+/// The linker replaces MPI_Abort by this function. The first parameter is a pointer in Open MPI.
+extern "C" int __wrap_MPI_Abort(void* communicator, int exitCode);
+
+int __wrap_MPI_Abort(void*, const int exitCode) {
+    throw Abort{exitCode};
+}
+
+namespace {
+
+/// Takes what is written to std::cerr, while it exists.
+class CapturedErrors : private Unmovable {
+public:
+    explicit CapturedErrors(const std::ostringstream& output) : m_before(std::cerr.rdbuf(output.rdbuf())) {}
+    ~CapturedErrors() { std::cerr.rdbuf(m_before); }
+
+private:
+    std::streambuf* const m_before;
+};
+
+class RankLoadFaultsSlowTest : public testing::Test {
+protected:
+    using Contents = std::map<std::string, std::string>; // of files
+    using Outcome = std::pair<ExitCode, std::string>;    // with the messages
+
+    static void SetUpTestSuite() {
+        ::setenv("OMPI_MCA_ess_singleton_isolated", "1", 1); // starts no other process
+        int argumentCount = 0;
+        char** arguments = nullptr;
+        s_ranks = std::make_unique<Ranks>(argumentCount, arguments);
+    }
+
+    static void TearDownTestSuite() { s_ranks.reset(); }
+
+    RankLoadFaultsSlowTest() {
+        std::string lines;
+        std::string turtle = "@prefix e: <http://example.org/> .\n";
+        for (int number = 0; number < 40; ++number) {
+            const std::string text = std::to_string(number);
+            lines += "<http://example.org/" + text + "> <a:p> \"text " + text + "\"@en .\n";
+            turtle += "e:" + text + " a e:Thing ; e:next _:b" + text + " .\n";
+        }
+        m_directory.addFile("a.nt", lines);
+        m_directory.addFile("b.ttl", turtle);
+        EXPECT_EQ(Request::WORK, readCommandLine(describeRankLoad(m_options),
+                                                 {getPath("a.nt"), getPath("b.ttl"), "-o", getPath("out/shards"),
+                                                  "--ids", getPath("out/rows.npy"), "--memory-limit", "128M",
+                                                  "--checkpoint", "1b", "--resume", "--quiet"}));
+        m_options.m_load.m_base = "http://example.org/"; // else the path, which differs each time
+    }
+
+    ~RankLoadFaultsSlowTest() override { ::close(m_null); }
+
+    std::string getPath(const std::string& name) const { return m_directory.getPathOf(name); }
+
+    void removeOutputs() const {
+        std::filesystem::remove_all(getPath("out"));
+        std::filesystem::create_directory(getPath("out"));
+    }
+
+    Contents getOutputs() const { return getContentsOfFolder(getPath("out")); }
+
+    Outcome load() {
+        StandardOutput output(m_null);
+        std::ostringstream errorOutput;
+        const CapturedErrors errors(errorOutput);
+        ExitCode exitCode = ExitCode::FAILURE;
+        try {
+            exitCode = runRankLoad(m_options, *s_ranks, output, errorOutput);
+        } catch (const RankEnd& end) {
+            exitCode = end.m_exitCode;
+        } catch (const Abort& abort) {
+            exitCode = static_cast<ExitCode>(abort.m_exitCode);
+        }
+        return {exitCode, errorOutput.str()};
+    }
+
+    /// Loads into a new folder, and again after each failure.
+    FailureCounts loadWithFailures(const std::vector<Fault>& faults, const size_t step) {
+        removeOutputs();
+        EXPECT_EQ(Outcome(ExitCode::DONE, ""), load());
+        const Contents expected = getOutputs();
+        EXPECT_LT(2u, expected.size());
+        size_t reports = 0;
+        const FailureCounts counts = failEach(
+            faults,
+            [&](FailureRound& round) {
+                removeOutputs();
+                Outcome outcome;
+                const bool isOver = round.attempt([&] { outcome = load(); });
+                const bool isDone = isOver && outcome.first == ExitCode::DONE;
+                EXPECT_EQ(isOver && !isDone, !outcome.second.empty()) << outcome.second;
+                reports += isOver && !isDone;
+                if (!isDone) {
+                    const Contents left = getOutputs();
+                    EXPECT_EQ(left.contains(std::string("shards/") + ShardManifest::FILE_NAME),
+                              left.contains("rows.npy"))
+                        << "both are old, or both are new";
+                    EXPECT_EQ(Outcome(ExitCode::DONE, ""), load());
+                }
+                const Contents outputs = getOutputs();
+                EXPECT_TRUE(std::ranges::includes(outputs, expected));
+                EXPECT_TRUE(outputs.size() == expected.size() || (isDone && round.getFault().m_call == Call::UNLINK));
+            },
+            step);
+        std::cout << "Loading by ranks: " << counts << ", of which " << reports << " were reported\n";
+        return counts;
+    }
+
+    static std::unique_ptr<Ranks> s_ranks;
+
+    const TemporaryDirectory m_directory;
+    const int m_null = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    RankLoadOptions m_options;
+};
+
+std::unique_ptr<Ranks> RankLoadFaultsSlowTest::s_ranks;
+
+TEST_F(RankLoadFaultsSlowTest, anyCallOfALoadMayFail) {
+    FailureCounts counts =
+        loadWithFailures(ofCalls({Call::OPEN, Call::READ, Call::PREAD, Call::WRITE, Call::PWRITE, Call::FSTAT,
+                                  Call::STAT, Call::FSYNC, Call::FDATASYNC, Call::RENAME, Call::FLOCK, Call::UNLINK},
+                                 {EIO}),
+                         97);
+    counts += loadWithFailures(ofCalls({Call::MMAP, Call::MPROTECT}, {ENOMEM}), 1999);
+    EXPECT_LT(10u, counts.m_failures);
+}
+
+TEST_F(RankLoadFaultsSlowTest, anyAllocationOfALoadMayFail) {
+    EXPECT_LT(10u, loadWithFailures(ofAllocations(), 1999).m_failures);
+}
+
+} // namespace
