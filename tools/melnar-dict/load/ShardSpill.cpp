@@ -1,6 +1,5 @@
 #include "tools/melnar-dict/load/ShardSpill.h"
 
-#include "tools/melnar-dict/rows/RowLayout.h"
 #include "tools/melnar-dict/shell/NumberText.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
@@ -8,6 +7,7 @@
 #include "Engine/core/data-store/dictionary/BatchFailure.h"
 #include "Engine/core/data-store/sharded/ShardManifest.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
+#include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/stream/FileInputStream.h"
 #include "Engine/core/platform/stream/FolderNames.h"
 
@@ -25,6 +25,10 @@
 using namespace melnar;
 
 namespace {
+
+constexpr const char* const SOURCE_FILE = "tools/melnar-dict/load/ShardSpill";
+constexpr long LINE_DAMAGED_TERMS = 57;
+constexpr long LINE_DAMAGED_ROWS = 231;
 
 // Enough for a dictionary to work at full speed.
 constexpr size_t TERMS_OF_A_BATCH = 2048;
@@ -48,24 +52,35 @@ struct Batch {
     std::vector<BatchEntry> m_entries;
 };
 
-/// Reads a batch of the remaining terms, up to its size.
-void readBatch(FileInputStream& input, uint64_t& remainingBytes, Batch& batch) {
+/// Reads a batch of the remaining terms of a shard, up to its size.
+void readBatch(FileInputStream& input, const uint32_t shard, uint64_t& remainingBytes, Batch& batch) {
+    constexpr size_t BYTES_BEFORE_FORM = sizeof(uint32_t) + sizeof(BatchEntry::m_datatypeID);
     batch.m_forms.clear();
     batch.m_entries.clear();
     std::vector<size_t> begins;
+    const auto requireSound = [&input](const bool isSound) {
+        if (!isSound)
+            throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_DAMAGED_TERMS,
+                                  MelnarException::NO_CAUSES, "File '", input.getName(),
+                                  "' is damaged: it does not contain terms of its shard.");
+    };
     while (remainingBytes != 0 && begins.size() < TERMS_OF_A_BATCH && batch.m_forms.size() < BYTES_OF_A_BATCH) {
+        requireSound(remainingBytes >= BYTES_BEFORE_FORM);
         const uint32_t length = input.readUInt32();
+        requireSound(length <= remainingBytes - BYTES_BEFORE_FORM);
         BatchEntry& entry = batch.m_entries.emplace_back();
         input.readExactly(&entry.m_datatypeID, sizeof(entry.m_datatypeID));
         begins.push_back(batch.m_forms.size());
         batch.m_forms.resize(begins.back() + length);
         input.readExactly(batch.m_forms.data() + begins.back(), length);
-        remainingBytes -= sizeof(length) + sizeof(entry.m_datatypeID) + length;
+        remainingBytes -= BYTES_BEFORE_FORM + length;
     }
     begins.push_back(batch.m_forms.size());
-    for (size_t index = 0; index < batch.m_entries.size(); ++index)
-        batch.m_entries[index].m_lexicalForm =
-            std::string_view(batch.m_forms.data() + begins[index], begins[index + 1] - begins[index]);
+    for (size_t index = 0; index < batch.m_entries.size(); ++index) {
+        BatchEntry& entry = batch.m_entries[index];
+        entry.m_lexicalForm = std::string_view(batch.m_forms.data() + begins[index], begins[index + 1] - begins[index]);
+        requireSound(ShardLayout::getShard(entry.m_lexicalForm, entry.m_datatypeID) == shard);
+    }
 }
 
 } // namespace
@@ -199,7 +214,7 @@ void ShardSpill::resolveShard(ShardedDictionary& dictionary, const uint32_t shar
         Batch batch;
         std::vector<BatchFailure> failures;
         while (remainingBytes != 0) {
-            readBatch(input, remainingBytes, batch);
+            readBatch(input, shard, remainingBytes, batch);
             shardDictionary.resolveResources(thread, batch.m_entries, failures);
             if (!failures.empty())
                 failures.front().throwException();
@@ -210,33 +225,51 @@ void ShardSpill::resolveShard(ShardedDictionary& dictionary, const uint32_t shar
     m_ids[shard]->flush();
 }
 
-void ShardSpill::writeRows(const size_t idWidth, OutputStream& output) {
+void ShardSpill::writeRows(const RowLayout& layout, const uint64_t endOfIDs, OutputStream& output) {
     if (m_rows == nullptr)
         return;
     m_rows->flush();
     std::array<std::unique_ptr<FileInputStream>, ShardLayout::NUMBER_OF_SHARDS> ids;
     FileInputStream input(m_rows->getName());
+    uint64_t remainingBytes = m_rows->getNumberOfBytes();
+    const auto requireSound = [&input](const bool isSound) {
+        if (!isSound)
+            throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_DAMAGED_ROWS, MelnarException::NO_CAUSES,
+                                  "File '", input.getName(), "' is damaged: it does not contain rows of this load.");
+    };
+    const auto take = [&](const uint64_t number, const size_t size) {
+        requireSound(number <= remainingBytes / size);
+        remainingBytes -= number * size;
+        return number;
+    };
     std::vector<uint8_t> shards;
     std::vector<uint64_t> globalIDs; // of the block's unknown terms
     std::vector<uint64_t> cells;
     std::string bytes;
-    for (uint64_t remainingBytes = m_rows->getNumberOfBytes(); remainingBytes != 0;) {
-        shards.resize(input.readUInt32());
+    while (remainingBytes != 0) {
+        take(1, sizeof(uint32_t));
+        shards.resize(take(input.readUInt32(), sizeof(uint8_t)));
         input.readExactly(shards.data(), shards.size());
         globalIDs.clear();
         for (const uint8_t shard : shards) {
+            requireSound(m_ids[shard] != nullptr);
             if (ids[shard] == nullptr)
                 ids[shard] = std::make_unique<FileInputStream>(m_ids[shard]->getName(), BUFFER_SIZE_OF_IDS);
             globalIDs.push_back(ShardLayout::toGlobal(ids[shard]->readUInt64(), shard));
         }
-        cells.resize(input.readUInt64());
+        take(1, sizeof(uint64_t));
+        cells.resize(take(input.readUInt64(), sizeof(uint64_t)));
         input.readExactly(cells.data(), cells.size() * sizeof(uint64_t));
-        remainingBytes -= sizeof(uint32_t) + shards.size() + sizeof(uint64_t) + cells.size() * sizeof(uint64_t);
-        for (uint64_t& cell : cells)
-            if ((cell & UNKNOWN) != 0)
+        requireSound(cells.size() % layout.m_columns == 0);
+        for (uint64_t& cell : cells) {
+            if ((cell & UNKNOWN) != 0) {
+                requireSound((cell & ~UNKNOWN) < globalIDs.size());
                 cell = globalIDs[cell & ~UNKNOWN];
+            }
+            requireSound(cell < endOfIDs);
+        }
         bytes.clear();
-        appendIDs(cells, idWidth, bytes);
+        appendIDs(cells, layout.m_idWidth, bytes);
         output.write(bytes.data(), bytes.size());
     }
 }

@@ -2,6 +2,7 @@
 
 #include "tools/melnar-dict/load/LoadWork.h"
 #include "tools/melnar-dict/load/SpillFile.h"
+#include "tools/melnar-dict/rows/RowLayout.h"
 
 #include "Engine/core/data-store/dictionary/BatchEntry.h"
 #include "Engine/core/data-store/sharded/ShardLayout.h"
@@ -27,12 +28,14 @@ class ShardedDictionary;
 ///   work-rows      for each block of the input: the number of its unknown terms, 4 bytes; the shard of each, a byte; the
 ///                  number of cells, 8 bytes; the cells, 8 bytes each: an ID, or UNKNOWN and the number of such a term
 ///
-/// A term that is unknown in several blocks is there for each of them.
+/// A term that is unknown in several blocks is there for each of them. The files have no checksums. What is read from
+/// them is checked as far as the dictionary and the rows depend on it: lengths, shards, and the range of IDs.
 ///
 /// Ownership  Owns the files, and removes them at the end unless they are to be kept.
 /// Threads    addTerm: one at a time for each shard. addRows: one at a time. resolveShard: any number concurrently,
 ///            each with its own shard, when all terms have been added. writeRows: alone, after that.
-/// Errors     SystemCallException; those of the dictionary for terms that it cannot take.
+/// Errors     SystemCallException; those of the dictionary for terms that it cannot take; MelnarException, which names
+///            the file, if it is damaged.
 class ShardSpill : private Unmovable {
 public:
     /// The mark of a cell whose term is unknown; the rest of the cell is the term's number in its block.
@@ -90,8 +93,8 @@ public:
     /// Lets a shard resolve its terms.
     void resolveShard(ShardedDictionary& dictionary, uint32_t shard);
 
-    /// Writes all rows that were added, with IDs of this width.
-    void writeRows(size_t idWidth, OutputStream& output);
+    /// Writes all rows that were added, in this layout. All IDs of the dictionary are below `endOfIDs`.
+    void writeRows(const RowLayout& layout, uint64_t endOfIDs, OutputStream& output);
 
 private:
     std::string getName(const std::string& kind) const;

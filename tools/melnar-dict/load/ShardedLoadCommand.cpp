@@ -212,9 +212,9 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
                            dictionary, spill, checkpoint ? &*checkpoint : nullptr);
         }
         if (rows) {
-            const uint64_t largestID = dictionary.getEndOfResourceIDs() - 1;
-            rows->open(largestID);
-            spill.writeRows(rows->getLayout().m_idWidth, rows->getStream());
+            const uint64_t endOfIDs = dictionary.getEndOfResourceIDs();
+            rows->open(endOfIDs - 1);
+            spill.writeRows(rows->getLayout(), endOfIDs, rows->getStream());
         }
         ShardManifest manifest =
             dictionary.saveShards(folder.getName(), ShardedDictionary::State::WHOLE, options.m_numberOfThreads);

@@ -30,6 +30,7 @@ namespace {
 
 constexpr size_t MEMORY_LIMIT = size_t(256) << 20;
 constexpr uint64_t TERMS_OF_A_SHARD = 10000;
+constexpr uint64_t END_OF_IDS = 3'000'000; // of rows
 
 /// A term in a block of the input.
 struct SpilledTerm {
@@ -110,9 +111,15 @@ protected:
         return rows;
     }
 
+    static std::string getNameOfTermFile(const uint32_t shard) {
+        char name[14];
+        std::snprintf(name, sizeof(name), "work-terms-%02x", static_cast<unsigned>(shard % 256));
+        return name;
+    }
+
     static std::vector<uint64_t> getRows(ShardSpill& spill, const size_t width = RowLayout::WIDE) {
         MemoryOutputStream output;
-        spill.writeRows(width, output);
+        spill.writeRows({3, width}, END_OF_IDS, output);
         std::vector<uint64_t> ids;
         takeIDs(output.getBytes(), width, ids);
         return ids;
@@ -279,6 +286,59 @@ TEST_F(ShardSpillTest, aFileThatIsGoneOrTooShortIsNamed) {
         m_directory.addFile(name, contents);
     }
     EXPECT_NO_THROW(ShardSpill(getFolder(), work));
+}
+
+/// The files have no checksums, so a damaged one may contain anything.
+TEST_F(ShardSpillTest, damagedTermsAreRefused) {
+    const std::string form = "abcd";
+    const uint32_t shard = getShard({form});
+    const std::string fileName = getNameOfTermFile(shard);
+    const std::string term = std::string("\4\0\0\0\5", 5) + form;
+    for (const std::string& damaged :
+         {term + term.substr(0, 4), term + term.substr(0, 8), std::string("\xFF\xFF\xFF\xFF\5", 5) + form,
+          std::string("\4\0\0\0\5", 5) + "abce", std::string("\4\0\0\0\6", 5) + form}) {
+        m_directory.addFile(fileName, damaged);
+        LoadWork work;
+        work.m_shards[shard].m_bytesOfTerms = damaged.size();
+        ShardSpill spill(getFolder(), work);
+        const auto exception = catchException<MelnarException>([&] { spill.resolveShard(m_dictionary, shard); });
+        EXPECT_EQ("File '" + getFolder() + '/' + fileName + "' is damaged: it does not contain terms of its shard.",
+                  exception.getMessage());
+        EXPECT_EQ(FailureKind::DAMAGED_FILE, exception.getKind());
+        EXPECT_EQ("tools/melnar-dict/load/ShardSpill", exception.getSourceFileName());
+        EXPECT_EQ(57, exception.getSourceLineNumber());
+    }
+}
+
+TEST_F(ShardSpillTest, damagedRowsAreRefused) {
+    const SpilledTerm term{"abcd"};
+    const uint32_t shard = getShard(term);
+    const auto number = [](const uint64_t value, const size_t size) {
+        return std::string(reinterpret_cast<const char*>(&value), size);
+    };
+    const std::string noTerms = number(0, 4);
+    const std::string aTerm = number(1, 4) + static_cast<char>(shard);
+    const std::string cells = number(3, 8) + number(1, 8) + number(1, 8);
+    for (const std::string& damaged : {
+             std::string("\0\0", 2), number(~uint32_t(0), 4), number(2, 4) + static_cast<char>(shard),
+             number(1, 4) + static_cast<char>(shard + 1),                             // a shard without spilled terms
+             aTerm + "\1", noTerms + number(~uint64_t(0), 8), noTerms + number(1, 8), // fewer cells
+             noTerms + number(1, 8) + number(1, 8),                                   // a part of a row
+             noTerms + cells + number(END_OF_IDS, 8), noTerms + cells + number(ShardSpill::UNKNOWN, 8),
+             aTerm + cells + number(ShardSpill::UNKNOWN | 1, 8), // a second term
+         }) {
+        m_directory.addFile("work-rows", damaged);
+        LoadWork work;
+        work.m_bytesOfRows = damaged.size();
+        ShardSpill spill(getFolder(), work);
+        spill.addTerm(shard, {term.m_form, 0, term.m_datatypeID});
+        spill.resolveShard(m_dictionary, shard);
+        const auto exception = catchException<MelnarException>([&] { getRows(spill); });
+        EXPECT_EQ("File '" + getFolder() + "/work-rows' is damaged: it does not contain rows of this load.",
+                  exception.getMessage());
+        EXPECT_EQ(FailureKind::DAMAGED_FILE, exception.getKind());
+        EXPECT_EQ(231, exception.getSourceLineNumber());
+    }
 }
 
 TEST_F(ShardSpillTest, theNextAttemptHasTheSameResultWhateverCallOrAllocationFails) {
