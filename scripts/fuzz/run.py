@@ -1,0 +1,247 @@
+#!/usr/bin/env python3
+"""Runs the programs that fuzz, and keeps the inputs with which they reach more code.
+
+An input that reaches something new, or that shows a fault, stays below build/fuzz-corpus. Programs start from these
+inputs and from the seeds: those in tests/fuzz/seeds, and those that make-fuzz-seeds has written beside the programs.
+"""
+
+import argparse
+import json
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+from concurrent.futures import ThreadPoolExecutor
+from dataclasses import dataclass
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+
+# The code that a program is to reach, by the beginning of its name.
+CODE_UNDER_TEST = {
+    "fuzz-reader-": r"Reader/",
+    "fuzz-comparison-": r"Reader/",
+    "fuzz-c": r"Engine/c/",
+    "fuzz-compressed": r"tools/melnar-dict/input/(Bit|Bzip2|Decoding|Gzip|Packed|Xz|Zstd)",
+    "fuzz-dictionary-file": r"Engine/core/data-store/(Dictionary(File|History|Identity)|Section|dictionary/Datatype)",
+    "fuzz-literal": r"Engine/core/data-store/dictionary/(PlainLiteral|Prepared|String|Table|Group|LexicalForm)",
+    "fuzz-round-trip": r"Engine/core/data-store/terms/",
+    "fuzz-rows": r"tools/melnar-dict/(rows/(Dictionary|NpyHeader|RowLayout|RowReader)|rewrite/RowDecoder)",
+    "fuzz-shard-manifest": r"Engine/core/data-store/sharded/ShardManifest",
+    "fuzz-unfinished-load": r"tools/melnar-dict/load/(LoadCheckpoint|LoadWork|Shard|Spill)",
+}
+
+# Programs that read RDF, by the ends of their names, start from real files, too.
+EXTENSIONS = {"-n-triples": "nt", "-n-quads": "nq", "-turtle": "ttl", "-trig": "trig"}
+LONGEST_RDF_INPUT = 2000
+
+SECONDS_OF_AN_INPUT = 20
+
+
+class Failed(Exception):
+    """Ends the program with a message."""
+
+
+@dataclass(frozen=True)
+class Folders:
+    programs: Path
+    seeds: Path = ROOT / "tests/fuzz/seeds"
+    corpus: Path = ROOT / "build/fuzz-corpus"
+    data: Path | None = None
+
+    def get_programs(self):
+        found = sorted(path for path in self.programs.glob("fuzz-*") if path.is_file() and os.access(path, os.X_OK))
+        if not found:
+            raise Failed(f"there are no programs in {self.programs}")
+        return found
+
+    def get_corpus(self, program):
+        """Returns the folder to which a program adds inputs."""
+        folder = self.corpus / program.name
+        folder.mkdir(parents=True, exist_ok=True)
+        return folder
+
+    def get_generated(self, program):
+        return self.programs / "seeds" / program.name
+
+    def get_inputs(self, program):
+        """Returns all folders with inputs of a program; it adds only to the first one."""
+        folders = [self.get_corpus(program), self.seeds / program.name, self.get_generated(program)]
+        extension = get_extension(program)
+        if extension:
+            files = self.corpus / f"real-{extension}"
+            files.mkdir(parents=True, exist_ok=True)
+            for source in (self.seeds, self.data):
+                for file in sorted(source.rglob(f"*.{extension}")) if source else ():
+                    with file.open("rb") as text:
+                        (files / file.name).write_bytes(text.read(LONGEST_RDF_INPUT))
+            folders.append(files)
+        return [folder for folder in folders if folder.is_dir()]
+
+
+def get_extension(program):
+    return next((extension for end, extension in EXTENSIONS.items() if program.name.endswith(end)), None)
+
+
+def get_options(program):
+    return [f"-timeout={SECONDS_OF_AN_INPUT}"] + (
+        [f"-max_len={LONGEST_RDF_INPUT}"] if get_extension(program) else [])
+
+
+def get_environment(program):
+    environment = dict(os.environ)
+    # What the other readers leak is not ours to mend.
+    environment["ASAN_OPTIONS"] = "detect_leaks=" + ("0" if "comparison" in program.name else "1")
+    if os.access("/dev/shm", os.W_OK):
+        environment["TMPDIR"] = "/dev/shm"  # Some programs write many small files.
+    return environment
+
+
+def run_program(program, arguments, log):
+    """Runs a program and returns whether it has succeeded; its output is in a file."""
+    with log.open("wb") as output:
+        return subprocess.run([program, *arguments], env=get_environment(program), stdin=subprocess.DEVNULL,
+                              stdout=output, stderr=subprocess.STDOUT, check=False).returncode == 0
+
+
+def find_last(pattern, text):
+    """Returns the last number that follows a pattern, or 0."""
+    found = re.findall(pattern, text)
+    return int(found[-1]) if found else 0
+
+
+def summarize(output):
+    """Returns the runs, the seconds and the coverage of a program, according to its output."""
+    return (find_last(r"Done (\d+) runs", output), find_last(r"runs in (\d+) second", output),
+            find_last(r"\bcov: (\d+)", output))
+
+
+def get_own_lines(output):
+    """Returns what a program, and not libFuzzer, has printed."""
+    foreign = re.compile(r"#\d+\s|INFO: |Done \d+ runs|WARNING: no interesting inputs|Running: |\s*$|\tNewPC|\tNEW_FUNC|"
+                         r"\s*NEW_FUNC|###### |\".*\" # Uses: \d+$")
+    return [line for line in output.splitlines() if not foreign.match(line)]
+
+
+def fuzz(folders, seconds, jobs):
+    """Runs each program for so many seconds. Returns whether none has found a fault."""
+    programs = folders.get_programs()
+    inputs = {program: folders.get_inputs(program) for program in programs}
+
+    def run(program):
+        log = folders.corpus / f"{program.name}.txt"
+        is_right = run_program(program, [f"-max_total_time={seconds}", *get_options(program),
+                                         f"-artifact_prefix={folders.corpus}/", *inputs[program]], log)
+        output = log.read_text(encoding="utf-8", errors="replace")
+        return program, is_right, output
+
+    are_right = True
+    with ThreadPoolExecutor(jobs) as pool:
+        for program, is_right, output in pool.map(run, programs):
+            runs, duration, coverage = summarize(output)
+            print(f"{program.name:<26} {runs:>12,} runs in {duration:>6,} s, coverage {coverage:>7,}", flush=True)
+            lines = get_own_lines(output)
+            if not is_right:
+                print(f"{program.name} has failed; its input is in {folders.corpus}:")
+            for line in lines if is_right else output.splitlines()[-60:]:
+                print("    " + line)
+            are_right = are_right and is_right
+    return are_right
+
+
+def get_code_under_test(program):
+    found = [code for beginning, code in CODE_UNDER_TEST.items()
+             if program.name == beginning or (beginning.endswith("-") and program.name.startswith(beginning))]
+    if len(found) != 1:
+        raise Failed(f"it is not stated what {program.name} tests")
+    return re.compile(found[0])
+
+
+def count_lines(report, code, root=ROOT):
+    """Returns how many lines of the code are reached, and how many there are, from llvm-cov's summary."""
+    reached = lines = 0
+    for file in report["data"][0]["files"]:
+        name = os.path.relpath(file["filename"], root)
+        if code.match(name):
+            reached += file["summary"]["lines"]["covered"]
+            lines += file["summary"]["lines"]["count"]
+    return reached, lines
+
+
+def state_coverage(folders):
+    """Runs all inputs once, and prints which part of the code under test they reach."""
+    with tempfile.TemporaryDirectory() as scratch:
+        os.environ["LLVM_PROFILE_FILE"] = f"{scratch}/raw"
+        for program in folders.get_programs():
+            log = Path(scratch) / "log"
+            with tempfile.TemporaryDirectory() as empty:  # Nothing is added.
+                if not run_program(program, ["-runs=0", *get_options(program), empty, *folders.get_inputs(program)],
+                                   log):
+                    raise Failed(f"{program.name} has failed:\n" + log.read_text(encoding="utf-8", errors="replace"))
+            subprocess.run(["llvm-profdata-14", "merge", "-sparse", f"{scratch}/raw", "-o", f"{scratch}/merged"],
+                           check=True)
+            report = subprocess.run(["llvm-cov-14", "export", "-summary-only", f"-instr-profile={scratch}/merged",
+                                     program], check=True, capture_output=True).stdout
+            reached, lines = count_lines(json.loads(report), get_code_under_test(program))
+            if lines == 0:
+                raise Failed(f"{program.name} has none of the code that it tests")
+            print(f"{program.name:<26} {reached:>6,} of {lines:>6,} lines, {100 * reached / lines:.1f}%", flush=True)
+
+
+def minimize(folders):
+    """Replaces the seeds in the repository by the fewest inputs that reach, with the generated ones, the same code."""
+    for program in folders.get_programs():
+        generated = folders.get_generated(program)
+        with tempfile.TemporaryDirectory() as scratch:
+            merged = Path(scratch) / "merged"
+            merged.mkdir()
+            for file in generated.iterdir() if generated.is_dir() else ():
+                shutil.copy(file, merged)
+            log = Path(scratch) / "log"
+            # How often a line is reached does not count: that would need ten times as many inputs.
+            if not run_program(program, ["-merge=1", "-use_counters=0", *get_options(program), merged,
+                                         *folders.get_inputs(program)], log):
+                raise Failed(f"{program.name} has failed:\n" + log.read_text(encoding="utf-8", errors="replace"))
+            for file in generated.iterdir() if generated.is_dir() else ():
+                (merged / file.name).unlink()
+            seeds = folders.seeds / program.name
+            shutil.rmtree(seeds, ignore_errors=True)
+            if any(merged.iterdir()):
+                shutil.copytree(merged, seeds)
+            files = sorted(merged.iterdir())
+            print(f"{program.name:<26} {len(files):>5,} inputs, {sum(file.stat().st_size for file in files):>8,} bytes",
+                  flush=True)
+
+
+def main(arguments):
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("programs", type=Path, help="the folder of the programs")
+    task = parser.add_mutually_exclusive_group(required=True)
+    task.add_argument("--minutes", type=int, help="fuzz for that long in all")
+    task.add_argument("--seconds", type=int, help="fuzz with each program for that long")
+    task.add_argument("--coverage", action="store_true", help="state which lines the inputs reach")
+    task.add_argument("--minimize", action="store_true", help="replace the seeds by a minimal set of all inputs")
+    parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="programs that run at a time")
+    options = parser.parse_args(arguments)
+    data = os.environ.get("MELNAR_DATA")
+    folders = Folders(options.programs, data=Path(data) if data else None)
+    try:
+        if options.coverage:
+            state_coverage(folders)
+        elif options.minimize:
+            minimize(folders)
+        else:
+            seconds = options.seconds or options.minutes * 60 * options.jobs // len(folders.get_programs())
+            if not fuzz(folders, seconds, options.jobs):
+                return 1
+            print(f"\nNothing failed in {seconds} s of each program.")
+        return 0
+    except Failed as failed:
+        print(f"run.py: {failed}", file=sys.stderr)
+        return 1
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))

@@ -1,0 +1,150 @@
+#!/usr/bin/env python3
+"""Tests of scripts/fuzz/run.py, with programs that print like libFuzzer."""
+
+import contextlib
+import importlib.util
+import io
+import tempfile
+import unittest
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[3]
+SPECIFICATION = importlib.util.spec_from_file_location("run", ROOT / "scripts/fuzz/run.py")
+run = importlib.util.module_from_spec(SPECIFICATION)
+SPECIFICATION.loader.exec_module(run)
+
+OUTPUT = """INFO: Seed: 1
+#2\tINITED cov: 10 ft: 11 corp: 1/1b exec/s: 0 rss: 30Mb
+of its own
+\tNEW_FUNC[1/2]: 0x55 in f() a.cpp:1
+#1234\tDONE   cov: 57 ft: 90 corp: 3/9b exec/s: 617 rss: 40Mb
+###### Recommended dictionary. ######
+"\\"\\000" # Uses: 92
+###### End of recommended dictionary. ######
+Done 1234 runs in 2 second(s)
+"""
+
+
+class RunTest(unittest.TestCase):
+    def setUp(self):
+        self.directory = tempfile.TemporaryDirectory()
+        self.addCleanup(self.directory.cleanup)
+        self.root = Path(self.directory.name)
+        self.folders = run.Folders(self.root / "programs", self.root / "seeds", self.root / "corpus")
+        (self.root / "programs").mkdir()
+        (self.root / "seeds").mkdir()
+
+    def add_file(self, name, text=""):
+        path = self.root / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text, encoding="utf-8")
+        return path
+
+    def add_program(self, name, script=""):
+        path = self.add_file(f"programs/{name}", f"#!/bin/sh\necho \"$@\" >\"$0.arguments\"\n{script}\n")
+        path.chmod(0o755)
+        return path
+
+    def get_arguments(self, program):
+        return (program.parent / f"{program.name}.arguments").read_text(encoding="utf-8").split()
+
+    def run_task(self, task, *arguments):
+        with contextlib.redirect_stdout(io.StringIO()) as output:
+            result = task(self.folders, *arguments)
+        return result, output.getvalue()
+
+    def test_figures_and_own_lines_are_those_of_the_output(self):
+        self.assertEqual((1234, 2, 57), run.summarize(OUTPUT))
+        self.assertEqual((0, 0, 0), run.summarize(""))
+        self.assertEqual(["of its own"], run.get_own_lines(OUTPUT))
+
+    def test_no_program_is_a_failure(self):
+        self.add_file("programs/fuzz-not-executable")
+        with self.assertRaises(run.Failed):
+            self.folders.get_programs()
+
+    def test_every_program_runs_and_adds_only_to_the_corpus(self):
+        script = f"cat <<'END'\n{OUTPUT}END"
+        programs = [self.add_program(f"fuzz-{name}", script) for name in ("a", "b", "c")]
+        self.add_file("seeds/fuzz-b/seed")
+        self.add_file("programs/seeds/fuzz-b/made")
+        result, output = self.run_task(run.fuzz, 7, 2)
+        self.assertTrue(result)
+        self.assertEqual(3, output.count("1,234 runs in      2 s, coverage      57"))
+        self.assertEqual(3, output.count("of its own"))
+        for program in programs:
+            arguments = self.get_arguments(program)
+            self.assertIn("-max_total_time=7", arguments)
+            folders = [argument for argument in arguments if not argument.startswith("-")]
+            self.assertEqual(str(self.root / "corpus" / program.name), folders[0])
+            self.assertEqual([str(self.root / "seeds/fuzz-b"), str(self.root / "programs/seeds/fuzz-b")]
+                             if program.name == "fuzz-b" else [], folders[1:])
+
+    def test_a_program_that_fails_is_shown_and_the_others_run(self):
+        self.add_program("fuzz-a", "echo 'not so: a claim'; exit 77")
+        other = self.add_program("fuzz-b")
+        result, output = self.run_task(run.fuzz, 7, 1)
+        self.assertFalse(result)
+        self.assertIn("fuzz-a has failed", output)
+        self.assertIn("not so: a claim", output)
+        self.assertNotEqual([], self.get_arguments(other))
+
+    def test_programs_that_read_rdf_start_from_the_beginnings_of_real_files(self):
+        program = self.add_program("fuzz-reader-turtle")
+        self.add_file("data/folder/real.ttl", "x" * 5000)
+        self.add_file("data/real.nt")
+        self.folders = run.Folders(self.root / "programs", self.root / "seeds", self.root / "corpus",
+                                   self.root / "data")
+        self.run_task(run.fuzz, 7, 1)
+        self.assertIn(str(self.root / "corpus/real-ttl"), self.get_arguments(program))
+        self.assertIn("-max_len=2000", self.get_arguments(program))
+        self.assertEqual(["real.ttl"], [file.name for file in (self.root / "corpus/real-ttl").iterdir()])
+        self.assertEqual(2000, (self.root / "corpus/real-ttl/real.ttl").stat().st_size)
+
+    def test_lines_are_those_of_the_code_under_test(self):
+        def describe(name, count, covered):
+            return {"filename": f"{ROOT}/{name}", "summary": {"lines": {"count": count, "covered": covered}}}
+        report = {"data": [{"files": [describe("Reader/A.cpp", 10, 4), describe("Reader/B.h", 5, 5),
+                                      describe("tests/Reader/C.cpp", 100, 100), describe("Engine/D.cpp", 100, 0)]}]}
+        code = run.get_code_under_test(Path("fuzz-reader-turtle"))
+        self.assertEqual((9, 15), run.count_lines(report, code))
+
+    def test_the_code_of_every_program_is_known(self):
+        sources = [path.relative_to(ROOT).as_posix() for folder in ("Engine", "Reader", "tools")
+                   for path in (ROOT / folder).rglob("*.cpp")]
+        names = [f"fuzz-{kind}-{syntax}" for kind in ("reader", "comparison")
+                 for syntax in ("n-triples", "n-quads", "turtle", "trig")]
+        names += ["fuzz-" + path.stem.removeprefix("fuzz_").replace("_", "-")
+                  for path in (ROOT / "tests/fuzz").glob("fuzz_*.cpp")
+                  if path.stem not in ("fuzz_reader", "fuzz_comparison")]
+        self.assertGreater(len(names), 8)
+        for name in names:
+            code = run.get_code_under_test(Path(name))
+            self.assertTrue(any(code.match(source) for source in sources), name)
+        with self.assertRaises(run.Failed):
+            run.get_code_under_test(Path("fuzz-unknown"))
+
+    def test_minimal_inputs_replace_the_seeds_without_the_generated_ones(self):
+        # The first folder takes the inputs of the second one.
+        self.add_program("fuzz-a", 'while [ "${1#-}" != "$1" ]; do shift; done; cp "$2"/* "$1"')
+        self.add_program("fuzz-b")
+        self.add_file("programs/seeds/fuzz-a/made")
+        self.add_file("seeds/fuzz-a/old")
+        self.add_file("seeds/fuzz-b/old")
+        self.add_file("corpus/fuzz-a/new", "abc")
+        _, output = self.run_task(run.minimize)
+        self.assertEqual(["new"], [file.name for file in (self.root / "seeds/fuzz-a").iterdir()])
+        self.assertFalse((self.root / "seeds/fuzz-b").exists())
+        self.assertEqual(["1 inputs,        3 bytes", "0 inputs,        0 bytes"],
+                         [" ".join(line.split(maxsplit=1)[1:]) for line in output.splitlines()])
+
+    def test_a_merge_that_fails_leaves_the_seeds(self):
+        self.add_program("fuzz-a", "exit 1")
+        self.add_file("seeds/fuzz-a/old")
+        with self.assertRaises(run.Failed):
+            self.run_task(run.minimize)
+        self.assertTrue((self.root / "seeds/fuzz-a/old").exists())
+
+
+if __name__ == "__main__":
+    unittest.main()
