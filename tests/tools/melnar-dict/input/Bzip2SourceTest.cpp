@@ -40,17 +40,6 @@ size_t countBeginnings(const std::string& packed) {
     return number;
 }
 
-/// Makes a text whose block contains the magic number: each block states which bytes occur in it, in rows of 16, one
-/// bit each.
-std::string makeTextWithMagic(const uint64_t magic, const char filler) {
-    std::string text(1, filler);
-    for (unsigned row = 0; row < 3; ++row)
-        for (unsigned column = 0; column < 16; ++column)
-            if ((magic >> (47 - 16 * row - column) & 1) != 0)
-                text += static_cast<char>(0x40 + 16 * row + column);
-    return text + text;
-}
-
 TEST(Bzip2SourceTest, unpacksStreamsOfNoBlockOfOneAndOfMany) {
     const std::string text = makeNumbers(100000);
     EXPECT_EQ("", unpack(bzip2("")));

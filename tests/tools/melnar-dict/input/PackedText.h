@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 
@@ -16,6 +17,17 @@ inline std::string bzip2(std::string text, const int blockSize = 1) {
         throw std::runtime_error("libbz2 does not pack.");
     packed.resize(size);
     return packed;
+}
+
+/// Makes a text whose block in a bzip2 file contains this magic number: each block states which bytes occur in it, in
+/// rows of 16, one bit each.
+inline std::string makeTextWithMagic(const uint64_t magic, const char filler) {
+    std::string text(1, filler);
+    for (unsigned row = 0; row < 3; ++row)
+        for (unsigned column = 0; column < 16; ++column)
+            if ((magic >> (47 - 16 * row - column) & 1) != 0)
+                text += static_cast<char>(0x40 + 16 * row + column);
+    return text + text;
 }
 
 struct XzOptions {
