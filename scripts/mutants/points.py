@@ -69,8 +69,8 @@ class Context:
     is_constexpr: bool
     returns_bool: bool
     is_lambda: bool = False
-    innermost: str = ""  # "loop" or "switch"
-
+    innermost: str = ""  # "loop", "endless loop" or "switch"
+    is_end_reachable: bool = True  # of the statement. To make it reachable is undefined behaviour, and no mutant.
 
 
 class Finder:
@@ -238,13 +238,24 @@ class Finder:
         name = f"{parent.spelling}::{cursor.spelling}" if parent.kind not in (
             Kind.NAMESPACE, Kind.TRANSLATION_UNIT) else cursor.spelling
         name = re.sub("<.*>", "", name) if "operator" not in name else name
-        context = Context(name, "constexpr" in words, cursor.result_type.get_canonical().kind == TypeKind.BOOL)
+        result = cursor.result_type.get_canonical().kind
+        context = Context(name, "constexpr" in words, result == TypeKind.BOOL,
+                          is_end_reachable=result == TypeKind.VOID and not self.is_noreturn(cursor))
         for child in cursor.get_children():
             is_body = child.kind in (Kind.COMPOUND_STMT, Kind.CXX_TRY_STMT)
             if is_body and child.extent.start.offset >= cursor.location.offset:
                 self.visit_statement(child, context)
             elif not is_body and cursor.kind == Kind.CONSTRUCTOR and child.kind.is_expression():
                 self.visit(child, context)
+
+    def is_noreturn(self, cursor):
+        return any(token.spelling == "noreturn" for child in cursor.get_children() if child.kind == Kind.UNEXPOSED_ATTR
+                   for token in child.get_tokens())
+
+    def returns_value(self, body):
+        """Tells the kind of a lambda, whose type is not known."""
+        return any(child.kind == Kind.RETURN_STMT and any(child.get_children()) or
+                   child.kind != Kind.LAMBDA_EXPR and self.returns_value(child) for child in body.get_children())
 
     def visit_initializer(self, cursor, context):
         """Visits the initial value of a variable or member, not the constants in its type."""
@@ -285,12 +296,16 @@ class Finder:
         if visitor:
             visitor(cursor, context)
         elif cursor.kind.is_expression():
-            self.add_removal(cursor, context)
+            if context.is_end_reachable:
+                self.add_removal(cursor, context)
             self.visit(cursor, context)
 
     def visit_statements(self, cursor, context):
-        for child in cursor.get_children():
-            self.visit_statement(child, context)
+        children = list(cursor.get_children())
+        for child in children:
+            # A try block is not followed by its handlers: both end where the whole statement does.
+            is_followed = child != children[-1] and cursor.kind != Kind.CXX_TRY_STMT
+            self.visit_statement(child, replace(context, is_end_reachable=True) if is_followed else context)
 
     def visit_declaration_statement(self, cursor, context):
         for child in cursor.get_children():
@@ -306,11 +321,15 @@ class Finder:
     def visit_loop(self, cursor, context):
         first, last, semicolons = self.parentheses_after(cursor.extent.start.offset)
         end = last
-        if cursor.kind == Kind.FOR_STMT:
-            first, end = semicolons[:2]
-        elif cursor.kind == Kind.CXX_FOR_RANGE_STMT:
+        if cursor.kind == Kind.CXX_FOR_RANGE_STMT or not context.is_end_reachable:
             end = -1
-        self.visit_controlled(cursor, context, replace(context, innermost="loop"), first, end, last)
+        elif cursor.kind == Kind.FOR_STMT:
+            first, end = semicolons[:2]
+        self.visit_controlled(cursor, context, self.enter_loop(context), first, end, last)
+
+    def enter_loop(self, context):
+        innermost = "loop" if context.is_end_reachable else "endless loop"
+        return replace(context, innermost=innermost, is_end_reachable=True)
 
     def visit_controlled(self, cursor, context, body_context, condition_start, condition_end, last):
         """Visits what is in the parentheses of an `if` or a loop, which end at `last`, and what comes after them."""
@@ -334,9 +353,10 @@ class Finder:
 
     def visit_do(self, cursor, context):
         children = list(cursor.get_children())
-        self.visit_statement(children[0], replace(context, innermost="loop"))
-        self.add_conditions(children[-1], context)
-        self.visit(children[-1], context)
+        self.visit_statement(children[0], self.enter_loop(context))
+        if context.is_end_reachable:
+            self.add_conditions(children[-1], context)
+            self.visit(children[-1], context)
 
     def visit_switch(self, cursor, context):
         _, last, _ = self.parentheses_after(cursor.extent.start.offset)
@@ -367,7 +387,7 @@ class Finder:
             return
         if context.innermost == "loop":
             self.add(whole, before, "continue" if before == "break" else "break", "statement", context)
-        elif before == "break":
+        elif context.innermost == "switch" and before == "break":
             self.add(whole, before, "", "statement", context)
 
     def add_removal(self, cursor, context):
@@ -389,7 +409,8 @@ class Finder:
         if kind == Kind.LAMBDA_EXPR:
             for child in cursor.get_children():
                 if child.kind == Kind.COMPOUND_STMT:
-                    self.visit_statement(child, replace(context, is_lambda=True, innermost=""))
+                    self.visit_statement(child, replace(context, is_lambda=True, innermost="",
+                                                        is_end_reachable=not self.returns_value(child)))
             return
         if kind == Kind.INTEGER_LITERAL:
             self.add_integer(cursor, context)

@@ -172,6 +172,22 @@ class FindTest(unittest.TestCase):
                     "void g(); void f() { g(); int unused; throw 1; }")
         self.expect([], "void prefetchBucket(int); void f(int a) { prefetchBucket(a); }")
 
+    def test_the_end_of_a_function_that_must_not_be_reached(self):
+        self.expect(["1 -> 2", "2 -> 3", "a -> !(a)", "throw 1 -> (removed)"],
+                    "int f(bool a) { if (a) throw 1; throw 2; }")
+        self.expect(["1 -> 2", "2 -> 3", "a -> !(a)"], "int f(bool a) { if (a) return 1; else throw 2; }")
+        self.expect(["1 -> 2", "g() -> (removed)", "2 -> 3"],
+                    "void g(); int f() { try { g(); return 1; } catch (...) { throw 2; } }")
+        self.expect(["1 -> 2", "2 -> 3", "throw 1 -> (removed)"],
+                    "int f(int a) { switch (a) { case 5: throw 1; default: throw 2; } }")
+        self.expect(["1 -> 2"], "template<class T> T f() { throw 1; }")
+        self.expect(["1 -> 2"], "struct A { [[noreturn]] void f(); }; void A::f() { throw 1; }")
+        self.expect(["1 -> 2", "2 -> 3", "3 -> 4", "a -> !(a)", "throw 1 -> (removed)"],
+                    "void f() { auto g = [] { throw 1; }; auto h = [](bool a) { if (a) return 2; throw 3; }; }")
+        self.expect(["a -> !(a)", "g() -> (removed)", "h() -> (removed)"],
+                    "void g(); void h(); int f(bool a) { while (true) { if (a) continue; g(); h(); } }")
+        self.expect(["g() -> (removed)"], "void g(); int f() { do g(); while (true); }")
+
     def test_jumps(self):
         self.expect(["continue -> break", "break -> continue", "break -> (removed)"],
                     "void f(int a) { for (;;) { switch (a) { case 1: break; default: ; } continue; break; } }")
