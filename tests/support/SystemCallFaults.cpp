@@ -3,6 +3,7 @@
 #include "tests/support/ExitRegistrations.h"
 #include "tests/support/FileOperationObserver.h"
 #include "tests/support/LockObserver.h"
+#include "tests/support/ReplacedHostName.h"
 
 #include <algorithm>
 #include <array>
@@ -17,6 +18,7 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -28,6 +30,8 @@ constinit std::array<std::atomic<SystemCallFaults*>, SystemCallFaults::NUMBER_OF
 constinit std::atomic<FileOperationObserver*> s_observer{};
 
 constinit std::atomic<LockObserver*> s_lockObserver{};
+
+constinit std::atomic<const std::string*> s_hostName{};
 
 constinit std::atomic<ptrdiff_t> s_mappedBytes{0};
 
@@ -99,6 +103,15 @@ LockObserver::LockObserver() {
 
 LockObserver::~LockObserver() {
     s_lockObserver.store(nullptr, std::memory_order_release);
+}
+
+ReplacedHostName::ReplacedHostName(std::string name) : m_name(std::move(name)) {
+    if (s_hostName.exchange(&m_name, std::memory_order_acq_rel) != nullptr)
+        throw std::logic_error("The host has another name twice.");
+}
+
+ReplacedHostName::~ReplacedHostName() {
+    s_hostName.store(nullptr, std::memory_order_release);
 }
 
 std::span<const ExitRegistration> getExitRegistrations() {
@@ -212,6 +225,7 @@ int __real_rename(const char* oldName, const char* newName);
 int __real_unlink(const char* fileName);
 char* __real_realpath(const char* fileName, char* resolvedName);
 ssize_t __real_readlink(const char* fileName, char* target, size_t size);
+int __real_gethostname(char* name, size_t size);
 int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
 int __real_pthread_mutex_destroy(pthread_mutex_t* mutex);
@@ -373,6 +387,19 @@ char* __wrap_realpath(const char* fileName, char* resolvedName) {
 ssize_t __wrap_readlink(const char* fileName, char* target, size_t size) {
     const SystemCallGate gate(Call::READLINK);
     return gate.isClosed() ? -1 : __real_readlink(fileName, target, size);
+}
+
+/// A name that does not fit is not terminated.
+int __wrap_gethostname(char* name, size_t size) {
+    const std::string* const hostName = s_hostName.load(std::memory_order_acquire);
+    if (hostName == nullptr)
+        return __real_gethostname(name, size);
+    const size_t length = std::min(hostName->size() + 1, size);
+    std::copy_n(hostName->c_str(), length, name);
+    if (length > hostName->size())
+        return 0;
+    errno = ENAMETOOLONG;
+    return -1;
 }
 
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {

@@ -1,6 +1,7 @@
 #include "Engine/core/platform/stream/FileLock.h"
 
 #include "Engine/core/platform/MelnarException.h"
+#include "tests/support/ReplacedHostName.h"
 #include "tests/support/RunWithoutPrivileges.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -118,6 +119,18 @@ TEST_F(FileLockTest, aHolderThatHasNotWrittenItsNameYetIsAnotherProcess) {
     EXPECT_EQ("another process", findHolder(m_path));
     m_directory.addFile("file.lock", "melnar lock: \033[31m\n");
     EXPECT_EQ("another process", findHolder(m_path)) << "nothing that a terminal would obey";
+}
+
+TEST_F(FileLockTest, theHostIsNamedInPrintableCharacters) {
+    const std::string longestName(HOST_NAME_MAX, 'h');
+    for (const auto& [name, printed] : {std::pair<std::string, std::string>("a b~", "a b~"),
+                                        {"m\xc3\xbcnchen\n\x1f\x7f", "m??nchen???"},
+                                        {longestName, longestName},
+                                        {longestName + "x", longestName}}) {
+        const ReplacedHostName hostName(name);
+        const FileLock lock(m_path);
+        EXPECT_EQ("process " + std::to_string(::getpid()) + " on host " + printed, findHolder(m_path));
+    }
 }
 
 TEST_F(FileLockTest, aKilledHolderReleasesTheLockAndItsFileIsReplaced) {
