@@ -62,7 +62,9 @@ constexpr std::array<const char*, SystemCallFaults::NUMBER_OF_CALLS> NAMES{"mmap
                                                                            "readlink",
                                                                            "pthread_mutex_destroy",
                                                                            "pthread_cond_destroy",
-                                                                           "fdatasync"};
+                                                                           "fdatasync",
+                                                                           "fork",
+                                                                           "waitpid"};
 
 /// Set while the calling thread is inside LockObserver::notice.
 constinit thread_local bool s_isNoticing = false;
@@ -225,6 +227,8 @@ int __real_rename(const char* oldName, const char* newName);
 int __real_unlink(const char* fileName);
 char* __real_realpath(const char* fileName, char* resolvedName);
 ssize_t __real_readlink(const char* fileName, char* target, size_t size);
+pid_t __real_fork();
+pid_t __real_waitpid(pid_t process, int* status, int options);
 int __real_gethostname(char* name, size_t size);
 int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
@@ -387,6 +391,16 @@ char* __wrap_realpath(const char* fileName, char* resolvedName) {
 ssize_t __wrap_readlink(const char* fileName, char* target, size_t size) {
     const SystemCallGate gate(Call::READLINK);
     return gate.isClosed() ? -1 : __real_readlink(fileName, target, size);
+}
+
+pid_t __wrap_fork() {
+    const SystemCallGate gate(Call::FORK);
+    return gate.isClosed() ? -1 : __real_fork();
+}
+
+pid_t __wrap_waitpid(pid_t process, int* status, int options) {
+    const SystemCallGate gate(Call::WAITPID);
+    return gate.isClosed() ? -1 : __real_waitpid(process, status, options);
 }
 
 /// A name that does not fit is not terminated.

@@ -47,9 +47,11 @@ public:
         MUTEX_DESTROY,
         CONDITION_DESTROY,
         FDATASYNC,
+        FORK,
+        WAITPID,
     };
 
-    static constexpr size_t NUMBER_OF_CALLS = 27;
+    static constexpr size_t NUMBER_OF_CALLS = 29;
 
     using Duration = FaultDuration;
 

@@ -330,36 +330,6 @@ TEST(AtomicFileOutputStreamFailureTest, aSecondStreamUnderOneLockIsRefusedAndDis
     EXPECT_EQ("fourth", TemporaryDirectory::getContentsOf(path));
 }
 
-/// Replaces two files together. After a failure both are the old ones.
-void replaceTwoWithAFailure(FailureRound& round) {
-    const TemporaryDirectory directory;
-    const std::string firstPath = directory.addFile("first", "old");
-    const std::string secondPath = directory.addFile("second", "old");
-    bool areReplaced;
-    {
-        AtomicFileOutputStream first(firstPath);
-        AtomicFileOutputStream second(secondPath);
-        first.write(CONTENTS.data(), CONTENTS.size());
-        second.write(CONTENTS.data(), CONTENTS.size());
-        areReplaced = round.attempt([&] {
-            AtomicFileOutputStream::replaceBoth(first, second);
-            first.keep();
-            second.keep();
-        });
-    }
-    const std::string expected = areReplaced ? CONTENTS : "old";
-    EXPECT_EQ(expected, TemporaryDirectory::getContentsOf(firstPath));
-    EXPECT_EQ(expected, TemporaryDirectory::getContentsOf(secondPath));
-    EXPECT_FALSE(std::filesystem::exists(firstPath + ".saving"));
-    EXPECT_FALSE(std::filesystem::exists(secondPath + ".saving"));
-}
-
-TEST(AtomicFileOutputStreamFailureTest, afterAnyFailureOfReplacingTwoFilesBothAreOld) {
-    const FailureCounts counts = failEach(
-        ofCalls({Call::STAT, Call::LSTAT, Call::FCHMOD, Call::OPEN, Call::FSYNC}, {EIO}), &replaceTwoWithAFailure);
-    EXPECT_LT(0u, counts.m_throws);
-}
-
 /// Replaces a file beside the remains of a killed writer. Whatever is left does not hinder the next writer.
 void replaceWithAFailure(FailureRound& round) {
     const TemporaryDirectory directory;

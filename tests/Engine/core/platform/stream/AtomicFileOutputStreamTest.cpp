@@ -62,30 +62,6 @@ TEST_F(AtomicFileOutputStreamTest, theOldFileStaysUntilTheCommit) {
     EXPECT_EQ((std::set<std::string>{"file"}), getFileNames(m_folder));
 }
 
-TEST_F(AtomicFileOutputStreamTest, replacesTwoFilesTogether) {
-    for (const bool isFirstThere : {false, true})
-        for (const bool isSecondThere : {false, true}) {
-            const TemporaryDirectory directory;
-            const std::string firstPath = directory.getPathOf("first");
-            const std::string secondPath = directory.getPathOf("second");
-            if (isFirstThere)
-                directory.addFile("first", "old");
-            if (isSecondThere)
-                directory.addFile("second", "old");
-            AtomicFileOutputStream first(firstPath);
-            AtomicFileOutputStream second(secondPath);
-            first.write("new", 3);
-            second.write("newer", 5);
-            AtomicFileOutputStream::replaceBoth(first, second);
-            first.keep();
-            second.keep();
-            EXPECT_EQ("new", TemporaryDirectory::getContentsOf(firstPath));
-            EXPECT_EQ("newer", TemporaryDirectory::getContentsOf(secondPath));
-            EXPECT_FALSE(std::filesystem::exists(first.getTemporaryFileName()));
-            EXPECT_FALSE(std::filesystem::exists(second.getTemporaryFileName()));
-        }
-}
-
 TEST_F(AtomicFileOutputStreamTest, withoutACommitNothingChangesAndNothingStays) {
     {
         AtomicFileOutputStream output(m_path);
