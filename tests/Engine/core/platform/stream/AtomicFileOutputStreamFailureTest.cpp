@@ -306,6 +306,36 @@ TEST(AtomicFileOutputStreamFailureTest, anOwnerThatCannotBeKeptIsNoFailure) {
     EXPECT_EQ(CONTENTS, TemporaryDirectory::getContentsOf(path));
 }
 
+/// Users other than the superuser may give a file to one of their groups, not to another user.
+TEST(AtomicFileOutputStreamFailureTest, theGroupIsKeptIfTheOwnerCannotBe) {
+    constexpr uid_t OWNER = 65533;
+    constexpr gid_t GROUP = 65532;
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "needs the superuser";
+    const TemporaryDirectory directory;
+    const std::string path = directory.addFile("file", "old");
+    ASSERT_EQ(0, ::chown(path.c_str(), OWNER, GROUP));
+    SystemCallFaults changes(Call::FCHOWN);
+    changes.failAfter(0, EPERM, Duration::ONCE);
+    replace(path);
+    struct stat status;
+    ASSERT_EQ(0, ::stat(path.c_str(), &status));
+    EXPECT_EQ(::geteuid(), status.st_uid);
+    EXPECT_EQ(GROUP, status.st_gid);
+}
+
+TEST(AtomicFileOutputStreamFailureTest, interruptedCallsAreRepeated) {
+    for (const Call call : {Call::OPEN, Call::WRITE, Call::FSYNC}) {
+        const FailureCounts counts = failEach({{call, EINTR, Duration::ONCE}}, [](FailureRound& round) {
+            const TemporaryDirectory directory;
+            const std::string path = directory.addFile("file", "old");
+            EXPECT_TRUE(round.attempt([&] { replace(path); }));
+            EXPECT_EQ(CONTENTS, TemporaryDirectory::getContentsOf(path));
+        });
+        EXPECT_LT(1u, counts.m_tolerated) << SystemCallFaults::getName(call);
+    }
+}
+
 TEST(AtomicFileOutputStreamFailureTest, aSecondStreamUnderOneLockIsRefusedAndDisturbsNothing) {
     const TemporaryDirectory directory;
     const std::string path = directory.addFile("file", "old");

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <string>
 #include <sys/stat.h>
@@ -127,6 +128,22 @@ TEST_F(AtomicFileOutputStreamTest, keepsThePermissionsOfTheOldFile) {
     }
 }
 
+/// A write of a user who is not the superuser clears the bit, so permissions are set after the last one.
+TEST_F(AtomicFileOutputStreamTest, keepsTheBitThatSetsTheUser) {
+    m_directory.addFile("file", "old");
+    if (::geteuid() == 0) {
+        for (const std::string& path : {m_folder, m_path})
+            ASSERT_EQ(0, ::chown(path.c_str(), NOBODY, NOBODY));
+    }
+    ASSERT_EQ(0, ::chmod(m_path.c_str(), 04755));
+    EXPECT_TRUE(isTrueWithoutPrivileges([&] {
+        replace(m_path, "new");
+        return true;
+    }));
+    EXPECT_EQ("new", TemporaryDirectory::getContentsOf(m_path));
+    EXPECT_EQ(mode_t(04755), getPermissions(m_path));
+}
+
 /// Only the superuser can make a file of another user.
 TEST_F(AtomicFileOutputStreamTest, keepsOwnerAndGroupOfTheOldFile) {
     constexpr uid_t OWNER = 65533;
@@ -184,6 +201,16 @@ TEST_F(AtomicFileOutputStreamTest, theCommitReleasesItsOwnLock) {
     EXPECT_THROW(const FileLock lock(m_path), MelnarException);
     output.commit();
     EXPECT_NO_THROW(const FileLock lock(m_path));
+}
+
+TEST_F(AtomicFileOutputStreamTest, afterTheCommitTheTemporaryFileIsTheNextWriters) {
+    std::optional<AtomicFileOutputStream> first(std::in_place, m_path);
+    first->commit();
+    AtomicFileOutputStream second(m_path);
+    second.write("new", 3);
+    first.reset();
+    second.commit();
+    EXPECT_EQ("new", TemporaryDirectory::getContentsOf(m_path));
 }
 
 TEST_F(AtomicFileOutputStreamTest, aNewFileHasTheUsersPermissions) {
