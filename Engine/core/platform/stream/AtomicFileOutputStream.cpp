@@ -153,8 +153,8 @@ void AtomicFileOutputStream::synchronizeFolder(const std::string& folderName) {
 /// O_EXCL: a file that has appeared since the leftovers were removed is not a writer's, because a writer would hold the
 /// lock.
 AtomicFileOutputStream::TemporaryFile::TemporaryFile(const TargetFile& target, const mode_t permissions)
-    : m_fileName(removeLeftovers(target)), m_output(m_fileName, O_RDWR | O_EXCL | O_NOFOLLOW, permissions),
-      m_isRenamed(false) {}
+    : m_fileName(removeLeftovers(target)), m_linkName(getReplacedFileNameOf(target)),
+      m_output(m_fileName, O_RDWR | O_EXCL | O_NOFOLLOW, permissions), m_isRenamed(false), m_replacedName(nullptr) {}
 
 AtomicFileOutputStream::TemporaryFile::~TemporaryFile() {
     if (!m_isRenamed)
@@ -171,14 +171,12 @@ void AtomicFileOutputStream::TemporaryFile::renameTo(const std::string& targetNa
 void AtomicFileOutputStream::TemporaryFile::replace(const TargetFile& target) {
     const std::string& targetName = target.getName();
     if (::renameat2(AT_FDCWD, m_fileName.c_str(), AT_FDCWD, targetName.c_str(), RENAME_EXCHANGE) == 0) {
-        m_isRenamed = true;
-        m_replacedName = m_fileName;
+        noteExchanged(true);
         return;
     }
     // There is no old file, or the file system cannot exchange files.
-    std::string replacedName = getReplacedFileNameOf(target);
-    if (addName(targetName, replacedName))
-        m_replacedName = std::move(replacedName);
+    if (addName(targetName, m_linkName))
+        m_replacedName = &m_linkName;
     try {
         renameTo(targetName);
     } catch (...) {
@@ -187,28 +185,28 @@ void AtomicFileOutputStream::TemporaryFile::replace(const TargetFile& target) {
     }
 }
 
-/// Notes that another process has exchanged the file with the target, if that existed.
-void AtomicFileOutputStream::TemporaryFile::noteExchanged(const bool wasTargetThere) {
+/// Notes that the file was exchanged with the target, if that existed.
+void AtomicFileOutputStream::TemporaryFile::noteExchanged(const bool wasTargetThere) noexcept {
     m_isRenamed = true;
     if (wasTargetThere)
-        m_replacedName = m_fileName;
+        m_replacedName = &m_fileName;
 }
 
 void AtomicFileOutputStream::TemporaryFile::takeBack(const TargetFile& target) {
     const std::string& targetName = target.getName();
-    if (m_replacedName.empty()) {
+    if (m_replacedName == nullptr) {
         if (::unlink(targetName.c_str()) != 0)
             throw SystemCallException(SOURCE_FILE, LINE_CANNOT_TAKE_BACK, MelnarException::NO_CAUSES, "unlink", errno,
                                       "Cannot remove file '", targetName, "', which should not be there.");
-    } else if (::rename(m_replacedName.c_str(), targetName.c_str()) != 0)
+    } else if (::rename(m_replacedName->c_str(), targetName.c_str()) != 0)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_PUT_BACK, MelnarException::NO_CAUSES, "rename", errno,
                                   "File '", targetName, "' has been replaced; cannot restore the old one, '",
-                                  m_replacedName, "'.");
+                                  *m_replacedName, "'.");
 }
 
 void AtomicFileOutputStream::TemporaryFile::removeReplaced() noexcept {
-    if (!m_replacedName.empty())
-        ::unlink(m_replacedName.c_str());
+    if (m_replacedName != nullptr)
+        ::unlink(m_replacedName->c_str());
 }
 
 std::string AtomicFileOutputStream::getReplacedFileNameOf(const TargetFile& target) {

@@ -91,16 +91,17 @@ private:
 
         void renameTo(const std::string& targetName);
         void replace(const TargetFile& target);
-        void noteExchanged(bool wasTargetThere);
+        void noteExchanged(bool wasTargetThere) noexcept;
         void takeBack(const TargetFile& target);
         void removeReplaced() noexcept;
 
         const std::string m_fileName;
+        const std::string m_linkName; // of the old file, where files cannot be exchanged
         FileOutputStream m_output;
 
     private:
         bool m_isRenamed;
-        std::string m_replacedName; // of the old file after it was replaced; empty if there was none
+        const std::string* m_replacedName; // of the old file after it was replaced; null if there was none
     };
 
     static void exchangeBoth(AtomicFileOutputStream& first, AtomicFileOutputStream& second);
