@@ -30,7 +30,8 @@ struct OpenGraph {
     bool operator==(const OpenGraph&) const = default;
 };
 
-/// The state before a statement, on which its meaning depends. With it, a reader can start between statements in the middle of a text.
+/// The state before a statement, on which its meaning depends. With it, a reader can start between statements in the
+/// middle of a text.
 ///
 /// Threads  The context does not change any more and may be shared. Equal contexts are the same object.
 struct TurtleState {

@@ -31,16 +31,16 @@ int main() {
     Dictionary dictionary({.m_memoryLimit = size_t(1) << 30, .m_maximumNumberOfResources = 1000});
     DictionaryThread thread(dictionary); // Each thread that encodes has one of its own.
 
-    // Strings are passed as views, all with one language tag or none. IDs count from 1 in the order in which strings first
-    // appear. So they fit into 4 bytes here, and are indexes of what a program keeps beside the dictionary.
+    // Strings are passed as views, all with one language tag or none. IDs count from 1 in the order in which strings
+    // first appear. So they fit into 4 bytes here, and are indexes of what a program keeps beside the dictionary.
     const std::vector<std::string_view> names{"Rom", "Berlin"};
     std::vector<uint64_t> nameIDs(names.size());
     dictionary.encode(thread, names, nameIDs, "de");
     print("names in German", nameIDs);
 
-    // A column as Arrow lays it out: the bytes of all strings, the offsets at which they begin and the last one ends, and
-    // a bit for each string, from the lowest on, which is 0 for a null. With an Arrow library these three are the buffers
-    // of an array; nothing is copied.
+    // A column as Arrow lays it out: the bytes of all strings, the offsets at which they begin and the last one ends,
+    // and a bit for each string, from the lowest on, which is 0 for a null. With an Arrow library these three are the
+    // buffers of an array; nothing is copied.
     const std::string_view bytes = "BerlinParisBerlinRome";
     const std::vector<int32_t> offsets{0, 6, 11, 11, 17, 21};
     const uint8_t validity = 0b11011;

@@ -1,5 +1,5 @@
-// The files of a host of its own: what the host shares with its datatype is saved, and then the datatype. The host is that
-// of own_host.cpp; docs/guides/writing-a-host.md tells what else a file needs.
+// The files of a host of its own: what the host shares with its datatype is saved, and then the datatype. The host is
+// that of own_host.cpp; docs/guides/writing-a-host.md tells what else a file needs.
 
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
 #include "Engine/core/data-store/dictionary/StringDatatypeFactory.h" // and all that datatypes share with their host

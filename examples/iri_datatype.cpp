@@ -1,5 +1,5 @@
-// A datatype of its own: literals of xsd:anyURI, which are IRIs. All dictionaries of this program have it, and treat it as
-// the built-in ones: its literals are checked, committed, withdrawn, compacted, saved, and printed in Turtle.
+// A datatype of its own: literals of xsd:anyURI, which are IRIs. All dictionaries of this program have it, and treat it
+// as the built-in ones: its literals are checked, committed, withdrawn, compacted, saved, and printed in Turtle.
 
 #include "Engine/core/data-store/terms/TermDatatypeFactory.h"
 #include "Engine/core/platform/CharacterMaps.h"
@@ -24,8 +24,8 @@ bool isIRI(const std::string_view form) noexcept {
            form.find_first_of("/?# <>\"") > colon;
 }
 
-/// Tells which part of a literal others are likely to have, too: the IRI up to its last slash or hash sign. The dictionary
-/// stores such a part once, as soon as m_numberOfSightings literals have it.
+/// Tells which part of a literal others are likely to have, too: the IRI up to its last slash or hash sign. The
+/// dictionary stores such a part once, as soon as m_numberOfSightings literals have it.
 size_t getNamespaceLength(const std::string_view form) noexcept {
     return form.find_last_of("/#") + 1; // 0 without one
 }

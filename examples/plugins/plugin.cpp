@@ -1,5 +1,5 @@
-// A plugin that contains the library and has a dictionary of its own. It exports three functions for C, and nothing else:
-// the symbols of the library are hidden, and the build hides the inline functions of the headers.
+// A plugin that contains the library and has a dictionary of its own. It exports three functions for C, and nothing
+// else: the symbols of the library are hidden, and the build hides the inline functions of the headers.
 
 #include "Melnar.h"
 

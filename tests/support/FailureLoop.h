@@ -33,9 +33,10 @@ public:
     FailureRound(const Fault& fault, size_t allowed) : m_fault(fault), m_allowed(allowed) {}
 
     /// Performs the operation, in which the round's failure occurs. Returns whether the operation has returned. If not,
-    /// it must have thrown the exception of the failure: std::bad_alloc, or MelnarException of kind SYSTEM, which has the
-    /// name of the call and the error code if it is a SystemCallException. After any other exception the calling test
-    /// fails. The calling thread alone counts for allocations, all threads count for system calls. To be called once.
+    /// it must have thrown the exception of the failure: std::bad_alloc, or MelnarException of kind SYSTEM, which has
+    /// the name of the call and the error code if it is a SystemCallException. After any other exception the calling
+    /// test fails. The calling thread alone counts for allocations, all threads count for system calls. To be called
+    /// once.
     bool attempt(const std::function<void()>& operation);
 
     const Fault& getFault() const { return m_fault; }

@@ -31,8 +31,8 @@ concept SequentialModel = std::copyable<typename Model::State> && std::totally_o
 /// The algorithm is that of Wing and Gong ("Testing and verifying concurrent objects", Journal of Parallel and
 /// Distributed Computing 17, 1993). It chooses an operation that no other one precedes, applies it, and continues with
 /// the rest; if that fails, it tries the next choice. As Lowe proposes ("Testing for linearizability", Concurrency and
-/// Computation: Practice and Experience 29, 2017), it remembers each configuration that it has reached, which is the set
-/// of applied operations and the state, and does not search from it again.
+/// Computation: Practice and Experience 29, 2017), it remembers each configuration that it has reached, which is the
+/// set of applied operations and the state, and does not search from it again.
 ///
 /// The number of configurations may grow exponentially with the operations that run concurrently, but only linearly
 /// with the length of the history. Each operation of the history needs a stack frame.

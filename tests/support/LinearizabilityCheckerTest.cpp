@@ -141,8 +141,8 @@ struct CountedRegister : public Register {
 };
 
 TEST(LinearizabilityCheckerTest, noConfigurationIsSearchedTwice) {
-    // 10 concurrent writes have 10! orders, but only 10 * 2^9 pairs of a set and its last member. From a set of n, 10 - n
-    // writes are tried. That is n * (10 - n) for each set of n, with each of its members: 10 * 9 * 2^8 in all.
+    // 10 concurrent writes have 10! orders, but only 10 * 2^9 pairs of a set and its last member. From a set of n,
+    // 10 - n writes are tried. That is n * (10 - n) for each set of n, with each of its members: 10 * 9 * 2^8 in all.
     std::vector<Register::Operation> history;
     for (int number = 1; number <= 10; ++number)
         history.push_back(write(static_cast<uint64_t>(number), 100, number));

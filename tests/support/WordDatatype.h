@@ -28,7 +28,8 @@ public:
                  DataPool& dataPool) noexcept;
     ~WordDatatype() override;
 
-    /// Throws MelnarException unless the form is a word of the datatype: letters 'a' to 'z' or 'A' to 'Z', at least one.
+    /// Throws MelnarException unless the form is a word of the datatype: letters 'a' to 'z' or 'A' to 'Z', at least
+    /// one.
     static void checkWord(std::string_view lexicalForm, bool isCapital);
 
     void initialize(size_t initialSize) override;

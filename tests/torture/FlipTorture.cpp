@@ -157,7 +157,8 @@ private:
         std::string m_refusal; // with which its process ended
     };
 
-    /// Delivers the sound file. Where a bit is to be flipped, a child process returns from `read` with that bit flipped.
+    /// Delivers the sound file. Where a bit is to be flipped, a child process returns from `read` with that bit
+    /// flipped.
     class ForkingStream final : public InputStream {
     public:
         ForkingStream(FlipTorture& torture, const std::span<const char> bytes)

@@ -21,7 +21,8 @@ namespace {
 constexpr size_t STATEMENTS_OF_A_LITERAL = 400;       // so a block has new terms for some shards, not for all
 constexpr size_t LARGEST_NUMBER_OF_KILLS_OF_LOAD = 8; // so that it ends even if they come early
 
-/// Returns the name of a file that is missing, that is another one, or that should not be there; empty if there is none.
+/// Returns the name of a file that is missing, that is another one, or that should not be there; empty if there is
+/// none.
 std::string findDifference(const std::map<std::string, std::string>& files,
                            const std::map<std::string, std::string>& expected) {
     for (const auto& [name, contents] : files)

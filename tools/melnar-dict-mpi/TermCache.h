@@ -16,8 +16,8 @@
 /// requested term; and if all terms have requests, the others lose one of theirs. Long terms, which would need much
 /// memory, get no place.
 ///
-/// Source   Set-associative, with the counters of CLOCK (F. J. Corbato: A paging experiment with the Multics system, 1969),
-///          and the hashes of those that were not let in (T. Johnson, D. Shasha: 2Q, 1994).
+/// Source   Set-associative, with the counters of CLOCK (F. J. Corbato: A paging experiment with the Multics system,
+///          1969), and the hashes of those that were not let in (T. Johnson, D. Shasha: 2Q, 1994).
 /// Threads  One at a time.
 class TermCache : private Unmovable {
 public:

@@ -119,7 +119,8 @@ public:
     void getResources(std::span<BatchEntry> entries) const;
 
     /// Returns the part of a lexical form that an entry of getResources leaves out: the front of an IRI or of a blank
-    /// node's label, the end of any other built-in form (TermFamily::m_affixPlace). Valid until a compaction, or until the dictionary is destroyed.
+    /// node's label, the end of any other built-in form (TermFamily::m_affixPlace). Valid until a compaction, or until
+    /// the dictionary is destroyed.
     [[nodiscard]] std::string_view getAffix(const BatchEntry& entry) const noexcept;
 
     /// Appends the whole lexical form of an entry of getResources.
@@ -281,8 +282,8 @@ public:
     /// them.
     void save(const std::string& fileName) const;
 
-    /// Does the same to the file that the caller has locked. To preserve the work of other writers, take the lock before
-    /// you open the file, open it by the name of the lock's target, and hold the lock until the file is saved:
+    /// Does the same to the file that the caller has locked. To preserve the work of other writers, take the lock
+    /// before you open the file, open it by the name of the lock's target, and hold the lock until the file is saved:
     ///
     ///     FileLock lock("strings.dict");
     ///     const auto dictionary = Dictionary::open(lock.getTarget().getName(), options);

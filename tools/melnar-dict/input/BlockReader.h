@@ -14,8 +14,8 @@
 #include <string>
 #include <string_view>
 
-/// Cuts a file into blocks that threads can work on independently: at line ends, or, in Turtle and TriG, where statements
-/// seem to end.
+/// Cuts a file into blocks that threads can work on independently: at line ends, or, in Turtle and TriG, where
+/// statements seem to end.
 ///
 /// Units      A line ends with a line feed; in a stretch of a block's size without one, with a carriage return. Blocks
 ///            have the given size or less. If a line is longer, the size is doubled for its block until it fits, or

@@ -25,8 +25,9 @@ class ShardedDictionary;
 ///
 ///   work-terms-XX  for each term 4 bytes of length, the datatype ID and the lexical form
 ///   work-ids-XX    for each of these terms its local ID, 8 bytes
-///   work-rows      for each block of the input: the number of its unknown terms, 4 bytes; the shard of each, a byte; the
-///                  number of cells, 8 bytes; the cells, 8 bytes each: an ID, or UNKNOWN and the number of such a term
+///   work-rows      for each block of the input: the number of its unknown terms, 4 bytes; the shard of each, a byte;
+///                  the number of cells, 8 bytes; the cells, 8 bytes each: an ID, or UNKNOWN and the number of such a
+///                  term
 ///
 /// A term that is unknown in several blocks is there for each of them. The files have no checksums. What is read from
 /// them is checked as far as the dictionary and the rows depend on it: lengths, shards, and the range of IDs.

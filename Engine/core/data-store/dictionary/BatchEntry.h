@@ -13,7 +13,7 @@ struct BatchEntry {
     uint64_t m_resourceID = 0;      ///< as a result, 0 if the literal is refused or absent
     uint8_t m_datatypeID = 0;       ///< as a result, D_INVALID if there is no such resource
 
-    /// As a result, the number of the text that the resource shares with others and m_lexicalForm does not contain; 0 if
-    /// there is none.
+    /// As a result, the number of the text that the resource shares with others and m_lexicalForm does not contain; 0
+    /// if there is none.
     uint32_t m_affixNumber = 0;
 };

@@ -16,9 +16,9 @@ struct MELNAR_EXPORT DictionaryCompactionState {
         : m_entries(memoryManager), m_numberOfEntries(0) {}
 
     /// Makes `to` a pool of the same capacity that contains exactly the chunks of all records, in the order of the new
-    /// IDs. These must be 1 to the number of records, with one record for each. Afterwards the records have the offsets in this pool. Needs 8 bytes
-    /// per record outside the memory limit while it runs. Throws MelnarException of kind MISUSE for other IDs. After a throw
-    /// the records are unchanged.
+    /// IDs. These must be 1 to the number of records, with one record for each. Afterwards the records have the offsets
+    /// in this pool. Needs 8 bytes per record outside the memory limit while it runs. Throws MelnarException of kind
+    /// MISUSE for other IDs. After a throw the records are unchanged.
     void copyChunks(const DataPool& from, DataPool& to);
 
     MemoryRegion<CompactionEntry> m_entries; ///< the records, one for each resource that survives

@@ -47,8 +47,8 @@ class TermColumn;
 ///            own ShardedDictionaryThread), the lookups, the get functions except getManifest, and forEachShard. save,
 ///            saveShards, noteSaved and setInputs: one thread at a time, while no thread resolves or verifies; lookups
 ///            and reads may run. verify and verifyShard: while no thread resolves. getManifest: while none of save,
-///            noteSaved and setInputs runs. saveAndRelease of one shard counts as resolving, and changes its part of the
-///            manifest. saveAndRelease of all shards, construction and destruction: alone.
+///            noteSaved and setInputs runs. saveAndRelease of one shard counts as resolving, and changes its part of
+///            the manifest. saveAndRelease of all shards, construction and destruction: alone.
 /// Errors     Those of Dictionary; its memory limit applies to all shards together. The file of a shard is read when
 ///            the shard is first needed, so every operation with its IDs or terms may have the errors of
 ///            Dictionary::open. It throws MelnarException, too, if the file is not the one that the manifest names, or

@@ -40,7 +40,8 @@ protected:
 
     StringDatatypeLargeIDTest() : m_fixture(AMPLE_MEMORY, LARGEST_ID + 1) {}
 
-    /// Commits memory for all IDs, in pieces that the system does not mistake for more than it has. It is never touched.
+    /// Commits memory for all IDs, which is never touched, in pieces that the system does not mistake for more than it
+    /// has.
     void SetUp() override {
         constexpr uint64_t PIECE = uint64_t(1) << 26;
         try {

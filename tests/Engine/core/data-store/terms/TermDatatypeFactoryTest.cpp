@@ -35,8 +35,8 @@ void appendCode(const std::string_view form, std::string& output) {
     output.append("<code:").append(form).append(">");
 }
 
-/// A program's own family of terms beside the strings and the built-in families, with an ID before theirs and after them,
-/// in both bucket widths.
+/// A program's own family of terms beside the strings and the built-in families, with an ID before theirs and after
+/// them, in both bucket widths.
 class TermDatatypeFactoryTest : public testing::TestWithParam<std::tuple<uint64_t, uint8_t>> {
 protected:
     using Resources = std::map<uint64_t, std::string>;
