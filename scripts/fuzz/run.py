@@ -39,6 +39,11 @@ LONGEST_RDF_INPUT = 2000
 
 SECONDS_OF_AN_INPUT = 20
 
+NAME_OF_FOUND = re.compile(r"[0-9a-f]{40}")
+
+# Of an input that is kept in the repository, which keeps all versions: dictionary files are larger.
+LARGEST_SEED = 4096
+
 
 class Failed(Exception):
     """Ends the program with a message."""
@@ -66,9 +71,15 @@ class Folders:
     def get_generated(self, program):
         return self.programs / "seeds" / program.name
 
+    def get_seeds(self, program):
+        """Returns the folder of its inputs in the repository. The programs of a syntax share theirs."""
+        return self.seeds / program.name.replace("comparison", "reader")
+
     def get_inputs(self, program):
         """Returns all folders with inputs of a program; it adds only to the first one."""
-        folders = [self.get_corpus(program), self.seeds / program.name, self.get_generated(program)]
+        partner = self.corpus / program.name.replace("reader", "comparison")
+        folders = [self.get_corpus(program), self.get_seeds(program), self.get_generated(program)]
+        folders += [partner] if partner not in folders else []
         extension = get_extension(program)
         if extension:
             files = self.corpus / f"real-{extension}"
@@ -191,27 +202,35 @@ def state_coverage(folders):
 
 
 def minimize(folders):
-    """Replaces the seeds in the repository by the fewest inputs that reach, with the generated ones, the same code."""
+    """Replaces the inputs that libFuzzer has found, and named, among the seeds in the repository.
+
+    They are then the fewest that, with the other seeds, reach the same code as all inputs; larger ones are left out."""
     for program in folders.get_programs():
+        seeds = folders.get_seeds(program)
+        if seeds.name != program.name:
+            continue
+        seeds.mkdir(parents=True, exist_ok=True)
         generated = folders.get_generated(program)
+        others = [file for folder in (seeds, generated) if folder.is_dir() for file in sorted(folder.iterdir())
+                  if not NAME_OF_FOUND.fullmatch(file.name)]
         with tempfile.TemporaryDirectory() as scratch:
             merged = Path(scratch) / "merged"
             merged.mkdir()
-            for file in generated.iterdir() if generated.is_dir() else ():
-                shutil.copy(file, merged)
+            for number, file in enumerate(others):
+                shutil.copy(file, merged / str(number))
             log = Path(scratch) / "log"
             # How often a line is reached does not count: that would need ten times as many inputs.
             if not run_program(program, ["-merge=1", "-use_counters=0", *get_options(program), merged,
                                          *folders.get_inputs(program)], log):
                 raise Failed(f"{program.name} has failed:\n" + log.read_text(encoding="utf-8", errors="replace"))
-            for file in generated.iterdir() if generated.is_dir() else ():
-                (merged / file.name).unlink()
-            seeds = folders.seeds / program.name
-            shutil.rmtree(seeds, ignore_errors=True)
-            if any(merged.iterdir()):
-                shutil.copytree(merged, seeds)
-            files = sorted(merged.iterdir())
-            print(f"{program.name:<26} {len(files):>5,} inputs, {sum(file.stat().st_size for file in files):>8,} bytes",
+            for file in seeds.iterdir():
+                if NAME_OF_FOUND.fullmatch(file.name):
+                    file.unlink()
+            found = [file for file in merged.iterdir()
+                     if NAME_OF_FOUND.fullmatch(file.name) and file.stat().st_size <= LARGEST_SEED]
+            for file in found:
+                shutil.copy(file, seeds)
+            print(f"{program.name:<26} {len(found):>5,} inputs, {sum(file.stat().st_size for file in found):>8,} bytes",
                   flush=True)
 
 

@@ -101,6 +101,18 @@ class RunTest(unittest.TestCase):
         self.assertEqual(["real.ttl"], [file.name for file in (self.root / "corpus/real-ttl").iterdir()])
         self.assertEqual(2000, (self.root / "corpus/real-ttl/real.ttl").stat().st_size)
 
+    def test_the_programs_of_a_syntax_share_their_seeds(self):
+        programs = [self.add_program(f"fuzz-{kind}-turtle") for kind in ("comparison", "reader")]
+        self.add_file("seeds/fuzz-reader-turtle/seed")
+        self.add_file("corpus/fuzz-comparison-turtle/found")
+        for program in programs:
+            folders = self.folders.get_inputs(program)
+            self.assertEqual(self.root / "corpus" / program.name, folders[0])
+            self.assertIn(self.root / "seeds/fuzz-reader-turtle", folders)
+            self.assertIn(self.root / "corpus/fuzz-comparison-turtle", folders)
+        _, output = self.run_task(run.minimize)
+        self.assertEqual(["fuzz-reader-turtle"], [line.split()[0] for line in output.splitlines()])
+
     def test_lines_are_those_of_the_code_under_test(self):
         def describe(name, count, covered):
             return {"filename": f"{ROOT}/{name}", "summary": {"lines": {"count": count, "covered": covered}}}
@@ -124,26 +136,25 @@ class RunTest(unittest.TestCase):
         with self.assertRaises(run.Failed):
             run.get_code_under_test(Path("fuzz-unknown"))
 
-    def test_minimal_inputs_replace_the_seeds_without_the_generated_ones(self):
+    def test_minimal_inputs_replace_those_that_were_found_before(self):
+        found, old, large = (digit * 40 for digit in "abc")
         # The first folder takes the inputs of the second one.
         self.add_program("fuzz-a", 'while [ "${1#-}" != "$1" ]; do shift; done; cp "$2"/* "$1"')
-        self.add_program("fuzz-b")
         self.add_file("programs/seeds/fuzz-a/made")
-        self.add_file("seeds/fuzz-a/old")
-        self.add_file("seeds/fuzz-b/old")
-        self.add_file("corpus/fuzz-a/new", "abc")
+        self.add_file("seeds/fuzz-a/written")
+        self.add_file(f"seeds/fuzz-a/{old}")
+        self.add_file(f"corpus/fuzz-a/{found}", "abc")
+        self.add_file(f"corpus/fuzz-a/{large}", "x" * 5000)
         _, output = self.run_task(run.minimize)
-        self.assertEqual(["new"], [file.name for file in (self.root / "seeds/fuzz-a").iterdir()])
-        self.assertFalse((self.root / "seeds/fuzz-b").exists())
-        self.assertEqual(["1 inputs,        3 bytes", "0 inputs,        0 bytes"],
-                         [" ".join(line.split(maxsplit=1)[1:]) for line in output.splitlines()])
+        self.assertEqual([found, "written"], sorted(file.name for file in (self.root / "seeds/fuzz-a").iterdir()))
+        self.assertEqual(["fuzz-a", "1", "inputs,", "3", "bytes"], output.split())
 
     def test_a_merge_that_fails_leaves_the_seeds(self):
         self.add_program("fuzz-a", "exit 1")
-        self.add_file("seeds/fuzz-a/old")
+        self.add_file("seeds/fuzz-a/" + "a" * 40)
         with self.assertRaises(run.Failed):
             self.run_task(run.minimize)
-        self.assertTrue((self.root / "seeds/fuzz-a/old").exists())
+        self.assertTrue((self.root / "seeds/fuzz-a" / ("a" * 40)).exists())
 
 
 if __name__ == "__main__":
