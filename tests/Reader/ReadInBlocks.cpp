@@ -13,6 +13,8 @@ using namespace Rdf;
 
 namespace {
 
+constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
+
 /// A runner and its results.
 struct RecordingRunner {
     explicit RecordingRunner(TurtleRelay& relay)
@@ -38,7 +40,10 @@ std::vector<TurtleRelay::Block> cutText(const std::string_view text, const std::
     for (size_t number = 0; number <= cuts.size(); ++number) {
         const size_t end = number == cuts.size() ? text.size() : cuts[number];
         blocks.push_back({number, text.substr(begin, end - begin), places.getBegin(), claim});
-        places.startText(text.data() + begin);
+        if (number == 0 && text.substr(0, end).starts_with(BYTE_ORDER_MARK)) // has no column
+            places.startText(text.data() + BYTE_ORDER_MARK.size(), {1, 1, BYTE_ORDER_MARK.size()});
+        else
+            places.startText(text.data() + begin);
         places.endText(text.data() + end);
         begin = end;
     }
