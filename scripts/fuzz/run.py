@@ -6,6 +6,7 @@ inputs and from the seeds: those in tests/fuzz/seeds, and those that make-fuzz-s
 """
 
 import argparse
+import base64
 import json
 import os
 import re
@@ -39,10 +40,10 @@ LONGEST_RDF_INPUT = 2000
 
 SECONDS_OF_AN_INPUT = 20
 
-NAME_OF_FOUND = re.compile(r"[0-9a-f]{40}")
+SPACE_OF_PROGRAMS = 1 << 28  # bytes, for the files that they write
+LARGEST_PRINTED_INPUT = 1 << 15
 
-# Of an input that is kept in the repository, which keeps all versions: dictionary files are larger.
-LARGEST_SEED = 4096
+NAME_OF_FOUND = re.compile(r"[0-9a-f]{40}")
 
 
 class Failed(Exception):
@@ -75,11 +76,15 @@ class Folders:
         """Returns the folder of its inputs in the repository. The programs of a syntax share theirs."""
         return self.seeds / program.name.replace("comparison", "reader")
 
+    def get_found(self, program):
+        """Returns the folders with what the programs of its syntax have found; it adds only to the first one."""
+        partner = self.corpus / program.name.replace("reader", "comparison")
+        folders = [self.get_corpus(program), partner, self.get_seeds(program)]
+        return [folder for folder in dict.fromkeys(folders) if folder.is_dir()]
+
     def get_inputs(self, program):
         """Returns all folders with inputs of a program; it adds only to the first one."""
-        partner = self.corpus / program.name.replace("reader", "comparison")
-        folders = [self.get_corpus(program), self.get_seeds(program), self.get_generated(program)]
-        folders += [partner] if partner not in folders else []
+        folders = [*self.get_found(program), self.get_generated(program)]
         extension = get_extension(program)
         if extension:
             files = self.corpus / f"real-{extension}"
@@ -101,12 +106,18 @@ def get_options(program):
         [f"-max_len={LONGEST_RDF_INPUT}"] if get_extension(program) else [])
 
 
+def add_option(environment, name, option):
+    environment[name] = ":".join(filter(None, [environment.get(name), option]))
+
+
 def get_environment(program):
     environment = dict(os.environ)
     # What the other readers leak is not ours to mend.
-    environment["ASAN_OPTIONS"] = "detect_leaks=" + ("0" if "comparison" in program.name else "1")
-    if os.access("/dev/shm", os.W_OK):
-        environment["TMPDIR"] = "/dev/shm"  # Some programs write many small files.
+    add_option(environment, "ASAN_OPTIONS", "detect_leaks=" + ("0" if "comparison" in program.name else "1"))
+    add_option(environment, "UBSAN_OPTIONS", "print_stacktrace=1")
+    memory = Path("/dev/shm")  # Some programs write many small files.
+    if os.access(memory, os.W_OK) and shutil.disk_usage(memory).free > SPACE_OF_PROGRAMS:
+        environment["TMPDIR"] = str(memory)
     return environment
 
 
@@ -136,14 +147,25 @@ def get_own_lines(output):
     return [line for line in output.splitlines() if not foreign.match(line)]
 
 
-def fuzz(folders, seconds, jobs):
-    """Runs each program for so many seconds. Returns whether none has found a fault."""
+def get_cause(output):
+    """Returns the lines of a program that say why it has failed, and the input in base64 unless it is large."""
+    lines = get_own_lines(output)
+    beginning = re.compile(r"==\d+==\s?ERROR|not so:|.*runtime error:|terminate called|.*Assertion .* failed")
+    first = next((number for number, line in enumerate(lines) if beginning.match(line)), 0)
+    written = re.search(r"Test unit written to (\S+)", output)
+    if written and Path(written[1]).stat().st_size <= LARGEST_PRINTED_INPUT:
+        lines.append("input: " + base64.b64encode(Path(written[1]).read_bytes()).decode())
+    return lines[first:]
+
+
+def fuzz(folders, seconds, jobs, seed=0):
+    """Runs each program for so many seconds; chance decides with seed 0. Returns whether none has found a fault."""
     programs = folders.get_programs()
     inputs = {program: folders.get_inputs(program) for program in programs}
 
     def run(program):
         log = folders.corpus / f"{program.name}.txt"
-        is_right = run_program(program, [f"-max_total_time={seconds}", *get_options(program),
+        is_right = run_program(program, [f"-max_total_time={seconds}", f"-seed={seed}", *get_options(program),
                                          f"-artifact_prefix={folders.corpus}/", *inputs[program]], log)
         output = log.read_text(encoding="utf-8", errors="replace")
         return program, is_right, output
@@ -153,10 +175,9 @@ def fuzz(folders, seconds, jobs):
         for program, is_right, output in pool.map(run, programs):
             runs, duration, coverage = summarize(output)
             print(f"{program.name:<26} {runs:>12,} runs in {duration:>6,} s, coverage {coverage:>7,}", flush=True)
-            lines = get_own_lines(output)
             if not is_right:
                 print(f"{program.name} has failed; its input is in {folders.corpus}:")
-            for line in lines if is_right else output.splitlines()[-60:]:
+            for line in get_own_lines(output) if is_right else get_cause(output):
                 print("    " + line)
             are_right = are_right and is_right
     return are_right
@@ -204,34 +225,30 @@ def state_coverage(folders):
 def minimize(folders):
     """Replaces the inputs that libFuzzer has found, and named, among the seeds in the repository.
 
-    They are then the fewest that, with the other seeds, reach the same code as all inputs; larger ones are left out."""
+    They are then the fewest that, with the seeds written by hand, reach the same code as all that were found. Programs
+    whose seeds are generated keep none: they are large, and outdated after a change of their format."""
     for program in folders.get_programs():
         seeds = folders.get_seeds(program)
-        if seeds.name != program.name:
+        if seeds.name != program.name or folders.get_generated(program).is_dir():
             continue
-        seeds.mkdir(parents=True, exist_ok=True)
-        generated = folders.get_generated(program)
-        others = [file for folder in (seeds, generated) if folder.is_dir() for file in sorted(folder.iterdir())
-                  if not NAME_OF_FOUND.fullmatch(file.name)]
+        merged = seeds.with_name(seeds.name + ".merged")
+        shutil.rmtree(merged, ignore_errors=True)
+        merged.mkdir(parents=True)
+        for file in seeds.iterdir() if seeds.is_dir() else ():
+            if not NAME_OF_FOUND.fullmatch(file.name):
+                shutil.copy(file, merged)
         with tempfile.TemporaryDirectory() as scratch:
-            merged = Path(scratch) / "merged"
-            merged.mkdir()
-            for number, file in enumerate(others):
-                shutil.copy(file, merged / str(number))
             log = Path(scratch) / "log"
             # How often a line is reached does not count: that would need ten times as many inputs.
             if not run_program(program, ["-merge=1", "-use_counters=0", *get_options(program), merged,
-                                         *folders.get_inputs(program)], log):
+                                         *folders.get_found(program)], log):
+                shutil.rmtree(merged)
                 raise Failed(f"{program.name} has failed:\n" + log.read_text(encoding="utf-8", errors="replace"))
-            for file in seeds.iterdir():
-                if NAME_OF_FOUND.fullmatch(file.name):
-                    file.unlink()
-            found = [file for file in merged.iterdir()
-                     if NAME_OF_FOUND.fullmatch(file.name) and file.stat().st_size <= LARGEST_SEED]
-            for file in found:
-                shutil.copy(file, seeds)
-            print(f"{program.name:<26} {len(found):>5,} inputs, {sum(file.stat().st_size for file in found):>8,} bytes",
-                  flush=True)
+        shutil.rmtree(seeds, ignore_errors=True)
+        merged.rename(seeds)
+        files = list(seeds.iterdir())
+        print(f"{program.name:<26} {len(files):>5,} inputs, {sum(file.stat().st_size for file in files):>8,} bytes",
+              flush=True)
 
 
 def main(arguments):
@@ -242,7 +259,8 @@ def main(arguments):
     task.add_argument("--seconds", type=int, help="fuzz with each program for that long")
     task.add_argument("--coverage", action="store_true", help="state which lines the inputs reach")
     task.add_argument("--minimize", action="store_true", help="replace the seeds by a minimal set of all inputs")
-    parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="programs that run at a time")
+    parser.add_argument("--jobs", type=int, default=len(os.sched_getaffinity(0)), help="programs that run at a time")
+    parser.add_argument("--seed", type=int, default=0, help="what decides how inputs change; 0 for chance")
     options = parser.parse_args(arguments)
     data = os.environ.get("MELNAR_DATA")
     folders = Folders(options.programs, data=Path(data) if data else None)
@@ -253,7 +271,7 @@ def main(arguments):
             minimize(folders)
         else:
             seconds = options.seconds or options.minutes * 60 * options.jobs // len(folders.get_programs())
-            if not fuzz(folders, seconds, options.jobs):
+            if not fuzz(folders, seconds, options.jobs, options.seed):
                 return 1
             print(f"\nNothing failed in {seconds} s of each program.")
         return 0

@@ -6,6 +6,7 @@ import importlib.util
 import io
 import tempfile
 import unittest
+import unittest.mock
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[3]
@@ -80,14 +81,33 @@ class RunTest(unittest.TestCase):
             self.assertEqual([str(self.root / "seeds/fuzz-b"), str(self.root / "programs/seeds/fuzz-b")]
                              if program.name == "fuzz-b" else [], folders[1:])
 
-    def test_a_program_that_fails_is_shown_and_the_others_run(self):
-        self.add_program("fuzz-a", "echo 'not so: a claim'; exit 77")
+    def test_a_program_that_fails_is_shown_with_its_cause_and_the_others_run(self):
+        crash = self.add_file("crash", "abc")
+        frames = "\n".join(f"    #{number} in f" for number in range(100))
+        output = f"#2\tINITED cov: 1\nbefore\nnot so: a claim\n{frames}\nTest unit written to {crash}"
+        self.add_program("fuzz-a", f"cat <<'END'\n{output}\nEND\nexit 77")
         other = self.add_program("fuzz-b")
         result, output = self.run_task(run.fuzz, 7, 1)
         self.assertFalse(result)
         self.assertIn("fuzz-a has failed", output)
-        self.assertIn("not so: a claim", output)
+        self.assertIn("\n    not so: a claim\n", output)
+        self.assertIn("    #99 in f", output)
+        self.assertIn("input: YWJj", output)
+        self.assertNotIn("before", output)
         self.assertNotEqual([], self.get_arguments(other))
+
+    def test_causes_begin_where_a_sanitizer_does(self):
+        for line in ("==1==ERROR: AddressSanitizer: x", "==1== ERROR: libFuzzer: x", "a.cpp:1:2: runtime error: x",
+                     "terminate called after throwing"):
+            self.assertEqual([line, "after"], run.get_cause(f"before\n{line}\nafter"))
+        self.assertEqual(["nothing known"], run.get_cause("nothing known"))
+
+    def test_options_of_sanitizers_are_added_to_those_of_the_user(self):
+        with unittest.mock.patch.dict(run.os.environ, {"ASAN_OPTIONS": "a=1"}, clear=True):
+            environment = run.get_environment(Path("fuzz-comparison-trig"))
+            self.assertEqual("a=1:detect_leaks=0", environment["ASAN_OPTIONS"])
+            self.assertEqual("print_stacktrace=1", environment["UBSAN_OPTIONS"])
+            self.assertIn("detect_leaks=1", run.get_environment(Path("fuzz-c"))["ASAN_OPTIONS"])
 
     def test_programs_that_read_rdf_start_from_the_beginnings_of_real_files(self):
         program = self.add_program("fuzz-reader-turtle")
@@ -137,24 +157,30 @@ class RunTest(unittest.TestCase):
             run.get_code_under_test(Path("fuzz-unknown"))
 
     def test_minimal_inputs_replace_those_that_were_found_before(self):
-        found, old, large = (digit * 40 for digit in "abc")
+        found, old = (digit * 40 for digit in "ab")
         # The first folder takes the inputs of the second one.
-        self.add_program("fuzz-a", 'while [ "${1#-}" != "$1" ]; do shift; done; cp "$2"/* "$1"')
-        self.add_file("programs/seeds/fuzz-a/made")
-        self.add_file("seeds/fuzz-a/written")
-        self.add_file(f"seeds/fuzz-a/{old}")
-        self.add_file(f"corpus/fuzz-a/{found}", "abc")
-        self.add_file(f"corpus/fuzz-a/{large}", "x" * 5000)
+        script = 'while [ "${1#-}" != "$1" ]; do shift; done; cp "$2"/* "$1"'
+        for name in ("fuzz-a", "fuzz-generated", "fuzz-reader-turtle"):
+            self.add_program(name, script)
+            self.add_file(f"corpus/{name}/{found}", "abc")
+            self.add_file(f"seeds/{name}/written")
+            self.add_file(f"seeds/{name}/{old}")
+        self.add_file("programs/seeds/fuzz-generated/made")
+        self.add_file("seeds/seed.ttl")
         _, output = self.run_task(run.minimize)
-        self.assertEqual([found, "written"], sorted(file.name for file in (self.root / "seeds/fuzz-a").iterdir()))
-        self.assertEqual(["fuzz-a", "1", "inputs,", "3", "bytes"], output.split())
+        for name, expected in (("fuzz-a", [found, "written"]), ("fuzz-reader-turtle", [found, "written"]),
+                               ("fuzz-generated", [old, "written"])):
+            self.assertEqual(expected, sorted(file.name for file in (self.root / "seeds" / name).iterdir()))
+        self.assertEqual(["fuzz-a", "2", "inputs,", "3", "bytes"], output.splitlines()[0].split())
+        self.assertNotIn("real-", " ".join(self.get_arguments(self.root / "programs/fuzz-reader-turtle")))
+        self.assertEqual(4, len(list((self.root / "seeds").iterdir())))
 
     def test_a_merge_that_fails_leaves_the_seeds(self):
         self.add_program("fuzz-a", "exit 1")
         self.add_file("seeds/fuzz-a/" + "a" * 40)
         with self.assertRaises(run.Failed):
             self.run_task(run.minimize)
-        self.assertTrue((self.root / "seeds/fuzz-a" / ("a" * 40)).exists())
+        self.assertEqual([self.root / "seeds/fuzz-a" / ("a" * 40)], list((self.root / "seeds").rglob("a*")))
 
 
 if __name__ == "__main__":
