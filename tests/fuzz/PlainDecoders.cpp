@@ -116,10 +116,9 @@ PlainText decodePlainly(const PackedFormat format, const std::string& packed, co
     }
 }
 
-std::string repairGzip(const std::string& packed) {
-    constexpr size_t LARGEST_TEXT = 300'000;
+std::string repairGzip(const std::string& packed, const size_t largestText) {
     constexpr int RAW_WINDOW = -15;
-    std::string text(LARGEST_TEXT, '\0');
+    std::string text(largestText, '\0');
     std::string data = packed.substr(std::min(packed.size(), GZIP_HEADER));
     z_stream state{};
     require(inflateInit2(&state, RAW_WINDOW) == Z_OK, "zlib starts");
@@ -130,7 +129,7 @@ std::string repairGzip(const std::string& packed) {
         return packed;
     std::string repaired("\x1F\x8B\x08\0\0\0\0\0\0\xFF", GZIP_HEADER);
     repaired.append(data, 0, data.size() - state.avail_in);
-    const uLong textSize = LARGEST_TEXT - state.avail_out;
+    const uLong textSize = largestText - state.avail_out;
     const uLong checksum = crc32(0, reinterpret_cast<const Bytef*>(text.data()), static_cast<uInt>(textSize));
     for (const uLong field : {checksum, textSize})
         for (unsigned shift = 0; shift < 32; shift += 8)

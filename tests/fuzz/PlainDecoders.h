@@ -16,5 +16,5 @@ struct PlainText {
 PlainText decodePlainly(PackedFormat format, const std::string& packed, size_t largestText);
 
 /// Returns a gzip member with the correct checksum and length for its data, after a header without optional fields; the
-/// bytes themselves if their data cannot be decompressed.
-std::string repairGzip(const std::string& packed);
+/// bytes themselves if their data cannot be decompressed, or to more than the largest text.
+std::string repairGzip(const std::string& packed, size_t largestText);

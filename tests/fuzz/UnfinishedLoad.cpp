@@ -3,7 +3,7 @@
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
-#include "Engine/core/platform/MelnarException.h"
+#include "Engine/core/platform/SystemCallException.h"
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
 #include "tests/fuzz/Require.h"
 #include "tests/fuzz/ZeroRuns.h"
@@ -18,6 +18,7 @@
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -214,6 +215,9 @@ std::optional<std::string> UnfinishedLoad::resume(const Files& files) const {
         }
     } catch (const ToolFailure& failure) {
         require(*failure.what() != '\0', "a load is refused with the reason");
+        return std::nullopt;
+    } catch (const SystemCallException& exception) {
+        require(exception.getErrorCode() == ENOENT, "the system fails only for lack of a file");
         return std::nullopt;
     } catch (const MelnarException& exception) {
         require(exception.getKind() != FailureKind::MISUSE && !exception.getMessage().empty(),
