@@ -52,6 +52,12 @@ TEST_F(DataPoolTest, aNewPoolIsEmptyAndCostsNothing) {
     EXPECT_NE(nullptr, m_dataPool.getData());
 }
 
+TEST_F(DataPoolTest, aPoolThatIsNotInitialisedIsEmpty) {
+    const DataPool dataPool(m_memoryManager);
+    EXPECT_EQ(0u, dataPool.getEnd());
+    EXPECT_EQ(0u, dataPool.getUnusedBytes());
+}
+
 TEST_F(DataPoolTest, chunksWithoutThreadContextFollowEachOther) {
     EXPECT_EQ(0u, m_dataPool.newDataChunk(nullptr, 10));
     EXPECT_EQ(10u, m_dataPool.newDataChunk(nullptr, 3));
