@@ -1,8 +1,9 @@
 #include "Reader/ByteScan.h"
 
+#include "tests/support/GuardedBytes.h"
+
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -54,7 +55,7 @@ TEST(ByteScanTest, copiesTheBytesBeforeAStop) {
             std::string text = std::string("0123456789abcdefghijklmnopqrstuvwxyzABCDEFG").substr(0, size);
             if (place != size)
                 text[place] = '"';
-            const auto copy = std::make_unique<char[]>(size); // so that sanitizers detect writes after its end
+            const GuardedBytes copy(size, GuardedBytes::FlushWith::END_OF_PAGE); // a write after its end crashes
             char* output = copy.get();
             const char* const end = text.data() + size;
             ASSERT_EQ(text.data() + place, ByteScan::copyUntil(text.data(), end, ByteScan::StringStop{'"'}, output));

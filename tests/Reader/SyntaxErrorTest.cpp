@@ -128,6 +128,7 @@ TEST(SyntaxErrorTest, ofTriGSayWhatWasFoundAndExpected) {
     check(Syntax::TRIG, {
                             {"() { <a:s> <a:p> <a:o> }", "1:4: expected a predicate, found '{'"},
                             {"[ <a:p> <a:o> ] { <a:s> <a:p> <a:o> }", "1:17: expected a predicate, found '{'"},
+                            {"<a:s> <a:p> <a:o> ; { <a:s> <a:p> <a:o> }", "1:21: expected a predicate, found '{'"},
                             {"<a:g> { <a:s> <a:p> }", "1:21: expected an object, found '}'"},
                             {"<a:g> { <a:s> <a:p> <a:o> . <a:a>",
                              "1:7: this '{' is not closed: expected a predicate, found the end of the text"},

@@ -173,7 +173,9 @@ TEST(TurtleReaderTest, reifiersAndAnnotations) {
     EXPECT_EQ("<u:s> <u:p> <u:o> .\n_:anon26" + reifies + "_:x" + reifies + "_:anon34" + reifies,
               read(":s :p :o ~ ~_:x ~[] ."));
     EXPECT_EQ("_:anon17" + reifies, read("<<:s :p :o>>."));
-    EXPECT_EQ("<u:r>" + reifies + "<u:r> <u:q> " + triple + " .\n", read("<< :s :p :o ~ :r >> :q <<( :s :p :o )>> ."));
+    for (const char* const reifier : {":r", "<u:r>"})
+        EXPECT_EQ("<u:r>" + reifies + "<u:r> <u:q> " + triple + " .\n",
+                  read(std::string("<< :s :p :o ~ ") + reifier + " >> :q <<( :s :p :o )>> ."));
 }
 
 TEST(TurtleReaderTest, aFaultyStatementGivesNoTriples) {
