@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
 """Judges the tests: changes the engine or the reader in one place, and expects that a test fails.
 
-usage: ./dev mutants FOLDER [OPTION...]
+usage: ./dev mutants FOLDER... [OPTION...]
 
-FOLDER is Engine, Reader, or a folder or file in one of them. Each place where an operator, a constant, a condition, a
-jump or a statement can be changed is a mutant. One build of a copy of the project, below build/mutants, contains all
-mutants; an environment variable activates one. First each test is run once, to record which mutants it reaches. Then
-each mutant is judged by the tests that reach it, the fastest ones first, until one fails, crashes, or takes much longer
-than usual. Results are kept: the same command continues an interrupted run, and judges survivors again after tests
-have changed.
+FOLDER is Engine, Reader, or a folder or file in one of them; several are of the same one. Each place where an operator,
+a constant, a condition, a jump or a statement can be changed is a mutant. One build of a copy of the project, below
+build/mutants, contains all mutants; an environment variable activates one. First each test is run once, to record which
+mutants it reaches. Then each mutant is judged by the tests that reach it, the fastest ones first, until one fails,
+crashes, or takes much longer than usual. Results are kept: the same command continues an interrupted run, and judges
+survivors again after tests have changed.
 
 Memory orders, texts and calls that affect only the speed are not mutated, nor what is evaluated by the compiler.
 Tests named XSlowTest, and those that take longer than --longest, are left out; so are all those that are not in the
@@ -41,7 +41,7 @@ def parse_arguments():
     root = Path(__file__).resolve().parents[2]
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter,
                                      usage=argparse.SUPPRESS)
-    parser.add_argument("folder", metavar="FOLDER", type=lambda text: text.rstrip("/"))
+    parser.add_argument("folders", metavar="FOLDER", nargs="+", type=lambda text: text.rstrip("/"))
     parser.add_argument("--sample", type=int, metavar="N", help="judge only N mutants, chosen by chance")
     parser.add_argument("--seed", type=int, default=1, help="of the choice (1)")
     parser.add_argument("--only", type=int, metavar="NUMBER", help="judge one mutant, again if it has been judged")
@@ -49,13 +49,18 @@ def parse_arguments():
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="how much runs concurrently (one per core)")
     parser.add_argument("--longest", type=float, default=10, metavar="SECONDS", help="of a test (10)")
     parser.add_argument("--tests", nargs="+", metavar="FOLDER", help="the tests that judge (all of the library)")
+    parser.add_argument("--without", nargs="+", metavar="FOLDER", default=[], help="what is not judged, such as the code "
+                        "for another processor")
     parser.add_argument("--root", type=Path, default=root, help=argparse.SUPPRESS)
     parser.add_argument("--programs", nargs="+", help=argparse.SUPPRESS)
     arguments = parser.parse_args()
-    library = arguments.folder.split("/")[0]
-    if library not in PROGRAMS or not (arguments.root / arguments.folder).exists():
-        parser.error(f"{arguments.folder} is no folder or file of {' or '.join(PROGRAMS)}")
-    return arguments, library
+    for folder in arguments.folders:
+        if folder.split("/")[0] not in PROGRAMS or not (arguments.root / folder).exists():
+            parser.error(f"{folder} is no folder or file of {' or '.join(PROGRAMS)}")
+    libraries = {folder.split("/")[0] for folder in arguments.folders}
+    if len(libraries) > 1:
+        parser.error(f"{' and '.join(sorted(libraries))} cannot be judged together")
+    return arguments, libraries.pop()
 
 
 def show(mutant, root):
@@ -107,7 +112,7 @@ class Results:
 
 def choose(tree, arguments):
     chosen = [number for number, mutant in tree.mutants.items() if number not in tree.dropped and
-              is_in(mutant.file, arguments.folder)]
+              is_in(mutant.file, *arguments.folders) and not is_in(mutant.file, *arguments.without)]
     total = len(chosen)
     if arguments.sample is not None:
         random.Random(arguments.seed).shuffle(chosen)
@@ -138,7 +143,7 @@ def judge_all(chosen, tree, trials, results, accepted):
                 print(f"({done} of {len(chosen)})", flush=True)
 
 
-def report(chosen, total, tree, results, accepted, folder):
+def report(chosen, total, tree, results, accepted, folders):
     verdicts = [results.verdicts[number] for number in chosen]
     counts = {}
     for verdict in verdicts:
@@ -146,7 +151,7 @@ def report(chosen, total, tree, results, accepted, folder):
     known = sum(1 for number in chosen
                 if not results.verdicts[number].is_noticed and tree.mutants[number].key() in accepted)
     noticed = sum(verdict.is_noticed for verdict in verdicts)
-    print(f"\n{folder}: {total} mutants, {len(chosen)} judged: "
+    print(f"\n{' '.join(folders)}: {total} mutants, {len(chosen)} judged: "
           f"{', '.join(f'{count} {how}' for how, count in sorted(counts.items()))}; {known} accepted survivors")
     print(f"noticed: {describe_share(noticed, len(chosen))}")
     print(f"noticed, without accepted survivors: {describe_share(noticed, len(chosen) - known)}")
@@ -159,13 +164,13 @@ def main():
     root = arguments.root.resolve()
     folder = root / "build/mutants" / library
     folder.mkdir(parents=True, exist_ok=True)
-    tree = Tree(root, library, folder, arguments.jobs, arguments.folder, arguments.tests)
+    tree = Tree(root, library, folder, arguments.jobs, arguments.folders, arguments.tests)
     if arguments.show is not None:
         sys.stdout.write(show(tree.mutants[arguments.show], root))
         return
     accepted = survivors.read(root / "tests/mutants/survivors")
     keys = {mutant.key() for mutant in tree.mutants.values()}
-    stale = [key for key in accepted if is_in(key[0], arguments.folder) and key not in keys]
+    stale = [key for key in accepted if is_in(key[0], *arguments.folders) and key not in keys]
     if stale:
         sys.exit("mutants: no mutant is like these in tests/mutants/survivors:\n\n" +
                  "\n\n".join("\n".join(key) for key in stale))
@@ -188,7 +193,7 @@ def main():
         return
     chosen, total = choose(tree, arguments)
     judge_all(chosen, tree, trials, results, accepted)
-    sys.exit(0 if report(chosen, total, tree, results, accepted, arguments.folder) else 1)
+    sys.exit(0 if report(chosen, total, tree, results, accepted, arguments.folders) else 1)
 
 
 if __name__ == "__main__":

@@ -105,7 +105,7 @@ def parse(job):
 class Tree:
     """The mutants of a library, which is a folder of the project, and the programs that test it.
 
-    Those of files in `scope` are added to what earlier runs have mutated, and keep their numbers from then on, so that
+    Those of files in the folders of `scope` are added to what earlier runs have mutated, and keep their numbers from then on, so that
     little is built again. If `test_folders` is not None, programs have only the tests in these folders.
     """
 
@@ -141,7 +141,7 @@ class Tree:
         hashes = {name: hash_bytes((HERE / "points.py").read_bytes(), (self.root / name).read_bytes())
                   for name in self.sources}
         self.mutated = {name: value for name, value in hashes.items()
-                        if is_in(name, self.scope) or name in state.get("files", {})}
+                        if is_in(name, *self.scope) or name in state.get("files", {})}
         changed = [name for name, value in self.mutated.items() if state.get("files", {}).get(name) != value]
         mutants = {number: mutant for number, mutant in known.items()
                    if mutant.file in self.mutated and mutant.file not in changed}

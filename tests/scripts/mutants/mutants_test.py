@@ -238,8 +238,9 @@ class RunTest(unittest.TestCase):
         self.assertIn("Engine/Range.cpp: 7 mutants, 7 judged: 4 failed, 1 not reached, 2 survived; 0 accepted", output)
 
     def expect_survivors_of_a_folder(self, folder):
-        code, output = run_mutants(folder, "Engine")
+        code, output = run_mutants(folder, "Engine/Range.h", "Engine/Range.cpp")
         self.assertEqual(1, code, output)
+        self.assertIn("Engine/Range.h Engine/Range.cpp: 11 mutants, 11 judged", output)
         self.assertIn("1 of them do not compile", output)  # std::string has no difference
         found = re.findall(r"mutant \d+ (.*)\nfile: (.*)\nin: (.*)\nline: (.*)\nchange: (.*)\n", output)
         self.assertEqual({
@@ -266,6 +267,7 @@ class RunTest(unittest.TestCase):
         output = run_mutants(folder, "Engine/Range.cpp", "--only", "1")[1]
         self.assertRegex(output, r"\n-.*value < m_begin.*\n\+.*\n(.*\n)*mutant 1 failed ")
         self.assertIn(" 2 judged", run_mutants(folder, "Engine", "--sample", "2", "--seed", "3")[1])
+        self.assertIn("Engine: 7 mutants, 7 judged", run_mutants(folder, "Engine", "--without", "Engine/Range.h")[1])
 
         listed.write_text(entries.replace("break", "brake"), encoding="utf-8")
         code, output = run_mutants(folder, "Engine")
@@ -276,7 +278,9 @@ class RunTest(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             write_project(folder, FILES)
             self.assertIn("tests is no folder or file of Engine or Reader", run_mutants(folder, "tests")[1])
-            self.assertIn("Engine/none is no folder or file", run_mutants(folder, "Engine/none")[1])
+            self.assertIn("Engine/none is no folder or file", run_mutants(folder, "Engine", "Engine/none")[1])
+            Path(folder, "Reader").mkdir()
+            self.assertIn("Engine and Reader cannot be judged together", run_mutants(folder, "Engine", "Reader")[1])
 
 
 class TrialTest(unittest.TestCase):
