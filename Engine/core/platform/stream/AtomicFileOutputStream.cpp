@@ -123,14 +123,14 @@ Exchange exchangeInOtherProcess(const char* const firstTemporaryName, const char
     return ended == process && WIFEXITED(status) ? static_cast<Exchange>(WEXITSTATUS(status)) : Exchange::UNKNOWN;
 }
 
-/// Returns whether there is such a file, and sets its status.
-bool identify(const std::string& fileName, struct stat& status) {
+/// Returns whether there is such a file, and sets its status. The doubt about the file is a part of the message.
+bool identify(const std::string& fileName, struct stat& status, const char* const doubt) {
     if (::lstat(fileName.c_str(), &status) == 0)
         return true;
     if (errno == ENOENT)
         return false;
     throw SystemCallException(SOURCE_FILE, LINE_CANNOT_IDENTIFY, MelnarException::NO_CAUSES, "lstat", errno,
-                              "Cannot examine file '", fileName, "'.");
+                              "Cannot examine file '", fileName, "'", doubt, ".");
 }
 
 } // namespace
@@ -171,7 +171,7 @@ void AtomicFileOutputStream::TemporaryFile::renameTo(const std::string& targetNa
 void AtomicFileOutputStream::TemporaryFile::replace(const TargetFile& target) {
     const std::string& targetName = target.getName();
     if (::renameat2(AT_FDCWD, m_fileName.c_str(), AT_FDCWD, targetName.c_str(), RENAME_EXCHANGE) == 0) {
-        noteExchanged(true);
+        noteExchanged(true, true);
         return;
     }
     // There is no old file, or the file system cannot exchange files.
@@ -185,11 +185,10 @@ void AtomicFileOutputStream::TemporaryFile::replace(const TargetFile& target) {
     }
 }
 
-/// Notes that the file was exchanged with the target, if that existed.
-void AtomicFileOutputStream::TemporaryFile::noteExchanged(const bool wasTargetThere) noexcept {
-    m_isRenamed = true;
-    if (wasTargetThere)
-        m_replacedName = &m_fileName;
+/// Notes whether the file was exchanged with the target, if that existed.
+void AtomicFileOutputStream::TemporaryFile::noteExchanged(const bool isExchanged, const bool wasTargetThere) noexcept {
+    m_isRenamed = isExchanged;
+    m_replacedName = isExchanged && wasTargetThere ? &m_fileName : nullptr;
 }
 
 void AtomicFileOutputStream::TemporaryFile::takeBack(const TargetFile& target) {
@@ -265,8 +264,8 @@ void AtomicFileOutputStream::exchangeBoth(AtomicFileOutputStream& first, AtomicF
     struct stat secondWritten {};
     const bool wasFirstThere = first.m_target.examine(old);
     const bool wasSecondThere = second.m_target.examine(old);
-    identify(first.getTemporaryFileName(), firstWritten);
-    identify(second.getTemporaryFileName(), secondWritten);
+    identify(first.getTemporaryFileName(), firstWritten, "");
+    identify(second.getTemporaryFileName(), secondWritten, "");
     const Exchange outcome =
         exchangeInOtherProcess(first.getTemporaryFileName().c_str(), first.m_target.getName().c_str(),
                                second.getTemporaryFileName().c_str(), second.m_target.getName().c_str());
@@ -274,14 +273,17 @@ void AtomicFileOutputStream::exchangeBoth(AtomicFileOutputStream& first, AtomicF
         if (outcome != Exchange::UNKNOWN)
             return outcome == Exchange::BOTH;
         struct stat file;
-        return identify(target.getName(), file) && file.st_ino == written.st_ino && file.st_dev == written.st_dev;
+        return identify(target.getName(), file, ", which may have been replaced") && file.st_ino == written.st_ino &&
+               file.st_dev == written.st_dev;
     };
+    // If the outcome is unknown and the files cannot be examined, both count as exchanged, so that neither old file is
+    // removed.
+    first.m_temporaryFile.noteExchanged(true, wasFirstThere);
+    second.m_temporaryFile.noteExchanged(true, wasSecondThere);
     const bool isFirstNew = isNew(first.m_target, firstWritten);
     const bool isSecondNew = isNew(second.m_target, secondWritten);
-    if (isFirstNew)
-        first.m_temporaryFile.noteExchanged(wasFirstThere);
-    if (isSecondNew)
-        second.m_temporaryFile.noteExchanged(wasSecondThere);
+    first.m_temporaryFile.noteExchanged(isFirstNew, wasFirstThere);
+    second.m_temporaryFile.noteExchanged(isSecondNew, wasSecondThere);
     if (isFirstNew && isSecondNew)
         return;
     if (isFirstNew) { // The other process was killed, or could not undo its first exchange.

@@ -91,7 +91,7 @@ private:
 
         void renameTo(const std::string& targetName);
         void replace(const TargetFile& target);
-        void noteExchanged(bool wasTargetThere) noexcept;
+        void noteExchanged(bool isExchanged, bool wasTargetThere) noexcept;
         void takeBack(const TargetFile& target);
         void removeReplaced() noexcept;
 

@@ -247,7 +247,7 @@ TEST_F(AtomicFileOutputStreamPairTest, eachFailureHasItsPlace) {
     }
 }
 
-/// After a folder could not be flushed, the second file is put back first. The other one is put back even if that fails.
+/// After a folder could not be flushed, the second file is put back first; the other one even if that fails.
 TEST_F(AtomicFileOutputStreamExchangeTest, aFileThatCannotBePutBackIsNamedAndNotLost) {
     for (const bool isFirst : {false, true})
         forEachStart([&](const Contents& old) {
@@ -351,6 +351,37 @@ TEST_F(AtomicFileOutputStreamExchangeTest, anOtherProcessThatIsKilledHasReplaced
             } else
                 replaceBoth();
             EXPECT_EQ(renamings == 1 ? old : m_new, getContents());
+        });
+}
+
+/// The last call of lstat before the exchange is the second one.
+TEST_F(AtomicFileOutputStreamExchangeTest, ifTheFilesOfAKilledProcessCannotBeExaminedNoneIsRemoved) {
+    for (const auto& [renamings, allowedExaminations] : {std::pair<size_t, size_t>(1, 2), {1, 3}, {2, 2}})
+        forEachStart([&, number = renamings, allowed = allowedExaminations](const Contents& old) {
+            {
+                const InOtherProcess killing(number, [] { ::raise(SIGKILL); });
+                Streams streams(m_firstPath, m_secondPath);
+                SystemCallFaults examinations(Call::LSTAT);
+                examinations.failAfter(allowed, EIO, Duration::ONCE);
+                const auto exception = catchException<SystemCallException>([&] { streams.replaceBoth(); });
+                EXPECT_EQ(0u, exception.getMessage().find("Cannot examine file '" +
+                                                          (allowed == 2 ? m_firstPath : m_secondPath) +
+                                                          "', which may have been replaced."))
+                    << exception.getMessage();
+                EXPECT_EQ(SOURCE_FILE, exception.getSourceFileName());
+                EXPECT_EQ(243, exception.getSourceLineNumber());
+            }
+            Contents expected = old;
+            for (const std::string name : {"one/first", "two/second"}) {
+                std::string temporary = m_new.at(name);
+                if (number == 2 || name == "one/first")
+                    std::swap(expected[name], temporary);
+                if (!temporary.empty())
+                    expected[name + ".saving"] = temporary;
+            }
+            EXPECT_EQ(expected, getContents());
+            for (const std::string& path : {m_firstPath, m_secondPath})
+                std::filesystem::remove(path + ".saving");
         });
 }
 
