@@ -428,8 +428,8 @@ TEST_F(AtomicFileOutputStreamExchangeTest, theOtherProcessRunsNoSignalHandlerAnd
     sigset_t one;
     ::sigemptyset(&one);
     ::sigaddset(&one, SIGUSR2);
-    ::pthread_sigmask(SIG_BLOCK, &one, nullptr);
-    const std::set<int> blocked = getBlockedSignals();
+    sigset_t ownSignals;
+    ::pthread_sigmask(SIG_SETMASK, &one, &ownSignals);
     const auto before = ::signal(SIGTERM, [](int) { ::_exit(99); });
     {
         const InOtherProcess interruption(1, [] { ::raise(SIGTERM); });
@@ -437,8 +437,8 @@ TEST_F(AtomicFileOutputStreamExchangeTest, theOtherProcessRunsNoSignalHandlerAnd
     }
     ::signal(SIGTERM, before);
     EXPECT_EQ(m_new, getContents());
-    EXPECT_EQ(blocked, getBlockedSignals());
-    ::pthread_sigmask(SIG_UNBLOCK, &one, nullptr);
+    EXPECT_EQ(std::set<int>{SIGUSR2}, getBlockedSignals());
+    ::pthread_sigmask(SIG_SETMASK, &ownSignals, nullptr);
 }
 
 /// As a terminal does when the user interrupts a program.
