@@ -29,6 +29,7 @@ namespace {
 constexpr const char* const SOURCE_FILE = "tools/melnar-dict/load/ShardSpill";
 constexpr long LINE_DAMAGED_TERMS = 57;
 constexpr long LINE_DAMAGED_ROWS = 231;
+constexpr long LINE_DAMAGED_IDS = 254;
 
 // Enough for a dictionary to work at full speed.
 constexpr size_t TERMS_OF_A_BATCH = 2048;
@@ -45,6 +46,33 @@ constexpr const char* AHEAD = "ahead-"; // followed by the characters that mkost
 
 constexpr std::string_view PATTERN_OF_MKOSTEMP = "XXXXXX";
 constexpr const char* LETTERS_OF_MKOSTEMP = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+
+// Where a row may have 0, for the default graph.
+constexpr size_t GRAPH_COLUMN = 3;
+
+/// How many resources each shard of a dictionary has. No shard is brought into memory.
+class ResourceNumbers {
+public:
+    explicit ResourceNumbers(const ShardedDictionary& dictionary) {
+        for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
+            m_numbers[shard] = std::max(dictionary.getManifest().m_shards[shard].m_numberOfResources, // when saved
+                                        dictionary.getShardInMemory(shard).getNextResourceID() - 1);
+    }
+
+    /// Returns whether the shard has a resource with this local ID.
+    bool hasLocal(const uint64_t localID, const uint32_t shard) const noexcept {
+        return localID != ShardLayout::NO_RESOURCE && localID <= m_numbers[shard];
+    }
+
+    /// Returns whether there is a resource with this ID.
+    bool hasGlobal(const uint64_t globalID) const noexcept {
+        return globalID != ShardLayout::NO_RESOURCE &&
+               hasLocal(ShardLayout::toLocal(globalID), ShardLayout::getShard(globalID));
+    }
+
+private:
+    std::array<uint64_t, ShardLayout::NUMBER_OF_SHARDS> m_numbers;
+};
 
 /// Terms of a shard's file that are resolved together.
 struct Batch {
@@ -225,10 +253,11 @@ void ShardSpill::resolveShard(ShardedDictionary& dictionary, const uint32_t shar
     m_ids[shard]->flush();
 }
 
-void ShardSpill::writeRows(const RowLayout& layout, const uint64_t endOfIDs, OutputStream& output) {
+void ShardSpill::writeRows(const RowLayout& layout, const ShardedDictionary& dictionary, OutputStream& output) {
     if (m_rows == nullptr)
         return;
     m_rows->flush();
+    const ResourceNumbers numbers(dictionary);
     std::array<std::unique_ptr<FileInputStream>, ShardLayout::NUMBER_OF_SHARDS> ids;
     FileInputStream input(m_rows->getName());
     uint64_t remainingBytes = m_rows->getNumberOfBytes();
@@ -255,18 +284,24 @@ void ShardSpill::writeRows(const RowLayout& layout, const uint64_t endOfIDs, Out
             requireSound(m_ids[shard] != nullptr);
             if (ids[shard] == nullptr)
                 ids[shard] = std::make_unique<FileInputStream>(m_ids[shard]->getName(), BUFFER_SIZE_OF_IDS);
-            globalIDs.push_back(ShardLayout::toGlobal(ids[shard]->readUInt64(), shard));
+            const uint64_t localID = ids[shard]->readUInt64();
+            if (!numbers.hasLocal(localID, shard))
+                throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_DAMAGED_IDS,
+                                      MelnarException::NO_CAUSES, "File '", ids[shard]->getName(),
+                                      "' is damaged: it does not contain IDs of its shard.");
+            globalIDs.push_back(ShardLayout::toGlobal(localID, shard));
         }
         take(1, sizeof(uint64_t));
         cells.resize(take(input.readUInt64(), sizeof(uint64_t)));
         input.readExactly(cells.data(), cells.size() * sizeof(uint64_t));
         requireSound(cells.size() % layout.m_columns == 0);
-        for (uint64_t& cell : cells) {
+        for (size_t index = 0; index < cells.size(); ++index) {
+            uint64_t& cell = cells[index];
             if ((cell & UNKNOWN) != 0) {
                 requireSound((cell & ~UNKNOWN) < globalIDs.size());
                 cell = globalIDs[cell & ~UNKNOWN];
-            }
-            requireSound(cell < endOfIDs);
+            } else
+                requireSound(numbers.hasGlobal(cell) || (cell == 0 && index % layout.m_columns == GRAPH_COLUMN));
         }
         bytes.clear();
         appendIDs(cells, layout.m_idWidth, bytes);

@@ -30,7 +30,8 @@ class ShardedDictionary;
 ///                  term
 ///
 /// A term that is unknown in several blocks is there for each of them. The files have no checksums. What is read from
-/// them is checked as far as the dictionary and the rows depend on it: lengths, shards, and the range of IDs.
+/// them is checked as far as the dictionary and the rows depend on it: lengths, shards, and that there are resources
+/// with the IDs.
 ///
 /// Ownership  Owns the files, and removes them at the end unless they are to be kept.
 /// Threads    addTerm: one at a time for each shard. addRows: one at a time. resolveShard: any number concurrently,
@@ -94,8 +95,8 @@ public:
     /// Lets a shard resolve its terms.
     void resolveShard(ShardedDictionary& dictionary, uint32_t shard);
 
-    /// Writes all rows that were added, in this layout. All IDs of the dictionary are below `endOfIDs`.
-    void writeRows(const RowLayout& layout, uint64_t endOfIDs, OutputStream& output);
+    /// Writes all rows that were added, in this layout. Their IDs are of this dictionary.
+    void writeRows(const RowLayout& layout, const ShardedDictionary& dictionary, OutputStream& output);
 
 private:
     std::string getName(const std::string& kind) const;

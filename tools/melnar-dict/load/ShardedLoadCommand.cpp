@@ -212,9 +212,8 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
                            dictionary, spill, checkpoint ? &*checkpoint : nullptr);
         }
         if (rows) {
-            const uint64_t endOfIDs = dictionary.getEndOfResourceIDs();
-            rows->open(endOfIDs - 1);
-            spill.writeRows(rows->getLayout(), endOfIDs, rows->getStream());
+            rows->open(dictionary.getEndOfResourceIDs() - 1);
+            spill.writeRows(rows->getLayout(), dictionary, rows->getStream());
         }
         ShardManifest manifest =
             dictionary.saveShards(folder.getName(), ShardedDictionary::State::WHOLE, options.m_numberOfThreads);

@@ -1,6 +1,7 @@
 #include "tools/melnar-dict/load/ShardSpill.h"
 
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
+#include "Engine/core/data-store/sharded/ShardedDictionaryThread.h"
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/stream/MemoryOutputStream.h"
 #include "tests/support/CaughtException.h"
@@ -30,7 +31,6 @@ namespace {
 
 constexpr size_t MEMORY_LIMIT = size_t(256) << 20;
 constexpr uint64_t TERMS_OF_A_SHARD = 10000;
-constexpr uint64_t END_OF_IDS = 3'000'000; // of rows
 
 /// A term in a block of the input.
 struct SpilledTerm {
@@ -62,13 +62,13 @@ Blocks makeBlocks(const size_t numberOfBlocks) {
     return blocks;
 }
 
-/// Returns the cells of a block's rows: all unknown terms in two orders, and some known IDs.
-std::vector<uint64_t> getCells(const size_t numberOfTerms) {
+/// Returns the cells of a block's rows: all unknown terms in two orders, and the first IDs of their shards.
+std::vector<uint64_t> getCells(const std::vector<SpilledTerm>& block) {
     std::vector<uint64_t> cells;
-    for (size_t number = 0; number < numberOfTerms; ++number) {
+    for (size_t number = 0; number < block.size(); ++number) {
         cells.push_back(ShardSpill::UNKNOWN | number);
-        cells.push_back(number + 1'000'000);
-        cells.push_back(ShardSpill::UNKNOWN | (numberOfTerms - 1 - number));
+        cells.push_back(ShardLayout::toGlobal(1, getShard(block[number])));
+        cells.push_back(ShardSpill::UNKNOWN | (block.size() - 1 - number));
     }
     return cells;
 }
@@ -83,7 +83,7 @@ protected:
             spill.addTerm(getShard(term), {term.m_form, 0, term.m_datatypeID});
             shards.push_back(static_cast<uint8_t>(getShard(term)));
         }
-        spill.addRows(shards, getCells(block.size()));
+        spill.addRows(shards, getCells(block));
     }
 
     static void resolveAll(ShardSpill& spill, ShardedDictionary& dictionary) {
@@ -105,24 +105,34 @@ protected:
                     id = ShardLayout::toGlobal(++numbers[getShard(term)], getShard(term));
                 idsOfBlock.push_back(id);
             }
-            for (const uint64_t cell : getCells(block.size()))
+            for (const uint64_t cell : getCells(block))
                 rows.push_back((cell & ShardSpill::UNKNOWN) != 0 ? idsOfBlock[cell & ~ShardSpill::UNKNOWN] : cell);
         }
         return rows;
     }
 
-    static std::string getNameOfTermFile(const uint32_t shard) {
-        char name[14];
-        std::snprintf(name, sizeof(name), "work-terms-%02x", static_cast<unsigned>(shard % 256));
-        return name;
+    static std::string getNameOfFile(const std::string& kind, const uint32_t shard) {
+        char number[4];
+        std::snprintf(number, sizeof(number), "-%02x", static_cast<unsigned>(shard % 256));
+        return "work-" + kind + number;
     }
 
-    static std::vector<uint64_t> getRows(ShardSpill& spill, const size_t width = RowLayout::WIDE) {
+    static std::vector<uint64_t> getRows(ShardSpill& spill, const ShardedDictionary& dictionary,
+                                         const RowLayout& layout = {}) {
         MemoryOutputStream output;
-        spill.writeRows({3, width}, END_OF_IDS, output);
+        spill.writeRows(layout, dictionary, output);
         std::vector<uint64_t> ids;
-        takeIDs(output.getBytes(), width, ids);
+        takeIDs(output.getBytes(), layout.m_idWidth, ids);
         return ids;
+    }
+
+    /// Adds a text to the shard, and returns its ID.
+    uint64_t addResource(const uint32_t shard) {
+        std::string form;
+        while (getShard({form}) != shard || m_dictionary.tryResolveTerm(Term::parse(D_XSD_STRING, form)) != 0)
+            form += 'a';
+        ShardedDictionaryThread thread(m_dictionary);
+        return m_dictionary.resolveTerm(thread, Term::parse(D_XSD_STRING, form));
     }
 
     std::set<std::string> getFiles() const {
@@ -145,8 +155,8 @@ TEST_F(ShardSpillTest, givesTermsTheIDsOfTheirFirstAppearance) {
     EXPECT_TRUE(spill.hasAnyTerms());
     resolveAll(spill, m_dictionary);
     const std::vector<uint64_t> expected = getExpectedRows(blocks);
-    EXPECT_EQ(expected, getRows(spill));
-    EXPECT_EQ(expected, getRows(spill, RowLayout::NARROW));
+    EXPECT_EQ(expected, getRows(spill, m_dictionary));
+    EXPECT_EQ(expected, getRows(spill, m_dictionary, {3, RowLayout::NARROW}));
     for (const SpilledTerm& term : blocks.back()) {
         BatchEntry entry{term.m_form, 0, term.m_datatypeID};
         std::vector<BatchFailure> failures;
@@ -161,7 +171,7 @@ TEST_F(ShardSpillTest, filesHaveTheBytesThatAreDescribed) {
         ShardSpill spill(getFolder(), {});
         add({term, term}, spill);
         spill.resolveShard(m_dictionary, getShard(term));
-        EXPECT_EQ(6u, getRows(spill).size());
+        EXPECT_EQ(6u, getRows(spill, m_dictionary).size());
         spill.keep();
     }
     char number[3];
@@ -183,20 +193,26 @@ TEST_F(ShardSpillTest, termsThatTheShardHasKeepTheirIDs) {
         for (const std::vector<SpilledTerm>& block : blocks)
             add(block, spill);
         resolveAll(spill, m_dictionary);
-        const std::vector<uint64_t> rows = getRows(spill);
+        const std::vector<uint64_t> rows = getRows(spill, m_dictionary);
         EXPECT_TRUE(round == 0 || rows == first);
         first = rows;
     }
 }
 
-TEST_F(ShardSpillTest, rowsWithoutUnknownTermsNeedNoShards) {
+TEST_F(ShardSpillTest, rowsWithoutUnknownTermsNeedNoSpilledTerms) {
+    const uint64_t first = addResource(7);
+    const uint64_t second = addResource(7);
+    const uint64_t other = addResource(8);
     ShardSpill spill(getFolder(), {});
-    EXPECT_EQ(std::vector<uint64_t>(), getRows(spill));
-    spill.addRows({}, std::vector<uint64_t>{1, 2, 3});
+    EXPECT_EQ(std::vector<uint64_t>(), getRows(spill, m_dictionary));
+    spill.addRows({}, std::vector<uint64_t>{first, second, other, 0});
     spill.addRows({}, std::vector<uint64_t>{});
-    spill.addRows({}, std::vector<uint64_t>{4, 5, 0});
+    spill.addRows({}, std::vector<uint64_t>{other, second, first, second});
     EXPECT_FALSE(spill.hasAnyTerms());
-    EXPECT_EQ((std::vector<uint64_t>{1, 2, 3, 4, 5, 0}), getRows(spill));
+    const std::vector<uint64_t> expected{first, second, other, 0, other, second, first, second};
+    EXPECT_EQ(expected, getRows(spill, m_dictionary, {.m_columns = 4}));
+    m_dictionary.saveAndRelease(getFolder(), 1);
+    EXPECT_EQ(expected, getRows(spill, m_dictionary, {.m_columns = 4})) << "no shard is in memory";
 }
 
 TEST_F(ShardSpillTest, aTermThatTheDictionaryDoesNotTakeIsThrown) {
@@ -234,7 +250,7 @@ TEST_F(ShardSpillTest, resumesWhereItWasSaved) {
         for (size_t number = saved; number < blocks.size(); ++number)
             add(blocks[number], spill);
         resolveAll(spill, dictionary);
-        EXPECT_EQ(expected, getRows(spill));
+        EXPECT_EQ(expected, getRows(spill, dictionary));
     }
 }
 
@@ -267,7 +283,7 @@ TEST_F(ShardSpillTest, shardsThatHaveResolvedTheirTermsDoNotDoSoAgain) {
     EXPECT_EQ(work, LoadWork::parse(work.toBytes()));
     ShardSpill spill(getFolder(), work);
     EXPECT_FALSE(spill.hasAnyTerms());
-    EXPECT_EQ(expected, getRows(spill));
+    EXPECT_EQ(expected, getRows(spill, m_dictionary));
 }
 
 TEST_F(ShardSpillTest, aFileThatIsGoneOrTooShortIsNamed) {
@@ -292,7 +308,7 @@ TEST_F(ShardSpillTest, aFileThatIsGoneOrTooShortIsNamed) {
 TEST_F(ShardSpillTest, damagedTermsAreRefused) {
     const std::string form = "abcd";
     const uint32_t shard = getShard({form});
-    const std::string fileName = getNameOfTermFile(shard);
+    const std::string fileName = getNameOfFile("terms", shard);
     const std::string term = std::string("\4\0\0\0\5", 5) + form;
     for (const std::string& damaged :
          {term + term.substr(0, 4), term + term.substr(0, 8), std::string("\xFF\xFF\xFF\xFF\5", 5) + form,
@@ -318,13 +334,17 @@ TEST_F(ShardSpillTest, damagedRowsAreRefused) {
     };
     const std::string noTerms = number(0, 4);
     const std::string aTerm = number(1, 4) + static_cast<char>(shard);
-    const std::string cells = number(3, 8) + number(1, 8) + number(1, 8);
+    addResource(shard + 1);
+    const uint64_t ofLargerShard = addResource(shard + 1);
+    const std::string cells = number(3, 8) + number(ofLargerShard, 8) + number(ofLargerShard, 8);
     for (const std::string& damaged : {
              std::string("\0\0", 2), number(~uint32_t(0), 4), number(2, 4) + static_cast<char>(shard),
              number(1, 4) + static_cast<char>(shard + 1),                             // a shard without spilled terms
              aTerm + "\1", noTerms + number(~uint64_t(0), 8), noTerms + number(1, 8), // fewer cells
              noTerms + number(1, 8) + number(1, 8),                                   // a part of a row
-             noTerms + cells + number(END_OF_IDS, 8), noTerms + cells + number(ShardSpill::UNKNOWN, 8),
+             noTerms + cells + number(0, 8),                                          // not a graph
+             noTerms + cells + number(ofLargerShard - 1, 8),                          // of the shard, which has one
+             noTerms + cells + number(ofLargerShard + 256, 8), noTerms + cells + number(ShardSpill::UNKNOWN, 8),
              aTerm + cells + number(ShardSpill::UNKNOWN | 1, 8), // a second term
          }) {
         m_directory.addFile("work-rows", damaged);
@@ -333,11 +353,39 @@ TEST_F(ShardSpillTest, damagedRowsAreRefused) {
         ShardSpill spill(getFolder(), work);
         spill.addTerm(shard, {term.m_form, 0, term.m_datatypeID});
         spill.resolveShard(m_dictionary, shard);
-        const auto exception = catchException<MelnarException>([&] { getRows(spill); });
+        const auto exception = catchException<MelnarException>([&] { getRows(spill, m_dictionary); });
         EXPECT_EQ("File '" + getFolder() + "/work-rows' is damaged: it does not contain rows of this load.",
                   exception.getMessage());
         EXPECT_EQ(FailureKind::DAMAGED_FILE, exception.getKind());
         EXPECT_EQ(231, exception.getSourceLineNumber());
+    }
+}
+
+TEST_F(ShardSpillTest, damagedIDsAreRefused) {
+    const SpilledTerm term{"abcd"};
+    const uint32_t shard = getShard(term);
+    LoadWork work;
+    {
+        ShardSpill spill(getFolder(), work);
+        add({term}, spill);
+        spill.synchronize(work);
+        spill.resolveShard(m_dictionary, shard);
+        spill.synchronizeIDs(shard, work.m_shards[shard]);
+        spill.keep();
+    }
+    const std::string fileName = getNameOfFile("ids", shard);
+    constexpr uint64_t WRAPPED = (uint64_t(1) << 56) + 1; // whose global ID would be that of 1
+    ASSERT_EQ(ShardLayout::toGlobal(1, shard), ShardLayout::toGlobal(WRAPPED, shard));
+    for (const uint64_t damaged : {uint64_t(0), uint64_t(2), WRAPPED, ~uint64_t(0)}) {
+        m_directory.addFile(fileName, std::string(reinterpret_cast<const char*>(&damaged), sizeof(damaged)));
+        ShardSpill spill(getFolder(), work);
+        spill.keep();
+        const auto exception = catchException<MelnarException>([&] { getRows(spill, m_dictionary); });
+        EXPECT_EQ("File '" + getFolder() + '/' + fileName + "' is damaged: it does not contain IDs of its shard.",
+                  exception.getMessage());
+        EXPECT_EQ(FailureKind::DAMAGED_FILE, exception.getKind());
+        EXPECT_EQ("tools/melnar-dict/load/ShardSpill", exception.getSourceFileName());
+        EXPECT_EQ(254, exception.getSourceLineNumber());
     }
 }
 
@@ -352,7 +400,7 @@ TEST_F(ShardSpillTest, theNextAttemptHasTheSameResultWhateverCallOrAllocationFai
             add(block, spill);
         spill.synchronize(work);
         resolveAll(spill, dictionary);
-        return getRows(spill);
+        return getRows(spill, dictionary);
     };
     constexpr size_t STEP = 53;
     std::vector<Fault> faults = ofCalls({Call::OPEN, Call::READ, Call::WRITE, Call::FDATASYNC, Call::FSTAT,

@@ -51,7 +51,7 @@ ShardedOutcome ShardedTestLoad::load(const ShardedHow& how, ShardedDictionary& d
         if (spill.hasTerms(shard))
             spill.resolveShard(dictionary, shard);
     MemoryOutputStream rows;
-    spill.writeRows({how.m_resolver.m_numberOfColumns, RowLayout::WIDE}, dictionary.getEndOfResourceIDs(), rows);
+    spill.writeRows({how.m_resolver.m_numberOfColumns, RowLayout::WIDE}, dictionary, rows);
     takeIDs(rows.getBytes(), RowLayout::WIDE, outcome.m_rows);
     dictionary.forEachShard([&outcome](const uint32_t number, const Dictionary& shard) {
         for (uint64_t localID = 1; localID < shard.getNextResourceID(); ++localID) {
