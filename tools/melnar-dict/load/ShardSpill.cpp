@@ -259,6 +259,7 @@ void ShardSpill::writeRows(const RowLayout& layout, const ShardedDictionary& dic
     m_rows->flush();
     const ResourceNumbers numbers(dictionary);
     std::array<std::unique_ptr<FileInputStream>, ShardLayout::NUMBER_OF_SHARDS> ids;
+    std::array<uint64_t, ShardLayout::NUMBER_OF_SHARDS> remainingIDs{};
     FileInputStream input(m_rows->getName());
     uint64_t remainingBytes = m_rows->getNumberOfBytes();
     const auto requireSound = [&input](const bool isSound) {
@@ -282,8 +283,11 @@ void ShardSpill::writeRows(const RowLayout& layout, const ShardedDictionary& dic
         globalIDs.clear();
         for (const uint8_t shard : shards) {
             requireSound(m_ids[shard] != nullptr);
-            if (ids[shard] == nullptr)
+            if (ids[shard] == nullptr) {
                 ids[shard] = std::make_unique<FileInputStream>(m_ids[shard]->getName(), BUFFER_SIZE_OF_IDS);
+                remainingIDs[shard] = m_ids[shard]->getNumberOfBytes() / sizeof(uint64_t);
+            }
+            requireSound(remainingIDs[shard]-- != 0);
             const uint64_t localID = ids[shard]->readUInt64();
             if (!numbers.hasLocal(localID, shard))
                 throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_DAMAGED_IDS,

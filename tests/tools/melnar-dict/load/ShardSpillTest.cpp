@@ -340,6 +340,7 @@ TEST_F(ShardSpillTest, damagedRowsAreRefused) {
     for (const std::string& damaged : {
              std::string("\0\0", 2), number(~uint32_t(0), 4), number(2, 4) + static_cast<char>(shard),
              number(1, 4) + static_cast<char>(shard + 1),                             // a shard without spilled terms
+             number(2, 4) + std::string(2, static_cast<char>(shard)) + number(0, 8),  // of which it has one
              aTerm + "\1", noTerms + number(~uint64_t(0), 8), noTerms + number(1, 8), // fewer cells
              noTerms + number(1, 8) + number(1, 8),                                   // a part of a row
              noTerms + cells + number(0, 8),                                          // not a graph
