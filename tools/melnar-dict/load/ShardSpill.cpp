@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <limits>
 #include <new>
@@ -80,6 +81,22 @@ struct Batch {
     std::vector<BatchEntry> m_entries;
 };
 
+[[noreturn]] void throwDamagedTerms(const std::string& fileName, const std::vector<std::exception_ptr>& causes) {
+    throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_DAMAGED_TERMS, causes, "File '", fileName,
+                          "' is damaged: it does not contain terms of its shard.");
+}
+
+/// Throws why a shard has not taken a term of a file. Only sound literals are spilled.
+[[noreturn]] void throwFailure(const BatchFailure& failure, const std::string& fileName) {
+    try {
+        failure.throwException();
+    } catch (const MelnarException& exception) {
+        if (exception.getKind() == FailureKind::REFUSED_LITERAL)
+            throwDamagedTerms(fileName, {std::current_exception()});
+        throw;
+    }
+}
+
 /// Reads a batch of the remaining terms of a shard, up to its size.
 void readBatch(FileInputStream& input, const uint32_t shard, uint64_t& remainingBytes, Batch& batch) {
     constexpr size_t BYTES_BEFORE_FORM = sizeof(uint32_t) + sizeof(BatchEntry::m_datatypeID);
@@ -88,9 +105,7 @@ void readBatch(FileInputStream& input, const uint32_t shard, uint64_t& remaining
     std::vector<size_t> begins;
     const auto requireSound = [&input](const bool isSound) {
         if (!isSound)
-            throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_DAMAGED_TERMS,
-                                  MelnarException::NO_CAUSES, "File '", input.getName(),
-                                  "' is damaged: it does not contain terms of its shard.");
+            throwDamagedTerms(input.getName(), MelnarException::NO_CAUSES);
     };
     while (remainingBytes != 0 && begins.size() < TERMS_OF_A_BATCH && batch.m_forms.size() < BYTES_OF_A_BATCH) {
         requireSound(remainingBytes >= BYTES_BEFORE_FORM);
@@ -245,7 +260,7 @@ void ShardSpill::resolveShard(ShardedDictionary& dictionary, const uint32_t shar
             readBatch(input, shard, remainingBytes, batch);
             shardDictionary.resolveResources(thread, batch.m_entries, failures);
             if (!failures.empty())
-                failures.front().throwException();
+                throwFailure(failures.front(), input.getName());
             for (const BatchEntry& entry : batch.m_entries)
                 m_ids[shard]->writeUInt64(entry.m_resourceID);
         }

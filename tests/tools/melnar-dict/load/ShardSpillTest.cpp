@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <exception>
 #include <filesystem>
 #include <iostream>
 #include <limits>
@@ -324,6 +325,22 @@ TEST_F(ShardSpillTest, damagedTermsAreRefused) {
         EXPECT_EQ("tools/melnar-dict/load/ShardSpill", exception.getSourceFileName());
         EXPECT_EQ(57, exception.getSourceLineNumber());
     }
+}
+
+/// The shard of a damaged term may be right by chance.
+TEST_F(ShardSpillTest, damagedTermsThatTheDictionaryRefusesAreRefused) {
+    constexpr uint8_t UNKNOWN_DATATYPE = 255;
+    const uint32_t shard = getShard({"abcd", UNKNOWN_DATATYPE});
+    const std::string fileName = getNameOfFile("terms", shard);
+    ShardSpill spill(getFolder(), {});
+    spill.addTerm(shard, {"abcd", 0, UNKNOWN_DATATYPE});
+    const auto exception = catchException<MelnarException>([&] { spill.resolveShard(m_dictionary, shard); });
+    EXPECT_EQ("File '" + getFolder() + '/' + fileName + "' is damaged: it does not contain terms of its shard.",
+              exception.getMessage());
+    EXPECT_EQ(FailureKind::DAMAGED_FILE, exception.getKind());
+    ASSERT_EQ(1u, exception.getCauses().size());
+    const auto cause = catchException<MelnarException>([&] { std::rethrow_exception(exception.getCauses().front()); });
+    EXPECT_EQ(FailureKind::REFUSED_LITERAL, cause.getKind());
 }
 
 TEST_F(ShardSpillTest, damagedRowsAreRefused) {
