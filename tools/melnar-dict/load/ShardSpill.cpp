@@ -48,6 +48,10 @@ constexpr const char* AHEAD = "ahead-"; // followed by the characters that mkost
 constexpr std::string_view PATTERN_OF_MKOSTEMP = "XXXXXX";
 constexpr const char* LETTERS_OF_MKOSTEMP = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
 
+// Of rows that are completed together; whole rows of 3 columns or 4. The number of cells in a damaged file may be as
+// large as the file.
+constexpr uint64_t CELLS_OF_A_PART = uint64_t(12) << 12;
+
 // Where a row may have 0, for the default graph.
 constexpr size_t GRAPH_COLUMN = 3;
 
@@ -287,16 +291,15 @@ void ShardSpill::writeRows(const RowLayout& layout, const ShardedDictionary& dic
         remainingBytes -= number * size;
         return number;
     };
-    std::vector<uint8_t> shards;
     std::vector<uint64_t> globalIDs; // of the block's unknown terms
     std::vector<uint64_t> cells;
     std::string bytes;
     while (remainingBytes != 0) {
         take(1, sizeof(uint32_t));
-        shards.resize(take(input.readUInt32(), sizeof(uint8_t)));
-        input.readExactly(shards.data(), shards.size());
         globalIDs.clear();
-        for (const uint8_t shard : shards) {
+        for (uint64_t rest = take(input.readUInt32(), sizeof(uint8_t)); rest != 0; --rest) {
+            uint8_t shard = 0;
+            input.readExactly(&shard, sizeof(shard));
             requireSound(m_ids[shard] != nullptr);
             if (ids[shard] == nullptr) {
                 ids[shard] = std::make_unique<FileInputStream>(m_ids[shard]->getName(), BUFFER_SIZE_OF_IDS);
@@ -311,19 +314,22 @@ void ShardSpill::writeRows(const RowLayout& layout, const ShardedDictionary& dic
             globalIDs.push_back(ShardLayout::toGlobal(localID, shard));
         }
         take(1, sizeof(uint64_t));
-        cells.resize(take(input.readUInt64(), sizeof(uint64_t)));
-        input.readExactly(cells.data(), cells.size() * sizeof(uint64_t));
-        requireSound(cells.size() % layout.m_columns == 0);
-        for (size_t index = 0; index < cells.size(); ++index) {
-            uint64_t& cell = cells[index];
-            if ((cell & UNKNOWN) != 0) {
-                requireSound((cell & ~UNKNOWN) < globalIDs.size());
-                cell = globalIDs[cell & ~UNKNOWN];
-            } else
-                requireSound(numbers.hasGlobal(cell) || (cell == 0 && index % layout.m_columns == GRAPH_COLUMN));
+        const uint64_t numberOfCells = take(input.readUInt64(), sizeof(uint64_t));
+        requireSound(numberOfCells % layout.m_columns == 0);
+        for (uint64_t rest = numberOfCells; rest != 0; rest -= cells.size()) {
+            cells.resize(std::min(rest, CELLS_OF_A_PART));
+            input.readExactly(cells.data(), cells.size() * sizeof(uint64_t));
+            for (size_t index = 0; index < cells.size(); ++index) {
+                uint64_t& cell = cells[index];
+                if ((cell & UNKNOWN) != 0) {
+                    requireSound((cell & ~UNKNOWN) < globalIDs.size());
+                    cell = globalIDs[cell & ~UNKNOWN];
+                } else
+                    requireSound(numbers.hasGlobal(cell) || (cell == 0 && index % layout.m_columns == GRAPH_COLUMN));
+            }
+            bytes.clear();
+            appendIDs(cells, layout.m_idWidth, bytes);
+            output.write(bytes.data(), bytes.size());
         }
-        bytes.clear();
-        appendIDs(cells, layout.m_idWidth, bytes);
-        output.write(bytes.data(), bytes.size());
     }
 }

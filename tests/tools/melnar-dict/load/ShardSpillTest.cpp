@@ -379,6 +379,29 @@ TEST_F(ShardSpillTest, damagedRowsAreRefused) {
     }
 }
 
+TEST_F(ShardSpillTest, aBlockMayHaveManyRows) {
+    const uint64_t first = addResource(7);
+    const uint64_t second = addResource(8);
+    std::vector<uint64_t> cells;
+    while (cells.size() < 120'000)
+        cells.insert(cells.end(), {first, second, second, 0, second, first, second, first});
+    ShardSpill spill(getFolder(), {});
+    spill.addRows({}, cells);
+    EXPECT_TRUE(cells == getRows(spill, m_dictionary, {.m_columns = 4}));
+}
+
+TEST_F(ShardSpillTest, aDamagedNumberOfRowsNeedsNoMemory) {
+    const uint64_t numberOfCells = uint64_t(3) << 36;
+    m_directory.addFile("work-rows", std::string(4, '\0') + std::string(reinterpret_cast<const char*>(&numberOfCells),
+                                                                        sizeof(numberOfCells)));
+    LoadWork work;
+    work.m_bytesOfRows = 4 + 8 + numberOfCells * 8;
+    std::filesystem::resize_file(m_directory.getPathOf("work-rows"), work.m_bytesOfRows); // nearly all of it a hole
+    ShardSpill spill(getFolder(), work);
+    const auto exception = catchException<MelnarException>([&] { getRows(spill, m_dictionary); });
+    EXPECT_EQ(FailureKind::DAMAGED_FILE, exception.getKind());
+}
+
 TEST_F(ShardSpillTest, damagedIDsAreRefused) {
     const SpilledTerm term{"abcd"};
     const uint32_t shard = getShard(term);
