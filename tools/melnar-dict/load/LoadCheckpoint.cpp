@@ -20,11 +20,11 @@ std::string getName() {
     return std::string(ShardSpill::WORK_PREFIX) + ShardManifest::FILE_NAME;
 }
 
-std::string getFileName(const std::string& folderName) {
+} // namespace
+
+std::string LoadCheckpoint::getFileName(const std::string& folderName) {
     return folderName + '/' + getName();
 }
-
-} // namespace
 
 ShardManifest LoadCheckpoint::readManifestOf(const std::string& folderName) {
     if (!ShardedDictionary::isFolder(folderName))

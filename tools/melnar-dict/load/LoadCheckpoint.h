@@ -34,6 +34,9 @@ public:
     /// state.
     static std::string describeState(const std::string& folderName);
 
+    /// Returns the name of the second manifest. Without this file a folder has no unfinished load.
+    static std::string getFileName(const std::string& folderName);
+
     /// Reads the unfinished load, if there is one. Throws if it is damaged.
     static std::optional<Unfinished> read(const std::string& folderName);
 

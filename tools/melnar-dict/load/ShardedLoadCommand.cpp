@@ -23,9 +23,11 @@
 #include "tools/melnar-dict/threads/WorkerGroup.h"
 
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
+#include "Engine/core/platform/MelnarException.h"
 
 #include <algorithm>
 #include <atomic>
+#include <exception>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -35,6 +37,9 @@
 #include <vector>
 
 namespace {
+
+constexpr const char* const SOURCE_FILE = "tools/melnar-dict/load/ShardedLoadCommand";
+constexpr long LINE_CANNOT_RESUME = 248;
 
 /// Estimates what a load needs; nothing if the samples cannot be read, or do not fit into memory: the load will report
 /// the error.
@@ -121,9 +126,8 @@ bool areTooLarge(const ShardedDictionary& dictionary, const size_t dictionaryLim
            ShardedLoadNeeds::getLargestMemory(dictionaryLimit);
 }
 
-} // namespace
-
-ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput) {
+/// `isResuming` says whether the load resumes an unfinished one and has not replaced it yet, also after a throw.
+ExitCode load(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput, bool& isResuming) {
     const size_t dictionaryLimit =
         MemoryLimit::apply(options.m_memoryLimit, options.m_numberOfThreads, ShardedLoadNeeds::BYTES_OF_THREAD,
                            ShardedLoadNeeds::BYTES_OF_SPILL);
@@ -150,12 +154,11 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
                             describeTask(options, ownedDictionary->getManifest(), stampInputs(options)),
                   .m_folderState = LoadCheckpoint::describeState(folder.getName()),
                   .m_isFull = areTooLarge(*ownedDictionary, dictionaryLimit)};
-    bool isGoingOn = false;
     std::optional<LoadCheckpoint::Unfinished> unfinished =
         readUnfinished(options, folder.getName(), work.m_folderState);
     if (unfinished && unfinished->m_work.m_task == work.m_task && canReadAgain(options)) {
         work = std::move(unfinished->m_work);
-        isGoingOn = true;
+        isResuming = true;
         ownedDictionary = ShardedDictionary::open(folder.getName(), std::move(unfinished->m_manifest),
                                                   {.m_memoryLimit = dictionaryLimit});
         // With less memory than before, the shards may not fit any more.
@@ -175,7 +178,7 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
     ShardedDictionary& dictionary = *ownedDictionary;
     LoadRun run(options, output, messages, errorOutput);
     ShardSpill spill(folder.getName(), work);
-    if (isGoingOn)
+    if (isResuming)
         spill.keep(); // even if this process saves nothing
     std::optional<LoadCheckpoint> checkpoint;
     if (canReadAgain(options) && options.m_checkpoint.isWanted())
@@ -226,10 +229,28 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
             file.commit();
         dictionary.noteSaved(folder.getName(), std::move(manifest));
         LoadCheckpoint::removeFrom(folder.getName());
+        isResuming = false;
     }
     addDictionary(dictionary.getManifest(), report);
     std::vector<Lookup> lookups = options.m_lookups;
     for (Lookup& lookup : lookups)
         lookup.answer(dictionary);
     return run.print(report, lookups);
+}
+
+} // namespace
+
+/// What is damaged stays so, and the next load would fail in the same way. But nothing is removed that took hours.
+ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput) {
+    bool isResuming = false;
+    try {
+        return load(options, output, errorOutput, isResuming);
+    } catch (const MelnarException& exception) {
+        if (!isResuming || exception.getKind() != FailureKind::DAMAGED_FILE)
+            throw;
+        throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_CANNOT_RESUME, {std::current_exception()},
+                              exception.getMessage(), " The interrupted load cannot be resumed. If '",
+                              LoadCheckpoint::getFileName(options.m_output.m_outputName),
+                              "' is removed, the same command starts anew.");
+    }
 }

@@ -31,8 +31,9 @@ SpillFile::SpillFile(const std::string& fileName, const uint64_t numberOfBytes)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_EXAMINE, MelnarException::NO_CAUSES, "fstat", errno,
                                   "Cannot examine file '", fileName, "'.");
     if (static_cast<uint64_t>(status.st_size) < numberOfBytes) // which a truncation would fill with zeros
-        throw MelnarException(SOURCE_FILE, LINE_TOO_SHORT, MelnarException::NO_CAUSES, "File '", fileName, "' has ",
-                              static_cast<uint64_t>(status.st_size), " bytes, but should have ", numberOfBytes, ".");
+        throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_TOO_SHORT, MelnarException::NO_CAUSES,
+                              "File '", fileName, "' has ", static_cast<uint64_t>(status.st_size),
+                              " bytes, but should have ", numberOfBytes, ".");
     if (::ftruncate(m_file.get(), static_cast<off_t>(numberOfBytes)) != 0)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_TRUNCATE, MelnarException::NO_CAUSES, "ftruncate", errno,
                                   "Cannot cut off file '", fileName, "'.");

@@ -667,6 +667,32 @@ TEST_F(HeldLoadShardsTest, aDamagedUnfinishedLoadIsReported) {
     expectSuccess({"verify", "d"});
 }
 
+TEST_F(HeldLoadShardsTest, damagedDataOfAnUnfinishedLoadIsReportedWithTheWayOut) {
+    const std::vector<std::string> options{"--shards", "-o", "d"};
+    const auto expected = getExpected(options);
+    for (const bool isEmpty : {false, true}) {
+        kill(options);
+        const std::string rows = getContentsOf("d/work-rows");
+        m_directory.addFile("d/work-rows", isEmpty ? "" : std::string(rows.size(), '\xFF'));
+        for (int attempt = 0; attempt < 2; ++attempt) {
+            const ToolResult result = run(getArguments(options));
+            EXPECT_EQ(3, result.m_exitCode);
+            EXPECT_NE(std::string::npos, result.m_errorOutput.find("melnar-dict: File 'd/work-rows' "))
+                << result.m_errorOutput;
+            EXPECT_TRUE(result.m_errorOutput.ends_with(
+                " The interrupted load cannot be resumed. If 'd/work-manifest' is removed, the same command starts "
+                "anew.\n"))
+                << result.m_errorOutput;
+        }
+        std::filesystem::remove(m_directory.getPathOf("d/work-manifest"));
+        EXPECT_EQ(0u, finish(options).find("held.nt:")) << "from its start";
+        expectFiles(expected);
+        std::filesystem::remove_all(m_directory.getPathOf("d"));
+        std::filesystem::remove(m_directory.getPathOf("T.npy"));
+        renewPipe();
+    }
+}
+
 TEST_F(HeldLoadShardsTest, anotherWriterIsReportedOrWaitedFor) {
     for (const std::vector<std::string>& arguments :
          {std::vector<std::string>{"load", "--shards", "in.nq", "-o", "d"}, {"load", "in.nq", "--into", "d"}}) {

@@ -110,6 +110,7 @@ TEST_F(SpillFileTest, aFileThatIsTooShortIsRefusedAndStaysAsItIs) {
         const auto exception = catchException<MelnarException>([this] { const SpillFile file(m_path, 5); });
         EXPECT_EQ("File '" + m_path + "' has 4 bytes, but should have 5.", exception.getMessage());
         EXPECT_EQ(34, exception.getSourceLineNumber());
+        EXPECT_EQ(FailureKind::DAMAGED_FILE, exception.getKind());
         EXPECT_EQ("0123", getContents());
     }
 }
