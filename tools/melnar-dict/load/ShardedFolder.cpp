@@ -51,7 +51,7 @@ ShardedFolder::ShardedFolder(const LoadOptions& options)
 
 ShardedFolder::~ShardedFolder() {
     if (m_isMade)
-        ::rmdir(m_name.c_str()); // fails unless it is empty
+        ::rmdir(m_name.c_str()); // fails unless it is empty; unlike fs::remove, it needs no memory
 }
 
 std::string ShardedFolder::getManifestName() const {

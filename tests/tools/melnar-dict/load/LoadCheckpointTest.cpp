@@ -315,6 +315,18 @@ TEST_F(LoadCheckpointTest, allButAnUnfinishedLoadIsRemoved) {
     }
 }
 
+TEST_F(LoadCheckpointTest, whatCannotBeRemovedWithoutMemoryGoesLater) {
+    const std::string folder = getFolder();
+    const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
+        m_directory.addFile("work-terms-05", "");
+        m_directory.addFile("shard-05.saving", "of a killed process");
+        EXPECT_TRUE(round.attempt([&folder] { LoadCheckpoint::removeAllButUnfinished(folder); }));
+        LoadCheckpoint::removeAllButUnfinished(folder);
+        EXPECT_EQ(std::set<std::string>(), getFiles());
+    });
+    EXPECT_LT(2u, counts.m_tolerated);
+}
+
 TEST_F(LoadCheckpointTest, aDamagedUnfinishedLoadKeepsAllThatItMayName) {
     LoadWork work;
     resolve("one", m_dictionary);
