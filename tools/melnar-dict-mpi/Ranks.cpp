@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <exception>
 #include <iostream>
+#include <new>
 
 namespace {
 
@@ -85,10 +86,15 @@ std::string Ranks::nameRankIn(const InputError& error) const {
                                                                                : m_name + ": " + error.m_cause;
 }
 
-ExitCode Ranks::tellCurrentException() const {
-    const InputError error = inputErrorOfCurrentException();
-    tell(nameRankIn(error));
-    return error.m_exitCode;
+ExitCode Ranks::tellCurrentException() const noexcept {
+    try {
+        const InputError error = inputErrorOfCurrentException();
+        tell(nameRankIn(error));
+        return error.m_exitCode;
+    } catch (const std::bad_alloc&) { // There is not even memory for the message.
+        std::cerr << "melnar-dict-mpi: " << m_name << ": out of memory\n";
+        return ExitCode::FAILURE;
+    }
 }
 
 void Ranks::perform(const std::function<void()>& action) const {

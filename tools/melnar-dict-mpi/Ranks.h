@@ -65,8 +65,9 @@ public:
     /// operations.
     void perform(const std::function<void()>& action) const;
 
-    /// Reports why this rank fails, with its name: the current exception. Returns the exit code of the run.
-    ExitCode tellCurrentException() const;
+    /// Reports why this rank fails, with its name: the current exception. Returns the exit code of the run. Without
+    /// memory for the message it reports that, and never throws: other ranks wait until the run is ended.
+    ExitCode tellCurrentException() const noexcept;
 
     /// Ends the whole run immediately, without cleanup on the other ranks.
     [[noreturn]] static void abort(ExitCode exitCode);

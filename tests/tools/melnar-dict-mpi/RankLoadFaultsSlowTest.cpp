@@ -8,12 +8,14 @@
 #include "tools/melnar-dict-mpi/Ranks.h"
 #include "tools/melnar-dict/shell/CommandLine.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
+#include "tools/melnar-dict/shell/ToolFailure.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <iostream>
 #include <map>
@@ -166,6 +168,33 @@ TEST_F(RankLoadFaultsSlowTest, anyCallOfALoadMayFail) {
                          97);
     counts += loadWithFailures(ofCalls({Call::MMAP, Call::MPROTECT}, {ENOMEM}), 1999);
     EXPECT_LT(10u, counts.m_failures);
+}
+
+/// Another rank may wait until this one has told its failure and ended the run.
+TEST_F(RankLoadFaultsSlowTest, aFailureIsToldWithoutMemory) {
+    const std::string cause = "a cause that is too long for a string without memory of its own";
+    const std::exception_ptr failure = std::make_exception_ptr(ToolFailure(ExitCode::BAD_DATA, cause));
+    const FailureCounts counts = failEach(ofAllocations(), [&](FailureRound& round) {
+        std::ostringstream errorOutput(std::string(1000, ' ')); // which has all memory that it needs
+        ExitCode exitCode = ExitCode::DONE;
+        {
+            const CapturedErrors errors(errorOutput);
+            EXPECT_TRUE(round.attempt([&] {
+                try {
+                    std::rethrow_exception(failure);
+                } catch (...) {
+                    exitCode = s_ranks->tellCurrentException();
+                }
+            }));
+        }
+        const bool isTold = exitCode == ExitCode::BAD_DATA;
+        const std::string expected =
+            "melnar-dict-mpi: " + (isTold ? cause : s_ranks->getName() + ": out of memory") + '\n';
+        EXPECT_EQ(expected, errorOutput.str().substr(0, expected.size()));
+        EXPECT_TRUE(isTold || exitCode == ExitCode::FAILURE);
+        EXPECT_EQ(round.hasFailed(), !isTold);
+    });
+    EXPECT_LT(2u, counts.m_tolerated);
 }
 
 TEST_F(RankLoadFaultsSlowTest, anyAllocationOfALoadMayFail) {
