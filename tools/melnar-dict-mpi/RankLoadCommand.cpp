@@ -385,7 +385,7 @@ void RankLoad::save() {
         idWidth = m_ranks.gatherAll(idWidth)[0];
         m_ranks.perform([&] {
             SharedRowFile file(rowsName, m_numberOfColumns, idWidth);
-            m_rows->write(rowFiles, file);
+            m_rows->write(rowFiles, m_numberOfColumns, m_numberOfRows, file);
         });
     }
     m_ranks.perform([&] {

@@ -21,7 +21,8 @@ class SharedRowFile;
 ///
 /// Ownership  Owns its file, which stays.
 /// Threads    One at a time.
-/// Errors     SystemCallException that names the file and the call.
+/// Errors     SystemCallException that names the file and the call; MelnarException of kind DAMAGED_FILE that names a
+///            file with other rows than those of the load.
 class RankRows : private Unmovable {
 public:
     /// `bytesOfOldFiles` are those of existing files; this rank's file comes after them.
@@ -33,8 +34,9 @@ public:
     std::vector<uint64_t> synchronize();
 
     /// Writes this rank's share of all rows to a file, and returns when they are on the disk. `files` is the result of
-    /// synchronize.
-    void write(std::span<const uint64_t> files, SharedRowFile& output) const;
+    /// synchronize; `numberOfRows` is that of all ranks.
+    void write(std::span<const uint64_t> files, size_t numberOfColumns, uint64_t numberOfRows,
+               SharedRowFile& output) const;
 
 private:
     const std::string m_folderName;

@@ -403,6 +403,31 @@ TEST_F(HeldRankLoadProcessTest, anyNumberOfRanksResumesALoadThatWasKilled) {
     }
 }
 
+/// The files of rows have no checksums, so a damaged one may contain anything.
+TEST_F(HeldRankLoadProcessTest, damagedRowsAreRefused) {
+    kill(2, Victim::LAST_RANK);
+    const std::string name = "d/work-rows-0";
+    const std::string sound = getContentsOf(name);
+    ASSERT_LT(size_t(100), sound.size());
+    const auto damage = [&sound](const size_t position, const uint64_t value) {
+        std::string rows = sound;
+        rows.replace(position, sizeof(value), reinterpret_cast<const char*>(&value), sizeof(value));
+        return rows;
+    };
+    for (const std::string& damaged : {damage(0, ~uint64_t(0)), damage(0, 1'000'000'000), damage(8, ~uint64_t(0)),
+                                       damage(8, sound.size() / 8 - 1), damage(8, 1), sound.substr(0, 100)}) {
+        m_directory.addFile(name, damaged);
+        const ToolResult result = runRanks(2, getArguments({"--resume", "--errors", "0", "--quiet"}));
+        EXPECT_EQ(3, result.m_exitCode);
+        EXPECT_EQ(nameRank(0) + "File '" + name + "' is damaged: it does not contain rows of this load.\n",
+                  result.m_errorOutput);
+        EXPECT_FALSE(exists("d/manifest") || exists("d.npy"));
+    }
+    m_directory.addFile(name, sound);
+    EXPECT_EQ(0u, finish(3).find("resuming the interrupted load, "));
+    expectFiles();
+}
+
 /// The second kill comes before any further progress.
 TEST_F(HeldRankLoadProcessTest, aLoadThatWasKilledTwiceIsResumed) {
     kill(3, Victim::LAST_RANK);
