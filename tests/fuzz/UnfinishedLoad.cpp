@@ -225,14 +225,32 @@ std::optional<std::string> UnfinishedLoad::resume(const Files& files) const {
         return std::nullopt;
     }
     const std::string rows = TemporaryDirectory::getContentsOf(ROWS);
-    checkResult(rows);
+    checkResult(rows, hasSoundShards(files));
     return rows;
 }
 
+/// Returns whether the manifest is that of an interruption but for the record of the load, or missing.
+bool UnfinishedLoad::hasSoundShards(const Files& files) const {
+    const auto getOtherSections = [](const Files& all) {
+        auto sections = ForgedDictionaryFile::repair(all.at(MANIFEST), MANIFEST_FORMAT).m_sections;
+        sections.at(WORK_SECTION).clear();
+        return sections;
+    };
+    return !files.contains(MANIFEST) ||
+           std::ranges::any_of(m_soundFiles, [sections = getOtherSections(files), &getOtherSections](
+                                                 const Files& sound) { return sections == getOtherSections(sound); });
+}
+
 /// Checks the dictionary and its rows after a load that was done.
-void UnfinishedLoad::checkResult(const std::string& rows) const {
+void UnfinishedLoad::checkResult(const std::string& rows, const bool areShardsSound) const {
     const auto dictionary = ShardedDictionary::open(FOLDER, {.m_memoryLimit = MEMORY_LIMIT});
-    dictionary->verify();
+    try {
+        dictionary->verify();
+    } catch (const MelnarException& exception) {
+        // The load takes over what a manifest says of the shards that it does not need in memory.
+        require(!areShardsSound && exception.getKind() == FailureKind::DAMAGED_FILE, exception.what());
+        return;
+    }
     RowReader reader(std::make_unique<TextSource>(rows));
     require(reader.getHeader().m_layout.m_columns == 4, "rows have the columns that were requested");
     std::vector<uint64_t> ids;

@@ -45,7 +45,8 @@ public:
 private:
     void save(bool isResolving);
     void writeFolder(const Files& files) const;
-    void checkResult(const std::string& rows) const;
+    bool hasSoundShards(const Files& files) const;
+    void checkResult(const std::string& rows, bool areShardsSound) const;
 
     const TemporaryDirectory m_directory;
     const melnar::FileDescriptor m_nullDevice;

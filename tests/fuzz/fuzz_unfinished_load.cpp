@@ -9,7 +9,8 @@
 #include <string>
 
 // Any bytes as the files of an unfinished load of shards, as they are, and with correct lengths and checksums in the
-// manifest. The load is refused, or resumed: then the dictionary is sound, and the rows have only IDs of it.
+// manifest. The load is refused, or resumed: then the dictionary is sound unless the manifest was wrong about shards, and
+// the rows have only IDs of it.
 
 namespace {
 
