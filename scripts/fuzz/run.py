@@ -142,8 +142,8 @@ def summarize(output):
 
 def get_own_lines(output):
     """Returns what a program, and not libFuzzer, has printed."""
-    foreign = re.compile(r"#\d+\s|INFO: |Done \d+ runs|WARNING: no interesting inputs|Running: |\s*$|\tNewPC|\tNEW_FUNC|"
-                         r"\s*NEW_FUNC|###### |\".*\" # Uses: \d+$")
+    foreign = re.compile(r"#\d+\s|INFO: |Done \d+ runs|WARNING: no interesting inputs|Running: |\s*$|\tNewPC|"
+                         r"\tNEW_FUNC|\s*NEW_FUNC|###### |\".*\" # Uses: \d+$")
     return [line for line in output.splitlines() if not foreign.match(line)]
 
 

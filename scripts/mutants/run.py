@@ -49,8 +49,8 @@ def parse_arguments():
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="how much runs concurrently (one per core)")
     parser.add_argument("--longest", type=float, default=10, metavar="SECONDS", help="of a test (10)")
     parser.add_argument("--tests", nargs="+", metavar="FOLDER", help="the tests that judge (all of the library)")
-    parser.add_argument("--without", nargs="+", metavar="FOLDER", default=[], help="what is not judged, such as the code "
-                        "for another processor")
+    parser.add_argument("--without", nargs="+", metavar="FOLDER", default=[], help="what is not judged, such as the "
+                        "code for another processor")
     parser.add_argument("--root", type=Path, default=root, help=argparse.SUPPRESS)
     parser.add_argument("--programs", nargs="+", help=argparse.SUPPRESS)
     arguments = parser.parse_args()

@@ -105,8 +105,9 @@ def parse(job):
 class Tree:
     """The mutants of a library, which is a folder of the project, and the programs that test it.
 
-    Those of files in the folders of `scope` are added to what earlier runs have mutated, and keep their numbers from then on, so that
-    little is built again. If `test_folders` is not None, programs have only the tests in these folders.
+    Those of files in the folders of `scope` are added to what earlier runs have mutated, and keep their numbers from
+    then on, so that little is built again. If `test_folders` is not None, programs have only the tests in these
+    folders.
     """
 
     def __init__(self, root, library, folder, jobs, scope, test_folders=None):

@@ -23,8 +23,8 @@ inline std::string pack(const PackedFormat format, const std::string& text) {
     }
 }
 
-/// Makes small files of each format, of one stream and of several, with several blocks in a stream, and with blocks that
-/// contain what looks like the start of another.
+/// Makes small files of each format, of one stream and of several, with several blocks in a stream, and with blocks
+/// that contain what looks like the start of another.
 inline std::vector<std::string> makeSoundPackedFiles() {
     std::string numbers;
     while (numbers.size() < 250'000)

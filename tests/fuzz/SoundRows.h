@@ -22,8 +22,8 @@ inline std::string writeRows(const NpyHeader& header, const std::vector<uint64_t
     return bytes;
 }
 
-/// Makes files with statements of makeDictionaryOfTerms: of each layout, with and without the line of a dictionary, with
-/// signed numbers, and without rows.
+/// Makes files with statements of makeDictionaryOfTerms: of each layout, with and without the line of a dictionary,
+/// with signed numbers, and without rows.
 inline std::vector<std::string> makeSoundRows() {
     constexpr uint64_t ROWS = 3;
     constexpr uint64_t TERMS_OF_A_NUMBER = 6; // a string, an IRI, a blank node, and others, in this order

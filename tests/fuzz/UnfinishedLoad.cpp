@@ -31,7 +31,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr melnar::SectionFormat MANIFEST_FORMAT{"MELNARDF", 1, "", ""};
 constexpr size_t WORK_SECTION = 4;
 constexpr const char* MANIFEST = "work-manifest";
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Engine/core/data-store/SectionFormat.h"
 #include "Engine/core/platform/stream/FileDescriptor.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tools/melnar-dict/load/LoadOptions.h"
@@ -17,6 +18,9 @@
 /// files the same in every process.
 class UnfinishedLoad {
 public:
+    /// Of the manifest.
+    static constexpr melnar::SectionFormat MANIFEST_FORMAT{"MELNARDF", 1, "", ""};
+
     /// The files of the load without those of shards, by their names.
     using Files = std::map<std::string, std::string>;
 

@@ -178,8 +178,8 @@ std::optional<Rows> stateRows(const std::string_view bytes, bool& isStated) {
     return rows;
 }
 
-/// Returns whether a statement can have this ID of makeDictionaryOfTerms in this column. The triple terms have a relative
-/// IRI, which no file can hold.
+/// Returns whether a statement can have this ID of makeDictionaryOfTerms in this column. The triple terms have a
+/// relative IRI, which no file can hold.
 bool isAllowed(const uint64_t id, const size_t column) {
     if (id == 0 && column == 3)
         return true;

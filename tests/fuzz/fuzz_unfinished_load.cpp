@@ -16,7 +16,6 @@ namespace {
 
 using Files = UnfinishedLoad::Files;
 
-constexpr melnar::SectionFormat MANIFEST{"MELNARDF", 1, "", ""};
 constexpr size_t LARGEST_GROWTH = 64;
 
 const UnfinishedLoad& getLoad() {
@@ -54,8 +53,9 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* const data, const size_t size
     const size_t byteSize = bytes.size();
     bytes.resize(byteSize + LARGEST_GROWTH);
     auto* const begin = reinterpret_cast<uint8_t*>(bytes.data());
-    bytes.resize(bytes.starts_with(MANIFEST.m_magic)
-                     ? mutateSections(begin, byteSize, bytes.size(), seed, MANIFEST, {bytes.substr(0, byteSize)})
+    bytes.resize(bytes.starts_with(UnfinishedLoad::MANIFEST_FORMAT.m_magic)
+                     ? mutateSections(begin, byteSize, bytes.size(), seed, UnfinishedLoad::MANIFEST_FORMAT,
+                                      {bytes.substr(0, byteSize)})
                      : LLVMFuzzerMutate(begin, byteSize, bytes.size()));
     if (chooseBelow(4) != 0)
         files = UnfinishedLoad::correctSizes(files);

@@ -22,7 +22,7 @@ class SharedRowFile;
 /// Ownership  Owns its file, which stays.
 /// Threads    One at a time.
 /// Errors     SystemCallException that names the file and the call; MelnarException of kind DAMAGED_FILE that names a
-///            file with other rows than those of the load.
+///            file whose numbers of rows and cells are impossible. IDs are not checked.
 class RankRows : private Unmovable {
 public:
     /// `bytesOfOldFiles` are those of existing files; this rank's file comes after them.
