@@ -8,6 +8,7 @@
 namespace {
 
 constexpr char FIRST_BYTE_OF_MEMBER = 0x1F;
+constexpr uint32_t RESERVED_FLAGS = 0xE0; // "must be zero" (RFC 1952, 2.3.1)
 
 uint32_t limitSize(const size_t size) noexcept {
     return static_cast<uint32_t>(std::min<size_t>(size, std::numeric_limits<uint32_t>::max()));
@@ -35,6 +36,9 @@ bool GzipDecoder::decode(std::span<char>& packed, bool, std::span<char>& unpacke
             if (advance(packed, unpacked, [this] { return isal_read_gzip_header(&m_state, &m_header); }) ==
                 ISAL_END_INPUT)
                 return false;
+            // The library skips no fields for such a flag, so what follows would be taken for data.
+            if ((m_header.flags & RESERVED_FLAGS) != 0)
+                failWith("a header has a reserved flag");
             m_position = Position::IN_DATA;
             break;
         case Position::IN_DATA:

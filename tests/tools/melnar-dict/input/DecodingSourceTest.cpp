@@ -108,6 +108,17 @@ TEST(DecodingSourceTest, checksTheHeaderOfAGzipMemberAgainstItsChecksum) {
               failureOf(PackedFormat::GZIP, packed).first);
 }
 
+TEST(DecodingSourceTest, refusesAGzipMemberWithAReservedFlag) {
+    for (const int flag : {0x20, 0x40, 0x80}) {
+        std::string packed = gzip("text");
+        packed[3] = static_cast<char>(flag);
+        EXPECT_EQ(std::pair(std::string("not a sound gzip file: a header has a reserved flag"), std::string()),
+                  failureOf(PackedFormat::GZIP, packed))
+            << flag;
+        EXPECT_EQ("text", failureOf(PackedFormat::GZIP, gzip("text") + packed).second) << flag;
+    }
+}
+
 TEST(DecodingSourceTest, unpacksXzBlocksByThreads) {
     const std::string text = makeNumbers(200000);
     EXPECT_EQ(text, unpack(PackedFormat::XZ, xz(text, {.m_blockSize = 100000})));
