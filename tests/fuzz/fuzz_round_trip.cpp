@@ -174,9 +174,10 @@ std::optional<OwnedTerm> readTerm(const std::string& text, const Rdf::Syntax syn
     options.m_syntax = syntax;
     ObjectCollector collector;
     Rdf::SyntaxReader::make(options, collector)->read("<s:s> <s:p> " + text + " .\n", true);
-    require(collector.m_objects.size() == (collector.m_hasError ? 0 : 1), "a term is one object");
+    // An error refuses the term even if a statement was found before it: a label such as "a.:b" ends one in Turtle.
     if (collector.m_hasError)
         return std::nullopt;
+    require(collector.m_objects.size() == 1, "a term is one object");
     return collector.m_objects.front();
 }
 
