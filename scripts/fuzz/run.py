@@ -15,7 +15,7 @@ import subprocess
 import sys
 import tempfile
 from concurrent.futures import ThreadPoolExecutor
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -121,10 +121,10 @@ def get_environment(program):
     return environment
 
 
-def run_program(program, arguments, log):
-    """Runs a program and returns whether it has succeeded; its output is in a file."""
+def run_program(command, arguments, log):
+    """Runs a program, if need be by another one, and returns whether it has succeeded; its output is in a file."""
     with log.open("wb") as output:
-        return subprocess.run([program, *arguments], env=get_environment(program), stdin=subprocess.DEVNULL,
+        return subprocess.run([*command, *arguments], env=get_environment(command[-1]), stdin=subprocess.DEVNULL,
                               stdout=output, stderr=subprocess.STDOUT, check=False).returncode == 0
 
 
@@ -158,6 +158,21 @@ def get_cause(output):
     return lines[first:]
 
 
+def get_without_chance(folders, program, scratch):
+    """Returns a command and arguments with which the seed alone decides what is run.
+
+    So a program starts from the seeds only, in one order. libFuzzer does not read its folder again after some time, and
+    does not learn from the values that are compared, which may be addresses. All addresses are the same, unless the
+    system forbids that. What remains is how threads take turns."""
+    inputs = replace(folders, corpus=scratch / "corpus", data=None).get_inputs(program)
+    files = [str(file) for folder in inputs for file in sorted(folder.iterdir())]
+    (scratch / "inputs").write_text(",".join(files), encoding="utf-8")
+    with_same_addresses = ["setarch", "-R"]
+    if subprocess.run([*with_same_addresses, "true"], stderr=subprocess.DEVNULL, check=False).returncode != 0:
+        with_same_addresses = []
+    return [*with_same_addresses, program], [f"-seed_inputs=@{scratch}/inputs", "-reload=0", "-use_cmp=0", inputs[0]]
+
+
 def fuzz(folders, seconds, jobs, seed=0):
     """Runs each program for so many seconds; chance decides with seed 0. Returns whether none has found a fault."""
     programs = folders.get_programs()
@@ -165,8 +180,11 @@ def fuzz(folders, seconds, jobs, seed=0):
 
     def run(program):
         log = folders.corpus / f"{program.name}.txt"
-        is_right = run_program(program, [f"-max_total_time={seconds}", f"-seed={seed}", *get_options(program),
-                                         f"-artifact_prefix={folders.corpus}/", *inputs[program]], log)
+        with tempfile.TemporaryDirectory() as scratch:
+            command, arguments = ([program], inputs[program]) if seed == 0 else get_without_chance(
+                folders, program, Path(scratch))
+            is_right = run_program(command, [f"-max_total_time={seconds}", f"-seed={seed}", *get_options(program),
+                                             f"-artifact_prefix={folders.corpus}/", *arguments], log)
         output = log.read_text(encoding="utf-8", errors="replace")
         return program, is_right, output
 
@@ -209,7 +227,7 @@ def state_coverage(folders):
         for program in folders.get_programs():
             log = Path(scratch) / "log"
             with tempfile.TemporaryDirectory() as empty:  # Nothing is added.
-                if not run_program(program, ["-runs=0", *get_options(program), empty, *folders.get_inputs(program)],
+                if not run_program([program], ["-runs=0", *get_options(program), empty, *folders.get_inputs(program)],
                                    log):
                     raise Failed(f"{program.name} has failed:\n" + log.read_text(encoding="utf-8", errors="replace"))
             subprocess.run(["llvm-profdata-14", "merge", "-sparse", f"{scratch}/raw", "-o", f"{scratch}/merged"],
@@ -240,7 +258,7 @@ def minimize(folders):
         with tempfile.TemporaryDirectory() as scratch:
             log = Path(scratch) / "log"
             # How often a line is reached does not count: that would need ten times as many inputs.
-            if not run_program(program, ["-merge=1", "-use_counters=0", *get_options(program), merged,
+            if not run_program([program], ["-merge=1", "-use_counters=0", *get_options(program), merged,
                                          *folders.get_found(program)], log):
                 shutil.rmtree(merged)
                 raise Failed(f"{program.name} has failed:\n" + log.read_text(encoding="utf-8", errors="replace"))
@@ -260,7 +278,7 @@ def main(arguments):
     task.add_argument("--coverage", action="store_true", help="state which lines the inputs reach")
     task.add_argument("--minimize", action="store_true", help="replace the seeds by a minimal set of all inputs")
     parser.add_argument("--jobs", type=int, default=len(os.sched_getaffinity(0)), help="programs that run at a time")
-    parser.add_argument("--seed", type=int, default=0, help="what decides how inputs change; 0 for chance")
+    parser.add_argument("--seed", type=int, default=0, help="what decides the runs of each program; 0 for chance")
     options = parser.parse_args(arguments)
     data = os.environ.get("MELNAR_DATA")
     folders = Folders(options.programs, data=Path(data) if data else None)

@@ -81,6 +81,21 @@ class RunTest(unittest.TestCase):
             self.assertEqual([str(self.root / "seeds/fuzz-b"), str(self.root / "programs/seeds/fuzz-b")]
                              if program.name == "fuzz-b" else [], folders[1:])
 
+    def test_with_a_seed_a_program_starts_from_the_seeds_in_order(self):
+        program = self.add_program("fuzz-reader-turtle", 'for last; do :; done; ls "$last" >"$0.new"\n'
+                                   'for one; do case $one in -seed_inputs=*) cat "${one#*@}" >"$0.inputs"; esac; done')
+        for name in ("seeds/fuzz-reader-turtle/b", "seeds/fuzz-reader-turtle/a", "programs/seeds/fuzz-reader-turtle/c",
+                     "seeds/seed.ttl", "corpus/fuzz-reader-turtle/found", "data/real.ttl"):
+            self.add_file(name)
+        self.folders = run.replace(self.folders, data=self.root / "data")
+        self.assertTrue(self.run_task(run.fuzz, 7, 1, 5)[0])
+        self.assertIn("-seed=5", self.get_arguments(program))
+        self.assertEqual("", Path(f"{program}.new").read_text(encoding="utf-8"))
+        inputs = Path(f"{program}.inputs").read_text(encoding="utf-8").split(",")
+        self.assertEqual([self.root / "seeds/fuzz-reader-turtle/a", self.root / "seeds/fuzz-reader-turtle/b",
+                          self.root / "programs/seeds/fuzz-reader-turtle/c"], [Path(name) for name in inputs[:3]])
+        self.assertEqual(["seed.ttl"], [Path(name).name for name in inputs[3:]])
+
     def test_a_program_that_fails_is_shown_with_its_cause_and_the_others_run(self):
         crash = self.add_file("crash", "abc")
         frames = "\n".join(f"    #{number} in f" for number in range(100))
