@@ -27,7 +27,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <exception>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -37,9 +36,6 @@
 #include <vector>
 
 namespace {
-
-constexpr const char* const SOURCE_FILE = "tools/melnar-dict/load/ShardedLoadCommand";
-constexpr long LINE_CANNOT_RESUME = 248;
 
 /// Estimates what a load needs; nothing if the samples cannot be read, or do not fit into memory: the load will report
 /// the error.
@@ -240,7 +236,6 @@ ExitCode load(const LoadOptions& options, StandardOutput& output, std::ostream& 
 
 } // namespace
 
-/// What is damaged stays so, and the next load would fail in the same way. But nothing is removed that took hours.
 ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput) {
     bool isResuming = false;
     try {
@@ -248,9 +243,6 @@ ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std:
     } catch (const MelnarException& exception) {
         if (!isResuming || exception.getKind() != FailureKind::DAMAGED_FILE)
             throw;
-        throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_CANNOT_RESUME, {std::current_exception()},
-                              exception.getMessage(), " The interrupted load cannot be resumed. If '",
-                              LoadCheckpoint::getFileName(options.m_output.m_outputName),
-                              "' is removed, the same command starts anew.");
+        refuseToResume(options.m_output.m_outputName, exception);
     }
 }

@@ -9,10 +9,18 @@
 #include "Engine/core/platform/MelnarException.h"
 
 #include <algorithm>
+#include <exception>
 #include <filesystem>
 #include <system_error>
 
 using namespace melnar;
+
+namespace {
+
+constexpr const char* const SOURCE_FILE = "tools/melnar-dict/load/ShardedLoadSteps";
+constexpr long LINE_CANNOT_RESUME = 81;
+
+} // namespace
 
 InputStamp stampInput(const std::string& fileName, const std::string& base) {
     std::error_code error; // A missing file is reported when it is read.
@@ -60,11 +68,19 @@ std::optional<LoadCheckpoint::Unfinished> readUnfinished(const LoadOptions& opti
         if (unfinished && unfinished->m_work.m_folderState != folderState)
             return std::nullopt;
         return unfinished;
-    } catch (const MelnarException&) {
-        if (!options.m_output.m_isForced)
+    } catch (const MelnarException& exception) {
+        if (options.m_output.m_isForced)
+            return std::nullopt;
+        if (exception.getKind() != FailureKind::DAMAGED_FILE)
             throw;
-        return std::nullopt;
+        refuseToResume(folderName, exception);
     }
+}
+
+void refuseToResume(const std::string& folderName, const MelnarException& damage) {
+    throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_CANNOT_RESUME, {std::current_exception()},
+                          damage.getMessage(), " The interrupted load cannot be resumed. If '",
+                          LoadCheckpoint::getFileName(folderName), "' is removed, the same command starts anew.");
 }
 
 void refuseToGiveUp(const std::string& folderName, const LoadWork& unfinished, const bool isForRanks) {

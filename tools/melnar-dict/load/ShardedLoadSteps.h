@@ -5,6 +5,7 @@
 #include "tools/melnar-dict/load/LoadReport.h"
 
 #include "Engine/core/data-store/sharded/ShardManifest.h"
+#include "Engine/core/platform/MelnarException.h"
 
 #include <cstdint>
 #include <optional>
@@ -35,6 +36,10 @@ std::string describeTask(const LoadOptions& options, const ShardManifest& manife
 /// dictionary by now, the load was done, and only its record was not removed any more.
 std::optional<LoadCheckpoint::Unfinished> readUnfinished(const LoadOptions& options, const std::string& folderName,
                                                          const std::string& folderState);
+
+/// Reports, while an exception says that a file is damaged, that the unfinished load of the folder cannot be resumed,
+/// and how it starts anew. The next load would fail in the same way, but nothing is removed that took hours.
+[[noreturn]] void refuseToResume(const std::string& folderName, const MelnarException& damage);
 
 /// Refuses to discard hours of work because of a mistake, or of a disk that is not mounted. The message says how one
 /// process or several can resume the unfinished load of the folder.
