@@ -49,7 +49,7 @@ std::string makeText() {
 
 /// Returns nothing if the text is not that of a lock file, or not complete yet.
 std::optional<std::string> findHolder(std::string_view text) {
-    if (!text.starts_with(TEXT_BEGIN) || !text.ends_with('\n'))
+    if (text.size() > MAXIMUM_TEXT_SIZE || !text.starts_with(TEXT_BEGIN) || !text.ends_with('\n'))
         return std::nullopt;
     text.remove_prefix(TEXT_BEGIN.size());
     text.remove_suffix(1);

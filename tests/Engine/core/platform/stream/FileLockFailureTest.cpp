@@ -150,7 +150,7 @@ TEST_F(FileLockFailureTest, aLockFileThatAppearsOrDisappearsIsNoFailure) {
 TEST_F(FileLockFailureTest, aFileOfAnotherKindIsNotMistakenForALockFile) {
     for (const std::string& contents :
          {std::string("MELNARDC and more"), std::string(600, '\0'), std::string("melnar lock: process 1 on h"),
-          "melnar lock: " + std::string(600, 'x') + "\n"}) {
+          "melnar lock: " + std::string(600, 'x') + "\n", "melnar lock: " + std::string(499, 'x') + "\nand more"}) {
         m_directory.addFile("file.lock", contents);
         const auto exception = catchException<MelnarException>([&] { take(); });
         EXPECT_EQ("'" + m_lockPath + "' exists and is not a lock file.", exception.getMessage());

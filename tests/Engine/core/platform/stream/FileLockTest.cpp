@@ -146,8 +146,8 @@ TEST_F(FileLockTest, aKilledHolderReleasesTheLockAndItsFileIsReplaced) {
 }
 
 TEST_F(FileLockTest, aLockFileThatAPowerCutLeavesIsReplaced) {
-    for (const std::string& text :
-         {std::string(), std::string(40, '\0'), std::string("melnar lock: process 1 on b\n")}) {
+    for (const std::string& text : {std::string(), std::string(512, '\0'), std::string("melnar lock: process 1 on b\n"),
+                                    "melnar lock: " + std::string(498, 'x') + "\n"}) {
         m_directory.addFile("file.lock", text);
         const FileLock lock(m_path);
         EXPECT_EQ(describe(::getpid()), findHolder(m_path));
