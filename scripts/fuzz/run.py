@@ -28,6 +28,7 @@ CODE_UNDER_TEST = {
     "fuzz-compressed": r"tools/melnar-dict/input/(Bit|Bzip2|Decoding|Gzip|Packed|Xz|Zstd)",
     "fuzz-dictionary-file": r"Engine/core/data-store/(Dictionary(File|History|Identity)|Section|dictionary/Datatype)",
     "fuzz-literal": r"Engine/core/data-store/dictionary/(PlainLiteral|Prepared|String|Table|Group|LexicalForm)",
+    "fuzz-lock-file": r"Engine/core/platform/stream/FileLock",
     "fuzz-round-trip": r"Engine/core/data-store/terms/",
     "fuzz-rows": r"tools/melnar-dict/(rows/(Dictionary|NpyHeader|RowLayout|RowReader)|rewrite/RowDecoder)",
     "fuzz-shard-manifest": r"Engine/core/data-store/sharded/ShardManifest",
