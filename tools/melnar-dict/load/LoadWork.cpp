@@ -55,7 +55,7 @@ LoadWork LoadWork::parse(const std::string& bytes) {
     for (uint64_t number = input.readUInt64(); number != 0; --number) // a wrong one ends too early
         work.m_bytesOfRowFiles.push_back(input.readUInt64());
     if (char rest; input.read(&rest, 1) != 0)
-        throw MelnarException(SOURCE_FILE, LINE_TOO_LONG, MelnarException::NO_CAUSES,
+        throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_TOO_LONG, MelnarException::NO_CAUSES,
                               "Bytes follow the end of a load's work.");
     return work;
 }

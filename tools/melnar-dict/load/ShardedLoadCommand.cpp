@@ -122,8 +122,9 @@ bool areTooLarge(const ShardedDictionary& dictionary, const size_t dictionaryLim
            ShardedLoadNeeds::getLargestMemory(dictionaryLimit);
 }
 
-/// `isResuming` says whether the load resumes an unfinished one and has not replaced it yet, also after a throw.
-ExitCode load(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput, bool& isResuming) {
+/// `resumedName` is the folder's name while the load resumes an unfinished one and has not replaced it yet, also after a
+/// throw; otherwise it stays empty.
+ExitCode load(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput, std::string& resumedName) {
     const size_t dictionaryLimit =
         MemoryLimit::apply(options.m_memoryLimit, options.m_numberOfThreads, ShardedLoadNeeds::BYTES_OF_THREAD,
                            ShardedLoadNeeds::BYTES_OF_SPILL);
@@ -154,7 +155,7 @@ ExitCode load(const LoadOptions& options, StandardOutput& output, std::ostream& 
         readUnfinished(options, folder.getName(), work.m_folderState);
     if (unfinished && unfinished->m_work.m_task == work.m_task && canReadAgain(options)) {
         work = std::move(unfinished->m_work);
-        isResuming = true;
+        resumedName = folder.getName();
         ownedDictionary = ShardedDictionary::open(folder.getName(), std::move(unfinished->m_manifest),
                                                   {.m_memoryLimit = dictionaryLimit});
         // With less memory than before, the shards may not fit any more.
@@ -174,7 +175,7 @@ ExitCode load(const LoadOptions& options, StandardOutput& output, std::ostream& 
     ShardedDictionary& dictionary = *ownedDictionary;
     LoadRun run(options, output, messages, errorOutput);
     ShardSpill spill(folder.getName(), work);
-    if (isResuming)
+    if (!resumedName.empty())
         spill.keep(); // even if this process saves nothing
     std::optional<LoadCheckpoint> checkpoint;
     if (canReadAgain(options) && options.m_checkpoint.isWanted())
@@ -225,7 +226,7 @@ ExitCode load(const LoadOptions& options, StandardOutput& output, std::ostream& 
             file.commit();
         dictionary.noteSaved(folder.getName(), std::move(manifest));
         LoadCheckpoint::removeFrom(folder.getName());
-        isResuming = false;
+        resumedName.clear();
     }
     addDictionary(dictionary.getManifest(), report);
     std::vector<Lookup> lookups = options.m_lookups;
@@ -237,12 +238,12 @@ ExitCode load(const LoadOptions& options, StandardOutput& output, std::ostream& 
 } // namespace
 
 ExitCode runShardedLoad(const LoadOptions& options, StandardOutput& output, std::ostream& errorOutput) {
-    bool isResuming = false;
+    std::string resumedName;
     try {
-        return load(options, output, errorOutput, isResuming);
+        return load(options, output, errorOutput, resumedName);
     } catch (const MelnarException& exception) {
-        if (!isResuming || exception.getKind() != FailureKind::DAMAGED_FILE)
+        if (resumedName.empty() || exception.getKind() != FailureKind::DAMAGED_FILE)
             throw;
-        refuseToResume(options.m_output.m_outputName, exception);
+        refuseToResume(resumedName, exception);
     }
 }

@@ -79,7 +79,7 @@ std::optional<LoadCheckpoint::Unfinished> readUnfinished(const LoadOptions& opti
 
 void refuseToResume(const std::string& folderName, const MelnarException& damage) {
     throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_CANNOT_RESUME, {std::current_exception()},
-                          damage.getMessage(), " The interrupted load cannot be resumed. If '",
+                          damage.getMessage(), " This program cannot resume the interrupted load. If '",
                           LoadCheckpoint::getFileName(folderName), "' is removed, the same command starts anew.");
 }
 

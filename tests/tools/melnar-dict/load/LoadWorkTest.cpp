@@ -1,5 +1,7 @@
 #include "tools/melnar-dict/load/LoadWork.h"
 
+#include "tests/support/CaughtException.h"
+
 #include "Engine/core/platform/MelnarException.h"
 
 #include <gtest/gtest.h>
@@ -59,7 +61,9 @@ TEST(LoadWorkTest, whatEndsTooEarlyIsRefused) {
 }
 
 TEST(LoadWorkTest, bytesAfterTheEndAreRefused) {
-    EXPECT_THROW(LoadWork::parse(makeWork().toBytes() + '\0'), MelnarException);
+    const auto exception =
+        catchException<MelnarException>([] { static_cast<void>(LoadWork::parse(makeWork().toBytes() + '\0')); });
+    EXPECT_EQ(FailureKind::DAMAGED_FILE, exception.getKind());
 }
 
 TEST(LoadWorkTest, anUntrustedLengthReservesNothing) {
