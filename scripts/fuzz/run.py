@@ -3,6 +3,7 @@
 
 An input that reaches something new, or that shows a fault, stays below build/fuzz-corpus. Programs start from these
 inputs and from the seeds: those in tests/fuzz/seeds, and those that make-fuzz-seeds has written beside the programs.
+With --seed they start from the seeds alone, and only inputs that show a fault stay.
 """
 
 import argparse
@@ -164,14 +165,15 @@ def get_without_chance(folders, program, scratch):
 
     So a program starts from the seeds only, in one order. libFuzzer does not read its folder again after some time, and
     does not learn from the values that are compared, which may be addresses. All addresses are the same, unless the
-    system forbids that. What remains is how threads take turns."""
+    system forbids that. What remains is how threads take turns, and the number of the process in lock files."""
     inputs = replace(folders, corpus=scratch / "corpus", data=None).get_inputs(program)
     files = [str(file) for folder in inputs for file in sorted(folder.iterdir())]
     (scratch / "inputs").write_text(",".join(files), encoding="utf-8")
     with_same_addresses = ["setarch", "-R"]
     if subprocess.run([*with_same_addresses, "true"], stderr=subprocess.DEVNULL, check=False).returncode != 0:
         with_same_addresses = []
-    return [*with_same_addresses, program], [f"-seed_inputs=@{scratch}/inputs", "-reload=0", "-use_cmp=0", inputs[0]]
+    seeds = [f"-seed_inputs=@{scratch}/inputs"] if files else []
+    return [*with_same_addresses, program], [*seeds, "-reload=0", "-use_cmp=0", inputs[0]]
 
 
 def fuzz(folders, seconds, jobs, seed=0):
@@ -279,7 +281,7 @@ def main(arguments):
     task.add_argument("--coverage", action="store_true", help="state which lines the inputs reach")
     task.add_argument("--minimize", action="store_true", help="replace the seeds by a minimal set of all inputs")
     parser.add_argument("--jobs", type=int, default=len(os.sched_getaffinity(0)), help="programs that run at a time")
-    parser.add_argument("--seed", type=int, default=0, help="what decides the runs of each program; 0 for chance")
+    parser.add_argument("--seed", type=int, default=0, help="what decides the runs of each program, which keeps nothing then; 0 for chance")
     options = parser.parse_args(arguments)
     data = os.environ.get("MELNAR_DATA")
     folders = Folders(options.programs, data=Path(data) if data else None)

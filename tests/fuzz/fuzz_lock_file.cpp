@@ -20,8 +20,8 @@
 #include <unistd.h>
 
 // Any bytes as a lock file. While it is locked, another writer names the holder. When the holder has ended, the next
-// writer replaces the file, or refuses it as one of another kind and leaves it alone. The rules are stated here a second
-// time. What a holder writes is read by other writers.
+// writer replaces the file, or refuses it as one of another kind and leaves it alone. The rules are stated here a
+// second time. What a holder writes is read by other writers.
 
 namespace {
 

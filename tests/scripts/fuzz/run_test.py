@@ -89,12 +89,26 @@ class RunTest(unittest.TestCase):
             self.add_file(name)
         self.folders = run.replace(self.folders, data=self.root / "data")
         self.assertTrue(self.run_task(run.fuzz, 7, 1, 5)[0])
-        self.assertIn("-seed=5", self.get_arguments(program))
+        for option in ("-seed=5", "-reload=0", "-use_cmp=0"):
+            self.assertIn(option, self.get_arguments(program))
+        self.assertEqual(["found"], [file.name for file in (self.root / "corpus/fuzz-reader-turtle").iterdir()])
         self.assertEqual("", Path(f"{program}.new").read_text(encoding="utf-8"))
         inputs = Path(f"{program}.inputs").read_text(encoding="utf-8").split(",")
         self.assertEqual([self.root / "seeds/fuzz-reader-turtle/a", self.root / "seeds/fuzz-reader-turtle/b",
                           self.root / "programs/seeds/fuzz-reader-turtle/c"], [Path(name) for name in inputs[:3]])
         self.assertEqual(["seed.ttl"], [Path(name).name for name in inputs[3:]])
+
+    def test_without_seeds_a_program_starts_from_nothing(self):
+        command, arguments = run.get_without_chance(self.folders, self.add_program("fuzz-a"), self.root / "seeds")
+        self.assertEqual(["-reload=0", "-use_cmp=0", self.root / "seeds/corpus/fuzz-a"], arguments)
+        self.assertEqual(self.root / "programs/fuzz-a", command[-1])
+
+    def test_addresses_are_the_same_if_the_system_allows_that(self):
+        program = self.add_program("fuzz-a")
+        for exit_code, expected in ((0, ["setarch", "-R", program]), (1, [program])):
+            with unittest.mock.patch.object(run.subprocess, "run", return_value=unittest.mock.Mock(
+                    returncode=exit_code)):
+                self.assertEqual(expected, run.get_without_chance(self.folders, program, self.root / "seeds")[0])
 
     def test_a_program_that_fails_is_shown_with_its_cause_and_the_others_run(self):
         crash = self.add_file("crash", "abc")
