@@ -9,7 +9,8 @@
  *             the order of these.
  * Processes   Inserters resolve strings, a deleter withdraws one, a reader looks strings up and may give the
  *             fingerprints back. INSERTERS and RESOLVES set how many of them there are and what each does.
- * Slots       Inserters 0 and 2 share slot 0; inserter 1 has slot 1, the deleter slot 2, the reader slot 3.
+ * Slots       Inserters 0 and 2 share slot 0; inserter 1 has slot 1, the reader the last slot, and the deleter the one
+ *             before it.
  * Table       BUCKETS at the start and at most 8 at the end, chunks of one bucket, quotas of one insertion. All but one
  *             of the strings have their home in the last bucket, so that probes wrap around.
  * Failures    Memory for a new array, for fingerprints and for a new resource may be missing at any time; FAILURES
@@ -37,6 +38,9 @@
 #ifndef SOUGHT /* the string that the reader looks up; 3: it gives the fingerprints back instead; 4: it does nothing */
 #define SOUGHT 0
 #endif
+#ifndef IS_LATE /* 1: the reader starts when it can find its string, or after the inserters; 0: at any time */
+#define IS_LATE 0
+#endif
 #ifndef THIRD /* the string that inserter 2 resolves */
 #define THIRD 2
 #endif
@@ -48,6 +52,12 @@
 #endif
 #ifndef FAILURES
 #define FAILURES 1
+#endif
+#ifndef FINGERPRINTS /* resizes to more buckets have memory for fingerprints: 0: never, 1: always, 2: at times */
+#define FINGERPRINTS 2
+#endif
+#ifndef SLOTS /* 4, or 3: the deleter shares the slot of inserter 1 */
+#define SLOTS 4
 #endif
 #ifndef LOAN /* 1: inserter 1 has a ThreadContextLoan, and rehashes alone */
 #define LOAN 0
@@ -75,7 +85,6 @@
 #define NOT_RESIZING 255
 #define PREPARING 254
 
-#define SLOTS 4
 #define FIRST_SLOT 0
 #define NOBODY 255
 
@@ -143,7 +152,8 @@ inline release(slot) {
 
 inline checkCounters() { /* B4 */
     assert(resizeState != NOT_RESIZING && resizeState != PREPARING ||
-           used == quota[0] + quota[1] + quota[2] + quota[3] + OCCUPIED(0) + OCCUPIED(1) + OCCUPIED(2) + OCCUPIED(3) +
+           used == quota[0] + quota[1] + quota[2] + (SLOTS - 3) * quota[SLOTS - 1] +
+                       OCCUPIED(0) + OCCUPIED(1) + OCCUPIED(2) + OCCUPIED(3) +
                        OCCUPIED(4) + OCCUPIED(5) + OCCUPIED(6) + OCCUPIED(7));
     assert(used <= THRESHOLD(buckets)) /* B5 */
 }
@@ -313,8 +323,12 @@ inline startHandleResize() {
         acquireAllOthers();
         if
         :: failures < FAILURES -> d_step { failures++; hasFailed = true }
+#if FINGERPRINTS != 0
         :: d_step { swapArrays(2 * buckets); haveFingerprints = true; areComplete = true }
+#endif
+#if FINGERPRINTS != 1
         :: d_step { swapArrays(2 * buckets); haveFingerprints = false; areComplete = false }
+#endif
         /* The table wants more tombstones than half of its buckets before it keeps its size; here one is enough. */
         :: deleted > 0 -> d_step { swapArrays(buckets); haveFingerprints = true; areComplete = true }
         fi;
@@ -527,6 +541,12 @@ proctype reader(byte slot) {
     VARIABLES;
 #if SOUGHT < STRINGS
     string = SOUGHT;
+#if IS_LATE
+    if
+    :: isReadable[string]
+    :: finished == INSERTERS
+    fi;
+#endif
     lookUp()
 #elif SOUGHT == STRINGS
     giveUpFingerprints()
@@ -571,8 +591,8 @@ init {
 #if INSERTERS > 2
         run inserter(0, THIRD, 1);
 #endif
-        run deleter(2);
-        run reader(3)
+        run deleter(SLOTS - 2);
+        run reader(SLOTS - 1)
     }
     _nr_pr == 1;
     d_step { checkEnd() }
