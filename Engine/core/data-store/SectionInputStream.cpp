@@ -45,7 +45,6 @@ void SectionInputStream::beginSection(std::string sectionName) {
         ++m_sectionNumber;
     m_sectionName = std::move(sectionName);
     m_blockNumber = 0;
-    m_isLastBlock = false;
     readBlock();
 }
 
