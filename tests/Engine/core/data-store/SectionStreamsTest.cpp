@@ -1,14 +1,17 @@
+#include "Engine/core/data-store/Checksum.h"
 #include "Engine/core/data-store/SectionInputStream.h"
 #include "Engine/core/data-store/SectionOutputStream.h"
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/stream/MemoryInputStream.h"
 #include "Engine/core/platform/stream/MemoryOutputStream.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/MeagreInputStream.h"
 
 #include <gtest/gtest.h>
 
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 using namespace melnar;
@@ -45,10 +48,34 @@ std::string writeFile(const std::vector<std::string>& sections, const size_t pie
     return file.getBytes();
 }
 
+uint64_t getChecksum(const std::string_view bytes) {
+    Checksum checksum;
+    checksum.update(bytes.data(), bytes.size());
+    return checksum.getValue();
+}
+
+/// Writes a file of one section that is divided into these blocks, with correct sizes and checksums.
+std::string writeBlocks(const std::vector<std::string>& blocks) {
+    std::string file = writeFile({}).substr(0, 12);
+    const auto append = [&file](const auto value) {
+        file.append(reinterpret_cast<const char*>(&value), sizeof(value));
+    };
+    for (size_t number = 1; number <= blocks.size(); ++number) {
+        const std::string& block = blocks[number - 1];
+        const size_t begin = file.size();
+        append(uint32_t(0));
+        append(static_cast<uint32_t>(block.size()) | (number == blocks.size() ? SectionOutputStream::LAST_BLOCK : 0));
+        file += block;
+        append(getChecksum(std::string_view(file).substr(begin)));
+    }
+    append(uint64_t(file.size() + 16));
+    append(getChecksum(file));
+    return file;
+}
+
 /// Reads sections of the given sizes and the end of the file.
-std::vector<std::string> readFile(const std::string& file, const std::vector<size_t>& sizes) {
-    MemoryInputStream bytes(file);
-    SectionInputStream input(bytes, SectionFormat::DICTIONARY);
+std::vector<std::string> readFile(InputStream& file, const std::vector<size_t>& sizes) {
+    SectionInputStream input(file, SectionFormat::DICTIONARY);
     std::vector<std::string> sections;
     for (const size_t size : sizes) {
         input.beginSection("section " + std::to_string(sections.size()));
@@ -59,6 +86,11 @@ std::vector<std::string> readFile(const std::string& file, const std::vector<siz
     }
     input.endFile();
     return sections;
+}
+
+std::vector<std::string> readFile(const std::string& file, const std::vector<size_t>& sizes) {
+    MemoryInputStream bytes(file);
+    return readFile(bytes, sizes);
 }
 
 std::string getMessage(const std::string& file, const std::vector<size_t>& sizes) {
@@ -107,6 +139,35 @@ TEST(SectionStreamsTest, readsDeliverAcrossBlocksInAnyPieces) {
     EXPECT_EQ(text, read);
     input.endSection();
     input.endFile();
+}
+
+TEST(SectionStreamsTest, aFileMayArriveInAnyPieces) {
+    const std::vector<std::string> sections = {"abc", makeText(1000)};
+    const std::string file = writeFile(sections);
+    for (const size_t pieceSize : {1u, 2u, 3u, 5u, 7u, 8u, 777u}) {
+        MeagreInputStream input(file, pieceSize);
+        EXPECT_TRUE(SectionFormat::DICTIONARY.isBeginningOf(input)) << pieceSize;
+        MeagreInputStream other("MELNARDX of another kind", pieceSize);
+        EXPECT_FALSE(SectionFormat::DICTIONARY.isBeginningOf(other)) << pieceSize;
+        MeagreInputStream whole(file, pieceSize);
+        EXPECT_EQ(sections, readFile(whole, {3, 1000})) << pieceSize;
+    }
+}
+
+TEST(SectionStreamsTest, noByteAfterTheBeginningIsRequestedToRecogniseAFile) {
+    const std::string file = writeFile({});
+    MeagreInputStream input(file, 3);
+    EXPECT_TRUE(SectionFormat::DICTIONARY.isBeginningOf(input));
+    EXPECT_EQ((std::vector<size_t>{8, 5, 2}), input.m_requests);
+}
+
+TEST(SectionStreamsTest, noByteIsDeliveredBeforeTheFirstSection) {
+    const std::string file = writeFile({"abc"});
+    MemoryInputStream bytes(file);
+    SectionInputStream input(bytes, SectionFormat::DICTIONARY);
+    char byte;
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'beginning of file': it is shorter than its contents.",
+              catchException<MelnarException>([&] { input.read(&byte, 1); }).getMessage());
 }
 
 TEST(SectionStreamsTest, everyBitOfASmallFileIsGuarded) {
@@ -190,6 +251,28 @@ TEST(SectionStreamsTest, fullBlocksThatChangedPlacesAreFoundByTheChecksumOfTheFi
     EXPECT_EQ("Dictionary file 'memory' is damaged: section 'end of file': the file does not have the checksum that "
               "it was written with.",
               getMessage(exchanged, {2 * BLOCK_SIZE + 1}));
+}
+
+TEST(SectionStreamsTest, aSectionHasOnlyOneDivisionIntoBlocks) {
+    const std::string full = makeText(BLOCK_SIZE);
+    EXPECT_EQ(writeFile({"abc"}), writeBlocks({"abc"}));
+    EXPECT_EQ(writeFile({full + "d"}), writeBlocks({full, "d"}));
+    const auto getMessageOf = [](const std::vector<std::string>& blocks) {
+        size_t size = 1; // more than there is, so that all blocks are read
+        for (const std::string& block : blocks)
+            size += block.size();
+        return getMessage(writeBlocks(blocks), {size});
+    };
+    const auto expected = [](const size_t number) {
+        return "Dictionary file 'memory' is damaged: section 'section 0': block " + std::to_string(number) +
+               " has a header that no block can have there.";
+    };
+    EXPECT_EQ(expected(1), getMessageOf({"abc", "d"})) << "a short block, of odd size";
+    EXPECT_EQ(expected(1), getMessageOf({"abcd", "e"})) << "a short block, of even size";
+    EXPECT_EQ(expected(1), getMessageOf({"", "a"})) << "an empty block";
+    EXPECT_EQ(expected(1), getMessageOf({full + "d"})) << "a block that is too long";
+    EXPECT_EQ(expected(1), getMessageOf({full + "d", "e"})) << "a block that is too long, and another one";
+    EXPECT_EQ(expected(2), getMessageOf({full, ""})) << "an empty block after the last byte";
 }
 
 TEST(SectionStreamsTest, aSectionThatIsShorterOrLongerThanExpectedIsNamed) {

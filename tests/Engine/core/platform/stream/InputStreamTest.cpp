@@ -4,6 +4,7 @@
 #include "Engine/core/platform/stream/MemoryOutputStream.h"
 #include "Engine/core/platform/system/VirtualMemory.h"
 #include "tests/support/CaughtException.h"
+#include "tests/support/MeagreInputStream.h"
 #include "tests/support/VirtualSlots.h"
 
 #include <gtest/gtest.h>
@@ -16,26 +17,6 @@
 using namespace melnar;
 
 namespace {
-
-/// Delivers at most a given number of bytes at a time, and records the requests.
-class MeagreInputStream final : public InputStream {
-public:
-    MeagreInputStream(const std::string_view bytes, const size_t maximumBytes)
-        : m_input(bytes), m_maximumBytes(maximumBytes) {}
-
-    const std::string& getName() const override { return m_input.getName(); }
-
-    size_t read(void* const data, const size_t numberOfBytes) override {
-        m_requests.push_back(numberOfBytes);
-        return m_input.read(data, std::min(numberOfBytes, m_maximumBytes));
-    }
-
-    std::vector<size_t> m_requests;
-
-private:
-    MemoryInputStream m_input;
-    const size_t m_maximumBytes;
-};
 
 /// Claims to deliver all requested bytes, and writes nothing.
 class BottomlessInputStream final : public InputStream {
