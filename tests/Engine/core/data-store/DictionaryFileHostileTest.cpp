@@ -86,10 +86,21 @@ TEST_P(DictionaryFileHostileTest, headersThatLieAreFound) {
               const uint64_t size = file.m_sections[Forged::DATA_POOL].size();
               file.set<uint64_t>(Forged::HEADER, Forged::DATA_POOL_BYTES, size + 1);
           },
-          "data pool", "it is shorter than its contents."},
-         {[](Forged& file) { file.m_sections[Forged::HEADER] += '\0'; }, "header", "it is longer than its contents."},
-         {[](Forged& file) { file.m_sections[Forged::HEADER].pop_back(); }, "header",
-          "it is shorter than its contents."}});
+          "data pool", "it is shorter than its contents."}});
+}
+
+TEST_P(DictionaryFileHostileTest, everySectionOfAnotherSizeIsFound) {
+    std::vector<Lie> lies;
+    size_t section = Forged::HEADER;
+    for (const char* const name : {"header", "data offsets", "datatype bytes", "data pool", "datatype 5", "history"}) {
+        lies.push_back(
+            {[section](Forged& file) { file.m_sections[section] += '\0'; }, name, "it is longer than its contents."});
+        lies.push_back({[section](Forged& file) { file.m_sections[section].pop_back(); }, name,
+                        "it is shorter than its contents."});
+        ++section;
+    }
+    ASSERT_EQ(size_t(Forged::NUMBER_OF_SECTIONS), section);
+    expectFound(GetParam(), lies);
 }
 
 TEST_P(DictionaryFileHostileTest, historiesThatLieAreFound) {
@@ -117,7 +128,6 @@ TEST_P(DictionaryFileHostileTest, historiesThatLieAreFound) {
          {set<uint64_t>(Forged::HEADER, Forged::COMMIT_POINT, 5), history, "it ends at commit point 4."},
          {addEntry(4, 4), history, "entry 2 has the commit point 4."},
          {addEntry(3, 2), history, "entry 2 has the commit point 2."},
-         {[](Forged& file) { file.m_sections[Forged::HISTORY] += '\0'; }, history, "it is longer than its contents."},
          {[](Forged& file) { file.m_sections[Forged::HISTORY].resize(15); }, history,
           "it is shorter than its contents."},
          {[](Forged& file) { file.m_sections.pop_back(); }, history,

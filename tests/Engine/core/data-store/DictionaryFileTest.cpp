@@ -4,6 +4,7 @@
 #include "Engine/core/platform/MemoryExhaustedException.h"
 #include "Engine/core/platform/SystemCallException.h"
 #include "Engine/core/platform/stream/FileLock.h"
+#include "tests/Engine/core/data-store/FingerprintBytes.h"
 #include "tests/Engine/core/data-store/ForgedDictionaryFile.h"
 #include "tests/support/CaughtException.h"
 #include "tests/support/SystemCallFaults.h"
@@ -33,6 +34,7 @@ Resources getResources(const Dictionary& dictionary) {
 
 void expectEqual(const Dictionary& expected, const Dictionary& actual) {
     EXPECT_EQ(getResources(expected), getResources(actual));
+    EXPECT_EQ(expected.size(), actual.size());
     EXPECT_EQ(expected.getNextResourceID(), actual.getNextResourceID());
     EXPECT_EQ(expected.getCommitPoint().m_resourceID, actual.getCommitPoint().m_resourceID);
     EXPECT_EQ(expected.getMaximumNumberOfResources(), actual.getMaximumNumberOfResources());
@@ -134,6 +136,17 @@ INSTANTIATE_TEST_SUITE_P(BucketWidths, DictionaryFileTest, testing::Values(NARRO
                              return parameterInfo.index == 0 ? "narrow" : "wide";
                          });
 
+TEST(DictionaryFileMaximumTest, determinesTheBucketWidthAndComesBack) {
+    for (const auto& [maximumNumberOfResources, bucketWidth] :
+         {std::pair<uint64_t, size_t>(6, 4), {0xFFFFFFFD, 4}, {0xFFFFFFFE, 8}, {uint64_t(1) << 43, 8}}) {
+        const ForgedDictionaryFile file(writeToMemory(*makeSampleDictionary(maximumNumberOfResources)));
+        EXPECT_EQ(bucketWidth, file.getBucketWidth()) << maximumNumberOfResources;
+        const std::unique_ptr<Dictionary> copy = readFromMemory(file.getBytes());
+        EXPECT_EQ(maximumNumberOfResources, copy->getMaximumNumberOfResources());
+        EXPECT_NO_THROW(copy->verify());
+    }
+}
+
 /// Returns the number of a word of two hexadecimal digits, or -1.
 int getByte(const std::string& word) {
     return word.size() == 2 && word.find_first_not_of("0123456789ABCDEF") == std::string::npos
@@ -207,6 +220,12 @@ TEST(DictionaryFileOpenTest, everyMemoryLimitIsRefusedCleanly) {
         EXPECT_GT(refused, 250u);
         EXPECT_NO_THROW(readFromMemory(bytes, needed + (size_t(1) << 20))->verify());
     }
+}
+
+TEST(DictionaryFileOpenTest, theOptionsTellWhetherFingerprintsAreKept) {
+    const std::string bytes = writeToMemory(*makeSampleDictionary(NARROW));
+    EXPECT_GT(getFingerprintBytes(*readFromMemory(bytes)), 0u);
+    EXPECT_EQ(0u, getFingerprintBytes(*readFromMemory(bytes, TEST_MEMORY_LIMIT, {.m_keepFingerprints = false})));
 }
 
 TEST(DictionaryFileLockTest, aDictionaryIsReadChangedAndSavedUnderItsLock) {

@@ -134,6 +134,14 @@ TEST_P(DictionaryTermsTest, familiesWithoutTermsAreInNoFile) {
     EXPECT_EQ(3u, opened->resolveResource(thread, "x:y", D_IRI));
 }
 
+TEST_P(DictionaryTermsTest, damageNamesTheFamilyOfTheSectionThoughFamiliesBeforeItHaveNone) {
+    m_dictionary.resolveResource(m_thread, "5^^x:y", D_TYPED_LITERAL);
+    ForgedDictionaryFile file(m_dictionary);
+    file.m_sections[ForgedDictionaryFile::STRINGS + 1].pop_back();
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'datatype 252': it is shorter than its contents.",
+              catchException<MelnarException>([&] { readFromMemory(file.getBytes()); }).getMessage());
+}
+
 /// The sections of datatype objects have every wrong number and order.
 TEST_P(DictionaryTermsTest, sectionsThatAreMissingRepeatedOrOutOfOrderAreFound) {
     m_dictionary.resolveResource(m_thread, "x:y", D_IRI);

@@ -195,6 +195,20 @@ TEST_P(TermDatatypeFactoryTest, aFileIsRefusedIfItsDatatypeHasAnotherNameHere) {
               catchException<MelnarException>([&] { readFromMemory(bytes); }).getMessage());
 }
 
+/// Such a file has as many sections of datatype objects as any dictionary needs.
+TEST_P(TermDatatypeFactoryTest, aFileOfAnOwnFamilyWithoutTheStringsIsRefused) {
+    DictionaryThread thread(*m_dictionary);
+    m_dictionary->resolveResource(thread, makeCode(1), m_datatypeID);
+    ForgedDictionaryFile file(*m_dictionary);
+    const bool isBeforeStrings = m_datatypeID < D_XSD_STRING;
+    file.m_sections.erase(file.m_sections.begin() + ForgedDictionaryFile::STRINGS + (isBeforeStrings ? 1 : 0));
+    file.set<uint32_t>(ForgedDictionaryFile::HEADER, ForgedDictionaryFile::NUMBER_OF_DATATYPES, 1);
+    EXPECT_EQ("Dictionary file 'memory' is damaged: section 'datatype " +
+                  std::to_string(isBeforeStrings ? m_datatypeID : D_XSD_STRING) +
+                  "': it serves datatypes other than those of this program.",
+              catchException<MelnarException>([&] { readFromMemory(file.getBytes()); }).getMessage());
+}
+
 /// More than there is of a form counts as all of it.
 size_t getTooLargeLength(const std::string_view form) noexcept {
     return form.size() + 1;
