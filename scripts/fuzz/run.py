@@ -281,7 +281,8 @@ def main(arguments):
     task.add_argument("--coverage", action="store_true", help="state which lines the inputs reach")
     task.add_argument("--minimize", action="store_true", help="replace the seeds by a minimal set of all inputs")
     parser.add_argument("--jobs", type=int, default=len(os.sched_getaffinity(0)), help="programs that run at a time")
-    parser.add_argument("--seed", type=int, default=0, help="what decides the runs of each program, which keeps nothing then; 0 for chance")
+    parser.add_argument("--seed", type=int, default=0,
+                        help="what decides the runs of each program, which then keeps only faults; 0 for chance")
     options = parser.parse_args(arguments)
     data = os.environ.get("MELNAR_DATA")
     folders = Folders(options.programs, data=Path(data) if data else None)

@@ -5,8 +5,8 @@ usage: check_model.py [--quick | --long] [--jobs N] [--memory MB] [--folder FOLD
 
 Three inserters, of which two share a slot, and a deleter; and an inserter, a deleter and a reader. With --long, also
 three inserters, a deleter and a reader. In these cases the deleter shares the slot of an inserter, and the reader
-starts when it can find its string; they have up to fifty million states each, and need 3 GB of memory. With --quick,
-one case of each of the first two kinds.
+starts when it can find its string; they have up to 51 million states each, and need 3 GB of memory. With --quick, one
+case of each of the first two kinds.
 """
 
 import argparse

@@ -434,9 +434,9 @@ TEST_F(HeldRankLoadProcessTest, aDamagedUnfinishedLoadIsReportedWithTheWayOut) {
     const ToolResult result = runRanks(2, getArguments({"--resume", "--errors", "0", "--quiet"}));
     EXPECT_EQ(3, result.m_exitCode);
     EXPECT_EQ(0u, result.m_errorOutput.find(nameRank(0) + "File 'd/work-manifest' ")) << result.m_errorOutput;
-    EXPECT_TRUE(
-        result.m_errorOutput.ends_with(" This program cannot resume the interrupted load. If 'd/work-manifest' is "
-                                       "removed, the same command starts anew.\n"))
+    EXPECT_TRUE(result.m_errorOutput.ends_with(
+        " This program cannot resume the interrupted load. If 'd/work-manifest' is removed, the same command starts "
+        "anew.\n"))
         << result.m_errorOutput;
     std::filesystem::remove(m_directory.getPathOf("d/work-manifest"));
     EXPECT_EQ(0u, finish(3).find("there is no checkpoint to resume from: the load starts\n"));

@@ -22,9 +22,8 @@
 
 namespace {
 
-constexpr const char* const WAY_OUT =
-    " This program cannot resume the interrupted load. If 'd/work-manifest' is removed, the "
-    "same command starts anew.\n";
+constexpr const char* const WAY_OUT = " This program cannot resume the interrupted load. If 'd/work-manifest' is "
+                                      "removed, the same command starts anew.\n";
 
 /// Makes several blocks of a mebibyte with `numberOfTexts` texts. Each shard that gets a term takes time to save.
 std::string makeTriples(const size_t numberOfBlocks, const size_t numberOfTexts = 50) {
