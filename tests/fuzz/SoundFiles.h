@@ -25,6 +25,7 @@ inline std::unique_ptr<Dictionary> makeFewTerms() {
 
 inline std::vector<std::string> makeSoundDictionaryFiles() {
     return {writeToMemory(*makeSampleDictionary(NARROW)), writeToMemory(*makeSampleDictionary(WIDE)),
+            writeToMemory(*makeSampleDictionary(Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES)),
             writeToMemory(*makeFewTerms())};
 }
 
