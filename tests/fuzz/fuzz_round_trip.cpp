@@ -168,6 +168,15 @@ public:
     bool m_hasError = false;
 };
 
+/// Returns the term that a reader of the syntax finds in the text of a term. In Turtle, labels that start with "anon"
+/// get an underscore after that, because the reader gives such labels to nodes without one.
+OwnedTerm rename(OwnedTerm term, const Rdf::Syntax syntax) {
+    constexpr std::string_view ANONYMOUS = "anon";
+    if (syntax == Rdf::Syntax::TURTLE && term.m_kind == Term::Kind::BLANK_NODE && term.m_text.starts_with(ANONYMOUS))
+        term.m_text.insert(ANONYMOUS.size(), "_");
+    return term;
+}
+
 /// Returns the term that the reader finds in its text, or nothing if it refuses it.
 std::optional<OwnedTerm> readTerm(const std::string& text, const Rdf::Syntax syntax) {
     Rdf::ReaderOptions options;
@@ -206,12 +215,13 @@ void checkText(const Dictionary& dictionary, const uint64_t resourceID, const Ow
         if (!found) {
             require(!isRepresentable(term), "the reader accepts what RDF can hold");
         } else if (term.m_kind != Term::Kind::TRIPLE_TERM) {
-            require(*found == term, "the reader finds the same term");
+            require(*found == rename(term, syntax), "the reader finds the same term");
         } else { // it may be stored in another than the canonical form
             require(found->m_kind == Term::Kind::TRIPLE_TERM, "the reader finds a triple term");
             std::string canonical;
             dictionary.appendTurtleLiteral(found->m_text, D_TRIPLE_TERM, canonical);
-            require(readTerm(canonical, syntax) == found, "the canonical form of a triple term is read again");
+            require(readTerm(canonical, Rdf::Syntax::N_TRIPLES) == found,
+                    "the canonical form of a triple term is read again");
         }
     }
 }
