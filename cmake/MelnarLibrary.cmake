@@ -18,6 +18,7 @@ function(melnar_library TARGET NAME)
     add_library(${TARGET} ${library_SOURCES})
     add_library(Melnar::${NAME} ALIAS ${TARGET})
     melnar_headers(${TARGET} ${library_HEADERS} ${library_INTERNAL_HEADERS})
+    melnar_precompile_headers(${TARGET})
     target_compile_features(${TARGET} PUBLIC cxx_std_20)
     set_target_properties(
         ${TARGET} PROPERTIES
