@@ -21,10 +21,10 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 
-# The code that a program is to reach, by the beginning of its name.
+# The code that each program is to reach.
 CODE_UNDER_TEST = {
-    "fuzz-reader-": r"Reader/",
-    "fuzz-comparison-": r"Reader/",
+    "fuzz-reader": r"Reader/",
+    "fuzz-comparison": r"Reader/",
     "fuzz-c": r"Engine/c/",
     "fuzz-compressed": r"tools/melnar-dict/input/(Bit|Bzip2|Decoding|Gzip|Packed|Xz|Zstd)",
     "fuzz-dictionary-file": r"Engine/core/data-store/(Dictionary(File|History|Identity)|Section|dictionary/Datatype)",
@@ -36,8 +36,10 @@ CODE_UNDER_TEST = {
     "fuzz-unfinished-load": r"tools/melnar-dict/load/(LoadCheckpoint|LoadWork|Shard|Spill)",
 }
 
-# Programs that read RDF, by the ends of their names, start from real files, too.
-EXTENSIONS = {"-n-triples": "nt", "-n-quads": "nq", "-turtle": "ttl", "-trig": "trig"}
+# The programs that read RDF, in all syntaxes. They start from real files, too, and share what they find. Their seeds
+# have the name of the first one.
+RDF_PROGRAMS = ("fuzz-reader", "fuzz-comparison")
+RDF_EXTENSIONS = (".nt", ".nq", ".ttl", ".trig")
 LONGEST_RDF_INPUT = 2000
 
 SECONDS_OF_AN_INPUT = 20
@@ -75,37 +77,39 @@ class Folders:
         return self.programs / "seeds" / program.name
 
     def get_seeds(self, program):
-        """Returns the folder of its inputs in the repository. The programs of a syntax share theirs."""
-        return self.seeds / program.name.replace("comparison", "reader")
+        """Returns the folder of its inputs in the repository, which programs may share."""
+        return self.seeds / get_sharing(program)[0]
 
     def get_found(self, program):
-        """Returns the folders with what the programs of its syntax have found; it adds only to the first one."""
-        partner = self.corpus / program.name.replace("reader", "comparison")
-        folders = [self.get_corpus(program), partner, self.get_seeds(program)]
-        return [folder for folder in dict.fromkeys(folders) if folder.is_dir()]
+        """Returns the folders with what it and those that share with it have found; it adds only to the first one."""
+        partners = [self.corpus / name for name in get_sharing(program) if name != program.name]
+        return [folder for folder in (self.get_corpus(program), *partners, self.get_seeds(program)) if folder.is_dir()]
 
     def get_inputs(self, program):
         """Returns all folders with inputs of a program; it adds only to the first one."""
         folders = [*self.get_found(program), self.get_generated(program)]
-        extension = get_extension(program)
-        if extension:
-            files = self.corpus / f"real-{extension}"
-            files.mkdir(parents=True, exist_ok=True)
-            for source in (self.seeds, self.data):
-                for file in sorted(source.rglob(f"*.{extension}")) if source else ():
+        if reads_rdf(program) and self.data:
+            beginnings = self.corpus / "real"
+            beginnings.mkdir(parents=True, exist_ok=True)
+            for file in sorted(self.data.rglob("*")):
+                if file.suffix in RDF_EXTENSIONS:
                     with file.open("rb") as text:
-                        (files / file.name).write_bytes(text.read(LONGEST_RDF_INPUT))
-            folders.append(files)
+                        (beginnings / file.name).write_bytes(text.read(LONGEST_RDF_INPUT))
+            folders.append(beginnings)
         return [folder for folder in folders if folder.is_dir()]
 
 
-def get_extension(program):
-    return next((extension for end, extension in EXTENSIONS.items() if program.name.endswith(end)), None)
+def reads_rdf(program):
+    return program.name in RDF_PROGRAMS
+
+
+def get_sharing(program):
+    """Returns the names of the programs that share their inputs with this one, which is among them."""
+    return RDF_PROGRAMS if reads_rdf(program) else (program.name,)
 
 
 def get_options(program):
-    return [f"-timeout={SECONDS_OF_AN_INPUT}"] + (
-        [f"-max_len={LONGEST_RDF_INPUT}"] if get_extension(program) else [])
+    return [f"-timeout={SECONDS_OF_AN_INPUT}"] + ([f"-max_len={LONGEST_RDF_INPUT}"] if reads_rdf(program) else [])
 
 
 def add_option(environment, name, option):
@@ -115,7 +119,7 @@ def add_option(environment, name, option):
 def get_environment(program):
     environment = dict(os.environ)
     # What the other readers leak is not ours to mend.
-    add_option(environment, "ASAN_OPTIONS", "detect_leaks=" + ("0" if "comparison" in program.name else "1"))
+    add_option(environment, "ASAN_OPTIONS", "detect_leaks=" + ("0" if program.name == "fuzz-comparison" else "1"))
     add_option(environment, "UBSAN_OPTIONS", "print_stacktrace=1")
     memory = Path("/dev/shm")  # Some programs write many small files.
     if os.access(memory, os.W_OK) and shutil.disk_usage(memory).free > SPACE_OF_PROGRAMS:
@@ -205,11 +209,9 @@ def fuzz(folders, seconds, jobs, seed=0):
 
 
 def get_code_under_test(program):
-    found = [code for beginning, code in CODE_UNDER_TEST.items()
-             if program.name == beginning or (beginning.endswith("-") and program.name.startswith(beginning))]
-    if len(found) != 1:
+    if program.name not in CODE_UNDER_TEST:
         raise Failed(f"it is not stated what {program.name} tests")
-    return re.compile(found[0])
+    return re.compile(CODE_UNDER_TEST[program.name])
 
 
 def count_lines(report, code, root=ROOT):
@@ -246,30 +248,36 @@ def state_coverage(folders):
 def minimize(folders):
     """Replaces the inputs that libFuzzer has found, and named, among the seeds in the repository.
 
-    They are then the fewest that, with the seeds written by hand, reach the same code as all that were found. Programs
+    They are then the fewest that, with the seeds written by hand, reach the same code as all that were found. If
+    programs share a folder, each adds those that it needs in addition: the judge of a comparison is code, too. Programs
     whose seeds are generated keep none: they are large, and outdated after a change of their format."""
-    for program in folders.get_programs():
-        seeds = folders.get_seeds(program)
-        if seeds.name != program.name or folders.get_generated(program).is_dir():
-            continue
+    programs = [program for program in folders.get_programs() if not folders.get_generated(program).is_dir()]
+    for seeds in dict.fromkeys(map(folders.get_seeds, programs)):
         merged = seeds.with_name(seeds.name + ".merged")
         shutil.rmtree(merged, ignore_errors=True)
         merged.mkdir(parents=True)
         for file in seeds.iterdir() if seeds.is_dir() else ():
             if not NAME_OF_FOUND.fullmatch(file.name):
                 shutil.copy(file, merged)
-        with tempfile.TemporaryDirectory() as scratch:
-            log = Path(scratch) / "log"
-            # How often a line is reached does not count: that would need ten times as many inputs.
-            if not run_program([program], ["-merge=1", "-use_counters=0", *get_options(program), merged,
-                                         *folders.get_found(program)], log):
-                shutil.rmtree(merged)
-                raise Failed(f"{program.name} has failed:\n" + log.read_text(encoding="utf-8", errors="replace"))
+        for program in programs:
+            if folders.get_seeds(program) == seeds:
+                merge(folders, program, merged)
         shutil.rmtree(seeds, ignore_errors=True)
         merged.rename(seeds)
         files = list(seeds.iterdir())
-        print(f"{program.name:<26} {len(files):>5,} inputs, {sum(file.stat().st_size for file in files):>8,} bytes",
+        print(f"{seeds.name:<26} {len(files):>5,} inputs, {sum(file.stat().st_size for file in files):>8,} bytes",
               flush=True)
+
+
+def merge(folders, program, merged):
+    """Adds the fewest of all inputs found with which a program reaches what those that are there do not."""
+    with tempfile.TemporaryDirectory() as scratch:
+        log = Path(scratch) / "log"
+        # How often a line is reached does not count: that would need ten times as many inputs.
+        if not run_program([program], ["-merge=1", "-use_counters=0", *get_options(program), merged,
+                                       *folders.get_found(program)], log):
+            shutil.rmtree(merged)
+            raise Failed(f"{program.name} has failed:\n" + log.read_text(encoding="utf-8", errors="replace"))
 
 
 def main(arguments):

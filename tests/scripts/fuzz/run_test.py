@@ -82,21 +82,20 @@ class RunTest(unittest.TestCase):
                              if program.name == "fuzz-b" else [], folders[1:])
 
     def test_with_a_seed_a_program_starts_from_the_seeds_in_order(self):
-        program = self.add_program("fuzz-reader-turtle", 'for last; do :; done; ls "$last" >"$0.new"\n'
+        program = self.add_program("fuzz-reader", 'for last; do :; done; ls "$last" >"$0.new"\n'
                                    'for one; do case $one in -seed_inputs=*) cat "${one#*@}" >"$0.inputs"; esac; done')
-        for name in ("seeds/fuzz-reader-turtle/b", "seeds/fuzz-reader-turtle/a", "programs/seeds/fuzz-reader-turtle/c",
-                     "seeds/seed.ttl", "corpus/fuzz-reader-turtle/found", "data/real.ttl"):
+        for name in ("seeds/fuzz-reader/b", "seeds/fuzz-reader/a", "programs/seeds/fuzz-reader/c",
+                     "corpus/fuzz-reader/found", "data/real.ttl"):
             self.add_file(name)
         self.folders = run.replace(self.folders, data=self.root / "data")
         self.assertTrue(self.run_task(run.fuzz, 7, 1, 5)[0])
         for option in ("-seed=5", "-reload=0", "-use_cmp=0"):
             self.assertIn(option, self.get_arguments(program))
-        self.assertEqual(["found"], [file.name for file in (self.root / "corpus/fuzz-reader-turtle").iterdir()])
+        self.assertEqual(["found"], [file.name for file in (self.root / "corpus/fuzz-reader").iterdir()])
         self.assertEqual("", Path(f"{program}.new").read_text(encoding="utf-8"))
         inputs = Path(f"{program}.inputs").read_text(encoding="utf-8").split(",")
-        self.assertEqual([self.root / "seeds/fuzz-reader-turtle/a", self.root / "seeds/fuzz-reader-turtle/b",
-                          self.root / "programs/seeds/fuzz-reader-turtle/c"], [Path(name) for name in inputs[:3]])
-        self.assertEqual(["seed.ttl"], [Path(name).name for name in inputs[3:]])
+        self.assertEqual([self.root / "seeds/fuzz-reader/a", self.root / "seeds/fuzz-reader/b",
+                          self.root / "programs/seeds/fuzz-reader/c"], [Path(name) for name in inputs])
 
     def test_without_seeds_a_program_starts_from_nothing(self):
         command, arguments = run.get_without_chance(self.folders, self.add_program("fuzz-a"), self.root / "seeds")
@@ -133,52 +132,63 @@ class RunTest(unittest.TestCase):
 
     def test_options_of_sanitizers_are_added_to_those_of_the_user(self):
         with unittest.mock.patch.dict(run.os.environ, {"ASAN_OPTIONS": "a=1"}, clear=True):
-            environment = run.get_environment(Path("fuzz-comparison-trig"))
+            environment = run.get_environment(Path("fuzz-comparison"))
             self.assertEqual("a=1:detect_leaks=0", environment["ASAN_OPTIONS"])
             self.assertEqual("print_stacktrace=1", environment["UBSAN_OPTIONS"])
             self.assertIn("detect_leaks=1", run.get_environment(Path("fuzz-c"))["ASAN_OPTIONS"])
 
-    def test_programs_that_read_rdf_start_from_the_beginnings_of_real_files(self):
-        program = self.add_program("fuzz-reader-turtle")
+    def test_programs_that_read_rdf_start_from_the_beginnings_of_real_files_of_all_syntaxes(self):
+        programs = [self.add_program(name) for name in ("fuzz-reader", "fuzz-comparison")]
+        other = self.add_program("fuzz-c")
         self.add_file("data/folder/real.ttl", "x" * 5000)
-        self.add_file("data/real.nt")
-        self.folders = run.Folders(self.root / "programs", self.root / "seeds", self.root / "corpus",
-                                   self.root / "data")
+        for name in ("real.nt", "real.nq", "real.trig", "real.txt"):
+            self.add_file(f"data/{name}")
+        self.folders = run.replace(self.folders, data=self.root / "data")
         self.run_task(run.fuzz, 7, 1)
-        self.assertIn(str(self.root / "corpus/real-ttl"), self.get_arguments(program))
-        self.assertIn("-max_len=2000", self.get_arguments(program))
-        self.assertEqual(["real.ttl"], [file.name for file in (self.root / "corpus/real-ttl").iterdir()])
-        self.assertEqual(2000, (self.root / "corpus/real-ttl/real.ttl").stat().st_size)
-
-    def test_the_programs_of_a_syntax_share_their_seeds(self):
-        programs = [self.add_program(f"fuzz-{kind}-turtle") for kind in ("comparison", "reader")]
-        self.add_file("seeds/fuzz-reader-turtle/seed")
-        self.add_file("corpus/fuzz-comparison-turtle/found")
         for program in programs:
-            folders = self.folders.get_inputs(program)
-            self.assertEqual(self.root / "corpus" / program.name, folders[0])
-            self.assertIn(self.root / "seeds/fuzz-reader-turtle", folders)
-            self.assertIn(self.root / "corpus/fuzz-comparison-turtle", folders)
+            self.assertIn(str(self.root / "corpus/real"), self.get_arguments(program))
+            self.assertIn("-max_len=2000", self.get_arguments(program))
+        self.assertNotIn(str(self.root / "corpus/real"), self.get_arguments(other))
+        self.assertNotIn("-max_len=2000", self.get_arguments(other))
+        self.assertEqual(["real.nq", "real.nt", "real.trig", "real.ttl"],
+                         sorted(file.name for file in (self.root / "corpus/real").iterdir()))
+        self.assertEqual(2000, (self.root / "corpus/real/real.ttl").stat().st_size)
+
+    def test_programs_that_read_rdf_share_what_they_find_and_their_seeds(self):
+        programs = [self.add_program(f"fuzz-{kind}") for kind in ("comparison", "reader")]
+        for name in ("seeds/fuzz-reader/seed", "corpus/fuzz-comparison/found", "corpus/fuzz-reader/found"):
+            self.add_file(name)
+        shared = [self.root / "corpus/fuzz-comparison", self.root / "corpus/fuzz-reader"]
+        self.assertEqual([*shared, self.root / "seeds/fuzz-reader"], self.folders.get_inputs(programs[0]))
+        self.assertEqual([*reversed(shared), self.root / "seeds/fuzz-reader"], self.folders.get_inputs(programs[1]))
+
+    def test_shared_seeds_have_what_each_of_the_programs_needs(self):
+        # Each program needs the input with its own name, and the second one has what the first one needs.
+        script = ('while [ "${1#-}" != "$1" ]; do shift; done; ls "$1" >"$0.before"\n'
+                  'for folder; do [ -e "$folder/${0##*/}" ] && cp "$folder/${0##*/}" "$1"; done; :')
+        programs = [self.add_program(name, script) for name in ("fuzz-comparison", "fuzz-reader")]
+        for name in ("seeds/fuzz-reader/" + "a" * 40, "seeds/fuzz-reader/fuzz-reader",
+                     "corpus/fuzz-reader/fuzz-comparison"):
+            self.add_file(name)
         _, output = self.run_task(run.minimize)
-        self.assertEqual(["fuzz-reader-turtle"], [line.split()[0] for line in output.splitlines()])
+        self.assertEqual(["fuzz-reader", "2", "inputs,", "0", "bytes"], output.split())
+        self.assertEqual(["fuzz-comparison", "fuzz-reader"],
+                         sorted(file.name for file in (self.root / "seeds/fuzz-reader").iterdir()))
+        self.assertIn("fuzz-comparison", Path(f"{programs[1]}.before").read_text(encoding="utf-8"))
 
     def test_lines_are_those_of_the_code_under_test(self):
         def describe(name, count, covered):
             return {"filename": f"{ROOT}/{name}", "summary": {"lines": {"count": count, "covered": covered}}}
         report = {"data": [{"files": [describe("Reader/A.cpp", 10, 4), describe("Reader/B.h", 5, 5),
                                       describe("tests/Reader/C.cpp", 100, 100), describe("Engine/D.cpp", 100, 0)]}]}
-        code = run.get_code_under_test(Path("fuzz-reader-turtle"))
+        code = run.get_code_under_test(Path("fuzz-reader"))
         self.assertEqual((9, 15), run.count_lines(report, code))
 
     def test_the_code_of_every_program_is_known(self):
         sources = [path.relative_to(ROOT).as_posix() for folder in ("Engine", "Reader", "tools")
                    for path in (ROOT / folder).rglob("*.cpp")]
-        names = [f"fuzz-{kind}-{syntax}" for kind in ("reader", "comparison")
-                 for syntax in ("n-triples", "n-quads", "turtle", "trig")]
-        names += ["fuzz-" + path.stem.removeprefix("fuzz_").replace("_", "-")
-                  for path in (ROOT / "tests/fuzz").glob("fuzz_*.cpp")
-                  if path.stem not in ("fuzz_reader", "fuzz_comparison")]
-        self.assertGreater(len(names), 8)
+        names = [path.stem.replace("_", "-") for path in (ROOT / "tests/fuzz").glob("fuzz_*.cpp")]
+        self.assertEqual(sorted(run.CODE_UNDER_TEST), sorted(names))
         for name in names:
             code = run.get_code_under_test(Path(name))
             self.assertTrue(any(code.match(source) for source in sources), name)
@@ -189,20 +199,19 @@ class RunTest(unittest.TestCase):
         found, old = (digit * 40 for digit in "ab")
         # The first folder takes the inputs of the second one.
         script = 'while [ "${1#-}" != "$1" ]; do shift; done; cp "$2"/* "$1"'
-        for name in ("fuzz-a", "fuzz-generated", "fuzz-reader-turtle"):
+        for name in ("fuzz-a", "fuzz-generated", "fuzz-reader"):
             self.add_program(name, script)
             self.add_file(f"corpus/{name}/{found}", "abc")
             self.add_file(f"seeds/{name}/written")
             self.add_file(f"seeds/{name}/{old}")
         self.add_file("programs/seeds/fuzz-generated/made")
-        self.add_file("seeds/seed.ttl")
         _, output = self.run_task(run.minimize)
-        for name, expected in (("fuzz-a", [found, "written"]), ("fuzz-reader-turtle", [found, "written"]),
+        for name, expected in (("fuzz-a", [found, "written"]), ("fuzz-reader", [found, "written"]),
                                ("fuzz-generated", [old, "written"])):
             self.assertEqual(expected, sorted(file.name for file in (self.root / "seeds" / name).iterdir()))
         self.assertEqual(["fuzz-a", "2", "inputs,", "3", "bytes"], output.splitlines()[0].split())
-        self.assertNotIn("real-", " ".join(self.get_arguments(self.root / "programs/fuzz-reader-turtle")))
-        self.assertEqual(4, len(list((self.root / "seeds").iterdir())))
+        self.assertNotIn("real-", " ".join(self.get_arguments(self.root / "programs/fuzz-reader")))
+        self.assertEqual(3, len(list((self.root / "seeds").iterdir())))
 
     def test_a_merge_that_fails_leaves_the_seeds(self):
         self.add_program("fuzz-a", "exit 1")
