@@ -18,7 +18,7 @@ constexpr long LINE_CANNOT_READ = 54;
 } // namespace
 
 FileInputStream::FileInputStream(const std::string& fileName, const size_t bufferSize)
-    : m_fileName(fileName), m_bufferSize(bufferSize), m_buffer(std::make_unique<uint8_t[]>(bufferSize)),
+    : m_fileName(fileName), m_bufferSize(bufferSize), m_buffer(std::make_unique_for_overwrite<uint8_t[]>(bufferSize)),
       m_bufferBegin(0), m_bufferEnd(0), m_fileDescriptor(-1) {
     do {
         m_fileDescriptor = ::open(m_fileName.c_str(), O_RDONLY | O_CLOEXEC);

@@ -31,7 +31,7 @@ constexpr size_t BYTES_BETWEEN_STARTS = size_t(1) << 22;
 } // namespace
 
 FileOutputStream::FileOutputStream(const std::string& fileName, const int flags, const mode_t permissions)
-    : m_fileName(fileName), m_buffer(std::make_unique<uint8_t[]>(BUFFER_SIZE)), m_bufferedBytes(0),
+    : m_fileName(fileName), m_buffer(std::make_unique_for_overwrite<uint8_t[]>(BUFFER_SIZE)), m_bufferedBytes(0),
       m_fileDescriptor(-1) {
     do {
         m_fileDescriptor = ::open(m_fileName.c_str(), O_CREAT | O_TRUNC | O_CLOEXEC | flags, permissions);
