@@ -1,5 +1,6 @@
 #include "tests/fuzz/UnfinishedLoad.h"
 
+#include "Engine/core/data-store/Checksum.h"
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
@@ -68,9 +69,13 @@ bool isOfWork(const std::string& fileName) {
     return fileName == MANIFEST || ShardSpill::isNameOfFile(fileName);
 }
 
-uint64_t getSize(const UnfinishedLoad::Files& files, const std::string& name) {
+SpillPrefix getPrefix(const UnfinishedLoad::Files& files, const std::string& name) {
     const auto file = files.find(name);
-    return file == files.end() ? 0 : file->second.size();
+    if (file == files.end())
+        return {};
+    melnar::Checksum checksum;
+    checksum.update(file->second.data(), file->second.size());
+    return {file->second.size(), checksum.getValue()};
 }
 
 } // namespace
@@ -172,18 +177,18 @@ UnfinishedLoad::Files UnfinishedLoad::repair(const Files& files) {
     return repaired;
 }
 
-UnfinishedLoad::Files UnfinishedLoad::correctSizes(const Files& files) {
+UnfinishedLoad::Files UnfinishedLoad::correctRecord(const Files& files) {
     Files corrected = files;
     try {
         auto manifest = ForgedDictionaryFile::repair(files.at(MANIFEST), MANIFEST_FORMAT);
         std::string& section = manifest.m_sections.at(WORK_SECTION);
         LoadWork work = LoadWork::parse(section.substr(sizeof(uint64_t)));
-        work.m_bytesOfRows = getSize(files, "work-rows");
+        work.m_rows = getPrefix(files, "work-rows");
         for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
             char number[3];
             std::snprintf(number, sizeof(number), "%02x", static_cast<unsigned>(shard));
-            work.m_shards[shard].m_bytesOfTerms = getSize(files, "work-terms-" + std::string(number));
-            work.m_shards[shard].m_bytesOfIDs = getSize(files, "work-ids-" + std::string(number));
+            work.m_shards[shard].m_terms = getPrefix(files, "work-terms-" + std::string(number));
+            work.m_shards[shard].m_ids = getPrefix(files, "work-ids-" + std::string(number));
         }
         const std::string bytes = work.toBytes();
         const uint64_t size = bytes.size();
@@ -226,6 +231,12 @@ std::optional<std::string> UnfinishedLoad::resume(const Files& files) const {
     const std::string rows = TemporaryDirectory::getContentsOf(ROWS);
     checkResult(rows, hasSoundShards(files));
     return rows;
+}
+
+bool UnfinishedLoad::hasSoundManifest(const Files& files) const {
+    return !files.contains(MANIFEST) || std::ranges::any_of(m_soundFiles, [&files](const Files& sound) {
+        return sound.at(MANIFEST) == files.at(MANIFEST);
+    });
 }
 
 /// Returns whether the manifest is that of an interruption but for the record of the load, or missing.

@@ -37,8 +37,13 @@ public:
     /// Returns the files with correct lengths and checksums in the manifest.
     static Files repair(const Files& files);
 
-    /// Returns the files with the sizes of the others in the manifest's record of the load, and correct checksums.
-    static Files correctSizes(const Files& files);
+    /// Returns the files with the sizes and checksums of the others in the manifest's record of the load, and correct
+    /// checksums of the manifest.
+    static Files correctRecord(const Files& files);
+
+    /// Returns whether the manifest is that of an interruption, or missing: then the record of the other files is right,
+    /// or there is nothing to resume.
+    bool hasSoundManifest(const Files& files) const;
 
     /// Resumes the load with these files. Returns the bytes of its rows, or nothing if it was refused.
     std::optional<std::string> resume(const Files& files) const;

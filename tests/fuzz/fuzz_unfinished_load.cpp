@@ -9,8 +9,9 @@
 #include <string>
 
 // Any bytes as the files of an unfinished load of shards, as they are, and with correct lengths and checksums in the
-// manifest. The load is refused, or resumed: then the dictionary is sound unless the manifest was wrong about shards, and
-// the rows have only IDs of it.
+// manifest. The load is refused, or resumed. If the manifest is sound, a resumed load gives the rows of one that was not
+// interrupted, whatever the other files are. Otherwise the dictionary is sound unless the manifest was wrong about shards,
+// and the rows have only IDs of it.
 
 namespace {
 
@@ -23,16 +24,22 @@ const UnfinishedLoad& getLoad() {
     return load;
 }
 
+/// Returns the rows of a load that was not interrupted.
+const std::string& getRows() {
+    static const std::string rows = getLoad().load();
+    return rows;
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) { // NOLINT(readability-identifier-naming)
     const UnfinishedLoad& load = getLoad();
-    const std::string rows = load.load();
     for (const Files& files : load.getSoundFiles()) {
         require(load.divide(load.join(files)) == files, "files are joined and divided again");
-        require(UnfinishedLoad::repair(files) == files && UnfinishedLoad::correctSizes(files) == files,
+        require(UnfinishedLoad::repair(files) == files && UnfinishedLoad::correctRecord(files) == files,
                 "sound files are left alone");
-        require(load.resume(files) == rows, "a load that is resumed gives the IDs of one that was not interrupted");
+        require(load.resume(files) == getRows(),
+                "a load that is resumed gives the IDs of one that was not interrupted");
     }
     return 0;
 }
@@ -58,7 +65,7 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* const data, const size_t size
                                       {bytes.substr(0, byteSize)})
                      : LLVMFuzzerMutate(begin, byteSize, bytes.size()));
     if (chooseBelow(4) != 0)
-        files = UnfinishedLoad::correctSizes(files);
+        files = UnfinishedLoad::correctRecord(files);
     const std::string mutated = load.join(files);
     if (mutated.size() > maximumSize)
         return LLVMFuzzerMutate(data, size, maximumSize);
@@ -72,6 +79,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* const data, const size_t si
     const Files repaired = UnfinishedLoad::repair(files);
     if (files != repaired)
         require(!load.resume(files), "a manifest with a wrong length or checksum is refused");
-    load.resume(repaired);
+    const std::optional<std::string> rows = load.resume(repaired);
+    if (load.hasSoundManifest(repaired))
+        require(!rows || rows == getRows(), "damaged files beside a sound manifest are found");
     return 0;
 }

@@ -76,6 +76,7 @@ private:
     void prepare();
     void begin();
     void findBeginning();
+    void openFiles();
     bool readAll();
     void save();
     std::string openRows(uint64_t largestID, size_t& idWidth);
@@ -186,10 +187,9 @@ void RankLoad::begin() {
     m_ranks.perform([&] {
         m_manifest = RankDictionary::fromBytes(bytes);
         m_work = LoadWork::parse(std::exchange(m_manifest.m_work, {}));
-        m_dictionary.emplace(m_ranks, m_openedName, m_manifest, DictionaryOptions{.m_memoryLimit = m_dictionaryLimit});
+        openFiles();
         if (m_options.m_blankNodes.m_mode == BlankNodeScope::Mode::DOCUMENTS)
             m_options.m_blankNodes.m_firstDocument = m_manifest.m_nextDocument;
-        m_rows.emplace(m_folderName, m_ranks, m_work.m_bytesOfRowFiles);
         if (!m_first)
             return;
         m_first->m_run.emplace(m_options, m_output, m_first->m_messages, m_errorOutput);
@@ -229,6 +229,17 @@ void RankLoad::findBeginning() {
     LoadCheckpoint::removeFrom(m_folderName);
     if (m_isResuming)
         notes << "there is no checkpoint to resume from: the load starts\n";
+}
+
+void RankLoad::openFiles() {
+    try {
+        m_dictionary.emplace(m_ranks, m_openedName, m_manifest, DictionaryOptions{.m_memoryLimit = m_dictionaryLimit});
+        m_rows.emplace(m_folderName, m_ranks, m_work.m_rowFiles);
+    } catch (const MelnarException& exception) {
+        if (!m_work.isOfRanks() || exception.getKind() != FailureKind::DAMAGED_FILE)
+            throw;
+        refuseToResume(m_folderName, exception);
+    }
 }
 
 /// Returns whether all of the input has been read; false if an error of an input has ended the load.
@@ -344,7 +355,7 @@ void RankLoad::saveUnfinished(const SliceFrontier& frontier, const uint64_t numb
     work.m_fileIndex = frontier.getSlice();
     work.m_blockIndex = frontier.getPiece();
     work.m_numberOfRows = numberOfRows;
-    work.m_bytesOfRowFiles = m_rows->synchronize();
+    work.m_rowFiles = m_rows->synchronize();
     ShardManifest manifest = m_dictionary->save(m_folderName);
     m_ranks.perform([&] {
         if (!m_first)
@@ -369,7 +380,7 @@ std::string RankLoad::openRows(const uint64_t largestID, size_t& idWidth) {
 
 /// Saves the dictionary, together with the rows.
 void RankLoad::save() {
-    const std::vector<uint64_t> rowFiles = m_rows->synchronize();
+    const std::vector<SpillPrefix> rowFiles = m_rows->synchronize();
     ShardManifest manifest = m_dictionary->save(m_folderName);
     uint64_t largestID = 0; // on the first rank
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)

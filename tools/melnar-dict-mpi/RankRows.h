@@ -3,6 +3,7 @@
 #include "tools/melnar-dict-mpi/Ranks.h"
 
 #include "tools/melnar-dict/load/SpillFile.h"
+#include "tools/melnar-dict/load/SpillPrefix.h"
 
 #include "Engine/core/platform/Unmovable.h"
 
@@ -21,26 +22,26 @@ class SharedRowFile;
 ///
 /// Ownership  Owns its file, which stays.
 /// Threads    One at a time.
-/// Errors     SystemCallException that names the file and the call; MelnarException of kind DAMAGED_FILE that names a
-///            file whose numbers of rows and cells are impossible. IDs are not checked.
+/// Errors     SystemCallException that names the file and the call; MelnarException of kind DAMAGED_FILE that names an
+///            existing file that has changed, or one whose numbers of rows and cells are impossible.
 class RankRows : private Unmovable {
 public:
-    /// `bytesOfOldFiles` are those of existing files; this rank's file comes after them.
-    RankRows(std::string folderName, const Ranks& ranks, std::vector<uint64_t> bytesOfOldFiles);
+    /// This rank's file comes after the existing ones, of which it verifies its share.
+    RankRows(std::string folderName, const Ranks& ranks, std::vector<SpillPrefix> oldFiles);
 
     void add(uint64_t firstRow, std::span<const uint64_t> cells);
 
-    /// A joint operation: returns when all rows are on the disk; returns the bytes of all files.
-    std::vector<uint64_t> synchronize();
+    /// A joint operation: returns when all rows are on the disk; returns the contents of all files.
+    std::vector<SpillPrefix> synchronize();
 
     /// Writes this rank's share of all rows to a file, and returns when they are on the disk. `files` is the result of
     /// synchronize; `numberOfRows` is that of all ranks.
-    void write(std::span<const uint64_t> files, size_t numberOfColumns, uint64_t numberOfRows,
+    void write(std::span<const SpillPrefix> files, size_t numberOfColumns, uint64_t numberOfRows,
                SharedRowFile& output) const;
 
 private:
     const std::string m_folderName;
     const Ranks& m_ranks;
-    const std::vector<uint64_t> m_bytesOfOldFiles;
+    const std::vector<SpillPrefix> m_oldFiles;
     std::unique_ptr<SpillFile> m_file; // null before the first row
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tools/melnar-dict/load/SpillPrefix.h"
+
 #include "Engine/core/data-store/sharded/ShardLayout.h"
 
 #include <array>
@@ -18,8 +20,8 @@ struct LoadWork {
     struct Shard {
         bool operator==(const Shard&) const = default;
 
-        uint64_t m_bytesOfTerms = 0; // 0 if there is no file
-        uint64_t m_bytesOfIDs = 0;
+        SpillPrefix m_terms;
+        SpillPrefix m_ids;
         bool m_isResolved = false; // the terms of the file are in the shard
     };
 
@@ -28,19 +30,19 @@ struct LoadWork {
     uint64_t m_fileIndex = 0;    // of the first block that is not done; the number of files if all are
     uint64_t m_blockIndex = 0;   // in its file; of a load by several processes, a piece and its slice instead
     bool m_isFull = false;       // no shard takes terms until they are resolved from files
-    uint64_t m_bytesOfRows = 0;
+    SpillPrefix m_rows{};
     std::array<Shard, ShardLayout::NUMBER_OF_SHARDS> m_shards{};
 
-    // Of a load by several processes: how many rows are done, and the sizes of the files that have them, each written
-    // by one process; see RankRows.
+    // Of a load by several processes: how many rows are done, and the files that have them, each written by one process;
+    // see RankRows.
     uint64_t m_numberOfRows = 0;
-    std::vector<uint64_t> m_bytesOfRowFiles{};
+    std::vector<SpillPrefix> m_rowFiles{};
 
     /// Returns whether several processes have done the work; then only several processes can resume it.
-    bool isOfRanks() const noexcept { return !m_bytesOfRowFiles.empty(); }
+    bool isOfRanks() const noexcept { return !m_rowFiles.empty(); }
 
     std::string toBytes() const;
 
-    /// Throws MelnarException for bytes that toBytes has not made.
+    /// Throws MelnarException for bytes that toBytes has not made, also if that of another version has.
     static LoadWork parse(const std::string& bytes);
 };

@@ -133,17 +133,17 @@ void readBatch(FileInputStream& input, const uint32_t shard, uint64_t& remaining
 } // namespace
 
 ShardSpill::ShardSpill(std::string folderName, const LoadWork& work) : m_folderName(std::move(folderName)) {
-    const auto reopen = [](const std::string& fileName, const uint64_t numberOfBytes) {
-        return numberOfBytes == 0 ? nullptr : std::make_unique<SpillFile>(fileName, numberOfBytes);
+    const auto reopen = [](const std::string& fileName, const SpillPrefix& prefix) {
+        return prefix.m_numberOfBytes == 0 ? nullptr : std::make_unique<SpillFile>(fileName, prefix);
     };
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
         const LoadWork::Shard& ofShard = work.m_shards[shard];
         if (ofShard.m_isResolved)
-            m_ids[shard] = reopen(getName(IDS, shard), ofShard.m_bytesOfIDs);
+            m_ids[shard] = reopen(getName(IDS, shard), ofShard.m_ids);
         else
-            m_terms[shard] = reopen(getName(TERMS, shard), ofShard.m_bytesOfTerms);
+            m_terms[shard] = reopen(getName(TERMS, shard), ofShard.m_terms);
     }
-    m_rows = reopen(getName(ROWS), work.m_bytesOfRows);
+    m_rows = reopen(getName(ROWS), work.m_rows);
 }
 
 ShardSpill::~ShardSpill() {
@@ -211,19 +211,14 @@ std::string ShardSpill::getName(const std::string& kind, const uint32_t shard) c
 
 void ShardSpill::synchronize(LoadWork& work) {
     for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
-        if (m_terms[shard] != nullptr) {
-            m_terms[shard]->synchronize();
-            work.m_shards[shard].m_bytesOfTerms = m_terms[shard]->getNumberOfBytes();
-        }
-    if (m_rows != nullptr) {
-        m_rows->synchronize();
-        work.m_bytesOfRows = m_rows->getNumberOfBytes();
-    }
+        if (m_terms[shard] != nullptr)
+            work.m_shards[shard].m_terms = m_terms[shard]->synchronize();
+    if (m_rows != nullptr)
+        work.m_rows = m_rows->synchronize();
 }
 
 void ShardSpill::synchronizeIDs(const uint32_t shard, LoadWork::Shard& work) {
-    m_ids[shard]->synchronize();
-    work.m_bytesOfIDs = m_ids[shard]->getNumberOfBytes();
+    work.m_ids = m_ids[shard]->synchronize();
     work.m_isResolved = true;
 }
 

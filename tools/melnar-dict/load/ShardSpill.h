@@ -29,9 +29,10 @@ class ShardedDictionary;
 ///                  the number of cells, 8 bytes; the cells, 8 bytes each: an ID, or UNKNOWN and the number of such a
 ///                  term
 ///
-/// A term that is unknown in several blocks is there for each of them. The files have no checksums. What is read from
-/// them is checked as far as the dictionary and the rows depend on it: lengths, shards, and that there are resources
-/// with the IDs.
+/// A term that is unknown in several blocks is there for each of them. What an earlier process has written is compared
+/// with its checksums when this one continues it (SpillFile). What is read later is checked as far as the dictionary and
+/// the rows depend on it, since the disk may change it meanwhile: lengths, shards, and that there are resources with the
+/// IDs.
 ///
 /// Ownership  Owns the files, and removes them at the end unless they are to be kept.
 /// Threads    addTerm: one at a time for each shard. addRows: one at a time. resolveShard: any number concurrently,

@@ -1,42 +1,64 @@
 #include "tools/melnar-dict/load/SpillFile.h"
 
 #include "Engine/core/platform/SystemCallException.h"
+#include "Engine/core/platform/stream/FileInputStream.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
+
+using namespace melnar;
 
 namespace {
 
 constexpr const char* const SOURCE_FILE = "tools/melnar-dict/load/SpillFile";
 constexpr long LINE_CANNOT_OPEN = 24;
-constexpr long LINE_CANNOT_EXAMINE = 29;
 constexpr long LINE_CANNOT_WRITE = 47;
 constexpr long LINE_CANNOT_TRUNCATE = 31;
 constexpr long LINE_TOO_SHORT = 34;
+constexpr long LINE_DAMAGED = 40;
 constexpr long LINE_CANNOT_SYNCHRONIZE = 56;
 
 } // namespace
 
-SpillFile::SpillFile(const std::string& fileName, const uint64_t numberOfBytes)
+SpillFile::SpillFile(const std::string& fileName, const SpillPrefix& prefix)
     : m_fileName(fileName), m_file(::open(fileName.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_APPEND, 0600)),
-      m_numberOfBytes(numberOfBytes) {
+      m_numberOfBytes(prefix.m_numberOfBytes) {
     if (!m_file.isOpen())
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_OPEN, MelnarException::NO_CAUSES, "open", errno,
                                   "Cannot create file '", fileName, "'.");
-    struct stat status;
-    if (::fstat(m_file.get(), &status) != 0)
-        throw SystemCallException(SOURCE_FILE, LINE_CANNOT_EXAMINE, MelnarException::NO_CAUSES, "fstat", errno,
-                                  "Cannot examine file '", fileName, "'.");
-    if (static_cast<uint64_t>(status.st_size) < numberOfBytes) // which a truncation would fill with zeros
-        throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_TOO_SHORT, MelnarException::NO_CAUSES,
-                              "File '", fileName, "' has ", static_cast<uint64_t>(status.st_size),
-                              " bytes, but should have ", numberOfBytes, ".");
-    if (::ftruncate(m_file.get(), static_cast<off_t>(numberOfBytes)) != 0)
+    read(fileName, prefix, m_checksum);
+    if (::ftruncate(m_file.get(), static_cast<off_t>(prefix.m_numberOfBytes)) != 0)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_TRUNCATE, MelnarException::NO_CAUSES, "ftruncate", errno,
                                   "Cannot cut off file '", fileName, "'.");
+}
+
+void SpillFile::verify(const std::string& fileName, const SpillPrefix& prefix) {
+    Checksum checksum;
+    read(fileName, prefix, checksum);
+}
+
+/// Adds the bytes of the prefix to the checksum, and compares it.
+void SpillFile::read(const std::string& fileName, const SpillPrefix& prefix, Checksum& checksum) {
+    if (prefix.m_numberOfBytes == 0)
+        return;
+    FileInputStream input(fileName);
+    std::string part(FileInputStream::BUFFER_SIZE, '\0');
+    for (uint64_t remaining = prefix.m_numberOfBytes; remaining != 0;) {
+        const size_t delivered = input.read(part.data(), std::min<uint64_t>(remaining, part.size()));
+        if (delivered == 0)
+            throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_TOO_SHORT, MelnarException::NO_CAUSES,
+                                  "File '", fileName, "' has ", prefix.m_numberOfBytes - remaining,
+                                  " bytes, but should have ", prefix.m_numberOfBytes, ".");
+        checksum.update(part.data(), delivered);
+        remaining -= delivered;
+    }
+    if (checksum.getValue() != prefix.m_checksum)
+        throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_DAMAGED, MelnarException::NO_CAUSES,
+                              "File '", fileName, "' is damaged: its first ", prefix.m_numberOfBytes,
+                              " bytes do not have the checksum that they were written with.");
 }
 
 void SpillFile::write(const void* const data, const size_t numberOfBytes) {
@@ -67,12 +89,14 @@ void SpillFile::writeThrough(const char* const bytes, const size_t numberOfBytes
             throw SystemCallException(SOURCE_FILE, LINE_CANNOT_WRITE, MelnarException::NO_CAUSES, "write", errno,
                                       "Cannot write file '", m_fileName, "'.");
     }
+    m_checksum.update(bytes, numberOfBytes);
 }
 
-void SpillFile::synchronize() {
+SpillPrefix SpillFile::synchronize() {
     flush();
     while (::fdatasync(m_file.get()) != 0)
         if (errno != EINTR)
             throw SystemCallException(SOURCE_FILE, LINE_CANNOT_SYNCHRONIZE, MelnarException::NO_CAUSES, "fdatasync",
                                       errno, "Cannot write file '", m_fileName, "' to the disk.");
+    return {m_numberOfBytes, m_checksum.getValue()};
 }

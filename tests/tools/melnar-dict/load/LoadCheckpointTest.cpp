@@ -100,7 +100,7 @@ TEST_F(LoadCheckpointTest, holdsShardsAndWork) {
     {
         LoadCheckpoint checkpoint = makeCheckpoint();
         checkpoint.save(work);
-        EXPECT_EQ(4u + 1 + 3, work.m_shards[ShardLayout::getShard("two", D_XSD_STRING)].m_bytesOfTerms);
+        EXPECT_EQ(4u + 1 + 3, work.m_shards[ShardLayout::getShard("two", D_XSD_STRING)].m_terms.m_numberOfBytes);
     }
     LoadCheckpoint::Unfinished unfinished = read();
     EXPECT_EQ(work, unfinished.m_work);
@@ -161,7 +161,7 @@ TEST_F(LoadCheckpointTest, notesOfShardsLeaveTheFilesThatOthersAreMaking) {
     EXPECT_TRUE(hasFile("shard-3.saving")) << "which is being written";
     EXPECT_TRUE(!isReplaced || !hasFile(replacedName));
     EXPECT_TRUE(read().m_work.m_shards[1].m_isResolved);
-    EXPECT_EQ(8u, read().m_work.m_shards[1].m_bytesOfIDs);
+    EXPECT_EQ(8u, read().m_work.m_shards[1].m_ids.m_numberOfBytes);
     EXPECT_FALSE(read().m_work.m_shards[2].m_isResolved);
     checkpoint.noteResolved(2);
     m_dictionary.saveAndRelease(3);

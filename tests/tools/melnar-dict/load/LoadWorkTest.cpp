@@ -18,11 +18,15 @@ LoadWork makeWork() {
                   .m_fileIndex = 3,
                   .m_blockIndex = uint64_t(1) << 40};
     work.m_isFull = true;
-    work.m_bytesOfRows = 12345;
-    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard)
-        work.m_shards[shard] = {shard * uint64_t(1000), shard % 2 == 0 ? 0 : shard * uint64_t(8), shard % 2 == 1};
+    work.m_rows = {12345, ~uint64_t(0)};
+    for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
+        work.m_shards[shard].m_terms = {shard * uint64_t(1000), shard + (uint64_t(1) << 43)};
+        work.m_shards[shard].m_isResolved = shard % 2 == 1;
+        if (work.m_shards[shard].m_isResolved)
+            work.m_shards[shard].m_ids = {shard * uint64_t(8), shard + (uint64_t(1) << 44)};
+    }
     work.m_numberOfRows = uint64_t(1) << 41;
-    work.m_bytesOfRowFiles = {0, uint64_t(1) << 42, 5};
+    work.m_rowFiles = {{}, {uint64_t(1) << 42, 6}, {5, 7}};
     return work;
 }
 
@@ -39,17 +43,17 @@ TEST(LoadWorkTest, isReadAsItWasWritten) {
 }
 
 TEST(LoadWorkTest, rowsOfSeveralProcessesAreAPartOfIt) {
-    for (const std::vector<uint64_t>& bytesOfFiles :
-         {std::vector<uint64_t>{}, {0}, std::vector<uint64_t>(1000, ~uint64_t(0))}) {
+    for (const std::vector<SpillPrefix>& files :
+         {std::vector<SpillPrefix>{}, {{}}, std::vector<SpillPrefix>(1000, {~uint64_t(0), 1})}) {
         LoadWork work = makeWork();
-        work.m_bytesOfRowFiles = bytesOfFiles;
-        EXPECT_EQ(bytesOfFiles, LoadWork::parse(work.toBytes()).m_bytesOfRowFiles);
+        work.m_rowFiles = files;
+        EXPECT_TRUE(files == LoadWork::parse(work.toBytes()).m_rowFiles);
         LoadWork other = work;
         other.m_numberOfRows = 0;
         EXPECT_NE(work, other);
         EXPECT_EQ(other, LoadWork::parse(other.toBytes()));
         other = work;
-        other.m_bytesOfRowFiles.push_back(0);
+        other.m_rowFiles.emplace_back();
         EXPECT_NE(work, other);
     }
 }
@@ -66,9 +70,21 @@ TEST(LoadWorkTest, bytesAfterTheEndAreRefused) {
     EXPECT_EQ(FailureKind::DAMAGED_FILE, exception.getKind());
 }
 
+/// Version 1 began with the task.
+TEST(LoadWorkTest, theWorkOfAnotherVersionIsRefused) {
+    const std::string bytes = makeWork().toBytes();
+    for (const std::string& other : {bytes.substr(8), '\1' + bytes.substr(1), '\3' + bytes.substr(1)}) {
+        const auto exception = catchException<MelnarException>([&other] { static_cast<void>(LoadWork::parse(other)); });
+        EXPECT_EQ("The unfinished load was saved by another version of this program.", exception.getMessage());
+        EXPECT_EQ(FailureKind::DAMAGED_FILE, exception.getKind());
+        EXPECT_EQ("tools/melnar-dict/load/LoadWork", exception.getSourceFileName());
+        EXPECT_EQ(52, exception.getSourceLineNumber());
+    }
+}
+
 TEST(LoadWorkTest, anUntrustedLengthReservesNothing) {
     std::string bytes = makeWork().toBytes();
-    bytes.replace(0, 8, 8, '\xFF');
+    bytes.replace(8, 8, 8, '\xFF');
     EXPECT_THROW(LoadWork::parse(bytes), MelnarException);
     bytes = LoadWork().toBytes();
     bytes.replace(bytes.size() - 8, 8, 8, '\xFF'); // the number of files with rows

@@ -1,6 +1,8 @@
 #include "tools/melnar-dict/load/SpillFile.h"
 
+#include "Engine/core/data-store/Checksum.h"
 #include "Engine/core/platform/SystemCallException.h"
+#include "Engine/core/platform/stream/FileInputStream.h"
 #include "tests/support/CaughtException.h"
 #include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -9,6 +11,8 @@
 
 #include <cerrno>
 #include <string>
+
+using namespace melnar;
 
 namespace {
 
@@ -22,6 +26,31 @@ protected:
     std::string getContents() const { return TemporaryDirectory::getContentsOf(m_path); }
 
     static void write(const std::string& text, SpillFile& file) { file.write(text.data(), text.size()); }
+
+    static SpillPrefix getPrefix(const std::string& bytes) {
+        Checksum checksum;
+        checksum.update(bytes.data(), bytes.size());
+        return {bytes.size(), checksum.getValue()};
+    }
+
+    /// Expects that a file is refused, by what continues it and by what only reads it, and stays as it is.
+    void expectDamage(const std::string& contents, const SpillPrefix& prefix, const std::string& message,
+                      const long line) const {
+        m_directory.addFile("file", contents);
+        for (const bool isContinued : {false, true}) {
+            const auto exception = catchException<MelnarException>([&] {
+                if (isContinued)
+                    const SpillFile file(m_path, prefix);
+                else
+                    SpillFile::verify(m_path, prefix);
+            });
+            EXPECT_EQ("File '" + m_path + message, exception.getMessage());
+            EXPECT_EQ(FailureKind::DAMAGED_FILE, exception.getKind());
+            EXPECT_EQ(SOURCE_FILE, exception.getSourceFileName());
+            EXPECT_EQ(line, exception.getSourceLineNumber());
+            EXPECT_EQ(contents, getContents());
+        }
+    }
 
     /// Expects the next such call to fail with this message at this place.
     template<class Action>
@@ -87,7 +116,7 @@ TEST_F(SpillFileTest, aNewOneEmptiesTheOldOne) {
 
 TEST_F(SpillFileTest, continuesAfterALengthAndTruncatesTheRest) {
     m_directory.addFile("file", "0123456789");
-    SpillFile file(m_path, 4);
+    SpillFile file(m_path, getPrefix("0123"));
     EXPECT_EQ("0123", getContents());
     EXPECT_EQ(4u, file.getNumberOfBytes());
     write("abc", file);
@@ -98,21 +127,72 @@ TEST_F(SpillFileTest, continuesAfterALengthAndTruncatesTheRest) {
 
 TEST_F(SpillFileTest, continuesAtTheEnd) {
     m_directory.addFile("file", "0123");
-    SpillFile file(m_path, 4);
+    SpillFile file(m_path, getPrefix("0123"));
     write("4", file);
     file.flush();
     EXPECT_EQ("01234", getContents());
 }
 
-TEST_F(SpillFileTest, aFileThatIsTooShortIsRefusedAndStaysAsItIs) {
-    m_directory.addFile("file", "0123");
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        const auto exception = catchException<MelnarException>([this] { const SpillFile file(m_path, 5); });
-        EXPECT_EQ("File '" + m_path + "' has 4 bytes, but should have 5.", exception.getMessage());
-        EXPECT_EQ(34, exception.getSourceLineNumber());
-        EXPECT_EQ(FailureKind::DAMAGED_FILE, exception.getKind());
-        EXPECT_EQ("0123", getContents());
+TEST_F(SpillFileTest, anEmptyPrefixNeedsNoFile) {
+    EXPECT_NO_THROW(SpillFile::verify(m_path, {}));
+    SpillFile file(m_path, {});
+    EXPECT_EQ("", getContents());
+    EXPECT_EQ(getPrefix(""), file.synchronize());
+    EXPECT_NO_THROW(SpillFile::verify(m_path, getPrefix("")));
+}
+
+/// Simulates a kill after each checkpoint but the first, when more had been written.
+TEST_F(SpillFileTest, eachCheckpointCoversEverythingSoFar) {
+    std::string expected;
+    SpillPrefix prefix;
+    for (const size_t size : {size_t(3), SpillFile::BUFFER_SIZE - 1, SpillFile::BUFFER_SIZE + 1,
+                              size_t(2 * FileInputStream::BUFFER_SIZE), size_t(0), size_t(1)}) {
+        SpillFile file(m_path, prefix);
+        for (const char letter : {'a', 'b'}) {
+            write(std::string(size, letter), file);
+            expected.append(size, letter);
+            prefix = file.synchronize();
+            EXPECT_EQ(getPrefix(expected), prefix);
+            EXPECT_NO_THROW(SpillFile::verify(m_path, prefix));
+        }
+        write("after the checkpoint", file);
+        file.flush();
     }
+    EXPECT_EQ(0u, getContents().find(expected));
+}
+
+TEST_F(SpillFileTest, aFileThatIsTooShortIsRefusedAndStaysAsItIs) {
+    const SpillPrefix prefix = getPrefix("01234");
+    expectDamage("0123", prefix, "' has 4 bytes, but should have 5.", 34);
+    expectDamage("", prefix, "' has 0 bytes, but should have 5.", 34);
+}
+
+TEST_F(SpillFileTest, aFlippedBitOfThePrefixIsRefusedAndOneAfterItDoesNotMatter) {
+    const std::string sound = "0123456789";
+    const SpillPrefix prefix = getPrefix(sound.substr(0, 7));
+    for (size_t bit = 0; bit < sound.size() * 8; ++bit) {
+        std::string damaged = sound;
+        damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ (1 << bit % 8));
+        if (bit / 8 < prefix.m_numberOfBytes) {
+            expectDamage(damaged, prefix,
+                         "' is damaged: its first 7 bytes do not have the checksum that they were written with.", 40);
+            continue;
+        }
+        m_directory.addFile("file", damaged);
+        EXPECT_NO_THROW(SpillFile::verify(m_path, prefix));
+        SpillFile file(m_path, prefix);
+        EXPECT_EQ(prefix, file.synchronize());
+        EXPECT_EQ("0123456", getContents());
+    }
+}
+
+TEST_F(SpillFileTest, aFileThatCannotBeReadIsNotTakenForADamagedOne) {
+    EXPECT_THROW(SpillFile::verify(m_path, getPrefix("0")), SystemCallException);
+    m_directory.addFile("file", "0123");
+    SystemCallFaults faults(Call::READ);
+    faults.failAfter(0, EIO, Duration::ONCE);
+    EXPECT_THROW(SpillFile(m_path, getPrefix("01")), SystemCallException);
+    EXPECT_EQ("0123", getContents());
 }
 
 TEST_F(SpillFileTest, aFileThatCannotBeMadeIsNamed) {
@@ -124,15 +204,14 @@ TEST_F(SpillFileTest, aFileThatCannotBeMadeIsNamed) {
     EXPECT_EQ(24, exception.getSourceLineNumber());
     m_directory.addFile("file", "0123");
     const std::string message = "Cannot create file '" + m_path + "'.";
-    expectFailure(Call::OPEN, EMFILE, "open", message, 24, [this] { const SpillFile file(m_path, 2); });
+    expectFailure(Call::OPEN, EMFILE, "open", message, 24, [this] { const SpillFile file(m_path, getPrefix("01")); });
     EXPECT_EQ("0123", getContents());
 }
 
 TEST_F(SpillFileTest, aFileThatCannotBeTruncatedIsNamed) {
     m_directory.addFile("file", "0123");
-    const auto reopen = [this] { const SpillFile file(m_path, 2); };
-    expectFailure(Call::FSTAT, EIO, "fstat", "Cannot examine file '" + m_path + "'.", 29, reopen);
-    expectFailure(Call::FTRUNCATE, EIO, "ftruncate", "Cannot cut off file '" + m_path + "'.", 31, reopen);
+    expectFailure(Call::FTRUNCATE, EIO, "ftruncate", "Cannot cut off file '" + m_path + "'.", 31,
+                  [this] { const SpillFile file(m_path, getPrefix("01")); });
     EXPECT_EQ("0123", getContents());
 }
 
