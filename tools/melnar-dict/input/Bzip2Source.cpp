@@ -79,8 +79,16 @@ Bzip2Source::BlockText Bzip2Source::unpackBlock(const BitString& bits) {
         result.m_state = block.decode(unpacked);
         result.m_text.resize(capacity - unpacked.size());
     }
-    if (result.m_state != Bzip2Block::State::DONE)
-        result.m_text.clear();
+    if (result.m_state == Bzip2Block::State::DONE)
+        return result;
+    // No text of a block is delivered before it is known to be sound: it may be cut, and continue in the next stretch.
+    while (result.m_state == Bzip2Block::State::FULL) {
+        std::span<char> unpacked(result.m_text);
+        result.m_state = block.decode(unpacked);
+    }
+    if (result.m_state == Bzip2Block::State::DONE)
+        result.m_state = Bzip2Block::State::FULL;
+    result.m_text.clear();
     return result;
 }
 
