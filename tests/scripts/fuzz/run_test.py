@@ -124,9 +124,9 @@ class RunTest(unittest.TestCase):
         self.assertNotIn("before", output)
         self.assertNotEqual([], self.get_arguments(other))
 
-    def test_causes_begin_where_a_sanitizer_does(self):
+    def test_causes_begin_where_a_sanitizer_or_a_program_reports_a_fault(self):
         for line in ("==1==ERROR: AddressSanitizer: x", "==1== ERROR: libFuzzer: x", "a.cpp:1:2: runtime error: x",
-                     "terminate called after throwing"):
+                     "terminate called after throwing", "DISAGREEMENT in Turtle of RDF 1.1"):
             self.assertEqual([line, "after"], run.get_cause(f"before\n{line}\nafter"))
         self.assertEqual(["nothing known"], run.get_cause("nothing known"))
 
