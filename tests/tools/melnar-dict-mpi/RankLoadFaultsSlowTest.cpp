@@ -5,7 +5,7 @@
 #include "tests/support/FailureLoop.h"
 #include "tests/support/FolderContents.h"
 #include "tests/support/TemporaryDirectory.h"
-#include "tools/melnar-dict-mpi/Ranks.h"
+#include "tests/tools/melnar-dict-mpi/OnlyRank.h"
 #include "tools/melnar-dict/shell/CommandLine.h"
 #include "tools/melnar-dict/shell/StandardOutput.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
@@ -67,14 +67,8 @@ protected:
     using Contents = std::map<std::string, std::string>; // of files
     using Outcome = std::pair<ExitCode, std::string>;    // with the messages
 
-    static void SetUpTestSuite() {
-        ::setenv("OMPI_MCA_ess_singleton_isolated", "1", 1); // starts no other process
-        int argumentCount = 0;
-        char** arguments = nullptr;
-        s_ranks = std::make_unique<Ranks>(argumentCount, arguments);
-    }
-
-    static void TearDownTestSuite() { s_ranks.reset(); }
+    /// MPI starts before anything is counted.
+    static void SetUpTestSuite() { static_cast<void>(getOnlyRank()); }
 
     RankLoadFaultsSlowTest() {
         std::string lines;
@@ -110,7 +104,7 @@ protected:
         const CapturedErrors errors(errorOutput);
         ExitCode exitCode = ExitCode::FAILURE;
         try {
-            exitCode = runRankLoad(m_options, *s_ranks, output, errorOutput);
+            exitCode = runRankLoad(m_options, getOnlyRank(), output, errorOutput);
         } catch (const RankEnd& end) {
             exitCode = end.m_exitCode;
         } catch (const Abort& abort) {
@@ -151,14 +145,10 @@ protected:
         return counts;
     }
 
-    static std::unique_ptr<Ranks> s_ranks;
-
     const TemporaryDirectory m_directory;
     const int m_null = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
     RankLoadOptions m_options;
 };
-
-std::unique_ptr<Ranks> RankLoadFaultsSlowTest::s_ranks;
 
 TEST_F(RankLoadFaultsSlowTest, anyCallOfALoadMayFail) {
     FailureCounts counts =
@@ -183,13 +173,13 @@ TEST_F(RankLoadFaultsSlowTest, aFailureIsToldWithoutMemory) {
                 try {
                     std::rethrow_exception(failure);
                 } catch (...) {
-                    exitCode = s_ranks->tellCurrentException();
+                    exitCode = getOnlyRank().tellCurrentException();
                 }
             }));
         }
         const bool isTold = exitCode == ExitCode::BAD_DATA;
         const std::string expected =
-            "melnar-dict-mpi: " + (isTold ? cause : s_ranks->getName() + ": out of memory") + '\n';
+            "melnar-dict-mpi: " + (isTold ? cause : getOnlyRank().getName() + ": out of memory") + '\n';
         EXPECT_EQ(expected, errorOutput.str().substr(0, expected.size()));
         EXPECT_TRUE(isTold || exitCode == ExitCode::FAILURE);
         EXPECT_EQ(round.hasFailed(), !isTold);
