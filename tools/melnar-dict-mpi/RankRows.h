@@ -22,8 +22,8 @@ class SharedRowFile;
 ///
 /// Ownership  Owns its file, which stays.
 /// Threads    One at a time.
-/// Errors     SystemCallException that names the file and the call; MelnarException of kind DAMAGED_FILE that names an
-///            existing file that has changed, or one whose numbers of rows and cells are impossible.
+/// Errors     SystemCallException that names the file and the call; MelnarException of kind DAMAGED_FILE that names a
+///            file of the interrupted load that has changed, or one whose numbers of rows and cells are impossible.
 class RankRows : private Unmovable {
 public:
     /// This rank's file comes after the existing ones, of which it verifies its share.

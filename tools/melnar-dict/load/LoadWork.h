@@ -33,8 +33,8 @@ struct LoadWork {
     SpillPrefix m_rows{};
     std::array<Shard, ShardLayout::NUMBER_OF_SHARDS> m_shards{};
 
-    // Of a load by several processes: how many rows are done, and the files that have them, each written by one process;
-    // see RankRows.
+    // Of a load by several processes: how many rows are done, and the files that have them, each written by one
+    // process; see RankRows.
     uint64_t m_numberOfRows = 0;
     std::vector<SpillPrefix> m_rowFiles{};
 
@@ -43,6 +43,6 @@ struct LoadWork {
 
     std::string toBytes() const;
 
-    /// Throws MelnarException for bytes that toBytes has not made, also if that of another version has.
+    /// Throws MelnarException for bytes that toBytes has not made, including those of another version.
     static LoadWork parse(const std::string& bytes);
 };

@@ -30,9 +30,9 @@ class ShardedDictionary;
 ///                  term
 ///
 /// A term that is unknown in several blocks is there for each of them. What an earlier process has written is compared
-/// with its checksums when this one continues it (SpillFile). What is read later is checked as far as the dictionary and
-/// the rows depend on it, since the disk may change it meanwhile: lengths, shards, and that there are resources with the
-/// IDs.
+/// with its checksums when this one continues it (SpillFile). What is read later is checked as far as the dictionary
+/// and the rows depend on it, since the disk may change it meanwhile: lengths, shards, and that there are resources
+/// with the IDs.
 ///
 /// Ownership  Owns the files, and removes them at the end unless they are to be kept.
 /// Threads    addTerm: one at a time for each shard. addRows: one at a time. resolveShard: any number concurrently,

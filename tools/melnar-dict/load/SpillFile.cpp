@@ -18,18 +18,19 @@ constexpr long LINE_CANNOT_OPEN = 24;
 constexpr long LINE_CANNOT_WRITE = 47;
 constexpr long LINE_CANNOT_TRUNCATE = 31;
 constexpr long LINE_TOO_SHORT = 34;
+constexpr long LINE_MISSING = 37;
 constexpr long LINE_DAMAGED = 40;
 constexpr long LINE_CANNOT_SYNCHRONIZE = 56;
 
 } // namespace
 
 SpillFile::SpillFile(const std::string& fileName, const SpillPrefix& prefix)
-    : m_fileName(fileName), m_file(::open(fileName.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_APPEND, 0600)),
-      m_numberOfBytes(prefix.m_numberOfBytes) {
+    : m_fileName(fileName), m_numberOfBytes(prefix.m_numberOfBytes) {
+    read(fileName, prefix, m_checksum);
+    m_file = FileDescriptor(::open(fileName.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_APPEND, 0600));
     if (!m_file.isOpen())
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_OPEN, MelnarException::NO_CAUSES, "open", errno,
                                   "Cannot create file '", fileName, "'.");
-    read(fileName, prefix, m_checksum);
     if (::ftruncate(m_file.get(), static_cast<off_t>(prefix.m_numberOfBytes)) != 0)
         throw SystemCallException(SOURCE_FILE, LINE_CANNOT_TRUNCATE, MelnarException::NO_CAUSES, "ftruncate", errno,
                                   "Cannot cut off file '", fileName, "'.");
@@ -44,6 +45,9 @@ void SpillFile::verify(const std::string& fileName, const SpillPrefix& prefix) {
 void SpillFile::read(const std::string& fileName, const SpillPrefix& prefix, Checksum& checksum) {
     if (prefix.m_numberOfBytes == 0)
         return;
+    if (::access(fileName.c_str(), F_OK) != 0 && errno == ENOENT)
+        throw MelnarException(FailureKind::DAMAGED_FILE, SOURCE_FILE, LINE_MISSING, MelnarException::NO_CAUSES,
+                              "File '", fileName, "' is missing.");
     FileInputStream input(fileName);
     std::string part(FileInputStream::BUFFER_SIZE, '\0');
     for (uint64_t remaining = prefix.m_numberOfBytes; remaining != 0;) {

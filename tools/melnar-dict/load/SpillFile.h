@@ -16,8 +16,8 @@
 ///
 /// A checksum of all bytes is kept while they are written, and recorded at each checkpoint. A resumed load reads the
 /// recorded part once, before any other work: that compares its checksum, restores the state with which the checksum
-/// continues, and reports damage before hours are spent on the rest of the load. A load that is not interrupted reads
-/// nothing for it.
+/// continues, and reports damage before hours are spent on the rest of the load. An uninterrupted load needs no
+/// additional pass.
 ///
 /// Ownership  Owns the file descriptor and the buffer of BUFFER_SIZE bytes. The file stays.
 /// Threads    One at a time.

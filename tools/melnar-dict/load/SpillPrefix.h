@@ -4,7 +4,7 @@
 
 /// The part of a spilled file that a checkpoint covers: its first bytes, and the value of their Checksum.
 ///
-/// Threads  Any threads at any time.
+/// Threads  One at a time.
 struct SpillPrefix {
     bool operator==(const SpillPrefix&) const = default;
 

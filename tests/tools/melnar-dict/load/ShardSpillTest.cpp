@@ -305,8 +305,11 @@ TEST_F(ShardSpillTest, aFileThatIsGoneOrTooShortIsNamed) {
     for (const std::string name : {"work-rows", "work-terms-00"}) {
         const std::string contents = TemporaryDirectory::getContentsOf(m_directory.getPathOf(name));
         m_directory.addFile(name, contents.substr(1));
-        const auto exception = catchException<MelnarException>([&] { const ShardSpill spill(getFolder(), work); });
-        EXPECT_NE(std::string::npos, exception.getMessage().find(name)) << exception.getMessage();
+        const auto isShort = catchException<MelnarException>([&] { const ShardSpill spill(getFolder(), work); });
+        EXPECT_NE(std::string::npos, isShort.getMessage().find(name)) << isShort.getMessage();
+        std::filesystem::remove(m_directory.getPathOf(name));
+        const auto isGone = catchException<MelnarException>([&] { const ShardSpill spill(getFolder(), work); });
+        EXPECT_NE(std::string::npos, isGone.getMessage().find(name)) << isGone.getMessage();
         m_directory.addFile(name, contents);
     }
     EXPECT_NO_THROW(ShardSpill(getFolder(), work));

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <string>
 
 using namespace melnar;
@@ -186,8 +187,14 @@ TEST_F(SpillFileTest, aFlippedBitOfThePrefixIsRefusedAndOneAfterItDoesNotMatter)
     }
 }
 
+TEST_F(SpillFileTest, aFileThatIsMissingIsDamageAndIsNotMade) {
+    const auto exception = catchException<MelnarException>([&] { const SpillFile file(m_path, getPrefix("0")); });
+    EXPECT_EQ(FailureKind::DAMAGED_FILE, exception.getKind());
+    EXPECT_EQ("File '" + m_path + "' is missing.", exception.getMessage());
+    EXPECT_FALSE(std::filesystem::exists(m_path));
+}
+
 TEST_F(SpillFileTest, aFileThatCannotBeReadIsNotTakenForADamagedOne) {
-    EXPECT_THROW(SpillFile::verify(m_path, getPrefix("0")), SystemCallException);
     m_directory.addFile("file", "0123");
     SystemCallFaults faults(Call::READ);
     faults.failAfter(0, EIO, Duration::ONCE);
@@ -204,7 +211,7 @@ TEST_F(SpillFileTest, aFileThatCannotBeMadeIsNamed) {
     EXPECT_EQ(24, exception.getSourceLineNumber());
     m_directory.addFile("file", "0123");
     const std::string message = "Cannot create file '" + m_path + "'.";
-    expectFailure(Call::OPEN, EMFILE, "open", message, 24, [this] { const SpillFile file(m_path, getPrefix("01")); });
+    expectFailure(Call::OPEN, EMFILE, "open", message, 24, [this] { const SpillFile file(m_path); });
     EXPECT_EQ("0123", getContents());
 }
 
