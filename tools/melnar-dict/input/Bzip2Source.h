@@ -31,7 +31,7 @@ private:
     enum class Position { BETWEEN_STREAMS, IN_STREAM, IN_PADDING };
 
     struct BlockText {
-        Bzip2Block::State m_state; // FULL for a text that is longer than the kept part
+        Bzip2Block::State m_state; // FULL for a sound block with too long a text to keep
         std::string m_text;
     };
 

@@ -91,6 +91,14 @@ TEST(Bzip2SourceTest, unpacksBlocksOfLongRunsPieceByPiece) {
     EXPECT_EQ("end", readAll(source));
 }
 
+// About as long as the longest text that is kept.
+TEST(Bzip2SourceTest, unpacksBlocksOf4MebibytesOfText) {
+    for (const size_t size : {(size_t(4) << 20) - 1, size_t(4) << 20, (size_t(4) << 20) + 1}) {
+        const std::string text(size, 'r');
+        EXPECT_TRUE(unpack(bzip2(text, 9) + bzip2("end")) == text + "end") << size;
+    }
+}
+
 TEST(Bzip2SourceTest, passesOverZeroBytesAtTheEnd) {
     EXPECT_EQ("a", unpack(bzip2("a") + '\0'));
     EXPECT_EQ("ab", unpack(bzip2("a") + bzip2("b") + std::string(9 << 20, '\0')));
