@@ -156,7 +156,8 @@ def get_own_lines(output):
 def get_cause(output):
     """Returns the lines of a program that say why it has failed, and the input in base64 unless it is large."""
     lines = get_own_lines(output)
-    beginning = re.compile(r"==\d+==\s?ERROR|not so:|DISAGREEMENT|.*runtime error:|terminate called|.*Assertion .* failed")
+    beginning = re.compile(r"==\d+==\s?ERROR|not so:|DISAGREEMENT|.*runtime error:|terminate called|"
+                           r".*Assertion .* failed")
     first = next((number for number, line in enumerate(lines) if beginning.match(line)), 0)
     written = re.search(r"Test unit written to (\S+)", output)
     if written and Path(written[1]).stat().st_size <= LARGEST_PRINTED_INPUT:

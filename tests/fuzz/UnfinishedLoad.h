@@ -41,8 +41,8 @@ public:
     /// checksums of the manifest.
     static Files correctRecord(const Files& files);
 
-    /// Returns whether the manifest is that of an interruption, or missing: then the record of the other files is right,
-    /// or there is nothing to resume.
+    /// Returns whether the manifest is that of an interruption, or missing: then the record of the other files is
+    /// right, or there is nothing to resume.
     bool hasSoundManifest(const Files& files) const;
 
     /// Resumes the load with these files. Returns the bytes of its rows, or nothing if it was refused.

@@ -9,9 +9,9 @@
 #include <string>
 
 // Any bytes as the files of an unfinished load of shards, as they are, and with correct lengths and checksums in the
-// manifest. The load is refused, or resumed. If the manifest is sound, a resumed load gives the rows of one that was not
-// interrupted, whatever the other files are. Otherwise the dictionary is sound unless the manifest was wrong about shards,
-// and the rows have only IDs of it.
+// manifest. The load is refused, or resumed. If the manifest is sound, a resumed load gives the rows of one that was
+// not interrupted, whatever the other files are. Otherwise the dictionary is sound unless the manifest was wrong about
+// shards, and the rows have only IDs of it.
 
 namespace {
 
