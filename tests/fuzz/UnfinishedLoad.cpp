@@ -1,6 +1,5 @@
 #include "tests/fuzz/UnfinishedLoad.h"
 
-#include "Engine/core/data-store/Checksum.h"
 #include "Engine/core/data-store/DictionaryThread.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 #include "Engine/core/data-store/terms/TermFamily.h"
@@ -9,6 +8,7 @@
 #include "tests/fuzz/Require.h"
 #include "tests/fuzz/ZeroRuns.h"
 #include "tests/tools/melnar-dict/input/TextSource.h"
+#include "tests/tools/melnar-dict/load/SpilledBytes.h"
 #include "tools/melnar-dict/load/FileLoader.h"
 #include "tools/melnar-dict/load/LoadCheckpoint.h"
 #include "tools/melnar-dict/load/ShardResolver.h"
@@ -69,13 +69,9 @@ bool isOfWork(const std::string& fileName) {
     return fileName == MANIFEST || ShardSpill::isNameOfFile(fileName);
 }
 
-SpillPrefix getPrefix(const UnfinishedLoad::Files& files, const std::string& name) {
+SpillPrefix getPrefixOf(const std::string& name, const UnfinishedLoad::Files& files) {
     const auto file = files.find(name);
-    if (file == files.end())
-        return {};
-    melnar::Checksum checksum;
-    checksum.update(file->second.data(), file->second.size());
-    return {file->second.size(), checksum.getValue()};
+    return file == files.end() ? SpillPrefix() : getPrefix(file->second);
 }
 
 } // namespace
@@ -183,12 +179,12 @@ UnfinishedLoad::Files UnfinishedLoad::correctRecord(const Files& files) {
         auto manifest = ForgedDictionaryFile::repair(files.at(MANIFEST), MANIFEST_FORMAT);
         std::string& section = manifest.m_sections.at(WORK_SECTION);
         LoadWork work = LoadWork::parse(section.substr(sizeof(uint64_t)));
-        work.m_rows = getPrefix(files, "work-rows");
+        work.m_rows = getPrefixOf("work-rows", files);
         for (uint32_t shard = 0; shard < ShardLayout::NUMBER_OF_SHARDS; ++shard) {
             char number[3];
             std::snprintf(number, sizeof(number), "%02x", static_cast<unsigned>(shard));
-            work.m_shards[shard].m_terms = getPrefix(files, "work-terms-" + std::string(number));
-            work.m_shards[shard].m_ids = getPrefix(files, "work-ids-" + std::string(number));
+            work.m_shards[shard].m_terms = getPrefixOf("work-terms-" + std::string(number), files);
+            work.m_shards[shard].m_ids = getPrefixOf("work-ids-" + std::string(number), files);
         }
         const std::string bytes = work.toBytes();
         const uint64_t size = bytes.size();

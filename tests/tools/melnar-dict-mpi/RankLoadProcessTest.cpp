@@ -412,10 +412,13 @@ TEST_F(HeldRankLoadProcessTest, damagedRowsAreReportedWithTheWayOut) {
         const std::string name = "d/work-rows-" + std::to_string(number);
         const std::string sound = getContentsOf(name);
         ASSERT_LT(size_t(100), sound.size());
-        for (const size_t position : {size_t(0), size_t(8), size_t(16), size_t(99)}) { // of a row, a number, and IDs
-            std::string damaged = sound;
-            damaged[position] = static_cast<char>(damaged[position] ^ 1);
-            m_directory.addFile(name, position == 99 ? sound.substr(0, position) : damaged);
+        std::vector<std::string> allDamaged{"", sound.substr(0, 99)};
+        for (const size_t position : {0u, 8u, 16u}) { // of a row, a number, and an ID
+            allDamaged.push_back(sound);
+            allDamaged.back()[position] = static_cast<char>(sound[position] ^ 1);
+        }
+        for (const std::string& damaged : allDamaged) {
+            m_directory.addFile(name, damaged);
             const ToolResult result = runRanks(2, getArguments({"--resume", "--errors", "0", "--quiet"}));
             EXPECT_EQ(3, result.m_exitCode);
             EXPECT_EQ(0u, result.m_errorOutput.find(nameRank(number) + "File '" + name + "' ")) << result.m_errorOutput;

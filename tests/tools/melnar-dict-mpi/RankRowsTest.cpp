@@ -1,10 +1,10 @@
 #include "tools/melnar-dict-mpi/RankRows.h"
 
-#include "Engine/core/data-store/Checksum.h"
 #include "Engine/core/platform/MelnarException.h"
 #include "tests/support/CaughtException.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/tools/melnar-dict-mpi/OnlyRank.h"
+#include "tests/tools/melnar-dict/load/SpilledBytes.h"
 #include "tools/melnar-dict-mpi/SharedRowFile.h"
 #include "tools/melnar-dict/rows/NpyHeader.h"
 
@@ -33,9 +33,7 @@ protected:
     /// Writes the rows of a file that has these bytes, and their checksum.
     void write(const std::string& bytes) const {
         m_directory.addFile("work-rows-0", bytes);
-        Checksum checksum;
-        checksum.update(bytes.data(), bytes.size());
-        const std::vector<SpillPrefix> files{{bytes.size(), checksum.getValue()}};
+        const std::vector<SpillPrefix> files{getPrefix(bytes)};
         const RankRows rows(m_folder, getOnlyRank(), files);
         SharedRowFile output(m_rowsPath, NUMBER_OF_COLUMNS, sizeof(uint64_t));
         rows.write(files, NUMBER_OF_COLUMNS, NUMBER_OF_ROWS, output);

@@ -1,6 +1,5 @@
 #include "tools/melnar-dict/load/ShardSpill.h"
 
-#include "Engine/core/data-store/Checksum.h"
 #include "Engine/core/data-store/sharded/ShardedDictionary.h"
 #include "Engine/core/data-store/sharded/ShardedDictionaryThread.h"
 #include "Engine/core/platform/MelnarException.h"
@@ -8,6 +7,7 @@
 #include "tests/support/CaughtException.h"
 #include "tests/support/FailureLoop.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/tools/melnar-dict/load/SpilledBytes.h"
 #include "tools/melnar-dict/rows/RowLayout.h"
 #include "tools/melnar-dict/shell/ToolFailure.h"
 
@@ -86,12 +86,6 @@ protected:
             shards.push_back(static_cast<uint8_t>(getShard(term)));
         }
         spill.addRows(shards, getCells(block));
-    }
-
-    static SpillPrefix getPrefix(const std::string& bytes) {
-        Checksum checksum;
-        checksum.update(bytes.data(), bytes.size());
-        return {bytes.size(), checksum.getValue()};
     }
 
     static void resolveAll(ShardSpill& spill, ShardedDictionary& dictionary) {

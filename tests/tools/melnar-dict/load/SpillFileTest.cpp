@@ -1,11 +1,11 @@
 #include "tools/melnar-dict/load/SpillFile.h"
 
-#include "Engine/core/data-store/Checksum.h"
 #include "Engine/core/platform/SystemCallException.h"
 #include "Engine/core/platform/stream/FileInputStream.h"
 #include "tests/support/CaughtException.h"
 #include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/tools/melnar-dict/load/SpilledBytes.h"
 
 #include <gtest/gtest.h>
 
@@ -27,12 +27,6 @@ protected:
     std::string getContents() const { return TemporaryDirectory::getContentsOf(m_path); }
 
     static void write(const std::string& text, SpillFile& file) { file.write(text.data(), text.size()); }
-
-    static SpillPrefix getPrefix(const std::string& bytes) {
-        Checksum checksum;
-        checksum.update(bytes.data(), bytes.size());
-        return {bytes.size(), checksum.getValue()};
-    }
 
     /// Expects that a file is refused, by what continues it and by what only reads it, and stays as it is.
     void expectDamage(const std::string& contents, const SpillPrefix& prefix, const std::string& message,
