@@ -37,10 +37,11 @@ MELNAR_AVX512 void loadWords(const char* const* const data, const size_t* const 
                              __m512i (&words)[WORDS_PER_BLOCK]) noexcept {
     __m512i rows[LANES_PER_VECTOR];
     for (size_t lane = 0; lane < LANES_PER_VECTOR; ++lane) {
-        const size_t remaining = lengths[lane] - std::min(lengths[lane], blockBegin);
+        const size_t begin = std::min(lengths[lane], blockBegin); // a pointer beyond the end would be undefined
+        const size_t remaining = lengths[lane] - begin;
         const __mmask64 present =
             remaining == 0 ? 0 : ~__mmask64(0) >> (BYTES_PER_BLOCK - std::min(remaining, BYTES_PER_BLOCK));
-        rows[lane] = _mm512_maskz_loadu_epi8(present, data[lane] + blockBegin);
+        rows[lane] = _mm512_maskz_loadu_epi8(present, data[lane] + begin);
     }
     __m512i pairs[LANES_PER_VECTOR]; // even words of two rows, then odd words of the same two
     for (size_t lane = 0; lane < LANES_PER_VECTOR; lane += 2) {

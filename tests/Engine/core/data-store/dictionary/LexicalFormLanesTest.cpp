@@ -29,7 +29,7 @@ std::vector<Implementation> getImplementations() {
 #if defined(__x86_64__)
     if (__builtin_cpu_supports("avx2"))
         implementations.push_back({"AVX2", LexicalFormLanes::hashInOrderWithAVX2});
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq"))
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512dq"))
         implementations.push_back({"AVX-512", LexicalFormLanes::hashInOrderWithAVX512});
 #endif
     return implementations;
@@ -47,6 +47,9 @@ public:
             m_forms.emplace_back(m_bytes.back()->get(), length);
         }
     }
+
+    /// Adds an empty form that is nowhere in memory, as a refused literal has.
+    void addFormWithoutAddress() { m_forms.emplace_back(); }
 
     void expectRightHashes(const Implementation& implementation) const {
         std::vector<uint16_t> order(m_forms.size());
@@ -90,6 +93,13 @@ TEST(LexicalFormLanesTest, everyNumberOfFormsOfOneLengthHashesAsAlone) {
 
 TEST(LexicalFormLanesTest, formsOfVeryDifferentLengthsShareLanes) {
     expectRightHashes({100000, 8, 0, 9, 5000, 1, 15, 16, 17, 63, 64, 65, 7, 3, 1000, 12, 12, 12});
+}
+
+TEST(LexicalFormLanesTest, formsWithoutAddressShareLanesWithLongOnes) {
+    Forms forms({65, 200, 3}, GuardedBytes::FlushWith::END_OF_PAGE);
+    forms.addFormWithoutAddress();
+    for (const Implementation& implementation : getImplementations())
+        forms.expectRightHashes(implementation);
 }
 
 TEST(LexicalFormLanesTest, formsOfRandomLengthsShareLanes) {
