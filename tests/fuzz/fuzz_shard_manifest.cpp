@@ -1,5 +1,6 @@
 #include "Engine/core/data-store/DictionaryHistory.h"
 #include "Engine/core/data-store/sharded/ShardManifest.h"
+#include "Engine/core/data-store/sharded/ShardedDictionary.h"
 #include "Engine/core/platform/MelnarException.h"
 #include "tests/fuzz/Require.h"
 #include "tests/fuzz/SectionMutation.h"
@@ -20,6 +21,8 @@ using melnar::SectionFormat;
 constexpr SectionFormat MANIFEST{"MELNARDF", 1, "", ""};
 
 void checkFigures(const ShardManifest& manifest) {
+    require(manifest.m_maximumNumberOfResourcesOfShard <= ShardedDictionary::MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD,
+            "a dictionary can be made with the largest number of resources");
     for (uint32_t number = 0; number < manifest.m_shards.size(); ++number) {
         const ShardManifest::Shard& shard = manifest.m_shards[number];
         require(shard.m_numberOfResources <= manifest.m_maximumNumberOfResourcesOfShard, "no shard has too much");

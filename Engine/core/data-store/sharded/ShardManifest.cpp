@@ -1,10 +1,10 @@
 #include "Engine/core/data-store/sharded/ShardManifest.h"
 
-#include "Engine/core/data-store/Dictionary.h"
 #include "Engine/core/data-store/SectionFormat.h"
 #include "Engine/core/data-store/SectionInputStream.h"
 #include "Engine/core/data-store/SectionOutputStream.h"
 #include "Engine/core/data-store/dictionary/DatatypeIDs.h"
+#include "Engine/core/data-store/sharded/ShardedDictionary.h"
 #include "Engine/core/platform/MelnarException.h"
 
 #include <string>
@@ -88,7 +88,7 @@ void readShards(SectionInputStream& input, ShardManifest& manifest) {
     if (numberOfShards != ShardLayout::NUMBER_OF_SHARDS)
         input.reportDamage("there are " + std::to_string(numberOfShards) + " shards.");
     const uint64_t maximum = manifest.m_maximumNumberOfResourcesOfShard = input.readUInt64();
-    if (maximum > Dictionary::LARGEST_MAXIMUM_NUMBER_OF_RESOURCES)
+    if (maximum > ShardedDictionary::MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD)
         input.reportDamage("the largest number of resources of a shard is " + std::to_string(maximum) + ".");
     for (uint32_t number = 0; number < numberOfShards; ++number) {
         ShardManifest::Shard& shard = manifest.m_shards[number];

@@ -1,5 +1,6 @@
 #include "Engine/core/data-store/sharded/ShardManifest.h"
 
+#include "Engine/core/data-store/sharded/ShardedDictionary.h"
 #include "Engine/core/platform/MelnarException.h"
 #include "Engine/core/platform/stream/MemoryInputStream.h"
 #include "Engine/core/platform/stream/MemoryOutputStream.h"
@@ -76,10 +77,11 @@ TEST(ShardManifestTest, whatIsWrittenComesBack) {
     expectEqual({}, read(write({})));
     expectEqual(makeManifest(), read(write(makeManifest())));
     ShardManifest largest = makeManifest();
-    largest.m_maximumNumberOfResourcesOfShard = uint64_t(1) << 43;
+    const uint64_t maximum = ShardedDictionary::MAXIMUM_NUMBER_OF_RESOURCES_OF_SHARD;
+    largest.m_maximumNumberOfResourcesOfShard = maximum;
     for (ShardManifest::Shard& shard : largest.m_shards)
-        shard = {uint64_t(1) << 43, 1, {{1, 1}}, {{5, {uint64_t(1) << 43, 1}}}};
-    largest.m_history.m_entries = {{(uint64_t(1) << 51) + 1, {{1, 1}}}};
+        shard = {maximum, 1, {{1, 1}}, {{5, {maximum, 1}}}};
+    largest.m_history.m_entries = {{maximum * ShardLayout::NUMBER_OF_SHARDS + 1, {{1, 1}}}};
     largest.m_work.assign(ShardManifest::LONGEST_WORK, 'x');
     largest.m_inputs.assign(1000, {std::string(ShardManifest::LONGEST_INPUT_NAME, 'x'), 1, true});
     expectEqual(largest, read(write(largest)));
@@ -142,8 +144,8 @@ TEST(ShardManifestTest, numbersThatLieAreFound) {
         {set32(SHARDS, NUMBER_OF_SHARDS, 255), "shards", "there are 255 shards."},
         {set32(SHARDS, NUMBER_OF_SHARDS, 257), "shards", "there are 257 shards."},
         {set32(SHARDS, NUMBER_OF_SHARDS, ~uint32_t(0)), "shards", "there are 4294967295 shards."},
-        {set64(SHARDS, MAXIMUM, (uint64_t(1) << 43) + 1), "shards",
-         "the largest number of resources of a shard is 8796093022209."},
+        {set64(SHARDS, MAXIMUM, (uint64_t(1) << 30) + 1), "shards",
+         "the largest number of resources of a shard is 1073741825."},
         {set64(SHARDS, MAXIMUM, ~uint64_t(0)), "shards",
          "the largest number of resources of a shard is 18446744073709551615."},
         {set64(SHARDS, MAXIMUM, 999), "shards", "shard 10 has 1000 resources."},
