@@ -1,4 +1,5 @@
 #include "Engine/core/platform/SystemCallException.h"
+#include "Engine/core/platform/system/VirtualMemory.h"
 #include "tests/Engine/core/data-store/DictionaryUse.h"
 #include "tests/fuzz/Require.h"
 #include "tests/fuzz/SectionMutation.h"
@@ -14,13 +15,16 @@
 #include <vector>
 
 // Any bytes as a dictionary file, as they are and with correct lengths and checksums. They are refused as damaged, or
-// can be used without harm. If verify accepts the dictionary, each of its terms is found and parsed, and it can be
-// saved and read again.
+// for lack of memory or address space, or can be used without harm. If verify accepts the dictionary, each of its terms
+// is found and parsed, and it can be saved and read again.
 
 namespace {
 
 constexpr size_t MEMORY_LIMIT = size_t(4) << 20;
 constexpr size_t NEW_LITERALS = 20;
+
+/// In bytes. This much must be left after a file was refused, so the file has asked for more.
+constexpr size_t MUCH_ADDRESS_SPACE = size_t(1) << 40;
 
 using Resource = std::tuple<uint64_t, uint8_t, std::string>;
 
@@ -32,6 +36,9 @@ std::unique_ptr<Dictionary> open(const std::string& bytes) {
         // A dictionary for very many resources may need more address space than AddressSanitizer leaves.
         require(exception.getSystemCallName() == std::string_view("mmap") && exception.getErrorCode() == ENOMEM,
                 "a file is refused for lack of address space, if a system call fails");
+        void* const space = melnar::VirtualMemory::reserve(MUCH_ADDRESS_SPACE);
+        require(space != nullptr, "a file is refused only if it asks for much address space, and none is lost");
+        melnar::VirtualMemory::release(space, MUCH_ADDRESS_SPACE);
         return nullptr;
     } catch (const MelnarException& exception) {
         const FailureKind kind = exception.getKind();

@@ -97,7 +97,7 @@ struct MELNAR_EXPORT ShardManifest {
     static ShardManifest read(InputStream& input);
 
     std::array<Shard, ShardLayout::NUMBER_OF_SHARDS> m_shards{}; ///< by their numbers
-    uint64_t m_maximumNumberOfResourcesOfShard = 0;              ///< of each, with or without a file
+    uint64_t m_maximumNumberOfResourcesOfShard = 0;              ///< of each, at most that of ShardedDictionary
     uint64_t m_nextDocument = 1;                                 ///< the number of the next input, for its blank nodes
     std::vector<Input> m_inputs;                                 ///< in the order in which they were loaded
     DictionaryHistory::Contents m_history;                       ///< of the folder's whole states
