@@ -27,6 +27,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 // This process is the only rank of a run. So all that a load does can be made to fail, except what MPI does itself, and
@@ -60,6 +61,16 @@ public:
 
 private:
     std::streambuf* const m_before;
+};
+
+/// Ends what --memory-limit does to the whole process, so that later tests have all memory.
+class KeptDataLimit : private Unmovable {
+public:
+    KeptDataLimit() { EXPECT_EQ(0, ::getrlimit(RLIMIT_DATA, &m_before)); }
+    ~KeptDataLimit() { EXPECT_EQ(0, ::setrlimit(RLIMIT_DATA, &m_before)); }
+
+private:
+    struct rlimit m_before;
 };
 
 class RankLoadFaultsSlowTest : public testing::Test {
@@ -145,6 +156,7 @@ protected:
         return counts;
     }
 
+    const KeptDataLimit m_dataLimit;
     const TemporaryDirectory m_directory;
     const int m_null = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
     RankLoadOptions m_options;
