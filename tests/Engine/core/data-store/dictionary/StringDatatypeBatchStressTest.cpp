@@ -2,7 +2,6 @@
 
 #include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
 #include "Engine/core/data-store/dictionary/PreparedEntries.h"
-#include "Engine/core/data-store/dictionary/StringChunk.h"
 #include "Engine/core/platform/MemoryExhaustedException.h"
 #include "tests/Engine/core/data-store/dictionary/BatchAnswers.h"
 #include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
@@ -372,18 +371,11 @@ void contendForOneBucket(const size_t numberOfThreads) {
     DictionaryFixture<T> fixture;
     fixture.resolve("a");
     fixture.resolve("b");
-    // Only the chunk is to lack memory: in a table of this size each thread gets its quota without a resize.
-    for (uint32_t number = 0; getTable(fixture, D_XSD_STRING).getNumberOfBuckets() < 32768; ++number)
-        fixture.resolve(std::to_string(number));
-    // The contended string does not fit into what this one leaves. It is short: the time to hash one of the size of the
-    // pool, again and again, would hide the contention, most of all under AddressSanitizer.
-    constexpr size_t LENGTH = 100;
-    const DataPool& pool = fixture.m_dataPool;
-    ASSERT_LT(LENGTH, pool.getCommittedBytes() - pool.getEnd());
-    fixture.resolve(std::string(pool.getCommittedBytes() - pool.getEnd() - LENGTH, 'f'));
-    ASSERT_GT(pool.getEnd() + StringChunk::getChunkSizeFor(LENGTH), pool.getCommittedBytes());
+    const std::string contended(100, 'x'); // short, so that the time to hash it does not hide the contention
+    ASSERT_NO_FATAL_FAILURE(fillPool(fixture, contended.size()));
+    const size_t buckets = getTable(fixture).getNumberOfBuckets();
     const uint64_t nextResourceID = fixture.m_nextResourceID.load();
-    const OwnedLiterals literals{{"a", D_XSD_STRING}, {std::string(LENGTH, 'x'), D_XSD_STRING}, {"b", D_XSD_STRING}};
+    const OwnedLiterals literals{{"a", D_XSD_STRING}, {contended, D_XSD_STRING}, {"b", D_XSD_STRING}};
     MemoryShortage shortage(fixture.m_memoryManager, 0);
     std::atomic<size_t> refusals(0);
     std::vector<BatchAnswers> answers(numberOfThreads);
@@ -406,7 +398,8 @@ void contendForOneBucket(const size_t numberOfThreads) {
     for (const BatchAnswers& ofThread : answers)
         EXPECT_EQ((BatchAnswers{{1, nextResourceID, 2}}), ofThread);
     EXPECT_EQ(nextResourceID + 1, fixture.m_nextResourceID.load());
-    EXPECT_EQ(literals[1].m_lexicalForm, fixture.getLexicalForm(nextResourceID));
+    EXPECT_EQ(contended, fixture.getLexicalForm(nextResourceID));
+    EXPECT_EQ(buckets, getTable(fixture).getNumberOfBuckets()) << "threads waited for a resize, not for the bucket";
     expectSound(fixture);
 }
 

@@ -2,9 +2,8 @@
 
 #include "Engine/core/data-store/dictionary/DictionaryThreadContext.h"
 #include "Engine/core/platform/MemoryExhaustedException.h"
-#include "tests/Engine/core/data-store/dictionary/StringDatatypeTestPeer.h"
+#include "tests/Engine/core/data-store/dictionary/DatatypeTables.h"
 #include "tests/Engine/core/platform/collections/TableChecks.h"
-#include "tests/Engine/core/platform/collections/WaitUntil.h"
 #include "tests/support/DictionaryFixture.h"
 #include "tests/support/RepeatUntilDeadline.h"
 #include "tests/support/RunTogether.h"
@@ -76,7 +75,7 @@ template<class T>
 size_t resolveWithin(const size_t pages, const size_t numberOfThreads) {
     SCOPED_TRACE(testing::Message() << pages << " pages for " << numberOfThreads << " threads");
     DictionaryFixture<T> fixture;
-    auto& table = StringDatatypeTestPeer::getTable(fixture.m_datatype, D_XSD_STRING);
+    auto& table = getTable(fixture);
     const size_t otherTableBytes = 1024 * sizeof(T);
     std::vector<ResourceIDs> idsByThread(numberOfThreads, ResourceIDs(STRINGS));
     std::vector<size_t> refusals(numberOfThreads);
@@ -119,9 +118,13 @@ template<class T>
 void contendForOneBucket(const size_t numberOfThreads) {
     SCOPED_TRACE(testing::Message() << numberOfThreads << " threads");
     DictionaryFixture<T> fixture;
-    auto& table = StringDatatypeTestPeer::getTable(fixture.m_datatype, D_XSD_STRING);
-    fixture.resolve("a"); // the regions exist; only the chunk will lack memory
-    const std::string lexicalForm(fixture.m_dataPool.getCommittedBytes(), 'x');
+    auto& table = getTable(fixture);
+    const std::string lexicalForm(100, 'x'); // short, so that the time to hash it does not hide the contention
+    ASSERT_NO_FATAL_FAILURE(fillPool(fixture, lexicalForm.size()));
+    const uint64_t nextResourceID = fixture.m_nextResourceID.load();
+    const uint64_t endOfPool = fixture.m_dataPool.getEnd();
+    const size_t buckets = table.getNumberOfBuckets();
+    const size_t nonEmptyBuckets = table.getNumberOfNonEmptyBuckets();
     MemoryShortage shortage(fixture.m_memoryManager, 0);
     std::atomic<size_t> refusals(0);
     ResourceIDs resourceIDs(numberOfThreads);
@@ -137,18 +140,18 @@ void contendForOneBucket(const size_t numberOfThreads) {
                     }
                 }
             });
-        for (size_t lookup = 0; lookup < 100; ++lookup)
+        while (refusals.load() < 3 * numberOfThreads && !testing::Test::HasFailure())
             EXPECT_EQ(0u, fixture.tryResolve(lexicalForm));
-        waitUntil([&refusals, numberOfThreads] { return refusals.load() >= 3 * numberOfThreads; });
         shortage.end();
     }
     for (const uint64_t resourceID : resourceIDs)
-        EXPECT_EQ(2u, resourceID);
-    EXPECT_EQ(3u, fixture.m_nextResourceID.load());
-    EXPECT_EQ(2u, table.getNumberOfNonEmptyBuckets());
-    EXPECT_EQ(3 + StringChunk::getChunkSizeFor(lexicalForm.size()), fixture.m_dataPool.getEnd());
+        EXPECT_EQ(nextResourceID, resourceID);
+    EXPECT_EQ(nextResourceID + 1, fixture.m_nextResourceID.load());
+    EXPECT_EQ(buckets, table.getNumberOfBuckets()) << "threads waited for a resize, not for the bucket";
+    EXPECT_EQ(nonEmptyBuckets + 1, table.getNumberOfNonEmptyBuckets());
+    EXPECT_EQ(endOfPool + StringChunk::getChunkSizeFor(lexicalForm.size()), fixture.m_dataPool.getEnd());
     EXPECT_EQ(0u, fixture.m_dataPool.getUnusedBytes());
-    EXPECT_EQ(lexicalForm, fixture.getLexicalForm(2));
+    EXPECT_EQ(lexicalForm, fixture.getLexicalForm(nextResourceID));
     expectSoundAtRest(table);
 }
 
